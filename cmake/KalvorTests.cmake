@@ -1,0 +1,104 @@
+# Tests and benchmarks mirror src/: all *_test.cpp files of a folder under tests/ make one test program, all
+# *_bench.cpp files of a folder under bench/ one benchmark program. They are left out when their libraries are
+# not installed, so the program itself builds without them.
+#
+# Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others. Programs of the
+# arithmetic floors are run once more with KALVOR_ISA=avx2.
+
+enable_testing()
+
+add_test(NAME includes
+         COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_SOURCE_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/check_includes.cmake)
+set_tests_properties(includes PROPERTIES LABELS quick)
+
+get_property(kernel_objects GLOBAL PROPERTY KALVOR_KERNEL_OBJECTS)
+if(kernel_objects AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/kernel_objects.txt CONTENT "$<JOIN:${kernel_objects},\n>\n")
+  add_test(NAME kernel_symbols
+           COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DLIST=${CMAKE_BINARY_DIR}/kernel_objects.txt
+                   -P ${CMAKE_SOURCE_DIR}/cmake/check_kernel_symbols.cmake)
+  set_tests_properties(kernel_symbols PROPERTIES LABELS quick)
+endif()
+
+find_package(GTest QUIET)
+find_package(benchmark QUIET)
+find_library(GMP_LIBRARY gmp)
+find_library(MPFR_LIBRARY mpfr)
+
+function(kalvor_folders out root pattern)
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS RELATIVE ${root} ${root}/${pattern})
+  set(folders)
+  foreach(file IN LISTS files)
+    get_filename_component(folder ${file} DIRECTORY)
+    list(APPEND folders ${folder})
+  endforeach()
+  list(REMOVE_DUPLICATES folders)
+  set(${out} ${folders} PARENT_SCOPE)
+endfunction()
+
+function(kalvor_register_test name target)
+  cmake_parse_arguments(ARG "" "SLOW" "ENV" ${ARGN})
+  add_test(NAME ${name} COMMAND ${target} --gtest_filter=-Slow*)
+  set_tests_properties(${name} PROPERTIES LABELS quick TIMEOUT 600 ENVIRONMENT "${ARG_ENV}")
+  if(ARG_SLOW)
+    add_test(NAME ${name}.slow COMMAND ${target} --gtest_filter=Slow*)
+    set_tests_properties(${name}.slow PROPERTIES LABELS slow TIMEOUT 1800 ENVIRONMENT "${ARG_ENV}")
+  endif()
+endfunction()
+
+if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
+  # Helpers shared by tests: slow plain references, injected faults.
+  file(GLOB_RECURSE support CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/reference/*.cpp
+       ${CMAKE_SOURCE_DIR}/tests/fault/*.cpp ${CMAKE_SOURCE_DIR}/tests/support/*.cpp)
+  list(FILTER support EXCLUDE REGEX "_test\\.cpp$")
+  add_library(kalvor_test_support INTERFACE)
+  if(support)
+    add_library(test_support OBJECT ${support})
+    target_include_directories(test_support PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+    target_sources(kalvor_test_support INTERFACE $<TARGET_OBJECTS:test_support>)
+  endif()
+  # One program for the rooms' objects keeps the link of each test short.
+  add_library(kalvor_test_rooms STATIC $<TARGET_PROPERTY:kalvor_rooms,INTERFACE_SOURCES>)
+  set_target_properties(kalvor_test_rooms PROPERTIES LINKER_LANGUAGE CXX)
+  target_include_directories(kalvor_test_support INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+  target_link_libraries(kalvor_test_support INTERFACE
+    $<LINK_LIBRARY:WHOLE_ARCHIVE,kalvor_test_rooms> GTest::gtest ${MPFR_LIBRARY} ${GMP_LIBRARY} Threads::Threads)
+
+  kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
+  foreach(folder IN LISTS folders)
+    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
+    string(REPLACE "/" "_" name ${folder})
+    add_executable(test_${name} ${files} ${CMAKE_SOURCE_DIR}/tests/support/test_main.cc)
+    target_link_libraries(test_${name} PRIVATE kalvor_test_support)
+    set_target_properties(test_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_compile_definitions(test_${name} PRIVATE KALVOR_PROGRAM="$<TARGET_FILE:kalvor>")
+    if(folder STREQUAL "program" OR folder STREQUAL "fault")
+      add_dependencies(test_${name} kalvor)
+    endif()
+    set(slow OFF)
+    foreach(file IN LISTS files)
+      file(STRINGS ${file} hits REGEX "\\((Slow|[A-Za-z]+, *Slow)")
+      if(hits)
+        set(slow ON)
+      endif()
+    endforeach()
+    kalvor_register_test(${folder} test_${name} SLOW ${slow})
+    if(folder MATCHES "^(arith|constants|digits)/")
+      kalvor_register_test(${folder}.avx2 test_${name} SLOW ${slow} ENV KALVOR_ISA=avx2)
+    endif()
+  endforeach()
+endif()
+
+if(benchmark_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
+  kalvor_folders(folders ${CMAKE_SOURCE_DIR}/bench *_bench.cpp)
+  foreach(folder IN LISTS folders)
+    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/${folder}/*.cpp)
+    string(REPLACE "/" "_" name ${folder})
+    add_executable(bench_${name} EXCLUDE_FROM_ALL ${files})
+    target_link_libraries(bench_${name} PRIVATE kalvor_rooms benchmark::benchmark benchmark::benchmark_main
+                          ${MPFR_LIBRARY} ${GMP_LIBRARY})
+    target_include_directories(bench_${name} PRIVATE ${CMAKE_SOURCE_DIR}/bench)
+    target_compile_definitions(bench_${name} PRIVATE KALVOR_PROGRAM="$<TARGET_FILE:kalvor>")
+    set_target_properties(bench_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bench)
+  endforeach()
+endif()

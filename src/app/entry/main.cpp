@@ -1,0 +1,3 @@
+// The process entry.
+
+int main() { return 0; }

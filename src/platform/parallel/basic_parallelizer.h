@@ -1,0 +1,74 @@
+// The interface through which all multi-threading of the arithmetic goes: a task object, a framework that runs
+// it, and the context that is handed down from caller to callee.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "os/types.h"
+
+namespace trel {
+
+// A task. run(i) must be safe to run concurrently for different indices; results go to disjoint memory chosen by
+// the index. The caller owns the action; it outlives the dispatch.
+class BasicAction {
+  public:
+    virtual ~BasicAction();
+    virtual void run(u64 index) = 0;
+};
+
+// A framework. Shared by all tasks; run_in_parallel may be called from inside tasks.
+class BasicParallelizer {
+  public:
+    virtual ~BasicParallelizer();
+    // Runs action.run(i) once for every i in [begin, end); returns when all have finished. The calling thread
+    // does one share.
+    virtual void run_in_parallel(BasicAction& action, u64 begin, u64 end) = 0;
+    // Runs a.run(0) and b.run(0); returns when both have finished.
+    virtual void run_in_parallel(BasicAction& a, BasicAction& b) = 0;
+};
+
+// A framework and the number of tasks that a caller may split its work into (tds >= 1). Passed by reference.
+struct ParallelContext {
+    BasicParallelizer* framework;
+    u64 tds;
+
+    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n}; }
+};
+
+// One task on the calling thread; for code that has no framework at hand. Stateless.
+const ParallelContext& serial_context();
+
+// Runs f(i) for i in [0, n) as tasks of the context's framework.
+template <class F>
+void parallel_for(const ParallelContext& context, u64 n, F&& f) {
+    if (n == 0) return;
+    if (n == 1 || context.tds < 2) {
+        for (u64 i = 0; i < n; i++) f(i);
+        return;
+    }
+    struct Action final : BasicAction {
+        explicit Action(std::remove_reference_t<F>& f) : f(f) {}
+        void run(u64 index) override { f(index); }
+        std::remove_reference_t<F>& f;
+    } action(f);
+    context.framework->run_in_parallel(action, 0, n);
+}
+
+// Runs a() and b() as a two-way fork-join.
+template <class A, class B>
+void fork_join(const ParallelContext& context, A&& a, B&& b) {
+    struct ActionA final : BasicAction {
+        explicit ActionA(std::remove_reference_t<A>& f) : f(f) {}
+        void run(u64) override { f(); }
+        std::remove_reference_t<A>& f;
+    } action_a(a);
+    struct ActionB final : BasicAction {
+        explicit ActionB(std::remove_reference_t<B>& f) : f(f) {}
+        void run(u64) override { f(); }
+        std::remove_reference_t<B>& f;
+    } action_b(b);
+    context.framework->run_in_parallel(action_a, action_b);
+}
+
+}  // namespace trel
