@@ -1,0 +1,59 @@
+// One multiplication algorithm: sizes, transforms, and whole products built on them.
+#pragma once
+
+#include <memory>
+
+#include "arith/multiply/multiply_context.h"
+#include "arith/multiply/transform.h"
+#include "os/types.h"
+
+namespace trel {
+
+// Bytes, each a multiple of 64, for a product of a given size.
+struct MultiplySizes {
+    u64 output = 0;             // the product's words
+    u64 scratch = 0;            // scratch of operations 5 to 8 (two transforms and their scratch, or Karatsuba's)
+    u64 transform_data = 0;     // one forward transform
+    u64 transform_scratch = 0;  // scratch of forward() and inverse()
+
+    void take_maximum(const MultiplySizes& other);
+};
+
+// Read-only data that all transforms of one algorithm share (twiddle factors). Lives in memory of the owner.
+class SharedTables {
+  public:
+    virtual ~SharedTables();
+};
+
+// The virtual operations in their fixed order (1 is the destructor). Sizes of numbers in words, T overlaps no
+// operand. Thread-safe: an algorithm object holds no state.
+class MultiplyAlgorithm {
+  public:
+    virtual ~MultiplyAlgorithm();
+    // 2. sizes for a product of `words` words
+    virtual MultiplySizes sizes(u64 words) const = 0;
+    // 3. a transform for a product of `words` words with tables of its own
+    virtual void make_transform(TransformHolder& holder, u64 words) const = 0;
+    // 4. the same with the shared tables of the context (falls back to 3 when it has none)
+    virtual void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const = 0;
+    // 5. T[0..2L) = A^2      6. T[0..LA+LB) = A * B
+    virtual void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const;
+    virtual void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) const;
+    // 7., 8. T[0..total - skip) = words skip .. total - 1 of the product
+    virtual void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) const;
+    virtual void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                          const Word* B, u64 LB) const;
+    // 9. the scratch part of operation 2
+    u64 mSBsize(u64 words) const { return sizes(words).scratch; }
+    // 10. as 8, always through a transform; returns 0
+    virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                                   u64 LA, const Word* B, u64 LB) const;
+
+    // Shared tables for products of up to `words` words: their bytes (0: none needed), and their making in memory of
+    // the caller.
+    virtual u64 table_bytes(u64 words) const;
+    virtual std::unique_ptr<SharedTables> make_tables(u64 words, AlignedBufferC memory,
+                                                      const ParallelContext& P) const;
+};
+
+}  // namespace trel

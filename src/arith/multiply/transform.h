@@ -1,0 +1,81 @@
+// A convolution of one fixed length: forward transforms of operands, and their product or square back as words.
+//
+// Data of a transform are opaque: data_bytes() bytes, 64-byte aligned, written by forward() and read by inverse().
+// The convolution is cyclic or negacyclic over W = convolution_words() words: a product of n > W words comes back
+// right only in the positions n - W .. W - 1 (counted from the product's bottom word), and the lowest of those may
+// be one unit off.
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+#include "arith/multiply/multiply_context.h"
+#include "os/types.h"
+#include "platform/memory/aligned_buffer.h"
+
+namespace trel {
+
+class Transform {
+  public:
+    virtual ~Transform();
+
+    u64 convolution_bits() const { return convolution_bits_; }
+    u64 convolution_words() const { return convolution_bits_ / 64; }
+    // Bytes of one forward transform, and of the scratch that forward() and inverse() need; multiples of 64,
+    // whatever the number of tasks.
+    u64 data_bytes() const { return data_bytes_; }
+    u64 scratch_bytes() const { return scratch_bytes_; }
+
+    // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException "Convolution
+    // length is too small." when 64 L exceeds the convolution.
+    virtual void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const = 0;
+
+    // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution words).
+    // work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that transform is
+    // then lost). X == Y squares. T may not overlap the data.
+    virtual void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                         const void* Y, void* scratch) const = 0;
+
+    // Whether data made by the other transform can be used with this one.
+    virtual bool compatible(const Transform& other) const = 0;
+
+  protected:
+    Transform(u64 convolution_bits, u64 data_bytes, u64 scratch_bytes)
+        : convolution_bits_(convolution_bits), data_bytes_(data_bytes), scratch_bytes_(scratch_bytes) {}
+
+    u64 convolution_bits_;
+    u64 data_bytes_;
+    u64 scratch_bytes_;
+};
+
+// Holds one transform object of any kind in place, so that making one in a hot merge does not touch the heap.
+class TransformHolder {
+  public:
+    TransformHolder() = default;
+    ~TransformHolder() { reset(); }
+    TransformHolder(const TransformHolder&) = delete;
+    TransformHolder& operator=(const TransformHolder&) = delete;
+
+    template <class T, class... Args>
+    T& emplace(Args&&... args) {
+        static_assert(sizeof(T) <= sizeof(storage_) && alignof(T) <= alignof(std::max_align_t));
+        reset();
+        T* object = new (storage_) T(std::forward<Args>(args)...);
+        transform_ = object;
+        return *object;
+    }
+    void reset() {
+        if (transform_ != nullptr) transform_->~Transform();
+        transform_ = nullptr;
+    }
+    Transform* operator->() const { return transform_; }
+    Transform& operator*() const { return *transform_; }
+    explicit operator bool() const { return transform_ != nullptr; }
+
+  private:
+    alignas(std::max_align_t) std::byte storage_[192];
+    Transform* transform_ = nullptr;
+};
+
+}  // namespace trel

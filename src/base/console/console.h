@@ -1,0 +1,63 @@
+// The console primitives: everything that the user reads passes through here. Text goes to a sink (standard
+// output unless a test replaced it), colours only when the sink is a terminal, colours are enabled and NO_COLOR is
+// not set.
+//
+// Not locked, except the progress line (status room) and the crash handler, which share console_lock().
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "os/types.h"
+
+namespace trel::Console {
+
+// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'w' (and any other letter) default, ' ' unchanged.
+using ColorLetter = char;
+
+struct ColoredText {
+    ColorLetter color;
+    std::string text;
+};
+
+// Where text goes. Tests install their own.
+class Sink {
+  public:
+    virtual ~Sink();
+    virtual void write(std::string_view text) = 0;
+    virtual void set_color(ColorLetter color) = 0;
+    // Whether progress lines may be redrawn and colours shown.
+    virtual bool is_terminal() const = 0;
+};
+// Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard output).
+Sink* set_sink(Sink* sink);
+bool is_terminal();
+void flush();
+
+void set_colors_enabled(bool enabled);
+void set_color(ColorLetter color);
+void print(std::string_view text, ColorLetter color = ' ');
+void print_line(std::string_view text, ColorLetter color = ' ');
+void new_line();
+// A line feed, the text in red, a line feed; the colour returns to 'w' unless keep_red.
+void error_line(std::string_view text, bool keep_red = false);
+// label + ": " in 'w', the value in `color`, back to 'w'; ' ' leaves the colour unchanged throughout. No line feed.
+void labelled(std::string_view label, std::string_view value, ColorLetter color = ' ');
+void labelled_line(std::string_view label, std::string_view value, ColorLetter color = ' ');
+// The label padded or cut to exactly `width` (its last character forced to a blank) in 'w', the value in `color`,
+// 'w', line feed. With ' ' the colour is unchanged throughout.
+void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color = ' ');
+
+// "Press any key to continue . . . "; end of input never blocks. Counts itself.
+void pause(ColorLetter color = 'w');
+u64 pause_count();
+
+// The lock shared by progress lines and the crash handler.
+std::mutex& console_lock();
+
+// Resets the colour, pauses when pause_before_fatal_exit is set, ends the process with the code.
+[[noreturn]] void fatal_exit(int code);
+void set_pause_before_fatal_exit(bool pause);
+
+}  // namespace trel::Console

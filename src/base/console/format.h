@@ -1,0 +1,22 @@
+// Number, byte-size and time formats of the console.
+#pragma once
+
+#include <string>
+
+#include "os/types.h"
+
+namespace trel::Console {
+
+enum class NumberFormat { plain = 0, commas = 1, bytes = 2, commas_and_bytes = 3 };
+
+std::string format_number(u64 value, NumberFormat mode = NumberFormat::plain);
+std::string format_number(i64 value, NumberFormat mode = NumberFormat::plain);  // plain and commas only
+std::string format_commas(u64 value);
+// " 512 MiB", "12.5 GiB", "1.05 KiB": always four characters before the unit from KiB upwards.
+std::string format_bytes(u64 value);
+// Fixed-point decimal text with `decimals` digits, independent of the locale.
+std::string format_fixed(double value, int decimals);
+// "59.500 seconds  ( 0.992 minutes )"
+std::string format_time(double seconds);
+
+}  // namespace trel::Console
