@@ -1,0 +1,71 @@
+// Products of BigFloats that reuse forward transforms and deliver a window of the product.
+#pragma once
+
+#include "arith/bigfloat/big_float.h"
+#include "arith/multiply/transform.h"
+
+namespace trel {
+
+// One operand's forward transform with that operand's place, and the products it takes part in. The transform object
+// is shared by all BigFloatTransformR made for it and outlives them.
+//
+// Every product takes the window [ie, te) of word exponents that the caller needs (the operations add 2 guard words
+// below ie), a context whose scratch holds what `scratch_words` of the operation says, and writes T from its buffer's
+// start. An empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words.
+class BigFloatTransformR {
+  public:
+    struct Window {
+        bool empty;
+        i64 b;      // exponent of the lowest word delivered
+        u64 m;      // words delivered
+        u64 skip;   // words of the (wrapped) product below them
+        u64 total;  // skip + m
+    };
+
+    // data: transform.data_bytes() bytes that will hold the forward transform
+    BigFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
+
+    // Holds A's transform (its top min(L, p + 2) words). Throws TransformTooSmallException.
+    void forward(const MultiplyContext& mp, const BigFloat& A, u64 p);
+    // Which words of a product of n words at exponent e0 can be delivered; ie already lowered by 2.
+    Window params(i64 ie, i64 te, i64 e0, u64 n) const;
+
+    // T = A^2
+    void sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    // T = A * B
+    void mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B, u64 pB, i64 ie,
+                   i64 te);
+    // T = A * B, keeping A's transform
+    void mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B, u64 pB, i64 ie,
+                   i64 te);
+    // T = A * held; the held transform stays (A's is not kept by this build's callers)
+    void mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    // T = A^2, keeping A's transform
+    void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    // T = held * other's held; this object's data are used as work space and lost
+    void inverse_fmul(const MultiplyContext& mp, BigFloat& T, const BigFloatTransformR& other, i64 ie, i64 te);
+    // T = held^2; the held transform is lost
+    void inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te);
+
+    // Scratch bytes of the operations: one more transform's data and the transform's scratch.
+    u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
+
+    const Transform& transform() const { return transform_; }
+    bool held() const { return held_; }
+    i64 exp() const { return exp_; }
+    u64 length() const { return L_; }
+
+  private:
+    void finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work, const void* X,
+                const void* Y, void* scratch, const char* function);
+
+    const Transform& transform_;
+    void* data_;
+    bool held_ = false;
+    i64 exp_ = 0;
+    u64 L_ = 0;
+    bool sign_ = true;
+    i64 top_ = 0;
+};
+
+}  // namespace trel

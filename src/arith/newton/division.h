@@ -1,0 +1,34 @@
+// Division of BigFloats (Karp and Markstein 1997): half a reciprocal and one correction step.
+#pragma once
+
+#include "arith/newton/reciprocal.h"
+
+namespace trel {
+
+struct DivisionPlan {
+    u64 p;
+    u64 q;  // precision of the reciprocal
+    u64 tds;
+    ReciprocalPlan reciprocal;
+    u64 transform_data_bytes;
+    u64 transform_scratch_bytes;
+    u64 x;            // words
+    u64 y;            // words
+    u64 correction;   // words
+    u64 result;       // words
+    u64 temporaries;  // words
+    u64 scratch_bytes;
+
+    static DivisionPlan make(u64 p, u64 tds);
+};
+
+struct Division_BigFloatR {
+    // T = A / B to the plan's p words.
+    static void run(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                    const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
+};
+// The same as formulas call it: announced as "Large Division...", progress behind "Iterating: ".
+void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
+                    const BigFloat& B, LinearWordBuffer buffer);
+
+}  // namespace trel
