@@ -1,6 +1,6 @@
 // The console primitives: everything that the user reads passes through here. Text goes to a sink (standard
-// output unless a test replaced it), colours only when the sink is a terminal, colours are enabled and NO_COLOR is
-// not set.
+// output unless a test replaced it), colours only when the sink is a terminal, colours are enabled and
+// NO_COLOR is not set.
 //
 // Not locked, except the progress line (status room) and the crash handler, which share console_lock().
 #pragma once
@@ -13,7 +13,8 @@
 
 namespace trel::Console {
 
-// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'w' (and any other letter) default, ' ' unchanged.
+// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'w' (and any other letter) default, ' '
+// unchanged.
 using ColorLetter = char;
 
 struct ColoredText {
@@ -29,12 +30,18 @@ class Sink {
     virtual void set_color(ColorLetter color) = 0;
     // Whether progress lines may be redrawn and colours shown.
     virtual bool is_terminal() const = 0;
+    // Shows what is still buffered.
+    virtual void flush() {}
+    // Waits for the key of a pause; returns at once by default, so that a test never blocks.
+    virtual void wait_for_key() {}
 };
-// Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard output).
+// Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard
+// output).
 Sink* set_sink(Sink* sink);
 bool is_terminal();
 void flush();
 
+// The "colors" option; on by default.
 void set_colors_enabled(bool enabled);
 void set_color(ColorLetter color);
 void print(std::string_view text, ColorLetter color = ' ');
@@ -42,11 +49,12 @@ void print_line(std::string_view text, ColorLetter color = ' ');
 void new_line();
 // A line feed, the text in red, a line feed; the colour returns to 'w' unless keep_red.
 void error_line(std::string_view text, bool keep_red = false);
-// label + ": " in 'w', the value in `color`, back to 'w'; ' ' leaves the colour unchanged throughout. No line feed.
+// label + ": " in 'w', the value in `color`, back to 'w'; ' ' leaves the colour unchanged throughout. No line
+// feed.
 void labelled(std::string_view label, std::string_view value, ColorLetter color = ' ');
 void labelled_line(std::string_view label, std::string_view value, ColorLetter color = ' ');
-// The label padded or cut to exactly `width` (its last character forced to a blank) in 'w', the value in `color`,
-// 'w', line feed. With ' ' the colour is unchanged throughout.
+// The label padded or cut to exactly `width` (its last character forced to a blank) in 'w', the value in
+// `color`, 'w', line feed. With ' ' the colour is unchanged throughout.
 void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color = ' ');
 
 // "Press any key to continue . . . "; end of input never blocks. Counts itself.
@@ -56,7 +64,8 @@ u64 pause_count();
 // The lock shared by progress lines and the crash handler.
 std::mutex& console_lock();
 
-// Resets the colour, pauses when pause_before_fatal_exit is set, ends the process with the code.
+// Resets the colour, pauses when pause_before_fatal_exit is set (it is by default), ends the process with the
+// code. Any thread.
 [[noreturn]] void fatal_exit(int code);
 void set_pause_before_fatal_exit(bool pause);
 

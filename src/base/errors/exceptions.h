@@ -1,5 +1,5 @@
-// The exception family of the program. Every failure that can be reported is one of these classes; a handler for
-// a base class catches all classes below it.
+// The exception family of the program. Every failure that can be reported is one of these classes; a handler
+// for a base class catches all classes below it.
 //
 // `function` is the thrower, written "Class::method()"; it may be empty. Strings are owned by value.
 // Objects are not thread-safe; exceptions never cross threads.
@@ -21,7 +21,8 @@ class Exception {
     [[noreturn]] virtual void fire() const = 0;
     // The class name, exactly ("StringException", "FileException", ...).
     virtual const char* get_typename() const = 0;
-    // A heap object of the same type that takes over this object's strings; this object keeps numbers and type.
+    // A heap object of the same type that takes over this object's strings; this object keeps numbers and
+    // type.
     virtual std::unique_ptr<Exception> clone() = 0;
     // Writes the report to the console.
     virtual void print() const = 0;
@@ -36,12 +37,12 @@ class Exception {
 };
 
 // The three operations that every class answers with its own type.
-#define TREL_EXCEPTION_TYPE(Class)                        \
-  public:                                                 \
-    [[noreturn]] void fire() const override;              \
-    const char* get_typename() const override;            \
-    std::unique_ptr<Exception> clone() override;          \
-    Class(const Class&) = default;                        \
+#define TREL_EXCEPTION_TYPE(Class)               \
+  public:                                        \
+    [[noreturn]] void fire() const override;     \
+    const char* get_typename() const override;   \
+    std::unique_ptr<Exception> clone() override; \
+    Class(const Class&) = default;               \
     Class(Class&&) = default
 
 class StringException : public Exception {
@@ -61,12 +62,12 @@ class StringException : public Exception {
     virtual void print_body() const;
 };
 
-#define TREL_STRING_EXCEPTION(Class, Base)    \
-    class Class : public Base {               \
-        TREL_EXCEPTION_TYPE(Class);           \
-                                              \
-      public:                                 \
-        using Base::Base;                     \
+#define TREL_STRING_EXCEPTION(Class, Base) \
+    class Class : public Base {            \
+        TREL_EXCEPTION_TYPE(Class);        \
+                                           \
+      public:                              \
+        using Base::Base;                  \
     }
 
 TREL_STRING_EXCEPTION(InvalidParametersException, StringException);
@@ -265,4 +266,44 @@ class FileException : public Exception {
 };
 
 }  // namespace FileIO
+
+namespace DigitViewer2 {
+
+class InconsistentMetaData : public FileIO::FileException {
+    TREL_EXCEPTION_TYPE(InconsistentMetaData);
+
+  public:
+    using FileException::FileException;
+};
+
+}  // namespace DigitViewer2
+
+// The far-memory exceptions carry the fields of a FileException but are none: a handler for file errors must
+// not take them.
+#define TREL_RAID_EXCEPTION(Class)                                                             \
+    class Class : public Exception {                                                           \
+        TREL_EXCEPTION_TYPE(Class);                                                            \
+                                                                                               \
+      public:                                                                                  \
+        Class(std::string function, std::string message, std::string path, u32 error_code = 0) \
+            : function(std::move(function)),                                                   \
+              message(std::move(message)),                                                     \
+              path(std::move(path)),                                                           \
+              error_code(error_code) {}                                                        \
+        void print() const override;                                                           \
+        void serialize(std::vector<u8>& out) const override;                                   \
+                                                                                               \
+        std::string function;                                                                  \
+        std::string message;                                                                   \
+        std::string path;                                                                      \
+        u32 error_code;                                                                        \
+    }
+
+namespace DiskRaid0 {
+TREL_RAID_EXCEPTION(Raid0Exception);
+}
+namespace R03 {
+TREL_RAID_EXCEPTION(Raid03Exception);
+}
+
 }  // namespace trel

@@ -1,9 +1,11 @@
 // The instruction-set levels that kernels are compiled for, and the one in use.
 //
-// A kernel file x.isa.cpp is compiled once per level inside the namespace trel::<level> and defines a constinit
-// table of function pointers there; x.cpp chooses between the tables with active_isa().
+// A kernel file x.isa.cpp is compiled once per level inside the namespace trel::<level> and defines a
+// constinit table of function pointers there; x.cpp chooses between the tables with active_isa().
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,12 +16,21 @@ enum class Isa { avx2 = 0, avx512 = 1 };
 // "avx2", "avx512"
 const char* isa_name(Isa isa);
 
-// The levels that this processor and operating system can run, lowest first. May be empty on a processor without
-// AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
+// The levels that this processor and operating system can run, lowest first. May be empty on a processor
+// without AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
 const std::vector<Isa>& available_isas();
 
 // The level in use: the highest available one, or the one that the environment variable KALVOR_ISA names. An
-// unknown or unavailable value prints an error line and ends the process with exit code 1. Decided on first use.
+// unknown or unavailable value prints an error line and ends the process with exit code 1. Decided on first
+// use; afterwards one load. Any thread.
 Isa active_isa();
+
+// The rule behind active_isa(), for a given value of the variable (empty optional: not set; an empty value
+// counts as not set).
+struct IsaChoice {
+    std::optional<Isa> isa;  // empty: refused
+    std::string error;       // what was refused and what is accepted
+};
+IsaChoice choose_isa(const std::optional<std::string>& value, const std::vector<Isa>& available);
 
 }  // namespace trel

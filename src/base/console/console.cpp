@@ -1,0 +1,140 @@
+#include "base/console/console.h"
+
+#include <atomic>
+
+#include "os/console.h"
+#include "os/environment.h"
+#include "os/process.h"
+
+namespace trel::Console {
+namespace {
+
+class StandardOutput final : public Sink {
+  public:
+    StandardOutput()
+        : terminal_(os::stdout_is_terminal()),
+          colors_(terminal_ && os::environment_variable("NO_COLOR").value_or("").empty()) {}
+
+    void write(std::string_view text) override { os::write_stdout(text); }
+    void set_color(ColorLetter color) override {
+        if (colors_) os::set_stdout_color(color);
+    }
+    bool is_terminal() const override { return terminal_; }
+    void flush() override { os::flush_stdout(); }
+    void wait_for_key() override { os::wait_for_key(); }
+
+  private:
+    bool terminal_;
+    bool colors_;
+};
+
+std::atomic<Sink*> installed{nullptr};
+std::atomic<bool> colors_enabled{true};
+std::atomic<bool> pause_before_exit{true};
+std::atomic<u64> pauses{0};
+
+Sink& sink() {
+    if (Sink* s = installed.load(std::memory_order_acquire)) return *s;
+    static StandardOutput standard_output;
+    return standard_output;
+}
+
+}  // namespace
+
+Sink::~Sink() = default;
+
+Sink* set_sink(Sink* sink) {
+    return installed.exchange(sink, std::memory_order_acq_rel);
+}
+bool is_terminal() {
+    return sink().is_terminal();
+}
+void flush() {
+    sink().flush();
+}
+
+void set_colors_enabled(bool enabled) {
+    colors_enabled = enabled;
+}
+
+void set_color(ColorLetter color) {
+    if (color == ' ' || !colors_enabled) return;
+    Sink& s = sink();
+    if (s.is_terminal()) s.set_color(color);
+}
+
+void print(std::string_view text, ColorLetter color) {
+    set_color(color);
+    if (!text.empty()) sink().write(text);
+}
+
+void print_line(std::string_view text, ColorLetter color) {
+    set_color(color);
+    std::string line(text);
+    line += '\n';
+    sink().write(line);
+}
+
+void new_line() {
+    sink().write("\n");
+}
+
+void error_line(std::string_view text, bool keep_red) {
+    new_line();
+    print_line(text, 'R');
+    if (!keep_red) set_color('w');
+}
+
+void labelled(std::string_view label, std::string_view value, ColorLetter color) {
+    std::string head(label);
+    head += ": ";
+    print(head, color == ' ' ? ' ' : 'w');
+    print(value, color);
+    if (color != ' ') set_color('w');
+}
+
+void labelled_line(std::string_view label, std::string_view value, ColorLetter color) {
+    labelled(label, value, color);
+    new_line();
+}
+
+void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color) {
+    std::string head(label.substr(0, width));
+    head.resize(width, ' ');
+    if (width > 0) head.back() = ' ';
+    print(head, color == ' ' ? ' ' : 'w');
+    print(value, color);
+    if (color != ' ') set_color('w');
+    new_line();
+}
+
+void pause(ColorLetter color) {
+    pauses++;
+    print("Press any key to continue . . . ", color);
+    flush();
+    sink().wait_for_key();
+    new_line();
+}
+
+u64 pause_count() {
+    return pauses;
+}
+
+std::mutex& console_lock() {
+    // Never destroyed: the crash handler may need it while the process ends.
+    static std::mutex& mutex = *new std::mutex;
+    return mutex;
+}
+
+void fatal_exit(int code) {
+    set_color('w');
+    if (pause_before_exit) pause('w');
+    flush();
+    os::exit_process(code);
+}
+
+void set_pause_before_fatal_exit(bool pause) {
+    pause_before_exit = pause;
+}
+
+}  // namespace trel::Console

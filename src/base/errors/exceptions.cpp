@@ -1,0 +1,279 @@
+#include "base/errors/exceptions.h"
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/byte_record.h"
+
+namespace trel {
+namespace {
+
+// ---- the pieces of a report; everything stays in the red that begin_report() set
+
+constexpr u64 kWidth = 20;
+
+void begin_report(const Exception& e, const char* title = "Exception Encountered") {
+    Console::set_color('R');
+    Console::print("\n\n");
+    Console::labelled_line(title, e.get_typename());
+    Console::new_line();
+}
+
+void end_report() {
+    Console::print("\n\n");
+    Console::set_color('w');
+}
+
+void print_function(const std::string& function) {
+    if (function.empty()) return;
+    Console::labelled_line("In Function", function);
+    Console::new_line();
+}
+
+void print_number(const char* label, u64 value, u64 width = kWidth) {
+    Console::aligned_line(label, width, Console::format_commas(value));
+}
+
+void print_system_error_head(const std::string& function, bool with_code, u32 error_code) {
+    if (!function.empty()) Console::aligned_line("In Function:", kWidth, function);
+    if (with_code) Console::aligned_line("Error Code: ", kWidth, std::to_string(error_code));
+}
+
+void print_raid(const Exception& e, const std::string& function, const std::string& message,
+                const std::string& path, u32 error_code) {
+    begin_report(e, "Raid03 Exception Encountered");
+    print_system_error_head(function, true, error_code);
+    Console::aligned_line("Path: ", kWidth, path);
+    Console::new_line();
+    Console::print_line(message);
+    end_report();
+}
+
+}  // namespace
+
+Exception::~Exception() = default;
+
+#define TREL_DEFINE_EXCEPTION(Class)          \
+    void Class::fire() const {                \
+        throw Class(*this);                   \
+    }                                         \
+    const char* Class::get_typename() const { \
+        return #Class;                        \
+    }
+
+#define TREL_DEFINE_CLONE(Class)                          \
+    std::unique_ptr<Exception> Class::clone() {           \
+        return std::make_unique<Class>(std::move(*this)); \
+    }
+
+#define TREL_DEFINE(Class)       \
+    TREL_DEFINE_EXCEPTION(Class) \
+    TREL_DEFINE_CLONE(Class)
+
+TREL_DEFINE(StringException)
+TREL_DEFINE(InvalidParametersException)
+TREL_DEFINE(InvalidTransformException)
+TREL_DEFINE(TransformTooSmallException)
+TREL_DEFINE(ConvolutionTooSmallException)
+TREL_DEFINE(ParseException)
+TREL_DEFINE(EndOfStreamException)
+TREL_DEFINE(KeyNotFoundException)
+TREL_DEFINE(ArithmeticException)
+TREL_DEFINE(ExponentOverflowException)
+TREL_DEFINE(LimitExceededException)
+TREL_DEFINE(AlgorithmFailedException)
+TREL_DEFINE(ConvolutionFailedException)
+TREL_DEFINE_EXCEPTION(BSRModularCheckFailedException)
+TREL_DEFINE(ResourceAcquisitionFailedException)
+TREL_DEFINE(MemoryAllocationFailedException)
+TREL_DEFINE(FarMemoryException)
+TREL_DEFINE(UnsupportedValueException)
+TREL_DEFINE(UnsupportedZeroException)
+TREL_DEFINE(UnsupportedNegativeException)
+TREL_DEFINE(StdException)
+TREL_DEFINE(SystemException)
+TREL_DEFINE(BufferTooSmallException)
+TREL_DEFINE(FarMemoryOutOfBoundsException)
+
+namespace FileIO {
+TREL_DEFINE(FileException)
+}
+namespace DigitViewer2 {
+TREL_DEFINE(InconsistentMetaData)
+}
+namespace DiskRaid0 {
+TREL_DEFINE(Raid0Exception)
+}
+namespace R03 {
+TREL_DEFINE(Raid03Exception)
+}
+
+// A clone takes the strings only; the residues are numbers and stay here too.
+std::unique_ptr<Exception> BSRModularCheckFailedException::clone() {
+    std::vector<u64> kept = hashes;
+    auto copy = std::make_unique<BSRModularCheckFailedException>(std::move(*this));
+    hashes = std::move(kept);
+    return copy;
+}
+
+// ---- reports
+
+void StringException::print() const {
+    begin_report(*this);
+    print_body();
+    end_report();
+}
+
+void StringException::print_body() const {
+    print_function(function);
+    Console::print_line(message);
+}
+
+void ConvolutionTooSmallException::print_body() const {
+    constexpr u64 kWide = 24;
+    print_function(function);
+    Console::print_line("Limit Exceeded:");
+    if (!message.empty()) Console::aligned_line("    Message: ", kWide, message);
+    if (convolution_size == 0 && requested_size == 0) return;
+    print_number("    Convolution Size: ", convolution_size, kWide);
+    print_number("    Requested Size: ", requested_size, kWide);
+}
+
+void ExponentOverflowException::print_body() const {
+    Console::print_line("Floating-point exponent has exceeded internal limit:");
+    Console::aligned_line("    Function: ", kWidth, function);
+    Console::aligned_line("    Value: ", kWidth,
+                          Console::format_number(value, Console::NumberFormat::commas));
+    Console::aligned_line("    Limit: ", kWidth,
+                          Console::format_number(limit, Console::NumberFormat::commas));
+}
+
+void LimitExceededException::print_body() const {
+    Console::print_line("Limit Exceeded:");
+    if (!function.empty()) Console::aligned_line("    Function: ", kWidth, function);
+    if (!message.empty()) Console::print_line(message);
+    Console::new_line();
+    if (limit == 0) {
+        Console::print_line("    Limit: Unknown");
+    } else {
+        print_number("    Limit: ", limit);
+    }
+    print_number("    Attempted: ", attempted);
+}
+
+void BSRModularCheckFailedException::print_body() const {
+    constexpr u64 kM61 = (u64(1) << 61) - 1;
+    StringException::print_body();
+    Console::new_line();
+    print_number("    a = ", a);
+    print_number("    b = ", b);
+    for (size_t i = 0; i < hashes.size(); i++) {
+        const u64 residue = hashes[i] == kM61 ? 0 : hashes[i];
+        Console::print_line("    hash[" + std::to_string(i) + "] = " + std::to_string(residue));
+    }
+}
+
+void MemoryAllocationFailedException::print_body() const {
+    print_function(function);
+    Console::aligned_line("Allocation Type:", kWidth, allocation_type, 'Y');
+    Console::aligned_line("Allocation Size:", kWidth, Console::format_bytes(allocation_size), 'Y');
+}
+
+void StdException::print() const {
+    begin_report(*this);
+    Console::print_line(message);
+    end_report();
+}
+
+void SystemException::print() const {
+    begin_report(*this, "System Exception Encountered");
+    print_system_error_head(function, true, error_code);
+    Console::new_line();
+    Console::print_line(message);
+    end_report();
+}
+
+void BufferTooSmallException::print() const {
+    begin_report(*this);
+    Console::print_line("Buffer is too small:");
+    Console::aligned_line("    Function: ", kWidth, function);
+    print_number("    Buffer Size: ", buffer_size);
+    print_number("    Required Size: ", required_size);
+    end_report();
+}
+
+void FarMemoryOutOfBoundsException::print() const {
+    begin_report(*this);
+    Console::print_line("Out-of-Bounds Access on FarMemory object:");
+    Console::aligned_line("    Function: ", kWidth, function);
+    print_number("    Object Size: ", object_size);
+    print_number("    Access Offset: ", access_offset);
+    print_number("    Access Length: ", access_length);
+    end_report();
+}
+
+void FileIO::FileException::print() const {
+    begin_report(*this);
+    print_system_error_head(function, error_code != 0, error_code);
+    Console::aligned_line("Path: ", 8, path);
+    Console::new_line();
+    Console::print_line(message);
+    end_report();
+}
+
+void DiskRaid0::Raid0Exception::print() const {
+    print_raid(*this, function, message, path, error_code);
+}
+void R03::Raid03Exception::print() const {
+    print_raid(*this, function, message, path, error_code);
+}
+
+// ---- serialised form
+
+void StringException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message;
+}
+
+void ConvolutionTooSmallException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << convolution_size << requested_size;
+}
+void ExponentOverflowException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << static_cast<u64>(value) << static_cast<u64>(limit);
+}
+void LimitExceededException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << limit << attempted;
+}
+void ConvolutionFailedException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << first << second;
+}
+void BSRModularCheckFailedException::serialize(std::vector<u8>& out) const {
+    ByteRecord record(out);
+    record << function << message << a << b << static_cast<u64>(hashes.size());
+    for (const u64 hash : hashes) record << hash;
+}
+void MemoryAllocationFailedException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << allocation_type << allocation_size;
+}
+void StdException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << message;
+}
+void SystemException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << error_code;
+}
+// The function name is left out on purpose: the reader of such a record knows where it asked.
+void BufferTooSmallException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << buffer_size << required_size;
+}
+void FarMemoryOutOfBoundsException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << object_size << access_offset << access_length;
+}
+void FileIO::FileException::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << path << error_code;
+}
+void DiskRaid0::Raid0Exception::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << path << error_code;
+}
+void R03::Raid03Exception::serialize(std::vector<u8>& out) const {
+    ByteRecord(out) << function << message << path << error_code;
+}
+
+}  // namespace trel

@@ -1,0 +1,191 @@
+#include "base/status/linear_console_node.h"
+
+#include "base/clock/tsc_frequency.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/status/progress_line.h"
+
+namespace trel {
+
+LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval)
+    : owned_line_(std::make_unique<ProgressLine>(
+          line_width, static_cast<u64>(refresh_interval * static_cast<double>(measure_tsc_frequency())))),
+      line_(*owned_line_) {}
+
+LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : line_(line) {}
+
+LinearConsoleNode::~LinearConsoleNode() {
+    if (child_ != Child::none) remove_child();
+    if (owned_line_) line_.erase();
+}
+
+void LinearConsoleNode::Status_ColoredLine(const std::vector<ColoredText>& segments) {
+    line_.erase();
+    for (const ColoredText& segment : segments) Console::print(segment.text, segment.color);
+    Console::print_line("", 'w');
+}
+
+void LinearConsoleNode::Status_Line(std::string_view text) {
+    line_.erase();
+    Console::print_line(text);
+}
+
+void LinearConsoleNode::Status_Label(u64 width, std::string_view name, const ColoredText& value) {
+    line_.erase();
+    Console::aligned_line(name, width, value.text, value.color);
+}
+
+void LinearConsoleNode::Status_Time(std::string_view name, double seconds) {
+    line_.erase();
+    Console::print(std::string(name) + ":  ", 'G');
+    Console::print(Console::format_time(seconds), 'Y');
+    Console::set_color('w');
+    Console::new_line();
+}
+
+void LinearConsoleNode::Warning(std::string_view text) {
+    line_.erase();
+    Console::error_line(text);
+}
+
+void LinearConsoleNode::PauseWarning(std::string_view text) {
+    line_.erase();
+    Console::error_line(text);
+    Console::pause();
+}
+
+void LinearConsoleNode::FatalError(std::string_view text) {
+    line_.erase();
+    Console::error_line(text);
+    Console::print_line("Fatal error encountered. Terminating program.");
+    Console::fatal_exit(1);
+}
+
+void LinearConsoleNode::Status_LineSectionStart(std::string_view text) {
+    line_.erase();
+    line_.set_suspended(true);
+    Console::print(text);
+    Console::flush();
+}
+
+void LinearConsoleNode::Status_LineSectionAdd(const ColoredText& piece) {
+    Console::print(piece.text, piece.color);
+    Console::flush();
+}
+
+void LinearConsoleNode::Status_LineSectionEnd() {
+    Console::print_line("", 'w');
+    line_.set_suspended(false);
+}
+
+void LinearConsoleNode::refresh(bool force) {
+    line_.draw(force);
+}
+
+Status& LinearConsoleNode::Status_MicroSectionStart(std::string_view name) {
+    require_no_child("LinearConsoleNode::Status_MicroSectionStart()");
+    line_.erase();
+    Console::print_line(name);
+    node_.reset(new LinearConsoleNode(line_));
+    child_ = Child::section;
+    section_timer_.restart();
+    return *node_;
+}
+
+void LinearConsoleNode::Status_MicroSectionEnd() {
+    if (child_ != Child::section) {
+        throw StringException("LinearConsoleNode::Status_MicroSectionEnd()",
+                              "Attempted to pop a non-existent node.");
+    }
+    const double seconds = section_timer_.seconds();
+    remove_child();
+    line_.erase();
+    Console::print("Time:    ", 'w');
+    Console::print(Console::format_time(seconds), 'Y');
+    Console::set_color('w');
+    Console::new_line();
+}
+
+Status& LinearConsoleNode::push_node(const ColoredText& text) {
+    require_no_child("LinearConsoleNode::push_node()");
+    node_.reset(new LinearConsoleNode(line_));
+    child_ = Child::frame;
+    line_.push(text);
+    line_.draw(false);
+    return *node_;
+}
+
+void LinearConsoleNode::pop_frame() {
+    if (child_ == Child::none) {
+        throw StringException("LinearConsoleNode::pop_frame()", "Attempted to pop a non-existent node.");
+    }
+    remove_child();
+}
+
+StatusIterationNode& LinearConsoleNode::make_iteration(IterationMode mode, u64 total) {
+    require_no_child("LinearConsoleNode::make_iteration()");
+    iteration_ = std::make_unique<LinearConsoleIteration>(line_, mode, total);
+    child_ = Child::iteration;
+    return *iteration_;
+}
+
+void LinearConsoleNode::get_tree() const {
+    throw StringException("LinearConsoleNode::get_tree()", "Polling is not supported.");
+}
+
+void LinearConsoleNode::require_no_child(const char* function) const {
+    if (child_ != Child::none) {
+        throw StringException(function, "Attempted to fork a linear status chain.");
+    }
+}
+
+void LinearConsoleNode::remove_child() {
+    const Child kind = child_;
+    child_ = Child::none;
+    node_.reset();  // with everything that was pushed on it
+    iteration_.reset();
+    if (kind == Child::frame) line_.pop();
+}
+
+LinearConsoleIteration::LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total)
+    : line_(line), mode_(mode), total_(total) {
+    line_.push({'w', ""});
+    write_text();
+    line_.draw(false);
+}
+
+LinearConsoleIteration::~LinearConsoleIteration() {
+    line_.pop();
+}
+
+void LinearConsoleIteration::update(u64 completed) {
+    completed_ = completed;
+    if (!line_.due()) return;
+    write_text();
+    line_.draw(true);
+}
+
+void LinearConsoleIteration::write_text() {
+    if (mode_ == Status::IterationMode::percentage) {
+        // Nothing to do is done.
+        const u64 percent = total_ == 0 ? 100 : static_cast<u64>(u128(completed_) * 100 / total_);
+        line_.set_last(std::to_string(percent) + " %");
+    } else {
+        line_.set_last("(" + std::to_string(completed_) + " / " + std::to_string(total_) + ")");
+    }
+}
+
+Status& LinearConsoleIteration::push_node(const Status::ColoredText&) {
+    throw StringException("LinearConsoleIteration::push_node()",
+                          "Attempted to extend a linear status chain.");
+}
+
+StatusIterationNode& LinearConsoleIteration::make_iteration(Status::IterationMode, u64) {
+    throw StringException("LinearConsoleIteration::make_iteration()", "Iteration stacking is not supported.");
+}
+
+u64 LinearConsoleIteration::get_completed() const {
+    throw StringException("LinearConsoleIteration::get_completed()", "Polling is not supported.");
+}
+
+}  // namespace trel

@@ -1,0 +1,87 @@
+#include "base/status/status.h"
+
+#include <exception>
+
+#include "base/console/format.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+namespace {
+
+class NullIteration final : public StatusIterationNode {
+  public:
+    void update(u64) override {}
+};
+
+class NullStatus final : public Status {
+  public:
+    void Status_ColoredLine(const std::vector<ColoredText>&) override {}
+    void Status_Line(std::string_view) override {}
+    void Status_Label(u64, std::string_view, const ColoredText&) override {}
+    void Status_Time(std::string_view, double) override {}
+    void Warning(std::string_view) override {}
+    void PauseWarning(std::string_view) override {}
+    [[noreturn]] void FatalError(std::string_view text) override {
+        Console::error_line(text);
+        Console::print_line("Fatal error encountered. Terminating program.");
+        Console::fatal_exit(1);
+    }
+    void Status_LineSectionStart(std::string_view) override {}
+    void Status_LineSectionAdd(const ColoredText&) override {}
+    void Status_LineSectionEnd() override {}
+    void refresh(bool) override {}
+    Status& Status_MicroSectionStart(std::string_view) override { return *this; }
+    void Status_MicroSectionEnd() override {}
+    Status& push_node(const ColoredText&) override { return *this; }
+    void pop_frame() override {}
+    StatusIterationNode& make_iteration(IterationMode, u64) override { return iteration_; }
+
+  private:
+    NullIteration iteration_;
+};
+
+}  // namespace
+
+Status::~Status() = default;
+StatusIterationNode::~StatusIterationNode() = default;
+
+Status& null_status() {
+    static NullStatus status;
+    return status;
+}
+
+StatusFrame::StatusFrame(Status& parent, std::string text, Status::ColorLetter color)
+    : parent_(parent), node_(parent.push_node({color, std::move(text)})) {}
+
+StatusFrame::StatusFrame(Status& parent, std::string text, u64 digits)
+    : StatusFrame(parent, text + Console::format_commas(digits)) {}
+
+StatusFrame::~StatusFrame() {
+    parent_.pop_frame();
+}
+
+StatusSection::StatusSection(Status& parent, std::string_view name)
+    : parent_(parent),
+      node_(parent.Status_MicroSectionStart(name)),
+      exceptions_(std::uncaught_exceptions()) {}
+
+StatusSection::~StatusSection() {
+    if (std::uncaught_exceptions() == exceptions_) {
+        parent_.Status_MicroSectionEnd();
+    } else {
+        parent_.pop_frame();
+    }
+}
+
+StatusIteration::StatusIteration(Status& parent, Status::IterationMode mode, u64 total)
+    : parent_(parent), node_(parent.make_iteration(mode, total)) {}
+
+StatusIteration::~StatusIteration() {
+    parent_.pop_frame();
+}
+
+u64 status_digits(u64 words) {
+    return static_cast<u64>(static_cast<double>(words) * 19.265919722494796);
+}
+
+}  // namespace trel

@@ -1,0 +1,15 @@
+// Which processors the calling thread may run on.
+#pragma once
+
+#include <vector>
+
+#include "os/types.h"
+
+namespace trel::os {
+
+// Reads or sets the processors of the calling thread, in ascending order of the system's numbers. false: the
+// system refused.
+[[nodiscard]] bool get_thread_affinity(std::vector<u32>& processors);
+[[nodiscard]] bool set_thread_affinity(const std::vector<u32>& processors);
+
+}  // namespace trel::os

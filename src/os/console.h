@@ -1,0 +1,30 @@
+// Standard output and the keyboard, byte by byte. Everything above goes through base/console.
+#pragma once
+
+#include <string_view>
+
+#include "os/types.h"
+
+namespace trel::os {
+
+bool stdout_is_terminal();
+// Appends to the output buffer; shown at once on a terminal, after each line otherwise.
+void write_stdout(std::string_view text);
+void flush_stdout();
+
+// Sets the text colour of a terminal by its console letter ('B' ... 'y', anything else: default). Writes the
+// escape whether or not the output is a terminal; the caller has asked.
+void set_stdout_color(char letter);
+
+// Waits for one key (not echoed) or the end of the input, whichever comes first. Input that is no terminal is
+// consumed by one byte.
+void wait_for_key();
+
+// Whether the user typed the command at a prompt that was already there (true), rather than getting a window
+// of its own for this run. Output that is no terminal counts as a prompt.
+bool started_from_existing_console();
+
+// Resizes a terminal window; nothing when the output is no terminal.
+void set_window_size(u32 columns, u32 rows);
+
+}  // namespace trel::os

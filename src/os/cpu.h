@@ -1,0 +1,35 @@
+// The processor as the hardware tells it (CPUID, XGETBV, RDTSC) and as the system shares it out (processors
+// of the affinity mask).
+#pragma once
+
+#include <vector>
+
+#include "os/types.h"
+
+namespace trel::os {
+
+struct CpuidRegisters {
+    u32 eax = 0, ebx = 0, ecx = 0, edx = 0;
+};
+// All zero when the leaf lies above the highest one of its range.
+CpuidRegisters cpuid(u32 leaf, u32 subleaf = 0);
+
+// Extended control register 0: which register state the system saves. 0 when the system has not enabled
+// XGETBV.
+u64 xcr0();
+
+// The time-stamp counter. Not serialising; cheap enough for hot loops.
+inline u64 read_tsc() {
+    return __builtin_ia32_rdtsc();
+}
+
+// Processor groups of the machine and the active processors of each, at least 1 each. Counted once, from the
+// affinity mask that the main thread was started with.
+u32 processor_group_count();
+u32 active_processor_count(u32 group);
+// Over all groups.
+u32 active_processor_count();
+// The processors of that mask in ascending order, by the system's numbers.
+const std::vector<u32>& active_processors();
+
+}  // namespace trel::os

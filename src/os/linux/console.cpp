@@ -1,0 +1,101 @@
+#include "os/console.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+namespace trel::os {
+
+bool stdout_is_terminal() {
+    return isatty(STDOUT_FILENO) == 1;
+}
+
+void write_stdout(std::string_view text) {
+    static const bool terminal = stdout_is_terminal();
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    if (terminal || text.find('\n') != std::string_view::npos) std::fflush(stdout);
+}
+
+void flush_stdout() {
+    std::fflush(stdout);
+}
+
+void set_stdout_color(char letter) {
+    const char* code = "0";
+    switch (letter) {
+        case 'B':
+            code = "94";
+            break;
+        case 'G':
+            code = "92";
+            break;
+        case 'T':
+            code = "96";
+            break;
+        case 'R':
+            code = "91";
+            break;
+        case 'P':
+            code = "95";
+            break;
+        case 'Y':
+            code = "93";
+            break;
+        case 'b':
+            code = "34";
+            break;
+        case 'g':
+            code = "32";
+            break;
+        case 't':
+            code = "36";
+            break;
+        case 'r':
+            code = "31";
+            break;
+        case 'p':
+            code = "35";
+            break;
+        case 'y':
+            code = "33";
+            break;
+        default:
+            break;
+    }
+    std::fputs("\x1b[", stdout);
+    std::fputs(code, stdout);
+    std::fputc('m', stdout);
+}
+
+void wait_for_key() {
+    termios saved;
+    const bool terminal = tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (terminal) {
+        // A background process that touches the terminal settings would be stopped; it does not wait for
+        // keys.
+        if (tcgetpgrp(STDIN_FILENO) != getpgrp()) return;
+        termios raw = saved;
+        raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VTIME] = 0;
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+    }
+    char byte;
+    [[maybe_unused]] const ssize_t got = read(STDIN_FILENO, &byte, 1);
+    if (terminal) tcsetattr(STDIN_FILENO, TCSANOW, &saved);
+}
+
+bool started_from_existing_console() {
+    // No cursor query is sent to the terminal: its answer would mix with typed-ahead input. A terminal window
+    // that was opened for this program alone makes it the leader of its session.
+    return !stdout_is_terminal() || getsid(0) != getpid();
+}
+
+void set_window_size(u32 columns, u32 rows) {
+    if (!stdout_is_terminal()) return;
+    write_stdout("\x1b[8;" + std::to_string(rows) + ";" + std::to_string(columns) + "t");
+}
+
+}  // namespace trel::os

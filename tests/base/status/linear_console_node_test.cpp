@@ -1,0 +1,240 @@
+#include "base/status/linear_console_node.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <regex>
+
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+#include "support/capture_console.h"
+
+using namespace trel;
+
+namespace {
+
+constexpr double kNever = 1e6;  // seconds between two refreshes
+
+std::string blanks(u64 width) {
+    return "\r" + std::string(width, ' ') + "\r";
+}
+
+void expect_throws(const std::function<void()>& f, const std::string& function, const std::string& message) {
+    try {
+        f();
+        ADD_FAILURE() << "no exception: " << message;
+    } catch (const StringException& e) {
+        EXPECT_EQ(e.function, function);
+        EXPECT_EQ(e.message, message);
+    }
+}
+
+}  // namespace
+
+TEST(LinearConsole, PrintsTheLinesOfTheInterface) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    LinearConsoleNode node(79, kNever);
+    Status& status = node;
+    status.Status_Line("plain");
+    EXPECT_EQ(console.take(), "plain\n");
+    status.Status_ColoredLine({{'G', "a"}, {' ', "b"}, {'Y', "c"}});
+    EXPECT_EQ(console.take(), "{G}ab{Y}c{w}\n");
+    status.Status_Label(10, "Name:", {'T', "value"});
+    EXPECT_EQ(console.take(), "{w}Name:     {T}value{w}\n");
+    status.Status_Time("Series", 59.5);
+    EXPECT_EQ(console.take(), "{G}Series:  {Y}59.500 seconds  ( 0.992 minutes ){w}\n");
+    status.Warning("careful");
+    EXPECT_EQ(console.take(), "\n{R}careful\n{w}");
+    status.PauseWarning("careful");
+    EXPECT_EQ(console.take(), "\n{R}careful\n{w}{w}Press any key to continue . . . \n");
+    status.Status_LineSectionStart("Writing...");
+    status.Status_LineSectionAdd({'G', " done"});
+    status.Status_LineSectionEnd();
+    EXPECT_EQ(console.take(), "Writing...{G} done{w}\n");
+}
+
+TEST(LinearConsole, SectionsPrintTheirNameAndTime) {
+    CaptureConsole console;
+    LinearConsoleNode node(79, 1.0);
+    {
+        StatusSection section(node, "Large Division...");
+        EXPECT_EQ(console.take(), "Large Division...\n");
+        section.node().Status_Line("inside");
+        EXPECT_EQ(console.take(), "inside\n");
+    }
+    EXPECT_TRUE(std::regex_match(
+        console.take(), std::regex("Time:    0\\.[0-9]{3} seconds  \\( 0\\.[0-9]{3} minutes \\)\n")));
+}
+
+TEST(LinearConsole, ASectionLeftByAnExceptionPrintsNoTimeAndLeavesNothing) {
+    CaptureConsole console;
+    LinearConsoleNode node(79, 1.0);
+    try {
+        StatusSection section(node, "Step");
+        StatusFrame frame(section.node(), " 0M ");
+        throw 1;
+    } catch (int) {
+    }
+    EXPECT_EQ(console.take(), "Step\n");
+    StatusSection again(node, "Again");  // would throw if a child were left
+}
+
+TEST(LinearConsole, FramesAreTheSegmentsOfTheProgressLine) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, 0);
+    {
+        StatusFrame a(node, " 0M ", u64(1234));
+        EXPECT_EQ(console.take(), blanks(20) + " 0M 1,234");
+        {
+            StatusFrame b(a.node(), " x");
+            EXPECT_EQ(console.take(), blanks(20) + " 0M 1,234 x");
+        }
+        EXPECT_EQ(console.take(), blanks(20) + " 0M 1,234");
+    }
+    EXPECT_EQ(console.take(), blanks(20));  // nothing left to show
+}
+
+TEST(LinearConsole, OtherTextErasesTheProgressLineFirst) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, kNever);
+    {
+        StatusSection section(node, "Step");
+        StatusFrame frame(section.node(), "working");
+        EXPECT_EQ(console.take(), "Step\n" + blanks(20) + "working");
+        frame.node().Status_Line("text");
+        EXPECT_EQ(console.take(), blanks(20) + "text\n");
+        frame.node().Status_Line("text");
+        EXPECT_EQ(console.take(), "text\n");  // there was no line any more
+        frame.node().refresh(true);
+        console.take();
+    }
+    const std::string end = console.take();
+    EXPECT_EQ(end.substr(0, 22), blanks(20));
+    EXPECT_EQ(end.substr(22, 9), "Time:    ");
+}
+
+TEST(LinearConsole, RefreshesOncePerIntervalUnlessForced) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, kNever);
+    StatusFrame frame(node, "frame");
+    console.take();
+    for (int i = 0; i < 1000; i++) frame.node().refresh();
+    EXPECT_EQ(console.take(), "");
+    frame.node().refresh(true);
+    EXPECT_EQ(console.take(), blanks(20) + "frame");
+    frame.node().refresh(true);
+    EXPECT_EQ(console.take(), blanks(20) + "frame");
+}
+
+TEST(LinearConsole, SegmentsPastTheWidthAreNotDrawn) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(79, 0);
+    StatusFrame a(node, std::string(40, 'a'));
+    StatusFrame b(a.node(), std::string(39, 'b'));
+    console.take();
+    {
+        StatusFrame c(b.node(), "c");
+        EXPECT_EQ(console.take(), blanks(79) + std::string(40, 'a') + std::string(39, 'b'));
+    }
+    LinearConsoleNode other(79, 0);
+    StatusFrame d(other, std::string(40, 'd'));
+    console.take();
+    StatusFrame e(d.node(), std::string(40, 'e'));
+    StatusFrame f(e.node(), "f");
+    console.take();
+    f.node().refresh(true);
+    EXPECT_EQ(console.take(), blanks(79) + std::string(40, 'd'));
+}
+
+TEST(LinearConsole, RedirectedOutputHasNoProgressLine) {
+    CaptureConsole console;
+    LinearConsoleNode node(79, 0);
+    {
+        StatusFrame frame(node, "frame");
+        StatusIteration iteration(frame.node(), Status::IterationMode::percentage, 10);
+        iteration.update(5);
+        node.refresh(true);
+    }
+    node.Status_Line("line");
+    EXPECT_EQ(console.take(), "line\n");
+}
+
+TEST(LinearConsole, IterationsShowPercentOrCount) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, 0);
+    StatusFrame frame(node, "Sum ");
+    console.take();
+    {
+        StatusIteration iteration(frame.node(), Status::IterationMode::percentage, 7);
+        EXPECT_EQ(console.take(), blanks(20) + "Sum 0 %");
+        iteration.update(3);
+        EXPECT_EQ(console.take(), blanks(20) + "Sum 42 %");
+        iteration.update(7);
+        EXPECT_EQ(console.take(), blanks(20) + "Sum 100 %");
+    }
+    EXPECT_EQ(console.take(), blanks(20) + "Sum ");
+    {
+        StatusIteration iteration(frame.node(), Status::IterationMode::count, 25);
+        iteration.update(3);
+        EXPECT_EQ(console.take(), blanks(20) + "Sum (0 / 25)" + blanks(20) + "Sum (3 / 25)");
+    }
+    console.take();
+    StatusIteration huge(frame.node(), Status::IterationMode::percentage, ~u64(0));
+    huge.update(~u64(0) / 2);
+    EXPECT_EQ(console.take(), blanks(20) + "Sum 0 %" + blanks(20) + "Sum 49 %");
+    huge.update(~u64(0));
+    EXPECT_EQ(console.take(), blanks(20) + "Sum 100 %");
+}
+
+TEST(LinearConsole, MisuseIsRefused) {
+    CaptureConsole console;
+    LinearConsoleNode node(79, 1.0);
+    expect_throws([&] { node.pop_frame(); }, "LinearConsoleNode::pop_frame()",
+                  "Attempted to pop a non-existent node.");
+    Status& child = node.push_node({'w', "x"});
+    expect_throws(
+        [&] {
+            node.push_node({'w', "y"});
+        },
+        "LinearConsoleNode::push_node()", "Attempted to fork a linear status chain.");
+    expect_throws([&] { child.pop_frame(); }, "LinearConsoleNode::pop_frame()",
+                  "Attempted to pop a non-existent node.");
+    expect_throws([&] { node.get_tree(); }, "LinearConsoleNode::get_tree()", "Polling is not supported.");
+    auto& iteration =
+        dynamic_cast<LinearConsoleIteration&>(child.make_iteration(Status::IterationMode::count, 3));
+    expect_throws(
+        [&] {
+            iteration.push_node({'w', "x"});
+        },
+        "LinearConsoleIteration::push_node()", "Attempted to extend a linear status chain.");
+    expect_throws([&] { iteration.make_iteration(Status::IterationMode::count, 3); },
+                  "LinearConsoleIteration::make_iteration()", "Iteration stacking is not supported.");
+    expect_throws([&] { iteration.get_completed(); }, "LinearConsoleIteration::get_completed()",
+                  "Polling is not supported.");
+    child.pop_frame();
+    node.pop_frame();
+    expect_throws([&] { node.pop_frame(); }, "LinearConsoleNode::pop_frame()",
+                  "Attempted to pop a non-existent node.");
+}
+
+TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
+    CaptureConsole console(CaptureConsole::terminal);
+    Status& status = null_status();
+    {
+        StatusSection section(status, "Step");
+        StatusFrame frame(section.node(), " 0M ", u64(5));
+        StatusIteration iteration(frame.node(), Status::IterationMode::percentage, 0);
+        iteration.update(1);
+        frame.node().Status_Line("x");
+        frame.node().Warning("x");
+        frame.node().refresh(true);
+    }
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EXIT(status.FatalError("broken"), testing::ExitedWithCode(1), "");
+}
+
+TEST(StatusDigits, Words) {
+    EXPECT_EQ(status_digits(0), 0u);
+    EXPECT_EQ(status_digits(1), 19u);
+    EXPECT_EQ(status_digits(1000000), 19265919u);
+}

@@ -1,0 +1,43 @@
+// Captures what is printed to the console. Colours are recorded between braces ("{R}text{w}") when asked for,
+// and only reach a sink that says it is a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/console/console.h"
+
+// Installed for its life; restores the sink that was there before.
+class CaptureConsole final : public trel::Console::Sink {
+  public:
+    enum Mode { redirected, terminal };
+
+    explicit CaptureConsole(Mode mode = redirected, bool record_colors = false)
+        : mode_(mode), record_colors_(record_colors), before_(trel::Console::set_sink(this)) {}
+    ~CaptureConsole() override { trel::Console::set_sink(before_); }
+    CaptureConsole(const CaptureConsole&) = delete;
+    CaptureConsole& operator=(const CaptureConsole&) = delete;
+
+    void write(std::string_view text) override { text_ += text; }
+    void set_color(trel::Console::ColorLetter color) override {
+        color_changes_++;
+        if (record_colors_) text_ += std::string("{") + color + "}";
+    }
+    bool is_terminal() const override { return mode_ == terminal; }
+
+    const std::string& text() const { return text_; }
+    int color_changes() const { return color_changes_; }
+    // Returns the text so far and begins anew.
+    std::string take() {
+        std::string out;
+        out.swap(text_);
+        return out;
+    }
+
+  private:
+    Mode mode_;
+    bool record_colors_;
+    trel::Console::Sink* before_;
+    std::string text_;
+    int color_changes_ = 0;
+};
