@@ -18,9 +18,25 @@ class ShoupDivider {
     Word reciprocal_high() const { return q1_; }
 
     // Quotient of r * 2^64 + a, r < d; sets r to the remainder.
-    Word step(Word& r, Word a) const;
+    Word step(Word& r, Word a) const {
+        // (r 2^64 + a)(q1 2^64 + q0) / 2^128 without its lowest product: the estimate is at most 1 too small, so the
+        // remainder stays below 2d < 2^64.
+        const Word low = Word((u128(r) * q0_ + u128(a) * q1_) >> 64);
+        Word q = r * q1_ + low;
+        Word rest = a - q * d_;
+        const Word correction = 0 - Word(rest >= d_);
+        q -= correction;
+        rest += neg_ & correction;
+        r = rest;
+        return q;
+    }
     // a * b mod d, a, b < d
-    Word mulmod(Word a, Word b) const;
+    Word mulmod(Word a, Word b) const {
+        const u128 p = u128(a) * b;
+        Word r = Word(p >> 64);
+        step(r, Word(p));
+        return r;
+    }
     // 2^(64 n) mod d
     Word pow2_64_mod(u64 n) const;
 

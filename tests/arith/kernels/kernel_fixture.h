@@ -1,0 +1,51 @@
+// What the tests of this room share: kernels of every level, task frameworks with hostile orders.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "arith/kernels/word_kernels.h"
+#include "platform/parallel/basic_parallelizer.h"
+#include "reference/words.h"
+
+namespace trel {
+
+// Runs the tasks last to first.
+class ReverseFramework final : public BasicParallelizer {
+  public:
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        dispatches++;
+        while (end > begin) action.run(--end);
+    }
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        b.run(0);
+        a.run(0);
+    }
+    u64 dispatches = 0;
+};
+
+// A thread a task.
+class ThreadFramework final : public BasicParallelizer {
+  public:
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        std::vector<std::thread> threads;
+        for (u64 i = begin; i < end; i++) threads.emplace_back([&action, i] { action.run(i); });
+        for (auto& t : threads) t.join();
+    }
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        std::thread t([&] { b.run(0); });
+        a.run(0);
+        t.join();
+    }
+};
+
+class EveryIsa : public ::testing::TestWithParam<Isa> {
+  protected:
+    const WordKernels& k = word_kernels(GetParam());
+};
+
+inline std::string isa_test_name(const ::testing::TestParamInfo<Isa>& info) { return isa_name(info.param); }
+
+}  // namespace trel
