@@ -38,12 +38,13 @@ class BigFloatTransformR {
     // T = A * B, keeping A's transform
     void mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B, u64 pB, i64 ie,
                    i64 te);
-    // T = A * held; the held transform stays (A's is not kept by this build's callers)
+    // T = A * held; the held transform stays. Throws InvalidTransformException after a dump of A when none is held.
     void mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2, keeping A's transform
     void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
-    // T = held * other's held; this object's data are used as work space and lost
-    void inverse_fmul(const MultiplyContext& mp, BigFloat& T, const BigFloatTransformR& other, i64 ie, i64 te);
+    // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects of
+    // transforms that do not accept each other: both are released, InvalidParametersException.
+    void inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other, i64 ie, i64 te);
     // T = held^2; the held transform is lost
     void inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te);
 
@@ -56,6 +57,11 @@ class BigFloatTransformR {
     u64 length() const { return L_; }
 
   private:
+    // A's top p + 2 words; TransformTooSmallException when they exceed the convolution.
+    BigFloat operand(const BigFloat& A, u64 p) const;
+    void place(const BigFloat& A);
+    void product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie, i64 te,
+                           const char* function);
     void finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work, const void* X,
                 const void* Y, void* scratch, const char* function);
 

@@ -1,0 +1,366 @@
+#include "arith/bigfloat/big_float.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <string>
+
+#include "arith/kernels/multiply_small.h"
+#include "arith/kernels/shoup_divider.h"
+#include "arith/kernels/word_array.h"
+#include "arith/multiply/dispatch.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+// Products with an operand below this many words go to the schoolbook directly, past the dispatcher.
+constexpr u64 kBasecaseWords = 10;
+
+PlacedWords placed(const BigFloat& A) { return {A.T, A.L, A.exp}; }
+
+void check_capacity(const BigFloat& T, u64 used, u64 needed, const char* function) {
+    if (used + needed > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, used + needed);
+}
+// For results written from the buffer's start.
+void start_result(BigFloat& T, u64 needed, const char* function) {
+    check_capacity(T, 0, needed, function);
+    T.T = T.buffer;
+}
+u64 offset_in_buffer(const BigFloat& T) { return static_cast<u64>(T.T - T.buffer); }
+
+void set_negated_if(BigFloat& T, bool negate) {
+    if (negate && T.L != 0) T.sign = !T.sign;
+}
+
+// T = A + B or A - B, given B's sign as it enters the sum.
+void add_signed(BigFloat& T, u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, bool sign_B) {
+    if (A.L == 0) {
+        T.set_BigFloat(p, P, B);
+        if (T.L != 0) T.sign = sign_B;
+        return;
+    }
+    if (B.L == 0) {
+        T.set_BigFloat(p, P, A);
+        return;
+    }
+    if (A.sign == sign_B) {
+        T.set_uadd(p, P, A, B);
+        T.sign = A.sign;
+        return;
+    }
+    const int order = cmp_magnitude(A, B);
+    if (order == 0) {
+        T.clear();
+    } else if (order > 0) {
+        T.set_usub(p, P, A, B);
+        set_negated_if(T, !A.sign);
+    } else {
+        T.set_usub(p, P, B, A);
+        set_negated_if(T, A.sign);
+    }
+}
+
+// Strips zero words from the top; a result of zero gets exponent 0 and sign true.
+void normalize_difference(BigFloat& T, const ParallelContext& P) {
+    T.L = bp_nonzero_length(T.T, T.L, P);
+    if (T.L == 0) {
+        T.exp = 0;
+        T.sign = true;
+    }
+}
+
+// T[0..TL) = A[0..L) / 2^k, A placed at the top of T; 0 <= k < 64, TL >= L >= 1.
+void divide_power_of_two(Word* T, u64 TL, const Word* A, u64 L, int k, const ParallelContext& P) {
+    std::fill_n(T, TL - L, 0);
+    Word* top = T + (TL - L);
+    if (k == 0) {
+        bp_copy(top, A, L * sizeof(Word), P);
+        return;
+    }
+    // A * 2^(64 - k) is the quotient one word higher; its lowest word is the fraction.
+    const Word scale = Word(1) << (64 - k);
+    if (TL > L) {
+        top[L - 1] = bp_mul_uW(top - 1, A, L, scale, 0, P);
+    } else {
+        top[L - 1] = bp_mul_uW(top, A + 1, L - 1, scale, A[0] >> k, P);
+    }
+}
+
+struct ProductOperands {
+    BigFloat A, B;
+    u64 n;     // words of the whole product
+    u64 kept;  // words of the result before a zero top word goes
+    u64 dropped;
+};
+
+ProductOperands product_operands(u64 p, const BigFloat& A, const BigFloat& B) {
+    ProductOperands o{A.top(p + 2), B.top(p + 2), 0, 0, 0};
+    o.n = o.A.L + o.B.L;
+    o.kept = std::min(o.n, p + 2);
+    o.dropped = o.n - o.kept;
+    return o;
+}
+
+// The place of a product whose kept words stand in T.T.
+void finish_product(BigFloat& T, const ProductOperands& o) {
+    T.sign = o.A.sign == o.B.sign;
+    T.exp = o.A.exp + o.B.exp + static_cast<i64>(o.dropped);
+    T.L = T.T[o.kept - 1] == 0 ? o.kept - 1 : o.kept;
+}
+
+void multiply_word_by_word(Word* T, Word a, Word b) {
+    const u128 product = static_cast<u128>(a) * b;
+    T[0] = static_cast<Word>(product);
+    T[1] = static_cast<Word>(product >> 64);
+}
+
+}  // namespace
+
+void BigFloat::set_BigFloat(u64 p, const ParallelContext& P, const BigFloat& A) {
+    if (A.L == 0) return clear();
+    const BigFloat source = A.top(p + 2);
+    start_result(*this, source.L, "BigFloat::set_BigFloat()");
+    bp_copy(T, source.T, source.L * sizeof(Word), P);
+    L = source.L;
+    exp = source.exp;
+    sign = source.sign;
+}
+
+void BigFloat::set_double(double x, i64 e) {
+    if (x == 0) return clear();
+    const u64 bits = std::bit_cast<u64>(x);
+    const u64 biased = (bits >> 52) & 0x7ff;
+    if (biased == 0x7ff) throw InvalidParametersException("BigFloat::set_double()", "Value is not finite.");
+    u64 mantissa = bits & ((u64(1) << 52) - 1);
+    if (biased != 0) mantissa += u64(1) << 52;
+    const i64 shift = static_cast<i64>(biased != 0 ? biased : 1) - 1075;
+
+    const u128 value = static_cast<u128>(mantissa) << (shift & 63);
+    const Word low = static_cast<Word>(value);
+    const Word high = static_cast<Word>(value >> 64);
+    start_result(*this, 1, "BigFloat::set_double()");
+    // The shift may fill a second word; a zero low word is no word of the number.
+    if (low != 0 && high != 0) check_capacity(*this, 0, 2, "BigFloat::mul_uW()");
+    sign = (bits >> 63) == 0;
+    exp = e + (shift >> 6);
+    L = 1;
+    T[0] = low;
+    if (low == 0) {
+        T[0] = high;
+        exp++;
+    } else if (high != 0) {
+        T[1] = high;
+        L = 2;
+    }
+}
+
+void BigFloat::set_uadd(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    if (A.L == 0 || B.L == 0) {
+        set_BigFloat(p, P, A.L == 0 ? B : A);
+        if (L != 0) sign = true;
+        return;
+    }
+    const i64 top = std::max(A.mag(), B.mag());
+    const i64 bottom = std::max(top - static_cast<i64>(p + 1), std::min(A.exp, B.exp));
+    const u64 length = static_cast<u64>(top - bottom);
+    start_result(*this, length + 1, "BigFloat::set_uadd()");
+    L = length;
+    exp = bottom;
+    sign = true;
+    if (bp_add(T, placed(A), placed(B), 0, bottom, top, P) != 0) T[L++] = 1;
+}
+
+void BigFloat::set_usub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    if (A.L == 0 && B.L == 0) return clear();
+    if (B.L == 0) {
+        set_BigFloat(p, P, A);
+        sign = true;
+        return;
+    }
+    const i64 top = A.L == 0 ? B.mag() : std::max(A.mag(), B.mag());
+    const i64 lowest = A.L == 0 ? B.exp : std::min(A.exp, B.exp);
+    const i64 bottom = std::max(top - static_cast<i64>(p + 1), lowest);
+    const u64 length = static_cast<u64>(top - bottom);
+    start_result(*this, length, "BigFloat::set_usub()");
+    L = length;
+    exp = bottom;
+    sign = true;
+    if (bp_sub(T, placed(A), placed(B), 0, bottom, top, P) != 0) {
+        throw UnsupportedNegativeException("BigFloat::set_usub()", "A negative value was encountered.");
+    }
+    normalize_difference(*this, P);
+}
+
+void BigFloat::set_add(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    add_signed(*this, p, P, A, B, B.sign);
+}
+
+void BigFloat::set_sub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    add_signed(*this, p, P, A, B, !B.sign);
+}
+
+void BigFloat::set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, i64 m, bool s) {
+    start_result(*this, p + 1, "BigFloat::set_rsub()");
+    L = p + 1;
+    exp = m - static_cast<i64>(p + 1);
+    sign = s;
+    bp_sub(T, placed(A), placed(B), 0, exp, m, P);
+    normalize_difference(*this, P);
+}
+
+void BigFloat::add_ip(Word w, i64 e) {
+    if (L == 0 || e < exp || e > mag()) {
+        Console::error_line("BigFloat::add_ip(): Magnitude is out of range.");
+        Console::fatal_exit(1);
+    }
+    check_capacity(*this, offset_in_buffer(*this), L + 1, "BigFloat::add_ip()");
+    const u64 index = static_cast<u64>(e - exp);
+    Word carry = w;
+    if (index < L) carry = add_word_ip(T + index, L - index, w);
+    if (carry != 0) T[L++] = carry;
+}
+
+void BigFloat::mul_uW(const ParallelContext& P, Word w) {
+    if (L == 0 || w == 1) return;
+    if (w == 0) return clear();
+    check_capacity(*this, offset_in_buffer(*this), L + 1, "BigFloat::mul_uW()");
+    const Word top = bp_mul_uW(T, T, L, w, 0, P);
+    if (top != 0) T[L++] = top;
+}
+
+void BigFloat::set_mul_uW(u64 p, const ParallelContext& P, const BigFloat& A, Word w) {
+    if (A.L == 0 || w == 0) return clear();
+    const BigFloat source = A.top(p + 1);
+    start_result(*this, p + 2, "BigFloat::set_mul_uW()");
+    sign = source.sign;
+    exp = source.exp;
+    L = source.L;
+    const Word top_word = bp_mul_uW(T, source.T, L, w, 0, P);
+    if (top_word != 0) T[L++] = top_word;
+}
+
+void BigFloat::set_div_sW(u64 p, const ParallelContext& P, const BigFloat& A, i64 w) {
+    if (w == 0) throw ArithmeticException("BigFloat::set_div_sW()", "Divide by zero.");
+    if (w == 1) return set_BigFloat(p, P, A);
+    if (A.L == 0) return clear();
+    // The name is the addition's on purpose: both report the same shortage with the same text.
+    start_result(*this, p + 2, "BigFloat::set_uadd()");
+    const BigFloat source = A.top(p + 2);
+    const Word divisor = w < 0 ? Word(0) - static_cast<Word>(w) : static_cast<Word>(w);
+    sign = source.sign == (w > 0);
+    L = p + 2;
+    exp = source.mag() - static_cast<i64>(L);
+    const u64 fraction = L - source.L;  // quotient words below A's lowest word
+    if (std::has_single_bit(divisor)) {
+        divide_power_of_two(T, L, source.T, source.L, std::countr_zero(divisor), P);
+    } else {
+        const ShoupDivider divider(divisor);
+        const Word remainder = bp_div_np(divider, T + fraction, source.T, source.L, 0, P);
+        bp_div_ex(divider, T, fraction, remainder, P);
+    }
+    if (T[L - 1] == 0) L--;
+}
+
+void BigFloat::set_mul(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B) {
+    if (A.L == 0 || B.L == 0) return clear();
+    const ProductOperands o = product_operands(p, A, B);
+    start_result(*this, o.kept, "BigFloat::set_mul()");
+    const u64 shorter = std::min(o.A.L, o.B.L);
+    if (o.dropped == 0 && shorter < kBasecaseWords) {
+        if (o.n == 2) {
+            multiply_word_by_word(T, o.A.T[0], o.B.T[0]);
+        } else if (o.A.L >= o.B.L) {
+            mul_basecase(T, o.A.T, o.A.L, o.B.T, o.B.L);
+        } else {
+            mul_basecase(T, o.B.T, o.B.L, o.A.T, o.A.L);
+        }
+    } else {
+        multiply_truncated(mp, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
+    }
+    finish_product(*this, o);
+}
+
+void BigFloat::set_sqr(u64 p, const MultiplyContext& mp, const BigFloat& A) {
+    if (A.L == 0) return clear();
+    const ProductOperands o = product_operands(p, A, A);
+    start_result(*this, o.kept, "BigFloat::set_sqr()");
+    if (o.dropped == 0 && o.A.L < kBasecaseWords) {
+        if (o.n == 2) {
+            multiply_word_by_word(T, o.A.T[0], o.A.T[0]);
+        } else {
+            sqr_basecase(T, o.A.T, o.A.L);
+        }
+    } else {
+        square_truncated(mp, T, o.dropped, o.n, o.A.T, o.A.L);
+    }
+    finish_product(*this, o);
+}
+
+int BigFloat::set_mul_small(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B) {
+    if (A.L == 0 || B.L == 0) {
+        clear();
+        return 0;
+    }
+    const ProductOperands o = product_operands(p, A, B);
+    start_result(*this, o.kept, "BigFloat::set_mul_small()");
+    const int status = multiply_truncated_small(mp, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
+    finish_product(*this, o);
+    return status;
+}
+
+void BigFloat::purturb_up(u64 k) {
+    if (k >= L) return;
+    check_capacity(*this, offset_in_buffer(*this), L + 1, "BigFloat::purturb_up()");
+    if (add_word_ip(T + k, L - k, 1) != 0) T[L++] = 1;
+}
+
+void BigFloat::check_normalization() const {
+    if (L == 0 || T[L - 1] != 0) return;
+    Console::error_line("BigFloat::check_normalization(): Top word is zero.");
+    Console::fatal_exit(1);
+}
+
+BigFloat BigFloat::top(u64 n) const {
+    BigFloat view = *this;
+    if (L > n) {
+        view.T += L - n;
+        view.exp += static_cast<i64>(L - n);
+        view.L = n;
+    }
+    return view;
+}
+
+void BigFloat::print_dump() const {
+    Console::labelled_line("sign", sign ? "1" : "0");
+    Console::labelled_line("mag", std::to_string(mag()));
+    Console::labelled_line("exp", std::to_string(exp));
+    Console::labelled_line("L", std::to_string(L));
+    Console::labelled_line("buffer_size", std::to_string(buffer_size));
+    const u64 shown = std::min<u64>(L, 10);
+    for (u64 i = 0; i < shown; i++) {
+        const Word word = T[L - 1 - i];
+        std::string text(16, '0');
+        for (int digit = 0; digit < 16; digit++) text[15 - digit] = "0123456789abcdef"[(word >> (4 * digit)) & 15];
+        Console::print_line(text);
+    }
+}
+
+int cmp_magnitude(const BigFloat& A, const BigFloat& B) {
+    if (A.L == 0 || B.L == 0) return (A.L != 0) - (B.L != 0);
+    return bp_cmp(placed(A), placed(B));
+}
+
+ScaledDouble top_as_double(const BigFloat& A) {
+    const Word high = A.T[A.L - 1];
+    const Word low = A.L > 1 ? A.T[A.L - 2] : 0;
+    // The top 53 bits of the value, truncated: rounding could reach 2^64.
+    const u128 value = static_cast<u128>(high) << 64 | low;
+    const int bits = 64 - std::countl_zero(high);  // of the integer part
+    const u64 mantissa = static_cast<u64>(value >> (64 + bits - 53));
+    return {std::ldexp(static_cast<double>(mantissa), bits - 53), A.mag() - 1};
+}
+
+}  // namespace trel

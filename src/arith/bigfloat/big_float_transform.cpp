@@ -1,0 +1,183 @@
+#include "arith/bigfloat/big_float_transform.h"
+
+#include <algorithm>
+#include <string>
+
+#include "arith/kernels/word_array.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+// Words below the requested window that every product delivers as well.
+constexpr i64 kGuardWords = 2;
+
+// The second transform's data and the transform scratch, carved from the context.
+struct WorkMemory {
+    WorkMemory(const Transform& transform, const MultiplyContext& mp) {
+        AlignedBufferC memory = mp.scratch;
+        data = memory.spawn(transform.data_bytes()).get();
+        scratch = memory.spawn(transform.scratch_bytes()).get();
+    }
+    void* data;
+    void* scratch;
+};
+
+}  // namespace
+
+void BigFloatTransformR::place(const BigFloat& A) {
+    held_ = true;
+    exp_ = A.exp;
+    L_ = A.L;
+    sign_ = A.sign;
+    top_ = A.mag();
+}
+
+BigFloat BigFloatTransformR::operand(const BigFloat& A, u64 p) const {
+    const BigFloat cut = A.top(p + 2);
+    if (cut.L > transform_.convolution_words()) {
+        throw TransformTooSmallException("BigFloatTransformR::forward()", "Transform length is too small.");
+    }
+    return cut;
+}
+
+void BigFloatTransformR::forward(const MultiplyContext& mp, const BigFloat& A, u64 p) {
+    held_ = false;
+    if (A.L == 0) return place(BigFloat());
+    const BigFloat cut = operand(A, p);
+    AlignedBufferC memory = mp.scratch;
+    transform_.forward(mp.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get());
+    place(cut);
+}
+
+BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u64 n) const {
+    const Window empty{true, 0, 0, 0, 0};
+    const u64 W = transform_.convolution_words();
+    Window w{false, e0, n, 0, n};
+    i64 t = e0 + static_cast<i64>(n);
+    if (n >= W) {
+        // Words W .. n - 1 fold onto 0 .. n - W - 1.
+        w.skip = n - W;
+        w.b = e0 + static_cast<i64>(n - W);
+        t = e0 + static_cast<i64>(W);
+        w.m = 2 * W > n ? 2 * W - n : 0;
+        if (t < te && W != n) {
+            throw InvalidTransformException("BigFloatTransformR::params()",
+                                            "ie = " + std::to_string(ie) + ", te = " + std::to_string(te));
+        }
+    }
+    if (w.m == 0 || ie >= te || w.b >= te || ie >= t) return empty;
+    if (t > te) w.m -= static_cast<u64>(t - te);
+    if (w.b < ie) {
+        const u64 cut = static_cast<u64>(ie - w.b);
+        w.skip += cut;
+        w.m -= cut;
+        w.b = ie;
+    }
+    w.total = w.skip + w.m;
+    return w;
+}
+
+void BigFloatTransformR::finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
+                                const void* X, const void* Y, void* scratch, const char* function) {
+    if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
+    T.T = T.buffer;
+    transform_.inverse(mp.parallel, T.T, window.skip, window.total, work, X, Y, scratch);
+    T.exp = window.b;
+    T.sign = sign;
+    T.L = bp_nonzero_length(T.T, window.m, mp.parallel);
+    if (T.L == 0) {
+        T.exp = 0;
+        T.sign = true;
+    }
+}
+
+void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+    held_ = false;
+    if (A.L == 0) return T.clear();
+    const BigFloat a = operand(A, p);
+    const Window window = params(ie - kGuardWords, te, 2 * a.exp, 2 * a.L);
+    if (window.empty) return T.clear();
+    const WorkMemory memory(transform_, mp);
+    transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
+    finish(mp, T, window, true, data_, data_, data_, memory.scratch, "BigFloatTransformR::sqr_r_x()");
+}
+
+void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+                                   u64 pB, i64 ie, i64 te) {
+    held_ = false;
+    if (A.L == 0 || B.L == 0) return T.clear();
+    const BigFloat a = operand(A, pA);
+    const BigFloat b = operand(B, pB);
+    const Window window = params(ie - kGuardWords, te, a.exp + b.exp, a.L + b.L);
+    if (window.empty) return T.clear();
+    const WorkMemory memory(transform_, mp);
+    transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
+    transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
+    finish(mp, T, window, a.sign == b.sign, data_, data_, memory.data, memory.scratch,
+           "BigFloatTransformR::mul_rr_xx()");
+}
+
+void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+                                   u64 pB, i64 ie, i64 te) {
+    forward(mp, A, pA);
+    product_with_held(mp, T, B, pB, ie, te, "BigFloatTransformR::mul_rr_xf()");
+}
+
+void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+    if (!held_) {
+        A.print_dump();
+        throw InvalidTransformException("BigFloatTransformR::mul_rf_xf()", "Invalid Transform Parameters");
+    }
+    product_with_held(mp, T, A, p, ie, te, "BigFloatTransformR::mul_rf_xf()");
+}
+
+void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie,
+                                           i64 te, const char* function) {
+    if (L_ == 0 || B.L == 0) return T.clear();
+    const BigFloat b = operand(B, p);
+    const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
+    if (window.empty) return T.clear();
+    const WorkMemory memory(transform_, mp);
+    transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
+    finish(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
+}
+
+void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+    forward(mp, A, p);
+    if (L_ == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
+    if (window.empty) return T.clear();
+    const WorkMemory memory(transform_, mp);
+    finish(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
+}
+
+void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other, i64 ie,
+                                      i64 te) {
+    const char* function = "BigFloatTransformR::inverse_fmul()";
+    if (!held_ || !other.held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
+    if (&transform_ != &other.transform_ && !transform_.compatible(other.transform_)) {
+        held_ = other.held_ = false;
+        throw InvalidParametersException(function, "Mismatching Transform Parameters");
+    }
+    held_ = false;
+    if (L_ == 0 || other.L_ == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, exp_ + other.exp_, L_ + other.L_);
+    if (window.empty) return T.clear();
+    AlignedBufferC memory = mp.scratch;
+    finish(mp, T, window, sign_ == other.sign_, data_, data_, other.data_,
+           memory.spawn(transform_.scratch_bytes()).get(), function);
+}
+
+void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te) {
+    const char* function = "BigFloatTransformR::inverse_fsqr()";
+    if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
+    held_ = false;
+    if (L_ == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
+    if (window.empty) return T.clear();
+    AlignedBufferC memory = mp.scratch;
+    finish(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(), function);
+}
+
+}  // namespace trel

@@ -1,0 +1,162 @@
+#include "arith/multiply/basecase_karatsuba.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "arith/kernels/multiply_small.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kWordBytes = sizeof(Word);
+
+// Memory of a product of `words` words: the product itself, then Karatsuba's scratch.
+u64 product_bytes(u64 words) { return round_up_64(words * kWordBytes); }
+u64 karatsuba_bytes(u64 words) { return round_up_64(karatsuba_sizes(64 * words).scratch_bytes); }
+
+// T[0..LA+LB) = A * B; `memory` is looked at only when Karatsuba runs.
+void multiply(const ParallelContext& P, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+              AlignedBufferC memory) {
+    if (LA < LB) {
+        std::swap(A, B);
+        std::swap(LA, LB);
+    }
+    if (LB == 0) {
+        std::fill_n(T, LA, 0);
+    } else if (LB < karatsuba_thresholds().mul64) {
+        mul_basecase(T, A, LA, B, LB);
+    } else {
+        mul_karatsuba(T, A, LA, B, LB, memory.spawn(karatsuba_bytes(LA + LB)).word_pointer(), P);
+    }
+}
+
+void square(const ParallelContext& P, Word* T, const Word* A, u64 L, AlignedBufferC memory) {
+    if (L == 0) return;
+    if (L < karatsuba_thresholds().sqr64) {
+        sqr_basecase(T, A, L);
+    } else {
+        sqr_karatsuba(T, A, L, memory.spawn(karatsuba_bytes(2 * L)).word_pointer(), P);
+    }
+}
+
+// T[0..total - skip) = words skip .. total - 1 of P[0..n); words at and above n are zero.
+void copy_window(Word* T, u64 skip, u64 total, const Word* P, u64 n) {
+    const u64 end = std::clamp(total, skip, std::max(n, skip));
+    std::memcpy(T, P + skip, (end - skip) * kWordBytes);
+    std::fill(T + (end - skip), T + (total - skip), 0);
+}
+
+// Data of one operand: a line of 64 bytes whose first word is the length, then the words.
+struct CopiedOperand {
+    u64 length;
+    const Word* words;
+};
+CopiedOperand operand_of(const void* data) {
+    const Word* line = static_cast<const Word*>(data);
+    return {line[0], line + 8};
+}
+
+class BasecaseTransform final : public Transform {
+  public:
+    explicit BasecaseTransform(u64 words)
+        : Transform(64 * words, 64 + round_up_64(words * kWordBytes),
+                    product_bytes(2 * words) + karatsuba_bytes(2 * words)) {}
+
+    void forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
+        if (L > convolution_words()) {
+            throw ConvolutionTooSmallException("BasecaseTransform::forward()", "Convolution length is too small.",
+                                               convolution_bits(), 64 * L);
+        }
+        Word* line = static_cast<Word*>(data);
+        line[0] = L;
+        if (L != 0) std::memcpy(line + 8, A, L * kWordBytes);
+    }
+
+    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void*, const void* X, const void* Y,
+                 void* scratch) const override {
+        const CopiedOperand x = operand_of(X);
+        const CopiedOperand y = operand_of(Y);
+        AlignedBufferC memory(scratch, scratch_bytes());
+        const u64 n = x.length + y.length;
+        // The whole product goes straight to its place when that is what is wanted.
+        Word* product = skip == 0 && total >= n ? T : memory.spawn(product_bytes(n)).word_pointer();
+        if (X == Y) {
+            square(P, product, x.words, x.length, memory);
+        } else {
+            multiply(P, product, x.words, x.length, y.words, y.length, memory);
+        }
+        if (product == T) {
+            std::fill(T + n, T + total, 0);
+        } else {
+            copy_window(T, skip, total, product, n);
+        }
+    }
+
+    bool compatible(const Transform& other) const override {
+        return dynamic_cast<const BasecaseTransform*>(&other) != nullptr &&
+               other.convolution_bits() == convolution_bits();
+    }
+};
+
+class BasecaseKaratsuba final : public MultiplyAlgorithm {
+  public:
+    MultiplySizes sizes(u64 words) const override {
+        check(words, "BasecaseKaratsuba::sizes()");
+        MultiplySizes sizes;
+        sizes.output = karatsuba_sizes(64 * words).output_bytes;
+        const BasecaseTransform transform(words);
+        sizes.transform_data = transform.data_bytes();
+        sizes.transform_scratch = transform.scratch_bytes();
+        // A product through the transform needs more than the direct ones (product and Karatsuba's scratch).
+        sizes.scratch = 2 * sizes.transform_data + sizes.transform_scratch;
+        return sizes;
+    }
+
+    void make_transform(TransformHolder& holder, u64 words) const override {
+        check(words, "BasecaseKaratsuba::make_transform()");
+        holder.emplace<BasecaseTransform>(words);
+    }
+    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const override {
+        make_transform(holder, words);
+    }
+
+    void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
+        square(context.parallel, T, A, L, context.scratch);
+    }
+    void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) const override {
+        multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+    }
+
+    void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) const override {
+        if (skip == 0 && total == 2 * L) return square(context.parallel, T, A, L, context.scratch);
+        AlignedBufferC memory = context.scratch;
+        Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
+        square(context.parallel, product, A, L, memory);
+        copy_window(T, skip, total, product, 2 * L);
+    }
+    void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA, const Word* B,
+                  u64 LB) const override {
+        if (skip == 0 && total == LA + LB) return multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+        AlignedBufferC memory = context.scratch;
+        Word* product = memory.spawn(product_bytes(LA + LB)).word_pointer();
+        multiply(context.parallel, product, A, LA, B, LB, memory);
+        copy_window(T, skip, total, product, LA + LB);
+    }
+
+  private:
+    static void check(u64 words, const char* function) {
+        if (64 * words > kBasecaseKaratsubaMaxBits) {
+            throw LimitExceededException(function, "", kBasecaseKaratsubaMaxBits, 64 * words);
+        }
+    }
+};
+
+}  // namespace
+
+const MultiplyAlgorithm& basecase_karatsuba_algorithm() {
+    static const BasecaseKaratsuba algorithm;
+    return algorithm;
+}
+
+}  // namespace trel

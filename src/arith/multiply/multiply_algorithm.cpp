@@ -1,0 +1,73 @@
+#include "arith/multiply/multiply_algorithm.h"
+
+#include <algorithm>
+
+namespace trel {
+namespace {
+
+// The memory of one product: two forward transforms (one for a square) and the scratch that they share.
+struct ProductMemory {
+    ProductMemory(const Transform& transform, const MultiplyContext& context, bool two_operands) {
+        AlignedBufferC memory = context.scratch;
+        x = memory.spawn(transform.data_bytes()).get();
+        if (two_operands) y = memory.spawn(transform.data_bytes()).get();
+        scratch = memory.spawn(transform.scratch_bytes()).get();
+    }
+    void* x;
+    void* y = nullptr;
+    void* scratch;
+};
+
+}  // namespace
+
+void MultiplySizes::take_maximum(const MultiplySizes& other) {
+    output = std::max(output, other.output);
+    scratch = std::max(scratch, other.scratch);
+    transform_data = std::max(transform_data, other.transform_data);
+    transform_scratch = std::max(transform_scratch, other.transform_scratch);
+}
+
+SharedTables::~SharedTables() = default;
+MultiplyAlgorithm::~MultiplyAlgorithm() = default;
+
+void MultiplyAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const {
+    MultiplyAlgorithm::sqr_skip(context, T, 0, 2 * L, A, L);
+}
+
+void MultiplyAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
+                            u64 LB) const {
+    MultiplyAlgorithm::mul_skip(context, T, 0, LA + LB, A, LA, B, LB);
+}
+
+void MultiplyAlgorithm::sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                                 u64 L) const {
+    TransformHolder transform;
+    make_transform(transform, 2 * L, context);
+    const ProductMemory memory(*transform, context, false);
+    transform->forward(context.parallel, memory.x, A, L, memory.scratch);
+    transform->inverse(context.parallel, T, skip, total, memory.x, memory.x, memory.x, memory.scratch);
+}
+
+void MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                                 const Word* B, u64 LB) const {
+    TransformHolder transform;
+    make_transform(transform, LA + LB, context);
+    const ProductMemory memory(*transform, context, true);
+    transform->forward(context.parallel, memory.x, A, LA, memory.scratch);
+    transform->forward(context.parallel, memory.y, B, LB, memory.scratch);
+    transform->inverse(context.parallel, T, skip, total, memory.x, memory.x, memory.y, memory.scratch);
+}
+
+int MultiplyAlgorithm::mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
+                                          const Word* A, u64 LA, const Word* B, u64 LB) const {
+    MultiplyAlgorithm::mul_skip(context, T, skip, total, A, LA, B, LB);
+    return 0;
+}
+
+u64 MultiplyAlgorithm::table_bytes(u64) const { return 0; }
+
+std::unique_ptr<SharedTables> MultiplyAlgorithm::make_tables(u64, AlignedBufferC, const ParallelContext&) const {
+    return nullptr;
+}
+
+}  // namespace trel

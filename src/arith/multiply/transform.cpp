@@ -1,0 +1,7 @@
+#include "arith/multiply/transform.h"
+
+namespace trel {
+
+Transform::~Transform() = default;
+
+}  // namespace trel

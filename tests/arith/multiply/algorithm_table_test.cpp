@@ -1,0 +1,176 @@
+#include "arith/multiply/algorithm_table.h"
+
+#include <gtest/gtest.h>
+
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "reference/fold_transform.h"
+#include "support/capture_console.h"
+
+using namespace trel;
+
+namespace {
+
+const reference::FoldAlgorithm first(reference::Fold::cyclic), second(reference::Fold::negacyclic);
+
+AlgorithmEntry entry(const MultiplyAlgorithm& algorithm, u64 max_bits) {
+    return {&algorithm, max_bits, "X", "Long", "Family", "Variant"};
+}
+
+AlgorithmTable two_entries() {
+    AlgorithmTable table("Test", 64);
+    table.add(640, entry(first, 100000));
+    table.add(6400, entry(second, 100000));
+    return table;
+}
+
+TEST(AlgorithmTable, ChoosesTheFirstThresholdThatIsLargeEnough) {
+    const AlgorithmTable table = two_entries();
+    EXPECT_EQ(&table.get_algorithm(1), &first);
+    EXPECT_EQ(&table.get_algorithm(10), &first);
+    EXPECT_EQ(&table.get_algorithm(11), &second);
+    EXPECT_EQ(&table.get_algorithm(100), &second);
+    EXPECT_EQ(table.items()[0].threshold_words, 10u);
+    EXPECT_EQ(table.name(), "Test");
+    EXPECT_EQ(table.word_bits(), 64u);
+}
+
+TEST(AlgorithmTable, ThresholdsCountWordsOfTheTable) {
+    AlgorithmTable table("Test", 32);
+    table.add(5120, entry(first, 100000));
+    EXPECT_EQ(table.items()[0].threshold_words, 160u);
+}
+
+TEST(AlgorithmTable, RefusesSizesBeyondTheLastThreshold) {
+    const AlgorithmTable table = two_entries();
+    const auto expect_limit = [&](auto&& call, const std::string& function) {
+        try {
+            call();
+            FAIL() << function;
+        } catch (const LimitExceededException& e) {
+            EXPECT_EQ(e.function, function);
+            EXPECT_EQ(e.limit, 0u);
+            EXPECT_EQ(e.attempted, 101u);
+        }
+    };
+    expect_limit([&] { (void)table.get_algorithm(101); }, "AlgorithmTable::get_algorithm()");
+    expect_limit([&] { (void)table.mSBsize(101); }, "AlgorithmTableB::mSBsize()");
+    expect_limit([&] { (void)table.mSBsizes(101); }, "AlgorithmTableB::mSBsizes()");
+    EXPECT_THROW((void)AlgorithmTable("Empty", 64).get_algorithm(1), LimitExceededException);
+}
+
+TEST(AlgorithmTable, AddChecksOrderAndMaximum) {
+    const auto expect_add = [](AlgorithmTable& table, u64 bits, u64 max_bits, const std::string& message) {
+        const u64 before = table.items().size();
+        try {
+            table.add(bits, entry(first, max_bits));
+            FAIL() << message;
+        } catch (const StringException& e) {
+            EXPECT_STREQ(e.get_typename(), "StringException");
+            EXPECT_EQ(e.function, "AlgorithmTable::add()");
+            EXPECT_EQ(e.message, message);
+        }
+        EXPECT_EQ(table.items().size(), before);
+    };
+    AlgorithmTable table("Test", 64);
+    expect_add(table, 6464, 6400, "Thresholds is larger than maximum size.");
+    table.add(6400, entry(first, 6400));
+    expect_add(table, 6400, 100000, "Thresholds must be increasing.");
+    expect_add(table, 6463, 100000, "Thresholds must be increasing.");  // the same number of words
+    expect_add(table, 640, 100000, "Thresholds must be increasing.");
+    expect_add(table, 6464, 6463, "Thresholds is larger than maximum size.");
+    table.add(6464, entry(first, 6464));
+
+    AlgorithmTable bits("Test", 1);
+    bits.add(100, entry(first, 1000));
+    expect_add(bits, 100, 1000, "Thresholds must be increasing.");
+}
+
+TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
+    // An algorithm that needs much memory at its own threshold, then one that needs little.
+    class Fixed final : public MultiplyAlgorithm {
+      public:
+        Fixed(u64 factor) : factor_(factor) {}
+        MultiplySizes sizes(u64 words) const override {
+            return {factor_ * words, 2 * factor_ * words, 3 * factor_ * words, 4 * factor_ * words};
+        }
+        void make_transform(TransformHolder&, u64) const override {}
+        void make_transform(TransformHolder&, u64, const MultiplyContext&) const override {}
+
+      private:
+        u64 factor_;
+    };
+    const Fixed large(64000), small(64);
+    AlgorithmTable table("Test", 64);
+    table.add(640, entry(large, 100000));
+    table.add(6400, entry(small, 100000));
+    EXPECT_EQ(table.mSBsize(3), 2u * 64000 * 3);
+    EXPECT_EQ(table.mSBsize(10), 2u * 64000 * 10);
+    EXPECT_EQ(table.mSBsize(11), 2u * 64000 * 10);
+    const MultiplySizes sizes = table.mSBsizes(100);
+    EXPECT_EQ(sizes.output, 64000u * 10);
+    EXPECT_EQ(sizes.scratch, 2u * 64000 * 10);
+    EXPECT_EQ(sizes.transform_data, 3u * 64000 * 10);
+    EXPECT_EQ(sizes.transform_scratch, 4u * 64000 * 10);
+}
+
+TEST(AlgorithmTable, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
+    static const bool registered = [] {
+        register_algorithm(TableSlot::basic32, {&first, 100000, "TestOnly32", "", "", ""});
+        return true;
+    }();
+    ASSERT_TRUE(registered);
+    CaptureConsole console;
+    const AlgorithmTable table("Basic: 64-bit Word", 64, TableSlot::basic64,
+                               {{"NoSuchName", 64}, {"BKT", 5120}, {"TestOnly32", 6400}});
+    EXPECT_EQ(console.take(),
+              "Skipping unknown algorithm: NoSuchName\n"
+              "Warning: TestOnly32 does not support: \"Basic: 64-bit Word\"\n");
+    ASSERT_EQ(table.items().size(), 1u);
+    EXPECT_EQ(table.items()[0].threshold_words, 80u);
+
+    const AlgorithmTable other("Basic: 32-bit Word", 32, TableSlot::basic32, {{"TestOnly32", 6400}});
+    EXPECT_EQ(console.take(), "");
+    ASSERT_EQ(other.items().size(), 1u);
+    EXPECT_EQ(other.items()[0].algorithm, &first);
+    EXPECT_EQ(other.items()[0].threshold_words, 200u);
+}
+
+TEST(AlgorithmTable, RegistryHoldsTheNamesOfTheEntries) {
+    bool known = false;
+    const AlgorithmEntry* bkt = find_algorithm(TableSlot::basic64, "BKT", &known);
+    ASSERT_NE(bkt, nullptr);
+    EXPECT_TRUE(known);
+    EXPECT_EQ(bkt->max_bits, 65536u);
+    EXPECT_EQ(bkt->short_name, "BKT");
+    EXPECT_EQ(bkt->long_name, "Basecase/Karatsuba");
+    EXPECT_EQ(bkt->family, "MULB");
+    EXPECT_EQ(bkt->variant, "Basic Multiply");
+    EXPECT_EQ(find_algorithm(TableSlot::swap64, "BKT", &known), nullptr);
+    EXPECT_TRUE(known);
+    EXPECT_EQ(find_algorithm(TableSlot::basic64, "bkt", &known), nullptr);
+    EXPECT_FALSE(known);
+}
+
+TEST(AlgorithmTableDeathTest, DuplicateNameIsFatal) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
+            register_algorithm(TableSlot::swap64, {&first, 1, "Twice", "", "", ""});  // another slot
+            register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
+        },
+        testing::ExitedWithCode(1), "");
+}
+
+TEST(AlgorithmTable, BasicTableStartsWithBasecaseKaratsuba) {
+    const AlgorithmTable& table = basic_table64();
+    EXPECT_EQ(table.name(), "Basic: 64-bit Word");
+    ASSERT_GE(table.items().size(), 1u);
+    EXPECT_EQ(table.items()[0].threshold_words, 80u);
+    EXPECT_EQ(table.items()[0].algorithm, find_algorithm(TableSlot::basic64, "BKT")->algorithm);
+    EXPECT_EQ(&table.get_algorithm(80), find_algorithm(TableSlot::basic64, "BKT")->algorithm);
+    EXPECT_EQ(multiply_scratch_bytes(80), table.mSBsize(80));
+}
+
+}  // namespace

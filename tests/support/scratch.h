@@ -1,0 +1,43 @@
+// 64-byte-aligned memory of an exact size, filled with a pattern and guarded at both ends.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "os/types.h"
+#include "platform/memory/aligned_buffer.h"
+
+class Scratch {
+  public:
+    // bytes: a multiple of 64
+    explicit Scratch(trel::u64 bytes) : bytes_(bytes), memory_(bytes + 3 * kGuard, kPattern) {
+        const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
+        data_ = memory_.data() + kGuard + (64 - address % 64) % 64;
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    void* data() const { return data_; }
+    trel::Word* words() const { return reinterpret_cast<trel::Word*>(data_); }
+    trel::u64 size() const { return bytes_; }
+    trel::AlignedBufferC view() const { return trel::AlignedBufferC(data_, bytes_); }
+    // Nobody wrote outside.
+    bool guards_intact() const {
+        for (const unsigned char* p = memory_.data(); p != data_; p++) {
+            if (*p != kPattern) return false;
+        }
+        for (const unsigned char* p = data_ + bytes_; p != memory_.data() + memory_.size(); p++) {
+            if (*p != kPattern) return false;
+        }
+        return true;
+    }
+
+  private:
+    static constexpr trel::u64 kGuard = 64;
+    static constexpr unsigned char kPattern = 0xc3;
+
+    trel::u64 bytes_;
+    std::vector<unsigned char> memory_;
+    unsigned char* data_;
+};
