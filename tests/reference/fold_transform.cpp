@@ -28,7 +28,8 @@ void FoldTransform::forward(const ParallelContext&, void* data, const Word* A, u
 void FoldTransform::inverse(const ParallelContext&, Word* T, u64 skip, u64 total, void* work, const void* X,
                             const void* Y, void* scratch) const {
     const u64 W = convolution_words();
-    if (total > W || skip > total) throw StringException("FoldTransform::inverse()", "The window is not in the convolution.");
+    if (total > W || skip > total)
+        throw StringException("FoldTransform::inverse()", "The window is not in the convolution.");
     const mpz_class product = to_mpz(static_cast<const Word*>(X), W) * to_mpz(static_cast<const Word*>(Y), W);
     const mpz_class low = low_words(product, W);
     const mpz_class high = shifted(product, -static_cast<i64>(W));
@@ -40,7 +41,8 @@ void FoldTransform::inverse(const ParallelContext&, Word* T, u64 skip, u64 total
         // The residue 0 has two representations; the one without a fold is the product itself.
         if (folded == 0 && high == 0) folded = low;
     } else {
-        // The residue 2^(64 W) = -1 has no words of its own: a transform delivers the words of a two's complement.
+        // The residue 2^(64 W) = -1 has no words of its own: a transform delivers the words of a two's
+        // complement.
         folded = low_words(low - high, W);
     }
     std::memset(scratch, 0xa5, scratch_bytes());

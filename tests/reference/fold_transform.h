@@ -1,6 +1,6 @@
 // A convolution by its definition: the product of two operands as integers, modulo 2^(64 W) - 1 (cyclic) or
-// 2^(64 W) + 1 (negacyclic), and a multiplication algorithm made of such transforms. They do what a transform may do
-// to a product that is longer than the convolution, and nothing else.
+// 2^(64 W) + 1 (negacyclic), and a multiplication algorithm made of such transforms. They do what a transform
+// may do to a product that is longer than the convolution, and nothing else.
 #pragma once
 
 #include "arith/multiply/multiply_algorithm.h"
@@ -17,7 +17,8 @@ class FoldTransform final : public trel::Transform {
   public:
     FoldTransform(Fold fold, u64 words);
 
-    void forward(const trel::ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
+    void forward(const trel::ParallelContext& P, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
     void inverse(const trel::ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
     bool compatible(const trel::Transform& other) const override;
@@ -32,7 +33,8 @@ class FoldAlgorithm final : public trel::MultiplyAlgorithm {
     explicit FoldAlgorithm(Fold fold) : fold_(fold) {}
     trel::MultiplySizes sizes(u64 words) const override;
     void make_transform(trel::TransformHolder& holder, u64 words) const override;
-    void make_transform(trel::TransformHolder& holder, u64 words, const trel::MultiplyContext&) const override;
+    void make_transform(trel::TransformHolder& holder, u64 words,
+                        const trel::MultiplyContext&) const override;
 
   private:
     Fold fold_;

@@ -3,10 +3,16 @@
 
 #include <gmpxx.h>
 
+#include <ostream>
 #include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "os/types.h"
+
+// For messages of failed comparisons.
+inline void PrintTo(const mpz_class& z, std::ostream* out) {
+    *out << "0x" << z.get_str(16);
+}
 
 namespace reference {
 
@@ -20,7 +26,9 @@ inline mpz_class to_mpz(const Word* A, u64 n) {
     mpz_import(z.get_mpz_t(), n, -1, sizeof(Word), 0, 0, A);
     return z;
 }
-inline mpz_class to_mpz(const std::vector<Word>& A) { return to_mpz(A.data(), A.size()); }
+inline mpz_class to_mpz(const std::vector<Word>& A) {
+    return to_mpz(A.data(), A.size());
+}
 
 // z * 2^(64 words), floored when words < 0; z >= 0.
 inline mpz_class shifted(const mpz_class& z, i64 words) {
@@ -49,7 +57,9 @@ inline std::vector<Word> to_words(const mpz_class& z, u64 n) {
     return words;
 }
 // The number of words of z >= 0.
-inline u64 word_length(const mpz_class& z) { return z == 0 ? 0 : (mpz_sizeinbase(z.get_mpz_t(), 2) + 63) / 64; }
+inline u64 word_length(const mpz_class& z) {
+    return z == 0 ? 0 : (mpz_sizeinbase(z.get_mpz_t(), 2) + 63) / 64;
+}
 
 // floor(|A| / 2^(64 position))
 inline mpz_class magnitude_at(const BigFloat& A, i64 position) {

@@ -19,7 +19,9 @@ namespace {
 // Products with an operand below this many words go to the schoolbook directly, past the dispatcher.
 constexpr u64 kBasecaseWords = 10;
 
-PlacedWords placed(const BigFloat& A) { return {A.T, A.L, A.exp}; }
+PlacedWords placed(const BigFloat& A) {
+    return {A.T, A.L, A.exp};
+}
 
 void check_capacity(const BigFloat& T, u64 used, u64 needed, const char* function) {
     if (used + needed > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, used + needed);
@@ -29,14 +31,17 @@ void start_result(BigFloat& T, u64 needed, const char* function) {
     check_capacity(T, 0, needed, function);
     T.T = T.buffer;
 }
-u64 offset_in_buffer(const BigFloat& T) { return static_cast<u64>(T.T - T.buffer); }
+u64 offset_in_buffer(const BigFloat& T) {
+    return static_cast<u64>(T.T - T.buffer);
+}
 
 void set_negated_if(BigFloat& T, bool negate) {
     if (negate && T.L != 0) T.sign = !T.sign;
 }
 
 // T = A + B or A - B, given B's sign as it enters the sum.
-void add_signed(BigFloat& T, u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, bool sign_B) {
+void add_signed(BigFloat& T, u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B,
+                bool sign_B) {
     if (A.L == 0) {
         T.set_BigFloat(p, P, B);
         if (T.L != 0) T.sign = sign_B;
@@ -202,7 +207,8 @@ void BigFloat::set_sub(u64 p, const ParallelContext& P, const BigFloat& A, const
     add_signed(*this, p, P, A, B, !B.sign);
 }
 
-void BigFloat::set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, i64 m, bool s) {
+void BigFloat::set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, i64 m,
+                        bool s) {
     start_result(*this, p + 1, "BigFloat::set_rsub()");
     L = p + 1;
     exp = m - static_cast<i64>(p + 1);
@@ -343,7 +349,8 @@ void BigFloat::print_dump() const {
     for (u64 i = 0; i < shown; i++) {
         const Word word = T[L - 1 - i];
         std::string text(16, '0');
-        for (int digit = 0; digit < 16; digit++) text[15 - digit] = "0123456789abcdef"[(word >> (4 * digit)) & 15];
+        for (int digit = 0; digit < 16; digit++)
+            text[15 - digit] = "0123456789abcdef"[(word >> (4 * digit)) & 15];
         Console::print_line(text);
     }
 }

@@ -2,9 +2,10 @@
 //
 //   value = (sign ? + : -) * sum of T[i] * 2^(64 (exp + i)),  0 <= i < L
 //
-// L = 0 is zero (test zero by L, never by sign). When L > 0 the top word is nonzero; low words may be zero. Results
-// keep at most p + 2 words of a target precision p (words) and are truncated, never rounded. A BigFloat never
-// allocates; an operation whose result does not fit its buffer throws BufferTooSmallException (words).
+// L = 0 is zero (test zero by L, never by sign). When L > 0 the top word is nonzero; low words may be zero.
+// Results keep at most p + 2 words of a target precision p (words) and are truncated, never rounded. A
+// BigFloat never allocates; an operation whose result does not fit its buffer throws BufferTooSmallException
+// (words).
 //
 // One thread at a time per target; the target may alias no input unless stated.
 #pragma once
@@ -33,9 +34,7 @@ class BigFloat {
         sign = false;
     }
     // The word at a position; 0 outside.
-    Word word_at(i64 position) const {
-        return position >= exp && position < mag() ? T[position - exp] : 0;
-    }
+    Word word_at(i64 position) const { return position >= exp && position < mag() ? T[position - exp] : 0; }
 
     void set_BigFloat(u64 p, const ParallelContext& P, const BigFloat& A);
     // x * 2^(64 e), exact; 1.0 has one word

@@ -78,8 +78,9 @@ BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u6
     return w;
 }
 
-void BigFloatTransformR::finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
-                                const void* X, const void* Y, void* scratch, const char* function) {
+void BigFloatTransformR::finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign,
+                                void* work, const void* X, const void* Y, void* scratch,
+                                const char* function) {
     if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
     T.T = T.buffer;
     transform_.inverse(mp.parallel, T.T, window.skip, window.total, work, X, Y, scratch);
@@ -92,7 +93,8 @@ void BigFloatTransformR::finish(const MultiplyContext& mp, BigFloat& T, const Wi
     }
 }
 
-void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                 i64 te) {
     held_ = false;
     if (A.L == 0) return T.clear();
     const BigFloat a = operand(A, p);
@@ -103,8 +105,8 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const B
     finish(mp, T, window, true, data_, data_, data_, memory.scratch, "BigFloatTransformR::sqr_r_x()");
 }
 
-void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
-                                   u64 pB, i64 ie, i64 te) {
+void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
+                                   const BigFloat& B, u64 pB, i64 ie, i64 te) {
     held_ = false;
     if (A.L == 0 || B.L == 0) return T.clear();
     const BigFloat a = operand(A, pA);
@@ -118,13 +120,14 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const
            "BigFloatTransformR::mul_rr_xx()");
 }
 
-void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
-                                   u64 pB, i64 ie, i64 te) {
+void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
+                                   const BigFloat& B, u64 pB, i64 ie, i64 te) {
     forward(mp, A, pA);
     product_with_held(mp, T, B, pB, ie, te, "BigFloatTransformR::mul_rr_xf()");
 }
 
-void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                   i64 te) {
     if (!held_) {
         A.print_dump();
         throw InvalidTransformException("BigFloatTransformR::mul_rf_xf()", "Invalid Transform Parameters");
@@ -132,8 +135,8 @@ void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const
     product_with_held(mp, T, A, p, ie, te, "BigFloatTransformR::mul_rf_xf()");
 }
 
-void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie,
-                                           i64 te, const char* function) {
+void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p,
+                                           i64 ie, i64 te, const char* function) {
     if (L_ == 0 || B.L == 0) return T.clear();
     const BigFloat b = operand(B, p);
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
@@ -143,7 +146,8 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& 
     finish(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
 }
 
-void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te) {
+void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                   i64 te) {
     forward(mp, A, p);
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
@@ -152,8 +156,8 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
     finish(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
 }
 
-void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other, i64 ie,
-                                      i64 te) {
+void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other,
+                                      i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::inverse_fmul()";
     if (!held_ || !other.held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     if (&transform_ != &other.transform_ && !transform_.compatible(other.transform_)) {
@@ -177,7 +181,8 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i6
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
     AlignedBufferC memory = mp.scratch;
-    finish(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(), function);
+    finish(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
+           function);
 }
 
 }  // namespace trel

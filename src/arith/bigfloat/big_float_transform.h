@@ -6,12 +6,13 @@
 
 namespace trel {
 
-// One operand's forward transform with that operand's place, and the products it takes part in. The transform object
-// is shared by all BigFloatTransformR made for it and outlives them.
+// One operand's forward transform with that operand's place, and the products it takes part in. The transform
+// object is shared by all BigFloatTransformR made for it and outlives them.
 //
-// Every product takes the window [ie, te) of word exponents that the caller needs (the operations add 2 guard words
-// below ie), a context whose scratch holds what `scratch_words` of the operation says, and writes T from its buffer's
-// start. An empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words.
+// Every product takes the window [ie, te) of word exponents that the caller needs (the operations add 2 guard
+// words below ie), a context whose scratch holds what `scratch_words` of the operation says, and writes T
+// from its buffer's start. An empty window or a zero operand gives T = 0. Plain operands are cut to p + 2
+// words.
 class BigFloatTransformR {
   public:
     struct Window {
@@ -33,17 +34,18 @@ class BigFloatTransformR {
     // T = A^2
     void sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A * B
-    void mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B, u64 pB, i64 ie,
-                   i64 te);
+    void mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+                   u64 pB, i64 ie, i64 te);
     // T = A * B, keeping A's transform
-    void mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B, u64 pB, i64 ie,
-                   i64 te);
-    // T = A * held; the held transform stays. Throws InvalidTransformException after a dump of A when none is held.
+    void mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+                   u64 pB, i64 ie, i64 te);
+    // T = A * held; the held transform stays. Throws InvalidTransformException after a dump of A when none is
+    // held.
     void mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2, keeping A's transform
     void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
-    // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects of
-    // transforms that do not accept each other: both are released, InvalidParametersException.
+    // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects
+    // of transforms that do not accept each other: both are released, InvalidParametersException.
     void inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other, i64 ie, i64 te);
     // T = held^2; the held transform is lost
     void inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te);
@@ -62,8 +64,8 @@ class BigFloatTransformR {
     void place(const BigFloat& A);
     void product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie, i64 te,
                            const char* function);
-    void finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work, const void* X,
-                const void* Y, void* scratch, const char* function);
+    void finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
+                const void* X, const void* Y, void* scratch, const char* function);
 
     const Transform& transform_;
     void* data_;

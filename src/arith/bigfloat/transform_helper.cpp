@@ -8,14 +8,19 @@
 namespace trel {
 namespace {
 
-u64 needed_bytes(const Transform& transform) { return 2 * transform.data_bytes() + transform.scratch_bytes(); }
+u64 needed_bytes(const Transform& transform) {
+    return 2 * transform.data_bytes() + transform.scratch_bytes();
+}
 
 // Six words beyond the square of the kept words: the operand may come with its 2 extra words.
-u64 product_words(u64 length, u64 p) { return 2 * std::min(p, length) + 6; }
+u64 product_words(u64 length, u64 p) {
+    return 2 * std::min(p, length) + 6;
+}
 
 }  // namespace
 
-TransformHelper::TransformHelper(const MultiplyContext& context, const BigFloat& A, u64 p) : context_(context), p_(p) {
+TransformHelper::TransformHelper(const MultiplyContext& context, const BigFloat& A, u64 p)
+    : context_(context), p_(p) {
     make_transform(transform_, product_words(A.L, p), context);
     if (context.scratch.size() < needed_bytes(*transform_)) {
         throw BufferTooSmallException("TransformHelper::TransformHelper()", context.scratch.size(),

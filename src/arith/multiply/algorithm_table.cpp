@@ -36,7 +36,8 @@ const AlgorithmEntry* find_algorithm(TableSlot slot, const std::string& short_na
     return place ? &*place : nullptr;
 }
 
-AlgorithmTable::AlgorithmTable(std::string name, u32 word_bits, TableSlot slot, const std::vector<ListItem>& list)
+AlgorithmTable::AlgorithmTable(std::string name, u32 word_bits, TableSlot slot,
+                               const std::vector<ListItem>& list)
     : AlgorithmTable(std::move(name), word_bits) {
     for (const ListItem& item : list) {
         bool known = false;
@@ -79,8 +80,12 @@ MultiplySizes AlgorithmTable::largest(u64 words, const char* function) const {
     throw LimitExceededException(function, "", 0, words);
 }
 
-u64 AlgorithmTable::mSBsize(u64 words) const { return largest(words, "AlgorithmTableB::mSBsize()").scratch; }
-MultiplySizes AlgorithmTable::mSBsizes(u64 words) const { return largest(words, "AlgorithmTableB::mSBsizes()"); }
+u64 AlgorithmTable::mSBsize(u64 words) const {
+    return largest(words, "AlgorithmTableB::mSBsize()").scratch;
+}
+MultiplySizes AlgorithmTable::mSBsizes(u64 words) const {
+    return largest(words, "AlgorithmTableB::mSBsizes()");
+}
 
 const AlgorithmTable& basic_table64() {
     static const AlgorithmTable table("Basic: 64-bit Word", 64, TableSlot::basic64,

@@ -42,7 +42,8 @@ class AlgorithmTable {
     void add(u64 threshold_bits, const AlgorithmEntry& entry);
     // The first algorithm whose threshold is >= words; else LimitExceededException.
     const MultiplyAlgorithm& get_algorithm(u64 words) const;
-    // The largest scratch (all sizes) that any algorithm which the recursion can reach from a product of `words` needs.
+    // The largest scratch (all sizes) that any algorithm which the recursion can reach from a product of
+    // `words` needs.
     u64 mSBsize(u64 words) const;
     MultiplySizes mSBsizes(u64 words) const;
 
@@ -58,8 +59,8 @@ class AlgorithmTable {
     std::vector<Item> items_;
 };
 
-// The in-memory table of 64-bit words, through which every product of the program goes. Built on first use from the
-// registry and the default list.
+// The in-memory table of 64-bit words, through which every product of the program goes. Built on first use
+// from the registry and the default list.
 const AlgorithmTable& basic_table64();
 
 }  // namespace trel

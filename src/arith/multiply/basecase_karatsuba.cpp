@@ -12,8 +12,12 @@ namespace {
 constexpr u64 kWordBytes = sizeof(Word);
 
 // Memory of a product of `words` words: the product itself, then Karatsuba's scratch.
-u64 product_bytes(u64 words) { return round_up_64(words * kWordBytes); }
-u64 karatsuba_bytes(u64 words) { return round_up_64(karatsuba_sizes(64 * words).scratch_bytes); }
+u64 product_bytes(u64 words) {
+    return round_up_64(words * kWordBytes);
+}
+u64 karatsuba_bytes(u64 words) {
+    return round_up_64(karatsuba_sizes(64 * words).scratch_bytes);
+}
 
 // T[0..LA+LB) = A * B; `memory` is looked at only when Karatsuba runs.
 void multiply(const ParallelContext& P, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
@@ -65,8 +69,9 @@ class BasecaseTransform final : public Transform {
 
     void forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
         if (L > convolution_words()) {
-            throw ConvolutionTooSmallException("BasecaseTransform::forward()", "Convolution length is too small.",
-                                               convolution_bits(), 64 * L);
+            throw ConvolutionTooSmallException("BasecaseTransform::forward()",
+                                               "Convolution length is too small.", convolution_bits(),
+                                               64 * L);
         }
         Word* line = static_cast<Word*>(data);
         line[0] = L;
@@ -124,20 +129,23 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
     void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
         square(context.parallel, T, A, L, context.scratch);
     }
-    void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) const override {
+    void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
+             u64 LB) const override {
         multiply(context.parallel, T, A, LA, B, LB, context.scratch);
     }
 
-    void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) const override {
+    void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                  u64 L) const override {
         if (skip == 0 && total == 2 * L) return square(context.parallel, T, A, L, context.scratch);
         AlignedBufferC memory = context.scratch;
         Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
         square(context.parallel, product, A, L, memory);
         copy_window(T, skip, total, product, 2 * L);
     }
-    void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA, const Word* B,
-                  u64 LB) const override {
-        if (skip == 0 && total == LA + LB) return multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+    void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                  const Word* B, u64 LB) const override {
+        if (skip == 0 && total == LA + LB)
+            return multiply(context.parallel, T, A, LA, B, LB, context.scratch);
         AlignedBufferC memory = context.scratch;
         Word* product = memory.spawn(product_bytes(LA + LB)).word_pointer();
         multiply(context.parallel, product, A, LA, B, LB, memory);

@@ -20,9 +20,9 @@ struct CutProduct {
     u64 size() const { return LA + LB; }
 };
 
-// A word at index i of one operand reaches the product words i .. i + (length of the other). So with skip > LB the
-// lowest skip - LB words of A matter to the kept words by their carry only, which is below one unit of the lowest
-// kept word for each of the two operands. Words at and above `total` matter not at all.
+// A word at index i of one operand reaches the product words i .. i + (length of the other). So with skip >
+// LB the lowest skip - LB words of A matter to the kept words by their carry only, which is below one unit of
+// the lowest kept word for each of the two operands. Words at and above `total` matter not at all.
 CutProduct cut(u64 skip, u64 total, const Word* A, u64 LA, const Word* B, u64 LB) {
     if (LA < LB) {
         std::swap(A, B);
@@ -75,18 +75,20 @@ void multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 t
     basic_table64().get_algorithm(c.size()).mul_skip(context, T, c.skip, c.total, c.A, c.LA, c.B, c.LB);
 }
 
-int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                             const Word* B, u64 LB) {
+int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                             u64 LA, const Word* B, u64 LB) {
     if (skip >= total) return 0;
     const CutProduct c = cut(skip, total, A, LA, B, LB);
-    return basic_table64().get_algorithm(c.size()).mul_skip_transform(context, T, c.skip, c.total, c.A, c.LA, c.B,
-                                                                      c.LB);
+    return basic_table64().get_algorithm(c.size()).mul_skip_transform(context, T, c.skip, c.total, c.A, c.LA,
+                                                                      c.B, c.LB);
 }
 
 void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) {
     basic_table64().get_algorithm(words).make_transform(holder, words, context);
 }
 
-u64 multiply_scratch_bytes(u64 words) { return basic_table64().mSBsize(words); }
+u64 multiply_scratch_bytes(u64 words) {
+    return basic_table64().mSBsize(words);
+}
 
 }  // namespace trel

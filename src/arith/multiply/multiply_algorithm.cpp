@@ -48,8 +48,8 @@ void MultiplyAlgorithm::sqr_skip(const MultiplyContext& context, Word* T, u64 sk
     transform->inverse(context.parallel, T, skip, total, memory.x, memory.x, memory.x, memory.scratch);
 }
 
-void MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                                 const Word* B, u64 LB) const {
+void MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                                 u64 LA, const Word* B, u64 LB) const {
     TransformHolder transform;
     make_transform(transform, LA + LB, context);
     const ProductMemory memory(*transform, context, true);
@@ -64,9 +64,12 @@ int MultiplyAlgorithm::mul_skip_transform(const MultiplyContext& context, Word* 
     return 0;
 }
 
-u64 MultiplyAlgorithm::table_bytes(u64) const { return 0; }
+u64 MultiplyAlgorithm::table_bytes(u64) const {
+    return 0;
+}
 
-std::unique_ptr<SharedTables> MultiplyAlgorithm::make_tables(u64, AlignedBufferC, const ParallelContext&) const {
+std::unique_ptr<SharedTables> MultiplyAlgorithm::make_tables(u64, AlignedBufferC,
+                                                             const ParallelContext&) const {
     return nullptr;
 }
 

@@ -11,8 +11,8 @@ namespace trel {
 
 // Bytes, each a multiple of 64, for a product of a given size.
 struct MultiplySizes {
-    u64 output = 0;             // the product's words
-    u64 scratch = 0;            // scratch of operations 5 to 8 (two transforms and their scratch, or Karatsuba's)
+    u64 output = 0;   // the product's words
+    u64 scratch = 0;  // scratch of operations 5 to 8 (two transforms and their scratch, or Karatsuba's)
     u64 transform_data = 0;     // one forward transform
     u64 transform_scratch = 0;  // scratch of forward() and inverse()
 
@@ -38,19 +38,21 @@ class MultiplyAlgorithm {
     virtual void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const = 0;
     // 5. T[0..2L) = A^2      6. T[0..LA+LB) = A * B
     virtual void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const;
-    virtual void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) const;
+    virtual void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
+                     u64 LB) const;
     // 7., 8. T[0..total - skip) = words skip .. total - 1 of the product
-    virtual void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) const;
+    virtual void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                          u64 L) const;
     virtual void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                           const Word* B, u64 LB) const;
     // 9. the scratch part of operation 2
     u64 mSBsize(u64 words) const { return sizes(words).scratch; }
     // 10. as 8, always through a transform; returns 0
-    virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                                   u64 LA, const Word* B, u64 LB) const;
+    virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
+                                   const Word* A, u64 LA, const Word* B, u64 LB) const;
 
-    // Shared tables for products of up to `words` words: their bytes (0: none needed), and their making in memory of
-    // the caller.
+    // Shared tables for products of up to `words` words: their bytes (0: none needed), and their making in
+    // memory of the caller.
     virtual u64 table_bytes(u64 words) const;
     virtual std::unique_ptr<SharedTables> make_tables(u64 words, AlignedBufferC memory,
                                                       const ParallelContext& P) const;

@@ -9,12 +9,13 @@ namespace trel {
 
 class TransformTables;
 
-// Passed by const reference; a callee that needs part of the memory for itself copies the context, carves the copy's
-// view and passes that on.
+// Passed by const reference; a callee that needs part of the memory for itself copies the context, carves the
+// copy's view and passes that on.
 struct MultiplyContext {
     ParallelContext parallel;
-    AlignedBufferC scratch;                   // free memory; nothing in it survives a call
-    const TransformTables* tables = nullptr;  // shared tables (twiddle factors); nullptr: each transform makes its own
+    AlignedBufferC scratch;  // free memory; nothing in it survives a call
+    const TransformTables* tables =
+        nullptr;  // shared tables (twiddle factors); nullptr: each transform makes its own
 
     MultiplyContext with_scratch(const AlignedBufferC& memory) const { return {parallel, memory, tables}; }
     MultiplyContext with_tds(u64 tds) const { return {parallel.with_tds(tds), scratch, tables}; }

@@ -1,9 +1,10 @@
-// A convolution of one fixed length: forward transforms of operands, and their product or square back as words.
+// A convolution of one fixed length: forward transforms of operands, and their product or square back as
+// words.
 //
-// Data of a transform are opaque: data_bytes() bytes, 64-byte aligned, written by forward() and read by inverse().
-// The convolution is cyclic or negacyclic over W = convolution_words() words: a product of n > W words comes back
-// right only in the positions n - W .. W - 1 (counted from the product's bottom word), and the lowest of those may
-// be one unit off.
+// Data of a transform are opaque: data_bytes() bytes, 64-byte aligned, written by forward() and read by
+// inverse(). The convolution is cyclic or negacyclic over W = convolution_words() words: a product of n > W
+// words comes back right only in the positions n - W .. W - 1 (counted from the product's bottom word), and
+// the lowest of those may be one unit off.
 #pragma once
 
 #include <cstddef>
@@ -27,13 +28,13 @@ class Transform {
     u64 data_bytes() const { return data_bytes_; }
     u64 scratch_bytes() const { return scratch_bytes_; }
 
-    // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException "Convolution
-    // length is too small." when 64 L exceeds the convolution.
+    // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
+    // "Convolution length is too small." when 64 L exceeds the convolution.
     virtual void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const = 0;
 
-    // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution words).
-    // work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that transform is
-    // then lost). X == Y squares. T may not overlap the data.
+    // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
+    // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
+    // transform is then lost). X == Y squares. T may not overlap the data.
     virtual void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                          const void* Y, void* scratch) const = 0;
 

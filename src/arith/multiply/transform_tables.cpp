@@ -8,8 +8,8 @@
 namespace trel {
 namespace {
 
-// Calls f(algorithm, words, bytes) for every algorithm that a product of up to `words` words can reach and that has
-// shared tables.
+// Calls f(algorithm, words, bytes) for every algorithm that a product of up to `words` words can reach and
+// that has shared tables.
 template <class F>
 void for_each_table(u64 words, F&& f) {
     for (const AlgorithmTable::Item& item : basic_table64().items()) {
