@@ -1,23 +1,13 @@
 // What is known of written digits: hash, counts, last digits, hash of the guard digits.
 #pragma once
 
-#include <array>
 #include <string>
 #include <vector>
 
+#include "digits/files/digit_counts.h"
 #include "os/types.h"
 
 namespace kalvor {
-
-// Counts of the digit values 0 .. radix - 1. Throws InvalidParametersException "Radix is too large." outside 2 .. 16.
-struct DigitCounts {
-    explicit DigitCounts(trel::u8 radix);
-    DigitCounts& operator+=(const DigitCounts& other);
-    bool operator==(const DigitCounts&) const = default;
-
-    trel::u8 radix;
-    std::array<trel::u64, 16> count{};
-};
 
 struct LastDigits {
     trel::u64 start = 0;  // digits start + 1 .. total

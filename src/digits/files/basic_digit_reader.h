@@ -1,0 +1,49 @@
+// A source of digits: a digit file, or digits in memory. Digits are numbered from 1 after the point; the range
+// {start, count} means digits start + 1 ... start + count.
+#pragma once
+
+#include <string>
+
+#include "digits/files/digit_counts.h"
+#include "os/types.h"
+#include "platform/memory/aligned_buffer.h"
+#include "platform/parallel/basic_parallelizer.h"
+
+namespace kalvor {
+
+// What is known of a range: its digits as one integer mod (2^61 - 1), and how often each occurs.
+struct DigitRangeStats {
+    explicit DigitRangeStats(trel::u8 radix) : counts(radix) {}
+
+    trel::u64 hash = 0;
+    DigitCounts counts;
+};
+
+// Concurrent reads of disjoint or overlapping ranges are allowed; each brings its own scratch.
+class BasicDigitReader {
+  public:
+    virtual ~BasicDigitReader();
+
+    trel::u8 radix() const { return radix_; }  // 10 or 16
+    // Integer part, "." and the first digits.
+    virtual std::string first_digits() const = 0;
+    // 0 = unknown
+    virtual trel::u64 total_digits() const = 0;
+    virtual bool is_in_range(trel::u64 start, trel::u64 count) const;
+    // Bytes of scratch with which `count` digits are read at once, or as many of them as `limit` bytes allow.
+    virtual trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const = 0;
+
+    // values[0..count) = digit values 0 .. radix - 1, one a byte.
+    virtual void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
+                             const trel::ParallelContext& context) = 0;
+    // Adds a range to the statistics; ranges that follow one another make one range.
+    virtual void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
+                            const trel::ParallelContext& context) = 0;
+
+  protected:
+    explicit BasicDigitReader(trel::u8 radix) : radix_(radix) {}
+
+    trel::u8 radix_;
+};
+
+}  // namespace kalvor

@@ -1,0 +1,162 @@
+#include "digits/files/basic_text_writer.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_text_reader.h"
+#include "digits/files/digit_kernels.h"
+
+namespace kalvor {
+
+using trel::FileIO::FileException;
+using trel::FileIO::kSectorBytes;
+using trel::InvalidParametersException;
+using trel::u64;
+using trel::u8;
+
+namespace {
+
+u8 checked_radix(u8 radix) {
+    if (radix != 10 && radix != 16) {
+        throw InvalidParametersException("BasicTextWriter::BasicTextWriter()", "Invalid radix.");
+    }
+    return radix;
+}
+
+u64 after_point(std::string_view first_digits, const std::string& path) {
+    const std::size_t point = first_digits.find('.');
+    if (point == std::string_view::npos) {
+        throw FileException("TextWriter::TextWriter()", "No decimal place was found.", path);
+    }
+    return point + 1;
+}
+
+u64 whole_sectors(u64 bytes) { return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes; }
+
+}  // namespace
+
+BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix, u64 total_digits,
+                                 u64 buffer_bytes)
+    : base_path_(std::move(base_path)),
+      radix_(checked_radix(radix)),
+      total_digits_(total_digits),
+      digits_offset_(after_point(first_digits, base_path_)),
+      file_(incomplete_path(), trel::FileIO::OpenMode::create, true),
+      buffer_(std::max(whole_sectors(buffer_bytes), whole_sectors(digits_offset_) + kSectorBytes), kSectorBytes) {
+    std::memcpy(buffer_.get(), first_digits.data(), digits_offset_);
+    fill_ = end_ = digits_offset_;
+}
+
+BasicTextWriter::~BasicTextWriter() {
+    try {
+        close();
+    } catch (const trel::Exception& error) {
+        error.print();
+    }
+}
+
+// Brings the window's whole sectors into the file. The part of the last one behind the fill is what the file holds
+// there, or zeros.
+void BasicTextWriter::write_window() {
+    if (flushed_ == fill_) return;
+    u8* const bytes = buffer_.bytes();
+    const u64 size = whole_sectors(fill_);
+    if (size != fill_) {
+        const u64 last_sector = window_ + size - kSectorBytes;
+        const u64 keep = fill_ % kSectorBytes;
+        if (last_sector < extent_) {
+            trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
+            file_.load(sector.get(), last_sector, kSectorBytes);
+            std::memcpy(bytes + fill_, sector.bytes() + keep, kSectorBytes - keep);
+        } else {
+            std::memset(bytes + fill_, 0, size - fill_);
+        }
+    }
+    file_.store(bytes, window_, size);
+    extent_ = std::max(extent_, window_ + size);
+    flushed_ = fill_;
+}
+
+// Makes `offset` the end of the window.
+void BasicTextWriter::seek(u64 offset) {
+    if (offset == window_ + fill_) return;
+    write_window();
+    const u64 window = offset / kSectorBytes * kSectorBytes;
+    if (window < extent_) {
+        file_.load(buffer_.get(), window, kSectorBytes);
+    } else {
+        std::memset(buffer_.get(), 0, kSectorBytes);
+    }
+    window_ = window;
+    fill_ = flushed_ = offset - window;
+}
+
+template <class Convert>
+void BasicTextWriter::store(u64 start, u64 count, Convert convert) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    constexpr const char* kFunction = "BasicTextWriter::store_digits()";
+    if (!file_.is_open()) throw InvalidParametersException(kFunction, "File is closed.");
+    if (start > total_digits_ || count > total_digits_ - start) {
+        throw InvalidParametersException(kFunction, "Out of range.");
+    }
+    if (count == 0) return;
+    seek(digits_offset_ + start);
+    for (u64 done = 0; done < count;) {
+        if (fill_ == buffer_.size()) {
+            write_window();
+            window_ += fill_;
+            fill_ = flushed_ = 0;
+        }
+        const u64 n = std::min(count - done, buffer_.size() - fill_);
+        if (!convert(reinterpret_cast<char*>(buffer_.bytes()) + fill_, done, n)) {
+            throw InvalidParametersException(kFunction, "Invalid Digit");
+        }
+        fill_ += n;
+        done += n;
+    }
+    end_ = std::max(end_, digits_offset_ + start + count);
+    written_.add(start, start + count);
+}
+
+void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC,
+                                   const trel::ParallelContext&) {
+    const DigitKernels& kernels = digit_kernels();
+    store(start, count,
+          [&](char* out, u64 done, u64 n) { return kernels.to_text(out, values + done, n, radix_); });
+}
+
+void BasicTextWriter::store_characters(const char* text, u64 start, u64 count) {
+    store(start, count, [&](char* out, u64 done, u64 n) {
+        std::memcpy(out, text + done, n);
+        return true;
+    });
+}
+
+void BasicTextWriter::close() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!file_.is_open()) return;
+    // Whatever fails, the file is not left open for a second attempt.
+    struct Closer {
+        trel::FileIO::RawFile& file;
+        ~Closer() { file.close(); }
+    } closer{file_};
+    const bool complete = written_.covers(0, total_digits_);
+    if (!complete) {
+        trel::Console::error_line("Warning, closing incomplete file", true);
+        trel::Console::print_line(file_.path());
+        written_.print();
+        trel::Console::set_color('w');
+    }
+    write_window();
+    file_.close_and_set_size(end_);
+    if (complete) trel::FileIO::persistent_rename(incomplete_path(), final_path());
+}
+
+std::unique_ptr<BasicDigitReader> BasicTextWriter::close_and_get_basic_reader() {
+    close();
+    return std::make_unique<BasicTextReader>(final_path(), radix_);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,65 @@
+// Writes a text digit file: the integer part, ".", then one character a digit and nothing else. The file is
+// base + " (incomplete).txt" until it is closed with all digits written; then it becomes base + ".txt".
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "digits/files/basic_digit_writer.h"
+#include "digits/files/written_ranges.h"
+#include "platform/fileio/raw_file.h"
+#include "platform/memory/guarded_heap.h"
+
+namespace kalvor {
+
+class BasicTextWriter final : public BasicDigitWriter {
+  public:
+    static constexpr trel::u64 kDefaultBufferBytes = trel::u64(4) << 20;
+
+    // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16. buffer_bytes: the size
+    // of one write. Throws InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
+    BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix, trel::u64 total_digits,
+                    trel::u64 buffer_bytes = kDefaultBufferBytes);
+    // Closes. Throws nothing: what goes wrong is printed.
+    ~BasicTextWriter() override;
+
+    // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and none of it
+    // counts as written), "File is closed.", "Out of range.". scratch is not used.
+    void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
+                      const trel::ParallelContext& context) override;
+    // The same for characters '0'-'9', 'a'-'f', which are taken as they are.
+    void store_characters(const char* text, trel::u64 start, trel::u64 count);
+
+    // Writes what is left and, when every digit was written, gives the file its final name (durably). Otherwise warns
+    // and leaves it under its incomplete name. Closing twice does nothing.
+    void close();
+    // close(), then a reader of the finished file. Throws FileException for an incomplete one.
+    std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
+
+    std::string final_path() const { return base_path_ + ".txt"; }
+    std::string incomplete_path() const { return base_path_ + " (incomplete).txt"; }
+
+  private:
+    template <class Convert>
+    void store(trel::u64 start, trel::u64 count, Convert convert);
+    void seek(trel::u64 offset);
+    void write_window();
+
+    std::mutex mutex_;
+    const std::string base_path_;
+    const trel::u8 radix_;
+    const trel::u64 total_digits_;
+    const trel::u64 digits_offset_;
+    trel::FileIO::RawFile file_;
+    // The window of the file that is being filled: bytes [window_, window_ + fill_), window_ on a sector.
+    trel::GuardedBuffer buffer_;
+    trel::u64 window_ = 0;
+    trel::u64 fill_ = 0;
+    trel::u64 flushed_ = 0;  // of fill_, how much is in the file already
+    trel::u64 extent_ = 0;   // bytes of the file that were ever written, whole sectors
+    trel::u64 end_ = 0;      // end of the last digit that was written, in bytes
+    WrittenRanges written_;
+};
+
+}  // namespace kalvor

@@ -1,0 +1,23 @@
+#include "digits/files/digit_kernels.h"
+
+namespace trel {
+namespace avx2 {
+extern const kalvor::DigitKernels digit_kernels;
+}
+namespace avx512 {
+extern const kalvor::DigitKernels digit_kernels;
+}
+}  // namespace trel
+
+namespace kalvor {
+
+const DigitKernels& digit_kernels(trel::Isa isa) {
+    return isa == trel::Isa::avx512 ? trel::avx512::digit_kernels : trel::avx2::digit_kernels;
+}
+
+const DigitKernels& digit_kernels() {
+    static const DigitKernels& kernels = digit_kernels(trel::active_isa());
+    return kernels;
+}
+
+}  // namespace kalvor

@@ -1,0 +1,40 @@
+#include "digits/files/written_ranges.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "base/console/console.h"
+
+namespace kalvor {
+
+using trel::u64;
+
+void WrittenRanges::add(u64 begin, u64 end) {
+    if (begin >= end) return;
+    auto next = end_of_.upper_bound(begin);
+    if (next != end_of_.begin() && std::prev(next)->second >= begin) {
+        --next;
+        begin = next->first;
+    }
+    while (next != end_of_.end() && next->first <= end) {
+        end = std::max(end, next->second);
+        next = end_of_.erase(next);
+    }
+    end_of_.emplace(begin, end);
+}
+
+bool WrittenRanges::covers(u64 begin, u64 end) const {
+    if (begin >= end) return true;
+    auto next = end_of_.upper_bound(begin);
+    return next != end_of_.begin() && std::prev(next)->second >= end;
+}
+
+void WrittenRanges::print() const {
+    trel::Console::print_line("Sparse Region:");
+    for (const auto& [begin, end] : end_of_) {
+        trel::Console::print_line("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
+    }
+}
+
+}  // namespace kalvor

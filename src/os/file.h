@@ -1,0 +1,63 @@
+// Files by handle: open, read and write at an offset, sizes, renaming. A handle is used by one thread at a time unless a
+// function says otherwise; different handles are independent. Paths are UTF-8.
+#pragma once
+
+#include "os/error.h"
+#include "os/types.h"
+
+namespace trel::os {
+
+enum class FileAccess {
+    create,      // read and write; made if missing, emptied if not; nobody else may have it open
+    read,        // must exist; other readers are allowed, a writer is not
+    read_write,  // must exist; nobody else may have it open
+};
+
+struct FileFlags {
+    bool unbuffered = false;     // past the system's cache: offsets, lengths and addresses in whole sectors
+    bool write_through = false;  // a write returns when the device has the data
+};
+
+inline constexpr i64 kNoFile = -1;
+
+struct [[nodiscard]] OpenedFile {
+    i64 handle = kNoFile;
+    OsError error;
+    bool unbuffered = false;  // false where the file system refused unbuffered access: the file works, cached
+};
+
+// A file that another handle holds against the access asked for fails at once with category sharing.
+OpenedFile open_file(const char* path, FileAccess access, FileFlags flags);
+OsError close_file(i64 handle);
+
+// bytes < asked without an error: the end of the file (reading), or a device that took no more (writing).
+struct [[nodiscard]] Transfer {
+    u64 bytes = 0;
+    OsError error;
+};
+
+Transfer read_file(i64 handle, void* buffer, u64 offset, u64 bytes);
+Transfer write_file(i64 handle, const void* buffer, u64 offset, u64 bytes);
+
+struct [[nodiscard]] FileSize {
+    u64 bytes = 0;
+    OsError error;
+};
+FileSize file_size(i64 handle);
+// Cuts the file or extends it with zeros.
+OsError set_file_size(i64 handle, u64 bytes);
+// Reserves the space of the first `bytes` bytes (the file grows to them if it is shorter) so that writing them later neither fails for want of space nor has
+// to clear it first.
+OsError reserve_file_space(i64 handle, u64 bytes);
+// Returns when the device has everything that was written.
+OsError flush_file(i64 handle);
+// The same for the folder that holds `path`: its entry survives a loss of power.
+OsError flush_folder_of(const char* path);
+
+// Replaces an existing target.
+OsError rename_file(const char* from, const char* to);
+OsError remove_file(const char* path);
+bool file_exists(const char* path);
+OsError create_folder(const char* path);
+
+}  // namespace trel::os

@@ -1,0 +1,17 @@
+// What the user reads about a failed file operation.
+#pragma once
+
+#include <string>
+
+#include "base/errors/exceptions.h"
+#include "os/error.h"
+
+namespace trel::FileIO {
+
+// The fixed text of a category; the unknown ones refer to the system's own list.
+std::string error_text(os::ErrorCategory category);
+
+// message + "\n\n" + the text of the error, with the system's number.
+FileException file_error(const char* function, const std::string& message, const std::string& path, os::OsError error);
+
+}  // namespace trel::FileIO

@@ -1,0 +1,175 @@
+#include "platform/fileio/raw_file.h"
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "platform/fileio/error_text.h"
+#include "platform/fileio/file_functions.h"
+
+namespace trel::FileIO {
+namespace {
+
+os::FileAccess access_of(OpenMode mode) {
+    switch (mode) {
+        case OpenMode::create: return os::FileAccess::create;
+        case OpenMode::read: return os::FileAccess::read;
+        case OpenMode::read_write: break;
+    }
+    return os::FileAccess::read_write;
+}
+
+std::string incomplete(const char* what, u64 done, u64 asked) {
+    return what + std::to_string(done) + " / " + std::to_string(asked);
+}
+
+void warn_about_reservation(const std::string& path) {
+    static std::atomic<bool> warned{false};
+    bool expected = false;
+    if (!warned.compare_exchange_strong(expected, true)) return;
+    Console::error_line(
+        "SetFileValidData() has failed. Expect performance degradation.\n"
+        "Try re-running as administrator.\n",
+        true);
+    Console::print_line("Path: " + path);
+    Console::print("Further messages for this warning will be suppressed.\n");
+    Console::set_color('w');
+}
+
+}  // namespace
+
+BaseFile::~BaseFile() = default;
+
+RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary)
+    : BaseFile(std::move(path)), mode_(mode), raw_(raw), temporary_(temporary) {
+    open(mode, raw, "RawFile()", mode == OpenMode::create ? "Unable to create file." : "Unable to open file.");
+}
+
+RawFile::~RawFile() { close(); }
+
+void RawFile::open(OpenMode mode, bool raw, const char* function, const char* failure) {
+    os::FileFlags flags;
+    flags.unbuffered = raw;
+    flags.write_through = !raw && mode != OpenMode::read;
+    const os::OpenedFile opened = file_functions().open(path_.c_str(), access_of(mode), flags);
+    if (opened.error) throw file_error(function, failure, path_, opened.error);
+    handle_ = opened.handle;
+}
+
+void RawFile::require_open(const char* function) const {
+    if (!is_open()) throw FileException(function, "File isn't open.", path_);
+}
+
+void RawFile::store(const void* buffer, u64 offset, u64 bytes) {
+    require_open("RawFile::store()");
+    const os::Transfer done = file_functions().write(handle_, buffer, offset, bytes);
+    if (done.error) throw file_error("RawFile::store()", "WriteFile() failed.", path_, done.error);
+    if (done.bytes != bytes) {
+        throw FileException("RawFile::store()", incomplete("Incomplete Write: ", done.bytes, bytes), path_);
+    }
+}
+
+u64 RawFile::load_available(void* buffer, u64 offset, u64 bytes) {
+    require_open("RawFile::load()");
+    const os::Transfer done = file_functions().read(handle_, buffer, offset, bytes);
+    if (done.error) throw file_error("RawFile::load()", "ReadFile() failed.", path_, done.error);
+    return done.bytes;
+}
+
+void RawFile::load(void* buffer, u64 offset, u64 bytes) {
+    const u64 done = load_available(buffer, offset, bytes);
+    if (done != bytes) throw FileException("RawFile::load()", incomplete("Incomplete Read: ", done, bytes), path_);
+}
+
+u64 RawFile::size() const {
+    require_open("RawFile::size()");
+    const os::FileSize size = file_functions().size(handle_);
+    if (size.error) throw file_error("RawFile::size()", "GetFileSizeEx() failed.", path_, size.error);
+    return size.bytes;
+}
+
+void RawFile::set_size(u64 bytes) {
+    require_open("RawFile::set_size()");
+    const os::OsError error = file_functions().set_size(handle_, bytes);
+    if (error) throw file_error("RawFile::set_size()", "SetEndOfFile() failed.", path_, error);
+}
+
+void RawFile::reserve(u64 bytes) {
+    set_size(bytes);
+    if (file_functions().reserve(handle_, bytes)) warn_about_reservation(path_);
+}
+
+void RawFile::flush() {
+    require_open("RawFile::flush()");
+    const os::OsError error = file_functions().flush(handle_);
+    if (error) throw file_error("RawFile::flush()", "FlushFileBuffers() failed.", path_, error);
+}
+
+void RawFile::close() {
+    if (!is_open()) return;
+    const i64 handle = handle_;
+    handle_ = os::kNoFile;
+    if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+    if (temporary_ && file_functions().remove(path_.c_str())) {
+        Console::error_line("RawFile::close(): Unable to delete file.");
+    }
+}
+
+void RawFile::close_and_set_size(u64 bytes) {
+    constexpr const char* kFunction = "RawFile::close_and_set_size()";
+    require_open(kFunction);
+    const i64 handle = handle_;
+    handle_ = os::kNoFile;
+    if (file_functions().close(handle)) {
+        Console::error_line("RawFile::close_and_set_size(): Unable to close file.");
+    }
+    open(OpenMode::read_write, false, kFunction, "Unable to reopen file.");
+    set_size(bytes);
+    flush();
+    close();
+}
+
+void RawFile::rename(const std::string& new_path) {
+    constexpr const char* kFunction = "RawFile::rename()";
+    require_open(kFunction);
+    const i64 handle = handle_;
+    handle_ = os::kNoFile;
+    if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+    os::OsError error = file_functions().rename(path_.c_str(), new_path.c_str());
+    if (error.category == os::ErrorCategory::exists) {
+        const os::OsError removal = file_functions().remove(new_path.c_str());
+        if (removal) {
+            throw file_error(kFunction, "Unable to rename file because the existing one can't be deleted.", new_path,
+                             removal);
+        }
+        error = file_functions().rename(path_.c_str(), new_path.c_str());
+    }
+    if (error) throw file_error(kFunction, "Unable to rename file.", new_path, error);
+    path_ = new_path;
+    // A file that was created must not be emptied now.
+    open(mode_ == OpenMode::read ? OpenMode::read : OpenMode::read_write, raw_, kFunction, "Unable to reopen file.");
+}
+
+void AlignedAccessFile::check_alignment(u64 offset, u64 bytes, const void* buffer) const {
+    constexpr const char* kFunction = "AlignedAccessFile::check_alignment()";
+    const u64 mask = (u64(1) << sector_log2_) - 1;
+    if (bytes & mask) throw InvalidParametersException(kFunction, "Length is misaligned.");
+    if (offset & mask) throw InvalidParametersException(kFunction, "Offset is misaligned.");
+    if (reinterpret_cast<std::uintptr_t>(buffer) & mask) {
+        throw InvalidParametersException(kFunction, "Buffer is misaligned.");
+    }
+}
+
+void AlignedAccessFile::store(const void* buffer, u64 offset, u64 bytes) {
+    check_alignment(offset, bytes, buffer);
+    RawFile::store(buffer, offset, bytes);
+}
+
+void AlignedAccessFile::load(void* buffer, u64 offset, u64 bytes) {
+    check_alignment(offset, bytes, buffer);
+    RawFile::load(buffer, offset, bytes);
+}
+
+}  // namespace trel::FileIO

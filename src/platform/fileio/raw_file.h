@@ -1,0 +1,99 @@
+// A file read and written at byte offsets, past the system's cache where wanted. Every failure is a FileException with
+// the path and the system's number, except where a warning is named.
+#pragma once
+
+#include <string>
+
+#include "os/file.h"
+#include "os/types.h"
+
+namespace trel::FileIO {
+
+// Offsets, lengths and addresses of unbuffered access are multiples of this on every disk we know.
+inline constexpr u64 kSectorBytes = 4096;
+
+class BaseFile {
+  public:
+    virtual ~BaseFile();
+    BaseFile(const BaseFile&) = delete;
+    BaseFile& operator=(const BaseFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    virtual bool is_open() const = 0;
+
+  protected:
+    explicit BaseFile(std::string path) : path_(std::move(path)) {}
+
+    std::string path_;
+};
+
+enum class OpenMode {
+    create,      // made or emptied; read and write; nobody else
+    read,        // must exist; shared with other readers
+    read_write,  // must exist; nobody else
+};
+
+// Used by one thread at a time.
+class RawFile : public BaseFile {
+  public:
+    // raw: unbuffered, where the file system can; otherwise writes are written through. temporary: deleted on close.
+    RawFile(std::string path, OpenMode mode, bool raw, bool temporary = false);
+    // Closes.
+    ~RawFile() override;
+
+    bool is_open() const override { return handle_ != os::kNoFile; }
+
+    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4,096 / 8,192", "File isn't open.".
+    virtual void store(const void* buffer, u64 offset, u64 bytes);
+    virtual void load(void* buffer, u64 offset, u64 bytes);
+    // As load, but ends quietly at the end of the file; returns the bytes read. For raw files bytes is whole sectors.
+    u64 load_available(void* buffer, u64 offset, u64 bytes);
+
+    u64 size() const;
+    void set_size(u64 bytes);
+    // Sets the size and reserves its space, so that later writes need no clearing; a refusal is a warning, printed once
+    // per process.
+    void reserve(u64 bytes);
+    // Returns when the device has everything.
+    void flush();
+
+    // Failures are printed as warnings.
+    void close();
+    // Closes, then cuts the file to `bytes` through a handle that is not bound to whole sectors. For the end of
+    // unbuffered writing, whose last sector may reach past the data. Durable on return.
+    void close_and_set_size(u64 bytes);
+
+    // Moves the open file; an existing target is replaced. The file stays open under its new name.
+    void rename(const std::string& new_path);
+
+  private:
+    void open(OpenMode mode, bool raw, const char* function, const char* failure);
+    void require_open(const char* function) const;
+
+    i64 handle_ = os::kNoFile;
+    OpenMode mode_;
+    bool raw_;
+    bool temporary_;
+};
+
+// A raw file that refuses what is not whole sectors before the system has to.
+class AlignedAccessFile : public RawFile {
+  public:
+    AlignedAccessFile(std::string path, OpenMode mode, bool raw, u64 sector_log2 = 12, bool temporary = false)
+        : RawFile(std::move(path), mode, raw, temporary), sector_log2_(sector_log2) {}
+
+    void store(const void* buffer, u64 offset, u64 bytes) override;
+    void load(void* buffer, u64 offset, u64 bytes) override;
+    // Throws InvalidParametersException "Length is misaligned.", "Offset is misaligned.", "Buffer is misaligned.".
+    void check_alignment(u64 offset, u64 bytes, const void* buffer) const;
+
+  private:
+    const u64 sector_log2_;
+};
+
+// For the rename that completes a file and must not be lost: tries until it succeeds, waiting for a key of the user
+// between attempts. Replaces an existing target. Where there is nobody to press a key (the end of the input) it throws a
+// FileException instead. Durable on return.
+void persistent_rename(const std::string& old_path, const std::string& new_path);
+
+}  // namespace trel::FileIO

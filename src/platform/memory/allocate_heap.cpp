@@ -1,0 +1,27 @@
+#include "platform/memory/allocate_heap.h"
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+
+namespace trel {
+
+HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context, u64 alignment_log2,
+                             u64 bytes) {
+    if (bytes == 0) return {nullptr, Console::format_bytes(0)};
+    u64 allocated = bytes;
+    HeapAllocation heap;
+    heap.region = config.allocate(context, alignment_log2, allocated);
+    if (!heap.region->pointer()) {
+        Console::new_line();
+        Console::error_line("Large heap allocation failed.");
+        Console::new_line();
+        Console::labelled_line("Failed Allocation", Console::format_bytes(bytes), 'Y');
+        Console::new_line();
+        Console::fatal_exit(1);
+    }
+    const MemoryStats* stats = heap.region->stats();
+    heap.summary = stats ? memory_stats_text(*stats) : Console::format_bytes(heap.region->size());
+    return heap;
+}
+
+}  // namespace trel

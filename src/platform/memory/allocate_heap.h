@@ -1,0 +1,26 @@
+// The working region of a computation, with the report of what was got.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/memory/aligned_buffer.h"
+#include "platform/memory/allocator.h"
+
+namespace trel {
+
+struct HeapAllocation {
+    std::unique_ptr<LargeAllocation> region;  // null for 0 bytes
+    std::string summary;                      // kind of pages, or the size where that is unknown
+
+    AlignedBufferC buffer() const {
+        return region ? AlignedBufferC(region->pointer(), region->size()) : AlignedBufferC();
+    }
+};
+
+// bytes = 0 allocates nothing. A failure is reported and ends the process with exit code 1, so that a computation never
+// starts with half its memory. alignment_log2 >= 6 for buffer().
+HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context, u64 alignment_log2,
+                             u64 bytes);
+
+}  // namespace trel

@@ -1,0 +1,77 @@
+// Memory allocators: where the one large working region of a computation comes from. They are known by name, chosen and
+// configured by the user.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "os/types.h"
+#include "platform/memory/memory_stats.h"
+#include "platform/parallel/basic_parallelizer.h"
+
+namespace trel {
+
+// Owns one region; gives it back when destroyed. Views of the region must not outlive it.
+class LargeAllocation {
+  public:
+    virtual ~LargeAllocation();
+    LargeAllocation(const LargeAllocation&) = delete;
+    LargeAllocation& operator=(const LargeAllocation&) = delete;
+
+    // Aligned as asked; null when the allocation failed.
+    void* pointer() const { return pointer_; }
+    u64 size() const { return bytes_; }
+    // May be null.
+    const MemoryStats* stats() const { return stats_.get(); }
+
+  protected:
+    LargeAllocation() = default;
+
+    void* pointer_ = nullptr;
+    u64 bytes_ = 0;
+    std::unique_ptr<MemoryStats> stats_;
+};
+
+// A chosen allocator and its settings.
+class AllocatorConfig {
+  public:
+    virtual ~AllocatorConfig();
+    virtual std::string name() const = 0;
+    virtual std::string display_name() const = 0;
+    // Makes sure that the process holds the rights that the settings need; a missing one is a printed warning and false.
+    virtual bool acquire_permissions() const = 0;
+    // A region of at least `bytes` bytes, aligned to 2^alignment_log2, every byte of it written once. `bytes` is
+    // raised to whole pages. On failure the result's pointer is null.
+    virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
+                                                      u64& bytes) const = 0;
+    virtual std::unique_ptr<AllocatorConfig> clone() const = 0;
+};
+
+// One kind of allocator; a stateless object of static lifetime.
+class AllocatorType {
+  public:
+    virtual ~AllocatorType();
+    virtual std::string display_name() const = 0;
+    virtual std::unique_ptr<AllocatorConfig> make_default_config() const = 0;
+};
+
+// A name that is already there is fatal: "Duplicate Allocator Type", exit code 1.
+void register_allocator(const std::string& name, const AllocatorType& type);
+
+// Registers in a static initialiser.
+struct AllocatorRegistration {
+    AllocatorRegistration(const char* name, const AllocatorType& type) { register_allocator(name, type); }
+};
+
+inline constexpr const char* kDefaultAllocator = "mmap";
+
+// Throws InvalidParametersException "Invalid Memory Allocator: " + name.
+const AllocatorType& find_allocator_type(std::string_view name);
+std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name);
+
+// The registered names in menu order.
+std::vector<std::string> allocator_names();
+
+}  // namespace trel

@@ -1,0 +1,56 @@
+#include "platform/memory/page_locking.h"
+
+#include <mutex>
+
+#include "base/console/console.h"
+#include "os/memory.h"
+#include "os/privilege.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kMinHalvedBytes = u64(1) << 20;
+
+std::mutex& locking_mutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+u64 lock_range(char* pointer, u64 bytes, const LockingCalls& calls) {
+    os::OsError error = calls.lock(pointer, bytes);
+    if (!error) return bytes;
+    const bool raised = !calls.raise_limit();
+    error = calls.lock(pointer, bytes);
+    if (!error) return bytes;
+    if (error.category != os::ErrorCategory::quota || !raised || bytes < kMinHalvedBytes) return 0;
+    const u64 half = bytes / 2;
+    const u64 first = lock_range(pointer, half, calls);
+    return first + lock_range(pointer + half, bytes - half, calls);
+}
+
+}  // namespace
+
+bool acquire_lock_privilege() {
+    static const bool held = os::enable_privilege(os::Privilege::lock_memory);
+    return held;
+}
+
+bool acquire_lock_privilege_or_warn() {
+    if (acquire_lock_privilege()) return true;
+    Console::error_line(
+        "Unable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
+        "Large pages and page locking may not be possible.\n\n"
+        "Expect larger performance penalties from Meltdown mitigation.\n");
+    return false;
+}
+
+u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls) {
+    const std::lock_guard<std::mutex> guard(locking_mutex());
+    return lock_range(static_cast<char*>(pointer), bytes, calls);
+}
+
+u64 lock_region(void* pointer, u64 bytes) {
+    return lock_region(pointer, bytes, LockingCalls{os::lock_memory, os::raise_lock_limit});
+}
+
+}  // namespace trel

@@ -1,0 +1,25 @@
+// Keeping pages in memory, within whatever limit the system sets.
+#pragma once
+
+#include "os/error.h"
+#include "os/types.h"
+
+namespace trel {
+
+// Acquires the right to lock memory and to use large pages, once per process; prints nothing.
+bool acquire_lock_privilege();
+// The same, with the warning that belongs to a missing right.
+bool acquire_lock_privilege_or_warn();
+
+// The system calls behind lock_region(); tests bring their own.
+struct LockingCalls {
+    os::OsError (*lock)(void* pointer, u64 bytes);
+    os::OsError (*raise_limit)();
+};
+
+// Locks as much of the region as the limit allows: a range that does not fit is halved, down to 1 MiB. Returns the bytes
+// locked. One region at a time (a process-wide mutex).
+u64 lock_region(void* pointer, u64 bytes);
+u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls);
+
+}  // namespace trel

@@ -1,0 +1,45 @@
+// "none": every task in the calling thread, in order.
+#include "platform/parallel/framework_registry.h"
+
+namespace trel {
+namespace {
+
+class NoneFramework final : public BasicParallelizer {
+  public:
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        for (u64 i = begin; i < end; i++) action.run(i);
+    }
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        a.run(0);
+        b.run(0);
+    }
+};
+
+class NoneConfig final : public FrameworkConfig {
+  public:
+    NoneConfig() { worker_threads_ = 1; }
+
+    std::string name() const override { return "none"; }
+    std::string display_name() const override { return "None (No Multi-threading)"; }
+    std::unique_ptr<BasicParallelizer> make_framework() const override { return std::make_unique<NoneFramework>(); }
+    std::unique_ptr<FrameworkConfig> clone() const override { return std::make_unique<NoneConfig>(*this); }
+};
+
+class NoneType final : public FrameworkType {
+  public:
+    std::string display_name() const override { return "None (No Multi-threading)"; }
+    std::unique_ptr<FrameworkConfig> make_default_config() const override { return std::make_unique<NoneConfig>(); }
+};
+
+const NoneType g_type;
+const FrameworkRegistration g_registration("none", g_type);
+
+}  // namespace
+
+const ParallelContext& serial_context() {
+    static NoneFramework none;
+    static const ParallelContext context{&none, 1};
+    return context;
+}
+
+}  // namespace trel

@@ -1,0 +1,78 @@
+#include "platform/parallel/thread_control.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+
+#include "base/console/console.h"
+
+namespace trel {
+namespace {
+
+// Whether this is the first failure of set_thread_group() in the process.
+bool first_group_failure() {
+    static std::atomic<bool> reported{false};
+    bool expected = false;
+    return reported.compare_exchange_strong(expected, true);
+}
+
+// "0 1 2 3"
+std::string mask_text(const os::ProcessorSet& set) {
+    std::string text;
+    for (const u32 processor : set.processors) {
+        if (!text.empty()) text += ' ';
+        text += std::to_string(processor);
+    }
+    return text;
+}
+
+void print_suppression() {
+    Console::print_line("Further messages of this message will be suppressed.", 'R');
+    Console::set_color('w');
+}
+
+}  // namespace
+
+os::ThreadPriority thread_priority_of(int level) {
+    using enum os::ThreadPriority;
+    constexpr os::ThreadPriority kLevels[] = {idle, lowest, below_normal, normal, above_normal, highest, time_critical};
+    return kLevels[std::clamp(level, -3, 3) + 3];
+}
+
+void set_thread_priority(int level) {
+    if (os::set_current_thread_priority(thread_priority_of(level))) {
+        Console::error_line("Warning: Unable to set thread priority.");
+    }
+}
+
+void set_thread_group(u64 index) {
+    const u64 group = index % os::processor_group_count();
+    const os::ProcessorSet wanted{group, os::processors_of_group(group)};
+    if (wanted.processors.empty()) {
+        if (!first_group_failure()) return;
+        Console::error_line("GetActiveProcessorCount() returned zero.", true);
+        Console::labelled_line("Error Code", "0");
+        print_suppression();
+        return;
+    }
+    const os::OsError error = os::set_current_thread_processors(wanted);
+    os::ProcessorSetResult actual;
+    if (!error) actual = os::current_thread_processors();
+    if (!error && !actual.error && actual.set == wanted) return;
+    if (!first_group_failure()) return;
+    const u32 code = error ? error.code : actual.error.code;
+    Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
+    if (!error) {
+        Console::labelled_line("Expected Group", std::to_string(wanted.group));
+        Console::labelled_line("Expected Mask ", mask_text(wanted));
+        Console::labelled_line("Actual Group  ", std::to_string(actual.set.group));
+        Console::labelled_line("Actual Mask   ", mask_text(actual.set));
+    }
+    print_suppression();
+}
+
+void set_thread_affinity(const os::ProcessorSet& set) {
+    if (os::set_current_thread_processors(set)) Console::error_line("Failed to set thread affinity.");
+}
+
+}  // namespace trel
