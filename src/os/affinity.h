@@ -3,13 +3,13 @@
 
 #include <vector>
 
+#include "os/error.h"
 #include "os/types.h"
 
 namespace trel::os {
 
-// Reads or sets the processors of the calling thread, in ascending order of the system's numbers. false: the
-// system refused.
-[[nodiscard]] bool get_thread_affinity(std::vector<u32>& processors);
-[[nodiscard]] bool set_thread_affinity(const std::vector<u32>& processors);
+// Reads or sets the processors of the calling thread, in ascending order of the system's numbers.
+OsError get_thread_affinity(std::vector<u32>& processors);
+OsError set_thread_affinity(const std::vector<u32>& processors);
 
 }  // namespace trel::os

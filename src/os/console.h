@@ -17,8 +17,8 @@ void flush_stdout();
 void set_stdout_color(char letter);
 
 // Waits for one key (not echoed) or the end of the input, whichever comes first. Input that is no terminal is
-// consumed by one byte.
-void wait_for_key();
+// consumed by one byte. False when there was no key: the end of the input, or no right to read it.
+bool wait_for_key();
 
 // Whether the user typed the command at a prompt that was already there (true), rather than getting a window
 // of its own for this run. Output that is no terminal counts as a prompt.

@@ -18,9 +18,9 @@ namespace {
 u64 measure() {
     // Processors of one machine may disagree about the counter, so stay on one.
     std::vector<u32> before;
-    const bool known = os::get_thread_affinity(before) && !before.empty();
+    const bool known = !os::get_thread_affinity(before) && !before.empty();
     if (!known) Console::error_line("Unable to read thread affinity.");
-    if (known && !os::set_thread_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
+    if (known && os::set_thread_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
 
     const u64 frequency = os::performance_frequency();
     if (frequency == 0) refuse("Unable to measure clock speed.");
@@ -33,7 +33,7 @@ u64 measure() {
     } while (ticks < interval);
     const u64 tsc_ticks = os::read_tsc() - tsc_start;
 
-    if (known && !os::set_thread_affinity(before)) refuse("Unable to set Affinity Mask.");
+    if (known && os::set_thread_affinity(before)) refuse("Unable to set Affinity Mask.");
     return static_cast<u64>(static_cast<double>(tsc_ticks) / static_cast<double>(ticks) *
                             static_cast<double>(frequency));
 }

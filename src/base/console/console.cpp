@@ -21,7 +21,7 @@ class StandardOutput final : public Sink {
     }
     bool is_terminal() const override { return terminal_; }
     void flush() override { os::flush_stdout(); }
-    void wait_for_key() override { os::wait_for_key(); }
+    bool wait_for_key() override { return os::wait_for_key(); }
 
   private:
     bool terminal_;
@@ -108,12 +108,13 @@ void aligned_line(std::string_view label, u64 width, std::string_view value, Col
     new_line();
 }
 
-void pause(ColorLetter color) {
+bool pause(ColorLetter color) {
     pauses++;
     print("Press any key to continue . . . ", color);
     flush();
-    sink().wait_for_key();
+    const bool key = sink().wait_for_key();
     new_line();
+    return key;
 }
 
 u64 pause_count() {

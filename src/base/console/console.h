@@ -32,8 +32,9 @@ class Sink {
     virtual bool is_terminal() const = 0;
     // Shows what is still buffered.
     virtual void flush() {}
-    // Waits for the key of a pause; returns at once by default, so that a test never blocks.
-    virtual void wait_for_key() {}
+    // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test never
+    // blocks.
+    virtual bool wait_for_key() { return true; }
 };
 // Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard
 // output).
@@ -57,8 +58,9 @@ void labelled_line(std::string_view label, std::string_view value, ColorLetter c
 // `color`, 'w', line feed. With ' ' the colour is unchanged throughout.
 void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color = ' ');
 
-// "Press any key to continue . . . "; end of input never blocks. Counts itself.
-void pause(ColorLetter color = 'w');
+// "Press any key to continue . . . "; end of input never blocks. Counts itself. False when the input ended instead of
+// giving a key.
+bool pause(ColorLetter color = 'w');
 u64 pause_count();
 
 // The lock shared by progress lines and the crash handler.

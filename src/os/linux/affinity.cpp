@@ -3,7 +3,10 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+
+#include "os/linux/errno_error.h"
 
 namespace trel::os {
 namespace {
@@ -32,28 +35,32 @@ class CpuSet {
 
 }  // namespace
 
-bool get_thread_affinity(std::vector<u32>& processors) {
+OsError get_thread_affinity(std::vector<u32>& processors) {
     // The system refuses a set that is too small for its processor numbers, so grow until it fits.
     for (size_t bits = 1024; bits <= (size_t(1) << 20); bits *= 2) {
         CpuSet set(bits);
-        if (!set.set()) return false;
-        if (sched_getaffinity(0, set.bytes(), set.set()) != 0) continue;
+        if (!set.set()) return error_of(ENOMEM);
+        if (sched_getaffinity(0, set.bytes(), set.set()) != 0) {
+            if (errno != EINVAL) return error_of(errno);
+            continue;
+        }
         processors.clear();
         for (size_t i = 0; i < bits; i++) {
             if (CPU_ISSET_S(i, set.bytes(), set.set())) processors.push_back(static_cast<u32>(i));
         }
-        return true;
+        return {};
     }
-    return false;
+    return error_of(EINVAL);
 }
 
-bool set_thread_affinity(const std::vector<u32>& processors) {
-    if (processors.empty()) return false;
+OsError set_thread_affinity(const std::vector<u32>& processors) {
+    if (processors.empty()) return error_of(EINVAL);
     const size_t highest = *std::max_element(processors.begin(), processors.end());
     CpuSet set(highest + 1);
-    if (!set.set()) return false;
+    if (!set.set()) return error_of(ENOMEM);
     for (const u32 p : processors) CPU_SET_S(p, set.bytes(), set.set());
-    return sched_setaffinity(0, set.bytes(), set.set()) == 0;
+    if (sched_setaffinity(0, set.bytes(), set.set()) != 0) return error_of(errno);
+    return {};
 }
 
 }  // namespace trel::os

@@ -69,13 +69,13 @@ void set_stdout_color(char letter) {
     std::fputc('m', stdout);
 }
 
-void wait_for_key() {
+bool wait_for_key() {
     termios saved;
     const bool terminal = tcgetattr(STDIN_FILENO, &saved) == 0;
     if (terminal) {
         // A background process that touches the terminal settings would be stopped; it does not wait for
         // keys.
-        if (tcgetpgrp(STDIN_FILENO) != getpgrp()) return;
+        if (tcgetpgrp(STDIN_FILENO) != getpgrp()) return false;
         termios raw = saved;
         raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
         raw.c_cc[VMIN] = 1;
@@ -83,8 +83,9 @@ void wait_for_key() {
         tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
     char byte;
-    [[maybe_unused]] const ssize_t got = read(STDIN_FILENO, &byte, 1);
+    const ssize_t got = read(STDIN_FILENO, &byte, 1);
     if (terminal) tcsetattr(STDIN_FILENO, TCSANOW, &saved);
+    return got > 0;
 }
 
 bool started_from_existing_console() {

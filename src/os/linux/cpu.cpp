@@ -25,7 +25,7 @@ u64 xcr0() {
 const std::vector<u32>& active_processors() {
     static const std::vector<u32> processors = [] {
         std::vector<u32> found;
-        if (!get_thread_affinity(found)) found.clear();
+        if (get_thread_affinity(found)) found.clear();
         if (found.empty()) found.push_back(0);
         return found;
     }();

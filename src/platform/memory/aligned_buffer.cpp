@@ -24,7 +24,8 @@ AlignedBufferC AlignedBufferC::take(u64 bytes, const char* function) {
 AlignedBufferC AlignedBufferC::spawn(u64 bytes) { return take(bytes, "AlignedBufferC::spawn()"); }
 
 AlignedBufferC AlignedBufferC::spawn_words(u64 words) {
-    return take(words * sizeof(Word), "AlignedBufferC::spawn_words()");
+    const u64 bytes = words > ~u64(0) / sizeof(Word) ? ~u64(0) : words * sizeof(Word);
+    return take(bytes, "AlignedBufferC::spawn_words()");
 }
 
 AlignedBufferC AlignedBufferC::extract_aligned(u64 bytes, u64 alignment) {

@@ -5,7 +5,7 @@
 
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "os/thread.h"
+#include "os/cpu.h"
 #include "platform/parallel/spawn_framework.h"
 
 namespace trel {

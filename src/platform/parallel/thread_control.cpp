@@ -5,6 +5,8 @@
 #include <string>
 
 #include "base/console/console.h"
+#include "os/affinity.h"
+#include "os/cpu.h"
 
 namespace trel {
 namespace {
@@ -17,13 +19,19 @@ bool first_group_failure() {
 }
 
 // "0 1 2 3"
-std::string mask_text(const os::ProcessorSet& set) {
+std::string mask_text(const std::vector<u32>& processors) {
     std::string text;
-    for (const u32 processor : set.processors) {
+    for (const u32 processor : processors) {
         if (!text.empty()) text += ' ';
         text += std::to_string(processor);
     }
     return text;
+}
+
+// The processors of a group. There is the one group 0 where the system numbers its processors through.
+const std::vector<u32>& processors_of_group(u64 group) {
+    static const std::vector<u32> none;
+    return group == 0 ? os::active_processors() : none;
 }
 
 void print_suppression() {
@@ -47,32 +55,32 @@ void set_thread_priority(int level) {
 
 void set_thread_group(u64 index) {
     const u64 group = index % os::processor_group_count();
-    const os::ProcessorSet wanted{group, os::processors_of_group(group)};
-    if (wanted.processors.empty()) {
+    const std::vector<u32>& wanted = processors_of_group(group);
+    if (wanted.empty()) {
         if (!first_group_failure()) return;
         Console::error_line("GetActiveProcessorCount() returned zero.", true);
         Console::labelled_line("Error Code", "0");
         print_suppression();
         return;
     }
-    const os::OsError error = os::set_current_thread_processors(wanted);
-    os::ProcessorSetResult actual;
-    if (!error) actual = os::current_thread_processors();
-    if (!error && !actual.error && actual.set == wanted) return;
+    std::vector<u32> actual;
+    const os::OsError setting = os::set_thread_affinity(wanted);
+    const os::OsError reading = setting ? os::OsError{} : os::get_thread_affinity(actual);
+    if (!setting && !reading && actual == wanted) return;
     if (!first_group_failure()) return;
-    const u32 code = error ? error.code : actual.error.code;
+    const u32 code = setting ? setting.code : reading.code;
     Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
-    if (!error) {
-        Console::labelled_line("Expected Group", std::to_string(wanted.group));
+    if (!setting) {
+        Console::labelled_line("Expected Group", std::to_string(group));
         Console::labelled_line("Expected Mask ", mask_text(wanted));
-        Console::labelled_line("Actual Group  ", std::to_string(actual.set.group));
-        Console::labelled_line("Actual Mask   ", mask_text(actual.set));
+        Console::labelled_line("Actual Group  ", std::to_string(group));
+        Console::labelled_line("Actual Mask   ", mask_text(actual));
     }
     print_suppression();
 }
 
-void set_thread_affinity(const os::ProcessorSet& set) {
-    if (os::set_current_thread_processors(set)) Console::error_line("Failed to set thread affinity.");
+void set_thread_affinity(const std::vector<u32>& processors) {
+    if (os::set_thread_affinity(processors)) Console::error_line("Failed to set thread affinity.");
 }
 
 }  // namespace trel

@@ -1,6 +1,8 @@
 // Priority and processors of the calling thread, as settings and frameworks ask for them. Failures are warnings.
 #pragma once
 
+#include <vector>
+
 #include "os/thread.h"
 #include "os/types.h"
 
@@ -16,7 +18,8 @@ void set_thread_priority(int level);
 // b + i + 1, so that successive threads fill successive groups.
 void set_thread_group(u64 index);
 
-// Puts the calling thread on the processors given; prints "Failed to set thread affinity.".
-void set_thread_affinity(const os::ProcessorSet& set);
+// Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set thread
+// affinity.".
+void set_thread_affinity(const std::vector<u32>& processors);
 
 }  // namespace trel

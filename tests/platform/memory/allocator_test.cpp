@@ -1,0 +1,243 @@
+#include "platform/memory/allocator.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "os/memory.h"
+#include "platform/memory/allocate_heap.h"
+#include "platform/memory/mmap_allocator.h"
+#include "platform/memory/page_locking.h"
+#include "platform/parallel/framework_registry.h"
+#include "support/capture_console.h"
+
+using namespace trel;
+
+namespace {
+
+template <class F>
+std::string message_of(F f) {
+    try {
+        f();
+    } catch (const InvalidParametersException& e) {
+        return e.function + "|" + e.message;
+    }
+    return "nothing thrown";
+}
+
+u32 word_at(const void* p, u64 i) {
+    u32 word;
+    std::memcpy(&word, static_cast<const char*>(p) + 4 * i, 4);
+    return word;
+}
+
+}  // namespace
+
+TEST(OptionalFlag, WordsTextsAndColors) {
+    const char* words[] = {"disabled", "attempt", "forced"};
+    const char* texts[] = {"Disabled", "Attempt", "Forced"};
+    const char colors[] = {'R', 'Y', 'G'};
+    OptionalFlag flag{"LargePages"};
+    EXPECT_EQ(flag.mode, 1U);
+    for (u32 mode = 0; mode < 3; mode++) {
+        flag.set(words[mode]);
+        EXPECT_EQ(flag.mode, mode);
+        EXPECT_EQ(flag.word(), words[mode]);
+        EXPECT_EQ(flag.display_text(), texts[mode]);
+        EXPECT_EQ(flag.color(), colors[mode]);
+    }
+    EXPECT_EQ(message_of([&] { flag.set("sometimes"); }), "LargePages|Invalid Mode: sometimes");
+    EXPECT_EQ(message_of([&] { flag.set(""); }), "LargePages|Invalid Mode: ");
+    EXPECT_EQ(message_of([&] { flag.set("Forced"); }), "LargePages|Invalid Mode: Forced");
+    EXPECT_EQ(flag.mode, 2U);
+    flag.mode = 3;
+    EXPECT_EQ(message_of([&] { (void)flag.word(); }), "LargePages|Invalid Mode");
+    EXPECT_EQ(message_of([&] { (void)flag.display_text(); }), "OptionalFlagConfig|Invalid Mode");
+    EXPECT_EQ(message_of([&] { (void)flag.color(); }), "OptionalFlagConfig|Invalid Mode");
+}
+
+TEST(MemoryStats, Text) {
+    MemoryStats stats;
+    stats.total_bytes = 1000;
+    EXPECT_EQ(memory_stats_text(stats), "spread: ?");
+    stats.locked_bytes = 1000;
+    EXPECT_EQ(memory_stats_text(stats), "locked, spread: ?");
+    stats.locked_bytes = 999;
+    EXPECT_EQ(memory_stats_text(stats), "99% locked, spread: ?");
+    stats.locked_bytes = 0;
+    stats.large_page_bytes = 1000;
+    EXPECT_EQ(memory_stats_text(stats), "large pages, spread: ?");
+    stats.large_page_size = 2 << 20;
+    EXPECT_EQ(memory_stats_text(stats), "2.00 MiB pages, spread: ?");
+    stats.large_page_bytes = 501;
+    EXPECT_EQ(memory_stats_text(stats), "50% 2.00 MiB pages, spread: ?");
+    stats.locked_bytes = 9;
+    EXPECT_EQ(memory_stats_text(stats), "0% locked, 50% 2.00 MiB pages, spread: ?");
+    stats.total_bytes = ~u64(0);
+    stats.locked_bytes = stats.large_page_bytes = ~u64(0) - 1;
+    EXPECT_EQ(memory_stats_text(stats), "99% locked, 99% 2.00 MiB pages, spread: ?");
+}
+
+TEST(AllocatorRegistry, NamesAndTexts) {
+    EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap"}));
+    EXPECT_EQ(make_default_allocator_config("malloc")->display_name(), "C malloc()");
+    EXPECT_EQ(make_default_allocator_config("mmap")->display_name(), "WinAPI VirtualAlloc()");
+    EXPECT_EQ(find_allocator_type("mmap").display_name(), "WinAPI VirtualAlloc()");
+    EXPECT_EQ(make_default_allocator_config("malloc")->name(), "malloc");
+    EXPECT_EQ(make_default_allocator_config(kDefaultAllocator)->name(), "mmap");
+    EXPECT_EQ(message_of([] { (void)make_default_allocator_config("calloc"); }), "|Invalid Memory Allocator: calloc");
+    const auto config = make_default_allocator_config("mmap");
+    const auto& mmap = dynamic_cast<const MmapConfig&>(*config);
+    EXPECT_EQ(mmap.large_pages.word(), "attempt");
+    EXPECT_EQ(mmap.locked_pages.word(), "attempt");
+    EXPECT_TRUE(make_default_allocator_config("malloc")->acquire_permissions());
+}
+
+TEST(AllocatorRegistryDeathTest, DuplicateNameEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto twice = [] {
+        Console::set_pause_before_fatal_exit(false);
+        register_allocator("mmap", find_allocator_type("mmap"));
+    };
+    EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "");
+}
+
+TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
+    const auto framework = make_default_framework_config("spawn")->make_framework();
+    for (const char* name : {"malloc", "mmap"}) {
+        const auto config = make_default_allocator_config(name);
+        for (const u64 tds : {1, 8}) {
+            for (const u64 alignment : {6, 12, 16, 22}) {
+                for (const u64 bytes : {u64(1), u64(4096), u64(100000), u64(2) << 20, (u64(5) << 20) + 64}) {
+                    u64 size = bytes;
+                    const auto region = config->allocate(ParallelContext{framework.get(), tds}, alignment, size);
+                    ASSERT_NE(region->pointer(), nullptr) << name << " " << bytes;
+                    ASSERT_EQ(region->size(), size);
+                    ASSERT_GE(size, bytes);
+                    ASSERT_LT(size, bytes + (u64(2) << 20));
+                    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(region->pointer()) % (u64(1) << alignment), 0U);
+                    ASSERT_EQ(region->stats()->total_bytes, size);
+                    if (size < 8) continue;
+                    EXPECT_EQ(word_at(region->pointer(), 0), 0xC857661BU);
+                    EXPECT_EQ(word_at(region->pointer(), 1), 0x9082F790U);
+                    // Zero pages would show at the end.
+                    EXPECT_NE(word_at(region->pointer(), size / 4 - 1), 0U);
+                    std::memset(region->pointer(), 0x55, size);
+                }
+            }
+        }
+    }
+}
+
+TEST(MmapAllocator, LargePagesForcedGivesThemOrNothing) {
+    MmapConfig config;
+    config.large_pages.set("forced");
+    u64 size = 3 << 20;
+    const auto region = config.allocate(serial_context(), 6, size);
+    if (region->pointer()) {
+        EXPECT_EQ(size % os::large_page_size(), 0U);
+        EXPECT_EQ(region->stats()->large_page_bytes, size);
+        EXPECT_NE(memory_stats_text(*region->stats()).find(" pages"), std::string::npos);
+    } else {
+        EXPECT_EQ(size, u64(3) << 20);
+        EXPECT_EQ(region->size(), 0U);
+        EXPECT_EQ(region->stats(), nullptr);
+    }
+}
+
+TEST(MmapAllocator, DisabledFlagsLockNothing) {
+    MmapConfig config;
+    config.large_pages.set("disabled");
+    config.locked_pages.set("disabled");
+    EXPECT_TRUE(config.acquire_permissions());
+    u64 size = 100000;
+    const auto region = config.allocate(serial_context(), 6, size);
+    ASSERT_NE(region->pointer(), nullptr);
+    EXPECT_EQ(size % os::page_size(), 0U);
+    EXPECT_EQ(region->stats()->locked_bytes, 0U);
+    EXPECT_EQ(memory_stats_text(*region->stats()), "spread: ?");
+}
+
+TEST(MmapAllocator, ImpossibleSizesFail) {
+    for (const u64 bytes : {~u64(0), ~u64(0) - 5000, u64(1) << 60}) {
+        u64 size = bytes;
+        const auto region = MmapConfig().allocate(serial_context(), 12, size);
+        EXPECT_EQ(region->pointer(), nullptr);
+        EXPECT_EQ(size, bytes);
+    }
+}
+
+namespace {
+
+// A system that locks at most g_lockable bytes in all.
+u64 g_lockable, g_locked, g_smallest_call;
+bool g_may_raise;
+os::ErrorCategory g_refusal;
+
+os::OsError fake_lock(void*, u64 bytes) {
+    g_smallest_call = std::min(g_smallest_call, bytes);
+    if (g_locked + bytes > g_lockable) return {12, g_refusal};
+    g_locked += bytes;
+    return {};
+}
+os::OsError fake_raise() {
+    if (g_may_raise) return {};
+    return {1, os::ErrorCategory::access_denied};
+}
+
+u64 lock_with(u64 bytes, u64 lockable, bool may_raise = true, os::ErrorCategory refusal = os::ErrorCategory::quota) {
+    g_lockable = lockable;
+    g_locked = 0;
+    g_smallest_call = ~u64(0);
+    g_may_raise = may_raise;
+    g_refusal = refusal;
+    return lock_region(nullptr, bytes, LockingCalls{fake_lock, fake_raise});
+}
+
+}  // namespace
+
+TEST(PageLocking, HalvesDownToAMebibyte) {
+    constexpr u64 kMiB = u64(1) << 20;
+    EXPECT_EQ(lock_with(64 * kMiB, 64 * kMiB), 64 * kMiB);
+    EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB), 8 * kMiB);
+    EXPECT_EQ(lock_with(64 * kMiB, 9 * kMiB), 9 * kMiB);
+    EXPECT_EQ(g_smallest_call, kMiB / 2);  // a refused MiB is halved once more, its halves are not
+    EXPECT_EQ(lock_with(kMiB - 1, 100), 0U);
+    EXPECT_EQ(g_smallest_call, kMiB - 1);
+    EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB, false), 0U);
+    EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB, true, os::ErrorCategory::access_denied), 0U);
+}
+
+TEST(AllocateHeap, SummaryAndBuffer) {
+    const auto nothing = allocate_heap(MmapConfig(), serial_context(), 12, 0);
+    EXPECT_EQ(nothing.region, nullptr);
+    EXPECT_EQ(nothing.summary, Console::format_bytes(0));
+    EXPECT_EQ(nothing.buffer().size(), 0U);
+    const auto malloced = allocate_heap(*make_default_allocator_config("malloc"), serial_context(), 12, 1 << 20);
+    EXPECT_EQ(malloced.summary, "spread: ?");
+    EXPECT_EQ(malloced.buffer().size(), u64(1) << 20);
+    const auto mapped = allocate_heap(MmapConfig(), serial_context(), 12, 1000);
+    EXPECT_EQ(mapped.summary, memory_stats_text(*mapped.region->stats()));
+    EXPECT_GE(mapped.buffer().size(), 1000U);
+}
+
+TEST(AllocateHeapDeathTest, FailureIsReportedAndEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto fail = [] {
+        Console::set_pause_before_fatal_exit(false);
+        struct ToStderr final : Console::Sink {
+            void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
+            void set_color(Console::ColorLetter) override {}
+            bool is_terminal() const override { return false; }
+        } sink;
+        Console::set_sink(&sink);
+        (void)allocate_heap(MmapConfig(), serial_context(), 12, u64(1) << 60);
+    };
+    EXPECT_EXIT(fail(), ::testing::ExitedWithCode(1),
+                "^\n\nLarge heap allocation failed.\n\nFailed Allocation: 1.00 EiB\n\n$");
+}

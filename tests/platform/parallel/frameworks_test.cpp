@@ -1,0 +1,284 @@
+// "none" and "spawn": what a dispatch runs, where, and how it fans out.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "platform/parallel/bounded_dispatch.h"
+#include "platform/parallel/framework_registry.h"
+#include "platform/parallel/spawn_framework.h"
+
+using namespace trel;
+
+namespace {
+
+// Counts the runs of each index and remembers the threads.
+class Recorder final : public BasicAction {
+  public:
+    explicit Recorder(u64 n) : runs_(n) {}
+    void run(u64 index) override {
+        runs_.at(index)++;
+        const std::lock_guard<std::mutex> lock(mutex_);
+        order_.push_back(index);
+        threads_.insert(std::this_thread::get_id());
+        if (std::this_thread::get_id() == caller_) in_caller_.push_back(index);
+    }
+    void expect_once(u64 begin, u64 end) const {
+        for (u64 i = 0; i < runs_.size(); i++) {
+            ASSERT_EQ(runs_[i].load(), i >= begin && i < end ? 1 : 0) << "index " << i;
+        }
+    }
+    std::vector<std::atomic<int>> runs_;
+    std::mutex mutex_;
+    std::vector<u64> order_;
+    std::set<std::thread::id> threads_;
+    std::vector<u64> in_caller_;
+    const std::thread::id caller_ = std::this_thread::get_id();
+};
+
+// Records the flat dispatches that a range is cut into, and runs them in order.
+class RecordingDispatch final : public BoundedParallelizer {
+  public:
+    using BoundedParallelizer::BoundedParallelizer;
+    using BoundedParallelizer::run_in_parallel;
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        a.run(0);
+        b.run(0);
+    }
+    std::vector<u64> sizes;
+
+  protected:
+    void run_flat(BasicAction& action, u64 begin, u64 end) override {
+        sizes.push_back(end - begin);
+        for (u64 i = begin; i < end; i++) action.run(i);
+    }
+};
+
+class Frameworks : public ::testing::TestWithParam<const char*> {
+  protected:
+    std::unique_ptr<BasicParallelizer> framework_ = make_default_framework_config(GetParam())->make_framework();
+};
+
+}  // namespace
+
+TEST_P(Frameworks, EveryIndexRunsOnce) {
+    for (const u64 n : {2, 3, 7, 15, 16, 17, 18, 63, 64, 65, 66, 127, 300}) {
+        Recorder recorder(n + 10);
+        framework_->run_in_parallel(recorder, 5, 5 + n);
+        recorder.expect_once(5, 5 + n);
+    }
+}
+
+TEST_P(Frameworks, EmptyRangeDoesNothing) {
+    Recorder recorder(10);
+    framework_->run_in_parallel(recorder, 5, 5);
+    framework_->run_in_parallel(recorder, 7, 5);
+    recorder.expect_once(0, 0);
+}
+
+TEST_P(Frameworks, OneIndexRunsInTheCallingThread) {
+    Recorder recorder(10);
+    framework_->run_in_parallel(recorder, 5, 6);
+    recorder.expect_once(5, 6);
+    EXPECT_EQ(recorder.in_caller_, std::vector<u64>{5});
+}
+
+TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
+    Recorder a(1), b(1);
+    framework_->run_in_parallel(a, b);
+    a.expect_once(0, 1);
+    b.expect_once(0, 1);
+    EXPECT_EQ(a.in_caller_.size(), 1U);
+}
+
+TEST_P(Frameworks, NestedDispatchesFinish) {
+    std::atomic<u64> leaves{0};
+    BasicParallelizer& framework = *framework_;
+    struct Node final : BasicAction {
+        Node(BasicParallelizer& framework, std::atomic<u64>& leaves, int depth)
+            : framework(framework), leaves(leaves), depth(depth) {}
+        void run(u64) override {
+            if (depth == 0) {
+                leaves++;
+                return;
+            }
+            Node child(framework, leaves, depth - 1);
+            if (depth % 2 == 0) {
+                framework.run_in_parallel(child, 0, 3);
+            } else {
+                framework.run_in_parallel(child, child);
+            }
+        }
+        BasicParallelizer& framework;
+        std::atomic<u64>& leaves;
+        int depth;
+    } root(framework, leaves, 5);
+    root.run(0);
+    EXPECT_EQ(leaves.load(), 2U * 3 * 2 * 3 * 2);
+}
+
+TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
+    for (u64 round = 0; round < 20; round++) {
+        std::vector<u64> out(40, 0);
+        const ParallelContext context{framework_.get(), 40};
+        parallel_for(context, out.size(), [&](u64 i) { out[i] = i * i + round; });
+        for (u64 i = 0; i < out.size(); i++) ASSERT_EQ(out[i], i * i + round);
+        u64 x = 0, y = 0;
+        fork_join(context, [&] { x = round + 1; }, [&] { y = round + 2; });
+        ASSERT_EQ(x, round + 1);
+        ASSERT_EQ(y, round + 2);
+    }
+}
+
+TEST_P(Frameworks, ExceptionOfTheCallersShareReachesTheCaller) {
+    struct Thrower final : BasicAction {
+        void run(u64 index) override {
+            if (index == 9) throw InvalidParametersException("Thrower::run()", "nine");
+            done++;
+        }
+        std::atomic<int> done{0};
+    } thrower;
+    // The last index is the caller's; the others have finished when the exception arrives.
+    EXPECT_THROW(framework_->run_in_parallel(thrower, 0, 10), InvalidParametersException);
+    EXPECT_EQ(thrower.done.load(), 9);
+    struct A final : BasicAction {
+        void run(u64) override { throw InvalidParametersException("", "a"); }
+    } a;
+    Recorder b(1);
+    EXPECT_THROW(framework_->run_in_parallel(a, b), InvalidParametersException);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::Values("none", "spawn"));
+
+TEST(NoneFramework, RunsInOrderInTheCallingThread) {
+    const auto framework = make_default_framework_config("none")->make_framework();
+    Recorder recorder(20);
+    framework->run_in_parallel(recorder, 3, 20);
+    for (u64 i = 0; i < 17; i++) ASSERT_EQ(recorder.order_[i], 3 + i);
+    EXPECT_EQ(recorder.threads_.size(), 1U);
+    EXPECT_EQ(recorder.in_caller_.size(), 17U);
+}
+
+TEST(SpawnFramework, EachTaskButTheLastHasAThreadOfItsOwn) {
+    SpawnFramework framework(64);
+    for (const u64 n : {2, 16, 17, 64}) {
+        // Every task waits for all others: fewer threads than tasks could never finish.
+        struct Meeting final : BasicAction {
+            explicit Meeting(u64 n) : missing(n) {}
+            void run(u64) override {
+                std::unique_lock<std::mutex> lock(mutex);
+                if (--missing == 0) all_here.notify_all();
+                all_here.wait(lock, [&] { return missing == 0; });
+            }
+            std::mutex mutex;
+            std::condition_variable all_here;
+            u64 missing;
+        } meeting(n);
+        framework.run_in_parallel(meeting, 0, n);
+        EXPECT_EQ(meeting.missing, 0U);
+    }
+    Recorder recorder(64);
+    framework.run_in_parallel(recorder, 0, 64);
+    EXPECT_EQ(recorder.in_caller_, std::vector<u64>{63});
+}
+
+TEST(BoundedDispatch, CutsAreAsDerived) {
+    const FanOut a = fan_out(65, 64);
+    EXPECT_EQ(a.groups, 16U);
+    EXPECT_EQ(a.chunk, 5U);
+    const FanOut b = fan_out(1000, 4);
+    EXPECT_EQ(b.groups, 4U);
+    EXPECT_EQ(b.chunk, 250U);
+    EXPECT_EQ(fan_out(1000, 1).groups, 4U);  // below 4 counts as 4
+    const FanOut c = fan_out(4096, 64);
+    EXPECT_EQ(c.groups, 64U);
+    EXPECT_EQ(c.chunk, 64U);
+    const FanOut d = fan_out(~u64(0), 64);
+    EXPECT_EQ(d.groups, 64U);
+    EXPECT_EQ(d.chunk, (~u64(0) - 1) / 64 + 1);
+    for (u64 n = 2; n < 5000; n++) {
+        for (const u64 limit : {4, 5, 64, 1000}) {
+            const FanOut cut = fan_out(n, limit);
+            ASSERT_GE(cut.groups * cut.chunk, n);
+            ASSERT_LE(cut.groups, limit);
+            ASSERT_GE(cut.groups, 2U);
+            ASSERT_LT(cut.chunk, n == 2 ? 2 : n);
+        }
+    }
+}
+
+TEST(BoundedDispatch, FlatUpToTheLimitAndFansOutAbove) {
+    {
+        RecordingDispatch dispatch(64);
+        Recorder recorder(64);
+        dispatch.run_in_parallel(recorder, 0, 64);
+        EXPECT_EQ(dispatch.sizes, std::vector<u64>{64});
+    }
+    {
+        RecordingDispatch dispatch(64);
+        Recorder recorder(65);
+        dispatch.run_in_parallel(recorder, 0, 65);
+        recorder.expect_once(0, 65);
+        // 16 groups of 5: 13 hold something.
+        EXPECT_EQ(dispatch.sizes.front(), 16U);
+        EXPECT_EQ(dispatch.sizes.size(), 14U);
+        EXPECT_EQ(std::count(dispatch.sizes.begin(), dispatch.sizes.end(), 5), 13);
+    }
+    {
+        RecordingDispatch dispatch(4);
+        Recorder recorder(1000);
+        dispatch.run_in_parallel(recorder, 0, 1000);
+        recorder.expect_once(0, 1000);
+        EXPECT_EQ(*std::max_element(dispatch.sizes.begin(), dispatch.sizes.end()), 4U);
+    }
+}
+
+TEST(SpawnFramework, DeepFanOutRunsEveryIndexOnce) {
+    SpawnFramework framework(4);
+    Recorder recorder(1003);
+    framework.run_in_parallel(recorder, 3, 1003);
+    recorder.expect_once(3, 1003);
+}
+
+namespace {
+
+template <class Thrown>
+void throw_in_child(const Thrown& thrown) {
+    Console::set_pause_before_fatal_exit(false);
+    struct Thrower final : BasicAction {
+        explicit Thrower(const Thrown& thrown) : thrown(thrown) {}
+        void run(u64 index) override {
+            if (index == 0) throw thrown;
+        }
+        const Thrown& thrown;
+    } thrower(thrown);
+    // Death tests see standard error only.
+    struct ToStderr final : Console::Sink {
+        void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
+        void set_color(Console::ColorLetter) override {}
+        bool is_terminal() const override { return false; }
+    } sink;
+    Console::set_sink(&sink);
+    SpawnFramework framework(64);
+    framework.run_in_parallel(thrower, 0, 2);
+}
+
+}  // namespace
+
+TEST(SpawnDeathTest, ExceptionsOfChildThreadsEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(throw_in_child(5), ::testing::ExitedWithCode(1),
+                "^\nFATAL ERROR: Unhandled exception in child thread.\n$");
+    EXPECT_EXIT(throw_in_child(std::runtime_error("the text")), ::testing::ExitedWithCode(1),
+                "the text\n\nFATAL ERROR: Unhandled exception in child thread.\n");
+    EXPECT_EXIT(throw_in_child(InvalidParametersException("Some::function()", "bad")), ::testing::ExitedWithCode(1),
+                "Exception Encountered: InvalidParametersException.*Some::function\\(\\).*bad"
+                ".*FATAL ERROR: Unhandled exception in child thread.\n");
+}
