@@ -23,7 +23,7 @@ InvsqrtWordPlan InvsqrtWordPlan::make(u64 p, u64 tds) {
     const u64 basic_p = std::min(p, newton::kTransformPrecision);
     const u64 basic_temporaries = 2 * (newton::previous_precision(std::max<u64>(basic_p, 1)) + 2);
     plan.temporaries =
-        round_up_8(std::max(newton::estimate_words(p) + newton::correction_words(p), basic_temporaries));
+        round_up_8(std::max(newton::root_estimate_words(p) + newton::correction_words(p), basic_temporaries));
     plan.scratch_bytes = std::max(round_up_64(multiply_scratch_bytes(basic_p + 8)),
                                   round_up_64(multiply_scratch_bytes(p + 8)));
     if (p >= newton::kTransformPrecision)
@@ -55,7 +55,7 @@ void basic_levels(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearW
 void levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
     if (p < newton::kTransformPrecision) return basic_levels(mp, T, w, p, buffer);
     if (T.buffer_size < p + 4) throw BufferTooSmallException(kRun, T.buffer_size, p + 4);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::estimate_words(p));
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
     BigFloat x(x_words.get(), x_words.size());
     levels(mp, status, x, w, newton::previous_precision(p), newton::larger_of(buffer, T));
     newton::invsqrt_word_step(mp, status, T, w, x.top(newton::used_estimate_words(p)), p, buffer);
