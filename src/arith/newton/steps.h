@@ -19,6 +19,9 @@ inline constexpr u64 kTransformPrecision = 10;  // words; below it the basic ite
 inline u64 estimate_words(u64 p) {
     return (p / 2 + 11) & ~u64(7);
 }
+inline u64 root_estimate_words(u64 p) {
+    return (p / 2 + 12) & ~u64(7);
+}
 inline u64 correction_words(u64 p) {
     return (p / 2 + 10) & ~u64(7);
 }

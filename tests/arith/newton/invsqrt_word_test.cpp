@@ -44,7 +44,7 @@ void expect_invsqrt(Word word, u64 p, Status& status) {
     ASSERT_LE(w.T.L, p + 3);
     ASSERT_NE(w.T.T[w.T.L - 1], 0u);
     ASSERT_TRUE(w.T.sign);
-    ASSERT_LE(invsqrt_error(w.T, word, p), kErrorBits) << word << " p=" << p;
+    ASSERT_LE(invsqrt_error(w.T, word, p), error_bits(p)) << word << " p=" << p;
 }
 
 TEST(InvsqrtWordTest, AllPrecisions) {
@@ -79,7 +79,7 @@ TEST(InvsqrtWordTest, AgreesWithMpfr) {
     const Integer words(w.T);
     mpfr_set_z_2exp(ours, words.z, 64 * static_cast<long>(w.T.exp), MPFR_RNDN);
     mpfr_sub(ours, ours, root, MPFR_RNDN);
-    EXPECT_LT(mpfr_get_exp(ours), -64 * static_cast<long>(p) - 59);  // 2^kErrorBits units of word -(p + 1)
+    EXPECT_LT(mpfr_get_exp(ours), -64 * static_cast<long>(p) - 59);  // 2^4.5 units of word -(p + 1)
     mpfr_clears(root, ours, nullptr);
 }
 
@@ -104,7 +104,7 @@ TEST(InvsqrtWordTest, BasicFormAtAnyPrecision) {
             Workspace w = workspace(plan);
             InvsqrtWord_BigFloatR_E::run(plan, w.mp, w.T, word, p, w.buffer());
             ASSERT_TRUE(w.intact());
-            ASSERT_LE(invsqrt_error(w.T, word, p), kErrorBits) << word << " p=" << p;
+            ASSERT_LE(invsqrt_error(w.T, word, p), error_bits(p)) << word << " p=" << p;
         }
 }
 
@@ -194,7 +194,7 @@ TEST(InvsqrtWordTest, AnnouncesItself) {
     EXPECT_EQ(status.frames[0], "Iterating: ");
     EXPECT_EQ(status.frames[1], " 0S 231");
     EXPECT_TRUE(status.frames[2] == " O1M 231" || status.frames[2] == " U1M 231");
-    EXPECT_LE(invsqrt_error(w.T, 10005, 12), kErrorBits);
+    EXPECT_LE(invsqrt_error(w.T, 10005, 12), error_bits(12));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <gmp.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -251,8 +253,19 @@ inline std::vector<Word> make_words(Shape shape, u64 n, std::mt19937_64& rng) {
 }
 
 // The largest error that a result may have, log2 in units of its last kept word: truncation of the correction
-// and of the sum, the upward nudge, and the square of the previous level's error.
-inline constexpr double kErrorBits = 4.5;
+// and of the sum, the upward nudge, and the square of the previous level's error. A double is good to 2^-51,
+// and one iteration from it to about 2^-100, which is more than the words asked for but less than the words
+// kept.
+inline double error_bits(u64 p) {
+    return p == 0 ? 13.0 : p == 1 ? 28.0 : 4.5;
+}
+// The same for a quotient below 10 words, a plain product by the reciprocal: relative to the quotient only p
+// words are right (50 bits of a double for p = 0, but no better than the last kept word).
+inline double quotient_error_bits(const BigFloat& T, u64 p) {
+    if (p >= 10) return error_bits(p);
+    const double top_bits = Integer(T).log2() - 64.0 * static_cast<double>(T.L - 1);
+    return p == 0 ? std::max(top_bits - 50, 1.0) : top_bits + 4.5;
+}
 
 // All small precisions and those around the thresholds.
 inline std::vector<u64> precisions() {
