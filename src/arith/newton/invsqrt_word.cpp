@@ -112,7 +112,7 @@ void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, W
         held.sqr_rx_xf(memory.context(), T, x, previous, -static_cast<i64>(p) - 1, t);
     }
     T.mul_uW(P, w);
-    if (T.mag() > t) {
+    if (T.L != 0 && T.mag() > t) {
         T.L -= static_cast<u64>(T.mag() - t);
         strip(P, T);
     }
