@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "base/command_line/console_settings.h"
 #include "os/console.h"
 #include "os/environment.h"
 #include "os/process.h"
@@ -29,8 +30,6 @@ class StandardOutput final : public Sink {
 };
 
 std::atomic<Sink*> installed{nullptr};
-std::atomic<bool> colors_enabled{true};
-std::atomic<bool> pause_before_exit{true};
 std::atomic<u64> pauses{0};
 
 Sink& sink() {
@@ -54,11 +53,11 @@ void flush() {
 }
 
 void set_colors_enabled(bool enabled) {
-    colors_enabled = enabled;
+    CommandLine::console_settings().colors_enabled = enabled;
 }
 
 void set_color(ColorLetter color) {
-    if (color == ' ' || !colors_enabled) return;
+    if (color == ' ' || !CommandLine::console_settings().colors_enabled) return;
     Sink& s = sink();
     if (s.is_terminal()) s.set_color(color);
 }
@@ -129,13 +128,13 @@ std::mutex& console_lock() {
 
 void fatal_exit(int code) {
     set_color('w');
-    if (pause_before_exit) pause('w');
+    if (CommandLine::console_settings().pause_before_fatal_exit) pause('w');
     flush();
     os::exit_process(code);
 }
 
 void set_pause_before_fatal_exit(bool pause) {
-    pause_before_exit = pause;
+    CommandLine::console_settings().pause_before_fatal_exit = pause;
 }
 
 }  // namespace trel::Console

@@ -42,8 +42,10 @@ Sink* set_sink(Sink* sink);
 bool is_terminal();
 void flush();
 
-// The "colors" option; on by default.
+// The two settings of CommandLine::console_settings() that this room obeys: the "colors" option (on by
+// default) and whether a fatal exit pauses (it does by default).
 void set_colors_enabled(bool enabled);
+void set_pause_before_fatal_exit(bool pause);
 void set_color(ColorLetter color);
 void print(std::string_view text, ColorLetter color = ' ');
 void print_line(std::string_view text, ColorLetter color = ' ');
@@ -66,9 +68,8 @@ u64 pause_count();
 // The lock shared by progress lines and the crash handler.
 std::mutex& console_lock();
 
-// Resets the colour, pauses when pause_before_fatal_exit is set (it is by default), ends the process with the
+// Resets the colour, pauses when pause_before_fatal_exit is set, ends the process with the
 // code. Any thread.
 [[noreturn]] void fatal_exit(int code);
-void set_pause_before_fatal_exit(bool pause);
 
 }  // namespace trel::Console

@@ -40,7 +40,6 @@ Isa decide() {
     const IsaChoice choice = choose_isa(os::environment_variable("KALVOR_ISA"), available_isas());
     if (!choice.isa) {
         Console::error_line(choice.error);
-        Console::set_pause_before_fatal_exit(false);
         Console::fatal_exit(1);
     }
     return *choice.isa;

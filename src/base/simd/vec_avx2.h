@@ -301,7 +301,7 @@ TREL_VEC U64x8 permute(U64x8 a) {
 }
 // Lanes are moved as pairs of 32-bit pieces; bit 2 of an index chooses the half.
 TREL_VEC __m256i pick4(U64x8 a, __m256i index) {
-    const __m256i low = _mm256_slli_epi64(index, 1);
+    const __m256i low = _mm256_slli_epi64(_mm256_and_si256(index, _mm256_set1_epi64x(7)), 1);
     const __m256i pieces =
         _mm256_or_si256(_mm256_or_si256(low, _mm256_slli_epi64(low, 32)), _mm256_set1_epi64x(1LL << 32));
     const __m256i from_lo = _mm256_permutevar8x32_epi32(a.lo, pieces);

@@ -58,7 +58,7 @@ TEST(ConsolePrimitives, NoColorsWhenRedirectedOrDisabled) {
 TEST(ConsolePrimitives, PausePrintsItsPromptAndCounts) {
     CaptureConsole console(CaptureConsole::terminal, true);
     const u64 before = Console::pause_count();
-    Console::pause();
+    EXPECT_TRUE(Console::pause());
     EXPECT_EQ(console.take(), "{w}Press any key to continue . . . \n");
     Console::pause(' ');
     EXPECT_EQ(console.take(), "Press any key to continue . . . \n");

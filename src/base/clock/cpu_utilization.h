@@ -1,0 +1,25 @@
+// How much of the machine an interval has used.
+#pragma once
+
+#include "base/clock/timer.h"
+#include "os/types.h"
+
+namespace trel {
+
+// Percentages: of one processor, and of all of them.
+struct CpuUtilization {
+    bool measurable = false;  // false: the interval was too short for the system's accounting
+    double total = 0;         // 100 x processor time / wall time
+    double kernel = 0;        // 100 x kernel time / wall time
+    double total_per_core = 0;
+    double kernel_per_core = 0;
+};
+// n_processors 0 counts as 1.
+CpuUtilization cpu_utilization(const TimeSpan& span, u64 n_processors);
+
+// Two lines, "CPU Utilization:        " and "Multi-core Efficiency:  ".
+void print_cpu_utilization(const CpuUtilization& utilization);
+// The same over all active processors of the machine.
+void print_cpu_utilization(const TimeSpan& span);
+
+}  // namespace trel

@@ -1,0 +1,45 @@
+// The settings of the process's console, and the leading command-line options that change them.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "base/command_line/parameter_list.h"
+#include "os/types.h"
+
+namespace trel::CommandLine {
+
+// Written while the leading options are consumed, read afterwards. Not synchronised.
+struct ConsoleSettings {
+    // 1 and more: pause at exit; -1: only after a failure; -2 and less: never; 0: like -1 when the program
+    // was started from an existing console, like 1 otherwise.
+    i32 exit_pause_level = 0;
+    bool pause_before_fatal_exit = true;
+    bool started_from_existing_console = true;
+    // -2 idle ... 3 realtime; see os::set_process_priority().
+    i32 process_priority = -1;
+    bool colors_enabled = true;
+    // Whether reports show what identifies the machine (the motherboard's serial number).
+    bool include_pii = false;
+    bool skip_warnings = false;
+    std::string executable_path;
+    std::string executable_directory;  // with its last separator
+};
+ConsoleSettings& console_settings();
+
+// Handlers by key; each gets the value half of the word.
+using ConsoleOptionTable = std::map<std::string, std::function<void(const std::string& value)>>;
+// "pause", "priority", "colors", "PII", "height", "skip-warnings".
+const ConsoleOptionTable& console_option_table();
+
+// Consumes console options up to the first word that is none.
+void consume_console_options(ParameterList& parameters);
+
+// Everything up to the last '/' or '\', which is kept; empty without one.
+std::string directory_of(const std::string& path);
+
+// Whether to pause when the program ends with this exit code.
+bool pauses_at_exit(const ConsoleSettings& settings, int exit_code);
+
+}  // namespace trel::CommandLine

@@ -1,0 +1,55 @@
+#include "base/errors/fatal.h"
+
+#include <exception>
+#include <string>
+
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "os/process.h"
+
+namespace trel {
+
+void assertion_failure(std::string_view text, std::string_view function, std::string_view detail) {
+    std::string out = "\n\nFATAL ERROR: Assertion Failure\n\n";
+    out += text;
+    out += function;
+    out += "\n\n";
+    out += detail;
+    out +=
+        "\n\n\n"
+        "If this error shows up consistantly with the current options,\n"
+        "please report it as a bug.\n\n"
+        "If this error comes and goes with the current options,\n"
+        "please check your hardware for reliability issues.\n"
+        "Are you overclocking?\n\n"
+        "Terminating Program...\n";
+    Console::print(out, 'R');
+    Console::set_color('w');
+    Console::pause('w');
+    Console::flush();
+    os::abort_process();
+}
+
+bool report_current_exception() {
+    try {
+        throw;
+    } catch (const Exception& e) {
+        e.print();
+        return true;
+    } catch (const std::exception& e) {
+        Console::set_color('R');
+        Console::labelled_line("Uncaught std exception", e.what());
+        Console::set_color('w');
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void fatal_thread_exception(std::string_view error_line) {
+    const bool reported = report_current_exception();
+    Console::error_line(reported ? error_line : "Unknown exception thrown from worker thread.");
+    Console::fatal_exit(1);
+}
+
+}  // namespace trel

@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include "base/command_line/console_settings.h"
+#include "base/command_line/parameter_list.h"
+#include "base/version/version.h"
+#include "os/process.h"
+
+using namespace trel;
+using namespace trel::CommandLine;
+
+namespace {
+
+// Puts the process-wide settings back.
+class ConsoleSettingsTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        before_ = console_settings();
+        console_settings() = ConsoleSettings();
+    }
+    void TearDown() override { console_settings() = before_; }
+
+  private:
+    ConsoleSettings before_;
+};
+
+}  // namespace
+
+TEST(ParameterList, SplitsAtTheFirstColon) {
+    ParameterList list({"path:to/kalvor", "custom", "-o:C:/out", "x:", ":y"});
+    EXPECT_TRUE(list.has_more());
+    EXPECT_EQ(list.current(), ParameterList::Pair("custom", ""));
+    list.advance();
+    EXPECT_EQ(list.current(), ParameterList::Pair("-o", "C:/out"));
+    EXPECT_EQ(list.current_value(), "C:/out");
+    EXPECT_EQ(list.current_raw(), "-o:C:/out");
+    list.advance();
+    EXPECT_EQ(list.current(), ParameterList::Pair("x", ""));
+    list.advance();
+    EXPECT_EQ(list.current(), ParameterList::Pair("", "y"));
+    list.advance();
+    EXPECT_FALSE(list.has_more());
+    for (int i = 0; i < 4; i++) {
+        try {
+            if (i == 0) list.current();
+            if (i == 1) list.advance();
+            if (i == 2) list.current_value();
+            if (i == 3) list.current_raw();
+            ADD_FAILURE();
+        } catch (const CommandLineException& e) {
+            EXPECT_STREQ(e.what(), "Expected more parameters.");
+        }
+    }
+}
+
+TEST(ParameterList, WithoutWords) {
+    EXPECT_FALSE(ParameterList({"kalvor"}).has_more());
+    EXPECT_FALSE(ParameterList({}).has_more());
+    EXPECT_THROW(ParameterList({}).current(), std::exception);
+}
+
+TEST(ParseScaledInteger, Rule) {
+    EXPECT_EQ(parse_scaled_integer(""), 0);
+    EXPECT_EQ(parse_scaled_integer("0"), 0);
+    EXPECT_EQ(parse_scaled_integer("123"), 123);
+    EXPECT_EQ(parse_scaled_integer("-2"), -2);
+    EXPECT_EQ(parse_scaled_integer("10k"), 10000);
+    EXPECT_EQ(parse_scaled_integer("10K"), 10000);
+    EXPECT_EQ(parse_scaled_integer("25m"), 25000000);
+    EXPECT_EQ(parse_scaled_integer("25Mx9"), 25000000);
+    EXPECT_EQ(parse_scaled_integer("3b"), 3000000000);
+    EXPECT_EQ(parse_scaled_integer("3B"), 3000000000);
+    EXPECT_EQ(parse_scaled_integer("100t"), 100000000000000);
+    EXPECT_EQ(parse_scaled_integer("-1T"), -1000000000000);
+    EXPECT_EQ(parse_scaled_integer("12g"), 12);
+    EXPECT_EQ(parse_scaled_integer("1,000"), 1);
+    EXPECT_EQ(parse_scaled_integer("abc"), 0);
+    EXPECT_EQ(parse_scaled_integer("k"), 0);
+    EXPECT_EQ(parse_scaled_integer("-"), 0);
+    EXPECT_EQ(parse_scaled_integer("9223372036854775807"), 9223372036854775807);
+    EXPECT_EQ(parse_scaled_integer("99999999999999999999999999999999999999999999t"), 9223372036854775807);
+    EXPECT_EQ(parse_scaled_integer("-99999999999999999999"), -9223372036854775807);
+}
+
+TEST_F(ConsoleSettingsTest, OptionsComeBeforeTheActionWord) {
+    ParameterList list({"kalvor", "colors:0", "pause:-2", "priority:7", "PII:1", "skip-warnings", "height:50",
+                        "custom", "pause:5"});
+    consume_console_options(list);
+    EXPECT_EQ(list.current().first, "custom");
+    const ConsoleSettings& s = console_settings();
+    EXPECT_FALSE(s.colors_enabled);
+    EXPECT_EQ(s.exit_pause_level, -2);
+    EXPECT_FALSE(s.pause_before_fatal_exit);
+    EXPECT_EQ(s.process_priority, 7);
+    EXPECT_TRUE(s.include_pii);
+    EXPECT_TRUE(s.skip_warnings);
+}
+
+TEST_F(ConsoleSettingsTest, OnlyOptionsLeaveNothing) {
+    ParameterList list({"kalvor", "colors:1", "pause:-1"});
+    consume_console_options(list);
+    EXPECT_FALSE(list.has_more());
+    EXPECT_TRUE(console_settings().colors_enabled);
+    EXPECT_TRUE(console_settings().pause_before_fatal_exit);
+    EXPECT_EQ(console_option_table().size(), 6u);
+}
+
+TEST_F(ConsoleSettingsTest, PauseRule) {
+    ConsoleSettings s;
+    auto row = [&](i32 level, bool existing) {
+        s.exit_pause_level = level;
+        s.started_from_existing_console = existing;
+        return std::pair(pauses_at_exit(s, 0), pauses_at_exit(s, 1));
+    };
+    using Answer = std::pair<bool, bool>;  // after success, after failure
+    EXPECT_EQ(row(0, true), Answer(false, true));
+    EXPECT_EQ(row(0, false), Answer(true, true));
+    for (const bool existing : {false, true}) {
+        EXPECT_EQ(row(1, existing), Answer(true, true));
+        EXPECT_EQ(row(9, existing), Answer(true, true));
+        EXPECT_EQ(row(-1, existing), Answer(false, true));
+        EXPECT_EQ(row(-2, existing), Answer(false, false));
+        EXPECT_EQ(row(-9, existing), Answer(false, false));
+    }
+}
+
+TEST(DirectoryOf, KeepsTheSeparator) {
+    EXPECT_EQ(directory_of("/usr/bin/kalvor"), "/usr/bin/");
+    EXPECT_EQ(directory_of("C:\\k\\kalvor.exe"), "C:\\k\\");
+    EXPECT_EQ(directory_of("kalvor"), "");
+    const std::string path = os::executable_path().value_or("");
+    EXPECT_NE(path.find("test_base_command_line"), std::string::npos) << path;
+}
+
+TEST(ProcessPriority, Levels) {
+    EXPECT_EQ(os::nice_value_of_priority(-5), 19);
+    EXPECT_EQ(os::nice_value_of_priority(-2), 19);
+    EXPECT_EQ(os::nice_value_of_priority(-1), 10);
+    EXPECT_EQ(os::nice_value_of_priority(0), 0);
+    EXPECT_EQ(os::nice_value_of_priority(1), -5);
+    EXPECT_EQ(os::nice_value_of_priority(2), -10);
+    EXPECT_EQ(os::nice_value_of_priority(3), -20);
+    EXPECT_EQ(os::nice_value_of_priority(7), -20);
+}
+
+TEST(Version, Record) {
+    EXPECT_EQ(kVersion.text(), "0.7.8 Build 9507");
+    EXPECT_EQ(kVersion.tuning_label(), "Windows/18-CNL ~ Elvatt");
+}

@@ -1,0 +1,336 @@
+#include "base/errors/exceptions.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+
+#include "base/errors/fatal.h"
+#include "base/errors/one_shot_warning.h"
+#include "base/errors/registry.h"
+#include "support/capture_console.h"
+
+using namespace trel;
+
+namespace {
+
+constexpr u64 kM61 = (u64(1) << 61) - 1;
+
+std::string report(const Exception& e) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    e.print();
+    return console.text();
+}
+
+// One object of every class, with recognisable fields.
+std::vector<std::unique_ptr<Exception>> one_of_each() {
+    std::vector<std::unique_ptr<Exception>> all;
+    const std::string f = "A::b()", m = "message long enough to live on the heap", p = "dir/file";
+    all.push_back(std::make_unique<StringException>(f, m));
+    all.push_back(std::make_unique<InvalidParametersException>(f, m));
+    all.push_back(std::make_unique<InvalidTransformException>(f, m));
+    all.push_back(std::make_unique<TransformTooSmallException>(f, m));
+    all.push_back(std::make_unique<ConvolutionTooSmallException>(f, m, 100000, 200000));
+    all.push_back(std::make_unique<ParseException>(f, m));
+    all.push_back(std::make_unique<EndOfStreamException>(f, m));
+    all.push_back(std::make_unique<KeyNotFoundException>(f, m));
+    all.push_back(std::make_unique<ArithmeticException>(f, m));
+    all.push_back(std::make_unique<ExponentOverflowException>(f, m, -5000, 4000));
+    all.push_back(std::make_unique<LimitExceededException>(f, m, 7, 8000));
+    all.push_back(std::make_unique<AlgorithmFailedException>(f, m));
+    all.push_back(std::make_unique<ConvolutionFailedException>(f, m, 3, 4));
+    all.push_back(
+        std::make_unique<BSRModularCheckFailedException>(f, m, 1000, 2000, std::vector<u64>{5, kM61, 1234}));
+    all.push_back(std::make_unique<ResourceAcquisitionFailedException>(f, m));
+    all.push_back(std::make_unique<MemoryAllocationFailedException>(f, m, "malloc", u64(512) << 20));
+    all.push_back(std::make_unique<FarMemoryException>(f, m));
+    all.push_back(std::make_unique<UnsupportedValueException>(f, m));
+    all.push_back(std::make_unique<UnsupportedZeroException>(f, m));
+    all.push_back(std::make_unique<UnsupportedNegativeException>(f, m));
+    all.push_back(std::make_unique<StdException>(m));
+    all.push_back(std::make_unique<SystemException>(f, m, 1234));
+    all.push_back(std::make_unique<BufferTooSmallException>("", 1000, 2000));
+    all.push_back(std::make_unique<FarMemoryOutOfBoundsException>(f, 10000, 9000, 2000));
+    all.push_back(std::make_unique<FileIO::FileException>(f, m, p, 1234));
+    all.push_back(std::make_unique<DigitViewer2::InconsistentMetaData>(f, m, p, 0));
+    all.push_back(std::make_unique<DiskRaid0::Raid0Exception>(f, m, p, 0));
+    all.push_back(std::make_unique<R03::Raid03Exception>(f, m, p, 5));
+    return all;
+}
+
+}  // namespace
+
+TEST(ExceptionReport, Generic) {
+    EXPECT_EQ(report(StringException("A::b()", "It failed.")),
+              "{R}\n\nException Encountered: StringException\n\nIn Function: A::b()\n\nIt failed.\n\n\n{w}");
+    EXPECT_EQ(report(ParseException("", "It failed.")),
+              "{R}\n\nException Encountered: ParseException\n\nIt failed.\n\n\n{w}");
+    EXPECT_EQ(report(ConvolutionFailedException("f()", "m", 1, 2)),
+              "{R}\n\nException Encountered: ConvolutionFailedException\n\nIn Function: f()\n\nm\n\n\n{w}");
+    EXPECT_EQ(report(StdException("bad_alloc")),
+              "{R}\n\nException Encountered: StdException\n\nbad_alloc\n\n\n{w}");
+}
+
+TEST(ExceptionReport, Limit) {
+    EXPECT_EQ(report(LimitExceededException("f()", "Too many.", 1000, 2000000)),
+              "{R}\n\nException Encountered: LimitExceededException\n\n"
+              "Limit Exceeded:\n"
+              "    Function:       f()\n"
+              "Too many.\n"
+              "\n"
+              "    Limit:          1,000\n"
+              "    Attempted:      2,000,000\n"
+              "\n\n{w}");
+    EXPECT_EQ(report(LimitExceededException("", "", 0, 5)),
+              "{R}\n\nException Encountered: LimitExceededException\n\n"
+              "Limit Exceeded:\n\n"
+              "    Limit: Unknown\n"
+              "    Attempted:      5\n"
+              "\n\n{w}");
+}
+
+TEST(ExceptionReport, ExponentConvolutionBufferBounds) {
+    EXPECT_EQ(report(ExponentOverflowException("f()", "not shown", -1234567, 1000)),
+              "{R}\n\nException Encountered: ExponentOverflowException\n\n"
+              "Floating-point exponent has exceeded internal limit:\n"
+              "    Function:       f()\n"
+              "    Value:          -1,234,567\n"
+              "    Limit:          1,000\n"
+              "\n\n{w}");
+    EXPECT_EQ(report(ConvolutionTooSmallException("f()", "m", 1000, 2000)),
+              "{R}\n\nException Encountered: ConvolutionTooSmallException\n\n"
+              "In Function: f()\n\n"
+              "Limit Exceeded:\n"
+              "    Message:            m\n"
+              "    Convolution Size:   1,000\n"
+              "    Requested Size:     2,000\n"
+              "\n\n{w}");
+    EXPECT_EQ(report(ConvolutionTooSmallException("", "", 0, 0)),
+              "{R}\n\nException Encountered: ConvolutionTooSmallException\n\nLimit Exceeded:\n\n\n{w}");
+    EXPECT_EQ(report(BufferTooSmallException("f()", 1000, 2000)),
+              "{R}\n\nException Encountered: BufferTooSmallException\n\n"
+              "Buffer is too small:\n"
+              "    Function:       f()\n"
+              "    Buffer Size:    1,000\n"
+              "    Required Size:  2,000\n"
+              "\n\n{w}");
+    EXPECT_EQ(report(FarMemoryOutOfBoundsException("f()", 1, 2, 3000)),
+              "{R}\n\nException Encountered: FarMemoryOutOfBoundsException\n\n"
+              "Out-of-Bounds Access on FarMemory object:\n"
+              "    Function:       f()\n"
+              "    Object Size:    1\n"
+              "    Access Offset:  2\n"
+              "    Access Length:  3,000\n"
+              "\n\n{w}");
+}
+
+TEST(ExceptionReport, SystemFileAndRaid) {
+    EXPECT_EQ(report(SystemException("f()", "m", 12345)),
+              "{R}\n\nSystem Exception Encountered: SystemException\n\n"
+              "In Function:        f()\n"
+              "Error Code:         12345\n"
+              "\nm\n\n\n{w}");
+    EXPECT_EQ(report(FileIO::FileException("f()", "m", "a/b", 2)),
+              "{R}\n\nException Encountered: FileException\n\n"
+              "In Function:        f()\n"
+              "Error Code:         2\n"
+              "Path:   a/b\n"
+              "\nm\n\n\n{w}");
+    EXPECT_EQ(report(DigitViewer2::InconsistentMetaData("", "m", "a/b")),
+              "{R}\n\nException Encountered: InconsistentMetaData\n\nPath:   a/b\n\nm\n\n\n{w}");
+    EXPECT_EQ(report(DiskRaid0::Raid0Exception("f()", "m", "a/b")),
+              "{R}\n\nRaid03 Exception Encountered: Raid0Exception\n\n"
+              "In Function:        f()\n"
+              "Error Code:         0\n"
+              "Path:               a/b\n"
+              "\nm\n\n\n{w}");
+    EXPECT_EQ(report(R03::Raid03Exception("", "m", "a/b", 28)),
+              "{R}\n\nRaid03 Exception Encountered: Raid03Exception\n\n"
+              "Error Code:         28\n"
+              "Path:               a/b\n"
+              "\nm\n\n\n{w}");
+}
+
+TEST(ExceptionReport, AllocationAndModular) {
+    EXPECT_EQ(report(MemoryAllocationFailedException("f()", "m", "malloc", u64(512) << 20)),
+              "{R}\n\nException Encountered: MemoryAllocationFailedException\n\n"
+              "In Function: f()\n\n"
+              "{w}Allocation Type:    {Y}malloc{w}\n"
+              "{w}Allocation Size:    {Y} 512 MiB{w}\n"
+              "\n\n{w}");
+    EXPECT_EQ(report(BSRModularCheckFailedException("f()", "m", 1000, 2000, {5, kM61, kM61 - 1})),
+              "{R}\n\nException Encountered: BSRModularCheckFailedException\n\n"
+              "In Function: f()\n\nm\n\n"
+              "    a =             1,000\n"
+              "    b =             2,000\n"
+              "    hash[0] = 5\n"
+              "    hash[1] = 0\n"
+              "    hash[2] = 2305843009213693950\n"
+              "\n\n{w}");
+}
+
+TEST(ExceptionFamily, EveryClassIsRegisteredAndRoundTrips) {
+    const auto all = one_of_each();
+    EXPECT_EQ(registered_exception_types().size(), all.size());
+    for (const auto& e : all) {
+        std::vector<u8> bytes;
+        e->serialize(bytes);
+        const size_t size = bytes.size();
+        bytes.push_back(0xee);  // what follows must not be touched
+        const u8* cursor = bytes.data();
+        const std::unique_ptr<Exception> copy = deserialize_exception(e->get_typename(), cursor);
+        EXPECT_EQ(cursor, bytes.data() + size) << e->get_typename();
+        EXPECT_STREQ(copy->get_typename(), e->get_typename());
+        EXPECT_EQ(report(*copy), report(*e));
+        std::vector<u8> again;
+        copy->serialize(again);
+        bytes.pop_back();
+        EXPECT_EQ(again, bytes) << e->get_typename();
+    }
+    const u8* cursor = nullptr;
+    EXPECT_THROW(deserialize_exception("NoSuchException", cursor), InvalidParametersException);
+}
+
+TEST(ExceptionFamily, SerializedBytes) {
+    std::vector<u8> bytes;
+    BufferTooSmallException("A function", 0x0102, 3).serialize(bytes);
+    EXPECT_EQ(bytes, (std::vector<u8>{2, 1, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0}));
+    bytes.clear();
+    SystemException("f", "mn", 0x01020304).serialize(bytes);
+    EXPECT_EQ(bytes,
+              (std::vector<u8>{1, 0, 0, 0, 0, 0, 0, 0, 'f', 2, 0, 0, 0, 0, 0, 0, 0, 'm', 'n', 4, 3, 2, 1}));
+    bytes.clear();
+    ExponentOverflowException("", "", -2, 1).serialize(bytes);
+    ASSERT_EQ(bytes.size(), 32u);
+    EXPECT_EQ(bytes[16], 0xfe);
+    EXPECT_EQ(bytes[23], 0xff);
+}
+
+TEST(ExceptionFamily, CloneTakesTheStringsAndFireKeepsTheType) {
+    for (const auto& e : one_of_each()) {
+        const std::string before = report(*e);
+        const std::unique_ptr<Exception> moved = e->clone();
+        EXPECT_EQ(report(*moved), before);
+        bool caught = false;
+        try {
+            const Exception& base = *moved;
+            base.fire();
+        } catch (const Exception& thrown) {
+            caught = true;
+            EXPECT_STREQ(thrown.get_typename(), moved->get_typename());
+            EXPECT_EQ(typeid(thrown), typeid(*moved));
+            EXPECT_EQ(report(thrown), before);
+        }
+        EXPECT_TRUE(caught);
+        EXPECT_EQ(report(*moved), before);  // a copy was thrown
+    }
+    StringException source("A::b()", "m");
+    const auto copy = source.clone();
+    EXPECT_EQ(source.function, "");
+    EXPECT_EQ(source.message, "");
+    EXPECT_EQ(static_cast<StringException&>(*copy).message, "m");
+    BSRModularCheckFailedException modular("f", "m", 1, 2, {3});
+    modular.clone();
+    EXPECT_EQ(modular.message, "");
+    EXPECT_EQ(modular.hashes, std::vector<u64>{3});
+}
+
+TEST(ExceptionFamily, HandlersOfABaseCatchWhatIsBelow) {
+    const KeyNotFoundException missing("f", "m");
+    EXPECT_THROW(missing.fire(), ParseException);
+    EXPECT_THROW(missing.fire(), StringException);
+    EXPECT_THROW(ConvolutionTooSmallException("f", "m", 1, 2).fire(), InvalidParametersException);
+    EXPECT_THROW(ConvolutionTooSmallException("f", "m", 1, 2).fire(), InvalidTransformException);
+    EXPECT_THROW(DigitViewer2::InconsistentMetaData("f", "m", "p").fire(), FileIO::FileException);
+    const FileIO::FileException file("f", "m", "p");
+    const Exception& base = file;
+    EXPECT_THROW(base.fire(), FileIO::FileException);
+    try {
+        DiskRaid0::Raid0Exception("f", "m", "p").fire();
+    } catch (const FileIO::FileException&) {
+        ADD_FAILURE() << "a far-memory exception is no file exception";
+    } catch (const Exception&) {
+    }
+}
+
+// Printed to the standard error through a sink of its own, where a death test can see it.
+namespace {
+class ErrorSink final : public Console::Sink {
+  public:
+    void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
+    void set_color(Console::ColorLetter) override {}
+    bool is_terminal() const override { return false; }
+};
+void to_stderr() {
+    Console::set_sink(new ErrorSink);
+}
+}  // namespace
+
+TEST(FatalPaths, DuplicateRegistration) {
+    EXPECT_EXIT(
+        {
+            to_stderr();
+            register_exception_type("StringException", nullptr);
+        },
+        testing::ExitedWithCode(1), "\nDuplicate Exception Type\nPress any key to continue");
+}
+
+TEST(FatalPaths, AssertionFailure) {
+    EXPECT_EXIT(
+        {
+            to_stderr();
+            assertion_failure(kInvalidParameters, "A::b()", "n = 5");
+        },
+        testing::KilledBySignal(SIGABRT),
+        "\n\nFATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   A::b\\(\\)\n\nn = 5\n\n\n"
+        "If this error shows up consistantly with the current options,\nplease report it as a bug.\n\n"
+        "If this error comes and goes with the current options,\nplease check your hardware for reliability "
+        "issues.\nAre you overclocking\\?\n\nTerminating Program...\nPress any key");
+}
+
+TEST(FatalPaths, ThreadEdges) {
+    auto die_of = [](const std::function<void()>& thrower) {
+        to_stderr();
+        Console::set_pause_before_fatal_exit(false);
+        try {
+            thrower();
+        } catch (...) {
+            fatal_thread_exception(kChildThreadFailed);
+        }
+    };
+    EXPECT_EXIT(die_of([] { throw StringException("f()", "broken"); }), testing::ExitedWithCode(1),
+                "In Function: f\\(\\)\n\nbroken\n\n\n\nFATAL ERROR: Unhandled exception in child thread.\n");
+    EXPECT_EXIT(die_of([] { throw std::runtime_error("std text"); }), testing::ExitedWithCode(1),
+                "Uncaught std exception: std text\n\nFATAL ERROR: Unhandled exception in child thread.\n");
+    EXPECT_EXIT(die_of([] { throw 5; }), testing::ExitedWithCode(1),
+                "\nUnknown exception thrown from worker thread.\n");
+}
+
+TEST(FatalPaths, ReportOfStandardExceptionsIsRed) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    try {
+        throw std::runtime_error("what");
+    } catch (...) {
+        EXPECT_TRUE(report_current_exception());
+    }
+    EXPECT_EQ(console.take(), "{R}Uncaught std exception: what\n{w}");
+    try {
+        throw 5;
+    } catch (...) {
+        EXPECT_FALSE(report_current_exception());
+    }
+    EXPECT_EQ(console.take(), "");
+}
+
+TEST(OneShotWarning, IsPrintedOnce) {
+    CaptureConsole console;
+    OneShotWarning warning;
+    EXPECT_TRUE(warning.raise("Large checkpoint."));
+    EXPECT_EQ(console.take(),
+              "\nWarning: Large checkpoint.\nFurther messages for this warning will be suppressed.\n");
+    EXPECT_FALSE(warning.raise("Large checkpoint."));
+    EXPECT_EQ(console.take(), "");
+    OneShotWarning other("Further messages of this message will be suppressed.");
+    EXPECT_TRUE(other.raise("x"));
+    EXPECT_EQ(console.take(), "\nWarning: x\nFurther messages of this message will be suppressed.\n");
+}

@@ -1,0 +1,43 @@
+#include "base/simd/isa.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace trel;
+
+namespace {
+const std::vector<Isa> kBoth = {Isa::avx2, Isa::avx512};
+const std::vector<Isa> kOne = {Isa::avx2};
+}  // namespace
+
+TEST(ChooseIsa, HighestUnlessNamed) {
+    EXPECT_EQ(choose_isa(std::nullopt, kBoth).isa, Isa::avx512);
+    EXPECT_EQ(choose_isa("", kBoth).isa, Isa::avx512);
+    EXPECT_EQ(choose_isa(std::nullopt, kOne).isa, Isa::avx2);
+    EXPECT_EQ(choose_isa(std::nullopt, {}).isa, Isa::avx2);
+    EXPECT_EQ(choose_isa("avx2", kBoth).isa, Isa::avx2);
+    EXPECT_EQ(choose_isa("avx512", kBoth).isa, Isa::avx512);
+}
+
+TEST(ChooseIsa, RefusalsNameTheValueAndWhatIsAccepted) {
+    const IsaChoice unknown = choose_isa("sse9", kBoth);
+    EXPECT_FALSE(unknown.isa);
+    EXPECT_EQ(unknown.error,
+              "KALVOR_ISA: \"sse9\" is not an instruction-set level. Accepted here: \"avx2\", \"avx512\".");
+    const IsaChoice missing = choose_isa("avx512", kOne);
+    EXPECT_FALSE(missing.isa);
+    EXPECT_EQ(missing.error,
+              "KALVOR_ISA: \"avx512\" is not available on this machine. Accepted here: \"avx2\".");
+    EXPECT_FALSE(choose_isa("AVX2", kBoth).isa);
+    EXPECT_FALSE(choose_isa("avx2 ", kBoth).isa);
+}
+
+TEST(ActiveIsa, IsOneOfTheAvailable) {
+    const char* forced = std::getenv("KALVOR_ISA");
+    if (forced && *forced) {
+        EXPECT_STREQ(isa_name(active_isa()), forced);
+    } else if (!available_isas().empty()) {
+        EXPECT_EQ(active_isa(), available_isas().back());
+    }
+}

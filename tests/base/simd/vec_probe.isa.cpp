@@ -1,0 +1,180 @@
+#include "base/simd/vec_probe.h"
+
+#include "base/simd/vec.h"
+
+namespace trel::TREL_ISA {
+namespace {
+
+#define F64_OP(op, expression)                                               \
+    {                                                                        \
+        op, [](double* r, const double* p, [[maybe_unused]] const double* q, \
+               [[maybe_unused]] const double* s) {                           \
+            const F64x8 a = loadu(p);                                        \
+            [[maybe_unused]] const F64x8 b = loadu(q);                       \
+            [[maybe_unused]] const F64x8 c = loadu(s);                       \
+            storeu(r, expression);                                           \
+        }                                                                    \
+    }
+#define U64_OP(op, expression)                                        \
+    {                                                                 \
+        op, [](u64* r, const u64* p, [[maybe_unused]] const u64* q) { \
+            const U64x8 a = loadu(p);                                 \
+            [[maybe_unused]] const U64x8 b = loadu(q);                \
+            storeu(r, expression);                                    \
+        }                                                             \
+    }
+#define MASK_OP(op, expression)              \
+    {                                        \
+        op, [](const u64* p, const u64* q) { \
+            const U64x8 a = loadu(p);        \
+            const U64x8 b = loadu(q);        \
+            return bits_of_mask(expression); \
+        }                                    \
+    }
+
+constexpr VecProbe::F64 kF64[] = {
+    F64_OP("add", add(a, b)),
+    F64_OP("sub", sub(a, b)),
+    F64_OP("mul", mul(a, b)),
+    F64_OP("div", div(a, b)),
+    F64_OP("fma", fma(a, b, c)),
+    F64_OP("fms", fms(a, b, c)),
+    F64_OP("fnma", fnma(a, b, c)),
+    F64_OP("min", min(a, b)),
+    F64_OP("max", max(a, b)),
+    F64_OP("round", round(a)),
+    F64_OP("floor", floor(a)),
+    F64_OP("neg", neg(a)),
+    F64_OP("abs", abs(a)),
+    F64_OP("plus", a + b),
+    F64_OP("minus", a - b),
+    F64_OP("times", a* b),
+    F64_OP("zero", add(zero_f64(), mul(a, zero_f64()))),
+    F64_OP("broadcast", add(a, broadcast(1.5))),
+    F64_OP("set", add(a, set(1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0))),
+    F64_OP("reverse", reverse(a)),
+    F64_OP("swap_pairs", swap_pairs(a)),
+    F64_OP("dup_even", dup_even(a)),
+    F64_OP("dup_odd", dup_odd(a)),
+    F64_OP("unpack_even", unpack_even(a, b)),
+    F64_OP("unpack_odd", unpack_odd(a, b)),
+};
+constexpr VecProbe::U64 kU64[] = {
+    U64_OP("add", add(a, b)),
+    U64_OP("sub", sub(a, b)),
+    U64_OP("plus", a + b),
+    U64_OP("minus", a - b),
+    U64_OP("mul_lo", mul_lo(a, b)),
+    U64_OP("mul_32", mul_32(a, b)),
+    U64_OP("bit_and", bit_and(a, b)),
+    U64_OP("bit_or", bit_or(a, b)),
+    U64_OP("bit_xor", bit_xor(a, b)),
+    U64_OP("and_not", and_not(a, b)),
+    U64_OP("shift_left", shift_left(a, b)),
+    U64_OP("shift_right", shift_right(a, b)),
+    U64_OP("min", min(a, b)),
+    U64_OP("max", max(a, b)),
+    U64_OP("zero", add(zero_u64(), a)),
+    U64_OP("broadcast", add(a, broadcast(u64(5)))),
+    U64_OP("set", add(a, set(u64(1), 2, 3, 4, 5, 6, 7, 8))),
+    U64_OP("reverse", reverse(a)),
+    U64_OP("unpack_even", unpack_even(a, b)),
+    U64_OP("unpack_odd", unpack_odd(a, b)),
+};
+constexpr VecProbe::Mask kMask[] = {
+    MASK_OP("equal", equal(a, b)),
+    MASK_OP("less", less(a, b)),
+    MASK_OP("greater", greater(a, b)),
+};
+
+void permute_index(double* r, u64* s, const double* a, const u64* b, const u64* index) {
+    storeu(r, permute(loadu(a), loadu(index)));
+    storeu(s, permute(loadu(b), loadu(index)));
+}
+
+void permute_fixed(double* r, u64* s, const double* a, const u64* b) {
+    storeu(r, permute<5, 0, 7, 2, 1, 4, 3, 6>(loadu(a)));
+    storeu(s, permute<5, 0, 7, 2, 1, 4, 3, 6>(loadu(b)));
+}
+
+void transpose_f64(double* matrix) {
+    F64x8 r[8];
+    for (int i = 0; i < 8; i++) r[i] = loadu(matrix + 8 * i);
+    transpose8x8(r);
+    for (int i = 0; i < 8; i++) storeu(matrix + 8 * i, r[i]);
+}
+
+void transpose_u64(u64* matrix) {
+    U64x8 r[8];
+    for (int i = 0; i < 8; i++) r[i] = loadu(matrix + 8 * i);
+    transpose8x8(r);
+    for (int i = 0; i < 8; i++) storeu(matrix + 8 * i, r[i]);
+}
+
+void aligned_copy_f64(double* r, const double* a, bool past_caches) {
+    const F64x8 v = load(a);
+    if (past_caches) {
+        stream(r, v);
+        _mm_sfence();
+    } else {
+        store(r, v);
+    }
+}
+
+void aligned_copy_u64(u64* r, const u64* a, bool past_caches) {
+    const U64x8 v = load(a);
+    if (past_caches) {
+        stream(r, v);
+        _mm_sfence();
+    } else {
+        store(r, v);
+    }
+}
+
+}  // namespace
+
+constinit const VecProbe vec_probe{
+    kF64,
+    sizeof kF64 / sizeof *kF64,
+    kU64,
+    sizeof kU64 / sizeof *kU64,
+    kMask,
+    sizeof kMask / sizeof *kMask,
+    [](const double* a, const double* b) { return bits_of_mask(less(loadu(a), loadu(b))); },
+    [](const double* a, const double* b) { return bits_of_mask(greater(loadu(a), loadu(b))); },
+    [](unsigned n) { return bits_of_mask(first_lanes(n)); },
+    [](unsigned bits) { return bits_of_mask(mask_of_bits(bits)); },
+    [](double* r, unsigned bits, const double* a, const double* b) {
+        storeu(r, select(mask_of_bits(bits), loadu(a), loadu(b)));
+    },
+    [](u64* r, unsigned bits, const u64* a, const u64* b) {
+        storeu(r, select(mask_of_bits(bits), loadu(a), loadu(b)));
+    },
+    [](u64* r, unsigned bits, const u64* a, const u64* b) {
+        storeu(r, add_masked(mask_of_bits(bits), loadu(a), loadu(b)));
+    },
+    [](u64* r, unsigned bits, const u64* a, const u64* b) {
+        storeu(r, sub_masked(mask_of_bits(bits), loadu(a), loadu(b)));
+    },
+    [](double* r, unsigned bits, const double* a) {
+        store_masked(r, mask_of_bits(bits), load_masked(a, mask_of_bits(bits)));
+    },
+    [](u64* r, unsigned bits, const u64* a) {
+        store_masked(r, mask_of_bits(bits), load_masked(a, mask_of_bits(bits)));
+    },
+    [](double* r, unsigned bits, const double* a) { storeu(r, load_masked(a, mask_of_bits(bits))); },
+    [](u64* r, unsigned bits, const u64* a) { storeu(r, load_masked(a, mask_of_bits(bits))); },
+    aligned_copy_f64,
+    aligned_copy_u64,
+    [](u64* r, const u64* a, unsigned n) { storeu(r, shift_left(loadu(a), n)); },
+    [](u64* r, const u64* a, unsigned n) { storeu(r, shift_right(loadu(a), n)); },
+    [](double* r, const u64* a) { storeu(r, f64_of_52(loadu(a))); },
+    [](u64* r, const double* a) { storeu(r, u52_of_f64(loadu(a))); },
+    [](u64* r, const double* a) { storeu(r, i64_of_f64(loadu(a))); },
+    permute_index,
+    permute_fixed,
+    transpose_f64,
+    transpose_u64,
+};
+
+}  // namespace trel::TREL_ISA

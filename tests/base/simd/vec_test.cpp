@@ -1,0 +1,275 @@
+// The vector types against scalar code, lane by lane, on every level that this machine has.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <random>
+
+#include "base/simd/isa.h"
+#include "base/simd/vec_probe.h"
+
+using namespace trel;
+
+namespace {
+
+class VecTest : public testing::TestWithParam<Isa> {
+  protected:
+    const VecProbe& vec() const { return GetParam() == Isa::avx512 ? avx512::vec_probe : avx2::vec_probe; }
+
+    u64 word() {
+        // Edge words now and then.
+        const u64 edges[] = {
+            0, 1, u64(1) << 63, ~u64(0), (u64(1) << 63) - 1, (u64(1) << 32) - 1, u64(1) << 32, 63, 64};
+        const u64 r = random_();
+        return r % 4 == 0 ? edges[r / 4 % 9] : random_();
+    }
+    double number() {
+        const double edges[] = {0.0, -0.0, 0.5, -0.5, 1.5, 2.5, -2.5, 1e300, -1e-300, 4503599627370495.5};
+        const u64 r = random_();
+        if (r % 4 == 0) return edges[r / 4 % 10];
+        return std::ldexp(static_cast<double>(static_cast<i64>(random_())), static_cast<int>(r % 80) - 90);
+    }
+    void fill(u64 (&a)[8]) {
+        for (u64& x : a) x = word();
+    }
+    void fill(double (&a)[8]) {
+        for (double& x : a) x = number();
+    }
+    std::mt19937_64 random_{20240611};
+};
+
+bool same(double a, double b) {
+    return std::memcmp(&a, &b, 8) == 0 || (std::isnan(a) && std::isnan(b));
+}
+
+}  // namespace
+
+TEST_P(VecTest, Doubles) {
+    using Lane = std::function<double(const double*, const double*, const double*, int)>;
+    auto lanewise = [](double (*f)(double, double, double)) {
+        return Lane(
+            [f](const double* a, const double* b, const double* c, int i) { return f(a[i], b[i], c[i]); });
+    };
+    const std::map<std::string, Lane> reference = {
+        {"add", lanewise([](double a, double b, double) { return a + b; })},
+        {"sub", lanewise([](double a, double b, double) { return a - b; })},
+        {"mul", lanewise([](double a, double b, double) { return a * b; })},
+        {"div", lanewise([](double a, double b, double) { return a / b; })},
+        {"fma", lanewise([](double a, double b, double c) { return std::fma(a, b, c); })},
+        {"fms", lanewise([](double a, double b, double c) { return std::fma(a, b, -c); })},
+        {"fnma", lanewise([](double a, double b, double c) { return std::fma(-a, b, c); })},
+        {"min", lanewise([](double a, double b, double) { return a < b ? a : b; })},
+        {"max", lanewise([](double a, double b, double) { return a > b ? a : b; })},
+        {"round", lanewise([](double a, double, double) { return std::nearbyint(a); })},
+        {"floor", lanewise([](double a, double, double) { return std::floor(a); })},
+        {"neg", lanewise([](double a, double, double) { return -a; })},
+        {"abs", lanewise([](double a, double, double) { return std::fabs(a); })},
+        {"plus", lanewise([](double a, double b, double) { return a + b; })},
+        {"minus", lanewise([](double a, double b, double) { return a - b; })},
+        {"times", lanewise([](double a, double b, double) { return a * b; })},
+        {"zero", lanewise([](double a, double, double) { return 0.0 + a * 0.0; })},
+        {"broadcast", lanewise([](double a, double, double) { return a + 1.5; })},
+        {"set", [](const double* a, const double*, const double*, int i) { return a[i] + (i + 1); }},
+        {"reverse", [](const double* a, const double*, const double*, int i) { return a[7 - i]; }},
+        {"swap_pairs", [](const double* a, const double*, const double*, int i) { return a[i ^ 1]; }},
+        {"dup_even", [](const double* a, const double*, const double*, int i) { return a[i & ~1]; }},
+        {"dup_odd", [](const double* a, const double*, const double*, int i) { return a[i | 1]; }},
+        {"unpack_even",
+         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i & ~1]; }},
+        {"unpack_odd",
+         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i | 1]; }},
+    };
+    ASSERT_EQ(static_cast<size_t>(vec().n_f64), reference.size());
+    for (int k = 0; k < vec().n_f64; k++) {
+        const VecProbe::F64& op = vec().f64[k];
+        const Lane& lane = reference.at(op.name);
+        for (int run = 0; run < 500; run++) {
+            double a[8], b[8], c[8], r[8];
+            fill(a);
+            fill(b);
+            fill(c);
+            op.run(r, a, b, c);
+            for (int i = 0; i < 8; i++) {
+                const double want = lane(a, b, c, i);
+                ASSERT_TRUE(same(r[i], want)) << op.name << " lane " << i << ": " << a[i] << " " << b[i]
+                                              << " " << c[i] << " -> " << r[i];
+            }
+        }
+    }
+}
+
+TEST_P(VecTest, Words) {
+    using Lane = std::function<u64(const u64*, const u64*, int)>;
+    auto lanewise = [](u64 (*f)(u64, u64)) {
+        return Lane([f](const u64* a, const u64* b, int i) { return f(a[i], b[i]); });
+    };
+    const std::map<std::string, Lane> reference = {
+        {"add", lanewise([](u64 a, u64 b) { return a + b; })},
+        {"sub", lanewise([](u64 a, u64 b) { return a - b; })},
+        {"plus", lanewise([](u64 a, u64 b) { return a + b; })},
+        {"minus", lanewise([](u64 a, u64 b) { return a - b; })},
+        {"mul_lo", lanewise([](u64 a, u64 b) { return a * b; })},
+        {"mul_32", lanewise([](u64 a, u64 b) { return u64(u32(a)) * u32(b); })},
+        {"bit_and", lanewise([](u64 a, u64 b) { return a & b; })},
+        {"bit_or", lanewise([](u64 a, u64 b) { return a | b; })},
+        {"bit_xor", lanewise([](u64 a, u64 b) { return a ^ b; })},
+        {"and_not", lanewise([](u64 a, u64 b) { return a & ~b; })},
+        {"shift_left", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a << b; })},
+        {"shift_right", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a >> b; })},
+        {"min", lanewise([](u64 a, u64 b) { return a < b ? a : b; })},
+        {"max", lanewise([](u64 a, u64 b) { return a > b ? a : b; })},
+        {"zero", lanewise([](u64 a, u64) { return a; })},
+        {"broadcast", lanewise([](u64 a, u64) { return a + 5; })},
+        {"set", [](const u64* a, const u64*, int i) { return a[i] + static_cast<u64>(i + 1); }},
+        {"reverse", [](const u64* a, const u64*, int i) { return a[7 - i]; }},
+        {"unpack_even", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i & ~1]; }},
+        {"unpack_odd", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i | 1]; }},
+    };
+    ASSERT_EQ(static_cast<size_t>(vec().n_words), reference.size());
+    for (int k = 0; k < vec().n_words; k++) {
+        const VecProbe::U64& op = vec().words[k];
+        const Lane& lane = reference.at(op.name);
+        for (int run = 0; run < 500; run++) {
+            u64 a[8], b[8], r[8];
+            fill(a);
+            fill(b);
+            op.run(r, a, b);
+            for (int i = 0; i < 8; i++) {
+                ASSERT_EQ(r[i], lane(a, b, i)) << op.name << " lane " << i << ": " << a[i] << " " << b[i];
+            }
+        }
+    }
+    u64 a[8], r[8];
+    for (const unsigned n : {0u, 1u, 31u, 32u, 63u, 64u, 100u}) {
+        fill(a);
+        vec().shift_left(r, a, n);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], n > 63 ? 0 : a[i] << n);
+        vec().shift_right(r, a, n);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], n > 63 ? 0 : a[i] >> n);
+    }
+}
+
+TEST_P(VecTest, Masks) {
+    ASSERT_EQ(vec().n_masks, 3);
+    for (int run = 0; run < 2000; run++) {
+        u64 a[8], b[8];
+        double x[8], y[8];
+        fill(a);
+        fill(b);
+        fill(x);
+        fill(y);
+        if (run % 2) std::memcpy(b, a, 24);
+        if (run % 3) std::memcpy(y, x, 24);
+        unsigned equal = 0, less = 0, greater = 0, less_f64 = 0, greater_f64 = 0;
+        for (int i = 0; i < 8; i++) {
+            equal |= unsigned(a[i] == b[i]) << i;
+            less |= unsigned(a[i] < b[i]) << i;
+            greater |= unsigned(a[i] > b[i]) << i;
+            less_f64 |= unsigned(x[i] < y[i]) << i;
+            greater_f64 |= unsigned(x[i] > y[i]) << i;
+        }
+        ASSERT_EQ(vec().masks[0].run(a, b), equal);
+        ASSERT_EQ(vec().masks[1].run(a, b), less);
+        ASSERT_EQ(vec().masks[2].run(a, b), greater);
+        ASSERT_EQ(vec().less_f64(x, y), less_f64);
+        ASSERT_EQ(vec().greater_f64(x, y), greater_f64);
+    }
+    for (unsigned n = 0; n <= 8; n++) EXPECT_EQ(vec().first_lanes(n), (1u << n) - 1);
+}
+
+TEST_P(VecTest, MaskedOperations) {
+    for (unsigned bits = 0; bits < 256; bits++) {
+        ASSERT_EQ(vec().mask_bits(bits), bits);
+        u64 a[8], b[8], r[8];
+        double x[8], y[8], s[8];
+        fill(a);
+        fill(b);
+        fill(x);
+        fill(y);
+        auto on = [&](int i) { return (bits >> i & 1) != 0; };
+        vec().select_u64(r, bits, a, b);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? b[i] : a[i]);
+        vec().select_f64(s, bits, x, y);
+        for (int i = 0; i < 8; i++) ASSERT_TRUE(same(s[i], on(i) ? y[i] : x[i]));
+        vec().add_masked(r, bits, a, b);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] + b[i] : a[i]);
+        vec().sub_masked(r, bits, a, b);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] - b[i] : a[i]);
+        std::memcpy(r, b, sizeof r);
+        vec().copy_masked_u64(r, bits, a);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] : b[i]);
+        std::memcpy(s, y, sizeof s);
+        vec().copy_masked_f64(s, bits, x);
+        for (int i = 0; i < 8; i++) ASSERT_TRUE(same(s[i], on(i) ? x[i] : y[i]));
+        vec().load_masked_u64(r, bits, a);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] : 0);
+        vec().load_masked_f64(s, bits, x);
+        for (int i = 0; i < 8; i++) ASSERT_TRUE(same(s[i], on(i) ? x[i] : 0.0));
+    }
+}
+
+TEST_P(VecTest, Conversions) {
+    for (int run = 0; run < 2000; run++) {
+        u64 a[8], r[8];
+        double x[8], s[8];
+        for (int i = 0; i < 8; i++) a[i] = run == 0 ? (u64(1) << 52) - 1 : random_() >> (12 + random_() % 50);
+        vec().f64_of_52(s, a);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(s[i], static_cast<double>(a[i]));
+        vec().u52_of_f64(r, s);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], a[i]);
+        for (int i = 0; i < 8; i++) {
+            const double half = static_cast<double>(random_() >> 14) / 2;
+            x[i] = random_() & 1 ? half : -half;
+        }
+        vec().i64_of_f64(r, x);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(static_cast<i64>(r[i]), static_cast<i64>(std::nearbyint(x[i])));
+    }
+}
+
+TEST_P(VecTest, LanesAndTransposes) {
+    alignas(64) u64 a[8], r[8];
+    alignas(64) double x[8], s[8];
+    for (int run = 0; run < 500; run++) {
+        fill(a);
+        fill(x);
+        u64 index[8];
+        for (u64& i : index) i = random_();  // only the low three bits count
+        vec().permute_index(s, r, x, a, index);
+        for (int i = 0; i < 8; i++) {
+            ASSERT_EQ(r[i], a[index[i] % 8]);
+            ASSERT_TRUE(same(s[i], x[index[i] % 8]));
+        }
+        vec().permute_fixed(s, r, x, a);
+        const int order[8] = {5, 0, 7, 2, 1, 4, 3, 6};
+        for (int i = 0; i < 8; i++) {
+            ASSERT_EQ(r[i], a[order[i]]);
+            ASSERT_TRUE(same(s[i], x[order[i]]));
+        }
+        for (const bool stream : {false, true}) {
+            vec().aligned_copy_u64(r, a, stream);
+            vec().aligned_copy_f64(s, x, stream);
+            ASSERT_EQ(std::memcmp(r, a, sizeof r), 0);
+            ASSERT_EQ(std::memcmp(s, x, sizeof s), 0);
+        }
+    }
+    double m[64];
+    u64 w[64];
+    for (int i = 0; i < 64; i++) {
+        m[i] = i;
+        w[i] = static_cast<u64>(i) << 40;
+    }
+    vec().transpose_f64(m);
+    vec().transpose_u64(w);
+    for (int i = 0; i < 8; i++) {
+        for (int j = 0; j < 8; j++) {
+            EXPECT_EQ(m[8 * i + j], 8 * j + i);
+            EXPECT_EQ(w[8 * i + j], static_cast<u64>(8 * j + i) << 40);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, VecTest, testing::ValuesIn(available_isas()),
+                         [](const auto& info) { return std::string(isa_name(info.param)); });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(VecTest);
