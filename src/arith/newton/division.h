@@ -28,7 +28,7 @@ struct Division_BigFloatR {
                     const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "Large Division...", progress behind "Iterating: ".
-void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
-                    const BigFloat& B, LinearWordBuffer buffer);
+void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                    const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
 
 }  // namespace trel

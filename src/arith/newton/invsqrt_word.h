@@ -22,8 +22,8 @@ struct InvsqrtWord_BigFloatR_E {
                     LinearWordBuffer buffer);
 };
 struct InvsqrtWord_BigFloatR {
-    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p,
-                    LinearWordBuffer buffer);
+    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                    Word w, u64 p, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "InvSqrt(w)...", progress behind "Iterating: ".
 void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,

@@ -1,0 +1,148 @@
+#include "arith/newton/division.h"
+
+#include <algorithm>
+#include <string>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/kernels/word_array.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/error_term.h"
+#include "arith/newton/steps.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+
+DivisionPlan DivisionPlan::make(u64 p, u64 tds) {
+    DivisionPlan plan;
+    plan.p = p;
+    plan.q = p / 2 + 1;
+    plan.tds = tds;
+    plan.reciprocal = ReciprocalPlan::make(plan.q, tds);
+    const MultiplySizes sizes = basic_table64().get_algorithm(p + 9).sizes(p + 9);
+    plan.transform_data_bytes = sizes.transform_data;
+    plan.transform_scratch_bytes = sizes.transform_scratch;
+    plan.x = round_up_8(std::max(p - plan.q + 5, plan.reciprocal.result));
+    plan.y = (plan.q + 9) & ~u64(7);
+    plan.correction = (plan.q + 12) & ~u64(7);
+    plan.result = p + 2;
+    plan.temporaries = std::max(plan.y + plan.correction, plan.reciprocal.temporaries) + plan.x;
+    plan.scratch_bytes =
+        std::max(3 * plan.transform_data_bytes + plan.transform_scratch_bytes, plan.reciprocal.scratch_bytes);
+    if (p < newton::kTransformPrecision)
+        plan.scratch_bytes = std::max(plan.scratch_bytes, round_up_64(multiply_scratch_bytes(2 * p + 6)));
+    return plan;
+}
+
+namespace {
+
+const char kRun[] = "Division_BigFloatR::run()";
+
+// A view of A's words at the positions [low, high).
+BigFloat words_between(const ParallelContext& P, const BigFloat& A, i64 low, i64 high) {
+    BigFloat view = A;
+    low = std::max(low, A.exp);
+    high = std::min(high, A.mag());
+    view.L = low < high ? static_cast<u64>(high - low) : 0;
+    view.T += view.L == 0 ? 0 : low - A.exp;
+    view.exp = low;
+    newton::strip(P, view);
+    view.sign = A.sign;
+    return view;
+}
+
+}  // namespace
+
+namespace newton {
+
+// y = A x is the quotient to half its words; the remainder A - B y, of which only the words that do not
+// cancel are computed, gives the other half as e = x (A - B y).
+Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                       const BigFloat& A, const BigFloat& B, const BigFloat& x, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 p = plan.p;
+    const u64 q = plan.q;
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(plan.y);
+    const LinearWordBuffer d_words = buffer.cut_from_bottom(plan.correction);
+    BigFloat y(y_words.get(), y_words.size());
+    BigFloat d(d_words.get(), d_words.size());
+    BigFloat e(x.buffer, x.buffer_size);
+    const i64 x_top = x.mag();
+
+    const HeldTransforms memory(mp, p + 9, 2);
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    {
+        StatusFrame frame(status, " 0M ", status_digits(q));
+        const i64 top = A.mag() + x_top;
+        held.mul_rr_xf(memory.context(), y, x, q, A, q, top - static_cast<i64>(q), top);
+    }
+
+    const i64 bottom = A.mag() - static_cast<i64>(p);
+    const i64 w = std::min(A.mag(), A.mag() - static_cast<i64>(q) + 3);
+    BigFloat& r = T;
+    {
+        StatusFrame frame(status, " 1M ", status_digits(p));
+        BigFloatTransformR product(memory.transform(), memory.data(1));
+        product.mul_rr_xx(memory.context(), r, B, p, y, q, bottom, w);
+    }
+    r.sign = A.sign;
+
+    // The words at and above w cancel. When the remainder crosses a multiple of 2^(64 w), the top words of
+    // the two windows are all ones and zero, and the difference wraps once.
+    const BigFloat a = words_between(P, A, bottom - 2, w);
+    const Word top_a = a.word_at(w - 1);
+    const Word top_r = r.word_at(w - 1);
+    Crossing crossing = Crossing::none;
+    if (top_a == top_r) {
+        d.set_sub(q + 3, P, a, r);
+    } else if (top_a == ~Word(0) && top_r == 0) {
+        crossing = Crossing::product_above;
+        d.set_rsub(q + 3, P, r, a, w, !A.sign);
+    } else if (top_a == 0 && top_r == ~Word(0)) {
+        crossing = Crossing::product_below;
+        d.set_rsub(q + 3, P, a, r, w, A.sign);
+    } else {
+        throw AlgorithmFailedException(kRun, "Convergence Failure:\n    topA = " + std::to_string(top_a) +
+                                                 "\n    topB = " + std::to_string(top_r));
+    }
+
+    StatusFrame frame(status, " 2M ", status_digits(p));
+    held.mul_rf_xf(memory.context(), e, d, q + 3, y.mag() - static_cast<i64>(p), x_top + d.mag());
+    T.set_add(p, P, y, e);
+    return crossing;
+}
+
+}  // namespace newton
+
+void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                             const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
+    const u64 p = plan.p;
+    if (mp.parallel.tds != plan.tds)
+        throw InvalidParametersException("Division_BigFloatR<wtype>::run()", "Mismatching tds.");
+    if (buffer.size() < plan.temporaries)
+        throw BufferTooSmallException(kRun, buffer.size(), plan.temporaries);
+    if (T.buffer_size < plan.result) throw BufferTooSmallException(kRun, T.buffer_size, plan.result);
+    if (A.L == 0) return T.clear();
+    A.check_normalization();
+
+    if (p < newton::kTransformPrecision) {
+        const LinearWordBuffer x_words = buffer.cut_from_bottom(p + 3);
+        BigFloat x(x_words.get(), x_words.size());
+        newton::reciprocal_basic(mp, x, B, p, buffer);
+        return T.set_mul(p, mp, A, x);
+    }
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(plan.x);
+    BigFloat x(x_words.get(), x_words.size());
+    Reciprocal_BigFloatR::run(plan.reciprocal, mp, status, x, B, plan.q, buffer);
+    newton::division_step(plan, mp, status, T, A, B, x.top(plan.q + 2), buffer);
+}
+
+void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                    const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
+    StatusSection section(status, "Large Division...");
+    StatusFrame frame(section.node(), "Iterating: ");
+    Division_BigFloatR::run(plan, mp, frame.node(), T, A, B, buffer);
+}
+
+}  // namespace trel

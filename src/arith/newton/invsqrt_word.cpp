@@ -1,0 +1,154 @@
+#include "arith/newton/invsqrt_word.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/error_term.h"
+#include "arith/newton/steps.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+
+InvsqrtWordPlan InvsqrtWordPlan::make(u64 p, u64 tds) {
+    InvsqrtWordPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    // The basic iteration needs p + 4 words; 19 beyond p let the levels below use the result as their word
+    // buffer.
+    plan.result = p + 19;
+    const u64 basic_p = std::min(p, newton::kTransformPrecision);
+    const u64 basic_temporaries = 2 * (newton::previous_precision(std::max<u64>(basic_p, 1)) + 2);
+    plan.temporaries =
+        round_up_8(std::max(newton::root_estimate_words(p) + newton::correction_words(p), basic_temporaries));
+    plan.scratch_bytes = std::max(round_up_64(multiply_scratch_bytes(basic_p + 8)),
+                                  round_up_64(multiply_scratch_bytes(p + 8)));
+    if (p >= newton::kTransformPrecision)
+        plan.scratch_bytes = std::max(plan.scratch_bytes, newton::HeldTransforms::scratch_bytes(p + 8, 1));
+    return plan;
+}
+
+namespace {
+
+const char kBasicRun[] = "InvsqrtWord_BigFloatR_E::run()";
+const char kRun[] = "InvsqrtWord_BigFloatR::run()";
+
+void check_plan(const InvsqrtWordPlan& plan, u64 p, u64 tds, const char* function) {
+    if (tds > plan.tds) throw InvalidParametersException(function, "tds is larger than plan.");
+    if (p > plan.p) throw InvalidParametersException(function, "p is larger than plan.");
+}
+
+void basic_levels(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    if (p == 0) {
+        if (w == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
+        T.set_double(1.0 / std::sqrt(static_cast<double>(w)), 0);
+        return;
+    }
+    if (T.buffer_size < p + 4) throw BufferTooSmallException(kBasicRun, T.buffer_size, p + 4);
+    basic_levels(mp, T, w, newton::previous_precision(p), buffer);
+    newton::invsqrt_word_basic_step(mp, T, w, p, buffer);
+}
+
+void levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    if (p < newton::kTransformPrecision) return basic_levels(mp, T, w, p, buffer);
+    if (T.buffer_size < p + 4) throw BufferTooSmallException(kRun, T.buffer_size, p + 4);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
+    BigFloat x(x_words.get(), x_words.size());
+    levels(mp, status, x, w, newton::previous_precision(p), newton::larger_of(buffer, T));
+    newton::invsqrt_word_step(mp, status, T, w, x.top(newton::used_estimate_words(p)), p, buffer);
+}
+
+// T / 2, exact: one more word below when the lowest bit is set.
+void halve(const ParallelContext& P, BigFloat& T) {
+    if (T.L == 0) return;
+    T.mul_uW(P, Word(1) << 63);
+    T.exp -= 1;
+}
+
+}  // namespace
+
+namespace newton {
+
+void invsqrt_word_basic_step(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
+    BigFloat x(x_words.get(), x_words.size());
+    BigFloat y(y_words.get(), y_words.size());
+
+    x.set_BigFloat(previous, P, T);
+    T.set_sqr(p, mp, x);
+    T.mul_uW(P, w);
+    const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
+    halve(P, T);
+    y.set_mul(previous, mp, x, T);
+    if (side == Estimate::under)
+        T.set_add(p, P, x, y);
+    else
+        T.set_sub(p, P, x, y);
+    if (T.L > p) T.purturb_up(0);
+}
+
+// w x^2 = 1 + error: the words of the error are those of w x^2 below t, and they depend on no word of x^2 at
+// or above t. x is transformed once, for the square and for the correction.
+void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, const BigFloat& x,
+                       u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const i64 t = std::min<i64>(error_bound(previous), 0);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
+    BigFloat y(y_words.get(), y_words.size());
+
+    const HeldTransforms memory(mp, p + 8, 1);
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    {
+        // One word more at the bottom than a reciprocal's: the multiplication by w moves the truncation up by
+        // a word.
+        StatusFrame frame(status, " 0S ", status_digits(p));
+        held.sqr_rx_xf(memory.context(), T, x, previous, -static_cast<i64>(p) - 1, t);
+    }
+    T.mul_uW(P, w);
+    if (T.L != 0 && T.mag() > t) {
+        T.L -= static_cast<u64>(T.mag() - t);
+        strip(P, T);
+    }
+    const Estimate side = take_error_below(P, T, t, previous, kRun);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+    halve(P, T);
+
+    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
+    const i64 top = x.mag() + T.mag();
+    held.mul_rf_xf(memory.context(), y, T, previous, top - static_cast<i64>(previous), top);
+    if (side == Estimate::over)
+        T.set_sub(p, P, x, y);
+    else
+        T.set_add(p, P, x, y);
+    if (T.L > p) T.purturb_up(0);
+}
+
+}  // namespace newton
+
+void InvsqrtWord_BigFloatR_E::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, BigFloat& T, Word w,
+                                  u64 p, LinearWordBuffer buffer) {
+    check_plan(plan, p, mp.parallel.tds, kBasicRun);
+    basic_levels(mp, T, w, p, buffer);
+}
+
+void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status,
+                                BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    check_plan(plan, p, mp.parallel.tds, kRun);
+    levels(mp, status, T, w, p, buffer);
+}
+
+void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
+                  LinearWordBuffer buffer) {
+    StatusSection section(status, "InvSqrt(" + std::to_string(w) + ")...");
+    StatusFrame frame(section.node(), "Iterating: ");
+    InvsqrtWord_BigFloatR::run(plan, mp, frame.node(), T, w, plan.p, buffer);
+}
+
+}  // namespace trel

@@ -1,0 +1,108 @@
+#include "arith/newton/power_word.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+namespace {
+
+const char kRun[] = "Power_uW_uL_BigFloatR::run()";
+constexpr i64 kExponentLimit = 0x1fffffffffffffff;  // words
+// The result holds p + 3 words and one more that a multiplication by a word appends.
+constexpr u64 kResultExtra = 4;
+
+PowerWordPlan make_plan(u64 p, u64 tds, u64 product_words) {
+    PowerWordPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    plan.product_words = product_words;
+    plan.result = p + kResultExtra;
+    plan.temporaries = p + kResultExtra;
+    plan.scratch_bytes = round_up_64(multiply_scratch_bytes(product_words));
+    return plan;
+}
+
+void check_exponent(i128 exponent) {
+    if (exponent <= kExponentLimit && exponent >= -kExponentLimit) return;
+    const i128 largest = std::numeric_limits<i64>::max();
+    throw ExponentOverflowException(kRun, "", static_cast<i64>(std::clamp(exponent, -largest, largest)),
+                                    kExponentLimit);
+}
+
+}  // namespace
+
+PowerWordPlan PowerWordPlan::make(u64 p, u64 tds) {
+    return make_plan(p, tds, 2 * p + 6);
+}
+
+PowerWordPlan PowerWordPlan::make_exact(Word w, u64 n, u64 tds) {
+    const u64 p = exact_words(w, n);
+    return make_plan(p, tds, p + 3);
+}
+
+u64 PowerWordPlan::exact_words(Word w, u64 n) {
+    if (w < 2) return 1;
+    // floor(bits / 64) + 1 words; the word more covers the rounding of the logarithm, below 2^-52 relative,
+    // for every size that fits a memory.
+    const long double bits = std::log2(static_cast<long double>(w)) * static_cast<long double>(n);
+    if (bits >= 0x1p66L) throw LimitExceededException("PowerWordPlan::exact_words()", "Precision", 0, n);
+    return static_cast<u64>(bits / 64) + 2;
+}
+
+// Left to right: square, multiply by the base where the exponent has a bit. The base is odd: a power of two
+// in it is a shift of the result. The numbers alternate between T's buffer and the other so that the last is
+// in T.
+void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext& mp, Status& status,
+                                BigFloat& T, Word w, u64 n, u64 p, Word* buffer) {
+    if (p > plan.p) throw LimitExceededException(kRun, "Precision", plan.p, p);
+    if (mp.parallel.tds > plan.tds)
+        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, mp.parallel.tds);
+    if (T.buffer_size < p + kResultExtra)
+        throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
+    if (n == 0) return;
+    if (w == 0) return T.clear();
+
+    const unsigned zeros = static_cast<unsigned>(std::countr_zero(w));
+    const Word odd = w >> zeros;
+    const u128 shift = static_cast<u128>(n) * zeros;
+    BigFloat other(buffer, plan.temporaries);
+    const int squarings = odd == 1 ? 0 : std::bit_width(n) - 1;
+    BigFloat* now = squarings % 2 == 0 ? &T : &other;
+    BigFloat* next = squarings % 2 == 0 ? &other : &T;
+
+    now->T = now->buffer;
+    now->T[0] = odd;
+    now->L = 1;
+    now->exp = 0;
+    now->sign = true;
+    for (int bit = squarings - 1; bit >= 0; bit--) {
+        const u64 reached = n >> bit;
+        StatusFrame frame(status, "Powering: ", reached);
+        const u64 product_words = 2 * std::min(now->L, p + 3);
+        if (product_words > plan.product_words)
+            throw LimitExceededException(kRun, "Precision", plan.product_words, product_words);
+        next->set_sqr(p + 1, mp, *now);
+        std::swap(now, next);
+        if (reached & 1) now->mul_uW(mp.parallel, odd);
+        check_exponent(now->exp);
+    }
+    if (shift == 0) return;
+    check_exponent(static_cast<i128>(T.exp) + static_cast<i128>(shift / 64));
+    if (T.L > p + 3) {  // room for the word that the shift appends
+        T.L -= 1;
+        T.exp += 1;
+        std::memmove(T.T, T.T + 1, T.L * sizeof(Word));
+    }
+    T.mul_uW(mp.parallel, Word(1) << (shift % 64));
+    T.exp += static_cast<i64>(shift / 64);
+}
+
+}  // namespace trel

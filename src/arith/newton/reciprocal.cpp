@@ -1,0 +1,146 @@
+#include "arith/newton/reciprocal.h"
+
+#include <algorithm>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/error_term.h"
+#include "arith/newton/steps.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+
+ReciprocalPlan ReciprocalPlan::make(u64 p, u64 tds) {
+    ReciprocalPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    plan.basic_p = std::min(p, newton::kTransformPrecision);
+    plan.basic_tds = tds;
+    plan.basic_result = plan.basic_p + 3;
+    plan.basic_temporaries = (plan.basic_p + 13) & ~u64(7);
+    plan.basic_scratch_bytes = round_up_64(multiply_scratch_bytes(plan.basic_p + 8));
+    plan.result = std::max(p + 19, plan.basic_result);
+    plan.temporaries =
+        std::max(newton::estimate_words(p) + newton::correction_words(p), plan.basic_temporaries);
+    plan.scratch_bytes = std::max(plan.basic_scratch_bytes, round_up_64(multiply_scratch_bytes(p + 8)));
+    return plan;
+}
+
+namespace {
+
+const char kBasicRun[] = "Reciprocal_BigFloatR_E::run()";
+const char kRun[] = "Reciprocal_BigFloatR::run()";
+
+BigFloat magnitude_of(const BigFloat& A) {
+    BigFloat a = A;
+    a.sign = true;
+    return a;
+}
+
+void check_plan(u64 plan_p, u64 plan_tds, u64 p, u64 tds, const char* function) {
+    if (tds > plan_tds) throw InvalidParametersException(function, "tds is larger than plan.");
+    if (p > plan_p) throw InvalidParametersException(function, "p is larger than plan.");
+}
+
+// A is positive or zero here and below.
+void basic_levels(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    if (p == 0) {
+        if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
+        A.check_normalization();
+        const ScaledDouble top = top_as_double(A);
+        T.set_double(1.0 / top.d, -top.e);
+        return;
+    }
+    if (T.buffer_size < p + 3) throw BufferTooSmallException(kBasicRun, T.buffer_size, p + 3);
+    basic_levels(mp, T, A, newton::previous_precision(p), buffer);
+    newton::reciprocal_basic_step(mp, T, A, p, buffer);
+}
+
+void levels(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+            LinearWordBuffer buffer) {
+    if (p < newton::kTransformPrecision) return basic_levels(mp, T, A, p, buffer);
+    if (T.buffer_size < p + 3) throw BufferTooSmallException(kRun, T.buffer_size, p + 3);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::estimate_words(p));
+    BigFloat x(x_words.get(), x_words.size());
+    levels(mp, status, x, A, newton::previous_precision(p), newton::larger_of(buffer, T));
+    newton::reciprocal_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
+}
+
+}  // namespace
+
+namespace newton {
+
+void reciprocal_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                      LinearWordBuffer buffer) {
+    basic_levels(mp, T, magnitude_of(A), p, buffer);
+    T.sign = A.sign;
+}
+
+void reciprocal_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                           LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
+    BigFloat x(x_words.get(), x_words.size());
+    BigFloat y(y_words.get(), y_words.size());
+
+    x.set_BigFloat(previous, P, T);
+    T.set_mul(p, mp, A, x);
+    const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
+    y.set_mul(previous, mp, x, T);
+    if (side == Estimate::under)
+        T.set_add(p, P, x, y);
+    else
+        T.set_sub(p, P, x, y);
+    if (T.L > p) T.purturb_up(0);
+}
+
+// The window [-p, t) of A x is all that is computed: with x of p/2 words and A of p words a convolution of
+// about p words has it clean, two thirds of the whole product's length. x's transform serves again for the
+// correction.
+void reciprocal_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
+                     const BigFloat& x, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const i64 t = std::min<i64>(error_bound(previous), 0);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
+    BigFloat y(y_words.get(), y_words.size());
+
+    const HeldTransforms memory(mp, p + 8, 1);
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    {
+        StatusFrame frame(status, " 0M ", status_digits(p));
+        held.mul_rr_xf(memory.context(), T, x, previous, A, p, -static_cast<i64>(p), t);
+    }
+    T.sign = true;
+    const Estimate side = take_error_below(P, T, t, previous, kRun);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+
+    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
+    const i64 top = x.mag() + T.mag();
+    held.mul_rf_xf(memory.context(), y, T, previous, top - static_cast<i64>(previous), top);
+    if (side == Estimate::over)
+        T.set_sub(p, P, x, y);
+    else
+        T.set_add(p, P, x, y);
+    if (T.L > p) T.purturb_up(0);
+}
+
+}  // namespace newton
+
+void Reciprocal_BigFloatR_E::run(const ReciprocalPlan& plan, const MultiplyContext& mp, BigFloat& T,
+                                 const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    check_plan(plan.basic_p, plan.basic_tds, p, mp.parallel.tds, kBasicRun);
+    newton::reciprocal_basic(mp, T, A, p, buffer);
+}
+
+void Reciprocal_BigFloatR::run(const ReciprocalPlan& plan, const MultiplyContext& mp, Status& status,
+                               BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    levels(mp, status, T, magnitude_of(A), p, buffer);
+    T.sign = A.sign;
+}
+
+}  // namespace trel

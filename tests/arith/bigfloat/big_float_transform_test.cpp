@@ -1,0 +1,395 @@
+#include "arith/bigfloat/big_float_transform.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+#include "arith/bigfloat/number.h"
+#include "arith/bigfloat/transform_helper.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "reference/fold_transform.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+using namespace trel;
+using reference::Fold;
+using reference::low_words;
+using reference::magnitude_at;
+using reference::shifted;
+using reference::Words;
+
+namespace {
+
+const ParallelContext& P = serial_context();
+
+// Where the transforms of a test come from.
+enum class Source { cyclic, negacyclic, basecase, table };
+
+std::string source_name(const testing::TestParamInfo<Source>& info) {
+    static const char* const names[] = {"Cyclic", "Negacyclic", "Basecase", "Table"};
+    return names[static_cast<int>(info.param)];
+}
+
+void make(TransformHolder& holder, Source source, u64 words) {
+    switch (source) {
+        case Source::cyclic:
+            holder.emplace<reference::FoldTransform>(Fold::cyclic, words);
+            break;
+        case Source::negacyclic:
+            holder.emplace<reference::FoldTransform>(Fold::negacyclic, words);
+            break;
+        case Source::basecase:
+            find_algorithm(TableSlot::basic64, "BKT")->algorithm->make_transform(holder, words);
+            break;
+        case Source::table: {
+            const MultiplyContext context{P, {}};
+            make_transform(holder, words, context);
+        }
+    }
+}
+
+// A transform with the memory of its BigFloatTransformR.
+struct Bound {
+    Bound(Source source, u64 words) {
+        make(holder, source, words);
+        data.emplace(holder->data_bytes());
+        second.emplace(holder->data_bytes());
+        scratch.emplace(holder->data_bytes() + holder->scratch_bytes());
+        object.emplace(*holder, data->data());
+        other.emplace(*holder, second->data());
+        EXPECT_EQ(object->scratch_bytes(), scratch->size());
+    }
+    ~Bound() {
+        EXPECT_TRUE(data->guards_intact());
+        EXPECT_TRUE(second->guards_intact());
+        EXPECT_TRUE(scratch->guards_intact());
+    }
+    MultiplyContext context(u64 tds = 1) const { return {P.with_tds(tds), scratch->view()}; }
+
+    TransformHolder holder;
+    std::optional<Scratch> data, second, scratch;
+    std::optional<BigFloatTransformR> object, other;
+};
+
+// What a window operation may deliver: the words [max(ie - 2, lowest clean, e0), min(te, top)) of A * B, the
+// lowest of them one unit off when the product wraps.
+void expect_delivered(const BigFloat& T, const BigFloat& a, const BigFloat& b, u64 W, i64 ie, i64 te) {
+    const i64 e0 = a.exp + b.exp;
+    const u64 n = a.L + b.L;
+    const bool wraps = n > W;
+    const i64 clean = e0 + i64(wraps ? n - W : 0);
+    const i64 bottom = std::max(ie - 2, clean);
+    const i64 top = std::min(te, e0 + i64(n));
+    if (top <= bottom) {
+        EXPECT_EQ(T.L, 0u);
+        return;
+    }
+    const u64 m = static_cast<u64>(top - bottom);
+    const mpz_class product = shifted(magnitude_at(a, a.exp) * magnitude_at(b, b.exp), e0 - bottom);
+    if (T.L == 0) {
+        EXPECT_EQ(T.exp, 0);
+        EXPECT_TRUE(T.sign);
+    } else {
+        EXPECT_EQ(T.exp, bottom);
+        EXPECT_LE(T.L, m);
+        EXPECT_NE(T.T[T.L - 1], 0u);
+        EXPECT_EQ(T.sign, a.sign == b.sign);
+    }
+    const mpz_class got = shifted(magnitude_at(T, T.exp), 0);
+    // One unit either way, modulo the window (its top may be cut).
+    const mpz_class off = low_words(product - got + 1, m);
+    if (wraps) {
+        EXPECT_LE(off, 2) << "W=" << W << " n=" << n;
+    } else {
+        EXPECT_EQ(off, 1) << "W=" << W << " n=" << n;
+    }
+}
+
+class WindowedProducts : public testing::TestWithParam<Source> {};
+
+TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
+    std::mt19937_64 rng(1);
+    for (int repeat = 0; repeat < 1500; repeat++) {
+        // A product of LA + LB words on a transform that holds each operand but often not the product.
+        const bool large = GetParam() == Source::table && repeat % 10 == 0;
+        const u64 limit =
+            large ? std::min<u64>(1000, basic_table64().items().back().threshold_words / 2) : 24;
+        const u64 largest = basic_table64().items().back().threshold_words;
+        const u64 LA = 1 + rng() % limit, LB = 1 + rng() % limit;
+        const u64 need = std::max(LA, LB);
+        Bound t(GetParam(), std::min(need + rng() % (LA + LB), largest));
+        const u64 W = t.holder->convolution_words();
+        const MultiplyContext mp = t.context(1 + rng() % 3);
+
+        Number A(random_words(LA, rng), i64(rng() % 17) - 8, rng() % 2);
+        Number B(random_words(LB, rng), i64(rng() % 17) - 8, rng() % 2);
+        const u64 pA = rng() % (LA + 2), pB = rng() % (LB + 2);
+        const BigFloat a = A->top(pA + 2), b = B->top(pB + 2);
+
+        // A window inside what the transform can deliver at the top, and reaching beyond the product
+        // everywhere else.
+        const auto window = [&](const BigFloat& x, const BigFloat& y) {
+            const i64 e0 = x.exp + y.exp;
+            const u64 n = x.L + y.L;
+            const i64 highest = n > W ? e0 + i64(W) : e0 + i64(n) + i64(rng() % 4);
+            const i64 te = rng() % 3 == 0 ? highest : highest - i64(rng() % (n + 3));
+            return std::pair{te - i64(rng() % (n + 5)), te};
+        };
+        Number T(2 * (LA + LB) + 4);
+        SCOPED_TRACE(testing::Message() << "repeat=" << repeat);
+        {
+            const auto [ie, te] = window(a, b);
+            t.object->mul_rr_xx(mp, T, A, pA, B, pB, ie, te);
+            expect_delivered(T, a, b, W, ie, te);
+            EXPECT_FALSE(t.object->held());
+        }
+        {
+            const auto [ie, te] = window(a, a);
+            t.object->sqr_r_x(mp, T, A, pA, ie, te);
+            expect_delivered(T, a, a, W, ie, te);
+            EXPECT_FALSE(t.object->held());
+        }
+        {
+            const auto [ie, te] = window(a, b);
+            t.object->mul_rr_xf(mp, T, A, pA, B, pB, ie, te);
+            expect_delivered(T, a, b, W, ie, te);
+            EXPECT_TRUE(t.object->held());
+            EXPECT_EQ(t.object->exp(), a.exp);
+            EXPECT_EQ(t.object->length(), a.L);
+        }
+        for (int use = 0; use < 2; use++) {  // the held transform of A survives
+            const auto [ie, te] = window(a, b);
+            t.object->mul_rf_xf(mp, T, B, pB, ie, te);
+            expect_delivered(T, b, a, W, ie, te);
+        }
+        {
+            const auto [ie, te] = window(a, a);
+            t.object->sqr_rx_xf(mp, T, A, pA, ie, te);
+            expect_delivered(T, a, a, W, ie, te);
+            EXPECT_TRUE(t.object->held());
+        }
+        t.other->forward(mp, B, pB);
+        {
+            const auto [ie, te] = window(a, b);
+            t.object->inverse_fmul(mp, T, *t.other, ie, te);
+            expect_delivered(T, a, b, W, ie, te);
+            EXPECT_FALSE(t.object->held());
+            EXPECT_TRUE(t.other->held());
+        }
+        {
+            const auto [ie, te] = window(b, b);
+            t.other->inverse_fsqr(mp, T, ie, te);
+            expect_delivered(T, b, b, W, ie, te);
+            EXPECT_FALSE(t.other->held());
+        }
+    }
+}
+
+TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
+    Bound t(GetParam(), 20);
+    const MultiplyContext mp = t.context();
+    Number A({1, 2, 3}, 4, false), zero(0), T(10);
+    const auto expect_zero = [&] {
+        EXPECT_EQ(T->L, 0u);
+        T->L = 1;
+    };
+    t.object->mul_rr_xx(mp, T, A, 9, zero, 9, 0, 20);
+    expect_zero();
+    t.object->mul_rr_xx(mp, T, zero, 9, A, 9, 0, 20);
+    expect_zero();
+    t.object->sqr_r_x(mp, T, zero, 9, 0, 20);
+    expect_zero();
+    t.object->mul_rr_xf(mp, T, A, 9, zero, 9, 0, 20);
+    expect_zero();
+    EXPECT_TRUE(t.object->held());  // A's transform is kept all the same
+    t.object->mul_rf_xf(mp, T, A, 9, 0, 20);
+    EXPECT_EQ(T->L, 5u);
+    t.object->mul_rf_xf(mp, T, zero, 9, 0, 20);
+    expect_zero();
+    t.object->mul_rr_xf(mp, T, zero, 9, A, 9, 0, 20);
+    expect_zero();
+    t.object->mul_rf_xf(mp, T, A, 9, 0, 20);  // the held zero
+    expect_zero();
+    t.object->sqr_rx_xf(mp, T, zero, 9, 0, 20);
+    expect_zero();
+    t.other->forward(mp, A, 9);
+    t.object->inverse_fmul(mp, T, *t.other, 0, 20);
+    expect_zero();
+    t.object->forward(mp, zero, 9);
+    t.object->inverse_fsqr(mp, T, 0, 20);
+    expect_zero();
+    // Windows that the product does not reach: A * A has the exponents 8 .. 13.
+    for (auto [ie, te] : {std::pair<i64, i64>{-5, 8}, {16, 20}, {12, 9}, {10, 8}}) {
+        t.object->mul_rr_xx(mp, T, A, 9, A, 9, ie, te);
+        expect_zero();
+        t.object->mul_rr_xf(mp, T, A, 9, A, 9, ie, te);
+        expect_zero();
+        t.object->mul_rf_xf(mp, T, A, 9, 0, 20);
+        EXPECT_EQ(T->L, 5u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, WindowedProducts,
+                         testing::Values(Source::cyclic, Source::negacyclic, Source::basecase, Source::table),
+                         source_name);
+
+TEST(BigFloatTransformR, ParamsArithmetic) {
+    Bound t(Source::cyclic, 10);
+    const auto expect_window = [&](i64 ie, i64 te, i64 e0, u64 n, i64 b, u64 m, u64 skip) {
+        const BigFloatTransformR::Window w = t.object->params(ie, te, e0, n);
+        EXPECT_FALSE(w.empty);
+        EXPECT_EQ(w.b, b);
+        EXPECT_EQ(w.m, m);
+        EXPECT_EQ(w.skip, skip);
+        EXPECT_EQ(w.total, skip + m);
+    };
+    expect_window(-100, 100, 5, 8, 5, 8, 0);    // no wrap, everything
+    expect_window(7, 11, 5, 8, 7, 4, 2);        // cut at both ends
+    expect_window(-100, 100, 5, 10, 5, 10, 0);  // n = W: nothing wraps, the top is free
+    expect_window(6, 20, 5, 10, 6, 9, 1);
+    expect_window(-100, 15, 5, 13, 8, 7, 3);  // 13 words: clean words 3 .. 9
+    expect_window(9, 13, 5, 13, 9, 4, 4);
+    EXPECT_TRUE(t.object->params(-100, 8, 5, 13).empty);  // entirely below the clean range
+    EXPECT_TRUE(t.object->params(-100, 5, 5, 8).empty);
+    EXPECT_TRUE(t.object->params(13, 20, 5, 8).empty);
+    EXPECT_TRUE(t.object->params(9, 9, 5, 8).empty);
+    EXPECT_TRUE(t.object->params(0, 15, 5, 20).empty);  // n = 2 W: nothing is clean
+    for (u64 n : {11, 13, 20}) {
+        try {
+            (void)t.object->params(-7, 16, 5, n);
+            FAIL();
+        } catch (const InvalidTransformException& e) {
+            EXPECT_EQ(e.function, "BigFloatTransformR::params()");
+            EXPECT_EQ(e.message, "ie = -7, te = 16");
+        }
+    }
+}
+
+TEST(BigFloatTransformR, OperandsLongerThanTheTransform) {
+    Bound t(Source::cyclic, 5);
+    const MultiplyContext mp = t.context();
+    Number A({1, 2, 3, 4, 5, 6}, 0, true), T(20);
+    const auto expect_short = [](auto&& call) {
+        try {
+            call();
+            FAIL();
+        } catch (const TransformTooSmallException& e) {
+            EXPECT_EQ(e.function, "BigFloatTransformR::forward()");
+            EXPECT_EQ(e.message, "Transform length is too small.");
+        }
+    };
+    expect_short([&] { t.object->forward(mp, A, 4); });
+    EXPECT_FALSE(t.object->held());
+    t.object->forward(mp, A, 3);
+    EXPECT_EQ(t.object->length(), 5u);
+    EXPECT_EQ(t.object->exp(), 1);
+    expect_short([&] { t.object->mul_rf_xf(mp, T, A, 4, 0, 5); });
+    expect_short([&] { t.object->sqr_r_x(mp, T, A, 4, 0, 5); });
+    expect_short([&] { t.object->mul_rr_xx(mp, T, A, 3, A, 4, 0, 5); });
+}
+
+TEST(BigFloatTransformR, ResultsThatDoNotFit) {
+    Bound t(Source::negacyclic, 20);
+    const MultiplyContext mp = t.context();
+    Number A({1, 2, 3}, 0, true), T(3);
+    const auto expect_small = [&](const std::string& function, u64 required, auto&& call) {
+        try {
+            call();
+            FAIL() << function;
+        } catch (const BufferTooSmallException& e) {
+            EXPECT_EQ(e.function, "BigFloatTransformR::" + function + "()");
+            EXPECT_EQ(e.buffer_size, 3u);
+            EXPECT_EQ(e.required_size, required);
+        }
+    };
+    // Words 4 and 5, and two guard words.
+    expect_small("sqr_r_x", 4, [&] { t.object->sqr_r_x(mp, T, A, 9, 4, 9); });
+    expect_small("mul_rr_xx", 4, [&] { t.object->mul_rr_xx(mp, T, A, 9, A, 9, 4, 9); });
+    expect_small("mul_rr_xf", 4, [&] { t.object->mul_rr_xf(mp, T, A, 9, A, 9, 4, 9); });
+    expect_small("mul_rf_xf", 4, [&] { t.object->mul_rf_xf(mp, T, A, 9, 4, 9); });
+    expect_small("sqr_rx_xf", 6, [&] { t.object->sqr_rx_xf(mp, T, A, 9, 0, 9); });
+    t.other->forward(mp, A, 9);
+    expect_small("inverse_fmul", 4, [&] { t.object->inverse_fmul(mp, T, *t.other, 4, 9); });
+    expect_small("inverse_fsqr", 4, [&] { t.other->inverse_fsqr(mp, T, 4, 9); });
+    t.object->sqr_r_x(mp, T, A, 9, 5, 9);
+    EXPECT_EQ(T->exp, 3);
+}
+
+TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
+    Bound t(Source::cyclic, 12), same(Source::cyclic, 12), longer(Source::cyclic, 13);
+    const MultiplyContext mp = t.context();
+    Number A({1, 2, 3}, 0, true), T(20);
+    const auto expect_invalid = [](const std::string& function, auto&& call) {
+        try {
+            call();
+            FAIL() << function;
+        } catch (const InvalidTransformException& e) {
+            EXPECT_EQ(e.function, "BigFloatTransformR::" + function + "()");
+            EXPECT_EQ(e.message, "Invalid Transform Parameters");
+        }
+    };
+    CaptureConsole console;
+    expect_invalid("mul_rf_xf", [&] { t.object->mul_rf_xf(mp, T, A, 9, 0, 9); });
+    const std::string dump = console.take();
+    A->print_dump();
+    EXPECT_EQ(dump, console.take());
+    expect_invalid("inverse_fsqr", [&] { t.object->inverse_fsqr(mp, T, 0, 9); });
+    t.object->forward(mp, A, 9);
+    expect_invalid("inverse_fmul", [&] { t.object->inverse_fmul(mp, T, *t.other, 0, 9); });
+
+    same.object->forward(same.context(), A, 9);
+    t.object->inverse_fmul(mp, T, *same.object, 0, 9);
+    EXPECT_EQ(T->L, 5u);
+
+    t.object->forward(mp, A, 9);
+    longer.object->forward(longer.context(), A, 9);
+    try {
+        t.object->inverse_fmul(mp, T, *longer.object, 0, 9);
+        FAIL();
+    } catch (const InvalidParametersException& e) {
+        EXPECT_STREQ(e.get_typename(), "InvalidParametersException");
+        EXPECT_EQ(e.function, "BigFloatTransformR::inverse_fmul()");
+        EXPECT_EQ(e.message, "Mismatching Transform Parameters");
+    }
+    EXPECT_FALSE(t.object->held());
+    EXPECT_FALSE(longer.object->held());
+}
+
+TEST(TransformHelper, SquaresKeepTheTopWordsAndTwoGuards) {
+    std::mt19937_64 rng(2);
+    const u64 limit = std::min<u64>(600, basic_table64().items().back().threshold_words / 2 - 3);
+    for (int repeat = 0; repeat < 400; repeat++) {
+        const u64 longest = repeat % 10 ? 37 : limit;
+        const u64 p = 1 + rng() % longest;
+        Number A(random_words(1 + rng() % std::min(p + 5, longest), rng), i64(rng() % 17) - 8, rng() % 2);
+        const MultiplyContext sizes{P, {}};
+        Scratch scratch(TransformHelper::scratch_bytes(sizes, A->L, p));
+        const TransformHelper helper({P, scratch.view()}, A, p);
+        EXPECT_GE(helper.transform().convolution_words(), 2 * std::min(p, A->L) + 6);
+        Number T(p + 2);
+        for (int use = 0; use < 2; use++) {
+            helper.sqr(T, A);
+            const BigFloat a = A->top(p + 2);
+            const mpz_class square = magnitude_at(a, a.exp) * magnitude_at(a, a.exp);
+            const i64 bottom = std::max(2 * a.mag() - i64(p), 2 * A->exp) - 2;
+            const i64 lowest = std::max(bottom, 2 * a.exp);
+            expect_value(T, shifted(square, 2 * a.exp - lowest), lowest, true);
+        }
+        EXPECT_TRUE(scratch.guards_intact());
+
+        Scratch less(scratch.size() - 64);
+        try {
+            const TransformHelper refused({P, less.view()}, A, p);
+            FAIL();
+        } catch (const BufferTooSmallException& e) {
+            EXPECT_EQ(e.function, "TransformHelper::TransformHelper()");
+            EXPECT_EQ(e.buffer_size, less.size());
+            EXPECT_EQ(e.required_size, scratch.size());
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+// BigFloats of tests: with storage of their own, of every shape.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "arith/bigfloat/big_float.h"
+#include "reference/mpz_words.h"
+#include "reference/words.h"
+
+namespace trel {
+
+constexpr Word kCanary = 0x0123456789abcdef;
+
+// A number with a buffer of `capacity` words and a canary behind it.
+class Number {
+  public:
+    explicit Number(u64 capacity) : storage_(capacity + 1, kCanary), value(storage_.data(), capacity) {}
+    Number(const reference::Words& words, i64 exp, bool sign) : Number(words.size()) {
+        std::copy(words.begin(), words.end(), storage_.begin());
+        value.L = words.size();
+        value.exp = exp;
+        value.sign = sign;
+    }
+    Number(const Number&) = delete;
+    Number& operator=(const Number&) = delete;
+    ~Number() { EXPECT_EQ(storage_.back(), kCanary) << "a word beyond the buffer was written"; }
+
+    BigFloat* operator->() { return &value; }
+    operator BigFloat&() { return value; }
+
+  private:
+    reference::Words storage_;
+
+  public:
+    BigFloat value;
+};
+
+// Words with a nonzero top word; zero words at the bottom are likely.
+template <class Rng>
+reference::Words random_words(u64 n, Rng& rng) {
+    reference::Words words = reference::pattern(n, rng);
+    if (rng() % 4 == 0) std::fill_n(words.begin(), rng() % n, 0);
+    if (words.back() == 0) words.back() = rng() % 2 ? 1 : rng() | 1;
+    return words;
+}
+
+// A number of 1 .. longest words near exponent 0.
+template <class Rng>
+struct RandomNumber : Number {
+    RandomNumber(u64 longest, Rng& rng)
+        : Number(random_words(1 + rng() % longest, rng), i64(rng() % 17) - 8, rng() % 2) {}
+};
+
+// Invariants of every result, and that it is (sign) magnitude * 2^(64 position).
+inline void expect_value(const BigFloat& T, const mpz_class& magnitude, i64 position, bool sign) {
+    if (magnitude == 0) {
+        EXPECT_EQ(T.L, 0u);
+        EXPECT_EQ(T.exp, 0);
+        return;
+    }
+    ASSERT_GT(T.L, 0u);
+    EXPECT_NE(T.T[T.L - 1], 0u);
+    EXPECT_EQ(T.sign, sign);
+    const i64 lowest = std::min(T.exp, position);
+    EXPECT_EQ(reference::magnitude_at(T, lowest), reference::shifted(magnitude, position - lowest));
+}
+
+// floor of the top n words of |A|, with their position
+struct Cut {
+    mpz_class magnitude;
+    i64 position;
+};
+inline Cut cut_to(const BigFloat& A, u64 n) {
+    const i64 position = A.mag() - static_cast<i64>(std::min(A.L, n));
+    return {reference::magnitude_at(A, position), position};
+}
+
+}  // namespace trel

@@ -1,0 +1,294 @@
+// What the tests of the Newton iterations share: memory of exactly the planned size between guard words, a
+// framework of real threads, a status that records, and comparison with exact integers.
+#pragma once
+
+#include <gmp.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "arith/bigfloat/big_float.h"
+#include "arith/kernels/linear_word_buffer.h"
+#include "arith/multiply/algorithm_table.h"
+#include "base/status/status.h"
+
+namespace trel::newton_test {
+
+// n words, 64-byte aligned, with guard words on both sides.
+class GuardedWords {
+  public:
+    explicit GuardedWords(u64 n) : n_(n) {
+        const u64 total = (n + 2 * kGuard + 7) & ~u64(7);
+        memory_.reset(static_cast<Word*>(std::aligned_alloc(64, total * sizeof(Word))));
+        for (u64 i = 0; i < n + 2 * kGuard; i++) memory_.get()[i] = pattern(i);
+    }
+    Word* get() const { return memory_.get() + kGuard; }
+    u64 size() const { return n_; }
+    bool intact() const {
+        for (u64 i = 0; i < kGuard; i++)
+            if (memory_.get()[i] != pattern(i) || get()[n_ + i] != pattern(kGuard + n_ + i)) return false;
+        return true;
+    }
+
+  private:
+    static constexpr u64 kGuard = 8;
+    static Word pattern(u64 i) { return 0x9e3779b97f4a7c15ULL * (i + 1); }
+    struct Free {
+        void operator()(Word* p) const { std::free(p); }
+    };
+    u64 n_;
+    std::unique_ptr<Word, Free> memory_;
+};
+
+// Every task on a thread of its own.
+class ThreadEach final : public BasicParallelizer {
+  public:
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        std::vector<std::thread> threads;
+        for (u64 i = begin + 1; i < end; i++) threads.emplace_back([&action, i] { action.run(i); });
+        if (begin < end) action.run(begin);
+        for (std::thread& thread : threads) thread.join();
+    }
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        std::thread thread([&b] { b.run(0); });
+        a.run(0);
+        thread.join();
+    }
+};
+inline ThreadEach thread_each;
+
+// Result, temporaries and scratch of exactly the sizes that a plan names.
+struct Workspace {
+    Workspace(u64 result_words, u64 temporary_words, u64 scratch_bytes, u64 tds = 1)
+        : result(result_words),
+          temporaries(temporary_words),
+          scratch(scratch_bytes / 8),
+          T(result.get(), result_words),
+          mp{{&thread_each, tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
+    LinearWordBuffer buffer() const { return {temporaries.get(), temporaries.size()}; }
+    bool intact() const { return result.intact() && temporaries.intact() && scratch.intact(); }
+
+    GuardedWords result, temporaries, scratch;
+    BigFloat T;
+    MultiplyContext mp;
+};
+
+// A number with its own words.
+struct Number {
+    Number(std::vector<Word> w, i64 exp = 0, bool sign = true) : words(std::move(w)) {
+        while (!words.empty() && words.back() == 0) words.pop_back();
+        value = BigFloat(words.data(), words.size());
+        value.L = words.size();
+        value.exp = exp;
+        value.sign = sign;
+    }
+    Number(const Number&) = delete;
+    Number& operator=(const Number&) = delete;
+    std::vector<Word> words;
+    BigFloat value;
+};
+
+// Records the frames and sections that are opened.
+class RecordingStatus final : public Status {
+  public:
+    std::vector<std::string> frames, sections;
+    u64 depth = 0;
+    u64 count(const std::string& begin) const {
+        u64 n = 0;
+        for (const std::string& text : frames) n += text.rfind(begin, 0) == 0;
+        return n;
+    }
+
+    void Status_ColoredLine(const std::vector<ColoredText>&) override {}
+    void Status_Line(std::string_view) override {}
+    void Status_Label(u64, std::string_view, const ColoredText&) override {}
+    void Status_Time(std::string_view, double) override {}
+    void Warning(std::string_view) override {}
+    void PauseWarning(std::string_view) override {}
+    void FatalError(std::string_view) override { std::abort(); }
+    void Status_LineSectionStart(std::string_view) override {}
+    void Status_LineSectionAdd(const ColoredText&) override {}
+    void Status_LineSectionEnd() override {}
+    void refresh(bool) override {}
+    Status& Status_MicroSectionStart(std::string_view name) override {
+        sections.emplace_back(name);
+        depth++;
+        return *this;
+    }
+    void Status_MicroSectionEnd() override { depth--; }
+    Status& push_node(const ColoredText& text) override {
+        frames.push_back(text.text);
+        depth++;
+        return *this;
+    }
+    void pop_frame() override { depth--; }
+    StatusIterationNode& make_iteration(IterationMode, u64) override { std::abort(); }
+};
+
+// An owned GMP integer.
+class Integer {
+  public:
+    Integer(unsigned long v = 0) { mpz_init_set_ui(z, v); }
+    Integer(const Word* words, u64 n) {
+        mpz_init(z);
+        mpz_import(z, n, -1, sizeof(Word), 0, 0, words);
+    }
+    explicit Integer(const BigFloat& A) : Integer(A.T, A.L) {}
+    Integer(const Integer& o) { mpz_init_set(z, o.z); }
+    Integer& operator=(const Integer& o) {
+        mpz_set(z, o.z);
+        return *this;
+    }
+    ~Integer() { mpz_clear(z); }
+    Integer times(const Integer& o) const {
+        Integer r;
+        mpz_mul(r.z, z, o.z);
+        return r;
+    }
+    Integer minus(const Integer& o) const {
+        Integer r;
+        mpz_sub(r.z, z, o.z);
+        return r;
+    }
+    // times 2^(64 n), n of either sign (truncating)
+    Integer shifted_words(i64 n) const {
+        Integer r;
+        if (n >= 0)
+            mpz_mul_2exp(r.z, z, static_cast<mp_bitcnt_t>(64 * n));
+        else
+            mpz_tdiv_q_2exp(r.z, z, static_cast<mp_bitcnt_t>(-64 * n));
+        return r;
+    }
+    static Integer power_of_word(i64 n) { return Integer(1).shifted_words(n); }
+    double log2() const {
+        if (mpz_sgn(z) == 0) return -1e18;
+        long e;
+        const double d = mpz_get_d_2exp(&e, z);
+        return std::log2(std::fabs(d)) + static_cast<double>(e);
+    }
+    bool operator==(const Integer& o) const { return mpz_cmp(z, o.z) == 0; }
+    mpz_t z;
+};
+
+// Position of the last word that a result of p words keeps: p + 1 words below the top, or one more where the
+// sum of the last step cancelled from 1.000... to 0.999...
+inline i64 last_kept(const BigFloat& T, u64 p) {
+    const i64 last = T.mag() - static_cast<i64>(p) - 1;
+    return T.L == p ? std::max(last, T.exp) : last;
+}
+
+// log2 of |T - A/B| in units of the word p + 1 words below T's top, that is of the last word that a result of
+// p words keeps. T, A, B > 0.
+inline double quotient_error(const BigFloat& T, const BigFloat& A, const BigFloat& B, u64 p) {
+    // |t b 2^(64 (eT + eB)) - a 2^(64 eA)| / (b 2^(64 eB)) / 2^(64 (mag - p - 1))
+    const i64 left = T.exp + B.exp;
+    const i64 low = std::min(left, A.exp);
+    const Integer t(T), a(A), b(B);
+    const Integer difference = t.times(b).shifted_words(left - low).minus(a.shifted_words(A.exp - low));
+    const i64 unit = last_kept(T, p);
+    return difference.log2() - b.log2() + 64.0 * static_cast<double>(low - B.exp - unit);
+}
+// The same for w^(-1/2): |T - s| = |T^2 w - 1| / (w (T + s)).
+inline double invsqrt_error(const BigFloat& T, Word w, u64 p) {
+    const Integer t(T);
+    const i64 low = 2 * T.exp;
+    Integer difference = t.times(t).times(Integer(static_cast<unsigned long>(w)));
+    difference = low > 0 ? Integer(1) : difference.minus(Integer::power_of_word(-low));
+    const i64 unit = last_kept(T, p);
+    return difference.log2() - std::log2(static_cast<double>(w)) - 1 - t.log2() +
+           64.0 * static_cast<double>(low - T.exp - unit);
+}
+
+// Operands that make truncated arithmetic carry far: random words, all ones, single bits, and their
+// neighbours.
+enum class Shape {
+    random,
+    small_top,
+    ones,
+    power_of_two,
+    above_power,
+    below_power,
+    one_plus,
+    one_minus,
+    count
+};
+inline std::vector<Word> make_words(Shape shape, u64 n, std::mt19937_64& rng) {
+    std::vector<Word> w(n, 0);
+    const u64 bit = 64 * (n - 1) + rng() % 64;
+    const auto set = [&w](u64 b) { w[b / 64] |= Word(1) << (b % 64); };
+    switch (shape) {
+        case Shape::random:
+            for (Word& x : w) x = rng();
+            w[n - 1] |= 1;
+            break;
+        case Shape::small_top:
+            for (Word& x : w) x = rng();
+            w[n - 1] = 1;
+            break;
+        case Shape::ones:
+            for (Word& x : w) x = ~Word(0);
+            break;
+        case Shape::power_of_two:
+            set(bit);
+            break;
+        case Shape::above_power:
+            set(bit);
+            w[0] |= 1 + rng() % 3;
+            break;
+        case Shape::below_power:
+            for (u64 b = 0; b <= bit; b++) set(b);
+            if (bit > 0) w[0] -= rng() % 2;
+            break;
+        case Shape::one_plus:
+            set(64 * n - 1);
+            set(rng() % (64 * n));
+            break;
+        case Shape::one_minus:
+            for (u64 b = rng() % (64 * n); b < 64 * n; b++) set(b);
+            break;
+        case Shape::count:
+            break;
+    }
+    return w;
+}
+
+// The largest error that a result may have, log2 in units of its last kept word: truncation of the correction
+// and of the sum, the upward nudge, and the square of the previous level's error. A double is good to 2^-51,
+// and one iteration from it to about 2^-100, which is more than the words asked for but less than the words
+// kept.
+inline double error_bits(u64 p) {
+    return p == 0 ? 13.0 : p == 1 ? 28.0 : 4.5;
+}
+// The same for a quotient below 10 words, a plain product by the reciprocal: relative to the quotient only p
+// words are right (50 bits of a double for p = 0, but no better than the last kept word).
+inline double quotient_error_bits(const BigFloat& T, u64 p) {
+    if (p >= 10) return error_bits(p);
+    const double top_bits = Integer(T).log2() - 64.0 * static_cast<double>(T.L - 1);
+    return p == 0 ? std::max(top_bits - 50, 1.0) : top_bits + 4.5;
+}
+
+// Whether products of so many words have an algorithm yet.
+inline bool table_reaches(u64 words) {
+    return basic_table64().items().back().threshold_words >= words;
+}
+#define NEED_PRODUCTS(words) \
+    if (!table_reaches(words)) GTEST_SKIP() << "no algorithm for products of this size"
+
+// All small precisions and those around the thresholds.
+inline std::vector<u64> precisions() {
+    std::vector<u64> p;
+    for (u64 i = 0; i <= (table_reaches(1000) ? 40 : 24); i++) p.push_back(i);
+    if (table_reaches(1000))
+        for (u64 i : {71, 72, 73, 79, 80, 81, 82, 157, 160, 299, 300, 301}) p.push_back(i);
+    return p;
+}
+
+}  // namespace trel::newton_test
