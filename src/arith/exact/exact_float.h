@@ -5,6 +5,8 @@
 // T may sit above the buffer's start: in-place additions grow the number downward into that headroom.
 #pragma once
 
+#include <cstdint>
+
 #include "arith/exact/basic_int.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
@@ -32,32 +34,69 @@ class ExactFloat {
     i64 Tmin() const { return exp - (T - buffer); }
     i64 Tmax() const { return Tmin() + static_cast<i64>(buffer_size); }
 
+    void clear() {
+        L = 0;
+        exp = 0;
+        sign = true;
+        residue = 0;
+        T = buffer;
+    }
+
+    // The set operations write from the buffer's start; the target is none of the operands.
+    // this = +-A
     void set_BasicInt(const BasicInt& A, bool sign, const ParallelContext& P);
     void set_ExactFloat(const ExactFloat& A, const ParallelContext& P);
+    // this *= 2^k, k of either sign; capacity one word above the top
     void mp2(i64 k, const ParallelContext& P);
+    // Operands of one sign only, else InvalidParametersException "Not implemented yet.".
     void set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& P);
+    // mp.scratch: multiply_scratch_bytes(A.L + B.L)
     void set_mul(const MultiplyContext& mp, const ExactFloat& A, const ExactFloat& B);
-    // In place, by magnitude: T + B with B not below T ("AB") or starting below T ("BA").
+
+    // In place, by magnitude and keeping this sign; this words do not move. B may start anywhere from Tmin
+    // up: B starting at or above T is the plain case of the AB forms, B starting below T that of the BA
+    // additions; every form accepts both. Range errors are InvalidParametersException, a negative result
+    // UnsupportedNegativeException.
     void uaddAB_ip(const ParallelContext& P, const ExactFloat& B);
     void uaddBA_ip(const ParallelContext& P, const ExactFloat& B);
-    void usubAB_ip(const ParallelContext& P, const ExactFloat& B);  // T - B
-    void usubBA_ip(const ParallelContext& P, const ExactFloat& B);  // B - T
+    void usubAB_ip(const ParallelContext& P, const ExactFloat& B);  // |this| - |B|
+    void usubBA_ip(const ParallelContext& P, const ExactFloat& B);  // |B| - |this|
+
+    // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
+    void strip_low_zeros(u64 unit);
+
     // The residue of the words actually stored (not the carried one).
     u64 computed_residue() const;
+
+  private:
+    // The word at a position of the buffer's frame.
+    Word* at(i64 position) const { return buffer + (position - Tmin()); }
+    void uadd_ip(const ParallelContext& P, const ExactFloat& B);
 };
 
-// An ExactFloat operand's forward transform with its place, sign and residue. floor: when the product's exponent
-// exceeds it, the product is placed (exponent - floor) words above the buffer's start.
+// An ExactFloat operand's forward transform with its place, sign and residue, and exact products made with
+// it. The names tell the operands and what is kept: r a plain number, f a held transform; x the product only,
+// f a transform that stays.
+//
+// Every product needs a convolution of at least the product's length (ConvolutionTooSmallException), room for
+// A.L + B.L words (BufferTooSmallException), and a context whose scratch holds scratch_bytes(). Operands are
+// transformed before the product is written, so T may lie over plain operands. With a floor: when the
+// product's exponent exceeds it, the product is placed (exponent - floor) words above the buffer's start,
+// headroom for an addition below it.
 class ExactFloatTransformR {
   public:
+    // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object.
     ExactFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
 
+    // Holds A's transform. mp.scratch: the transform's scratch.
     void forward(const MultiplyContext& mp, const ExactFloat& A);
     void mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
-    void mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B, i64 floor);
+    void mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                   i64 floor);
     // keeps A's transform
     void mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
-    void mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B, i64 floor);
+    void mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                   i64 floor);
     // T = A * held; the held transform stays
     void mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A);
     void mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor);
@@ -66,16 +105,34 @@ class ExactFloatTransformR {
     void inverse_fmul(const MultiplyContext& mp, ExactFloat& T, const ExactFloatTransformR& other);
     void inverse_fsqr(const MultiplyContext& mp, ExactFloat& T);
 
+    // One more operand's transform and the transform's own scratch.
     u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
 
   private:
+    static constexpr i64 kNoFloor = INT64_MAX;
+
+    // What a product needs to know of an operand beside its transform.
+    struct Operand {
+        i64 exp = 0;
+        u64 L = 0;
+        bool sign = true;
+        u64 residue = 0;
+    };
+    static Operand operand(const ExactFloat& A) { return {A.exp, A.L, A.sign, A.residue}; }
+
+    // Whether the product is zero (T is set then); otherwise checks the sizes and places T.
+    bool prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor, const char* function) const;
+    void finish(const MultiplyContext& mp, ExactFloat& T, const Operand& A, const Operand& B, void* work,
+                const void* X, const void* Y, void* scratch) const;
+    void mul_rr(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B, i64 floor,
+                bool keep, const char* function);
+    void mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,
+                const char* function);
+
     const Transform& transform_;
     void* data_;
     bool held_ = false;
-    i64 exp_ = 0;
-    u64 L_ = 0;
-    bool sign_ = true;
-    u64 residue_ = 0;
+    Operand A_;
 };
 
 }  // namespace trel

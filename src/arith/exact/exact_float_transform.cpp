@@ -1,0 +1,126 @@
+#include "arith/exact/exact_float.h"
+#include "arith/m61/m61.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+
+bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor,
+                                   const char* function) const {
+    if (A.L == 0 || B.L == 0) {
+        T.clear();
+        return true;
+    }
+    const u64 n = A.L + B.L;
+    const i64 exp = A.exp + B.exp;
+    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
+    if (T.buffer_size < n + headroom) throw BufferTooSmallException(function, T.buffer_size, n + headroom);
+    if (transform_.convolution_bits() < 64 * n) {
+        throw ConvolutionTooSmallException(function, "Convolution length is too small.",
+                                           transform_.convolution_bits(), 64 * n);
+    }
+    T.T = T.buffer + headroom;
+    T.L = n;
+    T.exp = exp;
+    return false;
+}
+
+void ExactFloatTransformR::finish(const MultiplyContext& mp, ExactFloat& T, const Operand& A,
+                                  const Operand& B, void* work, const void* X, const void* Y,
+                                  void* scratch) const {
+    transform_.inverse(mp.parallel, T.T, 0, T.L, work, X, Y, scratch);
+    if (T.T[T.L - 1] == 0) T.L--;
+    T.sign = A.sign == B.sign;
+    T.residue = m61::mul(A.residue, B.residue);
+}
+
+void ExactFloatTransformR::forward(const MultiplyContext& mp, const ExactFloat& A) {
+    AlignedBufferC memory = mp.scratch;
+    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    transform_.forward(mp.parallel, data_, A.T, A.L, scratch);
+    A_ = operand(A);
+    held_ = true;
+}
+
+void ExactFloatTransformR::mul_rr(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                  const ExactFloat& B, i64 floor, bool keep, const char* function) {
+    // The target may be bound to the operands' memory, so their places are read before it changes.
+    const ExactFloat a = A, b = B;
+    const bool zero = prepare(T, operand(a), operand(b), floor, function);
+    if (zero && !keep) return;
+    AlignedBufferC memory = mp.scratch;
+    void* other = zero ? nullptr : memory.spawn(transform_.data_bytes()).get();
+    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    transform_.forward(mp.parallel, data_, a.T, a.L, scratch);
+    A_ = operand(a);
+    held_ = keep;
+    if (zero) return;
+    const bool square = a.T == b.T && a.L == b.L;
+    if (!square) transform_.forward(mp.parallel, other, b.T, b.L, scratch);
+    // The work space is the transform that is not kept.
+    finish(mp, T, operand(a), operand(b), keep ? other : data_, data_, square ? data_ : other, scratch);
+}
+
+void ExactFloatTransformR::mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,
+                                  const char* function) {
+    if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
+    const ExactFloat a = A;
+    if (prepare(T, operand(a), A_, floor, function)) return;
+    AlignedBufferC memory = mp.scratch;
+    void* other = memory.spawn(transform_.data_bytes()).get();
+    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    transform_.forward(mp.parallel, other, a.T, a.L, scratch);
+    finish(mp, T, operand(a), A_, other, other, data_, scratch);
+}
+
+void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                     const ExactFloat& B) {
+    mul_rr(mp, T, A, B, kNoFloor, false, "ExactFloatTransformR::mul_rr_xx()");
+}
+void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                     const ExactFloat& B, i64 floor) {
+    mul_rr(mp, T, A, B, floor, false, "ExactFloatTransformR::mul_rr_xx(exp)");
+}
+void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                     const ExactFloat& B) {
+    mul_rr(mp, T, A, B, kNoFloor, true, "ExactFloatTransformR::mul_rr_xf()");
+}
+void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                     const ExactFloat& B, i64 floor) {
+    mul_rr(mp, T, A, B, floor, true, "ExactFloatTransformR::mul_rr_xf(exp)");
+}
+void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A) {
+    mul_rf(mp, T, A, kNoFloor, "ExactFloatTransformR::mul_rf_xf()");
+}
+void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
+                                     i64 floor) {
+    mul_rf(mp, T, A, floor, "ExactFloatTransformR::mul_rf_xf(exp)");
+}
+void ExactFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A) {
+    mul_rr(mp, T, A, A, kNoFloor, true, "ExactFloatTransformR::sqr_rx_xf()");
+}
+
+void ExactFloatTransformR::inverse_fmul(const MultiplyContext& mp, ExactFloat& T,
+                                        const ExactFloatTransformR& other) {
+    constexpr const char* function = "ExactFloatTransformR::inverse_fmul()";
+    if (!held_ || !other.held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
+    held_ = false;
+    if (&transform_ != &other.transform_ && !transform_.compatible(other.transform_)) {
+        throw InvalidParametersException(function, "Mismatching Transform Parameters");
+    }
+    if (prepare(T, A_, other.A_, kNoFloor, function)) return;
+    AlignedBufferC memory = mp.scratch;
+    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    finish(mp, T, A_, other.A_, data_, data_, other.data_, scratch);
+}
+
+void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& mp, ExactFloat& T) {
+    constexpr const char* function = "ExactFloatTransformR::inverse_fsqr()";
+    if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
+    held_ = false;
+    if (prepare(T, A_, A_, kNoFloor, function)) return;
+    AlignedBufferC memory = mp.scratch;
+    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    finish(mp, T, A_, A_, data_, data_, data_, scratch);
+}
+
+}  // namespace trel
