@@ -1,0 +1,24 @@
+// The floating-point FFT as a multiplication algorithm.
+#pragma once
+
+#include "arith/multiply/multiply_algorithm.h"
+
+namespace trel {
+
+// Short name "FFT", long name "Floating-Point FFT", family "FFTv3", variant "Short-Vector FMA".
+constexpr u64 kFftMaxBits = 100663296;
+
+class FftAlgorithm final : public MultiplyAlgorithm {
+  public:
+    // Throws LimitExceededException beyond kFftMaxBits.
+    MultiplySizes sizes(u64 words) const override;
+    void make_transform(TransformHolder& holder, u64 words) const override;
+    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
+    u64 table_bytes(u64 words) const override;
+    std::unique_ptr<SharedTables> make_tables(u64 words, AlignedBufferC memory,
+                                              const ParallelContext& P) const override;
+};
+
+const MultiplyAlgorithm& fft_algorithm();
+
+}  // namespace trel

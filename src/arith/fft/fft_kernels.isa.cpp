@@ -1,0 +1,685 @@
+// The FFT's vector kernels: butterflies over blocks of L complex values, products of the leaves, the top sweep that
+// cuts operands into points and the one that joins coefficients into words. See fft_kernels.h for the data.
+//
+// Method: right-angle convolution (Crandall and Fagin, 1994) by repeated splitting x^m - c = (x^(m/2) - s)(x^(m/2) + s)
+// (Bernstein, 2001, "twisted" form left out), twiddles constant within a node. A forward butterfly is
+// p = u + s v, q = 2 u - p: six fused operations for a complex pair.
+#include "arith/fft/fft_kernels.h"
+
+#include "arith/fft/fft_vectors.h"
+
+namespace trel::TREL_ISA {
+namespace {
+
+constexpr u64 kBlock = 2 * L;  // doubles of a block
+
+struct Complex {
+    V re, im;
+};
+
+FFT_INLINE Complex load(const double* p) { return {ld(p), ld(p + L)}; }
+FFT_INLINE void store(double* p, Complex x) {
+    st(p, x.re);
+    st(p + L, x.im);
+}
+FFT_INLINE Complex add(Complex a, Complex b) { return {add(a.re, b.re), add(a.im, b.im)}; }
+FFT_INLINE Complex sub(Complex a, Complex b) { return {sub(a.re, b.re), sub(a.im, b.im)}; }
+
+// ---- butterflies ---------------------------------------------------------------------------------------------------
+
+// (u, v) -> (u + s v, u - s v)
+FFT_INLINE void split(Complex& u, Complex& v, Complex s, V two) {
+    const V re = fnma(s.im, v.im, fma(s.re, v.re, u.re));
+    const V im = fma(s.im, v.re, fma(s.re, v.im, u.im));
+    v = {fms(two, u.re, re), fms(two, u.im, im)};
+    u = {re, im};
+}
+// the same with i s
+FFT_INLINE void split_i(Complex& u, Complex& v, Complex s, V two) {
+    const V re = fnma(s.im, v.re, fnma(s.re, v.im, u.re));
+    const V im = fnma(s.im, v.im, fma(s.re, v.re, u.im));
+    v = {fms(two, u.re, re), fms(two, u.im, im)};
+    u = {re, im};
+}
+// split of real u, v
+FFT_INLINE void split_real(Complex& u, Complex& v, Complex s, V two, V zero) {
+    const V re = fma(s.re, v.re, u.re);
+    const V im = mul(s.im, v.re);
+    v = {fms(two, u.re, re), sub(zero, im)};
+    u = {re, im};
+}
+// (u, v) -> (u + v, conj(s) (u - v))
+FFT_INLINE void join(Complex& u, Complex& v, Complex s) {
+    const Complex d = sub(u, v);
+    u = add(u, v);
+    v = {fma(s.im, d.im, mul(s.re, d.re)), fms(s.re, d.im, mul(s.im, d.re))};
+}
+// the same with i s
+FFT_INLINE void join_i(Complex& u, Complex& v, Complex s) {
+    const Complex d = sub(u, v);
+    u = add(u, v);
+    v = {fms(s.re, d.im, mul(s.im, d.re)), fnms(s.re, d.re, mul(s.im, d.im))};
+}
+
+FFT_INLINE Complex twiddle(const FftQuad* q, int i) { return {bc(q->re[i]), bc(q->im[i])}; }
+
+template <int R, bool real>
+FFT_INLINE void forward_radix(Complex x[R], const FftQuad* q) {
+    const V two = bc(2.0);
+    const V zero = bc(0.0);
+    const Complex s1 = twiddle(q, 0);
+    for (int i = 0; i < R / 2; i++) {
+        if (real) {
+            split_real(x[i], x[i + R / 2], s1, two, zero);
+        } else {
+            split(x[i], x[i + R / 2], s1, two);
+        }
+    }
+    const Complex s2 = twiddle(q, 1);
+    for (int i = 0; i < R / 4; i++) split(x[i], x[i + R / 4], s2, two);
+    for (int i = 0; i < R / 4; i++) split_i(x[R / 2 + i], x[R / 2 + R / 4 + i], s2, two);
+    if constexpr (R == 8) {
+        const Complex s3 = twiddle(q, 2), s4 = twiddle(q, 3);
+        split(x[0], x[1], s3, two);
+        split_i(x[2], x[3], s3, two);
+        split(x[4], x[5], s4, two);
+        split_i(x[6], x[7], s4, two);
+    }
+}
+
+template <int R>
+FFT_INLINE void inverse_radix(Complex x[R], const FftQuad* q) {
+    if constexpr (R == 8) {
+        const Complex s3 = twiddle(q, 2), s4 = twiddle(q, 3);
+        join(x[0], x[1], s3);
+        join_i(x[2], x[3], s3);
+        join(x[4], x[5], s4);
+        join_i(x[6], x[7], s4);
+    }
+    const Complex s2 = twiddle(q, 1);
+    for (int i = 0; i < R / 4; i++) join(x[i], x[i + R / 4], s2);
+    for (int i = 0; i < R / 4; i++) join_i(x[R / 2 + i], x[R / 2 + R / 4 + i], s2);
+    const Complex s1 = twiddle(q, 0);
+    for (int i = 0; i < R / 2; i++) join(x[i], x[i + R / 2], s1);
+}
+
+// x^a - i into its factors x - s w^q, s = e^(2 pi i / 4a), w = e^(2 pi i / a): the first split for a = 3 and 5.
+// Constants: cos and sin of 2 pi k / 3 and 2 pi k / 5, and powers of s.
+constexpr double kSin3 = 0.86602540378443864676;
+constexpr double kCos5_1 = 0.30901699437494742410, kSin5_1 = 0.95105651629515357212;
+constexpr double kCos5_2 = -0.80901699437494742410, kSin5_2 = 0.58778525229247312917;
+// s^k, k = 1 ..: a = 3: 30, 60 degrees; a = 5: 18, 36, 54, 72 degrees
+constexpr double kTwist3[2][2] = {{0.86602540378443864676, 0.5}, {0.5, 0.86602540378443864676}};
+constexpr double kTwist5[4][2] = {{0.95105651629515357212, 0.30901699437494742410},
+                                  {0.80901699437494742410, 0.58778525229247312917},
+                                  {0.58778525229247312917, 0.80901699437494742410},
+                                  {0.30901699437494742410, 0.95105651629515357212}};
+
+// out_q = sum x_k w^(qk); sign -1 takes the conjugate of w
+template <int a, int sign>
+FFT_INLINE void odd_dft(Complex x[a]) {
+    if constexpr (a == 3) {
+        const V half = bc(0.5), h = bc(sign * kSin3);
+        const Complex t = add(x[1], x[2]), d = sub(x[1], x[2]);
+        const Complex m = {fnma(half, t.re, x[0].re), fnma(half, t.im, x[0].im)};
+        x[0] = add(x[0], t);
+        x[1] = {fnma(h, d.im, m.re), fma(h, d.re, m.im)};
+        x[2] = {fma(h, d.im, m.re), fnma(h, d.re, m.im)};
+    } else {
+        const V c1 = bc(kCos5_1), c2 = bc(kCos5_2), h1 = bc(sign * kSin5_1), h2 = bc(sign * kSin5_2);
+        const Complex t1 = add(x[1], x[4]), t2 = add(x[2], x[3]);
+        const Complex d1 = sub(x[1], x[4]), d2 = sub(x[2], x[3]);
+        const Complex m1 = {fma(c2, t2.re, fma(c1, t1.re, x[0].re)), fma(c2, t2.im, fma(c1, t1.im, x[0].im))};
+        const Complex m2 = {fma(c1, t2.re, fma(c2, t1.re, x[0].re)), fma(c1, t2.im, fma(c2, t1.im, x[0].im))};
+        const Complex n1 = {fma(h2, d2.re, mul(h1, d1.re)), fma(h2, d2.im, mul(h1, d1.im))};
+        const Complex n2 = {fms(h2, d1.re, mul(h1, d2.re)), fms(h2, d1.im, mul(h1, d2.im))};
+        x[0] = add(x[0], add(t1, t2));
+        x[1] = {sub(m1.re, n1.im), add(m1.im, n1.re)};
+        x[4] = {add(m1.re, n1.im), sub(m1.im, n1.re)};
+        x[2] = {sub(m2.re, n2.im), add(m2.im, n2.re)};
+        x[3] = {add(m2.re, n2.im), sub(m2.im, n2.re)};
+    }
+}
+
+template <int a, bool real>
+FFT_INLINE void forward_odd(Complex x[a]) {
+    for (int k = 1; k < a; k++) {
+        const double* t = a == 3 ? kTwist3[k - 1] : kTwist5[k - 1];
+        const V re = bc(t[0]), im = bc(t[1]);
+        if (real) {
+            x[k] = {mul(re, x[k].re), mul(im, x[k].re)};
+        } else {
+            x[k] = {fms(re, x[k].re, mul(im, x[k].im)), fma(re, x[k].im, mul(im, x[k].re))};
+        }
+    }
+    odd_dft<a, 1>(x);
+}
+
+template <int a>
+FFT_INLINE void inverse_odd(Complex x[a]) {
+    odd_dft<a, -1>(x);
+    for (int k = 1; k < a; k++) {
+        const double* t = a == 3 ? kTwist3[k - 1] : kTwist5[k - 1];
+        const V re = bc(t[0]), im = bc(t[1]);
+        x[k] = {fma(im, x[k].im, mul(re, x[k].re)), fms(re, x[k].im, mul(im, x[k].re))};
+    }
+}
+
+// ---- passes --------------------------------------------------------------------------------------------------------
+
+// One radix over n columns; the R inputs (outputs) of a column lie in_stride (out_stride) doubles apart. R = 3 and 5
+// need no quad. in == out with equal strides is in place.
+template <int R, bool real>
+FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n, const FftQuad* q) {
+    for (u64 c = 0; c < n; c++) {
+        Complex x[R];
+        for (int i = 0; i < R; i++) {
+            const double* p = in + c * kBlock + i * in_stride;
+            x[i] = {ld(p), real ? bc(0.0) : ld(p + L)};
+        }
+        if constexpr (R == 3 || R == 5) {
+            forward_odd<R, real>(x);
+        } else if constexpr (R != 1) {
+            forward_radix<R, real>(x, q);
+        }
+        for (int i = 0; i < R; i++) store(out + c * kBlock + i * out_stride, x[i]);
+    }
+}
+
+template <int R>
+FFT_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n, const FftQuad* q) {
+    for (u64 c = 0; c < n; c++) {
+        Complex x[R];
+        for (int i = 0; i < R; i++) x[i] = load(in + c * kBlock + i * in_stride);
+        inverse_radix<R>(x, q);
+        for (int i = 0; i < R; i++) store(out + c * kBlock + i * out_stride, x[i]);
+    }
+}
+
+// 1.5 * 2^52: adding it rounds to an integer, which then stands in the low bits.
+constexpr double kMagic = 6755399441055744.0;
+constexpr u64 kMagicBits = 0x4338000000000000;
+
+// The last inverse radix in place, with scaling and rounding. With worst the distances from integers are taken.
+template <int R, bool check>
+FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, double scale, double* worst) {
+    const V factor = bc(scale), magic = bc(kMagic);
+    V distance = bc(0.0);
+    for (u64 c = 0; c < n; c++) {
+        Complex x[R];
+        for (int i = 0; i < R; i++) x[i] = load(data + c * kBlock + i * stride);
+        if constexpr (R == 3 || R == 5) {
+            inverse_odd<R>(x);
+        } else if constexpr (R != 1) {
+            inverse_radix<R>(x, q);
+        }
+        for (int i = 0; i < R; i++) {
+            if (check) {
+                const V re = mul(x[i].re, factor), im = mul(x[i].im, factor);
+                distance = larger_distance(distance, sub(re, nearest(re)));
+                distance = larger_distance(distance, sub(im, nearest(im)));
+            }
+            store(data + c * kBlock + i * stride,
+                  {fma(x[i].re, factor, magic), fma(x[i].im, factor, magic)});
+        }
+    }
+    if (check) {
+        alignas(64) double d[L];
+        st(d, distance);
+        for (u32 i = 0; i < L; i++) {
+            if (d[i] > *worst) *worst = d[i];
+        }
+    }
+}
+
+// The quad of a node: where it lies, or its product from two tables in `space`.
+FFT_INLINE const FftQuad* quad_of(const FftPlan& plan, u64 root, u64 depth, u64 index, FftQuad* space) {
+    const FftTwiddles& t = plan.twiddles;
+    if (__builtin_expect(depth < FftTwiddles::kLogLow, 1)) {
+        return t.direct + root * FftTwiddles::kDirect + (u64(1) << depth) + index;
+    }
+    const FftQuad* h = t.hi + root * t.hi_stride + (u64(1) << (depth - FftTwiddles::kLogLow)) +
+                       (index >> FftTwiddles::kLogLow);
+    const FftQuad* l = t.low + (index & (FftTwiddles::kLow - 1));
+    const __m256d hr = _mm256_load_pd(h->re), hi = _mm256_load_pd(h->im);
+    const __m256d lr = _mm256_load_pd(l->re), li = _mm256_load_pd(l->im);
+    _mm256_store_pd(space->re, _mm256_fmsub_pd(hr, lr, _mm256_mul_pd(hi, li)));
+    _mm256_store_pd(space->im, _mm256_fmadd_pd(hr, li, _mm256_mul_pd(hi, lr)));
+    return space;
+}
+
+#if TREL_ISA_avx512
+constexpr u32 kMaxLogRadix = 3;
+#else
+constexpr u32 kMaxLogRadix = 2;  // sixteen registers hold a radix of four
+#endif
+
+// The radix of the next level from the top when log_n levels are left: eights as long as fours can do the rest.
+FFT_INLINE u32 next_log_radix(u32 log_n) {
+    if (kMaxLogRadix == 2) return log_n % 2 ? 3 : 2;
+    return log_n == 2 || log_n == 4 ? 2 : 3;
+}
+
+void forward_node(const FftPlan& plan, double* data, u64 root, u32 depth, u64 index, u32 log_n) {
+    FftQuad space;
+    if (log_n == 3 && next_log_radix(3) == 3) {
+        forward_pass<8, false>(data, kBlock, data, kBlock, 1, quad_of(plan, root, depth, index, &space));
+        return;
+    }
+    if (log_n == 2) {
+        forward_pass<4, false>(data, kBlock, data, kBlock, 1, quad_of(plan, root, depth, index, &space));
+        return;
+    }
+    const u32 log_r = next_log_radix(log_n);
+    const u64 n = u64(1) << (log_n - log_r);
+    const FftQuad* q = quad_of(plan, root, depth, index, &space);
+    if (log_r == 3) {
+        forward_pass<8, false>(data, n * kBlock, data, n * kBlock, n, q);
+    } else {
+        forward_pass<4, false>(data, n * kBlock, data, n * kBlock, n, q);
+    }
+    for (u64 i = 0; i < u64(1) << log_r; i++) {
+        forward_node(plan, data + i * n * kBlock, root, depth + log_r, (index << log_r) + i, log_n - log_r);
+    }
+}
+
+// ---- leaves --------------------------------------------------------------------------------------------------------
+
+// c y for c = s, -s, i s, -i s (kind 0 .. 3)
+template <int kind>
+FFT_INLINE Complex turned(Complex y, Complex s) {
+    if constexpr (kind == 0) return {fms(s.re, y.re, mul(s.im, y.im)), fma(s.re, y.im, mul(s.im, y.re))};
+    if constexpr (kind == 1) return {fms(s.im, y.im, mul(s.re, y.re)), fnms(s.re, y.im, mul(s.im, y.re))};
+    if constexpr (kind == 2) return {fnms(s.re, y.im, mul(s.im, y.re)), fms(s.re, y.re, mul(s.im, y.im))};
+    return {fma(s.re, y.im, mul(s.im, y.re)), fms(s.im, y.im, mul(s.re, y.re))};
+}
+
+template <u32 k>
+FFT_INLINE void leaf_row(const double* x, Complex low, Complex y, V& rr, V& ii, V& ri, V& ir) {
+    const Complex row = {before<k>(low.re, y.re), before<k>(low.im, y.im)};
+    const V re = bc(x[k]), im = bc(x[L + k]);
+    rr = fma(re, row.re, rr);
+    ii = fma(im, row.im, ii);
+    ri = fma(re, row.im, ri);
+    ir = fma(im, row.re, ir);
+}
+
+// out = x y modulo t^L - c: the sum over k of x_k (y t^k), whose lanes are y's, shifted, with c y coming in below.
+template <int kind>
+FFT_INLINE void leaf(double* out, const double* x, const double* y_block, Complex s) {
+    const Complex y = load(y_block);
+    const Complex low = turned<kind>(y, s);
+    const V re = bc(x[0]), im = bc(x[L]);
+    V rr = mul(re, y.re), ii = mul(im, y.im), ri = mul(re, y.im), ir = mul(im, y.re);
+    leaf_row<1>(x, low, y, rr, ii, ri, ir);
+    leaf_row<2>(x, low, y, rr, ii, ri, ir);
+    leaf_row<3>(x, low, y, rr, ii, ri, ir);
+#if TREL_ISA_avx512
+    leaf_row<4>(x, low, y, rr, ii, ri, ir);
+    leaf_row<5>(x, low, y, rr, ii, ri, ir);
+    leaf_row<6>(x, low, y, rr, ii, ri, ir);
+    leaf_row<7>(x, low, y, rr, ii, ri, ir);
+#endif
+    store(out, {sub(rr, ii), add(ri, ir)});
+}
+
+FFT_INLINE void four_leaves(double* out, const double* x, const double* y, const FftQuad* q, int i) {
+    const Complex s = twiddle(q, i);
+    leaf<0>(out, x, y, s);
+    leaf<1>(out + kBlock, x + kBlock, y + kBlock, s);
+    leaf<2>(out + 2 * kBlock, x + 2 * kBlock, y + 2 * kBlock, s);
+    leaf<3>(out + 3 * kBlock, x + 3 * kBlock, y + 3 * kBlock, s);
+}
+
+// The leaves below a node of R blocks.
+template <int R>
+FFT_INLINE void leaves(double* out, const double* x, const double* y, const FftQuad* q) {
+    if constexpr (R == 4) {
+        four_leaves(out, x, y, q, 1);
+    } else {
+        four_leaves(out, x, y, q, 2);
+        four_leaves(out + 4 * kBlock, x + 4 * kBlock, y + 4 * kBlock, q, 3);
+    }
+}
+
+void inverse_node(const FftPlan& plan, double* work, const double* x, const double* y, u64 root, u32 depth, u64 index,
+                  u32 log_n) {
+    FftQuad space;
+    const FftQuad* q = quad_of(plan, root, depth, index, &space);
+    if (log_n == 3 && next_log_radix(3) == 3) {
+        leaves<8>(work, x, y, q);
+        inverse_pass<8>(work, kBlock, work, kBlock, 1, q);
+        return;
+    }
+    if (log_n == 2) {
+        leaves<4>(work, x, y, q);
+        inverse_pass<4>(work, kBlock, work, kBlock, 1, q);
+        return;
+    }
+    const u32 log_r = next_log_radix(log_n);
+    const u64 n = u64(1) << (log_n - log_r);
+    for (u64 i = 0; i < u64(1) << log_r; i++) {
+        const u64 o = i * n * kBlock;
+        inverse_node(plan, work + o, x + o, y + o, root, depth + log_r, (index << log_r) + i, log_n - log_r);
+    }
+    if (log_r == 3) {
+        inverse_pass<8>(work, n * kBlock, work, n * kBlock, n, q);
+    } else {
+        inverse_pass<4>(work, n * kBlock, work, n * kBlock, n, q);
+    }
+}
+
+// ---- cutting an operand into points ---------------------------------------------------------------------------------
+
+// Eight points of b bits are b bytes. Four of them lie within sixteen bytes of the first one's byte: a byte shuffle
+// brings each into its own 32 bits, a shift and a mask do the rest. half 0: points 0 .. 3, half 1: points 4 .. 7.
+struct Cutter {
+    alignas(32) u8 shuffle[2][16];
+    alignas(32) u32 shift[2][4];
+    u32 b;
+    u32 half_offset;  // byte in which point 4 begins
+    u32 mask;
+};
+
+FFT_INLINE void set_cutter(Cutter& cut, u32 b) {
+    cut.b = b;
+    cut.half_offset = 4 * b / 8;
+    cut.mask = (1u << b) - 1;
+    for (u32 h = 0; h < 2; h++) {
+        for (u32 i = 0; i < 4; i++) {
+            const u32 bit = (4 * b * h) % 8 + i * b;
+            for (u32 j = 0; j < 4; j++) cut.shuffle[h][4 * i + j] = static_cast<u8>(bit / 8 + j);
+            cut.shift[h][i] = bit % 8;
+        }
+    }
+}
+
+// Bytes that cut_points may read from the first byte of eight points.
+constexpr u64 kCutReach = 32;
+
+// L points as doubles from the bytes of their group of eight.
+FFT_INLINE V cut_points(const Cutter& cut, const u8* p, u32 half) {
+#if TREL_ISA_avx512
+    (void)half;
+    __m256i x = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    x = _mm256_inserti128_si256(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + cut.half_offset)), 1);
+    x = _mm256_shuffle_epi8(x, _mm256_load_si256(reinterpret_cast<const __m256i*>(cut.shuffle[0])));
+    x = _mm256_srlv_epi32(x, _mm256_load_si256(reinterpret_cast<const __m256i*>(cut.shift[0])));
+    x = _mm256_and_si256(x, _mm256_set1_epi32(static_cast<int>(cut.mask)));
+    return _mm512_cvtepi32_pd(x);
+#else
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + (half ? cut.half_offset : 0)));
+    x = _mm_shuffle_epi8(x, _mm_load_si128(reinterpret_cast<const __m128i*>(cut.shuffle[half])));
+    x = _mm_srlv_epi32(x, _mm_load_si128(reinterpret_cast<const __m128i*>(cut.shift[half])));
+    x = _mm_and_si128(x, _mm_set1_epi32(static_cast<int>(cut.mask)));
+    return _mm256_cvtepi32_pd(x);
+#endif
+}
+
+constexpr u64 kBlocksPerGroup = 8 / L;  // blocks that hold eight points
+
+// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the operand.
+FFT_INLINE void cut_stream(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
+    if (offset >= bytes) {
+        for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
+        return;
+    }
+    if (offset + n * cut.b + kCutReach <= bytes) {
+        const u8* p = operand + offset;
+        for (u64 c = 0; c < n; c++) {
+            st(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
+            if ((c + 1) % kBlocksPerGroup == 0) p += cut.b;
+        }
+        return;
+    }
+    for (u64 c = 0; c < n; c += kBlocksPerGroup, offset += cut.b) {
+        alignas(64) u8 staging[64] = {};
+        for (u64 i = 0; i < kCutReach && offset + i < bytes; i++) staging[i] = operand[offset + i];
+        for (u64 h = 0; h < kBlocksPerGroup; h++) {
+            st(out + (c + h) * kBlock, cut_points(cut, staging, static_cast<u32>(h)));
+        }
+    }
+}
+
+// ---- the top sweep --------------------------------------------------------------------------------------------------
+
+constexpr u32 kMaxStep = 4;
+
+template <bool real>
+FFT_INLINE void first_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q) {
+    const u64 stride = n * kBlock;
+    switch (plan.r0) {
+        case 1: return forward_pass<1, real>(s, stride, s, stride, n, q);
+        case 3: return forward_pass<3, real>(s, stride, s, stride, n, q);
+        case 4: return forward_pass<4, real>(s, stride, s, stride, n, q);
+        case 5: return forward_pass<5, real>(s, stride, s, stride, n, q);
+        default: return forward_pass<8, real>(s, stride, s, stride, n, q);
+    }
+}
+
+void forward_top(const FftPlan& plan, double* data, const u8* operand, u64 bytes, u64 c0, u64 c1) {
+    alignas(64) double streams[FftPlan::kMaxStreams * kMaxStep * kBlock];
+    Cutter cut;
+    set_cutter(cut, plan.b);
+    const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
+    const u64 column_bytes_2 = plan.b * 2 / kBlocksPerGroup;  // bytes of two columns: an integer
+    const u64 im_offset = S * columns * column_bytes_2 / 2;
+    const bool real = bytes <= im_offset;
+    const FftQuad* q0 = plan.twiddles.direct + 1;
+    const u64 r1 = u64(1) << plan.log_r1;
+    for (u64 c = c0; c < c1; c += step) {
+        for (u64 s = 0; s < S; s++) {
+            const u64 offset = (s * columns + c) * column_bytes_2 / 2;
+            double* out = streams + s * step * kBlock;
+            cut_stream(cut, out, operand, bytes, offset, step);
+            if (!real) cut_stream(cut, out + L, operand, bytes, im_offset + offset, step);
+        }
+        if (real) {
+            first_radix<true>(plan, streams, r1 * step, q0);
+        } else {
+            first_radix<false>(plan, streams, r1 * step, q0);
+        }
+        FftQuad space;
+        for (u64 q = 0; q < plan.r0; q++) {
+            const FftQuad* quad =
+                plan.a == 1 ? quad_of(plan, 0, plan.log_r0, q, &space) : quad_of(plan, q, 0, 0, &space);
+            const double* in = streams + q * r1 * step * kBlock;
+            double* out = data + (q * r1 * columns + c) * kBlock;
+            if (plan.log_r1 == 3) {
+                forward_pass<8, false>(in, step * kBlock, out, columns * kBlock, step, quad);
+            } else {
+                forward_pass<4, false>(in, step * kBlock, out, columns * kBlock, step, quad);
+            }
+        }
+    }
+}
+
+void forward_streams(const FftPlan& plan, double* data, u64 s0, u64 s1) {
+    if (plan.log_columns == 0) return;
+    const u64 size = plan.columns() * kBlock;
+    for (u64 s = s0; s < s1; s++) {
+        if (plan.a == 1) {
+            forward_node(plan, data + s * size, 0, plan.log_r0 + plan.log_r1, s, plan.log_columns);
+        } else {
+            const u64 index = s & ((u64(1) << plan.log_r1) - 1);
+            forward_node(plan, data + s * size, s >> plan.log_r1, plan.log_r1, index, plan.log_columns);
+        }
+    }
+}
+
+void inverse_streams(const FftPlan& plan, double* work, const double* x, const double* y, u64 s0, u64 s1) {
+    const u64 size = plan.columns() * kBlock;
+    const u64 r1 = u64(1) << plan.log_r1;
+    if (plan.log_columns == 0) {
+        for (u64 s = s0; s < s1; s += r1) {
+            FftQuad space;
+            const FftQuad* q = plan.a == 1 ? quad_of(plan, 0, plan.log_r0, s >> plan.log_r1, &space)
+                                           : quad_of(plan, s >> plan.log_r1, 0, 0, &space);
+            const u64 o = s * size;
+            if (r1 == 8) {
+                leaves<8>(work + o, x + o, y + o, q);
+            } else {
+                leaves<4>(work + o, x + o, y + o, q);
+            }
+        }
+        return;
+    }
+    for (u64 s = s0; s < s1; s++) {
+        const u64 o = s * size;
+        if (plan.a == 1) {
+            inverse_node(plan, work + o, x + o, y + o, 0, plan.log_r0 + plan.log_r1, s, plan.log_columns);
+        } else {
+            inverse_node(plan, work + o, x + o, y + o, s >> plan.log_r1, plan.log_r1, s & (r1 - 1), plan.log_columns);
+        }
+    }
+}
+
+// ---- joining coefficients into words ---------------------------------------------------------------------------------
+
+struct JoinJob {
+    const FftPlan* plan;
+    const FftWindow* window;
+    double* work;
+    const double* streams;  // rounded coefficients: S streams of `step` blocks
+    u64 column;             // first column of these blocks
+    u64 last_column;        // the first column beyond the segment
+    u64* carry;             // 2 S running carries, biased
+};
+
+// Bytes [from, from + b) of a stream's group of eight points, the part that is not written by whole words.
+void store_clipped(const JoinJob& job, u64 stream, u64 column, const u8* bytes) {
+    const FftPlan& plan = *job.plan;
+    const u64 S = plan.streams(), columns = plan.columns();
+    const u64 part = stream >= S, s = stream - part * S;
+    const u64 position = (stream * columns + column) / kBlocksPerGroup * plan.b;
+    const FftWindow& w = *job.window;
+    if (position >= w.hi) return;
+    u8* slot = reinterpret_cast<u8*>(job.work + (s * columns + column) * kBlock + part * 8);
+    for (u64 i = 0; i < plan.b; i++) {
+        const u64 p = position + i;
+        if (p >= w.hi) return;
+        (p < w.lo ? slot[i] : w.base[p]) = bytes[i];
+    }
+}
+
+// Eight point vectors (lanes are streams) -> b bytes a lane in W words.
+template <u32 b>
+FFT_INLINE void join_points(const V x[8], VI& carry, VI w[3]) {
+    const VI bias = bci(kMagicBits >> b), mask = bci((u64(1) << b) - 1);
+    w[0] = w[1] = w[2] = bci(0);
+#pragma GCC unroll 8
+    for (u32 i = 0; i < 8; i++) {
+        // the magic number's bits and the bias of the carry keep the sum positive: logical shifts do
+        const VI t = bits_of(x[i]) - bias + carry;
+        carry = t >> b;
+        const VI digit = t & mask;
+        const u32 word = i * b / 64, bit = i * b % 64;
+        w[word] |= bit == 0 ? digit : digit << bit;
+        if (bit + b > 64) w[word + 1] |= digit >> (64 - bit);
+    }
+}
+
+template <u32 b>
+void join_block(const JoinJob& job) {
+    constexpr u32 kWords = b <= 16 ? 2 : 3;
+    constexpr u64 kReach = 8 * kWords;  // bytes that the fast stores write
+    const FftPlan& plan = *job.plan;
+    const FftWindow& window = *job.window;
+    const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
+    for (u64 g = 0; g < 2 * S; g += L) {
+        VI carry = ldi(job.carry + g);
+        const double* in[L];
+        for (u32 l = 0; l < L; l++) {
+            const u64 part = g + l >= S;
+            in[l] = job.streams + (g + l - part * S) * step * kBlock + part * L;
+        }
+        const u64 lane_bytes = columns * b / kBlocksPerGroup;
+        for (u64 c = 0; c < step; c += kBlocksPerGroup) {
+            V x[8];
+            for (u64 h = 0; h < kBlocksPerGroup; h++) {
+                for (u32 l = 0; l < L; l++) x[h * L + l] = ld(in[l] + (c + h) * kBlock);
+                transpose(x + h * L);
+            }
+            VI w[3];
+            join_points<b>(x, carry, w);
+            alignas(64) u64 words[3][L];
+            for (u32 i = 0; i < kWords; i++) sti(words[i], w[i]);
+            const u64 column = job.column + c;
+            // whole words reach beyond the eight points' bytes: only where what follows is written later
+            const bool later = column + kBlocksPerGroup * 4 <= job.last_column;
+            u64 position = g * lane_bytes + column / kBlocksPerGroup * b;
+            for (u32 l = 0; l < L; l++, position += lane_bytes) {
+                if (__builtin_expect(later && position >= window.lo && position + kReach <= window.hi, 1)) {
+                    u8* out = window.base + position;
+                    for (u32 i = 0; i < kWords; i++) __builtin_memcpy(out + 8 * i, &words[i][l], 8);
+                } else {
+                    u64 bytes[3];
+                    for (u32 i = 0; i < kWords; i++) bytes[i] = words[i][l];
+                    store_clipped(job, g + l, column, reinterpret_cast<const u8*>(bytes));
+                }
+            }
+        }
+        sti(job.carry + g, carry);
+    }
+}
+
+using JoinBlock = void (*)(const JoinJob&);
+constexpr JoinBlock kJoinBlock[22] = {
+    nullptr,        nullptr,        nullptr,        nullptr,        nullptr,        nullptr,
+    nullptr,        nullptr,        nullptr,        join_block<9>,  join_block<10>, join_block<11>,
+    join_block<12>, join_block<13>, join_block<14>, join_block<15>, join_block<16>, join_block<17>,
+    join_block<18>, join_block<19>, join_block<20>, join_block<21>};
+
+template <bool check>
+FFT_INLINE void last_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q, double* worst) {
+    const u64 stride = n * kBlock;
+    switch (plan.r0) {
+        case 1: return last_pass<1, check>(s, stride, n, q, plan.scale, worst);
+        case 3: return last_pass<3, check>(s, stride, n, q, plan.scale, worst);
+        case 4: return last_pass<4, check>(s, stride, n, q, plan.scale, worst);
+        case 5: return last_pass<5, check>(s, stride, n, q, plan.scale, worst);
+        default: return last_pass<8, check>(s, stride, n, q, plan.scale, worst);
+    }
+}
+
+void inverse_top(const FftPlan& plan, const FftWindow& window, double* work, u64 c0, u64 c1, i64* carry_out,
+                 double* worst) {
+    alignas(64) double streams[FftPlan::kMaxStreams * kMaxStep * kBlock];
+    alignas(64) u64 carry[2 * FftPlan::kMaxStreams];
+    const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
+    const u64 r1 = u64(1) << plan.log_r1;
+    const u64 bias = kMagicBits >> plan.b;
+    for (u64 s = 0; s < 2 * S; s++) carry[s] = bias;
+    const JoinBlock join_these = kJoinBlock[plan.b];
+    JoinJob job{&plan, &window, work, streams, c0, c1, carry};
+    for (u64 c = c0; c < c1; c += step) {
+        FftQuad space;
+        for (u64 q = 0; q < plan.r0; q++) {
+            const FftQuad* quad =
+                plan.a == 1 ? quad_of(plan, 0, plan.log_r0, q, &space) : quad_of(plan, q, 0, 0, &space);
+            const double* in = work + (q * r1 * columns + c) * kBlock;
+            double* out = streams + q * r1 * step * kBlock;
+            if (plan.log_r1 == 3) {
+                inverse_pass<8>(in, columns * kBlock, out, step * kBlock, step, quad);
+            } else {
+                inverse_pass<4>(in, columns * kBlock, out, step * kBlock, step, quad);
+            }
+        }
+        const FftQuad* q0 = plan.twiddles.direct + 1;
+        if (__builtin_expect(worst != nullptr, 0)) {
+            last_radix<true>(plan, streams, r1 * step, q0, worst);
+        } else {
+            last_radix<false>(plan, streams, r1 * step, q0, nullptr);
+        }
+        job.column = c;
+        join_these(job);
+    }
+    for (u64 s = 0; s < 2 * S; s++) carry_out[s] = static_cast<i64>(carry[s] - bias);
+}
+
+}  // namespace
+
+constinit const FftKernels fft_kernels{
+    L, kMaxLogRadix, L == 8 ? 1 : 4, kMaxStep, forward_top, forward_streams, inverse_streams, inverse_top};
+
+}  // namespace trel::TREL_ISA

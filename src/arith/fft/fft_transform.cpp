@@ -1,0 +1,188 @@
+#include "arith/fft/fft_transform.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kMaxTasks = 32;
+// Transforms of fewer points run on one task: starting tasks costs more than half of their work.
+constexpr u64 kParallelPoints = u64(1) << 16;
+
+u32 log2_of(u32 power) {
+    u32 r = 0;
+    while (power >>= 1) r++;
+    return r;
+}
+
+FftPlan make_plan(const FftKernels& kernels, const FftParameters& p) {
+    FftPlan plan{};
+    plan.a = p.a;
+    plan.k = p.k;
+    plan.b = p.b;
+    plan.lanes = kernels.lanes;
+    plan.log_blocks = p.k - 1 - log2_of(kernels.lanes);
+    plan.scale = 1.0 / static_cast<double>(u64(p.a) << plan.log_blocks);
+    struct Radices {
+        u32 log_r0, log_r1;
+    };
+    constexpr Radices kChoices[] = {{3, 3}, {3, 2}, {2, 2}, {0, 3}, {0, 2}};
+    const u32 min_left = log2_of(kernels.min_columns);
+    for (const Radices& r : kChoices) {
+        if (p.a != 1 && r.log_r0 != 0) continue;
+        if (plan.log_blocks < r.log_r0 + r.log_r1) continue;
+        const u32 left = plan.log_blocks - r.log_r0 - r.log_r1;
+        if (left == 1 || left < min_left) continue;
+        plan.log_r0 = r.log_r0;
+        plan.log_r1 = r.log_r1;
+        plan.log_columns = left;
+        break;
+    }
+    plan.r0 = p.a == 1 ? 1u << plan.log_r0 : p.a;
+    plan.step = static_cast<u32>(std::min<u64>(plan.columns(), kernels.max_step));
+    return plan;
+}
+
+// Adds a carry at a byte of the product: into the window, or below it into the slots where the low bytes are kept.
+void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 position, i64 carry) {
+    while (carry != 0 && position < w.hi) {
+        if (position >= w.lo && position + 8 <= w.hi) {
+            u64 word;
+            std::memcpy(&word, w.base + position, 8);
+            const i128 sum = static_cast<i128>(word) + carry;
+            word = static_cast<u64>(sum);
+            std::memcpy(w.base + position, &word, 8);
+            carry = static_cast<i64>(sum >> 64);
+            position += 8;
+            continue;
+        }
+        u8* byte = w.base + position;
+        if (position < w.lo) {
+            const u64 group = position / plan.b;
+            const u64 groups = plan.streams() * plan.columns() * plan.lanes / 8;
+            const u64 part = group >= groups;
+            byte = reinterpret_cast<u8*>(work + (group - part * groups) * 16 + part * 8) + position % plan.b;
+        }
+        carry += *byte;
+        *byte = static_cast<u8>(carry);
+        carry >>= 8;
+        position++;
+    }
+}
+
+}  // namespace
+
+const FftKernels& fft_kernels(Isa isa) { return isa == Isa::avx512 ? avx512::fft_kernels : avx2::fft_kernels; }
+
+const FftKernels& fft_kernels() {
+    static const FftKernels& chosen = fft_kernels(active_isa());
+    return chosen;
+}
+
+FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables)
+    : Transform(parameters.capacity(), parameters.points() * sizeof(double), 0),
+      kernels_(&kernels),
+      plan_(make_plan(kernels, parameters)) {
+    u64 stride = fft_hi_stride(parameters.k);
+    const FftQuad* hi = nullptr;
+    if (stride != 0) {
+        if (tables != nullptr) hi = tables->find(parameters.a, parameters.k, stride);
+        if (hi == nullptr) {
+            stride = fft_hi_stride(parameters.k);
+            own_ = std::make_unique<FftQuad[]>(parameters.a * stride);
+            fft_fill_hi(own_.get(), parameters.a, stride, serial_context());
+            hi = own_.get();
+        }
+    }
+    plan_.twiddles = fft_twiddles(parameters.a, hi, stride);
+}
+
+u64 FftTransform::tasks(const ParallelContext& P) const {
+    if (P.tds < 2 || (u64(plan_.a) << plan_.k) < kParallelPoints) return 1;
+    return std::min({P.tds, kMaxTasks, plan_.columns() / plan_.step, u64(plan_.streams())});
+}
+
+void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void*) const {
+    if (64 * L > convolution_bits_) {
+        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_, 64 * L);
+    }
+    double* const out = static_cast<double*>(data);
+    const u8* const operand = reinterpret_cast<const u8*>(A);
+    const u64 n = tasks(P), columns = plan_.columns(), streams = plan_.streams();
+    if (n < 2) {
+        kernels_->forward_top(plan_, out, operand, 8 * L, 0, columns);
+        kernels_->forward_streams(plan_, out, 0, streams);
+        return;
+    }
+    const u64 steps = columns / plan_.step;
+    parallel_for(P, n, [&](u64 t) {
+        kernels_->forward_top(plan_, out, operand, 8 * L, steps * t / n * plan_.step,
+                              steps * (t + 1) / n * plan_.step);
+    });
+    parallel_for(P, n, [&](u64 t) {
+        kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n);
+    });
+}
+
+void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                           const void* Y, void*) const {
+    double* const out = static_cast<double*>(work);
+    const double* const x = static_cast<const double*>(X);
+    const double* const y = static_cast<const double*>(Y);
+    const u64 n = tasks(P), streams = plan_.streams();
+    if (n < 2) {
+        kernels_->inverse_streams(plan_, out, x, y, 0, streams);
+    } else {
+        parallel_for(P, n, [&](u64 t) {
+            kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
+        });
+    }
+    finish(P, T, skip, total, out, nullptr);
+}
+
+double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const {
+    double worst = 0;
+    kernels_->inverse_streams(plan_, static_cast<double*>(work), static_cast<const double*>(X),
+                              static_cast<const double*>(Y), 0, plan_.streams());
+    finish(serial_context(), T, skip, total, static_cast<double*>(work), &worst);
+    return worst;
+}
+
+void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
+                          double* worst) const {
+    if (total > convolution_words()) {
+        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_, 64 * total);
+    }
+    const FftWindow window{reinterpret_cast<u8*>(T) - 8 * skip, 8 * skip, 8 * total};
+    const u64 n = tasks(P), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
+    i64 carries[2 * FftPlan::kMaxStreams];
+    const u64 stream_bits = convolution_bits_ / points;
+    const auto resolve = [&](const i64* carry, u64 end_step) {
+        for (u64 s = 0; s < points; s++) {
+            add_carry(plan_, window, work, (stream_bits * s + stream_bits * end_step / steps) / 8, carry[s]);
+        }
+    };
+    if (n < 2) {
+        kernels_->inverse_top(plan_, window, work, 0, plan_.columns(), carries, worst);
+        resolve(carries, steps);
+        return;
+    }
+    // every task leaves its carries behind; they are added when all words stand
+    i64 all[kMaxTasks][2 * FftPlan::kMaxStreams];
+    parallel_for(P, n, [&](u64 t) {
+        kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step, steps * (t + 1) / n * plan_.step,
+                              all[t], nullptr);
+    });
+    for (u64 t = 0; t < n; t++) resolve(all[t], steps * (t + 1) / n);
+}
+
+bool FftTransform::compatible(const Transform& other) const {
+    const auto* f = dynamic_cast<const FftTransform*>(&other);
+    return f != nullptr && f->kernels_ == kernels_ && f->plan_.a == plan_.a && f->plan_.k == plan_.k &&
+           f->plan_.b == plan_.b;
+}
+
+}  // namespace trel
