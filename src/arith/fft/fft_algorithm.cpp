@@ -21,7 +21,8 @@ const FftParameters& parameters_for(u64 words) {
 MultiplySizes FftAlgorithm::sizes(u64 words) const {
     u64 points = 0;
     const FftParameters* const last = &parameters_for(words);
-    for (const FftParameters* p = fft_parameter_table().data(); p <= last; p++) points = std::max(points, p->points());
+    for (const FftParameters* p = fft_parameter_table().data(); p <= last; p++)
+        points = std::max(points, p->points());
     MultiplySizes s;
     s.output = round_up_64(8 * words);
     s.transform_data = round_up_64(points * sizeof(double));
@@ -36,10 +37,13 @@ void FftAlgorithm::make_transform(TransformHolder& holder, u64 words) const {
 
 void FftAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
     const SharedTables* tables = context.tables == nullptr ? nullptr : context.tables->find(*this);
-    holder.emplace<FftTransform>(fft_kernels(), parameters_for(words), static_cast<const FftSharedTables*>(tables));
+    holder.emplace<FftTransform>(fft_kernels(), parameters_for(words),
+                                 static_cast<const FftSharedTables*>(tables));
 }
 
-u64 FftAlgorithm::table_bytes(u64 words) const { return FftSharedTables::bytes(words); }
+u64 FftAlgorithm::table_bytes(u64 words) const {
+    return FftSharedTables::bytes(words);
+}
 
 std::unique_ptr<SharedTables> FftAlgorithm::make_tables(u64 words, AlignedBufferC memory,
                                                         const ParallelContext& P) const {

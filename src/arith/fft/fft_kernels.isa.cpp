@@ -1,9 +1,10 @@
-// The FFT's vector kernels: butterflies over blocks of L complex values, products of the leaves, the top sweep that
-// cuts operands into points and the one that joins coefficients into words. See fft_kernels.h for the data.
+// The FFT's vector kernels: butterflies over blocks of L complex values, products of the leaves, the top
+// sweep that cuts operands into points and the one that joins coefficients into words. See fft_kernels.h for
+// the data.
 //
-// Method: right-angle convolution (Crandall and Fagin, 1994) by repeated splitting x^m - c = (x^(m/2) - s)(x^(m/2) + s)
-// (Bernstein, 2001, "twisted" form left out), twiddles constant within a node. A forward butterfly is
-// p = u + s v, q = 2 u - p: six fused operations for a complex pair.
+// Method: right-angle convolution (Crandall and Fagin, 1994) by repeated splitting x^m - c = (x^(m/2) -
+// s)(x^(m/2) + s) (Bernstein, 2001, "twisted" form left out), twiddles constant within a node. A forward
+// butterfly is p = u + s v, q = 2 u - p: six fused operations for a complex pair.
 #include "arith/fft/fft_kernels.h"
 
 #include "arith/fft/fft_vectors.h"
@@ -17,15 +18,22 @@ struct Complex {
     V re, im;
 };
 
-FFT_INLINE Complex load(const double* p) { return {ld(p), ld(p + L)}; }
+FFT_INLINE Complex load(const double* p) {
+    return {ld(p), ld(p + L)};
+}
 FFT_INLINE void store(double* p, Complex x) {
     st(p, x.re);
     st(p + L, x.im);
 }
-FFT_INLINE Complex add(Complex a, Complex b) { return {add(a.re, b.re), add(a.im, b.im)}; }
-FFT_INLINE Complex sub(Complex a, Complex b) { return {sub(a.re, b.re), sub(a.im, b.im)}; }
+FFT_INLINE Complex add(Complex a, Complex b) {
+    return {add(a.re, b.re), add(a.im, b.im)};
+}
+FFT_INLINE Complex sub(Complex a, Complex b) {
+    return {sub(a.re, b.re), sub(a.im, b.im)};
+}
 
-// ---- butterflies ---------------------------------------------------------------------------------------------------
+// ---- butterflies
+// ---------------------------------------------------------------------------------------------------
 
 // (u, v) -> (u + s v, u - s v)
 FFT_INLINE void split(Complex& u, Complex& v, Complex s, V two) {
@@ -61,7 +69,9 @@ FFT_INLINE void join_i(Complex& u, Complex& v, Complex s) {
     v = {fms(s.re, d.im, mul(s.im, d.re)), fnms(s.re, d.re, mul(s.im, d.im))};
 }
 
-FFT_INLINE Complex twiddle(const FftQuad* q, int i) { return {bc(q->re[i]), bc(q->im[i])}; }
+FFT_INLINE Complex twiddle(const FftQuad* q, int i) {
+    return {bc(q->re[i]), bc(q->im[i])};
+}
 
 template <int R, bool real>
 FFT_INLINE void forward_radix(Complex x[R], const FftQuad* q) {
@@ -103,8 +113,8 @@ FFT_INLINE void inverse_radix(Complex x[R], const FftQuad* q) {
     for (int i = 0; i < R / 2; i++) join(x[i], x[i + R / 2], s1);
 }
 
-// x^a - i into its factors x - s w^q, s = e^(2 pi i / 4a), w = e^(2 pi i / a): the first split for a = 3 and 5.
-// Constants: cos and sin of 2 pi k / 3 and 2 pi k / 5, and powers of s.
+// x^a - i into its factors x - s w^q, s = e^(2 pi i / 4a), w = e^(2 pi i / a): the first split for a = 3
+// and 5. Constants: cos and sin of 2 pi k / 3 and 2 pi k / 5, and powers of s.
 constexpr double kSin3 = 0.86602540378443864676;
 constexpr double kCos5_1 = 0.30901699437494742410, kSin5_1 = 0.95105651629515357212;
 constexpr double kCos5_2 = -0.80901699437494742410, kSin5_2 = 0.58778525229247312917;
@@ -165,12 +175,14 @@ FFT_INLINE void inverse_odd(Complex x[a]) {
     }
 }
 
-// ---- passes --------------------------------------------------------------------------------------------------------
+// ---- passes
+// --------------------------------------------------------------------------------------------------------
 
-// One radix over n columns; the R inputs (outputs) of a column lie in_stride (out_stride) doubles apart. R = 3 and 5
-// need no quad. in == out with equal strides is in place.
+// One radix over n columns; the R inputs (outputs) of a column lie in_stride (out_stride) doubles apart. R =
+// 3 and 5 need no quad. in == out with equal strides is in place.
 template <int R, bool real>
-FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n, const FftQuad* q) {
+FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
+                             const FftQuad* q) {
     for (u64 c = 0; c < n; c++) {
         Complex x[R];
         for (int i = 0; i < R; i++) {
@@ -187,7 +199,8 @@ FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 o
 }
 
 template <int R>
-FFT_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n, const FftQuad* q) {
+FFT_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
+                             const FftQuad* q) {
     for (u64 c = 0; c < n; c++) {
         Complex x[R];
         for (int i = 0; i < R; i++) x[i] = load(in + c * kBlock + i * in_stride);
@@ -200,7 +213,8 @@ FFT_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 o
 constexpr double kMagic = 6755399441055744.0;
 constexpr u64 kMagicBits = 0x4338000000000000;
 
-// The last inverse radix in place, with scaling and rounding. With worst the distances from integers are taken.
+// The last inverse radix in place, with scaling and rounding. With worst the distances from integers are
+// taken.
 template <int R, bool check>
 FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, double scale, double* worst) {
     const V factor = bc(scale), magic = bc(kMagic);
@@ -219,8 +233,7 @@ FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, dou
                 distance = larger_distance(distance, sub(re, nearest(re)));
                 distance = larger_distance(distance, sub(im, nearest(im)));
             }
-            store(data + c * kBlock + i * stride,
-                  {fma(x[i].re, factor, magic), fma(x[i].im, factor, magic)});
+            store(data + c * kBlock + i * stride, {fma(x[i].re, factor, magic), fma(x[i].im, factor, magic)});
         }
     }
     if (check) {
@@ -254,7 +267,8 @@ constexpr u32 kMaxLogRadix = 3;
 constexpr u32 kMaxLogRadix = 2;  // sixteen registers hold a radix of four
 #endif
 
-// The radix of the next level from the top when log_n levels are left: eights as long as fours can do the rest.
+// The radix of the next level from the top when log_n levels are left: eights as long as fours can do the
+// rest.
 FFT_INLINE u32 next_log_radix(u32 log_n) {
     if (kMaxLogRadix == 2) return log_n % 2 ? 3 : 2;
     return log_n == 2 || log_n == 4 ? 2 : 3;
@@ -283,7 +297,8 @@ void forward_node(const FftPlan& plan, double* data, u64 root, u32 depth, u64 in
     }
 }
 
-// ---- leaves --------------------------------------------------------------------------------------------------------
+// ---- leaves
+// --------------------------------------------------------------------------------------------------------
 
 // c y for c = s, -s, i s, -i s (kind 0 .. 3)
 template <int kind>
@@ -304,7 +319,8 @@ FFT_INLINE void leaf_row(const double* x, Complex low, Complex y, V& rr, V& ii, 
     ir = fma(im, row.re, ir);
 }
 
-// out = x y modulo t^L - c: the sum over k of x_k (y t^k), whose lanes are y's, shifted, with c y coming in below.
+// out = x y modulo t^L - c: the sum over k of x_k (y t^k), whose lanes are y's, shifted, with c y coming in
+// below.
 template <int kind>
 FFT_INLINE void leaf(double* out, const double* x, const double* y_block, Complex s) {
     const Complex y = load(y_block);
@@ -342,8 +358,8 @@ FFT_INLINE void leaves(double* out, const double* x, const double* y, const FftQ
     }
 }
 
-void inverse_node(const FftPlan& plan, double* work, const double* x, const double* y, u64 root, u32 depth, u64 index,
-                  u32 log_n) {
+void inverse_node(const FftPlan& plan, double* work, const double* x, const double* y, u64 root, u32 depth,
+                  u64 index, u32 log_n) {
     FftQuad space;
     const FftQuad* q = quad_of(plan, root, depth, index, &space);
     if (log_n == 3 && next_log_radix(3) == 3) {
@@ -369,79 +385,105 @@ void inverse_node(const FftPlan& plan, double* work, const double* x, const doub
     }
 }
 
-// ---- cutting an operand into points ---------------------------------------------------------------------------------
+// ---- cutting an operand into points
+// ---------------------------------------------------------------------------------
 
-// Eight points of b bits are b bytes. Four of them lie within sixteen bytes of the first one's byte: a byte shuffle
-// brings each into its own 32 bits, a shift and a mask do the rest. half 0: points 0 .. 3, half 1: points 4 .. 7.
+// Points are balanced: field i of b bits is read as a signed number, and the carry that this leaves to field
+// i + 1 is simply the top bit of field i. So a point is made of the b + 1 bits from bit i b - 1 on, with
+// nothing to propagate, and worst-case operands give errors four times smaller (all-ones ones almost none).
+// The last field of an operand stays unsigned: no point is ever added.
+//
+// Eight points are b bytes. Four of them lie within sixteen bytes of the byte before the first: a byte
+// shuffle brings each into its own 32 bits, shifts do the rest. half 0: points 0 .. 3, half 1: points 4 .. 7.
 struct Cutter {
     alignas(32) u8 shuffle[2][16];
-    alignas(32) u32 shift[2][4];
+    alignas(32) u32 left[2][4];
     u32 b;
     u32 half_offset;  // byte in which point 4 begins
-    u32 mask;
 };
 
 FFT_INLINE void set_cutter(Cutter& cut, u32 b) {
     cut.b = b;
     cut.half_offset = 4 * b / 8;
-    cut.mask = (1u << b) - 1;
     for (u32 h = 0; h < 2; h++) {
         for (u32 i = 0; i < 4; i++) {
-            const u32 bit = (4 * b * h) % 8 + i * b;
+            const u32 bit = 7 + (4 * b * h) % 8 + i * b;
             for (u32 j = 0; j < 4; j++) cut.shuffle[h][4 * i + j] = static_cast<u8>(bit / 8 + j);
-            cut.shift[h][i] = bit % 8;
+            cut.left[h][i] = 32 - (bit % 8 + b + 1);
         }
     }
 }
 
-// Bytes that cut_points may read from the first byte of eight points.
+// Bytes that cut_points may read from the byte before eight points.
 constexpr u64 kCutReach = 32;
 
-// L points as doubles from the bytes of their group of eight.
+// L points as doubles; p: the byte before their group of eight.
 FFT_INLINE V cut_points(const Cutter& cut, const u8* p, u32 half) {
+    const int right = static_cast<int>(31 - cut.b);
 #if TREL_ISA_avx512
     (void)half;
     __m256i x = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
     x = _mm256_inserti128_si256(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + cut.half_offset)), 1);
     x = _mm256_shuffle_epi8(x, _mm256_load_si256(reinterpret_cast<const __m256i*>(cut.shuffle[0])));
-    x = _mm256_srlv_epi32(x, _mm256_load_si256(reinterpret_cast<const __m256i*>(cut.shift[0])));
-    x = _mm256_and_si256(x, _mm256_set1_epi32(static_cast<int>(cut.mask)));
+    x = _mm256_sllv_epi32(x, _mm256_load_si256(reinterpret_cast<const __m256i*>(cut.left[0])));
+    x = _mm256_srav_epi32(x, _mm256_set1_epi32(right));  // 2 field + bit
+    x = _mm256_sub_epi32(x, _mm256_srai_epi32(x, 1));    // field + bit
     return _mm512_cvtepi32_pd(x);
 #else
     __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + (half ? cut.half_offset : 0)));
     x = _mm_shuffle_epi8(x, _mm_load_si128(reinterpret_cast<const __m128i*>(cut.shuffle[half])));
-    x = _mm_srlv_epi32(x, _mm_load_si128(reinterpret_cast<const __m128i*>(cut.shift[half])));
-    x = _mm_and_si128(x, _mm_set1_epi32(static_cast<int>(cut.mask)));
+    x = _mm_sllv_epi32(x, _mm_load_si128(reinterpret_cast<const __m128i*>(cut.left[half])));
+    x = _mm_srav_epi32(x, _mm_set1_epi32(right));  // 2 field + bit
+    x = _mm_sub_epi32(x, _mm_srai_epi32(x, 1));    // field + bit
     return _mm256_cvtepi32_pd(x);
 #endif
 }
 
 constexpr u64 kBlocksPerGroup = 8 / L;  // blocks that hold eight points
 
-// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the operand.
-FFT_INLINE void cut_stream(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
-    if (offset >= bytes) {
-        for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
-        return;
-    }
-    if (offset + n * cut.b + kCutReach <= bytes) {
-        const u8* p = operand + offset;
-        for (u64 c = 0; c < n; c++) {
-            st(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
-            if ((c + 1) % kBlocksPerGroup == 0) p += cut.b;
-        }
-        return;
-    }
+// Groups of eight points near an end of the operand, from a copy with zeros around it.
+void cut_edge(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
     for (u64 c = 0; c < n; c += kBlocksPerGroup, offset += cut.b) {
+        double* group = out + c * kBlock;
+        if (offset >= bytes) {
+            for (u64 h = 0; h < kBlocksPerGroup; h++) st(group + h * kBlock, bc(0.0));
+            continue;
+        }
         alignas(64) u8 staging[64] = {};
-        for (u64 i = 0; i < kCutReach && offset + i < bytes; i++) staging[i] = operand[offset + i];
+        if (offset != 0) staging[0] = operand[offset - 1];
+        const u64 rest = bytes - offset < kCutReach ? bytes - offset : kCutReach;
+        for (u64 i = 0; i < rest; i++) staging[1 + i] = operand[offset + i];
         for (u64 h = 0; h < kBlocksPerGroup; h++) {
-            st(out + (c + h) * kBlock, cut_points(cut, staging, static_cast<u32>(h)));
+            st(group + h * kBlock, cut_points(cut, staging, static_cast<u32>(h)));
+        }
+        // a last field that is full and has its top bit set: unsigned, and without a carry
+        const u64 fields = 8 * (bytes - offset) / cut.b;
+        if (fields <= 8 && fields * cut.b == 8 * (bytes - offset) && operand[bytes - 1] >= 0x80) {
+            const u64 i = fields - 1;
+            group[i / L * kBlock + i % L] += static_cast<double>(u64(1) << cut.b);
+            if (fields < 8) group[fields / L * kBlock + fields % L] -= 1;
         }
     }
 }
 
-// ---- the top sweep --------------------------------------------------------------------------------------------------
+// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the
+// operand.
+FFT_INLINE void cut_stream(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
+    if (offset >= bytes) {
+        for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
+    } else if (offset != 0 && offset + n * cut.b + kCutReach <= bytes) {
+        const u8* p = operand + offset - 1;
+        for (u64 c = 0; c < n; c++) {
+            st(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
+            if ((c + 1) % kBlocksPerGroup == 0) p += cut.b;
+        }
+    } else {
+        cut_edge(cut, out, operand, bytes, offset, n);
+    }
+}
+
+// ---- the top sweep
+// --------------------------------------------------------------------------------------------------
 
 constexpr u32 kMaxStep = 4;
 
@@ -449,11 +491,16 @@ template <bool real>
 FFT_INLINE void first_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q) {
     const u64 stride = n * kBlock;
     switch (plan.r0) {
-        case 1: return forward_pass<1, real>(s, stride, s, stride, n, q);
-        case 3: return forward_pass<3, real>(s, stride, s, stride, n, q);
-        case 4: return forward_pass<4, real>(s, stride, s, stride, n, q);
-        case 5: return forward_pass<5, real>(s, stride, s, stride, n, q);
-        default: return forward_pass<8, real>(s, stride, s, stride, n, q);
+        case 1:
+            return forward_pass<1, real>(s, stride, s, stride, n, q);
+        case 3:
+            return forward_pass<3, real>(s, stride, s, stride, n, q);
+        case 4:
+            return forward_pass<4, real>(s, stride, s, stride, n, q);
+        case 5:
+            return forward_pass<5, real>(s, stride, s, stride, n, q);
+        default:
+            return forward_pass<8, real>(s, stride, s, stride, n, q);
     }
 }
 
@@ -529,12 +576,14 @@ void inverse_streams(const FftPlan& plan, double* work, const double* x, const d
         if (plan.a == 1) {
             inverse_node(plan, work + o, x + o, y + o, 0, plan.log_r0 + plan.log_r1, s, plan.log_columns);
         } else {
-            inverse_node(plan, work + o, x + o, y + o, s >> plan.log_r1, plan.log_r1, s & (r1 - 1), plan.log_columns);
+            inverse_node(plan, work + o, x + o, y + o, s >> plan.log_r1, plan.log_r1, s & (r1 - 1),
+                         plan.log_columns);
         }
     }
 }
 
-// ---- joining coefficients into words ---------------------------------------------------------------------------------
+// ---- joining coefficients into words
+// ---------------------------------------------------------------------------------
 
 struct JoinJob {
     const FftPlan* plan;
@@ -634,11 +683,16 @@ template <bool check>
 FFT_INLINE void last_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q, double* worst) {
     const u64 stride = n * kBlock;
     switch (plan.r0) {
-        case 1: return last_pass<1, check>(s, stride, n, q, plan.scale, worst);
-        case 3: return last_pass<3, check>(s, stride, n, q, plan.scale, worst);
-        case 4: return last_pass<4, check>(s, stride, n, q, plan.scale, worst);
-        case 5: return last_pass<5, check>(s, stride, n, q, plan.scale, worst);
-        default: return last_pass<8, check>(s, stride, n, q, plan.scale, worst);
+        case 1:
+            return last_pass<1, check>(s, stride, n, q, plan.scale, worst);
+        case 3:
+            return last_pass<3, check>(s, stride, n, q, plan.scale, worst);
+        case 4:
+            return last_pass<4, check>(s, stride, n, q, plan.scale, worst);
+        case 5:
+            return last_pass<5, check>(s, stride, n, q, plan.scale, worst);
+        default:
+            return last_pass<8, check>(s, stride, n, q, plan.scale, worst);
     }
 }
 
@@ -679,7 +733,7 @@ void inverse_top(const FftPlan& plan, const FftWindow& window, double* work, u64
 
 }  // namespace
 
-constinit const FftKernels fft_kernels{
-    L, kMaxLogRadix, L == 8 ? 1 : 4, kMaxStep, forward_top, forward_streams, inverse_streams, inverse_top};
+constinit const FftKernels fft_kernels{L,           kMaxLogRadix,    L == 8 ? 1 : 4,  kMaxStep,
+                                       forward_top, forward_streams, inverse_streams, inverse_top};
 
 }  // namespace trel::TREL_ISA

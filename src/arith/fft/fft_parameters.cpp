@@ -7,13 +7,13 @@
 namespace trel {
 namespace {
 
-// In increasing order of capacity. Bits per point fall with the length so that the rounding error stays below 1/4 for
-// the worst operands (all points near 2^b); the safety of every product rests on this list.
+// In increasing order of capacity. Bits per point fall with the length so that the rounding error stays below
+// 1/4 for the worst operands (all points near 2^b); the safety of every product rests on this list.
 constexpr FftParameters kTable[] = {
-    {1, 7, 16}, {1, 7, 20}, {1, 8, 16}, {1, 8, 20}, {3, 7, 16}, {3, 7, 20}, {1, 9, 16}, {1, 9, 18},
-    {5, 7, 16}, {5, 7, 18}, {3, 8, 16}, {3, 8, 18}, {1, 10, 16}, {1, 10, 17}, {1, 10, 18}, {1, 10, 19},
-    {5, 8, 16}, {5, 8, 18}, {5, 8, 19}, {3, 9, 16}, {3, 9, 18}, {3, 9, 19}, {1, 11, 16}, {1, 11, 17},
-    {1, 11, 18}, {5, 9, 16}, {5, 9, 18}, {3, 10, 16}, {3, 10, 17}, {3, 10, 18}, {1, 12, 16}, {1, 12, 18},
+    {1, 7, 16},  {1, 7, 20},  {1, 8, 16},  {1, 8, 20},  {3, 7, 16},  {3, 7, 20},  {1, 9, 16},  {1, 9, 18},
+    {5, 7, 16},  {5, 7, 18},  {3, 8, 16},  {3, 8, 18},  {1, 10, 16}, {1, 10, 17}, {1, 10, 18}, {1, 10, 19},
+    {5, 8, 16},  {5, 8, 18},  {5, 8, 19},  {3, 9, 16},  {3, 9, 18},  {3, 9, 19},  {1, 11, 16}, {1, 11, 17},
+    {1, 11, 18}, {5, 9, 16},  {5, 9, 18},  {3, 10, 16}, {3, 10, 17}, {3, 10, 18}, {1, 12, 16}, {1, 12, 18},
     {5, 10, 16}, {5, 10, 17}, {3, 11, 16}, {3, 11, 17}, {1, 13, 16}, {1, 13, 17}, {5, 11, 16}, {5, 11, 17},
     {3, 12, 16}, {3, 12, 17}, {1, 14, 16}, {1, 14, 17}, {5, 12, 16}, {5, 12, 17}, {3, 13, 16}, {3, 13, 17},
     {1, 15, 16}, {5, 13, 16}, {3, 14, 16}, {1, 16, 14}, {1, 16, 16}, {5, 14, 14}, {5, 14, 15}, {3, 15, 14},
@@ -29,7 +29,9 @@ static_assert(std::size(kTable) == 105);
 
 }  // namespace
 
-std::span<const FftParameters> fft_parameter_table() { return kTable; }
+std::span<const FftParameters> fft_parameter_table() {
+    return kTable;
+}
 
 u64 fft_entry_for(u64 bits) {
     const auto* entry = std::lower_bound(std::begin(kTable), std::end(kTable), bits,

@@ -20,8 +20,8 @@ struct FftParameters {
 // The 105 entries in increasing order of capacity.
 std::span<const FftParameters> fft_parameter_table();
 
-// The first entry for a product of `bits` bits (entry 0 for everything up to 2048). Throws LimitExceededException
-// beyond the last capacity, 100663296.
+// The first entry for a product of `bits` bits (entry 0 for everything up to 2048). Throws
+// LimitExceededException beyond the last capacity, 100663296.
 u64 fft_entry_for(u64 bits);
 
 }  // namespace trel

@@ -33,11 +33,17 @@ void set_quad(FftQuad& quad, Real phi, Real extra) {
 }
 
 // Turn of root q of x^a = i.
-Real root_turn(u32 a, u32 q) { return Real(4 * q + 1) / Real(4 * a); }
+Real root_turn(u32 a, u32 q) {
+    return Real(4 * q + 1) / Real(4 * a);
+}
 
 // Slot of a in tables with one row for a = 1, three for 3, five for 5.
-constexpr u32 first_root(u32 a) { return a == 1 ? 0 : a == 3 ? 1 : 4; }
-constexpr u32 slot_of(u32 a) { return a / 2; }
+constexpr u32 first_root(u32 a) {
+    return a == 1 ? 0 : a == 3 ? 1 : 4;
+}
+constexpr u32 slot_of(u32 a) {
+    return a / 2;
+}
 constexpr u32 kOdd[3] = {1, 3, 5};
 
 u32 log2_floor(u64 n) {

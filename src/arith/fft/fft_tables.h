@@ -1,8 +1,8 @@
 // Twiddle factors of the FFT: exact to the last bit but one rounding, shared by all lengths.
 //
-// A node's root is e^(pi i phi) with phi = theta / 2^depth + reversed(index), where theta is the turn of the node's
-// root polynomial and reversed() puts bit t of the index at weight 2^-(t+1). Angles of an index's low and high bits
-// add, so the roots of deep nodes are products of two entries of two short tables.
+// A node's root is e^(pi i phi) with phi = theta / 2^depth + reversed(index), where theta is the turn of the
+// node's root polynomial and reversed() puts bit t of the index at weight 2^-(t+1). Angles of an index's low
+// and high bits add, so the roots of deep nodes are products of two entries of two short tables.
 #pragma once
 
 #include <memory>
@@ -15,13 +15,14 @@
 
 namespace trel {
 
-// Quads of the high table that a transform of a 2^k points needs for each of its a roots; 0: the common part is enough.
+// Quads of the high table that a transform of a 2^k points needs for each of its a roots; 0: the common part
+// is enough.
 u64 fft_hi_stride(u32 k);
 // Fills the high tables of all roots of a: a * stride quads.
 void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& P);
 
-// Twiddles of a with the given high table (nullptr when the transform needs none). The common part, 82 KB for nodes
-// near the root, is made once for the whole program on first use; thread-safe.
+// Twiddles of a with the given high table (nullptr when the transform needs none). The common part, 82 KB for
+// nodes near the root, is made once for the whole program on first use; thread-safe.
 FftTwiddles fft_twiddles(u32 a, const FftQuad* hi, u64 hi_stride);
 
 // High tables for all products of up to a given size, in memory of the caller.

@@ -46,7 +46,8 @@ FftPlan make_plan(const FftKernels& kernels, const FftParameters& p) {
     return plan;
 }
 
-// Adds a carry at a byte of the product: into the window, or below it into the slots where the low bytes are kept.
+// Adds a carry at a byte of the product: into the window, or below it into the slots where the low bytes are
+// kept.
 void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 position, i64 carry) {
     while (carry != 0 && position < w.hi) {
         if (position >= w.lo && position + 8 <= w.hi) {
@@ -75,14 +76,17 @@ void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 positi
 
 }  // namespace
 
-const FftKernels& fft_kernels(Isa isa) { return isa == Isa::avx512 ? avx512::fft_kernels : avx2::fft_kernels; }
+const FftKernels& fft_kernels(Isa isa) {
+    return isa == Isa::avx512 ? avx512::fft_kernels : avx2::fft_kernels;
+}
 
 const FftKernels& fft_kernels() {
     static const FftKernels& chosen = fft_kernels(active_isa());
     return chosen;
 }
 
-FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables)
+FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& parameters,
+                           const FftSharedTables* tables)
     : Transform(parameters.capacity(), parameters.points() * sizeof(double), 0),
       kernels_(&kernels),
       plan_(make_plan(kernels, parameters)) {
@@ -107,7 +111,8 @@ u64 FftTransform::tasks(const ParallelContext& P) const {
 
 void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void*) const {
     if (64 * L > convolution_bits_) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_, 64 * L);
+        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
+                                           64 * L);
     }
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
@@ -122,9 +127,8 @@ void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, 
         kernels_->forward_top(plan_, out, operand, 8 * L, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step);
     });
-    parallel_for(P, n, [&](u64 t) {
-        kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n);
-    });
+    parallel_for(
+        P, n, [&](u64 t) { kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n); });
 }
 
 void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
@@ -143,7 +147,8 @@ void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 tota
     finish(P, T, skip, total, out, nullptr);
 }
 
-double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const {
+double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X,
+                                   const void* Y) const {
     double worst = 0;
     kernels_->inverse_streams(plan_, static_cast<double*>(work), static_cast<const double*>(X),
                               static_cast<const double*>(Y), 0, plan_.streams());
@@ -154,7 +159,8 @@ double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, con
 void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
                           double* worst) const {
     if (total > convolution_words()) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_, 64 * total);
+        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
+                                           64 * total);
     }
     const FftWindow window{reinterpret_cast<u8*>(T) - 8 * skip, 8 * skip, 8 * total};
     const u64 n = tasks(P), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
@@ -173,8 +179,8 @@ void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total
     // every task leaves its carries behind; they are added when all words stand
     i64 all[kMaxTasks][2 * FftPlan::kMaxStreams];
     parallel_for(P, n, [&](u64 t) {
-        kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step, steps * (t + 1) / n * plan_.step,
-                              all[t], nullptr);
+        kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step,
+                              steps * (t + 1) / n * plan_.step, all[t], nullptr);
     });
     for (u64 t = 0; t < n; t++) resolve(all[t], steps * (t + 1) / n);
 }

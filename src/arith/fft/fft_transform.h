@@ -15,16 +15,17 @@ namespace trel {
 const FftKernels& fft_kernels(Isa isa);
 const FftKernels& fft_kernels();
 
-// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. Read-only after
-// construction: operations may run on several threads at once, each with buffers of its own. Needs no scratch.
+// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. Read-only
+// after construction: operations may run on several threads at once, each with buffers of its own. Needs no
+// scratch.
 class FftTransform final : public Transform {
   public:
     // tables may be null or too small: the transform then makes what it needs on the heap.
     FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables);
 
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y,
-                 void* scratch) const override;
+    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                 const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
     // inverse() on one task that also tells the largest distance of a coefficient from an integer, for tests.

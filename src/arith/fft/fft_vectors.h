@@ -1,5 +1,5 @@
-// The few vector operations that the FFT kernels are written on. Included by kernel files only: everything here is
-// private to the file that includes it. L lanes of doubles; VI are the same lanes as 64-bit integers.
+// The few vector operations that the FFT kernels are written on. Included by kernel files only: everything
+// here is private to the file that includes it. L lanes of doubles; VI are the same lanes as 64-bit integers.
 #pragma once
 
 // The compiler takes the undefined operands inside its own intrinsics for mistakes.
@@ -21,22 +21,54 @@ constexpr u32 L = 8;
 using V = __m512d;
 using VI = u64 __attribute__((vector_size(64)));
 
-FFT_INLINE V ld(const double* p) { return _mm512_load_pd(p); }
-FFT_INLINE void st(double* p, V x) { _mm512_store_pd(p, x); }
-FFT_INLINE V bc(double x) { return _mm512_set1_pd(x); }
-FFT_INLINE V add(V a, V b) { return _mm512_add_pd(a, b); }
-FFT_INLINE V sub(V a, V b) { return _mm512_sub_pd(a, b); }
-FFT_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
-FFT_INLINE V fma(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }    // a b + c
-FFT_INLINE V fnma(V a, V b, V c) { return _mm512_fnmadd_pd(a, b, c); }  // c - a b
-FFT_INLINE V fms(V a, V b, V c) { return _mm512_fmsub_pd(a, b, c); }    // a b - c
-FFT_INLINE V fnms(V a, V b, V c) { return _mm512_fnmsub_pd(a, b, c); }  // -a b - c
-FFT_INLINE V nearest(V a) { return _mm512_roundscale_pd(a, 0); }
-FFT_INLINE V larger_distance(V a, V b) { return _mm512_max_pd(a, _mm512_abs_pd(b)); }
-FFT_INLINE VI bits_of(V a) { return reinterpret_cast<VI>(a); }
-FFT_INLINE VI bci(u64 x) { return reinterpret_cast<VI>(_mm512_set1_epi64(static_cast<i64>(x))); }
-FFT_INLINE VI ldi(const u64* p) { return reinterpret_cast<VI>(_mm512_load_si512(p)); }
-FFT_INLINE void sti(u64* p, VI x) { _mm512_store_si512(p, reinterpret_cast<__m512i>(x)); }
+FFT_INLINE V ld(const double* p) {
+    return _mm512_load_pd(p);
+}
+FFT_INLINE void st(double* p, V x) {
+    _mm512_store_pd(p, x);
+}
+FFT_INLINE V bc(double x) {
+    return _mm512_set1_pd(x);
+}
+FFT_INLINE V add(V a, V b) {
+    return _mm512_add_pd(a, b);
+}
+FFT_INLINE V sub(V a, V b) {
+    return _mm512_sub_pd(a, b);
+}
+FFT_INLINE V mul(V a, V b) {
+    return _mm512_mul_pd(a, b);
+}
+FFT_INLINE V fma(V a, V b, V c) {
+    return _mm512_fmadd_pd(a, b, c);
+}  // a b + c
+FFT_INLINE V fnma(V a, V b, V c) {
+    return _mm512_fnmadd_pd(a, b, c);
+}  // c - a b
+FFT_INLINE V fms(V a, V b, V c) {
+    return _mm512_fmsub_pd(a, b, c);
+}  // a b - c
+FFT_INLINE V fnms(V a, V b, V c) {
+    return _mm512_fnmsub_pd(a, b, c);
+}  // -a b - c
+FFT_INLINE V nearest(V a) {
+    return _mm512_roundscale_pd(a, 0);
+}
+FFT_INLINE V larger_distance(V a, V b) {
+    return _mm512_max_pd(a, _mm512_abs_pd(b));
+}
+FFT_INLINE VI bits_of(V a) {
+    return reinterpret_cast<VI>(a);
+}
+FFT_INLINE VI bci(u64 x) {
+    return reinterpret_cast<VI>(_mm512_set1_epi64(static_cast<i64>(x)));
+}
+FFT_INLINE VI ldi(const u64* p) {
+    return reinterpret_cast<VI>(_mm512_load_si512(p));
+}
+FFT_INLINE void sti(u64* p, VI x) {
+    _mm512_store_si512(p, reinterpret_cast<__m512i>(x));
+}
 
 // Lanes i >= k of b moved up by k, the top k lanes of a below them: (a, b) as one row, read k lanes before b.
 template <int k>
@@ -72,20 +104,48 @@ constexpr u32 L = 4;
 using V = __m256d;
 using VI = u64 __attribute__((vector_size(32)));
 
-FFT_INLINE V ld(const double* p) { return _mm256_load_pd(p); }
-FFT_INLINE void st(double* p, V x) { _mm256_store_pd(p, x); }
-FFT_INLINE V bc(double x) { return _mm256_set1_pd(x); }
-FFT_INLINE V add(V a, V b) { return _mm256_add_pd(a, b); }
-FFT_INLINE V sub(V a, V b) { return _mm256_sub_pd(a, b); }
-FFT_INLINE V mul(V a, V b) { return _mm256_mul_pd(a, b); }
-FFT_INLINE V fma(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }    // a b + c
-FFT_INLINE V fnma(V a, V b, V c) { return _mm256_fnmadd_pd(a, b, c); }  // c - a b
-FFT_INLINE V fms(V a, V b, V c) { return _mm256_fmsub_pd(a, b, c); }    // a b - c
-FFT_INLINE V fnms(V a, V b, V c) { return _mm256_fnmsub_pd(a, b, c); }  // -a b - c
-FFT_INLINE V nearest(V a) { return _mm256_round_pd(a, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC); }
-FFT_INLINE V larger_distance(V a, V b) { return _mm256_max_pd(a, _mm256_andnot_pd(bc(-0.0), b)); }
-FFT_INLINE VI bits_of(V a) { return reinterpret_cast<VI>(a); }
-FFT_INLINE VI bci(u64 x) { return reinterpret_cast<VI>(_mm256_set1_epi64x(static_cast<i64>(x))); }
+FFT_INLINE V ld(const double* p) {
+    return _mm256_load_pd(p);
+}
+FFT_INLINE void st(double* p, V x) {
+    _mm256_store_pd(p, x);
+}
+FFT_INLINE V bc(double x) {
+    return _mm256_set1_pd(x);
+}
+FFT_INLINE V add(V a, V b) {
+    return _mm256_add_pd(a, b);
+}
+FFT_INLINE V sub(V a, V b) {
+    return _mm256_sub_pd(a, b);
+}
+FFT_INLINE V mul(V a, V b) {
+    return _mm256_mul_pd(a, b);
+}
+FFT_INLINE V fma(V a, V b, V c) {
+    return _mm256_fmadd_pd(a, b, c);
+}  // a b + c
+FFT_INLINE V fnma(V a, V b, V c) {
+    return _mm256_fnmadd_pd(a, b, c);
+}  // c - a b
+FFT_INLINE V fms(V a, V b, V c) {
+    return _mm256_fmsub_pd(a, b, c);
+}  // a b - c
+FFT_INLINE V fnms(V a, V b, V c) {
+    return _mm256_fnmsub_pd(a, b, c);
+}  // -a b - c
+FFT_INLINE V nearest(V a) {
+    return _mm256_round_pd(a, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+}
+FFT_INLINE V larger_distance(V a, V b) {
+    return _mm256_max_pd(a, _mm256_andnot_pd(bc(-0.0), b));
+}
+FFT_INLINE VI bits_of(V a) {
+    return reinterpret_cast<VI>(a);
+}
+FFT_INLINE VI bci(u64 x) {
+    return reinterpret_cast<VI>(_mm256_set1_epi64x(static_cast<i64>(x)));
+}
 FFT_INLINE VI ldi(const u64* p) {
     return reinterpret_cast<VI>(_mm256_load_si256(reinterpret_cast<const __m256i*>(p)));
 }
