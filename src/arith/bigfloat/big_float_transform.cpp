@@ -30,7 +30,6 @@ void BigFloatTransformR::place(const BigFloat& A) {
     exp_ = A.exp;
     L_ = A.L;
     sign_ = A.sign;
-    top_ = A.mag();
 }
 
 BigFloat BigFloatTransformR::operand(const BigFloat& A, u64 p) const {

@@ -73,7 +73,6 @@ class BigFloatTransformR {
     i64 exp_ = 0;
     u64 L_ = 0;
     bool sign_ = true;
-    i64 top_ = 0;
 };
 
 }  // namespace trel

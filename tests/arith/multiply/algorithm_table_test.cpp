@@ -146,6 +146,12 @@ TEST(AlgorithmTable, RegistryHoldsTheNamesOfTheEntries) {
     EXPECT_EQ(bkt->long_name, "Basecase/Karatsuba");
     EXPECT_EQ(bkt->family, "MULB");
     EXPECT_EQ(bkt->variant, "Basic Multiply");
+    const AlgorithmEntry* fft = find_algorithm(TableSlot::basic64, "FFT");
+    ASSERT_NE(fft, nullptr);
+    EXPECT_EQ(fft->max_bits, 100663296u);
+    EXPECT_EQ(fft->long_name, "Floating-Point FFT");
+    EXPECT_EQ(fft->family, "FFTv3");
+    EXPECT_EQ(fft->variant, "Short-Vector FMA");
     EXPECT_EQ(find_algorithm(TableSlot::swap64, "BKT", &known), nullptr);
     EXPECT_TRUE(known);
     EXPECT_EQ(find_algorithm(TableSlot::basic64, "bkt", &known), nullptr);
@@ -163,13 +169,20 @@ TEST(AlgorithmTableDeathTest, DuplicateNameIsFatal) {
         testing::ExitedWithCode(1), "");
 }
 
-TEST(AlgorithmTable, BasicTableStartsWithBasecaseKaratsuba) {
+TEST(AlgorithmTable, BasicTableChoosesBySize) {
     const AlgorithmTable& table = basic_table64();
     EXPECT_EQ(table.name(), "Basic: 64-bit Word");
-    ASSERT_GE(table.items().size(), 1u);
+    EXPECT_EQ(table.word_bits(), 64u);
+    const MultiplyAlgorithm* bkt = find_algorithm(TableSlot::basic64, "BKT")->algorithm;
+    const MultiplyAlgorithm* fft = find_algorithm(TableSlot::basic64, "FFT")->algorithm;
+    ASSERT_EQ(table.items().size(), 2u);
     EXPECT_EQ(table.items()[0].threshold_words, 80u);
-    EXPECT_EQ(table.items()[0].algorithm, find_algorithm(TableSlot::basic64, "BKT")->algorithm);
-    EXPECT_EQ(&table.get_algorithm(80), find_algorithm(TableSlot::basic64, "BKT")->algorithm);
+    EXPECT_EQ(table.items()[1].threshold_words, 1572864u);
+    EXPECT_EQ(&table.get_algorithm(1), bkt);
+    EXPECT_EQ(&table.get_algorithm(80), bkt);
+    EXPECT_EQ(&table.get_algorithm(81), fft);
+    EXPECT_EQ(&table.get_algorithm(1572864), fft);
+    EXPECT_THROW((void)table.get_algorithm(1572865), LimitExceededException);
     EXPECT_EQ(multiply_scratch_bytes(80), table.mSBsize(80));
 }
 
