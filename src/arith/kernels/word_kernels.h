@@ -1,17 +1,20 @@
-// The serial inner loops on word arrays, one set per instruction-set level: what every operation of this room and
-// the small products come down to.
+// The serial inner loops on word arrays: what every operation of this room and the small products come down to.
+//
+// They are scalar, so they are chosen by the processor's multiplication instructions and not by the level of its
+// vectors: `adx` where it has ADX (two carry chains), `bmi2` otherwise.
 //
 // Word arrays are little-endian by word. Unless said otherwise an output may be the same array as an input, but
 // may not overlap it partially. n may be 0. Nothing here allocates or holds state.
 #pragma once
 
-#include "base/simd/isa.h"
+#include <vector>
+
 #include "os/types.h"
 
 namespace trel {
 
 struct WordKernels {
-    const char* isa;
+    const char* name;
 
     // T[0..n) = A[0..n) +- B[0..n) +- carry (0 or 1); return the carry or borrow out.
     u8 (*add_n)(Word* T, const Word* A, const Word* B, u64 n, u8 carry);
@@ -26,8 +29,9 @@ struct WordKernels {
     void (*sqr_basecase)(Word* T, const Word* A, u64 n);
 };
 
-// The kernels of the level in use, and of any level (the caller asks only for available ones).
+// The best kernels that this processor can run.
 const WordKernels& word_kernels();
-const WordKernels& word_kernels(Isa isa);
+// All that it can run, for tests.
+const std::vector<const WordKernels*>& available_word_kernels();
 
 }  // namespace trel

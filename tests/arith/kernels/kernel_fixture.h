@@ -1,4 +1,4 @@
-// What the tests of this room share: kernels of every level, task frameworks with hostile orders.
+// What the tests of this room share: kernels of every set, task frameworks with hostile orders.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,11 +41,14 @@ class ThreadFramework final : public BasicParallelizer {
     }
 };
 
-class EveryIsa : public ::testing::TestWithParam<Isa> {
+// Runs a test for every set of kernels that this processor can run.
+class EveryKernelSet : public ::testing::TestWithParam<const WordKernels*> {
   protected:
-    const WordKernels& k = word_kernels(GetParam());
+    const WordKernels& k = *GetParam();
 };
 
-inline std::string isa_test_name(const ::testing::TestParamInfo<Isa>& info) { return isa_name(info.param); }
+inline std::string kernel_set_name(const ::testing::TestParamInfo<const WordKernels*>& info) {
+    return info.param->name;
+}
 
 }  // namespace trel

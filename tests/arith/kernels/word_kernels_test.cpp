@@ -1,4 +1,4 @@
-// The serial kernels of every level against plain arithmetic and GMP.
+// The serial kernels of every set against plain arithmetic and GMP.
 #include "arith/kernels/word_kernels.h"
 
 #include <gmp.h>
@@ -15,10 +15,8 @@ using reference::Words;
 
 constexpr Word kCanary = 0x5ca1ab1e0ddba11;
 
-class WordKernelsTest : public EveryIsa {};
-INSTANTIATE_TEST_SUITE_P(Levels, WordKernelsTest, ::testing::ValuesIn(available_isas()), isa_test_name);
-
-TEST_P(WordKernelsTest, LevelIsTheOneAskedFor) { EXPECT_STREQ(k.isa, isa_name(GetParam())); }
+class WordKernelsTest : public EveryKernelSet {};
+INSTANTIATE_TEST_SUITE_P(Sets, WordKernelsTest, ::testing::ValuesIn(available_word_kernels()), kernel_set_name);
 
 TEST_P(WordKernelsTest, AddAndSubtract) {
     std::mt19937_64 rng(1);
