@@ -56,6 +56,26 @@ void mul_n_basecase(benchmark::State& state, const WordKernels* kernels) {
     count(state, n, n);
 }
 
+void mul_n_small(benchmark::State& state) {
+    const u64 n = u64(state.range(0));
+    Operands x(n, n);
+    for (auto _ : state) {
+        trel::mul_basecase(x.t.data(), x.a.data(), n, x.b.data(), n);
+        benchmark::ClobberMemory();
+    }
+    count(state, n, n);
+}
+
+void sqr_small(benchmark::State& state) {
+    const u64 n = u64(state.range(0));
+    Operands x(n, n);
+    for (auto _ : state) {
+        trel::sqr_basecase(x.t.data(), x.a.data(), n);
+        benchmark::ClobberMemory();
+    }
+    count(state, n, n);
+}
+
 void mul_n_karatsuba(benchmark::State& state) {
     const u64 n = u64(state.range(0));
     Operands x(n, n);
@@ -102,6 +122,7 @@ const std::vector<i64> kMedium{32, 40, 48, 64, 80, 96, 128};
 void register_all() {
     for (i64 n : kSmall) {
         benchmark::RegisterBenchmark("mul_n/gmp", mul_n_gmp)->Arg(n);
+        benchmark::RegisterBenchmark("mul_n/dispatched", mul_n_small)->Arg(n);
         for (const WordKernels* k : available_word_kernels()) {
             benchmark::RegisterBenchmark((std::string("mul_n/basecase ") + k->name).c_str(), mul_n_basecase, k)
                 ->Arg(n);
@@ -109,6 +130,7 @@ void register_all() {
     }
     for (i64 n : kSmall) {
         benchmark::RegisterBenchmark("sqr/gmp", sqr_gmp)->Arg(n);
+        benchmark::RegisterBenchmark("sqr/dispatched", sqr_small)->Arg(n);
         for (const WordKernels* k : available_word_kernels()) {
             benchmark::RegisterBenchmark((std::string("sqr/basecase ") + k->name).c_str(), sqr_basecase, k)
                 ->Arg(n);

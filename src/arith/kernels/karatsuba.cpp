@@ -7,7 +7,6 @@
 
 #include "arith/kernels/multiply_small.h"
 #include "arith/kernels/word_array.h"
-#include "arith/kernels/word_kernels.h"
 
 namespace trel {
 namespace {
@@ -15,7 +14,6 @@ namespace {
 constexpr u64 kParallelDifference = 0x20000;  // words of the high half
 
 struct Karatsuba {
-    const WordKernels& kernels;
     const KaratsubaThresholds& thresholds;
     const ParallelContext& P;
 
@@ -32,10 +30,10 @@ struct Karatsuba {
             const PlacedWords a{low, L, 0}, b{high, H, 0};
             bp_sub(D, ge ? a : b, ge ? b : a, 0, 0, i64(L), P);
         } else if (ge) {
-            const u8 borrow = kernels.sub_n(D, low, high, H, 0);
+            const u8 borrow = sub_n(D, low, high, H, 0);
             if (H < L) D[H] = low[H] - borrow;
         } else {
-            kernels.sub_n(D, high, low, H, 0);
+            sub_n(D, high, low, H, 0);
             if (H < L) D[H] = 0;
         }
         return ge;
@@ -47,18 +45,18 @@ struct Karatsuba {
         Word *p0 = T, *p1 = T + L, *p2 = T + 2 * L, *p3 = T + 3 * L;
         const u64 top = 2 * H - L;  // words of the high product above its word L; L = H or H + 1
         // Both new middle parts contain u = p1 + p2.
-        const u8 cu = kernels.add_n(p1, p1, p2, L, 0);
-        u8 c3 = kernels.add_n(p2, p1, p3, top, 0);
+        const u8 cu = add_n(p1, p1, p2, L, 0);
+        u8 c3 = add_n(p2, p1, p3, top, 0);
         if (top < L) {
             std::copy_n(p1 + top, L - top, p2 + top);
             c3 = add_word_ip(p2 + top, L - top, c3);
         }
-        const u8 c2 = kernels.add_n(p1, p1, p0, L, 0);
+        const u8 c2 = add_n(p1, p1, p0, L, 0);
         i64 carry;  // at word 3L
         if (subtract) {
-            carry = -i64(kernels.sub_n(p1, p1, product, 2 * L, 0));
+            carry = -i64(sub_n(p1, p1, product, 2 * L, 0));
         } else {
-            carry = kernels.add_n(p1, p1, product, 2 * L, 0);
+            carry = add_n(p1, p1, product, 2 * L, 0);
         }
         carry += cu + c3;
         carry += add_word_ip(p2, L, Word(cu) + c2);
@@ -131,7 +129,7 @@ struct Karatsuba {
 
     // T[0..m+k) = T[0..m) + product[0..m+k)
     void add_product(Word* T, const Word* product, u64 m, u64 k) const {
-        const u8 carry = kernels.add_n(T, T, product, m, 0);
+        const u8 carry = add_n(T, T, product, m, 0);
         std::copy_n(product + m, k, T + m);
         add_word_ip(T + m, k, carry);
     }
@@ -144,11 +142,11 @@ void mul_karatsuba(Word* T, const Word* A, u64 n, const Word* B, u64 m, Word* sc
         std::swap(A, B);
         std::swap(n, m);
     }
-    Karatsuba{word_kernels(), karatsuba_thresholds(), P}.mul(T, A, n, B, m, scratch);
+    Karatsuba{karatsuba_thresholds(), P}.mul(T, A, n, B, m, scratch);
 }
 
 void sqr_karatsuba(Word* T, const Word* A, u64 n, Word* scratch, const ParallelContext& P) {
-    Karatsuba{word_kernels(), karatsuba_thresholds(), P}.sqr(T, A, n, scratch);
+    Karatsuba{karatsuba_thresholds(), P}.sqr(T, A, n, scratch);
 }
 
 const KaratsubaThresholds& karatsuba_thresholds() {

@@ -4,7 +4,8 @@
 #include <cstring>
 
 #include "arith/kernels/carry_join.h"
-#include "arith/kernels/word_kernels.h"
+#include "arith/kernels/word_adders.h"
+#include "arith/kernels/word_loops.h"
 
 namespace trel {
 namespace {
@@ -18,6 +19,19 @@ constexpr u64 kMinCopyBytes = u64(1) << 20;
 constexpr u64 kSpan = 128;
 
 using AddKernel = u8 (*)(Word* T, const Word* A, const Word* B, u64 n, u8 carry);
+
+// T[0..n) = ~A[0..n) + carry; returns the carry out (1 only for A = 0 and a carry).
+u8 negate(Word* T, const Word* A, u64 n, u8 carry) {
+    u64 i = 0;
+    if (carry) {
+        while (i < n && A[i] == 0) T[i++] = 0;
+        if (i == n) return 1;
+        T[i] = 0 - A[i];
+        i++;
+    }
+    for (; i < n; i++) T[i] = ~A[i];
+    return 0;
+}
 
 // Whether the operand has a word at every position of [lo, hi).
 bool covers(const PlacedWords& A, i64 lo, i64 hi) { return A.offset <= lo && hi <= A.offset + i64(A.length); }
@@ -67,27 +81,26 @@ u8 combine(AddKernel kernel, Ripple ripple, Word* T, const PlacedWords& A, const
 
 u8 bp_add(Word* T, const PlacedWords& A, const PlacedWords& B, u8 carry, i64 lo, i64 hi,
           const ParallelContext& P) {
-    return combine(word_kernels().add_n, Ripple::carry, T, A, B, carry, lo, hi, P);
+    return combine(word_adders().add, Ripple::carry, T, A, B, carry, lo, hi, P);
 }
 
 u8 bp_sub(Word* T, const PlacedWords& A, const PlacedWords& B, u8 borrow, i64 lo, i64 hi,
           const ParallelContext& P) {
-    return combine(word_kernels().sub_n, Ripple::borrow, T, A, B, borrow, lo, hi, P);
+    return combine(word_adders().sub, Ripple::borrow, T, A, B, borrow, lo, hi, P);
 }
 
 Word bp_mul_uW(Word* T, const Word* A, u64 n, Word w, Word c, const ParallelContext& P) {
-    const auto mul_1 = word_kernels().mul_1;
-    if (split_words(T, n, kMinMul, P.tds).count < 2) return mul_1(T, A, n, w, c);
+    if (split_words(T, n, kMinMul, P.tds).count < 2) return trel_mul_1(T, A, n, w, c);
     // The blocks behind the head start on 64-byte boundaries.
     const u64 head = words_to_alignment(T);
-    c = mul_1(T, A, head, w, c);
+    c = trel_mul_1(T, A, head, w, c);
     T += head;
     A += head;
     const Blocks blocks = divide_words(n - head, kMinMul, P.tds);
     Word outs[kMaxBlocks];
     parallel_for(P, blocks.count, [&](u64 k) {
         const u64 begin = blocks.begin(k);
-        outs[k] = mul_1(T + begin, A + begin, blocks.size(k), w, k == 0 ? c : 0);
+        outs[k] = trel_mul_1(T + begin, A + begin, blocks.size(k), w, k == 0 ? c : 0);
     });
     return join_blocks(outs, blocks, T, Ripple::carry, P);
 }
@@ -142,7 +155,6 @@ void bp_copy(void* destination, const void* source, u64 bytes, const ParallelCon
 }
 
 u8 bp_negate(Word* A, u64 n, const ParallelContext& P) {
-    const auto negate = word_kernels().negate;
     const Blocks blocks = split_words(A, n, kMinAdd, P.tds);
     if (blocks.count < 2) return negate(A, A, n, 1);
     // The + 1 passes through the zero words at the bottom and ends in the first nonzero one.
@@ -175,11 +187,11 @@ u8 sub_word_ip(Word* T, u64 n, Word c) {
 }
 
 u8 add_n(Word* T, const Word* A, const Word* B, u64 n, u8 carry) {
-    return word_kernels().add_n(T, A, B, n, carry);
+    return trel_add_n(T, A, B, n, carry);
 }
 
 u8 sub_n(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) {
-    return word_kernels().sub_n(T, A, B, n, borrow);
+    return trel_sub_n(T, A, B, n, borrow);
 }
 
 }  // namespace trel

@@ -6,37 +6,12 @@
 namespace trel {
 namespace {
 
-u8 add_n(Word* T, const Word* A, const Word* B, u64 n, u8 carry) {
-    return trel_add_n(T, A, B, n, carry);
+// The next block of `rest` words: eight, but the last two blocks share what is left (9 = 5 + 4), because an added
+// block has at least 4 words. No division: it would cost as much as ten products.
+u64 next_block(u64 rest) {
+    if (rest <= 8) return rest;
+    return rest >= 12 ? 8 : (rest + 1) / 2;
 }
-
-u8 sub_n(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) {
-    return trel_sub_n(T, A, B, n, borrow);
-}
-
-Word mul_1(Word* T, const Word* A, u64 n, Word w, Word c) {
-    return trel_mul_1(T, A, n, w, c);
-}
-
-u8 negate(Word* T, const Word* A, u64 n, u8 carry) {
-    u64 i = 0;
-    if (carry) {
-        while (i < n && A[i] == 0) T[i++] = 0;
-        if (i == n) return 1;
-        T[i] = 0 - A[i];
-        i++;
-    }
-    for (; i < n; i++) T[i] = ~A[i];
-    return 0;
-}
-
-// A in blocks of nearly equal length, at most 8 words: 9 words are 5 + 4, so that added blocks have 4 words or
-// more.
-struct BlockSizes {
-    u64 count, size, larger;  // `larger` blocks of size + 1, the others of `size`
-    explicit BlockSizes(u64 n) : count((n + 7) / 8), size(n / count), larger(n % count) {}
-    u64 operator[](u64 i) const { return size + (i < larger); }
-};
 
 template <const BlockProducts& products>
 void mul_basecase(Word* T, const Word* A, u64 n, const Word* B, u64 m) {
@@ -44,13 +19,13 @@ void mul_basecase(Word* T, const Word* A, u64 n, const Word* B, u64 m) {
         T[n] = trel_mul_1(T, A, n, B[0], 0);
         return;
     }
-    const BlockSizes blocks(n);
-    u64 k = blocks[0];
+    u64 k = next_block(n);
     products.mul_fresh[k](T, A, B, m);
-    for (u64 i = 1; i < blocks.count; i++) {
+    while (n > k) {
         T += k;
         A += k;
-        k = blocks[i];
+        n -= k;
+        k = next_block(n);
         products.mul_add[k](T, A, B, m);
     }
 }
@@ -61,11 +36,10 @@ void sqr_basecase(Word* T, const Word* A, u64 n) {
         T[1] = trel_mul_1(T, A, 1, A[0], 0);
         return;
     }
-    const BlockSizes blocks(n);
-    u64 done = blocks[0];
+    u64 done = next_block(n);
     products.sqr_fresh[done](T, A, n);
-    for (u64 i = 1; i < blocks.count; i++) {
-        const u64 k = blocks[i];
+    while (done < n) {
+        const u64 k = next_block(n - done);
         products.sqr_add[k](T + 2 * done, A + done, n - done);
         done += k;
     }
@@ -73,9 +47,9 @@ void sqr_basecase(Word* T, const Word* A, u64 n) {
 }
 
 constinit const WordKernels kBmi2{
-    "bmi2", add_n, sub_n, mul_1, negate, mul_basecase<kBlockProductsBmi2>, sqr_basecase<kBlockProductsBmi2>};
+    "bmi2", mul_basecase<kBlockProductsBmi2>, sqr_basecase<kBlockProductsBmi2>};
 constinit const WordKernels kAdx{
-    "adx", add_n, sub_n, mul_1, negate, mul_basecase<kBlockProductsAdx>, sqr_basecase<kBlockProductsAdx>};
+    "adx", mul_basecase<kBlockProductsAdx>, sqr_basecase<kBlockProductsAdx>};
 
 }  // namespace
 

@@ -30,10 +30,4 @@ u64 pow(u64 base, u64 exponent) {
 u64 mul_pow2_64(u64 a, i64 k) { return rotate(a, mod_61(3 * (k % 61))); }
 u64 mul_pow2(u64 a, i64 k) { return rotate(a, mod_61(k)); }
 
-u64 hash_words(const Word* words, u64 n) {
-    u64 hash = 0;
-    while (n > 0) hash = canonical(mul_pow2(hash, 3) + fold(words[--n]));
-    return hash;
-}
-
 }  // namespace trel::m61

@@ -268,7 +268,7 @@ TEST(WordArray, Negate) {
     std::mt19937_64 rng(7);
     Contexts contexts;
     for (const ParallelContext& P : contexts.all) {
-        for (u64 n : {0, 1, 7, 4096, 9000, 20001}) {
+        for (u64 n : {0, 1, 2, 7, 33, 4096, 9000, 20001}) {
             for (int round = 0; round < 6; round++) {
                 Words a = pattern(n, rng);
                 if (round > 2 && n > 4200) std::fill(a.begin(), a.begin() + i64(rng() % n), 0);

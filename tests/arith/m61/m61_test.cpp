@@ -5,6 +5,8 @@
 
 #include <random>
 
+#include "arith/m61/hash_words.h"
+#include "os/cpu.h"
 #include "reference/words.h"
 
 namespace {
@@ -84,7 +86,7 @@ TEST(M61, PowersOfTwo) {
 TEST(M61, HashWordsAgreesWithDivision) {
     std::mt19937_64 rng(4);
     EXPECT_TRUE(m61::equal(m61::hash_words(nullptr, 0), 0));
-    for (u64 n = 1; n < 400; n++) {
+    for (u64 n = 1; n < 400; n++) {  // both sides of the vector threshold
         const auto a = reference::pattern(n, rng);
         ASSERT_LT(m61::hash_words(a.data(), n), u64(1) << 63);
         ASSERT_EQ(m61::canonical(m61::hash_words(a.data(), n)), gmp_mod(a)) << n;
@@ -95,6 +97,29 @@ TEST(M61, HashWordsAgreesWithDivision) {
                   gmp_mod(reference::Words(a.begin() + 1, a.end())));
         const reference::Words ones(n, ~Word(0));
         ASSERT_EQ(m61::canonical(m61::hash_words(ones.data(), n)), gmp_mod(ones));
+    }
+}
+
+// Both vector loops where their instructions exist (AVX512 F and DQ for the wider one), with sums at their limits.
+TEST(M61, HashBlocksOfEveryLevel) {
+    std::vector<Isa> isas{Isa::avx2};
+    constexpr u32 kFDq = 1u << 16 | 1u << 17;
+    if ((os::cpuid(7).ebx & kFDq) == kFDq && (os::xcr0() & 0xe6) == 0xe6) isas.push_back(Isa::avx512);
+    std::mt19937_64 rng(5);
+    for (Isa isa : isas) {
+        for (u64 blocks : {1, 2, 3, 10, 100, 1000}) {
+            const u64 n = blocks * m61::kHashBlock;
+            const auto a = blocks == 1000 ? reference::Words(n, kM) : reference::pattern(n, rng);
+            u64 sums[8];
+            m61::hash_words_kernels(isa).hash_blocks(a.data(), blocks, sums);
+            u64 hash = 0;
+            for (u64 l = 0; l < 8; l++) {
+                ASSERT_LT(sums[l], u64(1) << 63);
+                hash = m61::add(hash, m61::mul_pow2_64(sums[l], i64(l)));
+            }
+            hash = m61::mul_pow2_64(hash, i64(n - m61::kHashBlock));
+            ASSERT_EQ(m61::canonical(hash), gmp_mod(a)) << isa_name(isa) << " " << blocks;
+        }
     }
 }
 
