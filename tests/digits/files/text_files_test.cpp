@@ -1,0 +1,405 @@
+// Text digit files, written and read.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_text_reader.h"
+#include "digits/files/basic_text_writer.h"
+#include "digits/files/digit_hash.h"
+#include "digits/files/written_ranges.h"
+#include "fault/faulty_file.h"
+#include "platform/memory/guarded_heap.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+using namespace kalvor;
+using trel::AlignedBufferC;
+using trel::serial_context;
+using trel::u32;
+using trel::u64;
+using trel::u8;
+
+namespace {
+
+template <class F>
+std::string message_of(F f) {
+    try {
+        f();
+    } catch (const trel::StringException& e) {
+        return e.function + "|" + e.message;
+    } catch (const trel::FileIO::FileException& e) {
+        return e.function + "|" + e.message;
+    }
+    return "nothing thrown";
+}
+
+std::vector<u8> random_values(u64 n, u32 radix, u64 seed) {
+    std::mt19937_64 random(seed);
+    std::vector<u8> values(n);
+    for (u8& v : values) v = static_cast<u8>(random() % radix);
+    return values;
+}
+
+std::string text_of(const std::vector<u8>& values) {
+    std::string text;
+    for (const u8 v : values) text += "0123456789abcdef"[v];
+    return text;
+}
+
+std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16) {
+    const trel::GuardedBuffer scratch(scratch_bytes, 4096);
+    std::vector<u8> values(count + 1, 0xEE);
+    reader.load_digits(values.data(), start, count, AlignedBufferC(scratch.get(), scratch_bytes), serial_context());
+    EXPECT_EQ(values.back(), 0xEE);
+    values.pop_back();
+    return values;
+}
+
+}  // namespace
+
+TEST(TextWriter, FileHoldsPointAndDigitsOnly) {
+    const ScratchFolder folder;
+    for (const u8 radix : {u8(10), u8(16)}) {
+        for (const u64 n : {0, 1, 4093, 4094, 4095, 8190, 100000}) {
+            const std::vector<u8> values = random_values(n, radix, n);
+            BasicTextWriter writer(folder.file("pi"), "3.14159", radix, n, 8192);
+            writer.store_digits(values.data(), 0, n, {}, serial_context());
+            EXPECT_TRUE(folder.has("pi (incomplete).txt"));
+            EXPECT_EQ(writer.incomplete_path(), folder.file("pi (incomplete).txt"));
+            writer.close();
+            EXPECT_FALSE(folder.has("pi (incomplete).txt"));
+            ASSERT_EQ(folder.read("pi.txt"), "3." + text_of(values)) << n;
+            EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), 0, 1, {}, serial_context()); }),
+                      "BasicTextWriter::store_digits()|File is closed.");
+            writer.close();
+        }
+    }
+}
+
+TEST(TextWriter, PiecesInAnyOrder) {
+    const ScratchFolder folder;
+    std::mt19937_64 random(3);
+    for (int round = 0; round < 60; round++) {
+        const u64 n = random() % 60000 + 1;
+        const std::vector<u8> values = random_values(n, 10, round);
+        std::vector<std::pair<u64, u64>> pieces;
+        for (u64 at = 0; at < n;) {
+            const u64 size = std::min<u64>(n - at, round % 3 == 0 ? random() % 20 + 1 + n / 100 : random() % 20000 + 1);
+            pieces.emplace_back(at, size);
+            at += size;
+        }
+        if (round % 2) std::shuffle(pieces.begin(), pieces.end(), random);
+        BasicTextWriter writer(folder.file("x"), "123.", 10, n, 4096 * (1 + random() % 4));
+        const std::string text = text_of(values);
+        for (const auto& [start, count] : pieces) {
+            if (random() % 2) {
+                writer.store_digits(values.data() + start, start, count, {}, serial_context());
+            } else {
+                writer.store_characters(text.data() + start, start, count);
+            }
+            // Overlapping rewrites of what is there.
+            if (random() % 8 == 0) writer.store_characters(text.data() + start, start, count / 2);
+        }
+        const auto reader = writer.close_and_get_basic_reader();
+        ASSERT_EQ(folder.read("x.txt"), "123." + text) << "round " << round;
+        ASSERT_EQ(load(*reader, 0, n), values);
+    }
+}
+
+TEST(TextWriter, DisjointPiecesFromSeveralThreads) {
+    const ScratchFolder folder;
+    constexpr u64 kPiece = 5000, kThreads = 7;
+    const std::vector<u8> values = random_values(kPiece * kThreads, 10, 4);
+    BasicTextWriter writer(folder.file("x"), "0.", 10, values.size(), 8192);
+    std::vector<std::thread> threads;
+    for (u64 t = 0; t < kThreads; t++) {
+        threads.emplace_back([&, t] {
+            for (u64 i = 0; i < kPiece; i += 500) {
+                const u64 start = t * kPiece + i;
+                writer.store_digits(values.data() + start, start, 500, {}, serial_context());
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const auto reader = writer.close_and_get_basic_reader();
+    EXPECT_EQ(folder.read("x.txt"), "0." + text_of(values));
+    std::vector<std::thread> readers;
+    for (u64 t = 0; t < kThreads; t++) {
+        readers.emplace_back([&, t] {
+            const std::vector<u8> part = load(*reader, t * kPiece, kPiece, 4096);
+            EXPECT_TRUE(std::equal(part.begin(), part.end(), values.begin() + static_cast<long>(t * kPiece)));
+        });
+    }
+    for (std::thread& thread : readers) thread.join();
+}
+
+TEST(TextWriter, Refusals) {
+    const ScratchFolder folder;
+    EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("x"), "3.", 8, 10); }),
+              "BasicTextWriter::BasicTextWriter()|Invalid radix.");
+    EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("x"), "314", 10, 10); }),
+              "TextWriter::TextWriter()|No decimal place was found.");
+    EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("none/x"), "3.", 10, 10); }),
+              "RawFile()|Unable to create file.\n\nPath does not exist.");
+    CaptureConsole console;
+    BasicTextWriter writer(folder.file("x"), "3.", 10, 10);
+    std::vector<u8> values(11, 5);
+    values[7] = 10;
+    const std::string where = "BasicTextWriter::store_digits()|";
+    EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), 0, 10, {}, serial_context()); }),
+              where + "Invalid Digit");
+    EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), 0, 11, {}, serial_context()); }),
+              where + "Out of range.");
+    EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), 11, 0, {}, serial_context()); }),
+              where + "Out of range.");
+    EXPECT_EQ(message_of([&] { writer.store_characters("123", ~u64(0), 3); }), where + "Out of range.");
+    // A refused range does not count as written.
+    writer.store_digits(values.data(), 0, 7, {}, serial_context());
+    writer.close();
+    EXPECT_EQ(console.take(), "\nWarning, closing incomplete file\n" + writer.incomplete_path() +
+                                  "\nSparse Region:\n    [0, 7)\n");
+    EXPECT_FALSE(folder.has("x.txt"));
+    EXPECT_EQ(folder.read("x (incomplete).txt"), "3.5555555");
+}
+
+TEST(TextWriter, IncompleteFilesKeepTheirName) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(20000, 10, 5);
+    folder.write("x.txt", "an older file");
+    CaptureConsole console;
+    {
+        BasicTextWriter writer(folder.file("x"), "3.", 10, 20000, 4096);
+        writer.store_digits(values.data(), 0, 10, {}, serial_context());
+        writer.store_digits(values.data() + 12, 12, 10000, {}, serial_context());
+        writer.store_digits(values.data() + 10, 10, 2, {}, serial_context());
+        writer.store_digits(values.data() + 15000, 15000, 100, {}, serial_context());
+    }
+    EXPECT_EQ(console.take(), "\nWarning, closing incomplete file\n" + folder.file("x (incomplete).txt") +
+                                  "\nSparse Region:\n    [0, 10012)\n    [15000, 15100)\n");
+    const std::string text = folder.read("x (incomplete).txt");
+    ASSERT_EQ(text.size(), 15102U);
+    EXPECT_EQ(text.substr(0, 10014), "3." + text_of(values).substr(0, 10012));
+    EXPECT_EQ(text.substr(15002), text_of(values).substr(15000, 100));
+    EXPECT_EQ(folder.read("x.txt"), "an older file");
+    // Without the last digit: incomplete. With it: replaces the older file.
+    {
+        BasicTextWriter writer(folder.file("x"), "3.", 10, 20000);
+        writer.store_digits(values.data(), 0, 19999, {}, serial_context());
+        writer.store_digits(values.data() + 19999, 19999, 1, {}, serial_context());
+    }
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
+}
+
+TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(100000, 10, 6);
+    const std::string full = "RawFile::store()|WriteFile() failed.\n\nDisk is Full";
+    for (const u64 room : {0, 4096, 10000, 65536, 98304}) {
+        CaptureConsole console;
+        FaultyFile disk;
+        disk.disk_full_after(room);
+        BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+        EXPECT_EQ(message_of([&] {
+                      writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
+                      writer.close();
+                  }),
+                  full)
+            << room;
+    }
+    EXPECT_FALSE(folder.has("x.txt"));
+    EXPECT_TRUE(folder.has("x (incomplete).txt"));
+}
+
+TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
+    using Call = FaultyFile::Call;
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(30000, 10, 7);
+    for (const Call call : {Call::open, Call::write, Call::set_size, Call::flush}) {
+        for (u64 n = 1; n < 20; n++) {
+            CaptureConsole console;
+            FaultyFile disk;
+            disk.fail(call, n, FaultyFile::write_fault());
+            const std::string message = message_of([&] {
+                BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 8192);
+                writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
+                writer.close();
+            });
+            if (disk.count(call) < n) {
+                EXPECT_EQ(message, "nothing thrown");
+                EXPECT_GT(n, 1U);
+                break;
+            }
+            EXPECT_NE(message.find("Write Fault"), std::string::npos) << message;
+            EXPECT_FALSE(folder.has("x.txt"));
+        }
+        EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
+        std::filesystem::remove(folder.file("x.txt"));
+    }
+}
+
+TEST(TextReader, RadixAndPoint) {
+    const ScratchFolder folder;
+    const auto reader = [&](const std::string& content, u8 radix = 0) {
+        folder.write("f.txt", content);
+        return BasicTextReader(folder.file("f.txt"), radix).radix();
+    };
+    folder.write("f.txt", "3.1415");
+    BasicTextReader pi(folder.file("f.txt"));
+    EXPECT_EQ(pi.radix(), 10);
+    EXPECT_EQ(pi.total_digits(), 4U);
+    EXPECT_EQ(pi.first_digits(), "3.1415");
+    EXPECT_TRUE(pi.is_in_range(0, 4));
+    EXPECT_TRUE(pi.is_in_range(4, 0));
+    EXPECT_FALSE(pi.is_in_range(1, 4));
+    EXPECT_FALSE(pi.is_in_range(5, 0));
+    EXPECT_FALSE(pi.is_in_range(~u64(0), 2));
+    EXPECT_EQ(reader("1.a3"), 16);
+    EXPECT_EQ(reader("1.03", 16), 16);
+    EXPECT_EQ(reader("a."), 16);
+    const std::string no_point =
+        "BasicTextReader::BasicTextReader()|A decimal place was not found within the first 63 bytes of the file.";
+    EXPECT_EQ(message_of([&] { reader("3,14"); }), "TextReader::BasicTextReader()|Invalid Digit");
+    EXPECT_EQ(message_of([&] { reader("1.A3"); }), "TextReader::BasicTextReader()|Invalid Digit");
+    EXPECT_EQ(message_of([&] { reader("31415"); }), no_point);
+    EXPECT_EQ(message_of([&] { reader(""); }), no_point);
+    EXPECT_EQ(message_of([&] { reader("3,14", 10); }), no_point);
+    EXPECT_EQ(message_of([&] { reader(std::string(64, '1') + ".5"); }), no_point);
+    EXPECT_EQ(reader(std::string(63, '1') + ".5"), 10);
+    EXPECT_EQ(message_of([&] { reader("3.14", 8); }), "BasicTextReader::BasicTextReader()|Invalid Radix");
+    // Only the head is looked at.
+    EXPECT_EQ(reader("0." + std::string(62, '1') + "f"), 10);
+}
+
+TEST(TextReader, AnyRangeWithAnyScratch) {
+    const ScratchFolder folder;
+    for (const u8 radix : {u8(10), u8(16)}) {
+        const std::vector<u8> values = random_values(30000, radix, radix);
+        folder.write("f.txt", "12." + text_of(values));
+        BasicTextReader reader(folder.file("f.txt"), radix);
+        EXPECT_EQ(reader.total_digits(), 30000U);
+        std::mt19937_64 random(9);
+        for (int round = 0; round < 200; round++) {
+            const u64 start = random() % 30001;
+            const u64 count = round < 5 ? 0 : random() % (30001 - start);
+            const u64 scratch = reader.buffer_size(count, round % 2 ? 4096 : 1 << 20);
+            const std::vector<u8> part = load(reader, start, count, scratch);
+            ASSERT_TRUE(std::equal(part.begin(), part.end(), values.begin() + static_cast<long>(start)));
+        }
+        ASSERT_EQ(load(reader, 0, 30000), values);
+        ASSERT_EQ(load(reader, 29999, 1), std::vector<u8>{values.back()});
+    }
+}
+
+TEST(TextReader, BufferSize) {
+    const ScratchFolder folder;
+    folder.write("f.txt", "3.1");
+    const BasicTextReader reader(folder.file("f.txt"));
+    EXPECT_EQ(reader.buffer_size(0, 1 << 30), 4096U);
+    EXPECT_EQ(reader.buffer_size(1, 1 << 30), 8192U);
+    EXPECT_EQ(reader.buffer_size(4096, 1 << 30), 8192U);
+    EXPECT_EQ(reader.buffer_size(4097, 1 << 30), 12288U);
+    EXPECT_EQ(reader.buffer_size(u64(1) << 40, 1 << 30), u64(1) << 30);
+    EXPECT_EQ(reader.buffer_size(u64(1) << 40, 100), 4096U);
+}
+
+TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
+    const ScratchFolder folder;
+    for (const u8 radix : {u8(10), u8(16)}) {
+        const std::vector<u8> values = random_values(70000, radix, 40 + radix);
+        folder.write("f.txt", "0." + text_of(values));
+        BasicTextReader reader(folder.file("f.txt"), radix);
+        const trel::GuardedBuffer scratch(1 << 15, 4096);
+        for (const auto& [start, count] :
+             {std::pair<u64, u64>{0, 70000}, {1, 69999}, {4094, 1}, {5, 0}, {12345, 23456}}) {
+            DigitRangeStats stats(radix);
+            reader.load_stats(stats, start, count, AlignedBufferC(scratch.get(), scratch.size()), serial_context());
+            DigitCounts want(radix);
+            u64 hash = 0;
+            for (u64 i = start; i < start + count; i++) {
+                want.count[values[i]]++;
+                hash = static_cast<u64>((static_cast<trel::u128>(hash) * radix + values[i]) % ((u64(1) << 61) - 1));
+            }
+            EXPECT_EQ(stats.hash, hash);
+            EXPECT_TRUE(stats.counts == want);
+            // Ranges that follow one another make one range.
+            DigitRangeStats joined(radix);
+            const u64 cut = count / 3;
+            const AlignedBufferC view(scratch.get(), scratch.size());
+            reader.load_stats(joined, start, cut, view, serial_context());
+            reader.load_stats(joined, start + cut, count - cut, view, serial_context());
+            EXPECT_EQ(joined.hash, hash);
+            EXPECT_TRUE(joined.counts == want);
+        }
+    }
+}
+
+TEST(TextReader, Refusals) {
+    const ScratchFolder folder;
+    std::string text = "3." + std::string(10000, '7');
+    folder.write("f.txt", text);
+    BasicTextReader reader(folder.file("f.txt"), 10);
+    const std::string out = "BasicTextReader::load_stats()|Out of range.";
+    EXPECT_EQ(message_of([&] { load(reader, 0, 10001); }), out);
+    EXPECT_EQ(message_of([&] { load(reader, 10001, 0); }), out);
+    EXPECT_EQ(message_of([&] { load(reader, ~u64(0), 1); }), out);
+    EXPECT_THROW(load(reader, 0, 10, 64), trel::BufferTooSmallException);
+    folder.write("g.txt", (text[5000] = 'a', text));
+    BasicTextReader bad(folder.file("g.txt"), 10);
+    EXPECT_EQ(message_of([&] { load(bad, 0, 10000); }), "BasicTextReader::process_txt()|Invalid Digit");
+    EXPECT_EQ(message_of([&] { load(bad, 4998, 1); }), "BasicTextReader::process_txt()|Invalid Digit");
+    EXPECT_NO_THROW(load(bad, 0, 4998));
+    EXPECT_NO_THROW(load(bad, 4999, 5001));
+    DigitRangeStats stats(10);
+    const trel::GuardedBuffer scratch(4096, 4096);
+    EXPECT_EQ(message_of([&] { bad.load_stats(stats, 0, 10000, AlignedBufferC(scratch.get(), 4096), serial_context()); }),
+              "BasicTextReader::process_txt()|Invalid Digit");
+    // A file that lost its end after it was opened.
+    FaultyFile disk;
+    disk.short_read(1, 3000);
+    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }), "BasicTextReader::load_stats()|Incomplete read.");
+    disk.fail(FaultyFile::Call::read, 2, FaultyFile::read_fault());
+    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }), "RawFile::load()|ReadFile() failed.\n\nRead Fault");
+    // A bit that flips on its way changes the hash, or is no digit any more.
+    disk.flip_bit_of_read(3, 8 * 100);
+    DigitRangeStats flipped(10), clean(10);
+    const AlignedBufferC view(scratch.get(), 4096);
+    reader.load_stats(flipped, 0, 10000, view, serial_context());
+    reader.load_stats(clean, 0, 10000, view, serial_context());
+    EXPECT_NE(flipped.hash, clean.hash);
+}
+
+TEST(WrittenRanges, MatchesASetOfPositions) {
+    std::mt19937_64 random(11);
+    for (int round = 0; round < 300; round++) {
+        WrittenRanges ranges;
+        std::vector<bool> set(60, false);
+        for (int i = 0; i < 12; i++) {
+            const u64 a = random() % 61, b = random() % 61;
+            ranges.add(a, b);  // reversed ones are empty
+            for (u64 p = a; p < b; p++) set[p] = true;
+        }
+        for (u64 a = 0; a <= 60; a++) {
+            for (u64 b = a; b <= 60; b++) {
+                const bool want = std::all_of(set.begin() + static_cast<long>(a), set.begin() + static_cast<long>(b),
+                                              [](bool x) { return x; });
+                ASSERT_EQ(ranges.covers(a, b), want) << a << " " << b;
+            }
+        }
+        std::string want = "Sparse Region:\n";
+        for (u64 p = 0; p < 60; p++) {
+            if (!set[p] || (p > 0 && set[p - 1])) continue;
+            u64 end = p;
+            while (end < 60 && set[end]) end++;
+            want += "    [" + std::to_string(p) + ", " + std::to_string(end) + ")\n";
+        }
+        CaptureConsole console;
+        ranges.print();
+        ASSERT_EQ(console.text(), want);
+    }
+}

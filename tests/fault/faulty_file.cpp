@@ -1,0 +1,162 @@
+#include "fault/faulty_file.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/fileio/file_functions.h"
+
+using namespace trel;
+using trel::FileIO::FileFunctions;
+using trel::FileIO::system_file_functions;
+
+namespace {
+
+FaultyFile* g_current = nullptr;
+
+}  // namespace
+
+struct FaultyFile::Hooks {
+    static os::OpenedFile open(const char* path, os::FileAccess access, os::FileFlags flags) {
+        if (const os::OsError error = g_current->begin(Call::open)) return {os::kNoFile, error, false};
+        return system_file_functions().open(path, access, flags);
+    }
+    static os::OsError close(i64 handle) {
+        const os::OsError error = g_current->begin(Call::close);
+        // The handle is gone in any case, as with a real failing close.
+        const os::OsError real = system_file_functions().close(handle);
+        return error ? error : real;
+    }
+    static os::Transfer read(i64 handle, void* buffer, u64 offset, u64 bytes) {
+        u64 n = 0;
+        if (const os::OsError error = g_current->begin(Call::read, &n)) return {0, error};
+        os::Transfer done = system_file_functions().read(handle, buffer, offset, bytes);
+        if (const Change* cut = g_current->find(g_current->shortened_, Call::read, n)) {
+            done.bytes = std::min(done.bytes, cut->amount);
+        }
+        if (const Change* flip = g_current->find(g_current->flipped_, Call::read, n); flip && flip->amount / 8 < bytes) {
+            static_cast<u8*>(buffer)[flip->amount / 8] ^= static_cast<u8>(1 << flip->amount % 8);
+        }
+        return done;
+    }
+    static os::Transfer write(i64 handle, const void* buffer, u64 offset, u64 bytes) {
+        u64 n = 0;
+        if (const os::OsError error = g_current->begin(Call::write, &n)) return {0, error};
+        u64 allowed = bytes;
+        os::OsError after;
+        if (const Change* cut = g_current->find(g_current->shortened_, Call::write, n)) {
+            allowed = std::min(allowed, cut->amount);
+        }
+        {
+            const std::lock_guard<std::mutex> lock(g_current->mutex_);
+            if (g_current->limited_) {
+                if (allowed > g_current->bytes_left_) {
+                    allowed = g_current->bytes_left_;
+                    after = disk_full();
+                }
+                g_current->bytes_left_ -= allowed;
+            }
+        }
+        // Unbuffered files take whole sectors only, so what lies behind the last whole one is lost.
+        const u64 sectors = allowed / kSector * kSector;
+        std::vector<u8> changed;
+        const Change* flip = g_current->find(g_current->flipped_, Call::write, n);
+        if (flip && flip->amount / 8 < bytes) {
+            changed.resize(bytes + kSector);
+            u8* copy = changed.data();
+            copy += (kSector - reinterpret_cast<u64>(copy) % kSector) % kSector;
+            std::memcpy(copy, buffer, bytes);
+            copy[flip->amount / 8] ^= static_cast<u8>(1 << flip->amount % 8);
+            return system_file_functions().write(handle, copy, offset, bytes);
+        }
+        if (allowed == bytes) return system_file_functions().write(handle, buffer, offset, bytes);
+        if (sectors != 0) {
+            const os::Transfer done = system_file_functions().write(handle, buffer, offset, sectors);
+            if (done.error) return done;
+        }
+        return {allowed, after};
+    }
+    static os::OsError set_size(i64 handle, u64 bytes) {
+        if (const os::OsError error = g_current->begin(Call::set_size)) return error;
+        return system_file_functions().set_size(handle, bytes);
+    }
+    static os::OsError reserve(i64 handle, u64 bytes) {
+        if (const os::OsError error = g_current->begin(Call::reserve)) return error;
+        return system_file_functions().reserve(handle, bytes);
+    }
+    static os::OsError flush(i64 handle) {
+        if (const os::OsError error = g_current->begin(Call::flush)) return error;
+        return system_file_functions().flush(handle);
+    }
+    static os::OsError rename(const char* from, const char* to) {
+        if (const os::OsError error = g_current->begin(Call::rename)) return error;
+        return system_file_functions().rename(from, to);
+    }
+    static os::OsError remove(const char* path) {
+        if (const os::OsError error = g_current->begin(Call::remove)) return error;
+        return system_file_functions().remove(path);
+    }
+
+    static constexpr u64 kSector = 4096;
+};
+
+FaultyFile::FaultyFile() {
+    static const FileFunctions functions{Hooks::open,
+                                         Hooks::close,
+                                         Hooks::read,
+                                         Hooks::write,
+                                         system_file_functions().size,
+                                         Hooks::set_size,
+                                         Hooks::reserve,
+                                         Hooks::flush,
+                                         system_file_functions().flush_folder,
+                                         Hooks::rename,
+                                         Hooks::remove};
+    g_current = this;
+    FileIO::set_file_functions_for_tests(&functions);
+}
+
+FaultyFile::~FaultyFile() {
+    FileIO::set_file_functions_for_tests(nullptr);
+    g_current = nullptr;
+}
+
+void FaultyFile::fail(Call call, u64 n, os::OsError error, u64 times) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    faults_.push_back({call, n, n + times - 1, error});
+}
+void FaultyFile::disk_full_after(u64 bytes) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    limited_ = true;
+    bytes_left_ = bytes;
+}
+void FaultyFile::short_write(u64 n, u64 bytes) { shortened_.push_back({Call::write, n, bytes}); }
+void FaultyFile::short_read(u64 n, u64 bytes) { shortened_.push_back({Call::read, n, bytes}); }
+void FaultyFile::flip_bit_of_write(u64 n, u64 bit) { flipped_.push_back({Call::write, n, bit}); }
+void FaultyFile::flip_bit_of_read(u64 n, u64 bit) { flipped_.push_back({Call::read, n, bit}); }
+
+u64 FaultyFile::count(Call call) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return counts_[static_cast<int>(call)];
+}
+
+os::OsError FaultyFile::begin(Call call, u64* number) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const u64 n = ++counts_[static_cast<int>(call)];
+    if (number) *number = n;
+    for (const Fault& fault : faults_) {
+        if (fault.call == call && n >= fault.first && n <= fault.last) return fault.error;
+    }
+    return {};
+}
+
+const FaultyFile::Change* FaultyFile::find(const std::vector<Change>& changes, Call call, u64 n) const {
+    for (const Change& change : changes) {
+        if (change.call == call && change.n == n) return &change;
+    }
+    return nullptr;
+}
+
+os::OsError FaultyFile::disk_full() { return {28, os::ErrorCategory::disk_full}; }
+os::OsError FaultyFile::write_fault() { return {5, os::ErrorCategory::write_fault}; }
+os::OsError FaultyFile::read_fault() { return {5, os::ErrorCategory::read_fault}; }
+os::OsError FaultyFile::access_denied() { return {13, os::ErrorCategory::access_denied}; }

@@ -1,0 +1,61 @@
+// A failing disk below everything that reads and writes files. Installed for its life; the faults that were asked for
+// happen once each (unless told otherwise), to whichever file makes the n-th call. Counting starts at 1, anew with each
+// object. Calls may come from several threads.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "os/file.h"
+
+class FaultyFile {
+  public:
+    FaultyFile();
+    ~FaultyFile();
+    FaultyFile(const FaultyFile&) = delete;
+    FaultyFile& operator=(const FaultyFile&) = delete;
+
+    enum class Call { open, close, read, write, set_size, reserve, flush, rename, remove };
+
+    // The n-th call and the `times - 1` after it fail without doing anything.
+    void fail(Call call, trel::u64 n, trel::os::OsError error, trel::u64 times = 1);
+    // The disk takes this many bytes more (over all files); the write that exceeds them is cut, then disk_full.
+    void disk_full_after(trel::u64 bytes);
+    // The n-th write ends after `bytes` bytes without an error; the n-th read likewise.
+    void short_write(trel::u64 n, trel::u64 bytes);
+    void short_read(trel::u64 n, trel::u64 bytes);
+    // Inverts one bit (0 = lowest of the first byte) of what the n-th write brings to the disk, or the n-th read delivers.
+    void flip_bit_of_write(trel::u64 n, trel::u64 bit);
+    void flip_bit_of_read(trel::u64 n, trel::u64 bit);
+
+    // Calls so far, failed ones too.
+    trel::u64 count(Call call) const;
+
+    static trel::os::OsError disk_full();
+    static trel::os::OsError write_fault();
+    static trel::os::OsError read_fault();
+    static trel::os::OsError access_denied();
+
+  private:
+    struct Hooks;
+    struct Fault {
+        Call call;
+        trel::u64 first, last;
+        trel::os::OsError error;
+    };
+    struct Change {
+        Call call;
+        trel::u64 n, amount;
+    };
+    // Counts a call; the error it must fail with, if any. number: which call it was.
+    trel::os::OsError begin(Call call, trel::u64* number = nullptr);
+    const Change* find(const std::vector<Change>& changes, Call call, trel::u64 n) const;
+
+    mutable std::mutex mutex_;
+    std::vector<Fault> faults_;
+    std::vector<Change> shortened_, flipped_;
+    trel::u64 counts_[9] = {};
+    bool limited_ = false;
+    trel::u64 bytes_left_ = 0;
+};

@@ -1,0 +1,193 @@
+// What the file layer makes of a failing disk, and renaming that does not give up.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "base/errors/exceptions.h"
+#include "fault/faulty_file.h"
+#include "platform/fileio/raw_file.h"
+#include "platform/memory/guarded_heap.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+using namespace trel;
+using namespace trel::FileIO;
+using Call = FaultyFile::Call;
+
+namespace {
+
+template <class F>
+std::string message_of(F f) {
+    try {
+        f();
+    } catch (const FileException& e) {
+        return e.function + "|" + e.message + "|" + std::to_string(e.error_code);
+    }
+    return "nothing thrown";
+}
+
+// Answers pauses: a key the first `keys` times, then the end of the input.
+class KeyConsole final : public Console::Sink {
+  public:
+    explicit KeyConsole(int keys) : keys_(keys), before_(Console::set_sink(this)) {}
+    ~KeyConsole() override { Console::set_sink(before_); }
+    void write(std::string_view text) override { text_ += text; }
+    void set_color(Console::ColorLetter) override {}
+    bool is_terminal() const override { return false; }
+    bool wait_for_key() override { return keys_-- > 0; }
+    std::string text_;
+
+  private:
+    int keys_;
+    Sink* before_;
+};
+
+class Faults : public ::testing::Test {
+  protected:
+    ScratchFolder folder_;
+    FaultyFile disk_;
+    GuardedBuffer data_{8192, kSectorBytes};
+    void SetUp() override { std::memset(data_.get(), 0x5A, 8192); }
+};
+
+}  // namespace
+
+TEST_F(Faults, FailingWritesAndReads) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    disk_.fail(Call::write, 2, FaultyFile::write_fault());
+    file.store(data_.get(), 0, 8192);
+    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 8192); }),
+              "RawFile::store()|WriteFile() failed.\n\nWrite Fault|5");
+    file.store(data_.get(), 0, 8192);
+    disk_.fail(Call::read, 1, FaultyFile::read_fault());
+    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }),
+              "RawFile::load()|ReadFile() failed.\n\nRead Fault|5");
+    EXPECT_EQ(disk_.count(Call::write), 3U);
+}
+
+TEST_F(Faults, FullDisk) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    disk_.disk_full_after(10000);
+    file.store(data_.get(), 0, 8192);
+    EXPECT_EQ(message_of([&] { file.store(data_.get(), 8192, 8192); }),
+              "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
+    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 4096); }),
+              "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
+}
+
+TEST_F(Faults, ShortTransfersNameBothNumbers) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    disk_.short_write(1, 4096);
+    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 8192); }),
+              "RawFile::store()|Incomplete Write: 4096 / 8192|0");
+    file.store(data_.get(), 0, 8192);
+    disk_.short_read(1, 100);
+    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }), "RawFile::load()|Incomplete Read: 100 / 8192|0");
+}
+
+TEST_F(Faults, FlippedBits) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    disk_.flip_bit_of_write(1, 8 * 5000 + 3);
+    file.store(data_.get(), 0, 8192);
+    GuardedBuffer back(8192, kSectorBytes);
+    file.load(back.get(), 0, 8192);
+    for (u64 i = 0; i < 8192; i++) ASSERT_EQ(back.bytes()[i], i == 5000 ? 0x5A ^ 8 : 0x5A) << i;
+    disk_.flip_bit_of_read(2, 0);
+    file.load(back.get(), 0, 8192);
+    EXPECT_EQ(back.bytes()[0], 0x5A ^ 1);
+    file.load(back.get(), 0, 8192);
+    EXPECT_EQ(back.bytes()[0], 0x5A);
+}
+
+TEST_F(Faults, SizesFlushesAndOpening) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    disk_.fail(Call::set_size, 1, FaultyFile::disk_full());
+    EXPECT_EQ(message_of([&] { file.set_size(100); }),
+              "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
+    disk_.fail(Call::flush, 1, FaultyFile::write_fault());
+    EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
+    disk_.fail(Call::open, 2, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { file.close_and_set_size(100); }),
+              "RawFile::close_and_set_size()|Unable to reopen file.\n\nAccess Denied|13");
+    EXPECT_FALSE(file.is_open());
+    disk_.fail(Call::open, 3, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { RawFile(folder_.file("g"), OpenMode::create, true); }),
+              "RawFile()|Unable to create file.\n\nAccess Denied|13");
+}
+
+TEST_F(Faults, ClosingFailsWithAWarningOnly) {
+    CaptureConsole console;
+    disk_.fail(Call::close, 1, FaultyFile::write_fault());
+    disk_.fail(Call::remove, 1, FaultyFile::access_denied());
+    RawFile(folder_.file("f"), OpenMode::create, true, true).set_size(10);
+    EXPECT_EQ(console.take(),
+              "\nRawFile::close(): Unable to close file.\n\nRawFile::close(): Unable to delete file.\n");
+    RawFile file(folder_.file("g"), OpenMode::create, true);
+    disk_.fail(Call::close, 2, FaultyFile::write_fault());
+    file.close_and_set_size(5);
+    EXPECT_EQ(console.take(), "\nRawFile::close_and_set_size(): Unable to close file.\n");
+    EXPECT_EQ(folder_.read("g").size(), 5U);
+}
+
+TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
+    CaptureConsole console;
+    disk_.fail(Call::reserve, 1, FaultyFile::access_denied(), 2);
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    file.reserve(4096);
+    file.reserve(8192);
+    EXPECT_EQ(console.text(),
+              "\nSetFileValidData() has failed. Expect performance degradation.\n"
+              "Try re-running as administrator.\n\nPath: " +
+                  folder_.file("f") + "\nFurther messages for this warning will be suppressed.\n");
+    EXPECT_EQ(file.size(), 8192U);
+}
+
+TEST_F(Faults, RenameOverATargetThatIsInTheWay) {
+    const os::OsError exists{17, os::ErrorCategory::exists};
+    folder_.write("b", "old");
+    RawFile file(folder_.file("a"), OpenMode::create, true);
+    disk_.fail(Call::rename, 1, exists);
+    file.rename(folder_.file("b"));
+    EXPECT_EQ(disk_.count(Call::remove), 1U);
+    EXPECT_EQ(folder_.read("b"), "");
+    disk_.fail(Call::rename, 3, exists);
+    disk_.fail(Call::remove, 2, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { file.rename(folder_.file("c")); }),
+              "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\nAccess Denied|13");
+    RawFile other(folder_.file("d"), OpenMode::create, true);
+    disk_.fail(Call::rename, 4, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { other.rename(folder_.file("e")); }),
+              "RawFile::rename()|Unable to rename file.\n\nAccess Denied|13");
+}
+
+TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
+    KeyConsole console(5);
+    folder_.write("a", "new");
+    folder_.write("b", "old");
+    disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 2);
+    persistent_rename(folder_.file("a"), folder_.file("b"));
+    EXPECT_EQ(folder_.read("b"), "new");
+    EXPECT_FALSE(folder_.has("a"));
+    const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + folder_.file("b") +
+                                "\nRe-attempting...\nPress any key to continue . . . \n";
+    EXPECT_EQ(console.text_, attempt + attempt);
+    EXPECT_EQ(disk_.count(Call::remove), 0U) << "a good copy was deleted";
+}
+
+TEST_F(Faults, PersistentRenameDeletesWhatIsInTheWay) {
+    folder_.write("a", "new");
+    folder_.write("b", "old");
+    disk_.fail(Call::rename, 1, {17, os::ErrorCategory::exists});
+    persistent_rename(folder_.file("a"), folder_.file("b"));
+    EXPECT_EQ(disk_.count(Call::remove), 1U);
+    EXPECT_EQ(folder_.read("b"), "new");
+}
+
+TEST_F(Faults, PersistentRenameEndsWithTheInput) {
+    KeyConsole console(2);
+    folder_.write("b", "old");
+    EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("missing"), folder_.file("b")); }),
+              "FileIO::persistent_rename()|Unable to rename file.\n\nPath does not exist.|2");
+    EXPECT_EQ(disk_.count(Call::rename), 3U);
+    EXPECT_EQ(folder_.read("b"), "old");
+}
