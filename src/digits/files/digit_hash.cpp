@@ -13,13 +13,12 @@ using trel::u64;
 using trel::u8;
 
 // Eight digit values, first one in the lowest byte, as a number: neighbours are joined three times.
-constexpr u64 kPairs10 = 10 + (u64(1) << 8);
 u64 eight_decimal(const u8* values) {
     u64 v;
     std::memcpy(&v, values, 8);
-    v = (v * kPairs10) >> 8 & 0x00FF00FF00FF00FFULL;
-    v = (v * (100 + (u64(1) << 16))) >> 16 & 0x0000FFFF0000FFFFULL;
-    return (v * (10000 + (u64(1) << 32))) >> 32;
+    v = (v * (1 + (u64(10) << 8))) >> 8 & 0x00FF00FF00FF00FFULL;
+    v = (v * (1 + (u64(100) << 16))) >> 16 & 0x0000FFFF0000FFFFULL;
+    return (v * (1 + (u64(10000) << 32))) >> 32;
 }
 
 u64 decimal_word(const u8* values) {
