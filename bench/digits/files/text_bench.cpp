@@ -48,7 +48,7 @@ void to_values(benchmark::State& state) {
 void count(benchmark::State& state) {
     const std::vector<u8> values = digits(static_cast<u64>(state.range(0)));
     u64 counts[16] = {};
-    for (auto _ : state) digit_kernels().count(counts, values.data(), values.size());
+    for (auto _ : state) digit_kernels().count(counts, values.data(), values.size(), 10);
     benchmark::DoNotOptimize(counts[3]);
     label(state);
 }

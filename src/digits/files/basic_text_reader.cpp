@@ -110,7 +110,7 @@ void BasicTextReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, A
         for (u64 i = 0; i < n; i += kBlock) {
             const u64 m = std::min(kBlock, n - i);
             if (!kernels.to_values(values, text + i, m, radix_)) throw_invalid_digit();
-            kernels.count(stats.counts.count.data(), values, m);
+            kernels.count(stats.counts.count.data(), values, m, radix_);
             stats.hash = extend_digit_hash(stats.hash, values, m, radix_);
         }
     });

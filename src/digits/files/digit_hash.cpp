@@ -36,17 +36,38 @@ u64 eight_hexadecimal(const u8* values) {
 
 u64 hexadecimal_word(const u8* values) { return eight_hexadecimal(values) << 32 | eight_hexadecimal(values + 8); }
 
+// x < 2^127 to a residue below 2^62 + 2^6.
+u64 reduce(u128 x) {
+    const u64 hi = static_cast<u64>(x >> 64), lo = static_cast<u64>(x);
+    return ((hi << 3) & trel::m61::kM61) + (hi >> 58) + (lo >> 61) + (lo & trel::m61::kM61);
+}
+
+// hash <- hash * P^4 + w0 * P^3 + w1 * P^2 + w2 * P + w3: one link of the chain for four words. The sum stays below
+// 3 * 2^125 + 2^124, so one reduction serves all.
+template <u64 kDigits, u64 (*kWord)(const u8*)>
+u64 extend_by_words(u64 hash, const u8* values, u64& i, u64 n, u64 power) {
+    using namespace trel::m61;
+    const u64 power2 = canonical(mul(power, power));
+    const u64 power3 = canonical(mul(power2, power));
+    const u64 power4 = canonical(mul(power2, power2));
+    for (; i + 4 * kDigits <= n; i += 4 * kDigits) {
+        const u128 words = u128(kWord(values + i)) * power3 + u128(kWord(values + i + kDigits)) * power2 +
+                           u128(kWord(values + i + 2 * kDigits)) * power + kWord(values + i + 3 * kDigits);
+        hash = reduce(u128(hash) * power4 + words);
+    }
+    for (; i + kDigits <= n; i += kDigits) hash = add(mul(hash, power), fold(kWord(values + i)));
+    return hash;
+}
+
 }  // namespace
 
 u64 extend_digit_hash(u64 hash, const u8* values, u64 n, u32 radix) {
     using namespace trel;
     u64 i = 0;
     if (radix == 10) {
-        constexpr u64 kPower = 10000000000000000000ULL % m61::kM61;
-        for (; i + 19 <= n; i += 19) hash = m61::add(m61::mul(hash, kPower), m61::fold(decimal_word(values + i)));
+        hash = extend_by_words<19, decimal_word>(hash, values, i, n, 10000000000000000000ULL % m61::kM61);
     } else {
-        constexpr u64 kPower = static_cast<u64>((u128(1) << 64) % m61::kM61);
-        for (; i + 16 <= n; i += 16) hash = m61::add(m61::mul(hash, kPower), m61::fold(hexadecimal_word(values + i)));
+        hash = extend_by_words<16, hexadecimal_word>(hash, values, i, n, static_cast<u64>((u128(1) << 64) % m61::kM61));
     }
     for (; i < n; i++) hash = m61::add(m61::mul(hash, radix), values[i]);
     return m61::canonical(hash);

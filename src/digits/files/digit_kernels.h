@@ -14,8 +14,8 @@ struct DigitKernels {
     bool (*to_text)(char* out, const trel::u8* values, trel::u64 n, trel::u32 radix) noexcept;
     // The inverse. False if a character is no digit of the radix (upper-case letters are none).
     bool (*to_values)(trel::u8* out, const char* text, trel::u64 n, trel::u32 radix) noexcept;
-    // counts[v] += occurrences of v in values[0..n), for every v < 16. Values of 16 and more are not counted.
-    void (*count)(trel::u64* counts, const trel::u8* values, trel::u64 n) noexcept;
+    // counts[v] += occurrences of v in values[0..n), for every v < radix (10 or 16). Other values are not counted.
+    void (*count)(trel::u64* counts, const trel::u8* values, trel::u64 n, trel::u32 radix) noexcept;
 };
 
 const DigitKernels& digit_kernels(trel::Isa isa);

@@ -99,23 +99,28 @@ u64 sum_of_bytes(Bytes v) {
     return sum;
 }
 
-void count(u64* counts, const u8* values, u64 n) noexcept {
+template <u32 kRadix>
+void count_below(u64* counts, const u8* values, u64 n) noexcept {
     u64 i = 0;
     while (i + kWidth <= n) {
         // A byte counter holds 255 vectors.
         const u64 left = (n - i) / kWidth;
         const u64 vectors = left < 255 ? left : 255;
-        Bytes hits[16] = {};
+        Bytes hits[kRadix] = {};
         for (u64 j = 0; j < vectors; j++, i += kWidth) {
             const Bytes v = load(values + i);
 #pragma GCC unroll 16
-            for (u32 d = 0; d < 16; d++) hits[d] -= (Bytes)(v == u8(d));
+            for (u32 d = 0; d < kRadix; d++) hits[d] -= (Bytes)(v == u8(d));
         }
-        for (u32 d = 0; d < 16; d++) counts[d] += sum_of_bytes(hits[d]);
+        for (u32 d = 0; d < kRadix; d++) counts[d] += sum_of_bytes(hits[d]);
     }
     for (; i < n; i++) {
-        if (values[i] < 16) counts[values[i]]++;
+        if (values[i] < kRadix) counts[values[i]]++;
     }
+}
+
+void count(u64* counts, const u8* values, u64 n, u32 radix) noexcept {
+    radix <= 10 ? count_below<10>(counts, values, n) : count_below<16>(counts, values, n);
 }
 
 #define TREL_DIGITS_NAME_(x) #x

@@ -64,6 +64,9 @@ void set_thread_group(u64 index) {
         return;
     }
     std::vector<u32> actual;
+    // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as much as
+    // half its creation.
+    if (!os::get_thread_affinity(actual) && actual == wanted) return;
     const os::OsError setting = os::set_thread_affinity(wanted);
     const os::OsError reading = setting ? os::OsError{} : os::get_thread_affinity(actual);
     if (!setting && !reading && actual == wanted) return;

@@ -97,22 +97,25 @@ TEST_P(Kernels, EveryBadByteIsSeenEverywhere) {
 }
 
 TEST_P(Kernels, Counts) {
-    for (const u32 radix : {2, 10, 16}) {
+    for (const u32 radix : {10, 16}) {
         for (const u64 n : {u64(0), u64(1), u64(31), u64(32), u64(63), u64(65), u64(1000), u64(255 * 64), u64(255 * 64 + 65), u64(100003)}) {
-            const std::vector<u8> values = random_values(n, radix, n + radix);
+            // Some values lie above the radix.
+            const std::vector<u8> values = random_values(n, n % 2 ? radix : radix + 5, n + radix);
             u64 want[16] = {}, got[16] = {};
-            for (const u8 v : values) want[v]++;
+            for (const u8 v : values) {
+                if (v < radix) want[v]++;
+            }
             want[3] += 7;
             got[3] = 7;  // counts are added to
-            kernels_.count(got, values.data(), n);
+            kernels_.count(got, values.data(), n, radix);
             for (u32 d = 0; d < 16; d++) ASSERT_EQ(got[d], want[d]) << "n=" << n << " digit " << d;
         }
     }
     // Byte counters at their limit.
-    for (const u8 v : {0, 9, 15}) {
+    for (const u8 v : {u8(0), u8(9), u8(15)}) {
         const std::vector<u8> same(255 * 64 * 3 + 17, v);
         u64 got[16] = {};
-        kernels_.count(got, same.data(), same.size());
+        kernels_.count(got, same.data(), same.size(), v < 10 ? 10 : 16);
         for (u32 d = 0; d < 16; d++) ASSERT_EQ(got[d], d == v ? same.size() : 0);
     }
 }
