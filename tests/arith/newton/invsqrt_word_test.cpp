@@ -80,18 +80,16 @@ TEST(InvsqrtWordTest, UnderEstimatesAreCorrected) {
             runs++;
         }
     }
-    EXPECT_GT(runs, 20u);
+    EXPECT_GT(runs, 100u);
     EXPECT_EQ(status.count(" U1M "), runs);
 }
 
 TEST(InvsqrtWordTest, LargePrecisions) {
-    NEED_PRODUCTS(11000);
     for (u64 p : {999, 1000, 5000})
         for (Word word : {Word(2), Word(10005), ~Word(0)}) expect_invsqrt(word, p, null_status());
 }
 
 TEST(InvsqrtWordTest, AgreesWithMpfr) {
-    NEED_PRODUCTS(11000);
     const u64 p = 700;
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
     Workspace w = workspace(plan);
@@ -108,7 +106,6 @@ TEST(InvsqrtWordTest, AgreesWithMpfr) {
 }
 
 TEST(InvsqrtWordTest, ExactRoots) {
-    NEED_PRODUCTS(11000);
     for (u64 p : {1, 2, 9, 10, 11, 100})
         for (unsigned k : {0u, 1u, 2u, 17u, 31u}) {
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
@@ -123,7 +120,6 @@ TEST(InvsqrtWordTest, ExactRoots) {
 }
 
 TEST(InvsqrtWordTest, BasicFormAtAnyPrecision) {
-    NEED_PRODUCTS(11000);
     for (u64 p = 0; p <= 60; p++)
         for (Word word : kWords) {
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
@@ -135,7 +131,6 @@ TEST(InvsqrtWordTest, BasicFormAtAnyPrecision) {
 }
 
 TEST(InvsqrtWordTest, TaskCountsGiveTheSameWords) {
-    NEED_PRODUCTS(11000);
     for (u64 p : {9, 10, 90, 1500}) {
         std::vector<Word> first;
         for (u64 tds : {1, 2, 7}) {
@@ -174,7 +169,6 @@ TEST(InvsqrtWordTest, Refusals) {
 }
 
 TEST(InvsqrtWordTest, WrongEstimateIsFound) {
-    NEED_PRODUCTS(11000);
     const u64 p = 60, previous = p / 2 + 1;
     for (u64 depth : {0, 1, 20}) {
         const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);

@@ -17,7 +17,6 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/kernels/linear_word_buffer.h"
-#include "arith/multiply/algorithm_table.h"
 #include "base/status/status.h"
 
 namespace trel::newton_test {
@@ -275,19 +274,11 @@ inline double quotient_error_bits(const BigFloat& T, u64 p) {
     return p == 0 ? std::max(top_bits - 50, 1.0) : top_bits + 4.5;
 }
 
-// Whether products of so many words have an algorithm yet.
-inline bool table_reaches(u64 words) {
-    return basic_table64().items().back().threshold_words >= words;
-}
-#define NEED_PRODUCTS(words) \
-    if (!table_reaches(words)) GTEST_SKIP() << "no algorithm for products of this size"
-
 // All small precisions and those around the thresholds.
 inline std::vector<u64> precisions() {
     std::vector<u64> p;
-    for (u64 i = 0; i <= (table_reaches(1000) ? 40 : 24); i++) p.push_back(i);
-    if (table_reaches(1000))
-        for (u64 i : {71, 72, 73, 79, 80, 81, 82, 157, 160, 299, 300, 301}) p.push_back(i);
+    for (u64 i = 0; i <= 40; i++) p.push_back(i);
+    for (u64 i : {71, 72, 73, 79, 80, 81, 82, 157, 160, 299, 300, 301}) p.push_back(i);
     return p;
 }
 

@@ -32,7 +32,6 @@ void expect_reciprocal(const BigFloat& A, u64 p, u64 tds, Status& status, const 
 }
 
 TEST(ReciprocalTest, PlanFollowsItsFormulas) {
-    NEED_PRODUCTS(11000);
     const ReciprocalPlan plan = ReciprocalPlan::make(1000, 7);
     EXPECT_EQ(plan.p, 1000u);
     EXPECT_EQ(plan.tds, 7u);
@@ -91,12 +90,11 @@ TEST(ReciprocalTest, UnderEstimatesAreCorrected) {
             runs++;
         }
     }
-    EXPECT_GT(runs, 20u);
+    EXPECT_GT(runs, 100u);
     EXPECT_EQ(status.count(" U1M "), runs);
 }
 
 TEST(ReciprocalTest, LargePrecisions) {
-    NEED_PRODUCTS(11000);
     std::mt19937_64 rng(2);
     RecordingStatus status;
     for (u64 p : {999, 1000, 1001, 5000})
@@ -109,7 +107,6 @@ TEST(ReciprocalTest, LargePrecisions) {
 }
 
 TEST(ReciprocalTest, TaskCountsGiveTheSameWords) {
-    NEED_PRODUCTS(11000);
     std::mt19937_64 rng(3);
     for (u64 p : {5, 10, 90, 1500}) {
         const Number A(make_words(Shape::random, p + 2, rng));
@@ -129,7 +126,6 @@ TEST(ReciprocalTest, TaskCountsGiveTheSameWords) {
 // Powers of two and one itself stay exact: no level has an error, and one word is below every precision from
 // 1 up.
 TEST(ReciprocalTest, ExactReciprocals) {
-    NEED_PRODUCTS(11000);
     for (u64 p : {1, 2, 3, 9, 10, 11, 40, 300})
         for (unsigned bit : {0u, 1u, 31u, 63u})
             for (i64 exp : {i64(-1000), i64(0), i64(3)}) {
@@ -251,7 +247,6 @@ TEST(ReciprocalTest, BuffersTooSmall) {
 }
 
 TEST(ReciprocalTest, DivisionByZero) {
-    NEED_PRODUCTS(11000);
     for (u64 p : {0, 1, 9, 10, 100}) {
         const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
         Workspace w = workspace(plan);
@@ -329,7 +324,6 @@ class ReciprocalFault : public ::testing::Test {
 };
 
 TEST_F(ReciprocalFault, WindowHasAnUnexpectedTopWord) {
-    NEED_PRODUCTS(11000);
     for (u64 depth : {0, 1, 5}) {
         const std::string message = step_message(40, depth, 13);
         EXPECT_EQ(message.rfind("Convergence Failure:\n    top = ", 0), 0u) << message;
