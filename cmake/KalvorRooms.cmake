@@ -8,7 +8,8 @@
 set(KALVOR_ISAS avx2 avx512)
 set(KALVOR_ISA_FLAGS_avx2 -march=x86-64-v3)
 # GCC 12 takes the "undefined" operands inside its own avx512 header for uninitialised variables.
-set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -mavx512ifma -mavx512vbmi -madx -mprefer-vector-width=512
+# No kernel uses IFMA or VBMI, so every processor with the F/CD/VL/BW/DQ parts runs the avx512 level.
+set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -madx -mprefer-vector-width=512
     -Wno-uninitialized -Wno-maybe-uninitialized)
 
 function(kalvor_read_rooms out)
