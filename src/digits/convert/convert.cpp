@@ -1,0 +1,230 @@
+#include "digits/convert/convert.h"
+
+#include <algorithm>
+
+#include "arith/kernels/word_array.h"
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+#include "digits/convert/direct_convert.h"
+#include "digits/convert/overlap.h"
+#include "digits/convert/remainder.h"
+
+namespace kalvor::CBRv2 {
+
+using trel::AlignedBufferC;
+using trel::BufferTooSmallException;
+using trel::ParallelContext;
+using trel::round_up_8;
+using trel::StatusFrame;
+using trel::Transform;
+
+namespace {
+
+// Ranges below this many radix words do not show in the progress line.
+constexpr u64 kStatusWords = 1 << 14;
+
+class Converter {
+  public:
+    Converter(const ConvertPlanP& plan, const ReadyTableB& table, ConvertObserver* observer)
+        : plan_(plan), table_(table), observer_(observer) {}
+
+    // Writes the first n <= b 2^k radix words of f to out[n - 1] .. out[0] and returns the overlap word.
+    // context.scratch: split_bytes(k - 1, tds).
+    Word convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f,
+                       bool correction) const;
+    // An output longer than the table reaches.
+    Word peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f) const;
+
+  private:
+    struct Halves {
+        Word lower_overlap;
+        Word upper_overlap;
+    };
+    Halves convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
+                     RadixFraction upper, RadixFraction lower) const;
+    Halves convert_T(u64 l, const MultiplyContext& context, Word* out, u64 n, u64 H, RadixFraction upper,
+                     RadixFraction lower) const;
+    RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
+    RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
+
+    const ConvertPlanP& plan_;
+    const ReadyTableB& table_;
+    ConvertObserver* observer_;
+};
+
+// frac(f R^H), H = b 2^l, truncated to `words` words, in g[0 .. words].
+RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
+                                        Word* g) const {
+    const ConvertPlanP::Level& level = plan_.level[l];
+    if (f.L <= static_cast<u64>(level.power_exp)) return {};
+    const ReadyTableB::Entry& entry = table_[l];
+    const Transform& transform = *entry.transform;
+    MultiplyContext inner = context;
+    const void* data = entry.data;
+    if (data == nullptr) {  // the top level
+        void* const own = inner.scratch.spawn(transform.data_bytes()).get();
+        AlignedBufferC rest = inner.scratch;
+        void* const space = rest.spawn(transform.scratch_bytes()).get();
+        transform.forward(context.parallel, own, entry.words, entry.n, space);
+        data = own;
+    }
+    const RadixFraction r =
+        RemainderFloatB::set_inverse_fmul(inner, level, {entry.n, transform, data}, f, words, g);
+    if (observer_ != nullptr && r.stored > 0) {
+        observer_->product_done(l, g + (r.words - g), r.stored);
+    }
+    return r;
+}
+
+Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n,
+                                       u64 H, RadixFraction upper, RadixFraction lower) const {
+    Halves r{};
+    r.lower_overlap = convert_range(l, context, status, out, n - H, lower, false);
+    r.upper_overlap = convert_range(l, context, status, out + (n - H), H, upper, false);
+    return r;
+}
+
+// The halves write disjoint ranges and share only the input fraction, which neither writes.
+Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Word* out, u64 n, u64 H,
+                                       RadixFraction upper, RadixFraction lower) const {
+    Halves r{};
+    AlignedBufferC scratch = context.scratch;
+    const AlignedBufferC first = scratch.spawn(scratch.size() / 2 / 64 * 64);
+    const u64 tds = context.parallel.tds;
+    const MultiplyContext low = context.with_scratch(first).with_tds((tds + 1) / 2);
+    const MultiplyContext high = context.with_scratch(scratch).with_tds(tds / 2);
+    trel::fork_join(
+        context.parallel,
+        [&] { r.lower_overlap = convert_range(l, low, trel::null_status(), out, n - H, lower, false); },
+        [&] { r.upper_overlap = convert_range(l, high, trel::null_status(), out + (n - H), H, upper, false); });
+    return r;
+}
+
+Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n,
+                              RadixFraction f, bool correction) const {
+    // The largest level whose power splits the range.
+    while (k > 0 && plan_.b << (k - 1) >= n) k--;
+    if (k == 0) return convert_leaf(plan_.radix, out, n, f);
+    const u64 l = k - 1;
+    const u64 H = plan_.b << l;
+    const u64 tds = context.parallel.tds;
+    plan_.check_tds(tds);
+    const u64 needed = plan_.split_bytes(l, tds);
+    if (context.scratch.size() < needed) {
+        throw BufferTooSmallException("convertL()", context.scratch.size(), needed);
+    }
+
+    const bool shown = n >= kStatusWords;
+    Status& reporting = shown ? status : trel::null_status();
+    StatusFrame frame(reporting, tds >= 2 ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
+    frame.node().refresh();
+
+    f = f.top(plan_.length(n));
+    MultiplyContext inner = context;
+    Word* const g = inner.scratch.spawn_words(round_up_8(plan_.level[l].input_words + 1)).word_pointer();
+    const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
+    const RadixFraction upper = f.top(plan_.level[l].input_words);
+    const bool parallel = tds >= 2 && l > 0;
+    Halves r = parallel ? convert_T(l, inner, out, n, H, upper, lower)
+                        : convert_L(l, inner, frame.node(), out, n, H, upper, lower);
+
+    const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
+    Word* const upper_words = out + (n - H);
+    if (correction && ++r.upper_overlap == plan_.radix) {
+        add1(plan_.radix, upper_words, H);
+        r.upper_overlap = 0;
+    }
+    const Word expected = out[n - H - 1];
+    if (expected != r.upper_overlap) {
+        fixup(plan_.radix, expected, r.upper_overlap, upper_words, H, function);
+    }
+    return r.lower_overlap;
+}
+
+// frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the sum of
+// whole products of the power and pieces of f.
+RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const {
+    const u64 l = plan_.levels - 1;
+    const ConvertPlanP::Level& level = plan_.level[l];
+    const u64 e = static_cast<u64>(level.power_exp);
+    if (f.L <= e) return {};
+    const u64 q = f.L - e;
+    const u64 stored = std::min(f.stored, q);
+    const ReadyTableB::Entry& entry = table_[l];
+    const Transform& transform = *entry.transform;
+    AlignedBufferC scratch = context.scratch;
+    void* const power = scratch.spawn(transform.data_bytes()).get();
+    void* const work = scratch.spawn(transform.data_bytes()).get();
+    void* const space = scratch.spawn(transform.scratch_bytes()).get();
+    Word* const product = scratch.spawn_words(round_up_8(level.product_words)).word_pointer();
+    transform.forward(context.parallel, power, entry.words, entry.n, space);
+
+    std::fill_n(g, q, Word(0));
+    const u64 block = level.product_words - entry.n;
+    for (u64 i = 0; i < stored; i += block) {
+        const u64 length = std::min(block, stored - i);
+        const u64 n = std::min(length + entry.n, q - i);
+        transform.forward(context.parallel, work, f.words + i, length, space);
+        transform.inverse(context.parallel, product, 0, n, work, work, power, space);
+        Word carry = trel::add_n(g + i, g + i, product, n);
+        if (i + n < q) trel::add_word_ip(g + i + n, q - i - n, carry);
+    }
+    if (observer_ != nullptr) observer_->product_done(l, g, q);
+    return RadixFraction{g, q, q}.top(words);
+}
+
+// Takes pieces of H = b 2^(levels - 1) words, the reach of the largest power, off the top until the rest is within
+// the reach of one recursion. The overlaps are compared from the end, because a correction of a piece can change the
+// first word of it.
+Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f) const {
+    const u64 H = plan_.level[plan_.levels - 1].radix_words;
+    MultiplyContext inner = context;
+    f = f.top(plan_.length(n));
+    Word* buffers[2];
+    for (Word*& buffer : buffers) buffer = inner.scratch.spawn_words(round_up_8(plan_.length(n))).word_pointer();
+    Word* const overlaps = inner.scratch.spawn_words(round_up_8(n / H + 1)).word_pointer();
+
+    u64 pieces = 0;
+    u64 left = n;
+    while (left > plan_.top_words()) {
+        const RadixFraction piece = f.top(plan_.length(H));
+        overlaps[pieces] = convert_range(plan_.levels, inner, status, out + (left - H), H, piece, false);
+        f = advance(inner, f, plan_.length(left - H), buffers[pieces % 2]);
+        left -= H;
+        pieces++;
+    }
+    const Word last = convert_range(plan_.levels, inner, status, out, left, f, false);
+    while (pieces-- > 0) {
+        const Word expected = out[left - 1];
+        if (expected != overlaps[pieces]) {
+            fixup(plan_.radix, expected, overlaps[pieces], out + left, H, "convertP()");
+        }
+        left += H;
+    }
+    return last;
+}
+
+}  // namespace
+
+void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& status, Word* radix_out,
+             const BigFloat& x, const ConvertOptions& options) {
+    const RadixFraction f = RadixFraction::of(x).top(plan.length(plan.n));
+    if (plan.levels == 0) {
+        DirectConvertB::run(plan, status, radix_out, f);
+        return;
+    }
+    MultiplyContext inner = context.with_tds(std::min(context.parallel.tds, plan.tds));
+    const AlignedBufferC memory = inner.scratch.spawn(plan.table_bytes);
+    ReadyTableB table(plan);
+    table.make_tables(inner, memory, status, options.observer);
+
+    const Converter converter(plan, table, options.observer);
+    if (plan.n <= plan.top_words()) {
+        converter.convert_range(plan.levels, inner, status, radix_out, plan.n, f, options.correction);
+    } else {
+        converter.peel(inner, status, radix_out, plan.n, f);
+    }
+}
+
+}  // namespace kalvor::CBRv2

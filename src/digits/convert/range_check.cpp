@@ -1,0 +1,33 @@
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "digits/convert/convert.h"
+
+namespace kalvor::CBRv2 {
+
+namespace Console = trel::Console;
+
+namespace {
+
+const char kRange[] =
+    "\n\nKalvor's radix conversion and digit output is only equipped to handle\npositive numbers with a magnitude "
+    "near 1.\n\nThe exact range that Kalvor can handle is:\n    32-bit binaries: 2^-32 < x < 2^32\n    64-bit "
+    "binaries: 2^-64 < x < 2^64";
+
+}  // namespace
+
+void words_to_dec(int sign, i64 magnitude, const std::function<void()>& report) {
+    if (sign == 0) {
+        throw trel::InvalidParametersException("words_to_dec()",
+                                               std::string("Number is zero and out of range.") + kRange);
+    }
+    if (sign < 0) {
+        Console::error_line(
+            "Warning: Kalvor's digit output cannot handle negative numbers.\nOutput will be flipped positive...\n");
+    }
+    if (magnitude <= 1) return;
+    Console::new_line();
+    report();
+    throw trel::InvalidParametersException("words_to_dec()", std::string("Number is out of range.") + kRange);
+}
+
+}  // namespace kalvor::CBRv2

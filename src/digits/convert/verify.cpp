@@ -1,0 +1,133 @@
+#include "digits/convert/verify.h"
+
+#include <algorithm>
+#include <string>
+
+#include "arith/m61/m61.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/power_word.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+#include "digits/convert/power_table.h"
+
+namespace kalvor::CBRv2 {
+
+using trel::AlignedBufferC;
+using trel::AlgorithmFailedException;
+using trel::MultiplyContext;
+using trel::Power_uW_uL_BigFloatR;
+using trel::PowerWordPlan;
+using trel::round_up_64;
+using trel::round_up_8;
+using trel::Status;
+using trel::StatusFrame;
+namespace m61 = trel::m61;
+
+namespace {
+
+// Sizes in words of the product whose low words are needed.
+struct Sizes {
+    u64 low;    // words of Z mod 2^s
+    u64 power;  // words of 5^d
+    u64 product() const { return low + std::min(low, power); }
+};
+
+// L: words of |x| after the point.
+Sizes sizes_of(u64 L, u64 d) {
+    const u64 low = 64 * L > d ? (64 * L - d + 63) / 64 : 0;
+    return {low, PowerWordPlan::exact_words(5, d)};
+}
+
+Sizes largest_sizes(u64 n, u64 n_verify, u64 x_words) {
+    // One more than x has: its top word can stand at position -1 or, for a small x, below.
+    const u64 L = std::min(x_words + 1, fraction_length(radix_word_size(kRadix19), n));
+    return sizes_of(L, kDigitsPerWord * n_verify);
+}
+
+}  // namespace
+
+u64 VerifyB::scratch_bytes(u64 n, u64 n_verify, u64 x_words, u64 tds) {
+    const Sizes sizes = largest_sizes(n, n_verify, x_words);
+    if (sizes.low == 0) return 0;
+    const PowerWordPlan plan = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
+    const u64 powering = 8 * round_up_8(plan.temporaries) + round_up_64(plan.scratch_bytes);
+    const u64 product = 8 * round_up_8(sizes.low) + round_up_64(trel::multiply_scratch_bytes(sizes.product()));
+    return 8 * round_up_8(plan.result) + std::max(powering, product);
+}
+
+u64 VerifyB::max_product_words(u64 n, u64 n_verify, u64 x_words) {
+    const Sizes sizes = largest_sizes(n, n_verify, x_words);
+    if (sizes.low == 0) return 0;
+    return std::max(sizes.product(), PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, 1).product_words);
+}
+
+u64 VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify) {
+    u64 hash = 0;
+    for (u64 i = 0; i < n_verify; i++) {
+        hash = m61::add(m61::mul(hash, m61::fold(kRadix19)), m61::fold(radix_words[n - 1 - i]));
+    }
+    return m61::canonical(hash);
+}
+
+u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x, u64 d) {
+    const u64 ten_d = m61::pow(10, d);
+    const u64 residue = m61::mul(m61::mul_pow2_64(m61::hash_words(x.T, x.L), x.exp), ten_d);
+    if (x.exp >= 0 || 64 * static_cast<u64>(-x.exp) <= d) return m61::canonical(residue);  // an integer
+
+    const u64 L = static_cast<u64>(-x.exp);
+    const u64 s = 64 * L - d;
+    const Sizes sizes = sizes_of(L, d);
+    AlignedBufferC memory = context.scratch;
+    const PowerWordPlan plan = PowerWordPlan::make_exact(5, d, context.parallel.tds);
+    AlignedBufferC result = memory.spawn_words(round_up_8(plan.result));
+    BigFloat power(result.word_pointer(), plan.result);
+    power.set_double(1.0, 0);  // what d = 0 leaves
+    {
+        StatusFrame frame(status, "Powering...   ");
+        frame.node().refresh();
+        MultiplyContext inner = context.with_scratch(memory);
+        Word* const temporaries = inner.scratch.spawn_words(round_up_8(plan.temporaries)).word_pointer();
+        Power_uW_uL_BigFloatR::run(plan, inner, frame.node(), power, 5, d, sizes.power, temporaries);
+    }
+    const u64 power_hash = m61::mul_pow2_64(m61::hash_words(power.T, power.L), power.exp);
+    check_power_hash("VerifyB::hash_binary()", m61::mul_pow2(power_hash, static_cast<i64>(d)), 10, d);
+    if (power.exp != 0) {
+        throw AlgorithmFailedException("VerifyB::hash_binary()", "The power is not exact.");
+    }
+
+    StatusFrame frame(status, "Multiplying...    ");
+    frame.node().refresh();
+    const u64 n = std::min(sizes.low, x.L);
+    const u64 m = std::min(sizes.low, power.L);
+    Word* const low = memory.spawn_words(round_up_8(sizes.low)).word_pointer();
+    std::fill_n(low, sizes.low, Word(0));
+    trel::multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n, power.T, m);
+    if (s % 64 != 0) low[sizes.low - 1] &= (Word(1) << (s % 64)) - 1;
+    // Z / 2^s and (Z mod 2^s) / 2^s, both with Z scaled by 2^-s already in the first
+    const u64 fraction = m61::mul_pow2(m61::hash_words(low, sizes.low), -static_cast<i64>(s));
+    return m61::canonical(m61::sub(residue, fraction));
+}
+
+void VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n, u64 n_verify,
+                  const BigFloat& x, const char* function) {
+    if (n < n_verify) throw trel::BufferTooSmallException(function, n, n_verify);
+    const u64 d = kDigitsPerWord * n_verify;
+    const u64 integer = m61::mul(m61::fold(x.word_at(0)), m61::pow(10, d));
+    const u64 R = m61::canonical(m61::add(integer, hash_radix(radix_words, n, n_verify)));
+
+    BigFloat cut = x;
+    const u64 length = fraction_length(radix_word_size(kRadix19), n);
+    if (x.exp < 0 && static_cast<u64>(-x.exp) > length) {
+        const u64 drop = std::min(static_cast<u64>(-x.exp) - length, x.L);
+        cut.T += drop;
+        cut.L -= drop;
+        cut.exp += static_cast<i64>(drop);
+    }
+    const u64 B = hash_binary(context, status, cut, d);
+    if (R == B) return;
+    status.Status_Line("R = " + std::to_string(R));
+    status.Status_Line("B = " + std::to_string(B));
+    throw AlgorithmFailedException(function, "Base Conversion Failed: Checksum Mismatch");
+}
+
+}  // namespace kalvor::CBRv2
