@@ -4,21 +4,30 @@
 #include <string>
 #include <vector>
 
+#include "digits/files/basic_digit_reader.h"
 #include "digits/files/digit_counts.h"
 #include "os/types.h"
 
 namespace kalvor {
 
+// The 51 to 100 digits at the end of a number, from just after a multiple of 50 (all of up to 100 digits).
 struct LastDigits {
+    // total: digits after the point. Throws InvalidParametersException "Invalid Radix.".
+    void set(trel::u64 total, BasicDigitReader& source);
+
     trel::u64 start = 0;  // digits start + 1 .. total
     trel::u8 radix = 10;
     std::string text;
 };
 
+// Digits that were computed but not written, known by their hash.
 struct HashedDigits {
+    // Throws InvalidParametersException "Invalid Radix.".
+    static HashedDigits make(BasicDigitReader& source, trel::u64 start, trel::u64 count);
+
     trel::u64 start;
     trel::u64 count;
-    std::string sha256;  // 64 lower-case hexadecimal characters
+    std::string sha256;  // of the characters; 64 lower-case hexadecimal characters
 };
 
 struct OutputStats {
@@ -29,5 +38,11 @@ struct OutputStats {
     std::vector<HashedDigits> hidden;
     double seconds = 0;  // time of writing
 };
+
+// "{123, 456, ...}" for the digits 0 .. radix - 1
+std::string counts_text(const DigitCounts& counts);
+
+// floor(|x| * radix^digits) mod (2^61 - 1) from the integer part and the residue of the digits after the point.
+trel::u64 digit_hash(trel::u64 integer_part, trel::u64 fraction_hash, trel::u8 radix, trel::u64 digits);
 
 }  // namespace kalvor

@@ -1,56 +1,84 @@
 // Turns a computed value in memory into digits: conversion, its verification, the digit file and its statistics, and
 // the read-back of the file.
+//
+//   WriterPlan::make()                   before the computation, for the memory estimate
+//   FloatWriterB(plan, context, ...)     after it; context.scratch: plan.working_bytes
+//   convert(), verify()                  decimal digits
+//   verify_binary_words()                hexadecimal digits
+//   write_*_digits() or stat_*_digits()  once per radix
+//   read_check()                         the written file
 #pragma once
 
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "base/status/status.h"
+#include "digits/convert/convert.h"
 #include "digits/output/digit_stats.h"
+#include "digits/output/float_reader.h"
 
 namespace kalvor {
 
 // Made before a computation for the session's memory estimate.
 struct WriterPlan {
-    trel::u64 value_words;      // words of the value
-    trel::u64 compute_digits;   // decimal digits computed
-    trel::u64 output_digits;    // decimal digits written
-    trel::u64 hex_digits;       // hexadecimal digits written, 0 = none
-    bool decimal;
-    bool verify;
-    trel::u64 working_bytes;    // beside the value
-    trel::u64 max_product_words;
+    trel::u64 value_words = 0;     // words of the value
+    trel::u64 compute_digits = 0;  // decimal digits computed
+    trel::u64 output_digits = 0;   // decimal digits written
+    trel::u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
+    bool verify = false;
+    trel::u64 working_bytes = 0;  // beside the value
+    trel::u64 max_product_words = 0;
+    CBRv2::ConvertPlanP conversion{};
 
+    // Throws InvalidParametersException "compute < output".
     static WriterPlan make(trel::u64 value_words, trel::u64 compute_digits, trel::u64 output_digits,
                            trel::u64 hex_digits, bool verify, trel::u64 tds);
 };
 
+// One thread calls it; tasks of the context's framework do the arithmetic.
 class FloatWriterB {
   public:
-    // value outlives the writer. compute < output throws InvalidParametersException("FloatWriterB()", "compute < output").
+    // plan, status and value outlive the writer. compute < output throws
+    // InvalidParametersException("FloatWriterB()", "compute < output").
     FloatWriterB(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
                  const trel::BigFloat& value);
-    void convert();
-    void verify();
-    // Writes the file base_path + ".txt" (through its "(incomplete)" name) and fills the statistics.
+
+    // Decimal digits: range check, then the conversion into radix words.
+    void convert(const CBRv2::ConvertOptions& options = {});
+    // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
+    // AlgorithmFailedException.
+    void verify(trel::u64 digits);
+    void verify() { verify(plan_.compute_digits); }
+    // Hexadecimal digits: checks that the words pass unchanged through the buffer that output copies them to.
+    void verify_binary_words();
+
+    // Integer part, "." and up to 50 digits.
+    std::string first_dec_digits() const { return decimal_reader().first_digits(); }
+    std::string first_hex_digits() const { return hexadecimal_reader().first_digits(); }
+
+    // Write the file base_path + ".txt" (through its "(incomplete)" name) and return its statistics.
     OutputStats write_dec_digits(const std::string& base_path);
     OutputStats write_hex_digits(const std::string& base_path);
     // The statistics alone.
     OutputStats stat_dec_digits();
     OutputStats stat_hex_digits();
-    void verify_binary_words();
     // Re-reads a written file and compares.
     void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix);
 
+    // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
+    trel::Word* radix_words() { return radix_words_; }
+
   private:
+    FloatReaderB decimal_reader() const;
+    FloatReaderB hexadecimal_reader() const;
+    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section, const std::string* base_path);
+
     const WriterPlan& plan_;
-    trel::MultiplyContext context_;
+    trel::MultiplyContext context_;  // scratch: behind the radix words
     trel::Status& status_;
     const trel::BigFloat& value_;
-    trel::Word* radix_words_ = nullptr;
+    trel::Word* radix_words_;
 };
 
 }  // namespace kalvor

@@ -1,0 +1,78 @@
+#include "digits/output/read_check.h"
+
+#include <algorithm>
+
+#include "arith/m61/m61.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+#include "digits/files/basic_text_reader.h"
+#include "digits/files/digit_kernels.h"
+#include "platform/fileio/raw_file.h"
+
+namespace kalvor {
+
+using trel::InvalidParametersException;
+using trel::u64;
+using trel::u8;
+namespace m61 = trel::m61;
+
+namespace {
+
+constexpr u64 kPointBytes = 63;
+constexpr u64 kStepDigits = u64(1) << 24;
+
+// The residue of the integer part, from the characters before the point.
+u64 integer_residue(const std::string& file, u8 radix) {
+    char head[kPointBytes];
+    trel::FileIO::RawFile raw(file, trel::FileIO::OpenMode::read, false);
+    const u64 n = raw.load_available(head, 0, kPointBytes);
+    const char* const point = std::find(head, head + n, '.');
+    if (point == head + n) {
+        throw InvalidParametersException(
+            "read_check()", "A decimal place was not found within the first 63 bytes of the file.");
+    }
+    if (radix != 10 && radix != 16) throw InvalidParametersException("read_check()", "Invalid radix.");
+    u8 values[kPointBytes];
+    const u64 digits = static_cast<u64>(point - head);
+    if (!digit_kernels().to_values(values, head, digits, radix)) {
+        throw InvalidParametersException("read_check()", radix == 10
+                                                             ? "Invalid decimal digit in first digits."
+                                                             : "Invalid hexadecimal digit in first digits.");
+    }
+    u64 residue = 0;
+    for (u64 i = 0; i < digits; i++) residue = m61::add(m61::mul(residue, radix), values[i]);
+    return m61::canonical(residue);
+}
+
+}  // namespace
+
+void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, u8 radix,
+                const trel::AlignedBufferC& scratch) {
+    const u64 integer = integer_residue(file, radix);
+    BasicTextReader reader(file, radix);
+    const u64 total = reader.total_digits();
+    DigitRangeStats found(radix);
+    {
+        trel::StatusSection section(status,
+                                    radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
+        for (u64 done = 0; done < total;) {
+            const u64 n = std::min(kStepDigits, total - done);
+            reader.load_stats(found, done, n, scratch, trel::serial_context());
+            done += n;
+            trel::StatusFrame frame(section.node(), "Verifying...    " + trel::Console::format_commas(done) +
+                                                        "  digits hashed");
+            frame.node().refresh();
+        }
+    }
+    const u64 hash = digit_hash(integer, found.hash, radix, total);
+    status.Status_Line("Pre-Write Hash = " + std::to_string(stats.hash));
+    status.Status_Line("Read-Back Hash = " + std::to_string(hash));
+    status.Status_Line("Pre-Write Counts = " + counts_text(stats.counts));
+    status.Status_Line("Read-Back Counts = " + counts_text(found.counts));
+    if (hash != stats.hash || found.counts != stats.counts) {
+        throw trel::AlgorithmFailedException("", "Digit output failed. Metadata cross-check doesn't match.");
+    }
+}
+
+}  // namespace kalvor

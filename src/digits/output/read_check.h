@@ -1,0 +1,19 @@
+// Reads a written text digit file again and compares it with what was written.
+#pragma once
+
+#include <string>
+
+#include "base/status/status.h"
+#include "digits/output/digit_stats.h"
+#include "platform/memory/aligned_buffer.h"
+
+namespace kalvor {
+
+// scratch: kReadCheckBytes or more make large reads; at least two sectors of 4096 bytes. Throws
+// InvalidParametersException for a file that is no digit file of the radix, AlgorithmFailedException "Digit output
+// failed. Metadata cross-check doesn't match." when hash or counts differ.
+inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
+void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, trel::u8 radix,
+                const trel::AlignedBufferC& scratch);
+
+}  // namespace kalvor

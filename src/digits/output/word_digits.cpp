@@ -1,0 +1,23 @@
+#include "digits/output/word_digits.h"
+
+namespace trel {
+namespace avx2 {
+extern const kalvor::WordDigits word_digits;
+}
+namespace avx512 {
+extern const kalvor::WordDigits word_digits;
+}
+}  // namespace trel
+
+namespace kalvor {
+
+const WordDigits& word_digits(trel::Isa isa) {
+    return isa == trel::Isa::avx512 ? trel::avx512::word_digits : trel::avx2::word_digits;
+}
+
+const WordDigits& word_digits() {
+    static const WordDigits& kernels = word_digits(trel::active_isa());
+    return kernels;
+}
+
+}  // namespace kalvor

@@ -1,0 +1,366 @@
+#include "digits/output/float_writer.h"
+
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "base/errors/exceptions.h"
+#include "base/hash/sha256.h"
+#include "base/status/linear_console_node.h"
+#include "reference/mpz_words.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+namespace kalvor {
+namespace {
+
+using trel::AlgorithmFailedException;
+using trel::BigFloat;
+using trel::InvalidParametersException;
+using trel::i64;
+using trel::u64;
+using trel::u8;
+using trel::Word;
+
+// Pi to `words` words after the point, rounded down.
+class Pi {
+  public:
+    explicit Pi(u64 words) {
+        mpfr_t pi;
+        mpfr_init2(pi, 64 * words + 64);
+        mpfr_const_pi(pi, MPFR_RNDD);
+        mpfr_mul_2ui(pi, pi, 64 * words, MPFR_RNDD);
+        mpz_class z;
+        mpfr_get_z(z.get_mpz_t(), pi, MPFR_RNDD);
+        mpfr_clear(pi);
+        words_ = reference::to_words(z, words + 1);
+        x = BigFloat(words_.data(), words_.size());
+        x.L = words_.size();
+        x.exp = -static_cast<i64>(words);
+        x.sign = true;
+    }
+    BigFloat x;
+
+  private:
+    std::vector<Word> words_;
+};
+
+// Digits of pi after the point.
+std::string pi_digits(int base, u64 n) {
+    mpfr_t pi;
+    mpfr_init2(pi, static_cast<mpfr_prec_t>(4 * n + 128));
+    mpfr_const_pi(pi, MPFR_RNDD);
+    mpfr_exp_t exponent;
+    char* text = mpfr_get_str(nullptr, &exponent, base, n + 20, pi, MPFR_RNDZ);
+    std::string digits = std::string(text).substr(1, n);
+    mpfr_free_str(text);
+    mpfr_clear(pi);
+    return digits;
+}
+
+u64 value_words(u64 digits) { return digits * 83049 / 100000 / 16 + 6; }
+
+std::string contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class FloatWriterTest : public testing::Test {
+  protected:
+    FloatWriterTest() {
+        directory_ = std::filesystem::temp_directory_path() /
+                     ("kalvor-output-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" +
+                      std::to_string(std::random_device()()));
+        std::filesystem::create_directories(directory_);
+    }
+    ~FloatWriterTest() override { std::filesystem::remove_all(directory_); }
+    std::string base(const char* name) { return (directory_ / name).string(); }
+    bool exists(const std::string& path) { return std::filesystem::exists(path); }
+
+    std::filesystem::path directory_;
+};
+
+// A writer of pi in memory of exactly the planned size.
+struct Writing {
+    Writing(u64 compute, u64 output, u64 hex, bool verify = true, u64 tds = 1)
+        : value(value_words(compute)),
+          plan(WriterPlan::make(value_words(compute) + 1, compute, output, hex, verify, tds)),
+          memory(plan.working_bytes),
+          writer(plan, {trel::serial_context().with_tds(tds), memory.view(), nullptr}, trel::null_status(), value.x) {}
+    ~Writing() { EXPECT_TRUE(memory.guards_intact()); }
+    Pi value;
+    WriterPlan plan;
+    Scratch memory;
+    FloatWriterB writer;
+};
+
+TEST_F(FloatWriterTest, PiToFiftyDigits) {
+    Writing run(50, 50, 50);
+    run.writer.convert();
+    run.writer.verify();
+    EXPECT_EQ(run.writer.first_dec_digits(), "3.14159265358979323846264338327950288419716939937510");
+    EXPECT_EQ(run.writer.first_hex_digits(), "3.243f6a8885a308d313198a2e03707344a4093822299f31d008");
+    const OutputStats stats = run.writer.stat_dec_digits();
+    EXPECT_EQ(stats.hash, 1415131485477934574u);
+    EXPECT_EQ(stats.digits, 50u);
+    EXPECT_EQ(stats.last.text, "14159265358979323846264338327950288419716939937510");
+    EXPECT_TRUE(stats.hidden.empty());
+}
+
+TEST_F(FloatWriterTest, FileAndStatistics) {
+    for (const u64 digits : {1, 18, 19, 20, 100, 1000, 12345}) {
+        Writing run(digits, digits, digits / 2 + 1);
+        run.writer.convert();
+        run.writer.verify();
+        const std::string want = pi_digits(10, digits);
+        const OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+        EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
+        EXPECT_FALSE(exists(base("Pi (incomplete).txt")));
+        for (int v = 0; v < 10; v++) {
+            EXPECT_EQ(stats.counts.count[v], static_cast<u64>(std::count(want.begin(), want.end(), '0' + v)));
+        }
+        const mpz_class hash = mpz_class("3" + want) % ((mpz_class(1) << 61) - 1);
+        EXPECT_EQ(stats.hash, hash.get_ui());
+        EXPECT_EQ(stats.last.start + stats.last.text.size(), digits);
+        EXPECT_EQ(stats.last.text, want.substr(stats.last.start));
+        run.writer.read_check(base("Pi.txt"), stats, 10);
+
+        const OutputStats again = run.writer.stat_dec_digits();
+        EXPECT_EQ(again.hash, stats.hash);
+        EXPECT_EQ(again.counts, stats.counts);
+
+        const u64 hex = digits / 2 + 1;
+        const std::string want_hex = pi_digits(16, hex);
+        run.writer.verify_binary_words();
+        const OutputStats hex_stats = run.writer.write_hex_digits(base("PiHex"));
+        EXPECT_EQ(contents(base("PiHex.txt")), "3." + want_hex);
+        const mpz_class hex_hash = mpz_class("3" + want_hex, 16) % ((mpz_class(1) << 61) - 1);
+        EXPECT_EQ(hex_stats.hash, hex_hash.get_ui());
+        EXPECT_EQ(hex_stats.last.text, want_hex.substr(hex_stats.last.start));
+        EXPECT_EQ(hex_stats.last.radix, 16);
+        for (int v = 0; v < 16; v++) {
+            EXPECT_EQ(hex_stats.counts.count[v],
+                      static_cast<u64>(std::count(want_hex.begin(), want_hex.end(), "0123456789abcdef"[v])));
+        }
+        run.writer.read_check(base("PiHex.txt"), hex_stats, 16);
+        EXPECT_EQ(run.writer.stat_hex_digits().hash, hex_stats.hash);
+    }
+}
+
+TEST_F(FloatWriterTest, GuardDigitsAreHashed) {
+    Writing run(1000, 950, 0);
+    run.writer.convert();
+    run.writer.verify();
+    const OutputStats stats = run.writer.stat_dec_digits();
+    EXPECT_EQ(stats.digits, 950u);
+    ASSERT_EQ(stats.hidden.size(), 1u);
+    EXPECT_EQ(stats.hidden[0].start, 950u);
+    EXPECT_EQ(stats.hidden[0].count, 50u);
+    EXPECT_EQ(stats.hidden[0].sha256, trel::to_hex(trel::sha256(pi_digits(10, 1000).substr(950))));
+}
+
+TEST_F(FloatWriterTest, DigitCountsOfTheRequest) {
+    try {
+        (void)WriterPlan::make(100, 99, 100, 0, true, 1);
+        FAIL();
+    } catch (const InvalidParametersException& e) {
+        EXPECT_EQ(e.function, "FloatWriterB()");
+        EXPECT_EQ(e.message, "compute < output");
+    }
+    Writing run(100, 100, 0);
+    run.writer.convert();
+    try {
+        run.writer.verify(101);
+        FAIL();
+    } catch (const InvalidParametersException& e) {
+        EXPECT_EQ(e.function, "FloatWriterB::verify()");
+        EXPECT_EQ(e.message, "Too many digits.");
+    }
+    run.plan.output_digits = 101;
+    EXPECT_THROW(FloatWriterB(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, trel::null_status(),
+                              run.value.x),
+                 InvalidParametersException);
+}
+
+TEST_F(FloatWriterTest, NegativeValuesAreFlipped) {
+    Writing run(100, 100, 0);
+    run.value.x.sign = false;
+    CaptureConsole console;
+    run.writer.convert();
+    EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
+    run.writer.verify();
+    EXPECT_EQ(run.writer.stat_dec_digits().last.text, pi_digits(10, 100));
+}
+
+TEST_F(FloatWriterTest, ZeroIsRefusedBeforeAnyWork) {
+    Writing run(100, 100, 0);
+    run.value.x.clear();
+    CaptureConsole console;
+    try {
+        run.writer.convert();
+        FAIL();
+    } catch (const InvalidParametersException& e) {
+        EXPECT_EQ(e.function, "words_to_dec()");
+        EXPECT_EQ(e.message.find("Number is zero and out of range."), 0u);
+    }
+    EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(FloatWriterTest, LargeIntegerPartIsRefusedWithTheValue) {
+    Writing run(100, 100, 0);
+    run.value.x.exp += 1;
+    CaptureConsole console;
+    EXPECT_THROW(run.writer.convert(), InvalidParametersException);
+    EXPECT_NE(console.text().find("mag"), std::string::npos);
+}
+
+TEST_F(FloatWriterTest, StatusTexts) {
+    Writing run(3000, 3000, 3000);
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    FloatWriterB writer(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, status, run.value.x);
+    writer.convert();
+    EXPECT_EQ(console.take().find("Base Converting:\nTime:    "), 0u);
+    writer.verify();
+    EXPECT_EQ(console.take().find("Verifying Base Conversion:\nTime:    "), 0u);
+    writer.verify_binary_words();
+    std::string text = console.take();
+    EXPECT_EQ(text.find("Verifying Binary Output:\nBefore Hash = "), 0u);
+    EXPECT_NE(text.find("\nAfter  Hash = "), std::string::npos);
+    const OutputStats stats = writer.write_dec_digits(base("Pi"));
+    EXPECT_EQ(console.take().find("Writing Decimal Digits:\nTime:    "), 0u);
+    (void)writer.stat_dec_digits();
+    EXPECT_EQ(console.take().find("Processing Decimal Digits:\nTime:    "), 0u);
+    (void)writer.write_hex_digits(base("Hex"));
+    EXPECT_EQ(console.take().find("Writing Hexadecimal Digits:\nTime:    "), 0u);
+    (void)writer.stat_hex_digits();
+    EXPECT_EQ(console.take().find("Processing Hexadecimal Digits:\nTime:    "), 0u);
+    writer.read_check(base("Pi.txt"), stats, 10);
+    text = console.take();
+    EXPECT_EQ(text.find("Verifying Decimal Output:\nTime:    "), 0u);
+    const std::string hash = std::to_string(stats.hash), counts = counts_text(stats.counts);
+    EXPECT_NE(text.find("Pre-Write Hash = " + hash + "\nRead-Back Hash = " + hash + "\nPre-Write Counts = " + counts +
+                        "\nRead-Back Counts = " + counts + "\n"),
+              std::string::npos);
+}
+
+// ---- faults
+
+TEST_F(FloatWriterTest, DamagedFilesFailTheReadBack) {
+    Writing run(5000, 5000, 100);
+    run.writer.convert();
+    const OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+    const std::string good = contents(base("Pi.txt"));
+    const auto failure = [&](const std::string& text, u8 radix = 10) -> std::string {
+        std::ofstream(base("Bad.txt"), std::ios::binary) << text;
+        try {
+            run.writer.read_check(base("Bad.txt"), stats, radix);
+        } catch (const AlgorithmFailedException& e) {
+            return e.function + e.message;
+        } catch (const InvalidParametersException& e) {
+            return e.function + " " + e.message;
+        }
+        return "";
+    };
+    EXPECT_EQ(failure(good), "");
+    const std::string mismatch = "Digit output failed. Metadata cross-check doesn't match.";
+    std::string bad = good;
+    bad[4000] = bad[4000] == '9' ? '8' : static_cast<char>(bad[4000] + 1);  // another digit
+    EXPECT_EQ(failure(bad), mismatch);
+    bad = good;
+    std::swap(bad[2], bad[3]);  // same counts
+    EXPECT_EQ(failure(bad), mismatch);
+    EXPECT_EQ(failure(good.substr(0, good.size() - 1)), mismatch);
+    EXPECT_EQ(failure(good + "0"), mismatch);
+    bad = good;
+    bad[0] = '4';
+    EXPECT_EQ(failure(bad), mismatch);
+    bad = good;
+    bad[3000] ^= 0x40;  // no digit at all
+    EXPECT_EQ(failure(bad), "BasicTextReader::process_txt() Invalid Digit");
+
+    const std::string no_point =
+        "read_check() A decimal place was not found within the first 63 bytes of the file.";
+    EXPECT_EQ(failure(std::string(100, '1')), no_point);
+    EXPECT_EQ(failure(std::string(63, '1') + ".5"), no_point);
+    EXPECT_EQ(failure(std::string(62, '1') + ".5"), mismatch);
+    EXPECT_EQ(failure("3x.14"), "read_check() Invalid decimal digit in first digits.");
+    EXPECT_EQ(failure("3x.14", 16), "read_check() Invalid hexadecimal digit in first digits.");
+    EXPECT_EQ(failure("3.14", 8), "read_check() Invalid radix.");
+}
+
+TEST_F(FloatWriterTest, DamagedRadixWordFailsTheVerification) {
+    Writing run(1500, 1500, 0);
+    run.writer.convert();
+    for (const u64 word : {0, 1, 40, 78}) {
+        Word& w = run.writer.radix_words()[run.plan.conversion.n - 1 - word];
+        w ^= Word(1) << 33;
+        try {
+            run.writer.verify();
+            ADD_FAILURE() << word;
+        } catch (const AlgorithmFailedException& e) {
+            EXPECT_EQ(e.function, "FloatWriterB::verify()");
+            EXPECT_EQ(e.message, "Base Conversion Failed: Checksum Mismatch");
+        }
+        w ^= Word(1) << 33;
+    }
+    run.writer.verify();
+}
+
+class FlipInProduct final : public CBRv2::ConvertObserver {
+  public:
+    void product_done(u64, Word* words, u64 n) override {
+        if (count++ == 1) words[n / 2] ^= 1 << 20;
+    }
+    int count = 0;
+};
+
+// A wrong bit in the middle of a product gives digits that fit each other; only the verification can tell.
+TEST_F(FloatWriterTest, DamagedProductFailsTheVerification) {
+    Writing run(1500, 1500, 0);
+    FlipInProduct flip;
+    run.writer.convert({.correction = false, .observer = &flip});
+    EXPECT_GT(flip.count, 1);
+    EXPECT_THROW(run.writer.verify(), AlgorithmFailedException);
+}
+
+TEST_F(FloatWriterTest, TaskCounts) {
+    const std::string want = pi_digits(10, 3000);
+    for (const u64 tds : {1, 2, 7}) {
+        Writing run(3000, 3000, 0, true, tds);
+        run.writer.convert();
+        run.writer.verify();
+        run.writer.write_dec_digits(base("Pi"));
+        EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
+    }
+}
+
+TEST(SlowFloatWriterTest, AMillionDigits) {
+    const u64 digits = 1000000;
+    Writing run(digits, digits, 830483);
+    run.writer.convert();
+    run.writer.verify();
+    run.writer.verify_binary_words();
+    const OutputStats stats = run.writer.stat_dec_digits();
+    const std::string want = pi_digits(10, digits);
+    EXPECT_EQ(stats.last.start, 999900u);
+    EXPECT_EQ(stats.last.text, want.substr(999900));
+    const mpz_class hash = mpz_class("3" + want) % ((mpz_class(1) << 61) - 1);
+    EXPECT_EQ(stats.hash, hash.get_ui());
+    for (int v = 0; v < 10; v++) {
+        EXPECT_EQ(stats.counts.count[v], static_cast<u64>(std::count(want.begin(), want.end(), '0' + v)));
+    }
+    const std::string hex = pi_digits(16, 830483);
+    const OutputStats hex_stats = run.writer.stat_hex_digits();
+    const mpz_class hex_hash = mpz_class("3" + hex, 16) % ((mpz_class(1) << 61) - 1);
+    EXPECT_EQ(hex_stats.hash, hex_hash.get_ui());
+}
+
+}  // namespace
+}  // namespace kalvor
