@@ -23,7 +23,7 @@ struct ReciprocalPlan {
     static ReciprocalPlan make(u64 p, u64 tds);
 };
 
-// T = 1/A to p words, basic form (any p within the plan).
+// T = 1/A to p words, basic form (p up to plan.basic_p).
 struct Reciprocal_BigFloatR_E {
     static void run(const ReciprocalPlan& plan, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
                     u64 p, LinearWordBuffer buffer);
