@@ -1,5 +1,5 @@
 // SHA-256 (FIPS 180-4) and its keyed form HMAC-SHA-256 (RFC 2104). For digit samples, checkpoint texts and
-// signatures, a few kilobytes each: plain code, about 200 MB a second.
+// signatures, a few kilobytes each, so plain code serves.
 #pragma once
 
 #include <array>

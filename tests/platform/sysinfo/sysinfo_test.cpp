@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -195,6 +196,98 @@ TEST(DetectFeatures, AgreesWithTheKernel) {
     if (check_features(f)) {
         EXPECT_EQ(available_isas().back(), Isa::avx512);
     }
+}
+
+// Each bit of each register lights the one feature that the vendors' manuals give it, and nothing else.
+TEST(FeaturesOf, EveryBitHasItsFeature) {
+    using F = ProcessorFeatures;
+    using Bits = std::map<unsigned, bool F::*>;
+    struct Register {
+        os::CpuidRegisters RawProcessor::*leaf;
+        u32 os::CpuidRegisters::*reg;
+        Bits bits;
+    };
+    using R = os::CpuidRegisters;
+    const Register registers[] = {
+        {&RawProcessor::leaf1,
+         &R::ecx,
+         {{0, &F::sse3},
+          {9, &F::ssse3},
+          {12, &F::fma3},
+          {19, &F::sse41},
+          {20, &F::sse42},
+          {25, &F::aes_ni},
+          {28, &F::avx},
+          {30, &F::rdrand}}},
+        {&RawProcessor::leaf1, &R::edx, {{23, &F::mmx}, {25, &F::sse}, {26, &F::sse2}}},
+        {&RawProcessor::leaf7,
+         &R::ebx,
+         {{3, &F::bmi1},
+          {5, &F::avx2},
+          {8, &F::bmi2},
+          {14, &F::mpx},
+          {16, &F::avx512_f},
+          {17, &F::avx512_dq},
+          {18, &F::rdseed},
+          {19, &F::adx},
+          {21, &F::avx512_ifma},
+          {26, &F::avx512_pf},
+          {27, &F::avx512_er},
+          {28, &F::avx512_cd},
+          {29, &F::sha},
+          {30, &F::avx512_bw},
+          {31, &F::avx512_vl}}},
+        {&RawProcessor::leaf7,
+         &R::ecx,
+         {{0, &F::prefetchwt1},
+          {1, &F::avx512_vbmi},
+          {6, &F::avx512_vbmi2},
+          {8, &F::gfni},
+          {9, &F::vaes},
+          {10, &F::avx512_vpclmul},
+          {11, &F::avx512_vnni},
+          {12, &F::avx512_bitalg},
+          {14, &F::avx512_vpopcntdq},
+          {22, &F::rdpid}}},
+        {&RawProcessor::leaf7, &R::edx, {{2, &F::avx512_4vnniw}, {3, &F::avx512_4fmaps}}},
+        {&RawProcessor::leaf7_1, &R::eax, {{5, &F::avx512_bf16}}},
+        {&RawProcessor::extended1,
+         &R::ecx,
+         {{5, &F::abm}, {6, &F::sse4a}, {8, &F::prefetchw}, {11, &F::xop}, {16, &F::fma4}}},
+        {&RawProcessor::extended1, &R::edx, {{29, &F::x64}}},
+    };
+    auto bytes = [](const F& f) { return std::string(reinterpret_cast<const char*>(&f), sizeof f); };
+    size_t features = 0;
+    for (const Register& r : registers) {
+        features += r.bits.size();
+        for (unsigned bit = 0; bit < 32; bit++) {
+            RawProcessor raw;
+            (raw.*r.leaf).*r.reg = u32(1) << bit;
+            F want;
+            want.os_64bit = true;
+            const auto entry = r.bits.find(bit);
+            if (entry != r.bits.end()) want.*(entry->second) = true;
+            EXPECT_EQ(bytes(features_of(raw)), bytes(want))
+                << "register " << (&r - registers) << " bit " << bit;
+        }
+    }
+    // All but the two vendors and the three of the operating system.
+    EXPECT_EQ(features, sizeof(F) - 5);
+}
+
+TEST(FeaturesOf, Vendors) {
+    auto of = [](const char* name) {
+        RawProcessor raw;
+        std::memcpy(&raw.leaf0.ebx, name, 4);
+        std::memcpy(&raw.leaf0.edx, name + 4, 4);
+        std::memcpy(&raw.leaf0.ecx, name + 8, 4);
+        return features_of(raw);
+    };
+    EXPECT_TRUE(of("GenuineIntel").intel);
+    EXPECT_FALSE(of("GenuineIntel").amd);
+    EXPECT_TRUE(of("AuthenticAMD").amd);
+    EXPECT_FALSE(of("AuthenticAMD").intel);
+    EXPECT_FALSE(of("GenuineIntem").intel);
 }
 
 TEST(FeaturesOf, RegisterStateNeedsAllItsBits) {
