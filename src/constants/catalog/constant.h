@@ -1,4 +1,5 @@
-// What the session knows of a constant: its names, its bounds, what a computation of it needs, and how to run it.
+// What the session knows of a constant: its names, its bounds, what a computation of it needs, and how to run
+// it.
 #pragma once
 
 #include <memory>
@@ -45,7 +46,8 @@ class Constant {
     virtual std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const = 0;
 };
 
-// By token ("pi"). Throws InvalidParametersException "Invalid constant token." / "Invalid Constant: " + token.
+// By token ("pi"). Throws InvalidParametersException "Invalid constant token." / "Invalid Constant: " +
+// token.
 std::unique_ptr<Constant> make_constant(const std::string& token);
 
 }  // namespace kalvor

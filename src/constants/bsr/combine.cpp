@@ -1,0 +1,44 @@
+#include "constants/bsr/combine.h"
+
+#include <algorithm>
+
+#include "arith/kernels/word_array.h"
+#include "base/errors/exceptions.h"
+
+namespace kalvor::BinarySplitting {
+
+using trel::i64;
+using trel::u64;
+using trel::u8;
+using trel::Word;
+
+void combine_ip(const trel::ParallelContext& P, trel::BigFloat& A, const trel::BigFloat& B, bool subtract) {
+    constexpr const char* function = "combine_ip()";
+    if (B.L == 0 || B.mag() <= A.exp) return;
+    const i64 top = std::max(A.mag(), B.mag());
+    const i64 begin = std::max(A.exp, std::min(B.exp, A.mag()));
+    const i64 end = B.mag();
+    const u64 room = A.buffer_size - static_cast<u64>(A.T - A.buffer);
+    const u64 words = static_cast<u64>(top - A.exp);
+    if (room < words + 1) throw trel::BufferTooSmallException(function, room, words + 1);
+    Word* T = A.T + (begin - A.exp);
+    const trel::PlacedWords a{A.T, A.L, A.exp}, b{B.T, B.L, B.exp};
+    if (subtract) {
+        u8 borrow = trel::bp_sub(T, a, b, 0, begin, end, P);
+        if (borrow != 0 && end < top) {
+            borrow = trel::sub_word_ip(A.T + (end - A.exp), static_cast<u64>(top - end), 1);
+        }
+        if (borrow != 0)
+            throw trel::UnsupportedNegativeException(function, "A negative value was encountered.");
+        A.L = trel::bp_nonzero_length(A.T, words, P);
+        return;
+    }
+    u8 carry = trel::bp_add(T, a, b, 0, begin, end, P);
+    if (carry != 0 && end < top) {
+        carry = trel::add_word_ip(A.T + (end - A.exp), static_cast<u64>(top - end), 1);
+    }
+    A.L = words;
+    if (carry != 0) A.T[A.L++] = 1;
+}
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,14 @@
+// In-place sums of floating-point numbers, as the last steps of truncated merges and products need them.
+#pragma once
+
+#include "arith/bigfloat/big_float.h"
+#include "platform/parallel/basic_parallelizer.h"
+
+namespace kalvor::BinarySplitting {
+
+// |A| += |B| or |A| -= |B| in place, B's words below A's bottom dropped; A keeps its bottom and its sign.
+// Needs one word above the larger top (BufferTooSmallException). Throws UnsupportedNegativeException when |B|
+// > |A| is subtracted.
+void combine_ip(const trel::ParallelContext& P, trel::BigFloat& A, const trel::BigFloat& B, bool subtract);
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,238 @@
+#include "constants/bsr/common_p2b3.h"
+
+#include <cstring>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/multiply/dispatch.h"
+#include "constants/bsr/combine.h"
+
+namespace kalvor::BinarySplitting::CommonP2B3 {
+namespace {
+
+using trel::BigFloatTransformR;
+using trel::ExactFloatTransformR;
+using trel::TransformHolder;
+
+// Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
+constexpr u64 kSmallTerms = 100;
+// Zero words at the bottom of Q go in lines of 8 words from this length on, singly below.
+constexpr u64 kLineWords = 256;
+// What a stripped Q may still hold of zero words, in each of two factors.
+constexpr u64 kUnstripped = 16;
+
+void bind(ExactFloat& out, const BasicIntR& A) {
+    out.T = out.buffer;
+    out.L = A.L;
+    out.exp = 0;
+    out.sign = true;
+    out.residue = A.residue;
+}
+
+void strip(ExactFloat& Q) {
+    Q.strip_low_zeros(Q.L < kLineWords ? 1 : 8);
+}
+
+// T = A * B, placed so that an addition can grow it down to `floor`.
+void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                    i64 floor) {
+    const i64 exp = A.exp + B.exp;
+    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
+    if (T.buffer_size < headroom) {
+        throw trel::BufferTooSmallException("CommonP2B3::merge()", T.buffer_size, headroom);
+    }
+    ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
+    upper.set_mul(context, A, B);
+    upper.buffer = T.buffer;
+    upper.buffer_size = T.buffer_size;
+    T = upper;
+}
+
+// Gives A zero words down to the exponent `floor`, below its own.
+void extend_down(BigFloat& A, i64 floor) {
+    const u64 n = static_cast<u64>(A.exp - floor);
+    const u64 words = A.L + n;
+    if (A.buffer_size < words) {
+        throw trel::BufferTooSmallException("CommonP2B3::merge_float()", A.buffer_size, words);
+    }
+    std::memmove(A.buffer + n, A.T, A.L * sizeof(Word));
+    std::fill_n(A.buffer, n, 0);
+    A.T = A.buffer;
+    A.L = words;
+    A.exp = floor;
+}
+
+// A transform of the context's memory, and what remains of it.
+struct MadeTransform {
+    MadeTransform(const MultiplyContext& outer, u64 words) : context(outer) {
+        trel::make_transform(holder, words, outer);
+        data = context.scratch.spawn(holder->data_bytes()).get();
+    }
+    TransformHolder holder;
+    MultiplyContext context;
+    void* data;
+};
+
+// P = P1 Q2 placed for the addition at `floor`, Q = Q1 Q2. Q2 is transformed once.
+void multiply_by_Q2(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,
+                    const ExactFloat& Q1, const ExactFloat& Q2, i64 floor) {
+    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
+    if (n <= basecase_words()) {
+        multiply_above(context, P, P1, Q2, floor);
+        Q.set_mul(context, Q1, Q2);
+        return;
+    }
+    MadeTransform transform(context, n);
+    ExactFloatTransformR held(*transform.holder, transform.data);
+    held.mul_rr_xf(transform.context, P, Q2, P1, floor);
+    held.mul_rf_xf(transform.context, Q, Q1);
+}
+
+// T = R1 P2, R = R1 R2. R1 is transformed once when the common length is not much more than R needs.
+void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R, const ExactFloat& R1,
+                    const ExactFloat& P2, const ExactFloat& R2) {
+    const u64 n = R1.L + P2.L;
+    if (n > basecase_words()) {
+        MadeTransform transform(context, n);
+        ExactFloatTransformR held(*transform.holder, transform.data);
+        TransformHolder shorter;
+        trel::make_transform(shorter, R1.L + R2.L, context);
+        // Two transforms more of the common length, or three of the own.
+        if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
+            held.mul_rr_xf(transform.context, T, R1, P2);
+            held.mul_rf_xf(transform.context, R, R2);
+            return;
+        }
+        held.mul_rr_xx(transform.context, T, R1, P2);
+    } else {
+        T.set_mul(context, R1, P2);
+    }
+    R.set_mul(context, R1, R2);
+}
+
+}  // namespace
+
+void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const {
+    if (b - a == 1) return term(b, P, Q, R);
+    const u64 m = a + (b - a) / 2;
+    const u64 n1 = m - a, n2 = b - m;
+    const auto take = [&scratch](u64 words) {
+        BasicIntR T(scratch, words);
+        scratch += words;
+        return T;
+    };
+    BasicIntR P1 = take(n1 * term_words_.P), Q1 = take(n1 * term_words_.Q), R1 = take(n1 * term_words_.R);
+    bsr_end(a, m, P1, Q1, R1, scratch);
+    BasicIntR P2 = take(n2 * term_words_.P), Q2 = take(n2 * term_words_.Q), R2 = take(n2 * term_words_.R);
+    bsr_end(m, b, P2, Q2, R2, scratch);
+    if (R.buffer_size != 0) R.set_mulB(R1, R2);
+    BasicIntR T = take(n1 * term_words_.R + n2 * term_words_.P);
+    T.set_mulB(R1, P2);
+    Q.set_mulB(Q1, Q2);
+    P.set_mulB(P1, Q2);
+    if (alternating() && n1 % 2 != 0) {
+        P -= T;
+    } else {
+        P += T;
+    }
+}
+
+Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
+    const u64 n = b - a;
+    if (n <= kSmallTerms) {
+        const Series::TermWords& words = series.term_words();
+        return {trel::round_up_8(n * words.P + 2), trel::round_up_8(n * words.Q + 2),
+                trel::round_up_8(n * words.R + 2)};
+    }
+    const u64 full = series.plan_words(a, b);
+    const u64 zeros = series.zero_bits_Q(a, b) / 64;
+    // Products are written at the sum of their factors' lengths, and sums at one more.
+    return {trel::round_up_8(full + 4), trel::round_up_8(full - zeros + kUnstripped + 4),
+            trel::round_up_8(static_cast<u64>(words_of(series.log_size_R(a, b))) + 6)};
+}
+
+u64 Family::merge_products(const Words& left, const Words& right) {
+    return std::max({std::max(left[kP], left[kQ]) + right[kQ], left[kR] + std::max(right[kP], right[kR])});
+}
+
+void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC work) {
+    const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
+    BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
+    const u64 scratch_words = 4 * series.growth_words() * (b - a);
+    Word* scratch = work.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
+    // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
+    if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
+    series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
+    bind(out[kP], P);
+    bind(out[kQ], Q);
+    if (edge) {
+        out[kR].clear();
+    } else {
+        bind(out[kR], R);
+    }
+    strip(out[kQ]);
+}
+
+void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
+                   Exact& out, bool edge, AlignedBufferC work) {
+    const u64 n = trel::round_up_8(left[kR].L + right[kP].L);
+    ExactFloat T(work.spawn_words(n).word_pointer(), n);
+    if (edge) {
+        if (left[kR].L + right[kP].L > basecase_words()) {
+            MadeTransform transform(context, left[kR].L + right[kP].L);
+            ExactFloatTransformR(*transform.holder, transform.data)
+                .mul_rr_xx(transform.context, T, left[kR], right[kP]);
+        } else {
+            T.set_mul(context, left[kR], right[kP]);
+        }
+        out[kR].clear();
+    } else {
+        multiply_by_R1(context, T, out[kR], left[kR], right[kP], right[kR]);
+    }
+    multiply_by_Q2(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
+    if (subtract) {
+        out[kP].usubAB_ip(context.parallel, T);
+    } else {
+        out[kP].uaddBA_ip(context.parallel, T);
+    }
+    strip(out[kQ]);
+}
+
+void Family::merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
+                         const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge,
+                         AlignedBufferC work) {
+    const BigFloat &P1 = left[kP], &Q1 = left[kQ], &R1 = left[kR];
+    const BigFloat &P2 = right[kP], &Q2 = right[kQ], &R2 = right[kR];
+    BigFloat &P = out[kP], &Q = out[kQ], &R = out[kR];
+
+    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
+    if (n <= basecase_words()) {
+        P.set_mul(precision, context, P1, Q2);
+        Q.set_mul(precision, context, Q1, Q2);
+    } else {
+        MadeTransform transform(context, n);
+        BigFloatTransformR held(*transform.holder, transform.data);
+        const i64 window = static_cast<i64>(precision);
+        const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
+        held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
+        held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
+    }
+    // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
+    const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
+    if (P.L != 0 && P.exp > floor) extend_down(P, floor);
+    const i64 reach = R1.mag() + P2.mag() - P.exp;
+    if (R1.L != 0 && P2.L != 0 && reach > 0) {
+        const u64 p = std::min(static_cast<u64>(reach), precision);
+        const u64 words = float_words(p);
+        AlignedBufferC memory = work;
+        BigFloat T(memory.spawn_words(words).word_pointer(), words);
+        T.set_mul(p, context, R1, P2);
+        combine_ip(context.parallel, P, T, subtract);
+    }
+    if (edge) {
+        R.clear();
+    } else {
+        R.set_mul(link_precision, context, R1, R2);
+    }
+}
+
+}  // namespace kalvor::BinarySplitting::CommonP2B3

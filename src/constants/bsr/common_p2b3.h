@@ -1,0 +1,75 @@
+// The hypergeometric family: ranges yield P, Q and R with
+//
+//   P / Q = sum over k in (a, b] of s_k P(k) R(a + 1) ... R(k - 1) / (Q(a + 1) ... Q(k)),
+//
+// Q and R the products of the terms' Q(k) and R(k). A range split at m merges by
+//
+//   R = R1 R2,   Q = Q1 Q2,   P = P1 Q2 + s R1 P2,
+//
+// s = -1 when the series alternates and the left half has an odd number of terms. All numbers are magnitudes,
+// so the sum of a range is relative to the sign of its first term.
+//
+// (Binary splitting: Brent 1976; Haible and Papanikolaou 1997.)
+#pragma once
+
+#include "constants/bsr/block.h"
+
+namespace kalvor::BinarySplitting::CommonP2B3 {
+
+using trel::BasicIntR;
+
+class Series : public BinarySplitting::Series {
+  public:
+    // The most words of one term's numbers.
+    struct TermWords {
+        u64 P, Q, R;
+        u64 total() const { return P + Q + R; }
+    };
+
+    Series(const Parameters& parameters, const TermWords& term_words)
+        : BinarySplitting::Series(parameters), term_words_(term_words) {}
+
+    // |P(k)|, |Q(k)|, |R(k)|, k >= 1, into buffers of at least term_words().
+    virtual void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const = 0;
+    // Size of R(a + 1) ... R(b), never below the truth.
+    virtual double log_size_R(u64 a, u64 b) const = 0;
+    // A power of two that divides Q(a + 1) ... Q(b).
+    virtual u64 zero_bits_Q(u64 a, u64 b) const = 0;
+
+    const TermWords& term_words() const { return term_words_; }
+
+    // The word-level leaf: the results of [a, b), computed down to single terms. scratch: 4 growth_words()
+    // words per term. R is left out when its buffer is empty and the range has more than one term.
+    void bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const;
+
+  private:
+    TermWords term_words_;
+};
+
+enum : std::size_t { kP = 0, kQ = 1, kR = 2 };
+
+// The family as block.h wants it.
+struct Family {
+    using Series = CommonP2B3::Series;
+    static constexpr std::size_t kNumbers = 3;
+    static constexpr bool kLastIsLink = true;
+    static constexpr const char* kBanner = "Series CommonP2B3...  ";
+    using Exact = std::array<ExactFloat, kNumbers>;
+    using Floats = std::array<BigFloat, kNumbers>;
+    using Words = std::array<u64, kNumbers>;
+
+    static Words capacities(const Series& series, u64 a, u64 b);
+    static u64 term_words(const Series& series) { return series.term_words().total(); }
+    static u64 float_words(u64 precision) { return trel::round_up_8(precision + 4); }
+    static u64 merge_products(const Words& left, const Words& right);
+    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC work);
+    static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
+                      Exact& out, bool edge, AlignedBufferC work);
+    // right may come from the accumulator of a sum; results keep `precision` + 2 words, R `link_precision`
+    // + 2.
+    static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
+                            const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge,
+                            AlignedBufferC work);
+};
+
+}  // namespace kalvor::BinarySplitting::CommonP2B3

@@ -1,0 +1,63 @@
+#include "constants/bsr/hypergeometric.h"
+
+#include <algorithm>
+
+#include "arith/kernels/linear_word_buffer.h"
+#include "constants/bsr/combine.h"
+
+namespace kalvor::BinarySplitting::CommonP2B3 {
+
+HypergeometricPlan::HypergeometricPlan(const Series& series, const Coefficients& coefficients,
+                                       u64 block_limit_words, u64 tds)
+    : precision_(series.precision()),
+      coefficients_(coefficients),
+      sum_(series, block_limit_words, tds),
+      division_(trel::DivisionPlan::make(series.precision(), tds)),
+      numerator_words_(trel::round_up_8(precision_ + 6)) {
+    const u64 finishing = sum_.result_bytes() +
+                          (numerator_words_ + trel::round_up_8(division_.temporaries)) * sizeof(Word) +
+                          trel::round_up_64(division_.scratch_bytes);
+    working_bytes_ = std::max(sum_.working_bytes(), finishing);
+    product_words_ = std::max(sum_.max_product_words(), precision_ + 9);
+}
+
+void HypergeometricPlan::run(const MultiplyContext& context, Status& status, BigFloat& x) const {
+    std::array<BigFloat, Family::kNumbers> sum;
+    {
+        trel::StatusSection section(status, sum_.banner());
+        sum = sum_.run(context, section.node());
+    }
+    AlignedBufferC memory = context.scratch;
+    memory.spawn(sum_.result_bytes());
+    finish(context.with_scratch(memory), status, sum[kP], sum[kQ], x);
+}
+
+// N = coefP S + coefQ times Q, D = coefD Q.
+void HypergeometricPlan::finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
+                                BigFloat& x) const {
+    AlignedBufferC memory = context.scratch;
+    BigFloat N(memory.spawn_words(numerator_words_).word_pointer(), numerator_words_);
+    {
+        trel::StatusSection section(status, "Finishing Series");
+        StatusFrame frame(section.node(), "Summing: ");
+        trel::StatusIteration progress(frame.node(), Status::IterationMode::percentage, 4);
+        P.mul_uW(context.parallel, coefficients_.P);
+        progress.update(1);
+        N.set_mul_uW(precision_ + 2, context.parallel, Q, coefficients_.Q);
+        progress.update(2);
+        Q.mul_uW(context.parallel, coefficients_.D);
+        progress.update(3);
+        combine_ip(context.parallel, N, P, coefficients_.negative_sum);
+        progress.update(4);
+    }
+    const u64 n = division_.temporaries;
+    trel::LinearWordBuffer temporaries(memory.spawn_words(trel::round_up_8(n)).word_pointer(), n);
+    const MultiplyContext rest = context.with_scratch(memory);
+    if (coefficients_.power < 0) {
+        trel::large_division(division_, rest, status, x, Q, N, temporaries);
+    } else {
+        trel::large_division(division_, rest, status, x, N, Q, temporaries);
+    }
+}
+
+}  // namespace kalvor::BinarySplitting::CommonP2B3

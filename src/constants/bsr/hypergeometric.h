@@ -1,0 +1,47 @@
+// The value of a hypergeometric series,
+//
+//   x = ((CoefficientP S + CoefficientQ) / CoefficientD) ^ power,
+//
+// from its binary splitting: one division at the end.
+#pragma once
+
+#include "arith/newton/division.h"
+#include "constants/bsr/common_p2b3.h"
+#include "constants/bsr/psr_series.h"
+
+namespace kalvor::BinarySplitting::CommonP2B3 {
+
+// CoefficientP, CoefficientD >= 1; CoefficientQ of the size of the sum or larger, so that nothing cancels.
+struct Coefficients {
+    Word P, Q, D;
+    int power;          // 1 or -1
+    bool negative_sum;  // the first term is negative: S = -P/Q
+};
+
+class HypergeometricPlan {
+  public:
+    // The series outlives the plan.
+    HypergeometricPlan(const Series& series, const Coefficients& coefficients, u64 block_limit_words,
+                       u64 tds);
+
+    u64 result_words() const { return division_.result; }
+    u64 working_bytes() const { return working_bytes_; }
+    u64 max_product_words() const { return product_words_; }
+    const PSR_SeriesB<Family>& series() const { return sum_; }
+
+    // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes().
+    void run(const MultiplyContext& context, Status& status, BigFloat& x) const;
+
+  private:
+    void finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x) const;
+
+    u64 precision_;
+    Coefficients coefficients_;
+    PSR_SeriesB<Family> sum_;
+    trel::DivisionPlan division_;
+    u64 numerator_words_;
+    u64 working_bytes_;
+    u64 product_words_;
+};
+
+}  // namespace kalvor::BinarySplitting::CommonP2B3

@@ -1,0 +1,94 @@
+#include "constants/bsr/psr_plan.h"
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+
+namespace kalvor::BinarySplitting {
+namespace {
+
+// From this many blocks the folding of blocks dominates the time.
+constexpr u64 kTooManyBlocks = 10000;
+constexpr u64 kMaxEquilibriumBlocks = 1000;
+// One bit more than the largest product of the floating-point transform in cache (table threshold 208896
+// bits).
+constexpr double kSmallestBlockBits = 208897;
+
+void append(const Series& series, u64 a, u64 b, PsrBlocks& blocks) {
+    blocks.push_back({a, b, series.precision_words(a), series.precision_words(b)});
+}
+
+double size_of(const Series& series, u64 a, u64 b) {
+    return b < (u64(1) << 48) ? series.log_size(a, b) : series.log_size_dd(a, b).high;
+}
+
+// The end of the block that starts at s and has log_size of about `limit`.
+u64 limited_end(const Series& series, u64 s, double limit) {
+    u64 lo = s, hi = series.terms();
+    while (hi - lo > 1) {
+        const u64 mid = lo + (hi - lo) / 2;
+        (size_of(series, s, mid) < limit ? lo : hi) = mid;
+    }
+    return hi;
+}
+
+u64 equilibrium_end(const Series& series, u64 s) {
+    u64 lo = s, hi = series.terms();
+    while (hi - lo > 1) {
+        const u64 mid = lo + (hi - lo) / 2;
+        (series.log_remaining(mid) > series.log_size_dd(s, mid) ? lo : hi) = mid;
+    }
+    return hi;
+}
+
+}  // namespace
+
+double aggressive_limit(u64 tds) {
+    u64 n = 1;
+    while (n < 2 * tds) n *= 2;
+    return kSmallestBlockBits * static_cast<double>(n) * trel::dd::ln2().high;
+}
+
+void plan_blocks(const Series& series, u64 s, double limit, PsrBlocks& blocks) {
+    namespace Console = trel::Console;
+    while (s < series.terms()) {
+        const u64 e = limited_end(series, s, limit);
+        append(series, s, e, blocks);
+        if (blocks.size() == kTooManyBlocks) {
+            Console::print_line("Performance Warning: PSR plan has exceeded 10000 blocks.", 'Y');
+        }
+        s = e;
+    }
+    if (blocks.size() >= kTooManyBlocks) {
+        Console::print_line("PSR plan has reached a size of " + Console::format_commas(blocks.size()), 'Y');
+        Console::print_line("It is not recommended to proceed with such a computation.", 'Y');
+        Console::print_line("If you are seeing this message, it means the series is either too slow or", 'Y');
+        Console::print_line("there is something wrong with its convergence behavior.", 'Y');
+    }
+}
+
+PsrBlocks plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
+    const double smallest = aggressive_limit(tds);
+    const double largest = static_cast<double>(block_limit_words) * trel::dd::ln2_64().high;
+    PsrBlocks blocks;
+    u64 s = 0;
+    while (s < series.terms()) {
+        u64 e = equilibrium_end(series, s);
+        const double size = size_of(series, s, e);
+        if (blocks.size() == kMaxEquilibriumBlocks) {
+            trel::Console::print_line("Equilibrium swap PSR plan has exceeded 1000 blocks.", 'Y');
+            trel::Console::print_line("Dropping down to aggressive PSR in memory...", 'Y');
+            plan_blocks(series, s, smallest > size ? smallest : size, blocks);
+            break;
+        }
+        if (size < smallest) {
+            plan_blocks(series, s, smallest, blocks);
+            break;
+        }
+        if (size > largest) e = limited_end(series, s, largest);
+        append(series, s, e, blocks);
+        s = e;
+    }
+    return blocks;
+}
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,33 @@
+// Plans of the partitioned series recursion: the index range cut into blocks, each summed at the precision
+// that its position needs.
+#pragma once
+
+#include <vector>
+
+#include "constants/bsr/series.h"
+
+namespace kalvor::BinarySplitting {
+
+struct PsrBlock {
+    u64 a, b;             // [a, b)
+    u64 precision_start;  // words needed at a
+    u64 precision_end;    // words needed at b
+
+    // The accumulator's precision after this block.
+    u64 working_precision() const { return precision_start + 2; }
+};
+using PsrBlocks = std::vector<PsrBlock>;
+
+// Appends blocks over [s, series.terms()) of log_size about `limit` nats (at least one term each). Prints
+// warnings when there are 10,000 blocks or more.
+void plan_blocks(const Series& series, u64 s, double limit, PsrBlocks& blocks);
+
+// The plan of a whole series in memory: blocks that end where their results have grown as large as the
+// precision that the rest still needs or at block_limit_words, as long as they are worth spreading over the
+// tasks; then blocks of that smallest size.
+PsrBlocks plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds);
+
+// The smallest block worth spreading over tasks, in nats.
+double aggressive_limit(u64 tds);
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,57 @@
+#include "constants/bsr/series.h"
+
+#include <cmath>
+
+namespace kalvor::BinarySplitting {
+namespace {
+
+// Where doubles no longer resolve single terms.
+constexpr u64 kExactIndex = u64(1) << 48;
+constexpr double kExactSize = 4503599627370496.0;  // 2^52
+
+template <class Size, class F>
+u64 bisect(u64 a, u64 b, F&& size_to) {
+    const Size half = (size_to(a) + size_to(b)) * Size(0.5);
+    u64 lo = a, hi = b;
+    while (hi - lo > 1) {
+        const u64 mid = lo + (hi - lo) / 2;
+        (half > size_to(mid) ? lo : hi) = mid;
+    }
+    return hi;
+}
+
+}  // namespace
+
+Series::~Series() = default;
+
+double words_of(double nats) {
+    return nats * trel::dd::inv_ln2_64().high;
+}
+
+u64 Series::precision_words(u64 k) const {
+    const DoubleDouble words = log_remaining(k) * trel::dd::inv_ln2_64();
+    const double floor = std::floor(words.high);
+    u64 n = static_cast<u64>(floor);
+    // A double-double's low part decides when the high part is an integer.
+    if (words.high > floor || words.low > 0) n++;
+    return n < precision() ? n : precision();
+}
+
+u64 Series::plan_words(u64 a, u64 b) const {
+    const double nats = b < kExactIndex ? log_size(a, b) : log_size_dd(a, b).high;
+    // One word for the fraction, one for what the doubles lose.
+    return static_cast<u64>(words_of(nats)) + 2;
+}
+
+u64 Series::output_words(u64 a, u64 b) const {
+    return plan_words(a, b);
+}
+
+u64 Series::split_point(u64 a, u64 b) const {
+    if (b >= kExactIndex || log_size_to(b) >= kExactSize) {
+        return bisect<DoubleDouble>(a, b, [this](u64 k) { return log_size_to_dd(k); });
+    }
+    return bisect<double>(a, b, [this](u64 k) { return log_size_to(k); });
+}
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,67 @@
+// What binary splitting knows of a series: its length, its sizes, its signs, and where to split a range of
+// it.
+//
+// Terms are numbered from 1; the range [a, b) of the machinery sums the terms a + 1 .. b. Sizes are natural
+// logarithms (nats); 64 ln 2 nats are a word. Read-only after construction, any thread.
+#pragma once
+
+#include "arith/estimate/double_double.h"
+#include "os/types.h"
+
+namespace kalvor::BinarySplitting {
+
+using trel::DoubleDouble;
+using trel::i64;
+using trel::u64;
+using trel::Word;
+
+class Series {
+  public:
+    struct Parameters {
+        u64 terms;            // N: the sum is over [0, N)
+        u64 precision_words;  // of the sum
+        u64 leaf_threshold;   // ranges of fewer terms are leaves; at least 2
+        u64 growth_words;     // scratch words that a leaf takes per term
+        bool alternating;
+    };
+
+    explicit Series(const Parameters& parameters) : parameters_(parameters) {}
+    virtual ~Series();
+
+    u64 terms() const { return parameters_.terms; }
+    u64 precision() const { return parameters_.precision_words; }
+    u64 leaf_threshold() const { return parameters_.leaf_threshold; }
+    u64 growth_words() const { return parameters_.growth_words; }
+    bool alternating() const { return parameters_.alternating; }
+
+    // F(k): cumulative size of the largest result over the first k terms, never below the truth for a range,
+    // and increasing.
+    virtual double log_size_to(u64 k) const = 0;
+    virtual DoubleDouble log_size_to_dd(u64 k) const = 0;
+    double log_size(u64 a, u64 b) const { return log_size_to(b) - log_size_to(a); }
+    DoubleDouble log_size_dd(u64 a, u64 b) const { return log_size_to_dd(b) - log_size_to_dd(a); }
+
+    // Nats of precision that the sum's tail from index k on still needs: decreasing, within [0, full
+    // precision].
+    virtual DoubleDouble log_remaining(u64 k) const = 0;
+    // The same rounded up to words.
+    u64 precision_words(u64 k) const;
+
+    // An upper bound of the words of a range's largest result.
+    u64 plan_words(u64 a, u64 b) const;
+    // The words of the range's P, for status lines.
+    u64 output_words(u64 a, u64 b) const;
+
+    // The smallest m in (a, b] with F(m) >= (F(a) + F(b)) / 2: halves of equal size. b - a >= 2 gives m < b.
+    u64 split_point(u64 a, u64 b) const;
+    // Where a range is split: in the middle up to 100 terms, then at split_point.
+    u64 split(u64 a, u64 b) const { return b - a > 100 ? split_point(a, b) : a + (b - a) / 2; }
+
+  private:
+    Parameters parameters_;
+};
+
+// Nats as words.
+double words_of(double nats);
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,175 @@
+#include "constants/builtin/pi.h"
+
+#include <algorithm>
+
+#include "arith/kernels/linear_word_buffer.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/invsqrt_word.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+#include "constants/bsr/combine.h"
+#include "constants/bsr/hypergeometric.h"
+#include "constants/builtin/pi_series.h"
+
+namespace kalvor {
+
+namespace hypergeometric = BinarySplitting::CommonP2B3;
+using trel::AlignedBufferC;
+using trel::BigFloat;
+using trel::MultiplyContext;
+using trel::round_up_64;
+using trel::round_up_8;
+using trel::u64;
+using trel::Word;
+
+namespace {
+
+struct Finish {
+    hypergeometric::Coefficients coefficients;
+    Word invsqrt;
+};
+
+// Pi^power = x invsqrt^(-1/2). 4270934400 = 426880 * 10005.
+Finish finish_of(PiSeriesKind kind, int power) {
+    if (kind == PiSeriesKind::chudnovsky) {
+        return {{1, 13591409, power == 1 ? Word(4270934400) : Word(426880), -power, true}, 10005};
+    }
+    if (power == 1) return {{1, 1103, 9801, -1, false}, 8};
+    return {{4, 4412, 9801, 1, false}, 2};
+}
+
+PiSeriesKind kind_of(PiAlgorithm algorithm) {
+    return algorithm == PiAlgorithm::chudnovsky || algorithm == PiAlgorithm::chudnovsky_reduced
+               ? PiSeriesKind::chudnovsky
+               : PiSeriesKind::ramanujan;
+}
+bool reduced(PiAlgorithm algorithm) {
+    return algorithm == PiAlgorithm::chudnovsky_reduced || algorithm == PiAlgorithm::ramanujan_reduced;
+}
+
+int checked_power(int power) {
+    if (power != 1 && power != -1) throw trel::InvalidParametersException("Pi", "Power must be 1 or -1.");
+    return power;
+}
+
+// The last product, x y to p + 2 words, in two steps whose longest transform is three quarters of that of the
+// whole product: x times the upper half of y, then the upper half of x times the lower half of y. What is
+// left out lies below the guard words.
+struct SplitProduct {
+    explicit SplitProduct(u64 p)
+        : p(p),
+          low((p + 2) / 2),
+          low_product_words(round_up_8(p - low + 8)),
+          max_product(std::max(2 * (p + 2) - low, 2 * low) + 8),
+          scratch_bytes(round_up_64(trel::multiply_scratch_bytes(max_product))) {}
+
+    u64 working_bytes() const { return low_product_words * sizeof(Word) + scratch_bytes; }
+
+    void run(const MultiplyContext& context, trel::Status& status, BigFloat& T, const BigFloat& x,
+             const BigFloat& y) const {
+        trel::StatusSection section(status, "Large Multiply...");
+        trel::StatusFrame frame(section.node(), "Multiplying: ");
+        trel::StatusIteration progress(frame.node(), trel::Status::IterationMode::percentage, 2);
+        if (y.L <= low) return T.set_mul(p, context, x, y);
+        AlignedBufferC memory = context.scratch;
+        BigFloat lower(memory.spawn_words(low_product_words).word_pointer(), low_product_words);
+        const MultiplyContext rest = context.with_scratch(memory);
+        T.set_mul(p, rest, x, y.top(y.L - low));
+        progress.update(1);
+        BigFloat bottom = y;
+        bottom.L = low;
+        while (bottom.L > 0 && bottom.T[bottom.L - 1] == 0) bottom.L--;
+        const i64 reach = x.mag() + bottom.mag() - T.exp;
+        if (bottom.L > 0 && reach > 0) {
+            const u64 words = static_cast<u64>(reach) + kOverlap;
+            lower.set_mul(static_cast<u64>(reach), rest, x.top(words), bottom.top(words));
+            BinarySplitting::combine_ip(context.parallel, T, lower, false);
+        }
+        progress.update(2);
+    }
+
+    // Words of x and y taken below those that the kept words need.
+    static constexpr u64 kOverlap = 2;
+
+    u64 p;
+    u64 low;  // words of y's lower half
+    u64 low_product_words;
+    u64 max_product;
+    u64 scratch_bytes;
+    using i64 = trel::i64;
+};
+
+}  // namespace
+
+// Working memory:
+//
+//   [x, the series' value][sum and division]
+//                         [y, the inverse square root][its temporaries and scratch]
+//                                                     [scratch of the last product]
+struct PiPlan::Parts {
+    Parts(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
+        : precision(precision_words),
+          kind(kind_of(algorithm)),
+          finish(finish_of(kind, checked_power(power))),
+          series(kind, precision),
+          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds),
+          invsqrt(trel::InvsqrtWordPlan::make(precision, tds)),
+          product(precision) {
+        x_words = round_up_8(value.result_words());
+        y_words = round_up_8(invsqrt.result);
+        const u64 root = round_up_8(invsqrt.temporaries) * sizeof(Word) + round_up_64(invsqrt.scratch_bytes);
+        working_bytes =
+            x_words * sizeof(Word) +
+            std::max(value.working_bytes(), y_words * sizeof(Word) + std::max(root, product.working_bytes()));
+        max_product_words = std::max(value.max_product_words(), product.max_product);
+    }
+
+    u64 precision;
+    PiSeriesKind kind;
+    Finish finish;
+    PiSeries series;
+    hypergeometric::HypergeometricPlan value;
+    trel::InvsqrtWordPlan invsqrt;
+    SplitProduct product;
+    u64 x_words, y_words;
+    u64 working_bytes;
+    u64 max_product_words;
+};
+
+PiPlan::PiPlan(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
+    : parts_(std::make_unique<Parts>(algorithm, power, precision_words, tds)) {}
+PiPlan::~PiPlan() = default;
+
+u64 PiPlan::result_words() const {
+    // One word above the product's for the carry of its last addition.
+    return round_up_8(parts_->precision + 3);
+}
+u64 PiPlan::working_bytes() const {
+    return parts_->working_bytes;
+}
+u64 PiPlan::max_product_words() const {
+    return parts_->max_product_words;
+}
+
+void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context, trel::Status& status,
+                              BigFloat& result) {
+    const PiPlan::Parts& parts = plan.parts();
+    status.Status_Line(parts.kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):"
+                                                              : "Pi - Ramanujan (1910):");
+
+    AlignedBufferC memory = context.scratch;
+    BigFloat x(memory.spawn_words(parts.x_words).word_pointer(), parts.x_words);
+    parts.value.run(context.with_scratch(memory), status, x);
+
+    BigFloat y(memory.spawn_words(parts.y_words).word_pointer(), parts.y_words);
+    {
+        AlignedBufferC rest = memory;
+        const u64 n = parts.invsqrt.temporaries;
+        trel::LinearWordBuffer temporaries(rest.spawn_words(round_up_8(n)).word_pointer(), n);
+        trel::invsqrt_word(parts.invsqrt, context.with_scratch(rest), status, y, parts.finish.invsqrt,
+                           temporaries);
+    }
+    parts.product.run(context.with_scratch(memory), status, result, x, y);
+}
+
+}  // namespace kalvor

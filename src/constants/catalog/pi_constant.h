@@ -1,0 +1,24 @@
+// Pi as an entry of the list of constants.
+#pragma once
+
+#include "constants/builtin/pi.h"
+#include "constants/catalog/constant.h"
+
+namespace kalvor {
+
+class PiConstant final : public Constant {
+  public:
+    std::string name_short() const override { return "Pi"; }
+    std::string name_long() const override { return "Pi"; }
+    trel::Console::ColorLetter color() const override { return 'G'; }
+    std::string algorithm_short() const override;
+    std::string algorithm_long() const override;
+    u64 max_decimal_digits() const override { return 1000000000000000; }
+    void select_algorithm(const std::string& token) override;
+    std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const override;
+
+  private:
+    PiAlgorithm algorithm_ = PiAlgorithm::chudnovsky;
+};
+
+}  // namespace kalvor
