@@ -1,6 +1,7 @@
 #include "arith/kernels/shoup_divider.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 #include "arith/kernels/blocks.h"
 #include "base/errors/exceptions.h"
@@ -10,15 +11,26 @@ namespace {
 
 constexpr u64 kMinDivide = 1000;  // words of a task
 
-// Words [begin, begin + size) of the dividend A, or zeros when A is null (the extending form).
+// The quotient of A, or of zeros when A is null (the extending form).
 Word divide_block(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r) {
     for (u64 i = n; i-- > 0;) Q[i] = divider.step(r, A == nullptr ? 0 : A[i]);
     return r;
 }
 
+// A[0..n) mod d. The steps of one chain wait for each other, so four quarters run side by side and are joined.
 Word residue(const ShoupDivider& divider, const Word* A, u64 n) {
-    Word r = 0;
-    for (u64 i = n; i-- > 0;) divider.step(r, A[i]);
+    const u64 quarter = n / 4;
+    Word r0 = 0, r1 = 0, r2 = 0, r3 = 0;
+    for (u64 i = n; i > 4 * quarter; i--) divider.step(r3, A[i - 1]);
+    for (u64 i = quarter; i-- > 0;) {
+        divider.step(r3, A[3 * quarter + i]);
+        divider.step(r2, A[2 * quarter + i]);
+        divider.step(r1, A[quarter + i]);
+        divider.step(r0, A[i]);
+    }
+    const Word d = divider.divisor(), radix = divider.pow2_64_mod(quarter);
+    Word r = r3;
+    for (Word next : {r2, r1, r0}) r = Word((u128(divider.mulmod(r, radix)) + next) % d);
     return r;
 }
 
