@@ -44,7 +44,7 @@ const Word* gather(Word* span, const PlacedWords& A, i64 lo, u64 n) {
     const i64 first = std::clamp(A.offset, lo, hi);
     const i64 last = std::clamp(A.offset + i64(A.length), first, hi);
     std::fill(span, span + (first - lo), 0);
-    std::copy_n(A.words + (first - A.offset), u64(last - first), span + (first - lo));
+    if (first < last) std::copy_n(A.words + (first - A.offset), u64(last - first), span + (first - lo));
     std::fill(span + (last - lo), span + n, 0);
     return span;
 }
