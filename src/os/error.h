@@ -1,5 +1,5 @@
-// How every facility of this folder reports a failure: the system's own number, to be shown to the user, and the
-// category that texts and decisions are keyed by. Nothing here prints or throws.
+// How every facility of this folder reports a failure: the system's own number, to be shown to the user, and
+// the category that texts and decisions are keyed by. Nothing here prints or throws.
 #pragma once
 
 #include "os/types.h"
@@ -8,19 +8,19 @@ namespace trel::os {
 
 enum class ErrorCategory : u8 {
     none = 0,
-    not_found,         // the path, or a folder of it, does not exist
-    access_denied,     // permission, or a read-only file system
+    not_found,      // the path, or a folder of it, does not exist
+    access_denied,  // permission, or a read-only file system
     not_enough_memory,
-    not_ready,         // the device is there but does not answer
-    corrupt_data,      // the device reports a checksum failure
+    not_ready,     // the device is there but does not answer
+    corrupt_data,  // the device reports a checksum failure
     write_fault,
     read_fault,
-    disk_full,         // also an exceeded quota and the largest file size
-    invalid_parameter, // misaligned unbuffered access shows up as this
+    disk_full,          // also an exceeded quota and the largest file size
+    invalid_parameter,  // misaligned unbuffered access shows up as this
     disconnected,
-    quota,             // a limit on locked memory
-    sharing,           // another process or handle holds the file
-    exists,            // the target of a rename is in the way
+    quota,    // a limit on locked memory
+    sharing,  // another process or handle holds the file
+    exists,   // the target of a rename is in the way
     interrupted,
     other,
 };

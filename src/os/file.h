@@ -1,5 +1,5 @@
-// Files by handle: open, read and write at an offset, sizes, renaming. A handle is used by one thread at a time unless a
-// function says otherwise; different handles are independent. Paths are UTF-8.
+// Files by handle: open, read and write at an offset, sizes, renaming. A handle is used by one thread at a
+// time unless a function says otherwise; different handles are independent. Paths are UTF-8.
 #pragma once
 
 #include "os/error.h"
@@ -46,8 +46,8 @@ struct [[nodiscard]] FileSize {
 FileSize file_size(i64 handle);
 // Cuts the file or extends it with zeros.
 OsError set_file_size(i64 handle, u64 bytes);
-// Reserves the space of the first `bytes` bytes (the file grows to them if it is shorter) so that writing them later neither fails for want of space nor has
-// to clear it first.
+// Reserves the space of the first `bytes` bytes (the file grows to them if it is shorter) so that writing
+// them later neither fails for want of space nor has to clear it first.
 OsError reserve_file_space(i64 handle, u64 bytes);
 // Returns when the device has everything that was written.
 OsError flush_file(i64 handle);

@@ -22,8 +22,8 @@ struct MappedMemory {
 MappedMemory map_memory(u64 bytes, bool large_pages);
 OsError unmap_memory(void* base, u64 bytes);
 
-// Asks the system to back the whole large pages inside the range with large pages as they are touched. A hint: there is
-// nothing to report.
+// Asks the system to back the whole large pages inside the range with large pages as they are touched. A
+// hint: there is nothing to report.
 void advise_large_pages(void* pointer, u64 bytes);
 
 // Keeps the pages of the range in memory. On failure nothing of the range counts as locked.

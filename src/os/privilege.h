@@ -1,4 +1,5 @@
-// Rights of the process that some facilities need. A facility that the system gives to everybody counts as held.
+// Rights of the process that some facilities need. A facility that the system gives to everybody counts as
+// held.
 #pragma once
 
 namespace trel::os {

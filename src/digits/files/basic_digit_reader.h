@@ -1,5 +1,5 @@
-// A source of digits: a digit file, or digits in memory. Digits are numbered from 1 after the point; the range
-// {start, count} means digits start + 1 ... start + count.
+// A source of digits: a digit file, or digits in memory. Digits are numbered from 1 after the point; the
+// range {start, count} means digits start + 1 ... start + count.
 #pragma once
 
 #include <string>
@@ -37,8 +37,8 @@ class BasicDigitReader {
     virtual void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
                              const trel::ParallelContext& context) = 0;
     // Adds a range to the statistics; ranges that follow one another make one range.
-    virtual void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                            const trel::ParallelContext& context) = 0;
+    virtual void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count,
+                            trel::AlignedBufferC scratch, const trel::ParallelContext& context) = 0;
 
   protected:
     explicit BasicDigitReader(trel::u8 radix) : radix_(radix) {}

@@ -10,12 +10,12 @@
 
 namespace kalvor {
 
-using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
 using trel::AlignedBufferC;
 using trel::InvalidParametersException;
 using trel::u64;
 using trel::u8;
+using trel::FileIO::FileException;
+using trel::FileIO::kSectorBytes;
 
 namespace {
 
@@ -62,12 +62,14 @@ u64 BasicTextReader::buffer_size(u64 count, u64 limit) const {
 
 template <class Consume>
 void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, Consume consume) {
-    if (!is_in_range(start, count)) throw InvalidParametersException("BasicTextReader::load_stats()", "Out of range.");
+    if (!is_in_range(start, count))
+        throw InvalidParametersException("BasicTextReader::load_stats()", "Out of range.");
     if (count == 0) return;
     const u64 address = reinterpret_cast<std::uintptr_t>(scratch.get());
     const u64 skip = (kSectorBytes - address % kSectorBytes) % kSectorBytes;
     if (scratch.size() < skip + kSectorBytes) {
-        throw trel::BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(), skip + kSectorBytes);
+        throw trel::BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(),
+                                            skip + kSectorBytes);
     }
     char* const window = static_cast<char*>(scratch.get()) + skip;
     const u64 window_bytes = (scratch.size() - skip) / kSectorBytes * kSectorBytes;
@@ -77,7 +79,8 @@ void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, C
     while (position < end) {
         const u64 window_start = position / kSectorBytes * kSectorBytes;
         const u64 needed = end - window_start;
-        const u64 ask = needed >= window_bytes ? window_bytes : (needed + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+        const u64 ask =
+            needed >= window_bytes ? window_bytes : (needed + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
         u64 got;
         {
             const std::lock_guard<std::mutex> lock(mutex_);

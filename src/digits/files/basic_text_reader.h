@@ -11,8 +11,8 @@ namespace kalvor {
 
 class BasicTextReader final : public BasicDigitReader {
   public:
-    // radix 10 or 16; 0 = told by the first 64 bytes (a letter a-f makes it 16). Throws StringException "Invalid Digit",
-    // FileException "A decimal place was not found within the first 63 bytes of the file.",
+    // radix 10 or 16; 0 = told by the first 64 bytes (a letter a-f makes it 16). Throws StringException
+    // "Invalid Digit", FileException "A decimal place was not found within the first 63 bytes of the file.",
     // InvalidParametersException "Invalid Radix".
     explicit BasicTextReader(const std::string& path, trel::u8 radix = 0);
 

@@ -10,11 +10,11 @@
 
 namespace kalvor {
 
-using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
 using trel::InvalidParametersException;
 using trel::u64;
 using trel::u8;
+using trel::FileIO::FileException;
+using trel::FileIO::kSectorBytes;
 
 namespace {
 
@@ -33,18 +33,21 @@ u64 after_point(std::string_view first_digits, const std::string& path) {
     return point + 1;
 }
 
-u64 whole_sectors(u64 bytes) { return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes; }
+u64 whole_sectors(u64 bytes) {
+    return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+}
 
 }  // namespace
 
-BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix, u64 total_digits,
-                                 u64 buffer_bytes)
+BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix,
+                                 u64 total_digits, u64 buffer_bytes)
     : base_path_(std::move(base_path)),
       radix_(checked_radix(radix)),
       total_digits_(total_digits),
       digits_offset_(after_point(first_digits, base_path_)),
       file_(incomplete_path(), trel::FileIO::OpenMode::create, true),
-      buffer_(std::max(whole_sectors(buffer_bytes), whole_sectors(digits_offset_) + kSectorBytes), kSectorBytes) {
+      buffer_(std::max(whole_sectors(buffer_bytes), whole_sectors(digits_offset_) + kSectorBytes),
+              kSectorBytes) {
     std::memcpy(buffer_.get(), first_digits.data(), digits_offset_);
     fill_ = end_ = digits_offset_;
 }
@@ -57,8 +60,8 @@ BasicTextWriter::~BasicTextWriter() {
     }
 }
 
-// Brings the window's whole sectors into the file. The part of the last one behind the fill is what the file holds
-// there, or zeros.
+// Brings the window's whole sectors into the file. The part of the last one behind the fill is what the file
+// holds there, or zeros.
 void BasicTextWriter::write_window() {
     if (flushed_ == fill_) return;
     u8* const bytes = buffer_.bytes();

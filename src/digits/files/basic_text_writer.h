@@ -17,22 +17,23 @@ class BasicTextWriter final : public BasicDigitWriter {
   public:
     static constexpr trel::u64 kDefaultBufferBytes = trel::u64(4) << 20;
 
-    // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16. buffer_bytes: the size
-    // of one write. Throws InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
-    BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix, trel::u64 total_digits,
-                    trel::u64 buffer_bytes = kDefaultBufferBytes);
+    // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
+    // buffer_bytes: the size of one write. Throws InvalidParametersException "Invalid radix.", FileException
+    // "No decimal place was found.".
+    BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix,
+                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes);
     // Closes. Throws nothing: what goes wrong is printed.
     ~BasicTextWriter() override;
 
-    // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and none of it
-    // counts as written), "File is closed.", "Out of range.". scratch is not used.
+    // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
+    // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.
     void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
                       const trel::ParallelContext& context) override;
     // The same for characters '0'-'9', 'a'-'f', which are taken as they are.
     void store_characters(const char* text, trel::u64 start, trel::u64 count);
 
-    // Writes what is left and, when every digit was written, gives the file its final name (durably). Otherwise warns
-    // and leaves it under its incomplete name. Closing twice does nothing.
+    // Writes what is left and, when every digit was written, gives the file its final name (durably).
+    // Otherwise warns and leaves it under its incomplete name. Closing twice does nothing.
     void close();
     // close(), then a reader of the finished file. Throws FileException for an incomplete one.
     std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;

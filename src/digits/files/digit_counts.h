@@ -7,7 +7,8 @@
 
 namespace kalvor {
 
-// Counts of the digit values 0 .. radix - 1. Throws InvalidParametersException "Radix is too large." outside 2 .. 16.
+// Counts of the digit values 0 .. radix - 1. Throws InvalidParametersException "Radix is too large." outside
+// 2 .. 16.
 struct DigitCounts {
     explicit DigitCounts(trel::u8 radix);
     DigitCounts& operator+=(const DigitCounts& other);

@@ -34,7 +34,9 @@ u64 eight_hexadecimal(const u8* values) {
     return (v << 16 | v >> 32) & 0xFFFFFFFFULL;
 }
 
-u64 hexadecimal_word(const u8* values) { return eight_hexadecimal(values) << 32 | eight_hexadecimal(values + 8); }
+u64 hexadecimal_word(const u8* values) {
+    return eight_hexadecimal(values) << 32 | eight_hexadecimal(values + 8);
+}
 
 // x < 2^127 to a residue below 2^62 + 2^6.
 u64 reduce(u128 x) {
@@ -42,8 +44,8 @@ u64 reduce(u128 x) {
     return ((hi << 3) & trel::m61::kM61) + (hi >> 58) + (lo >> 61) + (lo & trel::m61::kM61);
 }
 
-// hash <- hash * P^4 + w0 * P^3 + w1 * P^2 + w2 * P + w3: one link of the chain for four words. The sum stays below
-// 3 * 2^125 + 2^124, so one reduction serves all.
+// hash <- hash * P^4 + w0 * P^3 + w1 * P^2 + w2 * P + w3: one link of the chain for four words. The sum stays
+// below 3 * 2^125 + 2^124, so one reduction serves all.
 template <u64 kDigits, u64 (*kWord)(const u8*)>
 u64 extend_by_words(u64 hash, const u8* values, u64& i, u64 n, u64 power) {
     using namespace trel::m61;
@@ -67,7 +69,8 @@ u64 extend_digit_hash(u64 hash, const u8* values, u64 n, u32 radix) {
     if (radix == 10) {
         hash = extend_by_words<19, decimal_word>(hash, values, i, n, 10000000000000000000ULL % m61::kM61);
     } else {
-        hash = extend_by_words<16, hexadecimal_word>(hash, values, i, n, static_cast<u64>((u128(1) << 64) % m61::kM61));
+        hash = extend_by_words<16, hexadecimal_word>(hash, values, i, n,
+                                                     static_cast<u64>((u128(1) << 64) % m61::kM61));
     }
     for (; i < n; i++) hash = m61::add(m61::mul(hash, radix), values[i]);
     return m61::canonical(hash);

@@ -5,8 +5,8 @@
 
 namespace kalvor {
 
-// (hash * radix^n + the number that values[0..n) spell, first digit most significant) mod (2^61 - 1), reduced to
-// [0, 2^61 - 2]; hash likewise. Values 0 .. radix - 1; radix 10 or 16.
+// (hash * radix^n + the number that values[0..n) spell, first digit most significant) mod (2^61 - 1), reduced
+// to [0, 2^61 - 2]; hash likewise. Values 0 .. radix - 1; radix 10 or 16.
 trel::u64 extend_digit_hash(trel::u64 hash, const trel::u8* values, trel::u64 n, trel::u32 radix);
 
 }  // namespace kalvor

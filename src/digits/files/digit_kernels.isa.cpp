@@ -19,7 +19,9 @@ inline Bytes load(const void* p) {
     __builtin_memcpy(&v, p, kWidth);
     return v;
 }
-inline void store(void* p, Bytes v) { __builtin_memcpy(p, &v, kWidth); }
+inline void store(void* p, Bytes v) {
+    __builtin_memcpy(p, &v, kWidth);
+}
 inline bool any(Bytes v) {
     const Words w = (Words)v;
     u64 all = 0;

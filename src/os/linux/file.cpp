@@ -104,7 +104,8 @@ FileSize file_size(i64 handle) {
 }
 
 OsError set_file_size(i64 handle, u64 bytes) {
-    if (retry_interrupted([&] { return ftruncate(static_cast<int>(handle), static_cast<off_t>(bytes)); }) != 0) {
+    if (retry_interrupted([&] { return ftruncate(static_cast<int>(handle), static_cast<off_t>(bytes)); }) !=
+        0) {
         return error_of(errno, Direction::writing);
     }
     return {};
@@ -112,9 +113,8 @@ OsError set_file_size(i64 handle, u64 bytes) {
 
 OsError reserve_file_space(i64 handle, u64 bytes) {
     if (bytes == 0) return {};
-    const int result = retry_interrupted([&] {
-        return fallocate(static_cast<int>(handle), 0, 0, static_cast<off_t>(bytes));
-    });
+    const int result = retry_interrupted(
+        [&] { return fallocate(static_cast<int>(handle), 0, 0, static_cast<off_t>(bytes)); });
     return result != 0 ? error_of(errno, Direction::writing) : OsError{};
 }
 
@@ -129,7 +129,8 @@ OsError flush_folder_of(const char* path) {
     std::string folder(path);
     const std::size_t slash = folder.rfind('/');
     folder = slash == std::string::npos ? "." : slash == 0 ? "/" : folder.substr(0, slash);
-    const int handle = retry_interrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    const int handle =
+        retry_interrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
     if (handle < 0) return error_of(errno);
     OsError error;
     // EINVAL: a file system that cannot flush folders.

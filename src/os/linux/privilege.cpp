@@ -36,8 +36,10 @@ bool unlimited_locking() {
 
 bool enable_privilege(Privilege privilege) {
     switch (privilege) {
-        case Privilege::lock_memory: return has_capability(kCapIpcLock) || unlimited_locking();
-        case Privilege::manage_volume: return true;
+        case Privilege::lock_memory:
+            return has_capability(kCapIpcLock) || unlimited_locking();
+        case Privilege::manage_volume:
+            return true;
     }
     return false;
 }

@@ -15,7 +15,9 @@ bool BufferedReader::refill() {
     return fill_ != 0;
 }
 
-bool BufferedReader::at_end() { return position_ == fill_ && !refill(); }
+bool BufferedReader::at_end() {
+    return position_ == fill_ && !refill();
+}
 
 u8 BufferedReader::read_byte() {
     if (at_end()) throw FileException("BufferedReader()", "Unexpected end of file.", file_.path());

@@ -15,8 +15,8 @@ class BufferedReader {
 
     // Throws FileException "Unexpected end of file.".
     u8 read_byte();
-    // Up to the next line feed, which is consumed; carriage returns are dropped. At the end of the file a last line
-    // without a line feed counts as a line; after it: "Unexpected end of file.".
+    // Up to the next line feed, which is consumed; carriage returns are dropped. At the end of the file a
+    // last line without a line feed counts as a line; after it: "Unexpected end of file.".
     std::string read_line();
     bool at_end();
     // Bytes consumed so far.

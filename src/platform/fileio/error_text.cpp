@@ -5,23 +5,34 @@ namespace trel::FileIO {
 std::string error_text(os::ErrorCategory category) {
     using enum os::ErrorCategory;
     switch (category) {
-        case not_found: return "Path does not exist.";
-        case access_denied: return "Access Denied";
-        case not_enough_memory: return "Not Enough Memory";
-        case not_ready: return "The device is not ready. Is the connection stable?";
-        case corrupt_data: return "Cyclic Redundancy Check - Possible Hardware Failure";
-        case write_fault: return "Write Fault";
-        case read_fault: return "Read Fault";
-        case disk_full: return "Disk is Full";
+        case not_found:
+            return "Path does not exist.";
+        case access_denied:
+            return "Access Denied";
+        case not_enough_memory:
+            return "Not Enough Memory";
+        case not_ready:
+            return "The device is not ready. Is the connection stable?";
+        case corrupt_data:
+            return "Cyclic Redundancy Check - Possible Hardware Failure";
+        case write_fault:
+            return "Write Fault";
+        case read_fault:
+            return "Read Fault";
+        case disk_full:
+            return "Disk is Full";
         case invalid_parameter:
             return "Invalid parameter. This can happen if the sector alignment is too small.";
-        case disconnected: return "The device has been disconnected. Is the connection stable?";
-        case quota: return "Insufficient quota. System may be low on memory.";
+        case disconnected:
+            return "The device has been disconnected. Is the connection stable?";
+        case quota:
+            return "Insufficient quota. System may be low on memory.";
         case none:
         case sharing:
         case exists:
         case interrupted:
-        case other: break;
+        case other:
+            break;
     }
     return std::string("Unknown Error, See:\n") + os::error_reference();
 }

@@ -12,6 +12,7 @@ namespace trel::FileIO {
 std::string error_text(os::ErrorCategory category);
 
 // message + "\n\n" + the text of the error, with the system's number.
-FileException file_error(const char* function, const std::string& message, const std::string& path, os::OsError error);
+FileException file_error(const char* function, const std::string& message, const std::string& path,
+                         os::OsError error);
 
 }  // namespace trel::FileIO

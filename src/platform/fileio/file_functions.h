@@ -1,5 +1,5 @@
-// The file functions of the system as a table. Every access to a disk goes through it, so that tests can put a failing
-// disk below everything that reads and writes files.
+// The file functions of the system as a table. Every access to a disk goes through it, so that tests can put
+// a failing disk below everything that reads and writes files.
 #pragma once
 
 #include "os/file.h"
@@ -24,7 +24,8 @@ struct FileFunctions {
 const FileFunctions& system_file_functions();
 // Those in use.
 const FileFunctions& file_functions();
-// For tests only: puts a table in use (nullptr: the system's own). It outlives its use; no file may be busy meanwhile.
+// For tests only: puts a table in use (nullptr: the system's own). It outlives its use; no file may be busy
+// meanwhile.
 void set_file_functions_for_tests(const FileFunctions* functions);
 
 }  // namespace trel::FileIO

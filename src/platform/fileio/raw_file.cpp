@@ -14,9 +14,12 @@ namespace {
 
 os::FileAccess access_of(OpenMode mode) {
     switch (mode) {
-        case OpenMode::create: return os::FileAccess::create;
-        case OpenMode::read: return os::FileAccess::read;
-        case OpenMode::read_write: break;
+        case OpenMode::create:
+            return os::FileAccess::create;
+        case OpenMode::read:
+            return os::FileAccess::read;
+        case OpenMode::read_write:
+            break;
     }
     return os::FileAccess::read_write;
 }
@@ -44,10 +47,13 @@ BaseFile::~BaseFile() = default;
 
 RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary)
     : BaseFile(std::move(path)), mode_(mode), raw_(raw), temporary_(temporary) {
-    open(mode, raw, "RawFile()", mode == OpenMode::create ? "Unable to create file." : "Unable to open file.");
+    open(mode, raw, "RawFile()",
+         mode == OpenMode::create ? "Unable to create file." : "Unable to open file.");
 }
 
-RawFile::~RawFile() { close(); }
+RawFile::~RawFile() {
+    close();
+}
 
 void RawFile::open(OpenMode mode, bool raw, const char* function, const char* failure) {
     os::FileFlags flags;
@@ -80,7 +86,8 @@ u64 RawFile::load_available(void* buffer, u64 offset, u64 bytes) {
 
 void RawFile::load(void* buffer, u64 offset, u64 bytes) {
     const u64 done = load_available(buffer, offset, bytes);
-    if (done != bytes) throw FileException("RawFile::load()", incomplete("Incomplete Read: ", done, bytes), path_);
+    if (done != bytes)
+        throw FileException("RawFile::load()", incomplete("Incomplete Read: ", done, bytes), path_);
 }
 
 u64 RawFile::size() const {
@@ -141,15 +148,16 @@ void RawFile::rename(const std::string& new_path) {
     if (error.category == os::ErrorCategory::exists) {
         const os::OsError removal = file_functions().remove(new_path.c_str());
         if (removal) {
-            throw file_error(kFunction, "Unable to rename file because the existing one can't be deleted.", new_path,
-                             removal);
+            throw file_error(kFunction, "Unable to rename file because the existing one can't be deleted.",
+                             new_path, removal);
         }
         error = file_functions().rename(path_.c_str(), new_path.c_str());
     }
     if (error) throw file_error(kFunction, "Unable to rename file.", new_path, error);
     path_ = new_path;
     // A file that was created must not be emptied now.
-    open(mode_ == OpenMode::read ? OpenMode::read : OpenMode::read_write, raw_, kFunction, "Unable to reopen file.");
+    open(mode_ == OpenMode::read ? OpenMode::read : OpenMode::read_write, raw_, kFunction,
+         "Unable to reopen file.");
 }
 
 void AlignedAccessFile::check_alignment(u64 offset, u64 bytes, const void* buffer) const {

@@ -1,5 +1,5 @@
-// A file read and written at byte offsets, past the system's cache where wanted. Every failure is a FileException with
-// the path and the system's number, except where a warning is named.
+// A file read and written at byte offsets, past the system's cache where wanted. Every failure is a
+// FileException with the path and the system's number, except where a warning is named.
 #pragma once
 
 #include <string>
@@ -36,31 +36,34 @@ enum class OpenMode {
 // Used by one thread at a time.
 class RawFile : public BaseFile {
   public:
-    // raw: unbuffered, where the file system can; otherwise writes are written through. temporary: deleted on close.
+    // raw: unbuffered, where the file system can; otherwise writes are written through. temporary: deleted on
+    // close.
     RawFile(std::string path, OpenMode mode, bool raw, bool temporary = false);
     // Closes.
     ~RawFile() override;
 
     bool is_open() const override { return handle_ != os::kNoFile; }
 
-    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4,096 / 8,192", "File isn't open.".
+    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4,096 / 8,192", "File isn't
+    // open.".
     virtual void store(const void* buffer, u64 offset, u64 bytes);
     virtual void load(void* buffer, u64 offset, u64 bytes);
-    // As load, but ends quietly at the end of the file; returns the bytes read. For raw files bytes is whole sectors.
+    // As load, but ends quietly at the end of the file; returns the bytes read. For raw files bytes is whole
+    // sectors.
     u64 load_available(void* buffer, u64 offset, u64 bytes);
 
     u64 size() const;
     void set_size(u64 bytes);
-    // Sets the size and reserves its space, so that later writes need no clearing; a refusal is a warning, printed once
-    // per process.
+    // Sets the size and reserves its space, so that later writes need no clearing; a refusal is a warning,
+    // printed once per process.
     void reserve(u64 bytes);
     // Returns when the device has everything.
     void flush();
 
     // Failures are printed as warnings.
     void close();
-    // Closes, then cuts the file to `bytes` through a handle that is not bound to whole sectors. For the end of
-    // unbuffered writing, whose last sector may reach past the data. Durable on return.
+    // Closes, then cuts the file to `bytes` through a handle that is not bound to whole sectors. For the end
+    // of unbuffered writing, whose last sector may reach past the data. Durable on return.
     void close_and_set_size(u64 bytes);
 
     // Moves the open file; an existing target is replaced. The file stays open under its new name.
@@ -84,16 +87,17 @@ class AlignedAccessFile : public RawFile {
 
     void store(const void* buffer, u64 offset, u64 bytes) override;
     void load(void* buffer, u64 offset, u64 bytes) override;
-    // Throws InvalidParametersException "Length is misaligned.", "Offset is misaligned.", "Buffer is misaligned.".
+    // Throws InvalidParametersException "Length is misaligned.", "Offset is misaligned.", "Buffer is
+    // misaligned.".
     void check_alignment(u64 offset, u64 bytes, const void* buffer) const;
 
   private:
     const u64 sector_log2_;
 };
 
-// For the rename that completes a file and must not be lost: tries until it succeeds, waiting for a key of the user
-// between attempts. Replaces an existing target. Where there is nobody to press a key (the end of the input) it throws a
-// FileException instead. Durable on return.
+// For the rename that completes a file and must not be lost: tries until it succeeds, waiting for a key of
+// the user between attempts. Replaces an existing target. Where there is nobody to press a key (the end of
+// the input) it throws a FileException instead. Durable on return.
 void persistent_rename(const std::string& old_path, const std::string& new_path);
 
 }  // namespace trel::FileIO

@@ -21,7 +21,9 @@ AlignedBufferC AlignedBufferC::take(u64 bytes, const char* function) {
     return piece;
 }
 
-AlignedBufferC AlignedBufferC::spawn(u64 bytes) { return take(bytes, "AlignedBufferC::spawn()"); }
+AlignedBufferC AlignedBufferC::spawn(u64 bytes) {
+    return take(bytes, "AlignedBufferC::spawn()");
+}
 
 AlignedBufferC AlignedBufferC::spawn_words(u64 words) {
     const u64 bytes = words > ~u64(0) / sizeof(Word) ? ~u64(0) : words * sizeof(Word);

@@ -13,12 +13,13 @@ class AlignedBufferC {
     // Throws InvalidParametersException "Pointer is misaligned.".
     AlignedBufferC(void* pointer, u64 bytes);
 
-    // Takes `bytes` (a multiple of 64) off the front. Throws BufferTooSmallException (sizes in bytes; this buffer
-    // is unchanged) or InvalidParametersException "Size is misaligned.".
+    // Takes `bytes` (a multiple of 64) off the front. Throws BufferTooSmallException (sizes in bytes; this
+    // buffer is unchanged) or InvalidParametersException "Size is misaligned.".
     AlignedBufferC spawn(u64 bytes);
     // The same for `words` 64-bit words (a multiple of 8).
     AlignedBufferC spawn_words(u64 words);
-    // Takes `bytes` off the front and returns the part of them that starts at the first multiple of `alignment`.
+    // Takes `bytes` off the front and returns the part of them that starts at the first multiple of
+    // `alignment`.
     AlignedBufferC extract_aligned(u64 bytes, u64 alignment);
 
     void* get() const { return pointer_; }
@@ -34,7 +35,11 @@ class AlignedBufferC {
 };
 
 // n rounded up to a multiple of 64 (bytes) or 8 (words).
-constexpr u64 round_up_64(u64 n) { return (n + 63) & ~u64(63); }
-constexpr u64 round_up_8(u64 n) { return (n + 7) & ~u64(7); }
+constexpr u64 round_up_64(u64 n) {
+    return (n + 63) & ~u64(63);
+}
+constexpr u64 round_up_8(u64 n) {
+    return (n + 7) & ~u64(7);
+}
 
 }  // namespace trel

@@ -5,8 +5,8 @@
 
 namespace trel {
 
-HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context, u64 alignment_log2,
-                             u64 bytes) {
+HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context,
+                             u64 alignment_log2, u64 bytes) {
     if (bytes == 0) return {nullptr, Console::format_bytes(0)};
     u64 allocated = bytes;
     HeapAllocation heap;

@@ -18,9 +18,9 @@ struct HeapAllocation {
     }
 };
 
-// bytes = 0 allocates nothing. A failure is reported and ends the process with exit code 1, so that a computation never
-// starts with half its memory. alignment_log2 >= 6 for buffer().
-HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context, u64 alignment_log2,
-                             u64 bytes);
+// bytes = 0 allocates nothing. A failure is reported and ends the process with exit code 1, so that a
+// computation never starts with half its memory. alignment_log2 >= 6 for buffer().
+HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context,
+                             u64 alignment_log2, u64 bytes);
 
 }  // namespace trel

@@ -1,5 +1,5 @@
-// Memory allocators: where the one large working region of a computation comes from. They are known by name, chosen and
-// configured by the user.
+// Memory allocators: where the one large working region of a computation comes from. They are known by name,
+// chosen and configured by the user.
 #pragma once
 
 #include <memory>
@@ -40,10 +40,11 @@ class AllocatorConfig {
     virtual ~AllocatorConfig();
     virtual std::string name() const = 0;
     virtual std::string display_name() const = 0;
-    // Makes sure that the process holds the rights that the settings need; a missing one is a printed warning and false.
+    // Makes sure that the process holds the rights that the settings need; a missing one is a printed warning
+    // and false.
     virtual bool acquire_permissions() const = 0;
-    // A region of at least `bytes` bytes, aligned to 2^alignment_log2, every byte of it written once. `bytes` is
-    // raised to whole pages. On failure the result's pointer is null.
+    // A region of at least `bytes` bytes, aligned to 2^alignment_log2, every byte of it written once. `bytes`
+    // is raised to whole pages. On failure the result's pointer is null.
     virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const = 0;
     virtual std::unique_ptr<AllocatorConfig> clone() const = 0;

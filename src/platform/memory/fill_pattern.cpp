@@ -10,7 +10,9 @@ constexpr u32 kMultiplier = 0xC82B9175;
 constexpr u32 kAddend = 0xC857661B;
 constexpr u64 kLanes = 16;
 
-constexpr u32 pattern(u64 i) { return kMultiplier * (static_cast<u32>(i) * static_cast<u32>(i)) + kAddend; }
+constexpr u32 pattern(u64 i) {
+    return kMultiplier * (static_cast<u32>(i) * static_cast<u32>(i)) + kAddend;
+}
 
 using Vec = u32 __attribute__((vector_size(16)));
 
@@ -28,8 +30,9 @@ void fill_memory(void* pointer, u64 bytes) {
     char* const p = begin + (first - address);
     const u64 n = (last - first) / 4;
 
-    // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and whose
-    // second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for 32-bit lanes.
+    // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and
+    // whose second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for
+    // 32-bit lanes.
     Vec value[4];
     Vec step[4];
     for (u64 j = 0; j < kLanes; j++) {

@@ -1,5 +1,6 @@
-// Writes every byte of fresh memory once, so that its pages are there, near the thread that wrote them, and hold no
-// stale data. The pattern repeats no value within 2^31 words, so code that reads what it never wrote shows.
+// Writes every byte of fresh memory once, so that its pages are there, near the thread that wrote them, and
+// hold no stale data. The pattern repeats no value within 2^31 words, so code that reads what it never wrote
+// shows.
 #pragma once
 
 #include "os/types.h"
@@ -7,13 +8,13 @@
 
 namespace trel {
 
-// '{' at the first byte, '@' at the last; then word i (32 bits, from the first 4-aligned address to the last) becomes
-// 0xC82B9175 * i^2 + 0xC857661B mod 2^32. The bytes between these marks and the aligned words are left alone. bytes may
-// be 0. Runs at memory speed.
+// '{' at the first byte, '@' at the last; then word i (32 bits, from the first 4-aligned address to the last)
+// becomes 0xC82B9175 * i^2 + 0xC857661B mod 2^32. The bytes between these marks and the aligned words are
+// left alone. bytes may be 0. Runs at memory speed.
 void fill_memory(void* pointer, u64 bytes);
 
-// The same in tds / 4 chunks as tasks (each numbered from its own start) when there are at least two: page faults spread
-// over the processors without flooding the memory.
+// The same in tds / 4 chunks as tasks (each numbered from its own start) when there are at least two: page
+// faults spread over the processors without flooding the memory.
 void fill_memory(const ParallelContext& context, void* pointer, u64 bytes);
 
 }  // namespace trel

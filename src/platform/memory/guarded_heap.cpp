@@ -24,7 +24,9 @@ u64 read_word(const void* p) {
     std::memcpy(&value, p, sizeof value);
     return value;
 }
-void write_word(void* p, u64 value) { std::memcpy(p, &value, sizeof value); }
+void write_word(void* p, u64 value) {
+    std::memcpy(p, &value, sizeof value);
+}
 
 }  // namespace
 
@@ -38,7 +40,8 @@ void* aligned_malloc(std::size_t bytes, std::size_t alignment) {
     char* raw = static_cast<char*>(std::malloc(bytes + alignment + kOverheadBytes));
     if (!raw) throw std::bad_alloc();
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(raw) + kHeaderBytes;
-    // Rounded down, then one step up: at least the header lies below, and the tail guard ends within the raw block.
+    // Rounded down, then one step up: at least the header lies below, and the tail guard ends within the raw
+    // block.
     char* block = raw + ((address & ~(alignment - 1)) + alignment - reinterpret_cast<std::uintptr_t>(raw));
     write_word(block - 24, reinterpret_cast<std::uintptr_t>(raw));
     write_word(block - 16, bytes);

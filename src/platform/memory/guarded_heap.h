@@ -1,5 +1,5 @@
-// Aligned blocks of the C heap for small and medium buffers, with guards that reveal a write past either end when the
-// block is freed.
+// Aligned blocks of the C heap for small and medium buffers, with guards that reveal a write past either end
+// when the block is freed.
 //
 //   P - 24  pointer of the C heap     P - 16  bytes asked for     P - 8  head guard
 //   P       the block, P aligned      P + bytes  tail guard (unaligned)
@@ -11,15 +11,16 @@
 
 namespace trel {
 
-// alignment: a power of two (below 8 counts as 8), else InvalidParametersException. Throws std::bad_alloc. Any thread.
+// alignment: a power of two (below 8 counts as 8), else InvalidParametersException. Throws std::bad_alloc.
+// Any thread.
 [[nodiscard]] void* aligned_malloc(std::size_t bytes, std::size_t alignment);
 
-// Null is ignored. A damaged guard throws AlgorithmFailedException "Memory buffer has been underrun." or "... overrun.";
-// the block is then not freed. Any thread.
+// Null is ignored. A damaged guard throws AlgorithmFailedException "Memory buffer has been underrun." or "...
+// overrun."; the block is then not freed. Any thread.
 void aligned_free(void* pointer);
 
-// Owns one such block. Its destructor cannot throw, so it ends the process with the report of a damaged guard; call
-// free() where the exception is wanted.
+// Owns one such block. Its destructor cannot throw, so it ends the process with the report of a damaged
+// guard; call free() where the exception is wanted.
 class GuardedBuffer {
   public:
     GuardedBuffer() = default;

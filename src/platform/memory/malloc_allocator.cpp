@@ -49,7 +49,9 @@ class MallocConfig final : public AllocatorConfig {
 class MallocType final : public AllocatorType {
   public:
     std::string display_name() const override { return "C malloc()"; }
-    std::unique_ptr<AllocatorConfig> make_default_config() const override { return std::make_unique<MallocConfig>(); }
+    std::unique_ptr<AllocatorConfig> make_default_config() const override {
+        return std::make_unique<MallocConfig>();
+    }
 };
 
 const MallocType g_type;

@@ -12,14 +12,17 @@ namespace trel {
 namespace {
 
 // n rounded up to a multiple of the power of two; 0 when that does not fit.
-u64 round_up(u64 n, u64 power) { return n > ~u64(0) - (power - 1) ? 0 : (n + power - 1) & ~(power - 1); }
+u64 round_up(u64 n, u64 power) {
+    return n > ~u64(0) - (power - 1) ? 0 : (n + power - 1) & ~(power - 1);
+}
 
 class MmapAllocation final : public LargeAllocation {
   public:
     MmapAllocation() = default;
     ~MmapAllocation() override { release(); }
 
-    // Maps `mapped` bytes and takes the first multiple of the alignment in them. False when the system refuses.
+    // Maps `mapped` bytes and takes the first multiple of the alignment in them. False when the system
+    // refuses.
     bool map(u64 mapped, u64 alignment, u64 bytes, bool large_pages) {
         const os::MappedMemory memory = os::map_memory(mapped, large_pages);
         if (!memory.base) return false;
@@ -70,8 +73,8 @@ bool allocate_normal(MmapAllocation& region, const ParallelContext& context, u64
     const u64 page = os::page_size();
     const u64 rounded = round_up(bytes, page);
     u64 alignment = std::max(u64(1) << alignment_log2, page);
-    // From a boundary of large pages on, the system can back the region with them of its own accord; the transforms
-    // stride through gigabytes and live on that.
+    // From a boundary of large pages on, the system can back the region with them of its own accord; the
+    // transforms stride through gigabytes and live on that.
     const u64 large = os::large_page_size();
     if (large != 0 && rounded >= large) alignment = std::max(alignment, large);
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
@@ -95,11 +98,16 @@ bool allocate_normal(MmapAllocation& region, const ParallelContext& context, u64
 
 }  // namespace
 
-std::string MmapConfig::name() const { return "mmap"; }
-std::string MmapConfig::display_name() const { return "WinAPI VirtualAlloc()"; }
+std::string MmapConfig::name() const {
+    return "mmap";
+}
+std::string MmapConfig::display_name() const {
+    return "WinAPI VirtualAlloc()";
+}
 
 bool MmapConfig::acquire_permissions() const {
-    if (large_pages.mode == OptionalFlag::kDisabled && locked_pages.mode == OptionalFlag::kDisabled) return true;
+    if (large_pages.mode == OptionalFlag::kDisabled && locked_pages.mode == OptionalFlag::kDisabled)
+        return true;
     return acquire_lock_privilege_or_warn();
 }
 
@@ -107,21 +115,26 @@ std::unique_ptr<LargeAllocation> MmapConfig::allocate(const ParallelContext& con
                                                       u64& bytes) const {
     auto region = std::make_unique<MmapAllocation>();
     bool done = false;
-    if (large_pages.mode != OptionalFlag::kDisabled) done = allocate_large(*region, context, alignment_log2, bytes);
+    if (large_pages.mode != OptionalFlag::kDisabled)
+        done = allocate_large(*region, context, alignment_log2, bytes);
     if (!done && large_pages.mode != OptionalFlag::kForced) {
         done = allocate_normal(*region, context, alignment_log2, bytes, locked_pages);
     }
     return region;
 }
 
-std::unique_ptr<AllocatorConfig> MmapConfig::clone() const { return std::make_unique<MmapConfig>(*this); }
+std::unique_ptr<AllocatorConfig> MmapConfig::clone() const {
+    return std::make_unique<MmapConfig>(*this);
+}
 
 namespace {
 
 class MmapType final : public AllocatorType {
   public:
     std::string display_name() const override { return "WinAPI VirtualAlloc()"; }
-    std::unique_ptr<AllocatorConfig> make_default_config() const override { return std::make_unique<MmapConfig>(); }
+    std::unique_ptr<AllocatorConfig> make_default_config() const override {
+        return std::make_unique<MmapConfig>();
+    }
 };
 
 const MmapType g_type;

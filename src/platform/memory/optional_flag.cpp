@@ -10,7 +10,8 @@ struct Mode {
     const char* display;
     char color;
 };
-constexpr Mode kModes[] = {{"disabled", "Disabled", 'R'}, {"attempt", "Attempt", 'Y'}, {"forced", "Forced", 'G'}};
+constexpr Mode kModes[] = {
+    {"disabled", "Disabled", 'R'}, {"attempt", "Attempt", 'Y'}, {"forced", "Forced", 'G'}};
 constexpr u32 kModeCount = 3;
 
 const Mode& mode_of(u32 mode, const char* location) {
@@ -20,9 +21,15 @@ const Mode& mode_of(u32 mode, const char* location) {
 
 }  // namespace
 
-std::string OptionalFlag::word() const { return mode_of(mode, name).word; }
-std::string OptionalFlag::display_text() const { return mode_of(mode, "OptionalFlagConfig").display; }
-char OptionalFlag::color() const { return mode_of(mode, "OptionalFlagConfig").color; }
+std::string OptionalFlag::word() const {
+    return mode_of(mode, name).word;
+}
+std::string OptionalFlag::display_text() const {
+    return mode_of(mode, "OptionalFlagConfig").display;
+}
+char OptionalFlag::color() const {
+    return mode_of(mode, "OptionalFlagConfig").color;
+}
 
 void OptionalFlag::set(std::string_view text) {
     for (u32 i = 0; i < kModeCount; i++) {

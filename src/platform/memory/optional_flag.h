@@ -16,7 +16,8 @@ struct OptionalFlag {
     const char* name;  // static text; the setting's key
     u32 mode = kAttempt;
 
-    // "disabled", "attempt", "forced". Throws InvalidParametersException(name, "Invalid Mode") for another mode.
+    // "disabled", "attempt", "forced". Throws InvalidParametersException(name, "Invalid Mode") for another
+    // mode.
     std::string word() const;
     // The inverse. Throws InvalidParametersException(name, "Invalid Mode: " + text).
     void set(std::string_view text);

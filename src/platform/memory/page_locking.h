@@ -17,8 +17,8 @@ struct LockingCalls {
     os::OsError (*raise_limit)();
 };
 
-// Locks as much of the region as the limit allows: a range that does not fit is halved, down to 1 MiB. Returns the bytes
-// locked. One region at a time (a process-wide mutex).
+// Locks as much of the region as the limit allows: a range that does not fit is halved, down to 1 MiB.
+// Returns the bytes locked. One region at a time (a process-wide mutex).
 u64 lock_region(void* pointer, u64 bytes);
 u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls);
 

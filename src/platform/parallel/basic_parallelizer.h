@@ -1,5 +1,5 @@
-// The interface through which all multi-threading of the arithmetic goes: a task object, a framework that runs
-// it, and the context that is handed down from caller to callee.
+// The interface through which all multi-threading of the arithmetic goes: a task object, a framework that
+// runs it, and the context that is handed down from caller to callee.
 #pragma once
 
 #include <type_traits>
@@ -9,8 +9,8 @@
 
 namespace trel {
 
-// A task. run(i) must be safe to run concurrently for different indices; results go to disjoint memory chosen by
-// the index. The caller owns the action; it outlives the dispatch.
+// A task. run(i) must be safe to run concurrently for different indices; results go to disjoint memory chosen
+// by the index. The caller owns the action; it outlives the dispatch.
 class BasicAction {
   public:
     virtual ~BasicAction();

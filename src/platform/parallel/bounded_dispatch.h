@@ -1,13 +1,14 @@
-// Dispatch with a bound on how many tasks one thread starts one after another: a large range is cut into groups that
-// are themselves dispatched, so the number of running tasks grows exponentially. The base of every framework that
-// starts its tasks one by one.
+// Dispatch with a bound on how many tasks one thread starts one after another: a large range is cut into
+// groups that are themselves dispatched, so the number of running tasks grows exponentially. The base of
+// every framework that starts its tasks one by one.
 #pragma once
 
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace trel {
 
-// How a range of n > max_sequential indices is cut: groups of `chunk` indices, the last ones shorter or empty.
+// How a range of n > max_sequential indices is cut: groups of `chunk` indices, the last ones shorter or
+// empty.
 //   b = bit length of n - 1, G = 2^ceil(b / 2): about sqrt(n) groups of about sqrt(n) indices, so that both
 //   generations are equally long; never more than max_sequential groups.
 struct FanOut {
@@ -26,8 +27,8 @@ class BoundedParallelizer : public BasicParallelizer {
     using BasicParallelizer::run_in_parallel;
 
   protected:
-    // Starts one task for each of begin ... end - 2, runs end - 1 in the calling thread, then waits for the started
-    // ones, last first. 2 <= end - begin <= max_sequential_dispatch.
+    // Starts one task for each of begin ... end - 2, runs end - 1 in the calling thread, then waits for the
+    // started ones, last first. 2 <= end - begin <= max_sequential_dispatch.
     virtual void run_flat(BasicAction& action, u64 begin, u64 end) = 0;
 
   private:

@@ -16,7 +16,8 @@ Registry& registry() {
 }
 
 // Independent of link order.
-constexpr const char* kMenuOrder[] = {"none", "cppasync", "spawn", "taskqueue", "pushpool", "winpool", "cilk", "tbb"};
+constexpr const char* kMenuOrder[] = {"none",     "cppasync", "spawn", "taskqueue",
+                                      "pushpool", "winpool",  "cilk",  "tbb"};
 
 std::string numbers_text(u64 tds, u64 worker_threads) {
     return std::to_string(tds) + " / " + (worker_threads == 0 ? "?" : std::to_string(worker_threads));

@@ -1,5 +1,5 @@
-// The parallel frameworks by name: what the user chooses from. Filled before main() by registration objects, read-only
-// afterwards.
+// The parallel frameworks by name: what the user chooses from. Filled before main() by registration objects,
+// read-only afterwards.
 #pragma once
 
 #include <memory>

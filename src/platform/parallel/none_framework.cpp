@@ -21,14 +21,18 @@ class NoneConfig final : public FrameworkConfig {
 
     std::string name() const override { return "none"; }
     std::string display_name() const override { return "None (No Multi-threading)"; }
-    std::unique_ptr<BasicParallelizer> make_framework() const override { return std::make_unique<NoneFramework>(); }
+    std::unique_ptr<BasicParallelizer> make_framework() const override {
+        return std::make_unique<NoneFramework>();
+    }
     std::unique_ptr<FrameworkConfig> clone() const override { return std::make_unique<NoneConfig>(*this); }
 };
 
 class NoneType final : public FrameworkType {
   public:
     std::string display_name() const override { return "None (No Multi-threading)"; }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override { return std::make_unique<NoneConfig>(); }
+    std::unique_ptr<FrameworkConfig> make_default_config() const override {
+        return std::make_unique<NoneConfig>();
+    }
 };
 
 const NoneType g_type;

@@ -14,17 +14,19 @@ ParallelismSettings ParallelismSettings::defaults(u64 processors) {
     ParallelismSettings settings;
     if (processors <= 1) return settings;
     settings.framework = "spawn";
-    settings.task_decomposition = processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition
-                                                                          : std::bit_ceil(2 * processors);
+    settings.task_decomposition =
+        processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition : std::bit_ceil(2 * processors);
     return settings;
 }
 
-ParallelismSettings ParallelismSettings::defaults() { return defaults(os::active_processor_count()); }
+ParallelismSettings ParallelismSettings::defaults() {
+    return defaults(os::active_processor_count());
+}
 
 void ParallelismSettings::check_task_decomposition(u64 task_decomposition) {
     if (task_decomposition < 1 || task_decomposition > kMaxTaskDecomposition) {
-        throw InvalidParametersException(
-            "", "Task decomposition must be between 1 and " + Console::format_commas(kMaxTaskDecomposition) + ".");
+        throw InvalidParametersException("", "Task decomposition must be between 1 and " +
+                                                 Console::format_commas(kMaxTaskDecomposition) + ".");
     }
 }
 
@@ -34,6 +36,8 @@ std::unique_ptr<FrameworkConfig> ParallelismSettings::make_config() const {
     return make_default_framework_config(framework);
 }
 
-std::string ParallelismSettings::summary() const { return make_config()->summary(task_decomposition); }
+std::string ParallelismSettings::summary() const {
+    return make_config()->summary(task_decomposition);
+}
 
 }  // namespace trel

@@ -61,19 +61,27 @@ void SpawnFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
 SpawnConfig::SpawnConfig(u64 max_sequential_dispatch)
     : max_sequential_dispatch_(std::max<u64>(max_sequential_dispatch, 4)) {}
 
-std::string SpawnConfig::name() const { return "spawn"; }
-std::string SpawnConfig::display_name() const { return "Thread Spawn (1 Thread/Task)"; }
+std::string SpawnConfig::name() const {
+    return "spawn";
+}
+std::string SpawnConfig::display_name() const {
+    return "Thread Spawn (1 Thread/Task)";
+}
 std::unique_ptr<BasicParallelizer> SpawnConfig::make_framework() const {
     return std::make_unique<SpawnFramework>(max_sequential_dispatch_);
 }
-std::unique_ptr<FrameworkConfig> SpawnConfig::clone() const { return std::make_unique<SpawnConfig>(*this); }
+std::unique_ptr<FrameworkConfig> SpawnConfig::clone() const {
+    return std::make_unique<SpawnConfig>(*this);
+}
 
 namespace {
 
 class SpawnType final : public FrameworkType {
   public:
     std::string display_name() const override { return "Thread Spawn (1 Thread/Task)"; }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override { return std::make_unique<SpawnConfig>(); }
+    std::unique_ptr<FrameworkConfig> make_default_config() const override {
+        return std::make_unique<SpawnConfig>();
+    }
 };
 
 const SpawnType g_type;

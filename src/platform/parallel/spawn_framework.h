@@ -1,5 +1,5 @@
-// "spawn": one new thread for every task. It keeps no threads between dispatches, so a task never waits for a free
-// worker and nested dispatch cannot deadlock; the price is the creation of each thread.
+// "spawn": one new thread for every task. It keeps no threads between dispatches, so a task never waits for a
+// free worker and nested dispatch cannot deadlock; the price is the creation of each thread.
 #pragma once
 
 #include "platform/parallel/bounded_dispatch.h"

@@ -43,7 +43,8 @@ void print_suppression() {
 
 os::ThreadPriority thread_priority_of(int level) {
     using enum os::ThreadPriority;
-    constexpr os::ThreadPriority kLevels[] = {idle, lowest, below_normal, normal, above_normal, highest, time_critical};
+    constexpr os::ThreadPriority kLevels[] = {idle,         lowest,  below_normal, normal,
+                                              above_normal, highest, time_critical};
     return kLevels[std::clamp(level, -3, 3) + 3];
 }
 
@@ -64,8 +65,8 @@ void set_thread_group(u64 index) {
         return;
     }
     std::vector<u32> actual;
-    // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as much as
-    // half its creation.
+    // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as
+    // much as half its creation.
     if (!os::get_thread_affinity(actual) && actual == wanted) return;
     const os::OsError setting = os::set_thread_affinity(wanted);
     const os::OsError reading = setting ? os::OsError{} : os::get_thread_affinity(actual);

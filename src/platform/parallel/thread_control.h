@@ -1,4 +1,5 @@
-// Priority and processors of the calling thread, as settings and frameworks ask for them. Failures are warnings.
+// Priority and processors of the calling thread, as settings and frameworks ask for them. Failures are
+// warnings.
 #pragma once
 
 #include <vector>
@@ -13,13 +14,13 @@ os::ThreadPriority thread_priority_of(int level);
 // Prints "Warning: Unable to set thread priority." when the system refuses.
 void set_thread_priority(int level);
 
-// Puts the calling thread on the whole processor group index mod (number of groups) and checks that it is there. A
-// failure is reported once per process. Worker number i of a set of threads whose creator was given the base b passes
-// b + i + 1, so that successive threads fill successive groups.
+// Puts the calling thread on the whole processor group index mod (number of groups) and checks that it is
+// there. A failure is reported once per process. Worker number i of a set of threads whose creator was given
+// the base b passes b + i + 1, so that successive threads fill successive groups.
 void set_thread_group(u64 index);
 
-// Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set thread
-// affinity.".
+// Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set
+// thread affinity.".
 void set_thread_affinity(const std::vector<u32>& processors);
 
 }  // namespace trel
