@@ -1,3 +1,6 @@
 // The process entry.
+#include "app/entry/entry.h"
 
-int main() { return 0; }
+int main(int argc, char** argv) {
+    return kalvor::run_program(argc, argv);
+}

@@ -1,0 +1,34 @@
+#include "app/entry/about_page.h"
+
+#include "base/console/console.h"
+#include "base/version/version.h"
+
+namespace kalvor {
+
+void print_about_page() {
+    namespace Console = trel::Console;
+    Console::print_line("Kalvor - Euler's Constant to the eXtReMe", 'T');
+    Console::new_line();
+    Console::labelled_line("Version", trel::kVersion.text(), 'G');
+    Console::new_line();
+    Console::print("The", 't');
+    Console::print_line(" Kalvor developers", 'w');
+    Console::new_line();
+    for (const char* line :
+         {"Kalvor is a number-crunching program for mathematical constants: it computes them to",
+          "as many digits as time and memory allow and checks every one of them. It is also a",
+          "multi-threaded Pi benchmark for overclockers and a stress test of the machine."}) {
+        Console::print_line(line);
+    }
+    Console::new_line();
+    for (const char* line :
+         {"Disclaimer:", "Performing large multi-threaded computations using this program may",
+          "subject your computer to extremely high levels of stress for extended",
+          "periods of time. To protect your computer, MAKE SURE that your hardware",
+          "is stable and fit before performing large computations. I will take",
+          "absolutely no responsibility for any damage that may be caused by this", "program."}) {
+        Console::print_line(line);
+    }
+}
+
+}  // namespace kalvor

@@ -1,0 +1,74 @@
+#include "app/entry/entry.h"
+
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/entry/action_table.h"
+#include "app/entry/usage.h"
+#include "base/command_line/console_settings.h"
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "os/console.h"
+#include "os/process.h"
+#include "platform/sysinfo/feature_check.h"
+#include "platform/sysinfo/processor_features.h"
+
+namespace kalvor {
+
+namespace Console = trel::Console;
+using trel::CommandLine::ParameterList;
+
+namespace {
+
+void run_main_body(ParameterList& parameters) {
+    const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
+    trel::CommandLine::consume_console_options(parameters);
+    Console::set_colors_enabled(settings.colors_enabled);
+    Console::set_pause_before_fatal_exit(settings.pause_before_fatal_exit);
+    trel::os::set_process_priority(settings.process_priority);
+    trel::print_feature_check(trel::detect_features(), settings.skip_warnings);
+    trel::print_group_balance_check(trel::processor_group_sizes());
+    Console::set_color('w');
+    if (parameters.has_more()) {
+        run_action(parameters);
+    } else {
+        print_usage();
+    }
+}
+
+}  // namespace
+
+int run_program(int argc, char** argv) {
+    trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
+    settings.started_from_existing_console = trel::os::started_from_existing_console();
+    const std::optional<std::string> path = trel::os::executable_path();
+    if (!path) {
+        Console::error_line("Failed to retrieve path.");
+        Console::fatal_exit(kExitFailure);
+    }
+    settings.executable_path = *path;
+    settings.executable_directory = trel::CommandLine::directory_of(*path);
+    ParameterList parameters(std::vector<std::string>(argv, argv + argc));
+    if (!settings.started_from_existing_console) trel::os::set_window_size(80, 25);
+
+    int exit_code = kExitSuccess;
+    try {
+        run_main_body(parameters);
+    } catch (const trel::Exception& e) {
+        e.print();
+        exit_code = kExitFailure;
+    } catch (const std::exception& e) {
+        Console::set_color('R');
+        Console::labelled_line("Uncaught std exception", e.what(), ' ');
+        exit_code = kExitFailure;
+    }
+    Console::set_color('w');
+    Console::new_line();
+    if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');
+    Console::flush();
+    return exit_code;
+}
+
+}  // namespace kalvor

@@ -1,0 +1,44 @@
+#include "app/entry/usage.h"
+
+#include "base/console/console.h"
+#include "base/version/version.h"
+
+namespace kalvor {
+
+void print_usage() {
+    namespace Console = trel::Console;
+    Console::print("Kalvor v", 'g');
+    Console::print_line(trel::kVersion.text(), 'w');
+    Console::new_line();
+    for (const char* line :
+         {"Usage:  kalvor [console options] action [options]",
+          "",
+          "Actions:",
+          "    custom pi [options]     compute Pi and write its digits",
+          "    about                   what this program is",
+          "",
+          "Options of \"custom\":",
+          "    -dec:<n>                decimal digits (suffixes k, m, b, t; default 50m)",
+          "    -hex:<0|1>              also write hexadecimal digits",
+          "    -algorithm:<n>          0 chudnovsky, 1 ramanujan, 2 and 3 the same with less memory",
+          "    -o <folder>             where the digits go (made when it is missing)",
+          "    -od:<0|1>               write digits or not",
+          "    -verify:<0|1>           check conversion and files",
+          "    -TD:<n>                 tasks that work is split into, 1 to 65536",
+          "    -PF:<name>              parallel framework: none, spawn",
+          "    -MA:<name>              memory allocator: malloc, mmap",
+          "    -mode:ram               everything in memory",
+          "",
+          "Console options (before the action):",
+          "    pause:<n>               1 always waits for a key at the end, -1 after a failure, -2 never",
+          "    priority:<n>            -2 idle ... 3 realtime",
+          "    colors:<0|1>            coloured text",
+          "    height:<rows>           window height",
+          "    skip-warnings           no pause after the processor check",
+          "",
+          "Example:  kalvor custom pi -dec:10m -o out"}) {
+        Console::print_line(line);
+    }
+}
+
+}  // namespace kalvor

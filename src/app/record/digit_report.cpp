@@ -1,0 +1,43 @@
+#include "app/record/digit_report.h"
+
+#include "arith/m61/m61.h"
+#include "base/console/format.h"
+
+namespace kalvor {
+
+using trel::u64;
+
+std::string last_digits_block(const LastDigits& last) {
+    std::string text = last.radix == 10   ? "Last Decimal Digits:\n"
+                       : last.radix == 16 ? "Last Hexadecimal Digits:\n"
+                                          : "Last Digits:\n";
+    const u64 n = last.text.size();
+    for (u64 i = 0; i < n; i++) {
+        text += last.text[i];
+        const u64 done = i + 1;
+        if (done % 50 == 0) {
+            text += "  :  " + trel::Console::format_commas(last.start + done) + "\n";
+        } else if (done % 10 == 0) {
+            text += ' ';
+        }
+    }
+    if (n % 50 != 0) text += "\n";
+    return text + "\n";
+}
+
+std::string counts_line(const DigitCounts& counts) {
+    std::string text = counts.radix == 16 ? "Hex Counts: {" : "Dec Counts: {";
+    for (u64 i = 0; i < counts.radix; i++) {
+        if (i != 0) text += ", ";
+        text += trel::Console::format_number(counts.count[i]);
+    }
+    return text + "}";
+}
+
+std::string hash_line(const OutputStats& stats) {
+    const std::string value = trel::Console::format_number(trel::m61::canonical(stats.hash));
+    return stats.counts.radix == 16 ? "Hex Hash: Floor(|x| * 16^hex) mod (2^61 - 1) = " + value
+                                    : "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = " + value;
+}
+
+}  // namespace kalvor

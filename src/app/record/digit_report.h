@@ -1,0 +1,18 @@
+// The text blocks that report on digits: last digits, counts, hash.
+#pragma once
+
+#include <string>
+
+#include "digits/output/digit_stats.h"
+
+namespace kalvor {
+
+// "Last Decimal Digits:" and the digits in groups of ten, fifty a line, each full line with its position; a
+// blank line at the end.
+std::string last_digits_block(const LastDigits& last);
+// "Dec Counts: {...}" / "Hex Counts: {...}", without a line end.
+std::string counts_line(const DigitCounts& counts);
+// "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = N", without a line end.
+std::string hash_line(const OutputStats& stats);
+
+}  // namespace kalvor

@@ -1,0 +1,32 @@
+// The settings of one custom computation, as plain data.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/session/compute_size.h"
+#include "constants/catalog/constant.h"
+#include "platform/memory/allocator.h"
+#include "platform/parallel/parallelism_settings.h"
+
+namespace kalvor {
+
+struct CustomSettings {
+    // Pi by its first algorithm to 50,000,000 digits, output and verification on, the machine's default
+    // tasks, "mmap".
+    CustomSettings();
+
+    std::unique_ptr<Constant> constant;
+    ComputeSize size;
+    bool enable_hex = false;
+    std::string path;  // where the digits go; empty: the current folder
+    bool output_enable = true;
+    bool output_verify = true;
+    trel::ParallelismSettings parallelism;
+    std::unique_ptr<trel::AllocatorConfig> allocator;
+
+    // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
+    void set_decimal_digits(trel::i64 digits);
+};
+
+}  // namespace kalvor

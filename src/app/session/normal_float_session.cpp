@@ -1,0 +1,214 @@
+#include "app/session/normal_float_session.h"
+
+#include <algorithm>
+
+#include "app/record/digit_report.h"
+#include "arith/multiply/transform_tables.h"
+#include "base/clock/cpu_utilization.h"
+#include "base/clock/date_text.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
+#include "base/status/status_scope.h"
+#include "os/memory_status.h"
+#include "platform/fileio/output_folder.h"
+#include "platform/memory/allocate_heap.h"
+
+namespace kalvor {
+
+using trel::AlignedBufferC;
+using trel::MultiplyContext;
+using trel::ParallelContext;
+using trel::round_up_64;
+namespace Console = trel::Console;
+
+namespace {
+
+constexpr u64 kLineWidth = 79;
+constexpr double kRefreshSeconds = 1.0;
+constexpr u64 kAlignmentLog2 = 21;  // huge pages fit into the regions
+constexpr u64 kHeaderWidth = 22;
+constexpr u64 kNameWidth = 12;
+
+}  // namespace
+
+// The two regions of a run and what lives in them.
+struct NormalFloatSessionB::Regions {
+    trel::HeapAllocation working;
+    trel::HeapAllocation twiddles;
+    std::unique_ptr<trel::TransformTables> tables;
+};
+
+NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings) : settings_(settings) {
+    const ComputeSize& size = settings.size;
+    const u64 tds = settings.parallelism.task_decomposition;
+    plan_ = settings.constant->plan(size.words, tds);
+    writer_plan_ =
+        WriterPlan::make(plan_->result_words(), size.decimal_digits, size.decimal_digits,
+                         settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
+    max_product_words_ = std::max(plan_->max_product_words(), writer_plan_.max_product_words);
+    memory_.working_memory = round_up_64(8 * plan_->result_words()) +
+                             round_up_64(std::max(plan_->working_bytes(), writer_plan_.working_bytes));
+    memory_.twiddle_tables = round_up_64(trel::TransformTables::bytes(max_product_words_));
+    status_ = std::make_unique<trel::LinearConsoleNode>(kLineWidth, kRefreshSeconds);
+}
+
+NormalFloatSessionB::~NormalFloatSessionB() = default;
+
+void NormalFloatSessionB::check_memory() {
+    const trel::os::MemoryStatus machine = trel::os::memory_status();
+    const u64 needed = memory_.total();
+    if (needed > machine.address_space) status_->FatalError("Insufficient Address Space");
+    const char* shortage = needed > machine.total_physical ? "There is insufficient physical memory."
+                           : needed > machine.available_physical
+                               ? "There is insufficient available physical memory."
+                               : nullptr;
+    if (shortage == nullptr) return;
+    status_->Warning(shortage);
+    status_->Warning(
+        "Insufficient memory may lead to virtual memory thrashing which can cause severe\n"
+        "performance degradation and/or system unresponsiveness.");
+}
+
+void NormalFloatSessionB::print_header() {
+    const Constant& constant = *settings_.constant;
+    status_->Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
+    status_->Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
+    status_->Status_Line("");
+    status_->Status_Label(kHeaderWidth,
+                          "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
+    if (settings_.enable_hex) {
+        status_->Status_Label(kHeaderWidth, "Hexadecimal Digits:",
+                              {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
+    } else {
+        status_->Status_Label(kHeaderWidth, "Hexadecimal Digits:", {'g', "Disabled"});
+    }
+    status_->Status_Line("");
+    status_->Status_Label(kHeaderWidth, "Computation Mode:", {'R', "Ram Only"});
+    status_->Status_Label(kHeaderWidth, "Multi-Threading:", {'T', settings_.parallelism.summary()});
+    status_->Status_Line("");
+    status_->Status_Label(kHeaderWidth, "Start Time:", {'Y', record_.start_date});
+    status_->Status_Line("");
+}
+
+void NormalFloatSessionB::allocate(Regions& regions) {
+    const ParallelContext parallel{framework_.get(), settings_.parallelism.task_decomposition};
+    settings_.allocator->acquire_permissions();
+    auto phase = [&](const char* progress, const char* label, const char* event, u64 bytes,
+                     trel::HeapAllocation& heap, auto&& build) {
+        {
+            trel::StatusFrame frame(*status_, progress);
+            frame.node().refresh(true);
+            heap = trel::allocate_heap(*settings_.allocator, parallel, kAlignmentLog2, bytes);
+            build();
+        }
+        status_->Status_ColoredLine(
+            {{'w', label}, {'Y', Console::format_bytes(bytes) + ", " + heap.summary}});
+        log_.add(wall_.seconds(), event);
+    };
+    phase("Working Memory...  ", "Working Memory: ", "Working Memory", memory_.working_memory,
+          regions.working, [] {});
+    phase("Twiddle Tables...  ", "Twiddle Tables: ", "Twiddle Tables", memory_.twiddle_tables,
+          regions.twiddles, [&] {
+              regions.tables = std::make_unique<trel::TransformTables>(max_product_words_,
+                                                                       regions.twiddles.buffer(), parallel);
+          });
+    status_->Status_Line("");
+}
+
+void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& value) {
+    status_->Status_Label(kHeaderWidth, "Begin Computation:", {'Y', trel::date_time_text()});
+    status_->Status_Line("");
+    log_.add(wall_.seconds(), "Begin Computation");
+    compute_timer_.restart();
+    plan_->run(context, *status_, value);
+    log_.add(wall_.seconds(), "End Computation");
+}
+
+std::string NormalFloatSessionB::file_base(bool hexadecimal) const {
+    return folder_ + settings_.constant->name_short() + (hexadecimal ? " - Hex - " : " - Dec - ") +
+           settings_.constant->algorithm_short();
+}
+
+void NormalFloatSessionB::write_digits(const MultiplyContext& context, const BigFloat& value) {
+    FloatWriterB writer(writer_plan_, context, *status_, value);
+    writer.convert();
+    compute_ = compute_timer_.elapsed();
+    if (settings_.output_verify) writer.verify();
+    if (settings_.enable_hex) {
+        if (settings_.output_verify) writer.verify_binary_words();
+        if (settings_.output_enable) {
+            record_.hexadecimal = writer.write_hex_digits(file_base(true));
+            if (settings_.output_verify)
+                writer.read_check(file_base(true) + ".txt", *record_.hexadecimal, 16);
+        } else {
+            record_.hexadecimal = writer.stat_hex_digits();
+        }
+    }
+    if (settings_.output_enable) {
+        record_.decimal = writer.write_dec_digits(file_base(false));
+        if (settings_.output_verify) writer.read_check(file_base(false) + ".txt", *record_.decimal, 10);
+    } else {
+        record_.decimal = writer.stat_dec_digits();
+    }
+    log_.add(wall_.seconds(), "Digits Written");
+}
+
+void NormalFloatSessionB::report() {
+    record_.end_date = trel::date_time_text();
+    record_.compute_seconds = compute_.wall;
+    record_.wall_seconds = wall_.seconds();
+    record_.event_log = log_.text();
+
+    status_->Status_Line("");
+    if (record_.hexadecimal) Console::print(last_digits_block(record_.hexadecimal->last), 'w');
+    if (record_.decimal) {
+        Console::print(last_digits_block(record_.decimal->last), 'w');
+        Console::print_line(counts_line(record_.decimal->counts));
+    }
+    if (record_.hexadecimal) Console::print_line(counts_line(record_.hexadecimal->counts));
+    if (record_.decimal) Console::print_line(hash_line(*record_.decimal));
+    if (record_.hexadecimal) Console::print_line(hash_line(*record_.hexadecimal));
+    status_->Status_Line("");
+
+    status_->Status_Label(kNameWidth, "Start Time:", {'Y', record_.start_date});
+    status_->Status_Label(kNameWidth, "End Time:", {'Y', record_.end_date});
+    status_->Status_Line("");
+    Console::print("Total Computation Time:      ", 'w');
+    Console::print_line(Console::format_time(record_.compute_seconds), 'G');
+    Console::print("Start-to-End Wall Time:     ", 'w');
+    Console::print_line(Console::format_time(record_.wall_seconds), 'G');
+    status_->Status_Line("");
+    trel::print_cpu_utilization(compute_);
+}
+
+const RunRecord& NormalFloatSessionB::run() {
+    wall_.restart();
+    record_.start_date = trel::date_time_text();
+    record_.constant = settings_.constant->name_long();
+    record_.algorithm = settings_.constant->algorithm_long();
+    record_.decimal_digits = settings_.size.decimal_digits;
+    record_.hexadecimal_digits = settings_.enable_hex ? settings_.size.hexadecimal_digits : 0;
+
+    if (settings_.output_enable || !settings_.path.empty()) {
+        folder_ = trel::FileIO::prepare_output_folder(settings_.path);
+    }
+    check_memory();
+    print_header();
+    framework_ = settings_.parallelism.make_config()->make_framework();
+    Regions regions;
+    allocate(regions);
+
+    AlignedBufferC memory = regions.working.buffer();
+    const AlignedBufferC result = memory.spawn_words(plan_->result_words());
+    BigFloat value(result.word_pointer(), result.words());
+    const MultiplyContext context{
+        {framework_.get(), settings_.parallelism.task_decomposition}, memory, regions.tables.get()};
+    compute(context, value);
+    write_digits(context, value);
+    report();
+    return record_;
+}
+
+}  // namespace kalvor

@@ -1,0 +1,47 @@
+// The report blocks on digits, character by character.
+#include "app/record/digit_report.h"
+
+#include <gtest/gtest.h>
+
+namespace kalvor {
+namespace {
+
+TEST(DigitReportTest, LastDigitsInGroupsOfTenAndLinesOfFifty) {
+    LastDigits last;
+    last.start = 999900;
+    last.radix = 10;
+    for (int i = 0; i < 100; i++) last.text += static_cast<char>('0' + i % 10);
+    EXPECT_EQ(last_digits_block(last),
+              "Last Decimal Digits:\n"
+              "0123456789 0123456789 0123456789 0123456789 0123456789  :  999,950\n"
+              "0123456789 0123456789 0123456789 0123456789 0123456789  :  1,000,000\n"
+              "\n");
+}
+
+TEST(DigitReportTest, AnIncompleteLineEndsWithoutAPosition) {
+    LastDigits last;
+    last.start = 50;
+    last.radix = 16;
+    last.text = std::string(50, 'a') + "b";
+    EXPECT_EQ(last_digits_block(last),
+              "Last Hexadecimal Digits:\n"
+              "aaaaaaaaaa aaaaaaaaaa aaaaaaaaaa aaaaaaaaaa aaaaaaaaaa  :  100\n"
+              "b\n"
+              "\n");
+}
+
+TEST(DigitReportTest, CountsAndHash) {
+    OutputStats stats;
+    stats.counts = DigitCounts(10);
+    for (trel::u64 i = 0; i < 10; i++) stats.counts.count[i] = i;
+    stats.hash = (1ULL << 61) - 1;
+    EXPECT_EQ(counts_line(stats.counts), "Dec Counts: {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}");
+    EXPECT_EQ(hash_line(stats), "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = 0");
+    stats.counts = DigitCounts(16);
+    stats.hash = 1234567;
+    EXPECT_EQ(counts_line(stats.counts), "Hex Counts: {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}");
+    EXPECT_EQ(hash_line(stats), "Hex Hash: Floor(|x| * 16^hex) mod (2^61 - 1) = 1234567");
+}
+
+}  // namespace
+}  // namespace kalvor

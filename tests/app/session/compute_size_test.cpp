@@ -1,0 +1,51 @@
+// The sizes that a digit count leads to, against exact integer arithmetic of the ratio log 10 / log 16.
+#include "app/session/compute_size.h"
+
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+namespace kalvor {
+namespace {
+
+// floor(D * log 10 / log 16) + 1 with 300 bits.
+trel::u64 exact_hexadecimal(trel::u64 digits) {
+    mpfr_t a, b;
+    mpfr_inits2(300, a, b, nullptr);
+    mpfr_set_ui(a, 10, MPFR_RNDN);
+    mpfr_log(a, a, MPFR_RNDN);
+    mpfr_set_ui(b, 16, MPFR_RNDN);
+    mpfr_log(b, b, MPFR_RNDN);
+    mpfr_div(a, a, b, MPFR_RNDN);
+    mpfr_mul_ui(a, a, static_cast<unsigned long>(digits), MPFR_RNDN);
+    const trel::u64 result = mpfr_get_ui(a, MPFR_RNDD) + 1;
+    mpfr_clears(a, b, nullptr);
+    return result;
+}
+
+TEST(ComputeSizeTest, HexadecimalDigitsAndWords) {
+    for (const trel::u64 digits :
+         {100ULL, 101ULL, 1000ULL, 10000ULL, 1000000ULL, 50000000ULL, 1000000000ULL, (1ULL << 52) - 1,
+          1ULL << 52, 10000000000000000ULL, 900000000000000001ULL}) {
+        const ComputeSize size = ComputeSize::from_decimal(digits);
+        EXPECT_EQ(size.decimal_digits, digits);
+        EXPECT_EQ(size.hexadecimal_digits, exact_hexadecimal(digits)) << digits;
+        EXPECT_EQ(size.words, size.hexadecimal_digits / 16 + 3);
+    }
+}
+
+TEST(ComputeSizeTest, ClampsToTheBoundsWithAWarning) {
+    std::string warning;
+    EXPECT_EQ(clamp_decimal_digits(99, 1000, warning), 100U);
+    EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum.");
+    EXPECT_EQ(clamp_decimal_digits(-5, 1000, warning), 100U);
+    EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum.");
+    EXPECT_EQ(clamp_decimal_digits(1001, 1000, warning), 1000U);
+    EXPECT_EQ(warning, "Precision above maximum: Clipping to maximum.");
+    EXPECT_EQ(clamp_decimal_digits(1000, 1000, warning), 1000U);
+    EXPECT_EQ(warning, "");
+    EXPECT_EQ(clamp_decimal_digits(100, 1000, warning), 100U);
+    EXPECT_EQ(warning, "");
+}
+
+}  // namespace
+}  // namespace kalvor

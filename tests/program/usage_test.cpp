@@ -1,0 +1,73 @@
+// The program without work to do: how to call it, the about page, console options, exit codes.
+#include <gtest/gtest.h>
+
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::run_kalvor;
+
+TEST(UsageTest, NoActionShowsHowToCallTheProgram) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                      {"colors:0", "pause:-2"},
+                                                      {"custom"},
+                                                      {"priority:-1", "skip-warnings", "custom"}}) {
+        const ProgramRun run = run_kalvor(arguments);
+        EXPECT_EQ(run.exit_code, 0) << run.out;
+        EXPECT_TRUE(run.has("Usage:  kalvor [console options] action [options]\n")) << run.out;
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+TEST(UsageTest, StartsWithTheProcessorCheck) {
+    const ProgramRun run = run_kalvor({"skip-warnings", "about"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.out.rfind("\nChecking processor/OS features...\n\nRequired Features:\n"
+                            "    x64, ABM, BMI1, BMI2, ADX,\n"
+                            "    SSE, SSE2, SSE3, SSSE3, SSE4.1, SSE4.2,\n"
+                            "    AVX, FMA3, AVX2,\n"
+                            "    AVX512-(F/CD/VL/BW/DQ/IFMA/VBMI)\n\n",
+                            0),
+              0U)
+        << run.out;
+}
+
+TEST(UsageTest, AboutPage) {
+    const ProgramRun run = run_kalvor({"skip-warnings", "about"});
+    EXPECT_TRUE(run.has("Kalvor - Euler's Constant to the eXtReMe\n")) << run.out;
+    EXPECT_TRUE(run.has("Version: 0.7.8 Build 9507\n")) << run.out;
+    EXPECT_TRUE(
+        run.has("Disclaimer:\n"
+                "Performing large multi-threaded computations using this program may\n"
+                "subject your computer to extremely high levels of stress for extended\n"
+                "periods of time. To protect your computer, MAKE SURE that your hardware\n"
+                "is stable and fit before performing large computations. I will take\n"
+                "absolutely no responsibility for any damage that may be caused by this\n"
+                "program.\n"))
+        << run.out;
+}
+
+TEST(UsageTest, AnOptionAfterTheActionIsNoConsoleOption) {
+    const ProgramRun run = run_kalvor({"custom", "pi", "pause:-2"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_TRUE(run.has("\nInvalid Parameter: pause:-2\n")) << run.out;
+}
+
+TEST(UsageTest, PauseNeverBlocksAtTheEndOfInput) {
+    const ProgramRun run = run_kalvor({"pause:1", "skip-warnings", "about"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_TRUE(run.has("Press any key to continue . . . ")) << run.out;
+    EXPECT_FALSE(run_kalvor({"pause:-1", "skip-warnings", "about"}).has("Press any key"));
+    EXPECT_TRUE(run_kalvor({"pause:-1", "skip-warnings", "nonsense"}).has("Press any key"));
+    EXPECT_FALSE(run_kalvor({"pause:-2", "skip-warnings", "nonsense"}).has("Press any key"));
+}
+
+TEST(UsageTest, RedirectedOutputHasNoEscapesNorCarriageReturns) {
+    const ProgramRun run = run_kalvor({"skip-warnings", "custom", "pi", "-dec:1000", "-od:0"});
+    EXPECT_EQ(run.exit_code, 0) << run.out;
+    EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
+    EXPECT_EQ(run.out.find('\r'), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+// Runs the program under test as a user would, and looks at what it left behind.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kalvor_test {
+
+struct ProgramRun {
+    int exit_code = -1;  // 128 + signal when a signal ended it
+    std::string out;     // standard output
+    std::string err;     // standard error
+    long peak_kib = 0;   // largest resident set
+
+    bool has(const std::string& text) const { return out.find(text) != std::string::npos; }
+    // The rest of the first line that begins with `label`, blanks at both ends removed; empty when there is
+    // none.
+    std::string value(const std::string& label) const;
+};
+
+struct RunOptions {
+    std::vector<std::string> environment;    // "NAME=value" in addition to this process's
+    std::string folder;                      // working folder
+    unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
+};
+
+// Arguments without the program's own path.
+ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOptions& options = {});
+
+// An empty folder that is removed with the object.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::string& path() const { return path_; }  // without final "/"
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+    std::vector<std::string> files() const;  // names, sorted
+
+  private:
+    std::string path_;
+};
+
+// The whole file; empty when it cannot be read.
+std::string read_file(const std::string& path);
+
+}  // namespace kalvor_test
