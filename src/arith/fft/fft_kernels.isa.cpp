@@ -591,31 +591,14 @@ struct JoinJob {
     double* work;
     const double* streams;  // rounded coefficients: S streams of `step` blocks
     u64 column;             // first column of these blocks
-    u64 last_column;        // the first column beyond the segment
     u64* carry;             // 2 S running carries, biased
 };
 
-// Bytes [from, from + b) of a stream's group of eight points, the part that is not written by whole words.
-void store_clipped(const JoinJob& job, u64 stream, u64 column, const u8* bytes) {
-    const FftPlan& plan = *job.plan;
-    const u64 S = plan.streams(), columns = plan.columns();
-    const u64 part = stream >= S, s = stream - part * S;
-    const u64 position = (stream * columns + column) / kBlocksPerGroup * plan.b;
-    const FftWindow& w = *job.window;
-    if (position >= w.hi) return;
-    u8* slot = reinterpret_cast<u8*>(job.work + (s * columns + column) * kBlock + part * 8);
-    for (u64 i = 0; i < plan.b; i++) {
-        const u64 p = position + i;
-        if (p >= w.hi) return;
-        (p < w.lo ? slot[i] : w.base[p]) = bytes[i];
-    }
-}
-
-// Eight point vectors (lanes are streams) -> b bytes a lane in W words.
+// Eight point vectors (lanes are streams) -> b bytes a lane: words 0 and, for b > 16, 1 of them, and the last 8 bytes.
 template <u32 b>
-FFT_INLINE void join_points(const V x[8], VI& carry, VI w[3]) {
+FFT_INLINE void join_points(const V x[8], VI& carry, VI out[3]) {
     const VI bias = bci(kMagicBits >> b), mask = bci((u64(1) << b) - 1);
-    w[0] = w[1] = w[2] = bci(0);
+    VI w[3] = {bci(0), bci(0), bci(0)};
 #pragma GCC unroll 8
     for (u32 i = 0; i < 8; i++) {
         // the magic number's bits and the bias of the carry keep the sum positive: logical shifts do
@@ -623,18 +606,48 @@ FFT_INLINE void join_points(const V x[8], VI& carry, VI w[3]) {
         carry = t >> b;
         const VI digit = t & mask;
         const u32 word = i * b / 64, bit = i * b % 64;
-        w[word] |= bit == 0 ? digit : digit << bit;
-        if (bit + b > 64) w[word + 1] |= digit >> (64 - bit);
+        w[word] = bit == 0 ? digit : w[word] | digit << bit;
+        if (bit + b > 64) w[word + 1] = digit >> (64 - bit);
+    }
+    constexpr u32 kLast = b <= 16 ? 1 : 2;
+    constexpr u32 kOff = 8 * b - 64 * kLast;  // bits in the last word
+    out[0] = w[0];
+    out[1] = w[1];
+    out[kLast] = kOff == 64 ? w[kLast] : w[kLast - 1] >> kOff | w[kLast] << (64 - kOff);
+}
+
+// Exactly b bytes from the words of one lane.
+template <u32 b>
+FFT_INLINE void store_points(u8* to, const u64* words) {
+    __builtin_memcpy(to, words, 8);
+    if (b > 16) __builtin_memcpy(to + 8, words + L, 8);
+    __builtin_memcpy(to + b - 8, words + (b <= 16 ? L : 2 * L), 8);
+}
+
+// The same where the window may end within the b bytes or beside them.
+template <u32 b>
+void store_clipped(const JoinJob& job, u64 stream, u64 column, const u64* words) {
+    const FftPlan& plan = *job.plan;
+    const FftWindow& w = *job.window;
+    const u64 S = plan.streams(), columns = plan.columns();
+    const u64 position = (stream * columns + column) / kBlocksPerGroup * b;
+    if (position >= w.hi) return;
+    if (position >= w.lo && position + b <= w.hi) return store_points<b>(w.base + position, words);
+    const u64 part = stream >= S;
+    u8* slot = reinterpret_cast<u8*>(job.work + ((stream - part * S) * columns + column) * kBlock + part * 8);
+    store_points<b>(slot, words);
+    for (u64 i = position < w.lo ? w.lo - position : 0; i < b && position + i < w.hi; i++) {
+        w.base[position + i] = slot[i];
     }
 }
 
 template <u32 b>
 void join_block(const JoinJob& job) {
     constexpr u32 kWords = b <= 16 ? 2 : 3;
-    constexpr u64 kReach = 8 * kWords;  // bytes that the fast stores write
     const FftPlan& plan = *job.plan;
     const FftWindow& window = *job.window;
-    const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
+    const u64 S = plan.streams(), step = plan.step;
+    const u64 lane_bytes = plan.columns() * b / kBlocksPerGroup;
     for (u64 g = 0; g < 2 * S; g += L) {
         VI carry = ldi(job.carry + g);
         const double* in[L];
@@ -642,7 +655,6 @@ void join_block(const JoinJob& job) {
             const u64 part = g + l >= S;
             in[l] = job.streams + (g + l - part * S) * step * kBlock + part * L;
         }
-        const u64 lane_bytes = columns * b / kBlocksPerGroup;
         for (u64 c = 0; c < step; c += kBlocksPerGroup) {
             V x[8];
             for (u64 h = 0; h < kBlocksPerGroup; h++) {
@@ -651,21 +663,15 @@ void join_block(const JoinJob& job) {
             }
             VI w[3];
             join_points<b>(x, carry, w);
-            alignas(64) u64 words[3][L];
-            for (u32 i = 0; i < kWords; i++) sti(words[i], w[i]);
+            alignas(64) u64 words[kWords * L];
+            for (u32 i = 0; i < kWords; i++) sti(words + i * L, w[i]);
             const u64 column = job.column + c;
-            // whole words reach beyond the eight points' bytes: only where what follows is written later
-            const bool later = column + kBlocksPerGroup * 4 <= job.last_column;
-            u64 position = g * lane_bytes + column / kBlocksPerGroup * b;
-            for (u32 l = 0; l < L; l++, position += lane_bytes) {
-                if (__builtin_expect(later && position >= window.lo && position + kReach <= window.hi, 1)) {
-                    u8* out = window.base + position;
-                    for (u32 i = 0; i < kWords; i++) __builtin_memcpy(out + 8 * i, &words[i][l], 8);
-                } else {
-                    u64 bytes[3];
-                    for (u32 i = 0; i < kWords; i++) bytes[i] = words[i][l];
-                    store_clipped(job, g + l, column, reinterpret_cast<const u8*>(bytes));
-                }
+            const u64 position = g * lane_bytes + column / kBlocksPerGroup * b;
+            if (__builtin_expect(position >= window.lo && position + (L - 1) * lane_bytes + b <= window.hi, 1)) {
+                u8* out = window.base + position;
+                for (u32 l = 0; l < L; l++, out += lane_bytes) store_points<b>(out, words + l);
+            } else {
+                for (u32 l = 0; l < L; l++) store_clipped<b>(job, g + l, column, words + l);
             }
         }
         sti(job.carry + g, carry);
@@ -705,7 +711,7 @@ void inverse_top(const FftPlan& plan, const FftWindow& window, double* work, u64
     const u64 bias = kMagicBits >> plan.b;
     for (u64 s = 0; s < 2 * S; s++) carry[s] = bias;
     const JoinBlock join_these = kJoinBlock[plan.b];
-    JoinJob job{&plan, &window, work, streams, c0, c1, carry};
+    JoinJob job{&plan, &window, work, streams, c0, carry};
     for (u64 c = c0; c < c1; c += step) {
         FftQuad space;
         for (u64 q = 0; q < plan.r0; q++) {
