@@ -441,44 +441,68 @@ FFT_INLINE V cut_points(const Cutter& cut, const u8* p, u32 half) {
 
 constexpr u64 kBlocksPerGroup = 8 / L;  // blocks that hold eight points
 
-// Groups of eight points near an end of the operand, from a copy with zeros around it.
-void cut_edge(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
+// An operand with copies of its ends, so that reads of whole vectors stay inside memory that is ours: `head` stands for
+// bytes -1 .. 62, `tail` for the last 64 bytes and as many zeros.
+struct Operand {
+    alignas(64) u8 head[64];
+    alignas(64) u8 tail[128];
+    const u8* data;
+    u64 bytes;
+};
+
+void set_operand(Operand& o, const u8* data, u64 bytes) {
+    o.data = data;
+    o.bytes = bytes;
+    __builtin_memset(o.tail, 0, sizeof o.tail);
+    o.head[0] = 0;
+    if (bytes >= 64) {
+        __builtin_memcpy(o.head + 1, data, 63);
+        __builtin_memcpy(o.tail, data + bytes - 64, 64);
+    } else {
+        __builtin_memset(o.head, 0, sizeof o.head);
+        for (u64 i = 0; i < bytes; i++) o.head[1 + i] = o.tail[64 - bytes + i] = data[i];
+    }
+}
+
+// Groups of eight points at or near an end of the operand.
+void cut_edge(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 n) {
     for (u64 c = 0; c < n; c += kBlocksPerGroup, offset += cut.b) {
         double* group = out + c * kBlock;
-        if (offset >= bytes) {
+        if (offset >= o.bytes) {
             for (u64 h = 0; h < kBlocksPerGroup; h++) st(group + h * kBlock, bc(0.0));
             continue;
         }
-        alignas(64) u8 staging[64] = {};
-        if (offset != 0) staging[0] = operand[offset - 1];
-        const u64 rest = bytes - offset < kCutReach ? bytes - offset : kCutReach;
-        for (u64 i = 0; i < rest; i++) staging[1 + i] = operand[offset + i];
+        const u64 rest = o.bytes - offset;
+        const u8* p = offset == 0        ? o.head
+                      : rest < kCutReach ? o.tail + 64 - rest - 1
+                                         : o.data + offset - 1;
         for (u64 h = 0; h < kBlocksPerGroup; h++) {
-            st(group + h * kBlock, cut_points(cut, staging, static_cast<u32>(h)));
+            st(group + h * kBlock, cut_points(cut, p, static_cast<u32>(h)));
         }
         // a last field that is full and has its top bit set: unsigned, and without a carry
-        const u64 fields = 8 * (bytes - offset) / cut.b;
-        if (fields <= 8 && fields * cut.b == 8 * (bytes - offset) && operand[bytes - 1] >= 0x80) {
-            const u64 i = fields - 1;
-            group[i / L * kBlock + i % L] += static_cast<double>(u64(1) << cut.b);
-            if (fields < 8) group[fields / L * kBlock + fields % L] -= 1;
+        if (rest <= cut.b && o.tail[63] >= 0x80) {
+            const u32 fields = static_cast<u32>(8 * rest) / cut.b;
+            if (fields * cut.b == 8 * rest) {
+                const u32 i = fields - 1;
+                group[i / L * kBlock + i % L] += static_cast<double>(u64(1) << cut.b);
+                if (fields < 8) group[fields / L * kBlock + fields % L] -= 1;
+            }
         }
     }
 }
 
-// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the
-// operand.
-FFT_INLINE void cut_stream(const Cutter& cut, double* out, const u8* operand, u64 bytes, u64 offset, u64 n) {
-    if (offset >= bytes) {
+// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the operand.
+FFT_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 n) {
+    if (offset >= o.bytes) {
         for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
-    } else if (offset != 0 && offset + n * cut.b + kCutReach <= bytes) {
-        const u8* p = operand + offset - 1;
+    } else if (offset != 0 && offset + n * cut.b + kCutReach <= o.bytes) {
+        const u8* p = o.data + offset - 1;
         for (u64 c = 0; c < n; c++) {
             st(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
             if ((c + 1) % kBlocksPerGroup == 0) p += cut.b;
         }
     } else {
-        cut_edge(cut, out, operand, bytes, offset, n);
+        cut_edge(cut, out, o, offset, n);
     }
 }
 
@@ -508,6 +532,8 @@ void forward_top(const FftPlan& plan, double* data, const u8* operand, u64 bytes
     alignas(64) double streams[FftPlan::kMaxStreams * kMaxStep * kBlock];
     Cutter cut;
     set_cutter(cut, plan.b);
+    Operand o;
+    set_operand(o, operand, bytes);
     const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
     const u64 column_bytes_2 = plan.b * 2 / kBlocksPerGroup;  // bytes of two columns: an integer
     const u64 im_offset = S * columns * column_bytes_2 / 2;
@@ -518,8 +544,8 @@ void forward_top(const FftPlan& plan, double* data, const u8* operand, u64 bytes
         for (u64 s = 0; s < S; s++) {
             const u64 offset = (s * columns + c) * column_bytes_2 / 2;
             double* out = streams + s * step * kBlock;
-            cut_stream(cut, out, operand, bytes, offset, step);
-            if (!real) cut_stream(cut, out + L, operand, bytes, im_offset + offset, step);
+            cut_stream(cut, out, o, offset, step);
+            if (!real) cut_stream(cut, out + L, o, im_offset + offset, step);
         }
         if (real) {
             first_radix<true>(plan, streams, r1 * step, q0);

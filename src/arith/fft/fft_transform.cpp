@@ -53,10 +53,9 @@ void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 positi
         if (position >= w.lo && position + 8 <= w.hi) {
             u64 word;
             std::memcpy(&word, w.base + position, 8);
-            const i128 sum = static_cast<i128>(word) + carry;
-            word = static_cast<u64>(sum);
-            std::memcpy(w.base + position, &word, 8);
-            carry = static_cast<i64>(sum >> 64);
+            const u64 sum = word + static_cast<u64>(carry);
+            std::memcpy(w.base + position, &sum, 8);
+            carry = (sum < word) - (carry < 0);  // of the signed addition
             position += 8;
             continue;
         }
@@ -167,8 +166,9 @@ void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total
     i64 carries[2 * FftPlan::kMaxStreams];
     const u64 stream_bits = convolution_bits_ / points;
     const auto resolve = [&](const i64* carry, u64 end_step) {
-        for (u64 s = 0; s < points; s++) {
-            add_carry(plan_, window, work, (stream_bits * s + stream_bits * end_step / steps) / 8, carry[s]);
+        u64 end_bits = end_step == steps ? stream_bits : stream_bits / steps * end_step;
+        for (u64 s = 0; s < points; s++, end_bits += stream_bits) {
+            add_carry(plan_, window, work, end_bits / 8, carry[s]);
         }
     };
     if (n < 2) {
