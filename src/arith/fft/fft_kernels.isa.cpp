@@ -180,7 +180,7 @@ FFT_INLINE void inverse_odd(Complex x[a]) {
 
 // One radix over n columns; the R inputs (outputs) of a column lie in_stride (out_stride) doubles apart. R =
 // 3 and 5 need no quad. in == out with equal strides is in place.
-template <int R, bool real>
+template <int R, bool real, bool past_caches = false>
 FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
                              const FftQuad* q) {
     for (u64 c = 0; c < n; c++) {
@@ -194,7 +194,15 @@ FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 o
         } else if constexpr (R != 1) {
             forward_radix<R, real>(x, q);
         }
-        for (int i = 0; i < R; i++) store(out + c * kBlock + i * out_stride, x[i]);
+        for (int i = 0; i < R; i++) {
+            double* p = out + c * kBlock + i * out_stride;
+            if (past_caches) {
+                st_past(p, x[i].re);
+                st_past(p + L, x[i].im);
+            } else {
+                store(p, x[i]);
+            }
+        }
     }
 }
 
@@ -441,8 +449,8 @@ FFT_INLINE V cut_points(const Cutter& cut, const u8* p, u32 half) {
 
 constexpr u64 kBlocksPerGroup = 8 / L;  // blocks that hold eight points
 
-// An operand with copies of its ends, so that reads of whole vectors stay inside memory that is ours: `head` stands for
-// bytes -1 .. 62, `tail` for the last 64 bytes and as many zeros.
+// An operand with copies of its ends, so that reads of whole vectors stay inside memory that is ours: `head`
+// stands for bytes -1 .. 62, `tail` for the last 64 bytes and as many zeros.
 struct Operand {
     alignas(64) u8 head[64];
     alignas(64) u8 tail[128];
@@ -473,9 +481,7 @@ void cut_edge(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 
             continue;
         }
         const u64 rest = o.bytes - offset;
-        const u8* p = offset == 0        ? o.head
-                      : rest < kCutReach ? o.tail + 64 - rest - 1
-                                         : o.data + offset - 1;
+        const u8* p = offset == 0 ? o.head : rest < kCutReach ? o.tail + 64 - rest - 1 : o.data + offset - 1;
         for (u64 h = 0; h < kBlocksPerGroup; h++) {
             st(group + h * kBlock, cut_points(cut, p, static_cast<u32>(h)));
         }
@@ -491,7 +497,8 @@ void cut_edge(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 
     }
 }
 
-// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the operand.
+// n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the
+// operand.
 FFT_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 n) {
     if (offset >= o.bytes) {
         for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
@@ -509,7 +516,10 @@ FFT_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64
 // ---- the top sweep
 // --------------------------------------------------------------------------------------------------
 
-constexpr u32 kMaxStep = 4;
+constexpr u32 kMaxStep = 16;  // 128 KB of stack for 64 streams
+
+// Data from this size on are written past the caches: they would have left them before they are read.
+constexpr u64 kPastCaches = u64(1) << 22;
 
 template <bool real>
 FFT_INLINE void first_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q) {
@@ -540,6 +550,7 @@ void forward_top(const FftPlan& plan, double* data, const u8* operand, u64 bytes
     const bool real = bytes <= im_offset;
     const FftQuad* q0 = plan.twiddles.direct + 1;
     const u64 r1 = u64(1) << plan.log_r1;
+    const bool past_caches = plan.log_r1 == 3 && S * columns * kBlock * sizeof(double) >= kPastCaches;
     for (u64 c = c0; c < c1; c += step) {
         for (u64 s = 0; s < S; s++) {
             const u64 offset = (s * columns + c) * column_bytes_2 / 2;
@@ -558,13 +569,16 @@ void forward_top(const FftPlan& plan, double* data, const u8* operand, u64 bytes
                 plan.a == 1 ? quad_of(plan, 0, plan.log_r0, q, &space) : quad_of(plan, q, 0, 0, &space);
             const double* in = streams + q * r1 * step * kBlock;
             double* out = data + (q * r1 * columns + c) * kBlock;
-            if (plan.log_r1 == 3) {
+            if (past_caches) {
+                forward_pass<8, false, true>(in, step * kBlock, out, columns * kBlock, step, quad);
+            } else if (plan.log_r1 == 3) {
                 forward_pass<8, false>(in, step * kBlock, out, columns * kBlock, step, quad);
             } else {
                 forward_pass<4, false>(in, step * kBlock, out, columns * kBlock, step, quad);
             }
         }
     }
+    if (past_caches) _mm_sfence();
 }
 
 void forward_streams(const FftPlan& plan, double* data, u64 s0, u64 s1) {
@@ -620,7 +634,8 @@ struct JoinJob {
     u64* carry;             // 2 S running carries, biased
 };
 
-// Eight point vectors (lanes are streams) -> b bytes a lane: words 0 and, for b > 16, 1 of them, and the last 8 bytes.
+// Eight point vectors (lanes are streams) -> b bytes a lane: words 0 and, for b > 16, 1 of them, and the last
+// 8 bytes.
 template <u32 b>
 FFT_INLINE void join_points(const V x[8], VI& carry, VI out[3]) {
     const VI bias = bci(kMagicBits >> b), mask = bci((u64(1) << b) - 1);
@@ -693,7 +708,8 @@ void join_block(const JoinJob& job) {
             for (u32 i = 0; i < kWords; i++) sti(words + i * L, w[i]);
             const u64 column = job.column + c;
             const u64 position = g * lane_bytes + column / kBlocksPerGroup * b;
-            if (__builtin_expect(position >= window.lo && position + (L - 1) * lane_bytes + b <= window.hi, 1)) {
+            if (__builtin_expect(position >= window.lo && position + (L - 1) * lane_bytes + b <= window.hi,
+                                 1)) {
                 u8* out = window.base + position;
                 for (u32 l = 0; l < L; l++, out += lane_bytes) store_points<b>(out, words + l);
             } else {

@@ -27,6 +27,9 @@ FFT_INLINE V ld(const double* p) {
 FFT_INLINE void st(double* p, V x) {
     _mm512_store_pd(p, x);
 }
+FFT_INLINE void st_past(double* p, V x) {
+    _mm512_stream_pd(p, x);
+}
 FFT_INLINE V bc(double x) {
     return _mm512_set1_pd(x);
 }
@@ -109,6 +112,9 @@ FFT_INLINE V ld(const double* p) {
 }
 FFT_INLINE void st(double* p, V x) {
     _mm256_store_pd(p, x);
+}
+FFT_INLINE void st_past(double* p, V x) {
+    _mm256_stream_pd(p, x);
 }
 FFT_INLINE V bc(double x) {
     return _mm256_set1_pd(x);
