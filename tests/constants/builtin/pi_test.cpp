@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
+#include <regex>
 #include <tuple>
 
 #include "arith/multiply/algorithm_table.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
@@ -77,5 +79,92 @@ TEST_P(PiTest, AgreesWithTheReference) {
 INSTANTIATE_TEST_SUITE_P(All, PiTest,
                          testing::Combine(testing::Values(0, 1, 2, 3), testing::Values(1, -1),
                                           testing::Values(1, 2, 7)));
+
+// Odd and even numbers of terms, one block and several, at every small precision: a wrong sign rule shows
+// after the first split.
+TEST(PiTermsTest, OddAndEvenTermCounts) {
+    for (u64 p = 3; p < 40; p++) {
+        for (int algorithm = 0; algorithm < 2; algorithm++)
+            check(static_cast<PiAlgorithm>(algorithm), 1, p, 1);
+        if (HasFatalFailure()) return;
+    }
+}
+
+// As many words as the session asks for give every digit it wants, whatever the number of tasks.
+TEST(PiDigitsTest, TheSameForAnyNumberOfTasks) {
+    for (const u64 digits : {100, 3000, 40000}) {
+        const u64 p = words_for(digits);
+        const mpz_class want = reference_pi(1, p - 3);
+        for (const u64 tds : {1, 2, 3, 7, 16}) {
+            for (int algorithm = 0; algorithm < 4; algorithm++) {
+                const PiPlan plan(static_cast<PiAlgorithm>(algorithm), 1, p, tds);
+                Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
+                BigFloat x(result.words(), plan.result_words());
+                Pi_Series_BigFloatR::run(plan, {{thread_framework(), tds}, working.view(), nullptr},
+                                         trel::null_status(), x);
+                // H hexadecimal digits and one word more.
+                ASSERT_EQ(reference::magnitude_at(x, -static_cast<i64>(p) + 3), want) << digits << " " << tds;
+            }
+        }
+    }
+}
+
+TEST(PiPlanTest, PowerIsChecked) {
+    for (const int power : {0, 2, -2}) {
+        try {
+            PiPlan plan(PiAlgorithm::chudnovsky, power, 10, 1);
+            FAIL();
+        } catch (const trel::InvalidParametersException& e) {
+            EXPECT_EQ(e.function, "Pi");
+            EXPECT_EQ(e.message, "Power must be 1 or -1.");
+        }
+    }
+}
+
+// Sizes beyond the last multiplication algorithm are refused while memory is planned.
+TEST(PiPlanTest, SizesBeyondTheLastAlgorithm) {
+    const u64 largest = trel::basic_table64().items().back().threshold_words;
+    if (largest < (u64(1) << 40)) {
+        EXPECT_THROW(PiPlan(PiAlgorithm::chudnovsky, 1, largest, 1), trel::LimitExceededException);
+    }
+}
+
+TEST(PiPlanTest, ReducedMemoryIsLess) {
+    const u64 p = 100000;
+    for (const int algorithm : {0, 1}) {
+        const PiPlan full(static_cast<PiAlgorithm>(algorithm), 1, p, 1);
+        const PiPlan less(static_cast<PiAlgorithm>(algorithm + 2), 1, p, 1);
+        EXPECT_LT(less.working_bytes(), full.working_bytes());
+    }
+}
+
+TEST(PiMessagesTest, StepsAreAnnounced) {
+    const std::regex time("Time: +[0-9.]+ seconds  \\( +[0-9.]+ minutes \\)\n");
+    for (int algorithm = 0; algorithm < 4; algorithm++) {
+        const bool chudnovsky = algorithm % 2 == 0;
+        const PiPlan plan(static_cast<PiAlgorithm>(algorithm), 1, 55, 1);
+        Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
+        BigFloat x(result.words(), plan.result_words());
+        CaptureConsole console;
+        trel::LinearConsoleNode status(79, 1.0);
+        Pi_Series_BigFloatR::run(plan, {trel::serial_context(), working.view(), nullptr}, status, x);
+        const std::string got = std::regex_replace(console.take(), time, "T\n");
+        const std::string series =
+            chudnovsky
+                ? "Pi - Chudnovsky (1988):\nSeries CommonP2B3...  76 terms  (Expansion Factor = 1.466)\nT\n"
+                : "Pi - Ramanujan (1910):\nSeries CommonP2B3...  134 terms  (Expansion Factor = 1.846)\nT\n";
+        const std::string root = chudnovsky ? "InvSqrt(10005)...\nT\n" : "InvSqrt(8)...\nT\n";
+        EXPECT_EQ(got,
+                  series + "Finishing Series\nT\nLarge Division...\nT\n" + root + "Large Multiply...\nT\n");
+    }
+}
+
+TEST(SlowPiTest, AMillionDigits) {
+    const u64 p = words_for(1000000);
+    check(PiAlgorithm::chudnovsky, 1, p, 1);
+    check(PiAlgorithm::chudnovsky_reduced, 1, p, 2);
+    check(PiAlgorithm::ramanujan, -1, p, 3);
+    check(PiAlgorithm::ramanujan_reduced, 1, p, 7);
+}
 
 }  // namespace

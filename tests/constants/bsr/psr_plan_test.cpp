@@ -1,0 +1,159 @@
+#include "constants/bsr/psr_plan.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/capture_console.h"
+#include "support/pi_like_series.h"
+
+using namespace kalvor::BinarySplitting;
+
+namespace {
+
+// Sizes of `growth` nats a term; the rest of the sum needs `precision` words, less `gain` nats a term.
+class LinearSeries final : public Series {
+  public:
+    LinearSeries(u64 terms, u64 precision, double growth, double gain)
+        : Series({terms, precision, 8, 10, false}), growth_(growth), gain_(gain) {}
+    double log_size_to(u64 k) const override { return growth_ * static_cast<double>(k); }
+    DoubleDouble log_size_to_dd(u64 k) const override {
+        return DoubleDouble::from_u64(k) * DoubleDouble(growth_);
+    }
+    DoubleDouble log_remaining(u64 k) const override {
+        const DoubleDouble rest = DoubleDouble::from_u64(precision()) * trel::dd::ln2_64() -
+                                  DoubleDouble::from_u64(k) * DoubleDouble(gain_);
+        return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
+    }
+
+  private:
+    double growth_, gain_;
+};
+
+void expect_cover(const PsrBlocks& blocks, u64 s, u64 N) {
+    ASSERT_FALSE(blocks.empty());
+    ASSERT_EQ(blocks.front().a, s);
+    ASSERT_EQ(blocks.back().b, N);
+    for (std::size_t i = 0; i < blocks.size(); i++) {
+        ASSERT_LT(blocks[i].a, blocks[i].b);
+        ASSERT_GE(blocks[i].precision_start, blocks[i].precision_end);
+        if (i > 0) {
+            ASSERT_EQ(blocks[i].a, blocks[i - 1].b);
+        }
+    }
+}
+
+TEST(SeriesTest, SplitPointIsTheFirstAtHalfOfTheSize) {
+    const PiLikeSeries series(true, 20000);
+    for (const auto& [a, b] :
+         {std::pair<u64, u64>{0, 3}, {0, 101}, {17, 5000}, {4990, 5001}, {1000, 27000}}) {
+        const u64 m = series.split_point(a, b);
+        const double half = (series.log_size_to(a) + series.log_size_to(b)) / 2;
+        ASSERT_GT(m, a);
+        ASSERT_LT(m, b);
+        EXPECT_GE(series.log_size_to(m), half);
+        EXPECT_TRUE(m - 1 == a || series.log_size_to(m - 1) < half);
+    }
+    EXPECT_EQ(series.split(10, 110), 60u);
+    EXPECT_EQ(series.split(10, 111), series.split_point(10, 111));
+}
+
+// Beyond 2^48 terms a double no longer tells neighbouring indices apart.
+TEST(SeriesTest, SplitPointOfHugeIndices) {
+    const u64 N = u64(1) << 60;
+    const LinearSeries series(N, 1000, 1.0, 0.0);
+    EXPECT_EQ(series.split_point(0, N), N / 2);
+    EXPECT_EQ(series.split_point(1, N), N / 2 + 1);
+    EXPECT_EQ(series.split_point(N - 3, N), N - 1);
+}
+
+TEST(SeriesTest, PrecisionIsRoundedUpToWords) {
+    const LinearSeries series(1000, 10, 1.0, trel::dd::ln2_64().high / 4);
+    EXPECT_EQ(series.precision_words(0), 10u);
+    EXPECT_EQ(series.precision_words(1), 10u);
+    EXPECT_EQ(series.precision_words(7), 9u);
+    EXPECT_EQ(series.precision_words(39), 1u);
+    EXPECT_EQ(series.precision_words(41), 0u);
+}
+
+TEST(PsrPlanTest, BlocksOfLimitedSize) {
+    const LinearSeries series(10000, 100, 1.0, 0.5);
+    PsrBlocks blocks;
+    plan_blocks(series, 7, 99.5, blocks);
+    expect_cover(blocks, 7, 10000);
+    EXPECT_EQ(blocks.size(), 100u);
+    for (std::size_t i = 0; i + 1 < blocks.size(); i++) EXPECT_EQ(blocks[i].b - blocks[i].a, 100u);
+    blocks.clear();
+    plan_blocks(series, 0, 0.1, blocks);  // never an empty block
+    EXPECT_EQ(blocks.size(), 10000u);
+}
+
+TEST(PsrPlanTest, TenThousandBlocksAreReported) {
+    const std::string once = "Performance Warning: PSR plan has exceeded 10000 blocks.\n";
+    const std::string final_report =
+        "PSR plan has reached a size of 10,003\n"
+        "It is not recommended to proceed with such a computation.\n"
+        "If you are seeing this message, it means the series is either too slow or\n"
+        "there is something wrong with its convergence behavior.\n";
+    CaptureConsole console;
+    PsrBlocks blocks;
+    plan_blocks(LinearSeries(9999, 100, 1.0, 0.5), 0, 1.0, blocks);
+    EXPECT_EQ(console.take(), "");
+    blocks.clear();
+    plan_blocks(LinearSeries(10003, 100, 1.0, 0.5), 0, 1.0, blocks);
+    EXPECT_EQ(blocks.size(), 10003u);
+    EXPECT_EQ(console.take(), once + final_report);
+}
+
+TEST(PsrPlanTest, EquilibriumOfPi) {
+    const PiLikeSeries series(true, 519000);
+    const PsrBlocks blocks = plan_equilibrium(series, 519000, 1);
+    expect_cover(blocks, 0, series.terms());
+    const double smallest = aggressive_limit(1);
+    EXPECT_NEAR(smallest, 417794 * std::log(2.0), 1e-6);
+    bool small = false;
+    for (const PsrBlock& block : blocks) {
+        const double size = series.log_size(block.a, block.b);
+        if (!small && size > smallest * 1.01) {
+            // The block's results are as long as the precision that the rest needs.
+            EXPECT_NEAR(size, series.log_remaining(block.b).high, 200);
+        } else {
+            small = true;
+            EXPECT_LT(size, smallest + 200);
+        }
+    }
+    EXPECT_TRUE(small);
+    EXPECT_GT(blocks.size(), 10u);
+    // Half the limit: no block exceeds it, and there are more of them.
+    const PsrBlocks reduced = plan_equilibrium(series, 519000 / 2, 1);
+    expect_cover(reduced, 0, series.terms());
+    for (const PsrBlock& block : reduced)
+        EXPECT_LE(words_of(series.log_size(block.a, block.b)), 519000 / 2 + 3);
+    EXPECT_LT(reduced[0].b, blocks[0].b);
+}
+
+TEST(PsrPlanTest, TooManyEquilibriumBlocks) {
+    // Every block of equilibrium is half as long again as the smallest; 1,000 of them, then blocks of that
+    // size.
+    const double smallest = aggressive_limit(1);
+    const u64 precision = static_cast<u64>(words_of(smallest) * 1.5);
+    CaptureConsole console;
+    const LinearSeries series(1500 * 300, precision, smallest / 200, 1e-9);
+    const PsrBlocks blocks = plan_equilibrium(series, precision * 2, 1);
+    expect_cover(blocks, 0, series.terms());
+    EXPECT_EQ(blocks.size(), 1500u);
+    EXPECT_EQ(console.take(),
+              "Equilibrium swap PSR plan has exceeded 1000 blocks.\nDropping down to aggressive PSR in "
+              "memory...\n");
+}
+
+TEST(PsrPlanTest, ShortSeriesAreOneBlock) {
+    const PiLikeSeries series(true, 100);
+    for (const u64 tds : {1, 7, 64}) {
+        const PsrBlocks blocks = plan_equilibrium(series, 100, tds);
+        ASSERT_EQ(blocks.size(), 1u);
+        EXPECT_EQ(blocks[0].precision_start, 100u);
+    }
+}
+
+}  // namespace
