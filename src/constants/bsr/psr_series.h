@@ -38,12 +38,12 @@ class PSR_SeriesB {
             u64& area = area_words_[i % 2];
             area = std::max(area, total_words(accumulator_capacities(i)));
             const BSR_BlockB<F>& plan = plans_[i];
-            BlockNeeds needs = plan.needs();
-            needs.take_maximum(fold_needs(i));
-            rest_bytes_ =
-                std::max(rest_bytes_, (total_words(plan.capacities()) + needs.work_words) * sizeof(Word) +
-                                          needs.scratch_bytes);
-            product_words_ = std::max(product_words_, needs.product_words);
+            // The block's work is over when it is folded.
+            for (const BlockNeeds& needs : {plan.needs(), fold_needs(i)}) {
+                const u64 words = total_words(plan.capacities()) + needs.work_words;
+                rest_bytes_ = std::max(rest_bytes_, words * sizeof(Word) + needs.scratch_bytes);
+                product_words_ = std::max(product_words_, needs.product_words);
+            }
         }
     }
 

@@ -52,7 +52,8 @@ class Series {
     // The words of the range's P, for status lines.
     u64 output_words(u64 a, u64 b) const;
 
-    // The smallest m in (a, b] with F(m) >= (F(a) + F(b)) / 2: halves of equal size. m = b is possible for a few terms.
+    // The smallest m in (a, b] with F(m) >= (F(a) + F(b)) / 2: halves of equal size. m = b is possible for a
+    // few terms.
     u64 split_point(u64 a, u64 b) const;
     // Where a range is split: in the middle up to 100 terms, then at split_point.
     u64 split(u64 a, u64 b) const { return b - a > 100 ? split_point(a, b) : a + (b - a) / 2; }

@@ -101,11 +101,11 @@ struct SplitProduct {
 
 }  // namespace
 
-// Working memory:
+// x, the series' value, waits in the buffer of the result. Working memory:
 //
-//   [x, the series' value][sum and division]
-//                         [y, the inverse square root][its temporaries and scratch]
-//                                                     [scratch of the last product]
+//   [sum and division]
+//   [y, the inverse square root][its temporaries and scratch]
+//                               [the last product][its scratch]
 struct PiPlan::Parts {
     Parts(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
         : precision(precision_words),
@@ -115,12 +115,13 @@ struct PiPlan::Parts {
           value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds),
           invsqrt(trel::InvsqrtWordPlan::make(precision, tds)),
           product(precision) {
-        x_words = round_up_8(value.result_words());
+        // One word above the product's for the carry of its last addition.
+        result_words = round_up_8(std::max(value.result_words(), precision + 3));
         y_words = round_up_8(invsqrt.result);
         const u64 root = round_up_8(invsqrt.temporaries) * sizeof(Word) + round_up_64(invsqrt.scratch_bytes);
-        working_bytes =
-            x_words * sizeof(Word) +
-            std::max(value.working_bytes(), y_words * sizeof(Word) + std::max(root, product.working_bytes()));
+        working_bytes = std::max(
+            value.working_bytes(),
+            y_words * sizeof(Word) + std::max(root, result_words * sizeof(Word) + product.working_bytes()));
         max_product_words = std::max(value.max_product_words(), product.max_product);
     }
 
@@ -131,7 +132,7 @@ struct PiPlan::Parts {
     hypergeometric::HypergeometricPlan value;
     trel::InvsqrtWordPlan invsqrt;
     SplitProduct product;
-    u64 x_words, y_words;
+    u64 result_words, y_words;
     u64 working_bytes;
     u64 max_product_words;
 };
@@ -141,8 +142,7 @@ PiPlan::PiPlan(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
 PiPlan::~PiPlan() = default;
 
 u64 PiPlan::result_words() const {
-    // One word above the product's for the carry of its last addition.
-    return round_up_8(parts_->precision + 3);
+    return parts_->result_words;
 }
 u64 PiPlan::working_bytes() const {
     return parts_->working_bytes;
@@ -157,10 +157,10 @@ void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context
     status.Status_Line(parts.kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):"
                                                               : "Pi - Ramanujan (1910):");
 
-    AlignedBufferC memory = context.scratch;
-    BigFloat x(memory.spawn_words(parts.x_words).word_pointer(), parts.x_words);
-    parts.value.run(context.with_scratch(memory), status, x);
+    BigFloat& x = result;
+    parts.value.run(context, status, x);
 
+    AlignedBufferC memory = context.scratch;
     BigFloat y(memory.spawn_words(parts.y_words).word_pointer(), parts.y_words);
     {
         AlignedBufferC rest = memory;
@@ -169,7 +169,9 @@ void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context
         trel::invsqrt_word(parts.invsqrt, context.with_scratch(rest), status, y, parts.finish.invsqrt,
                            temporaries);
     }
-    parts.product.run(context.with_scratch(memory), status, result, x, y);
+    BigFloat product(memory.spawn_words(parts.result_words).word_pointer(), parts.result_words);
+    parts.product.run(context.with_scratch(memory), status, product, x, y);
+    result.set_BigFloat(parts.precision, context.parallel, product);
 }
 
 }  // namespace kalvor

@@ -9,6 +9,8 @@
 #include "arith/multiply/algorithm_table.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "constants/bsr/psr_series.h"
+#include "constants/builtin/pi_series.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
@@ -130,11 +132,15 @@ TEST(PiPlanTest, SizesBeyondTheLastAlgorithm) {
 }
 
 TEST(PiPlanTest, ReducedMemoryIsLess) {
+    using Sum = BinarySplitting::PSR_SeriesB<BinarySplitting::CommonP2B3::Family>;
     const u64 p = 100000;
     for (const int algorithm : {0, 1}) {
-        const PiPlan full(static_cast<PiAlgorithm>(algorithm), 1, p, 1);
-        const PiPlan less(static_cast<PiAlgorithm>(algorithm + 2), 1, p, 1);
+        const PiSeries series(algorithm == 0 ? PiSeriesKind::chudnovsky : PiSeriesKind::ramanujan, p);
+        const Sum full(series, p, 1), less(series, p / 2, 1);
         EXPECT_LT(less.working_bytes(), full.working_bytes());
+        EXPECT_LT(less.block(0).needs().work_words, full.block(0).needs().work_words);
+        EXPECT_LE(PiPlan(static_cast<PiAlgorithm>(algorithm + 2), 1, p, 1).working_bytes(),
+                  PiPlan(static_cast<PiAlgorithm>(algorithm), 1, p, 1).working_bytes());
     }
 }
 
