@@ -2,6 +2,7 @@
 // and only reach a sink that says it is a terminal.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -41,3 +42,15 @@ class CaptureConsole final : public trel::Console::Sink {
     std::string text_;
     int color_changes_ = 0;
 };
+
+// From here on the console prints to the standard error, where a death test sees it.
+inline void print_to_stderr() {
+    class ErrorOutput final : public trel::Console::Sink {
+      public:
+        void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
+        void set_color(trel::Console::ColorLetter) override {}
+        bool is_terminal() const override { return false; }
+    };
+    static ErrorOutput sink;
+    trel::Console::set_sink(&sink);
+}

@@ -12,6 +12,7 @@
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/fatal.h"
 
 namespace trel {
 namespace {
@@ -219,8 +220,7 @@ void BigFloat::set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, cons
 
 void BigFloat::add_ip(Word w, i64 e) {
     if (L == 0 || e < exp || e > mag()) {
-        Console::error_line("BigFloat::add_ip(): Magnitude is out of range.");
-        Console::fatal_exit(1);
+        assertion_failure("BigFloat::add_ip(): Magnitude is out of range.", "", "");
     }
     check_capacity(*this, offset_in_buffer(*this), L + 1, "BigFloat::add_ip()");
     const u64 index = static_cast<u64>(e - exp);
@@ -325,8 +325,7 @@ void BigFloat::purturb_up(u64 k) {
 
 void BigFloat::check_normalization() const {
     if (L == 0 || T[L - 1] != 0) return;
-    Console::error_line("BigFloat::check_normalization(): Top word is zero.");
-    Console::fatal_exit(1);
+    assertion_failure("BigFloat::check_normalization(): Top word is zero.", "", "");
 }
 
 BigFloat BigFloat::top(u64 n) const {

@@ -15,6 +15,7 @@ namespace trel {
 namespace {
 
 const char kRun[] = "Power_uW_uL_BigFloatR::run()";
+const char kPowering[] = "Powering: ";  // and the exponent reached so far
 constexpr i64 kExponentLimit = 0x1fffffffffffffff;  // words
 // The result holds p + 3 words and one more that a multiplication by a word appends.
 constexpr u64 kResultExtra = 4;
@@ -84,14 +85,19 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     now->exp = 0;
     now->sign = true;
     for (int bit = squarings - 1; bit >= 0; bit--) {
-        const u64 reached = n >> bit;
-        StatusFrame frame(status, "Powering: ", reached);
+        const u64 reached = n >> (bit + 1);
         const u64 product_words = 2 * std::min(now->L, p + 3);
         if (product_words > plan.product_words)
             throw LimitExceededException(kRun, "Precision", plan.product_words, product_words);
-        next->set_sqr(p + 1, mp, *now);
+        {
+            StatusFrame frame(status, kPowering, reached);
+            next->set_sqr(p + 1, mp, *now);
+        }
         std::swap(now, next);
-        if (reached & 1) now->mul_uW(mp.parallel, odd);
+        if (n >> bit & 1) {
+            StatusFrame frame(status, kPowering, 2 * reached);
+            now->mul_uW(mp.parallel, odd);
+        }
         check_exponent(now->exp);
     }
     if (shift == 0) return;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <limits>
 
 #include "arith/bigfloat/number.h"
@@ -283,11 +284,19 @@ TEST(BigFloat, AddIpAndPurturbUp) {
 TEST(BigFloatDeathTest, FatalReports) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     Number A({1, 2}, 3, true), zero(1);
-    EXPECT_EXIT(A->add_ip(1, 2), testing::ExitedWithCode(1), "");
-    EXPECT_EXIT(A->add_ip(1, 6), testing::ExitedWithCode(1), "");
-    EXPECT_EXIT(zero->add_ip(1, 0), testing::ExitedWithCode(1), "");
+    const auto add = [](BigFloat& T, i64 e) {
+        print_to_stderr();
+        T.add_ip(1, e);
+    };
+    const testing::KilledBySignal aborts(SIGABRT);
+    const char range[] =
+        "FATAL ERROR: Assertion Failure\n\nBigFloat::add_ip\\(\\): Magnitude is out of range\\.\n";
+    EXPECT_EXIT(add(A, 2), aborts, range);
+    EXPECT_EXIT(add(A, 6), aborts, range);
+    EXPECT_EXIT(add(zero, 0), aborts, range);
     A->T[1] = 0;
-    EXPECT_EXIT(A->check_normalization(), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT((print_to_stderr(), A->check_normalization()), aborts,
+                "FATAL ERROR: Assertion Failure\n\nBigFloat::check_normalization\\(\\): Top word is zero\\.\n");
     zero->check_normalization();
     A->L = 1;
     A->check_normalization();

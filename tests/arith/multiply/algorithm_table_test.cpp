@@ -162,11 +162,12 @@ TEST(AlgorithmTableDeathTest, DuplicateNameIsFatal) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
+            print_to_stderr();
             register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
             register_algorithm(TableSlot::swap64, {&first, 1, "Twice", "", "", ""});  // another slot
             register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
         },
-        testing::ExitedWithCode(1), "");
+        testing::ExitedWithCode(1), "Duplicate Multiplication Algorithm: Twice\n");
 }
 
 TEST(AlgorithmTable, BasicTableChoosesBySize) {

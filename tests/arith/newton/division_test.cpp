@@ -128,7 +128,7 @@ TEST(DivisionTest, RemainderCrossesTheWindow) {
 
 TEST(DivisionTest, TaskCountsGiveTheSameWords) {
     std::mt19937_64 rng(15);
-    for (u64 p : {9, 10, 90, 1500}) {
+    for (u64 p : {9, 10, 40, 41, 80, 100, 1500, 20000}) {
         const Number A(make_words(Shape::random, p + 2, rng)), B(make_words(Shape::random, p, rng));
         std::vector<Word> first;
         for (u64 tds : {1, 2, 7}) {

@@ -1,5 +1,5 @@
-// What the tests of the Newton iterations share: memory of exactly the planned size between guard words, a
-// framework of real threads, a status that records, and comparison with exact integers.
+// What the tests of the Newton iterations share: memory of exactly the planned size between guard words and
+// tasks on real threads, a status that records, and comparison with exact integers.
 #pragma once
 
 #include <gmp.h>
@@ -12,12 +12,12 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/kernels/linear_word_buffer.h"
 #include "base/status/status.h"
+#include "support/threads.h"
 
 namespace trel::newton_test {
 
@@ -47,23 +47,6 @@ class GuardedWords {
     std::unique_ptr<Word, Free> memory_;
 };
 
-// Every task on a thread of its own.
-class ThreadEach final : public BasicParallelizer {
-  public:
-    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
-        std::vector<std::thread> threads;
-        for (u64 i = begin + 1; i < end; i++) threads.emplace_back([&action, i] { action.run(i); });
-        if (begin < end) action.run(begin);
-        for (std::thread& thread : threads) thread.join();
-    }
-    void run_in_parallel(BasicAction& a, BasicAction& b) override {
-        std::thread thread([&b] { b.run(0); });
-        a.run(0);
-        thread.join();
-    }
-};
-inline ThreadEach thread_each;
-
 // Result, temporaries and scratch of exactly the sizes that a plan names.
 struct Workspace {
     Workspace(u64 result_words, u64 temporary_words, u64 scratch_bytes, u64 tds = 1)
@@ -71,7 +54,7 @@ struct Workspace {
           temporaries(temporary_words),
           scratch(scratch_bytes / 8),
           T(result.get(), result_words),
-          mp{{&thread_each, tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
+          mp{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
     LinearWordBuffer buffer() const { return {temporaries.get(), temporaries.size()}; }
     bool intact() const { return result.intact() && temporaries.intact() && scratch.intact(); }
 

@@ -107,16 +107,24 @@ TEST(PowerWordTest, SpecialCases) {
 }
 
 TEST(PowerWordTest, ShowsTheExponentReached) {
-    const PowerWordPlan plan = PowerWordPlan::make_exact(5, 2500, 1);
-    Workspace space = workspace(plan);
-    RecordingStatus status;
-    Power_uW_uL_BigFloatR::run(plan, space.mp, status, space.T, 5, 2500, plan.p, space.temporaries.get());
-    ASSERT_EQ(status.frames.size(), 11u);
-    EXPECT_EQ(status.frames.front(), "Powering: 2");
-    EXPECT_EQ(status.frames[1], "Powering: 4");
-    EXPECT_EQ(status.frames[2], "Powering: 9");
-    EXPECT_EQ(status.frames.back(), "Powering: 2,500");
-    EXPECT_EQ(status.depth, 0u);
+    const auto shown = [](u64 n) {
+        const PowerWordPlan plan = PowerWordPlan::make_exact(5, n, 1);
+        Workspace space = workspace(plan);
+        RecordingStatus status;
+        Power_uW_uL_BigFloatR::run(plan, space.mp, status, space.T, 5, n, plan.p, space.temporaries.get());
+        EXPECT_EQ(status.depth, 0u);
+        std::string exponents;
+        for (const std::string& frame : status.frames) {
+            EXPECT_EQ(frame.rfind("Powering: ", 0), 0u) << frame;
+            exponents += frame.substr(10) + " ";
+        }
+        return exponents;
+    };
+    EXPECT_EQ(shown(1), "");
+    EXPECT_EQ(shown(2), "1 ");  // one squaring and no multiplication
+    EXPECT_EQ(shown(7), "1 2 3 6 ");
+    EXPECT_EQ(shown(17), "1 2 4 8 16 ");
+    EXPECT_EQ(shown(2500), "1 2 4 8 9 18 19 38 39 78 156 312 624 625 1,250 ");
 }
 
 TEST(PowerWordTest, ExponentLimit) {
