@@ -10,8 +10,8 @@ namespace trel {
 // object is shared by all BigFloatTransformR made for it and outlives them.
 //
 // Every product takes the window [ie, te) of word exponents that the caller needs (the operations add 2 guard
-// words below ie), a context whose scratch holds scratch_bytes(), and writes T from its buffer's start. An empty
-// window or a zero operand gives T = 0. Plain operands are cut to p + 2 words.
+// words below ie), a context whose scratch holds scratch_bytes(), and writes T from its buffer's start. An
+// empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words.
 class BigFloatTransformR {
   public:
     struct Window {

@@ -85,12 +85,7 @@ void invsqrt_word_basic_step(const MultiplyContext& mp, BigFloat& T, Word w, u64
     T.mul_uW(P, w);
     const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
     halve(P, T);
-    y.set_mul(previous, mp, x, T);
-    if (side == Estimate::under)
-        T.set_add(p, P, x, y);
-    else
-        T.set_sub(p, P, x, y);
-    if (T.L > p) T.purturb_up(0);
+    correct_basic(mp, T, x, side, y, p);
 }
 
 // w x^2 = 1 + error: the words of the error are those of w x^2 below t, and they depend on no word of x^2 at
@@ -120,14 +115,7 @@ void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, W
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
     halve(P, T);
 
-    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
-    const i64 top = x.mag() + T.mag();
-    held.mul_rf_xf(memory.context(), y, T, previous, top - static_cast<i64>(previous), top);
-    if (side == Estimate::over)
-        T.set_sub(p, P, x, y);
-    else
-        T.set_add(p, P, x, y);
-    if (T.L > p) T.purturb_up(0);
+    correct(memory.context(), status, T, x, side, held, y, p);
 }
 
 }  // namespace newton

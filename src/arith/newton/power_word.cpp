@@ -15,7 +15,7 @@ namespace trel {
 namespace {
 
 const char kRun[] = "Power_uW_uL_BigFloatR::run()";
-const char kPowering[] = "Powering: ";  // and the exponent reached so far
+const char kPowering[] = "Powering: ";              // and the exponent reached so far
 constexpr i64 kExponentLimit = 0x1fffffffffffffff;  // words
 // The result holds p + 3 words and one more that a multiplication by a word appends.
 constexpr u64 kResultExtra = 4;

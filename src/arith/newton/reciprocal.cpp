@@ -89,12 +89,7 @@ void reciprocal_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloa
     x.set_BigFloat(previous, P, T);
     T.set_mul(p, mp, A, x);
     const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
-    y.set_mul(previous, mp, x, T);
-    if (side == Estimate::under)
-        T.set_add(p, P, x, y);
-    else
-        T.set_sub(p, P, x, y);
-    if (T.L > p) T.purturb_up(0);
+    correct_basic(mp, T, x, side, y, p);
 }
 
 // The window [-p, t) of A x is all that is computed: with x of p/2 words and A of p words a convolution of
@@ -118,14 +113,7 @@ void reciprocal_step(const MultiplyContext& mp, Status& status, BigFloat& T, con
     const Estimate side = take_error_below(P, T, t, previous, kRun);
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
 
-    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
-    const i64 top = x.mag() + T.mag();
-    held.mul_rf_xf(memory.context(), y, T, previous, top - static_cast<i64>(previous), top);
-    if (side == Estimate::over)
-        T.set_sub(p, P, x, y);
-    else
-        T.set_add(p, P, x, y);
-    if (T.L > p) T.purturb_up(0);
+    correct(memory.context(), status, T, x, side, held, y, p);
 }
 
 }  // namespace newton

@@ -3,8 +3,22 @@
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 #include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
 
 namespace trel::newton {
+namespace {
+
+// T = x + y or x - y, and the nudge.
+void add_correction(const ParallelContext& P, BigFloat& T, const BigFloat& x, Estimate side,
+                    const BigFloat& y, u64 p) {
+    if (side == Estimate::under)
+        T.set_add(p, P, x, y);
+    else
+        T.set_sub(p, P, x, y);
+    if (T.L > p) T.purturb_up(0);
+}
+
+}  // namespace
 
 LinearWordBuffer larger_of(const LinearWordBuffer& rest, const BigFloat& result) {
     return rest.size() >= result.buffer_size ? rest : LinearWordBuffer(result.buffer, result.buffer_size);
@@ -21,6 +35,21 @@ HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64
 u64 HeldTransforms::scratch_bytes(u64 product_words, u64 held) {
     const MultiplySizes sizes = basic_table64().get_algorithm(product_words).sizes(product_words);
     return (held + 1) * sizes.transform_data + sizes.transform_scratch;
+}
+
+void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,
+                   u64 p) {
+    y.set_mul(previous_precision(p), mp, x, T);
+    add_correction(mp.parallel, T, x, side, y, p);
+}
+
+void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, Estimate side,
+             BigFloatTransformR& held, BigFloat& y, u64 p) {
+    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
+    const u64 previous = previous_precision(p);
+    const i64 top = x.mag() + T.mag();
+    held.mul_rf_xf(mp, y, T, previous, top - static_cast<i64>(previous), top);
+    add_correction(mp.parallel, T, x, side, y, p);
 }
 
 }  // namespace trel::newton

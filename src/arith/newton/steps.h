@@ -5,9 +5,11 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
+#include "arith/bigfloat/big_float_transform.h"
 #include "arith/kernels/linear_word_buffer.h"
 #include "arith/multiply/transform.h"
 #include "arith/newton/division.h"
+#include "arith/newton/error_term.h"
 #include "base/status/status.h"
 
 namespace trel::newton {
@@ -51,6 +53,14 @@ class HeldTransforms {
     MultiplyContext context_;
     void* data_;
 };
+
+// The end of a level: T holds the error term, halved for a root, and becomes x + x T (under-estimate) or
+// x - x T, nudged upward when it is longer than p words. y takes the product.
+void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,
+                   u64 p);
+// The same with x's held transform, announced as " U1M " or " O1M ".
+void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, Estimate side,
+             BigFloatTransformR& held, BigFloat& y, u64 p);
 
 // T = 1/A, exact to about p words, from x = 1/A to previous_precision(p) words. T: p + 3 words.
 // Basic: T holds x on entry; two temporaries of p' + 2 words are cut from the buffer.

@@ -295,8 +295,9 @@ TEST(BigFloatDeathTest, FatalReports) {
     EXPECT_EXIT(add(A, 6), aborts, range);
     EXPECT_EXIT(add(zero, 0), aborts, range);
     A->T[1] = 0;
-    EXPECT_EXIT((print_to_stderr(), A->check_normalization()), aborts,
-                "FATAL ERROR: Assertion Failure\n\nBigFloat::check_normalization\\(\\): Top word is zero\\.\n");
+    EXPECT_EXIT(
+        (print_to_stderr(), A->check_normalization()), aborts,
+        "FATAL ERROR: Assertion Failure\n\nBigFloat::check_normalization\\(\\): Top word is zero\\.\n");
     zero->check_normalization();
     A->L = 1;
     A->check_normalization();
