@@ -1,6 +1,7 @@
 #include "digits/convert/convert.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/dispatch.h"
@@ -115,19 +116,21 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
         throw BufferTooSmallException("convertL()", context.scratch.size(), needed);
     }
 
-    const bool shown = n >= kStatusWords;
-    Status& reporting = shown ? status : trel::null_status();
-    StatusFrame frame(reporting, tds >= 2 ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
-    frame.node().refresh();
+    std::optional<StatusFrame> frame;
+    if (n >= kStatusWords) {
+        frame.emplace(status, tds >= 2 ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
+        frame->node().refresh();
+    }
+    Status& inner_status = frame ? frame->node() : trel::null_status();
 
     f = f.top(plan_.length(n));
     MultiplyContext inner = context;
-    Word* const g = inner.scratch.spawn_words(round_up_8(plan_.level[l].input_words + 1)).word_pointer();
+    Word* const g = inner.scratch.spawn_words(round_up_8(plan_.level[l].lower_words + 1)).word_pointer();
     const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
     const RadixFraction upper = f.top(plan_.level[l].input_words);
     const bool parallel = tds >= 2 && l > 0;
     Halves r = parallel ? convert_T(l, inner, out, n, H, upper, lower)
-                        : convert_L(l, inner, frame.node(), out, n, H, upper, lower);
+                        : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
     Word* const upper_words = out + (n - H);

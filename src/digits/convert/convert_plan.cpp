@@ -65,11 +65,14 @@ void ConvertPlanP::make_levels() {
         // floor(H log2(R) / 64) + 1 words; the addend is above the rounding error of the product for every H < 2^40
         v.power_words = static_cast<u64>(static_cast<double>(H) * word_size + 0.001) + 1 - v.power_exp;
         v.input_words = length(H);
+        // Below the top level a range has up to 2 H words, at the top level n.
+        const u64 range = l + 1 == levels ? std::min(n, 2 * H) : 2 * H;
+        v.lower_words = length(range - H);
         // The product of the fraction without the words that only reach the integer part (q words at most) by the
-        // power. Of its words, those below q are needed from q - input_words - 1 (a guard word) upwards, see
+        // power. Of its words, those below q are needed from q - lower_words - 1 (a guard word) upwards, see
         // RemainderFloatB; and the square of the power must fit for the table and for the exact low words.
-        const u64 q = length(2 * H) - static_cast<u64>(v.power_exp);
-        v.product_words = std::max({q, v.power_words + v.input_words + 1, 2 * v.power_words + 3});
+        const u64 q = length(range) - static_cast<u64>(v.power_exp);
+        v.product_words = std::max({q, v.power_words + v.lower_words + 1, 2 * v.power_words + 3});
         const trel::MultiplySizes sizes =
             trel::basic_table64().get_algorithm(v.product_words).sizes(v.product_words);
         v.transform_bytes = sizes.transform_data;
@@ -82,7 +85,7 @@ void ConvertPlanP::make_levels() {
 
 u64 ConvertPlanP::split_bytes(u64 l, u64 tasks) const {
     const Level& v = level[l];
-    const u64 fraction = 8 * round_up_8(v.input_words + 1);
+    const u64 fraction = 8 * round_up_8(v.lower_words + 1);
     u64 product = v.transform_bytes + v.transform_scratch;
     if (l + 1 == levels) product += v.transform_bytes;  // the top power is transformed where it is used
     u64 below = 0;

@@ -22,6 +22,7 @@ class ConvertPlanP {
         u64 power_words;        // words of R^H without its zero words, at most
         i64 power_exp;          // exponent of R^H in words, exact
         u64 input_words;        // "length of the level": fraction words that H radix words and their overlap need
+        u64 lower_words;        // words of the lower fraction, at most; less than input_words at the top level only
         u64 product_words;      // convolution length of the product that yields the lower fraction
         u64 number_bytes;       // the power as a number
         u64 transform_bytes;    // one forward transform

@@ -48,7 +48,7 @@ void repair(Word* window, u64 n, Word guard) {
 RadixFraction RemainderFloatB::set_inverse_fmul(const MultiplyContext& context, const ConvertPlanP::Level& level,
                                                 const PowerView& power, RadixFraction f, u64 out_words,
                                                 Word* out) {
-    if (out_words > level.input_words) throw InvalidParametersException(kFunction, "Truncated Range");
+    if (out_words > level.lower_words) throw InvalidParametersException(kFunction, "Truncated Range");
     const u64 e = static_cast<u64>(level.power_exp);
     if (f.L < e) throw AlgorithmFailedException(kFunction, "Unexpected: tmag < 0");
 

@@ -7,6 +7,7 @@
 #include "base/errors/exceptions.h"
 #include "digits/convert/direct_convert.h"
 #include "digits/convert/overlap.h"
+#include "platform/parallel/spawn_framework.h"
 #include "reference/radix_reference.h"
 #include "reference/words.h"
 #include "support/capture_console.h"
@@ -195,6 +196,22 @@ TEST(ConvertTest, TaskCountsGiveTheSameWords) {
         EXPECT_EQ(want, reference::radix_floor(reference::to_mpz(F), F.size(), n));
         for (const u64 tds : {2, 7, 64}) EXPECT_EQ(run(n, F, tds), want) << n << " " << tds;
     }
+}
+
+// The same on threads of their own.
+TEST(ConvertTest, Threads) {
+    const std::unique_ptr<trel::BasicParallelizer> spawn = trel::SpawnConfig().make_framework();
+    const u64 n = 9 << 9;
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 2);
+    ASSERT_EQ(plan.tds, 2u);
+    std::vector<Word> words = random_fraction(plan.length(n), n), out(n);
+    BigFloat x(words.data(), words.size());
+    x.L = words.size();
+    x.exp = -static_cast<i64>(words.size());
+    Scratch memory(plan.bytes());
+    convert(plan, {{spawn.get(), 7}, memory.view(), nullptr}, trel::null_status(), out.data(), x);
+    EXPECT_TRUE(memory.guards_intact());
+    EXPECT_EQ(out, run(n, words));
 }
 
 TEST(ConvertTest, PlanTasks) {

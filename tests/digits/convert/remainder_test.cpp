@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "base/errors/exceptions.h"
@@ -62,7 +63,7 @@ TEST_P(RemainderTest, EveryWordIsExact) {
         for (u64 l = 0; l < plan.levels; l++) {
             const u64 H = plan.level[l].radix_words;
             for (int trial = 0; trial < 40; trial++) {
-                const u64 range = H + 1 + rng() % H;
+                const u64 range = H + 1 + rng() % (std::min(2 * H, plan.n) - H);
                 const u64 most = plan.length(range);
                 const u64 least = static_cast<u64>(plan.level[l].power_exp) + 1;
                 const u64 L = trial % 3 == 0 ? least + rng() % (most - least + 1) : most;
@@ -83,7 +84,7 @@ TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
             mpz_class power;
             mpz_pow_ui(power.get_mpz_t(), reference::to_mpz(&kRadix19, 1).get_mpz_t(), H);
             for (int trial = 0; trial < 60; trial++) {
-                const u64 range = H + 1 + rng() % H;
+                const u64 range = H + 1 + rng() % (std::min(2 * H, plan.n) - H);
                 const u64 L = plan.length(range);
                 mpz_class m = reference::to_mpz(reference::pattern(H, rng)) % power;
                 if (m == 0) m = 1;
@@ -106,7 +107,7 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     const PowerView power{level.power_words, transform, work.data()};
     try {
         (void)RemainderFloatB::set_inverse_fmul(context, level, power, {F.data(), F.size(), F.size()},
-                                                level.input_words + 1, out.data());
+                                                level.lower_words + 1, out.data());
         FAIL();
     } catch (const trel::InvalidParametersException& e) {
         EXPECT_EQ(e.function, "RemainderFloatB::set_inverse_fmul()");
@@ -115,7 +116,7 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     const u64 short_length = static_cast<u64>(level.power_exp) - 1;
     try {
         (void)RemainderFloatB::set_inverse_fmul(context, level, power, {F.data(), short_length, short_length},
-                                                level.input_words, out.data());
+                                                level.lower_words, out.data());
         FAIL();
     } catch (const trel::AlgorithmFailedException& e) {
         EXPECT_EQ(e.function, "RemainderFloatB::set_inverse_fmul()");
@@ -126,7 +127,7 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     const PowerView small_power{level.power_words, small, work.data()};
     F.assign(plan.length(2 * level.radix_words), 1);
     EXPECT_THROW((void)RemainderFloatB::set_inverse_fmul(context, level, small_power, {F.data(), F.size(), F.size()},
-                                                         level.input_words, out.data()),
+                                                         level.lower_words, out.data()),
                  trel::InvalidParametersException);
 }
 
