@@ -106,8 +106,8 @@ void WriteAndReadBack(benchmark::State& state) {
 
 BENCHMARK(Decimal);
 BENCHMARK(Hexadecimal);
-BENCHMARK(Statistics)->Arg(1000000)->Arg(100000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(HexStatistics)->Arg(1000000)->Arg(100000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(WriteAndReadBack)->Arg(100000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(Statistics)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(HexStatistics)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(WriteAndReadBack)->Arg(10000000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -97,6 +97,36 @@ TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
     }
 }
 
+// Fractions whose remainder is nothing but a few bits at its very end, far below the guard word: A P = c modulo 2^(64 q)
+// for small c of either sign. What folds onto the low words then borrows or carries through every word above them.
+TEST_P(RemainderTest, RemaindersBelowTheGuardWord) {
+    std::mt19937_64 rng(13);
+    for (const u64 n : {16, 30, 31, 60, 90}) {
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+        for (u64 l = 0; l < plan.levels; l++) {
+            const u64 H = plan.level[l].radix_words;
+            const u64 range = std::min(2 * H, plan.n);
+            const u64 L = plan.length(range), e = static_cast<u64>(plan.level[l].power_exp), q = L - e;
+            mpz_class power;
+            mpz_pow_ui(power.get_mpz_t(), reference::to_mpz(&kRadix19, 1).get_mpz_t(), H);
+            const u64 zeros = mpz_scan1(power.get_mpz_t(), 0);
+            mpz_class odd, modulus = 1, inverse;
+            mpz_tdiv_q_2exp(odd.get_mpz_t(), power.get_mpz_t(), zeros);
+            mpz_mul_2exp(modulus.get_mpz_t(), modulus.get_mpz_t(), 64 * q);
+            mpz_invert(inverse.get_mpz_t(), odd.get_mpz_t(), modulus.get_mpz_t());
+            for (const int c : {1, -1, 2, -2, 12345, -12345}) {
+                for (int trial = 0; trial < 4; trial++) {
+                    mpz_class a = inverse * c % modulus;
+                    if (a < 0) a += modulus;
+                    std::vector<Word> F = reference::to_words(a, L);
+                    for (u64 i = q; i < L; i++) F[i] = rng();
+                    check(plan, l, F, plan.length(range - H));
+                }
+            }
+        }
+    }
+}
+
 TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 60, 0, 1);
     const ConvertPlanP::Level& level = plan.level[1];
