@@ -52,16 +52,21 @@ FftPlan make_plan(const FftKernels& kernels, const FftParameters& p) {
     return plan;
 }
 
+// Adds to eight bytes; returns the carry out of the signed addition, -1 to 1.
+i64 add_to_word(u8* bytes, i64 carry) {
+    u64 word;
+    std::memcpy(&word, bytes, 8);
+    const u64 sum = word + static_cast<u64>(carry);
+    std::memcpy(bytes, &sum, 8);
+    return (sum < word) - (carry < 0);
+}
+
 // Adds a carry at a byte of the product: into the window, or below it into the slots where the low bytes are
 // kept.
 void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 position, i64 carry) {
     while (carry != 0 && position < w.hi) {
         if (position >= w.lo && position + 8 <= w.hi) {
-            u64 word;
-            std::memcpy(&word, w.base + position, 8);
-            const u64 sum = word + static_cast<u64>(carry);
-            std::memcpy(w.base + position, &sum, 8);
-            carry = (sum < word) - (carry < 0);  // of the signed addition
+            carry = add_to_word(w.base + position, carry);
             position += 8;
             continue;
         }
@@ -70,7 +75,13 @@ void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 positi
             const u64 group = position / plan.b;
             const u64 groups = plan.streams() * plan.columns() * plan.lanes / 8;
             const u64 part = group >= groups;
-            byte = reinterpret_cast<u8*>(work + (group - part * groups) * 16 + part * 8) + position % plan.b;
+            const u64 offset = position % plan.b;
+            byte = reinterpret_cast<u8*>(work + (group - part * groups) * 16 + part * 8) + offset;
+            if (offset + 8 <= plan.b && position + 8 <= w.lo) {
+                carry = add_to_word(byte, carry);
+                position += 8;
+                continue;
+            }
         }
         carry += *byte;
         *byte = static_cast<u8>(carry);
