@@ -43,6 +43,8 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-M:1GB"}, "Option -M is not supported for this mode."},
         {{"custom", "pi", "-minIO:1MB"}, "Option -minIO is not supported for this mode."},
         {{"custom", "pi", "-swap:disk"}, "Option -swap is not supported for this mode."},
+        {{"custom", "pi", "-dec:2m", "-C:1m"}, "Compressed digit files are not available in this version."},
+        {{"custom", "pi", "-C:-1", "-dec:2m"}, "Compressed digit files are not available in this version."},
         {{"custom", "pi", "-o"}, "Expected more parameters."},
     };
     for (const auto& c : cases) {
@@ -109,6 +111,39 @@ TEST(ErrorsTest, DigitCountsOutsideTheBoundsAreClampedAndRun) {
     EXPECT_TRUE(run.has("Warning: Precision below minimum. Adjusting to minimum.")) << run.out;
     EXPECT_EQ(run.value("Decimal Digits:"), "100");
     EXPECT_EQ(kalvor_test::read_file(folder / "Pi - Dec - Chudnovsky.txt").size(), 102U);
+}
+
+TEST(ErrorsTest, TooFewDigitsToCompressAreWrittenAsText) {
+    const char* const warning = "Warning: Digits per file below minimum: Disabling compression.\n";
+    const std::vector<std::string> cases[] = {
+        {"custom", "pi", "-dec:1000", "-C:1m"},
+        {"custom", "pi", "-compress:1m", "-dec:1000"},
+        {"custom", "pi", "-dec:1000", "-C:999999"},
+        {"custom", "pi", "-dec:1000", "-C:-1"},
+        {"custom", "pi", "-hex:1", "-dec:1100000", "-C:1m"},  // fewer than a million hexadecimal digits
+    };
+    for (const auto& arguments : cases) {
+        TemporaryFolder folder;
+        const ProgramRun run = run_in(folder, arguments);
+        EXPECT_EQ(run.exit_code, 0) << run.out;
+        EXPECT_TRUE(run.has(warning)) << run.out;
+        EXPECT_TRUE(std::filesystem::exists(folder / "Pi - Dec - Chudnovsky.txt"));
+    }
+    TemporaryFolder folder;
+    EXPECT_FALSE(run_in(folder, {"custom", "pi", "-dec:1000", "-C:0"}).has("Warning: Digits per file"));
+}
+
+// The report of a failed write comes once, not again when the file is closed.
+TEST(ErrorsTest, FullDiskIsReportedOnce) {
+    TemporaryFolder folder;
+    RunOptions full;
+    full.file_size_limit = 1 << 20;
+    const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:5m", "-verify:0"}, full);
+    EXPECT_EQ(run.exit_code, 1) << run.out;
+    const std::size_t first = run.out.find("Disk is Full");
+    ASSERT_NE(first, std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find("Disk is Full", first + 1), std::string::npos) << run.out;
+    EXPECT_EQ(folder.files(), std::vector<std::string>{"Pi - Dec - Chudnovsky (incomplete).txt"});
 }
 
 }  // namespace

@@ -29,10 +29,20 @@ ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOption
     TemporaryFolder logs;
     const std::string out_path = logs / "out", err_path = logs / "err";
     const std::string program = KALVOR_PROGRAM_PATH;
+    int terminal = -1;
+    std::string terminal_name;
+    if (options.terminal) {
+        terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) return {};
+        terminal_name = ptsname(terminal);
+    }
+    // Held open, so that the terminal does not hang up before the program has opened its end.
+    const int held = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
     const pid_t child = fork();
     if (child == 0) {
         const int in = open("/dev/null", O_RDONLY);
-        const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int out = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY)
+                                         : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(in, 0);
         dup2(out, 1);
@@ -51,12 +61,21 @@ ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOption
         execv(program.c_str(), argv.data());
         _exit(127);
     }
+    ProgramRun run;
+    if (options.terminal) {
+        close(held);
+        char buffer[4096];
+        // Ends with an error when the last user of the terminal is gone.
+        for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
+            run.out.append(buffer, static_cast<std::size_t>(got));
+        }
+        close(terminal);
+    }
     int status = 0;
     rusage usage{};
     wait4(child, &status, 0, &usage);
-    ProgramRun run;
     run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.out = read_file(out_path);
+    if (!options.terminal) run.out = read_file(out_path);
     run.err = read_file(err_path);
     run.peak_kib = usage.ru_maxrss;
     return run;

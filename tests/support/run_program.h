@@ -10,7 +10,7 @@ struct ProgramRun {
     int exit_code = -1;  // 128 + signal when a signal ended it
     std::string out;     // standard output
     std::string err;     // standard error
-    long peak_kib = 0;   // largest resident set
+    long peak_kib = 0;   // largest resident set, at least that of the test program
 
     bool has(const std::string& text) const { return out.find(text) != std::string::npos; }
     // The rest of the first line that begins with `label`, blanks at both ends removed; empty when there is
@@ -22,6 +22,7 @@ struct RunOptions {
     std::vector<std::string> environment;    // "NAME=value" in addition to this process's
     std::string folder;                      // working folder
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
+    bool terminal = false;                   // the standard output is a terminal (lines then end in CR LF)
 };
 
 // Arguments without the program's own path.

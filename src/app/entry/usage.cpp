@@ -33,6 +33,7 @@ void print_usage() {
           "    pause:<n>               1 always waits for a key at the end, -1 after a failure, -2 never",
           "    priority:<n>            -2 idle ... 3 realtime",
           "    colors:<0|1>            coloured text",
+          "    PII:<0|1>               show what identifies the machine in reports",
           "    height:<rows>           window height",
           "    skip-warnings           no pause after the processor check",
           "",

@@ -31,14 +31,8 @@ void set_mode(const std::string& mode) {
     throw InvalidParametersException("", "Invalid Mode: " + mode);
 }
 
-void set_compression(i64 digits_per_file) {
-    if (digits_per_file == 0) return;
-    if (digits_per_file >= 1 && digits_per_file < 1000000) {
-        trel::Console::labelled_line("Warning", "Digits per file below minimum: Disabling compression.", 'Y');
-        return;
-    }
-    throw InvalidParametersException("",
-                                     "Compressed digit files are not available in this version. Use -C:0.");
+void set_compression(CustomSettings& settings, ParameterList& parameters) {
+    settings.digits_per_file = parse_scaled_integer(parameters.current_value());
 }
 
 const std::map<std::string, Handler>& option_table() {
@@ -56,10 +50,8 @@ const std::map<std::string, Handler>& option_table() {
          }},
         {"-od", [](CustomSettings& s,
                    ParameterList& p) { s.output_enable = parse_scaled_integer(p.current_value()) != 0; }},
-        {"-C",
-         [](CustomSettings&, ParameterList& p) { set_compression(parse_scaled_integer(p.current_value())); }},
-        {"-compress",
-         [](CustomSettings&, ParameterList& p) { set_compression(parse_scaled_integer(p.current_value())); }},
+        {"-C", set_compression},
+        {"-compress", set_compression},
         {"-verify", [](CustomSettings& s,
                        ParameterList& p) { s.output_verify = parse_scaled_integer(p.current_value()) != 0; }},
         {"-mode", [](CustomSettings&, ParameterList& p) { set_mode(p.current_value()); }},
@@ -99,6 +91,12 @@ CustomSettings parse_custom_options(ParameterList& parameters) {
         }
         option->second(settings, parameters);
         parameters.advance();
+    }
+    // Only now: the options may stand in any order.
+    settings.check_compression();
+    if (settings.digits_per_file != 0) {
+        throw InvalidParametersException(
+            "", "Compressed digit files are not available in this version. Use -C:0.");
     }
     return settings;
 }

@@ -7,6 +7,7 @@ namespace kalvor {
 namespace {
 
 constexpr trel::u64 kDefaultDecimalDigits = 50000000;
+constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
 
 }  // namespace
 
@@ -20,6 +21,17 @@ void CustomSettings::set_decimal_digits(trel::i64 digits) {
     std::string warning;
     size = ComputeSize::from_decimal(clamp_decimal_digits(digits, constant->max_decimal_digits(), warning));
     if (!warning.empty()) trel::Console::labelled_line("Warning", warning, 'Y');
+}
+
+void CustomSettings::check_compression() {
+    if (digits_per_file == 0) return;
+    // A negative count is the largest one: all digits in one file.
+    const bool enough = static_cast<trel::u64>(digits_per_file) >= kMinimumDigitsPerFile &&
+                        size.decimal_digits >= kMinimumDigitsPerFile &&
+                        (!enable_hex || size.hexadecimal_digits >= kMinimumDigitsPerFile);
+    if (enough) return;
+    trel::Console::labelled_line("Warning", "Digits per file below minimum: Disabling compression.", 'Y');
+    digits_per_file = 0;
 }
 
 }  // namespace kalvor

@@ -22,11 +22,15 @@ struct CustomSettings {
     std::string path;  // where the digits go; empty: the current folder
     bool output_enable = true;
     bool output_verify = true;
+    trel::i64 digits_per_file = 0;  // 0: text files
     trel::ParallelismSettings parallelism;
     std::unique_ptr<trel::AllocatorConfig> allocator;
 
     // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
     void set_decimal_digits(trel::i64 digits);
+    // Compressed files hold a million digits or more: for fewer, in a file or in all, warns and goes back to
+    // text.
+    void check_compression();
 };
 
 }  // namespace kalvor

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/record/digit_report.h"
+#include "app/session/memory_check.h"
 #include "arith/multiply/transform_tables.h"
 #include "base/clock/cpu_utilization.h"
 #include "base/clock/date_text.h"
@@ -11,7 +12,6 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "base/status/status_scope.h"
-#include "os/memory_status.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/memory/allocate_heap.h"
 
@@ -56,21 +56,6 @@ NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings) : setti
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;
 
-void NormalFloatSessionB::check_memory() {
-    const trel::os::MemoryStatus machine = trel::os::memory_status();
-    const u64 needed = memory_.total();
-    if (needed > machine.address_space) status_->FatalError("Insufficient Address Space");
-    const char* shortage = needed > machine.total_physical ? "There is insufficient physical memory."
-                           : needed > machine.available_physical
-                               ? "There is insufficient available physical memory."
-                               : nullptr;
-    if (shortage == nullptr) return;
-    status_->Warning(shortage);
-    status_->Warning(
-        "Insufficient memory may lead to virtual memory thrashing which can cause severe\n"
-        "performance degradation and/or system unresponsiveness.");
-}
-
 void NormalFloatSessionB::print_header() {
     const Constant& constant = *settings_.constant;
     status_->Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
@@ -103,8 +88,9 @@ void NormalFloatSessionB::allocate(Regions& regions) {
             heap = trel::allocate_heap(*settings_.allocator, parallel, kAlignmentLog2, bytes);
             build();
         }
-        status_->Status_ColoredLine(
-            {{'w', label}, {'Y', Console::format_bytes(bytes) + ", " + heap.summary}});
+        // Without a region there is nothing but its size to tell.
+        const std::string size = Console::format_bytes(bytes);
+        status_->Status_ColoredLine({{'w', label}, {'Y', heap.region ? size + ", " + heap.summary : size}});
         log_.add(wall_.seconds(), event);
     };
     phase("Working Memory...  ", "Working Memory: ", "Working Memory", memory_.working_memory,
@@ -175,10 +161,10 @@ void NormalFloatSessionB::report() {
     status_->Status_Label(kNameWidth, "Start Time:", {'Y', record_.start_date});
     status_->Status_Label(kNameWidth, "End Time:", {'Y', record_.end_date});
     status_->Status_Line("");
-    Console::print("Total Computation Time:      ", 'w');
-    Console::print_line(Console::format_time(record_.compute_seconds), 'G');
-    Console::print("Start-to-End Wall Time:     ", 'w');
-    Console::print_line(Console::format_time(record_.wall_seconds), 'G');
+    status_->Status_ColoredLine(
+        {{'w', "Total Computation Time:      "}, {'G', Console::format_time(record_.compute_seconds)}});
+    status_->Status_ColoredLine(
+        {{'w', "Start-to-End Wall Time:     "}, {'G', Console::format_time(record_.wall_seconds)}});
     status_->Status_Line("");
     trel::print_cpu_utilization(compute_);
 }
@@ -194,7 +180,7 @@ const RunRecord& NormalFloatSessionB::run() {
     if (settings_.output_enable || !settings_.path.empty()) {
         folder_ = trel::FileIO::prepare_output_folder(settings_.path);
     }
-    check_memory();
+    check_memory(trel::os::memory_status(), memory_.total(), *status_);
     print_header();
     framework_ = settings_.parallelism.make_config()->make_framework();
     Regions regions;

@@ -34,7 +34,6 @@ class NormalFloatSessionB {
   private:
     struct Regions;
 
-    void check_memory();
     void print_header();
     void allocate(Regions& regions);
     void compute(const trel::MultiplyContext& context, BigFloat& value);

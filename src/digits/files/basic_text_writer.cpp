@@ -64,6 +64,7 @@ BasicTextWriter::~BasicTextWriter() {
 // holds there, or zeros.
 void BasicTextWriter::write_window() {
     if (flushed_ == fill_) return;
+    failed_ = true;  // until it is done
     u8* const bytes = buffer_.bytes();
     const u64 size = whole_sectors(fill_);
     if (size != fill_) {
@@ -80,6 +81,7 @@ void BasicTextWriter::write_window() {
     file_.store(bytes, window_, size);
     extent_ = std::max(extent_, window_ + size);
     flushed_ = fill_;
+    failed_ = false;
 }
 
 // Makes `offset` the end of the window.
@@ -145,13 +147,14 @@ void BasicTextWriter::close() {
         trel::FileIO::RawFile& file;
         ~Closer() { file.close(); }
     } closer{file_};
-    const bool complete = written_.covers(0, total_digits_);
+    const bool complete = !failed_ && written_.covers(0, total_digits_);
     if (!complete) {
         trel::Console::error_line("Warning, closing incomplete file", true);
         trel::Console::print_line(file_.path());
         written_.print();
         trel::Console::set_color('w');
     }
+    if (failed_) return;
     write_window();
     file_.close_and_set_size(end_);
     if (complete) trel::FileIO::persistent_rename(incomplete_path(), final_path());

@@ -33,7 +33,8 @@ class BasicTextWriter final : public BasicDigitWriter {
     void store_characters(const char* text, trel::u64 start, trel::u64 count);
 
     // Writes what is left and, when every digit was written, gives the file its final name (durably).
-    // Otherwise warns and leaves it under its incomplete name. Closing twice does nothing.
+    // Otherwise warns and leaves it under its incomplete name. Closing twice does nothing. After a write that
+    // failed no other is tried: its exception has told what is wrong.
     void close();
     // close(), then a reader of the finished file. Throws FileException for an incomplete one.
     std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
@@ -60,6 +61,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     trel::u64 flushed_ = 0;  // of fill_, how much is in the file already
     trel::u64 extent_ = 0;   // bytes of the file that were ever written, whole sectors
     trel::u64 end_ = 0;      // end of the last digit that was written, in bytes
+    bool failed_ = false;    // the last attempt to bring the window into the file failed
     WrittenRanges written_;
 };
 

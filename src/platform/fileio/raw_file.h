@@ -44,7 +44,7 @@ class RawFile : public BaseFile {
 
     bool is_open() const override { return handle_ != os::kNoFile; }
 
-    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4,096 / 8,192", "File isn't
+    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4096 / 8192", "File isn't
     // open.".
     virtual void store(const void* buffer, u64 offset, u64 bytes);
     virtual void load(void* buffer, u64 offset, u64 bytes);

@@ -216,6 +216,44 @@ TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
     EXPECT_TRUE(folder.has("x (incomplete).txt"));
 }
 
+// The one who caught the exception of a failed write reports it; closing does not try, fail and report again.
+TEST(TextWriter, AFailedWriteIsReportedOnce) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(100000, 10, 6);
+    for (const bool closed_by_hand : {false, true}) {
+        CaptureConsole console;
+        FaultyFile disk;
+        disk.disk_full_after(20000);
+        EXPECT_EQ(message_of([&] {
+                      BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+                      writer.store_digits(values.data(), 0, 5, {}, serial_context());
+                      try {
+                          writer.store_digits(values.data() + 5, 5, values.size() - 5, {}, serial_context());
+                      } catch (...) {
+                          if (closed_by_hand) writer.close();
+                          throw;
+                      }
+                  }),
+                  "RawFile::store()|WriteFile() failed.\n\nDisk is Full");
+        EXPECT_EQ(console.text(), "\nWarning, closing incomplete file\n" + folder.file("x (incomplete).txt") +
+                                      "\nSparse Region:\n    [0, 5)\n");
+    }
+    EXPECT_FALSE(folder.has("x.txt"));
+}
+
+// A store that is tried again after a failure and succeeds counts.
+TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(100000, 10, 6);
+    FaultyFile disk;
+    disk.fail(FaultyFile::Call::write, 2, FaultyFile::write_fault());
+    BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+    EXPECT_THROW(writer.store_digits(values.data(), 0, values.size(), {}, serial_context()), trel::Exception);
+    writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
+    writer.close();
+    EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
+}
+
 TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
     using Call = FaultyFile::Call;
     const ScratchFolder folder;

@@ -1,0 +1,82 @@
+// The memory that a run really takes is the memory that it announced.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::run_kalvor;
+using kalvor_test::TemporaryFolder;
+
+// Sanitizers keep memory of their own beside the program's.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+constexpr double kMiB = 1024.0 * 1024.0;
+
+// "34.5 MiB, locked" in bytes; not a number when it is no size.
+double bytes_of(const std::string& text) {
+    std::istringstream words(text);
+    double number = 0;
+    std::string unit;
+    if (!(words >> number >> unit)) return std::nan("");
+    unit = unit.substr(0, unit.find(','));
+    const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+    for (const char* name : units) {
+        if (unit == name) return number;
+        number *= 1024;
+    }
+    return std::nan("");
+}
+
+double peak_bytes(const ProgramRun& run) {
+    return static_cast<double>(run.peak_kib) * 1024;
+}
+
+ProgramRun compute(const std::string& digits, const std::string& tasks, const std::string& allocator) {
+    TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    options.folder = folder.path();
+    return run_kalvor({"skip-warnings", "custom", "pi", "-dec:" + digits, "-TD:" + tasks, "-PF:spawn",
+                       "-MA:" + allocator, "-hex:1"},
+                      options);
+}
+
+void expect_as_announced(const ProgramRun& run) {
+    ASSERT_EQ(run.exit_code, 0) << run.out;
+    const double announced =
+        bytes_of(run.value("Working Memory: ")) + bytes_of(run.value("Twiddle Tables: "));
+    ASSERT_GT(announced, 0) << run.out;
+    EXPECT_NEAR(peak_bytes(run), announced, 0.05 * announced + 16 * kMiB) << run.out;
+}
+
+TEST(MemoryTest, SmallRunsShowTheSizeOfWhatTheyDoNotNeedOnce) {
+    const ProgramRun run = compute("1000", "1", "mmap");
+    ASSERT_EQ(run.exit_code, 0) << run.out;
+    EXPECT_EQ(run.value("Twiddle Tables:"), "0 bytes");
+    EXPECT_NE(run.value("Working Memory:").find("spread: ?"), std::string::npos) << run.out;
+}
+
+TEST(MemoryTest, AMillionDigits) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    for (const char* tasks : {"1", "2", "7"})
+        for (const char* allocator : {"mmap", "malloc"}) expect_as_announced(compute("1m", tasks, allocator));
+}
+
+TEST(SlowMemoryTest, TenMillionDigits) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    for (const char* tasks : {"1", "2", "7"}) {
+        const ProgramRun run = compute("10m", tasks, "mmap");
+        expect_as_announced(run);
+        EXPECT_LT(peak_bytes(run), 16.0 * 10000000) << tasks << " tasks";
+    }
+}
+
+}  // namespace

@@ -1,0 +1,93 @@
+// The program on a terminal: colours, progress lines that come and go, the size of the window.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::run_kalvor;
+using kalvor_test::RunOptions;
+
+ProgramRun on_terminal(std::vector<std::string> arguments) {
+    RunOptions options;
+    options.terminal = true;
+    arguments.insert(arguments.begin(), "skip-warnings");
+    return run_kalvor(arguments, options);
+}
+
+// What is left to read after carriage returns have run over the start of their line, without escapes.
+std::string visible(const std::string& text) {
+    std::string screen, line;
+    std::size_t column = 0;
+    for (std::size_t i = 0; i < text.size(); i++) {
+        if (text[i] == '\x1b') {
+            while (i < text.size() && text[i] != 'm') i++;
+        } else if (text[i] == '\r') {
+            column = 0;
+        } else if (text[i] == '\n') {
+            screen += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+            line.clear();
+            column = 0;
+        } else {
+            if (line.size() <= column) line.resize(column + 1, ' ');
+            line[column++] = text[i];
+        }
+    }
+    return screen + line;
+}
+
+TEST(TerminalTest, TheHeaderHasItsColours) {
+    const ProgramRun run = on_terminal({"custom", "pi", "-dec:1000", "-od:0", "-TD:2", "-PF:spawn"});
+    EXPECT_EQ(run.exit_code, 0) << run.out;
+    for (const char* text :
+         {"\x1b[96m    x64, ABM,", "\x1b[0mAlgorithm:  \x1b[93mChudnovsky (1988)\x1b[0m\r\n",
+          "\x1b[0mDecimal Digits:       \x1b[92m1,000\x1b[0m\r\n",
+          "\x1b[0mHexadecimal Digits:   \x1b[32mDisabled\x1b[0m\r\n",
+          "\x1b[0mComputation Mode:     \x1b[91mRam Only\x1b[0m\r\n", "\x1b[0mStart Time:           \x1b[93m",
+          "\x1b[0mTotal Computation Time:      \x1b[92m"}) {
+        EXPECT_TRUE(run.has(text)) << text << "\n" << run.out;
+    }
+}
+
+TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
+    const std::vector<std::string> arguments = {"custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"};
+    const ProgramRun run = on_terminal(arguments);
+    ASSERT_EQ(run.exit_code, 0) << run.out;
+    EXPECT_TRUE(run.has("\x1b[0mWorking Memory...  ")) << run.out;
+    EXPECT_TRUE(run.has("\x1b[0mTwiddle Tables...  ")) << run.out;
+    const std::string screen = visible(run.out);
+    EXPECT_EQ(screen.find("Working Memory..."), std::string::npos) << screen;
+    EXPECT_EQ(screen.find("Twiddle Tables..."), std::string::npos) << screen;
+    EXPECT_NE(screen.find("\nWorking Memory: "), std::string::npos) << screen;
+    EXPECT_NE(screen.find("\nTwiddle Tables: "), std::string::npos) << screen;
+    // Line for line what is printed without a terminal, but for times and allocation.
+    const ProgramRun plain =
+        run_kalvor({"skip-warnings", "custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"});
+    EXPECT_EQ(std::count(screen.begin(), screen.end(), '\n'),
+              std::count(plain.out.begin(), plain.out.end(), '\n'));
+}
+
+TEST(TerminalTest, ColoursCanBeSwitchedOff) {
+    const ProgramRun run = on_terminal({"colors:0", "about"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_TRUE(run.has("Version: 0.7.8 Build 9507\r\n")) << run.out;
+    // The feature check comes after the options, so nothing is coloured from the first line on.
+    EXPECT_EQ(run.out.find('\x1b'), std::string::npos) << run.out;
+}
+
+TEST(TerminalTest, HeightResizesTheWindow) {
+    EXPECT_TRUE(on_terminal({"height:43", "about"}).has("\x1b[8;43;80t"));
+    EXPECT_FALSE(on_terminal({"about"}).has("\x1b[8;"));
+}
+
+TEST(TerminalTest, AnExceptionIsRed) {
+    const ProgramRun run = on_terminal({"pause:-2", "custom", "tau"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_TRUE(run.has("\x1b[91m\r\n\r\nException Encountered: InvalidParametersException\r\n")) << run.out;
+    EXPECT_TRUE(run.has("Invalid Constant: tau\r\n\r\n\r\n\x1b[0m")) << run.out;
+}
+
+}  // namespace
