@@ -9,8 +9,10 @@ namespace trel {
 namespace {
 
 constexpr u64 kMaxTasks = 32;
-// Transforms of fewer points run on one task: starting tasks costs more than half of their work.
-constexpr u64 kParallelPoints = u64(1) << 16;
+// Transforms of fewer points run on one task: a product starts tasks six times, and with a new thread for
+// each of them two tasks lose at 2^16 points (0.71 against 0.49 ms) and win a factor of 1.7 to 1.9 from 2^19
+// on.
+constexpr u64 kParallelPoints = u64(1) << 17;
 
 constexpr u64 kLargeBytes = u64(1) << 20;
 
