@@ -2,7 +2,8 @@
 # *_bench.cpp files of a folder under bench/ one benchmark program. They are left out when their libraries are
 # not installed, so the program itself builds without them.
 #
-# Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others. Programs of the
+# Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others; "tasks" the quick
+# tests of what runs tasks. Programs of the
 # arithmetic floors are run once more with KALVOR_ISA=avx2.
 
 enable_testing()
@@ -65,6 +66,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   target_link_libraries(kalvor_test_support INTERFACE
     $<LINK_LIBRARY:WHOLE_ARCHIVE,kalvor_test_rooms> GTest::gtest ${MPFR_LIBRARY} ${GMP_LIBRARY} Threads::Threads)
 
+  add_custom_target(task_tests)
   kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
   foreach(folder IN LISTS folders)
     file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
@@ -95,6 +97,11 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
       endif()
     endforeach()
     kalvor_register_test(${folder} test_${name} SLOW ${slow})
+    # What runs tasks: the part that the thread sanitizer is worth its time for.
+    if(folder MATCHES "^(platform/parallel|platform/memory|arith|constants|digits)")
+      add_dependencies(task_tests test_${name})
+      set_property(TEST ${folder} APPEND PROPERTY LABELS tasks)
+    endif()
     if(folder MATCHES "^(arith|constants|digits)/")
       kalvor_register_test(${folder}.avx2 test_${name} SLOW ${slow} ENV KALVOR_ISA=avx2)
     endif()
