@@ -49,10 +49,18 @@ void check_entry(const FftTransform& t, u64 entry) {
     const u32 b = t.plan().b;
     const u64 seed = 1000 * entry;
     double worst = 0;
-    for (Kind kind : {Kind::random, Kind::ones, Kind::high, Kind::positive, Kind::negative}) {
+    // The reference costs seconds at the largest lengths: there, the worst data and random data only.
+    const bool large = entry >= 70;
+    for (Kind kind : large ? std::vector<Kind>{Kind::random, Kind::positive}
+                           : std::vector<Kind>{Kind::random, Kind::ones, Kind::high, Kind::positive, Kind::negative}) {
         const auto A = operand(kind, half, b, seed), B = operand(kind, W - half, b, seed + 1);
         worst = std::max(worst, check_product(t, A, B));
-        worst = std::max(worst, check_product(t, A, A));
+        if (!large || kind == Kind::positive) worst = std::max(worst, check_product(t, A, A));
+    }
+    if (large) {
+        const auto A = operand(Kind::ones, half, b, 0);
+        EXPECT_LT(std::max(worst, check_product(t, A, A)), 0.125) << "entry " << entry;
+        return;
     }
     const u64 most = W - W / 4;
     worst = std::max(worst, check_product(t, operand(Kind::positive, most, b, seed + 2),
