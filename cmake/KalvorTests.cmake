@@ -85,6 +85,8 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
       endforeach()
     endif()
     set_target_properties(test_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    # Test code itself is not hot; this saves a fifth of the build.
+    target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
     target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
     if(folder STREQUAL "program" OR folder STREQUAL "fault")
       add_dependencies(test_${name} kalvor)
