@@ -3,19 +3,16 @@
 // A family F is a struct of static members:
 //
 //   Series                       its series class
-//   kNumbers                     numbers a range yields (P, Q, ...); the last one is not needed on the right
-//   edge of the
-//                                whole sum when kLastIsLink
-//   capacities(series, a, b)     upper bounds in words of a range's exact results, as any step of the
-//   recursion writes
-//                                them
+//   kNumbers                     numbers a range yields (P, Q, ...)
+//   kLastIsLink                  the last number is not needed where nothing follows the range (its edge)
+//   kBanner                      what the sum is announced with
+//   capacities(series, a, b)     upper bounds in words of a range's exact results while they are computed
 //   term_words(series)           words of one term's results together
-//   leaf(series, a, b, out, scratch)                                     the word-level recursion
-//   merge(context, odd, alternating, left, right, out, edge, work)       exact
-//   merge_float(context, odd, alternating, left, right, out, precision, link_precision, edge, work)
 //   float_words(precision)       words of a floating-point result's buffer
-//   merge_products(left, right)  the words of the longest product of a merge, from the capacities of its
-//   halves
+//   merge_products(left, right)  words of a merge's longest product, from the capacities of its halves
+//   leaf(series, a, b, out, edge, work)                        the word-level recursion
+//   merge(context, subtract, left, right, out, edge, work)     exact; subtract: the right half has the other
+//   sign merge_float(context, subtract, left, right, out, precision, link_precision, edge, work)
 //
 // Exact results carry residues; a family never reads the words of `left` or `right` after it wrote `out`.
 //

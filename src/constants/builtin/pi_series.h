@@ -19,7 +19,7 @@ struct PiSeriesConstants {
     trel::Word C;              // Q(k) = k^3 C
     trel::Word r2, r2_offset;  // R(k) = (2k - 1)(r2 k - r2_offset)(r2 k - 1)
     trel::u64 zero_bits_C;     // 2^zero_bits_C divides C
-    const char* gain;          // nats by which a term falls
+    const char* gain;          // nats by which a term falls at least
     const char* growth;        // ln C
     trel::u64 leaf_threshold;
     bool alternating;

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <random>
 #include <vector>
 
 #include "arith/m61/m61.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
+#include "support/capture_console.h"
 
 using namespace trel;
 using reference::to_mpz;
@@ -181,7 +183,14 @@ TEST(BasicIntTest, Errors) {
     expect_too_small([&] { T.set_mulB(B.number, C.number); }, "BasicIntR::set_mulB()", 3, 4);
     BasicIntR S(buffer, 1);
     expect_too_small([&] { S.set_BasicInt(B.number); }, "BasicInt::set_BasicInt()", 1, 2);
-    EXPECT_DEATH(small.number += B.number, "");
+}
+
+TEST(BasicIntDeathTest, LongerSecondOperandIsFatal) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Number small({1}, 2), longer({5, 7}, 1);
+    EXPECT_EXIT(
+        (print_to_stderr(), small.number += longer.number), testing::KilledBySignal(SIGABRT),
+        "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BasicInt::operator\\+=\\(\\)\n");
 }
 
 }  // namespace

@@ -381,10 +381,32 @@ TEST(ExactFloatTest, Errors) {
 
     TransformOf t(4, memory.context), u(6, memory.context);
     Number product(12);
-    EXPECT_EQ(too_small([&] { t.R.mul_rr_xx(t.context, tiny.number, ok.number, ok.number); }),
+    const ExactFloat& two = ok.number;  // exponent 1: products have exponent 2
+    ExactFloat& none = tiny.number;
+    EXPECT_EQ(too_small([&] { t.R.mul_rr_xx(t.context, none, two, two); }),
               "ExactFloatTransformR::mul_rr_xx()");
-    EXPECT_EQ(too_small([&] { t.R.mul_rr_xf(t.context, tiny.number, ok.number, ok.number, -3); }),
+    EXPECT_EQ(too_small([&] { t.R.mul_rr_xx(t.context, none, two, two, 2); }),
+              "ExactFloatTransformR::mul_rr_xx(exp)");
+    EXPECT_EQ(too_small([&] { t.R.mul_rr_xf(t.context, none, two, two); }),
+              "ExactFloatTransformR::mul_rr_xf()");
+    EXPECT_EQ(too_small([&] { t.R.mul_rr_xf(t.context, none, two, two, -3); }),
               "ExactFloatTransformR::mul_rr_xf(exp)");
+    EXPECT_EQ(too_small([&] { t.R.sqr_rx_xf(t.context, none, two); }), "ExactFloatTransformR::sqr_rx_xf()");
+    t.R.forward(t.context, two);
+    EXPECT_EQ(too_small([&] { t.R.mul_rf_xf(t.context, none, two); }), "ExactFloatTransformR::mul_rf_xf()");
+    EXPECT_EQ(too_small([&] { t.R.mul_rf_xf(t.context, none, two, 2); }),
+              "ExactFloatTransformR::mul_rf_xf(exp)");
+    // The headroom counts: 4 words of product and 5 below them.
+    Number nine(9);
+    EXPECT_EQ(too_small([&] { t.R.mul_rf_xf(t.context, nine.number, two, -4); }),
+              "ExactFloatTransformR::mul_rf_xf(exp)");
+    t.R.mul_rf_xf(t.context, nine.number, two, -3);
+    EXPECT_EQ(nine.number.Tmin(), -3);
+    TransformOf v(4, memory.context);
+    v.R.forward(v.context, two);
+    EXPECT_EQ(too_small([&] { t.R.inverse_fmul(t.context, none, v.R); }),
+              "ExactFloatTransformR::inverse_fmul()");
+    EXPECT_EQ(too_small([&] { v.R.inverse_fsqr(v.context, none); }), "ExactFloatTransformR::inverse_fsqr()");
     try {
         t.R.mul_rr_xx(t.context, product.number, full.number, ok.number);
         FAIL();

@@ -6,6 +6,7 @@
 
 #include "arith/kernels/carry_join.h"
 #include "kernel_fixture.h"
+#include "support/capture_console.h"
 
 namespace trel {
 namespace {
@@ -332,8 +333,10 @@ TEST(WordArray, KsrCarry) {
 }
 
 TEST(WordArrayDeathTest, KsrCarryOfNothing) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     u32 word = 0;
-    EXPECT_EXIT(bp_ksr_carry(0, &word, 0), ::testing::ExitedWithCode(1), "");
+    EXPECT_EXIT((print_to_stderr(), bp_ksr_carry(0, &word, 0)), ::testing::ExitedWithCode(1),
+                "bp_ksr_carry\\(\\): Length cannot be zero\\.\n");
 }
 
 }  // namespace

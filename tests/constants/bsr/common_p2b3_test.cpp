@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <random>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "constants/bsr/verify_bsr.h"
 #include "reference/hypergeometric_sum.h"
 #include "reference/mpz_words.h"
+#include "support/capture_console.h"
 #include "support/pi_like_series.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -197,6 +199,7 @@ TEST_P(RangeTest, MoreTasksThanPlanned) {
         BlockRun run(series, 0, 50, true, 4, 8);
         FAIL();
     } catch (const trel::InvalidParametersException& e) {
+        EXPECT_EQ(e.function, "BSR_BlockB::run()");
         EXPECT_EQ(e.message, "Attempted to run with a larger tds than the plan supports.");
     }
 }
@@ -204,7 +207,11 @@ TEST_P(RangeTest, MoreTasksThanPlanned) {
 TEST_P(RangeTest, SmallBuffersAreRefused) {
     BlockRun run(series, 0, 50, true, 1);
     run.exacts[kQ].buffer_size -= 8;
-    EXPECT_DEATH(run.plan.run(run.context, trel::null_status(), run.exacts, run.work.view()), "");
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        (print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts, run.work.view())),
+        testing::KilledBySignal(SIGABRT),
+        "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Series, RangeTest, testing::Bool());

@@ -84,6 +84,7 @@ TEST(PsrPlanTest, BlocksOfLimitedSize) {
     EXPECT_EQ(blocks.size(), 100u);
     for (std::size_t i = 0; i + 1 < blocks.size(); i++) EXPECT_EQ(blocks[i].b - blocks[i].a, 100u);
     blocks.clear();
+    const CaptureConsole console;
     plan_blocks(series, 0, 0.1, blocks);  // never an empty block
     EXPECT_EQ(blocks.size(), 10000u);
 }
@@ -103,6 +104,12 @@ TEST(PsrPlanTest, TenThousandBlocksAreReported) {
     plan_blocks(LinearSeries(10003, 100, 1.0, 0.5), 0, 1.0, blocks);
     EXPECT_EQ(blocks.size(), 10003u);
     EXPECT_EQ(console.take(), once + final_report);
+    blocks.clear();
+    plan_blocks(LinearSeries(10000, 100, 1.0, 0.5), 0, 1.0, blocks);
+    EXPECT_EQ(blocks.size(), 10000u);
+    const std::string printed = console.take();
+    EXPECT_EQ(printed.substr(0, once.size()), once);
+    EXPECT_EQ(printed.find("PSR plan has reached a size of 10,000\n"), once.size());
 }
 
 TEST(PsrPlanTest, EquilibriumOfPi) {

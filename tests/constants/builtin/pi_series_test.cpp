@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 
 #include "arith/m61/m61.h"
 #include "reference/hypergeometric_sum.h"
 #include "reference/mpz_words.h"
+#include "support/capture_console.h"
 
 using namespace kalvor;
 using trel::BasicIntR;
@@ -90,17 +92,26 @@ TEST(PiSeriesTest, TermCounts) {
     EXPECT_EQ(series.precision_words(series.terms()), 0u);
 }
 
-TEST(PiSeriesTest, SmallBuffersAreRefused) {
+TEST(PiSeriesDeathTest, SmallBuffersAreRefused) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     Word words[12];
-    const PiSeries series(PiSeriesKind::chudnovsky, 10);
-    const auto run = [&](u64 P, u64 Q, u64 R) {
-        BasicIntR p(words, P), q(words + 5, Q), r(words + 9, R);
-        series.term(1, p, q, r);
-    };
-    EXPECT_DEATH(run(5, 4, 2), "");
-    EXPECT_DEATH(run(4, 4, 3), "");
-    EXPECT_DEATH(run(5, 3, 3), "");
-    run(5, 4, 3);
+    for (const PiSeriesKind kind : {PiSeriesKind::chudnovsky, PiSeriesKind::ramanujan}) {
+        const PiSeries series(kind, 10);
+        const auto run = [&](u64 P, u64 Q, u64 R) {
+            BasicIntR p(words, P), q(words + 5, Q), r(words + 9, R);
+            series.term(1, p, q, r);
+        };
+        const auto report = [&](const std::string& number) {
+            return "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   " +
+                   std::string(kind == PiSeriesKind::chudnovsky ? "Pi_Chudnovsky" : "Pi_Ramanujan") +
+                   "_BSR_End_" + number + "1\\(\\)\n";
+        };
+        const testing::KilledBySignal aborts(SIGABRT);
+        EXPECT_EXIT((print_to_stderr(), run(5, 4, 2)), aborts, report("R"));
+        EXPECT_EXIT((print_to_stderr(), run(4, 4, 3)), aborts, report("P"));
+        EXPECT_EXIT((print_to_stderr(), run(5, 3, 3)), aborts, report("Q"));
+        run(5, 4, 3);
+    }
 }
 
 }  // namespace

@@ -165,6 +165,21 @@ TEST(PiMessagesTest, StepsAreAnnounced) {
     }
 }
 
+// 1/Pi takes other square roots and coefficients: 10005 again for the one series, 2 in place of 8 for the
+// other.
+TEST(PiMessagesTest, InversesTakeTheirOwnRoots) {
+    for (int algorithm = 0; algorithm < 4; algorithm++) {
+        const PiPlan plan(static_cast<PiAlgorithm>(algorithm), -1, 55, 1);
+        Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
+        BigFloat x(result.words(), plan.result_words());
+        CaptureConsole console;
+        trel::LinearConsoleNode status(79, 1.0);
+        Pi_Series_BigFloatR::run(plan, {trel::serial_context(), working.view(), nullptr}, status, x);
+        EXPECT_NE(console.take().find(algorithm % 2 == 0 ? "\nInvSqrt(10005)...\n" : "\nInvSqrt(2)...\n"),
+                  std::string::npos);
+    }
+}
+
 TEST(SlowPiTest, AMillionDigits) {
     const u64 p = words_for(1000000);
     check(PiAlgorithm::chudnovsky, 1, p, 1);
