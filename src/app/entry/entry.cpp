@@ -25,8 +25,6 @@ namespace {
 void run_main_body(ParameterList& parameters) {
     const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     trel::CommandLine::consume_console_options(parameters);
-    Console::set_colors_enabled(settings.colors_enabled);
-    Console::set_pause_before_fatal_exit(settings.pause_before_fatal_exit);
     trel::os::set_process_priority(settings.process_priority);
     trel::print_feature_check(trel::detect_features(), settings.skip_warnings);
     trel::print_group_balance_check(trel::processor_group_sizes());

@@ -53,6 +53,9 @@ Outcome on_terminal(const char* test, const std::string& input, const char* no_c
 
 }  // namespace
 
+// The children: each runs only inside the terminal that a test further down opens for it, which also checks what it
+// printed. "DISABLED_" keeps them out of a plain run, where there is no terminal to look at.
+
 TEST(TerminalChild, DISABLED_Colors) {
     Console::print("<<");
     for (const char color : {'B', 'G', 'T', 'R', 'P', 'Y', 'b', 'g', 't', 'r', 'p', 'y', 'w', ' '}) {
