@@ -3,22 +3,6 @@
 #include <algorithm>
 
 namespace trel {
-namespace {
-
-// The memory of one product: two forward transforms (one for a square) and the scratch that they share.
-struct ProductMemory {
-    ProductMemory(const Transform& transform, const MultiplyContext& context, bool two_operands) {
-        AlignedBufferC memory = context.scratch;
-        x = memory.spawn(transform.data_bytes()).get();
-        if (two_operands) y = memory.spawn(transform.data_bytes()).get();
-        scratch = memory.spawn(transform.scratch_bytes()).get();
-    }
-    void* x;
-    void* y = nullptr;
-    void* scratch;
-};
-
-}  // namespace
 
 void MultiplySizes::take_maximum(const MultiplySizes& other) {
     output = std::max(output, other.output);
@@ -43,19 +27,18 @@ void MultiplyAlgorithm::sqr_skip(const MultiplyContext& context, Word* T, u64 sk
                                  u64 L) const {
     TransformHolder transform;
     make_transform(transform, 2 * L, context);
-    const ProductMemory memory(*transform, context, false);
-    transform->forward(context.parallel, memory.x, A, L, memory.scratch);
-    transform->inverse(context.parallel, T, skip, total, memory.x, memory.x, memory.x, memory.scratch);
+    AlignedBufferC memory = context.scratch;
+    void* const work = memory.spawn(transform->data_bytes() + transform->scratch_bytes()).get();
+    transform->square_plain(context.parallel, T, skip, total, A, L, work);
 }
 
 void MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                                  u64 LA, const Word* B, u64 LB) const {
     TransformHolder transform;
     make_transform(transform, LA + LB, context);
-    const ProductMemory memory(*transform, context, true);
-    transform->forward(context.parallel, memory.x, A, LA, memory.scratch);
-    transform->forward(context.parallel, memory.y, B, LB, memory.scratch);
-    transform->inverse(context.parallel, T, skip, total, memory.x, memory.x, memory.y, memory.scratch);
+    AlignedBufferC memory = context.scratch;
+    void* const work = memory.spawn(transform->plain_bytes()).get();
+    transform->multiply_plain(context.parallel, T, skip, total, A, LA, B, LB, work);
 }
 
 int MultiplyAlgorithm::mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,

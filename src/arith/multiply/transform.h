@@ -38,16 +38,35 @@ class Transform {
     virtual void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                          const void* Y, void* scratch) const = 0;
 
+    // Whole products of which no transform is kept. An algorithm may do them with less memory, or fewer trips
+    // through it, than forward() and inverse() need; the defaults are those two. memory: plain_bytes(), for a
+    // square data_bytes() + scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2;
+    // T may not overlap the operands or the memory.
+    virtual void multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                                const Word* B, u64 LB, void* memory) const;
+    virtual void square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                              void* memory) const;
+    // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
+    virtual void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                               const void* Y, void* work, void* scratch) const;
+    u64 plain_bytes() const { return plain_bytes_; }
+
     // Whether data made by the other transform can be used with this one.
     virtual bool compatible(const Transform& other) const = 0;
 
   protected:
     Transform(u64 convolution_bits, u64 data_bytes, u64 scratch_bytes)
-        : convolution_bits_(convolution_bits), data_bytes_(data_bytes), scratch_bytes_(scratch_bytes) {}
+        : Transform(convolution_bits, data_bytes, scratch_bytes, 2 * data_bytes + scratch_bytes) {}
+    Transform(u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes)
+        : convolution_bits_(convolution_bits),
+          data_bytes_(data_bytes),
+          scratch_bytes_(scratch_bytes),
+          plain_bytes_(plain_bytes) {}
 
     u64 convolution_bits_;
     u64 data_bytes_;
     u64 scratch_bytes_;
+    u64 plain_bytes_;
 };
 
 // Holds one transform object of any kind in place, so that making one in a hot merge does not touch the heap.
