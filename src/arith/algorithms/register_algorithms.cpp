@@ -6,17 +6,41 @@
 namespace trel {
 namespace {
 
-struct Registration {
-    Registration(TableSlot slot, const AlgorithmEntry& entry) { register_algorithm(slot, entry); }
+struct Names {
+    const char *short_name, *long_name, *family, *variant;
 };
 
-const Registration basecase_karatsuba(TableSlot::basic64,
-                                      {&basecase_karatsuba_algorithm(), kBasecaseKaratsubaMaxBits, "BKT",
-                                       "Basecase/Karatsuba", "MULB", "Basic Multiply"});
+// Puts an algorithm into the slots of both words; products of 32-bit words run on the algorithm of 64-bit words
+// unless there is one for them. Convolutions of floating-point numbers and small products stay in memory; the
+// number-theoretic transforms serve far memory too.
+class Registration {
+  public:
+    Registration(const Names& names, u64 max_bits, const MultiplyAlgorithm& algorithm, bool far_memory,
+                 const MultiplyAlgorithm32* algorithm32 = nullptr)
+        : padded_(algorithm, max_bits) {
+        AlgorithmEntry words64{&algorithm,        max_bits,     names.short_name,
+                               names.long_name,   names.family, names.variant,
+                               nullptr};
+        AlgorithmEntry words32 = words64;
+        words32.algorithm = nullptr;
+        words32.algorithm32 = algorithm32 != nullptr ? algorithm32 : &padded_;
+        register_algorithm(TableSlot::basic32, words32);
+        register_algorithm(TableSlot::basic64, words64);
+        if (!far_memory) return;
+        register_algorithm(TableSlot::swap32, words32);
+        register_algorithm(TableSlot::swap64, words64);
+    }
 
-const Registration floating_point_fft(TableSlot::basic64,
-                                      {&fft_algorithm(), kFftMaxBits, "FFT", "Floating-Point FFT", "FFTv3",
-                                       "Short-Vector FMA"});
+  private:
+    PaddedAlgorithm32 padded_;
+};
+
+const Registration basecase_karatsuba({"BKT", "Basecase/Karatsuba", "MULB", "Basic Multiply"},
+                                      kBasecaseKaratsubaMaxBits, basecase_karatsuba_algorithm(), false,
+                                      &basecase_karatsuba_algorithm32());
+
+const Registration floating_point_fft({"FFT", "Floating-Point FFT", "FFTv3", "Short-Vector FMA"}, kFftMaxBits,
+                                      fft_algorithm(), false);
 
 }  // namespace
 }  // namespace trel

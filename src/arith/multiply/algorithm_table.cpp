@@ -17,9 +17,23 @@ std::map<std::string, Slots>& registry() {
     return instance;
 }
 
+// The default lists: short names and thresholds in bits. They must be usable while other files' objects are
+// still being made, hence functions.
+std::vector<AlgorithmTable::ListItem> basic_list() {
+    return {{"BKT", 5120}, {"FFT", 100663296}};
+}
+std::vector<AlgorithmTable::ListItem> swap_list() {
+    return {{"C17", 0x1440000000000}, {"N64", 0x3800000000000000}};
+}
+
 }  // namespace
 
 void register_algorithm(TableSlot slot, const AlgorithmEntry& entry) {
+    const bool words64 = slot == TableSlot::basic64 || slot == TableSlot::swap64;
+    if ((entry.algorithm != nullptr) != words64 || (entry.algorithm32 == nullptr) != words64) {
+        Console::error_line("Multiplication Algorithm for another Word: " + entry.short_name);
+        Console::fatal_exit(1);
+    }
     std::optional<AlgorithmEntry>& place = registry()[entry.short_name][static_cast<u64>(slot)];
     if (place) {
         Console::error_line("Duplicate Multiplication Algorithm: " + entry.short_name);
@@ -60,12 +74,12 @@ void AlgorithmTable::add(u64 threshold_bits, const AlgorithmEntry& entry) {
     if (words * word_bits_ > entry.max_bits) {
         throw StringException("AlgorithmTable::add()", "Thresholds is larger than maximum size.");
     }
-    items_.push_back({words, entry.algorithm});
+    items_.push_back({words, entry.algorithm, entry.algorithm32});
 }
 
-const MultiplyAlgorithm& AlgorithmTable::get_algorithm(u64 words) const {
+const AlgorithmTable::Item& AlgorithmTable::item(u64 words) const {
     for (const Item& item : items_) {
-        if (item.threshold_words >= words) return *item.algorithm;
+        if (item.threshold_words >= words) return item;
     }
     throw LimitExceededException("AlgorithmTable::get_algorithm()", "", 0, words);
 }
@@ -74,22 +88,41 @@ MultiplySizes AlgorithmTable::largest(u64 words, const char* function) const {
     MultiplySizes sizes;
     for (const Item& item : items_) {
         const bool last = item.threshold_words >= words;
-        sizes.take_maximum(item.algorithm->sizes(last ? words : item.threshold_words));
+        sizes.take_maximum(item.sizes(last ? words : item.threshold_words));
         if (last) return sizes;
     }
     throw LimitExceededException(function, "", 0, words);
 }
 
-u64 AlgorithmTable::mSBsize(u64 words) const {
+u64 AlgorithmTableB::mSBsize(u64 words) const {
     return largest(words, "AlgorithmTableB::mSBsize()").scratch;
 }
-MultiplySizes AlgorithmTable::mSBsizes(u64 words) const {
+MultiplySizes AlgorithmTableB::mSBsizes(u64 words) const {
     return largest(words, "AlgorithmTableB::mSBsizes()");
 }
 
-const AlgorithmTable& basic_table64() {
-    static const AlgorithmTable table("Basic: 64-bit Word", 64, TableSlot::basic64,
-                                      {{"BKT", 5120}, {"FFT", 100663296}});
+MultiplySizes AlgorithmTableS::mSBsizes(u64 words) const {
+    return largest(words, "AlgorithmTableS::mSBsizes()");
+}
+u64 AlgorithmTableS::iPsize(u64 words) const {
+    const MultiplySizes sizes = largest(words, "AlgorithmTableS::iPsize()");
+    return sizes.output + sizes.scratch;
+}
+
+const AlgorithmTableB& basic_table32() {
+    static const AlgorithmTableB table("Basic: 32-bit Word", 32, TableSlot::basic32, basic_list());
+    return table;
+}
+const AlgorithmTableB& basic_table64() {
+    static const AlgorithmTableB table("Basic: 64-bit Word", 64, TableSlot::basic64, basic_list());
+    return table;
+}
+const AlgorithmTableS& swap_table32() {
+    static const AlgorithmTableS table("Swap: 32-bit Word", 32, TableSlot::swap32, swap_list());
+    return table;
+}
+const AlgorithmTableS& swap_table64() {
+    static const AlgorithmTableS table("Swap: 64-bit Word", 64, TableSlot::swap64, swap_list());
     return table;
 }
 

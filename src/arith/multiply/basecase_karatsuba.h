@@ -2,6 +2,7 @@
 #pragma once
 
 #include "arith/multiply/multiply_algorithm.h"
+#include "arith/multiply/multiply_algorithm32.h"
 
 namespace trel {
 
@@ -14,5 +15,7 @@ constexpr u64 kBasecaseKaratsubaMaxBits = 65536;
 // Its transform object keeps a copy of the operand's words: inverse() multiplies them and copies the window
 // out, so nothing wraps and products longer than the convolution are right in every word.
 const MultiplyAlgorithm& basecase_karatsuba_algorithm();
+// The same on 32-bit words, with kernels and thresholds of their own.
+const MultiplyAlgorithm32& basecase_karatsuba_algorithm32();
 
 }  // namespace trel

@@ -17,15 +17,15 @@ AlgorithmEntry entry(const MultiplyAlgorithm& algorithm, u64 max_bits) {
     return {&algorithm, max_bits, "X", "Long", "Family", "Variant"};
 }
 
-AlgorithmTable two_entries() {
-    AlgorithmTable table("Test", 64);
+AlgorithmTableB two_entries() {
+    AlgorithmTableB table("Test", 64);
     table.add(640, entry(first, 100000));
     table.add(6400, entry(second, 100000));
     return table;
 }
 
 TEST(AlgorithmTable, ChoosesTheFirstThresholdThatIsLargeEnough) {
-    const AlgorithmTable table = two_entries();
+    const AlgorithmTableB table = two_entries();
     EXPECT_EQ(&table.get_algorithm(1), &first);
     EXPECT_EQ(&table.get_algorithm(10), &first);
     EXPECT_EQ(&table.get_algorithm(11), &second);
@@ -42,7 +42,7 @@ TEST(AlgorithmTable, ThresholdsCountWordsOfTheTable) {
 }
 
 TEST(AlgorithmTable, RefusesSizesBeyondTheLastThreshold) {
-    const AlgorithmTable table = two_entries();
+    const AlgorithmTableB table = two_entries();
     const auto expect_limit = [&](auto&& call, const std::string& function) {
         try {
             call();
@@ -57,6 +57,11 @@ TEST(AlgorithmTable, RefusesSizesBeyondTheLastThreshold) {
     expect_limit([&] { (void)table.mSBsize(101); }, "AlgorithmTableB::mSBsize()");
     expect_limit([&] { (void)table.mSBsizes(101); }, "AlgorithmTableB::mSBsizes()");
     EXPECT_THROW((void)AlgorithmTable("Empty", 64).get_algorithm(1), LimitExceededException);
+
+    AlgorithmTableS swap("Test", 64);
+    swap.add(6400, entry(first, 100000));
+    expect_limit([&] { (void)swap.mSBsizes(101); }, "AlgorithmTableS::mSBsizes()");
+    expect_limit([&] { (void)swap.iPsize(101); }, "AlgorithmTableS::iPsize()");
 }
 
 TEST(AlgorithmTable, AddChecksOrderAndMaximum) {
@@ -101,7 +106,7 @@ TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
         u64 factor_;
     };
     const Fixed large(64000), small(64);
-    AlgorithmTable table("Test", 64);
+    AlgorithmTableB table("Test", 64);
     table.add(640, entry(large, 100000));
     table.add(6400, entry(small, 100000));
     EXPECT_EQ(table.mSBsize(3), 2u * 64000 * 3);
@@ -112,11 +117,18 @@ TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
     EXPECT_EQ(sizes.scratch, 2u * 64000 * 10);
     EXPECT_EQ(sizes.transform_data, 3u * 64000 * 10);
     EXPECT_EQ(sizes.transform_scratch, 4u * 64000 * 10);
+
+    AlgorithmTableS swap("Test", 64);
+    swap.add(640, entry(large, 100000));
+    swap.add(6400, entry(small, 100000));
+    EXPECT_EQ(swap.mSBsizes(100).scratch, sizes.scratch);
+    EXPECT_EQ(swap.iPsize(100), sizes.output + sizes.scratch);
 }
 
 TEST(AlgorithmTable, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
     static const bool registered = [] {
-        register_algorithm(TableSlot::basic32, {&first, 100000, "TestOnly32", "", "", ""});
+        static const PaddedAlgorithm32 padded(first, 100000);
+        register_algorithm(TableSlot::basic32, {nullptr, 100000, "TestOnly32", "", "", "", &padded});
         return true;
     }();
     ASSERT_TRUE(registered);
@@ -132,7 +144,8 @@ TEST(AlgorithmTable, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
     const AlgorithmTable other("Basic: 32-bit Word", 32, TableSlot::basic32, {{"TestOnly32", 6400}});
     EXPECT_EQ(console.take(), "");
     ASSERT_EQ(other.items().size(), 1u);
-    EXPECT_EQ(other.items()[0].algorithm, &first);
+    EXPECT_EQ(other.items()[0].algorithm, nullptr);
+    EXPECT_EQ(&dynamic_cast<const PaddedAlgorithm32&>(other.get_algorithm32(200)).algorithm(), &first);
     EXPECT_EQ(other.items()[0].threshold_words, 200u);
 }
 
@@ -163,15 +176,26 @@ TEST(AlgorithmTableDeathTest, DuplicateNameIsFatal) {
     EXPECT_EXIT(
         {
             print_to_stderr();
-            register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
+            static const PaddedAlgorithm32 padded(first, 100000);
+            register_algorithm(TableSlot::swap32, {nullptr, 1, "Twice", "", "", "", &padded});
             register_algorithm(TableSlot::swap64, {&first, 1, "Twice", "", "", ""});  // another slot
-            register_algorithm(TableSlot::swap32, {&first, 1, "Twice", "", "", ""});
+            register_algorithm(TableSlot::swap32, {nullptr, 1, "Twice", "", "", "", &padded});
         },
         testing::ExitedWithCode(1), "Duplicate Multiplication Algorithm: Twice\n");
 }
 
+TEST(AlgorithmTableDeathTest, SlotsTakeAlgorithmsOfTheirWord) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT((print_to_stderr(), register_algorithm(TableSlot::basic32, {&first, 1, "Other", "", "", ""})),
+                testing::ExitedWithCode(1), "Multiplication Algorithm for another Word: Other\n");
+    static const PaddedAlgorithm32 padded(first, 100000);
+    EXPECT_EXIT((print_to_stderr(),
+                 register_algorithm(TableSlot::swap64, {nullptr, 1, "Other", "", "", "", &padded})),
+                testing::ExitedWithCode(1), "Multiplication Algorithm for another Word: Other\n");
+}
+
 TEST(AlgorithmTable, BasicTableChoosesBySize) {
-    const AlgorithmTable& table = basic_table64();
+    const AlgorithmTableB& table = basic_table64();
     EXPECT_EQ(table.name(), "Basic: 64-bit Word");
     EXPECT_EQ(table.word_bits(), 64u);
     const MultiplyAlgorithm* bkt = find_algorithm(TableSlot::basic64, "BKT")->algorithm;
