@@ -19,5 +19,7 @@ struct NttPrimeSet {
 // b is 1, 3, 5 or 7; a is 3 to 10 (N32), 4 to 11 (C17, VST), 3 to 11 (N64). Else throws
 // InvalidParametersException "Out-of-bounds.". Built on first use, any thread.
 const NttPrimeSet& ntt_prime_set(NttFamily family, u32 a, u32 b);
+// The set's max_exponent, without making its primes.
+u32 ntt_max_exponent(NttFamily family, u32 a, u32 b);
 
 }  // namespace trel

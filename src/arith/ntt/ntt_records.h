@@ -34,8 +34,9 @@ inline u32 ntt_point_bits(NttFamily family, u32 a) {
 }
 u64 ntt_capacity_bits(NttFamily family, const NttRecord& record);
 
-// The lists, each in the order of capacity; built on first use, any thread. N64 has no tuned list; VST shares
-// C17's general list.
+// The lists, each in the order of capacity; built on first use, any thread. They hold the lengths that no
+// other length of at least their capacity beats in residues (a times N). N64 has no tuned list; VST shares
+// C17's general list and has a thinner tuned one.
 std::span<const NttRecord> ntt_tuned_records(NttFamily family);
 std::span<const NttRecord> ntt_general_records(NttFamily family);
 

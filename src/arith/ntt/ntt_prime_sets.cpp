@@ -1,0 +1,128 @@
+#include "arith/ntt/ntt_prime_sets.h"
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <mutex>
+
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+using u128 = unsigned __int128;
+
+constexpr u32 kMaxA = 11;
+
+struct FamilyRule {
+    u32 min_a, max_a;
+    // by a - min_a and b / 2: the largest exponent whose primes leave exponent + floor(log2 b) + slack bits
+    // above the payload of a product of points (slack 2 for N32, 1 for C17, 2.25 for N64)
+    u8 max_exponent[9][4];
+};
+
+constexpr FamilyRule kN32{3,
+                          10,
+                          {{25, 25, 22, 22},
+                           {25, 24, 22, 22},
+                           {24, 23, 21, 21},
+                           {23, 22, 20, 21},
+                           {22, 21, 19, 20},
+                           {21, 20, 19, 19},
+                           {20, 19, 18, 18},
+                           {19, 18, 17, 17}}};
+constexpr FamilyRule kC17{4,
+                          11,
+                          {{43, 41, 39, 39},
+                           {42, 40, 39, 38},
+                           {42, 39, 39, 38},
+                           {41, 39, 38, 38},
+                           {40, 39, 38, 37},
+                           {40, 39, 38, 37},
+                           {39, 39, 38, 37},
+                           {39, 38, 38, 37}}};
+constexpr FamilyRule kN64{3,
+                          11,
+                          {{55, 54, 53, 52},
+                           {54, 54, 53, 52},
+                           {54, 53, 52, 52},
+                           {54, 52, 52, 51},
+                           {53, 52, 51, 51},
+                           {52, 51, 51, 50},
+                           {51, 50, 50, 49},
+                           {51, 50, 49, 49},
+                           {50, 49, 48, 48}}};
+
+const FamilyRule& rule_of(NttFamily family) {
+    return family == NttFamily::n32 ? kN32 : family == NttFamily::n64 ? kN64 : kC17;
+}
+
+u64 multiply_mod(u64 x, u64 y, u64 p) {
+    return static_cast<u64>(u128(x) * y % p);
+}
+
+// Strong test to the first twelve primes as bases: exact for every odd n below 2^64 (Sorenson and Webster,
+// 2015). n > 37.
+bool is_prime(u64 n) {
+    constexpr u64 kBases[] = {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37};
+    for (const u64 q : kBases) {
+        if (n % q == 0) return false;
+    }
+    const int twos = std::countr_zero(n - 1);
+    const u64 odd = (n - 1) >> twos;
+    for (const u64 base : kBases) {
+        u64 x = 1;
+        for (u64 bit = std::bit_floor(odd); bit != 0; bit >>= 1) {
+            x = multiply_mod(x, x, n);
+            if (odd & bit) x = multiply_mod(x, base, n);
+        }
+        if (x == 1) continue;
+        int i = 0;
+        while (x != n - 1 && ++i < twos) x = multiply_mod(x, x, n);
+        if (x != n - 1) return false;
+    }
+    return true;
+}
+
+struct Slot {
+    std::once_flag made;
+    std::array<u64, kMaxA> primes;
+    NttPrimeSet set;
+};
+
+void fill(Slot& slot, NttFamily family, u32 a, u32 b) {
+    const NttFamilyConstants& constants = ntt_constants(family);
+    const u32 exponent = ntt_max_exponent(family, a, b);
+    const u64 step = u64(b) << exponent;
+    double bits = 0;
+    u32 n = 0;
+    for (u64 k = ((u64(1) << constants.prime_bits) - 2) / step; n < a; k--) {
+        const u64 p = k * step + 1;
+        if (!is_prime(p)) continue;
+        slot.primes[n++] = p;
+        bits += std::log2(static_cast<double>(p));
+    }
+    slot.set = {a, b, exponent, {slot.primes.data(), a}, bits - 2.0 * ntt_point_bits(family, a)};
+}
+
+}  // namespace
+
+u32 ntt_max_exponent(NttFamily family, u32 a, u32 b) {
+    const FamilyRule& rule = rule_of(family);
+    if (a < rule.min_a || a > rule.max_a || b > 7 || b % 2 == 0) {
+        throw InvalidParametersException("ntt_prime_set()", "Out-of-bounds.");
+    }
+    return rule.max_exponent[a - rule.min_a][b / 2];
+}
+
+const NttPrimeSet& ntt_prime_set(NttFamily family, u32 a, u32 b) {
+    ntt_max_exponent(family, a, b);  // refuses what has no set
+    // one row a kind of prime; VST works with C17's
+    static std::array<std::array<Slot, 4 * (kMaxA + 1)>, 3> slots;
+    const NttFamily kind = family == NttFamily::vst ? NttFamily::c17 : family;
+    Slot& slot = slots[static_cast<u64>(kind)][4 * a + b / 2];
+    std::call_once(slot.made, [&] { fill(slot, kind, a, b); });
+    return slot.set;
+}
+
+}  // namespace trel
