@@ -3,12 +3,14 @@
 namespace kalvor::BinarySplitting {
 
 BlockNeeds product_needs(u64 words) {
+    return {trel::round_up_64(trel::basic_table64().mSBsizes(words).scratch), words};
+}
+
+BlockNeeds kept_product_needs(u64 words, u64 room) {
     const trel::MultiplySizes sizes = trel::basic_table64().mSBsizes(words);
-    BlockNeeds needs;
-    needs.scratch_bytes =
-        trel::round_up_64(std::max(sizes.scratch, 2 * sizes.transform_data + sizes.transform_scratch));
-    needs.product_words = words;
-    return needs;
+    const u64 plain = trel::round_up_64(sizes.scratch);
+    const u64 kept = trel::round_up_64(2 * sizes.transform_data + sizes.transform_scratch);
+    return {kept <= room ? std::max(kept, plain) : plain, words};
 }
 
 u64 basecase_words() {

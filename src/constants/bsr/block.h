@@ -10,19 +10,25 @@
 //   term_words(series)           words of one term's results together
 //   float_words(precision)       words of a floating-point result's buffer
 //   merge_products(left, right)  words of a merge's longest product, from the capacities of its halves
-//   leaf(series, a, b, out, edge, work)                        the word-level recursion
-//   merge(context, subtract, left, right, out, edge, work)     exact; subtract: the right half has the other
-//   sign merge_float(context, subtract, left, right, out, precision, link_precision, edge, work)
+//   merge_float_needs(left, right, out, precision, room)
+//   leaf(series, a, b, out, edge, memory)                the word-level recursion
+//   merge(context, subtract, left, right, out, edge)     exact; subtract: the right half has the other sign
+//   merge_float(context, subtract, left, right, out, precision, link_precision, edge)
 //
 // Exact results carry residues; a family never reads the words of `left` or `right` after it wrote `out`.
 //
-// Memory is a stack: a range's results go to buffers of its parent, the results of its left half are carved
-// from the work area, then those of its right half. A plan walks the same splits as the run and sums what
-// they carve.
+// Memory is one stack, MultiplyContext::scratch: a range's results go to buffers of its parent, the results of
+// its left half are carved from the stack, then those of its right half, then what the merge needs. A plan
+// walks the same splits as the run and finds the deepest point.
+//
+// A merge may keep the transform of a factor that it uses twice, or do its products one by one: that takes a
+// little more time and much less memory. The run keeps transforms where the stack has room for them; the plan
+// makes room for them as long as that does not raise the peak of the whole computation.
 #pragma once
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string>
 
 #include "arith/bigfloat/big_float.h"
@@ -54,19 +60,29 @@ using Capacities = std::array<u64, F::kNumbers>;  // words, multiples of 8; 0 fo
 
 // What a step needs beside the buffers of its results.
 struct BlockNeeds {
-    u64 work_words = 0;
-    u64 scratch_bytes = 0;  // of MultiplyContext::scratch
+    u64 bytes = 0;          // of MultiplyContext::scratch, a multiple of 64
     u64 product_words = 0;  // the longest product
 
     void take_maximum(const BlockNeeds& other) {
-        work_words = std::max(work_words, other.work_words);
-        scratch_bytes = std::max(scratch_bytes, other.scratch_bytes);
+        bytes = std::max(bytes, other.bytes);
         product_words = std::max(product_words, other.product_words);
     }
+    // The same with so many words carved first.
+    BlockNeeds above(u64 words) const { return {bytes + words * sizeof(Word), product_words}; }
 };
 
-// Scratch of products of at most `words` words that keep one transform beside the two of a product.
+// Room that is never short.
+inline constexpr u64 kAnyRoom = ~u64(0);
+// What is left of it above so many words.
+inline u64 room_above(u64 room, u64 words) {
+    if (room == kAnyRoom) return room;
+    return room > words * sizeof(Word) ? room - words * sizeof(Word) : 0;
+}
+
+// Products of at most `words` words: one by one.
 BlockNeeds product_needs(u64 words);
+// With one kept transform beside the work of a product where that fits into `room` bytes.
+BlockNeeds kept_product_needs(u64 words, u64 room);
 // The longest product that is not done with transforms.
 u64 basecase_words();
 
@@ -114,13 +130,22 @@ class BSR_BlockB {
     using Series = typename F::Series;
 
     // right_edge: nothing follows the block, so that its linking product is not needed. exact: the results
-    // are exact numbers; otherwise floating-point numbers at the block's working precision.
-    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact, u64 tds)
+    // are exact numbers; otherwise floating-point numbers at the block's working precision. room: bytes that
+    // cost nothing; when the tasks would take more, fewer levels are spread over them.
+    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact, u64 tds,
+               u64 room = kAnyRoom)
         : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
-        const double nats_each = aggressive_limit(tds) * kLeafBlocks;
-        for (double size = series.log_size(block.a, block.b); size > nats_each; size /= 2) depth_++;
         capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
-        needs_ = exact ? needs_B(block.a, block.b, depth_) : float_needs(block.a, block.b, tds, depth_);
+        const double size = series.log_size(block.a, block.b);
+        const double nats_each = aggressive_limit(tds) * kLeafBlocks;
+        u64 depth = 0;
+        while (std::ldexp(size, -static_cast<int>(depth)) > nats_each) depth++;
+        choose(depth, room);
+        for (u64 i = 0; i < kMoreDepth && tds > 1 && needs_.bytes > room; i++) {
+            const BSR_BlockB before = *this;
+            choose(++depth, room);
+            if (needs_.bytes >= before.needs_.bytes) *this = before;
+        }
     }
 
     bool exact() const { return exact_; }
@@ -129,14 +154,14 @@ class BSR_BlockB {
     const Capacities<F>& capacities() const { return capacities_; }
     const BlockNeeds& needs() const { return needs_; }
 
-    // Sums the block into buffers of capacities() words. context.scratch and work hold needs().
-    void run(const MultiplyContext& context, Status& status, ExactRange<F>& out, AlignedBufferC work) const {
+    // Sums the block into buffers of capacities() words. context.scratch holds needs().
+    void run(const MultiplyContext& context, Status& status, ExactRange<F>& out) const {
         check(context, out);
-        run_B(context, status, block_.a, block_.b, depth_, out, work);
+        run_B(context, status, block_.a, block_.b, depth_, out);
     }
-    void run(const MultiplyContext& context, Status& status, FloatRange<F>& out, AlignedBufferC work) const {
+    void run(const MultiplyContext& context, Status& status, FloatRange<F>& out) const {
         check(context, out);
-        run_float(context, status, block_.a, block_.b, depth_, out, work);
+        run_float(context, status, block_.a, block_.b, depth_, out);
     }
 
   private:
@@ -148,8 +173,17 @@ class BSR_BlockB {
     static constexpr u64 kShift = 1;
     // Ranges planned by their number of terms alone.
     static constexpr u64 kSmallTerms = 128;
-    // Levels below a task's range that the plan follows exactly.
+    // Levels below a task's range that the plan follows exactly, down to ranges of kPlanTerms.
     static constexpr int kPlanLevels = 6;
+    static constexpr u64 kPlanTerms = 2048;
+    // Upper levels tried in vain before the plan takes the memory it needs.
+    static constexpr u64 kMoreDepth = 8;
+
+    void choose(u64 depth, u64 room) {
+        depth_ = depth;
+        needs_ = exact_ ? needs_B(block_.a, block_.b, depth, room)
+                        : float_needs(block_.a, block_.b, tds_, depth, room);
+    }
 
     template <class Range>
     void check(const MultiplyContext& context, const Range& out) const {
@@ -178,128 +212,131 @@ class BSR_BlockB {
 
     // ---- needs of the exact recursion
 
-    BlockNeeds merge_needs(u64 a, u64 m, u64 b) const {
-        BlockNeeds needs = product_needs(F::merge_products(capacities(a, m), F::capacities(*series_, m, b)));
-        needs.work_words = F::capacities(*series_, a, b)[0];
-        return needs;
+    BlockNeeds merge_needs(u64 a, u64 m, u64 b, u64 room) const {
+        const u64 sum_words = F::capacities(*series_, a, b)[0];
+        const u64 product = F::merge_products(capacities(a, m), F::capacities(*series_, m, b));
+        return kept_product_needs(product, room_above(room, sum_words)).above(sum_words);
     }
     // Both halves one after the other.
-    BlockNeeds halves(u64 a, u64 m, u64 b, const BlockNeeds& left, const BlockNeeds& right) const {
-        BlockNeeds needs = right;
-        needs.take_maximum(merge_needs(a, m, b));
-        needs.work_words += total_words(capacities(m, b));
-        needs.take_maximum(left);
-        needs.work_words += total_words(capacities(a, m));
-        return needs;
+    template <class Left, class Right>
+    BlockNeeds halves(u64 a, u64 m, u64 b, u64 room, Left&& left, Right&& right) const {
+        const u64 left_words = total_words(capacities(a, m)), right_words = total_words(capacities(m, b));
+        const u64 above_left = room_above(room, left_words);
+        const u64 above_both = room_above(above_left, right_words);
+        BlockNeeds needs = right(above_both);
+        needs.take_maximum(merge_needs(a, m, b, above_both));
+        needs = needs.above(right_words);
+        needs.take_maximum(left(above_left));
+        return needs.above(left_words);
     }
     // Both halves at once, each with half of what remains.
-    BlockNeeds twice(u64 a, u64 m, u64 b, const BlockNeeds& left, const BlockNeeds& right) const {
-        BlockNeeds needs = left;
-        needs.take_maximum(right);
-        needs.work_words *= 2;
-        needs.scratch_bytes *= 2;
-        needs.take_maximum(merge_needs(a, m, b));
-        needs.work_words += total_words(capacities(a, m)) + total_words(capacities(m, b));
-        return needs;
+    template <class Left, class Right>
+    BlockNeeds twice(u64 a, u64 m, u64 b, u64 room, Left&& left, Right&& right) const {
+        const u64 words = total_words(capacities(a, m)) + total_words(capacities(m, b));
+        const u64 rest = room_above(room, words);
+        const u64 each = rest == kAnyRoom ? rest : rest / 2;
+        BlockNeeds needs = left(each);
+        needs.take_maximum(right(each));
+        needs.bytes *= 2;
+        needs.take_maximum(merge_needs(a, m, b, rest));
+        return needs.above(words);
     }
 
-    BlockNeeds small_needs() const {
-        // Each level carves the results of both its halves, which take the words of their terms and padding.
-        const u64 term = F::term_words(*series_);
-        BlockNeeds needs = product_needs(basecase_words());
-        needs.work_words = 3 * term * kSmallTerms + 1024 + leaf_scratch_words();
-        return needs;
+    // Each level carves the results of both its halves, which take the words of their terms and padding.
+    u64 small_words() const {
+        return 3 * F::term_words(*series_) * kSmallTerms + 1024 +
+               trel::round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
     }
-    u64 leaf_scratch_words() const {
-        return trel::round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
-    }
-    BlockNeeds needs_sequential(u64 a, u64 b, int levels) const {
-        BlockNeeds small = small_needs();
+    BlockNeeds needs_sequential(u64 a, u64 b, int levels, u64 room) const {
+        const Capacities<F> words = F::capacities(*series_, a, b);
         if (b - a <= kSmallTerms) {
-            const Capacities<F> words = F::capacities(*series_, a, b);
-            small.take_maximum(product_needs(F::merge_products(words, words)));
-            return small;
+            return kept_product_needs(F::merge_products(words, words), kAnyRoom).above(small_words());
         }
         const u64 m = series_->split(a, b);
-        if (levels > 0) {
-            return halves(a, m, b, needs_sequential(a, m, levels - 1), needs_sequential(m, b, levels - 1));
+        if (levels > 0 && b - a > kPlanTerms) {
+            return halves(
+                a, m, b, room, [&](u64 rest) { return needs_sequential(a, m, levels - 1, rest); },
+                [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest); });
         }
-        // Halves of halves: the sizes form a geometric series, but for padding.
-        BlockNeeds needs = merge_needs(a, m, b);
-        const u64 words = total_words(F::capacities(*series_, a, b));
-        needs.work_words = trel::round_up_8(words * 9 / 4) + 8192;
-        small.take_maximum(needs);
-        small.work_words = needs.work_words + small_needs().work_words;
-        return small;
+        // Halves of halves: the sizes form a geometric series, but for padding. The longest product is not
+        // where the stack is deepest: it stands on the results of its own halves alone.
+        const u64 top = total_words(capacities(a, m)) + total_words(capacities(m, b));
+        BlockNeeds merge = merge_needs(a, m, b, room_above(room, top)).above(top);
+        const u64 chain = trel::round_up_8(total_words(words) * 9 / 4) + 8192;
+        const Capacities<F> lower = F::capacities(*series_, a, m), upper = F::capacities(*series_, m, b);
+        const u64 half = std::max(F::merge_products(lower, lower), F::merge_products(upper, upper)) / 2 + 64;
+        merge.take_maximum(kept_product_needs(half, room_above(room, chain)).above(chain));
+        merge.take_maximum(kept_product_needs(basecase_words(), kAnyRoom).above(chain + small_words()));
+        return merge;
     }
-    BlockNeeds needs_T(u64 a, u64 b, u64 tds) const {
-        if (tds < 2 || !splits(a, b)) return needs_sequential(a, b, kPlanLevels);
+    BlockNeeds needs_T(u64 a, u64 b, u64 tds, u64 room) const {
+        if (tds < 2 || !splits(a, b)) return needs_sequential(a, b, kPlanLevels, room);
         const u64 m = series_->split_point(a, b);
-        return twice(a, m, b, needs_T(a, m, tds / 2), needs_T(m, b, tds - tds / 2));
+        return twice(
+            a, m, b, room, [&](u64 rest) { return needs_T(a, m, tds / 2, rest); },
+            [&](u64 rest) { return needs_T(m, b, tds - tds / 2, rest); });
     }
-    BlockNeeds needs_B(u64 a, u64 b, u64 depth) const {
-        if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_));
+    BlockNeeds needs_B(u64 a, u64 b, u64 depth, u64 room) const {
+        if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_), room);
         const u64 m = series_->split_point(a, b);
-        return halves(a, m, b, needs_B(a, m, depth - 1), needs_B(m, b, depth - 1));
+        return halves(
+            a, m, b, room, [&](u64 rest) { return needs_B(a, m, depth - 1, rest); },
+            [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
     }
 
     // ---- the exact recursion
 
-    void sequential(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out,
-                    AlignedBufferC work) const {
+    void sequential(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
         if (b - a < series_->leaf_threshold()) {
-            F::leaf(*series_, a, b, out, edge(b), work);
+            F::leaf(*series_, a, b, out, edge(b), context.scratch);
             return;
         }
         const u64 m = series_->split(a, b);
-        ExactRange<F> left = carve<ExactFloat>(work, capacities(a, m));
-        sequential(context, a, m, left, work);
-        ExactRange<F> right = carve<ExactFloat>(work, capacities(m, b));
-        sequential(context, m, b, right, work);
-        F::merge(context, odd(a, m) && series_->alternating(), left, right, out, edge(b), work);
+        MultiplyContext inner = context;
+        ExactRange<F> left = carve<ExactFloat>(inner.scratch, capacities(a, m));
+        sequential(inner, a, m, left);
+        ExactRange<F> right = carve<ExactFloat>(inner.scratch, capacities(m, b));
+        sequential(inner, m, b, right);
+        F::merge(inner, odd(a, m) && series_->alternating(), left, right, out, edge(b));
     }
 
-    void run_T(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out, AlignedBufferC work) const {
+    void run_T(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
         const u64 tds = context.parallel.tds;
-        if (tds < 2 || !splits(a, b)) return sequential(context.with_tds(1), a, b, out, work);
+        if (tds < 2 || !splits(a, b)) return sequential(context.with_tds(1), a, b, out);
         const u64 m = series_->split_point(a, b);
-        ExactRange<F> left = carve<ExactFloat>(work, capacities(a, m));
-        ExactRange<F> right = carve<ExactFloat>(work, capacities(m, b));
+        AlignedBufferC memory = context.scratch;
+        ExactRange<F> left = carve<ExactFloat>(memory, capacities(a, m));
+        ExactRange<F> right = carve<ExactFloat>(memory, capacities(m, b));
         trel::fork_join(
             context.parallel,
-            [&] {
-                run_T(context.with_scratch(lower_half(context.scratch)).with_tds(tds / 2), a, m, left,
-                      lower_half(work));
-            },
-            [&] {
-                run_T(context.with_scratch(upper_half(context.scratch)).with_tds(tds - tds / 2), m, b, right,
-                      upper_half(work));
-            });
-        F::merge(context.with_tds(std::min(tds, tds_)), odd(a, m) && series_->alternating(), left, right, out,
-                 edge(b), work);
+            [&] { run_T(context.with_scratch(lower_half(memory)).with_tds(tds / 2), a, m, left); },
+            [&] { run_T(context.with_scratch(upper_half(memory)).with_tds(tds - tds / 2), m, b, right); });
+        F::merge(context.with_scratch(memory).with_tds(std::min(tds, tds_)), odd(a, m) && series_->alternating(),
+                 left, right, out, edge(b));
     }
 
-    void run_B(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth, ExactRange<F>& out,
-               AlignedBufferC work) const {
+    void run_B(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
+               ExactRange<F>& out) const {
         if (depth == 0 || !splits(a, b)) {
             StatusFrame frame(status, " -> ", trel::status_digits(series_->output_words(a, b)));
             frame.node().refresh();
-            return run_T(context.with_tds(widened(context.parallel.tds)), a, b, out, work);
+            return run_T(context.with_tds(widened(context.parallel.tds)), a, b, out);
         }
         const u64 m = series_->split_point(a, b);
-        ExactRange<F> left = carve<ExactFloat>(work, capacities(a, m));
+        MultiplyContext inner = context;
+        ExactRange<F> left = carve<ExactFloat>(inner.scratch, capacities(a, m));
         {
             StatusFrame frame(status, "0");
-            run_B(context, frame.node(), a, m, depth - 1, left, work);
+            run_B(inner, frame.node(), a, m, depth - 1, left);
         }
-        ExactRange<F> right = carve<ExactFloat>(work, capacities(m, b));
+        ExactRange<F> right = carve<ExactFloat>(inner.scratch, capacities(m, b));
         {
             StatusFrame frame(status, "1");
-            run_B(context, frame.node(), m, b, depth - 1, right, work);
+            run_B(inner, frame.node(), m, b, depth - 1, right);
         }
         StatusFrame frame(status, "-  ", trel::status_digits(series_->output_words(a, b)));
         frame.node().refresh();
-        F::merge(context, odd(a, m) && series_->alternating(), left, right, out, edge(b), work);
+        F::merge(inner, odd(a, m) && series_->alternating(), left, right, out, edge(b));
     }
 
     // ---- the floating-point recursion: exact where exact results fit in the precision of their place
@@ -321,34 +358,33 @@ class BSR_BlockB {
         }
         return words;
     }
-    BlockNeeds float_needs(u64 a, u64 b, u64 tds, u64 depth) const {
-        if (fits(a, b)) return needs_T(a, b, widened(tds));
+    BlockNeeds float_needs(u64 a, u64 b, u64 tds, u64 depth, u64 room) const {
+        if (fits(a, b)) return needs_T(a, b, widened(tds), room);
         const bool serial = tds < 2 || depth > 0 || !splits(a, b);
         const u64 m = series_->split(a, b);
         const u64 next = depth > 0 ? depth - 1 : 0;
-        const BlockNeeds left = float_needs(a, m, serial ? tds : tds / 2, next);
-        const BlockNeeds right = float_needs(m, b, serial ? tds : tds - tds / 2, next);
-        const Capacities<F> cl = float_capacities(a, m), cr = float_capacities(m, b);
-        BlockNeeds merge = product_needs(F::merge_products(cl, cr));
-        merge.work_words = F::float_words(precision_at(a));
-        BlockNeeds needs = right;
+        const Capacities<F> left = float_capacities(a, m), right = float_capacities(m, b);
+        const u64 left_words = total_words(left), right_words = total_words(right);
+        const u64 above_left = room_above(room, left_words);
+        const u64 above_both = room_above(above_left, right_words);
+        const BlockNeeds merge = F::merge_float_needs(left, right, float_capacities(a, b), precision_at(a), above_both);
         if (serial) {
+            BlockNeeds needs = float_needs(m, b, tds, next, above_both);
             needs.take_maximum(merge);
-            needs.work_words += total_words(cr);
-            needs.take_maximum(left);
-        } else {
-            needs.take_maximum(left);
-            needs.work_words *= 2;
-            needs.scratch_bytes *= 2;
-            needs.take_maximum(merge);
-            needs.work_words += total_words(cr);
+            needs = needs.above(right_words);
+            needs.take_maximum(float_needs(a, m, tds, next, above_left));
+            return needs.above(left_words);
         }
-        needs.work_words += total_words(cl);
-        return needs;
+        const u64 each = above_both == kAnyRoom ? above_both : above_both / 2;
+        BlockNeeds needs = float_needs(a, m, tds / 2, next, each);
+        needs.take_maximum(float_needs(m, b, tds - tds / 2, next, each));
+        needs.bytes *= 2;
+        needs.take_maximum(merge);
+        return needs.above(left_words + right_words);
     }
 
     void run_float(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
-                   FloatRange<F>& out, AlignedBufferC work) const {
+                   FloatRange<F>& out) const {
         const u64 tds = context.parallel.tds;
         if (fits(a, b)) {
             StatusFrame frame(status, " -> ", trel::status_digits(series_->output_words(a, b)));
@@ -356,39 +392,40 @@ class BSR_BlockB {
             ExactRange<F> exact;
             for (std::size_t i = 0; i < F::kNumbers; i++)
                 exact[i] = ExactFloat(out[i].buffer, out[i].buffer_size);
-            run_T(context.with_tds(widened(tds)), a, b, exact, work);
+            run_T(context.with_tds(widened(tds)), a, b, exact);
             for (std::size_t i = 0; i < F::kNumbers; i++) out[i] = as_float(exact[i]);
             return;
         }
         const bool serial = tds < 2 || depth > 0 || !splits(a, b);
         const u64 m = series_->split(a, b);
         const u64 next = depth > 0 ? depth - 1 : 0;
-        FloatRange<F> left = carve<BigFloat>(work, float_capacities(a, m)), right;
+        MultiplyContext inner = context;
+        FloatRange<F> left = carve<BigFloat>(inner.scratch, float_capacities(a, m)), right;
         if (serial) {
             {
                 StatusFrame frame(status, "0");
-                run_float(context, frame.node(), a, m, next, left, work);
+                run_float(inner, frame.node(), a, m, next, left);
             }
-            right = carve<BigFloat>(work, float_capacities(m, b));
+            right = carve<BigFloat>(inner.scratch, float_capacities(m, b));
             StatusFrame frame(status, "1");
-            run_float(context, frame.node(), m, b, next, right, work);
+            run_float(inner, frame.node(), m, b, next, right);
         } else {
-            right = carve<BigFloat>(work, float_capacities(m, b));
+            right = carve<BigFloat>(inner.scratch, float_capacities(m, b));
             trel::fork_join(
                 context.parallel,
                 [&] {
-                    run_float(context.with_scratch(lower_half(context.scratch)).with_tds(tds / 2),
-                              trel::null_status(), a, m, next, left, lower_half(work));
+                    run_float(inner.with_scratch(lower_half(inner.scratch)).with_tds(tds / 2),
+                              trel::null_status(), a, m, next, left);
                 },
                 [&] {
-                    run_float(context.with_scratch(upper_half(context.scratch)).with_tds(tds - tds / 2),
-                              trel::null_status(), m, b, next, right, upper_half(work));
+                    run_float(inner.with_scratch(upper_half(inner.scratch)).with_tds(tds - tds / 2),
+                              trel::null_status(), m, b, next, right);
                 });
         }
         StatusFrame frame(status, "-  ", trel::status_digits(precision_at(a)));
         frame.node().refresh();
-        F::merge_float(context, odd(a, m) && series_->alternating(), left, right, out, precision_at(a),
-                       link_precision_at(b), edge(b), work);
+        F::merge_float(inner, odd(a, m) && series_->alternating(), left, right, out, precision_at(a),
+                       link_precision_at(b), edge(b));
     }
 
     const Series* series_;

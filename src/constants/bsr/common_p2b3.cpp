@@ -61,9 +61,14 @@ void extend_down(BigFloat& A, i64 floor) {
     A.exp = floor;
 }
 
-// A transform of the context's memory, and what remains of it.
-struct MadeTransform {
-    MadeTransform(const MultiplyContext& outer, u64 words) : context(outer) {
+// A transform of the context's memory that is kept for two products, and what remains of the memory.
+struct KeptTransform {
+    // Only where the context has room for it above `words` words more.
+    static bool fits(const MultiplyContext& context, u64 product, u64 words) {
+        return product > basecase_words() && kept_product_needs(product, kAnyRoom).above(words).bytes <=
+                                                 context.scratch.size();
+    }
+    KeptTransform(const MultiplyContext& outer, u64 words) : context(outer) {
         trel::make_transform(holder, words, outer);
         data = context.scratch.spawn(holder->data_bytes()).get();
     }
@@ -76,37 +81,44 @@ struct MadeTransform {
 void multiply_by_Q2(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,
                     const ExactFloat& Q1, const ExactFloat& Q2, i64 floor) {
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    if (n <= basecase_words()) {
+    if (!KeptTransform::fits(context, n, 0)) {
         multiply_above(context, P, P1, Q2, floor);
         Q.set_mul(context, Q1, Q2);
         return;
     }
-    MadeTransform transform(context, n);
-    ExactFloatTransformR held(*transform.holder, transform.data);
-    held.mul_rr_xf(transform.context, P, Q2, P1, floor);
-    held.mul_rf_xf(transform.context, Q, Q1);
+    KeptTransform transform(context, n);
+    ExactFloatTransformR kept(*transform.holder, transform.data);
+    kept.mul_rr_xf(transform.context, P, Q2, P1, floor);
+    kept.mul_rf_xf(transform.context, Q, Q1);
 }
 
 // T = R1 P2, R = R1 R2. R1 is transformed once when the common length is not much more than R needs.
 void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R, const ExactFloat& R1,
                     const ExactFloat& P2, const ExactFloat& R2) {
     const u64 n = R1.L + P2.L;
-    if (n > basecase_words()) {
-        MadeTransform transform(context, n);
-        ExactFloatTransformR held(*transform.holder, transform.data);
+    if (KeptTransform::fits(context, n, 0)) {
         TransformHolder shorter;
         trel::make_transform(shorter, R1.L + R2.L, context);
+        KeptTransform transform(context, n);
         // Two transforms more of the common length, or three of the own.
         if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
-            held.mul_rr_xf(transform.context, T, R1, P2);
-            held.mul_rf_xf(transform.context, R, R2);
+            ExactFloatTransformR kept(*transform.holder, transform.data);
+            kept.mul_rr_xf(transform.context, T, R1, P2);
+            kept.mul_rf_xf(transform.context, R, R2);
             return;
         }
-        held.mul_rr_xx(transform.context, T, R1, P2);
-    } else {
-        T.set_mul(context, R1, P2);
     }
+    T.set_mul(context, R1, P2);
     R.set_mul(context, R1, R2);
+}
+
+// The product that T's words and P's place leave over: P += R1 P2 or P -= R1 P2, to `precision` words.
+void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, const BigFloat& P2, u64 precision,
+             bool subtract, BigFloat& T) {
+    const i64 reach = R1.mag() + P2.mag() - P.exp;
+    if (R1.L == 0 || P2.L == 0 || reach <= 0) return;
+    T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
+    combine_ip(context.parallel, P, T, subtract);
 }
 
 }  // namespace
@@ -154,11 +166,11 @@ u64 Family::merge_products(const Words& left, const Words& right) {
     return std::max({std::max(left[kP], left[kQ]) + right[kQ], left[kR] + std::max(right[kP], right[kR])});
 }
 
-void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC work) {
+void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
     const u64 scratch_words = 4 * series.growth_words() * (b - a);
-    Word* scratch = work.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
+    Word* scratch = memory.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
     if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
     series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
@@ -173,22 +185,17 @@ void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, Ali
 }
 
 void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
-                   Exact& out, bool edge, AlignedBufferC work) {
+                   Exact& out, bool edge) {
+    MultiplyContext inner = context;
     const u64 n = trel::round_up_8(left[kR].L + right[kP].L);
-    ExactFloat T(work.spawn_words(n).word_pointer(), n);
+    ExactFloat T(inner.scratch.spawn_words(n).word_pointer(), n);
     if (edge) {
-        if (left[kR].L + right[kP].L > basecase_words()) {
-            MadeTransform transform(context, left[kR].L + right[kP].L);
-            ExactFloatTransformR(*transform.holder, transform.data)
-                .mul_rr_xx(transform.context, T, left[kR], right[kP]);
-        } else {
-            T.set_mul(context, left[kR], right[kP]);
-        }
+        T.set_mul(inner, left[kR], right[kP]);
         out[kR].clear();
     } else {
-        multiply_by_R1(context, T, out[kR], left[kR], right[kP], right[kR]);
+        multiply_by_R1(inner, T, out[kR], left[kR], right[kP], right[kR]);
     }
-    multiply_by_Q2(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
+    multiply_by_Q2(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
     if (subtract) {
         out[kP].usubAB_ip(context.parallel, T);
     } else {
@@ -197,41 +204,48 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     strip(out[kQ]);
 }
 
+BlockNeeds Family::merge_float_needs(const Words& left, const Words& right, const Words& out, u64 precision,
+                                     u64 room) {
+    const u64 T = float_words(precision);
+    const u64 product = merge_products(left, right);
+    const BlockNeeds kept = kept_product_needs(product, kAnyRoom).above(T);
+    if (kept.bytes <= room) return kept;
+    return product_needs(product).above(out[kQ] >= T ? 0 : T);
+}
+
+// P1 Q2 and Q1 Q2 with one transform of Q2, then R1 P2 in words of its own; or, where that does not fit, one
+// product after the other, R1 P2 in the words that Q takes at the end.
 void Family::merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
-                         const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge,
-                         AlignedBufferC work) {
+                         const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge) {
     const BigFloat &P1 = left[kP], &Q1 = left[kQ], &R1 = left[kR];
     const BigFloat &P2 = right[kP], &Q2 = right[kQ], &R2 = right[kR];
     BigFloat &P = out[kP], &Q = out[kQ], &R = out[kR];
 
+    MultiplyContext inner = context;
+    const u64 T_words = float_words(precision);
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    if (n <= basecase_words()) {
-        P.set_mul(precision, context, P1, Q2);
-        Q.set_mul(precision, context, Q1, Q2);
-    } else {
-        MadeTransform transform(context, n);
+    const bool kept = KeptTransform::fits(context, n, T_words);
+    BigFloat T(Q.buffer, Q.buffer_size);
+    if (kept || Q.buffer_size < T_words) T = BigFloat(inner.scratch.spawn_words(T_words).word_pointer(), T_words);
+    if (kept) {
+        KeptTransform transform(inner, n);
         BigFloatTransformR held(*transform.holder, transform.data);
         const i64 window = static_cast<i64>(precision);
         const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
         held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
         held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
+    } else {
+        P.set_mul(precision, inner, P1, Q2);
     }
     // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
     const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
     if (P.L != 0 && P.exp > floor) extend_down(P, floor);
-    const i64 reach = R1.mag() + P2.mag() - P.exp;
-    if (R1.L != 0 && P2.L != 0 && reach > 0) {
-        const u64 p = std::min(static_cast<u64>(reach), precision);
-        const u64 words = float_words(p);
-        AlignedBufferC memory = work;
-        BigFloat T(memory.spawn_words(words).word_pointer(), words);
-        T.set_mul(p, context, R1, P2);
-        combine_ip(context.parallel, P, T, subtract);
-    }
+    fold_in(inner, P, R1, P2, precision, subtract, T);
+    if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {
         R.clear();
     } else {
-        R.set_mul(link_precision, context, R1, R2);
+        R.set_mul(link_precision, inner, R1, R2);
     }
 }
 

@@ -62,14 +62,17 @@ struct Family {
     static u64 term_words(const Series& series) { return series.term_words().total(); }
     static u64 float_words(u64 precision) { return trel::round_up_8(precision + 4); }
     static u64 merge_products(const Words& left, const Words& right);
-    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC work);
+    // Of merge_float, from the capacities of the halves and of the result, the halves' precision and the room
+    // for kept transforms.
+    static BlockNeeds merge_float_needs(const Words& left, const Words& right, const Words& out, u64 precision,
+                                        u64 room);
+    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
-                      Exact& out, bool edge, AlignedBufferC work);
+                      Exact& out, bool edge);
     // right may come from the accumulator of a sum; results keep `precision` + 2 words, R `link_precision`
     // + 2.
     static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
-                            const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge,
-                            AlignedBufferC work);
+                            const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge);
 };
 
 }  // namespace kalvor::BinarySplitting::CommonP2B3

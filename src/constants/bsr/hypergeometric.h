@@ -20,9 +20,9 @@ struct Coefficients {
 
 class HypergeometricPlan {
   public:
-    // The series outlives the plan.
-    HypergeometricPlan(const Series& series, const Coefficients& coefficients, u64 block_limit_words,
-                       u64 tds);
+    // The series outlives the plan. floor_bytes: what the caller takes in any case.
+    HypergeometricPlan(const Series& series, const Coefficients& coefficients, u64 block_limit_words, u64 tds,
+                       u64 floor_bytes = 0);
 
     u64 result_words() const { return division_.result; }
     u64 working_bytes() const { return working_bytes_; }
@@ -34,12 +34,14 @@ class HypergeometricPlan {
 
   private:
     void finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x) const;
+    // Of what stands behind the sum's P and Q: the numerator until it takes the place of P, then the division.
+    u64 finishing_bytes() const;
 
     u64 precision_;
     Coefficients coefficients_;
-    PSR_SeriesB<Family> sum_;
     trel::DivisionPlan division_;
     u64 numerator_words_;
+    PSR_SeriesB<Family> sum_;
     u64 working_bytes_;
     u64 product_words_;
 };

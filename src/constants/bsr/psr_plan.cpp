@@ -1,5 +1,7 @@
 #include "constants/bsr/psr_plan.h"
 
+#include <algorithm>
+
 #include "base/console/console.h"
 #include "base/console/format.h"
 
@@ -12,6 +14,7 @@ constexpr u64 kMaxEquilibriumBlocks = 1000;
 // One bit more than the largest product of the floating-point transform in cache (table threshold 208896
 // bits).
 constexpr double kSmallestBlockBits = 208897;
+constexpr double kFewestSmallestBlocks = 16;
 
 void append(const Series& series, u64 a, u64 b, PsrBlocks& blocks) {
     blocks.push_back({a, b, series.precision_words(a), series.precision_words(b)});
@@ -67,8 +70,11 @@ void plan_blocks(const Series& series, u64 s, double limit, PsrBlocks& blocks) {
 }
 
 PsrBlocks plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
-    const double smallest = aggressive_limit(tds);
     const double largest = static_cast<double>(block_limit_words) * trel::dd::ln2_64().high;
+    // With very many tasks the smallest block worth spreading would be the whole series; blocks still must
+    // shrink with the precision that their places need.
+    const double smallest =
+        std::min(aggressive_limit(tds), std::max(aggressive_limit(1), largest / kFewestSmallestBlocks));
     PsrBlocks blocks;
     u64 s = 0;
     while (s < series.terms()) {

@@ -14,7 +14,7 @@ namespace kalvor::BinarySplitting {
 
 // Words of memory as the plan of a whole series lays them out, from the front of the working memory:
 //
-//   [accumulators of even blocks][of odd blocks][results of one block][work of a block or of a fold]
+//   [accumulators of even blocks][of odd blocks][results of one block][the stack of a block or of a fold]
 //
 // Block 0 is the head of the sum, so its accumulator, the result, stands at the front.
 template <class F>
@@ -22,26 +22,32 @@ class PSR_SeriesB {
   public:
     using Series = typename F::Series;
 
-    // block_limit_words: the precision, or less for less memory. The series outlives the plan.
-    PSR_SeriesB(const Series& series, u64 block_limit_words, u64 tds)
-        : PSR_SeriesB(series, plan_equilibrium(series, block_limit_words, tds), tds) {}
+    // block_limit_words: the precision, or less for less memory. The series outlives the plan. floor_bytes:
+    // what the caller takes in any case, so that working_bytes() up to it cost nothing.
+    PSR_SeriesB(const Series& series, u64 block_limit_words, u64 tds, u64 floor_bytes = 0)
+        : PSR_SeriesB(series, plan_equilibrium(series, block_limit_words, tds), tds, floor_bytes) {}
 
-    PSR_SeriesB(const Series& series, PsrBlocks blocks, u64 tds) : series_(series) {
-        plans_.reserve(blocks.size());
-        for (const PsrBlock& block : blocks) {
-            const bool last = block.b == series.terms();
-            // Exact where the numbers are no longer than the precision that their place needs.
-            const bool exact = block.precision_start >= series.plan_words(block.a, block.b);
-            plans_.emplace_back(series, block, last, exact, tds);
-        }
-        for (std::size_t i = 0; i < plans_.size(); i++) {
+    PSR_SeriesB(const Series& series, PsrBlocks blocks, u64 tds, u64 floor_bytes = 0)
+        : series_(series), blocks_(std::move(blocks)) {
+        for (std::size_t i = 0; i < blocks_.size(); i++) {
             u64& area = area_words_[i % 2];
             area = std::max(area, total_words(accumulator_capacities(i)));
-            const BSR_BlockB<F>& plan = plans_[i];
-            // The block's work is over when it is folded.
-            for (const BlockNeeds& needs : {plan.needs(), fold_needs(i)}) {
-                const u64 words = total_words(plan.capacities()) + needs.work_words;
-                rest_bytes_ = std::max(rest_bytes_, words * sizeof(Word) + needs.scratch_bytes);
+        }
+        // What the folds need with products done one by one is the least that the series can do with; the
+        // blocks, and folds that keep transforms, may take as much.
+        const u64 areas = (area_words_[0] + area_words_[1]) * sizeof(Word);
+        u64 floor = floor_bytes > areas ? floor_bytes - areas : 0;
+        for (std::size_t i = 0; i < blocks_.size(); i++) {
+            plans_.emplace_back(series, blocks_[i], last(i), exact(i), 1, 0);
+            floor = std::max(floor, fold_needs(i, 0).above(total_words(plans_[i].capacities())).bytes);
+        }
+        for (std::size_t i = 0; i < blocks_.size(); i++) {
+            const u64 words = total_words(plans_[i].capacities());
+            const u64 room = room_above(floor, words);
+            plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), exact(i), tds, room);
+            // The block's stack is free again when it is folded.
+            for (const BlockNeeds& needs : {plans_[i].needs(), fold_needs(i, room)}) {
+                rest_bytes_ = std::max(rest_bytes_, needs.above(words).bytes);
                 product_words_ = std::max(product_words_, needs.product_words);
             }
         }
@@ -83,20 +89,22 @@ class PSR_SeriesB {
     }
 
   private:
-    bool last(std::size_t i) const { return i + 1 == plans_.size(); }
+    bool last(std::size_t i) const { return i + 1 == blocks_.size(); }
+    // Exact where the numbers are no longer than the precision that their place needs.
+    bool exact(std::size_t i) const {
+        return blocks_[i].precision_start >= series_.plan_words(blocks_[i].a, blocks_[i].b);
+    }
 
     Capacities<F> accumulator_capacities(std::size_t i) const {
         Capacities<F> words;
-        words.fill(F::float_words(plans_[i].block().working_precision()));
+        words.fill(F::float_words(blocks_[i].working_precision()));
         if (F::kLastIsLink) words.back() = 0;
         return words;
     }
-    BlockNeeds fold_needs(std::size_t i) const {
+    BlockNeeds fold_needs(std::size_t i, u64 room) const {
         if (last(i)) return {};
-        BlockNeeds needs =
-            product_needs(F::merge_products(plans_[i].capacities(), accumulator_capacities(i + 1)));
-        needs.work_words = F::float_words(plans_[i].block().working_precision());
-        return needs;
+        return F::merge_float_needs(plans_[i].capacities(), accumulator_capacities(i + 1),
+                                    accumulator_capacities(i), blocks_[i].working_precision(), room);
     }
 
     // Sums block i and folds it: the accumulator becomes the sum from the block's start on.
@@ -104,20 +112,16 @@ class PSR_SeriesB {
                    FloatRange<F>& accumulator) const {
         const BSR_BlockB<F>& plan = plans_[i];
         const PsrBlock& block = plan.block();
-        AlignedBufferC memory = context.scratch;
+        MultiplyContext inner = context;
         FloatRange<F> results;
         if (plan.exact()) {
-            ExactRange<F> exact = carve<ExactFloat>(memory, plan.capacities());
-            AlignedBufferC rest = memory;
-            const AlignedBufferC work = rest.spawn_words(plan.needs().work_words);
-            plan.run(context.with_scratch(rest), status, exact, work);
+            ExactRange<F> exact = carve<ExactFloat>(inner.scratch, plan.capacities());
+            plan.run(inner, status, exact);
             kvb_Verify_BSR(block.a, block.b, exact, context.parallel);
             for (std::size_t j = 0; j < F::kNumbers; j++) results[j] = as_float(exact[j]);
         } else {
-            results = carve<BigFloat>(memory, plan.capacities());
-            AlignedBufferC rest = memory;
-            const AlignedBufferC work = rest.spawn_words(plan.needs().work_words);
-            plan.run(context.with_scratch(rest), status, results, work);
+            results = carve<BigFloat>(inner.scratch, plan.capacities());
+            plan.run(inner, status, results);
         }
         FloatRange<F> folded = carve<BigFloat>(area, accumulator_capacities(i));
         const u64 precision = block.working_precision();
@@ -128,15 +132,14 @@ class PSR_SeriesB {
         } else {
             StatusFrame frame(status, "-  ", trel::status_digits(precision));
             frame.node().refresh();
-            const AlignedBufferC work = memory.spawn_words(fold_needs(i).work_words);
-            F::merge_float(context.with_scratch(memory),
-                           series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
-                           folded, precision, precision, true, work);
+            F::merge_float(inner, series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
+                           folded, precision, precision, true);
         }
         accumulator = folded;
     }
 
     const Series& series_;
+    PsrBlocks blocks_;
     std::vector<BSR_BlockB<F>> plans_;
     u64 area_words_[2] = {0, 0};
     u64 rest_bytes_ = 0;

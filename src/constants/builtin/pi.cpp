@@ -52,16 +52,18 @@ int checked_power(int power) {
     return power;
 }
 
-// The last product, x y to p + 2 words, in two steps whose longest transform is three quarters of that of the
-// whole product: x times the upper half of y, then the upper half of x times the lower half of y. What is
-// left out lies below the guard words.
-struct SplitProduct {
-    explicit SplitProduct(u64 p)
-        : p(p),
-          low((p + 2) / 2),
-          low_product_words(round_up_8(p - low + 8)),
-          max_product(std::max(2 * (p + 2) - low, 2 * low) + 8),
-          scratch_bytes(round_up_64(trel::multiply_scratch_bytes(max_product))) {}
+// The last product, x y to p + 2 words. Its whole transform is the longest of the computation. Where that would
+// take more memory than the rest, it is done in two steps with three quarters of the length: x times the upper
+// half of y, then the upper half of x times the lower half of y; what is left out lies below the guard words.
+struct LastProduct {
+    LastProduct(u64 p, u64 room) : p(p), low(0), low_product_words(0), max_product(2 * (p + 2) + 8) {
+        scratch_bytes = round_up_64(trel::multiply_scratch_bytes(max_product));
+        if (scratch_bytes <= room) return;
+        low = (p + 2) / 2;
+        low_product_words = round_up_8(p - low + 8);
+        max_product = std::max(2 * (p + 2) - low, 2 * low) + 8;
+        scratch_bytes = round_up_64(trel::multiply_scratch_bytes(max_product));
+    }
 
     u64 working_bytes() const { return low_product_words * sizeof(Word) + scratch_bytes; }
 
@@ -70,7 +72,7 @@ struct SplitProduct {
         trel::StatusSection section(status, "Large Multiply...");
         trel::StatusFrame frame(section.node(), "Multiplying: ");
         trel::StatusIteration progress(frame.node(), trel::Status::IterationMode::percentage, 2);
-        if (y.L <= low) return T.set_mul(p, context, x, y);
+        if (low == 0 || y.L <= low) return T.set_mul(p, context, x, y);
         AlignedBufferC memory = context.scratch;
         BigFloat lower(memory.spawn_words(low_product_words).word_pointer(), low_product_words);
         const MultiplyContext rest = context.with_scratch(memory);
@@ -112,27 +114,29 @@ struct PiPlan::Parts {
           kind(kind_of(algorithm)),
           finish(finish_of(kind, checked_power(power))),
           series(kind, precision),
-          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds),
           invsqrt(trel::InvsqrtWordPlan::make(precision, tds)),
-          product(precision) {
-        // One word above the product's for the carry of its last addition.
-        result_words = round_up_8(std::max(value.result_words(), precision + 3));
-        y_words = round_up_8(invsqrt.result);
-        const u64 root = round_up_8(invsqrt.temporaries) * sizeof(Word) + round_up_64(invsqrt.scratch_bytes);
-        working_bytes = std::max(
-            value.working_bytes(),
-            y_words * sizeof(Word) + std::max(root, result_words * sizeof(Word) + product.working_bytes()));
-        max_product_words = std::max(value.max_product_words(), product.max_product);
-    }
+          y_words(round_up_8(invsqrt.result)),
+          root_bytes(y_words * sizeof(Word) + round_up_8(invsqrt.temporaries) * sizeof(Word) +
+                     round_up_64(invsqrt.scratch_bytes)),
+          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes),
+          // One word above the product's for the carry of its last addition.
+          result_words(round_up_8(std::max(value.result_words(), precision + 3))),
+          operand_bytes((y_words + result_words) * sizeof(Word)),
+          product(precision, std::max(value.working_bytes(), root_bytes) - operand_bytes),
+          working_bytes(std::max({value.working_bytes(), root_bytes, operand_bytes + product.working_bytes()})),
+          max_product_words(std::max(value.max_product_words(), product.max_product)) {}
 
     u64 precision;
     PiSeriesKind kind;
     Finish finish;
     PiSeries series;
-    hypergeometric::HypergeometricPlan value;
     trel::InvsqrtWordPlan invsqrt;
-    SplitProduct product;
-    u64 result_words, y_words;
+    u64 y_words;
+    u64 root_bytes;
+    hypergeometric::HypergeometricPlan value;
+    u64 result_words;
+    u64 operand_bytes;  // of the last product and its result
+    LastProduct product;
     u64 working_bytes;
     u64 max_product_words;
 };

@@ -36,24 +36,23 @@ mpz_class value(const ExactFloat& A) {
 // A block with memory of exactly the planned sizes.
 struct BlockRun {
     BlockRun(const CommonP2B3::Series& series, u64 a, u64 b, bool exact, u64 tds, u64 run_tds = 0,
-             bool edge = false)
-        : plan(series, {a, b, series.precision_words(a), series.precision_words(b)}, edge, exact, tds),
+             bool edge = false, u64 room = kAnyRoom)
+        : plan(series, {a, b, series.precision_words(a), series.precision_words(b)}, edge, exact, tds, room),
           results(total_words(plan.capacities()) * sizeof(Word)),
-          work(plan.needs().work_words * sizeof(Word)),
-          scratch(plan.needs().scratch_bytes),
+          scratch(plan.needs().bytes),
           context{{thread_framework(), run_tds == 0 ? tds : run_tds}, scratch.view(), nullptr} {
         trel::AlignedBufferC memory = results.view();
         if (exact) {
             exacts = carve<ExactFloat>(memory, plan.capacities());
-            plan.run(context, trel::null_status(), exacts, work.view());
+            plan.run(context, trel::null_status(), exacts);
         } else {
             floats = carve<BigFloat>(memory, plan.capacities());
-            plan.run(context, trel::null_status(), floats, work.view());
+            plan.run(context, trel::null_status(), floats);
         }
-        EXPECT_TRUE(results.guards_intact() && work.guards_intact() && scratch.guards_intact());
+        EXPECT_TRUE(results.guards_intact() && scratch.guards_intact());
     }
     BSR_BlockB<Family> plan;
-    Scratch results, work, scratch;
+    Scratch results, scratch;
     MultiplyContext context;
     ExactRange<Family> exacts;
     FloatRange<Family> floats;
@@ -115,6 +114,13 @@ TEST_P(RangeTest, LongRangesOnAnyNumberOfTasks) {
             expect_range(run.exacts, want.P, want.Q, want.R);
             if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;
         }
+        // Little room: products one by one, fewer levels spread over tasks, and less memory.
+        for (const u64 tds : {1, 7}) {
+            const BlockRun roomy(series, a, b, true, tds), little(series, a, b, true, tds, tds, false, 0);
+            expect_range(little.exacts, want.P, want.Q, want.R);
+            EXPECT_LE(little.plan.needs().bytes, roomy.plan.needs().bytes);
+            if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;
+        }
         // Fewer tasks than planned.
         const BlockRun fewer(series, a, b, true, 7, 2);
         expect_range(fewer.exacts, want.P, want.Q, want.R);
@@ -142,8 +148,9 @@ TEST_P(RangeTest, FloatingPointBlocks) {
     for (const auto& [a, b] :
          std::vector<std::pair<u64, u64>>{{0, N}, {0, N / 2}, {N / 3, N - 100}, {N - 50, N}}) {
         const reference::HypergeometricTerm want = reference::hypergeometric_range(term(), GetParam(), a, b);
-        for (const u64 tds : {1, 2, 7}) {
-            const BlockRun run(series, a, b, false, tds, tds, b == N);
+        for (const auto& [tds, room] :
+             std::vector<std::pair<u64, u64>>{{1, kAnyRoom}, {2, kAnyRoom}, {7, kAnyRoom}, {1, 0}, {7, 0}}) {
+            const BlockRun run(series, a, b, false, tds, tds, b == N, room);
             const u64 p = series.precision_words(a);
             const i64 low = -static_cast<i64>(2 * p) - 40;
             const auto at = [&](const BigFloat& A) { return reference::magnitude_at(A, low); };
@@ -209,7 +216,7 @@ TEST_P(RangeTest, SmallBuffersAreRefused) {
     run.exacts[kQ].buffer_size -= 8;
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
-        (print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts, run.work.view())),
+        (print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts)),
         testing::KilledBySignal(SIGABRT),
         "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
 }

@@ -138,7 +138,7 @@ TEST(PiPlanTest, ReducedMemoryIsLess) {
         const PiSeries series(algorithm == 0 ? PiSeriesKind::chudnovsky : PiSeriesKind::ramanujan, p);
         const Sum full(series, p, 1), less(series, p / 2, 1);
         EXPECT_LT(less.working_bytes(), full.working_bytes());
-        EXPECT_LT(less.block(0).needs().work_words, full.block(0).needs().work_words);
+        EXPECT_LT(less.block(0).needs().bytes, full.block(0).needs().bytes);
         EXPECT_LE(PiPlan(static_cast<PiAlgorithm>(algorithm + 2), 1, p, 1).working_bytes(),
                   PiPlan(static_cast<PiAlgorithm>(algorithm), 1, p, 1).working_bytes());
     }
