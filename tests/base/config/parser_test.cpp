@@ -1,0 +1,283 @@
+#include "base/config/parser.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "config_support.h"
+
+using namespace trel;
+using namespace trel::Config;
+using config_test::acfg;
+using config_test::error;
+using config_test::json;
+using config_test::kEnd;
+
+namespace {
+
+const std::string kTwo = "{\r\n    A : 1\r\n    B : 2\r\n}\r\n";
+
+}  // namespace
+
+// ---- what both forms share
+
+TEST(ConfigText, Integers) {
+    for (const auto parse : {acfg, json}) {
+        EXPECT_EQ(parse("[9223372036854775807]"), "[9223372036854775807]");
+        EXPECT_EQ(parse("[-9223372036854775807]"), "[-9223372036854775807]");
+        EXPECT_EQ(parse("[000000000000000000000000000012]"), "[12]");
+        EXPECT_EQ(parse("\n[9223372036854775808]"), error(1, "Integer literal is too large."));
+        EXPECT_EQ(parse("[-9223372036854775808]"), error(0, "Integer literal is too large."));
+        EXPECT_EQ(parse("[92233720368547758070]"), error(0, "Integer literal is too large."));
+        EXPECT_EQ(parse("[-]"), "[0]");
+        EXPECT_EQ(parse("[- ]"), "[0]");
+        EXPECT_EQ(parse("[x]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[true]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[1x]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[1/2]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[1.5]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[1// c\n]"), "[1]");
+        EXPECT_EQ(parse("[1\"s\"]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("[--1]"), error(0, "Invalid integer literal."));
+        EXPECT_EQ(parse("5 "), "5");
+        EXPECT_EQ(parse("5"), kEnd);  // what ends an integer must be there
+        EXPECT_EQ(parse("5//"), "5");
+        EXPECT_EQ(parse("[5"), kEnd);
+        EXPECT_EQ(parse("[-"), kEnd);
+        EXPECT_EQ(parse("/"), error(0, "Invalid integer literal."));
+    }
+}
+
+TEST(ConfigText, Strings) {
+    for (const auto parse : {acfg, json}) {
+        EXPECT_EQ(parse("\"\""), "\"\"");
+        EXPECT_EQ(parse("\"a // no comment\""), "\"a // no comment\"");
+        EXPECT_EQ(parse("\"\\\"\\\\\""), "\"\\\"\\\\\"");
+        EXPECT_EQ(parse("\"\xc3\xa9\xff\""), "\"\xc3\xa9\xff\"");  // bytes, whatever they mean
+        EXPECT_EQ(parse("\"\\n\""), error(0, "Invalid escape character: n"));
+        EXPECT_EQ(parse("\"a\nb\nc\\t\""), error(2, "Invalid escape character: t"));
+        EXPECT_EQ(parse("[\"a\nb\" x]").substr(0, 23), "ParseException: Line 1:");
+        EXPECT_EQ(parse("\"abc"), kEnd);
+        EXPECT_EQ(parse("\"abc\\"), kEnd);
+        EXPECT_EQ(parse("\"abc\\\""), kEnd);
+        EXPECT_EQ(parse(std::string_view("\"ab\0c\"", 6)), kEnd);
+        EXPECT_EQ(parse("\"root\" and whatever follows ] }"), "\"root\"");
+    }
+}
+
+TEST(ConfigText, LinesAreCountedByTheirFeeds) {
+    for (const auto parse : {acfg, json}) {
+        EXPECT_EQ(parse("\r\n\r\n ]"), error(2, "Unexpected ']'."));
+        EXPECT_EQ(parse("// a\n// b\n\t}"), error(2, "Unexpected '}'."));
+        EXPECT_EQ(parse("\r\r]"), error(0, "Unexpected ']'."));
+        EXPECT_EQ(parse(""), kEnd);
+        EXPECT_EQ(parse(" \r\n\t// only a comment"), kEnd);
+        EXPECT_EQ(parse("["), kEnd);
+        EXPECT_EQ(parse("{"), kEnd);
+        EXPECT_EQ(parse("[[]"), kEnd);
+        EXPECT_EQ(parse(std::string_view("[1 \0]", 5)), kEnd);
+    }
+}
+
+TEST(ConfigText, NestingHasALimit) {
+    const auto nested = [](u64 depth, const std::string& open, const std::string& close) {
+        std::string text;
+        for (u64 i = 0; i < depth; i++) text += open;
+        for (u64 i = 0; i < depth; i++) text += close;
+        return text;
+    };
+    const std::string refusal = error(0, "Nesting is deeper than 256 levels.");
+    for (const auto parse : {acfg, json}) {
+        EXPECT_NE(parse(nested(256, "[", "]")), refusal);
+        EXPECT_EQ(parse(nested(257, "[", "]")), refusal);
+        EXPECT_EQ(parse(nested(1000000, "[", "]")), refusal);
+        EXPECT_EQ(parse(nested(1000000, "[", "")), refusal);
+        // Closed levels do not count.
+        std::string many = "[";
+        for (int i = 0; i < 1000; i++) many += i == 0 || parse == acfg ? "[]" : ",[]";
+        EXPECT_EQ(parse(many + "]").substr(0, 3), "[\r\n");
+    }
+    EXPECT_EQ(acfg(nested(1000000, "{a:", "}")), refusal);
+    EXPECT_EQ(json(nested(1000000, "{\"a\":", "}")), refusal);
+    EXPECT_NE(acfg(nested(255, "{a:", "") + "{}" + nested(255, "", "}")), refusal);
+    EXPECT_EQ(acfg(nested(256, "{a:", "") + "{}" + nested(256, "", "}")), refusal);
+}
+
+// ---- acfg
+
+TEST(Acfg, MembersStandSideBySide) {
+    EXPECT_EQ(acfg("{A : 1 B : 2}"), kTwo);
+    EXPECT_EQ(acfg("{A:1\r\nB:2}"), kTwo);
+    EXPECT_EQ(acfg("{\n//c\nA//c\n : //c\n 1//c\n B\r\n:2 } trailing"), kTwo);
+    EXPECT_EQ(acfg("{A : 1, B : 2}"), error(0, "Don't use commas to separate elements."));
+    EXPECT_EQ(acfg("{A : \"x\", B : 2}"), error(0, "Invalid character in identifier."));
+    EXPECT_EQ(acfg("[1, 2]"), error(0, "Don't use commas to separate elements."));
+    EXPECT_EQ(acfg("[\"x\", 2]"), error(0, "Don't use commas to separate elements."));
+    EXPECT_EQ(acfg("{A : ,}"), error(0, "Don't use commas to separate elements."));
+    EXPECT_EQ(acfg(","), error(0, "Don't use commas to separate elements."));
+    EXPECT_EQ(acfg("[1 2\t-3\n\"x\"[]{}]"),
+              "[\r\n    1\r\n    2\r\n    -3\r\n    \"x\"\r\n    []\r\n    {}\r\n]\r\n");
+    EXPECT_EQ(acfg("{A : \"true\"B : 2}"), "{\r\n    A : \"true\"\r\n    B : 2\r\n}\r\n");
+    EXPECT_EQ(acfg("{A : 1B : 2}"), error(0, "Invalid integer literal."));
+}
+
+TEST(Acfg, ObjectErrors) {
+    EXPECT_EQ(acfg("{A 1}"), error(0, "Expected colon after identifier."));
+    EXPECT_EQ(acfg("{A}"), error(0, "Invalid character in identifier."));
+    EXPECT_EQ(acfg("{A }"), error(0, "Expected colon after identifier."));
+    EXPECT_EQ(acfg("{\n: 1}"), error(1, "Expected identifier."));
+    EXPECT_EQ(acfg("{\"A\" : 1}"), error(0, "Expected identifier."));
+    EXPECT_EQ(acfg("{A : }"), error(0, "Unexpected '}'."));
+    EXPECT_EQ(acfg("{A : ]"), error(0, "Unexpected ']'."));
+    EXPECT_EQ(acfg("[}"), error(0, "Unexpected '}'."));
+    EXPECT_EQ(acfg("{]"), error(0, "Invalid character in identifier."));
+    EXPECT_EQ(acfg("{A : 1\nB : 2\nA : 3\n\n}"), error(2, "Duplicate key in object."));
+    EXPECT_EQ(acfg("{A : {A : {}}}"),
+              "{\r\n    A : {\r\n        A : {}\r\n    }\r\n}\r\n");
+}
+
+TEST(Acfg, Identifiers) {
+    EXPECT_EQ(acfg("{aZ09!#$%&'()*+-./=?@^_|~:1}"), "{\r\n    aZ09!#$%&'()*+-./=?@^_|~ : 1\r\n}\r\n");
+    for (const char c : std::string(",;<>[]{}`\x7f\x01\xc3")) {
+        EXPECT_EQ(acfg(std::string("{A") + c + " : 1}"), error(0, "Invalid character in identifier.")) << c;
+    }
+    // A comment within an identifier is skipped with its line end; the identifier goes on.
+    EXPECT_EQ(acfg("{ab//comment\ncd : 1}"), "{\r\n    abcd : 1\r\n}\r\n");
+    EXPECT_EQ(acfg("{ab//comment\n : 1 x}"), error(1, "Invalid character in identifier."));
+    EXPECT_EQ(acfg("{a\\\"b\\\\c : 1}"), "{\r\n    a\"b\\c : 1\r\n}\r\n");
+    EXPECT_EQ(acfg("{a\\b : 1}"), error(0, "Invalid escape character: b"));
+    EXPECT_EQ(acfg("{a\"b\" : 1}"), error(0, "Expected colon after identifier."));
+    EXPECT_EQ(acfg("{a\r: 1}"), "{\r\n    a : 1\r\n}\r\n");
+    EXPECT_EQ(acfg("{a\r\n\n: ]}"), error(2, "Unexpected ']'."));
+    EXPECT_EQ(acfg("{a\n: ]}"), error(1, "Unexpected ']'."));
+    EXPECT_EQ(acfg("{a"), kEnd);
+    EXPECT_EQ(acfg("{a//"), kEnd);
+    EXPECT_EQ(acfg("{a\\"), kEnd);
+    EXPECT_EQ(acfg("{a :"), kEnd);
+    EXPECT_EQ(acfg("{a : 1 "), kEnd);
+    // A key with a blank is two words to the reader.
+    Object o;
+    o.add_integer("a b", 1);
+    EXPECT_EQ(acfg(o.to_acfg()), error(1, "Expected colon after identifier."));
+}
+
+// ---- JSON
+
+TEST(Json, Commas) {
+    EXPECT_EQ(json("{\"A\": 1, \"B\": 2}"), kTwo);
+    EXPECT_EQ(json("{ // c\n\"A\"//c\n:1//c\n,//c\n\"B\":2//c\n}"), kTwo);
+    EXPECT_EQ(json("[1, 2,3 , 4]"), "[1 2 3 4]");
+    EXPECT_EQ(json("[1, 2,]"), error(0, "Unexpected ']'."));
+    EXPECT_EQ(json("[,1]"), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("[1,,2]"), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("[1 2]"), error(0, "Expected ',' before identifier."));
+    EXPECT_EQ(json("[1}"), error(0, "Expected ',' before identifier."));
+    EXPECT_EQ(json("[}"), error(0, "Unexpected '}'."));
+    EXPECT_EQ(json("[1, }"), error(0, "Unexpected '}'."));
+    EXPECT_EQ(json(","), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("{\"A\": ,}"), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("{,\"A\": 1}"), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("{\"A\": 1,,\"B\": 2}"), error(0, "Unexpected ','."));
+    EXPECT_EQ(json("{\"A\": 1,\n}"), error(1, "Unexpected '}'."));
+    EXPECT_EQ(json("{\"A\": 1 \"B\": 2}"), error(0, "Expected ',' before object key string."));
+    EXPECT_EQ(json("{\"A\": 1\"B\": 2}"), error(0, "Invalid integer literal."));
+    EXPECT_EQ(json("[]"), "[]");
+    EXPECT_EQ(json("{ }"), "{}");
+}
+
+TEST(Json, ObjectErrors) {
+    EXPECT_EQ(json("{A : 1}"), error(0, "Expected object key string."));
+    EXPECT_EQ(json("{]"), error(0, "Expected object key string."));
+    EXPECT_EQ(json("{\"A\": 1 B"), error(0, "Expected object key string."));
+    EXPECT_EQ(json("{\"A\" 1}"), error(0, "Expected colon after object key string."));
+    EXPECT_EQ(json("{\"A\": }"), error(0, "Unexpected '}'."));
+    EXPECT_EQ(json("{\"A\": 1, \"A\": 2}"), error(0, "Duplicate key in object."));
+    EXPECT_EQ(json("{\"A"), kEnd);
+    EXPECT_EQ(json("{\"A\""), kEnd);
+    EXPECT_EQ(json("{\"A\":"), kEnd);
+    EXPECT_EQ(json("{\"A\": 1"), kEnd);
+    EXPECT_EQ(json("{\"A\": 1,"), kEnd);
+    EXPECT_EQ(json("[1,"), kEnd);
+}
+
+// ---- random trees: what was written is read back as the same tree, in both forms
+
+namespace {
+
+class RandomTree {
+  public:
+    explicit RandomTree(u64 seed) : random_(seed) {}
+
+    std::unique_ptr<Node> node(int depth) {
+        switch (pick(depth > 0 ? 4 : 2)) {
+            case 0:
+                return std::make_unique<Integer>(integer());
+            case 1:
+                return std::make_unique<String>(text(false));
+            case 2: {
+                auto array = std::make_unique<Array>();
+                const u64 n = pick(5);
+                const bool integers = pick(2) == 0;
+                for (u64 i = 0; i < n; i++) {
+                    array->add_node(integers ? std::make_unique<Integer>(integer()) : node(depth - 1));
+                }
+                return array;
+            }
+            default: {
+                auto object = std::make_unique<Object>();
+                object->comment = pick(2) ? "" : "comment";
+                const u64 n = pick(5);
+                for (u64 i = 0; i < n; i++) {
+                    object->add_node("k" + std::to_string(i) + text(true), node(depth - 1),
+                                     pick(2) ? "" : "some\r\ncomment");
+                }
+                return object;
+            }
+        }
+    }
+
+  private:
+    u64 pick(u64 n) { return random_() % n; }
+    i64 integer() {
+        const i64 magnitude = static_cast<i64>(random_() >> (1 + pick(63)));
+        return pick(2) ? magnitude : -magnitude;
+    }
+    std::string text(bool key) {
+        const std::string letters = key ? "abc/_-.!" : "ab\"\\\n\r\t /,:[]{}\x80\xff";
+        std::string out;
+        for (u64 n = pick(8); n > 0; n--) {
+            const char c = letters[pick(letters.size())];
+            if (key && c == '/' && !out.empty() && out.back() == '/') continue;  // that would be a comment
+            out += c;
+        }
+        return out;
+    }
+
+    std::mt19937_64 random_;
+};
+
+}  // namespace
+
+TEST(ConfigText, RandomTreesSurviveBothForms) {
+    for (u64 seed = 0; seed < 3000; seed++) {
+        const auto tree = RandomTree(seed).node(5);
+        // An integer at the root needs something behind it.
+        const std::string acfg_text = tree->to_acfg() + "\n";
+        const std::string json_text = tree->to_json() + "\n";
+        const auto from_acfg = parse_acfg(acfg_text);
+        const auto from_json = parse_json(json_text);
+        ASSERT_EQ(from_acfg->to_json() + "\n", json_text) << "seed=" << seed;
+        ASSERT_EQ(from_json->to_json() + "\n", json_text) << "seed=" << seed;
+        ASSERT_EQ(from_acfg->to_acfg(), from_json->to_acfg()) << "seed=" << seed;
+        ASSERT_EQ(tree->clone()->to_acfg() + "\n", acfg_text) << "seed=" << seed;
+    }
+}
+
+// Every prefix of a text ends in a tree or in an error, and never is an unfinished text taken for a whole one.
+TEST(ConfigText, EveryPrefixIsRefused) {
+    const std::string acfg_text = "{ // c\r\n A : [1 -2 \"a\\\"\"] B//c\n : {C : []} D : \"\\\\\" }";
+    const std::string json_text = "{ // c\r\n \"A\" : [1, -2, \"a\\\"\"], \"B\" : {\"C\" : []}, \"D\" : \"\\\\\" }";
+    ASSERT_EQ(acfg(acfg_text), json(json_text));
+    for (size_t n = 0; n < acfg_text.size(); n++) EXPECT_EQ(acfg(acfg_text.substr(0, n)), kEnd) << n;
+    for (size_t n = 0; n < json_text.size(); n++) EXPECT_EQ(json(json_text.substr(0, n)), kEnd) << n;
+}
