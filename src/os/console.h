@@ -1,6 +1,7 @@
 // Standard output and the keyboard, byte by byte. Everything above goes through base/console.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "os/types.h"
@@ -19,6 +20,10 @@ void set_stdout_color(char letter);
 // Waits for one key (not echoed) or the end of the input, whichever comes first. Input that is no terminal is
 // consumed by one byte. False when there was no key: the end of the input, or no right to read it.
 bool wait_for_key();
+
+// Reads a line of the standard input into `line`, without its line end. A last line that has none counts; what goes
+// beyond 64 KiB is dropped. False when there was nothing left to read.
+bool read_line(std::string& line);
 
 // Whether the user typed the command at a prompt that was already there (true), rather than getting a window
 // of its own for this run. Output that is no terminal counts as a prompt.

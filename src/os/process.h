@@ -20,7 +20,5 @@ int nice_value_of_priority(i32 level);
 // Flushes standard output and error and ends the process at once: no destructors, no exit handlers, so that
 // it is safe while other threads run.
 [[noreturn]] void exit_process(int code);
-// The same, by the abort signal.
-[[noreturn]] void abort_process();
 
 }  // namespace trel::os

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdio>
+#include <deque>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -25,6 +27,17 @@ class CaptureConsole final : public trel::Console::Sink {
         if (record_colors_) text_ += std::string("{") + color + "}";
     }
     bool is_terminal() const override { return mode_ == terminal; }
+    bool read_line(std::string& line) override {
+        line.clear();
+        if (input_.empty()) return false;
+        line = input_.front();
+        input_.pop_front();
+        return true;
+    }
+
+    // Lines that prompts get, one each; then the input ends.
+    void type(std::initializer_list<std::string> lines) { input_.insert(input_.end(), lines); }
+    trel::u64 lines_left() const { return input_.size(); }
 
     const std::string& text() const { return text_; }
     int color_changes() const { return color_changes_; }
@@ -40,6 +53,7 @@ class CaptureConsole final : public trel::Console::Sink {
     bool record_colors_;
     trel::Console::Sink* before_;
     std::string text_;
+    std::deque<std::string> input_;
     int color_changes_ = 0;
 };
 

@@ -23,6 +23,7 @@ class StandardOutput final : public Sink {
     bool is_terminal() const override { return terminal_; }
     void flush() override { os::flush_stdout(); }
     bool wait_for_key() override { return os::wait_for_key(); }
+    bool read_line(std::string& line) override { return os::read_line(line); }
 
   private:
     bool terminal_;
@@ -120,9 +121,14 @@ u64 pause_count() {
     return pauses;
 }
 
-std::mutex& console_lock() {
+bool read_line(std::string& line) {
+    flush();
+    return sink().read_line(line);
+}
+
+std::recursive_mutex& console_lock() {
     // Never destroyed: the crash handler may need it while the process ends.
-    static std::mutex& mutex = *new std::mutex;
+    static std::recursive_mutex& mutex = *new std::recursive_mutex;
     return mutex;
 }
 

@@ -35,6 +35,12 @@ class Sink {
     // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test never
     // blocks.
     virtual bool wait_for_key() { return true; }
+    // Reads the line that answers a prompt, without its line end; false at the end of the input, which is where a sink
+    // without input always is.
+    virtual bool read_line(std::string& line) {
+        line.clear();
+        return false;
+    }
 };
 // Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard
 // output).
@@ -65,8 +71,12 @@ void aligned_line(std::string_view label, u64 width, std::string_view value, Col
 bool pause(ColorLetter color = 'w');
 u64 pause_count();
 
-// The lock shared by progress lines and the crash handler.
-std::mutex& console_lock();
+// Reads the line that answers a prompt; what was printed is shown first. False at the end of the input.
+bool read_line(std::string& line);
+
+// The lock shared by progress lines and the crash handler. A thread that crashes while it draws holds it already and
+// takes it once more.
+std::recursive_mutex& console_lock();
 
 // Resets the colour, pauses when pause_before_fatal_exit is set, ends the process with the
 // code. Any thread.

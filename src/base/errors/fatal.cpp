@@ -5,7 +5,6 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
-#include "os/process.h"
 
 namespace trel {
 
@@ -24,10 +23,7 @@ void assertion_failure(std::string_view text, std::string_view function, std::st
         "Are you overclocking?\n\n"
         "Terminating Program...\n";
     Console::print(out, 'R');
-    Console::set_color('w');
-    Console::pause('w');
-    Console::flush();
-    os::abort_process();
+    Console::fatal_exit(1);
 }
 
 bool report_current_exception() {
@@ -37,18 +33,16 @@ bool report_current_exception() {
         e.print();
         return true;
     } catch (const std::exception& e) {
-        Console::set_color('R');
-        Console::labelled_line("Uncaught std exception", e.what());
-        Console::set_color('w');
+        Console::error_line(e.what());
         return true;
     } catch (...) {
         return false;
     }
 }
 
-void fatal_thread_exception(std::string_view error_line) {
+void fatal_thread_exception(std::string_view error_line, std::string_view unknown_line) noexcept {
     const bool reported = report_current_exception();
-    Console::error_line(reported ? error_line : "Unknown exception thrown from worker thread.");
+    Console::error_line(reported || unknown_line.empty() ? error_line : unknown_line);
     Console::fatal_exit(1);
 }
 

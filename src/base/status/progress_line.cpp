@@ -28,7 +28,7 @@ void ProgressLine::draw(bool force) {
     drawn_ = true;
     if (!Console::is_terminal()) return;
 
-    std::lock_guard<std::mutex> lock(Console::console_lock());
+    std::lock_guard<std::recursive_mutex> lock(Console::console_lock());
     write_blanks();
     u64 length = 0;
     for (const Console::ColoredText& segment : segments_) {
@@ -43,7 +43,7 @@ void ProgressLine::draw(bool force) {
 
 void ProgressLine::erase() {
     if (!visible_) return;
-    std::lock_guard<std::mutex> lock(Console::console_lock());
+    std::lock_guard<std::recursive_mutex> lock(Console::console_lock());
     write_blanks();
     visible_ = false;
 }

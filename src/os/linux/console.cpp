@@ -3,6 +3,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 
@@ -86,6 +87,26 @@ bool wait_for_key() {
     const ssize_t got = read(STDIN_FILENO, &byte, 1);
     if (terminal) tcsetattr(STDIN_FILENO, TCSANOW, &saved);
     return got > 0;
+}
+
+bool read_line(std::string& line) {
+    constexpr size_t kLongestLine = 65536;
+    line.clear();
+    bool any = false;
+    // Byte by byte: what follows the line stays where the next reader, perhaps another program, finds it.
+    for (;;) {
+        char byte;
+        ssize_t got;
+        do {
+            got = read(STDIN_FILENO, &byte, 1);
+        } while (got < 0 && errno == EINTR);
+        if (got <= 0) break;
+        any = true;
+        if (byte == '\n') break;
+        if (line.size() < kLongestLine) line += byte;
+    }
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return any;
 }
 
 bool started_from_existing_console() {

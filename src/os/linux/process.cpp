@@ -47,10 +47,4 @@ void exit_process(int code) {
     _exit(code);
 }
 
-void abort_process() {
-    std::fflush(stdout);
-    std::fflush(stderr);
-    std::abort();
-}
-
 }  // namespace trel::os

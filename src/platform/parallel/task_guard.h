@@ -11,7 +11,4 @@ namespace trel {
 // process with code 1.
 void run_guarded(BasicAction& action, u64 index) noexcept;
 
-// The same report and end for an exception that is being handled; for thread loops with a text of their own.
-[[noreturn]] void report_and_exit(const char* final_line) noexcept;
-
 }  // namespace trel

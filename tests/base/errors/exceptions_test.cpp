@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <thread>
 
 #include "base/errors/fatal.h"
 #include "base/errors/one_shot_warning.h"
@@ -266,6 +271,32 @@ void to_stderr() {
 }
 }  // namespace
 
+// A second registration while static objects are still being built: in a process of its own, told by its environment,
+// before any other initialiser of this program may have run.
+namespace {
+struct EarlyDuplicate {
+    EarlyDuplicate() {
+        if (!std::getenv("KALVOR_TEST_EARLY_DUPLICATE")) return;
+        register_exception_type("EarlyException", nullptr);
+        register_exception_type("EarlyException", nullptr);
+    }
+};
+[[gnu::init_priority(101)]] EarlyDuplicate early_duplicate;
+}  // namespace
+
+TEST(FatalPaths, DuplicateRegistrationBeforeMain) {
+    setenv("KALVOR_TEST_EARLY_DUPLICATE", "1", 1);
+    FILE* child = popen("exec /proc/$PPID/exe --gtest_list_tests < /dev/null", "r");
+    unsetenv("KALVOR_TEST_EARLY_DUPLICATE");
+    ASSERT_NE(child, nullptr);
+    std::string output;
+    for (int c; (c = std::fgetc(child)) != EOF;) output += static_cast<char>(c);
+    const int status = pclose(child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(output, "\nDuplicate Exception Type\nPress any key to continue . . . \n");
+}
+
 TEST(FatalPaths, DuplicateRegistration) {
     EXPECT_EXIT(
         {
@@ -281,39 +312,58 @@ TEST(FatalPaths, AssertionFailure) {
             to_stderr();
             assertion_failure(kInvalidParameters, "A::b()", "n = 5");
         },
-        testing::KilledBySignal(SIGABRT),
+        testing::ExitedWithCode(1),
         "\n\nFATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   A::b\\(\\)\n\nn = 5\n\n\n"
         "If this error shows up consistantly with the current options,\nplease report it as a bug.\n\n"
         "If this error comes and goes with the current options,\nplease check your hardware for reliability "
         "issues.\nAre you overclocking\\?\n\nTerminating Program...\nPress any key");
 }
 
-TEST(FatalPaths, ThreadEdges) {
-    auto die_of = [](const std::function<void()>& thrower) {
-        to_stderr();
-        Console::set_pause_before_fatal_exit(false);
-        try {
-            thrower();
-        } catch (...) {
-            fatal_thread_exception(kChildThreadFailed);
-        }
-    };
-    EXPECT_EXIT(die_of([] { throw StringException("f()", "broken"); }), testing::ExitedWithCode(1),
-                "In Function: f\\(\\)\n\nbroken\n\n\n\nFATAL ERROR: Unhandled exception in child thread.\n");
-    EXPECT_EXIT(die_of([] { throw std::runtime_error("std text"); }), testing::ExitedWithCode(1),
-                "Uncaught std exception: std text\n\nFATAL ERROR: Unhandled exception in child thread.\n");
-    EXPECT_EXIT(die_of([] { throw 5; }), testing::ExitedWithCode(1),
-                "\nUnknown exception thrown from worker thread.\n");
+TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
+    EXPECT_EXIT(
+        {
+            to_stderr();
+            Console::set_pause_before_fatal_exit(false);
+            assertion_failure("text ", "f()", "");
+        },
+        testing::ExitedWithCode(1), "text f\\(\\)\n\n\n\n\nIf this[^%]*Terminating Program...\n$");
 }
 
-TEST(FatalPaths, ReportOfStandardExceptionsIsRed) {
+TEST(FatalPaths, ThreadEdges) {
+    auto die_of = [](const std::function<void()>& thrower, std::string_view line, std::string_view unknown = {}) {
+        to_stderr();
+        Console::set_pause_before_fatal_exit(false);
+        std::thread([&] {
+            try {
+                thrower();
+            } catch (...) {
+                fatal_thread_exception(line, unknown);
+            }
+        }).join();
+    };
+    const testing::ExitedWithCode fails(1);
+    EXPECT_EXIT(die_of([] { throw StringException("f()", "broken"); }, kChildThreadFailed), fails,
+                "In Function: f\\(\\)\n\nbroken\n\n\n\nFATAL ERROR: Unhandled exception in child thread.\n$");
+    EXPECT_EXIT(die_of([] { throw std::runtime_error("std text"); }, kWorkerThreadFailed), fails,
+                "^\nstd text\n\nAn exception was thrown from a worker thread.\n$");
+    EXPECT_EXIT(die_of([] { throw StringException("", "lane"); }, kIoThreadFailed), fails,
+                "lane\n\n\n\nIoThread::thread_loop\\(\\): An exception was thrown from a worker thread.\n$");
+    EXPECT_EXIT(die_of([] { throw 5; }, kChildThreadFailed), fails,
+                "^\nFATAL ERROR: Unhandled exception in child thread.\n$");
+    EXPECT_EXIT(die_of([] { throw 5; }, kWorkerThreadFailed, kUnknownExceptionThrown), fails,
+                "^\nUnknown exception thrown from worker thread.\n$");
+    EXPECT_EXIT(die_of([] { throw std::bad_alloc(); }, kWorkerThreadFailed, kUnknownExceptionThrown), fails,
+                "^\nstd::bad_alloc\n\nAn exception was thrown from a worker thread.\n$");
+}
+
+TEST(FatalPaths, ReportOfStandardExceptionsIsAnErrorLine) {
     CaptureConsole console(CaptureConsole::terminal, true);
     try {
         throw std::runtime_error("what");
     } catch (...) {
         EXPECT_TRUE(report_current_exception());
     }
-    EXPECT_EQ(console.take(), "{R}Uncaught std exception: what\n{w}");
+    EXPECT_EQ(console.take(), "\n{R}what\n{w}");
     try {
         throw 5;
     } catch (...) {

@@ -1,0 +1,32 @@
+// Settings files (".cfg"): the text of a configuration tree behind a header of comments.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "base/config/node.h"
+#include "os/types.h"
+
+namespace trel::FileIO {
+
+// Larger files are refused unread: somebody named the wrong one.
+inline constexpr u64 kMaxTextFileBytes = u64(64) << 20;
+
+// The whole file as UTF-8 text without a byte-order mark. Throws FileException.
+std::string load_text_file(const std::string& path);
+
+// The tree of a settings or formula file (acfg). Throws FileException and the errors of parse_acfg().
+std::unique_ptr<Config::Node> load_config_file(const std::string& path);
+
+// What a settings file of an action holds, every byte: byte-order mark, header, and {"Action", settings under the
+// action's name}; lines end in CR LF.
+std::string config_file_text(const std::string& action, std::unique_ptr<Config::Object> settings);
+
+// Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one. Throws
+// FileException, and EndOfStreamException when nobody answers.
+void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings);
+
+// The path with ".cfg" unless it holds a dot anywhere, be it in a folder's name.
+std::string with_config_extension(std::string path);
+
+}  // namespace trel::FileIO

@@ -1,0 +1,185 @@
+#include "platform/fileio/settings_file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "base/errors/exceptions.h"
+#include "fault/faulty_file.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+using namespace trel;
+using namespace trel::FileIO;
+
+namespace {
+
+std::unique_ptr<Config::Object> some_settings() {
+    auto settings = std::make_unique<Config::Object>();
+    settings->add_string("Path", "C:/temp", "Where the digits go.");
+    settings->add_integer("DecimalDigits", 1000000);
+    settings->add_object("Parallelism").add_array("Cores").add_integer(0);
+    return settings;
+}
+
+const std::string kHeader =
+    "\xef\xbb\xbf"
+    "//  Kalvor Configuration File\r\n"
+    "//  Version: 0.7.8 Build 9507\r\n"
+    "//\r\n"
+    "//  Load this from Kalvor or run directly:\r\n"
+    "//      Kalvor config filename.cfg\r\n"
+    "//\r\n"
+    "//  If you're copying Windows file paths into here, be sure to replace\r\n"
+    "//  all backslashes \"\\\" with forward slashes \"/\". Backslash is an\r\n"
+    "//  escape character.\r\n"
+    "//\r\n"
+    "\r\n";
+const std::string kBody =
+    "{\r\n"
+    "    Action : \"CustomCompute\"\r\n"
+    "    CustomCompute : {\r\n"
+    "\r\n"
+    "        //  Where the digits go.\r\n"
+    "        Path : \"C:/temp\"\r\n"
+    "        DecimalDigits : 1000000\r\n"
+    "        Parallelism : {\r\n"
+    "            Cores : [0]\r\n"
+    "        }\r\n"
+    "    }\r\n"
+    "}\r\n";
+const std::string kQuestion = "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
+
+}  // namespace
+
+TEST(SettingsFile, EveryByteOfIt) {
+    EXPECT_EQ(config_file_text("CustomCompute", some_settings()), kHeader + kBody);
+}
+
+TEST(SettingsFile, ExtensionIsAddedToPathsWithoutADot) {
+    EXPECT_EQ(with_config_extension("name"), "name.cfg");
+    EXPECT_EQ(with_config_extension("name.txt"), "name.txt");
+    EXPECT_EQ(with_config_extension("./name"), "./name");
+    EXPECT_EQ(with_config_extension("v0.1/name"), "v0.1/name");
+    EXPECT_EQ(with_config_extension(""), ".cfg");
+}
+
+TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
+    ScratchFolder folder;
+    CaptureConsole console;
+    folder.write("set.cfg", std::string(100000, 'x'));  // is replaced
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.file(""));
+    console.type({"set"});
+    save_config_file("CustomCompute", some_settings());
+    std::filesystem::current_path(before);
+    EXPECT_EQ(console.take(), kQuestion);
+    EXPECT_EQ(folder.read("set.cfg"), kHeader + kBody);
+
+    const auto root = load_config_file(folder.file("set.cfg"));
+    EXPECT_EQ(root->as<Config::Object>().get_string("Action"), "CustomCompute");
+    const Config::Object& settings = root->as<Config::Object>().get_object("CustomCompute");
+    EXPECT_EQ(settings.get_integer("DecimalDigits"), 1000000);
+    EXPECT_EQ(settings.get_string("Path"), "C:/temp");
+}
+
+TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
+    ScratchFolder folder;
+    CaptureConsole console;
+    EXPECT_THROW(save_config_file("A", some_settings()), EndOfStreamException);
+    console.type({folder.file("no-such-folder/x.cfg")});
+    try {
+        save_config_file("A", some_settings());
+        ADD_FAILURE();
+    } catch (const FileException& e) {
+        EXPECT_EQ(e.message, "Unable to create file.\n\nPath does not exist.");
+        EXPECT_EQ(e.path, folder.file("no-such-folder/x.cfg"));
+    }
+}
+
+TEST(SettingsFile, ReadsEveryEncoding) {
+    ScratchFolder folder;
+    const std::string text = "{ // \xc3\xa9\r\n Name : \"\xf0\x9f\x98\x80\" }";
+    const std::u16string units = u"{ // \u00e9\r\n Name : \"\U0001f600\" }";
+    std::string little = "\xff\xfe", big = "\xfe\xff";
+    for (const char16_t u : units) {
+        little += {static_cast<char>(u & 0xff), static_cast<char>(u >> 8)};
+        big += {static_cast<char>(u >> 8), static_cast<char>(u & 0xff)};
+    }
+    folder.write("plain", text);
+    folder.write("mark", "\xef\xbb\xbf" + text);
+    folder.write("little", little);
+    folder.write("big", big);
+    for (const char* name : {"plain", "mark", "little", "big"}) {
+        EXPECT_EQ(load_config_file(folder.file(name))->to_acfg(),
+                  "{\r\n    Name : \"\xf0\x9f\x98\x80\"\r\n}\r\n")
+            << name;
+    }
+}
+
+TEST(SettingsFile, ErrorsOfTheText) {
+    ScratchFolder folder;
+    const auto message_of = [&](const std::string& content) {
+        folder.write("f", content);
+        try {
+            load_config_file(folder.file("f"));
+        } catch (const StringException& e) {
+            return std::string(e.get_typename()) + ": " + e.message;
+        }
+        return std::string("none");
+    };
+    EXPECT_EQ(message_of(""), "EndOfStreamException: Unexpected end of stream.");
+    EXPECT_EQ(message_of("{A : \"x"), "EndOfStreamException: Unexpected end of stream.");
+    EXPECT_EQ(message_of("{Abc"), "EndOfStreamException: Unexpected end of stream.");
+    // The header's lines count.
+    EXPECT_EQ(message_of(kHeader + "{A : 1, B : 2}"),
+              "ParseException: Line 11: Don't use commas to separate elements.");
+    EXPECT_EQ(message_of(std::string("{A : 1 }\0", 9)), "none");
+    EXPECT_EQ(message_of(std::string("{A : \0 1 }", 10)), "EndOfStreamException: Unexpected end of stream.");
+}
+
+TEST(SettingsFile, FilesThatCannotBeRead) {
+    ScratchFolder folder;
+    try {
+        load_config_file(folder.file("missing.cfg"));
+        ADD_FAILURE();
+    } catch (const FileException& e) {
+        EXPECT_EQ(e.message, "Unable to open file.\n\nPath does not exist.");
+        EXPECT_EQ(e.path, folder.file("missing.cfg"));
+    }
+    folder.write("large", "{}");
+    std::filesystem::resize_file(folder.file("large"), kMaxTextFileBytes + 1);  // takes no space on the disk
+    try {
+        load_config_file(folder.file("large"));
+        ADD_FAILURE();
+    } catch (const FileException& e) {
+        EXPECT_EQ(e.message, "The file is too large: a text is at most 67,108,864 bytes long.");
+    }
+}
+
+TEST(SettingsFile, AFullDiskIsReported) {
+    ScratchFolder folder;
+    CaptureConsole console;
+    FaultyFile disk;
+    disk.disk_full_after(100);
+    console.type({folder.file("x.cfg")});
+    try {
+        save_config_file("A", some_settings());
+        ADD_FAILURE();
+    } catch (const FileException& e) {
+        EXPECT_EQ(e.message, "WriteFile() failed.\n\nDisk is Full");
+    }
+}
+
+TEST(SettingsFile, AFileThatEndsEarlyIsReported) {
+    ScratchFolder folder;
+    folder.write("f", "{A : 1 }");
+    FaultyFile disk;
+    disk.short_read(1, 3);
+    try {
+        load_config_file(folder.file("f"));
+        ADD_FAILURE();
+    } catch (const FileException& e) {
+        EXPECT_EQ(e.message, "Incomplete Read: 3 / 8");
+    }
+}
