@@ -21,8 +21,8 @@ void set_stdout_color(char letter);
 // consumed by one byte. False when there was no key: the end of the input, or no right to read it.
 bool wait_for_key();
 
-// Reads a line of the standard input into `line`, without its line end. A last line that has none counts; what goes
-// beyond 64 KiB is dropped. False when there was nothing left to read.
+// Reads a line of the standard input into `line`, without its line end. A last line that has none counts;
+// what goes beyond 64 KiB is dropped. False when there was nothing left to read.
 bool read_line(std::string& line);
 
 // Whether the user typed the command at a prompt that was already there (true), rather than getting a window

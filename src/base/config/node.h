@@ -1,8 +1,8 @@
 // The tree of every structured text: settings, formula files, the settings inside a checkpoint, slave-mode
 // messages. Four kinds of node; true and false are the strings "true" and "false".
 //
-// Every node has exactly one owner: its parent, or whoever holds the root. Text is bytes, UTF-8 by convention and
-// never checked. A tree is used by one thread at a time.
+// Every node has exactly one owner: its parent, or whoever holds the root. Text is bytes, UTF-8 by convention
+// and never checked. A tree is used by one thread at a time.
 #pragma once
 
 #include <initializer_list>
@@ -39,8 +39,8 @@ class Node {
     // A deep copy.
     virtual std::unique_ptr<Node> clone() const = 0;
 
-    // This node as T. Throws ParseException "Expected Object, got String.", after the context and ": " when there
-    // is one.
+    // This node as T. Throws ParseException "Expected Object, got String.", after the context and ": " when
+    // there is one.
     template <class T>
     const T& as(std::string_view context = {}) const {
         check_type(T::kType, context);
@@ -139,8 +139,8 @@ class Object final : public Node {
     bool contains(std::string_view key) const { return index_.find(key) != index_.end(); }
 
     // Each throws InvalidParametersException "Attempted to add an existing key.", with its own name as the
-    // function. A comment is written above its member in acfg. A key is written without quotes in acfg, so one that
-    // holds a blank cannot be read back.
+    // function. A comment is written above its member in acfg. A key is written without quotes in acfg, so
+    // one that holds a blank cannot be read back.
     void add_node(std::string key, std::unique_ptr<Node> value, std::string comment = {});
     void add_integer(std::string key, i64 value, std::string comment = {});
     void add_string(std::string key, std::string value, std::string comment = {});

@@ -1,9 +1,9 @@
-// Text to tree. Both forms share strings, integers and "//" comments; acfg has bare keys and no commas, JSON is
-// strict about its commas and knows no true, false or null.
+// Text to tree. Both forms share strings, integers and "//" comments; acfg has bare keys and no commas, JSON
+// is strict about its commas and knows no true, false or null.
 //
 // Errors: ParseException "Line N: ..." with N line feeds before the place (the first line is 0), and
-// EndOfStreamException "Unexpected end of stream." for a text that ends too early. A NUL ends the text; what follows
-// the root value is not looked at. Time and memory are linear in the length of the text.
+// EndOfStreamException "Unexpected end of stream." for a text that ends too early. A NUL ends the text; what
+// follows the root value is not looked at. Time and memory are linear in the length of the text.
 #pragma once
 
 #include <memory>
@@ -13,8 +13,8 @@
 
 namespace trel::Config {
 
-// Arrays and objects within each other beyond this are refused ("Nesting is deeper than 256 levels."), so that no
-// text can exhaust the stack of the thread that reads, copies, writes or destroys its tree.
+// Arrays and objects within each other beyond this are refused ("Nesting is deeper than 256 levels."), so
+// that no text can exhaust the stack of the thread that reads, copies, writes or destroys its tree.
 inline constexpr u64 kMaxDepth = 256;
 
 std::unique_ptr<Node> parse_acfg(std::string_view text);

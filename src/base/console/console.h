@@ -32,11 +32,11 @@ class Sink {
     virtual bool is_terminal() const = 0;
     // Shows what is still buffered.
     virtual void flush() {}
-    // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test never
-    // blocks.
+    // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test
+    // never blocks.
     virtual bool wait_for_key() { return true; }
-    // Reads the line that answers a prompt, without its line end; false at the end of the input, which is where a sink
-    // without input always is.
+    // Reads the line that answers a prompt, without its line end; false at the end of the input, which is
+    // where a sink without input always is.
     virtual bool read_line(std::string& line) {
         line.clear();
         return false;
@@ -66,16 +66,16 @@ void labelled_line(std::string_view label, std::string_view value, ColorLetter c
 // `color`, 'w', line feed. With ' ' the colour is unchanged throughout.
 void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color = ' ');
 
-// "Press any key to continue . . . "; end of input never blocks. Counts itself. False when the input ended instead of
-// giving a key.
+// "Press any key to continue . . . "; end of input never blocks. Counts itself. False when the input ended
+// instead of giving a key.
 bool pause(ColorLetter color = 'w');
 u64 pause_count();
 
 // Reads the line that answers a prompt; what was printed is shown first. False at the end of the input.
 bool read_line(std::string& line);
 
-// The lock shared by progress lines and the crash handler. A thread that crashes while it draws holds it already and
-// takes it once more.
+// The lock shared by progress lines and the crash handler. A thread that crashes while it draws holds it
+// already and takes it once more.
 std::recursive_mutex& console_lock();
 
 // Resets the colour, pauses when pause_before_fatal_exit is set, ends the process with the

@@ -1,6 +1,7 @@
-// Questions to the user. A prompt prints its text (in 'w', or unchanged when the colour is ' ') and reads one line in the
-// given colour. At the end of the input there is nobody to answer: every prompt then throws EndOfStreamException
-// "Unexpected end of stream.", so that an unattended run ends instead of asking for ever.
+// Questions to the user. A prompt prints its text (in 'w', or unchanged when the colour is ' ') and reads one
+// line in the given colour. At the end of the input there is nobody to answer: every prompt then throws
+// EndOfStreamException "Unexpected end of stream.", so that an unattended run ends instead of asking for
+// ever.
 //
 // Main thread.
 #pragma once

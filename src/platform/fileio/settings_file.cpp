@@ -37,11 +37,11 @@ std::string config_file_text(const std::string& action, std::unique_ptr<Config::
     const std::string version = "//  Version: " + kVersion.text();
     std::string text = "\xef\xbb\xbf";
     for (const char* line :
-         {"//  Kalvor Configuration File", version.c_str(), "//", "//  Load this from Kalvor or run directly:",
-          "//      Kalvor config filename.cfg", "//",
+         {"//  Kalvor Configuration File", version.c_str(), "//",
+          "//  Load this from Kalvor or run directly:", "//      Kalvor config filename.cfg", "//",
           "//  If you're copying Windows file paths into here, be sure to replace",
-          "//  all backslashes \"\\\" with forward slashes \"/\". Backslash is an", "//  escape character.", "//",
-          ""}) {
+          "//  all backslashes \"\\\" with forward slashes \"/\". Backslash is an", "//  escape character.",
+          "//", ""}) {
         text += line;
         text += "\r\n";
     }

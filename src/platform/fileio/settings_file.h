@@ -18,12 +18,12 @@ std::string load_text_file(const std::string& path);
 // The tree of a settings or formula file (acfg). Throws FileException and the errors of parse_acfg().
 std::unique_ptr<Config::Node> load_config_file(const std::string& path);
 
-// What a settings file of an action holds, every byte: byte-order mark, header, and {"Action", settings under the
-// action's name}; lines end in CR LF.
+// What a settings file of an action holds, every byte: byte-order mark, header, and {"Action", settings under
+// the action's name}; lines end in CR LF.
 std::string config_file_text(const std::string& action, std::unique_ptr<Config::Object> settings);
 
-// Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one. Throws
-// FileException, and EndOfStreamException when nobody answers.
+// Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one.
+// Throws FileException, and EndOfStreamException when nobody answers.
 void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings);
 
 // The path with ".cfg" unless it holds a dot anywhere, be it in a folder's name.

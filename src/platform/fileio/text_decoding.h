@@ -15,8 +15,8 @@ const char* encoding_name(TextEncoding encoding);
 // By the byte-order mark; UTF-8 without one.
 TextEncoding detect_encoding(std::string_view bytes);
 
-// The text in UTF-8, without its byte-order mark. UTF-8 is passed on as it is; in UTF-16 an unpaired surrogate, or half a
-// unit at the end, becomes U+FFFD.
+// The text in UTF-8, without its byte-order mark. UTF-8 is passed on as it is; in UTF-16 an unpaired
+// surrogate, or half a unit at the end, becomes U+FFFD.
 std::string decode_text(std::string_view bytes);
 
 }  // namespace trel::FileIO

@@ -1,7 +1,6 @@
 #include "arith/newton/reciprocal.h"
 
 #include <cmath>
-#include <csignal>
 
 #include "arith/kernels/word_array.h"
 #include "arith/newton/error_term.h"

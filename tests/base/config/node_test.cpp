@@ -29,9 +29,10 @@ TEST(ConfigObject, KeepsTheOrderOfItsMembers) {
     o.add_bool("m", true);
     o.add_object("o").add_integer("i", -5);
     o.add_array("r").add_integer(7);
-    EXPECT_EQ(o.to_acfg(),
-              "{\r\n    z : 1\r\n    a : \"x\"\r\n    m : \"true\"\r\n    o : {\r\n        i : -5\r\n    }\r\n"
-              "    r : [7]\r\n}\r\n");
+    EXPECT_EQ(
+        o.to_acfg(),
+        "{\r\n    z : 1\r\n    a : \"x\"\r\n    m : \"true\"\r\n    o : {\r\n        i : -5\r\n    }\r\n"
+        "    r : [7]\r\n}\r\n");
     ASSERT_EQ(o.size(), 5u);
     EXPECT_EQ(o.entries()[3]->key, "o");
     EXPECT_EQ(o.get_integer("z"), 1);
@@ -137,8 +138,7 @@ TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
     EXPECT_EQ(a.to_json(), "[1, -2, 3]");
     EXPECT_EQ(a.to_json(true), "[1, -2, 3],");
     a.add_string("s");
-    EXPECT_EQ(a.to_acfg(1),
-              "[\r\n        1\r\n        -2\r\n        3\r\n        \"s\"\r\n    ]\r\n");
+    EXPECT_EQ(a.to_acfg(1), "[\r\n        1\r\n        -2\r\n        3\r\n        \"s\"\r\n    ]\r\n");
     EXPECT_EQ(a.to_json(true, 1),
               "[\r\n        1,\r\n        -2,\r\n        3,\r\n        \"s\"\r\n    ],\r\n");
     Array one;

@@ -132,8 +132,7 @@ TEST(Acfg, ObjectErrors) {
     EXPECT_EQ(acfg("[}"), error(0, "Unexpected '}'."));
     EXPECT_EQ(acfg("{]"), error(0, "Invalid character in identifier."));
     EXPECT_EQ(acfg("{A : 1\nB : 2\nA : 3\n\n}"), error(2, "Duplicate key in object."));
-    EXPECT_EQ(acfg("{A : {A : {}}}"),
-              "{\r\n    A : {\r\n        A : {}\r\n    }\r\n}\r\n");
+    EXPECT_EQ(acfg("{A : {A : {}}}"), "{\r\n    A : {\r\n        A : {}\r\n    }\r\n}\r\n");
 }
 
 TEST(Acfg, Identifiers) {
@@ -273,14 +272,17 @@ TEST(ConfigText, RandomTreesSurviveBothForms) {
     }
 }
 
-// Every prefix of a text ends in a tree or in an error, and never is an unfinished text taken for a whole one.
+// Every prefix of a text ends in a tree or in an error, and never is an unfinished text taken for a whole
+// one.
 TEST(ConfigText, EveryPrefixIsRefused) {
     const std::string acfg_text = "{ // c\r\n A : [1 -2 \"a\\\"\"] B//c\n : {C : []} D : \"\\\\\" }";
-    const std::string json_text = "{ // c\r\n \"A\" : [1, -2, \"a\\\"\"], \"B\" : {\"C\" : []}, \"D\" : \"\\\\\" }";
+    const std::string json_text =
+        "{ // c\r\n \"A\" : [1, -2, \"a\\\"\"], \"B\" : {\"C\" : []}, \"D\" : \"\\\\\" }";
     ASSERT_EQ(acfg(acfg_text), json(json_text));
     for (size_t n = 0; n < acfg_text.size(); n++) EXPECT_EQ(acfg(acfg_text.substr(0, n)), kEnd) << n;
     for (size_t n = 0; n < json_text.size(); n++) {
-        if (n > 0 && json_text[n - 1] == '/' && json_text[n] == '/') continue;  // half a comment is a wrong character
+        if (n > 0 && json_text[n - 1] == '/' && json_text[n] == '/')
+            continue;  // half a comment is a wrong character
         EXPECT_EQ(json(json_text.substr(0, n)), kEnd) << n;
     }
 }

@@ -271,8 +271,8 @@ void to_stderr() {
 }
 }  // namespace
 
-// A second registration while static objects are still being built: in a process of its own, told by its environment,
-// before any other initialiser of this program may have run.
+// A second registration while static objects are still being built: in a process of its own, told by its
+// environment, before any other initialiser of this program may have run.
 namespace {
 struct EarlyDuplicate {
     EarlyDuplicate() {
@@ -330,7 +330,8 @@ TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
 }
 
 TEST(FatalPaths, ThreadEdges) {
-    auto die_of = [](const std::function<void()>& thrower, std::string_view line, std::string_view unknown = {}) {
+    auto die_of = [](const std::function<void()>& thrower, std::string_view line,
+                     std::string_view unknown = {}) {
         to_stderr();
         Console::set_pause_before_fatal_exit(false);
         std::thread([&] {

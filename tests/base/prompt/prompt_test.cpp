@@ -33,11 +33,21 @@ TEST(PromptNumber, Scales) {
     const struct {
         char suffix;
         i128 scale;
-    } scales[] = {{'K', i128(1) << 10}, {'M', i128(1) << 20}, {'G', i128(1) << 30},
-                  {'T', i128(1) << 40}, {'P', i128(1) << 50}, {'E', i128(1) << 60},
-                  {'m', 1000000},       {'b', 1000000000},    {'t', 1000000000000},
-                  {'k', 1},             {'g', 1},             {'e', 1},
-                  {'p', 1},             {'B', 1},             {'x', 1}};
+    } scales[] = {{'K', i128(1) << 10},
+                  {'M', i128(1) << 20},
+                  {'G', i128(1) << 30},
+                  {'T', i128(1) << 40},
+                  {'P', i128(1) << 50},
+                  {'E', i128(1) << 60},
+                  {'m', 1000000},
+                  {'b', 1000000000},
+                  {'t', 1000000000000},
+                  {'k', 1},
+                  {'g', 1},
+                  {'e', 1},
+                  {'p', 1},
+                  {'B', 1},
+                  {'x', 1}};
     for (const auto& s : scales) {
         EXPECT_TRUE(parse_number(std::string("10") + s.suffix) == 10 * s.scale) << s.suffix;
         EXPECT_TRUE(parse_number(std::string("10") + s.suffix + "iB and more") == 10 * s.scale) << s.suffix;
@@ -87,7 +97,8 @@ TEST(Prompt, AsksUntilTheAnswerIsInRange) {
 TEST(Prompt, BoundsAreInTheRange) {
     CaptureConsole console;
     constexpr i64 kLow = -9223372036854775807 - 1, kHigh = 9223372036854775807;
-    console.type({"-9223372036854775808", "9223372036854775807", "9223372036854775808", "-9223372036854775809", "0"});
+    console.type(
+        {"-9223372036854775808", "9223372036854775807", "9223372036854775808", "-9223372036854775809", "0"});
     EXPECT_EQ(Prompt::read_integer_in_range("", kLow, kHigh, 'w'), kLow);
     EXPECT_EQ(Prompt::read_integer_in_range("", kLow, kHigh, 'w'), kHigh);
     EXPECT_EQ(Prompt::read_integer_in_range("", kLow, kHigh, 'w'), 0);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <csignal>
 
 #include "arith/m61/m61.h"
 #include "reference/hypergeometric_sum.h"

@@ -48,7 +48,8 @@ const std::string kBody =
     "        }\r\n"
     "    }\r\n"
     "}\r\n";
-const std::string kQuestion = "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
+const std::string kQuestion =
+    "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
 
 }  // namespace
 
