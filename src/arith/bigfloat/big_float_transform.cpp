@@ -1,6 +1,7 @@
 #include "arith/bigfloat/big_float_transform.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 
 #include "arith/kernels/word_array.h"
@@ -22,6 +23,11 @@ struct WorkMemory {
     void* data;
     void* scratch;
 };
+
+// Whether a product of m words at T's buffer would be written over the operand: it must be transformed before.
+bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
+    return std::less<>()(T.buffer, A.T + A.L) && std::less<>()(A.T, T.buffer + m);
+}
 
 }  // namespace
 
@@ -77,46 +83,75 @@ BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u6
     return w;
 }
 
-void BigFloatTransformR::finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign,
-                                void* work, const void* X, const void* Y, void* scratch,
-                                const char* function) {
+template <class Make>
+void BigFloatTransformR::produce(const ParallelContext& P, BigFloat& T, const Window& window, bool sign,
+                                 const char* function, Make&& make) {
     if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
     T.T = T.buffer;
-    transform_.inverse(mp.parallel, T.T, window.skip, window.total, work, X, Y, scratch);
+    make(T.T);
     T.exp = window.b;
     T.sign = sign;
-    T.L = bp_nonzero_length(T.T, window.m, mp.parallel);
+    T.L = bp_nonzero_length(T.T, window.m, P);
     if (T.L == 0) {
         T.exp = 0;
         T.sign = true;
     }
 }
 
+void BigFloatTransformR::inverse(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign,
+                                 void* work, const void* X, const void* Y, void* scratch,
+                                 const char* function) const {
+    produce(mp.parallel, T, window, sign, function, [&](Word* words) {
+        transform_.inverse(mp.parallel, words, window.skip, window.total, work, X, Y, scratch);
+    });
+}
+
 void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
                                  i64 te) {
+    constexpr const char* function = "BigFloatTransformR::sqr_r_x()";
     held_ = false;
     if (A.L == 0) return T.clear();
     const BigFloat a = operand(A, p);
     const Window window = params(ie - kGuardWords, te, 2 * a.exp, 2 * a.L);
     if (window.empty) return T.clear();
+    if (!overlap(T, window.m, a)) {
+        AlignedBufferC memory = mp.scratch;
+        void* const work = memory.spawn(scratch_bytes()).get();
+        produce(mp.parallel, T, window, true, function, [&](Word* words) {
+            transform_.square_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, work);
+        });
+        return;
+    }
     const WorkMemory memory(transform_, mp);
-    transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
-    finish(mp, T, window, true, data_, data_, data_, memory.scratch, "BigFloatTransformR::sqr_r_x()");
+    transform_.forward(mp.parallel, memory.data, a.T, a.L, memory.scratch);
+    inverse(mp, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
 }
 
 void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
                                    const BigFloat& B, u64 pB, i64 ie, i64 te) {
+    constexpr const char* function = "BigFloatTransformR::mul_rr_xx()";
     held_ = false;
     if (A.L == 0 || B.L == 0) return T.clear();
     const BigFloat a = operand(A, pA);
     const BigFloat b = operand(B, pB);
     const Window window = params(ie - kGuardWords, te, a.exp + b.exp, a.L + b.L);
     if (window.empty) return T.clear();
+    const bool sign = a.sign == b.sign;
+    // Without a transform the product may need less memory and fewer trips through it.
+    if ((data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) && !overlap(T, window.m, a) &&
+        !overlap(T, window.m, b)) {
+        AlignedBufferC memory = mp.scratch;
+        void* const work = memory.spawn(transform_.plain_bytes()).get();
+        produce(mp.parallel, T, window, sign, function, [&](Word* words) {
+            transform_.multiply_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L, work);
+        });
+        return;
+    }
+    if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const WorkMemory memory(transform_, mp);
     transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
     transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
-    finish(mp, T, window, a.sign == b.sign, data_, data_, memory.data, memory.scratch,
-           "BigFloatTransformR::mul_rr_xx()");
+    inverse(mp, T, window, sign, data_, data_, memory.data, memory.scratch, function);
 }
 
 void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
@@ -141,8 +176,15 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& 
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
     if (window.empty) return T.clear();
     const WorkMemory memory(transform_, mp);
-    transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
-    finish(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
+    if (overlap(T, window.m, b)) {
+        transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
+        inverse(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
+        return;
+    }
+    produce(mp.parallel, T, window, sign_ == b.sign, function, [&](Word* words) {
+        transform_.multiply_held(mp.parallel, words, window.skip, window.total, b.T, b.L, data_, memory.data,
+                                 memory.scratch);
+    });
 }
 
 void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
@@ -152,7 +194,7 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
     const WorkMemory memory(transform_, mp);
-    finish(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
+    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
 }
 
 void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other,
@@ -168,7 +210,7 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, Bi
     const Window window = params(ie - kGuardWords, te, exp_ + other.exp_, L_ + other.L_);
     if (window.empty) return T.clear();
     AlignedBufferC memory = mp.scratch;
-    finish(mp, T, window, sign_ == other.sign_, data_, data_, other.data_,
+    inverse(mp, T, window, sign_ == other.sign_, data_, data_, other.data_,
            memory.spawn(transform_.scratch_bytes()).get(), function);
 }
 
@@ -180,7 +222,7 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i6
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
     AlignedBufferC memory = mp.scratch;
-    finish(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
+    inverse(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
            function);
 }
 

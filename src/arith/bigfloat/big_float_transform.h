@@ -11,7 +11,8 @@ namespace trel {
 //
 // Every product takes the window [ie, te) of word exponents that the caller needs (the operations add 2 guard
 // words below ie), a context whose scratch holds scratch_bytes(), and writes T from its buffer's start. An
-// empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words.
+// empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words; T's buffer may lie over
+// them.
 class BigFloatTransformR {
   public:
     struct Window {
@@ -22,7 +23,8 @@ class BigFloatTransformR {
         u64 total;  // skip + m
     };
 
-    // data: transform.data_bytes() bytes that will hold the forward transform
+    // data: transform.data_bytes() bytes that will hold the forward transform. nullptr serves sqr_r_x and
+    // mul_rr_xx with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
     BigFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
 
     // Holds A's transform (its top min(L, p + 2) words). Throws TransformTooSmallException.
@@ -51,6 +53,8 @@ class BigFloatTransformR {
 
     // Scratch bytes of the operations: one more transform's data and the transform's scratch.
     u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
+    // Scratch bytes of the products that need no data.
+    u64 plain_scratch_bytes() const { return transform_.whole_bytes(); }
 
     const Transform& transform() const { return transform_; }
     bool held() const { return held_; }
@@ -63,8 +67,12 @@ class BigFloatTransformR {
     void place(const BigFloat& A);
     void product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie, i64 te,
                            const char* function);
-    void finish(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
-                const void* X, const void* Y, void* scratch, const char* function);
+    // T's sign and exponent after `make(words)` has written the window's words at `words`.
+    template <class Make>
+    static void produce(const ParallelContext& P, BigFloat& T, const Window& window, bool sign,
+                        const char* function, Make&& make);
+    void inverse(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
+                 const void* X, const void* Y, void* scratch, const char* function) const;
 
     const Transform& transform_;
     void* data_;

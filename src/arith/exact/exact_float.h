@@ -79,13 +79,14 @@ class ExactFloat {
 // f a transform that stays.
 //
 // Every product needs a convolution of at least the product's length (ConvolutionTooSmallException), room for
-// A.L + B.L words (BufferTooSmallException), and a context whose scratch holds scratch_bytes(). Operands are
-// transformed before the product is written, so T may lie over plain operands. With a floor: when the
+// A.L + B.L words (BufferTooSmallException), and a context whose scratch holds scratch_bytes(). T may lie over
+// plain operands: they are then transformed before the product is written. With a floor: when the
 // product's exponent exceeds it, the product is placed (exponent - floor) words above the buffer's start,
 // headroom for an addition below it.
 class ExactFloatTransformR {
   public:
-    // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object.
+    // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object. nullptr serves mul_rr_xx
+    // with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
     ExactFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
 
     // Holds A's transform. mp.scratch: the transform's scratch.
@@ -107,6 +108,8 @@ class ExactFloatTransformR {
 
     // One more operand's transform and the transform's own scratch.
     u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
+    // Scratch bytes of the products that need no data.
+    u64 plain_scratch_bytes() const { return transform_.whole_bytes(); }
 
   private:
     static constexpr i64 kNoFloor = INT64_MAX;
@@ -122,8 +125,10 @@ class ExactFloatTransformR {
 
     // Whether the product is zero (T is set then); otherwise checks the sizes and places T.
     bool prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor, const char* function) const;
-    void finish(const MultiplyContext& mp, ExactFloat& T, const Operand& A, const Operand& B, void* work,
-                const void* X, const void* Y, void* scratch) const;
+    // The rest of T when its words stand.
+    static void finish(ExactFloat& T, const Operand& A, const Operand& B);
+    void inverse(const MultiplyContext& mp, ExactFloat& T, const Operand& A, const Operand& B, void* work,
+                 const void* X, const void* Y, void* scratch) const;
     void mul_rr(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B, i64 floor,
                 bool keep, const char* function);
     void mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,

@@ -1,8 +1,18 @@
+#include <functional>
+
 #include "arith/exact/exact_float.h"
 #include "arith/m61/m61.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
+namespace {
+
+// Whether T's product would be written over the operand: it must be transformed before.
+bool overlap(const ExactFloat& T, const ExactFloat& A) {
+    return std::less<>()(T.T, A.T + A.L) && std::less<>()(A.T, T.T + T.L);
+}
+
+}  // namespace
 
 bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor,
                                    const char* function) const {
@@ -24,13 +34,17 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
     return false;
 }
 
-void ExactFloatTransformR::finish(const MultiplyContext& mp, ExactFloat& T, const Operand& A,
-                                  const Operand& B, void* work, const void* X, const void* Y,
-                                  void* scratch) const {
-    transform_.inverse(mp.parallel, T.T, 0, T.L, work, X, Y, scratch);
+void ExactFloatTransformR::finish(ExactFloat& T, const Operand& A, const Operand& B) {
     if (T.T[T.L - 1] == 0) T.L--;
     T.sign = A.sign == B.sign;
     T.residue = m61::mul(A.residue, B.residue);
+}
+
+void ExactFloatTransformR::inverse(const MultiplyContext& mp, ExactFloat& T, const Operand& A,
+                                   const Operand& B, void* work, const void* X, const void* Y,
+                                   void* scratch) const {
+    transform_.inverse(mp.parallel, T.T, 0, T.L, work, X, Y, scratch);
+    finish(T, A, B);
 }
 
 void ExactFloatTransformR::forward(const MultiplyContext& mp, const ExactFloat& A) {
@@ -47,17 +61,37 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& mp, ExactFloat& T, cons
     const ExactFloat a = A, b = B;
     const bool zero = prepare(T, operand(a), operand(b), floor, function);
     if (zero && !keep) return;
+    const bool square = a.T == b.T && a.L == b.L;
+    const ParallelContext& P = mp.parallel;
     AlignedBufferC memory = mp.scratch;
+    if (!keep && !overlap(T, a) && !overlap(T, b)) {
+        held_ = false;
+        // Without a transform the product may need less memory and fewer trips through it.
+        if (square) {
+            void* const work = memory.spawn(scratch_bytes()).get();
+            transform_.square_plain(P, T.T, 0, T.L, a.T, a.L, work);
+            return finish(T, operand(a), operand(b));
+        }
+        if (data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) {
+            void* const work = memory.spawn(transform_.plain_bytes()).get();
+            transform_.multiply_plain(P, T.T, 0, T.L, a.T, a.L, b.T, b.L, work);
+            return finish(T, operand(a), operand(b));
+        }
+    }
+    if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     void* other = zero ? nullptr : memory.spawn(transform_.data_bytes()).get();
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    transform_.forward(mp.parallel, data_, a.T, a.L, scratch);
+    transform_.forward(P, data_, a.T, a.L, scratch);
     A_ = operand(a);
     held_ = keep;
     if (zero) return;
-    const bool square = a.T == b.T && a.L == b.L;
-    if (!square) transform_.forward(mp.parallel, other, b.T, b.L, scratch);
-    // The work space is the transform that is not kept.
-    finish(mp, T, operand(a), operand(b), keep ? other : data_, data_, square ? data_ : other, scratch);
+    if (square) return inverse(mp, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
+    if (keep && !overlap(T, b)) {
+        transform_.multiply_held(P, T.T, 0, T.L, b.T, b.L, data_, other, scratch);
+        return finish(T, operand(a), operand(b));
+    }
+    transform_.forward(P, other, b.T, b.L, scratch);
+    inverse(mp, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
 }
 
 void ExactFloatTransformR::mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,
@@ -68,8 +102,12 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& mp, ExactFloat& T, cons
     AlignedBufferC memory = mp.scratch;
     void* other = memory.spawn(transform_.data_bytes()).get();
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    if (!overlap(T, a)) {
+        transform_.multiply_held(mp.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch);
+        return finish(T, operand(a), A_);
+    }
     transform_.forward(mp.parallel, other, a.T, a.L, scratch);
-    finish(mp, T, operand(a), A_, other, other, data_, scratch);
+    inverse(mp, T, operand(a), A_, other, other, data_, scratch);
 }
 
 void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
@@ -110,7 +148,7 @@ void ExactFloatTransformR::inverse_fmul(const MultiplyContext& mp, ExactFloat& T
     if (prepare(T, A_, other.A_, kNoFloor, function)) return;
     AlignedBufferC memory = mp.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    finish(mp, T, A_, other.A_, data_, data_, other.data_, scratch);
+    inverse(mp, T, A_, other.A_, data_, data_, other.data_, scratch);
 }
 
 void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& mp, ExactFloat& T) {
@@ -120,7 +158,7 @@ void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& mp, ExactFloat& T
     if (prepare(T, A_, A_, kNoFloor, function)) return;
     AlignedBufferC memory = mp.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    finish(mp, T, A_, A_, data_, data_, data_, scratch);
+    inverse(mp, T, A_, A_, data_, data_, data_, scratch);
 }
 
 }  // namespace trel

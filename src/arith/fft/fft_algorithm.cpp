@@ -1,7 +1,5 @@
 #include "arith/fft/fft_algorithm.h"
 
-#include <algorithm>
-
 #include "arith/fft/fft_parameters.h"
 #include "arith/fft/fft_tables.h"
 #include "arith/fft/fft_transform.h"
@@ -18,16 +16,15 @@ const FftParameters& parameters_for(u64 words) {
 
 }  // namespace
 
+// The number of points never falls along the table, so the record of a size needs the most memory of all that
+// smaller sizes reach.
 MultiplySizes FftAlgorithm::sizes(u64 words) const {
-    u64 points = 0;
-    const FftParameters* const last = &parameters_for(words);
-    for (const FftParameters* p = fft_parameter_table().data(); p <= last; p++)
-        points = std::max(points, p->points());
+    const FftParameters& parameters = parameters_for(words);
     MultiplySizes s;
     s.output = round_up_64(8 * words);
-    s.transform_data = round_up_64(points * sizeof(double));
+    s.transform_data = round_up_64(parameters.points() * sizeof(double));
     s.transform_scratch = 0;
-    s.scratch = 2 * s.transform_data + s.transform_scratch;
+    s.scratch = 2 * s.transform_data;  // plain_bytes() of the transform
     return s;
 }
 

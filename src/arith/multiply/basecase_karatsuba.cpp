@@ -19,6 +19,11 @@ u64 karatsuba_bytes(u64 words) {
     return round_up_64(karatsuba_sizes(64 * words).scratch_bytes);
 }
 
+// The same for a product of which a window is copied out.
+u64 product_memory(u64 words) {
+    return product_bytes(words) + karatsuba_bytes(words);
+}
+
 // T[0..LA+LB) = A * B; `memory` is looked at only when Karatsuba runs.
 void multiply(const ParallelContext& P, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
               AlignedBufferC memory) {
@@ -51,6 +56,33 @@ void copy_window(Word* T, u64 skip, u64 total, const Word* P, u64 n) {
     std::fill(T + (end - skip), T + (total - skip), 0);
 }
 
+// T[0..total - skip) = words skip .. total - 1 of the product; the whole product goes straight to its place
+// when that is what is wanted.
+void multiply_window(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                     const Word* B, u64 LB, AlignedBufferC memory) {
+    const u64 n = LA + LB;
+    if (skip == 0 && total >= n) {
+        multiply(P, T, A, LA, B, LB, memory);
+        std::fill(T + n, T + total, 0);
+        return;
+    }
+    Word* product = memory.spawn(product_bytes(n)).word_pointer();
+    multiply(P, product, A, LA, B, LB, memory);
+    copy_window(T, skip, total, product, n);
+}
+
+void square_window(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                   AlignedBufferC memory) {
+    if (skip == 0 && total >= 2 * L) {
+        square(P, T, A, L, memory);
+        std::fill(T + 2 * L, T + total, 0);
+        return;
+    }
+    Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
+    square(P, product, A, L, memory);
+    copy_window(T, skip, total, product, 2 * L);
+}
+
 // Data of one operand: a line of 64 bytes whose first word is the length, then the words.
 struct CopiedOperand {
     u64 length;
@@ -64,15 +96,11 @@ CopiedOperand operand_of(const void* data) {
 class BasecaseTransform final : public Transform {
   public:
     explicit BasecaseTransform(u64 words)
-        : Transform(64 * words, 64 + round_up_64(words * kWordBytes),
-                    product_bytes(2 * words) + karatsuba_bytes(2 * words)) {}
+        : Transform(64 * words, 64 + round_up_64(words * kWordBytes), product_memory(2 * words),
+                    product_memory(2 * words)) {}
 
     void forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
-        if (L > convolution_words()) {
-            throw ConvolutionTooSmallException("BasecaseTransform::forward()",
-                                               "Convolution length is too small.", convolution_bits(),
-                                               64 * L);
-        }
+        check(L);
         Word* line = static_cast<Word*>(data);
         line[0] = L;
         if (L != 0) std::memcpy(line + 8, A, L * kWordBytes);
@@ -81,26 +109,44 @@ class BasecaseTransform final : public Transform {
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void*, const void* X, const void* Y,
                  void* scratch) const override {
         const CopiedOperand x = operand_of(X);
-        const CopiedOperand y = operand_of(Y);
-        AlignedBufferC memory(scratch, scratch_bytes());
-        const u64 n = x.length + y.length;
-        // The whole product goes straight to its place when that is what is wanted.
-        Word* product = skip == 0 && total >= n ? T : memory.spawn(product_bytes(n)).word_pointer();
         if (X == Y) {
-            square(P, product, x.words, x.length, memory);
+            square_window(P, T, skip, total, x.words, x.length, AlignedBufferC(scratch, scratch_bytes()));
         } else {
-            multiply(P, product, x.words, x.length, y.words, y.length, memory);
+            const CopiedOperand y = operand_of(Y);
+            multiply_window(P, T, skip, total, x.words, x.length, y.words, y.length,
+                            AlignedBufferC(scratch, scratch_bytes()));
         }
-        if (product == T) {
-            std::fill(T + n, T + total, 0);
-        } else {
-            copy_window(T, skip, total, product, n);
-        }
+    }
+
+    // Without copies of the operands.
+    void multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                        const Word* B, u64 LB, void* memory) const override {
+        check(LA);
+        check(LB);
+        multiply_window(P, T, skip, total, A, LA, B, LB, AlignedBufferC(memory, plain_bytes()));
+    }
+    void square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                      void* memory) const override {
+        check(L);
+        square_window(P, T, skip, total, A, L, AlignedBufferC(memory, plain_bytes()));
+    }
+    void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                       const void* Y, void*, void* scratch) const override {
+        check(LA);
+        const CopiedOperand y = operand_of(Y);
+        multiply_window(P, T, skip, total, A, LA, y.words, y.length, AlignedBufferC(scratch, scratch_bytes()));
     }
 
     bool compatible(const Transform& other) const override {
         return dynamic_cast<const BasecaseTransform*>(&other) != nullptr &&
                other.convolution_bits() == convolution_bits();
+    }
+
+  private:
+    void check(u64 L) const {
+        if (L <= convolution_words()) return;
+        throw ConvolutionTooSmallException("BasecaseTransform::forward()", "Convolution length is too small.",
+                                           convolution_bits(), 64 * L);
     }
 };
 
@@ -113,8 +159,7 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
         const BasecaseTransform transform(words);
         sizes.transform_data = transform.data_bytes();
         sizes.transform_scratch = transform.scratch_bytes();
-        // A product through the transform needs more than the direct ones (product and Karatsuba's scratch).
-        sizes.scratch = 2 * sizes.transform_data + sizes.transform_scratch;
+        sizes.scratch = product_memory(words);
         return sizes;
     }
 
@@ -136,20 +181,17 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
 
     void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                   u64 L) const override {
-        if (skip == 0 && total == 2 * L) return square(context.parallel, T, A, L, context.scratch);
-        AlignedBufferC memory = context.scratch;
-        Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
-        square(context.parallel, product, A, L, memory);
-        copy_window(T, skip, total, product, 2 * L);
+        square_window(context.parallel, T, skip, total, A, L, context.scratch);
     }
     void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                   const Word* B, u64 LB) const override {
-        if (skip == 0 && total == LA + LB)
-            return multiply(context.parallel, T, A, LA, B, LB, context.scratch);
-        AlignedBufferC memory = context.scratch;
-        Word* product = memory.spawn(product_bytes(LA + LB)).word_pointer();
-        multiply(context.parallel, product, A, LA, B, LB, memory);
-        copy_window(T, skip, total, product, LA + LB);
+        multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch);
+    }
+    // A transform would only copy the operands.
+    int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                           u64 LA, const Word* B, u64 LB) const override {
+        mul_skip(context, T, skip, total, A, LA, B, LB);
+        return 0;
     }
 
   private:

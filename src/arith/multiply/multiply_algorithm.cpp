@@ -11,6 +11,11 @@ void MultiplySizes::take_maximum(const MultiplySizes& other) {
     transform_scratch = std::max(transform_scratch, other.transform_scratch);
 }
 
+MultiplySizes MultiplySizes::of(const Transform& transform, u64 words) {
+    return {round_up_64(words * sizeof(Word)), transform.whole_bytes(), transform.data_bytes(),
+            transform.scratch_bytes()};
+}
+
 SharedTables::~SharedTables() = default;
 MultiplyAlgorithm::~MultiplyAlgorithm() = default;
 

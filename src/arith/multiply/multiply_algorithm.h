@@ -12,11 +12,13 @@ namespace trel {
 // Bytes, each a multiple of 64, for a product of a given size.
 struct MultiplySizes {
     u64 output = 0;   // the product's words
-    u64 scratch = 0;  // scratch of operations 5 to 8 (two transforms and their scratch, or Karatsuba's)
+    u64 scratch = 0;  // of operations 5 to 8 and 10 (a transform's whole_bytes(), or Karatsuba's)
     u64 transform_data = 0;     // one forward transform
     u64 transform_scratch = 0;  // scratch of forward() and inverse()
 
     void take_maximum(const MultiplySizes& other);
+    // What products of `words` words through a transform need.
+    static MultiplySizes of(const Transform& transform, u64 words);
 };
 
 // Read-only data that all transforms of one algorithm share (twiddle factors). Lives in memory of the owner.

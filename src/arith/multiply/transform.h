@@ -7,6 +7,7 @@
 // the lowest of those may be one unit off.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <new>
 #include <utility>
@@ -50,6 +51,8 @@ class Transform {
     virtual void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                                const void* Y, void* work, void* scratch) const;
     u64 plain_bytes() const { return plain_bytes_; }
+    // Memory for whole products and whole squares.
+    u64 whole_bytes() const { return std::max(plain_bytes_, data_bytes_ + scratch_bytes_); }
 
     // Whether data made by the other transform can be used with this one.
     virtual bool compatible(const Transform& other) const = 0;

@@ -24,6 +24,8 @@ ReciprocalPlan ReciprocalPlan::make(u64 p, u64 tds) {
     plan.temporaries =
         std::max(newton::estimate_words(p) + newton::correction_words(p), plan.basic_temporaries);
     plan.scratch_bytes = std::max(plan.basic_scratch_bytes, round_up_64(multiply_scratch_bytes(p + 8)));
+    if (p >= newton::kTransformPrecision)
+        plan.scratch_bytes = std::max(plan.scratch_bytes, newton::HeldTransforms::scratch_bytes(p + 8, 1));
     return plan;
 }
 

@@ -33,7 +33,8 @@ HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64
 }
 
 u64 HeldTransforms::scratch_bytes(u64 product_words, u64 held) {
-    const MultiplySizes sizes = basic_table64().get_algorithm(product_words).sizes(product_words);
+    // Products of the levels below run in the same memory.
+    const MultiplySizes sizes = basic_table64().mSBsizes(product_words);
     return (held + 1) * sizes.transform_data + sizes.transform_scratch;
 }
 

@@ -112,7 +112,7 @@ TEST(Dispatch, RandomWindowsOfEveryAlgorithm) {
         const u64 LA = 1 + rng() % limit, LB = rng() % 4 == 0 ? LA : 1 + rng() % limit;
         const u64 total = rng() % 2 ? LA + LB : 1 + rng() % (LA + LB);
         const u64 skip = rng() % 3 == 0 ? 0 : rng() % total;
-        Scratch scratch(multiply_scratch_bytes(LA + LB));
+        Scratch scratch(multiply_scratch_bytes(std::max(LA + LB, 2 * LA)));
         for (u64 tds : {1, 2, 7}) {
             const MultiplyContext context{serial_context().with_tds(tds), scratch.view()};
             SCOPED_TRACE(testing::Message() << "repeat=" << repeat << " tds=" << tds);

@@ -1,0 +1,147 @@
+// Every product of an ExactFloatTransformR in exactly the memory that it announces, guard words around each piece,
+// and not in less.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "arith/exact/exact_float.h"
+#include "arith/m61/m61.h"
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "reference/mpz_words.h"
+#include "reference/words.h"
+#include "support/scratch.h"
+
+using namespace trel;
+
+namespace {
+
+struct Number {
+    explicit Number(u64 n) : storage(n), value(storage.data(), n) {}
+    Number(u64 n, std::mt19937_64& rng) : Number(n) {
+        storage = reference::pattern(n, rng);
+        if (storage[n - 1] == 0) storage[n - 1] = 1;
+        value.T = value.buffer = storage.data();
+        value.L = n;
+        value.exp = static_cast<i64>(rng() % 9) - 4;
+        value.sign = rng() % 2;
+        value.residue = value.computed_residue();
+    }
+    std::vector<Word> storage;
+    ExactFloat value;
+};
+
+void expect_product(const ExactFloat& T, const Number& A, const Number& B) {
+    EXPECT_EQ(reference::to_mpz(T.T, T.L),
+              mpz_class(reference::to_mpz(A.storage) * reference::to_mpz(B.storage)));
+    EXPECT_EQ(T.exp, A.value.exp + B.value.exp);
+    EXPECT_EQ(T.sign, A.value.sign == B.value.sign);
+    EXPECT_TRUE(m61::equal(T.residue, T.computed_residue()));
+}
+
+using Run = std::function<void(const MultiplyContext&, ExactFloatTransformR&, ExactFloat& T, const ExactFloat& A,
+                               const ExactFloat& B)>;
+struct Operation {
+    const char* name;
+    bool square;
+    Run run;
+};
+const Operation kOperations[] = {
+    {"mul_rr_xx", false, [](auto& mp, auto& R, auto& T, auto& A, auto& B) { R.mul_rr_xx(mp, T, A, B); }},
+    {"mul_rr_xx of one operand", true,
+     [](auto& mp, auto& R, auto& T, auto& A, auto&) { R.mul_rr_xx(mp, T, A, A); }},
+    {"mul_rr_xf", false, [](auto& mp, auto& R, auto& T, auto& A, auto& B) { R.mul_rr_xf(mp, T, A, B); }},
+    {"mul_rf_xf", false,
+     [](auto& mp, auto& R, auto& T, auto& A, auto& B) {
+         R.forward(mp, A);
+         R.mul_rf_xf(mp, T, B);
+         T.clear();
+         R.mul_rf_xf(mp, T, B);
+     }},
+    {"sqr_rx_xf", true, [](auto& mp, auto& R, auto& T, auto& A, auto&) { R.sqr_rx_xf(mp, T, A); }},
+};
+
+TEST(ExactMemory, ProductsUseExactlyTheirScratch) {
+    std::mt19937_64 rng(1);
+    for (u64 n : {4, 18, 64, 80, 81, 300, 2000, 3264, 3265, 8000}) {
+        TransformHolder holder;
+        make_transform(holder, n, {serial_context(), {}});
+        const Number A(n / 2, rng), B(n - n / 2, rng);
+        for (const Operation& operation : kOperations) {
+            SCOPED_TRACE(testing::Message() << operation.name << ", " << n << " words");
+            Scratch data(holder->data_bytes());
+            ExactFloatTransformR R(*holder, data.data());
+            Scratch scratch(R.scratch_bytes());
+            Number T(n);
+            operation.run({serial_context(), scratch.view()}, R, T.value, A.value, B.value);
+            expect_product(T.value, A, operation.square ? A : B);
+            EXPECT_TRUE(scratch.guards_intact() && data.guards_intact());
+            const bool plain = std::string(operation.name) == "mul_rr_xx";
+            Scratch less((plain ? std::min(scratch.size(), holder->plain_bytes()) : scratch.size()) - 64);
+            EXPECT_THROW(
+                operation.run({serial_context(), less.view()}, R, T.value, A.value, B.value),
+                BufferTooSmallException);
+        }
+    }
+}
+
+TEST(ExactMemory, HeldProductsUseTheTransformsScratch) {
+    std::mt19937_64 rng(2);
+    for (u64 n : {18, 80, 81, 300, 3264, 3265, 8000}) {
+        SCOPED_TRACE(n);
+        TransformHolder holder;
+        make_transform(holder, n, {serial_context(), {}});
+        const Number A(n / 2, rng), B(n - n / 2, rng);
+        Scratch x(holder->data_bytes()), y(holder->data_bytes()), scratch(holder->scratch_bytes());
+        const MultiplyContext mp{serial_context(), scratch.view()};
+        ExactFloatTransformR R(*holder, x.data()), S(*holder, y.data());
+        Number T(n);
+        R.forward(mp, A.value);
+        S.forward(mp, B.value);
+        R.inverse_fmul(mp, T.value, S);
+        expect_product(T.value, A, B);
+        R.forward(mp, A.value);
+        R.inverse_fsqr(mp, T.value);
+        expect_product(T.value, A, A);
+        EXPECT_TRUE(scratch.guards_intact() && x.guards_intact() && y.guards_intact());
+    }
+}
+
+TEST(ExactMemory, PlainProductsNeedNoData) {
+    std::mt19937_64 rng(3);
+    for (u64 n : {4, 18, 80, 81, 300, 3264, 3265, 8000}) {
+        SCOPED_TRACE(n);
+        TransformHolder holder;
+        make_transform(holder, n, {serial_context(), {}});
+        const Number A(n / 2, rng), B(n - n / 2, rng);
+        ExactFloatTransformR R(*holder, nullptr);
+        Scratch scratch(R.plain_scratch_bytes());
+        const MultiplyContext mp{serial_context(), scratch.view()};
+        Number T(n);
+        R.mul_rr_xx(mp, T.value, A.value, B.value);
+        expect_product(T.value, A, B);
+        R.mul_rr_xx(mp, T.value, A.value, A.value);
+        expect_product(T.value, A, A);
+        EXPECT_TRUE(scratch.guards_intact());
+    }
+}
+
+// Whole products by the dispatcher in exactly the memory of the table.
+TEST(ExactMemory, SetMulStaysInsideThePlan) {
+    std::mt19937_64 rng(4);
+    for (u64 n : {19, 20, 79, 80, 81, 1000, 3264, 3265}) {
+        SCOPED_TRACE(n);
+        const Number A(n / 2, rng), B(n - n / 2, rng);
+        Scratch scratch(multiply_scratch_bytes(n));
+        Number T(n);
+        T.value.set_mul({serial_context(), scratch.view()}, A.value, B.value);
+        expect_product(T.value, A, B);
+        EXPECT_TRUE(scratch.guards_intact());
+    }
+}
+
+}  // namespace
