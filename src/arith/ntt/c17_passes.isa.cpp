@@ -1,0 +1,609 @@
+// The passes of the Code 17 transform on vectors of eight residues.
+#include "arith/ntt/c17_passes.h"
+#include "base/simd/vec.h"
+
+#define C17_INLINE static inline __attribute__((always_inline))
+#define C17_UNROLL _Pragma("GCC unroll 16")
+
+namespace trel::TREL_ISA {
+namespace {
+
+#if TREL_ISA_avx512
+constexpr u32 kMaxLogRadix = 4;
+#else
+// Sixteen registers hold eight of these vectors.
+constexpr u32 kMaxLogRadix = 2;
+#endif
+
+using Direction = C17PrimeTables::Direction;
+
+struct Modulus {
+    F64x8 p, inverse_p, magic;
+};
+C17_INLINE Modulus modulus(const C17Prime& prime) {
+    return {broadcast(prime.tables->p), broadcast(prime.tables->inverse_p),
+            broadcast(6755399441055744.0)};  // 1.5 2^52: adding and subtracting it rounds to an integer
+}
+
+// x w modulo p: q is x w / p rounded, x w = h + l exactly, h - q p is an integer small enough to be exact.
+C17_INLINE F64x8 mul_mod(F64x8 x, F64x8 w, const Modulus& m) {
+    const F64x8 h = mul(x, w);
+    const F64x8 l = fms(x, w, h);
+    const F64x8 q = sub(fma(h, m.inverse_p, m.magic), m.magic);
+    return add(fnma(q, m.p, h), l);
+}
+C17_INLINE F64x8 reduce(F64x8 x, const Modulus& m) {
+    const F64x8 q = sub(fma(x, m.inverse_p, m.magic), m.magic);
+    return fnma(q, m.p, x);
+}
+
+// ---- bases and twiddles
+
+// Base u of a node: v of the leftmost node u levels below it. Two directions, rounded up for vector access.
+struct alignas(64) Bases {
+    double forward[C17PrimeTables::kDepths + 24];
+    double inverse[C17PrimeTables::kDepths + 24];
+};
+
+// What lies behind the last level takes part in vector operations, so it has to be a harmless number.
+C17_INLINE void clear_bases(Bases& g) {
+    for (u32 u = 0; u < C17PrimeTables::kDepths + 24; u += 8) {
+        store(g.forward + u, broadcast(1.0));
+        store(g.inverse + u, broadcast(1.0));
+    }
+}
+
+// Bases of root s: powers of zeta, exponents halved modulo b from level to level.
+C17_INLINE void root_bases(const C17Plan& plan, const C17Prime& prime, u32 s, u32 levels, Bases& g) {
+    u32 e = s;
+    for (u32 u = 0; u < levels; u++) {
+        e = e % 2 == 0 ? e / 2 : (e + plan.b) / 2;
+        g.forward[u] = prime.zeta[e];
+        g.inverse[u] = prime.zeta[e == 0 ? 0 : plan.b - e];
+    }
+}
+
+// Bases of descendant i, log_radix <= 4 levels below, of a node with `levels` levels.
+C17_INLINE void child_bases(const C17PrimeTables& t, const Bases& g, u32 levels, u32 log_radix, u64 i,
+                            Bases& child, const Modulus& m) {
+    for (u32 u = 0; u < levels - log_radix; u += 8) {
+        store(child.forward + u, mul_mod(loadu(g.forward + log_radix + u), load(t.forward.child[i] + u), m));
+        store(child.inverse + u, mul_mod(loadu(g.inverse + log_radix + u), load(t.inverse.child[i] + u), m));
+    }
+}
+
+// The v of a node and its next levels in heap order: tw[2^l + i] is that of descendant i, l levels below.
+struct alignas(64) PassTwiddles {
+    double tw[16];
+};
+C17_INLINE void pass_twiddles(const Direction& t, const double* base, u32 log_radix, PassTwiddles& out,
+                              const Modulus& m) {
+    const F64x8 heads = permute<0, 0, 1, 1, 2, 2, 2, 2>(loadu(base));
+    store(out.tw, mul_mod(heads, load(t.heap), m));
+    if (log_radix == 4) store(out.tw + 8, mul_mod(broadcast(base[3]), load(t.low), m));
+}
+
+// ---- passes of radix 2 to 16
+
+enum class Kind { plain, reducing, root };
+
+// One column of the forward pass. The root kind knows that the leftmost v of each level is 1.
+template <int LR, Kind KIND>
+C17_INLINE void forward_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
+    constexpr int R = 1 << LR;
+    if (KIND == Kind::reducing) {
+        C17_UNROLL for (int i = 0; i < R / 2; i++) v[i] = reduce(v[i], m);
+    }
+    C17_UNROLL for (int l = 0; l < LR; l++) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = R >> (l + 1);
+            const F64x8 w = broadcast(tw[(1 << l) + i]);
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                F64x8& x = v[2 * h * i + q];
+                F64x8& y = v[2 * h * i + q + h];
+                const F64x8 t = KIND == Kind::root && i == 0 ? y : mul_mod(y, w, m);
+                y = sub(x, t);
+                x = add(x, t);
+            }
+        }
+    }
+    if (KIND == Kind::root) {
+        C17_UNROLL for (int i = 0; i < (R + 3) / 4; i++) v[i] = reduce(v[i], m);
+    }
+}
+
+// One column of the inverse pass. Sums of four and more that no product has brought back are reduced.
+template <int LR, bool ROOT>
+C17_INLINE void inverse_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
+    constexpr int R = 1 << LR;
+    C17_UNROLL for (int l = LR - 1; l >= 0; l--) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = R >> (l + 1);
+            const F64x8 w = broadcast(tw[(1 << l) + i]);
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                F64x8& x = v[2 * h * i + q];
+                F64x8& y = v[2 * h * i + q + h];
+                const F64x8 d = sub(x, y);
+                x = add(x, y);
+                y = ROOT && i == 0 ? d : mul_mod(d, w, m);
+            }
+        }
+        if (LR == 4 && l == 2) {
+            C17_UNROLL for (int i = 0; i < 4; i++) {
+                v[4 * i] = reduce(v[4 * i], m);
+                if (ROOT && i != 0) v[i] = reduce(v[i], m);
+            }
+        }
+    }
+    C17_UNROLL for (int i = 0; i < (ROOT ? R : (R + 3) / 4); i++) v[i] = reduce(v[i], m);
+}
+
+template <int LR, Kind KIND, bool STREAM>
+__attribute__((noinline)) void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride,
+                                            u64 columns, const double* tw, const Modulus& modulus) {
+    constexpr int R = 1 << LR;
+    const Modulus m = modulus;
+    for (u64 j = 0; j < columns; j += 8) {
+        F64x8 v[R];
+        C17_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
+        forward_column<LR, KIND>(v, tw, m);
+        C17_UNROLL for (int i = 0; i < R; i++) {
+            if (STREAM) {
+                stream(out + j + i * out_stride, v[i]);
+            } else {
+                store(out + j + i * out_stride, v[i]);
+            }
+        }
+    }
+}
+template <int LR, bool ROOT>
+__attribute__((noinline)) void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride,
+                                            u64 columns, const double* tw, const Modulus& modulus) {
+    constexpr int R = 1 << LR;
+    const Modulus m = modulus;
+    for (u64 j = 0; j < columns; j += 8) {
+        F64x8 v[R];
+        C17_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
+        inverse_column<LR, ROOT>(v, tw, m);
+        C17_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
+    }
+}
+
+template <int LR>
+C17_INLINE void forward_any(Kind kind, bool past, const double* in, u64 in_stride, double* out,
+                            u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+    if (kind == Kind::plain) {
+        if (past) return forward_pass<LR, Kind::plain, true>(in, in_stride, out, out_stride, columns, tw, m);
+        return forward_pass<LR, Kind::plain, false>(in, in_stride, out, out_stride, columns, tw, m);
+    }
+    if (kind == Kind::reducing) {
+        if (past)
+            return forward_pass<LR, Kind::reducing, true>(in, in_stride, out, out_stride, columns, tw, m);
+        return forward_pass<LR, Kind::reducing, false>(in, in_stride, out, out_stride, columns, tw, m);
+    }
+    if (past) return forward_pass<LR, Kind::root, true>(in, in_stride, out, out_stride, columns, tw, m);
+    return forward_pass<LR, Kind::root, false>(in, in_stride, out, out_stride, columns, tw, m);
+}
+C17_INLINE void forward_radix(u32 log_radix, Kind kind, bool past, const double* in, u64 in_stride,
+                              double* out, u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+    switch (log_radix) {
+        case 1: return forward_any<1>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        case 2: return forward_any<2>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        case 3: return forward_any<3>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        default: return forward_any<4>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+    }
+}
+template <int LR>
+C17_INLINE void inverse_any(bool root, const double* in, u64 in_stride, double* out, u64 out_stride,
+                            u64 columns, const double* tw, const Modulus& m) {
+    if (root) return inverse_pass<LR, true>(in, in_stride, out, out_stride, columns, tw, m);
+    return inverse_pass<LR, false>(in, in_stride, out, out_stride, columns, tw, m);
+}
+C17_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in_stride, double* out,
+                              u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+    switch (log_radix) {
+        case 1: return inverse_any<1>(root, in, in_stride, out, out_stride, columns, tw, m);
+        case 2: return inverse_any<2>(root, in, in_stride, out, out_stride, columns, tw, m);
+        case 3: return inverse_any<3>(root, in, in_stride, out, out_stride, columns, tw, m);
+        default: return inverse_any<4>(root, in, in_stride, out, out_stride, columns, tw, m);
+    }
+}
+
+// ---- radix b: r_s = sum of zeta^(s i) x_i, without twiddles
+
+C17_INLINE void write(double* out, F64x8 x, bool past) {
+    if (past) {
+        stream(out, x);
+    } else {
+        store(out, x);
+    }
+}
+
+template <bool INVERSE>
+C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                       bool past) {
+    const Modulus m = modulus(prime);
+    const F64x8 z = broadcast(prime.split[0]);
+    for (u64 j = 0; j < columns; j += 8) {
+        const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
+        // zeta^2 = -1 - zeta
+        const F64x8 u = mul_mod(sub(x1, x2), z, m);
+        const F64x8 r1 = add(sub(x0, x2), u), r2 = sub(sub(x0, x1), u);
+        write(out + j, reduce(add(x0, add(x1, x2)), m), past);
+        write(out + j + os, INVERSE ? r2 : r1, past);
+        write(out + j + 2 * os, INVERSE ? r1 : r2, past);
+    }
+}
+
+// Five products (Winograd, 1978): with a_i = x_i + x_-i, d_i = x_i - x_-i, cosine-like parts need two, sine-like
+// parts three.
+template <bool INVERSE>
+C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                       bool past) {
+    const Modulus m = modulus(prime);
+    const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
+    const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]), f3 = broadcast(prime.split[4]);
+    for (u64 j = 0; j < columns; j += 8) {
+        const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
+        const F64x8 x3 = load(in + j + 3 * is), x4 = load(in + j + 4 * is);
+        const F64x8 a1 = add(x1, x4), a2 = add(x2, x3), d1 = sub(x1, x4), d2 = sub(x2, x3);
+        const F64x8 sum = add(a1, a2);
+        const F64x8 u = mul_mod(sub(a1, a2), e, m), w = add(x0, mul_mod(sum, quarter, m));
+        const F64x8 even1 = add(w, u), even2 = sub(w, u);
+        const F64x8 k = mul_mod(add(d1, d2), f1, m);
+        const F64x8 odd1 = add(k, mul_mod(d2, f2, m)), odd2 = sub(mul_mod(d1, f3, m), k);
+        const F64x8 r1 = add(even1, odd1), r4 = sub(even1, odd1);
+        const F64x8 r2 = add(even2, odd2), r3 = sub(even2, odd2);
+        write(out + j, reduce(add(x0, sum), m), past);
+        write(out + j + os, INVERSE ? r4 : r1, past);
+        write(out + j + 2 * os, INVERSE ? r3 : r2, past);
+        write(out + j + 3 * os, INVERSE ? r2 : r3, past);
+        write(out + j + 4 * os, INVERSE ? r1 : r4, past);
+    }
+}
+
+// Straight from the definition; no list in use has long products with b = 7.
+template <bool INVERSE>
+C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                       bool past) {
+    const Modulus m = modulus(prime);
+    F64x8 c[3], s[3];
+    C17_UNROLL for (int i = 0; i < 3; i++) {
+        c[i] = broadcast(prime.split[i]);
+        s[i] = broadcast(prime.split[3 + i]);
+    }
+    for (u64 j = 0; j < columns; j += 8) {
+        const F64x8 x0 = load(in + j);
+        F64x8 a[3], d[3];
+        C17_UNROLL for (int i = 0; i < 3; i++) {
+            const F64x8 x = load(in + j + (1 + i) * is), y = load(in + j + (6 - i) * is);
+            a[i] = add(x, y);
+            d[i] = sub(x, y);
+        }
+        write(out + j, reduce(add(x0, add(a[0], add(a[1], a[2]))), m), past);
+        C17_UNROLL for (int k = 1; k <= 3; k++) {
+            F64x8 even = x0, odd = zero_f64();
+            C17_UNROLL for (int i = 1; i <= 3; i++) {
+                const int e = k * i % 7, n = e <= 3 ? e : 7 - e;
+                even = add(even, mul_mod(a[i - 1], c[n - 1], m));
+                const F64x8 t = mul_mod(d[i - 1], s[n - 1], m);
+                odd = e <= 3 ? add(odd, t) : sub(odd, t);
+            }
+            const F64x8 r = reduce(add(even, odd), m), other = reduce(sub(even, odd), m);
+            write(out + j + k * os, INVERSE ? other : r, past);
+            write(out + j + (7 - k) * os, INVERSE ? r : other, past);
+        }
+    }
+}
+
+void split(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+           bool past) {
+    if (b == 3) return split3<false>(prime, in, is, out, os, columns, past);
+    if (b == 5) return split5<false>(prime, in, is, out, os, columns, past);
+    split7<false>(prime, in, is, out, os, columns, past);
+}
+void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns) {
+    if (b == 3) return split3<true>(prime, in, is, out, os, columns, false);
+    if (b == 5) return split5<true>(prime, in, is, out, os, columns, false);
+    split7<true>(prime, in, is, out, os, columns, false);
+}
+
+// ---- 64 points in registers: three levels across vectors, transpose, three levels across vectors
+
+// The v of eight chunks of 64 points: levels 0 to 2 in order, then the bases that the lanes of levels 3 to 5
+// are made from.
+struct alignas(64) TailTwiddles {
+    double level0[8], level1[16], level2[32], lane_base[3][8];
+};
+// base: the bases of the node whose descendants `depth` levels below are the chunks.
+C17_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
+                              const Modulus& m) {
+    store(out.level0, mul_mod(broadcast(base[depth]), load(t.low + first), m));
+    C17_UNROLL for (int i = 0; i < 2; i++) {
+        store(out.level1 + 8 * i, mul_mod(broadcast(base[depth + 1]), load(t.low + 2 * first + 8 * i), m));
+    }
+    C17_UNROLL for (int i = 0; i < 4; i++) {
+        store(out.level2 + 8 * i, mul_mod(broadcast(base[depth + 2]), load(t.low + 4 * first + 8 * i), m));
+    }
+    C17_UNROLL for (int i = 0; i < 3; i++) {
+        store(out.lane_base[i], mul_mod(broadcast(base[depth + 3 + i]), load(t.stride[i] + first), m));
+    }
+}
+C17_INLINE void lane_twiddles(const Direction& t, const TailTwiddles& tw, u32 i, F64x8 (&w)[7],
+                              const Modulus& m) {
+    w[0] = mul_mod(load(t.lanes[0]), broadcast(tw.lane_base[0][i]), m);
+    C17_UNROLL for (int k = 1; k < 3; k++) w[k] = mul_mod(load(t.lanes[k]), broadcast(tw.lane_base[1][i]), m);
+    C17_UNROLL for (int k = 3; k < 7; k++) w[k] = mul_mod(load(t.lanes[k]), broadcast(tw.lane_base[2][i]), m);
+}
+C17_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) {
+    return broadcast(l == 0   ? tw.level0[chunk]
+                     : l == 1 ? tw.level1[2 * chunk + i]
+                              : tw.level2[4 * chunk + i]);
+}
+
+// G independent chunks at once: their chains fill the latency of the multiplications. Chunk g has the scalars
+// of chunk[g] and the lanes w[g].
+template <int G>
+C17_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+                             const F64x8 (*const (&w)[G])[7], const Modulus& m) {
+    C17_UNROLL for (int l = 0; l < 3; l++) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = 4 >> l;
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                C17_UNROLL for (int g = 0; g < G; g++) {
+                    F64x8& x = v[g][2 * h * i + q];
+                    F64x8& y = v[g][2 * h * i + q + h];
+                    const F64x8 t = mul_mod(y, chunk_twiddle(tw, chunk[g], l, i), m);
+                    y = sub(x, t);
+                    x = add(x, t);
+                }
+            }
+        }
+    }
+    C17_UNROLL for (int g = 0; g < G; g++) transpose8x8(v[g]);
+    C17_UNROLL for (int l = 0; l < 3; l++) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = 4 >> l;
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                C17_UNROLL for (int g = 0; g < G; g++) {
+                    F64x8& x = v[g][2 * h * i + q];
+                    F64x8& y = v[g][2 * h * i + q + h];
+                    const F64x8 t = mul_mod(y, (*w[g])[(1 << l) - 1 + i], m);
+                    y = sub(x, t);
+                    x = add(x, t);
+                }
+            }
+        }
+    }
+}
+template <int G>
+C17_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+                             const F64x8 (*const (&w)[G])[7], const Modulus& m) {
+    C17_UNROLL for (int l = 2; l >= 0; l--) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = 4 >> l;
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                C17_UNROLL for (int g = 0; g < G; g++) {
+                    F64x8& x = v[g][2 * h * i + q];
+                    F64x8& y = v[g][2 * h * i + q + h];
+                    const F64x8 d = sub(x, y);
+                    x = add(x, y);
+                    y = mul_mod(d, (*w[g])[(1 << l) - 1 + i], m);
+                }
+            }
+        }
+    }
+    C17_UNROLL for (int g = 0; g < G; g++) {
+        v[g][0] = reduce(v[g][0], m);
+        v[g][1] = reduce(v[g][1], m);
+        transpose8x8(v[g]);
+    }
+    C17_UNROLL for (int l = 2; l >= 0; l--) {
+        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+            const int h = 4 >> l;
+            C17_UNROLL for (int q = 0; q < h; q++) {
+                C17_UNROLL for (int g = 0; g < G; g++) {
+                    F64x8& x = v[g][2 * h * i + q];
+                    F64x8& y = v[g][2 * h * i + q + h];
+                    const F64x8 d = sub(x, y);
+                    x = add(x, y);
+                    y = mul_mod(d, chunk_twiddle(tw, chunk[g], l, i), m);
+                }
+            }
+        }
+    }
+    C17_UNROLL for (int g = 0; g < G; g++) {
+        v[g][0] = reduce(v[g][0], m);
+        v[g][1] = reduce(v[g][1], m);
+    }
+}
+C17_INLINE void load_chunk(F64x8 (&v)[8], const double* p) {
+    C17_UNROLL for (int i = 0; i < 8; i++) v[i] = load(p + 8 * i);
+}
+C17_INLINE void store_chunk(const F64x8 (&v)[8], double* p) {
+    C17_UNROLL for (int i = 0; i < 8; i++) store(p + 8 * i, v[i]);
+}
+
+using M = C17Middle;
+constexpr bool transforms_x(M what) {
+    return what == M::forward || what == M::product || what == M::square || what == M::held_product;
+}
+constexpr bool inverts(M what) {
+    return what != M::forward;
+}
+
+// Two chunks of 64 points, number i and i + 1 of the eight that the twiddles are for.
+template <M WHAT>
+C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, const TailTwiddles& inverse,
+                          u32 i, double* out, const double* x, const double* y, const Modulus& m) {
+    const u32 pair[2] = {i, i + 1};
+    F64x8 v[2][8];
+    F64x8 w[2][7];
+    const F64x8(*const ww[2])[7] = {&w[0], &w[1]};
+    if constexpr (WHAT == M::product) {
+        // x and y of a chunk side by side share the lanes' twiddles
+        C17_UNROLL for (u32 g = 0; g < 2; g++) {
+            F64x8 xy[2][8];
+            const u32 same[2] = {i + g, i + g};
+            const F64x8(*const shared[2])[7] = {&w[0], &w[0]};
+            lane_twiddles(t.forward, forward, i + g, w[0], m);
+            load_chunk(xy[0], x + 64 * g);
+            load_chunk(xy[1], y + 64 * g);
+            tail_forward<2>(xy, forward, same, shared, m);
+            C17_UNROLL for (int k = 0; k < 8; k++) xy[0][k] = mul_mod(xy[1][k], reduce(xy[0][k], m), m);
+            store_chunk(xy[0], out + 64 * g);
+        }
+        load_chunk(v[0], out);
+        load_chunk(v[1], out + 64);
+    } else {
+        load_chunk(v[0], x);
+        load_chunk(v[1], x + 64);
+        if constexpr (transforms_x(WHAT)) {
+            lane_twiddles(t.forward, forward, i, w[0], m);
+            lane_twiddles(t.forward, forward, i + 1, w[1], m);
+            tail_forward<2>(v, forward, pair, ww, m);
+        }
+        if constexpr (WHAT == M::square || WHAT == M::inverse_square) {
+            C17_UNROLL for (int g = 0; g < 2; g++) {
+                C17_UNROLL for (int k = 0; k < 8; k++) v[g][k] = mul_mod(v[g][k], reduce(v[g][k], m), m);
+            }
+        }
+        if constexpr (WHAT == M::held_product || WHAT == M::inverse) {
+            C17_UNROLL for (int g = 0; g < 2; g++) {
+                C17_UNROLL for (int k = 0; k < 8; k++) {
+                    v[g][k] = mul_mod(load(y + 64 * g + 8 * k), reduce(v[g][k], m), m);
+                }
+            }
+        }
+    }
+    if constexpr (inverts(WHAT)) {
+        lane_twiddles(t.inverse, inverse, i, w[0], m);
+        lane_twiddles(t.inverse, inverse, i + 1, w[1], m);
+        tail_inverse<2>(v, inverse, pair, ww, m);
+    }
+    store_chunk(v[0], out);
+    store_chunk(v[1], out + 64);
+}
+
+// ---- the middle of a row
+
+struct Call {
+    const C17Plan* plan;
+    const C17PrimeTables* tables;
+    Modulus m;
+};
+
+template <M WHAT>
+__attribute__((noinline)) void tails(const Call& call, const Bases& g, u32 depth, double* out,
+                                     const double* x, const double* y) {
+    const Modulus m = call.m;
+    const C17PrimeTables& t = *call.tables;
+    const u32 chunks = 1u << depth;
+    TailTwiddles forward, inverse;
+    for (u32 first = 0; first < chunks; first += 8) {
+        if constexpr (transforms_x(WHAT)) tail_twiddles(t.forward, g.forward, depth, first, forward, m);
+        if constexpr (inverts(WHAT)) tail_twiddles(t.inverse, g.inverse, depth, first, inverse, m);
+        const u32 n = chunks - first < 8 ? chunks - first : 8;
+        for (u32 i = 0; i < n; i += 2) {
+            const u64 at = 64 * u64(first + i);
+            tail_pair<WHAT>(t, forward, inverse, i, out + at, x + at, y + at, m);
+        }
+    }
+}
+
+// A node of 2^levels points whose pass is step number `step`.
+template <M WHAT>
+void node(const Call& call, u32 step, u32 levels, const Bases& g, Kind kind, double* out, const double* x,
+          const double* y) {
+    const C17Plan& plan = *call.plan;
+    const C17PrimeTables& t = *call.tables;
+    const Modulus& m = call.m;
+    const u32 log_radix = plan.steps[step].log_radix;
+    const u64 sub = u64(1) << (levels - log_radix), stride = plan.offset(sub);
+    const u64 run = sub >> plan.log_unit != 0 ? u64(1) << plan.log_unit : sub;
+    PassTwiddles tw;
+    if constexpr (transforms_x(WHAT)) {
+        if (kind == Kind::plain && plan.steps[step].reduce) kind = Kind::reducing;
+        pass_twiddles(t.forward, g.forward, log_radix, tw, m);
+        for (u64 j = 0; j < sub; j += run) {
+            double* const at = const_cast<double*>(x) + plan.offset(j);
+            forward_radix(log_radix, kind, false, at, stride, at, stride, run, tw.tw, m);
+        }
+        if constexpr (WHAT == M::product) {
+            for (u64 j = 0; j < sub; j += run) {
+                double* const at = const_cast<double*>(y) + plan.offset(j);
+                forward_radix(log_radix, kind, false, at, stride, at, stride, run, tw.tw, m);
+            }
+        }
+    }
+    if (step + 1 == plan.n_steps) {
+        tails<WHAT>(call, g, log_radix, out, x, y);
+    } else {
+        Bases child;
+        clear_bases(child);
+        for (u64 i = 0; i < (u64(1) << log_radix); i++) {
+            child_bases(t, g, levels, log_radix, i, child, m);
+            node<WHAT>(call, step + 1, levels - log_radix, child, Kind::plain, out + i * stride, x + i * stride,
+                       y + i * stride);
+        }
+    }
+    if constexpr (inverts(WHAT)) {
+        pass_twiddles(t.inverse, g.inverse, log_radix, tw, m);
+        for (u64 j = 0; j < sub; j += run) {
+            double* const at = out + plan.offset(j);
+            inverse_radix(log_radix, kind == Kind::root, at, stride, at, stride, run, tw.tw, m);
+        }
+    }
+}
+
+void middle(C17Middle what, const C17Plan& plan, const C17Prime& prime, u32 row, double* out, const double* x,
+            const double* y) {
+    const Call call{&plan, prime.tables, modulus(prime)};
+    const u32 s = row >> plan.log_top;
+    const u64 k = row & ((1u << plan.log_top) - 1);
+    Bases root, g;
+    clear_bases(root);
+    root_bases(plan, prime, s, plan.c, root);
+    const Bases* bases = &root;
+    if (plan.log_top != 0) {
+        clear_bases(g);
+        child_bases(*prime.tables, root, plan.c, plan.log_top, k, g, call.m);
+        bases = &g;
+    }
+    const Kind kind = plan.log_top == 0 && s == 0 ? Kind::root : Kind::plain;
+    const u32 levels = plan.log_row();
+    switch (what) {
+        case M::forward: return node<M::forward>(call, 0, levels, *bases, kind, out, x, y);
+        case M::product: return node<M::product>(call, 0, levels, *bases, kind, out, x, y);
+        case M::square: return node<M::square>(call, 0, levels, *bases, kind, out, x, y);
+        case M::held_product: return node<M::held_product>(call, 0, levels, *bases, kind, out, x, y);
+        case M::inverse: return node<M::inverse>(call, 0, levels, *bases, kind, out, x, y);
+        case M::inverse_square: return node<M::inverse_square>(call, 0, levels, *bases, kind, out, x, y);
+    }
+}
+
+void top_forward(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
+                 double* out, u64 out_stride, u64 columns) {
+    const Modulus m = modulus(prime);
+    Bases root;
+    PassTwiddles tw;
+    root_bases(plan, prime, s, 8, root);
+    pass_twiddles(prime.tables->forward, root.forward, plan.log_top, tw, m);
+    const Kind kind = s == 0 ? Kind::root : Kind::plain;
+    forward_radix(plan.log_top, kind, plan.stream_top, in, in_stride, out, out_stride, columns, tw.tw, m);
+}
+void top_inverse(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
+                 double* out, u64 out_stride, u64 columns) {
+    const Modulus m = modulus(prime);
+    Bases root;
+    PassTwiddles tw;
+    root_bases(plan, prime, s, 8, root);
+    pass_twiddles(prime.tables->inverse, root.inverse, plan.log_top, tw, m);
+    inverse_radix(plan.log_top, s == 0, in, in_stride, out, out_stride, columns, tw.tw, m);
+}
+
+}  // namespace
+
+constinit const C17PassKernels c17_pass_kernels{kMaxLogRadix, split, join, top_forward, top_inverse, middle};
+
+}  // namespace trel::TREL_ISA
