@@ -1,10 +1,10 @@
 // The passes of the Code 17 transform: vector kernels, one table of functions per instruction set.
 //
 // A transform of N = b 2^c points modulo p splits the ring of polynomials modulo x^N - 1 by a tree. The root
-// has b children x^m - zeta^s, m = 2^c, zeta of order b; every other node x^m - u has the children x^(m/2) - v
-// and x^(m/2) + v with v^2 = u. A node of degree m holds m residues; the tree ends at degree 1, and its leaves
-// stay in the order in which the tree makes them: nothing is ever put back into natural order, because the
-// inverse transform undoes the same tree.
+// has b children x^m - zeta^s, m = 2^c, zeta of order b; every other node x^m - u has the children x^(m/2) -
+// v and x^(m/2) + v with v^2 = u. A node of degree m holds m residues; the tree ends at degree 1, and its
+// leaves stay in the order in which the tree makes them: nothing is ever put back into natural order, because
+// the inverse transform undoes the same tree.
 //
 // The v of the node with index k at any depth of root s is a power of zeta times T[k], where T[0] = 1, T[k +
 // 2^l] = T[k] rho_l, rho_l of order 2^(l+2). Hence T[k 2^u + i] = T[k 2^u] T[i] for i < 2^u: the v of a whole
@@ -22,7 +22,7 @@ namespace trel {
 struct alignas(64) C17PrimeTables {
     static constexpr u32 kDepths = 40;  // levels of the longest transform
 
-    struct Direction {
+    struct alignas(64) Direction {
         double low[64];             // T[i]
         double heap[8];             // 1, 1, T[0], T[1], T[0], T[1], T[2], T[3]
         double stride[3][16];       // T[8 i], T[16 i], T[32 i]
@@ -52,19 +52,20 @@ struct C17Step {
 //
 // There are rows() = b 2^log_top rows of row_points() points. The top levels (radix b, then 2^log_top) run
 // over columns of all rows; the rest of the tree, the "middle", row by row. A row lies in memory as units of
-// unit points with 8 unused doubles behind each, so that no power of two separates what a pass reads together.
+// unit points with 8 unused doubles behind each, so that no power of two separates what a pass reads
+// together.
 struct C17Plan {
     static constexpr u32 kMaxSteps = 12;
 
     u32 a, b, c;
     u32 log_top;
-    bool stream_top;    // the first sweep writes past the caches
+    bool stream_top;  // the first sweep writes past the caches
     u32 log_unit;
-    u32 log_columns;    // columns that go through the top together
-    u32 n_steps;        // of the middle, down to 64 points; at least one
+    u32 log_columns;  // columns that go through the top together
+    u32 n_steps;      // of the middle, down to 64 points; at least one
     C17Step steps[kMaxSteps];
-    u64 row_stride;     // doubles from one row to the next
-    u64 prime_stride;   // doubles from the rows of one prime to those of the next
+    u64 row_stride;    // doubles from one row to the next
+    u64 prime_stride;  // doubles from the rows of one prime to those of the next
 
     u32 log_row() const { return c - log_top; }
     u64 row_points() const { return u64(1) << log_row(); }

@@ -187,10 +187,14 @@ C17_INLINE void forward_any(Kind kind, bool past, const double* in, u64 in_strid
 C17_INLINE void forward_radix(u32 log_radix, Kind kind, bool past, const double* in, u64 in_stride,
                               double* out, u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
     switch (log_radix) {
-        case 1: return forward_any<1>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
-        case 2: return forward_any<2>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
-        case 3: return forward_any<3>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
-        default: return forward_any<4>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        case 1:
+            return forward_any<1>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        case 2:
+            return forward_any<2>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        case 3:
+            return forward_any<3>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+        default:
+            return forward_any<4>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
     }
 }
 template <int LR>
@@ -202,10 +206,14 @@ C17_INLINE void inverse_any(bool root, const double* in, u64 in_stride, double* 
 C17_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in_stride, double* out,
                               u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
     switch (log_radix) {
-        case 1: return inverse_any<1>(root, in, in_stride, out, out_stride, columns, tw, m);
-        case 2: return inverse_any<2>(root, in, in_stride, out, out_stride, columns, tw, m);
-        case 3: return inverse_any<3>(root, in, in_stride, out, out_stride, columns, tw, m);
-        default: return inverse_any<4>(root, in, in_stride, out, out_stride, columns, tw, m);
+        case 1:
+            return inverse_any<1>(root, in, in_stride, out, out_stride, columns, tw, m);
+        case 2:
+            return inverse_any<2>(root, in, in_stride, out, out_stride, columns, tw, m);
+        case 3:
+            return inverse_any<3>(root, in, in_stride, out, out_stride, columns, tw, m);
+        default:
+            return inverse_any<4>(root, in, in_stride, out, out_stride, columns, tw, m);
     }
 }
 
@@ -235,14 +243,15 @@ C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* 
     }
 }
 
-// Five products (Winograd, 1978): with a_i = x_i + x_-i, d_i = x_i - x_-i, cosine-like parts need two, sine-like
-// parts three.
+// Five products (Winograd, 1978): with a_i = x_i + x_-i, d_i = x_i - x_-i, cosine-like parts need two,
+// sine-like parts three.
 template <bool INVERSE>
 C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
                        bool past) {
     const Modulus m = modulus(prime);
     const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
-    const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]), f3 = broadcast(prime.split[4]);
+    const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]),
+                f3 = broadcast(prime.split[4]);
     for (u64 j = 0; j < columns; j += 8) {
         const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
         const F64x8 x3 = load(in + j + 3 * is), x4 = load(in + j + 4 * is);
@@ -543,8 +552,8 @@ void node(const Call& call, u32 step, u32 levels, const Bases& g, Kind kind, dou
         clear_bases(child);
         for (u64 i = 0; i < (u64(1) << log_radix); i++) {
             child_bases(t, g, levels, log_radix, i, child, m);
-            node<WHAT>(call, step + 1, levels - log_radix, child, Kind::plain, out + i * stride, x + i * stride,
-                       y + i * stride);
+            node<WHAT>(call, step + 1, levels - log_radix, child, Kind::plain, out + i * stride,
+                       x + i * stride, y + i * stride);
         }
     }
     if constexpr (inverts(WHAT)) {
@@ -573,12 +582,18 @@ void middle(C17Middle what, const C17Plan& plan, const C17Prime& prime, u32 row,
     const Kind kind = plan.log_top == 0 && s == 0 ? Kind::root : Kind::plain;
     const u32 levels = plan.log_row();
     switch (what) {
-        case M::forward: return node<M::forward>(call, 0, levels, *bases, kind, out, x, y);
-        case M::product: return node<M::product>(call, 0, levels, *bases, kind, out, x, y);
-        case M::square: return node<M::square>(call, 0, levels, *bases, kind, out, x, y);
-        case M::held_product: return node<M::held_product>(call, 0, levels, *bases, kind, out, x, y);
-        case M::inverse: return node<M::inverse>(call, 0, levels, *bases, kind, out, x, y);
-        case M::inverse_square: return node<M::inverse_square>(call, 0, levels, *bases, kind, out, x, y);
+        case M::forward:
+            return node<M::forward>(call, 0, levels, *bases, kind, out, x, y);
+        case M::product:
+            return node<M::product>(call, 0, levels, *bases, kind, out, x, y);
+        case M::square:
+            return node<M::square>(call, 0, levels, *bases, kind, out, x, y);
+        case M::held_product:
+            return node<M::held_product>(call, 0, levels, *bases, kind, out, x, y);
+        case M::inverse:
+            return node<M::inverse>(call, 0, levels, *bases, kind, out, x, y);
+        case M::inverse_square:
+            return node<M::inverse_square>(call, 0, levels, *bases, kind, out, x, y);
     }
 }
 

@@ -8,9 +8,9 @@
 namespace trel {
 namespace {
 
-constexpr u32 kLogTail = 6;            // levels done in registers at the end of the tree
-constexpr u32 kMinLogUnit = 9;         // 4 KB: what is read together must not be this far apart
-constexpr u64 kSweepBytes = 3 << 17;   // of a sweep's buffer, well inside the second cache
+constexpr u32 kLogTail = 6;           // levels done in registers at the end of the tree
+constexpr u32 kMinLogUnit = 9;        // 4 KB: what is read together must not be this far apart
+constexpr u64 kSweepBytes = 3 << 17;  // of a sweep's buffer, well inside the second cache
 
 bool in_range(u32 hint, u32 low, u32 high) {
     return hint == 0 || (low <= hint && hint <= high);
@@ -56,7 +56,8 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
 
     // units end where a pass ends
     plan.log_unit = kLogTail;
-    for (u32 i = plan.n_steps; i-- > 0 && plan.log_unit < kMinLogUnit;) plan.log_unit += plan.steps[i].log_radix;
+    for (u32 i = plan.n_steps; i-- > 0 && plan.log_unit < kMinLogUnit;)
+        plan.log_unit += plan.steps[i].log_radix;
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
 

@@ -28,9 +28,7 @@ struct Field {
     }
     u64 inverse(u64 x) const { return power(x, p - 2); }
     // The representative of least magnitude.
-    double balanced(u64 x) const {
-        return x > p / 2 ? -static_cast<double>(p - x) : static_cast<double>(x);
-    }
+    double balanced(u64 x) const { return x > p / 2 ? -static_cast<double>(p - x) : static_cast<double>(x); }
 };
 
 void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64>& rho, u32 depths) {

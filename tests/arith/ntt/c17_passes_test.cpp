@@ -174,7 +174,8 @@ std::vector<Shape> shapes(u32 max_c) {
     for (u32 b : {1, 3, 5, 7}) {
         for (u32 c = 8; c <= max_c; c++) {
             for (u32 log_top = 0; log_top <= 4; log_top++) {
-                if (c >= 8 + log_top) all.push_back({7 + (c + b) % 5, b, c, log_top});
+                if (c >= 8 + log_top && (c < 11 || (c + log_top) % 2 == 0))
+                    all.push_back({7 + (c + b) % 5, b, c, log_top});
             }
         }
     }
@@ -215,7 +216,7 @@ TEST(C17TablesTest, RootsAreWhatTheyShouldBe) {
 
 // Values at places of every kind against Horner's rule at the point where the tree should evaluate.
 TEST_P(C17PassesTest, ForwardEvaluates) {
-    for (const Shape& s : shapes(14)) {
+    for (const Shape& s : shapes(12)) {
         if (!fits(s)) continue;
         const Transform t(GetParam(), s.a, s.b, s.c, s.log_top, s.c % s.a);
         ASSERT_EQ(t.plan.log_top, s.log_top);
@@ -233,14 +234,15 @@ TEST_P(C17PassesTest, ForwardEvaluates) {
             u64 want = 0;
             for (u64 j = x.size(); j-- > 0;) want = (mul_mod(want, root, t.p) + x[j]) % t.p;
             ASSERT_EQ(residue(d.row(row)[t.plan.offset(place)], t.p), want)
-                << "b=" << s.b << " c=" << s.c << " top=" << s.log_top << " row " << row << " place " << place;
+                << "b=" << s.b << " c=" << s.c << " top=" << s.log_top << " row " << row << " place "
+                << place;
         }
     }
 }
 
 // Products of polynomials in every way that the middle offers, against sums of products.
 TEST_P(C17PassesTest, ProductsAreConvolutions) {
-    for (const Shape& s : shapes(13)) {
+    for (const Shape& s : shapes(11)) {
         if (!fits(s)) continue;
         const Transform t(GetParam(), s.a, s.b, s.c, s.log_top, s.c % s.a);
         const u64 N = t.plan.points();
@@ -279,7 +281,8 @@ TEST_P(C17PassesTest, ProductsAreConvolutions) {
                 for (u64 j = 0; j < N; j++) want = (want + mul_mod(x[j], y[(k + N - j) % N], t.p)) % t.p;
                 // the inverse is not divided by N
                 ASSERT_EQ(residue(out->at(k), t.p), mul_mod(want, N % t.p, t.p))
-                    << "b=" << s.b << " c=" << s.c << " top=" << s.log_top << " way " << way << " point " << k;
+                    << "b=" << s.b << " c=" << s.c << " top=" << s.log_top << " way " << way << " point "
+                    << k;
             }
             ASSERT_TRUE(dx.guards_intact() && dy.guards_intact() && dz.guards_intact());
         }
