@@ -163,4 +163,21 @@ const NttRecord& find_ntt_record(NttFamily family, u64 bits) {
     throw LimitExceededException(constants.short_name, "Product is too large.", constants.max_bits, bits);
 }
 
+const NttRecord& find_ntt_record_for_words(NttFamily family, u64 words) {
+    const u64 max_bits = ntt_constants(family).max_bits;
+    return find_ntt_record(family, words <= max_bits / 64 ? 64 * words : std::max(words, max_bits + 1));
+}
+
+u64 ntt_largest_residues(NttFamily family, u64 words) {
+    const u64 capacity = ntt_capacity_bits(family, find_ntt_record_for_words(family, words));
+    u64 residues = 0;
+    for (const std::span<const NttRecord> list : {ntt_tuned_records(family), ntt_general_records(family)}) {
+        for (const NttRecord& r : list) {
+            if (ntt_capacity_bits(family, r) > capacity) break;
+            residues = std::max(residues, r.a * r.points());
+        }
+    }
+    return residues;
+}
+
 }  // namespace trel

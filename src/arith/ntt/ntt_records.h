@@ -43,5 +43,9 @@ std::span<const NttRecord> ntt_general_records(NttFamily family);
 // The record for a product of `bits` bits: the first of the tuned list with enough capacity, else the first
 // of the general list, else LimitExceededException.
 const NttRecord& find_ntt_record(NttFamily family, u64 bits);
+// The same for a size in words; any number of words.
+const NttRecord& find_ntt_record_for_words(NttFamily family, u64 words);
+// The most residues (a N) that the record of any product of up to `words` words has.
+u64 ntt_largest_residues(NttFamily family, u64 words);
 
 }  // namespace trel

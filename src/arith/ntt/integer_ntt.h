@@ -1,0 +1,65 @@
+// The transforms that work in integers, "N32" (32-bit NTT) and "N64" (64-bit NTT): one design for two word
+// sizes. Operands are cut into points of (a - 1) half words, so that a of the primes hold the product of two
+// points with a word to spare for the sum of all of them.
+#pragma once
+
+#include "arith/multiply/multiply_algorithm.h"
+#include "arith/multiply/transform.h"
+#include "arith/ntt/integer_ntt_kernels.h"
+#include "arith/ntt/ntt_records.h"
+#include "base/simd/isa.h"
+
+namespace trel {
+
+// The kernels of a level, and those of the level in use.
+template <class W>
+const IntegerNttKernels<W>& integer_ntt_kernels(Isa isa);
+template <class W>
+const IntegerNttKernels<W>& integer_ntt_kernels();
+
+// Cyclic convolution modulo 2^capacity - 1. Data of a transform: a rows of N residues. Read-only after
+// construction: operations may run on several threads at once, each with buffers of its own. Needs no
+// scratch. inverse() throws ConvolutionFailedException when a coefficient cannot be right.
+template <class W>
+class IntegerNttTransform final : public Transform {
+  public:
+    IntegerNttTransform(const IntegerNttKernels<W>& kernels, const NttRecord& record);
+
+    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
+    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                 const void* Y, void* scratch) const override;
+    bool compatible(const Transform& other) const override;
+
+    // The second half of inverse(), from the residues of the product's coefficients (times N / R): for tests
+    // that spoil one.
+    void recombine(const ParallelContext& P, Word* T, u64 skip, u64 total, const void* residues) const;
+
+    const NttRecord& record() const { return record_; }
+
+  private:
+    struct Window;
+    struct Carries;
+
+    u64 tasks(const ParallelContext& P) const;
+    void load_columns(W* rows, const W* units, u32 prime, const bool* empty, u64 column) const;
+    W recombine_columns(const Window& window, const W* residues, u64 from, u64 to, Carries& carries) const;
+
+    const IntegerNttKernels<W>* kernels_;
+    const IntegerNttSet<W>* set_;
+    NttRecord record_;
+    u32 log_block_;
+};
+
+template <class W>
+class IntegerNttAlgorithm final : public MultiplyAlgorithm {
+  public:
+    // Throws LimitExceededException beyond the family's largest product.
+    MultiplySizes sizes(u64 words) const override;
+    void make_transform(TransformHolder& holder, u64 words) const override;
+    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
+};
+
+const MultiplyAlgorithm& n32_algorithm();
+const MultiplyAlgorithm& n64_algorithm();
+
+}  // namespace trel

@@ -1,0 +1,31 @@
+#include "arith/ntt/ntt_check.h"
+
+#include <xmmintrin.h>
+
+#include <bit>
+
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+
+bool floating_point_control_is_right() {
+    constexpr u32 kExceptionFlags = 0x3f, kDefault = 0x1f80;
+    return (_mm_getcsr() & ~kExceptionFlags) == kDefault;
+}
+
+u64 ntt_excess_bound(const NttRecord& record) {
+    return u64(1) << (record.c + std::bit_width(record.b - 1u) + 1);
+}
+
+void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess) {
+    const u64 bound = ntt_excess_bound(record);
+    if (excess < bound) return;
+    if (!floating_point_control_is_right()) {
+        Console::print_line("The FPU Control Word has been corrupted.");
+    }
+    throw ConvolutionFailedException(ntt_constants(family).short_name, "Coefficient is too large.", bound,
+                                     excess);
+}
+
+}  // namespace trel

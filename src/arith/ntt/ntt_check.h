@@ -1,0 +1,21 @@
+// The check that every product by a number-theoretic transform ends with.
+#pragma once
+
+#include "arith/ntt/ntt_records.h"
+#include "os/types.h"
+
+namespace trel {
+
+// Whether the processor rounds as the program expects: to nearest, denormal numbers kept.
+bool floating_point_control_is_right();
+
+// excess: the largest part above the bits of a product of two points that a coefficient has. A right
+// coefficient is a sum of at most N such products, so its excess is below twice N rounded up to a power of
+// two. Otherwise throws ConvolutionFailedException "Coefficient is too large." with the bound and the excess;
+// when the processor rounds wrongly it prints "The FPU Control Word has been corrupted." before.
+void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess);
+
+// The bound: 2^(c + ceil(log2 b) + 1).
+u64 ntt_excess_bound(const NttRecord& record);
+
+}  // namespace trel
