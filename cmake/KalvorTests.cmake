@@ -64,7 +64,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   set_target_properties(kalvor_test_rooms PROPERTIES LINKER_LANGUAGE CXX)
   target_include_directories(kalvor_test_support INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
   target_link_libraries(kalvor_test_support INTERFACE
-    $<LINK_LIBRARY:WHOLE_ARCHIVE,kalvor_test_rooms> GTest::gtest ${MPFR_LIBRARY} ${GMP_LIBRARY} Threads::Threads)
+    $<LINK_LIBRARY:WHOLE_ARCHIVE,kalvor_test_rooms> GTest::gtest ${MPFR_LIBRARY} ${GMP_LIBRARY} $<TARGET_PROPERTY:kalvor_rooms,INTERFACE_LINK_LIBRARIES>)
 
   add_custom_target(task_tests)
   kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
@@ -87,7 +87,8 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     set_target_properties(test_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     # Test code itself is not hot; this saves a fifth of the build.
     target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
-    target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
+    target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}"
+                               $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>)
     if(folder STREQUAL "program" OR folder STREQUAL "fault")
       add_dependencies(test_${name} kalvor)
     endif()

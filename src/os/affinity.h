@@ -12,4 +12,7 @@ namespace trel::os {
 OsError get_thread_affinity(std::vector<u32>& processors);
 OsError set_thread_affinity(const std::vector<u32>& processors);
 
+// The processor group that the calling thread is in.
+u32 current_processor_group();
+
 }  // namespace trel::os

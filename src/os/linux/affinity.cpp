@@ -63,4 +63,8 @@ OsError set_thread_affinity(const std::vector<u32>& processors) {
     return {};
 }
 
+u32 current_processor_group() {
+    return 0;  // there is one
+}
+
 }  // namespace trel::os

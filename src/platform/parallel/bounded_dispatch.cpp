@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <bit>
 
+#include "platform/parallel/max_sequential_dispatch.h"
+
 namespace trel {
 namespace {
-
-constexpr u64 kMinSequential = 4;
 
 // Runs group g of a cut range as a dispatch of its own.
 class FanOutAction final : public BasicAction {
@@ -32,7 +32,7 @@ class FanOutAction final : public BasicAction {
 }  // namespace
 
 FanOut fan_out(u64 n, u64 max_sequential) {
-    const u64 limit = std::max(max_sequential, kMinSequential);
+    const u64 limit = MaxSequentialDispatch(max_sequential).value();
     const unsigned bits = static_cast<unsigned>(std::bit_width(n - 1));
     const unsigned k = (bits + 1) / 2;
     const u64 groups = u64(1) << k;
@@ -41,7 +41,7 @@ FanOut fan_out(u64 n, u64 max_sequential) {
 }
 
 BoundedParallelizer::BoundedParallelizer(u64 max_sequential_dispatch)
-    : max_sequential_(std::max(max_sequential_dispatch, kMinSequential)) {}
+    : max_sequential_(MaxSequentialDispatch(max_sequential_dispatch).value()) {}
 
 void BoundedParallelizer::run_in_parallel(BasicAction& action, u64 begin, u64 end) {
     if (end <= begin) return;

@@ -29,13 +29,14 @@ FrameworkConfig::~FrameworkConfig() = default;
 FrameworkType::~FrameworkType() = default;
 
 std::string FrameworkConfig::summary(u64 tds) const {
-    return display_name() + "  ->  " + numbers_text(tds, worker_threads_);
+    return display_name() + "  ->  " + numbers_text(tds, worker_threads()) + mode_text();
 }
 
 void FrameworkConfig::print_summary(u64 tds) const {
     Console::print(display_name(), 'T');
     Console::print("  ->  ");
-    Console::print(numbers_text(tds, worker_threads_), 'Y');
+    Console::print(numbers_text(tds, worker_threads()), 'Y');
+    Console::print(mode_text());
     Console::set_color('w');
 }
 

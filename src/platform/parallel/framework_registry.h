@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/parallel/basic_parallelizer.h"
+#include "platform/parallel/max_sequential_dispatch.h"
 
 namespace trel {
 
@@ -20,14 +21,15 @@ class FrameworkConfig {
     // Built once for a computation; pools of threads live as long as it.
     virtual std::unique_ptr<BasicParallelizer> make_framework() const = 0;
     virtual std::unique_ptr<FrameworkConfig> clone() const = 0;
-    // "Thread Spawn (1 Thread/Task)  ->  4 / ?": display name, tasks, threads.
-    virtual std::string summary(u64 tds) const;
-    // The same on the console, in colours; no line feed.
-    virtual void print_summary(u64 tds) const;
-
-  protected:
     // Threads that the framework runs on; 0 = not fixed, shown as "?".
-    u64 worker_threads_ = 0;
+    virtual u64 worker_threads() const { return 0; }
+    // What the summary says of the framework's mode; empty for most.
+    virtual std::string mode_text() const { return {}; }
+
+    // "Thread Spawn (1 Thread/Task)  ->  4 / ?": display name, tasks, threads, mode.
+    std::string summary(u64 tds) const;
+    // The same on the console, in colours; no line feed.
+    void print_summary(u64 tds) const;
 };
 
 // One kind of framework; a stateless object of static lifetime.
@@ -36,6 +38,14 @@ class FrameworkType {
     virtual ~FrameworkType();
     virtual std::string display_name() const = 0;
     virtual std::unique_ptr<FrameworkConfig> make_default_config() const = 0;
+};
+
+// The type of a framework whose configuration is the class given.
+template <class Config>
+class FrameworkTypeOf final : public FrameworkType {
+  public:
+    std::string display_name() const override { return Config().display_name(); }
+    std::unique_ptr<FrameworkConfig> make_default_config() const override { return std::make_unique<Config>(); }
 };
 
 // A name that is already there is fatal: "Duplicate Framework Type", exit code 1.

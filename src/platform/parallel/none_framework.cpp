@@ -17,25 +17,16 @@ class NoneFramework final : public BasicParallelizer {
 
 class NoneConfig final : public FrameworkConfig {
   public:
-    NoneConfig() { worker_threads_ = 1; }
-
     std::string name() const override { return "none"; }
     std::string display_name() const override { return "None (No Multi-threading)"; }
     std::unique_ptr<BasicParallelizer> make_framework() const override {
         return std::make_unique<NoneFramework>();
     }
     std::unique_ptr<FrameworkConfig> clone() const override { return std::make_unique<NoneConfig>(*this); }
+    u64 worker_threads() const override { return 1; }
 };
 
-class NoneType final : public FrameworkType {
-  public:
-    std::string display_name() const override { return "None (No Multi-threading)"; }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override {
-        return std::make_unique<NoneConfig>();
-    }
-};
-
-const NoneType g_type;
+const FrameworkTypeOf<NoneConfig> g_type;
 const FrameworkRegistration g_registration("none", g_type);
 
 }  // namespace

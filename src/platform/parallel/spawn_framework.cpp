@@ -1,6 +1,5 @@
 #include "platform/parallel/spawn_framework.h"
 
-#include <algorithm>
 #include <memory>
 #include <thread>
 
@@ -58,9 +57,6 @@ void SpawnFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     a.run(0);
 }
 
-SpawnConfig::SpawnConfig(u64 max_sequential_dispatch)
-    : max_sequential_dispatch_(std::max<u64>(max_sequential_dispatch, 4)) {}
-
 std::string SpawnConfig::name() const {
     return "spawn";
 }
@@ -68,7 +64,7 @@ std::string SpawnConfig::display_name() const {
     return "Thread Spawn (1 Thread/Task)";
 }
 std::unique_ptr<BasicParallelizer> SpawnConfig::make_framework() const {
-    return std::make_unique<SpawnFramework>(max_sequential_dispatch_);
+    return std::make_unique<SpawnFramework>(max_sequential_dispatch_.value());
 }
 std::unique_ptr<FrameworkConfig> SpawnConfig::clone() const {
     return std::make_unique<SpawnConfig>(*this);
@@ -76,15 +72,7 @@ std::unique_ptr<FrameworkConfig> SpawnConfig::clone() const {
 
 namespace {
 
-class SpawnType final : public FrameworkType {
-  public:
-    std::string display_name() const override { return "Thread Spawn (1 Thread/Task)"; }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override {
-        return std::make_unique<SpawnConfig>();
-    }
-};
-
-const SpawnType g_type;
+const FrameworkTypeOf<SpawnConfig> g_type;
 const FrameworkRegistration g_registration("spawn", g_type);
 
 }  // namespace

@@ -20,19 +20,17 @@ class SpawnFramework final : public BoundedParallelizer {
 
 class SpawnConfig final : public FrameworkConfig {
   public:
-    static constexpr u64 kDefaultMaxSequentialDispatch = 64;
-
-    // Values below 4 are stored as 4.
-    explicit SpawnConfig(u64 max_sequential_dispatch = kDefaultMaxSequentialDispatch);
+    SpawnConfig() = default;
+    explicit SpawnConfig(u64 max_sequential_dispatch) : max_sequential_dispatch_(max_sequential_dispatch) {}
 
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
-    u64 max_sequential_dispatch() const { return max_sequential_dispatch_; }
+    u64 max_sequential_dispatch() const { return max_sequential_dispatch_.value(); }
 
   private:
-    u64 max_sequential_dispatch_;
+    MaxSequentialDispatch max_sequential_dispatch_;
 };
 
 }  // namespace trel

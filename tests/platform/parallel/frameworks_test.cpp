@@ -1,47 +1,29 @@
-// "none" and "spawn": what a dispatch runs, where, and how it fans out.
+// What a dispatch runs, where, and how it fans out: what holds for every framework, then "none" and "spawn".
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <mutex>
-#include <set>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "platform/parallel/bounded_dispatch.h"
+#include "platform/parallel/framework_cases.h"
 #include "platform/parallel/framework_registry.h"
 #include "platform/parallel/spawn_framework.h"
+#include "support/capture_console.h"
 
 using namespace trel;
 
-namespace {
+using trel_test::Recorder;
 
-// Counts the runs of each index and remembers the threads.
-class Recorder final : public BasicAction {
-  public:
-    explicit Recorder(u64 n) : runs_(n) {}
-    void run(u64 index) override {
-        runs_.at(index)++;
-        const std::lock_guard<std::mutex> lock(mutex_);
-        order_.push_back(index);
-        threads_.insert(std::this_thread::get_id());
-        if (std::this_thread::get_id() == caller_) in_caller_.push_back(index);
-    }
-    void expect_once(u64 begin, u64 end) const {
-        for (u64 i = 0; i < runs_.size(); i++) {
-            ASSERT_EQ(runs_[i].load(), i >= begin && i < end ? 1 : 0) << "index " << i;
-        }
-    }
-    std::vector<std::atomic<int>> runs_;
-    std::mutex mutex_;
-    std::vector<u64> order_;
-    std::set<std::thread::id> threads_;
-    std::vector<u64> in_caller_;
-    const std::thread::id caller_ = std::this_thread::get_id();
-};
+namespace {
 
 // Records the flat dispatches that a range is cut into, and runs them in order.
 class RecordingDispatch final : public BoundedParallelizer {
@@ -61,9 +43,9 @@ class RecordingDispatch final : public BoundedParallelizer {
     }
 };
 
-class Frameworks : public ::testing::TestWithParam<const char*> {
+class Frameworks : public ::testing::TestWithParam<trel_test::FrameworkCase> {
   protected:
-    std::unique_ptr<BasicParallelizer> framework_ = make_default_framework_config(GetParam())->make_framework();
+    trel_test::FrameworkUnderTest framework_ = GetParam().make();
 };
 
 }  // namespace
@@ -95,7 +77,9 @@ TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
     framework_->run_in_parallel(a, b);
     a.expect_once(0, 1);
     b.expect_once(0, 1);
-    EXPECT_EQ(a.in_caller_.size(), 1U);
+    if (GetParam().caller_runs_first) {
+        EXPECT_EQ(a.in_caller_.size(), 1U);
+    }
 }
 
 TEST_P(Frameworks, NestedDispatchesFinish) {
@@ -138,24 +122,73 @@ TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
 }
 
 TEST_P(Frameworks, ExceptionOfTheCallersShareReachesTheCaller) {
+    // The first task that comes to the calling thread throws; the others have finished when the exception arrives.
     struct Thrower final : BasicAction {
-        void run(u64 index) override {
-            if (index == 9) throw InvalidParametersException("Thrower::run()", "nine");
+        void run(u64) override {
+            if (std::this_thread::get_id() == caller && !thrown) {
+                thrown = true;
+                throw InvalidParametersException("Thrower::run()", "first");
+            }
             done++;
         }
+        const std::thread::id caller = std::this_thread::get_id();
+        bool thrown = false;
         std::atomic<int> done{0};
     } thrower;
-    // The last index is the caller's; the others have finished when the exception arrives.
     EXPECT_THROW(framework_->run_in_parallel(thrower, 0, 10), InvalidParametersException);
+    if (std::string_view(GetParam().name) == "none") return;  // the caller is all there is
     EXPECT_EQ(thrower.done.load(), 9);
-    struct A final : BasicAction {
-        void run(u64) override { throw InvalidParametersException("", "a"); }
-    } a;
-    Recorder b(1);
-    EXPECT_THROW(framework_->run_in_parallel(a, b), InvalidParametersException);
+    thrower.thrown = false;
+    thrower.done = 0;
+    EXPECT_THROW(framework_->run_in_parallel(thrower, thrower), InvalidParametersException);
+    EXPECT_EQ(thrower.done.load(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::Values("none", "spawn"));
+TEST_P(Frameworks, DispatchesFromSeveralThreads) {
+    std::vector<std::thread> callers;
+    std::atomic<u64> sum{0};
+    for (u64 t = 0; t < 4; t++) {
+        callers.emplace_back([&] {
+            for (int round = 0; round < 10; round++) {
+                parallel_for(ParallelContext{framework_.get(), 8}, 8, [&](u64 i) {
+                    fork_join(ParallelContext{framework_.get(), 2}, [&] { sum += i; }, [&] { sum += 1; });
+                });
+            }
+        });
+    }
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_EQ(sum.load(), 4U * 10 * (28 + 8));
+}
+
+TEST_P(Frameworks, IdleThreadsComeBack) {
+    for (int round = 0; round < 5; round++) {
+        Recorder recorder(20);
+        framework_->run_in_parallel(recorder, 0, 20);
+        recorder.expect_once(0, 20);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));  // longer than any worker spins
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(trel_test::framework_cases()),
+                         [](const auto& info) { return info.param.label(); });
+
+// Every task waits inside for tasks of its own, four levels of four and down again: whatever the number of workers,
+// somebody must always be able to go on.
+class NestedDispatch : public Frameworks {};
+class SlowNestedDispatch : public Frameworks {};
+
+TEST_P(NestedDispatch, DepthFourOf256Leaves) {
+    trel_test::run_tree(*framework_, 4);
+}
+
+TEST_P(SlowNestedDispatch, DepthEightOf65536Leaves) {
+    trel_test::run_tree(*framework_, 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases()),
+                         [](const auto& info) { return info.param.label(); });
+INSTANTIATE_TEST_SUITE_P(All, SlowNestedDispatch, ::testing::ValuesIn(trel_test::framework_cases()),
+                         [](const auto& info) { return info.param.label(); });
 
 TEST(NoneFramework, RunsInOrderInTheCallingThread) {
     const auto framework = make_default_framework_config("none")->make_framework();
@@ -249,36 +282,41 @@ TEST(SpawnFramework, DeepFanOutRunsEveryIndexOnce) {
 
 namespace {
 
+// Dispatches until a task has landed on another thread, where it throws.
 template <class Thrown>
-void throw_in_child(const Thrown& thrown) {
+void throw_in_child(const trel_test::FrameworkCase& framework_case, const Thrown& thrown) {
     Console::set_pause_before_fatal_exit(false);
+    print_to_stderr();
     struct Thrower final : BasicAction {
         explicit Thrower(const Thrown& thrown) : thrown(thrown) {}
-        void run(u64 index) override {
-            if (index == 0) throw thrown;
+        void run(u64) override {
+            if (std::this_thread::get_id() != caller) throw thrown;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
+        const std::thread::id caller = std::this_thread::get_id();
         const Thrown& thrown;
     } thrower(thrown);
-    // Death tests see standard error only.
-    struct ToStderr final : Console::Sink {
-        void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
-        void set_color(Console::ColorLetter) override {}
-        bool is_terminal() const override { return false; }
-    } sink;
-    Console::set_sink(&sink);
-    SpawnFramework framework(64);
-    framework.run_in_parallel(thrower, 0, 2);
+    auto framework = framework_case.make();
+    for (int i = 0; i < 2000; i++) {
+        framework->run_in_parallel(thrower, 0, 2);
+        framework->run_in_parallel(thrower, thrower);
+    }
 }
+
+class FrameworksDeathTest : public ::testing::TestWithParam<trel_test::FrameworkCase> {};
 
 }  // namespace
 
-TEST(SpawnDeathTest, ExceptionsOfChildThreadsEndTheProcess) {
+TEST_P(FrameworksDeathTest, ExceptionsOfChildThreadsEndTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(throw_in_child(5), ::testing::ExitedWithCode(1),
-                "^\nFATAL ERROR: Unhandled exception in child thread.\n$");
-    EXPECT_EXIT(throw_in_child(std::runtime_error("the text")), ::testing::ExitedWithCode(1),
-                "the text\n\nFATAL ERROR: Unhandled exception in child thread.\n");
-    EXPECT_EXIT(throw_in_child(InvalidParametersException("Some::function()", "bad")), ::testing::ExitedWithCode(1),
-                "Exception Encountered: InvalidParametersException.*Some::function\\(\\).*bad"
-                ".*FATAL ERROR: Unhandled exception in child thread.\n");
+    const std::string line = GetParam().closing_line;
+    EXPECT_EXIT(throw_in_child(GetParam(), 5), ::testing::ExitedWithCode(1), "^\n" + line + "\n$");
+    EXPECT_EXIT(throw_in_child(GetParam(), std::runtime_error("the text")), ::testing::ExitedWithCode(1),
+                "^\nthe text\n\n" + line + "\n$");
+    EXPECT_EXIT(throw_in_child(GetParam(), InvalidParametersException("Some::function()", "bad")),
+                ::testing::ExitedWithCode(1),
+                "Exception Encountered: InvalidParametersException.*Some::function\\(\\).*bad.*\n" + line + "\n$");
 }
+
+INSTANTIATE_TEST_SUITE_P(All, FrameworksDeathTest, ::testing::ValuesIn(trel_test::threaded_framework_cases()),
+                         [](const auto& info) { return info.param.label(); });

@@ -30,7 +30,11 @@ std::string message_of(F f) {
 }  // namespace
 
 TEST(FrameworkRegistry, NamesAndTexts) {
-    EXPECT_EQ(framework_names(), (std::vector<std::string>{"none", "spawn"}));
+    std::vector<std::string> names{"none", "cppasync", "spawn", "taskqueue", "pushpool", "winpool", "cilk"};
+#ifdef KALVOR_HAVE_TBB
+    names.push_back("tbb");
+#endif
+    EXPECT_EQ(framework_names(), names);
     const auto none = make_default_framework_config("none");
     EXPECT_EQ(none->name(), "none");
     EXPECT_EQ(none->display_name(), "None (No Multi-threading)");

@@ -1,0 +1,121 @@
+#include "platform/parallel/cilk_framework.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "base/errors/exceptions.h"
+#include "os/cpu.h"
+#include "os/shared_library.h"
+#include "platform/cilk/cilk_entries.h"
+#include "platform/parallel/callers_share.h"
+
+namespace trel {
+namespace {
+
+constexpr const char* kLibraryNames[] = {"libcilkrts.so.5", "cilkrts20.dll"};
+
+// How many frameworks use the run-time.
+std::mutex g_users_mutex;
+u64 g_users = 0;
+
+struct Loop {
+    CallersShare share;
+    BasicAction* action;
+    u64 begin;
+
+    static void run(void* data, u64 low, u64 high) {
+        Loop& loop = *static_cast<Loop*>(data);
+        for (u64 i = low; i < high; i++) loop.share.run(*loop.action, loop.begin + i);
+    }
+};
+
+// A spawn and a sync: a loop of two.
+struct Fork {
+    CallersShare share;
+    BasicAction* actions[2];
+
+    static void run(void* data, u64 low, u64 high) {
+        Fork& fork = *static_cast<Fork*>(data);
+        for (u64 i = low; i < high; i++) fork.share.run(*fork.actions[i], 0);
+    }
+};
+
+}  // namespace
+
+CilkRuntime CilkRuntime::load(std::span<const char* const> library_names) {
+    for (const char* name : library_names) {
+        void* const library = os::open_shared_library(name);
+        if (!library) continue;
+        const CilkRuntime found{
+            reinterpret_cast<decltype(CilkRuntime::set_param)>(os::find_symbol(library, "__cilkrts_set_param")),
+            reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(os::find_symbol(library, "__cilkrts_cilk_for_64")),
+            reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")), true};
+        if (found.set_param && found.cilk_for_64 && found.end_cilk) return found;
+    }
+    return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, false};
+}
+
+const CilkRuntime& CilkRuntime::of_this_machine() {
+    static const CilkRuntime runtime = load(kLibraryNames);
+    return runtime;
+}
+
+CilkFramework::CilkFramework(u64 worker_threads, const CilkRuntime& runtime) : runtime_(runtime) {
+    const std::lock_guard<std::mutex> lock(g_users_mutex);
+    // A run-time that has started takes no other number.
+    if (g_users == 0) runtime_.end_cilk();
+    if (runtime_.set_param("nworkers", std::to_string(worker_threads).c_str()) != 0) {
+        throw ResourceAcquisitionFailedException(
+            "", "__cilkrts_set_param() returned a failure. Unable to set # of Cilk threads.");
+    }
+    g_users++;
+}
+
+CilkFramework::~CilkFramework() {
+    const std::lock_guard<std::mutex> lock(g_users_mutex);
+    if (--g_users == 0) runtime_.end_cilk();
+}
+
+void CilkFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end) {
+    if (end <= begin) return;
+    if (end - begin == 1) {
+        action.run(begin);
+        return;
+    }
+    Loop loop{{}, &action, begin};
+    runtime_.cilk_for_64(Loop::run, &loop, end - begin, 1);
+    loop.share.rethrow();
+}
+
+void CilkFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
+    Fork fork{{}, {&a, &b}};
+    runtime_.cilk_for_64(Fork::run, &fork, 2, 1);
+    fork.share.rethrow();
+}
+
+CilkConfig::CilkConfig() : threads_(std::clamp<u64>(os::active_processor_count(), 1, kMostThreads)) {}
+
+void CilkConfig::set_threads(u64 threads) {
+    threads_ = std::clamp<u64>(threads, 1, kMostThreads);
+}
+
+std::string CilkConfig::name() const {
+    return "cilk";
+}
+std::string CilkConfig::display_name() const {
+    return "Cilk Plus Work-Stealing";
+}
+std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
+    return std::make_unique<CilkFramework>(threads_, CilkRuntime::of_this_machine());
+}
+std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
+    return std::make_unique<CilkConfig>(*this);
+}
+
+namespace {
+
+const FrameworkTypeOf<CilkConfig> g_type;
+const FrameworkRegistration g_registration("cilk", g_type);
+
+}  // namespace
+}  // namespace trel

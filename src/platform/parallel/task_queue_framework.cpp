@@ -1,0 +1,67 @@
+#include "platform/parallel/task_queue_framework.h"
+
+#include "os/affinity.h"
+#include "platform/parallel/callers_share.h"
+#include "platform/parallel/thread_control.h"
+
+namespace trel {
+
+TaskQueueFramework::TaskQueueFramework(u64 worker_threads)
+    : queue_(worker_threads,
+             [base = u64(os::current_processor_group())](u64 worker) { set_thread_group(base + worker + 1); }) {}
+
+void TaskQueueFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end) {
+    if (end <= begin) return;
+    if (end - begin == 1) {
+        action.run(begin);
+        return;
+    }
+    os::JoinCounter join;
+    CallersShare share;
+    join.add(end - 1 - begin);
+    u64 id = queue_.push_back(action, begin, end - 1, join);
+    share.run_here(action, end - 1);
+    // The queue is served from its front: as soon as the last one is gone, all before it are.
+    for (u64 index; !join.done() && queue_.take_back(id, join, index); id--) {
+        share.run_here(action, index);
+        join.finish();
+    }
+    join.wait();
+    share.rethrow();
+}
+
+void TaskQueueFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
+    os::JoinCounter join;
+    CallersShare share;
+    join.add(1);
+    const u64 id = queue_.push_back(b, 0, join);
+    share.run_here(a, 0);
+    u64 index;
+    if (!join.done() && queue_.take_back(id, join, index)) {
+        share.run_here(b, index);
+    } else {
+        join.wait();
+    }
+    share.rethrow();
+}
+
+std::string TaskQueueConfig::name() const {
+    return "taskqueue";
+}
+std::string TaskQueueConfig::display_name() const {
+    return "Central Dispatch Queue";
+}
+std::unique_ptr<BasicParallelizer> TaskQueueConfig::make_framework() const {
+    return std::make_unique<TaskQueueFramework>(threads);
+}
+std::unique_ptr<FrameworkConfig> TaskQueueConfig::clone() const {
+    return std::make_unique<TaskQueueConfig>(*this);
+}
+
+namespace {
+
+const FrameworkTypeOf<TaskQueueConfig> g_type;
+const FrameworkRegistration g_registration("taskqueue", g_type);
+
+}  // namespace
+}  // namespace trel

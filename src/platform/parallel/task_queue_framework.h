@@ -1,0 +1,34 @@
+// "taskqueue": a central queue served by workers. A thread that waits for its tasks runs those that no worker has begun,
+// so nested dispatch finishes however few workers there are.
+#pragma once
+
+#include "platform/parallel/framework_registry.h"
+#include "platform/parallel/task_queue.h"
+
+namespace trel {
+
+class TaskQueueFramework final : public BasicParallelizer {
+  public:
+    explicit TaskQueueFramework(u64 worker_threads);  // 0 = unlimited
+
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override;
+    void run_in_parallel(BasicAction& a, BasicAction& b) override;
+
+    u64 worker_count() const { return queue_.worker_count(); }
+
+  private:
+    TaskQueue queue_;
+};
+
+class TaskQueueConfig final : public FrameworkConfig {
+  public:
+    std::string name() const override;
+    std::string display_name() const override;
+    std::unique_ptr<BasicParallelizer> make_framework() const override;
+    std::unique_ptr<FrameworkConfig> clone() const override;
+    u64 worker_threads() const override { return threads; }
+
+    u64 threads = 0;  // 0 = unlimited
+};
+
+}  // namespace trel

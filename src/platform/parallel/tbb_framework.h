@@ -1,0 +1,46 @@
+// "tbb": the tasks of Threading Building Blocks.
+#pragma once
+
+#include <array>
+
+#include "platform/parallel/framework_registry.h"
+
+namespace trel {
+
+class TbbFramework final : public BasicParallelizer {
+  public:
+    enum class ForkJoin2 : u32 { task_group, parallel_invoke };
+    enum class ParallelFor : u32 { disabled, auto_partitioner, static_partitioner, simple_partitioner };
+
+    TbbFramework(ForkJoin2 fork_join, ParallelFor parallel_for) : fork_join_(fork_join), parallel_for_(parallel_for) {}
+
+    // Throws InvalidParametersException "Invalid parallel_for() partitioner." for a mode that is none of the four.
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override;
+    void run_in_parallel(BasicAction& a, BasicAction& b) override;
+
+  private:
+    template <class A, class B>
+    void fork(const A& a, const B& b) const;
+    template <class Run>
+    void bisect(const Run& run, u64 begin, u64 end) const;
+
+    const ForkJoin2 fork_join_;
+    const ParallelFor parallel_for_;
+};
+
+class TbbConfig final : public FrameworkConfig {
+  public:
+    static constexpr std::array<const char*, 2> kForkJoin2 = {"task_group", "parallel_invoke"};
+    static constexpr std::array<const char*, 4> kParallelFor = {"disabled", "auto_partitioner", "static_partitioner",
+                                                                "simple_partitioner"};
+
+    std::string name() const override;
+    std::string display_name() const override;
+    std::unique_ptr<BasicParallelizer> make_framework() const override;
+    std::unique_ptr<FrameworkConfig> clone() const override;
+
+    TbbFramework::ForkJoin2 fork_join = TbbFramework::ForkJoin2::parallel_invoke;
+    TbbFramework::ParallelFor parallel_for = TbbFramework::ParallelFor::disabled;
+};
+
+}  // namespace trel

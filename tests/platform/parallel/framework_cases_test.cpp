@@ -1,0 +1,111 @@
+// The table of framework cases.
+#include "platform/parallel/framework_cases.h"
+
+#ifdef KALVOR_HAVE_TBB
+#include <tbb/global_control.h>
+
+#include "platform/parallel/tbb_framework.h"
+#endif
+
+#include "platform/parallel/cilk_framework.h"
+#include "platform/parallel/cpp_async_framework.h"
+#include "platform/parallel/framework_registry.h"
+#include "platform/parallel/push_pool_framework.h"
+#include "platform/parallel/task_queue_framework.h"
+
+using namespace trel;
+
+namespace trel_test {
+namespace {
+
+constexpr u64 kWorkers[] = {1, 2, 3, 7, 16};
+
+FrameworkCase defaults(const char* name) {
+    return {name, "", [name] { return FrameworkUnderTest{nullptr, make_default_framework_config(name)->make_framework()}; }};
+}
+
+template <class Framework, class... Args>
+FrameworkCase with(const char* name, const std::string& settings, Args... args) {
+    return {name, settings, [=] { return FrameworkUnderTest{nullptr, std::make_unique<Framework>(args...)}; }};
+}
+
+}  // namespace
+
+std::vector<FrameworkCase> framework_cases() {
+    std::vector<FrameworkCase> cases;
+    for (const std::string& name : framework_names()) {
+        static std::set<std::string> names;
+        cases.push_back(defaults(names.insert(name).first->c_str()));
+    }
+    cases.push_back(with<CppAsyncFramework>("cppasync", "Either", std::launch::async | std::launch::deferred, 4));
+    for (const u64 n : kWorkers) {
+        const std::string text = std::to_string(n);
+        cases.push_back(with<TaskQueueFramework>("taskqueue", text, n));
+        cases.push_back(with<PushPoolFramework>("pushpool", text + "Random", n, true, 64));
+        cases.push_back(with<PushPoolFramework>("pushpool", text + "InOrder", n, false, 4));
+        cases.push_back(with<CilkFramework>("cilk", text, n, CilkRuntime::of_this_machine()));
+    }
+#ifdef KALVOR_HAVE_TBB
+    for (const u64 n : kWorkers) {
+        for (u32 mode = 0; mode < 8; mode++) {
+            if (n != 1 && n != 3 && mode != 0) continue;
+            const auto fork_join = static_cast<TbbFramework::ForkJoin2>(mode % 2);
+            const auto parallel_for = static_cast<TbbFramework::ParallelFor>(mode / 2);
+            const std::string text = std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
+            cases.push_back({"tbb", text, [=] {
+                                 return FrameworkUnderTest{
+                                     std::make_shared<tbb::global_control>(
+                                         tbb::global_control::max_allowed_parallelism, n),
+                                     std::make_unique<TbbFramework>(fork_join, parallel_for)};
+                             }});
+        }
+    }
+#endif
+    for (FrameworkCase& one : cases) {
+        if (one.name == "tbb") one.caller_runs_first = false;
+        if (one.name == "pushpool") one.closing_line = "PushPoolWorker: An exception was thrown from a task.";
+    }
+    return cases;
+}
+
+std::vector<FrameworkCase> threaded_framework_cases() {
+    std::vector<FrameworkCase> cases;
+    for (const std::string& name : framework_names()) {
+        for (const FrameworkCase& one : framework_cases()) {
+            if (name != "none" && one.name == name && one.settings.empty()) cases.push_back(one);
+        }
+    }
+    return cases;
+}
+
+void run_tree(BasicParallelizer& framework, int depth) {
+    struct Node final : BasicAction {
+        Node(BasicParallelizer& framework, std::atomic<u64>& leaves, int depth)
+            : framework(framework), leaves(leaves), depth(depth) {}
+        void run(u64) override {
+            if (depth == 0) {
+                leaves++;
+                return;
+            }
+            Node child(framework, leaves, depth - 1);
+            if (depth % 2 == 0) {
+                framework.run_in_parallel(child, 0, 4);
+                return;
+            }
+            struct Pair final : BasicAction {
+                explicit Pair(Node& child) : child(child) {}
+                void run(u64) override { child.framework.run_in_parallel(child, child); }
+                Node& child;
+            } pair(child);
+            framework.run_in_parallel(pair, pair);
+        }
+        BasicParallelizer& framework;
+        std::atomic<u64>& leaves;
+        int depth;
+    };
+    std::atomic<u64> leaves{0};
+    Node(framework, leaves, depth).run(0);
+    ASSERT_EQ(leaves.load(), u64(1) << (2 * depth));
+}
+
+}  // namespace trel_test
