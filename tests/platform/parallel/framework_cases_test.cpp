@@ -68,6 +68,14 @@ std::vector<FrameworkCase> framework_cases() {
     return cases;
 }
 
+std::vector<FrameworkCase> framework_cases(bool thread_per_task) {
+    std::vector<FrameworkCase> cases;
+    for (const FrameworkCase& one : framework_cases()) {
+        if (one.thread_per_task() == thread_per_task) cases.push_back(one);
+    }
+    return cases;
+}
+
 std::vector<FrameworkCase> threaded_framework_cases() {
     std::vector<FrameworkCase> cases;
     for (const std::string& name : framework_names()) {

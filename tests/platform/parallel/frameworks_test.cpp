@@ -172,22 +172,16 @@ TEST_P(Frameworks, IdleThreadsComeBack) {
 INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(trel_test::framework_cases()),
                          [](const auto& info) { return info.param.label(); });
 
-// Every task waits inside for tasks of its own, four levels of four and down again: whatever the number of workers,
-// somebody must always be able to go on.
+// Every task waits inside for tasks of its own: whatever the number of workers, somebody must always be able to go on.
 class NestedDispatch : public Frameworks {};
-class SlowNestedDispatch : public Frameworks {};
 
-TEST_P(NestedDispatch, DepthFourOf256Leaves) {
-    trel_test::run_tree(*framework_, 4);
-}
-
-TEST_P(SlowNestedDispatch, DepthEightOf65536Leaves) {
+TEST_P(NestedDispatch, DepthEightOf65536Leaves) {
     trel_test::run_tree(*framework_, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases()),
+INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(false)),
                          [](const auto& info) { return info.param.label(); });
-INSTANTIATE_TEST_SUITE_P(All, SlowNestedDispatch, ::testing::ValuesIn(trel_test::framework_cases()),
+INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(true)),
                          [](const auto& info) { return info.param.label(); });
 
 TEST(NoneFramework, RunsInOrderInTheCallingThread) {
