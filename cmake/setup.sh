@@ -44,6 +44,11 @@ install_build_tools() {
     [ -z "$wanted" ] || install_packages $wanted
 }
 
+# The program builds without this library, less the "tbb" framework.
+install_libraries() {
+    install_packages libtbb-dev || say "Going on without libtbb-dev: the framework \"tbb\" is left out."
+}
+
 # build_preset preset [cmake options] -- [targets]: configures and builds with all cores; output only on failure.
 build_preset() {
     preset=$1

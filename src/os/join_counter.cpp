@@ -5,8 +5,8 @@
 namespace trel::os {
 
 void JoinCounter::finish() {
-    // The owner leaves as soon as it sees 0, so nothing may be touched after the count has dropped, except by the last
-    // task of an owner that sleeps: such an owner cannot leave before the mutex is free again.
+    // The owner leaves as soon as it sees 0, so nothing may be touched after the count has dropped, except by
+    // the last task of an owner that sleeps: such an owner cannot leave before the mutex is free again.
     if (state_.fetch_sub(2, std::memory_order_acq_rel) != 3) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     woken_ = true;

@@ -9,8 +9,8 @@
 
 namespace trel::os {
 
-// Lives in the frame of the thread that hands out the tasks; only that thread calls add() and wait(). What the tasks
-// wrote is visible after wait().
+// Lives in the frame of the thread that hands out the tasks; only that thread calls add() and wait(). What
+// the tasks wrote is visible after wait().
 class JoinCounter {
   public:
     JoinCounter() = default;

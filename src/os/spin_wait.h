@@ -1,5 +1,5 @@
-// A short wait for something that another thread is about to do: long enough to bridge the gaps between the tasks of
-// a computation, short enough that an idle thread costs nothing.
+// A short wait for something that another thread is about to do: long enough to bridge the gaps between the
+// tasks of a computation, short enough that an idle thread costs nothing.
 #pragma once
 
 #include <thread>
@@ -9,8 +9,9 @@
 
 namespace trel::os {
 
-// One per wait. The first microsecond or two only pauses the processor; then the wait gives way to whoever wants the
-// processor, so that waiting threads never hold up working ones; after about 50 microseconds it is time to sleep.
+// One per wait. The first microsecond or two only pauses the processor; then the wait gives way to whoever
+// wants the processor, so that waiting threads never hold up working ones; after about 50 microseconds it is
+// time to sleep.
 class SpinWait {
   public:
     // Waits a moment. False when the caller should go to sleep instead.

@@ -1,5 +1,5 @@
-// The system's thread pool: one for the process, shared by everybody, with threads added by the system as work asks
-// for them.
+// The system's thread pool: one for the process, shared by everybody, with threads added by the system as
+// work asks for them.
 #pragma once
 
 namespace trel::os {
@@ -9,11 +9,11 @@ class PoolWork;
 
 // Null when there is no memory for it.
 PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept;
-// Hands the work to the pool; run(argument) is called once on one of its threads, or inside wait_pool_work(). `run`
-// must not throw.
+// Hands the work to the pool; run(argument) is called once on one of its threads, or inside wait_pool_work().
+// `run` must not throw.
 void submit_pool_work(PoolWork* work);
-// Returns when the submitted work has run. Work that no thread has begun is taken back and run here, so that waiting
-// inside of work never waits for a free thread.
+// Returns when the submitted work has run. Work that no thread has begun is taken back and run here, so that
+// waiting inside of work never waits for a free thread.
 void wait_pool_work(PoolWork* work);
 // The work must not be under way.
 void close_pool_work(PoolWork* work) noexcept;

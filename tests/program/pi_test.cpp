@@ -80,7 +80,7 @@ std::vector<Case> every_combination() {
     std::vector<Case> cases;
     for (int algorithm = 0; algorithm < 4; algorithm++)
         for (const int tasks : {1, 2, 7})
-            for (const char* framework : {"none", "spawn"})
+            for (const char* framework : {"none", "spawn", "cilk"})
                 for (const char* isa : {"avx512", "avx2"})
                     cases.push_back({algorithm, tasks, framework, isa});
     return cases;
@@ -160,10 +160,10 @@ TEST(PiTest, OutputAndVerificationCanBeSwitchedOff) {
 // Twelve runs that take every value of every parameter several times.
 TEST(SlowPiTest, AMillionDigits) {
     const std::string wanted = mpfr_pi_decimal(1000000);
-    const Case cases[] = {{0, 1, "none", "avx512"},  {0, 2, "spawn", "avx512"}, {0, 7, "spawn", "avx2"},
-                          {1, 1, "spawn", "avx2"},   {1, 2, "none", "avx512"},  {1, 7, "spawn", "avx512"},
-                          {2, 1, "none", "avx2"},    {2, 2, "spawn", "avx2"},   {2, 7, "none", "avx512"},
-                          {3, 1, "spawn", "avx512"}, {3, 2, "spawn", "avx2"},   {3, 7, "spawn", "avx512"}};
+    const Case cases[] = {{0, 1, "none", "avx512"},  {0, 2, "spawn", "avx512"},  {0, 7, "cilk", "avx2"},
+                          {1, 1, "spawn", "avx2"},   {1, 2, "none", "avx512"},   {1, 7, "pushpool", "avx512"},
+                          {2, 1, "none", "avx2"},    {2, 2, "winpool", "avx2"},  {2, 7, "none", "avx512"},
+                          {3, 1, "cilk", "avx512"},  {3, 2, "taskqueue", "avx2"}, {3, 7, "cppasync", "avx512"}};
     for (const Case& c : cases) check(c, 1000000, wanted);
     TemporaryFolder folder;
     const ProgramRun run = compute({0, 2, "spawn", "avx512"}, 1000000, folder, {"-hex:1"});
@@ -176,7 +176,7 @@ TEST(SlowPiTest, AMillionDigits) {
 // stays within its bounds.
 TEST(SlowPiTest, TenMillionDigits) {
     const Case cases[] = {{0, 1, "none", "avx512"},  {1, 2, "spawn", "avx512"}, {2, 7, "spawn", "avx2"},
-                          {3, 2, "spawn", "avx512"}, {0, 2, "spawn", "avx2"},   {1, 7, "none", "avx512"}};
+                          {3, 2, "cilk", "avx512"}, {0, 2, "cilk", "avx2"},   {1, 7, "none", "avx512"}};
     std::string first, hash;
     for (const Case& c : cases) {
         if (!available(c.isa)) continue;

@@ -1,4 +1,5 @@
-// Cost of handing out tasks that do nothing, for every framework: what a split of work must gain to be worth it.
+// Cost of handing out tasks that do nothing, for every framework: what a split of work must gain to be worth
+// it.
 #include <benchmark/benchmark.h>
 
 #include <atomic>
@@ -16,7 +17,8 @@ void dispatch(benchmark::State& state, const std::string& name) {
     const u64 n = static_cast<u64>(state.range(0));
     std::atomic<u64> sum{0};
     const ParallelContext context{framework.get(), n};
-    for (auto _ : state) parallel_for(context, n, [&](u64 i) { sum.fetch_add(i, std::memory_order_relaxed); });
+    for (auto _ : state)
+        parallel_for(context, n, [&](u64 i) { sum.fetch_add(i, std::memory_order_relaxed); });
     benchmark::DoNotOptimize(sum.load());
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -27,15 +29,16 @@ void join(benchmark::State& state, const std::string& name) {
     const ParallelContext context{framework.get(), 2};
     std::atomic<u64> a{0}, b{0};
     for (auto _ : state) {
-        fork_join(context, [&] { a.fetch_add(1, std::memory_order_relaxed); },
-                  [&] { b.fetch_add(1, std::memory_order_relaxed); });
+        fork_join(
+            context, [&] { a.fetch_add(1, std::memory_order_relaxed); },
+            [&] { b.fetch_add(1, std::memory_order_relaxed); });
     }
     benchmark::DoNotOptimize(a + b);
     state.SetItemsProcessed(state.iterations() * 2);
 }
 
-// A fork-join whose halves work for the microseconds given: what is lost against half of the serial time shows what a
-// hand-over really costs, waking included.
+// A fork-join whose halves work for the microseconds given: what is lost against half of the serial time
+// shows what a hand-over really costs, waking included.
 void work(benchmark::State& state, const std::string& name) {
     const auto framework = make_default_framework_config(name)->make_framework();
     const ParallelContext context{framework.get(), 2};

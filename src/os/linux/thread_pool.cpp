@@ -1,5 +1,5 @@
-// A pool of the shape that other systems bring along. A submit adds a thread when all are busy; nobody ever waits for
-// work that has not started, so the number of threads is no matter of progress, only of speed.
+// A pool of the shape that other systems bring along. A submit adds a thread when all are busy; nobody ever
+// waits for work that has not started, so the number of threads is no matter of progress, only of speed.
 #include "os/thread_pool.h"
 
 #include <atomic>
@@ -66,9 +66,11 @@ class ThreadPool {
         u32 state;
         while ((state = work.state_.load(std::memory_order_acquire)) == PoolWork::running) {
             if (spin.once()) continue;
-            if (!work.state_.compare_exchange_strong(state, PoolWork::awaited, std::memory_order_acq_rel)) continue;
+            if (!work.state_.compare_exchange_strong(state, PoolWork::awaited, std::memory_order_acq_rel))
+                continue;
             std::unique_lock<std::mutex> lock(work.mutex_);
-            work.wake_.wait(lock, [&] { return work.state_.load(std::memory_order_acquire) == PoolWork::finished; });
+            work.wake_.wait(
+                lock, [&] { return work.state_.load(std::memory_order_acquire) == PoolWork::finished; });
         }
         work.state_.store(PoolWork::idle, std::memory_order_relaxed);
     }
@@ -132,7 +134,8 @@ class ThreadPool {
     static void finish(PoolWork& work) {
         // An owner that does not sleep leaves when it sees the state; the work may be gone then.
         u32 running = PoolWork::running;
-        if (work.state_.compare_exchange_strong(running, PoolWork::finished, std::memory_order_acq_rel)) return;
+        if (work.state_.compare_exchange_strong(running, PoolWork::finished, std::memory_order_acq_rel))
+            return;
         const std::lock_guard<std::mutex> lock(work.mutex_);
         work.state_.store(PoolWork::finished, std::memory_order_release);
         work.wake_.notify_one();

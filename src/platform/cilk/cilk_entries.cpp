@@ -69,7 +69,8 @@ void __cilkrts_cilk_for_64(void (*body)(void* data, u64 low, u64 high), void* da
     if (count == 0) return;
     WorkStealingPool& pool = running_pool();
     const u64 pieces = 8 * pool.workers();
-    const u64 indices = grain > 0 ? static_cast<u64>(grain) : std::min(count / pieces + (count % pieces != 0), kLargestGrain);
+    const u64 indices =
+        grain > 0 ? static_cast<u64>(grain) : std::min(count / pieces + (count % pieces != 0), kLargestGrain);
     pool.run_loop(body, data, 0, count, indices);
 }
 

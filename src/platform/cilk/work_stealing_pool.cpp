@@ -86,7 +86,9 @@ thread_local void* t_worker = nullptr;
 }  // namespace
 
 WorkStealingPool::WorkStealingPool(u64 workers)
-    : workers_(workers), slot_count_(kGuests + workers - 1), slots_(new std::atomic<Worker*>[slot_count_]()) {}
+    : workers_(workers),
+      slot_count_(kGuests + workers - 1),
+      slots_(new std::atomic<Worker*>[slot_count_]()) {}
 
 WorkStealingPool::~WorkStealingPool() {
     ending_.store(true);
@@ -170,7 +172,8 @@ WorkStealingPool::Piece* WorkStealingPool::steal(Worker& thief) {
     if (n == 0) return nullptr;
     u64 i = thief.next_random() % n;
     for (u64 seen = 0; seen < n; seen++, i = i + 1 == n ? 0 : i + 1) {
-        Worker* const victim = slots_[i < guests ? i : kGuests + (i - guests)].load(std::memory_order_acquire);
+        Worker* const victim =
+            slots_[i < guests ? i : kGuests + (i - guests)].load(std::memory_order_acquire);
         if (victim == &thief) continue;
         if (Piece* const piece = victim->take_oldest()) return piece;
     }
@@ -189,7 +192,8 @@ bool WorkStealingPool::any_work() const {
     return false;
 }
 
-// There is work to steal. One searching thread is enough: it calls for the next one when it has found something.
+// There is work to steal. One searching thread is enough: it calls for the next one when it has found
+// something.
 void WorkStealingPool::call_for_help() {
     if (searching_.load() != 0) return;
     if (sleeping_.load() != 0) {

@@ -1,7 +1,7 @@
-// Work stealing: every thread has a deque of the work that it has put aside. It takes its own newest piece, so it runs
-// what a serial program would run next; who has nothing takes the oldest, and largest, piece of somebody else.
-// (Blumofe and Leiserson, 1999; here the spawned half is what can be stolen, not the continuation, so that no stack has
-// to change its thread.)
+// Work stealing: every thread has a deque of the work that it has put aside. It takes its own newest piece,
+// so it runs what a serial program would run next; who has nothing takes the oldest, and largest, piece of
+// somebody else. (Blumofe and Leiserson, 1999; here the spawned half is what can be stolen, not the
+// continuation, so that no stack has to change its thread.)
 #pragma once
 
 #include <atomic>
@@ -25,8 +25,8 @@ class WorkStealingPool {
     WorkStealingPool(const WorkStealingPool&) = delete;
     WorkStealingPool& operator=(const WorkStealingPool&) = delete;
 
-    // Runs body over pieces of [low, high) of at most `grain` indices; returns when all have returned. Any thread, also
-    // from inside a body.
+    // Runs body over pieces of [low, high) of at most `grain` indices; returns when all have returned. Any
+    // thread, also from inside a body.
     void run_loop(Body body, void* data, u64 low, u64 high, u64 grain);
 
     u64 workers() const { return workers_; }
@@ -55,7 +55,8 @@ class WorkStealingPool {
     void unbind_guest(Worker& guest);
 
     const u64 workers_;
-    // Slots of threads: guests first, then the pool's own. Filled from both beginnings, never emptied before the end.
+    // Slots of threads: guests first, then the pool's own. Filled from both beginnings, never emptied before
+    // the end.
     const u64 slot_count_;
     const std::unique_ptr<std::atomic<Worker*>[]> slots_;
     std::vector<std::unique_ptr<Worker>> owned_;

@@ -9,8 +9,9 @@
 
 namespace trel {
 
-// One per dispatch, in the dispatching thread's frame. An exception of a task that ran in that thread is kept until all
-// tasks have finished and then goes on to the caller; an exception on another thread ends the process.
+// One per dispatch, in the dispatching thread's frame. An exception of a task that ran in that thread is kept
+// until all tasks have finished and then goes on to the caller; an exception on another thread ends the
+// process.
 class CallersShare {
   public:
     CallersShare() = default;

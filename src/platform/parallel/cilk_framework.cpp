@@ -47,9 +47,12 @@ CilkRuntime CilkRuntime::load(std::span<const char* const> library_names) {
         void* const library = os::open_shared_library(name);
         if (!library) continue;
         const CilkRuntime found{
-            reinterpret_cast<decltype(CilkRuntime::set_param)>(os::find_symbol(library, "__cilkrts_set_param")),
-            reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(os::find_symbol(library, "__cilkrts_cilk_for_64")),
-            reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")), true};
+            reinterpret_cast<decltype(CilkRuntime::set_param)>(
+                os::find_symbol(library, "__cilkrts_set_param")),
+            reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(
+                os::find_symbol(library, "__cilkrts_cilk_for_64")),
+            reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")),
+            true};
         if (found.set_param && found.cilk_for_64 && found.end_cilk) return found;
     }
     return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, false};

@@ -1,5 +1,5 @@
-// "cilk": loops of the Cilk Plus run-time: the genuine library where the machine has one, else the library of this
-// program behind the same entries.
+// "cilk": loops of the Cilk Plus run-time: the genuine library where the machine has one, else the library of
+// this program behind the same entries.
 #pragma once
 
 #include <span>
@@ -15,7 +15,8 @@ struct CilkRuntime {
     void (*end_cilk)();
     bool genuine;
 
-    // The one of the first library of this list that can be loaded and has all entries; else the program's own.
+    // The one of the first library of this list that can be loaded and has all entries; else the program's
+    // own.
     static CilkRuntime load(std::span<const char* const> library_names);
     // Looked for once.
     static const CilkRuntime& of_this_machine();
@@ -23,8 +24,9 @@ struct CilkRuntime {
 
 class CilkFramework final : public BasicParallelizer {
   public:
-    // Throws ResourceAcquisitionFailedException "__cilkrts_set_param() returned a failure. Unable to set # of Cilk
-    // threads.", as a framework with another number of threads does while one exists: a process has one run-time.
+    // Throws ResourceAcquisitionFailedException "__cilkrts_set_param() returned a failure. Unable to set # of
+    // Cilk threads.", as a framework with another number of threads does while one exists: a process has one
+    // run-time.
     CilkFramework(u64 worker_threads, const CilkRuntime& runtime);
     ~CilkFramework() override;  // ends the run-time's threads with the last framework
     CilkFramework(const CilkFramework&) = delete;

@@ -45,7 +45,9 @@ template <class Config>
 class FrameworkTypeOf final : public FrameworkType {
   public:
     std::string display_name() const override { return Config().display_name(); }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override { return std::make_unique<Config>(); }
+    std::unique_ptr<FrameworkConfig> make_default_config() const override {
+        return std::make_unique<Config>();
+    }
 };
 
 // A name that is already there is fatal: "Duplicate Framework Type", exit code 1.

@@ -5,7 +5,8 @@
 
 namespace trel {
 
-// How many tasks a thread may start one after another before it fans out. At least 4: lower values are stored as 4.
+// How many tasks a thread may start one after another before it fans out. At least 4: lower values are stored
+// as 4.
 class MaxSequentialDispatch {
   public:
     static constexpr u64 kLeast = 4;

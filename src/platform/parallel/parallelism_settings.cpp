@@ -13,7 +13,7 @@ namespace trel {
 ParallelismSettings ParallelismSettings::defaults(u64 processors) {
     ParallelismSettings settings;
     if (processors <= 1) return settings;
-    settings.framework = "spawn";
+    settings.framework = "cilk";
     settings.task_decomposition =
         processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition : std::bit_ceil(2 * processors);
     return settings;

@@ -15,8 +15,8 @@ struct ParallelismSettings {
     std::string framework = "none";    // a registered name
     u64 max_sequential_dispatch = 64;  // used by "spawn"; at least 4
 
-    // One processor: "none" with one task. More: "spawn" with the smallest power of two of tasks that is at
-    // least twice the processors, so that unequal tasks still fill them.
+    // One processor: "none" with one task. More: "cilk" (the fastest on Pi) with the smallest power of two of
+    // tasks that is at least twice the processors, so that unequal tasks still fill them.
     static ParallelismSettings defaults(u64 processors);
     static ParallelismSettings defaults();  // for the processors of this process
 

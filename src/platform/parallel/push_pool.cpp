@@ -88,7 +88,8 @@ bool PushPool::add_worker(const PushPoolWorker::Task* first) {
     const u32 segment = static_cast<u32>(std::bit_width(i));
     try {
         if (!segments_[segment]) {
-            segments_[segment] = std::make_unique<PushPoolWorker[]>(segment == 0 ? 1 : u64(1) << (segment - 1));
+            segments_[segment] =
+                std::make_unique<PushPoolWorker[]>(segment == 0 ? 1 : u64(1) << (segment - 1));
         }
         worker(i).start(settings_.base_group + i + 1, first);
     } catch (const std::system_error&) {

@@ -1,5 +1,5 @@
-// Worker threads that are handed one task each. There is no queue: a task goes to a worker that has nothing to do, or
-// back to who offered it.
+// Worker threads that are handed one task each. There is no queue: a task goes to a worker that has nothing
+// to do, or back to who offered it.
 #pragma once
 
 #include <array>
@@ -15,8 +15,8 @@
 
 namespace trel {
 
-// A thread with a slot for one task. Whoever claims the slot must fill it. Between tasks the worker spins for a moment
-// and then sleeps.
+// A thread with a slot for one task. Whoever claims the slot must fill it. Between tasks the worker spins for
+// a moment and then sleeps.
 class alignas(64) PushPoolWorker {
   public:
     struct Task {

@@ -1,5 +1,5 @@
-// "pushpool": standing workers to which tasks are pushed; a task that nobody takes runs at once in the dispatching
-// thread, so nested dispatch never waits for a free worker.
+// "pushpool": standing workers to which tasks are pushed; a task that nobody takes runs at once in the
+// dispatching thread, so nested dispatch never waits for a free worker.
 #pragma once
 
 #include "platform/parallel/bounded_dispatch.h"
@@ -10,8 +10,8 @@ namespace trel {
 
 class PushPoolFramework final : public BoundedParallelizer {
   public:
-    // worker_threads counts the dispatching thread: the pool holds one fewer. 0: as many as dispatches ask for, up to
-    // twice the processors, the dispatching thread included.
+    // worker_threads counts the dispatching thread: the pool holds one fewer. 0: as many as dispatches ask
+    // for, up to twice the processors, the dispatching thread included.
     PushPoolFramework(u64 worker_threads, bool randomize, u64 max_sequential_dispatch);
 
     using BoundedParallelizer::run_in_parallel;

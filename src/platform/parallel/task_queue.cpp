@@ -11,8 +11,8 @@
 namespace trel {
 namespace {
 
-// What "no limit" means: beyond this, more threads only cost memory. Tasks that no worker comes for run in the threads
-// that wait for them.
+// What "no limit" means: beyond this, more threads only cost memory. Tasks that no worker comes for run in
+// the threads that wait for them.
 u64 most_workers() {
     return std::max<u64>(512, 4 * u64(os::active_processor_count()));
 }

@@ -1,4 +1,5 @@
-// One queue of tasks, first in, first out, served by worker threads that are started as tasks find nobody waiting.
+// One queue of tasks, first in, first out, served by worker threads that are started as tasks find nobody
+// waiting.
 #pragma once
 
 #include <atomic>
@@ -19,16 +20,17 @@ class TaskQueue {
   public:
     static constexpr u64 kLastId = (u64(1) << 63) - 1;
 
-    // max_workers 0: no limit of the user's. on_start(i) is called at the start of worker number i; may be empty.
+    // max_workers 0: no limit of the user's. on_start(i) is called at the start of worker number i; may be
+    // empty.
     TaskQueue(u64 max_workers, std::function<void(u64)> on_start);
     // Closes the queue and ends the workers; they serve what is still queued.
     ~TaskQueue();
     TaskQueue(const TaskQueue&) = delete;
     TaskQueue& operator=(const TaskQueue&) = delete;
 
-    // Queues a task under a number one above the largest queued one (0 for an empty queue), which is returned.
-    // `join` is told when the task has finished. Throws InvalidParametersException "Queue is closed.",
-    // LimitExceededException "ID limit exceeded.".
+    // Queues a task under a number one above the largest queued one (0 for an empty queue), which is
+    // returned. `join` is told when the task has finished. Throws InvalidParametersException "Queue is
+    // closed.", LimitExceededException "ID limit exceeded.".
     u64 push_back(BasicAction& action, u64 index, os::JoinCounter& join);
     // The same for [begin, end), under successive numbers; returns the last one. The range is not empty.
     u64 push_back(BasicAction& action, u64 begin, u64 end, os::JoinCounter& join);

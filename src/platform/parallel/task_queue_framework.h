@@ -1,5 +1,5 @@
-// "taskqueue": a central queue served by workers. A thread that waits for its tasks runs those that no worker has begun,
-// so nested dispatch finishes however few workers there are.
+// "taskqueue": a central queue served by workers. A thread that waits for its tasks runs those that no worker
+// has begun, so nested dispatch finishes however few workers there are.
 #pragma once
 
 #include "platform/parallel/framework_registry.h"

@@ -12,9 +12,11 @@ class TbbFramework final : public BasicParallelizer {
     enum class ForkJoin2 : u32 { task_group, parallel_invoke };
     enum class ParallelFor : u32 { disabled, auto_partitioner, static_partitioner, simple_partitioner };
 
-    TbbFramework(ForkJoin2 fork_join, ParallelFor parallel_for) : fork_join_(fork_join), parallel_for_(parallel_for) {}
+    TbbFramework(ForkJoin2 fork_join, ParallelFor parallel_for)
+        : fork_join_(fork_join), parallel_for_(parallel_for) {}
 
-    // Throws InvalidParametersException "Invalid parallel_for() partitioner." for a mode that is none of the four.
+    // Throws InvalidParametersException "Invalid parallel_for() partitioner." for a mode that is none of the
+    // four.
     void run_in_parallel(BasicAction& action, u64 begin, u64 end) override;
     void run_in_parallel(BasicAction& a, BasicAction& b) override;
 
@@ -31,8 +33,8 @@ class TbbFramework final : public BasicParallelizer {
 class TbbConfig final : public FrameworkConfig {
   public:
     static constexpr std::array<const char*, 2> kForkJoin2 = {"task_group", "parallel_invoke"};
-    static constexpr std::array<const char*, 4> kParallelFor = {"disabled", "auto_partitioner", "static_partitioner",
-                                                                "simple_partitioner"};
+    static constexpr std::array<const char*, 4> kParallelFor = {"disabled", "auto_partitioner",
+                                                                "static_partitioner", "simple_partitioner"};
 
     std::string name() const override;
     std::string display_name() const override;

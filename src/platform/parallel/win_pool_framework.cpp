@@ -35,7 +35,8 @@ class Submitted {
         item = {nullptr, &share, &action, index};
         item.work = create(Item::run, &item);
         if (!item.work) {
-            throw ResourceAcquisitionFailedException("CreateThreadpoolWork()", "Unable to create thread pool work.");
+            throw ResourceAcquisitionFailedException("CreateThreadpoolWork()",
+                                                     "Unable to create thread pool work.");
         }
         os::submit_pool_work(item.work);
         n_++;

@@ -15,8 +15,8 @@ class WinPoolFramework final : public BoundedParallelizer {
     explicit WinPoolFramework(u64 max_sequential_dispatch, CreateWork create = os::create_pool_work)
         : BoundedParallelizer(max_sequential_dispatch), create_(create) {}
 
-    // Throws ResourceAcquisitionFailedException "Unable to create thread pool work." in the dispatching thread, after
-    // what was started has finished.
+    // Throws ResourceAcquisitionFailedException "Unable to create thread pool work." in the dispatching
+    // thread, after what was started has finished.
     using BoundedParallelizer::run_in_parallel;
     void run_in_parallel(BasicAction& a, BasicAction& b) override;
 

@@ -65,7 +65,8 @@ struct FrameworkCase {
     bool thread_per_task() const { return name == "spawn" || name == "cppasync"; }
 };
 
-// Every framework with its defaults, those with a number of workers with 1, 2, 3, 7 and 16, and every other mode.
+// Every framework with its defaults, those with a number of workers with 1, 2, 3, 7 and 16, and every other
+// mode.
 std::vector<FrameworkCase> framework_cases();
 // Only those that create a thread for every task, or only the others.
 std::vector<FrameworkCase> framework_cases(bool thread_per_task);

@@ -21,12 +21,16 @@ namespace {
 constexpr u64 kWorkers[] = {1, 2, 3, 7, 16};
 
 FrameworkCase defaults(const char* name) {
-    return {name, "", [name] { return FrameworkUnderTest{nullptr, make_default_framework_config(name)->make_framework()}; }};
+    return {name, "", [name] {
+                return FrameworkUnderTest{nullptr, make_default_framework_config(name)->make_framework()};
+            }};
 }
 
 template <class Framework, class... Args>
 FrameworkCase with(const char* name, const std::string& settings, Args... args) {
-    return {name, settings, [=] { return FrameworkUnderTest{nullptr, std::make_unique<Framework>(args...)}; }};
+    return {name, settings, [=] {
+                return FrameworkUnderTest{nullptr, std::make_unique<Framework>(args...)};
+            }};
 }
 
 }  // namespace
@@ -37,7 +41,8 @@ std::vector<FrameworkCase> framework_cases() {
         static std::set<std::string> names;
         cases.push_back(defaults(names.insert(name).first->c_str()));
     }
-    cases.push_back(with<CppAsyncFramework>("cppasync", "Either", std::launch::async | std::launch::deferred, 4));
+    cases.push_back(
+        with<CppAsyncFramework>("cppasync", "Either", std::launch::async | std::launch::deferred, 4));
     for (const u64 n : kWorkers) {
         const std::string text = std::to_string(n);
         cases.push_back(with<TaskQueueFramework>("taskqueue", text, n));
@@ -51,7 +56,8 @@ std::vector<FrameworkCase> framework_cases() {
             if (n != 1 && n != 3 && mode != 0) continue;
             const auto fork_join = static_cast<TbbFramework::ForkJoin2>(mode % 2);
             const auto parallel_for = static_cast<TbbFramework::ParallelFor>(mode / 2);
-            const std::string text = std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
+            const std::string text =
+                std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
             cases.push_back({"tbb", text, [=] {
                                  return FrameworkUnderTest{
                                      std::make_shared<tbb::global_control>(

@@ -115,14 +115,16 @@ TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
         parallel_for(context, out.size(), [&](u64 i) { out[i] = i * i + round; });
         for (u64 i = 0; i < out.size(); i++) ASSERT_EQ(out[i], i * i + round);
         u64 x = 0, y = 0;
-        fork_join(context, [&] { x = round + 1; }, [&] { y = round + 2; });
+        fork_join(
+            context, [&] { x = round + 1; }, [&] { y = round + 2; });
         ASSERT_EQ(x, round + 1);
         ASSERT_EQ(y, round + 2);
     }
 }
 
 TEST_P(Frameworks, ExceptionOfTheCallersShareReachesTheCaller) {
-    // The first task that comes to the calling thread throws; the others have finished when the exception arrives.
+    // The first task that comes to the calling thread throws; the others have finished when the exception
+    // arrives.
     struct Thrower final : BasicAction {
         void run(u64) override {
             if (std::this_thread::get_id() == caller && !thrown) {
@@ -151,7 +153,8 @@ TEST_P(Frameworks, DispatchesFromSeveralThreads) {
         callers.emplace_back([&] {
             for (int round = 0; round < 10; round++) {
                 parallel_for(ParallelContext{framework_.get(), 8}, 8, [&](u64 i) {
-                    fork_join(ParallelContext{framework_.get(), 2}, [&] { sum += i; }, [&] { sum += 1; });
+                    fork_join(
+                        ParallelContext{framework_.get(), 2}, [&] { sum += i; }, [&] { sum += 1; });
                 });
             }
         });
@@ -172,7 +175,8 @@ TEST_P(Frameworks, IdleThreadsComeBack) {
 INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(trel_test::framework_cases()),
                          [](const auto& info) { return info.param.label(); });
 
-// Every task waits inside for tasks of its own: whatever the number of workers, somebody must always be able to go on.
+// Every task waits inside for tasks of its own: whatever the number of workers, somebody must always be able
+// to go on.
 class NestedDispatch : public Frameworks {};
 
 TEST_P(NestedDispatch, DepthEightOf65536Leaves) {
@@ -307,9 +311,10 @@ TEST_P(FrameworksDeathTest, ExceptionsOfChildThreadsEndTheProcess) {
     EXPECT_EXIT(throw_in_child(GetParam(), 5), ::testing::ExitedWithCode(1), "^\n" + line + "\n$");
     EXPECT_EXIT(throw_in_child(GetParam(), std::runtime_error("the text")), ::testing::ExitedWithCode(1),
                 "^\nthe text\n\n" + line + "\n$");
-    EXPECT_EXIT(throw_in_child(GetParam(), InvalidParametersException("Some::function()", "bad")),
-                ::testing::ExitedWithCode(1),
-                "Exception Encountered: InvalidParametersException.*Some::function\\(\\).*bad.*\n" + line + "\n$");
+    EXPECT_EXIT(
+        throw_in_child(GetParam(), InvalidParametersException("Some::function()", "bad")),
+        ::testing::ExitedWithCode(1),
+        "Exception Encountered: InvalidParametersException.*Some::function\\(\\).*bad.*\n" + line + "\n$");
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FrameworksDeathTest, ::testing::ValuesIn(trel_test::threaded_framework_cases()),

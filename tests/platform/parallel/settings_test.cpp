@@ -92,21 +92,23 @@ TEST(ParallelismSettings, Defaults) {
     const struct {
         u64 processors, tasks;
         const char* framework;
-    } rows[] = {{0, 1, "none"},    {1, 1, "none"},      {2, 4, "spawn"},         {3, 8, "spawn"},
-                {4, 8, "spawn"},   {6, 16, "spawn"},    {64, 128, "spawn"},      {96, 256, "spawn"},
-                {32768, 65536, "spawn"}, {100000, 65536, "spawn"}, {~u64(0), 65536, "spawn"}};
+    } rows[] = {{0, 1, "none"},         {1, 1, "none"},          {2, 4, "cilk"},          {3, 8, "cilk"},
+                {4, 8, "cilk"},         {6, 16, "cilk"},         {64, 128, "cilk"},       {96, 256, "cilk"},
+                {32768, 65536, "cilk"}, {100000, 65536, "cilk"}, {~u64(0), 65536, "cilk"}};
     for (const auto& row : rows) {
         const ParallelismSettings settings = ParallelismSettings::defaults(row.processors);
         EXPECT_EQ(settings.task_decomposition, row.tasks) << row.processors;
         EXPECT_EQ(settings.framework, row.framework) << row.processors;
         EXPECT_EQ(settings.max_sequential_dispatch, 64U);
     }
-    EXPECT_EQ(ParallelismSettings::defaults(2).summary(), "Thread Spawn (1 Thread/Task)  ->  4 / ?");
+    EXPECT_EQ(ParallelismSettings::defaults(2).summary(),
+              "Cilk Plus Work-Stealing  ->  4 / " + std::to_string(os::active_processor_count()));
 }
 
 TEST(ThreadControl, LevelsOutsideTheRangeAreItsEnds) {
     using enum os::ThreadPriority;
-    const os::ThreadPriority expected[] = {idle, lowest, below_normal, normal, above_normal, highest, time_critical};
+    const os::ThreadPriority expected[] = {idle,         lowest,  below_normal, normal,
+                                           above_normal, highest, time_critical};
     for (int level = -3; level <= 3; level++) EXPECT_EQ(thread_priority_of(level), expected[level + 3]);
     EXPECT_EQ(thread_priority_of(7), time_critical);
     EXPECT_EQ(thread_priority_of(-7), idle);
