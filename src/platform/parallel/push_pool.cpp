@@ -3,9 +3,9 @@
 #include <bit>
 #include <system_error>
 
+#include "base/errors/fatal.h"
 #include "os/cpu.h"
 #include "os/spin_wait.h"
-#include "platform/parallel/task_guard.h"
 #include "platform/parallel/thread_control.h"
 
 namespace trel {
@@ -70,7 +70,7 @@ void PushPoolWorker::run_task() {
     try {
         task.action->run(task.index);
     } catch (...) {
-        report_and_exit("PushPoolWorker: An exception was thrown from a task.");
+        fatal_thread_exception("PushPoolWorker: An exception was thrown from a task.");
     }
     // First idle, then finished: who waited for this task finds the worker free for its next one.
     state_.store(idle, std::memory_order_release);
