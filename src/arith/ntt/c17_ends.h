@@ -3,45 +3,85 @@
 //
 // A point has w = 24 (a - 1) bits, so that eight points are a "group" of exactly 3 (a - 1) words. All counts
 // of points here are multiples of eight, all row starts are group starts. Residues are balanced doubles, one
-// array a prime, points in their natural order.
+// array a prime, points in their natural order. Arrays of doubles start at multiples of 64 bytes and strides
+// are multiples of eight.
 #pragma once
 
 #include "arith/ntt/ntt_prime_sets.h"
+#include "base/simd/isa.h"
 #include "os/types.h"
 
 namespace trel {
 
-// Constants of one prime set and length, in memory of the owner of the transform (trivially destructible).
-// Filled by make_c17_end_constants(); every field is the ends' own business, but for these:
-struct C17EndConstants;
-u64 c17_end_constants_bytes(u32 a);  // a multiple of 64
-// N = b 2^c; the scale 1 / N of the inverse transform is folded into the recombination. Cheap (no power is
-// computed: tables of the set are made on first use), so that a transform can be made per product.
+struct C17SetConstants;  // c17_end_constants.h
+
+// Constants of one prime set and length; a plain value that the owner of the transform keeps.
+struct C17EndConstants {
+    static constexpr u32 kMaxPrimes = 11;
+
+    const C17SetConstants* set;  // lives as long as the program
+    double scale[kMaxPrimes];    // 1 / (N M_i) modulo prime i, M_i the product of the others; balanced
+};
+// N = b 2^c, c <= set.max_exponent; the scale 1 / N of the inverse transform is folded into the
+// recombination. Cheap: the tables of a set are made on its first use (any thread), then a few loads.
 void make_c17_end_constants(C17EndConstants* out, const NttPrimeSet& set, u32 c);
 
-// What runs from one block of points of a row to the next while a product is joined.
+// What runs from one block of points of a row to the next while a product is joined; all zero = nothing
+// below. See c17_excess().
 struct alignas(64) C17Carry {
-    u64 state[8 * 8];  // opaque; all zero = nothing below
-    double excess;     // the largest part of a coefficient above 2 w bits met so far (not negative)
+    u64 middle[5][8];  // second parts of the last group's coefficients, in limbs of 48 bits
+    u64 top[8];        // what stood above them
+    u64 out[8];        // carries out of the points
+    u64 excess[8];     // the largest parts of a coefficient above 2 w bits met so far, by lane
 };
 
 struct C17EndKernels {
     // Points [j0, j0 + count) of the operand A[0..L), zero beyond its end, as rows of limbs for reduce():
-    // limbs[row * stride + k] belongs to point j0 + k, row < limb_rows(a).
-    void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, u64* limbs, u64 stride);
-    // out[k] = point k modulo prime number `prime` of the set, balanced (|out| <= p / 2 or a little more).
-    void (*reduce)(const C17EndConstants* constants, u32 prime, const u64* limbs, u64 stride, u64 count,
+    // limbs[row * stride + k] is the row-th piece of 24 bits of point j0 + k, row < c17_limb_rows(a). Reads
+    // nothing but A[0..L).
+    void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stride);
+    // out[k] = point k modulo prime number `prime` of the set, |out[k]| <= p / 2 + 1.
+    void (*reduce)(const C17EndConstants* constants, u32 prime, const double* limbs, u64 stride, u64 count,
                    double* out);
     // Joins `count` points: residues[i * stride + k] modulo prime i (any magnitude below 2^51), to the
-    // 3 (a - 1) count / 8 words at out, with the carry from below; not a byte more is written.
+    // 3 (a - 1) count / 8 words at out, with the carry from below; not a byte more is written. Exact for
+    // coefficients from 0 to (1 - 2^-39) times the product of the primes.
     void (*recombine)(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
                       C17Carry* carry, Word* out);
-    // The words that stand above the last point: 3 (a - 1) words to add at the next group.
+    // The words that stand above the last point: 3 (a - 1) words to add at the next group. The carry is empty
+    // afterwards, but for the excess.
     void (*flush)(const C17EndConstants* constants, C17Carry* carry, Word* out);
 };
 
+// The rows that cut() writes.
 constexpr u32 c17_limb_rows(u32 a) {
-    return a;  // an upper bound of the rows that cut() writes
+    return a - 1;
+}
+// The words of a group of eight points.
+constexpr u64 c17_group_words(u32 a) {
+    return 3 * (u64(a) - 1);
+}
+
+// The largest part of a coefficient above its 2 w bits; above 2^63 when one was negative, i.e. lay beyond
+// what the set of primes can tell. To be compared with 2^(c + ceil(log2 b) + 1).
+inline u64 c17_excess(const C17Carry& carry) {
+    u64 largest = 0;
+    for (u64 e : carry.excess) largest = e > largest ? e : largest;
+    return largest;
+}
+
+// To start in the middle of a row: recombine the group before the first wanted one with an empty carry and
+// look at its words. True: the carry that this leaves is the right one, whatever stands below the group.
+// False (a run of ones; never for group 0, where nothing stands below): start a group earlier.
+//
+// What is missing are contributions to the first two points of the group (the coefficients before spread over
+// three points) and a carry, together at most 1 at the bottom of the third point; a word above it that is not
+// all ones stops that.
+inline bool c17_carry_is_decided(u32 a, const Word* group) {
+    for (u64 i = c17_group_words(a) - 1; i * 8 >= 2 * c17_group_words(a); i--) {
+        if (group[i] != ~Word(0)) return true;
+    }
+    return false;
 }
 
 namespace avx2 {
@@ -50,5 +90,9 @@ extern const C17EndKernels c17_end_kernels;
 namespace avx512 {
 extern const C17EndKernels c17_end_kernels;
 }
+
+// The kernels of the level in use, and of a given one.
+const C17EndKernels& c17_end_kernels();
+const C17EndKernels& c17_end_kernels(Isa isa);
 
 }  // namespace trel
