@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "arith/ntt/c17_end_constants.h"
+#include "base/errors/exceptions.h"
 #include "os/memory.h"
 #include "reference/mpz_words.h"
 #include "support/scratch.h"
@@ -304,8 +305,8 @@ class C17RecombineTest : public C17EndsTest {
                 case Kind::all_ones: x[j] = one - 1; break;
                 case Kind::mixed:
                     x[j] = below(3) == 0   ? random_below(limit)
-                           : below(2) == 0 ? one - below(2)
-                                           : one * one - 1 - below(2) * random_below(one);
+                           : below(2) == 0 ? one - big(below(2))
+                                           : one * one - 1 - big(below(2)) * random_below(one);
                     break;
                 case Kind::whole_range:
                     x[j] = random_below(product_of(set) * 1023 / 1024);
