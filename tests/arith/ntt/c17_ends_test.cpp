@@ -304,9 +304,14 @@ class C17RecombineTest : public C17EndsTest {
                 case Kind::running_carry: x[j] = j == 0 ? one : one - 1; break;
                 case Kind::all_ones: x[j] = one - 1; break;
                 case Kind::mixed:
-                    x[j] = below(3) == 0   ? random_below(limit)
-                           : below(2) == 0 ? one - big(below(2))
-                                           : one * one - 1 - big(below(2)) * random_below(one);
+                    if (below(3) == 0) {
+                        x[j] = random_below(limit);
+                    } else if (below(2) == 0) {
+                        x[j] = one - big(below(2));
+                    } else {
+                        x[j] = one * one - 1;
+                        if (below(2) == 0) x[j] -= random_below(one);
+                    }
                     break;
                 case Kind::whole_range:
                     x[j] = random_below(product_of(set) * 1023 / 1024);
