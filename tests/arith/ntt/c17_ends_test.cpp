@@ -146,15 +146,17 @@ class FencedWords {
         page_ = os::page_size();
         const os::MappedMemory memory = os::map_memory(4 * page_, false);
         base_ = static_cast<char*>(memory.base);
-        os::unmap_memory(base_, page_);
-        os::unmap_memory(base_ + 3 * page_, page_);
+        release(base_, page_);
+        release(base_ + 3 * page_, page_);
     }
-    ~FencedWords() { os::unmap_memory(base_ + page_, 2 * page_); }
+    ~FencedWords() { release(base_ + page_, 2 * page_); }
     Word* first() const { return reinterpret_cast<Word*>(base_ + page_); }
     Word* last(u64 n) const { return reinterpret_cast<Word*>(base_ + 3 * page_) - n; }
     u64 capacity() const { return 2 * page_ / 8; }
 
   private:
+    static void release(void* base, u64 bytes) { EXPECT_FALSE(os::unmap_memory(base, bytes)); }
+
     u64 page_;
     char* base_;
 };
