@@ -13,9 +13,9 @@ namespace {
 #if defined(TREL_ISA_avx512)
 
 TREL_VEC U64x8 load_rows(const u8* low, const u8* high) {
-    return {_mm512_inserti64x4(
-        _mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(low))),
-        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(high)), 1)};
+    return {
+        _mm512_inserti64x4(_mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(low))),
+                           _mm256_loadu_si256(reinterpret_cast<const __m256i*>(high)), 1)};
 }
 TREL_VEC void store_row_low(u8* p, U64x8 a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(a.v));

@@ -21,10 +21,10 @@ constexpr u64 kMask24 = (u64(1) << 24) - 1;
 // Shapes of a point of w = 24 (a - 1) bits.
 template <u32 a>
 struct Shape {
-    static constexpr u32 kBytes = 3 * (a - 1);     // of a point
-    static constexpr u32 kLimbs24 = a - 1;         // of a point
-    static constexpr u32 kLimbs48 = a / 2;         // of a point; when a is even, the last has 24 bits
-    static constexpr bool kHalf = a % 2 == 0;      // then a point's end lies in the middle of a limb
+    static constexpr u32 kBytes = 3 * (a - 1);  // of a point
+    static constexpr u32 kLimbs24 = a - 1;      // of a point
+    static constexpr u32 kLimbs48 = a / 2;      // of a point; when a is even, the last has 24 bits
+    static constexpr bool kHalf = a % 2 == 0;   // then a point's end lies in the middle of a limb
     static constexpr u32 kGroupWords = 3 * (a - 1);
 };
 
@@ -116,12 +116,12 @@ void reduce_points(const C17EndConstants* constants, u32 prime, const double* li
 //
 // Sums of y_i m_ik, where m_ik are the digits of M_i in base 2^48: H_k starts at 1.5 * 2^100, whose unit is
 // 2^48, and collects the products rounded to that unit; low_k collects the rests, which are exact and at most
-// 2^47 each. |y_i| <= 0.75 p_i, |q| < 0.75 a + 1 and |m_ik| <= 2^47 keep the sums of products below 2^99, so
-// that H_k never leaves [2^100, 2^101); a <= 11 rests keep low_k, which starts at 1.5 * 2^52, within
-// [2^52, 2^53). The bits of both are then integers plus a constant of the upper 16 bits, kBiasHigh and
-// kBiasLow; the sum of the constants arrives in the next limb as if it were a carry, so low_k starts that much
-// lower.
-constexpr double kStartHigh = 1901475900342344102245054808064.0;  // 1.5 * 2^100
+// 2^47 each. |y_i| <= 0.75 p_i and |q| < 0.75 a + 1 keep the sums of products below 2^99 in every set (a test
+// adds them up), so that H_k never leaves [2^100, 2^101); a <= 11 rests keep low_k, which starts at
+// 1.5 * 2^52, within [2^52, 2^53). The bits of both are then integers plus a constant of the upper 16 bits,
+// kBiasHigh and kBiasLow; the sum of the constants arrives in the next limb as if it were a carry, so low_k
+// starts that much lower.
+constexpr double kStartHigh = 0x1.8p100;
 constexpr u64 kBiasHigh = 0x4638, kBiasLow = 0x4338;
 
 template <u32 a>
@@ -130,7 +130,7 @@ TREL_VEC void coefficients(const C17EndConstants* constants, const double* resid
     const C17PrimeConstants* primes = constants->set->primes;
     const F64x8 magic = broadcast(kMagic);
     F64x8 y[a];
-    // Sums of y_i / p_i are 2^-46 accurate: rounding a sum less a half, plus a little, is the floor of all
+    // Sums of y_i / p_i are accurate to 2^-45: rounding a sum less a half, plus a little, is the floor of all
     // that is not within 2^-39 below an integer.
     F64x8 sum = broadcast(-0.5 + 0x1p-40);
     C17_UNROLL for (u32 i = 0; i < a; i++) {
@@ -296,14 +296,22 @@ void flush_points(C17Carry* carry, Word* out) {
 
 #define C17_FOR_EACH_A(call) \
     switch (a) {             \
-    case 4: call(4);         \
-    case 5: call(5);         \
-    case 6: call(6);         \
-    case 7: call(7);         \
-    case 8: call(8);         \
-    case 9: call(9);         \
-    case 10: call(10);       \
-    default: call(11);       \
+        case 4:              \
+            call(4);         \
+        case 5:              \
+            call(5);         \
+        case 6:              \
+            call(6);         \
+        case 7:              \
+            call(7);         \
+        case 8:              \
+            call(8);         \
+        case 9:              \
+            call(9);         \
+        case 10:             \
+            call(10);        \
+        default:             \
+            call(11);        \
     }
 
 void cut(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stride) {

@@ -70,9 +70,9 @@ TEST(C17EndConstantsTest, SayWhatTheyStandFor) {
                     EXPECT_LE(std::abs(c.high[k]), 0x1p23);
                     EXPECT_LE(std::abs(c.low[k]), 0x1p23);
                     others += exactly(c.others[k]) * power_of_two(48 * k);
-                    EXPECT_LE(std::abs(c.others[k]), 0x1p47);
+                    EXPECT_LE(std::abs(c.others[k]), k == a - 2 ? 0x1p48 : 0x1p47);
                 }
-                EXPECT_EQ(others, M / p);
+                EXPECT_EQ(others, mpz_class(M / p));
                 for (u32 e = 0; e <= set.max_exponent; e++) {
                     EXPECT_EQ(modulo(exactly(c.scale[e]) * others * b * power_of_two(e), p), 1);
                     EXPECT_LE(std::abs(c.scale[e]), c.p / 2);
@@ -103,7 +103,8 @@ TEST(C17EndConstantsTest, KeepSumsWithinTheirWords) {
             const mpz_class point = power_of_two(w) - 1;
             const mpz_class largest = point * point * b * power_of_two(set.max_exponent);
             const mpz_class M = product_of(set);
-            EXPECT_LT(largest * power_of_two(39), M * (power_of_two(39) - 1)) << a << " " << b;
+            EXPECT_LT(mpz_class(largest * power_of_two(39)), mpz_class(M * (power_of_two(39) - 1)))
+                << a << " " << b;
         }
     }
 }
@@ -298,13 +299,24 @@ class C17RecombineTest : public C17EndsTest {
         std::vector<mpz_class> x(points, 0);
         for (u64 j = 0; j < points; j++) {
             switch (kind) {
-                case Kind::zero: break;
-                case Kind::random: x[j] = random_below(limit + 1); break;
-                case Kind::largest: x[j] = limit; break;
-                case Kind::powers: x[j] = power_of_two(below(2 * w())); break;
+                case Kind::zero:
+                    break;
+                case Kind::random:
+                    x[j] = random_below(limit + 1);
+                    break;
+                case Kind::largest:
+                    x[j] = limit;
+                    break;
+                case Kind::powers:
+                    x[j] = power_of_two(below(2 * w()));
+                    break;
                 // words of ones, and a one that runs through all of them
-                case Kind::running_carry: x[j] = j == 0 ? one : one - 1; break;
-                case Kind::all_ones: x[j] = one - 1; break;
+                case Kind::running_carry:
+                    x[j] = j == 0 ? one : one - 1;
+                    break;
+                case Kind::all_ones:
+                    x[j] = one - 1;
+                    break;
                 case Kind::mixed:
                     if (below(3) == 0) {
                         x[j] = random_below(limit);
@@ -397,8 +409,9 @@ TEST_P(C17RecombineTest, NegativeCoefficientsShowAsExcess) {
     const mpz_class M = product_of(set);
     C17EndConstants constants;
     make_c17_end_constants(&constants, set, 10);
-    const mpz_class steps[] = {1, 2, power_of_two(w()), power_of_two(2 * w()) - 1, power_of_two(2 * w()),
-                               M >> 45, M >> 39, M >> 20, M >> 1};
+    const mpz_class steps[] = {
+        1,       2,     power_of_two(w()), power_of_two(2 * w()) - 1, power_of_two(2 * w()), M >> 45, M >> 39,
+        M >> 20, M >> 1};
     for (const mpz_class& below_M : steps) {
         for (u64 at = 0; at < 8; at++) {
             std::vector<mpz_class> x(8, 0);
@@ -457,7 +470,8 @@ TEST_P(C17EndsTest, BothEndsMakeProducts) {
         std::vector<Word> A(L1), B(L2);
         for (Word& x : A) x = b == 7 ? ~Word(0) : rng();
         for (Word& x : B) x = b == 7 ? ~Word(0) : rng();
-        Scratch limbs1(8 * N * (a() - 1)), limbs2(8 * N * (a() - 1)), product(8 * N * a()), r1(8 * N), r2(8 * N);
+        Scratch limbs1(8 * N * (a() - 1)), limbs2(8 * N * (a() - 1)), product(8 * N * a()), r1(8 * N),
+            r2(8 * N);
         const auto doubles = [](const Scratch& s) { return reinterpret_cast<double*>(s.data()); };
         kernels().cut(a(), A.data(), L1, 0, N, doubles(limbs1), N);
         kernels().cut(a(), B.data(), L2, 0, N, doubles(limbs2), N);
@@ -480,7 +494,7 @@ TEST_P(C17EndsTest, BothEndsMakeProducts) {
         std::vector<Word> out(n), left(group_words());
         kernels().recombine(&constants, doubles(product), N, N, &carry, out.data());
         kernels().flush(&constants, &carry, left.data());
-        EXPECT_EQ(to_mpz(out), to_mpz(A) * to_mpz(B)) << "b " << b;
+        EXPECT_EQ(to_mpz(out), mpz_class(to_mpz(A) * to_mpz(B))) << "b " << b;
         EXPECT_EQ(to_mpz(left), 0) << "b " << b;
         EXPECT_LE(c17_excess(carry), N);
     }
