@@ -39,19 +39,6 @@ namespace {
 
 const char kRun[] = "Division_BigFloatR::run()";
 
-// A view of A's words at the positions [low, high).
-BigFloat words_between(const ParallelContext& P, const BigFloat& A, i64 low, i64 high) {
-    BigFloat view = A;
-    low = std::max(low, A.exp);
-    high = std::min(high, A.mag());
-    view.L = low < high ? static_cast<u64>(high - low) : 0;
-    view.T += view.L == 0 ? 0 : low - A.exp;
-    view.exp = low;
-    newton::strip(P, view);
-    view.sign = A.sign;
-    return view;
-}
-
 }  // namespace
 
 namespace newton {
@@ -88,24 +75,9 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     }
     r.sign = A.sign;
 
-    // The words at and above w cancel. When the remainder crosses a multiple of 2^(64 w), the top words of
-    // the two windows are all ones and zero, and the difference wraps once.
+    // The words at and above w cancel.
     const BigFloat a = words_between(P, A, bottom - 2, w);
-    const Word top_a = a.word_at(w - 1);
-    const Word top_r = r.word_at(w - 1);
-    Crossing crossing = Crossing::none;
-    if (top_a == top_r) {
-        d.set_sub(q + 3, P, a, r);
-    } else if (top_a == ~Word(0) && top_r == 0) {
-        crossing = Crossing::product_above;
-        d.set_rsub(q + 3, P, r, a, w, !A.sign);
-    } else if (top_a == 0 && top_r == ~Word(0)) {
-        crossing = Crossing::product_below;
-        d.set_rsub(q + 3, P, a, r, w, A.sign);
-    } else {
-        throw AlgorithmFailedException(kRun, "Convergence Failure:\n    topA = " + std::to_string(top_a) +
-                                                 "\n    topB = " + std::to_string(top_r));
-    }
+    const Crossing crossing = subtract_windows(P, d, q + 3, a, r, w, kRun);
 
     StatusFrame frame(status, " 2M ", status_digits(p));
     held.mul_rf_xf(memory.context(), e, d, q + 3, y.mag() - static_cast<i64>(p), x_top + d.mag());

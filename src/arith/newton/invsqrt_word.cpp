@@ -36,36 +36,29 @@ namespace {
 const char kBasicRun[] = "InvsqrtWord_BigFloatR_E::run()";
 const char kRun[] = "InvsqrtWord_BigFloatR::run()";
 
-void check_plan(const InvsqrtWordPlan& plan, u64 p, u64 tds, const char* function) {
-    if (tds > plan.tds) throw InvalidParametersException(function, "tds is larger than plan.");
-    if (p > plan.p) throw InvalidParametersException(function, "p is larger than plan.");
+const newton::Iteration kIteration = {
+    kBasicRun, kRun, 4, newton::previous_precision, newton::previous_precision, newton::root_estimate_words};
+
+void run_basic(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    newton::basic_levels(
+        kIteration, T, p,
+        [&](BigFloat& start) {
+            if (w == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
+            start.set_double(1.0 / std::sqrt(static_cast<double>(w)), 0);
+        },
+        [&](BigFloat& x, u64 level) { newton::invsqrt_word_basic_step(mp, x, w, level, buffer); });
 }
 
-void basic_levels(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
-    if (p == 0) {
-        if (w == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
-        T.set_double(1.0 / std::sqrt(static_cast<double>(w)), 0);
-        return;
-    }
-    if (T.buffer_size < p + 4) throw BufferTooSmallException(kBasicRun, T.buffer_size, p + 4);
-    basic_levels(mp, T, w, newton::previous_precision(p), buffer);
-    newton::invsqrt_word_basic_step(mp, T, w, p, buffer);
-}
-
-void levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
-    if (p < newton::kTransformPrecision) return basic_levels(mp, T, w, p, buffer);
-    if (T.buffer_size < p + 4) throw BufferTooSmallException(kRun, T.buffer_size, p + 4);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
-    BigFloat x(x_words.get(), x_words.size());
-    levels(mp, status, x, w, newton::previous_precision(p), newton::larger_of(buffer, T));
-    newton::invsqrt_word_step(mp, status, T, w, x.top(newton::used_estimate_words(p)), p, buffer);
-}
-
-// T / 2, exact: one more word below when the lowest bit is set.
-void halve(const ParallelContext& P, BigFloat& T) {
-    if (T.L == 0) return;
-    T.mul_uW(P, Word(1) << 63);
-    T.exp -= 1;
+void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p,
+                LinearWordBuffer buffer) {
+    newton::window_levels(
+        kIteration, T, p, buffer,
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, w, level, rest); },
+        [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
+            newton::invsqrt_word_step(mp, status, t, w, x.top(newton::used_estimate_words(level)), level,
+                                      rest);
+        },
+        newton::larger_of);
 }
 
 }  // namespace
@@ -115,21 +108,21 @@ void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, W
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
     halve(P, T);
 
-    correct(memory.context(), status, T, x, side, held, y, p);
+    correct(memory.context(), status, T, x, T, side, held, y, p);
 }
 
 }  // namespace newton
 
 void InvsqrtWord_BigFloatR_E::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, BigFloat& T, Word w,
                                   u64 p, LinearWordBuffer buffer) {
-    check_plan(plan, p, mp.parallel.tds, kBasicRun);
-    basic_levels(mp, T, w, p, buffer);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kBasicRun);
+    run_basic(mp, T, w, p, buffer);
 }
 
 void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status,
                                 BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
-    check_plan(plan, p, mp.parallel.tds, kRun);
-    levels(mp, status, T, w, p, buffer);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    run_levels(mp, status, T, w, p, buffer);
 }
 
 void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,

@@ -4,19 +4,15 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <limits>
-#include <utility>
 
 #include "arith/multiply/dispatch.h"
+#include "arith/newton/binary_power.h"
 #include "base/errors/exceptions.h"
-#include "base/status/status_scope.h"
 
 namespace trel {
 namespace {
 
 const char kRun[] = "Power_uW_uL_BigFloatR::run()";
-const char kPowering[] = "Powering: ";              // and the exponent reached so far
-constexpr i64 kExponentLimit = 0x1fffffffffffffff;  // words
 // The result holds p + 3 words and one more that a multiplication by a word appends.
 constexpr u64 kResultExtra = 4;
 
@@ -29,13 +25,6 @@ PowerWordPlan make_plan(u64 p, u64 tds, u64 product_words) {
     plan.temporaries = p + kResultExtra;
     plan.scratch_bytes = round_up_64(multiply_scratch_bytes(product_words));
     return plan;
-}
-
-void check_exponent(i128 exponent) {
-    if (exponent <= kExponentLimit && exponent >= -kExponentLimit) return;
-    const i128 largest = std::numeric_limits<i64>::max();
-    throw ExponentOverflowException(kRun, "", static_cast<i64>(std::clamp(exponent, -largest, largest)),
-                                    kExponentLimit);
 }
 
 }  // namespace
@@ -84,24 +73,16 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     now->L = 1;
     now->exp = 0;
     now->sign = true;
-    for (int bit = squarings - 1; bit >= 0; bit--) {
-        const u64 reached = n >> (bit + 1);
-        const u64 product_words = 2 * std::min(now->L, p + 3);
+    const auto square = [&](BigFloat& product, const BigFloat& x) {
+        const u64 product_words = 2 * std::min(x.L, p + 3);
         if (product_words > plan.product_words)
             throw LimitExceededException(kRun, "Precision", plan.product_words, product_words);
-        {
-            StatusFrame frame(status, kPowering, reached);
-            next->set_sqr(p + 1, mp, *now);
-        }
-        std::swap(now, next);
-        if (n >> bit & 1) {
-            StatusFrame frame(status, kPowering, 2 * reached);
-            now->mul_uW(mp.parallel, odd);
-        }
-        check_exponent(now->exp);
-    }
+        product.set_sqr(p + 1, mp, x);
+    };
+    const auto multiply = [&](BigFloat*& x, BigFloat*&) { x->mul_uW(mp.parallel, odd); };
+    newton::binary_power(status, odd == 1 ? 1 : n, now, next, kRun, square, multiply);
     if (shift == 0) return;
-    check_exponent(static_cast<i128>(T.exp) + static_cast<i128>(shift / 64));
+    newton::check_power_exponent(static_cast<i128>(T.exp) + static_cast<i128>(shift / 64), kRun);
     if (T.L > p + 3) {  // room for the word that the shift appends
         T.L -= 1;
         T.exp += 1;

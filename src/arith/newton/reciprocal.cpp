@@ -40,33 +40,31 @@ BigFloat magnitude_of(const BigFloat& A) {
     return a;
 }
 
-void check_plan(u64 plan_p, u64 plan_tds, u64 p, u64 tds, const char* function) {
-    if (tds > plan_tds) throw InvalidParametersException(function, "tds is larger than plan.");
-    if (p > plan_p) throw InvalidParametersException(function, "p is larger than plan.");
-}
+const newton::Iteration kIteration = {
+    kBasicRun, kRun, 3, newton::previous_precision, newton::previous_precision, newton::estimate_words};
 
 // A is positive or zero here and below.
-void basic_levels(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    if (p == 0) {
-        if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
-        A.check_normalization();
-        const ScaledDouble top = top_as_double(A);
-        T.set_double(1.0 / top.d, -top.e);
-        return;
-    }
-    if (T.buffer_size < p + 3) throw BufferTooSmallException(kBasicRun, T.buffer_size, p + 3);
-    basic_levels(mp, T, A, newton::previous_precision(p), buffer);
-    newton::reciprocal_basic_step(mp, T, A, p, buffer);
+void run_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    newton::basic_levels(
+        kIteration, T, p,
+        [&](BigFloat& start) {
+            if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
+            A.check_normalization();
+            const ScaledDouble top = top_as_double(A);
+            start.set_double(1.0 / top.d, -top.e);
+        },
+        [&](BigFloat& x, u64 level) { newton::reciprocal_basic_step(mp, x, A, level, buffer); });
 }
 
-void levels(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
-            LinearWordBuffer buffer) {
-    if (p < newton::kTransformPrecision) return basic_levels(mp, T, A, p, buffer);
-    if (T.buffer_size < p + 3) throw BufferTooSmallException(kRun, T.buffer_size, p + 3);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::estimate_words(p));
-    BigFloat x(x_words.get(), x_words.size());
-    levels(mp, status, x, A, newton::previous_precision(p), newton::larger_of(buffer, T));
-    newton::reciprocal_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
+void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+                LinearWordBuffer buffer) {
+    newton::window_levels(
+        kIteration, T, p, buffer,
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
+        [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
+            newton::reciprocal_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
+        },
+        newton::larger_of);
 }
 
 }  // namespace
@@ -75,7 +73,7 @@ namespace newton {
 
 void reciprocal_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
                       LinearWordBuffer buffer) {
-    basic_levels(mp, T, magnitude_of(A), p, buffer);
+    run_basic(mp, T, magnitude_of(A), p, buffer);
     T.sign = A.sign;
 }
 
@@ -115,21 +113,21 @@ void reciprocal_step(const MultiplyContext& mp, Status& status, BigFloat& T, con
     const Estimate side = take_error_below(P, T, t, previous, kRun);
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
 
-    correct(memory.context(), status, T, x, side, held, y, p);
+    correct(memory.context(), status, T, x, T, side, held, y, p);
 }
 
 }  // namespace newton
 
 void Reciprocal_BigFloatR_E::run(const ReciprocalPlan& plan, const MultiplyContext& mp, BigFloat& T,
                                  const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    check_plan(plan.basic_p, plan.basic_tds, p, mp.parallel.tds, kBasicRun);
+    newton::check_plan(plan.basic_p, plan.basic_tds, p, mp.parallel.tds, kBasicRun);
     newton::reciprocal_basic(mp, T, A, p, buffer);
 }
 
 void Reciprocal_BigFloatR::run(const ReciprocalPlan& plan, const MultiplyContext& mp, Status& status,
                                BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
-    levels(mp, status, T, magnitude_of(A), p, buffer);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    run_levels(mp, status, T, magnitude_of(A), p, buffer);
     T.sign = A.sign;
 }
 

@@ -1,5 +1,7 @@
 #include "arith/newton/steps.h"
 
+#include <bit>
+
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 #include "base/errors/exceptions.h"
@@ -20,8 +22,18 @@ void add_correction(const ParallelContext& P, BigFloat& T, const BigFloat& x, Es
 
 }  // namespace
 
-LinearWordBuffer larger_of(const LinearWordBuffer& rest, const BigFloat& result) {
-    return rest.size() >= result.buffer_size ? rest : LinearWordBuffer(result.buffer, result.buffer_size);
+void halve(const ParallelContext& P, BigFloat& T) {
+    if (T.L == 0) return;
+    T.mul_uW(P, Word(1) << 63);
+    T.exp -= 1;
+}
+
+void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {
+    if (n == 1) return T.set_BigFloat(A.L, P, A);
+    if (A.L == 0) return T.clear();
+    if (!std::has_single_bit(n)) return T.set_div_sW(A.L + 1, P, A, static_cast<i64>(n));
+    T.set_mul_uW(A.L + 1, P, A, Word(1) << (64 - std::countr_zero(n)));
+    T.exp -= 1;
 }
 
 HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64 held) : context_(mp) {
@@ -44,12 +56,12 @@ void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Es
     add_correction(mp.parallel, T, x, side, y, p);
 }
 
-void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, Estimate side,
-             BigFloatTransformR& held, BigFloat& y, u64 p) {
-    StatusFrame frame(status, side == Estimate::over ? " O1M " : " U1M ", status_digits(p));
+void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, const BigFloat& e,
+             Estimate side, BigFloatTransformR& held, BigFloat& y, u64 p, CorrectionLabels labels) {
+    StatusFrame frame(status, side == Estimate::over ? labels.over : labels.under, status_digits(p));
     const u64 previous = previous_precision(p);
-    const i64 top = x.mag() + T.mag();
-    held.mul_rf_xf(mp, y, T, previous, top - static_cast<i64>(previous), top);
+    const i64 top = x.mag() + e.mag();
+    held.mul_rf_xf(mp, y, e, previous, top - static_cast<i64>(previous), top);
     add_correction(mp.parallel, T, x, side, y, p);
 }
 

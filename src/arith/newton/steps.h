@@ -10,11 +10,11 @@
 #include "arith/multiply/transform.h"
 #include "arith/newton/division.h"
 #include "arith/newton/error_term.h"
+#include "arith/newton/recursion.h"
+#include "arith/newton/window_difference.h"
 #include "base/status/status.h"
 
 namespace trel::newton {
-
-inline constexpr u64 kTransformPrecision = 10;  // words; below it the basic iterations run
 
 // Sizes of an iteration of p words, in words: the estimate of the level below and the correction. Multiples
 // of 8, so that everything cut behind them stays aligned for the vector kernels.
@@ -27,14 +27,32 @@ inline u64 root_estimate_words(u64 p) {
 inline u64 correction_words(u64 p) {
     return (p / 2 + 10) & ~u64(7);
 }
+// The error term of a root: the window of ceil(p/2) + 3 words and the word that halving appends.
+inline u64 root_error_words(u64 p) {
+    return (p / 2 + 12) & ~u64(7);
+}
+// The nth root converges a little slower, by the factor n + 1, and starts higher.
+inline u64 nth_root_basic_previous(u64 p) {
+    return p < 9 ? p - 1 : p / 2 + 3;
+}
+inline u64 nth_root_previous(u64 p) {
+    return p / 2 + 3;
+}
+inline u64 nth_root_estimate_words(u64 p) {
+    return (p / 2 + 16) & ~u64(7);
+}
+inline u64 nth_root_power_words(u64 p) {
+    return (p + 15) & ~u64(7);
+}
 // The words of the estimate that an iteration of p words uses.
 inline u64 used_estimate_words(u64 p) {
     return p / 2 + 3;
 }
 
-// The memory for the level below: what is left of the buffer or the result's own words, which nobody needs
-// until the estimate is there.
-LinearWordBuffer larger_of(const LinearWordBuffer& rest, const BigFloat& result);
+// T / 2, exact: one more word below when the lowest bit is set.
+void halve(const ParallelContext& P, BigFloat& T);
+// T = A / n, n >= 1, to A.L + 3 words; T: as many.
+void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n);
 
 // A transform together with the front part of the context's scratch: `held` forward transforms that stay, the
 // rest for the operations. Throws BufferTooSmallException when the scratch is too small.
@@ -58,9 +76,13 @@ class HeldTransforms {
 // x - x T, nudged upward when it is longer than p words. y takes the product.
 void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,
                    u64 p);
-// The same with x's held transform, announced as " U1M " or " O1M ".
-void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, Estimate side,
-             BigFloatTransformR& held, BigFloat& y, u64 p);
+// The same with x's held transform, announced as " U1M " or " O1M ". The error term e may stand in T.
+struct CorrectionLabels {
+    const char* under = " U1M ";
+    const char* over = " O1M ";
+};
+void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, const BigFloat& e,
+             Estimate side, BigFloatTransformR& held, BigFloat& y, u64 p, CorrectionLabels labels = {});
 
 // T = 1/A, exact to about p words, from x = 1/A to previous_precision(p) words. T: p + 3 words.
 // Basic: T holds x on entry; two temporaries of p' + 2 words are cut from the buffer.
@@ -75,9 +97,23 @@ void invsqrt_word_basic_step(const MultiplyContext& mp, BigFloat& T, Word w, u64
 void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, const BigFloat& x,
                        u64 p, LinearWordBuffer buffer);
 
-// How the remainder's window met A's: side by side, or across a multiple of 2^(64 w) with the remainder above
-// or below A's window.
-enum class Crossing { none, product_above, product_below };
+// The same for A^(-1/2). T: p + 4 words.
+// Basic: T holds x on entry; two temporaries of p' + 2 words and one of p + 2 are cut from the buffer.
+void invsqrt_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                        LinearWordBuffer buffer);
+// With windowed products: correction_words(p) and root_error_words(p) are cut.
+void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
+                  const BigFloat& x, u64 p, LinearWordBuffer buffer);
+
+// The same for A^(-1/n). T: p + 6 words.
+void nth_root_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+                         LinearWordBuffer buffer);
+// p >= 10; nth_root_power_words(p) are cut; x: at most p' + 2 words
+void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n,
+                            const BigFloat& x, u64 p, LinearWordBuffer buffer);
+void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n,
+                            const BigFloat& x, u64 p, LinearWordBuffer buffer);
+
 // T = A/B to p words from x = 1/B to q = p/2 + 1 words (at most q + 2), p >= 10. x's own buffer (plan.x
 // words) is overwritten; the two other temporaries are cut from the buffer.
 Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
@@ -86,5 +122,9 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
 // 1/A by the basic iteration without a look at a plan; T: p + 3 words.
 void reciprocal_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
                       LinearWordBuffer buffer);
+
+// A^n without a look at a plan; T: p + 4 words, the buffer as many.
+void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+           LinearWordBuffer buffer);
 
 }  // namespace trel::newton

@@ -126,6 +126,27 @@ TEST(DivisionTest, RemainderCrossesTheWindow) {
     EXPECT_GT(taken[newton::Crossing::product_below], 10);
 }
 
+// The same with the remainder on either side of another multiple of 2^(64 (w - 1)): the windows' top words
+// differ by one.
+TEST(DivisionTest, RemainderCrossesAWord) {
+    std::mt19937_64 rng(18);
+    u64 below = 0;
+    for (u64 p = 10; p <= 90; p += p < 40 ? 1 : 17)
+        for (int round = 0; round < 8; round++) {
+            const u64 q = p / 2 + 1;
+            std::vector<Word> words(p + 2, 0);
+            words[p + 1] = rng() | 1;
+            words[p + 4 - q] = 512;  // position w - 1
+            const Number A(words);
+            const Number B(make_words(Shape::random, p + 2, rng), -3);
+            EXPECT_EQ(crossing_of(A.value, B.value, p, round % 2 == 0 ? 0 : 4), newton::Crossing::none);
+            expect_quotient(A.value, B.value, p, "p=" + std::to_string(p));
+            if (HasFatalFailure()) return;
+            below++;
+        }
+    EXPECT_GT(below, 200u);
+}
+
 TEST(DivisionTest, TaskCountsGiveTheSameWords) {
     std::mt19937_64 rng(15);
     for (u64 p : {9, 10, 40, 41, 80, 100, 1500, 20000}) {

@@ -16,6 +16,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/kernels/linear_word_buffer.h"
+#include "base/errors/exceptions.h"
 #include "base/status/status.h"
 #include "support/threads.h"
 
@@ -189,6 +190,19 @@ inline double invsqrt_error(const BigFloat& T, Word w, u64 p) {
            64.0 * static_cast<double>(low - T.exp - unit);
 }
 
+// The same for A^(-1/n), A > 0: T^n A = 1 + d, and |T - root| = T |d| / n but for d's square.
+inline double root_error(const BigFloat& T, const BigFloat& A, u64 n, u64 p) {
+    const Integer t(T);
+    Integer power;
+    mpz_pow_ui(power.z, t.z, static_cast<unsigned long>(n));
+    const Integer product = power.times(Integer(A));
+    const i64 low = static_cast<i64>(n) * T.exp + A.exp;
+    if (low > 0) return 1e18;
+    const Integer difference = product.minus(Integer::power_of_word(-low));
+    return difference.log2() + 64.0 * static_cast<double>(low) - std::log2(static_cast<double>(n)) +
+           t.log2() + 64.0 * static_cast<double>(T.exp - last_kept(T, p));
+}
+
 // Operands that make truncated arithmetic carry far: random words, all ones, single bits, and their
 // neighbours.
 enum class Shape {
@@ -263,6 +277,25 @@ inline std::vector<u64> precisions() {
     for (u64 i = 0; i <= 40; i++) p.push_back(i);
     for (u64 i : {71, 72, 73, 79, 80, 81, 82, 157, 160, 299, 300, 301}) p.push_back(i);
     return p;
+}
+// A length of an operand that is cut, or not, at precision p.
+inline u64 operand_length(u64 p, std::mt19937_64& rng) {
+    const u64 lengths[] = {1, 2, std::max<u64>(p, 1), p + 1, p + 2, p + 3, 2 * p + 5};
+    return lengths[rng() % 7];
+}
+inline Shape shape_of(u64 i) {
+    return static_cast<Shape>(i % static_cast<u64>(Shape::count));
+}
+
+// "ExceptionType function message" of what f throws, or "".
+template <class F>
+std::string thrown(F&& f) {
+    try {
+        f();
+    } catch (const StringException& e) {
+        return std::string(e.get_typename()) + " " + e.function + " " + e.message;
+    }
+    return "";
 }
 
 }  // namespace trel::newton_test

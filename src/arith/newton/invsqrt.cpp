@@ -1,0 +1,163 @@
+#include "arith/newton/invsqrt.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/error_term.h"
+#include "arith/newton/steps.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+namespace {
+
+const char kBasicRun[] = "InvsqrtFloat_BigFloatR_E::run()";
+const char kRun[] = "InvsqrtFloat_BigFloatR::run()";
+
+const newton::Iteration kIteration = {
+    kBasicRun, kRun, 4, newton::previous_precision, newton::previous_precision, newton::root_estimate_words};
+
+u64 basic_words(u64 p) {
+    return p == 0 ? 0 : 2 * (newton::previous_precision(p) + 2) + p + 2;
+}
+
+// What a run of p words cuts from the word buffer; a level's temporaries take the place of those below it.
+u64 words_cut(u64 p) {
+    if (p < newton::kTransformPrecision) return basic_words(p);
+    return newton::root_estimate_words(p) +
+           std::max(newton::correction_words(p) + newton::root_error_words(p),
+                    words_cut(newton::previous_precision(p)));
+}
+
+// The convolution of A x^2: its window begins below 2^(-64 p/2), and what folds must end below 2^(-64 p).
+u64 product_words(u64 p) {
+    return p + 9 + p / 2;
+}
+
+// The greatest need is that of the highest level: x's transform is held while A x^2 is made.
+u64 window_scratch_bytes(u64 p) {
+    const MultiplySizes held = basic_table64().mSBsizes(p + 8);
+    return held.transform_data + std::max(held.transform_data + held.transform_scratch,
+                                          newton::HeldTransforms::scratch_bytes(product_words(p), 1));
+}
+
+}  // namespace
+
+InvsqrtFloatPlan InvsqrtFloatPlan::make(u64 p, u64 tds) {
+    InvsqrtFloatPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    plan.basic_p = std::min(p, newton::kTransformPrecision);
+    plan.result = p + 4;
+    plan.temporaries = round_up_8(std::max(words_cut(p), basic_words(plan.basic_p)));
+    plan.scratch_bytes = round_up_64(multiply_scratch_bytes(2 * plan.basic_p + 4));
+    if (p >= newton::kTransformPrecision)
+        plan.scratch_bytes = std::max(plan.scratch_bytes, window_scratch_bytes(p));
+    return plan;
+}
+
+namespace {
+
+// d^(-1/2) 2^(-32 e); an odd exponent lends 2^32 to the double.
+void set_start(BigFloat& T, const BigFloat& A) {
+    if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
+    if (!A.sign) throw ArithmeticException(kBasicRun, "Square root of negative number.");
+    A.check_normalization();
+    const ScaledDouble top = top_as_double(A);
+    const i64 odd = top.e & 1;
+    T.set_double(1.0 / std::sqrt(top.d) * (odd != 0 ? 0x1p32 : 1.0), (-top.e - odd) / 2);
+}
+
+void run_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    newton::basic_levels(
+        kIteration, T, p, [&](BigFloat& start) { set_start(start, A); },
+        [&](BigFloat& x, u64 level) { newton::invsqrt_basic_step(mp, x, A, level, buffer); });
+}
+
+}  // namespace
+
+namespace newton {
+
+void invsqrt_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                        LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
+    const LinearWordBuffer square_words = buffer.cut_from_bottom(p + 2);
+    BigFloat x(x_words.get(), x_words.size());
+    BigFloat y(y_words.get(), y_words.size());
+    BigFloat square(square_words.get(), square_words.size());
+
+    x.set_BigFloat(previous, P, T);
+    square.set_sqr(p, mp, x);
+    T.set_mul(p, mp, A, square);
+    const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
+    halve(P, T);
+    correct_basic(mp, T, x, side, y, p);
+}
+
+// x is transformed once, for its square and for the correction. A x^2 has 2p words, and of its window
+// [-p, -p/2) neither end may be folded upon: a convolution of 3p/2 words.
+void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
+                  const BigFloat& x, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const i64 t = std::min<i64>(error_bound(previous), 0);
+    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
+    const LinearWordBuffer e_words = buffer.cut_from_bottom(root_error_words(p));
+    BigFloat y(y_words.get(), y_words.size());
+    BigFloat e(e_words.get(), e_words.size());
+
+    const HeldTransforms memory(mp, p + 8, 1);
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    BigFloat& square = T;
+    {
+        StatusFrame frame(status, " 0S ", status_digits(p));
+        const i64 top = 2 * x.mag();
+        held.sqr_rx_xf(memory.context(), square, x, previous, top - static_cast<i64>(p), top);
+    }
+    {
+        StatusFrame frame(status, " 1M ", status_digits(p));
+        const HeldTransforms wide(memory.context(), product_words(p), 1);
+        BigFloatTransformR product(wide.transform(), wide.data(0));
+        product.mul_rr_xx(wide.context(), e, A, p, square, p, -static_cast<i64>(p), t);
+    }
+    const Estimate side = take_error_below(P, e, t, previous, kRun);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+    halve(P, e);
+
+    correct(memory.context(), status, T, x, e, side, held, y, p, {" U2M ", " O2M "});
+}
+
+}  // namespace newton
+
+void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, BigFloat& T,
+                                   const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    newton::check_plan(plan.basic_p, plan.tds, p, mp.parallel.tds, kBasicRun);
+    run_basic(mp, T, A, p, buffer);
+}
+
+void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status,
+                                 BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    newton::window_levels(
+        kIteration, T, p, buffer,
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
+        [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
+            newton::invsqrt_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
+        },
+        newton::rest_of);
+}
+
+void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                   const BigFloat& A, LinearWordBuffer buffer) {
+    StatusSection section(status, "Large Invsqrt...");
+    StatusFrame frame(section.node(), "Iterating: ");
+    InvsqrtFloat_BigFloatR::run(plan, mp, frame.node(), T, A, plan.p, buffer);
+}
+
+}  // namespace trel

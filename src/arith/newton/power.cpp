@@ -1,0 +1,141 @@
+#include "arith/newton/power.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/binary_power.h"
+#include "arith/newton/steps.h"
+#include "base/errors/exceptions.h"
+#include "base/status/status_scope.h"
+
+namespace trel {
+namespace {
+
+const char kRun[] = "Power_BF_uL_BigFloatR::run()";
+const char kExponent[] = "Power_BF_uL_BigFloatR()";
+// The result holds p + 3 words and one for a carry of the caller's.
+constexpr u64 kResultExtra = 4;
+
+// The words of the base that count for its product with the power, and the transforms for that product and
+// for the base's square.
+struct BaseSizes {
+    BaseSizes(u64 length, u64 p)
+        : product(std::min(length, p + 1) + 7 + p), square(2 * std::min(length, p + 1) + 6) {}
+    // Whether one transform serves for both, and then for all squares as well.
+    bool same_transform(u64 p) const {
+        const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(product);
+        return square >= 2 * p + 6 && &algorithm == &basic_table64().get_algorithm(square) &&
+               algorithm.sizes(product).transform_data == algorithm.sizes(square).transform_data;
+    }
+    u64 product, square;
+};
+
+// Every step at its own size: squares grow with the power.
+void power_plain(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next,
+                 const BigFloat& A, u64 n, u64 p) {
+    const auto square = [&](BigFloat& product, const BigFloat& x) { product.set_sqr(p + 1, mp, x); };
+    const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
+        product->set_mul(p + 1, mp, *x, A);
+        std::swap(x, product);
+    };
+    newton::binary_power(status, n, now, next, kExponent, square, multiply);
+}
+
+// The base is as long as the power: its transform is made once, with the first square.
+void power_held(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next, const BigFloat& A,
+                u64 n, u64 p, u64 product_words) {
+    const newton::HeldTransforms memory(mp, product_words, 1);
+    const MultiplyContext& context = memory.context();
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    const i64 kept = static_cast<i64>(p + 1);
+    const auto square = [&](BigFloat& product, const BigFloat& x) {
+        if (held.held()) return product.set_sqr(p + 1, context, x);
+        held.sqr_rx_xf(context, product, x, p + 1, 2 * x.mag() - kept, 2 * x.mag());
+    };
+    const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
+        const i64 top = x->mag() + A.mag();
+        held.mul_rf_xf(context, *product, *x, p + 1, top - kept, top);
+        std::swap(x, product);
+    };
+    newton::binary_power(status, n, now, next, kExponent, square, multiply);
+}
+
+}  // namespace
+
+PowerFloatPlan PowerFloatPlan::make(u64 p, u64 tds) {
+    PowerFloatPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    plan.result = p + kResultExtra;
+    plan.temporaries = p + kResultExtra;
+    const MultiplySizes sizes = basic_table64().mSBsizes(2 * p + 8);
+    const u64 products = std::max(sizes.transform_data + sizes.transform_scratch, sizes.scratch);
+    plan.scratch_bytes = round_up_64(sizes.transform_data + products);
+    return plan;
+}
+
+namespace newton {
+
+void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+           LinearWordBuffer buffer) {
+    if (T.buffer_size < p + kResultExtra)
+        throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
+    if (n == 0) return;
+    if (A.L == 0) return T.clear();
+    if (n == 1) return T.set_BigFloat(p + 1, mp.parallel, A);
+
+    const LinearWordBuffer words = buffer.cut_from_bottom(p + kResultExtra);
+    BigFloat other(words.get(), words.size());
+    // Each square and each product moves the power to the other buffer; the last is in T.
+    const bool even = (std::bit_width(n) - 1 + std::popcount(n) - 1) % 2 == 0;
+    BigFloat* now = even ? &T : &other;
+    BigFloat* next = even ? &other : &T;
+    now->set_BigFloat(p + 1, mp.parallel, A);
+
+    const BaseSizes sizes(A.L, p);
+    if (std::popcount(n) > 1 && sizes.same_transform(p))
+        power_held(mp, status, now, next, A, n, p, sizes.product);
+    else
+        power_plain(mp, status, now, next, A, n, p);
+}
+
+}  // namespace newton
+
+void Power_BF_uL_BigFloatR::run(const PowerFloatPlan& plan, const MultiplyContext& mp, Status& status,
+                                BigFloat& T, const BigFloat& A, u64 n, u64 p, LinearWordBuffer buffer) {
+    if (p > plan.p) throw LimitExceededException(kRun, "Precision", plan.p, p);
+    if (mp.parallel.tds > plan.tds)
+        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, mp.parallel.tds);
+    newton::power(mp, status, T, A, n, p, buffer);
+}
+
+SignedPowerPlan SignedPowerPlan::make(u64 p, u64 tds) {
+    SignedPowerPlan plan{PowerFloatPlan::make(p, tds), ReciprocalPlan::make(p, tds), 0, 0, 0};
+    plan.result = std::max(plan.power.result, plan.reciprocal.result);
+    plan.temporaries =
+        round_up_8(plan.power.result) + std::max(plan.power.temporaries, plan.reciprocal.temporaries);
+    plan.scratch_bytes = std::max(plan.power.scratch_bytes, plan.reciprocal.scratch_bytes);
+    return plan;
+}
+
+void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                 const BigFloat& A, i64 n, LinearWordBuffer buffer) {
+    if (n == 0) return T.set_double(1.0, 0);
+    const u64 magnitude = n < 0 ? 0 - static_cast<u64>(n) : static_cast<u64>(n);
+    const LinearWordBuffer words = buffer.cut_from_bottom(round_up_8(plan.power.result));
+    BigFloat denominator(words.get(), words.size());
+    {
+        StatusSection section(status, magnitude == 2 ? "Squaring..." : "Powering...");
+        Power_BF_uL_BigFloatR::run(plan.power, mp, section.node(), n < 0 ? denominator : T, A, magnitude,
+                                   plan.power.p, buffer);
+    }
+    if (n > 0) return;
+    StatusSection section(status, "Inverting...");
+    StatusFrame frame(section.node(), "Iterating: ");
+    Reciprocal_BigFloatR::run(plan.reciprocal, mp, frame.node(), T, denominator, plan.reciprocal.p, buffer);
+}
+
+}  // namespace trel

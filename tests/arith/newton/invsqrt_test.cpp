@@ -1,0 +1,279 @@
+#include "arith/newton/invsqrt.h"
+
+#include <mpfr.h>
+
+#include <csignal>
+
+#include "arith/kernels/word_array.h"
+#include "arith/newton/steps.h"
+#include "newton_test_support.h"
+#include "support/capture_console.h"
+
+namespace trel {
+namespace {
+
+using namespace newton_test;
+
+Workspace workspace(const InvsqrtFloatPlan& plan) {
+    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+}
+
+void expect_invsqrt(const BigFloat& A, u64 p, u64 tds, Status& status, const std::string& what) {
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
+    Workspace w = workspace(plan);
+    InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, A, p, w.buffer());
+    ASSERT_TRUE(w.intact()) << what;
+    ASSERT_GT(w.T.L, 0u) << what;
+    ASSERT_LE(w.T.L, p + 3) << what;
+    ASSERT_NE(w.T.T[w.T.L - 1], 0u) << what;
+    ASSERT_TRUE(w.T.sign) << what;
+    ASSERT_LE(root_error(w.T, A, 2, p), error_bits(p)) << what;
+}
+
+void expect_all_shapes(u64 p, u64 tds, std::mt19937_64& rng, Status& status) {
+    for (u64 i = 0; i < static_cast<u64>(Shape::count); i++) {
+        const u64 n = operand_length(p, rng);
+        const Number A(make_words(shape_of(i), n, rng), static_cast<i64>(rng() % 9) - 4);
+        expect_invsqrt(A.value, p, tds, status,
+                       "p=" + std::to_string(p) + " shape=" + std::to_string(i) + " n=" + std::to_string(n));
+        if (::testing::Test::HasFatalFailure()) return;
+    }
+}
+
+TEST(InvsqrtTest, AllShapesAtAllPrecisions) {
+    std::mt19937_64 rng(41);
+    RecordingStatus status;
+    for (u64 p = 0; p <= 300; p++) {
+        expect_all_shapes(p, 1, rng, status);
+        if (HasFatalFailure()) return;
+    }
+    EXPECT_EQ(status.depth, 0u);
+    EXPECT_GT(status.count(" 0S "), 1000u);
+    EXPECT_EQ(status.count(" 0S "), status.count(" 1M "));
+    EXPECT_GT(status.count(" O2M "), 1000u);
+    // exact estimates need no correction
+    EXPECT_GT(status.count(" 0S "), status.count(" O2M ") + status.count(" U2M ") + 100);
+}
+
+TEST(InvsqrtTest, LargePrecisions) {
+    std::mt19937_64 rng(42);
+    for (u64 p : {999, 1000, 10000}) expect_all_shapes(p, 1, rng, null_status());
+}
+
+TEST(SlowInvsqrtTest, HundredThousandWords) {
+    std::mt19937_64 rng(43);
+    for (u64 tds : {1, 2, 7}) expect_all_shapes(100000, tds, rng, null_status());
+}
+
+// The upward nudge makes nearly every estimate an over-estimate; a lowered one takes the other branch.
+TEST(InvsqrtTest, UnderEstimatesAreCorrected) {
+    std::mt19937_64 rng(44);
+    RecordingStatus status;
+    u64 runs = 0;
+    for (u64 p : precisions()) {
+        if (p < 10) continue;
+        for (Shape shape : {Shape::random, Shape::small_top}) {
+            const Number A(make_words(shape, p + 1, rng));
+            const u64 previous = newton::previous_precision(p);
+            const InvsqrtFloatPlan below = InvsqrtFloatPlan::make(previous, 1),
+                                   plan = InvsqrtFloatPlan::make(p, 1);
+            Workspace x = workspace(below), w = workspace(plan);
+            InvsqrtFloat_BigFloatR::run(below, x.mp, null_status(), x.T, A.value, previous, x.buffer());
+            BigFloat estimate = x.T.top(newton::used_estimate_words(p));
+            ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
+            newton::invsqrt_step(w.mp, status, w.T, A.value, estimate, p, w.buffer());
+            ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p) + 2) << p;
+            runs++;
+        }
+    }
+    EXPECT_GT(runs, 80u);
+    EXPECT_EQ(status.count(" U2M "), runs);
+}
+
+TEST(InvsqrtTest, AgreesWithMpfr) {
+    std::mt19937_64 rng(45);
+    for (u64 p : {9, 10, 700}) {
+        const Number A(make_words(Shape::random, p, rng), -static_cast<i64>(p));
+        const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+        Workspace w = workspace(plan);
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
+        mpfr_t root, ours;
+        mpfr_inits2(static_cast<mpfr_prec_t>(64 * (p + 4)), root, ours, nullptr);
+        mpfr_set_z_2exp(root, Integer(A.value).z, -64 * static_cast<long>(p), MPFR_RNDN);
+        mpfr_rec_sqrt(root, root, MPFR_RNDN);
+        mpfr_set_z_2exp(ours, Integer(w.T).z, 64 * static_cast<long>(w.T.exp), MPFR_RNDN);
+        mpfr_sub(ours, ours, root, MPFR_RNDN);
+        EXPECT_LT(mpfr_get_exp(ours), 64 * static_cast<long>(w.T.mag() - static_cast<i64>(p) - 1) + 5);
+        mpfr_clears(root, ours, nullptr);
+    }
+}
+
+// The inverse root of 4 is one half, of 2 at precision 0 a double; even and odd exponents.
+TEST(InvsqrtTest, FourAndTwo) {
+    for (u64 p : {0, 1, 2, 9, 10, 11, 100})
+        for (i64 exp : {-1000, -2, 0, 2, 6}) {
+            const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+            Workspace w = workspace(plan);
+            const Number four({4}, exp);
+            RecordingStatus status;
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, four.value, p, w.buffer());
+            ASSERT_EQ(w.T.L, 1u) << p;
+            EXPECT_EQ(w.T.T[0], Word(1) << 63);
+            EXPECT_EQ(w.T.exp, -exp / 2 - 1);
+            EXPECT_EQ(status.count(" O2M ") + status.count(" U2M "), 0u);
+            const Number odd({Word(1) << 32}, exp + 1);  // 2^(64 exp + 96)
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, odd.value, p, w.buffer());
+            ASSERT_EQ(w.T.L, 1u) << p;
+            EXPECT_EQ(w.T.T[0], Word(1) << 16);
+            EXPECT_EQ(w.T.exp, -exp / 2 - 1);
+        }
+    for (i64 exp : {-3, -2, -1, 0, 1, 2, 3}) {
+        const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(0, 1);
+        Workspace w = workspace(plan);
+        const Number two({2}, exp);
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, two.value, 0, w.buffer());
+        const double value = std::ldexp(Integer(w.T).log2() + 64.0 * static_cast<double>(w.T.exp), 0);
+        EXPECT_NEAR(value, -0.5 - 32.0 * static_cast<double>(exp), 1e-12) << exp;
+    }
+}
+
+TEST(InvsqrtTest, BasicForm) {
+    std::mt19937_64 rng(46);
+    for (u64 p = 0; p <= 10; p++)
+        for (u64 i = 0; i < 64; i++) {
+            const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+            Workspace w = workspace(plan);
+            const Number A(make_words(shape_of(i), operand_length(p, rng), rng),
+                           static_cast<i64>(rng() % 9) - 4);
+            InvsqrtFloat_BigFloatR_E::run(plan, w.mp, w.T, A.value, p, w.buffer());
+            ASSERT_TRUE(w.intact());
+            ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p)) << p << " " << i;
+        }
+}
+
+TEST(InvsqrtTest, TaskCountsGiveTheSameWords) {
+    std::mt19937_64 rng(47);
+    for (u64 p : {9, 10, 40, 41, 80, 100, 1500, 10000}) {
+        const Number A(make_words(Shape::random, p + 2, rng));
+        std::vector<Word> first;
+        for (u64 tds : {1, 2, 7}) {
+            const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
+            Workspace w = workspace(plan);
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
+            EXPECT_TRUE(w.intact());
+            const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
+            if (first.empty()) first = words;
+            EXPECT_EQ(words, first) << "p=" << p << " tds=" << tds;
+        }
+    }
+}
+
+TEST(InvsqrtTest, Refusals) {
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(30, 2);
+    Workspace w = workspace(plan);
+    const Number zero({}), three({3}), negative({3}, 0, false);
+    const auto run = [&](const Number& A, u64 p, u64 tds) {
+        return thrown([&] {
+            InvsqrtFloat_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, A.value, p, w.buffer());
+        });
+    };
+    const auto basic = [&](const Number& A, u64 p, u64 tds) {
+        return thrown(
+            [&] { InvsqrtFloat_BigFloatR_E::run(plan, w.mp.with_tds(tds), w.T, A.value, p, w.buffer()); });
+    };
+    EXPECT_EQ(run(three, 30, 2), "");
+    EXPECT_EQ(run(three, 31, 2),
+              "InvalidParametersException InvsqrtFloat_BigFloatR::run() p is larger than plan.");
+    EXPECT_EQ(run(three, 30, 3),
+              "InvalidParametersException InvsqrtFloat_BigFloatR::run() tds is larger than plan.");
+    EXPECT_EQ(basic(three, 11, 2),
+              "InvalidParametersException InvsqrtFloat_BigFloatR_E::run() p is larger than plan.");
+    EXPECT_EQ(basic(three, 3, 3),
+              "InvalidParametersException InvsqrtFloat_BigFloatR_E::run() tds is larger than plan.");
+    for (u64 p : {0, 5, 30}) {
+        EXPECT_EQ(run(zero, p, 1), "ArithmeticException InvsqrtFloat_BigFloatR_E::run() Divide by zero.");
+        EXPECT_EQ(run(negative, p, 1),
+                  "ArithmeticException InvsqrtFloat_BigFloatR_E::run() Square root of negative number.");
+    }
+    BigFloat small(w.result.get(), 33);
+    const auto too_small = [&](u64 p, u64 buffer_words, u64 scratch_bytes) -> std::string {
+        try {
+            InvsqrtFloat_BigFloatR::run(
+                plan, w.mp.with_scratch(AlignedBufferC(w.scratch.get(), scratch_bytes)), null_status(), small,
+                three.value, p, LinearWordBuffer(w.temporaries.get(), buffer_words));
+        } catch (const BufferTooSmallException& e) {
+            return e.function;
+        }
+        return "";
+    };
+    EXPECT_EQ(too_small(30, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR::run()");
+    small.buffer_size = 8;
+    EXPECT_EQ(too_small(5, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR_E::run()");
+    small.buffer_size = 34;
+    EXPECT_EQ(too_small(30, 40, plan.scratch_bytes), "LinearWordBuffer::cut_from_bottom()");
+    EXPECT_EQ(too_small(30, plan.temporaries, plan.scratch_bytes - 64), "TransformHelper::TransformHelper()");
+}
+
+TEST(InvsqrtDeathTest, UnnormalisedOperandIsFatal) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto run = [] {
+        print_to_stderr();
+        Word words[2] = {5, 0};
+        BigFloat A(words, 2);
+        A.L = 2;
+        A.sign = true;
+        const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(20, 1);
+        Workspace w = workspace(plan);
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A, 20, w.buffer());
+    };
+    EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT),
+                "BigFloat::check_normalization\\(\\): Top word is zero\\.");
+}
+
+TEST(InvsqrtTest, WrongEstimateIsFound) {
+    const u64 p = 60, previous = p / 2 + 1;
+    std::mt19937_64 rng(48);
+    const Number A(make_words(Shape::random, p, rng));
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+    for (u64 depth : {0, 1, 20}) {
+        Workspace x = workspace(plan), w = workspace(plan);
+        InvsqrtFloat_BigFloatR::run(plan, x.mp, null_status(), x.T, A.value, previous, x.buffer());
+        BigFloat estimate = x.T.top(newton::used_estimate_words(p));
+        estimate.T[estimate.L - 1 - depth] ^= 1 << 30;
+        const std::string message =
+            thrown([&] { newton::invsqrt_step(w.mp, null_status(), w.T, A.value, estimate, p, w.buffer()); });
+        const std::string begin =
+            "AlgorithmFailedException InvsqrtFloat_BigFloatR::run() Convergence Failure:\n    top = ";
+        ASSERT_EQ(message.rfind(begin, 0), 0u) << message;
+        EXPECT_GT(message.size(), begin.size());
+        EXPECT_EQ(message.find_first_not_of("0123456789", begin.size()), std::string::npos) << message;
+    }
+    const Number two({2}), five({5});
+    const auto basic = [&](const Number& a, double x) {
+        Workspace w = workspace(plan);
+        w.T.set_double(x, 0);
+        return thrown([&] { newton::invsqrt_basic_step(w.mp, w.T, a.value, 6, w.buffer()); });
+    };
+    const std::string name = "AlgorithmFailedException InvsqrtFloat_BigFloatR_E::run() ";
+    EXPECT_EQ(basic(two, 0.5), name +
+                                   "Under-Estimate -> Convergence Failure:\n    Maximum Error = -4\n"
+                                   "    Actual Error  = 0");
+    EXPECT_EQ(basic(two, 0.75), name +
+                                    "Over-Estimate -> Convergence Failure:\n    Maximum Error = -4\n"
+                                    "    Actual Error  = 0");
+    EXPECT_EQ(basic(five, 1.0), name + "Convergence Failure:\n    top = 5");
+}
+
+TEST(InvsqrtTest, AnnouncesItself) {
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(12, 1);
+    Workspace w = workspace(plan);
+    RecordingStatus status;
+    const Number A({10005});
+    large_invsqrt(plan, w.mp, status, w.T, A.value, w.buffer());
+    EXPECT_EQ(status.sections, std::vector<std::string>{"Large Invsqrt..."});
+    EXPECT_EQ(status.frames, (std::vector<std::string>{"Iterating: ", " 0S 231", " 1M 231", " O2M 231"}));
+    EXPECT_LE(root_error(w.T, A.value, 2, 12), error_bits(12));
+}
+
+}  // namespace
+}  // namespace trel
