@@ -20,8 +20,8 @@ constexpr u32 kMaxB = 7;
 constexpr u64 kParallelResidues = u64(1) << 15;
 // Rows are split for tasks from this length on.
 constexpr u32 kSplitExponent = 12;
-// Points before the window that are joined too, so that what is left out below them is less than one unit of
-// the window's lowest word: coefficients reach less than three points up.
+// Points before the window that are joined too. What is left out below them reaches less than two points up,
+// so that it can carry into the window only through a point all of whose bits are set.
 constexpr u64 kPointsBefore = 3;
 
 // log2 of the points that are transformed level by level. The hint f of a record is the logarithm of a block
@@ -263,64 +263,96 @@ void IntegerNttTransform<W>::inverse(const ParallelContext& P, Word* T, u64 skip
     recombine(P, T, skip, total, out);
 }
 
-// Joins the columns [from, to) of every one of the b runs of 2^c points. Returns the largest excess.
+// Coefficients of 64 columns as they lie in the work area, and the words that they are joined to.
 template <class W>
-W IntegerNttTransform<W>::recombine_columns(const Window& window, const W* residues, u64 from, u64 to,
-                                            Carries& carries) const {
-    using Types = IntegerNttTypes<W>;
-    constexpr u64 kMaxA = Types::kMaxPrimes;
-    const u32 a = record_.a, b = record_.b, c = record_.c;
-    const u64 point_bytes = (a - 1) * (sizeof(W) / 2), kept_bytes = (a + 1) * sizeof(W) - point_bytes;
-    alignas(64) W by_point[kMaxB][kMaxA * kBlock];
+struct IntegerNttTransform<W>::Block {
+    static constexpr u64 kMaxA = IntegerNttTypes<W>::kMaxPrimes;
+
+    alignas(64) W by_point[kMaxB][kMaxA * kBlock];  // residues of the points column + 64 k in run t
     alignas(64) W limbs[(IntegerNttSet<W>::kMaxLimbs + 2) * kBlock];
-    std::fill_n(limbs + set_->limbs * kBlock, 2 * kBlock, W(0));
     u8 bytes[kBlock * (kMaxA - 1) * (sizeof(W) / 2)];
-    std::memset(&carries, 0, sizeof carries);
-    W excess = 0;
-    for (u64 column = from; column < to; column += kBlock) {
-        for (u32 i = 0; i < a; i++) {
-            const W* const row = residues + (u64(i) * b << c) + column;
-            if (b == 1) {
-                std::memcpy(by_point[0] + kBlock * i, row, kBlock * sizeof(W));
-                continue;
-            }
-            alignas(64) W rows[kMaxB * kBlock];
-            for (u32 r = 0; r < b; r++) {
-                std::memcpy(rows + kBlock * r, row + (u64(r) << c), kBlock * sizeof(W));
-            }
-            kernels_->inverse_b(set_->prime[i], b, rows);
-            for (u32 t = 0; t < b; t++) {
-                u32 r = static_cast<u32>((column + (u64(t) << c)) % b);
-                for (u64 k = 0; k < kBlock; k++) {
-                    by_point[t][kBlock * i + k] = rows[kBlock * r + k];
-                    r = r + 1 == b ? 0 : r + 1;
-                }
-            }
+    W excess = 0;  // the largest part of a coefficient above a product of two points
+
+    explicit Block(const IntegerNttSet<W>& set) { std::fill_n(limbs + set.limbs * kBlock, 2 * kBlock, W(0)); }
+};
+
+template <class W>
+void IntegerNttTransform<W>::load_block(Block& block, const W* residues, u64 column) const {
+    const u32 a = record_.a, b = record_.b, c = record_.c;
+    for (u32 i = 0; i < a; i++) {
+        const W* const row = residues + (u64(i) * b << c) + column;
+        if (b == 1) {
+            std::memcpy(block.by_point[0] + kBlock * i, row, kBlock * sizeof(W));
+            continue;
         }
+        alignas(64) W rows[kMaxB * kBlock];
+        for (u32 r = 0; r < b; r++) {
+            std::memcpy(rows + kBlock * r, row + (u64(r) << c), kBlock * sizeof(W));
+        }
+        kernels_->inverse_b(set_->prime[i], b, rows);
         for (u32 t = 0; t < b; t++) {
-            const u64 first = (u64(t) << c) + column;
-            if (first + kBlock <= window.first || first >= window.end) continue;
-            kernels_->combine(*set_, c, by_point[t], limbs);
-            W* const carry = carries.words[t];
+            u32 r = static_cast<u32>((column + (u64(t) << c)) % b);
             for (u64 k = 0; k < kBlock; k++) {
-                W sum[kMaxA + 1];
-                words_of_limbs(sum, limbs + k, a);
-                excess = std::max(excess, sum[a - 1]);
-                W over = 0;
-                for (u32 i = 0; i < a; i++) {
-                    const typename Types::Wide s = typename Types::Wide(sum[i]) + carry[i] + over;
-                    sum[i] = static_cast<W>(s);
-                    over = static_cast<W>(s >> (8 * sizeof(W)));
-                }
-                sum[a] = carry[a] + over;
-                std::memcpy(bytes + k * point_bytes, sum, point_bytes);
-                std::memcpy(carry, reinterpret_cast<const u8*>(sum) + point_bytes, kept_bytes);
-                std::memset(reinterpret_cast<u8*>(carry) + kept_bytes, 0, point_bytes);
+                block.by_point[t][kBlock * i + k] = rows[kBlock * r + k];
+                r = r + 1 == b ? 0 : r + 1;
             }
-            window.write(first * point_bytes, bytes, kBlock * point_bytes);
         }
     }
-    return excess;
+}
+
+// The points of run t to block.bytes, with the carry from below; leaves the carry above.
+template <class W>
+void IntegerNttTransform<W>::join(Block& block, u32 t, W* carry) const {
+    using Wide = typename IntegerNttTypes<W>::Wide;
+    const u32 a = record_.a;
+    const u64 point_bytes = (a - 1) * (sizeof(W) / 2), kept_bytes = (a + 1) * sizeof(W) - point_bytes;
+    kernels_->combine(*set_, record_.c, block.by_point[t], block.limbs);
+    for (u64 k = 0; k < kBlock; k++) {
+        W sum[Block::kMaxA + 1];
+        words_of_limbs(sum, block.limbs + k, a);
+        block.excess = std::max(block.excess, sum[a - 1]);
+        W over = 0;
+        for (u32 i = 0; i < a; i++) {
+            const Wide s = Wide(sum[i]) + carry[i] + over;
+            sum[i] = static_cast<W>(s);
+            over = static_cast<W>(s >> (8 * sizeof(W)));
+        }
+        sum[a] = carry[a] + over;
+        std::memcpy(block.bytes + k * point_bytes, sum, point_bytes);
+        std::memcpy(carry, reinterpret_cast<const u8*>(sum) + point_bytes, kept_bytes);
+        std::memset(reinterpret_cast<u8*>(carry) + kept_bytes, 0, point_bytes);
+    }
+}
+
+// Joins the columns [from, to) of every one of the b runs of 2^c points. Returns the largest excess.
+template <class W>
+W IntegerNttTransform<W>::join_columns(const Window& window, const W* residues, u64 from, u64 to,
+                                       Carries& carries) const {
+    const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
+    std::memset(&carries, 0, sizeof carries);
+    Block block(*set_);
+    for (u64 column = from; column < to; column += kBlock) {
+        load_block(block, residues, column);
+        for (u32 t = 0; t < record_.b; t++) {
+            const u64 first = (u64(t) << record_.c) + column;
+            if (first + kBlock <= window.first || first >= window.end) continue;
+            join(block, t, carries.words[t]);
+            window.write(first * point_bytes, block.bytes, kBlock * point_bytes);
+        }
+    }
+    return block.excess;
+}
+
+// The carry that all points below `end` send to it. Returns the largest excess.
+template <class W>
+W IntegerNttTransform<W>::carry_into(u64 end, const W* residues, W* carry) const {
+    Block block(*set_);
+    for (u64 point = 0; point < end; point += kBlock) {
+        const u64 run = point >> record_.c;
+        load_block(block, residues, point - (run << record_.c));
+        join(block, static_cast<u32>(run), carry);
+    }
+    return block.excess;
 }
 
 template <class W>
@@ -330,13 +362,15 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
         throw ConvolutionTooSmallException(ntt_constants(kIntegerNttFamily<W>).short_name,
                                            "Convolution length is too small.", convolution_bits_, 64 * total);
     }
+    const W* const residues = static_cast<const W*>(data);
     const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
     u8 below[(2 * kBlock + kPointsBefore) * (IntegerNttTypes<W>::kMaxPrimes - 1) * (sizeof(W) / 2)];
     Window window;
     const u64 lowest = 8 * skip / point_bytes;
     window.first = lowest < kPointsBefore ? 0 : lowest - kPointsBefore;
     window.end = (8 * total + point_bytes - 1) / point_bytes;
-    window.below_lo = window.first / kBlock * kBlock * point_bytes;
+    const u64 first_block = window.first / kBlock * kBlock;
+    window.below_lo = first_block * point_bytes;
     window.lo = 8 * skip;
     window.hi = 8 * total;
     window.base = reinterpret_cast<u8*>(T) - 8 * skip;
@@ -346,8 +380,7 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
     Carries carries[kMaxTasks];
     W excess[kMaxTasks];
     parallel_for(P, n, [&](u64 task) {
-        excess[task] = recombine_columns(window, static_cast<const W*>(data), column_of(task),
-                                         column_of(task + 1), carries[task]);
+        excess[task] = join_columns(window, residues, column_of(task), column_of(task + 1), carries[task]);
     });
     for (u64 task = 0; task < n; task++) {
         for (u32 t = 0; t < record_.b; t++) {
@@ -355,7 +388,17 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
                        reinterpret_cast<const u8*>(carries[task].words[t]), (record_.a + 1) * sizeof(W));
         }
     }
-    check_ntt_coefficients(kIntegerNttFamily<W>, record_, *std::max_element(excess, excess + n));
+    W largest = *std::max_element(excess, excess + n);
+    // What was left out reaches less than two points up. Should all bits from there to the window be set, it
+    // may carry into the window after all.
+    const u8* const from = below + (window.first + 2) * point_bytes - window.below_lo;
+    const u8* const to = below + window.lo - window.below_lo;
+    if (first_block != 0 && std::all_of(from, to, [](u8 byte) { return byte == 0xff; })) {
+        W carry[Carries::kWords] = {};
+        largest = std::max(largest, carry_into(first_block, residues, carry));
+        window.add(window.below_lo, reinterpret_cast<const u8*>(carry), (record_.a + 1) * sizeof(W));
+    }
+    check_ntt_coefficients(kIntegerNttFamily<W>, record_, largest);
 }
 
 template <class W>

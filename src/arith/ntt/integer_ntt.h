@@ -17,9 +17,10 @@ const IntegerNttKernels<W>& integer_ntt_kernels(Isa isa);
 template <class W>
 const IntegerNttKernels<W>& integer_ntt_kernels();
 
-// Cyclic convolution modulo 2^capacity - 1. Data of a transform: a rows of N residues. Read-only after
-// construction: operations may run on several threads at once, each with buffers of its own. Needs no
-// scratch. inverse() throws ConvolutionFailedException when a coefficient cannot be right.
+// Cyclic convolution modulo 2^capacity - 1. Windows of products that do not wrap are exact. Data of a
+// transform: a rows of N residues. Read-only after construction: operations may run on several threads at
+// once, each with buffers of its own. Needs no scratch. inverse() throws ConvolutionFailedException when a
+// coefficient cannot be right.
 template <class W>
 class IntegerNttTransform final : public Transform {
   public:
@@ -39,10 +40,14 @@ class IntegerNttTransform final : public Transform {
   private:
     struct Window;
     struct Carries;
+    struct Block;
 
     u64 tasks(const ParallelContext& P) const;
     void load_columns(W* rows, const W* units, u32 prime, const bool* empty, u64 column) const;
-    W recombine_columns(const Window& window, const W* residues, u64 from, u64 to, Carries& carries) const;
+    void load_block(Block& block, const W* residues, u64 column) const;
+    void join(Block& block, u32 t, W* carry) const;
+    W join_columns(const Window& window, const W* residues, u64 from, u64 to, Carries& carries) const;
+    W carry_into(u64 end, const W* residues, W* carry) const;
 
     const IntegerNttKernels<W>* kernels_;
     const IntegerNttSet<W>* set_;

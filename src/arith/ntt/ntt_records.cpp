@@ -169,13 +169,15 @@ const NttRecord& find_ntt_record_for_words(NttFamily family, u64 words) {
 }
 
 u64 ntt_largest_residues(NttFamily family, u64 words) {
-    const u64 capacity = ntt_capacity_bits(family, find_ntt_record_for_words(family, words));
-    u64 residues = 0;
+    const NttRecord& last = find_ntt_record_for_words(family, words);
+    const u64 capacity = ntt_capacity_bits(family, last);
+    u64 residues = 0, below = 0;  // records up to `below` bits do not serve: an earlier list does
     for (const std::span<const NttRecord> list : {ntt_tuned_records(family), ntt_general_records(family)}) {
         for (const NttRecord& r : list) {
-            if (ntt_capacity_bits(family, r) > capacity) break;
-            residues = std::max(residues, r.a * r.points());
+            const u64 bits = ntt_capacity_bits(family, r);
+            if (bits > below && bits <= capacity) residues = std::max(residues, r.a * r.points());
         }
+        if (!list.empty()) below = ntt_capacity_bits(family, list.back());
     }
     return residues;
 }
