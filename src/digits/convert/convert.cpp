@@ -60,18 +60,8 @@ RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, R
     const ConvertPlanP::Level& level = plan_.level[l];
     if (f.L <= static_cast<u64>(level.power_exp)) return {};
     const ReadyTableB::Entry& entry = table_[l];
-    const Transform& transform = *entry.transform;
-    MultiplyContext inner = context;
-    const void* data = entry.data;
-    if (data == nullptr) {  // the top level
-        void* const own = inner.scratch.spawn(transform.data_bytes()).get();
-        AlignedBufferC rest = inner.scratch;
-        void* const space = rest.spawn(transform.scratch_bytes()).get();
-        transform.forward(context.parallel, own, entry.words, entry.n, space);
-        data = own;
-    }
-    const RadixFraction r =
-        RemainderFloatB::set_inverse_fmul(inner, level, {entry.n, transform, data}, f, words, g);
+    const RadixFraction r = RemainderFloatB::set_inverse_fmul(
+        context, level, {entry.words, entry.n, *entry.transform, entry.data}, f, words, g);
     if (observer_ != nullptr && r.stored > 0) {
         observer_->product_done(l, g + (r.words - g), r.stored);
     }

@@ -77,6 +77,7 @@ void ConvertPlanP::make_levels() {
             trel::basic_table64().get_algorithm(v.product_words).sizes(v.product_words);
         v.transform_bytes = sizes.transform_data;
         v.transform_scratch = sizes.transform_scratch;
+        v.plain_bytes = round_up_64(sizes.scratch);
         const u64 words = l == 0 ? base_power_words : 2 * level[l - 1].power_words;
         v.number_bytes = 8 * round_up_8(std::max(words, v.power_words));
         level.push_back(v);
@@ -86,8 +87,8 @@ void ConvertPlanP::make_levels() {
 u64 ConvertPlanP::split_bytes(u64 l, u64 tasks) const {
     const Level& v = level[l];
     const u64 fraction = 8 * round_up_8(v.lower_words + 1);
-    u64 product = v.transform_bytes + v.transform_scratch;
-    if (l + 1 == levels) product += v.transform_bytes;  // the top power is transformed where it is used
+    // The top power is transformed where it is used.
+    const u64 product = l + 1 == levels ? v.plain_bytes : v.transform_bytes + v.transform_scratch;
     u64 below = 0;
     if (l > 0) {
         below = tasks >= 2 ? 2 * split_bytes(l - 1, (tasks + 1) / 2) : split_bytes(l - 1, 1);

@@ -27,6 +27,7 @@ class ConvertPlanP {
         u64 number_bytes;       // the power as a number
         u64 transform_bytes;    // one forward transform
         u64 transform_scratch;
+        u64 plain_bytes;        // a product without a kept transform
     };
 
     // radix >= 2 and radix_words >= 1, else InvalidParametersException. budget_bytes: 0 = no limit; levels are dropped

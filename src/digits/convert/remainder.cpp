@@ -18,15 +18,21 @@ namespace {
 const char kFunction[] = "RemainderFloatB::set_inverse_fmul()";
 
 struct Convolution {
-    const trel::ParallelContext& parallel;
+    const MultiplyContext& context;
     const PowerView& power;
-    void* work;
-    void* space;
 
     // out[0 .. total - skip) = words skip .. total - 1 of A P, as far as the convolution leaves them.
     void run(Word* out, u64 skip, u64 total, const Word* A, u64 length) const {
-        power.transform.forward(parallel, work, A, length, space);
-        power.transform.inverse(parallel, out, skip, total, work, work, power.data, space);
+        const Transform& transform = power.transform;
+        AlignedBufferC scratch = context.scratch;
+        if (power.data == nullptr) {
+            transform.multiply_plain(context.parallel, out, skip, total, A, length, power.words, power.n,
+                                     scratch.spawn(transform.plain_bytes()).get());
+            return;
+        }
+        void* const work = scratch.spawn(transform.data_bytes()).get();
+        void* const space = scratch.spawn(transform.scratch_bytes()).get();
+        transform.multiply_held(context.parallel, out, skip, total, A, length, power.data, work, space);
     }
 };
 
@@ -60,10 +66,7 @@ RadixFraction RemainderFloatB::set_inverse_fmul(const MultiplyContext& context, 
 
     const u64 W = power.transform.convolution_words();
     const u64 product = a.stored + power.n;
-    AlignedBufferC scratch = context.scratch;
-    void* const work = scratch.spawn(power.transform.data_bytes()).get();
-    void* const space = scratch.spawn(power.transform.scratch_bytes()).get();
-    const Convolution convolution{context.parallel, power, work, space};
+    const Convolution convolution{context, power};
 
     if (product <= W) {
         const u64 skip = a.L > out_words ? a.L - out_words : 0;

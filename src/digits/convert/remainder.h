@@ -8,16 +8,19 @@
 
 namespace kalvor::CBRv2 {
 
-// A power R^H = words * 2^(64 exp) with its forward transform.
+// A power R^H = words * 2^(64 exp) with its forward transform. A power that serves one product has none: then that
+// product transforms it on the way.
 struct PowerView {
-    u64 n;  // words
+    const Word* words;
+    u64 n;
     const trel::Transform& transform;
     const void* data;
 };
 
 struct RemainderFloatB {
     // Returns the top out_words words of frac(f * R^H), every one exact (floor). out: out_words + 1 words that hold
-    // the result. context.scratch: the level's transform_bytes + transform_scratch. f: at most length(2 H) words and
+    // the result. context.scratch: the level's transform_bytes + transform_scratch, for a power without a transform its
+    // plain_bytes. f: at most length(2 H) words and
     // more than the exponent of the power. Threads: all of the context in the transforms.
     //
     // Throws InvalidParametersException "Truncated Range" when the level cannot deliver that many words or the

@@ -36,21 +36,25 @@ class RemainderTest : public testing::TestWithParam<Fold> {
         Scratch space(trel::round_up_64(transform.scratch_bytes()));
         transform.forward(trel::serial_context(), data.data(), P.data(), P.size(), space.data());
         Scratch work(transform.data_bytes() + transform.scratch_bytes());
-        const MultiplyContext context{trel::serial_context(), work.view(), nullptr};
-        std::vector<Word> out(words + 1, 0xabcd);
+        Scratch plain(trel::round_up_64(transform.plain_bytes()));
 
         const u64 L = F.size();
         const RadixFraction f{F.data(), L, L};
-        const RadixFraction g = RemainderFloatB::set_inverse_fmul(context, level, {P.size(), transform, data.data()},
-                                                                  f, words, out.data());
         const mpz_class fraction = reference::low_words(reference::to_mpz(F) * power, L);
         const mpz_class want = reference::shifted(fraction, static_cast<i64>(words) - static_cast<i64>(L));
-        mpz_class got = reference::to_mpz(g.words, g.stored);
-        ASSERT_LE(g.L, words);
-        ASSERT_LE(g.stored, g.L);
-        got = reference::shifted(got, static_cast<i64>(words) - static_cast<i64>(g.L));
-        ASSERT_EQ(got, want) << "H=" << level.radix_words << " L=" << L << " words=" << words;
-        ASSERT_TRUE(work.guards_intact() && data.guards_intact());
+        for (const bool kept : {true, false}) {
+            const MultiplyContext context{trel::serial_context(), kept ? work.view() : plain.view(), nullptr};
+            std::vector<Word> out(words + 1, 0xabcd);
+            const PowerView view{P.data(), P.size(), transform, kept ? data.data() : nullptr};
+            const RadixFraction g =
+                RemainderFloatB::set_inverse_fmul(context, level, view, f, words, out.data());
+            mpz_class got = reference::to_mpz(g.words, g.stored);
+            ASSERT_LE(g.L, words);
+            ASSERT_LE(g.stored, g.L);
+            got = reference::shifted(got, static_cast<i64>(words) - static_cast<i64>(g.L));
+            ASSERT_EQ(got, want) << "H=" << level.radix_words << " L=" << L << " words=" << words;
+        }
+        ASSERT_TRUE(work.guards_intact() && plain.guards_intact() && data.guards_intact());
     }
 };
 
@@ -134,7 +138,7 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     Scratch work(transform.data_bytes() + transform.scratch_bytes());
     const MultiplyContext context{trel::serial_context(), work.view(), nullptr};
     std::vector<Word> F(plan.length(30), 1), out(100);
-    const PowerView power{level.power_words, transform, work.data()};
+    const PowerView power{nullptr, level.power_words, transform, work.data()};
     try {
         (void)RemainderFloatB::set_inverse_fmul(context, level, power, {F.data(), F.size(), F.size()},
                                                 level.lower_words + 1, out.data());
@@ -154,7 +158,7 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     }
     // More words of the fraction than the convolution can take.
     const FoldTransform small(GetParam(), level.product_words - 8);
-    const PowerView small_power{level.power_words, small, work.data()};
+    const PowerView small_power{nullptr, level.power_words, small, work.data()};
     F.assign(plan.length(2 * level.radix_words), 1);
     EXPECT_THROW((void)RemainderFloatB::set_inverse_fmul(context, level, small_power, {F.data(), F.size(), F.size()},
                                                          level.lower_words, out.data()),
