@@ -28,8 +28,11 @@ DivisionPlan DivisionPlan::make(u64 p, u64 tds) {
     plan.correction = (plan.q + 12) & ~u64(7);
     plan.result = p + 2;
     plan.temporaries = std::max(plan.y + plan.correction, plan.reciprocal.temporaries) + plan.x;
-    plan.scratch_bytes =
-        std::max(3 * plan.transform_data_bytes + plan.transform_scratch_bytes, plan.reciprocal.scratch_bytes);
+    // The reciprocal's transform is kept; the remainder's product keeps none.
+    plan.scratch_bytes = std::max(
+        plan.transform_data_bytes +
+            std::max(plan.transform_data_bytes + plan.transform_scratch_bytes, round_up_64(sizes.scratch)),
+        plan.reciprocal.scratch_bytes);
     if (p < newton::kTransformPrecision)
         plan.scratch_bytes = std::max(plan.scratch_bytes, round_up_64(multiply_scratch_bytes(2 * p + 6)));
     return plan;
@@ -57,7 +60,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     BigFloat e(x.buffer, x.buffer_size);
     const i64 x_top = x.mag();
 
-    const HeldTransforms memory(mp, p + 9, 2);
+    const HeldTransforms memory(mp, p + 9, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     {
         StatusFrame frame(status, " 0M ", status_digits(q));
@@ -70,7 +73,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     BigFloat& r = T;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        BigFloatTransformR product(memory.transform(), memory.data(1));
+        BigFloatTransformR product(memory.transform(), nullptr);
         product.mul_rr_xx(memory.context(), r, B, p, y, q, bottom, w);
     }
     r.sign = A.sign;

@@ -77,7 +77,7 @@ void ConvertPlanP::make_levels() {
             trel::basic_table64().get_algorithm(v.product_words).sizes(v.product_words);
         v.transform_bytes = sizes.transform_data;
         v.transform_scratch = sizes.transform_scratch;
-        v.plain_bytes = round_up_64(sizes.scratch);
+        v.plain_bytes = std::max(round_up_64(sizes.scratch), sizes.transform_scratch);
         const u64 words = l == 0 ? base_power_words : 2 * level[l - 1].power_words;
         v.number_bytes = 8 * round_up_8(std::max(words, v.power_words));
         level.push_back(v);
