@@ -166,13 +166,7 @@ void LinearConsoleIteration::update(u64 completed) {
 }
 
 void LinearConsoleIteration::write_text() {
-    if (mode_ == Status::IterationMode::percentage) {
-        // Nothing to do is done.
-        const u64 percent = total_ == 0 ? 100 : static_cast<u64>(u128(completed_) * 100 / total_);
-        line_.set_last(std::to_string(percent) + " %");
-    } else {
-        line_.set_last("(" + std::to_string(completed_) + " / " + std::to_string(total_) + ")");
-    }
+    line_.set_last(iteration_text(mode_, completed_, total_));
 }
 
 Status& LinearConsoleIteration::push_node(const Status::ColoredText&) {

@@ -45,6 +45,15 @@ class NullStatus final : public Status {
 Status::~Status() = default;
 StatusIterationNode::~StatusIterationNode() = default;
 
+std::string iteration_text(Status::IterationMode mode, u64 completed, u64 total) {
+    if (mode == Status::IterationMode::count) {
+        return "(" + std::to_string(completed) + " / " + std::to_string(total) + ")";
+    }
+    // Nothing to do is done.
+    const u64 percent = total == 0 ? 100 : static_cast<u64>(u128(completed) * 100 / total);
+    return std::to_string(percent) + " %";
+}
+
 Status& null_status() {
     static NullStatus status;
     return status;

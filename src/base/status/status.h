@@ -1,9 +1,9 @@
-// The interface through which every long operation reports. Computation code never prints: it gets a Status& and
-// reports lines, labels, times and progress to it.
+// The interface through which every long operation reports. Computation code never prints: it gets a Status&
+// and reports lines, labels, times and progress to it.
 //
-// A chain of nodes is linear: a node has at most one child (a frame pushed on it, or an iteration). Each frame adds
-// one text to the progress line; popping it removes the text again. Use StatusFrame, StatusSection and
-// StatusIteration (status_scope.h) rather than the raw operations, so that nothing is left pushed when an
+// A chain of nodes is linear: a node has at most one child (a frame pushed on it, or an iteration). Each
+// frame adds one text to the progress line; popping it removes the text again. Use StatusFrame, StatusSection
+// and StatusIteration (status_scope.h) rather than the raw operations, so that nothing is left pushed when an
 // exception passes.
 //
 // A chain belongs to one thread. Tasks of a dispatch get null_status().
@@ -18,6 +18,7 @@
 
 namespace trel {
 
+class DataRecord;
 class StatusIterationNode;
 
 class Status {
@@ -32,6 +33,8 @@ class Status {
     virtual void Status_Line(std::string_view text) = 0;
     virtual void Status_Label(u64 width, std::string_view name, const ColoredText& value) = 0;
     virtual void Status_Time(std::string_view name, double seconds) = 0;
+    // Results for a program that listens; the console shows nothing.
+    virtual void Data_(const DataRecord&) {}
     virtual void Warning(std::string_view text) = 0;
     virtual void PauseWarning(std::string_view text) = 0;
     [[noreturn]] virtual void FatalError(std::string_view text) = 0;
@@ -40,8 +43,8 @@ class Status {
     virtual void Status_LineSectionEnd() = 0;
     // Redraws the progress line, at most once per refresh interval unless forced. Cheap enough for hot loops.
     virtual void refresh(bool force = false) = 0;
-    // Prints the name as a line and opens a timed sub-step; returns its node (owned by this one). The end prints
-    // "Time:    " and the elapsed time.
+    // Prints the name as a line and opens a timed sub-step; returns its node (owned by this one). The end
+    // prints "Time:    " and the elapsed time.
     virtual Status& Status_MicroSectionStart(std::string_view name) = 0;
     virtual void Status_MicroSectionEnd() = 0;
 
@@ -60,6 +63,9 @@ class StatusIterationNode {
     // Sets the completed count and refreshes the line.
     virtual void update(u64 completed) = 0;
 };
+
+// What an iteration shows: "42 %" or "(3 / 25)".
+std::string iteration_text(Status::IterationMode mode, u64 completed, u64 total);
 
 // Reports nothing. Stateless, safe for any number of threads.
 Status& null_status();

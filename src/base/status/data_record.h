@@ -1,0 +1,19 @@
+// A named record of results, for whoever listens to a computation by program.
+#pragma once
+
+#include <string>
+
+#include "base/config/node.h"
+
+namespace trel {
+
+class DataRecord {
+  public:
+    virtual ~DataRecord() = default;
+    // "ComputationOutput", "ComputationDiagnostics".
+    virtual std::string name() const = 0;
+    // Adds the record's members to an empty object.
+    virtual void write(Config::Object& out) const = 0;
+};
+
+}  // namespace trel

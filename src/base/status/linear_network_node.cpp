@@ -1,0 +1,272 @@
+#include "base/status/linear_network_node.h"
+
+#include <mutex>
+
+#include "base/errors/exceptions.h"
+#include "base/status/data_record.h"
+#include "base/status/linear_console_node.h"
+
+namespace trel {
+
+using Config::Array;
+using Config::Object;
+
+// What all nodes share. The list of frames is also read by the thread that answers the client.
+struct LinearNetworkNode::Chain {
+    explicit Chain(StatusSink& sink) : sink(sink) {}
+
+    // A pushed frame, or the iteration at the end of the chain.
+    struct Link {
+        ColoredText text;
+        const LinearNetworkIteration* iteration = nullptr;
+    };
+
+    StatusSink& sink;
+    mutable std::mutex mutex;
+    std::vector<Link> links;
+    std::vector<u64> open_sections;  // ids, innermost last
+    u64 last_id = 0;
+};
+
+namespace {
+
+std::string letter(Status::ColorLetter color) {
+    return std::string(1, color);
+}
+
+i64 milliseconds(double seconds) {
+    return static_cast<i64>(seconds * 1000);
+}
+
+void add_colored(Object& out, const Status::ColoredText& text) {
+    out.add_string("Color", letter(text.color));
+    out.add_string("Text", text.text);
+}
+
+}  // namespace
+
+LinearNetworkNode::LinearNetworkNode(StatusSink& sink, bool print_locally, u64 line_width,
+                                     double refresh_interval)
+    : owned_chain_(std::make_unique<Chain>(sink)),
+      owned_local_(print_locally ? std::make_unique<LinearConsoleNode>(line_width, refresh_interval)
+                                 : nullptr),
+      chain_(*owned_chain_),
+      local_(owned_local_.get()) {}
+
+LinearNetworkNode::LinearNetworkNode(Chain& chain, Status* local) : chain_(chain), local_(local) {}
+
+LinearNetworkNode::~LinearNetworkNode() {
+    if (child_ != Child::none) remove_child();
+}
+
+void LinearNetworkNode::send(Object& message) const {
+    chain_.sink.send(message);
+}
+
+void LinearNetworkNode::send_text(const char* operation, std::string_view text) const {
+    Object message;
+    message.add_string(operation, std::string(text));
+    send(message);
+}
+
+void LinearNetworkNode::Status_ColoredLine(const std::vector<ColoredText>& segments) {
+    if (local_) local_->Status_ColoredLine(segments);
+    Object message;
+    Array& text = message.add_object("Status_ColoredLine").add_array("Text");
+    for (const ColoredText& segment : segments) add_colored(text.add_object(), segment);
+    send(message);
+}
+
+void LinearNetworkNode::Status_Line(std::string_view text) {
+    if (local_) local_->Status_Line(text);
+    send_text("Status_Line", text);
+}
+
+void LinearNetworkNode::Status_Label(u64 width, std::string_view name, const ColoredText& value) {
+    if (local_) local_->Status_Label(width, name, value);
+    Object message;
+    Object& label = message.add_object("Status_Label");
+    label.add_string("Name", std::string(name));
+    add_colored(label, value);
+    send(message);
+}
+
+void LinearNetworkNode::Status_Time(std::string_view name, double seconds) {
+    if (local_) local_->Status_Time(name, seconds);
+    Object message;
+    Object& time = message.add_object("Status_Time");
+    time.add_string("Name", std::string(name));
+    time.add_integer("TimeMilliseconds", milliseconds(seconds));
+    send(message);
+}
+
+void LinearNetworkNode::Data_(const DataRecord& record) {
+    if (local_) local_->Data_(record);
+    Object message;
+    record.write(message.add_object("Data_" + record.name()));
+    send(message);
+}
+
+void LinearNetworkNode::Warning(std::string_view text) {
+    if (local_) local_->Warning(text);
+    send_text("Warning", text);
+}
+
+void LinearNetworkNode::PauseWarning(std::string_view text) {
+    if (local_) local_->Warning(text);
+    send_text("PauseWarning", text);
+    chain_.sink.wait_for_continue();
+}
+
+void LinearNetworkNode::FatalError(std::string_view text) {
+    send_text("FatalError", text);
+    if (local_) local_->FatalError(text);  // does not come back
+    Console::fatal_exit(1);
+}
+
+void LinearNetworkNode::Status_LineSectionStart(std::string_view text) {
+    if (local_) local_->Status_LineSectionStart(text);
+    send_text("Status_LineSectionStart", text);
+}
+
+void LinearNetworkNode::Status_LineSectionAdd(const ColoredText& piece) {
+    if (local_) local_->Status_LineSectionAdd(piece);
+    Object message;
+    add_colored(message.add_object("Status_LineSectionAdd"), piece);
+    send(message);
+}
+
+void LinearNetworkNode::Status_LineSectionEnd() {
+    if (local_) local_->Status_LineSectionEnd();
+    send_text("Status_LineSectionEnd", "");
+}
+
+void LinearNetworkNode::refresh(bool force) {
+    if (local_) local_->refresh(force);
+}
+
+Status& LinearNetworkNode::Status_MicroSectionStart(std::string_view name) {
+    require_no_child("LinearNetworkNode::Status_MicroSectionStart()");
+    Status* const local = local_ ? &local_->Status_MicroSectionStart(name) : nullptr;
+    u64 id;
+    {
+        std::lock_guard<std::mutex> lock(chain_.mutex);
+        id = ++chain_.last_id;
+        chain_.open_sections.push_back(id);
+    }
+    node_.reset(new LinearNetworkNode(chain_, local));
+    child_ = Child::section;
+    Object message;
+    Object& section = message.add_object("Status_MicroSectionStart");
+    section.add_integer("MicroStatusID", static_cast<i64>(id));
+    section.add_string("Name", std::string(name));
+    send(message);
+    section_timer_.restart();
+    return *node_;
+}
+
+void LinearNetworkNode::Status_MicroSectionEnd() {
+    if (child_ != Child::section) {
+        throw StringException("LinearNetworkNode::Status_MicroSectionEnd()",
+                              "Attempted to pop a non-existent node.");
+    }
+    const double seconds = section_timer_.seconds();
+    node_.reset();  // with everything that was pushed on it; this section's id is the innermost one again
+    child_ = Child::none;
+    if (local_) local_->Status_MicroSectionEnd();
+    u64 id;
+    {
+        std::lock_guard<std::mutex> lock(chain_.mutex);
+        id = chain_.open_sections.back();
+        chain_.open_sections.pop_back();
+    }
+    Object message;
+    Object& section = message.add_object("Status_MicroSectionEnd");
+    section.add_integer("MicroStatusID", static_cast<i64>(id));
+    section.add_integer("TimeMilliseconds", milliseconds(seconds));
+    send(message);
+}
+
+Status& LinearNetworkNode::push_node(const ColoredText& text) {
+    require_no_child("LinearNetworkNode::push_node()");
+    Status* const local = local_ ? &local_->push_node(text) : nullptr;
+    node_.reset(new LinearNetworkNode(chain_, local));
+    child_ = Child::frame;
+    std::lock_guard<std::mutex> lock(chain_.mutex);
+    chain_.links.push_back({text, nullptr});
+    return *node_;
+}
+
+void LinearNetworkNode::pop_frame() {
+    if (child_ == Child::none) {
+        throw StringException("LinearNetworkNode::pop_frame()", "Attempted to pop a non-existent node.");
+    }
+    remove_child();
+}
+
+StatusIterationNode& LinearNetworkNode::make_iteration(IterationMode mode, u64 total) {
+    require_no_child("LinearNetworkNode::make_iteration()");
+    StatusIterationNode* const local = local_ ? &local_->make_iteration(mode, total) : nullptr;
+    iteration_ = std::make_unique<LinearNetworkIteration>(mode, total, local);
+    child_ = Child::iteration;
+    std::lock_guard<std::mutex> lock(chain_.mutex);
+    chain_.links.push_back({{'w', ""}, iteration_.get()});
+    return *iteration_;
+}
+
+void LinearNetworkNode::require_no_child(const char* function) const {
+    if (child_ != Child::none) throw StringException(function, "Attempted to fork a linear status chain.");
+}
+
+void LinearNetworkNode::remove_child() {
+    const Child kind = child_;
+    child_ = Child::none;
+    node_.reset();  // with everything that was pushed on it
+    if (local_) local_->pop_frame();
+    {
+        std::lock_guard<std::mutex> lock(chain_.mutex);
+        if (kind == Child::section) {
+            chain_.open_sections.pop_back();
+        } else {
+            chain_.links.pop_back();
+        }
+    }
+    iteration_.reset();
+}
+
+Object LinearNetworkNode::get_tree() const {
+    std::lock_guard<std::mutex> lock(chain_.mutex);
+    Object out;
+    out.add_integer("MicroStatusID",
+                    chain_.open_sections.empty() ? 0 : static_cast<i64>(chain_.open_sections.back()));
+    Object* node = &out.add_object("StatusTree");
+    node->add_string("Text", "");
+    node->add_string("Color", "w");
+    for (const Chain::Link& link : chain_.links) {
+        node = &node->add_array("Children").add_object();
+        node->add_string("Text", link.iteration ? link.iteration->text() : link.text.text);
+        node->add_string("Color", letter(link.text.color));
+    }
+    node->add_array("Children");
+    return out;
+}
+
+void LinearNetworkIteration::update(u64 completed) {
+    completed_.store(completed, std::memory_order_relaxed);
+    if (local_) local_->update(completed);
+}
+
+std::string LinearNetworkIteration::text() const {
+    return iteration_text(mode_, get_completed(), total_);
+}
+
+Status& LinearNetworkIteration::push_node(const Status::ColoredText&) {
+    throw StringException("LinearNetworkIteration::push_node()",
+                          "Attempted to extend a linear status chain.");
+}
+
+StatusIterationNode& LinearNetworkIteration::make_iteration(Status::IterationMode, u64) {
+    throw StringException("LinearNetworkIteration::make_iteration()", "Iteration stacking is not supported.");
+}
+
+}  // namespace trel

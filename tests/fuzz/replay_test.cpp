@@ -1,0 +1,74 @@
+// The seeds of the fuzzers, and some thousand simple mutations of them, without a fuzzer.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <vector>
+
+#include "fuzz/targets.h"
+
+namespace {
+
+std::vector<std::string> seeds_of(const std::string& target) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& file : std::filesystem::directory_iterator(std::filesystem::path(KALVOR_SOURCE_FOLDER) /
+                                                                "tests/fuzz/seeds" / target)) {
+        paths.push_back(file.path());
+    }
+    std::sort(paths.begin(), paths.end());
+    std::vector<std::string> seeds;
+    for (const auto& path : paths) {
+        std::ifstream in(path, std::ios::binary);
+        seeds.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return seeds;
+}
+
+class FuzzReplay : public testing::TestWithParam<fuzz::Target> {};
+
+TEST_P(FuzzReplay, SeedsAndTheirMutations) {
+    const std::vector<std::string> seeds = seeds_of(GetParam().name);
+    ASSERT_GE(seeds.size(), 5u);
+    std::mt19937_64 random(20240229);
+    const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
+    const std::string marks("\"\\/:,[]{}-\r\n \t0A\0\xff", 19);
+    for (const std::string& seed : seeds) {
+        GetParam().run(seed);
+        for (int i = 0; i < 500; i++) {
+            std::string input = seed;
+            for (size_t changes = 1 + pick(4); changes > 0 && !input.empty(); changes--) {
+                const size_t at = pick(input.size());
+                switch (pick(5)) {
+                    case 0:
+                        input[at] = marks[pick(marks.size())];
+                        break;
+                    case 1:
+                        input.insert(at, 1, marks[pick(marks.size())]);
+                        break;
+                    case 2:
+                        input.erase(at, 1 + pick(8));
+                        break;
+                    case 3:
+                        input[at] = static_cast<char>(input[at] ^ (1 << pick(8)));
+                        break;
+                    default: {
+                        const std::string& other = seeds[pick(seeds.size())];
+                        input.insert(at, other.substr(0, pick(other.size() + 1)));
+                    }
+                }
+            }
+            GetParam().run(input);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(fuzz::kTargets),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(FuzzReplayDeathTest, ABrokenPropertyEndsTheProcess) {
+    EXPECT_DEATH(fuzz::require(false, "water flows uphill"), "does not hold: water flows uphill");
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// What the fuzzers feed: each target takes any bytes, must come back without a crash or an unexpected
+// exception, and checks what must hold for every input. A broken property ends the process.
+#pragma once
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/command_line/parameter_list.h"
+#include "base/config/parser.h"
+#include "base/errors/exceptions.h"
+#include "base/prompt/number_text.h"
+#include "platform/fileio/text_decoding.h"
+
+namespace fuzz {
+
+inline void require(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "does not hold: %s\n", what);
+    std::abort();
+}
+
+using Tree = std::unique_ptr<trel::Config::Node>;
+
+// The tree, or nullptr for a text that is refused in one of the ways that are allowed.
+inline Tree parse_or_refuse(Tree (*parse)(std::string_view), std::string_view text) {
+    try {
+        Tree tree = parse(text);
+        require(tree != nullptr, "a parser returns a tree");
+        return tree;
+    } catch (const trel::EndOfStreamException& e) {
+        require(e.message == "Unexpected end of stream.", "text of an early end");
+    } catch (const trel::ParseException& e) {
+        const std::string& m = e.message;
+        require(m.starts_with("Line "), "errors name their line");
+        const std::string line = m.substr(5, m.find(':') - 5);
+        require(!line.empty() && line.find_first_not_of("0123456789") == std::string::npos,
+                "lines are numbers");
+        const auto feeds = static_cast<unsigned long long>(std::count(text.begin(), text.end(), '\n'));
+        require(std::stoull(line) <= feeds, "lines are lines of the text");
+    }
+    return nullptr;
+}
+
+// Keys are written as they are: only these are read back.
+inline bool keys_survive(const trel::Config::Node& node, bool json) {
+    using namespace trel::Config;
+    if (node.type() == NodeType::array) {
+        const auto& elements = node.as<Array>().elements;
+        return std::all_of(elements.begin(), elements.end(),
+                           [&](const auto& element) { return keys_survive(*element, json); });
+    }
+    if (node.type() != NodeType::object) return true;
+    for (const auto& entry : node.as<Object>().entries()) {
+        const std::string& key = entry->key;
+        if (!keys_survive(*entry->value, json)) return false;
+        if (key.find_first_of("\"\\") != std::string::npos) return false;
+        if (json) continue;
+        const auto plain = [](char c) {
+            return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+        };
+        if (key.empty() || !std::all_of(key.begin(), key.end(), plain)) return false;
+    }
+    return true;
+}
+
+inline void check_tree(const trel::Config::Node& tree) {
+    using namespace trel::Config;
+    const std::string acfg = tree.to_acfg(), json = tree.to_json();
+    require(tree.clone()->to_acfg() == acfg, "a clone has the same text");
+    if (keys_survive(tree, true)) {
+        const Tree again = parse_json(json + "\n");
+        require(again->to_json() == json, "JSON is read back");
+        require(again->to_acfg() == acfg, "both forms hold the same tree");
+    }
+    if (keys_survive(tree, false)) {
+        const Tree again = parse_acfg(acfg + "\n");
+        require(again->to_acfg() == acfg, "acfg is read back");
+        require(again->to_json() == json, "both forms hold the same tree");
+    }
+    const Tree copy = tree.clone();
+    require(copy->move_clone()->to_acfg() == acfg, "a moved tree has the same text");
+}
+
+inline void acfg(std::string_view bytes) {
+    if (const Tree tree = parse_or_refuse(trel::Config::parse_acfg, bytes)) check_tree(*tree);
+}
+
+inline void json(std::string_view bytes) {
+    if (const Tree tree = parse_or_refuse(trel::Config::parse_json, bytes)) check_tree(*tree);
+}
+
+// A settings file as it lies on the disk: any encoding, then acfg.
+inline void text(std::string_view bytes) {
+    using namespace trel::FileIO;
+    const std::string out = decode_text(bytes);
+    // Two bytes become three at most.
+    require(out.size() <= bytes.size() / 2 * 3 + 3 || out.size() <= bytes.size(), "decoded texts stay small");
+    if (detect_encoding(bytes) == TextEncoding::utf8) {
+        require(bytes.ends_with(out) && bytes.size() - out.size() <= 3, "UTF-8 is passed on");
+    } else {
+        size_t continuation = 0;
+        for (const char c : out) {
+            const auto byte = static_cast<unsigned char>(c);
+            if (continuation > 0) {
+                require((byte & 0xc0) == 0x80, "decoded texts are UTF-8");
+                continuation--;
+            } else {
+                require(byte < 0x80 || (byte >= 0xc2 && byte <= 0xf4), "decoded texts are UTF-8");
+                continuation = byte < 0x80 ? 0 : byte < 0xe0 ? 1 : byte < 0xf0 ? 2 : 3;
+            }
+        }
+        require(continuation == 0, "decoded texts are UTF-8");
+    }
+    acfg(out);
+}
+
+// Answers to prompts and values of options.
+inline void numbers(std::string_view bytes) {
+    using namespace trel;
+    const i128 limit = i128(1) << 124;
+    const i128 number = Prompt::parse_number(bytes);
+    const i128 size = Prompt::parse_memory_size(bytes);
+    require(-limit <= number && number <= limit, "numbers are bounded");
+    require(-limit - limit <= size && size <= limit + limit, "sizes are bounded");
+    if (bytes.find('.') == std::string_view::npos)
+        require(number == size, "without a fraction both rules agree");
+    const bool negative = !bytes.empty() && bytes[0] == '-';
+    require(negative ? number <= 0 && size <= 0 : number >= 0 && size >= 0, "signs");
+    const std::string word(bytes);
+    const i64 option = CommandLine::parse_scaled_integer(word);
+    require(!(word.empty() || word[0] == 'x') || option == 0, "no digits are 0");
+    CommandLine::ParameterList list({"program", word});
+    const auto& pair = list.current();
+    require(pair.first.size() + pair.second.size() + (pair.first.size() < word.size()) == word.size(),
+            "a word is its key, a colon, its value");
+}
+
+struct Target {
+    const char* name;
+    void (*run)(std::string_view bytes);
+};
+inline constexpr Target kTargets[] = {{"acfg", acfg}, {"json", json}, {"text", text}, {"numbers", numbers}};
+
+}  // namespace fuzz
