@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/entry/about_page.h"
+#include "app/entry/config_action.h"
 #include "app/entry/usage.h"
 #include "app/session/custom_options.h"
 #include "app/session/normal_float_session.h"
@@ -37,7 +38,8 @@ void run_about(ParameterList& parameters) {
 }  // namespace
 
 void run_action(ParameterList& parameters) {
-    static const std::map<std::string, Handler> table = {{"custom", run_custom}, {"about", run_about}};
+    static const std::map<std::string, Handler> table = {
+        {"custom", run_custom}, {"config", run_config}, {"about", run_about}};
     const auto action = table.find(parameters.current().first);
     if (action == table.end()) {
         trel::Console::error_line("Invalid Parameter: " + parameters.current_raw());

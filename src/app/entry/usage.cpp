@@ -15,6 +15,7 @@ void print_usage() {
           "",
           "Actions:",
           "    custom pi [options]     compute Pi and write its digits",
+          "    config <file>           what a settings file (\".cfg\") describes",
           "    about                   what this program is",
           "",
           "Options of \"custom\":",

@@ -1,0 +1,67 @@
+#include "app/entry/config_action.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "app/session/custom_settings_object.h"
+#include "app/session/normal_float_session.h"
+#include "base/errors/exceptions.h"
+#include "platform/fileio/settings_file.h"
+
+namespace kalvor {
+
+using trel::InvalidParametersException;
+using trel::CommandLine::ParameterList;
+using trel::Config::Object;
+
+namespace {
+
+constexpr const char* kFunction = "run_config()";
+
+// What an action of a settings file does: makes its job of the file's root object, to be run once it is known
+// to be sound.
+struct ConfigAction {
+    const char* rejected;  // message when the settings cannot be used
+    std::function<std::function<void()>(const Object& root)> build;
+};
+
+std::function<void()> build_custom_compute(const Object& root) {
+    auto settings = std::make_shared<CustomSettings>(load_custom_settings(root.get_object("CustomCompute")));
+    return [settings] { NormalFloatSessionB(*settings).run(); };
+}
+
+const std::map<std::string, ConfigAction>& config_actions() {
+    static const std::map<std::string, ConfigAction> actions = {
+        {"CustomCompute", {"Cannot run computation with these parameters.", build_custom_compute}},
+    };
+    return actions;
+}
+
+}  // namespace
+
+void run_config(ParameterList& parameters) {
+    parameters.advance();
+    if (!parameters.has_more()) throw InvalidParametersException(kFunction, "Please specify a config file.");
+    const std::string path = trel::FileIO::with_config_extension(parameters.current_raw());
+    parameters.advance();
+
+    const auto root = trel::FileIO::load_config_file(path);
+    const Object& object = root->as<Object>();
+    const std::string& name = object.get_string("Action");
+    const auto action = config_actions().find(name);
+    if (action == config_actions().end()) {
+        throw InvalidParametersException(kFunction, "Invalid Action: " + name);
+    }
+    std::function<void()> job;
+    try {
+        job = action->second.build(object);
+    } catch (const trel::Exception& e) {
+        e.print();
+        throw InvalidParametersException(kFunction, action->second.rejected);
+    }
+    job();
+}
+
+}  // namespace kalvor

@@ -1,0 +1,46 @@
+#include "app/menus/action_menu.h"
+
+#include "base/prompt/prompt.h"
+#include "os/types.h"
+
+namespace kalvor {
+
+namespace Console = trel::Console;
+using trel::i64;
+
+namespace {
+
+void print_row(size_t index, const std::string& name, Console::ColorLetter color) {
+    std::string number = std::to_string(index);
+    if (number.size() < 3) number.insert(0, 3 - number.size(), ' ');
+    Console::print(number + std::string(9, ' '), 'w');
+    Console::print_line(name, color);
+}
+
+void run_entry(const ActionMenuEntry& entry) {
+    if (entry.run()) return;
+    Console::error_line("Tests Failed");
+    Console::pause();
+}
+
+}  // namespace
+
+void show_action_menu(const ActionMenu& menu, bool offer_run_all) {
+    const size_t first = offer_run_all ? 1 : 0;
+    Console::print_line(menu.title, 'P');
+    Console::new_line();
+    if (offer_run_all) print_row(0, "Run All", 'w');
+    for (size_t i = 0; i < menu.entries.size(); i++) {
+        print_row(first + i, menu.entries[i].name, menu.entries[i].color);
+    }
+    Console::new_line();
+    const i64 last = static_cast<i64>(menu.entries.size() + first) - 1;
+    const size_t choice = static_cast<size_t>(trel::Prompt::read_integer_in_range("option: ", 0, last, 'T'));
+    if (choice >= first) {
+        run_entry(menu.entries[choice - first]);
+    } else {
+        for (const ActionMenuEntry& entry : menu.entries) run_entry(entry);
+    }
+}
+
+}  // namespace kalvor

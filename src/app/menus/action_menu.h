@@ -1,0 +1,28 @@
+// A numbered menu of things to run.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/console/console.h"
+
+namespace kalvor {
+
+struct ActionMenuEntry {
+    std::string name;
+    trel::Console::ColorLetter color;
+    std::function<bool()> run;  // false: it failed
+};
+
+struct ActionMenu {
+    std::string title;
+    std::vector<ActionMenuEntry> entries;
+};
+
+// Shows the menu, reads a choice and runs the entry, or with "Run All" (choice 0, the entries then begin at
+// 1) every entry in order. After one that fails it prints "Tests Failed" and pauses. Throws
+// EndOfStreamException when nobody answers.
+void show_action_menu(const ActionMenu& menu, bool offer_run_all);
+
+}  // namespace kalvor

@@ -1,0 +1,20 @@
+// The settings of a computation as a configuration object ("CustomCompute" of a settings file).
+#pragma once
+
+#include <memory>
+
+#include "app/session/custom_settings.h"
+#include "base/config/node.h"
+
+namespace kalvor {
+
+// Keys "Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator"; all are
+// required. Those of swap mode ("Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig") are allowed
+// and not looked at. Digit counts out of bounds and compression of too few digits are corrected with a
+// printed warning. Makes the output folder.
+//
+// Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
+// InvalidParametersException for values that cannot be used, FileException "Path is not writable.".
+CustomSettings load_custom_settings(const trel::Config::Object& object);
+
+}  // namespace kalvor

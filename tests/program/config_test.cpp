@@ -1,0 +1,214 @@
+// "kalvor config": what a settings file describes is run; what is wrong with it is said.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::run_kalvor;
+using kalvor_test::RunOptions;
+using kalvor_test::TemporaryFolder;
+
+class ConfigTest : public testing::Test {
+  protected:
+    void write(const std::string& name, const std::string& text) {
+        std::filesystem::create_directories(std::filesystem::path(folder_ / name).parent_path());
+        std::ofstream(folder_ / name, std::ios::binary) << text;
+    }
+    ProgramRun run(const std::vector<std::string>& arguments) {
+        RunOptions options;
+        options.folder = folder_.path();
+        std::vector<std::string> all = {"pause:-2", "skip-warnings", "config"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return run_kalvor(all, options);
+    }
+    // Runs a file with this text and returns everything that was printed behind the processor check.
+    std::string said(const std::string& text) {
+        write("said.cfg", text);
+        const ProgramRun out = run({"said.cfg"});
+        EXPECT_EQ(out.exit_code, 1) << out.out;
+        const std::size_t at = out.out.find("\n\nException Encountered: ");
+        return at == std::string::npos ? out.out : out.out.substr(at);
+    }
+
+    TemporaryFolder folder_;
+};
+
+std::string report(const std::string& type, const std::string& message) {
+    return "\n\nException Encountered: " + type + "\n\n" + message + "\n\n\n";
+}
+
+// The settings of a small run; `from` is replaced by `to`.
+std::string settings(const std::string& from = "", const std::string& to = "") {
+    std::string text =
+        "{\r\n"
+        "    Action : \"CustomCompute\"\r\n"
+        "    CustomCompute : {\r\n"
+        "        Constant : {\r\n"
+        "            Constant : \"pi\"\r\n"
+        "            Algorithm : \"ramanujan\"\r\n"
+        "        }\r\n"
+        "        ComputeSize : {\r\n"
+        "            DecimalDigits : 1000\r\n"
+        "            EnableHexDigits : \"false\"\r\n"
+        "        }\r\n"
+        "        Output : {\r\n"
+        "            Path : \"digits\"\r\n"
+        "            OutputEnable : \"true\"\r\n"
+        "            DigitsPerFile : 0\r\n"
+        "        }\r\n"
+        "        OutputVerify : \"true\"\r\n"
+        "        Mode : \"ram\"\r\n"
+        "        Parallelism : {\r\n"
+        "            TaskDecomposition : 4\r\n"
+        "            Framework : \"spawn\"\r\n"
+        "            MaxSequentialDispatch : 64\r\n"
+        "        }\r\n"
+        "        Allocator : {\r\n"
+        "            Allocator : \"mmap\"\r\n"
+        "            LargePages : \"disabled\"\r\n"
+        "            LockedPages : \"disabled\"\r\n"
+        "        }\r\n"
+        "    }\r\n"
+        "}\r\n";
+    if (!from.empty()) {
+        const std::size_t at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        if (at != std::string::npos) text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+}  // namespace
+
+TEST_F(ConfigTest, RunsTheComputation) {
+    write("small.cfg",
+          "\xef\xbb\xbf"
+          "//  A comment\r\n\r\n" +
+              settings());
+    for (const char* name : {"small", "small.cfg", "./small.cfg"}) {
+        std::filesystem::remove_all(folder_ / "digits");
+        const ProgramRun out = run({name});
+        EXPECT_EQ(out.exit_code, 0) << out.out;
+        EXPECT_EQ(out.value("Algorithm:"), "Ramanujan (1910)");
+        EXPECT_EQ(out.value("Decimal Digits:"), "1,000");
+        const std::string digits = kalvor_test::read_file(folder_ / "digits/Pi - Dec - Ramanujan.txt");
+        EXPECT_EQ(digits.size(), 1002u);
+        EXPECT_EQ(digits.substr(0, 12), "3.1415926535");
+        EXPECT_EQ(digits.substr(992), "2164201989");
+    }
+}
+
+TEST_F(ConfigTest, OtherFrameworksAndAllocators) {
+    write("a.cfg", settings("            Framework : \"spawn\"\r\n            MaxSequentialDispatch : 64\r\n",
+                            "            Framework : \"none\"\r\n"));
+    EXPECT_EQ(run({"a"}).exit_code, 0);
+    write("b.cfg", settings("            Allocator : \"mmap\"\r\n            LargePages : \"disabled\"\r\n"
+                            "            LockedPages : \"disabled\"\r\n",
+                            "            Allocator : \"malloc\"\r\n"));
+    EXPECT_EQ(run({"b"}).exit_code, 0);
+    // What belongs to swap mode may stand there.
+    write("c.cfg", settings("        Mode :", "        Memory : {} Checkpointing : 5\r\n        Mode :"));
+    EXPECT_EQ(run({"c"}).exit_code, 0);
+    write("d.cfg", settings("Path : \"digits\"", "Path : \"\""));
+    EXPECT_EQ(run({"d"}).exit_code, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "Pi - Dec - Ramanujan.txt"));
+}
+
+TEST_F(ConfigTest, CorrectsSizesWithAWarning) {
+    write("a.cfg", settings("DecimalDigits : 1000", "DecimalDigits : -5"));
+    ProgramRun out = run({"a"});
+    EXPECT_TRUE(out.has("Warning: Precision below minimum. Adjusting to minimum.\n")) << out.out;
+    EXPECT_EQ(out.value("Decimal Digits:"), "100");
+    write("b.cfg", settings("DigitsPerFile : 0", "DigitsPerFile : 999999"));
+    out = run({"b"});
+    EXPECT_EQ(out.exit_code, 0);
+    EXPECT_TRUE(out.has("Warning: Digits per file below minimum: Disabling compression.\n")) << out.out;
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "digits/Pi - Dec - Ramanujan.txt"));
+}
+
+TEST_F(ConfigTest, FilesThatCannotBeUsed) {
+    ProgramRun out = run({});
+    EXPECT_EQ(out.exit_code, 1);
+    EXPECT_TRUE(out.has("\n\nException Encountered: InvalidParametersException\n")) << out.out;
+    EXPECT_TRUE(out.has("\n\nPlease specify a config file.\n\n\n")) << out.out;
+
+    out = run({"missing"});
+    EXPECT_EQ(out.exit_code, 1);
+    EXPECT_TRUE(out.has("Exception Encountered: FileException\n")) << out.out;
+    EXPECT_TRUE(out.has("\nPath:   missing.cfg\n\nUnable to open file.\n\nPath does not exist.\n"))
+        << out.out;
+    // A dot anywhere, and the path is taken as it is.
+    EXPECT_TRUE(run({"./missing"}).has("\nPath:   ./missing\n"));
+    EXPECT_TRUE(run({"v0.1/missing"}).has("\nPath:   v0.1/missing\n"));
+    EXPECT_TRUE(
+        run({"C:/temp/missing"}).has("\nPath:   C:/temp/missing.cfg\n"));  // colons are nothing special
+
+    write("a.cfg", "{\r\n    Action : \"x\",\r\n}");
+    EXPECT_TRUE(run({"a"}).has("\n\nLine 1: Invalid character in identifier.\n\n\n"));
+    write("a.cfg", "{ Action : \"x\"");
+    EXPECT_TRUE(run({"a"}).has("\n\nUnexpected end of stream.\n\n\n"));
+    write("a.cfg", "[1 2]");
+    EXPECT_EQ(said("[1 2]"), report("ParseException", "Expected Object, got Array.") + "\n");
+    EXPECT_EQ(said("{}"), report("KeyNotFoundException", "Action") + "\n");
+    EXPECT_EQ(said("{Action : 5 }"), report("ParseException", "Expected String, got Integer.") + "\n");
+    const std::string unknown = said("{Action : \"Fly\"}");
+    EXPECT_NE(unknown.find("\n\nInvalid Action: Fly\n\n\n"), std::string::npos) << unknown;
+}
+
+TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
+    const struct {
+        std::string text, type, message;
+    } cases[] = {
+        {"{Action : \"CustomCompute\"}", "KeyNotFoundException", "CustomCompute"},
+        {"{Action : \"CustomCompute\" CustomCompute : []}", "ParseException", "Expected Object, got Array."},
+        {settings("        Mode :", "        Extra : 1\r\n        Mode :"), "InvalidParametersException",
+         "Invalid Key: Extra"},
+        {settings("        OutputVerify : \"true\"\r\n", ""), "KeyNotFoundException", "OutputVerify"},
+        {settings("OutputVerify : \"true\"", "OutputVerify : \"yes\""), "ParseException",
+         "Expected true or false."},
+        {settings("OutputVerify : \"true\"", "OutputVerify : 1"), "ParseException",
+         "Custom Compute: Expected String, got Integer."},
+        {settings("Algorithm : \"ramanujan\"", "Algorithm : 1"), "ParseException",
+         "Custom Compute: Expected String, got Integer."},
+        {settings("\"pi\"", "\"tau\""), "InvalidParametersException", "Invalid Constant: tau"},
+        {settings("\"pi\"", "\"\""), "InvalidParametersException", "Invalid constant token."},
+        {settings("\"ramanujan\"", "\"guess\""), "InvalidParametersException", "Invalid Algorithm: guess"},
+        {settings("DecimalDigits : 1000", "DecimalDigits : \"1k\""), "ParseException",
+         "Computation Size: Expected Integer, got String."},
+        {settings("Path : \"digits\"", "Path : 1"), "ParseException",
+         "Output Format: Expected String, got Integer."},
+        {settings("\"ram\"", "\"disk\""), "InvalidParametersException", "Invalid Mode: disk"},
+        {settings("TaskDecomposition : 4", "TaskDecomposition : 0"), "InvalidParametersException",
+         "Task decomposition must be between 1 and 65,536."},
+        {settings("TaskDecomposition : 4", "TaskDecomposition : 65537"), "InvalidParametersException",
+         "Task decomposition must be between 1 and 65,536."},
+        {settings("TaskDecomposition : 4", "TaskDecomposition : []"), "ParseException",
+         "Parallel Framework: Expected Integer, got Array."},
+        {settings("\"spawn\"", "\"openmp\""), "InvalidParametersException",
+         "Invalid Parallel Framework: openmp"},
+        {settings("\"mmap\"", "\"calloc\""), "InvalidParametersException",
+         "Invalid Memory Allocator: calloc"},
+        {settings("LargePages : \"disabled\"", "LargePages : \"maybe\""), "InvalidParametersException",
+         "Invalid Mode: maybe"},
+        {settings("Path : \"digits\"", "Path : \"/proc\""), "FileException", "Path is not writable."},
+    };
+    for (const auto& c : cases) {
+        const std::string out = said(c.text);
+        const std::size_t first = out.find("Exception Encountered: " + c.type + "\n");
+        const std::size_t text = out.find("\n\n" + c.message + "\n\n\n");
+        const std::size_t second = out.find("Exception Encountered: InvalidParametersException\n",
+                                            text == std::string::npos ? 0 : text);
+        const std::size_t refusal = out.find("\n\nCannot run computation with these parameters.\n\n\n");
+        EXPECT_EQ(first, 2u) << c.message << "\n" << out;
+        EXPECT_LT(first, text) << c.message << "\n" << out;
+        EXPECT_LT(text, second) << c.message << "\n" << out;
+        EXPECT_LT(second, refusal) << c.message << "\n" << out;
+        EXPECT_NE(refusal, std::string::npos) << c.message << "\n" << out;
+        EXPECT_FALSE(std::filesystem::exists(folder_ / "digits/Pi - Dec - Ramanujan.txt"));
+    }
+}
