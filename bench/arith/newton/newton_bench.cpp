@@ -15,8 +15,12 @@
 
 #include "arith/multiply/dispatch.h"
 #include "arith/multiply/transform_tables.h"
+#include "arith/newton/agm.h"
 #include "arith/newton/division.h"
+#include "arith/newton/invsqrt.h"
 #include "arith/newton/invsqrt_word.h"
+#include "arith/newton/nth_root.h"
+#include "arith/newton/power.h"
 #include "arith/newton/power_word.h"
 #include "arith/newton/reciprocal.h"
 #include "base/simd/isa.h"
@@ -24,7 +28,8 @@
 namespace trel {
 namespace {
 
-constexpr u64 kLargest = u64(1) << 19;  // words
+constexpr u64 kLargest = u64(1) << 19;         // words
+constexpr int64_t kTenMillionDigits = 519051;  // words
 
 class ThreadEach final : public BasicParallelizer {
   public:
@@ -152,6 +157,62 @@ void BM_InvsqrtWord(benchmark::State& state) {
     });
 }
 
+void BM_InvsqrtFloat(benchmark::State& state) {
+    const u64 p = state.range(0), tds = state.range(1);
+    std::vector<Word> a = random_words(p);
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const MultiplyContext mp = context(scratch, tds);
+    const BigFloat A = number(a);
+    BigFloat T(result.words(), plan.result);
+    measure(state, p, tds, [&] {
+        InvsqrtFloat_BigFloatR::run(plan, mp, null_status(), T, A, p,
+                                    {temporaries.words(), plan.temporaries});
+    });
+}
+
+// A^(-1/n) as formulas ask for it.
+template <u64 n>
+void BM_InvNthRoot(benchmark::State& state) {
+    const u64 p = state.range(0), tds = state.range(1);
+    std::vector<Word> a = random_words(p);
+    const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const MultiplyContext mp = context(scratch, tds);
+    const BigFloat A = number(a);
+    BigFloat T(result.words(), plan.result);
+    measure(state, p, tds, [&] {
+        inv_nth_root(plan, mp, null_status(), T, A, n, {temporaries.words(), plan.temporaries});
+    });
+}
+
+void BM_PowerFloat(benchmark::State& state) {
+    const u64 p = state.range(0), tds = state.range(1);
+    std::vector<Word> a = random_words(p);
+    const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const MultiplyContext mp = context(scratch, tds);
+    const BigFloat A = number(a);
+    BigFloat T(result.words(), plan.result);
+    measure(state, p, tds, [&] {
+        Power_BF_uL_BigFloatR::run(plan, mp, null_status(), T, A, 7, p,
+                                   {temporaries.words(), plan.temporaries});
+    });
+}
+
+void BM_Agm(benchmark::State& state) {
+    const u64 p = state.range(0), tds = state.range(1);
+    std::vector<Word> a = random_words(p);
+    const AGMPlan plan = AGMPlan::make(p, tds);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries1), scratch(plan.scratch_bytes);
+    const MultiplyContext mp = context(scratch, tds);
+    const BigFloat A = number(a);
+    BigFloat T(result.words(), plan.result);
+    measure(state, p, tds, [&] {
+        AGM1_BigFloatR::run(plan, mp, null_status(), T, A, p, {temporaries.words(), plan.temporaries1});
+    });
+}
+
 // 10^n of about p words, exact.
 void BM_PowerOfTen(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
@@ -218,18 +279,23 @@ void BM_GmpPowerOfTen(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* b) {
-    for (int64_t p : {1 << 10, 1 << 14, 1 << 16, 1 << 19})
+    for (int64_t p : {int64_t(1) << 10, int64_t(1) << 14, int64_t(1) << 16, kTenMillionDigits})
         for (int64_t tds : {1, 2}) b->Args({p, tds});
     b->Unit(benchmark::kMillisecond)->UseRealTime()->ArgNames({"words", "tds"});
 }
 void gmp_sizes(benchmark::internal::Benchmark* b) {
-    for (int64_t p : {1 << 10, 1 << 14, 1 << 16, 1 << 19}) b->Args({p});
+    for (int64_t p : {int64_t(1) << 10, int64_t(1) << 14, int64_t(1) << 16, kTenMillionDigits}) b->Args({p});
     b->Unit(benchmark::kMillisecond)->UseRealTime()->ArgNames({"words"});
 }
 
 BENCHMARK(BM_Reciprocal)->Apply(sizes);
 BENCHMARK(BM_Division)->Apply(sizes);
 BENCHMARK(BM_InvsqrtWord)->Apply(sizes);
+BENCHMARK(BM_InvsqrtFloat)->Apply(sizes);
+BENCHMARK(BM_InvNthRoot<3>)->Apply(sizes);
+BENCHMARK(BM_InvNthRoot<4>)->Apply(sizes);
+BENCHMARK(BM_PowerFloat)->Apply(sizes);
+BENCHMARK(BM_Agm)->Args({1 << 10, 1})->Args({1 << 14, 1})->Args({1 << 16, 1})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PowerOfTen)->Apply(sizes);
 BENCHMARK(BM_GmpDivision)->Apply(gmp_sizes);
 BENCHMARK(BM_MpfrInvsqrt)->Apply(gmp_sizes);

@@ -41,7 +41,7 @@ u64 product_words(u64 p) {
 u64 window_scratch_bytes(u64 p) {
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.transform_data + std::max(held.transform_data + held.transform_scratch,
-                                          newton::HeldTransforms::scratch_bytes(product_words(p), 1));
+                                          newton::window_product_scratch_bytes(product_words(p)));
 }
 
 }  // namespace
@@ -122,9 +122,7 @@ void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const 
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        const HeldTransforms wide(memory.context(), product_words(p), 1);
-        BigFloatTransformR product(wide.transform(), wide.data(0));
-        product.mul_rr_xx(wide.context(), e, A, p, square, p, -static_cast<i64>(p), t);
+        window_product(memory.context(), product_words(p), e, A, p, square, p, -static_cast<i64>(p), t);
     }
     const Estimate side = take_error_below(P, e, t, previous, kRun);
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);

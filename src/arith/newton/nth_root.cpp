@@ -63,7 +63,7 @@ InvNthRootPlan InvNthRootPlan::make(u64 p, u64 tds) {
     plan.scratch_bytes = PowerFloatPlan::make(std::max(p, plan.basic_p + 2), tds).scratch_bytes;
     if (p >= newton::kTransformPrecision)
         plan.scratch_bytes =
-            std::max(plan.scratch_bytes, newton::HeldTransforms::scratch_bytes(product_words(p), 1));
+            std::max(plan.scratch_bytes, newton::window_product_scratch_bytes(product_words(p)));
     return plan;
 }
 
@@ -170,9 +170,7 @@ void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat&
     const i64 w = x.mag() - static_cast<i64>(previous) + 3;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        const HeldTransforms memory(mp, product_words(p), 1);
-        BigFloatTransformR product(memory.transform(), memory.data(0));
-        product.mul_rr_xx(memory.context(), y, A, p + 1, T, p + 1, bottom, w);
+        window_product(mp, product_words(p), y, A, p + 1, T, p + 1, bottom, w);
     }
     const BigFloat low_x = words_between(P, x, bottom - 2, w);
     subtract_windows(P, T, p - previous + 5, y, low_x, w, kRunExpanded);
@@ -196,9 +194,7 @@ void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat&
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        const HeldTransforms memory(mp, product_words(p), 1);
-        BigFloatTransformR product(memory.transform(), memory.data(0));
-        product.mul_rr_xx(memory.context(), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
+        window_product(mp, product_words(p), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
     }
     const Estimate side = take_error_below(P, y, t, previous, kRunFactored);
     if (side == Estimate::exact) return T.set_BigFloat(p + 2, P, x);

@@ -1,5 +1,6 @@
 #include "arith/newton/steps.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "arith/multiply/algorithm_table.h"
@@ -36,11 +37,18 @@ void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u
     T.exp -= 1;
 }
 
-HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64 held) : context_(mp) {
-    make_transform(holder_, product_words, mp);
-    const u64 needed = (held + 1) * holder_->data_bytes() + holder_->scratch_bytes();
+namespace {
+
+void check_scratch(const MultiplyContext& mp, u64 needed) {
     if (mp.scratch.size() < needed)
         throw BufferTooSmallException("TransformHelper::TransformHelper()", mp.scratch.size(), needed);
+}
+
+}  // namespace
+
+HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64 held) : context_(mp) {
+    make_transform(holder_, product_words, mp);
+    check_scratch(mp, (held + 1) * holder_->data_bytes() + holder_->scratch_bytes());
     data_ = context_.scratch.spawn(held * holder_->data_bytes()).get();
 }
 
@@ -48,6 +56,19 @@ u64 HeldTransforms::scratch_bytes(u64 product_words, u64 held) {
     // Products of the levels below run in the same memory.
     const MultiplySizes sizes = basic_table64().mSBsizes(product_words);
     return (held + 1) * sizes.transform_data + sizes.transform_scratch;
+}
+
+u64 window_product_scratch_bytes(u64 product_words) {
+    const MultiplySizes sizes = basic_table64().mSBsizes(product_words);
+    return std::max(sizes.scratch, sizes.transform_data + sizes.transform_scratch);
+}
+
+void window_product(const MultiplyContext& mp, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,
+                    const BigFloat& B, u64 pB, i64 ie, i64 te) {
+    TransformHolder transform;
+    make_transform(transform, product_words, mp);
+    check_scratch(mp, transform->whole_bytes());
+    BigFloatTransformR(*transform, nullptr).mul_rr_xx(mp, T, A, pA, B, pB, ie, te);
 }
 
 void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,

@@ -72,6 +72,12 @@ class HeldTransforms {
     void* data_;
 };
 
+// T = the words [ie, te) of A B, and two below, by a convolution of product_words words of which nothing is
+// kept. T overlaps no operand. Scratch: window_product_scratch_bytes(product_words).
+u64 window_product_scratch_bytes(u64 product_words);
+void window_product(const MultiplyContext& mp, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,
+                    const BigFloat& B, u64 pB, i64 ie, i64 te);
+
 // The end of a level: T holds the error term, halved for a root, and becomes x + x T (under-estimate) or
 // x - x T, nudged upward when it is longer than p words. y takes the product.
 void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,

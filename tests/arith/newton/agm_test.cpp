@@ -3,7 +3,6 @@
 #include <mpfr.h>
 
 #include <algorithm>
-#include <csignal>
 
 #include "newton_test_support.h"
 #include "support/capture_console.h"
@@ -270,7 +269,7 @@ TEST(AgmDeathTest, UnnormalisedOperandIsFatal) {
         w.b.T[w.b.L++] = 0;
         AGM2_BigFloatR::run(plan, w.mp, null_status(), w.T, w.b, 20, w.buffer());
     };
-    EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
 }
 

@@ -16,8 +16,8 @@ Workspace workspace(const DivisionPlan& plan) {
     return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
 }
 
-void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what) {
-    const DivisionPlan plan = DivisionPlan::make(p, 1);
+void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what, u64 tds = 1) {
+    const DivisionPlan plan = DivisionPlan::make(p, tds);
     Workspace w = workspace(plan);
     Division_BigFloatR::run(plan, w.mp, null_status(), w.T, A, B, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
@@ -75,6 +75,34 @@ TEST(DivisionTest, AllShapesAtAllPrecisions) {
                     "p=" + std::to_string(p) + " shapes=" + std::to_string(a) + "," + std::to_string(b));
                 if (HasFatalFailure()) return;
             }
+}
+
+void expect_all_shapes(u64 p, u64 tds, u64 pairs, std::mt19937_64& rng) {
+    for (u64 i = 0; i < pairs; i++) {
+        const u64 a = rng() % 8, b = rng() % 8;
+        const Number A(make_words(shape_of(a), operand_length(p, rng), rng), static_cast<i64>(rng() % 9) - 4,
+                       rng() % 2 != 0);
+        const Number B(make_words(shape_of(b), operand_length(p, rng), rng), static_cast<i64>(rng() % 9) - 4,
+                       rng() % 2 != 0);
+        expect_quotient(A.value, B.value, p,
+                        "p=" + std::to_string(p) + " shapes=" + std::to_string(a) + "," + std::to_string(b),
+                        tds);
+        if (::testing::Test::HasFatalFailure()) return;
+    }
+}
+
+TEST(DivisionTest, UpTo300Words) {
+    std::mt19937_64 rng(19);
+    for (u64 p = 0; p <= 300; p++) {
+        expect_all_shapes(p, 1, 12, rng);
+        if (HasFatalFailure()) return;
+    }
+    expect_all_shapes(10000, 2, 8, rng);
+}
+
+TEST(SlowDivisionTest, HundredThousandWords) {
+    std::mt19937_64 rng(20);
+    for (u64 tds : {1, 2, 7}) expect_all_shapes(100000, tds, 8, rng);
 }
 
 TEST(DivisionTest, LargePrecisions) {

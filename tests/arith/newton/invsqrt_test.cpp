@@ -2,8 +2,6 @@
 
 #include <mpfr.h>
 
-#include <csignal>
-
 #include "arith/kernels/word_array.h"
 #include "arith/newton/steps.h"
 #include "newton_test_support.h"
@@ -226,7 +224,7 @@ TEST(InvsqrtDeathTest, UnnormalisedOperandIsFatal) {
         Workspace w = workspace(plan);
         InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A, 20, w.buffer());
     };
-    EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
 }
 

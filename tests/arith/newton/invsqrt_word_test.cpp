@@ -37,8 +37,8 @@ const std::vector<Word> kWords = {1,
                                   ~Word(0) - 1,
                                   ~Word(0)};
 
-void expect_invsqrt(Word word, u64 p, Status& status) {
-    const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
+void expect_invsqrt(Word word, u64 p, Status& status, u64 tds = 1) {
+    const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
     Workspace w = workspace(plan);
     InvsqrtWord_BigFloatR::run(plan, w.mp, status, w.T, word, p, w.buffer());
     ASSERT_TRUE(w.intact()) << word << " p=" << p;
@@ -61,6 +61,21 @@ TEST(InvsqrtWordTest, AllPrecisions) {
     EXPECT_GT(status.count(" 0S "), 100u);
     EXPECT_GT(status.count(" O1M "), 20u);
     EXPECT_GT(status.count(" 0S "), status.count(" O1M ") + status.count(" U1M ") + 20);
+}
+
+TEST(InvsqrtWordTest, UpTo300Words) {
+    std::mt19937_64 rng(22);
+    for (u64 p = 0; p <= 300; p++) {
+        for (int i = 0; i < 8; i++) expect_invsqrt(kWords[rng() % kWords.size()], p, null_status());
+        if (HasFatalFailure()) return;
+    }
+    for (Word word : {Word(3), ~Word(0)}) expect_invsqrt(word, 10000, null_status(), 2);
+}
+
+TEST(SlowInvsqrtWordTest, HundredThousandWords) {
+    for (u64 tds : {1, 2, 7})
+        for (Word word : {Word(2), Word(10005), ~Word(0), (Word(1) << 62) - 1})
+            expect_invsqrt(word, 100000, null_status(), tds);
 }
 
 TEST(InvsqrtWordTest, UnderEstimatesAreCorrected) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 
 #include "arith/newton/steps.h"
 #include "newton_test_support.h"
@@ -246,7 +245,7 @@ TEST(NthRootDeathTest, UnnormalisedOperandIsFatal) {
         Workspace w = workspace(plan);
         InvNthRootFloat_BigFloatR_P::run_expanded(plan, w.mp, null_status(), w.T, A, 20, w.buffer(), 3);
     };
-    EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
 }
 

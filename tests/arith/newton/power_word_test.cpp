@@ -58,6 +58,37 @@ TEST(PowerWordTest, LargeExactPowersOfTen) {
     }
 }
 
+TEST(SlowPowerWordTest, HundredThousandWords) {
+    const u64 n = 19 * 100000;
+    const Integer want = power(5, n);
+    for (u64 tds : {1, 2, 7}) {
+        const PowerWordPlan plan = PowerWordPlan::make_exact(5, n, tds);
+        Workspace space = workspace(plan);
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, 5, n, plan.p,
+                                   space.temporaries.get());
+        ASSERT_TRUE(space.intact());
+        ASSERT_TRUE(Integer(space.T).shifted_words(space.T.exp) == want) << tds;
+    }
+}
+
+// Powers at every precision, in their planned memory.
+TEST(PowerWordTest, UpTo300Words) {
+    std::mt19937_64 rng(34);
+    for (u64 p = 1; p <= 300; p++) {
+        const Word w = rng() | 1;
+        const u64 n = 1 + rng() % (2 * p);
+        const PowerWordPlan plan = PowerWordPlan::make(p, 1);
+        Workspace space = workspace(plan);
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p, space.temporaries.get());
+        ASSERT_TRUE(space.intact());
+        const Integer want = power(w, n);
+        const Integer got = Integer(space.T).shifted_words(space.T.exp);
+        const double relative = got.minus(want).log2() - want.log2();
+        ASSERT_LE(relative, -64.0 * static_cast<double>(p + 1) + std::log2(4.0 * static_cast<double>(n)))
+            << "p=" << p << " " << w << "^" << n;
+    }
+}
+
 // Truncated powers: relative error of a few units of the last word, times the number of steps that double it.
 TEST(PowerWordTest, TruncatedPowers) {
     std::mt19937_64 rng(32);

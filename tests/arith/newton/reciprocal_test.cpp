@@ -69,6 +69,31 @@ TEST(ReciprocalTest, AllShapesAtAllPrecisions) {
     EXPECT_GT(status.count(" 0M "), status.count(" O1M ") + status.count(" U1M ") + 100);
 }
 
+void expect_all_shapes(u64 p, u64 tds, std::mt19937_64& rng, Status& status) {
+    for (u64 i = 0; i < static_cast<u64>(Shape::count); i++) {
+        const u64 n = operand_length(p, rng);
+        const Number A(make_words(shape_of(i), n, rng), static_cast<i64>(rng() % 9) - 4, rng() % 2 != 0);
+        expect_reciprocal(
+            A.value, p, tds, status,
+            "p=" + std::to_string(p) + " shape=" + std::to_string(i) + " n=" + std::to_string(n));
+        if (::testing::Test::HasFatalFailure()) return;
+    }
+}
+
+TEST(ReciprocalTest, UpTo300Words) {
+    std::mt19937_64 rng(6);
+    for (u64 p = 0; p <= 300; p++) {
+        expect_all_shapes(p, 1, rng, null_status());
+        if (HasFatalFailure()) return;
+    }
+    expect_all_shapes(10000, 2, rng, null_status());
+}
+
+TEST(SlowReciprocalTest, HundredThousandWords) {
+    std::mt19937_64 rng(7);
+    for (u64 tds : {1, 2, 7}) expect_all_shapes(100000, tds, rng, null_status());
+}
+
 // The upward nudge makes nearly every estimate an over-estimate; a lowered one takes the other branch.
 TEST(ReciprocalTest, UnderEstimatesAreCorrected) {
     std::mt19937_64 rng(5);
