@@ -9,6 +9,18 @@
 
 namespace trel {
 
+void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words) {
+    if (words <= capacity_bits / 64) return;
+    throw ConvolutionTooSmallException(ntt_constants(family).short_name, "Convolution length is too small.",
+                                       capacity_bits, 64 * words);
+}
+
+void check_carry_buffer(u64 memory_k, u64 carry_k) {
+    if (memory_k < carry_k) {
+        throw AlgorithmFailedException("CarryBufferB()", "CarryBufferB(): memory_k < carry_k");
+    }
+}
+
 bool floating_point_control_is_right() {
     constexpr u32 kExceptionFlags = 0x3f, kDefault = 0x1f80;
     return (_mm_getcsr() & ~kExceptionFlags) == kDefault;

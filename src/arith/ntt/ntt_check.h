@@ -1,10 +1,18 @@
-// The check that every product by a number-theoretic transform ends with.
+// The checks that number-theoretic transforms share.
 #pragma once
 
 #include "arith/ntt/ntt_records.h"
 #include "os/types.h"
 
 namespace trel {
+
+// An operand or product of `words` words has to fit the convolution: otherwise throws
+// ConvolutionTooSmallException "Convolution length is too small.".
+void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words);
+
+// A place of memory_k words has to hold the carries of carry_k words that a task leaves behind: otherwise
+// throws AlgorithmFailedException "CarryBufferB(): memory_k < carry_k".
+void check_carry_buffer(u64 memory_k, u64 carry_k);
 
 // Whether the processor rounds as the program expects: to nearest, denormal numbers kept.
 bool floating_point_control_is_right();

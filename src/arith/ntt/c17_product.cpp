@@ -1,0 +1,372 @@
+#include "arith/ntt/c17_product.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <tuple>
+
+#include "arith/ntt/c17_plan.h"
+#include "arith/ntt/ntt_check.h"
+#include "arith/ntt/task_phases.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kCarryWords = 32;  // room for the words that a piece leaves behind at the end of a row
+constexpr u64 kPad = 8;          // doubles behind each row of a buffer
+constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
+
+}  // namespace
+
+C17Sizes c17_sizes(const C17Plan& plan) {
+    C17Sizes s{};
+    s.data_bytes = 8 * plan.a * plan.prime_stride;
+    // first sweep: limbs of a block, then one prime's residues; last sweep: residues of all primes. Carries of
+    // the rows behind them.
+    const u64 block = plan.rows() * (plan.columns() + kPad) * 8;
+    s.task_bytes = (plan.a + 1) * block + plan.rows() * sizeof(C17Carry);
+    s.max_tasks = 1;
+    if (24 * (plan.a - 1) * plan.points() >= kParallelBits) {
+        // memory for the tasks of many processors only where the data outweigh it
+        s.max_tasks =
+            static_cast<u32>(std::clamp<u64>(s.data_bytes / (8 * s.task_bytes), 4, C17Sizes::kMaxTasks));
+    }
+    s.max_pieces = static_cast<u32>(std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
+    s.scratch_bytes =
+        s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * kCarryWords * sizeof(Word);
+    s.plain_primes = (plan.a + 2) / 3;
+    s.second_bytes = 8 * plan.prime_stride * s.plain_primes;
+    return s;
+}
+
+C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
+    C17Setup s{};
+    s.passes = isa == Isa::avx512 ? &avx512::c17_pass_kernels : &avx2::c17_pass_kernels;
+    s.ends = &c17_end_kernels(isa);
+    s.tables = &c17_set_tables(record.a, record.b);
+    make_c17_end_constants(&s.constants, *s.tables->set, record.c);
+    s.record = record;
+    s.plan = plan;
+    check_carry_buffer(kCarryWords, c17_group_words(plan.a));
+    s.capacity_bits = ntt_capacity_bits(NttFamily::c17, record);
+    s.sizes = c17_sizes(plan);
+    return s;
+}
+
+const C17Setup& c17_setup(Isa isa, const NttRecord& record) {
+    using Key = std::tuple<Isa, u8, u8, u8, u8, u8, u8>;
+    static std::mutex mutex;
+    static std::map<Key, std::unique_ptr<C17Setup>> all;
+    const std::lock_guard lock(mutex);
+    auto& place = all[Key{isa, record.a, record.b, record.c, record.d, record.e, record.f}];
+    if (!place) {
+        const u32 max_log_radix =
+            (isa == Isa::avx512 ? avx512::c17_pass_kernels : avx2::c17_pass_kernels).max_log_radix;
+        place = std::make_unique<C17Setup>(make_c17_setup(isa, record, make_c17_plan(record, max_log_radix)));
+    }
+    return *place;
+}
+
+C17Product::C17Product(const C17Setup& setup, const ParallelContext& P, void* scratch)
+    : setup_(setup),
+      plan_(setup.plan),
+      P_(P),
+      tasks_(std::min<u64>(P.tds, setup.sizes.max_tasks)),
+      scratch_(static_cast<u8*>(scratch)) {}
+
+double* C17Product::buffer(u64 task) const {
+    return reinterpret_cast<double*>(scratch_ + task * setup_.sizes.task_bytes);
+}
+Word* C17Product::carries_of(u64 piece, u32 row) const {
+    return reinterpret_cast<Word*>(scratch_ + setup_.sizes.max_tasks * setup_.sizes.task_bytes) +
+           (piece * plan_.rows() + row) * kCarryWords;
+}
+u64 C17Product::pieces() const {
+    return tasks_ < 2 ? 1 : std::min<u64>(setup_.sizes.max_pieces, 4 * tasks_);
+}
+
+// ---- the three sweeps
+
+void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data) {
+    const u32 rows = plan_.rows(), R = 1u << plan_.log_top, b = plan_.b;
+    const u64 n = plan_.columns(), stride = n + kPad, m = plan_.row_points(), column = block * n;
+    double* const limbs = buffer(task);
+    const u64 row_limbs = c17_limb_rows(plan_.a) * n;
+    double* const q = limbs + rows * row_limbs;
+    const bool direct = b == 1 && plan_.log_top == 0;
+
+    // rows from `used` on are beyond the operand
+    const u64 points = (64 * A.length + 24 * (plan_.a - 1) - 1) / (24 * (plan_.a - 1));
+    const u32 used = points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
+    for (u32 r = 0; r < used; r++) {
+        setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs, n);
+    }
+    for (u32 r = used; r < rows && !direct; r++) std::memset(q + r * stride, 0, 8 * n);
+    for (u32 i = begin; i < end; i++) {
+        const C17Prime& prime = setup_.tables->primes[i];
+        double* const out = data + (i - begin) * plan_.prime_stride + plan_.offset(column);
+        if (direct && used == 0) {
+            std::memset(out, 0, 8 * n);
+            continue;
+        }
+        for (u32 r = 0; r < used; r++) {
+            setup_.ends->reduce(&setup_.constants, i, limbs + r * row_limbs, n, n, direct ? out : q + r * stride);
+        }
+        if (b != 1 && plan_.log_top == 0) {
+            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top);
+        } else if (!direct) {
+            double* z = q;
+            if (b != 1) {
+                // the rows beyond the operand must still be zero for the next prime
+                z = limbs + rows * row_limbs + rows * stride;
+                for (u32 k = 0; k < R; k++) {
+                    setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n, false);
+                }
+            }
+            for (u32 s = 0; s < b; s++) {
+                setup_.passes->top_forward(plan_, prime, s, z + s * R * stride, stride,
+                                           out + s * R * plan_.row_stride, plan_.row_stride, n);
+            }
+        }
+    }
+}
+
+void C17Product::middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y) {
+    const u32 rows = plan_.rows();
+    const u32 prime = static_cast<u32>(item / rows), row = static_cast<u32>(item % rows);
+    const u64 at = prime * plan_.prime_stride + row * plan_.row_stride;
+    setup_.passes->middle(what, plan_, setup_.tables->primes[begin + prime], row,
+                          out + begin * plan_.prime_stride + at, x + at, y + at);
+}
+
+C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data) {
+    const u32 rows = plan_.rows(), R = 1u << plan_.log_top, b = plan_.b;
+    const u64 n = plan_.columns(), at = plan_.offset(block * n);
+    if (b == 1 && plan_.log_top == 0) return {data + at, plan_.prime_stride, plan_.row_stride};
+    const u64 stride = n + kPad;
+    double* const out = buffer(task);
+    for (u32 i = 0; i < plan_.a; i++) {
+        const C17Prime& prime = setup_.tables->primes[i];
+        const double* in = data + i * plan_.prime_stride + at;
+        double* const q = out + i * rows * stride;
+        if (plan_.log_top == 0) {
+            setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n);
+            continue;
+        }
+        for (u32 s = 0; s < b; s++) {
+            setup_.passes->top_inverse(plan_, prime, s, in + s * R * plan_.row_stride, plan_.row_stride,
+                                       q + s * R * stride, stride, n);
+        }
+        for (u32 k = 0; b != 1 && k < R; k++) {
+            setup_.passes->join(b, prime, q + k * stride, R * stride, q + k * stride, R * stride, n);
+        }
+    }
+    return {out, rows * stride, stride};
+}
+
+C17Product::Range C17Product::wanted(const C17Window& window, u32 row, u64 block0, u64 block1) const {
+    const u64 start = row * (plan_.row_points() / 8), n = plan_.columns() / 8;
+    const u64 begin = std::max(start + block0 * n, window.first());
+    return {begin, std::max(begin, std::min(start + block1 * n, window.end()))};
+}
+
+// A product that wraps around has something to add to the lowest groups: what stands above the last point. The
+// last two groups tell.
+u64 C17Product::tail_begin(const C17Window& window, bool wraps) const {
+    const u64 last = setup_.groups();
+    return wraps && window.first() == 0 && window.end() != 0 ? std::max(window.end(), last - 2) : last;
+}
+
+void C17Product::recombine(const Block& block, u32 row, u64 first_group, Range range, C17Window& window,
+                           C17Carry& carry) {
+    for (u64 g = range.begin; g < range.end;) {
+        const double* const residues = block.residues + row * block.row_stride + 8 * (g - first_group);
+        Word* out;
+        const u64 n = window.inside(g, range.end - g, &out);
+        if (n != 0) {
+            setup_.ends->recombine(&setup_.constants, residues, block.stride, 8 * n, &carry, out);
+            g += n;
+            continue;
+        }
+        Word words[C17Window::kMaxGroupWords];
+        setup_.ends->recombine(&setup_.constants, residues, block.stride, 8, &carry, words);
+        window.put(g, words);
+        g++;
+    }
+}
+
+void C17Product::last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps) {
+    const u32 rows = plan_.rows();
+    const u64 n_pieces = pieces(), blocks = setup_.blocks();
+    const u64 block0 = blocks * piece / n_pieces, block1 = blocks * (piece + 1) / n_pieces;
+    const u64 row_groups = plan_.row_points() / 8, n = plan_.columns() / 8;
+    const u64 tail = tail_begin(window, wraps);
+    C17Carry* const carries =
+        reinterpret_cast<C17Carry*>(scratch_ + (task + 1) * setup_.sizes.task_bytes) - rows;
+    std::memset(static_cast<void*>(carries), 0, rows * sizeof(C17Carry));
+    C17Carry above{};
+    for (u64 block = block0; block < block1; block++) {
+        bool needed = block + 1 == blocks && tail != setup_.groups();
+        for (u32 r = 0; r < rows && !needed; r++) {
+            const Range range = wanted(window, r, block, block + 1);
+            needed = range.begin < range.end;
+        }
+        if (!needed) continue;
+        const Block joined = join_block(task, block, data);
+        for (u32 r = 0; r < rows; r++) {
+            const u64 first = r * row_groups + block * n;
+            recombine(joined, r, first, wanted(window, r, block, block + 1), window, carries[r]);
+            if (r + 1 == rows && block + 1 == blocks && tail != setup_.groups()) {
+                // words of these groups are above the window; what they leave behind is not
+                C17Carry& carry = tail == window.end() ? carries[r] : above;
+                recombine(joined, r, first, {std::max(tail, first), setup_.groups()}, window, carry);
+            }
+        }
+    }
+    for (u32 r = 0; r < rows; r++) {
+        const bool top = r + 1 == rows && block1 == blocks && tail != setup_.groups() && tail != window.end();
+        setup_.ends->flush(&setup_.constants, top ? &above : &carries[r], carries_of(piece, r));
+        excess_[task] = std::max(excess_[task], c17_excess(carries[r]));
+    }
+}
+
+u64 C17Product::finish(C17Window& window, const double* data, bool wraps) {
+    const u64 n_pieces = pieces(), blocks = setup_.blocks();
+    for (u64 piece = 0; piece < n_pieces; piece++) {
+        for (u32 r = 0; r < plan_.rows(); r++) {
+            const bool last = piece + 1 == n_pieces && r + 1 == plan_.rows();
+            const Range range =
+                wanted(window, r, blocks * piece / n_pieces, blocks * (piece + 1) / n_pieces);
+            if (last && wraps && window.first() == 0) {
+                window.add(0, carries_of(piece, r));
+            } else if (range.begin < range.end) {
+                window.add(range.end, carries_of(piece, r));
+            }
+        }
+    }
+    if (!window.decided()) settle_below(window, data);
+    return *std::max_element(excess_, excess_ + tasks_);
+}
+
+// The group below first() tells what is missing at first(), up to one unit that it would have to pass on from
+// below: that needs a look at the next lower group only while a group's words are all ones.
+void C17Product::settle_below(C17Window& window, const double* data) {
+    const u64 n = plan_.columns() / 8, row_groups = plan_.row_points() / 8;
+    u64 block = setup_.blocks();  // none
+    Block joined{};
+    const auto group_of = [&](u64 g, Word* words, Word* above) {
+        const u64 in_row = g % row_groups;
+        if (in_row / n != block) {
+            block = in_row / n;
+            joined = join_block(0, block, data);
+        }
+        C17Carry carry{};
+        const double* const residues = joined.residues + g / row_groups * joined.row_stride + 8 * (in_row % n);
+        setup_.ends->recombine(&setup_.constants, residues, joined.stride, 8, &carry, words);
+        setup_.ends->flush(&setup_.constants, &carry, above);
+    };
+    const u64 group_words = c17_group_words(plan_.a);
+    Word words[C17Window::kMaxGroupWords], above[C17Window::kMaxGroupWords];
+    u64 g = window.first() - 1;
+    group_of(g, words, above);
+    window.add(g + 1, above);
+    if (!window.carry_runs_through()) return;
+    for (; g > 0; g--) {
+        Word lower[C17Window::kMaxGroupWords];
+        group_of(g - 1, lower, above);
+        Word carry = 0;
+        bool ones = true;
+        for (u64 i = 0; i < group_words; i++) {
+            const Word partial = words[i] + carry, sum = partial + above[i];
+            carry = (partial < carry) + (sum < above[i]);
+            ones = ones && sum == ~Word(0);
+        }
+        if (carry != 0) {
+            Word one[C17Window::kMaxGroupWords] = {1};
+            return window.add(window.first(), one);
+        }
+        if (!ones) return;
+        std::copy_n(lower, group_words, words);
+    }
+}
+
+// ---- whole operations
+
+void C17Product::forward(double* data, const Word* A, u64 L) {
+    const u64 items[2] = {setup_.blocks(), u64(plan_.a) * plan_.rows()};
+    run_phases(
+        P_, tasks_, 2, [&](u32 phase) { return items[phase]; },
+        [&](u64 task, u32 phase, u64 i) {
+            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
+            middle(C17Middle::forward, i, 0, data, data, data);
+        });
+}
+
+u64 C17Product::inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps) {
+    const u64 items[2] = {u64(plan_.a) * plan_.rows(), pieces()};
+    const C17Middle what = X == Y ? C17Middle::inverse_square : C17Middle::inverse;
+    // the rows' kernel may read and write one row only: out is X, or neither
+    if (work == Y) std::swap(X, Y);
+    run_phases(
+        P_, tasks_, 2, [&](u32 phase) { return items[phase]; },
+        [&](u64 task, u32 phase, u64 i) {
+            if (phase == 0) return middle(what, i, 0, work, X, Y);
+            last_sweep(task, i, window, work, wraps);
+        });
+    return finish(window, work, wraps);
+}
+
+u64 C17Product::square_plain(C17Window& window, double* data, const Word* A, u64 L) {
+    const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
+    run_phases(
+        P_, tasks_, 3, [&](u32 phase) { return items[phase]; },
+        [&](u64 task, u32 phase, u64 i) {
+            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
+            if (phase == 1) return middle(C17Middle::square, i, 0, data, data, data);
+            last_sweep(task, i, window, data, false);
+        });
+    return finish(window, data, false);
+}
+
+u64 C17Product::multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y) {
+    const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
+    run_phases(
+        P_, tasks_, 3, [&](u32 phase) { return items[phase]; },
+        [&](u64 task, u32 phase, u64 i) {
+            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, work);
+            if (phase == 1) return middle(C17Middle::held_product, i, 0, work, work, Y);
+            last_sweep(task, i, window, work, true);
+        });
+    return finish(window, work, true);
+}
+
+// The second operand's transform is made for a few primes at a time, in a buffer that is used again: its words
+// are cut once for each of these turns, which costs little beside what it saves in memory.
+u64 C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
+                               const Word* B, u64 LB) {
+    const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;
+    const u64 blocks = setup_.blocks();
+    const auto primes_end = [&](u32 turn) { return std::min(plan_.a, (turn + 1) * per_turn); };
+    run_phases(
+        P_, tasks_, 2 * turns + 1,
+        [&](u32 phase) {
+            if (phase == 2 * turns) return pieces();
+            const u32 turn = phase / 2;
+            if (phase % 2 == 0) return turn == 0 ? 2 * blocks : blocks;
+            return u64(primes_end(turn) - turn * per_turn) * plan_.rows();
+        },
+        [&](u64 task, u32 phase, u64 i) {
+            if (phase == 2 * turns) return last_sweep(task, i, window, data, false);
+            const u32 turn = phase / 2, begin = turn * per_turn;
+            if (phase % 2 == 1) {
+                return middle(C17Middle::product, i, begin, data, data + begin * plan_.prime_stride, second);
+            }
+            if (i < blocks) return first_sweep(task, i, {B, LB}, begin, primes_end(turn), second);
+            first_sweep(task, i - blocks, {A, LA}, 0, plan_.a, data);
+        });
+    return finish(window, data, false);
+}
+
+}  // namespace trel

@@ -1,0 +1,115 @@
+// The sweeps of a Code 17 transform: from words to rows, over the rows, and from rows back to words.
+//
+// A product touches its residues three times. The first sweep takes columns of all rows from the operand's
+// words through cutting, reduction and the top levels of the tree; then each row of each prime goes through
+// the rest of the tree, the pointwise product and back while it sits in the second cache; the last sweep takes
+// columns through the top levels backwards and joins them to words.
+#pragma once
+
+#include "arith/ntt/c17_ends.h"
+#include "arith/ntt/c17_passes.h"
+#include "arith/ntt/c17_tables.h"
+#include "arith/ntt/c17_window.h"
+#include "arith/ntt/ntt_records.h"
+#include "base/simd/isa.h"
+#include "platform/parallel/basic_parallelizer.h"
+
+namespace trel {
+
+// Bytes and tasks of one record; multiples of 64.
+struct C17Sizes {
+    static constexpr u32 kMaxTasks = 64;
+
+    u64 data_bytes;     // of one transform
+    u64 scratch_bytes;  // tasks' buffers, then the carries of the last sweep
+    u64 task_bytes;     // of one task's buffer
+    u64 second_bytes;   // of the second operand in a plain product
+    u32 max_tasks;      // buffers there are
+    u32 max_pieces;     // of the last sweep
+    u32 plain_primes;   // primes of the second operand that are transformed together in a plain product
+
+    u64 plain_bytes() const { return data_bytes + second_bytes + scratch_bytes; }
+};
+C17Sizes c17_sizes(const C17Plan& plan);
+
+// Everything about one record that does not depend on the operands; read-only.
+struct C17Setup {
+    const C17PassKernels* passes;
+    const C17EndKernels* ends;
+    const C17SetTables* tables;
+    C17EndConstants constants;
+    NttRecord record;
+    C17Plan plan;
+    u64 capacity_bits;
+    C17Sizes sizes;
+
+    u64 groups() const { return plan.points() / 8; }
+    u64 blocks() const { return plan.row_points() >> plan.log_columns; }
+};
+
+C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan);
+// The setup of a record with its own plan, made on first use and kept; any thread.
+const C17Setup& c17_setup(Isa isa, const NttRecord& record);
+
+// One forward transform, inverse or product on up to max_tasks tasks. An object for one call.
+class C17Product {
+  public:
+    // scratch: scratch_bytes of the sizes
+    C17Product(const C17Setup& setup, const ParallelContext& P, void* scratch);
+
+    void forward(double* data, const Word* A, u64 L);
+    // work = row products of X and Y (X == Y: the square), then the window's words. X and Y stay unless they
+    // are work. wraps: the product may be longer than the convolution. Returns the largest excess.
+    u64 inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps);
+    // second: second_bytes of the sizes
+    u64 multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA, const Word* B,
+                       u64 LB);
+    u64 square_plain(C17Window& window, double* data, const Word* A, u64 L);
+    u64 multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y);
+
+  private:
+    struct Operand {
+        const Word* words;
+        u64 length;
+    };
+
+    // Block `block` of columns of the operand through the top levels, for primes [begin, end); data holds
+    // prime `begin` first.
+    void first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data);
+    // Row `item` of all rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
+    void middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y);
+    // Piece `piece` of the last sweep.
+    void last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps);
+    // Adds what the pieces have left at their ends and settles the carry from below. Returns the excess.
+    u64 finish(C17Window& window, const double* data, bool wraps);
+    void settle_below(C17Window& window, const double* data);
+
+    // Residues of a block of columns of all rows and primes after the inverse top levels: residue of prime i,
+    // row r, column k at residues[i * stride + r * row_stride + k].
+    struct Block {
+        const double* residues;
+        u64 stride, row_stride;
+    };
+    Block join_block(u64 task, u64 block, const double* data);
+    // The groups of a row between columns [j0, j1) that the window wants.
+    struct Range {
+        u64 begin, end;
+    };
+    Range wanted(const C17Window& window, u32 row, u64 block0, u64 block1) const;
+    void recombine(const Block& block, u32 row, u64 first_group, Range range, C17Window& window,
+                   C17Carry& carry);
+
+    u64 tail_begin(const C17Window& window, bool wraps) const;
+    double* buffer(u64 task) const;
+    Word* carries_of(u64 piece, u32 row) const;
+    u64 pieces() const;
+
+    const C17Setup& setup_;
+    const C17Plan& plan_;
+    ParallelContext P_;
+    u64 tasks_;
+    u8* scratch_;
+    u64 excess_[C17Sizes::kMaxTasks] = {};
+};
+
+}  // namespace trel
