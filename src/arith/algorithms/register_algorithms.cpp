@@ -2,6 +2,7 @@
 #include "arith/fft/fft_algorithm.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/basecase_karatsuba.h"
+#include "arith/ntt/c17_algorithm.h"
 #include "arith/ntt/integer_ntt.h"
 #include "arith/ntt/ntt_records.h"
 
@@ -42,6 +43,9 @@ const Registration basecase_karatsuba({"BKT", "Basecase/Karatsuba", "MULB", "Bas
 
 const Registration floating_point_fft({"FFT", "Floating-Point FFT", "FFTv3", "Short-Vector FMA"}, kFftMaxBits,
                                       fft_algorithm(), false);
+
+const Registration code17({"C17", "Code 17 Experiment", "C17v1", "Code 17 Experiment"},
+                          ntt_constants(NttFamily::c17).max_bits, c17_algorithm(), true);
 
 const Registration ntt32({"N32", "32-bit NTT", "NTT32", "32-bit NTT"}, ntt_constants(NttFamily::n32).max_bits,
                          n32_algorithm(), true);

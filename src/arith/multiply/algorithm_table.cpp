@@ -20,7 +20,7 @@ std::map<std::string, Slots>& registry() {
 // The default lists: short names and thresholds in bits. They must be usable while other files' objects are
 // still being made, hence functions.
 std::vector<AlgorithmTable::ListItem> basic_list() {
-    return {{"BKT", 5120}, {"FFT", 100663296}};
+    return {{"BKT", 5120}, {"FFT", 208896}, {"C17", 0x1440000000000}, {"N64", 0x3800000000000000}};
 }
 std::vector<AlgorithmTable::ListItem> swap_list() {
     return {{"C17", 0x1440000000000}, {"N64", 0x3800000000000000}};
