@@ -44,8 +44,7 @@ MultiplySizes C17Algorithm::sizes(u64 words) const {
 }
 
 void C17Algorithm::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<C17Transform>(
-        c17_setup(active_isa(), find_ntt_record_for_words(NttFamily::c17, words)));
+    holder.emplace<C17Transform>(c17_setup(active_isa(), find_ntt_record_for_words(NttFamily::c17, words)));
 }
 void C17Algorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const {
     make_transform(holder, words);

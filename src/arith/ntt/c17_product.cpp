@@ -23,8 +23,8 @@ constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 C17Sizes c17_sizes(const C17Plan& plan) {
     C17Sizes s{};
     s.data_bytes = 8 * plan.a * plan.prime_stride;
-    // first sweep: limbs of a block, then one prime's residues; last sweep: residues of all primes. Carries of
-    // the rows behind them.
+    // first sweep: limbs of a block, then one prime's residues; last sweep: residues of all primes. Carries
+    // of the rows behind them.
     const u64 block = plan.rows() * (plan.columns() + kPad) * 8;
     s.task_bytes = (plan.a + 1) * block + plan.rows() * sizeof(C17Carry);
     s.max_tasks = 1;
@@ -33,9 +33,9 @@ C17Sizes c17_sizes(const C17Plan& plan) {
         s.max_tasks =
             static_cast<u32>(std::clamp<u64>(s.data_bytes / (8 * s.task_bytes), 4, C17Sizes::kMaxTasks));
     }
-    s.max_pieces = static_cast<u32>(std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
-    s.scratch_bytes =
-        s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * kCarryWords * sizeof(Word);
+    s.max_pieces = static_cast<u32>(
+        std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
+    s.scratch_bytes = s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * kCarryWords * sizeof(Word);
     s.plain_primes = (plan.a + 2) / 3;
     s.second_bytes = 8 * plan.prime_stride * s.plain_primes;
     return s;
@@ -99,7 +99,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
 
     // rows from `used` on are beyond the operand
     const u64 points = (64 * A.length + 24 * (plan_.a - 1) - 1) / (24 * (plan_.a - 1));
-    const u32 used = points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
+    const u32 used =
+        points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
     for (u32 r = 0; r < used; r++) {
         setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs, n);
     }
@@ -112,7 +113,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
             continue;
         }
         for (u32 r = 0; r < used; r++) {
-            setup_.ends->reduce(&setup_.constants, i, limbs + r * row_limbs, n, n, direct ? out : q + r * stride);
+            setup_.ends->reduce(&setup_.constants, i, limbs + r * row_limbs, n, n,
+                                direct ? out : q + r * stride);
         }
         if (b != 1 && plan_.log_top == 0) {
             setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top);
@@ -122,7 +124,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
                 // the rows beyond the operand must still be zero for the next prime
                 z = limbs + rows * row_limbs + rows * stride;
                 for (u32 k = 0; k < R; k++) {
-                    setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n, false);
+                    setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n,
+                                         false);
                 }
             }
             for (u32 s = 0; s < b; s++) {
@@ -172,8 +175,8 @@ C17Product::Range C17Product::wanted(const C17Window& window, u32 row, u64 block
     return {begin, std::max(begin, std::min(start + block1 * n, window.end()))};
 }
 
-// A product that wraps around has something to add to the lowest groups: what stands above the last point. The
-// last two groups tell.
+// A product that wraps around has something to add to the lowest groups: what stands above the last point.
+// The last two groups tell.
 u64 C17Product::tail_begin(const C17Window& window, bool wraps) const {
     const u64 last = setup_.groups();
     return wraps && window.first() == 0 && window.end() != 0 ? std::max(window.end(), last - 2) : last;
@@ -237,8 +240,7 @@ u64 C17Product::finish(C17Window& window, const double* data, bool wraps) {
     for (u64 piece = 0; piece < n_pieces; piece++) {
         for (u32 r = 0; r < plan_.rows(); r++) {
             const bool last = piece + 1 == n_pieces && r + 1 == plan_.rows();
-            const Range range =
-                wanted(window, r, blocks * piece / n_pieces, blocks * (piece + 1) / n_pieces);
+            const Range range = wanted(window, r, blocks * piece / n_pieces, blocks * (piece + 1) / n_pieces);
             if (last && wraps && window.first() == 0) {
                 window.add(0, carries_of(piece, r));
             } else if (range.begin < range.end) {
@@ -263,7 +265,8 @@ void C17Product::settle_below(C17Window& window, const double* data) {
             joined = join_block(0, block, data);
         }
         C17Carry carry{};
-        const double* const residues = joined.residues + g / row_groups * joined.row_stride + 8 * (in_row % n);
+        const double* const residues =
+            joined.residues + g / row_groups * joined.row_stride + 8 * (in_row % n);
         setup_.ends->recombine(&setup_.constants, residues, joined.stride, 8, &carry, words);
         setup_.ends->flush(&setup_.constants, &carry, above);
     };
@@ -342,8 +345,8 @@ u64 C17Product::multiply_held(C17Window& window, double* work, const Word* A, u6
     return finish(window, work, true);
 }
 
-// The second operand's transform is made for a few primes at a time, in a buffer that is used again: its words
-// are cut once for each of these turns, which costs little beside what it saves in memory.
+// The second operand's transform is made for a few primes at a time, in a buffer that is used again: its
+// words are cut once for each of these turns, which costs little beside what it saves in memory.
 u64 C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
                                const Word* B, u64 LB) {
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;

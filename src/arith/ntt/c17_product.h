@@ -2,8 +2,8 @@
 //
 // A product touches its residues three times. The first sweep takes columns of all rows from the operand's
 // words through cutting, reduction and the top levels of the tree; then each row of each prime goes through
-// the rest of the tree, the pointwise product and back while it sits in the second cache; the last sweep takes
-// columns through the top levels backwards and joins them to words.
+// the rest of the tree, the pointwise product and back while it sits in the second cache; the last sweep
+// takes columns through the top levels backwards and joins them to words.
 #pragma once
 
 #include "arith/ntt/c17_ends.h"

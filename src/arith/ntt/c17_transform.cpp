@@ -36,8 +36,8 @@ void C17Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 tota
                               static_cast<const double*>(Y), true));
 }
 
-void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                                  const Word* B, u64 LB, void* memory) const {
+void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
+                                  u64 LA, const Word* B, u64 LB, void* memory) const {
     check_length(LA);
     check_length(LB);
     check_length(total);
@@ -46,8 +46,8 @@ void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u
     u8* const scratch = second + setup_->sizes.second_bytes;
     C17Window window(setup_->plan.a, T, skip, total);
     check_excess(C17Product(*setup_, P, scratch)
-                     .multiply_plain(window, reinterpret_cast<double*>(data), reinterpret_cast<double*>(second),
-                                     A, LA, B, LB));
+                     .multiply_plain(window, reinterpret_cast<double*>(data),
+                                     reinterpret_cast<double*>(second), A, LA, B, LB));
 }
 
 void C17Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
@@ -59,13 +59,14 @@ void C17Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64
                      .square_plain(window, static_cast<double*>(memory), A, L));
 }
 
-void C17Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                                 const void* Y, void* work, void* scratch) const {
+void C17Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
+                                 u64 LA, const void* Y, void* work, void* scratch) const {
     check_length(LA);
     check_length(total);
     C17Window window(setup_->plan.a, T, skip, total);
-    check_excess(C17Product(*setup_, P, scratch)
-                     .multiply_held(window, static_cast<double*>(work), A, LA, static_cast<const double*>(Y)));
+    check_excess(
+        C17Product(*setup_, P, scratch)
+            .multiply_held(window, static_cast<double*>(work), A, LA, static_cast<const double*>(Y)));
 }
 
 bool C17Transform::compatible(const Transform& other) const {

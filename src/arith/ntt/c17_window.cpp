@@ -6,7 +6,14 @@
 namespace trel {
 
 C17Window::C17Window(u32 a, Word* T, u64 skip, u64 total)
-    : a_(a), group_words_(c17_group_words(a)), T_(T), skip_(skip), total_(total), first_(0), end_(0), below_{} {
+    : a_(a),
+      group_words_(c17_group_words(a)),
+      T_(T),
+      skip_(skip),
+      total_(total),
+      first_(0),
+      end_(0),
+      below_{} {
     if (total <= skip) return;
     first_ = skip / group_words_;
     if (first_ != 0) first_--;

@@ -30,7 +30,9 @@ class C17Window {
     bool carry_runs_through() const;
 
   private:
-    Word* place(u64 word) { return word < skip_ ? &below_[word - first_ * group_words_] : T_ + (word - skip_); }
+    Word* place(u64 word) {
+        return word < skip_ ? &below_[word - first_ * group_words_] : T_ + (word - skip_);
+    }
 
     u32 a_;
     u64 group_words_;

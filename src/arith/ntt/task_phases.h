@@ -1,5 +1,5 @@
-// Several phases of independent items on one set of tasks, with a barrier between the phases: a product starts
-// its threads once, not once a phase.
+// Several phases of independent items on one set of tasks, with a barrier between the phases: a product
+// starts its threads once, not once a phase.
 #pragma once
 
 #include <atomic>

@@ -200,14 +200,21 @@ TEST(AlgorithmTable, BasicTableChoosesBySize) {
     EXPECT_EQ(table.word_bits(), 64u);
     const MultiplyAlgorithm* bkt = find_algorithm(TableSlot::basic64, "BKT")->algorithm;
     const MultiplyAlgorithm* fft = find_algorithm(TableSlot::basic64, "FFT")->algorithm;
-    ASSERT_EQ(table.items().size(), 2u);
+    const MultiplyAlgorithm* c17 = find_algorithm(TableSlot::basic64, "C17")->algorithm;
+    const MultiplyAlgorithm* n64 = find_algorithm(TableSlot::basic64, "N64")->algorithm;
+    ASSERT_EQ(table.items().size(), 4u);
     EXPECT_EQ(table.items()[0].threshold_words, 80u);
-    EXPECT_EQ(table.items()[1].threshold_words, 1572864u);
+    EXPECT_EQ(table.items()[1].threshold_words, 3264u);
+    EXPECT_EQ(table.items()[2].threshold_words, 5566277615616u);
+    EXPECT_EQ(table.items()[3].threshold_words, 63050394783186944u);
     EXPECT_EQ(&table.get_algorithm(1), bkt);
     EXPECT_EQ(&table.get_algorithm(80), bkt);
     EXPECT_EQ(&table.get_algorithm(81), fft);
-    EXPECT_EQ(&table.get_algorithm(1572864), fft);
-    EXPECT_THROW((void)table.get_algorithm(1572865), LimitExceededException);
+    EXPECT_EQ(&table.get_algorithm(3264), fft);
+    EXPECT_EQ(&table.get_algorithm(3265), c17);
+    EXPECT_EQ(&table.get_algorithm(5566277615616), c17);
+    EXPECT_EQ(&table.get_algorithm(5566277615617), n64);
+    EXPECT_THROW((void)table.get_algorithm(63050394783186945), LimitExceededException);
     EXPECT_EQ(multiply_scratch_bytes(80), table.mSBsize(80));
 }
 

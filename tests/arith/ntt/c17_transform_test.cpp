@@ -39,8 +39,8 @@ std::vector<Word> window_of(const std::vector<Word>& C, u64 skip, u64 total) {
 enum class Way { transforms, plain, held };
 
 // Words skip .. total - 1 of A B, of A^2 when B is A, one way or another.
-std::vector<Word> product_by(const C17Transform& t, Way way, const ParallelContext& P, const std::vector<Word>& A,
-                             const std::vector<Word>& B, u64 skip, u64 total) {
+std::vector<Word> product_by(const C17Transform& t, Way way, const ParallelContext& P,
+                             const std::vector<Word>& A, const std::vector<Word>& B, u64 skip, u64 total) {
     const bool square = &A == &B;
     if (way == Way::transforms) return multiply(t, P, A, B, skip, total);
     Output T(total - skip);
@@ -80,7 +80,8 @@ void check_record(const C17Transform& t, u64 seed) {
     const std::string where = name_of(t.setup().record) + " seed " + std::to_string(seed);
     ASSERT_EQ(product_by(t, static_cast<Way>(seed % 3), P, A, B, 0, W), C) << where;
     const u64 skip = rng() % W, total = skip + 1 + rng() % (W - skip);
-    ASSERT_EQ(product_by(t, static_cast<Way>((seed + 1) % 3), P, A, B, skip, total), window_of(C, skip, total))
+    ASSERT_EQ(product_by(t, static_cast<Way>((seed + 1) % 3), P, A, B, skip, total),
+              window_of(C, skip, total))
         << where << " window " << skip << ".." << total;
     const auto S = operand(kKinds[(seed + 1) % 4], W / 2, seed + 2);
     ASSERT_EQ(product_by(t, seed % 2 == 0 ? Way::plain : Way::transforms, P, S, S, 0, W),
@@ -137,10 +138,10 @@ TEST_P(C17TransformTest, Windows) {
         for (Kind kind : kKinds) {
             const auto A = operand(kind, W / 2, 5), B = operand(kind, W - W / 2, 6);
             const auto C = product(A, B);
-            std::vector<std::pair<u64, u64>> windows = {{0, 1},         {0, W},         {W - 1, W},   {1, W},
-                                                        {G, 2 * G},     {G - 1, G + 1}, {2 * G, W},   {2 * G + 1, W},
-                                                        {W - G, W},     {W / 2, W},     {0, W / 2},   {5, 5},
-                                                        {row - 1, row}, {W - 2 * G, W}, {3 * G, 3 * G + 1}};
+            std::vector<std::pair<u64, u64>> windows = {
+                {0, 1},         {0, W},     {W - 1, W},     {1, W},         {G, 2 * G},
+                {G - 1, G + 1}, {2 * G, W}, {2 * G + 1, W}, {W - G, W},     {W / 2, W},
+                {0, W / 2},     {5, 5},     {row - 1, row}, {W - 2 * G, W}, {3 * G, 3 * G + 1}};
             if (row < W) windows.push_back({row, row + 1});
             for (int i = 0; i < 8; i++) {
                 const u64 skip = rng() % W;
@@ -149,7 +150,8 @@ TEST_P(C17TransformTest, Windows) {
             for (const auto& [skip, total] : windows) {
                 ASSERT_EQ(product_by(t, Way::plain, serial_context(), A, B, skip, total),
                           window_of(C, skip, total))
-                    << name_of(r) << " kind " << static_cast<int>(kind) << " window " << skip << ".." << total;
+                    << name_of(r) << " kind " << static_cast<int>(kind) << " window " << skip << ".."
+                    << total;
             }
         }
     }
@@ -160,7 +162,8 @@ TEST_P(C17TransformTest, CarryFromFarBelow) {
     const C17Transform t = transform({8, 3, 9, 5, 8, 8});
     const u64 W = t.convolution_words();
     for (int borrow = 0; borrow < 2; borrow++) {
-        // (2^(64 k) - 1) (2^(64 m) + 1) = 2^(64 (k + m)) - 2^(64 m) + 2^(64 k) - 1, k > m: ones from word m on
+        // (2^(64 k) - 1) (2^(64 m) + 1) = 2^(64 (k + m)) - 2^(64 m) + 2^(64 k) - 1, k > m: ones from word m
+        // on
         const u64 k = W / 2 + W / 4, m = 9;
         std::vector<Word> A(k, ~Word(0)), B(m + 1, 0);
         B[0] = 1;
@@ -168,7 +171,8 @@ TEST_P(C17TransformTest, CarryFromFarBelow) {
         if (borrow) A[0]--;
         const auto C = product(A, B);
         for (u64 skip = 1; skip < W - 1; skip += skip < 100 ? 1 : 97) {
-            ASSERT_EQ(product_by(t, Way::plain, serial_context(), A, B, skip, W), window_of(C, skip, W)) << skip;
+            ASSERT_EQ(product_by(t, Way::plain, serial_context(), A, B, skip, W), window_of(C, skip, W))
+                << skip;
         }
     }
 }
@@ -192,7 +196,8 @@ TEST_P(C17TransformTest, WrappedWindows) {
                         for (Word& w : got) {  // from one unit too much on
                             if (w-- != 0) break;
                         }
-                        ASSERT_TRUE(nearly_equal(got, want, 2)) << name_of(r) << " " << n << " total " << total;
+                        ASSERT_TRUE(nearly_equal(got, want, 2))
+                            << name_of(r) << " " << n << " total " << total;
                     }
                 }
             }
@@ -202,7 +207,8 @@ TEST_P(C17TransformTest, WrappedWindows) {
 
 TEST_P(C17TransformTest, TasksDoNotChangeWords) {
     SpawnFramework spawn(64);
-    for (const NttRecord& r : {NttRecord{10, 5, 10, 0, 0, 0}, NttRecord{9, 1, 14, 0, 0, 6}, NttRecord{9, 3, 11, 0, 0, 0}}) {
+    for (const NttRecord& r :
+         {NttRecord{10, 5, 10, 0, 0, 0}, NttRecord{9, 1, 14, 0, 0, 6}, NttRecord{9, 3, 11, 0, 0, 0}}) {
         const C17Transform t = transform(r);
         const u64 W = t.convolution_words();
         for (Kind kind : {Kind::random, Kind::ones}) {
