@@ -177,6 +177,20 @@ TEST_P(C17TransformTest, CarryFromFarBelow) {
     }
 }
 
+// x is `want`, one unit more or one unit less.
+bool within_one_unit(std::vector<Word> x, const std::vector<Word>& want) {
+    for (Word& w : x) {
+        if (w-- != 0) break;
+    }
+    for (int i = 0; i < 3; i++) {
+        if (x == want) return true;
+        for (Word& w : x) {
+            if (++w != 0) break;
+        }
+    }
+    return false;
+}
+
 // Longer products than the convolution: the clean words, the lowest of them up to one unit.
 TEST_P(C17TransformTest, WrappedWindows) {
     for (const NttRecord& r : {NttRecord{7, 1, 10, 0, 0, 0}, NttRecord{10, 5, 8, 0, 0, 0},
@@ -191,12 +205,8 @@ TEST_P(C17TransformTest, WrappedWindows) {
                 const u64 skip = n - W;
                 for (const Way way : {Way::transforms, Way::held}) {
                     for (const u64 total : {W, skip + 1, (W + skip + 1) / 2}) {
-                        std::vector<Word> got = product_by(t, way, serial_context(), A, B, skip, total);
-                        const auto want = window_of(C, skip, total);
-                        for (Word& w : got) {  // from one unit too much on
-                            if (w-- != 0) break;
-                        }
-                        ASSERT_TRUE(nearly_equal(got, want, 2))
+                        const auto got = product_by(t, way, serial_context(), A, B, skip, total);
+                        ASSERT_TRUE(within_one_unit(got, window_of(C, skip, total)))
                             << name_of(r) << " " << n << " total " << total;
                     }
                 }
