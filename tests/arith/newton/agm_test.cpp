@@ -92,7 +92,7 @@ void expect_shapes(u64 p, u64 tds, std::mt19937_64& rng, u64 count) {
 TEST(AgmTest, AllPrecisions) {
     std::mt19937_64 rng(71);
     for (u64 p = 0; p <= 300; p++) {
-        expect_shapes(p, 1, rng, p <= 40 ? 8 : 1);
+        expect_shapes(p, 1, rng, p <= 40 ? 4 : 1);
         if (HasFatalFailure()) return;
     }
 }
