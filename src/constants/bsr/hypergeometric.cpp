@@ -13,24 +13,23 @@ HypergeometricPlan::HypergeometricPlan(const Series& series, const Coefficients&
       coefficients_(coefficients),
       division_(trel::DivisionPlan::make(series.precision(), tds)),
       numerator_words_(trel::round_up_8(precision_ + 6)),
-      // P and Q are no longer than the numerator.
+      // Q is no longer than the numerator.
       sum_(series, block_limit_words, tds,
-           std::max(floor_bytes, 2 * numerator_words_ * sizeof(Word) + finishing_bytes())) {
+           std::max(floor_bytes, numerator_words_ * sizeof(Word) + finishing_bytes())) {
     working_bytes_ = std::max(sum_.working_bytes(), sum_.result_bytes() + finishing_bytes());
     product_words_ = std::max(sum_.max_product_words(), precision_ + 9);
 }
 
 u64 HypergeometricPlan::finishing_bytes() const {
-    return std::max(numerator_words_ * sizeof(Word),
-                    trel::round_up_8(division_.temporaries) * sizeof(Word) +
-                        trel::round_up_64(division_.scratch_bytes));
+    return (numerator_words_ + trel::round_up_8(division_.temporaries)) * sizeof(Word) +
+           trel::round_up_64(division_.scratch_bytes);
 }
 
 void HypergeometricPlan::run(const MultiplyContext& context, Status& status, BigFloat& x) const {
     std::array<BigFloat, Family::kNumbers> sum;
     {
         trel::StatusSection section(status, sum_.banner());
-        sum = sum_.run(context, section.node());
+        sum = sum_.run(context, section.node(), x.buffer);
     }
     AlignedBufferC memory = context.scratch;
     memory.spawn(sum_.result_bytes());
@@ -40,12 +39,12 @@ void HypergeometricPlan::run(const MultiplyContext& context, Status& status, Big
 // N = coefP S + coefQ times Q, D = coefD Q.
 void HypergeometricPlan::finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                                 BigFloat& x) const {
+    AlignedBufferC memory = context.scratch;
+    BigFloat N(memory.spawn_words(numerator_words_).word_pointer(), numerator_words_);
     {
         trel::StatusSection section(status, "Finishing Series");
         StatusFrame frame(section.node(), "Summing: ");
         trel::StatusIteration progress(frame.node(), Status::IterationMode::percentage, 4);
-        AlignedBufferC memory = context.scratch;
-        BigFloat N(memory.spawn_words(numerator_words_).word_pointer(), numerator_words_);
         P.mul_uW(context.parallel, coefficients_.P);
         progress.update(1);
         N.set_mul_uW(precision_ + 2, context.parallel, Q, coefficients_.Q);
@@ -53,11 +52,8 @@ void HypergeometricPlan::finish(const MultiplyContext& context, Status& status, 
         Q.mul_uW(context.parallel, coefficients_.D);
         progress.update(3);
         combine_ip(context.parallel, N, P, coefficients_.negative_sum);
-        P.set_BigFloat(precision_ + 2, context.parallel, N);
         progress.update(4);
     }
-    const BigFloat& N = P;
-    AlignedBufferC memory = context.scratch;
     const u64 n = division_.temporaries;
     trel::LinearWordBuffer temporaries(memory.spawn_words(trel::round_up_8(n)).word_pointer(), n);
     const MultiplyContext rest = context.with_scratch(memory);

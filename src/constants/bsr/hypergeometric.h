@@ -5,6 +5,8 @@
 // from its binary splitting: one division at the end.
 #pragma once
 
+#include <algorithm>
+
 #include "arith/newton/division.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/psr_series.h"
@@ -24,17 +26,18 @@ class HypergeometricPlan {
     HypergeometricPlan(const Series& series, const Coefficients& coefficients, u64 block_limit_words, u64 tds,
                        u64 floor_bytes = 0);
 
-    u64 result_words() const { return division_.result; }
+    u64 result_words() const { return std::max(division_.result, sum_.lent_words()); }
     u64 working_bytes() const { return working_bytes_; }
     u64 max_product_words() const { return product_words_; }
     const PSR_SeriesB<Family>& series() const { return sum_; }
 
-    // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes().
+    // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes(). The sum's P
+    // waits in x's buffer until the division needs it.
     void run(const MultiplyContext& context, Status& status, BigFloat& x) const;
 
   private:
     void finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x) const;
-    // Of what stands behind the sum's P and Q: the numerator until it takes the place of P, then the division.
+    // Of what stands behind the sum's Q: the numerator and the division.
     u64 finishing_bytes() const;
 
     u64 precision_;

@@ -16,7 +16,8 @@ namespace kalvor::BinarySplitting {
 //
 //   [accumulators of even blocks][of odd blocks][results of one block][the stack of a block or of a fold]
 //
-// Block 0 is the head of the sum, so its accumulator, the result, stands at the front.
+// Block 0 is the head of the sum, so its accumulator, the result, stands at the front; but the first number of
+// the even blocks' accumulators is in words that the caller lends.
 template <class F>
 class PSR_SeriesB {
   public:
@@ -30,8 +31,12 @@ class PSR_SeriesB {
     PSR_SeriesB(const Series& series, PsrBlocks blocks, u64 tds, u64 floor_bytes = 0)
         : series_(series), blocks_(std::move(blocks)) {
         for (std::size_t i = 0; i < blocks_.size(); i++) {
-            u64& area = area_words_[i % 2];
-            area = std::max(area, total_words(accumulator_capacities(i)));
+            Capacities<F> words = accumulator_capacities(i);
+            if (i % 2 == 0) {
+                lent_words_ = std::max(lent_words_, words[0]);
+                words[0] = 0;
+            }
+            area_words_[i % 2] = std::max(area_words_[i % 2], total_words(words));
         }
         // What the folds need with products done one by one is the least that the series can do with; the
         // blocks, and folds that keep transforms, may take as much.
@@ -56,7 +61,9 @@ class PSR_SeriesB {
     std::size_t blocks() const { return plans_.size(); }
     const BSR_BlockB<F>& block(std::size_t i) const { return plans_[i]; }
     u64 max_product_words() const { return product_words_; }
-    // Of the accumulator at the front, which holds the result, and in all.
+    // Words that the caller lends: they hold the result's first number.
+    u64 lent_words() const { return lent_words_; }
+    // Of the accumulator at the front, which holds the result's other numbers, and in all.
     u64 result_bytes() const { return area_words_[0] * sizeof(Word); }
     u64 working_bytes() const { return (area_words_[0] + area_words_[1]) * sizeof(Word) + rest_bytes_; }
 
@@ -70,9 +77,9 @@ class PSR_SeriesB {
                " terms  (Expansion Factor = " + trel::Console::format_fixed(expansion_factor(), 3) + ")";
     }
 
-    // Sums the series; the numbers (without the link) stand at the front of context.scratch, which holds
-    // working_bytes().
-    FloatRange<F> run(const MultiplyContext& context, Status& status) const {
+    // Sums the series; the first number stands in `lent`, of lent_words(), the others (without the link) at the
+    // front of context.scratch, which holds working_bytes().
+    FloatRange<F> run(const MultiplyContext& context, Status& status, Word* lent) const {
         AlignedBufferC memory = context.scratch;
         AlignedBufferC areas[2] = {memory.spawn_words(area_words_[0]), memory.spawn_words(area_words_[1])};
         FloatRange<F> accumulator{};
@@ -83,7 +90,7 @@ class PSR_SeriesB {
             StatusFrame number(
                 status, "Series: " + kind + " " + std::to_string(i) + "  " + std::to_string(percent) + " %");
             StatusFrame frame(number.node(), " " + kind + " ");
-            run_block(context.with_scratch(memory), frame.node(), i, areas[i % 2], accumulator);
+            run_block(context.with_scratch(memory), frame.node(), i, areas[i % 2], lent, accumulator);
         }
         return accumulator;
     }
@@ -108,7 +115,7 @@ class PSR_SeriesB {
     }
 
     // Sums block i and folds it: the accumulator becomes the sum from the block's start on.
-    void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area,
+    void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area, Word* lent,
                    FloatRange<F>& accumulator) const {
         const BSR_BlockB<F>& plan = plans_[i];
         const PsrBlock& block = plan.block();
@@ -123,7 +130,11 @@ class PSR_SeriesB {
             results = carve<BigFloat>(inner.scratch, plan.capacities());
             plan.run(inner, status, results);
         }
-        FloatRange<F> folded = carve<BigFloat>(area, accumulator_capacities(i));
+        Capacities<F> words = accumulator_capacities(i);
+        const u64 first = words[0];
+        if (i % 2 == 0) words[0] = 0;
+        FloatRange<F> folded = carve<BigFloat>(area, words);
+        if (i % 2 == 0) folded[0] = BigFloat(lent, first);
         const u64 precision = block.working_precision();
         if (last(i)) {
             for (std::size_t j = 0; j + (F::kLastIsLink ? 1 : 0) < F::kNumbers; j++) {
@@ -141,6 +152,7 @@ class PSR_SeriesB {
     const Series& series_;
     PsrBlocks blocks_;
     std::vector<BSR_BlockB<F>> plans_;
+    u64 lent_words_ = 0;
     u64 area_words_[2] = {0, 0};
     u64 rest_bytes_ = 0;
     u64 product_words_ = 0;
