@@ -3,6 +3,7 @@
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/basecase_karatsuba.h"
 #include "arith/ntt/c17_algorithm.h"
+#include "arith/ntt/hnt.h"
 #include "arith/ntt/integer_ntt.h"
 #include "arith/ntt/ntt_records.h"
 
@@ -52,6 +53,8 @@ const Registration ntt32({"N32", "32-bit NTT", "NTT32", "32-bit NTT"}, ntt_const
 
 const Registration ntt64({"N64", "64-bit NTT", "NTT64", "64-bit NTT"}, ntt_constants(NttFamily::n64).max_bits,
                          n64_algorithm(), true);
+
+const Registration hybrid_ntt({"HNT", "Hybrid NTT", "HNTs", "original"}, kHntMaxBits, hnt_algorithm(), true);
 
 }  // namespace
 }  // namespace trel

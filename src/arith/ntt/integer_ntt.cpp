@@ -6,6 +6,7 @@
 #include <string>
 
 #include "arith/ntt/integer_ntt_tables.h"
+#include "arith/ntt/join_window.h"
 #include "arith/ntt/ntt_check.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
@@ -73,37 +74,9 @@ const IntegerNttKernels<W>& integer_ntt_kernels() {
 template const IntegerNttKernels<u32>& integer_ntt_kernels<u32>();
 template const IntegerNttKernels<u64>& integer_ntt_kernels<u64>();
 
-// Bytes [lo, hi) of the product go to `base` + lo ...; bytes [below_lo, lo) are kept in `below`, because
-// carries of tasks may run through them.
 template <class W>
-struct IntegerNttTransform<W>::Window {
-    u64 first, end;  // points that are joined
-    u64 below_lo, lo, hi;
-    u8* base;
-    u8* below;
-
-    u8* at(u64 position) const { return position < lo ? below + (position - below_lo) : base + position; }
-
-    void write(u64 position, const u8* bytes, u64 n) const {
-        const auto part = [&](u64 from, u64 to) {
-            from = std::max(from, position);
-            to = std::min(to, position + n);
-            if (from < to) std::memcpy(at(from), bytes + (from - position), to - from);
-        };
-        part(below_lo, lo);
-        part(lo, hi);
-    }
-    void add(u64 position, const u8* bytes, u64 n) const {
-        u32 carry = 0;
-        for (u64 i = 0; i < n || carry != 0; i++, position++) {
-            if (position >= hi) return;
-            const u32 byte = i < n ? bytes[i] : 0;
-            if (position < below_lo) continue;
-            carry += *at(position) + byte;
-            *at(position) = static_cast<u8>(carry);
-            carry >>= 8;
-        }
-    }
+struct IntegerNttTransform<W>::PointRange {
+    u64 first, end;
 };
 
 // What stands above the last point of each of a task's b parts, to be added at the next.
@@ -326,8 +299,8 @@ void IntegerNttTransform<W>::join(Block& block, u32 t, W* carry) const {
 
 // Joins the columns [from, to) of every one of the b runs of 2^c points. Returns the largest excess.
 template <class W>
-W IntegerNttTransform<W>::join_columns(const Window& window, const W* residues, u64 from, u64 to,
-                                       Carries& carries) const {
+W IntegerNttTransform<W>::join_columns(const PointRange& points, const JoinWindow& window, const W* residues,
+                                       u64 from, u64 to, Carries& carries) const {
     const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
     std::memset(&carries, 0, sizeof carries);
     Block block(*set_);
@@ -335,7 +308,7 @@ W IntegerNttTransform<W>::join_columns(const Window& window, const W* residues, 
         load_block(block, residues, column);
         for (u32 t = 0; t < record_.b; t++) {
             const u64 first = (u64(t) << record_.c) + column;
-            if (first + kBlock <= window.first || first >= window.end) continue;
+            if (first + kBlock <= points.first || first >= points.end) continue;
             join(block, t, carries.words[t]);
             window.write(first * point_bytes, block.bytes, kBlock * point_bytes);
         }
@@ -364,23 +337,20 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
     }
     const W* const residues = static_cast<const W*>(data);
     const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
+    // carries of tasks may run through the bytes that are joined below the window
     u8 below[(2 * kBlock + kPointsBefore) * (IntegerNttTypes<W>::kMaxPrimes - 1) * (sizeof(W) / 2)];
-    Window window;
     const u64 lowest = 8 * skip / point_bytes;
-    window.first = lowest < kPointsBefore ? 0 : lowest - kPointsBefore;
-    window.end = (8 * total + point_bytes - 1) / point_bytes;
-    const u64 first_block = window.first / kBlock * kBlock;
-    window.below_lo = first_block * point_bytes;
-    window.lo = 8 * skip;
-    window.hi = 8 * total;
-    window.base = reinterpret_cast<u8*>(T) - 8 * skip;
-    window.below = below;
+    const u64 first = lowest < kPointsBefore ? 0 : lowest - kPointsBefore;
+    const u64 first_block = first / kBlock * kBlock;
+    const PointRange points{first, (8 * total + point_bytes - 1) / point_bytes};
+    const JoinWindow window(T, skip, total, below, first_block * point_bytes);
     const u64 n = tasks(P), m = u64(1) << record_.c, blocks = m / kBlock;
     const auto column_of = [&](u64 task) { return blocks * task / n * kBlock; };
     Carries carries[kMaxTasks];
     W excess[kMaxTasks];
     parallel_for(P, n, [&](u64 task) {
-        excess[task] = join_columns(window, residues, column_of(task), column_of(task + 1), carries[task]);
+        excess[task] =
+            join_columns(points, window, residues, column_of(task), column_of(task + 1), carries[task]);
     });
     for (u64 task = 0; task < n; task++) {
         for (u32 t = 0; t < record_.b; t++) {
@@ -391,12 +361,13 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
     W largest = *std::max_element(excess, excess + n);
     // What was left out reaches less than two points up. Should all bits from there to the window be set, it
     // may carry into the window after all.
-    const u8* const from = below + (window.first + 2) * point_bytes - window.below_lo;
-    const u8* const to = below + window.lo - window.below_lo;
+    const u8* const from = below + (first + 2 - first_block) * point_bytes;
+    const u8* const to = below + (8 * skip - first_block * point_bytes);
     if (first_block != 0 && std::all_of(from, to, [](u8 byte) { return byte == 0xff; })) {
         W carry[Carries::kWords] = {};
         largest = std::max(largest, carry_into(first_block, residues, carry));
-        window.add(window.below_lo, reinterpret_cast<const u8*>(carry), (record_.a + 1) * sizeof(W));
+        window.add(first_block * point_bytes, reinterpret_cast<const u8*>(carry),
+                   (record_.a + 1) * sizeof(W));
     }
     check_ntt_coefficients(kIntegerNttFamily<W>, record_, largest);
 }

@@ -11,6 +11,8 @@
 
 namespace trel {
 
+class JoinWindow;
+
 // The kernels of a level, and those of the level in use.
 template <class W>
 const IntegerNttKernels<W>& integer_ntt_kernels(Isa isa);
@@ -38,7 +40,7 @@ class IntegerNttTransform final : public Transform {
     const NttRecord& record() const { return record_; }
 
   private:
-    struct Window;
+    struct PointRange;
     struct Carries;
     struct Block;
 
@@ -46,7 +48,8 @@ class IntegerNttTransform final : public Transform {
     void load_columns(W* rows, const W* units, u32 prime, const bool* empty, u64 column) const;
     void load_block(Block& block, const W* residues, u64 column) const;
     void join(Block& block, u32 t, W* carry) const;
-    W join_columns(const Window& window, const W* residues, u64 from, u64 to, Carries& carries) const;
+    W join_columns(const PointRange& points, const JoinWindow& window, const W* residues, u64 from, u64 to,
+                   Carries& carries) const;
     W carry_into(u64 end, const W* residues, W* carry) const;
 
     const IntegerNttKernels<W>* kernels_;

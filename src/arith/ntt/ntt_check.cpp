@@ -30,14 +30,16 @@ u64 ntt_excess_bound(const NttRecord& record) {
     return u64(1) << (record.c + std::bit_width(record.b - 1u) + 1);
 }
 
-void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess) {
-    const u64 bound = ntt_excess_bound(record);
+void check_coefficients(const char* function, u64 bound, u64 excess) {
     if (excess < bound) return;
     if (!floating_point_control_is_right()) {
         Console::print_line("The FPU Control Word has been corrupted.");
     }
-    throw ConvolutionFailedException(ntt_constants(family).short_name, "Coefficient is too large.", bound,
-                                     excess);
+    throw ConvolutionFailedException(function, "Coefficient is too large.", bound, excess);
+}
+
+void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess) {
+    check_coefficients(ntt_constants(family).short_name, ntt_excess_bound(record), excess);
 }
 
 }  // namespace trel

@@ -22,6 +22,8 @@ bool floating_point_control_is_right();
 // two. Otherwise throws ConvolutionFailedException "Coefficient is too large." with the bound and the excess;
 // when the processor rounds wrongly it prints "The FPU Control Word has been corrupted." before.
 void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess);
+// The same with a given bound; function: the short name of the algorithm.
+void check_coefficients(const char* function, u64 bound, u64 excess);
 
 // The bound: 2^(c + ceil(log2 b) + 1).
 u64 ntt_excess_bound(const NttRecord& record);

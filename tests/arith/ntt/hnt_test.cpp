@@ -1,0 +1,255 @@
+// The ring of the hybrid transform against plain remainders, its products against GMP, its check.
+#include "arith/ntt/hnt.h"
+
+#include <gmpxx.h>
+#include <gtest/gtest.h>
+
+#include "arith/ntt/fermat_ring.h"
+#include "base/errors/exceptions.h"
+#include "ntt_support.h"
+
+namespace {
+
+using namespace trel;
+using namespace ntt_test;
+
+mpz_class to_mpz(const std::vector<Word>& x) {
+    mpz_class z;
+    mpz_import(z.get_mpz_t(), x.size(), -1, sizeof(Word), 0, 0, x.data());
+    return z;
+}
+
+mpz_class modulus(u64 n) {
+    return (mpz_class(1) << (64 * n)) + 1;
+}
+
+// An element of n + 1 words: random, or at one of the ends of the range.
+std::vector<Word> element(u64 n, std::mt19937_64& rng) {
+    std::vector<Word> x(n + 1, 0);
+    switch (rng() % 6) {
+        case 0:
+            break;
+        case 1:
+            x[0] = rng() % 3;
+            break;
+        case 2:
+            x[n] = 1;
+            break;
+        case 3:
+            std::fill_n(x.begin(), n, ~Word(0));
+            x[0] -= rng() % 3;
+            break;
+        default:
+            for (u64 i = 0; i < n; i++) x[i] = rng() % 4 == 0 ? 0 : rng();
+    }
+    return x;
+}
+
+class FermatRingTest : public testing::Test {
+  public:
+    // x is an element and stands for `want`
+    static void expect(const std::vector<Word>& x, u64 n, mpz_class want) {
+        mpz_class r;
+        mpz_fdiv_r(r.get_mpz_t(), want.get_mpz_t(), modulus(n).get_mpz_t());
+        ASSERT_EQ(to_mpz(x), r) << n;
+    }
+};
+
+TEST_F(FermatRingTest, OperationsAreRemainders) {
+    std::mt19937_64 rng(1);
+    for (const u64 n : {1, 2, 3, 7, 20}) {
+        for (u32 i = 0; i < 2000; i++) {
+            const auto x = element(n, rng), y = element(n, rng);
+            std::vector<Word> r(n + 1);
+            fermat::add(r.data(), x.data(), y.data(), n);
+            expect(r, n, to_mpz(x) + to_mpz(y));
+            fermat::sub(r.data(), x.data(), y.data(), n);
+            expect(r, n, to_mpz(x) - to_mpz(y));
+            r = x;
+            fermat::add(r.data(), r.data(), r.data(), n);
+            expect(r, n, 2 * to_mpz(x));
+            r = x;
+            fermat::negate(r.data(), n);
+            expect(r, n, -to_mpz(x));
+            const u64 e = i < 64 * n ? i : rng() % (64 * n);
+            fermat::shift(r.data(), x.data(), e, n);
+            expect(r, n, to_mpz(x) << e);
+            std::vector<Word> number(2 * n);
+            for (Word& w : number) w = rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? ~Word(0) : rng();
+            fermat::reduce(r.data(), number.data(), n);
+            expect(r, n, to_mpz(number));
+        }
+    }
+}
+
+// Both lists' short pairs, pairs with odd m among them (roots from the square root of two), and both ways to
+// multiply elements.
+TEST(HntTransformTest, ProductsOfShortPairs) {
+    u64 seed = 1, odd = 0, small = 0, large = 0;
+    for (const auto list : {hnt_list_a(), hnt_list_b()}) {
+        for (const HntParameters& p : list) {
+            if (p.capacity_bits() > 64 * 8192) break;
+            const HntTransform t(p);
+            const u64 W = t.convolution_words();
+            if (seed % 3 == 0 || W < 1000 || p.m % 2 == 1) {
+                check_products(t, serial_context(), kKinds[seed % 4], W / 2, W - W / 2, seed);
+            }
+            seed++;
+            odd += p.m % 2;
+            (p.element_units() < kHntFftUnits ? small : large)++;
+        }
+    }
+    EXPECT_GE(odd, 5u);
+    EXPECT_GE(small, 5u);
+    EXPECT_GE(large, 40u);
+}
+
+// Elements of 22 and of 24 units, the nearest pairs on both sides of the switch (elements have even lengths).
+TEST(HntTransformTest, ElementsAroundTheSwitch) {
+    for (const HntParameters& p :
+         {HntParameters{7, 22}, HntParameters{7, 24}, HntParameters{8, 11}, HntParameters{8, 12}}) {
+        ASSERT_TRUE(p.element_units() == 22 || p.element_units() == 24);
+        const HntTransform t(p);
+        const u64 W = t.convolution_words();
+        check_products(t, serial_context(), Kind::ones, W / 2, W / 2, 1);
+        check_products(t, serial_context(), Kind::random, W - 7, 7, 2);
+    }
+}
+
+TEST(HntTransformTest, TasksAndShapes) {
+    SpawnFramework spawn(64);
+    for (const HntParameters& p : {HntParameters{12, 2}, HntParameters{11, 3}, HntParameters{9, 32}}) {
+        const HntTransform t(p);
+        const u64 W = t.convolution_words();
+        for (const u64 tds : {1, 2, 7}) {
+            const ParallelContext P{&spawn, tds};
+            const auto A = operand(Kind::random, W / 2, 3), B = operand(Kind::ones, W / 2, 4);
+            EXPECT_EQ(multiply(t, P, A, B, 0, 2 * (W / 2)), product(A, B));
+            EXPECT_EQ(multiply(t, P, B, B, 0, 2 * (W / 2)), product(B, B));
+        }
+    }
+}
+
+TEST(HntTransformTest, EveryWindowAndZero) {
+    const HntTransform t({6, 16});
+    const u64 W = t.convolution_words();
+    const auto A = operand(Kind::runs, W / 2, 3), B = operand(Kind::ones, W / 2, 4);
+    const auto C = product(A, B);
+    for (u64 skip = 0; skip < 2 * (W / 2); skip++) {
+        for (u64 total = skip + 1; total <= 2 * (W / 2); total += 5) {
+            const std::vector<Word> want(C.begin() + static_cast<std::ptrdiff_t>(skip),
+                                         C.begin() + static_cast<std::ptrdiff_t>(total));
+            ASSERT_EQ(multiply(t, serial_context(), A, B, skip, total), want) << skip << " " << total;
+        }
+    }
+    const std::vector<Word> none;
+    EXPECT_EQ(multiply(t, serial_context(), none, A, 0, W / 2), std::vector<Word>(W / 2, 0));
+}
+
+// A product of n > W words folds onto its bottom; what lies above the fold is right.
+TEST(HntTransformTest, WrappedWindows) {
+    const HntTransform t({8, 8});
+    const u64 W = t.convolution_words();
+    for (const Kind kind : kKinds) {
+        for (const u64 over : {u64(1), W / 7, W / 2, W - 1}) {
+            const auto A = operand(kind, W, over), B = operand(kind, over, over + 1);
+            const auto C = product(A, B);
+            const auto T = multiply(t, serial_context(), A, B, over, W);
+            const std::vector<Word> want(C.begin() + static_cast<std::ptrdiff_t>(over),
+                                         C.begin() + static_cast<std::ptrdiff_t>(W));
+            std::vector<Word> below = T;  // the fold may have added one
+            for (u64 i = 0; below != want && i < below.size(); i++) {
+                if (below[i]-- != 0) break;
+            }
+            EXPECT_TRUE(T == want || below == want) << "over=" << over;
+        }
+    }
+}
+
+TEST(HntTransformTest, RefusesWhatIsTooLong) {
+    const HntTransform t({6, 16});
+    const u64 W = t.convolution_words();
+    Scratch data(t.data_bytes()), scratch(t.scratch_bytes());
+    const std::vector<Word> A(W + 1, 1);
+    try {
+        t.forward(serial_context(), data.data(), A.data(), W + 1, scratch.data());
+        ADD_FAILURE();
+    } catch (const ConvolutionTooSmallException& e) {
+        EXPECT_EQ(e.function, "HNT");
+        EXPECT_EQ(e.message, "Convolution length is too small.");
+        EXPECT_EQ(e.convolution_size, 64 * W);
+        EXPECT_EQ(e.requested_size, 64 * (W + 1));
+    }
+    std::vector<Word> T(W + 1);
+    t.forward(serial_context(), data.data(), A.data(), W, scratch.data());
+    EXPECT_THROW(t.inverse(serial_context(), T.data(), 0, W + 1, data.data(), data.data(), data.data(),
+                           scratch.data()),
+                 ConvolutionTooSmallException);
+}
+
+TEST(HntTransformTest, CorruptedCoefficientIsFound) {
+    const HntTransform t({6, 16});
+    const u64 n = t.parameters().element_units() / 2, W = t.convolution_words();
+    std::vector<Word> elements(t.parameters().elements() * (n + 1), 0), T(W);
+    Scratch scratch(t.scratch_bytes());
+    t.join(T.data(), 0, W, elements.data(), scratch.data());
+    EXPECT_EQ(T, std::vector<Word>(W, 0));
+    const auto fails = [&] {
+        try {
+            t.join(T.data(), 0, W, elements.data(), scratch.data());
+            return false;
+        } catch (const ConvolutionFailedException& e) {
+            EXPECT_EQ(e.message, "Coefficient is too large.");
+            EXPECT_EQ(e.first, u64(1) << 7);
+            return e.second >= e.first;
+        }
+    };
+    // words of a product and of the sums that are possible pass
+    elements[9 * (n + 1) + n - 1] = 127;
+    EXPECT_FALSE(fails());
+    elements[9 * (n + 1) + n - 1] = 128;
+    EXPECT_TRUE(fails());
+    elements[9 * (n + 1) + n - 1] = 0;
+    elements[63 * (n + 1) + n] = 1;
+    EXPECT_TRUE(fails());
+}
+
+TEST(HntTransformTest, CompatibleWithItsOwnShapeOnly) {
+    const HntTransform t({6, 16});
+    EXPECT_TRUE(t.compatible(HntTransform({6, 16})));
+    EXPECT_FALSE(t.compatible(HntTransform({7, 8})));
+}
+
+TEST(HntTransformTest, SizesAreWhatTransformsNeed) {
+    for (u64 words = 1; words < 100000; words += 1 + words / 5) {
+        TransformHolder holder;
+        hnt_algorithm().make_transform(holder, words);
+        const MultiplySizes s = hnt_algorithm().sizes(words);
+        EXPECT_GE(holder->convolution_words(), words);
+        EXPECT_GE(s.transform_data, holder->data_bytes());
+        EXPECT_GE(s.transform_scratch, holder->scratch_bytes());
+        EXPECT_GE(s.scratch, holder->plain_bytes());
+    }
+    EXPECT_GT(hnt_algorithm().sizes(kHntMaxBits / 64).scratch, 0u);
+    EXPECT_THROW(hnt_algorithm().sizes(~u64(0)), LimitExceededException);
+}
+
+TEST(SlowHntTransformTest, ProductsOfLongPairs) {
+    SpawnFramework spawn(64);
+    std::mt19937_64 rng(1);
+    for (const auto list : {hnt_list_a(), hnt_list_b()}) {
+        for (u32 done = 0; done < 8;) {
+            const HntParameters& p = list[rng() % list.size()];
+            if (p.capacity_bits() < 64 << 14 || p.capacity_bits() > u64(64) << 20) continue;
+            const HntTransform t(p);
+            const u64 W = t.convolution_words();
+            const auto A = operand(kKinds[done % 4], W / 2, done),
+                       B = operand(kKinds[done % 4], W / 2, done + 9);
+            ASSERT_EQ(multiply(t, {&spawn, 1 + done % 2}, A, B, 0, 2 * (W / 2)), product(A, B))
+                << p.k << " " << p.m;
+            done++;
+        }
+    }
+}
+
+}  // namespace
