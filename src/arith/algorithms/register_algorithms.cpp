@@ -56,5 +56,8 @@ const Registration ntt64({"N64", "64-bit NTT", "NTT64", "64-bit NTT"}, ntt_const
 
 const Registration hybrid_ntt({"HNT", "Hybrid NTT", "HNTs", "original"}, kHntMaxBits, hnt_algorithm(), true);
 
+const Registration vst({"VST", "VST Algorithm", "VSTv2", "VST Algorithm"},
+                       ntt_constants(NttFamily::vst).max_bits, vst_algorithm(), true);
+
 }  // namespace
 }  // namespace trel

@@ -2,19 +2,29 @@
 #pragma once
 
 #include "arith/multiply/multiply_algorithm.h"
+#include "arith/ntt/ntt_records.h"
 
 namespace trel {
 
 // Short name "C17", long name "Code 17 Experiment", family "C17v1", variant "Code 17 Experiment". Needs no
 // shared tables: what its primes need is made once for the process, 13 KB each.
+//
+// "VST Algorithm" (short name "VST", family "VSTv2", variant "VST Algorithm") is the same transform with a
+// list of lengths of its own.
 class C17Algorithm final : public MultiplyAlgorithm {
   public:
+    explicit C17Algorithm(NttFamily family) : family_(family) {}
+
     // Throws LimitExceededException beyond the largest product.
     MultiplySizes sizes(u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
+
+  private:
+    NttFamily family_;
 };
 
 const MultiplyAlgorithm& c17_algorithm();
+const MultiplyAlgorithm& vst_algorithm();
 
 }  // namespace trel

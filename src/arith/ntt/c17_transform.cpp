@@ -8,18 +8,19 @@ namespace trel {
 
 static_assert(sizeof(C17Transform) <= 192);
 
-C17Transform::C17Transform(const C17Setup& setup)
+C17Transform::C17Transform(const C17Setup& setup, NttFamily family)
     : Transform(setup.capacity_bits, setup.sizes.data_bytes, setup.sizes.scratch_bytes,
                 setup.sizes.plain_bytes()),
-      setup_(&setup) {}
+      setup_(&setup),
+      family_(family) {}
 
 void C17Transform::check_length(u64 words) const {
-    check_ntt_length(NttFamily::c17, convolution_bits_, words);
+    check_ntt_length(family_, convolution_bits_, words);
 }
 void C17Transform::check_excess(u64 excess) const {
     // with a wrong rounding mode no bound of the arithmetic holds, whatever the excess looks like
     if (!floating_point_control_is_right()) excess = std::max(excess, ntt_excess_bound(setup_->record));
-    check_ntt_coefficients(NttFamily::c17, setup_->record, excess);
+    check_ntt_coefficients(family_, setup_->record, excess);
 }
 
 void C17Transform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {

@@ -11,8 +11,8 @@ namespace trel {
 // "Coefficient is too large." when the check of the coefficients fails.
 class C17Transform final : public Transform {
   public:
-    // The setup outlives the transform.
-    explicit C17Transform(const C17Setup& setup);
+    // The setup outlives the transform. family: whose name failures bear (VST shares this transform).
+    explicit C17Transform(const C17Setup& setup, NttFamily family = NttFamily::c17);
 
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
@@ -32,6 +32,7 @@ class C17Transform final : public Transform {
     void check_excess(u64 excess) const;
 
     const C17Setup* setup_;
+    NttFamily family_;
 };
 
 }  // namespace trel
