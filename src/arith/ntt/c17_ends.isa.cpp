@@ -10,11 +10,17 @@
 
 // Short loops whose bounds are template constants must vanish, else their arrays live in memory.
 #define C17_UNROLL _Pragma("GCC unroll 16")
+#define C17_KEEP _Pragma("GCC unroll 1")
 
 namespace trel::TREL_ISA {
 namespace {
 
 constexpr double kMagic = 6755399441055744.0;  // 1.5 * 2^52: adding and subtracting it rounds to integers
+#if defined(TREL_ISA_avx512)
+constexpr u32 kGroupsAtOnce = 4;
+#else
+constexpr u32 kGroupsAtOnce = 1;  // half the registers, twice as many for a vector
+#endif
 constexpr u64 kMask48 = (u64(1) << 48) - 1;
 constexpr u64 kMask24 = (u64(1) << 24) - 1;
 
@@ -83,27 +89,42 @@ void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stri
 // H 2^24 + L, H = limbs[1] + sum high[k] limbs[k], L = limbs[0] + sum low[k] limbs[k] over k >= 2, at most 8
 // products of 24 and 23 bits and a limb each: below 2^51, exact. The quotient of H 2^24 + L by p comes from
 // its rounded value; the remainder is formed in units of 2^24 first.
+template <u32 a, u32 groups>
+TREL_VEC void reduce_groups(const C17PrimeConstants& c, const double* limbs, u64 stride, u64& j, u64 count,
+                            double* out) {
+    const F64x8 two24 = broadcast(16777216.0), magic = broadcast(kMagic);
+    const F64x8 p_inverse = broadcast(c.p_inverse), p_low = broadcast(c.p_low);
+    for (; j + 8 * groups <= count; j += 8 * groups) {
+        F64x8 L[groups], H[groups];
+        C17_UNROLL for (u32 g = 0; g < groups; g++) {
+            L[g] = load(limbs + j + 8 * g);
+            H[g] = load(limbs + stride + j + 8 * g);
+        }
+        C17_UNROLL for (u32 k = 2; k < a - 1; k++) {
+            const F64x8 low = broadcast(c.low[k]), high = broadcast(c.high[k]);
+            C17_UNROLL for (u32 g = 0; g < groups; g++) {
+                const F64x8 limb = load(limbs + k * stride + j + 8 * g);
+                L[g] = fma(limb, low, L[g]);
+                H[g] = fma(limb, high, H[g]);
+            }
+        }
+        F64x8 q[groups];
+        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(H[g], two24, L[g]);
+        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(q[g], p_inverse, magic);
+        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = q[g] - magic;
+        C17_UNROLL for (u32 g = 0; g < groups; g++) H[g] = fnma(q[g], p_low, H[g]);
+        C17_UNROLL for (u32 g = 0; g < groups; g++) store(out + j + 8 * g, fma(H[g], two24, L[g]));
+    }
+}
+
+// Four groups at once: the sums of one are a chain that the processor cannot look beyond.
 template <u32 a>
 void reduce_points(const C17EndConstants* constants, u32 prime, const double* limbs, u64 stride, u64 count,
                    double* out) {
     const C17PrimeConstants& c = constants->set->primes[prime];
-    const F64x8 two24 = broadcast(16777216.0), magic = broadcast(kMagic);
-    const F64x8 p_inverse = broadcast(c.p_inverse), p_low = broadcast(c.p_low);
-    F64x8 low[a - 1], high[a - 1];
-    C17_UNROLL for (u32 k = 2; k < a - 1; k++) {
-        low[k] = broadcast(c.low[k]);
-        high[k] = broadcast(c.high[k]);
-    }
-    for (u64 j = 0; j < count; j += 8) {
-        F64x8 L = load(limbs + j), H = load(limbs + stride + j);
-        C17_UNROLL for (u32 k = 2; k < a - 1; k++) {
-            const F64x8 limb = load(limbs + k * stride + j);
-            L = fma(limb, low[k], L);
-            H = fma(limb, high[k], H);
-        }
-        const F64x8 q = fma(fma(H, two24, L), p_inverse, magic) - magic;
-        store(out + j, fma(fnma(q, p_low, H), two24, L));
-    }
+    u64 j = 0;
+    reduce_groups<a, kGroupsAtOnce>(c, limbs, stride, j, count, out);
+    reduce_groups<a, 1>(c, limbs, stride, j, count, out);
 }
 
 // ---- recombine
@@ -129,31 +150,34 @@ TREL_VEC void coefficients(const C17EndConstants* constants, const double* resid
                            U64x8 (&x)[a]) {
     const C17PrimeConstants* primes = constants->set->primes;
     const F64x8 magic = broadcast(kMagic);
-    F64x8 y[a];
+    alignas(64) double y[8 * a];
     // Sums of y_i / p_i are accurate to 2^-45: rounding a sum less a half, plus a little, is the floor of all
     // that is not within 2^-39 below an integer.
-    F64x8 sum = broadcast(-0.5 + 0x1p-40);
-    C17_UNROLL for (u32 i = 0; i < a; i++) {
+    F64x8 sum = broadcast(-0.5 + 0x1p-40), last = zero_f64();
+    for (u32 i = 0; i < a; i++) {
         const F64x8 r = load(residues + i * stride), scale = broadcast(constants->scale[i]);
         const F64x8 p_inverse = broadcast(primes[i].p_inverse);
         const F64x8 h = r * scale;
         const F64x8 rest = fms(r, scale, h);
         const F64x8 q = fma(h, p_inverse, magic) - magic;
-        y[i] = fnma(q, broadcast(primes[i].p), h) + rest;
-        sum = fma(y[i], p_inverse, sum);
+        last = fnma(q, broadcast(primes[i].p), h) + rest;
+        store(y + 8 * i, last);
+        sum = fma(last, p_inverse, sum);
     }
-    y[a - 1] = fnma((sum + magic) - magic, broadcast(primes[a - 1].p), y[a - 1]);
+    store(y + 8 * (a - 1), fnma((sum + magic) - magic, broadcast(primes[a - 1].p), last));
 
     F64x8 high[a - 1], low[a - 1];
     C17_UNROLL for (u32 k = 0; k < a - 1; k++) {
         high[k] = broadcast(kStartHigh);
         low[k] = broadcast(kMagic - static_cast<double>(k == 0 ? 0 : kBiasLow + (k == 1 ? 0 : kBiasHigh)));
     }
-    C17_UNROLL for (u32 i = 0; i < a; i++) {
+    // not unrolled: the sums stay in registers
+    C17_KEEP for (u32 i = 0; i < a; i++) {
+        const F64x8 factor = load(y + 8 * i);
         C17_UNROLL for (u32 k = 0; k < a - 1; k++) {
             const F64x8 digit = broadcast(primes[i].others[k]);
-            const F64x8 next = fma(y[i], digit, high[k]);
-            low[k] = low[k] + fma(y[i], digit, high[k] - next);
+            const F64x8 next = fma(factor, digit, high[k]);
+            low[k] = low[k] + fma(factor, digit, high[k] - next);
             high[k] = next;
         }
     }
