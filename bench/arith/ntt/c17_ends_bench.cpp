@@ -1,8 +1,9 @@
-// The two ends of Code 17 products on a block of points that stays in the caches; items are residues (points
-// times primes), so the times of the three kernels and of the transforms compare. "all" is everything a
-// product spends at its ends: two operands cut and reduced, one product joined.
+// The two ends of Code 17 products on blocks of points that stay in the first and in the second cache; times
+// per residue (points times primes), so that the three kernels and the transforms compare. "all" is
+// everything a product spends at its ends: two operands cut and reduced, one product joined.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,27 +14,26 @@ namespace {
 
 using namespace trel;
 
-constexpr u64 kPoints = 64;
-
 struct Setup {
-    explicit Setup(u32 a)
-        : A(c17_group_words(a) * kPoints / 8 + 8), out(A.size()), memory(kPoints * (2 * a + 2)) {
+    explicit Setup(u32 a, u64 n)
+        : points(n), A(c17_group_words(a) * points / 8 + 8), out(A.size()), memory(points * (2 * a + 2)) {
         limbs = memory.data() + (64 - reinterpret_cast<u64>(memory.data()) % 64) % 64 / 8;
-        residues = limbs + kPoints * (a - 1);
+        residues = limbs + points * (a - 1);
         make_c17_end_constants(&constants, ntt_prime_set(NttFamily::c17, a, 5), 13);
         std::mt19937_64 rng(1);
         for (Word& x : A) x = rng();
     }
-    void cut(const C17EndKernels& k, u32 a) { k.cut(a, A.data(), A.size(), 0, kPoints, limbs, kPoints); }
-    void reduce(const C17EndKernels& k, u32 a) {
-        for (u32 i = 0; i < a; i++) {
-            k.reduce(&constants, i, limbs, kPoints, kPoints, residues + i * kPoints);
+    void cut(const C17EndKernels& k, u32 a) { k.cut(a, A.data(), A.size(), 0, points, limbs); }
+    void reduce(const C17EndKernels& k, u32 a, u32 n) {
+        for (u32 i = 0; i < a; i += n) {
+            k.reduce(&constants, i, std::min(n, a - i), limbs, points, residues + i * points, points);
         }
     }
     void recombine(const C17EndKernels& k) {
-        k.recombine(&constants, residues, kPoints, kPoints, &carry, out.data());
+        k.recombine(&constants, residues, points, points, &carry, out.data());
     }
 
+    u64 points;
     std::vector<Word> A, out;
     std::vector<double> memory;
     double *limbs, *residues;
@@ -41,23 +41,26 @@ struct Setup {
     C17Carry carry{};
 };
 
-enum class What { cut, reduce, recombine, all };
+enum class What { cut, reduce_one, reduce, reduce_all, recombine, all };
 
 void ends(benchmark::State& state, What what, Isa isa) {
     const u32 a = static_cast<u32>(state.range(0));
     const C17EndKernels& k = c17_end_kernels(isa);
-    Setup s(a);
+    const u64 points = static_cast<u64>(state.range(1));
+    Setup s(a, points);
     s.cut(k, a);
-    s.reduce(k, a);
+    s.reduce(k, a, a);
     for (auto _ : state) {
         for (int i = 0; i < (what == What::all ? 2 : 1); i++) {
             if (what == What::cut || what == What::all) s.cut(k, a);
-            if (what == What::reduce || what == What::all) s.reduce(k, a);
+            if (what == What::reduce || what == What::all) s.reduce(k, a, 2);
+            if (what == What::reduce_one) s.reduce(k, a, 1);
+            if (what == What::reduce_all) s.reduce(k, a, a);
         }
         if (what == What::recombine || what == What::all) s.recombine(k);
         benchmark::ClobberMemory();
     }
-    const double residues = static_cast<double>(state.iterations() * kPoints * a);
+    const double residues = static_cast<double>(state.iterations() * points * a);
     state.counters["per_residue"] =
         benchmark::Counter(residues, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.SetLabel(isa_name(isa));
@@ -74,12 +77,17 @@ void constants(benchmark::State& state) {
 BENCHMARK(constants);
 
 const bool kRegistered = [] {
-    constexpr std::pair<What, const char*> kAll[] = {
-        {What::cut, "cut"}, {What::reduce, "reduce"}, {What::recombine, "recombine"}, {What::all, "all"}};
+    constexpr std::pair<What, const char*> kAll[] = {{What::cut, "cut"},
+                                                     {What::reduce_one, "reduce_one"},
+                                                     {What::reduce, "reduce"},
+                                                     {What::reduce_all, "reduce_all"},
+                                                     {What::recombine, "recombine"},
+                                                     {What::all, "all"}};
     for (const Isa isa : available_isas()) {
         for (const auto& [what, name] : kAll) {
             const std::string full = std::string(name) + "/" + isa_name(isa);
-            benchmark::RegisterBenchmark(full.c_str(), ends, what, isa)->DenseRange(7, 11);
+            benchmark::RegisterBenchmark(full.c_str(), ends, what, isa)
+                ->ArgsProduct({{7, 8, 9, 10, 11}, {64, 512}});
         }
     }
     return true;

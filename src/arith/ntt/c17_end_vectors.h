@@ -60,6 +60,11 @@ template <unsigned n>
 TREL_VEC U64x8 shift_right(U64x8 a) {
     return {_mm512_srli_epi64(a.v, n)};
 }
+// Loaded once: the compiler would rather read memory again for every use.
+TREL_VEC F64x8 loaded(F64x8 a) {
+    asm("" : "+v"(a.v));
+    return a;
+}
 TREL_VEC bool any_of_bits(U64x8 a, U64x8 bits) {
     return _mm512_test_epi64_mask(a.v, bits.v) != 0;
 }
@@ -111,6 +116,10 @@ TREL_VEC U64x8 shift_left(U64x8 a) {
 template <unsigned n>
 TREL_VEC U64x8 shift_right(U64x8 a) {
     return {_mm256_srli_epi64(a.lo, n), _mm256_srli_epi64(a.hi, n)};
+}
+TREL_VEC F64x8 loaded(F64x8 a) {
+    asm("" : "+x"(a.lo), "+x"(a.hi));
+    return a;
 }
 TREL_VEC bool any_of_bits(U64x8 a, U64x8 bits) {
     return _mm256_testz_si256(_mm256_or_si256(a.lo, a.hi), bits.lo) == 0;

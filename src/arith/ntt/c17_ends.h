@@ -36,13 +36,15 @@ struct alignas(64) C17Carry {
 };
 
 struct C17EndKernels {
-    // Points [j0, j0 + count) of the operand A[0..L), zero beyond its end, as rows of limbs for reduce():
-    // limbs[row * stride + k] is the row-th piece of 24 bits of point j0 + k, row < c17_limb_rows(a). Reads
-    // nothing but A[0..L).
-    void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stride);
-    // out[k] = point k modulo prime number `prime` of the set, |out[k]| <= p / 2 + 1.
-    void (*reduce)(const C17EndConstants* constants, u32 prime, const double* limbs, u64 stride, u64 count,
-                   double* out);
+    // Points [j0, j0 + count) of the operand A[0..L), zero beyond its end, as limbs for reduce():
+    // limbs[(k / 8 * (a - 1) + i) * 8 + k % 8] is the i-th piece of 24 bits of point j0 + k. Reads nothing but
+    // A[0..L). One group after the other, because rows at a distance of a power of two would fight for the
+    // same lines of the cache.
+    void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs);
+    // out[i * stride + k] = point k modulo prime number first + i of the set, i < n; magnitudes at most
+    // p / 2 + 1. Two or more primes at once spare the way from the second cache.
+    void (*reduce)(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count,
+                   double* out, u64 stride);
     // Joins `count` points: residues[i * stride + k] modulo prime i (any magnitude below 2^51), to the
     // 3 (a - 1) count / 8 words at out, with the carry from below; not a byte more is written. Exact for
     // coefficients from 0 to (1 - 2^-39) times the product of the primes.
@@ -53,8 +55,8 @@ struct C17EndKernels {
     void (*flush)(const C17EndConstants* constants, C17Carry* carry, Word* out);
 };
 
-// The rows that cut() writes.
-constexpr u32 c17_limb_rows(u32 a) {
+// The doubles a point that cut() writes.
+constexpr u32 c17_point_limbs(u32 a) {
     return a - 1;
 }
 // The words of a group of eight points.

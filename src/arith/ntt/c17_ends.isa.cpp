@@ -38,7 +38,7 @@ struct Shape {
 
 // Limbs of the eight points that start at s. Reads 32 bytes from every point's start.
 template <u32 a>
-TREL_VEC void cut_group(const u8* s, double* limbs, u64 stride) {
+TREL_VEC void cut_group(const u8* s, double* limbs) {
     using S = Shape<a>;
     U64x8 z[4], y[4], x[5];
     C17_UNROLL for (u32 i = 0; i < 4; i++) {
@@ -56,12 +56,12 @@ TREL_VEC void cut_group(const u8* s, double* limbs, u64 stride) {
     const U64x8 mask = broadcast(kMask24);
     C17_UNROLL for (u32 k = 0; k < S::kLimbs24; k++) {
         const U64x8 limb = bit_and(k % 2 == 0 ? x[k / 2] : shift_right<24>(x[k / 2]), mask);
-        store(limbs + k * stride, f64_of_52(limb));
+        store(limbs + 8 * k, f64_of_52(limb));
     }
 }
 
 template <u32 a>
-void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stride) {
+void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs) {
     using S = Shape<a>;
     const u8* bytes = reinterpret_cast<const u8*>(A);
     u64 k = 0;
@@ -69,17 +69,17 @@ void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stri
         const u64 word = (j0 + k) / 8 * S::kGroupWords;
         // the last point's 32 bytes end here
         if (8 * word + 7 * S::kBytes + 32 > 8 * L) break;
-        cut_group<a>(bytes + 8 * word, limbs + k, stride);
+        cut_group<a>(bytes + 8 * word, limbs + k * S::kLimbs24);
     }
     for (; k < count; k += 8) {
         const u64 word = (j0 + k) / 8 * S::kGroupWords;
         if (word >= L) break;
         Word padded[S::kGroupWords + 3];
         for (u32 i = 0; i < S::kGroupWords + 3; i++) padded[i] = word + i < L ? A[word + i] : 0;
-        cut_group<a>(reinterpret_cast<const u8*>(padded), limbs + k, stride);
+        cut_group<a>(reinterpret_cast<const u8*>(padded), limbs + k * S::kLimbs24);
     }
     for (; k < count; k += 8) {
-        for (u32 i = 0; i < S::kLimbs24; i++) store(limbs + i * stride + k, zero_f64());
+        for (u32 i = 0; i < S::kLimbs24; i++) store(limbs + k * S::kLimbs24 + 8 * i, zero_f64());
     }
 }
 
@@ -90,20 +90,20 @@ void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stri
 // products of 24 and 23 bits and a limb each: below 2^51, exact. The quotient of H 2^24 + L by p comes from
 // its rounded value; the remainder is formed in units of 2^24 first.
 template <u32 a, u32 groups>
-TREL_VEC void reduce_groups(const C17PrimeConstants& c, const double* limbs, u64 stride, u64& j, u64 count,
+TREL_VEC void reduce_groups(const C17PrimeConstants& c, const double*& limbs, u64& j, u64 count,
                             double* out) {
     const F64x8 two24 = broadcast(16777216.0), magic = broadcast(kMagic);
     const F64x8 p_inverse = broadcast(c.p_inverse), p_low = broadcast(c.p_low);
-    for (; j + 8 * groups <= count; j += 8 * groups) {
+    for (; j + 8 * groups <= count; j += 8 * groups, limbs += 8 * groups * (a - 1)) {
         F64x8 L[groups], H[groups];
         C17_UNROLL for (u32 g = 0; g < groups; g++) {
-            L[g] = load(limbs + j + 8 * g);
-            H[g] = load(limbs + stride + j + 8 * g);
+            L[g] = load(limbs + 8 * g * (a - 1));
+            H[g] = load(limbs + 8 * (g * (a - 1) + 1));
         }
         C17_UNROLL for (u32 k = 2; k < a - 1; k++) {
             const F64x8 low = broadcast(c.low[k]), high = broadcast(c.high[k]);
             C17_UNROLL for (u32 g = 0; g < groups; g++) {
-                const F64x8 limb = load(limbs + k * stride + j + 8 * g);
+                const F64x8 limb = loaded(load(limbs + 8 * (g * (a - 1) + k)));
                 L[g] = fma(limb, low, L[g]);
                 H[g] = fma(limb, high, H[g]);
             }
@@ -117,14 +117,22 @@ TREL_VEC void reduce_groups(const C17PrimeConstants& c, const double* limbs, u64
     }
 }
 
-// Four groups at once: the sums of one are a chain that the processor cannot look beyond.
+// Four groups at once: the sums of one are a chain that the processor cannot look beyond. Pieces whose limbs
+// stay in the first cache go through all primes.
 template <u32 a>
-void reduce_points(const C17EndConstants* constants, u32 prime, const double* limbs, u64 stride, u64 count,
-                   double* out) {
-    const C17PrimeConstants& c = constants->set->primes[prime];
-    u64 j = 0;
-    reduce_groups<a, kGroupsAtOnce>(c, limbs, stride, j, count, out);
-    reduce_groups<a, 1>(c, limbs, stride, j, count, out);
+void reduce_points(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count,
+                   double* out, u64 stride) {
+    constexpr u64 kPiece = 64;
+    const C17PrimeConstants* primes = constants->set->primes + first;
+    for (u64 k = 0; k < count; k += kPiece) {
+        const u64 points = count - k < kPiece ? count - k : kPiece;
+        for (u32 i = 0; i < n; i++) {
+            const double* from = limbs + k * (a - 1);
+            u64 j = 0;
+            reduce_groups<a, kGroupsAtOnce>(primes[i], from, j, points, out + i * stride + k);
+            reduce_groups<a, 1>(primes[i], from, j, points, out + i * stride + k);
+        }
+    }
 }
 
 // ---- recombine
@@ -338,15 +346,15 @@ void flush_points(C17Carry* carry, Word* out) {
             call(11);        \
     }
 
-void cut(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs, u64 stride) {
-#define C17_CALL(n) return cut_points<n>(A, L, j0, count, limbs, stride)
+void cut(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs) {
+#define C17_CALL(n) return cut_points<n>(A, L, j0, count, limbs)
     C17_FOR_EACH_A(C17_CALL)
 #undef C17_CALL
 }
-void reduce(const C17EndConstants* constants, u32 prime, const double* limbs, u64 stride, u64 count,
-            double* out) {
+void reduce(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count, double* out,
+            u64 stride) {
     const u32 a = constants->set->a;
-#define C17_CALL(n) return reduce_points<n>(constants, prime, limbs, stride, count, out)
+#define C17_CALL(A) return reduce_points<A>(constants, first, n, limbs, count, out, stride)
     C17_FOR_EACH_A(C17_CALL)
 #undef C17_CALL
 }
