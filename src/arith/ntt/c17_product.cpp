@@ -93,7 +93,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     const u32 rows = plan_.rows(), R = 1u << plan_.log_top, b = plan_.b;
     const u64 n = plan_.columns(), stride = n + kPad, m = plan_.row_points(), column = block * n;
     double* const limbs = buffer(task);
-    const u64 row_limbs = c17_limb_rows(plan_.a) * n;
+    const u64 row_limbs = c17_point_limbs(plan_.a) * n;
     double* const q = limbs + rows * row_limbs;
     const bool direct = b == 1 && plan_.log_top == 0;
 
@@ -102,7 +102,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     const u32 used =
         points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
     for (u32 r = 0; r < used; r++) {
-        setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs, n);
+        setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs);
     }
     for (u32 r = used; r < rows && !direct; r++) std::memset(q + r * stride, 0, 8 * n);
     for (u32 i = begin; i < end; i++) {
@@ -113,8 +113,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
             continue;
         }
         for (u32 r = 0; r < used; r++) {
-            setup_.ends->reduce(&setup_.constants, i, limbs + r * row_limbs, n, n,
-                                direct ? out : q + r * stride);
+            setup_.ends->reduce(&setup_.constants, i, 1, limbs + r * row_limbs, n,
+                                direct ? out : q + r * stride, 0);
         }
         if (b != 1 && plan_.log_top == 0) {
             setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top);
