@@ -102,4 +102,112 @@ trel_mul_1:
     adc $0, %r11
 6:  mov %r11, %rax
     ret
+
+# rdi T, rsi A. The products of pairs by rows, low halves before high halves; then doubled, and the squares added in
+# one chain through which mulx lets the carry pass.
+.macro trel_add_square at, low, high
+    mov \at(%rsi), %rdx
+    mulx %rdx, %rax, %rdx
+    adc %rax, \low
+    adc %rdx, \high
+    mov \low, 2*\at(%rdi)
+    mov \high, 2*\at+8(%rdi)
+.endm
+.macro trel_first_square
+    mov (%rsi), %rdx
+    mulx %rdx, %rax, %rdx
+    mov %rax, (%rdi)
+    add %rdx, %r8
+    mov %r8, 8(%rdi)
+.endm
+
+    .globl trel_sqr_4
+    .p2align 5
+trel_sqr_4:
+    push %rbx
+    push %rbp
+    mov (%rsi), %rdx
+    mulx 8(%rsi), %r8, %r9
+    mulx 16(%rsi), %rax, %r10
+    mulx 24(%rsi), %rcx, %r11
+    add %rax, %r9
+    adc %rcx, %r10
+    adc $0, %r11
+    mov 8(%rsi), %rdx
+    mulx 16(%rsi), %rax, %rcx
+    mulx 24(%rsi), %rdx, %rbx
+    add %rax, %r10
+    adc %rdx, %r11
+    adc $0, %rbx
+    add %rcx, %r11
+    adc $0, %rbx
+    mov 16(%rsi), %rdx
+    mulx 24(%rsi), %rax, %rbp
+    xor %ecx, %ecx
+    add %rax, %rbx
+    adc $0, %rbp
+    .irp t, %r8, %r9, %r10, %r11, %rbx, %rbp, %rcx
+    adc \t, \t
+    .endr
+    trel_first_square
+    trel_add_square 8, %r9, %r10
+    trel_add_square 16, %r11, %rbx
+    trel_add_square 24, %rbp, %rcx
+    pop %rbp
+    pop %rbx
+    ret
+
+    .globl trel_sqr_5
+    .p2align 5
+trel_sqr_5:
+    push %rbx
+    push %rbp
+    push %r12
+    push %r13
+    mov (%rsi), %rdx
+    mulx 8(%rsi), %r8, %r9
+    mulx 16(%rsi), %rax, %r10
+    mulx 24(%rsi), %rcx, %r11
+    mulx 32(%rsi), %rdx, %rbx
+    add %rax, %r9
+    adc %rcx, %r10
+    adc %rdx, %r11
+    adc $0, %rbx
+    mov 8(%rsi), %rdx
+    mulx 16(%rsi), %rax, %rcx
+    mulx 24(%rsi), %r12, %r13
+    mulx 32(%rsi), %rdx, %rbp
+    add %rax, %r10
+    adc %r12, %r11
+    adc %rdx, %rbx
+    adc $0, %rbp
+    add %rcx, %r11
+    adc %r13, %rbx
+    adc $0, %rbp
+    mov 16(%rsi), %rdx
+    mulx 24(%rsi), %rax, %rcx
+    mulx 32(%rsi), %rdx, %r12
+    add %rax, %rbx
+    adc %rdx, %rbp
+    adc $0, %r12
+    add %rcx, %rbp
+    adc $0, %r12
+    mov 24(%rsi), %rdx
+    mulx 32(%rsi), %rax, %r13
+    xor %ecx, %ecx
+    add %rax, %r12
+    adc $0, %r13
+    .irp t, %r8, %r9, %r10, %r11, %rbx, %rbp, %r12, %r13, %rcx
+    adc \t, \t
+    .endr
+    trel_first_square
+    trel_add_square 8, %r9, %r10
+    trel_add_square 16, %r11, %rbx
+    trel_add_square 24, %rbp, %r12
+    trel_add_square 32, %r13, %rcx
+    pop %r13
+    pop %r12
+    pop %rbp
+    pop %rbx
+    ret
 )");

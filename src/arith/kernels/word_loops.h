@@ -19,6 +19,10 @@ u8 trel_sub_n(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) TREL_ASM_
 // T[0..n) = A[0..n) * w + c; returns the top word. Needs BMI2.
 Word trel_mul_1(Word* T, const Word* A, u64 n, Word w, Word c) TREL_ASM_FUNCTION;
 
+// T[0..2n) = A[0..n)^2 for n = 4, 5; T does not overlap A. Need BMI2.
+void trel_sqr_4(Word* T, const Word* A) TREL_ASM_FUNCTION;
+void trel_sqr_5(Word* T, const Word* A) TREL_ASM_FUNCTION;
+
 // Products of a block of k = 1..8 words A[0..k), held in registers, with m >= 1 words B. The accumulators are a
 // window of k registers that slides over T one word a row, so that T is read and written once a row and not once
 // a product.

@@ -1,0 +1,52 @@
+// The multiplication table: n x n words on one and on two tasks beside mpn_mul_n, in turns; `over_gmp` is GMP's time
+// over ours. Tables and memory are made beforehand.
+//
+//   bench_arith_multiply --benchmark_filter=mul_table      (2^22 and 2^24 take a minute; mul_table/10?.. choose)
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+#include "arith/multiply/algorithm_table.h"
+#include "base/simd/isa.h"
+#include "platform/parallel/spawn_framework.h"
+#include "arith/multiply/side_by_side.h"
+
+namespace {
+
+using namespace trel;
+
+void mul_table(benchmark::State& state) {
+    const u64 n = u64(1) << state.range(0);
+    if (2 * n > basic_table64().items().back().threshold_words) {
+        state.SkipWithError("beyond the table");
+        return;
+    }
+    side_by_side::Products products(n);
+    SpawnFramework framework(64);
+    const ParallelContext two{&framework, 2};
+    const bool small = state.range(0) <= 18;
+    const u64 rounds = state.range(0) <= 20 ? 7 : state.range(0) == 22 ? 3 : 1;
+    double one_task = 0, two_tasks = 0, gmp = 0;
+    for (auto _ : state) {
+        const auto ours = [&] { products.ours(serial_context(), n); };
+        const side_by_side::Best a =
+            side_by_side::best_of(ours, [&] { products.gmp(n); }, rounds, small ? 0.05 : 0.0);
+        const side_by_side::Best b = side_by_side::best_of([&] { products.ours(two, n); }, ours,
+                                                           std::max<u64>(rounds, 2), small ? 0.05 : 0.0);
+        one_task = std::min(a.first, b.second);
+        two_tasks = b.first;
+        gmp = a.second;
+        state.SetIterationTime(one_task);
+    }
+    state.counters["gmp_us"] = gmp * 1e6;
+    state.counters["one_us"] = one_task * 1e6;
+    state.counters["two_us"] = two_tasks * 1e6;
+    state.counters["over_gmp"] = gmp / one_task;
+    state.counters["two_over_gmp"] = gmp / two_tasks;
+    state.counters["tasks_gain"] = one_task / two_tasks;
+    state.SetLabel(isa_name(active_isa()));
+}
+
+BENCHMARK(mul_table)->DenseRange(10, 24, 2)->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
