@@ -1,6 +1,7 @@
 #include "arith/fft/fft_transform.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/errors/exceptions.h"
@@ -15,6 +16,7 @@ constexpr u64 kMaxTasks = 32;
 constexpr u64 kParallelPoints = u64(1) << 17;
 
 constexpr u64 kLargeBytes = u64(1) << 20;
+constexpr u64 kStepBytes = u64(1) << 14;
 
 u32 log2_of(u32 power) {
     u32 r = 0;
@@ -46,11 +48,14 @@ FftPlan make_plan(const FftKernels& kernels, const FftParameters& p) {
         break;
     }
     plan.r0 = p.a == 1 ? 1u << plan.log_r0 : p.a;
-    // Small data: all streams of a step stay in the first cache. Large data: long runs in memory matter more,
-    // down to half the time of a sweep at 2^21 points against steps of 4.
-    const bool large = p.points() * sizeof(double) >= kLargeBytes;
-    plan.step =
-        static_cast<u32>(std::min<u64>(plan.columns(), large ? kernels.max_step : kernels.max_step / 4));
+    // Small data: the streams of a step take half of the first cache. Large data: long runs in memory matter
+    // more, down to half the time of a sweep at 2^21 points against steps of 4.
+    plan.step = kernels.max_step;
+    if (p.points() * sizeof(double) < kLargeBytes) {
+        plan.step = static_cast<u32>(kStepBytes / (plan.streams() * kernels.lanes * 2 * sizeof(double)));
+        plan.step = std::clamp(std::bit_floor(plan.step), 2u, kernels.max_step / 4);
+    }
+    plan.step = static_cast<u32>(std::min<u64>(plan.columns(), plan.step));
     return plan;
 }
 
@@ -64,8 +69,8 @@ i64 add_to_word(u8* bytes, i64 carry) {
 }
 
 // Adds a carry at a byte of the product: into the window, or below it into the slots where the low bytes are
-// kept.
-void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 position, i64 carry) {
+// kept. Returns what leaves the window's top.
+i64 add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 position, i64 carry) {
     while (carry != 0 && position < w.hi) {
         if (position >= w.lo && position + 8 <= w.hi) {
             carry = add_to_word(w.base + position, carry);
@@ -90,6 +95,7 @@ void add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 positi
         carry >>= 8;
         position++;
     }
+    return carry;
 }
 
 }  // namespace
@@ -149,8 +155,8 @@ void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, 
         P, n, [&](u64 t) { kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n); });
 }
 
-void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                           const void* Y, void*) const {
+i64 FftTransform::inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work,
+                                 const void* X, const void* Y) const {
     double* const out = static_cast<double*>(work);
     const double* const x = static_cast<const double*>(X);
     const double* const y = static_cast<const double*>(Y);
@@ -162,7 +168,17 @@ void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 tota
             kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
         });
     }
-    finish(P, T, skip, total, out, nullptr);
+    return finish(P, T, skip, total, out, nullptr);
+}
+
+void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                           const void* Y, void*) const {
+    inverse_points(P, T, skip, total, work, X, Y);
+}
+
+i64 FftTransform::inverse_all(const ParallelContext& P, Word* T, void* work, const void* X,
+                              const void* Y) const {
+    return inverse_points(P, T, 0, convolution_words(), work, X, Y);
 }
 
 double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X,
@@ -174,8 +190,8 @@ double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, con
     return worst;
 }
 
-void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
-                          double* worst) const {
+i64 FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
+                         double* worst) const {
     if (total > convolution_words()) {
         throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
                                            64 * total);
@@ -186,14 +202,15 @@ void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total
     const u64 stream_bits = convolution_bits_ / points;
     const auto resolve = [&](const i64* carry, u64 end_step) {
         u64 end_bits = end_step == steps ? stream_bits : stream_bits / steps * end_step;
+        i64 out = 0;
         for (u64 s = 0; s < points; s++, end_bits += stream_bits) {
-            add_carry(plan_, window, work, end_bits / 8, carry[s]);
+            out += add_carry(plan_, window, work, end_bits / 8, carry[s]);
         }
+        return out;
     };
     if (n < 2) {
         kernels_->inverse_top(plan_, window, work, 0, plan_.columns(), carries, worst);
-        resolve(carries, steps);
-        return;
+        return resolve(carries, steps);
     }
     // every task leaves its carries behind; they are added when all words stand
     i64 all[kMaxTasks][2 * FftPlan::kMaxStreams];
@@ -201,7 +218,9 @@ void FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total
         kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step, all[t], nullptr);
     });
-    for (u64 t = 0; t < n; t++) resolve(all[t], steps * (t + 1) / n);
+    i64 out = 0;
+    for (u64 t = 0; t < n; t++) out += resolve(all[t], steps * (t + 1) / n);
+    return out;
 }
 
 bool FftTransform::compatible(const Transform& other) const {

@@ -28,6 +28,9 @@ class FftTransform final : public Transform {
                  const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
+    // The sum of all coefficients at their places: T[0..W) holds it modulo 2^(64 W), the rest is returned.
+    i64 inverse_all(const ParallelContext& P, Word* T, void* work, const void* X, const void* Y) const;
+
     // inverse() on one task that also tells the largest distance of a coefficient from an integer, for tests.
     double inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const;
 
@@ -35,7 +38,9 @@ class FftTransform final : public Transform {
 
   private:
     u64 tasks(const ParallelContext& P) const;
-    void finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work, double* worst) const;
+    i64 inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+                       const void* Y) const;
+    i64 finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work, double* worst) const;
 
     const FftKernels* kernels_;
     FftPlan plan_;

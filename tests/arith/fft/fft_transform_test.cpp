@@ -307,4 +307,46 @@ TEST(FftAlgorithmTest, Products) {
     }
 }
 
+// Products a little longer than a record: the lowest words come from a product of their own.
+TEST(FftAlgorithmTest, ProductsJustAboveARecord) {
+    const MultiplyAlgorithm& fft = fft_algorithm();
+    std::mt19937_64 rng(6);
+    for (u64 entry = 0; entry < 42; entry++) {
+        const u64 W = fft_parameter_table()[entry].capacity() / 64;
+        for (u64 k : {u64(1), u64(2), u64(3 + rng() % 20), u64(20 + rng() % 220)}) {
+            const u64 n = W + k;
+            Scratch scratch(fft.sizes(n).scratch);
+            const MultiplyContext context{serial_context(), scratch.view(), nullptr};
+            for (const Kind kind : {Kind::random, Kind::ones, Kind::sparse, Kind::positive}) {
+                // halves, one operand as long as the record, one of a word or two
+                for (u64 m : {n / 2, k, u64(1), std::min(k + 1, n - 1), std::max<u64>(k, 2) - 1}) {
+                    const auto A = operand(kind, n - m, 16, rng()), B = operand(kind, m, 16, rng());
+                    Output out(n);
+                    fft.mul(context, out.data(), A.data(), n - m, B.data(), m);
+                    EXPECT_EQ(out.words(), product(A, B)) << n - m << " x " << m << ", record " << W;
+                    EXPECT_TRUE(out.guards_intact());
+                }
+                // The low words of the product are smaller than the high ones: only top words, and a low one.
+                for (int low = 0; low < 3; low++) {
+                    std::vector<Word> A(n - n / 2), B(n / 2);
+                    A.back() = rng() | 1;
+                    B.back() = kind == Kind::ones ? ~Word(0) : rng() | 1;
+                    if (low != 0) A.front() = low == 1 ? 1 : ~Word(0);
+                    if (low != 0) B.front() = 1;
+                    Output out(n);
+                    fft.mul(context, out.data(), A.data(), A.size(), B.data(), B.size());
+                    EXPECT_EQ(out.words(), product(A, B)) << "top words, " << n << ", record " << W;
+                }
+                if (n % 2 != 0) continue;
+                const auto A = operand(kind, n / 2, 16, rng());
+                Output out(n);
+                fft.sqr(context, out.data(), A.data(), n / 2);
+                EXPECT_EQ(out.words(), product(A, A)) << n / 2 << ", record " << W;
+                EXPECT_TRUE(out.guards_intact());
+            }
+            EXPECT_TRUE(scratch.guards_intact());
+        }
+    }
+}
+
 }  // namespace
