@@ -1,9 +1,11 @@
 #include "arith/fft/fft_transform.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 
+#include "arith/multiply/floating_point_control.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -133,6 +135,27 @@ u64 FftTransform::tasks(const ParallelContext& P) const {
     return std::min({P.tds, kMaxTasks, plan_.columns() / plan_.step, u64(plan_.streams())});
 }
 
+// The parts [0, n) of a phase, each a task. Points and coefficients are right only on threads that round to
+// nearest, and nothing else would notice: so every part looks.
+template <class F>
+void FftTransform::in_parts(const ParallelContext& P, u64 n, F&& part) const {
+    std::atomic<bool> right{true};
+    const auto checked = [&](u64 t) {
+        part(t);
+        if (!floating_point_control_is_right()) right.store(false, std::memory_order_relaxed);
+    };
+    if (n < 2) {
+        checked(0);
+    } else {
+        parallel_for(P, n, checked);
+    }
+    if (right.load(std::memory_order_relaxed)) return;
+    report_floating_point_control();
+    // No coefficient can be trusted: the bound of them all.
+    const u64 bound = (u64(plan_.a) << plan_.k) << (2 * plan_.b);
+    throw ConvolutionFailedException("FFT", "Coefficient is too large.", bound, bound);
+}
+
 void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void*) const {
     if (64 * L > convolution_bits_) {
         throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
@@ -140,19 +163,13 @@ void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, 
     }
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
-    const u64 n = tasks(P), columns = plan_.columns(), streams = plan_.streams();
-    if (n < 2) {
-        kernels_->forward_top(plan_, out, operand, 8 * L, 0, columns);
-        kernels_->forward_streams(plan_, out, 0, streams);
-        return;
-    }
-    const u64 steps = columns / plan_.step;
-    parallel_for(P, n, [&](u64 t) {
+    const u64 n = tasks(P), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
+    in_parts(P, n, [&](u64 t) {
         kernels_->forward_top(plan_, out, operand, 8 * L, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step);
     });
-    parallel_for(
-        P, n, [&](u64 t) { kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n); });
+    in_parts(P, n,
+             [&](u64 t) { kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n); });
 }
 
 i64 FftTransform::inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work,
@@ -161,13 +178,9 @@ i64 FftTransform::inverse_points(const ParallelContext& P, Word* T, u64 skip, u6
     const double* const x = static_cast<const double*>(X);
     const double* const y = static_cast<const double*>(Y);
     const u64 n = tasks(P), streams = plan_.streams();
-    if (n < 2) {
-        kernels_->inverse_streams(plan_, out, x, y, 0, streams);
-    } else {
-        parallel_for(P, n, [&](u64 t) {
-            kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
-        });
-    }
+    in_parts(P, n, [&](u64 t) {
+        kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
+    });
     return finish(P, T, skip, total, out, nullptr);
 }
 
@@ -209,12 +222,14 @@ i64 FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total,
         return out;
     };
     if (n < 2) {
-        kernels_->inverse_top(plan_, window, work, 0, plan_.columns(), carries, worst);
+        in_parts(P, 1, [&](u64) {
+            kernels_->inverse_top(plan_, window, work, 0, plan_.columns(), carries, worst);
+        });
         return resolve(carries, steps);
     }
     // every task leaves its carries behind; they are added when all words stand
     i64 all[kMaxTasks][2 * FftPlan::kMaxStreams];
-    parallel_for(P, n, [&](u64 t) {
+    in_parts(P, n, [&](u64 t) {
         kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step, all[t], nullptr);
     });

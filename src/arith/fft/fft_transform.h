@@ -15,7 +15,10 @@ namespace trel {
 const FftKernels& fft_kernels(Isa isa);
 const FftKernels& fft_kernels();
 
-// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. Read-only
+// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. There is no check
+// of coefficients, the list of parameters keeps errors below 1/4; but a thread that does not round to nearest ends
+// the operation with "The FPU Control Word has been corrupted." and ConvolutionFailedException "Coefficient is too
+// large.". Read-only
 // after construction: operations may run on several threads at once, each with buffers of its own. Needs no
 // scratch.
 class FftTransform final : public Transform {
@@ -38,6 +41,8 @@ class FftTransform final : public Transform {
 
   private:
     u64 tasks(const ParallelContext& P) const;
+    template <class F>
+    void in_parts(const ParallelContext& P, u64 n, F&& part) const;
     i64 inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                        const void* Y) const;
     i64 finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work, double* worst) const;

@@ -1,10 +1,7 @@
 #include "arith/ntt/ntt_check.h"
 
-#include <xmmintrin.h>
-
 #include <bit>
 
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -21,20 +18,13 @@ void check_carry_buffer(u64 memory_k, u64 carry_k) {
     }
 }
 
-bool floating_point_control_is_right() {
-    constexpr u32 kExceptionFlags = 0x3f, kDefault = 0x1f80;
-    return (_mm_getcsr() & ~kExceptionFlags) == kDefault;
-}
-
 u64 ntt_excess_bound(const NttRecord& record) {
     return u64(1) << (record.c + std::bit_width(record.b - 1u) + 1);
 }
 
 void check_coefficients(const char* function, u64 bound, u64 excess) {
     if (excess < bound) return;
-    if (!floating_point_control_is_right()) {
-        Console::print_line("The FPU Control Word has been corrupted.");
-    }
+    if (!floating_point_control_is_right()) report_floating_point_control();
     throw ConvolutionFailedException(function, "Coefficient is too large.", bound, excess);
 }
 

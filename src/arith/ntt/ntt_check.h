@@ -1,6 +1,7 @@
 // The checks that number-theoretic transforms share.
 #pragma once
 
+#include "arith/multiply/floating_point_control.h"
 #include "arith/ntt/ntt_records.h"
 #include "os/types.h"
 
@@ -13,9 +14,6 @@ void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words);
 // A place of memory_k words has to hold the carries of carry_k words that a task leaves behind: otherwise
 // throws AlgorithmFailedException "CarryBufferB(): memory_k < carry_k".
 void check_carry_buffer(u64 memory_k, u64 carry_k);
-
-// Whether the processor rounds as the program expects: to nearest, denormal numbers kept.
-bool floating_point_control_is_right();
 
 // excess: the largest part above the bits of a product of two points that a coefficient has. A right
 // coefficient is a sum of at most N such products, so its excess is below twice N rounded up to a power of

@@ -218,4 +218,46 @@ TEST(AlgorithmTable, BasicTableChoosesBySize) {
     EXPECT_EQ(multiply_scratch_bytes(80), table.mSBsize(80));
 }
 
+// The four tables of the program: names, thresholds, and which algorithm each row has.
+TEST(AlgorithmTable, FourTablesWithTheirRows) {
+    struct Row {
+        const char* name;
+        u64 bits;
+    };
+    const std::vector<Row> basic{
+        {"BKT", 5120}, {"FFT", 208896}, {"C17", 0x1440000000000}, {"N64", 0x3800000000000000}};
+    const std::vector<Row> swap{{"C17", 0x1440000000000}, {"N64", 0x3800000000000000}};
+    const auto check = [](const AlgorithmTable& table, const char* name, u32 word_bits, TableSlot slot,
+                          const std::vector<Row>& rows) {
+        EXPECT_EQ(table.name(), name);
+        EXPECT_EQ(table.word_bits(), word_bits);
+        ASSERT_EQ(table.items().size(), rows.size()) << name;
+        for (u64 i = 0; i < rows.size(); i++) {
+            const AlgorithmTable::Item& item = table.items()[i];
+            const AlgorithmEntry* entry = find_algorithm(slot, rows[i].name);
+            ASSERT_NE(entry, nullptr) << name << " " << rows[i].name;
+            EXPECT_EQ(item.threshold_words, rows[i].bits / word_bits) << name << " " << rows[i].name;
+            EXPECT_EQ(item.algorithm, entry->algorithm);
+            EXPECT_EQ(item.algorithm32, entry->algorithm32);
+            EXPECT_EQ(item.algorithm != nullptr, word_bits == 64);
+            EXPECT_EQ(item.algorithm32 != nullptr, word_bits == 32);
+        }
+    };
+    CaptureConsole console;
+    check(basic_table32(), "Basic: 32-bit Word", 32, TableSlot::basic32, basic);
+    check(basic_table64(), "Basic: 64-bit Word", 64, TableSlot::basic64, basic);
+    check(swap_table32(), "Swap: 32-bit Word", 32, TableSlot::swap32, swap);
+    check(swap_table64(), "Swap: 64-bit Word", 64, TableSlot::swap64, swap);
+    EXPECT_EQ(console.take(), "");  // nothing is skipped
+    EXPECT_EQ(find_algorithm(TableSlot::swap32, "BKT"), nullptr);
+    EXPECT_EQ(find_algorithm(TableSlot::swap64, "FFT"), nullptr);
+
+    // Sizes of far memory: the product's words and the scratch of the product in memory.
+    const MultiplySizes sizes = swap_table64().mSBsizes(100000);
+    EXPECT_EQ(swap_table64().iPsize(100000), sizes.output + sizes.scratch);
+    EXPECT_GE(sizes.output, 800000u);
+    EXPECT_GT(sizes.scratch, 0u);
+    EXPECT_GE(swap_table32().iPsize(200000), sizes.output);
+}
+
 }  // namespace

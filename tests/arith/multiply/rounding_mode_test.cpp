@@ -1,0 +1,150 @@
+// A processor that does not round to nearest: no algorithm may deliver a wrong product. Those that compute in
+// floating-point numbers say what is wrong and refuse; the others are right all the same.
+#include <gtest/gtest.h>
+
+#include <cfenv>
+#include <random>
+
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
+#include "base/errors/exceptions.h"
+#include "platform/parallel/spawn_framework.h"
+#include "reference/mpz_words.h"
+#include "reference/words.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+using namespace trel;
+using reference::Words;
+
+namespace {
+
+class RoundingMode {
+  public:
+    explicit RoundingMode(int mode) { std::fesetround(mode); }
+    ~RoundingMode() { std::fesetround(FE_TONEAREST); }
+    RoundingMode(const RoundingMode&) = delete;
+    RoundingMode& operator=(const RoundingMode&) = delete;
+};
+
+enum class Outcome { right, wrong, refused };
+
+// The product in a rounding mode; what was printed.
+template <class F>
+Outcome outcome(int mode, const Words& want, std::string& printed, F&& multiply) {
+    CaptureConsole console;
+    Words T(want.size());
+    Outcome result = Outcome::wrong;
+    try {
+        const RoundingMode changed(mode);
+        multiply(T.data());
+        if (T == want) result = Outcome::right;
+    } catch (const ConvolutionFailedException& e) {
+        EXPECT_EQ(e.message, "Coefficient is too large.");
+        EXPECT_GE(e.second, e.first);
+        result = Outcome::refused;
+    }
+    printed = console.take();
+    return result;
+}
+
+const char kReport[] = "The FPU Control Word has been corrupted.\n";
+
+TEST(RoundingModeTest, EveryAlgorithmIsRightOrRefuses) {
+    std::mt19937_64 rng(1);
+    for (const char* name : {"BKT", "FFT", "N32", "N64", "HNT", "VST", "C17"}) {
+        const AlgorithmEntry* entry = find_algorithm(TableSlot::basic64, name);
+        if (entry == nullptr) continue;
+        for (u64 n : {20, 100, 1000, 3000, 8000}) {
+            if (64 * n > entry->max_bits) continue;
+            Words A(n / 2), B(n - n / 2);
+            for (Word& w : A) w = rng();
+            for (Word& w : B) w = rng();
+            const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
+            Scratch scratch(entry->algorithm->mSBsize(n));
+            const MultiplyContext context{serial_context(), scratch.view()};
+            for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+                SCOPED_TRACE(testing::Message() << name << ", " << n << " words, mode " << mode);
+                std::string printed;
+                const Outcome result = outcome(mode, want, printed, [&](Word* T) {
+                    entry->algorithm->mul(context, T, A.data(), A.size(), B.data(), B.size());
+                });
+                EXPECT_NE(result, Outcome::wrong);
+                EXPECT_EQ(printed, result == Outcome::refused ? kReport : "");
+            }
+            std::string printed;
+            EXPECT_EQ(outcome(FE_TONEAREST, want, printed,
+                              [&](Word* T) {
+                                  entry->algorithm->mul(context, T, A.data(), A.size(), B.data(), B.size());
+                              }),
+                      Outcome::right);
+            EXPECT_EQ(printed, "");
+        }
+    }
+}
+
+TEST(RoundingModeTest, TransformsOfTheTableRefuse) {
+    std::mt19937_64 rng(2);
+    for (u64 n : {81, 700, 3264, 3265, 9000}) {
+        Words A(n / 2), B(n - n / 2);
+        for (Word& w : A) w = rng();
+        for (Word& w : B) w = rng();
+        const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
+        Scratch scratch(multiply_scratch_bytes(n));
+        const MultiplyContext context{serial_context(), scratch.view()};
+        for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+            SCOPED_TRACE(testing::Message() << n << " words, mode " << mode);
+            std::string printed;
+            const Outcome result = outcome(mode, want, printed, [&](Word* T) {
+                multiply_full(context, T, A.data(), A.size(), B.data(), B.size());
+            });
+            EXPECT_EQ(result, Outcome::refused);
+            EXPECT_EQ(printed, kReport);
+        }
+    }
+}
+
+// Only a worker thread's mode is wrong: tasks look at their own.
+TEST(RoundingModeTest, TasksOfTheFftLookAtTheirOwnThread) {
+    std::mt19937_64 rng(3);
+    constexpr u64 n = 40000;
+    const MultiplyAlgorithm& fft = *find_algorithm(TableSlot::basic64, "FFT")->algorithm;
+    Words A(n / 2), B(n - n / 2);
+    for (Word& w : A) w = rng();
+    for (Word& w : B) w = rng();
+    const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
+    // The first task runs on a thread of its own, the last one on this thread.
+    class WrongThreads final : public BasicParallelizer {
+      public:
+        void run_in_parallel(BasicAction& a, BasicAction& b) override {
+            inner_.run_in_parallel(a, b);
+        }
+        void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+            class Wrong final : public BasicAction {
+              public:
+                explicit Wrong(BasicAction& action) : action_(action) {}
+                void run(u64 index) override {
+                    if (index != 0) return action_.run(index);
+                    const RoundingMode changed(FE_DOWNWARD);
+                    action_.run(index);
+                }
+
+              private:
+                BasicAction& action_;
+            } wrong(action);
+            inner_.run_in_parallel(wrong, begin, end);
+        }
+
+      private:
+        SpawnFramework inner_{64};
+    } framework;
+    Scratch scratch(fft.mSBsize(n));
+    const MultiplyContext context{{&framework, 2}, scratch.view()};
+    std::string printed;
+    EXPECT_EQ(outcome(FE_TONEAREST, want, printed,
+                      [&](Word* T) { fft.mul(context, T, A.data(), A.size(), B.data(), B.size()); }),
+              Outcome::refused);
+    EXPECT_EQ(printed, kReport);
+}
+
+}  // namespace
