@@ -148,6 +148,13 @@ TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
     one.add_string("t");
     EXPECT_EQ(one.to_acfg(), "[\r\n    \"s\"\r\n    \"t\"\r\n]\r\n");
     EXPECT_EQ(one.to_json(), "[\r\n    \"s\",\r\n    \"t\"\r\n]\r\n");
+    Array lonely;  // one element that is no string
+    lonely.add_object().add_integer("i", 2);
+    EXPECT_EQ(lonely.to_acfg(), "[\r\n    {\r\n        i : 2\r\n    }\r\n]\r\n");
+    lonely.elements.clear();
+    lonely.add_array();
+    EXPECT_EQ(lonely.to_acfg(), "[\r\n    []\r\n]\r\n");
+    EXPECT_EQ(lonely.to_json(), "[\r\n    []\r\n]\r\n");
     Array nested;
     nested.add_array();
     nested.add_array().add_integer(1);

@@ -272,6 +272,26 @@ TEST(ConfigText, RandomTreesSurviveBothForms) {
     }
 }
 
+// Lists of a million numbers, and objects of a hundred thousand members: sizes at which anything quadratic
+// would be felt.
+TEST(ConfigText, LongListsAreReadAndWritten) {
+    std::string list = "[0";
+    for (int i = 1; i < 1000000; i++) list += " " + std::to_string(i % 7919);
+    list += "]";
+    const auto array = parse_acfg(list);
+    EXPECT_EQ(array->as<Array>().size(), 1000000u);
+    EXPECT_EQ(array->to_acfg(), list);
+    std::string members = "{\r\n";
+    for (int i = 0; i < 100000; i++)
+        members += "    key" + std::to_string(i) + " : " + std::to_string(-i) + "\r\n";
+    members += "}\r\n";
+    const auto object = parse_acfg(members);
+    EXPECT_EQ(object->to_acfg(), members);
+    EXPECT_EQ(object->as<Object>().get_integer("key99999"), -99999);
+    EXPECT_EQ(acfg(members.substr(0, members.size() - 3) + "key5 : 0 }"),
+              error(100001, "Duplicate key in object."));
+}
+
 // Every prefix of a text ends in a tree or in an error, and never is an unfinished text taken for a whole
 // one.
 TEST(ConfigText, EveryPrefixIsRefused) {

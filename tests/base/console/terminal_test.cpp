@@ -53,8 +53,8 @@ Outcome on_terminal(const char* test, const std::string& input, const char* no_c
 
 }  // namespace
 
-// The children: each runs only inside the terminal that a test further down opens for it, which also checks what it
-// printed. "DISABLED_" keeps them out of a plain run, where there is no terminal to look at.
+// The children: each runs only inside the terminal that a test further down opens for it, which also checks
+// what it printed. "DISABLED_" keeps them out of a plain run, where there is no terminal to look at.
 
 TEST(TerminalChild, DISABLED_Colors) {
     Console::print("<<");
@@ -80,6 +80,70 @@ TEST(TerminalChild, DISABLED_FatalExit) {
     Console::error_line("broken");
     Console::print(">>");
     Console::fatal_exit(7);
+}
+
+// Lines, and then a key, from the same input.
+TEST(TerminalChild, DISABLED_Lines) {
+    Console::print("<<");
+    std::string line;
+    for (int i = 0; i < 3; i++) Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+    Console::print(os::wait_for_key() ? "[key]" : "[no key]");
+    Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+    Console::print(">>");
+    Console::flush();
+}
+
+TEST(Terminal, LinesAreReadWithoutTheirEnds) {
+    // The terminal echoes what is typed, wherever the output stands by then.
+    const Outcome out = on_terminal("Lines", "first\n\nthird line\nklast\n");
+    for (const char* text : {"[first]", "[]", "[third line]", "[key]", "[last]"}) {
+        EXPECT_NE(out.output.find(text), std::string::npos) << text << "\n" << out.output;
+    }
+    // Ctrl-D on an empty line is the end of the input.
+    const Outcome ended = on_terminal("Lines", "first\n\x04\x04k\n");
+    EXPECT_NE(ended.output.find("[first]"), std::string::npos) << ended.output;
+    EXPECT_NE(ended.output.find("[end]"), std::string::npos) << ended.output;
+}
+
+// From a file, nothing is read ahead: what follows a line is there for the next reader.
+TEST(Lines, FromAPipe) {
+    const auto piped = [](const std::string& input) {
+        int to_child[2], from_child[2];
+        EXPECT_EQ(pipe(to_child), 0);
+        EXPECT_EQ(pipe(from_child), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(30);
+            dup2(to_child[0], STDIN_FILENO);
+            dup2(from_child[1], STDOUT_FILENO);
+            for (const int end : {to_child[0], to_child[1], from_child[0], from_child[1]}) close(end);
+            execl("/proc/self/exe", "test", "--gtest_filter=TerminalChild.DISABLED_Lines",
+                  "--gtest_also_run_disabled_tests", nullptr);
+            _exit(99);
+        }
+        close(to_child[0]);
+        close(from_child[1]);
+        EXPECT_EQ(write(to_child[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
+        close(to_child[1]);
+        std::string output;
+        char buffer[4096];
+        for (ssize_t got; (got = read(from_child[0], buffer, sizeof buffer)) > 0;) {
+            output.append(buffer, static_cast<size_t>(got));
+        }
+        close(from_child[0]);
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        const size_t from = output.find("<<"), to = output.find(">>");
+        return from == std::string::npos || to == std::string::npos ? "no marks: " + output
+                                                                    : output.substr(from + 2, to - from - 2);
+    };
+    EXPECT_EQ(piped("one\ntwo\r\n\nklast"), "[one][two][][key][last]");
+    EXPECT_EQ(piped("one\r\r\n\r\n"), "[one\r][][end][no key][end]");
+    EXPECT_EQ(piped(""), "[end][end][end][no key][end]");
+    EXPECT_EQ(piped("without an end"), "[without an end][end][end][no key][end]");
+    const std::string longest(65536, 'x');
+    EXPECT_EQ(piped(longest + "yyy\nnext\nz\nk"), "[" + longest + "][next][z][key][end]");
 }
 
 TEST(Terminal, ColorsAreEscapes) {
