@@ -191,6 +191,8 @@ TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
          "Parallel Framework: Expected Integer, got Array."},
         {settings("\"spawn\"", "\"openmp\""), "InvalidParametersException",
          "Invalid Parallel Framework: openmp"},
+        {settings("LargePages : \"disabled\"", "LargePages : {}"), "ParseException",
+         "Expected String, got Object."},
         {settings("\"mmap\"", "\"calloc\""), "InvalidParametersException",
          "Invalid Memory Allocator: calloc"},
         {settings("LargePages : \"disabled\"", "LargePages : \"maybe\""), "InvalidParametersException",

@@ -4,7 +4,7 @@
 
 #include "base/errors/exceptions.h"
 #include "platform/fileio/output_folder.h"
-#include "platform/memory/mmap_allocator.h"
+#include "platform/memory/allocator.h"
 
 namespace kalvor {
 
@@ -17,21 +17,18 @@ namespace {
 
 void load_constant(CustomSettings& settings, const Object& object) {
     constexpr const char* kContext = "Custom Compute";
-    object.check_keys({"Constant", "Algorithm"});
     settings.constant = make_constant(object.get_string("Constant", kContext));
     settings.constant->select_algorithm(object.get_string("Algorithm", kContext));
 }
 
 void load_size(CustomSettings& settings, const Object& object) {
     constexpr const char* kContext = "Computation Size";
-    object.check_keys({"DecimalDigits", "EnableHexDigits"});
     settings.set_decimal_digits(object.get_integer("DecimalDigits", kContext));
     settings.enable_hex = object.get_bool("EnableHexDigits", kContext);
 }
 
 void load_output(CustomSettings& settings, const Object& object) {
     constexpr const char* kContext = "Output Format";
-    object.check_keys({"Path", "OutputEnable", "DigitsPerFile"});
     settings.path = object.get_string("Path", kContext);
     settings.output_enable = object.get_bool("OutputEnable", kContext);
     settings.digits_per_file = object.get_integer("DigitsPerFile", kContext);
@@ -60,33 +57,17 @@ void load_parallelism(trel::ParallelismSettings& settings, const Object& object)
     settings.framework =
         trel::make_default_framework_config(object.get_string("Framework", kContext))->name();
     if (settings.framework == "spawn") {
-        object.check_keys({"TaskDecomposition", "Framework", "MaxSequentialDispatch"});
         settings.max_sequential_dispatch =
             static_cast<u64>(object.get_integer("MaxSequentialDispatch", kContext));
-    } else {
-        object.check_keys({"TaskDecomposition", "Framework"});
     }
     settings.make_config();  // checks the framework's own settings
-}
-
-std::unique_ptr<trel::AllocatorConfig> load_allocator(const Object& object) {
-    constexpr const char* kContext = "Memory Allocator";
-    auto config = trel::make_default_allocator_config(object.get_string("Allocator", kContext));
-    if (auto* mmap = dynamic_cast<trel::MmapConfig*>(config.get())) {
-        object.check_keys({"Allocator", "LargePages", "LockedPages"});
-        mmap->large_pages.set(object.get_string("LargePages", kContext));
-        mmap->locked_pages.set(object.get_string("LockedPages", kContext));
-    } else {
-        object.check_keys({"Allocator"});
-    }
-    return config;
 }
 
 }  // namespace
 
 CustomSettings load_custom_settings(const Object& object) {
-    object.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism",
-                       "Allocator", "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
+    object.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator",
+                       "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
     CustomSettings settings;
     load_constant(settings, object.get_object("Constant", "Custom Compute"));
     load_size(settings, object.get_object("ComputeSize", "Computation Size"));
@@ -94,7 +75,7 @@ CustomSettings load_custom_settings(const Object& object) {
     settings.output_verify = object.get_bool("OutputVerify", "Custom Compute");
     check_mode(object.get_string("Mode"));
     load_parallelism(settings.parallelism, object.get_object("Parallelism", "Parallel Framework"));
-    settings.allocator = load_allocator(object.get_object("Allocator", "Memory Allocator"));
+    settings.allocator = trel::make_allocator_config(object.get("Allocator"));
     return settings;
 }
 

@@ -43,6 +43,20 @@ std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view 
     return find_allocator_type(name).make_default_config();
 }
 
+std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node) {
+    const auto& object = node.as<Config::Object>("Memory Allocator");
+    return find_allocator_type(object.get_string("Allocator")).make_config(object);
+}
+
+Config::Object allocator_to_config(const AllocatorConfig& config) {
+    Config::Object object;
+    object.add_string("Allocator", config.name());
+    const Config::Object own = config.to_config();
+    for (const auto& entry : own.entries())
+        object.add_node(entry->key, entry->value->clone(), entry->comment);
+    return object;
+}
+
 std::vector<std::string> allocator_names() {
     std::vector<std::string> names;
     for (const char* name : kMenuOrder) {

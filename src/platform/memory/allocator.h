@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/config/node.h"
 #include "os/types.h"
 #include "platform/memory/memory_stats.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -47,6 +48,8 @@ class AllocatorConfig {
     // is raised to whole pages. On failure the result's pointer is null.
     virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const = 0;
+    // The kind's own settings, without its name.
+    virtual Config::Object to_config() const = 0;
     virtual std::unique_ptr<AllocatorConfig> clone() const = 0;
 };
 
@@ -55,6 +58,8 @@ class AllocatorType {
   public:
     virtual ~AllocatorType();
     virtual std::string display_name() const = 0;
+    // Reads the kind's own settings; all are required.
+    virtual std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const = 0;
     virtual std::unique_ptr<AllocatorConfig> make_default_config() const = 0;
 };
 
@@ -71,6 +76,11 @@ inline constexpr const char* kDefaultAllocator = "mmap";
 // Throws InvalidParametersException "Invalid Memory Allocator: " + name.
 const AllocatorType& find_allocator_type(std::string_view name);
 std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name);
+
+// From {"Allocator" : name, the kind's own keys} and back. Throws as above, and what is missing or of the
+// wrong type: an object is expected as "Memory Allocator".
+std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node);
+Config::Object allocator_to_config(const AllocatorConfig& config);
 
 // The registered names in menu order.
 std::vector<std::string> allocator_names();

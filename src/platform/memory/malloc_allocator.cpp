@@ -43,12 +43,16 @@ class MallocConfig final : public AllocatorConfig {
                                               u64& bytes) const override {
         return std::make_unique<MallocAllocation>(context, alignment_log2, bytes);
     }
+    Config::Object to_config() const override { return {}; }
     std::unique_ptr<AllocatorConfig> clone() const override { return std::make_unique<MallocConfig>(*this); }
 };
 
 class MallocType final : public AllocatorType {
   public:
     std::string display_name() const override { return "C malloc()"; }
+    std::unique_ptr<AllocatorConfig> make_config(const Config::Object&) const override {
+        return make_default_config();
+    }
     std::unique_ptr<AllocatorConfig> make_default_config() const override {
         return std::make_unique<MallocConfig>();
     }

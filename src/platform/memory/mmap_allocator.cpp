@@ -123,6 +123,13 @@ std::unique_ptr<LargeAllocation> MmapConfig::allocate(const ParallelContext& con
     return region;
 }
 
+Config::Object MmapConfig::to_config() const {
+    Config::Object object;
+    object.add_string(large_pages.name, large_pages.word());
+    object.add_string(locked_pages.name, locked_pages.word());
+    return object;
+}
+
 std::unique_ptr<AllocatorConfig> MmapConfig::clone() const {
     return std::make_unique<MmapConfig>(*this);
 }
@@ -132,6 +139,13 @@ namespace {
 class MmapType final : public AllocatorType {
   public:
     std::string display_name() const override { return "WinAPI VirtualAlloc()"; }
+    std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const override {
+        auto config = std::make_unique<MmapConfig>();
+        for (OptionalFlag* flag : {&config->large_pages, &config->locked_pages}) {
+            flag->set(object.get_string(flag->name));
+        }
+        return config;
+    }
     std::unique_ptr<AllocatorConfig> make_default_config() const override {
         return std::make_unique<MmapConfig>();
     }

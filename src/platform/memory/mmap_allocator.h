@@ -13,6 +13,7 @@ class MmapConfig final : public AllocatorConfig {
     bool acquire_permissions() const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
+    Config::Object to_config() const override;
     std::unique_ptr<AllocatorConfig> clone() const override;
 
     OptionalFlag large_pages{"LargePages"};

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "base/config/parser.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
@@ -90,12 +91,50 @@ TEST(AllocatorRegistry, NamesAndTexts) {
     EXPECT_EQ(find_allocator_type("mmap").display_name(), "WinAPI VirtualAlloc()");
     EXPECT_EQ(make_default_allocator_config("malloc")->name(), "malloc");
     EXPECT_EQ(make_default_allocator_config(kDefaultAllocator)->name(), "mmap");
-    EXPECT_EQ(message_of([] { (void)make_default_allocator_config("calloc"); }), "|Invalid Memory Allocator: calloc");
+    EXPECT_EQ(message_of([] { (void)make_default_allocator_config("calloc"); }),
+              "|Invalid Memory Allocator: calloc");
     const auto config = make_default_allocator_config("mmap");
     const auto& mmap = dynamic_cast<const MmapConfig&>(*config);
     EXPECT_EQ(mmap.large_pages.word(), "attempt");
     EXPECT_EQ(mmap.locked_pages.word(), "attempt");
     EXPECT_TRUE(make_default_allocator_config("malloc")->acquire_permissions());
+}
+
+TEST(AllocatorRegistry, SettingsAsAnObject) {
+    const auto text = [](const AllocatorConfig& config) { return allocator_to_config(config).to_acfg(); };
+    const auto parse = [](const std::string& acfg) {
+        return make_allocator_config(*Config::parse_acfg(acfg));
+    };
+    const std::string defaults =
+        "{\r\n    Allocator : \"mmap\"\r\n    LargePages : \"attempt\"\r\n    LockedPages : "
+        "\"attempt\"\r\n}\r\n";
+    EXPECT_EQ(text(*make_default_allocator_config("mmap")), defaults);
+    EXPECT_EQ(text(*make_default_allocator_config("malloc")), "{\r\n    Allocator : \"malloc\"\r\n}\r\n");
+    for (const char* large : {"disabled", "attempt", "forced"}) {
+        for (const char* locked : {"disabled", "attempt", "forced"}) {
+            const std::string acfg = std::string("{\r\n    Allocator : \"mmap\"\r\n    LargePages : \"") +
+                                     large + "\"\r\n    LockedPages : \"" + locked + "\"\r\n}\r\n";
+            EXPECT_EQ(text(*parse(acfg)), acfg);
+            EXPECT_EQ(text(*parse(acfg)->clone()), acfg);
+        }
+    }
+    const auto refusal = [&](const std::string& acfg) {
+        try {
+            parse(acfg);
+        } catch (const StringException& e) {
+            return std::string(e.get_typename()) + " | " + e.function + " | " + e.message;
+        }
+        return std::string("none");
+    };
+    EXPECT_EQ(refusal("{Allocator : \"calloc\"}"),
+              "InvalidParametersException |  | Invalid Memory Allocator: calloc");
+    EXPECT_EQ(refusal("{}"), "KeyNotFoundException |  | Allocator");
+    EXPECT_EQ(refusal("[]"), "ParseException |  | Memory Allocator: Expected Object, got Array.");
+    EXPECT_EQ(refusal("{Allocator : 1 }"), "ParseException |  | Expected String, got Integer.");
+    EXPECT_EQ(refusal("{Allocator : \"mmap\" LargePages : \"attempt\"}"),
+              "KeyNotFoundException |  | LockedPages");
+    EXPECT_EQ(refusal("{Allocator : \"mmap\" LargePages : \"maybe\" LockedPages : \"attempt\"}"),
+              "InvalidParametersException | LargePages | Invalid Mode: maybe");
 }
 
 TEST(AllocatorRegistryDeathTest, DuplicateNameEndsTheProcess) {
@@ -115,12 +154,14 @@ TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
             for (const u64 alignment : {6, 12, 16, 22}) {
                 for (const u64 bytes : {u64(1), u64(4096), u64(100000), u64(2) << 20, (u64(5) << 20) + 64}) {
                     u64 size = bytes;
-                    const auto region = config->allocate(ParallelContext{framework.get(), tds}, alignment, size);
+                    const auto region =
+                        config->allocate(ParallelContext{framework.get(), tds}, alignment, size);
                     ASSERT_NE(region->pointer(), nullptr) << name << " " << bytes;
                     ASSERT_EQ(region->size(), size);
                     ASSERT_GE(size, bytes);
                     ASSERT_LT(size, bytes + (u64(2) << 20));
-                    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(region->pointer()) % (u64(1) << alignment), 0U);
+                    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(region->pointer()) % (u64(1) << alignment),
+                              0U);
                     ASSERT_EQ(region->stats()->total_bytes, size);
                     if (size < 8) continue;
                     EXPECT_EQ(word_at(region->pointer(), 0), 0xC857661BU);
@@ -190,7 +231,8 @@ os::OsError fake_raise() {
     return {1, os::ErrorCategory::access_denied};
 }
 
-u64 lock_with(u64 bytes, u64 lockable, bool may_raise = true, os::ErrorCategory refusal = os::ErrorCategory::quota) {
+u64 lock_with(u64 bytes, u64 lockable, bool may_raise = true,
+              os::ErrorCategory refusal = os::ErrorCategory::quota) {
     g_lockable = lockable;
     g_locked = 0;
     g_smallest_call = ~u64(0);
@@ -218,7 +260,8 @@ TEST(AllocateHeap, SummaryAndBuffer) {
     EXPECT_EQ(nothing.region, nullptr);
     EXPECT_EQ(nothing.summary, Console::format_bytes(0));
     EXPECT_EQ(nothing.buffer().size(), 0U);
-    const auto malloced = allocate_heap(*make_default_allocator_config("malloc"), serial_context(), 12, 1 << 20);
+    const auto malloced =
+        allocate_heap(*make_default_allocator_config("malloc"), serial_context(), 12, 1 << 20);
     EXPECT_EQ(malloced.summary, "spread: ?");
     EXPECT_EQ(malloced.buffer().size(), u64(1) << 20);
     const auto mapped = allocate_heap(MmapConfig(), serial_context(), 12, 1000);
