@@ -9,8 +9,9 @@
 
 namespace trel::FileIO {
 
-// Larger files are refused unread: somebody named the wrong one.
-inline constexpr u64 kMaxTextFileBytes = u64(64) << 20;
+// Larger files are refused unread: somebody named the wrong one. A tree takes up to 30 times the memory of
+// its text.
+inline constexpr u64 kMaxTextFileBytes = u64(16) << 20;
 
 // The whole file as UTF-8 text without a byte-order mark. Throws FileException.
 std::string load_text_file(const std::string& path);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <random>
 
 #include "config_support.h"
@@ -158,6 +160,18 @@ TEST(Acfg, Identifiers) {
     Object o;
     o.add_integer("a b", 1);
     EXPECT_EQ(acfg(o.to_acfg()), error(1, "Expected colon after identifier."));
+}
+
+// The example that docs/formats.md gives.
+TEST(Acfg, TheExampleOfTheDocumentation) {
+    std::ifstream in(std::string(KALVOR_SOURCE_FOLDER) + "/docs/formats.md");
+    const std::string page((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const size_t chapter = page.find("## Settings text (acfg)");
+    const size_t begin = page.find("```\n", chapter), end = page.find("```", begin + 4);
+    ASSERT_NE(end, std::string::npos);
+    EXPECT_EQ(acfg(page.substr(begin + 4, end - begin - 4)),
+              "{\r\n    Action : \"CustomCompute\"\r\n    CustomCompute : {\r\n        Path : \"C:/temp\"\r\n"
+              "        EnableHexDigits : \"false\"\r\n        Cores : [0 1 2 3]\r\n    }\r\n}\r\n");
 }
 
 // ---- JSON

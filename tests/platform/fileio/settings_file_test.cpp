@@ -154,7 +154,7 @@ TEST(SettingsFile, FilesThatCannotBeRead) {
         load_config_file(folder.file("large"));
         ADD_FAILURE();
     } catch (const FileException& e) {
-        EXPECT_EQ(e.message, "The file is too large: a text is at most 67,108,864 bytes long.");
+        EXPECT_EQ(e.message, "The file is too large: a text is at most 16,777,216 bytes long.");
     }
 }
 
