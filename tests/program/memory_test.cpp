@@ -74,8 +74,8 @@ TEST(MemoryTest, AMillionDigits) {
         for (const char* allocator : {"mmap", "malloc"}) expect_as_announced(compute("1m", tasks, allocator));
 }
 
-// Beyond what is announced a run takes only the program's fixed part, which the smallest run shows. A digit file
-// would add its writer's buffer of 4 MiB, which small files do not fill.
+// Beyond what is announced a run takes only the program's fixed part, which the smallest run shows. A digit
+// file would add its writer's buffer of 4 MiB, which small files do not fill.
 TEST(SlowMemoryTest, TenMillionDigits) {
     if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
     for (const char* tasks : {"1", "2", "7"}) {

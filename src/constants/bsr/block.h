@@ -17,8 +17,8 @@
 //
 // Exact results carry residues; a family never reads the words of `left` or `right` after it wrote `out`.
 //
-// Memory is one stack, MultiplyContext::scratch: a range's results go to buffers of its parent, the results of
-// its left half are carved from the stack, then those of its right half, then what the merge needs. A plan
+// Memory is one stack, MultiplyContext::scratch: a range's results go to buffers of its parent, the results
+// of its left half are carved from the stack, then those of its right half, then what the merge needs. A plan
 // walks the same splits as the run and finds the deepest point.
 //
 // A merge may keep the transform of a factor that it uses twice, or do its products one by one: that takes a
@@ -311,8 +311,8 @@ class BSR_BlockB {
             context.parallel,
             [&] { run_T(context.with_scratch(lower_half(memory)).with_tds(tds / 2), a, m, left); },
             [&] { run_T(context.with_scratch(upper_half(memory)).with_tds(tds - tds / 2), m, b, right); });
-        F::merge(context.with_scratch(memory).with_tds(std::min(tds, tds_)), odd(a, m) && series_->alternating(),
-                 left, right, out, edge(b));
+        F::merge(context.with_scratch(memory).with_tds(std::min(tds, tds_)),
+                 odd(a, m) && series_->alternating(), left, right, out, edge(b));
     }
 
     void run_B(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
@@ -367,7 +367,8 @@ class BSR_BlockB {
         const u64 left_words = total_words(left), right_words = total_words(right);
         const u64 above_left = room_above(room, left_words);
         const u64 above_both = room_above(above_left, right_words);
-        const BlockNeeds merge = F::merge_float_needs(left, right, float_capacities(a, b), precision_at(a), above_both);
+        const BlockNeeds merge =
+            F::merge_float_needs(left, right, float_capacities(a, b), precision_at(a), above_both);
         if (serial) {
             BlockNeeds needs = float_needs(m, b, tds, next, above_both);
             needs.take_maximum(merge);

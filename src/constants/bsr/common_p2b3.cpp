@@ -65,8 +65,8 @@ void extend_down(BigFloat& A, i64 floor) {
 struct KeptTransform {
     // Only where the context has room for it above `words` words more.
     static bool fits(const MultiplyContext& context, u64 product, u64 words) {
-        return product > basecase_words() && kept_product_needs(product, kAnyRoom).above(words).bytes <=
-                                                 context.scratch.size();
+        return product > basecase_words() &&
+               kept_product_needs(product, kAnyRoom).above(words).bytes <= context.scratch.size();
     }
     KeptTransform(const MultiplyContext& outer, u64 words) : context(outer) {
         trel::make_transform(holder, words, outer);
@@ -113,8 +113,8 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
 }
 
 // The product that T's words and P's place leave over: P += R1 P2 or P -= R1 P2, to `precision` words.
-void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, const BigFloat& P2, u64 precision,
-             bool subtract, BigFloat& T) {
+void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, const BigFloat& P2,
+             u64 precision, bool subtract, BigFloat& T) {
     const i64 reach = R1.mag() + P2.mag() - P.exp;
     if (R1.L == 0 || P2.L == 0 || reach <= 0) return;
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
@@ -170,7 +170,8 @@ void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, Ali
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
     const u64 scratch_words = 4 * series.growth_words() * (b - a);
-    Word* scratch = memory.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
+    Word* scratch =
+        memory.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
     if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
     series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
@@ -226,7 +227,8 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
     const bool kept = KeptTransform::fits(context, n, T_words);
     BigFloat T(Q.buffer, Q.buffer_size);
-    if (kept || Q.buffer_size < T_words) T = BigFloat(inner.scratch.spawn_words(T_words).word_pointer(), T_words);
+    if (kept || Q.buffer_size < T_words)
+        T = BigFloat(inner.scratch.spawn_words(T_words).word_pointer(), T_words);
     if (kept) {
         KeptTransform transform(inner, n);
         BigFloatTransformR held(*transform.holder, transform.data);

@@ -64,8 +64,8 @@ struct Family {
     static u64 merge_products(const Words& left, const Words& right);
     // Of merge_float, from the capacities of the halves and of the result, the halves' precision and the room
     // for kept transforms.
-    static BlockNeeds merge_float_needs(const Words& left, const Words& right, const Words& out, u64 precision,
-                                        u64 room);
+    static BlockNeeds merge_float_needs(const Words& left, const Words& right, const Words& out,
+                                        u64 precision, u64 room);
     static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                       Exact& out, bool edge);

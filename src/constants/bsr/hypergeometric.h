@@ -31,8 +31,8 @@ class HypergeometricPlan {
     u64 max_product_words() const { return product_words_; }
     const PSR_SeriesB<Family>& series() const { return sum_; }
 
-    // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes(). The sum's P
-    // waits in x's buffer until the division needs it.
+    // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes(). The
+    // sum's P waits in x's buffer until the division needs it.
     void run(const MultiplyContext& context, Status& status, BigFloat& x) const;
 
   private:

@@ -16,8 +16,8 @@ namespace kalvor::BinarySplitting {
 //
 //   [accumulators of even blocks][of odd blocks][results of one block][the stack of a block or of a fold]
 //
-// Block 0 is the head of the sum, so its accumulator, the result, stands at the front; but the first number of
-// the even blocks' accumulators is in words that the caller lends.
+// Block 0 is the head of the sum, so its accumulator, the result, stands at the front; but the first number
+// of the even blocks' accumulators is in words that the caller lends.
 template <class F>
 class PSR_SeriesB {
   public:
@@ -77,8 +77,8 @@ class PSR_SeriesB {
                " terms  (Expansion Factor = " + trel::Console::format_fixed(expansion_factor(), 3) + ")";
     }
 
-    // Sums the series; the first number stands in `lent`, of lent_words(), the others (without the link) at the
-    // front of context.scratch, which holds working_bytes().
+    // Sums the series; the first number stands in `lent`, of lent_words(), the others (without the link) at
+    // the front of context.scratch, which holds working_bytes().
     FloatRange<F> run(const MultiplyContext& context, Status& status, Word* lent) const {
         AlignedBufferC memory = context.scratch;
         AlignedBufferC areas[2] = {memory.spawn_words(area_words_[0]), memory.spawn_words(area_words_[1])};
@@ -115,8 +115,8 @@ class PSR_SeriesB {
     }
 
     // Sums block i and folds it: the accumulator becomes the sum from the block's start on.
-    void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area, Word* lent,
-                   FloatRange<F>& accumulator) const {
+    void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area,
+                   Word* lent, FloatRange<F>& accumulator) const {
         const BSR_BlockB<F>& plan = plans_[i];
         const PsrBlock& block = plan.block();
         MultiplyContext inner = context;

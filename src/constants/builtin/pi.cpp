@@ -52,9 +52,10 @@ int checked_power(int power) {
     return power;
 }
 
-// The last product, x y to p + 2 words. Its whole transform is the longest of the computation. Where that would
-// take more memory than the rest, it is done in two steps with three quarters of the length: x times the upper
-// half of y, then the upper half of x times the lower half of y; what is left out lies below the guard words.
+// The last product, x y to p + 2 words. Its whole transform is the longest of the computation. Where that
+// would take more memory than the rest, it is done in two steps with three quarters of the length: x times
+// the upper half of y, then the upper half of x times the lower half of y; what is left out lies below the
+// guard words.
 struct LastProduct {
     LastProduct(u64 p, u64 room) : p(p), low(0), low_product_words(0), max_product(2 * (p + 2) + 8) {
         scratch_bytes = round_up_64(trel::multiply_scratch_bytes(max_product));
@@ -123,7 +124,8 @@ struct PiPlan::Parts {
           result_words(round_up_8(std::max(value.result_words(), precision + 3))),
           operand_bytes((y_words + result_words) * sizeof(Word)),
           product(precision, std::max(value.working_bytes(), root_bytes) - operand_bytes),
-          working_bytes(std::max({value.working_bytes(), root_bytes, operand_bytes + product.working_bytes()})),
+          working_bytes(
+              std::max({value.working_bytes(), root_bytes, operand_bytes + product.working_bytes()})),
           max_product_words(std::max(value.max_product_words(), product.max_product)) {}
 
     u64 precision;

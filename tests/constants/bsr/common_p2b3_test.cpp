@@ -214,10 +214,9 @@ TEST_P(RangeTest, SmallBuffersAreRefused) {
     BlockRun run(series, 0, 50, true, 1);
     run.exacts[kQ].buffer_size -= 8;
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        (print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts)),
-        testing::ExitedWithCode(1),
-        "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
+    EXPECT_EXIT((print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts)),
+                testing::ExitedWithCode(1),
+                "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Series, RangeTest, testing::Bool());
