@@ -49,6 +49,7 @@ Operands& operands() {
 
 void product(benchmark::State& state, u64 tds, bool square) {
     Operands& o = operands();
+    region(0);
     SpawnFramework spawn(64);
     const ParallelContext P{&spawn, tds};
     const u64 n = static_cast<u64>(state.range(0));
@@ -138,5 +139,12 @@ BENCHMARK(BM_C17Square)->Apply(powers);
 BENCHMARK(BM_C17ProductTwoTasks)->Apply(powers);
 BENCHMARK(BM_GmpProduct)->Apply(powers);
 BENCHMARK(BM_C17Steps)->Apply(steps);
+BENCHMARK(BM_C17Product)
+    ->Arg(12288)
+    ->Arg(98304)
+    ->Arg(393216)
+    ->Arg(786432)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 
 }  // namespace

@@ -90,11 +90,12 @@ enum class C17Middle : u32 {
 struct C17PassKernels {
     u32 max_log_radix;
 
-    // Radix b, forward and back, on columns [0, columns) of b rows. In place when in == out.
+    // Radix b, forward and back, on columns [0, columns) of b rows. In place when in == out. ahead: where the
+    // next call will write (split) or read (join), or null.
     void (*split)(u32 b, const C17Prime& prime, const double* in, u64 in_stride, double* out, u64 out_stride,
-                  u64 columns, bool stream);
+                  u64 columns, bool stream, const double* ahead);
     void (*join)(u32 b, const C17Prime& prime, const double* in, u64 in_stride, double* out, u64 out_stride,
-                 u64 columns);
+                 u64 columns, const double* ahead);
     // The first log_top levels below root s, forward and back, on columns of 2^log_top rows.
     void (*top_forward)(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
                         double* out, u64 out_stride, u64 columns);

@@ -227,12 +227,19 @@ C17_INLINE void write(double* out, F64x8 x, bool past) {
     }
 }
 
+// Lines of memory that the next call will work on, on their way to the second cache meanwhile.
+C17_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
+    for (u32 i = 0; i < rows; i++)
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + i * stride), _MM_HINT_T1);
+}
+
 template <bool INVERSE>
 C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past) {
+                       bool past, const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 z = broadcast(prime.split[0]);
     for (u64 j = 0; j < columns; j += 8) {
+        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 3);
         const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
         // zeta^2 = -1 - zeta
         const F64x8 u = mul_mod(sub(x1, x2), z, m);
@@ -247,12 +254,13 @@ C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* 
 // sine-like parts three.
 template <bool INVERSE>
 C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past) {
+                       bool past, const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
     const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]),
                 f3 = broadcast(prime.split[4]);
     for (u64 j = 0; j < columns; j += 8) {
+        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 5);
         const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
         const F64x8 x3 = load(in + j + 3 * is), x4 = load(in + j + 4 * is);
         const F64x8 a1 = add(x1, x4), a2 = add(x2, x3), d1 = sub(x1, x4), d2 = sub(x2, x3);
@@ -274,7 +282,7 @@ C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* 
 // Straight from the definition; no list in use has long products with b = 7.
 template <bool INVERSE>
 C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past) {
+                       bool past, const double* ahead) {
     const Modulus m = modulus(prime);
     F64x8 c[3], s[3];
     C17_UNROLL for (int i = 0; i < 3; i++) {
@@ -282,6 +290,7 @@ C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* 
         s[i] = broadcast(prime.split[3 + i]);
     }
     for (u64 j = 0; j < columns; j += 8) {
+        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 7);
         const F64x8 x0 = load(in + j);
         F64x8 a[3], d[3];
         C17_UNROLL for (int i = 0; i < 3; i++) {
@@ -306,15 +315,16 @@ C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* 
 }
 
 void split(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-           bool past) {
-    if (b == 3) return split3<false>(prime, in, is, out, os, columns, past);
-    if (b == 5) return split5<false>(prime, in, is, out, os, columns, past);
-    split7<false>(prime, in, is, out, os, columns, past);
+           bool past, const double* ahead) {
+    if (b == 3) return split3<false>(prime, in, is, out, os, columns, past, ahead);
+    if (b == 5) return split5<false>(prime, in, is, out, os, columns, past, ahead);
+    split7<false>(prime, in, is, out, os, columns, past, ahead);
 }
-void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns) {
-    if (b == 3) return split3<true>(prime, in, is, out, os, columns, false);
-    if (b == 5) return split5<true>(prime, in, is, out, os, columns, false);
-    split7<true>(prime, in, is, out, os, columns, false);
+void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+          const double* ahead) {
+    if (b == 3) return split3<true>(prime, in, is, out, os, columns, false, ahead);
+    if (b == 5) return split5<true>(prime, in, is, out, os, columns, false, ahead);
+    split7<true>(prime, in, is, out, os, columns, false, ahead);
 }
 
 // ---- 64 points in registers: three levels across vectors, transpose, three levels across vectors

@@ -8,9 +8,10 @@
 namespace trel {
 namespace {
 
-constexpr u32 kLogTail = 6;           // levels done in registers at the end of the tree
-constexpr u32 kMinLogUnit = 9;        // 4 KB: what is read together must not be this far apart
-constexpr u64 kSweepBytes = 3 << 17;  // of a sweep's buffer, well inside the second cache
+constexpr u32 kLogTail = 6;     // levels done in registers at the end of the tree
+constexpr u32 kMinLogUnit = 9;  // 4 KB: what is read together must not be this far apart
+constexpr u32 kMaxLogColumns = 9;
+constexpr u64 kSweepBytes = 1 << 19;  // of a sweep's buffer, inside the second cache
 
 bool in_range(u32 hint, u32 low, u32 high) {
     return hint == 0 || (low <= hint && hint <= high);
@@ -28,9 +29,9 @@ void check(const NttRecord& r) {
 
 // Levels of the tree that are taken in the sweeps over columns, so that the rows of the middle become short.
 u32 top_levels(const NttRecord& r, u32 max_log_radix) {
-    constexpr u32 kLogRow = 13;
-    if (r.b != 1 || r.c <= kLogRow) return 0;
-    return std::min<u32>({r.c - kLogRow, max_log_radix, 3u});
+    constexpr u32 kLogRow = 12;
+    if (r.b != 1 || r.c < kLogRow + 2) return 0;
+    return std::min(r.c - kLogRow, max_log_radix);
 }
 
 }  // namespace
@@ -61,7 +62,7 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
 
-    const u32 wanted = r.f != 0 ? r.f : 9;
+    const u32 wanted = r.f != 0 ? std::min(r.f + 2u, kMaxLogColumns) : kMaxLogColumns;
     plan.log_columns = std::min(wanted, plan.log_unit);
     while (plan.log_columns > 6 && (u64(plan.a) * plan.rows() << plan.log_columns) * 8 > kSweepBytes) {
         plan.log_columns--;

@@ -117,7 +117,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
                                 direct ? out : q + r * stride, 0);
         }
         if (b != 1 && plan_.log_top == 0) {
-            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top);
+            const double* const ahead = i + 1 < end ? out + plan_.prime_stride : nullptr;
+            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top, ahead);
         } else if (!direct) {
             double* z = q;
             if (b != 1) {
@@ -125,7 +126,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
                 z = limbs + rows * row_limbs + rows * stride;
                 for (u32 k = 0; k < R; k++) {
                     setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n,
-                                         false);
+                                         false, nullptr);
                 }
             }
             for (u32 s = 0; s < b; s++) {
@@ -155,7 +156,8 @@ C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data
         const double* in = data + i * plan_.prime_stride + at;
         double* const q = out + i * rows * stride;
         if (plan_.log_top == 0) {
-            setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n);
+            const double* const ahead = i + 1 < plan_.a ? in + plan_.prime_stride : data + at + n;
+            setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n, ahead);
             continue;
         }
         for (u32 s = 0; s < b; s++) {
@@ -163,7 +165,7 @@ C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data
                                        q + s * R * stride, stride, n);
         }
         for (u32 k = 0; b != 1 && k < R; k++) {
-            setup_.passes->join(b, prime, q + k * stride, R * stride, q + k * stride, R * stride, n);
+            setup_.passes->join(b, prime, q + k * stride, R * stride, q + k * stride, R * stride, n, nullptr);
         }
     }
     return {out, rows * stride, stride};
