@@ -55,7 +55,7 @@ struct C17Step {
 // unit points with 8 unused doubles behind each, so that no power of two separates what a pass reads
 // together.
 struct C17Plan {
-    static constexpr u32 kMaxSteps = 12;
+    static constexpr u32 kMaxSteps = 20;
 
     u32 a, b, c;
     u32 log_top;

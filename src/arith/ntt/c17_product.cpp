@@ -104,7 +104,27 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     for (u32 r = 0; r < used; r++) {
         setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs);
     }
-    for (u32 r = used; r < rows && !direct; r++) std::memset(q + r * stride, 0, 8 * n);
+    for (u32 r = used; r < rows && !direct; r++) {
+        std::memset(q + r * stride, 0, 8 * n);
+        std::memset(q + (rows + r) * stride, 0, 8 * n);
+    }
+    if (b != 1 && plan_.log_top == 0) {
+        // two primes at a time: the limbs come from the second cache once for both
+        for (u32 i = begin; i < end; i += 2) {
+            const u32 pair = std::min(end - i, 2u);
+            for (u32 r = 0; r < used; r++) {
+                setup_.ends->reduce(&setup_.constants, i, pair, limbs + r * row_limbs, n, q + r * stride,
+                                    rows * stride);
+            }
+            for (u32 k = 0; k < pair; k++) {
+                double* const out = data + (i + k - begin) * plan_.prime_stride + plan_.offset(column);
+                const double* const ahead = i + k + 1 < end ? out + plan_.prime_stride : nullptr;
+                setup_.passes->split(b, setup_.tables->primes[i + k], q + k * rows * stride, stride, out,
+                                     plan_.row_stride, n, plan_.stream_top, ahead);
+            }
+        }
+        return;
+    }
     for (u32 i = begin; i < end; i++) {
         const C17Prime& prime = setup_.tables->primes[i];
         double* const out = data + (i - begin) * plan_.prime_stride + plan_.offset(column);
@@ -116,23 +136,19 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
             setup_.ends->reduce(&setup_.constants, i, 1, limbs + r * row_limbs, n,
                                 direct ? out : q + r * stride, 0);
         }
-        if (b != 1 && plan_.log_top == 0) {
-            const double* const ahead = i + 1 < end ? out + plan_.prime_stride : nullptr;
-            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, plan_.stream_top, ahead);
-        } else if (!direct) {
-            double* z = q;
-            if (b != 1) {
-                // the rows beyond the operand must still be zero for the next prime
-                z = limbs + rows * row_limbs + rows * stride;
-                for (u32 k = 0; k < R; k++) {
-                    setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n,
-                                         false, nullptr);
-                }
+        if (direct) continue;
+        double* z = q;
+        if (b != 1) {
+            // the rows beyond the operand must still be zero for the next prime
+            z = q + rows * stride;
+            for (u32 k = 0; k < R; k++) {
+                setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n,
+                                     false, nullptr);
             }
-            for (u32 s = 0; s < b; s++) {
-                setup_.passes->top_forward(plan_, prime, s, z + s * R * stride, stride,
-                                           out + s * R * plan_.row_stride, plan_.row_stride, n);
-            }
+        }
+        for (u32 s = 0; s < b; s++) {
+            setup_.passes->top_forward(plan_, prime, s, z + s * R * stride, stride,
+                                       out + s * R * plan_.row_stride, plan_.row_stride, n);
         }
     }
 }

@@ -68,7 +68,28 @@ std::string name_of(const NttRecord& r) {
     return "(" + std::to_string(r.a) + ", " + std::to_string(r.b) + ", " + std::to_string(r.c) + ")";
 }
 
-// A product that fills the record, in one of the ways, and a window of it in another.
+// A number modulo 2^61 - 1 (2^64 = 8).
+u64 residue_61(const std::vector<Word>& A) {
+    constexpr u64 p = (u64(1) << 61) - 1;
+    unsigned __int128 r = 0;
+    for (u64 i = A.size(); i-- > 0;) {
+        r = 8 * r + A[i];
+        r = (r & p) + (r >> 61);
+    }
+    return static_cast<u64>(r % p);
+}
+// C is A B: by GMP up to 2^24 bits and now and then beyond, else modulo 2^61 - 1.
+void check_whole(const std::vector<Word>& A, const std::vector<Word>& B, const std::vector<Word>& C, u64 seed,
+                 const std::string& where) {
+    if (64 * C.size() <= u64(1) << 24 || seed % 16 == 0) {
+        ASSERT_EQ(window_of(C, 0, A.size() + B.size()), product(A, B)) << where;
+        return;
+    }
+    const auto want = static_cast<unsigned __int128>(residue_61(A)) * residue_61(B);
+    ASSERT_EQ(residue_61(C), static_cast<u64>(want % ((u64(1) << 61) - 1))) << where;
+}
+
+// A product that fills the record, in one of the ways, a window of it in another, and a square.
 void check_record(const C17Transform& t, u64 seed) {
     std::mt19937_64 rng(seed);
     const ParallelContext& P = serial_context();
@@ -76,17 +97,16 @@ void check_record(const C17Transform& t, u64 seed) {
     const Kind kind = kKinds[seed % 4];
     const u64 la = seed % 3 == 0 ? W / 2 : seed % 3 == 1 ? W - 1 - rng() % (W / 3) : 1 + rng() % (W / 2);
     const auto A = operand(kind, la, seed), B = operand(seed % 5 == 0 ? Kind::ones : kind, W - la, seed + 1);
-    const auto C = product(A, B);
     const std::string where = name_of(t.setup().record) + " seed " + std::to_string(seed);
-    ASSERT_EQ(product_by(t, static_cast<Way>(seed % 3), P, A, B, 0, W), C) << where;
+    const auto C = product_by(t, static_cast<Way>(seed % 3), P, A, B, 0, W);
+    check_whole(A, B, C, seed, where);
     const u64 skip = rng() % W, total = skip + 1 + rng() % (W - skip);
     ASSERT_EQ(product_by(t, static_cast<Way>((seed + 1) % 3), P, A, B, skip, total),
               window_of(C, skip, total))
         << where << " window " << skip << ".." << total;
     const auto S = operand(kKinds[(seed + 1) % 4], W / 2, seed + 2);
-    ASSERT_EQ(product_by(t, seed % 2 == 0 ? Way::plain : Way::transforms, P, S, S, 0, W),
-              window_of(product(S, S), 0, W))
-        << where << " square";
+    check_whole(S, S, product_by(t, seed % 2 == 0 ? Way::plain : Way::transforms, P, S, S, 0, W), seed,
+                where + " square");
 }
 
 TEST_P(C17TransformTest, TunedRecords) {
@@ -115,6 +135,7 @@ TEST_P(SlowC17TransformTest, TunedRecordsUpTo2To22Words) {
         const u64 bits = ntt_capacity_bits(NttFamily::c17, r);
         i++;
         if (bits > (u64(1) << 29)) break;
+        if (GetParam() == Isa::avx2 && bits > (u64(1) << 25) && i % 3 != 0) continue;
         check_record(transform(r), i + 1);
         if (HasFatalFailure()) return;
     }
@@ -122,7 +143,7 @@ TEST_P(SlowC17TransformTest, TunedRecordsUpTo2To22Words) {
 TEST_P(SlowC17TransformTest, GeneralRecords) {
     u64 i = 0;
     for (const NttRecord& r : ntt_general_records(NttFamily::c17)) {
-        if (ntt_capacity_bits(NttFamily::c17, r) > (u64(1) << 26)) break;
+        if (ntt_capacity_bits(NttFamily::c17, r) > (u64(1) << 25)) break;
         check_record(transform(r), i++);
         if (HasFatalFailure()) return;
     }
