@@ -55,11 +55,12 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
     }
 }
 
-TEST(ErrorsTest, SizeBeyondTheLastAlgorithmIsRefusedWhileMemoryIsPlanned) {
+// Planned at once, whatever the size.
+TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
     TemporaryFolder folder;
-    const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100m"});
+    const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:1000000000000000"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_TRUE(run.has("Limit Exceeded:")) << run.out;
+    EXPECT_TRUE(run.has("Insufficient Address Space")) << run.out;
     EXPECT_FALSE(run.has("Working Memory:")) << run.out;
     EXPECT_TRUE(folder.files().empty());
 }

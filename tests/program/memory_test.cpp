@@ -79,7 +79,7 @@ TEST(MemoryTest, AMillionDigits) {
 TEST(SlowMemoryTest, TenMillionDigits) {
     if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
     for (const char* tasks : {"1", "2", "7"}) {
-        const ProgramRun small = compute("1000", tasks, "mmap", "-od:0");
+        const ProgramRun small = compute("1m", tasks, "mmap", "-od:0");
         const ProgramRun run = compute("10m", tasks, "mmap", "-od:0");
         ASSERT_EQ(small.exit_code, 0) << small.out;
         ASSERT_EQ(run.exit_code, 0) << run.out;

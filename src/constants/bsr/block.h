@@ -217,17 +217,16 @@ class BSR_BlockB {
         const u64 product = F::merge_products(capacities(a, m), F::capacities(*series_, m, b));
         return kept_product_needs(product, room_above(room, sum_words)).above(sum_words);
     }
-    // Both halves one after the other.
-    template <class Left, class Right>
-    BlockNeeds halves(u64 a, u64 m, u64 b, u64 room, Left&& left, Right&& right) const {
+    // Both halves one after the other. They are of one size but for a few words, so what the left one needs
+    // stands below what the right one needs above the left one's results: a plan follows the right one alone,
+    // one path for any number of terms.
+    template <class Right>
+    BlockNeeds halves(u64 a, u64 m, u64 b, u64 room, Right&& right) const {
         const u64 left_words = total_words(capacities(a, m)), right_words = total_words(capacities(m, b));
-        const u64 above_left = room_above(room, left_words);
-        const u64 above_both = room_above(above_left, right_words);
-        BlockNeeds needs = right(above_both);
-        needs.take_maximum(merge_needs(a, m, b, above_both));
-        needs = needs.above(right_words);
-        needs.take_maximum(left(above_left));
-        return needs.above(left_words);
+        const u64 rest = room_above(room, left_words + right_words);
+        BlockNeeds needs = right(rest);
+        needs.take_maximum(merge_needs(a, m, b, rest));
+        return needs.above(left_words + right_words);
     }
     // Both halves at once, each with half of what remains.
     template <class Left, class Right>
@@ -254,9 +253,7 @@ class BSR_BlockB {
         }
         const u64 m = series_->split(a, b);
         if (levels > 0 && b - a > kPlanTerms) {
-            return halves(
-                a, m, b, room, [&](u64 rest) { return needs_sequential(a, m, levels - 1, rest); },
-                [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest); });
+            return halves(a, m, b, room, [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest); });
         }
         // Halves of halves: the sizes form a geometric series, but for padding. The longest product is not
         // where the stack is deepest: it stands on the results of its own halves alone.
@@ -279,9 +276,7 @@ class BSR_BlockB {
     BlockNeeds needs_B(u64 a, u64 b, u64 depth, u64 room) const {
         if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_), room);
         const u64 m = series_->split_point(a, b);
-        return halves(
-            a, m, b, room, [&](u64 rest) { return needs_B(a, m, depth - 1, rest); },
-            [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
+        return halves(a, m, b, room, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
     }
 
     // ---- the exact recursion
