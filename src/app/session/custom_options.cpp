@@ -57,13 +57,13 @@ const std::map<std::string, Handler>& option_table() {
         {"-mode", [](CustomSettings&, ParameterList& p) { set_mode(p.current_value()); }},
         {"-TD",
          [](CustomSettings& s, ParameterList& p) {
-             const u64 tasks = static_cast<u64>(parse_scaled_integer(p.current_value()));
+             const trel::i64 tasks = parse_scaled_integer(p.current_value());
              trel::ParallelismSettings::check_task_decomposition(tasks);
-             s.parallelism.task_decomposition = tasks;
+             s.parallelism.task_decomposition = static_cast<u64>(tasks);
          }},
         {"-PF",
          [](CustomSettings& s, ParameterList& p) {
-             s.parallelism.framework = trel::make_default_framework_config(p.current_value())->name();
+             s.parallelism.framework = trel::make_default_framework_config(p.current_value());
          }},
         {"-MA",
          [](CustomSettings& s, ParameterList& p) {

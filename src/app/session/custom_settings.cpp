@@ -14,7 +14,6 @@ constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
 CustomSettings::CustomSettings()
     : constant(make_constant("pi")),
       size(ComputeSize::from_decimal(kDefaultDecimalDigits)),
-      parallelism(trel::ParallelismSettings::defaults()),
       allocator(trel::make_default_allocator_config(trel::kDefaultAllocator)) {}
 
 void CustomSettings::set_decimal_digits(trel::i64 digits) {

@@ -182,7 +182,7 @@ const RunRecord& NormalFloatSessionB::run() {
     }
     check_memory(trel::os::memory_status(), memory_.total(), *status_);
     print_header();
-    framework_ = settings_.parallelism.make_config()->make_framework();
+    framework_ = settings_.parallelism.framework->make_framework();
     Regions regions;
     allocate(regions);
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "platform/parallel/max_sequential_dispatch.h"
+#include "platform/parallel/framework_settings.h"
 
 namespace trel {
 namespace {

@@ -4,10 +4,12 @@
 #include <mutex>
 
 #include "base/errors/exceptions.h"
+#include "base/prompt/prompt.h"
 #include "os/cpu.h"
 #include "os/shared_library.h"
 #include "platform/cilk/cilk_entries.h"
 #include "platform/parallel/callers_share.h"
+#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
@@ -113,6 +115,31 @@ std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
 }
 std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
     return std::make_unique<CilkConfig>(*this);
+}
+
+CilkConfig::CilkConfig(const Config::Object& object) {
+    const i64 threads = object.get_integer(WorkerThreads::kKey);
+    set_threads(threads < 0 ? 0 : static_cast<u64>(threads));
+}
+
+Config::Object CilkConfig::to_config() const {
+    Config::Object object;
+    object.add_integer(WorkerThreads::kKey, static_cast<i64>(threads_));
+    return object;
+}
+
+void CilkConfig::add_selectors(Config::Object& object) const {
+    add_selector(object, WorkerThreads::kKey, static_cast<i64>(threads_), std::to_string(threads_));
+}
+
+u64 CilkConfig::print(u64 first_line_number) const {
+    print_setting_line(first_line_number, "    Cilk Threads:", kFrameworkLabelWidth, std::to_string(threads_),
+                       'Y');
+    return first_line_number + 1;
+}
+
+void CilkConfig::edit(u64 line) {
+    if (line == 0) set_threads(Prompt::read_unsigned_in_range("Threads: ", 1, kMostThreads, 'T'));
 }
 
 namespace {

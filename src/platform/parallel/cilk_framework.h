@@ -44,6 +44,7 @@ class CilkConfig final : public FrameworkConfig {
     static constexpr u64 kMostThreads = 65536;
 
     CilkConfig();  // as many threads as processors
+    explicit CilkConfig(const Config::Object& object);
     // 0 is taken as 1, more than the most as the most.
     void set_threads(u64 threads);
 
@@ -51,7 +52,13 @@ class CilkConfig final : public FrameworkConfig {
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
     u64 worker_threads() const override { return threads_; }
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
 
   private:
     u64 threads_;

@@ -3,11 +3,16 @@
 #include <memory>
 
 #include "platform/parallel/callers_share.h"
+#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
 
 constexpr u64 kHandlesInFrame = 15;
+
+const char* policy_text(bool async_only) {
+    return async_only ? "std::launch::async" : "std::launch::async | std::launch::deferred";
+}
 
 }  // namespace
 
@@ -52,6 +57,32 @@ std::unique_ptr<BasicParallelizer> CppAsyncConfig::make_framework() const {
 }
 std::unique_ptr<FrameworkConfig> CppAsyncConfig::clone() const {
     return std::make_unique<CppAsyncConfig>(*this);
+}
+
+CppAsyncConfig::CppAsyncConfig(const Config::Object& object)
+    : async_only(object.get_bool("AsyncOnly")), max_sequential_dispatch(object) {}
+
+Config::Object CppAsyncConfig::to_config() const {
+    Config::Object object;
+    object.add_bool("AsyncOnly", async_only);
+    max_sequential_dispatch.add_to_config(object);
+    return object;
+}
+
+void CppAsyncConfig::add_selectors(Config::Object& object) const {
+    add_bool_selector(object, "AsyncOnly", async_only, policy_text(async_only));
+    max_sequential_dispatch.add_to_selector(object);
+}
+
+u64 CppAsyncConfig::print(u64 first_line_number) const {
+    print_setting_line(first_line_number, "    Launch Policy: ", 0, policy_text(async_only), 'Y');
+    max_sequential_dispatch.print(first_line_number + 1);
+    return first_line_number + 2;
+}
+
+void CppAsyncConfig::edit(u64 line) {
+    if (line == 0) async_only = !async_only;
+    if (line == 1) max_sequential_dispatch.edit();
 }
 
 namespace {

@@ -25,16 +25,25 @@ class CppAsyncFramework final : public BoundedParallelizer {
 
 class CppAsyncConfig final : public FrameworkConfig {
   public:
+    CppAsyncConfig() = default;
+    explicit CppAsyncConfig(const Config::Object& object);
+
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
     std::string mode_text() const override;
 
     std::launch policy() const;
 
     bool async_only = true;  // otherwise the library may put a task off until it is waited for
     MaxSequentialDispatch max_sequential_dispatch;
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
 };
 
 }  // namespace trel

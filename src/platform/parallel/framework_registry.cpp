@@ -4,6 +4,7 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
@@ -40,6 +41,13 @@ void FrameworkConfig::print_summary(u64 tds) const {
     Console::set_color('w');
 }
 
+Config::Object FrameworkConfig::to_selector() const {
+    Config::Object object;
+    object.add_string("Framework", name());
+    add_selectors(object);
+    return object;
+}
+
 void register_framework(const std::string& name, const FrameworkType& type) {
     if (!registry().emplace(name, &type).second) {
         Console::error_line("Duplicate Framework Type");
@@ -57,6 +65,18 @@ const FrameworkType& find_framework_type(std::string_view name) {
 
 std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view name) {
     return find_framework_type(name).make_default_config();
+}
+
+std::unique_ptr<FrameworkConfig> make_framework_config(const Config::Object& object) {
+    return find_framework_type(object.get_string("Framework")).make_config(object);
+}
+
+std::unique_ptr<FrameworkConfig> select_framework_menu() {
+    const std::vector<std::string> names = framework_names();
+    std::vector<std::string> display_names;
+    for (const std::string& name : names) display_names.push_back(find_framework_type(name).display_name());
+    return make_default_framework_config(
+        names[select_from_list("Select a Parallel Framework:", display_names)]);
 }
 
 std::vector<std::string> framework_names() {

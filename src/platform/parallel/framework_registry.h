@@ -7,8 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/config/node.h"
 #include "platform/parallel/basic_parallelizer.h"
-#include "platform/parallel/max_sequential_dispatch.h"
+#include "platform/parallel/framework_settings.h"
 
 namespace trel {
 
@@ -23,6 +24,15 @@ class FrameworkConfig {
     virtual std::unique_ptr<FrameworkConfig> clone() const = 0;
     // Threads that the framework runs on; 0 = not fixed, shown as "?".
     virtual u64 worker_threads() const { return 0; }
+    // The framework's own keys, as they are saved.
+    virtual Config::Object to_config() const = 0;
+    // {"Framework" : name, and each setting : {"Value", "DisplayText"}} for a remote user interface.
+    Config::Object to_selector() const;
+    // The numbered lines of the framework menu; returns the number after the last one.
+    virtual u64 print(u64 first_line_number) const { return first_line_number; }
+    // Changes the setting of one of these lines; the first is 0. Others are ignored.
+    virtual void edit(u64 /*line*/) {}
+
     // What the summary says of the framework's mode; empty for most.
     virtual std::string mode_text() const { return {}; }
 
@@ -30,6 +40,9 @@ class FrameworkConfig {
     std::string summary(u64 tds) const;
     // The same on the console, in colours; no line feed.
     void print_summary(u64 tds) const;
+
+  protected:
+    virtual void add_selectors(Config::Object& /*object*/) const {}
 };
 
 // One kind of framework; a stateless object of static lifetime.
@@ -37,16 +50,22 @@ class FrameworkType {
   public:
     virtual ~FrameworkType();
     virtual std::string display_name() const = 0;
+    // Reads the framework's own keys; other keys of the object are not looked at. Throws the errors of the
+    // getters and InvalidParametersException.
+    virtual std::unique_ptr<FrameworkConfig> make_config(const Config::Object& object) const = 0;
     virtual std::unique_ptr<FrameworkConfig> make_default_config() const = 0;
 };
 
 // The type of a framework whose configuration is the class given.
-template <class Config>
+template <class Settings>
 class FrameworkTypeOf final : public FrameworkType {
   public:
-    std::string display_name() const override { return Config().display_name(); }
+    std::string display_name() const override { return Settings().display_name(); }
+    std::unique_ptr<FrameworkConfig> make_config(const Config::Object& object) const override {
+        return std::make_unique<Settings>(object);
+    }
     std::unique_ptr<FrameworkConfig> make_default_config() const override {
-        return std::make_unique<Config>();
+        return std::make_unique<Settings>();
     }
 };
 
@@ -61,6 +80,10 @@ struct FrameworkRegistration {
 // Throws InvalidParametersException "Invalid Parallel Framework: " + name.
 const FrameworkType& find_framework_type(std::string_view name);
 std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view name);
+// Takes the framework that "Framework" names and reads its keys from the same object.
+std::unique_ptr<FrameworkConfig> make_framework_config(const Config::Object& object);
+// Lists the frameworks, asks for one and returns its defaults.
+std::unique_ptr<FrameworkConfig> select_framework_menu();
 
 // The registered names in menu order.
 std::vector<std::string> framework_names();

@@ -17,6 +17,9 @@ class NoneFramework final : public BasicParallelizer {
 
 class NoneConfig final : public FrameworkConfig {
   public:
+    NoneConfig() = default;
+    explicit NoneConfig(const Config::Object&) {}
+
     std::string name() const override { return "none"; }
     std::string display_name() const override { return "None (No Multi-threading)"; }
     std::unique_ptr<BasicParallelizer> make_framework() const override {
@@ -24,6 +27,7 @@ class NoneConfig final : public FrameworkConfig {
     }
     std::unique_ptr<FrameworkConfig> clone() const override { return std::make_unique<NoneConfig>(*this); }
     u64 worker_threads() const override { return 1; }
+    Config::Object to_config() const override { return {}; }
 };
 
 const FrameworkTypeOf<NoneConfig> g_type;

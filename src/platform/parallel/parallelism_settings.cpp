@@ -6,38 +6,55 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
-#include "platform/parallel/spawn_framework.h"
+#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 
-ParallelismSettings ParallelismSettings::defaults(u64 processors) {
-    ParallelismSettings settings;
-    if (processors <= 1) return settings;
-    settings.framework = "cilk";
-    settings.task_decomposition =
+ParallelismSettings::ParallelismSettings(u64 processors) : logical_cores(std::max<u64>(processors, 1)) {
+    if (logical_cores == 1) {
+        framework = make_default_framework_config("none");
+        return;
+    }
+    // The winner of Pi to 10 million digits.
+    framework = make_default_framework_config("cilk");
+    task_decomposition =
         processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition : std::bit_ceil(2 * processors);
+}
+
+ParallelismSettings::ParallelismSettings() : ParallelismSettings(os::active_processor_count()) {}
+
+ParallelismSettings::ParallelismSettings(const ParallelismSettings& other)
+    : logical_cores(other.logical_cores),
+      task_decomposition(other.task_decomposition),
+      framework(other.framework->clone()) {}
+
+ParallelismSettings& ParallelismSettings::operator=(const ParallelismSettings& other) {
+    return *this = ParallelismSettings(other);
+}
+
+ParallelismSettings ParallelismSettings::parse(const Config::Node& node) {
+    const auto& object = node.as<Config::Object>("Parallel Framework");
+    ParallelismSettings settings;
+    const i64 tasks = object.get_integer("TaskDecomposition");
+    check_task_decomposition(tasks);
+    settings.task_decomposition = static_cast<u64>(tasks);
+    settings.framework = make_framework_config(object);
     return settings;
 }
 
-ParallelismSettings ParallelismSettings::defaults() {
-    return defaults(os::active_processor_count());
+Config::Object ParallelismSettings::to_config() const {
+    Config::Object object;
+    object.add_integer("TaskDecomposition", static_cast<i64>(task_decomposition));
+    object.add_string("Framework", framework->name());
+    merge(object, framework->to_config());
+    return object;
 }
 
-void ParallelismSettings::check_task_decomposition(u64 task_decomposition) {
-    if (task_decomposition < 1 || task_decomposition > kMaxTaskDecomposition) {
+void ParallelismSettings::check_task_decomposition(i64 task_decomposition) {
+    if (task_decomposition < 1 || static_cast<u64>(task_decomposition) > kMaxTaskDecomposition) {
         throw InvalidParametersException("", "Task decomposition must be between 1 and " +
                                                  Console::format_commas(kMaxTaskDecomposition) + ".");
     }
-}
-
-std::unique_ptr<FrameworkConfig> ParallelismSettings::make_config() const {
-    check_task_decomposition(task_decomposition);
-    if (framework == "spawn") return std::make_unique<SpawnConfig>(max_sequential_dispatch);
-    return make_default_framework_config(framework);
-}
-
-std::string ParallelismSettings::summary() const {
-    return make_config()->summary(task_decomposition);
 }
 
 }  // namespace trel

@@ -4,29 +4,38 @@
 #include <memory>
 #include <string>
 
+#include "base/config/node.h"
 #include "platform/parallel/framework_registry.h"
 
 namespace trel {
 
+// Copies are deep. The framework is never null.
 struct ParallelismSettings {
     static constexpr u64 kMaxTaskDecomposition = 65536;
 
-    u64 task_decomposition = 1;        // 1 ... 65,536
-    std::string framework = "none";    // a registered name
-    u64 max_sequential_dispatch = 64;  // used by "spawn"; at least 4
-
-    // One processor: "none" with one task. More: "cilk" (the fastest on Pi) with the smallest power of two of
+    // One processor: "none" with one task. More: the fastest framework with the smallest power of two of
     // tasks that is at least twice the processors, so that unequal tasks still fill them.
-    static ParallelismSettings defaults(u64 processors);
-    static ParallelismSettings defaults();  // for the processors of this process
+    explicit ParallelismSettings(u64 processors);
+    ParallelismSettings();  // for the processors of this process
+    ParallelismSettings(const ParallelismSettings& other);
+    ParallelismSettings(ParallelismSettings&&) = default;
+    ParallelismSettings& operator=(const ParallelismSettings& other);
+    ParallelismSettings& operator=(ParallelismSettings&&) = default;
 
-    // Throws InvalidParametersException "Task decomposition must be between 1 and 65,536.".
-    static void check_task_decomposition(u64 task_decomposition);
+    // Reads {"TaskDecomposition", "Framework", the framework's own keys}. Throws InvalidParametersException
+    // "Task decomposition must be between 1 and 65,536.", "Invalid Parallel Framework: ..." and what the
+    // framework throws; type errors name "Parallel Framework".
+    static ParallelismSettings parse(const Config::Node& node);
+    Config::Object to_config() const;
 
-    // Checks everything. Throws as above, or for an unknown framework.
-    std::unique_ptr<FrameworkConfig> make_config() const;
+    static void check_task_decomposition(i64 task_decomposition);
+
     // "display name  ->  tasks / threads"
-    std::string summary() const;
+    std::string summary() const { return framework->summary(task_decomposition); }
+
+    u64 logical_cores;           // of the machine; not saved
+    u64 task_decomposition = 1;  // 1 ... 65,536
+    std::unique_ptr<FrameworkConfig> framework;
 };
 
 }  // namespace trel

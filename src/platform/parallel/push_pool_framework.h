@@ -29,16 +29,25 @@ class PushPoolFramework final : public BoundedParallelizer {
 
 class PushPoolConfig final : public FrameworkConfig {
   public:
+    PushPoolConfig() = default;
+    explicit PushPoolConfig(const Config::Object& object);
+
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
     std::string mode_text() const override;
-    u64 worker_threads() const override { return threads; }
+    u64 worker_threads() const override { return threads.value(); }
 
-    u64 threads = 0;  // 0 = unlimited
+    WorkerThreads threads;
     bool randomize = true;
     MaxSequentialDispatch max_sequential_dispatch;
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
 };
 
 }  // namespace trel

@@ -22,13 +22,22 @@ class TaskQueueFramework final : public BasicParallelizer {
 
 class TaskQueueConfig final : public FrameworkConfig {
   public:
+    TaskQueueConfig() = default;
+    explicit TaskQueueConfig(const Config::Object& object);
+
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
-    u64 worker_threads() const override { return threads; }
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
+    u64 worker_threads() const override { return threads.value(); }
 
-    u64 threads = 0;  // 0 = unlimited
+    WorkerThreads threads;
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
 };
 
 }  // namespace trel

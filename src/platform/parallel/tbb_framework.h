@@ -36,13 +36,26 @@ class TbbConfig final : public FrameworkConfig {
     static constexpr std::array<const char*, 4> kParallelFor = {"disabled", "auto_partitioner",
                                                                 "static_partitioner", "simple_partitioner"};
 
+    TbbConfig() = default;
+    explicit TbbConfig(const Config::Object& object);
+
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
 
     TbbFramework::ForkJoin2 fork_join = TbbFramework::ForkJoin2::parallel_invoke;
     TbbFramework::ParallelFor parallel_for = TbbFramework::ParallelFor::disabled;
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
+
+  private:
+    const char* fork_join_text() const;
+    const char* parallel_for_text() const;
 };
 
 }  // namespace trel

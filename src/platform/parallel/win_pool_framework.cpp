@@ -92,6 +92,27 @@ std::unique_ptr<FrameworkConfig> WinPoolConfig::clone() const {
     return std::make_unique<WinPoolConfig>(*this);
 }
 
+WinPoolConfig::WinPoolConfig(const Config::Object& object) : max_sequential_dispatch(object) {}
+
+Config::Object WinPoolConfig::to_config() const {
+    Config::Object object;
+    max_sequential_dispatch.add_to_config(object);
+    return object;
+}
+
+void WinPoolConfig::add_selectors(Config::Object& object) const {
+    max_sequential_dispatch.add_to_selector(object);
+}
+
+u64 WinPoolConfig::print(u64 first_line_number) const {
+    max_sequential_dispatch.print(first_line_number);
+    return first_line_number + 1;
+}
+
+void WinPoolConfig::edit(u64 line) {
+    if (line == 0) max_sequential_dispatch.edit();
+}
+
 namespace {
 
 const FrameworkTypeOf<WinPoolConfig> g_type;

@@ -29,12 +29,21 @@ class WinPoolFramework final : public BoundedParallelizer {
 
 class WinPoolConfig final : public FrameworkConfig {
   public:
+    WinPoolConfig() = default;
+    explicit WinPoolConfig(const Config::Object& object);
+
     std::string name() const override;
     std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::unique_ptr<FrameworkConfig> clone() const override;
+    Config::Object to_config() const override;
+    u64 print(u64 first_line_number) const override;
+    void edit(u64 line) override;
 
     MaxSequentialDispatch max_sequential_dispatch;
+
+  protected:
+    void add_selectors(Config::Object& object) const override;
 };
 
 }  // namespace trel

@@ -1,0 +1,60 @@
+#include "platform/parallel/setting_lines.h"
+
+#include "base/prompt/prompt.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kNumberWidth = 4;
+
+std::string padded_number(u64 number) {
+    const std::string text = std::to_string(number);
+    return std::string(kNumberWidth - std::min<u64>(text.size(), kNumberWidth), ' ') + text;
+}
+
+}  // namespace
+
+void print_setting_line(u64 number, std::string_view label, u64 width, std::string_view value,
+                        Console::ColorLetter color) {
+    std::string text = padded_number(number);
+    text += label;
+    if (label.size() < width) text.append(width - label.size(), ' ');
+    Console::print(text, 'w');
+    Console::print(value, color);
+    Console::print_line("", 'w');
+}
+
+u64 select_from_list(std::string_view title, const std::vector<std::string>& display_names) {
+    Console::print_line(title, 'P');
+    for (u64 i = 0; i < display_names.size(); i++) {
+        Console::print(padded_number(i) + "    ", 'w');
+        Console::print_line(display_names[i], 'T');
+    }
+    Console::new_line();
+    return Prompt::read_unsigned_in_range("option: ", 0, display_names.size() - 1, 'T');
+}
+
+void add_selector(Config::Object& object, const std::string& key, i64 value, const std::string& text) {
+    Config::Object& setting = object.add_object(key);
+    setting.add_integer("Value", value);
+    setting.add_string("DisplayText", text);
+}
+
+void add_selector(Config::Object& object, const std::string& key, const std::string& value,
+                  const std::string& text) {
+    Config::Object& setting = object.add_object(key);
+    setting.add_string("Value", value);
+    setting.add_string("DisplayText", text);
+}
+
+void add_bool_selector(Config::Object& object, const std::string& key, bool value, const std::string& text) {
+    Config::Object& setting = object.add_object(key);
+    setting.add_bool("Value", value);
+    setting.add_string("DisplayText", text);
+}
+
+void merge(Config::Object& into, const Config::Object& from) {
+    for (const auto& entry : from.entries()) into.add_node(entry->key, entry->value->clone(), entry->comment);
+}
+
+}  // namespace trel
