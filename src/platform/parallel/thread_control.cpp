@@ -29,9 +29,8 @@ std::string mask_text(const std::vector<u32>& processors) {
 }
 
 // The processors of a group. There is the one group 0 where the system numbers its processors through.
-const std::vector<u32>& processors_of_group(u64 group) {
-    static const std::vector<u32> none;
-    return group == 0 ? os::active_processors() : none;
+std::vector<u32> processors_of_group(u64 group) {
+    return group == 0 ? os::active_processors() : std::vector<u32>{};
 }
 
 void print_suppression() {
@@ -48,15 +47,18 @@ os::ThreadPriority thread_priority_of(int level) {
     return kLevels[std::clamp(level, -3, 3) + 3];
 }
 
-void set_thread_priority(int level) {
-    if (os::set_current_thread_priority(thread_priority_of(level))) {
-        Console::error_line("Warning: Unable to set thread priority.");
-    }
+void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
+    if (set(thread_priority_of(level))) Console::error_line("Warning: Unable to set thread priority.");
 }
 
 void set_thread_group(u64 index) {
-    const u64 group = index % os::processor_group_count();
-    const std::vector<u32>& wanted = processors_of_group(group);
+    set_thread_group(index, {[] { return u64(os::processor_group_count()); }, processors_of_group,
+                             os::set_thread_affinity, os::get_thread_affinity});
+}
+
+void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
+    const u64 group = index % std::max<u64>(calls.group_count(), 1);
+    const std::vector<u32> wanted = calls.processors(group);
     if (wanted.empty()) {
         if (!first_group_failure()) return;
         Console::error_line("GetActiveProcessorCount() returned zero.", true);
@@ -67,9 +69,9 @@ void set_thread_group(u64 index) {
     std::vector<u32> actual;
     // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as
     // much as half its creation.
-    if (!os::get_thread_affinity(actual) && actual == wanted) return;
-    const os::OsError setting = os::set_thread_affinity(wanted);
-    const os::OsError reading = setting ? os::OsError{} : os::get_thread_affinity(actual);
+    if (!calls.get_affinity(actual) && actual == wanted) return;
+    const os::OsError setting = calls.set_affinity(wanted);
+    const os::OsError reading = setting ? os::OsError{} : calls.get_affinity(actual);
     if (!setting && !reading && actual == wanted) return;
     if (!first_group_failure()) return;
     const u32 code = setting ? setting.code : reading.code;

@@ -11,13 +11,23 @@ namespace trel {
 
 // level -3 (idle) ... 0 (normal) ... 3 (time critical); lower and higher levels are -3 and 3.
 os::ThreadPriority thread_priority_of(int level);
-// Prints "Warning: Unable to set thread priority." when the system refuses.
-void set_thread_priority(int level);
+// Prints "Warning: Unable to set thread priority." when the system refuses. `set` stands in for the system's
+// call in tests, as the calls below do.
+void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority) = os::set_current_thread_priority);
+
+// The system calls behind set_thread_group().
+struct ThreadGroupCalls {
+    u64 (*group_count)();
+    std::vector<u32> (*processors)(u64 group);
+    os::OsError (*set_affinity)(const std::vector<u32>& processors);
+    os::OsError (*get_affinity)(std::vector<u32>& processors);
+};
 
 // Puts the calling thread on the whole processor group index mod (number of groups) and checks that it is
 // there. A failure is reported once per process. Worker number i of a set of threads whose creator was given
 // the base b passes b + i + 1, so that successive threads fill successive groups.
 void set_thread_group(u64 index);
+void set_thread_group(u64 index, const ThreadGroupCalls& calls);
 
 // Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set
 // thread affinity.".

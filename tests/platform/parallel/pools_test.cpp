@@ -1,0 +1,389 @@
+// What each framework promises beyond running every task: how many threads, in what order, and its own
+// failures.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/errors/exceptions.h"
+#include "os/cpu.h"
+#include "platform/parallel/cilk_framework.h"
+#include "platform/parallel/cpp_async_framework.h"
+#include "platform/parallel/framework_cases.h"
+#include "platform/parallel/push_pool_framework.h"
+#include "platform/parallel/task_queue_framework.h"
+#include "platform/parallel/win_pool_framework.h"
+#ifdef KALVOR_HAVE_TBB
+#include <tbb/global_control.h>
+
+#include "platform/parallel/tbb_framework.h"
+#endif
+
+using namespace trel;
+using trel_test::Recorder;
+
+namespace {
+
+template <class F>
+std::string message_of(F f) {
+    try {
+        f();
+    } catch (const StringException& e) {
+        return std::string(e.get_typename()) + "|" + e.function + "|" + e.message;
+    }
+    return "nothing thrown";
+}
+
+// n tasks that wait for each other: they finish only if n threads run them at the same time.
+struct Meeting final : BasicAction {
+    explicit Meeting(u64 n) : missing(n) {}
+    void run(u64) override {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (--missing == 0) all_here.notify_all();
+        all_here.wait(lock, [&] { return missing == 0; });
+    }
+    std::mutex mutex;
+    std::condition_variable all_here;
+    u64 missing;
+};
+
+// Until one of the two is there.
+void wait_for_one(Meeting& meeting) {
+    while (true) {
+        const std::lock_guard<std::mutex> lock(meeting.mutex);
+        if (meeting.missing == 1) return;
+    }
+}
+
+struct Nothing final : BasicAction {
+    void run(u64) override {}
+};
+
+}  // namespace
+
+TEST(PushPool, OneWorkerMeansNoThread) {
+    PushPoolFramework framework(1, true, 64);
+    Recorder recorder(200);
+    framework.run_in_parallel(recorder, 0, 200);
+    recorder.expect_once(0, 200);
+    EXPECT_EQ(recorder.in_caller_.size(), 200U);
+    EXPECT_EQ(framework.pool_threads(), 0U);
+}
+
+TEST(PushPool, AFixedPoolStartsItsThreadsAtTheFirstDispatch) {
+    for (const u64 n : {2, 3, 9, 17}) {
+        PushPoolFramework framework(n, n % 2 == 0, 64);
+        EXPECT_EQ(framework.pool_threads(), 0U);
+        Recorder recorder(2);
+        framework.run_in_parallel(recorder, 0, 2);
+        recorder.expect_once(0, 2);
+        EXPECT_EQ(framework.pool_threads(), n - 1);
+        Meeting all(n);
+        // Every worker has had the time to go idle.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        framework.run_in_parallel(all, 0, n);
+        EXPECT_EQ(all.missing, 0U);
+        EXPECT_EQ(framework.pool_threads(), n - 1);
+    }
+}
+
+TEST(PushPool, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
+    const u64 most = 2 * u64(os::active_processor_count());
+    PushPoolFramework framework(0, true, 64);
+    for (u64 n = 2; n <= std::min<u64>(most, 64); n++) {
+        Meeting all(n);
+        framework.run_in_parallel(all, 0, n);
+        EXPECT_GE(framework.pool_threads(), n - 1);
+        EXPECT_LT(framework.pool_threads(), most);
+    }
+    Recorder recorder(500);
+    framework.run_in_parallel(recorder, 0, 500);
+    recorder.expect_once(0, 500);
+    EXPECT_LT(framework.pool_threads(), most);
+}
+
+TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
+    PushPoolFramework framework(4, false, 64);
+    Recorder warm_up(2);
+    framework.run_in_parallel(warm_up, 0, 2);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // all asleep
+    std::set<std::thread::id> threads;
+    for (int round = 0; round < 5; round++) {
+        Recorder recorder(2);
+        framework.run_in_parallel(recorder, 0, 2);
+        threads.insert(recorder.threads_.begin(), recorder.threads_.end());
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_EQ(threads.size(), 2U);  // the caller and worker 0
+}
+
+TEST(TaskQueue, TasksAreTakenInTheOrderInWhichTheyWerePushed) {
+    Recorder recorder(100);
+    os::JoinCounter join;
+    join.add(100);
+    {
+        // The one worker is held up until all are queued.
+        Meeting gate(2);
+        os::JoinCounter gate_join;
+        gate_join.add(1);
+        TaskQueue queue(1, {});
+        queue.push_back(gate, 0, gate_join);
+        wait_for_one(gate);
+        EXPECT_EQ(queue.push_back(recorder, 0, join), 0U);
+        for (u64 i = 1; i < 100; i++) EXPECT_EQ(queue.push_back(recorder, i, join), i);
+        gate.run(0);
+        gate_join.wait();
+        join.wait();
+        EXPECT_EQ(queue.worker_count(), 1U);
+    }
+    for (u64 i = 0; i < 100; i++) ASSERT_EQ(recorder.order_[i], i);
+}
+
+TEST(TaskQueue, WorkersAreStartedWhenNoneWaitsAndNeverMoreThanAllowed) {
+    std::mutex mutex;
+    std::vector<u64> started;
+    TaskQueue queue(3, [&](u64 worker) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        started.push_back(worker);
+    });
+    EXPECT_EQ(queue.worker_count(), 0U);
+    for (int round = 0; round < 3; round++) {
+        Nothing nothing;
+        os::JoinCounter join;
+        join.add(1);
+        queue.push_back(nothing, 0, join);
+        join.wait();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_EQ(queue.worker_count(), 1U);  // it waits for the next task
+    }
+    Meeting three(3);
+    os::JoinCounter join;
+    join.add(3);
+    queue.push_back(three, 0, 3, join);
+    join.wait();
+    Nothing nothing;
+    join.add(50);
+    queue.push_back(nothing, 0, 50, join);
+    join.wait();
+    EXPECT_EQ(queue.worker_count(), 3U);
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::sort(started.begin(), started.end());
+    EXPECT_EQ(started, (std::vector<u64>{0, 1, 2}));
+}
+
+TEST(TaskQueue, AClosedQueueTakesNothingAndServesTheRest) {
+    Recorder recorder(20);
+    os::JoinCounter join;
+    join.add(20);
+    TaskQueue queue(1, {});
+    queue.push_back(recorder, 0, 20, join);
+    queue.close();
+    EXPECT_EQ(message_of([&] { queue.push_back(recorder, 0, join); }),
+              "InvalidParametersException|TaskQueue::push_back()|Queue is closed.");
+    join.wait();
+    recorder.expect_once(0, 20);
+}
+
+TEST(TaskQueue, NumbersEndAt63Bits) {
+    TaskQueue queue(1, {});
+    Meeting gate(2);
+    os::JoinCounter gate_join, join;
+    gate_join.add(1);
+    join.add(2);
+    queue.push_back(gate, 0, gate_join);
+    while (queue.worker_count() == 0) std::this_thread::yield();
+    Recorder recorder(3);
+    // Wait until the gate is no longer queued, so that the numbering starts anew.
+    queue.set_first_id(TaskQueue::kLastId - 1);
+    wait_for_one(gate);
+    EXPECT_EQ(queue.push_back(recorder, 0, join), TaskQueue::kLastId - 1);
+    EXPECT_EQ(message_of([&] { queue.push_back(recorder, 1, 3, join); }),
+              "LimitExceededException|TaskQueue::dispatch()|ID limit exceeded.");
+    EXPECT_EQ(queue.push_back(recorder, 1, join), TaskQueue::kLastId);
+    try {
+        queue.push_back(recorder, 2, join);
+        FAIL();
+    } catch (const LimitExceededException& e) {
+        EXPECT_EQ(e.message, "ID limit exceeded.");
+        EXPECT_EQ(e.limit, (u64(1) << 63) - 1);
+    }
+    gate.run(0);
+    gate_join.wait();
+    join.wait();
+    recorder.expect_once(0, 2);
+}
+
+TEST(TaskQueue, TakeBackGivesOnlyOnesOwn) {
+    TaskQueue queue(1, {});
+    Meeting gate(2);
+    os::JoinCounter gate_join, join, other;
+    gate_join.add(1);
+    join.add(1);
+    queue.push_back(gate, 0, gate_join);
+    wait_for_one(gate);
+    Recorder recorder(8);
+    const u64 id = queue.push_back(recorder, 7, join);
+    u64 index = 0;
+    EXPECT_FALSE(queue.take_back(id, other, index));
+    EXPECT_FALSE(queue.take_back(id + 1, join, index));
+    EXPECT_TRUE(queue.take_back(id, join, index));
+    EXPECT_EQ(index, 7U);
+    EXPECT_FALSE(queue.take_back(id, join, index));
+    gate.run(0);
+    gate_join.wait();
+}
+
+TEST(TaskQueueFramework, NestedDispatchFinishesWhenAllWorkersAreBusy) {
+    TaskQueueFramework framework(1);
+    Meeting gate(2);
+    struct Busy final : BasicAction {
+        explicit Busy(Meeting& gate) : gate(gate) {}
+        void run(u64) override { gate.run(0); }
+        Meeting& gate;
+    } busy(gate);
+    std::thread holder([&] {
+        struct Wait final : BasicAction {
+            explicit Wait(Meeting& gate) : gate(gate) {}
+            // Keeps this thread from taking the other task back.
+            void run(u64) override { wait_for_one(gate); }
+            Meeting& gate;
+        } wait(gate);
+        framework.run_in_parallel(wait, busy);
+    });
+    wait_for_one(gate);
+    // The only worker is inside of `busy` now.
+    std::atomic<u64> sum{0};
+    const ParallelContext context{&framework, 8};
+    parallel_for(context, 8, [&](u64 i) {
+        fork_join(
+            context, [&] { sum += i; }, [&] { sum += 100; });
+    });
+    EXPECT_EQ(sum.load(), 828U);
+    gate.run(0);
+    holder.join();
+}
+
+TEST(WinPool, WorkThatCannotBeCreated) {
+    static int left;
+    const WinPoolFramework::CreateWork create = [](void (*run)(void*),
+                                                   void* argument) noexcept -> os::PoolWork* {
+        return left-- > 0 ? os::create_pool_work(run, argument) : nullptr;
+    };
+    WinPoolFramework framework(64, create);
+    const std::string text =
+        "ResourceAcquisitionFailedException|CreateThreadpoolWork()|Unable to create thread pool work.";
+    Recorder recorder(10);
+    left = 3;
+    EXPECT_EQ(message_of([&] { framework.run_in_parallel(recorder, 0, 10); }), text);
+    recorder.expect_once(0, 3);  // what was started has finished
+    left = 0;
+    EXPECT_EQ(message_of([&] { framework.run_in_parallel(recorder, recorder); }), text);
+    left = 100;
+    Recorder again(10);
+    framework.run_in_parallel(again, 0, 10);
+    again.expect_once(0, 10);
+}
+
+TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
+    CppAsyncFramework framework(std::launch::deferred, 64);
+    Recorder recorder(20);
+    framework.run_in_parallel(recorder, 0, 20);
+    recorder.expect_once(0, 20);
+    EXPECT_EQ(recorder.in_caller_.size(), 20U);
+    EXPECT_EQ(recorder.order_.front(), 19U);  // the caller's share, then from the last to the first
+    EXPECT_EQ(recorder.order_[1], 18U);
+    EXPECT_EQ(recorder.order_.back(), 0U);
+    struct Thrower final : BasicAction {
+        void run(u64 index) override {
+            if (index == 3) throw InvalidParametersException("", "three");
+        }
+    } thrower;
+    EXPECT_EQ(message_of([&] { framework.run_in_parallel(thrower, 0, 10); }),
+              "InvalidParametersException||three");
+    EXPECT_EQ(CppAsyncConfig().policy(), std::launch::async);
+}
+
+TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
+    static std::string given;
+    static int status;
+    const CilkRuntime refusing{[](const char* name, const char* value) {
+                                   given = std::string(name) + "=" + value;
+                                   return status;
+                               },
+                               nullptr, [] {}, false};
+    const std::string text =
+        "ResourceAcquisitionFailedException||__cilkrts_set_param() returned a failure. "
+        "Unable to set # of Cilk threads.";
+    for (status = 1; status < 5; status++) {
+        EXPECT_EQ(message_of([&] { CilkFramework(12, refusing); }), text);
+        EXPECT_EQ(given, "nworkers=12");
+    }
+    status = 0;
+    EXPECT_EQ(message_of([&] { CilkFramework(65536, refusing); }), "nothing thrown");
+    EXPECT_EQ(given, "nworkers=65536");
+    // One process, one run-time.
+    const CilkRuntime own = CilkRuntime::load({});
+    const CilkFramework two(2, own);
+    Recorder recorder(10);
+    CilkFramework(2, own).run_in_parallel(recorder, 0, 10);
+    recorder.expect_once(0, 10);
+    EXPECT_EQ(message_of([&] { CilkFramework(3, own); }), text);
+}
+
+TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
+    for (const u64 n : {4, 2, 9}) {
+        CilkFramework framework(n, CilkRuntime::load({}));
+        Meeting all(n);
+        framework.run_in_parallel(all, 0, n);
+        EXPECT_EQ(all.missing, 0U);
+    }
+}
+
+TEST(Cilk, AGenuineLibraryIsPreferred) {
+    const char* const names[] = {"no-such-library.so", KALVOR_FAKE_CILK};
+    const CilkRuntime genuine = CilkRuntime::load(names);
+    ASSERT_TRUE(genuine.genuine);
+    CilkFramework framework(5, genuine);
+    Recorder recorder(10);
+    framework.run_in_parallel(recorder, 3, 10);
+    recorder.expect_once(3, 10);
+    // The fake runs its loops from the end, one by one.
+    EXPECT_EQ(recorder.order_, (std::vector<u64>{9, 8, 7, 6, 5, 4, 3}));
+    Recorder a(1), b(1);
+    framework.run_in_parallel(a, b);
+    a.expect_once(0, 1);
+    b.expect_once(0, 1);
+    EXPECT_FALSE(CilkRuntime::load(std::span(names, 1)).genuine);
+}
+
+#ifdef KALVOR_HAVE_TBB
+TEST(Tbb, WithoutALoopARangeIsBisected) {
+    // One thread runs the halves one after the other; group.run() puts the newest on top.
+    const tbb::global_control one_thread(tbb::global_control::max_allowed_parallelism, 1);
+    TbbFramework framework(TbbFramework::ForkJoin2::parallel_invoke, TbbFramework::ParallelFor::disabled);
+    Recorder recorder(15);
+    framework.run_in_parallel(recorder, 10, 15);
+    recorder.expect_once(10, 15);
+    // Each half is finished before the other begins, down to single indices: [10, 12) [12, 15), [12, 13) [13,
+    // 15).
+    const auto position = [&](u64 index) {
+        return std::find(recorder.order_.begin(), recorder.order_.end(), index) - recorder.order_.begin();
+    };
+    EXPECT_EQ(std::abs(position(10) - position(11)), 1);
+    EXPECT_EQ(std::abs(position(13) - position(14)), 1);
+    EXPECT_TRUE(position(12) != 0 || std::min(position(13), position(14)) == 1);
+    EXPECT_TRUE(std::max(position(10), position(11)) == 1 || std::min(position(10), position(11)) == 3);
+}
+
+TEST(Tbb, AModeThatIsNone) {
+    TbbFramework framework(TbbFramework::ForkJoin2::task_group, static_cast<TbbFramework::ParallelFor>(4));
+    Nothing nothing;
+    EXPECT_EQ(message_of([&] { framework.run_in_parallel(nothing, 0, 5); }),
+              "InvalidParametersException|TBB::run_in_parallel|Invalid parallel_for() partitioner.");
+}
+#endif
