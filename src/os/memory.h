@@ -26,6 +26,9 @@ OsError unmap_memory(void* base, u64 bytes);
 // hint: there is nothing to report.
 void advise_large_pages(void* pointer, u64 bytes);
 
+// The opposite: pages of the usual size, so that each can be placed for itself.
+void advise_small_pages(void* pointer, u64 bytes);
+
 // Keeps the pages of the range in memory. On failure nothing of the range counts as locked.
 OsError lock_memory(void* pointer, u64 bytes);
 // Raises the process's limit on locked memory as far as it may.

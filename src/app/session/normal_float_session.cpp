@@ -80,6 +80,7 @@ void NormalFloatSessionB::print_header() {
 void NormalFloatSessionB::allocate(Regions& regions) {
     const ParallelContext parallel{framework_.get(), settings_.parallelism.task_decomposition};
     settings_.allocator->acquire_permissions();
+    bool errors = false;
     auto phase = [&](const char* progress, const char* label, const char* event, u64 bytes,
                      trel::HeapAllocation& heap, auto&& build) {
         {
@@ -92,6 +93,10 @@ void NormalFloatSessionB::allocate(Regions& regions) {
         const std::string size = Console::format_bytes(bytes);
         status_->Status_ColoredLine({{'w', label}, {'Y', heap.region ? size + ", " + heap.summary : size}});
         log_.add(wall_.seconds(), event);
+        for (const std::string& warning : heap.warnings) {
+            log_.add(wall_.seconds(), "Allocation Error: " + warning);
+            errors = true;
+        }
     };
     phase("Working Memory...  ", "Working Memory: ", "Working Memory", memory_.working_memory,
           regions.working, [] {});
@@ -100,6 +105,11 @@ void NormalFloatSessionB::allocate(Regions& regions) {
               regions.tables = std::make_unique<trel::TransformTables>(max_product_words_,
                                                                        regions.twiddles.buffer(), parallel);
           });
+    if (errors) {
+        status_->Status_ColoredLine(
+            {{'R', "Memory allocation errors detected. Possible performance degradation."}});
+        status_->Status_ColoredLine({{'R', "Please see event log for details."}});
+    }
     status_->Status_Line("");
 }
 

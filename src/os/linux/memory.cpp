@@ -59,6 +59,10 @@ void advise_large_pages(void* pointer, u64 bytes) {
     if (first < last) (void)madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
 
+void advise_small_pages(void* pointer, u64 bytes) {
+    (void)madvise(pointer, bytes, MADV_NOHUGEPAGE);
+}
+
 OsError lock_memory(void* pointer, u64 bytes) {
     if (mlock(pointer, bytes) == 0) return {};
     const int error = errno;

@@ -7,7 +7,7 @@ namespace trel {
 
 HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context,
                              u64 alignment_log2, u64 bytes) {
-    if (bytes == 0) return {nullptr, Console::format_bytes(0)};
+    if (bytes == 0) return {nullptr, Console::format_bytes(0), {}};
     u64 allocated = bytes;
     HeapAllocation heap;
     heap.region = config.allocate(context, alignment_log2, allocated);
@@ -20,6 +20,7 @@ HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContex
         Console::fatal_exit(1);
     }
     const MemoryStats* stats = heap.region->stats();
+    heap.warnings = heap.region->warnings();
     heap.summary = stats ? memory_stats_text(*stats) : Console::format_bytes(heap.region->size());
     return heap;
 }

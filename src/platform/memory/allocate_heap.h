@@ -12,6 +12,7 @@ namespace trel {
 struct HeapAllocation {
     std::unique_ptr<LargeAllocation> region;  // null for 0 bytes
     std::string summary;                      // kind of pages, or the size where that is unknown
+    std::vector<std::string> warnings;        // what went wrong and was worked around
 
     AlignedBufferC buffer() const {
         return region ? AlignedBufferC(region->pointer(), region->size()) : AlignedBufferC();

@@ -4,6 +4,7 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
@@ -51,10 +52,23 @@ std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node)
 Config::Object allocator_to_config(const AllocatorConfig& config) {
     Config::Object object;
     object.add_string("Allocator", config.name());
-    const Config::Object own = config.to_config();
-    for (const auto& entry : own.entries())
-        object.add_node(entry->key, entry->value->clone(), entry->comment);
+    merge(object, config.to_config());
     return object;
+}
+
+Config::Object AllocatorConfig::to_selector() const {
+    Config::Object object;
+    add_selector(object, "Allocator", name(), display_name());
+    add_selectors(object);
+    return object;
+}
+
+std::unique_ptr<AllocatorConfig> select_allocator_menu() {
+    const std::vector<std::string> names = allocator_names();
+    std::vector<std::string> display_names;
+    for (const std::string& name : names) display_names.push_back(find_allocator_type(name).display_name());
+    return make_default_allocator_config(
+        names[select_from_list("Select a Memory Allocator:", display_names)]);
 }
 
 std::vector<std::string> allocator_names() {

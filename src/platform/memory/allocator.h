@@ -26,6 +26,8 @@ class LargeAllocation {
     u64 size() const { return bytes_; }
     // May be null.
     const MemoryStats* stats() const { return stats_.get(); }
+    // What went wrong and was worked around, one sentence each.
+    const std::vector<std::string>& warnings() const { return warnings_; }
 
   protected:
     LargeAllocation() = default;
@@ -33,6 +35,7 @@ class LargeAllocation {
     void* pointer_ = nullptr;
     u64 bytes_ = 0;
     std::unique_ptr<MemoryStats> stats_;
+    std::vector<std::string> warnings_;
 };
 
 // A chosen allocator and its settings.
@@ -48,9 +51,18 @@ class AllocatorConfig {
     // is raised to whole pages. On failure the result's pointer is null.
     virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const = 0;
-    // The kind's own settings, without its name.
-    virtual Config::Object to_config() const = 0;
     virtual std::unique_ptr<AllocatorConfig> clone() const = 0;
+    // The allocator's own keys, as they are saved.
+    virtual Config::Object to_config() const = 0;
+    // {"Allocator" and each setting : {"Value", "DisplayText"}} for a remote user interface.
+    Config::Object to_selector() const;
+    // The numbered lines of the allocator menu; returns the number after the last one.
+    virtual u64 print(u64 first_line_number) const { return first_line_number; }
+    // Changes the setting of one of these lines; the first is 0. Others are ignored.
+    virtual void edit(u64 /*line*/) {}
+
+  protected:
+    virtual void add_selectors(Config::Object& /*object*/) const {}
 };
 
 // One kind of allocator; a stateless object of static lifetime.
@@ -58,9 +70,23 @@ class AllocatorType {
   public:
     virtual ~AllocatorType();
     virtual std::string display_name() const = 0;
-    // Reads the kind's own settings; all are required.
+    // Reads the allocator's own keys; other keys of the object are not looked at. Throws the errors of the
+    // getters and InvalidParametersException.
     virtual std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const = 0;
     virtual std::unique_ptr<AllocatorConfig> make_default_config() const = 0;
+};
+
+// The type of an allocator whose configuration is the class given.
+template <class Settings>
+class AllocatorTypeOf final : public AllocatorType {
+  public:
+    std::string display_name() const override { return Settings::kDisplayName; }
+    std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const override {
+        return std::make_unique<Settings>(object);
+    }
+    std::unique_ptr<AllocatorConfig> make_default_config() const override {
+        return std::make_unique<Settings>();
+    }
 };
 
 // A name that is already there is fatal: "Duplicate Allocator Type", exit code 1.
@@ -72,15 +98,19 @@ struct AllocatorRegistration {
 };
 
 inline constexpr const char* kDefaultAllocator = "mmap";
+// Labels of the settings of an allocator are padded to this.
+inline constexpr u64 kAllocatorLabelWidth = 28;
 
 // Throws InvalidParametersException "Invalid Memory Allocator: " + name.
 const AllocatorType& find_allocator_type(std::string_view name);
 std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name);
-
-// From {"Allocator" : name, the kind's own keys} and back. Throws as above, and what is missing or of the
-// wrong type: an object is expected as "Memory Allocator".
+// Takes the allocator that "Allocator" names and reads its keys from the same object; type errors name
+// "Memory Allocator".
 std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node);
+// "Allocator" and the allocator's own keys.
 Config::Object allocator_to_config(const AllocatorConfig& config);
+// Lists the allocators, asks for one and returns its defaults.
+std::unique_ptr<AllocatorConfig> select_allocator_menu();
 
 // The registered names in menu order.
 std::vector<std::string> allocator_names();

@@ -27,6 +27,9 @@ std::string OptionalFlag::word() const {
 std::string OptionalFlag::display_text() const {
     return mode_of(mode, "OptionalFlagConfig").display;
 }
+std::string OptionalFlag::selector_text() const {
+    return mode_of(mode, "OptionalFlagSelector").display;
+}
 char OptionalFlag::color() const {
     return mode_of(mode, "OptionalFlagConfig").color;
 }

@@ -25,6 +25,10 @@ struct OptionalFlag {
     std::string display_text() const;
     // 'R', 'Y', 'G'
     char color() const;
+    // The same text for selectors.
+    std::string selector_text() const;
+    // To the next mode.
+    void advance() { mode = (mode + 1) % 3; }
 };
 
 }  // namespace trel

@@ -35,8 +35,8 @@ bool acquire_lock_privilege() {
     return held;
 }
 
-bool acquire_lock_privilege_or_warn() {
-    if (acquire_lock_privilege()) return true;
+bool acquire_lock_privilege_or_warn(const std::function<bool()>& acquire) {
+    if (acquire()) return true;
     Console::error_line(
         "Unable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
         "Large pages and page locking may not be possible.\n\n"

@@ -1,6 +1,8 @@
 // Keeping pages in memory, within whatever limit the system sets.
 #pragma once
 
+#include <functional>
+
 #include "os/error.h"
 #include "os/types.h"
 
@@ -9,12 +11,12 @@ namespace trel {
 // Acquires the right to lock memory and to use large pages, once per process; prints nothing.
 bool acquire_lock_privilege();
 // The same, with the warning that belongs to a missing right.
-bool acquire_lock_privilege_or_warn();
+bool acquire_lock_privilege_or_warn(const std::function<bool()>& acquire);
 
 // The system calls behind lock_region(); tests bring their own.
 struct LockingCalls {
-    os::OsError (*lock)(void* pointer, u64 bytes);
-    os::OsError (*raise_limit)();
+    std::function<os::OsError(void* pointer, u64 bytes)> lock;
+    std::function<os::OsError()> raise_limit;
 };
 
 // Locks as much of the region as the limit allows: a range that does not fit is halved, down to 1 MiB.

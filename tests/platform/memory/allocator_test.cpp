@@ -85,7 +85,7 @@ TEST(MemoryStats, Text) {
 }
 
 TEST(AllocatorRegistry, NamesAndTexts) {
-    EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap"}));
+    EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap", "interleave"}));
     EXPECT_EQ(make_default_allocator_config("malloc")->display_name(), "C malloc()");
     EXPECT_EQ(make_default_allocator_config("mmap")->display_name(), "WinAPI VirtualAlloc()");
     EXPECT_EQ(find_allocator_type("mmap").display_name(), "WinAPI VirtualAlloc()");

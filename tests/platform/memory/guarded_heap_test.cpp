@@ -129,7 +129,8 @@ TEST(AlignedBuffer, Refusals) {
               "AlignedBufferC::AlignedBufferC()|Pointer is misaligned.");
     AlignedBufferC large(memory.get(), 4096);
     EXPECT_EQ(message_of([&] { large.spawn(100); }), "AlignedBufferC::spawn()|Size is misaligned.");
-    EXPECT_EQ(message_of([&] { large.spawn_words(12); }), "AlignedBufferC::spawn_words()|Size is misaligned.");
+    EXPECT_EQ(message_of([&] { large.spawn_words(12); }),
+              "AlignedBufferC::spawn_words()|Size is misaligned.");
     EXPECT_EQ(large.size(), 4096U);
     AlignedBufferC small(memory.get(), 64);
     try {

@@ -1,0 +1,127 @@
+#include "os/numa.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+#include "os/cpu.h"
+#include "os/linux/errno_error.h"
+#include "os/memory_status.h"
+
+namespace trel::os {
+namespace {
+
+constexpr int kPolicyDefault = 0;    // MPOL_DEFAULT
+constexpr int kPolicyPreferred = 1;  // MPOL_PREFERRED
+constexpr u64 kNodeBits = 1024;
+
+std::string node_folder(const std::string& root) {
+    return root + "/sys/devices/system/node";
+}
+
+bool has_nodes(const std::string& root) {
+    std::error_code error;
+    return std::filesystem::exists(node_folder(root) + "/online", error);
+}
+
+// "0-3,8" as numbers; nothing for a text of another form.
+std::optional<std::vector<u32>> parse_list(const std::string& path) {
+    std::ifstream file(path);
+    std::string text;
+    if (!file) return std::nullopt;
+    std::getline(file, text);
+    std::vector<u32> numbers;
+    std::istringstream parts(text);
+    std::string part;
+    while (std::getline(parts, part, ',')) {
+        std::istringstream range(part);
+        u32 first = 0, last = 0;
+        char dash = 0;
+        if (!(range >> first)) return std::nullopt;
+        if (!(range >> dash)) {
+            last = first;
+        } else if (dash != '-' || !(range >> last) || last < first) {
+            return std::nullopt;
+        }
+        for (u64 i = first; i <= last; i++) numbers.push_back(static_cast<u32>(i));
+    }
+    return numbers;
+}
+
+}  // namespace
+
+OsError highest_numa_node(u32& node, const std::string& root) {
+    node = 0;
+    if (!has_nodes(root)) return {};
+    const auto nodes = parse_list(node_folder(root) + "/online");
+    if (!nodes || nodes->empty()) return error_of(EINVAL);
+    node = *std::max_element(nodes->begin(), nodes->end());
+    return {};
+}
+
+OsError numa_node_processors(u32 node, std::vector<u32>& processors, const std::string& root) {
+    processors.clear();
+    if (!has_nodes(root)) {
+        if (node != 0) return error_of(EINVAL);
+        processors = active_processors();
+        return {};
+    }
+    const auto listed = parse_list(node_folder(root) + "/node" + std::to_string(node) + "/cpulist");
+    if (!listed) return error_of(ENOENT);
+    processors = *listed;
+    // Another machine's processors, where tests play one, are all of this process.
+    if (!root.empty()) return {};
+    const std::vector<u32>& active = active_processors();
+    std::erase_if(processors, [&](u32 p) { return !std::binary_search(active.begin(), active.end(), p); });
+    return {};
+}
+
+OsError numa_node_available_memory(u32 node, u64& bytes, const std::string& root) {
+    bytes = 0;
+    if (!has_nodes(root)) {
+        if (node != 0) return error_of(EINVAL);
+        bytes = memory_status(root).available_physical;
+        return {};
+    }
+    // "Node 0 MemFree:  123 kB"
+    std::ifstream file(node_folder(root) + "/node" + std::to_string(node) + "/meminfo");
+    std::string line;
+    while (std::getline(file, line)) {
+        std::istringstream words(line);
+        std::string title, number, key;
+        if (words >> title >> number >> key && key == "MemFree:" && words >> bytes) {
+            bytes <<= 10;
+            return {};
+        }
+    }
+    bytes = 0;
+    return error_of(ENOENT);
+}
+
+OsError prefer_numa_node(u32 node) {
+    unsigned long mask[kNodeBits / (8 * sizeof(unsigned long))] = {};
+    constexpr u64 kBits = 8 * sizeof(unsigned long);
+    if (node >= kNodeBits) return error_of(EINVAL);
+    mask[node / kBits] = 1UL << (node % kBits);
+    if (syscall(SYS_set_mempolicy, kPolicyPreferred, mask, kNodeBits + 1) != 0) return error_of(errno);
+    return {};
+}
+
+OsError prefer_no_numa_node() {
+    if (syscall(SYS_set_mempolicy, kPolicyDefault, nullptr, 0) != 0) return error_of(errno);
+    return {};
+}
+
+OsError numa_nodes_of_pages(void* const* pages, u64 n, i32* nodes) {
+    // Without target nodes nothing moves and the nodes are told.
+    if (syscall(SYS_move_pages, 0, n, pages, nullptr, nodes, 0) < 0) return error_of(errno);
+    return {};
+}
+
+}  // namespace trel::os

@@ -1,0 +1,77 @@
+#include "platform/memory/numa_map.h"
+
+#include <algorithm>
+
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+std::string width_2(u32 number) {
+    const std::string text = std::to_string(number);
+    return text.size() < 2 ? " " + text : text;
+}
+
+}  // namespace
+
+std::string core_list_text(const std::vector<u64>& cores) {
+    std::string text;
+    for (u64 i = 0; i < cores.size();) {
+        u64 last = i;
+        while (last + 1 < cores.size() && cores[last + 1] == cores[last] + 1) last++;
+        if (!text.empty()) text += ",";
+        text += std::to_string(cores[i]);
+        if (last > i) text += "-" + std::to_string(cores[last]);
+        i = last + 1;
+    }
+    return text;
+}
+
+NumaMap::NumaMap(const MemoryCalls& calls) {
+    Console::print_line("Parsing NUMA -> Core Mappings...");
+    u32 highest = 0;
+    if (const os::OsError error = calls.highest_node(highest)) {
+        Console::print_line("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(error.code),
+                            'R');
+        Console::fatal_exit(1);
+    }
+    const std::vector<u32> all = calls.processors();
+    for (u64 n = 0; n <= highest; n++) {
+        const u32 number = static_cast<u32>(n);
+        std::vector<u32> processors;
+        if (calls.node_processors(number, processors) || processors.empty()) continue;
+        Node& node = nodes_[number];
+        node.processors = processors;
+        for (const u32 processor : processors) {
+            const auto found = std::lower_bound(all.begin(), all.end(), processor);
+            if (found == all.end() || *found != processor) {
+                Console::print_line("Warning: Skipping invalid KAFFINITY mask.", 'R');
+                Console::set_color('w');
+                continue;
+            }
+            const u64 core = static_cast<u64>(found - all.begin());
+            node.cores.push_back(core);
+            node_of_core_[core] = number;
+        }
+        std::sort(node.cores.begin(), node.cores.end());
+    }
+    for (const auto& [number, node] : nodes_) {
+        Console::print_line("    Node " + width_2(number) + ":  " + core_list_text(node.cores));
+    }
+}
+
+u32 NumaMap::core_to_node(u64 core) const {
+    const auto found = node_of_core_.find(core);
+    if (found == node_of_core_.end()) {
+        throw InvalidParametersException("core_to_node()", "Invalid core id: " + std::to_string(core));
+    }
+    return found->second;
+}
+
+const NumaMap& NumaMap::of_this_machine() {
+    static const NumaMap& map = *new NumaMap(MemoryCalls::of_this_machine());
+    return map;
+}
+
+}  // namespace trel

@@ -1,0 +1,38 @@
+// Which logical cores belong to which memory node.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "os/types.h"
+#include "platform/memory/memory_calls.h"
+
+namespace trel {
+
+class NumaMap {
+  public:
+    struct Node {
+        std::vector<u32> processors;  // by the system's numbers: what a thread is bound to
+        std::vector<u64> cores;       // by the program's numbers, ascending
+    };
+
+    // Asks the system and prints what it finds. Ends the process when the system has no answer.
+    explicit NumaMap(const MemoryCalls& calls);
+
+    const std::map<u32, Node>& nodes() const { return nodes_; }
+    // Throws InvalidParametersException("core_to_node()", "Invalid core id: ...").
+    u32 core_to_node(u64 core) const;
+
+    // Of this machine; built, and printed, by the first who asks.
+    static const NumaMap& of_this_machine();
+
+  private:
+    std::map<u32, Node> nodes_;
+    std::map<u64, u32> node_of_core_;
+};
+
+// "0-3,8"
+std::string core_list_text(const std::vector<u64>& cores);
+
+}  // namespace trel

@@ -1,0 +1,47 @@
+#include "platform/memory/page_region.h"
+
+#include <cstdint>
+
+#include "platform/memory/page_locking.h"
+
+namespace trel {
+
+u64 round_up_to(u64 n, u64 power) {
+    return n > ~u64(0) - (power - 1) ? 0 : (n + power - 1) & ~(power - 1);
+}
+
+bool PageRegion::map(u64 mapped, u64 alignment, u64 bytes, bool large_pages) {
+    const os::MappedMemory memory = calls_.map(mapped, large_pages);
+    if (!memory.base) return false;
+    base_ = memory.base;
+    mapped_ = memory.bytes;
+    const u64 address = reinterpret_cast<std::uintptr_t>(base_);
+    pointer_ = static_cast<char*>(base_) + (round_up_to(address, alignment) - address);
+    bytes_ = bytes;
+    stats_ = std::make_unique<MemoryStats>();
+    stats_->total_bytes = bytes;
+    return true;
+}
+
+void PageRegion::release() {
+    // Cannot fail for a mapping of ours; nothing could be done about it either.
+    if (base_) (void)calls_.unmap(base_, mapped_);
+    base_ = pointer_ = nullptr;
+    mapped_ = bytes_ = 0;
+    stats_.reset();
+}
+
+bool PageRegion::lock(const OptionalFlag& flag) {
+    if (flag.mode == OptionalFlag::kDisabled) return true;
+    (void)calls_.acquire_lock_privilege();
+    const u64 locked = lock_region(pointer_, bytes_, LockingCalls{calls_.lock, calls_.raise_lock_limit});
+    if (locked < bytes_ && flag.mode == OptionalFlag::kForced) return false;
+    stats_->locked_bytes = locked;
+    return true;
+}
+
+void PageRegion::add_warnings(const std::vector<std::string>& warnings) {
+    warnings_.insert(warnings_.end(), warnings.begin(), warnings.end());
+}
+
+}  // namespace trel

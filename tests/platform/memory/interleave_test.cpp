@@ -1,0 +1,549 @@
+// Memory nodes: the map, the allocator that spreads pages over them, where pages are found.
+#include "platform/memory/interleave_allocator.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+
+#include "base/config/parser.h"
+#include "base/console/console.h"
+#include "base/errors/exceptions.h"
+#include "os/cpu.h"
+#include "os/numa.h"
+#include "platform/memory/fake_machine.h"
+#include "platform/memory/malloc_allocator.h"
+#include "platform/memory/mmap_allocator.h"
+#include "platform/memory/node_workers.h"
+#include "platform/memory/placement.h"
+#include "platform/parallel/framework_registry.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+using namespace trel;
+
+namespace {
+
+template <class F>
+std::string message_of(F f) {
+    try {
+        f();
+    } catch (const InvalidParametersException& e) {
+        return e.function + "|" + e.message;
+    }
+    return "nothing thrown";
+}
+
+// Two nodes of two processors, as the system numbers them: 0 and 1, 4 and 6.
+void make_two_nodes(FakeMachine& machine) {
+    machine.nodes = {{0, {{0, 1}}}, {1, {{4, 6}}}};
+    machine.all_processors = {0, 1, 4, 6};
+}
+
+// A machine with its map, workers and configuration.
+struct Rig {
+    explicit Rig(FakeMachine& machine)
+        : calls(machine.calls()), map(silent_map(calls)), config(calls, map, workers) {}
+
+    static NumaMap silent_map(const MemoryCalls& calls) {
+        CaptureConsole console;
+        return NumaMap(calls);
+    }
+
+    MemoryCalls calls;
+    NumaMap map;
+    NodeWorkers workers;
+    InterleaveConfig config;
+};
+
+// The instruction's definition, bit by bit: reflected polynomial 0x1EDC6F41, no inversions.
+u32 slow_crc32c(u64 data) {
+    u32 crc = 0;
+    for (int i = 0; i < 64; i++) {
+        const u32 bit = (crc ^ static_cast<u32>(data >> i)) & 1;
+        crc = crc >> 1 ^ (bit ? 0x82F63B78U : 0);
+    }
+    return crc;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+}  // namespace
+
+TEST(NumaMap, LinesAndLookUp) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    machine.nodes[12] = {{9, 10, 11, 20}};
+    machine.nodes[3] = {{}};  // only memory
+    machine.all_processors = {0, 1, 4, 6, 9, 10, 11};
+    const MemoryCalls calls = machine.calls();
+    CaptureConsole console;
+    const NumaMap map(calls);
+    EXPECT_EQ(console.take(),
+              "Parsing NUMA -> Core Mappings...\n"
+              "Warning: Skipping invalid KAFFINITY mask.\n"
+              "    Node  0:  0-1\n"
+              "    Node  1:  2-3\n"
+              "    Node 12:  4-6\n");
+    EXPECT_EQ(map.nodes().size(), 3U);
+    EXPECT_EQ(map.core_to_node(0), 0U);
+    EXPECT_EQ(map.core_to_node(3), 1U);
+    EXPECT_EQ(map.core_to_node(6), 12U);
+    EXPECT_EQ(message_of([&] { (void)map.core_to_node(7); }), "core_to_node()|Invalid core id: 7");
+    EXPECT_EQ(core_list_text({}), "");
+    EXPECT_EQ(core_list_text({0, 1, 2, 3, 8, 10, 11}), "0-3,8,10-11");
+}
+
+TEST(NumaMap, OfThisMachine) {
+    CaptureConsole console;
+    const NumaMap& map = NumaMap::of_this_machine();
+    ASSERT_FALSE(map.nodes().empty());
+    for (u64 core = 0; core < os::active_processor_count(); core++) {
+        const auto node = map.nodes().find(map.core_to_node(core));
+        ASSERT_NE(node, map.nodes().end());
+    }
+}
+
+TEST(NumaMapDeathTest, ASystemWithoutAnAnswer) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto ask = [] {
+        Console::set_pause_before_fatal_exit(false);
+        print_to_stderr();
+        FakeMachine machine;
+        machine.highest_error = 120;
+        const MemoryCalls calls = machine.calls();
+        const NumaMap map(calls);
+    };
+    EXPECT_EXIT(
+        ask(), ::testing::ExitedWithCode(1),
+        "^Parsing NUMA -> Core Mappings...\nFatal Error: GetNumaHighestNodeNumber\\(\\) failed: 120\n$");
+}
+
+TEST(OsNuma, ReadsTheSystemsFiles) {
+    ScratchFolder scratch;
+    const std::string root = scratch.file("root");
+    u32 highest = 7;
+    std::vector<u32> processors;
+    u64 bytes = 0;
+    // No folder: one node with everything.
+    EXPECT_FALSE(os::highest_numa_node(highest, root).failed());
+    EXPECT_EQ(highest, 0U);
+    EXPECT_FALSE(os::numa_node_processors(0, processors, root).failed());
+    EXPECT_EQ(processors, os::active_processors());
+    EXPECT_TRUE(os::numa_node_processors(1, processors, root).failed());
+    EXPECT_TRUE(os::numa_node_available_memory(1, bytes, root).failed());
+
+    const std::string folder = "root/sys/devices/system/node/";
+    std::filesystem::create_directories(scratch.file(folder + "node0"));
+    std::filesystem::create_directories(scratch.file(folder + "node3"));
+    std::filesystem::create_directories(scratch.file(folder + "node4"));
+    scratch.write(folder + "online", "0,3-4\n");
+    scratch.write(folder + "node0/cpulist", "0-2,8\n");
+    scratch.write(folder + "node3/cpulist", "\n");
+    scratch.write(folder + "node4/cpulist", "3-1\n");
+    scratch.write(folder + "node0/meminfo",
+                  "\nNode 0 MemTotal:       1000 kB\nNode 0 MemFree:         300 kB\n");
+    EXPECT_FALSE(os::highest_numa_node(highest, root).failed());
+    EXPECT_EQ(highest, 4U);
+    EXPECT_FALSE(os::numa_node_processors(0, processors, root).failed());
+    EXPECT_EQ(processors, (std::vector<u32>{0, 1, 2, 8}));
+    EXPECT_FALSE(os::numa_node_processors(3, processors, root).failed());
+    EXPECT_TRUE(processors.empty());
+    EXPECT_TRUE(os::numa_node_processors(4, processors, root).failed());
+    EXPECT_TRUE(os::numa_node_processors(1, processors, root).failed());
+    EXPECT_FALSE(os::numa_node_available_memory(0, bytes, root).failed());
+    EXPECT_EQ(bytes, 300U * 1024);
+    EXPECT_TRUE(os::numa_node_available_memory(3, bytes, root).failed());
+    scratch.write(folder + "online", "none\n");
+    EXPECT_TRUE(os::highest_numa_node(highest, root).failed());
+}
+
+TEST(Interleave, ChecksumOfAnAddress) {
+    for (const u64 a : {u64(0), u64(1), u64(4096), u64(0x7f0000001000), ~u64(0), u64(0x123456789abcdef0)}) {
+        EXPECT_EQ(crc32c_of_address(a), slow_crc32c(a)) << a;
+    }
+    EXPECT_EQ(crc32c_of_address(1), 0x493c7d27U);
+}
+
+TEST(Interleave, RoundRobinPagesAlternate) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    Rig rig(machine);
+    rig.config.hashed = false;
+    EXPECT_EQ(rig.config.nodes, (std::vector<u32>{0, 1}));
+    u64 size = 2001 * 4096 - 5;
+    const auto region = rig.config.allocate(serial_context(), 12, size);
+    ASSERT_NE(region->pointer(), nullptr);
+    EXPECT_EQ(size, 2001U * 4096);
+    char* const base = static_cast<char*>(region->pointer());
+    ASSERT_EQ(machine.pages.size(), 2001U);
+    for (u64 i = 0; i < 2001; i++) ASSERT_EQ(machine.pages.at(base + 4096 * i), i % 2) << i;
+    // Every page is filled with the pattern, from its own start.
+    for (u64 i = 0; i < 2001; i++) {
+        u32 words[2];
+        std::memcpy(words, base + 4096 * i, 8);
+        ASSERT_EQ(words[0], 0xC857661BU);
+        ASSERT_EQ(words[1], 0x9082F790U);
+    }
+    EXPECT_EQ(region->stats()->node_bytes.at(0), 1001U * 4096);
+    EXPECT_EQ(region->stats()->node_bytes.at(1), 1000U * 4096);
+    EXPECT_EQ(region->stats()->aimed_nodes, 2U);
+    EXPECT_EQ(memory_stats_text(*region->stats()), "locked, spread: 99%/2");
+    EXPECT_EQ(memory_nodes_text(*region->stats()), "node 0 (50%), 1 (49%)");
+    EXPECT_TRUE(region->warnings().empty());
+    EXPECT_EQ(machine.bound, (std::set<std::vector<u32>>{{0, 1}, {4, 6}}));
+}
+
+TEST(Interleave, HashedPagesGoByTheirAddress) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    Rig rig(machine);
+    rig.config.nodes = {1, 0, 1};  // node 1 twice
+    rig.config.locked_pages.set("disabled");
+    u64 size = 3000 * 4096;
+    const auto region = rig.config.allocate(serial_context(), 16, size);
+    ASSERT_NE(region->pointer(), nullptr);
+    EXPECT_EQ(reinterpret_cast<u64>(region->pointer()) % 65536, 0U);
+    ASSERT_EQ(machine.pages.size(), 3000U);
+    for (const auto& [page, node] : machine.pages) {
+        ASSERT_EQ(node, slow_crc32c(reinterpret_cast<u64>(page)) % 3 == 1 ? 0U : 1U);
+    }
+    EXPECT_GT(region->stats()->node_bytes.at(1), region->stats()->node_bytes.at(0));
+    EXPECT_EQ(region->stats()->aimed_nodes, 3U);
+    EXPECT_EQ(machine.locked, 0U);
+}
+
+TEST(Interleave, Warnings) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    machine.unbindable = {{4, 6}};
+    machine.full_nodes = {1};
+    Rig rig(machine);
+    rig.config.hashed = false;
+    rig.config.nodes = {1, 7};  // node 7 does not exist
+    machine.moved = {{7, 3}};
+    u64 size = 10 * 4096;
+    const auto region = rig.config.allocate(serial_context(), 12, size);
+    ASSERT_NE(region->pointer(), nullptr);
+    std::vector<std::string> warnings = region->warnings();
+    std::sort(warnings.begin(), warnings.end());
+    EXPECT_EQ(joined(warnings),
+              "5 pages intended for node 1 landed on node 0 instead.\n"
+              "5 pages intended for node 7 landed on node 3 instead.\n"
+              "Thread 0 VirtualAllocExNuma() error 12, count = 5.\n"
+              "Thread 0 failed to bind to node 1.\n"
+              "Thread 1 failed to bind to node 7.\n");
+    machine.query_error = 38;
+    const auto other = rig.config.allocate(serial_context(), 12, size);
+    ASSERT_NE(other->pointer(), nullptr);
+    warnings = other->warnings();
+    std::sort(warnings.begin(), warnings.end());
+    EXPECT_EQ(joined(warnings),
+              "Thread 0 QueryWorkingSetEx() error 38, count = 5.\n"
+              "Thread 0 VirtualAllocExNuma() error 12, count = 5.\n"
+              "Thread 0 failed to bind to node 1.\n"
+              "Thread 1 QueryWorkingSetEx() error 38, count = 5.\n"
+              "Thread 1 failed to bind to node 7.\n");
+    EXPECT_EQ(memory_stats_text(*other->stats()), "locked, spread: 0%/2");
+}
+
+TEST(Interleave, Failures) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    Rig rig(machine);
+    u64 size = 100 * 4096;
+    machine.full_nodes = {0, 1};
+    machine.refuses_commits = true;
+    auto region = rig.config.allocate(serial_context(), 12, size);
+    EXPECT_EQ(region->pointer(), nullptr);
+    EXPECT_FALSE(region->warnings().empty());
+    EXPECT_EQ(machine.mappings, 0U);
+    machine.full_nodes.clear();
+    machine.lockable = 4096;
+    rig.config.locked_pages.set("forced");
+    EXPECT_EQ(rig.config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    EXPECT_EQ(machine.mappings, 0U);
+    rig.config.locked_pages.set("attempt");
+    EXPECT_NE(rig.config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    machine.refuses_mappings = true;
+    EXPECT_EQ(rig.config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    size = ~u64(0) - 100;
+    EXPECT_EQ(rig.config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    EXPECT_EQ(size, ~u64(0) - 100);
+}
+
+TEST(Interleave, OnThisMachine) {
+    CaptureConsole console;
+    InterleaveConfig config;
+    for (const bool hashed : {false, true}) {
+        config.hashed = hashed;
+        u64 size = 3 << 20;
+        const auto region = config.allocate(serial_context(), 12, size);
+        ASSERT_NE(region->pointer(), nullptr) << joined(region->warnings());
+        for (u64 i = 0; i < size; i += 4096) {
+            u32 word;
+            std::memcpy(&word, static_cast<char*>(region->pointer()) + i, 4);
+            ASSERT_EQ(word, 0xC857661BU);
+        }
+        std::memset(region->pointer(), 0, size);
+    }
+}
+
+TEST(Interleave, DefaultNodes) {
+    FakeMachine machine;
+    machine.nodes = {{0, {{0}, 0}}, {2, {{1}, 5}}, {5, {{2}, 4096}}};
+    machine.all_processors = {0, 1, 2};
+    EXPECT_EQ(Rig(machine).config.nodes, (std::vector<u32>{2, 5}));
+    for (auto& [number, node] : machine.nodes) node.available = 0;
+    const MemoryCalls calls = machine.calls();
+    const NumaMap map = Rig::silent_map(calls);
+    NodeWorkers workers;
+    CaptureConsole console;
+    const InterleaveConfig config(calls, map, workers);
+    EXPECT_EQ(config.nodes, (std::vector<u32>{0, 2, 5}));
+    EXPECT_EQ(console.text(), "Unable to find any usable NUMA nodes. Will attempt to use all of them...\n");
+}
+
+TEST(Interleave, MenuAndSelector) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    Rig rig(machine);
+    InterleaveConfig& config = rig.config;
+    CaptureConsole console;
+    EXPECT_EQ(config.print(4), 7U);
+    EXPECT_EQ(console.take(),
+              "   4    NUMA nodes:             0, 1\n"
+              "   5    Page Mapping:           Hashed\n"
+              "   6    Lock Pages in Memory:   Attempt\n");
+    console.type({"1", "12abc", "1", "x"});
+    config.edit(0);
+    config.edit(1);
+    config.edit(2);
+    EXPECT_EQ(console.take(),
+              "\n\nEnter NUMA node #'s one-by-one. Enter nothing to stop.\n"
+              "    - Duplicating nodes allow for imbalanced interleaving.\n"
+              "    - Non-existant nodes simply won't bind.\n"
+              "Node #Node #Node #Node #");
+    config.print(1);
+    EXPECT_EQ(console.take(),
+              "   1    NUMA nodes:             1, 12, 1\n"
+              "   2    Page Mapping:           Round-Robin\n"
+              "   3    Lock Pages in Memory:   Forced\n");
+    EXPECT_EQ(
+        allocator_to_config(config).to_acfg(),
+        "{\r\n    Allocator : \"interleave\"\r\n    Hashed : \"false\"\r\n    LockedPages : \"forced\"\r\n"
+        "    Nodes : [1 12 1]\r\n}\r\n");
+    std::string selector;
+    for (const char c : config.to_selector().to_json()) {
+        if (c != '\r' && c != '\n' && c != ' ') selector += c;
+    }
+    EXPECT_EQ(selector,
+              "{\"Allocator\":{\"Value\":\"interleave\",\"DisplayText\":\"NodeInterleaving\"},"
+              "\"Hashed\":{\"Value\":\"false\",\"DisplayText\":\"Round-Robin\"},"
+              "\"LockedPages\":{\"Value\":\"forced\",\"DisplayText\":\"Forced\"},"
+              "\"Nodes\":{\"Value\":[1,12,1],\"DisplayText\":\"1,12,1\"}}");
+    console.type({""});
+    config.edit(0);
+    EXPECT_EQ(config.nodes, (std::vector<u32>{0, 1}));
+    console.take();
+    machine.nodes.erase(1);
+    Rig one(machine);
+    one.config.print(1);
+    EXPECT_EQ(console.take().substr(0, 80),
+              "        (This allocator is useful only when there are multiple NUMA nodes.)\n   1");
+    const auto clone = config.clone();
+    EXPECT_EQ(allocator_to_config(*clone).to_acfg(), allocator_to_config(config).to_acfg());
+}
+
+TEST(Interleave, Permissions) {
+    FakeMachine machine;
+    machine.privilege = false;
+    Rig rig(machine);
+    CaptureConsole console;
+    rig.config.locked_pages.set("disabled");
+    EXPECT_TRUE(rig.config.acquire_permissions());
+    EXPECT_EQ(console.take(), "");
+    rig.config.locked_pages.set("attempt");
+    EXPECT_FALSE(rig.config.acquire_permissions());
+    EXPECT_EQ(console.take(),
+              "\nUnable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
+              "Large pages and page locking may not be possible.\n\n"
+              "Expect larger performance penalties from Meltdown mitigation.\n\n");
+}
+
+TEST(Placement, PagesAreCountedByNode) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    machine.nodes[4] = {{7}};
+    const MemoryCalls calls = machine.calls();
+    const auto framework = make_default_framework_config("spawn")->make_framework();
+    alignas(4096) static char memory[40 * 4096];
+    for (u64 i = 0; i < 40; i++) {
+        if (i != 7) machine.pages[memory + 4096 * i] = i < 30 ? 1 : 4;
+    }
+    for (const u64 tds : {1, 7, 8, 64, 1000}) {
+        MemoryStats stats;
+        stats.total_bytes = 39 * 4096 + 100;
+        measure_placement(calls, ParallelContext{framework.get(), tds}, memory, stats.total_bytes, stats);
+        EXPECT_EQ(stats.node_bytes.size(), 2U);
+        EXPECT_EQ(stats.node_bytes[1], 29U * 4096) << tds;
+        EXPECT_EQ(stats.node_bytes[4], 9U * 4096 + 100) << tds;
+        EXPECT_EQ(memory_stats_text(stats), "spread: ?");
+        EXPECT_EQ(memory_nodes_text(stats), "node 1 (74%), 4 (23%)");
+    }
+    // With one node there is nothing to ask.
+    machine.nodes = {{0, {{0}}}};
+    machine.queries = 0;
+    MemoryStats stats;
+    measure_placement(calls, serial_context(), memory, sizeof memory, stats);
+    EXPECT_EQ(stats.node_bytes[0], sizeof memory);
+    EXPECT_EQ(machine.queries, 0U);
+}
+
+TEST(Placement, MallocAndMmapTellTheirs) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    const MemoryCalls calls = machine.calls();
+    machine.query_error = 38;
+    u64 size = 1 << 20;
+    EXPECT_TRUE(MallocConfig(calls).allocate(serial_context(), 12, size)->stats()->node_bytes.empty());
+    EXPECT_TRUE(MmapConfig(calls).allocate(serial_context(), 12, size)->stats()->node_bytes.empty());
+    EXPECT_EQ(machine.queries, 2U);
+}
+
+TEST(Placement, Evenness) {
+    EXPECT_EQ(placement_evenness({{0, 5}}, 1), 1);
+    EXPECT_EQ(placement_evenness({}, 0), 1);
+    EXPECT_NEAR(placement_evenness({{0, 100}, {1, 100}}, 2), 1, 1e-12);
+    // One of two: m = 50, Q = 2500 (the empty node adds nothing), 1 - sqrt(2 * 2500) / 100.
+    EXPECT_NEAR(placement_evenness({{0, 100}}, 2), 1 - std::sqrt(5000.0) / 100, 1e-12);
+    EXPECT_NEAR(placement_evenness({{0, 60}, {3, 40}}, 2), 1 - std::sqrt(400.0) / 100, 1e-12);
+    EXPECT_EQ(placement_evenness({{0, 100}, {1, 0}}, 2), 0);
+    EXPECT_NEAR(placement_evenness({{0, 1}, {1, 1}, {2, 2}}, 3), 1 - std::sqrt(3 * (2.0 / 3) / 2) / 4, 1e-12);
+}
+
+TEST(MmapAllocator, LargePagesGranted) {
+    FakeMachine machine;
+    machine.grants_large_pages = true;
+    const MemoryCalls calls = machine.calls();
+    MmapConfig config(calls);
+    for (const char* mode : {"attempt", "forced"}) {
+        config.large_pages.set(mode);
+        u64 size = 5 << 20;
+        const auto region = config.allocate(serial_context(), 12, size);
+        ASSERT_NE(region->pointer(), nullptr);
+        EXPECT_EQ(size, u64(6) << 20);
+        EXPECT_EQ(reinterpret_cast<u64>(region->pointer()) % (u64(2) << 20), 0U);
+        EXPECT_EQ(memory_stats_text(*region->stats()), "2.00 MiB pages, spread: ?");
+        EXPECT_EQ(machine.locked, 0U);  // large pages are never locked
+    }
+    machine.grants_large_pages = false;
+    u64 size = 5 << 20;
+    EXPECT_EQ(config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    EXPECT_EQ(size, u64(5) << 20);
+    config.large_pages.set("attempt");
+    EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()), "locked, spread: ?");
+}
+
+TEST(MmapAllocator, Locks) {
+    FakeMachine machine;
+    const MemoryCalls calls = machine.calls();
+    MmapConfig config(calls);
+    u64 size = 8 << 20;
+    machine.lockable = 6 << 20;
+    EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()),
+              "75% locked, spread: ?");
+    config.locked_pages.set("forced");
+    machine.locked = 0;
+    EXPECT_EQ(config.allocate(serial_context(), 12, size)->pointer(), nullptr);
+    machine.lockable = 8 << 20;
+    machine.locked = 0;
+    EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()), "locked, spread: ?");
+    config.locked_pages.set("disabled");
+    machine.locked = 0;
+    EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()), "spread: ?");
+    EXPECT_EQ(machine.locked, 0U);
+    EXPECT_EQ(machine.mappings, 0U);
+}
+
+TEST(AllocatorSettings, SavedFormIsReadBack) {
+    CaptureConsole console;
+    const char* texts[] = {
+        "{\r\n    Allocator : \"malloc\"\r\n}\r\n",
+        "{\r\n    Allocator : \"mmap\"\r\n    LargePages : \"attempt\"\r\n    LockedPages : "
+        "\"attempt\"\r\n}\r\n",
+        "{\r\n    Allocator : \"mmap\"\r\n    LargePages : \"forced\"\r\n    LockedPages : "
+        "\"disabled\"\r\n}\r\n",
+        "{\r\n    Allocator : \"interleave\"\r\n    Hashed : \"true\"\r\n    LockedPages : \"disabled\"\r\n"
+        "    Nodes : [0 0 1]\r\n}\r\n",
+    };
+    for (const std::string text : texts) {
+        EXPECT_EQ(allocator_to_config(*make_allocator_config(*Config::parse_acfg(text))).to_acfg(), text);
+    }
+    EXPECT_EQ(allocator_to_config(*make_default_allocator_config("mmap")).to_acfg(), texts[1]);
+}
+
+TEST(AllocatorSettings, Refusals) {
+    CaptureConsole console;
+    const auto parse = [](const std::string& text) {
+        return message_of([&] { (void)make_allocator_config(*Config::parse_acfg(text)); });
+    };
+    EXPECT_EQ(parse("{ Allocator : \"calloc\" }"), "|Invalid Memory Allocator: calloc");
+    EXPECT_EQ(parse("{ Allocator : \"mmap\" LargePages : \"sometimes\" LockedPages : \"attempt\" }"),
+              "LargePages|Invalid Mode: sometimes");
+    EXPECT_EQ(parse("{ Allocator : \"mmap\" LargePages : \"attempt\" LockedPages : \"\" }"),
+              "LockedPages|Invalid Mode: ");
+    EXPECT_EQ(parse("{ Allocator : \"interleave\" Hashed : \"true\" LockedPages : \"forced\" Nodes : [] }"),
+              "|Node list cannot be empty.");
+    EXPECT_THROW((void)parse("{ Allocator : \"mmap\" LargePages : \"attempt\" }"), KeyNotFoundException);
+    EXPECT_THROW((void)parse("{ }"), KeyNotFoundException);
+    try {
+        (void)make_allocator_config(Config::Integer(1));
+        FAIL();
+    } catch (const ParseException& e) {
+        EXPECT_EQ(e.message, "Memory Allocator: Expected Object, got Integer.");
+    }
+}
+
+TEST(AllocatorMenus, MmapLinesAndSelection) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    MmapConfig config;
+    EXPECT_EQ(config.print(4), 6U);
+    EXPECT_EQ(console.take(),
+              "{w}   4    Large Pages:            {Y}Attempt{w}\n{w}   5    Lock Pages in Memory:   "
+              "{Y}Attempt{w}\n");
+    config.edit(0);
+    config.edit(1);
+    config.edit(1);
+    EXPECT_EQ(config.print(4), 6U);
+    EXPECT_EQ(console.take(),
+              "{w}   4    Large Pages:            {G}Forced{w}\n{w}   5    Lock Pages in Memory:   "
+              "{R}Disabled{w}\n");
+    console.type({"3", "1"});
+    EXPECT_EQ(select_allocator_menu()->name(), "mmap");
+    EXPECT_EQ(console.text().substr(0, 152),
+              "{P}Select a Memory Allocator:\n{w}   0    {T}C malloc()\n{w}   1    {T}WinAPI VirtualAlloc()\n"
+              "{w}   2    {T}Node Interleaving\n\n{w}option: {T}{w}option");
+}
+
+TEST(NodeWorkersDeathTest, ExceptionsEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [] {
+        Console::set_pause_before_fatal_exit(false);
+        print_to_stderr();
+        NodeWorkers workers;
+        os::JoinCounter join;
+        join.add(1);
+        workers.worker(3).push([] { throw InvalidParametersException("", "of the task"); }, join);
+        join.wait();
+    };
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
+                "of the task.*\nNodeAllocator: An exception was thrown from a task.\n$");
+}
