@@ -528,9 +528,9 @@ TEST(AllocatorMenus, MmapLinesAndSelection) {
               "{R}Disabled{w}\n");
     console.type({"3", "1"});
     EXPECT_EQ(select_allocator_menu()->name(), "mmap");
-    EXPECT_EQ(console.text().substr(0, 152),
+    EXPECT_EQ(console.text(),
               "{P}Select a Memory Allocator:\n{w}   0    {T}C malloc()\n{w}   1    {T}WinAPI VirtualAlloc()\n"
-              "{w}   2    {T}Node Interleaving\n\n{w}option: {T}{w}option");
+              "{w}   2    {T}Node Interleaving\n\n{w}option: {T}{w}option: {T}");
 }
 
 TEST(NodeWorkersDeathTest, ExceptionsEndTheProcess) {
