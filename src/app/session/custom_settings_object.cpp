@@ -8,9 +8,7 @@
 
 namespace kalvor {
 
-using trel::i64;
 using trel::InvalidParametersException;
-using trel::u64;
 using trel::Config::Object;
 
 namespace {
@@ -49,32 +47,18 @@ void check_mode(const std::string& mode) {
     throw InvalidParametersException("", "Invalid Mode: " + mode);
 }
 
-void load_parallelism(trel::ParallelismSettings& settings, const Object& object) {
-    constexpr const char* kContext = "Parallel Framework";
-    const i64 tasks = object.get_integer("TaskDecomposition", kContext);
-    trel::ParallelismSettings::check_task_decomposition(static_cast<u64>(tasks));
-    settings.task_decomposition = static_cast<u64>(tasks);
-    settings.framework =
-        trel::make_default_framework_config(object.get_string("Framework", kContext))->name();
-    if (settings.framework == "spawn") {
-        settings.max_sequential_dispatch =
-            static_cast<u64>(object.get_integer("MaxSequentialDispatch", kContext));
-    }
-    settings.make_config();  // checks the framework's own settings
-}
-
 }  // namespace
 
 CustomSettings load_custom_settings(const Object& object) {
-    object.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator",
-                       "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
+    object.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism",
+                       "Allocator", "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
     CustomSettings settings;
     load_constant(settings, object.get_object("Constant", "Custom Compute"));
     load_size(settings, object.get_object("ComputeSize", "Computation Size"));
     load_output(settings, object.get_object("Output", "Output Format"));
     settings.output_verify = object.get_bool("OutputVerify", "Custom Compute");
     check_mode(object.get_string("Mode"));
-    load_parallelism(settings.parallelism, object.get_object("Parallelism", "Parallel Framework"));
+    settings.parallelism = trel::ParallelismSettings::parse(object.get("Parallelism"));
     settings.allocator = trel::make_allocator_config(object.get("Allocator"));
     return settings;
 }

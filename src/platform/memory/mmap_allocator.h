@@ -22,7 +22,6 @@ class MmapConfig final : public AllocatorConfig {
     bool acquire_permissions() const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
-    Config::Object to_config() const override;
     std::unique_ptr<AllocatorConfig> clone() const override;
     Config::Object to_config() const override;
     u64 print(u64 first_line_number) const override;

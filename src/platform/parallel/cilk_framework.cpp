@@ -118,7 +118,7 @@ std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
 }
 
 CilkConfig::CilkConfig(const Config::Object& object) {
-    const i64 threads = object.get_integer(WorkerThreads::kKey);
+    const i64 threads = object.get_integer(WorkerThreads::kKey, "Parallel Framework");
     set_threads(threads < 0 ? 0 : static_cast<u64>(threads));
 }
 

@@ -60,7 +60,7 @@ std::unique_ptr<FrameworkConfig> CppAsyncConfig::clone() const {
 }
 
 CppAsyncConfig::CppAsyncConfig(const Config::Object& object)
-    : async_only(object.get_bool("AsyncOnly")), max_sequential_dispatch(object) {}
+    : async_only(object.get_bool("AsyncOnly", "Parallel Framework")), max_sequential_dispatch(object) {}
 
 Config::Object CppAsyncConfig::to_config() const {
     Config::Object object;

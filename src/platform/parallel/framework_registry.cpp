@@ -68,7 +68,7 @@ std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view 
 }
 
 std::unique_ptr<FrameworkConfig> make_framework_config(const Config::Object& object) {
-    return find_framework_type(object.get_string("Framework")).make_config(object);
+    return find_framework_type(object.get_string("Framework", "Parallel Framework")).make_config(object);
 }
 
 std::unique_ptr<FrameworkConfig> select_framework_menu() {

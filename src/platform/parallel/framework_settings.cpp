@@ -7,7 +7,7 @@
 namespace trel {
 
 MaxSequentialDispatch::MaxSequentialDispatch(const Config::Object& object) {
-    const i64 value = object.get_integer(kKey);
+    const i64 value = object.get_integer(kKey, "Parallel Framework");
     *this = MaxSequentialDispatch(value < 0 ? 0 : static_cast<u64>(value));
 }
 
@@ -41,7 +41,7 @@ void MaxSequentialDispatch::edit() {
 }
 
 WorkerThreads::WorkerThreads(const Config::Object& object) {
-    const i64 value = object.get_integer(kKey);
+    const i64 value = object.get_integer(kKey, "Parallel Framework");
     value_ = value < 0 ? 0 : static_cast<u64>(value);
 }
 

@@ -33,9 +33,10 @@ ParallelismSettings& ParallelismSettings::operator=(const ParallelismSettings& o
 }
 
 ParallelismSettings ParallelismSettings::parse(const Config::Node& node) {
-    const auto& object = node.as<Config::Object>("Parallel Framework");
+    constexpr const char* kContext = "Parallel Framework";
+    const auto& object = node.as<Config::Object>(kContext);
     ParallelismSettings settings;
-    const i64 tasks = object.get_integer("TaskDecomposition");
+    const i64 tasks = object.get_integer("TaskDecomposition", kContext);
     check_task_decomposition(tasks);
     settings.task_decomposition = static_cast<u64>(tasks);
     settings.framework = make_framework_config(object);

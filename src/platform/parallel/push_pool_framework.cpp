@@ -64,7 +64,9 @@ std::unique_ptr<FrameworkConfig> PushPoolConfig::clone() const {
 }
 
 PushPoolConfig::PushPoolConfig(const Config::Object& object)
-    : threads(object), randomize(object.get_bool("Randomization")), max_sequential_dispatch(object) {}
+    : threads(object),
+      randomize(object.get_bool("Randomization", "Parallel Framework")),
+      max_sequential_dispatch(object) {}
 
 Config::Object PushPoolConfig::to_config() const {
     Config::Object object;

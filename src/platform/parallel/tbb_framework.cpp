@@ -102,13 +102,13 @@ std::unique_ptr<FrameworkConfig> TbbConfig::clone() const {
 }
 
 TbbConfig::TbbConfig(const Config::Object& object) {
-    const std::string& join = object.get_string("ForkJoin2");
+    const std::string& join = object.get_string("ForkJoin2", "Parallel Framework");
     const auto found_join = std::find(kForkJoin2.begin(), kForkJoin2.end(), join);
     if (found_join == kForkJoin2.end()) {
         throw InvalidParametersException("TBB::parse_config()",
                                          "ForkJoin2 must be either \"task_group\" or \"parallel_invoke\"");
     }
-    const std::string& loop = object.get_string("ParallelFor");
+    const std::string& loop = object.get_string("ParallelFor", "Parallel Framework");
     const auto found_loop = std::find(kParallelFor.begin(), kParallelFor.end(), loop);
     if (found_loop == kParallelFor.end()) {
         throw InvalidParametersException("", "Invalid parallel_for() partitioner.");
