@@ -46,7 +46,7 @@ std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view 
 
 std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node) {
     const auto& object = node.as<Config::Object>("Memory Allocator");
-    return find_allocator_type(object.get_string("Allocator", "Memory Allocator")).make_config(object);
+    return find_allocator_type(object.get_string("Allocator")).make_config(object);
 }
 
 Config::Object allocator_to_config(const AllocatorConfig& config) {

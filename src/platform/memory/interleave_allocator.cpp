@@ -150,13 +150,13 @@ InterleaveConfig::InterleaveConfig()
                        NodeWorkers::of_this_machine()) {}
 
 InterleaveConfig::InterleaveConfig(const Config::Object& object)
-    : hashed(object.get_bool("Hashed", "Memory Allocator")),
+    : hashed(object.get_bool("Hashed")),
       calls_(&MemoryCalls::of_this_machine()),
       map_(&NumaMap::of_this_machine()),
       workers_(&NodeWorkers::of_this_machine()) {
-    locked_pages.set(object.get_string(locked_pages.name, "Memory Allocator"));
-    for (const auto& element : object.get_array("Nodes", "Memory Allocator").elements) {
-        nodes.push_back(static_cast<u32>(element->as<Config::Integer>("Memory Allocator").value));
+    locked_pages.set(object.get_string(locked_pages.name));
+    for (const auto& element : object.get_array("Nodes").elements) {
+        nodes.push_back(static_cast<u32>(element->as<Config::Integer>().value));
     }
     if (nodes.empty()) throw InvalidParametersException("", "Node list cannot be empty.");
 }

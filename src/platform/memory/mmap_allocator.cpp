@@ -11,8 +11,8 @@
 namespace trel {
 
 MmapConfig::MmapConfig(const Config::Object& object) : calls_(&MemoryCalls::of_this_machine()) {
-    large_pages.set(object.get_string(large_pages.name, "Memory Allocator"));
-    locked_pages.set(object.get_string(locked_pages.name, "Memory Allocator"));
+    large_pages.set(object.get_string(large_pages.name));
+    locked_pages.set(object.get_string(locked_pages.name));
 }
 
 std::string MmapConfig::name() const {

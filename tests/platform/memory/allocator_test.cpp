@@ -130,8 +130,7 @@ TEST(AllocatorRegistry, SettingsAsAnObject) {
               "InvalidParametersException |  | Invalid Memory Allocator: calloc");
     EXPECT_EQ(refusal("{}"), "KeyNotFoundException |  | Allocator");
     EXPECT_EQ(refusal("[]"), "ParseException |  | Memory Allocator: Expected Object, got Array.");
-    EXPECT_EQ(refusal("{Allocator : 1 }"),
-              "ParseException |  | Memory Allocator: Expected String, got Integer.");
+    EXPECT_EQ(refusal("{Allocator : 1 }"), "ParseException |  | Expected String, got Integer.");
     EXPECT_EQ(refusal("{Allocator : \"mmap\" LargePages : \"attempt\"}"),
               "KeyNotFoundException |  | LockedPages");
     EXPECT_EQ(refusal("{Allocator : \"mmap\" LargePages : \"maybe\" LockedPages : \"attempt\"}"),
