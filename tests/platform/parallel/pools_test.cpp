@@ -52,11 +52,11 @@ struct Meeting final : BasicAction {
     u64 missing;
 };
 
-// Until one of the two is there.
+// Until one of the two is there, or was.
 void wait_for_one(Meeting& meeting) {
     while (true) {
         const std::lock_guard<std::mutex> lock(meeting.mutex);
-        if (meeting.missing == 1) return;
+        if (meeting.missing <= 1) return;
     }
 }
 
