@@ -65,6 +65,21 @@ TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
     EXPECT_TRUE(folder.files().empty());
 }
 
+TEST(ErrorsTest, MoreMemoryThanTheMachineGivesIsRefusedBeforeAnythingIsComputed) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers need an unlimited address space";
+#endif
+    TemporaryFolder folder;
+    RunOptions options;
+    options.folder = folder.path();
+    options.memory_limit = 400 << 20;
+    const ProgramRun run = run_kalvor({"pause:-2", "custom", "pi", "-dec:200m", "-mode:ram"}, options);
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_TRUE(run.has("Failed Allocation:")) << run.out;
+    EXPECT_FALSE(run.has("Series CommonP2B3...")) << run.out;
+    EXPECT_TRUE(folder.files().empty());
+}
+
 TEST(ErrorsTest, UnwritablePath) {
     TemporaryFolder folder;
     // A file stands where the folder should be.

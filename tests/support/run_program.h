@@ -22,6 +22,7 @@ struct RunOptions {
     std::vector<std::string> environment;    // "NAME=value" in addition to this process's
     std::string folder;                      // working folder
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
+    unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
     bool terminal = false;                   // the standard output is a terminal (lines then end in CR LF)
 };
 
