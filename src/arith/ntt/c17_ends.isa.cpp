@@ -16,10 +16,11 @@ namespace trel::TREL_ISA {
 namespace {
 
 constexpr double kMagic = 6755399441055744.0;  // 1.5 * 2^52: adding and subtracting it rounds to integers
+// As many sums as there are registers for; on avx2 a vector is two of sixteen.
 #if defined(TREL_ISA_avx512)
-constexpr u32 kGroupsAtOnce = 4;
+constexpr u32 kGroupsAtOnce = 4, kLimbsAtOnce = 10;
 #else
-constexpr u32 kGroupsAtOnce = 1;  // half the registers, twice as many for a vector
+constexpr u32 kGroupsAtOnce = 1, kLimbsAtOnce = 2;
 #endif
 constexpr u64 kMask48 = (u64(1) << 48) - 1;
 constexpr u64 kMask24 = (u64(1) << 24) - 1;
@@ -153,6 +154,23 @@ void reduce_points(const C17EndConstants* constants, u32 first, u32 n, const dou
 constexpr double kStartHigh = 0x1.8p100;
 constexpr u64 kBiasHigh = 0x4638, kBiasLow = 0x4338;
 
+// Limbs k0 to a - 2. The loop over primes is kept, so that the sums stay in registers.
+template <u32 a, u32 k0>
+TREL_VEC void sum_products(const C17PrimeConstants* primes, const double* y, F64x8 (&high)[a - 1],
+                           F64x8 (&low)[a - 1]) {
+    constexpr u32 k1 = k0 + kLimbsAtOnce < a - 1 ? k0 + kLimbsAtOnce : a - 1;
+    C17_KEEP for (u32 i = 0; i < a; i++) {
+        const F64x8 factor = load(y + 8 * i);
+        C17_UNROLL for (u32 k = k0; k < k1; k++) {
+            const F64x8 digit = broadcast(primes[i].others[k]);
+            const F64x8 next = fma(factor, digit, high[k]);
+            low[k] = low[k] + fma(factor, digit, high[k] - next);
+            high[k] = next;
+        }
+    }
+    if constexpr (k1 < a - 1) sum_products<a, k1>(primes, y, high, low);
+}
+
 template <u32 a>
 TREL_VEC void coefficients(const C17EndConstants* constants, const double* residues, u64 stride,
                            U64x8 (&x)[a]) {
@@ -179,16 +197,7 @@ TREL_VEC void coefficients(const C17EndConstants* constants, const double* resid
         high[k] = broadcast(kStartHigh);
         low[k] = broadcast(kMagic - static_cast<double>(k == 0 ? 0 : kBiasLow + (k == 1 ? 0 : kBiasHigh)));
     }
-    // not unrolled: the sums stay in registers
-    C17_KEEP for (u32 i = 0; i < a; i++) {
-        const F64x8 factor = load(y + 8 * i);
-        C17_UNROLL for (u32 k = 0; k < a - 1; k++) {
-            const F64x8 digit = broadcast(primes[i].others[k]);
-            const F64x8 next = fma(factor, digit, high[k]);
-            low[k] = low[k] + fma(factor, digit, high[k] - next);
-            high[k] = next;
-        }
-    }
+    sum_products<a, 0>(primes, y, high, low);
 
     const U64x8 mask = broadcast(kMask48);
     U64x8 carry = zero_u64();
