@@ -43,7 +43,8 @@ u64 PowerWordPlan::exact_words(Word w, u64 n) {
     // floor(bits / 64) + 1 words; the word more covers the rounding of the logarithm, below 2^-52 relative,
     // for every size that fits a memory.
     const long double bits = std::log2(static_cast<long double>(w)) * static_cast<long double>(n);
-    if (bits >= 0x1p66L) throw LimitExceededException("PowerWordPlan::exact_words()", "Precision", 0, n);
+    if (bits >= 0x1p66L)
+        throw LimitExceededException("PowerWordPlan::exact_words()", "Precision", u64(1) << 60, n);
     return static_cast<u64>(bits / 64) + 2;
 }
 

@@ -1,6 +1,7 @@
 #include "constants/bsr/combine.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "arith/kernels/word_array.h"
 #include "base/errors/exceptions.h"
@@ -39,6 +40,17 @@ void combine_ip(const trel::ParallelContext& P, trel::BigFloat& A, const trel::B
     }
     A.L = words;
     if (carry != 0) A.T[A.L++] = 1;
+}
+
+void extend_down(trel::BigFloat& A, i64 floor, const char* function) {
+    const u64 n = static_cast<u64>(A.exp - floor);
+    const u64 words = A.L + n;
+    if (A.buffer_size < words) throw trel::BufferTooSmallException(function, A.buffer_size, words);
+    std::memmove(A.buffer + n, A.T, A.L * sizeof(Word));
+    std::fill_n(A.buffer, n, 0);
+    A.T = A.buffer;
+    A.L = words;
+    A.exp = floor;
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -11,4 +11,8 @@ namespace kalvor::BinarySplitting {
 // > |A| is subtracted.
 void combine_ip(const trel::ParallelContext& P, trel::BigFloat& A, const trel::BigFloat& B, bool subtract);
 
+// Gives A zero words down to the exponent `floor`, which is not above its own. BufferTooSmallException naming
+// the function when A's buffer has no room for them.
+void extend_down(trel::BigFloat& A, trel::i64 floor, const char* function);
+
 }  // namespace kalvor::BinarySplitting

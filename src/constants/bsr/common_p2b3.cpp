@@ -47,20 +47,6 @@ void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFl
     T = upper;
 }
 
-// Gives A zero words down to the exponent `floor`, below its own.
-void extend_down(BigFloat& A, i64 floor) {
-    const u64 n = static_cast<u64>(A.exp - floor);
-    const u64 words = A.L + n;
-    if (A.buffer_size < words) {
-        throw trel::BufferTooSmallException("CommonP2B3::merge_float()", A.buffer_size, words);
-    }
-    std::memmove(A.buffer + n, A.T, A.L * sizeof(Word));
-    std::fill_n(A.buffer, n, 0);
-    A.T = A.buffer;
-    A.L = words;
-    A.exp = floor;
-}
-
 // A transform of the context's memory that is kept for two products, and what remains of the memory.
 struct KeptTransform {
     // Only where the context has room for it above `words` words more.
@@ -241,7 +227,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     }
     // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
     const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
-    if (P.L != 0 && P.exp > floor) extend_down(P, floor);
+    if (P.L != 0 && P.exp > floor) extend_down(P, floor, "CommonP2B3::merge_float()");
     fold_in(inner, P, R1, P2, precision, subtract, T);
     if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {

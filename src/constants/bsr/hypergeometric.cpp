@@ -48,6 +48,9 @@ void HypergeometricPlan::finish(const MultiplyContext& context, Status& status, 
         P.mul_uW(context.parallel, coefficients_.P);
         progress.update(1);
         N.set_mul_uW(precision_ + 2, context.parallel, Q, coefficients_.Q);
+        // Q may have dropped zero words, so that N ends above words of P that the precision still holds.
+        const i64 floor = std::max(P.exp, N.mag() - static_cast<i64>(precision_) - 4);
+        if (N.exp > floor) extend_down(N, floor, "HypergeometricPlan::finish()");
         progress.update(2);
         Q.mul_uW(context.parallel, coefficients_.D);
         progress.update(3);

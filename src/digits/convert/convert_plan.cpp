@@ -128,7 +128,6 @@ ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u
     plan.radix = radix;
     plan.trailing_zeros = std::countr_zero(radix);
     plan.word_size = radix_word_size(radix);
-    plan.odd_size = plan.word_size - static_cast<double>(plan.trailing_zeros) * 0.015625;
     plan.n = radix_words;
     plan.b = radix_words;
     while (plan.b >= kMinLeafSplit) {

@@ -47,7 +47,6 @@ class ConvertPlanP {
     Word radix;
     u64 trailing_zeros;  // t
     double word_size;    // log2(R) / 64: fraction words a radix word
-    double odd_size;     // (log2(R) - t) / 64: words of its odd part
     u64 n;               // radix words
     u64 b;               // base length
     u64 levels;

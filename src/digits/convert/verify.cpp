@@ -12,8 +12,8 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlignedBufferC;
 using trel::AlgorithmFailedException;
+using trel::AlignedBufferC;
 using trel::MultiplyContext;
 using trel::Power_uW_uL_BigFloatR;
 using trel::PowerWordPlan;
@@ -38,27 +38,27 @@ Sizes sizes_of(u64 L, u64 d) {
     return {low, PowerWordPlan::exact_words(5, d)};
 }
 
-Sizes largest_sizes(u64 n, u64 n_verify, u64 x_words) {
-    // One more than x has: its top word can stand at position -1 or, for a small x, below.
-    const u64 L = std::min(x_words + 1, fraction_length(radix_word_size(kRadix19), n));
-    return sizes_of(L, kDigitsPerWord * n_verify);
+Sizes largest_sizes(u64 n, u64 n_verify) {
+    return sizes_of(fraction_length(radix_word_size(kRadix19), n), kDigitsPerWord * n_verify);
 }
 
 }  // namespace
 
-u64 VerifyB::scratch_bytes(u64 n, u64 n_verify, u64 x_words, u64 tds) {
-    const Sizes sizes = largest_sizes(n, n_verify, x_words);
+u64 VerifyB::scratch_bytes(u64 n, u64 n_verify, u64 tds) {
+    const Sizes sizes = largest_sizes(n, n_verify);
     if (sizes.low == 0) return 0;
     const PowerWordPlan plan = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
     const u64 powering = 8 * round_up_8(plan.temporaries) + round_up_64(plan.scratch_bytes);
-    const u64 product = 8 * round_up_8(sizes.low) + round_up_64(trel::multiply_scratch_bytes(sizes.product()));
+    const u64 product =
+        8 * round_up_8(sizes.low) + round_up_64(trel::multiply_scratch_bytes(sizes.product()));
     return 8 * round_up_8(plan.result) + std::max(powering, product);
 }
 
-u64 VerifyB::max_product_words(u64 n, u64 n_verify, u64 x_words) {
-    const Sizes sizes = largest_sizes(n, n_verify, x_words);
+u64 VerifyB::max_product_words(u64 n, u64 n_verify) {
+    const Sizes sizes = largest_sizes(n, n_verify);
     if (sizes.low == 0) return 0;
-    return std::max(sizes.product(), PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, 1).product_words);
+    return std::max(sizes.product(),
+                    PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, 1).product_words);
 }
 
 u64 VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify) {
@@ -101,15 +101,16 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     const u64 m = std::min(sizes.low, power.L);
     Word* const low = memory.spawn_words(round_up_8(sizes.low)).word_pointer();
     std::fill_n(low, sizes.low, Word(0));
-    trel::multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n, power.T, m);
+    trel::multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n,
+                             power.T, m);
     if (s % 64 != 0) low[sizes.low - 1] &= (Word(1) << (s % 64)) - 1;
     // Z / 2^s and (Z mod 2^s) / 2^s, both with Z scaled by 2^-s already in the first
     const u64 fraction = m61::mul_pow2(m61::hash_words(low, sizes.low), -static_cast<i64>(s));
     return m61::canonical(m61::sub(residue, fraction));
 }
 
-void VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n, u64 n_verify,
-                  const BigFloat& x, const char* function) {
+void VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
+                  u64 n_verify, const BigFloat& x, const char* function) {
     if (n < n_verify) throw trel::BufferTooSmallException(function, n, n_verify);
     const u64 d = kDigitsPerWord * n_verify;
     const u64 integer = m61::mul(m61::fold(x.word_at(0)), m61::pow(10, d));

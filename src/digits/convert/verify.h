@@ -8,29 +8,31 @@
 
 namespace kalvor::CBRv2 {
 
-// Compares RH, the residue of the integer formed by the integer part of |x| and its first d = 19 n_verify digits, with
-// BH = floor(|x| 10^d) mod M61.
+// Compares RH, the residue of the integer formed by the integer part of |x| and its first d = 19 n_verify
+// digits, with BH = floor(|x| 10^d) mod M61.
 //
 //   |x| = X 2^(-64 L), so |x| 10^d = Z 2^(-s) with Z = X 5^d an integer and s = 64 L - d, and
 //   floor(Z / 2^s) = (Z - Z mod 2^s) / 2^s.
 //
-// Modulo M61 that needs only the residue of Z, which is known from those of X and 5^d, and the low s bits of Z: of X
-// and of 5^d only the low s bits take part in them. For the usual x (s about 0.7 * 64 L) this is a product of 0.7 L by
-// 0.7 L words, where a product by 10^d itself would be one of L by L.
+// Modulo M61 that needs only the residue of Z, which is known from those of X and 5^d, and the low s bits of
+// Z: of X and of 5^d only the low s bits take part in them. For the usual x (s about 0.7 * 64 L) this is a
+// product of 0.7 L by 0.7 L words, where a product by 10^d itself would be one of L by L.
 struct VerifyB {
-    // Memory for n_verify of n radix words of an x of at most x_words words.
-    static u64 scratch_bytes(u64 n, u64 n_verify, u64 x_words, u64 tds);
-    static u64 max_product_words(u64 n, u64 n_verify, u64 x_words);
+    // Memory for n_verify of n radix words of any x.
+    static u64 scratch_bytes(u64 n, u64 n_verify, u64 tds);
+    static u64 max_product_words(u64 n, u64 n_verify);
 
-    // radix_words as written by convert() for n words. x is cut as it was there. Throws AlgorithmFailedException
-    // "Base Conversion Failed: Checksum Mismatch" naming `function`; BufferTooSmallException when n < n_verify.
-    static void run(const trel::MultiplyContext& context, trel::Status& status, const Word* radix_words, u64 n,
-                    u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
+    // radix_words as written by convert() for n words. x is cut as it was there. Throws
+    // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;
+    // BufferTooSmallException when n < n_verify.
+    static void run(const trel::MultiplyContext& context, trel::Status& status, const Word* radix_words,
+                    u64 n, u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
 
     // Residue of the first n_verify radix words as one integer.
     static u64 hash_radix(const Word* radix_words, u64 n, u64 n_verify);
     // floor(|x| 10^d) mod M61
-    static u64 hash_binary(const trel::MultiplyContext& context, trel::Status& status, const BigFloat& x, u64 d);
+    static u64 hash_binary(const trel::MultiplyContext& context, trel::Status& status, const BigFloat& x,
+                           u64 d);
 };
 
 }  // namespace kalvor::CBRv2

@@ -78,9 +78,9 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
     plan.max_product_words = plan.conversion.max_product_words;
     if (verify) {
         const u64 verified = words_for_digits(compute_digits, CBRv2::kDigitsPerWord);
-        work = std::max(work, CBRv2::VerifyB::scratch_bytes(n, verified, value_words, tds));
+        work = std::max(work, CBRv2::VerifyB::scratch_bytes(n, verified, tds));
         plan.max_product_words =
-            std::max(plan.max_product_words, CBRv2::VerifyB::max_product_words(n, verified, value_words));
+            std::max(plan.max_product_words, CBRv2::VerifyB::max_product_words(n, verified));
     }
     plan.working_bytes = round_up_64(8 * n) + round_up_64(std::max(work, kScratchForOutput));
     return plan;

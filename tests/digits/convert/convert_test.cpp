@@ -422,7 +422,7 @@ TEST(ConvertFaultTest, DamagedReadyTransform) {
             BigFloat x(words.data(), words.size());
             x.L = words.size();
             x.exp = -static_cast<i64>(words.size());
-            Scratch memory(std::max(plan.bytes(), VerifyB::scratch_bytes(n, n - 3, x.L, 1)));
+            Scratch memory(std::max(plan.bytes(), VerifyB::scratch_bytes(n, n - 3, 1)));
             const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
             Damage damage(Damage::ready, level, 11, 62);
             CaptureConsole console;

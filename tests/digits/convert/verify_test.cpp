@@ -46,7 +46,7 @@ TEST(VerifyTest, HashOfTheBinaryValue) {
             for (const u64 d : {0, 1, 19, 63, 64, 65, 190, 703, 760, 800}) {
                 const Value v(L, exp, L + d);
                 const u64 below = exp < 0 ? static_cast<u64>(-exp) : 0;
-                const u64 bytes = VerifyB::scratch_bytes(10000, d / 19, below, 1);
+                const u64 bytes = VerifyB::scratch_bytes(10000, d / 19, 1);
                 Scratch memory(std::max<u64>(bytes, 64) + 4096);
                 const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
                 ASSERT_EQ(VerifyB::hash_binary(context, trel::null_status(), v.x, d), hash_by_definition(v.x, d))
@@ -79,7 +79,7 @@ struct Converted {
     }
     // Runs in exactly the planned memory; the message of the failure.
     std::string verify(u64 n_verify) {
-        Scratch memory(VerifyB::scratch_bytes(plan.n, n_verify, value.x.L, 1));
+        Scratch memory(VerifyB::scratch_bytes(plan.n, n_verify, 1));
         try {
             VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(), plan.n,
                          n_verify, value.x);
