@@ -58,6 +58,8 @@ class BigFloatTransformR {
 
     const Transform& transform() const { return transform_; }
     bool held() const { return held_; }
+    i64 exp() const { return exp_; }
+    u64 length() const { return L_; }
 
   private:
     // A's top p + 2 words; TransformTooSmallException when they exceed the convolution.
