@@ -59,7 +59,6 @@ struct C17Plan {
 
     u32 a, b, c;
     u32 log_top;
-    bool stream_top;  // the first sweep writes past the caches
     u32 log_unit;
     u32 log_columns;  // columns that go through the top together
     u32 n_steps;      // of the middle, down to 64 points; at least one
@@ -93,7 +92,7 @@ struct C17PassKernels {
     // Radix b, forward and back, on columns [0, columns) of b rows. In place when in == out. ahead: where the
     // next call will write (split) or read (join), or null.
     void (*split)(u32 b, const C17Prime& prime, const double* in, u64 in_stride, double* out, u64 out_stride,
-                  u64 columns, bool stream, const double* ahead);
+                  u64 columns, const double* ahead);
     void (*join)(u32 b, const C17Prime& prime, const double* in, u64 in_stride, double* out, u64 out_stride,
                  u64 columns, const double* ahead);
     // The first log_top levels below root s, forward and back, on columns of 2^log_top rows.

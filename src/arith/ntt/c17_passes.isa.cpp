@@ -138,7 +138,7 @@ C17_INLINE void inverse_column(F64x8 (&v)[1 << LR], const double* tw, const Modu
     C17_UNROLL for (int i = 0; i < (ROOT ? R : (R + 3) / 4); i++) v[i] = reduce(v[i], m);
 }
 
-template <int LR, Kind KIND, bool STREAM>
+template <int LR, Kind KIND>
 __attribute__((noinline)) void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride,
                                             u64 columns, const double* tw, const Modulus& modulus) {
     constexpr int R = 1 << LR;
@@ -147,13 +147,7 @@ __attribute__((noinline)) void forward_pass(const double* in, u64 in_stride, dou
         F64x8 v[R];
         C17_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
         forward_column<LR, KIND>(v, tw, m);
-        C17_UNROLL for (int i = 0; i < R; i++) {
-            if (STREAM) {
-                stream(out + j + i * out_stride, v[i]);
-            } else {
-                store(out + j + i * out_stride, v[i]);
-            }
-        }
+        C17_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
     }
 }
 template <int LR, bool ROOT>
@@ -170,31 +164,26 @@ __attribute__((noinline)) void inverse_pass(const double* in, u64 in_stride, dou
 }
 
 template <int LR>
-C17_INLINE void forward_any(Kind kind, bool past, const double* in, u64 in_stride, double* out,
-                            u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
-    if (kind == Kind::plain) {
-        if (past) return forward_pass<LR, Kind::plain, true>(in, in_stride, out, out_stride, columns, tw, m);
-        return forward_pass<LR, Kind::plain, false>(in, in_stride, out, out_stride, columns, tw, m);
-    }
+C17_INLINE void forward_any(Kind kind, const double* in, u64 in_stride, double* out, u64 out_stride,
+                            u64 columns, const double* tw, const Modulus& m) {
+    if (kind == Kind::plain)
+        return forward_pass<LR, Kind::plain>(in, in_stride, out, out_stride, columns, tw, m);
     if (kind == Kind::reducing) {
-        if (past)
-            return forward_pass<LR, Kind::reducing, true>(in, in_stride, out, out_stride, columns, tw, m);
-        return forward_pass<LR, Kind::reducing, false>(in, in_stride, out, out_stride, columns, tw, m);
+        return forward_pass<LR, Kind::reducing>(in, in_stride, out, out_stride, columns, tw, m);
     }
-    if (past) return forward_pass<LR, Kind::root, true>(in, in_stride, out, out_stride, columns, tw, m);
-    return forward_pass<LR, Kind::root, false>(in, in_stride, out, out_stride, columns, tw, m);
+    return forward_pass<LR, Kind::root>(in, in_stride, out, out_stride, columns, tw, m);
 }
-C17_INLINE void forward_radix(u32 log_radix, Kind kind, bool past, const double* in, u64 in_stride,
-                              double* out, u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+C17_INLINE void forward_radix(u32 log_radix, Kind kind, const double* in, u64 in_stride, double* out,
+                              u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
     switch (log_radix) {
         case 1:
-            return forward_any<1>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+            return forward_any<1>(kind, in, in_stride, out, out_stride, columns, tw, m);
         case 2:
-            return forward_any<2>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+            return forward_any<2>(kind, in, in_stride, out, out_stride, columns, tw, m);
         case 3:
-            return forward_any<3>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+            return forward_any<3>(kind, in, in_stride, out, out_stride, columns, tw, m);
         default:
-            return forward_any<4>(kind, past, in, in_stride, out, out_stride, columns, tw, m);
+            return forward_any<4>(kind, in, in_stride, out, out_stride, columns, tw, m);
     }
 }
 template <int LR>
@@ -219,14 +208,6 @@ C17_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in
 
 // ---- radix b: r_s = sum of zeta^(s i) x_i, without twiddles
 
-C17_INLINE void write(double* out, F64x8 x, bool past) {
-    if (past) {
-        stream(out, x);
-    } else {
-        store(out, x);
-    }
-}
-
 // Lines of memory that the next call will work on, on their way to the second cache meanwhile.
 C17_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
     for (u32 i = 0; i < rows; i++)
@@ -235,7 +216,7 @@ C17_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
 
 template <bool INVERSE>
 C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past, const double* ahead) {
+                       const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 z = broadcast(prime.split[0]);
     for (u64 j = 0; j < columns; j += 8) {
@@ -244,9 +225,9 @@ C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* 
         // zeta^2 = -1 - zeta
         const F64x8 u = mul_mod(sub(x1, x2), z, m);
         const F64x8 r1 = add(sub(x0, x2), u), r2 = sub(sub(x0, x1), u);
-        write(out + j, reduce(add(x0, add(x1, x2)), m), past);
-        write(out + j + os, INVERSE ? r2 : r1, past);
-        write(out + j + 2 * os, INVERSE ? r1 : r2, past);
+        store(out + j, reduce(add(x0, add(x1, x2)), m));
+        store(out + j + os, INVERSE ? r2 : r1);
+        store(out + j + 2 * os, INVERSE ? r1 : r2);
     }
 }
 
@@ -254,7 +235,7 @@ C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* 
 // sine-like parts three.
 template <bool INVERSE>
 C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past, const double* ahead) {
+                       const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
     const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]),
@@ -271,18 +252,18 @@ C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* 
         const F64x8 odd1 = add(k, mul_mod(d2, f2, m)), odd2 = sub(mul_mod(d1, f3, m), k);
         const F64x8 r1 = add(even1, odd1), r4 = sub(even1, odd1);
         const F64x8 r2 = add(even2, odd2), r3 = sub(even2, odd2);
-        write(out + j, reduce(add(x0, sum), m), past);
-        write(out + j + os, INVERSE ? r4 : r1, past);
-        write(out + j + 2 * os, INVERSE ? r3 : r2, past);
-        write(out + j + 3 * os, INVERSE ? r2 : r3, past);
-        write(out + j + 4 * os, INVERSE ? r1 : r4, past);
+        store(out + j, reduce(add(x0, sum), m));
+        store(out + j + os, INVERSE ? r4 : r1);
+        store(out + j + 2 * os, INVERSE ? r3 : r2);
+        store(out + j + 3 * os, INVERSE ? r2 : r3);
+        store(out + j + 4 * os, INVERSE ? r1 : r4);
     }
 }
 
 // Straight from the definition; no list in use has long products with b = 7.
 template <bool INVERSE>
 C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       bool past, const double* ahead) {
+                       const double* ahead) {
     const Modulus m = modulus(prime);
     F64x8 c[3], s[3];
     C17_UNROLL for (int i = 0; i < 3; i++) {
@@ -298,7 +279,7 @@ C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* 
             a[i] = add(x, y);
             d[i] = sub(x, y);
         }
-        write(out + j, reduce(add(x0, add(a[0], add(a[1], a[2]))), m), past);
+        store(out + j, reduce(add(x0, add(a[0], add(a[1], a[2]))), m));
         C17_UNROLL for (int k = 1; k <= 3; k++) {
             F64x8 even = x0, odd = zero_f64();
             C17_UNROLL for (int i = 1; i <= 3; i++) {
@@ -308,23 +289,23 @@ C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* 
                 odd = e <= 3 ? add(odd, t) : sub(odd, t);
             }
             const F64x8 r = reduce(add(even, odd), m), other = reduce(sub(even, odd), m);
-            write(out + j + k * os, INVERSE ? other : r, past);
-            write(out + j + (7 - k) * os, INVERSE ? r : other, past);
+            store(out + j + k * os, INVERSE ? other : r);
+            store(out + j + (7 - k) * os, INVERSE ? r : other);
         }
     }
 }
 
 void split(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-           bool past, const double* ahead) {
-    if (b == 3) return split3<false>(prime, in, is, out, os, columns, past, ahead);
-    if (b == 5) return split5<false>(prime, in, is, out, os, columns, past, ahead);
-    split7<false>(prime, in, is, out, os, columns, past, ahead);
+           const double* ahead) {
+    if (b == 3) return split3<false>(prime, in, is, out, os, columns, ahead);
+    if (b == 5) return split5<false>(prime, in, is, out, os, columns, ahead);
+    split7<false>(prime, in, is, out, os, columns, ahead);
 }
 void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
           const double* ahead) {
-    if (b == 3) return split3<true>(prime, in, is, out, os, columns, false, ahead);
-    if (b == 5) return split5<true>(prime, in, is, out, os, columns, false, ahead);
-    split7<true>(prime, in, is, out, os, columns, false, ahead);
+    if (b == 3) return split3<true>(prime, in, is, out, os, columns, ahead);
+    if (b == 5) return split5<true>(prime, in, is, out, os, columns, ahead);
+    split7<true>(prime, in, is, out, os, columns, ahead);
 }
 
 // ---- 64 points in registers: three levels across vectors, transpose, three levels across vectors
@@ -546,12 +527,12 @@ void node(const Call& call, u32 step, u32 levels, const Bases& g, Kind kind, dou
         pass_twiddles(t.forward, g.forward, log_radix, tw, m);
         for (u64 j = 0; j < sub; j += run) {
             double* const at = const_cast<double*>(x) + plan.offset(j);
-            forward_radix(log_radix, kind, false, at, stride, at, stride, run, tw.tw, m);
+            forward_radix(log_radix, kind, at, stride, at, stride, run, tw.tw, m);
         }
         if constexpr (WHAT == M::product) {
             for (u64 j = 0; j < sub; j += run) {
                 double* const at = const_cast<double*>(y) + plan.offset(j);
-                forward_radix(log_radix, kind, false, at, stride, at, stride, run, tw.tw, m);
+                forward_radix(log_radix, kind, at, stride, at, stride, run, tw.tw, m);
             }
         }
     }
@@ -615,7 +596,7 @@ void top_forward(const C17Plan& plan, const C17Prime& prime, u32 s, const double
     root_bases(plan, prime, s, 8, root);
     pass_twiddles(prime.tables->forward, root.forward, plan.log_top, tw, m);
     const Kind kind = s == 0 ? Kind::root : Kind::plain;
-    forward_radix(plan.log_top, kind, plan.stream_top, in, in_stride, out, out_stride, columns, tw.tw, m);
+    forward_radix(plan.log_top, kind, in, in_stride, out, out_stride, columns, tw.tw, m);
 }
 void top_inverse(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
                  double* out, u64 out_stride, u64 columns) {

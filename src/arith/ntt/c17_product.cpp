@@ -15,7 +15,8 @@ namespace trel {
 namespace {
 
 constexpr u64 kCarryWords = 32;  // room for the words that a piece leaves behind at the end of a row
-constexpr u64 kPad = 8;          // doubles behind each row of a buffer
+static_assert(kCarryWords >= C17Window::kMaxGroupWords);
+constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 
 }  // namespace
@@ -49,7 +50,6 @@ C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
     make_c17_end_constants(&s.constants, *s.tables->set, record.c);
     s.record = record;
     s.plan = plan;
-    check_carry_buffer(kCarryWords, c17_group_words(plan.a));
     s.capacity_bits = ntt_capacity_bits(NttFamily::c17, record);
     s.sizes = c17_sizes(plan);
     return s;
@@ -90,7 +90,7 @@ u64 C17Product::pieces() const {
 // ---- the three sweeps
 
 void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data) {
-    const u32 rows = plan_.rows(), R = 1u << plan_.log_top, b = plan_.b;
+    const u32 rows = plan_.rows(), b = plan_.b;
     const u64 n = plan_.columns(), stride = n + kPad, m = plan_.row_points(), column = block * n;
     double* const limbs = buffer(task);
     const u64 row_limbs = c17_point_limbs(plan_.a) * n;
@@ -108,7 +108,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
         std::memset(q + r * stride, 0, 8 * n);
         std::memset(q + (rows + r) * stride, 0, 8 * n);
     }
-    if (b != 1 && plan_.log_top == 0) {
+    if (b != 1) {
         // two primes at a time: the limbs come from the second cache once for both
         for (u32 i = begin; i < end; i += 2) {
             const u32 pair = std::min(end - i, 2u);
@@ -120,7 +120,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
                 double* const out = data + (i + k - begin) * plan_.prime_stride + plan_.offset(column);
                 const double* const ahead = i + k + 1 < end ? out + plan_.prime_stride : nullptr;
                 setup_.passes->split(b, setup_.tables->primes[i + k], q + k * rows * stride, stride, out,
-                                     plan_.row_stride, n, plan_.stream_top, ahead);
+                                     plan_.row_stride, n, ahead);
             }
         }
         return;
@@ -137,19 +137,7 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
                                 direct ? out : q + r * stride, 0);
         }
         if (direct) continue;
-        double* z = q;
-        if (b != 1) {
-            // the rows beyond the operand must still be zero for the next prime
-            z = q + rows * stride;
-            for (u32 k = 0; k < R; k++) {
-                setup_.passes->split(b, prime, q + k * stride, R * stride, z + k * stride, R * stride, n,
-                                     false, nullptr);
-            }
-        }
-        for (u32 s = 0; s < b; s++) {
-            setup_.passes->top_forward(plan_, prime, s, z + s * R * stride, stride,
-                                       out + s * R * plan_.row_stride, plan_.row_stride, n);
-        }
+        setup_.passes->top_forward(plan_, prime, 0, q, stride, out, plan_.row_stride, n);
     }
 }
 
@@ -162,7 +150,7 @@ void C17Product::middle(C17Middle what, u64 item, u32 begin, double* out, const 
 }
 
 C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data) {
-    const u32 rows = plan_.rows(), R = 1u << plan_.log_top, b = plan_.b;
+    const u32 rows = plan_.rows(), b = plan_.b;
     const u64 n = plan_.columns(), at = plan_.offset(block * n);
     if (b == 1 && plan_.log_top == 0) return {data + at, plan_.prime_stride, plan_.row_stride};
     const u64 stride = n + kPad;
@@ -171,17 +159,11 @@ C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data
         const C17Prime& prime = setup_.tables->primes[i];
         const double* in = data + i * plan_.prime_stride + at;
         double* const q = out + i * rows * stride;
-        if (plan_.log_top == 0) {
+        if (b != 1) {
             const double* const ahead = i + 1 < plan_.a ? in + plan_.prime_stride : data + at + n;
             setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n, ahead);
-            continue;
-        }
-        for (u32 s = 0; s < b; s++) {
-            setup_.passes->top_inverse(plan_, prime, s, in + s * R * plan_.row_stride, plan_.row_stride,
-                                       q + s * R * stride, stride, n);
-        }
-        for (u32 k = 0; b != 1 && k < R; k++) {
-            setup_.passes->join(b, prime, q + k * stride, R * stride, q + k * stride, R * stride, n, nullptr);
+        } else {
+            setup_.passes->top_inverse(plan_, prime, 0, in, plan_.row_stride, q, stride, n);
         }
     }
     return {out, rows * stride, stride};

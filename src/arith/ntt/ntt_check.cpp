@@ -12,12 +12,6 @@ void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words) {
                                        capacity_bits, 64 * words);
 }
 
-void check_carry_buffer(u64 memory_k, u64 carry_k) {
-    if (memory_k < carry_k) {
-        throw AlgorithmFailedException("CarryBufferB()", "CarryBufferB(): memory_k < carry_k");
-    }
-}
-
 u64 ntt_excess_bound(const NttRecord& record) {
     return u64(1) << (record.c + std::bit_width(record.b - 1u) + 1);
 }

@@ -11,10 +11,6 @@ namespace trel {
 // ConvolutionTooSmallException "Convolution length is too small.".
 void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words);
 
-// A place of memory_k words has to hold the carries of carry_k words that a task leaves behind: otherwise
-// throws AlgorithmFailedException "CarryBufferB(): memory_k < carry_k".
-void check_carry_buffer(u64 memory_k, u64 carry_k);
-
 // excess: the largest part above the bits of a product of two points that a coefficient has. A right
 // coefficient is a sum of at most N such products, so its excess is below twice N rounded up to a power of
 // two. Otherwise throws ConvolutionFailedException "Coefficient is too large." with the bound and the excess;

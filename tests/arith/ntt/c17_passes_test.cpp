@@ -99,7 +99,7 @@ class Transform {
         for (u32 k = 0; plan.b != 1 && k < R; k++) {
             for_runs([&](u64 at, u64 n) {
                 kernels.split(plan.b, prime, d.row(k) + at, R * plan.row_stride, d.row(k) + at,
-                              R * plan.row_stride, n, false, nullptr);
+                              R * plan.row_stride, n, nullptr);
             });
         }
         for (u32 s = 0; plan.log_top != 0 && s < plan.b; s++) {

@@ -394,16 +394,6 @@ TEST(C17AlgorithmTest, SizesAreWhatTransformsNeed) {
     EXPECT_THROW(c17_algorithm().sizes(0x1440000000000 / 64 + 1), LimitExceededException);
 }
 
-TEST(NttCheckTest, CarryBuffer) {
-    check_carry_buffer(30, 30);
-    try {
-        check_carry_buffer(29, 30);
-        FAIL();
-    } catch (const AlgorithmFailedException& e) {
-        EXPECT_EQ(e.message, "CarryBufferB(): memory_k < carry_k");
-    }
-}
-
 using C17PlanDeathTest = testing::Test;
 TEST(C17PlanDeathTest, HintsOutOfRangeEndTheProcess) {
     for (const NttRecord& r : {NttRecord{10, 5, 9, 4, 4, 6}, NttRecord{10, 5, 9, 5, 12, 6},
