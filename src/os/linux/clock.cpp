@@ -9,7 +9,7 @@ namespace trel::os {
 
 u64 performance_counter() {
     timespec t;
-    clock_gettime(CLOCK_MONOTONIC_RAW, &t);
+    if (clock_gettime(CLOCK_MONOTONIC_RAW, &t) != 0) return 0;
     return static_cast<u64>(t.tv_sec) * 1000000000u + static_cast<u64>(t.tv_nsec);
 }
 

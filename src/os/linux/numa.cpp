@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <sstream>
 
 #include "os/cpu.h"
 #include "os/linux/errno_error.h"
+#include "os/linux/number_list.h"
 #include "os/memory_status.h"
 
 namespace trel::os {
@@ -30,36 +30,12 @@ bool has_nodes(const std::string& root) {
     return std::filesystem::exists(node_folder(root) + "/online", error);
 }
 
-// "0-3,8" as numbers; nothing for a text of another form.
-std::optional<std::vector<u32>> parse_list(const std::string& path) {
-    std::ifstream file(path);
-    std::string text;
-    if (!file) return std::nullopt;
-    std::getline(file, text);
-    std::vector<u32> numbers;
-    std::istringstream parts(text);
-    std::string part;
-    while (std::getline(parts, part, ',')) {
-        std::istringstream range(part);
-        u32 first = 0, last = 0;
-        char dash = 0;
-        if (!(range >> first)) return std::nullopt;
-        if (!(range >> dash)) {
-            last = first;
-        } else if (dash != '-' || !(range >> last) || last < first) {
-            return std::nullopt;
-        }
-        for (u64 i = first; i <= last; i++) numbers.push_back(static_cast<u32>(i));
-    }
-    return numbers;
-}
-
 }  // namespace
 
 OsError highest_numa_node(u32& node, const std::string& root) {
     node = 0;
     if (!has_nodes(root)) return {};
-    const auto nodes = parse_list(node_folder(root) + "/online");
+    const auto nodes = read_number_list(node_folder(root) + "/online");
     if (!nodes || nodes->empty()) return error_of(EINVAL);
     node = *std::max_element(nodes->begin(), nodes->end());
     return {};
@@ -72,7 +48,7 @@ OsError numa_node_processors(u32 node, std::vector<u32>& processors, const std::
         processors = active_processors();
         return {};
     }
-    const auto listed = parse_list(node_folder(root) + "/node" + std::to_string(node) + "/cpulist");
+    const auto listed = read_number_list(node_folder(root) + "/node" + std::to_string(node) + "/cpulist");
     if (!listed) return error_of(ENOENT);
     processors = *listed;
     // Another machine's processors, where tests play one, are all of this process.

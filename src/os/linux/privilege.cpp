@@ -4,8 +4,6 @@
 
 #include <cstdio>
 
-#include "os/types.h"
-
 namespace trel::os {
 namespace {
 
@@ -34,14 +32,11 @@ bool unlimited_locking() {
 
 }  // namespace
 
-bool enable_privilege(Privilege privilege) {
-    switch (privilege) {
-        case Privilege::lock_memory:
-            return has_capability(kCapIpcLock) || unlimited_locking();
-        case Privilege::manage_volume:
-            return true;
-    }
-    return false;
+PrivilegeResult acquire_privilege(const std::string& name) {
+    if (name == "SeManageVolumePrivilege") return {};
+    if (name != "SeLockMemoryPrivilege") return {PrivilegeFailure::lookup};
+    if (has_capability(kCapIpcLock) || unlimited_locking()) return {};
+    return {PrivilegeFailure::not_held};
 }
 
 }  // namespace trel::os

@@ -4,7 +4,7 @@
 
 #include "base/console/console.h"
 #include "os/memory.h"
-#include "os/privilege.h"
+#include "platform/sysinfo/privileges.h"
 
 namespace trel {
 namespace {
@@ -31,7 +31,7 @@ u64 lock_range(char* pointer, u64 bytes, const LockingCalls& calls) {
 }  // namespace
 
 bool acquire_lock_privilege() {
-    static const bool held = os::enable_privilege(os::Privilege::lock_memory);
+    static const bool held = acquire_privilege(kLockMemoryPrivilege);
     return held;
 }
 

@@ -1,0 +1,28 @@
+#include "os/machine.h"
+
+#include <sys/utsname.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace trel::os {
+
+std::optional<std::string> system_version() {
+    utsname names;
+    if (uname(&names) != 0) return std::nullopt;
+    return std::string(names.sysname) + " " + names.release;
+}
+
+u64 installed_memory(const std::string& root) {
+    std::ifstream file(root + "/proc/meminfo");
+    std::string line;
+    while (std::getline(file, line)) {
+        std::istringstream words(line);
+        std::string key;
+        u64 kilobytes;
+        if (words >> key >> kilobytes && key == "MemTotal:") return kilobytes << 10;
+    }
+    return 0;
+}
+
+}  // namespace trel::os

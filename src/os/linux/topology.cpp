@@ -1,0 +1,53 @@
+#include "os/topology.h"
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <tuple>
+
+#include "os/linux/number_list.h"
+
+namespace trel::os {
+namespace {
+
+u32 count_nodes(const std::string& root) {
+    const std::string online = root + "/sys/devices/system/node/online";
+    std::error_code error;
+    if (!std::filesystem::exists(online, error)) return 1;  // a kernel without nodes: all memory is near
+    const auto nodes = read_number_list(online);
+    if (!nodes) return 0;
+    return static_cast<u32>(std::set<u32>(nodes->begin(), nodes->end()).size());
+}
+
+}  // namespace
+
+Topology topology(const std::string& root) {
+    Topology t;
+    t.numa_nodes = count_nodes(root);
+    const std::string folder = root + "/sys/devices/system/cpu";
+    const auto online = read_number_list(folder + "/online");
+    if (!online) return t;
+    const std::set<u32> processors(online->begin(), online->end());
+    t.logical_cores = static_cast<u32>(processors.size());
+
+    // Core numbers repeat from package to package and from die to die. A count that misses a processor would
+    // be wrong, so it is rather unknown.
+    std::set<i64> packages;
+    std::set<std::tuple<i64, i64, i64>> cores;
+    bool packages_known = true, cores_known = true;
+    for (const u32 processor : processors) {
+        const std::string place = folder + "/cpu" + std::to_string(processor) + "/topology/";
+        const std::optional<i64> package = read_integer(place + "physical_package_id");
+        const std::optional<i64> core = read_integer(place + "core_id");
+        const i64 die = read_integer(place + "die_id").value_or(0);  // older kernels do not have it
+        packages_known = packages_known && package;
+        cores_known = cores_known && package && core;
+        if (package) packages.insert(*package);
+        if (package && core) cores.insert({*package, die, *core});
+    }
+    if (packages_known) t.sockets = static_cast<u32>(packages.size());
+    if (cores_known) t.physical_cores = static_cast<u32>(cores.size());
+    return t;
+}
+
+}  // namespace trel::os

@@ -1,0 +1,31 @@
+#include "platform/sysinfo/privileges.h"
+
+#include "base/console/console.h"
+
+namespace trel {
+
+bool acquire_privilege(const std::string& name, os::PrivilegeResult (*acquire)(const std::string&)) {
+    const os::PrivilegeResult result = acquire(name);
+    switch (result.failure) {
+        case os::PrivilegeFailure::lookup:
+            Console::error_line("LookupPrivilegeValue error");
+            break;
+        case os::PrivilegeFailure::adjust:
+            Console::error_line("AdjustTokenPrivileges error");
+            break;
+        case os::PrivilegeFailure::none:
+        case os::PrivilegeFailure::token:
+        case os::PrivilegeFailure::not_held:
+            break;
+    }
+    if (result.close_failed) Console::error_line("Unable to close handle");
+    return result.held();
+}
+
+void print_swap_mode_refusal() {
+    Console::error_line("Cannot Start: Swap mode requires administrator privileges.", true);
+    Console::print_line("Please run Kalvor as administrator with SeManageVolumePrivilege.");
+    Console::set_color('w');
+}
+
+}  // namespace trel
