@@ -67,8 +67,42 @@ inline bool keys_survive(const trel::Config::Node& node, bool json) {
     return true;
 }
 
+// Each getter takes what it is for and refuses the rest, in the words that are promised.
+inline void check_getters(const trel::Config::Node& node) {
+    using namespace trel::Config;
+    if (node.type() == NodeType::array) {
+        for (const auto& element : node.as<Array>().elements) check_getters(*element);
+    }
+    if (node.type() != NodeType::object) return;
+    const Object& object = node.as<Object>();
+    for (const auto& entry : object.entries()) {
+        require(&object.get(entry->key) == entry->value.get(), "every member is found by its key");
+        const NodeType type = entry->value->type();
+        const auto taken_by = [&](auto get) {
+            try {
+                get();
+                return true;
+            } catch (const trel::ParseException& e) {
+                require(e.message.starts_with("at: Expected ") || e.message == "Expected true or false.",
+                        "text of a wrong type");
+                return false;
+            }
+        };
+        const std::string& key = entry->key;
+        require(taken_by([&] { object.get_integer(key, "at"); }) == (type == NodeType::integer), "integers");
+        require(taken_by([&] { object.get_string(key, "at"); }) == (type == NodeType::string), "strings");
+        require(taken_by([&] { object.get_array(key, "at"); }) == (type == NodeType::array), "arrays");
+        require(taken_by([&] { object.get_object(key, "at"); }) == (type == NodeType::object), "objects");
+        const std::string text = entry->value->to_acfg();
+        require(taken_by([&] { object.get_bool(key, "at"); }) == (text == "\"true\"" || text == "\"false\""),
+                "booleans");
+        check_getters(*entry->value);
+    }
+}
+
 inline void check_tree(const trel::Config::Node& tree) {
     using namespace trel::Config;
+    check_getters(tree);
     const std::string acfg = tree.to_acfg(), json = tree.to_json();
     require(tree.clone()->to_acfg() == acfg, "a clone has the same text");
     if (keys_survive(tree, true)) {

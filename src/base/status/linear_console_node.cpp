@@ -148,25 +148,18 @@ void LinearConsoleNode::remove_child() {
 }
 
 LinearConsoleIteration::LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total)
-    : line_(line), mode_(mode), total_(total) {
-    line_.push({'w', ""});
-    write_text();
+    : line_(line) {
+    line_.push_count(mode, total);
     line_.draw(false);
 }
 
 LinearConsoleIteration::~LinearConsoleIteration() {
-    line_.pop();
+    line_.pop_count();
 }
 
 void LinearConsoleIteration::update(u64 completed) {
-    completed_ = completed;
-    if (!line_.due()) return;
-    write_text();
-    line_.draw(true);
-}
-
-void LinearConsoleIteration::write_text() {
-    line_.set_last(iteration_text(mode_, completed_, total_));
+    line_.set_completed(completed);
+    line_.draw(false);
 }
 
 Status& LinearConsoleIteration::push_node(const Status::ColoredText&) {

@@ -63,7 +63,7 @@ class LinearConsoleNode final : public Status {
 // Shows "12 %" or "(3 / 25)". The end of a chain: nothing can be pushed on it.
 class LinearConsoleIteration final : public StatusIterationNode {
   public:
-    // Adds its segment to the line.
+    // Adds its count to the line.
     LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total);
     ~LinearConsoleIteration() override;
 
@@ -76,12 +76,7 @@ class LinearConsoleIteration final : public StatusIterationNode {
     [[noreturn]] u64 get_completed() const;
 
   private:
-    void write_text();
-
     ProgressLine& line_;
-    Status::IterationMode mode_;
-    u64 total_;
-    u64 completed_ = 0;
 };
 
 }  // namespace trel

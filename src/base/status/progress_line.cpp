@@ -9,15 +9,20 @@ namespace trel {
 
 void ProgressLine::pop() {
     segments_.pop_back();
-    if (segments_.empty()) {
+    shrink();
+}
+
+void ProgressLine::pop_count() {
+    count_.reset();
+    shrink();
+}
+
+void ProgressLine::shrink() {
+    if (segments_.empty() && !count_) {
         erase();
     } else {
         draw(false);
     }
-}
-
-bool ProgressLine::due() const {
-    return !drawn_ || os::read_tsc() - last_drawn_ >= interval_;
 }
 
 void ProgressLine::draw(bool force) {
@@ -31,11 +36,12 @@ void ProgressLine::draw(bool force) {
     std::lock_guard<std::recursive_mutex> lock(Console::console_lock());
     write_blanks();
     u64 length = 0;
-    for (const Console::ColoredText& segment : segments_) {
-        length += segment.text.size();
-        if (length > width_) break;
-        Console::print(segment.text, segment.color);
-    }
+    const auto print = [&](std::string_view text, Console::ColorLetter color) {
+        length += text.size();
+        if (length <= width_) Console::print(text, color);
+    };
+    for (const Console::ColoredText& segment : segments_) print(segment.text, segment.color);
+    if (count_) print(iteration_text(count_->mode, count_->completed, count_->total), 'w');
     Console::set_color('w');
     Console::flush();
     visible_ = true;

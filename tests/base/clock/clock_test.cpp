@@ -70,6 +70,22 @@ TEST(CpuUtilization, Report) {
     EXPECT_EQ(console.take(),
               "{w}CPU Utilization:        {Y}  150.00{w} %\n"
               "{w}Multi-core Efficiency:  {Y}  150.00{w} %\n");
+    // Widths are lower bounds.
+    print_cpu_utilization(cpu_utilization({1.0, 123456.0, 9999.0}, 1));
+    EXPECT_EQ(console.take(),
+              "{w}CPU Utilization:        {Y}13345500.00{w} %  +  {P}999900.00{w} % kernel overhead\n"
+              "{w}Multi-core Efficiency:  {Y}13345500.00{w} %  +  {P}999900.00{w} % kernel overhead\n");
+    // By itself it counts the processors of the machine.
+    const TimeSpan span{10.0, 19.0, 0.5};
+    print_cpu_utilization(span);
+    const std::string here = console.take();
+    print_cpu_utilization(cpu_utilization(span, os::active_processor_count()));
+    EXPECT_EQ(here, console.take());
+}
+
+TEST(CpuUtilization, WithoutWallTimeThereIsNoShare) {
+    EXPECT_FALSE(cpu_utilization({0, 1.0, 0.5}, 2).measurable);
+    EXPECT_FALSE(cpu_utilization({1.0, -1.0, 0.5}, 2).measurable);
 }
 
 TEST(DateText, HasTheFormOfAsctime) {

@@ -74,6 +74,15 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
     EXPECT_EQ(thrown([&] { o.get_bool("i", "Switch"); }),
               "ParseException |  | Switch: Expected String, got Integer.");
     EXPECT_EQ(thrown([&] { o.get_bool("s", "Switch"); }), "ParseException |  | Expected true or false.");
+    for (const char* text : {"True", "FALSE", "", "1", "true ", "truefalse"}) {
+        Object other;
+        other.add_string("b", text);
+        EXPECT_EQ(thrown([&] { other.get_bool("b"); }), "ParseException |  | Expected true or false.")
+            << text;
+    }
+    Object off;
+    off.add_bool("b", false);
+    EXPECT_FALSE(off.get_bool("b"));
     EXPECT_STREQ(type_name(static_cast<NodeType>(4)), "invalid type");
 }
 
@@ -96,6 +105,7 @@ TEST(ConfigNode, ClonesAreDeepAndMovesLeaveNothing) {
     const std::string text = o.to_acfg();
     const auto copy = o.clone();
     EXPECT_EQ(copy->to_acfg(), text);
+    EXPECT_EQ(text.substr(0, 14), "{   //  all\r\n\r");
     o.add_integer("more", 1);
     EXPECT_EQ(copy->to_acfg(), text);
     const auto moved = copy->move_clone();

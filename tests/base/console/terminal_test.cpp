@@ -65,6 +65,13 @@ TEST(TerminalChild, DISABLED_Colors) {
     Console::flush();
 }
 
+TEST(TerminalChild, DISABLED_Resize) {
+    Console::print("<<");
+    os::set_window_size(80, 25);
+    Console::print(">>");
+    Console::flush();
+}
+
 TEST(TerminalChild, DISABLED_Pause) {
     Console::print("<<");
     Console::pause();
@@ -105,39 +112,46 @@ TEST(Terminal, LinesAreReadWithoutTheirEnds) {
     EXPECT_NE(ended.output.find("[end]"), std::string::npos) << ended.output;
 }
 
+namespace {
+
+// Runs one of the tests above with pipes instead of a terminal.
+std::string on_pipes(const char* test, const std::string& input) {
+    const std::string filter = std::string("--gtest_filter=TerminalChild.DISABLED_") + test;
+    int to_child[2], from_child[2];
+    EXPECT_EQ(pipe(to_child), 0);
+    EXPECT_EQ(pipe(from_child), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(30);
+        dup2(to_child[0], STDIN_FILENO);
+        dup2(from_child[1], STDOUT_FILENO);
+        for (const int end : {to_child[0], to_child[1], from_child[0], from_child[1]}) close(end);
+        execl("/proc/self/exe", "test", filter.c_str(), "--gtest_also_run_disabled_tests", nullptr);
+        _exit(99);
+    }
+    close(to_child[0]);
+    close(from_child[1]);
+    EXPECT_EQ(write(to_child[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
+    close(to_child[1]);
+    std::string output;
+    char buffer[4096];
+    for (ssize_t got; (got = read(from_child[0], buffer, sizeof buffer)) > 0;) {
+        output.append(buffer, static_cast<size_t>(got));
+    }
+    close(from_child[0]);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    const size_t from = output.find("<<"), to = output.find(">>");
+    return from == std::string::npos || to == std::string::npos ? "no marks: " + output
+                                                                : output.substr(from + 2, to - from - 2);
+}
+
+}  // namespace
+
 // From a file, nothing is read ahead: what follows a line is there for the next reader.
 TEST(Lines, FromAPipe) {
-    const auto piped = [](const std::string& input) {
-        int to_child[2], from_child[2];
-        EXPECT_EQ(pipe(to_child), 0);
-        EXPECT_EQ(pipe(from_child), 0);
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(30);
-            dup2(to_child[0], STDIN_FILENO);
-            dup2(from_child[1], STDOUT_FILENO);
-            for (const int end : {to_child[0], to_child[1], from_child[0], from_child[1]}) close(end);
-            execl("/proc/self/exe", "test", "--gtest_filter=TerminalChild.DISABLED_Lines",
-                  "--gtest_also_run_disabled_tests", nullptr);
-            _exit(99);
-        }
-        close(to_child[0]);
-        close(from_child[1]);
-        EXPECT_EQ(write(to_child[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
-        close(to_child[1]);
-        std::string output;
-        char buffer[4096];
-        for (ssize_t got; (got = read(from_child[0], buffer, sizeof buffer)) > 0;) {
-            output.append(buffer, static_cast<size_t>(got));
-        }
-        close(from_child[0]);
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-        const size_t from = output.find("<<"), to = output.find(">>");
-        return from == std::string::npos || to == std::string::npos ? "no marks: " + output
-                                                                    : output.substr(from + 2, to - from - 2);
-    };
+    const auto piped = [](const std::string& input) { return on_pipes("Lines", input); };
     EXPECT_EQ(piped("one\ntwo\r\n\nklast"), "[one][two][][key][last]");
     EXPECT_EQ(piped("one\r\r\n\r\n"), "[one\r][][end][no key][end]");
     EXPECT_EQ(piped(""), "[end][end][end][no key][end]");
@@ -153,6 +167,18 @@ TEST(Terminal, ColorsAreEscapes) {
               "\x1b[34mb\x1b[32mg\x1b[36mt\x1b[31mr\x1b[35mp\x1b[33my\x1b[0mw ");
     EXPECT_EQ(on_terminal("Colors", "", "1").output, "BGTRPYbgtrpyw ");
     EXPECT_EQ(on_terminal("Colors", "", "").output, colored.output);  // empty counts as not set
+}
+
+// The texts are the same without a terminal, the escapes are not there.
+TEST(Redirected, HasNoEscapes) {
+    EXPECT_EQ(on_pipes("Colors", ""), "BGTRPYbgtrpyw ");
+    EXPECT_EQ(on_pipes("Resize", ""), "");
+    EXPECT_EQ(on_pipes("Pause", "xy"),
+              "Press any key to continue . . . \nPress any key to continue . . . \nnone shared");
+}
+
+TEST(Terminal, AWindowIsResizedByAnEscape) {
+    EXPECT_EQ(on_terminal("Resize", "").output, "\x1b[8;25;80t");
 }
 
 TEST(Terminal, PauseTakesOneKeyWithoutEcho) {

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <regex>
+#include <thread>
 
+#include "base/clock/timer.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "support/capture_console.h"
@@ -126,6 +129,122 @@ TEST(LinearConsole, RefreshesOncePerIntervalUnlessForced) {
     EXPECT_EQ(console.take(), blanks(20) + "frame");
 }
 
+namespace {
+
+void spin(double seconds) {
+    const WallTimer timer;
+    while (timer.seconds() < seconds) {
+    }
+}
+
+}  // namespace
+
+TEST(LinearConsole, TheIntervalIsInSeconds) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode slow(20, 1e4), quick(20, 0.02);
+    StatusFrame frame(slow, "slow");
+    EXPECT_EQ(console.take(), blanks(20) + "slow");  // the first drawing waits for nothing
+    StatusFrame other(quick, "quick");
+    console.take();
+    spin(0.1);
+    slow.refresh();
+    EXPECT_EQ(console.take(), "");
+    quick.refresh();
+    EXPECT_EQ(console.take(), blanks(20) + "quick");
+}
+
+TEST(LinearConsole, CountsAreDrawnOncePerIntervalAndNeverStale) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, kNever);
+    StatusFrame frame(node, "Sum ");
+    EXPECT_EQ(console.take(), blanks(20) + "Sum ");
+    StatusIteration iteration(frame.node(), Status::IterationMode::count, 1000);
+    for (u64 i = 0; i < 1000; i++) iteration.update(i);
+    EXPECT_EQ(console.take(), "");
+    node.refresh(true);
+    EXPECT_EQ(console.take(), blanks(20) + "Sum (999 / 1000)");
+}
+
+// A line that is put together by pieces is not run over by the progress line, which comes back after it.
+TEST(LinearConsole, AnOpenLineIsNotDrawnOver) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, 0);
+    StatusFrame frame(node, "frame");
+    console.take();
+    frame.node().Status_LineSectionStart("Writing...");
+    EXPECT_EQ(console.take(), blanks(20) + "Writing...");
+    node.refresh(true);
+    frame.node().Status_LineSectionAdd({'G', " done"});
+    EXPECT_EQ(console.take(), " done");
+    frame.node().Status_LineSectionEnd();
+    EXPECT_EQ(console.take(), "\n");
+    node.refresh(true);
+    EXPECT_EQ(console.take(), blanks(20) + "frame");
+}
+
+TEST(LinearConsole, DrawingHoldsTheConsoleLock) {
+    class Asking final : public Console::Sink {
+      public:
+        Asking() : before_(Console::set_sink(this)) {}
+        ~Asking() override { Console::set_sink(before_); }
+        void write(std::string_view) override {
+            std::thread([this] {
+                if (Console::console_lock().try_lock()) {
+                    Console::console_lock().unlock();
+                    free++;
+                } else {
+                    held++;
+                }
+            }).join();
+        }
+        void set_color(Console::ColorLetter) override {}
+        bool is_terminal() const override { return true; }
+        int held = 0, free = 0;
+
+      private:
+        Console::Sink* before_;
+    };
+    Asking sink;
+    LinearConsoleNode node(20, kNever);
+    node.push_node({'w', "frame"});
+    EXPECT_EQ(sink.held, 2);  // blanks, text
+    node.refresh(true);
+    EXPECT_EQ(sink.held, 4);
+    EXPECT_EQ(sink.free, 0);
+    node.pop_frame();  // takes the line off
+    EXPECT_EQ(sink.held, 5);
+    EXPECT_EQ(sink.free, 0);
+    node.Status_Line("text");
+    EXPECT_EQ(sink.free, 1);
+    // A thread that crashes while it draws takes the lock once more.
+    const std::lock_guard<std::recursive_mutex> drawing(Console::console_lock());
+    EXPECT_TRUE(Console::console_lock().try_lock());
+    Console::console_lock().unlock();
+}
+
+// A refresh that is not due returns although somebody else has the lock.
+TEST(LinearConsole, ARefreshThatIsNotDueTakesNoLock) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, kNever);
+    StatusFrame frame(node, "frame");
+    std::atomic<bool> locked{false}, done{false};
+    bool gave_up = false;
+    std::thread holder([&] {
+        const std::lock_guard<std::recursive_mutex> lock(Console::console_lock());
+        locked = true;
+        const WallTimer timer;
+        while (!done && !gave_up) {
+            std::this_thread::yield();
+            gave_up = timer.seconds() > 20;
+        }
+    });
+    while (!locked) std::this_thread::yield();
+    for (int i = 0; i < 1000; i++) node.refresh();
+    done = true;
+    holder.join();
+    EXPECT_FALSE(gave_up);
+}
+
 TEST(LinearConsole, SegmentsPastTheWidthAreNotDrawn) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(79, 0);
@@ -143,6 +262,10 @@ TEST(LinearConsole, SegmentsPastTheWidthAreNotDrawn) {
     StatusFrame f(e.node(), "f");
     console.take();
     f.node().refresh(true);
+    EXPECT_EQ(console.take(), blanks(79) + std::string(40, 'd'));
+    StatusIteration count(f.node(), Status::IterationMode::count, 5);
+    console.take();
+    count.update(1);  // does not fit either
     EXPECT_EQ(console.take(), blanks(79) + std::string(40, 'd'));
 }
 
