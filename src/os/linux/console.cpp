@@ -84,7 +84,10 @@ bool wait_for_key() {
         tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
     char byte;
-    const ssize_t got = read(STDIN_FILENO, &byte, 1);
+    ssize_t got;
+    do {
+        got = read(STDIN_FILENO, &byte, 1);
+    } while (got < 0 && errno == EINTR);
     if (terminal) tcsetattr(STDIN_FILENO, TCSANOW, &saved);
     return got > 0;
 }

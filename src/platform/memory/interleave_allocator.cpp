@@ -33,6 +33,12 @@ constexpr std::array<u32, 256> crc_table() {
 }
 constexpr std::array<u32, 256> kCrcTable = crc_table();
 
+// Numbers that no node can have stay such.
+u32 node_number(i64 value) {
+    constexpr u32 kNoNode = std::numeric_limits<u32>::max();
+    return value < 0 || value > kNoNode ? kNoNode : static_cast<u32>(value);
+}
+
 // What the tasks of one allocation bring together.
 struct Shared {
     const MemoryCalls& calls;
@@ -156,7 +162,7 @@ InterleaveConfig::InterleaveConfig(const Config::Object& object)
       workers_(&NodeWorkers::of_this_machine()) {
     locked_pages.set(object.get_string(locked_pages.name));
     for (const auto& element : object.get_array("Nodes").elements) {
-        nodes.push_back(static_cast<u32>(element->as<Config::Integer>().value));
+        nodes.push_back(node_number(element->as<Config::Integer>().value));
     }
     if (nodes.empty()) throw InvalidParametersException("", "Node list cannot be empty.");
 }
@@ -264,22 +270,22 @@ u64 InterleaveConfig::print(u64 first_line_number) const {
 }
 
 void InterleaveConfig::edit_nodes() {
-    nodes.clear();
+    std::vector<u32> chosen;
     Console::print_line("\n\nEnter NUMA node #'s one-by-one. Enter nothing to stop.", 'w');
     Console::print_line("    - Duplicating nodes allow for imbalanced interleaving.");
     Console::print_line("    - Non-existant nodes simply won't bind.");
     while (true) {
         const std::string answer = Prompt::read_text("Node #", 'T');
         if (answer.empty() || !std::isdigit(static_cast<unsigned char>(answer[0]))) break;
-        u64 number = 0;
+        i64 number = 0;
         for (const char c : answer) {
             if (!std::isdigit(static_cast<unsigned char>(c))) break;
-            number = number * 10 + static_cast<u64>(c - '0');
-            if (number > std::numeric_limits<u32>::max()) number = std::numeric_limits<u32>::max();
+            number = node_number(number * 10 + (c - '0'));
         }
-        nodes.push_back(static_cast<u32>(number));
+        chosen.push_back(static_cast<u32>(number));
     }
-    if (nodes.empty()) nodes = default_nodes();
+    // Not before here: when nobody answers, the list stays.
+    nodes = chosen.empty() ? default_nodes() : chosen;
 }
 
 void InterleaveConfig::edit(u64 line) {

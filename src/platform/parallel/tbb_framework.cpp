@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "base/errors/exceptions.h"
+#include "platform/parallel/bisection.h"
 #include "platform/parallel/callers_share.h"
 #include "platform/parallel/library_handover.h"
 #include "platform/parallel/setting_lines.h"
@@ -25,16 +26,6 @@ void TbbFramework::fork(const A& a, const B& b) const {
     } else {
         tbb::parallel_invoke(a, b);
     }
-}
-
-template <class Run>
-void TbbFramework::bisect(const Run& run, u64 begin, u64 end) const {
-    if (end - begin == 1) {
-        run(begin);
-        return;
-    }
-    const u64 middle = begin + (end - begin) / 2;
-    fork([&] { bisect(run, begin, middle); }, [&] { bisect(run, middle, end); });
 }
 
 void TbbFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end) {
@@ -57,7 +48,7 @@ void TbbFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end) {
     const tbb::blocked_range<u64> all(0, end - begin, 1);
     switch (parallel_for_) {
         case ParallelFor::disabled:
-            bisect(run, begin, end);
+            bisect([this](const auto& a, const auto& b) { fork(a, b); }, run, begin, end);
             break;
         case ParallelFor::auto_partitioner:
             tbb::parallel_for(all, run_range, tbb::auto_partitioner());

@@ -23,8 +23,6 @@ class TbbFramework final : public BasicParallelizer {
   private:
     template <class A, class B>
     void fork(const A& a, const B& b) const;
-    template <class Run>
-    void bisect(const Run& run, u64 begin, u64 end) const;
 
     const ForkJoin2 fork_join_;
     const ParallelFor parallel_for_;

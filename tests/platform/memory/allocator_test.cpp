@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "base/config/parser.h"
@@ -60,6 +63,13 @@ TEST(OptionalFlag, WordsTextsAndColors) {
     EXPECT_EQ(message_of([&] { (void)flag.word(); }), "LargePages|Invalid Mode");
     EXPECT_EQ(message_of([&] { (void)flag.display_text(); }), "OptionalFlagConfig|Invalid Mode");
     EXPECT_EQ(message_of([&] { (void)flag.color(); }), "OptionalFlagConfig|Invalid Mode");
+    EXPECT_EQ(message_of([&] { (void)flag.selector_text(); }), "OptionalFlagSelector|Invalid Mode");
+    flag.mode = 0;
+    for (const u32 mode : {1, 2, 0, 1}) {
+        flag.advance();
+        EXPECT_EQ(flag.mode, mode);
+        EXPECT_EQ(flag.selector_text(), texts[mode]);
+    }
 }
 
 TEST(MemoryStats, Text) {
@@ -141,9 +151,10 @@ TEST(AllocatorRegistryDeathTest, DuplicateNameEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto twice = [] {
         Console::set_pause_before_fatal_exit(false);
+        print_to_stderr();
         register_allocator("mmap", find_allocator_type("mmap"));
     };
-    EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Allocator Type\n$");
 }
 
 TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
@@ -253,6 +264,47 @@ TEST(PageLocking, HalvesDownToAMebibyte) {
     EXPECT_EQ(g_smallest_call, kMiB - 1);
     EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB, false), 0U);
     EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB, true, os::ErrorCategory::access_denied), 0U);
+}
+
+// Two computations that lock at once: one region after the other.
+TEST(PageLocking, OneRegionAtATime) {
+    static std::atomic<int> inside{0}, most{0};
+    const LockingCalls calls{[](void*, u64) -> os::OsError {
+                                 const int now = ++inside;
+                                 if (now > most) most = now;
+                                 for (int i = 0; i < 50; i++) std::this_thread::yield();
+                                 inside--;
+                                 return {};
+                             },
+                             [] { return os::OsError{}; }};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; t++) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20; i++) EXPECT_EQ(lock_region(nullptr, 100, calls), 100U);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(most, 1);
+}
+
+// What a limit does not take is tried again after the limit was raised.
+TEST(PageLocking, TheLimitIsRaisedBeforeTheSecondTry) {
+    std::string calls;
+    bool raised = false;
+    const LockingCalls system{[&](void*, u64) -> os::OsError {
+                                  calls += "lock ";
+                                  return raised ? os::OsError{} : os::OsError{12, os::ErrorCategory::quota};
+                              },
+                              [&] {
+                                  calls += "raise ";
+                                  raised = true;
+                                  return os::OsError{};
+                              }};
+    EXPECT_EQ(lock_region(nullptr, 4096, system), 4096U);
+    EXPECT_EQ(calls, "lock raise lock ");
+    calls.clear();
+    EXPECT_EQ(lock_region(nullptr, 4096, system), 4096U);
+    EXPECT_EQ(calls, "lock ");
 }
 
 TEST(AllocateHeap, SummaryAndBuffer) {

@@ -8,12 +8,16 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
+#include <set>
+#include <thread>
 
 #include "base/config/parser.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
 #include "os/numa.h"
+#include "platform/memory/allocate_heap.h"
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/malloc_allocator.h"
 #include "platform/memory/mmap_allocator.h"
@@ -349,6 +353,11 @@ TEST(Interleave, MenuAndSelector) {
               "\"Hashed\":{\"Value\":\"false\",\"DisplayText\":\"Round-Robin\"},"
               "\"LockedPages\":{\"Value\":\"forced\",\"DisplayText\":\"Forced\"},"
               "\"Nodes\":{\"Value\":[1,12,1],\"DisplayText\":\"1,12,1\"}}");
+    EXPECT_THROW(config.edit(0), EndOfStreamException);  // nobody there to ask
+    EXPECT_EQ(config.nodes, (std::vector<u32>{1, 12, 1}));
+    console.type({"4294967296", "99999999999999999999999", "-1"});
+    config.edit(0);
+    EXPECT_EQ(config.nodes, (std::vector<u32>{~u32(0), ~u32(0)}));
     console.type({""});
     config.edit(0);
     EXPECT_EQ(config.nodes, (std::vector<u32>{0, 1}));
@@ -376,6 +385,18 @@ TEST(Interleave, Permissions) {
               "\nUnable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
               "Large pages and page locking may not be possible.\n\n"
               "Expect larger performance penalties from Meltdown mitigation.\n\n");
+}
+
+// What the user is told of a working region that came out otherwise than wanted.
+TEST(Interleave, TheHeapPassesWarningsAndSummaryOn) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    machine.moved = {{1, 0}};
+    Rig rig(machine);
+    rig.config.hashed = false;
+    const HeapAllocation heap = allocate_heap(rig.config, serial_context(), 12, 10 * 4096);
+    EXPECT_EQ(joined(heap.warnings), "5 pages intended for node 1 landed on node 0 instead.\n");
+    EXPECT_EQ(heap.summary, "locked, spread: 29%/2");
 }
 
 TEST(Placement, PagesAreCountedByNode) {
@@ -473,6 +494,31 @@ TEST(MmapAllocator, Locks) {
     EXPECT_EQ(machine.mappings, 0U);
 }
 
+TEST(MmapAllocator, Permissions) {
+    FakeMachine machine;
+    machine.privilege = false;
+    const MemoryCalls calls = machine.calls();
+    MmapConfig config(calls);
+    CaptureConsole console;
+    const std::string warning =
+        "\nUnable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
+        "Large pages and page locking may not be possible.\n\n"
+        "Expect larger performance penalties from Meltdown mitigation.\n\n";
+    for (const char* large : {"disabled", "attempt", "forced"}) {
+        for (const char* locked : {"disabled", "attempt", "forced"}) {
+            config.large_pages.set(large);
+            config.locked_pages.set(locked);
+            const bool needed = config.large_pages.mode != 0 || config.locked_pages.mode != 0;
+            machine.privilege = false;
+            EXPECT_EQ(config.acquire_permissions(), !needed);
+            EXPECT_EQ(console.take(), needed ? warning : "");
+            machine.privilege = true;
+            EXPECT_TRUE(config.acquire_permissions());
+            EXPECT_EQ(console.take(), "");
+        }
+    }
+}
+
 TEST(AllocatorSettings, SavedFormIsReadBack) {
     CaptureConsole console;
     const char* texts[] = {
@@ -500,8 +546,15 @@ TEST(AllocatorSettings, Refusals) {
               "LargePages|Invalid Mode: sometimes");
     EXPECT_EQ(parse("{ Allocator : \"mmap\" LargePages : \"attempt\" LockedPages : \"\" }"),
               "LockedPages|Invalid Mode: ");
-    EXPECT_EQ(parse("{ Allocator : \"interleave\" Hashed : \"true\" LockedPages : \"forced\" Nodes : [] }"),
-              "|Node list cannot be empty.");
+    const std::string interleave = "{ Allocator : \"interleave\" Hashed : \"true\" LockedPages : ";
+    EXPECT_EQ(parse(interleave + "\"forced\" Nodes : [] }"), "|Node list cannot be empty.");
+    EXPECT_EQ(parse(interleave + "\"never\" Nodes : [0] }"), "LockedPages|Invalid Mode: never");
+    // A number that is no node's does not become the number of another.
+    EXPECT_EQ(allocator_to_config(*make_allocator_config(*Config::parse_acfg(
+                                      interleave + "\"forced\" Nodes : [4294967296 -1 7] }")))
+                  .get_array("Nodes")
+                  .to_acfg(),
+              "[4294967295 4294967295 7]");
     EXPECT_THROW((void)parse("{ Allocator : \"mmap\" LargePages : \"attempt\" }"), KeyNotFoundException);
     EXPECT_THROW((void)parse("{ }"), KeyNotFoundException);
     try {
@@ -531,6 +584,44 @@ TEST(AllocatorMenus, MmapLinesAndSelection) {
     EXPECT_EQ(console.text(),
               "{P}Select a Memory Allocator:\n{w}   0    {T}C malloc()\n{w}   1    {T}WinAPI VirtualAlloc()\n"
               "{w}   2    {T}Node Interleaving\n\n{w}option: {T}{w}option: {T}");
+}
+
+TEST(NodeWorkers, OneThreadANodeAndItsTasksInTurn) {
+    NodeWorkers workers;
+    std::set<std::thread::id> threads;
+    std::vector<int> order;
+    os::JoinCounter join;
+    join.add(20);
+    for (int i = 0; i < 20; i++) {
+        workers.worker(5).push(
+            [&, i] {
+                threads.insert(std::this_thread::get_id());
+                order.push_back(i);
+            },
+            join);
+    }
+    join.wait();
+    EXPECT_EQ(threads.size(), 1U);
+    EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
+    for (int i = 0; i < 20; i++) EXPECT_EQ(order[static_cast<size_t>(i)], i);
+    EXPECT_EQ(&workers.worker(5), &workers.worker(5));
+    EXPECT_NE(&workers.worker(5), &workers.worker(6));
+}
+
+TEST(SpinLock, LetsOneInAtATime) {
+    SpinLock lock;
+    u64 count = 0;  // not atomic
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; t++) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20000; i++) {
+                const std::lock_guard<SpinLock> guard(lock);
+                count++;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(count, 80000U);
 }
 
 TEST(NodeWorkersDeathTest, ExceptionsEndTheProcess) {

@@ -12,6 +12,7 @@
 
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
+#include "platform/parallel/bisection.h"
 #include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/cpp_async_framework.h"
 #include "platform/parallel/framework_cases.h"
@@ -381,6 +382,28 @@ TEST(Cilk, AGenuineLibraryIsPreferred) {
     a.expect_once(0, 1);
     b.expect_once(0, 1);
     EXPECT_FALSE(CilkRuntime::load(std::span(names, 1)).genuine);
+}
+
+TEST(Bisection, HalvesDownToSingleIndices) {
+    std::string text;
+    const auto fork = [&](const auto& a, const auto& b) {
+        text += '(';
+        a();
+        text += ' ';
+        b();
+        text += ')';
+    };
+    const auto tree = [&](u64 begin, u64 end) {
+        text.clear();
+        bisect(
+            fork, [&](u64 index) { text += std::to_string(index); }, begin, end);
+        return text;
+    };
+    EXPECT_EQ(tree(0, 5), "((0 1) (2 (3 4)))");
+    EXPECT_EQ(tree(10, 13), "(10 (11 12))");
+    EXPECT_EQ(tree(7, 8), "7");
+    EXPECT_EQ(tree(0, 8), "(((0 1) (2 3)) ((4 5) (6 7)))");
+    EXPECT_EQ(tree(~u64(0) - 2, ~u64(0)), "(18446744073709551613 18446744073709551614)");
 }
 
 #ifdef KALVOR_HAVE_TBB

@@ -55,7 +55,11 @@ TEST(FrameworkRegistry, NamesAndTexts) {
     EXPECT_EQ(find_framework_type("none").display_name(), none->display_name());
     CaptureConsole console(CaptureConsole::terminal, true);
     spawn->print_summary(4);
-    EXPECT_EQ(console.text(), "{T}Thread Spawn (1 Thread/Task)  ->  {Y}4 / ?{w}");
+    EXPECT_EQ(console.take(), "{T}Thread Spawn (1 Thread/Task)  ->  {Y}4 / ?{w}");
+    make_default_framework_config("pushpool")->print_summary(64);
+    EXPECT_EQ(console.take(), "{T}Push Pool  ->  {Y}64 / ?  (randomization on){w}");
+    make_default_framework_config("none")->print_summary(1);
+    EXPECT_EQ(console.take(), "{T}None (No Multi-threading)  ->  {Y}1 / 1{w}");
 }
 
 TEST(FrameworkRegistry, UnknownName) {
@@ -67,9 +71,10 @@ TEST(FrameworkRegistryDeathTest, DuplicateNameEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto twice = [] {
         Console::set_pause_before_fatal_exit(false);
+        print_to_stderr();
         register_framework("spawn", find_framework_type("none"));
     };
-    EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Framework Type\n$");
 }
 
 TEST(ParallelismSettings, TaskDecompositionRange) {
