@@ -84,6 +84,15 @@ TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
     EXPECT_EQ(settings.get_string("Path"), "C:/temp");
 }
 
+TEST(SettingsFile, ThePathIsAskedForInItsColor) {
+    ScratchFolder folder;
+    CaptureConsole console(CaptureConsole::terminal, true);
+    console.type({folder.file("x.cfg")});
+    save_config_file("CustomCompute", some_settings());
+    EXPECT_EQ(console.take(),
+              "Enter path to save configuration file. (the .cfg extension can be omitted)\n{w}Path{T}");
+}
+
 TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
     ScratchFolder folder;
     CaptureConsole console;
@@ -156,6 +165,10 @@ TEST(SettingsFile, FilesThatCannotBeRead) {
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "The file is too large: a text is at most 16,777,216 bytes long.");
     }
+    // The largest one is read: it begins with a NUL, where the text ends.
+    std::filesystem::resize_file(folder.file("large"), 0);
+    std::filesystem::resize_file(folder.file("large"), kMaxTextFileBytes);
+    EXPECT_THROW(load_config_file(folder.file("large")), EndOfStreamException);
 }
 
 TEST(SettingsFile, AFullDiskIsReported) {

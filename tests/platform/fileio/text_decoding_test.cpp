@@ -56,6 +56,10 @@ TEST(TextDecoding, Utf16) {
         const std::string lost = "\xef\xbf\xbd";
         EXPECT_EQ(decode_text(utf16({0xd800}, big)), lost);
         EXPECT_EQ(decode_text(utf16({0xdfff}, big)), lost);
+        // Just outside of the surrogates.
+        EXPECT_EQ(decode_text(utf16({0xd7ff, 0xe000}, big)), "\xed\x9f\xbf\xee\x80\x80");
+        EXPECT_EQ(decode_text(utf16({0xdbff, 0xe000}, big)), lost + "\xee\x80\x80");
+        EXPECT_EQ(decode_text(utf16({0xdbff, 0xdfff}, big)), "\xf4\x8f\xbf\xbf");
         EXPECT_EQ(decode_text(utf16({0xd800, 'x'}, big)), lost + "x");
         EXPECT_EQ(decode_text(utf16({0xdc00, 0xd800}, big)), lost + lost);
         EXPECT_EQ(decode_text(utf16({0xd800, 0xd800, 0xdc00}, big)), lost + "\xf0\x90\x80\x80");
