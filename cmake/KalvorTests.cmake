@@ -21,8 +21,16 @@ if(kernel_objects AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   set_tests_properties(kernel_symbols PROPERTIES LABELS quick)
 endif()
 
-find_package(GTest QUIET)
-find_package(benchmark QUIET)
+if(CMAKE_CROSSCOMPILING)
+  # Debian has the library as source too, for every target.
+  if(EXISTS /usr/src/googletest/CMakeLists.txt)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    set(GTest_FOUND TRUE)
+  endif()
+else()
+  find_package(GTest QUIET)
+  find_package(benchmark QUIET)
+endif()
 find_library(GMP_LIBRARY gmp)
 find_library(MPFR_LIBRARY mpfr)
 
