@@ -76,6 +76,12 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
 
   add_custom_target(task_tests)
   kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
+  # Tests of one system's own files.
+  if(WIN32)
+    list(FILTER folders EXCLUDE REGEX "(^|/)linux$")
+  else()
+    list(FILTER folders EXCLUDE REGEX "(^|/)windows$")
+  endif()
   foreach(folder IN LISTS folders)
     file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
     string(REPLACE "/" "_" name ${folder})

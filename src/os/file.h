@@ -34,8 +34,11 @@ OsError close_file(i64 handle);
 struct [[nodiscard]] Transfer {
     u64 bytes = 0;
     OsError error;
+    bool position_refused = false;  // the error is about the offset; nothing was moved
 };
 
+// Partial transfers are continued and interrupted ones repeated, at most 1 GiB a system call. Both move the
+// position of the handle, so that a handle serves one thread.
 Transfer read_file(i64 handle, void* buffer, u64 offset, u64 bytes);
 Transfer write_file(i64 handle, const void* buffer, u64 offset, u64 bytes);
 
@@ -44,8 +47,12 @@ struct [[nodiscard]] FileSize {
     OsError error;
 };
 FileSize file_size(i64 handle);
+struct [[nodiscard]] Resizing {
+    OsError error;
+    bool position_refused = false;  // the error is about the size as an offset
+};
 // Cuts the file or extends it with zeros.
-OsError set_file_size(i64 handle, u64 bytes);
+Resizing set_file_size(i64 handle, u64 bytes);
 // Reserves the space of the first `bytes` bytes (the file grows to them if it is shorter) so that writing
 // them later neither fails for want of space nor has to clear it first.
 OsError reserve_file_space(i64 handle, u64 bytes);
@@ -54,10 +61,15 @@ OsError flush_file(i64 handle);
 // The same for the folder that holds `path`: its entry survives a loss of power.
 OsError flush_folder_of(const char* path);
 
-// Replaces an existing target.
+// Replaces an existing target file. Category exists: the target is in the way and could not be replaced, while
+// `from` itself could be moved. The codes of these two are the C library's on every system.
 OsError rename_file(const char* from, const char* to);
 OsError remove_file(const char* path);
+// A file or a folder.
 bool file_exists(const char* path);
+// Category exists when there is something of that name already.
 OsError create_folder(const char* path);
+// "/" everywhere, "\\" too where the system's calls take it.
+bool is_path_separator(char c);
 
 }  // namespace trel::os

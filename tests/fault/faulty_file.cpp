@@ -17,30 +17,32 @@ FaultyFile* g_current = nullptr;
 
 struct FaultyFile::Hooks {
     static os::OpenedFile open(const char* path, os::FileAccess access, os::FileFlags flags) {
-        if (const os::OsError error = g_current->begin(Call::open)) return {os::kNoFile, error, false};
+        if (const os::OsError error = g_current->begin(Call::open).error) return {os::kNoFile, error, false};
         return system_file_functions().open(path, access, flags);
     }
     static os::OsError close(i64 handle) {
-        const os::OsError error = g_current->begin(Call::close);
+        const os::OsError error = g_current->begin(Call::close).error;
         // The handle is gone in any case, as with a real failing close.
         const os::OsError real = system_file_functions().close(handle);
         return error ? error : real;
     }
     static os::Transfer read(i64 handle, void* buffer, u64 offset, u64 bytes) {
-        u64 n = 0;
-        if (const os::OsError error = g_current->begin(Call::read, &n)) return {0, error};
+        const Begun begun = g_current->begin(Call::read, bytes);
+        if (begun.error) return {0, begun.error, begun.position};
         os::Transfer done = system_file_functions().read(handle, buffer, offset, bytes);
-        if (const Change* cut = g_current->find(g_current->shortened_, Call::read, n)) {
+        if (const Change* cut = g_current->find(g_current->shortened_, Call::read, begun.n)) {
             done.bytes = std::min(done.bytes, cut->amount);
         }
-        if (const Change* flip = g_current->find(g_current->flipped_, Call::read, n); flip && flip->amount / 8 < bytes) {
+        const Change* flip = g_current->find(g_current->flipped_, Call::read, begun.n);
+        if (flip && flip->amount / 8 < bytes) {
             static_cast<u8*>(buffer)[flip->amount / 8] ^= static_cast<u8>(1 << flip->amount % 8);
         }
         return done;
     }
     static os::Transfer write(i64 handle, const void* buffer, u64 offset, u64 bytes) {
-        u64 n = 0;
-        if (const os::OsError error = g_current->begin(Call::write, &n)) return {0, error};
+        const Begun begun = g_current->begin(Call::write, bytes);
+        if (begun.error) return {0, begun.error, begun.position};
+        const u64 n = begun.n;
         u64 allowed = bytes;
         os::OsError after;
         if (const Change* cut = g_current->find(g_current->shortened_, Call::write, n)) {
@@ -75,42 +77,48 @@ struct FaultyFile::Hooks {
         }
         return {allowed, after};
     }
-    static os::OsError set_size(i64 handle, u64 bytes) {
-        if (const os::OsError error = g_current->begin(Call::set_size)) return error;
+    static os::FileSize size(i64 handle) {
+        if (const os::OsError error = g_current->begin(Call::size).error) return {0, error};
+        return system_file_functions().size(handle);
+    }
+    static os::Resizing set_size(i64 handle, u64 bytes) {
+        if (const Begun begun = g_current->begin(Call::set_size); begun.error)
+            return {begun.error, begun.position};
         return system_file_functions().set_size(handle, bytes);
     }
     static os::OsError reserve(i64 handle, u64 bytes) {
-        if (const os::OsError error = g_current->begin(Call::reserve)) return error;
+        if (const os::OsError error = g_current->begin(Call::reserve).error) return error;
         return system_file_functions().reserve(handle, bytes);
     }
     static os::OsError flush(i64 handle) {
-        if (const os::OsError error = g_current->begin(Call::flush)) return error;
+        if (const os::OsError error = g_current->begin(Call::flush).error) return error;
         return system_file_functions().flush(handle);
     }
+    static os::OsError flush_folder(const char* path) {
+        if (const os::OsError error = g_current->begin(Call::flush_folder).error) return error;
+        return system_file_functions().flush_folder(path);
+    }
     static os::OsError rename(const char* from, const char* to) {
-        if (const os::OsError error = g_current->begin(Call::rename)) return error;
+        if (const os::OsError error = g_current->begin(Call::rename).error) return error;
         return system_file_functions().rename(from, to);
     }
     static os::OsError remove(const char* path) {
-        if (const os::OsError error = g_current->begin(Call::remove)) return error;
+        if (const os::OsError error = g_current->begin(Call::remove).error) return error;
         return system_file_functions().remove(path);
+    }
+    static os::OsError create_folder(const char* path) {
+        if (const os::OsError error = g_current->begin(Call::create_folder).error) return error;
+        return system_file_functions().create_folder(path);
     }
 
     static constexpr u64 kSector = 4096;
 };
 
 FaultyFile::FaultyFile() {
-    static const FileFunctions functions{Hooks::open,
-                                         Hooks::close,
-                                         Hooks::read,
-                                         Hooks::write,
-                                         system_file_functions().size,
-                                         Hooks::set_size,
-                                         Hooks::reserve,
-                                         Hooks::flush,
-                                         system_file_functions().flush_folder,
-                                         Hooks::rename,
-                                         Hooks::remove};
+    static const FileFunctions functions{Hooks::open,    Hooks::close,  Hooks::read,
+                                         Hooks::write,   Hooks::size,   Hooks::set_size,
+                                         Hooks::reserve, Hooks::flush,  Hooks::flush_folder,
+                                         Hooks::rename,  Hooks::remove, Hooks::create_folder};
     g_current = this;
     FileIO::set_file_functions_for_tests(&functions);
 }
@@ -122,31 +130,63 @@ FaultyFile::~FaultyFile() {
 
 void FaultyFile::fail(Call call, u64 n, os::OsError error, u64 times) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    faults_.push_back({call, n, n + times - 1, error});
+    faults_.push_back({call, n, n + times - 1, error, false});
+}
+void FaultyFile::fail_any(u64 n, os::OsError error) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    faults_of_any_.push_back({Call::open, n, n, error, false});
+}
+void FaultyFile::refuse_position(Call call, u64 n, os::OsError error) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    faults_.push_back({call, n, n, error, true});
 }
 void FaultyFile::disk_full_after(u64 bytes) {
     const std::lock_guard<std::mutex> lock(mutex_);
     limited_ = true;
     bytes_left_ = bytes;
 }
-void FaultyFile::short_write(u64 n, u64 bytes) { shortened_.push_back({Call::write, n, bytes}); }
-void FaultyFile::short_read(u64 n, u64 bytes) { shortened_.push_back({Call::read, n, bytes}); }
-void FaultyFile::flip_bit_of_write(u64 n, u64 bit) { flipped_.push_back({Call::write, n, bit}); }
-void FaultyFile::flip_bit_of_read(u64 n, u64 bit) { flipped_.push_back({Call::read, n, bit}); }
+void FaultyFile::short_write(u64 n, u64 bytes) {
+    shortened_.push_back({Call::write, n, bytes});
+}
+void FaultyFile::short_read(u64 n, u64 bytes) {
+    shortened_.push_back({Call::read, n, bytes});
+}
+void FaultyFile::flip_bit_of_write(u64 n, u64 bit) {
+    flipped_.push_back({Call::write, n, bit});
+}
+void FaultyFile::flip_bit_of_read(u64 n, u64 bit) {
+    flipped_.push_back({Call::read, n, bit});
+}
 
 u64 FaultyFile::count(Call call) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return counts_[static_cast<int>(call)];
 }
 
-os::OsError FaultyFile::begin(Call call, u64* number) {
+std::vector<FaultyFile::Made> FaultyFile::calls() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return made_;
+}
+
+const char* FaultyFile::name(Call call) {
+    static const char* const names[kCalls] = {"open",         "close",    "read",    "write",
+                                              "size",         "set_size", "reserve", "flush",
+                                              "flush_folder", "rename",   "remove",  "create_folder"};
+    return names[static_cast<int>(call)];
+}
+
+FaultyFile::Begun FaultyFile::begin(Call call, u64 bytes) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const u64 n = ++counts_[static_cast<int>(call)];
-    if (number) *number = n;
-    for (const Fault& fault : faults_) {
-        if (fault.call == call && n >= fault.first && n <= fault.last) return fault.error;
+    made_.push_back({call, n, bytes});
+    for (const Fault& fault : faults_of_any_) {
+        if (fault.first == made_.size()) return {fault.error, false, n};
     }
-    return {};
+    for (const Fault& fault : faults_) {
+        if (fault.call == call && n >= fault.first && n <= fault.last)
+            return {fault.error, fault.position, n};
+    }
+    return {{}, false, n};
 }
 
 const FaultyFile::Change* FaultyFile::find(const std::vector<Change>& changes, Call call, u64 n) const {
@@ -156,7 +196,15 @@ const FaultyFile::Change* FaultyFile::find(const std::vector<Change>& changes, C
     return nullptr;
 }
 
-os::OsError FaultyFile::disk_full() { return {28, os::ErrorCategory::disk_full}; }
-os::OsError FaultyFile::write_fault() { return {5, os::ErrorCategory::write_fault}; }
-os::OsError FaultyFile::read_fault() { return {5, os::ErrorCategory::read_fault}; }
-os::OsError FaultyFile::access_denied() { return {13, os::ErrorCategory::access_denied}; }
+os::OsError FaultyFile::disk_full() {
+    return {28, os::ErrorCategory::disk_full};
+}
+os::OsError FaultyFile::write_fault() {
+    return {5, os::ErrorCategory::write_fault};
+}
+os::OsError FaultyFile::read_fault() {
+    return {5, os::ErrorCategory::read_fault};
+}
+os::OsError FaultyFile::access_denied() {
+    return {13, os::ErrorCategory::access_denied};
+}

@@ -16,10 +16,29 @@ class FaultyFile {
     FaultyFile(const FaultyFile&) = delete;
     FaultyFile& operator=(const FaultyFile&) = delete;
 
-    enum class Call { open, close, read, write, set_size, reserve, flush, rename, remove };
+    enum class Call {
+        open,
+        close,
+        read,
+        write,
+        size,
+        set_size,
+        reserve,
+        flush,
+        flush_folder,
+        rename,
+        remove,
+        create_folder
+    };
+    static constexpr int kCalls = 12;
+    static const char* name(Call call);
 
     // The n-th call and the `times - 1` after it fail without doing anything.
     void fail(Call call, trel::u64 n, trel::os::OsError error, trel::u64 times = 1);
+    // The same for the n-th call of all kinds together.
+    void fail_any(trel::u64 n, trel::os::OsError error);
+    // The n-th read, write or set_size fails because its offset is refused.
+    void refuse_position(Call call, trel::u64 n, trel::os::OsError error);
     // The disk takes this many bytes more (over all files); the write that exceeds them is cut, then disk_full.
     void disk_full_after(trel::u64 bytes);
     // The n-th write ends after `bytes` bytes without an error; the n-th read likewise.
@@ -31,6 +50,13 @@ class FaultyFile {
 
     // Calls so far, failed ones too.
     trel::u64 count(Call call) const;
+    // All of them in their order; for a transfer the bytes asked for.
+    struct Made {
+        Call call;
+        trel::u64 number;  // among its kind, from 1
+        trel::u64 bytes;
+    };
+    std::vector<Made> calls() const;
 
     static trel::os::OsError disk_full();
     static trel::os::OsError write_fault();
@@ -43,19 +69,25 @@ class FaultyFile {
         Call call;
         trel::u64 first, last;
         trel::os::OsError error;
+        bool position;
     };
     struct Change {
         Call call;
         trel::u64 n, amount;
     };
-    // Counts a call; the error it must fail with, if any. number: which call it was.
-    trel::os::OsError begin(Call call, trel::u64* number = nullptr);
+    struct Begun {
+        trel::os::OsError error;  // the one it must fail with, if any
+        bool position;
+        trel::u64 n;  // which call of its kind it is
+    };
+    Begun begin(Call call, trel::u64 bytes = 0);
     const Change* find(const std::vector<Change>& changes, Call call, trel::u64 n) const;
 
     mutable std::mutex mutex_;
-    std::vector<Fault> faults_;
+    std::vector<Fault> faults_, faults_of_any_;
     std::vector<Change> shortened_, flipped_;
-    trel::u64 counts_[9] = {};
+    std::vector<Made> made_;
+    trel::u64 counts_[kCalls] = {};
     bool limited_ = false;
     trel::u64 bytes_left_ = 0;
 };

@@ -7,6 +7,7 @@
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/digit_kernels.h"
+#include "platform/fileio/persistent.h"
 
 namespace kalvor {
 

@@ -10,13 +10,13 @@
 #include <string>
 
 #include "os/linux/errno_error.h"
+#include "os/transfer_steps.h"
 
 namespace trel::os {
 namespace {
 
-// One system call moves at most this much; also the limit of other systems.
-constexpr u64 kMaxTransfer = u64(1) << 30;
-constexpr u64 kSmallestSector = 512;
+// Offsets are signed here; larger ones would come out negative.
+constexpr u64 kLargestOffset = ~u64(0) >> 1;
 
 template <class Call>
 auto retry_interrupted(Call call) {
@@ -25,6 +25,12 @@ auto retry_interrupted(Call call) {
         result = call();
     } while (result < 0 && errno == EINTR);
     return result;
+}
+
+// What cannot be positioned at all says so at the first transfer.
+Transfer with_position(Transfer done) {
+    done.position_refused = done.error.code == ESPIPE;
+    return done;
 }
 
 }  // namespace
@@ -41,6 +47,12 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
         handle = retry_interrupted([&] { return open(path, mode, 0666); });
     }
     if (handle < 0) return {kNoFile, error_of(errno), false};
+    // Reading may open a folder, which fails no earlier than at the first byte.
+    struct stat status {};
+    if (fstat(handle, &status) == 0 && S_ISDIR(status.st_mode)) {
+        close(handle);
+        return {kNoFile, error_of(EISDIR), false};
+    }
 
     const int lock = (access == FileAccess::read ? LOCK_SH : LOCK_EX) | LOCK_NB;
     if (retry_interrupted([&] { return flock(handle, lock); }) != 0) {
@@ -67,34 +79,23 @@ OsError close_file(i64 handle) {
 }
 
 Transfer read_file(i64 handle, void* buffer, u64 offset, u64 bytes) {
-    u64 done = 0;
-    while (done < bytes) {
-        const u64 ask = bytes - done < kMaxTransfer ? bytes - done : kMaxTransfer;
-        const ssize_t got = retry_interrupted([&] {
-            return pread(static_cast<int>(handle), static_cast<char*>(buffer) + done, ask,
-                         static_cast<off_t>(offset + done));
-        });
-        if (got < 0) return {done, error_of(errno, Direction::reading)};
-        done += static_cast<u64>(got);
-        // The end of the file; an unbuffered read must not go on from inside a sector.
-        if (got == 0 || static_cast<u64>(got) % kSmallestSector != 0) break;
-    }
-    return {done, {}};
+    if (offset > kLargestOffset) return {0, error_of(EINVAL), true};
+    return with_position(transfer_in_steps(bytes, [&](u64 done, u64 ask) -> TransferStep {
+        const ssize_t got = pread(static_cast<int>(handle), static_cast<char*>(buffer) + done, ask,
+                                  static_cast<off_t>(offset + done));
+        if (got < 0) return {0, error_of(errno, Direction::reading)};
+        return {static_cast<u64>(got), {}};
+    }));
 }
 
 Transfer write_file(i64 handle, const void* buffer, u64 offset, u64 bytes) {
-    u64 done = 0;
-    while (done < bytes) {
-        const u64 ask = bytes - done < kMaxTransfer ? bytes - done : kMaxTransfer;
-        const ssize_t put = retry_interrupted([&] {
-            return pwrite(static_cast<int>(handle), static_cast<const char*>(buffer) + done, ask,
-                          static_cast<off_t>(offset + done));
-        });
-        if (put < 0) return {done, error_of(errno, Direction::writing)};
-        if (put == 0) break;
-        done += static_cast<u64>(put);
-    }
-    return {done, {}};
+    if (offset > kLargestOffset) return {0, error_of(EINVAL), true};
+    return with_position(transfer_in_steps(bytes, [&](u64 done, u64 ask) -> TransferStep {
+        const ssize_t put = pwrite(static_cast<int>(handle), static_cast<const char*>(buffer) + done, ask,
+                                   static_cast<off_t>(offset + done));
+        if (put < 0) return {0, error_of(errno, Direction::writing)};
+        return {static_cast<u64>(put), {}};
+    }));
 }
 
 FileSize file_size(i64 handle) {
@@ -103,16 +104,18 @@ FileSize file_size(i64 handle) {
     return {static_cast<u64>(status.st_size), {}};
 }
 
-OsError set_file_size(i64 handle, u64 bytes) {
+Resizing set_file_size(i64 handle, u64 bytes) {
+    if (bytes > kLargestOffset) return {error_of(EINVAL), true};
     if (retry_interrupted([&] { return ftruncate(static_cast<int>(handle), static_cast<off_t>(bytes)); }) !=
         0) {
-        return error_of(errno, Direction::writing);
+        return {error_of(errno, Direction::writing), false};
     }
     return {};
 }
 
 OsError reserve_file_space(i64 handle, u64 bytes) {
     if (bytes == 0) return {};
+    if (bytes > kLargestOffset) return error_of(EINVAL);
     const int result = retry_interrupted(
         [&] { return fallocate(static_cast<int>(handle), 0, 0, static_cast<off_t>(bytes)); });
     return result != 0 ? error_of(errno, Direction::writing) : OsError{};
@@ -140,8 +143,11 @@ OsError flush_folder_of(const char* path) {
 }
 
 OsError rename_file(const char* from, const char* to) {
-    if (std::rename(from, to) != 0) return error_of(errno, Direction::writing);
-    return {};
+    if (std::rename(from, to) == 0) return {};
+    OsError error = error_of(errno, Direction::writing);
+    // A folder is never replaced by a file.
+    if (errno == EISDIR || errno == ENOTEMPTY) error.category = ErrorCategory::exists;
+    return error;
 }
 
 OsError remove_file(const char* path) {
@@ -157,6 +163,10 @@ bool file_exists(const char* path) {
 OsError create_folder(const char* path) {
     if (mkdir(path, 0777) != 0) return error_of(errno, Direction::writing);
     return {};
+}
+
+bool is_path_separator(char c) {
+    return c == '/';
 }
 
 }  // namespace trel::os

@@ -1,26 +1,31 @@
 #include "platform/fileio/buffered_reader.h"
 
+#include <algorithm>
+
 #include "base/errors/exceptions.h"
 
 namespace trel::FileIO {
 
 BufferedReader::BufferedReader(const std::string& path, u64 buffer_bytes)
-    : file_(path, OpenMode::read, true), buffer_(buffer_bytes, kSectorBytes) {}
+    : file_(path, OpenMode::read, true), size_(file_.size()), buffer_(buffer_bytes, kSectorBytes) {}
 
-bool BufferedReader::refill() {
-    if (fill_ != 0 && fill_ < buffer_.size()) return false;  // the last read met the end
-    window_ += fill_;
-    position_ = 0;
-    fill_ = file_.load_available(buffer_.get(), window_, buffer_.size());
-    return fill_ != 0;
+void BufferedReader::fail() const {
+    throw FileException("BufferedReader()", "Unexpected end of file.", file_.path());
 }
 
-bool BufferedReader::at_end() {
-    return position_ == fill_ && !refill();
+void BufferedReader::refill() {
+    window_ += fill_;
+    position_ = fill_ = 0;
+    const u64 got = file_.load_available(buffer_.get(), window_, buffer_.size());
+    const u64 want = std::min<u64>(buffer_.size(), size_ - window_);
+    // The file was cut meanwhile.
+    if (got < want) fail();
+    fill_ = want;
 }
 
 u8 BufferedReader::read_byte() {
-    if (at_end()) throw FileException("BufferedReader()", "Unexpected end of file.", file_.path());
+    if (at_end()) fail();
+    if (position_ == fill_) refill();
     return buffer_.bytes()[position_++];
 }
 

@@ -18,14 +18,16 @@ class BufferedReader {
     // Up to the next line feed, which is consumed; carriage returns are dropped. At the end of the file a
     // last line without a line feed counts as a line; after it: "Unexpected end of file.".
     std::string read_line();
-    bool at_end();
+    bool at_end() const { return position() == size_; }
     // Bytes consumed so far.
     u64 position() const { return window_ + position_; }
 
   private:
-    bool refill();
+    void refill();
+    [[noreturn]] void fail() const;
 
     RawFile file_;
+    const u64 size_;  // when it was opened
     GuardedBuffer buffer_;
     u64 window_ = 0;    // file offset of the buffer's first byte
     u64 position_ = 0;  // within the buffer

@@ -1,5 +1,7 @@
 #include "platform/fileio/error_text.h"
 
+#include "base/console/console.h"
+
 namespace trel::FileIO {
 
 std::string error_text(os::ErrorCategory category) {
@@ -40,6 +42,11 @@ std::string error_text(os::ErrorCategory category) {
 FileException file_error(const char* function, const std::string& message, const std::string& path,
                          os::OsError error) {
     return FileException(function, message + "\n\n" + error_text(error.category), path, error.code);
+}
+
+void print_error(os::OsError error) {
+    Console::labelled_line("Windows Error Code", std::to_string(error.code));
+    Console::print_line(error_text(error.category));
 }
 
 }  // namespace trel::FileIO

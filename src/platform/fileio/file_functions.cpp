@@ -5,10 +5,10 @@
 namespace trel::FileIO {
 namespace {
 
-constexpr FileFunctions kSystem{os::open_file,          os::close_file, os::read_file,
-                                os::write_file,         os::file_size,  os::set_file_size,
-                                os::reserve_file_space, os::flush_file, os::flush_folder_of,
-                                os::rename_file,        os::remove_file};
+constexpr FileFunctions kSystem{os::open_file,          os::close_file,  os::read_file,
+                                os::write_file,         os::file_size,   os::set_file_size,
+                                os::reserve_file_space, os::flush_file,  os::flush_folder_of,
+                                os::rename_file,        os::remove_file, os::create_folder};
 
 constinit std::atomic<const FileFunctions*> g_functions{&kSystem};
 

@@ -18,6 +18,7 @@ struct FileFunctions {
     decltype(&os::flush_folder_of) flush_folder;
     decltype(&os::rename_file) rename;
     decltype(&os::remove_file) remove;
+    decltype(&os::create_folder) create_folder;
 };
 
 // The system's own.

@@ -1,13 +1,23 @@
-// The folder that results are written to.
+// The folders that results are written to.
 #pragma once
 
 #include <string>
 
+#include "os/error.h"
+
 namespace trel::FileIO {
 
-// Adds the final "/" (an empty path stays empty: the current folder), makes the folder and its missing
-// parents, and checks that files can be made in it. Returns the path. Throws FileException "Path is not
-// writable.".
+// A non-empty path without a final "/" or "\" gets a "/"; the empty one is the current folder.
+std::string folder_prefix(const std::string& path);
+
+// Makes the folder of a prefix and its missing parents, as far as that is possible.
+void create_folders(const std::string& prefix);
+
+// Whether a file can be made in the folder of a prefix: makes "pathcheck.sf" and deletes it (persistently).
+// The error says why not.
+os::OsError check_writable(const std::string& prefix);
+
+// All three: returns the prefix. Throws FileException "Path is not writable.".
 std::string prepare_output_folder(const std::string& path);
 
 }  // namespace trel::FileIO

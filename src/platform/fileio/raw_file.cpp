@@ -24,9 +24,7 @@ os::FileAccess access_of(OpenMode mode) {
     return os::FileAccess::read_write;
 }
 
-std::string incomplete(const char* what, u64 done, u64 asked) {
-    return what + std::to_string(done) + " / " + std::to_string(asked);
-}
+constexpr const char* kPositionRefused = "SetFilePointerEx() failed.";
 
 void warn_about_reservation(const std::string& path) {
     static std::atomic<bool> warned{false};
@@ -46,7 +44,7 @@ void warn_about_reservation(const std::string& path) {
 BaseFile::~BaseFile() = default;
 
 RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary)
-    : BaseFile(std::move(path)), mode_(mode), raw_(raw), temporary_(temporary) {
+    : BaseFile(std::move(path)), mode_(mode), raw_(raw), delete_on_close_(temporary) {
     open(mode, raw, "RawFile()",
          mode == OpenMode::create ? "Unable to create file." : "Unable to open file.");
 }
@@ -68,26 +66,51 @@ void RawFile::require_open(const char* function) const {
     if (!is_open()) throw FileException(function, "File isn't open.", path_);
 }
 
-void RawFile::store(const void* buffer, u64 offset, u64 bytes) {
-    require_open("RawFile::store()");
+void RawFile::write_all(const TransferTexts& texts, const void* buffer, u64 offset, u64 bytes) {
+    require_open(texts.function);
     const os::Transfer done = file_functions().write(handle_, buffer, offset, bytes);
-    if (done.error) throw file_error("RawFile::store()", "WriteFile() failed.", path_, done.error);
-    if (done.bytes != bytes) {
-        throw FileException("RawFile::store()", incomplete("Incomplete Write: ", done.bytes, bytes), path_);
+    if (done.error) {
+        throw file_error(texts.function, done.position_refused ? texts.position : texts.failed, path_,
+                         done.error);
     }
+    require_complete(texts, done.bytes, bytes);
 }
 
-u64 RawFile::load_available(void* buffer, u64 offset, u64 bytes) {
-    require_open("RawFile::load()");
+u64 RawFile::read_some(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes) {
+    require_open(texts.function);
     const os::Transfer done = file_functions().read(handle_, buffer, offset, bytes);
-    if (done.error) throw file_error("RawFile::load()", "ReadFile() failed.", path_, done.error);
+    if (done.error) {
+        throw file_error(texts.function, done.position_refused ? texts.position : texts.failed, path_,
+                         done.error);
+    }
     return done.bytes;
 }
 
+void RawFile::read_all(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes) {
+    require_complete(texts, read_some(texts, buffer, offset, bytes), bytes);
+}
+
+void RawFile::require_complete(const TransferTexts& texts, u64 done, u64 asked) const {
+    if (done == asked) return;
+    throw FileException(texts.function,
+                        texts.incomplete + std::to_string(done) + " / " + std::to_string(asked), path_);
+}
+
+const RawFile::TransferTexts RawFile::kLoadTexts{"RawFile::load()", kPositionRefused, "ReadFile() failed.",
+                                                 "Incomplete Read: "};
+
+void RawFile::store(const void* buffer, u64 offset, u64 bytes) {
+    constexpr TransferTexts kTexts{"RawFile::store()", kPositionRefused, "WriteFile() failed.",
+                                   "Incomplete Write: "};
+    write_all(kTexts, buffer, offset, bytes);
+}
+
+u64 RawFile::load_available(void* buffer, u64 offset, u64 bytes) {
+    return read_some(kLoadTexts, buffer, offset, bytes);
+}
+
 void RawFile::load(void* buffer, u64 offset, u64 bytes) {
-    const u64 done = load_available(buffer, offset, bytes);
-    if (done != bytes)
-        throw FileException("RawFile::load()", incomplete("Incomplete Read: ", done, bytes), path_);
+    read_all(kLoadTexts, buffer, offset, bytes);
 }
 
 u64 RawFile::size() const {
@@ -99,8 +122,12 @@ u64 RawFile::size() const {
 
 void RawFile::set_size(u64 bytes) {
     require_open("RawFile::set_size()");
-    const os::OsError error = file_functions().set_size(handle_, bytes);
-    if (error) throw file_error("RawFile::set_size()", "SetEndOfFile() failed.", path_, error);
+    const os::Resizing done = file_functions().set_size(handle_, bytes);
+    if (done.error) {
+        throw file_error("RawFile::set_size()",
+                         done.position_refused ? kPositionRefused : "SetEndOfFile() failed.", path_,
+                         done.error);
+    }
 }
 
 void RawFile::reserve(u64 bytes) {
@@ -115,11 +142,14 @@ void RawFile::flush() {
 }
 
 void RawFile::close() {
-    if (!is_open()) return;
-    const i64 handle = handle_;
-    handle_ = os::kNoFile;
-    if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
-    if (temporary_ && file_functions().remove(path_.c_str())) {
+    if (is_open()) {
+        const i64 handle = handle_;
+        handle_ = os::kNoFile;
+        if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+    }
+    if (!delete_on_close_) return;
+    delete_on_close_ = false;
+    if (file_functions().remove(path_.c_str())) {
         Console::error_line("RawFile::close(): Unable to delete file.");
     }
 }

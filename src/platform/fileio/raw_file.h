@@ -20,6 +20,12 @@ class BaseFile {
 
     const std::string& path() const { return path_; }
     virtual bool is_open() const = 0;
+    // Failures are printed as warnings.
+    virtual void close() = 0;
+    // Returns when the device has everything.
+    virtual void flush() = 0;
+    // Moves the open file; an existing target is replaced. The file stays open under its new name.
+    virtual void rename(const std::string& new_path) = 0;
 
   protected:
     explicit BaseFile(std::string path) : path_(std::move(path)) {}
@@ -44,8 +50,8 @@ class RawFile : public BaseFile {
 
     bool is_open() const override { return handle_ != os::kNoFile; }
 
-    // All bytes or an exception: "WriteFile() failed.", "Incomplete Write: 4096 / 8192", "File isn't
-    // open.".
+    // All bytes or an exception: "SetFilePointerEx() failed.", "WriteFile() failed.", "Incomplete Write: 4096
+    // / 8192", "File isn't open.".
     virtual void store(const void* buffer, u64 offset, u64 bytes);
     virtual void load(void* buffer, u64 offset, u64 bytes);
     // As load, but ends quietly at the end of the file; returns the bytes read. For raw files bytes is whole
@@ -57,26 +63,40 @@ class RawFile : public BaseFile {
     // Sets the size and reserves its space, so that later writes need no clearing; a refusal is a warning,
     // printed once per process.
     void reserve(u64 bytes);
-    // Returns when the device has everything.
-    void flush();
+    void flush() override;
 
-    // Failures are printed as warnings.
-    void close();
+    void close() override;
     // Closes, then cuts the file to `bytes` through a handle that is not bound to whole sectors. For the end
     // of unbuffered writing, whose last sector may reach past the data. Durable on return.
     void close_and_set_size(u64 bytes);
 
-    // Moves the open file; an existing target is replaced. The file stays open under its new name.
-    void rename(const std::string& new_path);
+    // After a failure the file is closed and still has its old name, unless only opening it again failed.
+    void rename(const std::string& new_path) override;
+
+  protected:
+    // What a failed transfer is called.
+    struct TransferTexts {
+        const char* function;
+        const char* position;  // the offset was refused
+        const char* failed;
+        const char* incomplete;
+    };
+    void write_all(const TransferTexts& texts, const void* buffer, u64 offset, u64 bytes);
+    // Returns the bytes read, fewer at the end of the file.
+    u64 read_some(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes);
+    void read_all(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes);
 
   private:
+    static const TransferTexts kLoadTexts;
+
+    void require_complete(const TransferTexts& texts, u64 done, u64 asked) const;
     void open(OpenMode mode, bool raw, const char* function, const char* failure);
     void require_open(const char* function) const;
 
     i64 handle_ = os::kNoFile;
     OpenMode mode_;
     bool raw_;
-    bool temporary_;
+    bool delete_on_close_;
 };
 
 // A raw file that refuses what is not whole sectors before the system has to.
@@ -94,10 +114,5 @@ class AlignedAccessFile : public RawFile {
   private:
     const u64 sector_log2_;
 };
-
-// For the rename that completes a file and must not be lost: tries until it succeeds, waiting for a key of
-// the user between attempts. Replaces an existing target. Where there is nobody to press a key (the end of
-// the input) it throws a FileException instead. Durable on return.
-void persistent_rename(const std::string& old_path, const std::string& new_path);
 
 }  // namespace trel::FileIO

@@ -5,6 +5,7 @@
 
 #include "base/errors/exceptions.h"
 #include "fault/faulty_file.h"
+#include "platform/fileio/persistent.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"

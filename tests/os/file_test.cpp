@@ -1,0 +1,213 @@
+// The system's files as both back ends show them.
+#include "os/file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/scratch_folder.h"
+
+using namespace trel;
+using namespace trel::os;
+
+namespace {
+
+class Files : public ::testing::Test {
+  protected:
+    OpenedFile open(const std::string& name, FileAccess access, FileFlags flags = {}) const {
+        return open_file(folder_.file(name).c_str(), access, flags);
+    }
+    // Opens, which must succeed.
+    i64 handle(const std::string& name, FileAccess access, FileFlags flags = {}) const {
+        const OpenedFile opened = open(name, access, flags);
+        EXPECT_FALSE(opened.error) << opened.error.code;
+        return opened.handle;
+    }
+    ErrorCategory refused(const std::string& name, FileAccess access) const {
+        const OpenedFile opened = open(name, access);
+        if (!opened.error) {
+            EXPECT_FALSE(close_file(opened.handle));
+        } else {
+            EXPECT_EQ(opened.handle, kNoFile);
+            EXPECT_NE(opened.error.code, 0U);
+        }
+        return opened.error.category;
+    }
+    ScratchFolder folder_;
+};
+
+}  // namespace
+
+TEST_F(Files, BytesGoWhereTheyBelong) {
+    const i64 file = handle("a", FileAccess::create);
+    EXPECT_EQ(write_file(file, "hello", 0, 5).bytes, 5U);
+    EXPECT_EQ(write_file(file, "world", 10, 5).bytes, 5U);
+    EXPECT_EQ(write_file(file, "L", 2, 1).bytes, 1U);
+    char back[20] = {};
+    const Transfer got = read_file(file, back, 1, 20);
+    EXPECT_EQ(got.bytes, 14U);
+    EXPECT_FALSE(got.error);
+    EXPECT_EQ(std::string(back, 14), std::string("eLlo\0\0\0\0\0world", 14));
+    EXPECT_EQ(read_file(file, back, 100, 20).bytes, 0U);
+    EXPECT_EQ(file_size(file).bytes, 15U);
+    EXPECT_FALSE(set_file_size(file, 3).error);
+    EXPECT_FALSE(flush_file(file));
+    EXPECT_FALSE(close_file(file));
+    EXPECT_EQ(folder_.read("a"), "heL");
+}
+
+TEST_F(Files, CreateEmptiesReadNeedsAFile) {
+    folder_.write("a", "content");
+    EXPECT_EQ(refused("none", FileAccess::read), ErrorCategory::not_found);
+    EXPECT_EQ(refused("none", FileAccess::read_write), ErrorCategory::not_found);
+    EXPECT_EQ(refused("none/a", FileAccess::create), ErrorCategory::not_found);
+    EXPECT_FALSE(folder_.has("none"));
+    EXPECT_FALSE(close_file(handle("a", FileAccess::read_write)));
+    EXPECT_EQ(folder_.read("a"), "content");
+    EXPECT_FALSE(close_file(handle("a", FileAccess::create)));
+    EXPECT_EQ(folder_.read("a"), "");
+    EXPECT_NE(refused("", FileAccess::read), ErrorCategory::none) << "a folder is no file";
+}
+
+TEST_F(Files, SharingRules) {
+    using enum FileAccess;
+    folder_.write("a", "content");
+    for (const FileAccess writer : {create, read_write}) {
+        folder_.write("a", "content");
+        const i64 file = handle("a", writer);
+        for (const FileAccess second : {create, read, read_write}) {
+            EXPECT_EQ(refused("a", second), ErrorCategory::sharing);
+        }
+        EXPECT_FALSE(close_file(file));
+    }
+    folder_.write("a", "content");
+    const i64 reader = handle("a", read), second_reader = handle("a", read);
+    EXPECT_EQ(refused("a", create), ErrorCategory::sharing);
+    EXPECT_EQ(refused("a", read_write), ErrorCategory::sharing);
+    EXPECT_EQ(file_size(reader).bytes, 7U) << "a refused creation emptied the file";
+    EXPECT_FALSE(close_file(reader));
+    EXPECT_EQ(refused("a", read_write), ErrorCategory::sharing) << "one reader is left";
+    EXPECT_FALSE(close_file(second_reader));
+    EXPECT_EQ(refused("a", read_write), ErrorCategory::none);
+}
+
+TEST_F(Files, PositionsThatAreNone) {
+    const i64 file = handle("a", FileAccess::create);
+    char byte = 'x';
+    const Transfer put = write_file(file, &byte, u64(1) << 63, 1);
+    EXPECT_TRUE(put.error);
+    EXPECT_TRUE(put.position_refused);
+    EXPECT_EQ(put.error.category, ErrorCategory::invalid_parameter);
+    EXPECT_TRUE(read_file(file, &byte, ~u64(0), 1).position_refused);
+    EXPECT_TRUE(set_file_size(file, u64(1) << 63).position_refused);
+    EXPECT_EQ(file_size(file).bytes, 0U);
+    EXPECT_FALSE(close_file(file));
+}
+
+TEST_F(Files, RenameReplacesAFileButNoFolder) {
+    folder_.write("a", "new");
+    folder_.write("b", "old");
+    EXPECT_FALSE(rename_file(folder_.file("a").c_str(), folder_.file("b").c_str()));
+    EXPECT_FALSE(folder_.has("a"));
+    EXPECT_EQ(folder_.read("b"), "new");
+    ASSERT_FALSE(create_folder(folder_.file("d").c_str()));
+    const OsError onto_folder = rename_file(folder_.file("b").c_str(), folder_.file("d").c_str());
+    EXPECT_EQ(onto_folder.category, ErrorCategory::exists);
+    EXPECT_EQ(folder_.read("b"), "new");
+    EXPECT_TRUE(remove_file(folder_.file("d").c_str())) << "folders are not removed as files";
+    const OsError missing = rename_file(folder_.file("none").c_str(), folder_.file("b").c_str());
+    EXPECT_EQ(missing.category, ErrorCategory::not_found);
+    EXPECT_EQ(missing.code, 2U);
+    EXPECT_EQ(folder_.read("b"), "new");
+}
+
+TEST_F(Files, RemoveExistsAndFolders) {
+    folder_.write("a", "x");
+    const std::string a = folder_.file("a"), d = folder_.file("d");
+    EXPECT_TRUE(file_exists(a.c_str()));
+    EXPECT_FALSE(remove_file(a.c_str()));
+    EXPECT_FALSE(file_exists(a.c_str()));
+    const OsError gone = remove_file(a.c_str());
+    EXPECT_EQ(gone.category, ErrorCategory::not_found);
+    EXPECT_EQ(gone.code, 2U);
+    EXPECT_FALSE(create_folder(d.c_str()));
+    EXPECT_TRUE(file_exists(d.c_str()));
+    EXPECT_EQ(create_folder(d.c_str()).category, ErrorCategory::exists);
+    EXPECT_EQ(create_folder(folder_.file("x/y").c_str()).category, ErrorCategory::not_found);
+    EXPECT_FALSE(flush_folder_of(folder_.file("d").c_str()));
+    EXPECT_TRUE(is_path_separator('/'));
+    EXPECT_FALSE(is_path_separator('x'));
+}
+
+TEST_F(Files, NamesAreUtf8) {
+    const std::string name = "\xcf\x80 \xe2\x89\x88 3 \xf0\x9f\x98\x80.txt";
+    const i64 file = handle(name, FileAccess::create);
+    EXPECT_EQ(write_file(file, "x", 0, 1).bytes, 1U);
+    EXPECT_FALSE(close_file(file));
+    EXPECT_TRUE(file_exists(folder_.file(name).c_str()));
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(folder_.file("")) /
+                                        std::filesystem::path(u8"\u03c0 \u2248 3 \U0001f600.txt")));
+    EXPECT_FALSE(rename_file(folder_.file(name).c_str(), folder_.file("\xc3\xa9").c_str()));
+    EXPECT_FALSE(remove_file(folder_.file("\xc3\xa9").c_str()));
+}
+
+// Deeper than the 260 characters that some calls end at.
+TEST_F(Files, LongPaths) {
+    std::string path = folder_.file("d");
+    for (int i = 0; i < 6; i++) {
+        ASSERT_FALSE(create_folder(path.c_str())) << path.size();
+        path += '/' + std::string(60, static_cast<char>('a' + i));
+    }
+    const OpenedFile opened = open_file(path.c_str(), FileAccess::create, {});
+    ASSERT_FALSE(opened.error) << opened.error.code;
+    EXPECT_FALSE(close_file(opened.handle));
+    EXPECT_FALSE(rename_file(path.c_str(), (path + 'x').c_str()));
+    EXPECT_TRUE(file_exists((path + 'x').c_str()));
+    EXPECT_FALSE(remove_file((path + 'x').c_str()));
+}
+
+TEST_F(Files, SpaceIsReservedWithoutBytesGettingLost) {
+    const i64 file = handle("a", FileAccess::create);
+    ASSERT_FALSE(set_file_size(file, 1 << 20).error);
+    const OsError reserved = reserve_file_space(file, 1 << 20);
+    EXPECT_FALSE(reserved) << reserved.code << " (a file system that cannot reserve?)";
+    EXPECT_EQ(write_file(file, "x", (1 << 20) - 1, 1).bytes, 1U);
+    EXPECT_FALSE(reserve_file_space(file, 100)) << "never shrinks";
+    EXPECT_FALSE(reserve_file_space(file, 0));
+    EXPECT_EQ(file_size(file).bytes, u64(1) << 20);
+    EXPECT_FALSE(close_file(file));
+}
+
+TEST_F(Files, UnbufferedAndWriteThrough) {
+    std::vector<u8> memory(3 * 4096);
+    u8* const buffer = memory.data() + (4096 - reinterpret_cast<u64>(memory.data()) % 4096);
+    for (int i = 0; i < 8192; i++) buffer[i] = static_cast<u8>(i * 7);
+    const OpenedFile raw = open("a", FileAccess::create, {.unbuffered = true, .write_through = false});
+    ASSERT_FALSE(raw.error);
+    EXPECT_EQ(write_file(raw.handle, buffer, 0, 8192).bytes, 8192U);
+    EXPECT_FALSE(close_file(raw.handle));
+    const i64 through = handle("a", FileAccess::read_write, {.unbuffered = false, .write_through = true});
+    EXPECT_FALSE(set_file_size(through, 5000).error);
+    EXPECT_FALSE(close_file(through));
+    const OpenedFile back = open("a", FileAccess::read, {.unbuffered = true, .write_through = false});
+    ASSERT_FALSE(back.error);
+    std::memset(buffer, 0, 8192);
+    const Transfer got = read_file(back.handle, buffer, 0, 8192);
+    EXPECT_FALSE(got.error) << got.error.code;
+    EXPECT_EQ(got.bytes, 5000U) << "the last sector is there in part";
+    for (int i = 0; i < 5000; i++) ASSERT_EQ(buffer[i], static_cast<u8>(i * 7)) << i;
+    if (back.unbuffered) {
+        // Where the system looks at all, a misaligned access is an invalid parameter.
+        const Transfer misaligned = read_file(back.handle, buffer, 100, 4096);
+        if (misaligned.error) {
+            EXPECT_EQ(misaligned.error.category, ErrorCategory::invalid_parameter);
+        }
+    }
+    EXPECT_FALSE(close_file(back.handle));
+}
+
+TEST_F(Files, ErrorsHaveAReference) {
+    EXPECT_EQ(std::string(error_reference()).substr(0, 8), "https://");
+}

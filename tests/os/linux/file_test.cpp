@@ -1,0 +1,112 @@
+// What only this system's files can show.
+#include "os/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/scratch_folder.h"
+
+using namespace trel;
+using namespace trel::os;
+
+// A file system that refuses unbuffered access is used with buffers.
+TEST(LinuxFile, UnbufferedAccessFallsBack) {
+    // Kernels of many years refuse it on memory file systems, the newest grant it; both must work.
+    const std::string path = "/dev/shm/kalvor-file-test-" + std::to_string(getpid());
+    const OpenedFile file = open_file(path.c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
+    if (file.error) GTEST_SKIP() << "no memory file system";
+    const int probe = open(path.c_str(), O_RDONLY | O_DIRECT);
+    EXPECT_EQ(file.unbuffered, probe >= 0);
+    if (probe >= 0) close(probe);
+    if (!file.unbuffered) {
+        EXPECT_EQ(write_file(file.handle, "abc", 1, 3).bytes, 3U) << "no sectors with buffers";
+    }
+    EXPECT_FALSE(close_file(file.handle));
+    EXPECT_FALSE(remove_file(path.c_str()));
+}
+
+TEST(LinuxFile, FlagsReachTheSystem) {
+    const ScratchFolder folder;
+    const std::string path = folder.file("a");
+    const OpenedFile plain = open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
+    ASSERT_FALSE(plain.error);
+    const int flags = fcntl(static_cast<int>(plain.handle), F_GETFL);
+    EXPECT_EQ(flags & O_DSYNC, O_DSYNC);
+    EXPECT_EQ(flags & O_DIRECT, 0);
+    EXPECT_EQ(flags & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(fcntl(static_cast<int>(plain.handle), F_GETFD), FD_CLOEXEC);
+    EXPECT_FALSE(close_file(plain.handle));
+    const OpenedFile raw = open_file(path.c_str(), FileAccess::read, {.unbuffered = true, .write_through = false});
+    ASSERT_FALSE(raw.error);
+    EXPECT_EQ((fcntl(static_cast<int>(raw.handle), F_GETFL) & O_DIRECT) != 0, raw.unbuffered);
+    EXPECT_FALSE(close_file(raw.handle));
+}
+
+// The hint about sectors: the disk itself complains about misaligned unbuffered access.
+TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
+    const ScratchFolder folder;
+    const OpenedFile file =
+        open_file(folder.file("a").c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
+    ASSERT_FALSE(file.error);
+    if (!file.unbuffered) GTEST_SKIP() << "this file system has no unbuffered access";
+    std::vector<char> memory(3 * 4096);
+    char* const aligned = memory.data() + (4096 - reinterpret_cast<std::uintptr_t>(memory.data()) % 4096);
+    EXPECT_EQ(write_file(file.handle, aligned, 0, 4096).bytes, 4096U);
+    for (const Transfer& transfer : {write_file(file.handle, aligned, 100, 4096), write_file(file.handle, aligned, 0, 100),
+                                     read_file(file.handle, aligned, 100, 4096)}) {
+        EXPECT_EQ(transfer.error.category, ErrorCategory::invalid_parameter);
+        EXPECT_EQ(transfer.error.code, static_cast<u32>(EINVAL));
+        EXPECT_EQ(transfer.bytes, 0U);
+    }
+    EXPECT_FALSE(close_file(file.handle));
+}
+
+// The largest file that the process may write plays the full disk.
+TEST(LinuxFile, AFullDiskIsCutAndReported) {
+    const ScratchFolder folder;
+    const OpenedFile file = open_file(folder.file("a").c_str(), FileAccess::create, {});
+    ASSERT_FALSE(file.error);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = before;
+    small.rlim_cur = 6000;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const std::string data(10000, 'x');
+    const Transfer cut = write_file(file.handle, data.data(), 0, data.size());
+    const Resizing grown = set_file_size(file.handle, 7000);
+    const OsError reserved = reserve_file_space(file.handle, 7000);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(cut.bytes, 6000U);
+    EXPECT_EQ(cut.error.category, ErrorCategory::disk_full);
+    EXPECT_EQ(cut.error.code, static_cast<u32>(EFBIG));
+    EXPECT_EQ(grown.error.category, ErrorCategory::disk_full);
+    EXPECT_FALSE(grown.position_refused);
+    EXPECT_EQ(reserved.category, ErrorCategory::disk_full);
+    EXPECT_FALSE(close_file(file.handle));
+}
+
+TEST(LinuxFile, PipesAreRefusedByPosition) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    char byte;
+    EXPECT_TRUE(read_file(ends[0], &byte, 0, 1).position_refused);
+    EXPECT_TRUE(write_file(ends[1], "x", 0, 1).position_refused);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(LinuxFile, BackslashIsNoSeparator) {
+    EXPECT_FALSE(is_path_separator('\\'));
+}
