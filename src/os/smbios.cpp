@@ -64,7 +64,8 @@ std::vector<SmbiosModule> smbios_memory_modules(std::string_view table) {
         // The strings, or nothing at all, end in two zeros.
         const size_t end = table.find(std::string_view("\0\0", 2), length);
         const bool whole = end != std::string_view::npos;
-        const std::string_view strings = table.substr(length, whole ? end + 1 - length : std::string_view::npos);
+        const std::string_view strings =
+            table.substr(length, whole ? end + 1 - length : std::string_view::npos);
         if (type == kMemoryDevice) {
             if (std::optional<SmbiosModule> module = memory_module(area, strings)) {
                 modules.push_back(std::move(*module));

@@ -5,8 +5,8 @@
 #include <random>
 
 using namespace trel;
-using os::SmbiosModule;
 using os::smbios_memory_modules;
+using os::SmbiosModule;
 
 namespace {
 
@@ -45,12 +45,12 @@ TEST(Smbios, SizesInEveryForm) {
         u64 size, extended;
         u64 bytes;
     } cases[] = {
-        {16384, 0, u64(16384) << 20},        // mebibytes
-        {0x8000 + 512, 0, u64(512) << 10},   // kibibytes
-        {0x7fff, 65536, u64(65536) << 20},   // 64 GiB and more stand elsewhere
+        {16384, 0, u64(16384) << 20},                     // mebibytes
+        {0x8000 + 512, 0, u64(512) << 10},                // kibibytes
+        {0x7fff, 65536, u64(65536) << 20},                // 64 GiB and more stand elsewhere
         {0x7fff, 0x80000000u + 32768, u64(32768) << 20},  // the highest bit is reserved
-        {0x7ffe, 1, u64(0x7ffe) << 20},      // the other field is not looked at
-        {0xffff, 0, 0},                      // a module of unknown size
+        {0x7ffe, 1, u64(0x7ffe) << 20},                   // the other field is not looked at
+        {0xffff, 0, 0},                                   // a module of unknown size
     };
     for (const auto& c : cases) {
         const auto modules = smbios_memory_modules(device(c.size, c.extended));
@@ -63,8 +63,9 @@ TEST(Smbios, SizesInEveryForm) {
 
 TEST(Smbios, ModulesStandInTheTablesOrderAmongOtherRecords) {
     const std::string table = structure(0, 0x1a, "", {"Maker", "1.0"}) + structure(16, 0x17, "", {}) +
-                              device(8192, 0, 0x28, "  first  ") + device(0) + structure(2, 0x0f, "", {"Board"}) +
-                              device(4096, 0, 0x54, "second") + end_of_table() + device(2048, 0, 0x22, "behind");
+                              device(8192, 0, 0x28, "  first  ") + device(0) +
+                              structure(2, 0x0f, "", {"Board"}) + device(4096, 0, 0x54, "second") +
+                              end_of_table() + device(2048, 0, 0x22, "behind");
     const auto modules = smbios_memory_modules(table);
     ASSERT_EQ(modules.size(), 2u);
     EXPECT_EQ(modules[0].part_number, "first");
@@ -129,8 +130,9 @@ TEST(Smbios, BrokenTablesEndTheWalk) {
 
 TEST(Smbios, AnyBytesAreSurvived) {
     std::mt19937_64 random(20261121);
-    const std::string good = structure(0, 0x1a, "", {"Maker", "1.0"}) + device(16384) + device(0x7fff, 65536) +
-                             structure(2, 0x0f, "", {"Board"}) + device(512) + end_of_table();
+    const std::string good = structure(0, 0x1a, "", {"Maker", "1.0"}) + device(16384) +
+                             device(0x7fff, 65536) + structure(2, 0x0f, "", {"Board"}) + device(512) +
+                             end_of_table();
     size_t found = 0;
     for (int round = 0; round < 20000; round++) {
         std::string table;

@@ -1,6 +1,7 @@
 // Wall and processor time of an interval.
 #pragma once
 
+#include "base/clock/performance_counter.h"
 #include "os/clock.h"
 #include "os/types.h"
 
@@ -10,10 +11,10 @@ namespace trel {
 class WallTimer {
   public:
     WallTimer() { restart(); }
-    void restart() { start_ = os::performance_counter(); }
+    void restart() { start_ = performance_counter(); }
     double seconds() const {
-        return static_cast<double>(os::performance_counter() - start_) /
-               static_cast<double>(os::performance_frequency());
+        return static_cast<double>(performance_counter() - start_) /
+               static_cast<double>(readable_counter(os::performance_frequency()));
     }
 
   private:

@@ -1,11 +1,10 @@
 #include "base/clock/tsc_frequency.h"
 
-#include <vector>
-
 #include "base/console/console.h"
 #include "os/affinity.h"
 #include "os/clock.h"
 #include "os/cpu.h"
+#include "os/system_clock.h"
 
 namespace trel {
 namespace {
@@ -15,33 +14,52 @@ namespace {
     Console::fatal_exit(1);
 }
 
-u64 measure() {
-    // Processors of one machine may disagree about the counter, so stay on one.
-    std::vector<u32> before;
-    const bool known = !os::get_thread_affinity(before) && !before.empty();
-    if (!known) Console::error_line("Unable to read thread affinity.");
-    if (known && os::set_thread_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
-
-    const u64 frequency = os::performance_frequency();
-    if (frequency == 0) refuse("Unable to measure clock speed.");
-    const u64 interval = frequency >> 4;
-    const u64 tsc_start = os::read_tsc();
-    const u64 start = os::performance_counter();
-    u64 ticks;
-    do {
-        ticks = os::performance_counter() - start;
-    } while (ticks < interval);
-    const u64 tsc_ticks = os::read_tsc() - tsc_start;
-
-    if (known && os::set_thread_affinity(before)) refuse("Unable to set Affinity Mask.");
-    return static_cast<u64>(static_cast<double>(tsc_ticks) / static_cast<double>(ticks) *
-                            static_cast<double>(frequency));
+u64 readable(u64 value) {
+    if (value == 0) refuse("Unable to measure clock speed.");
+    return value;
 }
 
 }  // namespace
 
+u64 measure_tsc_frequency(const FrequencyCalls& calls) {
+    // Processors of one machine may disagree about the counter, so stay on one.
+    std::vector<u32> before;
+    const bool known = !calls.get_affinity(before) && !before.empty();
+    if (!known) Console::error_line("Unable to read thread affinity.");
+    if (known && calls.set_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
+
+    const u64 frequency = readable(calls.clock_frequency());
+    const u64 interval = frequency >> 4;
+    u64 tsc_start = calls.tsc();
+    u64 start = readable(calls.clock());
+    u64 ticks;
+    do {
+        const u64 now = readable(calls.clock());
+        // A wall clock may be set back meanwhile.
+        if (now < start) {
+            tsc_start = calls.tsc();
+            start = now;
+        }
+        ticks = now - start;
+    } while (ticks < interval);
+    const u64 tsc_ticks = calls.tsc() - tsc_start;
+
+    if (known && calls.set_affinity(before)) refuse("Unable to set Affinity Mask.");
+    return static_cast<u64>(static_cast<double>(tsc_ticks) / static_cast<double>(ticks) *
+                            static_cast<double>(frequency));
+}
+
 u64 measure_tsc_frequency() {
-    static const u64 frequency = measure();
+    static const u64 frequency =
+        measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
+                               os::performance_counter, os::performance_frequency});
+    return frequency;
+}
+
+u64 measure_tsc_frequency_by_system_clock() {
+    static const u64 frequency =
+        measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
+                               os::system_clock_nanoseconds, [] { return u64(1000000000); }});
     return frequency;
 }
 

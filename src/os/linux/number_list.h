@@ -10,8 +10,8 @@
 
 namespace trel::os {
 
-// "0-3,8" as numbers, in the order of the text; none for an empty text. Nothing for a text of another form and
-// for numbers of kListLimit and more, which no machine has.
+// "0-3,8" as numbers, in the order of the text; none for an empty text. Nothing for a text of another form
+// and for numbers of kListLimit and more, which no machine has.
 constexpr u32 kListLimit = 65536;
 std::optional<std::vector<u32>> parse_number_list(std::string_view text);
 

@@ -83,8 +83,8 @@ QueryResult system_query(const std::string& class_name, const std::vector<std::s
     }
 
     ComPointer<IWbemServices> services;
-    if (FAILED(locator->ConnectServer(AutomationText(L"ROOT\\CIMV2").get(), nullptr, nullptr, nullptr, 0, nullptr,
-                                      nullptr, services.receive()))) {
+    if (FAILED(locator->ConnectServer(AutomationText(L"ROOT\\CIMV2").get(), nullptr, nullptr, nullptr, 0,
+                                      nullptr, nullptr, services.receive()))) {
         return {QueryFailure::connection, {}};
     }
     // The service answers in the name of whoever asks. What a refusal means shows in the query.
@@ -92,10 +92,9 @@ QueryResult system_query(const std::string& class_name, const std::vector<std::s
                       RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
 
     ComPointer<IEnumWbemClassObject> objects;
-    if (FAILED(services->ExecQuery(AutomationText(L"WQL").get(),
-                                   AutomationText(L"SELECT * FROM " + to_utf16(class_name)).get(),
-                                   WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
-                                   objects.receive()))) {
+    if (FAILED(services->ExecQuery(
+            AutomationText(L"WQL").get(), AutomationText(L"SELECT * FROM " + to_utf16(class_name)).get(),
+            WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, objects.receive()))) {
         return {QueryFailure::query, {}};
     }
     QueryResult result;

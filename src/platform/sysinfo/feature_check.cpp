@@ -8,10 +8,9 @@
 namespace trel {
 
 bool check_features(const ProcessorFeatures& f) {
-    return (f.amd || f.intel) && f.os_64bit && f.os_avx && f.os_avx512 && f.x64 && f.abm && f.bmi1 &&
-           f.bmi2 && f.adx && f.sse && f.sse2 && f.sse3 && f.ssse3 && f.sse41 && f.sse42 && f.avx && f.fma3 &&
-           f.avx2 && f.avx512_f && f.avx512_cd && f.avx512_vl && f.avx512_bw && f.avx512_dq &&
-           f.avx512_ifma && f.avx512_vbmi;
+    return f.vendor_identified && f.os_64bit && f.os_avx && f.os_avx512 && f.x64 && f.abm && f.bmi2 &&
+           f.adx && f.sse && f.sse2 && f.sse3 && f.ssse3 && f.sse41 && f.sse42 && f.avx && f.fma3 && f.avx2 &&
+           f.avx512_f && f.avx512_vl && f.avx512_bw && f.avx512_dq && f.avx512_ifma && f.avx512_vbmi;
 }
 
 void print_feature_check(const ProcessorFeatures& features, bool skip_warnings) {

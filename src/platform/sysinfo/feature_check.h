@@ -8,8 +8,9 @@
 
 namespace trel {
 
-// Whether the processor and the operating system have everything that the print below lists, and the
-// processor's vendor is known.
+// Whether the processor and the operating system have every feature that print_hardware_features() marks as
+// required, and the processor names its vendor. The list that print_feature_check() prints names BMI1 and
+// AVX512-CD too, which come with the others and decide nothing.
 bool check_features(const ProcessorFeatures& features);
 
 // Prints the required features and, when the check fails, the warning, with a pause unless warnings are

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "os/smbios.h"
+
 namespace trel {
 namespace {
 
@@ -17,12 +19,22 @@ bool vendor_is(const os::CpuidRegisters& leaf0, const char* name) {
     return std::memcmp(text, name, 12) == 0;
 }
 
+// The extended leaves have numbers from here on; the first tells the highest.
+constexpr u32 kExtended = 0x80000000u;
+
+// 0 for a processor without such leaves, whose answer is no number of one.
+u32 highest_extended_leaf(const ProcessorSource& source) {
+    const u32 highest = source.cpuid(kExtended, 0).eax;
+    return highest >> 16 == kExtended >> 16 ? highest : 0;
+}
+
 }  // namespace
 
 // Bit numbers: Intel 64 and IA-32 Architectures Software Developer's Manual, volume 2, CPUID; AMD64
 // Architecture Programmer's Manual, volume 3, appendix E.
 ProcessorFeatures features_of(const RawProcessor& raw) {
     ProcessorFeatures f;
+    f.vendor_identified = (raw.leaf0.ebx | raw.leaf0.ecx | raw.leaf0.edx) != 0;
     f.amd = vendor_is(raw.leaf0, "AuthenticAMD");
     f.intel = vendor_is(raw.leaf0, "GenuineIntel");
 
@@ -83,29 +95,39 @@ ProcessorFeatures features_of(const RawProcessor& raw) {
     return f;
 }
 
-ProcessorFeatures detect_features() {
-    RawProcessor raw;
-    raw.leaf0 = os::cpuid(0);
-    raw.leaf1 = os::cpuid(1);
-    raw.leaf7 = os::cpuid(7);
-    // Leaf 7 tells in eax how many subleaves it has.
-    if (raw.leaf7.eax >= 1) raw.leaf7_1 = os::cpuid(7, 1);
-    raw.extended1 = os::cpuid(0x80000001u);
-    raw.xcr0 = os::xcr0();
-    return features_of(raw);
+ProcessorSource this_processor() {
+    return {[](u32 leaf, u32 subleaf) { return os::cpuid(leaf, subleaf); }, [] { return os::xcr0(); }};
 }
 
-std::string processor_name() {
-    char text[49] = {};
-    for (u32 i = 0; i < 3; i++) {
-        const os::CpuidRegisters r = os::cpuid(0x80000002u + i);
-        const u32 words[4] = {r.eax, r.ebx, r.ecx, r.edx};
-        std::memcpy(text + 16 * i, words, 16);
+RawProcessor read_processor(const ProcessorSource& source) {
+    constexpr u32 kOsXsave = u32(1) << 27;
+    RawProcessor raw;
+    raw.leaf0 = source.cpuid(0, 0);
+    if (raw.leaf0.eax >= 1) raw.leaf1 = source.cpuid(1, 0);
+    if (raw.leaf0.eax >= 7) raw.leaf7 = source.cpuid(7, 0);
+    // Leaf 7 tells in eax how many subleaves it has.
+    if (raw.leaf7.eax >= 1) raw.leaf7_1 = source.cpuid(7, 1);
+    if (highest_extended_leaf(source) >= kExtended + 1) raw.extended1 = source.cpuid(kExtended + 1, 0);
+    if (raw.leaf1.ecx & kOsXsave) raw.xcr0 = source.xcr0();
+    return raw;
+}
+
+ProcessorFeatures detect_features(const ProcessorSource& source) {
+    return features_of(read_processor(source));
+}
+
+std::string processor_name(const ProcessorSource& source) {
+    std::string name;
+    if (highest_extended_leaf(source) >= kExtended + 4) {
+        char text[49] = {};
+        for (u32 i = 0; i < 3; i++) {
+            const os::CpuidRegisters r = source.cpuid(kExtended + 2 + i, 0);
+            const u32 words[4] = {r.eax, r.ebx, r.ecx, r.edx};
+            std::memcpy(text + 16 * i, words, 16);
+        }
+        name = os::printable_text(text);
     }
-    const std::string name = text;
-    const size_t first = name.find_first_not_of(' ');
-    if (first == std::string::npos) return "Unable to Detect";
-    return name.substr(first, name.find_last_not_of(' ') - first + 1);
+    return name.empty() ? "Unable to Detect" : name;
 }
 
 }  // namespace trel

@@ -1,6 +1,7 @@
 // What the processor and the operating system offer, as CPUID and XGETBV tell it.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "os/cpu.h"
@@ -9,7 +10,8 @@
 namespace trel {
 
 struct ProcessorFeatures {
-    // Vendor
+    // Vendor: whether the processor names one at all, and two of them.
+    bool vendor_identified = false;
     bool amd = false;
     bool intel = false;
     // Operating system: runs 64-bit programs, saves the 256-bit registers, saves the 512-bit and mask
@@ -68,7 +70,15 @@ struct ProcessorFeatures {
     bool avx512_bf16 = false;
 };
 
-// The registers that the record is read from.
+// The instructions that the record is read with. What CPUID answers above the highest leaf of a range may be
+// anything; XGETBV is executed only where the system has enabled it.
+struct ProcessorSource {
+    std::function<os::CpuidRegisters(u32 leaf, u32 subleaf)> cpuid;
+    std::function<u64()> xcr0;
+};
+ProcessorSource this_processor();
+
+// The registers that the record is read from. A leaf that the processor does not have is all zero.
 struct RawProcessor {
     os::CpuidRegisters leaf0;  // vendor
     os::CpuidRegisters leaf1;
@@ -77,12 +87,12 @@ struct RawProcessor {
     os::CpuidRegisters extended1;  // 0x80000001
     u64 xcr0 = 0;
 };
+RawProcessor read_processor(const ProcessorSource& source);
 ProcessorFeatures features_of(const RawProcessor& raw);
 
-// Of the machine that we run on.
-ProcessorFeatures detect_features();
+ProcessorFeatures detect_features(const ProcessorSource& source = this_processor());
 
 // The processor's brand string without surrounding blanks; "Unable to Detect" without one.
-std::string processor_name();
+std::string processor_name(const ProcessorSource& source = this_processor());
 
 }  // namespace trel

@@ -1,0 +1,106 @@
+#include "platform/sysinfo/system_record.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+
+#include "base/clock/tsc_frequency.h"
+#include "base/errors/expected_exceptions.h"
+#include "os/machine.h"
+#include "platform/sysinfo/feature_check.h"
+
+namespace trel {
+namespace {
+
+std::string or_unknown(const std::optional<std::string>& text) {
+    return text && !text->empty() ? *text : kUnableToDetect;
+}
+
+// A decimal number and nothing else; 0 for any other text.
+u64 bytes_of(const std::optional<std::string>& text) {
+    if (!text) return 0;
+    u64 value = 0;
+    const char* const end = text->data() + text->size();
+    const auto [stop, error] = std::from_chars(text->data(), end, value);
+    return error == std::errc() && stop == end ? value : 0;
+}
+
+void ask_for_board(SystemRecord& record, bool include_pii, const SystemQuery& query) {
+    std::vector<std::string> properties = {"Manufacturer", "Product", "Version"};
+    if (include_pii) properties.push_back("SerialNumber");
+    WmiObject board(properties.size());
+    try {
+        board = query_wmi_first("Win32_BaseBoard", properties, query);
+        board.resize(properties.size());
+    } catch (const Environment::WMI_Exception&) {
+    }
+    record.board_manufacturer = or_unknown(board[0]);
+    record.board_product = or_unknown(board[1]);
+    record.board_version = or_unknown(board[2]);
+    record.board_serial = include_pii ? or_unknown(board[3]) : kSuppressedPii;
+}
+
+void ask_for_modules(SystemRecord& record, const SystemQuery& query) {
+    try {
+        for (WmiObject& module : query_wmi("Win32_PhysicalMemory", {"PartNumber", "Capacity"}, query)) {
+            module.resize(2);
+            record.modules.push_back({or_unknown(module[0]), bytes_of(module[1])});
+        }
+    } catch (const Environment::WMI_Exception&) {
+        record.modules.clear();
+    }
+}
+
+}  // namespace
+
+u64 SystemRecord::module_memory() const {
+    u64 sum = 0;
+    for (const MemoryModule& module : modules) {
+        if (module.bytes == 0 || __builtin_add_overflow(sum, module.bytes, &sum)) return 0;
+    }
+    return sum;
+}
+
+MachineCalls this_machine() {
+    return {os::system_version,
+            this_processor(),
+            [] { return os::topology(); },
+            processor_group_sizes,
+            [] { return os::memory_status(); },
+            [] { return os::installed_memory(); },
+            [] { return measure_tsc_frequency(); },
+            this_system()};
+}
+
+SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {
+    SystemRecord record;
+    record.os_version = or_unknown(calls.os_version());
+    record.processor = processor_name(calls.processor);
+    record.topology = calls.topology();
+    record.group_sizes = calls.group_sizes();
+    if (record.topology.logical_cores == 0) {
+        record.topology.logical_cores =
+            std::accumulate(record.group_sizes.begin(), record.group_sizes.end(), u32(0));
+    }
+    record.usable_memory = calls.memory_status().total_physical;
+    record.base_frequency = calls.base_frequency();
+    ask_for_board(record, include_pii, calls.query);
+    ask_for_modules(record, calls.query);
+    record.total_memory = record.module_memory();
+    if (record.total_memory == 0) record.total_memory = calls.installed_memory();
+    return record;
+}
+
+std::string get_os_version() {
+    return or_unknown(os::system_version());
+}
+
+std::string topology_text(const os::Topology& t) {
+    auto count = [](u32 n, const char* word) {
+        return (n == 0 ? "?" : std::to_string(n)) + " " + word + (n == 1 ? "" : "s");
+    };
+    return count(t.logical_cores, "thread") + " / " + count(t.physical_cores, "core") + " / " +
+           count(t.sockets, "socket") + " / " + count(t.numa_nodes, "NUMA node");
+}
+
+}  // namespace trel

@@ -1,0 +1,38 @@
+#include "platform/sysinfo/wmi.h"
+
+#include "base/errors/expected_exceptions.h"
+
+namespace trel {
+
+SystemQuery this_system() {
+    return [](const std::string& class_name, const std::vector<std::string>& properties) {
+        return os::system_query(class_name, properties);
+    };
+}
+
+std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vector<std::string>& properties,
+                                 const SystemQuery& query) {
+    os::QueryResult result = query(class_name, properties);
+    switch (result.failure) {
+        case os::QueryFailure::none:
+            break;
+        case os::QueryFailure::library:
+            throw Environment::WMI_Exception("Failed to initialize COM library.");
+        case os::QueryFailure::locator:
+            throw Environment::WMI_Exception("Failed to obtain initial locator to WMI.");
+        case os::QueryFailure::connection:
+            throw Environment::WMI_Exception("Could not connect.");
+        case os::QueryFailure::query:
+            throw Environment::WMI_Exception("Query for object failed.");
+    }
+    return std::move(result.objects);
+}
+
+WmiObject query_wmi_first(const std::string& class_name, const std::vector<std::string>& properties,
+                          const SystemQuery& query) {
+    std::vector<WmiObject> objects = query_wmi(class_name, properties, query);
+    if (objects.empty()) return WmiObject(properties.size());
+    return std::move(objects.front());
+}
+
+}  // namespace trel
