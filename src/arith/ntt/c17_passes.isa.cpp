@@ -1,6 +1,6 @@
 // The passes of the Code 17 transform on vectors of eight residues.
 #include "arith/ntt/c17_passes.h"
-#include "base/simd/vec.h"
+#include "arith/ntt/c17_residues.h"
 
 #define C17_INLINE static inline __attribute__((always_inline))
 #define C17_UNROLL _Pragma("GCC unroll 16")
@@ -16,26 +16,6 @@ constexpr u32 kMaxLogRadix = 2;
 #endif
 
 using Direction = C17PrimeTables::Direction;
-
-struct Modulus {
-    F64x8 p, inverse_p, magic;
-};
-C17_INLINE Modulus modulus(const C17Prime& prime) {
-    return {broadcast(prime.tables->p), broadcast(prime.tables->inverse_p),
-            broadcast(6755399441055744.0)};  // 1.5 2^52: adding and subtracting it rounds to an integer
-}
-
-// x w modulo p: q is x w / p rounded, x w = h + l exactly, h - q p is an integer small enough to be exact.
-C17_INLINE F64x8 mul_mod(F64x8 x, F64x8 w, const Modulus& m) {
-    const F64x8 h = mul(x, w);
-    const F64x8 l = fms(x, w, h);
-    const F64x8 q = sub(fma(h, m.inverse_p, m.magic), m.magic);
-    return add(fnma(q, m.p, h), l);
-}
-C17_INLINE F64x8 reduce(F64x8 x, const Modulus& m) {
-    const F64x8 q = sub(fma(x, m.inverse_p, m.magic), m.magic);
-    return fnma(q, m.p, x);
-}
 
 // ---- bases and twiddles
 

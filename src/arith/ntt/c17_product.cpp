@@ -17,6 +17,8 @@ namespace {
 constexpr u64 kCarryWords = 32;  // room for the words that a piece leaves behind at the end of a row
 static_assert(kCarryWords >= C17Window::kMaxGroupWords);
 constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
+constexpr u64 kEntryColumns = 64;            // whose limbs stay in the first cache
+constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 
 }  // namespace
@@ -37,7 +39,7 @@ C17Sizes c17_sizes(const C17Plan& plan) {
     s.max_pieces = static_cast<u32>(
         std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
     s.scratch_bytes = s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * kCarryWords * sizeof(Word);
-    s.plain_primes = (plan.a + 2) / 3;
+    s.plain_primes = s.data_bytes <= kOneTurnBytes ? plan.a : (plan.a + 2) / 3;
     s.second_bytes = 8 * plan.prime_stride * s.plain_primes;
     return s;
 }
@@ -46,6 +48,7 @@ C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
     C17Setup s{};
     s.passes = isa == Isa::avx512 ? &avx512::c17_pass_kernels : &avx2::c17_pass_kernels;
     s.ends = &c17_end_kernels(isa);
+    s.entry = isa == Isa::avx512 ? &avx512::c17_entry_kernels : &avx2::c17_entry_kernels;
     s.tables = &c17_set_tables(record.a, record.b);
     make_c17_end_constants(&s.constants, *s.tables->set, record.c);
     s.record = record;
@@ -104,40 +107,46 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     for (u32 r = 0; r < used; r++) {
         setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs);
     }
-    for (u32 r = used; r < rows && !direct; r++) {
+    if (direct || b == 3 || b == 5) return enter_block(limbs, points, column, begin, end, data);
+    for (u32 r = used; r < rows; r++) {
         std::memset(q + r * stride, 0, 8 * n);
         std::memset(q + (rows + r) * stride, 0, 8 * n);
-    }
-    if (b != 1) {
-        // two primes at a time: the limbs come from the second cache once for both
-        for (u32 i = begin; i < end; i += 2) {
-            const u32 pair = std::min(end - i, 2u);
-            for (u32 r = 0; r < used; r++) {
-                setup_.ends->reduce(&setup_.constants, i, pair, limbs + r * row_limbs, n, q + r * stride,
-                                    rows * stride);
-            }
-            for (u32 k = 0; k < pair; k++) {
-                double* const out = data + (i + k - begin) * plan_.prime_stride + plan_.offset(column);
-                const double* const ahead = i + k + 1 < end ? out + plan_.prime_stride : nullptr;
-                setup_.passes->split(b, setup_.tables->primes[i + k], q + k * rows * stride, stride, out,
-                                     plan_.row_stride, n, ahead);
-            }
-        }
-        return;
     }
     for (u32 i = begin; i < end; i++) {
         const C17Prime& prime = setup_.tables->primes[i];
         double* const out = data + (i - begin) * plan_.prime_stride + plan_.offset(column);
-        if (direct && used == 0) {
-            std::memset(out, 0, 8 * n);
+        for (u32 r = 0; r < used; r++) {
+            setup_.ends->reduce(&setup_.constants, i, 1, limbs + r * row_limbs, n, q + r * stride, 0);
+        }
+        if (b != 1) {
+            const double* const ahead = i + 1 < end ? out + plan_.prime_stride : nullptr;
+            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, ahead);
+        } else {
+            setup_.passes->top_forward(plan_, prime, 0, q, stride, out, plan_.row_stride, n);
+        }
+    }
+}
+
+// A few columns at a time, so that their limbs stay in the first cache while they go through all primes.
+void C17Product::enter_block(const double* limbs, u64 points, u64 column, u32 begin, u32 end, double* data) {
+    const u32 rows = plan_.rows();
+    const u64 n = plan_.columns(), m = plan_.row_points(), row_limbs = c17_point_limbs(plan_.a) * n;
+    const u64 piece = std::min(n, kEntryColumns);
+    for (u64 k = 0; k < n; k += piece) {
+        double* const out = data + plan_.offset(column + k);
+        const u64 at = column + k;
+        if (points <= at) {
+            for (u32 i = 0; i < end - begin; i++) {
+                for (u32 r = 0; r < rows; r++) {
+                    std::memset(out + i * plan_.prime_stride + r * plan_.row_stride, 0, 8 * piece);
+                }
+            }
             continue;
         }
-        for (u32 r = 0; r < used; r++) {
-            setup_.ends->reduce(&setup_.constants, i, 1, limbs + r * row_limbs, n,
-                                direct ? out : q + r * stride, 0);
-        }
-        if (direct) continue;
-        setup_.passes->top_forward(plan_, prime, 0, q, stride, out, plan_.row_stride, n);
+        const u32 used = static_cast<u32>(std::min<u64>(rows, (points - at + m - 1) / m));
+        setup_.entry->enter(&setup_.constants, setup_.tables->primes, plan_.b, begin, end - begin,
+                            limbs + k * c17_point_limbs(plan_.a), row_limbs, used, piece, out,
+                            plan_.row_stride, plan_.prime_stride);
     }
 }
 
@@ -346,7 +355,8 @@ u64 C17Product::multiply_held(C17Window& window, double* work, const Word* A, u6
 }
 
 // The second operand's transform is made for a few primes at a time, in a buffer that is used again: its
-// words are cut once for each of these turns, which costs little beside what it saves in memory.
+// words are cut once for each of these turns, which costs little beside what it saves in memory. Short
+// transforms have no memory to save and take one turn.
 u64 C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
                                const Word* B, u64 LB) {
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "arith/ntt/c17_ends.h"
+#include "arith/ntt/c17_entry.h"
 #include "arith/ntt/c17_passes.h"
 #include "arith/ntt/c17_tables.h"
 #include "arith/ntt/c17_window.h"
@@ -36,6 +37,7 @@ C17Sizes c17_sizes(const C17Plan& plan);
 struct C17Setup {
     const C17PassKernels* passes;
     const C17EndKernels* ends;
+    const C17EntryKernels* entry;
     const C17SetTables* tables;
     C17EndConstants constants;
     NttRecord record;
@@ -76,6 +78,8 @@ class C17Product {
     // Block `block` of columns of the operand through the top levels, for primes [begin, end); data holds
     // prime `begin` first.
     void first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data);
+    // The same from the limbs of a block that begins at `column`; the operand has `points` points.
+    void enter_block(const double* limbs, u64 points, u64 column, u32 begin, u32 end, double* data);
     // Row `item` of all rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
     void middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y);
     // Piece `piece` of the last sweep.
