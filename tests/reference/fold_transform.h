@@ -11,12 +11,13 @@ namespace reference {
 using trel::u64;
 using trel::Word;
 
-enum class Fold { cyclic, negacyclic };
+using trel::Fold;
 
 class FoldTransform final : public trel::Transform {
   public:
     FoldTransform(Fold fold, u64 words);
 
+    Fold fold() const override { return fold_; }
     void forward(const trel::ParallelContext& P, void* data, const Word* A, u64 L,
                  void* scratch) const override;
     void inverse(const trel::ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,

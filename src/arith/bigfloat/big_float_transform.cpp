@@ -24,6 +24,10 @@ struct WorkMemory {
     void* scratch;
 };
 
+InvalidTransformException window_not_deliverable(const char* function, i64 ie, i64 te) {
+    return {function, "ie = " + std::to_string(ie) + ", te = " + std::to_string(te)};
+}
+
 // Whether a product of m words at T's buffer would be written over the operand: it must be transformed before.
 bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
     return std::less<>()(T.buffer, A.T + A.L) && std::less<>()(A.T, T.buffer + m);
@@ -67,8 +71,7 @@ BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u6
         t = e0 + static_cast<i64>(W);
         w.m = 2 * W > n ? 2 * W - n : 0;
         if (t < te && W != n) {
-            throw InvalidTransformException("BigFloatTransformR::params()",
-                                            "ie = " + std::to_string(ie) + ", te = " + std::to_string(te));
+            throw window_not_deliverable("BigFloatTransformR::params()", ie, te);
         }
     }
     if (w.m == 0 || ie >= te || w.b >= te || ie >= t) return empty;
@@ -195,6 +198,30 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
     if (window.empty) return T.clear();
     const WorkMemory memory(transform_, mp);
     inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
+}
+
+// In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few units
+// at the bottom.
+void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                                         const BigFloat& B, i64 ie, i64 te) {
+    const char* function = "BigFloatTransformR::sqr_rx_xf_minus()";
+    forward(mp, A, p);
+    const i64 W = static_cast<i64>(transform_.convolution_words());
+    const i64 e0 = 2 * exp_;
+    if (L_ == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
+    const Window window{false, ie, static_cast<u64>(te - ie), static_cast<u64>(ie - e0),
+                        static_cast<u64>(te - e0)};
+    const WorkMemory memory(transform_, mp);
+    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, function);
+    const ParallelContext& P = mp.parallel;
+    const PlacedWords square{T.T, window.m, ie};
+    bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, P);
+    const PlacedWords above{B.T, B.L, B.exp - W};
+    if (transform_.fold() == Fold::cyclic) bp_sub(T.T, square, above, 0, ie, te, P);
+    if (transform_.fold() == Fold::negacyclic) bp_add(T.T, square, above, 0, ie, te, P);
+    T.exp = ie;
+    T.L = bp_nonzero_length(T.T, window.m, P);
+    if (T.L == 0) T.exp = 0;
 }
 
 void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other,

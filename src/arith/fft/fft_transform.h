@@ -26,6 +26,7 @@ class FftTransform final : public Transform {
     // tables may be null or too small: the transform then makes what it needs on the heap.
     FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables);
 
+    Fold fold() const override { return Fold::negacyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;

@@ -99,6 +99,7 @@ class BasecaseTransform final : public Transform {
         : Transform(64 * words, 64 + round_up_64(words * kWordBytes), product_memory(2 * words),
                     product_memory(2 * words)) {}
 
+    Fold fold() const override { return Fold::none; }
     void forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
         check(L);
         Word* line = static_cast<Word*>(data);

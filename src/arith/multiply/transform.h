@@ -18,9 +18,15 @@
 
 namespace trel {
 
+// What becomes of the words of a product at and above W: they are added to (cyclic) or subtracted from
+// (negacyclic) the words W below them, or they are only left out.
+enum class Fold { cyclic, negacyclic, none };
+
 class Transform {
   public:
     virtual ~Transform();
+
+    virtual Fold fold() const = 0;
 
     u64 convolution_bits() const { return convolution_bits_; }
     u64 convolution_words() const { return convolution_bits_ / 64; }

@@ -6,6 +6,7 @@
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/newton/coupled_root.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
@@ -24,9 +25,19 @@ u64 basic_words(u64 p) {
     return p == 0 ? 0 : 2 * (newton::previous_precision(p) + 2) + p + 2;
 }
 
-// What a run of p words cuts from the word buffer; a level's temporaries take the place of those below it.
+bool coupled(u64 p) {
+    return p >= newton::kCoupledPrecision;
+}
+
+// What a run of p words cuts from the word buffer. Below the coupled levels a level's temporaries take the place
+// of those below it; a coupled level needs its own from the start and lends the result's words to the levels
+// below.
 u64 words_cut(u64 p) {
     if (p < newton::kTransformPrecision) return basic_words(p);
+    if (coupled(p)) {
+        const u64 below = words_cut(newton::previous_precision(p));
+        return 2 * newton::root_estimate_words(p) + newton::root_error_words(p) + (below > p + 4 ? below : 0);
+    }
     return newton::root_estimate_words(p) +
            std::max(newton::correction_words(p) + newton::root_error_words(p),
                     words_cut(newton::previous_precision(p)));
@@ -37,8 +48,17 @@ u64 product_words(u64 p) {
     return p + 9 + p / 2;
 }
 
-// The greatest need is that of the highest level: x's transform is held while A x^2 is made.
+// The highest level that is not coupled needs the most of its kind: x's transform is held while A x^2 is made.
 u64 window_scratch_bytes(u64 p) {
+    if (coupled(p)) {
+        const u64 previous = newton::previous_precision(p);
+        const u64 below =
+            coupled(previous)
+                ? newton::HeldTransforms::scratch_bytes(previous + 8, 2)
+                : std::max(round_up_64(multiply_scratch_bytes(2 * previous + 6)),
+                           newton::HeldTransforms::scratch_bytes(previous + 8, 1));
+        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below, window_scratch_bytes(previous)});
+    }
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.transform_data + std::max(held.transform_data + held.transform_scratch,
                                           newton::window_product_scratch_bytes(product_words(p)));
@@ -75,6 +95,41 @@ void run_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
     newton::basic_levels(
         kIteration, T, p, [&](BigFloat& start) { set_start(start, A); },
         [&](BigFloat& x, u64 level) { newton::invsqrt_basic_step(mp, x, A, level, buffer); });
+}
+
+void run_windowed(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+                  LinearWordBuffer buffer) {
+    newton::window_levels(
+        kIteration, T, p, buffer,
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
+        [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
+            newton::invsqrt_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
+        },
+        newton::rest_of);
+}
+
+void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+                LinearWordBuffer buffer, const newton::CoupledRoot* above = nullptr) {
+    if (!coupled(p)) return run_windowed(mp, status, T, A, p, buffer);
+    if (T.buffer_size < p + kIteration.extra)
+        throw BufferTooSmallException(kRun, T.buffer_size, p + kIteration.extra);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
+    const LinearWordBuffer s_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
+    const LinearWordBuffer d_words = buffer.cut_from_bottom(newton::root_error_words(p));
+    BigFloat x(x_words.get(), x_words.size());
+    BigFloat s(s_words.get(), s_words.size());
+    BigFloat d(d_words.get(), d_words.size());
+
+    const u64 previous = newton::previous_precision(p);
+    const newton::CoupledRoot root{s, d, p};
+    const LinearWordBuffer below = newton::larger_of(buffer, T);
+    if (coupled(previous)) {
+        run_levels(mp, status, x, A, previous, below, &root);
+    } else {
+        run_windowed(mp, status, x, A, previous, below);
+        newton::coupled_root_start(mp, root, A, x, previous, kRun);
+    }
+    newton::coupled_root_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), s, d, p, above, kRun);
 }
 
 }  // namespace
@@ -142,13 +197,7 @@ void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyC
 void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status,
                                  BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
-    newton::window_levels(
-        kIteration, T, p, buffer,
-        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
-        [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
-        },
-        newton::rest_of);
+    run_levels(mp, status, T, A, p, buffer);
 }
 
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,

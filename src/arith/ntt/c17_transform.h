@@ -14,6 +14,7 @@ class C17Transform final : public Transform {
     // The setup outlives the transform. family: whose name failures bear (VST shares this transform).
     explicit C17Transform(const C17Setup& setup, NttFamily family = NttFamily::c17);
 
+    Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;

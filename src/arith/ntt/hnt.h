@@ -15,6 +15,7 @@ class HntTransform final : public Transform {
   public:
     explicit HntTransform(const HntParameters& parameters);
 
+    Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;

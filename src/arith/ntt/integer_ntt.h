@@ -28,6 +28,7 @@ class IntegerNttTransform final : public Transform {
   public:
     IntegerNttTransform(const IntegerNttKernels<W>& kernels, const NttRecord& record);
 
+    Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;

@@ -1,0 +1,91 @@
+#include "arith/newton/coupled_root.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/newton/error_term.h"
+#include "arith/newton/steps.h"
+#include "base/status/status_scope.h"
+
+namespace trel::newton {
+namespace {
+
+// Exactly n words: the square of a shorter number would fold in sight of its last words.
+void set_length(BigFloat& T, u64 n) {
+    if (T.L >= n) {
+        T = T.top(n);
+        return;
+    }
+    const u64 missing = n - T.L;
+    std::memmove(T.T + missing, T.T, T.L * sizeof(Word));
+    std::fill_n(T.T, missing, Word(0));
+    T.exp -= static_cast<i64>(missing);
+    T.L = n;
+}
+
+// root.d = A - s^2 from the words that s leaves wrong down to those that the next level can use; s's transform
+// stays in `held`.
+void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTransformR& held, const BigFloat& A,
+                  u64 p, const char* function) {
+    const i64 t = error_bound(p);
+    BigFloat& d = root.d;
+    held.sqr_rx_xf_minus(mp, d, root.s, p, A, A.mag() - static_cast<i64>(root.next) - 3, A.mag() + t);
+    if (d.L != 0) d.exp -= A.mag();
+    const Estimate side = take_error_below(mp.parallel, d, t, p, function);
+    if (side == Estimate::exact) return;
+    d.exp += A.mag();
+    d.sign = side == Estimate::under;
+}
+
+}  // namespace
+
+void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A, const BigFloat& x,
+                        u64 p, const char* function) {
+    root.s.set_mul(p + 1, mp, A, x);
+    set_length(root.s, p + 2);
+    const HeldTransforms memory(mp, p + 8, 1);
+    BigFloatTransformR held(memory.transform(), memory.data(0));
+    set_residual(memory.context(), root, held, A, p, function);
+}
+
+void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
+                       const BigFloat& x, BigFloat& s, BigFloat& d, u64 p, const CoupledRoot* above,
+                       const char* function) {
+    const ParallelContext& P = mp.parallel;
+    const u64 previous = previous_precision(p);
+    const i64 t = error_bound(previous);
+    const HeldTransforms memory(mp, p + 8, above != nullptr ? 2 : 1);
+    const MultiplyContext& context = memory.context();
+    BigFloatTransformR held_x(memory.transform(), memory.data(0));
+    BigFloatTransformR held_s(memory.transform(), above != nullptr ? memory.data(1) : nullptr);
+    BigFloat& root = above != nullptr ? above->s : T;
+    {
+        StatusFrame frame(status, " 0S ", status_digits(p));
+        held_x.forward(context, x, previous);
+        if (d.L != 0) {
+            const i64 top = x.mag() + d.mag();
+            held_x.mul_rf_xf(context, d, d, previous, top - static_cast<i64>(previous), top);
+            halve(P, d);
+        }
+        root.set_add(p + 1, P, s, d);
+        set_length(root, p + 2);
+        if (above != nullptr) set_residual(context, *above, held_s, A, p, function);
+    }
+    BigFloat& e = d;
+    {
+        StatusFrame frame(status, " 1M ", status_digits(p));
+        const i64 bottom = -static_cast<i64>(p);
+        if (above != nullptr)
+            held_s.inverse_fmul(context, e, held_x, bottom, t);
+        else
+            held_x.mul_rf_xf(context, e, root, p, bottom, t);
+    }
+    const Estimate side = take_error_below(P, e, t, previous, function);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+
+    BigFloat y(s.buffer, s.buffer_size);
+    correct(context, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});
+}
+
+}  // namespace trel::newton
