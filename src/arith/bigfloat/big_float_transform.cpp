@@ -28,7 +28,8 @@ InvalidTransformException window_not_deliverable(const char* function, i64 ie, i
     return {function, "ie = " + std::to_string(ie) + ", te = " + std::to_string(te)};
 }
 
-// Whether a product of m words at T's buffer would be written over the operand: it must be transformed before.
+// Whether a product of m words at T's buffer would be written over the operand: it must be transformed
+// before.
 bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
     return std::less<>()(T.buffer, A.T + A.L) && std::less<>()(A.T, T.buffer + m);
 }
@@ -146,7 +147,8 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const
         AlignedBufferC memory = mp.scratch;
         void* const work = memory.spawn(transform_.plain_bytes()).get();
         produce(mp.parallel, T, window, sign, function, [&](Word* words) {
-            transform_.multiply_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L, work);
+            transform_.multiply_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L,
+                                      work);
         });
         return;
     }
@@ -197,11 +199,12 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
     const WorkMemory memory(transform_, mp);
-    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, "BigFloatTransformR::sqr_rx_xf()");
+    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch,
+            "BigFloatTransformR::sqr_rx_xf()");
 }
 
-// In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few units
-// at the bottom.
+// In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few
+// units at the bottom.
 void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
                                          const BigFloat& B, i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::sqr_rx_xf_minus()";
@@ -238,7 +241,7 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, Bi
     if (window.empty) return T.clear();
     AlignedBufferC memory = mp.scratch;
     inverse(mp, T, window, sign_ == other.sign_, data_, data_, other.data_,
-           memory.spawn(transform_.scratch_bytes()).get(), function);
+            memory.spawn(transform_.scratch_bytes()).get(), function);
 }
 
 void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te) {
@@ -250,7 +253,7 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i6
     if (window.empty) return T.clear();
     AlignedBufferC memory = mp.scratch;
     inverse(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
-           function);
+            function);
 }
 
 }  // namespace trel

@@ -45,10 +45,11 @@ class BigFloatTransformR {
     void mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2, keeping A's transform
     void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
-    // T = A^2 - B in the window [ie, te), in two's complement (T >= 0), keeping A's transform: for numbers that
-    // agree so far that |A^2 - B| < 2^(64 te). What folds of the square is B's and is taken out, so that the
-    // convolution need not be longer than the words in which the two differ; it must reach te and the window
-    // must not begin below A^2, else InvalidTransformException. The lowest word may be a few units off.
+    // T = A^2 - B in the window [ie, te), in two's complement (T >= 0), keeping A's transform: for numbers
+    // that agree so far that |A^2 - B| < 2^(64 te). What folds of the square is B's and is taken out, so that
+    // the convolution need not be longer than the words in which the two differ; it must reach te and the
+    // window must not begin below A^2, else InvalidTransformException. The lowest word may be a few units
+    // off.
     void sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, const BigFloat& B,
                          i64 ie, i64 te);
     // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects

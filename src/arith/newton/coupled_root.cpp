@@ -24,10 +24,10 @@ void set_length(BigFloat& T, u64 n) {
     T.L = n;
 }
 
-// root.d = A - s^2 from the words that s leaves wrong down to those that the next level can use; s's transform
-// stays in `held`.
-void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTransformR& held, const BigFloat& A,
-                  u64 p, const char* function) {
+// root.d = A - s^2 from the words that s leaves wrong down to those that the next level can use; s's
+// transform stays in `held`.
+void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTransformR& held,
+                  const BigFloat& A, u64 p, const char* function) {
     const i64 t = error_bound(p);
     BigFloat& d = root.d;
     held.sqr_rx_xf_minus(mp, d, root.s, p, A, A.mag() - static_cast<i64>(root.next) - 3, A.mag() + t);
@@ -40,8 +40,8 @@ void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTr
 
 }  // namespace
 
-void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A, const BigFloat& x,
-                        u64 p, const char* function) {
+void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A,
+                        const BigFloat& x, u64 p, const char* function) {
     root.s.set_mul(p + 1, mp, A, x);
     set_length(root.s, p + 2);
     const HeldTransforms memory(mp, p + 8, 1);

@@ -29,9 +29,9 @@ bool coupled(u64 p) {
     return p >= newton::kCoupledPrecision;
 }
 
-// What a run of p words cuts from the word buffer. Below the coupled levels a level's temporaries take the place
-// of those below it; a coupled level needs its own from the start and lends the result's words to the levels
-// below.
+// What a run of p words cuts from the word buffer. Below the coupled levels a level's temporaries take the
+// place of those below it; a coupled level needs its own from the start and lends the result's words to the
+// levels below.
 u64 words_cut(u64 p) {
     if (p < newton::kTransformPrecision) return basic_words(p);
     if (coupled(p)) {
@@ -48,16 +48,17 @@ u64 product_words(u64 p) {
     return p + 9 + p / 2;
 }
 
-// The highest level that is not coupled needs the most of its kind: x's transform is held while A x^2 is made.
+// The highest level that is not coupled needs the most of its kind: x's transform is held while A x^2 is
+// made.
 u64 window_scratch_bytes(u64 p) {
     if (coupled(p)) {
         const u64 previous = newton::previous_precision(p);
-        const u64 below =
-            coupled(previous)
-                ? newton::HeldTransforms::scratch_bytes(previous + 8, 2)
-                : std::max(round_up_64(multiply_scratch_bytes(2 * previous + 6)),
-                           newton::HeldTransforms::scratch_bytes(previous + 8, 1));
-        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below, window_scratch_bytes(previous)});
+        const u64 below = coupled(previous)
+                              ? newton::HeldTransforms::scratch_bytes(previous + 8, 2)
+                              : std::max(round_up_64(multiply_scratch_bytes(2 * previous + 6)),
+                                         newton::HeldTransforms::scratch_bytes(previous + 8, 1));
+        return std::max(
+            {newton::HeldTransforms::scratch_bytes(p + 8, 1), below, window_scratch_bytes(previous)});
     }
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.transform_data + std::max(held.transform_data + held.transform_scratch,

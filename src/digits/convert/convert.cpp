@@ -32,8 +32,8 @@ class Converter {
 
     // Writes the first n <= b 2^k radix words of f to out[n - 1] .. out[0] and returns the overlap word.
     // context.scratch: split_bytes(k - 1, tds).
-    Word convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f,
-                       bool correction) const;
+    Word convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n,
+                       RadixFraction f, bool correction) const;
     // An output longer than the table reaches.
     Word peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f) const;
 
@@ -46,7 +46,8 @@ class Converter {
                      RadixFraction upper, RadixFraction lower) const;
     Halves convert_T(u64 l, const MultiplyContext& context, Word* out, u64 n, u64 H, RadixFraction upper,
                      RadixFraction lower) const;
-    RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
+    RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
+                                 Word* g) const;
     RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
 
     const ConvertPlanP& plan_;
@@ -68,8 +69,8 @@ RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, R
     return r;
 }
 
-Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n,
-                                       u64 H, RadixFraction upper, RadixFraction lower) const {
+Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out,
+                                       u64 n, u64 H, RadixFraction upper, RadixFraction lower) const {
     Halves r{};
     r.lower_overlap = convert_range(l, context, status, out, n - H, lower, false);
     r.upper_overlap = convert_range(l, context, status, out + (n - H), H, upper, false);
@@ -88,7 +89,9 @@ Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Wo
     trel::fork_join(
         context.parallel,
         [&] { r.lower_overlap = convert_range(l, low, trel::null_status(), out, n - H, lower, false); },
-        [&] { r.upper_overlap = convert_range(l, high, trel::null_status(), out + (n - H), H, upper, false); });
+        [&] {
+            r.upper_overlap = convert_range(l, high, trel::null_status(), out + (n - H), H, upper, false);
+        });
     return r;
 }
 
@@ -135,8 +138,8 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     return r.lower_overlap;
 }
 
-// frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the sum of
-// whole products of the power and pieces of f.
+// frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the
+// sum of whole products of the power and pieces of f.
 RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const {
     const u64 l = plan_.levels - 1;
     const ConvertPlanP::Level& level = plan_.level[l];
@@ -167,15 +170,17 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     return RadixFraction{g, q, q}.top(words);
 }
 
-// Takes pieces of H = b 2^(levels - 1) words, the reach of the largest power, off the top until the rest is within
-// the reach of one recursion. The overlaps are compared from the end, because a correction of a piece can change the
-// first word of it.
-Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f) const {
+// Takes pieces of H = b 2^(levels - 1) words, the reach of the largest power, off the top until the rest is
+// within the reach of one recursion. The overlaps are compared from the end, because a correction of a piece
+// can change the first word of it.
+Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, u64 n,
+                     RadixFraction f) const {
     const u64 H = plan_.level[plan_.levels - 1].radix_words;
     MultiplyContext inner = context;
     f = f.top(plan_.length(n));
     Word* buffers[2];
-    for (Word*& buffer : buffers) buffer = inner.scratch.spawn_words(round_up_8(plan_.length(n))).word_pointer();
+    for (Word*& buffer : buffers)
+        buffer = inner.scratch.spawn_words(round_up_8(plan_.length(n))).word_pointer();
     Word* const overlaps = inner.scratch.spawn_words(round_up_8(n / H + 1)).word_pointer();
 
     u64 pieces = 0;

@@ -1,9 +1,9 @@
 // Radix conversion of a binary fraction into radix words of 19 decimal digits.
 //
-// Divide and conquer on the range of radix words (Brent and Zimmermann, Modern Computer Arithmetic, 2010, section
-// 1.7, turned to fractions): the upper H words of n are the first H words of f, the lower n - H are the first words
-// of frac(f * R^H). Both halves are converted the same way, down to leaves of at most 15 words. Every range also
-// yields its overlap word, which must equal the first word of the next range.
+// Divide and conquer on the range of radix words (Brent and Zimmermann, Modern Computer Arithmetic, 2010,
+// section 1.7, turned to fractions): the upper H words of n are the first H words of f, the lower n - H are
+// the first words of frac(f * R^H). Both halves are converted the same way, down to leaves of at most 15
+// words. Every range also yields its overlap word, which must equal the first word of the next range.
 #pragma once
 
 #include <functional>
@@ -30,18 +30,19 @@ struct ConvertOptions {
     ConvertObserver* observer = nullptr;
 };
 
-// Converts the fraction of |x| into plan.n radix words: radix_out[0] holds the least significant word, radix_out[n - 1]
-// the first 19 digits. Each word is floor of the scaled fraction of x cut to plan.length(plan.n) words, except that
-// the last words can come out low when x is cut. context.scratch: plan.bytes(); tasks: at most plan.tds of the
-// context's. Throws AlgorithmFailedException when the table or an overlap shows a fault.
+// Converts the fraction of |x| into plan.n radix words: radix_out[0] holds the least significant word,
+// radix_out[n - 1] the first 19 digits. Each word is floor of the scaled fraction of x cut to
+// plan.length(plan.n) words, except that the last words can come out low when x is cut. context.scratch:
+// plan.bytes(); tasks: at most plan.tds of the context's. Throws AlgorithmFailedException when the table or
+// an overlap shows a fault.
 //
 // Time: about the cost of three products of plan.n words.
 void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& status, Word* radix_out,
              const BigFloat& x, const ConvertOptions& options = {});
 
-// The range check of a value before conversion, by its sign (0, -1, +1) and magnitude (exponent + length in words).
-// Zero throws; a negative value prints a warning; a magnitude above 1 calls `report`, which prints the value, and
-// throws InvalidParametersException.
+// The range check of a value before conversion, by its sign (0, -1, +1) and magnitude (exponent + length in
+// words). Zero throws; a negative value prints a warning; a magnitude above 1 calls `report`, which prints
+// the value, and throws InvalidParametersException.
 void words_to_dec(int sign, i64 magnitude, const std::function<void()>& report);
 
 }  // namespace kalvor::CBRv2

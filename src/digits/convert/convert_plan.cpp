@@ -16,11 +16,13 @@ using trel::round_up_8;
 
 namespace {
 
-constexpr u64 kMinLeafSplit = 16;     // ranges of fewer radix words are leaves
+constexpr u64 kMinLeafSplit = 16;  // ranges of fewer radix words are leaves
 constexpr u64 kMinDroppableLevels = 5;
-constexpr u64 kSerialLevels = 8;      // the lowest levels add no parallelism of their own
+constexpr u64 kSerialLevels = 8;  // the lowest levels add no parallelism of their own
 
-u64 ceil_log2(u64 n) { return n <= 1 ? 0 : std::bit_width(n - 1); }
+u64 ceil_log2(u64 n) {
+    return n <= 1 ? 0 : std::bit_width(n - 1);
+}
 
 }  // namespace
 
@@ -62,15 +64,17 @@ void ConvertPlanP::make_levels() {
         v.radix_words = b << l;
         const u64 H = v.radix_words;
         v.power_exp = static_cast<i64>(trel::u128(trailing_zeros) * H / 64);
-        // floor(H log2(R) / 64) + 1 words; the addend is above the rounding error of the product for every H < 2^40
+        // floor(H log2(R) / 64) + 1 words; the addend is above the rounding error of the product for every H
+        // < 2^40
         v.power_words = static_cast<u64>(static_cast<double>(H) * word_size + 0.001) + 1 - v.power_exp;
         v.input_words = length(H);
         // Below the top level a range has up to 2 H words, at the top level n.
         const u64 range = l + 1 == levels ? std::min(n, 2 * H) : 2 * H;
         v.lower_words = length(range - H);
-        // The product of the fraction without the words that only reach the integer part (q words at most) by the
-        // power. Of its words, those below q are needed from q - lower_words - 1 (a guard word) upwards, see
-        // RemainderFloatB; and the square of the power must fit for the table and for the exact low words.
+        // The product of the fraction without the words that only reach the integer part (q words at most) by
+        // the power. Of its words, those below q are needed from q - lower_words - 1 (a guard word) upwards,
+        // see RemainderFloatB; and the square of the power must fit for the table and for the exact low
+        // words.
         const u64 q = length(range) - static_cast<u64>(v.power_exp);
         v.product_words = std::max({q, v.power_words + v.lower_words + 1, 2 * v.power_words + 3});
         const trel::MultiplySizes sizes =
@@ -112,11 +116,13 @@ void ConvertPlanP::make_sizes() {
     if (levels == 0) return;
     scratch_bytes = std::max(scratch_bytes, split_bytes(levels - 1, tds));
     if (n > top_words()) {
-        // Peeling: two fractions, the overlap word of each piece, and either a product or a piece's conversion.
+        // Peeling: two fractions, the overlap word of each piece, and either a product or a piece's
+        // conversion.
         const Level& v = level[levels - 1];
         const u64 product = 2 * v.transform_bytes + v.transform_scratch + 8 * round_up_8(v.product_words);
         const u64 pieces = n / v.radix_words + 1;
-        scratch_bytes = 2 * 8 * round_up_8(length(n)) + 8 * round_up_8(pieces) + std::max(product, scratch_bytes);
+        scratch_bytes =
+            2 * 8 * round_up_8(length(n)) + 8 * round_up_8(pieces) + std::max(product, scratch_bytes);
     }
 }
 

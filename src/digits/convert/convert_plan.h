@@ -1,5 +1,5 @@
-// The plan of a radix conversion: how the range of radix words is split, which powers of the radix are needed, and
-// exactly how much memory a run takes.
+// The plan of a radix conversion: how the range of radix words is split, which powers of the radix are
+// needed, and exactly how much memory a run takes.
 #pragma once
 
 #include <array>
@@ -9,29 +9,30 @@
 
 namespace kalvor::CBRv2 {
 
-// A range of n radix words is halved, rounding up, until fewer than 16 are left: that is the base length b, and level
-// l covers b * 2^l words. A split at level l needs the power R^(b 2^l), of which only the odd part is stored
-// (R = 2^t * odd, so R^H has floor(t H / 64) zero words at the bottom, and they are counted into an exponent).
+// A range of n radix words is halved, rounding up, until fewer than 16 are left: that is the base length b,
+// and level l covers b * 2^l words. A split at level l needs the power R^(b 2^l), of which only the odd part
+// is stored (R = 2^t * odd, so R^H has floor(t H / 64) zero words at the bottom, and they are counted into an
+// exponent).
 //
 // Made before a computation; a run stays inside its figures. Read-only, shared by all tasks.
 class ConvertPlanP {
   public:
     // What a split by R^H, H = b * 2^level, needs.
     struct Level {
-        u64 radix_words;        // H
-        u64 power_words;        // words of R^H without its zero words, at most
-        i64 power_exp;          // exponent of R^H in words, exact
-        u64 input_words;        // "length of the level": fraction words that H radix words and their overlap need
-        u64 lower_words;        // words of the lower fraction, at most; less than input_words at the top level only
-        u64 product_words;      // convolution length of the product that yields the lower fraction
-        u64 number_bytes;       // the power as a number
-        u64 transform_bytes;    // one forward transform
+        u64 radix_words;  // H
+        u64 power_words;  // words of R^H without its zero words, at most
+        i64 power_exp;    // exponent of R^H in words, exact
+        u64 input_words;  // "length of the level": fraction words that H radix words and their overlap need
+        u64 lower_words;  // words of the lower fraction, at most; less than input_words at the top level only
+        u64 product_words;    // convolution length of the product that yields the lower fraction
+        u64 number_bytes;     // the power as a number
+        u64 transform_bytes;  // one forward transform
         u64 transform_scratch;
-        u64 plain_bytes;        // a product without a kept transform
+        u64 plain_bytes;  // a product without a kept transform
     };
 
-    // radix >= 2 and radix_words >= 1, else InvalidParametersException. budget_bytes: 0 = no limit; levels are dropped
-    // (not below 4) while the plan's memory and the radix words of its top size exceed it.
+    // radix >= 2 and radix_words >= 1, else InvalidParametersException. budget_bytes: 0 = no limit; levels
+    // are dropped (not below 4) while the plan's memory and the radix words of its top size exceed it.
     static ConvertPlanP make(Word radix, u64 radix_words, u64 budget_bytes, u64 tds);
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.
@@ -50,7 +51,7 @@ class ConvertPlanP {
     u64 n;               // radix words
     u64 b;               // base length
     u64 levels;
-    u64 tds;             // tasks that a run may use
+    u64 tds;  // tasks that a run may use
     std::vector<Level> level;
     std::array<Word, 16> base_power;  // R^b without its zero words
     u64 base_power_words;

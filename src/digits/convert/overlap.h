@@ -1,21 +1,22 @@
 // The comparison of overlap words where two converted ranges meet, and the correction by one unit.
 //
-// Every converted range yields one more word, the overlap word, which must be the first word of the next range. All
-// errors of a conversion are truncations, so the upper range can be one unit too small when the digits that follow
-// it are zeros (...999 against 000): its overlap word is then R - 1 where 0 is expected. Anything else is a fault.
+// Every converted range yields one more word, the overlap word, which must be the first word of the next
+// range. All errors of a conversion are truncations, so the upper range can be one unit too small when the
+// digits that follow it are zeros (...999 against 000): its overlap word is then R - 1 where 0 is expected.
+// Anything else is a fault.
 #pragma once
 
 #include "digits/convert/radix_fraction.h"
 
 namespace kalvor::CBRv2 {
 
-// upper[0 .. n) += 1 / -= 1 in radix words, least significant first. Throws AlgorithmFailedException "Impossible
-// carryout.".
+// upper[0 .. n) += 1 / -= 1 in radix words, least significant first. Throws AlgorithmFailedException
+// "Impossible carryout.".
 void add1(Word radix, Word* upper, u64 n);
 void sub1(Word radix, Word* upper, u64 n);
 
-// Corrects the upper range of n words for the pair (0, R - 1) or (R - 1, 0) and prints that it does. Any other pair
-// throws AlgorithmFailedException naming `function`.
+// Corrects the upper range of n words for the pair (0, R - 1) or (R - 1, 0) and prints that it does. Any
+// other pair throws AlgorithmFailedException naming `function`.
 void fixup(Word radix, Word expected, Word actual, Word* upper, u64 n, const char* function = "fixup()");
 
 }  // namespace kalvor::CBRv2

@@ -11,8 +11,8 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlignedBufferC;
 using trel::AlgorithmFailedException;
+using trel::AlignedBufferC;
 using trel::MultiplyContext;
 using trel::Transform;
 namespace m61 = trel::m61;
@@ -22,9 +22,9 @@ namespace {
 constexpr double kDigitsPerBinaryWord = 19.265919722494797;  // 64 log10(2)
 
 u64 transform_checksum(const ReadyTableB::Entry& entry) {
-    return entry.data == nullptr
-               ? 0
-               : m61::canonical(m61::hash_words(static_cast<const Word*>(entry.data), entry.transform->data_bytes() / 8));
+    return entry.data == nullptr ? 0
+                                 : m61::canonical(m61::hash_words(static_cast<const Word*>(entry.data),
+                                                                  entry.transform->data_bytes() / 8));
 }
 
 }  // namespace
@@ -46,7 +46,8 @@ void CheckP(const ReadyTableB& table, trel::Status& status) {
     if (plan.radix < 2) throw trel::InvalidParametersException("CheckP()", "Radix is less than 2.");
     trel::StatusFrame frame(status, "Hashing Power...  ");
     for (u64 l = 0; l < plan.levels; l++) {
-        const u64 hash = m61::mul_pow2_64(m61::hash_words(table[l].words, table[l].n), plan.level[l].power_exp);
+        const u64 hash =
+            m61::mul_pow2_64(m61::hash_words(table[l].words, table[l].n), plan.level[l].power_exp);
         check_power_hash("CheckP()", hash, plan.radix, plan.level[l].radix_words);
     }
 }

@@ -10,8 +10,8 @@
 
 namespace kalvor::CBRv2 {
 
-// Watches a conversion; tests use it to damage data in passing and to see that the damage is noticed. Every call may
-// come from any task.
+// Watches a conversion; tests use it to damage data in passing and to see that the damage is noticed. Every
+// call may come from any task.
 class ConvertObserver {
   public:
     virtual ~ConvertObserver();
@@ -24,14 +24,14 @@ class ConvertObserver {
     virtual void product_done(u64 level, Word* words, u64 n) { (void)level, (void)words, (void)n; }
 };
 
-// The table: one entry a level. Lives in memory of the caller and ends with the conversion. The topmost power is used
-// at one split only, so its transform is made there, in scratch memory that later splits use again.
+// The table: one entry a level. Lives in memory of the caller and ends with the conversion. The topmost power
+// is used at one split only, so its transform is made there, in scratch memory that later splits use again.
 class ReadyTableB {
   public:
     struct Entry {
         Word* words = nullptr;
         u64 n = 0;
-        u64 checksum_words = 0;      // residues of the number's words and of the transform's bytes when they were
+        u64 checksum_words = 0;  // residues of the number's words and of the transform's bytes when they were
         u64 checksum_transform = 0;  // stored
         trel::TransformHolder transform;
         void* data = nullptr;  // the forward transform; null at the top level
@@ -53,8 +53,8 @@ class ReadyTableB {
     std::unique_ptr<Entry[]> entries_;
 };
 
-// Compares the hash of every stored power with R^(b 2^l) computed modulo 2^61 - 1. Throws InvalidParametersException
-// "Radix is less than 2.", AlgorithmFailedException "Power Hash Mismatch".
+// Compares the hash of every stored power with R^(b 2^l) computed modulo 2^61 - 1. Throws
+// InvalidParametersException "Radix is less than 2.", AlgorithmFailedException "Power Hash Mismatch".
 void CheckP(const ReadyTableB& table, trel::Status& status);
 // The same for one number words * 2^(64 exp) against radix^exponent; prints and throws naming `function`.
 void check_power_hash(const char* function, u64 actual, u64 radix, u64 exponent);

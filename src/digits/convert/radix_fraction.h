@@ -18,20 +18,23 @@ inline constexpr Word kRadix19 = 10000000000000000000ULL;
 inline constexpr u64 kDigitsPerWord = 19;
 
 // Radix words for a number of computed digits.
-constexpr u64 radix_words(u64 compute_digits) { return compute_digits / kDigitsPerWord + 3; }
+constexpr u64 radix_words(u64 compute_digits) {
+    return compute_digits / kDigitsPerWord + 3;
+}
 
 // log2(radix) / 64: binary words that one radix word fills.
 inline double radix_word_size(Word radix) {
     return std::log(static_cast<double>(radix)) * 1.4426950408889634 * 0.015625;
 }
 
-// Words of a fraction that n radix words and their overlap word need: two more than those n + 1 radix words fill.
+// Words of a fraction that n radix words and their overlap word need: two more than those n + 1 radix words
+// fill.
 inline u64 fraction_length(double word_size, u64 n) {
     return static_cast<u64>(std::ceil(static_cast<double>(n + 1) * word_size)) + 2;
 }
 
-// f = sum of words[i] * 2^(64 (i - L)), 0 <= i < stored. The words stored .. L - 1 at the top are zero and not in
-// memory; words[L - 1] is the first word after the point. A view: owns nothing, is copied freely.
+// f = sum of words[i] * 2^(64 (i - L)), 0 <= i < stored. The words stored .. L - 1 at the top are zero and
+// not in memory; words[L - 1] is the first word after the point. A view: owns nothing, is copied freely.
 struct RadixFraction {
     const Word* words = nullptr;
     u64 stored = 0;

@@ -9,8 +9,10 @@ namespace Console = trel::Console;
 namespace {
 
 const char kRange[] =
-    "\n\nKalvor's radix conversion and digit output is only equipped to handle\npositive numbers with a magnitude "
-    "near 1.\n\nThe exact range that Kalvor can handle is:\n    32-bit binaries: 2^-32 < x < 2^32\n    64-bit "
+    "\n\nKalvor's radix conversion and digit output is only equipped to handle\npositive numbers with a "
+    "magnitude "
+    "near 1.\n\nThe exact range that Kalvor can handle is:\n    32-bit binaries: 2^-32 < x < 2^32\n    "
+    "64-bit "
     "binaries: 2^-64 < x < 2^64";
 
 }  // namespace
@@ -22,7 +24,8 @@ void words_to_dec(int sign, i64 magnitude, const std::function<void()>& report) 
     }
     if (sign < 0) {
         Console::error_line(
-            "Warning: Kalvor's digit output cannot handle negative numbers.\nOutput will be flipped positive...\n");
+            "Warning: Kalvor's digit output cannot handle negative numbers.\nOutput will be flipped "
+            "positive...\n");
     }
     if (magnitude <= 1) return;
     Console::new_line();

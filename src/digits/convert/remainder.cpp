@@ -7,8 +7,8 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlignedBufferC;
 using trel::AlgorithmFailedException;
+using trel::AlignedBufferC;
 using trel::InvalidParametersException;
 using trel::MultiplyContext;
 using trel::Transform;
@@ -51,9 +51,9 @@ void repair(Word* window, u64 n, Word guard) {
 
 }  // namespace
 
-RadixFraction RemainderFloatB::set_inverse_fmul(const MultiplyContext& context, const ConvertPlanP::Level& level,
-                                                const PowerView& power, RadixFraction f, u64 out_words,
-                                                Word* out) {
+RadixFraction RemainderFloatB::set_inverse_fmul(const MultiplyContext& context,
+                                                const ConvertPlanP::Level& level, const PowerView& power,
+                                                RadixFraction f, u64 out_words, Word* out) {
     if (out_words > level.lower_words) throw InvalidParametersException(kFunction, "Truncated Range");
     const u64 e = static_cast<u64>(level.power_exp);
     if (f.L < e) throw AlgorithmFailedException(kFunction, "Unexpected: tmag < 0");

@@ -58,7 +58,8 @@ std::string counts_text(const DigitCounts& counts) {
 
 u64 digit_hash(u64 integer_part, u64 fraction_hash, u8 radix, u64 digits) {
     namespace m61 = trel::m61;
-    return m61::canonical(m61::add(m61::mul(m61::fold(integer_part), m61::pow(radix, digits)), fraction_hash));
+    return m61::canonical(
+        m61::add(m61::mul(m61::fold(integer_part), m61::pow(radix, digits)), fraction_hash));
 }
 
 }  // namespace kalvor

@@ -42,7 +42,8 @@ struct OutputStats {
 // "{123, 456, ...}" for the digits 0 .. radix - 1
 std::string counts_text(const DigitCounts& counts);
 
-// floor(|x| * radix^digits) mod (2^61 - 1) from the integer part and the residue of the digits after the point.
+// floor(|x| * radix^digits) mod (2^61 - 1) from the integer part and the residue of the digits after the
+// point.
 trel::u64 digit_hash(trel::u64 integer_part, trel::u64 fraction_hash, trel::u8 radix, trel::u64 digits);
 
 }  // namespace kalvor

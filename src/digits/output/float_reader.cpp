@@ -10,8 +10,8 @@
 namespace kalvor {
 
 using trel::AlignedBufferC;
-using trel::InvalidParametersException;
 using trel::i64;
+using trel::InvalidParametersException;
 using trel::u64;
 using trel::u8;
 using trel::Word;
@@ -41,7 +41,10 @@ FloatReaderB::FloatReaderB(Word integer_part, const Word* radix_words, u64 n, u6
 }
 
 FloatReaderB::FloatReaderB(const trel::BigFloat& x, u64 total_digits)
-    : BasicDigitReader(16), integer_(x.word_at(0)), fraction_(CBRv2::RadixFraction::of(x)), total_(total_digits) {
+    : BasicDigitReader(16),
+      integer_(x.word_at(0)),
+      fraction_(CBRv2::RadixFraction::of(x)),
+      total_(total_digits) {
     if (x.mag() > 1 && x.L > 0) {
         throw InvalidParametersException("FloatReaderB::FloatReaderB()", "Object is out of range.");
     }
@@ -78,7 +81,8 @@ void FloatReaderB::load_words(Word* words, i64 start, u64 count) const {
     const u64 L = fraction_.L;
     for (u64 i = 0; i < count; i++) {
         const u64 position = static_cast<u64>(start) + i;
-        words[i] = position < L && L - 1 - position < fraction_.stored ? fraction_.words[L - 1 - position] : 0;
+        words[i] =
+            position < L && L - 1 - position < fraction_.stored ? fraction_.words[L - 1 - position] : 0;
     }
 }
 

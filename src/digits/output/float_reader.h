@@ -7,8 +7,8 @@
 
 namespace kalvor {
 
-// Decimal over the radix words of a conversion, hexadecimal over the binary words themselves. Owns no digits; the words
-// outlive it. Read-only after construction, so any number of threads may read.
+// Decimal over the radix words of a conversion, hexadecimal over the binary words themselves. Owns no digits;
+// the words outlive it. Read-only after construction, so any number of threads may read.
 class FloatReaderB final : public BasicDigitReader {
   public:
     // radix_words[n - 1] holds the first 19 digits.

@@ -38,7 +38,9 @@ constexpr u64 kBytesPerWord = 27;
 constexpr u64 kOutputBytes = kBytesPerWord * 16384 + kSector;
 constexpr u64 kScratchForOutput = std::max(kOutputBytes, kReadCheckBytes);
 
-u64 words_for_digits(u64 digits, u64 per_word) { return (digits + per_word - 1) / per_word; }
+u64 words_for_digits(u64 digits, u64 per_word) {
+    return (digits + per_word - 1) / per_word;
+}
 
 // The two areas of the output buffer.
 struct OutputBuffer {
@@ -63,9 +65,10 @@ struct OutputBuffer {
 
 }  // namespace
 
-WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digits, u64 hex_digits, bool verify,
-                            u64 tds) {
-    if (compute_digits < output_digits) throw InvalidParametersException("FloatWriterB()", "compute < output");
+WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digits, u64 hex_digits,
+                            bool verify, u64 tds) {
+    if (compute_digits < output_digits)
+        throw InvalidParametersException("FloatWriterB()", "compute < output");
     WriterPlan plan;
     plan.value_words = value_words;
     plan.compute_digits = compute_digits;
@@ -114,14 +117,16 @@ void FloatWriterB::verify(u64 digits) {
 void FloatWriterB::verify_binary_words() {
     StatusSection section(status_, "Verifying Binary Output:");
     const FloatReaderB reader = hexadecimal_reader();
-    const CBRv2::RadixFraction f = CBRv2::RadixFraction::of(value_).top(words_for_digits(plan_.hex_digits, 16));
+    const CBRv2::RadixFraction f =
+        CBRv2::RadixFraction::of(value_).top(words_for_digits(plan_.hex_digits, 16));
     const u64 before = m61::canonical(m61::hash_words(f.words, f.stored));
     const OutputBuffer buffer(context_.scratch);
     u64 after = 0;
     for (u64 done = 0; done < f.L;) {
         const u64 n = std::min(buffer.step_words, f.L - done);
         reader.load_words(buffer.words, static_cast<trel::i64>(done), n);
-        for (u64 i = 0; i < n; i++) after = m61::add(m61::mul(after, 8), m61::fold(buffer.words[i]));  // 2^64 = 8
+        for (u64 i = 0; i < n; i++)
+            after = m61::add(m61::mul(after, 8), m61::fold(buffer.words[i]));  // 2^64 = 8
         done += n;
     }
     after = m61::canonical(after);
@@ -136,7 +141,9 @@ FloatReaderB FloatWriterB::decimal_reader() const {
     return FloatReaderB(value_.word_at(0), radix_words_, plan_.conversion.n, plan_.compute_digits);
 }
 
-FloatReaderB FloatWriterB::hexadecimal_reader() const { return FloatReaderB(value_, plan_.hex_digits); }
+FloatReaderB FloatWriterB::hexadecimal_reader() const {
+    return FloatReaderB(value_, plan_.hex_digits);
+}
 
 // One pass: words, their digits, hash and counts, and the digits to the file.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
@@ -164,8 +171,8 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         unpack(buffer.values, buffer.words, n);
         const u64 whole = count / per_word;
         for (u64 i = 0; i < whole; i++) hash = m61::add(m61::mul(hash, power), m61::fold(buffer.words[i]));
-        hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word, count - whole * per_word,
-                                 radix);
+        hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word,
+                                 count - whole * per_word, radix);
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
         if (file) file->store_digits(buffer.values, done, count, {}, context_.parallel);
         done += count;

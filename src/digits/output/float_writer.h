@@ -1,5 +1,5 @@
-// Turns a computed value in memory into digits: conversion, its verification, the digit file and its statistics, and
-// the read-back of the file.
+// Turns a computed value in memory into digits: conversion, its verification, the digit file and its
+// statistics, and the read-back of the file.
 //
 //   WriterPlan::make()                   before the computation, for the memory estimate
 //   FloatWriterB(plan, context, ...)     after it; context.scratch: plan.working_bytes
@@ -72,7 +72,8 @@ class FloatWriterB {
   private:
     FloatReaderB decimal_reader() const;
     FloatReaderB hexadecimal_reader() const;
-    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section, const std::string* base_path);
+    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section,
+                       const std::string* base_path);
 
     const WriterPlan& plan_;
     trel::MultiplyContext context_;  // scratch: behind the radix words

@@ -54,14 +54,14 @@ void read_check(trel::Status& status, const std::string& file, const OutputStats
     const u64 total = reader.total_digits();
     DigitRangeStats found(radix);
     {
-        trel::StatusSection section(status,
-                                    radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
+        trel::StatusSection section(
+            status, radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
         for (u64 done = 0; done < total;) {
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, trel::serial_context());
             done += n;
-            trel::StatusFrame frame(section.node(), "Verifying...    " + trel::Console::format_commas(done) +
-                                                        "  digits hashed");
+            trel::StatusFrame frame(
+                section.node(), "Verifying...    " + trel::Console::format_commas(done) + "  digits hashed");
             frame.node().refresh();
         }
     }

@@ -18,8 +18,8 @@ constexpr Triples make_triples() {
 }
 constexpr Triples kTriples = make_triples();
 
-// Sixteen digits of two numbers below 10^8. Each step splits every lane into quotient and remainder of half its
-// digits; the quotient, lower in memory, comes first. The reciprocals are exact for their ranges:
+// Sixteen digits of two numbers below 10^8. Each step splits every lane into quotient and remainder of half
+// its digits; the quotient, lower in memory, comes first. The reciprocals are exact for their ranges:
 // 3518437209 = ceil(2^45 / 10^4), 5243 = ceil(2^19 / 100), 6554 = ceil(2^16 / 10).
 inline __m128i sixteen_digits(u64 first, u64 second) {
     const __m128i x = _mm_set_epi64x(static_cast<long long>(second), static_cast<long long>(first));
@@ -53,7 +53,8 @@ void hexadecimal(u8* values, const Word* words, u64 n) noexcept {
     for (u64 i = 0; i < n; i++) {
         const __m128i x = _mm_cvtsi64_si128(static_cast<long long>(__builtin_bswap64(words[i])));
         const __m128i high = _mm_and_si128(_mm_srli_epi64(x, 4), nibble);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(values), _mm_unpacklo_epi8(high, _mm_and_si128(x, nibble)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(values),
+                         _mm_unpacklo_epi8(high, _mm_and_si128(x, nibble)));
         values += 16;
     }
 }

@@ -108,6 +108,13 @@ void expect_delivered(const BigFloat& T, const BigFloat& a, const BigFloat& b, u
     }
 }
 
+Words to_words(const mpz_class& z) {
+    Words words(mpz_sizeinbase(z.get_mpz_t(), 2) / 64 + 1);
+    mpz_export(words.data(), nullptr, -1, sizeof(Word), 0, 0, z.get_mpz_t());
+    while (words.back() == 0) words.pop_back();
+    return words;
+}
+
 class WindowedProducts : public testing::TestWithParam<Source> {};
 
 TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
@@ -230,6 +237,46 @@ TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
         t.object->mul_rf_xf(mp, T, A, 9, 0, 20);
         EXPECT_EQ(T->L, 5u);
     }
+}
+
+// A^2 - B for a B that agrees with A^2 above the window, on convolutions down to the window's own length.
+TEST_P(WindowedProducts, SquareMinusANearNumber) {
+    std::mt19937_64 rng(9);
+    for (int repeat = 0; repeat < 400; repeat++) {
+        const u64 LA = 4 + rng() % 20;
+        const u64 shift = rng() % LA;  // B - A^2 reaches up to the middle of the square and beyond
+        const u64 te_words = LA + 1 + rng() % (LA - 2);  // the window's top, from A^2's bottom
+        const u64 asked = std::max(LA, te_words) + rng() % 8;
+        Bound t(GetParam(), asked);
+        Number A(random_words(LA, rng), static_cast<i64>(rng() % 7) - 3, true);
+        const i64 e0 = 2 * A->exp;
+        const mpz_class square = magnitude_at(A, A->exp) * magnitude_at(A, A->exp);
+        // a signed difference below 2^(64 (te - 1))
+        mpz_class difference = low_words(mpz_class(rng()) << (64 * shift), te_words - 1);
+        if (rng() % 2 != 0) difference = -difference;
+        if (rng() % 5 == 0) difference = 0;
+        const mpz_class b = square - difference;
+        if (b <= 0) continue;
+        const u64 below = rng() % 3;  // words of B below A^2
+        const mpz_class scaled = b << static_cast<unsigned>(64 * below);
+        Number B(to_words(scaled), e0 - static_cast<i64>(below), true);
+        const u64 from = rng() % (te_words - 1);
+        const i64 ie = e0 + static_cast<i64>(from), te = e0 + static_cast<i64>(te_words);
+        Number T(te_words - from);
+        t.object->sqr_rx_xf_minus(t.context(1 + repeat % 2), T, A, LA, B, ie, te);
+        const u64 m = te_words - from;
+        const mpz_class got = T->L == 0 ? mpz_class(0) : shifted(magnitude_at(T, T->exp), T->exp - ie);
+        const mpz_class off = low_words(shifted(difference, -static_cast<i64>(from)) - got + 3, m);
+        EXPECT_LE(off, 6) << "LA=" << LA << " te=" << te_words << " from=" << from << " W=" << asked;
+        EXPECT_TRUE(t.object->held());
+    }
+    Bound t(GetParam(), 12);
+    Number A(random_words(8, rng), 0, true);
+    Number T(40);
+    EXPECT_THROW(t.object->sqr_rx_xf_minus(t.context(), T, A, 8, A, -1, 5), InvalidTransformException);
+    EXPECT_THROW(t.object->sqr_rx_xf_minus(t.context(), T, A, 8, A, 5, 5), InvalidTransformException);
+    const i64 W = static_cast<i64>(t.holder->convolution_words());
+    EXPECT_THROW(t.object->sqr_rx_xf_minus(t.context(), T, A, 8, A, 0, W + 1), InvalidTransformException);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, WindowedProducts,

@@ -3,6 +3,8 @@
 #include <mpfr.h>
 
 #include "arith/kernels/word_array.h"
+#include "arith/multiply/dispatch.h"
+#include "arith/newton/coupled_root.h"
 #include "arith/newton/steps.h"
 #include "newton_test_support.h"
 #include "support/capture_console.h"
@@ -56,6 +58,156 @@ TEST(InvsqrtTest, AllShapesAtAllPrecisions) {
 TEST(InvsqrtTest, LargePrecisions) {
     std::mt19937_64 rng(42);
     for (u64 p : {999, 1000, 10000}) expect_all_shapes(p, 1, rng, null_status());
+}
+
+// Around the precision from which the root is carried along, one coupled level and two.
+TEST(InvsqrtTest, AroundTheCoupledLevels) {
+    std::mt19937_64 rng(49);
+    const u64 first = newton::kCoupledPrecision;
+    for (u64 base : {first, 2 * first - 2})
+        for (u64 p = base - 3; p < base + 4; p++)
+            for (u64 tds : {1, 2}) expect_all_shapes(p, tds, rng, null_status());
+}
+
+// The memory of the plan is what a run takes: with one word, or half of the scratch, less it fails.
+TEST(InvsqrtTest, CoupledRunsStayInTheirPlan) {
+    std::mt19937_64 rng(50);
+    const u64 p = 16011;
+    const Number A(make_words(Shape::random, p, rng));
+    const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+    Workspace w = workspace(plan);
+    const auto run = [&](u64 result, u64 words, u64 bytes) -> std::string {
+        BigFloat T(w.result.get(), result);
+        try {
+            InvsqrtFloat_BigFloatR::run(plan, w.mp.with_scratch(AlignedBufferC(w.scratch.get(), bytes)),
+                                        null_status(), T, A.value, p,
+                                        LinearWordBuffer(w.temporaries.get(), words));
+        } catch (const BufferTooSmallException& e) {
+            return e.function;
+        }
+        return "";
+    };
+    EXPECT_EQ(run(plan.result, plan.temporaries, plan.scratch_bytes), "");
+    EXPECT_EQ(run(plan.result - 1, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR::run()");
+    EXPECT_EQ(run(plan.result, plan.temporaries - 1, plan.scratch_bytes),
+              "LinearWordBuffer::cut_from_bottom()");
+    EXPECT_EQ(run(plan.result, plan.temporaries, plan.scratch_bytes / 128 * 64),
+              "TransformHelper::TransformHelper()");
+}
+
+// x, s and the residual at half of a level's precision, as the levels below leave them.
+struct Coupled {
+    Coupled(const Number& A, u64 p)
+        : previous(newton::previous_precision(p)),
+          plan(InvsqrtFloatPlan::make(p, 1)),
+          below(workspace(InvsqrtFloatPlan::make(previous, 1))),
+          // two held transforms, their work and scratch; a whole product
+          w(p + 4, 16,
+            newton::HeldTransforms::scratch_bytes(p + 8, 2) + round_up_64(multiply_scratch_bytes(2 * p + 6))),
+          s_words(newton::root_estimate_words(p)),
+          d_words(newton::root_error_words(p)),
+          s(s_words.get(), s_words.size()),
+          d(d_words.get(), d_words.size()),
+          root{s, d, p} {
+        InvsqrtFloat_BigFloatR::run(InvsqrtFloatPlan::make(previous, 1), below.mp, null_status(), below.T,
+                                    A.value, previous, below.buffer());
+        x = below.T.top(newton::used_estimate_words(p));
+    }
+    void start(const Number& A) { newton::coupled_root_start(w.mp, root, A.value, x, previous, "coupled"); }
+    void step(const Number& A, u64 p, const newton::CoupledRoot* above = nullptr) {
+        newton::coupled_root_step(w.mp, status, w.T, A.value, x, s, d, p, above, "coupled");
+    }
+    bool intact() const { return w.intact() && s_words.intact() && d_words.intact(); }
+
+    u64 previous;
+    InvsqrtFloatPlan plan;
+    Workspace below, w;
+    GuardedWords s_words, d_words;
+    BigFloat x, s, d;
+    newton::CoupledRoot root;
+    RecordingStatus status;
+};
+
+// Single steps at small precisions, where every shape and length is cheap, with both sides of x and s.
+TEST(InvsqrtTest, CoupledSteps) {
+    std::mt19937_64 rng(51);
+    u64 over = 0, under = 0;
+    for (u64 p = 84; p <= 300; p += 1 + rng() % 6)
+        for (u64 i = 0; i < static_cast<u64>(Shape::count); i++)
+            for (Word less : {0, 5}) {
+                const Number A(make_words(shape_of(i), operand_length(p, rng), rng),
+                               static_cast<i64>(rng() % 9) - 4);
+                Coupled c(A, p);
+                if (c.x.L >= c.previous) {
+                    ASSERT_EQ(sub_word_ip(c.x.T, c.x.L, less), 0);
+                }
+                c.start(A);
+                ASSERT_LE(c.s.L, c.previous + 2);
+                c.step(A, p);
+                ASSERT_TRUE(c.intact());
+                ASSERT_LE(root_error(c.w.T, A.value, 2, p), error_bits(p) + (less != 0 ? 2 : 0))
+                    << "p=" << p << " shape=" << i << " less=" << less;
+                over += c.status.count(" O2M ");
+                under += c.status.count(" U2M ");
+            }
+    EXPECT_GT(over, 100u);
+    EXPECT_GT(under, 100u);
+}
+
+// What a level leaves for the next: s = A^(1/2) and d = A - s^2.
+TEST(InvsqrtTest, CoupledStepLeavesRootAndResidual) {
+    std::mt19937_64 rng(52);
+    for (u64 p : {100, 101, 257})
+        for (u64 i = 0; i < static_cast<u64>(Shape::count); i++)
+            for (u64 next : {2 * p - 2, 2 * p - 1}) {
+                const Number A(make_words(shape_of(i), 2 * p + 9, rng), static_cast<i64>(rng() % 9) - 4);
+                Coupled c(A, p);
+                c.start(A);
+                GuardedWords s_words(newton::root_estimate_words(next)),
+                    d_words(newton::root_error_words(next));
+                BigFloat s(s_words.get(), s_words.size()), d(d_words.get(), d_words.size());
+                const newton::CoupledRoot above{s, d, next};
+                c.step(A, p, &above);
+                ASSERT_TRUE(s_words.intact() && d_words.intact() && c.intact());
+                ASSERT_EQ(s.L, p + 2);
+                // A - s^2 in units of the residual's last word
+                const i64 low = std::min(2 * s.exp, A.value.exp);
+                const i64 unit = A.value.mag() - static_cast<i64>(next) - 3;
+                const Integer square = Integer(s).times(Integer(s)).shifted_words(2 * s.exp - low);
+                const Integer exact = Integer(A.value).shifted_words(A.value.exp - low).minus(square);
+                Integer left = exact;
+                const Integer found = Integer(d).shifted_words(d.L == 0 ? 0 : d.exp - low);
+                if (d.sign) {
+                    left = exact.minus(found);
+                } else {
+                    mpz_add(left.z, exact.z, found.z);
+                }
+                EXPECT_LE(left.log2() + 64.0 * static_cast<double>(low - unit), 2.5) << p << " " << i;
+                // and the root is right, relative, to few units p + 1 words below one
+                const double root = Integer(s).log2() + 64.0 * static_cast<double>(s.exp);
+                EXPECT_LE(exact.log2() + 64.0 * static_cast<double>(low) - 1 - 2 * root +
+                              64.0 * static_cast<double>(p + 1),
+                          6.0)
+                    << p << " " << i;
+            }
+}
+
+// A wrong x and a wrong s are noticed by the residual or by the product.
+TEST(InvsqrtTest, WrongCoupledEstimateIsFound) {
+    const u64 p = 200;
+    std::mt19937_64 rng(53);
+    const Number A(make_words(Shape::random, p, rng));
+    for (u64 depth : {0, 1, 90}) {
+        Coupled c(A, p);
+        c.x.T[c.x.L - 1 - depth] ^= 1 << 30;
+        const std::string message = thrown([&] { c.start(A); });
+        EXPECT_EQ(message.rfind("AlgorithmFailedException coupled Convergence Failure:\n    top = ", 0), 0u)
+            << message;
+        Coupled wrong_s(A, p);
+        wrong_s.start(A);
+        wrong_s.s.T[wrong_s.s.L - 1 - depth] ^= 1 << 30;
+        EXPECT_NE(thrown([&] { wrong_s.step(A, p); }), "") << depth;
+    }
 }
 
 TEST(SlowInvsqrtTest, HundredThousandWords) {
@@ -151,7 +303,7 @@ TEST(InvsqrtTest, BasicForm) {
 
 TEST(InvsqrtTest, TaskCountsGiveTheSameWords) {
     std::mt19937_64 rng(47);
-    for (u64 p : {9, 10, 40, 41, 80, 100, 1500, 10000}) {
+    for (u64 p : {9, 10, 40, 41, 80, 100, 1500, 6000, 10000}) {
         const Number A(make_words(Shape::random, p + 2, rng));
         std::vector<Word> first;
         for (u64 tds : {1, 2, 7}) {
