@@ -52,8 +52,9 @@ void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
 }
 
 void set_thread_group(u64 index) {
-    set_thread_group(index, {[] { return u64(os::processor_group_count()); }, processors_of_group,
-                             os::set_thread_affinity, os::get_thread_affinity});
+    set_thread_group(
+        index, {[] { return u64(os::processor_group_count()); }, processors_of_group, os::set_thread_affinity,
+                os::get_thread_affinity, [] { return u64(os::current_processor_group()); }});
 }
 
 void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
@@ -69,17 +70,18 @@ void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     std::vector<u32> actual;
     // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as
     // much as half its creation.
-    if (!calls.get_affinity(actual) && actual == wanted) return;
+    const auto is_there = [&] { return calls.current_group() == group && actual == wanted; };
+    if (!calls.get_affinity(actual) && is_there()) return;
     const os::OsError setting = calls.set_affinity(wanted);
     const os::OsError reading = setting ? os::OsError{} : calls.get_affinity(actual);
-    if (!setting && !reading && actual == wanted) return;
+    if (!setting && !reading && is_there()) return;
     if (!first_group_failure()) return;
     const u32 code = setting ? setting.code : reading.code;
     Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
     if (!setting) {
         Console::labelled_line("Expected Group", std::to_string(group));
         Console::labelled_line("Expected Mask ", mask_text(wanted));
-        Console::labelled_line("Actual Group  ", std::to_string(group));
+        Console::labelled_line("Actual Group  ", std::to_string(calls.current_group()));
         Console::labelled_line("Actual Mask   ", mask_text(actual));
     }
     print_suppression();

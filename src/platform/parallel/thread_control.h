@@ -21,6 +21,7 @@ struct ThreadGroupCalls {
     std::vector<u32> (*processors)(u64 group);
     os::OsError (*set_affinity)(const std::vector<u32>& processors);
     os::OsError (*get_affinity)(std::vector<u32>& processors);
+    u64 (*current_group)();
 };
 
 // Puts the calling thread on the whole processor group index mod (number of groups) and checks that it is

@@ -420,6 +420,12 @@ std::vector<u32> two_processors(u64 group) {
     const u32 first = static_cast<u32>(10 * group);
     return {first, first + 1};
 }
+u64 group_one() {
+    return 1;
+}
+u64 group_two() {
+    return 2;
+}
 os::OsError read_others(std::vector<u32>& processors) {
     processors = {3, 4, 5};
     return {};
@@ -434,17 +440,34 @@ TEST(ThreadControlDeathTest, FailuresAreReportedOnce) {
         return os::OsError{22, os::ErrorCategory::invalid_parameter};
     };
     const std::string last = "Further messages of this message will be suppressed.\n$";
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, refusal, read_others}),
+    EXPECT_EXIT(fail_twice({three_groups, two_processors, refusal, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 22\n" + last);
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, read_others}),
+    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 0\n"
-                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 2\nActual Mask   : 3 4 5\n" +
+                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n" +
                     last);
-    EXPECT_EXIT(fail_twice({three_groups, [](u64) { return std::vector<u32>{}; }, success, read_others}),
+    EXPECT_EXIT(
+        fail_twice({three_groups, [](u64) { return std::vector<u32>{}; }, success, read_others, group_one}),
+        ::testing::ExitedWithCode(0),
+        "^\nGetActiveProcessorCount\\(\\) returned zero.\nError Code: 0\n" + last);
+}
+
+// The right processors in the wrong group are wrong.
+TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto success = [](const std::vector<u32>&) { return os::OsError{}; };
+    const auto as_wanted = [](std::vector<u32>& processors) {
+        processors = two_processors(2);
+        return os::OsError{};
+    };
+    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, as_wanted, group_one}),
                 ::testing::ExitedWithCode(0),
-                "^\nGetActiveProcessorCount\\(\\) returned zero.\nError Code: 0\n" + last);
+                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 20 21\n");
+    CaptureConsole console;
+    set_thread_group(5, {three_groups, two_processors, success, as_wanted, group_two});
+    EXPECT_EQ(console.text(), "");
 }
 
 TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
@@ -458,12 +481,24 @@ TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
                                  [](std::vector<u32>& processors) {
                                      processors = now;
                                      return os::OsError{};
-                                 }};
+                                 },
+                                 [] { return u64(now.empty() ? 0 : now.front() / 10); }};
     for (u64 i = 0; i < 7; i++) {
         set_thread_group(i, calls);
         EXPECT_EQ(now, two_processors(i % 3));
     }
     EXPECT_EQ(console.text(), "");
+}
+
+TEST(ThreadControl, GroupsHoldAllProcessors) {
+    std::vector<u32> all;
+    for (u32 group = 0; group < os::processor_group_count(); group++) {
+        const std::vector<u32> processors = os::active_processors(group);
+        EXPECT_EQ(processors.size(), os::active_processor_count(group));
+        all.insert(all.end(), processors.begin(), processors.end());
+    }
+    EXPECT_EQ(all, os::active_processors());
+    EXPECT_TRUE(os::active_processors(os::processor_group_count()).empty());
 }
 
 TEST(ThreadControl, LoweringThePriorityIsSilent) {
