@@ -21,6 +21,9 @@ struct MappedMemory {
 // large-page size with large_pages, which are then reserved: touching them cannot fail for want of them).
 MappedMemory map_memory(u64 bytes, bool large_pages);
 OsError unmap_memory(void* base, u64 bytes);
+// Addresses for `bytes` bytes without memory behind them: no page may be used before it is committed
+// (numa.h). Given back whole by unmap_memory().
+MappedMemory reserve_memory(u64 bytes);
 
 // Asks the system to back the whole large pages inside the range with large pages as they are touched. A
 // hint: there is nothing to report.

@@ -18,10 +18,10 @@ OsError numa_node_processors(u32 node, std::vector<u32>& processors, const std::
 // Memory of the node that nobody uses, in bytes.
 OsError numa_node_available_memory(u32 node, u64& bytes, const std::string& root = "");
 
-// The calling thread touches fresh pages on this node from now on, as long as the node has room.
-OsError prefer_numa_node(u32 node);
-// The calling thread touches fresh pages wherever the system likes.
-OsError prefer_no_numa_node();
+// Puts memory behind fresh pages of reserved addresses (memory.h): from this node as long as it has room, or
+// from wherever the system likes. The pages are touched, so that they lie where they are to lie.
+OsError commit_on_numa_node(void* pages, u64 bytes, u32 node);
+OsError commit_memory(void* pages, u64 bytes);
 // Where `n` touched pages lie: nodes[i] is a node, or minus the error code of a page that cannot be told.
 OsError numa_nodes_of_pages(void* const* pages, u64 n, i32* nodes);
 

@@ -44,6 +44,11 @@ MappedMemory map_memory(u64 bytes, bool large_pages) {
     return {base, bytes, {}};
 }
 
+MappedMemory reserve_memory(u64 bytes) {
+    // Memory comes with the first touch anyway.
+    return map_memory(bytes, false);
+}
+
 OsError unmap_memory(void* base, u64 bytes) {
     if (munmap(base, bytes) != 0) return error_of(errno);
     return {};

@@ -12,6 +12,7 @@
 #include "os/cpu.h"
 #include "os/linux/errno_error.h"
 #include "os/linux/number_list.h"
+#include "os/memory.h"
 #include "os/memory_status.h"
 
 namespace trel::os {
@@ -28,6 +29,32 @@ std::string node_folder(const std::string& root) {
 bool has_nodes(const std::string& root) {
     std::error_code error;
     return std::filesystem::exists(node_folder(root) + "/online", error);
+}
+
+constexpr u32 kNoNode = ~u32(0);
+
+// A page lands where its first touch comes from and what that thread prefers. A preference of the pages
+// themselves would cost a mapping for each, of which a process may have some ten thousand.
+thread_local u32 t_preferred_node = kNoNode;
+
+OsError prefer_node(u32 node) {
+    unsigned long mask[kNodeBits / (8 * sizeof(unsigned long))] = {};
+    constexpr u64 kBits = 8 * sizeof(unsigned long);
+    if (node >= kNodeBits) return error_of(EINVAL);
+    mask[node / kBits] = 1UL << (node % kBits);
+    if (syscall(SYS_set_mempolicy, kPolicyPreferred, mask, kNodeBits + 1) != 0) return error_of(errno);
+    return {};
+}
+
+void prefer_no_node() {
+    if (t_preferred_node == kNoNode) return;
+    t_preferred_node = kNoNode;
+    (void)syscall(SYS_set_mempolicy, kPolicyDefault, nullptr, 0);
+}
+
+void touch(void* pages, u64 bytes) {
+    volatile char* const begin = static_cast<volatile char*>(pages);
+    for (u64 i = 0; i < bytes; i += page_size()) begin[i] = 0;
 }
 
 }  // namespace
@@ -80,17 +107,18 @@ OsError numa_node_available_memory(u32 node, u64& bytes, const std::string& root
     return error_of(ENOENT);
 }
 
-OsError prefer_numa_node(u32 node) {
-    unsigned long mask[kNodeBits / (8 * sizeof(unsigned long))] = {};
-    constexpr u64 kBits = 8 * sizeof(unsigned long);
-    if (node >= kNodeBits) return error_of(EINVAL);
-    mask[node / kBits] = 1UL << (node % kBits);
-    if (syscall(SYS_set_mempolicy, kPolicyPreferred, mask, kNodeBits + 1) != 0) return error_of(errno);
+OsError commit_on_numa_node(void* pages, u64 bytes, u32 node) {
+    if (t_preferred_node != node) {
+        if (const OsError error = prefer_node(node)) return error;
+        t_preferred_node = node;
+    }
+    touch(pages, bytes);
     return {};
 }
 
-OsError prefer_no_numa_node() {
-    if (syscall(SYS_set_mempolicy, kPolicyDefault, nullptr, 0) != 0) return error_of(errno);
+OsError commit_memory(void* pages, u64 bytes) {
+    prefer_no_node();
+    touch(pages, bytes);
     return {};
 }
 

@@ -200,7 +200,7 @@ std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContex
     const u64 alignment = std::max(u64(1) << alignment_log2, page);
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
     if (nodes.empty() || rounded == 0 || mapped < rounded) return region;
-    if (!region->map(mapped, alignment, rounded, false)) return region;
+    if (!region->map(mapped, alignment, rounded, PageRegion::Kind::reserved)) return region;
     calls_->advise_small_pages(region->pointer(), rounded);
 
     Shared shared{*calls_,         static_cast<char*>(region->pointer()),

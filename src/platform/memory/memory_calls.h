@@ -14,6 +14,7 @@ struct MemoryCalls {
     std::function<u64()> page_size;
     std::function<u64()> large_page_size;  // 0 = none
     std::function<os::MappedMemory(u64 bytes, bool large_pages)> map;
+    std::function<os::MappedMemory(u64 bytes)> reserve;  // to be committed page by page
     std::function<os::OsError(void* base, u64 bytes)> unmap;
     std::function<void(void* pointer, u64 bytes)> advise_large_pages;
     std::function<void(void* pointer, u64 bytes)> advise_small_pages;
@@ -27,7 +28,7 @@ struct MemoryCalls {
     std::function<std::vector<u32>()> processors;  // of the process, by the system's numbers
 
     std::function<os::OsError(const std::vector<u32>& processors)> bind_thread;
-    // Puts a fresh page on a node, or anywhere.
+    // Puts memory behind a reserved page, on a node or anywhere.
     std::function<os::OsError(void* page, u64 bytes, u32 node)> commit_on_node;
     std::function<os::OsError(void* page, u64 bytes)> commit;
     std::function<os::OsError(void* const* pages, u64 n, i32* nodes)> nodes_of_pages;

@@ -38,7 +38,7 @@ bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& conte
     // Every mapping of large pages begins on one; a larger alignment needs room to move.
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
     if (rounded == 0 || mapped < rounded) return false;
-    if (!region.map(mapped, std::max(alignment, page), rounded, true)) return false;
+    if (!region.map(mapped, std::max(alignment, page), rounded, PageRegion::Kind::large_pages)) return false;
     bytes = rounded;
     fill_memory(context, region.pointer(), rounded);
     // Large pages stay in memory without being locked.
@@ -59,7 +59,7 @@ bool MmapConfig::allocate_normal(PageRegion& region, const ParallelContext& cont
     if (large != 0 && rounded >= large) alignment = std::max(alignment, large);
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
     if (rounded == 0 || mapped < rounded) return false;
-    if (!region.map(mapped, alignment, rounded, false)) return false;
+    if (!region.map(mapped, alignment, rounded, PageRegion::Kind::normal)) return false;
     // Before the first touch: a page is as large as it was when it was touched.
     calls_->advise_large_pages(region.pointer(), rounded);
     fill_memory(context, region.pointer(), rounded);

@@ -10,8 +10,9 @@ u64 round_up_to(u64 n, u64 power) {
     return n > ~u64(0) - (power - 1) ? 0 : (n + power - 1) & ~(power - 1);
 }
 
-bool PageRegion::map(u64 mapped, u64 alignment, u64 bytes, bool large_pages) {
-    const os::MappedMemory memory = calls_.map(mapped, large_pages);
+bool PageRegion::map(u64 mapped, u64 alignment, u64 bytes, Kind kind) {
+    const os::MappedMemory memory =
+        kind == Kind::reserved ? calls_.reserve(mapped) : calls_.map(mapped, kind == Kind::large_pages);
     if (!memory.base) return false;
     base_ = memory.base;
     mapped_ = memory.bytes;

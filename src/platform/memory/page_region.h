@@ -16,9 +16,11 @@ class PageRegion final : public LargeAllocation {
     explicit PageRegion(const MemoryCalls& calls) : calls_(calls) {}
     ~PageRegion() override { release(); }
 
+    enum class Kind { normal, large_pages, reserved };
+
     // Maps `mapped` bytes and takes the first multiple of the alignment in them. False when the system
     // refuses.
-    bool map(u64 mapped, u64 alignment, u64 bytes, bool large_pages);
+    bool map(u64 mapped, u64 alignment, u64 bytes, Kind kind);
     // Back to nothing, as after a failure; warnings stay.
     void release();
     // Locks the pages as the flag says and notes how much of them. False when they had to be locked and could

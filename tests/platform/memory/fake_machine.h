@@ -38,6 +38,7 @@ class FakeMachine {
     std::set<std::vector<trel::u32>> bound;
     trel::u64 locked = 0;
     trel::u64 mappings = 0;
+    trel::u64 reservations = 0;
     trel::u64 queries = 0;
 
     trel::MemoryCalls calls() {
@@ -58,6 +59,12 @@ class FakeMachine {
             const u64 base =
                 (reinterpret_cast<u64>(memory.base) + (u64(2) << 20) - 1) & ~((u64(2) << 20) - 1);
             return {reinterpret_cast<void*>(base), bytes, {}};
+        };
+        c.reserve = [this](u64 bytes) -> os::MappedMemory {
+            if (refuses_mappings) return {nullptr, 0, {12, os::ErrorCategory::not_enough_memory}};
+            mappings++;
+            reservations++;
+            return os::map_memory(bytes, false);
         };
         c.unmap = [this](void* base, u64 bytes) {
             mappings--;

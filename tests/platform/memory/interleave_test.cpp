@@ -169,6 +169,33 @@ TEST(OsNuma, ReadsTheSystemsFiles) {
     EXPECT_TRUE(os::highest_numa_node(highest, root).failed());
 }
 
+TEST(OsNuma, ReservedPagesAreCommittedOneByOne) {
+    const u64 page = os::page_size();
+    const os::MappedMemory memory = os::reserve_memory(64 * page);
+    ASSERT_NE(memory.base, nullptr);
+    EXPECT_EQ(memory.bytes, 64 * page);
+    char* const base = static_cast<char*>(memory.base);
+    u32 node = ~u32(0);
+    ASSERT_FALSE(os::highest_numa_node(node).failed());
+    std::vector<void*> pages;
+    for (u64 i = 0; i < 64; i++) {
+        char* const p = base + i * page;
+        // A node that does not exist may refuse; the page is then had from anywhere.
+        if (i % 2 == 0 || os::commit_on_numa_node(p, page, 0).failed()) {
+            ASSERT_FALSE(os::commit_memory(p, page).failed());
+        }
+        std::memset(p, static_cast<int>(i), page);
+        pages.push_back(p);
+    }
+    EXPECT_TRUE(os::commit_on_numa_node(base, page, 100000).failed());
+    for (u64 i = 0; i < 64; i++) EXPECT_EQ(base[i * page + page - 1], static_cast<char>(i));
+    std::vector<i32> nodes(64, -1);
+    if (!os::numa_nodes_of_pages(pages.data(), 64, nodes.data())) {
+        for (const i32 n : nodes) EXPECT_LE(n, static_cast<i32>(node));
+    }
+    EXPECT_FALSE(os::unmap_memory(memory.base, memory.bytes).failed());
+}
+
 TEST(Interleave, ChecksumOfAnAddress) {
     for (const u64 a : {u64(0), u64(1), u64(4096), u64(0x7f0000001000), ~u64(0), u64(0x123456789abcdef0)}) {
         EXPECT_EQ(crc32c_of_address(a), slow_crc32c(a)) << a;
@@ -203,6 +230,7 @@ TEST(Interleave, RoundRobinPagesAlternate) {
     EXPECT_EQ(memory_nodes_text(*region->stats()), "node 0 (50%), 1 (49%)");
     EXPECT_TRUE(region->warnings().empty());
     EXPECT_EQ(machine.bound, (std::set<std::vector<u32>>{{0, 1}, {4, 6}}));
+    EXPECT_EQ(machine.reservations, 1U);  // pages get their memory one by one
 }
 
 TEST(Interleave, HashedPagesGoByTheirAddress) {
