@@ -331,6 +331,18 @@ TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
     EXPECT_EQ(CppAsyncConfig().policy(), std::launch::async);
 }
 
+// Of several exceptions of tasks that ran in the caller, the one that came first goes on.
+TEST(CallersShare, TheFirstExceptionArrives) {
+    struct Thrower final : BasicAction {
+        void run(u64 index) override { throw InvalidParametersException("", std::to_string(index)); }
+    } thrower;
+    CppAsyncFramework deferred(std::launch::deferred, 64);
+    EXPECT_EQ(message_of([&] { deferred.run_in_parallel(thrower, 0, 20); }),
+              "InvalidParametersException||19");
+    PushPoolFramework alone(1, true, 64);
+    EXPECT_EQ(message_of([&] { alone.run_in_parallel(thrower, 0, 20); }), "InvalidParametersException||0");
+}
+
 TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
     static std::string given;
     static int status;
