@@ -41,6 +41,9 @@ TEST(GuardedHeap, LayoutAroundTheBlock) {
         ASSERT_EQ(reinterpret_cast<std::uintptr_t>(block) % std::max<std::size_t>(alignment, 8), 0U);
         ASSERT_EQ(read_word(block - 8), 0xEA097BE64BD0187DULL);
         ASSERT_EQ(read_word(block - 16), bytes);
+        // The first multiple of the alignment that leaves room for the head, or the one after it.
+        const std::size_t step = std::max<std::size_t>(alignment, 8);
+        ASSERT_EQ(reinterpret_cast<std::uintptr_t>(block), (read_word(block - 24) + 24) / step * step + step);
         ASSERT_EQ(read_word(block + bytes), 0xC72BF73F0559CFE4ULL);
         std::memset(block, 0xA5, bytes);
         ASSERT_NO_THROW(aligned_free(block));
@@ -172,4 +175,9 @@ TEST(AlignedBuffer, ExtractAligned) {
     }
     AlignedBufferC aligned(memory.get(), 4096);
     EXPECT_EQ(aligned.extract_aligned(4096, 4096).size(), 4096U);
+    // A multiple at the very end of the piece leaves nothing, which is not too little.
+    AlignedBufferC last(memory.bytes() + 4096 - 128, 4096);
+    const AlignedBufferC empty = last.extract_aligned(128, 4096);
+    EXPECT_EQ(empty.get(), memory.bytes() + 4096);
+    EXPECT_EQ(empty.size(), 0U);
 }
