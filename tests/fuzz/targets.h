@@ -13,6 +13,7 @@
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/number_text.h"
+#include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
 
 namespace fuzz {
@@ -173,10 +174,26 @@ inline void numbers(std::string_view bytes) {
             "a word is its key, a colon, its value");
 }
 
+// The firmware's structure table.
+inline void smbios(std::string_view bytes) {
+    const auto modules = trel::os::smbios_memory_modules(bytes);
+    // A module takes at least the bytes up to its size, and the next one begins behind its strings.
+    require(modules.size() * 14 <= bytes.size(), "modules come from the table");
+    for (const auto& module : modules) {
+        require(module.bytes < 1ull << 51, "sizes have 31 bits of mebibytes at most");
+        require(module.part_number.size() <= bytes.size(), "part numbers come from the table");
+        require(std::all_of(module.part_number.begin(), module.part_number.end(),
+                            [](char c) { return c >= ' ' && c <= '~'; }),
+                "part numbers are printable");
+    }
+    require(trel::os::printable_text(bytes).size() <= bytes.size(), "texts only shrink");
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
 };
-inline constexpr Target kTargets[] = {{"acfg", acfg}, {"json", json}, {"text", text}, {"numbers", numbers}};
+inline constexpr Target kTargets[] = {
+    {"acfg", acfg}, {"json", json}, {"text", text}, {"numbers", numbers}, {"smbios", smbios}};
 
 }  // namespace fuzz

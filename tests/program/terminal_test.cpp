@@ -43,7 +43,8 @@ TEST(TerminalTest, TheHeaderHasItsColours) {
     const ProgramRun run = on_terminal({"custom", "pi", "-dec:1000", "-od:0", "-TD:2", "-PF:spawn"});
     EXPECT_EQ(run.exit_code, 0) << run.out;
     for (const char* text :
-         {"\x1b[96m    x64, ABM,", "\x1b[0mAlgorithm:  \x1b[93mChudnovsky (1988)\x1b[0m\r\n",
+         {"\x1b[96m    x64, ABM,", "\x1b[0mTopology:             \x1b[96m",
+          "\x1b[0mCPU Base Frequency:   \x1b[93m", "\x1b[0mAlgorithm:  \x1b[93mChudnovsky (1988)\x1b[0m\r\n",
           "\x1b[0mDecimal Digits:       \x1b[92m1,000\x1b[0m\r\n",
           "\x1b[0mHexadecimal Digits:   \x1b[32mDisabled\x1b[0m\r\n",
           "\x1b[0mComputation Mode:     \x1b[91mRam Only\x1b[0m\r\n", "\x1b[0mStart Time:           \x1b[93m",

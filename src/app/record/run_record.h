@@ -7,10 +7,12 @@
 
 #include "digits/output/digit_stats.h"
 #include "os/types.h"
+#include "platform/sysinfo/system_record.h"
 
 namespace kalvor {
 
 struct RunRecord {
+    trel::SystemRecord system;
     std::string constant;
     std::string algorithm;
     trel::u64 decimal_digits = 0;

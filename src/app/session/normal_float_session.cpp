@@ -7,6 +7,7 @@
 #include "arith/multiply/transform_tables.h"
 #include "base/clock/cpu_utilization.h"
 #include "base/clock/date_text.h"
+#include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
@@ -14,6 +15,7 @@
 #include "base/status/status_scope.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/memory/allocate_heap.h"
+#include "platform/sysinfo/system_summary.h"
 
 namespace kalvor {
 
@@ -58,6 +60,8 @@ NormalFloatSessionB::~NormalFloatSessionB() = default;
 
 void NormalFloatSessionB::print_header() {
     const Constant& constant = *settings_.constant;
+    trel::print_system_summary(record_.system, *status_);
+    status_->Status_Line("");
     status_->Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
     status_->Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
     status_->Status_Line("");
@@ -190,6 +194,7 @@ const RunRecord& NormalFloatSessionB::run() {
     if (settings_.output_enable || !settings_.path.empty()) {
         folder_ = trel::FileIO::prepare_output_folder(settings_.path);
     }
+    record_.system = trel::gather_system_record(trel::CommandLine::console_settings().include_pii);
     check_memory(trel::os::memory_status(), memory_.total(), *status_);
     print_header();
     framework_ = settings_.parallelism.framework->make_framework();

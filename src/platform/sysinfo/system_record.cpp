@@ -12,8 +12,11 @@
 namespace trel {
 namespace {
 
+// Without the blanks that firmware likes to put around its texts.
 std::string or_unknown(const std::optional<std::string>& text) {
-    return text && !text->empty() ? *text : kUnableToDetect;
+    const size_t first = text ? text->find_first_not_of(' ') : std::string::npos;
+    if (first == std::string::npos) return kUnableToDetect;
+    return text->substr(first, text->find_last_not_of(' ') - first + 1);
 }
 
 // A decimal number and nothing else; 0 for any other text.

@@ -192,7 +192,7 @@ TEST(SystemRecord, EveryFailingQueryDegrades) {
     FakeMachine machine;
     machine.os_version.reset();
     machine.processor = "";
-    machine.queries.boards = {{{"Manufacturer", ""}, {"Product", "B-1000"}}};
+    machine.queries.boards = {{{"Manufacturer", "   "}, {"Product", "  B-1000 "}}};
     const SystemRecord record = machine.gather();
     EXPECT_EQ(record.os_version, "Unable to Detect");
     EXPECT_EQ(record.processor, "Unable to Detect");
