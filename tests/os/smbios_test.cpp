@@ -111,9 +111,14 @@ TEST(Smbios, BrokenTablesEndTheWalk) {
     for (const char length : {0, 1, 2, 3}) {
         std::string bad = structure(1, 4, "", {});
         bad[1] = length;
+        bad[2] = bad[3] = 7;
         const auto modules = smbios_memory_modules(device(1024) + bad + device(1024));
         EXPECT_EQ(modules.size(), 1u) << int(length);
     }
+    // What follows strings without an end is no record, whatever it looks like.
+    EXPECT_TRUE(
+        smbios_memory_modules(std::string("\1\4\1\1", 4) + std::string(1, '\x11') + std::string(40, '\x22'))
+            .empty());
     // Cut off anywhere: a module counts once its size is there, and nothing behind the end is read.
     const std::string whole = device(1024) + device(2048);
     const size_t first = device(1024).size();
