@@ -23,13 +23,15 @@ inline u64 read_tsc() {
     return __builtin_ia32_rdtsc();
 }
 
-// Processor groups of the machine and the active processors of each, at least 1 each. Counted once, from the
-// affinity mask that the main thread was started with.
+// Processor groups of the machine and the active processors of each, at least 1 each. Counted once: where a
+// process may be held to some processors (Linux), from the affinity mask that the main thread was started with.
 u32 processor_group_count();
 u32 active_processor_count(u32 group);
 // Over all groups.
 u32 active_processor_count();
-// The processors of that mask in ascending order, by the system's numbers.
+// The active processors in ascending order, by the system's numbers (Windows: 64 * group + number in the group).
 const std::vector<u32>& active_processors();
+// Those of one group; none for a group that does not exist.
+std::vector<u32> active_processors(u32 group);
 
 }  // namespace trel::os

@@ -38,7 +38,7 @@ void run_main_body(ParameterList& parameters) {
 
 }  // namespace
 
-int run_program(int argc, char** argv) {
+int run_program(const std::vector<std::string>& words) {
     trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     settings.started_from_existing_console = trel::os::started_from_existing_console();
     const std::optional<std::string> path = trel::os::executable_path();
@@ -48,7 +48,7 @@ int run_program(int argc, char** argv) {
     }
     settings.executable_path = *path;
     settings.executable_directory = trel::CommandLine::directory_of(*path);
-    ParameterList parameters(std::vector<std::string>(argv, argv + argc));
+    ParameterList parameters(words);
     if (!settings.started_from_existing_console) trel::os::set_window_size(80, 25);
 
     int exit_code = kExitSuccess;

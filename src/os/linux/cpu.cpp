@@ -1,26 +1,10 @@
 #include "os/cpu.h"
 
-#include <cpuid.h>
-
 #include <cstddef>
 
 #include "os/affinity.h"
 
 namespace trel::os {
-
-CpuidRegisters cpuid(u32 leaf, u32 subleaf) {
-    CpuidRegisters r;
-    if (!__get_cpuid_count(leaf, subleaf, &r.eax, &r.ebx, &r.ecx, &r.edx)) return {};
-    return r;
-}
-
-u64 xcr0() {
-    constexpr u32 kOsXsave = u32(1) << 27;
-    if (!(cpuid(1).ecx & kOsXsave)) return 0;
-    u32 low, high;
-    __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-    return u64(high) << 32 | low;
-}
 
 const std::vector<u32>& active_processors() {
     static const std::vector<u32> processors = [] {
@@ -30,6 +14,10 @@ const std::vector<u32>& active_processors() {
         return found;
     }();
     return processors;
+}
+
+std::vector<u32> active_processors(u32 group) {
+    return group == 0 ? active_processors() : std::vector<u32>{};
 }
 
 u32 processor_group_count() {

@@ -8,6 +8,10 @@
 
 namespace trel::os {
 
+std::vector<std::string> command_line(int argc, char** argv) {
+    return {argv, argv + argc};
+}
+
 std::optional<std::string> executable_path() {
     std::string buffer(520, '\0');
     while (true) {
@@ -21,7 +25,7 @@ std::optional<std::string> executable_path() {
     }
 }
 
-int nice_value_of_priority(i32 level) {
+i32 system_priority_of_level(i32 level) {
     if (level <= -2) return 19;
     switch (level) {
         case -1:
@@ -38,7 +42,7 @@ int nice_value_of_priority(i32 level) {
 }
 
 void set_process_priority(i32 level) {
-    [[maybe_unused]] const int refused = setpriority(PRIO_PROCESS, 0, nice_value_of_priority(level));
+    [[maybe_unused]] const int refused = setpriority(PRIO_PROCESS, 0, system_priority_of_level(level));
 }
 
 void exit_process(int code) {

@@ -28,9 +28,8 @@ std::string mask_text(const std::vector<u32>& processors) {
     return text;
 }
 
-// The processors of a group. There is the one group 0 where the system numbers its processors through.
 std::vector<u32> processors_of_group(u64 group) {
-    return group == 0 ? os::active_processors() : std::vector<u32>{};
+    return os::active_processors(static_cast<u32>(group));
 }
 
 void print_suppression() {

@@ -1,0 +1,173 @@
+#include "os/console.h"
+
+#include <windows.h>
+// After windows.h.
+#include <conio.h>
+#include <fcntl.h>
+#include <io.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "os/windows/utf8.h"
+
+namespace trel::os {
+namespace {
+
+HANDLE output() {
+    return GetStdHandle(STD_OUTPUT_HANDLE);
+}
+
+HANDLE input() {
+    return GetStdHandle(STD_INPUT_HANDLE);
+}
+
+bool is_console(HANDLE handle) {
+    DWORD mode;
+    return GetConsoleMode(handle, &mode) != 0;
+}
+
+// Text that goes to a file or a pipe is the same byte for byte on every system: without this the C library
+// would put a carriage return before each line feed. A console window does that by itself.
+const bool binary_output = _setmode(_fileno(stdout), _O_BINARY) != -1;
+
+}  // namespace
+
+bool stdout_is_terminal() {
+    return is_console(output());
+}
+
+void write_stdout(std::string_view text) {
+    static const bool terminal = stdout_is_terminal();
+    if (!terminal) {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        if (text.find('\n') != std::string_view::npos) std::fflush(stdout);
+        return;
+    }
+    // UTF-16 reaches the window whatever its code page is. One call takes some ten thousand characters.
+    const std::wstring wide = to_utf16(text);
+    constexpr size_t kAtOnce = 8192;
+    for (size_t at = 0; at < wide.size();) {
+        DWORD written = 0;
+        const size_t n = std::min(kAtOnce, wide.size() - at);
+        if (!WriteConsoleW(output(), wide.data() + at, static_cast<DWORD>(n), &written, nullptr)) return;
+        if (written == 0) return;
+        at += written;
+    }
+}
+
+void flush_stdout() {
+    std::fflush(stdout);
+}
+
+void set_stdout_color(char letter) {
+    WORD color = 7;
+    switch (letter) {
+        case 'B':
+            color = 9;
+            break;
+        case 'G':
+            color = 10;
+            break;
+        case 'T':
+            color = 11;
+            break;
+        case 'R':
+            color = 12;
+            break;
+        case 'P':
+            color = 13;
+            break;
+        case 'Y':
+            color = 14;
+            break;
+        case 'b':
+            color = 1;
+            break;
+        case 'g':
+            color = 2;
+            break;
+        case 't':
+            color = 3;
+            break;
+        case 'r':
+            color = 4;
+            break;
+        case 'p':
+            color = 5;
+            break;
+        case 'y':
+            color = 6;
+            break;
+        default:
+            break;
+    }
+    SetConsoleTextAttribute(output(), color);
+}
+
+bool wait_for_key() {
+    if (is_console(input())) return _getwch() != WEOF;
+    char byte;
+    DWORD got = 0;
+    return ReadFile(input(), &byte, 1, &got, nullptr) && got == 1;
+}
+
+bool read_line(std::string& line) {
+    constexpr size_t kLongestLine = 65536;
+    line.clear();
+    bool any = false;
+    if (is_console(input())) {
+        std::wstring wide;
+        wchar_t unit;
+        DWORD got = 0;
+        while (ReadConsoleW(input(), &unit, 1, &got, nullptr) && got == 1) {
+            constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl+Z
+            if (!any && unit == kEndOfInput) {
+                // Enter sends what was typed, so that a line end follows.
+                while (unit != L'\n' && ReadConsoleW(input(), &unit, 1, &got, nullptr) && got == 1) {
+                }
+                return false;
+            }
+            any = true;
+            if (unit == L'\n') break;
+            if (wide.size() < kLongestLine) wide += unit;
+        }
+        line = to_utf8(wide);
+        if (line.size() > kLongestLine) line.resize(kLongestLine);
+    } else {
+        // Byte by byte: what follows the line stays where the next reader, perhaps another program, finds it.
+        char byte;
+        DWORD got = 0;
+        while (ReadFile(input(), &byte, 1, &got, nullptr) && got == 1) {
+            any = true;
+            if (byte == '\n') break;
+            if (line.size() < kLongestLine) line += byte;
+        }
+    }
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return any;
+}
+
+bool started_from_existing_console() {
+    // A window that was opened for this program has its cursor in the first corner.
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(output(), &info)) return true;
+    return info.dwCursorPosition.X != 0 || info.dwCursorPosition.Y != 0;
+}
+
+void set_window_size(u32 columns, u32 rows) {
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(output(), &info)) return;
+    constexpr u32 kMost = 9999;
+    const SHORT wide = static_cast<SHORT>(std::clamp<u32>(columns, 1, kMost));
+    const SHORT high = static_cast<SHORT>(std::clamp<u32>(rows, 1, kMost));
+    // The buffer must hold the window at every moment, and keeps its lines for scrolling back.
+    const COORD before = info.dwSize;
+    const COORD larger = {std::max(before.X, wide), std::max(before.Y, high)};
+    const SMALL_RECT window = {0, 0, static_cast<SHORT>(wide - 1), static_cast<SHORT>(high - 1)};
+    SetConsoleScreenBufferSize(output(), larger);
+    SetConsoleWindowInfo(output(), TRUE, &window);
+    SetConsoleScreenBufferSize(output(), {wide, larger.Y});
+}
+
+}  // namespace trel::os
