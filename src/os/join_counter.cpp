@@ -8,7 +8,7 @@ void JoinCounter::finish() {
     // The owner leaves as soon as it sees 0, so nothing may be touched after the count has dropped, except by
     // the last task of an owner that sleeps: such an owner cannot leave before the mutex is free again.
     if (state_.fetch_sub(2, std::memory_order_acq_rel) != 3) return;
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<Mutex> lock(mutex_);
     woken_ = true;
     wake_.notify_one();
 }
@@ -18,7 +18,7 @@ void JoinCounter::wait() {
     while (!done()) {
         if (spin.once()) continue;
         if (state_.fetch_or(1, std::memory_order_acq_rel) != 0) {
-            std::unique_lock<std::mutex> lock(mutex_);
+            std::unique_lock<Mutex> lock(mutex_);
             wake_.wait(lock, [this] { return woken_; });
             woken_ = false;
         }

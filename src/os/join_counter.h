@@ -2,9 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
+#include "os/sync.h"
 #include "os/types.h"
 
 namespace trel::os {
@@ -28,8 +27,8 @@ class JoinCounter {
   private:
     // Twice the number of unfinished tasks, plus 1 while the owner sleeps or is about to.
     std::atomic<u64> state_{0};
-    std::mutex mutex_;
-    std::condition_variable wake_;
+    Mutex mutex_;
+    ConditionVariable wake_;
     bool woken_ = false;
 };
 

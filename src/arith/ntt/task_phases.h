@@ -3,7 +3,10 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 
+#include "os/spin_wait.h"
+#include "os/sync.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace trel {
@@ -28,15 +31,26 @@ void run_phases(const ParallelContext& P, u64 tasks, u32 n_phases, Items&& items
         alignas(64) std::atomic<u64> done{0};
     };
     Progress progress[kMaxPhases];
+    os::Mutex mutex;
+    os::ConditionVariable phase_done;
     parallel_for(P, tasks, [&](u64 task) {
         for (u32 k = 0; k < n_phases; k++) {
             const u64 n = items(k);
             Progress& now = progress[k];
             for (u64 i; (i = now.next.fetch_add(1, std::memory_order_relaxed)) < n;) {
                 f(task, k, i);
-                if (now.done.fetch_add(1, std::memory_order_acq_rel) + 1 == n) now.done.notify_all();
+                if (now.done.fetch_add(1, std::memory_order_acq_rel) + 1 == n) {
+                    const std::lock_guard<os::Mutex> lock(mutex);
+                    phase_done.notify_all();
+                }
             }
-            for (u64 done; (done = now.done.load(std::memory_order_acquire)) < n;) now.done.wait(done);
+            const auto is_done = [&] { return now.done.load(std::memory_order_acquire) >= n; };
+            os::SpinWait spin;
+            while (!is_done()) {
+                if (spin.once()) continue;
+                std::unique_lock<os::Mutex> lock(mutex);
+                phase_done.wait(lock, is_done);
+            }
         }
     });
 }

@@ -24,7 +24,7 @@ struct alignas(64) WorkStealingPool::Worker {
     explicit Worker(WorkStealingPool& pool) : pool(pool), random(reinterpret_cast<u64>(this) >> 6 | 1) {}
 
     void push(Piece& piece) {
-        const std::lock_guard<std::mutex> lock(deque);
+        const std::lock_guard<os::Mutex> lock(deque);
         piece.owner = this;
         piece.older = newest;
         (newest ? newest->newer : oldest) = &piece;
@@ -33,7 +33,7 @@ struct alignas(64) WorkStealingPool::Worker {
     }
     // Takes the piece back; it is the newest one unless it was stolen.
     bool pop(Piece& piece) {
-        const std::lock_guard<std::mutex> lock(deque);
+        const std::lock_guard<os::Mutex> lock(deque);
         if (newest != &piece) return false;
         newest = piece.older;
         (newest ? newest->newer : oldest) = nullptr;
@@ -42,7 +42,7 @@ struct alignas(64) WorkStealingPool::Worker {
     }
     Piece* take_oldest() {
         if (length.load() == 0) return nullptr;
-        const std::lock_guard<std::mutex> lock(deque);
+        const std::lock_guard<os::Mutex> lock(deque);
         Piece* const piece = oldest;
         if (!piece) return nullptr;
         oldest = piece->newer;
@@ -53,7 +53,7 @@ struct alignas(64) WorkStealingPool::Worker {
     // False when it is not asleep.
     bool wake() {
         if (!asleep.exchange(false)) return false;
-        const std::lock_guard<std::mutex> lock(bed);
+        const std::lock_guard<os::Mutex> lock(bed);
         woken = true;
         wake_up.notify_one();
         return true;
@@ -66,14 +66,14 @@ struct alignas(64) WorkStealingPool::Worker {
     }
 
     WorkStealingPool& pool;
-    std::mutex deque;
+    os::Mutex deque;
     Piece* oldest = nullptr;
     Piece* newest = nullptr;
     std::atomic<u64> length{0};  // changed under the mutex
     u64 random;
     u64 nested = 0;  // stolen pieces on the stack
-    std::mutex bed;
-    std::condition_variable wake_up;
+    os::Mutex bed;
+    os::ConditionVariable wake_up;
     bool woken = false;
     std::atomic<bool> asleep{false};
 };
@@ -210,7 +210,7 @@ void WorkStealingPool::call_for_help() {
 }
 
 void WorkStealingPool::start_thread() {
-    const std::lock_guard<std::mutex> lock(growth_);
+    const std::lock_guard<os::Mutex> lock(growth_);
     const u64 i = started_.load();
     if (i >= workers_ - 1 || searching_.load() != 0) return;
     auto worker = std::make_unique<Worker>(*this);
@@ -251,17 +251,17 @@ void WorkStealingPool::sleep(Worker& worker, const Piece* awaited) {
     sleeping_.fetch_add(1);
     if (!(awaited && awaited->finished.load()) && !ending_.load() &&
         !(worker.nested < kMostNested && any_work())) {
-        std::unique_lock<std::mutex> lock(worker.bed);
+        std::unique_lock<os::Mutex> lock(worker.bed);
         worker.wake_up.wait(lock, [&] { return worker.woken; });
     }
     sleeping_.fetch_sub(1);
     worker.asleep.store(false);
-    const std::lock_guard<std::mutex> lock(worker.bed);
+    const std::lock_guard<os::Mutex> lock(worker.bed);
     worker.woken = false;
 }
 
 WorkStealingPool::Worker* WorkStealingPool::bind_guest() {
-    const std::lock_guard<std::mutex> lock(growth_);
+    const std::lock_guard<os::Mutex> lock(growth_);
     if (!free_guests_.empty()) {
         Worker* const guest = free_guests_.back();
         free_guests_.pop_back();
@@ -277,7 +277,7 @@ WorkStealingPool::Worker* WorkStealingPool::bind_guest() {
 }
 
 void WorkStealingPool::unbind_guest(Worker& guest) {
-    const std::lock_guard<std::mutex> lock(growth_);
+    const std::lock_guard<os::Mutex> lock(growth_);
     free_guests_.push_back(&guest);
 }
 

@@ -5,12 +5,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "os/sync.h"
 #include "os/types.h"
 
 namespace trel {
@@ -62,7 +61,7 @@ class WorkStealingPool {
     std::vector<std::unique_ptr<Worker>> owned_;
     std::vector<Worker*> free_guests_;
     std::vector<std::thread> threads_;
-    std::mutex growth_;
+    os::Mutex growth_;
     std::atomic<u64> guests_{0};     // slots in use
     std::atomic<u64> started_{0};    // threads of the pool
     std::atomic<u64> searching_{0};  // awake and without work, or just created

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "os/sync.h"
 #include "os/types.h"
 
 namespace trel {
@@ -17,7 +17,7 @@ struct MemoryStats {
     std::map<u32, u64> node_bytes;  // by node, what lies on it
     u64 aimed_nodes = 0;            // entries of the node list; 0 = placement is not controlled
 
-    std::mutex mutex;  // for the threads that fill node_bytes
+    os::Mutex mutex;  // for the threads that fill node_bytes
 };
 
 // "locked, 2.00 MiB pages, spread: 100%/2": the parts that apply, joined with ", ". Shares are truncated

@@ -15,7 +15,7 @@ NodeWorker::NodeWorker() : thread_([this] { run_thread(); }) {}
 
 NodeWorker::~NodeWorker() {
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard<os::Mutex> lock(mutex_);
         ending_ = true;
         wake_.notify_one();
     }
@@ -23,13 +23,13 @@ NodeWorker::~NodeWorker() {
 }
 
 void NodeWorker::push(std::function<void()> task, os::JoinCounter& join) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<os::Mutex> lock(mutex_);
     tasks_.push({std::move(task), &join});
     wake_.notify_one();
 }
 
 void NodeWorker::run_thread() {
-    std::unique_lock<std::mutex> lock(mutex_);
+    std::unique_lock<os::Mutex> lock(mutex_);
     while (true) {
         wake_.wait(lock, [this] { return ending_ || !tasks_.empty(); });
         if (tasks_.empty()) return;

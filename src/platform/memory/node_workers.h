@@ -2,16 +2,15 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <queue>
 #include <thread>
 #include <vector>
 
 #include "os/join_counter.h"
+#include "os/sync.h"
 #include "os/types.h"
 
 namespace trel {
@@ -45,8 +44,8 @@ class NodeWorker {
 
     void run_thread();
 
-    std::mutex mutex_;
-    std::condition_variable wake_;
+    os::Mutex mutex_;
+    os::ConditionVariable wake_;
     std::queue<Task> tasks_;
     bool ending_ = false;
     std::thread thread_;

@@ -23,7 +23,7 @@ void measure(const MemoryCalls& calls, char* begin, char* end, MemoryStats& stat
             found[static_cast<u32>(nodes[i])] += std::min(rest, kPlacementPage);
         }
     }
-    const std::lock_guard<std::mutex> lock(stats.mutex);
+    const std::lock_guard<os::Mutex> lock(stats.mutex);
     for (const auto& [node, bytes] : found) stats.node_bytes[node] += bytes;
 }
 

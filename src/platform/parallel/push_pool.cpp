@@ -13,7 +13,7 @@ namespace trel {
 PushPoolWorker::~PushPoolWorker() {
     if (!thread_.joinable()) return;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard<os::Mutex> lock(mutex_);
         state_.store(ended, std::memory_order_release);
         wake_.notify_one();
     }
@@ -37,7 +37,7 @@ bool PushPoolWorker::try_push(const Task& task) {
     if (state == idle) {
         state_.store(loaded, std::memory_order_release);
     } else {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard<os::Mutex> lock(mutex_);
         state_.store(loaded, std::memory_order_release);
         wake_.notify_one();
     }
@@ -54,7 +54,7 @@ void PushPoolWorker::run_thread(u64 thread_group) {
             // Between the claim and the task there is next to nothing; the worker stays awake for it.
             u32 expected = idle;
             if (!state_.compare_exchange_strong(expected, asleep, std::memory_order_acq_rel)) continue;
-            std::unique_lock<std::mutex> lock(mutex_);
+            std::unique_lock<os::Mutex> lock(mutex_);
             wake_.wait(lock, [this] {
                 const u32 now = state_.load(std::memory_order_acquire);
                 return now == loaded || now == ended;
@@ -100,13 +100,13 @@ bool PushPool::add_worker(const PushPoolWorker::Task* first) {
 }
 
 bool PushPool::grow(const PushPoolWorker::Task& task) {
-    const std::lock_guard<std::mutex> lock(growth_);
+    const std::lock_guard<os::Mutex> lock(growth_);
     return add_worker(&task);
 }
 
 bool PushPool::offer(BasicAction& action, u64 index, os::JoinCounter& join) {
     if (settings_.start_all_at_once && !started_.load(std::memory_order_acquire)) {
-        const std::lock_guard<std::mutex> lock(growth_);
+        const std::lock_guard<os::Mutex> lock(growth_);
         if (!started_.load(std::memory_order_relaxed)) {
             while (add_worker(nullptr)) {
             }

@@ -4,12 +4,11 @@
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "os/join_counter.h"
+#include "os/sync.h"
 #include "os/types.h"
 #include "platform/parallel/basic_parallelizer.h"
 
@@ -52,8 +51,8 @@ class alignas(64) PushPoolWorker {
 
     std::atomic<u32> state_{loaded};
     Task task_{};
-    std::mutex mutex_;
-    std::condition_variable wake_;
+    os::Mutex mutex_;
+    os::ConditionVariable wake_;
     std::thread thread_;
 };
 
@@ -85,7 +84,7 @@ class PushPool {
     const Settings settings_;
     std::atomic<u64> count_{0};
     std::atomic<bool> started_{false};
-    std::mutex growth_;
+    os::Mutex growth_;
     // Segment 0 holds the first worker, segment j 2^(j-1) workers: the pool grows without moving them.
     std::array<std::unique_ptr<PushPoolWorker[]>, 64> segments_;
 };

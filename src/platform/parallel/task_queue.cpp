@@ -28,13 +28,13 @@ TaskQueue::~TaskQueue() {
 }
 
 void TaskQueue::close() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<os::Mutex> lock(mutex_);
     closed_ = true;
     wake_.notify_all();
 }
 
 u64 TaskQueue::worker_count() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<os::Mutex> lock(mutex_);
     return workers_.size();
 }
 
@@ -59,7 +59,7 @@ u64 TaskQueue::push_back(BasicAction& action, u64 index, os::JoinCounter& join) 
 }
 
 u64 TaskQueue::push_back(BasicAction& action, u64 begin, u64 end, os::JoinCounter& join) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<os::Mutex> lock(mutex_);
     if (closed_) throw InvalidParametersException("TaskQueue::push_back()", "Queue is closed.");
     // A queue that has room for no more numbers takes nothing.
     if (!tasks_.empty() && kLastId - tasks_.rbegin()->first < end - begin) {
@@ -75,7 +75,7 @@ u64 TaskQueue::push_back(BasicAction& action, u64 begin, u64 end, os::JoinCounte
 }
 
 bool TaskQueue::take_back(u64 id, const os::JoinCounter& join, u64& index) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<os::Mutex> lock(mutex_);
     const auto found = tasks_.find(id);
     // An emptied queue counts from the beginning again, so the number may be another's by now.
     if (found == tasks_.end() || found->second.join != &join) return false;
@@ -87,7 +87,7 @@ bool TaskQueue::take_back(u64 id, const os::JoinCounter& join, u64& index) {
 
 void TaskQueue::run_worker(u64 worker) {
     if (on_start_) on_start_(worker);
-    std::unique_lock<std::mutex> lock(mutex_);
+    std::unique_lock<os::Mutex> lock(mutex_);
     starting_--;
     while (true) {
         if (tasks_.empty() && !closed_) {

@@ -3,14 +3,13 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "os/join_counter.h"
+#include "os/sync.h"
 #include "os/types.h"
 #include "platform/parallel/basic_parallelizer.h"
 
@@ -55,8 +54,8 @@ class TaskQueue {
 
     const u64 max_workers_;
     const std::function<void(u64)> on_start_;
-    mutable std::mutex mutex_;
-    std::condition_variable wake_;
+    mutable os::Mutex mutex_;
+    os::ConditionVariable wake_;
     std::map<u64, Task> tasks_;
     std::atomic<u64> length_{0};  // of tasks_; changed under the mutex
     std::vector<std::thread> workers_;
