@@ -131,17 +131,6 @@ TEST(DirectoryOf, KeepsTheSeparator) {
     EXPECT_NE(path.find("test_base_command_line"), std::string::npos) << path;
 }
 
-TEST(ProcessPriority, Levels) {
-    EXPECT_EQ(os::nice_value_of_priority(-5), 19);
-    EXPECT_EQ(os::nice_value_of_priority(-2), 19);
-    EXPECT_EQ(os::nice_value_of_priority(-1), 10);
-    EXPECT_EQ(os::nice_value_of_priority(0), 0);
-    EXPECT_EQ(os::nice_value_of_priority(1), -5);
-    EXPECT_EQ(os::nice_value_of_priority(2), -10);
-    EXPECT_EQ(os::nice_value_of_priority(3), -20);
-    EXPECT_EQ(os::nice_value_of_priority(7), -20);
-}
-
 TEST(Version, Record) {
     EXPECT_EQ(kVersion.text(), "0.7.8 Build 9507");
     EXPECT_EQ(kVersion.tuning_label(), "Windows/18-CNL ~ Elvatt");
