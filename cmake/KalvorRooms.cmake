@@ -12,14 +12,14 @@ set(KALVOR_ISA_FLAGS_avx2 -march=x86-64-v3)
 set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -madx -mprefer-vector-width=512
     -Wno-uninitialized -Wno-maybe-uninitialized)
 
-# Drops the files that lie in a folder of another system.
-function(kalvor_keep_this_system files)
+# Drops the files and folders of another system.
+function(kalvor_keep_this_system list_of_files)
   if(WIN32)
-    list(FILTER ${files} EXCLUDE REGEX "/linux/")
+    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)linux(/|$)")
   else()
-    list(FILTER ${files} EXCLUDE REGEX "/windows/")
+    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)windows(/|$)")
   endif()
-  set(${files} ${${files}} PARENT_SCOPE)
+  set(${list_of_files} ${${list_of_files}} PARENT_SCOPE)
 endfunction()
 
 function(kalvor_read_rooms out)

@@ -1,7 +1,6 @@
 # Tests and benchmarks mirror src/: all *_test.cpp files of a folder under tests/ make one test program, all
 # *_bench.cpp files of a folder under bench/ one benchmark program. They are left out when their libraries are
-# not installed, so the program itself builds without them. Files of a folder "linux" or "windows" belong to the
-# folder around it, on that system only.
+# not installed, so the program itself builds without them. Folders "linux" and "windows" are for that system only.
 #
 # Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others; "tasks" the quick
 # tests of what runs tasks. Programs of the
@@ -38,10 +37,8 @@ find_library(MPFR_LIBRARY mpfr)
 function(kalvor_folders out root pattern)
   file(GLOB_RECURSE files CONFIGURE_DEPENDS RELATIVE ${root} ${root}/${pattern})
   set(folders)
-  kalvor_keep_this_system(files)
   foreach(file IN LISTS files)
     get_filename_component(folder ${file} DIRECTORY)
-    string(REGEX REPLACE "/(linux|windows)$" "" folder ${folder})
     list(APPEND folders ${folder})
   endforeach()
   list(REMOVE_DUPLICATES folders)
@@ -80,16 +77,9 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
 
   add_custom_target(task_tests)
   kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
-  # Tests of one system's own files.
-  if(WIN32)
-    list(FILTER folders EXCLUDE REGEX "(^|/)linux$")
-  else()
-    list(FILTER folders EXCLUDE REGEX "(^|/)windows$")
-  endif()
+  kalvor_keep_this_system(folders)
   foreach(folder IN LISTS folders)
-    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp
-         ${CMAKE_SOURCE_DIR}/tests/${folder}/linux/*_test.cpp ${CMAKE_SOURCE_DIR}/tests/${folder}/windows/*_test.cpp)
-    kalvor_keep_this_system(files)
+    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
     string(REPLACE "/" "_" name ${folder})
     add_executable(test_${name} ${files} ${CMAKE_SOURCE_DIR}/tests/support/test_main.cc)
     target_link_libraries(test_${name} PRIVATE kalvor_test_support)
