@@ -94,6 +94,18 @@ TEST(MemoryStats, Text) {
     EXPECT_EQ(memory_stats_text(stats), "99% locked, 99% 2.00 MiB pages, spread: ?");
 }
 
+TEST(MemoryStats, NodesByWhatLiesOnThem) {
+    MemoryStats stats;
+    stats.total_bytes = 1000;
+    EXPECT_EQ(memory_nodes_text(stats), "");
+    stats.node_bytes = {{7, 1000}};
+    EXPECT_EQ(memory_nodes_text(stats), "node 7 (100%)");
+    stats.node_bytes = {{7, 1001}};  // whole pages can be more than what was asked for
+    EXPECT_EQ(memory_nodes_text(stats), "node 7 (100%)");
+    stats.node_bytes = {{0, 99}, {1, 300}, {2, 300}, {3, 301}, {12, 0}};
+    EXPECT_EQ(memory_nodes_text(stats), "node 3 (30%), 1 (30%), 2 (30%)");
+}
+
 TEST(AllocatorRegistry, NamesAndTexts) {
     EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap", "interleave"}));
     EXPECT_EQ(make_default_allocator_config("malloc")->display_name(), "C malloc()");

@@ -40,6 +40,8 @@ class FakeMachine {
     trel::u64 mappings = 0;
     trel::u64 reservations = 0;
     trel::u64 queries = 0;
+    trel::u64 privilege_requests = 0;
+    trel::u64 bytes_advised_large = 0, bytes_advised_small = 0;
 
     trel::MemoryCalls calls() {
         using namespace trel;
@@ -70,15 +72,18 @@ class FakeMachine {
             mappings--;
             return os::unmap_memory(base, bytes);
         };
-        c.advise_large_pages = [](void*, u64) {};
-        c.advise_small_pages = [](void*, u64) {};
+        c.advise_large_pages = [this](void*, u64 bytes) { bytes_advised_large += bytes; };
+        c.advise_small_pages = [this](void*, u64 bytes) { bytes_advised_small += bytes; };
         c.lock = [this](void*, u64 bytes) -> os::OsError {
             if (locked + bytes > lockable) return {12, os::ErrorCategory::quota};
             locked += bytes;
             return {};
         };
         c.raise_lock_limit = [] { return os::OsError{}; };
-        c.acquire_lock_privilege = [this] { return privilege; };
+        c.acquire_lock_privilege = [this] {
+            privilege_requests++;
+            return privilege;
+        };
         c.highest_node = [this, fail](u32& node) {
             if (highest_error != 0) return fail(highest_error);
             node = nodes.empty() ? 0 : nodes.rbegin()->first;

@@ -105,6 +105,18 @@ TEST(NumaMap, LinesAndLookUp) {
     EXPECT_EQ(core_list_text({0, 1, 2, 3, 8, 10, 11}), "0-3,8,10-11");
 }
 
+// Cores are listed in ascending order, in whatever order a node names its processors.
+TEST(NumaMap, CoresAreInOrder) {
+    FakeMachine machine;
+    machine.nodes = {{0, {{6, 2, 0}}}, {1, {{4}}}};
+    machine.all_processors = {0, 2, 4, 6};
+    const MemoryCalls calls = machine.calls();
+    CaptureConsole console;
+    const NumaMap map(calls);
+    EXPECT_EQ(map.nodes().at(0).cores, (std::vector<u64>{0, 1, 3}));
+    EXPECT_EQ(console.text(), "Parsing NUMA -> Core Mappings...\n    Node  0:  0-1,3\n    Node  1:  2\n");
+}
+
 TEST(NumaMap, OfThisMachine) {
     CaptureConsole console;
     const NumaMap& map = NumaMap::of_this_machine();
@@ -519,6 +531,43 @@ TEST(MmapAllocator, Locks) {
     EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()), "spread: ?");
     EXPECT_EQ(machine.locked, 0U);
     EXPECT_EQ(machine.mappings, 0U);
+}
+
+// The right is asked for before large pages are, and before anything is locked; without either, never.
+TEST(MmapAllocator, TheRightIsAskedForWhereItIsNeeded) {
+    const auto requests = [](const char* large, const char* locked) {
+        FakeMachine machine;
+        const MemoryCalls calls = machine.calls();
+        MmapConfig config(calls);
+        config.large_pages.set(large);
+        config.locked_pages.set(locked);
+        u64 size = 3 << 20;
+        (void)config.allocate(serial_context(), 12, size);
+        return machine.privilege_requests;
+    };
+    EXPECT_EQ(requests("disabled", "disabled"), 0U);
+    EXPECT_EQ(requests("forced", "disabled"), 1U);
+    EXPECT_EQ(requests("disabled", "forced"), 1U);
+    EXPECT_EQ(requests("attempt", "attempt"), 2U);
+}
+
+// Normal pages that the system may back with large ones of its own accord; spread pages stay small.
+TEST(MmapAllocator, TheSystemIsToldWhichPagesMayBeLarge) {
+    FakeMachine machine;
+    const MemoryCalls calls = machine.calls();
+    u64 size = 5 << 20;
+    const auto region = MmapConfig(calls).allocate(serial_context(), 12, size);
+    EXPECT_EQ(machine.bytes_advised_large, size);
+    EXPECT_EQ(reinterpret_cast<u64>(region->pointer()) % (u64(2) << 20), 0U);
+    const auto block = MallocConfig(calls).allocate(serial_context(), 12, size);
+    EXPECT_EQ(machine.bytes_advised_large, 2 * size);
+    EXPECT_EQ(reinterpret_cast<u64>(block->pointer()) % (u64(2) << 20), 0U);
+    EXPECT_EQ(machine.bytes_advised_small, 0U);
+    make_two_nodes(machine);
+    Rig rig(machine);
+    (void)rig.config.allocate(serial_context(), 12, size);
+    EXPECT_EQ(machine.bytes_advised_small, size);
+    EXPECT_EQ(machine.bytes_advised_large, 2 * size);
 }
 
 TEST(MmapAllocator, Permissions) {
