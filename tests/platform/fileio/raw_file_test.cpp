@@ -212,6 +212,14 @@ TEST(ErrorTexts, OneForEachCategory) {
     EXPECT_EQ(e.error_code, 28U);
 }
 
+TEST(ErrorTexts, TheShortForm) {
+    CaptureConsole console;
+    print_error({112, os::ErrorCategory::disk_full});
+    EXPECT_EQ(console.take(), "Windows Error Code: 112\nDisk is Full\n");
+    print_error({4242, os::ErrorCategory::other});
+    EXPECT_EQ(console.take(), std::string("Windows Error Code: 4242\nUnknown Error, See:\n") + os::error_reference() + "\n");
+}
+
 TEST(BufferedReader, LinesAndBytes) {
     const ScratchFolder folder;
     std::string text = "first\r\n\nthird \r line\n";
