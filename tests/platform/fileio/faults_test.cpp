@@ -5,6 +5,7 @@
 
 #include "base/errors/exceptions.h"
 #include "fault/faulty_file.h"
+#include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/persistent.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/guarded_heap.h"
@@ -116,6 +117,15 @@ TEST_F(Faults, SizesFlushesAndOpening) {
               "RawFile()|Unable to create file.\n\nAccess Denied|13");
 }
 
+TEST_F(Faults, TheEndOfUnbufferedWritingIsDurable) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    file.store(data_.get(), 0, 8192);
+    EXPECT_EQ(disk_.count(Call::flush), 0U);
+    disk_.fail(Call::flush, 1, FaultyFile::write_fault());
+    EXPECT_EQ(message_of([&] { file.close_and_set_size(5000); }),
+              "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
+}
+
 TEST_F(Faults, ClosingFailsWithAWarningOnly) {
     CaptureConsole console;
     disk_.fail(Call::close, 1, FaultyFile::write_fault());
@@ -128,6 +138,37 @@ TEST_F(Faults, ClosingFailsWithAWarningOnly) {
     file.close_and_set_size(5);
     EXPECT_EQ(console.take(), "\nRawFile::close_and_set_size(): Unable to close file.\n");
     EXPECT_EQ(folder_.read("g").size(), 5U);
+}
+
+TEST_F(Faults, TemporaryFilesAreDeletedOnce) {
+    CaptureConsole console;
+    {
+        RawFile file(folder_.file("f"), OpenMode::create, true, true);
+        file.close();
+        file.close();
+    }
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(disk_.count(Call::remove), 1U);
+    EXPECT_EQ(disk_.count(Call::close), 1U);
+}
+
+// The data first: checksums of data that never reached the disk would name the wrong culprit.
+TEST_F(Faults, FlushingAChecksummedFileFlushesBoth) {
+    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0);
+    file.store(data_.get(), 0, 8192);
+    file.flush();
+    EXPECT_EQ(disk_.count(Call::flush), 2U);
+    disk_.fail(Call::flush, 3, FaultyFile::write_fault());
+    disk_.fail(Call::flush, 5, FaultyFile::write_fault());
+    for (const char* path : {"f", "f.checksums"}) {
+        try {
+            file.flush();
+            ADD_FAILURE();
+        } catch (const FileException& e) {
+            EXPECT_EQ(e.path, folder_.file(path));
+        }
+    }
+    EXPECT_EQ(disk_.count(Call::flush), 5U);
 }
 
 TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
