@@ -14,16 +14,23 @@ namespace {
 
 class KeyConsole final : public Console::Sink {
   public:
-    explicit KeyConsole(int keys) : keys_(keys), before_(Console::set_sink(this)) {}
+    KeyConsole(int keys, const std::vector<std::string>& typed)
+        : keys_(keys), typed_(typed), before_(Console::set_sink(this)) {}
     ~KeyConsole() override { Console::set_sink(before_); }
     void write(std::string_view text) override { text_ += text; }
     void set_color(Console::ColorLetter) override {}
     bool is_terminal() const override { return false; }
     bool wait_for_key() override { return keys_-- > 0; }
+    bool read_line(std::string& line) override {
+        line = next_ < typed_.size() ? typed_[next_] : "";
+        return next_++ < typed_.size();
+    }
     std::string text_;
 
   private:
     int keys_;
+    const std::vector<std::string>& typed_;
+    u64 next_ = 0;
     Sink* before_;
 };
 
@@ -37,12 +44,16 @@ void install(FaultyFile& disk, const FaultPoint& point) {
             disk.refuse_position(point.made.call, point.made.number, point.os_error);
             break;
         case FaultPoint::short_count:
-            if (reading) disk.short_read(point.made.number, point.amount);
-            else disk.short_write(point.made.number, point.amount);
+            if (reading)
+                disk.short_read(point.made.number, point.amount);
+            else
+                disk.short_write(point.made.number, point.amount);
             break;
         case FaultPoint::flipped_bit:
-            if (reading) disk.flip_bit_of_read(point.made.number, point.amount);
-            else disk.flip_bit_of_write(point.made.number, point.amount);
+            if (reading)
+                disk.flip_bit_of_read(point.made.number, point.amount);
+            else
+                disk.flip_bit_of_write(point.made.number, point.amount);
             break;
     }
 }
@@ -68,8 +79,8 @@ std::vector<FaultPoint> points_of(const FaultyFile::Made& made) {
 
 std::string FaultPoint::describe() const {
     static const char* const kinds[] = {"error", "refused position", "short count", "flipped bit"};
-    return std::string(kinds[kind]) + " " + std::to_string(amount) + " at " + FaultyFile::name(made.call) + " " +
-           std::to_string(made.number) + " of " + std::to_string(made.bytes) + " bytes";
+    return std::string(kinds[kind]) + " " + std::to_string(amount) + " at " + FaultyFile::name(made.call) +
+           " " + std::to_string(made.number) + " of " + std::to_string(made.bytes) + " bytes";
 }
 
 u64 FaultSweep::run() const {
@@ -78,7 +89,7 @@ u64 FaultSweep::run() const {
         FaultOutcome outcome;
         std::vector<FaultyFile::Made> calls;
         {
-            KeyConsole console(keys);
+            KeyConsole console(keys, typed);
             FaultyFile disk;
             if (point) install(disk, *point);
             try {
@@ -144,10 +155,12 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
         case FaultPoint::refused_position:
             switch (point.made.call) {
                 case Call::close:
-                    EXPECT_NE(outcome.console.find("Unable to close file.\n"), std::string::npos) << outcome.console;
+                    EXPECT_NE(outcome.console.find("Unable to close file.\n"), std::string::npos)
+                        << outcome.console;
                     return;
                 case Call::remove:
-                    EXPECT_NE(outcome.console.find("Unable to delete file.\n"), std::string::npos) << outcome.console;
+                    EXPECT_NE(outcome.console.find("Unable to delete file.\n"), std::string::npos)
+                        << outcome.console;
                     return;
                 case Call::reserve:
                 case Call::flush_folder:
@@ -158,7 +171,8 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
             }
             EXPECT_TRUE(outcome.thrown);
             EXPECT_EQ(outcome.code, point.os_error.code);
-            if (outcome.message.find("\n\n") != std::string::npos || point.kind == FaultPoint::refused_position) {
+            if (outcome.message.find("\n\n") != std::string::npos ||
+                point.kind == FaultPoint::refused_position) {
                 const std::string end = "\n\n" + FileIO::error_text(point.os_error.category);
                 EXPECT_TRUE(outcome.message.ends_with(end)) << outcome.message;
             }
@@ -166,8 +180,10 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
             EXPECT_FALSE(outcome.path.empty());
             return;
         case FaultPoint::short_count: {
-            const std::string numbers = std::to_string(point.amount) + " / " + std::to_string(point.made.bytes);
-            const std::string what = point.made.call == Call::read ? "Incomplete Read: " : "Incomplete Write: ";
+            const std::string numbers =
+                std::to_string(point.amount) + " / " + std::to_string(point.made.bytes);
+            const std::string what =
+                point.made.call == Call::read ? "Incomplete Read: " : "Incomplete Write: ";
             EXPECT_EQ(outcome.message, what + numbers);
             EXPECT_EQ(outcome.code, 0U);
             return;

@@ -1,4 +1,5 @@
-// Runs an operation once for every call to the disk that it makes and every way in which that call can go wrong.
+// Runs an operation once for every call to the disk that it makes and every way in which that call can go
+// wrong.
 #pragma once
 
 #include <functional>
@@ -31,7 +32,8 @@ struct FaultSweep {
     std::function<void()> operation;  // may throw FileExceptions
     // Looks at the outcome and at what is left; not disturbed. Begins with a point that has no fault.
     std::function<void(const FaultPoint&, const FaultOutcome&)> check;
-    int keys = 0;  // pauses that get a key before the input ends
+    int keys = 0;                    // pauses that get a key before the input ends
+    std::vector<std::string> typed;  // lines that prompts get
 
     // Returns how many points there were. Fails the test when the undisturbed operation makes no call.
     trel::u64 run() const;
@@ -42,7 +44,7 @@ trel::os::OsError usual_error(FaultyFile::Call call);
 // Every category, with numbers of no meaning.
 std::vector<trel::os::OsError> errors_of_all_categories();
 
-// The rules that hold for nearly every operation: a failed close or removal is a line on the console; reserving
-// space, flushing and making folders may fail in silence; everything else is an exception that carries the text
-// and the number.
+// The rules that hold for nearly every operation: a failed close or removal is a line on the console;
+// reserving space, flushing and making folders may fail in silence; everything else is an exception that
+// carries the text and the number.
 void expect_reported(const FaultPoint& point, const FaultOutcome& outcome);

@@ -313,6 +313,28 @@ TEST_P(Sweeps, LoadTextFile) {
     EXPECT_GE(sweep.run(), 8U);
 }
 
+// The user is told that the file is not there; what is there is no whole settings file by accident.
+TEST_P(Sweeps, SaveSettings) {
+    const std::string whole = config_file_text("A", std::make_unique<Config::Object>());
+    FaultSweep sweep;
+    sweep.typed = {path("a.cfg")};
+    sweep.prepare = [&] { clear(); };
+    sweep.operation = [&] { save_config_file("A", std::make_unique<Config::Object>()); };
+    sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
+        const std::string question =
+            "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
+        EXPECT_TRUE(outcome.console.starts_with(question)) << outcome.console;
+        if (undisturbed(point)) {
+            EXPECT_FALSE(outcome.thrown);
+        } else {
+            expect_reported(point, outcome);
+        }
+        if (point.kind == FaultPoint::flipped_bit) return;
+        EXPECT_EQ(folder_.has("a.cfg") && folder_.read("a.cfg") == whole, !outcome.thrown);
+    };
+    EXPECT_GE(sweep.run(), 8U);
+}
+
 TEST_P(Sweeps, PrepareOutputFolder) {
     std::string got;
     FaultSweep sweep;
