@@ -4,8 +4,6 @@
 // After windows.h.
 #include <psapi.h>
 
-#include <optional>
-
 #include "os/cpu.h"
 #include "os/memory_status.h"
 #include "os/windows/last_error.h"
@@ -18,9 +16,6 @@ namespace {
 bool unknown_call(DWORD error) {
     return error == ERROR_CALL_NOT_IMPLEMENTED || error == ERROR_NOT_SUPPORTED;
 }
-
-// The ideal processor that the calling thread had before it preferred a node.
-thread_local std::optional<PROCESSOR_NUMBER> t_usual_processor;
 
 }  // namespace
 
@@ -59,28 +54,6 @@ OsError numa_node_available_memory(u32 node, u64& bytes, const std::string&) {
     if (!unknown_call(error)) return error_of(error);
     if (node != 0) return error_of(ERROR_INVALID_PARAMETER);
     bytes = memory_status().available_physical;
-    return {};
-}
-
-// A page that is touched comes from the node of the thread's ideal processor. The node of a mapping itself can
-// only be told for all of it.
-OsError prefer_numa_node(u32 node) {
-    std::vector<u32> processors;
-    if (const OsError error = numa_node_processors(node, processors)) return error;
-    if (processors.empty()) return error_of(ERROR_INVALID_PARAMETER);
-    PROCESSOR_NUMBER ideal{}, before{};
-    ideal.Group = static_cast<WORD>(processors.front() / kProcessorsInGroup);
-    ideal.Number = static_cast<BYTE>(processors.front() % kProcessorsInGroup);
-    if (!SetThreadIdealProcessorEx(GetCurrentThread(), &ideal, &before)) return error_of(GetLastError());
-    if (!t_usual_processor) t_usual_processor = before;
-    return {};
-}
-
-OsError prefer_no_numa_node() {
-    if (!t_usual_processor) return {};
-    PROCESSOR_NUMBER usual = *t_usual_processor;
-    if (!SetThreadIdealProcessorEx(GetCurrentThread(), &usual, nullptr)) return error_of(GetLastError());
-    t_usual_processor.reset();
     return {};
 }
 

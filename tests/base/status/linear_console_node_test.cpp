@@ -116,6 +116,20 @@ TEST(LinearConsole, OtherTextErasesTheProgressLineFirst) {
     EXPECT_EQ(end.substr(22, 9), "Time:    ");
 }
 
+// The time of a sub-step does not run into the line of the frames around it.
+TEST(LinearConsole, TheTimeOfASubStepErasesTheProgressLineFirst) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(20, kNever);
+    StatusFrame outer(node, "outer");
+    {
+        StatusSection section(outer.node(), "Step");
+        console.take();
+        node.refresh(true);
+        EXPECT_EQ(console.take(), blanks(20) + "outer");
+    }
+    EXPECT_EQ(console.take().substr(0, 31), blanks(20) + "Time:    ");
+}
+
 TEST(LinearConsole, RefreshesOncePerIntervalUnlessForced) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
@@ -301,6 +315,7 @@ TEST(LinearConsole, IterationsShowPercentOrCount) {
         iteration.update(3);
         EXPECT_EQ(console.take(), blanks(20) + "Sum (0 / 25)" + blanks(20) + "Sum (3 / 25)");
     }
+    EXPECT_EQ(iteration_text(Status::IterationMode::percentage, 0, 0), "100 %");  // nothing to do is done
     console.take();
     StatusIteration huge(frame.node(), Status::IterationMode::percentage, ~u64(0));
     huge.update(~u64(0) / 2);

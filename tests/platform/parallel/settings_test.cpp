@@ -490,6 +490,17 @@ TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
     EXPECT_EQ(console.text(), "");
 }
 
+TEST(ThreadControl, GroupsHoldAllProcessors) {
+    std::vector<u32> all;
+    for (u32 group = 0; group < os::processor_group_count(); group++) {
+        const std::vector<u32> processors = os::active_processors(group);
+        EXPECT_EQ(processors.size(), os::active_processor_count(group));
+        all.insert(all.end(), processors.begin(), processors.end());
+    }
+    EXPECT_EQ(all, os::active_processors());
+    EXPECT_TRUE(os::active_processors(os::processor_group_count()).empty());
+}
+
 TEST(ThreadControl, LoweringThePriorityIsSilent) {
     CaptureConsole console;
     std::thread([] { set_thread_priority(-2); }).join();
