@@ -2,9 +2,9 @@
 //
 // A transform of N = b 2^c points modulo p splits the ring of polynomials modulo x^N - 1 by a tree. The root
 // has b children x^m - zeta^s, m = 2^c, zeta of order b; every other node x^m - u has the children x^(m/2) -
-// v and x^(m/2) + v with v^2 = u. A node of degree m holds m residues; the tree ends at degree 1, and its
-// leaves stay in the order in which the tree makes them: nothing is ever put back into natural order, because
-// the inverse transform undoes the same tree.
+// v and x^(m/2) + v with v^2 = u. A node of degree m holds m residues; the tree ends at degree 4, where
+// polynomials are multiplied modulo x^4 - u. Its leaves stay in the order in which the tree makes them:
+// nothing is ever put back into natural order, because the inverse transform undoes the same tree.
 //
 // The v of the node with index k at any depth of root s is a power of zeta times T[k], where T[0] = 1, T[k +
 // 2^l] = T[k] rho_l, rho_l of order 2^(l+2). Hence T[k 2^u + i] = T[k 2^u] T[i] for i < 2^u: the v of a whole
@@ -18,6 +18,9 @@
 
 namespace trel {
 
+// Levels that are not transformed: the inverse transform yields N / 2^kC17LeafLevels times the product.
+constexpr u32 kC17LeafLevels = 2;
+
 // What the passes know of a prime; made once for the process.
 struct alignas(64) C17PrimeTables {
     static constexpr u32 kDepths = 40;  // levels of the longest transform
@@ -25,8 +28,7 @@ struct alignas(64) C17PrimeTables {
     struct alignas(64) Direction {
         double low[64];             // T[i]
         double heap[8];             // 1, 1, T[0], T[1], T[0], T[1], T[2], T[3]
-        double stride[3][16];       // T[8 i], T[16 i], T[32 i]
-        double lanes[7][8];         // T[i]; T[2 i], T[2 i + 1]; T[4 i] .. T[4 i + 3] in lane i
+        double stride8[16];         // T[8 i]
         double child[16][kDepths];  // T[i 2^u]; 1 where no such root exists
     };
     double p;
@@ -65,6 +67,7 @@ struct C17Plan {
     C17Step steps[kMaxSteps];
     u64 row_stride;    // doubles from one row to the next
     u64 prime_stride;  // doubles from the rows of one prime to those of the next
+    u64 ahead;         // doubles from what the end of the tree works on to what it fetches meanwhile, or 0
 
     u32 log_row() const { return c - log_top; }
     u64 row_points() const { return u64(1) << log_row(); }

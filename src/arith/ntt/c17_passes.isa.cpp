@@ -288,14 +288,22 @@ void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u
     split7<true>(prime, in, is, out, os, columns, ahead);
 }
 
-// ---- 64 points in registers: three levels across vectors, transpose, three levels across vectors
+// ---- 64 points in registers: three levels across vectors, transpose, one level across vectors
+//
+// The tree's leaves are polynomials of degree below four, coefficient j of both of a lane's leaves in vectors
+// j and j + 4: to multiply them modulo x^4 - u costs less than the two levels that would be left, whose
+// twiddles differ from lane to lane.
 
-// The v of eight chunks of 64 points: levels 0 to 2 in order, then the bases that the lanes of levels 3 to 5
-// are made from.
+// The v of eight chunks of 64 points: levels 0 to 2 in order, then the base that the lanes of level 3 are
+// made from.
 struct alignas(64) TailTwiddles {
-    double level0[8], level1[16], level2[32], lane_base[3][8];
+    double level0[8], level1[16], level2[32], lane_base[8];
 };
 // base: the bases of the node whose descendants `depth` levels below are the chunks.
+C17_INLINE void lane_bases(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
+                           const Modulus& m) {
+    store(out.lane_base, mul_mod(broadcast(base[depth + 3]), load(t.stride8 + first), m));
+}
 C17_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
                               const Modulus& m) {
     store(out.level0, mul_mod(broadcast(base[depth]), load(t.low + first), m));
@@ -305,15 +313,11 @@ C17_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth,
     C17_UNROLL for (int i = 0; i < 4; i++) {
         store(out.level2 + 8 * i, mul_mod(broadcast(base[depth + 2]), load(t.low + 4 * first + 8 * i), m));
     }
-    C17_UNROLL for (int i = 0; i < 3; i++) {
-        store(out.lane_base[i], mul_mod(broadcast(base[depth + 3 + i]), load(t.stride[i] + first), m));
-    }
+    lane_bases(t, base, depth, first, out, m);
 }
-C17_INLINE void lane_twiddles(const Direction& t, const TailTwiddles& tw, u32 i, F64x8 (&w)[7],
-                              const Modulus& m) {
-    w[0] = mul_mod(load(t.lanes[0]), broadcast(tw.lane_base[0][i]), m);
-    C17_UNROLL for (int k = 1; k < 3; k++) w[k] = mul_mod(load(t.lanes[k]), broadcast(tw.lane_base[1][i]), m);
-    C17_UNROLL for (int k = 3; k < 7; k++) w[k] = mul_mod(load(t.lanes[k]), broadcast(tw.lane_base[2][i]), m);
+// The v of the eight nodes of chunk i, a lane each.
+C17_INLINE F64x8 lane_twiddle(const Direction& t, const TailTwiddles& tw, u32 i, const Modulus& m) {
+    return mul_mod(load(t.low), broadcast(tw.lane_base[i]), m);
 }
 C17_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) {
     return broadcast(l == 0   ? tw.level0[chunk]
@@ -325,7 +329,7 @@ C17_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) 
 // of chunk[g] and the lanes w[g].
 template <int G>
 C17_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
-                             const F64x8 (*const (&w)[G])[7], const Modulus& m) {
+                             const F64x8 (&w)[G], const Modulus& m) {
     C17_UNROLL for (int l = 0; l < 3; l++) {
         C17_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = 4 >> l;
@@ -341,43 +345,25 @@ C17_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32
         }
     }
     C17_UNROLL for (int g = 0; g < G; g++) transpose8x8(v[g]);
-    C17_UNROLL for (int l = 0; l < 3; l++) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
-            const int h = 4 >> l;
-            C17_UNROLL for (int q = 0; q < h; q++) {
-                C17_UNROLL for (int g = 0; g < G; g++) {
-                    F64x8& x = v[g][2 * h * i + q];
-                    F64x8& y = v[g][2 * h * i + q + h];
-                    const F64x8 t = mul_mod(y, (*w[g])[(1 << l) - 1 + i], m);
-                    y = sub(x, t);
-                    x = add(x, t);
-                }
-            }
+    C17_UNROLL for (int q = 0; q < 4; q++) {
+        C17_UNROLL for (int g = 0; g < G; g++) {
+            const F64x8 t = mul_mod(v[g][q + 4], w[g], m);
+            v[g][q + 4] = sub(v[g][q], t);
+            v[g][q] = add(v[g][q], t);
         }
     }
 }
 template <int G>
 C17_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
-                             const F64x8 (*const (&w)[G])[7], const Modulus& m) {
-    C17_UNROLL for (int l = 2; l >= 0; l--) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
-            const int h = 4 >> l;
-            C17_UNROLL for (int q = 0; q < h; q++) {
-                C17_UNROLL for (int g = 0; g < G; g++) {
-                    F64x8& x = v[g][2 * h * i + q];
-                    F64x8& y = v[g][2 * h * i + q + h];
-                    const F64x8 d = sub(x, y);
-                    x = add(x, y);
-                    y = mul_mod(d, (*w[g])[(1 << l) - 1 + i], m);
-                }
-            }
+                             const F64x8 (&w)[G], const Modulus& m) {
+    C17_UNROLL for (int q = 0; q < 4; q++) {
+        C17_UNROLL for (int g = 0; g < G; g++) {
+            const F64x8 d = sub(v[g][q], v[g][q + 4]);
+            v[g][q] = reduce(add(v[g][q], v[g][q + 4]), m);
+            v[g][q + 4] = mul_mod(d, w[g], m);
         }
     }
-    C17_UNROLL for (int g = 0; g < G; g++) {
-        v[g][0] = reduce(v[g][0], m);
-        v[g][1] = reduce(v[g][1], m);
-        transpose8x8(v[g]);
-    }
+    C17_UNROLL for (int g = 0; g < G; g++) transpose8x8(v[g]);
     C17_UNROLL for (int l = 2; l >= 0; l--) {
         C17_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = 4 >> l;
@@ -397,6 +383,37 @@ C17_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32
         v[g][1] = reduce(v[g][1], m);
     }
 }
+
+// x = x y modulo X^4 - u. The four products of a coefficient are summed before they are reduced: h is the sum
+// rounded to multiples of 2^50, which start makes of every partial sum, low the exact sum of the rests. The
+// quotient is rounded to a multiple of 4, because it may be beyond 2^51.
+C17_INLINE void leaf_product(F64x8* x, const F64x8* y, F64x8 u, const Modulus& m) {
+    const F64x8 start = broadcast(0x1.8p102), magic4 = broadcast(0x1.8p54);
+    F64x8 a[4], yu[4];
+    C17_UNROLL for (int i = 1; i < 4; i++) yu[i] = mul_mod(y[i], u, m);
+    C17_UNROLL for (int i = 0; i < 4; i++) a[i] = reduce(x[i], m);
+    // the four coefficients side by side
+    F64x8 h[4], rest[4], q[4];
+    C17_UNROLL for (int i = 0; i < 4; i++) {
+        C17_UNROLL for (int k = 0; k < 4; k++) {
+            const F64x8 factor = i <= k ? y[k - i] : yu[4 + k - i];
+            const F64x8 last = i == 0 ? start : h[k];
+            h[k] = fma(a[i], factor, last);
+            const F64x8 low = fma(a[i], factor, sub(last, h[k]));
+            rest[k] = i == 0 ? low : add(rest[k], low);
+        }
+    }
+    C17_UNROLL for (int k = 0; k < 4; k++) h[k] = sub(h[k], start);
+    C17_UNROLL for (int k = 0; k < 4; k++) q[k] = fma(add(h[k], rest[k]), m.inverse_p, magic4);
+    C17_UNROLL for (int k = 0; k < 4; k++) q[k] = sub(q[k], magic4);
+    C17_UNROLL for (int k = 0; k < 4; k++) x[k] = add(fnma(q[k], m.p, h[k]), rest[k]);
+}
+// Both leaves of eight nodes x^8 - v^2.
+C17_INLINE void chunk_product(F64x8 (&x)[8], const F64x8 (&y)[8], F64x8 v, const Modulus& m) {
+    leaf_product(x, y, v, m);
+    leaf_product(x + 4, y + 4, neg(v), m);
+}
+
 C17_INLINE void load_chunk(F64x8 (&v)[8], const double* p) {
     C17_UNROLL for (int i = 0; i < 8; i++) v[i] = load(p + 8 * i);
 }
@@ -418,19 +435,17 @@ C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, 
                           u32 i, double* out, const double* x, const double* y, const Modulus& m) {
     const u32 pair[2] = {i, i + 1};
     F64x8 v[2][8];
-    F64x8 w[2][7];
-    const F64x8(*const ww[2])[7] = {&w[0], &w[1]};
+    F64x8 w[2];
+    C17_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.forward, forward, i + g, m);
     if constexpr (WHAT == M::product) {
-        // x and y of a chunk side by side share the lanes' twiddles
         C17_UNROLL for (u32 g = 0; g < 2; g++) {
             F64x8 xy[2][8];
             const u32 same[2] = {i + g, i + g};
-            const F64x8(*const shared[2])[7] = {&w[0], &w[0]};
-            lane_twiddles(t.forward, forward, i + g, w[0], m);
+            const F64x8 shared[2] = {w[g], w[g]};
             load_chunk(xy[0], x + 64 * g);
             load_chunk(xy[1], y + 64 * g);
             tail_forward<2>(xy, forward, same, shared, m);
-            C17_UNROLL for (int k = 0; k < 8; k++) xy[0][k] = mul_mod(xy[1][k], reduce(xy[0][k], m), m);
+            chunk_product(xy[0], xy[1], w[g], m);
             store_chunk(xy[0], out + 64 * g);
         }
         load_chunk(v[0], out);
@@ -438,34 +453,38 @@ C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, 
     } else {
         load_chunk(v[0], x);
         load_chunk(v[1], x + 64);
-        if constexpr (transforms_x(WHAT)) {
-            lane_twiddles(t.forward, forward, i, w[0], m);
-            lane_twiddles(t.forward, forward, i + 1, w[1], m);
-            tail_forward<2>(v, forward, pair, ww, m);
-        }
-        if constexpr (WHAT == M::square || WHAT == M::inverse_square) {
-            C17_UNROLL for (int g = 0; g < 2; g++) {
-                C17_UNROLL for (int k = 0; k < 8; k++) v[g][k] = mul_mod(v[g][k], reduce(v[g][k], m), m);
-            }
-        }
-        if constexpr (WHAT == M::held_product || WHAT == M::inverse) {
-            C17_UNROLL for (int g = 0; g < 2; g++) {
-                C17_UNROLL for (int k = 0; k < 8; k++) {
-                    v[g][k] = mul_mod(load(y + 64 * g + 8 * k), reduce(v[g][k], m), m);
+        if constexpr (transforms_x(WHAT)) tail_forward<2>(v, forward, pair, w, m);
+        if constexpr (inverts(WHAT)) {
+            C17_UNROLL for (u32 g = 0; g < 2; g++) {
+                F64x8 other[8];
+                if constexpr (WHAT == M::held_product || WHAT == M::inverse) {
+                    load_chunk(other, y + 64 * g);
+                } else {
+                    C17_UNROLL for (int k = 0; k < 8; k++) other[k] = v[g][k];
                 }
+                chunk_product(v[g], other, w[g], m);
             }
         }
     }
     if constexpr (inverts(WHAT)) {
-        lane_twiddles(t.inverse, inverse, i, w[0], m);
-        lane_twiddles(t.inverse, inverse, i + 1, w[1], m);
-        tail_inverse<2>(v, inverse, pair, ww, m);
+        C17_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.inverse, inverse, i + g, m);
+        tail_inverse<2>(v, inverse, pair, w, m);
     }
     store_chunk(v[0], out);
     store_chunk(v[1], out + 64);
 }
 
 // ---- the middle of a row
+
+// Two chunks that will be worked on later, on their way to the second cache.
+C17_INLINE void prefetch_pair(const double* p) {
+    C17_UNROLL for (u32 i = 0; i < 16; i++) {
+        _mm_prefetch(reinterpret_cast<const char*>(p + 8 * i), _MM_HINT_T1);
+    }
+}
+constexpr bool reads_y(M what) {
+    return what == M::product || what == M::held_product || what == M::inverse;
+}
 
 struct Call {
     const C17Plan* plan;
@@ -479,13 +498,22 @@ __attribute__((noinline)) void tails(const Call& call, const Bases& g, u32 depth
     const Modulus m = call.m;
     const C17PrimeTables& t = *call.tables;
     const u32 chunks = 1u << depth;
+    const u64 ahead = call.plan->ahead;
     TailTwiddles forward, inverse;
     for (u32 first = 0; first < chunks; first += 8) {
-        if constexpr (transforms_x(WHAT)) tail_twiddles(t.forward, g.forward, depth, first, forward, m);
+        if constexpr (transforms_x(WHAT)) {
+            tail_twiddles(t.forward, g.forward, depth, first, forward, m);
+        } else {
+            lane_bases(t.forward, g.forward, depth, first, forward, m);
+        }
         if constexpr (inverts(WHAT)) tail_twiddles(t.inverse, g.inverse, depth, first, inverse, m);
         const u32 n = chunks - first < 8 ? chunks - first : 8;
         for (u32 i = 0; i < n; i += 2) {
             const u64 at = 64 * u64(first + i);
+            if (ahead != 0) {
+                prefetch_pair(x + at + ahead);
+                if constexpr (reads_y(WHAT)) prefetch_pair(y + at + ahead);
+            }
             tail_pair<WHAT>(t, forward, inverse, i, out + at, x + at, y + at, m);
         }
     }

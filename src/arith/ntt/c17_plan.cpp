@@ -11,7 +11,9 @@ namespace {
 constexpr u32 kLogTail = 6;     // levels done in registers at the end of the tree
 constexpr u32 kMinLogUnit = 9;  // 4 KB: what is read together must not be this far apart
 constexpr u32 kMaxLogColumns = 9;
-constexpr u64 kSweepBytes = 1 << 19;  // of a sweep's buffer, inside the second cache
+constexpr u64 kAheadPoints = 1 << 15;
+constexpr u64 kCachedBytes = 1 << 20;  // transforms that stay in the second cache anyway
+constexpr u64 kSweepBytes = 1 << 19;   // of a sweep's buffer, inside the second cache
 
 bool in_range(u32 hint, u32 low, u32 high) {
     return hint == 0 || (low <= hint && hint <= high);
@@ -61,6 +63,13 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
         plan.log_unit += plan.steps[i].log_radix;
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
+
+    // the next row, or the next node that fits the second cache with its counterpart
+    u64 node = plan.row_points();
+    for (u32 i = 0; i < plan.n_steps && node > kAheadPoints; i++) node >>= plan.steps[i].log_radix;
+    if (8 * plan.a * plan.prime_stride > kCachedBytes) {
+        plan.ahead = node == plan.row_points() ? plan.row_stride : plan.offset(node);
+    }
 
     const u32 wanted = r.f != 0 ? std::min(r.f + 2u, kMaxLogColumns) : kMaxLogColumns;
     plan.log_columns = std::min(wanted, plan.log_unit);

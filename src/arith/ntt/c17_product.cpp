@@ -50,7 +50,7 @@ C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
     s.ends = &c17_end_kernels(isa);
     s.entry = isa == Isa::avx512 ? &avx512::c17_entry_kernels : &avx2::c17_entry_kernels;
     s.tables = &c17_set_tables(record.a, record.b);
-    make_c17_end_constants(&s.constants, *s.tables->set, record.c);
+    make_c17_end_constants(&s.constants, *s.tables->set, record.c - kC17LeafLevels);
     s.record = record;
     s.plan = plan;
     s.capacity_bits = ntt_capacity_bits(NttFamily::c17, record);
@@ -104,14 +104,15 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     const u64 points = (64 * A.length + 24 * (plan_.a - 1) - 1) / (24 * (plan_.a - 1));
     const u32 used =
         points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
+    if (direct || b == 3 || b == 5) {
+        const u64 piece = std::min(n, kEntryColumns);
+        for (u64 k = 0; k < n; k += piece) enter_piece(limbs, A, points, column + k, piece, begin, end, data);
+        return;
+    }
     for (u32 r = 0; r < used; r++) {
         setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, n, limbs + r * row_limbs);
     }
-    if (direct || b == 3 || b == 5) return enter_block(limbs, points, column, begin, end, data);
-    for (u32 r = used; r < rows; r++) {
-        std::memset(q + r * stride, 0, 8 * n);
-        std::memset(q + (rows + r) * stride, 0, 8 * n);
-    }
+    for (u32 r = used; r < rows; r++) std::memset(q + r * stride, 0, 8 * n);
     for (u32 i = begin; i < end; i++) {
         const C17Prime& prime = setup_.tables->primes[i];
         double* const out = data + (i - begin) * plan_.prime_stride + plan_.offset(column);
@@ -127,27 +128,26 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     }
 }
 
-// A few columns at a time, so that their limbs stay in the first cache while they go through all primes.
-void C17Product::enter_block(const double* limbs, u64 points, u64 column, u32 begin, u32 end, double* data) {
+// The limbs of a piece stay in the first cache while they go through all primes.
+void C17Product::enter_piece(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin,
+                             u32 end, double* data) {
     const u32 rows = plan_.rows();
-    const u64 n = plan_.columns(), m = plan_.row_points(), row_limbs = c17_point_limbs(plan_.a) * n;
-    const u64 piece = std::min(n, kEntryColumns);
-    for (u64 k = 0; k < n; k += piece) {
-        double* const out = data + plan_.offset(column + k);
-        const u64 at = column + k;
-        if (points <= at) {
-            for (u32 i = 0; i < end - begin; i++) {
-                for (u32 r = 0; r < rows; r++) {
-                    std::memset(out + i * plan_.prime_stride + r * plan_.row_stride, 0, 8 * piece);
-                }
+    const u64 m = plan_.row_points(), row_limbs = c17_point_limbs(plan_.a) * columns;
+    double* const out = data + plan_.offset(column);
+    if (points <= column) {
+        for (u32 i = 0; i < end - begin; i++) {
+            for (u32 r = 0; r < rows; r++) {
+                std::memset(out + i * plan_.prime_stride + r * plan_.row_stride, 0, 8 * columns);
             }
-            continue;
         }
-        const u32 used = static_cast<u32>(std::min<u64>(rows, (points - at + m - 1) / m));
-        setup_.entry->enter(&setup_.constants, setup_.tables->primes, plan_.b, begin, end - begin,
-                            limbs + k * c17_point_limbs(plan_.a), row_limbs, used, piece, out,
-                            plan_.row_stride, plan_.prime_stride);
+        return;
     }
+    const u32 used = static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
+    for (u32 r = 0; r < used; r++) {
+        setup_.ends->cut(plan_.a, A.words, A.length, r * m + column, columns, limbs + r * row_limbs);
+    }
+    setup_.entry->enter(&setup_.constants, setup_.tables->primes, plan_.b, begin, end - begin, limbs,
+                        row_limbs, used, columns, out, plan_.row_stride, plan_.prime_stride);
 }
 
 void C17Product::middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y) {

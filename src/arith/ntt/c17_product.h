@@ -78,8 +78,10 @@ class C17Product {
     // Block `block` of columns of the operand through the top levels, for primes [begin, end); data holds
     // prime `begin` first.
     void first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data);
-    // The same from the limbs of a block that begins at `column`; the operand has `points` points.
-    void enter_block(const double* limbs, u64 points, u64 column, u32 begin, u32 end, double* data);
+    // The same for b = 1 (without top levels), 3 or 5, `columns` columns from `column` on; the operand has
+    // `points` points.
+    void enter_piece(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin, u32 end,
+                     double* data);
     // Row `item` of all rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
     void middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y);
     // Piece `piece` of the last sweep.

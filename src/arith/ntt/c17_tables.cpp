@@ -43,14 +43,7 @@ void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64
     for (u64 i = 0; i < 64; i++) d.low[i] = F.balanced(T(i));
     const double heap[8] = {1, 1, d.low[0], d.low[1], d.low[0], d.low[1], d.low[2], d.low[3]};
     std::copy_n(heap, 8, d.heap);
-    for (u32 k = 0; k < 3; k++) {
-        for (u64 i = 0; i < 16; i++) d.stride[k][i] = F.balanced(T(i << (3 + k)));
-    }
-    for (u64 lane = 0; lane < 8; lane++) {
-        d.lanes[0][lane] = F.balanced(T(lane));
-        for (u64 i = 0; i < 2; i++) d.lanes[1 + i][lane] = F.balanced(T(2 * lane + i));
-        for (u64 i = 0; i < 4; i++) d.lanes[3 + i][lane] = F.balanced(T(4 * lane + i));
-    }
+    for (u64 i = 0; i < 16; i++) d.stride8[i] = F.balanced(T(i << 3));
     for (u64 i = 0; i < 16; i++) {
         for (u32 u = 0; u < C17PrimeTables::kDepths; u++) {
             const bool exists = u + static_cast<u32>(std::bit_width(i)) <= depths;

@@ -59,7 +59,20 @@ class Model {
         }
         std::fill_n(v.begin(), root ? R : (R + 3) / 4, kHalf);
     }
-    double largest_argument = 0, largest_sum = 0;
+    // A coefficient of a product modulo x^4 - u: four products of a reduced residue and one of bound B; the
+    // quotient is rounded to a multiple of 4.
+    double leaf(double B) {
+        product(B);
+        const double sum = 4 * kHalf * B;
+        largest_leaf_sum = std::max(largest_leaf_sum, sum);
+        return 2 + sum / 16 * 1.0001;
+    }
+    // One level back, whose sums are reduced at once.
+    double last_level(double B) {
+        largest_sum = std::max(largest_sum, 2 * B);
+        return std::max(kHalf, product(2 * B));
+    }
+    double largest_argument = 0, largest_sum = 0, largest_leaf_sum = 0;
 };
 
 double largest(const std::vector<double>& v) {
@@ -80,7 +93,7 @@ double after_split(Model& m, u32 b, bool row0) {
 }
 
 struct Bounds {
-    double forward, inverse, argument, sum, joined;
+    double forward, inverse, argument, sum, joined, leaf_sum;
 };
 
 Bounds bounds_of(const C17Plan& plan, bool row0) {
@@ -102,18 +115,16 @@ Bounds bounds_of(const C17Plan& plan, bool row0) {
         m.forward(v, row0 && i == 0, !(row0 && i == 0) && reduces[i]);
         B = largest(v);
     }
-    for (int i = 0; i < 2; i++) {
-        std::vector<double> v(8, B);
+    for (const u64 points : {8, 2}) {
+        std::vector<double> v(points, B);
         m.forward(v, false, false);
         B = largest(v);
     }
     r.forward = B;
-    B = m.product(B, kHalf);
-    for (int i = 0; i < 2; i++) {
-        std::vector<double> v(8, B);
-        m.inverse(v, false);
-        B = largest(v);
-    }
+    B = m.last_level(m.leaf(B));
+    std::vector<double> tail(8, B);
+    m.inverse(tail, false);
+    B = largest(tail);
     for (u64 i = radices.size(); i-- > 0;) {
         std::vector<double> v(u64(1) << radices[i], B);
         m.inverse(v, row0 && i == 0);
@@ -126,6 +137,7 @@ Bounds bounds_of(const C17Plan& plan, bool row0) {
     r.joined = std::max(r.joined, B);
     r.argument = m.largest_argument;
     r.sum = std::max(m.largest_sum, plan.b * B);
+    r.leaf_sum = m.largest_leaf_sum;
     return r;
 }
 
@@ -140,6 +152,7 @@ TEST(C17BoundsTest, EveryPlanStaysInside) {
                     EXPECT_LE(r.forward, 15.9) << "b " << int(b) << " c " << int(c);
                     EXPECT_LE(r.inverse, 1.4) << "b " << int(b) << " c " << int(c);
                     EXPECT_LT(r.sum, 32) << "b " << int(b) << " c " << int(c);
+                    EXPECT_LT(r.leaf_sum, 31.5) << "b " << int(b) << " c " << int(c);
                     EXPECT_LT(r.joined, 8) << "b " << int(b) << " c " << int(c);
                 }
             }
@@ -152,6 +165,7 @@ TEST(C17BoundsTest, ModelSeesAMissingReduction) {
     C17Plan plan = make_c17_plan({10, 5, 30, 0, 0, 0}, 4);
     for (u32 i = 0; i < plan.n_steps; i++) plan.steps[i].reduce = false;
     EXPECT_GT(bounds_of(plan, false).argument, kLimit);
+    EXPECT_GT(bounds_of(plan, false).leaf_sum, 32);
 }
 
 class C17KernelBoundsTest : public testing::TestWithParam<Isa> {};
