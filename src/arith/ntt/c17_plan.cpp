@@ -64,11 +64,9 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
 
-    // the next row, or the next node that fits the second cache with its counterpart
-    u64 node = plan.row_points();
-    for (u32 i = 0; i < plan.n_steps && node > kAheadPoints; i++) node >>= plan.steps[i].log_radix;
-    if (8 * plan.a * plan.prime_stride > kCachedBytes) {
-        plan.ahead = node == plan.row_points() ? plan.row_stride : plan.offset(node);
+    // the next row, while this one and its counterpart leave room for it in the second cache
+    if (8 * plan.a * plan.prime_stride > kCachedBytes && plan.row_points() <= kAheadPoints) {
+        plan.ahead = plan.row_stride;
     }
 
     const u32 wanted = r.f != 0 ? std::min(r.f + 2u, kMaxLogColumns) : kMaxLogColumns;

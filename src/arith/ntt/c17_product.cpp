@@ -17,7 +17,7 @@ namespace {
 constexpr u64 kCarryWords = 32;  // room for the words that a piece leaves behind at the end of a row
 static_assert(kCarryWords >= C17Window::kMaxGroupWords);
 constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
-constexpr u64 kEntryColumns = 64;            // whose limbs stay in the first cache
+constexpr u64 kEntryColumns = 128;           // whose limbs stay in the first cache
 constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 
