@@ -1,5 +1,5 @@
-// The multiplication table: n x n words on one and on two tasks beside mpn_mul_n, in turns; `over_gmp` is GMP's time
-// over ours. Tables and memory are made beforehand.
+// The multiplication table: n x n words on one and on two tasks (of the default framework) beside mpn_mul_n, in turns;
+// `over_gmp` is GMP's time over ours. Tables and memory are made beforehand.
 //
 //   bench_arith_multiply --benchmark_filter=mul_table      (2^22 and 2^24 take a minute; mul_table/10?.. choose)
 #include <benchmark/benchmark.h>
@@ -8,7 +8,7 @@
 
 #include "arith/multiply/algorithm_table.h"
 #include "base/simd/isa.h"
-#include "platform/parallel/spawn_framework.h"
+#include "platform/parallel/parallelism_settings.h"
 #include "arith/multiply/side_by_side.h"
 
 namespace {
@@ -22,8 +22,8 @@ void mul_table(benchmark::State& state) {
         return;
     }
     side_by_side::Products products(n);
-    SpawnFramework framework(64);
-    const ParallelContext two{&framework, 2};
+    const std::unique_ptr<BasicParallelizer> framework = ParallelismSettings(2).framework->make_framework();
+    const ParallelContext two{framework.get(), 2};
     const bool small = state.range(0) <= 18;
     const u64 rounds = state.range(0) <= 20 ? 7 : state.range(0) == 22 ? 3 : 1;
     double one_task = 0, two_tasks = 0, gmp = 0;

@@ -5,6 +5,7 @@
 
 #include "arith/ntt/c17_plan.h"
 #include "arith/ntt/c17_transform.h"
+#include "arith/ntt/ntt_check.h"
 #include "platform/memory/aligned_buffer.h"
 
 namespace trel {
@@ -55,6 +56,10 @@ const ListSizes& list_sizes(NttFamily family) {
 }
 
 }  // namespace
+
+C17Algorithm::C17Algorithm(NttFamily family) : family_(family) {
+    check_vector_family("C17Algorithm::C17Algorithm()", family);
+}
 
 MultiplySizes C17Algorithm::sizes(u64 words) const {
     MultiplySizes s = list_sizes(family_).of(find_ntt_record_for_words(family_, words));

@@ -13,7 +13,8 @@ namespace trel {
 // list of lengths of its own.
 class C17Algorithm final : public MultiplyAlgorithm {
   public:
-    explicit C17Algorithm(NttFamily family) : family_(family) {}
+    // family: c17 or vst; throws InvalidParametersException "Invalid Mode" for another.
+    explicit C17Algorithm(NttFamily family);
 
     // Throws LimitExceededException beyond the largest product.
     MultiplySizes sizes(u64 words) const override;

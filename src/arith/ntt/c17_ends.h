@@ -28,7 +28,7 @@ void make_c17_end_constants(C17EndConstants* out, const NttPrimeSet& set, u32 c)
 
 // What runs from one block of points of a row to the next while a product is joined; all zero = nothing
 // below. See c17_excess().
-struct alignas(64) C17Carry {
+struct C17Carry {
     u64 middle[5][8];  // second parts of the last group's coefficients, in limbs of 48 bits
     u64 top[8];        // what stood above them
     u64 out[8];        // carries out of the points

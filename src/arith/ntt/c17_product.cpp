@@ -7,6 +7,7 @@
 #include <mutex>
 #include <tuple>
 
+#include "arith/multiply/work_area.h"
 #include "arith/ntt/c17_plan.h"
 #include "arith/ntt/ntt_check.h"
 #include "arith/ntt/task_phases.h"
@@ -14,8 +15,6 @@
 namespace trel {
 namespace {
 
-constexpr u64 kCarryWords = 32;  // room for the words that a piece leaves behind at the end of a row
-static_assert(kCarryWords >= C17Window::kMaxGroupWords);
 constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
 constexpr u64 kEntryColumns = 128;           // whose limbs stay in the first cache
 constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
@@ -38,7 +37,8 @@ C17Sizes c17_sizes(const C17Plan& plan) {
     }
     s.max_pieces = static_cast<u32>(
         std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
-    s.scratch_bytes = s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * kCarryWords * sizeof(Word);
+    s.carry_words = static_cast<u32>((c17_group_words(plan.a) + 7) / 8 * 8);
+    s.scratch_bytes = s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * s.carry_words * sizeof(Word);
     s.plain_primes = s.data_bytes <= kOneTurnBytes ? plan.a : (plan.a + 2) / 3;
     s.second_bytes = 8 * plan.prime_stride * s.plain_primes;
     return s;
@@ -55,6 +55,7 @@ C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
     s.plan = plan;
     s.capacity_bits = ntt_capacity_bits(NttFamily::c17, record);
     s.sizes = c17_sizes(plan);
+    check_carry_buffer(s.sizes.carry_words, c17_group_words(record.a));
     return s;
 }
 
@@ -77,17 +78,37 @@ C17Product::C17Product(const C17Setup& setup, const ParallelContext& P, void* sc
       plan_(setup.plan),
       P_(P),
       tasks_(std::min<u64>(P.tds, setup.sizes.max_tasks)),
-      scratch_(static_cast<u8*>(scratch)) {}
+      scratch_(static_cast<u8*>(scratch)) {
+    check_work_area(scratch);
+}
 
 double* C17Product::buffer(u64 task) const {
     return reinterpret_cast<double*>(scratch_ + task * setup_.sizes.task_bytes);
 }
 Word* C17Product::carries_of(u64 piece, u32 row) const {
     return reinterpret_cast<Word*>(scratch_ + setup_.sizes.max_tasks * setup_.sizes.task_bytes) +
-           (piece * plan_.rows() + row) * kCarryWords;
+           (piece * plan_.rows() + row) * setup_.sizes.carry_words;
 }
 u64 C17Product::pieces() const {
-    return tasks_ < 2 ? 1 : std::min<u64>(setup_.sizes.max_pieces, 4 * tasks_);
+    return tasks_ < 2 ? 1 : std::min<u64>(setup_.sizes.max_pieces, 16 * tasks_);
+}
+
+u64 C17Product::excess() const {
+    return *std::max_element(excess_, excess_ + tasks_);
+}
+void C17Product::count_excess(u64 task, const C17Carry& carry) {
+    excess_[task] = std::max(excess_[task], c17_excess(carry));
+}
+void C17Product::look_at_rounding() {
+    if (!floating_point_control_is_right()) rounded_right_.store(false, std::memory_order_relaxed);
+}
+
+template <class Items, class F>
+void C17Product::run(u32 n_phases, Items&& items, F&& f) {
+    run_phases(P_, tasks_, n_phases, items, [&](u64 task, u32 phase, u64 i) noexcept {
+        f(task, phase, i);
+        look_at_rounding();
+    });
 }
 
 // ---- the three sweeps
@@ -240,11 +261,12 @@ void C17Product::last_sweep(u64 task, u64 piece, C17Window& window, const double
     for (u32 r = 0; r < rows; r++) {
         const bool top = r + 1 == rows && block1 == blocks && tail != setup_.groups() && tail != window.end();
         setup_.ends->flush(&setup_.constants, top ? &above : &carries[r], carries_of(piece, r));
-        excess_[task] = std::max(excess_[task], c17_excess(carries[r]));
+        count_excess(task, carries[r]);
     }
+    count_excess(task, above);
 }
 
-u64 C17Product::finish(C17Window& window, const double* data, bool wraps) {
+void C17Product::finish(C17Window& window, const double* data, bool wraps) {
     const u64 n_pieces = pieces(), blocks = setup_.blocks();
     for (u64 piece = 0; piece < n_pieces; piece++) {
         for (u32 r = 0; r < plan_.rows(); r++) {
@@ -257,8 +279,9 @@ u64 C17Product::finish(C17Window& window, const double* data, bool wraps) {
             }
         }
     }
-    if (!window.decided()) settle_below(window, data);
-    return *std::max_element(excess_, excess_ + tasks_);
+    if (window.decided()) return;
+    settle_below(window, data);
+    look_at_rounding();
 }
 
 // The group below first() tells what is missing at first(), up to one unit that it would have to pass on from
@@ -278,6 +301,7 @@ void C17Product::settle_below(C17Window& window, const double* data) {
             joined.residues + g / row_groups * joined.row_stride + 8 * (in_row % n);
         setup_.ends->recombine(&setup_.constants, residues, joined.stride, 8, &carry, words);
         setup_.ends->flush(&setup_.constants, &carry, above);
+        count_excess(0, carry);
     };
     const u64 group_words = c17_group_words(plan_.a);
     Word words[C17Window::kMaxGroupWords], above[C17Window::kMaxGroupWords];
@@ -308,63 +332,63 @@ void C17Product::settle_below(C17Window& window, const double* data) {
 
 void C17Product::forward(double* data, const Word* A, u64 L) {
     const u64 items[2] = {setup_.blocks(), u64(plan_.a) * plan_.rows()};
-    run_phases(
-        P_, tasks_, 2, [&](u32 phase) { return items[phase]; },
+    run(
+        2, [&](u32 phase) noexcept { return items[phase]; },
         [&](u64 task, u32 phase, u64 i) {
             if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
             middle(C17Middle::forward, i, 0, data, data, data);
         });
 }
 
-u64 C17Product::inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps) {
+void C17Product::inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps) {
     const u64 items[2] = {u64(plan_.a) * plan_.rows(), pieces()};
     const C17Middle what = X == Y ? C17Middle::inverse_square : C17Middle::inverse;
     // the rows' kernel may read and write one row only: out is X, or neither
     if (work == Y) std::swap(X, Y);
-    run_phases(
-        P_, tasks_, 2, [&](u32 phase) { return items[phase]; },
+    run(
+        2, [&](u32 phase) noexcept { return items[phase]; },
         [&](u64 task, u32 phase, u64 i) {
             if (phase == 0) return middle(what, i, 0, work, X, Y);
             last_sweep(task, i, window, work, wraps);
         });
-    return finish(window, work, wraps);
+    finish(window, work, wraps);
 }
 
-u64 C17Product::square_plain(C17Window& window, double* data, const Word* A, u64 L) {
+void C17Product::square_plain(C17Window& window, double* data, const Word* A, u64 L) {
     const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
-    run_phases(
-        P_, tasks_, 3, [&](u32 phase) { return items[phase]; },
+    run(
+        3, [&](u32 phase) noexcept { return items[phase]; },
         [&](u64 task, u32 phase, u64 i) {
             if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
             if (phase == 1) return middle(C17Middle::square, i, 0, data, data, data);
             last_sweep(task, i, window, data, false);
         });
-    return finish(window, data, false);
+    finish(window, data, false);
 }
 
-u64 C17Product::multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y) {
+void C17Product::multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y) {
     const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
-    run_phases(
-        P_, tasks_, 3, [&](u32 phase) { return items[phase]; },
+    run(
+        3, [&](u32 phase) noexcept { return items[phase]; },
         [&](u64 task, u32 phase, u64 i) {
             if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, work);
             if (phase == 1) return middle(C17Middle::held_product, i, 0, work, work, Y);
             last_sweep(task, i, window, work, true);
         });
-    return finish(window, work, true);
+    finish(window, work, true);
 }
 
 // The second operand's transform is made for a few primes at a time, in a buffer that is used again: its
 // words are cut once for each of these turns, which costs little beside what it saves in memory. Short
 // transforms have no memory to save and take one turn.
-u64 C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
-                               const Word* B, u64 LB) {
+void C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
+                                const Word* B, u64 LB) {
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;
     const u64 blocks = setup_.blocks();
     const auto primes_end = [&](u32 turn) { return std::min(plan_.a, (turn + 1) * per_turn); };
-    run_phases(
-        P_, tasks_, 2 * turns + 1,
-        [&](u32 phase) {
+    run(
+        2 * turns + 1,
+        [&](u32 phase) noexcept {
             if (phase == 2 * turns) return pieces();
             const u32 turn = phase / 2;
             if (phase % 2 == 0) return turn == 0 ? 2 * blocks : blocks;
@@ -376,10 +400,10 @@ u64 C17Product::multiply_plain(C17Window& window, double* data, double* second, 
             if (phase % 2 == 1) {
                 return middle(C17Middle::product, i, begin, data, data + begin * plan_.prime_stride, second);
             }
-            if (i < blocks) return first_sweep(task, i, {B, LB}, begin, primes_end(turn), second);
-            first_sweep(task, i - blocks, {A, LA}, 0, plan_.a, data);
+            if (turn == 0 && i % 2 == 0) return first_sweep(task, i / 2, {A, LA}, 0, plan_.a, data);
+            first_sweep(task, turn == 0 ? i / 2 : i, {B, LB}, begin, primes_end(turn), second);
         });
-    return finish(window, data, false);
+    finish(window, data, false);
 }
 
 }  // namespace trel

@@ -6,6 +6,8 @@
 // takes columns through the top levels backwards and joins them to words.
 #pragma once
 
+#include <atomic>
+
 #include "arith/ntt/c17_ends.h"
 #include "arith/ntt/c17_entry.h"
 #include "arith/ntt/c17_passes.h"
@@ -27,6 +29,7 @@ struct C17Sizes {
     u64 second_bytes;   // of the second operand in a plain product
     u32 max_tasks;      // buffers there are
     u32 max_pieces;     // of the last sweep
+    u32 carry_words;    // a piece leaves behind at the end of a row
     u32 plain_primes;   // primes of the second operand that are transformed together in a plain product
 
     u64 plain_bytes() const { return data_bytes + second_bytes + scratch_bytes; }
@@ -61,13 +64,18 @@ class C17Product {
 
     void forward(double* data, const Word* A, u64 L);
     // work = row products of X and Y (X == Y: the square), then the window's words. X and Y stay unless they
-    // are work. wraps: the product may be longer than the convolution. Returns the largest excess.
-    u64 inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps);
+    // are work. wraps: the product may be longer than the convolution.
+    void inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps);
     // second: second_bytes of the sizes
-    u64 multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA, const Word* B,
-                       u64 LB);
-    u64 square_plain(C17Window& window, double* data, const Word* A, u64 L);
-    u64 multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y);
+    void multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA, const Word* B,
+                        u64 LB);
+    void square_plain(C17Window& window, double* data, const Word* A, u64 L);
+    void multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y);
+
+    // Afterwards: the largest excess of all coefficients that were joined, and whether all threads that took
+    // part round to nearest.
+    u64 excess() const;
+    bool rounded_right() const { return rounded_right_.load(std::memory_order_relaxed); }
 
   private:
     struct Operand {
@@ -86,8 +94,13 @@ class C17Product {
     void middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y);
     // Piece `piece` of the last sweep.
     void last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps);
-    // Adds what the pieces have left at their ends and settles the carry from below. Returns the excess.
-    u64 finish(C17Window& window, const double* data, bool wraps);
+    // run_phases() with a look at each item's thread.
+    template <class Items, class F>
+    void run(u32 n_phases, Items&& items, F&& f);
+    void look_at_rounding();
+    void count_excess(u64 task, const C17Carry& carry);
+    // Adds what the pieces have left at their ends and settles the carry from below.
+    void finish(C17Window& window, const double* data, bool wraps);
     void settle_below(C17Window& window, const double* data);
 
     // Residues of a block of columns of all rows and primes after the inverse top levels: residue of prime i,
@@ -116,6 +129,7 @@ class C17Product {
     u64 tasks_;
     u8* scratch_;
     u64 excess_[C17Sizes::kMaxTasks] = {};
+    std::atomic<bool> rounded_right_{true};
 };
 
 }  // namespace trel

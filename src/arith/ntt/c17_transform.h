@@ -8,10 +8,11 @@ namespace trel {
 
 // Cyclic convolution of w-bit points, modulo 2^capacity - 1. Read-only after construction: operations may run
 // on several threads at once, each with buffers of its own. Cheap to make. Throws ConvolutionFailedException
-// "Coefficient is too large." when the check of the coefficients fails.
+// "Coefficient is too large." when the check of the coefficients fails, or a thread does not round to
+// nearest.
 class C17Transform final : public Transform {
   public:
-    // The setup outlives the transform. family: whose name failures bear (VST shares this transform).
+    // The setup outlives the transform. family: whose name failures bear, c17 or vst (else "Invalid Mode").
     explicit C17Transform(const C17Setup& setup, NttFamily family = NttFamily::c17);
 
     Fold fold() const override { return Fold::cyclic; }
@@ -30,7 +31,7 @@ class C17Transform final : public Transform {
 
   private:
     void check_length(u64 words) const;
-    void check_excess(u64 excess) const;
+    void check(const C17Product& product) const;
 
     const C17Setup* setup_;
     NttFamily family_;

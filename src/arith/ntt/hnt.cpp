@@ -1,12 +1,17 @@
 #include "arith/ntt/hnt.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
+#include "arith/fft/fft_algorithm.h"
 #include "arith/fft/fft_parameters.h"
+#include "arith/fft/fft_tables.h"
 #include "arith/fft/fft_transform.h"
 #include "arith/kernels/word_array.h"
 #include "arith/kernels/words32.h"
+#include "arith/multiply/transform_tables.h"
+#include "arith/multiply/work_area.h"
 #include "arith/ntt/fermat_ring.h"
 #include "arith/ntt/join_window.h"
 #include "arith/ntt/ntt_check.h"
@@ -48,9 +53,9 @@ u64 bytes_of_scratch(const HntParameters& p) {
 }
 
 const HntParameters& parameters_for(u64 words) {
-    // sizes that overflow as bits are refused as well
-    const u64 largest = hnt_list_b().back().capacity_bits();
-    return find_hnt_parameters(words <= largest / 64 ? 64 * words : std::max(words, largest + 1));
+    const u64 limit = hnt_list_b().back().capacity_bits() / 64;
+    if (words > limit) throw LimitExceededException("HNT", "Product is too large.", limit, words);
+    return find_hnt_parameters(64 * words);
 }
 
 // T = x y by Basecase/Karatsuba on 32-bit words; x == y squares.
@@ -69,9 +74,10 @@ void multiply_units(Word* T, const Word* x, const Word* y, u64 n) {
 
 }  // namespace
 
-HntTransform::HntTransform(const HntParameters& parameters)
+HntTransform::HntTransform(const HntParameters& parameters, const FftSharedTables* tables)
     : Transform(parameters.capacity_bits(), bytes_of_data(parameters), bytes_of_scratch(parameters)),
       parameters_(parameters),
+      tables_(tables),
       n_(parameters.element_units() / 2),
       task_bytes_(bytes_of_task(parameters)),
       max_tasks_(tasks_of_scratch(parameters)) {}
@@ -165,6 +171,7 @@ void HntTransform::forward(const ParallelContext& P, void* data, const Word* A, 
         throw ConvolutionTooSmallException("HNT", "Convolution length is too small.", convolution_bits_,
                                            64 * L);
     }
+    check_work_area(scratch);
     Word* const x = static_cast<Word*>(data);
     const u64 elements = parameters_.elements(), n_tasks = tasks(P);
     const u64 point_bytes = parameters_.point_bits() / 8, bytes = L * sizeof(Word);
@@ -202,7 +209,9 @@ void HntTransform::pointwise(const ParallelContext& P, Word* r, const Word* x, c
     const u64 elements = parameters_.elements(), n_tasks = tasks(P);
     const bool by_fft = parameters_.element_units() >= kHntFftUnits;
     TransformHolder holder;
-    if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), nullptr);
+    if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), tables_);
+    // the FFT would refuse in its own name, and on a worker's thread nobody could catch that
+    std::atomic<bool> rounded_right{true};
     parallel_for(P, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;
         Word* const product = reinterpret_cast<Word*>(memory);
@@ -217,6 +226,9 @@ void HntTransform::pointwise(const ParallelContext& P, Word* r, const Word* x, c
             }
             if (!by_fft) {
                 multiply_units(product, a, b, n_);
+            } else if (!floating_point_control_is_right()) {
+                rounded_right.store(false, std::memory_order_relaxed);
+                return;
             } else if (a == b) {
                 holder->square_plain(serial_context(), product, 0, 2 * n_, a, n_,
                                      memory + round_up_64(2 * n_ * sizeof(Word)));
@@ -227,10 +239,12 @@ void HntTransform::pointwise(const ParallelContext& P, Word* r, const Word* x, c
             fermat::reduce(to, product, n_);
         }
     });
+    check_rounding("HNT", rounded_right.load(std::memory_order_relaxed), excess_bound(), excess_bound());
 }
 
 void HntTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                            const void* Y, void* scratch) const {
+    check_work_area(scratch);
     Word* const r = static_cast<Word*>(work);
     const u64 elements = parameters_.elements(), n_tasks = tasks(P);
     const auto temporary = [&](u64 task) {
@@ -285,7 +299,7 @@ void HntTransform::join(Word* T, u64 skip, u64 total, const Word* elements, void
         std::memcpy(carry, reinterpret_cast<const u8*>(sum) + point_bytes,
                     stride() * sizeof(Word) - point_bytes);
     }
-    check_coefficients("HNT", u64(1) << (parameters_.k + 1), excess);
+    check_coefficients("HNT", excess_bound(), excess);
 }
 
 bool HntTransform::compatible(const Transform& other) const {
@@ -314,8 +328,9 @@ MultiplySizes HntAlgorithm::sizes(u64 words) const {
 void HntAlgorithm::make_transform(TransformHolder& holder, u64 words) const {
     holder.emplace<HntTransform>(parameters_for(words));
 }
-void HntAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const {
-    make_transform(holder, words);
+void HntAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
+    const SharedTables* tables = context.tables == nullptr ? nullptr : context.tables->find(fft_algorithm());
+    holder.emplace<HntTransform>(parameters_for(words), static_cast<const FftSharedTables*>(tables));
 }
 
 const MultiplyAlgorithm& hnt_algorithm() {

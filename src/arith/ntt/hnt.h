@@ -8,12 +8,18 @@
 
 namespace trel {
 
+class FftSharedTables;
+
 // Cyclic convolution modulo 2^capacity - 1 (Schoenhage and Strassen 1971). The root of unity of order 2^k is
 // 2^(m/2), or 2^(1/2) to the power m for odd m, where 2^(1/2) is 2^(24 L) - 2^(8 L). Windows of products that
 // do not wrap are exact. Data: 2^k elements of L / 2 + 1 words. Read-only after construction.
+//
+// Elements of 24 units or more are multiplied by the floating-point FFT: when a thread that takes part in
+// that does not round to nearest, inverse() throws ConvolutionFailedException "Coefficient is too large.".
 class HntTransform final : public Transform {
   public:
-    explicit HntTransform(const HntParameters& parameters);
+    // tables: those of the FFT, for as long as the transform; without them every inverse() makes its own.
+    explicit HntTransform(const HntParameters& parameters, const FftSharedTables* tables = nullptr);
 
     Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
@@ -40,7 +46,10 @@ class HntTransform final : public Transform {
     void shared_level(const ParallelContext& P, u64 n_tasks, u32 level, const F& f) const;
     void pointwise(const ParallelContext& P, Word* r, const Word* x, const Word* y, u8* scratch) const;
 
+    u64 excess_bound() const { return u64(2) << parameters_.k; }
+
     HntParameters parameters_;
+    const FftSharedTables* tables_;
     u64 n_;  // words of an element without its top
     u64 task_bytes_;
     u64 max_tasks_;  // that the scratch is for

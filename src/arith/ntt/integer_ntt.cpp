@@ -8,6 +8,7 @@
 #include "arith/ntt/integer_ntt_tables.h"
 #include "arith/ntt/join_window.h"
 #include "arith/ntt/ntt_check.h"
+#include "arith/ntt/ntt_prime_sets.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
 
@@ -25,16 +26,20 @@ constexpr u32 kSplitExponent = 12;
 // so that it can carry into the window only through a point all of whose bits are set.
 constexpr u64 kPointsBefore = 3;
 
+bool in_range(u32 hint, u32 low, u32 high) {
+    return hint == 0 || (low <= hint && hint <= high);
+}
+
 // log2 of the points that are transformed level by level. The hint f of a record is the logarithm of a block
-// of vectors of eight.
-u32 log_block_of(const NttRecord& record) {
-    if (record.f == 0) return 12;
-    const u32 log_block = record.f + 3u;
-    if (record.f < 5 || record.f > 12 || record.c < kIntegerNttTail) {
-        assertion_failure(kInvalidParameters, "IntegerNttTransform::IntegerNttTransform()",
-                          std::to_string(record.c) + ", " + std::to_string(record.f));
+// of vectors of eight; d and e are checked but not needed.
+u32 log_block_of(const NttRecord& r, u32 max_exponent) {
+    if (!in_range(r.d, 5, 8) || !in_range(r.e, 3, 11) || !in_range(r.f, 6, 11) || r.c < kIntegerNttTail ||
+        r.c > max_exponent) {
+        std::string detail;
+        for (const u32 x : {r.a, r.b, r.c, r.d, r.e, r.f}) detail += std::to_string(x) + " ";
+        assertion_failure(kInvalidParameters, "IntegerNttTransform::IntegerNttTransform()", detail);
     }
-    return log_block;
+    return r.f == 0 ? 12 : r.f + 3u;
 }
 
 // A point's value from its limbs, limbs[64 * l] being limb l, in words; rows beyond the last limb are zero.
@@ -92,7 +97,7 @@ IntegerNttTransform<W>::IntegerNttTransform(const IntegerNttKernels<W>& kernels,
       kernels_(&kernels),
       set_(&integer_ntt_set<W>(record.a, record.b)),
       record_(record),
-      log_block_(log_block_of(record)) {}
+      log_block_(log_block_of(record, ntt_max_exponent(kIntegerNttFamily<W>, record.a, record.b))) {}
 
 template <class W>
 u64 IntegerNttTransform<W>::tasks(const ParallelContext& P) const {

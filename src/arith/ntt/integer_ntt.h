@@ -26,6 +26,9 @@ const IntegerNttKernels<W>& integer_ntt_kernels();
 template <class W>
 class IntegerNttTransform final : public Transform {
   public:
+    // Throws InvalidParametersException "Out-of-bounds." when there is no prime set for the record's a and b.
+    // c from 8 to the depth of the primes; hints d, e, f 0 or 5 to 8, 3 to 11, 6 to 11: anything else ends
+    // the process with "Invalid Function Parameters:   ".
     IntegerNttTransform(const IntegerNttKernels<W>& kernels, const NttRecord& record);
 
     Fold fold() const override { return Fold::cyclic; }

@@ -11,6 +11,20 @@ namespace trel {
 // ConvolutionTooSmallException "Convolution length is too small.".
 void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words);
 
+// Transforms that compute in floating-point numbers are right only on threads that round to nearest, whatever
+// their coefficients look like. rounded_right: every thread that took part did. Otherwise prints "The FPU
+// Control Word has been corrupted." and throws ConvolutionFailedException "Coefficient is too large." with
+// the bound and no less than it for the excess. function: the short name of the algorithm.
+void check_rounding(const char* function, bool rounded_right, u64 bound, u64 excess);
+
+// Families that share the vector transform: c17 and vst. Any other: throws InvalidParametersException
+// (function, "Invalid Mode").
+void check_vector_family(const char* function, NttFamily family);
+
+// Memory for memory_k words of what a task leaves behind has to hold its carry_k words: otherwise throws
+// AlgorithmFailedException "CarryBufferB(): memory_k < carry_k".
+void check_carry_buffer(u64 memory_k, u64 carry_k);
+
 // excess: the largest part above the bits of a product of two points that a coefficient has. A right
 // coefficient is a sum of at most N such products, so its excess is below twice N rounded up to a power of
 // two. Otherwise throws ConvolutionFailedException "Coefficient is too large." with the bound and the excess;

@@ -164,8 +164,12 @@ const NttRecord& find_ntt_record(NttFamily family, u64 bits) {
 }
 
 const NttRecord& find_ntt_record_for_words(NttFamily family, u64 words) {
-    const u64 max_bits = ntt_constants(family).max_bits;
-    return find_ntt_record(family, words <= max_bits / 64 ? 64 * words : std::max(words, max_bits + 1));
+    const NttFamilyConstants& constants = ntt_constants(family);
+    const u64 limit = constants.max_bits / 64;
+    if (words > limit) {
+        throw LimitExceededException(constants.short_name, "Product is too large.", limit, words);
+    }
+    return find_ntt_record(family, 64 * words);
 }
 
 u64 ntt_largest_residues(NttFamily family, u64 words) {

@@ -41,9 +41,9 @@ std::span<const NttRecord> ntt_tuned_records(NttFamily family);
 std::span<const NttRecord> ntt_general_records(NttFamily family);
 
 // The record for a product of `bits` bits: the first of the tuned list with enough capacity, else the first
-// of the general list, else LimitExceededException.
+// of the general list, else LimitExceededException with the limit and the request in bits.
 const NttRecord& find_ntt_record(NttFamily family, u64 bits);
-// The same for a size in words; any number of words.
+// The same for a size in words; the exception counts in words too.
 const NttRecord& find_ntt_record_for_words(NttFamily family, u64 words);
 // The most residues (a N) that the record of any product of up to `words` words has.
 u64 ntt_largest_residues(NttFamily family, u64 words);

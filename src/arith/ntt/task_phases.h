@@ -1,56 +1,89 @@
 // Several phases of independent items on one set of tasks, with a barrier between the phases: a product
-// starts its threads once, not once a phase.
+// starts its tasks once, not once a phase.
 #pragma once
 
 #include <atomic>
 #include <mutex>
+#include <string>
+#include <type_traits>
 
+#include "base/errors/fatal.h"
 #include "os/spin_wait.h"
 #include "os/sync.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace trel {
 
-// Runs f(task, phase, i) for all i < items(phase) of phase 0, then of phase 1, and so on; task < tasks tells
-// which of the tasks runs the item, and no two items of one task run at the same time. Items are handed out
-// one by one, in order.
+// The end of a phase: counts its finished items, and lets tasks wait for the last of them.
+class PhaseEnd {
+  public:
+    // An item has finished; the phase has n of them.
+    void finish_one(u64 n) {
+        if (done_.fetch_add(1) + 1 != n || sleepers_.load() == 0) return;
+        const std::lock_guard<os::Mutex> lock(mutex_);
+        wake_.notify_all();
+    }
+    // Returns when n items have finished. Spins for a moment, then sleeps.
+    void wait(u64 n) {
+        for (os::SpinWait spin; done_.load(std::memory_order_acquire) < n;) {
+            if (spin.once()) continue;
+            std::unique_lock<os::Mutex> lock(mutex_);
+            sleepers_.fetch_add(1);  // before the look at the count: who finishes the last item sees it
+            wake_.wait(lock, [&] { return done_.load() == n; });
+            return;
+        }
+    }
+
+  private:
+    alignas(64) std::atomic<u64> done_{0};
+    std::atomic<u32> sleepers_{0};
+    os::Mutex mutex_;
+    os::ConditionVariable wake_;
+};
+
+constexpr u32 kMaxPhases = 16;
+constexpr u64 kMaxPhaseTasks = 64;
+
+// Runs f(task, phase, i) for all i < items(phase) of phase 0, then of phase 1, and so on; n_phases phases, at
+// most kMaxPhases, and tasks at most kMaxPhaseTasks. task < tasks tells which of the tasks runs the item, and
+// no two items of one task run at the same time. Items may not throw, because the others would wait for an
+// item that never finishes: both functions have to say noexcept.
+//
+// A task begins with a run of items of its own, the same part of every phase, and then helps the others one
+// item at a time. Neighbouring items lie beside each other in memory, and two processors that write beside
+// each other fetch each other's lines in advance for nothing.
 //
 // Works with any framework: a task that finds no item left waits only for items that another task is running
 // already, so it does not matter whether all tasks run at the same time, or one after the other.
 template <class Items, class F>
 void run_phases(const ParallelContext& P, u64 tasks, u32 n_phases, Items&& items, F&& f) {
-    constexpr u32 kMaxPhases = 32;
+    static_assert(std::is_nothrow_invocable_v<Items, u32> && std::is_nothrow_invocable_v<F, u64, u32, u64>);
+    if (n_phases > kMaxPhases || tasks > kMaxPhaseTasks) {
+        assertion_failure(kInvalidParameters, "run_phases()",
+                          std::to_string(n_phases) + " phases, " + std::to_string(tasks) + " tasks");
+    }
     if (tasks < 2 || P.tds < 2) {
         for (u32 k = 0; k < n_phases; k++) {
             for (u64 i = 0; i < items(k); i++) f(0, k, i);
         }
         return;
     }
-    struct alignas(64) Progress {
-        std::atomic<u64> next{0};
-        alignas(64) std::atomic<u64> done{0};
-    };
-    Progress progress[kMaxPhases];
-    os::Mutex mutex;
-    os::ConditionVariable phase_done;
+    struct Phase {
+        std::atomic<u64> taken[kMaxPhaseTasks] = {};  // items of each task's run
+        PhaseEnd end;
+    } phases[kMaxPhases];
     parallel_for(P, tasks, [&](u64 task) {
         for (u32 k = 0; k < n_phases; k++) {
             const u64 n = items(k);
-            Progress& now = progress[k];
-            for (u64 i; (i = now.next.fetch_add(1, std::memory_order_relaxed)) < n;) {
-                f(task, k, i);
-                if (now.done.fetch_add(1, std::memory_order_acq_rel) + 1 == n) {
-                    const std::lock_guard<os::Mutex> lock(mutex);
-                    phase_done.notify_all();
+            for (u64 t = 0; t < tasks; t++) {
+                const u64 run = (task + t) % tasks, first = n * run / tasks, last = n * (run + 1) / tasks;
+                for (u64 i;
+                     (i = first + phases[k].taken[run].fetch_add(1, std::memory_order_relaxed)) < last;) {
+                    f(task, k, i);
+                    phases[k].end.finish_one(n);
                 }
             }
-            const auto is_done = [&] { return now.done.load(std::memory_order_acquire) >= n; };
-            os::SpinWait spin;
-            while (!is_done()) {
-                if (spin.once()) continue;
-                std::unique_lock<os::Mutex> lock(mutex);
-                phase_done.wait(lock, is_done);
-            }
+            phases[k].end.wait(n);
         }
     });
 }

@@ -22,7 +22,7 @@ struct Mask8 {
     __m256i lo, hi;
 };
 
-// ---- memory; the plain forms want addresses that are multiples of 32 (callers give multiples of 64)
+// ---- memory; the plain forms are for addresses that are multiples of 64, and only slower elsewhere
 
 TREL_VEC const __m256i* vec_address(const u64* p) {
     return reinterpret_cast<const __m256i*>(p);
@@ -32,14 +32,14 @@ TREL_VEC __m256i* vec_address(u64* p) {
 }
 
 TREL_VEC F64x8 load(const double* p) {
-    return {_mm256_load_pd(p), _mm256_load_pd(p + 4)};
+    return {_mm256_loadu_pd(p), _mm256_loadu_pd(p + 4)};
 }
 TREL_VEC F64x8 loadu(const double* p) {
     return {_mm256_loadu_pd(p), _mm256_loadu_pd(p + 4)};
 }
 TREL_VEC void store(double* p, F64x8 a) {
-    _mm256_store_pd(p, a.lo);
-    _mm256_store_pd(p + 4, a.hi);
+    _mm256_storeu_pd(p, a.lo);
+    _mm256_storeu_pd(p + 4, a.hi);
 }
 TREL_VEC void storeu(double* p, F64x8 a) {
     _mm256_storeu_pd(p, a.lo);
@@ -50,14 +50,14 @@ TREL_VEC void stream(double* p, F64x8 a) {
     _mm256_stream_pd(p + 4, a.hi);
 }
 TREL_VEC U64x8 load(const u64* p) {
-    return {_mm256_load_si256(vec_address(p)), _mm256_load_si256(vec_address(p + 4))};
+    return {_mm256_loadu_si256(vec_address(p)), _mm256_loadu_si256(vec_address(p + 4))};
 }
 TREL_VEC U64x8 loadu(const u64* p) {
     return {_mm256_loadu_si256(vec_address(p)), _mm256_loadu_si256(vec_address(p + 4))};
 }
 TREL_VEC void store(u64* p, U64x8 a) {
-    _mm256_store_si256(vec_address(p), a.lo);
-    _mm256_store_si256(vec_address(p + 4), a.hi);
+    _mm256_storeu_si256(vec_address(p), a.lo);
+    _mm256_storeu_si256(vec_address(p + 4), a.hi);
 }
 TREL_VEC void storeu(u64* p, U64x8 a) {
     _mm256_storeu_si256(vec_address(p), a.lo);

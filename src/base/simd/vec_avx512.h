@@ -21,16 +21,16 @@ struct Mask8 {
     __mmask8 m;
 };
 
-// ---- memory; the plain forms want addresses that are multiples of 64
+// ---- memory; the plain forms are for addresses that are multiples of 64, and only slower elsewhere
 
 TREL_VEC F64x8 load(const double* p) {
-    return {_mm512_load_pd(p)};
+    return {_mm512_loadu_pd(p)};
 }
 TREL_VEC F64x8 loadu(const double* p) {
     return {_mm512_loadu_pd(p)};
 }
 TREL_VEC void store(double* p, F64x8 a) {
-    _mm512_store_pd(p, a.v);
+    _mm512_storeu_pd(p, a.v);
 }
 TREL_VEC void storeu(double* p, F64x8 a) {
     _mm512_storeu_pd(p, a.v);
@@ -40,13 +40,13 @@ TREL_VEC void stream(double* p, F64x8 a) {
     _mm512_stream_pd(p, a.v);
 }
 TREL_VEC U64x8 load(const u64* p) {
-    return {_mm512_load_si512(p)};
+    return {_mm512_loadu_si512(p)};
 }
 TREL_VEC U64x8 loadu(const u64* p) {
     return {_mm512_loadu_si512(p)};
 }
 TREL_VEC void store(u64* p, U64x8 a) {
-    _mm512_store_si512(p, a.v);
+    _mm512_storeu_si512(p, a.v);
 }
 TREL_VEC void storeu(u64* p, U64x8 a) {
     _mm512_storeu_si512(p, a.v);

@@ -4,11 +4,11 @@
 
 #include <cfenv>
 #include <random>
+#include <thread>
 
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 #include "base/errors/exceptions.h"
-#include "platform/parallel/spawn_framework.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
 #include "support/capture_console.h"
@@ -104,47 +104,93 @@ TEST(RoundingModeTest, TransformsOfTheTableRefuse) {
     }
 }
 
-// Only a worker thread's mode is wrong: tasks look at their own.
-TEST(RoundingModeTest, TasksOfTheFftLookAtTheirOwnThread) {
+// Runs the first task on a thread of its own in a wrong rounding mode, before or beside the others.
+class WrongThread final : public BasicParallelizer {
+  public:
+    explicit WrongThread(bool alone) : alone_(alone) {}
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        a.run(0);
+        b.run(0);
+    }
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        std::thread wrong([&action, begin] {
+            const RoundingMode changed(FE_DOWNWARD);
+            action.run(begin);
+        });
+        if (alone_) wrong.join();
+        for (u64 i = begin + 1; i < end; i++) action.run(i);
+        if (!alone_) wrong.join();
+    }
+
+  private:
+    bool alone_;
+};
+
+// Only a worker thread's mode is wrong: tasks look at their own. N32 and N64 compute in integers.
+TEST(RoundingModeTest, TasksLookAtTheirOwnThread) {
     std::mt19937_64 rng(3);
     constexpr u64 n = 40000;
-    const MultiplyAlgorithm& fft = *find_algorithm(TableSlot::basic64, "FFT")->algorithm;
     Words A(n / 2), B(n - n / 2);
     for (Word& w : A) w = rng();
     for (Word& w : B) w = rng();
     const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
-    // The first task runs on a thread of its own, the last one on this thread.
-    class WrongThreads final : public BasicParallelizer {
-      public:
-        void run_in_parallel(BasicAction& a, BasicAction& b) override {
-            inner_.run_in_parallel(a, b);
-        }
-        void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
-            class Wrong final : public BasicAction {
-              public:
-                explicit Wrong(BasicAction& action) : action_(action) {}
-                void run(u64 index) override {
-                    if (index != 0) return action_.run(index);
-                    const RoundingMode changed(FE_DOWNWARD);
-                    action_.run(index);
+    const Words square = reference::to_words(reference::to_mpz(A) * reference::to_mpz(A), n);
+    for (const char* name : {"FFT", "C17", "VST", "HNT", "N32", "N64"}) {
+        SCOPED_TRACE(name);
+        const MultiplyAlgorithm& algorithm = *find_algorithm(TableSlot::basic64, name)->algorithm;
+        const bool integers = name[0] == 'N';
+        Scratch scratch(algorithm.mSBsize(n));
+        for (const bool alone : {true, false}) {
+            WrongThread framework(alone);
+            const MultiplyContext context{{&framework, 2}, scratch.view()};
+            for (const bool squares : {false, true}) {
+                std::string printed;
+                const Outcome result = outcome(FE_TONEAREST, squares ? square : want, printed, [&](Word* T) {
+                    if (squares) {
+                        algorithm.sqr(context, T, A.data(), A.size());
+                    } else {
+                        algorithm.mul(context, T, A.data(), A.size(), B.data(), B.size());
+                    }
+                });
+                EXPECT_NE(result, Outcome::wrong);
+                // beside others the thread may find nothing left to do
+                if (alone || integers) {
+                    EXPECT_EQ(result, integers ? Outcome::right : Outcome::refused);
                 }
-
-              private:
-                BasicAction& action_;
-            } wrong(action);
-            inner_.run_in_parallel(wrong, begin, end);
+                EXPECT_EQ(printed, result == Outcome::refused ? kReport : "");
+            }
         }
+        // a transform alone
+        if (integers || name[0] == 'H') continue;
+        WrongThread framework(true);
+        TransformHolder transform;
+        algorithm.make_transform(transform, n);
+        Scratch data(transform->data_bytes()), own(transform->scratch_bytes());
+        CaptureConsole console;
+        EXPECT_THROW(transform->forward({&framework, 2}, data.data(), A.data(), A.size(), own.data()),
+                     ConvolutionFailedException);
+        EXPECT_EQ(console.take(), kReport);
+    }
+}
 
-      private:
-        SpawnFramework inner_{64};
-    } framework;
-    Scratch scratch(fft.mSBsize(n));
-    const MultiplyContext context{{&framework, 2}, scratch.view()};
-    std::string printed;
-    EXPECT_EQ(outcome(FE_TONEAREST, want, printed,
-                      [&](Word* T) { fft.mul(context, T, A.data(), A.size(), B.data(), B.size()); }),
-              Outcome::refused);
-    EXPECT_EQ(printed, kReport);
+// Whose name a failure bears.
+TEST(RoundingModeTest, FailuresNameTheAlgorithm) {
+    constexpr u64 n = 4000;
+    const Words A(n / 2, 12345);
+    for (const char* name : {"FFT", "C17", "VST", "HNT"}) {
+        const MultiplyAlgorithm& algorithm = *find_algorithm(TableSlot::basic64, name)->algorithm;
+        Scratch scratch(algorithm.mSBsize(n));
+        Words T(n);
+        CaptureConsole console;
+        try {
+            const RoundingMode changed(FE_UPWARD);
+            algorithm.sqr({serial_context(), scratch.view()}, T.data(), A.data(), A.size());
+            FAIL() << name;
+        } catch (const ConvolutionFailedException& e) {
+            EXPECT_EQ(e.function, name);
+            EXPECT_EQ(e.message, "Coefficient is too large.");
+        }
+    }
 }
 
 }  // namespace

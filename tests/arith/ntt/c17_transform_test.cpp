@@ -10,6 +10,7 @@
 #include "arith/ntt/ntt_check.h"
 #include "base/errors/exceptions.h"
 #include "ntt_support.h"
+#include "support/capture_console.h"
 
 namespace {
 
@@ -214,22 +215,73 @@ bool within_one_unit(std::vector<Word> x, const std::vector<Word>& want) {
 
 // Longer products than the convolution: the clean words, the lowest of them up to one unit.
 TEST_P(C17TransformTest, WrappedWindows) {
-    for (const NttRecord& r : {NttRecord{7, 1, 10, 0, 0, 0}, NttRecord{10, 5, 8, 0, 0, 0},
-                               NttRecord{8, 7, 8, 0, 0, 0}, NttRecord{11, 3, 9, 0, 0, 0}}) {
+    SpawnFramework spawn(64);
+    for (const NttRecord& r :
+         {NttRecord{7, 1, 10, 0, 0, 0}, NttRecord{10, 5, 8, 0, 0, 0}, NttRecord{8, 7, 8, 0, 0, 0},
+          NttRecord{11, 3, 9, 0, 0, 0}, NttRecord{9, 1, 14, 0, 0, 0}}) {
         const C17Transform t = transform(r);
         const u64 W = t.convolution_words();
+        const bool large = r.c >= 14;
         for (Kind kind : kKinds) {
+            if (large && kind != Kind::random && kind != Kind::ones) continue;
             for (u64 n : {W + 1, W + 2, W + 7, W + c17_group_words(r.a), W + W / 3, 2 * W - 2}) {
+                if (large && n != W + 1 && n != W + W / 3) continue;
                 const u64 la = std::min(W, n - n / 3);
                 const auto A = operand(kind, la, n), B = operand(kind, n - la, n + 1);
-                const auto C = product(A, B);
-                const u64 skip = n - W;
-                for (const Way way : {Way::transforms, Way::held}) {
-                    for (const u64 total : {W, skip + 1, (W + skip + 1) / 2}) {
-                        const auto got = product_by(t, way, serial_context(), A, B, skip, total);
-                        ASSERT_TRUE(within_one_unit(got, window_of(C, skip, total)))
-                            << name_of(r) << " " << n << " total " << total;
+                const auto S = operand(kind, (n + 1) / 2, n + 2);
+                const auto C = product(A, B), D = product(S, S);
+                for (const Way way : {Way::transforms, Way::plain, Way::held}) {
+                    for (const u64 tds : {1, 2, 7}) {
+                        if (large != (tds != 1)) continue;  // smaller ones run on one task
+                        const ParallelContext P{&spawn, tds};
+                        const std::string where = name_of(r) + " " + std::to_string(n) + " words, kind " +
+                                                  std::to_string(static_cast<int>(kind)) + " way " +
+                                                  std::to_string(static_cast<int>(way)) + " tds " +
+                                                  std::to_string(tds);
+                        const u64 skip = n - W, skip2 = D.size() - W;
+                        for (const u64 total : {W, skip + 1, (W + skip + 1) / 2}) {
+                            if (large && total != W) continue;
+                            ASSERT_TRUE(within_one_unit(product_by(t, way, P, A, B, skip, total),
+                                                        window_of(C, skip, total)))
+                                << where << " total " << total;
+                            if (way == Way::held || skip2 >= total) continue;
+                            ASSERT_TRUE(within_one_unit(product_by(t, way, P, S, S, skip2, total),
+                                                        window_of(D, skip2, total)))
+                                << where << " square, total " << total;
+                        }
                     }
+                }
+            }
+        }
+    }
+}
+
+// A product 2^(64 m) + (a small number): a carry that comes from far below runs through all of its middle.
+TEST_P(C17TransformTest, CarriesRunIntoWindows) {
+    SpawnFramework spawn(64);
+    for (const NttRecord& r : {NttRecord{8, 3, 9, 0, 0, 0}, NttRecord{9, 1, 14, 0, 0, 0}}) {
+        const C17Transform t = transform(r);
+        const u64 half = t.convolution_words() / 2;
+        const auto A = operand(Kind::random, half, 9);
+        // B = ceil(2^(64 (2 half - 1)) / A)
+        std::vector<Word> power(2 * half, 0), quotient(half + 1), rest(half);
+        power.back() = 1;
+        mpn_tdiv_qr(reinterpret_cast<mp_limb_t*>(quotient.data()), reinterpret_cast<mp_limb_t*>(rest.data()),
+                    0, reinterpret_cast<const mp_limb_t*>(power.data()), static_cast<mp_size_t>(2 * half),
+                    reinterpret_cast<const mp_limb_t*>(A.data()), static_cast<mp_size_t>(half));
+        ASSERT_EQ(quotient[half], 0u);
+        std::vector<Word> B(quotient.begin(), quotient.begin() + static_cast<std::ptrdiff_t>(half));
+        B[0]++;
+        const auto C = product(A, B);
+        ASSERT_EQ(C[half + 5], 0u);
+        const bool large = r.c >= 14;
+        for (const u64 tds : {1, 2, 7}) {
+            if (large != (tds != 1)) continue;  // smaller ones run on one task
+            for (u64 skip = 1; skip < 2 * half; skip += 1 + (large ? skip : skip / 7)) {
+                for (const Way way : {Way::transforms, Way::plain}) {
+                    ASSERT_EQ(product_by(t, way, {&spawn, tds}, A, B, skip, 2 * half),
+                              window_of(C, skip, 2 * half))
+                        << name_of(r) << " skip " << skip << " tds " << tds;
                 }
             }
         }
@@ -329,6 +381,55 @@ TEST_P(C17TransformTest, CorruptedResiduesAreFound) {
     }
 }
 
+// Points whose coefficient alone is wrong: x is the transform of A, but modulo one prime of a number that
+// differs from A in this point. The product with 1 then has a random coefficient there.
+void spoil_point(const C17Transform& t, double* x, std::vector<Word> A, u64 point, u32 prime) {
+    const u64 bit = point * 24 * (t.setup().record.a - 1u), row = t.setup().plan.prime_stride;
+    A[bit / 64] ^= u64(1) << bit % 64;
+    Scratch other(t.data_bytes()), scratch(t.scratch_bytes());
+    t.forward(serial_context(), other.data(), A.data(), A.size(), scratch.data());
+    std::memcpy(x + prime * row, static_cast<double*>(other.data()) + prime * row, 8 * row);
+}
+
+// Coefficients that only tell what stands above or below the window are checked too.
+TEST_P(C17TransformTest, CoefficientsOutsideTheWindowAreChecked) {
+    for (const NttRecord& r : {NttRecord{10, 5, 9, 0, 0, 0}, NttRecord{9, 1, 14, 0, 0, 6}}) {
+        const C17Transform t = transform(r);
+        const u64 W = t.convolution_words(), G = c17_group_words(r.a), points = t.setup().plan.points();
+        const std::vector<Word> one{1};
+        struct Case {
+            Kind kind;
+            u64 skip, total, point;
+            bool checked;
+        };
+        const u64 middle = W / 2 / G;  // a group
+        const Case cases[] = {
+            {Kind::random, 0, W / 2, points - 1, true},               // its top wraps into the window
+            {Kind::random, 0, W / 2, points - 8 * 3, false},          // a group that says nothing
+            {Kind::random, 0, W / 2, 8 * (middle - 3), true},         // inside
+            {Kind::ones, middle * G, W - 5, 8 * (middle - 2), true},  // below, where carries run through
+            {Kind::ones, middle * G, W - 5, 8 * 2, true},             // far below
+            {Kind::random, middle * G, W - 5, 8 * 2, false},
+        };
+        for (const Case& c : cases) {
+            const auto A = operand(c.kind, W - 2, 1);
+            Scratch x(t.data_bytes()), y(t.data_bytes()), scratch(t.scratch_bytes());
+            t.forward(serial_context(), x.data(), A.data(), A.size(), scratch.data());
+            t.forward(serial_context(), y.data(), one.data(), 1, scratch.data());
+            spoil_point(t, static_cast<double*>(x.data()), A, c.point, r.a - 1u);
+            Output T(c.total - c.skip);
+            bool refused = false;
+            try {
+                t.inverse(serial_context(), T.data(), c.skip, c.total, x.data(), x.data(), y.data(),
+                          scratch.data());
+            } catch (const ConvolutionFailedException&) {
+                refused = true;
+            }
+            EXPECT_EQ(refused, c.checked) << name_of(r) << " point " << c.point << " of " << points;
+        }
+    }
+}
+
 class RoundingMode {
   public:
     explicit RoundingMode(int mode) : before_(std::fegetround()) { std::fesetround(mode); }
@@ -367,6 +468,25 @@ TEST_P(C17TransformTest, WrongRoundingModeIsRefused) {
     EXPECT_EQ(T.words(), product(A, B));
 }
 
+TEST_P(C17TransformTest, WrongRoundingModeOfATransformIsRefused) {
+    for (const NttFamily family : {NttFamily::c17, NttFamily::vst}) {
+        const C17Transform t(c17_setup(GetParam(), {10, 5, 9, 0, 0, 0}), family);
+        const auto A = operand(Kind::random, 100, 1);
+        Scratch x(t.data_bytes()), scratch(t.scratch_bytes());
+        CaptureConsole console;
+        try {
+            const RoundingMode changed(FE_UPWARD);
+            t.forward(serial_context(), x.data(), A.data(), A.size(), scratch.data());
+            FAIL();
+        } catch (const ConvolutionFailedException& e) {
+            EXPECT_EQ(e.function, ntt_constants(family).short_name);
+            EXPECT_EQ(e.message, "Coefficient is too large.");
+            EXPECT_EQ(e.first, ntt_excess_bound(t.setup().record));
+        }
+        EXPECT_EQ(console.take(), "The FPU Control Word has been corrupted.\n");
+    }
+}
+
 TEST_P(C17TransformTest, CompatibleOnlyWithItsOwnRecord) {
     const C17Transform t = transform({8, 3, 9, 5, 8, 8}), same = transform({8, 3, 9, 5, 8, 8}),
                        other = transform({8, 3, 10, 6, 4, 6});
@@ -394,11 +514,52 @@ TEST(C17AlgorithmTest, SizesAreWhatTransformsNeed) {
     EXPECT_THROW(c17_algorithm().sizes(0x1440000000000 / 64 + 1), LimitExceededException);
 }
 
+// A plan for fewer primes leaves too little room for what the kernels of the record write.
+TEST(C17SetupTest, PlanOfAnotherRecordIsRefused) {
+    for (const Isa isa : available_isas()) {
+        const NttRecord small{7, 1, 10, 0, 0, 0}, large{11, 1, 10, 0, 0, 0};
+        (void)make_c17_setup(isa, large, make_c17_plan(large, 2));
+        try {
+            (void)make_c17_setup(isa, large, make_c17_plan(small, 2));
+            FAIL();
+        } catch (const AlgorithmFailedException& e) {
+            EXPECT_EQ(e.function, "CarryBufferB()");
+            EXPECT_EQ(e.message, "CarryBufferB(): memory_k < carry_k");
+        }
+    }
+    check_carry_buffer(30, 30);
+    EXPECT_THROW(check_carry_buffer(29, 30), AlgorithmFailedException);
+}
+
+TEST(C17AlgorithmTest, OtherFamiliesAreAnInvalidMode) {
+    const C17Setup& setup = c17_setup(active_isa(), {7, 1, 10, 0, 0, 0});
+    for (const NttFamily family : {NttFamily::n32, NttFamily::n64, static_cast<NttFamily>(9)}) {
+        const auto expect = [](const char* function, auto&& make) {
+            try {
+                make();
+                FAIL() << function;
+            } catch (const InvalidParametersException& e) {
+                EXPECT_EQ(e.function, function);
+                EXPECT_EQ(e.message, "Invalid Mode");
+            }
+        };
+        expect("C17Algorithm::C17Algorithm()", [&] { C17Algorithm algorithm(family); });
+        expect("C17Transform::C17Transform()", [&] { C17Transform transform(setup, family); });
+    }
+}
+
 using C17PlanDeathTest = testing::Test;
 TEST(C17PlanDeathTest, HintsOutOfRangeEndTheProcess) {
     for (const NttRecord& r : {NttRecord{10, 5, 9, 4, 4, 6}, NttRecord{10, 5, 9, 5, 12, 6},
                                NttRecord{10, 5, 9, 5, 4, 12}, NttRecord{6, 5, 9, 0, 0, 0}}) {
-        EXPECT_DEATH(make_c17_plan(r, 4), "");
+        const auto make = [&] {
+            print_to_stderr();
+            make_c17_plan(r, 4);
+        };
+        std::string parameters;
+        for (const u32 x : {r.a, r.b, r.c, r.d, r.e, r.f}) parameters += std::to_string(x) + " ";
+        EXPECT_EXIT(make(), testing::ExitedWithCode(1),
+                    "Invalid Function Parameters:   make_c17_plan\\(\\)\n\n" + parameters);
     }
 }
 

@@ -4,6 +4,9 @@
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
+#include "arith/fft/fft_algorithm.h"
+#include "arith/fft/fft_tables.h"
+#include "arith/multiply/transform_tables.h"
 #include "arith/ntt/fermat_ring.h"
 #include "base/errors/exceptions.h"
 #include "ntt_support.h"
@@ -218,6 +221,29 @@ TEST(HntTransformTest, CompatibleWithItsOwnShapeOnly) {
     const HntTransform t({6, 16});
     EXPECT_TRUE(t.compatible(HntTransform({6, 16})));
     EXPECT_FALSE(t.compatible(HntTransform({7, 8})));
+}
+
+// With the FFT's tables at hand or without: the same product. Elements are long enough to need them.
+TEST(HntTransformTest, UsesTablesOfTheFft) {
+    constexpr u64 n = 60000;
+    ASSERT_GT(fft_algorithm().table_bytes(n), 0u);
+    Scratch memory(TransformTables::bytes(n));
+    const TransformTables tables(n, memory.view(), serial_context());
+    const HntParameters p{5, 30720};
+    ASSERT_GE(p.capacity_bits() / 64, n);
+    const auto* fft = static_cast<const FftSharedTables*>(tables.find(fft_algorithm()));
+    ASSERT_NE(fft, nullptr);
+    const auto A = operand(Kind::random, n / 2, 1), B = operand(Kind::runs, n - n / 2, 2);
+    const auto C = product(A, B);
+    const HntTransform with(p, fft), without(p);
+    EXPECT_EQ(multiply(with, serial_context(), A, B, 0, n), C);
+    EXPECT_EQ(multiply(without, serial_context(), A, B, 0, n), C);
+    // as an algorithm: tables of the context
+    Scratch scratch(hnt_algorithm().mSBsize(n));
+    std::vector<Word> T(n);
+    hnt_algorithm().mul({serial_context(), scratch.view(), &tables}, T.data(), A.data(), A.size(), B.data(),
+                        B.size());
+    EXPECT_EQ(T, C);
 }
 
 TEST(HntTransformTest, SizesAreWhatTransformsNeed) {

@@ -89,7 +89,7 @@ TYPED_TEST(IntegerNttTest, EveryLevelTaskCountAndShape) {
                                    {4, 3, 9, 0, 0, 0},
                                    {6, 5, 9, 0, 0, 6},
                                    {7, 7, 8, 0, 0, 0},
-                                   {4, 1, 13, 0, 0, 5},
+                                   {4, 1, 13, 0, 0, 6},
                                    {4, 3, 12, 6, 7, 7}}) {
             const auto t = this->make(r, isa);
             const u64 W = t.convolution_words();
@@ -134,6 +134,28 @@ TYPED_TEST(IntegerNttTest, EveryWindow) {
             }
         }
     }
+}
+
+TYPED_TEST(IntegerNttTest, HintsAndLengthsOutOfRangeEndTheProcess) {
+    for (const NttRecord& r : {NttRecord{5, 1, 9, 4, 4, 6},
+                               {5, 1, 9, 5, 2, 6},
+                               {5, 1, 9, 5, 4, 5},
+                               {5, 1, 9, 5, 4, 12},
+                               {5, 1, 7, 0, 0, 0},
+                               {5, 1, 7, 5, 4, 6},
+                               {5, 1, 60, 0, 0, 0}}) {
+        const auto make = [&] {
+            print_to_stderr();
+            this->make(r);
+        };
+        std::string parameters;
+        for (const u32 x : {r.a, r.b, r.c, r.d, r.e, r.f}) parameters += std::to_string(x) + " ";
+        EXPECT_EXIT(
+            make(), testing::ExitedWithCode(1),
+            "Invalid Function Parameters:   IntegerNttTransform::IntegerNttTransform\\(\\)\n\n" + parameters);
+    }
+    EXPECT_THROW(this->make({2, 1, 9, 0, 0, 0}), InvalidParametersException);
+    EXPECT_THROW(this->make({5, 2, 9, 0, 0, 0}), InvalidParametersException);
 }
 
 // A product 2^n + (a small number): a carry runs through all of its middle, into any window.

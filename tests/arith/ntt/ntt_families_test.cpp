@@ -10,6 +10,7 @@
 #include "arith/ntt/ntt_check.h"
 #include "base/errors/exceptions.h"
 #include "ntt_support.h"
+#include "support/capture_console.h"
 
 namespace {
 
@@ -91,12 +92,54 @@ TEST_P(NttFamiliesTest, TooLongAndNamed) {
         EXPECT_EQ(e.function, row.short_name);
         EXPECT_EQ(e.message, "Convolution length is too small.");
     }
-    try {
-        row.algorithm.sizes(~u64(0) / 2);
-        FAIL();
-    } catch (const LimitExceededException& e) {
-        EXPECT_EQ(e.function, row.short_name);
+    // the limit and the request are words
+    const u64 limit =
+        (std::string(row.short_name) == "HNT" ? hnt_list_b().back().capacity_bits() : row.max_bits) / 64;
+    for (const u64 words : {limit + 1, ~u64(0) / 2, ~u64(0)}) {
+        try {
+            row.algorithm.sizes(words);
+            FAIL();
+        } catch (const LimitExceededException& e) {
+            EXPECT_EQ(e.function, row.short_name);
+            EXPECT_EQ(e.limit, limit);
+            EXPECT_EQ(e.attempted, words);
+        }
     }
+    EXPECT_NO_THROW(row.algorithm.sizes(limit));
+}
+
+// Kernels that lay out a work area of their own say that it is misaligned, and are right all the same.
+TEST_P(NttFamiliesTest, MisalignedWorkArea) {
+    const Row& row = GetParam();
+    constexpr u64 n = 3000;
+    TransformHolder t;
+    row.algorithm.make_transform(t, n);
+    const auto A = operand(Kind::random, n / 2, 1), B = operand(Kind::random, n - n / 2, 2);
+    const std::string warning =
+        "\n{R}Data Misalignment. Possible performance penalty.\n{w}{w}Press any key to continue . . . \n";
+    for (const u64 shift : {u64(0), u64(8), u64(32)}) {
+        Scratch x(t->data_bytes()), y(t->data_bytes()), scratch(t->scratch_bytes() + 64);
+        u8* const area = static_cast<u8*>(scratch.data()) + shift;
+        Output T(n);
+        CaptureConsole console(CaptureConsole::terminal, true);
+        t->forward(serial_context(), x.data(), A.data(), A.size(), area);
+        t->forward(serial_context(), y.data(), B.data(), B.size(), area);
+        t->inverse(serial_context(), T.data(), 0, n, x.data(), x.data(), y.data(), area);
+        const std::string text = console.take();
+        EXPECT_EQ(T.words(), product(A, B)) << shift;
+        const bool warns = shift != 0 && t->scratch_bytes() != 0;
+        EXPECT_EQ(text, warns ? warning + warning + warning : "");
+    }
+    if (t->scratch_bytes() == 0) return;
+    // everything misaligned
+    Scratch memory(t->plain_bytes() + 64);
+    Output T(n);
+    CaptureConsole console(CaptureConsole::terminal, true);
+    t->multiply_plain(serial_context(), T.data(), 0, n, A.data(), A.size(), B.data(), B.size(),
+                      static_cast<u8*>(memory.data()) + 8);
+    EXPECT_EQ(console.take().substr(0, warning.size()), warning);
+    EXPECT_EQ(T.words(), product(A, B));
+    EXPECT_TRUE(memory.guards_intact());
 }
 
 TEST(VstTest, FillsItsOwnRecords) {
