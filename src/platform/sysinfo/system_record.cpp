@@ -4,8 +4,10 @@
 #include <charconv>
 #include <numeric>
 
+#include "base/clock/reference_clock.h"
 #include "base/clock/tsc_frequency.h"
 #include "base/errors/expected_exceptions.h"
+#include "os/clock.h"
 #include "os/machine.h"
 #include "platform/sysinfo/feature_check.h"
 
@@ -72,6 +74,8 @@ MachineCalls this_machine() {
             [] { return os::memory_status(); },
             [] { return os::installed_memory(); },
             [] { return measure_tsc_frequency(); },
+            get_reference_clock_kind,
+            os::performance_frequency,
             this_system()};
 }
 
@@ -87,6 +91,8 @@ SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {
     }
     record.usable_memory = calls.memory_status().total_physical;
     record.base_frequency = calls.base_frequency();
+    record.reference_clock = calls.reference_clock();
+    record.performance_frequency = calls.performance_frequency();
     ask_for_board(record, include_pii, calls.query);
     ask_for_modules(record, calls.query);
     record.total_memory = record.module_memory();

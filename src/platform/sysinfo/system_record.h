@@ -29,10 +29,12 @@ struct SystemRecord {
     std::string os_version;
     std::string processor;
     os::Topology topology;
-    std::vector<u32> group_sizes;  // active processors of each processor group
-    u64 usable_memory = 0;         // bytes, as the system shares it out; 0 = unknown
-    u64 total_memory = 0;          // bytes built in; 0 = unknown
-    u64 base_frequency = 0;        // Hz; 0 = unknown
+    std::vector<u32> group_sizes;   // active processors of each processor group
+    u64 usable_memory = 0;          // bytes, as the system shares it out; 0 = unknown
+    u64 total_memory = 0;           // bytes built in; 0 = unknown
+    u64 base_frequency = 0;         // Hz; 0 = unknown
+    std::string reference_clock;    // what the system measures time with; empty = unknown
+    u64 performance_frequency = 0;  // of the performance counter, Hz
     std::string board_manufacturer;
     std::string board_product;
     std::string board_version;
@@ -52,6 +54,8 @@ struct MachineCalls {
     std::function<os::MemoryStatus()> memory_status;
     std::function<u64()> installed_memory;
     std::function<u64()> base_frequency;
+    std::function<std::string()> reference_clock;
+    std::function<u64()> performance_frequency;
     SystemQuery query;
 };
 MachineCalls this_machine();

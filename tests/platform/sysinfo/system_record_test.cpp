@@ -6,9 +6,11 @@
 #include <cstring>
 #include <map>
 
+#include "base/clock/reference_clock.h"
 #include "base/clock/tsc_frequency.h"
 #include "base/errors/expected_exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "os/clock.h"
 #include "os/cpu.h"
 #include "os/machine.h"
 #include "platform/sysinfo/system_summary.h"
@@ -77,17 +79,22 @@ struct FakeMachine {
     FakeQueries queries;
 
     SystemRecord gather(bool include_pii = false) {
-        return gather_system_record(include_pii, {[this] { return os_version; }, processor_named(processor),
-                                                  [this] { return topology; }, [this] { return groups; },
-                                                  [this] {
-                                                      os::MemoryStatus status;
-                                                      status.total_physical = usable;
-                                                      return status;
-                                                  },
-                                                  [this] { return installed; }, [this] { return frequency; },
-                                                  [this](const auto& name, const auto& properties) {
-                                                      return queries(name, properties);
-                                                  }});
+        MachineCalls calls;
+        calls.os_version = [this] { return os_version; };
+        calls.processor = processor_named(processor);
+        calls.topology = [this] { return topology; };
+        calls.group_sizes = [this] { return groups; };
+        calls.memory_status = [this] {
+            os::MemoryStatus status;
+            status.total_physical = usable;
+            return status;
+        };
+        calls.installed_memory = [this] { return installed; };
+        calls.base_frequency = [this] { return frequency; };
+        calls.reference_clock = [] { return std::string("HPET"); };
+        calls.performance_frequency = [] { return u64(14318180); };
+        calls.query = std::ref(queries);
+        return gather_system_record(include_pii, calls);
     }
 };
 
@@ -143,6 +150,8 @@ TEST(SystemRecord, GathersEverything) {
     EXPECT_EQ(record.usable_memory, 23 * kGiB);
     EXPECT_EQ(record.total_memory, 24 * kGiB);
     EXPECT_EQ(record.base_frequency, 2600000123u);
+    EXPECT_EQ(record.reference_clock, "HPET");
+    EXPECT_EQ(record.performance_frequency, 14318180u);
     EXPECT_EQ(record.board_manufacturer, "Board Works");
     EXPECT_EQ(record.board_product, "B-1000");
     EXPECT_EQ(record.board_version, "Rev 2");
@@ -313,6 +322,8 @@ TEST(SystemRecord, OfThisMachine) {
         << record.os_version;
     EXPECT_EQ(record.processor, processor_name());
     EXPECT_EQ(record.base_frequency, measure_tsc_frequency());
+    EXPECT_EQ(record.reference_clock, get_reference_clock_kind());
+    EXPECT_EQ(record.performance_frequency, os::performance_frequency());
     EXPECT_GE(record.topology.logical_cores, os::active_processor_count());
     EXPECT_GE(record.topology.logical_cores, record.topology.physical_cores);
     EXPECT_GE(record.topology.physical_cores, record.topology.sockets);
