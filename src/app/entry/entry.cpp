@@ -9,6 +9,7 @@
 #include "app/entry/usage.h"
 #include "base/command_line/console_settings.h"
 #include "base/console/console.h"
+#include "base/errors/crash_report.h"
 #include "base/errors/exceptions.h"
 #include "os/console.h"
 #include "os/process.h"
@@ -25,6 +26,7 @@ namespace {
 void run_main_body(ParameterList& parameters) {
     const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     trel::CommandLine::consume_console_options(parameters);
+    trel::install_crash_report();
     trel::os::set_process_priority(settings.process_priority);
     trel::print_feature_check(trel::detect_features(), settings.skip_warnings);
     trel::print_group_balance_check(trel::processor_group_sizes());
@@ -61,6 +63,11 @@ int run_program(const std::vector<std::string>& words) {
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
         exit_code = kExitFailure;
+    } catch (...) {
+        // Of a kind that has no report: a defect, and as good as a crash.
+        Console::flush();
+        trel::report_crash(nullptr);
+        trel::os::exit_process(kExitFailure);
     }
     Console::set_color('w');
     Console::new_line();

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <string>
 
+#include "os/linux/text_color.h"
+
 namespace trel::os {
 
 bool stdout_is_terminal() {
@@ -24,50 +26,8 @@ void flush_stdout() {
 }
 
 void set_stdout_color(char letter) {
-    const char* code = "0";
-    switch (letter) {
-        case 'B':
-            code = "94";
-            break;
-        case 'G':
-            code = "92";
-            break;
-        case 'T':
-            code = "96";
-            break;
-        case 'R':
-            code = "91";
-            break;
-        case 'P':
-            code = "95";
-            break;
-        case 'Y':
-            code = "93";
-            break;
-        case 'b':
-            code = "34";
-            break;
-        case 'g':
-            code = "32";
-            break;
-        case 't':
-            code = "36";
-            break;
-        case 'r':
-            code = "31";
-            break;
-        case 'p':
-            code = "35";
-            break;
-        case 'y':
-            code = "33";
-            break;
-        default:
-            break;
-    }
-    std::fputs("\x1b[", stdout);
-    std::fputs(code, stdout);
-    std::fputc('m', stdout);
+    const std::string_view escape = color_escape(letter);
+    std::fwrite(escape.data(), 1, escape.size(), stdout);
 }
 
 bool wait_for_key() {

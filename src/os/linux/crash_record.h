@@ -1,0 +1,15 @@
+// What a signal handler is told.
+#pragma once
+
+#include <signal.h>
+#include <ucontext.h>
+
+namespace trel::os {
+
+struct CrashRecord {
+    int signal;
+    const siginfo_t* info;
+    const ucontext_t* context;
+};
+
+}  // namespace trel::os

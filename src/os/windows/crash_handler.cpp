@@ -1,0 +1,152 @@
+#include "os/crash_handler.h"
+
+#include <windows.h>
+// After windows.h.
+#include <dbghelp.h>
+#include <io.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <exception>
+
+namespace trel::os {
+
+struct CrashRecord {
+    EXCEPTION_POINTERS* pointers;
+};
+
+namespace {
+
+// Exceptions of ours that make the process crash where the C++ library would end it quietly.
+constexpr DWORD kTerminated = 0xe0000001;
+constexpr DWORD kAborted = 0xe0000002;
+
+CrashReporter reporter = nullptr;
+
+LONG WINAPI filter(EXCEPTION_POINTERS* pointers) {
+    const CrashRecord record{pointers};
+    reporter(&record);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+[[noreturn]] void on_terminate() {
+    RaiseException(kTerminated, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    ExitProcess(kTerminated);
+}
+
+void on_abort(int) {
+    RaiseException(kAborted, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
+}  // namespace
+
+void install_crash_handler(CrashReporter new_reporter) {
+    reporter = new_reporter;
+    use_crash_stack();
+    SetUnhandledExceptionFilter(filter);
+    std::set_terminate(on_terminate);
+    signal(SIGABRT, on_abort);
+}
+
+void use_crash_stack() {
+    // Kept free below the stack that the thread uses.
+    ULONG bytes = 128 * 1024;
+    SetThreadStackGuarantee(&bytes);
+}
+
+void crash_print(std::string_view text) noexcept {
+    // Through the descriptor, which turns line feeds into line ends as it does for everything else.
+    const auto write_all = [](const char* data, size_t size) {
+        while (size > 0) {
+            const int written = _write(1, data, static_cast<unsigned>(size));
+            if (written <= 0) return;
+            data += written;
+            size -= static_cast<size_t>(written);
+        }
+    };
+    // What the stream still holds is taken out without its lock: its owner may be the thread that crashed.
+    if (stdout->_base != nullptr && stdout->_ptr > stdout->_base && (stdout->_flag & _IOWRT) != 0) {
+        write_all(stdout->_base, static_cast<size_t>(stdout->_ptr - stdout->_base));
+        stdout->_ptr = stdout->_base;
+    }
+    write_all(text.data(), text.size());
+}
+
+void crash_color(char letter) noexcept {
+    crash_print("");
+    WORD attribute = 7;
+    switch (letter) {
+        case 'B':
+            attribute = 9;
+            break;
+        case 'G':
+            attribute = 10;
+            break;
+        case 'T':
+            attribute = 11;
+            break;
+        case 'R':
+            attribute = 12;
+            break;
+        case 'P':
+            attribute = 13;
+            break;
+        case 'Y':
+            attribute = 14;
+            break;
+        case 'b':
+            attribute = 1;
+            break;
+        case 'g':
+            attribute = 2;
+            break;
+        case 't':
+            attribute = 3;
+            break;
+        case 'r':
+            attribute = 4;
+            break;
+        case 'p':
+            attribute = 5;
+            break;
+        case 'y':
+            attribute = 6;
+            break;
+        default:
+            break;
+    }
+    SetConsoleTextAttribute(GetStdHandle(STD_OUTPUT_HANDLE), attribute);
+}
+
+LocalTime crash_local_time() noexcept {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    return {now.wYear, now.wMonth, now.wDay, now.wDayOfWeek, now.wHour, now.wMinute, now.wSecond};
+}
+
+DumpFile create_dump_file(const char* path) noexcept {
+    const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return {-1, GetLastError()};
+    return {reinterpret_cast<i64>(file), 0};
+}
+
+u32 write_minidump(i64 handle, const CrashRecord* record) noexcept {
+    MINIDUMP_EXCEPTION_INFORMATION information{};
+    if (record != nullptr) {
+        information.ThreadId = GetCurrentThreadId();
+        information.ExceptionPointers = record->pointers;
+    }
+    const BOOL written =
+        MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), reinterpret_cast<HANDLE>(handle),
+                          MiniDumpNormal, record != nullptr ? &information : nullptr, nullptr, nullptr);
+    if (written) return 0;
+    const DWORD error = GetLastError();
+    return error != 0 ? error : ERROR_GEN_FAILURE;
+}
+
+void close_dump_file(i64 handle) noexcept {
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+}  // namespace trel::os
