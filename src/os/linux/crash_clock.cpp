@@ -13,7 +13,8 @@ i64 offset_at(i64 unix_time) {
     return localtime_r(&t, &parts) != nullptr ? parts.tm_gmtoff : 0;
 }
 
-// The calendar of seconds since 1970, from 1970 on. The year is counted from March, so that the leap day is its last.
+// The calendar of seconds since 1970, from 1970 on. The year is counted from March, so that the leap day is
+// its last.
 LocalTime calendar(i64 seconds) noexcept {
     const i64 days = seconds / kDay, rest = seconds % kDay;
     constexpr i64 kDaysOf400Years = 146097;

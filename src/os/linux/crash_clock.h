@@ -7,11 +7,11 @@ namespace trel::os {
 
 class CrashClock {
   public:
-    // Asks the C library for the offset from UTC at `now` and its changes within the two years that follow. Before the
-    // crash; once.
+    // Asks the C library for the offset from UTC at `now` and its changes within the two years that follow.
+    // Before the crash; once.
     void learn(i64 now);
-    // A time from `now` on; later than two years with the last offset known. UTC when nothing was learnt. Takes no lock and
-    // no memory.
+    // A time from `now` on; later than two years with the last offset known. UTC when nothing was learnt.
+    // Takes no lock and no memory.
     LocalTime local_time(i64 unix_time) const noexcept;
 
   private:

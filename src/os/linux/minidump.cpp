@@ -162,7 +162,8 @@ void load_maps() {
     close(in);
 }
 
-// The mappings in ascending order. A line is "begin-end rwxp offset device inode   name", numbers in hexadecimal.
+// The mappings in ascending order. A line is "begin-end rwxp offset device inode   name", numbers in
+// hexadecimal.
 class MapsCursor {
   public:
     bool next(Mapping& mapping) {
@@ -237,7 +238,8 @@ Location append_build_id(Output& out, u64 base) {
                 const u64 value = name + ((u64(note.n_namesz) + 3) & ~u64(3));
                 const u64 end = value + note.n_descsz;
                 if (end > n) break;
-                if (note.n_type == NT_GNU_BUILD_ID && note.n_namesz == 4 && std::memcmp(notes + name, "GNU", 4) == 0) {
+                if (note.n_type == NT_GNU_BUILD_ID && note.n_namesz == 4 &&
+                    std::memcmp(notes + name, "GNU", 4) == 0) {
                     const u32 at_file = out.reserve(4 + note.n_descsz);
                     const u32 kind = kElfBuildId;
                     out.write_at(at_file, &kind, 4);
@@ -403,9 +405,7 @@ u32 write_minidump_file(int file, const CrashRecord* record, const ucontext_t& c
     header.unix_time = static_cast<u32>(time(nullptr));
     out.reserve(sizeof header);
     header.directory_rva = out.reserve(sizeof directory);
-    const auto add = [&](u32 type, Location location) {
-        directory[header.n_streams++] = {type, location};
-    };
+    const auto add = [&](u32 type, Location location) { directory[header.n_streams++] = {type, location}; };
 
     load_maps();
     static Context registers;

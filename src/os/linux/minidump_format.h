@@ -1,5 +1,5 @@
-// The records of a mini-dump file that the writer uses, as they lie in the file: little-endian, 4-byte packed.
-// Positions in the file ("rva") are 32 bits.
+// The records of a mini-dump file that the writer uses, as they lie in the file: little-endian, 4-byte
+// packed. Positions in the file ("rva") are 32 bits.
 #pragma once
 
 #include "os/types.h"
