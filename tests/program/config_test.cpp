@@ -214,3 +214,33 @@ TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
         EXPECT_FALSE(std::filesystem::exists(folder_ / "digits/Pi - Dec - Ramanujan.txt"));
     }
 }
+
+// Known, but not in this version: what is wrong is reported, then the action's own refusal.
+TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
+    const struct {
+        std::string text, type, message, refusal;
+    } cases[] = {
+        {"{Action : \"BenchIO\"}", "KeyNotFoundException", "BenchIO",
+         "Cannot run benchmark with these parameters."},
+        {"{Action : \"BenchIO\" BenchIO : []}", "ParseException", "Expected Object, got Array.",
+         "Cannot run benchmark with these parameters."},
+        {"{Action : \"BenchIO\" BenchIO : {}}", "InvalidParametersException",
+         "The I/O Performance Analysis is not available in this version.",
+         "Cannot run benchmark with these parameters."},
+        {"{Action : \"StressTest\"}", "KeyNotFoundException", "StressTest",
+         "Cannot run stress test with these parameters."},
+        {"{Action : \"StressTest\" StressTest : {}}", "InvalidParametersException",
+         "The Component Stress Tester is not available in this version.",
+         "Cannot run stress test with these parameters."},
+    };
+    for (const auto& c : cases) {
+        const std::string out = said(c.text);
+        const std::size_t first = out.find("Exception Encountered: " + c.type + "\n");
+        const std::size_t text = out.find("\n\n" + c.message + "\n\n\n");
+        const std::size_t refusal = out.find("\n\n" + c.refusal + "\n\n\n");
+        EXPECT_EQ(first, 2u) << out;
+        EXPECT_LT(first, text) << out;
+        EXPECT_LT(text, refusal) << out;
+        EXPECT_NE(refusal, std::string::npos) << out;
+    }
+}

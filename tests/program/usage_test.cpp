@@ -8,14 +8,29 @@ namespace {
 using kalvor_test::ProgramRun;
 using kalvor_test::run_kalvor;
 
-TEST(UsageTest, NoActionShowsHowToCallTheProgram) {
-    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
-                                                      {"colors:0", "pause:-2"},
-                                                      {"custom"},
-                                                      {"priority:-1", "skip-warnings", "custom"}}) {
+TEST(UsageTest, NoConstantShowsHowToCallTheProgram) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"custom"}, {"priority:-1", "skip-warnings", "custom"}}) {
         const ProgramRun run = run_kalvor(arguments);
         EXPECT_EQ(run.exit_code, 0) << run.out;
         EXPECT_TRUE(run.has("Usage:  kalvor [console options] action [options]\n")) << run.out;
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+// Without an action the menu comes up; nobody answers here.
+TEST(UsageTest, NoActionShowsTheMainMenu) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{}, {"colors:0", "pause:-2"}}) {
+        const ProgramRun run = run_kalvor(arguments);
+        EXPECT_EQ(run.exit_code, 1) << run.out;
+        const std::size_t banner = run.out.find("Kalvor v0.7.8 Build 9507                (");
+        const std::size_t menu = run.out.find("\n\n  0         Benchmark Pi  (all in ram)\n");
+        const std::size_t prompt = run.out.find("\n\nEnter your choice:\noption: ");
+        EXPECT_LT(banner, menu) << run.out;
+        EXPECT_LT(menu, prompt) << run.out;
+        EXPECT_NE(prompt, std::string::npos) << run.out;
+        EXPECT_TRUE(run.has("Exception Encountered: EndOfStreamException\n")) << run.out;
+        EXPECT_EQ(run.out.find("Press any key", prompt) != std::string::npos, arguments.empty()) << run.out;
         EXPECT_EQ(run.err, "");
     }
 }

@@ -11,8 +11,10 @@ void print_about_page() {
     Console::new_line();
     Console::labelled_line("Version", trel::kVersion.text(), 'G');
     Console::new_line();
-    Console::print("The", 't');
-    Console::print_line(" Kalvor developers", 'w');
+    Console::print(trel::kMaker.first_word, 't');
+    Console::print_line(trel::kMaker.rest, 'w');
+    Console::print_line(trel::kMaker.web_address);
+    Console::print_line(trel::kMaker.contact_address);
     Console::new_line();
     for (const char* line :
          {"Kalvor is a number-crunching program for mathematical constants: it computes them to",

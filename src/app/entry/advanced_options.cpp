@@ -1,22 +1,38 @@
 #include "app/entry/advanced_options.h"
 
 #include "app/entry/compilation_options_page.h"
+#include "app/menus/not_available.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
 
 namespace kalvor {
+namespace {
+
+ActionMenuEntry page(const char* name, void (*print)()) {
+    return {name, 'T', [print] {
+                print();
+                return true;
+            }};
+}
+
+// Keeps its place, so that the numbers of the other entries stay what they are.
+ActionMenuEntry missing(const char* name, trel::Console::ColorLetter color, const char* what) {
+    return {name, color, [what]() -> bool { not_available("advanced_options_menu()", what); }};
+}
+
+void print_own_hardware_features() {
+    trel::print_hardware_features(trel::detect_features());
+}
+
+}  // namespace
 
 ActionMenu advanced_options_menu() {
     return {"Advanced Options",
-            {{"Hardware Features", 'T',
-              [] {
-                  trel::print_hardware_features(trel::detect_features());
-                  return true;
-              }},
-             {"Compilation Options", 'T', [] {
-                  print_compilation_options();
-                  return true;
-              }}}};
+            {missing("Benchmark Validator", 'T', "The Benchmark Validator"),
+             missing("Log(n) Formula Generator", 'T', "The Log(n) Formula Generator"),
+             page("Hardware Features", print_own_hardware_features),
+             page("Compilation Options", print_compilation_options),
+             missing("Test Swap Multiply", 'Y', "The swap multiply test")}};
 }
 
 }  // namespace kalvor

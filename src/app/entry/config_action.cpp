@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "app/menus/not_available.h"
 #include "app/session/custom_settings_object.h"
 #include "app/session/normal_float_session.h"
 #include "base/errors/exceptions.h"
@@ -32,9 +33,23 @@ std::function<void()> build_custom_compute(const Object& root) {
     return [settings] { NormalFloatSessionB(*settings).run(); };
 }
 
+// An action whose settings this version does not know how to use.
+auto build_missing(const char* key, const char* what) {
+    return [key, what](const Object& root) -> std::function<void()> {
+        (void)root.get_object(key);
+        not_available(kFunction, what);
+    };
+}
+
 const std::map<std::string, ConfigAction>& config_actions() {
     static const std::map<std::string, ConfigAction> actions = {
         {"CustomCompute", {"Cannot run computation with these parameters.", build_custom_compute}},
+        {"BenchIO",
+         {"Cannot run benchmark with these parameters.",
+          build_missing("BenchIO", "The I/O Performance Analysis")}},
+        {"StressTest",
+         {"Cannot run stress test with these parameters.",
+          build_missing("StressTest", "The Component Stress Tester")}},
     };
     return actions;
 }

@@ -7,8 +7,9 @@ namespace kalvor {
 
 // The cursor stands on "config"; the word after it is the file's path, ".cfg" may be left out. Throws
 // InvalidParametersException "Please specify a config file.", "Invalid Action: " + action, or, after the
-// report of what is wrong with the settings, "Cannot run computation with these parameters.". Errors of the
-// file itself pass as they are.
+// report of what is wrong with the settings, "Cannot run computation with these parameters." ("benchmark" and
+// "stress test" for the actions "BenchIO" and "StressTest", which this version does not have). Errors of the file
+// itself pass as they are.
 void run_config(trel::CommandLine::ParameterList& parameters);
 
 }  // namespace kalvor

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/entry/action_table.h"
-#include "app/entry/usage.h"
+#include "app/entry/main_menu.h"
 #include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/errors/crash_report.h"
@@ -34,7 +34,7 @@ void run_main_body(ParameterList& parameters) {
     if (parameters.has_more()) {
         run_action(parameters);
     } else {
-        print_usage();
+        run_main_menu();
     }
 }
 

@@ -63,4 +63,23 @@ CustomSettings load_custom_settings(const Object& object) {
     return settings;
 }
 
+std::unique_ptr<Object> save_custom_settings(const CustomSettings& settings) {
+    auto object = std::make_unique<Object>();
+    Object& constant = object->add_object("Constant");
+    constant.add_string("Constant", settings.constant->token());
+    constant.add_string("Algorithm", settings.constant->algorithm_token());
+    Object& size = object->add_object("ComputeSize");
+    size.add_integer("DecimalDigits", static_cast<trel::i64>(settings.size.decimal_digits));
+    size.add_bool("EnableHexDigits", settings.enable_hex);
+    Object& output = object->add_object("Output");
+    output.add_string("Path", settings.path);
+    output.add_bool("OutputEnable", settings.output_enable);
+    output.add_integer("DigitsPerFile", settings.digits_per_file);
+    object->add_bool("OutputVerify", settings.output_verify);
+    object->add_string("Mode", "ram");
+    object->add_node("Parallelism", std::make_unique<Object>(settings.parallelism.to_config()));
+    object->add_node("Allocator", std::make_unique<Object>(settings.allocator->to_config()));
+    return object;
+}
+
 }  // namespace kalvor

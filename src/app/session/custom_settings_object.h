@@ -17,4 +17,7 @@ namespace kalvor {
 // InvalidParametersException for values that cannot be used, FileException "Path is not writable.".
 CustomSettings load_custom_settings(const trel::Config::Object& object);
 
+// The same object again: the seven required keys, in their order. Loading it gives equal settings.
+std::unique_ptr<trel::Config::Object> save_custom_settings(const CustomSettings& settings);
+
 }  // namespace kalvor

@@ -19,4 +19,15 @@ struct VersionRecord {
 
 inline constexpr VersionRecord kVersion{};
 
+// Who made it.
+struct Maker {
+    // The attribution, whose first word stands out.
+    const char* first_word = "The";
+    const char* rest = " Kalvor developers";
+    const char* web_address = "https://kalvor.example";
+    const char* contact_address = "bugs@kalvor.example";
+};
+
+inline constexpr Maker kMaker{};
+
 }  // namespace trel

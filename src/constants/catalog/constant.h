@@ -40,6 +40,9 @@ class Constant {
     virtual std::string algorithm_short() const = 0;
     virtual std::string algorithm_long() const = 0;
     virtual u64 max_decimal_digits() const = 0;
+    // What make_constant() and select_algorithm() know this constant and its algorithm by.
+    virtual std::string token() const = 0;
+    virtual std::string algorithm_token() const = 0;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
     virtual void select_algorithm(const std::string& token) = 0;
     // precision in words, largest number of tasks

@@ -43,6 +43,10 @@ std::string PiConstant::algorithm_long() const {
     return row(algorithm_).long_name;
 }
 
+std::string PiConstant::algorithm_token() const {
+    return row(algorithm_).token;
+}
+
 void PiConstant::select_algorithm(const std::string& token) {
     for (int i = 0; i < 4; i++) {
         if (token == kRows[i].token || token == std::to_string(i)) {

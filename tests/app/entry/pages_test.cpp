@@ -5,6 +5,7 @@
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
 #include "app/entry/compilation_options_page.h"
+#include "base/errors/exceptions.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
 #include "support/capture_console.h"
@@ -104,7 +105,8 @@ TEST(AboutPage, EveryLineButTheIntroduction) {
     print_about_page();
     const std::string text = console.take();
     EXPECT_EQ(text.rfind("{T}Kalvor - Euler's Constant to the eXtReMe\n\n"
-                         "{w}Version: {G}0.7.8 Build 9507{w}\n\n",
+                         "{w}Version: {G}0.7.8 Build 9507{w}\n\n"
+                         "{t}The{w} Kalvor developers\nhttps://kalvor.example\nbugs@kalvor.example\n\n",
                          0),
               0u)
         << text;
@@ -129,14 +131,20 @@ TEST(AdvancedOptions, ShowsTheirPages) {
     };
     const std::string menu =
         "{P}Advanced Options\n\n"
-        "{w}  0         {T}Hardware Features\n"
-        "{w}  1         {T}Compilation Options\n"
+        "{w}  0         {T}Benchmark Validator\n"
+        "{w}  1         {T}Log(n) Formula Generator\n"
+        "{w}  2         {T}Hardware Features\n"
+        "{w}  3         {T}Compilation Options\n"
+        "{w}  4         {Y}Test Swap Multiply\n"
         "\n{w}option: {T}";
     const auto page = [](auto print) {
         CaptureConsole console(CaptureConsole::terminal, true);
         print();
         return console.take();
     };
-    EXPECT_EQ(run("0"), menu + page([] { trel::print_hardware_features(trel::detect_features()); }));
-    EXPECT_EQ(run("1"), menu + page(print_compilation_options));
+    EXPECT_EQ(run("2"), menu + page([] { trel::print_hardware_features(trel::detect_features()); }));
+    EXPECT_EQ(run("3"), menu + page(print_compilation_options));
+    for (const char* choice : {"0", "1", "4"}) {
+        EXPECT_THROW(run(choice), trel::InvalidParametersException) << choice;
+    }
 }

@@ -1,0 +1,94 @@
+#include "app/entry/main_menu.h"
+
+#include <gtest/gtest.h>
+
+#include "app/entry/about_page.h"
+#include "base/errors/exceptions.h"
+#include "support/capture_console.h"
+
+using namespace kalvor;
+
+namespace {
+
+const std::string kBanner =
+    "{g}Kalvor v{w}0.7.8 Build 9507                (https://kalvor.example)\n"
+    "{t}The{w} Kalvor developers      (bugs@kalvor.example)\n"
+    "\n{w}Distribute Freely - Please report any bugs.\n\n"
+    "{w}Tuning: {G} Windows/18-CNL ~ Elvatt{w}{w}  -  {t}Cannon Lake (x64 AVX512-VBMI)\n\n";
+
+const std::string kMenu = kBanner +
+                          "{T}  0         Benchmark Pi  (all in ram)\n"
+                          "  1         Component Stress Tester\n"
+                          "  2         Run I/O Performance Analysis\n"
+                          "\n"
+                          "{Y}  3         Custom Compute a Constant\n"
+                          "                -   Compute other constants (e, Golden Ratio, etc...)\n"
+                          "                -   Choose your own settings (use disk for large computations)\n"
+                          "\n"
+                          "{G}  4         BBP Digit Extractor for Pi\n"
+                          "  5         Digit Viewer\n"
+                          "\n"
+                          "{t}  6         Advanced Options\n"
+                          "  7         About\n"
+                          "{w}\n\nEnter your choice:\n";
+
+}  // namespace
+
+TEST(MainMenu, Banner) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    print_banner();
+    EXPECT_EQ(console.take(), kBanner);
+}
+
+TEST(MainMenu, RunsEachEntryAndEnds) {
+    for (int choice = 0; choice < 8; choice++) {
+        std::string ran;
+        MainMenuActions actions;
+        for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)] = [&ran, i] { ran += std::to_string(i); };
+        CaptureConsole console(CaptureConsole::terminal, true);
+        const std::string typed = std::to_string(choice);
+        console.type({typed.c_str()});
+        run_main_menu(actions);
+        EXPECT_EQ(ran, typed);
+        EXPECT_EQ(console.take(), kMenu + "{w}option: {T}");
+    }
+}
+
+TEST(MainMenu, AsksAgainUntilTheChoiceIsInRange) {
+    std::string ran;
+    MainMenuActions actions;
+    for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)] = [&ran, i] { ran += std::to_string(i); };
+    CaptureConsole console(CaptureConsole::terminal, true);
+    console.type({"8", "-1", "1000000", "7"});
+    run_main_menu(actions);
+    EXPECT_EQ(ran, "7");
+    EXPECT_EQ(console.take(), kMenu + "{w}option: {T}{w}option: {T}{w}option: {T}{w}option: {T}");
+}
+
+TEST(MainMenu, NobodyThere) {
+    const CaptureConsole console;
+    EXPECT_THROW(run_main_menu(), trel::EndOfStreamException);
+}
+
+TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSo) {
+    for (const char* choice : {"0", "1", "2", "4", "5"}) {
+        CaptureConsole console;
+        console.type({choice});
+        EXPECT_THROW(run_main_menu(), trel::InvalidParametersException) << choice;
+    }
+}
+
+TEST(MainMenu, LeadsToItsPages) {
+    const auto run = [](std::initializer_list<std::string> typed) {
+        CaptureConsole console(CaptureConsole::terminal, true);
+        console.type(typed);
+        run_main_menu();
+        return console.take().substr((kMenu + "{w}option: {T}").size());
+    };
+    CaptureConsole console(CaptureConsole::terminal, true);
+    print_about_page();
+    const std::string about = console.take();
+    EXPECT_EQ(run({"7"}), about);
+    EXPECT_EQ(run({"3"}).rfind("{g}Kalvor v", 0), 0u);
+    EXPECT_EQ(run({"6", "3"}).rfind("{P}Advanced Options\n\n", 0), 0u);
+}

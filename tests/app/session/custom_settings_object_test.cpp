@@ -1,0 +1,86 @@
+#include "app/session/custom_settings_object.h"
+
+#include <gtest/gtest.h>
+
+#include "base/config/parser.h"
+#include "support/capture_console.h"
+
+using namespace kalvor;
+using trel::Config::Object;
+
+namespace {
+
+CustomSettings load(const std::string& text) {
+    return load_custom_settings(trel::Config::parse_acfg(text)->as<Object>());
+}
+
+}  // namespace
+
+TEST(CustomSettingsObject, DefaultsInTheOrderOfTheKeys) {
+    CustomSettings settings;
+    settings.parallelism = trel::ParallelismSettings(1);
+    EXPECT_EQ(save_custom_settings(settings)->to_acfg(),
+              "{\r\n"
+              "    Constant : {\r\n"
+              "        Constant : \"pi\"\r\n"
+              "        Algorithm : \"chudnovsky\"\r\n"
+              "    }\r\n"
+              "    ComputeSize : {\r\n"
+              "        DecimalDigits : 50000000\r\n"
+              "        EnableHexDigits : \"false\"\r\n"
+              "    }\r\n"
+              "    Output : {\r\n"
+              "        Path : \"\"\r\n"
+              "        OutputEnable : \"true\"\r\n"
+              "        DigitsPerFile : 0\r\n"
+              "    }\r\n"
+              "    OutputVerify : \"true\"\r\n"
+              "    Mode : \"ram\"\r\n"
+              "    Parallelism : {\r\n"
+              "        TaskDecomposition : 1\r\n"
+              "        Framework : \"none\"\r\n"
+              "    }\r\n"
+              "    Allocator : {\r\n"
+              "        Allocator : \"mmap\"\r\n"
+              "        LargePages : \"attempt\"\r\n"
+              "        LockedPages : \"disabled\"\r\n"
+              "    }\r\n"
+              "}\r\n");
+}
+
+// Every setting away from its default, through the text and back.
+TEST(CustomSettingsObject, ComesBackAsItWasWritten) {
+    const CaptureConsole console;
+    for (const char* algorithm : {"chudnovsky", "ramanujan", "chudnovsky-reduced", "ramanujan-reduced"}) {
+        CustomSettings settings;
+        settings.constant->select_algorithm(algorithm);
+        settings.set_decimal_digits(123456);
+        settings.enable_hex = true;
+        settings.path = ".";
+        settings.output_enable = false;
+        settings.output_verify = false;
+        settings.parallelism.framework = trel::make_default_framework_config("spawn");
+        settings.parallelism.task_decomposition = 7;
+        settings.allocator = trel::make_default_allocator_config("malloc");
+        const std::string text = save_custom_settings(settings)->to_acfg();
+        const CustomSettings back = load(text);
+        EXPECT_EQ(back.constant->token(), "pi");
+        EXPECT_EQ(back.constant->algorithm_token(), algorithm);
+        EXPECT_EQ(back.size.decimal_digits, 123456u);
+        EXPECT_TRUE(back.enable_hex);
+        EXPECT_EQ(back.path, ".");
+        EXPECT_FALSE(back.output_enable);
+        EXPECT_FALSE(back.output_verify);
+        EXPECT_EQ(back.digits_per_file, 0);
+        EXPECT_EQ(back.parallelism.framework->name(), "spawn");
+        EXPECT_EQ(back.parallelism.task_decomposition, 7u);
+        EXPECT_EQ(back.allocator->name(), "malloc");
+        EXPECT_EQ(save_custom_settings(back)->to_acfg(), text);
+    }
+}
+
+TEST(CustomSettingsObject, TokensAreNamesNotNumbers) {
+    CustomSettings settings;
+    settings.constant->select_algorithm("3");
+    EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan-reduced");
+}
