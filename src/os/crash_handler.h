@@ -46,8 +46,8 @@ struct DumpFile {
 DumpFile create_dump_file(const char* path) noexcept;
 // Writes a mini-dump: registers and stack of the crashing thread, the modules of the process, the system and,
 // unless `record` is null, the exception. Without a record the thread that calls is the one shown. Neither
-// the environment nor the command line is in it; what the variables of the functions on the stack hold is.
-// Returns the system's error number, 0 when the dump is complete.
+// the environment nor the command line is in it; of other values, what the variables of the functions on the
+// stack hold is. Returns the system's error number, 0 when the dump is complete.
 u32 write_minidump(i64 handle, const CrashRecord* record) noexcept;
 void close_dump_file(i64 handle) noexcept;
 

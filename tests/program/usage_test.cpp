@@ -69,6 +69,12 @@ TEST(UsageTest, AnOptionAfterTheActionIsNoConsoleOption) {
     EXPECT_TRUE(run.has("\nInvalid Parameter: pause:-2\n")) << run.out;
 }
 
+TEST(UsageTest, AnOptionWithoutItsArgument) {
+    const ProgramRun run = run_kalvor({"skip-warnings", "custom", "pi", "-o"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_TRUE(run.has("\nUncaught std exception: Expected more parameters.\n")) << run.out;
+}
+
 TEST(UsageTest, PauseNeverBlocksAtTheEndOfInput) {
     const ProgramRun run = run_kalvor({"pause:1", "skip-warnings", "about"});
     EXPECT_EQ(run.exit_code, 0);

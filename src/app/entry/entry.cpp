@@ -40,6 +40,24 @@ void run_main_body(ParameterList& parameters) {
 
 }  // namespace
 
+int run_reported(const std::function<void()>& body) {
+    try {
+        body();
+        return kExitSuccess;
+    } catch (const trel::Exception& e) {
+        e.print();
+    } catch (const std::exception& e) {
+        Console::set_color('R');
+        Console::labelled_line("Uncaught std exception", e.what(), ' ');
+    } catch (...) {
+        // Of a kind that has no report: a defect, and as good as a crash.
+        Console::flush();
+        trel::report_crash(nullptr);
+        trel::os::exit_process(kExitFailure);
+    }
+    return kExitFailure;
+}
+
 int run_program(const std::vector<std::string>& words) {
     trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     settings.started_from_existing_console = trel::os::started_from_existing_console();
@@ -53,22 +71,7 @@ int run_program(const std::vector<std::string>& words) {
     ParameterList parameters(words);
     if (!settings.started_from_existing_console) trel::os::set_window_size(80, 25);
 
-    int exit_code = kExitSuccess;
-    try {
-        run_main_body(parameters);
-    } catch (const trel::Exception& e) {
-        e.print();
-        exit_code = kExitFailure;
-    } catch (const std::exception& e) {
-        Console::set_color('R');
-        Console::labelled_line("Uncaught std exception", e.what(), ' ');
-        exit_code = kExitFailure;
-    } catch (...) {
-        // Of a kind that has no report: a defect, and as good as a crash.
-        Console::flush();
-        trel::report_crash(nullptr);
-        trel::os::exit_process(kExitFailure);
-    }
+    const int exit_code = run_reported([&parameters] { run_main_body(parameters); });
     Console::set_color('w');
     Console::new_line();
     if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');

@@ -14,6 +14,7 @@
 
 #include "os/cpu.h"
 #include "os/linux/minidump_format.h"
+#include "os/linux/text_filter.h"
 
 // Where the kernel put the argument count of the process: above it lie the arguments and the environment.
 extern "C" void* __libc_stack_end;
@@ -32,6 +33,19 @@ constexpr u32 kMostModules = 512;
 char maps_text[1 << 20];
 u64 maps_bytes;
 Module modules[kMostModules];
+u8 stack_copy[kMostStackBytes];
+TextFilter texts;
+
+// Copies memory of this process that may not be there: as much of it as is.
+u64 peek_some(u64 address, void* to, u64 n) {
+    const iovec local{to, n}, remote{reinterpret_cast<void*>(address), n};
+    const ssize_t got = process_vm_readv(getpid(), &local, 1, &remote, 1, 0);
+    return got > 0 ? static_cast<u64>(got) : 0;
+}
+
+bool peek(u64 address, void* to, u64 n) {
+    return peek_some(address, to, n) == n;
+}
 
 // ---- the file
 
@@ -63,21 +77,6 @@ class Output {
         const u32 at = reserve(n);
         write_at(at, data, n);
         return {static_cast<u32>(n), at};
-    }
-    // Memory of this process that may turn out not to be readable: then as much of it as is.
-    Location append_memory(u64 address, u64 n) {
-        u64 done = 0;
-        const u64 at = end_;
-        while (done < n && error_ == 0) {
-            const ssize_t written = pwrite(file_, reinterpret_cast<const void*>(address + done), n - done,
-                                           static_cast<off_t>(at + done));
-            if (written < 0 && errno == EINTR) continue;
-            if (written < 0 && errno != EFAULT) error_ = static_cast<u32>(errno);
-            if (written <= 0) break;
-            done += static_cast<u64>(written);
-        }
-        reserve(done);
-        return {static_cast<u32>(done), static_cast<u32>(at)};
     }
     // UTF-8 to the format's own string: bytes, UTF-16, a zero.
     u32 append_text(const char* text, u64 n) {
@@ -208,12 +207,6 @@ class MapsCursor {
 
 // ---- modules
 
-// Reads memory of this process that may not be there.
-bool peek(u64 address, void* to, u64 n) {
-    const iovec local{to, n}, remote{reinterpret_cast<void*>(address), n};
-    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(n);
-}
-
 // The build id by which a debugger knows the module's file again: an ELF note in the first pages.
 Location append_build_id(Output& out, u64 base) {
     Elf64_Ehdr elf;
@@ -289,6 +282,23 @@ Location append_modules(Output& out) {
 
 // ---- the thread
 
+// The command line and the environment: from the first argument to the end of the main thread's stack.
+void learn_texts() {
+    texts.learn(nullptr, 0);
+    const u64 count = reinterpret_cast<u64>(__libc_stack_end);
+    u64 first_argument = 0;
+    if (!peek(count + 8, &first_argument, 8)) return;
+    MapsCursor cursor;
+    Mapping mapping;
+    while (cursor.next(mapping)) {
+        if (count < mapping.begin || count >= mapping.end) continue;
+        const u64 begin = first_argument > count && first_argument < mapping.end ? first_argument : count;
+        const u64 n = peek_some(begin, stack_copy, std::min(mapping.end - begin, kMostStackBytes));
+        texts.learn(stack_copy, n);
+        return;
+    }
+}
+
 // From the stack pointer up. A thread that ran out of stack points below it; what lies above is what it used.
 Memory append_stack(Output& out, u64 stack_pointer) {
     MapsCursor cursor;
@@ -301,14 +311,17 @@ Memory append_stack(Output& out, u64 stack_pointer) {
         const u64 arguments = reinterpret_cast<u64>(__libc_stack_end);
         if (arguments >= mapping.begin && arguments < mapping.end) end = std::min(end, arguments);
         if (begin >= end) break;
-        return {begin, out.append_memory(begin, end - begin)};
+        const u64 n = peek_some(begin, stack_copy, end - begin);
+        texts.clear_known(stack_copy, n);
+        return {begin, out.append(stack_copy, n)};
     }
     return {};
 }
 
 Memory append_code(Output& out, u64 instruction_pointer) {
+    static u8 code[kCodeBytes];
     const u64 begin = instruction_pointer - std::min(instruction_pointer, kCodeBytes / 2);
-    return {begin, out.append_memory(begin, kCodeBytes)};
+    return {begin, out.append(code, peek_some(begin, code, kCodeBytes))};
 }
 
 void fill_context(Context& to, const ucontext_t& from, bool complete) {
@@ -408,10 +421,12 @@ u32 write_minidump_file(int file, const CrashRecord* record, const ucontext_t& c
     const auto add = [&](u32 type, Location location) { directory[header.n_streams++] = {type, location}; };
 
     load_maps();
+    learn_texts();
     static Context registers;
     registers = {};
     fill_context(registers, context, record != nullptr);
     MemoryList memory;
+    texts.clear_known(registers.fxsave, sizeof registers.fxsave);
     ThreadList threads;
     threads.thread.id = static_cast<u32>(syscall(SYS_gettid));
     threads.thread.context = out.append(&registers, sizeof registers);

@@ -136,6 +136,20 @@ const std::map<std::string, std::function<void()>>& ways_to_crash() {
              limit_files_to(2000);
              store_to_nowhere();
          }},
+        {"with the secrets on the stack",
+         [] {
+             // As a function that works with them would have them: whole and in part.
+             volatile char copy[256] = {};
+             const char* secret = std::getenv("KALVOR_TEST_SECRET");
+             for (int i = 0; secret[i] != '\0'; i++) copy[i] = secret[i];
+             for (int i = 3; i < 20; i++) copy[100 + i] = secret[i];
+             const char word[] = "of-the-command-";
+             for (int i = 0; word[i] != '\0'; i++) copy[200 + i] = word[i];
+             const char kept[] = "what is not secret";
+             for (int i = 0; kept[i] != '\0'; i++) copy[150 + i] = kept[i];
+             store_to_nowhere();
+             if (copy[0] == 'x') copy[1] = 'y';
+         }},
         {"two reports",
          [] {
              report_crash(nullptr);
@@ -209,6 +223,16 @@ const char* const kReport =
     "\nOops... Kalvor has crashed.\n\nCreating mini-dump file...   Done!\n"
     "\nThe program will now exit.\nPress any key to continue . . . \n";
 
+// No eight characters of the environment and the command line in a row.
+void expect_no_secrets(const MiniDump& dump) {
+    for (const std::string secret :
+         {"swordfish-of-the-environment", "password=swordfish-of-the-command-line"}) {
+        for (size_t i = 0; i + 8 <= secret.size(); i++) {
+            EXPECT_FALSE(dump.mentions(secret.substr(i, 8))) << secret.substr(i, 8);
+        }
+    }
+}
+
 // What holds for every dump with an exception in it.
 void check_dump(Crash& crash, u32 code) {
     MiniDump& dump = crash.dump;
@@ -221,7 +245,7 @@ void check_dump(Crash& crash, u32 code) {
     const MiniDump::Range stack = dump.thread_stack();
     EXPECT_LE(stack.begin, stack_pointer + 65536);
     EXPECT_GT(stack.begin + stack.bytes, stack_pointer);
-    EXPECT_FALSE(dump.mentions("swordfish-of"));
+    expect_no_secrets(dump);
     EXPECT_TRUE(dump.valid());
 }
 
@@ -322,6 +346,13 @@ TEST_F(CrashReportTest, AnotherThread) {
     EXPECT_EQ(out.dump.field(out.dump.thread_context(), MiniDump::kR12), 0x1122334455667788u);
 }
 
+TEST_F(CrashReportTest, CopiesOfTheSecretsOnTheStack) {
+    Crash out = crash("with the secrets on the stack");
+    EXPECT_EQ(out.signal, SIGSEGV);
+    check_dump(out, SIGSEGV);
+    EXPECT_TRUE(out.dump.mentions("what is not secret"));
+}
+
 // The memory allocator's own complaint: its lock may be held.
 TEST_F(CrashReportTest, ABrokenHeap) {
     Crash out = crash("heap");
@@ -387,7 +418,7 @@ TEST_F(CrashReportTest, WithoutARecord) {
     EXPECT_FALSE(dump.has(6));
     EXPECT_EQ(dump.thread_id(), dump.process_id());
     EXPECT_TRUE(dump.thread_stack().holds(dump.field(dump.thread_context(), MiniDump::kRsp)));
-    EXPECT_FALSE(dump.mentions("swordfish-of"));
+    expect_no_secrets(dump);
     EXPECT_TRUE(dump.valid());
 }
 
