@@ -26,6 +26,7 @@ void install_crash_handler(CrashReporter reporter);
 
 // Sets stack aside for the reporter, so that a thread which runs out of its own is reported too. Every other
 // crash is reported on any thread without it. Given back when the thread ends; nothing on a second call.
+// The threads of pools call it; threads that live for one task do without.
 void use_crash_stack();
 
 // ---- for reporters

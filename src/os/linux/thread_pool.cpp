@@ -9,6 +9,7 @@
 #include <system_error>
 #include <thread>
 
+#include "os/crash_handler.h"
 #include "os/spin_wait.h"
 #include "os/types.h"
 
@@ -104,6 +105,7 @@ class ThreadPool {
     }
 
     void run_thread() {
+        use_crash_stack();
         std::unique_lock<std::mutex> lock(mutex_);
         starting_--;
         while (true) {

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "os/cpu.h"
+#include "os/crash_handler.h"
 #include "os/spin_wait.h"
 
 namespace trel {
@@ -228,6 +229,7 @@ void WorkStealingPool::start_thread() {
 }
 
 void WorkStealingPool::run_thread(Worker& worker) {
+    os::use_crash_stack();
     t_worker = &worker;
     // Counted as searching by whoever created or woke it last.
     while (!ending_.load()) {

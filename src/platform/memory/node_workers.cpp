@@ -1,6 +1,7 @@
 #include "platform/memory/node_workers.h"
 
 #include "base/errors/fatal.h"
+#include "os/crash_handler.h"
 
 namespace trel {
 
@@ -29,6 +30,7 @@ void NodeWorker::push(std::function<void()> task, os::JoinCounter& join) {
 }
 
 void NodeWorker::run_thread() {
+    os::use_crash_stack();
     std::unique_lock<os::Mutex> lock(mutex_);
     while (true) {
         wake_.wait(lock, [this] { return ending_ || !tasks_.empty(); });

@@ -5,6 +5,7 @@
 
 #include "base/errors/fatal.h"
 #include "os/cpu.h"
+#include "os/crash_handler.h"
 #include "os/spin_wait.h"
 #include "platform/parallel/thread_control.h"
 
@@ -45,6 +46,7 @@ bool PushPoolWorker::try_push(const Task& task) {
 }
 
 void PushPoolWorker::run_thread(u64 thread_group) {
+    os::use_crash_stack();
     set_thread_group(thread_group);
     while (true) {
         os::SpinWait spin;

@@ -5,6 +5,7 @@
 
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
+#include "os/crash_handler.h"
 #include "os/spin_wait.h"
 #include "platform/parallel/task_guard.h"
 
@@ -86,6 +87,7 @@ bool TaskQueue::take_back(u64 id, const os::JoinCounter& join, u64& index) {
 }
 
 void TaskQueue::run_worker(u64 worker) {
+    os::use_crash_stack();
     if (on_start_) on_start_(worker);
     std::unique_lock<os::Mutex> lock(mutex_);
     starting_--;
