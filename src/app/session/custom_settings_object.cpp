@@ -78,7 +78,7 @@ std::unique_ptr<Object> save_custom_settings(const CustomSettings& settings) {
     object->add_bool("OutputVerify", settings.output_verify);
     object->add_string("Mode", "ram");
     object->add_node("Parallelism", std::make_unique<Object>(settings.parallelism.to_config()));
-    object->add_node("Allocator", std::make_unique<Object>(settings.allocator->to_config()));
+    object->add_node("Allocator", std::make_unique<Object>(trel::allocator_to_config(*settings.allocator)));
     return object;
 }
 

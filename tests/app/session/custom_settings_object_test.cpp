@@ -43,7 +43,7 @@ TEST(CustomSettingsObject, DefaultsInTheOrderOfTheKeys) {
               "    Allocator : {\r\n"
               "        Allocator : \"mmap\"\r\n"
               "        LargePages : \"attempt\"\r\n"
-              "        LockedPages : \"disabled\"\r\n"
+              "        LockedPages : \"attempt\"\r\n"
               "    }\r\n"
               "}\r\n");
 }
