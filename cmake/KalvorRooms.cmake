@@ -15,9 +15,9 @@ set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -madx -mprefer-vector-width=512
 # Drops the files and folders of another system.
 function(kalvor_keep_this_system list_of_files)
   if(WIN32)
-    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)linux(/|$)")
+    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)linux(/[^/]*)?$")
   else()
-    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)windows(/|$)")
+    list(FILTER ${list_of_files} EXCLUDE REGEX "(^|/)windows(/[^/]*)?$")
   endif()
   set(${list_of_files} ${${list_of_files}} PARENT_SCOPE)
 endfunction()

@@ -105,7 +105,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
     target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}"
                                $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>)
-    if(folder STREQUAL "program" OR folder STREQUAL "fault")
+    if(folder MATCHES "^(program|fault)")
       add_dependencies(test_${name} kalvor)
     endif()
     set(slow OFF)

@@ -161,6 +161,7 @@ TEST_F(ConfigTest, FilesThatCannotBeUsed) {
 }
 
 TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
+    write("blocker", "a file where a folder should be");
     const struct {
         std::string text, type, message;
     } cases[] = {
@@ -197,7 +198,8 @@ TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
          "Invalid Memory Allocator: calloc"},
         {settings("LargePages : \"disabled\"", "LargePages : \"maybe\""), "InvalidParametersException",
          "Invalid Mode: maybe"},
-        {settings("Path : \"digits\"", "Path : \"/proc\""), "FileException", "Path is not writable."},
+        {settings("Path : \"digits\"", "Path : \"blocker/digits\""), "FileException",
+         "Path is not writable."},
     };
     for (const auto& c : cases) {
         const std::string out = said(c.text);

@@ -1,13 +1,14 @@
 // Runs the program under test as a user would, and looks at what it left behind.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace kalvor_test {
 
 struct ProgramRun {
-    int exit_code = -1;  // 128 + signal when a signal ended it
+    int exit_code = -1;  // 128 + signal when a signal ended it (Linux)
     std::string out;     // standard output
     std::string err;     // standard error
     long peak_kib = 0;   // largest resident set, at least that of the test program
@@ -21,13 +22,22 @@ struct ProgramRun {
 struct RunOptions {
     std::vector<std::string> environment;    // "NAME=value" in addition to this process's
     std::string folder;                      // working folder
+    std::optional<std::string> input;        // the standard input, through a pipe; otherwise it is empty
+
+    // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
     unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
     bool terminal = false;                   // the standard output is a terminal (lines then end in CR LF)
 };
 
 // Arguments without the program's own path.
+ProgramRun run_program(const std::string& program, const std::vector<std::string>& arguments,
+                       const RunOptions& options = {});
+// The program that is built beside the tests.
 ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOptions& options = {});
+
+// The running test program once more.
+ProgramRun run_this_test(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
 // An empty folder that is removed with the object.
 class TemporaryFolder {
@@ -36,7 +46,7 @@ class TemporaryFolder {
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::string& path() const { return path_; }  // without final "/"
+    const std::string& path() const { return path_; }  // with "/" between folders, none at the end
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
     std::vector<std::string> files() const;  // names, sorted
 

@@ -12,6 +12,7 @@
 #include "base/errors/one_shot_warning.h"
 #include "base/errors/registry.h"
 #include "support/capture_console.h"
+#include "support/run_program.h"
 
 using namespace trel;
 
@@ -296,6 +297,27 @@ void to_stderr() {
     Console::set_sink(new ErrorSink);
 }
 }  // namespace
+
+// A second registration while static objects are still being built: in a process of its own, told by its
+// environment, before any other initialiser of this program may have run.
+namespace {
+struct EarlyDuplicate {
+    EarlyDuplicate() {
+        if (!std::getenv("KALVOR_TEST_EARLY_DUPLICATE")) return;
+        register_exception_type("EarlyException", nullptr);
+        register_exception_type("EarlyException", nullptr);
+    }
+};
+[[gnu::init_priority(101)]] EarlyDuplicate early_duplicate;
+}  // namespace
+
+TEST(FatalPaths, DuplicateRegistrationBeforeMain) {
+    kalvor_test::RunOptions options;
+    options.environment = {"KALVOR_TEST_EARLY_DUPLICATE=1"};
+    const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--gtest_list_tests"}, options);
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.out, "\nDuplicate Exception Type\nPress any key to continue . . . \n");
+}
 
 TEST(FatalPaths, DuplicateRegistration) {
     EXPECT_EXIT(

@@ -1,0 +1,57 @@
+// What tests of the standard output and input run in a process of its own, on a terminal or with both
+// redirected: they start their test program again with one of these. "DISABLED_" keeps them out of a plain run,
+// in which nobody looks at what they print.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "base/console/console.h"
+#include "os/console.h"
+
+using namespace trel;
+
+TEST(ConsoleChild, DISABLED_Colors) {
+    Console::print("<<");
+    for (const char color : {'B', 'G', 'T', 'R', 'P', 'Y', 'b', 'g', 't', 'r', 'p', 'y', 'w', ' '}) {
+        Console::print(std::string(1, color), color);
+    }
+    Console::print(">>");
+    Console::flush();
+}
+
+TEST(ConsoleChild, DISABLED_Resize) {
+    Console::print("<<");
+    os::set_window_size(80, 25);
+    Console::print(">>");
+    Console::flush();
+}
+
+TEST(ConsoleChild, DISABLED_Pause) {
+    Console::print("<<");
+    Console::pause();
+    Console::pause();
+    Console::print(Console::is_terminal() ? "terminal" : "none");
+    Console::print(os::started_from_existing_console() ? " shared" : " own");
+    Console::print(">>");
+    Console::flush();
+}
+
+TEST(ConsoleChild, DISABLED_FatalExit) {
+    Console::print("<<");
+    Console::error_line("broken");
+    Console::print(">>");
+    Console::fatal_exit(7);
+}
+
+// Lines, and then a key, from the same input.
+TEST(ConsoleChild, DISABLED_Lines) {
+    Console::print("<<");
+    std::string line;
+    for (int i = 0; i < 3; i++) Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+    Console::print(os::wait_for_key() ? "[key]" : "[no key]");
+    Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+    Console::print(">>");
+    Console::flush();
+}

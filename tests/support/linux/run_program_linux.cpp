@@ -1,0 +1,94 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "support/run_program.h"
+
+namespace kalvor_test {
+namespace {
+
+// A program that ends early leaves the rest unread.
+void write_all(int file, const std::string& text) {
+    const auto before = signal(SIGPIPE, SIG_IGN);
+    for (std::size_t at = 0; at < text.size();) {
+        const ssize_t put = write(file, text.data() + at, text.size() - at);
+        if (put <= 0) break;
+        at += static_cast<std::size_t>(put);
+    }
+    signal(SIGPIPE, before);
+}
+
+}  // namespace
+
+ProgramRun run_program(const std::string& program, const std::vector<std::string>& arguments,
+                       const RunOptions& options) {
+    TemporaryFolder logs;
+    const std::string out_path = logs / "out", err_path = logs / "err";
+    int terminal = -1;
+    std::string terminal_name;
+    if (options.terminal) {
+        terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) return {};
+        terminal_name = ptsname(terminal);
+    }
+    // Held open, so that the terminal does not hang up before the program has opened its end.
+    const int held = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    int input[2] = {-1, -1};
+    if (options.input && pipe2(input, O_CLOEXEC) != 0) return {};
+    const pid_t child = fork();
+    if (child == 0) {
+        const int in = options.input ? input[0] : open("/dev/null", O_RDONLY);
+        const int out = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY)
+                                         : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        dup2(in, 0);
+        dup2(out, 1);
+        dup2(err, 2);
+        if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
+        for (const std::string& variable : options.environment) putenv(const_cast<char*>(variable.c_str()));
+        if (options.file_size_limit != 0) {
+            signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit{options.file_size_limit, options.file_size_limit};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        if (options.memory_limit != 0) {
+            const rlimit limit{options.memory_limit, options.memory_limit};
+            setrlimit(RLIMIT_AS, &limit);
+        }
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(program.c_str()));
+        for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    ProgramRun run;
+    if (options.input) {
+        close(input[0]);
+        write_all(input[1], *options.input);
+        close(input[1]);
+    }
+    if (options.terminal) {
+        close(held);
+        char buffer[4096];
+        // Ends with an error when the last user of the terminal is gone.
+        for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
+            run.out.append(buffer, static_cast<std::size_t>(got));
+        }
+        close(terminal);
+    }
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (!options.terminal) run.out = read_file(out_path);
+    run.err = read_file(err_path);
+    run.peak_kib = usage.ru_maxrss;
+    return run;
+}
+
+}  // namespace kalvor_test
