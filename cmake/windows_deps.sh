@@ -1,6 +1,7 @@
 #!/bin/sh
 # windows_deps.sh: builds what the Windows build links from Debian's source packages, once, into build/windows-deps:
-# oneTBB for the program, GMP and MPFR for the tests. Needs the cross compiler, dpkg-dev, m4, cmake and ninja.
+# oneTBB for the program, GMP and MPFR for the tests. Needs the cross compiler, dpkg-dev, m4, cmake and ninja. Ends
+# with 77 when the source packages cannot be had.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/windows-deps
@@ -17,8 +18,10 @@ echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $uri bo
 apt_sources() {
     apt-get -o "Dir::Etc::sourcelist=$PWD/src.list" -o Dir::Etc::sourceparts=- -o "Dir::State::lists=$PWD/lists" "$@"
 }
-apt_sources update -qq
-apt_sources source -qq onetbb gmp mpfr4
+if ! { apt_sources update -qq && apt_sources source -qq onetbb gmp mpfr4; }; then
+    echo "The source packages onetbb, gmp and mpfr4 could not be fetched." >&2
+    exit 77
+fi
 jobs=$(nproc)
 
 cmake -S onetbb-* -B tbb -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
@@ -34,7 +37,7 @@ touch "$gmp/doc/Makefile.in" "$gmp/doc/version.texi"
 (cd gmp && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix CC_FOR_BUILD=gcc ABI=64 \
     "../$gmp/configure" --host=$triple --disable-shared --enable-static -q &&
     make -s -j"$jobs" SUBDIRS="mpn mpz mpq mpf printf scanf rand" all &&
-    cp gmp.h "$prefix/include" && cp .libs/libgmp.a "$prefix/lib")
+    cp gmp.h "../$gmp/gmpxx.h" "$prefix/include" && cp .libs/libgmp.a "$prefix/lib")
 
 mkdir mpfr
 (cd mpfr && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix \

@@ -3,6 +3,8 @@
 
 #include <gmpxx.h>
 
+#include "reference/mpz_u64.h"
+
 namespace reference {
 
 // One term's magnitudes.
@@ -12,11 +14,11 @@ struct HypergeometricTerm {
 
 inline HypergeometricTerm chudnovsky_term(unsigned long k) {
     const mpz_class n(k), R = (2 * n - 1) * (6 * n - 5) * (6 * n - 1);
-    return {R * (13591409 + 545140134 * n), n * n * n * 10939058860032000ul, R};
+    return {R * (13591409 + 545140134 * n), n * n * n * mpz_of(10939058860032000), R};
 }
 inline HypergeometricTerm ramanujan_term(unsigned long k) {
     const mpz_class n(k), R = (2 * n - 1) * (4 * n - 3) * (4 * n - 1);
-    return {R * (1103 + 26390 * n), n * n * n * 3073907232ul, R};
+    return {R * (1103 + 26390 * n), n * n * n * mpz_of(3073907232), R};
 }
 
 // The range [a, b), one term after the other: P / Q = sum over k of s_k P(k) R(a + 1) ... R(k - 1) / (Q(a +

@@ -8,6 +8,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "os/types.h"
+#include "reference/mpz_u64.h"
 
 // For messages of failed comparisons.
 inline void PrintTo(const mpz_class& z, std::ostream* out) {

@@ -261,7 +261,7 @@ TEST(BigFloat, AddIpAndPurturbUp) {
         T->exp = exp;
         T->sign = sign;
         T->add_ip(w, exp + i64(index));
-        expect_value(T, to_mpz(words) + shifted(mpz_class(static_cast<unsigned long>(w)), i64(index)), exp,
+        expect_value(T, to_mpz(words) + shifted(reference::mpz_of(w), i64(index)), exp,
                      sign);
 
         std::copy(words.begin(), words.end(), T->T);
@@ -307,7 +307,7 @@ TEST(BigFloat, ProductsByAWord) {
     for (int repeat = 0; repeat < 3000; repeat++) {
         RandomNumber A(8, rng);
         const Word w = rng() % 4 ? rng() >> rng() % 64 : (rng() % 2 ? kOnes : rng() % 3);
-        const mpz_class z(static_cast<unsigned long>(w));
+        const mpz_class z = reference::mpz_of(w);
         const u64 p = rng() % 9;
         Number T(p + 2);
         T->set_mul_uW(p, P, A, w);
@@ -354,7 +354,7 @@ TEST(BigFloat, SetDivSW) {
         if (w == 0 || w == 1) continue;
         Number T(p + 2);
         T->set_div_sW(p, P, A, w);
-        const mpz_class divisor = static_cast<unsigned long>(w < 0 ? Word(0) - Word(w) : Word(w));
+        const mpz_class divisor = reference::mpz_of(w < 0 ? Word(0) - Word(w) : Word(w));
         const i64 low = A->mag() - i64(p + 2);
         const mpz_class dividend = magnitude_at(A, low);
         expect_value(T, dividend / divisor, low, A->sign == (w > 0));
@@ -583,7 +583,7 @@ TEST(BigFloat, LongOperationsOnTasks) {
             T->set_sub(n + 18, tasks, B, A);
             expect_value(T, x - y, -13, false);
             T->set_mul_uW(n + 18, tasks, A, 0xfedcba9876543211);
-            expect_value(T, x * mpz_class(0xfedcba9876543211ul), -13, true);
+            expect_value(T, x * reference::mpz_of(0xfedcba9876543211ul), -13, true);
             T->set_div_sW(n + 18, tasks, A, -1000000007);
             expect_value(T, shifted(to_mpz(a), 20) / 1000000007, -20, false);
             T->set_div_sW(n, tasks, A, 1 << 20);

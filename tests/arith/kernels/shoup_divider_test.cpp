@@ -6,6 +6,7 @@
 
 #include "base/errors/exceptions.h"
 #include "kernel_fixture.h"
+#include "reference/mpz_u64.h"
 
 namespace trel {
 namespace {
@@ -49,7 +50,7 @@ TEST(ShoupDivider, ReciprocalIsTheFloor) {
         mpz_t n, q;
         mpz_inits(n, q, nullptr);
         mpz_setbit(n, 128);
-        mpz_fdiv_q_ui(q, n, d);
+        mpz_fdiv_q(q, n, reference::mpz_of(d).get_mpz_t());
         Word words[2] = {};
         mpz_export(words, nullptr, -1, 8, 0, 0, q);
         EXPECT_EQ(divider.reciprocal_low(), words[0]) << d;

@@ -7,6 +7,7 @@
 
 #include "arith/m61/hash_words.h"
 #include "os/cpu.h"
+#include "reference/mpz_u64.h"
 #include "reference/words.h"
 
 namespace {
@@ -21,7 +22,9 @@ u64 gmp_mod(const reference::Words& a) {
     mpz_t x;
     mpz_init(x);
     mpz_import(x, a.size(), -1, 8, 0, 0, a.data());
-    const u64 r = mpz_fdiv_ui(x, kM);
+    const mpz_class m = reference::mpz_of(kM);
+    mpz_fdiv_r(x, x, m.get_mpz_t());
+    const u64 r = reference::u64_of(mpz_class(x));
     mpz_clear(x);
     return r;
 }

@@ -156,7 +156,7 @@ TEST(Dispatch, PreCutOperandsAreAtMostTwoUnitsLow) {
         expect_window(T, skip, 2 * L, A, B, 2);
         const mpz_class exact = reference::window(reference::to_mpz(A) * reference::to_mpz(B), skip, 2 * L);
         const mpz_class difference = exact - reference::to_mpz(T);
-        worst = std::max<u64>(worst, difference.get_ui());
+        worst = std::max<u64>(worst, reference::u64_of(difference));
     }
     EXPECT_EQ(worst, 2u);  // the bound is reached
 }

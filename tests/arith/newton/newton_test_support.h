@@ -18,6 +18,7 @@
 #include "arith/kernels/linear_word_buffer.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status.h"
+#include "reference/mpz_u64.h"
 #include "support/threads.h"
 
 namespace trel::newton_test {
@@ -27,7 +28,7 @@ class GuardedWords {
   public:
     explicit GuardedWords(u64 n) : n_(n) {
         const u64 total = (n + 2 * kGuard + 7) & ~u64(7);
-        memory_.reset(static_cast<Word*>(std::aligned_alloc(64, total * sizeof(Word))));
+        memory_.reset(static_cast<Word*>(::operator new(total * sizeof(Word), kAlignment)));
         for (u64 i = 0; i < n + 2 * kGuard; i++) memory_.get()[i] = pattern(i);
     }
     Word* get() const { return memory_.get() + kGuard; }
@@ -40,9 +41,10 @@ class GuardedWords {
 
   private:
     static constexpr u64 kGuard = 8;
+    static constexpr std::align_val_t kAlignment{64};
     static Word pattern(u64 i) { return 0x9e3779b97f4a7c15ULL * (i + 1); }
     struct Free {
-        void operator()(Word* p) const { std::free(p); }
+        void operator()(Word* p) const { ::operator delete(p, kAlignment); }
     };
     u64 n_;
     std::unique_ptr<Word, Free> memory_;
@@ -119,7 +121,7 @@ class RecordingStatus final : public Status {
 // An owned GMP integer.
 class Integer {
   public:
-    Integer(unsigned long v = 0) { mpz_init_set_ui(z, v); }
+    Integer(u64 v = 0) { mpz_init_set(z, reference::mpz_of(v).get_mpz_t()); }
     Integer(const Word* words, u64 n) {
         mpz_init(z);
         mpz_import(z, n, -1, sizeof(Word), 0, 0, words);
@@ -183,7 +185,7 @@ inline double quotient_error(const BigFloat& T, const BigFloat& A, const BigFloa
 inline double invsqrt_error(const BigFloat& T, Word w, u64 p) {
     const Integer t(T);
     const i64 low = 2 * T.exp;
-    Integer difference = t.times(t).times(Integer(static_cast<unsigned long>(w)));
+    Integer difference = t.times(t).times(Integer(u64(w)));
     difference = low > 0 ? Integer(1) : difference.minus(Integer::power_of_word(-low));
     const i64 unit = last_kept(T, p);
     return difference.log2() - std::log2(static_cast<double>(w)) - 1 - t.log2() +

@@ -12,7 +12,7 @@ using namespace newton_test;
 
 Integer power(Word w, u64 n) {
     Integer r;
-    mpz_ui_pow_ui(r.z, static_cast<unsigned long>(w), static_cast<unsigned long>(n));
+    mpz_pow_ui(r.z, Integer(u64(w)).z, static_cast<unsigned long>(n));
     return r;
 }
 

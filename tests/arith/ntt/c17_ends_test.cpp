@@ -10,6 +10,7 @@
 #include "arith/ntt/c17_end_constants.h"
 #include "base/errors/exceptions.h"
 #include "os/memory.h"
+#include "reference/mpz_u64.h"
 #include "reference/mpz_words.h"
 #include "support/scratch.h"
 
@@ -248,7 +249,7 @@ struct Residues {
                 mpz_class r = modulo(coefficients[j] * set.b * power_of_two(c), p);
                 if (2 * r > p) r -= p;
                 const i64 shift = most == 0 ? 0 : static_cast<i64>(rng() % (2 * most + 1)) - i64(most);
-                r += p * static_cast<long>(shift);
+                r += p * reference::mpz_of_signed(shift);
                 out[i * stride + j] = r.get_d();
             }
         }

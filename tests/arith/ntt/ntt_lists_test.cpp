@@ -15,6 +15,7 @@
 #include "arith/ntt/ntt_prime_sets.h"
 #include "arith/ntt/ntt_records.h"
 #include "base/errors/exceptions.h"
+#include "reference/mpz_u64.h"
 
 namespace {
 
@@ -71,7 +72,7 @@ TEST(NttPrimeSetTest, EveryPrimeAsListed) {
             EXPECT_EQ(k % b, 0u);
             EXPECT_GE(m, set.max_exponent);
             mpz_t p;
-            mpz_init_set_ui(p, set.primes[i]);
+            mpz_init_set(p, reference::mpz_of(set.primes[i]).get_mpz_t());
             EXPECT_NE(mpz_probab_prime_p(p, 30), 0);
             mpz_clear(p);
         }

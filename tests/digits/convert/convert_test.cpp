@@ -165,7 +165,7 @@ TEST(ConvertTest, BesideTerminatingDecimals) {
             const u64 digits = 1 + rng() % (19 * n + 18);
             mpz_class unit, numerator;
             mpz_ui_pow_ui(unit.get_mpz_t(), 10, digits);
-            numerator = trial % 2 == 0 ? random.get_z_range(unit) : mpz_class(rng() % 9 + 1);
+            numerator = trial % 2 == 0 ? random.get_z_range(unit) : reference::mpz_of(rng() % 9 + 1);
             if (numerator >= unit) continue;
             const std::vector<Word> F = ratio(L, numerator, unit, static_cast<int>(rng() % 4) - 1);
             if (reference::to_mpz(F) < 0) continue;

@@ -16,7 +16,7 @@ namespace {
 
 const mpz_class kM61 = (mpz_class(1) << 61) - 1;
 
-u64 residue(const mpz_class& z) { return mpz_class(z % kM61).get_ui(); }
+u64 residue(const mpz_class& z) { return reference::u64_of(z % kM61); }
 
 struct Value {
     std::vector<Word> words;

@@ -11,6 +11,7 @@
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_counts.h"
 #include "digits/files/digit_hash.h"
+#include "reference/mpz_u64.h"
 
 using namespace kalvor;
 using trel::u32;
@@ -36,7 +37,7 @@ u64 reference_hash(const std::vector<u8>& values, u32 radix) {
     for (const u8 v : values) text += "0123456789abcdef"[v];
     mpz_init_set_str(x, text.c_str(), static_cast<int>(radix));
     mpz_mod(x, x, m);
-    const u64 r = mpz_get_ui(x);
+    const u64 r = reference::u64_of(mpz_class(x));
     mpz_clear(x);
     mpz_clear(m);
     return r;

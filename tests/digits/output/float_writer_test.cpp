@@ -11,6 +11,7 @@
 #include "base/errors/exceptions.h"
 #include "base/hash/sha256.h"
 #include "base/status/linear_console_node.h"
+#include "reference/mpz_u64.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
@@ -126,7 +127,7 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
             EXPECT_EQ(stats.counts.count[v], static_cast<u64>(std::count(want.begin(), want.end(), '0' + v)));
         }
         const mpz_class hash = mpz_class("3" + want) % ((mpz_class(1) << 61) - 1);
-        EXPECT_EQ(stats.hash, hash.get_ui());
+        EXPECT_EQ(stats.hash, reference::u64_of(hash));
         EXPECT_EQ(stats.last.start + stats.last.text.size(), digits);
         EXPECT_EQ(stats.last.text, want.substr(stats.last.start));
         run.writer.read_check(base("Pi.txt"), stats, 10);
@@ -141,7 +142,7 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
         const OutputStats hex_stats = run.writer.write_hex_digits(base("PiHex"));
         EXPECT_EQ(contents(base("PiHex.txt")), "3." + want_hex);
         const mpz_class hex_hash = mpz_class("3" + want_hex, 16) % ((mpz_class(1) << 61) - 1);
-        EXPECT_EQ(hex_stats.hash, hex_hash.get_ui());
+        EXPECT_EQ(hex_stats.hash, reference::u64_of(hex_hash));
         EXPECT_EQ(hex_stats.last.text, want_hex.substr(hex_stats.last.start));
         EXPECT_EQ(hex_stats.last.radix, 16);
         for (int v = 0; v < 16; v++) {
@@ -352,14 +353,14 @@ TEST(SlowFloatWriterTest, AMillionDigits) {
     EXPECT_EQ(stats.last.start, 999900u);
     EXPECT_EQ(stats.last.text, want.substr(999900));
     const mpz_class hash = mpz_class("3" + want) % ((mpz_class(1) << 61) - 1);
-    EXPECT_EQ(stats.hash, hash.get_ui());
+    EXPECT_EQ(stats.hash, reference::u64_of(hash));
     for (int v = 0; v < 10; v++) {
         EXPECT_EQ(stats.counts.count[v], static_cast<u64>(std::count(want.begin(), want.end(), '0' + v)));
     }
     const std::string hex = pi_digits(16, 830483);
     const OutputStats hex_stats = run.writer.stat_hex_digits();
     const mpz_class hex_hash = mpz_class("3" + hex, 16) % ((mpz_class(1) << 61) - 1);
-    EXPECT_EQ(hex_stats.hash, hex_hash.get_ui());
+    EXPECT_EQ(hex_stats.hash, reference::u64_of(hex_hash));
 }
 
 }  // namespace
