@@ -33,6 +33,11 @@ else()
 endif()
 find_library(GMP_LIBRARY gmp)
 find_library(MPFR_LIBRARY mpfr)
+set(oracle_includes)
+if(CMAKE_CROSSCOMPILING)
+  find_path(GMP_INCLUDES gmpxx.h)
+  set(oracle_includes ${GMP_INCLUDES})
+endif()
 
 function(kalvor_folders out root pattern)
   file(GLOB_RECURSE files CONFIGURE_DEPENDS RELATIVE ${root} ${root}/${pattern})
@@ -64,7 +69,8 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   add_library(kalvor_test_support INTERFACE)
   if(support)
     add_library(test_support OBJECT ${support})
-    target_include_directories(test_support PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+    target_include_directories(test_support PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests
+                               ${oracle_includes})
     target_link_libraries(test_support PRIVATE GTest::gtest)
     target_compile_definitions(test_support PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")
     target_sources(kalvor_test_support INTERFACE $<TARGET_OBJECTS:test_support>)
@@ -72,7 +78,8 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   # One program for the rooms' objects keeps the link of each test short.
   add_library(kalvor_test_rooms STATIC $<TARGET_PROPERTY:kalvor_rooms,INTERFACE_SOURCES>)
   set_target_properties(kalvor_test_rooms PROPERTIES LINKER_LANGUAGE CXX)
-  target_include_directories(kalvor_test_support INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+  target_include_directories(kalvor_test_support INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests
+                             ${oracle_includes})
   target_link_libraries(kalvor_test_support INTERFACE
     $<LINK_LIBRARY:WHOLE_ARCHIVE,kalvor_test_rooms> GTest::gtest ${MPFR_LIBRARY} ${GMP_LIBRARY} $<TARGET_PROPERTY:kalvor_rooms,INTERFACE_LINK_LIBRARIES>)
 
