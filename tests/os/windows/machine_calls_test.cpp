@@ -100,10 +100,23 @@ TEST(Numa, AnswersForTheFirstNodeAlways) {
     EXPECT_GT(bytes, 0u);
     EXPECT_TRUE(os::numa_node_processors(highest + 1, processors).failed());
     EXPECT_TRUE(processors.empty());
-    EXPECT_TRUE(os::prefer_numa_node(highest + 1).failed());
-    EXPECT_FALSE(os::prefer_numa_node(0));
-    EXPECT_FALSE(os::prefer_no_numa_node());
-    EXPECT_FALSE(os::prefer_no_numa_node());
+}
+
+TEST(Numa, PagesAreCommittedOneByOne) {
+    const u64 page = os::page_size();
+    const os::MappedMemory memory = os::reserve_memory(8 * page);
+    ASSERT_NE(memory.base, nullptr);
+    char* const p = static_cast<char*>(memory.base);
+    ASSERT_FALSE(os::commit_on_numa_node(p, page, 0));
+    ASSERT_FALSE(os::commit_memory(p + page, page));
+    p[0] = p[2 * page - 1] = 1;
+    void* const pages[3] = {p, p + page, p + 2 * page};
+    i32 nodes[3];
+    ASSERT_FALSE(os::numa_nodes_of_pages(pages, 3, nodes));
+    EXPECT_GE(nodes[0], 0);
+    EXPECT_GE(nodes[1], 0);
+    EXPECT_LT(nodes[2], 0);  // nothing there
+    EXPECT_FALSE(os::unmap_memory(memory.base, memory.bytes));
 }
 
 TEST(Environment, ValuesAreUtf8) {
