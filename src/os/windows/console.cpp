@@ -27,19 +27,25 @@ bool is_console(HANDLE handle) {
     return GetConsoleMode(handle, &mode) != 0;
 }
 
-// Text that goes to a file or a pipe is the same byte for byte on every system: without this the C library
-// would put a carriage return before each line feed. A console window does that by itself.
-const bool binary_output = _setmode(_fileno(stdout), _O_BINARY) != -1;
+// Whether the standard output is a console; prepares it at the first call, which may come before main(). Text that
+// goes to a file or a pipe is the same byte for byte on every system: without this the C library would put a
+// carriage return before each line feed. A console window does that by itself.
+bool prepared_output_is_console() {
+    static const bool console = [] {
+        _setmode(_fileno(stdout), _O_BINARY);
+        return is_console(output());
+    }();
+    return console;
+}
 
 }  // namespace
 
 bool stdout_is_terminal() {
-    return is_console(output());
+    return prepared_output_is_console();
 }
 
 void write_stdout(std::string_view text) {
-    static const bool terminal = stdout_is_terminal();
-    if (!terminal) {
+    if (!prepared_output_is_console()) {
         std::fwrite(text.data(), 1, text.size(), stdout);
         if (text.find('\n') != std::string_view::npos) std::fflush(stdout);
         return;
