@@ -68,3 +68,16 @@ inline void print_to_stderr() {
     static ErrorOutput sink;
     trel::Console::set_sink(&sink);
 }
+
+// What an exception's report is, as a regular expression that every system's test framework understands.
+template <class Exception>
+std::string report_pattern(const Exception& exception) {
+    CaptureConsole console;
+    exception.print();
+    std::string pattern;
+    for (const char c : console.text()) {
+        if (std::string_view("\\^$.|?*+()[]{}").find(c) != std::string_view::npos) pattern += '\\';
+        pattern += c;
+    }
+    return pattern;
+}

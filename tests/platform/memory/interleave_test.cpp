@@ -712,5 +712,6 @@ TEST(NodeWorkersDeathTest, ExceptionsEndTheProcess) {
         join.wait();
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
-                "of the task.*\nNodeAllocator: An exception was thrown from a task.\n$");
+                "^" + report_pattern(InvalidParametersException("", "of the task")) +
+                    "\nNodeAllocator: An exception was thrown from a task.\n$");
 }
