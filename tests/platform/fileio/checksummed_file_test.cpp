@@ -171,7 +171,10 @@ TEST_P(ChecksummedFiles, NewSpaceHasNoChecksums) {
         ChecksummedFile file = open(OpenMode::read_write);
         file.set_size(kBlock * 2);
         file.set_size(kBlock * 2);
-        EXPECT_EQ(side_file(), (std::vector<u32>{none, sum}));
+    }
+    EXPECT_EQ(side_file(), (std::vector<u32>{none, sum}));
+    {
+        ChecksummedFile file = open(OpenMode::read_write);
         file.set_size(kBlock * 7);  // zeros where the stored block was
         EXPECT_EQ(load(file, back_.get(), 0, 7 * kBlock), "nothing thrown");
     }
@@ -180,6 +183,7 @@ TEST_P(ChecksummedFiles, NewSpaceHasNoChecksums) {
     ChecksummedFile file = open(OpenMode::read_write);
     file.set_size(70000 * kBlock);
     file.store(data_.get(), 69999 * kBlock, kBlock);
+    file.close();
     sums = side_file();
     ASSERT_EQ(sums.size(), 70000U);
     for (u64 i = 2; i < 69999; i++) ASSERT_EQ(sums[i], none) << i;
@@ -189,14 +193,17 @@ TEST_P(ChecksummedFiles, NewSpaceHasNoChecksums) {
 // More blocks in one access than are summed at a time.
 TEST_P(ChecksummedFiles, ManySmallBlocks) {
     if (GetParam()) GTEST_SKIP() << "raw blocks are whole sectors";
-    ChecksummedFile file(path(), OpenMode::create, false, 6, kSeed);
     const GuardedBuffer data = random_bytes(5000 * 64, 4);
     GuardedBuffer back(5000 * 64, 64);
     std::vector<u32> scratch(5000);
-    file.store(data.get(), 64 * 3, 5000 * 64);
-    file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * scratch.size());
+    {
+        ChecksummedFile file(path(), OpenMode::create, false, 6, kSeed);
+        file.store(data.get(), 64 * 3, 5000 * 64);
+        file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * scratch.size());
+    }
     EXPECT_EQ(std::memcmp(back.get(), data.get(), 5000 * 64), 0);
     flip("data", 64 * 4321 + 5, 1);
+    ChecksummedFile file(path(), OpenMode::read_write, false, 6, kSeed);
     EXPECT_EQ(message_of([&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * scratch.size()); }),
               corrupt("[276,544, 276,608)"));
     EXPECT_EQ(message_of([&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * 4999); }),
