@@ -45,15 +45,15 @@ std::vector<Word> random_words(u64 n) {
 // A value, its plan, and the memory and tables of a run.
 struct Setting {
     explicit Setting(u64 digits)
-        : plan(ConvertPlanP::make(kRadix19, radix_words(digits), 0, 1)),
+        : plan(ConvertPlanP::make(kRadix19, radix_words(digits), kNoBudget, 1)),
           value(random_words(plan.length(plan.n))),
           out(plan.n),
           verified((digits + 18) / 19),
           largest(std::max({plan.max_product_words, u64(2 * value.size()),
-                            VerifyB::max_product_words(plan.n, verified, value.size())})),
+                            VerifyB::max_product_words(plan.n, verified)})),
           table_memory(trel::TransformTables::bytes(largest)),
           tables(largest, table_memory.view(), trel::serial_context()),
-          memory(std::max({plan.bytes(), VerifyB::scratch_bytes(plan.n, verified, value.size(), 1),
+          memory(std::max({plan.bytes(), VerifyB::scratch_bytes(plan.n, verified, 1),
                            trel::multiply_scratch_bytes(2 * value.size())})),
           x(value.data(), value.size()) {
         x.L = value.size();
@@ -108,7 +108,7 @@ void Verification(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
     state.counters["MB"] =
-        static_cast<double>(VerifyB::scratch_bytes(s.plan.n, s.verified, s.value.size(), 1)) * 1e-6;
+        static_cast<double>(VerifyB::scratch_bytes(s.plan.n, s.verified, 1)) * 1e-6;
 }
 
 void OneProduct(benchmark::State& state) {

@@ -1,7 +1,6 @@
 #include "arith/bigfloat/big_float_transform.h"
 
 #include <algorithm>
-#include <functional>
 #include <string>
 
 #include "arith/kernels/word_array.h"
@@ -13,17 +12,6 @@ namespace {
 // Words below the requested window that every product delivers as well.
 constexpr i64 kGuardWords = 2;
 
-// The second transform's data and the transform scratch, carved from the context.
-struct WorkMemory {
-    WorkMemory(const Transform& transform, const MultiplyContext& mp) {
-        AlignedBufferC memory = mp.scratch;
-        data = memory.spawn(transform.data_bytes()).get();
-        scratch = memory.spawn(transform.scratch_bytes()).get();
-    }
-    void* data;
-    void* scratch;
-};
-
 InvalidTransformException window_not_deliverable(const char* function, i64 ie, i64 te) {
     return {function, "ie = " + std::to_string(ie) + ", te = " + std::to_string(te)};
 }
@@ -31,7 +19,7 @@ InvalidTransformException window_not_deliverable(const char* function, i64 ie, i
 // Whether a product of m words at T's buffer would be written over the operand: it must be transformed
 // before.
 bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
-    return std::less<>()(T.buffer, A.T + A.L) && std::less<>()(A.T, T.buffer + m);
+    return bp_overlap(T.buffer, m, A.T, A.L);
 }
 
 }  // namespace
@@ -126,7 +114,7 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const B
         });
         return;
     }
-    const WorkMemory memory(transform_, mp);
+    const TransformMemory memory(transform_, mp.scratch);
     transform_.forward(mp.parallel, memory.data, a.T, a.L, memory.scratch);
     inverse(mp, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
 }
@@ -153,7 +141,7 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const
         return;
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
-    const WorkMemory memory(transform_, mp);
+    const TransformMemory memory(transform_, mp.scratch);
     transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
     transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
     inverse(mp, T, window, sign, data_, data_, memory.data, memory.scratch, function);
@@ -180,7 +168,7 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& 
     const BigFloat b = operand(B, p);
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
     if (window.empty) return T.clear();
-    const WorkMemory memory(transform_, mp);
+    const TransformMemory memory(transform_, mp.scratch);
     if (overlap(T, window.m, b)) {
         transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
         inverse(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
@@ -198,7 +186,7 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
-    const WorkMemory memory(transform_, mp);
+    const TransformMemory memory(transform_, mp.scratch);
     inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch,
             "BigFloatTransformR::sqr_rx_xf()");
 }
@@ -214,7 +202,7 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T,
     if (L_ == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
     const Window window{false, ie, static_cast<u64>(te - ie), static_cast<u64>(ie - e0),
                         static_cast<u64>(te - e0)};
-    const WorkMemory memory(transform_, mp);
+    const TransformMemory memory(transform_, mp.scratch);
     inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, function);
     const ParallelContext& P = mp.parallel;
     const PlacedWords square{T.T, window.m, ie};

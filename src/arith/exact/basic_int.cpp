@@ -116,9 +116,13 @@ void BasicIntR::set_mulB(const BasicInt& A, const BasicInt& B) {
     residue = m61::mul(A.residue, B.residue);
 }
 
+namespace {
+constexpr u64 kAlignment = 64;  // for the vector kernels
+}
+
 void BasicIntO::allocate(u64 words) {
-    storage_ = std::make_unique_for_overwrite<Word[]>(words);
-    T = storage_.get();
+    storage_ = GuardedBuffer(words * sizeof(Word), kAlignment);
+    T = static_cast<Word*>(storage_.get());
     buffer_size = words;
 }
 
@@ -132,8 +136,8 @@ BasicIntO::BasicIntO(Word w) {
 
 BasicIntO& BasicIntO::operator*=(const BasicInt& A) {
     const u64 n = L + A.L + 2;
-    const auto words = std::make_unique_for_overwrite<Word[]>(n);
-    BasicIntR product(words.get(), n);
+    const GuardedBuffer words(n * sizeof(Word), kAlignment);
+    BasicIntR product(static_cast<Word*>(words.get()), n);
     if (&A == this) {
         product.set_sqrB(A);
     } else {

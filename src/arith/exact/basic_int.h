@@ -1,9 +1,8 @@
 // Small positive exact integers of series leaves, with their residue modulo 2^61 - 1.
 #pragma once
 
-#include <memory>
-
 #include "os/types.h"
+#include "platform/memory/guarded_heap.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace trel {
@@ -58,7 +57,7 @@ class BasicIntR : public BasicInt {
     void set_mulB(const BasicInt& A, const BasicInt& B);
 };
 
-// Owns its storage and grows.
+// Owns its storage, a block of the guarded heap, and grows.
 class BasicIntO : public BasicInt {
   public:
     // Throws UnsupportedZeroException for w = 0.
@@ -71,7 +70,7 @@ class BasicIntO : public BasicInt {
   private:
     void allocate(u64 words);
 
-    std::unique_ptr<Word[]> storage_;
+    GuardedBuffer storage_;
 };
 
 }  // namespace trel

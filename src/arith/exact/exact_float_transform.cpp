@@ -1,6 +1,5 @@
-#include <functional>
-
 #include "arith/exact/exact_float.h"
+#include "arith/kernels/word_array.h"
 #include "arith/m61/m61.h"
 #include "base/errors/exceptions.h"
 
@@ -9,7 +8,7 @@ namespace {
 
 // Whether T's product would be written over the operand: it must be transformed before.
 bool overlap(const ExactFloat& T, const ExactFloat& A) {
-    return std::less<>()(T.T, A.T + A.L) && std::less<>()(A.T, T.T + T.L);
+    return bp_overlap(T.T, T.L, A.T, A.L);
 }
 
 }  // namespace
@@ -79,12 +78,11 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& mp, ExactFloat& T, cons
         }
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
-    void* other = zero ? nullptr : memory.spawn(transform_.data_bytes()).get();
-    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    if (zero) return forward(mp, a);
+    const auto [other, scratch] = TransformMemory(transform_, mp.scratch);
     transform_.forward(P, data_, a.T, a.L, scratch);
     A_ = operand(a);
     held_ = keep;
-    if (zero) return;
     if (square) return inverse(mp, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
     if (keep && !overlap(T, b)) {
         transform_.multiply_held(P, T.T, 0, T.L, b.T, b.L, data_, other, scratch);
@@ -99,9 +97,7 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& mp, ExactFloat& T, cons
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const ExactFloat a = A;
     if (prepare(T, operand(a), A_, floor, function)) return;
-    AlignedBufferC memory = mp.scratch;
-    void* other = memory.spawn(transform_.data_bytes()).get();
-    void* scratch = memory.spawn(transform_.scratch_bytes()).get();
+    const auto [other, scratch] = TransformMemory(transform_, mp.scratch);
     if (!overlap(T, a)) {
         transform_.multiply_held(mp.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch);
         return finish(T, operand(a), A_);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "arith/kernels/carry_join.h"
 #include "arith/kernels/word_adders.h"
@@ -167,6 +168,10 @@ u8 bp_negate(Word* A, u64 n, const ParallelContext& P) {
         negate(A + from, A + from, end - from, from == first);
     });
     return first == n;
+}
+
+bool bp_overlap(const Word* A, u64 n, const Word* B, u64 m) {
+    return std::less<>()(A, B + m) && std::less<>()(B, A + n);
 }
 
 u8 add_word_ip(Word* T, u64 n, Word c) {

@@ -16,6 +16,9 @@ struct PlacedWords {
     i64 offset;
 };
 
+// Whether A[0..n) and B[0..m) share a word.
+bool bp_overlap(const Word* A, u64 n, const Word* B, u64 m);
+
 // T[i - lo] = A(i) + B(i) + carry for the positions lo <= i < hi; an operand is zero outside its own range, words
 // below lo or at and above hi are ignored. Returns the carry out (0 or 1). T may be A's or B's own array when they
 // are aligned word for word.

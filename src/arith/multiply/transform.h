@@ -78,6 +78,15 @@ class Transform {
     u64 plain_bytes_;
 };
 
+// Room for one more transform's data and the transform's scratch, carved from the front of free memory.
+struct TransformMemory {
+    TransformMemory(const Transform& transform, AlignedBufferC memory)
+        : data(memory.spawn(transform.data_bytes()).get()),
+          scratch(memory.spawn(transform.scratch_bytes()).get()) {}
+    void* data;
+    void* scratch;
+};
+
 // Holds one transform object of any kind in place, so that making one in a hot merge does not touch the heap.
 class TransformHolder {
   public:

@@ -8,6 +8,7 @@
 #include "arith/estimate/double_double.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/recursion.h"
+#include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 
@@ -27,12 +28,6 @@ u64 sum_words(u64 working) {
     return round_up_8(working + 3);
 }
 
-// T = A / 2
-void set_half(u64 p, const ParallelContext& P, BigFloat& T, const BigFloat& A) {
-    T.set_mul_uW(p, P, A, Word(1) << 63);
-    T.exp -= T.L != 0 ? 1 : 0;
-}
-
 DoubleDouble ln_of(const BigFloat& A) {
     const ScaledDouble top = top_as_double(A);
     return ln(DoubleDouble(top.d)) + dd::ln2_64() * DoubleDouble(static_cast<double>(top.e));
@@ -45,7 +40,8 @@ std::string agreeing_digits(const BigFloat& a, const BigFloat& b, const BigFloat
     return digit_count_text(nats < DoubleDouble(0.0) ? DoubleDouble(0.0) : nats);
 }
 
-// One line of progress: "AGM: 1,234" and the label "( 1,234 )" before the steps.
+// One line of progress: "AGM: 1234" and the label "( 1234 )" around the steps; emplace() ends the line
+// before.
 struct MeanFrames {
     MeanFrames(Status& status, const std::string& state)
         : outer(status, "AGM: " + state), inner(outer.node(), "( " + state + " )") {}
@@ -83,47 +79,47 @@ void mean(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFlo
     BigFloat s(s_words.get(), s_words.size());
     BigFloat g(g_words.get(), g_words.size());
 
-    std::string state = "?";
+    std::optional<MeanFrames> frames;
+    frames.emplace(status, "?");
     i64 distance = 0;
     do {
-        MeanFrames frames(status, state);
         BigFloat& d = s;
         {
-            StatusFrame frame(frames.node(), " 0A ", digits);
+            StatusFrame frame(frames->node(), " 0A ", digits);
             d.set_sub(working, P, a, b);
         }
         if (d.L == 0) break;
         distance = d.mag() - std::min(a.mag(), b.mag());
-        state = agreeing_digits(a, b, d);
+        frames.emplace(status, agreeing_digits(a, b, d));
         if (distance < target) break;
         {
-            StatusFrame frame(frames.node(), " 1A ", digits);
+            StatusFrame frame(frames->node(), " 1A ", digits);
             s.set_add(working, P, a, b);
         }
         {
-            StatusFrame frame(frames.node(), " 2M ", digits);
+            StatusFrame frame(frames->node(), " 2M ", digits);
             g.set_mul(working, mp, a, b);
         }
         BigFloat& h = a;
         {
-            StatusFrame frame(frames.node(), " 3Q ", digits);
+            StatusFrame frame(frames->node(), " 3Q ", digits);
             InvsqrtFloat_BigFloatR::run(plan.invsqrt, mp, frame.node(), h, g, working, buffer);
         }
         {
-            StatusFrame frame(frames.node(), " 4M ", digits);
+            StatusFrame frame(frames->node(), " 4M ", digits);
             b.set_mul(working, mp, g, h);
         }
-        StatusFrame frame(frames.node(), " 5S ", digits);
-        set_half(working, P, a, s);
+        StatusFrame frame(frames->node(), " 5S ", digits);
+        newton::set_half(working, P, a, s);
     } while (target < 2 * distance);
 
-    MeanFrames frames(status, "Final");
+    frames.emplace(status, "Final");
     {
-        StatusFrame frame(frames.node(), " 0A ", digits);
+        StatusFrame frame(frames->node(), " 0A ", digits);
         s.set_add(working, P, a, b);
     }
-    StatusFrame frame(frames.node(), " 1S ", digits);
-    set_half(working, P, a, s);
+    StatusFrame frame(frames->node(), " 1S ", digits);
+    newton::set_half(working, P, a, s);
 }
 
 }  // namespace
@@ -179,7 +175,7 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& mp, Status&
             b.set_mul(working, mp, x, T);
         }
         StatusFrame frame(start.node(), " 3S ", digits);
-        set_half(working, P, T, s);
+        newton::set_half(working, P, T, s);
     }
     mean(plan, mp, status, T, b, p, buffer);
 }

@@ -43,11 +43,6 @@ u64 words_cut(u64 p) {
                     words_cut(newton::previous_precision(p)));
 }
 
-// The convolution of A x^2: its window begins below 2^(-64 p/2), and what folds must end below 2^(-64 p).
-u64 product_words(u64 p) {
-    return p + 9 + p / 2;
-}
-
 // The highest level that is not coupled needs the most of its kind: x's transform is held while A x^2 is
 // made.
 u64 window_scratch_bytes(u64 p) {
@@ -61,8 +56,9 @@ u64 window_scratch_bytes(u64 p) {
             {newton::HeldTransforms::scratch_bytes(p + 8, 1), below, window_scratch_bytes(previous)});
     }
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
-    return held.transform_data + std::max(held.transform_data + held.transform_scratch,
-                                          newton::window_product_scratch_bytes(product_words(p)));
+    return held.transform_data +
+           std::max(held.transform_data + held.transform_scratch,
+                    newton::window_product_scratch_bytes(newton::window_product_words(p)));
 }
 
 }  // namespace
@@ -178,7 +174,8 @@ void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const 
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        window_product(memory.context(), product_words(p), e, A, p, square, p, -static_cast<i64>(p), t);
+        window_product(memory.context(), window_product_words(p), e, A, p, square, p, -static_cast<i64>(p),
+                       t);
     }
     const Estimate side = take_error_below(P, e, t, previous, kRun);
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);

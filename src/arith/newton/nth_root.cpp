@@ -44,12 +44,6 @@ u64 words_cut(u64 p) {
            std::max(newton::nth_root_power_words(p), words_cut(newton::nth_root_previous(p)));
 }
 
-// The convolution of A x^n, or A x^(n+1): its window begins below 2^(-64 p/2) of the product's top, and what
-// folds must end below 2^(-64 p).
-u64 product_words(u64 p) {
-    return p + 9 + p / 2;
-}
-
 }  // namespace
 
 InvNthRootPlan InvNthRootPlan::make(u64 p, u64 tds) {
@@ -62,44 +56,46 @@ InvNthRootPlan InvNthRootPlan::make(u64 p, u64 tds) {
     // The powers: at p + 2 words in the basic form, at p words above.
     plan.scratch_bytes = PowerFloatPlan::make(std::max(p, plan.basic_p + 2), tds).scratch_bytes;
     if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes =
-            std::max(plan.scratch_bytes, newton::window_product_scratch_bytes(product_words(p)));
+        plan.scratch_bytes = std::max(plan.scratch_bytes,
+                                      newton::window_product_scratch_bytes(newton::window_product_words(p)));
     return plan;
 }
 
 namespace {
 
-// exp(y) for |y| not large, from a double's 2^-53 |y|: 1 + expm1(y) near 1, else a pair of doubles, whole
-// words split off.
-void set_exp(const ParallelContext& P, BigFloat& T, double y) {
+// T = exp(y) 2^(64 e), y a pair of doubles not large: 1 + expm1(y) near 1, where the pair's low part is all
+// that expm1's rounding leaves to add, else whole words split off.
+void set_exp(const ParallelContext& P, BigFloat& T, const DoubleDouble& y, i64 e) {
     Word high_word[2], low_word[2];
     BigFloat high(high_word, 2), low(low_word, 2);
-    if (std::fabs(y) < 0x1p-16) {
-        high.set_double(1.0, 0);
-        low.set_double(std::expm1(y), 0);
+    if (std::fabs(y.high) < 0x1p-16) {
+        high.set_double(1.0, e);
+        low.set_double(std::expm1(y.high) + y.low, e);
     } else {
-        const double words = std::floor(y / dd::ln2_64().high);
-        const DoubleDouble value = exp(DoubleDouble(y) - dd::ln2_64() * DoubleDouble(words));
-        high.set_double(value.high, static_cast<i64>(words));
-        low.set_double(value.low, static_cast<i64>(words));
+        const double words = std::floor(y.high / dd::ln2_64().high);
+        const DoubleDouble value = exp(y - dd::ln2_64() * DoubleDouble(words));
+        high.set_double(value.high, e + static_cast<i64>(words));
+        low.set_double(value.low, e + static_cast<i64>(words));
     }
     T.set_add(3, P, high, low);
 }
 
 // A^(-1/n) from the logarithm of A's top. Beyond the range of a double the exponent is divided by n apart.
+// The logarithm is a pair of doubles: an error a of the start becomes (n + 1) a^2 / 2 in the first level, and
+// with n above 10^6 the square of a double's error would be seen in the words of the lowest precisions.
 void set_start(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {
     if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
     if (!A.sign) throw ArithmeticException(kBasicRun, "Nth root of negative number.");
     A.check_normalization();
     const ScaledDouble top = top_as_double(A);
-    const double degree = static_cast<double>(n);
-    const double y = -(std::log(top.d) + static_cast<double>(top.e) * dd::ln2_64().high) / degree;
-    if (std::fabs(y) < 709.0895657128241) return set_exp(P, T, y);  // 1023 ln 2
+    const DoubleDouble part = reciprocal(DoubleDouble(static_cast<double>(n)));
+    const auto root = [&](i64 words) {
+        return -((ln(DoubleDouble(top.d)) - dd::ln2_64() * DoubleDouble(static_cast<double>(words))) * part);
+    };
+    const DoubleDouble y = root(-top.e);
+    if (std::fabs(y.high) < 709.0895657128241) return set_exp(P, T, y, 0);  // 1023 ln 2
     const i64 divisor = static_cast<i64>(n);
-    const i64 quotient = -top.e / divisor;
-    const i64 rest = -top.e % divisor;
-    T.set_double(std::pow(top.d, -1.0 / degree) * std::exp2(64.0 * static_cast<double>(rest) / degree),
-                 quotient);
+    set_exp(P, T, root(-top.e % divisor), -top.e / divisor);
 }
 
 void check_degree(u64 n, const char* function) {
@@ -170,7 +166,7 @@ void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat&
     const i64 w = x.mag() - static_cast<i64>(previous) + 3;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        window_product(mp, product_words(p), y, A, p + 1, T, p + 1, bottom, w);
+        window_product(mp, window_product_words(p), y, A, p + 1, T, p + 1, bottom, w);
     }
     const BigFloat low_x = words_between(P, x, bottom - 2, w);
     subtract_windows(P, T, p - previous + 5, y, low_x, w, kRunExpanded);
@@ -194,7 +190,7 @@ void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat&
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        window_product(mp, product_words(p), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
+        window_product(mp, window_product_words(p), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
     }
     const Estimate side = take_error_below(P, y, t, previous, kRunFactored);
     if (side == Estimate::exact) return T.set_BigFloat(p + 2, P, x);

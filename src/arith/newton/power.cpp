@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 
 #include "arith/bigfloat/big_float_transform.h"
+#include "arith/bigfloat/power_transform.h"
+#include "arith/bigfloat/transform_helper.h"
 #include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/basecase_karatsuba.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/binary_power.h"
 #include "arith/newton/steps.h"
@@ -19,24 +23,35 @@ const char kExponent[] = "Power_BF_uL_BigFloatR()";
 // The result holds p + 3 words and one for a carry of the caller's.
 constexpr u64 kResultExtra = 4;
 
+// Words from which squares are worth a transform of their own: beyond the products of the basecase.
+constexpr u64 kHelperPrecision = 40;
+
 // The words of the base that count for its product with the power, and the transforms for that product and
 // for the base's square.
 struct BaseSizes {
     BaseSizes(u64 length, u64 p)
         : product(std::min(length, p + 1) + 7 + p), square(2 * std::min(length, p + 1) + 6) {}
-    // Whether one transform serves for both, and then for all squares as well.
+    // Whether one transform serves for both, and then for all squares as well. Those of the basecase are
+    // copies of just the size asked for.
     bool same_transform(u64 p) const {
         const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(product);
         return square >= 2 * p + 6 && &algorithm == &basic_table64().get_algorithm(square) &&
+               (product == square || &algorithm != &basecase_karatsuba_algorithm()) &&
                algorithm.sizes(product).transform_data == algorithm.sizes(square).transform_data;
     }
     u64 product, square;
 };
 
-// Every step at its own size: squares grow with the power.
+// Every step at its own size: squares grow with the power. From the length on that it keeps they are made by
+// one transform.
 void power_plain(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next,
                  const BigFloat& A, u64 n, u64 p) {
-    const auto square = [&](BigFloat& product, const BigFloat& x) { product.set_sqr(p + 1, mp, x); };
+    std::optional<TransformHelper> helper;
+    const auto square = [&](BigFloat& product, const BigFloat& x) {
+        if (p < kHelperPrecision || x.L <= p + 1) return product.set_sqr(p + 1, mp, x);
+        if (!helper) helper.emplace(mp, x, p + 1);
+        helper->sqr(product, x);
+    };
     const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
         product->set_mul(p + 1, mp, *x, A);
         std::swap(x, product);
@@ -44,12 +59,17 @@ void power_plain(const MultiplyContext& mp, Status& status, BigFloat*& now, BigF
     newton::binary_power(status, n, now, next, kExponent, square, multiply);
 }
 
-// The base is as long as the power: its transform is made once, with the first square.
+// The base is as long as the power: its transform is made once, with the first square, and must then serve
+// the products.
 void power_held(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next, const BigFloat& A,
-                u64 n, u64 p, u64 product_words) {
-    const newton::HeldTransforms memory(mp, product_words, 1);
+                u64 n, u64 p, const BaseSizes& sizes) {
+    const newton::HeldTransforms memory(mp, sizes.square, 1);
     const MultiplyContext& context = memory.context();
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    TransformHolder of_products;
+    make_transform(of_products, sizes.product, context);
+    PowerTransform transform(memory.transform());
+    transform.replace(*of_products);
+    BigFloatTransformR held(transform.get(), memory.data(0));
     const i64 kept = static_cast<i64>(p + 1);
     const auto square = [&](BigFloat& product, const BigFloat& x) {
         if (held.held()) return product.set_sqr(p + 1, context, x);
@@ -97,7 +117,7 @@ void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloa
 
     const BaseSizes sizes(A.L, p);
     if (std::popcount(n) > 1 && sizes.same_transform(p))
-        power_held(mp, status, now, next, A, n, p, sizes.product);
+        power_held(mp, status, now, next, A, n, p, sizes);
     else
         power_plain(mp, status, now, next, A, n, p);
 }

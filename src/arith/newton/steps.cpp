@@ -23,10 +23,17 @@ void add_correction(const ParallelContext& P, BigFloat& T, const BigFloat& x, Es
 
 }  // namespace
 
+// Half of a number is 2^63 of it one word down.
+constexpr Word kHalf = Word(1) << 63;
+
+void set_half(u64 p, const ParallelContext& P, BigFloat& T, const BigFloat& A) {
+    T.set_mul_uW(p, P, A, kHalf);
+    if (T.L != 0) T.exp -= 1;
+}
+
 void halve(const ParallelContext& P, BigFloat& T) {
-    if (T.L == 0) return;
-    T.mul_uW(P, Word(1) << 63);
-    T.exp -= 1;
+    T.mul_uW(P, kHalf);
+    if (T.L != 0) T.exp -= 1;
 }
 
 void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {

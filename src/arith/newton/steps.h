@@ -49,6 +49,14 @@ inline u64 used_estimate_words(u64 p) {
     return p / 2 + 3;
 }
 
+// The convolution of A x^2, or A x^n: its window begins below 2^(-64 p/2) of the product's top, and what
+// folds must end below 2^(-64 p).
+inline u64 window_product_words(u64 p) {
+    return p + 9 + p / 2;
+}
+
+// T = A / 2 to p + 2 words.
+void set_half(u64 p, const ParallelContext& P, BigFloat& T, const BigFloat& A);
 // T / 2, exact: one more word below when the lowest bit is set.
 void halve(const ParallelContext& P, BigFloat& T);
 // T = A / n, n >= 1, to A.L + 3 words; T: as many.

@@ -35,7 +35,8 @@ class Converter {
     Word convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n,
                        RadixFraction f, bool correction) const;
     // An output longer than the table reaches.
-    Word peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f) const;
+    Word peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f,
+              bool correction) const;
 
   private:
     struct Halves {
@@ -49,6 +50,7 @@ class Converter {
     RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
                                  Word* g) const;
     RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
+    void join(Word* upper, u64 n, Word expected, Word overlap, bool correction, const char* function) const;
 
     const ConvertPlanP& plan_;
     const ReadyTableB& table_;
@@ -126,16 +128,19 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
                         : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
-    Word* const upper_words = out + (n - H);
-    if (correction && ++r.upper_overlap == plan_.radix) {
-        add1(plan_.radix, upper_words, H);
-        r.upper_overlap = 0;
-    }
-    const Word expected = out[n - H - 1];
-    if (expected != r.upper_overlap) {
-        fixup(plan_.radix, expected, r.upper_overlap, upper_words, H, function);
-    }
+    join(out + (n - H), H, out[n - H - 1], r.upper_overlap, correction, function);
     return r.lower_overlap;
+}
+
+// The upper range of n words and its overlap word meet the lower range, which begins with `expected`.
+// correction: the overlap word is known to be one too small.
+void Converter::join(Word* upper, u64 n, Word expected, Word overlap, bool correction,
+                     const char* function) const {
+    if (correction && ++overlap == plan_.radix) {
+        add1(plan_.radix, upper, n);
+        overlap = 0;
+    }
+    if (expected != overlap) fixup(plan_.radix, expected, overlap, upper, n, function);
 }
 
 // frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the
@@ -173,8 +178,8 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
 // Takes pieces of H = b 2^(levels - 1) words, the reach of the largest power, off the top until the rest is
 // within the reach of one recursion. The overlaps are compared from the end, because a correction of a piece
 // can change the first word of it.
-Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, u64 n,
-                     RadixFraction f) const {
+Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, u64 n, RadixFraction f,
+                     bool correction) const {
     const u64 H = plan_.level[plan_.levels - 1].radix_words;
     MultiplyContext inner = context;
     f = f.top(plan_.length(n));
@@ -195,9 +200,7 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     const Word last = convert_range(plan_.levels, inner, status, out, left, f, false);
     while (pieces-- > 0) {
         const Word expected = out[left - 1];
-        if (expected != overlaps[pieces]) {
-            fixup(plan_.radix, expected, overlaps[pieces], out + left, H, "convertP()");
-        }
+        join(out + left, H, expected, overlaps[pieces], correction && pieces == 0, "convertP()");
         left += H;
     }
     return last;
@@ -221,7 +224,7 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
     if (plan.n <= plan.top_words()) {
         converter.convert_range(plan.levels, inner, status, radix_out, plan.n, f, options.correction);
     } else {
-        converter.peel(inner, status, radix_out, plan.n, f);
+        converter.peel(inner, status, radix_out, plan.n, f, options.correction);
     }
 }
 

@@ -147,7 +147,7 @@ ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u
         plan.make_levels();
         plan.make_sizes();
         const u64 top = std::min(plan.n, plan.top_words());
-        if (budget_bytes == 0 || plan.bytes() + 8 * top <= budget_bytes) break;
+        if (plan.bytes() + 8 * top <= budget_bytes) break;
         if (plan.levels < kMinDroppableLevels) break;
         plan.levels--;
     }

@@ -9,6 +9,9 @@
 
 namespace kalvor::CBRv2 {
 
+// The budget of a plan that may take what it needs.
+inline constexpr u64 kNoBudget = ~u64(0);
+
 // A range of n radix words is halved, rounding up, until fewer than 16 are left: that is the base length b,
 // and level l covers b * 2^l words. A split at level l needs the power R^(b 2^l), of which only the odd part
 // is stored (R = 2^t * odd, so R^H has floor(t H / 64) zero words at the bottom, and they are counted into an
@@ -31,8 +34,9 @@ class ConvertPlanP {
         u64 plain_bytes;  // a product without a kept transform
     };
 
-    // radix >= 2 and radix_words >= 1, else InvalidParametersException. budget_bytes: 0 = no limit; levels
-    // are dropped (not below 4) while the plan's memory and the radix words of its top size exceed it.
+    // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and the radix
+    // words of its top size exceed budget_bytes, levels are dropped, not below 4: the result may still exceed
+    // it.
     static ConvertPlanP make(Word radix, u64 radix_words, u64 budget_bytes, u64 tds);
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.

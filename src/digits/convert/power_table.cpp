@@ -72,9 +72,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
             trel::StatusFrame frame(status, "Squaring...    ",
                                     static_cast<u64>(static_cast<double>(n) * kDigitsPerBinaryWord) + 1);
             frame.node().refresh();
-            AlignedBufferC scratch = context.scratch;
-            void* const work = scratch.spawn(transform.data_bytes()).get();
-            void* const space = scratch.spawn(transform.scratch_bytes()).get();
+            const auto [work, space] = trel::TransformMemory(transform, context.scratch);
             transform.inverse(context.parallel, words, 0, n, work, root.data, root.data, space);
             exp = 2 * plan_.level[l - 1].power_exp;
             entry.n = n;

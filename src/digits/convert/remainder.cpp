@@ -30,8 +30,7 @@ struct Convolution {
                                      scratch.spawn(transform.plain_bytes()).get());
             return;
         }
-        void* const work = scratch.spawn(transform.data_bytes()).get();
-        void* const space = scratch.spawn(transform.scratch_bytes()).get();
+        const auto [work, space] = trel::TransformMemory(transform, scratch);
         transform.multiply_held(context.parallel, out, skip, total, A, length, power.data, work, space);
     }
 };

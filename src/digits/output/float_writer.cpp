@@ -66,7 +66,7 @@ struct OutputBuffer {
 }  // namespace
 
 WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digits, u64 hex_digits,
-                            bool verify, u64 tds) {
+                            bool verify, u64 tds, u64 budget_bytes) {
     if (compute_digits < output_digits)
         throw InvalidParametersException("FloatWriterB()", "compute < output");
     WriterPlan plan;
@@ -76,7 +76,10 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
     plan.hex_digits = hex_digits;
     plan.verify = verify;
     const u64 n = CBRv2::radix_words(compute_digits);
-    plan.conversion = CBRv2::ConvertPlanP::make(CBRv2::kRadix19, n, 0, tds);
+    const u64 budget = budget_bytes == CBRv2::kNoBudget
+                           ? budget_bytes
+                           : budget_bytes - std::min(budget_bytes, CBRv2::kWriterReserveBytes);
+    plan.conversion = CBRv2::ConvertPlanP::make(CBRv2::kRadix19, n, budget, tds);
     u64 work = plan.conversion.bytes() + CBRv2::kWriterReserveBytes;
     plan.max_product_words = plan.conversion.max_product_words;
     if (verify) {
@@ -101,8 +104,10 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
     CBRv2::words_to_dec(sign, value_.mag(), [this] { value_.print_dump(); });
+    const trel::WallTimer timer;
     StatusSection section(status_, "Base Converting:");
     CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options);
+    convert_seconds_ = timer.seconds();
 }
 
 void FloatWriterB::verify(u64 digits) {

@@ -31,9 +31,12 @@ struct WriterPlan {
     trel::u64 max_product_words = 0;
     CBRv2::ConvertPlanP conversion{};
 
-    // Throws InvalidParametersException "compute < output".
+    // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with
+    // a smaller power table, slower, down to a least one (ConvertPlanP). Throws InvalidParametersException
+    // "compute < output".
     static WriterPlan make(trel::u64 value_words, trel::u64 compute_digits, trel::u64 output_digits,
-                           trel::u64 hex_digits, bool verify, trel::u64 tds);
+                           trel::u64 hex_digits, bool verify, trel::u64 tds,
+                           trel::u64 budget_bytes = CBRv2::kNoBudget);
 };
 
 // One thread calls it; tasks of the context's framework do the arithmetic.
@@ -46,6 +49,8 @@ class FloatWriterB {
 
     // Decimal digits: range check, then the conversion into radix words.
     void convert(const CBRv2::ConvertOptions& options = {});
+    // Wall time of convert().
+    double convert_seconds() const { return convert_seconds_; }
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
     // AlgorithmFailedException.
     void verify(trel::u64 digits);
@@ -80,6 +85,7 @@ class FloatWriterB {
     trel::Status& status_;
     const trel::BigFloat& value_;
     trel::Word* radix_words_;
+    double convert_seconds_ = 0;
 };
 
 }  // namespace kalvor

@@ -1,5 +1,7 @@
 #include "arith/newton/nth_root.h"
 
+#include <mpfr.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -43,6 +45,28 @@ void expect_root(Form form, const BigFloat& A, u64 n, u64 p, u64 tds, Status& st
     ASSERT_NE(w.T.T[w.T.L - 1], 0u) << what;
     ASSERT_TRUE(w.T.sign) << what;
     ASSERT_LE(root_error(w.T, A, n, p), root_error_bits(p)) << what;
+}
+
+// log2 of |T - A^(-1/n)| in units of the last word that a result of p words keeps, by MPFR.
+double root_error_mpfr(const BigFloat& T, const BigFloat& A, u64 n, u64 p) {
+    mpfr_set_emin(mpfr_get_emin_min());
+    mpfr_set_emax(mpfr_get_emax_max());
+    mpfr_t root, ours;
+    mpfr_inits2(static_cast<mpfr_prec_t>(64 * (p + 12)), root, ours, nullptr);
+    mpfr_set_z_2exp(root, Integer(A).z, 64 * static_cast<long>(A.exp), MPFR_RNDN);
+    mpfr_rootn_ui(root, root, n, MPFR_RNDN);
+    mpfr_ui_div(root, 1, root, MPFR_RNDN);
+    mpfr_set_z_2exp(ours, Integer(T).z, 64 * static_cast<long>(T.exp), MPFR_RNDN);
+    mpfr_sub(ours, ours, root, MPFR_RNDN);
+    double error = -1e18;
+    if (mpfr_sgn(ours) != 0) {
+        long e;
+        const double d = mpfr_get_d_2exp(&e, ours, MPFR_RNDN);
+        error =
+            std::log2(std::fabs(d)) + static_cast<double>(e) - 64.0 * static_cast<double>(last_kept(T, p));
+    }
+    mpfr_clears(root, ours, nullptr);
+    return error;
 }
 
 const u64 kDegrees[] = {1, 2, 3, 4, 5, 6, 7, 8, 10, 16, 31};
@@ -304,6 +328,32 @@ TEST(NthRootTest, AnnouncesItself) {
     else
         EXPECT_EQ(even,
                   (std::vector<std::string>{"Iterating: ", " 0P 231", " 1M 231", " U2M 231", " U3D 231"}));
+}
+
+// With a large degree the first level multiplies the square of the start's error by n / 2, so that it has to
+// be better than a double: near 1, where the root is 1 + expm1(y); for larger roots; and beyond a double's
+// range.
+TEST(NthRootTest, LargeDegrees) {
+    std::mt19937_64 rng(61);
+    for (const u64 n : {u64(1000), u64(1000000), u64(1000001), u64(1) << 20, u64(999999937),
+                        (u64(1) << 32) - 5, u64(1) << 32}) {
+        const i64 near = 0, far = static_cast<i64>(n / 100), beyond = static_cast<i64>(20 * n);
+        for (const i64 exp :
+             {near, near - 1, near + 7, far, -far, beyond, -beyond, beyond + 12345, -beyond - 777})
+            for (u64 p = 0; p <= 5; p++)
+                for (const Form form : {Form::expanded, Form::factored}) {
+                    const Number A(make_words(Shape::random, 1 + rng() % 7, rng), exp);
+                    const InvNthRootPlan plan = InvNthRootPlan::make(p, 1);
+                    Workspace w = workspace(plan);
+                    run_form(form, plan, w.mp, null_status(), w.T, A.value, p, w.buffer(), n);
+                    ASSERT_TRUE(w.intact());
+                    // p = 0 is the start: 50 bits of A's top, divided by n, and the steps of a pair of
+                    // doubles
+                    const double bits = p == 0 ? 64.0 - 52.0 : root_error_bits(p);
+                    ASSERT_LE(root_error_mpfr(w.T, A.value, n, p), std::max(bits, 4.5))
+                        << "n=" << n << " exp=" << exp << " p=" << p;
+                }
+    }
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ TEST(ConvertPlanTest, Levels) {
     };
     for (const Case& c : {Case{100, 13, 3}, Case{16, 8, 1}, Case{15, 15, 0}, Case{1, 1, 0}, Case{31, 8, 2},
                           Case{526318, 9, 16}}) {
-        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, c.n, 0, 1);
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, c.n, kNoBudget, 1);
         EXPECT_EQ(plan.b, c.b) << c.n;
         EXPECT_EQ(plan.levels, c.levels) << c.n;
         EXPECT_EQ(plan.level.size(), c.levels);
@@ -23,7 +23,7 @@ TEST(ConvertPlanTest, Levels) {
         EXPECT_EQ(plan.trailing_zeros, 19u);
     }
     for (u64 n = 16; n < 90; n++) {
-        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         EXPECT_TRUE(plan.b >= 8 && plan.b <= 15) << n;
     }
 }
@@ -31,21 +31,21 @@ TEST(ConvertPlanTest, Levels) {
 TEST(ConvertPlanTest, SmallRadixIsRefused) {
     for (const Word radix : {Word(0), Word(1)}) {
         try {
-            (void)ConvertPlanP::make(radix, 100, 0, 1);
+            (void)ConvertPlanP::make(radix, 100, kNoBudget, 1);
             FAIL();
         } catch (const trel::InvalidParametersException& e) {
             EXPECT_EQ(e.function, "ConvertPlanP::make()");
             EXPECT_EQ(e.message, "Invalid Parameters");
         }
     }
-    EXPECT_THROW((void)ConvertPlanP::make(10, 0, 0, 1), trel::InvalidParametersException);
-    EXPECT_EQ(ConvertPlanP::make(2, 40, 0, 1).trailing_zeros, 1u);
+    EXPECT_THROW((void)ConvertPlanP::make(10, 0, kNoBudget, 1), trel::InvalidParametersException);
+    EXPECT_EQ(ConvertPlanP::make(2, 40, kNoBudget, 1).trailing_zeros, 1u);
 }
 
 TEST(ConvertPlanTest, BasePowerIsExact) {
     for (const Word radix : {kRadix19, Word(10), Word(3), Word(2), Word(1) << 63, ~Word(0)}) {
         for (u64 n = 1; n < 60; n++) {
-            const ConvertPlanP plan = ConvertPlanP::make(radix, n, 0, 1);
+            const ConvertPlanP plan = ConvertPlanP::make(radix, n, kNoBudget, 1);
             mpz_class want;
             mpz_pow_ui(want.get_mpz_t(), reference::to_mpz(&radix, 1).get_mpz_t(), plan.b);
             const u64 zeros = plan.trailing_zeros * plan.b / 64;
@@ -68,7 +68,7 @@ TEST(ConvertPlanTest, BasePowerIsExact) {
 
 // ceil((n + 1) log2(R) / 64) + 2
 TEST(ConvertPlanTest, LengthHoldsTheRadixWordsAndTwoMore) {
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 20, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 20, kNoBudget, 1);
     for (const u64 n : {1ull, 8ull, 71ull, 72ull, 100ull, 12345ull, 600000ull}) {
         mpz_class power;
         mpz_pow_ui(power.get_mpz_t(), reference::to_mpz(&kRadix19, 1).get_mpz_t(), n + 1);

@@ -38,7 +38,7 @@ std::vector<Word> run(const ConvertPlanP& plan, const std::vector<Word>& F, u64 
 }
 
 std::vector<Word> run(u64 n, const std::vector<Word>& F, u64 tds = 1) {
-    return run(ConvertPlanP::make(kRadix19, n, 0, tds), F, tds);
+    return run(ConvertPlanP::make(kRadix19, n, kNoBudget, tds), F, tds);
 }
 
 // The same with its outcome: the words, or the text of the overlap fault.
@@ -202,7 +202,7 @@ TEST(ConvertTest, TaskCountsGiveTheSameWords) {
 TEST(ConvertTest, Threads) {
     const std::unique_ptr<trel::BasicParallelizer> spawn = trel::SpawnConfig().make_framework();
     const u64 n = 9 << 9;
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 2);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 2);
     ASSERT_EQ(plan.tds, 2u);
     std::vector<Word> words = random_fraction(plan.length(n), n), out(n);
     BigFloat x(words.data(), words.size());
@@ -215,20 +215,25 @@ TEST(ConvertTest, Threads) {
 }
 
 TEST(ConvertTest, PlanTasks) {
-    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 9, 0, 64).tds, 2u);   // 9 levels
-    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, 0, 64).tds, 4u);  // 10 levels
-    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, 0, 3).tds, 3u);
-    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, 0, 1).tds, 1u);
-    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 8, 0, 64).tds, 1u);
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 9, kNoBudget, 64).tds, 2u);   // 9 levels
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, kNoBudget, 64).tds, 4u);  // 10 levels
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, kNoBudget, 3).tds, 3u);
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, kNoBudget, 1).tds, 1u);
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 8, kNoBudget, 64).tds, 1u);
+    const ConvertPlanP twenty = ConvertPlanP::make(kRadix19, 9 << 20, kNoBudget, 64);
+    EXPECT_EQ(twenty.levels, 20u);
+    EXPECT_EQ(twenty.tds, 64u);
+    // tasks are counted from the levels that the budget leaves
+    EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, 0, 64).tds, 1u);
 }
 
 TEST(ConvertTest, TightBudgetDropsLevelsAndStillConverts) {
     for (const u64 n : {u64(300), u64(1000), u64(1999)}) {
-        const ConvertPlanP full = ConvertPlanP::make(kRadix19, n, 0, 1);
+        const ConvertPlanP full = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         const std::vector<Word> F = random_fraction(full.length(n), n);
         const std::vector<Word> want = reference::radix_floor(reference::to_mpz(F), F.size(), n);
-        // "1" drops as far as levels are dropped: to 4
-        const ConvertPlanP least = ConvertPlanP::make(kRadix19, n, 1, 1);
+        // no memory at all drops as far as levels are dropped: to 4
+        const ConvertPlanP least = ConvertPlanP::make(kRadix19, n, 0, 1);
         EXPECT_EQ(least.levels, 4u);
         EXPECT_EQ(least.b, full.b);
         EXPECT_EQ(run(least, F, 1), want) << n;
@@ -239,7 +244,7 @@ TEST(ConvertTest, TightBudgetDropsLevelsAndStillConverts) {
     }
     // corrections across the pieces
     CaptureConsole console;
-    const ConvertPlanP least = ConvertPlanP::make(kRadix19, 1000, 1, 1);
+    const ConvertPlanP least = ConvertPlanP::make(kRadix19, 1000, 0, 1);
     std::vector<Word> want(1000, 0);
     want[999] = kRadix19 / 10;
     EXPECT_EQ(run(least, ratio(least.length(1000), 1, 10, 1), 1), want);
@@ -248,7 +253,7 @@ TEST(ConvertTest, TightBudgetDropsLevelsAndStillConverts) {
 TEST(ConvertTest, OtherRadixes) {
     for (const Word radix : {Word(10), Word(2), Word(1000000007), Word(1) << 32, ~Word(0), kRadix19 - 1}) {
         for (const u64 n : {5, 40, 77}) {
-            const ConvertPlanP plan = ConvertPlanP::make(radix, n, 0, 1);
+            const ConvertPlanP plan = ConvertPlanP::make(radix, n, kNoBudget, 1);
             const std::vector<Word> F = random_fraction(plan.length(n) + 1, n);
             EXPECT_EQ(run(plan, F, 1), reference::radix_floor(reference::to_mpz(F), F.size(), n, radix)) << radix;
         }
@@ -259,7 +264,7 @@ TEST(ConvertTest, OtherRadixes) {
 TEST(ConvertTest, CorrectionFlag) {
     CaptureConsole console;
     const u64 n = 40;
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
     const u64 H = plan.level[plan.levels - 1].radix_words;
     // Upper part 0999...9 with overlap R - 1, lower part zero: with the flag the overlap word becomes R, which is the
     // additive correction without an overlap mismatch.
@@ -281,6 +286,41 @@ TEST(ConvertTest, CorrectionFlag) {
     }
 }
 
+// The same where the whole range's upper part is the first piece of a plan with few levels.
+TEST(ConvertTest, CorrectionFlagOfPieces) {
+    CaptureConsole console;
+    const u64 n = 1000;
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+    const u64 H = plan.level[plan.levels - 1].radix_words;
+    ASSERT_GT(n, plan.top_words());
+    std::vector<Word> want(n, 0);
+    want[n - 1] = kRadix19 / 10;
+    // 0.1 rounded up: every overlap of the first piece's range is R - 1 but the flag takes the last of them for R
+    EXPECT_EQ(run(plan, ratio(plan.length(n), 1, 10, 1), 1, {.correction = true, .observer = nullptr}), want);
+    const std::string with_flag = console.text();
+    CaptureConsole plain;
+    EXPECT_EQ(run(plan, ratio(plan.length(n), 1, 10, 1), 1), want);
+    const auto mismatches = [](const std::string& text) {
+        u64 count = 0;
+        for (u64 at = text.find("Overlap Mismatch"); at != std::string::npos; at = text.find("Overlap Mismatch", at + 1))
+            count++;
+        return count;
+    };
+    EXPECT_EQ(mismatches(plain.text()), mismatches(with_flag) + 1);
+    // Where the overlap is right, one more is a fault of the first piece.
+    const std::vector<Word> F = random_fraction(plan.length(n), 3);
+    const std::vector<Word> right = reference::radix_floor(reference::to_mpz(F), F.size(), n);
+    try {
+        run(plan, F, 1, {.correction = true, .observer = nullptr});
+        FAIL();
+    } catch (const trel::AlgorithmFailedException& e) {
+        EXPECT_EQ(e.function, "convertP()");
+        const Word expected = right[n - H - 1];
+        EXPECT_EQ(e.message, "Overlap Mismatch:\n    RL = " + std::to_string(H) + "\n    Expected = " +
+                                 std::to_string(expected) + "\n    Actual   = " + std::to_string(expected + 1));
+    }
+}
+
 TEST(ConvertTest, LeafOfOneWord) {
     // 2^-64 * (2^63 + 12345) in one word: both multiplications exact
     const Word f = (Word(1) << 63) + 12345;
@@ -292,7 +332,7 @@ TEST(ConvertTest, LeafOfOneWord) {
 }
 
 TEST(ConvertTest, DirectConversionRefusesLongInputs) {
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 10, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 10, kNoBudget, 1);
     std::vector<Word> F(plan.length(10) + 1, 1), out(10);
     (void)DirectConvertB::run(plan, trel::null_status(), out.data(), {F.data(), F.size() - 1, F.size() - 1});
     try {
@@ -302,13 +342,13 @@ TEST(ConvertTest, DirectConversionRefusesLongInputs) {
         EXPECT_EQ(e.function, "DirectConvertB::run()");
         EXPECT_EQ(e.message, "Input size is too large for conversion plan.");
     }
-    const ConvertPlanP split = ConvertPlanP::make(kRadix19, 16, 0, 1);
+    const ConvertPlanP split = ConvertPlanP::make(kRadix19, 16, kNoBudget, 1);
     EXPECT_THROW((void)DirectConvertB::run(split, trel::null_status(), out.data(), {}),
                  trel::InvalidParametersException);
 }
 
 TEST(ConvertTest, MemoryBelowThePlanIsRefused) {
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 80, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 80, kNoBudget, 1);
     const std::vector<Word> F = random_fraction(plan.length(80), 1);
     Scratch memory(plan.bytes() - 64);
     std::vector<Word> words = F, out(80);
@@ -322,7 +362,7 @@ TEST(ConvertTest, MemoryBelowThePlanIsRefused) {
 
 TEST(ConvertTest, PlacesOfTheValue) {
     // integer part and fraction; a value far below one; an integer
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 30, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 30, kNoBudget, 1);
     Scratch memory(plan.bytes());
     const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
     std::vector<Word> words = random_fraction(20, 9), out(30);
@@ -367,7 +407,7 @@ class Damage final : public ConvertObserver {
 };
 
 std::string fault_of(u64 n, Damage& damage) {
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
     const std::vector<Word> F = random_fraction(plan.length(n), n);
     CaptureConsole console;
     try {
@@ -417,7 +457,7 @@ TEST(ConvertFaultTest, FlippedBitInAProduct) {
 TEST(ConvertFaultTest, DamagedReadyTransform) {
     for (const u64 n : {u64(80), u64(600)}) {
         for (const u64 level : {0, 1}) {
-            const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+            const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
             std::vector<Word> words = random_fraction(plan.length(n), n), out(n);
             BigFloat x(words.data(), words.size());
             x.L = words.size();

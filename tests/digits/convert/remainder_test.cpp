@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Folds, RemainderTest, testing::Values(Fold::cyclic, Fol
 TEST_P(RemainderTest, EveryWordIsExact) {
     std::mt19937_64 rng(11);
     for (const u64 n : {16, 17, 25, 31, 47, 60, 90}) {
-        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         for (u64 l = 0; l < plan.levels; l++) {
             const u64 H = plan.level[l].radix_words;
             for (int trial = 0; trial < 40; trial++) {
@@ -82,7 +82,7 @@ TEST_P(RemainderTest, EveryWordIsExact) {
 TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
     std::mt19937_64 rng(12);
     for (const u64 n : {16, 30, 31, 60, 90}) {
-        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         for (u64 l = 0; l < plan.levels; l++) {
             const u64 H = plan.level[l].radix_words;
             mpz_class power;
@@ -106,7 +106,7 @@ TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
 TEST_P(RemainderTest, RemaindersBelowTheGuardWord) {
     std::mt19937_64 rng(13);
     for (const u64 n : {16, 30, 31, 60, 90}) {
-        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         for (u64 l = 0; l < plan.levels; l++) {
             const u64 H = plan.level[l].radix_words;
             const u64 range = std::min(2 * H, plan.n);
@@ -132,7 +132,7 @@ TEST_P(RemainderTest, RemaindersBelowTheGuardWord) {
 }
 
 TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 60, 0, 1);
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 60, kNoBudget, 1);
     const ConvertPlanP::Level& level = plan.level[1];
     const FoldTransform transform(GetParam(), level.product_words);
     Scratch work(transform.data_bytes() + transform.scratch_bytes());

@@ -71,7 +71,7 @@ TEST(VerifyTest, HashOfRadixWords) {
 
 struct Converted {
     explicit Converted(u64 n, u64 extra_words = 0)
-        : plan(ConvertPlanP::make(kRadix19, n, 0, 1)),
+        : plan(ConvertPlanP::make(kRadix19, n, kNoBudget, 1)),
           value(plan.length(n) + 1 + extra_words, -static_cast<i64>(plan.length(n) + extra_words), n),
           words(n) {
         Scratch memory(plan.bytes());

@@ -101,6 +101,48 @@ struct Writing {
     FloatWriterB writer;
 };
 
+TEST_F(FloatWriterTest, MinusPiIsConvertedAsPi) {
+    CaptureConsole console;
+    Writing run(100, 100, 0);
+    run.value.x.sign = false;
+    run.writer.convert();
+    run.writer.verify();
+    EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
+    run.writer.write_dec_digits(base("minus"));
+    EXPECT_EQ(contents(base("minus") + ".txt"), "3." + pi_digits(10, 100));
+}
+
+// A budget makes the plan smaller as long as levels can be dropped, and the digits stay.
+TEST_F(FloatWriterTest, BudgetOfTheConversion) {
+    const u64 digits = 20000;
+    const u64 words = value_words(digits);
+    const WriterPlan full = WriterPlan::make(words + 1, digits, digits, 0, true, 1);
+    const u64 n = full.conversion.n;
+    // the writer's own memory comes off the budget first
+    const u64 needed = full.conversion.bytes() + 8 * n + CBRv2::kWriterReserveBytes;
+    const auto with = [&](u64 budget) { return WriterPlan::make(words + 1, digits, digits, 0, true, 1, budget); };
+    EXPECT_EQ(with(needed).conversion.levels, full.conversion.levels);
+    EXPECT_EQ(with(needed - 1).conversion.levels, full.conversion.levels - 1);
+    EXPECT_EQ(with(needed - 1).conversion.n, n);
+    for (const u64 none : {u64(0), CBRv2::kWriterReserveBytes - 1, CBRv2::kWriterReserveBytes})
+        EXPECT_EQ(with(none).conversion.levels, 4u);
+
+    const Pi value(words);
+    for (const WriterPlan& plan : {with(needed - 1), with(0)}) {
+        CaptureConsole console;
+        const Scratch memory(plan.working_bytes);
+        FloatWriterB writer(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(), value.x);
+        EXPECT_EQ(writer.convert_seconds(), 0);
+        writer.convert();
+        EXPECT_GT(writer.convert_seconds(), 0);
+        writer.verify();
+        const OutputStats stats = writer.write_dec_digits(base("budget"));
+        EXPECT_GT(stats.seconds, 0);
+        EXPECT_EQ(contents(base("budget") + ".txt"), "3." + pi_digits(10, digits));
+        EXPECT_TRUE(memory.guards_intact());
+    }
+}
+
 TEST_F(FloatWriterTest, PiToFiftyDigits) {
     Writing run(50, 50, 50);
     run.writer.convert();

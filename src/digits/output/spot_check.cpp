@@ -1,0 +1,139 @@
+#include "digits/output/spot_check.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <optional>
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "os/process.h"
+#include "platform/fileio/raw_file.h"
+#include "platform/memory/guarded_heap.h"
+
+namespace kalvor {
+
+using trel::i64;
+using trel::u64;
+using trel::u8;
+namespace Console = trel::Console;
+
+namespace {
+
+constexpr u64 kGroup = 10;  // digits of an entry
+constexpr u64 kBufferLimit = u64(1) << 30;
+constexpr u64 kPage = 4096;
+constexpr std::array<const char*, 4> kFolders = {"Binaries/Digits/", "Digits/", "../../Digits/",
+                                                 "../../../Digits/"};
+
+void skip_blanks(std::string_view& text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+}
+
+// A decimal number with commas anywhere in it, taken off the front; nothing when there is none or it does not
+// fit.
+std::optional<u64> take_number(std::string_view& text) {
+    std::optional<u64> value;
+    for (; !text.empty(); text.remove_prefix(1)) {
+        const char c = text.front();
+        if (c == ',') continue;
+        if (c < '0' || c > '9') break;
+        const u64 digit = static_cast<u64>(c - '0');
+        const u64 before = value.value_or(0);
+        if (before > (std::numeric_limits<u64>::max() - digit) / 10) return std::nullopt;
+        value = 10 * before + digit;
+    }
+    return value;
+}
+
+struct Entry {
+    u64 position, value;
+};
+
+std::optional<Entry> parse_line(std::string_view line) {
+    skip_blanks(line);
+    const std::optional<u64> position = take_number(line);
+    if (!position || *position < kGroup) return std::nullopt;
+    skip_blanks(line);
+    if (line.empty() || line.front() != '|') return std::nullopt;
+    line.remove_prefix(1);
+    skip_blanks(line);
+    const std::optional<u64> value = take_number(line);
+    if (!value) return std::nullopt;
+    return Entry{*position, *value};
+}
+
+std::optional<std::string> read_file(const std::string& path) {
+    try {
+        trel::FileIO::RawFile file(path, trel::FileIO::OpenMode::read, false);
+        std::string text(file.size(), '\0');
+        file.load(text.data(), 0, text.size());
+        return text;
+    } catch (const trel::FileIO::FileException&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> find_table(const std::string& name, const std::string& program_folder) {
+    for (const char* folder : kFolders) {
+        std::optional<std::string> text = read_file(program_folder + folder + name + ".txt");
+        if (text) return text;
+    }
+    return std::nullopt;
+}
+
+i64 unavailable(const char* reason) {
+    Console::labelled_line("Spot Check", reason, 'Y');
+    return 0;
+}
+
+}  // namespace
+
+std::map<u64, u64> parse_spot_check_table(std::string_view text) {
+    std::map<u64, u64> entries;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        if (const std::optional<Entry> entry = parse_line(text.substr(0, end))) {
+            if (!entries.emplace(entry->position, entry->value).second)
+                Console::error_line("Error parsing digit file: Duplicate entries.");
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return entries;
+}
+
+i64 spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
+               const std::string& program_folder) {
+    const std::optional<std::string> text = find_table(name, program_folder);
+    if (!text) return unavailable("Unavailable - Digit file not found.");
+    const std::map<u64, u64> entries = parse_spot_check_table(*text);
+    if (entries.empty() || entries.begin()->first > digits)
+        return unavailable("Unavailable - No suitable spot check entry.");
+
+    const u64 bytes = trel::round_up_64(source.buffer_size(kGroup, kBufferLimit));
+    const trel::GuardedBuffer scratch(bytes, kPage);
+    u64 last = 0;
+    for (const auto& [position, expected] : entries) {
+        if (position > digits) break;
+        u8 group[kGroup];
+        source.load_digits(group, position - kGroup, kGroup, trel::AlignedBufferC(scratch.get(), bytes),
+                           trel::serial_context());
+        u64 value = 0;
+        for (const u8 digit : group) value = 10 * value + digit;
+        if (value != expected) {
+            Console::labelled_line("Spot Check", "Mismatch at " + Console::format_commas(position), 'R');
+            return -static_cast<i64>(position);
+        }
+        last = position;
+    }
+    Console::labelled_line("Spot Check", "Good through " + Console::format_commas(last), 'G');
+    return static_cast<i64>(last);
+}
+
+i64 spot_check(BasicDigitReader& source, u64 digits, const std::string& name) {
+    const std::string program = trel::os::executable_path().value_or("");
+    return spot_check(source, digits, name, program.substr(0, program.find_last_of("/\\") + 1));
+}
+
+}  // namespace kalvor
