@@ -8,7 +8,6 @@
 #include "arith/bigfloat/power_transform.h"
 #include "arith/bigfloat/transform_helper.h"
 #include "arith/multiply/algorithm_table.h"
-#include "arith/multiply/basecase_karatsuba.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/binary_power.h"
 #include "arith/newton/steps.h"
@@ -31,13 +30,16 @@ constexpr u64 kHelperPrecision = 40;
 struct BaseSizes {
     BaseSizes(u64 length, u64 p)
         : product(std::min(length, p + 1) + 7 + p), square(2 * std::min(length, p + 1) + 6) {}
-    // Whether one transform serves for both, and then for all squares as well. Those of the basecase are
-    // copies of just the size asked for.
-    bool same_transform(u64 p) const {
-        const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(product);
-        return square >= 2 * p + 6 && &algorithm == &basic_table64().get_algorithm(square) &&
-               (product == square || &algorithm != &basecase_karatsuba_algorithm()) &&
-               algorithm.sizes(product).transform_data == algorithm.sizes(square).transform_data;
+    // Whether one transform serves for both, and then for all squares as well.
+    bool same_transform(const MultiplyContext& mp, u64 p) const {
+        if (square < 2 * p + 6) return false;
+        if (product == square) return true;
+        TransformHolder of_products, of_square;
+        make_transform(of_products, product, mp);
+        make_transform(of_square, square, mp);
+        return of_products->compatible(*of_square) &&
+               of_products->convolution_bits() == of_square->convolution_bits() &&
+               of_products->data_bytes() == of_square->data_bytes();
     }
     u64 product, square;
 };
@@ -116,7 +118,7 @@ void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloa
     now->set_BigFloat(p + 1, mp.parallel, A);
 
     const BaseSizes sizes(A.L, p);
-    if (std::popcount(n) > 1 && sizes.same_transform(p))
+    if (std::popcount(n) > 1 && sizes.same_transform(mp, p))
         power_held(mp, status, now, next, A, n, p, sizes);
     else
         power_plain(mp, status, now, next, A, n, p);
