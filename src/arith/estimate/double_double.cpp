@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "os/fma.h"
+
 namespace trel {
 namespace {
 
@@ -14,7 +16,9 @@ DoubleDouble quick_two_sum(double s, double e) {
     return DoubleDouble(high, e - (high - s));
 }
 
-u64 bits_of(double x) { return std::bit_cast<u64>(x); }
+u64 bits_of(double x) {
+    return std::bit_cast<u64>(x);
+}
 
 // x * 2^k by the exponent field; zero stays zero.
 double add_exponent(double x, i64 k) {
@@ -23,7 +27,9 @@ double add_exponent(double x, i64 k) {
 
 constexpr std::array<double, 10> kPowersOf10 = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 u64 count_digits(std::string_view text) {
     u64 n = 0;
@@ -126,11 +132,13 @@ DoubleDouble operator+(const DoubleDouble& a, const DoubleDouble& b) {
     return quick_two_sum(s, e);
 }
 
-DoubleDouble operator-(const DoubleDouble& a, const DoubleDouble& b) { return a + -b; }
+DoubleDouble operator-(const DoubleDouble& a, const DoubleDouble& b) {
+    return a + -b;
+}
 
 DoubleDouble operator*(const DoubleDouble& a, const DoubleDouble& b) {
     const double p = a.high * b.high;
-    const double e = std::fma(a.high, b.low, std::fma(b.high, a.low, std::fma(b.high, a.high, -p)));
+    const double e = os::fma(a.high, b.low, os::fma(b.high, a.low, os::fma(b.high, a.high, -p)));
     const double high = e + p;
     return DoubleDouble(high, e - (high - p));
 }
@@ -202,10 +210,10 @@ std::string digit_count_text(const DoubleDouble& nats) {
 
 namespace dd {
 
-#define TREL_DD_CONSTANT(name, text)                              \
-    const DoubleDouble& name() {                                  \
+#define TREL_DD_CONSTANT(name, text)                                 \
+    const DoubleDouble& name() {                                     \
         static const DoubleDouble value = DoubleDouble::parse(text); \
-        return value;                                             \
+        return value;                                                \
     }
 TREL_DD_CONSTANT(ln2, "0.6931471805599453094172321214581765680755")
 TREL_DD_CONSTANT(ln2_64, "44.36141955583649980270285577332330035683")

@@ -1,8 +1,11 @@
 // The sizes that a digit count leads to, against exact integer arithmetic of the ratio log 10 / log 16.
 #include "app/session/compute_size.h"
 
+#include <gmpxx.h>
 #include <gtest/gtest.h>
 #include <mpfr.h>
+
+#include "reference/mpz_u64.h"
 
 namespace kalvor {
 namespace {
@@ -16,8 +19,10 @@ trel::u64 exact_hexadecimal(trel::u64 digits) {
     mpfr_set_ui(b, 16, MPFR_RNDN);
     mpfr_log(b, b, MPFR_RNDN);
     mpfr_div(a, a, b, MPFR_RNDN);
-    mpfr_mul_ui(a, a, static_cast<unsigned long>(digits), MPFR_RNDN);
-    const trel::u64 result = mpfr_get_ui(a, MPFR_RNDD) + 1;
+    mpfr_mul_z(a, a, reference::mpz_of(digits).get_mpz_t(), MPFR_RNDN);
+    mpz_class floor;
+    mpfr_get_z(floor.get_mpz_t(), a, MPFR_RNDD);
+    const trel::u64 result = reference::u64_of(floor) + 1;
     mpfr_clears(a, b, nullptr);
     return result;
 }

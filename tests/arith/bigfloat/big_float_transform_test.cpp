@@ -252,7 +252,7 @@ TEST_P(WindowedProducts, SquareMinusANearNumber) {
         const i64 e0 = 2 * A->exp;
         const mpz_class square = magnitude_at(A, A->exp) * magnitude_at(A, A->exp);
         // a signed difference below 2^(64 (te - 1))
-        mpz_class difference = low_words(mpz_class(rng()) << (64 * shift), te_words - 1);
+        mpz_class difference = low_words(reference::mpz_of(rng()) << (64 * shift), te_words - 1);
         if (rng() % 2 != 0) difference = -difference;
         if (rng() % 5 == 0) difference = 0;
         const mpz_class b = square - difference;

@@ -348,7 +348,11 @@ TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
             Console::set_pause_before_fatal_exit(false);
             assertion_failure("text ", "f()", "");
         },
-        testing::ExitedWithCode(1), "text f\\(\\)\n\n\n\n\nIf this[^%]*Terminating Program...\n$");
+        testing::ExitedWithCode(1),
+        "text f\\(\\)\n\n\n\n\nIf this error shows up consistantly with the current options,\nplease report "
+        "it as a bug.\n\n"
+        "If this error comes and goes with the current options,\nplease check your hardware for reliability "
+        "issues.\nAre you overclocking\\?\n\nTerminating Program...\n$");
 }
 
 TEST(FatalPaths, ThreadEdges) {

@@ -9,6 +9,7 @@
 
 #include "base/simd/isa.h"
 #include "base/simd/vec_probe.h"
+#include "os/fma.h"
 
 using namespace trel;
 
@@ -57,9 +58,9 @@ TEST_P(VecTest, Doubles) {
         {"sub", lanewise([](double a, double b, double) { return a - b; })},
         {"mul", lanewise([](double a, double b, double) { return a * b; })},
         {"div", lanewise([](double a, double b, double) { return a / b; })},
-        {"fma", lanewise([](double a, double b, double c) { return std::fma(a, b, c); })},
-        {"fms", lanewise([](double a, double b, double c) { return std::fma(a, b, -c); })},
-        {"fnma", lanewise([](double a, double b, double c) { return std::fma(-a, b, c); })},
+        {"fma", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, c); })},
+        {"fms", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, -c); })},
+        {"fnma", lanewise([](double a, double b, double c) { return trel::os::fma(-a, b, c); })},
         {"min", lanewise([](double a, double b, double) { return a < b ? a : b; })},
         {"max", lanewise([](double a, double b, double) { return a > b ? a : b; })},
         {"round", lanewise([](double a, double, double) { return std::nearbyint(a); })},

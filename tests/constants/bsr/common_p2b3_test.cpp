@@ -67,7 +67,7 @@ void expect_range(const ExactRange<Family>& got, const mpz_class& P, const mpz_c
 class RangeTest : public testing::TestWithParam<bool> {
   protected:
     RangeTest() : series(GetParam(), 5000) {}
-    reference::HypergeometricTerm (*term() const)(unsigned long) {
+    reference::HypergeometricTerm (*term() const)(trel::u64) {
         return GetParam() ? reference::chudnovsky_term : reference::ramanujan_term;
     }
     PiLikeSeries series;
@@ -76,9 +76,9 @@ class RangeTest : public testing::TestWithParam<bool> {
 // Word-level leaves of every range up to 60 terms.
 TEST_P(RangeTest, LeavesOfEveryShortRange) {
     std::vector<Word> memory(1000), scratch(4 * series.growth_words() * 60);
-    for (unsigned long a = 0; a < 60; a++) {
+    for (trel::u64 a = 0; a < 60; a++) {
         reference::HypergeometricSum sum(term(), GetParam(), a);
-        for (unsigned long b = a + 1; b <= 60; b++) {
+        for (trel::u64 b = a + 1; b <= 60; b++) {
             sum.extend();
             const u64 n = b - a;
             trel::BasicIntR P(memory.data(), 5 * n), Q(memory.data() + 300, 4 * n),
@@ -93,9 +93,9 @@ TEST_P(RangeTest, LeavesOfEveryShortRange) {
 
 // The same ranges through the recursion: leaves, merges, stripped denominators.
 TEST_P(RangeTest, MergesOfEveryShortRange) {
-    for (unsigned long a = 0; a < 60; a += 1 + a / 8) {
+    for (trel::u64 a = 0; a < 60; a += 1 + a / 8) {
         reference::HypergeometricSum sum(term(), GetParam(), a);
-        for (unsigned long b = a + 1; b <= 60; b++) {
+        for (trel::u64 b = a + 1; b <= 60; b++) {
             sum.extend();
             const BlockRun run(series, a, b, true, 1);
             expect_range(run.exacts, sum.P, sum.Q, sum.R);

@@ -54,7 +54,8 @@ std::string text_of(const std::vector<u8>& values) {
 std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16) {
     const trel::GuardedBuffer scratch(scratch_bytes, 4096);
     std::vector<u8> values(count + 1, 0xEE);
-    reader.load_digits(values.data(), start, count, AlignedBufferC(scratch.get(), scratch_bytes), serial_context());
+    reader.load_digits(values.data(), start, count, AlignedBufferC(scratch.get(), scratch_bytes),
+                       serial_context());
     EXPECT_EQ(values.back(), 0xEE);
     values.pop_back();
     return values;
@@ -89,7 +90,8 @@ TEST(TextWriter, PiecesInAnyOrder) {
         const std::vector<u8> values = random_values(n, 10, round);
         std::vector<std::pair<u64, u64>> pieces;
         for (u64 at = 0; at < n;) {
-            const u64 size = std::min<u64>(n - at, round % 3 == 0 ? random() % 20 + 1 + n / 100 : random() % 20000 + 1);
+            const u64 size =
+                std::min<u64>(n - at, round % 3 == 0 ? random() % 20 + 1 + n / 100 : random() % 20000 + 1);
             pieces.emplace_back(at, size);
             at += size;
         }
@@ -287,8 +289,8 @@ TEST(TextReader, RadixAndPoint) {
         folder.write("f.txt", content);
         return BasicTextReader(folder.file("f.txt"), radix).radix();
     };
-    folder.write("f.txt", "3.1415");
-    BasicTextReader pi(folder.file("f.txt"));
+    folder.write("pi.txt", "3.1415");
+    BasicTextReader pi(folder.file("pi.txt"));
     EXPECT_EQ(pi.radix(), 10);
     EXPECT_EQ(pi.total_digits(), 4U);
     EXPECT_EQ(pi.first_digits(), "3.1415");
@@ -301,7 +303,8 @@ TEST(TextReader, RadixAndPoint) {
     EXPECT_EQ(reader("1.03", 16), 16);
     EXPECT_EQ(reader("a."), 16);
     const std::string no_point =
-        "BasicTextReader::BasicTextReader()|A decimal place was not found within the first 63 bytes of the file.";
+        "BasicTextReader::BasicTextReader()|A decimal place was not found within the first 63 bytes of the "
+        "file.";
     EXPECT_EQ(message_of([&] { reader("3,14"); }), "TextReader::BasicTextReader()|Invalid Digit");
     EXPECT_EQ(message_of([&] { reader("1.A3"); }), "TextReader::BasicTextReader()|Invalid Digit");
     EXPECT_EQ(message_of([&] { reader("31415"); }), no_point);
@@ -356,12 +359,14 @@ TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
         for (const auto& [start, count] :
              {std::pair<u64, u64>{0, 70000}, {1, 69999}, {4094, 1}, {5, 0}, {12345, 23456}}) {
             DigitRangeStats stats(radix);
-            reader.load_stats(stats, start, count, AlignedBufferC(scratch.get(), scratch.size()), serial_context());
+            reader.load_stats(stats, start, count, AlignedBufferC(scratch.get(), scratch.size()),
+                              serial_context());
             DigitCounts want(radix);
             u64 hash = 0;
             for (u64 i = start; i < start + count; i++) {
                 want.count[values[i]]++;
-                hash = static_cast<u64>((static_cast<trel::u128>(hash) * radix + values[i]) % ((u64(1) << 61) - 1));
+                hash = static_cast<u64>((static_cast<trel::u128>(hash) * radix + values[i]) %
+                                        ((u64(1) << 61) - 1));
             }
             EXPECT_EQ(stats.hash, hash);
             EXPECT_TRUE(stats.counts == want);
@@ -395,14 +400,17 @@ TEST(TextReader, Refusals) {
     EXPECT_NO_THROW(load(bad, 4999, 5001));
     DigitRangeStats stats(10);
     const trel::GuardedBuffer scratch(4096, 4096);
-    EXPECT_EQ(message_of([&] { bad.load_stats(stats, 0, 10000, AlignedBufferC(scratch.get(), 4096), serial_context()); }),
+    EXPECT_EQ(message_of([&] {
+                  bad.load_stats(stats, 0, 10000, AlignedBufferC(scratch.get(), 4096), serial_context());
+              }),
               "BasicTextReader::process_txt()|Invalid Digit");
     // A file that lost its end after it was opened.
     FaultyFile disk;
     disk.short_read(1, 3000);
     EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }), "BasicTextReader::load_stats()|Incomplete read.");
     disk.fail(FaultyFile::Call::read, 2, FaultyFile::read_fault());
-    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }), "RawFile::load()|ReadFile() failed.\n\nRead Fault");
+    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }),
+              "RawFile::load()|ReadFile() failed.\n\nRead Fault");
     // A bit that flips on its way changes the hash, or is no digit any more.
     disk.flip_bit_of_read(3, 8 * 100);
     DigitRangeStats flipped(10), clean(10);
@@ -424,8 +432,8 @@ TEST(WrittenRanges, MatchesASetOfPositions) {
         }
         for (u64 a = 0; a <= 60; a++) {
             for (u64 b = a; b <= 60; b++) {
-                const bool want = std::all_of(set.begin() + static_cast<long>(a), set.begin() + static_cast<long>(b),
-                                              [](bool x) { return x; });
+                const bool want = std::all_of(set.begin() + static_cast<long>(a),
+                                              set.begin() + static_cast<long>(b), [](bool x) { return x; });
                 ASSERT_EQ(ranges.covers(a, b), want) << a << " " << b;
             }
         }
