@@ -111,7 +111,8 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     # Test code itself is not hot; this saves a fifth of the build.
     target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
     target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}"
-                               $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>)
+                               $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
+                               $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
     if(folder MATCHES "^(program|fault)")
       add_dependencies(test_${name} kalvor)
     endif()
