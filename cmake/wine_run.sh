@@ -10,7 +10,8 @@ exec 9>"$WINEPREFIX.lock"
 flock 9
 [ -f "$WINEPREFIX/system.reg" ] || "$wine/wine64" wineboot -i </dev/null >/dev/null 2>&1 9>&-
 # The server and Wine's services start here, with closed output: started by the program itself they would inherit
-# its pipe and hold a test open until they end; a query of the machine starts them all. "wineserver -p" returns 0 when it has started a server.
+# its pipe and hold a test open until they end; a query of the machine starts them all. "wineserver -p" returns 0
+# when it has started a server.
 if "$wine/wineserver64" -p120 </dev/null >/dev/null 2>&1 9>&-; then
     "$wine/wine64" wmic baseboard get product </dev/null >/dev/null 2>&1 9>&-
 fi
