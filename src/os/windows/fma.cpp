@@ -47,6 +47,11 @@ double sum_to_odd(double a, double b) {
 }  // namespace
 
 double fma(double a, double b, double c) noexcept {
+    if (!std::isfinite(a * b) || !std::isfinite(c)) return a * b + c;
+    // Room for the split.
+    constexpr double kLarge = 0x1p900, kUp = 0x1p100, kDown = 0x1p-100;
+    if (std::fabs(a) > kLarge) return fma(a * kDown, b * kUp, c);
+    if (std::fabs(b) > kLarge) return fma(a * kUp, b * kDown, c);
     const Pair product = exact_product(a, b);
     const Pair lower = exact_sum(c, product.low);
     const Pair upper = exact_sum(product.high, lower.high);
