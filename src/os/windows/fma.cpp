@@ -48,6 +48,7 @@ double sum_to_odd(double a, double b) {
 
 double fma(double a, double b, double c) noexcept {
     if (!std::isfinite(a * b) || !std::isfinite(c)) return a * b + c;
+    if (a == 0 || b == 0 || c == 0) return a * b + c;  // one rounding, and the right sign of zero
     // Room for the split.
     constexpr double kLarge = 0x1p900, kUp = 0x1p100, kDown = 0x1p-100;
     if (std::fabs(a) > kLarge) return fma(a * kDown, b * kUp, c);
