@@ -1,7 +1,7 @@
 // Cliffs: time per word of n x n products, n from 2^10 in steps of 5 %. Prints every step and reports the worst rise
 // from one step to the next (1.15 is the bound to hold).
 //
-//   bench_arith_multiply --benchmark_filter=cliff/16       (up to 2^16 words; cliff/20, cliff/24 further)
+//   bench_arith_multiply --benchmark_filter=cliff/16       (2^16 to 2^20 words; cliff/10 below, cliff/20 above)
 #include <benchmark/benchmark.h>
 
 #include <cstdio>

@@ -107,6 +107,8 @@ TEST(SlowAgmTest, LargePrecisions) {
     expect_shapes(10000, 2, rng, 2);
     const Number x(make_words(Shape::random, 100000, rng), -100000);
     expect_agm1(x.value, 100000, 1, "100000");
+    const Number y(make_words(Shape::random, 70000, rng), -70001);
+    expect_agm2(x.value, y.value, 100000, 1, "100000, two numbers");
 }
 
 // AGM(1, 2) at the smallest precisions, where whole words tell little about the error.

@@ -277,6 +277,12 @@ TEST(InvsqrtTest, FourAndTwo) {
             EXPECT_EQ(w.T.T[0], Word(1) << 16);
             EXPECT_EQ(w.T.exp, -exp / 2 - 1);
         }
+    for (u64 p : {1, 2, 9, 10, 11, 100})
+        for (i64 exp : {-3, -2, -1, 0, 1, 2, 3}) {
+            const Number two({2}, exp);
+            expect_invsqrt(two.value, p, 1, null_status(), "2, p=" + std::to_string(p));
+            if (HasFatalFailure()) return;
+        }
     for (i64 exp : {-3, -2, -1, 0, 1, 2, 3}) {
         const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(0, 1);
         Workspace w = workspace(plan);
