@@ -3,25 +3,38 @@
 # oneTBB for the program, GMP and MPFR for the tests. Needs the cross compiler, dpkg-dev, m4, cmake and ninja. Ends
 # with 77 when the source packages cannot be had.
 set -eu
+unavailable() {
+    echo "$1" >&2
+    exit 77
+}
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/windows-deps
 triple=x86_64-w64-mingw32
 [ ! -f "$prefix/.complete" ] || exit 0
+
+# Source packages come from the mirror that the machine's binary packages come from, of the same release.
+keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+release=$(. /etc/os-release 2>/dev/null && [ "${ID:-}" = debian ] && echo "${VERSION_CODENAME:-}") || release=
+uri=
+for list in /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list; do
+    [ -z "$uri" ] && [ -f "$list" ] || continue
+    uri=$(awk '/^URIs:/ { print $2; exit }
+        $1 == "deb" { sub(/\[[^]]*\]/, ""); print $2; exit }' "$list")
+done
+[ -n "$release" ] || unavailable "This is no release of Debian with a code name (/etc/os-release)."
+[ -n "$uri" ] || unavailable "No mirror of Debian is named in /etc/apt (debian.sources, sources.list)."
+[ -f "$keyring" ] || unavailable "The keys of Debian's archive are missing ($keyring)."
+
 rm -rf "$prefix"
 mkdir -p "$prefix/include" "$prefix/lib" "$prefix/work/lists/partial"
 cd "$prefix/work"
 
-# Source packages come from the mirror that the machine's binary packages come from.
-uri=$(awk '/^URIs:/ { print $2; exit }' /etc/apt/sources.list.d/debian.sources 2>/dev/null) ||
-    uri=$(awk '$1 == "deb" { print $(NF > 3 && $2 ~ /^\[/ ? 3 : 2); exit }' /etc/apt/sources.list)
-echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $uri bookworm main" >src.list
+echo "deb-src [signed-by=$keyring] $uri $release main" >src.list
 apt_sources() {
     apt-get -o "Dir::Etc::sourcelist=$PWD/src.list" -o Dir::Etc::sourceparts=- -o "Dir::State::lists=$PWD/lists" "$@"
 }
-if ! { apt_sources update -qq && apt_sources source -qq onetbb gmp mpfr4; }; then
-    echo "The source packages onetbb, gmp and mpfr4 could not be fetched." >&2
-    exit 77
-fi
+apt_sources update -qq && apt_sources source -qq onetbb gmp mpfr4 ||
+    unavailable "The source packages onetbb, gmp and mpfr4 could not be fetched."
 jobs=$(nproc)
 
 cmake -S onetbb-* -B tbb -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
