@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "os/windows/text_attribute.h"
 #include "os/windows/utf8.h"
 
 namespace trel::os {
@@ -67,48 +68,7 @@ void flush_stdout() {
 }
 
 void set_stdout_color(char letter) {
-    WORD color = 7;
-    switch (letter) {
-        case 'B':
-            color = 9;
-            break;
-        case 'G':
-            color = 10;
-            break;
-        case 'T':
-            color = 11;
-            break;
-        case 'R':
-            color = 12;
-            break;
-        case 'P':
-            color = 13;
-            break;
-        case 'Y':
-            color = 14;
-            break;
-        case 'b':
-            color = 1;
-            break;
-        case 'g':
-            color = 2;
-            break;
-        case 't':
-            color = 3;
-            break;
-        case 'r':
-            color = 4;
-            break;
-        case 'p':
-            color = 5;
-            break;
-        case 'y':
-            color = 6;
-            break;
-        default:
-            break;
-    }
-    SetConsoleTextAttribute(output(), color);
+    SetConsoleTextAttribute(output(), text_attribute(letter));
 }
 
 bool wait_for_key() {

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <exception>
 
+#include "os/windows/text_attribute.h"
+
 namespace trel::os {
 
 struct CrashRecord {
@@ -55,7 +57,7 @@ void use_crash_stack() {
 }
 
 void crash_print(std::string_view text) noexcept {
-    // Through the descriptor, which turns line feeds into line ends as it does for everything else.
+    // Through the descriptor: past the stream and its lock. Neither changes line feeds (see os/windows/console.cpp).
     const auto write_all = [](const char* data, size_t size) {
         while (size > 0) {
             const int written = _write(1, data, static_cast<unsigned>(size));
@@ -74,48 +76,7 @@ void crash_print(std::string_view text) noexcept {
 
 void crash_color(char letter) noexcept {
     crash_print("");
-    WORD attribute = 7;
-    switch (letter) {
-        case 'B':
-            attribute = 9;
-            break;
-        case 'G':
-            attribute = 10;
-            break;
-        case 'T':
-            attribute = 11;
-            break;
-        case 'R':
-            attribute = 12;
-            break;
-        case 'P':
-            attribute = 13;
-            break;
-        case 'Y':
-            attribute = 14;
-            break;
-        case 'b':
-            attribute = 1;
-            break;
-        case 'g':
-            attribute = 2;
-            break;
-        case 't':
-            attribute = 3;
-            break;
-        case 'r':
-            attribute = 4;
-            break;
-        case 'p':
-            attribute = 5;
-            break;
-        case 'y':
-            attribute = 6;
-            break;
-        default:
-            break;
-    }
-    SetConsoleTextAttribute(GetStdHandle(STD_OUTPUT_HANDLE), attribute);
+    SetConsoleTextAttribute(GetStdHandle(STD_OUTPUT_HANDLE), text_attribute(letter));
 }
 
 LocalTime crash_local_time() noexcept {
