@@ -1,15 +1,33 @@
 #include "app/entry/usage.h"
 
+#include <string>
+#include <vector>
+
 #include "base/console/console.h"
 #include "base/version/version.h"
+#include "platform/memory/allocator.h"
+#include "platform/parallel/framework_registry.h"
 
 namespace kalvor {
+
+namespace {
+
+// "a, b, c"
+std::string list_of(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+}  // namespace
 
 void print_usage() {
     namespace Console = trel::Console;
     Console::print("Kalvor v", 'g');
     Console::print_line(trel::kVersion.text(), 'w');
     Console::new_line();
+    const std::string frameworks = "                            " + list_of(trel::framework_names());
+    const std::string allocators = "                            " + list_of(trel::allocator_names());
     for (const char* line :
          {"Usage:  kalvor [console options] action [options]",
           "",
@@ -26,8 +44,10 @@ void print_usage() {
           "    -od:<0|1>               write digits or not",
           "    -verify:<0|1>           check conversion and files",
           "    -TD:<n>                 tasks that work is split into, 1 to 65536",
-          "    -PF:<name>              parallel framework: none, spawn",
-          "    -MA:<name>              memory allocator: malloc, mmap",
+          "    -PF:<name>              parallel framework:",
+          frameworks.c_str(),
+          "    -MA:<name>              memory allocator:",
+          allocators.c_str(),
           "    -mode:ram               everything in memory",
           "",
           "Console options (before the action):",

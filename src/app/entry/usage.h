@@ -1,4 +1,4 @@
-// How to call the program, shown when it is started without an action or "custom" without a constant.
+// How to call the program, shown for "custom" without a constant and by the main menu's entry for it.
 #pragma once
 
 namespace kalvor {
