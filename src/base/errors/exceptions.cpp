@@ -33,6 +33,15 @@ void print_number(const char* label, u64 value, u64 width = kWidth) {
     Console::aligned_line(label, width, Console::format_commas(value));
 }
 
+// An aligned line whose value alone leaves the red.
+void print_yellow(std::string label, const std::string& value) {
+    label.resize(kWidth, ' ');
+    Console::print(label);
+    Console::print(value, 'Y');
+    Console::set_color('R');
+    Console::new_line();
+}
+
 void print_system_error_head(const std::string& function, bool with_code, u32 error_code) {
     if (!function.empty()) Console::aligned_line("In Function:", kWidth, function);
     if (with_code) Console::aligned_line("Error Code: ", kWidth, std::to_string(error_code));
@@ -174,8 +183,8 @@ void BSRModularCheckFailedException::print_body() const {
 
 void MemoryAllocationFailedException::print_body() const {
     print_function(function);
-    Console::aligned_line("Allocation Type:", kWidth, allocation_type, 'Y');
-    Console::aligned_line("Allocation Size:", kWidth, Console::format_bytes(allocation_size), 'Y');
+    print_yellow("Allocation Type:", allocation_type);
+    print_yellow("Allocation Size:", Console::format_bytes(allocation_size));
 }
 
 void StdException::print() const {

@@ -1,26 +1,23 @@
-// A warning that is printed once per process however often it is raised.
+// Remembers that a warning was printed, so that it is printed once per process however often it is due.
 #pragma once
 
 #include <atomic>
-#include <string_view>
 
 namespace trel {
 
 // Make one a static object beside the code that warns. Any thread.
 class OneShotWarning {
   public:
-    // The line that ends the one report.
-    constexpr explicit OneShotWarning(
-        std::string_view last_line = "Further messages for this warning will be suppressed.")
-        : last_line_(last_line) {}
-
-    // The first call prints "Warning: " and the text in yellow, then the last line, and returns true; later
-    // calls do nothing.
-    bool raise(std::string_view text);
+    // True at the first call, in one thread only: print the warning now.
+    bool first_time() {
+        bool shown = false;
+        return shown_.compare_exchange_strong(shown, true);
+    }
+    // The next call is the first again. For tests.
+    void reset() { shown_ = false; }
 
   private:
-    std::string_view last_line_;
-    std::atomic<bool> raised_{false};
+    std::atomic<bool> shown_{false};
 };
 
 }  // namespace trel

@@ -1,6 +1,5 @@
 #include "platform/fileio/raw_file.h"
 
-#include <atomic>
 #include <cstdint>
 
 #include "base/console/console.h"
@@ -27,19 +26,19 @@ os::FileAccess access_of(OpenMode mode) {
 constexpr const char* kPositionRefused = "SetFilePointerEx() failed.";
 
 void warn_about_reservation(const std::string& path) {
-    static std::atomic<bool> warned{false};
-    bool expected = false;
-    if (!warned.compare_exchange_strong(expected, true)) return;
-    Console::error_line(
+    if (!reservation_warning.first_time()) return;
+    Console::print(
         "SetFileValidData() has failed. Expect performance degradation.\n"
         "Try re-running as administrator.\n",
-        true);
+        'R');
     Console::print_line("Path: " + path);
-    Console::print("Further messages for this warning will be suppressed.\n");
+    Console::print_line("Further messages for this warning will be suppressed.");
     Console::set_color('w');
 }
 
 }  // namespace
+
+constinit OneShotWarning reservation_warning;
 
 BaseFile::~BaseFile() = default;
 

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/errors/one_shot_warning.h"
 #include "os/file.h"
 #include "os/types.h"
 
@@ -11,6 +12,9 @@ namespace trel::FileIO {
 
 // Offsets, lengths and addresses of unbuffered access are multiples of this on every disk we know.
 inline constexpr u64 kSectorBytes = 4096;
+
+// Whether the user knows that space cannot be reserved (RawFile::reserve()).
+extern OneShotWarning reservation_warning;
 
 class BaseFile {
   public:

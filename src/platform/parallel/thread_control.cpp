@@ -1,22 +1,17 @@
 #include "platform/parallel/thread_control.h"
 
 #include <algorithm>
-#include <atomic>
 #include <string>
 
 #include "base/console/console.h"
+#include "base/errors/one_shot_warning.h"
 #include "os/affinity.h"
 #include "os/cpu.h"
 
 namespace trel {
 namespace {
 
-// Whether this is the first failure of set_thread_group() in the process.
-bool first_group_failure() {
-    static std::atomic<bool> reported{false};
-    bool expected = false;
-    return reported.compare_exchange_strong(expected, true);
-}
+constinit OneShotWarning group_warning;
 
 // "0 1 2 3"
 std::string mask_text(const std::vector<u32>& processors) {
@@ -60,7 +55,7 @@ void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     const u64 group = index % std::max<u64>(calls.group_count(), 1);
     const std::vector<u32> wanted = calls.processors(group);
     if (wanted.empty()) {
-        if (!first_group_failure()) return;
+        if (!group_warning.first_time()) return;
         Console::error_line("GetActiveProcessorCount() returned zero.", true);
         Console::labelled_line("Error Code", "0");
         print_suppression();
@@ -74,7 +69,7 @@ void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     const os::OsError setting = calls.set_affinity(wanted);
     const os::OsError reading = setting ? os::OsError{} : calls.get_affinity(actual);
     if (!setting && !reading && is_there()) return;
-    if (!first_group_failure()) return;
+    if (!group_warning.first_time()) return;
     const u32 code = setting ? setting.code : reading.code;
     Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
     if (!setting) {

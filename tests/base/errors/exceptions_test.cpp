@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -140,6 +141,11 @@ TEST(ExceptionReport, SystemFileAndRaid) {
               "Error Code:         2\n"
               "Path:   a/b\n"
               "\nm\n\n\n{w}");
+    EXPECT_EQ(report(FileIO::FileException("f()", "m", "a/b", 0)),
+              "{R}\n\nException Encountered: FileException\n\n"
+              "In Function:        f()\n"
+              "Path:   a/b\n"
+              "\nm\n\n\n{w}");
     EXPECT_EQ(report(DigitViewer2::InconsistentMetaData("", "m", "a/b")),
               "{R}\n\nException Encountered: InconsistentMetaData\n\nPath:   a/b\n\nm\n\n\n{w}");
     EXPECT_EQ(report(DiskRaid0::Raid0Exception("f()", "m", "a/b")),
@@ -159,8 +165,8 @@ TEST(ExceptionReport, AllocationAndModular) {
     EXPECT_EQ(report(MemoryAllocationFailedException("f()", "m", "malloc", u64(512) << 20)),
               "{R}\n\nException Encountered: MemoryAllocationFailedException\n\n"
               "In Function: f()\n\n"
-              "{w}Allocation Type:    {Y}malloc{w}\n"
-              "{w}Allocation Size:    {Y} 512 MiB{w}\n"
+              "Allocation Type:    {Y}malloc{R}\n"
+              "Allocation Size:    {Y} 512 MiB{R}\n"
               "\n\n{w}");
     EXPECT_EQ(report(BSRModularCheckFailedException("f()", "m", 1000, 2000, {5, kM61, kM61 - 1})),
               "{R}\n\nException Encountered: BSRModularCheckFailedException\n\n"
@@ -399,15 +405,19 @@ TEST(FatalPaths, ReportOfStandardExceptionsIsAnErrorLine) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST(OneShotWarning, IsPrintedOnce) {
-    CaptureConsole console;
+TEST(OneShotWarning, IsDueOnceInAllThreads) {
     OneShotWarning warning;
-    EXPECT_TRUE(warning.raise("Large checkpoint."));
-    EXPECT_EQ(console.take(),
-              "\nWarning: Large checkpoint.\nFurther messages for this warning will be suppressed.\n");
-    EXPECT_FALSE(warning.raise("Large checkpoint."));
-    EXPECT_EQ(console.take(), "");
-    OneShotWarning other("Further messages of this message will be suppressed.");
-    EXPECT_TRUE(other.raise("x"));
-    EXPECT_EQ(console.take(), "\nWarning: x\nFurther messages of this message will be suppressed.\n");
+    for (int round = 0; round < 2; round++) {
+        std::atomic<int> firsts{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; i++) {
+            threads.emplace_back([&] {
+                for (int k = 0; k < 1000; k++) firsts += warning.first_time() ? 1 : 0;
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        EXPECT_EQ(firsts, 1);
+        EXPECT_FALSE(warning.first_time());
+        warning.reset();
+    }
 }

@@ -84,7 +84,8 @@ TEST_F(Faults, ShortTransfersNameBothNumbers) {
               "RawFile::store()|Incomplete Write: 4096 / 8192|0");
     file.store(data_.get(), 0, 8192);
     disk_.short_read(1, 100);
-    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }), "RawFile::load()|Incomplete Read: 100 / 8192|0");
+    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }),
+              "RawFile::load()|Incomplete Read: 100 / 8192|0");
 }
 
 TEST_F(Faults, FlippedBits) {
@@ -107,7 +108,8 @@ TEST_F(Faults, SizesFlushesAndOpening) {
     EXPECT_EQ(message_of([&] { file.set_size(100); }),
               "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
     disk_.fail(Call::flush, 1, FaultyFile::write_fault());
-    EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
+    EXPECT_EQ(message_of([&] { file.flush(); }),
+              "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
     disk_.fail(Call::open, 2, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { file.close_and_set_size(100); }),
               "RawFile::close_and_set_size()|Unable to reopen file.\n\nAccess Denied|13");
@@ -172,15 +174,16 @@ TEST_F(Faults, FlushingAChecksummedFileFlushesBoth) {
 }
 
 TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
-    CaptureConsole console;
+    reservation_warning.reset();
+    CaptureConsole console(CaptureConsole::terminal, true);
     disk_.fail(Call::reserve, 1, FaultyFile::access_denied(), 2);
     RawFile file(folder_.file("f"), OpenMode::create, true);
     file.reserve(4096);
     file.reserve(8192);
     EXPECT_EQ(console.text(),
-              "\nSetFileValidData() has failed. Expect performance degradation.\n"
-              "Try re-running as administrator.\n\nPath: " +
-                  folder_.file("f") + "\nFurther messages for this warning will be suppressed.\n");
+              "{R}SetFileValidData() has failed. Expect performance degradation.\n"
+              "Try re-running as administrator.\nPath: " +
+                  folder_.file("f") + "\nFurther messages for this warning will be suppressed.\n{w}");
     EXPECT_EQ(file.size(), 8192U);
 }
 
@@ -195,7 +198,8 @@ TEST_F(Faults, RenameOverATargetThatIsInTheWay) {
     disk_.fail(Call::rename, 3, exists);
     disk_.fail(Call::remove, 2, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { file.rename(folder_.file("c")); }),
-              "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\nAccess Denied|13");
+              "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\nAccess "
+              "Denied|13");
     RawFile other(folder_.file("d"), OpenMode::create, true);
     disk_.fail(Call::rename, 4, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { other.rename(folder_.file("e")); }),
