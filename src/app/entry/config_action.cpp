@@ -1,6 +1,5 @@
 #include "app/entry/config_action.h"
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -8,7 +7,9 @@
 #include "app/menus/not_available.h"
 #include "app/session/custom_settings_object.h"
 #include "app/session/normal_float_session.h"
+#include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/expected_exceptions.h"
 #include "platform/fileio/settings_file.h"
 
 namespace kalvor {
@@ -25,17 +26,17 @@ constexpr const char* kFunction = "run_config()";
 // to be sound.
 struct ConfigAction {
     const char* rejected;  // message when the settings cannot be used
-    std::function<std::function<void()>(const Object& root)> build;
+    std::function<ConfigJob(const Object& root)> build;
 };
 
-std::function<void()> build_custom_compute(const Object& root) {
+ConfigJob build_custom_compute(const Object& root) {
     auto settings = std::make_shared<CustomSettings>(load_custom_settings(root.get_object("CustomCompute")));
     return [settings] { NormalFloatSessionB(*settings).run(); };
 }
 
 // An action whose settings this version does not know how to use.
 auto build_missing(const char* key, const char* what) {
-    return [key, what](const Object& root) -> std::function<void()> {
+    return [key, what](const Object& root) -> ConfigJob {
         (void)root.get_object(key);
         not_available(kFunction, what);
     };
@@ -56,6 +57,17 @@ const std::map<std::string, ConfigAction>& config_actions() {
 
 }  // namespace
 
+ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* rejected) {
+    try {
+        return build();
+    } catch (const trel::Exception& e) {
+        e.print();
+    } catch (const trel::ExpectedException& e) {
+        trel::Console::error_line(e.what());
+    }
+    throw InvalidParametersException(kFunction, rejected);
+}
+
 void run_config(ParameterList& parameters) {
     parameters.advance();
     if (!parameters.has_more()) throw InvalidParametersException(kFunction, "Please specify a config file.");
@@ -69,14 +81,8 @@ void run_config(ParameterList& parameters) {
     if (action == config_actions().end()) {
         throw InvalidParametersException(kFunction, "Invalid Action: " + name);
     }
-    std::function<void()> job;
-    try {
-        job = action->second.build(object);
-    } catch (const trel::Exception& e) {
-        e.print();
-        throw InvalidParametersException(kFunction, action->second.rejected);
-    }
-    job();
+    const auto& [rejected, build] = action->second;
+    build_or_reject([&] { return build(object); }, rejected)();
 }
 
 }  // namespace kalvor

@@ -1,6 +1,8 @@
 // The action "config": runs what a settings file describes.
 #pragma once
 
+#include <functional>
+
 #include "base/command_line/parameter_list.h"
 
 namespace kalvor {
@@ -8,8 +10,16 @@ namespace kalvor {
 // The cursor stands on "config"; the word after it is the file's path, ".cfg" may be left out. Throws
 // InvalidParametersException "Please specify a config file.", "Invalid Action: " + action, or, after the
 // report of what is wrong with the settings, "Cannot run computation with these parameters." ("benchmark" and
-// "stress test" for the actions "BenchIO" and "StressTest", which this version does not have). Errors of the file
-// itself pass as they are.
+// "stress test" for the actions "BenchIO" and "StressTest", which this version does not have). Errors of the
+// file itself pass as they are.
 void run_config(trel::CommandLine::ParameterList& parameters);
+
+// What runs an action whose settings are sound.
+using ConfigJob = std::function<void()>;
+
+// The job that `build` makes. What is wrong with the settings is printed first: an exception's report, or the
+// message of an expected one (ConfigLoadException and its like) as an error line. Then
+// InvalidParametersException with the text `rejected` is thrown.
+ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* rejected);
 
 }  // namespace kalvor

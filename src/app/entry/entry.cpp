@@ -58,10 +58,10 @@ int run_reported(const std::function<void()>& body) {
     return kExitFailure;
 }
 
-int run_program(const std::vector<std::string>& words) {
+int run_program(const std::vector<std::string>& words, ExecutablePath executable_path) {
     trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     settings.started_from_existing_console = trel::os::started_from_existing_console();
-    const std::optional<std::string> path = trel::os::executable_path();
+    const std::optional<std::string> path = executable_path();
     if (!path) {
         Console::error_line("Failed to retrieve path.");
         Console::fatal_exit(kExitFailure);

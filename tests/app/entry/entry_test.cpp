@@ -43,6 +43,16 @@ TEST(RunReported, AStandardExceptionIsARedLine) {
               "{R}Uncaught std exception: To swap mode.\n");
 }
 
+TEST(RunProgramDeathTest, WithoutTheExecutablesPath) {
+    EXPECT_EXIT(
+        {
+            print_to_stderr();
+            trel::Console::set_pause_before_fatal_exit(false);
+            run_program({"kalvor", "about"}, [] { return std::optional<std::string>(); });
+        },
+        testing::ExitedWithCode(1), "^\nFailed to retrieve path.\n$");
+}
+
 // Reported as a crash: the lines of the crash report and a dump, then the end of the process.
 TEST(RunReported, AnythingElseIsACrash) {
     const ScratchFolder folder;
