@@ -79,6 +79,16 @@ TEST(TerminalTest, ColoursCanBeSwitchedOff) {
     EXPECT_EQ(run.out.find('\x1b'), std::string::npos) << run.out;
 }
 
+TEST(TerminalTest, TheMainMenuHasColoursUnlessTheyAreOff) {
+    for (const bool colors : {true, false}) {
+        const ProgramRun run = on_terminal({colors ? "colors:1" : "colors:0", "pause:-2"});
+        EXPECT_TRUE(run.has(colors ? "Enter your choice:\r\n\x1b[0moption: \x1b[96m"
+                                   : "Enter your choice:\r\noption: "))
+            << run.out;
+        EXPECT_EQ(run.out.find('\x1b') != std::string::npos, colors) << run.out;
+    }
+}
+
 TEST(TerminalTest, HeightResizesTheWindow) {
     EXPECT_TRUE(on_terminal({"height:43", "about"}).has("\x1b[8;43;80t"));
     EXPECT_FALSE(on_terminal({"about"}).has("\x1b[8;"));
