@@ -57,7 +57,8 @@ void use_crash_stack() {
 }
 
 void crash_print(std::string_view text) noexcept {
-    // Through the descriptor: past the stream and its lock. Neither changes line feeds (see os/windows/console.cpp).
+    // Through the descriptor: past the stream and its lock. Neither changes line feeds (see
+    // os/windows/console.cpp).
     const auto write_all = [](const char* data, size_t size) {
         while (size > 0) {
             const int written = _write(1, data, static_cast<unsigned>(size));
