@@ -43,17 +43,19 @@ u64 words_cut(u64 p) {
                     words_cut(newton::previous_precision(p)));
 }
 
-// The highest level that is not coupled needs the most of its kind: x's transform is held while A x^2 is
-// made.
+// A plan serves every run of fewer words. Of the levels that are not coupled the highest there can be needs
+// the most, because x's transform is held while A x^2 is made: more than the coupled levels somewhat above
+// it.
 u64 window_scratch_bytes(u64 p) {
     if (coupled(p)) {
         const u64 previous = newton::previous_precision(p);
-        const u64 below = coupled(previous)
-                              ? newton::HeldTransforms::scratch_bytes(previous + 8, 2)
-                              : std::max(round_up_64(multiply_scratch_bytes(2 * previous + 6)),
-                                         newton::HeldTransforms::scratch_bytes(previous + 8, 1));
-        return std::max(
-            {newton::HeldTransforms::scratch_bytes(p + 8, 1), below, window_scratch_bytes(previous)});
+        const u64 plain = newton::kCoupledPrecision - 1;
+        const u64 start = std::min(previous, plain);  // coupled_root_start()'s highest precision
+        const u64 below = coupled(previous) ? std::max(newton::HeldTransforms::scratch_bytes(previous + 8, 2),
+                                                       window_scratch_bytes(previous))
+                                            : window_scratch_bytes(plain);
+        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below,
+                         round_up_64(multiply_scratch_bytes(2 * start + 6))});
     }
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.transform_data +

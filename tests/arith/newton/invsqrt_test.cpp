@@ -95,6 +95,35 @@ TEST(InvsqrtTest, CoupledRunsStayInTheirPlan) {
               "TransformHelper::TransformHelper()");
 }
 
+// A plan covers every smaller precision, on the other side of the coupled levels' beginning as well.
+TEST(InvsqrtTest, PlansCoverSmallerPrecisions) {
+    std::mt19937_64 rng(52);
+    const u64 first = newton::kCoupledPrecision;
+    const Number A(make_words(Shape::random, first, rng));
+    for (u64 planned : {first, u64(3000), 2 * first - 3, 2 * first, 4 * first})
+        for (u64 p : {u64(1400), u64(1800), u64(2400), first - 1, first, 2 * first - 4, 2 * first - 3}) {
+            if (p > planned) continue;
+            const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(planned, 1);
+            Workspace w = workspace(plan);
+            ASSERT_NO_THROW(
+                InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer()))
+                << planned << " " << p;
+            ASSERT_TRUE(w.intact()) << planned << " " << p;
+            ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p)) << planned << " " << p;
+        }
+}
+
+// The scratch of a plan is never less than a smaller precision's.
+TEST(InvsqrtTest, PlansGrowWithThePrecision) {
+    InvsqrtFloatPlan below = InvsqrtFloatPlan::make(2000, 1);
+    for (u64 p = 2001; p < 12000; p++) {
+        const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
+        ASSERT_GE(plan.scratch_bytes, below.scratch_bytes) << p;
+        ASSERT_GE(plan.temporaries, below.temporaries) << p;
+        below = plan;
+    }
+}
+
 // x, s and the residual at half of a level's precision, as the levels below leave them.
 struct Coupled {
     Coupled(const Number& A, u64 p)
