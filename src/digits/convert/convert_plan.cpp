@@ -146,8 +146,7 @@ ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u
         plan.tds = std::min(u64(1) << k, std::max<u64>(tds, 1));
         plan.make_levels();
         plan.make_sizes();
-        const u64 top = std::min(plan.n, plan.top_words());
-        if (plan.bytes() + 8 * top <= budget_bytes) break;
+        if (plan.bytes() + 8 * plan.n <= budget_bytes) break;
         if (plan.levels < kMinDroppableLevels) break;
         plan.levels--;
     }

@@ -34,9 +34,8 @@ class ConvertPlanP {
         u64 plain_bytes;  // a product without a kept transform
     };
 
-    // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and the radix
-    // words of its top size exceed budget_bytes, levels are dropped, not below 4: the result may still exceed
-    // it.
+    // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and all the
+    // radix words exceed budget_bytes, levels are dropped, not below 4: the result may still exceed it.
     static ConvertPlanP make(Word radix, u64 radix_words, u64 budget_bytes, u64 tds);
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.

@@ -3,6 +3,8 @@
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 
@@ -63,6 +65,28 @@ TEST(ConvertPlanTest, BasePowerIsExact) {
                 EXPECT_LE(plan.level[l].power_words, words + 1);
             }
         }
+    }
+}
+
+// A plan takes a level less when its memory and all n radix words are a byte more than the budget, from
+// whatever level; radix words beyond the top size of a plan that peels count as well.
+TEST(ConvertPlanTest, BudgetCountsAllRadixWords) {
+    for (const u64 n : {u64(3000), u64(40000), u64(526318)}) {
+        u64 peeling = 0;
+        ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
+        while (plan.levels > 4) {
+            const u64 needs = plan.bytes() + 8 * n;
+            EXPECT_EQ(ConvertPlanP::make(kRadix19, n, needs, 1).levels, plan.levels) << n;
+            ConvertPlanP less = ConvertPlanP::make(kRadix19, n, needs - 1, 1);
+            ASSERT_LT(less.levels, plan.levels) << n;
+            if (less.levels > 4) {
+                EXPECT_LE(less.bytes() + 8 * n, needs - 1) << n;
+                if (less.top_words() < n) peeling++;
+            }
+            plan = std::move(less);
+        }
+        EXPECT_GT(peeling, 0u) << n;
+        EXPECT_EQ(ConvertPlanP::make(kRadix19, n, 0, 1).levels, 4u);
     }
 }
 
