@@ -192,7 +192,8 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const
 }
 
 // In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few
-// units at the bottom.
+// units at the bottom, and what the transform drops above its top point. That is lost at the words e0 and up,
+// and nothing here could tell it: ie > e0 keeps clear of it for carries of a word.
 void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
                                          const BigFloat& B, i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::sqr_rx_xf_minus()";

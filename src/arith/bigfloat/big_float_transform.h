@@ -49,7 +49,11 @@ class BigFloatTransformR {
     // that agree so far that |A^2 - B| < 2^(64 te). What folds of the square is B's and is taken out, so that
     // the convolution need not be longer than the words in which the two differ; it must reach te and the
     // window must not begin below A^2, else InvalidTransformException. The lowest word may be a few units
-    // off.
+    // off, provided that the window begins far enough above A^2's bottom word: transforms may drop the carry
+    // out of their top point instead of folding it (Fold), and with it as many units of that bottom word. One
+    // word up is far enough for the FFT; HNT, N32 and N64 have carries of a point, which can be several
+    // words. Code 17 and the plain products fold everything, and a product that does not fold has no such
+    // carry.
     void sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, const BigFloat& B,
                          i64 ie, i64 te);
     // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects

@@ -19,7 +19,9 @@
 namespace trel {
 
 // What becomes of the words of a product at and above W: they are added to (cyclic) or subtracted from
-// (negacyclic) the words W below them, or they are only left out.
+// (negacyclic) the words W below them, or they are only left out. The carry out of the top point may be
+// dropped all the same: then as many units, about a point of them, are missing at word 0. None of the words
+// n - W .. W - 1 is among those that they fill.
 enum class Fold { cyclic, negacyclic, none };
 
 class Transform {

@@ -21,6 +21,7 @@ class HntTransform final : public Transform {
     // tables: those of the FFT, for as long as the transform; without them every inverse() makes its own.
     explicit HntTransform(const HntParameters& parameters, const FftSharedTables* tables = nullptr);
 
+    // The carry out of the top element is dropped.
     Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,

@@ -31,6 +31,7 @@ class IntegerNttTransform final : public Transform {
     // the process with "Invalid Function Parameters:   ".
     IntegerNttTransform(const IntegerNttKernels<W>& kernels, const NttRecord& record);
 
+    // The carry out of the top point is dropped.
     Fold fold() const override { return Fold::cyclic; }
     void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
     void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,

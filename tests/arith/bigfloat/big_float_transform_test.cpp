@@ -283,6 +283,52 @@ INSTANTIATE_TEST_SUITE_P(Sources, WindowedProducts,
                          testing::Values(Source::cyclic, Source::negacyclic, Source::basecase, Source::table),
                          source_name);
 
+// The same where the algorithms fold: the window begins a word or two above A^2's bottom, for the transforms
+// whose carries are longer that many words above it.
+TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
+    struct Case {
+        const char* algorithm;
+        u64 least, most;  // words of A
+        u64 carry;        // words that the carry out of the top point reaches beyond the lowest
+    };
+    std::mt19937_64 rng(10);
+    for (const Case& c : {Case{"FFT", 300, 1500, 0}, Case{"C17", 3300, 6000, 0}, Case{"N32", 600, 1500, 16},
+                          Case{"N64", 600, 1500, 16}, Case{"HNT", 600, 1500, 100}}) {
+        u64 folded = 0;
+        for (int repeat = 0; repeat < 24; repeat++) {
+            const u64 LA = c.least + rng() % (c.most - c.least);
+            const u64 te_words = LA + 1 + rng() % (LA / 8);
+            TransformHolder holder;
+            find_algorithm(TableSlot::basic64, c.algorithm)->algorithm->make_transform(holder, te_words);
+            Scratch data(holder->data_bytes()), scratch(holder->data_bytes() + holder->scratch_bytes());
+            BigFloatTransformR object(*holder, data.data());
+            folded += 2 * LA > holder->convolution_words();
+
+            Number A(random_words(LA, rng), static_cast<i64>(rng() % 7) - 3, true);
+            if (repeat % 4 == 3) std::fill_n(A->T, LA, ~Word(0));
+            const i64 e0 = 2 * A->exp;
+            const mpz_class square = magnitude_at(A, A->exp) * magnitude_at(A, A->exp);
+            mpz_class difference = 0;
+            for (u64 i = 0; i < te_words - 1; i++) difference = (difference << 64) + reference::mpz_of(rng());
+            if (repeat % 2 != 0) difference = -difference;
+            Number B(to_words(square - difference), e0, true);
+            for (const u64 from : {c.carry + 1, c.carry + 2}) {
+                const i64 ie = e0 + static_cast<i64>(from), te = e0 + static_cast<i64>(te_words);
+                const u64 m = te_words - from;
+                Number T(m);
+                object.sqr_rx_xf_minus({P, scratch.view()}, T, A, LA, B, ie, te);
+                const mpz_class got =
+                    T->L == 0 ? mpz_class(0) : shifted(magnitude_at(T, T->exp), T->exp - ie);
+                const mpz_class off = low_words(shifted(difference, -static_cast<i64>(from)) - got + 3, m);
+                EXPECT_LE(off, 6) << c.algorithm << " LA=" << LA << " te=" << te_words << " from=" << from
+                                  << " W=" << holder->convolution_words();
+            }
+            EXPECT_TRUE(data.guards_intact() && scratch.guards_intact());
+        }
+        EXPECT_GE(folded, 8u) << c.algorithm;
+    }
+}
+
 TEST(BigFloatTransformR, ParamsArithmetic) {
     Bound t(Source::cyclic, 10);
     const auto expect_window = [&](i64 ie, i64 te, i64 e0, u64 n, i64 b, u64 m, u64 skip) {
