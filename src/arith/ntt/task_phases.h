@@ -77,8 +77,11 @@ void run_phases(const ParallelContext& P, u64 tasks, u32 n_phases, Items&& items
             const u64 n = items(k);
             for (u64 t = 0; t < tasks; t++) {
                 const u64 run = (task + t) % tasks, first = n * run / tasks, last = n * (run + 1) / tasks;
-                for (u64 i;
-                     (i = first + phases[k].taken[run].fetch_add(1, std::memory_order_relaxed)) < last;) {
+                std::atomic<u64>& taken = phases[k].taken[run];
+                // Looks before it takes: a run that is used up stays in the caches of all who look at it.
+                while (first + taken.load(std::memory_order_relaxed) < last) {
+                    const u64 i = first + taken.fetch_add(1, std::memory_order_relaxed);
+                    if (i >= last) break;
                     f(task, k, i);
                     phases[k].end.finish_one(n);
                 }
