@@ -262,8 +262,8 @@ FFT_INLINE const FftQuad* quad_of(const FftPlan& plan, u64 root, u64 depth, u64 
     const FftQuad* h = t.hi + root * t.hi_stride + (u64(1) << (depth - FftTwiddles::kLogLow)) +
                        (index >> FftTwiddles::kLogLow);
     const FftQuad* l = t.low + (index & (FftTwiddles::kLow - 1));
-    const __m256d hr = _mm256_load_pd(h->re), hi = _mm256_load_pd(h->im);
-    const __m256d lr = _mm256_load_pd(l->re), li = _mm256_load_pd(l->im);
+    const __m256d hr = _mm256_loadu_pd(h->re), hi = _mm256_loadu_pd(h->im);
+    const __m256d lr = _mm256_loadu_pd(l->re), li = _mm256_loadu_pd(l->im);
     _mm256_store_pd(space->re, _mm256_fmsub_pd(hr, lr, _mm256_mul_pd(hi, li)));
     _mm256_store_pd(space->im, _mm256_fmadd_pd(hr, li, _mm256_mul_pd(hi, lr)));
     return space;

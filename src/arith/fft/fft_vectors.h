@@ -1,5 +1,6 @@
 // The few vector operations that the FFT kernels are written on. Included by kernel files only: everything
-// here is private to the file that includes it. L lanes of doubles; VI are the same lanes as 64-bit integers.
+// here is private to the file that includes it. Addresses that are no multiples of a vector's size are only
+// slower. L lanes of doubles; VI are the same lanes as 64-bit integers.
 #pragma once
 
 // The compiler takes the undefined operands inside its own intrinsics for mistakes.
@@ -22,12 +23,13 @@ using V = __m512d;
 using VI = u64 __attribute__((vector_size(64)));
 
 FFT_INLINE V ld(const double* p) {
-    return _mm512_load_pd(p);
+    return _mm512_loadu_pd(p);
 }
 FFT_INLINE void st(double* p, V x) {
-    _mm512_store_pd(p, x);
+    _mm512_storeu_pd(p, x);
 }
 FFT_INLINE void st_past(double* p, V x) {
+    if (reinterpret_cast<u64>(p) % sizeof(V) != 0) return st(p, x);  // there is no such store
     _mm512_stream_pd(p, x);
 }
 FFT_INLINE V bc(double x) {
@@ -67,10 +69,10 @@ FFT_INLINE VI bci(u64 x) {
     return reinterpret_cast<VI>(_mm512_set1_epi64(static_cast<i64>(x)));
 }
 FFT_INLINE VI ldi(const u64* p) {
-    return reinterpret_cast<VI>(_mm512_load_si512(p));
+    return reinterpret_cast<VI>(_mm512_loadu_si512(p));
 }
 FFT_INLINE void sti(u64* p, VI x) {
-    _mm512_store_si512(p, reinterpret_cast<__m512i>(x));
+    _mm512_storeu_si512(p, reinterpret_cast<__m512i>(x));
 }
 
 // Lanes i >= k of b moved up by k, the top k lanes of a below them: (a, b) as one row, read k lanes before b.
@@ -108,12 +110,13 @@ using V = __m256d;
 using VI = u64 __attribute__((vector_size(32)));
 
 FFT_INLINE V ld(const double* p) {
-    return _mm256_load_pd(p);
+    return _mm256_loadu_pd(p);
 }
 FFT_INLINE void st(double* p, V x) {
-    _mm256_store_pd(p, x);
+    _mm256_storeu_pd(p, x);
 }
 FFT_INLINE void st_past(double* p, V x) {
+    if (reinterpret_cast<u64>(p) % sizeof(V) != 0) return st(p, x);  // there is no such store
     _mm256_stream_pd(p, x);
 }
 FFT_INLINE V bc(double x) {
@@ -153,10 +156,10 @@ FFT_INLINE VI bci(u64 x) {
     return reinterpret_cast<VI>(_mm256_set1_epi64x(static_cast<i64>(x)));
 }
 FFT_INLINE VI ldi(const u64* p) {
-    return reinterpret_cast<VI>(_mm256_load_si256(reinterpret_cast<const __m256i*>(p)));
+    return reinterpret_cast<VI>(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
 }
 FFT_INLINE void sti(u64* p, VI x) {
-    _mm256_store_si256(reinterpret_cast<__m256i*>(p), reinterpret_cast<__m256i>(x));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), reinterpret_cast<__m256i>(x));
 }
 
 // Lanes i >= k of b moved up by k, the top k lanes of a below them: (a, b) as one row, read k lanes before b.
