@@ -10,6 +10,7 @@
 #include "arith/ntt/fermat_ring.h"
 #include "base/errors/exceptions.h"
 #include "ntt_support.h"
+#include "support/capture_console.h"
 
 namespace {
 
@@ -276,6 +277,50 @@ TEST(SlowHntTransformTest, ProductsOfLongPairs) {
             done++;
         }
     }
+}
+
+// One pair of every k whose pairs reach from 8192 words to 2^22, the middle one, by residues.
+TEST(SlowHntTransformTest, OnePairOfEveryK) {
+    u64 done = 0;
+    for (const auto list : {hnt_list_a(), hnt_list_b()}) {
+        for (u32 k = 0; k < 40; k++) {
+            std::vector<HntParameters> pairs;
+            for (const HntParameters& p : list) {
+                const u64 words = p.capacity_bits() / 64;
+                if (p.k == k && words >= 8192 && words <= u64(1) << 22) pairs.push_back(p);
+            }
+            if (pairs.empty()) continue;
+            const HntParameters& p = pairs[pairs.size() / 2];
+            const HntTransform t(p);
+            const u64 LA = t.convolution_words() / 2, LB = t.convolution_words() - LA;
+            const auto A = operand(kKinds[k % 4], LA, k), B = operand(kKinds[(k + 1) % 4], LB, k + 1);
+            ASSERT_EQ(residue_61(multiply(t, serial_context(), A, B, 0, LA + LB)), product_residue_61(A, B))
+                << p.k << " " << p.m;
+            done++;
+        }
+    }
+    EXPECT_GE(done, 6u);
+}
+
+// Elements that the floating-point FFT multiplies, in an area that is misaligned: a warning an operation,
+// right words.
+TEST(HntTransformTest, MisalignedAreaOfLongElements) {
+    const HntTransform t({8, 16});
+    ASSERT_GE(t.parameters().element_units(), kHntFftUnits);
+    const u64 W = t.convolution_words();
+    const auto A = operand(Kind::random, W / 2, 1), B = operand(Kind::ones, W - W / 2, 2);
+    const std::string warning =
+        "\n{R}Data Misalignment. Possible performance penalty.\n{w}{w}Press any key to continue . . . \n";
+    Scratch x(t.data_bytes()), y(t.data_bytes()), scratch(t.scratch_bytes() + 64);
+    u8* const area = static_cast<u8*>(scratch.data()) + 8;
+    Output T(W);
+    CaptureConsole console(CaptureConsole::terminal, true);
+    t.forward(serial_context(), x.data(), A.data(), A.size(), area);
+    t.forward(serial_context(), y.data(), B.data(), B.size(), area);
+    t.inverse(serial_context(), T.data(), 0, W, x.data(), x.data(), y.data(), area);
+    EXPECT_EQ(console.take(), warning + warning + warning);
+    EXPECT_EQ(T.words(), product(A, B));
+    EXPECT_TRUE(scratch.guards_intact());
 }
 
 }  // namespace

@@ -59,6 +59,22 @@ inline std::vector<Word> product(const std::vector<Word>& A, const std::vector<W
     return C;
 }
 
+// A number modulo 2^61 - 1 (2^64 = 8).
+inline u64 residue_61(const std::vector<Word>& A) {
+    constexpr u64 p = (u64(1) << 61) - 1;
+    unsigned __int128 r = 0;
+    for (u64 i = A.size(); i-- > 0;) {
+        r = 8 * r + A[i];
+        r = (r & p) + (r >> 61);
+    }
+    return static_cast<u64>(r % p);
+}
+// Of A B.
+inline u64 product_residue_61(const std::vector<Word>& A, const std::vector<Word>& B) {
+    const auto r = static_cast<unsigned __int128>(residue_61(A)) * residue_61(B);
+    return static_cast<u64>(r % ((u64(1) << 61) - 1));
+}
+
 // Words of a window between guard words.
 class Output {
   public:
