@@ -56,3 +56,28 @@ TEST(Fma, RoundsOnce) {
     EXPECT_EQ(os::fma(2, 3, 4), 10);
     EXPECT_EQ(os::fma(0, 3, 4), 4);
 }
+
+TEST(Fma, ZerosHaveTheirSign) {
+    const double zero = 0, values[] = {zero, -zero, 1.5, -1.5, 0x1p60 + 0x1p10, -(0x1p60 + 0x1p10)};
+    for (const double a : values) {
+        for (const double b : values) {
+            for (const double c : {zero, -zero, a * b, -(a * b), 2.0}) {
+                const double got = os::fma(a, b, c), want = exact(a, b, c);
+                EXPECT_EQ(got, want) << a << " " << b << " " << c;
+                EXPECT_EQ(std::signbit(got), std::signbit(want)) << a << " " << b << " " << c;
+            }
+        }
+    }
+}
+
+TEST(Fma, LargeFactors) {
+    std::mt19937_64 rng(2);
+    for (int i = 0; i < 20000; i++) {
+        const int e = 850 + static_cast<int>(rng() % 120);
+        const double a = std::ldexp(static_cast<double>((rng() >> 11) | (u64(1) << 52)), e - 52);
+        const double b = std::ldexp(static_cast<double>((rng() >> 11) | (u64(1) << 52)), -e);
+        const double c = rng() & 1 ? -(a * b) : std::ldexp(static_cast<double>(rng() >> 11), -60);
+        ASSERT_EQ(os::fma(a, b, c), exact(a, b, c)) << std::hexfloat << a << " " << b << " " << c;
+        ASSERT_EQ(os::fma(b, -a, c), exact(b, -a, c)) << std::hexfloat << a << " " << b << " " << c;
+    }
+}

@@ -9,9 +9,9 @@
 
 #include "arith/ntt/c17_end_constants.h"
 #include "base/errors/exceptions.h"
-#include "os/memory.h"
 #include "reference/mpz_u64.h"
 #include "reference/mpz_words.h"
+#include "support/guarded_pages.h"
 #include "support/scratch.h"
 
 namespace {
@@ -141,28 +141,6 @@ INSTANTIATE_TEST_SUITE_P(Levels, C17EndsTest,
                          testing::Combine(testing::ValuesIn(available_isas()), testing::Range(4u, 12u)),
                          level_and_primes);
 
-// Words that end where a page that cannot be touched begins, or begin where one ends.
-class FencedWords {
-  public:
-    FencedWords() {
-        page_ = os::page_size();
-        const os::MappedMemory memory = os::map_memory(4 * page_, false);
-        base_ = static_cast<char*>(memory.base);
-        release(base_, page_);
-        release(base_ + 3 * page_, page_);
-    }
-    ~FencedWords() { release(base_ + page_, 2 * page_); }
-    Word* first() const { return reinterpret_cast<Word*>(base_ + page_); }
-    Word* last(u64 n) const { return reinterpret_cast<Word*>(base_ + 3 * page_) - n; }
-    u64 capacity() const { return 2 * page_ / 8; }
-
-  private:
-    static void release(void* base, u64 bytes) { EXPECT_FALSE(os::unmap_memory(base, bytes)); }
-
-    u64 page_;
-    char* base_;
-};
-
 // The limbs of the points of an operand, from the definition.
 void expect_limbs(const std::vector<Word>& A, u64 j0, u64 count, u32 a, const double* limbs) {
     const u64 bytes_of_point = 3 * (u64(a) - 1);
@@ -181,13 +159,12 @@ void expect_limbs(const std::vector<Word>& A, u64 j0, u64 count, u32 a, const do
 }
 
 TEST_P(C17EndsTest, CutTakesPiecesOfTheOperandAndNothingElse) {
-    FencedWords fenced;
-    ASSERT_GE(fenced.capacity(), 16 * group_words());
+    const GuardedPages pages(8 * 16 * group_words());
     for (int round = 0; round < 60; round++) {
         const u64 L = round == 0 ? 0 : round == 1 ? 1 : below(16 * group_words() + 1);
         std::vector<Word> A(L);
         for (Word& x : A) x = round % 3 == 0 ? ~Word(0) : rng();
-        Word* where = round % 2 == 0 ? fenced.last(L) : fenced.first();
+        Word* where = reinterpret_cast<Word*>(round % 2 == 0 ? pages.end() - 8 * L : pages.begin());
         std::copy(A.begin(), A.end(), where);
         const u64 j0 = 8 * below(12), count = 8 * (1 + below(10));
         Scratch limbs(8 * count * (a() - 1));
