@@ -7,6 +7,7 @@
 
 #include "arith/newton/steps.h"
 #include "newton_test_support.h"
+#include "reference/mpz_u64.h"
 #include "support/capture_console.h"
 
 namespace trel {
@@ -47,15 +48,17 @@ void expect_root(Form form, const BigFloat& A, u64 n, u64 p, u64 tds, Status& st
     ASSERT_LE(root_error(w.T, A, n, p), root_error_bits(p)) << what;
 }
 
-// log2 of |T - A^(-1/n)| in units of the last word that a result of p words keeps, by MPFR.
+// log2 of |T - A^(-1/n)| in units of the last word that a result of p words keeps, by MPFR. Through logarithms to
+// base 2: MPFR takes degrees and exponents as long, which has 32 bits on Windows.
 double root_error_mpfr(const BigFloat& T, const BigFloat& A, u64 n, u64 p) {
-    mpfr_set_emin(mpfr_get_emin_min());
-    mpfr_set_emax(mpfr_get_emax_max());
     mpfr_t root, ours;
     mpfr_inits2(static_cast<mpfr_prec_t>(64 * (p + 12)), root, ours, nullptr);
-    mpfr_set_z_2exp(root, Integer(A).z, 64 * static_cast<long>(A.exp), MPFR_RNDN);
-    mpfr_rootn_ui(root, root, n, MPFR_RNDN);
-    mpfr_ui_div(root, 1, root, MPFR_RNDN);
+    mpfr_set_z(root, Integer(A).z, MPFR_RNDN);
+    mpfr_log2(root, root, MPFR_RNDN);
+    mpfr_add_z(root, root, reference::mpz_of_signed(64 * A.exp).get_mpz_t(), MPFR_RNDN);
+    mpfr_div_z(root, root, Integer(n).z, MPFR_RNDN);
+    mpfr_neg(root, root, MPFR_RNDN);
+    mpfr_exp2(root, root, MPFR_RNDN);
     mpfr_set_z_2exp(ours, Integer(T).z, 64 * static_cast<long>(T.exp), MPFR_RNDN);
     mpfr_sub(ours, ours, root, MPFR_RNDN);
     double error = -1e18;
