@@ -48,8 +48,8 @@ void expect_root(Form form, const BigFloat& A, u64 n, u64 p, u64 tds, Status& st
     ASSERT_LE(root_error(w.T, A, n, p), root_error_bits(p)) << what;
 }
 
-// log2 of |T - A^(-1/n)| in units of the last word that a result of p words keeps, by MPFR. Through logarithms to
-// base 2: MPFR takes degrees and exponents as long, which has 32 bits on Windows.
+// log2 of |T - A^(-1/n)| in units of the last word that a result of p words keeps, by MPFR. Through
+// logarithms: MPFR takes degrees and exponents as long, which has 32 bits on Windows.
 double root_error_mpfr(const BigFloat& T, const BigFloat& A, u64 n, u64 p) {
     mpfr_t root, ours;
     mpfr_inits2(static_cast<mpfr_prec_t>(64 * (p + 12)), root, ours, nullptr);
