@@ -11,7 +11,6 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
 
 using namespace kalvor;
 
@@ -55,19 +54,23 @@ TEST(RunProgramDeathTest, WithoutTheExecutablesPath) {
 
 // Reported as a crash: the lines of the crash report and a dump, then the end of the process.
 TEST(RunReported, AnythingElseIsACrash) {
-    const ScratchFolder folder;
+    // The same for both processes: on Windows the one that crashes begins this test anew.
+    const std::filesystem::path folder = "scratch-entry-crash";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
     EXPECT_EXIT(
         {
             dup2(2, 1);  // where a death test looks
-            std::filesystem::current_path(folder.file(""));
+            std::filesystem::current_path(folder);
             run_reported([] { throw "not ready to use."; });
         },
         testing::ExitedWithCode(1),
         "^\nOops... Kalvor has crashed.\n\nCreating mini-dump file...   Done!\n\nThe program will now exit.\n"
         "Press any key to continue . . . \n$");
     int dumps = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.file(""))) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         dumps += entry.path().extension() == ".dmp" ? 1 : 0;
     }
     EXPECT_EQ(dumps, 1);
+    std::filesystem::remove_all(folder);
 }
