@@ -1,6 +1,8 @@
 // Entry of every test program.
 #include <gtest/gtest.h>
 
+#include "support/child.h"
+
 #ifdef __SANITIZE_THREAD__
 // The sanitizer sees what oneTBB asks of the C library, but not the ordering inside of oneTBB, which is not instrumented.
 extern "C" const char* __tsan_default_suppressions();
@@ -10,6 +12,7 @@ const char* __tsan_default_suppressions() {
 #endif
 
 int main(int argc, char** argv) {
+    if (kalvor_test::ran_as_child(argc, argv)) return 0;
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,34 +1,32 @@
 // What tests of the standard output and input run in a process of its own, on a terminal or with both
-// redirected: they start their test program again with one of these. "DISABLED_" keeps them out of a plain run,
-// in which nobody looks at what they print.
+// redirected. They look at what stands between "<<" and ">>".
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <string>
 
 #include "base/console/console.h"
 #include "os/console.h"
+#include "support/child.h"
 
 using namespace trel;
 
-TEST(ConsoleChild, DISABLED_Colors) {
+inline const kalvor_test::Child colors_child("Colors", [] {
     Console::print("<<");
     for (const char color : {'B', 'G', 'T', 'R', 'P', 'Y', 'b', 'g', 't', 'r', 'p', 'y', 'w', ' '}) {
         Console::print(std::string(1, color), color);
     }
     Console::print(">>");
     Console::flush();
-}
+});
 
-TEST(ConsoleChild, DISABLED_Resize) {
+inline const kalvor_test::Child resize_child("Resize", [] {
     Console::print("<<");
     os::set_window_size(80, 25);
     Console::print(">>");
     Console::flush();
-}
+});
 
-TEST(ConsoleChild, DISABLED_Pause) {
+inline const kalvor_test::Child pause_child("Pause", [] {
     Console::print("<<");
     Console::pause();
     Console::pause();
@@ -36,17 +34,17 @@ TEST(ConsoleChild, DISABLED_Pause) {
     Console::print(os::started_from_existing_console() ? " shared" : " own");
     Console::print(">>");
     Console::flush();
-}
+});
 
-TEST(ConsoleChild, DISABLED_FatalExit) {
+inline const kalvor_test::Child fatal_exit_child("FatalExit", [] {
     Console::print("<<");
     Console::error_line("broken");
     Console::print(">>");
     Console::fatal_exit(7);
-}
+});
 
 // Lines, and then a key, from the same input.
-TEST(ConsoleChild, DISABLED_Lines) {
+inline const kalvor_test::Child lines_child("Lines", [] {
     Console::print("<<");
     std::string line;
     for (int i = 0; i < 3; i++) Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
@@ -54,4 +52,4 @@ TEST(ConsoleChild, DISABLED_Lines) {
     Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
     Console::print(">>");
     Console::flush();
-}
+});

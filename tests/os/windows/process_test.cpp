@@ -5,19 +5,18 @@
 
 #include <cstdio>
 
+#include "support/child.h"
 #include "support/run_program.h"
 
 using namespace trel;
 
-// Runs only where the test below starts it, which looks at what it prints.
-TEST(CommandLineChild, DISABLED_PrintWords) {
+const kalvor_test::Child print_words("print words", [] {
     for (const std::string& word : os::command_line(0, nullptr)) std::printf("[%s]", word.c_str());
-}
+});
 
 TEST(CommandLine, WordsAreUtf8) {
     const kalvor_test::ProgramRun run = kalvor_test::run_this_test(
-        {"--gtest_filter=CommandLineChild.*", "--gtest_also_run_disabled_tests", "pi:\xcf\x80", "two words",
-         "a \"quoted\" one", "ends in \\", "", "\\\""});
+        {"--child", "print words", "pi:\xcf\x80", "two words", "a \"quoted\" one", "ends in \\", "", "\\\""});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_NE(run.out.find("[pi:\xcf\x80][two words][a \"quoted\" one][ends in \\][][\\\"]"),
               std::string::npos)

@@ -25,8 +25,7 @@ Outcome on_terminal(const char* test, const std::string& input, const char* no_c
     if (child == 0) {
         alarm(30);
         if (no_color) setenv("NO_COLOR", no_color, 1);
-        const std::string filter = std::string("--gtest_filter=ConsoleChild.DISABLED_") + test;
-        execl("/proc/self/exe", "test", filter.c_str(), "--gtest_also_run_disabled_tests", nullptr);
+        execl("/proc/self/exe", "test", "--child", test, nullptr);
         _exit(99);
     }
     Outcome out;
@@ -40,7 +39,6 @@ Outcome on_terminal(const char* test, const std::string& input, const char* no_c
     }
     close(terminal);
     waitpid(child, &out.status, 0);
-    // Between the marks; the rest belongs to the test framework.
     const size_t from = out.output.find("<<"), to = out.output.find(">>");
     out.output = from == std::string::npos || to == std::string::npos
                      ? "no marks: " + out.output
