@@ -10,16 +10,9 @@
 namespace {
 
 using kalvor_test::ProgramRun;
-using kalvor_test::run_kalvor;
+using kalvor_test::run_in;
 using kalvor_test::RunOptions;
 using kalvor_test::TemporaryFolder;
-
-ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments,
-                  RunOptions options = {}) {
-    options.folder = folder.path();
-    arguments.insert(arguments.begin(), {"skip-warnings"});
-    return run_kalvor(arguments, options);
-}
 
 TEST(ErrorsTest, UnknownWordsAndOptions) {
     TemporaryFolder folder;

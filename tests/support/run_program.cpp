@@ -25,6 +25,12 @@ ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOption
     return run_program(KALVOR_PROGRAM_PATH, arguments, options);
 }
 
+ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments, RunOptions options) {
+    options.folder = folder.path();
+    arguments.insert(arguments.begin(), "skip-warnings");
+    return run_kalvor(arguments, options);
+}
+
 ProgramRun run_this_test(const std::vector<std::string>& arguments, const RunOptions& options) {
     return run_program(trel::os::executable_path().value_or(""), arguments, options);
 }

@@ -20,9 +20,9 @@ struct ProgramRun {
 };
 
 struct RunOptions {
-    std::vector<std::string> environment;    // "NAME=value" in addition to this process's
-    std::string folder;                      // working folder
-    std::optional<std::string> input;        // the standard input, through a pipe; otherwise it is empty
+    std::vector<std::string> environment;  // "NAME=value" in addition to this process's
+    std::string folder;                    // working folder
+    std::optional<std::string> input;      // the standard input, through a pipe; otherwise it is empty
 
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
@@ -53,6 +53,9 @@ class TemporaryFolder {
   private:
     std::string path_;
 };
+
+// Kalvor in that folder, without the pause after a warning.
+ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments, RunOptions options = {});
 
 // The whole file; empty when it cannot be read.
 std::string read_file(const std::string& path);

@@ -260,30 +260,34 @@ TEST(ConvertTest, OtherRadixes) {
     }
 }
 
-// The correction flag stands for an overlap word known to be one too small.
-TEST(ConvertTest, CorrectionFlag) {
-    CaptureConsole console;
-    const u64 n = 40;
-    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
+// Where the overlap is right, the correction makes it one too large, which `function` refuses.
+void expect_fault_of_a_false_correction(const ConvertPlanP& plan, u64 n, const char* function) {
     const u64 H = plan.level[plan.levels - 1].radix_words;
-    // Upper part 0999...9 with overlap R - 1, lower part zero: with the flag the overlap word becomes R, which is the
-    // additive correction without an overlap mismatch.
-    std::vector<Word> want(n, 0);
-    want[n - 1] = kRadix19 / 10;
-    EXPECT_EQ(run(plan, ratio(plan.length(n), 1, 10, 1), 1, {.correction = true, .observer = nullptr}), want);
-    EXPECT_EQ(console.text().find("Overlap Mismatch"), std::string::npos);
-    // Where the overlap is right, one more is a fault.
     const std::vector<Word> F = random_fraction(plan.length(n), 3);
     const std::vector<Word> right = reference::radix_floor(reference::to_mpz(F), F.size(), n);
     try {
         run(plan, F, 1, {.correction = true, .observer = nullptr});
         FAIL();
     } catch (const trel::AlgorithmFailedException& e) {
-        EXPECT_EQ(e.function, "CBRv2::convert_L()");
+        EXPECT_EQ(e.function, function);
         const Word expected = right[n - H - 1];
         EXPECT_EQ(e.message, "Overlap Mismatch:\n    RL = " + std::to_string(H) + "\n    Expected = " +
                                  std::to_string(expected) + "\n    Actual   = " + std::to_string(expected + 1));
     }
+}
+
+// The correction flag stands for an overlap word known to be one too small.
+TEST(ConvertTest, CorrectionFlag) {
+    CaptureConsole console;
+    const u64 n = 40;
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
+    // Upper part 0999...9 with overlap R - 1, lower part zero: with the flag the overlap word becomes R, which is the
+    // additive correction without an overlap mismatch.
+    std::vector<Word> want(n, 0);
+    want[n - 1] = kRadix19 / 10;
+    EXPECT_EQ(run(plan, ratio(plan.length(n), 1, 10, 1), 1, {.correction = true, .observer = nullptr}), want);
+    EXPECT_EQ(console.text().find("Overlap Mismatch"), std::string::npos);
+    expect_fault_of_a_false_correction(plan, n, "CBRv2::convert_L()");
 }
 
 // The same where the whole range's upper part is the first piece of a plan with few levels.
@@ -291,7 +295,6 @@ TEST(ConvertTest, CorrectionFlagOfPieces) {
     CaptureConsole console;
     const u64 n = 1000;
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, 0, 1);
-    const u64 H = plan.level[plan.levels - 1].radix_words;
     ASSERT_GT(n, plan.top_words());
     std::vector<Word> want(n, 0);
     want[n - 1] = kRadix19 / 10;
@@ -307,18 +310,7 @@ TEST(ConvertTest, CorrectionFlagOfPieces) {
         return count;
     };
     EXPECT_EQ(mismatches(plain.text()), mismatches(with_flag) + 1);
-    // Where the overlap is right, one more is a fault of the first piece.
-    const std::vector<Word> F = random_fraction(plan.length(n), 3);
-    const std::vector<Word> right = reference::radix_floor(reference::to_mpz(F), F.size(), n);
-    try {
-        run(plan, F, 1, {.correction = true, .observer = nullptr});
-        FAIL();
-    } catch (const trel::AlgorithmFailedException& e) {
-        EXPECT_EQ(e.function, "convertP()");
-        const Word expected = right[n - H - 1];
-        EXPECT_EQ(e.message, "Overlap Mismatch:\n    RL = " + std::to_string(H) + "\n    Expected = " +
-                                 std::to_string(expected) + "\n    Actual   = " + std::to_string(expected + 1));
-    }
+    expect_fault_of_a_false_correction(plan, n, "convertP()");
 }
 
 TEST(ConvertTest, LeafOfOneWord) {
