@@ -45,10 +45,6 @@ TREL_VEC void storeu(double* p, F64x8 a) {
     _mm256_storeu_pd(p, a.lo);
     _mm256_storeu_pd(p + 4, a.hi);
 }
-TREL_VEC void stream(double* p, F64x8 a) {
-    _mm256_stream_pd(p, a.lo);
-    _mm256_stream_pd(p + 4, a.hi);
-}
 TREL_VEC U64x8 load(const u64* p) {
     return {_mm256_loadu_si256(vec_address(p)), _mm256_loadu_si256(vec_address(p + 4))};
 }
@@ -62,10 +58,6 @@ TREL_VEC void store(u64* p, U64x8 a) {
 TREL_VEC void storeu(u64* p, U64x8 a) {
     _mm256_storeu_si256(vec_address(p), a.lo);
     _mm256_storeu_si256(vec_address(p + 4), a.hi);
-}
-TREL_VEC void stream(u64* p, U64x8 a) {
-    _mm256_stream_si256(vec_address(p), a.lo);
-    _mm256_stream_si256(vec_address(p + 4), a.hi);
 }
 TREL_VEC F64x8 load_masked(const double* p, Mask8 m) {
     return {_mm256_maskload_pd(p, m.lo), _mm256_maskload_pd(p + 4, m.hi)};

@@ -35,10 +35,6 @@ TREL_VEC void store(double* p, F64x8 a) {
 TREL_VEC void storeu(double* p, F64x8 a) {
     _mm512_storeu_pd(p, a.v);
 }
-// Past the caches; a fence is the caller's.
-TREL_VEC void stream(double* p, F64x8 a) {
-    _mm512_stream_pd(p, a.v);
-}
 TREL_VEC U64x8 load(const u64* p) {
     return {_mm512_loadu_si512(p)};
 }
@@ -50,9 +46,6 @@ TREL_VEC void store(u64* p, U64x8 a) {
 }
 TREL_VEC void storeu(u64* p, U64x8 a) {
     _mm512_storeu_si512(p, a.v);
-}
-TREL_VEC void stream(u64* p, U64x8 a) {
-    _mm512_stream_si512(reinterpret_cast<__m512i*>(p), a.v);
 }
 // Lanes outside the mask: read as 0, not written, and never touched in memory. Any alignment.
 TREL_VEC F64x8 load_masked(const double* p, Mask8 m) {

@@ -39,8 +39,8 @@ struct VecProbe {
     void (*copy_masked_u64)(u64* r, unsigned bits, const u64* a);
     void (*load_masked_f64)(double* r, unsigned bits, const double* a);  // load_masked, storeu
     void (*load_masked_u64)(u64* r, unsigned bits, const u64* a);
-    void (*aligned_copy_f64)(double* r, const double* a, bool stream);  // 64-byte aligned
-    void (*aligned_copy_u64)(u64* r, const u64* a, bool stream);
+    void (*aligned_copy_f64)(double* r, const double* a);  // load, store
+    void (*aligned_copy_u64)(u64* r, const u64* a);
     void (*shift_left)(u64* r, const u64* a, unsigned n);
     void (*shift_right)(u64* r, const u64* a, unsigned n);
     void (*f64_of_52)(double* r, const u64* a);

@@ -111,24 +111,12 @@ void transpose_u64(u64* matrix) {
     for (int i = 0; i < 8; i++) storeu(matrix + 8 * i, r[i]);
 }
 
-void aligned_copy_f64(double* r, const double* a, bool past_caches) {
-    const F64x8 v = load(a);
-    if (past_caches) {
-        stream(r, v);
-        _mm_sfence();
-    } else {
-        store(r, v);
-    }
+void aligned_copy_f64(double* r, const double* a) {
+    store(r, load(a));
 }
 
-void aligned_copy_u64(u64* r, const u64* a, bool past_caches) {
-    const U64x8 v = load(a);
-    if (past_caches) {
-        stream(r, v);
-        _mm_sfence();
-    } else {
-        store(r, v);
-    }
+void aligned_copy_u64(u64* r, const u64* a) {
+    store(r, load(a));
 }
 
 }  // namespace
