@@ -35,15 +35,14 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) return {};
         terminal_name = ptsname(terminal);
     }
-    // Held open, so that the terminal does not hang up before the program has opened its end.
-    const int held = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    // The program inherits its end, so that at no time the terminal seems to have been left.
+    const int inner = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
     int input[2] = {-1, -1};
     if (options.input && pipe2(input, O_CLOEXEC) != 0) return {};
     const pid_t child = fork();
     if (child == 0) {
         const int in = options.input ? input[0] : open("/dev/null", O_RDONLY);
-        const int out = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY)
-                                         : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int out = options.terminal ? inner : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(in, 0);
         dup2(out, 1);
@@ -73,7 +72,7 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         close(input[1]);
     }
     if (options.terminal) {
-        close(held);
+        close(inner);
         char buffer[4096];
         // Ends with an error when the last user of the terminal is gone.
         for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
