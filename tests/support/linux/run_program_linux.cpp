@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -20,6 +21,25 @@ void write_all(int file, const std::string& text) {
         at += static_cast<std::size_t>(put);
     }
     signal(SIGPIPE, before);
+}
+
+// Reads until the child has ended and nothing is left. The caller keeps the inner end open meanwhile: a
+// terminal whose last user leaves while it is being read may answer with an error before it has handed out
+// its last lines.
+std::string read_terminal(int terminal, pid_t child, int& status, rusage& usage) {
+    std::string text;
+    for (bool ended = false;;) {
+        pollfd readable{terminal, POLLIN, 0};
+        if (poll(&readable, 1, ended ? 0 : 10) > 0) {
+            char buffer[4096];
+            const ssize_t got = read(terminal, buffer, sizeof buffer);
+            if (got > 0) text.append(buffer, static_cast<std::size_t>(got));
+        } else if (ended) {
+            return text;
+        } else {
+            ended = wait4(child, &status, WNOHANG, &usage) == child;
+        }
+    }
 }
 
 }  // namespace
@@ -71,18 +91,15 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         write_all(input[1], *options.input);
         close(input[1]);
     }
-    if (options.terminal) {
-        close(inner);
-        char buffer[4096];
-        // Ends with an error when the last user of the terminal is gone.
-        for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
-            run.out.append(buffer, static_cast<std::size_t>(got));
-        }
-        close(terminal);
-    }
     int status = 0;
     rusage usage{};
-    wait4(child, &status, 0, &usage);
+    if (options.terminal) {
+        run.out = read_terminal(terminal, child, status, usage);
+        close(inner);
+        close(terminal);
+    } else {
+        wait4(child, &status, 0, &usage);
+    }
     run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     if (!options.terminal) run.out = read_file(out_path);
     run.err = read_file(err_path);
