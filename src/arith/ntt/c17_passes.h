@@ -52,15 +52,13 @@ struct C17Step {
 
 // How the data of one length are laid out and visited.
 //
-// There are rows() = b 2^log_top rows of row_points() points. The top levels (radix b, then 2^log_top) run
-// over columns of all rows; the rest of the tree, the "middle", row by row. A row lies in memory as units of
-// unit points with 8 unused doubles behind each, so that no power of two separates what a pass reads
-// together.
+// There are rows() = b rows of row_points() = 2^c points. The top level (radix b) runs over columns of all
+// rows; the rest of the tree, the "middle", row by row. A row lies in memory as units of unit points with 8
+// unused doubles behind each, so that no power of two separates what a pass reads together.
 struct C17Plan {
     static constexpr u32 kMaxSteps = 20;
 
     u32 a, b, c;
-    u32 log_top;
     u32 log_unit;
     u32 log_columns;  // columns that go through the top together
     u32 n_steps;      // of the middle, down to 64 points; at least one
@@ -69,17 +67,20 @@ struct C17Plan {
     u64 prime_stride;  // doubles from the rows of one prime to those of the next
     u64 ahead;         // doubles from what the end of the tree works on to what it fetches meanwhile, or 0
 
-    u32 log_row() const { return c - log_top; }
-    u64 row_points() const { return u64(1) << log_row(); }
-    u32 rows() const { return b << log_top; }
+    u64 row_points() const { return u64(1) << c; }
+    u32 rows() const { return b; }
     u64 points() const { return u64(b) << c; }
     u64 columns() const { return u64(1) << log_columns; }
+    // Rows of one step have no subtrees that could be taken one by one.
+    bool has_subtrees() const { return n_steps > 1; }
+    u64 subtrees() const { return u64(1) << steps[0].log_radix; }
+    u64 max_step_items() const { return row_points() / subtrees() / 64; }
     // Doubles between points 0 and j of a row.
     u64 offset(u64 j) const { return j + (j >> log_unit) * 8; }
 };
 
-// What is done to a row between the top levels. x and y are rows after the top levels, X and Y rows of whole
-// transforms.
+// What is done to a row between the sweeps. x and y are rows after the radix-b pass, X and Y
+// rows of whole transforms.
 enum class C17Middle : u32 {
     forward,         // x becomes X
     product,         // out = x becomes the row of the product, y is lost
@@ -88,6 +89,11 @@ enum class C17Middle : u32 {
     inverse,         // out = row of the product of X and Y; may be X or Y
     inverse_square,  // out = row of the square of X; may be X
 };
+
+// Tasks may share a row. Its first step forward, its last step back, on columns that are taken in any order:
+// `items` equal parts, a power of two up to max_step_items(). Between them its subtrees, subtrees() items,
+// each of which goes all the way down and up. Parts that a C17Middle does not have do nothing.
+enum class C17Part : u32 { whole, first_step, subtree, last_step };
 
 struct C17PassKernels {
     u32 max_log_radix;
@@ -98,13 +104,9 @@ struct C17PassKernels {
                   u64 columns, const double* ahead);
     void (*join)(u32 b, const C17Prime& prime, const double* in, u64 in_stride, double* out, u64 out_stride,
                  u64 columns, const double* ahead);
-    // The first log_top levels below root s, forward and back, on columns of 2^log_top rows.
-    void (*top_forward)(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
-                        double* out, u64 out_stride, u64 columns);
-    void (*top_inverse)(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
-                        double* out, u64 out_stride, u64 columns);
-    void (*middle)(C17Middle what, const C17Plan& plan, const C17Prime& prime, u32 row, double* out,
-                   const double* x, const double* y);
+    // Part `item` of `items` of row `row`; for C17Part::whole both are unused.
+    void (*middle)(C17Middle what, C17Part part, u64 item, u64 items, const C17Plan& plan,
+                   const C17Prime& prime, u32 row, double* out, const double* x, const double* y);
 };
 
 namespace avx2 {

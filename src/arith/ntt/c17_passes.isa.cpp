@@ -519,105 +519,129 @@ __attribute__((noinline)) void tails(const Call& call, const Bases& g, u32 depth
     }
 }
 
-// A node of 2^levels points whose pass is step number `step`.
+// A node of 2^levels points whose pass is step number `step` of the plan.
+struct Node {
+    u32 step, levels;
+    Kind kind;
+    const Bases* g;
+
+    u32 log_radix(const C17Plan& plan) const { return plan.steps[step].log_radix; }
+    u64 columns(const C17Plan& plan) const { return u64(1) << (levels - log_radix(plan)); }
+};
+
+// f(offset, n) for the runs of columns [begin, end) that lie in one unit; powers of two.
+template <class F>
+C17_INLINE void for_runs(const C17Plan& plan, u64 begin, u64 end, F f) {
+    const u64 unit = u64(1) << plan.log_unit, run = end - begin < unit ? end - begin : unit;
+    for (u64 j = begin; j < end; j += run) f(plan.offset(j), run);
+}
+
+// The pass of a node forward, on columns [begin, end).
 template <M WHAT>
-void node(const Call& call, u32 step, u32 levels, const Bases& g, Kind kind, double* out, const double* x,
-          const double* y) {
+C17_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64 end, const double* x,
+                             const double* y) {
     const C17Plan& plan = *call.plan;
-    const C17PrimeTables& t = *call.tables;
-    const Modulus& m = call.m;
-    const u32 log_radix = plan.steps[step].log_radix;
-    const u64 sub = u64(1) << (levels - log_radix), stride = plan.offset(sub);
-    const u64 run = sub >> plan.log_unit != 0 ? u64(1) << plan.log_unit : sub;
+    const u32 log_radix = node.log_radix(plan);
+    const u64 stride = plan.offset(node.columns(plan));
+    const Kind kind = node.kind == Kind::plain && plan.steps[node.step].reduce ? Kind::reducing : node.kind;
     PassTwiddles tw;
-    if constexpr (transforms_x(WHAT)) {
-        if (kind == Kind::plain && plan.steps[step].reduce) kind = Kind::reducing;
-        pass_twiddles(t.forward, g.forward, log_radix, tw, m);
-        for (u64 j = 0; j < sub; j += run) {
-            double* const at = const_cast<double*>(x) + plan.offset(j);
-            forward_radix(log_radix, kind, at, stride, at, stride, run, tw.tw, m);
-        }
-        if constexpr (WHAT == M::product) {
-            for (u64 j = 0; j < sub; j += run) {
-                double* const at = const_cast<double*>(y) + plan.offset(j);
-                forward_radix(log_radix, kind, at, stride, at, stride, run, tw.tw, m);
-            }
-        }
-    }
-    if (step + 1 == plan.n_steps) {
-        tails<WHAT>(call, g, log_radix, out, x, y);
+    pass_twiddles(call.tables->forward, node.g->forward, log_radix, tw, call.m);
+    const auto pass = [&](const double* data) {
+        for_runs(plan, begin, end, [&](u64 offset, u64 n) {
+            double* const at = const_cast<double*>(data) + offset;
+            forward_radix(log_radix, kind, at, stride, at, stride, n, tw.tw, call.m);
+        });
+    };
+    pass(x);
+    if constexpr (WHAT == M::product) pass(y);
+}
+// The pass of a node back, on columns [begin, end).
+C17_INLINE void inverse_step(const Call& call, const Node& node, u64 begin, u64 end, double* out) {
+    const C17Plan& plan = *call.plan;
+    const u32 log_radix = node.log_radix(plan);
+    const u64 stride = plan.offset(node.columns(plan));
+    PassTwiddles tw;
+    pass_twiddles(call.tables->inverse, node.g->inverse, log_radix, tw, call.m);
+    for_runs(plan, begin, end, [&](u64 offset, u64 n) {
+        inverse_radix(log_radix, node.kind == Kind::root, out + offset, stride, out + offset, stride, n,
+                      tw.tw, call.m);
+    });
+}
+
+template <M WHAT>
+void whole(const Call& call, const Node& node, double* out, const double* x, const double* y);
+
+// Child i of a node that is not the last above the tails.
+template <M WHAT>
+C17_INLINE void subtree(const Call& call, const Node& node, u64 i, double* out, const double* x,
+                        const double* y) {
+    const u32 log_radix = node.log_radix(*call.plan);
+    const u64 at = i * call.plan->offset(node.columns(*call.plan));
+    Bases child;
+    clear_bases(child);
+    child_bases(*call.tables, *node.g, node.levels, log_radix, i, child, call.m);
+    whole<WHAT>(call, {node.step + 1, node.levels - log_radix, Kind::plain, &child}, out + at, x + at,
+                y + at);
+}
+
+template <M WHAT>
+void whole(const Call& call, const Node& node, double* out, const double* x, const double* y) {
+    const u32 log_radix = node.log_radix(*call.plan);
+    const u64 columns = node.columns(*call.plan);
+    if constexpr (transforms_x(WHAT)) forward_step<WHAT>(call, node, 0, columns, x, y);
+    if (node.step + 1 == call.plan->n_steps) {
+        tails<WHAT>(call, *node.g, log_radix, out, x, y);
     } else {
-        Bases child;
-        clear_bases(child);
-        for (u64 i = 0; i < (u64(1) << log_radix); i++) {
-            child_bases(t, g, levels, log_radix, i, child, m);
-            node<WHAT>(call, step + 1, levels - log_radix, child, Kind::plain, out + i * stride,
-                       x + i * stride, y + i * stride);
-        }
+        for (u64 i = 0; i < (u64(1) << log_radix); i++) subtree<WHAT>(call, node, i, out, x, y);
     }
-    if constexpr (inverts(WHAT)) {
-        pass_twiddles(t.inverse, g.inverse, log_radix, tw, m);
-        for (u64 j = 0; j < sub; j += run) {
-            double* const at = out + plan.offset(j);
-            inverse_radix(log_radix, kind == Kind::root, at, stride, at, stride, run, tw.tw, m);
-        }
+    if constexpr (inverts(WHAT)) inverse_step(call, node, 0, columns, out);
+}
+
+// What the row is to become decides the code; `item` of `items` says which part of it is wanted.
+template <M WHAT>
+void row_part(const Call& call, const Node& root, C17Part part, u64 item, u64 items, double* out,
+              const double* x, const double* y) {
+    const u64 columns = root.columns(*call.plan);
+    const u64 begin = columns / items * item, end = columns / items * (item + 1);
+    switch (part) {
+        case C17Part::whole:
+            return whole<WHAT>(call, root, out, x, y);
+        case C17Part::first_step:
+            if constexpr (transforms_x(WHAT)) forward_step<WHAT>(call, root, begin, end, x, y);
+            return;
+        case C17Part::subtree:
+            return subtree<WHAT>(call, root, item, out, x, y);
+        case C17Part::last_step:
+            if constexpr (inverts(WHAT)) inverse_step(call, root, begin, end, out);
+            return;
     }
 }
 
-void middle(C17Middle what, const C17Plan& plan, const C17Prime& prime, u32 row, double* out, const double* x,
-            const double* y) {
+void middle(C17Middle what, C17Part part, u64 item, u64 items, const C17Plan& plan, const C17Prime& prime,
+            u32 row, double* out, const double* x, const double* y) {
     const Call call{&plan, prime.tables, modulus(prime)};
-    const u32 s = row >> plan.log_top;
-    const u64 k = row & ((1u << plan.log_top) - 1);
-    Bases root, g;
-    clear_bases(root);
-    root_bases(plan, prime, s, plan.c, root);
-    const Bases* bases = &root;
-    if (plan.log_top != 0) {
-        clear_bases(g);
-        child_bases(*prime.tables, root, plan.c, plan.log_top, k, g, call.m);
-        bases = &g;
-    }
-    const Kind kind = plan.log_top == 0 && s == 0 ? Kind::root : Kind::plain;
-    const u32 levels = plan.log_row();
+    Bases g;
+    clear_bases(g);
+    root_bases(plan, prime, row, plan.c, g);
+    const Node root{0, plan.c, row == 0 ? Kind::root : Kind::plain, &g};
     switch (what) {
         case M::forward:
-            return node<M::forward>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::forward>(call, root, part, item, items, out, x, y);
         case M::product:
-            return node<M::product>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::product>(call, root, part, item, items, out, x, y);
         case M::square:
-            return node<M::square>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::square>(call, root, part, item, items, out, x, y);
         case M::held_product:
-            return node<M::held_product>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::held_product>(call, root, part, item, items, out, x, y);
         case M::inverse:
-            return node<M::inverse>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::inverse>(call, root, part, item, items, out, x, y);
         case M::inverse_square:
-            return node<M::inverse_square>(call, 0, levels, *bases, kind, out, x, y);
+            return row_part<M::inverse_square>(call, root, part, item, items, out, x, y);
     }
-}
-
-void top_forward(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
-                 double* out, u64 out_stride, u64 columns) {
-    const Modulus m = modulus(prime);
-    Bases root;
-    PassTwiddles tw;
-    root_bases(plan, prime, s, 8, root);
-    pass_twiddles(prime.tables->forward, root.forward, plan.log_top, tw, m);
-    const Kind kind = s == 0 ? Kind::root : Kind::plain;
-    forward_radix(plan.log_top, kind, in, in_stride, out, out_stride, columns, tw.tw, m);
-}
-void top_inverse(const C17Plan& plan, const C17Prime& prime, u32 s, const double* in, u64 in_stride,
-                 double* out, u64 out_stride, u64 columns) {
-    const Modulus m = modulus(prime);
-    Bases root;
-    PassTwiddles tw;
-    root_bases(plan, prime, s, 8, root);
-    pass_twiddles(prime.tables->inverse, root.inverse, plan.log_top, tw, m);
-    inverse_radix(plan.log_top, s == 0, in, in_stride, out, out_stride, columns, tw.tw, m);
 }
 
 }  // namespace
 
-constinit const C17PassKernels c17_pass_kernels{kMaxLogRadix, split, join, top_forward, top_inverse, middle};
+constinit const C17PassKernels c17_pass_kernels{kMaxLogRadix, split, join, middle};
 
 }  // namespace trel::TREL_ISA

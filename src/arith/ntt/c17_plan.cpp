@@ -29,13 +29,6 @@ void check(const NttRecord& r) {
     assertion_failure(kInvalidParameters, "make_c17_plan()", detail);
 }
 
-// Levels of the tree that are taken in the sweeps over columns, so that the rows of the middle become short.
-u32 top_levels(const NttRecord& r, u32 max_log_radix) {
-    constexpr u32 kLogRow = 12;
-    if (r.b != 1 || r.c < kLogRow + 2) return 0;
-    return std::min(r.c - kLogRow, max_log_radix);
-}
-
 }  // namespace
 
 C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
@@ -44,12 +37,11 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     plan.a = r.a;
     plan.b = r.b;
     plan.c = r.c;
-    plan.log_top = top_levels(r, max_log_radix);
 
     // radices of the middle: as few passes as possible, as equal as possible, the larger ones last
-    const u32 levels = plan.log_row() - kLogTail;
+    const u32 levels = plan.c - kLogTail;
     plan.n_steps = (levels + max_log_radix - 1) / max_log_radix;
-    u32 done = plan.log_top;  // levels since the last reduction
+    u32 done = 0;  // levels since the last reduction
     for (u32 i = 0; i < plan.n_steps; i++) {
         const u32 log_radix = (levels + i) / plan.n_steps;
         const bool reduce = done + log_radix + kLogTail > kC17MaxLevels;
@@ -74,8 +66,9 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     while (plan.log_columns > 6 && (u64(plan.a) * plan.rows() << plan.log_columns) * 8 > kSweepBytes) {
         plan.log_columns--;
     }
-    // Buffers of this many tasks should take no more than an eighth of a transform. From 64 to 512 columns one
-    // task takes the same time within 2 % (2^14 to 2^18 words), but it needs up to seven times the memory.
+    // Buffers of this many tasks should take no more than an eighth of a transform. From 64 to 512 columns
+    // one task takes the same time within 2 % (2^14 to 2^18 words), but it needs up to seven times the
+    // memory.
     constexpr u64 kTasksInAnEighth = 32;
     constexpr u32 kEnoughLogColumns = 7;
     while (plan.log_columns > kEnoughLogColumns &&

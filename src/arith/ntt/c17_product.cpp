@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <tuple>
+#include <type_traits>
 
 #include "arith/multiply/work_area.h"
 #include "arith/ntt/c17_plan.h"
@@ -18,6 +19,8 @@ namespace {
 constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
 constexpr u64 kEntryColumns = 128;           // whose limbs stay in the first cache
 constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
+constexpr u64 kSharedRowPoints = u64(1) << 13;
+constexpr u64 kStepItems = 32;               // of a row's first and last step, when tasks share it
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 
 }  // namespace
@@ -119,13 +122,12 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     double* const limbs = buffer(task);
     const u64 row_limbs = c17_point_limbs(plan_.a) * n;
     double* const q = limbs + rows * row_limbs;
-    const bool direct = b == 1 && plan_.log_top == 0;
 
     // rows from `used` on are beyond the operand
     const u64 points = (64 * A.length + 24 * (plan_.a - 1) - 1) / (24 * (plan_.a - 1));
     const u32 used =
         points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
-    if (direct || b == 3 || b == 5) {
+    if (b != 7) {
         const u64 piece = std::min(n, kEntryColumns);
         for (u64 k = 0; k < n; k += piece) enter_piece(limbs, A, points, column + k, piece, begin, end, data);
         return;
@@ -140,12 +142,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
         for (u32 r = 0; r < used; r++) {
             setup_.ends->reduce(&setup_.constants, i, 1, limbs + r * row_limbs, n, q + r * stride, 0);
         }
-        if (b != 1) {
-            const double* const ahead = i + 1 < end ? out + plan_.prime_stride : nullptr;
-            setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, ahead);
-        } else {
-            setup_.passes->top_forward(plan_, prime, 0, q, stride, out, plan_.row_stride, n);
-        }
+        const double* const ahead = i + 1 < end ? out + plan_.prime_stride : nullptr;
+        setup_.passes->split(b, prime, q, stride, out, plan_.row_stride, n, ahead);
     }
 }
 
@@ -171,30 +169,45 @@ void C17Product::enter_piece(double* limbs, const Operand& A, u64 points, u64 co
                         row_limbs, used, columns, out, plan_.row_stride, plan_.prime_stride);
 }
 
-void C17Product::middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y) {
-    const u32 rows = plan_.rows();
-    const u32 prime = static_cast<u32>(item / rows), row = static_cast<u32>(item % rows);
+// Rows that the tasks cannot share out evenly are taken apart. Short ones are not: they would only travel
+// between the processors' caches.
+C17Product::Middle C17Product::middle_of(C17Middle what, u32 primes) const {
+    const u64 rows = u64(primes) * plan_.rows(), idle = (tasks_ - rows % tasks_) % tasks_;
+    if (!plan_.has_subtrees() || plan_.row_points() < kSharedRowPoints || 16 * idle <= rows) {
+        return {what, 1, 0};
+    }
+    return {what, 3, std::min(kStepItems, plan_.max_step_items())};
+}
+u64 C17Product::items_of(const Middle& middle, u32 phase, u32 primes) const {
+    const u64 rows = u64(primes) * plan_.rows();
+    if (middle.phases == 1) return rows;
+    return rows * (phase == 1 ? plan_.subtrees() : middle.step_items);
+}
+
+void C17Product::do_middle(const Middle& middle, u32 phase, u64 item, u32 begin, double* out, const double* x,
+                           const double* y) {
+    constexpr C17Part kParts[3] = {C17Part::first_step, C17Part::subtree, C17Part::last_step};
+    const C17Part part = middle.phases == 1 ? C17Part::whole : kParts[phase];
+    const u64 items = items_of(middle, phase, 1) / plan_.rows();  // of a row
+    const u32 prime = static_cast<u32>(item / items / plan_.rows());
+    const u32 row = static_cast<u32>(item / items % plan_.rows());
     const u64 at = prime * plan_.prime_stride + row * plan_.row_stride;
-    setup_.passes->middle(what, plan_, setup_.tables->primes[begin + prime], row,
-                          out + begin * plan_.prime_stride + at, x + at, y + at);
+    setup_.passes->middle(middle.what, part, item % items, items, plan_, setup_.tables->primes[begin + prime],
+                          row, out + begin * plan_.prime_stride + at, x + at, y + at);
 }
 
 C17Product::Block C17Product::join_block(u64 task, u64 block, const double* data) {
     const u32 rows = plan_.rows(), b = plan_.b;
     const u64 n = plan_.columns(), at = plan_.offset(block * n);
-    if (b == 1 && plan_.log_top == 0) return {data + at, plan_.prime_stride, plan_.row_stride};
+    if (b == 1) return {data + at, plan_.prime_stride, plan_.row_stride};
     const u64 stride = n + kPad;
     double* const out = buffer(task);
     for (u32 i = 0; i < plan_.a; i++) {
         const C17Prime& prime = setup_.tables->primes[i];
         const double* in = data + i * plan_.prime_stride + at;
         double* const q = out + i * rows * stride;
-        if (b != 1) {
-            const double* const ahead = i + 1 < plan_.a ? in + plan_.prime_stride : data + at + n;
-            setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n, ahead);
-        } else {
-            setup_.passes->top_inverse(plan_, prime, 0, in, plan_.row_stride, q, stride, n);
-        }
+        const double* const ahead = i + 1 < plan_.a ? in + plan_.prime_stride : data + at + n;
+        setup_.passes->join(b, prime, in, plan_.row_stride, q, stride, n, ahead);
     }
     return {out, rows * stride, stride};
 }
@@ -330,51 +343,64 @@ void C17Product::settle_below(C17Window& window, const double* data) {
 
 // ---- whole operations
 
-void C17Product::forward(double* data, const Word* A, u64 L) {
-    const u64 items[2] = {setup_.blocks(), u64(plan_.a) * plan_.rows()};
+// Phases: the sweep from words, the middle, the sweep to words; the first or the last may be missing.
+template <class First, class Last>
+void C17Product::run_sweeps(C17Middle what, double* out, const double* x, const double* y, First&& first,
+                            Last&& last) {
+    constexpr u32 n_first = std::is_null_pointer_v<std::decay_t<First>> ? 0 : 1;
+    constexpr u32 n_last = std::is_null_pointer_v<std::decay_t<Last>> ? 0 : 1;
+    const Middle middle = middle_of(what, plan_.a);
     run(
-        2, [&](u32 phase) noexcept { return items[phase]; },
+        n_first + middle.phases + n_last,
+        [&](u32 phase) noexcept {
+            if (phase < n_first) return setup_.blocks();
+            return phase - n_first < middle.phases ? items_of(middle, phase - n_first, plan_.a) : pieces();
+        },
         [&](u64 task, u32 phase, u64 i) {
-            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
-            middle(C17Middle::forward, i, 0, data, data, data);
+            if constexpr (n_first == 1) {
+                if (phase == 0) return first(task, i);
+            }
+            if constexpr (n_last == 1) {
+                if (phase - n_first == middle.phases) return last(task, i);
+            }
+            do_middle(middle, phase - n_first, i, 0, out, x, y);
         });
 }
 
+void C17Product::forward(double* data, const Word* A, u64 L) {
+    run_sweeps(
+        C17Middle::forward, data, data, data,
+        [&](u64 task, u64 i) {
+            first_sweep(task, i, {A, L}, 0, plan_.a, data);
+        },
+        nullptr);
+}
+
 void C17Product::inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps) {
-    const u64 items[2] = {u64(plan_.a) * plan_.rows(), pieces()};
     const C17Middle what = X == Y ? C17Middle::inverse_square : C17Middle::inverse;
     // the rows' kernel may read and write one row only: out is X, or neither
     if (work == Y) std::swap(X, Y);
-    run(
-        2, [&](u32 phase) noexcept { return items[phase]; },
-        [&](u64 task, u32 phase, u64 i) {
-            if (phase == 0) return middle(what, i, 0, work, X, Y);
-            last_sweep(task, i, window, work, wraps);
-        });
+    run_sweeps(what, work, X, Y, nullptr, [&](u64 task, u64 i) { last_sweep(task, i, window, work, wraps); });
     finish(window, work, wraps);
 }
 
 void C17Product::square_plain(C17Window& window, double* data, const Word* A, u64 L) {
-    const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
-    run(
-        3, [&](u32 phase) noexcept { return items[phase]; },
-        [&](u64 task, u32 phase, u64 i) {
-            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, data);
-            if (phase == 1) return middle(C17Middle::square, i, 0, data, data, data);
-            last_sweep(task, i, window, data, false);
-        });
+    run_sweeps(
+        C17Middle::square, data, data, data,
+        [&](u64 task, u64 i) {
+            first_sweep(task, i, {A, L}, 0, plan_.a, data);
+        },
+        [&](u64 task, u64 i) { last_sweep(task, i, window, data, false); });
     finish(window, data, false);
 }
 
 void C17Product::multiply_held(C17Window& window, double* work, const Word* A, u64 L, const double* Y) {
-    const u64 items[3] = {setup_.blocks(), u64(plan_.a) * plan_.rows(), pieces()};
-    run(
-        3, [&](u32 phase) noexcept { return items[phase]; },
-        [&](u64 task, u32 phase, u64 i) {
-            if (phase == 0) return first_sweep(task, i, {A, L}, 0, plan_.a, work);
-            if (phase == 1) return middle(C17Middle::held_product, i, 0, work, work, Y);
-            last_sweep(task, i, window, work, true);
-        });
+    run_sweeps(
+        C17Middle::held_product, work, work, Y,
+        [&](u64 task, u64 i) {
+            first_sweep(task, i, {A, L}, 0, plan_.a, work);
+        },
+        [&](u64 task, u64 i) { last_sweep(task, i, window, work, true); });
     finish(window, work, true);
 }
 
@@ -386,19 +412,21 @@ void C17Product::multiply_plain(C17Window& window, double* data, double* second,
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;
     const u64 blocks = setup_.blocks();
     const auto primes_end = [&](u32 turn) { return std::min(plan_.a, (turn + 1) * per_turn); };
+    const Middle middle = middle_of(C17Middle::product, per_turn);
+    const u32 turn_phases = 1 + middle.phases;
     run(
-        2 * turns + 1,
+        turns * turn_phases + 1,
         [&](u32 phase) noexcept {
-            if (phase == 2 * turns) return pieces();
-            const u32 turn = phase / 2;
-            if (phase % 2 == 0) return turn == 0 ? 2 * blocks : blocks;
-            return u64(primes_end(turn) - turn * per_turn) * plan_.rows();
+            const u32 turn = phase / turn_phases, step = phase % turn_phases;
+            if (turn == turns) return pieces();
+            if (step == 0) return turn == 0 ? 2 * blocks : blocks;
+            return items_of(middle, step - 1, primes_end(turn) - turn * per_turn);
         },
         [&](u64 task, u32 phase, u64 i) {
-            if (phase == 2 * turns) return last_sweep(task, i, window, data, false);
-            const u32 turn = phase / 2, begin = turn * per_turn;
-            if (phase % 2 == 1) {
-                return middle(C17Middle::product, i, begin, data, data + begin * plan_.prime_stride, second);
+            const u32 turn = phase / turn_phases, step = phase % turn_phases, begin = turn * per_turn;
+            if (turn == turns) return last_sweep(task, i, window, data, false);
+            if (step != 0) {
+                return do_middle(middle, step - 1, i, begin, data, data + begin * plan_.prime_stride, second);
             }
             if (turn == 0 && i % 2 == 0) return first_sweep(task, i / 2, {A, LA}, 0, plan_.a, data);
             first_sweep(task, turn == 0 ? i / 2 : i, {B, LB}, begin, primes_end(turn), second);

@@ -1,9 +1,9 @@
 // The sweeps of a Code 17 transform: from words to rows, over the rows, and from rows back to words.
 //
 // A product touches its residues three times. The first sweep takes columns of all rows from the operand's
-// words through cutting, reduction and the top levels of the tree; then each row of each prime goes through
-// the rest of the tree, the pointwise product and back while it sits in the second cache; the last sweep
-// takes columns through the top levels backwards and joins them to words.
+// words through cutting, reduction and the radix-b pass; then each row of each prime goes through the rest of
+// the tree, the pointwise product and back, the "middle"; the last sweep takes columns through the radix-b
+// pass backwards and joins them to words.
 #pragma once
 
 #include <atomic>
@@ -83,15 +83,29 @@ class C17Product {
         u64 length;
     };
 
-    // Block `block` of columns of the operand through the top levels, for primes [begin, end); data holds
+    // Block `block` of columns of the operand through the radix-b pass, for primes [begin, end); data holds
     // prime `begin` first.
     void first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data);
-    // The same for b = 1 (without top levels), 3 or 5, `columns` columns from `column` on; the operand has
+    // The same for b = 1, 3 or 5, `columns` columns from `column` on; the operand has
     // `points` points.
     void enter_piece(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin, u32 end,
                      double* data);
-    // Row `item` of all rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
-    void middle(C17Middle what, u64 item, u32 begin, double* out, const double* x, const double* y);
+    // What is done to the rows of some primes, in one phase or, where tasks share rows, three: the parts of
+    // C17Part.
+    struct Middle {
+        C17Middle what;
+        u32 phases;
+        u64 step_items;  // of the first and last step of a row
+    };
+    Middle middle_of(C17Middle what, u32 primes) const;
+    u64 items_of(const Middle& middle, u32 phase, u32 primes) const;
+    // An item of the rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
+    void do_middle(const Middle& middle, u32 phase, u64 item, u32 begin, double* out, const double* x,
+                   const double* y);
+    // first(task, block), the middle of all primes, last(task, piece); first or last may be nullptr.
+    template <class First, class Last>
+    void run_sweeps(C17Middle what, double* out, const double* x, const double* y, First&& first,
+                    Last&& last);
     // Piece `piece` of the last sweep.
     void last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps);
     // run_phases() with a look at each item's thread.
@@ -103,8 +117,8 @@ class C17Product {
     void finish(C17Window& window, const double* data, bool wraps);
     void settle_below(C17Window& window, const double* data);
 
-    // Residues of a block of columns of all rows and primes after the inverse top levels: residue of prime i,
-    // row r, column k at residues[i * stride + r * row_stride + k].
+    // Residues of a block of columns of all rows and primes after the inverse radix-b pass: residue of prime
+    // i, row r, column k at residues[i * stride + r * row_stride + k].
     struct Block {
         const double* residues;
         u64 stride, row_stride;
