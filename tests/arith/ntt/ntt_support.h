@@ -75,6 +75,17 @@ inline u64 product_residue_61(const std::vector<Word>& A, const std::vector<Word
     return static_cast<u64>(r % ((u64(1) << 61) - 1));
 }
 
+// C is A B: every word by GMP, or all of them modulo 2^61 - 1, where GMP would take seconds.
+inline void check_product(const std::vector<Word>& A, const std::vector<Word>& B, const std::vector<Word>& C,
+                          bool by_gmp) {
+    ASSERT_EQ(C.size(), A.size() + B.size());
+    if (by_gmp) {
+        ASSERT_EQ(C, product(A, B));
+    } else {
+        ASSERT_EQ(residue_61(C), product_residue_61(A, B));
+    }
+}
+
 // Words of a window between guard words.
 class Output {
   public:
