@@ -45,10 +45,11 @@ struct DumpFile {
 };
 // Creates or empties the file. Other processes may read it meanwhile.
 DumpFile create_dump_file(const char* path) noexcept;
-// Writes a mini-dump: registers and stack of the crashing thread, the modules of the process, the system and,
-// unless `record` is null, the exception. Without a record the thread that calls is the one shown. Neither
-// the environment nor the command line is in it; of other values, what the variables of the functions on the
-// stack hold is. Returns the system's error number, 0 when the dump is complete.
+// Writes a mini-dump: registers and stack of the crashing thread (on Windows of all threads), the modules of
+// the process, the system and, unless `record` is null, the exception. Without a record the thread that calls
+// is the one shown. Neither the environment nor the command line is in it, nor copies of them; of other
+// values, what the variables of the functions on the stack hold is. Returns the system's error number, 0 when
+// the dump is complete.
 u32 write_minidump(i64 handle, const CrashRecord* record) noexcept;
 void close_dump_file(i64 handle) noexcept;
 

@@ -53,6 +53,12 @@ class MiniDump {
     u32 thread_context(u32 i = 0) { return get<u32>(at(3) + 4 + 48 * i + 44); }
 
     u32 exception_thread() { return in_stream(6, 0); }
+    // The place of that thread among the threads; their number when it is none of them.
+    u32 crashed_thread() {
+        u32 i = 0;
+        while (i < n_threads() && thread_id(i) != exception_thread()) i++;
+        return i;
+    }
     u32 exception_code() { return in_stream(6, 8); }
     u64 exception_address() { return get<u64>(at(6) + 24); }
     u32 exception_context() { return get<u32>(at(6) + 164); }

@@ -14,7 +14,7 @@
 
 #include "os/cpu.h"
 #include "os/linux/minidump_format.h"
-#include "os/linux/text_filter.h"
+#include "os/text_filter.h"
 
 // Where the kernel put the argument count of the process: above it lie the arguments and the environment.
 extern "C" void* __libc_stack_end;
@@ -284,7 +284,7 @@ Location append_modules(Output& out) {
 
 // The command line and the environment: from the first argument to the end of the main thread's stack.
 void learn_texts() {
-    texts.learn(nullptr, 0);
+    texts.forget();
     const u64 count = reinterpret_cast<u64>(__libc_stack_end);
     u64 first_argument = 0;
     if (!peek(count + 8, &first_argument, 8)) return;
@@ -294,7 +294,7 @@ void learn_texts() {
         if (count < mapping.begin || count >= mapping.end) continue;
         const u64 begin = first_argument > count && first_argument < mapping.end ? first_argument : count;
         const u64 n = peek_some(begin, stack_copy, std::min(mapping.end - begin, kMostStackBytes));
-        texts.learn(stack_copy, n);
+        texts.learn({reinterpret_cast<const char*>(stack_copy), n});
         return;
     }
 }
@@ -426,7 +426,7 @@ u32 write_minidump_file(int file, const CrashRecord* record, const ucontext_t& c
     registers = {};
     fill_context(registers, context, record != nullptr);
     MemoryList memory;
-    texts.clear_known(registers.fxsave, sizeof registers.fxsave);
+    texts.clear_known(&registers, sizeof registers);
     ThreadList threads;
     threads.thread.id = static_cast<u32>(syscall(SYS_gettid));
     threads.thread.context = out.append(&registers, sizeof registers);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "os/windows/minidump_filter.h"
 #include "os/windows/text_attribute.h"
 
 namespace trel::os {
@@ -44,6 +45,7 @@ void on_abort(int) {
 
 void install_crash_handler(CrashReporter new_reporter) {
     reporter = new_reporter;
+    remember_process_texts();
     use_crash_stack();
     SetUnhandledExceptionFilter(filter);
     std::set_terminate(on_terminate);
@@ -87,24 +89,32 @@ LocalTime crash_local_time() noexcept {
 }
 
 DumpFile create_dump_file(const char* path) noexcept {
-    const HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    // Read again to take texts out.
+    const HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return {-1, GetLastError()};
     return {reinterpret_cast<i64>(file), 0};
 }
 
 u32 write_minidump(i64 handle, const CrashRecord* record) noexcept {
+    const HANDLE file = reinterpret_cast<HANDLE>(handle);
     MINIDUMP_EXCEPTION_INFORMATION information{};
     if (record != nullptr) {
         information.ThreadId = GetCurrentThreadId();
         information.ExceptionPointers = record->pointers;
     }
-    const BOOL written =
-        MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), reinterpret_cast<HANDLE>(handle),
-                          MiniDumpNormal, record != nullptr ? &information : nullptr, nullptr, nullptr);
-    if (written) return 0;
-    const DWORD error = GetLastError();
-    return error != 0 ? error : ERROR_GEN_FAILURE;
+    u32 error = ERROR_SUCCESS;
+    if (MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), file, MiniDumpNormal,
+                          record != nullptr ? &information : nullptr, nullptr, nullptr)) {
+        error = clear_minidump(file);
+        if (error == ERROR_SUCCESS) return 0;
+    } else {
+        error = GetLastError();
+    }
+    // What is there has the texts in it.
+    SetFilePointerEx(file, {}, nullptr, FILE_BEGIN);
+    SetEndOfFile(file);
+    return error != ERROR_SUCCESS ? error : ERROR_GEN_FAILURE;
 }
 
 void close_dump_file(i64 handle) noexcept {

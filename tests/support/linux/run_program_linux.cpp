@@ -68,6 +68,8 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         dup2(out, 1);
         dup2(err, 2);
         if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
+        const rlimit no_core_file{0, 0};
+        setrlimit(RLIMIT_CORE, &no_core_file);
         for (const std::string& variable : options.environment) putenv(const_cast<char*>(variable.c_str()));
         if (options.file_size_limit != 0) {
             signal(SIGXFSZ, SIG_IGN);

@@ -3,6 +3,8 @@
 // dynamic linker saves those.
 #pragma once
 
+#include <string_view>
+
 #include "os/types.h"
 
 namespace trel::os {
@@ -12,14 +14,18 @@ namespace trel::os {
 // size: make it static.
 class TextFilter {
   public:
-    // Forgets what it knew. Runs with fewer than 6 characters in them are not learnt.
-    void learn(const u8* texts, u64 n) noexcept;
+    void forget() noexcept;
+    // Adds texts of bytes. Runs with fewer than 6 characters in them are not learnt.
+    void learn(std::string_view texts) noexcept;
+    // Adds texts of UTF-16 units, whose runs are 4 characters; none of them is zero.
+    void learn(std::u16string_view texts) noexcept;
     // Overwrites every byte that is part of a known run with zero.
-    void clear_known(u8* data, u64 n) const noexcept;
+    void clear_known(void* data, u64 n) const noexcept;
 
   private:
     static constexpr u32 kLogBits = 23;
 
+    void add(u64 run) noexcept;
     bool knows(u64 run) const noexcept;
     static u64 position(u64 run, int i) noexcept;
 

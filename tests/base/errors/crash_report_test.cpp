@@ -1,0 +1,314 @@
+// Crashes of every kind, each in a process of its own: what the user reads, how the process ends, what its dump
+// holds. The same on every system but for the numbers.
+#include "base/errors/crash_report.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include "base/errors/crash_children.h"
+
+using namespace crash_test;
+using kalvor_test::Child;
+using kalvor_test::CrashCause;
+using kalvor_test::crash_code;
+
+namespace {
+
+// ---- the children
+
+void throw_a_text() {
+    throw "not ready to use.";
+}
+void across_noexcept() noexcept {
+    throw_a_text();
+}
+
+// Folders with the names that a dump could have in the next seconds.
+void take_the_names() {
+    for (int i = 0; i < 8; i++) {
+        const time_t t = time(nullptr) + i;
+        char name[64];
+        std::strftime(name, sizeof name, "Kalvor-%Y%m%d-%H%M%S.dmp", std::localtime(&t));
+        std::filesystem::create_directory(name);
+    }
+}
+
+const Child divide_child("divide", [] {
+    begin();
+    asm volatile("xorl %%edx, %%edx\n\tmovl $1, %%eax\n\txorl %%ecx, %%ecx\n\tdivl %%ecx" ::
+                     : "eax", "ecx", "edx");
+});
+const Child instruction_child("instruction", [] {
+    begin();
+    asm volatile("ud2");
+});
+const Child abort_child("abort", [] {
+    begin();
+    std::abort();
+});
+const Child throw_child("throw", [] {
+    begin();
+    throw_a_text();
+});
+const Child noexcept_child("throw across noexcept", [] {
+    begin();
+    across_noexcept();
+});
+const Child thread_throw_child("throw in a thread", [] {
+    begin();
+    std::thread(throw_a_text).join();
+});
+const Child thread_stack_child("stack of a thread", [] {
+    begin();
+    std::thread([] {
+        os::use_crash_stack();
+        use_up_stack(0);
+    }).join();
+});
+const Child thread_child("thread", [] {
+    begin();
+    std::thread(store_to_nowhere).join();
+});
+const Child two_threads_child("two threads", [] {
+    begin();
+    std::thread other([] { std::abort(); });
+    store_to_nowhere();
+    other.join();
+});
+const Child drawing_child("while drawing", [] {
+    begin();
+    const std::lock_guard lock(Console::console_lock());
+    store_to_nowhere();
+});
+const Child other_drawing_child("while another thread draws", [] {
+    begin();
+    std::promise<void> locked;
+    std::thread other([&locked] {
+        const std::lock_guard lock(Console::console_lock());
+        locked.set_value();
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        Console::print("drawn ");
+    });
+    locked.get_future().wait();
+    store_to_nowhere();
+    other.join();
+});
+const Child names_child("names taken", [] {
+    begin();
+    take_the_names();
+    store_to_nowhere();
+});
+const Child two_reports_child("two reports", [] {
+    begin();
+    report_crash(nullptr);
+    report_crash(nullptr);
+    os::exit_process(1);
+});
+const Child no_record_child("no record", [] {
+    begin();
+    report_crash(nullptr);
+    os::exit_process(1);
+});
+
+// ---- a child that works with its secrets
+
+// A frame with copies of a text in it, whole and from its fourth character on, and a mark that no secret has.
+template <class Character>
+struct Copies {
+    volatile Character whole[64] = {}, part[64] = {};
+    volatile char mark[64] = {};
+
+    Copies(const std::basic_string<Character>& text, const char* the_mark) {
+        for (size_t i = 0; i < text.size(); i++) whole[i] = text[i];
+        for (size_t i = 3; i < text.size(); i++) part[i] = text[i];
+        for (size_t i = 0; the_mark[i] != '\0'; i++) mark[i] = the_mark[i];
+    }
+};
+
+template <class Character>
+u64 first_bytes(const std::basic_string<Character>& text) {
+    u64 bytes;
+    std::memcpy(&bytes, text.data(), sizeof bytes);
+    return bytes;
+}
+
+// The text as UTF-8 and as the system has its own texts, on the heap, on the stack and in registers.
+[[gnu::noinline]] void hold(const std::string& text, const char* mark, void (*then)(u64, u64, const char*)) {
+    const auto on_the_heap = std::make_unique<std::filesystem::path>(text);
+    const Copies utf8(text, mark);
+    const Copies native(on_the_heap->native(), mark);
+    then(first_bytes(text), first_bytes(on_the_heap->native()), text.data());
+    if (utf8.whole[0] != native.whole[0]) std::abort();
+}
+
+[[gnu::noinline]] void store_with_secrets(u64 bytes, u64 native, const char* text) {
+    asm volatile(
+        "movq %0, %%r14\n\t"
+        "movq %1, %%r15\n\t"
+        "movdqu (%2), %%xmm6\n\t"
+        "movq %3, %%rcx\n\t"
+        "movl $1, (%%rcx)" ::"r"(bytes),
+        "r"(native), "r"(text), "r"(kBadAddress)
+        : "r14", "r15", "rcx", "xmm6", "memory");
+}
+
+std::promise<void> other_holds;
+void wait_for_ever(u64, u64, const char*) {
+    other_holds.set_value();
+    std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+const Child secrets_child("secrets", [] {
+    begin();
+    const std::string secret = *os::environment_variable("KALVOR_TEST_SECRET");
+    std::thread other([&secret] { hold(secret, "marks of the other thread", wait_for_ever); });
+    other_holds.get_future().wait();
+    hold(secret, "marks of the thread that crashes", store_with_secrets);
+    other.join();
+});
+
+}  // namespace
+
+// ---- the parent
+
+TEST(CrashReport, TheTextAndTheFile) {
+    const time_t before = time(nullptr);
+    const Crash out = crash("store");
+    EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
+    EXPECT_EQ(out.out, report());
+    ASSERT_EQ(out.dumps.size(), 1u);
+    // The name is the local time of the crash.
+    tm parts{};
+    int length = 0;
+    ASSERT_EQ(std::sscanf(out.dumps[0].c_str(), "Kalvor-%4d%2d%2d-%2d%2d%2d.dmp%n", &parts.tm_year, &parts.tm_mon,
+                          &parts.tm_mday, &parts.tm_hour, &parts.tm_min, &parts.tm_sec, &length),
+              6)
+        << out.dumps[0];
+    EXPECT_EQ(length, 26) << out.dumps[0];
+    EXPECT_EQ(out.dumps[0].size(), 26u) << out.dumps[0];
+    parts.tm_year -= 1900;
+    parts.tm_mon -= 1;
+    parts.tm_isdst = -1;
+    const time_t named = mktime(&parts);
+    EXPECT_GE(named, before);
+    EXPECT_LE(named, time(nullptr));
+}
+
+TEST(CrashReport, EveryKindOfCrash) {
+    check_crash("store", crash_code(CrashCause::bad_access));
+    check_crash("thread", crash_code(CrashCause::bad_access));
+    check_crash("divide", crash_code(CrashCause::division_by_zero));
+    check_crash("instruction", crash_code(CrashCause::bad_instruction));
+    check_crash("abort", crash_code(CrashCause::abort));
+    check_crash("throw", crash_code(CrashCause::terminate));
+    check_crash("throw across noexcept", crash_code(CrashCause::terminate));
+    check_crash("throw in a thread", crash_code(CrashCause::terminate));
+}
+
+TEST(CrashReport, TheDumpHoldsRegistersAndModules) {
+    for (const char* way : {"store", "thread"}) {
+        SCOPED_TRACE(way);
+        Crash out = crash(way);
+        MiniDump& dump = out.dump;
+        ASSERT_TRUE(dump.valid());
+        ASSERT_TRUE(dump.has(6));
+        const u32 context = dump.exception_context();
+        EXPECT_EQ(dump.field(context, MiniDump::kR12), 0x1122334455667788u);
+        EXPECT_EQ(dump.field(context, MiniDump::kR13), 0x99aabbccddeeff00u);
+        EXPECT_EQ(dump.field(context, MiniDump::kXmm7), 0x99aabbccddeeff00u);
+        EXPECT_EQ(dump.field(context, MiniDump::kRcx), kBadAddress);
+        // The instruction lies in this program.
+        const u64 instruction = dump.field(context, MiniDump::kRip);
+        const auto modules = dump.modules();
+        const auto own = std::find_if(modules.begin(), modules.end(), [&](const MiniDump::Module& m) {
+            return instruction >= m.base && instruction - m.base < m.bytes;
+        });
+        ASSERT_NE(own, modules.end());
+        EXPECT_EQ(std::filesystem::path(own->name).filename(),
+                  std::filesystem::path(*os::executable_path()).filename());
+        EXPECT_GT(modules.size(), 1u);
+        EXPECT_EQ(dump.processor_architecture(), 9u);  // AMD64
+        EXPECT_TRUE(dump.valid());
+    }
+}
+
+TEST(CrashReport, AStackThatRanOut) {
+    for (const char* way : {"stack", "stack of a thread"}) {
+        SCOPED_TRACE(way);
+        Crash out = crash(way);
+        const kalvor_test::CrashCode code = crash_code(CrashCause::stack_overflow);
+        EXPECT_EQ(out.exit_code, code.exit_code);
+        EXPECT_EQ(out.out, report());
+        check_dump(out.dump, code.in_dump);
+        ASSERT_TRUE(out.dump.valid());
+        // At least the innermost part of it.
+        EXPECT_GT(out.dump.thread_stack(out.dump.crashed_thread()).bytes, 500000u);
+    }
+}
+
+// The marks show that the memory around the copies is in the dump.
+TEST(CrashReport, NoCopiesOfTheEnvironment) {
+    Crash out = crash("secrets");
+    EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
+    EXPECT_EQ(out.out, report());
+    check_dump(out.dump, crash_code(CrashCause::bad_access).in_dump);
+    EXPECT_TRUE(out.dump.mentions("marks of the thread that crashes"));
+    EXPECT_EQ(out.dump.mentions("marks of the other thread"), out.dump.n_threads() > 1);
+}
+
+// The second one waits for the first and then a second, in which the process ends.
+TEST(CrashReport, TwoThreadsAreReportedOnce) {
+    Crash out = crash("two threads");
+    EXPECT_EQ(out.out, report());
+    EXPECT_EQ(out.dumps.size(), 1u);
+    const bool aborted = out.exit_code == crash_code(CrashCause::abort).exit_code;
+    const kalvor_test::CrashCode code = crash_code(aborted ? CrashCause::abort : CrashCause::bad_access);
+    EXPECT_EQ(out.exit_code, code.exit_code);
+    check_dump(out.dump, code.in_dump);
+}
+
+// A report after the first waits a second, so its dump has another name.
+TEST(CrashReport, ASecondReportComesASecondLater) {
+    const Crash out = crash("two reports");
+    EXPECT_EQ(out.exit_code, 1);
+    EXPECT_EQ(out.dumps.size(), 2u);
+    EXPECT_EQ(out.out, report() + kalvor_test::crash_report_text("Done!"));
+}
+
+TEST(CrashReport, TheConsoleLock) {
+    // Held by the thread that crashes: it takes it once more.
+    const Crash own = crash("while drawing");
+    EXPECT_EQ(own.exit_code, crash_code(CrashCause::bad_access).exit_code);
+    EXPECT_EQ(own.out, report());
+    // Held by another thread: its line comes first.
+    const Crash other = crash("while another thread draws");
+    EXPECT_EQ(other.exit_code, crash_code(CrashCause::bad_access).exit_code);
+    EXPECT_EQ(other.out, "half a line drawn " + kalvor_test::crash_report_text("Done!"));
+}
+
+TEST(CrashReport, AFileThatCannotBeCreated) {
+    const Crash out = crash("names taken");
+    EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
+    EXPECT_EQ(out.dumps.size(), 0u);
+    const std::string number = std::to_string(kalvor_test::error_of_a_folder_in_the_way());
+    EXPECT_EQ(out.out, report("\nUnable to create dump file: " + number));
+}
+
+TEST(CrashReport, WithoutARecord) {
+    Crash out = crash("no record");
+    EXPECT_EQ(out.exit_code, 1);
+    EXPECT_EQ(out.out, report());
+    MiniDump& dump = out.dump;
+    ASSERT_TRUE(dump.valid());
+    EXPECT_FALSE(dump.has(6));
+    ASSERT_GE(dump.n_threads(), 1u);
+    EXPECT_TRUE(dump.thread_stack().holds(dump.field(dump.thread_context(), MiniDump::kRsp)));
+    expect_no_secrets(dump);
+    EXPECT_TRUE(dump.valid());
+}

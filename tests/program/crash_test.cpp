@@ -1,0 +1,52 @@
+// The real program crashes in the middle of a computation, of something from outside.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+#include "support/crash.h"
+#include "support/mini_dump.h"
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::RunOptions;
+using kalvor_test::TemporaryFolder;
+
+TEST(CrashTest, AComputationThatCrashesLeavesADump) {
+    TemporaryFolder folder;
+    RunOptions options;
+    options.folder = folder.path();
+    options.environment = {"KALVOR_TEST_SECRET=swordfish-of-the-environment"};
+    ProgramRun run;
+    std::thread runner([&] {
+        run = kalvor_test::run_kalvor({"pause:-2", "skip-warnings", "custom", "pi", "-dec:100m", "-od:0",
+                                       "-o", "swordfish-of-the-command-line"},
+                                      options);
+    });
+    const trel::u32 process = kalvor_test::crash_busy_program(folder.path());
+    runner.join();
+    ASSERT_NE(process, 0u) << run.out;
+    const kalvor_test::CrashCode code = kalvor_test::crash_code(kalvor_test::CrashCause::bad_access);
+    EXPECT_EQ(run.exit_code, code.exit_code) << run.out;
+    EXPECT_TRUE(run.out.ends_with(kalvor_test::crash_report_text("Done!"))) << run.out;
+
+    std::vector<std::string> dumps = folder.files();
+    std::erase_if(dumps, [](const std::string& name) { return !name.ends_with(".dmp"); });
+    ASSERT_EQ(dumps.size(), 1u);
+    EXPECT_EQ(dumps[0].rfind("Kalvor-20", 0), 0u);
+    MiniDump dump(kalvor_test::read_file(folder / dumps[0]));
+    ASSERT_TRUE(dump.valid());
+    EXPECT_EQ(dump.exception_code(), code.in_dump);
+    EXPECT_EQ(dump.process_id(), process);
+    EXPECT_FALSE(dump.mentions("swordfish-of"));
+    const auto modules = dump.modules();
+    EXPECT_TRUE(std::any_of(modules.begin(), modules.end(), [](const MiniDump::Module& m) {
+        return std::filesystem::path(m.name).stem() == "kalvor";
+    }));
+    EXPECT_TRUE(dump.valid());
+}
+
+}  // namespace
