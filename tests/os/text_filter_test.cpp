@@ -75,7 +75,8 @@ TEST_F(TextFilterTest, TakesOutPiecesOfUtf16) {
     EXPECT_EQ(cleared(bytes_of(u"rdfi")), std::string(8, '\0'));
     EXPECT_EQ(cleared("." + bytes_of(u"rdfi") + "."), "." + std::string(8, '\0') + ".");
     EXPECT_EQ(cleared(bytes_of(u"rdf_")), bytes_of(u"rdf_"));  // 3 are too few
-    EXPECT_EQ(cleared(bytes_of(u"ish\0X=1"s)), bytes_of(u"ish\0X=1"s));  // as they are across the end of a word
+    EXPECT_EQ(cleared(bytes_of(u"ish\0X=1"s)),
+              bytes_of(u"ish\0X=1"s));  // as they are across the end of a word
     EXPECT_EQ(cleared(bytes_of(u"\u03c0\u03c1\u03c2\u03c3")), std::string(8, '\0'));
     EXPECT_EQ(cleared("TOKEN=swordfish"), "TOKEN=swordfish");  // another form
     filter_->learn("TOKEN=swordfish");

@@ -13,8 +13,8 @@ namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(char16_t));
 
-// In every form that a program comes by: the system's, and those of the C library and of the code that asks for
-// UTF-8.
+// In every form that a program comes by: the system's, and those of the C library and of the code that asks
+// for UTF-8.
 struct ProcessTexts {
     std::u16string units;
     std::string bytes;
@@ -65,7 +65,7 @@ class Dump {
         void* data = nullptr;
         ULONG n_bytes = 0;
         return MiniDumpReadDumpStream(data_, type, &entry, &data, &n_bytes) ? static_cast<const Stream*>(data)
-                                                                           : nullptr;
+                                                                            : nullptr;
     }
     void clear(const MINIDUMP_LOCATION_DESCRIPTOR& part) {
         if (part.Rva > n_bytes_ || part.DataSize > n_bytes_ - part.Rva) return;

@@ -10,9 +10,9 @@ namespace trel::os {
 // Remembers the command line and the environment; nothing on a second call. Before a crash: it takes memory.
 void remember_process_texts();
 
-// Overwrites pieces of those texts in the memory and the registers of a complete mini-dump with zeros. The file is
-// open for reading and writing. Returns the system's error number, 0 when the dump is clear of them. One thread at a
-// time (static buffers).
+// Overwrites pieces of those texts in the memory and the registers of a complete mini-dump with zeros. The
+// file is open for reading and writing. Returns the system's error number, 0 when the dump is clear of them.
+// One thread at a time (static buffers).
 u32 clear_minidump(HANDLE file) noexcept;
 
 }  // namespace trel::os

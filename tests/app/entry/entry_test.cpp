@@ -65,8 +65,7 @@ TEST(RunReported, AnythingElseIsACrash) {
             std::filesystem::current_path(folder);
             run_reported([] { throw "not ready to use."; });
         },
-        testing::ExitedWithCode(1),
-        "^" + kalvor_test::crash_report_text("Done!") + "$");
+        testing::ExitedWithCode(1), "^" + kalvor_test::crash_report_text("Done!") + "$");
     int dumps = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         dumps += entry.path().extension() == ".dmp" ? 1 : 0;

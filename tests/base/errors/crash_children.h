@@ -1,5 +1,5 @@
-// What tests of the crash report run in processes of their own: pieces that crash, each in its way. Before that they
-// have printed "half a line ". The word after "--child" is the way.
+// What tests of the crash report run in processes of their own: pieces that crash, each in its way. Before
+// that they have printed "half a line ". The word after "--child" is the way.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -70,7 +70,8 @@ struct Crash {
     MiniDump dump{""};               // the first one
 };
 
-// What the child leaves in the folder. It has a secret in its environment and another one on its command line.
+// What the child leaves in the folder. It has a secret in its environment and another one on its command
+// line.
 inline Crash crash(const kalvor_test::TemporaryFolder& folder, const std::string& way,
                    kalvor_test::RunOptions options = {}) {
     options.folder = folder.path();

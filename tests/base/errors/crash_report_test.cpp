@@ -1,5 +1,5 @@
-// Crashes of every kind, each in a process of its own: what the user reads, how the process ends, what its dump
-// holds. The same on every system but for the numbers.
+// Crashes of every kind, each in a process of its own: what the user reads, how the process ends, what its
+// dump holds. The same on every system but for the numbers.
 #include "base/errors/crash_report.h"
 
 #include <chrono>
@@ -15,8 +15,8 @@
 
 using namespace crash_test;
 using kalvor_test::Child;
-using kalvor_test::CrashCause;
 using kalvor_test::crash_code;
+using kalvor_test::CrashCause;
 
 namespace {
 
@@ -186,9 +186,10 @@ TEST(CrashReport, TheTextAndTheFile) {
     // The name is the local time of the crash.
     tm parts{};
     int length = 0;
-    ASSERT_EQ(std::sscanf(out.dumps[0].c_str(), "Kalvor-%4d%2d%2d-%2d%2d%2d.dmp%n", &parts.tm_year, &parts.tm_mon,
-                          &parts.tm_mday, &parts.tm_hour, &parts.tm_min, &parts.tm_sec, &length),
-              6)
+    ASSERT_EQ(
+        std::sscanf(out.dumps[0].c_str(), "Kalvor-%4d%2d%2d-%2d%2d%2d.dmp%n", &parts.tm_year, &parts.tm_mon,
+                    &parts.tm_mday, &parts.tm_hour, &parts.tm_min, &parts.tm_sec, &length),
+        6)
         << out.dumps[0];
     EXPECT_EQ(length, 26) << out.dumps[0];
     EXPECT_EQ(out.dumps[0].size(), 26u) << out.dumps[0];

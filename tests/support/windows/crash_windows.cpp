@@ -38,7 +38,9 @@ bool is_busy(HANDLE process) {
 }  // namespace
 
 CrashCode crash_code(CrashCause cause) {
-    const auto by = [](DWORD code) { return CrashCode{static_cast<trel::u32>(code), static_cast<int>(code)}; };
+    const auto by = [](DWORD code) {
+        return CrashCode{static_cast<trel::u32>(code), static_cast<int>(code)};
+    };
     switch (cause) {
         case CrashCause::bad_access:
             return by(EXCEPTION_ACCESS_VIOLATION);
@@ -60,8 +62,8 @@ trel::u32 error_of_a_folder_in_the_way() {
     return ERROR_ACCESS_DENIED;
 }
 
-// By a thread of its own, that begins where no program has code. Processes do not tell which folder they work in: it
-// is the only one of its name.
+// By a thread of its own, that begins where no program has code. Processes do not tell which folder they work
+// in: it is the only one of its name.
 trel::u32 crash_busy_program(const std::string&) {
     const auto nowhere = reinterpret_cast<LPTHREAD_START_ROUTINE>(0x1238);
     HANDLE process = nullptr;

@@ -1,5 +1,5 @@
-// What only this system's crashes have: signals from outside, the allocator's own complaint, a full disk, the system's
-// texts about the process, a debugger that reads the dump.
+// What only this system's crashes have: signals from outside, the allocator's own complaint, a full disk, the
+// system's texts about the process, a debugger that reads the dump.
 #include <signal.h>
 
 #include <cstdlib>
