@@ -91,7 +91,7 @@ TEST(CrashDump, TheStackReachesMainAndEndsThere) {
     Crash out = crash("store");
     MiniDump& dump = out.dump;
     ASSERT_TRUE(dump.valid());
-    EXPECT_GT(dump.thread_stack().bytes, 1000u);
+    EXPECT_GT(dump.thread_stack().bytes, 256u);
     const std::string maps = dump.stream(0x47670009);
     const size_t line = maps.find("[stack]\n");
     ASSERT_NE(line, std::string::npos);
