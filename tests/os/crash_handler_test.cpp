@@ -2,25 +2,28 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "support/mini_dump.h"
 #include "support/run_program.h"
 
 using namespace trel;
 
-TEST(MiniDumpFile, OfAProcessThatGoesOn) {
+TEST(MiniDumpFile, ReplacesWhatWasThere) {
     const kalvor_test::TemporaryFolder folder;
     const std::string path = folder / "a.dmp";
-    for (int i = 0; i < 2; i++) {  // the second one replaces the first
-        const os::DumpFile file = os::create_dump_file(path.c_str());
-        ASSERT_NE(file.handle, -1);
-        EXPECT_EQ(file.error, 0u);
-        EXPECT_EQ(os::write_minidump(file.handle, nullptr), 0u);
-        os::close_dump_file(file.handle);
-        MiniDump dump(kalvor_test::read_file(path));
-        ASSERT_TRUE(dump.valid());
-        EXPECT_FALSE(dump.has(6));
-        EXPECT_GE(dump.n_threads(), 1u);
-    }
+    const std::string before(16 << 20, 'x');
+    std::ofstream(path, std::ios::binary) << before;
+    const os::DumpFile file = os::create_dump_file(path.c_str());
+    ASSERT_NE(file.handle, -1);
+    EXPECT_EQ(file.error, 0u);
+    EXPECT_EQ(os::write_minidump(file.handle, nullptr), 0u);
+    os::close_dump_file(file.handle);
+    MiniDump dump(kalvor_test::read_file(path));
+    ASSERT_TRUE(dump.valid());
+    EXPECT_LT(dump.size(), before.size());
+    EXPECT_FALSE(dump.has(6));
+    EXPECT_GE(dump.n_threads(), 1u);
 }
 
 TEST(MiniDumpFile, FailuresHaveANumber) {

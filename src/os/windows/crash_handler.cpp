@@ -24,6 +24,8 @@ namespace {
 constexpr DWORD kTerminated = 0xe0000001;
 constexpr DWORD kAborted = 0xe0000002;
 
+constexpr ULONG kCrashStackBytes = 128 * 1024;
+
 CrashReporter reporter = nullptr;
 
 LONG WINAPI filter(EXCEPTION_POINTERS* pointers) {
@@ -36,6 +38,29 @@ LONG WINAPI filter(EXCEPTION_POINTERS* pointers) {
     RaiseException(kTerminated, EXCEPTION_NONCONTINUABLE, 0, nullptr);
     ExitProcess(kTerminated);
 }
+
+// A mini-dump as the system writes it.
+struct SystemDump {
+    HANDLE file;
+    const CrashRecord* record;
+    DWORD crashed_thread;
+    DWORD error = ERROR_SUCCESS;
+
+    static DWORD WINAPI write(void* argument) {
+        SystemDump& dump = *static_cast<SystemDump*>(argument);
+        MINIDUMP_EXCEPTION_INFORMATION information{};
+        if (dump.record != nullptr) {
+            information.ThreadId = dump.crashed_thread;
+            information.ExceptionPointers = dump.record->pointers;
+        }
+        if (!MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), dump.file, MiniDumpNormal,
+                               dump.record != nullptr ? &information : nullptr, nullptr, nullptr)) {
+            dump.error = GetLastError();
+            if (dump.error == ERROR_SUCCESS) dump.error = ERROR_GEN_FAILURE;
+        }
+        return 0;
+    }
+};
 
 void on_abort(int) {
     RaiseException(kAborted, EXCEPTION_NONCONTINUABLE, 0, nullptr);
@@ -54,8 +79,20 @@ void install_crash_handler(CrashReporter new_reporter) {
 
 void use_crash_stack() {
     // Kept free below the stack that the thread uses.
-    ULONG bytes = 128 * 1024;
-    SetThreadStackGuarantee(&bytes);
+    ULONG bytes = kCrashStackBytes;
+    if (!SetThreadStackGuarantee(&bytes)) return;
+    // A stack grows from guard page to guard page, and Windows reports its end where the bytes above begin.
+    // Wine commits the whole stack and guards its last page alone, where no room for the report is left:
+    // there the guard page has to be moved up.
+    ULONG_PTR low = 0, high = 0;
+    GetCurrentThreadStackLimits(&low, &high);
+    void* const page = reinterpret_cast<void*>(low + kCrashStackBytes);
+    MEMORY_BASIC_INFORMATION memory;
+    if (VirtualQuery(page, &memory, sizeof memory) != 0 && memory.State == MEM_COMMIT &&
+        memory.Protect == PAGE_READWRITE) {
+        DWORD before = 0;
+        VirtualProtect(page, 4096, PAGE_READWRITE | PAGE_GUARD, &before);
+    }
 }
 
 void crash_print(std::string_view text) noexcept {
@@ -97,24 +134,23 @@ DumpFile create_dump_file(const char* path) noexcept {
 }
 
 u32 write_minidump(i64 handle, const CrashRecord* record) noexcept {
-    const HANDLE file = reinterpret_cast<HANDLE>(handle);
-    MINIDUMP_EXCEPTION_INFORMATION information{};
-    if (record != nullptr) {
-        information.ThreadId = GetCurrentThreadId();
-        information.ExceptionPointers = record->pointers;
-    }
-    u32 error = ERROR_SUCCESS;
-    if (MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), file, MiniDumpNormal,
-                          record != nullptr ? &information : nullptr, nullptr, nullptr)) {
-        error = clear_minidump(file);
-        if (error == ERROR_SUCCESS) return 0;
+    SystemDump dump{reinterpret_cast<HANDLE>(handle), record, GetCurrentThreadId()};
+    // A thread's own registers and stack are only written as those of an exception. Without one another
+    // thread writes.
+    const HANDLE writer =
+        record == nullptr ? CreateThread(nullptr, 0, SystemDump::write, &dump, 0, nullptr) : nullptr;
+    if (writer != nullptr) {
+        WaitForSingleObject(writer, INFINITE);
+        CloseHandle(writer);
     } else {
-        error = GetLastError();
+        SystemDump::write(&dump);
     }
+    if (dump.error == ERROR_SUCCESS) dump.error = clear_minidump(dump.file);
+    if (dump.error == ERROR_SUCCESS) return 0;
     // What is there has the texts in it.
-    SetFilePointerEx(file, {}, nullptr, FILE_BEGIN);
-    SetEndOfFile(file);
-    return error != ERROR_SUCCESS ? error : ERROR_GEN_FAILURE;
+    SetFilePointerEx(dump.file, {}, nullptr, FILE_BEGIN);
+    SetEndOfFile(dump.file);
+    return dump.error;
 }
 
 void close_dump_file(i64 handle) noexcept {
