@@ -21,9 +21,11 @@ TEST(CrashTest, AComputationThatCrashesLeavesADump) {
     options.folder = folder.path();
     options.environment = {"KALVOR_TEST_SECRET=swordfish-of-the-environment"};
     ProgramRun run;
+    // One task: the summation of the series, which prints nothing, is far from its end when the dump is
+    // written.
     std::thread runner([&] {
-        run = kalvor_test::run_kalvor({"pause:-2", "skip-warnings", "custom", "pi", "-dec:100m", "-od:0",
-                                       "-o", "swordfish-of-the-command-line"},
+        run = kalvor_test::run_kalvor({"pause:-2", "skip-warnings", "custom", "pi", "-dec:100m", "-TD:1",
+                                       "-od:0", "-o", "swordfish-of-the-command-line"},
                                       options);
     });
     const trel::u32 process = kalvor_test::crash_busy_program(folder.path());
