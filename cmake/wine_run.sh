@@ -8,12 +8,16 @@ unset DISPLAY WAYLAND_DISPLAY
 wine=/usr/lib/wine
 exec 9>"$WINEPREFIX.lock"
 flock 9
-[ -f "$WINEPREFIX/system.reg" ] || "$wine/wine64" wineboot -i </dev/null >/dev/null 2>&1 9>&-
-# The server and Wine's services start here, with closed output: started by the program itself they would inherit
-# its pipe and hold a test open until they end; a query of the machine starts them all. "wineserver -p" returns 0
-# when it has started a server.
-if "$wine/wineserver64" -p120 </dev/null >/dev/null 2>&1 9>&-; then
-    "$wine/wine64" wmic baseboard get product </dev/null >/dev/null 2>&1 9>&-
+# Runs what stays behind: it must hold neither the caller's pipes, which would keep a test open until it ends, nor
+# the caller's locks.
+stay() {
+    "$@" </dev/null >/dev/null 2>&1 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-
+}
+[ -f "$WINEPREFIX/system.reg" ] || stay "$wine/wine64" wineboot -i
+# The server and Wine's services start here: a query of the machine starts them all. "wineserver -p" returns 0 when
+# it has started a server.
+if stay "$wine/wineserver64" -p120; then
+    stay "$wine/wine64" wmic baseboard get product
 fi
 exec 9>&-
 exec "$wine/wine64" "$@"
