@@ -308,8 +308,9 @@ TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
             if (repeat % 4 == 3) std::fill_n(A->T, LA, ~Word(0));
             const i64 e0 = 2 * A->exp;
             const mpz_class square = magnitude_at(A, A->exp) * magnitude_at(A, A->exp);
-            mpz_class difference = 0;
-            for (u64 i = 0; i < te_words - 1; i++) difference = (difference << 64) + reference::mpz_of(rng());
+            Words random(te_words - 1);
+            for (Word& word : random) word = rng();
+            mpz_class difference = reference::to_mpz(random);
             if (repeat % 2 != 0) difference = -difference;
             Number B(to_words(square - difference), e0, true);
             for (const u64 from : {c.carry + 1, c.carry + 2}) {

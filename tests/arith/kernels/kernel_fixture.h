@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -26,12 +27,21 @@ class ReverseFramework final : public BasicParallelizer {
     u64 dispatches = 0;
 };
 
-// A thread a task.
+// A thread a task, or four threads that take turns where a thread takes long to start.
 class ThreadFramework final : public BasicParallelizer {
   public:
     void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+#ifdef KALVOR_SLOW_THREADS
+        const u64 step = std::min<u64>(end - begin, 4);
+#else
+        const u64 step = end - begin;
+#endif
         std::vector<std::thread> threads;
-        for (u64 i = begin; i < end; i++) threads.emplace_back([&action, i] { action.run(i); });
+        for (u64 first = begin; first < begin + step; first++) {
+            threads.emplace_back([&action, first, end, step] {
+                for (u64 i = first; i < end; i += step) action.run(i);
+            });
+        }
         for (auto& t : threads) t.join();
     }
     void run_in_parallel(BasicAction& a, BasicAction& b) override {
