@@ -11,18 +11,21 @@
 
 #include "os/crash_handler.h"
 #include "os/spin_wait.h"
-#include "os/types.h"
 
 namespace trel::os {
 
 class PoolWork {
   public:
-    PoolWork(void (*run)(void*), void* argument) : run_(run), argument_(argument) {}
+    PoolWork(WorkPool& pool, void (*run)(void*), void* argument)
+        : pool_(pool), run_(run), argument_(argument) {}
+
+    WorkPool& pool() const { return pool_; }
 
   private:
-    friend class ThreadPool;
+    friend class WorkPool;
     enum State : u32 { idle, queued, running, awaited, finished };
 
+    WorkPool& pool_;
     void (*const run_)(void*);
     void* const argument_;
     PoolWork* before_ = nullptr;
@@ -32,15 +35,17 @@ class PoolWork {
     std::condition_variable wake_;
 };
 
-class ThreadPool {
+class WorkPool {
   public:
+    explicit WorkPool(u64 most_threads) : most_threads_(most_threads) {}
+
     void submit(PoolWork& work) {
         bool wake = false;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
             work.state_.store(PoolWork::queued, std::memory_order_relaxed);
             append(work);
-            if (spinning_ + sleeping_ + starting_ < length_ && threads_ < kMostThreads) {
+            if (spinning_ + sleeping_ + starting_ < length_ && threads_ < most_threads_) {
                 start_thread();
             } else {
                 wake = sleeping_ > 0 && spinning_ + starting_ < length_;
@@ -77,9 +82,6 @@ class ThreadPool {
     }
 
   private:
-    // More than any machine has use for; what comes on top runs in the threads that wait for it.
-    static constexpr u64 kMostThreads = 512;
-
     void append(PoolWork& work) {
         work.before_ = last_;
         work.after_ = nullptr;
@@ -143,6 +145,7 @@ class ThreadPool {
         work.wake_.notify_one();
     }
 
+    const u64 most_threads_;
     std::mutex mutex_;
     std::condition_variable wake_;
     PoolWork* first_ = nullptr;
@@ -156,24 +159,35 @@ class ThreadPool {
 
 namespace {
 
-// Never destroyed: its threads sleep in it until the process ends.
-ThreadPool& pool() {
-    static ThreadPool& the_pool = *new ThreadPool;
+// More than any machine has use for; what comes on top runs in the threads that wait for it.
+constexpr u64 kMostThreads = 512;
+
+WorkPool& pool_of_the_process() {
+    static WorkPool& the_pool = make_work_pool(kMostThreads);
     return the_pool;
 }
 
 }  // namespace
 
+// Never destroyed: its threads sleep in it until the process ends.
+WorkPool& make_work_pool(u64 most_threads) {
+    return *new WorkPool(most_threads);
+}
+
 PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept {
-    return new (std::nothrow) PoolWork(run, argument);
+    return create_pool_work(pool_of_the_process(), run, argument);
+}
+
+PoolWork* create_pool_work(WorkPool& pool, void (*run)(void*), void* argument) noexcept {
+    return new (std::nothrow) PoolWork(pool, run, argument);
 }
 
 void submit_pool_work(PoolWork* work) {
-    pool().submit(*work);
+    work->pool().submit(*work);
 }
 
 void wait_pool_work(PoolWork* work) {
-    pool().wait(*work);
+    work->pool().wait(*work);
 }
 
 void close_pool_work(PoolWork* work) noexcept {

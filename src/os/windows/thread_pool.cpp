@@ -6,14 +6,31 @@
 #include <memory>
 #include <new>
 
-#include "os/types.h"
-
 namespace trel::os {
+
+class WorkPool {
+  public:
+    explicit WorkPool(DWORD most_threads) : pool_(CreateThreadpool(nullptr)) {
+        InitializeThreadpoolEnvironment(&environment_);
+        if (!pool_) return;  // the work goes to the pool of the process
+        SetThreadpoolThreadMaximum(pool_, most_threads);
+        SetThreadpoolCallbackPool(&environment_, pool_);
+    }
+
+    PTP_CALLBACK_ENVIRON environment() { return &environment_; }
+
+  private:
+    const PTP_POOL pool_;
+    TP_CALLBACK_ENVIRON environment_;
+};
 
 class PoolWork {
   public:
-    PoolWork(void (*run)(void*), void* argument)
-        : run_(run), argument_(argument), work_(CreateThreadpoolWork(on_pool_thread, this, nullptr)) {}
+    // Null: the pool of the process.
+    PoolWork(WorkPool* pool, void (*run)(void*), void* argument)
+        : run_(run),
+          argument_(argument),
+          work_(CreateThreadpoolWork(on_pool_thread, this, pool ? pool->environment() : nullptr)) {}
     // Work that is not under way is gone at once.
     ~PoolWork() {
         if (work_) CloseThreadpoolWork(work_);
@@ -50,9 +67,25 @@ class PoolWork {
     PTP_WORK work_;
 };
 
-PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept {
-    std::unique_ptr<PoolWork> work(new (std::nothrow) PoolWork(run, argument));
+namespace {
+
+PoolWork* create(WorkPool* pool, void (*run)(void*), void* argument) noexcept {
+    std::unique_ptr<PoolWork> work(new (std::nothrow) PoolWork(pool, run, argument));
     return work && work->created() ? work.release() : nullptr;
+}
+
+}  // namespace
+
+PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept {
+    return create(nullptr, run, argument);
+}
+
+PoolWork* create_pool_work(WorkPool& pool, void (*run)(void*), void* argument) noexcept {
+    return create(&pool, run, argument);
+}
+
+WorkPool& make_work_pool(u64 most_threads) {
+    return *new WorkPool(static_cast<DWORD>(most_threads));
 }
 
 void submit_pool_work(PoolWork* work) {

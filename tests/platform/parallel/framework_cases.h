@@ -70,6 +70,8 @@ struct FrameworkCase {
 std::vector<FrameworkCase> framework_cases();
 // Only those that create a thread for every task, or only the others.
 std::vector<FrameworkCase> framework_cases(bool thread_per_task);
+// Those with a number of workers, with all numbers up to 16 that the first list leaves out.
+std::vector<FrameworkCase> framework_cases_of_other_counts();
 // Those that run tasks on other threads.
 std::vector<FrameworkCase> threaded_framework_cases();
 

@@ -7,11 +7,16 @@
 #include "platform/parallel/tbb_framework.h"
 #endif
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 #include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/cpp_async_framework.h"
 #include "platform/parallel/framework_registry.h"
 #include "platform/parallel/push_pool_framework.h"
 #include "platform/parallel/task_queue_framework.h"
+#include "platform/parallel/win_pool_framework.h"
 
 using namespace trel;
 
@@ -19,6 +24,7 @@ namespace trel_test {
 namespace {
 
 constexpr u64 kWorkers[] = {1, 2, 3, 7, 16};
+constexpr u64 kMostWorkers = 16;
 
 FrameworkCase defaults(const char* name) {
     return {name, "", [name] {
@@ -26,11 +32,47 @@ FrameworkCase defaults(const char* name) {
             }};
 }
 
+// Work of a pool of n threads: one pool for each n.
+template <u64 n>
+os::PoolWork* create_work(void (*run)(void*), void* argument) noexcept {
+    static os::WorkPool& pool = os::make_work_pool(n);
+    return os::create_pool_work(pool, run, argument);
+}
+
+WinPoolFramework::CreateWork create_work_of(u64 n) {
+    constexpr auto table = []<u64... i>(std::integer_sequence<u64, i...>) {
+        return std::array<WinPoolFramework::CreateWork, sizeof...(i)>{create_work<i + 1>...};
+    }(std::make_integer_sequence<u64, kMostWorkers>());
+    return table.at(n - 1);
+}
+
 template <class Framework, class... Args>
 FrameworkCase with(const char* name, const std::string& settings, Args... args) {
     return {name, settings, [=] {
                 return FrameworkUnderTest{nullptr, std::make_unique<Framework>(args...)};
             }};
+}
+
+#ifdef KALVOR_HAVE_TBB
+// The library is held to n threads, and the framework forks and loops in one of eight ways.
+FrameworkCase tbb_case(u64 n, u32 mode) {
+    const auto fork_join = static_cast<TbbFramework::ForkJoin2>(mode % 2);
+    const auto parallel_for = static_cast<TbbFramework::ParallelFor>(mode / 2);
+    const std::string text =
+        std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
+    return {"tbb", text, [=] {
+                return FrameworkUnderTest{
+                    std::make_shared<tbb::global_control>(tbb::global_control::max_allowed_parallelism, n),
+                    std::make_unique<TbbFramework>(fork_join, parallel_for)};
+            }};
+}
+#endif
+
+void add_rules(std::vector<FrameworkCase>& cases) {
+    for (FrameworkCase& one : cases) {
+        if (one.name == "tbb") one.caller_runs_first = false;
+        if (one.name == "pushpool") one.closing_line = "PushPoolWorker: An exception was thrown from a task.";
+    }
 }
 
 }  // namespace
@@ -48,29 +90,34 @@ std::vector<FrameworkCase> framework_cases() {
         cases.push_back(with<TaskQueueFramework>("taskqueue", text, n));
         cases.push_back(with<PushPoolFramework>("pushpool", text + "Random", n, true, 64));
         cases.push_back(with<PushPoolFramework>("pushpool", text + "InOrder", n, false, 4));
+        cases.push_back(with<WinPoolFramework>("winpool", text, 64, create_work_of(n)));
         cases.push_back(with<CilkFramework>("cilk", text, n, CilkRuntime::of_this_machine()));
     }
 #ifdef KALVOR_HAVE_TBB
     for (const u64 n : kWorkers) {
         for (u32 mode = 0; mode < 8; mode++) {
-            if (n != 1 && n != 3 && mode != 0) continue;
-            const auto fork_join = static_cast<TbbFramework::ForkJoin2>(mode % 2);
-            const auto parallel_for = static_cast<TbbFramework::ParallelFor>(mode / 2);
-            const std::string text =
-                std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
-            cases.push_back({"tbb", text, [=] {
-                                 return FrameworkUnderTest{
-                                     std::make_shared<tbb::global_control>(
-                                         tbb::global_control::max_allowed_parallelism, n),
-                                     std::make_unique<TbbFramework>(fork_join, parallel_for)};
-                             }});
+            if (n == 1 || n == 3 || mode == 0) cases.push_back(tbb_case(n, mode));
         }
     }
 #endif
-    for (FrameworkCase& one : cases) {
-        if (one.name == "tbb") one.caller_runs_first = false;
-        if (one.name == "pushpool") one.closing_line = "PushPoolWorker: An exception was thrown from a task.";
+    add_rules(cases);
+    return cases;
+}
+
+std::vector<FrameworkCase> framework_cases_of_other_counts() {
+    std::vector<FrameworkCase> cases;
+    for (u64 n = 1; n <= kMostWorkers; n++) {
+        if (std::ranges::find(kWorkers, n) != std::end(kWorkers)) continue;
+        const std::string text = std::to_string(n);
+        cases.push_back(with<TaskQueueFramework>("taskqueue", text, n));
+        cases.push_back(with<PushPoolFramework>("pushpool", text, n, true, 64));
+        cases.push_back(with<WinPoolFramework>("winpool", text, 64, create_work_of(n)));
+        cases.push_back(with<CilkFramework>("cilk", text, n, CilkRuntime::of_this_machine()));
+#ifdef KALVOR_HAVE_TBB
+        cases.push_back(tbb_case(n, 1));  // its defaults
+#endif
     }
+    add_rules(cases);
     return cases;
 }
 

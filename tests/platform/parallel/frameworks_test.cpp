@@ -187,6 +187,9 @@ INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::fra
                          [](const auto& info) { return info.param.label(); });
 INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(true)),
                          [](const auto& info) { return info.param.label(); });
+INSTANTIATE_TEST_SUITE_P(SlowOtherCounts, NestedDispatch,
+                         ::testing::ValuesIn(trel_test::framework_cases_of_other_counts()),
+                         [](const auto& info) { return info.param.label(); });
 
 TEST(NoneFramework, RunsInOrderInTheCallingThread) {
     const auto framework = make_default_framework_config("none")->make_framework();

@@ -145,6 +145,18 @@ TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
     EXPECT_TRUE(always_the_same);
 }
 
+TEST(PushPool, WithRandomizationAnyWorkerIsTaken) {
+    PushPoolFramework framework(9, true, 64);
+    std::set<std::thread::id> threads;
+    for (int round = 0; round < 500 && threads.size() < 4; round++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));  // all fall asleep: none is preferred
+        Recorder recorder(2);
+        framework.run_in_parallel(recorder, 0, 2);
+        threads.insert(recorder.threads_.begin(), recorder.threads_.end());
+    }
+    EXPECT_GE(threads.size(), 4U);  // the caller and three of eight workers
+}
+
 TEST(TaskQueue, TasksAreTakenInTheOrderInWhichTheyWerePushed) {
     Recorder recorder(100);
     os::JoinCounter join;
@@ -387,7 +399,7 @@ TEST(Cilk, AGenuineLibraryIsPreferred) {
     Recorder recorder(10);
     framework.run_in_parallel(recorder, 3, 10);
     recorder.expect_once(3, 10);
-    // The fake runs its loops from the end, one by one.
+    // The fake runs its loops from the end, grain by grain: single indices.
     EXPECT_EQ(recorder.order_, (std::vector<u64>{9, 8, 7, 6, 5, 4, 3}));
     Recorder a(1), b(1);
     framework.run_in_parallel(a, b);

@@ -406,8 +406,8 @@ TEST(ThreadControl, RefusedPriority) {
 namespace {
 
 // Prints what two failing calls print, and ends.
-void fail_twice(const ThreadGroupCalls& calls) {
-    print_to_stderr();
+void fail_twice(const ThreadGroupCalls& calls, bool colors = false) {
+    print_to_stderr(colors);
     set_thread_group(5, calls);
     set_thread_group(6, calls);
     std::exit(0);
@@ -452,6 +452,17 @@ TEST(ThreadControlDeathTest, FailuresAreReportedOnce) {
         fail_twice({three_groups, [](u64) { return std::vector<u32>{}; }, success, read_others, group_one}),
         ::testing::ExitedWithCode(0),
         "^\nGetActiveProcessorCount\\(\\) returned zero.\nError Code: 0\n" + last);
+}
+
+// All of a report is red, and what follows is not.
+TEST(ThreadControlDeathTest, FailuresAreRed) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto success = [](const std::vector<u32>&) { return os::OsError{}; };
+    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, read_others, group_one}, true),
+                ::testing::ExitedWithCode(0),
+                "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n"
+                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n"
+                "\\{R\\}Further messages of this message will be suppressed.\n\\{w\\}$");
 }
 
 // The right processors in the wrong group are wrong.
@@ -507,9 +518,10 @@ TEST(ThreadControl, LoweringThePriorityIsSilent) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(ThreadControl, GroupIsTheWholeProcessAlsoFromAPinnedThread) {
+TEST(ThreadControl, TheWholeGroupAlsoFromAPinnedThread) {
     CaptureConsole console;
     const auto& all = os::active_processors();
+    const auto& group = os::active_processors(12345 % os::processor_group_count());
     std::thread([&] {
         std::vector<u32> now;
         set_thread_affinity({all.back()});
@@ -517,7 +529,7 @@ TEST(ThreadControl, GroupIsTheWholeProcessAlsoFromAPinnedThread) {
         EXPECT_EQ(now, std::vector<u32>{all.back()});
         set_thread_group(12345);
         EXPECT_FALSE(os::get_thread_affinity(now).failed());
-        EXPECT_EQ(now, all);
+        EXPECT_EQ(now, group);
         EXPECT_EQ(console.take(), "");
         set_thread_affinity({});
         EXPECT_EQ(console.take(), "\nFailed to set thread affinity.\n");
