@@ -19,6 +19,11 @@ constexpr std::size_t kHeaderBytes = 24;
 constexpr std::size_t kOverheadBytes = kHeaderBytes + 8;
 constexpr std::size_t kMinAlignment = 8;
 
+// With the same text whatever the C++ library calls it.
+struct HeapExhausted final : std::bad_alloc {
+    const char* what() const noexcept override { return "bad allocation"; }
+};
+
 u64 read_word(const void* p) {
     u64 value;
     std::memcpy(&value, p, sizeof value);
@@ -36,9 +41,9 @@ void* aligned_malloc(std::size_t bytes, std::size_t alignment) {
         throw InvalidParametersException("aligned_malloc()", "Alignment must be a power of two.");
     }
     alignment = std::max(alignment, kMinAlignment);
-    if (bytes > SIZE_MAX - kOverheadBytes - alignment) throw std::bad_alloc();
+    if (bytes > SIZE_MAX - kOverheadBytes - alignment) throw HeapExhausted();
     char* raw = static_cast<char*>(std::malloc(bytes + alignment + kOverheadBytes));
-    if (!raw) throw std::bad_alloc();
+    if (!raw) throw HeapExhausted();
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(raw) + kHeaderBytes;
     // Rounded down, then one step up: at least the header lies below, and the tail guard ends within the raw
     // block.

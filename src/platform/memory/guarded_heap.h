@@ -11,8 +11,8 @@
 
 namespace trel {
 
-// alignment: a power of two (below 8 counts as 8), else InvalidParametersException. Throws std::bad_alloc.
-// Any thread.
+// alignment: a power of two (below 8 counts as 8), else InvalidParametersException. Throws
+// std::bad_alloc ("bad allocation"). Any thread.
 [[nodiscard]] void* aligned_malloc(std::size_t bytes, std::size_t alignment);
 
 // Null is ignored. A damaged guard throws AlgorithmFailedException "Memory buffer has been underrun." or "...

@@ -67,6 +67,52 @@ TEST_F(Faults, FailingWritesAndReads) {
     EXPECT_EQ(disk_.count(Call::write), 3U);
 }
 
+// Every operation on a closed file, with its own name.
+TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
+    RawFile file(folder_.file("f"), OpenMode::create, true);
+    file.close();
+    const u64 calls = disk_.calls().size();
+    const std::string text = "()|File isn't open.|0";
+    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 4096); }), "RawFile::store" + text);
+    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 4096); }), "RawFile::load" + text);
+    EXPECT_EQ(message_of([&] { (void)file.size(); }), "RawFile::size" + text);
+    EXPECT_EQ(message_of([&] { file.set_size(1); }), "RawFile::set_size" + text);
+    EXPECT_EQ(message_of([&] { file.reserve(1); }), "RawFile::set_size" + text);
+    EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush" + text);
+    EXPECT_EQ(message_of([&] { file.close_and_set_size(1); }), "RawFile::close_and_set_size" + text);
+    EXPECT_EQ(message_of([&] { file.rename(folder_.file("g")); }), "RawFile::rename" + text);
+    file.close();
+    EXPECT_EQ(disk_.calls().size(), calls);
+}
+
+// The checksums' own file, with the operation's name: the second read or write of an operation is theirs.
+TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
+    const os::OsError refused{22, os::ErrorCategory::invalid_parameter};
+    const std::string hint = "Invalid parameter. This can happen if the sector alignment is too small.|22";
+    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0);
+    const auto store = [&] { file.store(data_.get(), 0, 8192); };
+    u32 scratch[2];
+    const auto load = [&] { file.load(data_.get(), 0, 8192, scratch, sizeof scratch); };
+    store();
+    disk_.refuse_position(Call::write, 4, refused);
+    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|Unable to set file pointer.\n\n" + hint);
+    disk_.fail(Call::write, 6, FaultyFile::disk_full());
+    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|WriteFile() failed.\n\nDisk is Full|28");
+    disk_.short_write(8, 4);
+    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|Incomplete Write: 4 / 8|0");
+    store();
+    disk_.refuse_position(Call::read, 2, refused);
+    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|Unable to set file pointer.\n\n" + hint);
+    disk_.fail(Call::read, 4, FaultyFile::read_fault());
+    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|ReadFile() failed.\n\nRead Fault|5");
+    disk_.short_read(6, 7);
+    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|Incomplete Read: 7 / 8|0");
+    EXPECT_EQ(message_of(load), "nothing thrown");
+    disk_.refuse_position(Call::write, 11, refused);
+    EXPECT_EQ(message_of([&] { file.set_size(4 * 4096); }),
+              "ChecksummedFile::set_size()|Unable to set file pointer.\n\n" + hint);
+}
+
 TEST_F(Faults, FullDisk) {
     RawFile file(folder_.file("f"), OpenMode::create, true);
     disk_.disk_full_after(10000);
@@ -204,6 +250,13 @@ TEST_F(Faults, RenameOverATargetThatIsInTheWay) {
     disk_.fail(Call::rename, 4, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { other.rename(folder_.file("e")); }),
               "RawFile::rename()|Unable to rename file.\n\nAccess Denied|13");
+    // The last step: the file has its new name and is closed.
+    RawFile last(folder_.file("g"), OpenMode::create, true);
+    disk_.fail(Call::open, disk_.count(Call::open) + 1, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { last.rename(folder_.file("h")); }),
+              "RawFile::rename()|Unable to reopen file.\n\nAccess Denied|13");
+    EXPECT_FALSE(last.is_open());
+    EXPECT_TRUE(folder_.has("h"));
 }
 
 TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {

@@ -9,6 +9,7 @@
 #include "base/errors/exceptions.h"
 #include "platform/fileio/buffered_reader.h"
 #include "platform/fileio/error_text.h"
+#include "platform/fileio/file_functions.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
 #include "support/scratch_folder.h"
@@ -167,6 +168,57 @@ TEST_P(RawFiles, TemporaryFilesGoWhenClosed) {
 
 INSTANTIATE_TEST_SUITE_P(Buffering, RawFiles, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "unbuffered" : "buffered"; });
+
+namespace {
+
+// What the last opening asked the system for.
+os::FileAccess g_access;
+os::FileFlags g_flags;
+
+os::OpenedFile note_and_open(const char* path, os::FileAccess access, os::FileFlags flags) {
+    g_access = access;
+    g_flags = flags;
+    return system_file_functions().open(path, access, flags);
+}
+
+}  // namespace
+
+// Raw files go past the cache; others write through it, unless they only read.
+TEST(RawFileModes, AskTheSystemFor) {
+    const ScratchFolder folder;
+    FileFunctions functions = system_file_functions();
+    functions.open = note_and_open;
+    set_file_functions_for_tests(&functions);
+    const struct {
+        OpenMode mode;
+        os::FileAccess access;
+        bool writes;
+    } rows[] = {{OpenMode::create, os::FileAccess::create, true},
+                {OpenMode::read, os::FileAccess::read, false},
+                {OpenMode::read_write, os::FileAccess::read_write, true}};
+    for (const auto& row : rows) {
+        for (const bool raw : {false, true}) {
+            RawFile file(folder.file("a"), row.mode, raw);
+            EXPECT_EQ(g_access, row.access);
+            EXPECT_EQ(g_flags.unbuffered, raw);
+            EXPECT_EQ(g_flags.write_through, row.writes && !raw);
+            // Under its new name as before, but not emptied.
+            file.rename(folder.file("b"));
+            EXPECT_EQ(g_access, row.writes ? os::FileAccess::read_write : os::FileAccess::read);
+            EXPECT_EQ(g_flags.unbuffered, raw);
+            EXPECT_EQ(g_flags.write_through, row.writes && !raw);
+            file.rename(folder.file("a"));
+            if (!raw) continue;
+            // The exact end is no matter of sectors.
+            if (row.writes) {
+                file.close_and_set_size(100);
+                EXPECT_EQ(g_access, os::FileAccess::read_write);
+                EXPECT_FALSE(g_flags.unbuffered);
+            }
+        }
+    }
+    set_file_functions_for_tests(nullptr);
+}
 
 TEST(AlignedAccess, EverythingIsWholeSectors) {
     const ScratchFolder folder;
