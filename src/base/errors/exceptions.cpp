@@ -181,6 +181,14 @@ void BSRModularCheckFailedException::print_body() const {
     }
 }
 
+MemoryAllocationFailedException::MemoryAllocationFailedException(std::string function,
+                                                                 std::string allocation_type,
+                                                                 u64 allocation_size)
+    : MemoryAllocationFailedException(std::move(function),
+                                      "Allocation Type:  " + allocation_type +
+                                          "\nAllocation Size:  " + Console::format_bytes(allocation_size),
+                                      allocation_type, allocation_size) {}
+
 void MemoryAllocationFailedException::print_body() const {
     print_function(function);
     print_yellow("Allocation Type:", allocation_type);

@@ -168,6 +168,10 @@ TEST(ExceptionReport, AllocationAndModular) {
               "Allocation Type:    {Y}malloc{R}\n"
               "Allocation Size:    {Y} 512 MiB{R}\n"
               "\n\n{w}");
+    const MemoryAllocationFailedException made("f()", "mmap", 3 << 20);
+    EXPECT_EQ(made.message, "Allocation Type:  mmap\nAllocation Size:  3.00 MiB");
+    EXPECT_EQ(made.allocation_type, "mmap");
+    EXPECT_EQ(made.allocation_size, u64(3) << 20);
     EXPECT_EQ(report(BSRModularCheckFailedException("f()", "m", 1000, 2000, {5, kM61, kM61 - 1})),
               "{R}\n\nException Encountered: BSRModularCheckFailedException\n\n"
               "In Function: f()\n\nm\n\n"
