@@ -57,8 +57,8 @@ class CaptureConsole final : public trel::Console::Sink {
     int color_changes_ = 0;
 };
 
-// From here on the console prints to the standard error, where a death test sees it; colours as above, if asked
-// for.
+// From here on the console prints to the standard error, where a death test sees it; colours as above, if
+// asked for.
 inline void print_to_stderr(bool record_colors = false) {
     class ErrorOutput final : public trel::Console::Sink {
       public:

@@ -42,7 +42,8 @@ os::PoolWork* create_work(void (*run)(void*), void* argument) noexcept {
 WinPoolFramework::CreateWork create_work_of(u64 n) {
     constexpr auto table = []<u64... i>(std::integer_sequence<u64, i...>) {
         return std::array<WinPoolFramework::CreateWork, sizeof...(i)>{create_work<i + 1>...};
-    }(std::make_integer_sequence<u64, kMostWorkers>());
+    }
+    (std::make_integer_sequence<u64, kMostWorkers>());
     return table.at(n - 1);
 }
 

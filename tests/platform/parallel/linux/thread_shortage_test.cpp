@@ -88,7 +88,8 @@ TEST(ThreadShortageDeathTest, SpawnWaitsForWhatItHasStarted) {
             framework.run_in_parallel(recorder, 0, 40);
         } catch (const std::system_error&) {
             recorder.expect_once(0, 2);
-            std::fprintf(stderr, "%zu started, %zu threads.", recorder.order_.size(), recorder.threads_.size());
+            std::fprintf(stderr, "%zu started, %zu threads.", recorder.order_.size(),
+                         recorder.threads_.size());
             std::_Exit(testing::Test::HasFailure() ? 1 : 0);
         }
         std::_Exit(2);
