@@ -8,7 +8,6 @@
 #endif
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "platform/parallel/cilk_framework.h"
@@ -39,12 +38,13 @@ os::PoolWork* create_work(void (*run)(void*), void* argument) noexcept {
     return os::create_pool_work(pool, run, argument);
 }
 
+template <u64... i>
+WinPoolFramework::CreateWork create_work_of(u64 n, std::integer_sequence<u64, i...>) {
+    constexpr WinPoolFramework::CreateWork table[] = {create_work<i + 1>...};
+    return table[n - 1];
+}
 WinPoolFramework::CreateWork create_work_of(u64 n) {
-    constexpr auto table = []<u64... i>(std::integer_sequence<u64, i...>) {
-        return std::array<WinPoolFramework::CreateWork, sizeof...(i)>{create_work<i + 1>...};
-    }
-    (std::make_integer_sequence<u64, kMostWorkers>());
-    return table.at(n - 1);
+    return create_work_of(n, std::make_integer_sequence<u64, kMostWorkers>());
 }
 
 template <class Framework, class... Args>
