@@ -187,7 +187,7 @@ INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::fra
                          [](const auto& info) { return info.param.label(); });
 INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(true)),
                          [](const auto& info) { return info.param.label(); });
-INSTANTIATE_TEST_SUITE_P(SlowOtherCounts, NestedDispatch,
+INSTANTIATE_TEST_SUITE_P(OtherCounts, NestedDispatch,
                          ::testing::ValuesIn(trel_test::framework_cases_of_other_counts()),
                          [](const auto& info) { return info.param.label(); });
 
