@@ -1,5 +1,8 @@
-// 64-byte-aligned memory of an exact size, filled with a pattern and guarded at both ends.
+// 64-byte-aligned memory of an exact size, filled with a pattern and guarded at both ends. A test in whose
+// end the guards have changed fails.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
@@ -15,6 +18,7 @@ class Scratch {
         const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
         data_ = memory_.data() + kGuard + (64 - address % 64) % 64;
     }
+    ~Scratch() { EXPECT_TRUE(guards_intact()) << "written beside a region of " << bytes_ << " bytes"; }
     Scratch(const Scratch&) = delete;
     Scratch& operator=(const Scratch&) = delete;
 

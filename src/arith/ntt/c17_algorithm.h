@@ -7,7 +7,7 @@
 namespace trel {
 
 // Short name "C17", long name "Code 17 Experiment", family "C17v1", variant "Code 17 Experiment". Needs no
-// shared tables: what its primes need is made once for the process, 13 KB each.
+// shared tables: what its primes need is made once for the process, 12 KB each.
 //
 // "VST Algorithm" (short name "VST", family "VSTv2", variant "VST Algorithm") is the same transform with a
 // list of lengths of its own.

@@ -412,7 +412,8 @@ void C17Product::multiply_plain(C17Window& window, double* data, double* second,
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;
     const u64 blocks = setup_.blocks();
     const auto primes_end = [&](u32 turn) { return std::min(plan_.a, (turn + 1) * per_turn); };
-    const Middle middle = middle_of(C17Middle::product, per_turn);
+    Middle middle = middle_of(C17Middle::product, per_turn);
+    if (middle.phases == 1) middle = middle_of(C17Middle::product, plan_.a - (turns - 1) * per_turn);
     const u32 turn_phases = 1 + middle.phases;
     run(
         turns * turn_phases + 1,

@@ -1,6 +1,6 @@
 // The sweeps of a Code 17 transform: from words to rows, over the rows, and from rows back to words.
 //
-// A product touches its residues three times. The first sweep takes columns of all rows from the operand's
+// A product touches its residues three times, five where tasks share rows. The first sweep takes columns of all rows from the operand's
 // words through cutting, reduction and the radix-b pass; then each row of each prime goes through the rest of
 // the tree, the pointwise product and back, the "middle"; the last sweep takes columns through the radix-b
 // pass backwards and joins them to words.

@@ -1,6 +1,6 @@
 // The constants of the Code 17 transform's primes: roots of unity and what the passes make of them.
 //
-// Made on first use, one record of 13 KB for each of the 38 primes and kept for the life of the process: all
+// Made on first use, one record of 12 KB a prime, and kept for the life of the process: all
 // lengths of a prime share them, so no product needs tables of its own.
 #pragma once
 

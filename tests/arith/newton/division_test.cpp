@@ -283,6 +283,7 @@ TEST(DivisionTest, LargeDivisionAnnouncesItself) {
     Workspace w = workspace(plan);
     RecordingStatus status;
     large_division(plan, w.mp, status, w.T, A.value, B.value, w.buffer());
+    EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Division..."});
     ASSERT_GE(status.frames.size(), 6u);
     EXPECT_EQ(status.frames[0], "Iterating: ");

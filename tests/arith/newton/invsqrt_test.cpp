@@ -455,6 +455,7 @@ TEST(InvsqrtTest, AnnouncesItself) {
     RecordingStatus status;
     const Number A({10005});
     large_invsqrt(plan, w.mp, status, w.T, A.value, w.buffer());
+    EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Invsqrt..."});
     EXPECT_EQ(status.frames, (std::vector<std::string>{"Iterating: ", " 0S 231", " 1M 231", " O2M 231"}));
     EXPECT_LE(root_error(w.T, A.value, 2, 12), error_bits(12));

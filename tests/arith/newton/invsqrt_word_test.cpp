@@ -226,6 +226,7 @@ TEST(InvsqrtWordTest, AnnouncesItself) {
     Workspace w = workspace(plan);
     RecordingStatus status;
     invsqrt_word(plan, w.mp, status, w.T, 10005, w.buffer());
+    EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"InvSqrt(10005)..."});
     ASSERT_EQ(status.frames.size(), 3u);
     EXPECT_EQ(status.frames[0], "Iterating: ");

@@ -58,8 +58,8 @@ TEST(PowerWordTest, LargeExactPowersOfTen) {
     }
 }
 
-TEST(SlowPowerWordTest, HundredThousandWords) {
-    const u64 n = 19 * 100000;
+TEST(SlowPowerWordTest, LargeExactPower) {
+    const u64 n = 19 * 100000;  // 69 thousand words
     const Integer want = power(5, n);
     for (u64 tds : {1, 2, 7}) {
         const PowerWordPlan plan = PowerWordPlan::make_exact(5, n, tds);
@@ -71,22 +71,41 @@ TEST(SlowPowerWordTest, HundredThousandWords) {
     }
 }
 
+void expect_truncated(Word w, u64 n, u64 p, u64 tds) {
+    const PowerWordPlan plan = PowerWordPlan::make(p, tds);
+    Workspace space = workspace(plan);
+    Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p, space.temporaries.get());
+    ASSERT_TRUE(space.intact());
+    const Integer want = power(w, n);
+    const Integer got = Integer(space.T).shifted_words(space.T.exp);
+    const double relative = got.minus(want).log2() - want.log2();
+    ASSERT_LE(relative, -64.0 * static_cast<double>(p + 1) + std::log2(4.0 * static_cast<double>(n)))
+        << "p=" << p << " " << w << "^" << n;
+}
+
 // Powers at every precision, in their planned memory.
 TEST(PowerWordTest, UpTo300Words) {
     std::mt19937_64 rng(34);
-    for (u64 p = 1; p <= 300; p++) {
-        const Word w = rng() | 1;
-        const u64 n = 1 + rng() % (2 * p);
-        const PowerWordPlan plan = PowerWordPlan::make(p, 1);
-        Workspace space = workspace(plan);
-        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p, space.temporaries.get());
-        ASSERT_TRUE(space.intact());
-        const Integer want = power(w, n);
-        const Integer got = Integer(space.T).shifted_words(space.T.exp);
-        const double relative = got.minus(want).log2() - want.log2();
-        ASSERT_LE(relative, -64.0 * static_cast<double>(p + 1) + std::log2(4.0 * static_cast<double>(n)))
-            << "p=" << p << " " << w << "^" << n;
+    for (u64 p = 0; p <= 300; p++) {
+        expect_truncated(rng() | 1, 1 + rng() % (2 * p + 2), p, 1);
+        if (HasFatalFailure()) return;
     }
+}
+
+// Powers that are 1.2 to 2 times as long as what is kept of them.
+TEST(PowerWordTest, LargePrecisions) {
+    std::mt19937_64 rng(35);
+    for (const u64 p : {1000, 10000}) {
+        for (const u64 tds : {1, 2}) {
+            for (const Word w : {~Word(0), Word(rng() | u64(1) << 63)}) {
+                expect_truncated(w, p + p / 5 + rng() % (p * 4 / 5), p, tds);
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+}
+TEST(SlowPowerWordTest, HundredThousandWords) {
+    expect_truncated(0x9e3779b97f4a7c15, 160000, 100000, 2);
 }
 
 // Truncated powers: relative error of a few units of the last word, times the number of steps that double it.
