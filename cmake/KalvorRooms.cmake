@@ -5,7 +5,12 @@
 #   os/<system>/ only the back end of the system that is built for
 # kalvor_rooms collects the objects of all rooms; registration objects are therefore never dropped by the linker.
 
-set(KALVOR_ISAS avx2 avx512)
+# Always both in what is handed out. Sanitizer builds take long for one level and are made with that alone.
+set(KALVOR_LEVELS avx2 avx512 CACHE STRING "Instruction-set levels that the kernels are compiled for")
+list(LENGTH KALVOR_LEVELS n_levels)
+if(n_levels EQUAL 1)
+  add_compile_definitions(TREL_ONLY_${KALVOR_LEVELS})
+endif()
 set(KALVOR_ISA_FLAGS_avx2 -march=x86-64-v3)
 # GCC 12 takes the "undefined" operands inside its own avx512 header for uninitialised variables.
 # No kernel uses IFMA or VBMI, so every processor with the F/CD/VL/BW/DQ parts runs the avx512 level.
@@ -85,7 +90,7 @@ function(kalvor_add_rooms)
       target_sources(kalvor_rooms INTERFACE $<TARGET_OBJECTS:${target}>)
     endif()
     if(isa_sources)
-      foreach(isa IN LISTS KALVOR_ISAS)
+      foreach(isa IN LISTS KALVOR_LEVELS)
         add_library(${target}_${isa} OBJECT ${isa_sources})
         target_include_directories(${target}_${isa} PRIVATE ${CMAKE_SOURCE_DIR}/src)
         target_compile_definitions(${target}_${isa} PRIVATE TREL_ISA=${isa} TREL_ISA_${isa}=1)

@@ -15,10 +15,10 @@ using trel::Word;
 using Words = std::vector<Word>;
 
 inline std::vector<u32> digits(const Words& a) {
-    std::vector<u32> d;
-    for (Word w : a) {
-        d.push_back(u32(w));
-        d.push_back(u32(w >> 32));
+    std::vector<u32> d(2 * a.size());
+    for (u64 i = 0; i < a.size(); i++) {
+        d[2 * i] = u32(a[i]);
+        d[2 * i + 1] = u32(a[i] >> 32);
     }
     return d;
 }

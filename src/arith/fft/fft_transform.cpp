@@ -103,7 +103,7 @@ i64 add_carry(const FftPlan& plan, const FftWindow& w, double* work, u64 positio
 }  // namespace
 
 const FftKernels& fft_kernels(Isa isa) {
-    return isa == Isa::avx512 ? avx512::fft_kernels : avx2::fft_kernels;
+    return TREL_TABLE(isa, fft_kernels);
 }
 
 const FftKernels& fft_kernels() {

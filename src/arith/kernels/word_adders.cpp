@@ -10,7 +10,7 @@ extern const WordAdders kWordAdders;
 }
 
 const WordAdders& word_adders(Isa isa) {
-    return isa == Isa::avx512 ? avx512::kWordAdders : avx2::kWordAdders;
+    return TREL_TABLE(isa, kWordAdders);
 }
 
 const WordAdders& word_adders() {

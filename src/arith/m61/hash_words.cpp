@@ -22,7 +22,7 @@ u64 horner(u64 hash, u64 w) { return ((hash << 3) & kM61) + (hash >> 58) + fold(
 }  // namespace
 
 const HashWords& hash_words_kernels(Isa isa) {
-    return isa == Isa::avx512 ? avx512::kHashWords : avx2::kHashWords;
+    return TREL_TABLE(isa, kHashWords);
 }
 
 u64 hash_words(const Word* words, u64 n) {

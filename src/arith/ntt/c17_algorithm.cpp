@@ -12,7 +12,7 @@ namespace trel {
 namespace {
 
 u32 max_log_radix(Isa isa) {
-    return (isa == Isa::avx512 ? avx512::c17_pass_kernels : avx2::c17_pass_kernels).max_log_radix;
+    return TREL_TABLE(isa, c17_pass_kernels).max_log_radix;
 }
 
 // Sizes for each record of a family's lists: the largest of those up to it, for a product may meet smaller

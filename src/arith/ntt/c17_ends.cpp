@@ -3,7 +3,7 @@
 namespace trel {
 
 const C17EndKernels& c17_end_kernels(Isa isa) {
-    return isa == Isa::avx512 ? avx512::c17_end_kernels : avx2::c17_end_kernels;
+    return TREL_TABLE(isa, c17_end_kernels);
 }
 
 const C17EndKernels& c17_end_kernels() {

@@ -49,9 +49,9 @@ C17Sizes c17_sizes(const C17Plan& plan) {
 
 C17Setup make_c17_setup(Isa isa, const NttRecord& record, const C17Plan& plan) {
     C17Setup s{};
-    s.passes = isa == Isa::avx512 ? &avx512::c17_pass_kernels : &avx2::c17_pass_kernels;
+    s.passes = &TREL_TABLE(isa, c17_pass_kernels);
     s.ends = &c17_end_kernels(isa);
-    s.entry = isa == Isa::avx512 ? &avx512::c17_entry_kernels : &avx2::c17_entry_kernels;
+    s.entry = &TREL_TABLE(isa, c17_entry_kernels);
     s.tables = &c17_set_tables(record.a, record.b);
     make_c17_end_constants(&s.constants, *s.tables->set, record.c - kC17LeafLevels);
     s.record = record;
@@ -69,8 +69,7 @@ const C17Setup& c17_setup(Isa isa, const NttRecord& record) {
     const std::lock_guard lock(mutex);
     auto& place = all[Key{isa, record.a, record.b, record.c, record.d, record.e, record.f}];
     if (!place) {
-        const u32 max_log_radix =
-            (isa == Isa::avx512 ? avx512::c17_pass_kernels : avx2::c17_pass_kernels).max_log_radix;
+        const u32 max_log_radix = TREL_TABLE(isa, c17_pass_kernels).max_log_radix;
         place = std::make_unique<C17Setup>(make_c17_setup(isa, record, make_c17_plan(record, max_log_radix)));
     }
     return *place;

@@ -65,11 +65,11 @@ void words_of_limbs(W* value, const W* limbs, u32 n_words) {
 
 template <>
 const IntegerNttKernels<u32>& integer_ntt_kernels<u32>(Isa isa) {
-    return isa == Isa::avx512 ? avx512::integer_ntt32 : avx2::integer_ntt32;
+    return TREL_TABLE(isa, integer_ntt32);
 }
 template <>
 const IntegerNttKernels<u64>& integer_ntt_kernels<u64>(Isa isa) {
-    return isa == Isa::avx512 ? avx512::integer_ntt64 : avx2::integer_ntt64;
+    return TREL_TABLE(isa, integer_ntt64);
 }
 template <class W>
 const IntegerNttKernels<W>& integer_ntt_kernels() {

@@ -30,8 +30,8 @@ std::vector<Isa> detect() {
                         bits(xcr0, 0xe6);
 
     std::vector<Isa> found;
-    if (avx2) found.push_back(Isa::avx2);
-    if (avx512) found.push_back(Isa::avx512);
+    if (avx2 && is_built(Isa::avx2)) found.push_back(Isa::avx2);
+    if (avx512 && is_built(Isa::avx512)) found.push_back(Isa::avx512);
     return found;
 }
 

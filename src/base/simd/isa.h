@@ -16,7 +16,26 @@ enum class Isa { avx2 = 0, avx512 = 1 };
 // "avx2", "avx512"
 const char* isa_name(Isa isa);
 
-// The levels that this processor and operating system can run, lowest first. May be empty on a processor
+// The table called `name` of a level. In a build with the kernels of one level only (KALVOR_LEVELS in
+// cmake/KalvorRooms.cmake) it is that one's whatever `isa` is; the other is never available there.
+#if defined(TREL_ONLY_avx2)
+#define TREL_TABLE(isa, name) (static_cast<void>(isa), ::trel::avx2::name)
+#elif defined(TREL_ONLY_avx512)
+#define TREL_TABLE(isa, name) (static_cast<void>(isa), ::trel::avx512::name)
+#else
+#define TREL_TABLE(isa, name) ((isa) == ::trel::Isa::avx512 ? ::trel::avx512::name : ::trel::avx2::name)
+#endif
+constexpr bool is_built([[maybe_unused]] Isa isa) {
+#if defined(TREL_ONLY_avx2)
+    return isa == Isa::avx2;
+#elif defined(TREL_ONLY_avx512)
+    return isa == Isa::avx512;
+#else
+    return true;
+#endif
+}
+
+// The levels in this build that the processor and the operating system can run, lowest first. May be empty on a processor
 // without AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
 const std::vector<Isa>& available_isas();
 

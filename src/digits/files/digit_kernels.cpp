@@ -12,7 +12,7 @@ extern const kalvor::DigitKernels digit_kernels;
 namespace kalvor {
 
 const DigitKernels& digit_kernels(trel::Isa isa) {
-    return isa == trel::Isa::avx512 ? trel::avx512::digit_kernels : trel::avx2::digit_kernels;
+    return TREL_TABLE(isa, digit_kernels);
 }
 
 const DigitKernels& digit_kernels() {

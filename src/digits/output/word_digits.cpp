@@ -12,7 +12,7 @@ extern const kalvor::WordDigits word_digits;
 namespace kalvor {
 
 const WordDigits& word_digits(trel::Isa isa) {
-    return isa == trel::Isa::avx512 ? trel::avx512::word_digits : trel::avx2::word_digits;
+    return TREL_TABLE(isa, word_digits);
 }
 
 const WordDigits& word_digits() {

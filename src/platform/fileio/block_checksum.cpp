@@ -12,7 +12,7 @@ extern const FileIO::BlockChecksum kBlockChecksum;
 namespace FileIO {
 
 void block_checksums(Isa isa, u32* checksums, const void* data, u64 n_blocks, u64 block_bytes, u32 seed) {
-    const BlockChecksum& kernel = isa == Isa::avx512 ? avx512::kBlockChecksum : avx2::kBlockChecksum;
+    const BlockChecksum& kernel = TREL_TABLE(isa, kBlockChecksum);
     kernel.blocks(checksums, data, n_blocks, block_bytes, seed);
 }
 

@@ -18,9 +18,11 @@ constexpr Word kCanary = 0x5ca1ab1e0ddba11;
 // The levels whose adders this processor can run. The looked-ahead form uses AVX512 F, DQ, BW only, so it is also
 // tested on processors that lack other parts of its level.
 std::vector<Isa> runnable_adders() {
-    std::vector<Isa> isas{Isa::avx2};
+    std::vector<Isa> isas;
+    if (is_built(Isa::avx2)) isas.push_back(Isa::avx2);
     constexpr u32 kFDqBw = 1u << 16 | 1u << 17 | 1u << 30;
-    if ((os::cpuid(7).ebx & kFDqBw) == kFDqBw && (os::xcr0() & 0xe6) == 0xe6) isas.push_back(Isa::avx512);
+    if (is_built(Isa::avx512) && (os::cpuid(7).ebx & kFDqBw) == kFDqBw && (os::xcr0() & 0xe6) == 0xe6)
+        isas.push_back(Isa::avx512);
     return isas;
 }
 

@@ -171,8 +171,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, C17KernelBoundsTest, testing::ValuesIn(availabl
 // Rows of extreme residues through the middle of long rows: what is stored stays within the model's bounds,
 // and far enough above a random row's that the operands are bad ones.
 TEST_P(C17KernelBoundsTest, KernelsStayInsideTheModel) {
-    const C17PassKernels& kernels =
-        GetParam() == Isa::avx512 ? avx512::c17_pass_kernels : avx2::c17_pass_kernels;
+    const C17PassKernels& kernels = TREL_TABLE(GetParam(), c17_pass_kernels);
     for (u8 c : {9, 13, 16, 18}) {
         for (u8 b : {1, 3, 5}) {
             const C17Plan plan = make_c17_plan({11, b, c, 0, 0, 0}, kernels.max_log_radix);

@@ -27,7 +27,7 @@ u64 residue(double x, u64 p) {
 class C17EntryTest : public testing::TestWithParam<std::tuple<Isa, u32, u32>> {
   protected:
     const C17EntryKernels& kernels() const {
-        return std::get<0>(GetParam()) == Isa::avx512 ? avx512::c17_entry_kernels : avx2::c17_entry_kernels;
+        return TREL_TABLE(std::get<0>(GetParam()), c17_entry_kernels);
     }
 };
 INSTANTIATE_TEST_SUITE_P(Shapes, C17EntryTest,

@@ -18,7 +18,7 @@ using namespace trel;
 using u128 = unsigned __int128;
 
 const C17PassKernels& kernels_of(Isa isa) {
-    return isa == Isa::avx512 ? avx512::c17_pass_kernels : avx2::c17_pass_kernels;
+    return TREL_TABLE(isa, c17_pass_kernels);
 }
 
 u64 mul_mod(u64 x, u64 y, u64 p) {

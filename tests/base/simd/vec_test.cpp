@@ -17,7 +17,7 @@ namespace {
 
 class VecTest : public testing::TestWithParam<Isa> {
   protected:
-    const VecProbe& vec() const { return GetParam() == Isa::avx512 ? avx512::vec_probe : avx2::vec_probe; }
+    const VecProbe& vec() const { return TREL_TABLE(GetParam(), vec_probe); }
 
     u64 word() {
         // Edge words now and then.
