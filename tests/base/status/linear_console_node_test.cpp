@@ -4,13 +4,13 @@
 
 #include <atomic>
 #include <functional>
-#include <regex>
 #include <thread>
 
 #include "base/clock/timer.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "support/capture_console.h"
+#include "support/masked.h"
 
 using namespace trel;
 
@@ -65,8 +65,10 @@ TEST(LinearConsole, SectionsPrintTheirNameAndTime) {
         section.node().Status_Line("inside");
         EXPECT_EQ(console.take(), "inside\n");
     }
-    EXPECT_TRUE(std::regex_match(
-        console.take(), std::regex("Time:    0\\.[0-9]{3} seconds  \\( 0\\.[0-9]{3} minutes \\)\n")));
+    const std::string time = console.take();
+    EXPECT_EQ(kalvor_test::with_nines(time), "Time:    9.999 seconds  ( 9.999 minutes )\n");
+    EXPECT_EQ(time.substr(0, 11), "Time:    0.");
+    EXPECT_NE(time.find("( 0."), std::string::npos) << time;
 }
 
 TEST(LinearConsole, ASectionLeftByAnExceptionPrintsNoTimeAndLeavesNothing) {

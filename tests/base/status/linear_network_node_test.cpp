@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <regex>
 #include <thread>
 
 #include "base/errors/exceptions.h"
@@ -11,6 +10,7 @@
 #include "base/status/linear_console_node.h"
 #include "base/status/status_scope.h"
 #include "support/capture_console.h"
+#include "support/masked.h"
 
 using namespace trel;
 
@@ -104,9 +104,8 @@ TEST(LinearNetwork, SubStepsHaveNumbersAndTimes) {
                       object("Status_MicroSectionStart", {"MicroStatusID : 2", "Name : \"Division\""}));
             EXPECT_EQ(node.get_tree().get_integer("MicroStatusID"), 2);
         }
-        EXPECT_TRUE(std::regex_match(
-            sink.take(), std::regex("\\{\r\n    Status_MicroSectionEnd : \\{\r\n        MicroStatusID : 2\r\n"
-                                    "        TimeMilliseconds : [0-9]+\r\n    \\}\r\n\\}\r\n")));
+        EXPECT_EQ(kalvor_test::without_numbers_behind("TimeMilliseconds : ", sink.take()),
+                  object("Status_MicroSectionEnd", {"MicroStatusID : 2", "TimeMilliseconds : <number>"}));
         EXPECT_EQ(node.get_tree().get_integer("MicroStatusID"), 1);
     }
     EXPECT_NE(sink.take().find("MicroStatusID : 1\r\n"), std::string::npos);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
-#include <regex>
 #include <tuple>
 
 #include "arith/multiply/algorithm_table.h"
@@ -13,10 +12,12 @@
 #include "constants/builtin/pi_series.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
+#include "support/masked.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
 using namespace kalvor;
+using kalvor_test::without_numbers_behind;
 using trel::BigFloat;
 using trel::i64;
 using trel::MultiplyContext;
@@ -145,7 +146,7 @@ TEST(PiPlanTest, ReducedMemoryIsLess) {
 }
 
 TEST(PiMessagesTest, StepsAreAnnounced) {
-    const std::regex time("Time: +[0-9.]+ seconds  \\( +[0-9.]+ minutes \\)\n");
+    const std::string time = "Time:<number> seconds  (<number> minutes )\n";
     for (int algorithm = 0; algorithm < 4; algorithm++) {
         const bool chudnovsky = algorithm % 2 == 0;
         const PiPlan plan(static_cast<PiAlgorithm>(algorithm), 1, 55, 1);
@@ -154,14 +155,15 @@ TEST(PiMessagesTest, StepsAreAnnounced) {
         CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
         Pi_Series_BigFloatR::run(plan, {trel::serial_context(), working.view(), nullptr}, status, x);
-        const std::string got = std::regex_replace(console.take(), time, "T\n");
+        const std::string got =
+            without_numbers_behind(" seconds  (", without_numbers_behind("Time:", console.take()));
         const std::string series =
             chudnovsky
-                ? "Pi - Chudnovsky (1988):\nSeries CommonP2B3...  76 terms  (Expansion Factor = 1.466)\nT\n"
-                : "Pi - Ramanujan (1910):\nSeries CommonP2B3...  134 terms  (Expansion Factor = 1.846)\nT\n";
-        const std::string root = chudnovsky ? "InvSqrt(10005)...\nT\n" : "InvSqrt(8)...\nT\n";
-        EXPECT_EQ(got,
-                  series + "Finishing Series\nT\nLarge Division...\nT\n" + root + "Large Multiply...\nT\n");
+                ? "Pi - Chudnovsky (1988):\nSeries CommonP2B3...  76 terms  (Expansion Factor = 1.466)\n"
+                : "Pi - Ramanujan (1910):\nSeries CommonP2B3...  134 terms  (Expansion Factor = 1.846)\n";
+        const std::string root = chudnovsky ? "InvSqrt(10005)...\n" : "InvSqrt(8)...\n";
+        EXPECT_EQ(got, series + time + "Finishing Series\n" + time + "Large Division...\n" + time + root +
+                           time + "Large Multiply...\n" + time);
     }
 }
 
