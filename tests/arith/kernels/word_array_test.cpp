@@ -7,6 +7,7 @@
 #include "arith/kernels/carry_join.h"
 #include "kernel_fixture.h"
 #include "support/capture_console.h"
+#include "support/effort.h"
 
 namespace trel {
 namespace {
@@ -69,7 +70,7 @@ TEST(WordArray, ParallelAddAndSubtract) {
     Contexts contexts;
     for (const ParallelContext& P : contexts.all) {
         for (u64 n : {4095, 4096, 4104, 8191, 8192, 8193, 12288, 12289, 12290, 12291, 16385, 30001}) {
-            for (int round = 0; round < 6; round++) {
+            for (unsigned round = 0; round < 6 / kalvor_test::thinned(3); round++) {
                 const Words a = pattern(n, rng), b = pattern(n, rng);
                 check_frame(a, 5, b, 5, rng() & 1, 5, 5 + i64(n), P);
                 // Shifted operands: each part of the frame is covered by none, one or both.
@@ -140,7 +141,7 @@ TEST(WordArray, CarryJoin) {
     Contexts contexts;
     for (const ParallelContext& P : contexts.all) {
         for (u64 n : {100, 1000, 8192, 20000}) {
-            for (int round = 0; round < 60; round++) {
+            for (unsigned round = 0; round < 60 / kalvor_test::thinned(6); round++) {
                 const u64 length = std::max<u64>(8, (n / (1 + rng() % 60) + 7) & ~u64(7));
                 const Blocks blocks{n, length, (n - 1) / length + 1};
                 Words t = pattern(n, rng);

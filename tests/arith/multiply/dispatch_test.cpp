@@ -12,6 +12,7 @@
 #include "reference/fold_transform.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
+#include "support/effort.h"
 #include "support/scratch.h"
 
 using namespace trel;
@@ -106,7 +107,7 @@ TEST(Dispatch, EveryWindowOfSmallProducts) {
 
 TEST(Dispatch, RandomWindowsOfEveryAlgorithm) {
     std::mt19937_64 rng(2);
-    for (int repeat = 0; repeat < 400; repeat++) {
+    for (unsigned repeat = 0; repeat < 400 / kalvor_test::thinned(4); repeat++) {
         // Sizes on a geometric grid up to a few thousand words, often lopsided.
         const u64 limit = std::min<u64>(largest_product() / 2, u64(8) << rng() % 9);
         const u64 LA = 1 + rng() % limit, LB = rng() % 4 == 0 ? LA : 1 + rng() % limit;

@@ -11,6 +11,7 @@
 #include "platform/parallel/spawn_framework.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
+#include "support/effort.h"
 #include "support/scratch.h"
 
 using namespace trel;
@@ -21,6 +22,7 @@ namespace {
 const char* const kNames[] = {"BKT", "FFT", "N32", "N64", "HNT", "VST", "C17"};
 const u64 kSizes[] = {1,   2,    3,    18,   61,   62,   63,   64,   79,   80,   81,    82,   127,
                       256, 1000, 2048, 3264, 3265, 3266, 4097, 6000, 8192, 9001, 16385, 20000};
+const u64 kLargest = 20000 / kalvor_test::thinned(3);
 
 // n words in all, lengths a little apart.
 struct Product {
@@ -71,7 +73,7 @@ TEST(MemoryPlan, OperationsUseExactlyTheScratchOfTheirSize) {
         if (entry == nullptr) continue;
         const MultiplyAlgorithm& algorithm = *entry->algorithm;
         for (u64 n : kSizes) {
-            if (64 * n > entry->max_bits) continue;
+            if (64 * n > entry->max_bits || n > kLargest) continue;
             SCOPED_TRACE(testing::Message() << name << ", " << n << " words");
             const Product p(n);
             if (p.LB == 0) continue;
@@ -133,7 +135,7 @@ TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
         const AlgorithmEntry* entry = find_algorithm(TableSlot::basic64, name);
         if (entry == nullptr) continue;
         for (u64 n : kSizes) {
-            if (64 * n > entry->max_bits || n < 2) continue;
+            if (64 * n > entry->max_bits || n < 2 || n > kLargest) continue;
             const Product p(n);
             TransformHolder t;
             entry->algorithm->make_transform(t, n);

@@ -6,6 +6,7 @@
 
 #include "newton_test_support.h"
 #include "support/capture_console.h"
+#include "support/effort.h"
 
 namespace trel {
 namespace {
@@ -91,7 +92,7 @@ void expect_shapes(u64 p, u64 tds, std::mt19937_64& rng, u64 count) {
 
 TEST(AgmTest, AllPrecisions) {
     std::mt19937_64 rng(71);
-    for (u64 p = 0; p <= 300; p++) {
+    for (u64 p = 0; p <= 300; p += kalvor_test::thinned(11)) {
         expect_shapes(p, 1, rng, p <= 40 ? 4 : 1);
         if (HasFatalFailure()) return;
     }
