@@ -4,6 +4,12 @@
 #include "support/child.h"
 
 #ifdef __SANITIZE_THREAD__
+// Tests of how a process ends would wait for a second each.
+extern "C" const char* __tsan_default_options();
+const char* __tsan_default_options() {
+    return "atexit_sleep_ms=50";
+}
+
 // The sanitizer sees what oneTBB asks of the C library, but not the ordering inside of oneTBB, which is not instrumented.
 extern "C" const char* __tsan_default_suppressions();
 const char* __tsan_default_suppressions() {
