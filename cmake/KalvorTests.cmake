@@ -89,10 +89,10 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   target_include_directories(test_main PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
   target_link_libraries(test_main PRIVATE GTest::gtest)
   target_compile_options(test_main PRIVATE ${test_options})
-  # For builds from nothing (CI): objects made so are not kept by ccache, and a change of flags is not always seen.
-  option(KALVOR_PRECOMPILED_HEADERS "Compile the header that all tests include only once" OFF)
-  if(KALVOR_PRECOMPILED_HEADERS)
+  if(KALVOR_PRECOMPILED_HEADERS STREQUAL "tests")
     target_precompile_headers(test_main PRIVATE <gtest/gtest.h>)
+  elseif(KALVOR_PRECOMPILED_HEADERS STREQUAL "all")
+    target_precompile_headers(test_main PRIVATE <gtest/gtest.h> ${KALVOR_COMMON_HEADERS} <random>)
   endif()
 
   add_custom_target(task_tests)
