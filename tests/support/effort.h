@@ -1,5 +1,6 @@
-// Long loops over cases of one kind take a part of them under a sanitizer, where code is ten times as slow and only
-// how it goes about memory and threads is new; every digit is checked by the release build, which takes all.
+// Long loops over cases of one kind take a part of them under a sanitizer, where code is ten times as slow
+// and only how it goes about memory and threads is new; every digit is checked by the release build, which
+// takes all.
 #pragma once
 
 namespace kalvor_test {

@@ -1,5 +1,5 @@
-// Texts with numbers that differ from run to run, made equal. (The library's regular expressions take seconds to
-// compile in each file that uses them.)
+// Texts with numbers that differ from run to run, made equal. (The library's regular expressions take seconds
+// to compile in each file that uses them.)
 #pragma once
 
 #include <string>

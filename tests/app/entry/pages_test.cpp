@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
 #include "app/entry/compilation_options_page.h"

@@ -53,7 +53,8 @@ TEST(InvsqrtTest, AllShapesAtAllPrecisions) {
     EXPECT_EQ(status.count(" 0S "), status.count(" 1M "));
     EXPECT_GT(status.count(" O2M "), 1000 / kalvor_test::thinned(10));
     // exact estimates need no correction
-    EXPECT_GT(status.count(" 0S "), status.count(" O2M ") + status.count(" U2M ") + 100 / kalvor_test::thinned(10));
+    EXPECT_GT(status.count(" 0S "),
+              status.count(" O2M ") + status.count(" U2M ") + 100 / kalvor_test::thinned(10));
 }
 
 TEST(InvsqrtTest, LargePrecisions) {
