@@ -126,6 +126,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     target_compile_options(test_${name} PRIVATE ${test_options})
     target_compile_definitions(test_${name} PRIVATE KALVOR_SOURCE_FOLDER="${CMAKE_SOURCE_DIR}"
                                $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
+                               $<$<CONFIG:Release>:KALVOR_SEALED>
                                $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
     if(folder MATCHES "^(program|fault)")
       add_dependencies(test_${name} kalvor)

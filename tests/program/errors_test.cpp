@@ -22,7 +22,8 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
     } cases[] = {
         {{"fly"}, "\nInvalid Parameter: fly\n"},
         {{"fly:me:to"}, "\nInvalid Parameter: fly:me:to\n"},
-        {{"bench", "1m"}, "\nInvalid Parameter: bench\n"},
+        {{"digits"}, "\nInvalid Parameter: digits\n"},
+        {{"Bench"}, "\nInvalid Parameter: Bench\n"},  // words are what they are, letter for letter
         {{"custom", "pi", "-speed:9"}, "\nInvalid Parameter: -speed:9\n"},
         {{"custom", "pi", "-dec:100", "extra"}, "\nInvalid Parameter: extra\n"},
         {{"custom", "tau"}, "Invalid Constant: tau"},
@@ -45,6 +46,30 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         EXPECT_EQ(run.exit_code, 1) << c.text;
         EXPECT_TRUE(run.has(c.text)) << "wanted: " << c.text << "\ngot: " << run.out;
         EXPECT_TRUE(folder.files().empty()) << c.text;
+    }
+}
+
+// Known words, answered as the menus answer.
+TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
+    TemporaryFolder folder;
+    const struct {
+        std::vector<std::string> arguments;
+        const char* what;
+    } cases[] = {
+        {{"bench", "1m"}, "Benchmark Pi"},
+        {{"stress"}, "The Component Stress Tester"},
+        {{"benchio", "-swap:disk-raid0"}, "The I/O Performance Analysis"},
+        {{"bbp", "1b"}, "The BBP Digit Extractor for Pi"},
+        {{"digitviewer"}, "The Digit Viewer"},
+        {{"validate", "file.txt"}, "The Benchmark Validator"},
+        {{"slave:0"}, "Slave mode"},
+    };
+    for (const auto& c : cases) {
+        const ProgramRun run = run_in(folder, c.arguments);
+        EXPECT_EQ(run.exit_code, 1) << c.what;
+        EXPECT_TRUE(run.has(std::string("\n\n") + c.what + " is not available in this version.\n\n"))
+            << run.out;
+        EXPECT_FALSE(run.has("Exception") || run.has("Invalid")) << run.out;
     }
 }
 

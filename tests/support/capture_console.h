@@ -57,22 +57,20 @@ class CaptureConsole final : public trel::Console::Sink {
     int color_changes_ = 0;
 };
 
-// From here on the console prints to the standard error, where a death test sees it; colours as above, if
-// asked for.
+// From here on the console prints to the standard error, where a death test sees it; as a terminal, with its
+// colours in braces, when they are asked for.
 inline void print_to_stderr(bool record_colors = false) {
     class ErrorOutput final : public trel::Console::Sink {
       public:
-        explicit ErrorOutput(bool record_colors) : record_colors_(record_colors) {}
         void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
         void set_color(trel::Console::ColorLetter color) override {
-            if (record_colors_) std::fprintf(stderr, "{%c}", color);
+            if (record_colors) std::fprintf(stderr, "{%c}", color);
         }
-        bool is_terminal() const override { return record_colors_; }
-
-      private:
-        const bool record_colors_;
+        bool is_terminal() const override { return record_colors; }
+        bool record_colors = false;
     };
-    static ErrorOutput sink(record_colors);
+    static ErrorOutput sink;
+    sink.record_colors = record_colors;
     trel::Console::set_sink(&sink);
 }
 

@@ -21,8 +21,12 @@ std::string ProgramRun::value(const std::string& label) const {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+std::string kalvor_path() {
+    return KALVOR_PROGRAM_PATH;
+}
+
 ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOptions& options) {
-    return run_program(KALVOR_PROGRAM_PATH, arguments, options);
+    return run_program(kalvor_path(), arguments, options);
 }
 
 ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments, RunOptions options) {

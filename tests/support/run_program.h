@@ -33,7 +33,8 @@ struct RunOptions {
 // Arguments without the program's own path.
 ProgramRun run_program(const std::string& program, const std::vector<std::string>& arguments,
                        const RunOptions& options = {});
-// The program that is built beside the tests.
+// The program that is built beside the tests, and where it is.
+std::string kalvor_path();
 ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
 // The running test program once more.

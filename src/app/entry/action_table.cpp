@@ -7,6 +7,7 @@
 #include "app/entry/about_page.h"
 #include "app/entry/config_action.h"
 #include "app/entry/usage.h"
+#include "app/menus/not_available.h"
 #include "app/session/custom_options.h"
 #include "app/session/normal_float_session.h"
 #include "base/console/console.h"
@@ -35,11 +36,23 @@ void run_about(ParameterList& parameters) {
     print_about_page();
 }
 
+Handler missing(const char* what) {
+    return [what](ParameterList&) { not_available(what); };
+}
+
 }  // namespace
 
 void run_action(ParameterList& parameters) {
-    static const std::map<std::string, Handler> table = {
-        {"custom", run_custom}, {"config", run_config}, {"about", run_about}};
+    static const std::map<std::string, Handler> table = {{"bench", missing(Missing::kBenchmarkPi)},
+                                                         {"stress", missing(Missing::kStressTester)},
+                                                         {"benchio", missing(Missing::kIoAnalysis)},
+                                                         {"custom", run_custom},
+                                                         {"bbp", missing(Missing::kBbpExtractor)},
+                                                         {"digitviewer", missing(Missing::kDigitViewer)},
+                                                         {"about", run_about},
+                                                         {"validate", missing(Missing::kBenchmarkValidator)},
+                                                         {"config", run_config},
+                                                         {"slave", missing(Missing::kSlaveMode)}};
     const auto action = table.find(parameters.current().first);
     if (action == table.end()) {
         trel::Console::error_line("Invalid Parameter: " + parameters.current_raw());

@@ -6,7 +6,7 @@
 namespace kalvor {
 
 // Runs the action that the word at the cursor names. An unknown word prints "Invalid Parameter: " and ends
-// the program with exit code 1.
+// the program with exit code 1; a known one that this version does not have throws NotAvailableException.
 void run_action(trel::CommandLine::ParameterList& parameters);
 
 }  // namespace kalvor

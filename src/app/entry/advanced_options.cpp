@@ -17,7 +17,7 @@ ActionMenuEntry page(const char* name, void (*print)()) {
 
 // Keeps its place, so that the numbers of the other entries stay what they are.
 ActionMenuEntry missing(const char* name, trel::Console::ColorLetter color, const char* what) {
-    return {name, color, [what]() -> bool { not_available("advanced_options_menu()", what); }};
+    return {name, color, [what]() -> bool { not_available(what); }};
 }
 
 void print_own_hardware_features() {
@@ -28,11 +28,11 @@ void print_own_hardware_features() {
 
 ActionMenu advanced_options_menu() {
     return {"Advanced Options",
-            {missing("Benchmark Validator", 'T', "The Benchmark Validator"),
-             missing("Log(n) Formula Generator", 'T', "The Log(n) Formula Generator"),
+            {missing("Benchmark Validator", 'T', Missing::kBenchmarkValidator),
+             missing("Log(n) Formula Generator", 'T', Missing::kLogFormulaGenerator),
              page("Hardware Features", print_own_hardware_features),
              page("Compilation Options", print_compilation_options),
-             missing("Test Swap Multiply", 'Y', "The swap multiply test")}};
+             missing("Test Swap Multiply", 'Y', Missing::kSwapMultiplyTest)}};
 }
 
 }  // namespace kalvor

@@ -5,7 +5,7 @@
 
 namespace kalvor {
 
-// Five entries; those that this version does not have throw InvalidParametersException when they are chosen.
+// Five entries; those that this version does not have throw NotAvailableException when they are chosen.
 ActionMenu advanced_options_menu();
 
 }  // namespace kalvor

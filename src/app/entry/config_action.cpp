@@ -38,7 +38,7 @@ ConfigJob build_custom_compute(const Object& root) {
 auto build_missing(const char* key, const char* what) {
     return [key, what](const Object& root) -> ConfigJob {
         (void)root.get_object(key);
-        not_available(kFunction, what);
+        not_available(what);
     };
 }
 
@@ -46,11 +46,10 @@ const std::map<std::string, ConfigAction>& config_actions() {
     static const std::map<std::string, ConfigAction> actions = {
         {"CustomCompute", {"Cannot run computation with these parameters.", build_custom_compute}},
         {"BenchIO",
-         {"Cannot run benchmark with these parameters.",
-          build_missing("BenchIO", "The I/O Performance Analysis")}},
+         {"Cannot run benchmark with these parameters.", build_missing("BenchIO", Missing::kIoAnalysis)}},
         {"StressTest",
          {"Cannot run stress test with these parameters.",
-          build_missing("StressTest", "The Component Stress Tester")}},
+          build_missing("StressTest", Missing::kStressTester)}},
     };
     return actions;
 }

@@ -7,6 +7,7 @@
 
 #include "app/entry/action_table.h"
 #include "app/entry/main_menu.h"
+#include "app/menus/not_available.h"
 #include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/errors/crash_report.h"
@@ -14,7 +15,6 @@
 #include "os/console.h"
 #include "os/process.h"
 #include "platform/sysinfo/feature_check.h"
-#include "platform/sysinfo/processor_features.h"
 
 namespace kalvor {
 
@@ -23,13 +23,14 @@ using trel::CommandLine::ParameterList;
 
 namespace {
 
-void run_main_body(ParameterList& parameters) {
+void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     trel::CommandLine::consume_console_options(parameters);
-    trel::install_crash_report();
-    trel::os::set_process_priority(settings.process_priority);
-    trel::print_feature_check(trel::detect_features(), settings.skip_warnings);
-    trel::print_group_balance_check(trel::processor_group_sizes());
+    calls.install_crash_report();
+    calls.set_process_priority(settings.process_priority);
+    trel::print_feature_check(calls.detect_features(), settings.skip_warnings);
+    trel::print_group_balance_check(calls.processor_group_sizes());
+    if (calls.check_integrity) calls.check_integrity(settings.executable_path);
     Console::set_color('w');
     if (parameters.has_more()) {
         run_action(parameters);
@@ -46,6 +47,8 @@ int run_reported(const std::function<void()>& body) {
         return kExitSuccess;
     } catch (const trel::Exception& e) {
         e.print();
+    } catch (const NotAvailableException& e) {
+        Console::error_line(e.what());
     } catch (const std::exception& e) {
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
@@ -58,10 +61,21 @@ int run_reported(const std::function<void()>& body) {
     return kExitFailure;
 }
 
-int run_program(const std::vector<std::string>& words, ExecutablePath executable_path) {
+StartUpCalls start_up_calls() {
+    return {trel::os::started_from_existing_console,
+            trel::os::executable_path,
+            trel::os::set_window_size,
+            trel::install_crash_report,
+            trel::os::set_process_priority,
+            [] { return trel::detect_features(); },
+            trel::processor_group_sizes,
+            {}};
+}
+
+int run_program(const std::vector<std::string>& words, const StartUpCalls& calls) {
     trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
-    settings.started_from_existing_console = trel::os::started_from_existing_console();
-    const std::optional<std::string> path = executable_path();
+    settings.started_from_existing_console = calls.started_from_existing_console();
+    const std::optional<std::string> path = calls.executable_path();
     if (!path) {
         Console::error_line("Failed to retrieve path.");
         Console::fatal_exit(kExitFailure);
@@ -69,9 +83,9 @@ int run_program(const std::vector<std::string>& words, ExecutablePath executable
     settings.executable_path = *path;
     settings.executable_directory = trel::CommandLine::directory_of(*path);
     ParameterList parameters(words);
-    if (!settings.started_from_existing_console) trel::os::set_window_size(80, 25);
+    if (!settings.started_from_existing_console) calls.set_window_size(80, 25);
 
-    const int exit_code = run_reported([&parameters] { run_main_body(parameters); });
+    const int exit_code = run_reported([&] { run_main_body(parameters, calls); });
     Console::set_color('w');
     Console::new_line();
     if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "os/process.h"
+#include "os/types.h"
+#include "platform/sysinfo/processor_features.h"
 
 namespace kalvor {
 
@@ -18,12 +19,23 @@ enum ExitCode : int { kExitSuccess = 0, kExitFailure = 1 };
 // standard library its message in red; anything else is reported as a crash and ends the process.
 int run_reported(const std::function<void()>& body);
 
-using ExecutablePath = std::optional<std::string> (*)();
+// What the start-up asks of the system, in the order in which it does. Tests put calls of their own in place.
+struct StartUpCalls {
+    std::function<bool()> started_from_existing_console;
+    std::function<std::optional<std::string>()> executable_path;
+    std::function<void(trel::u32 columns, trel::u32 rows)> set_window_size;
+    std::function<void()> install_crash_report;
+    std::function<void(trel::i32 level)> set_process_priority;
+    std::function<trel::ProcessorFeatures()> detect_features;
+    std::function<std::vector<trel::u32>()> processor_group_sizes;
+    // Of the program's own file. Empty: a build that is not sealed (integrity.h).
+    std::function<void(const std::string& executable_path)> check_integrity;
+};
+// Those of this system, without a check of the file.
+StartUpCalls start_up_calls();
 
 // Runs the program with the words of its command line (UTF-8, the program first) and returns the exit code.
-// Without the executable's path it ends the process. `executable_path` stands in for the system's call in
-// tests.
-int run_program(const std::vector<std::string>& words,
-                ExecutablePath executable_path = trel::os::executable_path);
+// Without the executable's path it ends the process.
+int run_program(const std::vector<std::string>& words, const StartUpCalls& calls = start_up_calls());
 
 }  // namespace kalvor

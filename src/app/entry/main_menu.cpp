@@ -18,7 +18,7 @@ namespace Console = trel::Console;
 namespace {
 
 std::function<void()> missing(const char* what) {
-    return [what] { not_available("run_main_menu()", what); };
+    return [what] { not_available(what); };
 }
 
 }  // namespace
@@ -67,10 +67,10 @@ void run_main_menu(const MainMenuActions& actions) {
 }
 
 void run_main_menu() {
-    run_main_menu({missing("Benchmark Pi"), missing("The Component Stress Tester"),
-                   missing("The I/O Performance Analysis"), print_usage,
-                   missing("The BBP Digit Extractor for Pi"), missing("The Digit Viewer"),
-                   [] { show_action_menu(advanced_options_menu(), false); }, print_about_page});
+    run_main_menu({missing(Missing::kBenchmarkPi), missing(Missing::kStressTester),
+                   missing(Missing::kIoAnalysis), print_usage, missing(Missing::kBbpExtractor),
+                   missing(Missing::kDigitViewer), [] { show_action_menu(advanced_options_menu(), false); },
+                   print_about_page});
 }
 
 }  // namespace kalvor

@@ -9,7 +9,7 @@ namespace kalvor {
 void print_banner();
 
 // Banner, menu, choice; runs the chosen entry and returns. Throws EndOfStreamException when nobody answers,
-// InvalidParametersException for an entry that this version does not have, and what the entry throws.
+// NotAvailableException for an entry that this version does not have, and what the entry throws.
 void run_main_menu();
 
 // What the entries 0 to 7 do.

@@ -3,9 +3,27 @@
 
 #include <string>
 
+#include "base/errors/expected_exceptions.h"
+
 namespace kalvor {
 
-// Throws InvalidParametersException "<what> is not available in this version.".
-[[noreturn]] void not_available(const std::string& function, const std::string& what);
+// The top level shows its message as an error line: no failure that needs a report.
+TREL_EXPECTED_EXCEPTION(NotAvailableException);
+
+// Throws NotAvailableException "<what> is not available in this version.".
+[[noreturn]] void not_available(const std::string& what);
+
+// What is missing, by the names that menus, action words and settings files answer with.
+namespace Missing {
+inline constexpr const char* kBenchmarkPi = "Benchmark Pi";
+inline constexpr const char* kStressTester = "The Component Stress Tester";
+inline constexpr const char* kIoAnalysis = "The I/O Performance Analysis";
+inline constexpr const char* kBbpExtractor = "The BBP Digit Extractor for Pi";
+inline constexpr const char* kDigitViewer = "The Digit Viewer";
+inline constexpr const char* kBenchmarkValidator = "The Benchmark Validator";
+inline constexpr const char* kLogFormulaGenerator = "The Log(n) Formula Generator";
+inline constexpr const char* kSwapMultiplyTest = "The swap multiply test";
+inline constexpr const char* kSlaveMode = "Slave mode";
+}  // namespace Missing
 
 }  // namespace kalvor

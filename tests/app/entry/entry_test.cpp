@@ -7,9 +7,13 @@
 #include <filesystem>
 #include <new>
 
+#include "app/entry/about_page.h"
+#include "app/menus/not_available.h"
+#include "base/command_line/console_settings.h"
 #include "base/command_line/parameter_list.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
+#include "platform/sysinfo/feature_check.h"
 #include "support/capture_console.h"
 #include "support/crash.h"
 
@@ -43,12 +47,126 @@ TEST(RunReported, AStandardExceptionIsARedLine) {
               "{R}Uncaught std exception: To swap mode.\n");
 }
 
+TEST(RunReported, WhatIsMissingIsAnErrorLine) {
+    EXPECT_EQ(said([] { not_available("The flying carpet"); }, 1),
+              "\n{R}The flying carpet is not available in this version.\n{w}");
+}
+
+namespace {
+
+// Runs the program on a machine of the test's own, whose calls leave their mark in what is printed.
+class StartUp : public testing::Test {
+  protected:
+    void SetUp() override {
+        before_ = trel::CommandLine::console_settings();
+        trel::CommandLine::console_settings() = {};
+        const auto mark = [](const std::string& text) { trel::Console::print("<" + text + ">"); };
+        calls_.started_from_existing_console = [=, this] {
+            mark("console");
+            return existing_console_;
+        };
+        calls_.executable_path = [=] {
+            mark("path");
+            return std::optional<std::string>("/somewhere/bin/kalvor");
+        };
+        calls_.set_window_size = [=](trel::u32 columns, trel::u32 rows) {
+            mark("window " + std::to_string(columns) + " by " + std::to_string(rows));
+        };
+        calls_.install_crash_report = [=] { mark("crash report"); };
+        calls_.set_process_priority = [=](trel::i32 level) { mark("priority " + std::to_string(level)); };
+        calls_.detect_features = [=] {
+            mark("features");
+            return trel::ProcessorFeatures();
+        };
+        calls_.processor_group_sizes = [=] {
+            mark("groups");
+            return std::vector<trel::u32>{64, 8};
+        };
+        calls_.check_integrity = [=](const std::string& path) { mark("integrity of " + path); };
+    }
+    void TearDown() override { trel::CommandLine::console_settings() = before_; }
+
+    std::string run(std::vector<std::string> words, int exit_code) {
+        words.insert(words.begin(), "kalvor");
+        CaptureConsole console(CaptureConsole::terminal, true);
+        EXPECT_EQ(run_program(words, calls_), exit_code);
+        return console.take();
+    }
+
+    bool existing_console_ = true;
+    StartUpCalls calls_;
+
+  private:
+    trel::CommandLine::ConsoleSettings before_;
+};
+
+std::string printed(const std::function<void()>& print) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    print();
+    return console.take();
+}
+
+const std::string kKey = "{w}Press any key to continue . . . \n";
+
+// From the crash report to the action.
+std::string checks(const std::string& priority, bool skip_warnings) {
+    return "<crash report><priority " + priority + "><features>" +
+           printed([&] { trel::print_feature_check({}, skip_warnings); }) + "<groups>" + printed([] {
+               trel::print_group_balance_check({64, 8});
+           }) +
+           "<integrity of /somewhere/bin/kalvor>{w}";
+}
+
+}  // namespace
+
+TEST_F(StartUp, TheStepsInTheirOrder) {
+    const std::string about = printed(print_about_page);
+    // A prompt that was there before: the window stays as it is, and success does not pause.
+    EXPECT_EQ(run({"about"}, 0), "<console><path>" + checks("-1", false) + about + "{w}\n");
+    EXPECT_EQ(trel::CommandLine::console_settings().executable_path, "/somewhere/bin/kalvor");
+    EXPECT_EQ(trel::CommandLine::console_settings().executable_directory, "/somewhere/bin/");
+    // A window of its own.
+    existing_console_ = false;
+    EXPECT_EQ(run({"about"}, 0),
+              "<console><path><window 80 by 25>" + checks("-1", false) + about + "{w}\n" + kKey);
+    // Options act before the checks; a window is resized before any option is looked at.
+    EXPECT_EQ(run({"priority:2", "skip-warnings", "pause:-2", "about"}, 0),
+              "<console><path><window 80 by 25>" + checks("2", true) + about + "{w}\n");
+}
+
+TEST_F(StartUp, PausesByHowItEnded) {
+    const std::string missing = "\n{R}Benchmark Pi is not available in this version.\n{w}{w}\n";
+    for (const auto& [pause, after_success, after_failure] :
+         {std::tuple("pause:0", false, true), std::tuple("pause:1", true, true),
+          std::tuple("pause:-1", false, true), std::tuple("pause:-2", false, false)}) {
+        EXPECT_EQ(run({pause, "about"}, 0).ends_with("{w}\n" + kKey), after_success) << pause;
+        EXPECT_TRUE(run({pause, "bench"}, 1).ends_with(missing + (after_failure ? kKey : ""))) << pause;
+    }
+}
+
+// The menu comes up where no action is left, whatever options there were; nobody answers it here.
+TEST_F(StartUp, WithoutAnActionTheMenu) {
+    for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"colors:1", "pause:-1"}}) {
+        EXPECT_NE(run(words, 1).find("<integrity of /somewhere/bin/kalvor>{w}{g}Kalvor v"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(run({"colors:0", "pause:-2"}, 1).find('{'), std::string::npos);
+}
+
+// Builds that are not sealed have no such check.
+TEST_F(StartUp, WithoutACheckOfTheFile) {
+    calls_.check_integrity = {};
+    EXPECT_EQ(run({"about"}, 0).find("<integrity"), std::string::npos);
+}
+
 TEST(RunProgramDeathTest, WithoutTheExecutablesPath) {
     EXPECT_EXIT(
         {
             print_to_stderr();
             trel::Console::set_pause_before_fatal_exit(false);
-            run_program({"kalvor", "about"}, [] { return std::optional<std::string>(); });
+            StartUpCalls calls = start_up_calls();
+            calls.executable_path = [] { return std::optional<std::string>(); };
+            run_program({"kalvor", "about"}, calls);
         },
         testing::ExitedWithCode(1), "^\nFailed to retrieve path.\n$");
 }

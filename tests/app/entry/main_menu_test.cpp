@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "app/entry/about_page.h"
+#include "app/menus/not_available.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 
@@ -74,7 +75,7 @@ TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSo) {
     for (const char* choice : {"0", "1", "2", "4", "5"}) {
         CaptureConsole console;
         console.type({choice});
-        EXPECT_THROW(run_main_menu(), trel::InvalidParametersException) << choice;
+        EXPECT_THROW(run_main_menu(), NotAvailableException) << choice;
     }
 }
 

@@ -3,7 +3,7 @@
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
 #include "app/entry/compilation_options_page.h"
-#include "base/errors/exceptions.h"
+#include "app/menus/not_available.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
 #include "support/capture_console.h"
@@ -144,6 +144,6 @@ TEST(AdvancedOptions, ShowsTheirPages) {
     EXPECT_EQ(run("2"), menu + page([] { trel::print_hardware_features(trel::detect_features()); }));
     EXPECT_EQ(run("3"), menu + page(print_compilation_options));
     for (const char* choice : {"0", "1", "4"}) {
-        EXPECT_THROW(run(choice), trel::InvalidParametersException) << choice;
+        EXPECT_THROW(run(choice), NotAvailableException) << choice;
     }
 }

@@ -81,6 +81,49 @@ TEST(ParseScaledInteger, Rule) {
     EXPECT_EQ(parse_scaled_integer("-99999999999999999999"), -9223372036854775807);
 }
 
+TEST_F(ConsoleSettingsTest, Defaults) {
+    const ConsoleSettings& s = console_settings();
+    EXPECT_EQ(s.exit_pause_level, 0);
+    EXPECT_TRUE(s.pause_before_fatal_exit);
+    EXPECT_EQ(s.process_priority, -1);
+    EXPECT_TRUE(s.colors_enabled);
+    EXPECT_FALSE(s.include_pii);
+    EXPECT_FALSE(s.skip_warnings);
+}
+
+// What each option makes of its value.
+TEST_F(ConsoleSettingsTest, ValuesOfTheOptions) {
+    const auto after = [](const char* word) -> const ConsoleSettings& {
+        ParameterList list({"kalvor", word});
+        consume_console_options(list);
+        EXPECT_FALSE(list.has_more()) << word;
+        return console_settings();
+    };
+    for (const char* on : {"1", "2", "1k", "9999999999999"}) {
+        EXPECT_TRUE(after((std::string("colors:") + on).c_str()).colors_enabled) << on;
+        EXPECT_TRUE(after((std::string("PII:") + on).c_str()).include_pii) << on;
+    }
+    for (const char* off : {"0", "-1", "", "yes", "-1k"}) {
+        console_settings() = ConsoleSettings();
+        console_settings().include_pii = true;
+        EXPECT_FALSE(after((std::string("colors:") + off).c_str()).colors_enabled) << off;
+        EXPECT_FALSE(after((std::string("PII:") + off).c_str()).include_pii) << off;
+    }
+    EXPECT_FALSE(after("colors").colors_enabled);
+    EXPECT_EQ(after("pause:3").exit_pause_level, 3);
+    EXPECT_TRUE(after("pause:-1").pause_before_fatal_exit);
+    EXPECT_FALSE(after("pause:-2").pause_before_fatal_exit);
+    EXPECT_EQ(after("pause:99999999999").exit_pause_level, 2147483647);
+    EXPECT_EQ(after("pause").exit_pause_level, 0);
+    EXPECT_FALSE(console_settings().pause_before_fatal_exit);  // no other value puts it back
+    EXPECT_EQ(after("priority:-5").process_priority, -5);
+    EXPECT_EQ(after("priority").process_priority, 0);
+    EXPECT_TRUE(after("skip-warnings:0").skip_warnings);  // it takes no value
+    ParameterList other({"kalvor", "pii:1"});
+    consume_console_options(other);
+    EXPECT_TRUE(other.has_more());
+}
+
 TEST_F(ConsoleSettingsTest, OptionsComeBeforeTheActionWord) {
     ParameterList list({"kalvor", "colors:0", "pause:-2", "priority:7", "PII:1", "skip-warnings", "height:50",
                         "custom", "pause:5"});

@@ -20,6 +20,16 @@ std::string thrown(const std::function<void()>& f) {
     return "nothing";
 }
 
+// A node whose tag is none of the four.
+class OfNoType final : public Node {
+  public:
+    OfNoType() : Node(static_cast<NodeType>(4)) {}
+    void append_acfg(std::string&, u64) const override {}
+    void append_json(std::string&, bool, u64) const override {}
+    std::unique_ptr<Node> move_clone() override { return clone(); }
+    std::unique_ptr<Node> clone() const override { return std::make_unique<OfNoType>(); }
+};
+
 }  // namespace
 
 TEST(ConfigObject, KeepsTheOrderOfItsMembers) {
@@ -84,6 +94,17 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
     off.add_bool("b", false);
     EXPECT_FALSE(off.get_bool("b"));
     EXPECT_STREQ(type_name(static_cast<NodeType>(4)), "invalid type");
+    o.add_node("x", std::make_unique<OfNoType>());
+    EXPECT_EQ(thrown([&] { o.get_integer("x"); }), "ParseException |  | Expected Integer, got invalid type.");
+    EXPECT_EQ(thrown([&] { o.get_bool("x", "Switch"); }),
+              "ParseException |  | Switch: Expected String, got invalid type.");
+    for (const auto& get : {std::function<void()>([&] { o.get_integer("Key", "c"); }),
+                            std::function<void()>([&] { o.get_string("Key", "c"); }),
+                            std::function<void()>([&] { o.get_array("Key", "c"); }),
+                            std::function<void()>([&] { o.get_object("Key", "c"); }),
+                            std::function<void()>([&] { o.get_bool("Key", "c"); })}) {
+        EXPECT_EQ(thrown(get), "KeyNotFoundException |  | Key");
+    }
 }
 
 TEST(ConfigObject, ChecksItsKeysInTheirOrder) {

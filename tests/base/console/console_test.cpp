@@ -13,6 +13,10 @@ TEST(ConsolePrimitives, ColorsAreSetBeforeAndResetAfter) {
     EXPECT_EQ(console.take(), "a{G}b");
     Console::print_line("line", 'T');
     EXPECT_EQ(console.take(), "{T}line\n");
+    Console::new_line();
+    EXPECT_EQ(console.take(), "\n");
+    Console::print("", 'P');
+    EXPECT_EQ(console.take(), "{P}");
     Console::error_line("bad");
     EXPECT_EQ(console.take(), "\n{R}bad\n{w}");
     Console::error_line("bad", true);

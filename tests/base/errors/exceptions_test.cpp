@@ -295,19 +295,6 @@ TEST(ExceptionFamily, HandlersOfABaseCatchWhatIsBelow) {
     }
 }
 
-// Printed to the standard error through a sink of its own, where a death test can see it.
-namespace {
-class ErrorSink final : public Console::Sink {
-  public:
-    void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
-    void set_color(Console::ColorLetter) override {}
-    bool is_terminal() const override { return false; }
-};
-void to_stderr() {
-    Console::set_sink(new ErrorSink);
-}
-}  // namespace
-
 // A second registration while static objects are still being built: in a process of its own, told by its
 // environment, before any other initialiser of this program may have run.
 namespace {
@@ -332,7 +319,7 @@ TEST(FatalPaths, DuplicateRegistrationBeforeMain) {
 TEST(FatalPaths, DuplicateRegistration) {
     EXPECT_EXIT(
         {
-            to_stderr();
+            print_to_stderr();
             register_exception_type("StringException", nullptr);
         },
         testing::ExitedWithCode(1), "\nDuplicate Exception Type\nPress any key to continue");
@@ -341,7 +328,7 @@ TEST(FatalPaths, DuplicateRegistration) {
 TEST(FatalPaths, AssertionFailure) {
     EXPECT_EXIT(
         {
-            to_stderr();
+            print_to_stderr();
             assertion_failure(kInvalidParameters, "A::b()", "n = 5");
         },
         testing::ExitedWithCode(1),
@@ -354,7 +341,7 @@ TEST(FatalPaths, AssertionFailure) {
 TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
     EXPECT_EXIT(
         {
-            to_stderr();
+            print_to_stderr();
             Console::set_pause_before_fatal_exit(false);
             assertion_failure("text ", "f()", "");
         },
@@ -365,10 +352,27 @@ TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
         "issues.\nAre you overclocking\\?\n\nTerminating Program...\n$");
 }
 
+TEST(FatalPaths, TheirColours) {
+    const auto fail = [] {
+        print_to_stderr(true);
+        assertion_failure("text ", "f()", "detail");
+    };
+    EXPECT_EXIT(fail(), testing::ExitedWithCode(1), "^.R.\n\nFATAL ERROR: Assertion Failure\n\ntext f");
+    EXPECT_EXIT(fail(), testing::ExitedWithCode(1), "Terminating Program...\n.w..w.Press any key");
+    EXPECT_EXIT(
+        {
+            print_to_stderr(true);
+            Console::error_line("broken", true);
+            Console::set_pause_before_fatal_exit(false);
+            Console::fatal_exit(3);
+        },
+        testing::ExitedWithCode(3), "^\n.R.broken\n.w.$");
+}
+
 TEST(FatalPaths, ThreadEdges) {
     auto die_of = [](const std::function<void()>& thrower, std::string_view line,
                      std::string_view unknown = {}) {
-        to_stderr();
+        print_to_stderr();
         Console::set_pause_before_fatal_exit(false);
         std::thread([&] {
             try {

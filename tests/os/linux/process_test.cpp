@@ -2,7 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
+
+#include "support/child.h"
+#include "support/run_program.h"
+
 using namespace trel;
+
+namespace {
+
+const kalvor_test::Child print_path("print path", [] {
+    std::printf("<%s>", os::executable_path().value_or("none").c_str());
+});
+
+}  // namespace
 
 TEST(ProcessPriority, NiceValues) {
     EXPECT_EQ(os::system_priority_of_level(-5), 19);
@@ -20,4 +34,23 @@ TEST(CommandLine, IsWhatMainGot) {
     char* words[] = {program.data(), word.data(), nullptr};
     EXPECT_EQ(os::command_line(2, words), (std::vector<std::string>{program, word}));
     EXPECT_TRUE(os::command_line(0, words + 2).empty());
+}
+
+// Longer than the first buffer of 520 characters, and than the second; and about as long as the first.
+TEST(ExecutablePath, MayBeLong) {
+    const kalvor_test::TemporaryFolder folder;
+    const std::string program = *os::executable_path();
+    for (const size_t length :
+         {size_t(518), size_t(519), size_t(520), size_t(521), size_t(1041), size_t(2000)}) {
+        std::string path = std::filesystem::canonical(folder.path()).string();
+        while (path.size() + 202 < length) path += "/" + std::string(100, 'd');
+        std::filesystem::create_directories(path);
+        path += "/" + std::string(length - path.size() - 1, 'p');
+        ASSERT_EQ(path.size(), length);
+        std::filesystem::copy_file(program, path);
+        const kalvor_test::ProgramRun run = kalvor_test::run_program(path, {"--child", "print path"});
+        std::filesystem::remove(path);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_NE(run.out.find("<" + path + ">"), std::string::npos) << length << "\n" << run.out;
+    }
 }

@@ -59,6 +59,10 @@ TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
     ASSERT_EQ(run.exit_code, 0) << run.out;
     EXPECT_TRUE(run.has("\x1b[0mWorking Memory...  ")) << run.out;
     EXPECT_TRUE(run.has("\x1b[0mTwiddle Tables...  ")) << run.out;
+    // The line is 79 wide: one column of the window stays free.
+    const std::string blanks(79, ' ');
+    EXPECT_TRUE(run.has("\r" + blanks + "\r")) << run.out;
+    EXPECT_FALSE(run.has(blanks + " ")) << run.out;
     const std::string screen = visible(run.out);
     EXPECT_EQ(screen.find("Working Memory..."), std::string::npos) << screen;
     EXPECT_EQ(screen.find("Twiddle Tables..."), std::string::npos) << screen;

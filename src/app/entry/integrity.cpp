@@ -1,0 +1,47 @@
+#include "app/entry/integrity.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "base/console/console.h"
+#include "base/hash/sha256.h"
+#include "platform/fileio/raw_file.h"
+
+namespace kalvor {
+
+using trel::u64;
+
+namespace {
+
+constexpr std::string_view kMark = "KALVOR-SEAL-SHA256:";
+constexpr u64 kSealBytes = kMark.size() + 64;
+
+}  // namespace
+
+bool is_intact(const std::string& path) {
+    constexpr u64 kPiece = u64(1) << 20;
+    trel::FileIO::RawFile file(path, trel::FileIO::OpenMode::read, false);
+    const u64 bytes = file.size();
+    if (bytes < kSealBytes) return false;
+    const u64 sealed = bytes - kSealBytes;
+
+    trel::Sha256 hash;
+    std::string piece;
+    for (u64 at = 0; at < sealed; at += piece.size()) {
+        piece.resize(std::min(kPiece, sealed - at));
+        file.load(piece.data(), at, piece.size());
+        hash.update(piece);
+    }
+    std::string seal(kSealBytes, '\0');
+    file.load(seal.data(), sealed, kSealBytes);
+    return seal == std::string(kMark) + trel::to_hex(hash.finish());
+}
+
+void check_integrity(const std::string& path) {
+    if (is_intact(path)) return;
+    trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
+    trel::Console::print_line("Please build or install Kalvor again.");
+    trel::Console::fatal_exit(1);
+}
+
+}  // namespace kalvor
