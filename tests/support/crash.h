@@ -25,8 +25,8 @@ CrashCode crash_code(CrashCause cause);
 // The system's number for a file that cannot be created since a folder has its name.
 trel::u32 error_of_a_folder_in_the_way();
 
-// Makes the program that this process runs in that folder crash by a bad access, once it has used a second of
-// processor time; waits a minute at most. Returns the id of its process, 0 if there was none.
-trel::u32 crash_busy_program(const std::string& folder);
+// Makes the program that this process runs in that folder crash by a bad access. Returns the id of its
+// process, 0 if there was none. The program may live for a while yet.
+trel::u32 crash_program_in(const std::string& folder);
 
 }  // namespace kalvor_test

@@ -47,7 +47,8 @@ std::string read_terminal(int terminal, pid_t child, int& status, rusage& usage)
 ProgramRun run_program(const std::string& program, const std::vector<std::string>& arguments,
                        const RunOptions& options) {
     TemporaryFolder logs;
-    const std::string out_path = logs / "out", err_path = logs / "err";
+    const std::string out_path = options.output_file.empty() ? logs / "out" : options.output_file;
+    const std::string err_path = logs / "err";
     int terminal = -1;
     std::string terminal_name;
     if (options.terminal) {

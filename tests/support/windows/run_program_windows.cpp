@@ -61,7 +61,8 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
                        const RunOptions& options) {
     if (options.terminal || options.file_size_limit != 0 || options.memory_limit != 0) return {};
     TemporaryFolder logs;
-    const std::string out_path = logs / "out", err_path = logs / "err";
+    const std::string out_path = options.output_file.empty() ? logs / "out" : options.output_file;
+    const std::string err_path = logs / "err";
     const std::wstring path = std::filesystem::absolute(to_utf16(program)).wstring();
     std::wstring command = quoted(path);
     for (const std::string& argument : arguments) command += L" " + quoted(to_utf16(argument));
