@@ -72,7 +72,9 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     target_include_directories(test_support PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests
                                ${oracle_includes})
     target_link_libraries(test_support PRIVATE GTest::gtest)
-    target_compile_definitions(test_support PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")
+    target_compile_definitions(test_support PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>"
+                               $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
+                               $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
     target_sources(kalvor_test_support INTERFACE $<TARGET_OBJECTS:test_support>)
   endif()
   # One program for the rooms' objects keeps the link of each test short.

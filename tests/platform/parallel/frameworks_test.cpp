@@ -14,10 +14,10 @@
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "platform/parallel/bounded_dispatch.h"
-#include "platform/parallel/framework_cases.h"
 #include "platform/parallel/framework_registry.h"
 #include "platform/parallel/spawn_framework.h"
 #include "support/capture_console.h"
+#include "support/framework_cases.h"
 
 using namespace trel;
 

@@ -15,10 +15,10 @@
 #include "platform/parallel/bisection.h"
 #include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/cpp_async_framework.h"
-#include "platform/parallel/framework_cases.h"
 #include "platform/parallel/push_pool_framework.h"
 #include "platform/parallel/task_queue_framework.h"
 #include "platform/parallel/win_pool_framework.h"
+#include "support/framework_cases.h"
 #ifdef KALVOR_HAVE_TBB
 #include <tbb/global_control.h>
 

@@ -9,8 +9,8 @@
 #include <system_error>
 #include <thread>
 
-#include "platform/parallel/framework_cases.h"
 #include "platform/parallel/spawn_framework.h"
+#include "support/framework_cases.h"
 
 using namespace trel;
 using trel_test::Recorder;

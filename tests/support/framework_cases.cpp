@@ -1,5 +1,5 @@
 // The table of framework cases.
-#include "platform/parallel/framework_cases.h"
+#include "support/framework_cases.h"
 
 #ifdef KALVOR_HAVE_TBB
 #include <tbb/global_control.h>
