@@ -8,12 +8,11 @@ namespace trel::FileIO {
 namespace {
 
 os::OsError rename_over(const std::string& from, const std::string& to) {
-    os::OsError error = file_functions().rename(from.c_str(), to.c_str());
-    // Only a target in the way is deleted: after any other failure it may be the last good copy.
-    if (error.category == os::ErrorCategory::exists && !file_functions().remove(to.c_str())) {
-        error = file_functions().rename(from.c_str(), to.c_str());
-    }
-    return error;
+    const os::OsError error = file_functions().rename(from.c_str(), to.c_str());
+    // Where there is nothing to rename, the target may be the last good copy.
+    if (!error || error.category == os::ErrorCategory::not_found) return error;
+    (void)file_functions().remove(to.c_str());
+    return file_functions().rename(from.c_str(), to.c_str());
 }
 
 // Attempts until one succeeds or nobody is there to ask for another.

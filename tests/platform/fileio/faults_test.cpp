@@ -263,23 +263,27 @@ TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
     KeyConsole console(5);
     folder_.write("a", "new");
     folder_.write("b", "old");
-    disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 2);
+    disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 4);
     persistent_rename(folder_.file("a"), folder_.file("b"));
     EXPECT_EQ(folder_.read("b"), "new");
     EXPECT_FALSE(folder_.has("a"));
     const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + folder_.file("b") +
                                 "\nRe-attempting...\nPress any key to continue . . . \n";
     EXPECT_EQ(console.text_, attempt + attempt);
-    EXPECT_EQ(disk_.count(Call::remove), 0U) << "a good copy was deleted";
+    EXPECT_EQ(disk_.count(Call::remove), 2U);
 }
 
-TEST_F(Faults, PersistentRenameDeletesWhatIsInTheWay) {
-    folder_.write("a", "new");
-    folder_.write("b", "old");
-    disk_.fail(Call::rename, 1, {17, os::ErrorCategory::exists});
-    persistent_rename(folder_.file("a"), folder_.file("b"));
-    EXPECT_EQ(disk_.count(Call::remove), 1U);
-    EXPECT_EQ(folder_.read("b"), "new");
+TEST_F(Faults, PersistentRenameDeletesTheTargetOnce) {
+    for (const os::OsError error :
+         {os::OsError{17, os::ErrorCategory::exists}, FaultyFile::access_denied()}) {
+        folder_.write("a", "new");
+        folder_.write("b", "old");
+        const u64 removed = disk_.count(Call::remove);
+        disk_.fail(Call::rename, disk_.count(Call::rename) + 1, error);
+        persistent_rename(folder_.file("a"), folder_.file("b"));
+        EXPECT_EQ(disk_.count(Call::remove), removed + 1);
+        EXPECT_EQ(folder_.read("b"), "new");
+    }
 }
 
 TEST_F(Faults, PersistentRenameEndsWithTheInput) {
@@ -288,5 +292,6 @@ TEST_F(Faults, PersistentRenameEndsWithTheInput) {
     EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("missing"), folder_.file("b")); }),
               "FileIO::persistent_rename()|Unable to rename file.\n\nPath does not exist.|2");
     EXPECT_EQ(disk_.count(Call::rename), 3U);
-    EXPECT_EQ(folder_.read("b"), "old");
+    EXPECT_EQ(disk_.count(Call::remove), 0U);
+    EXPECT_EQ(folder_.read("b"), "old") << "a good copy was deleted";
 }
