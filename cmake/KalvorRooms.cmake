@@ -17,10 +17,9 @@ set(KALVOR_ISA_FLAGS_avx2 -march=x86-64-v3)
 set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -madx -mprefer-vector-width=512
     -Wno-uninitialized -Wno-maybe-uninitialized)
 
-# For builds from nothing (CI). Not the default: ccache does not keep what is made so, and "all" hides a missing include
-# of the library's headers, so one build of CI does without.
-set(KALVOR_PRECOMPILED_HEADERS "" CACHE STRING
-    "Headers compiled only once: \"tests\", what every test includes; \"all\", common ones of the library too")
+# For builds from nothing (CI). Not the default: ccache does not keep what is made so, it hides a missing include of the
+# library's headers, and GCC 12 then warns about its own library; so CI's release build does without.
+option(KALVOR_PRECOMPILED_HEADERS "Compile common headers only once" OFF)
 set(KALVOR_COMMON_HEADERS <algorithm> <functional> <map> <memory> <mutex> <optional> <string> <vector>)
 
 # Drops the files and folders of another system.
@@ -92,7 +91,7 @@ function(kalvor_add_rooms)
       target_link_libraries(kalvor_rooms INTERFACE kalvor_cilk)
     elseif(sources)
       add_library(${target} OBJECT ${sources})
-      if(KALVOR_PRECOMPILED_HEADERS STREQUAL "all")
+      if(KALVOR_PRECOMPILED_HEADERS)
         if(room STREQUAL "os")
           target_precompile_headers(os PRIVATE ${KALVOR_COMMON_HEADERS})
         else()
