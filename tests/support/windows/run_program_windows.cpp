@@ -83,9 +83,16 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
     start.hStdOutput = inheritable(out_path, GENERIC_WRITE, CREATE_ALWAYS);
     start.hStdError = inheritable(err_path, GENERIC_WRITE, CREATE_ALWAYS);
     PROCESS_INFORMATION process{};
-    const BOOL started =
-        CreateProcessW(path.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
-                       environment.data(), folder.empty() ? nullptr : folder.c_str(), &start, &process);
+    // Wine on a busy machine now and then does not start a program at the first attempt.
+    BOOL started = FALSE;
+    DWORD error = 0;
+    for (int attempt = 0; attempt < 3 && !started; attempt++) {
+        if (attempt != 0) Sleep(500);
+        started =
+            CreateProcessW(path.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
+                           environment.data(), folder.empty() ? nullptr : folder.c_str(), &start, &process);
+        error = started ? 0 : GetLastError();
+    }
     for (HANDLE handle : {start.hStdInput, start.hStdOutput, start.hStdError}) CloseHandle(handle);
     ProgramRun run;
     if (options.input) {
@@ -96,7 +103,10 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         }
         CloseHandle(to_child);
     }
-    if (!started) return run;
+    if (!started) {
+        run.err = "CreateProcess: error " + std::to_string(error);
+        return run;
+    }
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD code = 0;
     GetExitCodeProcess(process.hProcess, &code);
