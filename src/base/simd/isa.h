@@ -35,8 +35,8 @@ constexpr bool is_built([[maybe_unused]] Isa isa) {
 #endif
 }
 
-// The levels in this build that the processor and the operating system can run, lowest first. May be empty on a processor
-// without AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
+// The levels in this build that this processor and operating system can run, lowest first. May be empty on a
+// processor without AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
 const std::vector<Isa>& available_isas();
 
 // The level in use: the highest available one, or the one that the environment variable KALVOR_ISA names. An

@@ -83,29 +83,7 @@ TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
 }
 
 TEST_P(Frameworks, NestedDispatchesFinish) {
-    std::atomic<u64> leaves{0};
-    BasicParallelizer& framework = *framework_;
-    struct Node final : BasicAction {
-        Node(BasicParallelizer& framework, std::atomic<u64>& leaves, int depth)
-            : framework(framework), leaves(leaves), depth(depth) {}
-        void run(u64) override {
-            if (depth == 0) {
-                leaves++;
-                return;
-            }
-            Node child(framework, leaves, depth - 1);
-            if (depth % 2 == 0) {
-                framework.run_in_parallel(child, 0, 3);
-            } else {
-                framework.run_in_parallel(child, child);
-            }
-        }
-        BasicParallelizer& framework;
-        std::atomic<u64>& leaves;
-        int depth;
-    } root(framework, leaves, 5);
-    root.run(0);
-    EXPECT_EQ(leaves.load(), 2U * 3 * 2 * 3 * 2);
+    trel_test::run_tree(*framework_, 3);
 }
 
 TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
