@@ -115,6 +115,13 @@ const Child no_record_child("no record", [] {
     report_crash(nullptr);
     os::exit_process(1);
 });
+// Prints what its input still has after the report.
+const Child key_child("one key", [] {
+    begin();
+    report_crash(nullptr);
+    std::string line;
+    Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+});
 
 // ---- a child that works with its secrets
 
@@ -299,6 +306,18 @@ TEST(CrashReport, AFileThatCannotBeCreated) {
     EXPECT_EQ(out.dumps.size(), 0u);
     const std::string number = std::to_string(kalvor_test::error_of_a_folder_in_the_way());
     EXPECT_EQ(out.out, report("\nUnable to create dump file: " + number));
+}
+
+// Exactly one: the rest is nobody's answer to this prompt.
+TEST(CrashReport, WaitsForOneKey) {
+    for (const auto& [input, left] : {std::pair("kleft\n", "[left]"), std::pair("k", "[end]")}) {
+        const kalvor_test::TemporaryFolder folder;
+        kalvor_test::RunOptions options;
+        options.input = input;
+        const Crash out = crash(folder, "one key", options);
+        EXPECT_EQ(out.exit_code, 0);
+        EXPECT_EQ(out.out, report() + left);
+    }
 }
 
 TEST(CrashReport, WithoutARecord) {

@@ -22,6 +22,11 @@ const Child heap_child("heap", [] {
     std::free(block);
     std::free(block);
 });
+const Child colorless_child("store without colours", [] {
+    Console::set_colors_enabled(false);
+    begin();
+    store_to_nowhere();
+});
 
 }  // namespace
 
@@ -53,6 +58,26 @@ TEST(CrashDump, OneThreadWithItsCodeAndTheSystemsTexts) {
     EXPECT_EQ(dump.stream(0x47670004).rfind("Name:\t", 0), 0u);
     EXPECT_EQ(dump.stream(0x47670008).size() % 16, 0u);
     EXPECT_GT(dump.stream(0x47670008).size(), 16u);
+}
+
+// On a terminal the report is red up to its prompt, unless colours are off.
+TEST(CrashDump, TheReportHasItsColours) {
+    const auto on_terminal = [](const char* way, const char* no_color) {
+        const TemporaryFolder folder;
+        kalvor_test::RunOptions options;
+        options.terminal = true;
+        options.environment = {std::string("NO_COLOR=") + no_color};
+        return crash(folder, way, options).out;
+    };
+    const auto text = [](const std::string& red, const std::string& plain) {
+        return "half a line \r\n" + red +
+               "Oops... Kalvor has crashed.\r\n\r\nCreating mini-dump file...   Done!\r\n\r\n"
+               "The program will now exit.\r\n" +
+               plain + "Press any key to continue . . . \r\n";
+    };
+    EXPECT_EQ(on_terminal("store", ""), text("\x1b[91m", "\x1b[0m"));
+    EXPECT_EQ(on_terminal("store", "1"), text("", ""));
+    EXPECT_EQ(on_terminal("store without colours", ""), text("", ""));
 }
 
 TEST(CrashDump, ASignalThatIsRaised) {
