@@ -67,6 +67,9 @@ TEST(UsageTest, AnOptionAfterTheActionIsNoConsoleOption) {
     const ProgramRun run = run_kalvor({"custom", "pi", "pause:-2"});
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_TRUE(run.has("\nInvalid Parameter: pause:-2\n")) << run.out;
+    // Right behind the action's word it is what the action expects there: a constant, a file.
+    EXPECT_TRUE(run_kalvor({"custom", "pause:-2"}).has("\nInvalid Constant: pause\n"));
+    EXPECT_TRUE(run_kalvor({"config", "skip-warnings"}).has("\nPath:   skip-warnings.cfg\n"));
 }
 
 TEST(UsageTest, AnOptionWithoutItsArgument) {
