@@ -32,6 +32,9 @@ TEST(FormatBytes, Examples) {
     EXPECT_EQ(format_bytes(1075), "1.05 KiB");
     EXPECT_EQ(format_bytes(u64(512) << 20), " 512 MiB");
     EXPECT_EQ(format_bytes(u64(25) << 29), "12.5 GiB");
+    EXPECT_EQ(format_bytes(1000000), " 977 KiB");
+    EXPECT_EQ(format_bytes(1023487), " 999 KiB");
+    EXPECT_EQ(format_bytes(1023488), "0.98 MiB");
     EXPECT_EQ(format_bytes(1023999), "0.98 MiB");
     EXPECT_EQ(format_bytes(1024000), "0.98 MiB");
     EXPECT_EQ(format_bytes(10239), "10.0 KiB");
