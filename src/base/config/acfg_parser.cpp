@@ -95,7 +95,7 @@ class AcfgParser {
                     in_.skip();
                     return out;
                 case '\r':
-                    // A lone carriage return stays: it is a blank for whoever comes next.
+                    // A lone carriage return ends it too, and goes: what comes next skips blanks anyway.
                     in_.skip();
                     if (in_.next_is('\n')) in_.skip();
                     return out;

@@ -379,6 +379,17 @@ TEST(LinearConsole, MisuseIsRefused) {
                   "Attempted to pop a non-existent node.");
 }
 
+TEST(LinearConsole, AFatalErrorEndsTheProgram) {
+    EXPECT_EXIT(
+        {
+            print_to_stderr(true);
+            Console::set_pause_before_fatal_exit(false);
+            LinearConsoleNode(79, 1.0).FatalError("broken");
+        },
+        testing::ExitedWithCode(1),
+        "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
+}
+
 TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
     CaptureConsole console(CaptureConsole::terminal);
     Status& status = null_status();
@@ -392,7 +403,13 @@ TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
         frame.node().refresh(true);
     }
     EXPECT_EQ(console.text(), "");
-    EXPECT_EXIT(status.FatalError("broken"), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(
+        {
+            print_to_stderr();
+            Console::set_pause_before_fatal_exit(false);
+            status.FatalError("broken");
+        },
+        testing::ExitedWithCode(1), "^\nbroken\nFatal error encountered. Terminating program.\n$");
 }
 
 TEST(StatusDigits, Words) {

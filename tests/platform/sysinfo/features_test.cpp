@@ -124,6 +124,14 @@ TEST(GroupBalance, WarnsOnlyWhenGroupsDiffer) {
               "    Group  0:  64 cores\n"
               "    Group  1:   8 cores\n"
               "{w}\n{w}Press any key to continue . . . \n");
+    // Any group counts, and numbers may need more room.
+    std::vector<u32> groups(11, 64);
+    groups[10] = 100;
+    print_group_balance_check(groups);
+    const std::string text = console.take();
+    EXPECT_TRUE(text.starts_with("{R}Warning: ")) << text;
+    EXPECT_NE(text.find("\n    Group  9:  64 cores\n    Group 10:  100 cores\n{w}\n"), std::string::npos)
+        << text;
 }
 
 // The whole page, colours included: on a machine without AVX512-VBMI, which makes the start-up check warn.
