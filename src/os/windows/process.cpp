@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "os/windows/module_path.h"
 #include "os/windows/utf8.h"
 
 namespace trel::os {
@@ -24,17 +25,11 @@ std::vector<std::string> command_line(int argc, char** argv) {
 }
 
 std::optional<std::string> executable_path() {
-    std::wstring buffer(520, L'\0');
-    while (true) {
-        const DWORD length = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0) return std::nullopt;
-        if (length < buffer.size()) {
-            std::string path = to_utf8(std::wstring_view(buffer.data(), length));
-            std::replace(path.begin(), path.end(), '\\', '/');
-            return path;
-        }
-        buffer.resize(2 * buffer.size());
-    }
+    const std::optional<std::wstring> wide = module_path();
+    if (!wide) return std::nullopt;
+    std::string path = to_utf8(without_long_prefix(*wide));
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
 }
 
 i32 system_priority_of_level(i32 level) {

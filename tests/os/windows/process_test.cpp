@@ -4,7 +4,10 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
+#include "os/windows/module_path.h"
 #include "support/child.h"
 #include "support/run_program.h"
 
@@ -43,4 +46,42 @@ TEST(ExecutablePath, HasTheProgramsSeparators) {
     EXPECT_TRUE(path.ends_with(".exe")) << path;
     EXPECT_NE(path.find('/'), std::string::npos) << path;
     EXPECT_EQ(path.find('\\'), std::string::npos) << path;
+}
+
+namespace {
+
+// A system whose program has a path of that many characters.
+size_t length_of_path = 0;
+std::vector<DWORD> buffers;
+
+DWORD WINAPI long_path(HMODULE, wchar_t* buffer, DWORD size) {
+    buffers.push_back(size);
+    for (DWORD i = 0; i < size; i++) buffer[i] = i < length_of_path ? L'p' : L'\0';
+    if (length_of_path < size) return static_cast<DWORD>(length_of_path);
+    buffer[size - 1] = L'\0';
+    return size;
+}
+
+std::vector<DWORD> asked_for(size_t length) {
+    length_of_path = length;
+    buffers.clear();
+    EXPECT_EQ(os::module_path(long_path), std::wstring(length, L'p'));
+    return buffers;
+}
+
+}  // namespace
+
+TEST(ExecutablePath, MayBeLong) {
+    using Sizes = std::vector<DWORD>;
+    EXPECT_EQ(asked_for(1), Sizes{520});
+    EXPECT_EQ(asked_for(519), Sizes{520});
+    EXPECT_EQ(asked_for(520), (Sizes{520, 1040}));
+    EXPECT_EQ(asked_for(1040), (Sizes{520, 1040, 2080}));
+    EXPECT_EQ(asked_for(32767), (Sizes{520, 1040, 2080, 4160, 8320, 16640, 33280}));
+    length_of_path = 0;
+    EXPECT_FALSE(os::module_path(long_path).has_value());
+    EXPECT_EQ(os::without_long_prefix(L"C:\\bin\\kalvor.exe"), L"C:\\bin\\kalvor.exe");
+    EXPECT_EQ(os::without_long_prefix(L"\\\\?\\C:\\bin\\kalvor.exe"), L"C:\\bin\\kalvor.exe");
+    EXPECT_EQ(os::without_long_prefix(L"\\\\?\\UNC\\server\\bin\\kalvor.exe"), L"\\\\server\\bin\\kalvor.exe");
+    EXPECT_EQ(os::without_long_prefix(L"\\\\server\\bin\\kalvor.exe"), L"\\\\server\\bin\\kalvor.exe");
 }
