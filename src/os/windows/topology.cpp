@@ -1,28 +1,17 @@
-#include "os/topology.h"
+#include "os/windows/topology_records.h"
 
 #include <windows.h>
 
 #include <bit>
-#include <cstddef>
 #include <vector>
 
 namespace trel::os {
 
-Topology topology(const std::string&) {
+Topology topology_of(std::span<const std::byte> records) {
     Topology t;
-    DWORD bytes = 0;
-    GetLogicalProcessorInformationEx(RelationAll, nullptr, &bytes);
-    std::vector<std::byte> buffer(bytes);
-    if (bytes == 0) return t;
-    if (!GetLogicalProcessorInformationEx(
-            RelationAll, reinterpret_cast<SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX*>(buffer.data()), &bytes)) {
-        return t;
-    }
-    // Records of different sizes, one after the other.
-    for (size_t at = 0; at + sizeof(DWORD) * 2 <= bytes;) {
-        const auto* record =
-            reinterpret_cast<const SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX*>(buffer.data() + at);
-        if (record->Size == 0 || record->Size > bytes - at) break;
+    while (records.size() >= 2 * sizeof(DWORD)) {
+        const auto* record = reinterpret_cast<const SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX*>(records.data());
+        if (record->Size == 0 || record->Size > records.size()) break;
         switch (record->Relationship) {
             case RelationProcessorCore:
                 t.physical_cores++;
@@ -40,9 +29,21 @@ Topology topology(const std::string&) {
             default:
                 break;
         }
-        at += record->Size;
+        records = records.subspan(record->Size);
     }
     return t;
+}
+
+Topology topology(const std::string&) {
+    DWORD bytes = 0;
+    GetLogicalProcessorInformationEx(RelationAll, nullptr, &bytes);
+    std::vector<std::byte> buffer(bytes);
+    if (bytes == 0) return {};
+    if (!GetLogicalProcessorInformationEx(
+            RelationAll, reinterpret_cast<SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX*>(buffer.data()), &bytes)) {
+        return {};
+    }
+    return topology_of({buffer.data(), bytes});
 }
 
 }  // namespace trel::os

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <windows.h>
+// After windows.h.
+#include <objbase.h>
+
 #include <cstdio>
+#include <thread>
 
 #include "os/memory_status.h"
 #include "os/sysquery.h"
@@ -71,6 +76,18 @@ TEST(SystemQuery, AClassThatIsNoneFails) {
 
 TEST(SystemQuery, OneAfterTheOther) {
     for (int i = 0; i < 3; i++) EXPECT_EQ(system_query("Win32_BaseBoard", {}).failure, QueryFailure::none);
+}
+
+// A thread that has the library in its other mode.
+TEST(SystemQuery, InAnApartmentOfOneThread) {
+    std::thread([] {
+        ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
+        EXPECT_EQ(system_query("Win32_BaseBoard", {"Product"}).failure, QueryFailure::none);
+        // Its own use of it goes on.
+        EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);
+        CoUninitialize();
+        CoUninitialize();
+    }).join();
 }
 
 TEST(Utf8, ThereAndBack) {
