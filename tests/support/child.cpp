@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <string_view>
+#include <string>
 
 namespace kalvor_test {
 namespace {
@@ -17,14 +17,19 @@ Child::Child(const char* name, void (*body)()) {
     if (!children().emplace(name, body).second) std::abort();
 }
 
+bool run_child(std::string_view name) {
+    const auto found = children().find(name);
+    if (found == children().end()) return false;
+    found->second();
+    return true;
+}
+
 bool ran_as_child(int argc, char** argv) {
     if (argc < 3 || std::string_view(argv[1]) != "--child") return false;
-    const auto found = children().find(std::string_view(argv[2]));
-    if (found == children().end()) {
+    if (!run_child(argv[2])) {
         std::fprintf(stderr, "no child %s\n", argv[2]);
         std::exit(98);
     }
-    found->second();
     return true;
 }
 

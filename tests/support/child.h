@@ -2,7 +2,7 @@
 // end: "test_x --child <name> [word]..." runs that piece and none of the tests.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 namespace kalvor_test {
 
@@ -11,6 +11,9 @@ class Child {
   public:
     Child(const char* name, void (*body)());
 };
+
+// Runs the piece of that name in this process; false when there is none.
+bool run_child(std::string_view name);
 
 // For main: runs the piece that the arguments ask for, if they do. A name that is not known ends the process
 // with 98.

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 // After windows.h.
-#include <conio.h>
 #include <fcntl.h>
 #include <io.h>
 
@@ -39,6 +38,34 @@ bool prepared_output_is_console() {
     return console;
 }
 
+bool is_modifier(WORD key) {
+    switch (key) {
+        case VK_SHIFT:
+        case VK_CONTROL:
+        case VK_MENU:
+        case VK_CAPITAL:
+        case VK_NUMLOCK:
+        case VK_SCROLL:
+        case VK_LWIN:
+        case VK_RWIN:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Any key, also one without a character. Not by the C library, for which such a key is two characters, and
+// which takes Ctrl+C for a key.
+bool wait_for_console_key() {
+    INPUT_RECORD event;
+    DWORD n = 0;
+    while (ReadConsoleInputW(input(), &event, 1, &n) && n == 1) {
+        const KEY_EVENT_RECORD& key = event.Event.KeyEvent;
+        if (event.EventType == KEY_EVENT && key.bKeyDown && !is_modifier(key.wVirtualKeyCode)) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 bool stdout_is_terminal() {
@@ -72,7 +99,7 @@ void set_stdout_color(char letter) {
 }
 
 bool wait_for_key() {
-    if (is_console(input())) return _getwch() != WEOF;
+    if (is_console(input())) return wait_for_console_key();
     char byte;
     DWORD got = 0;
     return ReadFile(input(), &byte, 1, &got, nullptr) && got == 1;

@@ -1,5 +1,7 @@
-// What only this system's dumps have: all threads, and the exception record as the system gives it.
+// What only this system's crashes have: all threads in the dump, the exception record as the system gives it, a
+// console window.
 #include "base/errors/crash_children.h"
+#include "support/windows/console_window.h"
 
 using namespace crash_test;
 
@@ -14,4 +16,21 @@ TEST(CrashDump, TheRecordOfTheException) {
     EXPECT_TRUE(std::any_of(modules.begin(), modules.end(), [](const MiniDump::Module& m) {
         return std::filesystem::path(m.name).filename() == "ntdll.dll";
     }));
+}
+
+TEST(CrashDump, TheReportIsRed) {
+    const auto on_console = [](const std::string& way) {
+        const kalvor_test::TemporaryFolder folder;
+        return kalvor_test::run_on_console(way, "k", folder.path());
+    };
+    const std::string begin =
+        "half a line\n{12}Oops... Kalvor has crashed.\n\nCreating mini-dump file...   ";
+    const std::string end = "The program will now exit.\n{7}Press any key to continue . . .";
+    const kalvor_test::ConsoleRun run = on_console("store");
+    EXPECT_EQ(run.screen, begin + "Done!\n\n" + end);
+    EXPECT_EQ(run.exit_code, kalvor_test::crash_code(kalvor_test::CrashCause::bad_access).exit_code);
+    // What follows an error line has the colour that it leaves.
+    EXPECT_EQ(on_console("names taken").screen,
+              begin + "\nUnable to create dump file: 5\n\n{7}The program will now exit.\n"
+                      "Press any key to continue . . .");
 }
