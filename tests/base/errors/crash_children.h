@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -59,6 +60,22 @@ inline volatile int deepest = 1 << 30;
 inline const kalvor_test::Child stack_child("stack", [] {
     begin();
     use_up_stack(0);
+});
+
+// Folders with the names that a dump could have in the next seconds.
+inline void take_the_names() {
+    for (int i = 0; i < 8; i++) {
+        const time_t t = time(nullptr) + i;
+        char name[64];
+        std::strftime(name, sizeof name, "Kalvor-%Y%m%d-%H%M%S.dmp", std::localtime(&t));
+        std::filesystem::create_directory(name);
+    }
+}
+
+inline const kalvor_test::Child names_child("names taken", [] {
+    begin();
+    take_the_names();
+    store_to_nowhere();
 });
 
 // ---- in the parent

@@ -29,16 +29,6 @@ void across_noexcept() noexcept {
     throw_a_text();
 }
 
-// Folders with the names that a dump could have in the next seconds.
-void take_the_names() {
-    for (int i = 0; i < 8; i++) {
-        const time_t t = time(nullptr) + i;
-        char name[64];
-        std::strftime(name, sizeof name, "Kalvor-%Y%m%d-%H%M%S.dmp", std::localtime(&t));
-        std::filesystem::create_directory(name);
-    }
-}
-
 const Child divide_child("divide", [] {
     begin();
     asm volatile("xorl %%edx, %%edx\n\tmovl $1, %%eax\n\txorl %%ecx, %%ecx\n\tdivl %%ecx" ::
@@ -98,11 +88,6 @@ const Child other_drawing_child("while another thread draws", [] {
     locked.get_future().wait();
     store_to_nowhere();
     other.join();
-});
-const Child names_child("names taken", [] {
-    begin();
-    take_the_names();
-    store_to_nowhere();
 });
 const Child two_reports_child("two reports", [] {
     begin();
