@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "os/cpu.h"
 #include "os/linux/errno_error.h"
 
 namespace trel::os {
@@ -65,6 +66,11 @@ OsError set_thread_affinity(const std::vector<u32>& processors) {
 
 u32 current_processor_group() {
     return 0;  // there is one
+}
+
+OsError get_group_processors(u32 group, std::vector<u32>& processors) {
+    processors = active_processors(group);
+    return processors.empty() ? error_of(EINVAL) : OsError{};
 }
 
 }  // namespace trel::os

@@ -73,7 +73,7 @@ OsError lock_memory(void* pointer, u64 bytes) {
     const int error = errno;
     // A range that was locked in part must not count, nor eat up the limit.
     (void)munlock(pointer, bytes);
-    // Without any right to lock the refusal is EPERM, past the limit ENOMEM or EAGAIN: all are the limit.
+    // Past the limit, where less may still fit. (EPERM is a process that may lock nothing at all.)
     if (error == ENOMEM || error == EAGAIN) return {static_cast<u32>(error), ErrorCategory::quota};
     return error_of(error);
 }

@@ -1,5 +1,7 @@
 #include "os/affinity.h"
 
+#include <algorithm>
+
 #include "os/windows/last_error.h"
 #include "os/windows/processor_number.h"
 
@@ -30,6 +32,16 @@ OsError set_thread_affinity(const std::vector<u32>& processors) {
 u32 current_processor_group() {
     GROUP_AFFINITY affinity{};
     return GetThreadGroupAffinity(GetCurrentThread(), &affinity) ? affinity.Group : 0;
+}
+
+OsError get_group_processors(u32 group, std::vector<u32>& processors) {
+    processors.clear();
+    const DWORD n = GetActiveProcessorCount(static_cast<WORD>(group));
+    if (n == 0) return error_of(GetLastError());
+    for (u32 i = 0; i < std::min<DWORD>(n, kProcessorsInGroup); i++) {
+        processors.push_back(processor_number(group, i));
+    }
+    return {};
 }
 
 }  // namespace trel::os

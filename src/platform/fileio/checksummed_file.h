@@ -2,9 +2,8 @@
 // in a side file.
 //
 //   path               the data, any number of blocks of 2^k bytes
-//   path.checksums     one little-endian u32 a block, block i at byte 4 i; 0x80000000 = none recorded, the
-//   block
-//                      has not been stored yet
+//   path.checksums     one little-endian u32 a block, block i at byte 4 i; 0x80000000 = none recorded:
+//                      the block has not been stored yet
 #pragma once
 
 #include <string>

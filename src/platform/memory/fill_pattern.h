@@ -1,6 +1,6 @@
 // Writes every byte of fresh memory once, so that its pages are there, near the thread that wrote them, and
-// hold no stale data. The pattern repeats no value within 2^31 words, so code that reads what it never wrote
-// shows.
+// hold no stale data. Words i and j are alike only where (i - j)(i + j) is a multiple of 2^32, so code that
+// reads what it never wrote shows.
 #pragma once
 
 #include "os/types.h"

@@ -23,8 +23,8 @@ std::string mask_text(const std::vector<u32>& processors) {
     return text;
 }
 
-std::vector<u32> processors_of_group(u64 group) {
-    return os::active_processors(static_cast<u32>(group));
+os::OsError processors_of_group(u64 group, std::vector<u32>& processors) {
+    return os::get_group_processors(static_cast<u32>(group), processors);
 }
 
 void print_suppression() {
@@ -53,11 +53,12 @@ void set_thread_group(u64 index) {
 
 void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     const u64 group = index % std::max<u64>(calls.group_count(), 1);
-    const std::vector<u32> wanted = calls.processors(group);
+    std::vector<u32> wanted;
+    const os::OsError asking = calls.processors(group, wanted);
     if (wanted.empty()) {
         if (!group_warning.first_time()) return;
         Console::error_line("GetActiveProcessorCount() returned zero.", true);
-        Console::labelled_line("Error Code", "0");
+        Console::labelled_line("Error Code", std::to_string(asking.code));
         print_suppression();
         return;
     }

@@ -18,7 +18,7 @@ void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority) = os:
 // The system calls behind set_thread_group().
 struct ThreadGroupCalls {
     u64 (*group_count)();
-    std::vector<u32> (*processors)(u64 group);
+    os::OsError (*processors)(u64 group, std::vector<u32>& processors);
     os::OsError (*set_affinity)(const std::vector<u32>& processors);
     os::OsError (*get_affinity)(std::vector<u32>& processors);
     u64 (*current_group)();

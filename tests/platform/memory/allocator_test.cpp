@@ -189,6 +189,10 @@ TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
                     if (size < 8) continue;
                     EXPECT_EQ(word_at(region->pointer(), 0), 0xC857661BU);
                     EXPECT_EQ(word_at(region->pointer(), 1), 0x9082F790U);
+                    // Eight tasks fill two chunks, each numbered from its own start.
+                    if (tds == 8 && size % 8 == 0) {
+                        EXPECT_EQ(word_at(region->pointer(), size / 8), 0xC857661BU) << name << " " << size;
+                    }
                     // Zero pages would show at the end.
                     EXPECT_NE(word_at(region->pointer(), size / 4 - 1), 0U);
                     std::memset(region->pointer(), 0x55, size);
@@ -333,18 +337,40 @@ TEST(AllocateHeap, SummaryAndBuffer) {
     EXPECT_GE(mapped.buffer().size(), 1000U);
 }
 
+// An allocator that knows nothing about the region it gives.
+TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
+    struct Plain final : LargeAllocation {
+        explicit Plain(u64 bytes) {
+            pointer_ = memory;
+            bytes_ = bytes;
+        }
+        alignas(64) char memory[4096];
+    };
+    struct PlainConfig final : AllocatorConfig {
+        std::string name() const override { return "plain"; }
+        std::string display_name() const override { return "Plain"; }
+        bool acquire_permissions() const override { return true; }
+        std::unique_ptr<LargeAllocation> allocate(const ParallelContext&, u64, u64& bytes) const override {
+            return std::make_unique<Plain>(bytes);
+        }
+        std::unique_ptr<AllocatorConfig> clone() const override { return std::make_unique<PlainConfig>(); }
+        Config::Object to_config() const override { return {}; }
+    };
+    const auto heap = allocate_heap(PlainConfig(), serial_context(), 6, 1536);
+    EXPECT_EQ(heap.summary, Console::format_bytes(1536));
+    EXPECT_EQ(heap.summary, "1.50 KiB");
+    EXPECT_EQ(heap.buffer().size(), 1536U);
+}
+
 TEST(AllocateHeapDeathTest, FailureIsReportedAndEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto fail = [] {
+    const auto fail = [](bool colors) {
         Console::set_pause_before_fatal_exit(false);
-        struct ToStderr final : Console::Sink {
-            void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stderr); }
-            void set_color(Console::ColorLetter) override {}
-            bool is_terminal() const override { return false; }
-        } sink;
-        Console::set_sink(&sink);
+        print_to_stderr(colors);
         (void)allocate_heap(MmapConfig(), serial_context(), 12, u64(1) << 60);
     };
-    EXPECT_EXIT(fail(), ::testing::ExitedWithCode(1),
+    EXPECT_EXIT(fail(false), ::testing::ExitedWithCode(1),
                 "^\n\nLarge heap allocation failed.\n\nFailed Allocation: 1.00 EiB\n\n$");
+    EXPECT_EXIT(fail(true), ::testing::ExitedWithCode(1),
+                "\\{R\\}Large heap allocation failed.\n\\{w\\}\n.*Failed Allocation: \\{Y\\}1.00 EiB");
 }

@@ -103,6 +103,17 @@ TEST(NumaMap, LinesAndLookUp) {
     EXPECT_EQ(core_list_text({0, 1, 2, 3, 8, 10, 11}), "0-3,8,10-11");
 }
 
+TEST(NumaMap, TheWarningIsRed) {
+    FakeMachine machine;
+    machine.nodes = {{0, {{0, 1}}}};
+    const MemoryCalls calls = machine.calls();
+    CaptureConsole console(CaptureConsole::terminal, true);
+    const NumaMap map(calls);
+    EXPECT_EQ(console.text(),
+              "Parsing NUMA -> Core Mappings...\n"
+              "{R}Warning: Skipping invalid KAFFINITY mask.\n{w}    Node  0:  0\n");
+}
+
 // Cores are listed in ascending order, in whatever order a node names its processors.
 TEST(NumaMap, CoresAreInOrder) {
     FakeMachine machine;
@@ -333,7 +344,7 @@ TEST(Interleave, MenuAndSelector) {
               "    - Duplicating nodes allow for imbalanced interleaving.\n"
               "    - Non-existant nodes simply won't bind.\n"
               "Node #Node #Node #Node #");
-    config.print(1);
+    EXPECT_EQ(config.print(1), 4U);
     EXPECT_EQ(console.take(),
               "   1    NUMA nodes:             1, 12, 1\n"
               "   2    Page Mapping:           Round-Robin\n"
@@ -367,6 +378,21 @@ TEST(Interleave, MenuAndSelector) {
               "        (This allocator is useful only when there are multiple NUMA nodes.)\n   1");
     const auto clone = config.clone();
     EXPECT_EQ(allocator_to_config(*clone).to_acfg(), allocator_to_config(config).to_acfg());
+}
+
+TEST(Interleave, ColorsOfTheMenu) {
+    FakeMachine machine;
+    Rig rig(machine);
+    CaptureConsole console(CaptureConsole::terminal, true);
+    rig.config.print(4);
+    EXPECT_EQ(console.take(),
+              "{Y}        (This allocator is useful only when there are multiple NUMA nodes.)\n"
+              "{w}   4    NUMA nodes:             {T}0{w}\n"
+              "{w}   5    Page Mapping:           {G}Hashed{w}\n"
+              "{w}   6    Lock Pages in Memory:   {Y}Attempt{w}\n");
+    rig.config.hashed = false;
+    rig.config.print(4);
+    EXPECT_NE(console.take().find("{G}Round-Robin{w}"), std::string::npos);
 }
 
 TEST(Interleave, Permissions) {
@@ -469,6 +495,23 @@ TEST(MmapAllocator, LargePagesGranted) {
     EXPECT_EQ(size, u64(5) << 20);
     config.large_pages.set("attempt");
     EXPECT_EQ(memory_stats_text(*config.allocate(serial_context(), 12, size)->stats()), "locked, spread: ?");
+}
+
+// A boundary beyond that of the large pages.
+TEST(MmapAllocator, LargePagesOnALargerBoundary) {
+    FakeMachine machine;
+    machine.grants_large_pages = true;
+    const MemoryCalls calls = machine.calls();
+    MmapConfig config(calls);
+    config.large_pages.set("forced");
+    u64 size = 3 << 20;
+    const auto region = config.allocate(serial_context(), 24, size);
+    ASSERT_NE(region->pointer(), nullptr);
+    EXPECT_EQ(size, u64(4) << 20);
+    EXPECT_EQ(region->size(), size);
+    EXPECT_EQ(reinterpret_cast<u64>(region->pointer()) % (u64(1) << 24), 0U);
+    std::memset(region->pointer(), 1, size);
+    EXPECT_EQ(region->stats()->large_page_bytes, size);
 }
 
 TEST(MmapAllocator, Locks) {
@@ -614,6 +657,14 @@ TEST(AllocatorMenus, MmapLinesAndSelection) {
     EXPECT_EQ(console.take(),
               "{w}   4    Large Pages:            {G}Forced{w}\n{w}   5    Lock Pages in Memory:   "
               "{R}Disabled{w}\n");
+    std::string selector;
+    for (const char c : config.to_selector().to_json()) {
+        if (c != '\r' && c != '\n' && c != ' ') selector += c;
+    }
+    EXPECT_EQ(selector,
+              "{\"Allocator\":{\"Value\":\"mmap\",\"DisplayText\":\"WinAPIVirtualAlloc()\"},"
+              "\"LargePages\":{\"Value\":\"forced\",\"DisplayText\":\"Forced\"},"
+              "\"LockedPages\":{\"Value\":\"disabled\",\"DisplayText\":\"Disabled\"}}");
     console.type({"3", "1"});
     EXPECT_EQ(select_allocator_menu()->name(), "mmap");
     EXPECT_EQ(console.text(),

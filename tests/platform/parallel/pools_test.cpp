@@ -246,6 +246,7 @@ TEST(TaskQueue, NumbersEndAt63Bits) {
     } catch (const LimitExceededException& e) {
         EXPECT_EQ(e.message, "ID limit exceeded.");
         EXPECT_EQ(e.limit, (u64(1) << 63) - 1);
+        EXPECT_EQ(e.attempted, (u64(1) << 63) - 1);
     }
     gate.run(0);
     gate_join.wait();

@@ -289,6 +289,10 @@ TEST(FrameworkMenus, LinesAndEditing) {
     EXPECT_EQ(menu_of(*async, 4, 2),
               "   4    Launch Policy: std::launch::async | std::launch::deferred\n"
               "   5    Max Sequential Dispatch:    4\n");
+    EXPECT_EQ(selector_of(*async),
+              "{\"Framework\":\"cppasync\",\"AsyncOnly\":{\"Value\":\"false\",\"DisplayText\":\"std::launch::"
+              "async|std::launch::deferred\"},"
+              "\"MaxSequentialDispatch\":{\"Value\":4,\"DisplayText\":\"4\"}}");
     async->edit(0);
     EXPECT_EQ(async->mode_text(), "  (async only)");
 
@@ -367,6 +371,12 @@ TEST(FrameworkMenus, Tbb) {
     }
     tbb->edit(0);
     EXPECT_EQ(tbb->to_config().get_string("ForkJoin2"), "parallel_invoke");
+    // The warning is yellow.
+    CaptureConsole console(CaptureConsole::terminal, true);
+    tbb->print(4);
+    const std::string lines = console.take();
+    EXPECT_TRUE(lines.starts_with("{Y}        TBB is known")) << lines;
+    EXPECT_LT(lines.find("attempt to find"), lines.find("{w}")) << lines;
 }
 #endif
 
@@ -420,6 +430,13 @@ std::vector<u32> two_processors(u64 group) {
     const u32 first = static_cast<u32>(10 * group);
     return {first, first + 1};
 }
+os::OsError list_two_processors(u64 group, std::vector<u32>& processors) {
+    processors = two_processors(group);
+    return {};
+}
+os::OsError list_none(u64, std::vector<u32>&) {
+    return {87, os::ErrorCategory::invalid_parameter};
+}
 u64 group_one() {
     return 1;
 }
@@ -440,25 +457,24 @@ TEST(ThreadControlDeathTest, FailuresAreReportedOnce) {
         return os::OsError{22, os::ErrorCategory::invalid_parameter};
     };
     const std::string last = "Further messages of this message will be suppressed.\n$";
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, refusal, read_others, group_one}),
+    EXPECT_EXIT(fail_twice({three_groups, list_two_processors, refusal, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 22\n" + last);
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, read_others, group_one}),
+    EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 0\n"
                 "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n" +
                     last);
-    EXPECT_EXIT(
-        fail_twice({three_groups, [](u64) { return std::vector<u32>{}; }, success, read_others, group_one}),
-        ::testing::ExitedWithCode(0),
-        "^\nGetActiveProcessorCount\\(\\) returned zero.\nError Code: 0\n" + last);
+    EXPECT_EXIT(fail_twice({three_groups, list_none, success, read_others, group_one}),
+                ::testing::ExitedWithCode(0),
+                "^\nGetActiveProcessorCount\\(\\) returned zero.\nError Code: 87\n" + last);
 }
 
 // All of a report is red, and what follows is not.
 TEST(ThreadControlDeathTest, FailuresAreRed) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto success = [](const std::vector<u32>&) { return os::OsError{}; };
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, read_others, group_one}, true),
+    EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}, true),
                 ::testing::ExitedWithCode(0),
                 "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n"
                 "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n"
@@ -473,18 +489,18 @@ TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
         processors = two_processors(2);
         return os::OsError{};
     };
-    EXPECT_EXIT(fail_twice({three_groups, two_processors, success, as_wanted, group_one}),
+    EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, as_wanted, group_one}),
                 ::testing::ExitedWithCode(0),
                 "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 20 21\n");
     CaptureConsole console;
-    set_thread_group(5, {three_groups, two_processors, success, as_wanted, group_two});
+    set_thread_group(5, {three_groups, list_two_processors, success, as_wanted, group_two});
     EXPECT_EQ(console.text(), "");
 }
 
 TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
     CaptureConsole console;
     static std::vector<u32> now;
-    const ThreadGroupCalls calls{three_groups, two_processors,
+    const ThreadGroupCalls calls{three_groups, list_two_processors,
                                  [](const std::vector<u32>& processors) {
                                      now = processors;
                                      return os::OsError{};
@@ -506,10 +522,15 @@ TEST(ThreadControl, GroupsHoldAllProcessors) {
     for (u32 group = 0; group < os::processor_group_count(); group++) {
         const std::vector<u32> processors = os::active_processors(group);
         EXPECT_EQ(processors.size(), os::active_processor_count(group));
+        std::vector<u32> asked;
+        EXPECT_FALSE(os::get_group_processors(group, asked).failed());
+        EXPECT_EQ(asked, processors);
         all.insert(all.end(), processors.begin(), processors.end());
     }
     EXPECT_EQ(all, os::active_processors());
     EXPECT_TRUE(os::active_processors(os::processor_group_count()).empty());
+    EXPECT_TRUE(os::get_group_processors(os::processor_group_count(), all).failed());
+    EXPECT_TRUE(all.empty());
 }
 
 TEST(ThreadControl, LoweringThePriorityIsSilent) {
