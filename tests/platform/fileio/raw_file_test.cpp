@@ -5,9 +5,12 @@
 
 #include <cstring>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "base/errors/exceptions.h"
 #include "platform/fileio/buffered_reader.h"
+#include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
 #include "platform/memory/guarded_heap.h"
@@ -174,10 +177,12 @@ namespace {
 // What the last opening asked the system for.
 os::FileAccess g_access;
 os::FileFlags g_flags;
+std::vector<std::string> g_openings;
 
 os::OpenedFile note_and_open(const char* path, os::FileAccess access, os::FileFlags flags) {
     g_access = access;
     g_flags = flags;
+    g_openings.push_back(path + std::string(flags.unbuffered ? " unbuffered" : ""));
     return system_file_functions().open(path, access, flags);
 }
 
@@ -218,6 +223,46 @@ TEST(RawFileModes, AskTheSystemFor) {
         }
     }
     set_file_functions_for_tests(nullptr);
+}
+
+// A reader goes past the cache; of a checksummed file only the data does.
+TEST(RawFileModes, OfReadersAndChecksummedFiles) {
+    const ScratchFolder folder;
+    folder.write("text", "x");
+    FileFunctions functions = system_file_functions();
+    functions.open = note_and_open;
+    set_file_functions_for_tests(&functions);
+    EXPECT_EQ(BufferedReader(folder.file("text")).read_byte(), 'x');
+    EXPECT_EQ(g_access, os::FileAccess::read);
+    EXPECT_TRUE(g_flags.unbuffered);
+    const struct {
+        OpenMode mode;
+        os::FileAccess access;
+    } rows[] = {{OpenMode::create, os::FileAccess::create},
+                {OpenMode::read, os::FileAccess::read},
+                {OpenMode::read_write, os::FileAccess::read_write}};
+    for (const auto& row : rows) {
+        for (const bool raw : {true, false}) {
+            g_openings.clear();
+            ChecksummedFile(folder.file("c"), row.mode, raw, 12, 0);
+            ASSERT_EQ(g_openings.size(), 2U);
+            EXPECT_EQ(g_openings[0], folder.file("c") + (raw ? " unbuffered" : ""));
+            EXPECT_EQ(g_openings[1], folder.file("c.checksums"));
+            EXPECT_EQ(g_access, row.access);
+        }
+    }
+    set_file_functions_for_tests(nullptr);
+}
+
+TEST(AlignedAccess, SectorsAreOfAnySize) {
+    const ScratchFolder folder;
+    AlignedAccessFile file(folder.file("data"), OpenMode::create, false, 9);
+    const GuardedBuffer buffer(4096, 4096);
+    file.store(buffer.bytes() + 512, 512, 1536);
+    file.load(buffer.bytes() + 1024, 1536, 512);
+    EXPECT_EQ(thrown_by([&] { file.load(buffer.get(), 256, 512); }).message, "Offset is misaligned.");
+    EXPECT_EQ(thrown_by([&] { file.load(buffer.get(), 512, 256); }).message, "Length is misaligned.");
+    EXPECT_EQ(thrown_by([&] { file.load(buffer.bytes() + 256, 512, 512); }).message, "Buffer is misaligned.");
 }
 
 TEST(AlignedAccess, EverythingIsWholeSectors) {
@@ -293,6 +338,7 @@ TEST(BufferedReader, LinesAndBytes) {
             const Thrown thrown = thrown_by([&] { (void)reader.read_byte(); });
             EXPECT_EQ(thrown.function, "BufferedReader()");
             EXPECT_EQ(thrown.message, "Unexpected end of file.");
+            EXPECT_EQ(thrown.path, folder.file("text"));
         }
         EXPECT_EQ(thrown_by([&] { (void)reader.read_line(); }).message, "Unexpected end of file.");
     }
