@@ -169,7 +169,7 @@ void RawFile::close_and_set_size(u64 bytes) {
 
 void RawFile::rename(const std::string& new_path) {
     constexpr const char* kFunction = "RawFile::rename()";
-    require_open(kFunction);
+    require_open("BaseFile::rename()");  // whatever kind of file it is
     const i64 handle = handle_;
     handle_ = os::kNoFile;
     if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");

@@ -282,6 +282,7 @@ TEST_P(ChecksummedFiles, ClosedFilesAndTemporaryOnes) {
         EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, kBlock); }),
                   "RawFile::store()|File isn't open.|" + path());
         EXPECT_EQ(load(file, back_.get(), 0, kBlock), "RawFile::load()|File isn't open.|" + path());
+        EXPECT_EQ(message_of([&] { file.rename(path("other")); }), "BaseFile::rename()|File isn't open.|" + path());
     }
     EXPECT_FALSE(folder_.has("data"));
     EXPECT_FALSE(folder_.has("data.checksums"));

@@ -80,7 +80,7 @@ TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
     EXPECT_EQ(message_of([&] { file.reserve(1); }), "RawFile::set_size" + text);
     EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush" + text);
     EXPECT_EQ(message_of([&] { file.close_and_set_size(1); }), "RawFile::close_and_set_size" + text);
-    EXPECT_EQ(message_of([&] { file.rename(folder_.file("g")); }), "RawFile::rename" + text);
+    EXPECT_EQ(message_of([&] { file.rename(folder_.file("g")); }), "BaseFile::rename" + text);
     file.close();
     EXPECT_EQ(disk_.calls().size(), calls);
 }
