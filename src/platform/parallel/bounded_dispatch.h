@@ -26,6 +26,8 @@ class BoundedParallelizer : public BasicParallelizer {
     void run_in_parallel(BasicAction& action, u64 begin, u64 end) final;
     using BasicParallelizer::run_in_parallel;
 
+    u64 max_sequential_dispatch() const { return max_sequential_; }
+
   protected:
     // Starts one task for each of begin ... end - 2, runs end - 1 in the calling thread, then waits for the
     // started ones, last first. 2 <= end - begin <= max_sequential_dispatch.

@@ -16,6 +16,8 @@ class CppAsyncFramework final : public BoundedParallelizer {
     using BoundedParallelizer::run_in_parallel;
     void run_in_parallel(BasicAction& a, BasicAction& b) override;
 
+    std::launch policy() const { return policy_; }
+
   protected:
     void run_flat(BasicAction& action, u64 begin, u64 end) override;
 

@@ -20,6 +20,9 @@ class TbbFramework final : public BasicParallelizer {
     void run_in_parallel(BasicAction& action, u64 begin, u64 end) override;
     void run_in_parallel(BasicAction& a, BasicAction& b) override;
 
+    ForkJoin2 fork_join() const { return fork_join_; }
+    ParallelFor parallel_for() const { return parallel_for_; }
+
   private:
     template <class A, class B>
     void fork(const A& a, const B& b) const;

@@ -607,6 +607,8 @@ TEST(AllocatorSettings, SavedFormIsReadBack) {
         "\"disabled\"\r\n}\r\n",
         "{\r\n    Allocator : \"interleave\"\r\n    Hashed : \"true\"\r\n    LockedPages : \"disabled\"\r\n"
         "    Nodes : [0 0 1]\r\n}\r\n",
+        "{\r\n    Allocator : \"interleave\"\r\n    Hashed : \"false\"\r\n    LockedPages : \"attempt\"\r\n"
+        "    Nodes : [0 1]\r\n}\r\n",
     };
     for (const std::string text : texts) {
         EXPECT_EQ(allocator_to_config(*make_allocator_config(*Config::parse_acfg(text))).to_acfg(), text);

@@ -180,6 +180,13 @@ TEST(NoneFramework, RunsInOrderInTheCallingThread) {
 
 TEST(SpawnFramework, EachTaskButTheLastHasAThreadOfItsOwn) {
     SpawnFramework framework(64);
+    Recorder recorder(64);
+    framework.run_in_parallel(recorder, 0, 64);
+    ASSERT_EQ(recorder.in_caller_, std::vector<u64>{63});
+    Recorder first(1), second(1);
+    framework.run_in_parallel(first, second);
+    ASSERT_EQ(first.in_caller_.size(), 1U);
+    ASSERT_EQ(second.in_caller_.size(), 0U);
     for (const u64 n : {2, 16, 17, 64}) {
         // Every task waits for all others: fewer threads than tasks could never finish.
         struct Meeting final : BasicAction {
@@ -196,9 +203,6 @@ TEST(SpawnFramework, EachTaskButTheLastHasAThreadOfItsOwn) {
         framework.run_in_parallel(meeting, 0, n);
         EXPECT_EQ(meeting.missing, 0U);
     }
-    Recorder recorder(64);
-    framework.run_in_parallel(recorder, 0, 64);
-    EXPECT_EQ(recorder.in_caller_, std::vector<u64>{63});
 }
 
 TEST(BoundedDispatch, CutsAreAsDerived) {
@@ -248,7 +252,10 @@ TEST(BoundedDispatch, FlatUpToTheLimitAndFansOutAbove) {
         Recorder recorder(1000);
         dispatch.run_in_parallel(recorder, 0, 1000);
         recorder.expect_once(0, 1000);
+        // 4 groups of 250, each of them 4 of 63 at most, each of these 4 of 16 at most, each of these 4 of 4
+        // at most. Where a 16 is a 13, one of its four holds a single index, which is no dispatch.
         EXPECT_EQ(*std::max_element(dispatch.sizes.begin(), dispatch.sizes.end()), 4U);
+        EXPECT_EQ(dispatch.sizes.size(), 1U + 4 + 16 + 64 + 256 - 4);
     }
 }
 

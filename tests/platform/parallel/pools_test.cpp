@@ -5,13 +5,16 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
+#include "platform/cilk/cilk_entries.h"
 #include "platform/parallel/bisection.h"
 #include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/cpp_async_framework.h"
@@ -53,9 +56,8 @@ struct Meeting final : BasicAction {
     u64 missing;
 };
 
-// Whether n threads run a dispatch of n at the same time. A pool whose workers have not all gone idle yet
-// runs tasks in the caller, so a meeting that does not come about is tried again.
-bool meets(BasicParallelizer& framework, u64 n) {
+// Whether n threads run a dispatch of n at the same time.
+bool meets_at_once(BasicParallelizer& framework, u64 n) {
     struct Patient final : BasicAction {
         explicit Patient(u64 n) : missing(n) {}
         void run(u64) override {
@@ -69,10 +71,15 @@ bool meets(BasicParallelizer& framework, u64 n) {
         u64 missing;
         bool late = false;
     };
+    Patient all(n);
+    framework.run_in_parallel(all, 0, n);
+    return !all.late;
+}
+
+// The same of a pool whose workers may not all have gone idle yet, in which case it runs tasks in the caller.
+bool meets(BasicParallelizer& framework, u64 n) {
     for (int attempt = 0; attempt < 20; attempt++) {
-        Patient all(n);
-        framework.run_in_parallel(all, 0, n);
-        if (!all.late) return true;
+        if (meets_at_once(framework, n)) return true;
     }
     return false;
 }
@@ -89,15 +96,34 @@ struct Nothing final : BasicAction {
     void run(u64) override {}
 };
 
+// What the settings say, made into a framework.
+template <class Framework = BasicParallelizer>
+std::unique_ptr<Framework> made_from(const std::string& settings) {
+    const auto node = Config::parse_acfg("{ " + settings + " }");
+    auto framework = make_framework_config(node->as<Config::Object>())->make_framework();
+    return std::unique_ptr<Framework>(&dynamic_cast<Framework&>(*framework.release()));
+}
+
+std::string push_pool(u64 threads, bool randomize) {
+    return "Framework : \"pushpool\" WorkerThreads : " + std::to_string(threads) + " Randomization : \"" +
+           (randomize ? "true" : "false") + "\" MaxSequentialDispatch : 64";
+}
+
 }  // namespace
 
 TEST(PushPool, OneWorkerMeansNoThread) {
-    PushPoolFramework framework(1, true, 64);
-    Recorder recorder(200);
-    framework.run_in_parallel(recorder, 0, 200);
-    recorder.expect_once(0, 200);
-    EXPECT_EQ(recorder.in_caller_.size(), 200U);
-    EXPECT_EQ(framework.pool_threads(), 0U);
+    for (const bool randomize : {false, true}) {
+        const auto framework = made_from<PushPoolFramework>(push_pool(1, randomize));
+        Recorder recorder(200);
+        framework->run_in_parallel(recorder, 0, 200);
+        recorder.expect_once(0, 200);
+        EXPECT_EQ(recorder.in_caller_.size(), 200U);
+        Recorder a(1), b(1);
+        framework->run_in_parallel(a, b);
+        EXPECT_EQ(a.in_caller_.size(), 1U);
+        EXPECT_EQ(b.in_caller_.size(), 1U);
+        EXPECT_EQ(framework->pool_threads(), 0U);
+    }
 }
 
 TEST(PushPool, AFixedPoolStartsItsThreadsAtTheFirstDispatch) {
@@ -128,7 +154,7 @@ TEST(PushPool, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
 }
 
 TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
-    PushPoolFramework framework(4, false, 64);
+    const auto framework = made_from(push_pool(4, false));
     // A worker that is slow to go idle is passed over, so one quiet spell among several is enough. By chance,
     // ten dispatches would not find the same of three workers in any of them.
     bool always_the_same = false;
@@ -137,7 +163,7 @@ TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
         for (int round = 0; round < 10; round++) {
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
             Recorder recorder(2);
-            framework.run_in_parallel(recorder, 0, 2);
+            framework->run_in_parallel(recorder, 0, 2);
             threads.insert(recorder.threads_.begin(), recorder.threads_.end());
         }
         always_the_same = threads.size() == 2;  // the caller and worker 0
@@ -146,12 +172,12 @@ TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
 }
 
 TEST(PushPool, WithRandomizationAnyWorkerIsTaken) {
-    PushPoolFramework framework(9, true, 64);
+    const auto framework = made_from(push_pool(9, true));
     std::set<std::thread::id> threads;
     for (int round = 0; round < 500 && threads.size() < 4; round++) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));  // all fall asleep: none is preferred
         Recorder recorder(2);
-        framework.run_in_parallel(recorder, 0, 2);
+        framework->run_in_parallel(recorder, 0, 2);
         threads.insert(recorder.threads_.begin(), recorder.threads_.end());
     }
     EXPECT_GE(threads.size(), 4U);  // the caller and three of eight workers
@@ -341,6 +367,13 @@ TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
     } thrower;
     EXPECT_EQ(message_of([&] { framework.run_in_parallel(thrower, 0, 10); }),
               "InvalidParametersException||three");
+}
+
+TEST(CppAsync, ThePolicyIsThatOfTheSettings) {
+    const std::string settings = "Framework : \"cppasync\" MaxSequentialDispatch : 64 AsyncOnly : ";
+    EXPECT_EQ(made_from<CppAsyncFramework>(settings + "\"true\"")->policy(), std::launch::async);
+    EXPECT_EQ(made_from<CppAsyncFramework>(settings + "\"false\"")->policy(),
+              std::launch::async | std::launch::deferred);
     EXPECT_EQ(CppAsyncConfig().policy(), std::launch::async);
 }
 
@@ -409,6 +442,50 @@ TEST(Cilk, AGenuineLibraryIsPreferred) {
     EXPECT_FALSE(CilkRuntime::load(std::span(names, 1)).genuine);
 }
 
+TEST(Cilk, TheNumberIsThatOfTheSettings) {
+    if (CilkRuntime::of_this_machine().genuine) GTEST_SKIP() << "a library whose number nobody tells";
+    const struct {
+        const char* given;
+        int threads;
+    } rows[] = {{"0", 1}, {"1", 1}, {"5", 5}, {"65536", 65536}, {"100000", 65536}};
+    for (const auto& row : rows) {
+        const auto framework = made_from(std::string("Framework : \"cilk\" WorkerThreads : ") + row.given);
+        EXPECT_EQ(__cilkrts_get_nworkers(), row.threads) << row.given;
+        if (row.threads != 1) continue;
+        Recorder recorder(20);
+        framework->run_in_parallel(recorder, 0, 20);
+        EXPECT_EQ(recorder.in_caller_.size(), 20U);
+    }
+}
+
+TEST(ConfiguredFrameworks, RunAsManyTasksAtOnceAsTheSettingsSay) {
+    const struct {
+        std::string settings;
+        u64 at_once;
+    } rows[] = {{"Framework : \"taskqueue\" WorkerThreads : 3", 4},  // and the caller
+                {push_pool(3, true), 3},
+                {"Framework : \"cilk\" WorkerThreads : 3", 3}};
+    for (const auto& row : rows) {
+        const auto framework = made_from(row.settings);
+        EXPECT_TRUE(meets(*framework, row.at_once)) << row.settings;
+        EXPECT_FALSE(meets_at_once(*framework, row.at_once + 1)) << row.settings;
+    }
+}
+
+TEST(ConfiguredFrameworks, StartAsManyTasksInARowAsTheSettingsSay) {
+    for (const std::string framework :
+         {"\"spawn\"", "\"cppasync\" AsyncOnly : \"true\"", "\"winpool\"",
+          "\"pushpool\" WorkerThreads : 3 Randomization : \"true\""}) {
+        const auto limit_of = [&](const std::string& given) {
+            const std::string settings = "Framework : " + framework + " MaxSequentialDispatch : " + given;
+            return made_from<BoundedParallelizer>(settings)->max_sequential_dispatch();
+        };
+        EXPECT_EQ(limit_of("1"), 4U) << framework;
+        EXPECT_EQ(limit_of("5"), 5U) << framework;
+        EXPECT_EQ(limit_of("1000"), 1000U) << framework;
+    }
+}
+
 TEST(Bisection, HalvesDownToSingleIndices) {
     std::string text;
     const auto fork = [&](const auto& a, const auto& b) {
@@ -432,22 +509,40 @@ TEST(Bisection, HalvesDownToSingleIndices) {
 }
 
 #ifdef KALVOR_HAVE_TBB
+// One thread runs the halves one after the other, the one that the library put on top first: the second one
+// as a rule, while loops begin with the first index.
 TEST(Tbb, WithoutALoopARangeIsBisected) {
-    // One thread runs the halves one after the other; group.run() puts the newest on top.
     const tbb::global_control one_thread(tbb::global_control::max_allowed_parallelism, 1);
-    TbbFramework framework(TbbFramework::ForkJoin2::parallel_invoke, TbbFramework::ParallelFor::disabled);
-    Recorder recorder(15);
-    framework.run_in_parallel(recorder, 10, 15);
-    recorder.expect_once(10, 15);
-    // Each half is finished before the other begins, down to single indices: [10, 12) [12, 15), [12, 13) [13,
-    // 15).
-    const auto position = [&](u64 index) {
-        return std::find(recorder.order_.begin(), recorder.order_.end(), index) - recorder.order_.begin();
-    };
-    EXPECT_EQ(std::abs(position(10) - position(11)), 1);
-    EXPECT_EQ(std::abs(position(13) - position(14)), 1);
-    EXPECT_TRUE(position(12) != 0 || std::min(position(13), position(14)) == 1);
-    EXPECT_TRUE(std::max(position(10), position(11)) == 1 || std::min(position(10), position(11)) == 3);
+    using enum TbbFramework::ForkJoin2;
+    for (const auto fork_join : {task_group, parallel_invoke}) {
+        TbbFramework framework(fork_join, TbbFramework::ParallelFor::disabled);
+        struct Mark final : BasicAction {
+            Mark(std::string& text, char c) : text(text), c(c) {}
+            void run(u64) override { text += c; }
+            std::string& text;
+            const char c;
+        };
+        std::string halves;
+        Mark first(halves, '1'), second(halves, '2');
+        framework.run_in_parallel(first, second);
+        ASSERT_TRUE(halves == "12" || halves == "21") << halves;
+        std::vector<u64> order{10, 11, 12, 13, 14};
+        if (halves == "21") std::ranges::reverse(order);
+        Recorder recorder(15);
+        framework.run_in_parallel(recorder, 10, 15);
+        recorder.expect_once(10, 15);
+        EXPECT_EQ(recorder.order_, order);
+    }
+}
+
+TEST(Tbb, TheModesAreThoseOfTheSettings) {
+    for (u32 mode = 0; mode < 8; mode++) {
+        const auto framework = made_from<TbbFramework>(
+            std::string("Framework : \"tbb\" ForkJoin2 : \"") + TbbConfig::kForkJoin2[mode % 2] +
+            "\" ParallelFor : \"" + TbbConfig::kParallelFor[mode / 2] + "\"");
+        EXPECT_EQ(static_cast<u32>(framework->fork_join()), mode % 2);
+        EXPECT_EQ(static_cast<u32>(framework->parallel_for()), mode / 2);
+    }
 }
 
 TEST(Tbb, AModeThatIsNone) {
