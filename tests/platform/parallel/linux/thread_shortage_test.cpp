@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -84,8 +85,17 @@ TEST(ThreadShortageDeathTest, SpawnWaitsForWhatItHasStarted) {
         leave_room_for_threads(2);
         SpawnFramework framework(64);
         Recorder recorder(40);
+        // Long enough that none of them would be through by chance.
+        struct Slow final : BasicAction {
+            explicit Slow(Recorder& recorder) : recorder(recorder) {}
+            void run(u64 index) override {
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                recorder.run(index);
+            }
+            Recorder& recorder;
+        } slow(recorder);
         try {
-            framework.run_in_parallel(recorder, 0, 40);
+            framework.run_in_parallel(slow, 0, 40);
         } catch (const std::system_error&) {
             recorder.expect_once(0, 2);
             std::fprintf(stderr, "%zu started, %zu threads.", recorder.order_.size(),
