@@ -154,14 +154,15 @@ TEST(PushPool, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
 }
 
 TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
-    const auto framework = made_from(push_pool(4, false));
+    const auto framework = made_from(push_pool(17, false));
     // A worker that is slow to go idle is passed over, so one quiet spell among several is enough. By chance,
-    // ten dispatches would not find the same of three workers in any of them.
+    // twenty dispatches would not find the same of sixteen workers in any of them, even where the one of the
+    // last dispatch is slow to fall asleep and therefore preferred.
     bool always_the_same = false;
     for (int spell = 0; spell < 10 && !always_the_same; spell++) {
         std::set<std::thread::id> threads;
-        for (int round = 0; round < 10; round++) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        for (int round = 0; round < 20; round++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
             Recorder recorder(2);
             framework->run_in_parallel(recorder, 0, 2);
             threads.insert(recorder.threads_.begin(), recorder.threads_.end());
