@@ -488,6 +488,14 @@ TEST(MmapAllocator, LargePagesGranted) {
         EXPECT_EQ(reinterpret_cast<u64>(region->pointer()) % (u64(2) << 20), 0U);
         EXPECT_EQ(memory_stats_text(*region->stats()), "2.00 MiB pages, spread: ?");
         EXPECT_EQ(machine.locked, 0U);  // large pages are never locked
+        // Filled like all others, to the end.
+        u32 first[2], last;
+        std::memcpy(first, region->pointer(), 8);
+        EXPECT_EQ(first[0], 0xC857661BU);
+        EXPECT_EQ(first[1], 0x9082F790U);
+        std::memcpy(&last, static_cast<char*>(region->pointer()) + size - 4, 4);
+        const u32 n = static_cast<u32>(size / 4 - 1);
+        EXPECT_EQ(last, 0xC82B9175U * n * n + 0xC857661BU);
     }
     machine.grants_large_pages = false;
     u64 size = 5 << 20;
