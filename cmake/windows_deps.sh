@@ -37,25 +37,29 @@ apt_sources update -qq && apt_sources source -qq onetbb gmp mpfr4 ||
     unavailable "The source packages onetbb, gmp and mpfr4 could not be fetched."
 jobs=$(nproc)
 
-cmake -S onetbb-* -B tbb -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
-    -DCMAKE_BUILD_TYPE=Release -DTBB_TEST=OFF -DTBB_STRICT=OFF -DTBBMALLOC_BUILD=OFF -DTBB_ENABLE_IPO=OFF \
-    -DBUILD_SHARED_LIBS=OFF -DCMAKE_INSTALL_PREFIX="$prefix"
-cmake --build tbb
-cmake --install tbb
+# Beside the others, whose configuration uses one processor.
+{
+    cmake -S onetbb-* -B tbb -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
+        -DCMAKE_BUILD_TYPE=Release -DTBB_TEST=OFF -DTBB_STRICT=OFF -DTBBMALLOC_BUILD=OFF -DTBB_ENABLE_IPO=OFF \
+        -DBUILD_SHARED_LIBS=OFF -DCMAKE_INSTALL_PREFIX="$prefix" &&
+        cmake --build tbb && cmake --install tbb
+} &
+tbb=$!
 
 # The package lacks the manual that its Makefile asks for.
 gmp=$(echo gmp-*+dfsg*)
 mkdir -p "$gmp/doc" gmp
 touch "$gmp/doc/Makefile.in" "$gmp/doc/version.texi"
-(cd gmp && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix CC_FOR_BUILD=gcc ABI=64 \
+(cd gmp && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix CC_FOR_BUILD=gcc CFLAGS=-O1 ABI=64 \
     "../$gmp/configure" --host=$triple --disable-shared --enable-static -q &&
     make -s -j"$jobs" SUBDIRS="mpn mpz mpq mpf printf scanf rand" all &&
     cp gmp.h "../$gmp/gmpxx.h" "$prefix/include" && cp .libs/libgmp.a "$prefix/lib")
 
 mkdir mpfr
-(cd mpfr && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix \
+(cd mpfr && CC=$triple-gcc-posix AR=$triple-gcc-ar-posix CFLAGS=-O1 \
     ../mpfr4-*/configure --host=$triple --disable-shared --enable-static --prefix="$prefix" --with-gmp="$prefix" -q &&
     make -s -j"$jobs" -C src && make -s -C src install)
 
+wait $tbb
 rm -rf "$prefix/work"
 touch "$prefix/.complete"

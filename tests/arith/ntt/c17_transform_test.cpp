@@ -126,6 +126,7 @@ TEST_P(SlowC17TransformTest, TunedRecordsUpTo2To22Words) {
         const u64 bits = ntt_capacity_bits(NttFamily::c17, r);
         i++;
         if (bits > (u64(1) << 29)) break;
+        if (bits > (u64(1) << 23) && is_for_another_level(i, GetParam())) continue;
         check_record(transform(r), i + 1);
         if (HasFatalFailure()) return;
     }
@@ -146,9 +147,10 @@ TEST_P(SlowC17TransformTest, LargeGeneralRecords) {
         if (bits <= (u64(1) << 25)) continue;
         if (bits > (u64(1) << 28)) break;
         i++;
+        done++;
+        if (is_for_another_level(i, GetParam())) continue;
         check_record(transform(r), i + (i % 16 == 0));
         if (HasFatalFailure()) return;
-        done++;
     }
     EXPECT_GE(done, 30u);
 }

@@ -89,8 +89,8 @@ inline void check_product(const std::vector<Word>& A, const std::vector<Word>& B
 
 // Of the longest records the best instruction set takes all, another one that the suites are run again with
 // one in eight: what it has of its own, the kernels, works on pieces.
-inline bool is_for_another_level(u64 seed) {
-    return trel::active_isa() != trel::available_isas().back() && seed % 8 != 0;
+inline bool is_for_another_level(u64 seed, trel::Isa level = trel::active_isa()) {
+    return level != trel::available_isas().back() && seed % 8 != 0;
 }
 
 // Words of a window between guard words.
