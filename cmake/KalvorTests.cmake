@@ -56,7 +56,11 @@ function(kalvor_register_test name target)
   set_tests_properties(${name} PROPERTIES LABELS quick TIMEOUT 600 ENVIRONMENT "${ARG_ENV}")
   if(ARG_SLOW)
     add_test(NAME ${name}.slow COMMAND ${target} --gtest_filter=Slow*-${ARG_LEAVE_OUT})
-    set_tests_properties(${name}.slow PROPERTIES LABELS slow TIMEOUT 1800 ENVIRONMENT "${ARG_ENV}")
+    set_tests_properties(${name}.slow PROPERTIES LABELS slow TIMEOUT 1800 ENVIRONMENT "${ARG_ENV}" COST 2)
+  endif()
+  # Long ones begin first, so that none is left alone at the end.
+  if(name MATCHES "^(arith/ntt|program)")
+    set_tests_properties(${name} PROPERTIES COST 1)
   endif()
 endfunction()
 
