@@ -53,5 +53,7 @@ function(kalvor_merge target kind)
     list(FILTER ARGN INCLUDE REGEX "${KALVOR_NOT_MERGED}")
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    # The compiler takes the merged sources for headers, where a file-local base is suspicious.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   endif()
 endfunction()
