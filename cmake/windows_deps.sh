@@ -46,7 +46,7 @@ jobs=$(nproc)
 } &
 tbb=$!
 
-# The package lacks the manual that its Makefile asks for.
+# Oracles of tests: compiled fast rather than fast. The package lacks the manual that its Makefile asks for.
 gmp=$(echo gmp-*+dfsg*)
 mkdir -p "$gmp/doc" gmp
 touch "$gmp/doc/Makefile.in" "$gmp/doc/version.texi"
