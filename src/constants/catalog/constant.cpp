@@ -14,4 +14,8 @@ std::unique_ptr<Constant> make_constant(const std::string& token) {
     throw trel::InvalidParametersException("make_constant()", "Invalid Constant: " + token);
 }
 
+std::vector<std::string> constant_tokens() {
+    return {"pi"};
+}
+
 }  // namespace kalvor

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
@@ -43,6 +44,8 @@ class Constant {
     // What make_constant() and select_algorithm() know this constant and its algorithm by.
     virtual std::string token() const = 0;
     virtual std::string algorithm_token() const = 0;
+    // Every token that select_algorithm() takes beside their numbers, in the order of these.
+    virtual std::vector<std::string> algorithm_tokens() const = 0;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
     virtual void select_algorithm(const std::string& token) = 0;
     // precision in words, largest number of tasks
@@ -52,5 +55,7 @@ class Constant {
 // By token ("pi"). Throws InvalidParametersException "Invalid constant token." / "Invalid Constant: " +
 // token.
 std::unique_ptr<Constant> make_constant(const std::string& token);
+// Every token that make_constant() takes.
+std::vector<std::string> constant_tokens();
 
 }  // namespace kalvor
