@@ -7,11 +7,15 @@
 
 #include "app/entry/action_table.h"
 #include "app/entry/main_menu.h"
+#include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "base/command_line/console_settings.h"
+#include "base/command_line/refusal.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/crash_report.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 #include "os/console.h"
 #include "os/process.h"
 #include "platform/sysinfo/feature_check.h"
@@ -26,6 +30,7 @@ namespace {
 void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     trel::CommandLine::consume_console_options(parameters);
+    if (answer_help(parameters)) return;
     calls.install_crash_report();
     calls.set_process_priority(settings.process_priority);
     trel::print_feature_check(calls.detect_features(), settings.skip_warnings);
@@ -39,6 +44,11 @@ void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     }
 }
 
+// The sentence for the user, where there is one.
+void print_words(const std::string& words) {
+    if (!words.empty()) Console::error_line(words);
+}
+
 }  // namespace
 
 int run_reported(const std::function<void()>& body) {
@@ -46,10 +56,16 @@ int run_reported(const std::function<void()>& body) {
         body();
         return kExitSuccess;
     } catch (const trel::Exception& e) {
+        const Console::ErrorOutput errors;
+        print_words(trel::plain_words(e));
         e.print();
     } catch (const NotAvailableException& e) {
-        Console::error_line(e.what());
+        Console::print_problem(e.what());
+    } catch (const trel::CommandLine::RefusedException& e) {
+        Console::print_problem(e.what());
     } catch (const std::exception& e) {
+        const Console::ErrorOutput errors;
+        print_words(trel::plain_words(e));
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
     } catch (...) {
@@ -77,7 +93,7 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
     settings.started_from_existing_console = calls.started_from_existing_console();
     const std::optional<std::string> path = calls.executable_path();
     if (!path) {
-        Console::error_line("Failed to retrieve path.");
+        Console::print_problem("Failed to retrieve path.");
         Console::fatal_exit(kExitFailure);
     }
     settings.executable_path = *path;

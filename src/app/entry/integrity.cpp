@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/hash/sha256.h"
 #include "platform/fileio/raw_file.h"
 
@@ -39,8 +40,11 @@ bool is_intact(const std::string& path) {
 
 void check_integrity(const std::string& path) {
     if (is_intact(path)) return;
-    trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
-    trel::Console::print_line("Please build or install Kalvor again.");
+    {
+        const trel::Console::ErrorOutput errors;
+        trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
+        trel::Console::print_line("Please build or install Kalvor again.");
+    }
     trel::Console::fatal_exit(1);
 }
 
