@@ -31,7 +31,7 @@ struct RunOptions {
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
     unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
-    bool terminal = false;  // both outputs are one terminal, told as the standard output (lines end in CR LF)
+    bool terminal = false;  // both outputs are one xterm, told as the standard output (lines end in CR LF)
 };
 
 // Arguments without the program's own path.

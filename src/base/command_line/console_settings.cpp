@@ -43,6 +43,7 @@ const ConsoleOptionTable& console_option_table() {
         {"priority",
          [](const std::string& value) {
              console_settings().process_priority = small_integer("priority", value);
+             console_settings().process_priority_given = true;
          }},
         {"colors",
          [](const std::string& value) { console_settings().colors_enabled = on_or_off("colors", value); }},
