@@ -17,6 +17,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/plain_words.h"
 #include "os/console.h"
+#include "os/error.h"
 #include "os/process.h"
 #include "platform/sysinfo/feature_check.h"
 
@@ -47,6 +48,18 @@ void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
 // The sentence for the user, where there is one.
 void print_words(const std::string& words) {
     if (!words.empty()) Console::error_line(words);
+}
+
+// A success whose results did not reach the user is none. A reader who has closed its end of a pipe has seen
+// what it wanted and needs no words.
+int shown_exit_code(int exit_code) {
+    const trel::os::OsError failure = Console::output_failed();
+    if (!failure || exit_code != kExitSuccess) return exit_code;
+    if (failure.category != trel::os::ErrorCategory::disconnected) {
+        Console::print_problem("What the program printed could not be shown in full: " +
+                               trel::os::system_error_text(failure.code) + ".");
+    }
+    return kExitFailure;
 }
 
 }  // namespace
@@ -104,12 +117,12 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
     ParameterList parameters(words);
     if (!settings.started_from_existing_console) calls.set_window_size(80, 25);
 
-    const int exit_code = run_reported([&] { run_main_body(parameters, calls); });
+    int exit_code = run_reported([&] { run_main_body(parameters, calls); });
     Console::set_color('w');
     Console::new_line();
     if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');
     Console::flush();
-    return exit_code;
+    return shown_exit_code(exit_code);
 }
 
 }  // namespace kalvor
