@@ -54,6 +54,12 @@ const std::map<std::string, Handler>& option_table() {
         {"-compress", set_compression},
         {"-verify", [](CustomSettings& s,
                        ParameterList& p) { s.output_verify = parse_scaled_integer(p.current_value()) != 0; }},
+        {"-overwrite", [](CustomSettings& s,
+                          ParameterList& p) { s.overwrite = parse_scaled_integer(p.current_value()) != 0; }},
+        {"-minspace",
+         [](CustomSettings& s, ParameterList& p) {
+             s.minimum_space = parse_scaled_integer(p.current_value()) != 0;
+         }},
         {"-mode", [](CustomSettings&, ParameterList& p) { set_mode(p.current_value()); }},
         {"-TD",
          [](CustomSettings& s, ParameterList& p) {

@@ -126,9 +126,25 @@ void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& valu
     log_.add(wall_.seconds(), "End Computation");
 }
 
-std::string NormalFloatSessionB::file_base(bool hexadecimal) const {
-    return folder_ + settings_.constant->name_short() + (hexadecimal ? " - Hex - " : " - Dec - ") +
-           settings_.constant->algorithm_short();
+// Before the computation: what stands in the way of the digit files is told now.
+void NormalFloatSessionB::open_output() {
+    if (!settings_.output_enable) return;
+    const auto request = [&](trel::u8 radix, const char* name, u64 digits) {
+        return OutputFiles::Request{
+            radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits};
+    };
+    std::vector<OutputFiles::Request> requests;
+    if (settings_.enable_hex) requests.push_back(request(16, " - Hex - ", writer_plan_.hex_digits));
+    requests.push_back(request(10, " - Dec - ", writer_plan_.output_digits));
+    constexpr double kExpectedSeconds = 0;  // nobody knows yet
+    const OutputOptions options{settings_.overwrite,
+                                wants_minimum_space(settings_.minimum_space, kExpectedSeconds)};
+    output_ = std::make_unique<OutputFiles>(folder_, requests, options);
+}
+
+OutputStats NormalFloatSessionB::write_or_count(FloatWriterB& writer, trel::u8 radix) {
+    if (output_) return output_->write(writer, radix, settings_.output_verify);
+    return radix == 10 ? writer.stat_dec_digits() : writer.stat_hex_digits();
 }
 
 void NormalFloatSessionB::write_digits(const MultiplyContext& context, const BigFloat& value) {
@@ -138,20 +154,9 @@ void NormalFloatSessionB::write_digits(const MultiplyContext& context, const Big
     if (settings_.output_verify) writer.verify();
     if (settings_.enable_hex) {
         if (settings_.output_verify) writer.verify_binary_words();
-        if (settings_.output_enable) {
-            record_.hexadecimal = writer.write_hex_digits(file_base(true));
-            if (settings_.output_verify)
-                writer.read_check(file_base(true) + ".txt", *record_.hexadecimal, 16);
-        } else {
-            record_.hexadecimal = writer.stat_hex_digits();
-        }
+        record_.hexadecimal = write_or_count(writer, 16);
     }
-    if (settings_.output_enable) {
-        record_.decimal = writer.write_dec_digits(file_base(false));
-        if (settings_.output_verify) writer.read_check(file_base(false) + ".txt", *record_.decimal, 10);
-    } else {
-        record_.decimal = writer.stat_dec_digits();
-    }
+    record_.decimal = write_or_count(writer, 10);
     log_.add(wall_.seconds(), "Digits Written");
 }
 
@@ -196,6 +201,7 @@ const RunRecord& NormalFloatSessionB::run() {
     }
     record_.system = trel::gather_system_record(trel::CommandLine::console_settings().include_pii);
     check_memory(trel::os::memory_status(), memory_.total(), *status_);
+    open_output();
     print_header();
     framework_ = settings_.parallelism.framework->make_framework();
     Regions regions;

@@ -1,0 +1,22 @@
+// The rule for a digit file that is there already.
+#pragma once
+
+#include <string>
+
+#include "os/types.h"
+
+namespace kalvor {
+
+enum class Replacement {
+    nothing_there,
+    replaces,            // the user was told what
+    replaces_read_only,  // the same for a file that is marked as not to be written
+};
+
+// Whether a run may put a file of `digits` digits under that name. "Replacing <path> (1,000,000 digits)."
+// tells the user of a file that is not longer. Throws FileException: for a longer file, one that is no digit
+// file, and one that must not be written or cannot be read, unless `overwrite`; for a folder and a file that
+// is being written in any case.
+Replacement check_replacement(const std::string& path, trel::u8 radix, trel::u64 digits, bool overwrite);
+
+}  // namespace kalvor
