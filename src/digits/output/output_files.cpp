@@ -37,6 +37,41 @@ std::string bytes_text(u64 bytes) {
     return text.substr(text.find_first_not_of(' '));
 }
 
+// What the file will take, at most: it is written in whole sectors.
+u64 bytes_of(const OutputFiles::Request& request) {
+    const u64 most = request.digits + kMostBeforeDigits;
+    return (most + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+}
+
+u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
+    u64 bytes = 0;
+    for (const OutputFiles::Request& request : requests) bytes += bytes_of(request);
+    return bytes;
+}
+
+std::string draft_path(const std::string& folder, const OutputFiles::Request& request) {
+    return BasicTextWriter::incomplete_path(folder + request.base_name);
+}
+
+Replacement check_target(const std::string& folder, const OutputFiles::Request& request,
+                         const OutputOptions& options, bool tell) {
+    return check_replacement(BasicTextWriter::final_path(folder + request.base_name), request.radix,
+                             request.digits, options.overwrite, tell);
+}
+
+// Empty when the volume has the space, or does not say.
+std::string shortage(const os::VolumeSpace& space, u64 needed) {
+    if (space.error || space.free_bytes >= needed) return "";
+    return "There is too little space on the volume " + space.volume + ": the digits need " +
+           bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are free.";
+}
+
+[[noreturn]] void refuse_shortage(const std::string& text, const std::string& folder) {
+    throw FileException(kFunction,
+                        text + " Make room, choose another folder with -o, or run with -minspace:0.",
+                        folder.empty() ? "." : folder);
+}
+
 }  // namespace
 
 // What to do about a full volume.
@@ -49,11 +84,6 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
     return setting.value_or(expected_seconds > kLongRunSeconds);
 }
 
-u64 OutputFiles::Entry::bytes() const {
-    const u64 most = request.digits + kMostBeforeDigits;
-    return (most + kSectorBytes - 1) / kSectorBytes * kSectorBytes;  // written in whole sectors
-}
-
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
                          const OutputOptions& options)
     : folder_(std::move(folder)), options_(options) {
@@ -63,51 +93,50 @@ OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& request
 
 OutputFiles::~OutputFiles() = default;
 
+void OutputFiles::check(const std::string& folder, const std::vector<Request>& requests,
+                        const OutputOptions& options) {
+    for (const Request& request : requests) {
+        PublishedFile::check(draft_path(folder, request));
+        check_target(folder, request, options, false);
+    }
+    if (!options.minimum_space || requests.empty()) return;
+    const std::string text = shortage(file_functions().volume_space(folder.c_str()), bytes_of(requests));
+    if (!text.empty()) refuse_shortage(text, folder);
+}
+
 std::unique_ptr<PublishedFile> OutputFiles::make(const std::string& folder, const Request& request) const {
-    const std::string base = folder + request.base_name;
-    const std::string target = BasicTextWriter::final_path(base);
     // The draft first: what is found under the final name is then nobody else's work in progress.
-    auto file = std::make_unique<PublishedFile>(BasicTextWriter::incomplete_path(base), target);
-    if (check_replacement(target, request.radix, request.digits, options_.overwrite) ==
-        Replacement::replaces_read_only) {
+    auto file = std::make_unique<PublishedFile>(draft_path(folder, request),
+                                                BasicTextWriter::final_path(folder + request.base_name));
+    if (check_target(folder, request, options_, true) == Replacement::replaces_read_only) {
         file->replace_read_only();
     }
     return file;
 }
 
-void OutputFiles::tell_shortage(const std::string& text) const {
-    if (options_.minimum_space) {
-        throw FileException(kFunction,
-                            text + " Make room, choose another folder with -o, or run with -minspace:0.",
-                            folder_.empty() ? "." : folder_);
-    }
-    Console::labelled_line("Warning", text, 'Y');
-}
-
 // Before anything is computed: the space is there and taken, or the user is told.
 void OutputFiles::reserve_space() {
     if (entries_.empty()) return;
-    u64 needed = 0;
-    for (const Entry& entry : entries_) needed += entry.bytes();
+    std::vector<Request> requests;
+    for (const Entry& entry : entries_) requests.push_back(entry.request);
+    const u64 needed = bytes_of(requests);
     const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
-    const std::string need = "the digits need " + bytes_text(needed) + ", ";
-    if (!space.error && space.free_bytes < needed) {
-        tell_shortage("There is too little space on the volume " + space.volume + ": " + need +
-                      bytes_text(space.free_bytes) + " are free.");
-        return;
-    }
-    for (Entry& entry : entries_) {
-        const os::OsError error = entry.file->reserve(entry.bytes());
+    std::string text = shortage(space, needed);
+    for (const Entry& entry : entries_) {
+        if (!text.empty()) break;
+        const os::OsError error = entry.file->reserve(bytes_of(entry.request));
         if (!error) continue;
         if (error.category != os::ErrorCategory::disk_full) {
             throw trel::FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
                                            entry.file->draft_path(), error);
         }
         // A quota, a limit on the size of files, or somebody was faster.
-        tell_shortage("The volume " + space.volume + " does not give the space that is asked for: " + need +
-                      bytes_text(space.free_bytes) + " are said to be free.");
-        return;
+        text = "The volume " + space.volume + " does not give the space that is asked for: the digits need " +
+               bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are said to be free.";
     }
+    if (text.empty()) return;
+    if (options_.minimum_space) refuse_shortage(text, folder_);
+    Console::labelled_line("Warning", text, 'Y');
 }
 
 OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
@@ -149,7 +178,7 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
     const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
     Console::error_line("There is no space left on the volume " + space.volume + " for the digits.");
     Console::print_line(entry.file->draft_path());
-    Console::labelled_line("Needed", bytes_text(entry.bytes()));
+    Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
     if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
     if (Console::is_terminal()) {
         Console::print_line(
@@ -176,7 +205,7 @@ void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
         const std::string prefix = trel::FileIO::prepare_output_folder(folder);
         auto file = make(prefix, entry.request);
-        (void)file->reserve(entry.bytes()).failed();
+        (void)file->reserve(bytes_of(entry.request)).failed();
         entry.file->discard();
         entry.file = std::move(file);
         folder_ = prefix;

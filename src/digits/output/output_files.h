@@ -39,6 +39,10 @@ class OutputFiles {
     // run is writing, and for too little space where that is a refusal; nothing is then left behind.
     OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options);
     ~OutputFiles();
+    // What the constructor would refuse now, without making anything: for the time before the memory of the
+    // computation is taken.
+    static void check(const std::string& folder, const std::vector<Request>& requests,
+                      const OutputOptions& options);
 
     // Writes the digits of one radix, reads them back when `verify` says so, and publishes the file. Where
     // the volume is full the digits are kept and the user is asked what to do; where there is nobody to ask
@@ -53,14 +57,12 @@ class OutputFiles {
     struct Entry {
         Request request;
         std::unique_ptr<trel::FileIO::PublishedFile> file;
-        trel::u64 bytes() const;  // that it will take, at most
     };
     struct Choice;
 
     std::unique_ptr<trel::FileIO::PublishedFile> make(const std::string& folder,
                                                       const Request& request) const;
     void reserve_space();
-    void tell_shortage(const std::string& text) const;
     Choice ask_for_space(const Entry& entry, int attempt) const;
     void move(Entry& entry, const std::string& folder);
 

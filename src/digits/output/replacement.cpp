@@ -34,7 +34,7 @@ std::optional<u64> digits_of(const std::string& path, u8 radix) {
 
 }  // namespace
 
-Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite) {
+Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite, bool tell) {
     const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return Replacement::nothing_there;
     if (old.error.category == os::ErrorCategory::sharing) {
@@ -73,8 +73,10 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
                                 path);
         }
     }
-    Console::print_line("Replacing " + path +
-                        (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
+    if (tell) {
+        Console::print_line("Replacing " + path +
+                            (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
+    }
     return read_only ? Replacement::replaces_read_only : Replacement::replaces;
 }
 

@@ -17,11 +17,11 @@ constexpr const char* kPublishing = "PublishedFile::publish()";
         error.code);
 }
 
-// Deletes a draft that nobody holds.
-void remove_forgotten(const std::string& path) {
+// A draft that no run holds, by a handle that holds it now; kNoFile when there is none.
+i64 hold_forgotten(const std::string& path) {
     using enum os::ErrorCategory;
     const os::OpenedFile held = file_functions().open(path.c_str(), os::FileAccess::take_over, {});
-    if (held.error.category == not_found) return;  // its run has just ended
+    if (held.error.category == not_found) return os::kNoFile;
     if (held.error.category == sharing) throw_held(path, held.error);
     if (held.error.category == other) {
         throw FileException(kMaking,
@@ -30,9 +30,15 @@ void remove_forgotten(const std::string& path) {
                             path, held.error.code);
     }
     if (held.error) throw file_error(kMaking, "Unable to open file.", path, held.error);
-    const os::OsError removal = file_functions().remove_open(held.handle, path.c_str());
-    (void)file_functions().close(held.handle).failed();
-    if (removal && removal.category != not_found) {
+    return held.handle;
+}
+
+void remove_forgotten(const std::string& path) {
+    const i64 held = hold_forgotten(path);
+    if (held == os::kNoFile) return;  // its run has just ended
+    const os::OsError removal = file_functions().remove_open(held, path.c_str());
+    (void)file_functions().close(held).failed();
+    if (removal && removal.category != os::ErrorCategory::not_found) {
         throw file_error(kMaking, "Unable to delete file.", path, removal);
     }
 }
@@ -59,6 +65,11 @@ PublishedFile::PublishedFile(std::string draft_path, std::string final_path)
     : draft_path_(std::move(draft_path)),
       final_path_(std::move(final_path)),
       file_(make_draft(draft_path_)) {}
+
+void PublishedFile::check(const std::string& draft_path) {
+    const i64 held = hold_forgotten(draft_path);
+    if (held != os::kNoFile) (void)file_functions().close(held).failed();
+}
 
 PublishedFile::~PublishedFile() {
     leave();

@@ -23,6 +23,8 @@ class PublishedFile {
     // writing ("Another run is writing this file. ..."), for anything else of that name that is not a plain
     // file, and for what the system refuses.
     PublishedFile(std::string draft_path, std::string final_path);
+    // What the constructor would refuse now; makes and deletes nothing.
+    static void check(const std::string& draft_path);
     // leave()
     ~PublishedFile();
     PublishedFile(const PublishedFile&) = delete;

@@ -39,8 +39,13 @@ class OutputFilesTest : public testing::Test {
     OutputFiles open(const OutputOptions& options = {}) const {
         return OutputFiles(prefix(), {{10, "Pi", kDigits}}, options);
     }
+    // The same before anything is made.
     std::string refusal(const OutputOptions& options = {}) const {
-        return message_of([&] { open(options); });
+        const std::string text = message_of([&] { open(options); });
+        const u64 there = files().size();
+        EXPECT_EQ(message_of([&] { OutputFiles::check(prefix(), {{10, "Pi", kDigits}}, options); }), text);
+        EXPECT_EQ(files().size(), there);
+        return text;
     }
     static std::string good() { return "3." + pi_digits(10, kDigits); }
     std::vector<std::string> files() const {
@@ -199,12 +204,12 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
                              "are said to be free.";
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(refusal({.minimum_space = true}),
+    EXPECT_EQ(message_of([&] { open({.minimum_space = true}); }),
               text + " Make room, choose another folder with -o, or run with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());
-    EXPECT_EQ(refusal(), "The space for the digits cannot be reserved.\n\nWrite Fault");
+    EXPECT_EQ(message_of([&] { open(); }), "The space for the digits cannot be reserved.\n\nWrite Fault");
     // A file system that does not offer it: nobody is bothered.
     disk.fail(Call::reserve, 4, {95, trel::os::ErrorCategory::other});
     open();
