@@ -78,6 +78,7 @@ OsError remove_open_file(i64 handle, const char* path);
 bool space_may_come(OsError error);
 // A file or a folder.
 bool file_exists(const char* path);
+bool is_folder(const char* path);
 // Whether the file is marked as not to be written, or its folder's volume is.
 bool is_read_only(const char* path);
 // Where the system does not replace files that are so marked: takes the mark off.

@@ -211,6 +211,10 @@ TEST_F(Files, RemoveExistsAndFolders) {
     EXPECT_EQ(gone.code, 2U);
     EXPECT_FALSE(create_folder(d.c_str()));
     EXPECT_TRUE(file_exists(d.c_str()));
+    EXPECT_TRUE(is_folder(d.c_str()));
+    folder_.write("f", "x");
+    EXPECT_FALSE(is_folder(folder_.file("f").c_str()));
+    EXPECT_FALSE(is_folder(a.c_str()));
     EXPECT_EQ(create_folder(d.c_str()).category, ErrorCategory::exists);
     EXPECT_EQ(create_folder(folder_.file("x/y").c_str()).category, ErrorCategory::not_found);
     EXPECT_FALSE(flush_folder_of(folder_.file("d").c_str()));

@@ -43,6 +43,11 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
                             "another folder with -o.",
                             path, old.error.code);
     }
+    if (old.error && os::is_folder(path.c_str())) {
+        throw FileException(kFunction,
+                            "A folder has the name of the digit file. Choose another folder with -o.", path,
+                            old.error.code);
+    }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
         throw trel::FileIO::file_error(kFunction, "The digit file cannot be replaced.", path, old.error);

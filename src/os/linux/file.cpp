@@ -227,6 +227,11 @@ bool file_exists(const char* path) {
     return stat(path, &status) == 0;
 }
 
+bool is_folder(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 OsError create_folder(const char* path) {
     if (mkdir(path, 0777) != 0) return error_of(errno, Direction::writing);
     return {};

@@ -252,6 +252,14 @@ bool file_exists(const char* path) {
     return wide_path(path, wide, error) && GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+bool is_folder(const char* path) {
+    std::wstring wide;
+    DWORD error = 0;
+    if (!wide_path(path, wide, error)) return false;
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 OsError create_folder(const char* path) {
     std::wstring wide;
     DWORD error = 0;

@@ -171,7 +171,8 @@ TEST_F(OutputFilesTest, WhatIsNotADigitFileIsKept) {
     EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + ".\n");
     std::filesystem::remove(folder_.file("Pi.txt"));
     std::filesystem::create_directory(folder_.file("Pi.txt"));
-    EXPECT_NE(refusal({.overwrite = true}), "nothing thrown");
+    EXPECT_EQ(refusal({.overwrite = true}),
+              "A folder has the name of the digit file. Choose another folder with -o.");
     EXPECT_EQ(files().size(), 1U);
 }
 
