@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "base/errors/exceptions.h"
@@ -58,6 +59,8 @@ class PublishedFiles : public ::testing::Test {
         }
         file.publish();
     }
+    // Windows lets nobody read what another run has just renamed and not closed yet.
+    std::string readable() const { return std::ifstream(target()) ? folder_.read("x") : "held"; }
     static std::string content(char letter) { return std::string(kBytes, letter); }
 
     ScratchFolder folder_;
@@ -192,9 +195,9 @@ TEST_F(PublishedFiles, AChangedSizeIsNoticed) {
 
 namespace {
 
-// What is under the final name: a run's letter when its whole content is there, "old", or "broken".
+// What is under the final name: a run's letter when its whole content is there, "old", "held" or "broken".
 std::string summary(const std::string& content) {
-    if (content == "old") return content;
+    if (content == "old" || content == "held") return content;
     return !content.empty() && content == std::string(kBytes, content[0]) ? content.substr(0, 1) : "broken";
 }
 
@@ -239,7 +242,7 @@ TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
     constexpr int kMostCalls = 14;
     RunsOnePath runs;
     runs.write = [&](char letter) { write(letter); };
-    runs.target = [&] { return folder_.read("x"); };
+    runs.target = [&] { return readable(); };
     for (const bool forgotten : {false, true}) {
         for (int k = 0; k < kMostCalls; k++) {
             for (int j = 1; j <= kMostCalls; j += k < 6 ? 1 : 5) {
@@ -261,7 +264,7 @@ TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
 TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
     RunsOnePath runs;
     runs.write = [&](char letter) { write(letter); };
-    runs.target = [&] { return folder_.read("x"); };
+    runs.target = [&] { return readable(); };
     u64 seed = 1;
     const auto random = [&] {
         seed = seed * 6364136223846793005U + 1442695040888963407U;
