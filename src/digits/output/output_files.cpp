@@ -187,7 +187,7 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
         Console::print("Folder: ");
         std::string answer;
         if (Console::read_line(answer)) {
-            file_functions().wait(kSecondsAfterAnAnswer);
+            file_functions().sleep(kSecondsAfterAnAnswer);
             return {true, answer};
         }
         Console::new_line();
@@ -196,7 +196,7 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
     Console::print_line("The digits are kept in memory. Trying again in a minute (" +
                         std::to_string(attempt) + " of " + std::to_string(kUnattendedAttempts) + ").");
     Console::flush();
-    file_functions().wait(kSecondsUnattended);
+    file_functions().sleep(kSecondsUnattended);
     return {true, ""};
 }
 

@@ -23,7 +23,7 @@ namespace {
 constexpr const char* kFunction = "OutputFiles()";
 constexpr const char* kWayOut = " Add -overwrite:1 to replace it, or choose another folder with -o.";
 
-// The digits of a file that can be read; nothing when it is no digit file.
+// The digits of a file that can be read; nothing when it is not a digit file.
 std::optional<u64> digits_of(const std::string& path, u8 radix) {
     try {
         return BasicTextReader(path, radix).total_digits();

@@ -26,7 +26,7 @@ struct FileFunctions {
     decltype(&os::allow_replacing) allow_replacing;
     decltype(&os::volume_space) volume_space;
     // Between two attempts at something that failed.
-    void (*wait)(double seconds);
+    void (*sleep)(double seconds);
 };
 
 // The system's own.

@@ -20,7 +20,7 @@ void persist(const char* function, const char* message, const std::string& path,
         Console::print_line(path);
         Console::print_line("Re-attempting...");
         if (!Console::pause()) throw file_error(function, message, path, error);
-        file_functions().wait(kSecondsBetweenAttempts);
+        file_functions().sleep(kSecondsBetweenAttempts);
     }
 }
 

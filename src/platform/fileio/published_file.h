@@ -39,7 +39,7 @@ class PublishedFile {
     const std::string& final_path() const { return final_path_; }
 
     // The space of the whole file. The error when it is not there; nothing is then reserved. Where space
-    // cannot be reserved that is no error.
+    // cannot be reserved, that is not an error.
     [[nodiscard]] os::OsError reserve(u64 bytes);
     // Whether the last failure was one for want of space that may come.
     bool needs_space() const;
