@@ -9,13 +9,16 @@ namespace trel::os {
 
 enum class FileAccess {
     create,      // read and write; made if missing, emptied if not; nobody else may have it open
+    create_new,  // read and write; category exists where anything has that name, be it a link; nobody else
     read,        // must exist; other readers are allowed, a writer is not
     read_write,  // must exist; nobody else may have it open
+    take_over,   // must exist and be a plain file, not a link; nobody else may have it open. To remove it.
 };
 
 struct FileFlags {
     bool unbuffered = false;     // past the system's cache: offsets, lengths and addresses in whole sectors
     bool write_through = false;  // a write returns when the device has the data
+    bool private_file = false;   // a new file is for this user alone
 };
 
 inline constexpr i64 kNoFile = -1;
@@ -61,12 +64,25 @@ OsError flush_file(i64 handle);
 // The same for the folder that holds `path`: its entry survives a loss of power.
 OsError flush_folder_of(const char* path);
 
-// Replaces an existing target file. Category exists: the target is in the way and could not be replaced, while
-// `from` itself could be moved. The codes of these two are the C library's on every system.
+// Replaces an existing target file. Category exists: the target is in the way and could not be replaced,
+// while `from` itself could be moved. After a failure both are what they were. The codes of these and of the
+// next two are the C library's on every system.
 OsError rename_file(const char* from, const char* to);
 OsError remove_file(const char* path);
+// The same for the file that a handle of a writer holds; it stays open and held. Category not_found, and
+// nothing done: `from` or `path` leads to another file by now. A removed file is gone when its handle is
+// closed at the latest.
+OsError rename_open_file(i64 handle, const char* from, const char* to);
+OsError remove_open_file(i64 handle, const char* path);
+// Whether waiting may help: somebody else may free space on the device, but nobody moves a limit.
+bool space_may_come(OsError error);
 // A file or a folder.
 bool file_exists(const char* path);
+bool is_folder(const char* path);
+// Whether the file is marked as not to be written, or its folder's volume is.
+bool is_read_only(const char* path);
+// Where the system does not replace files that are so marked: takes the mark off.
+OsError allow_replacing(const char* path);
 // Category exists when there is something of that name already.
 OsError create_folder(const char* path);
 // "/" everywhere, "\\" too where the system's calls take it.

@@ -114,6 +114,26 @@ struct FaultyFile::Hooks {
         if (const os::OsError error = g_current->begin(Call::create_folder).error) return error;
         return system_file_functions().create_folder(path);
     }
+    static os::OsError rename_open(i64 handle, const char* from, const char* to) {
+        if (const os::OsError error = g_current->begin(Call::rename).error) return error;
+        return system_file_functions().rename_open(handle, from, to);
+    }
+    static os::OsError remove_open(i64 handle, const char* path) {
+        if (const os::OsError error = g_current->begin(Call::remove).error) return error;
+        return system_file_functions().remove_open(handle, path);
+    }
+    static os::VolumeSpace volume_space(const char* folder) {
+        os::VolumeSpace space = system_file_functions().volume_space(folder);
+        if (g_current->free_space_) space.free_bytes = *g_current->free_space_;
+        return space;
+    }
+    static void wait(double seconds) {
+        {
+            const std::lock_guard<std::mutex> lock(g_current->mutex_);
+            g_current->waits_.push_back(seconds);
+        }
+        if (g_current->on_wait_) g_current->on_wait_(seconds);
+    }
 
     static constexpr u64 kSector = 4096;
 };
@@ -122,7 +142,11 @@ FaultyFile::FaultyFile() {
     static const FileFunctions functions{Hooks::open,    Hooks::close,  Hooks::read,
                                          Hooks::write,   Hooks::size,   Hooks::set_size,
                                          Hooks::reserve, Hooks::flush,  Hooks::flush_folder,
-                                         Hooks::rename,  Hooks::remove, Hooks::create_folder};
+                                         Hooks::rename,  Hooks::remove, Hooks::create_folder,
+                                         Hooks::rename_open, Hooks::remove_open,
+                                         system_file_functions().is_read_only,
+                                         system_file_functions().allow_replacing,
+                                         Hooks::volume_space, Hooks::wait};
     g_current = this;
     FileIO::set_file_functions_for_tests(&functions);
 }
@@ -148,6 +172,14 @@ void FaultyFile::disk_full_after(u64 bytes) {
     const std::lock_guard<std::mutex> lock(mutex_);
     limited_ = true;
     bytes_left_ = bytes;
+}
+void FaultyFile::disk_no_longer_full() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    limited_ = false;
+}
+std::vector<double> FaultyFile::waits() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return waits_;
 }
 void FaultyFile::short_write(u64 n, u64 bytes) {
     shortened_.push_back({Call::write, n, bytes});
@@ -180,6 +212,7 @@ const char* FaultyFile::name(Call call) {
 }
 
 FaultyFile::Begun FaultyFile::begin(Call call, u64 bytes) {
+    if (on_call_) on_call_(call);
     const std::lock_guard<std::mutex> lock(mutex_);
     const u64 n = ++counts_[static_cast<int>(call)];
     made_.push_back({call, n, bytes});

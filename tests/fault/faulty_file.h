@@ -3,7 +3,9 @@
 // object. Calls may come from several threads.
 #pragma once
 
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,7 @@ class FaultyFile {
     };
     static constexpr int kCalls = 12;
     static const char* name(Call call);
+    // Renaming and removing by a handle count as rename and remove.
 
     // The n-th call and the `times - 1` after it fail without doing anything.
     void fail(Call call, trel::u64 n, trel::os::OsError error, trel::u64 times = 1);
@@ -47,6 +50,16 @@ class FaultyFile {
     // Inverts one bit (0 = lowest of the first byte) of what the n-th write brings to the disk, or the n-th read delivers.
     void flip_bit_of_write(trel::u64 n, trel::u64 bit);
     void flip_bit_of_read(trel::u64 n, trel::u64 bit);
+
+    // Called before every call, outside of all locks: the place to hold a thread back.
+    void on_call(std::function<void(Call)> hook) { on_call_ = std::move(hook); }
+    // Waits between attempts take no time; this is called instead with the seconds.
+    void on_wait(std::function<void(double)> hook) { on_wait_ = std::move(hook); }
+    std::vector<double> waits() const;
+    // What the volume says is free; until then the truth.
+    void free_space(trel::u64 bytes) { free_space_ = bytes; }
+    // The disk takes everything again.
+    void disk_no_longer_full();
 
     // Calls so far, failed ones too.
     trel::u64 count(Call call) const;
@@ -90,4 +103,8 @@ class FaultyFile {
     trel::u64 counts_[kCalls] = {};
     bool limited_ = false;
     trel::u64 bytes_left_ = 0;
+    std::function<void(Call)> on_call_;
+    std::function<void(double)> on_wait_;
+    std::vector<double> waits_;
+    std::optional<trel::u64> free_space_;
 };

@@ -9,6 +9,7 @@
 
 #include "os/path_kind.h"
 #include "os/privilege.h"
+#include "os/volume.h"
 #include "support/scratch_folder.h"
 
 using namespace trel;
@@ -124,6 +125,82 @@ TEST_F(Files, RenameReplacesAFileButNoFolder) {
     EXPECT_EQ(folder_.read("b"), "new");
 }
 
+TEST_F(Files, NewFilesReplaceNothing) {
+    folder_.write("a", "content");
+    EXPECT_EQ(refused("a", FileAccess::create_new), ErrorCategory::exists);
+    EXPECT_EQ(folder_.read("a"), "content");
+    const i64 file = handle("b", FileAccess::create_new);
+    EXPECT_EQ(write_file(file, "x", 0, 1).bytes, 1U);
+    char back = 0;
+    EXPECT_EQ(read_file(file, &back, 0, 1).bytes, 1U);
+    EXPECT_EQ(back, 'x');
+    EXPECT_EQ(refused("b", FileAccess::create_new), ErrorCategory::exists);
+    for (const FileAccess second : {FileAccess::read, FileAccess::read_write, FileAccess::take_over}) {
+        EXPECT_EQ(refused("b", second), ErrorCategory::sharing);
+    }
+    EXPECT_FALSE(close_file(file));
+    EXPECT_EQ(refused("none/a", FileAccess::create_new), ErrorCategory::not_found);
+}
+
+TEST_F(Files, AForgottenFileIsTakenOverAndRemoved) {
+    folder_.write("a", "content");
+    const i64 file = handle("a", FileAccess::take_over);
+    EXPECT_EQ(refused("a", FileAccess::take_over), ErrorCategory::sharing);
+    EXPECT_EQ(refused("a", FileAccess::create), ErrorCategory::sharing);
+    EXPECT_FALSE(remove_open_file(file, folder_.file("a").c_str()));
+    EXPECT_FALSE(close_file(file));
+    EXPECT_FALSE(folder_.has("a"));
+    EXPECT_EQ(refused("a", FileAccess::take_over), ErrorCategory::not_found);
+    ASSERT_FALSE(create_folder(folder_.file("d").c_str()));
+    EXPECT_NE(refused("d", FileAccess::take_over), ErrorCategory::none);
+}
+
+// A file is renamed, cut and looked at while its writer holds it.
+TEST_F(Files, AnOpenFileIsRenamed) {
+    folder_.write("b", "old");
+    const i64 file = handle("a", FileAccess::create_new, {.unbuffered = true});
+    alignas(4096) static u8 sector[4096];
+    std::memset(sector, 'x', sizeof sector);
+    EXPECT_EQ(write_file(file, sector, 0, 4096).bytes, 4096U);
+    const Resizing cut = set_file_size(file, 5);
+    EXPECT_FALSE(cut.error) << cut.error.code << ": an end that is not a sector's";
+    EXPECT_EQ(file_size(file).bytes, 5U);
+    const std::string a = folder_.file("a"), b = folder_.file("b");
+    EXPECT_FALSE(rename_open_file(file, a.c_str(), b.c_str()));
+    EXPECT_EQ(refused("b", FileAccess::read), ErrorCategory::sharing) << "held under its new name";
+    EXPECT_FALSE(folder_.has("a"));
+    ASSERT_FALSE(create_folder(folder_.file("d").c_str()));
+    EXPECT_TRUE(rename_open_file(file, b.c_str(), folder_.file("d").c_str()));
+    EXPECT_FALSE(close_file(file));
+    EXPECT_EQ(folder_.read("b"), "xxxxx");
+}
+
+TEST_F(Files, ReadOnlyIsAMarkOfTheFile) {
+    folder_.write("a", "old");
+    folder_.write("b", "new");
+    const std::string a = folder_.file("a"), b = folder_.file("b");
+    EXPECT_FALSE(is_read_only(a.c_str()));
+    using std::filesystem::perms;
+    std::filesystem::permissions(a, perms::owner_write | perms::group_write | perms::others_write,
+                                 std::filesystem::perm_options::remove);
+    EXPECT_TRUE(is_read_only(a.c_str()));
+    EXPECT_FALSE(is_read_only(folder_.file("none").c_str()));
+    const i64 file = handle("b", FileAccess::read_write);
+    EXPECT_FALSE(allow_replacing(a.c_str()));
+    EXPECT_FALSE(rename_open_file(file, b.c_str(), a.c_str()));
+    EXPECT_FALSE(close_file(file));
+    EXPECT_EQ(folder_.read("a"), "new");
+}
+
+TEST_F(Files, TheVolumeHasAName) {
+    const VolumeSpace space = volume_space(folder_.file("").c_str());
+    EXPECT_FALSE(space.error);
+    EXPECT_FALSE(space.volume.empty());
+    EXPECT_GT(space.free_bytes, 0U);
+    EXPECT_EQ(volume_space("").volume, space.volume);
+    EXPECT_TRUE(volume_space(folder_.file("none").c_str()).error);
+}
+
 TEST_F(Files, RemoveExistsAndFolders) {
     folder_.write("a", "x");
     const std::string a = folder_.file("a"), d = folder_.file("d");
@@ -135,6 +212,10 @@ TEST_F(Files, RemoveExistsAndFolders) {
     EXPECT_EQ(gone.code, 2U);
     EXPECT_FALSE(create_folder(d.c_str()));
     EXPECT_TRUE(file_exists(d.c_str()));
+    EXPECT_TRUE(is_folder(d.c_str()));
+    folder_.write("f", "x");
+    EXPECT_FALSE(is_folder(folder_.file("f").c_str()));
+    EXPECT_FALSE(is_folder(a.c_str()));
     EXPECT_EQ(create_folder(d.c_str()).category, ErrorCategory::exists);
     EXPECT_EQ(create_folder(folder_.file("x/y").c_str()).category, ErrorCategory::not_found);
     EXPECT_FALSE(flush_folder_of(folder_.file("d").c_str()));

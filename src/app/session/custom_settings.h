@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "app/session/compute_size.h"
@@ -22,7 +23,9 @@ struct CustomSettings {
     std::string path;  // where the digits go; empty: the current folder
     bool output_enable = true;
     bool output_verify = true;
-    trel::i64 digits_per_file = 0;  // 0: text files
+    bool overwrite = false;             // replace longer and read-only digit files
+    std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
+    trel::i64 digits_per_file = 0;      // 0: text files
     trel::ParallelismSettings parallelism;
     std::unique_ptr<trel::AllocatorConfig> allocator;
 

@@ -11,6 +11,7 @@
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/simd/isa.h"
 #include "base/status/linear_console_node.h"
 #include "base/status/status_scope.h"
 #include "platform/fileio/output_folder.h"
@@ -126,9 +127,25 @@ void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& valu
     log_.add(wall_.seconds(), "End Computation");
 }
 
-std::string NormalFloatSessionB::file_base(bool hexadecimal) const {
-    return folder_ + settings_.constant->name_short() + (hexadecimal ? " - Hex - " : " - Dec - ") +
-           settings_.constant->algorithm_short();
+std::vector<OutputFiles::Request> NormalFloatSessionB::output_requests() const {
+    std::vector<OutputFiles::Request> requests;
+    const auto add = [&](trel::u8 radix, const char* name, u64 digits) {
+        requests.push_back(
+            {radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits});
+    };
+    if (settings_.output_enable && settings_.enable_hex) add(16, " - Hex - ", writer_plan_.hex_digits);
+    if (settings_.output_enable) add(10, " - Dec - ", writer_plan_.output_digits);
+    return requests;
+}
+
+OutputOptions NormalFloatSessionB::output_options() const {
+    constexpr double kExpectedSeconds = 0;  // nobody knows yet
+    return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, kExpectedSeconds)};
+}
+
+OutputStats NormalFloatSessionB::write_or_count(FloatWriterB& writer, trel::u8 radix) {
+    if (settings_.output_enable) return output_->write(writer, radix, settings_.output_verify);
+    return radix == 10 ? writer.stat_dec_digits() : writer.stat_hex_digits();
 }
 
 void NormalFloatSessionB::write_digits(const MultiplyContext& context, const BigFloat& value) {
@@ -138,20 +155,9 @@ void NormalFloatSessionB::write_digits(const MultiplyContext& context, const Big
     if (settings_.output_verify) writer.verify();
     if (settings_.enable_hex) {
         if (settings_.output_verify) writer.verify_binary_words();
-        if (settings_.output_enable) {
-            record_.hexadecimal = writer.write_hex_digits(file_base(true));
-            if (settings_.output_verify)
-                writer.read_check(file_base(true) + ".txt", *record_.hexadecimal, 16);
-        } else {
-            record_.hexadecimal = writer.stat_hex_digits();
-        }
+        record_.hexadecimal = write_or_count(writer, 16);
     }
-    if (settings_.output_enable) {
-        record_.decimal = writer.write_dec_digits(file_base(false));
-        if (settings_.output_verify) writer.read_check(file_base(false) + ".txt", *record_.decimal, 10);
-    } else {
-        record_.decimal = writer.stat_dec_digits();
-    }
+    record_.decimal = write_or_count(writer, 10);
     log_.add(wall_.seconds(), "Digits Written");
 }
 
@@ -196,10 +202,15 @@ const RunRecord& NormalFloatSessionB::run() {
     }
     record_.system = trel::gather_system_record(trel::CommandLine::console_settings().include_pii);
     check_memory(trel::os::memory_status(), memory_.total(), *status_);
+    // What stands in the way of the digit files is told now; they are made when nothing else can end the run
+    // before it computes.
+    OutputFiles::check(folder_, output_requests(), output_options());
     print_header();
     framework_ = settings_.parallelism.framework->make_framework();
     Regions regions;
     allocate(regions);
+    (void)trel::active_isa();  // ends the program where KALVOR_ISA names none
+    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options());
 
     AlignedBufferC memory = regions.working.buffer();
     const AlignedBufferC result = memory.spawn_words(plan_->result_words());

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/record/run_record.h"
 #include "app/session/custom_settings.h"
@@ -10,6 +11,7 @@
 #include "base/clock/timer.h"
 #include "base/status/status.h"
 #include "digits/output/float_writer.h"
+#include "digits/output/output_files.h"
 
 namespace kalvor {
 
@@ -39,14 +41,17 @@ class NormalFloatSessionB {
     void compute(const trel::MultiplyContext& context, BigFloat& value);
     void write_digits(const trel::MultiplyContext& context, const BigFloat& value);
     void report();
-    std::string file_base(bool hexadecimal) const;
+    std::vector<OutputFiles::Request> output_requests() const;
+    OutputOptions output_options() const;
+    OutputStats write_or_count(FloatWriterB& writer, trel::u8 radix);
 
     const CustomSettings& settings_;
     std::unique_ptr<ConstantPlan> plan_;
     WriterPlan writer_plan_;
     u64 max_product_words_;
     MemoryPlan memory_;
-    std::string folder_;  // of the digit files, with its final "/"
+    std::string folder_;                   // of the digit files, with its final "/"
+    std::unique_ptr<OutputFiles> output_;  // from before the computation
     std::unique_ptr<trel::BasicParallelizer> framework_;
     std::unique_ptr<Status> status_;
     trel::WallTimer wall_;  // since the start of the run

@@ -38,21 +38,26 @@ u8 detect_radix(const std::string& head) {
 }  // namespace
 
 BasicTextReader::BasicTextReader(const std::string& path, u8 radix)
-    : BasicDigitReader(radix), file_(path, trel::FileIO::OpenMode::read, true) {
+    : BasicTextReader(std::make_shared<trel::FileIO::RawFile>(path, trel::FileIO::OpenMode::read, true),
+                      radix) {}
+
+BasicTextReader::BasicTextReader(std::shared_ptr<trel::FileIO::RawFile> file, u8 radix)
+    : BasicDigitReader(radix), file_(std::move(file)) {
     if (radix != 0 && radix != 10 && radix != 16) {
         throw InvalidParametersException("BasicTextReader::BasicTextReader()", "Invalid Radix");
     }
     const trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
-    const u64 got = file_.load_available(sector.get(), 0, kSectorBytes);
+    const u64 got = file_->load_available(sector.get(), 0, kSectorBytes);
     head_.assign(static_cast<const char*>(sector.get()), std::min(got, kHeadBytes));
     if (radix_ == 0) radix_ = detect_radix(head_);
     const std::size_t point = head_.find('.');
     if (point == std::string::npos) {
         throw FileException("BasicTextReader::BasicTextReader()",
-                            "A decimal place was not found within the first 63 bytes of the file.", path);
+                            "A decimal place was not found within the first 63 bytes of the file.",
+                            file_->path());
     }
     digits_offset_ = point + 1;
-    total_digits_ = file_.size() - digits_offset_;
+    total_digits_ = file_->size() - digits_offset_;
 }
 
 u64 BasicTextReader::buffer_size(u64 count, u64 limit) const {
@@ -84,11 +89,11 @@ void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, C
         u64 got;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
-            got = file_.load_available(window, window_start, ask);
+            got = file_->load_available(window, window_start, ask);
         }
         const u64 last = std::min(window_start + ask, end);
         if (window_start + got < last) {
-            throw FileException("BasicTextReader::load_stats()", "Incomplete read.", file_.path());
+            throw FileException("BasicTextReader::load_stats()", "Incomplete read.", file_->path());
         }
         consume(window + (position - window_start), position - digits_offset_ - start, last - position);
         position = last;

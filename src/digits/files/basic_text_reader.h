@@ -1,6 +1,7 @@
 // Reads a text digit file: the integer part, ".", then one character a digit and nothing else.
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -15,6 +16,8 @@ class BasicTextReader final : public BasicDigitReader {
     // "Invalid Digit", FileException "A decimal place was not found within the first 63 bytes of the file.",
     // InvalidParametersException "Invalid Radix".
     explicit BasicTextReader(const std::string& path, trel::u8 radix = 0);
+    // Through a handle that is open already; it stays open.
+    explicit BasicTextReader(std::shared_ptr<trel::FileIO::RawFile> file, trel::u8 radix = 0);
 
     std::string first_digits() const override { return head_; }
     trel::u64 total_digits() const override { return total_digits_; }
@@ -33,7 +36,7 @@ class BasicTextReader final : public BasicDigitReader {
     void read_range(trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch, Consume consume);
 
     std::mutex mutex_;
-    trel::FileIO::RawFile file_;
+    const std::shared_ptr<trel::FileIO::RawFile> file_;
     std::string head_;  // the first bytes of the file, at most 64
     trel::u64 digits_offset_ = 0;
     trel::u64 total_digits_ = 0;

@@ -7,7 +7,6 @@
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/digit_kernels.h"
-#include "platform/fileio/persistent.h"
 
 namespace kalvor {
 
@@ -16,6 +15,7 @@ using trel::u64;
 using trel::u8;
 using trel::FileIO::FileException;
 using trel::FileIO::kSectorBytes;
+using trel::FileIO::PublishedFile;
 
 namespace {
 
@@ -34,6 +34,15 @@ u64 after_point(std::string_view first_digits, const std::string& path) {
     return point + 1;
 }
 
+// What is wrong with the digits is told before a file is made for them.
+std::unique_ptr<PublishedFile> make_file(const std::string& base_path, std::string_view first_digits,
+                                         u8 radix) {
+    checked_radix(radix);
+    after_point(first_digits, base_path);
+    return std::make_unique<PublishedFile>(BasicTextWriter::incomplete_path(base_path),
+                                           BasicTextWriter::final_path(base_path));
+}
+
 u64 whole_sectors(u64 bytes) {
     return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
 }
@@ -42,11 +51,20 @@ u64 whole_sectors(u64 bytes) {
 
 BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix,
                                  u64 total_digits, u64 buffer_bytes)
-    : base_path_(std::move(base_path)),
-      radix_(checked_radix(radix)),
+    : BasicTextWriter(make_file(base_path, first_digits, radix), nullptr, first_digits, radix, total_digits,
+                      buffer_bytes) {}
+
+BasicTextWriter::BasicTextWriter(PublishedFile& file, std::string_view first_digits, u8 radix,
+                                 u64 total_digits, u64 buffer_bytes)
+    : BasicTextWriter(nullptr, &file, first_digits, radix, total_digits, buffer_bytes) {}
+
+BasicTextWriter::BasicTextWriter(std::unique_ptr<PublishedFile> own, PublishedFile* file,
+                                 std::string_view first_digits, u8 radix, u64 total_digits, u64 buffer_bytes)
+    : radix_(checked_radix(radix)),
       total_digits_(total_digits),
-      digits_offset_(after_point(first_digits, base_path_)),
-      file_(incomplete_path(), trel::FileIO::OpenMode::create, true),
+      digits_offset_(after_point(first_digits, own ? own->final_path() : file->final_path())),
+      own_(std::move(own)),
+      file_(own_ ? *own_ : *file),
       buffer_(std::max(whole_sectors(buffer_bytes), whole_sectors(digits_offset_) + kSectorBytes),
               kSectorBytes) {
     std::memcpy(buffer_.get(), first_digits.data(), digits_offset_);
@@ -55,7 +73,12 @@ BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_d
 
 BasicTextWriter::~BasicTextWriter() {
     try {
-        close();
+        // What was finished and not published did not pass its check.
+        if (is_finished_ && !is_closed_) {
+            file_.leave();
+        } else {
+            close();
+        }
     } catch (const trel::Exception& error) {
         error.print();
     }
@@ -73,13 +96,13 @@ void BasicTextWriter::write_window() {
         const u64 keep = fill_ % kSectorBytes;
         if (last_sector < extent_) {
             trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
-            file_.load(sector.get(), last_sector, kSectorBytes);
+            file_.file().load(sector.get(), last_sector, kSectorBytes);
             std::memcpy(bytes + fill_, sector.bytes() + keep, kSectorBytes - keep);
         } else {
             std::memset(bytes + fill_, 0, size - fill_);
         }
     }
-    file_.store(bytes, window_, size);
+    file_.file().store(bytes, window_, size);
     extent_ = std::max(extent_, window_ + size);
     flushed_ = fill_;
     failed_ = false;
@@ -91,7 +114,7 @@ void BasicTextWriter::seek(u64 offset) {
     write_window();
     const u64 window = offset / kSectorBytes * kSectorBytes;
     if (window < extent_) {
-        file_.load(buffer_.get(), window, kSectorBytes);
+        file_.file().load(buffer_.get(), window, kSectorBytes);
     } else {
         std::memset(buffer_.get(), 0, kSectorBytes);
     }
@@ -103,7 +126,7 @@ template <class Convert>
 void BasicTextWriter::store(u64 start, u64 count, Convert convert) {
     const std::lock_guard<std::mutex> lock(mutex_);
     constexpr const char* kFunction = "BasicTextWriter::store_digits()";
-    if (!file_.is_open()) throw InvalidParametersException(kFunction, "File is closed.");
+    if (is_closed_ || is_finished_) throw InvalidParametersException(kFunction, "File is closed.");
     if (start > total_digits_ || count > total_digits_ - start) {
         throw InvalidParametersException(kFunction, "Out of range.");
     }
@@ -140,25 +163,67 @@ void BasicTextWriter::store_characters(const char* text, u64 start, u64 count) {
     });
 }
 
+void BasicTextWriter::warn_incomplete() const {
+    trel::Console::error_line("Warning, closing incomplete file", true);
+    trel::Console::print_line(incomplete_path());
+    written_.print();
+    trel::Console::set_color('w');
+}
+
+void BasicTextWriter::finish_locked() {
+    write_window();
+    failed_ = true;  // until it is done
+    file_.complete(end_);
+    failed_ = false;
+    is_finished_ = true;
+}
+
+void BasicTextWriter::finish() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (is_closed_ || is_finished_) return;
+    if (!is_complete()) {
+        throw FileException("BasicTextWriter::finish()", "Not all digits were written.", incomplete_path());
+    }
+    finish_locked();
+}
+
+std::unique_ptr<BasicDigitReader> BasicTextWriter::read_back() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!is_finished_) {
+        throw InvalidParametersException("BasicTextWriter::read_back()", "The file is not finished.");
+    }
+    return std::make_unique<BasicTextReader>(file_.shared_file(), radix_);
+}
+
+void BasicTextWriter::publish() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    is_closed_ = true;
+    file_.publish();
+}
+
+void BasicTextWriter::abandon() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    is_closed_ = true;
+}
+
 void BasicTextWriter::close() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!file_.is_open()) return;
+    if (is_closed_) return;
+    is_closed_ = true;
     // Whatever fails, the file is not left open for a second attempt.
     struct Closer {
-        trel::FileIO::RawFile& file;
-        ~Closer() { file.close(); }
+        PublishedFile& file;
+        ~Closer() { file.leave(); }
     } closer{file_};
-    const bool complete = !failed_ && written_.covers(0, total_digits_);
-    if (!complete) {
-        trel::Console::error_line("Warning, closing incomplete file", true);
-        trel::Console::print_line(file_.path());
-        written_.print();
-        trel::Console::set_color('w');
+    if (is_finished_ || is_complete()) {
+        if (!is_finished_) finish_locked();
+        file_.publish();
+        return;
     }
+    warn_incomplete();
     if (failed_) return;
     write_window();
-    file_.close_and_set_size(end_);
-    if (complete) trel::FileIO::persistent_rename(incomplete_path(), final_path());
+    file_.complete(end_);
 }
 
 std::unique_ptr<BasicDigitReader> BasicTextWriter::close_and_get_basic_reader() {

@@ -2,13 +2,14 @@
 // base + " (incomplete).txt" until it is closed with all digits written; then it becomes base + ".txt".
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 
 #include "digits/files/basic_digit_writer.h"
 #include "digits/files/written_ranges.h"
-#include "platform/fileio/raw_file.h"
+#include "platform/fileio/published_file.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
@@ -22,6 +23,10 @@ class BasicTextWriter final : public BasicDigitWriter {
     // "No decimal place was found.".
     BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix,
                     trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes);
+    // Into a file that was made before, from its beginning. The file outlives the writer, which does not
+    // close it unless it publishes it; it may be written once more by another writer.
+    BasicTextWriter(trel::FileIO::PublishedFile& file, std::string_view first_digits, trel::u8 radix,
+                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes);
     // Closes. Throws nothing: what goes wrong is printed.
     ~BasicTextWriter() override;
 
@@ -32,28 +37,45 @@ class BasicTextWriter final : public BasicDigitWriter {
     // The same for characters '0'-'9', 'a'-'f', which are taken as they are.
     void store_characters(const char* text, trel::u64 start, trel::u64 count);
 
-    // Writes what is left and, when every digit was written, gives the file its final name (durably).
-    // Otherwise warns and leaves it under its incomplete name. Closing twice does nothing. After a write that
-    // failed no other is tried: its exception has told what is wrong.
+    void finish() override;
+    std::unique_ptr<BasicDigitReader> read_back() override;
+    void publish() override;
+    // finish() and publish() when every digit was written. Otherwise warns and leaves the file under its
+    // incomplete name. Closing twice does nothing. After a write that failed no other is tried: its exception
+    // has told what is wrong.
     void close();
+    // No more attempts, no warning: another writer begins again with the same file.
+    void abandon();
     // close(), then a reader of the finished file. Throws FileException for an incomplete one.
     std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
 
-    std::string final_path() const { return base_path_ + ".txt"; }
-    std::string incomplete_path() const { return base_path_ + " (incomplete).txt"; }
+    static std::string final_path(const std::string& base_path) { return base_path + ".txt"; }
+    static std::string incomplete_path(const std::string& base_path) {
+        return base_path + " (incomplete).txt";
+    }
+    const std::string& final_path() const { return file_.final_path(); }
+    const std::string& incomplete_path() const { return file_.draft_path(); }
 
   private:
+    BasicTextWriter(std::unique_ptr<trel::FileIO::PublishedFile> own, trel::FileIO::PublishedFile* file,
+                    std::string_view first_digits, trel::u8 radix, trel::u64 total_digits,
+                    trel::u64 buffer_bytes);
+    bool is_complete() const { return !failed_ && written_.covers(0, total_digits_); }
+    void finish_locked();
+    void warn_incomplete() const;
     template <class Convert>
     void store(trel::u64 start, trel::u64 count, Convert convert);
     void seek(trel::u64 offset);
     void write_window();
 
     std::mutex mutex_;
-    const std::string base_path_;
     const trel::u8 radix_;
     const trel::u64 total_digits_;
     const trel::u64 digits_offset_;
-    trel::FileIO::RawFile file_;
+    const std::unique_ptr<trel::FileIO::PublishedFile> own_;  // empty when somebody else owns the file
+    trel::FileIO::PublishedFile& file_;
+    bool is_closed_ = false;
+    bool is_finished_ = false;
     // The window of the file that is being filled: bytes [window_, window_ + fill_), window_ on a sector.
     trel::GuardedBuffer buffer_;
     trel::u64 window_ = 0;

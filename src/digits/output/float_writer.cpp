@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 
 #include "arith/m61/m61.h"
 #include "base/clock/timer.h"
@@ -152,7 +151,7 @@ FloatReaderB FloatWriterB::hexadecimal_reader() const {
 
 // One pass: words, their digits, hash and counts, and the digits to the file.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
-                                 const std::string* base_path) {
+                                 BasicDigitWriter* file) {
     StatusSection section(status_, section_name);
     const trel::WallTimer timer;
     const u8 radix = reader.radix();
@@ -160,10 +159,6 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     const u64 power = radix == 10 ? m61::fold(CBRv2::kRadix19) : 8;  // radix^per_word
     const auto unpack = radix == 10 ? word_digits().decimal : word_digits().hexadecimal;
     const OutputBuffer buffer(context_.scratch);
-    std::unique_ptr<BasicTextWriter> file;
-    if (base_path != nullptr) {
-        file = std::make_unique<BasicTextWriter>(*base_path, reader.first_digits(), radix, digits);
-    }
 
     OutputStats stats;
     stats.digits = digits;
@@ -179,13 +174,13 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word,
                                  count - whole * per_word, radix);
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
-        if (file) file->store_digits(buffer.values, done, count, {}, context_.parallel);
+        if (file != nullptr) file->store_digits(buffer.values, done, count, {}, context_.parallel);
         done += count;
         StatusFrame frame(section.node(), "Writing...     " + trel::Console::format_commas(done) +
-                                              (file ? "  digits written" : "  digits analyzed"));
+                                              (file != nullptr ? "  digits written" : "  digits analyzed"));
         frame.node().refresh();
     }
-    if (file) file->close();
+    if (file != nullptr) file->finish();
     stats.hash = digit_hash(reader.integer_part(), hash, radix, digits);
     stats.last.set(digits, reader);
     if (radix == 10 && plan_.compute_digits > digits) {
@@ -195,12 +190,26 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     return stats;
 }
 
+OutputStats FloatWriterB::write_dec_digits(BasicDigitWriter& file) {
+    return output(decimal_reader(), plan_.output_digits, "Writing Decimal Digits:", &file);
+}
+
+OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
+    return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
+}
+
 OutputStats FloatWriterB::write_dec_digits(const std::string& base_path) {
-    return output(decimal_reader(), plan_.output_digits, "Writing Decimal Digits:", &base_path);
+    BasicTextWriter file(base_path, first_dec_digits(), 10, plan_.output_digits);
+    OutputStats stats = write_dec_digits(file);
+    file.publish();
+    return stats;
 }
 
 OutputStats FloatWriterB::write_hex_digits(const std::string& base_path) {
-    return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &base_path);
+    BasicTextWriter file(base_path, first_hex_digits(), 16, plan_.hex_digits);
+    OutputStats stats = write_hex_digits(file);
+    file.publish();
+    return stats;
 }
 
 OutputStats FloatWriterB::stat_dec_digits() {
@@ -213,6 +222,10 @@ OutputStats FloatWriterB::stat_hex_digits() {
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix) {
     kalvor::read_check(status_, file, stats, radix, context_.scratch);
+}
+
+void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {
+    kalvor::read_check(status_, file, stats, context_.scratch);
 }
 
 }  // namespace kalvor

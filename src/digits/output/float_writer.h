@@ -6,7 +6,7 @@
 //   convert(), verify()                  decimal digits
 //   verify_binary_words()                hexadecimal digits
 //   write_*_digits() or stat_*_digits()  once per radix
-//   read_check()                         the written file
+//   read_check()                         the written file, before it gets its name (output_files.h)
 #pragma once
 
 #include <string>
@@ -15,6 +15,7 @@
 #include "arith/multiply/multiply_context.h"
 #include "base/status/status.h"
 #include "digits/convert/convert.h"
+#include "digits/files/basic_digit_writer.h"
 #include "digits/output/digit_stats.h"
 #include "digits/output/float_reader.h"
 
@@ -65,11 +66,15 @@ class FloatWriterB {
     // Write the file base_path + ".txt" (through its "(incomplete)" name) and return its statistics.
     OutputStats write_dec_digits(const std::string& base_path);
     OutputStats write_hex_digits(const std::string& base_path);
+    // Into a file that is open already; it is finished and not published yet.
+    OutputStats write_dec_digits(BasicDigitWriter& file);
+    OutputStats write_hex_digits(BasicDigitWriter& file);
     // The statistics alone.
     OutputStats stat_dec_digits();
     OutputStats stat_hex_digits();
     // Re-reads a written file and compares.
     void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix);
+    void read_check(BasicDigitReader& file, const OutputStats& stats);
 
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
     trel::Word* radix_words() { return radix_words_; }
@@ -77,8 +82,8 @@ class FloatWriterB {
   private:
     FloatReaderB decimal_reader() const;
     FloatReaderB hexadecimal_reader() const;
-    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section,
-                       const std::string* base_path);
+    // file may be null: the statistics alone.
+    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section, BasicDigitWriter* file);
 
     const WriterPlan& plan_;
     trel::MultiplyContext context_;  // scratch: behind the radix words

@@ -1,6 +1,7 @@
 #include "digits/output/read_check.h"
 
-#include <algorithm>
+#include <memory>
+#include <string_view>
 
 #include "arith/m61/m61.h"
 #include "base/console/format.h"
@@ -9,6 +10,7 @@
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/digit_kernels.h"
 #include "platform/fileio/raw_file.h"
+#include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
 
@@ -22,26 +24,22 @@ namespace {
 constexpr u64 kPointBytes = 63;
 constexpr u64 kStepDigits = u64(1) << 24;
 
-// The residue of the integer part, from the characters before the point.
-u64 integer_residue(const std::string& file, u8 radix) {
-    char head[kPointBytes];
-    trel::FileIO::RawFile raw(file, trel::FileIO::OpenMode::read, false);
-    const u64 n = raw.load_available(head, 0, kPointBytes);
-    const char* const point = std::find(head, head + n, '.');
-    if (point == head + n) {
+// The residue of the integer part, which ends at the point within the first 63 bytes.
+u64 integer_residue(std::string_view head, u8 radix) {
+    const std::size_t point = head.substr(0, kPointBytes).find('.');
+    if (point == std::string_view::npos) {
         throw InvalidParametersException(
             "read_check()", "A decimal place was not found within the first 63 bytes of the file.");
     }
     if (radix != 10 && radix != 16) throw InvalidParametersException("read_check()", "Invalid radix.");
     u8 values[kPointBytes];
-    const u64 digits = static_cast<u64>(point - head);
-    if (!digit_kernels().to_values(values, head, digits, radix)) {
+    if (!digit_kernels().to_values(values, head.data(), point, radix)) {
         throw InvalidParametersException("read_check()", radix == 10
                                                              ? "Invalid decimal digit in first digits."
                                                              : "Invalid hexadecimal digit in first digits.");
     }
     u64 residue = 0;
-    for (u64 i = 0; i < digits; i++) residue = m61::add(m61::mul(residue, radix), values[i]);
+    for (std::size_t i = 0; i < point; i++) residue = m61::add(m61::mul(residue, radix), values[i]);
     return m61::canonical(residue);
 }
 
@@ -49,8 +47,21 @@ u64 integer_residue(const std::string& file, u8 radix) {
 
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, u8 radix,
                 const trel::AlignedBufferC& scratch) {
-    const u64 integer = integer_residue(file, radix);
-    BasicTextReader reader(file, radix);
+    using namespace trel::FileIO;
+    const auto opened = std::make_shared<RawFile>(file, OpenMode::read, true);
+    {
+        const trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
+        const u64 n = opened->load_available(sector.get(), 0, kSectorBytes);
+        integer_residue({static_cast<const char*>(sector.get()), n}, radix);
+    }
+    BasicTextReader reader(opened, radix);
+    read_check(status, reader, stats, scratch);
+}
+
+void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
+                const trel::AlignedBufferC& scratch) {
+    const u8 radix = reader.radix();
+    const u64 integer = integer_residue(reader.first_digits(), radix);
     const u64 total = reader.total_digits();
     DigitRangeStats found(radix);
     {

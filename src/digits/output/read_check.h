@@ -15,5 +15,8 @@ namespace kalvor {
 inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, trel::u8 radix,
                 const trel::AlignedBufferC& scratch);
+// The same for a file that is not closed yet: what the device has of it.
+void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
+                const trel::AlignedBufferC& scratch);
 
 }  // namespace kalvor

@@ -33,25 +33,61 @@ Transfer with_position(Transfer done) {
     return done;
 }
 
+bool is_same_file(int handle, const char* path) {
+    struct stat open {
+    }, named{};
+    return fstat(handle, &open) == 0 && lstat(path, &named) == 0 && open.st_dev == named.st_dev &&
+           open.st_ino == named.st_ino;
+}
+
+// The calls that make a file with O_EXCL leave it behind when they refuse O_DIRECT, so that it is asked for
+// afterwards.
+bool make_unbuffered(int handle) {
+    const int flags = fcntl(handle, F_GETFL);
+    return flags >= 0 && fcntl(handle, F_SETFL, flags | O_DIRECT) == 0;
+}
+
+int open_for(const char* path, FileAccess access, int mode, bool& unbuffered, bool private_file) {
+    const mode_t rights = private_file ? 0600 : 0666;
+    if (access == FileAccess::create_new) {
+        const int handle = retry_interrupted([&] { return open(path, mode | O_CREAT | O_EXCL, rights); });
+        if (handle >= 0 && unbuffered) unbuffered = make_unbuffered(handle);
+        return handle;
+    }
+    if (access == FileAccess::take_over) {
+        // Nothing waits for the other end of a pipe. Who may not write may still hold the file.
+        mode |= O_NOFOLLOW | O_NONBLOCK;
+        unbuffered = false;
+        const int handle = retry_interrupted([&] { return open(path, mode); });
+        if (handle >= 0 || errno != EACCES) return handle;
+        return retry_interrupted([&] { return open(path, (mode & ~O_ACCMODE) | O_RDONLY); });
+    }
+    if (access == FileAccess::create) mode |= O_CREAT;
+    const int handle =
+        retry_interrupted([&] { return open(path, mode | (unbuffered ? O_DIRECT : 0), rights); });
+    if (handle >= 0 || errno != EINVAL || !unbuffered) return handle;
+    unbuffered = false;
+    return retry_interrupted([&] { return open(path, mode, rights); });
+}
+
 }  // namespace
 
 OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
     int mode = O_CLOEXEC;
     mode |= access == FileAccess::read ? O_RDONLY : O_RDWR;
-    if (access == FileAccess::create) mode |= O_CREAT;
     if (flags.write_through) mode |= O_DSYNC;
     bool unbuffered = flags.unbuffered;
-    int handle = retry_interrupted([&] { return open(path, mode | (unbuffered ? O_DIRECT : 0), 0666); });
-    if (handle < 0 && errno == EINVAL && unbuffered) {
-        unbuffered = false;
-        handle = retry_interrupted([&] { return open(path, mode, 0666); });
-    }
+    const int handle = open_for(path, access, mode, unbuffered, flags.private_file);
     if (handle < 0) return {kNoFile, error_of(errno), false};
     // Reading may open a folder, which fails no earlier than at the first byte.
     struct stat status {};
     if (fstat(handle, &status) == 0 && S_ISDIR(status.st_mode)) {
         close(handle);
         return {kNoFile, error_of(EISDIR), false};
+    }
+    if (access == FileAccess::take_over && !S_ISREG(status.st_mode)) {
+        close(handle);
+        return {kNoFile, error_of(ELOOP), false};
     }
 
     const int lock = (access == FileAccess::read ? LOCK_SH : LOCK_EX) | LOCK_NB;
@@ -62,6 +98,12 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
             close(handle);
             return {kNoFile, {static_cast<u32>(error), ErrorCategory::sharing}, false};
         }
+    }
+    // Between its creation and its lock somebody may have taken the file for a forgotten one.
+    if ((access == FileAccess::create_new || access == FileAccess::take_over) &&
+        !is_same_file(handle, path)) {
+        close(handle);
+        return {kNoFile, {EWOULDBLOCK, ErrorCategory::sharing}, false};
     }
     // Emptied only now: the content of a file that somebody else holds stays.
     if (access == FileAccess::create && ftruncate(handle, 0) != 0) {
@@ -155,9 +197,39 @@ OsError remove_file(const char* path) {
     return {};
 }
 
+OsError rename_open_file(i64 handle, const char* from, const char* to) {
+    if (!is_same_file(static_cast<int>(handle), from)) return error_of(ENOENT);
+    if (const OsError error = rename_file(from, to)) return error;
+    return is_same_file(static_cast<int>(handle), to) ? OsError{} : error_of(ENOENT);
+}
+
+OsError remove_open_file(i64 handle, const char* path) {
+    return is_same_file(static_cast<int>(handle), path) ? remove_file(path) : error_of(ENOENT);
+}
+
+bool space_may_come(OsError error) {
+    return error.category == ErrorCategory::disk_full && error.code != EFBIG;
+}
+
+bool is_read_only(const char* path) {
+    struct stat status {};
+    if (stat(path, &status) != 0) return false;
+    // A privileged user may write everywhere, but the mark was meant for somebody.
+    return (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || access(path, W_OK) != 0;
+}
+
+OsError allow_replacing(const char*) {
+    return {};
+}
+
 bool file_exists(const char* path) {
     struct stat status {};
     return stat(path, &status) == 0;
+}
+
+bool is_folder(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 OsError create_folder(const char* path) {

@@ -3,7 +3,9 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "os/transfer_steps.h"
 #include "os/windows/last_error.h"
@@ -12,6 +14,8 @@
 namespace trel::os {
 namespace {
 
+// Offsets are signed here; larger ones would come out negative.
+constexpr u64 kLargestOffset = ~u64(0) >> 1;
 static_assert(kNoFile == -1, "the handle that CreateFileW returns for a failure");
 
 HANDLE handle_of(i64 handle) {
@@ -37,13 +41,26 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
     if (!wide_path(path, wide, error)) return {kNoFile, error_of(error), false};
 
     const bool reading = access == FileAccess::read;
-    const DWORD wanted = reading ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
+    const bool taking = access == FileAccess::take_over;
+    const bool exclusive = taking || access == FileAccess::create_new;
+    const DWORD rights = reading || taking ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     const DWORD share = reading ? FILE_SHARE_READ : 0;
-    const DWORD creation = access == FileAccess::create ? OPEN_ALWAYS : OPEN_EXISTING;
-    const DWORD attributes = flags.write_through ? FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
+    const DWORD creation = access == FileAccess::create       ? OPEN_ALWAYS
+                           : access == FileAccess::create_new ? CREATE_NEW
+                                                              : OPEN_EXISTING;
+    DWORD attributes = flags.write_through ? FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
+    // Of a link the link itself.
+    if (exclusive) attributes |= FILE_FLAG_OPEN_REPARSE_POINT;
     const auto open = [&](bool unbuffered) {
-        return CreateFileW(wide.c_str(), wanted, share, nullptr, creation,
-                           attributes | (unbuffered ? FILE_FLAG_NO_BUFFERING : 0), nullptr);
+        const auto call = [&](DWORD wanted) {
+            return CreateFileW(wide.c_str(), wanted, share, nullptr, creation,
+                               attributes | (unbuffered ? FILE_FLAG_NO_BUFFERING : 0), nullptr);
+        };
+        if (reading) return call(rights);
+        // The right to rename and remove through the handle; a file that grants writing alone is written.
+        const HANDLE handle = call(rights | DELETE);
+        if (handle != INVALID_HANDLE_VALUE || taking || GetLastError() != ERROR_ACCESS_DENIED) return handle;
+        return call(rights);
     };
     bool unbuffered = flags.unbuffered;
     HANDLE handle = open(unbuffered);
@@ -53,6 +70,13 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
         handle = open(false);
     }
     if (handle == INVALID_HANDLE_VALUE) return {kNoFile, last_error(), false};
+    BY_HANDLE_FILE_INFORMATION about{};
+    if (taking &&
+        (GetFileInformationByHandle(handle, &about) == 0 ||
+         (about.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0)) {
+        CloseHandle(handle);
+        return {kNoFile, error_of(ERROR_CANT_ACCESS_FILE), false};
+    }
     // Emptied only now: the content of a file that somebody else holds stays.
     if (access == FileAccess::create && SetEndOfFile(handle) == 0) {
         const OsError failure = last_error();
@@ -99,8 +123,13 @@ FileSize file_size(i64 handle) {
 }
 
 Resizing set_file_size(i64 handle, u64 bytes) {
-    if (!move_to(handle, bytes)) return {last_error(), true};
-    if (SetEndOfFile(handle_of(handle)) == 0) return {last_error(), false};
+    if (bytes > kLargestOffset) return {error_of(ERROR_NEGATIVE_SEEK), true};
+    // Not by the position, which is bound to whole sectors where the file is unbuffered.
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(bytes);
+    if (SetFileInformationByHandle(handle_of(handle), FileEndOfFileInfo, &end, sizeof end) == 0) {
+        return {last_error(), false};
+    }
     return {};
 }
 
@@ -150,10 +179,85 @@ OsError remove_file(const char* path) {
     return DeleteFileW(wide.c_str()) == 0 ? c_error_of(GetLastError()) : OsError{};
 }
 
+// The handle shares nothing, so that the names lead to its file as long as it is open.
+OsError rename_open_file(i64 handle, const char*, const char* to) {
+    std::wstring target;
+    DWORD error = 0;
+    if (!wide_path(to, target, error)) return c_error_of(error);
+    const DWORD needed = GetFullPathNameW(target.c_str(), 0, nullptr, nullptr);
+    std::wstring full(needed, L'\0');
+    const DWORD got = needed == 0 ? 0 : GetFullPathNameW(target.c_str(), needed, full.data(), nullptr);
+    if (got == 0 || got >= needed) return c_error_of(GetLastError());
+    full.resize(got);
+
+    const std::size_t name_bytes = full.size() * sizeof(wchar_t);
+    std::vector<u64> memory((sizeof(FILE_RENAME_INFO) + name_bytes) / sizeof(u64) + 1);
+    const auto call = [&](bool replace) {
+        auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(memory.data());
+        info->ReplaceIfExists = replace ? TRUE : FALSE;
+        info->RootDirectory = nullptr;
+        info->FileNameLength = static_cast<DWORD>(name_bytes);
+        std::memcpy(info->FileName, full.c_str(), name_bytes + sizeof(wchar_t));
+        return SetFileInformationByHandle(handle_of(handle), FileRenameInfo, info,
+                                          static_cast<DWORD>(sizeof(FILE_RENAME_INFO) + name_bytes)) != 0;
+    };
+    const auto durably = [&]() -> OsError {
+        (void)FlushFileBuffers(handle_of(handle));
+        return {};
+    };
+    if (call(true)) return durably();
+    error = GetLastError();
+    // As in rename_file.
+    if (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION) {
+        if (call(false)) return durably();
+        error = GetLastError();
+    }
+    return c_error_of(error);
+}
+
+OsError remove_open_file(i64 handle, const char*) {
+    FILE_DISPOSITION_INFO info{};
+    info.DeleteFile = TRUE;
+    return SetFileInformationByHandle(handle_of(handle), FileDispositionInfo, &info, sizeof info) == 0
+               ? c_error_of(GetLastError())
+               : OsError{};
+}
+
+bool space_may_come(OsError error) {
+    return error.category == ErrorCategory::disk_full;
+}
+
+bool is_read_only(const char* path) {
+    std::wstring wide;
+    DWORD error = 0;
+    if (!wide_path(path, wide, error)) return false;
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+OsError allow_replacing(const char* path) {
+    std::wstring wide;
+    DWORD error = 0;
+    if (!wide_path(path, wide, error)) return c_error_of(error);
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) return {};
+    return SetFileAttributesW(wide.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) == 0
+               ? c_error_of(GetLastError())
+               : OsError{};
+}
+
 bool file_exists(const char* path) {
     std::wstring wide;
     DWORD error = 0;
     return wide_path(path, wide, error) && GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool is_folder(const char* path) {
+    std::wstring wide;
+    DWORD error = 0;
+    if (!wide_path(path, wide, error)) return false;
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 OsError create_folder(const char* path) {

@@ -31,7 +31,7 @@ u64 checked_block_log2(u64 block_log2, bool raw) {
 }  // namespace
 
 ChecksumSideFile::ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary)
-    : RawFile(data_path + kSuffix, mode, false, temporary) {
+    : RawFile(data_path + kSuffix, mode, Caching::cached, temporary) {
     // Half an entry at the end was never completely recorded.
     n_blocks_ = size() / kEntry;
 }
@@ -58,7 +58,7 @@ void ChecksumSideFile::set_length(u64 n_blocks) {
         n_blocks_ = n_blocks;
         return;
     }
-    // Every write waits for the device, so they are long.
+    // Long writes, because far memory has many blocks.
     const std::vector<u32> none(std::min(u64(64) * kBatch, n_blocks - n_blocks_), kNoChecksum);
     while (n_blocks_ < n_blocks) {
         const u64 n = std::min<u64>(none.size(), n_blocks - n_blocks_);

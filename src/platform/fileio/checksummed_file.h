@@ -12,7 +12,8 @@
 
 namespace trel::FileIO {
 
-// The side file. Buffered even where the data is raw: its accesses are a few bytes anywhere.
+// The side file. Its accesses are a few bytes anywhere, so they go through the system's cache even where the
+// data is raw, and none of them waits for the device: flush() does.
 class ChecksumSideFile final : public RawFile {
   public:
     ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary);

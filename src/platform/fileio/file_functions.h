@@ -3,6 +3,7 @@
 #pragma once
 
 #include "os/file.h"
+#include "os/volume.h"
 
 namespace trel::FileIO {
 
@@ -19,6 +20,13 @@ struct FileFunctions {
     decltype(&os::rename_file) rename;
     decltype(&os::remove_file) remove;
     decltype(&os::create_folder) create_folder;
+    decltype(&os::rename_open_file) rename_open;
+    decltype(&os::remove_open_file) remove_open;
+    decltype(&os::is_read_only) is_read_only;
+    decltype(&os::allow_replacing) allow_replacing;
+    decltype(&os::volume_space) volume_space;
+    // Between two attempts at something that failed.
+    void (*sleep)(double seconds);
 };
 
 // The system's own.

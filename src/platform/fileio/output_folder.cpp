@@ -1,11 +1,24 @@
 #include "platform/fileio/output_folder.h"
 
+#include <random>
+
 #include "os/file.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
 #include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
+namespace {
+
+// Eight hexadecimal digits.
+std::string random_name() {
+    std::random_device random;
+    std::string name;
+    for (int i = 0; i < 8; i++) name += "0123456789abcdef"[random() % 16];
+    return name;
+}
+
+}  // namespace
 
 std::string folder_prefix(const std::string& path) {
     if (path.empty() || path.back() == '/' || path.back() == '\\') return path;
@@ -22,10 +35,15 @@ void create_folders(const std::string& prefix) {
 }
 
 os::OsError check_writable(const std::string& prefix) {
-    const std::string probe = prefix + "pathcheck.sf";
-    const os::OpenedFile opened = file_functions().open(probe.c_str(), os::FileAccess::create, {});
-    // Another run may be making the same probe.
-    if (opened.error.category == os::ErrorCategory::sharing) return {};
+    constexpr int kAttempts = 100;
+    os::OpenedFile opened;
+    std::string probe;
+    // Whatever has such a name already is not ours.
+    for (int i = 0; i < kAttempts; i++) {
+        probe = prefix + "pathcheck-" + random_name() + ".sf";
+        opened = file_functions().open(probe.c_str(), os::FileAccess::create_new, {.private_file = true});
+        if (opened.error.category != os::ErrorCategory::exists) break;
+    }
     if (opened.error) return opened.error;
     const os::OsError closed = file_functions().close(opened.handle);
     persistent_remove(probe);

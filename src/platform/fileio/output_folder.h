@@ -13,8 +13,8 @@ std::string folder_prefix(const std::string& path);
 // Makes the folder of a prefix and its missing parents, as far as that is possible.
 void create_folders(const std::string& prefix);
 
-// Whether a file can be made in the folder of a prefix: makes "pathcheck.sf" and deletes it (persistently).
-// The error says why not.
+// Whether a file can be made in the folder of a prefix: makes one of a name that nothing there has, for this
+// user alone, and deletes it (persistently). The error says why not.
 os::OsError check_writable(const std::string& prefix);
 
 // All three: returns the prefix. Throws FileException "Path is not writable.".

@@ -7,31 +7,26 @@
 namespace trel::FileIO {
 namespace {
 
-os::OsError rename_over(const std::string& from, const std::string& to) {
-    const os::OsError error = file_functions().rename(from.c_str(), to.c_str());
-    // Where there is nothing to rename, the target may be the last good copy.
-    if (!error || error.category == os::ErrorCategory::not_found) return error;
-    (void)file_functions().remove(to.c_str());
-    return file_functions().rename(from.c_str(), to.c_str());
-}
-
-// Attempts until one succeeds or nobody is there to ask for another.
-template <class Attempt>
-void persist(const char* function, const char* failure, const std::string& path, Attempt attempt) {
-    while (const os::OsError error = attempt()) {
-        Console::error_line(failure);
-        Console::labelled_line("Error Code", std::to_string(error.code));
-        Console::print_line(path);
-        Console::print_line("Re-attempting...");
-        if (!Console::pause()) throw file_error(function, failure, path, error);
-    }
-}
+// Keys may come from a program that never stops.
+constexpr double kSecondsBetweenAttempts = 1;
 
 }  // namespace
 
+void persist(const char* function, const char* message, const std::string& path,
+             const std::function<os::OsError()>& attempt) {
+    while (const os::OsError error = attempt()) {
+        Console::error_line(message);
+        Console::labelled_line("Error Code", std::to_string(error.code));
+        Console::print_line(path);
+        Console::print_line("Re-attempting...");
+        if (!Console::pause()) throw file_error(function, message, path, error);
+        file_functions().sleep(kSecondsBetweenAttempts);
+    }
+}
+
 void persistent_rename(const std::string& old_path, const std::string& new_path) {
     persist("FileIO::persistent_rename()", "Unable to rename file.", new_path,
-            [&] { return rename_over(old_path, new_path); });
+            [&] { return file_functions().rename(old_path.c_str(), new_path.c_str()); });
     // The file is in place; a folder that cannot be flushed only makes its name less durable.
     (void)file_functions().flush_folder(new_path.c_str());
 }

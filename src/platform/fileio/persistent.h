@@ -1,13 +1,22 @@
 // Changes of a folder that must not be lost to a moment's trouble: tried again at every key press of the
-// user. Where there is nobody to press a key (the end of the input) they throw a FileException instead of
-// spinning.
+// user, at most once a second. Where there is nobody to press a key (the end of the input) they throw a
+// FileException instead of spinning.
 #pragma once
 
+#include <functional>
 #include <string>
+
+#include "os/error.h"
 
 namespace trel::FileIO {
 
-// For the rename that completes a file. Replaces an existing target. Durable on return.
+// Attempts until one succeeds or nobody is there to ask for another. The exception has the function, the
+// message and the path, and the last attempt's error.
+void persist(const char* function, const char* message, const std::string& path,
+             const std::function<os::OsError()>& attempt);
+
+// For the rename that completes a file. Replaces an existing target, which stays as it is until then. Durable
+// on return.
 void persistent_rename(const std::string& old_path, const std::string& new_path);
 
 // A file that is gone already counts as deleted.

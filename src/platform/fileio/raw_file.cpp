@@ -1,5 +1,6 @@
 #include "platform/fileio/raw_file.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "base/console/console.h"
@@ -15,6 +16,8 @@ os::FileAccess access_of(OpenMode mode) {
     switch (mode) {
         case OpenMode::create:
             return os::FileAccess::create;
+        case OpenMode::create_new:
+            return os::FileAccess::create_new;
         case OpenMode::read:
             return os::FileAccess::read;
         case OpenMode::read_write:
@@ -36,6 +39,12 @@ void warn_about_reservation(const std::string& path) {
     Console::set_color('w');
 }
 
+// No right to reserve space, or no way to: the file works without.
+bool is_offer_refused(os::OsError error) {
+    using enum os::ErrorCategory;
+    return error.category == access_denied || error.category == other || error.category == invalid_parameter;
+}
+
 }  // namespace
 
 constinit OneShotWarning reservation_warning;
@@ -43,19 +52,33 @@ constinit OneShotWarning reservation_warning;
 BaseFile::~BaseFile() = default;
 
 RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary)
-    : BaseFile(std::move(path)), mode_(mode), raw_(raw), delete_on_close_(temporary) {
-    open(mode, raw, "RawFile()",
-         mode == OpenMode::create ? "Unable to create file." : "Unable to open file.");
+    : RawFile(std::move(path), mode, raw ? Caching::unbuffered : Caching::write_through, temporary) {}
+
+RawFile::RawFile(std::string path, OpenMode mode, Caching caching, bool temporary)
+    : BaseFile(std::move(path)), mode_(mode), caching_(caching), delete_on_close_(temporary) {
+    const bool makes = mode == OpenMode::create || mode == OpenMode::create_new;
+    open(mode, "RawFile()", makes ? "Unable to create file." : "Unable to open file.");
+}
+
+RawFile::RawFile(std::string path, i64 handle)
+    : BaseFile(std::move(path)),
+      handle_(handle),
+      mode_(OpenMode::create_new),
+      caching_(Caching::unbuffered),
+      delete_on_close_(false) {}
+
+std::unique_ptr<RawFile> RawFile::adopt(std::string path, i64 handle) {
+    return std::unique_ptr<RawFile>(new RawFile(std::move(path), handle));
 }
 
 RawFile::~RawFile() {
     close();
 }
 
-void RawFile::open(OpenMode mode, bool raw, const char* function, const char* failure) {
+void RawFile::open(OpenMode mode, const char* function, const char* failure) {
     os::FileFlags flags;
-    flags.unbuffered = raw;
-    flags.write_through = !raw && mode != OpenMode::read;
+    flags.unbuffered = caching_ == Caching::unbuffered;
+    flags.write_through = caching_ == Caching::write_through && mode != OpenMode::read;
     const os::OpenedFile opened = file_functions().open(path_.c_str(), access_of(mode), flags);
     if (opened.error) throw file_error(function, failure, path_, opened.error);
     handle_ = opened.handle;
@@ -68,6 +91,8 @@ void RawFile::require_open(const char* function) const {
 void RawFile::write_all(const TransferTexts& texts, const void* buffer, u64 offset, u64 bytes) {
     require_open(texts.function);
     const os::Transfer done = file_functions().write(handle_, buffer, offset, bytes);
+    if (done.bytes != 0) written_end_ = std::max(written_end_, offset + done.bytes);
+    failure_ = done.error;
     if (done.error) {
         throw file_error(texts.function, done.position_refused ? texts.position : texts.failed, path_,
                          done.error);
@@ -122,6 +147,7 @@ u64 RawFile::size() const {
 void RawFile::set_size(u64 bytes) {
     require_open("RawFile::set_size()");
     const os::Resizing done = file_functions().set_size(handle_, bytes);
+    failure_ = done.error;
     if (done.error) {
         throw file_error("RawFile::set_size()",
                          done.position_refused ? kPositionRefused : "SetEndOfFile() failed.", path_,
@@ -129,14 +155,48 @@ void RawFile::set_size(u64 bytes) {
     }
 }
 
+os::OsError RawFile::try_reserve(u64 bytes) {
+    require_open("RawFile::reserve()");
+    const os::FileSize before = file_functions().size(handle_);
+    if (before.error) return before.error;
+    os::OsError error = file_functions().set_size(handle_, bytes).error;
+    if (!error) {
+        error = file_functions().reserve(handle_, bytes);
+        if (is_offer_refused(error)) return {};
+    }
+    // What could be had of the space is given back.
+    if (error) cut_quietly(before.bytes);
+    return error;
+}
+
+void RawFile::cut_quietly(u64 bytes) {
+    if (is_open()) (void)file_functions().set_size(handle_, bytes).error.failed();
+}
+
 void RawFile::reserve(u64 bytes) {
-    set_size(bytes);
-    if (file_functions().reserve(handle_, bytes)) warn_about_reservation(path_);
+    constexpr const char* kFunction = "RawFile::reserve()";
+    const u64 before = size();
+    const bool is_ours = mode_ == OpenMode::create || mode_ == OpenMode::create_new;
+    try {
+        set_size(bytes);
+        const os::OsError error = file_functions().reserve(handle_, bytes);
+        if (!error) return;
+        if (is_offer_refused(error)) return warn_about_reservation(path_);
+        throw file_error(kFunction, "SetFileValidData() failed.", path_, error);
+    } catch (const FileException&) {
+        if (is_ours && before == 0) {
+            close_and_remove();
+        } else {
+            cut_quietly(before);
+        }
+        throw;
+    }
 }
 
 void RawFile::flush() {
     require_open("RawFile::flush()");
     const os::OsError error = file_functions().flush(handle_);
+    failure_ = error;
     if (error) throw file_error("RawFile::flush()", "FlushFileBuffers() failed.", path_, error);
 }
 
@@ -154,39 +214,55 @@ void RawFile::close() {
 }
 
 void RawFile::close_and_set_size(u64 bytes) {
-    constexpr const char* kFunction = "RawFile::close_and_set_size()";
-    require_open(kFunction);
+    require_open("RawFile::close_and_set_size()");
+    set_size(bytes);
+    flush();
     const i64 handle = handle_;
     handle_ = os::kNoFile;
     if (file_functions().close(handle)) {
         Console::error_line("RawFile::close_and_set_size(): Unable to close file.");
     }
-    open(OpenMode::read_write, false, kFunction, "Unable to reopen file.");
-    set_size(bytes);
-    flush();
+    close();  // what is left of it, if the file is temporary
+}
+
+void RawFile::close_and_remove() {
+    if (!is_open()) return;
+    delete_on_close_ = false;
+    const os::OsError removal = file_functions().remove_open(handle_, path_.c_str());
     close();
+    // A file that is gone already is as wanted.
+    if (removal && removal.category != os::ErrorCategory::not_found) {
+        Console::error_line("RawFile::close(): Unable to delete file.");
+    }
+}
+
+os::OsError RawFile::try_rename(const std::string& new_path) {
+    require_open("BaseFile::rename()");  // whatever kind of file it is
+    const os::OsError error = file_functions().rename_open(handle_, path_.c_str(), new_path.c_str());
+    if (!error) path_ = new_path;
+    return error;
 }
 
 void RawFile::rename(const std::string& new_path) {
     constexpr const char* kFunction = "RawFile::rename()";
-    require_open("BaseFile::rename()");  // whatever kind of file it is
-    const i64 handle = handle_;
-    handle_ = os::kNoFile;
-    if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
-    os::OsError error = file_functions().rename(path_.c_str(), new_path.c_str());
-    if (error.category == os::ErrorCategory::exists) {
-        const os::OsError removal = file_functions().remove(new_path.c_str());
-        if (removal) {
-            throw file_error(kFunction, "Unable to rename file because the existing one can't be deleted.",
-                             new_path, removal);
-        }
+    require_open("BaseFile::rename()");
+    os::OsError error;
+    if (mode_ == OpenMode::read) {
+        const i64 handle = handle_;
+        handle_ = os::kNoFile;
+        if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
         error = file_functions().rename(path_.c_str(), new_path.c_str());
+    } else {
+        error = try_rename(new_path);
+    }
+    if (error.category == os::ErrorCategory::exists) {
+        throw file_error(kFunction, "Unable to rename file because the existing one can't be deleted.",
+                         new_path, error);
     }
     if (error) throw file_error(kFunction, "Unable to rename file.", new_path, error);
+    if (mode_ != OpenMode::read) return;
     path_ = new_path;
-    // A file that was created must not be emptied now.
-    open(mode_ == OpenMode::read ? OpenMode::read : OpenMode::read_write, raw_, kFunction,
-         "Unable to reopen file.");
+    open(OpenMode::read, kFunction, "Unable to reopen file.");
 }
 
 void AlignedAccessFile::check_alignment(u64 offset, u64 bytes, const void* buffer) const {

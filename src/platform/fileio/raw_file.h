@@ -2,6 +2,7 @@
 // FileException with the path and the system's number, except where a warning is named.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "base/errors/one_shot_warning.h"
@@ -39,6 +40,7 @@ class BaseFile {
 
 enum class OpenMode {
     create,      // made or emptied; read and write; nobody else
+    create_new,  // made; refused where anything has that name; read and write; nobody else
     read,        // must exist; shared with other readers
     read_write,  // must exist; nobody else
 };
@@ -51,8 +53,15 @@ class RawFile : public BaseFile {
     RawFile(std::string path, OpenMode mode, bool raw, bool temporary = false);
     // Closes.
     ~RawFile() override;
+    // Takes over the handle of a file that was made with FileAccess::create_new.
+    static std::unique_ptr<RawFile> adopt(std::string path, i64 handle);
 
     bool is_open() const override { return handle_ != os::kNoFile; }
+
+    // What the system said to the last write, resizing or flush.
+    os::OsError last_failure() const { return failure_; }
+    // The end of what was stored since the file was opened.
+    u64 written_end() const { return written_end_; }
 
     // All bytes or an exception: "SetFilePointerEx() failed.", "WriteFile() failed.", "Incomplete Write: 4096
     // / 8192", "File isn't open.".
@@ -64,20 +73,39 @@ class RawFile : public BaseFile {
 
     u64 size() const;
     void set_size(u64 bytes);
-    // Sets the size and reserves its space, so that later writes need no clearing; a refusal is a warning,
-    // printed once per process.
+    // Sets the size and reserves its space, so that later writes neither fail for want of it nor need
+    // clearing. Where the system does not offer that or this user has no right to it, that is a warning,
+    // printed once per process. Any other failure leaves the file as it was and is an exception; a file that
+    // was made here and holds nothing is then deleted.
     void reserve(u64 bytes);
+    // The same without a warning and an exception: the error, and the file as it was. No error where only the
+    // offer is refused.
+    [[nodiscard]] os::OsError try_reserve(u64 bytes);
+    // set_size() of a file that is given up: failures are silent.
+    void cut_quietly(u64 bytes);
     void flush() override;
 
     void close() override;
-    // Closes, then cuts the file to `bytes` through a handle that is not bound to whole sectors. For the end
-    // of unbuffered writing, whose last sector may reach past the data. Durable on return.
+    // Cuts the file to `bytes` and closes it. For the end of unbuffered writing, whose last sector may reach
+    // past the data. Durable on return. The file is held until then.
     void close_and_set_size(u64 bytes);
+    // Failures are printed as warnings.
+    void close_and_remove();
 
-    // After a failure the file is closed and still has its old name, unless only opening it again failed.
+    // A writer's file is held throughout; after a failure it is open and has its old name. A reader's is
+    // closed, renamed and opened again. A failing rename leaves the target as it was.
     void rename(const std::string& new_path) override;
+    // The attempt alone, for a writer's file.
+    [[nodiscard]] os::OsError try_rename(const std::string& new_path);
 
   protected:
+    enum class Caching {
+        unbuffered,     // past the system's cache, where the file system can
+        write_through,  // a write returns when the device has the data
+        cached,         // only flush() waits for the device
+    };
+    RawFile(std::string path, OpenMode mode, Caching caching, bool temporary);
+
     // What a failed transfer is called.
     struct TransferTexts {
         const char* function;
@@ -91,16 +119,20 @@ class RawFile : public BaseFile {
     void read_all(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes);
 
   private:
+    RawFile(std::string path, i64 handle);
+
     static const TransferTexts kLoadTexts;
 
     void require_complete(const TransferTexts& texts, u64 done, u64 asked) const;
-    void open(OpenMode mode, bool raw, const char* function, const char* failure);
+    void open(OpenMode mode, const char* function, const char* failure);
     void require_open(const char* function) const;
 
     i64 handle_ = os::kNoFile;
     OpenMode mode_;
-    bool raw_;
+    Caching caching_;
     bool delete_on_close_;
+    u64 written_end_ = 0;
+    os::OsError failure_;
 };
 
 // A raw file that refuses what is not whole sectors before the system has to.

@@ -110,3 +110,62 @@ TEST(LinuxFile, PipesAreRefusedByPosition) {
 TEST(LinuxFile, BackslashIsNoSeparator) {
     EXPECT_FALSE(is_path_separator('\\'));
 }
+
+// Nothing is made, emptied or removed through a link, and nothing waits for a pipe.
+TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
+    const ScratchFolder folder;
+    folder.write("victim", "content");
+    ASSERT_EQ(symlink("victim", folder.file("link").c_str()), 0);
+    ASSERT_EQ(symlink("nothing", folder.file("dangling").c_str()), 0);
+    ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    for (const char* name : {"link", "dangling", "pipe"}) {
+        const OpenedFile made = open_file(folder.file(name).c_str(), FileAccess::create_new, {});
+        EXPECT_EQ(made.error.category, ErrorCategory::exists) << name;
+        const OpenedFile taken = open_file(folder.file(name).c_str(), FileAccess::take_over, {});
+        EXPECT_EQ(taken.error.category, ErrorCategory::other) << name;
+        EXPECT_EQ(taken.error.code, static_cast<u32>(ELOOP)) << name;
+    }
+    EXPECT_EQ(folder.read("victim"), "content");
+    EXPECT_FALSE(folder.has("nothing"));
+}
+
+TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
+    const ScratchFolder folder;
+    const auto rights_of = [&](const char* name, bool is_private) {
+        const OpenedFile made =
+            open_file(folder.file(name).c_str(), FileAccess::create_new, {.private_file = is_private});
+        struct stat status {};
+        EXPECT_EQ(fstat(static_cast<int>(made.handle), &status), 0);
+        EXPECT_FALSE(close_file(made.handle));
+        return status.st_mode & 0777;
+    };
+    const mode_t mask = umask(0);
+    EXPECT_EQ(rights_of("a", true), 0600U);
+    EXPECT_EQ(rights_of("b", false), 0666U);
+    umask(mask);
+}
+
+// The names must lead to the file that is meant; what somebody put in its place stays.
+TEST(LinuxFile, AnotherFileOfTheNameIsLeftAlone) {
+    const ScratchFolder folder;
+    const std::string a = folder.file("a"), b = folder.file("b");
+    const OpenedFile file = open_file(a.c_str(), FileAccess::create_new, {});
+    ASSERT_FALSE(file.error);
+    ASSERT_EQ(unlink(a.c_str()), 0);
+    folder.write("a", "another");
+    folder.write("b", "old");
+    EXPECT_EQ(rename_open_file(file.handle, a.c_str(), b.c_str()).category, ErrorCategory::not_found);
+    EXPECT_EQ(remove_open_file(file.handle, a.c_str()).category, ErrorCategory::not_found);
+    EXPECT_FALSE(close_file(file.handle));
+    EXPECT_EQ(folder.read("a"), "another");
+    EXPECT_EQ(folder.read("b"), "old");
+}
+
+// Unlike the device, a limit does not become free while one waits.
+TEST(LinuxFile, WaitingHelpsAgainstAFullDeviceOnly) {
+    EXPECT_TRUE(space_may_come({ENOSPC, ErrorCategory::disk_full}));
+    EXPECT_TRUE(space_may_come({EDQUOT, ErrorCategory::disk_full}));
+    EXPECT_FALSE(space_may_come({EFBIG, ErrorCategory::disk_full}));
+    EXPECT_FALSE(space_may_come({EIO, ErrorCategory::write_fault}));
+    EXPECT_FALSE(space_may_come({}));
+}

@@ -6,6 +6,7 @@
 #include "base/errors/exceptions.h"
 #include "fault/faulty_file.h"
 #include "platform/fileio/checksummed_file.h"
+#include "platform/fileio/error_text.h"
 #include "platform/fileio/persistent.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/guarded_heap.h"
@@ -77,7 +78,7 @@ TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
     EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 4096); }), "RawFile::load" + text);
     EXPECT_EQ(message_of([&] { (void)file.size(); }), "RawFile::size" + text);
     EXPECT_EQ(message_of([&] { file.set_size(1); }), "RawFile::set_size" + text);
-    EXPECT_EQ(message_of([&] { file.reserve(1); }), "RawFile::set_size" + text);
+    EXPECT_EQ(message_of([&] { file.reserve(1); }), "RawFile::size" + text);
     EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush" + text);
     EXPECT_EQ(message_of([&] { file.close_and_set_size(1); }), "RawFile::close_and_set_size" + text);
     EXPECT_EQ(message_of([&] { file.rename(folder_.file("g")); }), "BaseFile::rename" + text);
@@ -157,10 +158,6 @@ TEST_F(Faults, SizesFlushesAndOpening) {
     EXPECT_EQ(message_of([&] { file.flush(); }),
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
     disk_.fail(Call::open, 2, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { file.close_and_set_size(100); }),
-              "RawFile::close_and_set_size()|Unable to reopen file.\n\nAccess Denied|13");
-    EXPECT_FALSE(file.is_open());
-    disk_.fail(Call::open, 3, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { RawFile(folder_.file("g"), OpenMode::create, true); }),
               "RawFile()|Unable to create file.\n\nAccess Denied|13");
 }
@@ -233,26 +230,63 @@ TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
     EXPECT_EQ(file.size(), 8192U);
 }
 
-TEST_F(Faults, RenameOverATargetThatIsInTheWay) {
+TEST_F(Faults, AFullDiskIsNotAMissingRight) {
+    CaptureConsole console;
+    const std::string full = "RawFile::reserve()|SetFileValidData() failed.\n\nDisk is Full|28";
+    // A new file goes; a file that holds something keeps it.
+    {
+        RawFile file(folder_.file("f"), OpenMode::create, true);
+        disk_.fail(Call::reserve, 1, FaultyFile::disk_full());
+        EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }), full);
+        EXPECT_FALSE(folder_.has("f"));
+    }
+    {
+        RawFile file(folder_.file("f"), OpenMode::create_new, true);
+        disk_.fail(Call::set_size, disk_.count(Call::set_size) + 1, FaultyFile::disk_full());
+        EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }),
+                  "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
+        EXPECT_FALSE(folder_.has("f"));
+    }
+    folder_.write("g", "content");
+    RawFile file(folder_.file("g"), OpenMode::read_write, false);
+    disk_.fail(Call::reserve, 2, FaultyFile::disk_full());
+    EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }), full);
+    EXPECT_EQ(folder_.read("g"), "content");
+    EXPECT_EQ(console.text(), "");
+    EXPECT_FALSE(file.try_reserve(1 << 20));
+    EXPECT_EQ(file.size(), u64(1) << 20);
+    disk_.fail(Call::reserve, 4, FaultyFile::disk_full());
+    EXPECT_EQ(file.try_reserve(2 << 20).category, os::ErrorCategory::disk_full);
+    EXPECT_EQ(file.size(), u64(1) << 20);
+    // What the system does not offer is no failure.
+    disk_.fail(Call::reserve, 5, {95, os::ErrorCategory::other});
+    EXPECT_FALSE(file.try_reserve(2 << 20));
+}
+
+// Held from its creation to its end: nothing is closed, opened or deleted on the way.
+TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     const os::OsError exists{17, os::ErrorCategory::exists};
     folder_.write("b", "old");
     RawFile file(folder_.file("a"), OpenMode::create, true);
+    file.store(data_.get(), 0, 4096);
     disk_.fail(Call::rename, 1, exists);
-    file.rename(folder_.file("b"));
-    EXPECT_EQ(disk_.count(Call::remove), 1U);
-    EXPECT_EQ(folder_.read("b"), "");
-    disk_.fail(Call::rename, 3, exists);
-    disk_.fail(Call::remove, 2, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { file.rename(folder_.file("c")); }),
-              "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\nAccess "
-              "Denied|13");
-    RawFile other(folder_.file("d"), OpenMode::create, true);
-    disk_.fail(Call::rename, 4, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { other.rename(folder_.file("e")); }),
+    EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
+              "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\n" +
+                  error_text(exists.category) + "|17");
+    disk_.fail(Call::rename, 2, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
               "RawFile::rename()|Unable to rename file.\n\nAccess Denied|13");
-    // The last step: the file has its new name and is closed.
-    RawFile last(folder_.file("g"), OpenMode::create, true);
-    disk_.fail(Call::open, disk_.count(Call::open) + 1, FaultyFile::access_denied());
+    EXPECT_EQ(folder_.read("b"), "old");
+    file.rename(folder_.file("b"));
+    EXPECT_EQ(folder_.read("b").size(), 4096U);
+    file.close_and_set_size(5);
+    EXPECT_EQ(folder_.read("b").size(), 5U);
+    EXPECT_EQ(disk_.count(Call::remove), 0U);
+    EXPECT_EQ(disk_.count(Call::open), 1U);
+    EXPECT_EQ(disk_.count(Call::close), 1U);
+    // A reader's is opened again.
+    RawFile last(folder_.file("b"), OpenMode::read, true);
+    disk_.fail(Call::open, 3, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { last.rename(folder_.file("h")); }),
               "RawFile::rename()|Unable to reopen file.\n\nAccess Denied|13");
     EXPECT_FALSE(last.is_open());
@@ -263,27 +297,33 @@ TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
     KeyConsole console(5);
     folder_.write("a", "new");
     folder_.write("b", "old");
-    disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 4);
+    disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 2);
     persistent_rename(folder_.file("a"), folder_.file("b"));
     EXPECT_EQ(folder_.read("b"), "new");
     EXPECT_FALSE(folder_.has("a"));
     const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + folder_.file("b") +
                                 "\nRe-attempting...\nPress any key to continue . . . \n";
     EXPECT_EQ(console.text_, attempt + attempt);
-    EXPECT_EQ(disk_.count(Call::remove), 2U);
+    // Keys that never end do not make it spin.
+    EXPECT_EQ(disk_.waits(), (std::vector<double>{1, 1}));
 }
 
-TEST_F(Faults, PersistentRenameDeletesTheTargetOnce) {
-    for (const os::OsError error :
-         {os::OsError{17, os::ErrorCategory::exists}, FaultyFile::access_denied()}) {
+// Whatever is wrong, the target is not what is given up for it.
+TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
+    for (u32 category = 1; category <= static_cast<u32>(os::ErrorCategory::other); category++) {
+        KeyConsole console(1);
         folder_.write("a", "new");
         folder_.write("b", "old");
-        const u64 removed = disk_.count(Call::remove);
-        disk_.fail(Call::rename, disk_.count(Call::rename) + 1, error);
-        persistent_rename(folder_.file("a"), folder_.file("b"));
-        EXPECT_EQ(disk_.count(Call::remove), removed + 1);
-        EXPECT_EQ(folder_.read("b"), "new");
+        disk_.fail(Call::rename, disk_.count(Call::rename) + 1,
+                   {100 + category, static_cast<os::ErrorCategory>(category)}, 2);
+        EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("a"), folder_.file("b")); }),
+                  "FileIO::persistent_rename()|Unable to rename file.\n\n" +
+                      error_text(static_cast<os::ErrorCategory>(category)) + "|" +
+                      std::to_string(100 + category));
+        EXPECT_EQ(folder_.read("a"), "new");
+        EXPECT_EQ(folder_.read("b"), "old") << "a good copy was deleted";
     }
+    EXPECT_EQ(disk_.count(Call::remove), 0U);
 }
 
 TEST_F(Faults, PersistentRenameEndsWithTheInput) {

@@ -1,0 +1,217 @@
+#include "digits/output/output_files.h"
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_text_writer.h"
+#include "digits/output/replacement.h"
+#include "platform/fileio/error_text.h"
+#include "platform/fileio/file_functions.h"
+#include "platform/fileio/output_folder.h"
+
+namespace kalvor {
+
+using trel::u64;
+using trel::u8;
+using trel::FileIO::file_functions;
+using trel::FileIO::FileException;
+using trel::FileIO::kSectorBytes;
+using trel::FileIO::PublishedFile;
+namespace Console = trel::Console;
+namespace os = trel::os;
+
+namespace {
+
+constexpr const char* kFunction = "OutputFiles()";
+constexpr double kLongRunSeconds = 3600;
+// An integer part of 64 bits and the point.
+constexpr u64 kMostBeforeDigits = 21;
+constexpr int kUnattendedAttempts = 10;
+constexpr double kSecondsUnattended = 60;
+// Answers may come from a program that never stops.
+constexpr double kSecondsAfterAnAnswer = 1;
+
+// Inside a sentence.
+std::string bytes_text(u64 bytes) {
+    const std::string text = Console::format_bytes(bytes);
+    return text.substr(text.find_first_not_of(' '));
+}
+
+// What the file will take, at most: it is written in whole sectors.
+u64 bytes_of(const OutputFiles::Request& request) {
+    const u64 most = request.digits + kMostBeforeDigits;
+    return (most + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+}
+
+u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
+    u64 bytes = 0;
+    for (const OutputFiles::Request& request : requests) bytes += bytes_of(request);
+    return bytes;
+}
+
+std::string draft_path(const std::string& folder, const OutputFiles::Request& request) {
+    return BasicTextWriter::incomplete_path(folder + request.base_name);
+}
+
+Replacement check_target(const std::string& folder, const OutputFiles::Request& request,
+                         const OutputOptions& options, bool tell) {
+    return check_replacement(BasicTextWriter::final_path(folder + request.base_name), request.radix,
+                             request.digits, options.overwrite, tell);
+}
+
+// Empty when the volume has the space, or does not say.
+std::string shortage(const os::VolumeSpace& space, u64 needed) {
+    if (space.error || space.free_bytes >= needed) return "";
+    return "There is too little space on the volume " + space.volume + ": the digits need " +
+           bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are free.";
+}
+
+[[noreturn]] void refuse_shortage(const std::string& text, const std::string& folder) {
+    throw FileException(kFunction,
+                        text + " Make room, choose another folder with -o, or run with -minspace:0.",
+                        folder.empty() ? "." : folder);
+}
+
+}  // namespace
+
+// What to do about a full volume.
+struct OutputFiles::Choice {
+    bool again = false;
+    std::string folder;  // empty: the same
+};
+
+bool wants_minimum_space(const std::optional<bool>& setting, double expected_seconds) {
+    return setting.value_or(expected_seconds > kLongRunSeconds);
+}
+
+OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
+                         const OutputOptions& options)
+    : folder_(std::move(folder)), options_(options) {
+    for (const Request& request : requests) entries_.push_back({request, make(folder_, request)});
+    reserve_space();
+}
+
+OutputFiles::~OutputFiles() = default;
+
+void OutputFiles::check(const std::string& folder, const std::vector<Request>& requests,
+                        const OutputOptions& options) {
+    for (const Request& request : requests) {
+        PublishedFile::check(draft_path(folder, request));
+        check_target(folder, request, options, false);
+    }
+    if (!options.minimum_space || requests.empty()) return;
+    const std::string text = shortage(file_functions().volume_space(folder.c_str()), bytes_of(requests));
+    if (!text.empty()) refuse_shortage(text, folder);
+}
+
+std::unique_ptr<PublishedFile> OutputFiles::make(const std::string& folder, const Request& request) const {
+    // The draft first: what is found under the final name is then nobody else's work in progress.
+    auto file = std::make_unique<PublishedFile>(draft_path(folder, request),
+                                                BasicTextWriter::final_path(folder + request.base_name));
+    if (check_target(folder, request, options_, true) == Replacement::replaces_read_only) {
+        file->replace_read_only();
+    }
+    return file;
+}
+
+// Before anything is computed: the space is there and taken, or the user is told.
+void OutputFiles::reserve_space() {
+    if (entries_.empty()) return;
+    std::vector<Request> requests;
+    for (const Entry& entry : entries_) requests.push_back(entry.request);
+    const u64 needed = bytes_of(requests);
+    const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
+    std::string text = shortage(space, needed);
+    for (const Entry& entry : entries_) {
+        if (!text.empty()) break;
+        const os::OsError error = entry.file->reserve(bytes_of(entry.request));
+        if (!error) continue;
+        if (error.category != os::ErrorCategory::disk_full) {
+            throw trel::FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
+                                           entry.file->draft_path(), error);
+        }
+        // A quota, a limit on the size of files, or somebody was faster.
+        text = "The volume " + space.volume + " does not give the space that is asked for: the digits need " +
+               bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are said to be free.";
+    }
+    if (text.empty()) return;
+    if (options_.minimum_space) refuse_shortage(text, folder_);
+    Console::labelled_line("Warning", text, 'Y');
+}
+
+OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
+    Entry* entry = nullptr;
+    for (Entry& e : entries_) {
+        if (e.request.radix == radix) entry = &e;
+    }
+    if (entry == nullptr) {
+        throw trel::InvalidParametersException("OutputFiles::write()", "No file was asked for.");
+    }
+    for (int attempt = 1;; attempt++) {
+        Choice choice;
+        {
+            PublishedFile& file = *entry->file;
+            const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
+            BasicTextWriter writer(file, first, radix, entry->request.digits);
+            OutputStats stats;
+            try {
+                stats = radix == 10 ? digits.write_dec_digits(writer) : digits.write_hex_digits(writer);
+            } catch (const FileException&) {
+                if (!file.needs_space()) throw;
+                choice = ask_for_space(*entry, attempt);
+                if (!choice.again) throw;
+                writer.abandon();
+            }
+            if (!choice.again) {
+                if (verify) digits.read_check(*writer.read_back(), stats);
+                const u64 bytes = file.file().size();
+                writer.publish();
+                written_.push_back({file.final_path(), bytes});
+                return stats;
+            }
+        }
+        if (!choice.folder.empty()) move(*entry, choice.folder);
+    }
+}
+
+OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) const {
+    const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
+    Console::error_line("There is no space left on the volume " + space.volume + " for the digits.");
+    Console::print_line(entry.file->draft_path());
+    Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
+    if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
+    if (Console::is_terminal()) {
+        Console::print_line(
+            "The digits are kept in memory. Make room and press Enter to try again, or enter another "
+            "folder.");
+        Console::print("Folder: ");
+        std::string answer;
+        if (Console::read_line(answer)) {
+            file_functions().sleep(kSecondsAfterAnAnswer);
+            return {true, answer};
+        }
+        Console::new_line();
+    }
+    if (attempt > kUnattendedAttempts) return {};
+    Console::print_line("The digits are kept in memory. Trying again in a minute (" +
+                        std::to_string(attempt) + " of " + std::to_string(kUnattendedAttempts) + ").");
+    Console::flush();
+    file_functions().sleep(kSecondsUnattended);
+    return {true, ""};
+}
+
+// A folder that cannot be used leaves everything as it was; the next attempt asks again.
+void OutputFiles::move(Entry& entry, const std::string& folder) {
+    try {
+        const std::string prefix = trel::FileIO::prepare_output_folder(folder);
+        auto file = make(prefix, entry.request);
+        (void)file->reserve(bytes_of(entry.request)).failed();
+        entry.file->discard();
+        entry.file = std::move(file);
+        folder_ = prefix;
+    } catch (const FileException& error) {
+        error.print();
+    }
+}
+
+}  // namespace kalvor

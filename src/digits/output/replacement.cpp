@@ -1,0 +1,88 @@
+#include "digits/output/replacement.h"
+
+#include <optional>
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_text_reader.h"
+#include "platform/fileio/error_text.h"
+#include "platform/fileio/file_functions.h"
+
+namespace kalvor {
+
+using trel::u64;
+using trel::u8;
+using trel::FileIO::file_functions;
+using trel::FileIO::FileException;
+namespace Console = trel::Console;
+namespace os = trel::os;
+
+namespace {
+
+constexpr const char* kFunction = "OutputFiles()";
+constexpr const char* kWayOut = " Add -overwrite:1 to replace it, or choose another folder with -o.";
+
+// The digits of a file that can be read; nothing when it is not a digit file.
+std::optional<u64> digits_of(const std::string& path, u8 radix) {
+    try {
+        return BasicTextReader(path, radix).total_digits();
+    } catch (const trel::Exception&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite, bool tell) {
+    const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
+    if (old.error.category == os::ErrorCategory::not_found) return Replacement::nothing_there;
+    if (old.error.category == os::ErrorCategory::sharing) {
+        throw FileException(kFunction,
+                            "Another program is writing this file. Wait until it has ended, or choose "
+                            "another folder with -o.",
+                            path, old.error.code);
+    }
+    if (old.error && os::is_folder(path.c_str())) {
+        throw FileException(kFunction,
+                            "A folder has the name of the digit file. Choose another folder with -o.", path,
+                            old.error.code);
+    }
+    const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
+    if (old.error && !unreadable) {
+        throw trel::FileIO::file_error(kFunction, "The digit file cannot be replaced.", path, old.error);
+    }
+    bool empty = false;
+    if (!old.error) {
+        const os::FileSize size = file_functions().size(old.handle);
+        (void)file_functions().close(old.handle).failed();
+        empty = !size.error && size.bytes == 0;
+    }
+    const bool read_only = unreadable || file_functions().is_read_only(path.c_str());
+    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(path, radix);
+    if (!overwrite) {
+        if (read_only) {
+            throw FileException(kFunction,
+                                std::string("The digit file that is there is read-only.") + kWayOut, path);
+        }
+        if (!there) {
+            throw FileException(
+                kFunction, std::string("The file that is there holds something else than digits.") + kWayOut,
+                path);
+        }
+        if (*there > digits) {
+            throw FileException(kFunction,
+                                "The digit file that is there is longer: it has " +
+                                    Console::format_commas(*there) + " digits, this run makes " +
+                                    Console::format_commas(digits) + "." + kWayOut,
+                                path);
+        }
+    }
+    if (tell) {
+        Console::print_line("Replacing " + path +
+                            (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
+    }
+    return read_only ? Replacement::replaces_read_only : Replacement::replaces;
+}
+
+}  // namespace kalvor

@@ -1,0 +1,70 @@
+// A file that has another name until it is whole. What every writer of results needs: nobody else writes it,
+// nobody reads half of it, and what had its final name before stays until the new file is complete, checked
+// and on the device.
+//
+//   PublishedFile file(draft, target)    exclusive creation under the draft's name; held from here to the end
+//   file.reserve(bytes)                  the space, before a long computation
+//   file.file().store(...)               the content, through the same handle
+//   file.complete(bytes)                 cut to its size, on the device
+//   file.file().load(...)                read back and checked by the caller, through the same handle
+//   file.publish()                       the final name; closed
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/fileio/raw_file.h"
+
+namespace trel::FileIO {
+
+class PublishedFile {
+  public:
+    // A draft that an earlier run left behind is deleted. Throws FileException: for one that a run is still
+    // writing ("Another run is writing this file. ..."), for anything else of that name that is not a plain
+    // file, and for what the system refuses.
+    PublishedFile(std::string draft_path, std::string final_path);
+    // What the constructor would refuse now; makes and deletes nothing.
+    static void check(const std::string& draft_path);
+    // leave()
+    ~PublishedFile();
+    PublishedFile(const PublishedFile&) = delete;
+    PublishedFile& operator=(const PublishedFile&) = delete;
+
+    RawFile& file() { return *file_; }
+    const RawFile& file() const { return *file_; }
+    // For a reader that may live on; it fails when the file was closed.
+    const std::shared_ptr<RawFile>& shared_file() const { return file_; }
+    bool is_open() const { return file_->is_open(); }
+    const std::string& draft_path() const { return draft_path_; }
+    const std::string& final_path() const { return final_path_; }
+
+    // The space of the whole file. The error when it is not there; nothing is then reserved. Where space
+    // cannot be reserved, that is not an error.
+    [[nodiscard]] os::OsError reserve(u64 bytes);
+    // Whether the last failure was one for want of space that may come.
+    bool needs_space() const;
+
+    // The content is there: the file is cut to `bytes` and on the device.
+    void complete(u64 bytes);
+    // Gives the file its final name, durably, and closes it. Replaces what has that name. A refused rename is
+    // tried again as persistent_rename() does. Throws FileException when the file is not as complete() left
+    // it.
+    void publish();
+    // A target that is marked as not to be written is replaced too (not every system asks for this).
+    void replace_read_only() { replaces_read_only_ = true; }
+    // Closes an unfinished draft and leaves it, cut to what was written; one without content is deleted.
+    // Failures are silent: a worse one came before.
+    void leave();
+    // Closes and deletes the draft.
+    void discard();
+
+  private:
+    const std::string draft_path_;
+    const std::string final_path_;
+    std::shared_ptr<RawFile> file_;
+    u64 complete_bytes_ = 0;
+    bool is_complete_ = false;
+    bool replaces_read_only_ = false;
+};
+
+}  // namespace trel::FileIO

@@ -1,0 +1,131 @@
+// Whole runs on a disk that fails, and several runs into one path: a run that ends well has its file, and
+// whatever goes wrong, the file that was there before is good or was replaced by a good one.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+
+#include "app/session/normal_float_session.h"
+#include "base/errors/exceptions.h"
+#include "fault/fault_sweep.h"
+#include "fault/lock_step.h"
+#include "support/scratch_folder.h"
+
+namespace kalvor {
+namespace {
+
+constexpr u64 kDigits = 9000;
+constexpr const char* kName = "Pi - Dec - Chudnovsky.txt";
+constexpr const char* kHexName = "Pi - Hex - Chudnovsky.txt";
+
+class OutputFaultsTest : public testing::Test {
+  protected:
+    std::string out(const std::string& name) const { return "out/" + name; }
+    void run(u64 digits, bool overwrite, bool hexadecimal = false) const {
+        CustomSettings settings;
+        settings.set_decimal_digits(static_cast<trel::i64>(digits));
+        settings.enable_hex = hexadecimal;
+        settings.path = folder_.file("out");
+        settings.overwrite = overwrite;
+        settings.parallelism.framework = trel::make_default_framework_config("none");
+        try {
+            NormalFloatSessionB(settings).run();
+        } catch (const trel::FileIO::FileException&) {
+            throw;
+        } catch (const trel::StringException& e) {  // a check that found something wrong
+            throw trel::FileIO::FileException(e.function, e.message, "");
+        }
+    }
+    void clear() const {
+        std::filesystem::remove_all(folder_.file("out"));
+        std::filesystem::create_directory(folder_.file("out"));
+    }
+    // What an undisturbed run writes.
+    std::string digits_of(u64 digits, bool hexadecimal = false) const {
+        clear();
+        run_in_lock_step({[&] { run(digits, false, hexadecimal); }}, {});
+        return folder_.read(out(hexadecimal ? kHexName : kName));
+    }
+
+    ScratchFolder folder_;
+};
+
+TEST_F(OutputFaultsTest, EveryFailingCallWithAGoodFileInPlace) {
+    const std::string want = digits_of(kDigits), want_hex = digits_of(kDigits, true);
+    const std::string old = "3.14159";
+    ASSERT_EQ(want.size(), kDigits + 2);
+    FaultSweep sweep;
+    sweep.prepare = [&] {
+        clear();
+        folder_.write(out(kName), old);
+        folder_.write(out(kHexName), old);
+        folder_.write(out("Pi - Dec - Chudnovsky (incomplete).txt"), "3.14 of a run that was killed");
+    };
+    sweep.operation = [&] { run(kDigits, false, true); };
+    u64 failed = 0;
+    sweep.check = [&](const FaultPoint&, const FaultOutcome& outcome) {
+        const std::string decimal = folder_.read(out(kName)), hexadecimal = folder_.read(out(kHexName));
+        if (outcome.thrown) {
+            failed++;
+            EXPECT_TRUE(decimal == old || decimal == want) << outcome.message;
+            EXPECT_TRUE(hexadecimal == old || hexadecimal == want_hex) << outcome.message;
+        } else {
+            EXPECT_TRUE(decimal == want);
+            EXPECT_TRUE(hexadecimal == want_hex);
+        }
+    };
+    EXPECT_GT(sweep.run(), 60U);
+    EXPECT_GT(failed, 30U);
+}
+
+TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
+    std::map<u64, std::string> want;
+    for (u64 i = 0; i < 3; i++) want[kDigits + i] = digits_of(kDigits + i);
+    u64 seed = 5, total = 0;
+    const auto random = [&] {
+        seed = seed * 6364136223846793005U + 1442695040888963407U;
+        return seed >> 33;
+    };
+    for (int round = 0; round < 60; round++) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        clear();
+        folder_.write(out(kName), "3.14159");
+        if (round % 3 == 0) {
+            folder_.write(out("Pi - Dec - Chudnovsky (incomplete).txt"), "3.14 of a run that was killed");
+        }
+        std::vector<u64> succeeded;
+        std::vector<std::function<void()>> runs;
+        for (u64 i = 0; i < 2 + static_cast<u64>(round) % 2; i++) {
+            runs.push_back([&, i] {
+                try {
+                    run(kDigits + i, true);
+                } catch (const trel::FileIO::FileException&) {
+                    return;
+                }
+                succeeded.push_back(kDigits + i);
+                // Windows lets nobody read what another run has just renamed and not closed yet.
+                if (!std::ifstream(folder_.file(out(kName)))) return;
+                const std::string there = folder_.read(out(kName));
+                EXPECT_TRUE(want.contains(there.size() - 2) && want[there.size() - 2] == there);
+            });
+        }
+        std::vector<int> schedule;
+        while (schedule.size() < 150) {
+            const u64 burst = 1 + random() % 9;
+            schedule.insert(schedule.end(), burst, static_cast<int>(random() % runs.size()));
+        }
+        run_in_lock_step(runs, schedule);
+        ASSERT_FALSE(succeeded.empty()) << "all runs were refused";
+        total += succeeded.size();
+        const std::string there = folder_.read(out(kName));
+        bool is_of_a_run = false;
+        for (const u64 digits : succeeded) is_of_a_run |= want[digits] == there;
+        EXPECT_TRUE(is_of_a_run) << there.size();
+    }
+    EXPECT_GE(total, 60U);
+}
+
+}  // namespace
+}  // namespace kalvor

@@ -1,0 +1,326 @@
+// The digit files of a run: what is told before it, what is written after it, and what a full volume does.
+#include "digits/output/output_files.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "base/errors/exceptions.h"
+#include "digits/output/pi_writing.h"
+#include "fault/faulty_file.h"
+#include "os/volume.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+namespace kalvor {
+namespace {
+
+using Call = FaultyFile::Call;
+using trel::FileIO::FileException;
+
+constexpr u64 kDigits = 20000;
+
+std::string message_of(const std::function<void()>& run) {
+    try {
+        run();
+    } catch (const FileException& e) {
+        return e.message;
+    } catch (const trel::StringException& e) {
+        return e.message;
+    }
+    return "nothing thrown";
+}
+
+class OutputFilesTest : public testing::Test {
+  protected:
+    OutputFilesTest() : run_(kDigits, kDigits, kDigits / 2) { run_.writer.convert(); }
+    std::string prefix() const { return folder_.file(""); }
+    OutputFiles open(const OutputOptions& options = {}) const {
+        return OutputFiles(prefix(), {{10, "Pi", kDigits}}, options);
+    }
+    // The same before anything is made.
+    std::string refusal(const OutputOptions& options = {}) const {
+        const std::string text = message_of([&] { open(options); });
+        const u64 there = files().size();
+        EXPECT_EQ(message_of([&] { OutputFiles::check(prefix(), {{10, "Pi", kDigits}}, options); }), text);
+        EXPECT_EQ(files().size(), there);
+        return text;
+    }
+    static std::string good() { return "3." + pi_digits(10, kDigits); }
+    std::vector<std::string> files() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.file(""))) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    ScratchFolder folder_;
+    Writing run_;
+    CaptureConsole console_;
+};
+
+TEST_F(OutputFilesTest, BothRadixesAreWrittenCheckedAndNamed) {
+    OutputFiles output(prefix(), {{16, "Hex", kDigits / 2}, {10, "Dec", kDigits}}, {});
+    EXPECT_TRUE(folder_.has("Dec (incomplete).txt"));
+    EXPECT_TRUE(folder_.has("Hex (incomplete).txt"));
+    (void)output.write(run_.writer, 16, true);
+    EXPECT_EQ(folder_.read("Hex.txt"), "3." + pi_digits(16, kDigits / 2));
+    EXPECT_FALSE(folder_.has("Dec.txt"));
+    const OutputStats stats = output.write(run_.writer, 10, true);
+    EXPECT_EQ(folder_.read("Dec.txt"), good());
+    EXPECT_EQ(stats.digits, kDigits);
+    EXPECT_EQ(files().size(), 2U);
+    ASSERT_EQ(output.written().size(), 2U);
+    EXPECT_EQ(output.written()[0].path, folder_.file("Hex.txt"));
+    EXPECT_EQ(output.written()[0].bytes, kDigits / 2 + 2);
+    EXPECT_EQ(output.written()[1].path, folder_.file("Dec.txt"));
+    EXPECT_EQ(output.written()[1].bytes, kDigits + 2);
+    EXPECT_EQ(console_.text(), "");
+}
+
+// The space is taken before the computation, and a run that ends early leaves nothing.
+TEST_F(OutputFilesTest, SpaceIsReservedFirst) {
+    {
+        const OutputFiles output = open();
+        EXPECT_GE(std::filesystem::file_size(folder_.file("Pi (incomplete).txt")), kDigits + 2);
+    }
+    EXPECT_TRUE(files().empty());
+}
+
+TEST_F(OutputFilesTest, AnotherRunOfTheSamePathIsRefused) {
+    folder_.write("Pi.txt", "3.14");
+    OutputFiles first = open();
+    console_.take();
+    EXPECT_EQ(refusal(),
+              "Another run is writing this file. Wait until it has ended, or choose another folder.");
+    EXPECT_EQ(refusal({.overwrite = true}), refusal());
+    EXPECT_EQ(console_.text(), "") << "the refused run says what it would have replaced";
+    (void)first.write(run_.writer, 10, true);
+    EXPECT_EQ(folder_.read("Pi.txt"), good());
+}
+
+// A file that did not pass its check never gets the name.
+TEST_F(OutputFilesTest, AWrongFileDoesNotReplaceTheGoodOne) {
+    folder_.write("Pi.txt", "3.14");
+    OutputFiles output = open();
+    FaultyFile disk;
+    disk.flip_bit_of_write(1, 8 * 5000);
+    EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
+              "Digit output failed. Metadata cross-check doesn't match.");
+    EXPECT_EQ(folder_.read("Pi.txt"), "3.14");
+    EXPECT_EQ(folder_.read("Pi (incomplete).txt").size(), kDigits + 2);
+    EXPECT_TRUE(output.written().empty());
+}
+
+// ---- the rule for what is there
+
+TEST_F(OutputFilesTest, ShorterAndEqualFilesAreReplacedAndNamed) {
+    for (const u64 digits : {u64(0), u64(2), u64(1234), kDigits}) {
+        folder_.write("Pi.txt", "3." + pi_digits(10, digits));
+        OutputFiles output = open();
+        const std::string count = digits == kDigits ? "20,000"
+                                  : digits == 1234  ? "1,234"
+                                                    : std::to_string(digits);
+        EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + " (" + count + " digits).\n");
+        (void)output.write(run_.writer, 10, true);
+        EXPECT_EQ(folder_.read("Pi.txt"), good());
+    }
+    folder_.write("Pi.txt", "");
+    open();
+    EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + " (0 digits).\n");
+}
+
+TEST_F(OutputFilesTest, LongerFilesAreKept) {
+    const std::string longer = "3." + pi_digits(10, kDigits + 1);
+    folder_.write("Pi.txt", longer);
+    EXPECT_EQ(refusal(),
+              "The digit file that is there is longer: it has 20,001 digits, this run makes 20,000. Add "
+              "-overwrite:1 to replace it, or choose another folder with -o.");
+    EXPECT_EQ(folder_.read("Pi.txt"), longer);
+    EXPECT_EQ(files().size(), 1U);
+    EXPECT_EQ(console_.text(), "");
+    OutputFiles output = open({.overwrite = true});
+    EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + " (20,001 digits).\n");
+    (void)output.write(run_.writer, 10, true);
+    EXPECT_EQ(folder_.read("Pi.txt"), good());
+}
+
+TEST_F(OutputFilesTest, ReadOnlyFilesAreKept) {
+    using std::filesystem::perms;
+    folder_.write("Pi.txt", "3.14");
+    std::filesystem::permissions(folder_.file("Pi.txt"),
+                                 perms::owner_write | perms::group_write | perms::others_write,
+                                 std::filesystem::perm_options::remove);
+    EXPECT_EQ(refusal(),
+              "The digit file that is there is read-only. Add -overwrite:1 to replace it, or choose another "
+              "folder with -o.");
+    OutputFiles output = open({.overwrite = true});
+    (void)output.write(run_.writer, 10, true);
+    EXPECT_EQ(folder_.read("Pi.txt"), good());
+}
+
+TEST_F(OutputFilesTest, WhatIsNotADigitFileIsKept) {
+    folder_.write("Pi.txt", "a shopping list");
+    EXPECT_EQ(refusal(),
+              "The file that is there holds something else than digits. Add -overwrite:1 to replace it, or "
+              "choose another folder with -o.");
+    EXPECT_EQ(folder_.read("Pi.txt"), "a shopping list");
+    open({.overwrite = true});
+    EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + ".\n");
+    std::filesystem::remove(folder_.file("Pi.txt"));
+    std::filesystem::create_directory(folder_.file("Pi.txt"));
+    EXPECT_EQ(refusal({.overwrite = true}),
+              "A folder has the name of the digit file. Choose another folder with -o.");
+    EXPECT_EQ(files().size(), 1U);
+}
+
+// ---- space
+
+TEST_F(OutputFilesTest, TooLittleSpaceIsToldBeforeTheComputation) {
+    FaultyFile disk;
+    disk.free_space(20000);
+    const std::string volume = trel::os::volume_space(prefix().c_str()).volume;
+    const std::string text = "There is too little space on the volume " + volume +
+                             ": the digits need 20.0 KiB, 19.5 KiB are free.";
+    open();
+    EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
+    EXPECT_EQ(refusal({.minimum_space = true}),
+              text + " Make room, choose another folder with -o, or run with -minspace:0.");
+    EXPECT_TRUE(files().empty());
+    disk.free_space(20480);
+    open({.minimum_space = true});
+    EXPECT_EQ(console_.text(), "");
+}
+
+// A quota shows only when the space is asked for.
+TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
+    FaultyFile disk;
+    disk.free_space(1 << 20);
+    disk.fail(Call::reserve, 1, FaultyFile::disk_full(), 2);
+    const std::string volume = trel::os::volume_space(prefix().c_str()).volume;
+    const std::string text = "The volume " + volume +
+                             " does not give the space that is asked for: the digits need 20.0 KiB, 1.00 MiB "
+                             "are said to be free.";
+    open();
+    EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
+    EXPECT_EQ(message_of([&] { open({.minimum_space = true}); }),
+              text + " Make room, choose another folder with -o, or run with -minspace:0.");
+    EXPECT_TRUE(files().empty());
+    // Another failure is one.
+    disk.fail(Call::reserve, 3, FaultyFile::write_fault());
+    EXPECT_EQ(message_of([&] { open(); }), "The space for the digits cannot be reserved.\n\nWrite Fault");
+    // A file system that does not offer it: nobody is bothered.
+    disk.fail(Call::reserve, 4, {95, trel::os::ErrorCategory::other});
+    open();
+    EXPECT_EQ(console_.text(), "");
+}
+
+TEST_F(OutputFilesTest, LongRunsWantTheirSpace) {
+    EXPECT_FALSE(wants_minimum_space({}, 0));
+    EXPECT_FALSE(wants_minimum_space({}, 3600));
+    EXPECT_TRUE(wants_minimum_space({}, 3601));
+    EXPECT_TRUE(wants_minimum_space(true, 0));
+    EXPECT_FALSE(wants_minimum_space(false, 1e9));
+}
+
+// ---- a volume that is full in the end
+
+// Nobody is there: a minute between the attempts, and the digits are kept.
+TEST_F(OutputFilesTest, AFullVolumeIsTriedAgainEveryMinute) {
+    folder_.write("Pi.txt", "3.14");
+    FaultyFile disk;
+    OutputFiles output = open();
+    console_.take();
+    disk.disk_full_after(10000);
+    int minutes = 0;
+    disk.on_wait([&](double) {
+        EXPECT_EQ(folder_.read("Pi.txt"), "3.14");
+        if (++minutes == 3) disk.disk_no_longer_full();
+    });
+    (void)output.write(run_.writer, 10, true);
+    EXPECT_EQ(disk.waits(), (std::vector<double>{60, 60, 60}));
+    EXPECT_EQ(folder_.read("Pi.txt"), good());
+    EXPECT_EQ(files().size(), 1U);
+    const std::string text = console_.take();
+    EXPECT_NE(text.find("There is no space left on the volume "), std::string::npos) << text;
+    EXPECT_NE(text.find("Trying again in a minute (3 of 10)."), std::string::npos) << text;
+    EXPECT_EQ(text.find("(4 of 10)"), std::string::npos) << text;
+    EXPECT_EQ(text.find("incomplete file"), std::string::npos) << text;
+}
+
+TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
+    folder_.write("Pi.txt", "3.14");
+    FaultyFile disk;
+    {
+        OutputFiles output = open();
+        console_.take();
+        disk.disk_full_after(10000);
+        EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
+                  "WriteFile() failed.\n\nDisk is Full");
+    }
+    EXPECT_EQ(disk.waits(), std::vector<double>(10, 60));
+    EXPECT_EQ(folder_.read("Pi.txt"), "3.14");
+    const std::string left = folder_.read("Pi (incomplete).txt");
+    EXPECT_GE(left.size(), 8192U);
+    EXPECT_EQ(left.substr(0, 8192), good().substr(0, 8192));
+    const std::string text = console_.take();
+    EXPECT_NE(text.find("Warning, closing incomplete file"), std::string::npos) << text;
+}
+
+// Every call that can find the volume full.
+TEST_F(OutputFilesTest, AFullVolumeIsNoticedWhereverItShows) {
+    for (const Call call : {Call::write, Call::set_size, Call::flush}) {
+        FaultyFile disk;
+        OutputFiles output = open({.overwrite = true});
+        disk.fail(call, disk.count(call) + 1, FaultyFile::disk_full());
+        (void)output.write(run_.writer, 10, true);
+        EXPECT_EQ(disk.waits(), std::vector<double>(1, 60)) << FaultyFile::name(call);
+        EXPECT_EQ(folder_.read("Pi.txt"), good());
+    }
+}
+
+// What waiting does not cure is not waited for.
+TEST_F(OutputFilesTest, OtherFailuresEndTheRunAtOnce) {
+    FaultyFile disk;
+    OutputFiles output = open();
+    disk.fail(Call::write, 1, FaultyFile::write_fault());
+    EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
+              "WriteFile() failed.\n\nWrite Fault");
+    EXPECT_TRUE(disk.waits().empty());
+}
+
+TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
+    const ScratchFolder folder;
+    folder.write("f", "a file");
+    CaptureConsole console(CaptureConsole::terminal);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    FaultyFile disk;
+    std::filesystem::create_directory(folder.file("a"));
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {});
+    disk.disk_full_after(10000);
+    // Again; a place that is none; another folder, to which the disk is large enough.
+    console.type({"", folder.file("f/x"), folder.file("b")});
+    int answers = 0;
+    disk.on_wait([&](double seconds) {
+        EXPECT_EQ(seconds, 1) << "answers may come from a program that never stops";
+        if (++answers == 3) disk.disk_no_longer_full();
+    });
+    (void)files.write(run.writer, 10, true);
+    EXPECT_EQ(answers, 3);
+    EXPECT_EQ(folder.read("b/Pi.txt"), "3." + pi_digits(10, kDigits));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("a")));
+    ASSERT_EQ(files.written().size(), 1U);
+    EXPECT_EQ(files.written()[0].path, folder.file("b/Pi.txt"));
+    const std::string text = console.take();
+    EXPECT_NE(text.find("The digits are kept in memory. Make room and press Enter to try again, or enter "
+                        "another folder.\nFolder: "),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Path is not writable."), std::string::npos) << text;
+}
+
+}  // namespace
+}  // namespace kalvor
