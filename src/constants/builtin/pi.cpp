@@ -157,6 +157,16 @@ u64 PiPlan::max_product_words() const {
     return parts_->max_product_words;
 }
 
+u64 PiPlan::series_blocks() const {
+    return parts_->value.series().blocks();
+}
+u64 PiPlan::series_blocks_checked() const {
+    const auto& series = parts_->value.series();
+    u64 checked = 0;
+    for (std::size_t i = 0; i < series.blocks(); i++) checked += series.block(i).exact() ? 1 : 0;
+    return checked;
+}
+
 void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context, trel::Status& status,
                               BigFloat& result) {
     const PiPlan::Parts& parts = plan.parts();

@@ -20,6 +20,9 @@ class PiPlan {
     trel::u64 result_words() const;
     trel::u64 working_bytes() const;
     trel::u64 max_product_words() const;
+    // Blocks of the sum; those that are exact are checked by their residues.
+    trel::u64 series_blocks() const;
+    trel::u64 series_blocks_checked() const;
 
     struct Parts;
     const Parts& parts() const { return *parts_; }

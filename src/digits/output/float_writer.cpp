@@ -187,6 +187,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     }
     if (file) file->close();
     stats.hash = digit_hash(reader.integer_part(), hash, radix, digits);
+    stats.first = reader.first_digits();
     stats.last.set(digits, reader);
     if (radix == 10 && plan_.compute_digits > digits) {
         stats.hidden.push_back(HashedDigits::make(reader, digits, plan_.compute_digits - digits));
