@@ -2,6 +2,7 @@
 
 #include "app/record/run_report.h"
 #include "app/session/memory_check.h"
+#include "app/session/run_work.h"
 #include "arith/multiply/transform_tables.h"
 #include "base/clock/date_text.h"
 #include "base/command_line/console_settings.h"
@@ -9,6 +10,7 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/raw_file.h"
@@ -47,13 +49,21 @@ struct NormalFloatSessionB::Regions {
 NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings)
     : settings_(settings),
       plan_(RunPlan::make(settings, settings.size)),
+      work_(run_work(plan_, settings)),
       own_status_(std::make_unique<trel::LinearConsoleNode>(kLineWidth, kRefreshSeconds)),
       status_(*own_status_) {}
 
 NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings, Status& status)
-    : settings_(settings), plan_(RunPlan::make(settings, settings.size)), status_(status) {}
+    : settings_(settings),
+      plan_(RunPlan::make(settings, settings.size)),
+      work_(run_work(plan_, settings)),
+      status_(status) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;
+
+double NormalFloatSessionB::expected_seconds() const {
+    return work_.read().total;
+}
 
 void NormalFloatSessionB::print_header() {
     const Constant& constant = *settings_.constant;
@@ -81,6 +91,7 @@ void NormalFloatSessionB::print_header() {
 void NormalFloatSessionB::allocate(Regions& regions) {
     const ParallelContext parallel{framework_.get(), settings_.parallelism.task_decomposition};
     settings_.allocator->acquire_permissions();
+    status_.work().enter("memory");
     bool errors = false;
     auto phase = [&](const char* progress, const char* label, const char* event, u64 bytes,
                      trel::HeapAllocation& heap, auto&& build) {
@@ -185,6 +196,8 @@ const RunRecord& NormalFloatSessionB::run() {
                  status_);
     print_header();
     framework_ = settings_.parallelism.framework->make_framework();
+    const trel::StatusWork metered(status_, work_.read().total > 0 ? &work_ : nullptr);
+    const trel::ProgressTicker ticker(kRefreshSeconds, [this] { status_.tick(); });
     Regions regions;
     allocate(regions);
 

@@ -24,6 +24,8 @@ class NormalFloatSessionB {
     ~NormalFloatSessionB();
 
     MemoryPlan estimate_memory() const { return plan_.memory; }
+    // By the model, at a default rate; 0 when nothing is known of the constant.
+    double expected_seconds() const;
     // Runs to the end and returns the record; the digit files are then complete.
     const RunRecord& run();
 
@@ -39,6 +41,7 @@ class NormalFloatSessionB {
 
     const CustomSettings& settings_;
     RunPlan plan_;
+    trel::WorkMeter work_;
     std::string folder_;  // of the digit files, with its final "/"
     std::unique_ptr<trel::BasicParallelizer> framework_;
     std::unique_ptr<Status> own_status_;
