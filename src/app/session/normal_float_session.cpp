@@ -100,6 +100,8 @@ void NormalFloatSessionB::allocate(Regions& regions) {
             frame.node().refresh(true);
             heap = trel::allocate_heap(*settings_.allocator, parallel, kAlignmentLog2, bytes);
             build();
+            // The estimate learns when the memory was there.
+            frame.node().refresh(true);
         }
         // Without a region there is nothing but its size to tell.
         const std::string size = Console::format_bytes(bytes);

@@ -19,12 +19,21 @@ struct Outcome {
 
 // Runs one of the children on a terminal; `input` is typed in at once. A key never typed would
 // hang the child, so an alarm ends it.
-Outcome on_terminal(const char* test, const std::string& input, const char* no_color = nullptr) {
+struct Kind {
+    const char* term = "xterm";
+    unsigned short columns = 0;
+};
+
+Outcome on_terminal(const char* test, const std::string& input, const char* no_color = nullptr,
+                    const Kind& kind = {}) {
     int terminal = -1;
-    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    winsize size{};
+    size.ws_col = kind.columns;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
     if (child == 0) {
         alarm(30);
         if (no_color) setenv("NO_COLOR", no_color, 1);
+        kind.term ? setenv("TERM", kind.term, 1) : unsetenv("TERM");
         execl("/proc/self/exe", "test", "--child", test, nullptr);
         _exit(99);
     }
@@ -67,6 +76,16 @@ TEST(Terminal, ColorsAreEscapes) {
               "\x1b[34mb\x1b[32mg\x1b[36mt\x1b[31mr\x1b[35mp\x1b[33my\x1b[0mw ");
     EXPECT_EQ(on_terminal("Colors", "", "1").output, "BGTRPYbgtrpyw ");
     EXPECT_EQ(on_terminal("Colors", "", "").output, colored.output);  // empty counts as not set
+}
+
+TEST(Terminal, LinesAreErasedByAnEscapeWhereThereIsOne) {
+    EXPECT_EQ(on_terminal("Erase", "", nullptr, {"xterm", 60}).output, "60\r\x1b[K");
+    EXPECT_EQ(on_terminal("Erase", "").output, "0\r\x1b[K");
+    const auto blanks = [](size_t n) { return "\r" + std::string(n, ' ') + "\r"; };
+    // Never into the last column.
+    EXPECT_EQ(on_terminal("Erase", "", nullptr, {"dumb", 60}).output, "60" + blanks(59));
+    EXPECT_EQ(on_terminal("Erase", "", nullptr, {nullptr, 200}).output, "200" + blanks(79));
+    EXPECT_EQ(on_terminal("Erase", "", nullptr, {"", 0}).output, "0" + blanks(79));
 }
 
 TEST(Terminal, AWindowIsResizedByAnEscape) {
