@@ -1,6 +1,6 @@
-// How good the estimate of the time left is: Pi with output and verification in this process, looked at every few
-// milliseconds. Shows by how much elapsed plus left missed the run's real time at parts of it, and for each phase the
-// real part of the run and the model's.
+// How good the estimate of the time left is: Pi with output and verification in this process, looked at every
+// few milliseconds. Shows by how much elapsed plus left missed the run's real time at parts of it, and for
+// each phase the real part of the run and the model's.
 //   KALVOR_BENCH_DIGITS=100000000 adds a size
 #include <benchmark/benchmark.h>
 
@@ -15,9 +15,9 @@
 #include "base/clock/timer.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/status/linear_console_node.h"
 #include "base/status/progress_estimate.h"
 #include "base/status/progress_ticker.h"
-#include "base/status/linear_console_node.h"
 
 namespace {
 
@@ -44,7 +44,9 @@ class Quiet final : public trel::Console::Sink {
 // What a progress line would have shown.
 class Watch {
   public:
-    explicit Watch(trel::Status& status) : status_(status) { ticker_.emplace(0.004, [this] { look(); }); }
+    explicit Watch(trel::Status& status) : status_(status) {
+        ticker_.emplace(0.004, [this] { look(); });
+    }
     // Stops watching.
     const std::vector<Sample>& samples() {
         ticker_.reset();

@@ -8,8 +8,7 @@ namespace kalvor {
 using trel::u64;
 
 std::string first_digits_block(const OutputStats& stats) {
-    std::string text =
-        stats.counts.radix == 16 ? "First Hexadecimal Digits:\n" : "First Decimal Digits:\n";
+    std::string text = stats.counts.radix == 16 ? "First Hexadecimal Digits:\n" : "First Decimal Digits:\n";
     const std::size_t point = stats.first.find('.');
     if (point == std::string::npos) return text + stats.first + "\n\n";
     text += stats.first.substr(0, point + 1);

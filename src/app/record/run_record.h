@@ -22,8 +22,8 @@ struct WrittenFile {
 // What was compared with something computed another way, and agreed; a run that finds a difference ends with
 // an exception instead of a record.
 struct RunChecks {
-    trel::u64 series_blocks = 0;  // of the sum
-    trel::u64 series_checked = 0; // of them, by their residues
+    trel::u64 series_blocks = 0;   // of the sum
+    trel::u64 series_checked = 0;  // of them, by their residues
     bool conversion = false;
     bool files = false;  // read back: hash and counts
 };

@@ -12,8 +12,8 @@ namespace kalvor {
 // checked.
 void print_run_report(const RunRecord& record, trel::Status& status);
 
-// "Verified: ", without the word: "2 of 3 series blocks by their residues, conversion, written files"; what was
-// switched off follows as "not checked: ...".
+// "Verified: ", without the word: "2 of 3 series blocks by their residues, conversion, written files"; what
+// was switched off follows as "not checked: ...".
 std::string checks_text(const RunChecks& checks, bool written);
 
 }  // namespace kalvor

@@ -73,10 +73,10 @@ void NormalFloatSessionB::print_header() {
     status_.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
     status_.Status_Line("");
     status_.Status_Label(kHeaderWidth,
-                          "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
+                         "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
     if (settings_.enable_hex) {
         status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:",
-                              {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
+                             {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
     } else {
         status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:", {'g', "Disabled"});
     }

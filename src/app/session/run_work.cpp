@@ -14,8 +14,8 @@ namespace {
 
 // What a core adds to the first one.
 constexpr double kCoreGain = 0.9;
-constexpr double kMemorySeconds = 1.0e-9;   // a byte: the system clears it
-constexpr double kWriteSeconds = 1.0e-9;    // a digit
+constexpr double kMemorySeconds = 1.0e-9;  // a byte: the system clears it
+constexpr double kWriteSeconds = 1.0e-9;   // a digit
 constexpr double kReadSeconds = 0.65e-9;
 
 double speed_of(const trel::ParallelismSettings& parallelism) {

@@ -8,8 +8,9 @@
 
 namespace trel {
 
-// Ticks a second. Measured over a sixteenth of a second, nearly all of it asleep, with the calling thread pinned to one processor, on
-// the first call; other calls return the same number. Any thread. Ends the process when the machine refuses.
+// Ticks a second. Measured over a sixteenth of a second, nearly all of it asleep, with the calling thread
+// pinned to one processor, on the first call; other calls return the same number. Any thread. Ends the
+// process when the machine refuses.
 u64 measure_tsc_frequency();
 
 // The same against the system's wall clock instead of the performance counter.

@@ -32,8 +32,7 @@ ProgressView ProgressEstimate::look(const WorkMeter::Reading& reading, double el
     }
     if (done_ <= start_ || done_at_ <= start_at_) return view;
     const double speed = (done_ - start_) / (done_at_ - start_at_);
-    const double now =
-        std::min(done_ + (elapsed - done_at_) * speed, std::max(done_, reading.phase_end));
+    const double now = std::min(done_ + (elapsed - done_at_) * speed, std::max(done_, reading.phase_end));
     view.fraction = now / reading.total;
     if (done_ - start_ >= kLeastKnown * (reading.total - start_)) view.left = (reading.total - now) / speed;
     return view;
@@ -49,8 +48,8 @@ std::string duration_text(double seconds) {
 }
 
 std::string progress_text(const ProgressView& view) {
-    std::string text = view.phase + " " +
-                       std::to_string(static_cast<u64>(std::clamp(view.fraction, 0.0, 1.0) * 100)) + " %";
+    std::string text =
+        view.phase + " " + std::to_string(static_cast<u64>(std::clamp(view.fraction, 0.0, 1.0) * 100)) + " %";
     if (view.left >= 0) text += ", about " + duration_text(view.left) + " left";
     return text;
 }

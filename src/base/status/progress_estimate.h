@@ -14,8 +14,9 @@ struct ProgressView {
     double left = -1;     // seconds; negative: nothing can be said yet
 };
 
-// The model weighs the phases against each other; how fast this machine is shows the time that the work so far
-// has taken in phases that are rated. Between two pieces of work the run is taken to go on at that speed, up to the end of its phase.
+// The model weighs the phases against each other; how fast this machine is shows the time that the work so
+// far has taken in phases that are rated. Between two pieces of work the run is taken to go on at that speed,
+// up to the end of its phase.
 class ProgressEstimate {
   public:
     // elapsed: seconds since the work began, never less than before.

@@ -18,9 +18,7 @@ ProgressClock ProgressClock::of_this_machine() {
 }
 
 ProgressLine::ProgressLine(u64 width, double interval, ProgressClock clock)
-    : width_(width),
-      clock_(std::move(clock)),
-      interval_(static_cast<u64>(interval * clock_.frequency)) {}
+    : width_(width), clock_(std::move(clock)), interval_(static_cast<u64>(interval * clock_.frequency)) {}
 
 void ProgressLine::push(Console::ColoredText segment) {
     {
@@ -126,7 +124,8 @@ void ProgressLine::draw_on_terminal(u64 now) {
         shown = length;
     };
     for (const Console::ColoredText& segment : segments_) print(segment.text, segment.color);
-    if (count_) print(iteration_text(count_->mode, completed_.load(std::memory_order_relaxed), count_->total), 'w');
+    if (count_)
+        print(iteration_text(count_->mode, completed_.load(std::memory_order_relaxed), count_->total), 'w');
     if (!end.empty()) Console::print((shown == 0 ? "" : "  ") + end, 'w');
     Console::set_color('w');
     Console::flush();

@@ -25,8 +25,9 @@ struct ProgressClock {
 
 // One thread changes the line, any thread may draw it. Drawing also takes the console lock.
 //
-// On a terminal the line is redrawn over itself; with a meter it ends with the time so far, the part of the run
-// that is done and the time that is left. Elsewhere only that is shown, as a line of its own every minute.
+// On a terminal the line is redrawn over itself; with a meter it ends with the time so far, the part of the
+// run that is done and the time that is left. Elsewhere only that is shown, as a line of its own every
+// minute.
 class ProgressLine {
   public:
     // Width in characters, at most; a narrower terminal gets less. Interval in seconds.
@@ -45,8 +46,8 @@ class ProgressLine {
     void set_meter(WorkMeter* meter);
     WorkMeter* meter() const { return meter_; }
 
-    // Shows the segments and the count, as many from the first on as fit. Unless forced, only when the interval
-    // has passed since the last time; otherwise it costs one reading of the counter.
+    // Shows the segments and the count, as many from the first on as fit. Unless forced, only when the
+    // interval has passed since the last time; otherwise it costs one reading of the counter.
     void draw(bool force);
     // The same from a thread that does nothing else: always, but only when there is something to show.
     void tick();
@@ -87,7 +88,7 @@ class ProgressLine {
     std::atomic<u64> completed_{0};
     std::atomic<WorkMeter*> meter_{nullptr};
     ProgressEstimate estimate_;
-    u64 started_ = 0;           // ticks; of the meter's run
+    u64 started_ = 0;             // ticks; of the meter's run
     double next_plain_line_ = 0;  // seconds of elapsed time
     std::atomic<u64> last_drawn_{0};
     std::atomic<bool> drawn_{false};  // ever

@@ -1,5 +1,6 @@
-// How far a run is: its phases by name, each with the time that a model expects of it and the units of work that
-// it counts. Computation code adds units as it finishes pieces, from any thread and without looking at a clock.
+// How far a run is: its phases by name, each with the time that a model expects of it and the units of work
+// that it counts. Computation code adds units as it finishes pieces, from any thread and without looking at a
+// clock.
 #pragma once
 
 #include <atomic>
@@ -22,8 +23,8 @@ class WorkMeter {
   public:
     explicit WorkMeter(std::vector<WorkPhase> phases);
 
-    // The next phase of this name begins; those before it are done. Nothing for a name that does not follow. Not
-    // while tasks add units.
+    // The next phase of this name begins; those before it are done. Nothing for a name that does not follow.
+    // Not while tasks add units.
     void enter(std::string_view phase);
     // Any thread. Units beyond those of the phase do not count.
     void add(double units) {
@@ -43,7 +44,7 @@ class WorkMeter {
 
   private:
     const std::vector<WorkPhase> phases_;
-    std::vector<double> ends_;  // expected seconds up to the end of each phase
+    std::vector<double> ends_;             // expected seconds up to the end of each phase
     std::atomic<std::size_t> entered_{0};  // phases, the last of which runs
     std::atomic<u64> units_{0};            // of that phase
 };

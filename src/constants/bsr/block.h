@@ -284,7 +284,8 @@ class BSR_BlockB {
         return halves(a, m, b, room, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
     }
 
-    // ---- work for the meter: that of a range is telescoped over its halves, so that any recursion adds the same
+    // ---- work for the meter: that of a range is telescoped over its halves, so that any recursion adds the
+    // same
 
     double range_work(u64 a, u64 b) const {
         return BinarySplitting::range_work(words_of(series_->log_size(a, b)));

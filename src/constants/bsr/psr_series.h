@@ -70,7 +70,8 @@ class PSR_SeriesB {
     // What a run adds to the meter of its status.
     double work() const {
         double work = 0;
-        for (std::size_t i = 0; i < plans_.size(); i++) work += plans_[i].work() + (last(i) ? 0 : fold_work(i));
+        for (std::size_t i = 0; i < plans_.size(); i++)
+            work += plans_[i].work() + (last(i) ? 0 : fold_work(i));
         return work;
     }
     // Size of the final denominator by the precision.

@@ -9,8 +9,8 @@
 
 namespace kalvor::CBRv2 {
 
-// A range of n radix words with everything below it. It grows faster than its argument, so that a split is what a
-// range is more than its halves.
+// A range of n radix words with everything below it. It grows faster than its argument, so that a split is
+// what a range is more than its halves.
 inline double range_work(trel::u64 n) {
     const double words = static_cast<double>(n), levels = std::log2(std::max(words, 2.0));
     return 0.5 * words * levels * levels;

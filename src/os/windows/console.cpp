@@ -27,9 +27,9 @@ bool is_console(HANDLE handle) {
     return GetConsoleMode(handle, &mode) != 0;
 }
 
-// Whether the standard output is a console; prepares it at the first call, which may come before main(). Text that
-// goes to a file or a pipe is the same byte for byte on every system: without this the C library would put a
-// carriage return before each line feed. A console window does that by itself.
+// Whether the standard output is a console; prepares it at the first call, which may come before main(). Text
+// that goes to a file or a pipe is the same byte for byte on every system: without this the C library would
+// put a carriage return before each line feed. A console window does that by itself.
 bool prepared_output_is_console() {
     static const bool console = [] {
         _setmode(_fileno(stdout), _O_BINARY);
@@ -111,7 +111,8 @@ void erase_terminal_line(u64 width) {
     const COORD start = {0, info.dwCursorPosition.Y};
     DWORD written = 0;
     FillConsoleOutputCharacterW(output(), L' ', static_cast<DWORD>(info.dwSize.X), start, &written);
-    FillConsoleOutputAttribute(output(), info.wAttributes, static_cast<DWORD>(info.dwSize.X), start, &written);
+    FillConsoleOutputAttribute(output(), info.wAttributes, static_cast<DWORD>(info.dwSize.X), start,
+                               &written);
     SetConsoleCursorPosition(output(), start);
 }
 

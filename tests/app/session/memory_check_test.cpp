@@ -67,8 +67,9 @@ TEST(MemoryCheckTest, MoreThanIsFree) {
     EXPECT_EQ(said(kMachine, demand(601)),
               warned(what, "The computation needs 601 bytes, 600 are free: at most 4,500,000,000 digits."));
     EXPECT_EQ(asked_bytes, 600u);
-    EXPECT_EQ(said(kMachine, demand(1000)),
-              warned(what, "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits."));
+    EXPECT_EQ(
+        said(kMachine, demand(1000)),
+        warned(what, "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits."));
 }
 
 TEST(MemoryCheckTest, MoreThanThereIsButForSwapSpace) {
@@ -87,8 +88,7 @@ TEST(MemoryCheckTest, BeyondSwapSpaceTheRunIsRefusedUnlessItIsForced) {
         "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits.";
     EXPECT_EQ(refusal(kMachine, 1001), "There is insufficient physical memory.\n" + figures +
                                            "\nChoose fewer digits, or run it all the same with -force:1.");
-    EXPECT_EQ(said(kMachine, demand(1001, true)),
-              warned("There is insufficient physical memory.", figures));
+    EXPECT_EQ(said(kMachine, demand(1001, true)), warned("There is insufficient physical memory.", figures));
 }
 
 TEST(MemoryCheckTest, UnknownSizesAreNotHeldAgainstTheRun) {

@@ -20,8 +20,8 @@ std::vector<trel::WorkPhase> twice_as_much(std::vector<trel::WorkPhase> phases) 
     return phases;
 }
 
-// Notes what part of each phase was done when it ended. Its meter expects twice the work, so that too much shows as
-// well as too little.
+// Notes what part of each phase was done when it ended. Its meter expects twice the work, so that too much
+// shows as well as too little.
 class Recorder final : public trel::StatusIterationNode, public trel::Status {
   public:
     explicit Recorder(const CustomSettings& settings)

@@ -80,7 +80,8 @@ TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
 TEST(TerminalTest, ProgressLinesFitNarrowWindows) {
     const std::string erase = "\r\x1b[K";
     for (const unsigned short columns : {20, 60}) {
-        const ProgramRun run = on_terminal({"custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"}, columns);
+        const ProgramRun run =
+            on_terminal({"custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"}, columns);
         ASSERT_EQ(run.exit_code, 0) << run.out;
         int lines = 0;
         for (std::size_t at = run.out.find(erase); at != std::string::npos;) {
