@@ -7,7 +7,7 @@ namespace trel {
 namespace {
 
 // Below this part of a run its speed is not known well enough to say what is left.
-constexpr double kLeastKnown = 0.02;
+constexpr double kLeastKnown = 0.005;
 
 std::string two(u64 large, const char* large_unit, u64 small, const char* small_unit) {
     return std::to_string(large) + large_unit + std::to_string(small) + small_unit;

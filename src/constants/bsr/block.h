@@ -172,6 +172,8 @@ class BSR_BlockB {
   private:
     // Ranges below this are neither split over tasks nor over upper levels.
     static constexpr u64 kMinSplitTerms = 1000;
+    // Ranges of one task below this add their work as one piece.
+    static constexpr u64 kCountedTerms = 8000;
     // Upper levels end at ranges of this many smallest blocks.
     static constexpr double kLeafBlocks = 16;
     // The tasks of a leaf block, as a shift of the tasks given: small tasks balance.
@@ -302,7 +304,7 @@ class BSR_BlockB {
     // ---- the exact recursion
 
     void sequential(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
-        if (work && !splits(a, b)) {
+        if (work && b - a < kCountedTerms) {
             sequential(context, trel::Work(), a, b, out);
             return work.add(range_work(a, b));
         }
