@@ -31,6 +31,7 @@ struct RunOptions {
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
     unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
+    unsigned short columns = 0;              // of the terminal; 0 = it does not tell
     bool terminal = false;  // both outputs are one xterm, told as the standard output (lines end in CR LF)
 };
 

@@ -25,6 +25,7 @@ struct CustomSettings {
     bool output_verify = true;
     bool overwrite = false;             // replace longer and read-only digit files
     std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
+    bool force = false;                 // run although the memory is not there
     trel::i64 digits_per_file = 0;      // 0: text files
     trel::ParallelismSettings parallelism;
     std::unique_ptr<trel::AllocatorConfig> allocator;

@@ -1,5 +1,8 @@
 #include "base/clock/tsc_frequency.h"
 
+#include <chrono>
+#include <thread>
+
 #include "base/console/console.h"
 #include "os/affinity.h"
 #include "os/clock.h"
@@ -12,6 +15,12 @@ namespace {
 [[noreturn]] void refuse(const char* message) {
     Console::error_line(message);
     Console::fatal_exit(1);
+}
+
+constexpr double kSeconds = 1.0 / 16;
+
+void sleep(double seconds) {
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
 u64 readable(u64 value) {
@@ -29,10 +38,11 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
     if (known && calls.set_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
 
     const u64 frequency = readable(calls.clock_frequency());
-    const u64 interval = frequency >> 4;
+    const u64 interval = static_cast<u64>(static_cast<double>(frequency) * kSeconds);
     u64 tsc_start = calls.tsc();
     u64 start = readable(calls.clock());
     u64 ticks;
+    if (calls.wait != nullptr) calls.wait(kSeconds);
     do {
         const u64 now = readable(calls.clock());
         // A wall clock may be set back meanwhile.
@@ -52,14 +62,14 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
 u64 measure_tsc_frequency() {
     static const u64 frequency =
         measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::performance_counter, os::performance_frequency});
+                               os::performance_counter, os::performance_frequency, sleep});
     return frequency;
 }
 
 u64 measure_tsc_frequency_by_system_clock() {
     static const u64 frequency =
         measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::system_clock_nanoseconds, [] { return u64(1000000000); }});
+                               os::system_clock_nanoseconds, [] { return u64(1000000000); }, sleep});
     return frequency;
 }
 

@@ -8,8 +8,9 @@
 
 namespace trel {
 
-// Ticks a second. Measured over a sixteenth of a second, with the calling thread pinned to one processor, on
-// the first call; other calls return the same number. Any thread. Ends the process when the machine refuses.
+// Ticks a second. Measured over a sixteenth of a second, nearly all of it asleep, with the calling thread
+// pinned to one processor, on the first call; other calls return the same number. Any thread. Ends the
+// process when the machine refuses.
 u64 measure_tsc_frequency();
 
 // The same against the system's wall clock instead of the performance counter.
@@ -23,6 +24,8 @@ struct FrequencyCalls {
     u64 (*tsc)();
     u64 (*clock)();
     u64 (*clock_frequency)();
+    // Lets at least so much time pass without using the processor; nullptr: the clock is read all the time.
+    void (*wait)(double seconds) = nullptr;
 };
 // One measurement.
 u64 measure_tsc_frequency(const FrequencyCalls& calls);

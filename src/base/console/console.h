@@ -31,6 +31,10 @@ class Sink {
     virtual void set_color(ColorLetter color) = 0;
     // Whether progress lines may be redrawn and colours shown.
     virtual bool is_terminal() const = 0;
+    // Columns of the terminal as it is now; 0 = unknown.
+    virtual u64 columns() const { return 0; }
+    // Takes the line that the cursor is on off the terminal; at most `width` characters stand there.
+    virtual void erase_line(u64 width) { write("\r" + std::string(width, ' ') + "\r"); }
     // Shows what is still buffered.
     virtual void flush() {}
     // The first failure to show something; none while all text has arrived.
@@ -49,6 +53,8 @@ class Sink {
 // output).
 Sink* set_sink(Sink* sink);
 bool is_terminal();
+u64 columns();
+void erase_line(u64 width);
 void flush();
 // Whether something of what was printed could not be shown, and why: "disk_full" for a log on a full disk,
 // "disconnected" for a reader that has closed its end of a pipe. The computation goes on all the same; who

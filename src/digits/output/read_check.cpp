@@ -60,6 +60,7 @@ void read_check(trel::Status& status, const std::string& file, const OutputStats
 
 void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
                 const trel::AlignedBufferC& scratch) {
+    status.work().enter("reading back");
     const u8 radix = reader.radix();
     const u64 integer = integer_residue(reader.first_digits(), radix);
     const u64 total = reader.total_digits();
@@ -71,6 +72,7 @@ void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStat
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, trel::serial_context());
             done += n;
+            status.work().add(static_cast<double>(n));
             trel::StatusFrame frame(
                 section.node(), "Verifying...    " + trel::Console::format_commas(done) + "  digits hashed");
             frame.node().refresh();

@@ -1,8 +1,10 @@
 #include "os/console.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -97,6 +99,23 @@ OsError stdout_failure() {
     const int failure = first_failure.load();
     if (failure == EPIPE) return {static_cast<u32>(failure), ErrorCategory::disconnected};
     return error_of(failure, Direction::writing);
+}
+
+u32 terminal_columns() {
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+    return size.ws_col;
+}
+
+void erase_terminal_line(u64 width) {
+    static const bool escapes = [] {
+        const char* const kind = std::getenv("TERM");
+        return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+    }();
+    if (escapes) return write_stdout("\r\x1b[K");
+    const u64 columns = terminal_columns();
+    if (columns != 0) width = std::min(width, columns - 1);
+    write_stdout("\r" + std::string(width, ' ') + "\r");
 }
 
 void set_stdout_color(char letter) {

@@ -111,6 +111,17 @@ using TscMeasurementDeathTest = TscMeasurement;
 
 }  // namespace
 
+// A second thread of the run may use the processor meanwhile: the clock is not read in a loop.
+TEST_F(TscMeasurement, SleepsThroughTheInterval) {
+    FrequencyCalls sleeping = kFake;
+    sleeping.wait = [](double seconds) {
+        machine.time += static_cast<u64>(seconds * static_cast<double>(machine.frequency));
+    };
+    // 102 steps between the readings of the time-stamp counter, 101 between those of the clock.
+    EXPECT_EQ(measure_tsc_frequency(sleeping), 102000u * 1600 / 101);
+    EXPECT_EQ(machine.readings, 2u);
+}
+
 TEST_F(TscMeasurement, OverASixteenthOfASecondOnTheLowestProcessor) {
     CaptureConsole console;
     // 101 steps between the readings of the time-stamp counter, 100 between those of the clock.

@@ -53,6 +53,13 @@ inline const kalvor_test::Child many_keys_child("ManyKeys", [] {
     Console::flush();
 });
 
+inline const kalvor_test::Child erase_child("Erase", [] {
+    Console::print("<<" + std::to_string(Console::columns()));
+    Console::erase_line(79);
+    Console::print(">>");
+    Console::flush();
+});
+
 // Lines, and then a key, from the same input.
 inline const kalvor_test::Child lines_child("Lines", [] {
     Console::print("<<");

@@ -11,9 +11,12 @@ using kalvor_test::ProgramRun;
 using kalvor_test::run_kalvor;
 using kalvor_test::RunOptions;
 
-ProgramRun on_terminal(std::vector<std::string> arguments) {
+ProgramRun on_terminal(std::vector<std::string> arguments, unsigned short columns = 0,
+                       const std::string& kind = "xterm") {
     RunOptions options;
     options.terminal = true;
+    options.columns = columns;
+    options.environment = {"TERM=" + kind};
     arguments.insert(arguments.begin(), "skip-warnings");
     return run_kalvor(arguments, options);
 }
@@ -24,7 +27,8 @@ std::string visible(const std::string& text) {
     std::size_t column = 0;
     for (std::size_t i = 0; i < text.size(); i++) {
         if (text[i] == '\x1b') {
-            while (i < text.size() && text[i] != 'm') i++;
+            while (i < text.size() && text[i] != 'm' && text[i] != 'K') i++;
+            if (i < text.size() && text[i] == 'K') line.resize(std::min(line.size(), column));
         } else if (text[i] == '\r') {
             column = 0;
         } else if (text[i] == '\n') {
@@ -59,10 +63,7 @@ TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
     ASSERT_EQ(run.exit_code, 0) << run.out;
     EXPECT_TRUE(run.has("\x1b[0mWorking Memory...  ")) << run.out;
     EXPECT_TRUE(run.has("\x1b[0mTwiddle Tables...  ")) << run.out;
-    // The line is 79 wide: one column of the window stays free.
-    const std::string blanks(79, ' ');
-    EXPECT_TRUE(run.has("\r" + blanks + "\r")) << run.out;
-    EXPECT_FALSE(run.has(blanks + " ")) << run.out;
+    EXPECT_TRUE(run.has("\r\x1b[K")) << run.out;
     const std::string screen = visible(run.out);
     EXPECT_EQ(screen.find("Working Memory..."), std::string::npos) << screen;
     EXPECT_EQ(screen.find("Twiddle Tables..."), std::string::npos) << screen;
@@ -73,6 +74,37 @@ TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
         run_kalvor({"skip-warnings", "custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"});
     EXPECT_EQ(std::count(screen.begin(), screen.end(), '\n'),
               std::count(plain.out.begin(), plain.out.end(), '\n'));
+}
+
+// Every progress line ends before the last column, so that a narrow window does not scroll.
+TEST(TerminalTest, ProgressLinesFitNarrowWindows) {
+    const std::string erase = "\r\x1b[K";
+    for (const unsigned short columns : {20, 60}) {
+        const ProgramRun run =
+            on_terminal({"custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"}, columns);
+        ASSERT_EQ(run.exit_code, 0) << run.out;
+        int lines = 0;
+        for (std::size_t at = run.out.find(erase); at != std::string::npos;) {
+            const std::size_t from = at + erase.size();
+            at = run.out.find(erase, from);
+            if (at == std::string::npos) break;
+            const std::string line = visible(run.out.substr(from, at - from));
+            if (line.find('\n') != std::string::npos) continue;  // other output between two lines
+            EXPECT_LT(line.size(), columns) << line;
+            lines++;
+        }
+        EXPECT_GE(lines, 2) << run.out;
+        if (columns == 60) {
+            EXPECT_TRUE(run.has("Working Memory...  ")) << run.out;
+            EXPECT_TRUE(run.has("0 s, memory ")) << run.out;
+        }
+    }
+    const std::string blanks(59, ' ');
+    const ProgramRun dumb =
+        on_terminal({"custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"}, 60, "dumb");
+    EXPECT_TRUE(dumb.has("\r" + blanks + "\r")) << dumb.out;
+    EXPECT_FALSE(dumb.has(blanks + " ")) << dumb.out;
+    EXPECT_FALSE(dumb.has("\x1b[K")) << dumb.out;
 }
 
 TEST(TerminalTest, ColoursCanBeSwitchedOff) {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,6 +56,9 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
         if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) return {};
         terminal_name = ptsname(terminal);
+        winsize size{};
+        size.ws_col = options.columns;
+        ioctl(terminal, TIOCSWINSZ, &size);
     }
     // The program inherits its end, so that at no time the terminal seems to have been left.
     const int inner = options.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;

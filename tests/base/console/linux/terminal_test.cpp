@@ -26,8 +26,11 @@ class Screen {
   public:
     // `variable`: "NAME=value", or only "NAME" to take it out of the child's environment. With `output` the
     // child's standard output goes there.
-    explicit Screen(const char* test, const char* variable = nullptr, const char* output = nullptr) {
-        child_ = forkpty(&outside_, nullptr, nullptr, nullptr);
+    explicit Screen(const char* test, const char* variable = nullptr, const char* output = nullptr,
+                    unsigned short columns = 0) {
+        winsize size{};
+        size.ws_col = columns;
+        child_ = forkpty(&outside_, nullptr, nullptr, &size);
         if (child_ == 0) {
             alarm(30);  // a key never typed would hang the child
             setenv("TERM", "xterm", 1);
@@ -93,8 +96,9 @@ class Screen {
 };
 
 // `input` is typed in at once.
-Outcome on_terminal(const char* test, const std::string& input, const char* variable = nullptr) {
-    Screen terminal(test, variable);
+Outcome on_terminal(const char* test, const std::string& input, const char* variable = nullptr,
+                    unsigned short columns = 0) {
+    Screen terminal(test, variable, nullptr, columns);
     terminal.type(input);
     return terminal.end();
 }
@@ -128,6 +132,16 @@ TEST(Terminal, SomeHaveNoEscapes) {
         EXPECT_EQ(on_terminal("Colors", "", term).output, "BGTRPYbgtrpyw ") << term;
         EXPECT_EQ(on_terminal("Resize", "", term).output, "") << term;
     }
+}
+
+TEST(Terminal, LinesAreErasedByAnEscapeWhereThereIsOne) {
+    EXPECT_EQ(on_terminal("Erase", "", nullptr, 60).output, "60\r\x1b[K");
+    EXPECT_EQ(on_terminal("Erase", "").output, "0\r\x1b[K");
+    const auto blanks = [](size_t n) { return "\r" + std::string(n, ' ') + "\r"; };
+    // Never into the last column.
+    EXPECT_EQ(on_terminal("Erase", "", "TERM=dumb", 60).output, "60" + blanks(59));
+    EXPECT_EQ(on_terminal("Erase", "", "TERM", 200).output, "200" + blanks(79));
+    EXPECT_EQ(on_terminal("Erase", "", "TERM=").output, "0" + blanks(79));
 }
 
 TEST(Terminal, AWindowIsResizedByAnEscape) {
