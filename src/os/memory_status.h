@@ -15,7 +15,8 @@ struct MemoryStatus {
     u64 total_swap = 0;          // swap space beside the physical memory; 0 also where there is none
 };
 
-// Read anew on each call. `root` is put before the paths of the system's files (tests).
+// Limits of control groups and of the process (address space, data) count as the machine's. Read anew on each
+// call. `root` is put before the paths of the system's files (tests).
 MemoryStatus memory_status(const std::string& root = "");
 
 }  // namespace trel::os

@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 
 #include "os/crash_handler.h"
@@ -99,8 +99,8 @@ class WorkPool {
     void start_thread() {
         try {
             std::thread([this] { run_thread(); }).detach();
-        } catch (const std::system_error&) {
-            return;  // the work is taken back by its owner
+        } catch (const std::exception&) {
+            return;  // no thread or no memory: the work is taken back by its owner
         }
         threads_++;
         starting_++;
@@ -175,7 +175,11 @@ WorkPool& make_work_pool(u64 most_threads) {
 }
 
 PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept {
-    return create_pool_work(pool_of_the_process(), run, argument);
+    try {
+        return create_pool_work(pool_of_the_process(), run, argument);
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // no memory for the pool itself
+    }
 }
 
 PoolWork* create_pool_work(WorkPool& pool, void (*run)(void*), void* argument) noexcept {

@@ -38,6 +38,7 @@ void OptionalFlag::set(std::string_view text) {
     for (u32 i = 0; i < kModeCount; i++) {
         if (text == kModes[i].word) {
             mode = i;
+            chosen = true;
             return;
         }
     }

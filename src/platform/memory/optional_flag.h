@@ -15,6 +15,8 @@ struct OptionalFlag {
 
     const char* name;  // static text; the setting's key
     u32 mode = kAttempt;
+    // By the user's settings or menu, rather than by default: worth a warning when it does not succeed.
+    bool chosen = false;
 
     // "disabled", "attempt", "forced". Throws InvalidParametersException(name, "Invalid Mode") for another
     // mode.
@@ -28,7 +30,10 @@ struct OptionalFlag {
     // The same text for selectors.
     std::string selector_text() const;
     // To the next mode.
-    void advance() { mode = (mode + 1) % 3; }
+    void advance() {
+        mode = (mode + 1) % 3;
+        chosen = true;
+    }
 };
 
 }  // namespace trel

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <string>
 
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
@@ -14,6 +15,8 @@
 namespace trel {
 namespace {
 
+constexpr const char* kBuiltIn = "built-in";
+constexpr const char* kLibrary = "library";
 constexpr const char* kLibraryNames[] = {"libcilkrts.so.5", "cilkrts20.dll"};
 
 // How many frameworks use the run-time.
@@ -54,10 +57,14 @@ CilkRuntime CilkRuntime::load(std::span<const char* const> library_names) {
             reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(
                 os::find_symbol(library, "__cilkrts_cilk_for_64")),
             reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")),
-            true};
+            name};
         if (found.set_param && found.cilk_for_64 && found.end_cilk) return found;
     }
-    return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, false};
+    return built_in();
+}
+
+CilkRuntime CilkRuntime::built_in() {
+    return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, nullptr};
 }
 
 const CilkRuntime& CilkRuntime::of_this_machine() {
@@ -98,7 +105,7 @@ void CilkFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     fork.share.rethrow();
 }
 
-CilkConfig::CilkConfig() : threads_(std::clamp<u64>(os::active_processor_count(), 1, kMostThreads)) {}
+CilkConfig::CilkConfig() : threads_(std::clamp<u64>(os::usable_processor_count(), 1, kMostThreads)) {}
 
 void CilkConfig::set_threads(u64 threads) {
     threads_ = std::clamp<u64>(threads, 1, kMostThreads);
@@ -111,7 +118,22 @@ std::string CilkConfig::display_name() const {
     return "Cilk Plus Work-Stealing";
 }
 std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
-    return std::make_unique<CilkFramework>(threads_, CilkRuntime::of_this_machine());
+    if (!use_library_) return std::make_unique<CilkFramework>(threads_, CilkRuntime::built_in());
+    const CilkRuntime& runtime = CilkRuntime::of_this_machine();
+    if (runtime.library == nullptr) {
+        throw ResourceAcquisitionFailedException(
+            "",
+            "The settings ask for the library of the Cilk run-time, and it is not installed.\n"
+            "Install it beside the program or among the system's libraries (" +
+                std::string(kLibraryNames[0]) + ", on Windows " + kLibraryNames[1] +
+                "), or take Runtime : \"" + kBuiltIn + "\".");
+    }
+    return std::make_unique<CilkFramework>(threads_, runtime);
+}
+std::string CilkConfig::mode_text() const {
+    if (!use_library_) return "  (built-in)";
+    const char* const library = CilkRuntime::of_this_machine().library;
+    return library == nullptr ? "  (library not found)" : "  (" + std::string(library) + ")";
 }
 std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
     return std::make_unique<CilkConfig>(*this);
@@ -120,11 +142,19 @@ std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
 CilkConfig::CilkConfig(const Config::Object& object) {
     const i64 threads = object.get_integer(WorkerThreads::kKey, "Parallel Framework");
     set_threads(threads < 0 ? 0 : static_cast<u64>(threads));
+    if (!object.contains(kRuntimeKey)) return;
+    const std::string& runtime = object.get_string(kRuntimeKey, "Parallel Framework");
+    if (runtime != kBuiltIn && runtime != kLibrary) {
+        throw InvalidParametersException("", "Invalid Cilk run-time: " + runtime + "\nChoose \"" + kBuiltIn +
+                                                 "\" or \"" + kLibrary + "\".");
+    }
+    use_library_ = runtime == kLibrary;
 }
 
 Config::Object CilkConfig::to_config() const {
     Config::Object object;
     object.add_integer(WorkerThreads::kKey, static_cast<i64>(threads_));
+    if (use_library_) object.add_string(kRuntimeKey, kLibrary);
     return object;
 }
 

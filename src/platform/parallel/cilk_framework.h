@@ -1,5 +1,5 @@
-// "cilk": loops of the Cilk Plus run-time: the genuine library where the machine has one, else the library of
-// this program behind the same entries.
+// "cilk": loops of the Cilk Plus run-time: the one that is built into this program or, when the settings ask
+// for it (Runtime : "library"), the genuine library of the machine behind the same entries.
 #pragma once
 
 #include <span>
@@ -13,12 +13,13 @@ struct CilkRuntime {
     int (*set_param)(const char* name, const char* value);
     void (*cilk_for_64)(void (*body)(void* data, u64 low, u64 high), void* data, u64 count, int grain);
     void (*end_cilk)();
-    bool genuine;
+    const char* library = nullptr;  // its name; null for the one that is built in
 
-    // The one of the first library of this list that can be loaded and has all entries; else the program's
-    // own.
+    static CilkRuntime built_in();
+    // The one of the first library of this list that can be loaded and has all entries; else the one that is
+    // built in.
     static CilkRuntime load(std::span<const char* const> library_names);
-    // Looked for once.
+    // By the names of the genuine library; looked for once, when it is first asked for.
     static const CilkRuntime& of_this_machine();
 };
 
@@ -45,6 +46,9 @@ class CilkConfig final : public FrameworkConfig {
 
     CilkConfig();  // as many threads as processors
     explicit CilkConfig(const Config::Object& object);
+    // A library is code of somebody else's, so that only the user's settings bring it in.
+    static constexpr const char* kRuntimeKey = "Runtime";
+
     // 0 is taken as 1, more than the most as the most.
     void set_threads(u64 threads);
 
@@ -55,6 +59,7 @@ class CilkConfig final : public FrameworkConfig {
     Config::Object to_config() const override;
     u64 print(u64 first_line_number) const override;
     void edit(u64 line) override;
+    std::string mode_text() const override;
     u64 worker_threads() const override { return threads_; }
 
   protected:
@@ -62,6 +67,7 @@ class CilkConfig final : public FrameworkConfig {
 
   private:
     u64 threads_;
+    bool use_library_ = false;
 };
 
 }  // namespace trel
