@@ -91,10 +91,9 @@ install_for_tests() {
     install_packages $(missing_build_tools) libtbb-dev $test_packages
 }
 
-# show_counter title: reads ninja's output, appends it to $log and shows the counter: on one line that is redrawn in
-# place on a terminal, otherwise as a line for every tenth of the work.
+# show_counter title: reads ninja's output, appends it to $log and shows the counter: behind the title on a terminal,
+# where the line is redrawn in place, otherwise as a line for every tenth of the work.
 show_counter() {
-    [ ! -t 2 ] || printf '%s' "$1" >&2
     tenths=0
     while IFS= read -r line; do
         printf '%s\n' "$line" >>"$log"
@@ -118,7 +117,6 @@ show_counter() {
             say "$1 $finished of $steps"
         fi
     done
-    [ ! -t 2 ] || printf '\n' >&2
 }
 
 # build_preset title preset [cmake options] -- [targets]: configures and builds with all cores. The compiler's output
@@ -133,7 +131,8 @@ build_preset() {
         shift
     done
     [ $# -eq 0 ] || shift
-    [ -t 2 ] || say "$title"
+    if [ -t 2 ]; then printf '%s' "$title" >&2; else say "$title"; fi
+    result=1
     # shellcheck disable=SC2086
     if (cd "$root" && cmake --preset "$preset" $options) >"$log" 2>&1; then
         # The exit code takes the third channel past the pipe.
@@ -143,8 +142,9 @@ build_preset() {
                 echo $? >&3
             } | show_counter "$title"
         } 3>&1)
-        [ "$result" -ne 0 ] || return 0
     fi
+    [ ! -t 2 ] || printf '\n' >&2
+    [ "$result" -ne 0 ] || return 0
     tail -n 60 "$log" >&2
     say "The build failed. The whole output is in $log"
     return 1
