@@ -16,6 +16,11 @@ Registry& registry() {
     return types;
 }
 
+std::map<std::string, std::string, std::less<>>& left_out() {
+    static std::map<std::string, std::string, std::less<>> reasons;
+    return reasons;
+}
+
 // Independent of link order.
 constexpr const char* kMenuOrder[] = {"none",     "cppasync", "spawn", "taskqueue",
                                       "pushpool", "winpool",  "cilk",  "tbb"};
@@ -55,10 +60,21 @@ void register_framework(const std::string& name, const FrameworkType& type) {
     }
 }
 
+LeftOutFramework::LeftOutFramework(const char* name, const char* reason) {
+    left_out().emplace(name, reason);
+}
+
+std::string left_out_reason(std::string_view name) {
+    const auto found = left_out().find(name);
+    return found == left_out().end() ? std::string() : found->second;
+}
+
 const FrameworkType& find_framework_type(std::string_view name) {
     const auto found = registry().find(name);
     if (found == registry().end()) {
-        throw InvalidParametersException("", "Invalid Parallel Framework: " + std::string(name));
+        const std::string reason = left_out_reason(name);
+        throw InvalidParametersException("", "Invalid Parallel Framework: " + std::string(name) +
+                                                 (reason.empty() ? "" : " (" + reason + ")"));
     }
     return *found->second;
 }
