@@ -14,7 +14,7 @@
 #include "platform/memory/page_locking.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 namespace {

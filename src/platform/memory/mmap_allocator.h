@@ -3,7 +3,7 @@
 
 #include "platform/memory/allocator.h"
 #include "platform/memory/memory_calls.h"
-#include "platform/memory/optional_flag.h"
+#include "base/settings/optional_flag.h"
 
 namespace trel {
 

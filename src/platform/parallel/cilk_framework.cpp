@@ -9,7 +9,7 @@
 #include "os/shared_library.h"
 #include "platform/cilk/cilk_entries.h"
 #include "platform/parallel/callers_share.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 namespace {

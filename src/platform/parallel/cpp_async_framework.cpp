@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/parallel/callers_share.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 namespace {

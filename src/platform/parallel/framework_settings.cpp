@@ -2,7 +2,7 @@
 
 #include "base/console/console.h"
 #include "base/prompt/prompt.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 

@@ -6,7 +6,7 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 

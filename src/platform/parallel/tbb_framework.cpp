@@ -12,7 +12,7 @@
 #include "platform/parallel/bisection.h"
 #include "platform/parallel/callers_share.h"
 #include "platform/parallel/library_handover.h"
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 namespace trel {
 

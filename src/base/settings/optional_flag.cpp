@@ -1,4 +1,4 @@
-#include "platform/memory/optional_flag.h"
+#include "base/settings/optional_flag.h"
 
 #include "base/errors/exceptions.h"
 

@@ -1,4 +1,4 @@
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 #include "base/prompt/prompt.h"
 
