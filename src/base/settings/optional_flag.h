@@ -1,34 +1,24 @@
 // A facility that may be off, wanted, or demanded.
 #pragma once
 
-#include <string>
-#include <string_view>
-
-#include "os/types.h"
+#include "base/settings/word_setting.h"
 
 namespace trel {
 
-struct OptionalFlag {
+// "disabled", "attempt" and "forced", shown as "Disabled" in red, "Attempt" in yellow, "Forced" in green.
+class OptionalFlag final : public WordSetting {
+  public:
     static constexpr u32 kDisabled = 0;
     static constexpr u32 kAttempt = 1;
     static constexpr u32 kForced = 2;
 
-    const char* name;  // static text; the setting's key
-    u32 mode = kAttempt;
+    // Another word is refused with (key, "Invalid Mode: " + word).
+    explicit OptionalFlag(const char* key, const char* label = "");
 
-    // "disabled", "attempt", "forced". Throws InvalidParametersException(name, "Invalid Mode") for another
-    // mode.
-    std::string word() const;
-    // The inverse. Throws InvalidParametersException(name, "Invalid Mode: " + text).
-    void set(std::string_view text);
-    // "Disabled", "Attempt", "Forced".
-    std::string display_text() const;
-    // 'R', 'Y', 'G'
-    char color() const;
-    // The same text for selectors.
-    std::string selector_text() const;
-    // To the next mode.
-    void advance() { mode = (mode + 1) % 3; }
+    // Another mode is reported at "OptionalFlagConfig" and "OptionalFlagSelector".
+    std::string display_text() const override { return at_mode("OptionalFlagConfig").text; }
+    Console::ColorLetter color() const override { return at_mode("OptionalFlagConfig").color; }
+    std::string selector_text() const override { return at_mode("OptionalFlagSelector").text; }
 };
 
 }  // namespace trel

@@ -1,7 +1,7 @@
-// How the settings of pluggable parts (frameworks, allocators) stand in menus and in the objects that remote
-// user interfaces get.
+// How settings and lists of choices stand in menus and in the objects that remote user interfaces get.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,8 +11,8 @@
 
 namespace trel {
 
-// "   1    Worker Threads:             Unlimited": the number, the label padded to `width`, the value in its
-// colour.
+// "   1    Worker Threads:             Unlimited": the number, the label padded to `width` unless it ends in
+// a blank, the value in its colour.
 void print_setting_line(u64 number, std::string_view label, u64 width, std::string_view value,
                         Console::ColorLetter color);
 
@@ -20,12 +20,7 @@ void print_setting_line(u64 number, std::string_view label, u64 width, std::stri
 u64 select_from_list(std::string_view title, const std::vector<std::string>& display_names);
 
 // Adds the member key : {"Value" : value, "DisplayText" : text}.
-void add_selector(Config::Object& object, const std::string& key, i64 value, const std::string& text);
-void add_selector(Config::Object& object, const std::string& key, const std::string& value,
+void add_selector(Config::Object& object, const std::string& key, std::unique_ptr<Config::Node> value,
                   const std::string& text);
-void add_bool_selector(Config::Object& object, const std::string& key, bool value, const std::string& text);
-
-// Appends the members of `from`.
-void merge(Config::Object& into, const Config::Object& from);
 
 }  // namespace trel

@@ -1,15 +1,12 @@
 #include "platform/parallel/cilk_framework.h"
 
-#include <algorithm>
 #include <mutex>
 
 #include "base/errors/exceptions.h"
-#include "base/prompt/prompt.h"
 #include "os/cpu.h"
 #include "os/shared_library.h"
 #include "platform/cilk/cilk_entries.h"
 #include "platform/parallel/callers_share.h"
-#include "base/settings/setting_lines.h"
 
 namespace trel {
 namespace {
@@ -98,54 +95,17 @@ void CilkFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     fork.share.rethrow();
 }
 
-CilkConfig::CilkConfig() : threads_(std::clamp<u64>(os::active_processor_count(), 1, kMostThreads)) {}
+CilkConfig::CilkConfig()
+    : threads(WorkerThreads::kKey, "    Cilk Threads:", {.prompt = "Threads: ", .least = 1, .most = 65536},
+              os::active_processor_count()) {}
 
-void CilkConfig::set_threads(u64 threads) {
-    threads_ = std::clamp<u64>(threads, 1, kMostThreads);
-}
-
-std::string CilkConfig::name() const {
-    return "cilk";
-}
-std::string CilkConfig::display_name() const {
-    return "Cilk Plus Work-Stealing";
-}
 std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
-    return std::make_unique<CilkFramework>(threads_, CilkRuntime::of_this_machine());
-}
-std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
-    return std::make_unique<CilkConfig>(*this);
-}
-
-CilkConfig::CilkConfig(const Config::Object& object) {
-    const i64 threads = object.get_integer(WorkerThreads::kKey, "Parallel Framework");
-    set_threads(threads < 0 ? 0 : static_cast<u64>(threads));
-}
-
-Config::Object CilkConfig::to_config() const {
-    Config::Object object;
-    object.add_integer(WorkerThreads::kKey, static_cast<i64>(threads_));
-    return object;
-}
-
-void CilkConfig::add_selectors(Config::Object& object) const {
-    add_selector(object, WorkerThreads::kKey, static_cast<i64>(threads_), std::to_string(threads_));
-}
-
-u64 CilkConfig::print(u64 first_line_number) const {
-    print_setting_line(first_line_number, "    Cilk Threads:", kFrameworkLabelWidth, std::to_string(threads_),
-                       'Y');
-    return first_line_number + 1;
-}
-
-void CilkConfig::edit(u64 line) {
-    if (line == 0) set_threads(Prompt::read_unsigned_in_range("Threads: ", 1, kMostThreads, 'T'));
+    return std::make_unique<CilkFramework>(threads.value(), CilkRuntime::of_this_machine());
 }
 
 namespace {
 
-const FrameworkTypeOf<CilkConfig> g_type;
-const FrameworkRegistration g_registration("cilk", g_type);
+const FrameworkRegistration<CilkConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

@@ -39,29 +39,20 @@ class CilkFramework final : public BasicParallelizer {
     const CilkRuntime runtime_;
 };
 
-class CilkConfig final : public FrameworkConfig {
+class CilkConfig final : public FrameworkConfigOf<CilkConfig> {
   public:
-    static constexpr u64 kMostThreads = 65536;
+    static constexpr const char* kName = "cilk";
+    static constexpr const char* kDisplayName = "Cilk Plus Work-Stealing";
 
-    CilkConfig();  // as many threads as processors
-    explicit CilkConfig(const Config::Object& object);
-    // 0 is taken as 1, more than the most as the most.
-    void set_threads(u64 threads);
-
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
-    u64 worker_threads() const override { return threads_; }
+    CilkConfig();  // as many threads as processors
+
+    u64 worker_threads() const override { return threads.value(); }
+
+    NumberSetting threads;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
-
-  private:
-    u64 threads_;
+    SettingList settings() override { return {&threads}; }
 };
 
 }  // namespace trel

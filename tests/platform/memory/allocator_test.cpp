@@ -324,7 +324,6 @@ TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
             return std::make_unique<Plain>(bytes);
         }
         std::unique_ptr<AllocatorConfig> clone() const override { return std::make_unique<PlainConfig>(); }
-        Config::Object to_config() const override { return {}; }
     };
     const auto heap = allocate_heap(PlainConfig(), serial_context(), 6, 1536);
     EXPECT_EQ(heap.summary, Console::format_bytes(1536));
