@@ -2,6 +2,7 @@
 // of the affinity mask).
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "os/types.h"
@@ -24,12 +25,20 @@ inline u64 read_tsc() {
 }
 
 // Processor groups of the machine and the active processors of each, at least 1 each. Counted once: where a
-// process may be held to some processors (Linux), from the affinity mask that the main thread was started with.
+// process may be held to some processors (Linux), from the affinity mask that the main thread was started
+// with.
 u32 processor_group_count();
 u32 active_processor_count(u32 group);
 // Over all groups.
 u32 active_processor_count();
-// The active processors in ascending order, by the system's numbers (Windows: 64 * group + number in the group).
+// How much processor time the process is given by its container, in processors and rounded up; 0 = no limit.
+// Processors beyond it only take turns. `root` is put before the paths of the system's files (tests).
+u32 processor_quota(const std::string& root = "");
+// How many threads can really run at a time: the active processors or the quota, whichever is less. What
+// defaults go by. Asked once.
+u32 usable_processor_count();
+// The active processors in ascending order, by the system's numbers (Windows: 64 * group + number in the
+// group).
 const std::vector<u32>& active_processors();
 // Those of one group; none for a group that does not exist.
 std::vector<u32> active_processors(u32 group);

@@ -43,7 +43,8 @@ struct DumpFile {
     i64 handle = -1;  // -1: not opened
     u32 error = 0;    // the system's number
 };
-// Creates or empties the file. Other processes may read it meanwhile.
+// Creates the file, for its owner alone: a dump shows memory. Fails when there is a file, folder or link of
+// that name. Other processes of the owner may read it meanwhile.
 DumpFile create_dump_file(const char* path) noexcept;
 // Writes a mini-dump: registers and stack of the crashing thread (on Windows of all threads), the modules of
 // the process, the system and, unless `record` is null, the exception. Without a record the thread that calls
@@ -52,5 +53,7 @@ DumpFile create_dump_file(const char* path) noexcept;
 // the dump is complete.
 u32 write_minidump(i64 handle, const CrashRecord* record) noexcept;
 void close_dump_file(i64 handle) noexcept;
+// Closes and removes a dump that could not be completed.
+void discard_dump_file(i64 handle, const char* path) noexcept;
 
 }  // namespace trel::os

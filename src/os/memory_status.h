@@ -14,7 +14,8 @@ struct MemoryStatus {
     u64 address_space = 0;       // of one process
 };
 
-// Read anew on each call. `root` is put before the paths of the system's files (tests).
+// Limits of control groups and of the process (address space, data) count as the machine's. Read anew on each
+// call. `root` is put before the paths of the system's files (tests).
 MemoryStatus memory_status(const std::string& root = "");
 
 }  // namespace trel::os

@@ -29,4 +29,7 @@ struct [[nodiscard]] PrivilegeResult {
 // Acquires the privilege for the rest of the process where that is possible. Any thread.
 PrivilegeResult acquire_privilege(const std::string& name);
 
+// What a user of this system can do to get "SeLockMemoryPrivilege". Two or three lines.
+const char* lock_privilege_advice();
+
 }  // namespace trel::os

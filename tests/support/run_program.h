@@ -28,7 +28,7 @@ struct RunOptions {
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
     unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
-    bool terminal = false;                   // the standard output is a terminal (lines then end in CR LF)
+    bool terminal = false;                   // the standard output is an xterm (lines then end in CR LF)
 };
 
 // Arguments without the program's own path.

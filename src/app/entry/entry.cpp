@@ -66,7 +66,10 @@ StartUpCalls start_up_calls() {
             trel::os::executable_path,
             trel::os::set_window_size,
             trel::install_crash_report,
-            trel::os::set_process_priority,
+            [](trel::i32 level) {
+                const bool given = trel::CommandLine::console_settings().process_priority_given;
+                trel::os::set_process_priority(level, !given);
+            },
             [] { return trel::detect_features(); },
             trel::processor_group_sizes,
             {}};

@@ -5,6 +5,7 @@
 
 #include "base/console/console.h"
 #include "base/hash/sha256.h"
+#include "os/file.h"
 #include "platform/fileio/raw_file.h"
 
 namespace kalvor {
@@ -37,8 +38,12 @@ bool is_intact(const std::string& path) {
     return seal == std::string(kMark) + trel::to_hex(hash.finish());
 }
 
-void check_integrity(const std::string& path) {
-    if (is_intact(path)) return;
+void check_integrity(const std::string& path, const std::string& file) {
+    namespace os = trel::os;
+    const os::OpenedFile readable = os::open_file(file.c_str(), os::FileAccess::read, {});
+    if (readable.error.category == os::ErrorCategory::access_denied) return;
+    if (!readable.error) (void)os::close_file(readable.handle);
+    if (is_intact(file)) return;
     trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
     trel::Console::print_line("Please build or install Kalvor again.");
     trel::Console::fatal_exit(1);

@@ -12,7 +12,9 @@ namespace kalvor {
 // time: some 20 ms. Throws FileException when it cannot be read.
 bool is_intact(const std::string& path);
 
-// Ends the process with an error line, exit code 1, unless the file is intact.
-void check_integrity(const std::string& path);
+// Ends the process with an error line that names the path, exit code 1, unless the file is intact. Reads
+// `file`, which is the running program whatever has taken its path since (os::executable_file()). A file that
+// may be run but not read is taken as intact.
+void check_integrity(const std::string& path, const std::string& file);
 
 }  // namespace kalvor

@@ -1,12 +1,19 @@
 // The process entry.
+#include <string>
+
 #include "app/entry/entry.h"
 #include "app/entry/integrity.h"
+#include "app/entry/stack_check.h"
 #include "os/process.h"
 
 int main(int argc, char** argv) {
+    trel::os::prepare_process();
+    if (!kalvor::check_stack(trel::os::stack_limit())) return kalvor::kExitFailure;
     kalvor::StartUpCalls calls = kalvor::start_up_calls();
 #ifdef KALVOR_SEALED
-    calls.check_integrity = kalvor::check_integrity;
+    calls.check_integrity = [](const std::string& path) {
+        kalvor::check_integrity(path, trel::os::executable_file());
+    };
 #endif
     return kalvor::run_program(trel::os::command_line(argc, argv), calls);
 }

@@ -26,7 +26,8 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
     std::vector<u32> before;
     const bool known = !calls.get_affinity(before) && !before.empty();
     if (!known) Console::error_line("Unable to read thread affinity.");
-    if (known && calls.set_affinity({before.front()})) refuse("Unable to set Affinity Mask.");
+    // Where that is refused, as in a sandbox, the measurement goes on from processor to processor.
+    const bool pinned = known && !calls.set_affinity({before.front()});
 
     const u64 frequency = readable(calls.clock_frequency());
     const u64 interval = frequency >> 4;
@@ -44,7 +45,7 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
     } while (ticks < interval);
     const u64 tsc_ticks = calls.tsc() - tsc_start;
 
-    if (known && calls.set_affinity(before)) refuse("Unable to set Affinity Mask.");
+    if (pinned && calls.set_affinity(before)) refuse("Unable to set Affinity Mask.");
     return static_cast<u64>(static_cast<double>(tsc_ticks) / static_cast<double>(ticks) *
                             static_cast<double>(frequency));
 }

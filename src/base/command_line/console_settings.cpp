@@ -27,7 +27,10 @@ const ConsoleOptionTable& console_option_table() {
              if (settings.exit_pause_level < -1) settings.pause_before_fatal_exit = false;
          }},
         {"priority",
-         [](const std::string& value) { console_settings().process_priority = small_integer(value); }},
+         [](const std::string& value) {
+             console_settings().process_priority = small_integer(value);
+             console_settings().process_priority_given = true;
+         }},
         {"colors",
          [](const std::string& value) {
              console_settings().colors_enabled = parse_scaled_integer(value) > 0;

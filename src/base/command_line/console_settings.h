@@ -19,6 +19,8 @@ struct ConsoleSettings {
     bool started_from_existing_console = true;
     // -2 idle ... 3 realtime; see os::set_process_priority().
     i32 process_priority = -1;
+    // Without the option the priority is only ever lowered: a run may have been started at a lower one.
+    bool process_priority_given = false;
     bool colors_enabled = true;
     // Whether reports show what identifies the machine (the motherboard's serial number).
     bool include_pii = false;

@@ -12,9 +12,7 @@ namespace {
 
 class StandardOutput final : public Sink {
   public:
-    StandardOutput()
-        : terminal_(os::stdout_is_terminal()),
-          colors_(terminal_ && os::environment_variable("NO_COLOR").value_or("").empty()) {}
+    StandardOutput() : terminal_(os::stdout_is_terminal()), colors_(standard_output_shows_colors()) {}
 
     void write(std::string_view text) override { os::write_stdout(text); }
     void set_color(ColorLetter color) override {
@@ -22,6 +20,7 @@ class StandardOutput final : public Sink {
     }
     bool is_terminal() const override { return terminal_; }
     void flush() override { os::flush_stdout(); }
+    os::OsError failure() const override { return os::stdout_failure(); }
     bool wait_for_key() override { return os::wait_for_key(); }
     bool read_line(std::string& line) override { return os::read_line(line); }
 
@@ -51,6 +50,12 @@ bool is_terminal() {
 }
 void flush() {
     sink().flush();
+}
+os::OsError output_failed() {
+    return sink().failure();
+}
+bool standard_output_shows_colors() {
+    return os::stdout_shows_colors() && os::environment_variable("NO_COLOR").value_or("").empty();
 }
 
 void set_colors_enabled(bool enabled) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "os/error.h"
 #include "os/types.h"
 
 namespace trel::Console {
@@ -32,8 +33,10 @@ class Sink {
     virtual bool is_terminal() const = 0;
     // Shows what is still buffered.
     virtual void flush() {}
-    // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test
-    // never blocks.
+    // The first failure to show something; none while all text has arrived.
+    virtual os::OsError failure() const { return {}; }
+    // Waits for the key of a pause; false when nobody is there to press one, and at the end of the input.
+    // Returns at once by default, so that a test never blocks.
     virtual bool wait_for_key() { return true; }
     // Reads the line that answers a prompt, without its line end; false at the end of the input, which is
     // where a sink without input always is.
@@ -47,6 +50,12 @@ class Sink {
 Sink* set_sink(Sink* sink);
 bool is_terminal();
 void flush();
+// Whether something of what was printed could not be shown, and why: "disk_full" for a log on a full disk,
+// "disconnected" for a reader that has closed its end of a pipe. The computation goes on all the same; who
+// ends the program asks after a flush().
+os::OsError output_failed();
+// Whether the standard output is a terminal with colours whose user has not set NO_COLOR.
+bool standard_output_shows_colors();
 
 // The two settings of CommandLine::console_settings() that this room obeys: the "colors" option (on by
 // default) and whether a fatal exit pauses (it does by default).
@@ -66,8 +75,8 @@ void labelled_line(std::string_view label, std::string_view value, ColorLetter c
 // `color`, 'w', line feed. With ' ' the colour is unchanged throughout.
 void aligned_line(std::string_view label, u64 width, std::string_view value, ColorLetter color = ' ');
 
-// "Press any key to continue . . . "; end of input never blocks. Counts itself. False when the input ended
-// instead of giving a key.
+// "Press any key to continue . . . "; waits only where somebody can press one: standard input and output are
+// both terminals. Counts itself. False when there was no key.
 bool pause(ColorLetter color = 'w');
 u64 pause_count();
 

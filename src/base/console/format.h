@@ -1,6 +1,7 @@
 // Number, byte-size and time formats of the console.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "os/types.h"
@@ -16,6 +17,9 @@ std::string format_commas(u64 value);
 std::string format_bytes(u64 value);
 // Fixed-point decimal text with `decimals` digits, independent of the locale.
 std::string format_fixed(double value, int decimals);
+// "0, 2, 4": cores, processors, memory nodes. One form everywhere.
+std::string format_list(std::span<const u32> numbers);
+std::string format_list(std::span<const u64> numbers);
 // "59.500 seconds  ( 0.992 minutes )"
 std::string format_time(double seconds);
 

@@ -9,7 +9,6 @@
 #include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "os/console.h"
-#include "os/environment.h"
 
 namespace trel {
 namespace {
@@ -63,8 +62,7 @@ struct DumpName {
 }  // namespace
 
 void install_crash_report() {
-    colors = Console::is_terminal() && CommandLine::console_settings().colors_enabled &&
-             os::environment_variable("NO_COLOR").value_or("").empty();
+    colors = CommandLine::console_settings().colors_enabled && Console::standard_output_shows_colors();
     (void)Console::console_lock();  // built now
     os::install_crash_handler(report_crash);
 }
@@ -83,15 +81,17 @@ void report_crash(const os::CrashRecord* record) noexcept {
         error_line("Unable to create dump file: ", file.error);
     } else {
         const u32 error = os::write_minidump(file.handle, record);
-        os::close_dump_file(file.handle);
         if (error == 0) {
+            os::close_dump_file(file.handle);
             os::crash_print("Done!\n");
         } else {
+            os::discard_dump_file(file.handle, name.text);
             error_line("Unable to create minidump: ", error);
         }
     }
     os::crash_print("\nThe program will now exit.\n");
     set_color('w');
+    if (!CommandLine::console_settings().pause_before_fatal_exit) return;
     os::crash_print("Press any key to continue . . . ");
     os::wait_for_key();
     os::crash_print("\n");

@@ -9,6 +9,6 @@ constexpr WordSetting::Word kModes[] = {
 }  // namespace
 
 OptionalFlag::OptionalFlag(const char* key, const char* label)
-    : WordSetting(key, label, kModes, {key, "Invalid Mode: "}, kAttempt) {}
+    : WordSetting(key, label, kModes, {key, "Invalid Mode: {}"}, kAttempt) {}
 
 }  // namespace trel

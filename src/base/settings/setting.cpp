@@ -23,10 +23,16 @@ SettingsObject& SettingsObject::listing() const {
 
 void SettingsObject::load(const Config::Object& object) {
     for (Setting* setting : settings()) setting->load(object, context_);
+    for (Setting* setting : file_only()) {
+        if (object.contains(setting->key())) setting->load(object, context_);
+    }
 }
 
 void SettingsObject::save(Config::Object& object) const {
     for (const Setting* setting : listing().settings()) setting->save(object);
+    for (const Setting* setting : listing().file_only()) {
+        if (!setting->is_default()) setting->save(object);
+    }
 }
 
 Config::Object SettingsObject::to_config() const {

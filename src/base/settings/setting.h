@@ -36,6 +36,7 @@ class Setting {
     virtual std::string display_text() const = 0;
     virtual Console::ColorLetter color() const = 0;
     virtual std::string selector_text() const { return display_text(); }
+    virtual bool is_default() const { return false; }
 
   protected:
     // Static texts. The label begins with the four blanks that stand behind the number.
@@ -78,6 +79,9 @@ class SettingsObject {
     virtual SettingList settings() { return {}; }
     // The same settings in the order of the menu, where that is another.
     virtual SettingList menu() { return settings(); }
+    // Settings of the file alone: neither menus nor selectors show them, and files without them mean the
+    // default.
+    virtual SettingList file_only() { return {}; }
     // What stands above the lines of the menu.
     virtual void print_heading() const {}
 

@@ -19,10 +19,12 @@ void WordSetting::set(std::string_view word) {
         std::find_if(words_.begin(), words_.end(), [&](const Word& w) { return w.word == word; });
     if (found == words_.end()) {
         std::string message = refusal_.message;
-        if (message.ends_with(": ")) message += word;
+        const auto place = message.find("{}");
+        if (place != std::string::npos) message.replace(place, 2, word);
         throw InvalidParametersException(refusal_.function, message);
     }
     mode = static_cast<u32>(found - words_.begin());
+    chosen = true;
 }
 
 void WordSetting::load(const Config::Object& object, std::string_view context) {

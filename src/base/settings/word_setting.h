@@ -49,7 +49,7 @@ class WordSetting : public Setting {
         const char* text;  // as it is shown
         Console::ColorLetter color;
     };
-    // What is thrown for a word that is not in the list; after ": " the word follows.
+    // What is thrown for a word that is not in the list; "{}" stands for the word.
     struct Refusal {
         const char* function;
         const char* message;
@@ -57,7 +57,7 @@ class WordSetting : public Setting {
 
     // The words are a static table.
     WordSetting(const char* key, const char* label, std::span<const Word> words, Refusal refusal, u32 mode)
-        : Setting(key, label), mode(mode), words_(words), refusal_(refusal) {}
+        : Setting(key, label), mode(mode), words_(words), refusal_(refusal), default_mode_(mode) {}
 
     // Throws InvalidParametersException(key, "Invalid Mode") for a number beyond the list.
     std::string word() const { return at_mode(key()).word; }
@@ -65,7 +65,11 @@ class WordSetting : public Setting {
     void set(std::string_view word);
     std::span<const Word> words() const { return words_; }
     // To the next mode.
-    void advance() { mode = (mode + 1) % static_cast<u32>(words_.size()); }
+    void advance() {
+        mode = (mode + 1) % static_cast<u32>(words_.size());
+        chosen = true;
+    }
+    bool is_default() const override { return mode == default_mode_; }
 
     void load(const Config::Object& object, std::string_view context) override;
     void edit() override { advance(); }
@@ -73,6 +77,8 @@ class WordSetting : public Setting {
     Console::ColorLetter color() const override { return at_mode(key()).color; }
 
     u32 mode;
+    // By the user's settings or menu, rather than by default.
+    bool chosen = false;
 
   protected:
     std::unique_ptr<Config::Node> value_node() const override;
@@ -82,6 +88,7 @@ class WordSetting : public Setting {
   private:
     std::span<const Word> words_;
     Refusal refusal_;
+    u32 default_mode_;
 };
 
 }  // namespace trel

@@ -154,7 +154,10 @@ LinearConsoleIteration::LinearConsoleIteration(ProgressLine& line, Status::Itera
 }
 
 LinearConsoleIteration::~LinearConsoleIteration() {
-    line_.pop_count();
+    try {
+        line_.pop_count();
+    } catch (...) {  // what cannot be drawn; the count is gone
+    }
 }
 
 void LinearConsoleIteration::update(u64 completed) {

@@ -65,8 +65,21 @@ StatusFrame::StatusFrame(Status& parent, std::string text, Status::ColorLetter c
 StatusFrame::StatusFrame(Status& parent, std::string text, u64 digits)
     : StatusFrame(parent, text + Console::format_commas(digits)) {}
 
+// What a report cannot show is lost, not the computation that it is about: nothing leaves these destructors,
+// also not a second time while an exception is on its way.
+namespace {
+
+void pop_quietly(Status& parent) noexcept {
+    try {
+        parent.pop_frame();
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
 StatusFrame::~StatusFrame() {
-    parent_.pop_frame();
+    pop_quietly(parent_);
 }
 
 StatusSection::StatusSection(Status& parent, std::string_view name)
@@ -76,17 +89,20 @@ StatusSection::StatusSection(Status& parent, std::string_view name)
 
 StatusSection::~StatusSection() {
     if (std::uncaught_exceptions() == exceptions_) {
-        parent_.Status_MicroSectionEnd();
-    } else {
-        parent_.pop_frame();
+        try {
+            parent_.Status_MicroSectionEnd();
+            return;
+        } catch (...) {
+        }
     }
+    pop_quietly(parent_);
 }
 
 StatusIteration::StatusIteration(Status& parent, Status::IterationMode mode, u64 total)
     : parent_(parent), node_(parent.make_iteration(mode, total)) {}
 
 StatusIteration::~StatusIteration() {
-    parent_.pop_frame();
+    pop_quietly(parent_);
 }
 
 u64 status_digits(u64 words) {

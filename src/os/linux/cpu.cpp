@@ -1,16 +1,32 @@
 #include "os/cpu.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstddef>
+#include <numeric>
 
 #include "os/affinity.h"
+#include "os/linux/control_groups.h"
+#include "os/linux/number_list.h"
+#include "os/linux/processor_list.h"
 
 namespace trel::os {
+
+std::vector<u32> processors_of_machine(const std::string& root) {
+    if (auto online = read_number_list(root + "/sys/devices/system/cpu/online"); online && !online->empty()) {
+        std::sort(online->begin(), online->end());
+        return *online;
+    }
+    std::vector<u32> processors(static_cast<size_t>(std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L)));
+    std::iota(processors.begin(), processors.end(), u32(0));
+    return processors;
+}
 
 const std::vector<u32>& active_processors() {
     static const std::vector<u32> processors = [] {
         std::vector<u32> found;
-        if (get_thread_affinity(found)) found.clear();
-        if (found.empty()) found.push_back(0);
+        if (get_thread_affinity(found) || found.empty()) found = processors_of_machine("");
         return found;
     }();
     return processors;
@@ -30,6 +46,18 @@ u32 active_processor_count(u32 group) {
 
 u32 active_processor_count() {
     return active_processor_count(0);
+}
+
+u32 processor_quota(const std::string& root) {
+    return processor_quota_of_groups(root);
+}
+
+u32 usable_processor_count() {
+    static const u32 count = [] {
+        const u32 quota = processor_quota();
+        return quota == 0 ? active_processor_count() : std::min(quota, active_processor_count());
+    }();
+    return count;
 }
 
 namespace {

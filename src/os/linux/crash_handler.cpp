@@ -130,7 +130,7 @@ LocalTime crash_local_time() noexcept {
 }
 
 DumpFile create_dump_file(const char* path) noexcept {
-    const int handle = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const int handle = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (handle < 0) return {-1, static_cast<u32>(errno)};
     return {handle, 0};
 }
@@ -145,6 +145,11 @@ u32 write_minidump(i64 handle, const CrashRecord* record) noexcept {
 
 void close_dump_file(i64 handle) noexcept {
     close(static_cast<int>(handle));
+}
+
+void discard_dump_file(i64 handle, const char* path) noexcept {
+    close_dump_file(handle);
+    unlink(path);
 }
 
 }  // namespace trel::os

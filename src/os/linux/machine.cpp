@@ -1,5 +1,6 @@
 #include "os/machine.h"
 
+#include <sys/sysinfo.h>
 #include <sys/utsname.h>
 
 #include <fstream>
@@ -22,7 +23,10 @@ u64 installed_memory(const std::string& root) {
         u64 kilobytes;
         if (words >> key >> kilobytes && key == "MemTotal:") return kilobytes << 10;
     }
-    return 0;
+    // A file that is there and tells nothing is not a system without files.
+    struct sysinfo told {};
+    if (file.is_open() || sysinfo(&told) != 0) return 0;
+    return u64(told.totalram) * told.mem_unit;
 }
 
 }  // namespace trel::os

@@ -1,9 +1,15 @@
 #include "os/memory_status.h"
 
+#include <sys/resource.h>
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <fstream>
 #include <optional>
 #include <sstream>
+
+#include "os/linux/control_groups.h"
 
 namespace trel::os {
 namespace {
@@ -38,21 +44,36 @@ struct LimitFiles {
 constexpr LimitFiles kVersion1 = {"/memory.limit_in_bytes", "/memory.usage_in_bytes", "total_inactive_file"};
 constexpr LimitFiles kVersion2 = {"/memory.max", "/memory.current", "inactive_file"};
 
-// Lowers the status to the limits of a group and of all groups around it. The file cache counts as use but
-// can be taken back.
-void apply_limits(MemoryStatus& status, const std::string& base, std::string group, const LimitFiles& files) {
-    while (true) {
-        const std::string folder = base + group;
-        if (const std::optional<u64> limit = number_in(folder + files.limit)) {
-            const u64 usage = number_in(folder + files.usage).value_or(0);
-            const u64 cache = number_after(folder + "/memory.stat", files.reclaimable).value_or(0);
-            const u64 used = usage - std::min(usage, cache);
-            status.total_physical = std::min(status.total_physical, *limit);
-            status.available_physical = std::min(status.available_physical, *limit - std::min(*limit, used));
-        }
-        const size_t slash = group.rfind('/');
-        if (slash == std::string::npos) return;
-        group.resize(slash);
+void lower_to(MemoryStatus& status, u64 limit, u64 used) {
+    status.total_physical = std::min(status.total_physical, limit);
+    status.available_physical = std::min(status.available_physical, limit - std::min(limit, used));
+}
+
+// The file cache counts as use but can be taken back.
+void apply_group(MemoryStatus& status, const std::string& folder, int version) {
+    const LimitFiles& files = version == 2 ? kVersion2 : kVersion1;
+    std::optional<u64> limit = number_in(folder + files.limit);
+    // Above this one a group of version 2 is slowed down until hardly anything moves.
+    const std::optional<u64> high = version == 2 ? number_in(folder + "/memory.high") : std::nullopt;
+    if (high && (!limit || *high < *limit)) limit = high;
+    if (!limit) return;
+    const u64 usage = number_in(folder + files.usage).value_or(0);
+    const u64 cache = number_after(folder + "/memory.stat", files.reclaimable).value_or(0);
+    lower_to(status, *limit, usage - std::min(usage, cache));
+}
+
+// "ulimit -v" and "ulimit -d". What is in use already counts against them.
+void apply_process_limits(MemoryStatus& status) {
+    u64 pages = 0, data_kib = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    data_kib = number_after("/proc/self/status", "VmData:").value_or(0);
+    rlimit limit{};
+    if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+        status.address_space = std::min<u64>(status.address_space, limit.rlim_cur);
+        lower_to(status, limit.rlim_cur, pages * static_cast<u64>(sysconf(_SC_PAGESIZE)));
+    }
+    if (getrlimit(RLIMIT_DATA, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+        lower_to(status, limit.rlim_cur, data_kib << 10);
     }
 }
 
@@ -68,22 +89,15 @@ MemoryStatus memory_status(const std::string& root) {
     status.available_physical =
         number_after(meminfo, "MemAvailable:").value_or(number_after(meminfo, "MemFree:").value_or(0)) << 10;
 
-    // Lines are number:controllers:group; version 2 has the number 0 and names no controller.
-    std::ifstream groups(root + "/proc/self/cgroup");
-    std::string line;
-    while (std::getline(groups, line)) {
-        const size_t first = line.find(':');
-        const size_t second = first == std::string::npos ? first : line.find(':', first + 1);
-        if (second == std::string::npos) continue;
-        const std::string controllers = line.substr(first + 1, second - first - 1);
-        std::string group = line.substr(second + 1);
-        if (group == "/") group.clear();
-        if (controllers.empty()) {
-            apply_limits(status, root + "/sys/fs/cgroup", group, kVersion2);
-        } else if (("," + controllers + ",").find(",memory,") != std::string::npos) {
-            apply_limits(status, root + "/sys/fs/cgroup/memory", group, kVersion1);
-        }
+    // A system that shows no files tells by a call.
+    if (struct sysinfo told{}; status.total_physical == 0 && sysinfo(&told) == 0) {
+        status.total_physical = u64(told.totalram) * told.mem_unit;
+        status.available_physical = (u64(told.freeram) + told.bufferram) * told.mem_unit;
     }
+    visit_control_groups(root, "memory", [&](const std::string& folder, int version) {
+        apply_group(status, folder, version);
+    });
+    if (root.empty()) apply_process_limits(status);
     return status;
 }
 

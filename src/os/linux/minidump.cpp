@@ -293,8 +293,13 @@ void learn_texts() {
     while (cursor.next(mapping)) {
         if (count < mapping.begin || count >= mapping.end) continue;
         const u64 begin = first_argument > count && first_argument < mapping.end ? first_argument : count;
-        const u64 n = peek_some(begin, stack_copy, std::min(mapping.end - begin, kMostStackBytes));
-        texts.learn({reinterpret_cast<const char*>(stack_copy), n});
+        // Piece by piece; each begins with the end of the one before, so that no run of 8 bytes is missed.
+        constexpr u64 kOverlap = 7;
+        for (u64 at = begin; at < mapping.end; at += kMostStackBytes - kOverlap) {
+            const u64 n = peek_some(at, stack_copy, std::min(mapping.end - at, kMostStackBytes));
+            texts.learn({reinterpret_cast<const char*>(stack_copy), n});
+            if (n < kMostStackBytes) return;
+        }
         return;
     }
 }

@@ -39,4 +39,11 @@ PrivilegeResult acquire_privilege(const std::string& name) {
     return {PrivilegeFailure::not_held};
 }
 
+const char* lock_privilege_advice() {
+    return "To lock pages, raise the limit before the run: \"ulimit -l unlimited\" as root, or for an "
+           "account\n"
+           "the line \"<name> - memlock unlimited\" in /etc/security/limits.conf and a new login.\n"
+           "For large pages, set some aside as root: \"sysctl vm.nr_hugepages=<number>\".";
+}
+
 }  // namespace trel::os

@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 
 #include "os/crash_handler.h"
@@ -99,8 +99,8 @@ class WorkPool {
     void start_thread() {
         try {
             std::thread([this] { run_thread(); }).detach();
-        } catch (const std::system_error&) {
-            return;  // the work is taken back by its owner
+        } catch (const std::exception&) {
+            return;  // no thread or no memory: the work is taken back by its owner
         }
         threads_++;
         starting_++;

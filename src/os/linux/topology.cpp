@@ -1,11 +1,14 @@
 #include "os/topology.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <tuple>
 
+#include "os/cpu.h"
 #include "os/linux/number_list.h"
+#include "os/linux/processor_list.h"
 
 namespace trel::os {
 namespace {
@@ -19,6 +22,24 @@ u32 count_nodes(const std::string& root) {
     return static_cast<u32>(std::set<u32>(nodes->begin(), nodes->end()).size());
 }
 
+// How many logical processors share a core and a package: what every processor says of itself.
+void count_by_cpuid(Topology& t) {
+    constexpr u32 kExtendedTopology = 0xb, kMostLevels = 8;
+    t.logical_cores = static_cast<u32>(processors_of_machine("").size());
+    u32 of_core = 0, of_package = 0;
+    for (u32 level = 0; level < kMostLevels; level++) {
+        const CpuidRegisters r = cpuid(kExtendedTopology, level);
+        const u32 type = r.ecx >> 8 & 255, processors = r.ebx & 0xffff;
+        if (type == 0 || processors == 0) break;
+        if (type == 1) of_core = processors;
+        of_package = processors;
+    }
+    if (of_core == 0 || of_package < of_core) return;
+    // A guest may have fewer than its processor would.
+    t.physical_cores = std::max<u32>(t.logical_cores / of_core, 1);
+    t.sockets = std::min((t.logical_cores - 1) / of_package + 1, t.physical_cores);
+}
+
 }  // namespace
 
 Topology topology(const std::string& root) {
@@ -26,7 +47,11 @@ Topology topology(const std::string& root) {
     t.numa_nodes = count_nodes(root);
     const std::string folder = root + "/sys/devices/system/cpu";
     const auto online = read_number_list(folder + "/online");
-    if (!online) return t;
+    if (!online) {
+        std::error_code error;
+        if (!std::filesystem::exists(folder, error)) count_by_cpuid(t);
+        return t;
+    }
     const std::set<u32> processors(online->begin(), online->end());
     t.logical_cores = static_cast<u32>(processors.size());
 

@@ -6,8 +6,10 @@
 #include <io.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 
+#include "os/windows/last_error.h"
 #include "os/windows/text_attribute.h"
 #include "os/windows/utf8.h"
 
@@ -27,15 +29,27 @@ bool is_console(HANDLE handle) {
     return GetConsoleMode(handle, &mode) != 0;
 }
 
-// Whether the standard output is a console; prepares it at the first call, which may come before main(). Text that
-// goes to a file or a pipe is the same byte for byte on every system: without this the C library would put a
-// carriage return before each line feed. A console window does that by itself.
+// Whether the standard output is a console; prepares it at the first call, which may come before main(). Text
+// that goes to a file or a pipe is the same byte for byte on every system: without this the C library would
+// put a carriage return before each line feed. A console window does that by itself.
 bool prepared_output_is_console() {
     static const bool console = [] {
         _setmode(_fileno(stdout), _O_BINARY);
         return is_console(output());
     }();
     return console;
+}
+
+std::atomic<DWORD> first_failure{ERROR_SUCCESS};
+
+void note_failure() {
+    DWORD none = ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    first_failure.compare_exchange_strong(none, error != ERROR_SUCCESS ? error : ERROR_WRITE_FAULT);
+}
+
+bool reader_has_left(DWORD failure) {
+    return failure == ERROR_BROKEN_PIPE || failure == ERROR_NO_DATA;
 }
 
 bool is_modifier(WORD key) {
@@ -72,10 +86,20 @@ bool stdout_is_terminal() {
     return prepared_output_is_console();
 }
 
+bool stdin_is_terminal() {
+    return is_console(input());
+}
+
+bool stdout_shows_colors() {
+    return prepared_output_is_console();
+}
+
 void write_stdout(std::string_view text) {
     if (!prepared_output_is_console()) {
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        if (text.find('\n') != std::string_view::npos) std::fflush(stdout);
+        if (reader_has_left(first_failure.load(std::memory_order_relaxed))) return;
+        SetLastError(ERROR_SUCCESS);
+        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) note_failure();
+        if (text.find('\n') != std::string_view::npos) flush_stdout();
         return;
     }
     // UTF-16 reaches the window whatever its code page is. One call takes some ten thousand characters.
@@ -84,14 +108,24 @@ void write_stdout(std::string_view text) {
     for (size_t at = 0; at < wide.size();) {
         DWORD written = 0;
         const size_t n = std::min(kAtOnce, wide.size() - at);
-        if (!WriteConsoleW(output(), wide.data() + at, static_cast<DWORD>(n), &written, nullptr)) return;
-        if (written == 0) return;
+        if (!WriteConsoleW(output(), wide.data() + at, static_cast<DWORD>(n), &written, nullptr) ||
+            written == 0) {
+            note_failure();
+            return;
+        }
         at += written;
     }
 }
 
 void flush_stdout() {
-    std::fflush(stdout);
+    SetLastError(ERROR_SUCCESS);
+    if (std::fflush(stdout) != 0) note_failure();
+}
+
+OsError stdout_failure() {
+    const DWORD failure = first_failure.load();
+    if (reader_has_left(failure)) return {static_cast<u32>(failure), ErrorCategory::disconnected};
+    return error_of(failure);
 }
 
 void set_stdout_color(char letter) {
@@ -99,10 +133,7 @@ void set_stdout_color(char letter) {
 }
 
 bool wait_for_key() {
-    if (is_console(input())) return wait_for_console_key();
-    char byte;
-    DWORD got = 0;
-    return ReadFile(input(), &byte, 1, &got, nullptr) && got == 1;
+    return stdin_is_terminal() && stdout_is_terminal() && wait_for_console_key();
 }
 
 bool read_line(std::string& line) {

@@ -1,6 +1,7 @@
 #include "os/cpu.h"
 
 #include <algorithm>
+#include <string>
 
 #include "os/windows/processor_number.h"
 
@@ -18,6 +19,25 @@ u32 active_processor_count(u32 group) {
 
 u32 active_processor_count() {
     return static_cast<u32>(active_processors().size());
+}
+
+// A job object may have a share of all processors, in hundredths of a percent.
+u32 processor_quota(const std::string&) {
+    JOBOBJECT_CPU_RATE_CONTROL_INFORMATION rate{};
+    if (!QueryInformationJobObject(nullptr, JobObjectCpuRateControlInformation, &rate, sizeof rate, nullptr))
+        return 0;
+    constexpr DWORD kHardLimit = JOB_OBJECT_CPU_RATE_CONTROL_ENABLE | JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP;
+    if ((rate.ControlFlags & kHardLimit) != kHardLimit || rate.CpuRate == 0) return 0;
+    constexpr u64 kWhole = 10000;
+    return static_cast<u32>((u64(active_processor_count()) * rate.CpuRate + kWhole - 1) / kWhole);
+}
+
+u32 usable_processor_count() {
+    static const u32 count = [] {
+        const u32 quota = processor_quota();
+        return quota == 0 ? active_processor_count() : std::min(quota, active_processor_count());
+    }();
+    return count;
 }
 
 std::vector<u32> active_processors(u32 group) {

@@ -127,8 +127,8 @@ LocalTime crash_local_time() noexcept {
 
 DumpFile create_dump_file(const char* path) noexcept {
     // Read again to take texts out.
-    const HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return {-1, GetLastError()};
     return {reinterpret_cast<i64>(file), 0};
 }
@@ -155,6 +155,11 @@ u32 write_minidump(i64 handle, const CrashRecord* record) noexcept {
 
 void close_dump_file(i64 handle) noexcept {
     CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+void discard_dump_file(i64 handle, const char* path) noexcept {
+    close_dump_file(handle);
+    DeleteFileA(path);
 }
 
 }  // namespace trel::os

@@ -33,4 +33,9 @@ PrivilegeResult acquire_privilege(const std::string& name) {
     return result;
 }
 
+const char* lock_privilege_advice() {
+    return "Run secpol.msc as administrator and add your account to \"Lock pages in memory\"\n"
+           "(Local Policies, User Rights Assignment), then log in again.";
+}
+
 }  // namespace trel::os

@@ -22,7 +22,7 @@ enum Status : int { success = 0, unimplemented = 1, out_of_range = 2, invalid = 
 
 struct Runtime {
     std::mutex mutex;
-    u64 workers = trel::os::active_processor_count();
+    u64 workers = trel::os::usable_processor_count();
     std::atomic<WorkStealingPool*> pool{nullptr};
 };
 

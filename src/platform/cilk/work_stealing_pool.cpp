@@ -1,6 +1,7 @@
 #include "platform/cilk/work_stealing_pool.h"
 
-#include <system_error>
+#include <exception>
+#include <new>
 
 #include "os/cpu.h"
 #include "os/crash_handler.h"
@@ -214,17 +215,18 @@ void WorkStealingPool::start_thread() {
     const std::lock_guard<os::Mutex> lock(growth_);
     const u64 i = started_.load();
     if (i >= workers_ - 1 || searching_.load() != 0) return;
-    auto worker = std::make_unique<Worker>(*this);
-    Worker& its = *worker;
+    const size_t owned_before = owned_.size();
     searching_.fetch_add(1);
     try {
-        threads_.emplace_back([this, &its] { run_thread(its); });
-    } catch (const std::system_error&) {
+        owned_.push_back(std::make_unique<Worker>(*this));
+        threads_.emplace_back([this, &its = *owned_.back()] { run_thread(its); });
+    } catch (const std::exception&) {
+        // No thread or no memory: the owner runs the work itself.
+        owned_.resize(owned_before);
         searching_.fetch_sub(1);
-        return;  // the owner runs the work itself
+        return;
     }
-    slots_[kGuests + i].store(&its, std::memory_order_release);
-    owned_.push_back(std::move(worker));
+    slots_[kGuests + i].store(owned_.back().get(), std::memory_order_release);
     started_.store(i + 1);
 }
 
@@ -271,7 +273,12 @@ WorkStealingPool::Worker* WorkStealingPool::bind_guest() {
     }
     const u64 i = guests_.load();
     if (i >= kGuests) return nullptr;
-    owned_.push_back(std::make_unique<Worker>(*this));
+    try {
+        free_guests_.reserve(kGuests);
+        owned_.push_back(std::make_unique<Worker>(*this));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
     Worker* const guest = owned_.back().get();
     slots_[i].store(guest, std::memory_order_release);
     guests_.store(i + 1);

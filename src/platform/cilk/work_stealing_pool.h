@@ -50,7 +50,7 @@ class WorkStealingPool {
     // Sleeps until `awaited` (may be null) has finished, there may be work, or the pool ends.
     void sleep(Worker& worker, const Piece* awaited);
     bool any_work() const;
-    Worker* bind_guest();
+    Worker* bind_guest();  // null: the thread runs its loop alone
     void unbind_guest(Worker& guest);
 
     const u64 workers_;

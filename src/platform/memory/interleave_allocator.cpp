@@ -2,12 +2,12 @@
 
 #include <array>
 #include <cstdint>
+#include <exception>
 #include <mutex>
 
 #include "base/console/console.h"
 #include "platform/memory/fill_pattern.h"
 #include "platform/memory/node_workers.h"
-#include "platform/memory/page_locking.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
 
@@ -125,6 +125,41 @@ class Interleaver {
     std::map<u32, u64> commit_errors_, query_errors_, landed_;
 };
 
+// One task for each entry of the list. The tasks use this frame, so that nothing leaves it before the last of
+// them has ended. What no thread can be had for is done here, and so is the share of a node that does not
+// exist.
+void place_all_pages(Shared& shared, const NumaMap& map, NodeWorkers& workers) {
+    const std::vector<u32>& nodes = shared.nodes;
+    std::vector<u64> left;
+    left.reserve(nodes.size());
+    os::JoinCounter join;
+    {
+        struct WaitForAll {
+            ~WaitForAll() { join.wait(); }
+            os::JoinCounter& join;
+        } const wait_for_all{join};
+        for (u64 t = 0; t < nodes.size(); t++) {
+            const auto node = map.nodes().find(nodes[t]);
+            if (node == map.nodes().end()) {
+                left.push_back(t);
+                continue;
+            }
+            join.add(1);
+            try {
+                const std::vector<u32>& processors = node->second.processors;
+                workers.worker(nodes[t]).push(
+                    [&shared, &processors, t] { Interleaver(shared, t).run(processors); }, join);
+            } catch (const std::exception&) {  // no thread, no memory
+                join.finish();
+                left.push_back(t);
+            }
+        }
+        for (const u64 t : left) Interleaver(shared, t).run({});
+    }
+    // The calling thread goes back to taking memory from wherever the system likes.
+    if (!left.empty()) (void)shared.calls.commit(nullptr, 0);
+}
+
 }  // namespace
 
 u32 crc32c_of_address(u64 address) {
@@ -154,7 +189,7 @@ InterleaveConfig::InterleaveConfig(const Config::Object& object)
 
 bool InterleaveConfig::acquire_permissions() const {
     if (locked_pages.mode == OptionalFlag::kDisabled) return true;
-    return acquire_lock_privilege_or_warn(calls_->acquire_lock_privilege);
+    return calls_->acquire_lock_privilege();
 }
 
 std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContext& /*context*/,
@@ -172,18 +207,7 @@ std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContex
     Shared shared{*calls_,         static_cast<char*>(region->pointer()),
                   rounded / kPage, nodes,
                   hashed,          region->stats_to_fill()};
-    os::JoinCounter join;
-    join.add(nodes.size());
-    for (u64 t = 0; t < nodes.size(); t++) {
-        workers_->worker(nodes[t]).push(
-            [this, &shared, t] {
-                const auto node = map_->nodes().find(shared.nodes[t]);
-                Interleaver(shared, t).run(node == map_->nodes().end() ? std::vector<u32>{}
-                                                                       : node->second.processors);
-            },
-            join);
-    }
-    join.wait();
+    place_all_pages(shared, *map_, *workers_);
     region->add_warnings(shared.warnings);
     region->stats_to_fill().aimed_nodes = nodes.size();
     if (!shared.success || !region->lock(locked_pages)) {

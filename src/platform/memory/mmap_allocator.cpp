@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/memory/fill_pattern.h"
-#include "platform/memory/page_locking.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
 
@@ -12,20 +11,23 @@ namespace trel {
 bool MmapConfig::acquire_permissions() const {
     if (large_pages.mode == OptionalFlag::kDisabled && locked_pages.mode == OptionalFlag::kDisabled)
         return true;
-    return acquire_lock_privilege_or_warn(calls_->acquire_lock_privilege);
+    return calls_->acquire_lock_privilege();
 }
 
 bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& context, u64 alignment_log2,
                                 u64& bytes) const {
     const u64 page = calls_->large_page_size();
     if (page == 0) return false;
-    (void)calls_->acquire_lock_privilege();
+    const bool right_held = calls_->acquire_lock_privilege();
     const u64 rounded = round_up_to(bytes, page);
     const u64 alignment = u64(1) << alignment_log2;
     // Every mapping of large pages begins on one; a larger alignment needs room to move.
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
     if (rounded == 0 || mapped < rounded) return false;
-    if (!region.map(mapped, std::max(alignment, page), rounded, PageRegion::Kind::large_pages)) return false;
+    if (!region.map(mapped, std::max(alignment, page), rounded, PageRegion::Kind::large_pages)) {
+        if (!right_held) PageRegion::advise_about_locking(large_pages);
+        return false;
+    }
     bytes = rounded;
     fill_memory(context, region.pointer(), rounded);
     // Large pages stay in memory without being locked.

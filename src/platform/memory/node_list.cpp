@@ -3,6 +3,7 @@
 #include <cctype>
 #include <limits>
 
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 
@@ -58,9 +59,7 @@ void NodeList::edit() {
 }
 
 std::string NodeList::display_text() const {
-    std::string text;
-    for (const u32 node : numbers) text += (text.empty() ? "" : ", ") + std::to_string(node);
-    return text;
+    return Console::format_list(numbers);
 }
 
 std::unique_ptr<Config::Node> NodeList::value_node() const {

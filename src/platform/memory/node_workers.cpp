@@ -51,7 +51,7 @@ void NodeWorker::run_thread() {
 NodeWorker& NodeWorkers::worker(u32 node) {
     const std::lock_guard<SpinLock> lock(lock_);
     std::unique_ptr<NodeWorker>& worker = workers_[node];
-    if (!worker) worker = std::make_unique<NodeWorker>();
+    if (!worker) worker = make_();
     return *worker;
 }
 

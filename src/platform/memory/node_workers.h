@@ -7,6 +7,7 @@
 #include <memory>
 #include <queue>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "os/join_counter.h"
@@ -55,12 +56,18 @@ class NodeWorker {
 // thread.
 class NodeWorkers {
   public:
+    NodeWorkers() : make_([] { return std::make_unique<NodeWorker>(); }) {}
+    // `make` stands in for the start of a thread in tests.
+    explicit NodeWorkers(std::function<std::unique_ptr<NodeWorker>()> make) : make_(std::move(make)) {}
+
+    // Throws the system's error when no thread can be had.
     NodeWorker& worker(u32 node);
 
     // Those of the process.
     static NodeWorkers& of_this_machine();
 
   private:
+    const std::function<std::unique_ptr<NodeWorker>()> make_;
     SpinLock lock_;
     std::map<u32, std::unique_ptr<NodeWorker>> workers_;
 };

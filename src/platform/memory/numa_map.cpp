@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/console/console.h"
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -14,19 +15,6 @@ std::string width_2(u32 number) {
 }
 
 }  // namespace
-
-std::string core_list_text(const std::vector<u64>& cores) {
-    std::string text;
-    for (u64 i = 0; i < cores.size();) {
-        u64 last = i;
-        while (last + 1 < cores.size() && cores[last + 1] == cores[last] + 1) last++;
-        if (!text.empty()) text += ",";
-        text += std::to_string(cores[i]);
-        if (last > i) text += "-" + std::to_string(cores[last]);
-        i = last + 1;
-    }
-    return text;
-}
 
 NumaMap::NumaMap(const MemoryCalls& calls) {
     Console::print_line("Parsing NUMA -> Core Mappings...");
@@ -57,7 +45,7 @@ NumaMap::NumaMap(const MemoryCalls& calls) {
         std::sort(node.cores.begin(), node.cores.end());
     }
     for (const auto& [number, node] : nodes_) {
-        Console::print_line("    Node " + width_2(number) + ":  " + core_list_text(node.cores));
+        Console::print_line("    Node " + width_2(number) + ":  " + Console::format_list(node.cores));
     }
 }
 

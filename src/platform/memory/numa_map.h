@@ -32,7 +32,4 @@ class NumaMap {
     std::map<u64, u32> node_of_core_;
 };
 
-// "0-3,8"
-std::string core_list_text(const std::vector<u64>& cores);
-
 }  // namespace trel

@@ -2,12 +2,15 @@
 
 #include <mutex>
 
-#include "base/console/console.h"
+#include "base/errors/one_shot_warning.h"
 #include "os/memory.h"
+#include "os/privilege.h"
 #include "platform/sysinfo/privileges.h"
 
 namespace trel {
 namespace {
+
+constinit OneShotWarning lock_advice;
 
 constexpr u64 kMinHalvedBytes = u64(1) << 20;
 
@@ -35,13 +38,13 @@ bool acquire_lock_privilege() {
     return held;
 }
 
-bool acquire_lock_privilege_or_warn(const std::function<bool()>& acquire) {
-    if (acquire()) return true;
-    Console::error_line(
-        "Unable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
-        "Large pages and page locking may not be possible.\n\n"
-        "Expect larger performance penalties from Meltdown mitigation.\n");
-    return false;
+std::optional<std::string> lock_advice_once() {
+    if (!lock_advice.first_time()) return std::nullopt;
+    return std::string(
+               "Unable to acquire the permission, \"SeLockMemoryPrivilege\".\n"
+               "Large pages and page locking may not be possible.\n\n"
+               "Expect larger performance penalties from Meltdown mitigation.\n\n") +
+           os::lock_privilege_advice();
 }
 
 u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls) {

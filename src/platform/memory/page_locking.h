@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
 
 #include "os/error.h"
 #include "os/types.h"
@@ -10,8 +12,9 @@ namespace trel {
 
 // Acquires the right to lock memory and to use large pages, once per process; prints nothing.
 bool acquire_lock_privilege();
-// The same, with the warning that belongs to a missing right.
-bool acquire_lock_privilege_or_warn(const std::function<bool()>& acquire);
+// What the user is told, once per process, when pages could not be locked although that was asked for: the
+// missing right and what can be done here. Nothing on later calls.
+std::optional<std::string> lock_advice_once();
 
 // The system calls behind lock_region(); tests bring their own.
 struct LockingCalls {

@@ -1,7 +1,10 @@
 #include "platform/memory/page_region.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
+#include "base/console/console.h"
 #include "platform/memory/page_locking.h"
 
 namespace trel {
@@ -34,11 +37,17 @@ void PageRegion::release() {
 
 bool PageRegion::lock(const OptionalFlag& flag) {
     if (flag.mode == OptionalFlag::kDisabled) return true;
-    (void)calls_.acquire_lock_privilege();
+    const bool right_held = calls_.acquire_lock_privilege();
     const u64 locked = lock_region(pointer_, bytes_, LockingCalls{calls_.lock, calls_.raise_lock_limit});
+    if (locked < bytes_ && !right_held) advise_about_locking(flag);
     if (locked < bytes_ && flag.mode == OptionalFlag::kForced) return false;
     stats_->locked_bytes = locked;
     return true;
+}
+
+void PageRegion::advise_about_locking(const OptionalFlag& flag) {
+    if (!flag.chosen) return;
+    if (const std::optional<std::string> advice = lock_advice_once()) Console::error_line(*advice);
 }
 
 void PageRegion::add_warnings(const std::vector<std::string>& warnings) {

@@ -29,6 +29,9 @@ class PageRegion final : public LargeAllocation {
 
     MemoryStats& stats_to_fill() { return *stats_; }
     void add_warnings(const std::vector<std::string>& warnings);
+    // Without the right to it the flag's pages could not be locked, or large ones had: says what to do where
+    // that was asked for. Once per process.
+    static void advise_about_locking(const OptionalFlag& flag);
 
   private:
     const MemoryCalls& calls_;

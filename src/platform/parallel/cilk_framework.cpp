@@ -1,6 +1,7 @@
 #include "platform/parallel/cilk_framework.h"
 
 #include <mutex>
+#include <string>
 
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
@@ -51,10 +52,14 @@ CilkRuntime CilkRuntime::load(std::span<const char* const> library_names) {
             reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(
                 os::find_symbol(library, "__cilkrts_cilk_for_64")),
             reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")),
-            true};
+            name};
         if (found.set_param && found.cilk_for_64 && found.end_cilk) return found;
     }
-    return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, false};
+    return built_in();
+}
+
+CilkRuntime CilkRuntime::built_in() {
+    return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, nullptr};
 }
 
 const CilkRuntime& CilkRuntime::of_this_machine() {
@@ -95,12 +100,38 @@ void CilkFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     fork.share.rethrow();
 }
 
+namespace {
+
+constexpr WordSetting::Word kRuntimes[] = {{"built-in", "Built-in", 'Y'}, {"library", "Library", 'Y'}};
+constexpr u32 kLibrary = 1;
+
+}  // namespace
+
 CilkConfig::CilkConfig()
     : threads(WorkerThreads::kKey, "    Cilk Threads:", {.prompt = "Threads: ", .least = 1, .most = 65536},
-              os::active_processor_count()) {}
+              os::usable_processor_count()),
+      runtime("Runtime", "    Runtime:", kRuntimes,
+              {"", "Invalid Cilk run-time: {}\nChoose \"built-in\" or \"library\"."}, 0) {}
 
 std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
-    return std::make_unique<CilkFramework>(threads.value(), CilkRuntime::of_this_machine());
+    if (runtime.mode != kLibrary)
+        return std::make_unique<CilkFramework>(threads.value(), CilkRuntime::built_in());
+    const CilkRuntime& library = CilkRuntime::of_this_machine();
+    if (library.library == nullptr) {
+        throw ResourceAcquisitionFailedException(
+            "",
+            "The settings ask for the library of the Cilk run-time, and it is not installed.\n"
+            "Install it beside the program or among the system's libraries (" +
+                std::string(kLibraryNames[0]) + ", on Windows " + kLibraryNames[1] +
+                "), or take Runtime : \"built-in\".");
+    }
+    return std::make_unique<CilkFramework>(threads.value(), library);
+}
+
+std::string CilkConfig::mode_text() const {
+    if (runtime.mode != kLibrary) return "  (built-in)";
+    const char* const library = CilkRuntime::of_this_machine().library;
+    return library == nullptr ? "  (library not found)" : "  (" + std::string(library) + ")";
 }
 
 namespace {

@@ -1,9 +1,10 @@
-// "cilk": loops of the Cilk Plus run-time: the genuine library where the machine has one, else the library of
-// this program behind the same entries.
+// "cilk": loops of the Cilk Plus run-time: the one that is built into this program or, when the settings ask
+// for it (Runtime : "library"), the genuine library of the machine behind the same entries.
 #pragma once
 
 #include <span>
 
+#include "base/settings/word_setting.h"
 #include "platform/parallel/framework_registry.h"
 
 namespace trel {
@@ -13,12 +14,13 @@ struct CilkRuntime {
     int (*set_param)(const char* name, const char* value);
     void (*cilk_for_64)(void (*body)(void* data, u64 low, u64 high), void* data, u64 count, int grain);
     void (*end_cilk)();
-    bool genuine;
+    const char* library = nullptr;  // its name; null for the one that is built in
 
-    // The one of the first library of this list that can be loaded and has all entries; else the program's
-    // own.
+    static CilkRuntime built_in();
+    // The one of the first library of this list that can be loaded and has all entries; else the one that is
+    // built in.
     static CilkRuntime load(std::span<const char* const> library_names);
-    // Looked for once.
+    // By the names of the genuine library; looked for once, when it is first asked for.
     static const CilkRuntime& of_this_machine();
 };
 
@@ -44,15 +46,19 @@ class CilkConfig final : public FrameworkConfigOf<CilkConfig> {
     static constexpr const char* kName = "cilk";
     static constexpr const char* kDisplayName = "Cilk Plus Work-Stealing";
 
-    std::unique_ptr<BasicParallelizer> make_framework() const override;
     CilkConfig();  // as many threads as processors
 
+    std::unique_ptr<BasicParallelizer> make_framework() const override;
+    std::string mode_text() const override;
     u64 worker_threads() const override { return threads.value(); }
 
     NumberSetting threads;
+    // A library is code of somebody else's, so that only the user's settings bring it in.
+    WordSetting runtime;
 
   protected:
     SettingList settings() override { return {&threads}; }
+    SettingList file_only() override { return {&runtime}; }
 };
 
 }  // namespace trel

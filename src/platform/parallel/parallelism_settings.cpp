@@ -20,7 +20,7 @@ ParallelismSettings::ParallelismSettings(u64 processors) : logical_cores(std::ma
         processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition : std::bit_ceil(2 * processors);
 }
 
-ParallelismSettings::ParallelismSettings() : ParallelismSettings(os::active_processor_count()) {}
+ParallelismSettings::ParallelismSettings() : ParallelismSettings(os::usable_processor_count()) {}
 
 ParallelismSettings::ParallelismSettings(const ParallelismSettings& other)
     : logical_cores(other.logical_cores),

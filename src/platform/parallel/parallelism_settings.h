@@ -16,7 +16,7 @@ struct ParallelismSettings {
     // One processor: "none" with one task. More: the fastest framework with the smallest power of two of
     // tasks that is at least twice the processors, so that unequal tasks still fill them.
     explicit ParallelismSettings(u64 processors);
-    ParallelismSettings();  // for the processors of this process
+    ParallelismSettings();  // for what this process has of them
     ParallelismSettings(const ParallelismSettings& other);
     ParallelismSettings(ParallelismSettings&&) = default;
     ParallelismSettings& operator=(const ParallelismSettings& other);

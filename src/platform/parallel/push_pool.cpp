@@ -1,7 +1,7 @@
 #include "platform/parallel/push_pool.h"
 
 #include <bit>
-#include <system_error>
+#include <exception>
 
 #include "base/errors/fatal.h"
 #include "os/cpu.h"
@@ -94,7 +94,7 @@ bool PushPool::add_worker(const PushPoolWorker::Task* first) {
                 std::make_unique<PushPoolWorker[]>(segment == 0 ? 1 : u64(1) << (segment - 1));
         }
         worker(i).start(settings_.base_group + i + 1, first);
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {  // no thread, no memory
         return false;
     }
     count_.store(i + 1, std::memory_order_release);

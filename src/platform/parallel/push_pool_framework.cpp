@@ -1,16 +1,20 @@
 #include "platform/parallel/push_pool_framework.h"
 
+#include <algorithm>
+
 #include "os/affinity.h"
 #include "os/cpu.h"
 #include "platform/parallel/callers_share.h"
+#include "platform/parallel/thread_control.h"
 
 namespace trel {
 namespace {
 
 PushPool::Settings pool_settings(u64 worker_threads, bool randomize) {
     const u64 group = os::current_processor_group();
-    if (worker_threads == 0) return {2 * u64(os::active_processor_count()) - 1, false, randomize, group};
-    return {worker_threads - 1, true, randomize, group};
+    if (worker_threads == 0) return {2 * u64(os::usable_processor_count()) - 1, false, randomize, group};
+    // All of them are started at once, and every one that the system gives is one that others lack.
+    return {std::min(worker_threads, most_pool_threads()) - 1, true, randomize, group};
 }
 
 }  // namespace

@@ -11,7 +11,8 @@ namespace trel {
 
 class PushPoolFramework final : public BoundedParallelizer {
   public:
-    // worker_threads counts the dispatching thread: the pool holds one fewer. 0: as many as dispatches ask
+    // worker_threads counts the dispatching thread: the pool holds one fewer, and never more than
+    // most_pool_threads(). 0: as many as dispatches ask
     // for, up to twice the processors, the dispatching thread included.
     PushPoolFramework(u64 worker_threads, bool randomize, u64 max_sequential_dispatch);
 

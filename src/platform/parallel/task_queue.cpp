@@ -1,27 +1,19 @@
 #include "platform/parallel/task_queue.h"
 
-#include <algorithm>
-#include <system_error>
+#include <exception>
+#include <new>
 
 #include "base/errors/exceptions.h"
-#include "os/cpu.h"
 #include "os/crash_handler.h"
 #include "os/spin_wait.h"
 #include "platform/parallel/task_guard.h"
+#include "platform/parallel/thread_control.h"
 
 namespace trel {
-namespace {
 
-// What "no limit" means: beyond this, more threads only cost memory. Tasks that no worker comes for run in
-// the threads that wait for them.
-u64 most_workers() {
-    return std::max<u64>(512, 4 * u64(os::active_processor_count()));
-}
-
-}  // namespace
-
+// Tasks that no worker comes for run in the threads that wait for them.
 TaskQueue::TaskQueue(u64 max_workers, std::function<void(u64)> on_start)
-    : max_workers_(max_workers == 0 ? most_workers() : max_workers), on_start_(std::move(on_start)) {}
+    : max_workers_(max_workers == 0 ? most_pool_threads() : max_workers), on_start_(std::move(on_start)) {}
 
 TaskQueue::~TaskQueue() {
     close();
@@ -49,8 +41,8 @@ void TaskQueue::call_worker() {
         try {
             workers_.emplace_back([this, i = workers_.size()] { run_worker(i); });
             starting_++;
-        } catch (const std::system_error&) {
-            // No thread to be had: whoever waits for the task runs it.
+        } catch (const std::exception&) {
+            // No thread or no memory to be had: whoever waits for the task runs it.
         }
     }
 }
@@ -66,11 +58,19 @@ u64 TaskQueue::push_back(BasicAction& action, u64 begin, u64 end, os::JoinCounte
     if (!tasks_.empty() && kLastId - tasks_.rbegin()->first < end - begin) {
         throw LimitExceededException("TaskQueue::dispatch()", "ID limit exceeded.", kLastId, kLastId);
     }
-    u64 id = tasks_.empty() ? first_id_ : tasks_.rbegin()->first + 1;
-    for (u64 i = begin; i < end; i++, id++) {
-        tasks_.emplace_hint(tasks_.end(), id, Task{&action, i, &join});
+    const u64 first = tasks_.empty() ? first_id_ : tasks_.rbegin()->first + 1;
+    u64 id = first;
+    try {
+        for (u64 i = begin; i < end; i++, id++) {
+            tasks_.emplace_hint(tasks_.end(), id, Task{&action, i, &join});
+            length_.store(tasks_.size(), std::memory_order_relaxed);
+            call_worker();
+        }
+    } catch (const std::bad_alloc&) {
+        // No worker has had the mutex since, so all of them are still here.
+        tasks_.erase(tasks_.lower_bound(first), tasks_.end());
         length_.store(tasks_.size(), std::memory_order_relaxed);
-        call_worker();
+        throw;
     }
     return id - 1;
 }

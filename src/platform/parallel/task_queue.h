@@ -29,7 +29,7 @@ class TaskQueue {
 
     // Queues a task under a number one above the largest queued one (0 for an empty queue), which is
     // returned. `join` is told when the task has finished. Throws InvalidParametersException "Queue is
-    // closed.", LimitExceededException "ID limit exceeded.".
+    // closed.", LimitExceededException "ID limit exceeded.", std::bad_alloc; then nothing was queued.
     u64 push_back(BasicAction& action, u64 index, os::JoinCounter& join);
     // The same for [begin, end), under successive numbers; returns the last one. The range is not empty.
     u64 push_back(BasicAction& action, u64 begin, u64 end, os::JoinCounter& join);

@@ -1,5 +1,7 @@
 #include "platform/parallel/task_queue_framework.h"
 
+#include <new>
+
 #include "os/affinity.h"
 #include "platform/parallel/callers_share.h"
 #include "platform/parallel/thread_control.h"
@@ -20,7 +22,14 @@ void TaskQueueFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end
     os::JoinCounter join;
     CallersShare share;
     join.add(end - 1 - begin);
-    u64 id = queue_.push_back(action, begin, end - 1, join);
+    u64 id;
+    try {
+        id = queue_.push_back(action, begin, end - 1, join);
+    } catch (const std::bad_alloc&) {
+        for (u64 i = begin; i < end; i++) share.run_here(action, i);
+        share.rethrow();
+        return;
+    }
     share.run_here(action, end - 1);
     // The queue is served from its front: as soon as the last one is gone, all before it are.
     for (u64 index; !join.done() && queue_.take_back(id, join, index); id--) {
@@ -35,7 +44,15 @@ void TaskQueueFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     os::JoinCounter join;
     CallersShare share;
     join.add(1);
-    const u64 id = queue_.push_back(b, 0, join);
+    u64 id;
+    try {
+        id = queue_.push_back(b, 0, join);
+    } catch (const std::bad_alloc&) {
+        share.run_here(a, 0);
+        share.run_here(b, 0);
+        share.rethrow();
+        return;
+    }
     share.run_here(a, 0);
     u64 index;
     if (!join.done() && queue_.take_back(id, join, index)) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/console/console.h"
+#include "base/console/format.h"
 #include "base/errors/one_shot_warning.h"
 #include "os/affinity.h"
 #include "os/cpu.h"
@@ -12,16 +13,6 @@ namespace trel {
 namespace {
 
 constinit OneShotWarning group_warning;
-
-// "0 1 2 3"
-std::string mask_text(const std::vector<u32>& processors) {
-    std::string text;
-    for (const u32 processor : processors) {
-        if (!text.empty()) text += ' ';
-        text += std::to_string(processor);
-    }
-    return text;
-}
 
 os::OsError processors_of_group(u64 group, std::vector<u32>& processors) {
     return os::get_group_processors(static_cast<u32>(group), processors);
@@ -33,6 +24,10 @@ void print_suppression() {
 }
 
 }  // namespace
+
+u64 most_pool_threads() {
+    return std::max<u64>(512, 4 * u64(os::active_processor_count()));
+}
 
 os::ThreadPriority thread_priority_of(int level) {
     using enum os::ThreadPriority;
@@ -52,7 +47,9 @@ void set_thread_group(u64 index) {
 }
 
 void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
-    const u64 group = index % std::max<u64>(calls.group_count(), 1);
+    const u64 groups = calls.group_count();
+    if (groups <= 1) return;
+    const u64 group = index % groups;
     std::vector<u32> wanted;
     const os::OsError asking = calls.processors(group, wanted);
     if (wanted.empty()) {
@@ -75,9 +72,9 @@ void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
     if (!setting) {
         Console::labelled_line("Expected Group", std::to_string(group));
-        Console::labelled_line("Expected Mask ", mask_text(wanted));
+        Console::labelled_line("Expected Mask ", Console::format_list(wanted));
         Console::labelled_line("Actual Group  ", std::to_string(calls.current_group()));
-        Console::labelled_line("Actual Mask   ", mask_text(actual));
+        Console::labelled_line("Actual Mask   ", Console::format_list(actual));
     }
     print_suppression();
 }

@@ -8,6 +8,7 @@
 #include "base/clock/tsc_frequency.h"
 #include "base/errors/expected_exceptions.h"
 #include "os/clock.h"
+#include "os/cpu.h"
 #include "os/machine.h"
 #include "platform/sysinfo/feature_check.h"
 
@@ -71,6 +72,7 @@ MachineCalls this_machine() {
             this_processor(),
             [] { return os::topology(); },
             processor_group_sizes,
+            [] { return os::processor_quota(); },
             [] { return os::memory_status(); },
             [] { return os::installed_memory(); },
             [] { return measure_tsc_frequency(); },
@@ -85,6 +87,7 @@ SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {
     record.processor = processor_name(calls.processor);
     record.topology = calls.topology();
     record.group_sizes = calls.group_sizes();
+    record.processor_quota = calls.processor_quota();
     if (record.topology.logical_cores == 0) {
         record.topology.logical_cores =
             std::accumulate(record.group_sizes.begin(), record.group_sizes.end(), u32(0));

@@ -30,6 +30,7 @@ struct SystemRecord {
     std::string processor;
     os::Topology topology;
     std::vector<u32> group_sizes;   // active processors of each processor group
+    u32 processor_quota = 0;        // processors' worth of time that the container gives; 0 = no limit
     u64 usable_memory = 0;          // bytes, as the system shares it out; 0 = unknown
     u64 total_memory = 0;           // bytes built in; 0 = unknown
     u64 base_frequency = 0;         // Hz; 0 = unknown
@@ -51,6 +52,7 @@ struct MachineCalls {
     ProcessorSource processor;
     std::function<os::Topology()> topology;
     std::function<std::vector<u32>()> group_sizes;
+    std::function<u32()> processor_quota;
     std::function<os::MemoryStatus()> memory_status;
     std::function<u64()> installed_memory;
     std::function<u64()> base_frequency;

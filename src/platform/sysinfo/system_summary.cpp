@@ -1,5 +1,8 @@
 #include "platform/sysinfo/system_summary.h"
 
+#include <numeric>
+#include <string>
+
 #include "base/console/format.h"
 
 namespace trel {
@@ -29,6 +32,12 @@ void print_system_summary(const SystemRecord& record, Status& status) {
     line("Version:", 'G', record.os_version);
     line("Processor(s):", 'Y', record.processor);
     line("Topology:", 'T', topology_text(record.topology));
+    const u32 active = std::accumulate(record.group_sizes.begin(), record.group_sizes.end(), u32(0));
+    if (record.processor_quota != 0 && record.processor_quota < active) {
+        line("Processor Quota:", 'Y',
+             std::to_string(record.processor_quota) + " of " + std::to_string(active) +
+                 ", by the limit of the container");
+    }
     // What is built in is worth a line of its own only where it is really known.
     const u64 modules = record.module_memory();
     if (modules == 0) {

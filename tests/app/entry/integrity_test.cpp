@@ -71,14 +71,14 @@ TEST_F(Integrity, AFileThatCannotBeReadIsAnError) {
 TEST_F(IntegrityDeathTest, ADamagedProgramDoesNotRun) {
     folder_.write("good", sealed("abc"));
     CaptureConsole console;
-    check_integrity(folder_.file("good"));
+    check_integrity("path", folder_.file("good"));
     EXPECT_EQ(console.text(), "");
     EXPECT_EXIT(
         {
             print_to_stderr();
             trel::Console::set_pause_before_fatal_exit(false);
             folder_.write("bad", "abc");
-            check_integrity(folder_.file("bad"));
+            check_integrity(folder_.file("bad"), folder_.file("bad"));
         },
         testing::ExitedWithCode(1),
         "^\nThe program's file is damaged or was changed: .*bad\nPlease build or install Kalvor again.\n$");

@@ -147,14 +147,20 @@ TEST_F(TscMeasurement, AClockThatIsSetBackBeginsAnew) {
     EXPECT_EQ(machine.readings, 60u + 101u);
 }
 
+// A sandbox may refuse to place threads.
+TEST_F(TscMeasurement, GoesOnWithoutAPlace) {
+    CaptureConsole console;
+    machine.refuses_pin = 0;
+    // The counters of the processors differ a little.
+    EXPECT_NEAR(static_cast<double>(measure_tsc_frequency(kFake)), 1600000, 50000);
+    EXPECT_EQ(console.take(), "");
+}
+
 TEST_F(TscMeasurementDeathTest, WhatEndsTheProcess) {
     auto measure = [] {
         print_to_stderr();
         measure_tsc_frequency(kFake);
     };
-    machine.refuses_pin = 0;
-    EXPECT_EXIT(measure(), testing::ExitedWithCode(1), "\nUnable to set Affinity Mask.\n");
-    machine = FakeMachine();
     machine.refuses_pin = 1;
     EXPECT_EXIT(measure(), testing::ExitedWithCode(1), "\nUnable to set Affinity Mask.\n");
     machine = FakeMachine();

@@ -43,6 +43,16 @@ inline const kalvor_test::Child fatal_exit_child("FatalExit", [] {
     Console::fatal_exit(7);
 });
 
+// Six keys, then a line.
+inline const kalvor_test::Child many_keys_child("ManyKeys", [] {
+    Console::print("<<");
+    for (int i = 0; i < 6; i++) Console::print(os::wait_for_key() ? "[key]" : "[no key]");
+    std::string line;
+    Console::read_line(line);
+    Console::print("[" + line + "]>>");
+    Console::flush();
+});
+
 // Lines, and then a key, from the same input.
 inline const kalvor_test::Child lines_child("Lines", [] {
     Console::print("<<");

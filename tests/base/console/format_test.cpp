@@ -2,9 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace trel;
 using Console::format_bytes;
 using Console::format_time;
+
+TEST(FormatList, CommaAndBlank) {
+    EXPECT_EQ(Console::format_list(std::vector<u32>{}), "");
+    EXPECT_EQ(Console::format_list(std::vector<u32>{7}), "7");
+    EXPECT_EQ(Console::format_list(std::vector<u64>{0, 2, 4}), "0, 2, 4");
+}
 
 TEST(FormatNumber, Modes) {
     using Console::NumberFormat;

@@ -23,15 +23,16 @@ std::string on_pipes(const std::string& test, const std::string& input) {
 
 }  // namespace
 
-// From a file, nothing is read ahead: what follows a line is there for the next reader.
+// From a file, nothing is read ahead: what follows a line is there for the next reader. No key is taken from
+// it.
 TEST(Lines, FromAPipe) {
     const auto piped = [](const std::string& input) { return on_pipes("Lines", input); };
-    EXPECT_EQ(piped("one\ntwo\r\n\nklast"), "[one][two][][key][last]");
+    EXPECT_EQ(piped("one\ntwo\r\n\nklast"), "[one][two][][no key][klast]");
     EXPECT_EQ(piped("one\r\r\n\r\n"), "[one\r][][end][no key][end]");
     EXPECT_EQ(piped(""), "[end][end][end][no key][end]");
     EXPECT_EQ(piped("without an end"), "[without an end][end][end][no key][end]");
     const std::string longest(65536, 'x');
-    EXPECT_EQ(piped(longest + "yyy\nnext\nz\nk"), "[" + longest + "][next][z][key][end]");
+    EXPECT_EQ(piped(longest + "yyy\nnext\nz\nk"), "[" + longest + "][next][z][no key][k]");
 }
 
 // The texts are the same without a terminal, the escapes are not there.
@@ -42,8 +43,8 @@ TEST(Redirected, HasNoEscapes) {
               "Press any key to continue . . . \nPress any key to continue . . . \nnone shared");
 }
 
-// Input that has ended does not block a pause.
-TEST(FatalExit, EndOfInputNeverBlocks) {
+// The pause is printed and nobody waited for.
+TEST(FatalExit, NeverBlocksWithoutATerminal) {
     const kalvor_test::ProgramRun run = run_child("FatalExit", "");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_EQ(run.out, "<<\nbroken\n>>Press any key to continue . . . \n");

@@ -5,9 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <future>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/console/console.h"
@@ -76,6 +82,64 @@ inline const kalvor_test::Child names_child("names taken", [] {
     begin();
     take_the_names();
     store_to_nowhere();
+});
+
+// ---- a child that works with its secrets
+
+// A frame with copies of a text in it, whole and from its fourth character on, and a mark that no secret has.
+template <class Character>
+struct Copies {
+    volatile Character whole[64] = {}, part[64] = {};
+    volatile char mark[64] = {};
+
+    Copies(const std::basic_string<Character>& text, const char* the_mark) {
+        for (size_t i = 0; i < text.size(); i++) whole[i] = text[i];
+        for (size_t i = 3; i < text.size(); i++) part[i] = text[i];
+        for (size_t i = 0; the_mark[i] != '\0'; i++) mark[i] = the_mark[i];
+    }
+};
+
+template <class Character>
+u64 first_bytes(const std::basic_string<Character>& text) {
+    u64 bytes;
+    std::memcpy(&bytes, text.data(), sizeof bytes);
+    return bytes;
+}
+
+// The text as UTF-8 and as the system has its own texts, on the heap, on the stack and in registers.
+[[gnu::noinline]] inline void hold(const std::string& text, const char* mark,
+                                   void (*then)(u64, u64, const char*)) {
+    const auto on_the_heap = std::make_unique<std::filesystem::path>(text);
+    const Copies utf8(text, mark);
+    const Copies native(on_the_heap->native(), mark);
+    then(first_bytes(text), first_bytes(on_the_heap->native()), text.data());
+    if (utf8.whole[0] != native.whole[0]) std::abort();
+}
+
+[[gnu::noinline]] inline void store_with_secrets(u64 bytes, u64 native, const char* text) {
+    asm volatile(
+        "movq %0, %%r14\n\t"
+        "movq %1, %%r15\n\t"
+        "movdqu (%2), %%xmm6\n\t"
+        "movq %3, %%rcx\n\t"
+        "movl $1, (%%rcx)" ::"r"(bytes),
+        "r"(native), "r"(text), "r"(kBadAddress)
+        : "r14", "r15", "rcx", "xmm6", "memory");
+}
+
+inline std::promise<void> other_holds;
+inline void wait_for_ever(u64, u64, const char*) {
+    other_holds.set_value();
+    std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+inline const kalvor_test::Child secrets_child("secrets", [] {
+    begin();
+    const std::string secret = *os::environment_variable("KALVOR_TEST_SECRET");
+    std::thread other([&secret] { hold(secret, "marks of the other thread", wait_for_ever); });
+    other_holds.get_future().wait();
+    hold(secret, "marks of the thread that crashes", store_with_secrets);
+    other.join();
 });
 
 // ---- in the parent

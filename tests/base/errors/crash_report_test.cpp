@@ -100,69 +100,17 @@ const Child no_record_child("no record", [] {
     report_crash(nullptr);
     os::exit_process(1);
 });
+const Child no_pause_child("no pause", [] {
+    Console::set_pause_before_fatal_exit(false);
+    begin();
+    store_to_nowhere();
+});
 // Prints what its input still has after the report.
 const Child key_child("one key", [] {
     begin();
     report_crash(nullptr);
     std::string line;
     Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
-});
-
-// ---- a child that works with its secrets
-
-// A frame with copies of a text in it, whole and from its fourth character on, and a mark that no secret has.
-template <class Character>
-struct Copies {
-    volatile Character whole[64] = {}, part[64] = {};
-    volatile char mark[64] = {};
-
-    Copies(const std::basic_string<Character>& text, const char* the_mark) {
-        for (size_t i = 0; i < text.size(); i++) whole[i] = text[i];
-        for (size_t i = 3; i < text.size(); i++) part[i] = text[i];
-        for (size_t i = 0; the_mark[i] != '\0'; i++) mark[i] = the_mark[i];
-    }
-};
-
-template <class Character>
-u64 first_bytes(const std::basic_string<Character>& text) {
-    u64 bytes;
-    std::memcpy(&bytes, text.data(), sizeof bytes);
-    return bytes;
-}
-
-// The text as UTF-8 and as the system has its own texts, on the heap, on the stack and in registers.
-[[gnu::noinline]] void hold(const std::string& text, const char* mark, void (*then)(u64, u64, const char*)) {
-    const auto on_the_heap = std::make_unique<std::filesystem::path>(text);
-    const Copies utf8(text, mark);
-    const Copies native(on_the_heap->native(), mark);
-    then(first_bytes(text), first_bytes(on_the_heap->native()), text.data());
-    if (utf8.whole[0] != native.whole[0]) std::abort();
-}
-
-[[gnu::noinline]] void store_with_secrets(u64 bytes, u64 native, const char* text) {
-    asm volatile(
-        "movq %0, %%r14\n\t"
-        "movq %1, %%r15\n\t"
-        "movdqu (%2), %%xmm6\n\t"
-        "movq %3, %%rcx\n\t"
-        "movl $1, (%%rcx)" ::"r"(bytes),
-        "r"(native), "r"(text), "r"(kBadAddress)
-        : "r14", "r15", "rcx", "xmm6", "memory");
-}
-
-std::promise<void> other_holds;
-void wait_for_ever(u64, u64, const char*) {
-    other_holds.set_value();
-    std::this_thread::sleep_for(std::chrono::hours(1));
-}
-
-const Child secrets_child("secrets", [] {
-    begin();
-    const std::string secret = *os::environment_variable("KALVOR_TEST_SECRET");
-    std::thread other([&secret] { hold(secret, "marks of the other thread", wait_for_ever); });
-    other_holds.get_future().wait();
-    hold(secret, "marks of the thread that crashes", store_with_secrets);
-    other.join();
 });
 
 }  // namespace
@@ -293,16 +241,22 @@ TEST(CrashReport, AFileThatCannotBeCreated) {
     EXPECT_EQ(out.out, report("\nUnable to create dump file: " + number));
 }
 
-// Exactly one: the rest is nobody's answer to this prompt.
-TEST(CrashReport, WaitsForOneKey) {
-    for (const auto& [input, left] : {std::pair("kleft\n", "[left]"), std::pair("k", "[end]")}) {
-        const kalvor_test::TemporaryFolder folder;
-        kalvor_test::RunOptions options;
-        options.input = input;
-        const Crash out = crash(folder, "one key", options);
-        EXPECT_EQ(out.exit_code, 0);
-        EXPECT_EQ(out.out, report() + left);
-    }
+// What a pipe holds is nobody's answer to this prompt.
+TEST(CrashReport, TakesNoKeyFromAPipe) {
+    const kalvor_test::TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    options.input = "kleft\n";
+    const Crash out = crash(folder, "one key", options);
+    EXPECT_EQ(out.exit_code, 0);
+    EXPECT_EQ(out.out, report() + "[kleft]");
+}
+
+// "pause:-2": not after a crash either.
+TEST(CrashReport, WithoutThePauseBeforeAFatalExit) {
+    const Crash out = crash("no pause");
+    const std::string whole = report();
+    EXPECT_EQ(out.out, whole.substr(0, whole.find("Press any key")));
+    EXPECT_EQ(out.dumps.size(), 1u);
 }
 
 TEST(CrashReport, WithoutARecord) {

@@ -53,8 +53,8 @@ TEST(ReportForm, Limit) {
     EXPECT_EQ(body(LimitExceededException("f()", "", 1, 0)),
               "Limit Exceeded:\n    Function:       f()\n\n    Limit:          1\n    Attempted:      0\n");
     EXPECT_EQ(body(LimitExceededException("", "m", kMost, kMost)),
-              "Limit Exceeded:\nm\n\n    Limit:          " + kMostText + "\n    Attempted:      " + kMostText +
-                  "\n");
+              "Limit Exceeded:\nm\n\n    Limit:          " + kMostText +
+                  "\n    Attempted:      " + kMostText + "\n");
     EXPECT_EQ(body(LimitExceededException("f()", "m", 0, 5)),
               "Limit Exceeded:\n    Function:       f()\nm\n\n    Limit: Unknown\n    Attempted:      5\n");
 }

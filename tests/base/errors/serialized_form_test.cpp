@@ -123,10 +123,10 @@ namespace {
 template <class Derived, class Base>
 constexpr bool is = std::is_base_of_v<Base, Derived>;
 template <class E>
-constexpr bool is_plain = is<E, StringException> && !is<E, InvalidParametersException> &&
-                          !is<E, ParseException> && !is<E, ArithmeticException> &&
-                          !is<E, AlgorithmFailedException> && !is<E, ResourceAcquisitionFailedException> &&
-                          !is<E, UnsupportedValueException>;
+constexpr bool is_plain =
+    is<E, StringException> && !is<E, InvalidParametersException> && !is<E, ParseException> &&
+    !is<E, ArithmeticException> && !is<E, AlgorithmFailedException> &&
+    !is<E, ResourceAcquisitionFailedException> && !is<E, UnsupportedValueException>;
 template <class E>
 constexpr bool is_apart = is<E, Exception> && !is<E, StringException> && !is<E, FileIO::FileException>;
 

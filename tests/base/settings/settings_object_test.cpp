@@ -24,7 +24,7 @@ class Plates final : public SettingsObject {
 
     NumberSetting count{"Count", "    Count:", kCount, 4};
     SwitchSetting hot{"Hot", "    Temperature: ", {"Hot", 'R'}, {"Cold", 'T'}, false};
-    WordSetting shape{"Shape", "    Shape:", kShapes, {"shape()", "No such shape: "}, 0};
+    WordSetting shape{"Shape", "    Shape:", kShapes, {"shape()", "No such shape: {}"}, 0};
     OptionalFlag spoons{"Spoons", "    Spoons:"};
 
   private:
@@ -152,6 +152,30 @@ TEST(SettingsObject, TheMenuMayHaveAHeadingAndAnOrderOfItsOwn) {
     CaptureConsole console;
     EXPECT_EQ(object.print(1), 3U);
     EXPECT_EQ(console.take(), "Heading\n   1 B: on\n   2 A: off\n");
+}
+
+TEST(SettingsObject, SettingsOfTheFileAloneMayBeMissingAndAreSavedWhenTheyAreNotTheDefault) {
+    struct Box final : SettingsObject {
+        Box() : SettingsObject("Box", 0) {}
+        SettingList settings() override { return {&open}; }
+        SettingList file_only() override { return {&shape}; }
+
+        SwitchSetting open{"Open", " Open: ", {"on", ' '}, {"off", ' '}, false};
+        WordSetting shape{"Shape", " Shape:", kShapes, {"", "No {} shape."}, 0};
+    };
+    const auto loaded = [](const std::string& acfg) {
+        Box box;
+        box.load(Config::parse_acfg(acfg)->as<Config::Object>());
+        return box;
+    };
+    EXPECT_EQ(one_line(loaded("{ Open : \"true\" }").to_config()), "{ \"Open\": \"true\"}");
+    EXPECT_EQ(one_line(loaded("{ Open : \"true\" Shape : \"round\" }").to_config()), "{ \"Open\": \"true\"}");
+    const Box flat = loaded("{ Open : \"true\" Shape : \"flat\" }");
+    EXPECT_EQ(one_line(flat.to_config()), "{ \"Open\": \"true\", \"Shape\": \"flat\"}");
+    EXPECT_EQ(selector_of(flat), "{ \"Open\": { \"Value\": \"true\", \"DisplayText\": \"on\" }}");
+    EXPECT_EQ(menu_of(flat, 1, 1), "{w}   1 Open: { }on{w}\n");
+    EXPECT_EQ(refusal_of([&] { loaded("{ Open : \"true\" Shape : \"square\" }"); }),
+              "InvalidParametersException||No square shape.");
 }
 
 TEST(SettingsObject, CopiesAreIndependent) {

@@ -386,8 +386,7 @@ TEST(LinearConsole, AFatalErrorEndsTheProgram) {
             Console::set_pause_before_fatal_exit(false);
             LinearConsoleNode(79, 1.0).FatalError("broken");
         },
-        testing::ExitedWithCode(1),
-        "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
+        testing::ExitedWithCode(1), "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
 }
 
 TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
@@ -416,4 +415,34 @@ TEST(StatusDigits, Words) {
     EXPECT_EQ(status_digits(0), 0u);
     EXPECT_EQ(status_digits(1), 19u);
     EXPECT_EQ(status_digits(1000000), 19265919u);
+}
+
+// A sink that fails costs the report and not the program.
+TEST(StatusScopes, NothingLeavesTheirEnds) {
+    class Broken final : public Console::Sink {
+      public:
+        void write(std::string_view) override {
+            if (broken) throw StringException("", "broken");
+        }
+        void set_color(Console::ColorLetter) override {}
+        bool is_terminal() const override { return true; }
+        bool broken = false;
+    } sink;
+    Console::Sink* const before = Console::set_sink(&sink);
+    LinearConsoleNode node(79, 0);
+    for (const bool while_unwinding : {false, true}) {
+        try {
+            StatusSection section(node, "Section");
+            StatusFrame frame(section.node(), "Frame");
+            const StatusIteration iteration(frame.node(), Status::IterationMode::count, 5);
+            sink.broken = true;
+            if (while_unwinding) throw 5;
+        } catch (int) {
+            EXPECT_TRUE(while_unwinding);
+        }
+        sink.broken = false;
+        // The chain is as it was.
+        const StatusSection next(node, "Section");
+    }
+    Console::set_sink(before);
 }

@@ -2,8 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
+#include "os/cpu.h"
+#include "os/linux/processor_list.h"
 #include "os/machine.h"
+#include "support/child.h"
 #include "support/fake_root.h"
+#include "support/run_program.h"
 
 using namespace trel;
 
@@ -23,7 +29,11 @@ TEST(MemoryStatus, OfThisMachine) {
 
 TEST(MemoryStatus, Unlimited) {
     FakeRoot root;
-    EXPECT_EQ(os::memory_status(root.path()).total_physical, 0u);
+    // Without files the system tells by a call.
+    const os::MemoryStatus told = os::memory_status(root.path());
+    EXPECT_GT(told.total_physical, u64(1) << 26);
+    EXPECT_GT(told.available_physical, 0u);
+    EXPECT_LE(told.available_physical, told.total_physical);
     root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemFree:    300 kB\nMemAvailable:  600 kB\n");
     root.file("/proc/self/cgroup", "0::/\n");
     os::MemoryStatus status = os::memory_status(root.path());
@@ -59,10 +69,89 @@ TEST(MemoryStatus, ControlGroupVersion1) {
     EXPECT_EQ(status.available_physical, 0u);
 }
 
+// Beyond "high" a group is slowed down; controllers that are mounted together have a folder of all their
+// names.
+TEST(MemoryStatus, OtherFormsOfLimits) {
+    FakeRoot root;
+    root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemAvailable:  900 kB\n");
+    root.file("/proc/self/cgroup", "0::/job\n");
+    root.file("/sys/fs/cgroup/job/memory.max", std::to_string(700 * kKb));
+    root.file("/sys/fs/cgroup/job/memory.high", std::to_string(600 * kKb));
+    EXPECT_EQ(os::memory_status(root.path()).total_physical, 600 * kKb);
+    root.file("/sys/fs/cgroup/job/memory.high", "max\n");
+    EXPECT_EQ(os::memory_status(root.path()).total_physical, 700 * kKb);
+    root.file("/proc/self/cgroup", "3:hugetlb,memory:/\n");
+    root.file("/sys/fs/cgroup/hugetlb,memory/memory.limit_in_bytes", std::to_string(500 * kKb));
+    EXPECT_EQ(os::memory_status(root.path()).total_physical, 500 * kKb);
+}
+
+namespace {
+
+const kalvor_test::Child memory_child("memory status", [] {
+    const os::MemoryStatus status = os::memory_status();
+    std::printf("<%llu %llu %llu>", status.total_physical, status.available_physical, status.address_space);
+});
+
+}  // namespace
+
+// The sanitizers take address space as they like.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(MemoryStatus, TheLimitOfTheProcess) {
+    kalvor_test::RunOptions options;
+    options.memory_limit = u64(1) << 30;
+    const std::string out = kalvor_test::run_this_test({"--child", "memory status"}, options).out;
+    const size_t begin = out.find('<');
+    ASSERT_NE(begin, std::string::npos) << out;
+    u64 total = 0, available = 0, space = 0;
+    ASSERT_EQ(std::sscanf(out.c_str() + begin, "<%llu %llu %llu>", &total, &available, &space), 3) << out;
+    EXPECT_LE(total, u64(1) << 30);
+    EXPECT_LT(available, total);  // the program itself
+    EXPECT_EQ(space, u64(1) << 30);
+}
+#endif
+
+// Rounded up: half a processor is one.
+TEST(ProcessorQuota, OfControlGroups) {
+    FakeRoot root;
+    EXPECT_EQ(os::processor_quota(root.path()), 0u);
+    root.file("/proc/self/cgroup", "0::/outer/inner\n");
+    root.file("/sys/fs/cgroup/outer/inner/cpu.max", "max 100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 0u);
+    root.file("/sys/fs/cgroup/outer/cpu.max", "250000 100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 3u);
+    root.file("/sys/fs/cgroup/outer/inner/cpu.max", "100000 100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 1u);
+    root.file("/sys/fs/cgroup/outer/inner/cpu.max", "1000 100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 1u);
+    root.file("/proc/self/cgroup", "2:cpuacct,cpu:/docker/abc\n1:name=systemd:/x\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 0u);
+    // In a container its own group is at the mount.
+    root.file("/sys/fs/cgroup/cpu/cpu.cfs_quota_us", "150000\n");
+    root.file("/sys/fs/cgroup/cpu/cpu.cfs_period_us", "100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 2u);
+    root.file("/sys/fs/cgroup/cpu/cpu.cfs_quota_us", "-1\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 0u);
+    root.file("/sys/fs/cgroup/cpuacct,cpu/docker/abc/cpu.cfs_quota_us", "400000\n");
+    root.file("/sys/fs/cgroup/cpuacct,cpu/docker/abc/cpu.cfs_period_us", "100000\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 4u);
+    root.file("/sys/fs/cgroup/cpuacct,cpu/docker/abc/cpu.cfs_period_us", "0\n");
+    EXPECT_EQ(os::processor_quota(root.path()), 0u);
+    EXPECT_GE(os::usable_processor_count(), 1u);
+    EXPECT_LE(os::usable_processor_count(), os::active_processor_count());
+}
+
+// For a process that may not ask for its affinity.
+TEST(ProcessorList, OfTheMachine) {
+    FakeRoot root;
+    EXPECT_GE(os::processors_of_machine(root.path()).size(), 1u);
+    root.file("/sys/devices/system/cpu/online", "0,2-4\n");
+    EXPECT_EQ(os::processors_of_machine(root.path()), (std::vector<u32>{0, 2, 3, 4}));
+}
+
 // Limits of control groups do not shrink what is built in.
 TEST(InstalledMemory, OfTheFileAlone) {
     FakeRoot root;
-    EXPECT_EQ(os::installed_memory(root.path()), 0u);
+    EXPECT_GT(os::installed_memory(root.path()), u64(1) << 26);  // by a call
     root.file("/proc/meminfo", "MemFree:  5 kB\nMemTotal:   1000 kB\n");
     root.file("/proc/self/cgroup", "0::/job\n");
     root.file("/sys/fs/cgroup/job/memory.max", std::to_string(500 * kKb));

@@ -67,7 +67,15 @@ TEST(Topology, APackageWithoutANumberIsOne) {
 
 TEST(Topology, WhatIsNotToldIsUnknown) {
     FakeRoot root;
-    EXPECT_EQ(counts(root), (Counts{0, 0, 0, 1}));  // no node folder: all memory is near
+    // Without sysfs the processor tells.
+    const os::Topology by_cpuid = os::topology(root.path());
+    EXPECT_GE(by_cpuid.logical_cores, 1u);
+    EXPECT_LE(by_cpuid.physical_cores, by_cpuid.logical_cores);
+    EXPECT_LE(by_cpuid.sockets, by_cpuid.physical_cores);
+    EXPECT_EQ(by_cpuid.physical_cores == 0, by_cpuid.sockets == 0);
+    EXPECT_EQ(by_cpuid.numa_nodes, 1u);  // no node folder: all memory is near
+    root.folder(kCpu);
+    EXPECT_EQ(counts(root), (Counts{0, 0, 0, 1}));
     root.file(std::string(kCpu) + "/online", "0-1\n");
     EXPECT_EQ(counts(root), (Counts{2, 0, 0, 1}));
     processor(root, 0, 0, 0);

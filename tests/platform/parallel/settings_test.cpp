@@ -12,6 +12,7 @@
 #include "base/errors/exceptions.h"
 #include "os/affinity.h"
 #include "os/cpu.h"
+#include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/framework_registry.h"
 #include "platform/parallel/parallelism_settings.h"
 #include "platform/parallel/spawn_framework.h"
@@ -190,9 +191,10 @@ TEST(ParallelismSettings, Defaults) {
         EXPECT_EQ(settings.framework->name(), row.framework) << row.processors;
         EXPECT_EQ(settings.logical_cores, std::max<u64>(row.processors, 1));
     }
-    EXPECT_EQ(ParallelismSettings(2).summary(),
-              "Cilk Plus Work-Stealing  ->  4 / " + std::to_string(os::active_processor_count()));
-    EXPECT_EQ(ParallelismSettings().logical_cores, os::active_processor_count());
+    EXPECT_EQ(
+        ParallelismSettings(2).summary(),
+        "Cilk Plus Work-Stealing  ->  4 / " + std::to_string(os::usable_processor_count()) + "  (built-in)");
+    EXPECT_EQ(ParallelismSettings().logical_cores, os::usable_processor_count());
 }
 
 namespace {
@@ -225,7 +227,7 @@ TEST(FrameworkSelectors, EverySettingWithItsText) {
               "\"MaxSequentialDispatch\":{\"Value\":64,\"DisplayText\":\"64\"}}");
     EXPECT_EQ(selector_of(*make_default_framework_config("winpool")),
               "{\"Framework\":\"winpool\",\"MaxSequentialDispatch\":{\"Value\":64,\"DisplayText\":\"64\"}}");
-    const std::string n = std::to_string(os::active_processor_count());
+    const std::string n = std::to_string(os::usable_processor_count());
     EXPECT_EQ(
         selector_of(*make_default_framework_config("cilk")),
         "{\"Framework\":\"cilk\",\"WorkerThreads\":{\"Value\":" + n + ",\"DisplayText\":\"" + n + "\"}}");
@@ -334,7 +336,7 @@ TEST(FrameworkMenus, LinesAndEditing) {
     console.type({"0", "65537", "7"});
     cilk->edit(0);
     EXPECT_EQ(console.take(), "Threads: Threads: Threads: ");
-    EXPECT_EQ(cilk->summary(8), "Cilk Plus Work-Stealing  ->  8 / 7");
+    EXPECT_EQ(cilk->summary(8), "Cilk Plus Work-Stealing  ->  8 / 7  (built-in)");
     EXPECT_EQ(menu_of(*cilk, 4, 1), "   4    Cilk Threads:               7\n");
 }
 
@@ -463,7 +465,7 @@ TEST(ThreadControlDeathTest, FailuresAreReportedOnce) {
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 0\n"
-                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n" +
+                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 3, 4, 5\n" +
                     last);
     EXPECT_EXIT(fail_twice({three_groups, list_none, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
@@ -477,7 +479,7 @@ TEST(ThreadControlDeathTest, FailuresAreRed) {
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}, true),
                 ::testing::ExitedWithCode(0),
                 "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n"
-                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 3 4 5\n"
+                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 3, 4, 5\n"
                 "\\{R\\}Further messages of this message will be suppressed.\n\\{w\\}$");
 }
 
@@ -491,7 +493,7 @@ TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
     };
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, as_wanted, group_one}),
                 ::testing::ExitedWithCode(0),
-                "Expected Group: 2\nExpected Mask : 20 21\nActual Group  : 1\nActual Mask   : 20 21\n");
+                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 20, 21\n");
     CaptureConsole console;
     set_thread_group(5, {three_groups, list_two_processors, success, as_wanted, group_two});
     EXPECT_EQ(console.text(), "");
@@ -539,20 +541,67 @@ TEST(ThreadControl, LoweringThePriorityIsSilent) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(ThreadControl, TheWholeGroupAlsoFromAPinnedThread) {
+// One group: whoever pinned a thread, from inside or outside, has pinned it.
+TEST(ThreadControl, WithOneGroupNothingIsPlaced) {
+    CaptureConsole console;
+    static int calls_made;
+    calls_made = 0;
+    const ThreadGroupCalls calls{[] { return u64(1); },
+                                 [](u64, std::vector<u32>&) {
+                                     calls_made++;
+                                     return os::OsError{};
+                                 },
+                                 [](const std::vector<u32>&) {
+                                     calls_made++;
+                                     return os::OsError{};
+                                 },
+                                 [](std::vector<u32>&) {
+                                     calls_made++;
+                                     return os::OsError{};
+                                 },
+                                 [] { return u64(0); }};
+    set_thread_group(3, calls);
+    EXPECT_EQ(calls_made, 0);
+    EXPECT_EQ(console.text(), "");
+}
+
+TEST(ThreadControl, APinnedThread) {
     CaptureConsole console;
     const auto& all = os::active_processors();
     const auto& group = os::active_processors(12345 % os::processor_group_count());
     std::thread([&] {
         std::vector<u32> now;
-        set_thread_affinity({all.back()});
+        const std::vector<u32> pinned{all.back()};
+        set_thread_affinity(pinned);
         EXPECT_FALSE(os::get_thread_affinity(now).failed());
-        EXPECT_EQ(now, std::vector<u32>{all.back()});
+        EXPECT_EQ(now, pinned);
         set_thread_group(12345);
         EXPECT_FALSE(os::get_thread_affinity(now).failed());
-        EXPECT_EQ(now, group);
+        EXPECT_EQ(now, os::processor_group_count() == 1 ? pinned : group);
         EXPECT_EQ(console.take(), "");
         set_thread_affinity({});
         EXPECT_EQ(console.take(), "\nFailed to set thread affinity.\n");
     }).join();
+}
+
+// Somebody else's library comes in only by a word of the settings.
+TEST(CilkSettings, TheRuntimeIsChosen) {
+    const auto config_of = [](const std::string& more) {
+        const auto node = Config::parse_acfg("{ Framework : \"cilk\" WorkerThreads : 2 " + more + " }");
+        return make_framework_config(node->as<Config::Object>());
+    };
+    const std::string built_in = "Cilk Plus Work-Stealing  ->  4 / 2  (built-in)";
+    EXPECT_EQ(config_of("")->summary(4), built_in);
+    EXPECT_EQ(config_of("Runtime : \"built-in\"")->summary(4), built_in);
+    EXPECT_FALSE(config_of("Runtime : \"built-in\"")->to_config().contains("Runtime"));
+    const auto library = config_of("Runtime : \"library\"");
+    EXPECT_EQ(library->to_config().get_string("Runtime", ""), "library");
+    EXPECT_EQ(library->clone()->summary(4), library->summary(4));
+    if (const char* const name = CilkRuntime::of_this_machine().library) {
+        EXPECT_EQ(library->mode_text(), "  (" + std::string(name) + ")");
+    } else {
+        EXPECT_EQ(library->mode_text(), "  (library not found)");
+        EXPECT_THROW(library->make_framework(), ResourceAcquisitionFailedException);
+    }
+    EXPECT_THROW(config_of("Runtime : \"other\""), InvalidParametersException);
 }

@@ -73,6 +73,7 @@ struct FakeMachine {
     std::string processor = "Some Processor";
     os::Topology topology{8, 4, 1, 1};
     std::vector<u32> groups = {8};
+    u32 quota = 0;
     u64 usable = 23 * kGiB;
     u64 installed = 24 * kGiB;
     u64 frequency = 2600000123;
@@ -84,6 +85,7 @@ struct FakeMachine {
         calls.processor = processor_named(processor);
         calls.topology = [this] { return topology; };
         calls.group_sizes = [this] { return groups; };
+        calls.processor_quota = [this] { return quota; };
         calls.memory_status = [this] {
             os::MemoryStatus status;
             status.total_physical = usable;
@@ -332,4 +334,17 @@ TEST(SystemRecord, OfThisMachine) {
     EXPECT_GE(record.total_memory, record.usable_memory / 2);
     EXPECT_EQ(record.board_serial, kSuppressedPii);
     EXPECT_FALSE(record.board_manufacturer.empty());
+}
+
+// Only a limit that leaves less than there is.
+TEST(SystemSummary, TheQuotaOfAContainer) {
+    FakeMachine machine;
+    const std::string without = summary_of(machine.gather());
+    EXPECT_EQ(without.find("Quota"), std::string::npos);
+    machine.quota = 8;
+    EXPECT_EQ(summary_of(machine.gather()), without);
+    machine.quota = 3;
+    EXPECT_NE(summary_of(machine.gather())
+                  .find("{w}Processor Quota:      {Y}3 of 8, by the limit of the container{w}\n"),
+              std::string::npos);
 }

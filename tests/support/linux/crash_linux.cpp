@@ -26,7 +26,7 @@ CrashCode crash_code(CrashCause cause) {
 }
 
 trel::u32 error_of_a_folder_in_the_way() {
-    return EISDIR;
+    return EEXIST;
 }
 
 trel::u32 crash_program_in(const std::string& folder) {

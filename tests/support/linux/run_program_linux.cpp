@@ -71,6 +71,7 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
         if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
         const rlimit no_core_file{0, 0};
         setrlimit(RLIMIT_CORE, &no_core_file);
+        if (options.terminal) setenv("TERM", "xterm", 1);
         for (const std::string& variable : options.environment) putenv(const_cast<char*>(variable.c_str()));
         if (options.file_size_limit != 0) {
             signal(SIGXFSZ, SIG_IGN);

@@ -49,7 +49,7 @@ CrashCode crash_code(CrashCause cause) {
 }
 
 trel::u32 error_of_a_folder_in_the_way() {
-    return ERROR_ACCESS_DENIED;
+    return ERROR_FILE_EXISTS;
 }
 
 // By a thread of its own, that begins where no program has code. Processes do not tell which folder they work

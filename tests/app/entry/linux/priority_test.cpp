@@ -29,3 +29,15 @@ TEST(PriorityOptionDeathTest, IsTheNiceValueOfTheProcess) {
         EXPECT_EXIT(end_with_nice_value("priority:-1"), testing::ExitedWithCode(10), "");
     }
 }
+
+// "nice" before the command counts as long as nobody asks for another priority.
+TEST(PriorityOptionDeathTest, ALowerPriorityStays) {
+    const auto end_at_15 = [](const char* option) {
+        setpriority(PRIO_PROCESS, 0, 15);
+        end_with_nice_value(option);
+    };
+    if (getpriority(PRIO_PROCESS, 0) > 10) GTEST_SKIP() << "started at a low priority";
+    EXPECT_EXIT(end_at_15("colors:0"), testing::ExitedWithCode(15), "");
+    const bool may_raise = geteuid() == 0;
+    EXPECT_EXIT(end_at_15("priority:-1"), testing::ExitedWithCode(may_raise ? 10 : 15), "");
+}

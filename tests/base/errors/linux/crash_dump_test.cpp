@@ -1,6 +1,7 @@
 // What only this system's crashes have: signals from outside, the allocator's own complaint, a full disk, the
 // system's texts about the process, a debugger that reads the dump.
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 
@@ -101,6 +102,30 @@ TEST(CrashDump, ADumpThatCannotBeWritten) {
     const Crash out = crash(folder, "store", options);
     EXPECT_EQ(out.exit_code, 128 + SIGSEGV);
     EXPECT_EQ(out.out, report("\nUnable to create minidump: 27"));
+    EXPECT_TRUE(out.dumps.empty()) << "a stump: " << out.dumps[0];
+}
+
+// A dump shows memory: its owner alone may read it.
+TEST(CrashDump, IsTheOwnersAlone) {
+    const TemporaryFolder folder;
+    const Crash out = crash(folder, "store");
+    ASSERT_EQ(out.dumps.size(), 1u);
+    struct stat facts {};
+    ASSERT_EQ(stat((folder / out.dumps[0]).c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 0777, 0600u);
+}
+
+// More environment than the buffer that it is read into. The secret comes last.
+TEST(CrashDump, ALargeEnvironmentIsKnownWhole) {
+    const TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    for (char name = 'A'; name < 'A' + 11; name++) {
+        options.environment.push_back(std::string("KALVOR_TEST_") + name + "=" + std::string(100000, name));
+    }
+    Crash out = crash(folder, "secrets", options);
+    EXPECT_EQ(out.out, report());
+    ASSERT_TRUE(out.dump.valid());
+    expect_no_secrets(out.dump);
 }
 
 // More than a dump takes.

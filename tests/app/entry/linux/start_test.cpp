@@ -1,0 +1,60 @@
+// The program as a shell starts it: streams that are closed, limits of the user's.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "app/entry/integrity.h"
+#include "app/entry/stack_check.h"
+#include "base/hash/sha256.h"
+#include "support/capture_console.h"
+#include "support/run_program.h"
+
+using kalvor_test::read_file;
+using kalvor_test::TemporaryFolder;
+
+namespace {
+
+// Runs a line of a shell in the folder; "kalvor" in it is the program. Its output goes to the file "log".
+int shell(const TemporaryFolder& folder, const std::string& before, const std::string& words,
+          const std::string& redirections = "> log 2>&1") {
+    const std::string line = "cd '" + folder.path() + "' && " + before + " '" + kalvor_test::kalvor_path() +
+                             "' skip-warnings pause:-2 " + words + " < /dev/null " + redirections;
+    const int status = std::system(("exec sh -c \"" + line + "\"").c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+}  // namespace
+
+// The digits are not mixed with what is printed.
+TEST(Start, WithClosedStreams) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(shell(folder, "", "custom pi -dec:1000 -o out", "0<&- >&- 2>&-"), 0);
+    const std::string digits = read_file(folder / "out/Pi - Dec - Chudnovsky.txt");
+    EXPECT_EQ(digits.size(), 1002u);
+    EXPECT_EQ(digits.substr(0, 12), "3.1415926535");
+}
+
+TEST(Start, ALimitOnTheSizeOfFilesIsAnError) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(shell(folder, "ulimit -f 64;", "custom pi -dec:1m -o out"), 1);
+    EXPECT_NE(read_file(folder / "log").find("Disk is Full"), std::string::npos);
+}
+
+TEST(Start, ASmallStackIsRefused) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(shell(folder, "ulimit -s 128;", "custom pi -dec:1000"), 1);
+    EXPECT_NE(read_file(folder / "log")
+                  .find("The stack is limited to 128 KiB; Kalvor needs 1,024 KiB.\n"
+                        "Run \"ulimit -s 8192\" and try again.\n"),
+              std::string::npos)
+        << read_file(folder / "log");
+    EXPECT_EQ(shell(folder, "ulimit -s 1024;", "custom pi -dec:1m -o out"), 0);
+    CaptureConsole console;
+    EXPECT_TRUE(kalvor::check_stack(0));
+    EXPECT_TRUE(kalvor::check_stack(kalvor::kLeastStack));
+    EXPECT_EQ(console.take(), "");
+    EXPECT_FALSE(kalvor::check_stack(kalvor::kLeastStack - 1));
+}
