@@ -12,6 +12,11 @@ add_test(NAME includes
          COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_SOURCE_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/check_includes.cmake)
 set_tests_properties(includes PROPERTIES LABELS quick)
 
+if(NOT CMAKE_HOST_WIN32 AND NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  add_test(NAME launchers COMMAND sh ${CMAKE_SOURCE_DIR}/tests/launchers/launchers_test.sh ${CMAKE_SOURCE_DIR})
+  set_tests_properties(launchers PROPERTIES LABELS quick)
+endif()
+
 get_property(kernel_objects GLOBAL PROPERTY KALVOR_KERNEL_OBJECTS)
 if(kernel_objects AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/kernel_objects.txt CONTENT "$<JOIN:${kernel_objects},\n>\n")
@@ -159,6 +164,13 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
       kalvor_register_test(${folder}.avx2 test_${name} SLOW ${slow} ENV KALVOR_ISA=avx2 LEAVE_OUT "*Levels/*")
     endif()
   endforeach()
+endif()
+
+# A terminal of its own for a test program: nothing that it does may depend on whether somebody types there.
+find_program(SCRIPT_PROGRAM script)
+if(SCRIPT_PROGRAM AND TARGET test_app_entry AND NOT CMAKE_CROSSCOMPILING)
+  add_test(NAME terminal COMMAND sh ${CMAKE_SOURCE_DIR}/tests/launchers/terminal_test.sh $<TARGET_FILE:test_app_entry>)
+  set_tests_properties(terminal PROPERTIES LABELS quick)
 endif()
 
 if(benchmark_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)

@@ -1,6 +1,7 @@
 // Parts of the program that are chosen by name and have settings of their own: frameworks, allocators.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -61,11 +62,21 @@ class Choices {
 
     void add(const std::string& name, const Type& type) { types_.add(name, &type); }
 
-    // Throws InvalidParametersException: the message for an unknown name.
+    // A kind that this build lacks, and why. It is not listed; find() tells the reason.
+    void leave_out(const std::string& name, const std::string& reason) { left_out_.emplace(name, reason); }
+    // Empty when no kind of that name was left out.
+    std::string left_out_reason(std::string_view name) const {
+        const auto found = left_out_.find(name);
+        return found == left_out_.end() ? std::string() : found->second;
+    }
+
+    // Throws InvalidParametersException: the message for an unknown name, with the reason in brackets if it
+    // was left out.
     const Type& find(std::string_view name) const {
-        const Type* const* type = types_.find(name);
-        if (!type) throw InvalidParametersException("", unknown_ + std::string(name));
-        return **type;
+        if (const Type* const* type = types_.find(name)) return **type;
+        const std::string reason = left_out_reason(name);
+        throw InvalidParametersException(
+            "", unknown_ + std::string(name) + (reason.empty() ? "" : " (" + reason + ")"));
     }
 
     std::vector<std::string> names() const { return types_.names(); }
@@ -79,6 +90,7 @@ class Choices {
 
   private:
     Named<const Type*> types_;
+    std::map<std::string, std::string, std::less<>> left_out_;
     const std::string unknown_, title_;
 };
 

@@ -42,6 +42,14 @@ void register_framework(const std::string& name, const FrameworkType& type) {
     frameworks().add(name, type);
 }
 
+LeftOutFramework::LeftOutFramework(const char* name, const char* reason) {
+    frameworks().leave_out(name, reason);
+}
+
+std::string left_out_reason(std::string_view name) {
+    return frameworks().left_out_reason(name);
+}
+
 const FrameworkType& find_framework_type(std::string_view name) {
     return frameworks().find(name);
 }

@@ -54,7 +54,16 @@ struct FrameworkRegistration {
     const ChoiceTypeOf<Settings, FrameworkConfig> type;
 };
 
-// Throws InvalidParametersException "Invalid Parallel Framework: " + name.
+// A framework that this build lacks, and what to do about it. It is not listed; find_framework_type() says
+// why it is not there.
+struct LeftOutFramework {
+    LeftOutFramework(const char* name, const char* reason);
+};
+// Empty when no framework of that name was left out.
+std::string left_out_reason(std::string_view name);
+
+// Throws InvalidParametersException "Invalid Parallel Framework: " + name, with the reason in brackets if it
+// was left out.
 const FrameworkType& find_framework_type(std::string_view name);
 std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view name);
 // Takes the framework that "Framework" names and reads its keys from the same object.

@@ -68,6 +68,17 @@ TEST(FrameworkRegistry, UnknownName) {
               "|Invalid Parallel Framework: openmp");
 }
 
+TEST(FrameworkRegistry, WhatWasLeftOutIsNamedWithItsReason) {
+    const LeftOutFramework left_out("handmade", "built without its library; install it and run again");
+    EXPECT_EQ(message_of([] { (void)make_default_framework_config("handmade"); }),
+              "|Invalid Parallel Framework: handmade (built without its library; install it and run again)");
+    EXPECT_EQ(left_out_reason("openmp"), "");
+#ifndef KALVOR_HAVE_TBB
+    EXPECT_EQ(message_of([] { (void)make_default_framework_config("tbb"); }),
+              "|Invalid Parallel Framework: tbb (built without oneTBB; install libtbb-dev and run again)");
+#endif
+}
+
 TEST(FrameworkRegistryDeathTest, DuplicateNameEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto twice = [] {

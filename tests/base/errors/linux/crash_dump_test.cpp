@@ -153,12 +153,16 @@ TEST(CrashDump, TheStackReachesMainAndEndsThere) {
 }
 
 TEST(CrashDump, ADebuggerReadsIt) {
-    if (std::system("command -v lldb-14 > /dev/null 2>&1") != 0) GTEST_SKIP() << "no lldb";
+    const auto has = [](const char* name) {
+        return std::system(("command -v " + std::string(name) + " > /dev/null 2>&1").c_str()) == 0;
+    };
+    const std::string debugger = has("lldb") ? "lldb" : "lldb-14";
+    if (!has(debugger.c_str())) GTEST_SKIP() << "lldb is not installed";
     const TemporaryFolder folder;
     Crash out = crash(folder, "store");
     ASSERT_EQ(out.dumps.size(), 1u);
-    const std::string command = "cd '" + folder.path() + "' && timeout 60 lldb-14 -b -c " + out.dumps[0] +
-                                " -o 'thread list' -o bt > debugger 2>&1 < /dev/null";
+    const std::string command = "cd '" + folder.path() + "' && timeout 60 " + debugger + " -b -c " +
+                                out.dumps[0] + " -o 'thread list' -o bt > debugger 2>&1 < /dev/null";
     EXPECT_EQ(std::system(command.c_str()), 0);
     const std::string text = kalvor_test::read_file(folder / "debugger");
     EXPECT_NE(text.find("stop reason = signal SIGSEGV"), std::string::npos) << text;
