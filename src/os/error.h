@@ -2,6 +2,8 @@
 // the category that texts and decisions are keyed by. Nothing here prints or throws.
 #pragma once
 
+#include <string>
+
 #include "os/types.h"
 
 namespace trel::os {
@@ -33,7 +35,7 @@ struct [[nodiscard]] OsError {
     explicit operator bool() const { return failed(); }
 };
 
-// Where the user finds the meaning of a code that has no text of ours.
-const char* error_reference();
+// What the system's own table says of a code of its own, in its language; no full stop at the end.
+std::string system_error_text(u32 code);
 
 }  // namespace trel::os

@@ -173,7 +173,7 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
             EXPECT_EQ(outcome.code, point.os_error.code);
             if (outcome.message.find("\n\n") != std::string::npos ||
                 point.kind == FaultPoint::refused_position) {
-                const std::string end = "\n\n" + FileIO::error_text(point.os_error.category);
+                const std::string end = "\n\n" + FileIO::error_text(point.os_error);
                 EXPECT_TRUE(outcome.message.ends_with(end)) << outcome.message;
             }
             EXPECT_FALSE(outcome.function.empty());

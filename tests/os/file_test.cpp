@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "os/path_kind.h"
 #include "os/privilege.h"
 #include "support/scratch_folder.h"
 
@@ -222,6 +223,25 @@ TEST_F(Files, UnbufferedAndWriteThrough) {
     EXPECT_FALSE(close_file(back.handle));
 }
 
-TEST_F(Files, ErrorsHaveAReference) {
-    EXPECT_EQ(std::string(error_reference()).substr(0, 8), "https://");
+// From the system's own table, which knows the error of a path that is missing by one of these numbers.
+TEST_F(Files, ErrorsHaveTheSystemsText) {
+    const OpenedFile missing = open("no-such-file", FileAccess::read);
+    ASSERT_TRUE(missing.error);
+    const std::string text = system_error_text(missing.error.code);
+    EXPECT_GT(text.size(), 5U);
+    EXPECT_NE(text, system_error_text(missing.error.code + 1));
+    EXPECT_NE(text.back(), '.');
+    EXPECT_EQ(text.find('\n'), std::string::npos);
+    EXPECT_FALSE(system_error_text(987654321).empty());
+}
+
+TEST_F(Files, KindsOfPaths) {
+    EXPECT_EQ(path_kind("."), PathKind::folder);
+    EXPECT_EQ(path_kind(folder_.file("no-such-file")), PathKind::missing);
+    EXPECT_EQ(path_kind(folder_.file("no-such-folder/file")), PathKind::missing);
+    const std::string whole = absolute_path("");
+    EXPECT_EQ(path_kind(whole), PathKind::folder);
+    EXPECT_EQ(absolute_path(whole), whole);
+    EXPECT_EQ(absolute_path("x y").substr(0, whole.size()), whole);
+    EXPECT_EQ(absolute_path("x y").substr(absolute_path("x y").size() - 3), "x y");
 }

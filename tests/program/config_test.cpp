@@ -26,13 +26,13 @@ class ConfigTest : public testing::Test {
         all.insert(all.end(), arguments.begin(), arguments.end());
         return run_kalvor(all, options);
     }
-    // Runs a file with this text and returns everything that was printed behind the processor check.
+    // Runs a file with this text and returns what was printed from the first report on.
     std::string said(const std::string& text) {
         write("said.cfg", text);
         const ProgramRun out = run({"said.cfg"});
         EXPECT_EQ(out.exit_code, 1) << out.out;
-        const std::size_t at = out.out.find("\n\nException Encountered: ");
-        return at == std::string::npos ? out.out : out.out.substr(at);
+        const std::size_t at = out.err.find("\n\nException Encountered: ");
+        return at == std::string::npos ? out.err : out.err.substr(at);
     }
 
     TemporaryFolder folder_;
@@ -122,7 +122,9 @@ TEST_F(ConfigTest, OtherFrameworksAndAllocators) {
 TEST_F(ConfigTest, CorrectsSizesWithAWarning) {
     write("a.cfg", settings("DecimalDigits : 1000", "DecimalDigits : -5"));
     ProgramRun out = run({"a"});
-    EXPECT_TRUE(out.has("Warning: Precision below minimum. Adjusting to minimum.\n")) << out.out;
+    EXPECT_TRUE(
+        out.has("Warning: Precision below minimum. Adjusting to minimum. That is 100 decimal digits.\n"))
+        << out.out;
     EXPECT_EQ(out.value("Decimal Digits:"), "100");
     write("b.cfg", settings("DigitsPerFile : 0", "DigitsPerFile : 999999"));
     out = run({"b"});
@@ -153,9 +155,9 @@ TEST_F(ConfigTest, FilesThatCannotBeUsed) {
     write("a.cfg", "{ Action : \"x\"");
     EXPECT_TRUE(run({"a"}).has("\n\nUnexpected end of stream.\n\n\n"));
     write("a.cfg", "[1 2]");
-    EXPECT_EQ(said("[1 2]"), report("ParseException", "Expected Object, got Array.") + "\n");
-    EXPECT_EQ(said("{}"), report("KeyNotFoundException", "Action") + "\n");
-    EXPECT_EQ(said("{Action : 5 }"), report("ParseException", "Expected String, got Integer.") + "\n");
+    EXPECT_EQ(said("[1 2]"), report("ParseException", "Expected Object, got Array."));
+    EXPECT_EQ(said("{}"), report("KeyNotFoundException", "Action"));
+    EXPECT_EQ(said("{Action : 5 }"), report("ParseException", "Expected String, got Integer."));
     const std::string unknown = said("{Action : \"Fly\"}");
     EXPECT_NE(unknown.find("\n\nInvalid Action: Fly\n\n\n"), std::string::npos) << unknown;
 }
@@ -174,8 +176,10 @@ TEST_F(ConfigTest, RejectedSettingsAreReportedBeforeTheRefusal) {
          "Expected true or false."},
         {settings("OutputVerify : \"true\"", "OutputVerify : 1"), "ParseException",
          "Custom Compute: Expected String, got Integer."},
-        {settings("Algorithm : \"ramanujan\"", "Algorithm : 1"), "ParseException",
-         "Custom Compute: Expected String, got Integer."},
+        {settings("Algorithm : \"ramanujan\"", "Algorithm : []"), "ParseException",
+         "Custom Compute: Expected String, got Array."},
+        {settings("Algorithm : \"ramanujan\"", "Algorithm : 4"), "InvalidParametersException",
+         "Invalid Algorithm: 4"},
         {settings("\"pi\"", "\"tau\""), "InvalidParametersException", "Invalid Constant: tau"},
         {settings("\"pi\"", "\"\""), "InvalidParametersException", "Invalid constant token."},
         {settings("\"ramanujan\"", "\"guess\""), "InvalidParametersException", "Invalid Algorithm: guess"},
@@ -251,11 +255,90 @@ TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
         write("sound.cfg", c.text);
         const ProgramRun out = run({"sound"});
         EXPECT_EQ(out.exit_code, 1);
-        EXPECT_TRUE(out.has("\n\n" + std::string(c.what) +
+        EXPECT_TRUE(out.has("\n" + std::string(c.what) +
                             " is not available in this version.\n\n\n"
                             "Exception Encountered: InvalidParametersException\n\n"
                             "In Function: run_config()\n\n" +
                             c.refusal + "\n\n\n"))
             << out.out;
     }
+}
+
+// A sentence for people before the report: the member, what stands there, what belongs there.
+TEST_F(ConfigTest, WhatIsWrongIsToldByItsMember) {
+    const auto sentence = [&](const std::string& text) {
+        write("said.cfg", text);
+        const ProgramRun out = run({"said.cfg"});
+        EXPECT_EQ(out.exit_code, 1);
+        return out.err.substr(1, out.err.find("\n\nException") - 1);
+    };
+    const std::string see = "\nSee \"kalvor help config\".\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {settings("OutputVerify : \"true\"", "OutputVerify : \"yes\""),
+         "CustomCompute.OutputVerify: the text \"yes\" stands there. \"true\" or \"false\" belongs there, "
+         "with the "
+         "quotes."},
+        {settings("DecimalDigits : 1000", "DecimalDigits : \"1k\""),
+         "CustomCompute.ComputeSize.DecimalDigits: the text \"1k\" stands there. A number without quotes "
+         "belongs "
+         "there."},
+        {settings("Path : \"digits\"", "Path : 1"),
+         "CustomCompute.Output.Path: the number 1 stands there. A text in quotes belongs there."},
+        {settings("        OutputVerify : \"true\"\r\n", ""), "CustomCompute.OutputVerify is missing."},
+        {settings("        Mode :", "        Extra : 1\r\n        Mode :"),
+         "CustomCompute.Extra: the number 1 stands there."},
+        {settings("\"ramanujan\"", "\"ramanujam\""),
+         "CustomCompute.Constant.Algorithm: the text \"ramanujam\" stands there. Did you mean \"ramanujan\"? "
+         "Known: "
+         "chudnovsky, ramanujan, chudnovsky-reduced, ramanujan-reduced."},
+        {settings("\"spawn\"", "\"spwan\"").c_str(),
+         "CustomCompute.Parallelism.Framework: the text \"spwan\" stands there. Did you mean \"spawn\"? "
+         "Known: none, "
+         "cppasync, spawn, taskqueue, pushpool, winpool, cilk, tbb."},
+        {settings("MaxSequentialDispatch : 64", "MaxSequentialDispatch : []"),
+         "CustomCompute.Parallelism.MaxSequentialDispatch: a list stands there. A number without quotes "
+         "belongs "
+         "there."},
+        {settings("\"ram\"", "\"\x1b]0;x\x07\""),
+         "CustomCompute.Mode: the text \"\\x1b]0;x\\x07\" stands there. Known: ram."},
+        {"{}", "Action is missing. Known: CustomCompute."},
+        {"{Action : \"CustomComputer\"}",
+         "Action: the text \"CustomComputer\" stands there. Did you mean \"CustomCompute\"? Known: "
+         "CustomCompute."},
+        {"{Action : \"CustomCompute\"}", "CustomCompute is missing."},
+        {"{\n  Action : 1,\n}", "The settings file \"said.cfg\" is wrong in line 2."},
+        {"{ Action : \"x",
+         "The settings file \"said.cfg\" ends too early: a quote, bracket or brace is not closed."},
+    };
+    for (const auto& [text, words] : cases) EXPECT_EQ(sentence(text), words + see);
+    // A value of megabytes fills no screen.
+    EXPECT_LT(sentence(settings("\"ram\"", '"' + std::string(1 << 20, 'x') + '"')).size(), 400u);
+    EXPECT_LT(run({"said.cfg"}).err.size(), 6000u);
+}
+
+TEST_F(ConfigTest, AnAlgorithmByItsNumber) {
+    write("a.cfg", settings("Algorithm : \"ramanujan\"", "Algorithm : 1"));
+    const ProgramRun out = run({"a"});
+    EXPECT_EQ(out.exit_code, 0) << out.err;
+    EXPECT_EQ(out.value("Algorithm:"), "Ramanujan (1910)");
+}
+
+TEST_F(ConfigTest, RefusedSettingsLeaveNoFolders) {
+    for (const std::string& text :
+         {settings("\"ram\"", "\"rom\""), settings("\"spawn\"", "\"spwan\""), settings("\"mmap\"", "\"map\""),
+          settings("LargePages : \"disabled\"", "LargePages : \"maybe\"")}) {
+        write("a.cfg", text);
+        EXPECT_EQ(run({"a"}).exit_code, 1);
+        EXPECT_FALSE(std::filesystem::exists(folder_ / "digits")) << text;
+    }
+}
+
+// The sample of the documentation does what its comments say.
+TEST_F(ConfigTest, TheSampleFileRuns) {
+    write("sample.cfg", kalvor_test::read_file(KALVOR_SOURCE_FOLDER "/docs/sample.cfg"));
+    const ProgramRun out = run({"sample.cfg"});
+    EXPECT_EQ(out.exit_code, 0) << out.err;
+    EXPECT_EQ(out.err, "");
+    EXPECT_EQ(out.value("Decimal Digits:"), "1,000,000");
+    EXPECT_EQ(kalvor_test::read_file(folder_ / "digits/Pi - Dec - Chudnovsky.txt").size(), 1000002u);
 }

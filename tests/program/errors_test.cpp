@@ -40,13 +40,94 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-dec:2m", "-C:1m"}, "Compressed digit files are not available in this version."},
         {{"custom", "pi", "-C:-1", "-dec:2m"}, "Compressed digit files are not available in this version."},
         {{"custom", "pi", "-o"}, "Expected more parameters."},
+        // What the user may have meant.
+        {{"Costum", "pi"},
+         "\"Costum\" is not an action. Known: custom, config, about, help, version. "
+         "Did you mean \"custom\"?"},
+        {{"pi", "-dec:1m"}, "Did you mean \"custom pi\"?"},
+        {{"-dec:1m"}, "Did you mean \"custom pi -dec:1m\"?"},
+        {{"color:0", "about"}, "Did you mean \"colors:0\"?"},
+        {{"custom", "Pi"}, "custom: \"Pi\" is not a constant. Did you mean \"pi\"? Known: pi."},
+        {{"custom", "-dec:100"}, "Did you mean \"custom pi -dec:100\"?"},
+        {{"custom", "pi", "dec:100"}, "Did you mean \"-dec:100\"?"},
+        {{"custom", "pi", "-dec=100"}, "Did you mean \"-dec:100\"?"},
+        {{"custom", "pi", "-dec", "100"}, "-dec needs a value: -dec:<n>. Did you mean \"-dec:100\"?"},
+        {{"custom", "pi", "-PF:spwn"},
+         "-PF: \"spwn\" cannot be used. Known: none, cppasync, spawn, taskqueue, pushpool, winpool, cilk, "},
+        {{"custom", "pi", "-PF:spwn"}, "Did you mean \"spawn\"?"},
+        {{"custom", "pi", "-MA:maloc"}, "Did you mean \"malloc\"?"},
+        {{"custom", "pi", "-algorithm:chudnowsky"}, "Did you mean \"chudnovsky\"?"},
+        {{"custom", "pi", "pause:-2"}, "stands before the action: kalvor pause:-2 custom ..."},
+        {{"colors:maybe", "about"}, "colors: \"maybe\" is not a switch. Write 1 or 0, on or off, "},
+        {{"pause:soon", "about"}, "pause: \"soon\" is not a number."},
+        {{"custom", "pi", "-threads:0"}, "-threads: \"0\" is below 1. Write a number from 1 to 65,536."},
+        {{"custom", "pi", "-threads:65537"}, "The number of threads must be between 1 and 65,536."},
+        {{"custom", "pi", "-threads:4", "-PF:none"}, "\"none\" runs on one thread, not on 4."},
+        {{"config", "a", "-dec:5"}, "config: \"-dec:5\" stands behind the file."},
+        {{"fl\x1b]0;y\x07"}, "\nInvalid Parameter: fl\\x1b]0;y\\x07\n"},
+        {{std::string(100000, 'x')}, "... (100000 bytes)\" is not an action."},
+        {{"custom", "pi", "-dec:" + std::string(100000, 'x')}, "... (100000 bytes)\" is not a number."},
+        {{""}, "\"\" is not an action."},
     };
     for (const auto& c : cases) {
         const ProgramRun run = run_in(folder, c.arguments);
         EXPECT_EQ(run.exit_code, 1) << c.text;
-        EXPECT_TRUE(run.has(c.text)) << "wanted: " << c.text << "\ngot: " << run.out;
+        EXPECT_NE(run.err.find(c.text), std::string::npos) << "wanted: " << c.text << "\ngot: " << run.err;
+        // The way out, and nothing of it on the standard output.
+        EXPECT_NE(run.err.find("See \"kalvor help"), std::string::npos) << run.err;
+        EXPECT_EQ(run.out.find("help"), std::string::npos) << run.out;
         EXPECT_TRUE(folder.files().empty()) << c.text;
     }
+}
+
+// None of these may begin a computation, let alone one of 100 digits that replaces a good file.
+TEST(ErrorsTest, WhatIsNoNumberOrSwitchIsRefused) {
+    TemporaryFolder folder;
+    const std::string good = folder / "Pi - Dec - Chudnovsky.txt";
+    { std::ofstream(good) << "3.14"; }
+    for (const char* value : {"1x", "abc", "-5m", "1,00", "1.5", "1 m", "1e-3", "", " ", "\xc3\xa9"}) {
+        const ProgramRun run = run_in(folder, {"custom", "pi", std::string("-dec:") + value});
+        EXPECT_EQ(run.exit_code, 1) << value;
+        EXPECT_EQ(run.err.rfind("\n-dec", 0), 0u) << run.err;
+        EXPECT_TRUE(run.has("Write 1000000, 1m or 1,000,000.")) << run.err;
+        EXPECT_FALSE(run.has("Decimal Digits:")) << value;
+    }
+    EXPECT_EQ(
+        run_in(folder, {"custom", "pi", "-dec:1x"}).err,
+        "\n-dec: \"1x\" is not a number. Write 1000000, 1m or 1,000,000.\nSee \"kalvor help custom\".\n");
+    EXPECT_EQ(run_in(folder, {"custom", "pi", "-dec"}).exit_code, 1);
+    for (const char* option : {"-hex:2", "-od:maybe", "-verify:", "-TD:x", "-C:x", "-threads:two"}) {
+        const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", option});
+        EXPECT_EQ(run.exit_code, 1) << option;
+        EXPECT_FALSE(run.has("Decimal Digits:")) << option;
+    }
+    EXPECT_EQ(kalvor_test::read_file(good), "3.14");
+}
+
+TEST(ErrorsTest, NumbersAndSwitchesAsPeopleWriteThem) {
+    for (const char* value : {"1500", "1,500", "1_500", "1.5k", "1.5e3", "0.0015m"}) {
+        TemporaryFolder folder;
+        const ProgramRun run =
+            run_in(folder, {"custom", "pi", std::string("-dec:") + value, "-hex", "-verify:no", "-o:out"});
+        EXPECT_EQ(run.exit_code, 0) << run.err;
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.value("Decimal Digits:"), "1,500") << value;
+        EXPECT_EQ(kalvor_test::read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1502u);
+        EXPECT_TRUE(std::filesystem::exists(folder / "out/Pi - Hex - Chudnovsky.txt"));
+        EXPECT_FALSE(run.has("No -dec is given"));
+    }
+}
+
+TEST(ErrorsTest, TheNextWordIsTheFolderWhateverItIs) {
+    TemporaryFolder folder;
+    const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "-hex:1"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_TRUE(run.has(
+        "Warning: -o takes the next word whatever it is: the digits go into the folder \"-hex:1\".\n"))
+        << run.out;
+    EXPECT_TRUE(std::filesystem::exists(folder / "-hex:1/Pi - Dec - Chudnovsky.txt"));
+    EXPECT_EQ(run.value("Hexadecimal Digits:"), "Disabled");
+    EXPECT_FALSE(run_in(folder, {"custom", "pi", "-dec:100", "-o", "-other"}).has("Warning: -o"));
 }
 
 // Known words, answered as the menus answer.
@@ -67,8 +148,7 @@ TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
     for (const auto& c : cases) {
         const ProgramRun run = run_in(folder, c.arguments);
         EXPECT_EQ(run.exit_code, 1) << c.what;
-        EXPECT_TRUE(run.has(std::string("\n\n") + c.what + " is not available in this version.\n\n"))
-            << run.out;
+        EXPECT_EQ(run.err, std::string("\n") + c.what + " is not available in this version.\n");
         EXPECT_FALSE(run.has("Exception") || run.has("Invalid")) << run.out;
     }
 }
@@ -90,6 +170,12 @@ TEST(ErrorsTest, UnwritablePath) {
     { std::ofstream(blocker) << "x"; }
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "file/out"});
     EXPECT_EQ(run.exit_code, 1);
+    EXPECT_NE(
+        run.err.find(
+            "/file\" is a file where a folder should be. Choose a folder that you may write to, with -o "
+            "<folder>.\n"),
+        std::string::npos)
+        << run.err;
     EXPECT_TRUE(run.has("Path is not writable.")) << run.out;
     EXPECT_TRUE(run.has("file/out")) << run.out;
     EXPECT_EQ(folder.files(), std::vector<std::string>{"file"});
@@ -109,7 +195,9 @@ TEST(ErrorsTest, DigitCountsOutsideTheBoundsAreClampedAndRun) {
     TemporaryFolder folder;
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:7"});
     EXPECT_EQ(run.exit_code, 0) << run.out;
-    EXPECT_TRUE(run.has("Warning: Precision below minimum. Adjusting to minimum.")) << run.out;
+    EXPECT_TRUE(
+        run.has("Warning: Precision below minimum. Adjusting to minimum. That is 100 decimal digits.\n"))
+        << run.out;
     EXPECT_EQ(run.value("Decimal Digits:"), "100");
     EXPECT_EQ(kalvor_test::read_file(folder / "Pi - Dec - Chudnovsky.txt").size(), 102U);
 }

@@ -24,14 +24,14 @@ TEST(UsageTest, NoActionShowsTheMainMenu) {
         const ProgramRun run = run_kalvor(arguments);
         EXPECT_EQ(run.exit_code, 1) << run.out;
         const std::size_t banner = run.out.find("Kalvor v0.7.8 Build 9507                (");
-        const std::size_t menu = run.out.find("\n\n  0         Benchmark Pi  (all in ram)\n");
+        const std::size_t menu = run.out.find("\n\n  0         Benchmark Pi  (all in ram)  (not available yet)\n");
         const std::size_t prompt = run.out.find("\n\nEnter your choice:\noption: ");
         EXPECT_LT(banner, menu) << run.out;
         EXPECT_LT(menu, prompt) << run.out;
         EXPECT_NE(prompt, std::string::npos) << run.out;
         EXPECT_TRUE(run.has("Exception Encountered: EndOfStreamException\n")) << run.out;
         EXPECT_EQ(run.out.find("Press any key", prompt) != std::string::npos, arguments.empty()) << run.out;
-        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.err.rfind("\nThe input ended at a question.", 0), 0u) << run.err;
     }
 }
 
@@ -72,10 +72,46 @@ TEST(UsageTest, AnOptionAfterTheActionIsNoConsoleOption) {
     EXPECT_TRUE(run_kalvor({"config", "skip-warnings"}).has("\nPath:   skip-warnings.cfg\n"));
 }
 
+// A script gets nothing but the answer, and no check of the machine before it.
+TEST(UsageTest, HelpAndVersionAreAnsweredAtOnce) {
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"--version"}, {"version"}, {"colors:0", "--version"}}) {
+        const ProgramRun run = run_kalvor(arguments);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.out, "Kalvor v0.7.8 Build 9507\n\n");
+        EXPECT_EQ(run.err, "");
+    }
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"--help"}, {"-h"}, {"help"}, {"about", "--help"}}) {
+        const ProgramRun run = run_kalvor(arguments);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.out.rfind("Kalvor v0.7.8 Build 9507\n\nUsage:  kalvor ", 0), 0u) << run.out;
+        EXPECT_EQ(run.err, "");
+    }
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"help", "custom"},
+                                               {"custom", "--help"},
+                                               {"custom", "help"},
+                                               {"custom", "pi", "-dec:1x", "-h"}}) {
+        const ProgramRun run = run_kalvor(arguments);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.out.rfind("Usage:  kalvor [console options] custom <constant> [options]\n", 0), 0u)
+            << run.out;
+        EXPECT_TRUE(run.has("    -threads:<n>            ")) << run.out;
+        EXPECT_EQ(run.err, "");
+    }
+    EXPECT_EQ(run_kalvor({"help", "config"}).exit_code, 0);
+    const ProgramRun page = run_kalvor({"help", "custm"});
+    EXPECT_EQ(page.exit_code, 1);
+    EXPECT_TRUE(page.has("help: \"custm\" is not a page. Known: custom, config. Did you mean \"custom\"?"));
+}
+
 TEST(UsageTest, AnOptionWithoutItsArgument) {
     const ProgramRun run = run_kalvor({"skip-warnings", "custom", "pi", "-o"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_TRUE(run.has("\nUncaught std exception: Expected more parameters.\n")) << run.out;
+    EXPECT_EQ(run.err,
+              "\n-o needs a value: -o <folder>.\nSee \"kalvor help custom\".\n"
+              "Uncaught std exception: Expected more parameters.\n");
 }
 
 TEST(UsageTest, PauseNeverBlocksAtTheEndOfInput) {

@@ -13,7 +13,10 @@ struct ProgramRun {
     std::string err;     // standard error
     long peak_kib = 0;   // largest resident set, at least that of the test program
 
-    bool has(const std::string& text) const { return out.find(text) != std::string::npos; }
+    // Whether one of the two holds the text.
+    bool has(const std::string& text) const {
+        return out.find(text) != std::string::npos || err.find(text) != std::string::npos;
+    }
     // The rest of the first line that begins with `label`, blanks at both ends removed; empty when there is
     // none.
     std::string value(const std::string& label) const;
@@ -28,7 +31,7 @@ struct RunOptions {
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none
     unsigned long long memory_limit = 0;     // bytes of address space; 0 = none
-    bool terminal = false;                   // the standard output is an xterm (lines then end in CR LF)
+    bool terminal = false;  // both outputs are one xterm, told as the standard output (lines end in CR LF)
 };
 
 // Arguments without the program's own path.

@@ -1,24 +1,24 @@
 #include "app/entry/action_table.h"
 
-#include <functional>
-#include <map>
-#include <string>
-
 #include "app/entry/about_page.h"
 #include "app/entry/config_action.h"
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "app/session/custom_options.h"
 #include "app/session/normal_float_session.h"
+#include "base/command_line/console_settings.h"
+#include "base/command_line/option_table.h"
+#include "base/command_line/shown_text.h"
+#include "base/command_line/suggestion.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 
 namespace kalvor {
 
 using trel::CommandLine::ParameterList;
+namespace Console = trel::Console;
 
 namespace {
-
-using Handler = std::function<void(ParameterList&)>;
 
 void run_custom(ParameterList& parameters) {
     parameters.advance();
@@ -36,29 +36,69 @@ void run_about(ParameterList& parameters) {
     print_about_page();
 }
 
-Handler missing(const char* what) {
-    return [what](ParameterList&) { not_available(what); };
+ActionRow missing(const char* word, const char* what) {
+    return {word, "", "", [what](ParameterList&) { not_available(what); }};
+}
+
+// What the user may have meant by a word that is not an action.
+std::string meant_by(const ParameterList& parameters) {
+    using namespace trel::CommandLine;
+    const std::string& word = parameters.current().first;
+    const std::string raw = shown(parameters.current_raw(), 60);
+    const std::vector<std::string> constants = constant_tokens();
+    if (nearest_name(word, constants) == lower_case(word)) return "custom " + raw;
+    if (find_option(custom_option_table(), word)) return "custom " + constants.front() + " " + raw;
+    std::vector<std::string> names = {"help", "version"};
+    for (const ActionRow& action : action_table()) names.push_back(action.word);
+    for (const auto& option : console_option_table()) names.push_back(option.first);
+    std::string meant = nearest_name(word, names);
+    const std::string& value = parameters.current_value();
+    if (!meant.empty() && !value.empty()) meant += ":" + value;
+    return meant;
+}
+
+[[noreturn]] void refuse_action(const ParameterList& parameters) {
+    using namespace trel::CommandLine;
+    const std::string& raw = parameters.current_raw();
+    std::vector<std::string> names;
+    for (const ActionRow& action : action_table()) {
+        if (!action.help.empty()) names.push_back(action.word);
+    }
+    Console::print_problem(quoted(raw) + " is not an action. Known: " + list_of(names) + ", help, version." +
+                           did_you_mean(meant_by(parameters)) + "\n" + see_help("help"));
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line("Invalid Parameter: " + shown(raw));
+    }
+    Console::fatal_exit(1);
 }
 
 }  // namespace
 
+const std::vector<ActionRow>& action_table() {
+    static const std::vector<ActionRow> table = {
+        {"custom", "custom pi [options]", "compute Pi and write its digits", run_custom},
+        {"config", "config <file>", "what a settings file (\".cfg\") describes", run_config},
+        {"about", "about", "what this program is", run_about},
+        missing("bench", Missing::kBenchmarkPi),
+        missing("stress", Missing::kStressTester),
+        missing("benchio", Missing::kIoAnalysis),
+        missing("bbp", Missing::kBbpExtractor),
+        missing("digitviewer", Missing::kDigitViewer),
+        missing("validate", Missing::kBenchmarkValidator),
+        missing("slave", Missing::kSlaveMode),
+    };
+    return table;
+}
+
 void run_action(ParameterList& parameters) {
-    static const std::map<std::string, Handler> table = {{"bench", missing(Missing::kBenchmarkPi)},
-                                                         {"stress", missing(Missing::kStressTester)},
-                                                         {"benchio", missing(Missing::kIoAnalysis)},
-                                                         {"custom", run_custom},
-                                                         {"bbp", missing(Missing::kBbpExtractor)},
-                                                         {"digitviewer", missing(Missing::kDigitViewer)},
-                                                         {"about", run_about},
-                                                         {"validate", missing(Missing::kBenchmarkValidator)},
-                                                         {"config", run_config},
-                                                         {"slave", missing(Missing::kSlaveMode)}};
-    const auto action = table.find(parameters.current().first);
-    if (action == table.end()) {
-        trel::Console::error_line("Invalid Parameter: " + parameters.current_raw());
-        trel::Console::fatal_exit(1);
+    for (const ActionRow& action : action_table()) {
+        if (action.word == parameters.current().first) {
+            action.run(parameters);
+            return;
+        }
     }
-    action->second(parameters);
+    refuse_action(parameters);
 }
 
 }  // namespace kalvor

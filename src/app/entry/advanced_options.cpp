@@ -17,7 +17,7 @@ ActionMenuEntry page(const char* name, void (*print)()) {
 
 // Keeps its place, so that the numbers of the other entries stay what they are.
 ActionMenuEntry missing(const char* name, trel::Console::ColorLetter color, const char* what) {
-    return {name, color, [what]() -> bool { not_available(what); }};
+    return {name, color, [what]() -> bool { not_available(what); }, false};
 }
 
 void print_own_hardware_features() {

@@ -1,57 +1,85 @@
 #include "app/entry/config_action.h"
 
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/menus/not_available.h"
 #include "app/session/custom_settings_object.h"
 #include "app/session/normal_float_session.h"
+#include "base/command_line/refusal.h"
+#include "base/command_line/shown_text.h"
+#include "base/config/section.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
+#include "base/errors/plain_words.h"
 #include "platform/fileio/settings_file.h"
 
 namespace kalvor {
 
 using trel::InvalidParametersException;
 using trel::CommandLine::ParameterList;
+using trel::CommandLine::quoted;
 using trel::Config::Object;
+using trel::Config::Section;
 
 namespace {
 
 constexpr const char* kFunction = "run_config()";
+constexpr const char* kSeeHelp = "See \"kalvor help config\".";
 
 // What an action of a settings file does: makes its job of the file's root object, to be run once it is known
 // to be sound.
 struct ConfigAction {
     const char* rejected;  // message when the settings cannot be used
+    bool available;
     std::function<ConfigJob(const Object& root)> build;
 };
 
 ConfigJob build_custom_compute(const Object& root) {
-    auto settings = std::make_shared<CustomSettings>(load_custom_settings(root.get_object("CustomCompute")));
+    const Section section = Section(root, "", known_custom_values).section("CustomCompute");
+    auto settings = std::make_shared<CustomSettings>(load_custom_settings(section.object()));
     return [settings] { NormalFloatSessionB(*settings).run(); };
 }
 
 // An action whose settings this version does not know how to use.
 auto build_missing(const char* key, const char* what) {
     return [key, what](const Object& root) -> ConfigJob {
-        (void)root.get_object(key);
+        (void)Section(root, "", {}).section(key);
         not_available(what);
     };
 }
 
+// "line 5" for people, who count from 1; `message` is "Line 4: ...".
+std::string place_of(const std::string& message) {
+    constexpr std::string_view kLine = "Line ";
+    if (!message.starts_with(kLine)) return "its form";
+    return "line " + std::to_string(std::strtoull(message.c_str() + kLine.size(), nullptr, 10) + 1);
+}
+
 const std::map<std::string, ConfigAction>& config_actions() {
     static const std::map<std::string, ConfigAction> actions = {
-        {"CustomCompute", {"Cannot run computation with these parameters.", build_custom_compute}},
+        {"CustomCompute", {"Cannot run computation with these parameters.", true, build_custom_compute}},
         {"BenchIO",
-         {"Cannot run benchmark with these parameters.", build_missing("BenchIO", Missing::kIoAnalysis)}},
+         {"Cannot run benchmark with these parameters.", false,
+          build_missing("BenchIO", Missing::kIoAnalysis)}},
         {"StressTest",
-         {"Cannot run stress test with these parameters.",
+         {"Cannot run stress test with these parameters.", false,
           build_missing("StressTest", Missing::kStressTester)}},
     };
     return actions;
+}
+
+std::vector<std::string> action_names() {
+    std::vector<std::string> names;
+    for (const auto& [name, action] : config_actions()) {
+        if (action.available) names.push_back(name);
+    }
+    return names;
 }
 
 }  // namespace
@@ -60,28 +88,66 @@ ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* r
     try {
         return build();
     } catch (const trel::Exception& e) {
+        const trel::Console::ErrorOutput errors;
+        const std::string words = trel::plain_words(e);
+        if (!words.empty()) trel::Console::error_line(words);
         e.print();
     } catch (const trel::ExpectedException& e) {
-        trel::Console::error_line(e.what());
+        trel::Console::print_problem(e.what());
     }
     throw InvalidParametersException(kFunction, rejected);
 }
 
+namespace {
+
+// The tree of the file. What is wrong with its form is told with the file and the line.
+std::unique_ptr<trel::Config::Node> load(const std::string& path) {
+    try {
+        auto root = trel::FileIO::load_config_file(path);
+        (void)root->as<Object>();
+        return root;
+    } catch (const trel::EndOfStreamException&) {
+        trel::Console::print_problem("The settings file " + quoted(path) +
+                                     " ends too early: a quote, bracket or brace is not closed.\n" +
+                                     kSeeHelp);
+        throw;
+    } catch (const trel::ParseException& e) {
+        trel::Console::print_problem("The settings file " + quoted(path) + " is wrong in " +
+                                     place_of(e.message) + ".\n" + kSeeHelp);
+        throw;
+    }
+}
+
+}  // namespace
+
 void run_config(ParameterList& parameters) {
     parameters.advance();
-    if (!parameters.has_more()) throw InvalidParametersException(kFunction, "Please specify a config file.");
+    if (!parameters.has_more()) {
+        trel::Console::print_problem(
+            std::string("config needs the path of a settings file: config <file>.\n") + kSeeHelp);
+        throw InvalidParametersException(kFunction, "Please specify a config file.");
+    }
     const std::string path = trel::FileIO::with_config_extension(parameters.current_raw());
     parameters.advance();
-
-    const auto root = trel::FileIO::load_config_file(path);
-    const Object& object = root->as<Object>();
-    const std::string& name = object.get_string("Action");
-    const auto action = config_actions().find(name);
-    if (action == config_actions().end()) {
-        throw InvalidParametersException(kFunction, "Invalid Action: " + name);
+    if (parameters.has_more()) {
+        throw trel::CommandLine::RefusedException(
+            "config: " + quoted(parameters.current_raw()) +
+            " stands behind the file. The settings are all in the file.\n" + kSeeHelp);
     }
-    const auto& [rejected, build] = action->second;
-    build_or_reject([&] { return build(object); }, rejected)();
+
+    const auto root = load(path);
+    const Section section(root->as<Object>(), "", [](const std::string& key) {
+        return key == "Action" ? action_names() : std::vector<std::string>();
+    });
+    const ConfigAction action = section.read([](const Object& object) -> const ConfigAction& {
+        const std::string& name = object.get_string("Action");
+        const auto found = config_actions().find(name);
+        if (found == config_actions().end()) {
+            throw InvalidParametersException(kFunction, "Invalid Action: " + trel::CommandLine::shown(name));
+        }
+        return found->second;
+    });
+    build_or_reject([&] { return action.build(section.object()); }, action.rejected)();
 }
 
 }  // namespace kalvor

@@ -7,12 +7,17 @@
 
 #include "app/entry/action_table.h"
 #include "app/entry/main_menu.h"
+#include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "base/command_line/console_settings.h"
+#include "base/command_line/refusal.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/crash_report.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 #include "os/console.h"
+#include "os/error.h"
 #include "os/process.h"
 #include "platform/sysinfo/feature_check.h"
 
@@ -26,6 +31,7 @@ namespace {
 void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
     trel::CommandLine::consume_console_options(parameters);
+    if (answer_help(parameters)) return;
     calls.install_crash_report();
     calls.set_process_priority(settings.process_priority);
     trel::print_feature_check(calls.detect_features(), settings.skip_warnings);
@@ -39,6 +45,23 @@ void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     }
 }
 
+// The sentence for the user, where there is one.
+void print_words(const std::string& words) {
+    if (!words.empty()) Console::error_line(words);
+}
+
+// A success whose results did not reach the user is none. A reader who has closed its end of a pipe has seen
+// what it wanted and needs no words.
+int shown_exit_code(int exit_code) {
+    const trel::os::OsError failure = Console::output_failed();
+    if (!failure || exit_code != kExitSuccess) return exit_code;
+    if (failure.category != trel::os::ErrorCategory::disconnected) {
+        Console::print_problem("What the program printed could not be shown in full: " +
+                               trel::os::system_error_text(failure.code) + ".");
+    }
+    return kExitFailure;
+}
+
 }  // namespace
 
 int run_reported(const std::function<void()>& body) {
@@ -46,10 +69,16 @@ int run_reported(const std::function<void()>& body) {
         body();
         return kExitSuccess;
     } catch (const trel::Exception& e) {
+        const Console::ErrorOutput errors;
+        print_words(trel::plain_words(e));
         e.print();
     } catch (const NotAvailableException& e) {
-        Console::error_line(e.what());
+        Console::print_problem(e.what());
+    } catch (const trel::CommandLine::RefusedException& e) {
+        Console::print_problem(e.what());
     } catch (const std::exception& e) {
+        const Console::ErrorOutput errors;
+        print_words(trel::plain_words(e));
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
     } catch (...) {
@@ -80,7 +109,7 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
     settings.started_from_existing_console = calls.started_from_existing_console();
     const std::optional<std::string> path = calls.executable_path();
     if (!path) {
-        Console::error_line("Failed to retrieve path.");
+        Console::print_problem("Failed to retrieve path.");
         Console::fatal_exit(kExitFailure);
     }
     settings.executable_path = *path;
@@ -88,12 +117,12 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
     ParameterList parameters(words);
     if (!settings.started_from_existing_console) calls.set_window_size(80, 25);
 
-    const int exit_code = run_reported([&] { run_main_body(parameters, calls); });
+    int exit_code = run_reported([&] { run_main_body(parameters, calls); });
     Console::set_color('w');
     Console::new_line();
     if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');
     Console::flush();
-    return exit_code;
+    return shown_exit_code(exit_code);
 }
 
 }  // namespace kalvor

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/hash/sha256.h"
 #include "os/file.h"
 #include "platform/fileio/raw_file.h"
@@ -44,8 +45,11 @@ void check_integrity(const std::string& path, const std::string& file) {
     if (readable.error.category == os::ErrorCategory::access_denied) return;
     if (!readable.error) (void)os::close_file(readable.handle);
     if (is_intact(file)) return;
-    trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
-    trel::Console::print_line("Please build or install Kalvor again.");
+    {
+        const trel::Console::ErrorOutput errors;
+        trel::Console::error_line("The program's file is damaged or was changed: " + path, true);
+        trel::Console::print_line("Please build or install Kalvor again.");
+    }
     trel::Console::fatal_exit(1);
 }
 

@@ -17,8 +17,42 @@ namespace Console = trel::Console;
 
 namespace {
 
-std::function<void()> missing(const char* what) {
-    return [what] { not_available(what); };
+MainMenuAction missing(const char* what) {
+    return {[what] { not_available(what); }, false};
+}
+
+// The menu's lines; those with a number belong to an entry.
+struct MenuLine {
+    Console::ColorLetter color;
+    int entry;  // -1: no entry's own line
+    const char* text;
+};
+
+constexpr MenuLine kMenu[] = {
+    {'T', 0, "  0         Benchmark Pi  (all in ram)"},
+    {'T', 1, "  1         Component Stress Tester"},
+    {'T', 2, "  2         Run I/O Performance Analysis"},
+    {' ', -1, ""},
+    {'Y', 3, "  3         Custom Compute a Constant"},
+    {'Y', -1, "                -   Compute other constants (e, Golden Ratio, etc...)"},
+    {'Y', -1, "                -   Choose your own settings (use disk for large computations)"},
+    {' ', -1, ""},
+    {'G', 4, "  4         BBP Digit Extractor for Pi"},
+    {'G', 5, "  5         Digit Viewer"},
+    {' ', -1, ""},
+    {'t', 6, "  6         Advanced Options"},
+    {'t', 7, "  7         About"},
+};
+
+void print_menu(const MainMenuActions& actions) {
+    for (const auto& [color, entry, text] : kMenu) {
+        const bool available = entry < 0 || actions[static_cast<size_t>(entry)].available;
+        Console::print_line(std::string(text) + (available ? "" : kNotAvailableYet),
+                            available ? color : kDim);
+    }
+    Console::set_color('w');
+    Console::print("\n\n");
+    Console::print_line("Enter your choice:");
 }
 
 }  // namespace
@@ -42,35 +76,19 @@ void print_banner() {
 
 void run_main_menu(const MainMenuActions& actions) {
     print_banner();
-    Console::set_color('T');
-    Console::print_line("  0         Benchmark Pi  (all in ram)");
-    Console::print_line("  1         Component Stress Tester");
-    Console::print_line("  2         Run I/O Performance Analysis");
-    Console::new_line();
-    Console::set_color('Y');
-    Console::print_line("  3         Custom Compute a Constant");
-    Console::print_line("                -   Compute other constants (e, Golden Ratio, etc...)");
-    Console::print_line("                -   Choose your own settings (use disk for large computations)");
-    Console::new_line();
-    Console::set_color('G');
-    Console::print_line("  4         BBP Digit Extractor for Pi");
-    Console::print_line("  5         Digit Viewer");
-    Console::new_line();
-    Console::set_color('t');
-    Console::print_line("  6         Advanced Options");
-    Console::print_line("  7         About");
-    Console::set_color('w');
-    Console::print("\n\n");
-    Console::print_line("Enter your choice:");
-    const auto choice = trel::Prompt::read_integer_in_range("option: ", 0, 7, 'T');
-    actions[static_cast<size_t>(choice)]();
+    for (;;) {
+        print_menu(actions);
+        const auto choice = trel::Prompt::read_integer_in_range("option: ", 0, 7, 'T');
+        if (leads_on(actions[static_cast<size_t>(choice)].run)) return;
+    }
 }
 
 void run_main_menu() {
     run_main_menu({missing(Missing::kBenchmarkPi), missing(Missing::kStressTester),
-                   missing(Missing::kIoAnalysis), print_usage, missing(Missing::kBbpExtractor),
-                   missing(Missing::kDigitViewer), [] { show_action_menu(advanced_options_menu(), false); },
-                   print_about_page});
+                   missing(Missing::kIoAnalysis), MainMenuAction{print_usage},
+                   missing(Missing::kBbpExtractor), missing(Missing::kDigitViewer),
+                   MainMenuAction{[] { show_action_menu(advanced_options_menu(), false); }},
+                   MainMenuAction{print_about_page}});
 }
 
 }  // namespace kalvor

@@ -8,12 +8,17 @@ namespace kalvor {
 
 void print_banner();
 
-// Banner, menu, choice; runs the chosen entry and returns. Throws EndOfStreamException when nobody answers,
-// NotAvailableException for an entry that this version does not have, and what the entry throws.
+// Banner, menu, choice; runs the chosen entry and returns. An entry that this version does not have says so
+// and leads back to the menu. Throws EndOfStreamException when nobody answers, and what the entry throws.
 void run_main_menu();
 
-// What the entries 0 to 7 do.
-using MainMenuActions = std::array<std::function<void()>, 8>;
+// What an entry of the menu does.
+struct MainMenuAction {
+    std::function<void()> run;
+    bool available = true;  // false: shown dim; run() throws NotAvailableException
+};
+// The entries 0 to 7.
+using MainMenuActions = std::array<MainMenuAction, 8>;
 void run_main_menu(const MainMenuActions& actions);
 
 }  // namespace kalvor

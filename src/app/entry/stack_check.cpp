@@ -1,6 +1,6 @@
 #include "app/entry/stack_check.h"
 
-#include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/console/format.h"
 
 namespace kalvor {
@@ -8,9 +8,8 @@ namespace kalvor {
 bool check_stack(trel::u64 limit) {
     if (limit == 0 || limit >= kLeastStack) return true;
     const auto kibibytes = [](trel::u64 bytes) { return trel::Console::format_commas(bytes >> 10) + " KiB"; };
-    trel::Console::error_line("The stack is limited to " + kibibytes(limit) + "; Kalvor needs " +
-                              kibibytes(kLeastStack) + ".\nRun \"ulimit -s 8192\" and try again.");
-    trel::Console::flush();
+    trel::Console::print_problem("The stack is limited to " + kibibytes(limit) + "; Kalvor needs " +
+                                 kibibytes(kLeastStack) + ".\nRun \"ulimit -s 8192\" and try again.");
     return false;
 }
 

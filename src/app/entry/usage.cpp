@@ -1,66 +1,146 @@
 #include "app/entry/usage.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "app/entry/action_table.h"
+#include "app/session/custom_options.h"
+#include "base/command_line/option_table.h"
+#include "base/command_line/shown_text.h"
+#include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
-#include "platform/memory/allocator.h"
-#include "platform/parallel/framework_registry.h"
 
 namespace kalvor {
 
+namespace Console = trel::Console;
+using trel::CommandLine::help_lines;
+using trel::CommandLine::OptionText;
+using trel::CommandLine::ParameterList;
+
 namespace {
 
-// "a, b, c"
-std::string list_of(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
+// Read by base/command_line, which knows no pages.
+const OptionText kConsoleOptions[] = {
+    {"pause", ":<n>",
+     "wait for a key at the end: 1 always, -1 after a\n                            failure, -2 never", ""},
+    {"priority", ":<n>", "-2 idle ... 3 realtime", ""},
+    {"colors", ":<switch>", "coloured text", ""},
+    {"PII", ":<switch>", "show what identifies the machine in reports", ""},
+    {"height", ":<rows>", "window height", ""},
+    {"skip-warnings", "", "no pause after the processor check", ""},
+};
+
+constexpr const char* kConfigPage = "config";
+constexpr const char* kCustomPage = "custom";
+
+void print_lines(const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) Console::print_line(line);
+}
+
+void print_custom_options() {
+    const CustomChoices defaults;
+    for (const auto& row : custom_option_table()) {
+        print_lines(help_lines(row.text, row.names ? row.names(defaults) : std::vector<std::string>()));
+    }
+}
+
+void print_config_help() {
+    print_lines({"Usage:  kalvor [console options] config <file>", "",
+                 "Runs what the settings file describes. \".cfg\" may be left out.",
+                 "docs/sample.cfg of the sources is a file that works; docs/formats.md tells the", "form.",
+                 ""});
+}
+
+bool is_help_word(const std::string& word) {
+    return word == "--help" || word == "-h" || word == "-help" || word == "-?" || word == "/?";
+}
+
+void print_page(const std::string& page) {
+    const std::vector<std::string> pages = {kCustomPage, kConfigPage};
+    if (page == kCustomPage) {
+        print_custom_help();
+    } else if (page == kConfigPage) {
+        print_config_help();
+    } else {
+        const auto& actions = action_table();
+        const bool action = std::any_of(actions.begin(), actions.end(),
+                                        [&](const ActionRow& row) { return row.word == page; });
+        if (!action && !is_help_word(page) && page != "help") {
+            throw trel::CommandLine::RefusedException(
+                "help: " + trel::CommandLine::quoted(page) +
+                " is not a page. Known: " + trel::CommandLine::list_of(pages) + "." +
+                trel::CommandLine::did_you_mean(trel::CommandLine::nearest_name(page, pages)) + "\n" +
+                trel::CommandLine::see_help("help"));
+        }
+        print_usage();
+    }
+}
+
+// Whether a word behind the action asks for its page. What "-o" takes does not.
+bool asks_behind_action(const std::vector<std::string>& words, size_t action) {
+    for (size_t i = action + 1; i < words.size(); i++) {
+        if (is_help_word(words[i]) && words[i - 1] != "-o") return true;
+    }
+    return words.size() == action + 2 && words[action + 1] == "help";
 }
 
 }  // namespace
 
-void print_usage() {
-    namespace Console = trel::Console;
+void print_version() {
     Console::print("Kalvor v", 'g');
     Console::print_line(trel::kVersion.text(), 'w');
-    Console::new_line();
-    const std::string frameworks = "                            " + list_of(trel::framework_names());
-    const std::string allocators = "                            " + list_of(trel::allocator_names());
-    for (const char* line :
-         {"Usage:  kalvor [console options] action [options]",
-          "",
-          "Actions:",
-          "    custom pi [options]     compute Pi and write its digits",
-          "    config <file>           what a settings file (\".cfg\") describes",
-          "    about                   what this program is",
-          "",
-          "Options of \"custom\":",
-          "    -dec:<n>                decimal digits (suffixes k, m, b, t; default 50m)",
-          "    -hex:<0|1>              also write hexadecimal digits",
-          "    -algorithm:<n>          0 chudnovsky, 1 ramanujan, 2 and 3 the same with less memory",
-          "    -o <folder>             where the digits go (made when it is missing)",
-          "    -od:<0|1>               write digits or not",
-          "    -verify:<0|1>           check conversion and files",
-          "    -TD:<n>                 tasks that work is split into, 1 to 65536",
-          "    -PF:<name>              parallel framework:",
-          frameworks.c_str(),
-          "    -MA:<name>              memory allocator:",
-          allocators.c_str(),
-          "    -mode:ram               everything in memory",
-          "",
-          "Console options (before the action):",
-          "    pause:<n>               1 always waits for a key at the end, -1 after a failure, -2 never",
-          "    priority:<n>            -2 idle ... 3 realtime",
-          "    colors:<0|1>            coloured text",
-          "    PII:<0|1>               show what identifies the machine in reports",
-          "    height:<rows>           window height",
-          "    skip-warnings           no pause after the processor check",
-          "",
-          "Example:  kalvor custom pi -dec:10m -o out"}) {
-        Console::print_line(line);
+}
+
+void print_usage() {
+    print_version();
+    print_lines({"", "Usage:  kalvor [console options] action [options]", "", "Actions:"});
+    for (const ActionRow& action : action_table()) {
+        print_lines(help_lines({action.form, "", action.help, ""}, {}));
     }
+    print_lines({"    help [custom|config]    this page, or one on an action",
+                 "    version                 the version alone", "", "Options of \"custom\":"});
+    print_custom_options();
+    print_lines({"", "Console options (before the action):"});
+    for (const OptionText& option : kConsoleOptions) print_lines(help_lines(option, {}));
+    print_lines({"", "Example:  kalvor custom pi -dec:10m -o out"});
+}
+
+void print_custom_help() {
+    print_lines({"Usage:  kalvor [console options] custom <constant> [options]", "",
+                 "Constants:  " + trel::CommandLine::list_of(constant_tokens()), "",
+                 "Options, in any order:"});
+    print_custom_options();
+    print_lines(
+        {"", "Values:", "    <n>       1000000, 1,000,000, 1_000_000, 1.5m, 1e6; suffixes k m b (g) t",
+         "    <switch>  1 or 0, on or off, yes or no, true or false; no value: on", "",
+         "Examples:", "    kalvor custom pi -dec:1m -o out", "    kalvor custom pi -dec:100m -hex -threads:8",
+         "    kalvor custom pi -dec:10m -od:off -algorithm:ramanujan"});
+}
+
+bool answer_help(ParameterList& parameters) {
+    if (!parameters.has_more()) return false;
+    const std::string word = parameters.current_raw();
+    if (word == "version" || word == "--version" || word == "-version" || word == "-v" || word == "-V") {
+        print_version();
+        return true;
+    }
+    if (word == "help" || is_help_word(word)) {
+        const std::string* const page = parameters.next();
+        if (page) {
+            print_page(*page);
+        } else {
+            print_usage();
+        }
+        return true;
+    }
+    const auto& actions = action_table();
+    const bool action =
+        std::any_of(actions.begin(), actions.end(), [&](const ActionRow& row) { return row.word == word; });
+    if (!action || !asks_behind_action(parameters.words(), parameters.position())) return false;
+    print_page(word);
+    return true;
 }
 
 }  // namespace kalvor

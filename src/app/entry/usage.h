@@ -1,8 +1,21 @@
-// How to call the program, shown for "custom" without a constant and by the main menu's entry for it.
+// How to call the program: the help pages.
 #pragma once
+
+#include "base/command_line/parameter_list.h"
 
 namespace kalvor {
 
+// Everything: actions, options, console options. Shown for "custom" without a constant, by the main menu's
+// entry for it, and for "help".
 void print_usage();
+// The page "help custom": the options with the rules of their values and examples.
+void print_custom_help();
+
+void print_version();
+
+// Answers "help", "--help", "-h", "help custom", "custom --help", "version", "--version" and the like when
+// the words from the cursor on ask for it; false when they do not. Throws RefusedException for a page that
+// does not exist.
+bool answer_help(trel::CommandLine::ParameterList& parameters);
 
 }  // namespace kalvor

@@ -1,5 +1,6 @@
 #include "app/menus/action_menu.h"
 
+#include "app/menus/not_available.h"
 #include "base/prompt/prompt.h"
 #include "os/types.h"
 
@@ -17,6 +18,14 @@ void print_row(size_t index, const std::string& name, Console::ColorLetter color
     Console::print_line(name, color);
 }
 
+void print_entry(size_t index, const ActionMenuEntry& entry) {
+    if (entry.available) {
+        print_row(index, entry.name, entry.color);
+    } else {
+        print_row(index, entry.name + kNotAvailableYet, kDim);
+    }
+}
+
 void run_entry(const ActionMenuEntry& entry) {
     if (entry.run()) return;
     Console::error_line("Tests Failed");
@@ -25,21 +34,29 @@ void run_entry(const ActionMenuEntry& entry) {
 
 }  // namespace
 
-void show_action_menu(const ActionMenu& menu, bool offer_run_all) {
+namespace {
+
+// One showing and one choice; false when the menu is to be shown again.
+bool show_once(const ActionMenu& menu, bool offer_run_all) {
     const size_t first = offer_run_all ? 1 : 0;
     Console::print_line(menu.title, 'P');
     Console::new_line();
     if (offer_run_all) print_row(0, "Run All", 'w');
-    for (size_t i = 0; i < menu.entries.size(); i++) {
-        print_row(first + i, menu.entries[i].name, menu.entries[i].color);
-    }
+    for (size_t i = 0; i < menu.entries.size(); i++) print_entry(first + i, menu.entries[i]);
     Console::new_line();
     const i64 last = static_cast<i64>(menu.entries.size() + first) - 1;
     const size_t choice = static_cast<size_t>(trel::Prompt::read_integer_in_range("option: ", 0, last, 'T'));
-    if (choice >= first) {
-        run_entry(menu.entries[choice - first]);
-    } else {
-        for (const ActionMenuEntry& entry : menu.entries) run_entry(entry);
+    if (choice >= first) return leads_on([&] { run_entry(menu.entries[choice - first]); });
+    for (const ActionMenuEntry& entry : menu.entries) {
+        if (entry.available) run_entry(entry);
+    }
+    return true;
+}
+
+}  // namespace
+
+void show_action_menu(const ActionMenu& menu, bool offer_run_all) {
+    while (!show_once(menu, offer_run_all)) {
     }
 }
 

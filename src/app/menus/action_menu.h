@@ -13,6 +13,7 @@ struct ActionMenuEntry {
     std::string name;
     trel::Console::ColorLetter color;
     std::function<bool()> run;  // false: it failed
+    bool available = true;      // false: shown dim; its run() says so by NotAvailableException
 };
 
 struct ActionMenu {
@@ -21,8 +22,8 @@ struct ActionMenu {
 };
 
 // Shows the menu, reads a choice and runs the entry, or with "Run All" (choice 0, the entries then begin at
-// 1) every entry in order. After one that fails it prints "Tests Failed" and pauses. Throws
-// EndOfStreamException when nobody answers.
+// 1) every available entry in order. After one that fails it prints "Tests Failed" and pauses. An entry that
+// is not available says so and leads back to the menu. Throws EndOfStreamException when nobody answers.
 void show_action_menu(const ActionMenu& menu, bool offer_run_all);
 
 }  // namespace kalvor

@@ -1,6 +1,7 @@
 // What a menu entry or an action answers that this version does not have.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "base/errors/expected_exceptions.h"
@@ -12,6 +13,14 @@ TREL_EXPECTED_EXCEPTION(NotAvailableException);
 
 // Throws NotAvailableException "<what> is not available in this version.".
 [[noreturn]] void not_available(const std::string& what);
+
+// How menus show an entry that is missing: behind its name, in this colour.
+inline constexpr const char* kNotAvailableYet = "  (not available yet)";
+inline constexpr char kDim = 'd';
+
+// Runs what a menu's entry does. False when that is not available: the error line is printed, and the menu
+// comes again.
+bool leads_on(const std::function<void()>& run);
 
 // What is missing, by the names that menus, action words and settings files answer with.
 namespace Missing {

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "arith/estimate/double_double.h"
+#include "base/console/format.h"
 
 namespace kalvor {
 
@@ -26,6 +27,10 @@ u64 hexadecimal_from_decimal(u64 decimal_digits) {
     return static_cast<u64>(static_cast<i64>(high) + low) + 1;
 }
 
+std::string said(u64 decimal_digits) {
+    return " That is " + trel::Console::format_commas(decimal_digits) + " decimal digits.";
+}
+
 }  // namespace
 
 ComputeSize ComputeSize::from_decimal(u64 decimal_digits) {
@@ -35,11 +40,11 @@ ComputeSize ComputeSize::from_decimal(u64 decimal_digits) {
 
 u64 clamp_decimal_digits(i64 digits, u64 maximum, std::string& warning) {
     if (digits < static_cast<i64>(kMinimumDecimalDigits)) {
-        warning = "Precision below minimum. Adjusting to minimum.";
+        warning = "Precision below minimum. Adjusting to minimum." + said(kMinimumDecimalDigits);
         return kMinimumDecimalDigits;
     }
     if (static_cast<u64>(digits) > maximum) {
-        warning = "Precision above maximum: Clipping to maximum.";
+        warning = "Precision above maximum: Clipping to maximum." + said(maximum);
         return maximum;
     }
     warning.clear();

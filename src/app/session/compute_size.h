@@ -17,7 +17,8 @@ struct ComputeSize {
 
 inline constexpr trel::u64 kMinimumDecimalDigits = 100;
 
-// Clamps a digit count to [100, maximum]; `warning` receives the text of the warning or becomes empty.
+// Clamps a digit count to [100, maximum]; `warning` receives the text of the warning, which says to
+// what, or becomes empty.
 trel::u64 clamp_decimal_digits(trel::i64 digits, trel::u64 maximum, std::string& warning);
 
 }  // namespace kalvor

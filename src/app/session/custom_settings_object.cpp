@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "base/command_line/shown_text.h"
+#include "base/config/section.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/memory/allocator.h"
@@ -9,33 +11,44 @@
 namespace kalvor {
 
 using trel::InvalidParametersException;
+using trel::Config::NodeType;
 using trel::Config::Object;
+using trel::Config::Section;
 
 namespace {
 
-void load_constant(CustomSettings& settings, const Object& object) {
+void load_constant(CustomSettings& settings, const Section& section) {
     constexpr const char* kContext = "Custom Compute";
-    settings.constant = make_constant(object.get_string("Constant", kContext));
-    settings.constant->select_algorithm(object.get_string("Algorithm", kContext));
+    section.read([&](const Object& object) {
+        settings.constant = make_constant(object.get_string("Constant", kContext));
+        // A number is its text: "1" is a token too.
+        const trel::Config::Node& algorithm = object.get("Algorithm");
+        settings.constant->select_algorithm(algorithm.type() == NodeType::integer
+                                                ? std::to_string(algorithm.as<trel::Config::Integer>().value)
+                                                : algorithm.as<trel::Config::String>(kContext).value);
+    });
 }
 
-void load_size(CustomSettings& settings, const Object& object) {
+void load_size(CustomSettings& settings, const Section& section) {
     constexpr const char* kContext = "Computation Size";
-    settings.set_decimal_digits(object.get_integer("DecimalDigits", kContext));
-    settings.enable_hex = object.get_bool("EnableHexDigits", kContext);
+    section.read([&](const Object& object) {
+        settings.set_decimal_digits(object.get_integer("DecimalDigits", kContext));
+        settings.enable_hex = object.get_bool("EnableHexDigits", kContext);
+    });
 }
 
-void load_output(CustomSettings& settings, const Object& object) {
+void load_output(CustomSettings& settings, const Section& section) {
     constexpr const char* kContext = "Output Format";
-    settings.path = object.get_string("Path", kContext);
-    settings.output_enable = object.get_bool("OutputEnable", kContext);
-    settings.digits_per_file = object.get_integer("DigitsPerFile", kContext);
-    trel::FileIO::prepare_output_folder(settings.path);
-    settings.check_compression();
-    if (settings.digits_per_file != 0) {
-        throw InvalidParametersException(
-            "", "Compressed digit files are not available in this version. Use \"DigitsPerFile : 0\".");
-    }
+    section.read([&](const Object& object) {
+        settings.path = object.get_string("Path", kContext);
+        settings.output_enable = object.get_bool("OutputEnable", kContext);
+        settings.digits_per_file = object.get_integer("DigitsPerFile", kContext);
+        settings.check_compression();
+        if (settings.digits_per_file != 0) {
+            throw InvalidParametersException(
+                "", "Compressed digit files are not available in this version. Use \"DigitsPerFile : 0\".");
+        }
+    });
 }
 
 void check_mode(const std::string& mode) {
@@ -44,22 +57,42 @@ void check_mode(const std::string& mode) {
         throw InvalidParametersException(
             "", "Swap mode is not available in this version. Use \"Mode : \"ram\"\".");
     }
-    throw InvalidParametersException("", "Invalid Mode: " + mode);
+    throw InvalidParametersException("", "Invalid Mode: " + trel::CommandLine::shown(mode));
 }
 
 }  // namespace
 
+std::vector<std::string> known_custom_values(const std::string& key) {
+    if (key == "Constant") return constant_tokens();
+    if (key == "Algorithm") return make_constant(constant_tokens().front())->algorithm_tokens();
+    if (key == "Mode") return {"ram"};
+    if (key == "Framework") return trel::framework_names();
+    if (key == "Allocator") return trel::allocator_names();
+    return {};
+}
+
 CustomSettings load_custom_settings(const Object& object) {
-    object.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism",
-                       "Allocator", "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
+    const Section section(object, "CustomCompute", known_custom_values);
+    section.read([](const Object& o) {
+        o.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator",
+                      "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
+    });
     CustomSettings settings;
-    load_constant(settings, object.get_object("Constant", "Custom Compute"));
-    load_size(settings, object.get_object("ComputeSize", "Computation Size"));
-    load_output(settings, object.get_object("Output", "Output Format"));
-    settings.output_verify = object.get_bool("OutputVerify", "Custom Compute");
-    check_mode(object.get_string("Mode"));
-    settings.parallelism = trel::ParallelismSettings::parse(object.get("Parallelism"));
-    settings.allocator = trel::make_allocator_config(object.get("Allocator"));
+    load_constant(settings, section.section("Constant", "Custom Compute"));
+    load_size(settings, section.section("ComputeSize", "Computation Size"));
+    load_output(settings, section.section("Output", "Output Format"));
+    section.read([&](const Object& o) {
+        settings.output_verify = o.get_bool("OutputVerify", "Custom Compute");
+        check_mode(o.get_string("Mode"));
+    });
+    section.section("Parallelism", "Parallel Framework").read([&](const Object& parallelism) {
+        settings.parallelism = trel::ParallelismSettings::parse(parallelism);
+    });
+    section.section("Allocator", "Memory Allocator").read([&](const Object& allocator) {
+        settings.allocator = trel::make_allocator_config(allocator);
+    });
+    // Last: settings that are refused leave nothing behind.
+    trel::FileIO::prepare_output_folder(settings.path);
     return settings;
 }
 

@@ -2,13 +2,27 @@
 
 #include <algorithm>
 
+#include "base/command_line/option_table.h"
+#include "base/command_line/value_text.h"
 #include "os/console.h"
 
 namespace trel::CommandLine {
 namespace {
 
-i32 small_integer(const std::string& value) {
-    return static_cast<i32>(std::clamp<i64>(parse_scaled_integer(value), -2147483647 - 1, 2147483647));
+constexpr const char* kPage = "help";
+
+// The value of an option as it is read for every option.
+i32 small_integer(const char* option, const std::string& value) {
+    const OptionText text{option, ":<n>", "", "Write a number, such as 1 or -2."};
+    constexpr i64 kMost = 2147483647;
+    if (value.empty()) throw RefusedException(missing_value(text, "", kPage));
+    const std::optional<i64> number = parse_count(value);
+    if (!number) throw RefusedException(refused_value(text, value, " is not a number. " + text.right, kPage));
+    return static_cast<i32>(std::clamp<i64>(*number, -kMost - 1, kMost));
+}
+
+bool on_or_off(const char* option, const std::string& value) {
+    return value.empty() || switch_of({option, ":<switch>", "", ""}, value, kPage);
 }
 
 }  // namespace
@@ -23,23 +37,20 @@ const ConsoleOptionTable& console_option_table() {
         {"pause",
          [](const std::string& value) {
              ConsoleSettings& settings = console_settings();
-             settings.exit_pause_level = small_integer(value);
+             settings.exit_pause_level = small_integer("pause", value);
              if (settings.exit_pause_level < -1) settings.pause_before_fatal_exit = false;
          }},
         {"priority",
          [](const std::string& value) {
-             console_settings().process_priority = small_integer(value);
+             console_settings().process_priority = small_integer("priority", value);
              console_settings().process_priority_given = true;
          }},
         {"colors",
-         [](const std::string& value) {
-             console_settings().colors_enabled = parse_scaled_integer(value) > 0;
-         }},
-        {"PII",
-         [](const std::string& value) { console_settings().include_pii = parse_scaled_integer(value) > 0; }},
+         [](const std::string& value) { console_settings().colors_enabled = on_or_off("colors", value); }},
+        {"PII", [](const std::string& value) { console_settings().include_pii = on_or_off("PII", value); }},
         {"height",
          [](const std::string& value) {
-             const i32 rows = small_integer(value);
+             const i32 rows = small_integer("height", value);
              if (rows > 0) os::set_window_size(80, static_cast<u32>(rows));
          }},
         {"skip-warnings", [](const std::string&) { console_settings().skip_warnings = true; }},

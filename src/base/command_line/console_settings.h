@@ -35,7 +35,8 @@ using ConsoleOptionTable = std::map<std::string, std::function<void(const std::s
 // "pause", "priority", "colors", "PII", "height", "skip-warnings".
 const ConsoleOptionTable& console_option_table();
 
-// Consumes console options up to the first word that is none.
+// Consumes console options up to the first word that is none. Throws RefusedException for a value that is not
+// a number or a switch.
 void consume_console_options(ParameterList& parameters);
 
 // Everything up to the last '/' or '\', which is kept; empty without one.

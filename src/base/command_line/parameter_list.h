@@ -35,8 +35,12 @@ class ParameterList {
     const std::string& current_value() const { return current().second; }
     const std::string& current_raw() const;
     void advance();
+    // The word behind the next one, as it was typed; null when there is none.
+    const std::string* next() const { return cursor_ + 1 < words_.size() ? &words_[cursor_ + 1] : nullptr; }
 
     const std::vector<std::string>& words() const { return words_; }
+    // Of the next word among words().
+    u64 position() const { return cursor_; }
 
   private:
     void require_more() const;
@@ -46,9 +50,10 @@ class ParameterList {
     u64 cursor_ = 1;
 };
 
-// The number rule of command-line values: an optional '-', decimal digits, and one of k m b t (either case)
-// for 10^3, 10^6, 10^9, 10^12; whatever follows is ignored. No digits: 0. Values past the ends of the type
-// are clamped.
+// The lenient number rule, which reads something from every text: an optional '-', decimal digits, and one of
+// k m b t (either case) for 10^3, 10^6, 10^9, 10^12; whatever follows is ignored. No digits: 0. Values past
+// the ends of the type are clamped. Values of options are read by parse_count() (value_text.h), which agrees
+// with it where both read the whole text and refuses the rest.
 i64 parse_scaled_integer(const std::string& text);
 
 }  // namespace trel::CommandLine

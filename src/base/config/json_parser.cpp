@@ -14,7 +14,7 @@ class JsonParser {
         in_.skip_whitespace();
         switch (in_.peek()) {
             case '"':
-                return std::make_unique<String>(in_.read_string());
+                return std::make_unique<String>(in_.read_json_string());
             case '[':
                 return array();
             case '{':
@@ -87,7 +87,7 @@ class JsonParser {
             if (taken == 0) continue;
             if (in_.peek() != '"') in_.fail("Expected object key string.");
             if (expect == Expect::comma) in_.fail("Expected ',' before object key string.");
-            std::string key = in_.read_string();
+            std::string key = in_.read_json_string();
             in_.skip_whitespace();
             if (in_.peek() != ':') in_.fail("Expected colon after object key string.");
             in_.skip();

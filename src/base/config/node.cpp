@@ -139,6 +139,7 @@ Array& Object::add_array(std::string key, std::string comment) {
 // ---- reading
 
 const Node& Object::get(std::string_view key) const {
+    last_key_ = key;
     const auto found = index_.find(key);
     if (found == index_.end()) throw KeyNotFoundException("", std::string(key));
     return *found->second->value;
@@ -165,6 +166,7 @@ bool Object::get_bool(std::string_view key, std::string_view context) const {
 void Object::check_keys(std::initializer_list<std::string_view> allowed) const {
     for (const auto& entry : entries_) {
         if (std::find(allowed.begin(), allowed.end(), entry->key) == allowed.end()) {
+            last_key_ = entry->key;
             throw InvalidParametersException("", "Invalid Key: " + entry->key);
         }
     }

@@ -157,6 +157,9 @@ class Object final : public Node {
     // "true" or "false"; anything else is a ParseException "Expected true or false.".
     bool get_bool(std::string_view key, std::string_view context = {}) const;
 
+    // The key that get() and its kin were asked for last, found or not; empty before the first. For messages.
+    const std::string& last_key() const { return last_key_; }
+
     // Throws InvalidParametersException "Invalid Key: " and the first key that is not allowed.
     void check_keys(std::initializer_list<std::string_view> allowed) const;
 
@@ -168,6 +171,7 @@ class Object final : public Node {
 
     std::vector<std::unique_ptr<Entry>> entries_;
     std::map<std::string_view, Entry*> index_;  // views of the entries' keys
+    mutable std::string last_key_;
 };
 
 }  // namespace trel::Config

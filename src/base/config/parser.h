@@ -1,5 +1,6 @@
 // Text to tree. Both forms share strings, integers and "//" comments; acfg has bare keys and no commas, JSON
-// is strict about its commas and knows no true, false or null.
+// is strict about its commas, reads the escapes of JSON in its strings (which it must, to read what is
+// written: every control character is escaped) and knows no true, false or null.
 //
 // Errors: ParseException "Line N: ..." with N line feeds before the place (the first line is 0), and
 // EndOfStreamException "Unexpected end of stream." for a text that ends too early. A NUL ends the text; what

@@ -35,6 +35,9 @@ class TextCursor {
 
     // From the opening quote on; steps past the closing one.
     std::string read_string();
+    // The same with the escapes of JSON beside these two: \/ \b \f \n \r \t and \u with four hexadecimal
+    // digits, in pairs for characters beyond 16 bits. Half a pair becomes U+FFFD.
+    std::string read_json_string();
     // The character behind a backslash, which comes next: a quote or a backslash.
     char read_escape();
     // "-" and digits, each of which may be missing. The caller checks what follows.
@@ -48,6 +51,11 @@ class TextCursor {
 
   private:
     [[noreturn]] void end_of_stream() const;
+    // Names the character that comes next, every byte of it.
+    [[noreturn]] void refuse_escape() const;
+    void read_json_escape(std::string& out);
+    // Four hexadecimal digits.
+    u32 read_code_unit();
 
     const char* function_;
     std::string_view text_;

@@ -26,6 +26,32 @@ void append_quoted(std::string& out, const std::string& text) {
     out += '"';
 }
 
+// JSON readers refuse raw control characters.
+void append_json_quoted(std::string& out, const std::string& text) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    out += '"';
+    for (const char c : text) {
+        const u8 byte = static_cast<u8>(c);
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (byte < 0x20 || byte == 0x7F) {
+            out += "\\u00";
+            out += kDigits[byte >> 4];
+            out += kDigits[byte & 15];
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
+}
+
 // One "//" line for each line of the comment.
 void append_comment(std::string& out, const std::string& comment, u64 level) {
     out += kLineEnd;
@@ -54,7 +80,7 @@ void String::append_acfg(std::string& out, u64) const {
     append_quoted(out, value);
 }
 void String::append_json(std::string& out, bool trailing_comma, u64) const {
-    append_quoted(out, value);
+    append_json_quoted(out, value);
     if (trailing_comma) out += ',';
 }
 
@@ -139,9 +165,8 @@ void Object::append_json(std::string& out, bool trailing_comma, u64 level) const
     out += kLineEnd;
     for (size_t i = 0; i < entries_.size(); i++) {
         append_blanks(out, level + 1);
-        out += '"';
-        out += entries_[i]->key;
-        out += "\": ";
+        append_json_quoted(out, entries_[i]->key);
+        out += ": ";
         entries_[i]->value->append_json(out, i + 1 != entries_.size(), level + 1);
         end_line(out);
     }

@@ -3,8 +3,10 @@
 #include <atomic>
 
 #include "base/command_line/console_settings.h"
+#include "base/console/error_output.h"
 #include "os/console.h"
 #include "os/environment.h"
+#include "os/error_console.h"
 #include "os/process.h"
 
 namespace trel::Console {
@@ -29,18 +31,54 @@ class StandardOutput final : public Sink {
     bool colors_;
 };
 
+// Keys and lines come from the standard input as ever.
+class StandardError final : public Sink {
+  public:
+    StandardError()
+        : terminal_(os::stderr_is_terminal()),
+          colors_(terminal_ && os::environment_variable("NO_COLOR").value_or("").empty()) {}
+
+    void write(std::string_view text) override { os::write_stderr(text); }
+    void set_color(ColorLetter color) override {
+        if (colors_) os::set_stderr_color(color);
+    }
+    bool is_terminal() const override { return terminal_; }
+    bool wait_for_key() override { return os::wait_for_key(); }
+    bool read_line(std::string& line) override { return os::read_line(line); }
+
+  private:
+    bool terminal_;
+    bool colors_;
+};
+
 std::atomic<Sink*> installed{nullptr};
 std::atomic<u64> pauses{0};
+thread_local int error_outputs = 0;  // how many ErrorOutputs of this thread live
 
 Sink& sink() {
     if (Sink* s = installed.load(std::memory_order_acquire)) return *s;
     static StandardOutput standard_output;
+    static StandardError standard_error;
+    if (error_outputs != 0) return standard_error;
     return standard_output;
 }
 
 }  // namespace
 
 Sink::~Sink() = default;
+
+ErrorOutput::ErrorOutput() {
+    flush();
+    error_outputs++;
+}
+ErrorOutput::~ErrorOutput() {
+    error_outputs--;
+}
+
+void print_problem(std::string_view sentence) {
+    const ErrorOutput errors;
+    error_line(sentence);
+}
 
 Sink* set_sink(Sink* sink) {
     return installed.exchange(sink, std::memory_order_acq_rel);

@@ -14,8 +14,8 @@
 
 namespace trel::Console {
 
-// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'w' (and any other letter) default, ' '
-// unchanged.
+// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'd' dim, 'w' (and any other letter) default,
+// ' ' unchanged.
 using ColorLetter = char;
 
 struct ColoredText {

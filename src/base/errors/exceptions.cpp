@@ -1,9 +1,14 @@
 #include "base/errors/exceptions.h"
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "os/path_kind.h"
 
 namespace trel {
+
+using CommandLine::shown_lines;
+
 namespace {
 
 // ---- the pieces of a report; everything stays in the red that begin_report() set
@@ -28,6 +33,12 @@ void print_function(const std::string& function) {
     Console::new_line();
 }
 
+// Never empty: the current folder has a name.
+std::string shown_path(const std::string& path) {
+    constexpr u64 kLongestPath = 1000;
+    return CommandLine::shown(path.empty() ? os::absolute_path(path) : path, kLongestPath);
+}
+
 void print_number(const char* label, u64 value, u64 width = kWidth) {
     Console::aligned_line(label, width, Console::format_commas(value));
 }
@@ -50,9 +61,9 @@ void print_raid(const Exception& e, const std::string& function, const std::stri
                 const std::string& path, u32 error_code) {
     begin_report(e, "Raid03 Exception Encountered");
     print_system_error_head(function, true, error_code);
-    Console::aligned_line("Path: ", kWidth, path);
+    Console::aligned_line("Path: ", kWidth, shown_path(path));
     Console::new_line();
-    Console::print_line(message);
+    Console::print_line(shown_lines(message));
     end_report();
 }
 
@@ -70,14 +81,14 @@ void StringException::print() const {
 
 void StringException::print_body() const {
     print_function(function);
-    Console::print_line(message);
+    Console::print_line(shown_lines(message));
 }
 
 void ConvolutionTooSmallException::print_body() const {
     constexpr u64 kWide = 24;
     print_function(function);
     Console::print_line("Limit Exceeded:");
-    if (!message.empty()) Console::aligned_line("    Message: ", kWide, message);
+    if (!message.empty()) Console::aligned_line("    Message: ", kWide, shown_lines(message));
     if (convolution_size == 0 && requested_size == 0) return;
     print_number("    Convolution Size: ", convolution_size, kWide);
     print_number("    Requested Size: ", requested_size, kWide);
@@ -95,7 +106,7 @@ void ExponentOverflowException::print_body() const {
 void LimitExceededException::print_body() const {
     Console::print_line("Limit Exceeded:");
     if (!function.empty()) Console::aligned_line("    Function: ", kWidth, function);
-    if (!message.empty()) Console::print_line(message);
+    if (!message.empty()) Console::print_line(shown_lines(message));
     Console::new_line();
     if (limit == 0) {
         Console::print_line("    Limit: Unknown");
@@ -127,13 +138,13 @@ MemoryAllocationFailedException::MemoryAllocationFailedException(std::string fun
 
 void MemoryAllocationFailedException::print_body() const {
     print_function(function);
-    print_yellow("Allocation Type:", allocation_type);
+    print_yellow("Allocation Type:", shown_lines(allocation_type));
     print_yellow("Allocation Size:", Console::format_bytes(allocation_size));
 }
 
 void StdException::print() const {
     begin_report(*this);
-    Console::print_line(message);
+    Console::print_line(shown_lines(message));
     end_report();
 }
 
@@ -141,7 +152,7 @@ void SystemException::print() const {
     begin_report(*this, "System Exception Encountered");
     print_system_error_head(function, true, error_code);
     Console::new_line();
-    Console::print_line(message);
+    Console::print_line(shown_lines(message));
     end_report();
 }
 
@@ -167,9 +178,9 @@ void FarMemoryOutOfBoundsException::print() const {
 void FileIO::FileException::print() const {
     begin_report(*this);
     print_system_error_head(function, error_code != 0, error_code);
-    Console::aligned_line("Path: ", 8, path);
+    Console::aligned_line("Path: ", 8, shown_path(path));
     Console::new_line();
-    Console::print_line(message);
+    Console::print_line(shown_lines(message));
     end_report();
 }
 

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 
 namespace trel {
 
@@ -22,7 +24,10 @@ void assertion_failure(std::string_view text, std::string_view function, std::st
         "please check your hardware for reliability issues.\n"
         "Are you overclocking?\n\n"
         "Terminating Program...\n";
-    Console::print(out, 'R');
+    {
+        const Console::ErrorOutput errors;
+        Console::print(out, 'R');
+    }
     Console::fatal_exit(1);
 }
 
@@ -30,6 +35,7 @@ bool report_current_exception() {
     try {
         throw;
     } catch (const Exception& e) {
+        if (const std::string words = plain_words(e); !words.empty()) Console::error_line(words);
         e.print();
         return true;
     } catch (const std::exception& e) {
@@ -41,8 +47,11 @@ bool report_current_exception() {
 }
 
 void fatal_thread_exception(std::string_view error_line, std::string_view unknown_line) noexcept {
-    const bool reported = report_current_exception();
-    Console::error_line(reported || unknown_line.empty() ? error_line : unknown_line);
+    {
+        const Console::ErrorOutput errors;
+        const bool reported = report_current_exception();
+        Console::error_line(reported || unknown_line.empty() ? error_line : unknown_line);
+    }
     Console::fatal_exit(1);
 }
 

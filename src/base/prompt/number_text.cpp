@@ -62,6 +62,11 @@ i128 parse(std::string_view text, bool with_fraction) {
 
 }  // namespace
 
+bool holds_number(std::string_view text) {
+    const size_t front = text.find_first_not_of(",.", text.starts_with('-') ? 1 : 0);
+    return front != std::string_view::npos && is_digit(text[front]);
+}
+
 i128 parse_number(std::string_view text) {
     return parse(text, false);
 }

@@ -18,4 +18,7 @@ i128 parse_number(std::string_view text);
 // and later digits of a fraction are ignored.
 i128 parse_memory_size(std::string_view text);
 
+// Whether there is a number at all at the front: a sign, commas and a point do not make one.
+bool holds_number(std::string_view text);
+
 }  // namespace trel::Prompt

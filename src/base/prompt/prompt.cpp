@@ -17,7 +17,10 @@ std::string ask(const char* function, std::string_view prompt, Console::ColorLet
 i128 ask_in_range(const char* function, std::string_view prompt, i128 low, i128 high,
                   Console::ColorLetter color, i128 (*parse)(std::string_view)) {
     for (;;) {
-        const i128 value = parse(ask(function, prompt, color));
+        const std::string answer = ask(function, prompt, color);
+        // An empty line or a word is no choice, though the rule reads it as 0.
+        if (!holds_number(answer)) continue;
+        const i128 value = parse(answer);
         if (low <= value && value <= high) return value;
     }
 }

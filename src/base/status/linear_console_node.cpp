@@ -1,6 +1,7 @@
 #include "base/status/linear_console_node.h"
 
 #include "base/clock/tsc_frequency.h"
+#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/progress_line.h"
@@ -56,8 +57,11 @@ void LinearConsoleNode::PauseWarning(std::string_view text) {
 
 void LinearConsoleNode::FatalError(std::string_view text) {
     line_.erase();
-    Console::error_line(text);
-    Console::print_line("Fatal error encountered. Terminating program.");
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line(text);
+        Console::print_line("Fatal error encountered. Terminating program.");
+    }
     Console::fatal_exit(1);
 }
 

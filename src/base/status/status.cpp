@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/status/status_scope.h"
 
@@ -22,8 +23,11 @@ class NullStatus final : public Status {
     void Warning(std::string_view) override {}
     void PauseWarning(std::string_view) override {}
     [[noreturn]] void FatalError(std::string_view text) override {
-        Console::error_line(text);
-        Console::print_line("Fatal error encountered. Terminating program.");
+        {
+            const Console::ErrorOutput errors;
+            Console::error_line(text);
+            Console::print_line("Fatal error encountered. Terminating program.");
+        }
         Console::fatal_exit(1);
     }
     void Status_LineSectionStart(std::string_view) override {}

@@ -44,6 +44,8 @@ class Constant {
     // What make_constant() and select_algorithm() know this constant and its algorithm by.
     virtual std::string token() const = 0;
     virtual std::string algorithm_token() const = 0;
+    // Every token that select_algorithm() takes beside their numbers, in the order of these.
+    virtual std::vector<std::string> algorithm_tokens() const = 0;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
     virtual void select_algorithm(const std::string& token) = 0;
     // precision in words, largest number of tasks

@@ -49,6 +49,12 @@ std::string PiConstant::algorithm_token() const {
     return row(algorithm_).token;
 }
 
+std::vector<std::string> PiConstant::algorithm_tokens() const {
+    std::vector<std::string> tokens;
+    for (const Row& each : kRows) tokens.push_back(each.token);
+    return tokens;
+}
+
 void PiConstant::select_algorithm(const std::string& token) {
     for (int i = 0; i < 4; i++) {
         if (token == kRows[i].token || token == std::to_string(i)) {

@@ -17,6 +17,7 @@ class PiConstant final : public Constant {
     std::string algorithm_long() const override;
     std::string token() const override { return kToken; }
     std::string algorithm_token() const override;
+    std::vector<std::string> algorithm_tokens() const override;
     u64 max_decimal_digits() const override { return 1000000000000000; }
     void select_algorithm(const std::string& token) override;
     std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const override;

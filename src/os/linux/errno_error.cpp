@@ -54,8 +54,4 @@ OsError error_of(int errno_value, Direction direction) {
     return {static_cast<u32>(errno_value), category_of(errno_value, direction)};
 }
 
-const char* error_reference() {
-    return "https://man7.org/linux/man-pages/man3/errno.3.html";
-}
-
 }  // namespace trel::os

@@ -5,7 +5,7 @@
 
 namespace trel::os {
 
-// For a console letter ('B' ... 'y'; anything else: the default colour). A constant text.
+// For a console letter ('B' ... 'y', 'd'; anything else: the default colour). A constant text.
 constexpr std::string_view color_escape(char letter) {
     switch (letter) {
         case 'B':
@@ -32,6 +32,8 @@ constexpr std::string_view color_escape(char letter) {
             return "\x1b[35m";
         case 'y':
             return "\x1b[33m";
+        case 'd':
+            return "\x1b[90m";
         default:
             return "\x1b[0m";
     }

@@ -83,8 +83,4 @@ OsError c_error_of(DWORD system_error) {
     return {static_cast<u32>(c_number_of(system_error)), category_of(system_error)};
 }
 
-const char* error_reference() {
-    return "https://learn.microsoft.com/en-us/windows/win32/debug/system-error-codes";
-}
-
 }  // namespace trel::os

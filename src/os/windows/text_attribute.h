@@ -5,7 +5,7 @@
 
 namespace trel::os {
 
-// For a console letter ('B' ... 'y'; anything else: the default colour).
+// For a console letter ('B' ... 'y', 'd'; anything else: the default colour).
 constexpr u16 text_attribute(char letter) {
     switch (letter) {
         case 'B':
@@ -32,6 +32,8 @@ constexpr u16 text_attribute(char letter) {
             return 5;
         case 'y':
             return 6;
+        case 'd':
+            return 8;
         default:
             return 7;
     }

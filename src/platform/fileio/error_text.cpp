@@ -4,9 +4,9 @@
 
 namespace trel::FileIO {
 
-std::string error_text(os::ErrorCategory category) {
+std::string error_text(os::OsError error) {
     using enum os::ErrorCategory;
-    switch (category) {
+    switch (error.category) {
         case not_found:
             return "Path does not exist.";
         case access_denied:
@@ -36,17 +36,17 @@ std::string error_text(os::ErrorCategory category) {
         case other:
             break;
     }
-    return std::string("Unknown Error, See:\n") + os::error_reference();
+    return os::system_error_text(error.code);
 }
 
 FileException file_error(const char* function, const std::string& message, const std::string& path,
                          os::OsError error) {
-    return FileException(function, message + "\n\n" + error_text(error.category), path, error.code);
+    return FileException(function, message + "\n\n" + error_text(error), path, error.code);
 }
 
 void print_error(os::OsError error) {
     Console::labelled_line("Windows Error Code", std::to_string(error.code));
-    Console::print_line(error_text(error.category));
+    Console::print_line(error_text(error));
 }
 
 }  // namespace trel::FileIO

@@ -8,8 +8,8 @@
 
 namespace trel::FileIO {
 
-// The fixed text of a category; the unknown ones refer to the system's own list.
-std::string error_text(os::ErrorCategory category);
+// The fixed text of a category; for one that has none, what the system's own table says of the number.
+std::string error_text(os::OsError error);
 
 // message + "\n\n" + the text of the error, with the system's number.
 FileException file_error(const char* function, const std::string& message, const std::string& path,

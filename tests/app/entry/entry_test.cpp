@@ -8,9 +8,11 @@
 #include <new>
 
 #include "app/entry/about_page.h"
+#include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/parameter_list.h"
+#include "base/command_line/refusal.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
 #include "platform/sysinfo/feature_check.h"
@@ -35,16 +37,24 @@ TEST(RunReported, NothingEscapes) {
 
 TEST(RunReported, AnExceptionPrintsItsReport) {
     EXPECT_EQ(said([] { throw trel::LimitExceededException("", "", 0, 1000); }, 1),
+              "\n{R}This computation is larger than the program can do. Compute fewer digits.\n{w}"
               "{R}\n\nException Encountered: LimitExceededException\n\nLimit Exceeded:\n\n"
               "    Limit: Unknown\n    Attempted:      1,000\n\n\n{w}");
 }
 
 TEST(RunReported, AStandardExceptionIsARedLine) {
-    EXPECT_EQ(said([] { throw std::bad_alloc(); }, 1), "{R}Uncaught std exception: std::bad_alloc\n");
+    EXPECT_EQ(
+        said([] { throw std::bad_alloc(); }, 1),
+        "\n{R}The system did not give more memory. Compute fewer digits, close other programs, or raise the "
+        "memory limit of this process.\n{w}{R}Uncaught std exception: std::bad_alloc\n");
     EXPECT_EQ(said([] { throw trel::CommandLine::CommandLineException("Expected more parameters."); }, 1),
               "{R}Uncaught std exception: Expected more parameters.\n");
     EXPECT_EQ(said([] { throw ModeChangeException("To swap mode."); }, 1),
               "{R}Uncaught std exception: To swap mode.\n");
+}
+
+TEST(RunReported, ARefusalIsAnErrorLine) {
+    EXPECT_EQ(said([] { throw trel::CommandLine::RefusedException("-x: no."); }, 1), "\n{R}-x: no.\n{w}");
 }
 
 TEST(RunReported, WhatIsMissingIsAnErrorLine) {
@@ -151,6 +161,16 @@ TEST_F(StartUp, WithoutAnActionTheMenu) {
                   std::string::npos);
     }
     EXPECT_EQ(run({"colors:0", "pause:-2"}, 1).find('{'), std::string::npos);
+}
+
+// Before the checks of the machine.
+TEST_F(StartUp, HelpComesAtOnce) {
+    EXPECT_EQ(run({"--version"}, 0), "<console><path>{g}Kalvor v{w}0.7.8 Build 9507\n{w}\n");
+    EXPECT_EQ(run({"pause:-2", "help"}, 0), "<console><path>" + printed(print_usage) + "{w}\n");
+    EXPECT_EQ(run({"pause:-2", "custom", "-h"}, 0), "<console><path>" + printed(print_custom_help) + "{w}\n");
+    // What "-o" takes asks for nothing.
+    const std::string text = run({"pause:-2", "custom", "pi", "-dec:x", "-o", "-h"}, 1);
+    EXPECT_NE(text.find("-dec: \"x\" is not a number."), std::string::npos) << text;
 }
 
 // Builds that are not sealed have no such check.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "app/entry/about_page.h"
-#include "app/menus/not_available.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 
@@ -17,21 +16,40 @@ const std::string kBanner =
     "\n{w}Distribute Freely - Please report any bugs.\n\n"
     "{w}Tuning: {G} Windows/18-CNL ~ Elvatt{w}{w}  -  {t}Cannon Lake (x64 AVX512-VBMI)\n\n";
 
-const std::string kMenu = kBanner +
-                          "{T}  0         Benchmark Pi  (all in ram)\n"
-                          "  1         Component Stress Tester\n"
-                          "  2         Run I/O Performance Analysis\n"
-                          "\n"
-                          "{Y}  3         Custom Compute a Constant\n"
-                          "                -   Compute other constants (e, Golden Ratio, etc...)\n"
-                          "                -   Choose your own settings (use disk for large computations)\n"
-                          "\n"
-                          "{G}  4         BBP Digit Extractor for Pi\n"
-                          "  5         Digit Viewer\n"
-                          "\n"
-                          "{t}  6         Advanced Options\n"
-                          "  7         About\n"
-                          "{w}\n\nEnter your choice:\n";
+// The menu where every entry is available.
+const std::string kLines =
+    "{T}  0         Benchmark Pi  (all in ram)\n"
+    "{T}  1         Component Stress Tester\n"
+    "{T}  2         Run I/O Performance Analysis\n"
+    "\n"
+    "{Y}  3         Custom Compute a Constant\n"
+    "{Y}                -   Compute other constants (e, Golden Ratio, etc...)\n"
+    "{Y}                -   Choose your own settings (use disk for large computations)\n"
+    "\n"
+    "{G}  4         BBP Digit Extractor for Pi\n"
+    "{G}  5         Digit Viewer\n"
+    "\n"
+    "{t}  6         Advanced Options\n"
+    "{t}  7         About\n"
+    "{w}\n\nEnter your choice:\n";
+const std::string kMenu = kBanner + kLines;
+
+// The menu of this version.
+const std::string kOwnLines =
+    "{d}  0         Benchmark Pi  (all in ram)  (not available yet)\n"
+    "{d}  1         Component Stress Tester  (not available yet)\n"
+    "{d}  2         Run I/O Performance Analysis  (not available yet)\n"
+    "\n"
+    "{Y}  3         Custom Compute a Constant\n"
+    "{Y}                -   Compute other constants (e, Golden Ratio, etc...)\n"
+    "{Y}                -   Choose your own settings (use disk for large computations)\n"
+    "\n"
+    "{d}  4         BBP Digit Extractor for Pi  (not available yet)\n"
+    "{d}  5         Digit Viewer  (not available yet)\n"
+    "\n"
+    "{t}  6         Advanced Options\n"
+    "{t}  7         About\n"
+    "{w}\n\nEnter your choice:\n";
 
 }  // namespace
 
@@ -45,7 +63,8 @@ TEST(MainMenu, RunsEachEntryAndEnds) {
     for (int choice = 0; choice < 8; choice++) {
         std::string ran;
         MainMenuActions actions;
-        for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)] = [&ran, i] { ran += std::to_string(i); };
+        for (int i = 0; i < 8; i++)
+            actions[static_cast<size_t>(i)].run = [&ran, i] { ran += std::to_string(i); };
         CaptureConsole console(CaptureConsole::terminal, true);
         const std::string typed = std::to_string(choice);
         console.type({typed.c_str()});
@@ -58,7 +77,7 @@ TEST(MainMenu, RunsEachEntryAndEnds) {
 TEST(MainMenu, AsksAgainUntilTheChoiceIsInRange) {
     std::string ran;
     MainMenuActions actions;
-    for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)] = [&ran, i] { ran += std::to_string(i); };
+    for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)].run = [&ran, i] { ran += std::to_string(i); };
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({"8", "-1", "1000000", "7"});
     run_main_menu(actions);
@@ -71,11 +90,19 @@ TEST(MainMenu, NobodyThere) {
     EXPECT_THROW(run_main_menu(), trel::EndOfStreamException);
 }
 
-TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSo) {
-    for (const char* choice : {"0", "1", "2", "4", "5"}) {
-        CaptureConsole console;
-        console.type({choice});
-        EXPECT_THROW(run_main_menu(), NotAvailableException) << choice;
+TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
+    const std::pair<const char*, const char*> missing[] = {{"0", "Benchmark Pi"},
+                                                           {"1", "The Component Stress Tester"},
+                                                           {"2", "The I/O Performance Analysis"},
+                                                           {"4", "The BBP Digit Extractor for Pi"},
+                                                           {"5", "The Digit Viewer"}};
+    for (const auto& [choice, name] : missing) {
+        CaptureConsole console(CaptureConsole::terminal, true);
+        console.type({choice, "", "about"});
+        EXPECT_THROW(run_main_menu(), trel::EndOfStreamException) << choice;
+        EXPECT_EQ(console.take(), kBanner + kOwnLines + "{w}option: {T}\n{R}" + name +
+                                      " is not available in this version.\n{w}\n" + kOwnLines +
+                                      "{w}option: {T}{w}option: {T}{w}option: {T}");
     }
 }
 
@@ -84,7 +111,7 @@ TEST(MainMenu, LeadsToItsPages) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type(typed);
         run_main_menu();
-        return console.take().substr((kMenu + "{w}option: {T}").size());
+        return console.take().substr((kBanner + kOwnLines + "{w}option: {T}").size());
     };
     CaptureConsole console(CaptureConsole::terminal, true);
     print_about_page();

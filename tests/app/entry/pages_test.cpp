@@ -3,7 +3,7 @@
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
 #include "app/entry/compilation_options_page.h"
-#include "app/menus/not_available.h"
+#include "base/errors/exceptions.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
 #include "support/capture_console.h"
@@ -130,11 +130,11 @@ TEST(AdvancedOptions, ShowsTheirPages) {
     };
     const std::string menu =
         "{P}Advanced Options\n\n"
-        "{w}  0         {T}Benchmark Validator\n"
-        "{w}  1         {T}Log(n) Formula Generator\n"
+        "{w}  0         {d}Benchmark Validator  (not available yet)\n"
+        "{w}  1         {d}Log(n) Formula Generator  (not available yet)\n"
         "{w}  2         {T}Hardware Features\n"
         "{w}  3         {T}Compilation Options\n"
-        "{w}  4         {Y}Test Swap Multiply\n"
+        "{w}  4         {d}Test Swap Multiply  (not available yet)\n"
         "\n{w}option: {T}";
     const auto page = [](auto print) {
         CaptureConsole console(CaptureConsole::terminal, true);
@@ -143,7 +143,13 @@ TEST(AdvancedOptions, ShowsTheirPages) {
     };
     EXPECT_EQ(run("2"), menu + page([] { trel::print_hardware_features(trel::detect_features()); }));
     EXPECT_EQ(run("3"), menu + page(print_compilation_options));
-    for (const char* choice : {"0", "1", "4"}) {
-        EXPECT_THROW(run(choice), NotAvailableException) << choice;
+    const std::pair<const char*, const char*> missing[] = {{"0", "The Benchmark Validator"},
+                                                           {"1", "The Log(n) Formula Generator"},
+                                                           {"4", "The swap multiply test"}};
+    for (const auto& [choice, name] : missing) {
+        CaptureConsole console(CaptureConsole::terminal, true);
+        console.type({choice});
+        EXPECT_THROW(show_action_menu(advanced_options_menu(), false), trel::EndOfStreamException) << choice;
+        EXPECT_EQ(console.take(), menu + "\n{R}" + name + " is not available in this version.\n{w}\n" + menu);
     }
 }

@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "app/entry/action_table.h"
 #include "app/entry/usage.h"
+#include "app/session/custom_options.h"
+#include "base/command_line/console_settings.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
@@ -42,4 +45,37 @@ TEST(UsagePage, NamesEveryFrameworkAndAllocator) {
         EXPECT_EQ(std::count(frameworks.begin(), frameworks.end(), name), 1) << name;
     }
     EXPECT_EQ(words_after(page, "-MA:<name>"), trel::allocator_names());
+}
+
+// Every option and console option that the program reads, but for those of swap mode, which it refuses.
+TEST(UsagePage, HasARowForEveryOption) {
+    CaptureConsole console;
+    kalvor::print_usage();
+    const std::string page = console.take();
+    kalvor::print_custom_help();
+    const std::string custom = console.take();
+    int rows = 0;
+    for (const auto& row : kalvor::custom_option_table()) {
+        if (row.text.help.empty()) continue;
+        rows++;
+        EXPECT_NE(page.find("\n    " + row.text.name + row.text.value_form), std::string::npos)
+            << row.text.name;
+        EXPECT_NE(custom.find("\n    " + row.text.name + row.text.value_form), std::string::npos)
+            << row.text.name;
+    }
+    EXPECT_GE(rows, 10);
+    for (const auto& option : trel::CommandLine::console_option_table()) {
+        EXPECT_NE(page.find("\n    " + option.first), std::string::npos) << option.first;
+    }
+    for (const auto& action : kalvor::action_table()) {
+        EXPECT_EQ(page.find("\n    " + action.word + " ") != std::string::npos, !action.help.empty())
+            << action.word;
+    }
+    for (const std::string& text : {page, custom}) {
+        for (size_t at = 0; at < text.size();) {
+            const size_t end = text.find('\n', at);
+            EXPECT_LE(end - at, 80u) << text.substr(at, end - at);
+            at = end + 1;
+        }
+    }
 }

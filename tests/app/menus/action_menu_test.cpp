@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "app/menus/not_available.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 
@@ -54,6 +55,29 @@ TEST(ActionMenu, RunAllComesFirstAndGoesOnAfterAFailure) {
     console.type({"4", "3"});
     show_action_menu(menu_of(ran, 3), true);
     EXPECT_EQ(ran, "c");
+}
+
+// Dim, with a note, and back to the menu; "Run All" leaves it out.
+TEST(ActionMenu, WhatIsNotAvailable) {
+    std::string ran;
+    ActionMenu menu = menu_of(ran, 3);
+    menu.entries[0].available = false;
+    menu.entries[0].run = []() -> bool { not_available("A thing"); };
+    CaptureConsole console(CaptureConsole::terminal, true);
+    console.type({"0", "2"});
+    show_action_menu(menu, false);
+    EXPECT_EQ(ran, "c");
+    const std::string shown =
+        "{P}Some Tests\n\n"
+        "{w}  0         {d}Entry a  (not available yet)\n"
+        "{w}  1         {Y}Entry b\n"
+        "{w}  2         {T}Entry c\n"
+        "\n{w}option: {T}";
+    EXPECT_EQ(console.take(), shown + "\n{R}A thing is not available in this version.\n{w}\n" + shown);
+    ran.clear();
+    console.type({"0"});
+    show_action_menu(menu, true);
+    EXPECT_EQ(ran, "bc");
 }
 
 TEST(ActionMenu, NumbersAreRightAligned) {

@@ -2,6 +2,7 @@
 
 #include "base/command_line/console_settings.h"
 #include "base/command_line/parameter_list.h"
+#include "base/command_line/refusal.h"
 #include "base/version/version.h"
 #include "os/process.h"
 
@@ -99,29 +100,52 @@ TEST_F(ConsoleSettingsTest, ValuesOfTheOptions) {
         EXPECT_FALSE(list.has_more()) << word;
         return console_settings();
     };
-    for (const char* on : {"1", "2", "1k", "9999999999999"}) {
-        EXPECT_TRUE(after((std::string("colors:") + on).c_str()).colors_enabled) << on;
-        EXPECT_TRUE(after((std::string("PII:") + on).c_str()).include_pii) << on;
+    for (const char* on : {":1", ":on", ":Yes", ":TRUE", ""}) {  // without a value: on
+        console_settings().colors_enabled = false;
+        EXPECT_TRUE(after((std::string("colors") + on).c_str()).colors_enabled) << on;
+        EXPECT_TRUE(after((std::string("PII") + on).c_str()).include_pii) << on;
     }
-    for (const char* off : {"0", "-1", "", "yes", "-1k"}) {
+    for (const char* off : {"0", "off", "no", "False"}) {
         console_settings() = ConsoleSettings();
         console_settings().include_pii = true;
         EXPECT_FALSE(after((std::string("colors:") + off).c_str()).colors_enabled) << off;
         EXPECT_FALSE(after((std::string("PII:") + off).c_str()).include_pii) << off;
     }
-    EXPECT_FALSE(after("colors").colors_enabled);
     EXPECT_EQ(after("pause:3").exit_pause_level, 3);
     EXPECT_TRUE(after("pause:-1").pause_before_fatal_exit);
     EXPECT_FALSE(after("pause:-2").pause_before_fatal_exit);
     EXPECT_EQ(after("pause:99999999999").exit_pause_level, 2147483647);
-    EXPECT_EQ(after("pause").exit_pause_level, 0);
+    EXPECT_EQ(after("pause:0").exit_pause_level, 0);
     EXPECT_FALSE(console_settings().pause_before_fatal_exit);  // no other value puts it back
     EXPECT_EQ(after("priority:-5").process_priority, -5);
-    EXPECT_EQ(after("priority").process_priority, 0);
+    EXPECT_EQ(after("priority:0").process_priority, 0);
     EXPECT_TRUE(after("skip-warnings:0").skip_warnings);  // it takes no value
     ParameterList other({"kalvor", "pii:1"});
     consume_console_options(other);
     EXPECT_TRUE(other.has_more());
+}
+
+TEST_F(ConsoleSettingsTest, ValuesThatAreNone) {
+    const auto refused = [](const char* word) {
+        ParameterList list({"kalvor", word});
+        try {
+            consume_console_options(list);
+        } catch (const RefusedException& e) {
+            return std::string(e.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(refused("colors:maybe"),
+              "colors: \"maybe\" is not a switch. Write 1 or 0, on or off, yes or no, true or false.\n"
+              "See \"kalvor help\".");
+    EXPECT_EQ(refused("PII:2").substr(0, 27), "PII: \"2\" is not a switch. W");
+    for (const char* word : {"pause:x", "priority:1x", "height:tall", "pause:--1"}) {
+        const std::string text = refused(word);
+        EXPECT_NE(text.find("\" is not a number. Write a number, such as 1 or -2.\nSee \"kalvor help\"."),
+                  std::string::npos)
+            << text;
+    }
+    EXPECT_EQ(refused("pause").substr(0, 27), "pause needs a value: pause:");
 }
 
 TEST_F(ConsoleSettingsTest, OptionsComeBeforeTheActionWord) {

@@ -197,6 +197,22 @@ TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
               "[\r\n    [],\r\n    [1],\r\n    {},\r\n    {\r\n        \"i\": 2\r\n    }\r\n]\r\n");
 }
 
+// Readers of JSON refuse them raw; acfg keeps them as they are.
+TEST(ConfigWriter, JsonEscapesEveryControlCharacter) {
+    std::string all;
+    for (int c = 1; c < 0x20; c++) all += static_cast<char>(c);
+    all += "\x7f\"\\ \xc3\xa9";
+    const std::string text = String(all).to_json();
+    for (const char c : text) EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f);
+    EXPECT_EQ(text.substr(0, 13), "\"\\u0001\\u0002");
+    EXPECT_NE(text.find("\\t\\n\\u000b\\u000c\\r\\u000e"), std::string::npos) << text;
+    EXPECT_NE(text.find("\\u001f\\u007f\\\"\\\\ \xc3\xa9\""), std::string::npos) << text;
+    EXPECT_EQ(String("a\nb").to_acfg(), "\"a\nb\"");
+    Object o;
+    o.add_integer("k\"\n", 1);
+    EXPECT_EQ(o.to_json(), "{\r\n    \"k\\\"\\n\": 1\r\n}\r\n");
+}
+
 TEST(ConfigWriter, ObjectsAndTheirComments) {
     Object o;
     o.comment = "nothing to say it to";

@@ -56,14 +56,42 @@ TEST(ConfigText, Strings) {
         EXPECT_EQ(parse("\"a // no comment\""), "\"a // no comment\"");
         EXPECT_EQ(parse("\"\\\"\\\\\""), "\"\\\"\\\\\"");
         EXPECT_EQ(parse("\"\xc3\xa9\xff\""), "\"\xc3\xa9\xff\"");  // bytes, whatever they mean
-        EXPECT_EQ(parse("\"\\n\""), error(0, "Invalid escape character: n"));
-        EXPECT_EQ(parse("\"a\nb\nc\\t\""), error(2, "Invalid escape character: t"));
+        EXPECT_EQ(parse("\"\\q\""), error(0, "Invalid escape character: q"));
+        EXPECT_EQ(parse("\"a\nb\nc\\ \""), error(2, "Invalid escape character:  "));
+        // The whole character, however many bytes it has.
+        EXPECT_EQ(parse("\"\\\xc3\xa9x\""), error(0, "Invalid escape character: \xc3\xa9"));
+        EXPECT_EQ(parse("\"\\\xe2\x82\xacx\""), error(0, "Invalid escape character: \xe2\x82\xac"));
+        EXPECT_EQ(parse("\"\\\xf0\x9f\x98\x80x\""), error(0, "Invalid escape character: \xf0\x9f\x98\x80"));
+        EXPECT_EQ(parse("\"\\\xffx\""), error(0, "Invalid escape character: \xff"));
         EXPECT_EQ(parse("[\"a\nb\" x]").substr(0, 23), "ParseException: Line 1:");
         EXPECT_EQ(parse("\"abc"), kEnd);
         EXPECT_EQ(parse("\"abc\\"), kEnd);
         EXPECT_EQ(parse("\"abc\\\""), kEnd);
         EXPECT_EQ(parse(std::string_view("\"ab\0c\"", 6)), kEnd);
         EXPECT_EQ(parse("\"root\" and whatever follows ] }"), "\"root\"");
+    }
+}
+
+TEST(ConfigText, EscapesOfJson) {
+    const auto text = [](std::string_view in) { return parse_json(in)->as<String>().value; };
+    EXPECT_EQ(text("\"\\b\\f\\n\\r\\t\\/\\\\\\\"\""), "\b\f\n\r\t/\\\"");
+    EXPECT_EQ(text("\"\\u0041\\u00e9\\u20AC\\u001b\""), "A\xc3\xa9\xe2\x82\xac\x1b");
+    EXPECT_EQ(text("\"\\ud83d\\ude00\""), "\xf0\x9f\x98\x80");
+    EXPECT_EQ(text("\"\\u0000\"").size(), 1u);
+    // Half a pair, before the end, another character, another half.
+    EXPECT_EQ(text("\"\\ud83d\""), "\xef\xbf\xbd");
+    EXPECT_EQ(text("\"\\ud83d\\u0041\""),
+              "\xef\xbf\xbd"
+              "A");
+    EXPECT_EQ(text("\"\\ud83d\\ud83d\\ude00\""), "\xef\xbf\xbd\xf0\x9f\x98\x80");
+    EXPECT_EQ(text("\"\\ude00x\""), "\xef\xbf\xbdx");
+    for (const char* wrong : {"\"\\u12\"", "\"\\u12g4\"", "\"\\u+123\""}) {
+        EXPECT_EQ(json(wrong), error(0, "Invalid escape character: u")) << wrong;
+    }
+    EXPECT_EQ(json("\"\\u12"), kEnd);
+    for (const char* letter : {"n", "t", "u0041", "/"}) {
+        EXPECT_EQ(acfg(std::string("\"\\") + letter + "\""),
+                  error(0, std::string("Invalid escape character: ") + letter[0]));
     }
 }
 
@@ -256,7 +284,7 @@ class RandomTree {
         return pick(2) ? magnitude : -magnitude;
     }
     std::string text(bool key) {
-        const std::string letters = key ? "abc/_-.!" : "ab\"\\\n\r\t /,:[]{}\x80\xff";
+        const std::string letters = key ? "abc/_-.!" : "ab\"\\\n\r\t /,:[]{}\x1b\x01\x7f\x80\xff";
         std::string out;
         for (u64 n = pick(8); n > 0; n--) {
             const char c = letters[pick(letters.size())];

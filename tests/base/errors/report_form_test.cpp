@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "base/errors/exceptions.h"
+#include "os/path_kind.h"
 #include "support/capture_console.h"
 
 using namespace trel;
@@ -94,14 +95,15 @@ TEST(ReportForm, SystemFileRaid) {
               "Error Code:         4294967295\n\n\n");
     EXPECT_EQ(body(FileIO::FileException("", "m", "p", 4294967295)),
               "Error Code:         4294967295\nPath:   p\n\nm\n");
-    EXPECT_EQ(body(FileIO::FileException("", "", "", 0)), "Path:   \n\n\n");
+    EXPECT_EQ(body(FileIO::FileException("", "", "", 0)), "Path:   " + os::absolute_path("") + "\n\n\n");
     EXPECT_EQ(body(DigitViewer2::InconsistentMetaData("f()", "m", "p", 12345)),
               "In Function:        f()\nError Code:         12345\nPath:   p\n\nm\n");
     const std::string raid = "Raid03 Exception Encountered";
     EXPECT_EQ(body(DiskRaid0::Raid0Exception("", "m", "p", 4294967295), raid),
               "Error Code:         4294967295\nPath:               p\n\nm\n");
     EXPECT_EQ(body(R03::Raid03Exception("f()", "", "", 0), raid),
-              "In Function:        f()\nError Code:         0\nPath:               \n\n\n");
+              "In Function:        f()\nError Code:         0\nPath:               " + os::absolute_path("") +
+                  "\n\n\n");
 }
 
 TEST(ReportForm, AllocationAndModular) {

@@ -94,6 +94,18 @@ TEST(Prompt, AsksUntilTheAnswerIsInRange) {
     EXPECT_EQ(console.take(), "Path");
 }
 
+// The rule reads an empty line as 0, which here would be a choice that nobody made.
+TEST(Prompt, AnEmptyLineOrAWordIsAskedAgain) {
+    CaptureConsole console;
+    console.type({"", "about", "-", ",", ".", " ", "x0", "-x", "0"});
+    EXPECT_EQ(Prompt::read_integer_in_range("option: ", 0, 7, 'T'), 0);
+    EXPECT_EQ(console.lines_left(), 0u);
+    console.type({"", "none", ".5K"});
+    EXPECT_EQ(Prompt::read_memory_size_in_range("Bytes: ", 0, 1000, 'w'), 512u);
+    console.type({"", "5"});
+    EXPECT_EQ(Prompt::read_unsigned_in_range("", 0, 7, 'w'), 5u);
+}
+
 TEST(Prompt, BoundsAreInTheRange) {
     CaptureConsole console;
     constexpr i64 kLow = -9223372036854775807 - 1, kHigh = 9223372036854775807;

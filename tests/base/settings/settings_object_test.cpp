@@ -173,7 +173,7 @@ TEST(SettingsObject, SettingsOfTheFileAloneMayBeMissingAndAreSavedWhenTheyAreNot
     const Box flat = loaded("{ Open : \"true\" Shape : \"flat\" }");
     EXPECT_EQ(one_line(flat.to_config()), "{ \"Open\": \"true\", \"Shape\": \"flat\"}");
     EXPECT_EQ(selector_of(flat), "{ \"Open\": { \"Value\": \"true\", \"DisplayText\": \"on\" }}");
-    EXPECT_EQ(menu_of(flat, 1, 1), "{w}   1 Open: { }on{w}\n");
+    EXPECT_EQ(menu_of(flat, 1, 1), "{w}   1 Open: on{w}\n");
     EXPECT_EQ(refusal_of([&] { loaded("{ Open : \"true\" Shape : \"square\" }"); }),
               "InvalidParametersException||No square shape.");
 }

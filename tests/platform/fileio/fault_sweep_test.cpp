@@ -416,7 +416,7 @@ TEST(ErrorTexts, EveryCategoryFromEveryCall) {
                 ADD_FAILURE() << operation.text;
             } catch (const FileException& e) {
                 EXPECT_EQ(e.function + "|" + e.message,
-                          operation.text + std::string("\n\n") + error_text(error.category));
+                          operation.text + std::string("\n\n") + error_text(error));
                 EXPECT_EQ(e.error_code, error.code);
             }
         }

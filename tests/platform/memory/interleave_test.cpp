@@ -447,7 +447,7 @@ TEST(Interleave, ANodeThatDoesNotExistGetsNoThread) {
         return std::make_unique<NodeWorker>();
     });
     InterleaveConfig config(rig.calls, rig.map, counted);
-    config.nodes = {1, 7, 9, 1};
+    config.nodes.numbers = {1, 7, 9, 1};
     u64 size = 100 * 4096;
     EXPECT_NE(config.allocate(serial_context(), 12, size)->pointer(), nullptr);
     EXPECT_EQ(started, 1);

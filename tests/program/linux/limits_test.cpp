@@ -56,9 +56,9 @@ TEST(LimitsTest, FullDiskIsReportedOnce) {
     full.file_size_limit = 1 << 20;
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:5m", "-verify:0"}, full);
     EXPECT_EQ(run.exit_code, 1) << run.out;
-    const std::size_t first = run.out.find("Disk is Full");
+    const std::size_t first = run.err.find("Disk is Full");
     ASSERT_NE(first, std::string::npos) << run.out;
-    EXPECT_EQ(run.out.find("Disk is Full", first + 1), std::string::npos) << run.out;
+    EXPECT_EQ(run.err.find("Disk is Full", first + 1), std::string::npos) << run.out;
     EXPECT_EQ(folder.files(), std::vector<std::string>{"Pi - Dec - Chudnovsky (incomplete).txt"});
 }
 

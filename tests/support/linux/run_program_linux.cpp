@@ -64,7 +64,7 @@ ProgramRun run_program(const std::string& program, const std::vector<std::string
     if (child == 0) {
         const int in = options.input ? input[0] : open("/dev/null", O_RDONLY);
         const int out = options.terminal ? inner : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int err = options.terminal ? inner : open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(in, 0);
         dup2(out, 1);
         dup2(err, 2);

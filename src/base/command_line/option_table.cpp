@@ -1,0 +1,82 @@
+#include "base/command_line/option_table.h"
+
+#include <algorithm>
+
+#include "base/command_line/shown_text.h"
+#include "base/command_line/suggestion.h"
+#include "base/command_line/value_text.h"
+
+namespace trel::CommandLine {
+namespace {
+
+constexpr size_t kHelpColumn = 28, kNamesColumn = 8;
+
+// A sentence behind others, if there is one.
+std::string and_then(const std::string& sentence) {
+    return sentence.empty() ? "" : " " + sentence;
+}
+
+}  // namespace
+
+std::string see_help(const std::string& page) {
+    return "See \"kalvor " + page + "\".";
+}
+
+std::string refused_value(const OptionText& option, const std::string& value, const std::string& is_not,
+                          const std::string& page) {
+    return option.name + ": " + quoted(value) + is_not + "\n" + see_help(page);
+}
+
+std::string missing_value(const OptionText& option, const std::string& next, const std::string& page) {
+    std::string text = option.name + " needs a value: " + option.name + option.value_form + ".";
+    // "-dec 100"
+    if (!next.empty() && next[0] != '-') text += did_you_mean(option.name + ":" + next);
+    return text + and_then(option.right) + "\n" + see_help(page);
+}
+
+std::string unusable_value(const OptionText& option, const std::string& value,
+                           const std::vector<std::string>& names, const std::string& page) {
+    std::string text = option.name + ": " + quoted(value) + " cannot be used.";
+    if (!names.empty()) {
+        text += " Known: " + list_of(names) + "." + did_you_mean(nearest_name(value, names));
+    }
+    return text + and_then(option.right) + "\n" + see_help(page);
+}
+
+std::string unknown_option(const std::string& raw, const std::string& what,
+                           const std::vector<std::string>& names, const std::string& page) {
+    // "-dec=100" was meant to be "-dec:100".
+    const size_t end = raw.find_first_of(":=");
+    const std::string key = raw.substr(0, end);
+    const std::string value = end == std::string::npos ? "" : raw.substr(end + 1);
+    std::string meant = nearest_name(key, names);
+    if (!meant.empty() && !value.empty()) meant += ":" + value;
+    return quoted(raw) + " is not " + what + "." + did_you_mean(meant) + "\n" + see_help(page);
+}
+
+i64 count_of(const OptionText& option, const std::string& value, i64 least, const std::string& page) {
+    const std::optional<i64> count = parse_count(value);
+    if (!count) throw RefusedException(refused_value(option, value, kNotANumber, page));
+    if (*count < least) {
+        throw RefusedException(refused_value(
+            option, value, " is below " + std::to_string(least) + "." + and_then(option.right), page));
+    }
+    return *count;
+}
+
+bool switch_of(const OptionText& option, const std::string& value, const std::string& page) {
+    const std::optional<bool> on = parse_switch(value);
+    if (!on) throw RefusedException(refused_value(option, value, kNotASwitch, page));
+    return *on;
+}
+
+std::vector<std::string> help_lines(const OptionText& option, const std::vector<std::string>& names) {
+    if (option.help.empty()) return {};
+    std::string head = "    " + option.name + option.value_form;
+    head.resize(std::max(kHelpColumn, head.size() + 1), ' ');
+    std::vector<std::string> lines = {head + option.help + (names.empty() ? "" : ":")};
+    if (!names.empty()) lines.push_back(std::string(kNamesColumn, ' ') + list_of(names));
+    return lines;
+}
+
+}  // namespace trel::CommandLine

@@ -1,0 +1,19 @@
+// What a failure means for the user: one sentence or two in plain words, shown before the report.
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "base/errors/exceptions.h"
+
+namespace trel {
+
+// What failed, on what, and what to do. Empty where the report says all there is to say (a bad value, which
+// the reader of options and settings explains itself). Looks at the file system for the reason of a
+// FileException.
+std::string plain_words(const Exception& e);
+
+// The same for a standard exception: memory that ran out.
+std::string plain_words(const std::exception& e);
+
+}  // namespace trel

@@ -1,0 +1,97 @@
+#include "app/session/custom_options.h"
+
+#include <gtest/gtest.h>
+
+#include "base/errors/exceptions.h"
+#include "support/capture_console.h"
+
+using namespace kalvor;
+using trel::CommandLine::ParameterList;
+
+namespace {
+
+CustomSettings parse(std::vector<std::string> words) {
+    words.insert(words.begin(), {"kalvor", "pi"});
+    ParameterList parameters(words);
+    return parse_custom_options(parameters);
+}
+
+std::string summary(std::vector<std::string> words) {
+    const CaptureConsole console;
+    const CustomSettings settings = parse(std::move(words));
+    const trel::ParallelismSettings& p = settings.parallelism;
+    return p.framework->name() + " " + std::to_string(p.task_decomposition) + " / " +
+           std::to_string(p.framework->worker_threads());
+}
+
+}  // namespace
+
+TEST(CustomOptions, InAnyOrder) {
+    CaptureConsole console;
+    const CustomSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
+                                    "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
+    EXPECT_EQ(console.take(), "");
+    EXPECT_EQ(s.size.decimal_digits, 1234u);
+    EXPECT_TRUE(s.enable_hex);
+    EXPECT_EQ(s.path, "a b");
+    EXPECT_FALSE(s.output_enable);
+    EXPECT_FALSE(s.output_verify);
+    EXPECT_EQ(s.parallelism.task_decomposition, 3u);
+    EXPECT_EQ(s.parallelism.framework->name(), "spawn");
+    EXPECT_EQ(s.allocator->name(), "malloc");
+    EXPECT_EQ(s.constant->algorithm_token(), "ramanujan");
+    EXPECT_EQ(parse({"-algorithm:chudnovsky-reduced", "-dec:100"}).constant->algorithm_token(),
+              "chudnovsky-reduced");
+}
+
+TEST(CustomOptions, TheDefaultIsSaid) {
+    CaptureConsole console;
+    EXPECT_EQ(parse({}).size.decimal_digits, 50000000u);
+    EXPECT_EQ(console.take(), "Note: No -dec is given: the default of 50,000,000 decimal digits is taken.\n");
+    EXPECT_EQ(parse({"-dec:5"}).size.decimal_digits, 100u);
+    EXPECT_EQ(console.take(),
+              "Warning: Precision below minimum. Adjusting to minimum. That is 100 decimal digits.\n");
+    // The last one counts, and only it.
+    EXPECT_EQ(parse({"-dec:5", "-dec:200"}).size.decimal_digits, 200u);
+    EXPECT_EQ(console.take(), "");
+    EXPECT_EQ(parse({"-dec:1e30"}).size.decimal_digits, 1000000000000000u);
+    EXPECT_EQ(console.take(),
+              "Warning: Precision above maximum: Clipping to maximum. That is 1,000,000,000,000,000 decimal "
+              "digits.\n");
+}
+
+TEST(CustomOptions, ThreadsInOneOption) {
+    EXPECT_EQ(summary({"-dec:100", "-threads:1"}), "none 1 / 1");
+    EXPECT_EQ(summary({"-dec:100", "-threads:1", "-PF:spawn"}), "none 1 / 1");
+    EXPECT_EQ(summary({"-threads:4", "-dec:100"}), "cilk 8 / 4");
+    EXPECT_EQ(summary({"-threads:5", "-dec:100"}), "cilk 16 / 5");
+    EXPECT_EQ(summary({"-threads:4", "-PF:pushpool", "-dec:100"}), "pushpool 8 / 4");
+    EXPECT_EQ(summary({"-PF:taskqueue", "-threads:3", "-dec:100"}), "taskqueue 8 / 3");
+    EXPECT_EQ(summary({"-TD:32", "-threads:4", "-dec:100"}), "cilk 32 / 4");
+    EXPECT_EQ(summary({"-threads:1", "-TD:32", "-dec:100"}), "none 32 / 1");
+    // Without a limit of its own a framework gets as many tasks.
+    EXPECT_EQ(summary({"-threads:4", "-PF:spawn", "-dec:100"}), "spawn 4 / 0");
+    EXPECT_EQ(summary({"-threads:4", "-PF:tbb", "-TD:9", "-dec:100"}), "tbb 9 / 0");
+    CaptureConsole console;
+    parse({"-threads:4", "-PF:spawn", "-dec:100"});
+    EXPECT_EQ(console.take(), "Note: \"spawn\" has no limit of threads. The work is split into 4 tasks.\n");
+    EXPECT_THROW(parse({"-threads:2", "-PF:none", "-dec:100"}), trel::CommandLine::RefusedException);
+    EXPECT_THROW(parse({"-threads:65537"}), trel::InvalidParametersException);
+}
+
+// Every name that a refusal lists is one that the option takes.
+TEST(CustomOptions, ListedNamesAreTaken) {
+    const CustomChoices defaults;
+    int with_names = 0;
+    for (const auto& row : custom_option_table()) {
+        if (!row.names) continue;
+        with_names++;
+        const std::vector<std::string> names = row.names(defaults);
+        EXPECT_FALSE(names.empty()) << row.text.name;
+        for (const std::string& name : names) {
+            EXPECT_NO_THROW(parse({"-dec:100", row.text.name + ":" + name})) << name;
+        }
+    }
+    EXPECT_EQ(with_names, 4);
+    for (const std::string& token : constant_tokens()) EXPECT_EQ(make_constant(token)->token(), token);
+}
