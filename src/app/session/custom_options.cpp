@@ -113,15 +113,17 @@ OptionTable<Choices> make_option_table() {
     };
 }
 
-// Sets the framework's own limit of threads; false when it has none.
+// Sets the framework's own limit of threads; false when it has none. Workers of "taskqueue" come beside the
+// dispatching thread, which works too; the others count it.
 bool set_thread_limit(trel::ParallelismSettings& parallelism, u64 threads) {
     const Object before = parallelism.framework->to_config();
     if (!before.contains(trel::WorkerThreads::kKey)) return false;
+    const u64 beside = parallelism.framework->name() == "taskqueue" ? 1 : 0;
     Object after;
     after.add_string("Framework", parallelism.framework->name());
     for (const auto& entry : before.entries()) {
         if (entry->key == trel::WorkerThreads::kKey) {
-            after.add_integer(entry->key, static_cast<i64>(threads));
+            after.add_integer(entry->key, static_cast<i64>(threads - beside));
         } else {
             after.add_node(entry->key, entry->value->clone());
         }

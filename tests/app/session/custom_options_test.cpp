@@ -66,7 +66,7 @@ TEST(CustomOptions, ThreadsInOneOption) {
     EXPECT_EQ(summary({"-threads:4", "-dec:100"}), "cilk 8 / 4");
     EXPECT_EQ(summary({"-threads:5", "-dec:100"}), "cilk 16 / 5");
     EXPECT_EQ(summary({"-threads:4", "-PF:pushpool", "-dec:100"}), "pushpool 8 / 4");
-    EXPECT_EQ(summary({"-PF:taskqueue", "-threads:3", "-dec:100"}), "taskqueue 8 / 3");
+    EXPECT_EQ(summary({"-PF:taskqueue", "-threads:3", "-dec:100"}), "taskqueue 8 / 2");
     EXPECT_EQ(summary({"-TD:32", "-threads:4", "-dec:100"}), "cilk 32 / 4");
     EXPECT_EQ(summary({"-threads:1", "-TD:32", "-dec:100"}), "none 32 / 1");
     // Without a limit of its own a framework gets as many tasks.

@@ -3,18 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <thread>
 
 #include "base/console/console.h"
 #include "support/capture_console.h"
+#include "support/child.h"
 #include "support/run_program.h"
 
 using namespace trel;
 
-// Run as a program of its own by the test below.
-TEST(ErrorOutputChild, Prints) {
-    if (!std::getenv("KALVOR_TEST_ERROR_OUTPUT")) GTEST_SKIP() << "only as a child";
+namespace {
+
+const kalvor_test::Child prints("ErrorOutput", [] {
     Console::print("result, ");
     {
         const Console::ErrorOutput outer;
@@ -25,15 +25,16 @@ TEST(ErrorOutputChild, Prints) {
     }
     Console::print_problem("problem");
     Console::print_line("the end");
-}
+    Console::flush();
+});
+
+}  // namespace
 
 TEST(ErrorOutput, DividesTheStreams) {
-    kalvor_test::RunOptions options;
-    options.environment = {"KALVOR_TEST_ERROR_OUTPUT=1"};
-    const auto run = kalvor_test::run_this_test({"--gtest_filter=ErrorOutputChild.Prints"}, options);
+    const auto run = kalvor_test::run_this_test({"--child", "ErrorOutput"});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.err, "error 1\nerror 2\n\nproblem\n");
-    EXPECT_NE(run.out.find("result, of another thread\nthe end\n"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out, "result, of another thread\nthe end\n");
 }
 
 TEST(ErrorOutput, ASinkGetsBothInTheirOrder) {
