@@ -175,7 +175,11 @@ WorkPool& make_work_pool(u64 most_threads) {
 }
 
 PoolWork* create_pool_work(void (*run)(void*), void* argument) noexcept {
-    return create_pool_work(pool_of_the_process(), run, argument);
+    try {
+        return create_pool_work(pool_of_the_process(), run, argument);
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // no memory for the pool itself
+    }
 }
 
 PoolWork* create_pool_work(WorkPool& pool, void (*run)(void*), void* argument) noexcept {

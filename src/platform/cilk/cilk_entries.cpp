@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "os/cpu.h"
 #include "platform/cilk/work_stealing_pool.h"
@@ -67,7 +68,16 @@ int __cilkrts_set_param(const char* name, const char* value) {
 
 void __cilkrts_cilk_for_64(void (*body)(void* data, u64 low, u64 high), void* data, u64 count, int grain) {
     if (count == 0) return;
-    WorkStealingPool& pool = running_pool();
+    WorkStealingPool* running;
+    try {
+        running = &running_pool();
+    } catch (const std::bad_alloc&) {
+        // No memory for the threads: the caller alone.
+        const u64 step = grain > 0 ? static_cast<u64>(grain) : kLargestGrain;
+        for (u64 low = 0; low < count; low += step) body(data, low, std::min(low + step, count));
+        return;
+    }
+    WorkStealingPool& pool = *running;
     const u64 pieces = 8 * pool.workers();
     const u64 indices =
         grain > 0 ? static_cast<u64>(grain) : std::min(count / pieces + (count % pieces != 0), kLargestGrain);

@@ -1,15 +1,19 @@
 // The program as a shell starts it: streams that are closed, limits of the user's.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "app/entry/integrity.h"
 #include "app/entry/stack_check.h"
-#include "base/hash/sha256.h"
+#include "os/process.h"
 #include "support/capture_console.h"
+#include "support/child.h"
 #include "support/run_program.h"
 
 using kalvor_test::read_file;
@@ -26,6 +30,25 @@ int shell(const TemporaryFolder& folder, const std::string& before, const std::s
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+// The program with a standard output whose reader has gone.
+const kalvor_test::Child no_reader_child("into a closed pipe", [] {
+    int ends[2];
+    if (pipe(ends) != 0) _exit(99);
+    close(ends[0]);
+    dup2(ends[1], 1);
+    const std::string program = kalvor_test::kalvor_path();
+    execl(program.c_str(), "kalvor", "skip-warnings", "pause:-2", "custom", "pi", "-dec:1000", "-o", "out",
+          nullptr);
+    _exit(98);
+});
+
+// A program's file that its user may run but not read; nobody reads as root.
+const kalvor_test::Child unreadable_child("unreadable", [] {
+    if (geteuid() == 0 && seteuid(65534) != 0) _exit(99);
+    kalvor::check_integrity("path", "unreadable");
+    _exit(0);
+});
+
 }  // namespace
 
 // The digits are not mixed with what is printed.
@@ -35,6 +58,26 @@ TEST(Start, WithClosedStreams) {
     const std::string digits = read_file(folder / "out/Pi - Dec - Chudnovsky.txt");
     EXPECT_EQ(digits.size(), 1002u);
     EXPECT_EQ(digits.substr(0, 12), "3.1415926535");
+}
+
+// Nobody reads any more, but the digits are still wanted.
+TEST(Start, WithAReaderThatHasGone) {
+    const TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    options.folder = folder.path();
+    EXPECT_LE(kalvor_test::run_this_test({"--child", "into a closed pipe"}, options).exit_code, 1);
+    EXPECT_EQ(read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1002u);
+}
+
+TEST(Start, AProgramThatMayBeRunButNotRead) {
+    const TemporaryFolder folder;
+    std::ofstream(folder / "unreadable") << "not intact";
+    ASSERT_EQ(chmod((folder / "unreadable").c_str(), 0111), 0);
+    kalvor_test::RunOptions options;
+    options.folder = folder.path();
+    EXPECT_EQ(kalvor_test::run_this_test({"--child", "unreadable"}, options).exit_code, 0);
+    // What is read is the running program, whatever has its path by now.
+    EXPECT_EQ(trel::os::executable_file(), "/proc/self/exe");
 }
 
 TEST(Start, ALimitOnTheSizeOfFilesIsAnError) {
