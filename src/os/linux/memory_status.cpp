@@ -69,7 +69,6 @@ void apply_process_limits(MemoryStatus& status) {
     data_kib = number_after("/proc/self/status", "VmData:").value_or(0);
     rlimit limit{};
     if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
-        status.address_space = std::min<u64>(status.address_space, limit.rlim_cur);
         lower_to(status, limit.rlim_cur, pages * static_cast<u64>(sysconf(_SC_PAGESIZE)));
     }
     if (getrlimit(RLIMIT_DATA, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
