@@ -6,12 +6,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/command_line/parameter_list.h"
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
@@ -189,11 +192,38 @@ inline void smbios(std::string_view bytes) {
     require(trel::os::printable_text(bytes).size() <= bytes.size(), "texts only shrink");
 }
 
+// A record of an exception as it comes over a socket: the name of its type, a line feed, its bytes.
+inline void exceptions(std::string_view bytes) {
+    using namespace trel;
+    const size_t line = bytes.find('\n');
+    const std::string_view name = bytes.substr(0, line);
+    // A copy of its own size, so that a sanitizer sees a read behind its end.
+    const std::string_view body = line == std::string_view::npos ? "" : bytes.substr(line + 1);
+    const std::vector<u8> record(body.begin(), body.end());
+    std::span<const u8> rest = record;
+    std::unique_ptr<Exception> exception;
+    try {
+        exception = deserialize_exception(name, rest);
+    } catch (const EndOfStreamException&) {
+        require(rest.size() == record.size(), "a refused record stays");
+        return;
+    } catch (const InvalidParametersException&) {
+        const auto names = registered_exception_types();
+        require(std::find(names.begin(), names.end(), name) == names.end(), "registered types are known");
+        return;
+    }
+    require(exception->get_typename() == name, "a record becomes its type");
+    std::vector<u8> again;
+    exception->serialize(again);
+    require(again.size() + rest.size() == record.size(), "a record is read once");
+    require(std::equal(again.begin(), again.end(), record.begin()), "what was read is written again");
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
 };
-inline constexpr Target kTargets[] = {
-    {"acfg", acfg}, {"json", json}, {"text", text}, {"numbers", numbers}, {"smbios", smbios}};
+inline constexpr Target kTargets[] = {{"acfg", acfg},       {"json", json},     {"text", text},
+                                      {"numbers", numbers}, {"smbios", smbios}, {"exceptions", exceptions}};
 
 }  // namespace fuzz

@@ -59,8 +59,9 @@ FrameworkCase with(const char* name, const std::string& settings, Args... args) 
 FrameworkCase tbb_case(u64 n, u32 mode) {
     const auto fork_join = static_cast<TbbFramework::ForkJoin2>(mode % 2);
     const auto parallel_for = static_cast<TbbFramework::ParallelFor>(mode / 2);
-    const std::string text =
-        std::to_string(n) + TbbConfig::kForkJoin2[mode % 2] + TbbConfig::kParallelFor[mode / 2];
+    const TbbConfig names;
+    const std::string text = std::to_string(n) + names.fork_join.words()[mode % 2].word +
+                             names.parallel_for.words()[mode / 2].word;
     return {"tbb", text, [=] {
                 return FrameworkUnderTest{
                     std::make_shared<tbb::global_control>(tbb::global_control::max_allowed_parallelism, n),

@@ -90,18 +90,20 @@ int run_reported(const std::function<void()>& body) {
     return kExitFailure;
 }
 
-StartUpCalls start_up_calls() {
-    return {trel::os::started_from_existing_console,
-            trel::os::executable_path,
-            trel::os::set_window_size,
-            trel::install_crash_report,
-            [](trel::i32 level) {
-                const bool given = trel::CommandLine::console_settings().process_priority_given;
-                trel::os::set_process_priority(level, !given);
-            },
-            [] { return trel::detect_features(); },
-            trel::processor_group_sizes,
-            {}};
+const StartUpCalls& StartUpCalls::of_this_machine() {
+    static const StartUpCalls calls{trel::os::started_from_existing_console,
+                                    trel::os::executable_path,
+                                    trel::os::set_window_size,
+                                    trel::install_crash_report,
+                                    [](trel::i32 level) {
+                                        const bool given =
+                                            trel::CommandLine::console_settings().process_priority_given;
+                                        trel::os::set_process_priority(level, !given);
+                                    },
+                                    [] { return trel::detect_features(); },
+                                    trel::processor_group_sizes,
+                                    {}};
+    return calls;
 }
 
 int run_program(const std::vector<std::string>& words, const StartUpCalls& calls) {

@@ -30,12 +30,14 @@ struct StartUpCalls {
     std::function<std::vector<trel::u32>()> processor_group_sizes;
     // Of the program's own file. Empty: a build that is not sealed (integrity.h).
     std::function<void(const std::string& executable_path)> check_integrity;
+
+    // Without a check of the file.
+    static const StartUpCalls& of_this_machine();
 };
-// Those of this system, without a check of the file.
-StartUpCalls start_up_calls();
 
 // Runs the program with the words of its command line (UTF-8, the program first) and returns the exit code.
 // Without the executable's path it ends the process.
-int run_program(const std::vector<std::string>& words, const StartUpCalls& calls = start_up_calls());
+int run_program(const std::vector<std::string>& words,
+                const StartUpCalls& calls = StartUpCalls::of_this_machine());
 
 }  // namespace kalvor

@@ -9,7 +9,7 @@
 int main(int argc, char** argv) {
     trel::os::prepare_process();
     if (!kalvor::check_stack(trel::os::stack_limit())) return kalvor::kExitFailure;
-    kalvor::StartUpCalls calls = kalvor::start_up_calls();
+    kalvor::StartUpCalls calls = kalvor::StartUpCalls::of_this_machine();
 #ifdef KALVOR_SEALED
     calls.check_integrity = [](const std::string& path) {
         kalvor::check_integrity(path, trel::os::executable_file());

@@ -1,20 +1,21 @@
 #include "arith/multiply/algorithm_table.h"
 
 #include <array>
-#include <map>
-#include <optional>
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/registry/named.h"
 
 namespace trel {
 namespace {
 
-using Slots = std::array<std::optional<AlgorithmEntry>, 4>;
-
-std::map<std::string, Slots>& registry() {
-    static std::map<std::string, Slots> instance;
-    return instance;
+// One registry a slot.
+Named<AlgorithmEntry>& registry(TableSlot slot) {
+    constexpr const char* kDuplicate = "Duplicate Multiplication Algorithm: ";
+    static std::array<Named<AlgorithmEntry>, 4> slots{
+        Named<AlgorithmEntry>(kDuplicate), Named<AlgorithmEntry>(kDuplicate),
+        Named<AlgorithmEntry>(kDuplicate), Named<AlgorithmEntry>(kDuplicate)};
+    return slots[static_cast<u64>(slot)];
 }
 
 // The default lists: short names and thresholds in bits. They must be usable while other files' objects are
@@ -34,20 +35,18 @@ void register_algorithm(TableSlot slot, const AlgorithmEntry& entry) {
         Console::error_line("Multiplication Algorithm for another Word: " + entry.short_name);
         Console::fatal_exit(1);
     }
-    std::optional<AlgorithmEntry>& place = registry()[entry.short_name][static_cast<u64>(slot)];
-    if (place) {
-        Console::error_line("Duplicate Multiplication Algorithm: " + entry.short_name);
-        Console::fatal_exit(1);
-    }
-    place = entry;
+    registry(slot).add(entry.short_name, entry);
 }
 
 const AlgorithmEntry* find_algorithm(TableSlot slot, const std::string& short_name, bool* known) {
-    const auto found = registry().find(short_name);
-    if (known != nullptr) *known = found != registry().end();
-    if (found == registry().end()) return nullptr;
-    const std::optional<AlgorithmEntry>& place = found->second[static_cast<u64>(slot)];
-    return place ? &*place : nullptr;
+    using enum TableSlot;
+    if (known != nullptr) {
+        *known = false;
+        for (const TableSlot any : {basic32, basic64, swap32, swap64}) {
+            *known = *known || registry(any).find(short_name) != nullptr;
+        }
+    }
+    return registry(slot).find(short_name);
 }
 
 AlgorithmTable::AlgorithmTable(std::string name, u32 word_bits, TableSlot slot,

@@ -1,7 +1,8 @@
-// The byte form of an exception's fields: a string is its length (u64) and its bytes, a number its
-// little-endian bytes at its own width. Private to this room.
+// The byte form of an exception's fields: a string is its length (u64) and its bytes, a list of numbers its
+// count (u64) and the numbers, a number its little-endian bytes at its own width. Private to this room.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,45 +14,47 @@ class ByteRecord {
   public:
     explicit ByteRecord(std::vector<u8>& out) : out_(out) {}
 
-    ByteRecord& operator<<(u64 value) { return put(value, 8); }
-    ByteRecord& operator<<(u32 value) { return put(value, 4); }
-    ByteRecord& operator<<(const std::string& text) {
-        put(text.size(), 8);
-        out_.insert(out_.end(), text.begin(), text.end());
-        return *this;
+    template <class... Fields>
+    void put(const Fields&... fields) {
+        (put_one(fields), ...);
     }
 
   private:
-    ByteRecord& put(u64 value, int bytes) {
-        for (int i = 0; i < bytes; i++) out_.push_back(static_cast<u8>(value >> (8 * i)));
-        return *this;
-    }
+    void put_one(u64 value) { put_bytes(value, 8); }
+    void put_one(i64 value) { put_bytes(static_cast<u64>(value), 8); }
+    void put_one(u32 value) { put_bytes(value, 4); }
+    void put_one(const std::string& text);
+    void put_one(const std::vector<u64>& numbers);
+    void put_bytes(u64 value, int bytes);
 
     std::vector<u8>& out_;
 };
 
-// Reads what ByteRecord wrote. Unchecked: the record must be complete.
+// Reads what ByteRecord wrote. The bytes may come from anybody: a record that ends too early, or says that it
+// is longer than the bytes that are there, throws EndOfStreamException before any memory is taken for it.
 class ByteCursor {
   public:
-    explicit ByteCursor(const u8*& position) : position_(position) {}
+    explicit ByteCursor(std::span<const u8> bytes) : bytes_(bytes) {}
 
-    u64 number64() { return get(8); }
-    u32 number32() { return static_cast<u32>(get(4)); }
-    std::string text() {
-        const u64 length = get(8);
-        std::string out(reinterpret_cast<const char*>(position_), length);
-        position_ += length;
-        return out;
+    template <class... Fields>
+    void take(Fields&... fields) {
+        (take_one(fields), ...);
     }
+
+    // What has not been read.
+    std::span<const u8> rest() const { return bytes_; }
 
   private:
-    u64 get(int bytes) {
-        u64 value = 0;
-        for (int i = 0; i < bytes; i++) value |= u64(*position_++) << (8 * i);
-        return value;
-    }
+    void take_one(u64& value) { value = take_number(8); }
+    void take_one(i64& value) { value = static_cast<i64>(take_number(8)); }
+    void take_one(u32& value) { value = static_cast<u32>(take_number(4)); }
+    void take_one(std::string& text);
+    void take_one(std::vector<u64>& numbers);
+    u64 take_number(u64 bytes);
+    // The next `count` items of this size.
+    std::span<const u8> take_bytes(u64 count, u64 item_bytes = 1);
 
-    const u8*& position_;
+    std::span<const u8> bytes_;
 };
 
 }  // namespace trel

@@ -3,7 +3,6 @@
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
-#include "base/errors/byte_record.h"
 #include "os/path_kind.h"
 
 namespace trel {
@@ -71,69 +70,6 @@ void print_raid(const Exception& e, const std::string& function, const std::stri
 }  // namespace
 
 Exception::~Exception() = default;
-
-#define TREL_DEFINE_EXCEPTION(Class)          \
-    void Class::fire() const {                \
-        throw Class(*this);                   \
-    }                                         \
-    const char* Class::get_typename() const { \
-        return #Class;                        \
-    }
-
-#define TREL_DEFINE_CLONE(Class)                          \
-    std::unique_ptr<Exception> Class::clone() {           \
-        return std::make_unique<Class>(std::move(*this)); \
-    }
-
-#define TREL_DEFINE(Class)       \
-    TREL_DEFINE_EXCEPTION(Class) \
-    TREL_DEFINE_CLONE(Class)
-
-TREL_DEFINE(StringException)
-TREL_DEFINE(InvalidParametersException)
-TREL_DEFINE(InvalidTransformException)
-TREL_DEFINE(TransformTooSmallException)
-TREL_DEFINE(ConvolutionTooSmallException)
-TREL_DEFINE(ParseException)
-TREL_DEFINE(EndOfStreamException)
-TREL_DEFINE(KeyNotFoundException)
-TREL_DEFINE(ArithmeticException)
-TREL_DEFINE(ExponentOverflowException)
-TREL_DEFINE(LimitExceededException)
-TREL_DEFINE(AlgorithmFailedException)
-TREL_DEFINE(ConvolutionFailedException)
-TREL_DEFINE_EXCEPTION(BSRModularCheckFailedException)
-TREL_DEFINE(ResourceAcquisitionFailedException)
-TREL_DEFINE(MemoryAllocationFailedException)
-TREL_DEFINE(FarMemoryException)
-TREL_DEFINE(UnsupportedValueException)
-TREL_DEFINE(UnsupportedZeroException)
-TREL_DEFINE(UnsupportedNegativeException)
-TREL_DEFINE(StdException)
-TREL_DEFINE(SystemException)
-TREL_DEFINE(BufferTooSmallException)
-TREL_DEFINE(FarMemoryOutOfBoundsException)
-
-namespace FileIO {
-TREL_DEFINE(FileException)
-}
-namespace DigitViewer2 {
-TREL_DEFINE(InconsistentMetaData)
-}
-namespace DiskRaid0 {
-TREL_DEFINE(Raid0Exception)
-}
-namespace R03 {
-TREL_DEFINE(Raid03Exception)
-}
-
-// A clone takes the strings only; the residues are numbers and stay here too.
-std::unique_ptr<Exception> BSRModularCheckFailedException::clone() {
-    std::vector<u64> kept = hashes;
-    auto copy = std::make_unique<BSRModularCheckFailedException>(std::move(*this));
-    hashes = std::move(kept);
-    return copy;
-}
 
 // ---- reports
 
@@ -248,60 +184,8 @@ void FileIO::FileException::print() const {
     end_report();
 }
 
-void DiskRaid0::Raid0Exception::print() const {
+void RaidException::print() const {
     print_raid(*this, function, message, path, error_code);
-}
-void R03::Raid03Exception::print() const {
-    print_raid(*this, function, message, path, error_code);
-}
-
-// ---- serialised form
-
-void StringException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message;
-}
-
-void ConvolutionTooSmallException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << convolution_size << requested_size;
-}
-void ExponentOverflowException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << static_cast<u64>(value) << static_cast<u64>(limit);
-}
-void LimitExceededException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << limit << attempted;
-}
-void ConvolutionFailedException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << first << second;
-}
-void BSRModularCheckFailedException::serialize(std::vector<u8>& out) const {
-    ByteRecord record(out);
-    record << function << message << a << b << static_cast<u64>(hashes.size());
-    for (const u64 hash : hashes) record << hash;
-}
-void MemoryAllocationFailedException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << allocation_type << allocation_size;
-}
-void StdException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << message;
-}
-void SystemException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << error_code;
-}
-// The function name is left out on purpose: the reader of such a record knows where it asked.
-void BufferTooSmallException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << buffer_size << required_size;
-}
-void FarMemoryOutOfBoundsException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << object_size << access_offset << access_length;
-}
-void FileIO::FileException::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << path << error_code;
-}
-void DiskRaid0::Raid0Exception::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << path << error_code;
-}
-void R03::Raid03Exception::serialize(std::vector<u8>& out) const {
-    ByteRecord(out) << function << message << path << error_code;
 }
 
 }  // namespace trel

@@ -14,6 +14,8 @@
 
 namespace trel {
 
+class ByteCursor;
+
 class Exception {
   public:
     virtual ~Exception();
@@ -36,14 +38,22 @@ class Exception {
     Exception& operator=(const Exception&) = default;
 };
 
-// The three operations that every class answers with its own type.
-#define TREL_EXCEPTION_TYPE(Class)               \
-  public:                                        \
-    [[noreturn]] void fire() const override;     \
-    const char* get_typename() const override;   \
-    std::unique_ptr<Exception> clone() override; \
-    Class(const Class&) = default;               \
-    Class(Class&&) = default
+// The operations that every class answers with its own type and fields. They are made by its row in
+// exception_list.cpp, so that a new class is its definition here and one row there. The numbers of a class
+// have an initialiser: the constructor that reads a record fills them one by one.
+#define TREL_EXCEPTION_TYPE(Class)                                    \
+  public:                                                             \
+    [[noreturn]] void fire() const override;                          \
+    const char* get_typename() const override;                        \
+    std::unique_ptr<Exception> clone() override;                      \
+    void serialize(std::vector<u8>& out) const override;              \
+    /* Throws EndOfStreamException when the record ends too early. */ \
+    explicit Class(ByteCursor& in);                                   \
+    Class(const Class&) = default;                                    \
+    Class(Class&&) = default;                                         \
+                                                                      \
+  protected:                                                          \
+    Class() = default
 
 class StringException : public Exception {
     TREL_EXCEPTION_TYPE(StringException);
@@ -52,7 +62,6 @@ class StringException : public Exception {
     StringException(std::string function, std::string message)
         : function(std::move(function)), message(std::move(message)) {}
     void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string function;
     std::string message;
@@ -62,27 +71,28 @@ class StringException : public Exception {
     virtual void print_body() const;
 };
 
-#define TREL_STRING_EXCEPTION(Class, Base) \
-    class Class : public Base {            \
-        TREL_EXCEPTION_TYPE(Class);        \
-                                           \
-      public:                              \
-        using Base::Base;                  \
+// A class that adds no fields.
+#define TREL_DERIVED_EXCEPTION(Class, Base) \
+    class Class : public Base {             \
+        TREL_EXCEPTION_TYPE(Class);         \
+                                            \
+      public:                               \
+        using Base::Base;                   \
     }
 
-TREL_STRING_EXCEPTION(InvalidParametersException, StringException);
-TREL_STRING_EXCEPTION(InvalidTransformException, InvalidParametersException);
-TREL_STRING_EXCEPTION(TransformTooSmallException, InvalidTransformException);
-TREL_STRING_EXCEPTION(ParseException, StringException);
-TREL_STRING_EXCEPTION(EndOfStreamException, ParseException);
-TREL_STRING_EXCEPTION(KeyNotFoundException, ParseException);
-TREL_STRING_EXCEPTION(ArithmeticException, StringException);
-TREL_STRING_EXCEPTION(AlgorithmFailedException, StringException);
-TREL_STRING_EXCEPTION(ResourceAcquisitionFailedException, StringException);
-TREL_STRING_EXCEPTION(FarMemoryException, StringException);
-TREL_STRING_EXCEPTION(UnsupportedValueException, StringException);
-TREL_STRING_EXCEPTION(UnsupportedZeroException, UnsupportedValueException);
-TREL_STRING_EXCEPTION(UnsupportedNegativeException, UnsupportedValueException);
+TREL_DERIVED_EXCEPTION(InvalidParametersException, StringException);
+TREL_DERIVED_EXCEPTION(InvalidTransformException, InvalidParametersException);
+TREL_DERIVED_EXCEPTION(TransformTooSmallException, InvalidTransformException);
+TREL_DERIVED_EXCEPTION(ParseException, StringException);
+TREL_DERIVED_EXCEPTION(EndOfStreamException, ParseException);
+TREL_DERIVED_EXCEPTION(KeyNotFoundException, ParseException);
+TREL_DERIVED_EXCEPTION(ArithmeticException, StringException);
+TREL_DERIVED_EXCEPTION(AlgorithmFailedException, StringException);
+TREL_DERIVED_EXCEPTION(ResourceAcquisitionFailedException, StringException);
+TREL_DERIVED_EXCEPTION(FarMemoryException, StringException);
+TREL_DERIVED_EXCEPTION(UnsupportedValueException, StringException);
+TREL_DERIVED_EXCEPTION(UnsupportedZeroException, UnsupportedValueException);
+TREL_DERIVED_EXCEPTION(UnsupportedNegativeException, UnsupportedValueException);
 
 class ConvolutionTooSmallException : public InvalidTransformException {
     TREL_EXCEPTION_TYPE(ConvolutionTooSmallException);
@@ -94,10 +104,9 @@ class ConvolutionTooSmallException : public InvalidTransformException {
         : InvalidTransformException(std::move(function), std::move(message)),
           convolution_size(convolution_size),
           requested_size(requested_size) {}
-    void serialize(std::vector<u8>& out) const override;
 
-    u64 convolution_size;
-    u64 requested_size;
+    u64 convolution_size = 0;
+    u64 requested_size = 0;
 
   protected:
     void print_body() const override;
@@ -109,10 +118,9 @@ class ExponentOverflowException : public ArithmeticException {
   public:
     ExponentOverflowException(std::string function, std::string message, i64 value, i64 limit)
         : ArithmeticException(std::move(function), std::move(message)), value(value), limit(limit) {}
-    void serialize(std::vector<u8>& out) const override;
 
-    i64 value;
-    i64 limit;
+    i64 value = 0;
+    i64 limit = 0;
 
   protected:
     void print_body() const override;
@@ -125,10 +133,9 @@ class LimitExceededException : public StringException {
     // limit 0 = unknown
     LimitExceededException(std::string function, std::string message, u64 limit, u64 attempted)
         : StringException(std::move(function), std::move(message)), limit(limit), attempted(attempted) {}
-    void serialize(std::vector<u8>& out) const override;
 
-    u64 limit;
-    u64 attempted;
+    u64 limit = 0;
+    u64 attempted = 0;
 
   protected:
     void print_body() const override;
@@ -140,10 +147,9 @@ class ConvolutionFailedException : public AlgorithmFailedException {
   public:
     ConvolutionFailedException(std::string function, std::string message, u64 first, u64 second)
         : AlgorithmFailedException(std::move(function), std::move(message)), first(first), second(second) {}
-    void serialize(std::vector<u8>& out) const override;
 
-    u64 first;
-    u64 second;
+    u64 first = 0;
+    u64 second = 0;
 };
 
 class BSRModularCheckFailedException : public AlgorithmFailedException {
@@ -157,10 +163,9 @@ class BSRModularCheckFailedException : public AlgorithmFailedException {
           a(a),
           b(b),
           hashes(std::move(hashes)) {}
-    void serialize(std::vector<u8>& out) const override;
 
-    u64 a;
-    u64 b;
+    u64 a = 0;
+    u64 b = 0;
     std::vector<u64> hashes;
 
   protected:
@@ -178,10 +183,9 @@ class MemoryAllocationFailedException : public ResourceAcquisitionFailedExceptio
         : ResourceAcquisitionFailedException(std::move(function), std::move(message)),
           allocation_type(std::move(allocation_type)),
           allocation_size(allocation_size) {}
-    void serialize(std::vector<u8>& out) const override;
 
     std::string allocation_type;
-    u64 allocation_size;  // bytes
+    u64 allocation_size = 0;  // bytes
 
   protected:
     void print_body() const override;
@@ -194,7 +198,6 @@ class StdException : public Exception {
   public:
     explicit StdException(std::string message) : message(std::move(message)) {}
     void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string message;
 };
@@ -206,11 +209,10 @@ class SystemException : public Exception {
     SystemException(std::string function, std::string message, u32 error_code)
         : function(std::move(function)), message(std::move(message)), error_code(error_code) {}
     void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string function;
     std::string message;
-    u32 error_code;
+    u32 error_code = 0;
 };
 
 class BufferTooSmallException : public Exception {
@@ -221,11 +223,10 @@ class BufferTooSmallException : public Exception {
     BufferTooSmallException(std::string function, u64 buffer_size, u64 required_size)
         : function(std::move(function)), buffer_size(buffer_size), required_size(required_size) {}
     void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string function;
-    u64 buffer_size;
-    u64 required_size;
+    u64 buffer_size = 0;
+    u64 required_size = 0;
 };
 
 class FarMemoryOutOfBoundsException : public Exception {
@@ -238,74 +239,65 @@ class FarMemoryOutOfBoundsException : public Exception {
           access_offset(access_offset),
           access_length(access_length) {}
     void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string function;
-    u64 object_size;
-    u64 access_offset;
-    u64 access_length;
+    u64 object_size = 0;
+    u64 access_offset = 0;
+    u64 access_length = 0;
 };
 
-namespace FileIO {
-
-class FileException : public Exception {
-    TREL_EXCEPTION_TYPE(FileException);
-
+// The fields of failures that have a path. Not a class to catch: a handler for file errors must not take the
+// far-memory exceptions, which carry the same fields.
+class PathException : public Exception {
   public:
     // error_code: the system's number, 0 when the failure is not the system's.
-    FileException(std::string function, std::string message, std::string path, u32 error_code = 0)
+    PathException(std::string function, std::string message, std::string path, u32 error_code = 0)
         : function(std::move(function)),
           message(std::move(message)),
           path(std::move(path)),
           error_code(error_code) {}
-    void print() const override;
-    void serialize(std::vector<u8>& out) const override;
 
     std::string function;
     std::string message;
     std::string path;
-    u32 error_code;
+    u32 error_code = 0;
+
+  protected:
+    PathException() = default;
+};
+
+namespace FileIO {
+
+class FileException : public PathException {
+    TREL_EXCEPTION_TYPE(FileException);
+
+  public:
+    using PathException::PathException;
+    void print() const override;
 };
 
 }  // namespace FileIO
 
 namespace DigitViewer2 {
-
-class InconsistentMetaData : public FileIO::FileException {
-    TREL_EXCEPTION_TYPE(InconsistentMetaData);
-
-  public:
-    using FileException::FileException;
-};
-
+using FileIO::FileException;
+TREL_DERIVED_EXCEPTION(InconsistentMetaData, FileException);
 }  // namespace DigitViewer2
 
-// The far-memory exceptions carry the fields of a FileException but are none: a handler for file errors must
-// not take them.
-#define TREL_RAID_EXCEPTION(Class)                                                             \
-    class Class : public Exception {                                                           \
-        TREL_EXCEPTION_TYPE(Class);                                                            \
-                                                                                               \
-      public:                                                                                  \
-        Class(std::string function, std::string message, std::string path, u32 error_code = 0) \
-            : function(std::move(function)),                                                   \
-              message(std::move(message)),                                                     \
-              path(std::move(path)),                                                           \
-              error_code(error_code) {}                                                        \
-        void print() const override;                                                           \
-        void serialize(std::vector<u8>& out) const override;                                   \
-                                                                                               \
-        std::string function;                                                                  \
-        std::string message;                                                                   \
-        std::string path;                                                                      \
-        u32 error_code;                                                                        \
-    }
+// The report of the far-memory exceptions.
+class RaidException : public PathException {
+  public:
+    using PathException::PathException;
+    void print() const override;
+
+  protected:
+    RaidException() = default;
+};
 
 namespace DiskRaid0 {
-TREL_RAID_EXCEPTION(Raid0Exception);
+TREL_DERIVED_EXCEPTION(Raid0Exception, RaidException);
 }
 namespace R03 {
-TREL_RAID_EXCEPTION(Raid03Exception);
+TREL_DERIVED_EXCEPTION(Raid03Exception, RaidException);
 }
 
 }  // namespace trel

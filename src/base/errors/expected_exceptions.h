@@ -1,5 +1,6 @@
 // Exceptions outside the family of exceptions.h: the code that calls for them expects them and goes on, so
-// they carry a message and nothing else. They are no `Exception`, have no report and cannot be transported.
+// they carry a message and nothing else. They do not derive from
+// `Exception`, have no report and cannot be transported.
 // They are standard exceptions, so that one that nobody caught is still reported with its message.
 //
 // CommandLine::CommandLineException (base/command_line) is of this kind too.
@@ -29,7 +30,7 @@ class ExpectedException : public std::exception {
     }
 
 namespace Environment {
-// A query for the machine's management information failed. Who asks reports "Unable to Detect" instead.
+// A query for the machine's management information failed. The caller reports "Unable to Detect" instead.
 TREL_EXPECTED_EXCEPTION(WMI_Exception);
 }  // namespace Environment
 

@@ -63,4 +63,16 @@ std::unique_ptr<Constant> make_constant(const std::string& token);
 // Every token that make_constant() takes.
 std::vector<std::string> constant_tokens();
 
+using ConstantFactory = std::unique_ptr<Constant> (*)();
+// A token that is already there is fatal: "Duplicate Constant: " and the token, exit code 1.
+void register_constant(const std::string& token, ConstantFactory factory);
+
+// Registers the constant of a class under the class's token, in a static initialiser.
+template <class C>
+struct ConstantRegistration {
+    ConstantRegistration() {
+        register_constant(C::kToken, [] { return std::unique_ptr<Constant>(std::make_unique<C>()); });
+    }
+};
+
 }  // namespace kalvor

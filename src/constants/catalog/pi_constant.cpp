@@ -37,6 +37,8 @@ class Plan final : public ConstantPlan {
     PiPlan plan_;
 };
 
+const ConstantRegistration<PiConstant> g_registration;
+
 }  // namespace
 
 std::string PiConstant::algorithm_short() const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/config/node.h"
+#include "base/settings/choices.h"
 #include "os/types.h"
 #include "platform/memory/memory_stats.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -39,9 +40,10 @@ class LargeAllocation {
 };
 
 // A chosen allocator and its settings.
-class AllocatorConfig {
+class AllocatorConfig : public SettingsObject {
   public:
-    virtual ~AllocatorConfig();
+    AllocatorConfig() : SettingsObject("", 28) {}
+
     virtual std::string name() const = 0;
     virtual std::string display_name() const = 0;
     // Makes sure that the process holds the rights that the settings need; a missing one is a printed warning
@@ -52,54 +54,27 @@ class AllocatorConfig {
     virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const = 0;
     virtual std::unique_ptr<AllocatorConfig> clone() const = 0;
-    // The allocator's own keys, as they are saved.
-    virtual Config::Object to_config() const = 0;
     // {"Allocator" and each setting : {"Value", "DisplayText"}} for a remote user interface.
     Config::Object to_selector() const;
-    // The numbered lines of the allocator menu; returns the number after the last one.
-    virtual u64 print(u64 first_line_number) const { return first_line_number; }
-    // Changes the setting of one of these lines; the first is 0. Others are ignored.
-    virtual void edit(u64 /*line*/) {}
-
-  protected:
-    virtual void add_selectors(Config::Object& /*object*/) const {}
 };
 
-// One kind of allocator; a stateless object of static lifetime.
-class AllocatorType {
-  public:
-    virtual ~AllocatorType();
-    virtual std::string display_name() const = 0;
-    // Reads the allocator's own keys; other keys of the object are not looked at. Throws the errors of the
-    // getters and InvalidParametersException.
-    virtual std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const = 0;
-    virtual std::unique_ptr<AllocatorConfig> make_default_config() const = 0;
-};
-
-// The type of an allocator whose configuration is the class given.
+using AllocatorType = ChoiceType<AllocatorConfig>;
+// What the settings of an allocator are derived from.
 template <class Settings>
-class AllocatorTypeOf final : public AllocatorType {
-  public:
-    std::string display_name() const override { return Settings::kDisplayName; }
-    std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const override {
-        return std::make_unique<Settings>(object);
-    }
-    std::unique_ptr<AllocatorConfig> make_default_config() const override {
-        return std::make_unique<Settings>();
-    }
-};
+using AllocatorConfigOf = ChosenAs<Settings, AllocatorConfig>;
 
 // A name that is already there is fatal: "Duplicate Allocator Type", exit code 1.
 void register_allocator(const std::string& name, const AllocatorType& type);
 
-// Registers in a static initialiser.
+// Registers the allocator whose settings are the class Settings, in a static initialiser.
+template <class Settings, class Type = ChoiceTypeOf<Settings, AllocatorConfig>>
 struct AllocatorRegistration {
-    AllocatorRegistration(const char* name, const AllocatorType& type) { register_allocator(name, type); }
+    AllocatorRegistration() { register_allocator(Settings::kName, type); }
+
+    const Type type;
 };
 
 inline constexpr const char* kDefaultAllocator = "mmap";
-// Labels of the settings of an allocator are padded to this.
-inline constexpr u64 kAllocatorLabelWidth = 28;
 
 // Throws InvalidParametersException "Invalid Memory Allocator: " + name.
 const AllocatorType& find_allocator_type(std::string_view name);

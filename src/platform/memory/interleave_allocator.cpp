@@ -1,21 +1,15 @@
 #include "platform/memory/interleave_allocator.h"
 
 #include <array>
-#include <cctype>
 #include <cstdint>
 #include <exception>
-#include <limits>
 #include <mutex>
 
 #include "base/console/console.h"
-#include "base/console/format.h"
-#include "base/errors/exceptions.h"
-#include "base/prompt/prompt.h"
 #include "platform/memory/fill_pattern.h"
 #include "platform/memory/node_workers.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
@@ -33,12 +27,6 @@ constexpr std::array<u32, 256> crc_table() {
     return table;
 }
 constexpr std::array<u32, 256> kCrcTable = crc_table();
-
-// Numbers that no node can have stay such.
-u32 node_number(i64 value) {
-    constexpr u32 kNoNode = std::numeric_limits<u32>::max();
-    return value < 0 || value > kNoNode ? kNoNode : static_cast<u32>(value);
-}
 
 // What the tasks of one allocation bring together.
 struct Shared {
@@ -183,8 +171,8 @@ u32 crc32c_of_address(u64 address) {
 }
 
 InterleaveConfig::InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers)
-    : calls_(&calls), map_(&map), workers_(&workers) {
-    nodes = default_nodes();
+    : nodes(calls, map), calls_(&calls), map_(&map), workers_(&workers) {
+    nodes.numbers = nodes.defaults();
 }
 
 InterleaveConfig::InterleaveConfig()
@@ -192,35 +180,11 @@ InterleaveConfig::InterleaveConfig()
                        NodeWorkers::of_this_machine()) {}
 
 InterleaveConfig::InterleaveConfig(const Config::Object& object)
-    : hashed(object.get_bool("Hashed")),
+    : nodes(MemoryCalls::of_this_machine(), NumaMap::of_this_machine()),
       calls_(&MemoryCalls::of_this_machine()),
       map_(&NumaMap::of_this_machine()),
       workers_(&NodeWorkers::of_this_machine()) {
-    locked_pages.set(object.get_string(locked_pages.name));
-    for (const auto& element : object.get_array("Nodes").elements) {
-        nodes.push_back(node_number(element->as<Config::Integer>().value));
-    }
-    if (nodes.empty()) throw InvalidParametersException("", "Node list cannot be empty.");
-}
-
-std::vector<u32> InterleaveConfig::default_nodes() const {
-    std::vector<u32> usable, all;
-    for (const auto& [number, node] : map_->nodes()) {
-        all.push_back(number);
-        u64 available = 0;
-        if (!calls_->node_available(number, available) && available > 0) usable.push_back(number);
-    }
-    if (!usable.empty()) return usable;
-    Console::print_line("Unable to find any usable NUMA nodes. Will attempt to use all of them...", 'Y');
-    Console::set_color('w');
-    return all;
-}
-
-std::string InterleaveConfig::name() const {
-    return "interleave";
-}
-std::string InterleaveConfig::display_name() const {
-    return kDisplayName;
+    load(object);
 }
 
 bool InterleaveConfig::acquire_permissions() const {
@@ -230,6 +194,7 @@ bool InterleaveConfig::acquire_permissions() const {
 
 std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContext& /*context*/,
                                                             u64 alignment_log2, u64& bytes) const {
+    const std::vector<u32>& nodes = this->nodes.numbers;
     auto region = std::make_unique<PageRegion>(*calls_);
     const u64 page = calls_->page_size();
     const u64 rounded = round_up_to(bytes, page);
@@ -253,74 +218,21 @@ std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContex
     return region;
 }
 
-std::unique_ptr<AllocatorConfig> InterleaveConfig::clone() const {
-    return std::make_unique<InterleaveConfig>(*this);
-}
-
-Config::Object InterleaveConfig::to_config() const {
-    Config::Object object;
-    object.add_bool("Hashed", hashed);
-    object.add_string(locked_pages.name, locked_pages.word());
-    Config::Array& list = object.add_array("Nodes");
-    for (const u32 node : nodes) list.add_integer(node);
-    return object;
-}
-
-std::string InterleaveConfig::nodes_text() const {
-    return Console::format_list(nodes);
-}
-
-void InterleaveConfig::add_selectors(Config::Object& object) const {
-    add_bool_selector(object, "Hashed", hashed, hashed ? "Hashed" : "Round-Robin");
-    add_selector(object, locked_pages.name, locked_pages.word(), locked_pages.selector_text());
-    Config::Object& setting = object.add_object("Nodes");
-    Config::Array& list = setting.add_array("Value");
-    for (const u32 node : nodes) list.add_integer(node);
-    setting.add_string("DisplayText", nodes_text());
-}
-
-u64 InterleaveConfig::print(u64 first_line_number) const {
-    if (map_->nodes().size() == 1) {
-        Console::print_line("        (This allocator is useful only when there are multiple NUMA nodes.)",
-                            'Y');
-    }
-    print_setting_line(first_line_number, "    NUMA nodes:", kAllocatorLabelWidth, nodes_text(), 'T');
-    print_setting_line(first_line_number + 1, "    Page Mapping:", kAllocatorLabelWidth,
-                       hashed ? "Hashed" : "Round-Robin", 'G');
-    print_setting_line(first_line_number + 2, "    Lock Pages in Memory:", kAllocatorLabelWidth,
-                       locked_pages.display_text(), locked_pages.color());
-    return first_line_number + 3;
-}
-
-void InterleaveConfig::edit_nodes() {
-    std::vector<u32> chosen;
-    Console::print_line("\n\nEnter NUMA node #'s one-by-one. Enter nothing to stop.", 'w');
-    Console::print_line("    - Duplicating nodes allow for imbalanced interleaving.");
-    Console::print_line("    - Non-existant nodes simply won't bind.");
-    while (true) {
-        const std::string answer = Prompt::read_text("Node #", 'T');
-        if (answer.empty() || !std::isdigit(static_cast<unsigned char>(answer[0]))) break;
-        i64 number = 0;
-        for (const char c : answer) {
-            if (!std::isdigit(static_cast<unsigned char>(c))) break;
-            number = node_number(number * 10 + (c - '0'));
-        }
-        chosen.push_back(static_cast<u32>(number));
-    }
-    // Not before here: when nobody answers, the list stays.
-    nodes = chosen.empty() ? default_nodes() : chosen;
-}
-
-void InterleaveConfig::edit(u64 line) {
-    if (line == 0) edit_nodes();
-    if (line == 1) hashed = !hashed;
-    if (line == 2) locked_pages.advance();
+void InterleaveConfig::print_heading() const {
+    if (map_->nodes().size() != 1) return;
+    Console::print_line("        (This allocator is useful only when there are multiple NUMA nodes.)", 'Y');
 }
 
 namespace {
 
-const AllocatorTypeOf<InterleaveConfig> g_type;
-const AllocatorRegistration g_registration("interleave", g_type);
+// A loaded configuration is not made from the defaults, which ask every node for its memory and may warn.
+class InterleaveType final : public ChoiceTypeOf<InterleaveConfig, AllocatorConfig> {
+    std::unique_ptr<AllocatorConfig> make_config(const Config::Object& object) const override {
+        return std::make_unique<InterleaveConfig>(object);
+    }
+};
+
+const AllocatorRegistration<InterleaveConfig, InterleaveType> g_registration;
 
 }  // namespace
 }  // namespace trel

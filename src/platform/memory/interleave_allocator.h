@@ -2,51 +2,42 @@
 // mixture of near and far memory and all memory channels work.
 #pragma once
 
-#include <vector>
-
+#include "base/settings/optional_flag.h"
 #include "platform/memory/allocator.h"
 #include "platform/memory/memory_calls.h"
+#include "platform/memory/node_list.h"
 #include "platform/memory/numa_map.h"
-#include "platform/memory/optional_flag.h"
 
 namespace trel {
 
 class NodeWorkers;
 
-class InterleaveConfig final : public AllocatorConfig {
+class InterleaveConfig final : public AllocatorConfigOf<InterleaveConfig> {
   public:
+    static constexpr const char* kName = "interleave";
     static constexpr const char* kDisplayName = "Node Interleaving";
 
     // All nodes that have memory to give.
     InterleaveConfig();
-    // Throws InvalidParametersException "Node list cannot be empty.", (key, "Invalid Mode: ...").
+    // Does not ask the nodes for their memory. Throws what the settings throw.
     explicit InterleaveConfig(const Config::Object& object);
     // Of a machine that tests play.
     InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers);
 
-    std::string name() const override;
-    std::string display_name() const override;
     bool acquire_permissions() const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
-    std::unique_ptr<AllocatorConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
 
-    bool hashed = true;  // otherwise round-robin
-    OptionalFlag locked_pages{"LockedPages"};
-    // A node that stands here twice receives twice the pages. Never empty.
-    std::vector<u32> nodes;
+    SwitchSetting hashed{"Hashed", "    Page Mapping:", {"Hashed", 'G'}, {"Round-Robin", 'G'}, true};
+    OptionalFlag locked_pages{"LockedPages", "    Lock Pages in Memory:"};
+    NodeList nodes;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&hashed, &locked_pages, &nodes}; }
+    SettingList menu() override { return {&nodes, &hashed, &locked_pages}; }
+    void print_heading() const override;
 
   private:
-    std::vector<u32> default_nodes() const;
-    std::string nodes_text() const;
-    void edit_nodes();
-
     const MemoryCalls* calls_;
     const NumaMap* map_;
     NodeWorkers* workers_;

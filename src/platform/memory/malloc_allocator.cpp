@@ -38,24 +38,14 @@ class MallocAllocation final : public LargeAllocation {
 
 }  // namespace
 
-std::string MallocConfig::name() const {
-    return "malloc";
-}
-std::string MallocConfig::display_name() const {
-    return kDisplayName;
-}
 std::unique_ptr<LargeAllocation> MallocConfig::allocate(const ParallelContext& context, u64 alignment_log2,
                                                         u64& bytes) const {
     return std::make_unique<MallocAllocation>(*calls_, context, alignment_log2, bytes);
 }
-std::unique_ptr<AllocatorConfig> MallocConfig::clone() const {
-    return std::make_unique<MallocConfig>(*this);
-}
 
 namespace {
 
-const AllocatorTypeOf<MallocConfig> g_type;
-const AllocatorRegistration g_registration("malloc", g_type);
+const AllocatorRegistration<MallocConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

@@ -5,21 +5,8 @@
 #include "platform/memory/fill_pattern.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
-
-MmapConfig::MmapConfig(const Config::Object& object) : calls_(&MemoryCalls::of_this_machine()) {
-    large_pages.set(object.get_string(large_pages.name));
-    locked_pages.set(object.get_string(locked_pages.name));
-}
-
-std::string MmapConfig::name() const {
-    return "mmap";
-}
-std::string MmapConfig::display_name() const {
-    return kDisplayName;
-}
 
 bool MmapConfig::acquire_permissions() const {
     if (large_pages.mode == OptionalFlag::kDisabled && locked_pages.mode == OptionalFlag::kDisabled)
@@ -86,39 +73,9 @@ std::unique_ptr<LargeAllocation> MmapConfig::allocate(const ParallelContext& con
     return region;
 }
 
-std::unique_ptr<AllocatorConfig> MmapConfig::clone() const {
-    return std::make_unique<MmapConfig>(*this);
-}
-
-Config::Object MmapConfig::to_config() const {
-    Config::Object object;
-    object.add_string(large_pages.name, large_pages.word());
-    object.add_string(locked_pages.name, locked_pages.word());
-    return object;
-}
-
-void MmapConfig::add_selectors(Config::Object& object) const {
-    add_selector(object, large_pages.name, large_pages.word(), large_pages.selector_text());
-    add_selector(object, locked_pages.name, locked_pages.word(), locked_pages.selector_text());
-}
-
-u64 MmapConfig::print(u64 first_line_number) const {
-    print_setting_line(first_line_number, "    Large Pages:", kAllocatorLabelWidth,
-                       large_pages.display_text(), large_pages.color());
-    print_setting_line(first_line_number + 1, "    Lock Pages in Memory:", kAllocatorLabelWidth,
-                       locked_pages.display_text(), locked_pages.color());
-    return first_line_number + 2;
-}
-
-void MmapConfig::edit(u64 line) {
-    if (line == 0) large_pages.advance();
-    if (line == 1) locked_pages.advance();
-}
-
 namespace {
 
-const AllocatorTypeOf<MmapConfig> g_type;
-const AllocatorRegistration g_registration("mmap", g_type);
+const AllocatorRegistration<MmapConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

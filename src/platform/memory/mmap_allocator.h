@@ -1,37 +1,30 @@
 // "mmap": pages straight from the system, with large pages and locking where wanted. The default.
 #pragma once
 
+#include "base/settings/optional_flag.h"
 #include "platform/memory/allocator.h"
 #include "platform/memory/memory_calls.h"
-#include "platform/memory/optional_flag.h"
 
 namespace trel {
 
 class PageRegion;
 
-class MmapConfig final : public AllocatorConfig {
+class MmapConfig final : public AllocatorConfigOf<MmapConfig> {
   public:
+    static constexpr const char* kName = "mmap";
     static constexpr const char* kDisplayName = "WinAPI VirtualAlloc()";
 
     explicit MmapConfig(const MemoryCalls& calls = MemoryCalls::of_this_machine()) : calls_(&calls) {}
-    // Throws InvalidParametersException(key, "Invalid Mode: ...").
-    explicit MmapConfig(const Config::Object& object);
 
-    std::string name() const override;
-    std::string display_name() const override;
     bool acquire_permissions() const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
-    std::unique_ptr<AllocatorConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
 
-    OptionalFlag large_pages{"LargePages"};
-    OptionalFlag locked_pages{"LockedPages"};
+    OptionalFlag large_pages{"LargePages", "    Large Pages:"};
+    OptionalFlag locked_pages{"LockedPages", "    Lock Pages in Memory:"};
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&large_pages, &locked_pages}; }
 
   private:
     bool allocate_large(PageRegion& region, const ParallelContext& context, u64 alignment_log2,

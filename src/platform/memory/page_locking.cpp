@@ -47,13 +47,14 @@ std::optional<std::string> lock_advice_once() {
            os::lock_privilege_advice();
 }
 
+const LockingCalls& LockingCalls::of_this_machine() {
+    static const LockingCalls calls{os::lock_memory, os::raise_lock_limit};
+    return calls;
+}
+
 u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls) {
     const std::lock_guard<std::mutex> guard(locking_mutex());
     return lock_range(static_cast<char*>(pointer), bytes, calls);
-}
-
-u64 lock_region(void* pointer, u64 bytes) {
-    return lock_region(pointer, bytes, LockingCalls{os::lock_memory, os::raise_lock_limit});
 }
 
 }  // namespace trel

@@ -20,11 +20,12 @@ std::optional<std::string> lock_advice_once();
 struct LockingCalls {
     std::function<os::OsError(void* pointer, u64 bytes)> lock;
     std::function<os::OsError()> raise_limit;
+
+    static const LockingCalls& of_this_machine();
 };
 
 // Locks as much of the region as the limit allows: a range that does not fit is halved, down to 1 MiB.
 // Returns the bytes locked. One region at a time (a process-wide mutex).
-u64 lock_region(void* pointer, u64 bytes);
-u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls);
+u64 lock_region(void* pointer, u64 bytes, const LockingCalls& calls = LockingCalls::of_this_machine());
 
 }  // namespace trel

@@ -1,9 +1,9 @@
 // A region of whole pages from the system, and what the allocators that make one have in common.
 #pragma once
 
+#include "base/settings/optional_flag.h"
 #include "platform/memory/allocator.h"
 #include "platform/memory/memory_calls.h"
-#include "platform/memory/optional_flag.h"
 
 namespace trel {
 

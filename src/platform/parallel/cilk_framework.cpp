@@ -1,22 +1,17 @@
 #include "platform/parallel/cilk_framework.h"
 
-#include <algorithm>
 #include <mutex>
 #include <string>
 
 #include "base/errors/exceptions.h"
-#include "base/prompt/prompt.h"
 #include "os/cpu.h"
 #include "os/shared_library.h"
 #include "platform/cilk/cilk_entries.h"
 #include "platform/parallel/callers_share.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
 
-constexpr const char* kBuiltIn = "built-in";
-constexpr const char* kLibrary = "library";
 constexpr const char* kLibraryNames[] = {"libcilkrts.so.5", "cilkrts20.dll"};
 
 // How many frameworks use the run-time.
@@ -105,77 +100,43 @@ void CilkFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     fork.share.rethrow();
 }
 
-CilkConfig::CilkConfig() : threads_(std::clamp<u64>(os::usable_processor_count(), 1, kMostThreads)) {}
+namespace {
 
-void CilkConfig::set_threads(u64 threads) {
-    threads_ = std::clamp<u64>(threads, 1, kMostThreads);
-}
+constexpr WordSetting::Word kRuntimes[] = {{"built-in", "Built-in", 'Y'}, {"library", "Library", 'Y'}};
+constexpr u32 kLibrary = 1;
 
-std::string CilkConfig::name() const {
-    return "cilk";
-}
-std::string CilkConfig::display_name() const {
-    return "Cilk Plus Work-Stealing";
-}
+}  // namespace
+
+CilkConfig::CilkConfig()
+    : threads(WorkerThreads::kKey, "    Cilk Threads:", {.prompt = "Threads: ", .least = 1, .most = 65536},
+              os::usable_processor_count()),
+      runtime("Runtime", "    Runtime:", kRuntimes,
+              {"", "Invalid Cilk run-time: {}\nChoose \"built-in\" or \"library\"."}, 0) {}
+
 std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
-    if (!use_library_) return std::make_unique<CilkFramework>(threads_, CilkRuntime::built_in());
-    const CilkRuntime& runtime = CilkRuntime::of_this_machine();
-    if (runtime.library == nullptr) {
+    if (runtime.mode != kLibrary)
+        return std::make_unique<CilkFramework>(threads.value(), CilkRuntime::built_in());
+    const CilkRuntime& library = CilkRuntime::of_this_machine();
+    if (library.library == nullptr) {
         throw ResourceAcquisitionFailedException(
             "",
             "The settings ask for the library of the Cilk run-time, and it is not installed.\n"
             "Install it beside the program or among the system's libraries (" +
                 std::string(kLibraryNames[0]) + ", on Windows " + kLibraryNames[1] +
-                "), or take Runtime : \"" + kBuiltIn + "\".");
+                "), or take Runtime : \"built-in\".");
     }
-    return std::make_unique<CilkFramework>(threads_, runtime);
+    return std::make_unique<CilkFramework>(threads.value(), library);
 }
+
 std::string CilkConfig::mode_text() const {
-    if (!use_library_) return "  (built-in)";
+    if (runtime.mode != kLibrary) return "  (built-in)";
     const char* const library = CilkRuntime::of_this_machine().library;
     return library == nullptr ? "  (library not found)" : "  (" + std::string(library) + ")";
-}
-std::unique_ptr<FrameworkConfig> CilkConfig::clone() const {
-    return std::make_unique<CilkConfig>(*this);
-}
-
-CilkConfig::CilkConfig(const Config::Object& object) {
-    const i64 threads = object.get_integer(WorkerThreads::kKey, "Parallel Framework");
-    set_threads(threads < 0 ? 0 : static_cast<u64>(threads));
-    if (!object.contains(kRuntimeKey)) return;
-    const std::string& runtime = object.get_string(kRuntimeKey, "Parallel Framework");
-    if (runtime != kBuiltIn && runtime != kLibrary) {
-        throw InvalidParametersException("", "Invalid Cilk run-time: " + runtime + "\nChoose \"" + kBuiltIn +
-                                                 "\" or \"" + kLibrary + "\".");
-    }
-    use_library_ = runtime == kLibrary;
-}
-
-Config::Object CilkConfig::to_config() const {
-    Config::Object object;
-    object.add_integer(WorkerThreads::kKey, static_cast<i64>(threads_));
-    if (use_library_) object.add_string(kRuntimeKey, kLibrary);
-    return object;
-}
-
-void CilkConfig::add_selectors(Config::Object& object) const {
-    add_selector(object, WorkerThreads::kKey, static_cast<i64>(threads_), std::to_string(threads_));
-}
-
-u64 CilkConfig::print(u64 first_line_number) const {
-    print_setting_line(first_line_number, "    Cilk Threads:", kFrameworkLabelWidth, std::to_string(threads_),
-                       'Y');
-    return first_line_number + 1;
-}
-
-void CilkConfig::edit(u64 line) {
-    if (line == 0) set_threads(Prompt::read_unsigned_in_range("Threads: ", 1, kMostThreads, 'T'));
 }
 
 namespace {
 
-const FrameworkTypeOf<CilkConfig> g_type;
-const FrameworkRegistration g_registration("cilk", g_type);
+const FrameworkRegistration<CilkConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

@@ -4,6 +4,7 @@
 
 #include <span>
 
+#include "base/settings/word_setting.h"
 #include "platform/parallel/framework_registry.h"
 
 namespace trel {
@@ -40,34 +41,24 @@ class CilkFramework final : public BasicParallelizer {
     const CilkRuntime runtime_;
 };
 
-class CilkConfig final : public FrameworkConfig {
+class CilkConfig final : public FrameworkConfigOf<CilkConfig> {
   public:
-    static constexpr u64 kMostThreads = 65536;
+    static constexpr const char* kName = "cilk";
+    static constexpr const char* kDisplayName = "Cilk Plus Work-Stealing";
 
     CilkConfig();  // as many threads as processors
-    explicit CilkConfig(const Config::Object& object);
-    // A library is code of somebody else's, so that only the user's settings bring it in.
-    static constexpr const char* kRuntimeKey = "Runtime";
 
-    // 0 is taken as 1, more than the most as the most.
-    void set_threads(u64 threads);
-
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
     std::string mode_text() const override;
-    u64 worker_threads() const override { return threads_; }
+    u64 worker_threads() const override { return threads.value(); }
+
+    NumberSetting threads;
+    // A library is code of somebody else's, so that only the user's settings bring it in.
+    WordSetting runtime;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
-
-  private:
-    u64 threads_;
-    bool use_library_ = false;
+    SettingList settings() override { return {&threads}; }
+    SettingList file_only() override { return {&runtime}; }
 };
 
 }  // namespace trel

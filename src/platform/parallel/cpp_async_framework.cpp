@@ -3,16 +3,11 @@
 #include <memory>
 
 #include "platform/parallel/callers_share.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 namespace {
 
 constexpr u64 kHandlesInFrame = 15;
-
-const char* policy_text(bool async_only) {
-    return async_only ? "std::launch::async" : "std::launch::async | std::launch::deferred";
-}
 
 }  // namespace
 
@@ -40,12 +35,6 @@ void CppAsyncFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     share.rethrow();
 }
 
-std::string CppAsyncConfig::name() const {
-    return "cppasync";
-}
-std::string CppAsyncConfig::display_name() const {
-    return "C++ std::async()";
-}
 std::string CppAsyncConfig::mode_text() const {
     return async_only ? "  (async only)" : "  (async | deferred)";
 }
@@ -55,40 +44,10 @@ std::launch CppAsyncConfig::policy() const {
 std::unique_ptr<BasicParallelizer> CppAsyncConfig::make_framework() const {
     return std::make_unique<CppAsyncFramework>(policy(), max_sequential_dispatch.value());
 }
-std::unique_ptr<FrameworkConfig> CppAsyncConfig::clone() const {
-    return std::make_unique<CppAsyncConfig>(*this);
-}
-
-CppAsyncConfig::CppAsyncConfig(const Config::Object& object)
-    : async_only(object.get_bool("AsyncOnly", "Parallel Framework")), max_sequential_dispatch(object) {}
-
-Config::Object CppAsyncConfig::to_config() const {
-    Config::Object object;
-    object.add_bool("AsyncOnly", async_only);
-    max_sequential_dispatch.add_to_config(object);
-    return object;
-}
-
-void CppAsyncConfig::add_selectors(Config::Object& object) const {
-    add_bool_selector(object, "AsyncOnly", async_only, policy_text(async_only));
-    max_sequential_dispatch.add_to_selector(object);
-}
-
-u64 CppAsyncConfig::print(u64 first_line_number) const {
-    print_setting_line(first_line_number, "    Launch Policy: ", 0, policy_text(async_only), 'Y');
-    max_sequential_dispatch.print(first_line_number + 1);
-    return first_line_number + 2;
-}
-
-void CppAsyncConfig::edit(u64 line) {
-    if (line == 0) async_only = !async_only;
-    if (line == 1) max_sequential_dispatch.edit();
-}
 
 namespace {
 
-const FrameworkTypeOf<CppAsyncConfig> g_type;
-const FrameworkRegistration g_registration("cppasync", g_type);
+const FrameworkRegistration<CppAsyncConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

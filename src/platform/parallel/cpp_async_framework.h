@@ -3,6 +3,7 @@
 
 #include <future>
 
+#include "base/settings/word_setting.h"
 #include "platform/parallel/bounded_dispatch.h"
 #include "platform/parallel/framework_registry.h"
 
@@ -25,27 +26,25 @@ class CppAsyncFramework final : public BoundedParallelizer {
     const std::launch policy_;
 };
 
-class CppAsyncConfig final : public FrameworkConfig {
+class CppAsyncConfig final : public FrameworkConfigOf<CppAsyncConfig> {
   public:
-    CppAsyncConfig() = default;
-    explicit CppAsyncConfig(const Config::Object& object);
+    static constexpr const char* kName = "cppasync";
+    static constexpr const char* kDisplayName = "C++ std::async()";
 
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
     std::string mode_text() const override;
-
     std::launch policy() const;
 
-    bool async_only = true;  // otherwise the library may put a task off until it is waited for
+    // Otherwise the library may put a task off until it is waited for.
+    SwitchSetting async_only{"AsyncOnly",
+                             "    Launch Policy: ",
+                             {"std::launch::async", 'Y'},
+                             {"std::launch::async | std::launch::deferred", 'Y'},
+                             true};
     MaxSequentialDispatch max_sequential_dispatch;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&async_only, &max_sequential_dispatch}; }
 };
 
 }  // namespace trel

@@ -8,15 +8,17 @@
 #include <vector>
 
 #include "base/config/node.h"
+#include "base/settings/choices.h"
 #include "platform/parallel/basic_parallelizer.h"
 #include "platform/parallel/framework_settings.h"
 
 namespace trel {
 
 // A chosen framework and its settings. Owned by the parallelism settings.
-class FrameworkConfig {
+class FrameworkConfig : public SettingsObject {
   public:
-    virtual ~FrameworkConfig();
+    FrameworkConfig() : SettingsObject("Parallel Framework", 32) {}
+
     virtual std::string name() const = 0;
     virtual std::string display_name() const = 0;
     // Built once for a computation; pools of threads live as long as it.
@@ -24,14 +26,8 @@ class FrameworkConfig {
     virtual std::unique_ptr<FrameworkConfig> clone() const = 0;
     // Threads that the framework runs on; 0 = not fixed, shown as "?".
     virtual u64 worker_threads() const { return 0; }
-    // The framework's own keys, as they are saved.
-    virtual Config::Object to_config() const = 0;
     // {"Framework" : name, and each setting : {"Value", "DisplayText"}} for a remote user interface.
     Config::Object to_selector() const;
-    // The numbered lines of the framework menu; returns the number after the last one.
-    virtual u64 print(u64 first_line_number) const { return first_line_number; }
-    // Changes the setting of one of these lines; the first is 0. Others are ignored.
-    virtual void edit(u64 /*line*/) {}
 
     // What the summary says of the framework's mode; empty for most.
     virtual std::string mode_text() const { return {}; }
@@ -40,41 +36,22 @@ class FrameworkConfig {
     std::string summary(u64 tds) const;
     // The same on the console, in colours; no line feed.
     void print_summary(u64 tds) const;
-
-  protected:
-    virtual void add_selectors(Config::Object& /*object*/) const {}
 };
 
-// One kind of framework; a stateless object of static lifetime.
-class FrameworkType {
-  public:
-    virtual ~FrameworkType();
-    virtual std::string display_name() const = 0;
-    // Reads the framework's own keys; other keys of the object are not looked at. Throws the errors of the
-    // getters and InvalidParametersException.
-    virtual std::unique_ptr<FrameworkConfig> make_config(const Config::Object& object) const = 0;
-    virtual std::unique_ptr<FrameworkConfig> make_default_config() const = 0;
-};
-
-// The type of a framework whose configuration is the class given.
+using FrameworkType = ChoiceType<FrameworkConfig>;
+// What the settings of a framework are derived from.
 template <class Settings>
-class FrameworkTypeOf final : public FrameworkType {
-  public:
-    std::string display_name() const override { return Settings().display_name(); }
-    std::unique_ptr<FrameworkConfig> make_config(const Config::Object& object) const override {
-        return std::make_unique<Settings>(object);
-    }
-    std::unique_ptr<FrameworkConfig> make_default_config() const override {
-        return std::make_unique<Settings>();
-    }
-};
+using FrameworkConfigOf = ChosenAs<Settings, FrameworkConfig>;
 
 // A name that is already there is fatal: "Duplicate Framework Type", exit code 1.
 void register_framework(const std::string& name, const FrameworkType& type);
 
-// Registers in a static initialiser.
+// Registers the framework whose settings are the class Settings, in a static initialiser.
+template <class Settings>
 struct FrameworkRegistration {
-    FrameworkRegistration(const char* name, const FrameworkType& type) { register_framework(name, type); }
+    FrameworkRegistration() { register_framework(Settings::kName, type); }
+
+    const ChoiceTypeOf<Settings, FrameworkConfig> type;
 };
 
 // A framework that this build lacks, and what to do about it. It is not listed; find_framework_type() says

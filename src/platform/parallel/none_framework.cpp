@@ -15,23 +15,18 @@ class NoneFramework final : public BasicParallelizer {
     }
 };
 
-class NoneConfig final : public FrameworkConfig {
+class NoneConfig final : public FrameworkConfigOf<NoneConfig> {
   public:
-    NoneConfig() = default;
-    explicit NoneConfig(const Config::Object&) {}
+    static constexpr const char* kName = "none";
+    static constexpr const char* kDisplayName = "None (No Multi-threading)";
 
-    std::string name() const override { return "none"; }
-    std::string display_name() const override { return "None (No Multi-threading)"; }
     std::unique_ptr<BasicParallelizer> make_framework() const override {
         return std::make_unique<NoneFramework>();
     }
-    std::unique_ptr<FrameworkConfig> clone() const override { return std::make_unique<NoneConfig>(*this); }
     u64 worker_threads() const override { return 1; }
-    Config::Object to_config() const override { return {}; }
 };
 
-const FrameworkTypeOf<NoneConfig> g_type;
-const FrameworkRegistration g_registration("none", g_type);
+const FrameworkRegistration<NoneConfig> g_registration;
 
 }  // namespace
 

@@ -6,7 +6,6 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 
@@ -47,7 +46,7 @@ Config::Object ParallelismSettings::to_config() const {
     Config::Object object;
     object.add_integer("TaskDecomposition", static_cast<i64>(task_decomposition));
     object.add_string("Framework", framework->name());
-    merge(object, framework->to_config());
+    framework->save(object);
     return object;
 }
 

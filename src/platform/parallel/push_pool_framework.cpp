@@ -5,7 +5,6 @@
 #include "os/affinity.h"
 #include "os/cpu.h"
 #include "platform/parallel/callers_share.h"
-#include "platform/parallel/setting_lines.h"
 #include "platform/parallel/thread_control.h"
 
 namespace trel {
@@ -51,59 +50,16 @@ void PushPoolFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     share.rethrow();
 }
 
-std::string PushPoolConfig::name() const {
-    return "pushpool";
-}
-std::string PushPoolConfig::display_name() const {
-    return "Push Pool";
-}
 std::string PushPoolConfig::mode_text() const {
     return randomize ? "  (randomization on)" : "  (randomization off)";
 }
 std::unique_ptr<BasicParallelizer> PushPoolConfig::make_framework() const {
     return std::make_unique<PushPoolFramework>(threads.value(), randomize, max_sequential_dispatch.value());
 }
-std::unique_ptr<FrameworkConfig> PushPoolConfig::clone() const {
-    return std::make_unique<PushPoolConfig>(*this);
-}
-
-PushPoolConfig::PushPoolConfig(const Config::Object& object)
-    : threads(object),
-      randomize(object.get_bool("Randomization", "Parallel Framework")),
-      max_sequential_dispatch(object) {}
-
-Config::Object PushPoolConfig::to_config() const {
-    Config::Object object;
-    threads.add_to_config(object);
-    object.add_bool("Randomization", randomize);
-    max_sequential_dispatch.add_to_config(object);
-    return object;
-}
-
-void PushPoolConfig::add_selectors(Config::Object& object) const {
-    threads.add_to_selector(object);
-    add_bool_selector(object, "Randomization", randomize, randomize ? "Enabled" : "Disabled");
-    max_sequential_dispatch.add_to_selector(object);
-}
-
-u64 PushPoolConfig::print(u64 first_line_number) const {
-    threads.print(first_line_number);
-    print_setting_line(first_line_number + 1, "    Thread Randomization:", kFrameworkLabelWidth,
-                       randomize ? "Enabled" : "Disabled", randomize ? 'G' : 'R');
-    max_sequential_dispatch.print(first_line_number + 2);
-    return first_line_number + 3;
-}
-
-void PushPoolConfig::edit(u64 line) {
-    if (line == 0) threads.edit();
-    if (line == 1) randomize = !randomize;
-    if (line == 2) max_sequential_dispatch.edit();
-}
 
 namespace {
 
-const FrameworkTypeOf<PushPoolConfig> g_type;
-const FrameworkRegistration g_registration("pushpool", g_type);
+const FrameworkRegistration<PushPoolConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

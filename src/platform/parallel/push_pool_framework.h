@@ -2,6 +2,7 @@
 // dispatching thread, so nested dispatch never waits for a free worker.
 #pragma once
 
+#include "base/settings/word_setting.h"
 #include "platform/parallel/bounded_dispatch.h"
 #include "platform/parallel/framework_registry.h"
 #include "platform/parallel/push_pool.h"
@@ -28,27 +29,22 @@ class PushPoolFramework final : public BoundedParallelizer {
     PushPool pool_;
 };
 
-class PushPoolConfig final : public FrameworkConfig {
+class PushPoolConfig final : public FrameworkConfigOf<PushPoolConfig> {
   public:
-    PushPoolConfig() = default;
-    explicit PushPoolConfig(const Config::Object& object);
+    static constexpr const char* kName = "pushpool";
+    static constexpr const char* kDisplayName = "Push Pool";
 
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
     std::string mode_text() const override;
     u64 worker_threads() const override { return threads.value(); }
 
     WorkerThreads threads;
-    bool randomize = true;
+    SwitchSetting randomize{
+        "Randomization", "    Thread Randomization:", {"Enabled", 'G'}, {"Disabled", 'R'}, true};
     MaxSequentialDispatch max_sequential_dispatch;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&threads, &randomize, &max_sequential_dispatch}; }
 };
 
 }  // namespace trel

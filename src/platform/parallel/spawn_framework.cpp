@@ -57,44 +57,13 @@ void SpawnFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     a.run(0);
 }
 
-std::string SpawnConfig::name() const {
-    return "spawn";
-}
-std::string SpawnConfig::display_name() const {
-    return "Thread Spawn (1 Thread/Task)";
-}
 std::unique_ptr<BasicParallelizer> SpawnConfig::make_framework() const {
-    return std::make_unique<SpawnFramework>(max_sequential_dispatch_.value());
-}
-std::unique_ptr<FrameworkConfig> SpawnConfig::clone() const {
-    return std::make_unique<SpawnConfig>(*this);
-}
-
-SpawnConfig::SpawnConfig(const Config::Object& object) : max_sequential_dispatch_(object) {}
-
-Config::Object SpawnConfig::to_config() const {
-    Config::Object object;
-    max_sequential_dispatch_.add_to_config(object);
-    return object;
-}
-
-void SpawnConfig::add_selectors(Config::Object& object) const {
-    max_sequential_dispatch_.add_to_selector(object);
-}
-
-u64 SpawnConfig::print(u64 first_line_number) const {
-    max_sequential_dispatch_.print(first_line_number);
-    return first_line_number + 1;
-}
-
-void SpawnConfig::edit(u64 line) {
-    if (line == 0) max_sequential_dispatch_.edit();
+    return std::make_unique<SpawnFramework>(max_sequential_dispatch.value());
 }
 
 namespace {
 
-const FrameworkTypeOf<SpawnConfig> g_type;
-const FrameworkRegistration g_registration("spawn", g_type);
+const FrameworkRegistration<SpawnConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

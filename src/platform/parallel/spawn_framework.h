@@ -18,26 +18,17 @@ class SpawnFramework final : public BoundedParallelizer {
     void run_flat(BasicAction& action, u64 begin, u64 end) override;
 };
 
-class SpawnConfig final : public FrameworkConfig {
+class SpawnConfig final : public FrameworkConfigOf<SpawnConfig> {
   public:
-    SpawnConfig() = default;
-    explicit SpawnConfig(const Config::Object& object);
-    explicit SpawnConfig(u64 max_sequential_dispatch) : max_sequential_dispatch_(max_sequential_dispatch) {}
+    static constexpr const char* kName = "spawn";
+    static constexpr const char* kDisplayName = "Thread Spawn (1 Thread/Task)";
 
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
-    u64 max_sequential_dispatch() const { return max_sequential_dispatch_.value(); }
+
+    MaxSequentialDispatch max_sequential_dispatch;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
-
-  private:
-    MaxSequentialDispatch max_sequential_dispatch_;
+    SettingList settings() override { return {&max_sequential_dispatch}; }
 };
 
 }  // namespace trel

@@ -63,44 +63,13 @@ void TaskQueueFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     share.rethrow();
 }
 
-std::string TaskQueueConfig::name() const {
-    return "taskqueue";
-}
-std::string TaskQueueConfig::display_name() const {
-    return "Central Dispatch Queue";
-}
 std::unique_ptr<BasicParallelizer> TaskQueueConfig::make_framework() const {
     return std::make_unique<TaskQueueFramework>(threads.value());
-}
-std::unique_ptr<FrameworkConfig> TaskQueueConfig::clone() const {
-    return std::make_unique<TaskQueueConfig>(*this);
-}
-
-TaskQueueConfig::TaskQueueConfig(const Config::Object& object) : threads(object) {}
-
-Config::Object TaskQueueConfig::to_config() const {
-    Config::Object object;
-    threads.add_to_config(object);
-    return object;
-}
-
-void TaskQueueConfig::add_selectors(Config::Object& object) const {
-    threads.add_to_selector(object);
-}
-
-u64 TaskQueueConfig::print(u64 first_line_number) const {
-    threads.print(first_line_number);
-    return first_line_number + 1;
-}
-
-void TaskQueueConfig::edit(u64 line) {
-    if (line == 0) threads.edit();
 }
 
 namespace {
 
-const FrameworkTypeOf<TaskQueueConfig> g_type;
-const FrameworkRegistration g_registration("taskqueue", g_type);
+const FrameworkRegistration<TaskQueueConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

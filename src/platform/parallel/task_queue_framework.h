@@ -20,24 +20,18 @@ class TaskQueueFramework final : public BasicParallelizer {
     TaskQueue queue_;
 };
 
-class TaskQueueConfig final : public FrameworkConfig {
+class TaskQueueConfig final : public FrameworkConfigOf<TaskQueueConfig> {
   public:
-    TaskQueueConfig() = default;
-    explicit TaskQueueConfig(const Config::Object& object);
+    static constexpr const char* kName = "taskqueue";
+    static constexpr const char* kDisplayName = "Central Dispatch Queue";
 
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
     u64 worker_threads() const override { return threads.value(); }
 
     WorkerThreads threads;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&threads}; }
 };
 
 }  // namespace trel

@@ -6,13 +6,11 @@
 #include <tbb/partitioner.h>
 #include <tbb/task_group.h>
 
-#include <algorithm>
-
+#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "platform/parallel/bisection.h"
 #include "platform/parallel/callers_share.h"
 #include "platform/parallel/library_handover.h"
-#include "platform/parallel/setting_lines.h"
 
 namespace trel {
 
@@ -79,86 +77,43 @@ void TbbFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     share.rethrow();
 }
 
-std::string TbbConfig::name() const {
-    return "tbb";
-}
-std::string TbbConfig::display_name() const {
-    return "Thread Building Blocks (TBB)";
-}
+namespace {
+
+// In the order of TbbFramework::ForkJoin2 and ParallelFor.
+constexpr WordSetting::Word kForkJoin2[] = {{"task_group", "task_group", 'Y'},
+                                            {"parallel_invoke", "parallel_invoke", 'Y'}};
+constexpr WordSetting::Word kParallelFor[] = {{"disabled", "disabled", 'Y'},
+                                              {"auto_partitioner", "auto_partitioner", 'Y'},
+                                              {"static_partitioner", "static_partitioner", 'Y'},
+                                              {"simple_partitioner", "simple_partitioner", 'Y'}};
+
+}  // namespace
+
+TbbConfig::TbbConfig()
+    : fork_join("ForkJoin2", "    2-Way Fork-Join:", kForkJoin2,
+                {"TBB::parse_config()", "ForkJoin2 must be either \"task_group\" or \"parallel_invoke\""}, 1),
+      parallel_for("ParallelFor", "    Parallel For:", kParallelFor,
+                   {"", "Invalid parallel_for() partitioner."}, 0) {}
+
 std::unique_ptr<BasicParallelizer> TbbConfig::make_framework() const {
-    return std::make_unique<TbbFramework>(fork_join, parallel_for);
-}
-std::unique_ptr<FrameworkConfig> TbbConfig::clone() const {
-    return std::make_unique<TbbConfig>(*this);
+    return std::make_unique<TbbFramework>(TbbFramework::ForkJoin2(fork_join.mode),
+                                          TbbFramework::ParallelFor(parallel_for.mode));
 }
 
-TbbConfig::TbbConfig(const Config::Object& object) {
-    const std::string& join = object.get_string("ForkJoin2", "Parallel Framework");
-    const auto found_join = std::find(kForkJoin2.begin(), kForkJoin2.end(), join);
-    if (found_join == kForkJoin2.end()) {
-        throw InvalidParametersException("TBB::parse_config()",
-                                         "ForkJoin2 must be either \"task_group\" or \"parallel_invoke\"");
-    }
-    const std::string& loop = object.get_string("ParallelFor", "Parallel Framework");
-    const auto found_loop = std::find(kParallelFor.begin(), kParallelFor.end(), loop);
-    if (found_loop == kParallelFor.end()) {
-        throw InvalidParametersException("", "Invalid parallel_for() partitioner.");
-    }
-    fork_join = static_cast<TbbFramework::ForkJoin2>(found_join - kForkJoin2.begin());
-    parallel_for = static_cast<TbbFramework::ParallelFor>(found_loop - kParallelFor.begin());
-}
-
-const char* TbbConfig::fork_join_text() const {
-    return kForkJoin2[static_cast<u32>(fork_join)];
-}
-
-const char* TbbConfig::parallel_for_text() const {
-    return kParallelFor[static_cast<u32>(parallel_for)];
-}
-
-Config::Object TbbConfig::to_config() const {
-    Config::Object object;
-    object.add_string("ForkJoin2", fork_join_text());
-    object.add_string("ParallelFor", parallel_for_text());
-    return object;
-}
-
-void TbbConfig::add_selectors(Config::Object& object) const {
-    add_selector(object, "ForkJoin2", std::string(fork_join_text()), fork_join_text());
-    add_selector(object, "ParallelFor", std::string(parallel_for_text()), parallel_for_text());
-}
-
-u64 TbbConfig::print(u64 first_line_number) const {
-    Console::print_line("        TBB is known to have severe load-balancing issues for Kalvor's", 'Y');
-    Console::print_line("        workload. As of 2019, the cause remains unknown. Use Cilk Plus for", 'Y');
-    Console::print_line("        serious computations.", 'Y');
-    Console::new_line();
-    Console::print_line("        The options here are undocumented and are the result of a futile", 'Y');
-    Console::print_line("        attempt to find settings that can make TBB behave more like Cilk Plus.",
-                        'Y');
-    print_setting_line(first_line_number, "    2-Way Fork-Join:", kFrameworkLabelWidth, fork_join_text(),
-                       'Y');
-    print_setting_line(first_line_number + 1, "    Parallel For:", kFrameworkLabelWidth, parallel_for_text(),
-                       'Y');
-    return first_line_number + 2;
-}
-
-void TbbConfig::edit(u64 line) {
-    if (line == 0) {
-        fork_join = fork_join == TbbFramework::ForkJoin2::task_group
-                        ? TbbFramework::ForkJoin2::parallel_invoke
-                        : TbbFramework::ForkJoin2::task_group;
-    }
-    if (line == 1) {
-        const u64 next = (static_cast<u64>(parallel_for) + 1) % kParallelFor.size();
-        parallel_for = static_cast<TbbFramework::ParallelFor>(next);
-    }
+void TbbConfig::print_heading() const {
+    Console::print_line(
+        "        TBB is known to have severe load-balancing issues for Kalvor's\n"
+        "        workload. As of 2019, the cause remains unknown. Use Cilk Plus for\n"
+        "        serious computations.\n"
+        "\n"
+        "        The options here are undocumented and are the result of a futile\n"
+        "        attempt to find settings that can make TBB behave more like Cilk Plus.",
+        'Y');
 }
 
 namespace {
 
-const FrameworkTypeOf<TbbConfig> g_type;
-const FrameworkRegistration g_registration("tbb", g_type);
+const FrameworkRegistration<TbbConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

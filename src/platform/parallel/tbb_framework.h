@@ -1,8 +1,7 @@
 // "tbb": the tasks of Threading Building Blocks.
 #pragma once
 
-#include <array>
-
+#include "base/settings/word_setting.h"
 #include "platform/parallel/framework_registry.h"
 
 namespace trel {
@@ -31,32 +30,19 @@ class TbbFramework final : public BasicParallelizer {
     const ParallelFor parallel_for_;
 };
 
-class TbbConfig final : public FrameworkConfig {
+class TbbConfig final : public FrameworkConfigOf<TbbConfig> {
   public:
-    static constexpr std::array<const char*, 2> kForkJoin2 = {"task_group", "parallel_invoke"};
-    static constexpr std::array<const char*, 4> kParallelFor = {"disabled", "auto_partitioner",
-                                                                "static_partitioner", "simple_partitioner"};
+    static constexpr const char* kName = "tbb";
+    static constexpr const char* kDisplayName = "Thread Building Blocks (TBB)";
 
-    TbbConfig() = default;
-    explicit TbbConfig(const Config::Object& object);
-
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
+    TbbConfig();
 
-    TbbFramework::ForkJoin2 fork_join = TbbFramework::ForkJoin2::parallel_invoke;
-    TbbFramework::ParallelFor parallel_for = TbbFramework::ParallelFor::disabled;
+    WordSetting fork_join, parallel_for;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
-
-  private:
-    const char* fork_join_text() const;
-    const char* parallel_for_text() const;
+    SettingList settings() override { return {&fork_join, &parallel_for}; }
+    void print_heading() const override;
 };
 
 }  // namespace trel

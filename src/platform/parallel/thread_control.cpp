@@ -40,10 +40,11 @@ void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
     if (set(thread_priority_of(level))) Console::error_line("Warning: Unable to set thread priority.");
 }
 
-void set_thread_group(u64 index) {
-    set_thread_group(
-        index, {[] { return u64(os::processor_group_count()); }, processors_of_group, os::set_thread_affinity,
-                os::get_thread_affinity, [] { return u64(os::current_processor_group()); }});
+const ThreadGroupCalls& ThreadGroupCalls::of_this_machine() {
+    static constexpr ThreadGroupCalls calls{
+        [] { return u64(os::processor_group_count()); }, processors_of_group, os::set_thread_affinity,
+        os::get_thread_affinity, [] { return u64(os::current_processor_group()); }};
+    return calls;
 }
 
 void set_thread_group(u64 index, const ThreadGroupCalls& calls) {

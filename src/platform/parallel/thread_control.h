@@ -22,6 +22,8 @@ struct ThreadGroupCalls {
     os::OsError (*set_affinity)(const std::vector<u32>& processors);
     os::OsError (*get_affinity)(std::vector<u32>& processors);
     u64 (*current_group)();
+
+    static const ThreadGroupCalls& of_this_machine();
 };
 
 // Beyond this, more threads of a pool only cost memory, whatever the settings say.
@@ -31,8 +33,7 @@ u64 most_pool_threads();
 // has put it. Otherwise: puts the calling thread on the whole processor group index mod (number of groups)
 // and checks that it is there. A failure is reported once per process. Worker number i of a set of threads
 // whose creator was given the base b passes b + i + 1, so that successive threads fill successive groups.
-void set_thread_group(u64 index);
-void set_thread_group(u64 index, const ThreadGroupCalls& calls);
+void set_thread_group(u64 index, const ThreadGroupCalls& calls = ThreadGroupCalls::of_this_machine());
 
 // Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set
 // thread affinity.".

@@ -79,44 +79,13 @@ void WinPoolFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     share.rethrow();
 }
 
-std::string WinPoolConfig::name() const {
-    return "winpool";
-}
-std::string WinPoolConfig::display_name() const {
-    return "Windows Thread Pool";
-}
 std::unique_ptr<BasicParallelizer> WinPoolConfig::make_framework() const {
     return std::make_unique<WinPoolFramework>(max_sequential_dispatch.value());
-}
-std::unique_ptr<FrameworkConfig> WinPoolConfig::clone() const {
-    return std::make_unique<WinPoolConfig>(*this);
-}
-
-WinPoolConfig::WinPoolConfig(const Config::Object& object) : max_sequential_dispatch(object) {}
-
-Config::Object WinPoolConfig::to_config() const {
-    Config::Object object;
-    max_sequential_dispatch.add_to_config(object);
-    return object;
-}
-
-void WinPoolConfig::add_selectors(Config::Object& object) const {
-    max_sequential_dispatch.add_to_selector(object);
-}
-
-u64 WinPoolConfig::print(u64 first_line_number) const {
-    max_sequential_dispatch.print(first_line_number);
-    return first_line_number + 1;
-}
-
-void WinPoolConfig::edit(u64 line) {
-    if (line == 0) max_sequential_dispatch.edit();
 }
 
 namespace {
 
-const FrameworkTypeOf<WinPoolConfig> g_type;
-const FrameworkRegistration g_registration("winpool", g_type);
+const FrameworkRegistration<WinPoolConfig> g_registration;
 
 }  // namespace
 }  // namespace trel

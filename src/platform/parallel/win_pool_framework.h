@@ -27,23 +27,17 @@ class WinPoolFramework final : public BoundedParallelizer {
     const CreateWork create_;
 };
 
-class WinPoolConfig final : public FrameworkConfig {
+class WinPoolConfig final : public FrameworkConfigOf<WinPoolConfig> {
   public:
-    WinPoolConfig() = default;
-    explicit WinPoolConfig(const Config::Object& object);
+    static constexpr const char* kName = "winpool";
+    static constexpr const char* kDisplayName = "Windows Thread Pool";
 
-    std::string name() const override;
-    std::string display_name() const override;
     std::unique_ptr<BasicParallelizer> make_framework() const override;
-    std::unique_ptr<FrameworkConfig> clone() const override;
-    Config::Object to_config() const override;
-    u64 print(u64 first_line_number) const override;
-    void edit(u64 line) override;
 
     MaxSequentialDispatch max_sequential_dispatch;
 
   protected:
-    void add_selectors(Config::Object& object) const override;
+    SettingList settings() override { return {&max_sequential_dispatch}; }
 };
 
 }  // namespace trel

@@ -23,8 +23,8 @@ bool vendor_is(const os::CpuidRegisters& leaf0, const char* name) {
 constexpr u32 kExtended = 0x80000000u;
 
 // 0 for a processor without such leaves, whose answer is no number of one.
-u32 highest_extended_leaf(const ProcessorSource& source) {
-    const u32 highest = source.cpuid(kExtended, 0).eax;
+u32 highest_extended_leaf(const ProcessorCalls& calls) {
+    const u32 highest = calls.cpuid(kExtended, 0).eax;
     return highest >> 16 == kExtended >> 16 ? highest : 0;
 }
 
@@ -95,33 +95,35 @@ ProcessorFeatures features_of(const RawProcessor& raw) {
     return f;
 }
 
-ProcessorSource this_processor() {
-    return {[](u32 leaf, u32 subleaf) { return os::cpuid(leaf, subleaf); }, [] { return os::xcr0(); }};
+const ProcessorCalls& ProcessorCalls::of_this_machine() {
+    static const ProcessorCalls calls{[](u32 leaf, u32 subleaf) { return os::cpuid(leaf, subleaf); },
+                                      [] { return os::xcr0(); }};
+    return calls;
 }
 
-RawProcessor read_processor(const ProcessorSource& source) {
+RawProcessor read_processor(const ProcessorCalls& calls) {
     constexpr u32 kOsXsave = u32(1) << 27;
     RawProcessor raw;
-    raw.leaf0 = source.cpuid(0, 0);
-    if (raw.leaf0.eax >= 1) raw.leaf1 = source.cpuid(1, 0);
-    if (raw.leaf0.eax >= 7) raw.leaf7 = source.cpuid(7, 0);
+    raw.leaf0 = calls.cpuid(0, 0);
+    if (raw.leaf0.eax >= 1) raw.leaf1 = calls.cpuid(1, 0);
+    if (raw.leaf0.eax >= 7) raw.leaf7 = calls.cpuid(7, 0);
     // Leaf 7 tells in eax how many subleaves it has.
-    if (raw.leaf7.eax >= 1) raw.leaf7_1 = source.cpuid(7, 1);
-    if (highest_extended_leaf(source) >= kExtended + 1) raw.extended1 = source.cpuid(kExtended + 1, 0);
-    if (raw.leaf1.ecx & kOsXsave) raw.xcr0 = source.xcr0();
+    if (raw.leaf7.eax >= 1) raw.leaf7_1 = calls.cpuid(7, 1);
+    if (highest_extended_leaf(calls) >= kExtended + 1) raw.extended1 = calls.cpuid(kExtended + 1, 0);
+    if (raw.leaf1.ecx & kOsXsave) raw.xcr0 = calls.xcr0();
     return raw;
 }
 
-ProcessorFeatures detect_features(const ProcessorSource& source) {
-    return features_of(read_processor(source));
+ProcessorFeatures detect_features(const ProcessorCalls& calls) {
+    return features_of(read_processor(calls));
 }
 
-std::string processor_name(const ProcessorSource& source) {
+std::string processor_name(const ProcessorCalls& calls) {
     std::string name;
-    if (highest_extended_leaf(source) >= kExtended + 4) {
+    if (highest_extended_leaf(calls) >= kExtended + 4) {
         char text[49] = {};
         for (u32 i = 0; i < 3; i++) {
-            const os::CpuidRegisters r = source.cpuid(kExtended + 2 + i, 0);
+            const os::CpuidRegisters r = calls.cpuid(kExtended + 2 + i, 0);
             const u32 words[4] = {r.eax, r.ebx, r.ecx, r.edx};
             std::memcpy(text + 16 * i, words, 16);
         }

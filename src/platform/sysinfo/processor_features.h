@@ -72,11 +72,12 @@ struct ProcessorFeatures {
 
 // The instructions that the record is read with. What CPUID answers above the highest leaf of a range may be
 // anything; XGETBV is executed only where the system has enabled it.
-struct ProcessorSource {
+struct ProcessorCalls {
     std::function<os::CpuidRegisters(u32 leaf, u32 subleaf)> cpuid;
     std::function<u64()> xcr0;
+
+    static const ProcessorCalls& of_this_machine();
 };
-ProcessorSource this_processor();
 
 // The registers that the record is read from. A leaf that the processor does not have is all zero.
 struct RawProcessor {
@@ -87,12 +88,12 @@ struct RawProcessor {
     os::CpuidRegisters extended1;  // 0x80000001
     u64 xcr0 = 0;
 };
-RawProcessor read_processor(const ProcessorSource& source);
+RawProcessor read_processor(const ProcessorCalls& calls);
 ProcessorFeatures features_of(const RawProcessor& raw);
 
-ProcessorFeatures detect_features(const ProcessorSource& source = this_processor());
+ProcessorFeatures detect_features(const ProcessorCalls& calls = ProcessorCalls::of_this_machine());
 
 // The processor's brand string without surrounding blanks; "Unable to Detect" without one.
-std::string processor_name(const ProcessorSource& source = this_processor());
+std::string processor_name(const ProcessorCalls& calls = ProcessorCalls::of_this_machine());
 
 }  // namespace trel

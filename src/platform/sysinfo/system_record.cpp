@@ -31,7 +31,7 @@ u64 bytes_of(const std::optional<std::string>& text) {
     return error == std::errc() && stop == end ? value : 0;
 }
 
-void ask_for_board(SystemRecord& record, bool include_pii, const SystemQuery& query) {
+void ask_for_board(SystemRecord& record, bool include_pii, const QueryCalls& query) {
     std::vector<std::string> properties = {"Manufacturer", "Product", "Version"};
     if (include_pii) properties.push_back("SerialNumber");
     WmiObject board(properties.size());
@@ -46,7 +46,7 @@ void ask_for_board(SystemRecord& record, bool include_pii, const SystemQuery& qu
     record.board_serial = include_pii ? or_unknown(board[3]) : kSuppressedPii;
 }
 
-void ask_for_modules(SystemRecord& record, const SystemQuery& query) {
+void ask_for_modules(SystemRecord& record, const QueryCalls& query) {
     try {
         for (WmiObject& module : query_wmi("Win32_PhysicalMemory", {"PartNumber", "Capacity"}, query)) {
             module.resize(2);
@@ -67,18 +67,19 @@ u64 SystemRecord::module_memory() const {
     return sum;
 }
 
-MachineCalls this_machine() {
-    return {os::system_version,
-            this_processor(),
-            [] { return os::topology(); },
-            processor_group_sizes,
-            [] { return os::processor_quota(); },
-            [] { return os::memory_status(); },
-            [] { return os::installed_memory(); },
-            [] { return measure_tsc_frequency(); },
-            get_reference_clock_kind,
-            os::performance_frequency,
-            this_system()};
+const MachineCalls& MachineCalls::of_this_machine() {
+    static const MachineCalls calls{os::system_version,
+                                    ProcessorCalls::of_this_machine(),
+                                    [] { return os::topology(); },
+                                    processor_group_sizes,
+                                    [] { return os::processor_quota(); },
+                                    [] { return os::memory_status(); },
+                                    [] { return os::installed_memory(); },
+                                    [] { return measure_tsc_frequency(); },
+                                    get_reference_clock_kind,
+                                    os::performance_frequency,
+                                    QueryCalls::of_this_machine()};
+    return calls;
 }
 
 SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {

@@ -49,7 +49,7 @@ struct SystemRecord {
 // Where the answers come from; tests put machines of their own in place.
 struct MachineCalls {
     std::function<std::optional<std::string>()> os_version;
-    ProcessorSource processor;
+    ProcessorCalls processor;
     std::function<os::Topology()> topology;
     std::function<std::vector<u32>()> group_sizes;
     std::function<u32()> processor_quota;
@@ -58,12 +58,14 @@ struct MachineCalls {
     std::function<u64()> base_frequency;
     std::function<std::string()> reference_clock;
     std::function<u64()> performance_frequency;
-    SystemQuery query;
+    QueryCalls query;
+
+    static const MachineCalls& of_this_machine();
 };
-MachineCalls this_machine();
 
 // The serial number of the board is not even asked for without `include_pii`.
-SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls = this_machine());
+SystemRecord gather_system_record(bool include_pii,
+                                  const MachineCalls& calls = MachineCalls::of_this_machine());
 
 // The system's name and version; "Unable to Detect" when it does not tell.
 std::string get_os_version();

@@ -4,15 +4,17 @@
 
 namespace trel {
 
-SystemQuery this_system() {
-    return [](const std::string& class_name, const std::vector<std::string>& properties) {
-        return os::system_query(class_name, properties);
-    };
+const QueryCalls& QueryCalls::of_this_machine() {
+    static const QueryCalls calls{
+        [](const std::string& class_name, const std::vector<std::string>& properties) {
+            return os::system_query(class_name, properties);
+        }};
+    return calls;
 }
 
 std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vector<std::string>& properties,
-                                 const SystemQuery& query) {
-    os::QueryResult result = query(class_name, properties);
+                                 const QueryCalls& calls) {
+    os::QueryResult result = calls.query(class_name, properties);
     switch (result.failure) {
         case os::QueryFailure::none:
             break;
@@ -29,8 +31,8 @@ std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vecto
 }
 
 WmiObject query_wmi_first(const std::string& class_name, const std::vector<std::string>& properties,
-                          const SystemQuery& query) {
-    std::vector<WmiObject> objects = query_wmi(class_name, properties, query);
+                          const QueryCalls& calls) {
+    std::vector<WmiObject> objects = query_wmi(class_name, properties, calls);
     if (objects.empty()) return WmiObject(properties.size());
     return std::move(objects.front());
 }

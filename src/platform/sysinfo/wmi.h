@@ -11,9 +11,12 @@
 namespace trel {
 
 // The system's call; tests put their own in place.
-using SystemQuery =
-    std::function<os::QueryResult(const std::string& class_name, const std::vector<std::string>& properties)>;
-SystemQuery this_system();
+struct QueryCalls {
+    std::function<os::QueryResult(const std::string& class_name, const std::vector<std::string>& properties)>
+        query;
+
+    static const QueryCalls& of_this_machine();
+};
 
 // One value a property, in the order asked for; empty where the object does not tell.
 using WmiObject = std::vector<std::optional<std::string>>;
@@ -21,10 +24,10 @@ using WmiObject = std::vector<std::optional<std::string>>;
 // All objects of the class (see os/sysquery.h for classes and properties). Throws
 // Environment::WMI_Exception when the query does not succeed.
 std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vector<std::string>& properties,
-                                 const SystemQuery& query = this_system());
+                                 const QueryCalls& calls = QueryCalls::of_this_machine());
 
 // The first object; one without any value when there is none.
 WmiObject query_wmi_first(const std::string& class_name, const std::vector<std::string>& properties,
-                          const SystemQuery& query = this_system());
+                          const QueryCalls& calls = QueryCalls::of_this_machine());
 
 }  // namespace trel

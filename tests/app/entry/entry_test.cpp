@@ -184,7 +184,7 @@ TEST(RunProgramDeathTest, WithoutTheExecutablesPath) {
         {
             print_to_stderr();
             trel::Console::set_pause_before_fatal_exit(false);
-            StartUpCalls calls = start_up_calls();
+            StartUpCalls calls = StartUpCalls::of_this_machine();
             calls.executable_path = [] { return std::optional<std::string>(); };
             run_program({"kalvor", "about"}, calls);
         },

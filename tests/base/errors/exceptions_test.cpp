@@ -219,9 +219,10 @@ TEST(ExceptionFamily, EveryClassIsRegisteredAndRoundTrips) {
         e->serialize(bytes);
         const size_t size = bytes.size();
         bytes.push_back(0xee);  // what follows must not be touched
-        const u8* cursor = bytes.data();
-        const std::unique_ptr<Exception> copy = deserialize_exception(e->get_typename(), cursor);
-        EXPECT_EQ(cursor, bytes.data() + size) << e->get_typename();
+        std::span<const u8> rest = bytes;
+        const std::unique_ptr<Exception> copy = deserialize_exception(e->get_typename(), rest);
+        EXPECT_EQ(rest.data(), bytes.data() + size) << e->get_typename();
+        EXPECT_EQ(rest.size(), 1u);
         EXPECT_STREQ(copy->get_typename(), e->get_typename());
         EXPECT_EQ(report(*copy), report(*e));
         std::vector<u8> again;
@@ -229,8 +230,48 @@ TEST(ExceptionFamily, EveryClassIsRegisteredAndRoundTrips) {
         bytes.pop_back();
         EXPECT_EQ(again, bytes) << e->get_typename();
     }
-    const u8* cursor = nullptr;
-    EXPECT_THROW(deserialize_exception("NoSuchException", cursor), InvalidParametersException);
+    std::span<const u8> nothing;
+    EXPECT_THROW(deserialize_exception("NoSuchException", nothing), InvalidParametersException);
+}
+
+// Records come from other machines: whatever their lengths say, nothing behind their end is read.
+TEST(ExceptionFamily, ARecordThatEndsTooEarlyIsRefused) {
+    for (const auto& e : one_of_each()) {
+        std::vector<u8> bytes;
+        e->serialize(bytes);
+        for (size_t n = 0; n < bytes.size(); n++) {
+            // Of their own size, so that a sanitizer sees a read behind them.
+            const std::vector<u8> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
+            std::span<const u8> rest = part;
+            try {
+                (void)deserialize_exception(e->get_typename(), rest);
+                ADD_FAILURE() << e->get_typename() << " of " << n << " bytes";
+            } catch (const EndOfStreamException& refusal) {
+                EXPECT_EQ(refusal.message, "Unexpected end of stream.");
+            }
+            EXPECT_EQ(rest.size(), n);
+        }
+    }
+}
+
+TEST(ExceptionFamily, LengthsThatCannotBeAreRefusedBeforeMemoryIsTaken) {
+    const auto put = [](std::vector<u8>& bytes, u64 value) {
+        for (int i = 0; i < 8; i++) bytes.push_back(static_cast<u8>(value >> (8 * i)));
+    };
+    const auto is_refused = [](const char* name, std::span<const u8> bytes) {
+        EXPECT_THROW((void)deserialize_exception(name, bytes), EndOfStreamException) << name;
+    };
+    for (const u64 length : {u64(9), u64(1) << 32, u64(1) << 61, (u64(1) << 61) + 1, ~u64(0) - 7, ~u64(0)}) {
+        std::vector<u8> text;
+        put(text, length);
+        put(text, 0);
+        is_refused("StdException", text);
+        std::vector<u8> residues;
+        for (int i = 0; i < 4; i++) put(residues, 0);
+        put(residues, length);
+        put(residues, 5);
+        is_refused("BSRModularCheckFailedException", residues);
+    }
 }
 
 TEST(ExceptionFamily, SerializedBytes) {
@@ -290,7 +331,7 @@ TEST(ExceptionFamily, HandlersOfABaseCatchWhatIsBelow) {
     try {
         DiskRaid0::Raid0Exception("f", "m", "p").fire();
     } catch (const FileIO::FileException&) {
-        ADD_FAILURE() << "a far-memory exception is no file exception";
+        ADD_FAILURE() << "a far-memory exception is not a file exception";
     } catch (const Exception&) {
     }
 }

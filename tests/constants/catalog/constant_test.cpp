@@ -5,6 +5,7 @@
 
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
+#include "support/capture_console.h"
 #include "support/scratch.h"
 
 using namespace kalvor;
@@ -26,6 +27,21 @@ TEST(ConstantTest, Tokens) {
     EXPECT_EQ(message_of([] { make_constant("tau"); }), "Invalid Constant: tau");
     EXPECT_EQ(message_of([] { make_constant("3"); }), "Invalid Constant: 3");
     EXPECT_EQ(message_of([] { make_constant(""); }), "Invalid constant token.");
+}
+
+TEST(ConstantTest, EveryTokenMakesTheConstantThatHasIt) {
+    EXPECT_EQ(constant_tokens(), std::vector<std::string>{"pi"});
+    for (const std::string& token : constant_tokens()) EXPECT_EQ(make_constant(token)->token(), token);
+}
+
+TEST(ConstantDeathTest, ADuplicateTokenEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto twice = [] {
+        trel::Console::set_pause_before_fatal_exit(false);
+        print_to_stderr();
+        register_constant("pi", [] { return make_constant("pi"); });
+    };
+    EXPECT_EXIT(twice(), testing::ExitedWithCode(1), "^\nDuplicate Constant: pi\n$");
 }
 
 TEST(ConstantTest, PiAndItsAlgorithms) {

@@ -42,36 +42,6 @@ u32 word_at(const void* p, u64 i) {
 
 }  // namespace
 
-TEST(OptionalFlag, WordsTextsAndColors) {
-    const char* words[] = {"disabled", "attempt", "forced"};
-    const char* texts[] = {"Disabled", "Attempt", "Forced"};
-    const char colors[] = {'R', 'Y', 'G'};
-    OptionalFlag flag{"LargePages"};
-    EXPECT_EQ(flag.mode, 1U);
-    for (u32 mode = 0; mode < 3; mode++) {
-        flag.set(words[mode]);
-        EXPECT_EQ(flag.mode, mode);
-        EXPECT_EQ(flag.word(), words[mode]);
-        EXPECT_EQ(flag.display_text(), texts[mode]);
-        EXPECT_EQ(flag.color(), colors[mode]);
-    }
-    EXPECT_EQ(message_of([&] { flag.set("sometimes"); }), "LargePages|Invalid Mode: sometimes");
-    EXPECT_EQ(message_of([&] { flag.set(""); }), "LargePages|Invalid Mode: ");
-    EXPECT_EQ(message_of([&] { flag.set("Forced"); }), "LargePages|Invalid Mode: Forced");
-    EXPECT_EQ(flag.mode, 2U);
-    flag.mode = 3;
-    EXPECT_EQ(message_of([&] { (void)flag.word(); }), "LargePages|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.display_text(); }), "OptionalFlagConfig|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.color(); }), "OptionalFlagConfig|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.selector_text(); }), "OptionalFlagSelector|Invalid Mode");
-    flag.mode = 0;
-    for (const u32 mode : {1, 2, 0, 1}) {
-        flag.advance();
-        EXPECT_EQ(flag.mode, mode);
-        EXPECT_EQ(flag.selector_text(), texts[mode]);
-    }
-}
-
 TEST(MemoryStats, Text) {
     MemoryStats stats;
     stats.total_bytes = 1000;
@@ -354,7 +324,6 @@ TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
             return std::make_unique<Plain>(bytes);
         }
         std::unique_ptr<AllocatorConfig> clone() const override { return std::make_unique<PlainConfig>(); }
-        Config::Object to_config() const override { return {}; }
     };
     const auto heap = allocate_heap(PlainConfig(), serial_context(), 6, 1536);
     EXPECT_EQ(heap.summary, Console::format_bytes(1536));

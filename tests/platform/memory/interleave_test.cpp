@@ -190,7 +190,7 @@ TEST(Interleave, RoundRobinPagesAlternate) {
     make_two_nodes(machine);
     Rig rig(machine);
     rig.config.hashed = false;
-    EXPECT_EQ(rig.config.nodes, (std::vector<u32>{0, 1}));
+    EXPECT_EQ(rig.config.nodes.numbers, (std::vector<u32>{0, 1}));
     u64 size = 2001 * 4096 - 5;
     const auto region = rig.config.allocate(serial_context(), 12, size);
     ASSERT_NE(region->pointer(), nullptr);
@@ -219,7 +219,7 @@ TEST(Interleave, HashedPagesGoByTheirAddress) {
     FakeMachine machine;
     make_two_nodes(machine);
     Rig rig(machine);
-    rig.config.nodes = {1, 0, 1};  // node 1 twice
+    rig.config.nodes.numbers = {1, 0, 1};  // node 1 twice
     rig.config.locked_pages.set("disabled");
     u64 size = 3000 * 4096;
     const auto region = rig.config.allocate(serial_context(), 16, size);
@@ -241,7 +241,7 @@ TEST(Interleave, Warnings) {
     machine.full_nodes = {1};
     Rig rig(machine);
     rig.config.hashed = false;
-    rig.config.nodes = {1, 7};  // node 7 does not exist
+    rig.config.nodes.numbers = {1, 7};  // node 7 does not exist
     machine.moved = {{7, 3}};
     u64 size = 10 * 4096;
     const auto region = rig.config.allocate(serial_context(), 12, size);
@@ -314,14 +314,14 @@ TEST(Interleave, DefaultNodes) {
     FakeMachine machine;
     machine.nodes = {{0, {{0}, 0}}, {2, {{1}, 5}}, {5, {{2}, 4096}}};
     machine.all_processors = {0, 1, 2};
-    EXPECT_EQ(Rig(machine).config.nodes, (std::vector<u32>{2, 5}));
+    EXPECT_EQ(Rig(machine).config.nodes.numbers, (std::vector<u32>{2, 5}));
     for (auto& [number, node] : machine.nodes) node.available = 0;
     const MemoryCalls calls = machine.calls();
     const NumaMap map = Rig::silent_map(calls);
     NodeWorkers workers;
     CaptureConsole console;
     const InterleaveConfig config(calls, map, workers);
-    EXPECT_EQ(config.nodes, (std::vector<u32>{0, 2, 5}));
+    EXPECT_EQ(config.nodes.numbers, (std::vector<u32>{0, 2, 5}));
     EXPECT_EQ(console.text(), "Unable to find any usable NUMA nodes. Will attempt to use all of them...\n");
 }
 
@@ -364,13 +364,13 @@ TEST(Interleave, MenuAndSelector) {
               "\"LockedPages\":{\"Value\":\"forced\",\"DisplayText\":\"Forced\"},"
               "\"Nodes\":{\"Value\":[1,12,1],\"DisplayText\":\"1,12,1\"}}");
     EXPECT_THROW(config.edit(0), EndOfStreamException);  // nobody there to ask
-    EXPECT_EQ(config.nodes, (std::vector<u32>{1, 12, 1}));
+    EXPECT_EQ(config.nodes.numbers, (std::vector<u32>{1, 12, 1}));
     console.type({"4294967296", "99999999999999999999999", "-1"});
     config.edit(0);
-    EXPECT_EQ(config.nodes, (std::vector<u32>{~u32(0), ~u32(0)}));
+    EXPECT_EQ(config.nodes.numbers, (std::vector<u32>{~u32(0), ~u32(0)}));
     console.type({""});
     config.edit(0);
-    EXPECT_EQ(config.nodes, (std::vector<u32>{0, 1}));
+    EXPECT_EQ(config.nodes.numbers, (std::vector<u32>{0, 1}));
     console.take();
     machine.nodes.erase(1);
     Rig one(machine);
@@ -447,7 +447,7 @@ TEST(Interleave, ANodeThatDoesNotExistGetsNoThread) {
         return std::make_unique<NodeWorker>();
     });
     InterleaveConfig config(rig.calls, rig.map, counted);
-    config.nodes = {1, 7, 9, 1};
+    config.nodes.numbers = {1, 7, 9, 1};
     u64 size = 100 * 4096;
     EXPECT_NE(config.allocate(serial_context(), 12, size)->pointer(), nullptr);
     EXPECT_EQ(started, 1);

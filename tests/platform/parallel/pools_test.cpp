@@ -574,10 +574,12 @@ TEST(Tbb, WithoutALoopARangeIsBisected) {
 }
 
 TEST(Tbb, TheModesAreThoseOfTheSettings) {
+    const char* const joins[] = {"task_group", "parallel_invoke"};
+    const char* const loops[] = {"disabled", "auto_partitioner", "static_partitioner", "simple_partitioner"};
     for (u32 mode = 0; mode < 8; mode++) {
-        const auto framework = made_from<TbbFramework>(
-            std::string("Framework : \"tbb\" ForkJoin2 : \"") + TbbConfig::kForkJoin2[mode % 2] +
-            "\" ParallelFor : \"" + TbbConfig::kParallelFor[mode / 2] + "\"");
+        const auto framework =
+            made_from<TbbFramework>(std::string("Framework : \"tbb\" ForkJoin2 : \"") + joins[mode % 2] +
+                                    "\" ParallelFor : \"" + loops[mode / 2] + "\"");
         EXPECT_EQ(static_cast<u32>(framework->fork_join()), mode % 2);
         EXPECT_EQ(static_cast<u32>(framework->parallel_for()), mode / 2);
     }

@@ -343,7 +343,7 @@ class FakeProcessor {
         padded.resize(48, '\0');
         for (u32 i = 0; i < 3; i++) std::memcpy(&leaf(0x80000002u + i), padded.data() + 16 * i, 16);
     }
-    ProcessorSource source() {
+    ProcessorCalls source() {
         return {[this](u32 number, u32 subleaf) {
                     const bool extended = number >= 0x80000000u;
                     asked.insert(number);

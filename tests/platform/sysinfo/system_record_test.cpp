@@ -57,7 +57,7 @@ struct FakeQueries {
     }
 };
 
-ProcessorSource processor_named(const std::string& name) {
+ProcessorCalls processor_named(const std::string& name) {
     return {[name](u32 leaf, u32) {
                 os::CpuidRegisters r;
                 if (leaf == 0x80000000u) r.eax = 0x80000004u;
@@ -95,7 +95,7 @@ struct FakeMachine {
         calls.base_frequency = [this] { return frequency; };
         calls.reference_clock = [] { return std::string("HPET"); };
         calls.performance_frequency = [] { return u64(14318180); };
-        calls.query = std::ref(queries);
+        calls.query = {std::ref(queries)};
         return gather_system_record(include_pii, calls);
     }
 };
@@ -109,9 +109,9 @@ std::string summary_of(const SystemRecord& record) {
 
 std::string wmi_error(os::QueryFailure failure) {
     try {
-        query_wmi("Win32_BaseBoard", {"Product"}, [&](const auto&, const auto&) {
-            return os::QueryResult{failure, {{"ignored"}}};
-        });
+        query_wmi("Win32_BaseBoard", {"Product"}, QueryCalls{[&](const auto&, const auto&) {
+                      return os::QueryResult{failure, {{"ignored"}}};
+                  }});
     } catch (const Environment::WMI_Exception& e) {
         return e.what();
     }
@@ -130,7 +130,7 @@ TEST(WmiQuery, EveryFailureHasItsText) {
 
 TEST(WmiQuery, AllObjectsOrTheFirst) {
     FakeQueries queries;
-    const SystemQuery query = std::ref(queries);
+    const QueryCalls query{std::ref(queries)};
     const std::vector<WmiObject> all = query_wmi("Win32_PhysicalMemory", {"Capacity", "Nothing"}, query);
     EXPECT_EQ(all, (std::vector<WmiObject>{{"8589934592", std::nullopt}, {"17179869184", std::nullopt}}));
     EXPECT_EQ(queries.asked, (std::vector<std::string>{"Win32_PhysicalMemory", "Capacity", "Nothing"}));

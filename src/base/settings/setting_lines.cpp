@@ -1,4 +1,4 @@
-#include "platform/parallel/setting_lines.h"
+#include "base/settings/setting_lines.h"
 
 #include "base/prompt/prompt.h"
 
@@ -18,7 +18,7 @@ void print_setting_line(u64 number, std::string_view label, u64 width, std::stri
                         Console::ColorLetter color) {
     std::string text = padded_number(number);
     text += label;
-    if (label.size() < width) text.append(width - label.size(), ' ');
+    if (label.size() < width && !label.ends_with(' ')) text.append(width - label.size(), ' ');
     Console::print(text, 'w');
     Console::print(value, color);
     Console::print_line("", 'w');
@@ -34,27 +34,11 @@ u64 select_from_list(std::string_view title, const std::vector<std::string>& dis
     return Prompt::read_unsigned_in_range("option: ", 0, display_names.size() - 1, 'T');
 }
 
-void add_selector(Config::Object& object, const std::string& key, i64 value, const std::string& text) {
-    Config::Object& setting = object.add_object(key);
-    setting.add_integer("Value", value);
-    setting.add_string("DisplayText", text);
-}
-
-void add_selector(Config::Object& object, const std::string& key, const std::string& value,
+void add_selector(Config::Object& object, const std::string& key, std::unique_ptr<Config::Node> value,
                   const std::string& text) {
     Config::Object& setting = object.add_object(key);
-    setting.add_string("Value", value);
+    setting.add_node("Value", std::move(value));
     setting.add_string("DisplayText", text);
-}
-
-void add_bool_selector(Config::Object& object, const std::string& key, bool value, const std::string& text) {
-    Config::Object& setting = object.add_object(key);
-    setting.add_bool("Value", value);
-    setting.add_string("DisplayText", text);
-}
-
-void merge(Config::Object& into, const Config::Object& from) {
-    for (const auto& entry : from.entries()) into.add_node(entry->key, entry->value->clone(), entry->comment);
 }
 
 }  // namespace trel

@@ -1,0 +1,97 @@
+// Parts of the program that are chosen by name and have settings of their own: frameworks, allocators.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/errors/exceptions.h"
+#include "base/registry/named.h"
+#include "base/settings/setting.h"
+#include "base/settings/setting_lines.h"
+
+namespace trel {
+
+// One kind of such a part; a stateless object of static lifetime. Chosen is the base of its settings.
+template <class Chosen>
+class ChoiceType {
+  public:
+    virtual ~ChoiceType() = default;
+    virtual std::string display_name() const = 0;
+    // Reads the part's own keys; other keys of the object are not looked at. Throws what the settings throw.
+    virtual std::unique_ptr<Chosen> make_config(const Config::Object& object) const = 0;
+    virtual std::unique_ptr<Chosen> make_default_config() const = 0;
+};
+
+// The kind whose settings are the class Settings.
+template <class Settings, class Chosen>
+class ChoiceTypeOf : public ChoiceType<Chosen> {
+  public:
+    std::string display_name() const override { return Settings::kDisplayName; }
+    std::unique_ptr<Chosen> make_config(const Config::Object& object) const override {
+        std::unique_ptr<Chosen> config = make_default_config();
+        config->load(object);
+        return config;
+    }
+    std::unique_ptr<Chosen> make_default_config() const override { return std::make_unique<Settings>(); }
+};
+
+// What the settings of a part are derived from: its names come from kName and kDisplayName of Settings.
+template <class Settings, class Chosen>
+class ChosenAs : public Chosen {
+  public:
+    std::string name() const override { return Settings::kName; }
+    std::string display_name() const override { return Settings::kDisplayName; }
+    std::unique_ptr<Chosen> clone() const override {
+        return std::make_unique<Settings>(static_cast<const Settings&>(*this));
+    }
+};
+
+// The kinds by name.
+template <class Chosen>
+class Choices {
+  public:
+    using Type = ChoiceType<Chosen>;
+
+    // The line for a duplicate, the message for an unknown name (the name follows), the title of the menu,
+    // and its order.
+    Choices(std::string duplicate, std::string unknown, std::string title, std::span<const char* const> order)
+        : types_(std::move(duplicate), order), unknown_(std::move(unknown)), title_(std::move(title)) {}
+
+    void add(const std::string& name, const Type& type) { types_.add(name, &type); }
+
+    // A kind that this build lacks, and why. It is not listed; find() tells the reason.
+    void leave_out(const std::string& name, const std::string& reason) { left_out_.emplace(name, reason); }
+    // Empty when no kind of that name was left out.
+    std::string left_out_reason(std::string_view name) const {
+        const auto found = left_out_.find(name);
+        return found == left_out_.end() ? std::string() : found->second;
+    }
+
+    // Throws InvalidParametersException: the message for an unknown name, with the reason in brackets if it
+    // was left out.
+    const Type& find(std::string_view name) const {
+        if (const Type* const* type = types_.find(name)) return **type;
+        const std::string reason = left_out_reason(name);
+        throw InvalidParametersException(
+            "", unknown_ + std::string(name) + (reason.empty() ? "" : " (" + reason + ")"));
+    }
+
+    std::vector<std::string> names() const { return types_.names(); }
+
+    // Lists the kinds, asks for one and returns its defaults.
+    std::unique_ptr<Chosen> select() const {
+        std::vector<std::string> display_names;
+        for (const std::string& name : names()) display_names.push_back(find(name).display_name());
+        return find(names()[select_from_list(title_, display_names)]).make_default_config();
+    }
+
+  private:
+    Named<const Type*> types_;
+    std::map<std::string, std::string, std::less<>> left_out_;
+    const std::string unknown_, title_;
+};
+
+}  // namespace trel
