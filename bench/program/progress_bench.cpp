@@ -1,7 +1,8 @@
 // How good the estimate of the time left is: Pi with output and verification in this process, looked at every
 // few milliseconds. Shows by how much elapsed plus left missed the run's real time at parts of it, and for
 // each phase the real part of the run and the model's.
-// The last argument 1 takes the processor time instead of the wall clock, which other work on the machine disturbs.
+// The last argument 1 takes the processor time instead of the wall clock, which other work on the machine
+// disturbs.
 //   KALVOR_BENCH_DIGITS=100000000 adds a size
 #include <benchmark/benchmark.h>
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr double kSeconds = 1.0 / 16;
 
-void sleep(double seconds) {
+void sleep_through(double seconds) {
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
@@ -43,7 +43,7 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
     u64 tsc_start = calls.tsc();
     u64 start = readable(calls.clock());
     u64 ticks;
-    if (calls.wait != nullptr) calls.wait(kSeconds);
+    if (calls.pass != nullptr) calls.pass(kSeconds);
     do {
         const u64 now = readable(calls.clock());
         // A wall clock may be set back meanwhile.
@@ -63,14 +63,14 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
 u64 measure_tsc_frequency() {
     static const u64 frequency =
         measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::performance_counter, os::performance_frequency, sleep});
+                               os::performance_counter, os::performance_frequency, sleep_through});
     return frequency;
 }
 
 u64 measure_tsc_frequency_by_system_clock() {
     static const u64 frequency =
         measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::system_clock_nanoseconds, [] { return u64(1000000000); }, sleep});
+                               os::system_clock_nanoseconds, [] { return u64(1000000000); }, sleep_through});
     return frequency;
 }
 

@@ -25,7 +25,7 @@ struct FrequencyCalls {
     u64 (*clock)();
     u64 (*clock_frequency)();
     // Lets at least so much time pass without using the processor; nullptr: the clock is read all the time.
-    void (*wait)(double seconds) = nullptr;
+    void (*pass)(double seconds) = nullptr;
 };
 // One measurement.
 u64 measure_tsc_frequency(const FrequencyCalls& calls);

@@ -114,7 +114,7 @@ using TscMeasurementDeathTest = TscMeasurement;
 // A second thread of the run may use the processor meanwhile: the clock is not read in a loop.
 TEST_F(TscMeasurement, SleepsThroughTheInterval) {
     FrequencyCalls sleeping = kFake;
-    sleeping.wait = [](double seconds) {
+    sleeping.pass = [](double seconds) {
         machine.time += static_cast<u64>(seconds * static_cast<double>(machine.frequency));
     };
     // 102 steps between the readings of the time-stamp counter, 101 between those of the clock.
