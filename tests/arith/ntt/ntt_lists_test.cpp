@@ -11,7 +11,7 @@
 #include <tuple>
 #include <vector>
 
-#include "arith/ntt/hnt_parameters.h"
+#include "arith/hnt/hnt_parameters.h"
 #include "arith/ntt/ntt_prime_sets.h"
 #include "arith/ntt/ntt_records.h"
 #include "base/errors/exceptions.h"
