@@ -102,7 +102,8 @@ void middle(benchmark::State& state, C17Middle what) {
     for (auto _ : state) {
         for (u32 r = 0; r < plan.rows(); r++) {
             const u64 at = r * plan.row_stride;
-            setup.passes->middle(what, plan, setup.tables->primes[0], r, x + at, x + at, y + at);
+            setup.passes->middle(what, C17Part::whole, 0, 1, plan, setup.tables->primes[0], r, x + at, x + at,
+                                 y + at);
         }
         benchmark::ClobberMemory();
     }

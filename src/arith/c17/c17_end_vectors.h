@@ -12,20 +12,20 @@ namespace {
 
 #if defined(TREL_ISA_avx512)
 
-TREL_VEC U64x8 load_rows(const u8* low, const u8* high) {
+TREL_INLINE U64x8 load_rows(const u8* low, const u8* high) {
     return {
         _mm512_inserti64x4(_mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(low))),
                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(high)), 1)};
 }
-TREL_VEC void store_row_low(u8* p, U64x8 a) {
+TREL_INLINE void store_row_low(u8* p, U64x8 a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(a.v));
 }
-TREL_VEC void store_row_high(u8* p, U64x8 a) {
+TREL_INLINE void store_row_high(u8* p, U64x8 a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_extracti64x4_epi64(a.v, 1));
 }
 // The first 24 bytes of each row as four lanes of 6 bytes; bytes from `bytes` on count as zero.
 template <u32 bytes>
-TREL_VEC U64x8 spread_48(U64x8 a) {
+TREL_INLINE U64x8 spread_48(U64x8 a) {
     const __m512i pieces = _mm512_permutexvar_epi32(
         _mm512_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6, 8, 9, 10, 11, 11, 12, 13, 14), a.v);
     const auto lane = [](u32 first) {
@@ -41,48 +41,40 @@ TREL_VEC U64x8 spread_48(U64x8 a) {
     return {_mm512_shuffle_epi8(pieces, index)};
 }
 // The low (high) 128 bits of the rows of a, then those of b.
-TREL_VEC U64x8 join_low(U64x8 a, U64x8 b) {
+TREL_INLINE U64x8 join_low(U64x8 a, U64x8 b) {
     return {_mm512_permutex2var_epi64(a.v, _mm512_setr_epi64(0, 1, 8, 9, 4, 5, 12, 13), b.v)};
 }
-TREL_VEC U64x8 join_high(U64x8 a, U64x8 b) {
+TREL_INLINE U64x8 join_high(U64x8 a, U64x8 b) {
     return {_mm512_permutex2var_epi64(a.v, _mm512_setr_epi64(2, 3, 10, 11, 6, 7, 14, 15), b.v)};
 }
 // Lanes of a moved up by n = 1 or 2, the last lanes of `before` moved in.
 template <int n>
-TREL_VEC U64x8 move_up(U64x8 a, U64x8 before) {
+TREL_INLINE U64x8 move_up(U64x8 a, U64x8 before) {
     return {_mm512_alignr_epi64(a.v, before.v, 8 - n)};
 }
-template <unsigned n>
-TREL_VEC U64x8 shift_left(U64x8 a) {
-    return {_mm512_slli_epi64(a.v, n)};
-}
-template <unsigned n>
-TREL_VEC U64x8 shift_right(U64x8 a) {
-    return {_mm512_srli_epi64(a.v, n)};
-}
 // Loaded once: the compiler would rather read memory again for every use.
-TREL_VEC F64x8 loaded(F64x8 a) {
+TREL_INLINE F64x8 loaded(F64x8 a) {
     asm("" : "+v"(a.v));
     return a;
 }
-TREL_VEC bool any_of_bits(U64x8 a, U64x8 bits) {
+TREL_INLINE bool any_of_bits(U64x8 a, U64x8 bits) {
     return _mm512_test_epi64_mask(a.v, bits.v) != 0;
 }
 
 #else
 
-TREL_VEC U64x8 load_rows(const u8* low, const u8* high) {
+TREL_INLINE U64x8 load_rows(const u8* low, const u8* high) {
     return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(low)),
             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(high))};
 }
-TREL_VEC void store_row_low(u8* p, U64x8 a) {
+TREL_INLINE void store_row_low(u8* p, U64x8 a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.lo);
 }
-TREL_VEC void store_row_high(u8* p, U64x8 a) {
+TREL_INLINE void store_row_high(u8* p, U64x8 a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.hi);
 }
 template <u32 bytes>
-TREL_VEC U64x8 spread_48(U64x8 a) {
+TREL_INLINE U64x8 spread_48(U64x8 a) {
     const __m256i order = _mm256_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6);
     const auto lane = [](u32 first) {
         u64 index = 0;
@@ -96,32 +88,24 @@ TREL_VEC U64x8 spread_48(U64x8 a) {
     return {_mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(a.lo, order), index),
             _mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(a.hi, order), index)};
 }
-TREL_VEC U64x8 join_low(U64x8 a, U64x8 b) {
+TREL_INLINE U64x8 join_low(U64x8 a, U64x8 b) {
     return {_mm256_permute2x128_si256(a.lo, b.lo, 0x20), _mm256_permute2x128_si256(a.hi, b.hi, 0x20)};
 }
-TREL_VEC U64x8 join_high(U64x8 a, U64x8 b) {
+TREL_INLINE U64x8 join_high(U64x8 a, U64x8 b) {
     return {_mm256_permute2x128_si256(a.lo, b.lo, 0x31), _mm256_permute2x128_si256(a.hi, b.hi, 0x31)};
 }
 template <int n>
-TREL_VEC U64x8 move_up(U64x8 a, U64x8 before) {
+TREL_INLINE U64x8 move_up(U64x8 a, U64x8 before) {
     const __m256i lo = _mm256_permute2x128_si256(before.hi, a.lo, 0x21);
     const __m256i hi = _mm256_permute2x128_si256(a.lo, a.hi, 0x21);
     if constexpr (n == 2) return {lo, hi};
     return {_mm256_alignr_epi8(a.lo, lo, 8), _mm256_alignr_epi8(a.hi, hi, 8)};
 }
-template <unsigned n>
-TREL_VEC U64x8 shift_left(U64x8 a) {
-    return {_mm256_slli_epi64(a.lo, n), _mm256_slli_epi64(a.hi, n)};
-}
-template <unsigned n>
-TREL_VEC U64x8 shift_right(U64x8 a) {
-    return {_mm256_srli_epi64(a.lo, n), _mm256_srli_epi64(a.hi, n)};
-}
-TREL_VEC F64x8 loaded(F64x8 a) {
+TREL_INLINE F64x8 loaded(F64x8 a) {
     asm("" : "+x"(a.lo), "+x"(a.hi));
     return a;
 }
-TREL_VEC bool any_of_bits(U64x8 a, U64x8 bits) {
+TREL_INLINE bool any_of_bits(U64x8 a, U64x8 bits) {
     return _mm256_testz_si256(_mm256_or_si256(a.lo, a.hi), bits.lo) == 0;
 }
 

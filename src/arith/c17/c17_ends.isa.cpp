@@ -9,13 +9,10 @@
 #include "arith/c17/c17_end_vectors.h"
 
 // Short loops whose bounds are template constants must vanish, else their arrays live in memory.
-#define C17_UNROLL _Pragma("GCC unroll 16")
-#define C17_KEEP _Pragma("GCC unroll 1")
 
 namespace trel::TREL_ISA {
 namespace {
 
-constexpr double kMagic = 6755399441055744.0;  // 1.5 * 2^52: adding and subtracting it rounds to integers
 // As many sums as there are registers for; on avx2 a vector is two of sixteen.
 #if defined(TREL_ISA_avx512)
 constexpr u32 kGroupsAtOnce = 4, kLimbsAtOnce = 10;
@@ -39,10 +36,10 @@ struct Shape {
 
 // Limbs of the eight points that start at s. Reads 32 bytes from every point's start.
 template <u32 a>
-TREL_VEC void cut_group(const u8* s, double* limbs) {
+TREL_INLINE void cut_group(const u8* s, double* limbs) {
     using S = Shape<a>;
     U64x8 z[4], y[4], x[5];
-    C17_UNROLL for (u32 i = 0; i < 4; i++) {
+    TREL_UNROLL for (u32 i = 0; i < 4; i++) {
         z[i] = load_rows(s + i * S::kBytes, s + (i + 4) * S::kBytes);
         y[i] = spread_48<S::kBytes>(z[i]);
     }
@@ -55,8 +52,8 @@ TREL_VEC void cut_group(const u8* s, double* limbs) {
     // bytes 24 to 29 stand at the beginning of the last lane already
     x[4] = join_high(unpack_odd(z[0], z[1]), unpack_odd(z[2], z[3]));
     const U64x8 mask = broadcast(kMask24);
-    C17_UNROLL for (u32 k = 0; k < S::kLimbs24; k++) {
-        const U64x8 limb = bit_and(k % 2 == 0 ? x[k / 2] : shift_right<24>(x[k / 2]), mask);
+    TREL_UNROLL for (u32 k = 0; k < S::kLimbs24; k++) {
+        const U64x8 limb = (k % 2 == 0 ? x[k / 2] : shift_right(x[k / 2], 24)) & mask;
         store(limbs + 8 * k, f64_of_52(limb));
     }
 }
@@ -91,30 +88,30 @@ void cut_points(const Word* A, u64 L, u64 j0, u64 count, double* limbs) {
 // products of 24 and 23 bits and a limb each: below 2^51, exact. The quotient of H 2^24 + L by p comes from
 // its rounded value; the remainder is formed in units of 2^24 first.
 template <u32 a, u32 groups>
-TREL_VEC void reduce_groups(const C17PrimeConstants& c, const double*& limbs, u64& j, u64 count,
-                            double* out) {
-    const F64x8 two24 = broadcast(16777216.0), magic = broadcast(kMagic);
+TREL_INLINE void reduce_groups(const C17PrimeConstants& c, const double*& limbs, u64& j, u64 count,
+                               double* out) {
+    const F64x8 two24 = broadcast(16777216.0), rounder = broadcast(kRounder);
     const F64x8 p_inverse = broadcast(c.p_inverse), p_low = broadcast(c.p_low);
     for (; j + 8 * groups <= count; j += 8 * groups, limbs += 8 * groups * (a - 1)) {
         F64x8 L[groups], H[groups];
-        C17_UNROLL for (u32 g = 0; g < groups; g++) {
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) {
             L[g] = load(limbs + 8 * g * (a - 1));
             H[g] = load(limbs + 8 * (g * (a - 1) + 1));
         }
-        C17_UNROLL for (u32 k = 2; k < a - 1; k++) {
+        TREL_UNROLL for (u32 k = 2; k < a - 1; k++) {
             const F64x8 low = broadcast(c.low[k]), high = broadcast(c.high[k]);
-            C17_UNROLL for (u32 g = 0; g < groups; g++) {
+            TREL_UNROLL for (u32 g = 0; g < groups; g++) {
                 const F64x8 limb = loaded(load(limbs + 8 * (g * (a - 1) + k)));
                 L[g] = fma(limb, low, L[g]);
                 H[g] = fma(limb, high, H[g]);
             }
         }
         F64x8 q[groups];
-        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(H[g], two24, L[g]);
-        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(q[g], p_inverse, magic);
-        C17_UNROLL for (u32 g = 0; g < groups; g++) q[g] = q[g] - magic;
-        C17_UNROLL for (u32 g = 0; g < groups; g++) H[g] = fnma(q[g], p_low, H[g]);
-        C17_UNROLL for (u32 g = 0; g < groups; g++) store(out + j + 8 * g, fma(H[g], two24, L[g]));
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(H[g], two24, L[g]);
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) q[g] = fma(q[g], p_inverse, rounder);
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) q[g] = q[g] - rounder;
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) H[g] = fnma(q[g], p_low, H[g]);
+        TREL_UNROLL for (u32 g = 0; g < groups; g++) store(out + j + 8 * g, fma(H[g], two24, L[g]));
     }
 }
 
@@ -152,16 +149,16 @@ void reduce_points(const C17EndConstants* constants, u32 first, u32 n, const dou
 // kBiasHigh and kBiasLow; the sum of the constants arrives in the next limb as if it were a carry, so low_k
 // starts that much lower.
 constexpr double kStartHigh = 0x1.8p100;
-constexpr u64 kBiasHigh = 0x4638, kBiasLow = 0x4338;
+constexpr u64 kBiasHigh = 0x4638, kBiasLow = kRounderBits >> 48;
 
 // Limbs k0 to a - 2. The loop over primes is kept, so that the sums stay in registers.
 template <u32 a, u32 k0>
-TREL_VEC void sum_products(const C17PrimeConstants* primes, const double* y, F64x8 (&high)[a - 1],
-                           F64x8 (&low)[a - 1]) {
+TREL_INLINE void sum_products(const C17PrimeConstants* primes, const double* y, F64x8 (&high)[a - 1],
+                              F64x8 (&low)[a - 1]) {
     constexpr u32 k1 = k0 + kLimbsAtOnce < a - 1 ? k0 + kLimbsAtOnce : a - 1;
-    C17_KEEP for (u32 i = 0; i < a; i++) {
+    TREL_KEEP_LOOP for (u32 i = 0; i < a; i++) {
         const F64x8 factor = load(y + 8 * i);
-        C17_UNROLL for (u32 k = k0; k < k1; k++) {
+        TREL_UNROLL for (u32 k = k0; k < k1; k++) {
             const F64x8 digit = broadcast(primes[i].others[k]);
             const F64x8 next = fma(factor, digit, high[k]);
             low[k] = low[k] + fma(factor, digit, high[k] - next);
@@ -172,10 +169,10 @@ TREL_VEC void sum_products(const C17PrimeConstants* primes, const double* y, F64
 }
 
 template <u32 a>
-TREL_VEC void coefficients(const C17EndConstants* constants, const double* residues, u64 stride,
-                           U64x8 (&x)[a]) {
+TREL_INLINE void coefficients(const C17EndConstants* constants, const double* residues, u64 stride,
+                              U64x8 (&x)[a]) {
     const C17PrimeConstants* primes = constants->set->primes;
-    const F64x8 magic = broadcast(kMagic);
+    const F64x8 rounder = broadcast(kRounder);
     alignas(64) double y[8 * a];
     // Sums of y_i / p_i are accurate to 2^-45: rounding a sum less a half, plus a little, is the floor of all
     // that is not within 2^-39 below an integer.
@@ -185,43 +182,43 @@ TREL_VEC void coefficients(const C17EndConstants* constants, const double* resid
         const F64x8 p_inverse = broadcast(primes[i].p_inverse);
         const F64x8 h = r * scale;
         const F64x8 rest = fms(r, scale, h);
-        const F64x8 q = fma(h, p_inverse, magic) - magic;
+        const F64x8 q = fma(h, p_inverse, rounder) - rounder;
         last = fnma(q, broadcast(primes[i].p), h) + rest;
         store(y + 8 * i, last);
         sum = fma(last, p_inverse, sum);
     }
-    store(y + 8 * (a - 1), fnma((sum + magic) - magic, broadcast(primes[a - 1].p), last));
+    store(y + 8 * (a - 1), fnma((sum + rounder) - rounder, broadcast(primes[a - 1].p), last));
 
     F64x8 high[a - 1], low[a - 1];
-    C17_UNROLL for (u32 k = 0; k < a - 1; k++) {
+    TREL_UNROLL for (u32 k = 0; k < a - 1; k++) {
         high[k] = broadcast(kStartHigh);
-        low[k] = broadcast(kMagic - static_cast<double>(k == 0 ? 0 : kBiasLow + (k == 1 ? 0 : kBiasHigh)));
+        low[k] = broadcast(kRounder - static_cast<double>(k == 0 ? 0 : kBiasLow + (k == 1 ? 0 : kBiasHigh)));
     }
     sum_products<a, 0>(primes, y, high, low);
 
     const U64x8 mask = broadcast(kMask48);
     U64x8 carry = zero_u64();
-    C17_UNROLL for (u32 k = 0; k < a - 1; k++) {
+    TREL_UNROLL for (u32 k = 0; k < a - 1; k++) {
         U64x8 t = bits_of(low[k]);
         if (k != 0) t = t + bits_of(high[k - 1]) + carry;
-        x[k] = bit_and(t, mask);
-        carry = shift_right<48>(t);
+        x[k] = t & mask;
+        carry = shift_right(t, 48);
     }
     x[a - 1] = bits_of(high[a - 2]) + carry - broadcast((kBiasHigh << 48) + kBiasHigh + kBiasLow);
 }
 
 // Adds limbs of 48 bits and the carry into the lowest; a last limb of 24 bits when a is even.
 template <u32 a>
-TREL_VEC U64x8 settle(U64x8 (&p)[a / 2], U64x8 carry) {
+TREL_INLINE U64x8 settle(U64x8 (&p)[a / 2], U64x8 carry) {
     using S = Shape<a>;
-    C17_UNROLL for (u32 i = 0; i < S::kLimbs48; i++) {
+    TREL_UNROLL for (u32 i = 0; i < S::kLimbs48; i++) {
         const U64x8 t = p[i] + carry;
         if (S::kHalf && i == S::kLimbs48 - 1) {
-            p[i] = bit_and(t, broadcast(kMask24));
-            carry = shift_right<24>(t);
+            p[i] = t & broadcast(kMask24);
+            carry = shift_right(t, 24);
         } else {
-            p[i] = bit_and(t, broadcast(kMask48));
-            carry = shift_right<48>(t);
+            p[i] = t & broadcast(kMask48);
+            carry = shift_right(t, 48);
         }
     }
     return carry;
@@ -237,23 +234,23 @@ struct State {
 // the next one is added there afterwards, and in the rare case that this fills the lowest limb, again and
 // again until it is at rest.
 template <u32 a>
-TREL_VEC void join_group(State<a>& state, const U64x8 (&x)[a], u8* out) {
+TREL_INLINE void join_group(State<a>& state, const U64x8 (&x)[a], u8* out) {
     using S = Shape<a>;
     constexpr u32 n = S::kLimbs48, q = (a - 1) / 2;
     const U64x8 mask = broadcast(kMask48);
     U64x8 p[n], middle[n];
-    C17_UNROLL for (u32 i = 0; i < n; i++) {
+    TREL_UNROLL for (u32 i = 0; i < n; i++) {
         p[i] = x[i];
         if constexpr (!S::kHalf) {
             middle[i] = x[q + i];
         } else if (i < n - 1) {
-            middle[i] = bit_and(bit_or(shift_right<24>(x[q + i]), shift_left<24>(x[q + i + 1])), mask);
+            middle[i] = (shift_right(x[q + i], 24) | shift_left(x[q + i + 1], 24)) & mask;
         } else {
-            p[i] = bit_and(x[i], broadcast(kMask24));
-            middle[i] = shift_right<24>(x[q + i]);
+            p[i] = x[i] & broadcast(kMask24);
+            middle[i] = shift_right(x[q + i], 24);
         }
     }
-    C17_UNROLL for (u32 i = 0; i < n; i++) {
+    TREL_UNROLL for (u32 i = 0; i < n; i++) {
         p[i] = p[i] + move_up<1>(middle[i], state.middle[i]);
         state.middle[i] = middle[i];
     }
@@ -273,15 +270,15 @@ TREL_VEC void join_group(State<a>& state, const U64x8 (&x)[a], u8* out) {
     U64x8 w[4];
     const U64x8 zero = zero_u64();
     const U64x8 p2 = n > 2 ? p[2] : zero, p3 = n > 3 ? p[3] : zero;
-    w[0] = bit_or(p[0], shift_left<48>(p[1]));
-    w[1] = bit_or(shift_right<16>(p[1]), shift_left<32>(p2));
-    w[2] = bit_or(shift_right<32>(p2), shift_left<16>(p3));
+    w[0] = p[0] | shift_left(p[1], 48);
+    w[1] = shift_right(p[1], 16) | shift_left(p2, 32);
+    w[2] = shift_right(p2, 32) | shift_left(p3, 16);
     w[3] = n > 4 ? p[4] : zero;
     const U64x8 t0 = unpack_even(w[0], w[1]), t1 = unpack_odd(w[0], w[1]);
     const U64x8 t2 = unpack_even(w[2], w[3]), t3 = unpack_odd(w[2], w[3]);
     const U64x8 row[4] = {join_low(t0, t2), join_low(t1, t3), join_high(t0, t2), join_high(t1, t3)};
     // Rows overlap the points behind them, which are written later. The last ones end with the group.
-    C17_UNROLL for (u32 j = 0; j < 8; j++) {
+    TREL_UNROLL for (u32 j = 0; j < 8; j++) {
         u8* to = out + j * S::kBytes;
         if ((8 - j) * S::kBytes >= 32) {
             j < 4 ? store_row_low(to, row[j % 4]) : store_row_high(to, row[j % 4]);
@@ -294,17 +291,17 @@ TREL_VEC void join_group(State<a>& state, const U64x8 (&x)[a], u8* out) {
 }
 
 template <u32 a>
-TREL_VEC State<a> load_state(const C17Carry* carry) {
+TREL_INLINE State<a> load_state(const C17Carry* carry) {
     State<a> state;
-    C17_UNROLL for (u32 i = 0; i < a / 2; i++) state.middle[i] = load(carry->middle[i]);
+    TREL_UNROLL for (u32 i = 0; i < a / 2; i++) state.middle[i] = load(carry->middle[i]);
     state.top = load(carry->top);
     state.out = load(carry->out);
     state.excess = load(carry->excess);
     return state;
 }
 template <u32 a>
-TREL_VEC void store_state(C17Carry* carry, const State<a>& state) {
-    C17_UNROLL for (u32 i = 0; i < a / 2; i++) store(carry->middle[i], state.middle[i]);
+TREL_INLINE void store_state(C17Carry* carry, const State<a>& state) {
+    TREL_UNROLL for (u32 i = 0; i < a / 2; i++) store(carry->middle[i], state.middle[i]);
     store(carry->top, state.top);
     store(carry->out, state.out);
     store(carry->excess, state.excess);
@@ -327,7 +324,7 @@ template <u32 a>
 void flush_points(C17Carry* carry, Word* out) {
     State<a> state = load_state<a>(carry);
     U64x8 x[a];
-    C17_UNROLL for (u32 i = 0; i < a; i++) x[i] = zero_u64();
+    TREL_UNROLL for (u32 i = 0; i < a; i++) x[i] = zero_u64();
     join_group<a>(state, x, reinterpret_cast<u8*>(out));
     state.out = zero_u64();
     store_state<a>(carry, state);

@@ -5,10 +5,6 @@
 #include "arith/c17/c17_end_vectors.h"
 #include "arith/c17/c17_residues.h"
 
-#define C17_INLINE static inline __attribute__((always_inline))
-#define C17_UNROLL _Pragma("GCC unroll 16")
-#define C17_KEEP _Pragma("GCC unroll 1")
-
 namespace trel::TREL_ISA {
 namespace {
 
@@ -32,34 +28,34 @@ struct Entry {
 
 // Residues of rows [r0, r0 + n) of G vectors of columns.
 template <u32 USED, u32 G, u32 r0>
-C17_INLINE void residues(const Entry& e, const double* limbs, F64x8 (&x)[USED][G]) {
+TREL_INLINE void residues(const Entry& e, const double* limbs, F64x8 (&x)[USED][G]) {
     constexpr u32 fit = kSumsAtOnce / G == 0 ? 1 : kSumsAtOnce / G;
     constexpr u32 n = USED - r0 < fit ? USED - r0 : fit;
     const C17PrimeConstants& c = *e.constants;
     F64x8 L[n][G], H[n][G];
-    C17_UNROLL for (u32 r = 0; r < n; r++) {
-        C17_UNROLL for (u32 g = 0; g < G; g++) {
+    TREL_UNROLL for (u32 r = 0; r < n; r++) {
+        TREL_UNROLL for (u32 g = 0; g < G; g++) {
             const double* const from = limbs + (r0 + r) * e.row_limbs + 8 * g * e.n_limbs;
             L[r][g] = load(from);
             H[r][g] = load(from + 8);
         }
     }
-    C17_KEEP for (u32 k = 2; k < e.n_limbs; k++) {
+    TREL_KEEP_LOOP for (u32 k = 2; k < e.n_limbs; k++) {
         const F64x8 low = broadcast(c.low[k]), high = broadcast(c.high[k]);
-        C17_UNROLL for (u32 r = 0; r < n; r++) {
-            C17_UNROLL for (u32 g = 0; g < G; g++) {
+        TREL_UNROLL for (u32 r = 0; r < n; r++) {
+            TREL_UNROLL for (u32 g = 0; g < G; g++) {
                 const F64x8 limb = loaded(load(limbs + (r0 + r) * e.row_limbs + 8 * (g * e.n_limbs + k)));
                 L[r][g] = fma(limb, low, L[r][g]);
                 H[r][g] = fma(limb, high, H[r][g]);
             }
         }
     }
-    const F64x8 two24 = broadcast(16777216.0), magic = broadcast(6755399441055744.0);
+    const F64x8 two24 = broadcast(16777216.0), rounder = broadcast(kRounder);
     const F64x8 p_inverse = broadcast(c.p_inverse), p_low = broadcast(c.p_low);
-    C17_UNROLL for (u32 r = 0; r < n; r++) {
-        C17_UNROLL for (u32 g = 0; g < G; g++) {
+    TREL_UNROLL for (u32 r = 0; r < n; r++) {
+        TREL_UNROLL for (u32 g = 0; g < G; g++) {
             F64x8 q = fma(H[r][g], two24, L[r][g]);
-            q = fma(q, p_inverse, magic) - magic;
+            q = fma(q, p_inverse, rounder) - rounder;
             x[r0 + r][g] = fma(fnma(q, p_low, H[r][g]), two24, L[r][g]);
         }
     }
@@ -73,114 +69,114 @@ struct Vectors {
     F64x8 v[G];
 };
 template <u32 G>
-C17_INLINE Vectors<G> add(const Vectors<G>& x, const Vectors<G>& y) {
+TREL_INLINE Vectors<G> operator+(const Vectors<G>& x, const Vectors<G>& y) {
     Vectors<G> z;
-    C17_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = add(x.v[g], y.v[g]);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = x.v[g] + y.v[g];
     return z;
 }
 template <u32 G>
-C17_INLINE Vectors<G> sub(const Vectors<G>& x, const Vectors<G>& y) {
+TREL_INLINE Vectors<G> operator-(const Vectors<G>& x, const Vectors<G>& y) {
     Vectors<G> z;
-    C17_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = sub(x.v[g], y.v[g]);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = x.v[g] - y.v[g];
     return z;
 }
 template <u32 G>
-C17_INLINE Vectors<G> mul_mod(const Vectors<G>& x, double w, const Modulus& m) {
+TREL_INLINE Vectors<G> mul_mod(const Vectors<G>& x, double w, const Modulus& m) {
     const F64x8 factor = broadcast(w);
     Vectors<G> h, l, q;
-    C17_UNROLL for (u32 g = 0; g < G; g++) h.v[g] = mul(x.v[g], factor);
-    C17_UNROLL for (u32 g = 0; g < G; g++) q.v[g] = fma(h.v[g], m.inverse_p, m.magic);
-    C17_UNROLL for (u32 g = 0; g < G; g++) l.v[g] = fms(x.v[g], factor, h.v[g]);
-    C17_UNROLL for (u32 g = 0; g < G; g++) q.v[g] = sub(q.v[g], m.magic);
-    C17_UNROLL for (u32 g = 0; g < G; g++) h.v[g] = fnma(q.v[g], m.p, h.v[g]);
-    return add(h, l);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) h.v[g] = x.v[g] * factor;
+    TREL_UNROLL for (u32 g = 0; g < G; g++) q.v[g] = fma(h.v[g], m.inverse_p, m.rounder);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) l.v[g] = fms(x.v[g], factor, h.v[g]);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) q.v[g] = q.v[g] - m.rounder;
+    TREL_UNROLL for (u32 g = 0; g < G; g++) h.v[g] = fnma(q.v[g], m.p, h.v[g]);
+    return h + l;
 }
 template <u32 G>
-C17_INLINE Vectors<G> reduce(const Vectors<G>& x, const Modulus& m) {
+TREL_INLINE Vectors<G> reduce(const Vectors<G>& x, const Modulus& m) {
     Vectors<G> z;
-    C17_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = reduce(x.v[g], m);
+    TREL_UNROLL for (u32 g = 0; g < G; g++) z.v[g] = reduce(x.v[g], m);
     return z;
 }
 
 // Radix b: out[s] = sum of zeta^(s i) x[i] over i < USED.
 template <u32 USED, u32 G>
-C17_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[1], const C17Prime&, const Modulus&) {
+TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[1], const C17Prime&, const Modulus&) {
     out[0] = x[0];
 }
 template <u32 USED, u32 G>
-C17_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[3], const C17Prime& prime,
-                      const Modulus& m) {
+TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[3], const C17Prime& prime,
+                       const Modulus& m) {
     if constexpr (USED == 1) {
         out[0] = out[1] = out[2] = x[0];
     } else if constexpr (USED == 2) {
         const Vectors<G> u = mul_mod(x[1], prime.split[0], m);
-        out[0] = reduce(add(x[0], x[1]), m);
-        out[1] = add(x[0], u);
-        out[2] = sub(sub(x[0], x[1]), u);
+        out[0] = reduce(x[0] + x[1], m);
+        out[1] = x[0] + u;
+        out[2] = x[0] - x[1] - u;
     } else {
         // zeta^2 = -1 - zeta
-        const Vectors<G> u = mul_mod(sub(x[1], x[2]), prime.split[0], m);
-        out[0] = reduce(add(x[0], add(x[1], x[2])), m);
-        out[1] = add(sub(x[0], x[2]), u);
-        out[2] = sub(sub(x[0], x[1]), u);
+        const Vectors<G> u = mul_mod(x[1] - x[2], prime.split[0], m);
+        out[0] = reduce(x[0] + (x[1] + x[2]), m);
+        out[1] = x[0] - x[2] + u;
+        out[2] = x[0] - x[1] - u;
     }
 }
 // From three rows on the five products of Winograd; below, the powers of zeta add up to -1.
 template <u32 USED, u32 G>
-C17_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[5], const C17Prime& prime,
-                      const Modulus& m) {
+TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[5], const C17Prime& prime,
+                       const Modulus& m) {
     if constexpr (USED == 1) {
         out[0] = out[1] = out[2] = out[3] = out[4] = x[0];
     } else if constexpr (USED == 2) {
         const Vectors<G> t1 = mul_mod(x[1], prime.zeta[1], m);
         const Vectors<G> t2 = mul_mod(x[1], prime.zeta[2], m);
         const Vectors<G> t3 = mul_mod(x[1], prime.zeta[3], m);
-        out[0] = reduce(add(x[0], x[1]), m);
-        out[1] = add(x[0], t1);
-        out[2] = add(x[0], t2);
-        out[3] = add(x[0], t3);
-        out[4] = sub(sub(x[0], x[1]), add(t1, add(t2, t3)));
+        out[0] = reduce(x[0] + x[1], m);
+        out[1] = x[0] + t1;
+        out[2] = x[0] + t2;
+        out[3] = x[0] + t3;
+        out[4] = x[0] - x[1] - (t1 + (t2 + t3));
     } else {
         Vectors<G> a1 = x[1], a2 = x[2], d1 = x[1], d2 = x[2];
         if constexpr (USED > 3) {
-            a2 = add(a2, x[3]);
-            d2 = sub(d2, x[3]);
+            a2 = a2 + x[3];
+            d2 = d2 - x[3];
         }
         if constexpr (USED > 4) {
-            a1 = add(a1, x[4]);
-            d1 = sub(d1, x[4]);
+            a1 = a1 + x[4];
+            d1 = d1 - x[4];
         }
-        const Vectors<G> sum = add(a1, a2);
-        const Vectors<G> u = mul_mod(sub(a1, a2), prime.split[0], m);
-        const Vectors<G> w = add(x[0], mul_mod(sum, prime.split[1], m));
-        const Vectors<G> even1 = add(w, u), even2 = sub(w, u);
-        const Vectors<G> k = mul_mod(USED == 3 ? sum : add(d1, d2), prime.split[2], m);
-        const Vectors<G> odd1 = add(k, mul_mod(d2, prime.split[3], m));
-        const Vectors<G> odd2 = sub(mul_mod(d1, prime.split[4], m), k);
-        out[0] = reduce(add(x[0], sum), m);
-        out[1] = add(even1, odd1);
-        out[2] = add(even2, odd2);
-        out[3] = sub(even2, odd2);
-        out[4] = sub(even1, odd1);
+        const Vectors<G> sum = a1 + a2;
+        const Vectors<G> u = mul_mod(a1 - a2, prime.split[0], m);
+        const Vectors<G> w = x[0] + mul_mod(sum, prime.split[1], m);
+        const Vectors<G> even1 = w + u, even2 = w - u;
+        const Vectors<G> k = mul_mod(USED == 3 ? sum : d1 + d2, prime.split[2], m);
+        const Vectors<G> odd1 = k + mul_mod(d2, prime.split[3], m);
+        const Vectors<G> odd2 = mul_mod(d1, prime.split[4], m) - k;
+        out[0] = reduce(x[0] + sum, m);
+        out[1] = even1 + odd1;
+        out[2] = even2 + odd2;
+        out[3] = even2 - odd2;
+        out[4] = even1 - odd1;
     }
 }
 
 template <u32 B, u32 USED, u32 G>
-C17_INLINE void columns(const Entry& e, u64& j, u64 count, u64 ahead) {
+TREL_INLINE void columns(const Entry& e, u64& j, u64 count, u64 ahead) {
     const Modulus m = modulus(*e.prime);
     constexpr u32 P = G % 2 == 0 ? 2 : 1;
     for (; j + 8 * G <= count; j += 8 * G) {
         F64x8 x[USED][G];
         residues<USED, G, 0>(e, e.limbs + j * e.n_limbs, x);
-        C17_UNROLL for (u32 g = 0; g < G; g += P) {
+        TREL_UNROLL for (u32 g = 0; g < G; g += P) {
             Vectors<P> in[USED], out[B];
-            C17_UNROLL for (u32 r = 0; r < USED; r++) {
-                C17_UNROLL for (u32 i = 0; i < P; i++) in[r].v[i] = x[r][g + i];
+            TREL_UNROLL for (u32 r = 0; r < USED; r++) {
+                TREL_UNROLL for (u32 i = 0; i < P; i++) in[r].v[i] = x[r][g + i];
             }
             split(in, out, *e.prime, m);
             double* const to = e.out + j + 8 * g;
-            C17_UNROLL for (u32 s = 0; s < B; s++) {
-                C17_UNROLL for (u32 i = 0; i < P; i++) {
+            TREL_UNROLL for (u32 s = 0; s < B; s++) {
+                TREL_UNROLL for (u32 i = 0; i < P; i++) {
                     // where the next prime will write
                     _mm_prefetch(reinterpret_cast<const char*>(to + ahead + s * e.row_stride + 8 * i),
                                  _MM_HINT_T1);
@@ -200,7 +196,7 @@ __attribute__((noinline)) void enter_rows(const Entry& e, u64 count, u64 ahead) 
 }
 
 template <u32 B>
-C17_INLINE void enter_b(u32 used, const Entry& e, u64 count, u64 ahead) {
+TREL_INLINE void enter_b(u32 used, const Entry& e, u64 count, u64 ahead) {
     if (used == 1) return enter_rows<B, 1>(e, count, ahead);
     if constexpr (B >= 3) {
         if (used == 2) return enter_rows<B, 2>(e, count, ahead);

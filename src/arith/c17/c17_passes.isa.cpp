@@ -2,9 +2,6 @@
 #include "arith/c17/c17_passes.h"
 #include "arith/c17/c17_residues.h"
 
-#define C17_INLINE static inline __attribute__((always_inline))
-#define C17_UNROLL _Pragma("GCC unroll 16")
-
 namespace trel::TREL_ISA {
 namespace {
 
@@ -26,7 +23,7 @@ struct alignas(64) Bases {
 };
 
 // What lies behind the last level takes part in vector operations, so it has to be a harmless number.
-C17_INLINE void clear_bases(Bases& g) {
+TREL_INLINE void clear_bases(Bases& g) {
     for (u32 u = 0; u < C17PrimeTables::kDepths + 24; u += 8) {
         store(g.forward + u, broadcast(1.0));
         store(g.inverse + u, broadcast(1.0));
@@ -34,7 +31,7 @@ C17_INLINE void clear_bases(Bases& g) {
 }
 
 // Bases of root s: powers of zeta, exponents halved modulo b from level to level.
-C17_INLINE void root_bases(const C17Plan& plan, const C17Prime& prime, u32 s, u32 levels, Bases& g) {
+TREL_INLINE void root_bases(const C17Plan& plan, const C17Prime& prime, u32 s, u32 levels, Bases& g) {
     u32 e = s;
     for (u32 u = 0; u < levels; u++) {
         e = e % 2 == 0 ? e / 2 : (e + plan.b) / 2;
@@ -44,11 +41,11 @@ C17_INLINE void root_bases(const C17Plan& plan, const C17Prime& prime, u32 s, u3
 }
 
 // Bases of descendant i, log_radix <= 4 levels below, of a node with `levels` levels.
-C17_INLINE void child_bases(const C17PrimeTables& t, const Bases& g, u32 levels, u32 log_radix, u64 i,
-                            Bases& child, const Modulus& m) {
+TREL_INLINE void child_bases(const C17PrimeTables& t, const Bases& g, u32 levels, u32 log_radix, u64 i,
+                             Bases& child, const Modulus& m) {
     for (u32 u = 0; u < levels - log_radix; u += 8) {
-        store(child.forward + u, mul_mod(loadu(g.forward + log_radix + u), load(t.forward.child[i] + u), m));
-        store(child.inverse + u, mul_mod(loadu(g.inverse + log_radix + u), load(t.inverse.child[i] + u), m));
+        store(child.forward + u, mul_mod(load(g.forward + log_radix + u), load(t.forward.child[i] + u), m));
+        store(child.inverse + u, mul_mod(load(g.inverse + log_radix + u), load(t.inverse.child[i] + u), m));
     }
 }
 
@@ -56,9 +53,9 @@ C17_INLINE void child_bases(const C17PrimeTables& t, const Bases& g, u32 levels,
 struct alignas(64) PassTwiddles {
     double tw[16];
 };
-C17_INLINE void pass_twiddles(const Direction& t, const double* base, u32 log_radix, PassTwiddles& out,
-                              const Modulus& m) {
-    const F64x8 heads = permute<0, 0, 1, 1, 2, 2, 2, 2>(loadu(base));
+TREL_INLINE void pass_twiddles(const Direction& t, const double* base, u32 log_radix, PassTwiddles& out,
+                               const Modulus& m) {
+    const F64x8 heads = permute<0, 0, 1, 1, 2, 2, 2, 2>(load(base));
     store(out.tw, mul_mod(heads, load(t.heap), m));
     if (log_radix == 4) store(out.tw + 8, mul_mod(broadcast(base[3]), load(t.low), m));
 }
@@ -69,53 +66,53 @@ enum class Kind { plain, reducing, root };
 
 // One column of the forward pass. The root kind knows that the leftmost v of each level is 1.
 template <int LR, Kind KIND>
-C17_INLINE void forward_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
+TREL_INLINE void forward_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
     constexpr int R = 1 << LR;
     if (KIND == Kind::reducing) {
-        C17_UNROLL for (int i = 0; i < R / 2; i++) v[i] = reduce(v[i], m);
+        TREL_UNROLL for (int i = 0; i < R / 2; i++) v[i] = reduce(v[i], m);
     }
-    C17_UNROLL for (int l = 0; l < LR; l++) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+    TREL_UNROLL for (int l = 0; l < LR; l++) {
+        TREL_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = R >> (l + 1);
             const F64x8 w = broadcast(tw[(1 << l) + i]);
-            C17_UNROLL for (int q = 0; q < h; q++) {
+            TREL_UNROLL for (int q = 0; q < h; q++) {
                 F64x8& x = v[2 * h * i + q];
                 F64x8& y = v[2 * h * i + q + h];
                 const F64x8 t = KIND == Kind::root && i == 0 ? y : mul_mod(y, w, m);
-                y = sub(x, t);
-                x = add(x, t);
+                y = x - t;
+                x = x + t;
             }
         }
     }
     if (KIND == Kind::root) {
-        C17_UNROLL for (int i = 0; i < (R + 3) / 4; i++) v[i] = reduce(v[i], m);
+        TREL_UNROLL for (int i = 0; i < (R + 3) / 4; i++) v[i] = reduce(v[i], m);
     }
 }
 
 // One column of the inverse pass. Sums of four and more that no product has brought back are reduced.
 template <int LR, bool ROOT>
-C17_INLINE void inverse_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
+TREL_INLINE void inverse_column(F64x8 (&v)[1 << LR], const double* tw, const Modulus& m) {
     constexpr int R = 1 << LR;
-    C17_UNROLL for (int l = LR - 1; l >= 0; l--) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+    TREL_UNROLL for (int l = LR - 1; l >= 0; l--) {
+        TREL_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = R >> (l + 1);
             const F64x8 w = broadcast(tw[(1 << l) + i]);
-            C17_UNROLL for (int q = 0; q < h; q++) {
+            TREL_UNROLL for (int q = 0; q < h; q++) {
                 F64x8& x = v[2 * h * i + q];
                 F64x8& y = v[2 * h * i + q + h];
-                const F64x8 d = sub(x, y);
-                x = add(x, y);
+                const F64x8 d = x - y;
+                x = x + y;
                 y = ROOT && i == 0 ? d : mul_mod(d, w, m);
             }
         }
         if (LR == 4 && l == 2) {
-            C17_UNROLL for (int i = 0; i < 4; i++) {
+            TREL_UNROLL for (int i = 0; i < 4; i++) {
                 v[4 * i] = reduce(v[4 * i], m);
                 if (ROOT && i != 0) v[i] = reduce(v[i], m);
             }
         }
     }
-    C17_UNROLL for (int i = 0; i < (ROOT ? R : (R + 3) / 4); i++) v[i] = reduce(v[i], m);
+    TREL_UNROLL for (int i = 0; i < (ROOT ? R : (R + 3) / 4); i++) v[i] = reduce(v[i], m);
 }
 
 template <int LR, Kind KIND>
@@ -125,9 +122,9 @@ __attribute__((noinline)) void forward_pass(const double* in, u64 in_stride, dou
     const Modulus m = modulus;
     for (u64 j = 0; j < columns; j += 8) {
         F64x8 v[R];
-        C17_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
+        TREL_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
         forward_column<LR, KIND>(v, tw, m);
-        C17_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
+        TREL_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
     }
 }
 template <int LR, bool ROOT>
@@ -137,15 +134,15 @@ __attribute__((noinline)) void inverse_pass(const double* in, u64 in_stride, dou
     const Modulus m = modulus;
     for (u64 j = 0; j < columns; j += 8) {
         F64x8 v[R];
-        C17_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
+        TREL_UNROLL for (int i = 0; i < R; i++) v[i] = load(in + j + i * in_stride);
         inverse_column<LR, ROOT>(v, tw, m);
-        C17_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
+        TREL_UNROLL for (int i = 0; i < R; i++) store(out + j + i * out_stride, v[i]);
     }
 }
 
 template <int LR>
-C17_INLINE void forward_any(Kind kind, const double* in, u64 in_stride, double* out, u64 out_stride,
-                            u64 columns, const double* tw, const Modulus& m) {
+TREL_INLINE void forward_any(Kind kind, const double* in, u64 in_stride, double* out, u64 out_stride,
+                             u64 columns, const double* tw, const Modulus& m) {
     if (kind == Kind::plain)
         return forward_pass<LR, Kind::plain>(in, in_stride, out, out_stride, columns, tw, m);
     if (kind == Kind::reducing) {
@@ -153,8 +150,8 @@ C17_INLINE void forward_any(Kind kind, const double* in, u64 in_stride, double* 
     }
     return forward_pass<LR, Kind::root>(in, in_stride, out, out_stride, columns, tw, m);
 }
-C17_INLINE void forward_radix(u32 log_radix, Kind kind, const double* in, u64 in_stride, double* out,
-                              u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+TREL_INLINE void forward_radix(u32 log_radix, Kind kind, const double* in, u64 in_stride, double* out,
+                               u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
     switch (log_radix) {
         case 1:
             return forward_any<1>(kind, in, in_stride, out, out_stride, columns, tw, m);
@@ -167,13 +164,13 @@ C17_INLINE void forward_radix(u32 log_radix, Kind kind, const double* in, u64 in
     }
 }
 template <int LR>
-C17_INLINE void inverse_any(bool root, const double* in, u64 in_stride, double* out, u64 out_stride,
-                            u64 columns, const double* tw, const Modulus& m) {
+TREL_INLINE void inverse_any(bool root, const double* in, u64 in_stride, double* out, u64 out_stride,
+                             u64 columns, const double* tw, const Modulus& m) {
     if (root) return inverse_pass<LR, true>(in, in_stride, out, out_stride, columns, tw, m);
     return inverse_pass<LR, false>(in, in_stride, out, out_stride, columns, tw, m);
 }
-C17_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in_stride, double* out,
-                              u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
+TREL_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in_stride, double* out,
+                               u64 out_stride, u64 columns, const double* tw, const Modulus& m) {
     switch (log_radix) {
         case 1:
             return inverse_any<1>(root, in, in_stride, out, out_stride, columns, tw, m);
@@ -189,23 +186,23 @@ C17_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 in
 // ---- radix b: r_s = sum of zeta^(s i) x_i, without twiddles
 
 // Lines of memory that the next call will work on, on their way to the second cache meanwhile.
-C17_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
+TREL_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
     for (u32 i = 0; i < rows; i++)
         _mm_prefetch(reinterpret_cast<const char*>(ahead + i * stride), _MM_HINT_T1);
 }
 
 template <bool INVERSE>
-C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       const double* ahead) {
+TREL_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                        const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 z = broadcast(prime.split[0]);
     for (u64 j = 0; j < columns; j += 8) {
         if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 3);
         const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
         // zeta^2 = -1 - zeta
-        const F64x8 u = mul_mod(sub(x1, x2), z, m);
-        const F64x8 r1 = add(sub(x0, x2), u), r2 = sub(sub(x0, x1), u);
-        store(out + j, reduce(add(x0, add(x1, x2)), m));
+        const F64x8 u = mul_mod(x1 - x2, z, m);
+        const F64x8 r1 = x0 - x2 + u, r2 = x0 - x1 - u;
+        store(out + j, reduce(x0 + (x1 + x2), m));
         store(out + j + os, INVERSE ? r2 : r1);
         store(out + j + 2 * os, INVERSE ? r1 : r2);
     }
@@ -214,8 +211,8 @@ C17_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* 
 // Five products (Winograd, 1978): with a_i = x_i + x_-i, d_i = x_i - x_-i, cosine-like parts need two,
 // sine-like parts three.
 template <bool INVERSE>
-C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       const double* ahead) {
+TREL_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                        const double* ahead) {
     const Modulus m = modulus(prime);
     const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
     const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]),
@@ -224,15 +221,15 @@ C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* 
         if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 5);
         const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
         const F64x8 x3 = load(in + j + 3 * is), x4 = load(in + j + 4 * is);
-        const F64x8 a1 = add(x1, x4), a2 = add(x2, x3), d1 = sub(x1, x4), d2 = sub(x2, x3);
-        const F64x8 sum = add(a1, a2);
-        const F64x8 u = mul_mod(sub(a1, a2), e, m), w = add(x0, mul_mod(sum, quarter, m));
-        const F64x8 even1 = add(w, u), even2 = sub(w, u);
-        const F64x8 k = mul_mod(add(d1, d2), f1, m);
-        const F64x8 odd1 = add(k, mul_mod(d2, f2, m)), odd2 = sub(mul_mod(d1, f3, m), k);
-        const F64x8 r1 = add(even1, odd1), r4 = sub(even1, odd1);
-        const F64x8 r2 = add(even2, odd2), r3 = sub(even2, odd2);
-        store(out + j, reduce(add(x0, sum), m));
+        const F64x8 a1 = x1 + x4, a2 = x2 + x3, d1 = x1 - x4, d2 = x2 - x3;
+        const F64x8 sum = a1 + a2;
+        const F64x8 u = mul_mod(a1 - a2, e, m), w = x0 + mul_mod(sum, quarter, m);
+        const F64x8 even1 = w + u, even2 = w - u;
+        const F64x8 k = mul_mod(d1 + d2, f1, m);
+        const F64x8 odd1 = k + mul_mod(d2, f2, m), odd2 = mul_mod(d1, f3, m) - k;
+        const F64x8 r1 = even1 + odd1, r4 = even1 - odd1;
+        const F64x8 r2 = even2 + odd2, r3 = even2 - odd2;
+        store(out + j, reduce(x0 + sum, m));
         store(out + j + os, INVERSE ? r4 : r1);
         store(out + j + 2 * os, INVERSE ? r3 : r2);
         store(out + j + 3 * os, INVERSE ? r2 : r3);
@@ -242,11 +239,11 @@ C17_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* 
 
 // Straight from the definition; no list in use has long products with b = 7.
 template <bool INVERSE>
-C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                       const double* ahead) {
+TREL_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                        const double* ahead) {
     const Modulus m = modulus(prime);
     F64x8 c[3], s[3];
-    C17_UNROLL for (int i = 0; i < 3; i++) {
+    TREL_UNROLL for (int i = 0; i < 3; i++) {
         c[i] = broadcast(prime.split[i]);
         s[i] = broadcast(prime.split[3 + i]);
     }
@@ -254,21 +251,21 @@ C17_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* 
         if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 7);
         const F64x8 x0 = load(in + j);
         F64x8 a[3], d[3];
-        C17_UNROLL for (int i = 0; i < 3; i++) {
+        TREL_UNROLL for (int i = 0; i < 3; i++) {
             const F64x8 x = load(in + j + (1 + i) * is), y = load(in + j + (6 - i) * is);
-            a[i] = add(x, y);
-            d[i] = sub(x, y);
+            a[i] = x + y;
+            d[i] = x - y;
         }
-        store(out + j, reduce(add(x0, add(a[0], add(a[1], a[2]))), m));
-        C17_UNROLL for (int k = 1; k <= 3; k++) {
+        store(out + j, reduce(x0 + (a[0] + (a[1] + a[2])), m));
+        TREL_UNROLL for (int k = 1; k <= 3; k++) {
             F64x8 even = x0, odd = zero_f64();
-            C17_UNROLL for (int i = 1; i <= 3; i++) {
+            TREL_UNROLL for (int i = 1; i <= 3; i++) {
                 const int e = k * i % 7, n = e <= 3 ? e : 7 - e;
-                even = add(even, mul_mod(a[i - 1], c[n - 1], m));
+                even = even + mul_mod(a[i - 1], c[n - 1], m);
                 const F64x8 t = mul_mod(d[i - 1], s[n - 1], m);
-                odd = e <= 3 ? add(odd, t) : sub(odd, t);
+                odd = e <= 3 ? odd + t : odd - t;
             }
-            const F64x8 r = reduce(add(even, odd), m), other = reduce(sub(even, odd), m);
+            const F64x8 r = reduce(even + odd, m), other = reduce(even - odd, m);
             store(out + j + k * os, INVERSE ? other : r);
             store(out + j + (7 - k) * os, INVERSE ? r : other);
         }
@@ -300,26 +297,26 @@ struct alignas(64) TailTwiddles {
     double level0[8], level1[16], level2[32], lane_base[8];
 };
 // base: the bases of the node whose descendants `depth` levels below are the chunks.
-C17_INLINE void lane_bases(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
-                           const Modulus& m) {
+TREL_INLINE void lane_bases(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
+                            const Modulus& m) {
     store(out.lane_base, mul_mod(broadcast(base[depth + 3]), load(t.stride8 + first), m));
 }
-C17_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
-                              const Modulus& m) {
+TREL_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth, u32 first,
+                               TailTwiddles& out, const Modulus& m) {
     store(out.level0, mul_mod(broadcast(base[depth]), load(t.low + first), m));
-    C17_UNROLL for (int i = 0; i < 2; i++) {
+    TREL_UNROLL for (int i = 0; i < 2; i++) {
         store(out.level1 + 8 * i, mul_mod(broadcast(base[depth + 1]), load(t.low + 2 * first + 8 * i), m));
     }
-    C17_UNROLL for (int i = 0; i < 4; i++) {
+    TREL_UNROLL for (int i = 0; i < 4; i++) {
         store(out.level2 + 8 * i, mul_mod(broadcast(base[depth + 2]), load(t.low + 4 * first + 8 * i), m));
     }
     lane_bases(t, base, depth, first, out, m);
 }
 // The v of the eight nodes of chunk i, a lane each.
-C17_INLINE F64x8 lane_twiddle(const Direction& t, const TailTwiddles& tw, u32 i, const Modulus& m) {
+TREL_INLINE F64x8 lane_twiddle(const Direction& t, const TailTwiddles& tw, u32 i, const Modulus& m) {
     return mul_mod(load(t.low), broadcast(tw.lane_base[i]), m);
 }
-C17_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) {
+TREL_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) {
     return broadcast(l == 0   ? tw.level0[chunk]
                      : l == 1 ? tw.level1[2 * chunk + i]
                               : tw.level2[4 * chunk + i]);
@@ -328,57 +325,57 @@ C17_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) 
 // G independent chunks at once: their chains fill the latency of the multiplications. Chunk g has the scalars
 // of chunk[g] and the lanes w[g].
 template <int G>
-C17_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
-                             const F64x8 (&w)[G], const Modulus& m) {
-    C17_UNROLL for (int l = 0; l < 3; l++) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+TREL_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+                              const F64x8 (&w)[G], const Modulus& m) {
+    TREL_UNROLL for (int l = 0; l < 3; l++) {
+        TREL_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = 4 >> l;
-            C17_UNROLL for (int q = 0; q < h; q++) {
-                C17_UNROLL for (int g = 0; g < G; g++) {
+            TREL_UNROLL for (int q = 0; q < h; q++) {
+                TREL_UNROLL for (int g = 0; g < G; g++) {
                     F64x8& x = v[g][2 * h * i + q];
                     F64x8& y = v[g][2 * h * i + q + h];
                     const F64x8 t = mul_mod(y, chunk_twiddle(tw, chunk[g], l, i), m);
-                    y = sub(x, t);
-                    x = add(x, t);
+                    y = x - t;
+                    x = x + t;
                 }
             }
         }
     }
-    C17_UNROLL for (int g = 0; g < G; g++) transpose8x8(v[g]);
-    C17_UNROLL for (int q = 0; q < 4; q++) {
-        C17_UNROLL for (int g = 0; g < G; g++) {
+    TREL_UNROLL for (int g = 0; g < G; g++) transpose(v[g]);
+    TREL_UNROLL for (int q = 0; q < 4; q++) {
+        TREL_UNROLL for (int g = 0; g < G; g++) {
             const F64x8 t = mul_mod(v[g][q + 4], w[g], m);
-            v[g][q + 4] = sub(v[g][q], t);
-            v[g][q] = add(v[g][q], t);
+            v[g][q + 4] = v[g][q] - t;
+            v[g][q] = v[g][q] + t;
         }
     }
 }
 template <int G>
-C17_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
-                             const F64x8 (&w)[G], const Modulus& m) {
-    C17_UNROLL for (int q = 0; q < 4; q++) {
-        C17_UNROLL for (int g = 0; g < G; g++) {
-            const F64x8 d = sub(v[g][q], v[g][q + 4]);
-            v[g][q] = reduce(add(v[g][q], v[g][q + 4]), m);
+TREL_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+                              const F64x8 (&w)[G], const Modulus& m) {
+    TREL_UNROLL for (int q = 0; q < 4; q++) {
+        TREL_UNROLL for (int g = 0; g < G; g++) {
+            const F64x8 d = v[g][q] - v[g][q + 4];
+            v[g][q] = reduce(v[g][q] + v[g][q + 4], m);
             v[g][q + 4] = mul_mod(d, w[g], m);
         }
     }
-    C17_UNROLL for (int g = 0; g < G; g++) transpose8x8(v[g]);
-    C17_UNROLL for (int l = 2; l >= 0; l--) {
-        C17_UNROLL for (int i = 0; i < (1 << l); i++) {
+    TREL_UNROLL for (int g = 0; g < G; g++) transpose(v[g]);
+    TREL_UNROLL for (int l = 2; l >= 0; l--) {
+        TREL_UNROLL for (int i = 0; i < (1 << l); i++) {
             const int h = 4 >> l;
-            C17_UNROLL for (int q = 0; q < h; q++) {
-                C17_UNROLL for (int g = 0; g < G; g++) {
+            TREL_UNROLL for (int q = 0; q < h; q++) {
+                TREL_UNROLL for (int g = 0; g < G; g++) {
                     F64x8& x = v[g][2 * h * i + q];
                     F64x8& y = v[g][2 * h * i + q + h];
-                    const F64x8 d = sub(x, y);
-                    x = add(x, y);
+                    const F64x8 d = x - y;
+                    x = x + y;
                     y = mul_mod(d, chunk_twiddle(tw, chunk[g], l, i), m);
                 }
             }
         }
     }
-    C17_UNROLL for (int g = 0; g < G; g++) {
+    TREL_UNROLL for (int g = 0; g < G; g++) {
         v[g][0] = reduce(v[g][0], m);
         v[g][1] = reduce(v[g][1], m);
     }
@@ -387,38 +384,38 @@ C17_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32
 // x = x y modulo X^4 - u. The four products of a coefficient are summed before they are reduced: h is the sum
 // rounded to multiples of 2^50, which start makes of every partial sum, low the exact sum of the rests. The
 // quotient is rounded to a multiple of 4, because it may be beyond 2^51.
-C17_INLINE void leaf_product(F64x8* x, const F64x8* y, F64x8 u, const Modulus& m) {
-    const F64x8 start = broadcast(0x1.8p102), magic4 = broadcast(0x1.8p54);
+TREL_INLINE void leaf_product(F64x8* x, const F64x8* y, F64x8 u, const Modulus& m) {
+    const F64x8 start = broadcast(0x1.8p102), rounder4 = broadcast(4 * kRounder);
     F64x8 a[4], yu[4];
-    C17_UNROLL for (int i = 1; i < 4; i++) yu[i] = mul_mod(y[i], u, m);
-    C17_UNROLL for (int i = 0; i < 4; i++) a[i] = reduce(x[i], m);
+    TREL_UNROLL for (int i = 1; i < 4; i++) yu[i] = mul_mod(y[i], u, m);
+    TREL_UNROLL for (int i = 0; i < 4; i++) a[i] = reduce(x[i], m);
     // the four coefficients side by side
     F64x8 h[4], rest[4], q[4];
-    C17_UNROLL for (int i = 0; i < 4; i++) {
-        C17_UNROLL for (int k = 0; k < 4; k++) {
+    TREL_UNROLL for (int i = 0; i < 4; i++) {
+        TREL_UNROLL for (int k = 0; k < 4; k++) {
             const F64x8 factor = i <= k ? y[k - i] : yu[4 + k - i];
             const F64x8 last = i == 0 ? start : h[k];
             h[k] = fma(a[i], factor, last);
-            const F64x8 low = fma(a[i], factor, sub(last, h[k]));
-            rest[k] = i == 0 ? low : add(rest[k], low);
+            const F64x8 low = fma(a[i], factor, last - h[k]);
+            rest[k] = i == 0 ? low : rest[k] + low;
         }
     }
-    C17_UNROLL for (int k = 0; k < 4; k++) h[k] = sub(h[k], start);
-    C17_UNROLL for (int k = 0; k < 4; k++) q[k] = fma(add(h[k], rest[k]), m.inverse_p, magic4);
-    C17_UNROLL for (int k = 0; k < 4; k++) q[k] = sub(q[k], magic4);
-    C17_UNROLL for (int k = 0; k < 4; k++) x[k] = add(fnma(q[k], m.p, h[k]), rest[k]);
+    TREL_UNROLL for (int k = 0; k < 4; k++) h[k] = h[k] - start;
+    TREL_UNROLL for (int k = 0; k < 4; k++) q[k] = fma(h[k] + rest[k], m.inverse_p, rounder4);
+    TREL_UNROLL for (int k = 0; k < 4; k++) q[k] = q[k] - rounder4;
+    TREL_UNROLL for (int k = 0; k < 4; k++) x[k] = fnma(q[k], m.p, h[k]) + rest[k];
 }
 // Both leaves of eight nodes x^8 - v^2.
-C17_INLINE void chunk_product(F64x8 (&x)[8], const F64x8 (&y)[8], F64x8 v, const Modulus& m) {
+TREL_INLINE void chunk_product(F64x8 (&x)[8], const F64x8 (&y)[8], F64x8 v, const Modulus& m) {
     leaf_product(x, y, v, m);
-    leaf_product(x + 4, y + 4, neg(v), m);
+    leaf_product(x + 4, y + 4, -v, m);
 }
 
-C17_INLINE void load_chunk(F64x8 (&v)[8], const double* p) {
-    C17_UNROLL for (int i = 0; i < 8; i++) v[i] = load(p + 8 * i);
+TREL_INLINE void load_chunk(F64x8 (&v)[8], const double* p) {
+    TREL_UNROLL for (int i = 0; i < 8; i++) v[i] = load(p + 8 * i);
 }
-C17_INLINE void store_chunk(const F64x8 (&v)[8], double* p) {
-    C17_UNROLL for (int i = 0; i < 8; i++) store(p + 8 * i, v[i]);
+TREL_INLINE void store_chunk(const F64x8 (&v)[8], double* p) {
+    TREL_UNROLL for (int i = 0; i < 8; i++) store(p + 8 * i, v[i]);
 }
 
 using M = C17Middle;
@@ -431,14 +428,14 @@ constexpr bool inverts(M what) {
 
 // Two chunks of 64 points, number i and i + 1 of the eight that the twiddles are for.
 template <M WHAT>
-C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, const TailTwiddles& inverse,
-                          u32 i, double* out, const double* x, const double* y, const Modulus& m) {
+TREL_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, const TailTwiddles& inverse,
+                           u32 i, double* out, const double* x, const double* y, const Modulus& m) {
     const u32 pair[2] = {i, i + 1};
     F64x8 v[2][8];
     F64x8 w[2];
-    C17_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.forward, forward, i + g, m);
+    TREL_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.forward, forward, i + g, m);
     if constexpr (WHAT == M::product) {
-        C17_UNROLL for (u32 g = 0; g < 2; g++) {
+        TREL_UNROLL for (u32 g = 0; g < 2; g++) {
             F64x8 xy[2][8];
             const u32 same[2] = {i + g, i + g};
             const F64x8 shared[2] = {w[g], w[g]};
@@ -455,19 +452,19 @@ C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, 
         load_chunk(v[1], x + 64);
         if constexpr (transforms_x(WHAT)) tail_forward<2>(v, forward, pair, w, m);
         if constexpr (inverts(WHAT)) {
-            C17_UNROLL for (u32 g = 0; g < 2; g++) {
+            TREL_UNROLL for (u32 g = 0; g < 2; g++) {
                 F64x8 other[8];
                 if constexpr (WHAT == M::held_product || WHAT == M::inverse) {
                     load_chunk(other, y + 64 * g);
                 } else {
-                    C17_UNROLL for (int k = 0; k < 8; k++) other[k] = v[g][k];
+                    TREL_UNROLL for (int k = 0; k < 8; k++) other[k] = v[g][k];
                 }
                 chunk_product(v[g], other, w[g], m);
             }
         }
     }
     if constexpr (inverts(WHAT)) {
-        C17_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.inverse, inverse, i + g, m);
+        TREL_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.inverse, inverse, i + g, m);
         tail_inverse<2>(v, inverse, pair, w, m);
     }
     store_chunk(v[0], out);
@@ -477,8 +474,8 @@ C17_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, 
 // ---- the middle of a row
 
 // Two chunks that will be worked on later, on their way to the second cache.
-C17_INLINE void prefetch_pair(const double* p) {
-    C17_UNROLL for (u32 i = 0; i < 16; i++) {
+TREL_INLINE void prefetch_pair(const double* p) {
+    TREL_UNROLL for (u32 i = 0; i < 16; i++) {
         _mm_prefetch(reinterpret_cast<const char*>(p + 8 * i), _MM_HINT_T1);
     }
 }
@@ -531,15 +528,15 @@ struct Node {
 
 // f(offset, n) for the runs of columns [begin, end) that lie in one unit; powers of two.
 template <class F>
-C17_INLINE void for_runs(const C17Plan& plan, u64 begin, u64 end, F f) {
+TREL_INLINE void for_runs(const C17Plan& plan, u64 begin, u64 end, F f) {
     const u64 unit = u64(1) << plan.log_unit, run = end - begin < unit ? end - begin : unit;
     for (u64 j = begin; j < end; j += run) f(plan.offset(j), run);
 }
 
 // The pass of a node forward, on columns [begin, end).
 template <M WHAT>
-C17_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64 end, const double* x,
-                             const double* y) {
+TREL_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64 end, const double* x,
+                              const double* y) {
     const C17Plan& plan = *call.plan;
     const u32 log_radix = node.log_radix(plan);
     const u64 stride = plan.offset(node.columns(plan));
@@ -556,7 +553,7 @@ C17_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64 
     if constexpr (WHAT == M::product) pass(y);
 }
 // The pass of a node back, on columns [begin, end).
-C17_INLINE void inverse_step(const Call& call, const Node& node, u64 begin, u64 end, double* out) {
+TREL_INLINE void inverse_step(const Call& call, const Node& node, u64 begin, u64 end, double* out) {
     const C17Plan& plan = *call.plan;
     const u32 log_radix = node.log_radix(plan);
     const u64 stride = plan.offset(node.columns(plan));
@@ -573,8 +570,8 @@ void whole(const Call& call, const Node& node, double* out, const double* x, con
 
 // Child i of a node that is not the last above the tails.
 template <M WHAT>
-C17_INLINE void subtree(const Call& call, const Node& node, u64 i, double* out, const double* x,
-                        const double* y) {
+TREL_INLINE void subtree(const Call& call, const Node& node, u64 i, double* out, const double* x,
+                         const double* y) {
     const u32 log_radix = node.log_radix(*call.plan);
     const u64 at = i * call.plan->offset(node.columns(*call.plan));
     Bases child;

@@ -9,22 +9,21 @@ namespace trel::TREL_ISA {
 namespace {
 
 struct Modulus {
-    F64x8 p, inverse_p, magic;
+    F64x8 p, inverse_p, rounder;
 };
-TREL_VEC Modulus modulus(const C17Prime& prime) {
-    return {broadcast(prime.tables->p), broadcast(prime.tables->inverse_p),
-            broadcast(6755399441055744.0)};  // 1.5 2^52: adding and subtracting it rounds to an integer
+TREL_INLINE Modulus modulus(const C17Prime& prime) {
+    return {broadcast(prime.tables->p), broadcast(prime.tables->inverse_p), broadcast(kRounder)};
 }
 
 // x w modulo p: q is x w / p rounded, x w = h + l exactly, h - q p is an integer small enough to be exact.
-TREL_VEC F64x8 mul_mod(F64x8 x, F64x8 w, const Modulus& m) {
-    const F64x8 h = mul(x, w);
+TREL_INLINE F64x8 mul_mod(F64x8 x, F64x8 w, const Modulus& m) {
+    const F64x8 h = x * w;
     const F64x8 l = fms(x, w, h);
-    const F64x8 q = sub(fma(h, m.inverse_p, m.magic), m.magic);
-    return add(fnma(q, m.p, h), l);
+    const F64x8 q = fma(h, m.inverse_p, m.rounder) - m.rounder;
+    return fnma(q, m.p, h) + l;
 }
-TREL_VEC F64x8 reduce(F64x8 x, const Modulus& m) {
-    const F64x8 q = sub(fma(x, m.inverse_p, m.magic), m.magic);
+TREL_INLINE F64x8 reduce(F64x8 x, const Modulus& m) {
+    const F64x8 q = fma(x, m.inverse_p, m.rounder) - m.rounder;
     return fnma(q, m.p, x);
 }
 

@@ -7,7 +7,7 @@
 // butterfly is p = u + s v, q = 2 u - p: six fused operations for a complex pair.
 #include "arith/fft/fft_kernels.h"
 
-#include "arith/fft/fft_vectors.h"
+#include "base/simd/vec_register.h"
 
 namespace trel::TREL_ISA {
 namespace {
@@ -15,68 +15,67 @@ namespace {
 constexpr u64 kBlock = 2 * L;  // doubles of a block
 
 struct Complex {
-    V re, im;
+    F64xL re, im;
 };
 
-FFT_INLINE Complex load(const double* p) {
-    return {ld(p), ld(p + L)};
+TREL_INLINE Complex load_block(const double* p) {
+    return {load(p), load(p + L)};
 }
-FFT_INLINE void store(double* p, Complex x) {
-    st(p, x.re);
-    st(p + L, x.im);
+TREL_INLINE void store(double* p, Complex x) {
+    store(p, x.re);
+    store(p + L, x.im);
 }
-FFT_INLINE Complex add(Complex a, Complex b) {
-    return {add(a.re, b.re), add(a.im, b.im)};
+TREL_INLINE Complex operator+(Complex a, Complex b) {
+    return {a.re + b.re, a.im + b.im};
 }
-FFT_INLINE Complex sub(Complex a, Complex b) {
-    return {sub(a.re, b.re), sub(a.im, b.im)};
+TREL_INLINE Complex operator-(Complex a, Complex b) {
+    return {a.re - b.re, a.im - b.im};
 }
 
 // ---- butterflies
-// ---------------------------------------------------------------------------------------------------
 
 // (u, v) -> (u + s v, u - s v)
-FFT_INLINE void split(Complex& u, Complex& v, Complex s, V two) {
-    const V re = fnma(s.im, v.im, fma(s.re, v.re, u.re));
-    const V im = fma(s.im, v.re, fma(s.re, v.im, u.im));
+TREL_INLINE void split(Complex& u, Complex& v, Complex s, F64xL two) {
+    const F64xL re = fnma(s.im, v.im, fma(s.re, v.re, u.re));
+    const F64xL im = fma(s.im, v.re, fma(s.re, v.im, u.im));
     v = {fms(two, u.re, re), fms(two, u.im, im)};
     u = {re, im};
 }
 // the same with i s
-FFT_INLINE void split_i(Complex& u, Complex& v, Complex s, V two) {
-    const V re = fnma(s.im, v.re, fnma(s.re, v.im, u.re));
-    const V im = fnma(s.im, v.im, fma(s.re, v.re, u.im));
+TREL_INLINE void split_i(Complex& u, Complex& v, Complex s, F64xL two) {
+    const F64xL re = fnma(s.im, v.re, fnma(s.re, v.im, u.re));
+    const F64xL im = fnma(s.im, v.im, fma(s.re, v.re, u.im));
     v = {fms(two, u.re, re), fms(two, u.im, im)};
     u = {re, im};
 }
 // split of real u, v
-FFT_INLINE void split_real(Complex& u, Complex& v, Complex s, V two, V zero) {
-    const V re = fma(s.re, v.re, u.re);
-    const V im = mul(s.im, v.re);
-    v = {fms(two, u.re, re), sub(zero, im)};
+TREL_INLINE void split_real(Complex& u, Complex& v, Complex s, F64xL two, F64xL zero) {
+    const F64xL re = fma(s.re, v.re, u.re);
+    const F64xL im = s.im * v.re;
+    v = {fms(two, u.re, re), zero - im};
     u = {re, im};
 }
 // (u, v) -> (u + v, conj(s) (u - v))
-FFT_INLINE void join(Complex& u, Complex& v, Complex s) {
-    const Complex d = sub(u, v);
-    u = add(u, v);
-    v = {fma(s.im, d.im, mul(s.re, d.re)), fms(s.re, d.im, mul(s.im, d.re))};
+TREL_INLINE void join(Complex& u, Complex& v, Complex s) {
+    const Complex d = u - v;
+    u = u + v;
+    v = {fma(s.im, d.im, s.re * d.re), fms(s.re, d.im, s.im * d.re)};
 }
 // the same with i s
-FFT_INLINE void join_i(Complex& u, Complex& v, Complex s) {
-    const Complex d = sub(u, v);
-    u = add(u, v);
-    v = {fms(s.re, d.im, mul(s.im, d.re)), fnms(s.re, d.re, mul(s.im, d.im))};
+TREL_INLINE void join_i(Complex& u, Complex& v, Complex s) {
+    const Complex d = u - v;
+    u = u + v;
+    v = {fms(s.re, d.im, s.im * d.re), fnms(s.re, d.re, s.im * d.im)};
 }
 
-FFT_INLINE Complex twiddle(const FftQuad* q, int i) {
-    return {bc(q->re[i]), bc(q->im[i])};
+TREL_INLINE Complex twiddle(const FftQuad* q, int i) {
+    return {broadcast(q->re[i]), broadcast(q->im[i])};
 }
 
 template <int R, bool real>
-FFT_INLINE void forward_radix(Complex x[R], const FftQuad* q) {
-    const V two = bc(2.0);
-    const V zero = bc(0.0);
+TREL_INLINE void forward_radix(Complex x[R], const FftQuad* q) {
+    const F64xL two = broadcast(2.0);
+    const F64xL zero = broadcast(0.0);
     const Complex s1 = twiddle(q, 0);
     for (int i = 0; i < R / 2; i++) {
         if (real) {
@@ -98,7 +97,7 @@ FFT_INLINE void forward_radix(Complex x[R], const FftQuad* q) {
 }
 
 template <int R>
-FFT_INLINE void inverse_radix(Complex x[R], const FftQuad* q) {
+TREL_INLINE void inverse_radix(Complex x[R], const FftQuad* q) {
     if constexpr (R == 8) {
         const Complex s3 = twiddle(q, 2), s4 = twiddle(q, 3);
         join(x[0], x[1], s3);
@@ -127,67 +126,67 @@ constexpr double kTwist5[4][2] = {{0.95105651629515357212, 0.3090169943749474241
 
 // out_q = sum x_k w^(qk); sign -1 takes the conjugate of w
 template <int a, int sign>
-FFT_INLINE void odd_dft(Complex x[a]) {
+TREL_INLINE void odd_dft(Complex x[a]) {
     if constexpr (a == 3) {
-        const V half = bc(0.5), h = bc(sign * kSin3);
-        const Complex t = add(x[1], x[2]), d = sub(x[1], x[2]);
+        const F64xL half = broadcast(0.5), h = broadcast(sign * kSin3);
+        const Complex t = x[1] + x[2], d = x[1] - x[2];
         const Complex m = {fnma(half, t.re, x[0].re), fnma(half, t.im, x[0].im)};
-        x[0] = add(x[0], t);
+        x[0] = x[0] + t;
         x[1] = {fnma(h, d.im, m.re), fma(h, d.re, m.im)};
         x[2] = {fma(h, d.im, m.re), fnma(h, d.re, m.im)};
     } else {
-        const V c1 = bc(kCos5_1), c2 = bc(kCos5_2), h1 = bc(sign * kSin5_1), h2 = bc(sign * kSin5_2);
-        const Complex t1 = add(x[1], x[4]), t2 = add(x[2], x[3]);
-        const Complex d1 = sub(x[1], x[4]), d2 = sub(x[2], x[3]);
+        const F64xL c1 = broadcast(kCos5_1), c2 = broadcast(kCos5_2), h1 = broadcast(sign * kSin5_1),
+                    h2 = broadcast(sign * kSin5_2);
+        const Complex t1 = x[1] + x[4], t2 = x[2] + x[3];
+        const Complex d1 = x[1] - x[4], d2 = x[2] - x[3];
         const Complex m1 = {fma(c2, t2.re, fma(c1, t1.re, x[0].re)), fma(c2, t2.im, fma(c1, t1.im, x[0].im))};
         const Complex m2 = {fma(c1, t2.re, fma(c2, t1.re, x[0].re)), fma(c1, t2.im, fma(c2, t1.im, x[0].im))};
-        const Complex n1 = {fma(h2, d2.re, mul(h1, d1.re)), fma(h2, d2.im, mul(h1, d1.im))};
-        const Complex n2 = {fms(h2, d1.re, mul(h1, d2.re)), fms(h2, d1.im, mul(h1, d2.im))};
-        x[0] = add(x[0], add(t1, t2));
-        x[1] = {sub(m1.re, n1.im), add(m1.im, n1.re)};
-        x[4] = {add(m1.re, n1.im), sub(m1.im, n1.re)};
-        x[2] = {sub(m2.re, n2.im), add(m2.im, n2.re)};
-        x[3] = {add(m2.re, n2.im), sub(m2.im, n2.re)};
+        const Complex n1 = {fma(h2, d2.re, h1 * d1.re), fma(h2, d2.im, h1 * d1.im)};
+        const Complex n2 = {fms(h2, d1.re, h1 * d2.re), fms(h2, d1.im, h1 * d2.im)};
+        x[0] = x[0] + (t1 + t2);
+        x[1] = {m1.re - n1.im, m1.im + n1.re};
+        x[4] = {m1.re + n1.im, m1.im - n1.re};
+        x[2] = {m2.re - n2.im, m2.im + n2.re};
+        x[3] = {m2.re + n2.im, m2.im - n2.re};
     }
 }
 
 template <int a, bool real>
-FFT_INLINE void forward_odd(Complex x[a]) {
+TREL_INLINE void forward_odd(Complex x[a]) {
     for (int k = 1; k < a; k++) {
         const double* t = a == 3 ? kTwist3[k - 1] : kTwist5[k - 1];
-        const V re = bc(t[0]), im = bc(t[1]);
+        const F64xL re = broadcast(t[0]), im = broadcast(t[1]);
         if (real) {
-            x[k] = {mul(re, x[k].re), mul(im, x[k].re)};
+            x[k] = {re * x[k].re, im * x[k].re};
         } else {
-            x[k] = {fms(re, x[k].re, mul(im, x[k].im)), fma(re, x[k].im, mul(im, x[k].re))};
+            x[k] = {fms(re, x[k].re, im * x[k].im), fma(re, x[k].im, im * x[k].re)};
         }
     }
     odd_dft<a, 1>(x);
 }
 
 template <int a>
-FFT_INLINE void inverse_odd(Complex x[a]) {
+TREL_INLINE void inverse_odd(Complex x[a]) {
     odd_dft<a, -1>(x);
     for (int k = 1; k < a; k++) {
         const double* t = a == 3 ? kTwist3[k - 1] : kTwist5[k - 1];
-        const V re = bc(t[0]), im = bc(t[1]);
-        x[k] = {fma(im, x[k].im, mul(re, x[k].re)), fms(re, x[k].im, mul(im, x[k].re))};
+        const F64xL re = broadcast(t[0]), im = broadcast(t[1]);
+        x[k] = {fma(im, x[k].im, re * x[k].re), fms(re, x[k].im, im * x[k].re)};
     }
 }
 
 // ---- passes
-// --------------------------------------------------------------------------------------------------------
 
 // One radix over n columns; the R inputs (outputs) of a column lie in_stride (out_stride) doubles apart. R =
 // 3 and 5 need no quad. in == out with equal strides is in place.
 template <int R, bool real, bool past_caches = false>
-FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
-                             const FftQuad* q) {
+TREL_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
+                              const FftQuad* q) {
     for (u64 c = 0; c < n; c++) {
         Complex x[R];
         for (int i = 0; i < R; i++) {
             const double* p = in + c * kBlock + i * in_stride;
-            x[i] = {ld(p), real ? bc(0.0) : ld(p + L)};
+            x[i] = {load(p), real ? broadcast(0.0) : load(p + L)};
         }
         if constexpr (R == 3 || R == 5) {
             forward_odd<R, real>(x);
@@ -197,8 +196,8 @@ FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 o
         for (int i = 0; i < R; i++) {
             double* p = out + c * kBlock + i * out_stride;
             if (past_caches) {
-                st_past(p, x[i].re);
-                st_past(p + L, x[i].im);
+                stream(p, x[i].re);
+                stream(p + L, x[i].im);
             } else {
                 store(p, x[i]);
             }
@@ -207,29 +206,25 @@ FFT_INLINE void forward_pass(const double* in, u64 in_stride, double* out, u64 o
 }
 
 template <int R>
-FFT_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
-                             const FftQuad* q) {
+TREL_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 out_stride, u64 n,
+                              const FftQuad* q) {
     for (u64 c = 0; c < n; c++) {
         Complex x[R];
-        for (int i = 0; i < R; i++) x[i] = load(in + c * kBlock + i * in_stride);
+        for (int i = 0; i < R; i++) x[i] = load_block(in + c * kBlock + i * in_stride);
         inverse_radix<R>(x, q);
         for (int i = 0; i < R; i++) store(out + c * kBlock + i * out_stride, x[i]);
     }
 }
 
-// 1.5 * 2^52: adding it rounds to an integer, which then stands in the low bits.
-constexpr double kMagic = 6755399441055744.0;
-constexpr u64 kMagicBits = 0x4338000000000000;
-
 // The last inverse radix in place, with scaling and rounding. With worst the distances from integers are
 // taken.
 template <int R, bool check>
-FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, double scale, double* worst) {
-    const V factor = bc(scale), magic = bc(kMagic);
-    V distance = bc(0.0);
+TREL_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, double scale, double* worst) {
+    const F64xL factor = broadcast(scale), rounder = broadcast(kRounder);
+    F64xL distance = broadcast(0.0);
     for (u64 c = 0; c < n; c++) {
         Complex x[R];
-        for (int i = 0; i < R; i++) x[i] = load(data + c * kBlock + i * stride);
+        for (int i = 0; i < R; i++) x[i] = load_block(data + c * kBlock + i * stride);
         if constexpr (R == 3 || R == 5) {
             inverse_odd<R>(x);
         } else if constexpr (R != 1) {
@@ -237,16 +232,17 @@ FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, dou
         }
         for (int i = 0; i < R; i++) {
             if (check) {
-                const V re = mul(x[i].re, factor), im = mul(x[i].im, factor);
-                distance = larger_distance(distance, sub(re, nearest(re)));
-                distance = larger_distance(distance, sub(im, nearest(im)));
+                const F64xL re = x[i].re * factor, im = x[i].im * factor;
+                distance = max(distance, abs(re - round(re)));
+                distance = max(distance, abs(im - round(im)));
             }
-            store(data + c * kBlock + i * stride, {fma(x[i].re, factor, magic), fma(x[i].im, factor, magic)});
+            store(data + c * kBlock + i * stride,
+                  {fma(x[i].re, factor, rounder), fma(x[i].im, factor, rounder)});
         }
     }
     if (check) {
         alignas(64) double d[L];
-        st(d, distance);
+        store(d, distance);
         for (u32 i = 0; i < L; i++) {
             if (d[i] > *worst) *worst = d[i];
         }
@@ -254,7 +250,7 @@ FFT_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, dou
 }
 
 // The quad of a node: where it lies, or its product from two tables in `space`.
-FFT_INLINE const FftQuad* quad_of(const FftPlan& plan, u64 root, u64 depth, u64 index, FftQuad* space) {
+TREL_INLINE const FftQuad* quad_of(const FftPlan& plan, u64 root, u64 depth, u64 index, FftQuad* space) {
     const FftTwiddles& t = plan.twiddles;
     if (__builtin_expect(depth < FftTwiddles::kLogLow, 1)) {
         return t.direct + root * FftTwiddles::kDirect + (u64(1) << depth) + index;
@@ -277,7 +273,7 @@ constexpr u32 kMaxLogRadix = 2;  // sixteen registers hold a radix of four
 
 // The radix of the next level from the top when log_n levels are left: eights as long as fours can do the
 // rest.
-FFT_INLINE u32 next_log_radix(u32 log_n) {
+TREL_INLINE u32 next_log_radix(u32 log_n) {
     if (kMaxLogRadix == 2) return log_n % 2 ? 3 : 2;
     return log_n == 2 || log_n == 4 ? 2 : 3;
 }
@@ -306,21 +302,21 @@ void forward_node(const FftPlan& plan, double* data, u64 root, u32 depth, u64 in
 }
 
 // ---- leaves
-// --------------------------------------------------------------------------------------------------------
 
 // c y for c = s, -s, i s, -i s (kind 0 .. 3)
 template <int kind>
-FFT_INLINE Complex turned(Complex y, Complex s) {
-    if constexpr (kind == 0) return {fms(s.re, y.re, mul(s.im, y.im)), fma(s.re, y.im, mul(s.im, y.re))};
-    if constexpr (kind == 1) return {fms(s.im, y.im, mul(s.re, y.re)), fnms(s.re, y.im, mul(s.im, y.re))};
-    if constexpr (kind == 2) return {fnms(s.re, y.im, mul(s.im, y.re)), fms(s.re, y.re, mul(s.im, y.im))};
-    return {fma(s.re, y.im, mul(s.im, y.re)), fms(s.im, y.im, mul(s.re, y.re))};
+TREL_INLINE Complex turned(Complex y, Complex s) {
+    if constexpr (kind == 0) return {fms(s.re, y.re, s.im * y.im), fma(s.re, y.im, s.im * y.re)};
+    if constexpr (kind == 1) return {fms(s.im, y.im, s.re * y.re), fnms(s.re, y.im, s.im * y.re)};
+    if constexpr (kind == 2) return {fnms(s.re, y.im, s.im * y.re), fms(s.re, y.re, s.im * y.im)};
+    return {fma(s.re, y.im, s.im * y.re), fms(s.im, y.im, s.re * y.re)};
 }
 
 template <u32 k>
-FFT_INLINE void leaf_row(const double* x, Complex low, Complex y, V& rr, V& ii, V& ri, V& ir) {
-    const Complex row = {before<k>(low.re, y.re), before<k>(low.im, y.im)};
-    const V re = bc(x[k]), im = bc(x[L + k]);
+TREL_INLINE void leaf_row(const double* x, Complex low, Complex y, F64xL& rr, F64xL& ii, F64xL& ri,
+                          F64xL& ir) {
+    const Complex row = {move_up<k>(y.re, low.re), move_up<k>(y.im, low.im)};
+    const F64xL re = broadcast(x[k]), im = broadcast(x[L + k]);
     rr = fma(re, row.re, rr);
     ii = fma(im, row.im, ii);
     ri = fma(re, row.im, ri);
@@ -330,11 +326,11 @@ FFT_INLINE void leaf_row(const double* x, Complex low, Complex y, V& rr, V& ii, 
 // out = x y modulo t^L - c: the sum over k of x_k (y t^k), whose lanes are y's, shifted, with c y coming in
 // below.
 template <int kind>
-FFT_INLINE void leaf(double* out, const double* x, const double* y_block, Complex s) {
-    const Complex y = load(y_block);
+TREL_INLINE void leaf(double* out, const double* x, const double* y_block, Complex s) {
+    const Complex y = load_block(y_block);
     const Complex low = turned<kind>(y, s);
-    const V re = bc(x[0]), im = bc(x[L]);
-    V rr = mul(re, y.re), ii = mul(im, y.im), ri = mul(re, y.im), ir = mul(im, y.re);
+    const F64xL re = broadcast(x[0]), im = broadcast(x[L]);
+    F64xL rr = re * y.re, ii = im * y.im, ri = re * y.im, ir = im * y.re;
     leaf_row<1>(x, low, y, rr, ii, ri, ir);
     leaf_row<2>(x, low, y, rr, ii, ri, ir);
     leaf_row<3>(x, low, y, rr, ii, ri, ir);
@@ -344,10 +340,10 @@ FFT_INLINE void leaf(double* out, const double* x, const double* y_block, Comple
     leaf_row<6>(x, low, y, rr, ii, ri, ir);
     leaf_row<7>(x, low, y, rr, ii, ri, ir);
 #endif
-    store(out, {sub(rr, ii), add(ri, ir)});
+    store(out, {rr - ii, ri + ir});
 }
 
-FFT_INLINE void four_leaves(double* out, const double* x, const double* y, const FftQuad* q, int i) {
+TREL_INLINE void four_leaves(double* out, const double* x, const double* y, const FftQuad* q, int i) {
     const Complex s = twiddle(q, i);
     leaf<0>(out, x, y, s);
     leaf<1>(out + kBlock, x + kBlock, y + kBlock, s);
@@ -357,7 +353,7 @@ FFT_INLINE void four_leaves(double* out, const double* x, const double* y, const
 
 // The leaves below a node of R blocks.
 template <int R>
-FFT_INLINE void leaves(double* out, const double* x, const double* y, const FftQuad* q) {
+TREL_INLINE void leaves(double* out, const double* x, const double* y, const FftQuad* q) {
     if constexpr (R == 4) {
         four_leaves(out, x, y, q, 1);
     } else {
@@ -394,7 +390,6 @@ void inverse_node(const FftPlan& plan, double* work, const double* x, const doub
 }
 
 // ---- cutting an operand into points
-// ---------------------------------------------------------------------------------
 
 // Points are balanced: field i of b bits is read as a signed number, and the carry that this leaves to field
 // i + 1 is simply the top bit of field i. So a point is made of the b + 1 bits from bit i b - 1 on, with
@@ -410,7 +405,7 @@ struct Cutter {
     u32 half_offset;  // byte in which point 4 begins
 };
 
-FFT_INLINE void set_cutter(Cutter& cut, u32 b) {
+TREL_INLINE void set_cutter(Cutter& cut, u32 b) {
     cut.b = b;
     cut.half_offset = 4 * b / 8;
     for (u32 h = 0; h < 2; h++) {
@@ -426,7 +421,7 @@ FFT_INLINE void set_cutter(Cutter& cut, u32 b) {
 constexpr u64 kCutReach = 32;
 
 // L points as doubles; p: the byte before their group of eight.
-FFT_INLINE V cut_points(const Cutter& cut, const u8* p, u32 half) {
+TREL_INLINE F64xL cut_points(const Cutter& cut, const u8* p, u32 half) {
     const int right = static_cast<int>(31 - cut.b);
 #if TREL_ISA_avx512
     (void)half;
@@ -477,13 +472,13 @@ void cut_edge(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 
     for (u64 c = 0; c < n; c += kBlocksPerGroup, offset += cut.b) {
         double* group = out + c * kBlock;
         if (offset >= o.bytes) {
-            for (u64 h = 0; h < kBlocksPerGroup; h++) st(group + h * kBlock, bc(0.0));
+            for (u64 h = 0; h < kBlocksPerGroup; h++) store(group + h * kBlock, broadcast(0.0));
             continue;
         }
         const u64 rest = o.bytes - offset;
         const u8* p = offset == 0 ? o.head : rest < kCutReach ? o.tail + 64 - rest - 1 : o.data + offset - 1;
         for (u64 h = 0; h < kBlocksPerGroup; h++) {
-            st(group + h * kBlock, cut_points(cut, p, static_cast<u32>(h)));
+            store(group + h * kBlock, cut_points(cut, p, static_cast<u32>(h)));
         }
         // a last field that is full and has its top bit set: unsigned, and without a carry
         if (rest <= cut.b && o.tail[63] >= 0x80) {
@@ -499,13 +494,13 @@ void cut_edge(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 
 
 // n blocks (one part, re or im) of points, from the group of eight that starts at byte `offset` of the
 // operand.
-FFT_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 n) {
+TREL_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64 offset, u64 n) {
     if (offset >= o.bytes) {
-        for (u64 c = 0; c < n; c++) st(out + c * kBlock, bc(0.0));
+        for (u64 c = 0; c < n; c++) store(out + c * kBlock, broadcast(0.0));
     } else if (offset != 0 && offset + n * cut.b + kCutReach <= o.bytes) {
         const u8* p = o.data + offset - 1;
         for (u64 c = 0; c < n; c++) {
-            st(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
+            store(out + c * kBlock, cut_points(cut, p, c % kBlocksPerGroup));
             if ((c + 1) % kBlocksPerGroup == 0) p += cut.b;
         }
     } else {
@@ -514,7 +509,6 @@ FFT_INLINE void cut_stream(const Cutter& cut, double* out, const Operand& o, u64
 }
 
 // ---- the top sweep
-// --------------------------------------------------------------------------------------------------
 
 constexpr u32 kMaxStep = 16;  // 128 KB of stack for 64 streams
 
@@ -522,7 +516,7 @@ constexpr u32 kMaxStep = 16;  // 128 KB of stack for 64 streams
 constexpr u64 kPastCaches = u64(1) << 22;
 
 template <bool real>
-FFT_INLINE void first_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q) {
+TREL_INLINE void first_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q) {
     const u64 stride = n * kBlock;
     switch (plan.r0) {
         case 1:
@@ -623,7 +617,6 @@ void inverse_streams(const FftPlan& plan, double* work, const double* x, const d
 }
 
 // ---- joining coefficients into words
-// ---------------------------------------------------------------------------------
 
 struct JoinJob {
     const FftPlan* plan;
@@ -637,15 +630,14 @@ struct JoinJob {
 // Eight point vectors (lanes are streams) -> b bytes a lane: words 0 and, for b > 16, 1 of them, and the last
 // 8 bytes.
 template <u32 b>
-FFT_INLINE void join_points(const V x[8], VI& carry, VI out[3]) {
-    const VI bias = bci(kMagicBits >> b), mask = bci((u64(1) << b) - 1);
-    VI w[3] = {bci(0), bci(0), bci(0)};
-#pragma GCC unroll 8
-    for (u32 i = 0; i < 8; i++) {
-        // the magic number's bits and the bias of the carry keep the sum positive: logical shifts do
-        const VI t = bits_of(x[i]) - bias + carry;
+TREL_INLINE void join_points(const F64xL x[8], U64xL& carry, U64xL out[3]) {
+    const U64xL bias = broadcast(kRounderBits >> b), mask = broadcast((u64(1) << b) - 1);
+    U64xL w[3] = {broadcast(u64(0)), broadcast(u64(0)), broadcast(u64(0))};
+    TREL_UNROLL for (u32 i = 0; i < 8; i++) {
+        // the rounder's bits and the bias of the carry keep the sum positive: logical shifts do
+        const U64xL t = bits_of(x[i]) - bias + carry;
         carry = t >> b;
-        const VI digit = t & mask;
+        const U64xL digit = t & mask;
         const u32 word = i * b / 64, bit = i * b % 64;
         w[word] = bit == 0 ? digit : w[word] | digit << bit;
         if (bit + b > 64) w[word + 1] = digit >> (64 - bit);
@@ -659,7 +651,7 @@ FFT_INLINE void join_points(const V x[8], VI& carry, VI out[3]) {
 
 // Exactly b bytes from the words of one lane.
 template <u32 b>
-FFT_INLINE void store_points(u8* to, const u64* words) {
+TREL_INLINE void store_points(u8* to, const u64* words) {
     __builtin_memcpy(to, words, 8);
     if (b > 16) __builtin_memcpy(to + 8, words + L, 8);
     __builtin_memcpy(to + b - 8, words + (b <= 16 ? L : 2 * L), 8);
@@ -690,22 +682,22 @@ void join_block(const JoinJob& job) {
     const u64 S = plan.streams(), step = plan.step;
     const u64 lane_bytes = plan.columns() * b / kBlocksPerGroup;
     for (u64 g = 0; g < 2 * S; g += L) {
-        VI carry = ldi(job.carry + g);
+        U64xL carry = load(job.carry + g);
         const double* in[L];
         for (u32 l = 0; l < L; l++) {
             const u64 part = g + l >= S;
             in[l] = job.streams + (g + l - part * S) * step * kBlock + part * L;
         }
         for (u64 c = 0; c < step; c += kBlocksPerGroup) {
-            V x[8];
+            F64xL x[8];
             for (u64 h = 0; h < kBlocksPerGroup; h++) {
-                for (u32 l = 0; l < L; l++) x[h * L + l] = ld(in[l] + (c + h) * kBlock);
+                for (u32 l = 0; l < L; l++) x[h * L + l] = load(in[l] + (c + h) * kBlock);
                 transpose(x + h * L);
             }
-            VI w[3];
+            U64xL w[3];
             join_points<b>(x, carry, w);
             alignas(64) u64 words[kWords * L];
-            for (u32 i = 0; i < kWords; i++) sti(words + i * L, w[i]);
+            for (u32 i = 0; i < kWords; i++) store(words + i * L, w[i]);
             const u64 column = job.column + c;
             const u64 position = g * lane_bytes + column / kBlocksPerGroup * b;
             if (__builtin_expect(position >= window.lo && position + (L - 1) * lane_bytes + b <= window.hi,
@@ -716,7 +708,7 @@ void join_block(const JoinJob& job) {
                 for (u32 l = 0; l < L; l++) store_clipped<b>(job, g + l, column, words + l);
             }
         }
-        sti(job.carry + g, carry);
+        store(job.carry + g, carry);
     }
 }
 
@@ -728,7 +720,7 @@ constexpr JoinBlock kJoinBlock[22] = {
     join_block<18>, join_block<19>, join_block<20>, join_block<21>};
 
 template <bool check>
-FFT_INLINE void last_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q, double* worst) {
+TREL_INLINE void last_radix(const FftPlan& plan, double* s, u64 n, const FftQuad* q, double* worst) {
     const u64 stride = n * kBlock;
     switch (plan.r0) {
         case 1:
@@ -750,7 +742,7 @@ void inverse_top(const FftPlan& plan, const FftWindow& window, double* work, u64
     alignas(64) u64 carry[2 * FftPlan::kMaxStreams];
     const u64 S = plan.streams(), columns = plan.columns(), step = plan.step;
     const u64 r1 = u64(1) << plan.log_r1;
-    const u64 bias = kMagicBits >> plan.b;
+    const u64 bias = kRounderBits >> plan.b;
     for (u64 s = 0; s < 2 * S; s++) carry[s] = bias;
     const JoinBlock join_these = kJoinBlock[plan.b];
     JoinJob job{&plan, &window, work, streams, c0, carry};

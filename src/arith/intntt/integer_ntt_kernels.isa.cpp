@@ -3,15 +3,15 @@
 // of their high halves costs more than it saves).
 #include "arith/intntt/integer_ntt_kernels.h"
 
+#include "base/simd/kernel.h"
+
 namespace trel::TREL_ISA {
 namespace {
-
-#define TREL_NTT_INLINE inline __attribute__((always_inline))
 
 constexpr u64 kBlock = kIntegerNttBlock;
 
 template <class W>
-TREL_NTT_INLINE W high_product(W x, W y) {
+TREL_INLINE W high_product(W x, W y) {
     using Wide = typename IntegerNttTypes<W>::Wide;
     return static_cast<W>((Wide(x) * y) >> (8 * sizeof(W)));
 }
@@ -22,33 +22,33 @@ struct Factor {
     W w, w_inverse;
 };
 template <class W>
-TREL_NTT_INLINE Factor<W> factor(const IntegerNttPrime<W>& prime, W w) {
+TREL_INLINE Factor<W> factor(const IntegerNttPrime<W>& prime, W w) {
     return {w, static_cast<W>(w * prime.inverse)};
 }
 
 // x w / R for any word x, in (0, 2 p): the low halves of x w and of m p are equal.
 template <class W>
-TREL_NTT_INLINE W multiply(W x, Factor<W> f, W p) {
+TREL_INLINE W multiply(W x, Factor<W> f, W p) {
     const W m = x * f.w_inverse;
     return static_cast<W>(high_product(x, f.w) - high_product(m, p) + p);
 }
 
 // [0, 2 p) -> [0, p)
 template <class W>
-TREL_NTT_INLINE W cut(W x, W p) {
+TREL_INLINE W cut(W x, W p) {
     const W y = x - p;
     return x < y ? x : y;
 }
 
 template <class W>
-TREL_NTT_INLINE void forward_butterfly(W& x, W& y, Factor<W> f, W p) {
+TREL_INLINE void forward_butterfly(W& x, W& y, Factor<W> f, W p) {
     const W u = cut(x, p), v = cut(multiply(y, f, p), p);
     x = u + v;
     y = u - v + p;
 }
 
 template <class W>
-TREL_NTT_INLINE void inverse_butterfly(W& x, W& y, Factor<W> f, W p) {
+TREL_INLINE void inverse_butterfly(W& x, W& y, Factor<W> f, W p) {
     const W u = cut(x, p), v = cut(y, p);
     x = u + v;
     y = multiply(static_cast<W>(u - v + p), f, p);
@@ -130,7 +130,7 @@ void inverse4(const IntegerNttPrime<W>& prime, W* x, u64 quarter, u64 node, u64 
 }
 
 template <class W>
-TREL_NTT_INLINE void transpose(W* to, const W* from) {
+TREL_INLINE void transpose(W* to, const W* from) {
     for (u32 i = 0; i < 16; i++) {
         for (u32 k = 0; k < 16; k++) to[16 * i + k] = from[16 * k + i];
     }
@@ -141,7 +141,7 @@ template <class W>
 struct LaneFactors {
     W w[16], w_inverse[16];
 
-    TREL_NTT_INLINE LaneFactors(const IntegerNttPrime<W>& prime, const W* lanes, Factor<W> base) {
+    TREL_INLINE LaneFactors(const IntegerNttPrime<W>& prime, const W* lanes, Factor<W> base) {
         for (u32 k = 0; k < 16; k++) {
             w[k] = cut(multiply(lanes[k], base, prime.p), prime.p);
             w_inverse[k] = w[k] * prime.inverse;
@@ -151,7 +151,7 @@ struct LaneFactors {
 
 // One of the last four levels in transposed form: lane k is the node's part k, row i its point i.
 template <class W, u32 Level>
-TREL_NTT_INLINE void forward_lanes(const IntegerNttPrime<W>& prime, W* t, u64 node) {
+TREL_INLINE void forward_lanes(const IntegerNttPrime<W>& prime, W* t, u64 node) {
     const Factor<W> base = factor(prime, node_factor(prime, prime.node, (16 * node) << Level));
     constexpr u32 kHalf = 8u >> Level;
     for (u32 e = 0; e < 1u << Level; e++) {
@@ -169,7 +169,7 @@ TREL_NTT_INLINE void forward_lanes(const IntegerNttPrime<W>& prime, W* t, u64 no
 }
 
 template <class W, u32 Level>
-TREL_NTT_INLINE void inverse_lanes(const IntegerNttPrime<W>& prime, W* t, u64 node) {
+TREL_INLINE void inverse_lanes(const IntegerNttPrime<W>& prime, W* t, u64 node) {
     const Factor<W> base = factor(prime, node_factor(prime, prime.node_inverse, (16 * node) << Level));
     constexpr u32 kHalf = 8u >> Level;
     for (u32 e = 0; e < 1u << Level; e++) {
