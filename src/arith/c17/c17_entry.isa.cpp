@@ -3,7 +3,7 @@
 
 #include "arith/c17/c17_end_constants.h"
 #include "arith/c17/c17_end_vectors.h"
-#include "arith/c17/c17_residues.h"
+#include "arith/c17/c17_radix_b.h"
 
 namespace trel::TREL_ISA {
 namespace {
@@ -98,69 +98,6 @@ TREL_INLINE Vectors<G> reduce(const Vectors<G>& x, const Modulus& m) {
     return z;
 }
 
-// Radix b: out[s] = sum of zeta^(s i) x[i] over i < USED.
-template <u32 USED, u32 G>
-TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[1], const C17Prime&, const Modulus&) {
-    out[0] = x[0];
-}
-template <u32 USED, u32 G>
-TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[3], const C17Prime& prime,
-                       const Modulus& m) {
-    if constexpr (USED == 1) {
-        out[0] = out[1] = out[2] = x[0];
-    } else if constexpr (USED == 2) {
-        const Vectors<G> u = mul_mod(x[1], prime.split[0], m);
-        out[0] = reduce(x[0] + x[1], m);
-        out[1] = x[0] + u;
-        out[2] = x[0] - x[1] - u;
-    } else {
-        // zeta^2 = -1 - zeta
-        const Vectors<G> u = mul_mod(x[1] - x[2], prime.split[0], m);
-        out[0] = reduce(x[0] + (x[1] + x[2]), m);
-        out[1] = x[0] - x[2] + u;
-        out[2] = x[0] - x[1] - u;
-    }
-}
-// From three rows on the five products of Winograd; below, the powers of zeta add up to -1.
-template <u32 USED, u32 G>
-TREL_INLINE void split(const Vectors<G> (&x)[USED], Vectors<G> (&out)[5], const C17Prime& prime,
-                       const Modulus& m) {
-    if constexpr (USED == 1) {
-        out[0] = out[1] = out[2] = out[3] = out[4] = x[0];
-    } else if constexpr (USED == 2) {
-        const Vectors<G> t1 = mul_mod(x[1], prime.zeta[1], m);
-        const Vectors<G> t2 = mul_mod(x[1], prime.zeta[2], m);
-        const Vectors<G> t3 = mul_mod(x[1], prime.zeta[3], m);
-        out[0] = reduce(x[0] + x[1], m);
-        out[1] = x[0] + t1;
-        out[2] = x[0] + t2;
-        out[3] = x[0] + t3;
-        out[4] = x[0] - x[1] - (t1 + (t2 + t3));
-    } else {
-        Vectors<G> a1 = x[1], a2 = x[2], d1 = x[1], d2 = x[2];
-        if constexpr (USED > 3) {
-            a2 = a2 + x[3];
-            d2 = d2 - x[3];
-        }
-        if constexpr (USED > 4) {
-            a1 = a1 + x[4];
-            d1 = d1 - x[4];
-        }
-        const Vectors<G> sum = a1 + a2;
-        const Vectors<G> u = mul_mod(a1 - a2, prime.split[0], m);
-        const Vectors<G> w = x[0] + mul_mod(sum, prime.split[1], m);
-        const Vectors<G> even1 = w + u, even2 = w - u;
-        const Vectors<G> k = mul_mod(USED == 3 ? sum : d1 + d2, prime.split[2], m);
-        const Vectors<G> odd1 = k + mul_mod(d2, prime.split[3], m);
-        const Vectors<G> odd2 = mul_mod(d1, prime.split[4], m) - k;
-        out[0] = reduce(x[0] + sum, m);
-        out[1] = even1 + odd1;
-        out[2] = even2 + odd2;
-        out[3] = even2 - odd2;
-        out[4] = even1 - odd1;
-    }
-}
-
 template <u32 B, u32 USED, u32 G>
 TREL_INLINE void columns(const Entry& e, u64& j, u64 count, u64 ahead) {
     const Modulus m = modulus(*e.prime);
@@ -173,7 +110,12 @@ TREL_INLINE void columns(const Entry& e, u64& j, u64 count, u64 ahead) {
             TREL_UNROLL for (u32 r = 0; r < USED; r++) {
                 TREL_UNROLL for (u32 i = 0; i < P; i++) in[r].v[i] = x[r][g + i];
             }
-            split(in, out, *e.prime, m);
+            const auto put = [&](u32 s, const Vectors<P>& v) __attribute__((always_inline)) {
+                out[s] = v;
+            };
+            if constexpr (B == 1) put(0, in[0]);
+            if constexpr (B == 3) split3(in, *e.prime, m, put);
+            if constexpr (B == 5) split5(in, *e.prime, m, put);
             double* const to = e.out + j + 8 * g;
             TREL_UNROLL for (u32 s = 0; s < B; s++) {
                 TREL_UNROLL for (u32 i = 0; i < P; i++) {

@@ -1,6 +1,6 @@
 // The passes of the Code 17 transform on vectors of eight residues.
 #include "arith/c17/c17_passes.h"
-#include "arith/c17/c17_residues.h"
+#include "arith/c17/c17_radix_b.h"
 
 namespace trel::TREL_ISA {
 namespace {
@@ -183,7 +183,7 @@ TREL_INLINE void inverse_radix(u32 log_radix, bool root, const double* in, u64 i
     }
 }
 
-// ---- radix b: r_s = sum of zeta^(s i) x_i, without twiddles
+// ---- radix b, without twiddles
 
 // Lines of memory that the next call will work on, on their way to the second cache meanwhile.
 TREL_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
@@ -191,98 +191,39 @@ TREL_INLINE void prefetch_rows(const double* ahead, u64 stride, u32 rows) {
         _mm_prefetch(reinterpret_cast<const char*>(ahead + i * stride), _MM_HINT_T1);
 }
 
-template <bool INVERSE>
-TREL_INLINE void split3(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                        const double* ahead) {
+template <u32 B, bool INVERSE>
+TREL_INLINE void radix_b(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
+                         const double* ahead) {
     const Modulus m = modulus(prime);
-    const F64x8 z = broadcast(prime.split[0]);
+    struct {
+        F64x8 split[B == 3 ? 1 : B == 5 ? 5 : 6];
+    } constants;
+    u32 n = 0;
+    for (F64x8& c : constants.split) c = broadcast(prime.split[n++]);
     for (u64 j = 0; j < columns; j += 8) {
-        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 3);
-        const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
-        // zeta^2 = -1 - zeta
-        const F64x8 u = mul_mod(x1 - x2, z, m);
-        const F64x8 r1 = x0 - x2 + u, r2 = x0 - x1 - u;
-        store(out + j, reduce(x0 + (x1 + x2), m));
-        store(out + j + os, INVERSE ? r2 : r1);
-        store(out + j + 2 * os, INVERSE ? r1 : r2);
-    }
-}
-
-// Five products (Winograd, 1978): with a_i = x_i + x_-i, d_i = x_i - x_-i, cosine-like parts need two,
-// sine-like parts three.
-template <bool INVERSE>
-TREL_INLINE void split5(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                        const double* ahead) {
-    const Modulus m = modulus(prime);
-    const F64x8 e = broadcast(prime.split[0]), quarter = broadcast(prime.split[1]);
-    const F64x8 f1 = broadcast(prime.split[2]), f2 = broadcast(prime.split[3]),
-                f3 = broadcast(prime.split[4]);
-    for (u64 j = 0; j < columns; j += 8) {
-        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 5);
-        const F64x8 x0 = load(in + j), x1 = load(in + j + is), x2 = load(in + j + 2 * is);
-        const F64x8 x3 = load(in + j + 3 * is), x4 = load(in + j + 4 * is);
-        const F64x8 a1 = x1 + x4, a2 = x2 + x3, d1 = x1 - x4, d2 = x2 - x3;
-        const F64x8 sum = a1 + a2;
-        const F64x8 u = mul_mod(a1 - a2, e, m), w = x0 + mul_mod(sum, quarter, m);
-        const F64x8 even1 = w + u, even2 = w - u;
-        const F64x8 k = mul_mod(d1 + d2, f1, m);
-        const F64x8 odd1 = k + mul_mod(d2, f2, m), odd2 = mul_mod(d1, f3, m) - k;
-        const F64x8 r1 = even1 + odd1, r4 = even1 - odd1;
-        const F64x8 r2 = even2 + odd2, r3 = even2 - odd2;
-        store(out + j, reduce(x0 + sum, m));
-        store(out + j + os, INVERSE ? r4 : r1);
-        store(out + j + 2 * os, INVERSE ? r3 : r2);
-        store(out + j + 3 * os, INVERSE ? r2 : r3);
-        store(out + j + 4 * os, INVERSE ? r1 : r4);
-    }
-}
-
-// Straight from the definition; no list in use has long products with b = 7.
-template <bool INVERSE>
-TREL_INLINE void split7(const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
-                        const double* ahead) {
-    const Modulus m = modulus(prime);
-    F64x8 c[3], s[3];
-    TREL_UNROLL for (int i = 0; i < 3; i++) {
-        c[i] = broadcast(prime.split[i]);
-        s[i] = broadcast(prime.split[3 + i]);
-    }
-    for (u64 j = 0; j < columns; j += 8) {
-        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, 7);
-        const F64x8 x0 = load(in + j);
-        F64x8 a[3], d[3];
-        TREL_UNROLL for (int i = 0; i < 3; i++) {
-            const F64x8 x = load(in + j + (1 + i) * is), y = load(in + j + (6 - i) * is);
-            a[i] = x + y;
-            d[i] = x - y;
-        }
-        store(out + j, reduce(x0 + (a[0] + (a[1] + a[2])), m));
-        TREL_UNROLL for (int k = 1; k <= 3; k++) {
-            F64x8 even = x0, odd = zero_f64();
-            TREL_UNROLL for (int i = 1; i <= 3; i++) {
-                const int e = k * i % 7, n = e <= 3 ? e : 7 - e;
-                even = even + mul_mod(a[i - 1], c[n - 1], m);
-                const F64x8 t = mul_mod(d[i - 1], s[n - 1], m);
-                odd = e <= 3 ? odd + t : odd - t;
-            }
-            const F64x8 r = reduce(even + odd, m), other = reduce(even - odd, m);
-            store(out + j + k * os, INVERSE ? other : r);
-            store(out + j + (7 - k) * os, INVERSE ? r : other);
-        }
+        if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, B);
+        F64x8 x[B];
+        TREL_UNROLL for (u32 i = 0; i < B; i++) x[i] = load(in + j + i * is);
+        const auto put = [&](u32 s, F64x8 r) __attribute__((always_inline)) {
+            store(out + j + (INVERSE ? (B - s) % B : s) * os, r);
+        };
+        if constexpr (B == 3) split3(x, constants, m, put);
+        if constexpr (B == 5) split5(x, constants, m, put);
+        if constexpr (B == 7) split7(x, constants, m, put);
     }
 }
 
 void split(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
            const double* ahead) {
-    if (b == 3) return split3<false>(prime, in, is, out, os, columns, ahead);
-    if (b == 5) return split5<false>(prime, in, is, out, os, columns, ahead);
-    split7<false>(prime, in, is, out, os, columns, ahead);
+    if (b == 3) return radix_b<3, false>(prime, in, is, out, os, columns, ahead);
+    if (b == 5) return radix_b<5, false>(prime, in, is, out, os, columns, ahead);
+    radix_b<7, false>(prime, in, is, out, os, columns, ahead);
 }
 void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u64 os, u64 columns,
           const double* ahead) {
-    if (b == 3) return split3<true>(prime, in, is, out, os, columns, ahead);
-    if (b == 5) return split5<true>(prime, in, is, out, os, columns, ahead);
-    split7<true>(prime, in, is, out, os, columns, ahead);
+    if (b == 3) return radix_b<3, true>(prime, in, is, out, os, columns, ahead);
+    if (b == 5) return radix_b<5, true>(prime, in, is, out, os, columns, ahead);
+    radix_b<7, true>(prime, in, is, out, os, columns, ahead);
 }
 
 // ---- 64 points in registers: three levels across vectors, transpose, one level across vectors

@@ -14,17 +14,16 @@ C17Transform::C17Transform(const C17Setup& setup, NttFamily family)
     check_vector_family("C17Transform::C17Transform()", family);
 }
 
-void C17Transform::check_length(u64 words) const {
-    check_ntt_length(family_, convolution_bits_, words);
+const char* C17Transform::name() const {
+    return ntt_constants(family_).short_name;
 }
 void C17Transform::check(const C17Product& product) const {
-    check_rounding(ntt_constants(family_).short_name, product.rounded_right(),
-                   ntt_excess_bound(setup_->record), product.excess());
+    check_rounding(name(), product.rounded_right(), ntt_excess_bound(setup_->record), product.excess());
     check_ntt_coefficients(family_, setup_->record, product.excess());
 }
 
 void C17Transform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {
-    check_length(L);
+    check_length(name(), L);
     C17Product product(*setup_, P, scratch);
     product.forward(static_cast<double*>(data), A, L);
     check(product);
@@ -32,7 +31,7 @@ void C17Transform::forward(const ParallelContext& P, void* data, const Word* A, 
 
 void C17Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                            const void* Y, void* scratch) const {
-    check_length(total);
+    check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
     C17Product product(*setup_, P, scratch);
     product.inverse(window, static_cast<double*>(work), static_cast<const double*>(X),
@@ -42,9 +41,9 @@ void C17Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 tota
 
 void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
                                   u64 LA, const Word* B, u64 LB, void* memory) const {
-    check_length(LA);
-    check_length(LB);
-    check_length(total);
+    check_length(name(), LA);
+    check_length(name(), LB);
+    check_length(name(), total);
     u8* const data = static_cast<u8*>(memory);
     u8* const second = data + data_bytes_;
     u8* const scratch = second + setup_->sizes.second_bytes;
@@ -57,8 +56,8 @@ void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u
 
 void C17Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
                                 void* memory) const {
-    check_length(L);
-    check_length(total);
+    check_length(name(), L);
+    check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
     C17Product product(*setup_, P, static_cast<u8*>(memory) + data_bytes_);
     product.square_plain(window, static_cast<double*>(memory), A, L);
@@ -67,8 +66,8 @@ void C17Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64
 
 void C17Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
                                  u64 LA, const void* Y, void* work, void* scratch) const {
-    check_length(LA);
-    check_length(total);
+    check_length(name(), LA);
+    check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
     C17Product product(*setup_, P, scratch);
     product.multiply_held(window, static_cast<double*>(work), A, LA, static_cast<const double*>(Y));

@@ -30,7 +30,7 @@ class C17Transform final : public Transform {
     const C17Setup& setup() const { return *setup_; }
 
   private:
-    void check_length(u64 words) const;
+    const char* name() const;
     void check(const C17Product& product) const;
 
     const C17Setup* setup_;

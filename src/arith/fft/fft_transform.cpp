@@ -157,10 +157,7 @@ void FftTransform::in_parts(const ParallelContext& P, u64 n, F&& part) const {
 }
 
 void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void*) const {
-    if (64 * L > convolution_bits_) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
-                                           64 * L);
-    }
+    check_length("FFT", L);
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
     const u64 n = tasks(P), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
@@ -205,10 +202,7 @@ double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, con
 
 i64 FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
                          double* worst) const {
-    if (total > convolution_words()) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
-                                           64 * total);
-    }
+    check_length("FFT", total);
     const FftWindow window{reinterpret_cast<u8*>(T) - 8 * skip, 8 * skip, 8 * total};
     const u64 n = tasks(P), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
     i64 carries[2 * FftPlan::kMaxStreams];

@@ -167,10 +167,7 @@ void HntTransform::shared_level(const ParallelContext& P, u64 n_tasks, u32 level
 }
 
 void HntTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {
-    if (64 * L > convolution_bits_) {
-        throw ConvolutionTooSmallException("HNT", "Convolution length is too small.", convolution_bits_,
-                                           64 * L);
-    }
+    check_length("HNT", L);
     check_work_area(scratch);
     Word* const x = static_cast<Word*>(data);
     const u64 elements = parameters_.elements(), n_tasks = tasks(P);
@@ -281,10 +278,7 @@ void HntTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 tota
 // One pass over all elements from the lowest, so that every carry is known. A coefficient and what is left of
 // those below make n + 1 words, of which a point's bytes leave at the bottom.
 void HntTransform::join(Word* T, u64 skip, u64 total, const Word* elements, void* scratch) const {
-    if (total > convolution_words()) {
-        throw ConvolutionTooSmallException("HNT", "Convolution length is too small.", convolution_bits_,
-                                           64 * total);
-    }
+    check_length("HNT", total);
     const u64 point_bytes = parameters_.point_bits() / 8;
     const JoinWindow window(T, skip, total, nullptr, 8 * skip);
     Word *const sum = static_cast<Word*>(scratch), *const carry = sum + stride();

@@ -9,7 +9,6 @@
 #include "arith/ntt/join_window.h"
 #include "arith/ntt/ntt_check.h"
 #include "arith/ntt/ntt_prime_sets.h"
-#include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
 
 namespace trel {
@@ -136,10 +135,7 @@ template <class W>
 void IntegerNttTransform<W>::forward(const ParallelContext& P, void* data, const Word* A, u64 L,
                                      void*) const {
     using Unit = typename IntegerNttTypes<W>::Unit;
-    if (64 * L > convolution_bits_) {
-        throw ConvolutionTooSmallException(ntt_constants(kIntegerNttFamily<W>).short_name,
-                                           "Convolution length is too small.", convolution_bits_, 64 * L);
-    }
+    check_length(ntt_constants(kIntegerNttFamily<W>).short_name, L);
     W* const out = static_cast<W*>(data);
     const u32 a = record_.a, b = record_.b, c = record_.c, n_units = a - 1;
     const u64 m = u64(1) << c, total_units = L * (sizeof(Word) / sizeof(Unit));
@@ -336,10 +332,7 @@ W IntegerNttTransform<W>::carry_into(u64 end, const W* residues, W* carry) const
 template <class W>
 void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 skip, u64 total,
                                        const void* data) const {
-    if (total > convolution_words()) {
-        throw ConvolutionTooSmallException(ntt_constants(kIntegerNttFamily<W>).short_name,
-                                           "Convolution length is too small.", convolution_bits_, 64 * total);
-    }
+    check_length(ntt_constants(kIntegerNttFamily<W>).short_name, total);
     const W* const residues = static_cast<const W*>(data);
     const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
     // carries of tasks may run through the bytes that are joined below the window

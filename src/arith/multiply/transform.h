@@ -32,6 +32,9 @@ class Transform {
 
     u64 convolution_bits() const { return convolution_bits_; }
     u64 convolution_words() const { return convolution_bits_ / 64; }
+    // `words` words of an operand or product have to fit the convolution: otherwise throws
+    // ConvolutionTooSmallException "Convolution length is too small." with both sizes in bits.
+    void check_length(const char* function, u64 words) const;
     // Bytes of one forward transform, and of the scratch that forward() and inverse() need; multiples of 64,
     // whatever the number of tasks.
     u64 data_bytes() const { return data_bytes_; }
