@@ -1,7 +1,7 @@
 // Lane operations of the Code 17 ends that vec.h does not have: bytes of eight points to lanes and back, and
 // carries from lane to lane. Kernel files only; everything is private to the file that includes it.
 //
-// A "row" is 32 bytes, half a vector: half h of vector i belongs to point i + 4 h, so that 128-bit pieces
+// A "row" is 32 bytes, half a vector: half h of vector i belongs to point i + 4 h, so that 128-bit lanes
 // never have to leave their half.
 #pragma once
 
@@ -26,7 +26,7 @@ TREL_INLINE void store_row_high(u8* p, U64x8 a) {
 // The first 24 bytes of each row as four lanes of 6 bytes; bytes from `bytes` on count as zero.
 template <u32 bytes>
 TREL_INLINE U64x8 spread_48(U64x8 a) {
-    const __m512i pieces = _mm512_permutexvar_epi32(
+    const __m512i spread = _mm512_permutexvar_epi32(
         _mm512_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6, 8, 9, 10, 11, 11, 12, 13, 14), a.v);
     const auto lane = [](u32 first) {
         u64 index = 0;
@@ -38,7 +38,7 @@ TREL_INLINE U64x8 spread_48(U64x8 a) {
     };
     const __m512i index =
         _mm512_setr_epi64(lane(0), lane(6), lane(12), lane(18), lane(0), lane(6), lane(12), lane(18));
-    return {_mm512_shuffle_epi8(pieces, index)};
+    return {_mm512_shuffle_epi8(spread, index)};
 }
 // The low (high) 128 bits of the rows of a, then those of b.
 TREL_INLINE U64x8 join_low(U64x8 a, U64x8 b) {

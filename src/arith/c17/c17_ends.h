@@ -37,7 +37,7 @@ struct C17Carry {
 
 struct C17EndKernels {
     // Points [j0, j0 + count) of the operand A[0..L), zero beyond its end, as limbs for reduce():
-    // limbs[(k / 8 * (a - 1) + i) * 8 + k % 8] is the i-th piece of 24 bits of point j0 + k. Reads nothing
+    // limbs[(k / 8 * (a - 1) + i) * 8 + k % 8] is limb i, 24 bits, of point j0 + k. Reads nothing
     // but A[0..L). One group after the other, because rows at a distance of a power of two would fight for
     // the same lines of the cache.
     void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs);

@@ -120,10 +120,10 @@ TREL_INLINE void reduce_groups(const C17PrimeConstants& c, const double*& limbs,
 template <u32 a>
 void reduce_points(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count,
                    double* out, u64 stride) {
-    constexpr u64 kPiece = 64;
+    constexpr u64 kPointsAtOnce = 64;
     const C17PrimeConstants* primes = constants->set->primes + first;
-    for (u64 k = 0; k < count; k += kPiece) {
-        const u64 points = count - k < kPiece ? count - k : kPiece;
+    for (u64 k = 0; k < count; k += kPointsAtOnce) {
+        const u64 points = count - k < kPointsAtOnce ? count - k : kPointsAtOnce;
         for (u32 i = 0; i < n; i++) {
             const double* from = limbs + k * (a - 1);
             u64 j = 0;

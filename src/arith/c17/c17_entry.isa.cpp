@@ -62,7 +62,7 @@ TREL_INLINE void residues(const Entry& e, const double* limbs, F64x8 (&x)[USED][
     if constexpr (r0 + n < USED) residues<USED, G, r0 + n>(e, limbs, x);
 }
 
-// G vectors that go through the same operations side by side, step by step: the chain of one product is
+// G vectors that go through the same operations side by side: the chain of one product is
 // longer than what the processor looks ahead.
 template <u32 G>
 struct Vectors {

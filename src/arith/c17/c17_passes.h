@@ -44,8 +44,8 @@ struct C17Prime {
     double split[8];  // constants of the radix-b pass
 };
 
-// One or more levels of the tree taken in one pass over the data.
-struct C17Step {
+// One to four levels of the tree, taken together in one trip over a node's points.
+struct C17Pass {
     u8 log_radix;
     bool reduce;  // residues that are not multiplied in the first level are reduced on entry
 };
@@ -56,13 +56,13 @@ struct C17Step {
 // rows; the rest of the tree, the "middle", row by row. A row lies in memory as units of unit points with 8
 // unused doubles behind each, so that no power of two separates what a pass reads together.
 struct C17Plan {
-    static constexpr u32 kMaxSteps = 20;
+    static constexpr u32 kMaxPasses = 20;
 
     u32 a, b, c;
     u32 log_unit;
     u32 log_columns;  // columns that go through the top together
-    u32 n_steps;      // of the middle, down to 64 points; at least one
-    C17Step steps[kMaxSteps];
+    u32 n_passes;     // of the middle, down to 64 points; at least one
+    C17Pass passes[kMaxPasses];
     u64 row_stride;    // doubles from one row to the next
     u64 prime_stride;  // doubles from the rows of one prime to those of the next
     u64 ahead;         // doubles from what the end of the tree works on to what it fetches meanwhile, or 0
@@ -71,10 +71,10 @@ struct C17Plan {
     u32 rows() const { return b; }
     u64 points() const { return u64(b) << c; }
     u64 columns() const { return u64(1) << log_columns; }
-    // Rows of one step have no subtrees that could be taken one by one.
-    bool has_subtrees() const { return n_steps > 1; }
-    u64 subtrees() const { return u64(1) << steps[0].log_radix; }
-    u64 max_step_items() const { return row_points() / subtrees() / 64; }
+    // Rows of one pass have no subtrees that could be taken one by one.
+    bool has_subtrees() const { return n_passes > 1; }
+    u64 subtrees() const { return u64(1) << passes[0].log_radix; }
+    u64 max_pass_items() const { return row_points() / subtrees() / 64; }
     // Doubles between points 0 and j of a row.
     u64 offset(u64 j) const { return j + (j >> log_unit) * 8; }
 };
@@ -90,10 +90,11 @@ enum class C17Middle : u32 {
     inverse_square,  // out = row of the square of X; may be X
 };
 
-// Tasks may share a row. Its first step forward, its last step back, on columns that are taken in any order:
-// `items` equal parts, a power of two up to max_step_items(). Between them its subtrees, subtrees() items,
-// each of which goes all the way down and up. Parts that a C17Middle does not have do nothing.
-enum class C17Part : u32 { whole, first_step, subtree, last_step };
+// The part of a row's middle that an item does. Tasks that share a row take its first pass forward and its
+// last pass back on equal ranges of columns in any order (`items` of them, a power of two up to
+// max_pass_items()), and between the two its subtrees (subtrees() items), each all the way down and up. A
+// part that a C17Middle does not have does nothing.
+enum class C17Part : u32 { whole, first_pass, subtree, last_pass };
 
 struct C17PassKernels {
     u32 max_log_radix;

@@ -232,12 +232,12 @@ void join(u32 b, const C17Prime& prime, const double* in, u64 is, double* out, u
 // j and j + 4: to multiply them modulo x^4 - u costs less than the two levels that would be left, whose
 // twiddles differ from lane to lane.
 
-// The v of eight chunks of 64 points: levels 0 to 2 in order, then the base that the lanes of level 3 are
+// The v of eight tails: levels 0 to 2 in order, then the base that the lanes of level 3 are
 // made from.
 struct alignas(64) TailTwiddles {
     double level0[8], level1[16], level2[32], lane_base[8];
 };
-// base: the bases of the node whose descendants `depth` levels below are the chunks.
+// base: the bases of the node whose descendants `depth` levels below are the tails.
 TREL_INLINE void lane_bases(const Direction& t, const double* base, u32 depth, u32 first, TailTwiddles& out,
                             const Modulus& m) {
     store(out.lane_base, mul_mod(broadcast(base[depth + 3]), load(t.stride8 + first), m));
@@ -253,20 +253,18 @@ TREL_INLINE void tail_twiddles(const Direction& t, const double* base, u32 depth
     }
     lane_bases(t, base, depth, first, out, m);
 }
-// The v of the eight nodes of chunk i, a lane each.
+// The v of the eight nodes of tail i, a lane each.
 TREL_INLINE F64x8 lane_twiddle(const Direction& t, const TailTwiddles& tw, u32 i, const Modulus& m) {
     return mul_mod(load(t.low), broadcast(tw.lane_base[i]), m);
 }
-TREL_INLINE F64x8 chunk_twiddle(const TailTwiddles& tw, u32 chunk, int l, int i) {
-    return broadcast(l == 0   ? tw.level0[chunk]
-                     : l == 1 ? tw.level1[2 * chunk + i]
-                              : tw.level2[4 * chunk + i]);
+TREL_INLINE F64x8 tail_twiddle(const TailTwiddles& tw, u32 tail, int l, int i) {
+    return broadcast(l == 0 ? tw.level0[tail] : l == 1 ? tw.level1[2 * tail + i] : tw.level2[4 * tail + i]);
 }
 
-// G independent chunks at once: their chains fill the latency of the multiplications. Chunk g has the scalars
-// of chunk[g] and the lanes w[g].
+// G independent tails at once: their chains fill the latency of the multiplications. Tail g has the scalars
+// of tail[g] and the lanes w[g].
 template <int G>
-TREL_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+TREL_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&tail)[G],
                               const F64x8 (&w)[G], const Modulus& m) {
     TREL_UNROLL for (int l = 0; l < 3; l++) {
         TREL_UNROLL for (int i = 0; i < (1 << l); i++) {
@@ -275,7 +273,7 @@ TREL_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u3
                 TREL_UNROLL for (int g = 0; g < G; g++) {
                     F64x8& x = v[g][2 * h * i + q];
                     F64x8& y = v[g][2 * h * i + q + h];
-                    const F64x8 t = mul_mod(y, chunk_twiddle(tw, chunk[g], l, i), m);
+                    const F64x8 t = mul_mod(y, tail_twiddle(tw, tail[g], l, i), m);
                     y = x - t;
                     x = x + t;
                 }
@@ -292,7 +290,7 @@ TREL_INLINE void tail_forward(F64x8 (&v)[G][8], const TailTwiddles& tw, const u3
     }
 }
 template <int G>
-TREL_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&chunk)[G],
+TREL_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u32 (&tail)[G],
                               const F64x8 (&w)[G], const Modulus& m) {
     TREL_UNROLL for (int q = 0; q < 4; q++) {
         TREL_UNROLL for (int g = 0; g < G; g++) {
@@ -311,7 +309,7 @@ TREL_INLINE void tail_inverse(F64x8 (&v)[G][8], const TailTwiddles& tw, const u3
                     F64x8& y = v[g][2 * h * i + q + h];
                     const F64x8 d = x - y;
                     x = x + y;
-                    y = mul_mod(d, chunk_twiddle(tw, chunk[g], l, i), m);
+                    y = mul_mod(d, tail_twiddle(tw, tail[g], l, i), m);
                 }
             }
         }
@@ -347,15 +345,15 @@ TREL_INLINE void leaf_product(F64x8* x, const F64x8* y, F64x8 u, const Modulus& 
     TREL_UNROLL for (int k = 0; k < 4; k++) x[k] = fnma(q[k], m.p, h[k]) + rest[k];
 }
 // Both leaves of eight nodes x^8 - v^2.
-TREL_INLINE void chunk_product(F64x8 (&x)[8], const F64x8 (&y)[8], F64x8 v, const Modulus& m) {
+TREL_INLINE void tail_product(F64x8 (&x)[8], const F64x8 (&y)[8], F64x8 v, const Modulus& m) {
     leaf_product(x, y, v, m);
     leaf_product(x + 4, y + 4, -v, m);
 }
 
-TREL_INLINE void load_chunk(F64x8 (&v)[8], const double* p) {
+TREL_INLINE void load_tail(F64x8 (&v)[8], const double* p) {
     TREL_UNROLL for (int i = 0; i < 8; i++) v[i] = load(p + 8 * i);
 }
-TREL_INLINE void store_chunk(const F64x8 (&v)[8], double* p) {
+TREL_INLINE void store_tail(const F64x8 (&v)[8], double* p) {
     TREL_UNROLL for (int i = 0; i < 8; i++) store(p + 8 * i, v[i]);
 }
 
@@ -367,7 +365,7 @@ constexpr bool inverts(M what) {
     return what != M::forward;
 }
 
-// Two chunks of 64 points, number i and i + 1 of the eight that the twiddles are for.
+// Two tails, number i and i + 1 of the eight that the twiddles are for.
 template <M WHAT>
 TREL_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward, const TailTwiddles& inverse,
                            u32 i, double* out, const double* x, const double* y, const Modulus& m) {
@@ -380,27 +378,27 @@ TREL_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward,
             F64x8 xy[2][8];
             const u32 same[2] = {i + g, i + g};
             const F64x8 shared[2] = {w[g], w[g]};
-            load_chunk(xy[0], x + 64 * g);
-            load_chunk(xy[1], y + 64 * g);
+            load_tail(xy[0], x + 64 * g);
+            load_tail(xy[1], y + 64 * g);
             tail_forward<2>(xy, forward, same, shared, m);
-            chunk_product(xy[0], xy[1], w[g], m);
-            store_chunk(xy[0], out + 64 * g);
+            tail_product(xy[0], xy[1], w[g], m);
+            store_tail(xy[0], out + 64 * g);
         }
-        load_chunk(v[0], out);
-        load_chunk(v[1], out + 64);
+        load_tail(v[0], out);
+        load_tail(v[1], out + 64);
     } else {
-        load_chunk(v[0], x);
-        load_chunk(v[1], x + 64);
+        load_tail(v[0], x);
+        load_tail(v[1], x + 64);
         if constexpr (transforms_x(WHAT)) tail_forward<2>(v, forward, pair, w, m);
         if constexpr (inverts(WHAT)) {
             TREL_UNROLL for (u32 g = 0; g < 2; g++) {
                 F64x8 other[8];
                 if constexpr (WHAT == M::held_product || WHAT == M::inverse) {
-                    load_chunk(other, y + 64 * g);
+                    load_tail(other, y + 64 * g);
                 } else {
                     TREL_UNROLL for (int k = 0; k < 8; k++) other[k] = v[g][k];
                 }
-                chunk_product(v[g], other, w[g], m);
+                tail_product(v[g], other, w[g], m);
             }
         }
     }
@@ -408,13 +406,13 @@ TREL_INLINE void tail_pair(const C17PrimeTables& t, const TailTwiddles& forward,
         TREL_UNROLL for (u32 g = 0; g < 2; g++) w[g] = lane_twiddle(t.inverse, inverse, i + g, m);
         tail_inverse<2>(v, inverse, pair, w, m);
     }
-    store_chunk(v[0], out);
-    store_chunk(v[1], out + 64);
+    store_tail(v[0], out);
+    store_tail(v[1], out + 64);
 }
 
 // ---- the middle of a row
 
-// Two chunks that will be worked on later, on their way to the second cache.
+// Two tails that will be worked on later, on their way to the second cache.
 TREL_INLINE void prefetch_pair(const double* p) {
     TREL_UNROLL for (u32 i = 0; i < 16; i++) {
         _mm_prefetch(reinterpret_cast<const char*>(p + 8 * i), _MM_HINT_T1);
@@ -435,17 +433,17 @@ __attribute__((noinline)) void tails(const Call& call, const Bases& g, u32 depth
                                      const double* x, const double* y) {
     const Modulus m = call.m;
     const C17PrimeTables& t = *call.tables;
-    const u32 chunks = 1u << depth;
+    const u32 n_tails = 1u << depth;
     const u64 ahead = call.plan->ahead;
     TailTwiddles forward, inverse;
-    for (u32 first = 0; first < chunks; first += 8) {
+    for (u32 first = 0; first < n_tails; first += 8) {
         if constexpr (transforms_x(WHAT)) {
             tail_twiddles(t.forward, g.forward, depth, first, forward, m);
         } else {
             lane_bases(t.forward, g.forward, depth, first, forward, m);
         }
         if constexpr (inverts(WHAT)) tail_twiddles(t.inverse, g.inverse, depth, first, inverse, m);
-        const u32 n = chunks - first < 8 ? chunks - first : 8;
+        const u32 n = n_tails - first < 8 ? n_tails - first : 8;
         for (u32 i = 0; i < n; i += 2) {
             const u64 at = 64 * u64(first + i);
             if (ahead != 0) {
@@ -457,13 +455,13 @@ __attribute__((noinline)) void tails(const Call& call, const Bases& g, u32 depth
     }
 }
 
-// A node of 2^levels points whose pass is step number `step` of the plan.
+// A node of 2^levels points whose pass is number `pass` of the plan.
 struct Node {
-    u32 step, levels;
+    u32 pass, levels;
     Kind kind;
     const Bases* g;
 
-    u32 log_radix(const C17Plan& plan) const { return plan.steps[step].log_radix; }
+    u32 log_radix(const C17Plan& plan) const { return plan.passes[pass].log_radix; }
     u64 columns(const C17Plan& plan) const { return u64(1) << (levels - log_radix(plan)); }
 };
 
@@ -476,12 +474,12 @@ TREL_INLINE void for_runs(const C17Plan& plan, u64 begin, u64 end, F f) {
 
 // The pass of a node forward, on columns [begin, end).
 template <M WHAT>
-TREL_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64 end, const double* x,
+TREL_INLINE void forward_node(const Call& call, const Node& node, u64 begin, u64 end, const double* x,
                               const double* y) {
     const C17Plan& plan = *call.plan;
     const u32 log_radix = node.log_radix(plan);
     const u64 stride = plan.offset(node.columns(plan));
-    const Kind kind = node.kind == Kind::plain && plan.steps[node.step].reduce ? Kind::reducing : node.kind;
+    const Kind kind = node.kind == Kind::plain && plan.passes[node.pass].reduce ? Kind::reducing : node.kind;
     PassTwiddles tw;
     pass_twiddles(call.tables->forward, node.g->forward, log_radix, tw, call.m);
     const auto pass = [&](const double* data) {
@@ -494,7 +492,7 @@ TREL_INLINE void forward_step(const Call& call, const Node& node, u64 begin, u64
     if constexpr (WHAT == M::product) pass(y);
 }
 // The pass of a node back, on columns [begin, end).
-TREL_INLINE void inverse_step(const Call& call, const Node& node, u64 begin, u64 end, double* out) {
+TREL_INLINE void inverse_node(const Call& call, const Node& node, u64 begin, u64 end, double* out) {
     const C17Plan& plan = *call.plan;
     const u32 log_radix = node.log_radix(plan);
     const u64 stride = plan.offset(node.columns(plan));
@@ -518,7 +516,7 @@ TREL_INLINE void subtree(const Call& call, const Node& node, u64 i, double* out,
     Bases child;
     clear_bases(child);
     child_bases(*call.tables, *node.g, node.levels, log_radix, i, child, call.m);
-    whole<WHAT>(call, {node.step + 1, node.levels - log_radix, Kind::plain, &child}, out + at, x + at,
+    whole<WHAT>(call, {node.pass + 1, node.levels - log_radix, Kind::plain, &child}, out + at, x + at,
                 y + at);
 }
 
@@ -526,13 +524,13 @@ template <M WHAT>
 void whole(const Call& call, const Node& node, double* out, const double* x, const double* y) {
     const u32 log_radix = node.log_radix(*call.plan);
     const u64 columns = node.columns(*call.plan);
-    if constexpr (transforms_x(WHAT)) forward_step<WHAT>(call, node, 0, columns, x, y);
-    if (node.step + 1 == call.plan->n_steps) {
+    if constexpr (transforms_x(WHAT)) forward_node<WHAT>(call, node, 0, columns, x, y);
+    if (node.pass + 1 == call.plan->n_passes) {
         tails<WHAT>(call, *node.g, log_radix, out, x, y);
     } else {
         for (u64 i = 0; i < (u64(1) << log_radix); i++) subtree<WHAT>(call, node, i, out, x, y);
     }
-    if constexpr (inverts(WHAT)) inverse_step(call, node, 0, columns, out);
+    if constexpr (inverts(WHAT)) inverse_node(call, node, 0, columns, out);
 }
 
 // What the row is to become decides the code; `item` of `items` says which part of it is wanted.
@@ -544,13 +542,13 @@ void row_part(const Call& call, const Node& root, C17Part part, u64 item, u64 it
     switch (part) {
         case C17Part::whole:
             return whole<WHAT>(call, root, out, x, y);
-        case C17Part::first_step:
-            if constexpr (transforms_x(WHAT)) forward_step<WHAT>(call, root, begin, end, x, y);
+        case C17Part::first_pass:
+            if constexpr (transforms_x(WHAT)) forward_node<WHAT>(call, root, begin, end, x, y);
             return;
         case C17Part::subtree:
             return subtree<WHAT>(call, root, item, out, x, y);
-        case C17Part::last_step:
-            if constexpr (inverts(WHAT)) inverse_step(call, root, begin, end, out);
+        case C17Part::last_pass:
+            if constexpr (inverts(WHAT)) inverse_node(call, root, begin, end, out);
             return;
     }
 }

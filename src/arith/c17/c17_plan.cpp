@@ -40,19 +40,19 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
 
     // radices of the middle: as few passes as possible, as equal as possible, the larger ones last
     const u32 levels = plan.c - kLogTail;
-    plan.n_steps = (levels + max_log_radix - 1) / max_log_radix;
+    plan.n_passes = (levels + max_log_radix - 1) / max_log_radix;
     u32 done = 0;  // levels since the last reduction
-    for (u32 i = 0; i < plan.n_steps; i++) {
-        const u32 log_radix = (levels + i) / plan.n_steps;
+    for (u32 i = 0; i < plan.n_passes; i++) {
+        const u32 log_radix = (levels + i) / plan.n_passes;
         const bool reduce = done + log_radix + kLogTail > kC17MaxLevels;
         done = (reduce ? 0 : done) + log_radix;
-        plan.steps[i] = {static_cast<u8>(log_radix), reduce};
+        plan.passes[i] = {static_cast<u8>(log_radix), reduce};
     }
 
     // units end where a pass ends
     plan.log_unit = kLogTail;
-    for (u32 i = plan.n_steps; i-- > 0 && plan.log_unit < kMinLogUnit;)
-        plan.log_unit += plan.steps[i].log_radix;
+    for (u32 i = plan.n_passes; i-- > 0 && plan.log_unit < kMinLogUnit;)
+        plan.log_unit += plan.passes[i].log_radix;
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
 

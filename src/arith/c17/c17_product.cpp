@@ -20,7 +20,7 @@ constexpr u64 kPad = 8;                      // doubles behind each row of a buf
 constexpr u64 kEntryColumns = 128;           // whose limbs stay in the first cache
 constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
 constexpr u64 kSharedRowPoints = u64(1) << 13;
-constexpr u64 kStepItems = 32;               // of a row's first and last step, when tasks share it
+constexpr u64 kPassItems = 32;               // of a row's first and last pass, when tasks share it
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 
 }  // namespace
@@ -38,10 +38,11 @@ C17Sizes c17_sizes(const C17Plan& plan) {
         s.max_tasks =
             static_cast<u32>(std::clamp<u64>(s.data_bytes / (8 * s.task_bytes), 4, C17Sizes::kMaxTasks));
     }
-    s.max_pieces = static_cast<u32>(
+    s.max_last_items = static_cast<u32>(
         std::min<u64>(plan.row_points() >> plan.log_columns, s.max_tasks == 1 ? 1 : 4 * s.max_tasks));
     s.carry_words = static_cast<u32>((c17_group_words(plan.a) + 7) / 8 * 8);
-    s.scratch_bytes = s.max_tasks * s.task_bytes + s.max_pieces * plan.rows() * s.carry_words * sizeof(Word);
+    s.scratch_bytes =
+        s.max_tasks * s.task_bytes + s.max_last_items * plan.rows() * s.carry_words * sizeof(Word);
     s.plain_primes = s.data_bytes <= kOneTurnBytes ? plan.a : (plan.a + 2) / 3;
     s.second_bytes = 8 * plan.prime_stride * s.plain_primes;
     return s;
@@ -75,11 +76,11 @@ const C17Setup& c17_setup(Isa isa, const NttRecord& record) {
     return *place;
 }
 
-C17Product::C17Product(const C17Setup& setup, const ParallelContext& P, void* scratch)
+C17Product::C17Product(const C17Setup& setup, const ParallelContext& parallel, void* scratch)
     : setup_(setup),
       plan_(setup.plan),
-      P_(P),
-      tasks_(std::min<u64>(P.tds, setup.sizes.max_tasks)),
+      parallel_(parallel),
+      tasks_(std::min<u64>(parallel.tds, setup.sizes.max_tasks)),
       scratch_(static_cast<u8*>(scratch)) {
     check_work_area(scratch);
 }
@@ -87,12 +88,12 @@ C17Product::C17Product(const C17Setup& setup, const ParallelContext& P, void* sc
 double* C17Product::buffer(u64 task) const {
     return reinterpret_cast<double*>(scratch_ + task * setup_.sizes.task_bytes);
 }
-Word* C17Product::carries_of(u64 piece, u32 row) const {
+Word* C17Product::carries_of(u64 item, u32 row) const {
     return reinterpret_cast<Word*>(scratch_ + setup_.sizes.max_tasks * setup_.sizes.task_bytes) +
-           (piece * plan_.rows() + row) * setup_.sizes.carry_words;
+           (item * plan_.rows() + row) * setup_.sizes.carry_words;
 }
-u64 C17Product::pieces() const {
-    return tasks_ < 2 ? 1 : std::min<u64>(setup_.sizes.max_pieces, 16 * tasks_);
+u64 C17Product::last_items() const {
+    return tasks_ < 2 ? 1 : std::min<u64>(setup_.sizes.max_last_items, 16 * tasks_);
 }
 
 u64 C17Product::excess() const {
@@ -107,7 +108,7 @@ void C17Product::look_at_rounding() {
 
 template <class Items, class F>
 void C17Product::run(u32 n_phases, Items&& items, F&& f) {
-    run_phases(P_, tasks_, n_phases, items, [&](u64 task, u32 phase, u64 i) noexcept {
+    run_phases(parallel_, tasks_, n_phases, items, [&](u64 task, u32 phase, u64 i) noexcept {
         f(task, phase, i);
         look_at_rounding();
     });
@@ -127,8 +128,8 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     const u32 used =
         points <= column ? 0 : static_cast<u32>(std::min<u64>(rows, (points - column + m - 1) / m));
     if (b != 7) {
-        const u64 piece = std::min(n, kEntryColumns);
-        for (u64 k = 0; k < n; k += piece) enter_piece(limbs, A, points, column + k, piece, begin, end, data);
+        const u64 few = std::min(n, kEntryColumns);
+        for (u64 k = 0; k < n; k += few) enter_columns(limbs, A, points, column + k, few, begin, end, data);
         return;
     }
     for (u32 r = 0; r < used; r++) {
@@ -146,9 +147,9 @@ void C17Product::first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u
     }
 }
 
-// The limbs of a piece stay in the first cache while they go through all primes.
-void C17Product::enter_piece(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin,
-                             u32 end, double* data) {
+// Few columns at a time: their limbs stay in the first cache while they go through all primes.
+void C17Product::enter_columns(double* limbs, const Operand& A, u64 points, u64 column, u64 columns,
+                               u32 begin, u32 end, double* data) {
     const u32 rows = plan_.rows();
     const u64 m = plan_.row_points(), row_limbs = c17_point_limbs(plan_.a) * columns;
     double* const out = data + plan_.offset(column);
@@ -175,17 +176,17 @@ C17Product::Middle C17Product::middle_of(C17Middle what, u32 primes) const {
     if (!plan_.has_subtrees() || plan_.row_points() < kSharedRowPoints || 16 * idle <= rows) {
         return {what, 1, 0};
     }
-    return {what, 3, std::min(kStepItems, plan_.max_step_items())};
+    return {what, 3, std::min(kPassItems, plan_.max_pass_items())};
 }
 u64 C17Product::items_of(const Middle& middle, u32 phase, u32 primes) const {
     const u64 rows = u64(primes) * plan_.rows();
     if (middle.phases == 1) return rows;
-    return rows * (phase == 1 ? plan_.subtrees() : middle.step_items);
+    return rows * (phase == 1 ? plan_.subtrees() : middle.pass_items);
 }
 
 void C17Product::do_middle(const Middle& middle, u32 phase, u64 item, u32 begin, double* out, const double* x,
                            const double* y) {
-    constexpr C17Part kParts[3] = {C17Part::first_step, C17Part::subtree, C17Part::last_step};
+    constexpr C17Part kParts[3] = {C17Part::first_pass, C17Part::subtree, C17Part::last_pass};
     const C17Part part = middle.phases == 1 ? C17Part::whole : kParts[phase];
     const u64 items = items_of(middle, phase, 1) / plan_.rows();  // of a row
     const u32 prime = static_cast<u32>(item / items / plan_.rows());
@@ -219,7 +220,7 @@ C17Product::Range C17Product::wanted(const C17Window& window, u32 row, u64 block
 
 // A product that wraps around has something to add to the lowest groups: what stands above the last point.
 // The last two groups tell.
-u64 C17Product::tail_begin(const C17Window& window, bool wraps) const {
+u64 C17Product::wrap_begin(const C17Window& window, bool wraps) const {
     const u64 last = setup_.groups();
     return wraps && window.first() == 0 && window.end() != 0 ? std::max(window.end(), last - 2) : last;
 }
@@ -242,18 +243,18 @@ void C17Product::recombine(const Block& block, u32 row, u64 first_group, Range r
     }
 }
 
-void C17Product::last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps) {
+void C17Product::last_sweep(u64 task, u64 item, C17Window& window, const double* data, bool wraps) {
     const u32 rows = plan_.rows();
-    const u64 n_pieces = pieces(), blocks = setup_.blocks();
-    const u64 block0 = blocks * piece / n_pieces, block1 = blocks * (piece + 1) / n_pieces;
+    const u64 n_items = last_items(), blocks = setup_.blocks();
+    const u64 block0 = blocks * item / n_items, block1 = blocks * (item + 1) / n_items;
     const u64 row_groups = plan_.row_points() / 8, n = plan_.columns() / 8;
-    const u64 tail = tail_begin(window, wraps);
+    const u64 wrap = wrap_begin(window, wraps);
     C17Carry* const carries =
         reinterpret_cast<C17Carry*>(scratch_ + (task + 1) * setup_.sizes.task_bytes) - rows;
     std::memset(static_cast<void*>(carries), 0, rows * sizeof(C17Carry));
     C17Carry above{};
     for (u64 block = block0; block < block1; block++) {
-        bool needed = block + 1 == blocks && tail != setup_.groups();
+        bool needed = block + 1 == blocks && wrap != setup_.groups();
         for (u32 r = 0; r < rows && !needed; r++) {
             const Range range = wanted(window, r, block, block + 1);
             needed = range.begin < range.end;
@@ -263,31 +264,31 @@ void C17Product::last_sweep(u64 task, u64 piece, C17Window& window, const double
         for (u32 r = 0; r < rows; r++) {
             const u64 first = r * row_groups + block * n;
             recombine(joined, r, first, wanted(window, r, block, block + 1), window, carries[r]);
-            if (r + 1 == rows && block + 1 == blocks && tail != setup_.groups()) {
+            if (r + 1 == rows && block + 1 == blocks && wrap != setup_.groups()) {
                 // words of these groups are above the window; what they leave behind is not
-                C17Carry& carry = tail == window.end() ? carries[r] : above;
-                recombine(joined, r, first, {std::max(tail, first), setup_.groups()}, window, carry);
+                C17Carry& carry = wrap == window.end() ? carries[r] : above;
+                recombine(joined, r, first, {std::max(wrap, first), setup_.groups()}, window, carry);
             }
         }
     }
     for (u32 r = 0; r < rows; r++) {
-        const bool top = r + 1 == rows && block1 == blocks && tail != setup_.groups() && tail != window.end();
-        setup_.ends->flush(&setup_.constants, top ? &above : &carries[r], carries_of(piece, r));
+        const bool top = r + 1 == rows && block1 == blocks && wrap != setup_.groups() && wrap != window.end();
+        setup_.ends->flush(&setup_.constants, top ? &above : &carries[r], carries_of(item, r));
         count_excess(task, carries[r]);
     }
     count_excess(task, above);
 }
 
 void C17Product::finish(C17Window& window, const double* data, bool wraps) {
-    const u64 n_pieces = pieces(), blocks = setup_.blocks();
-    for (u64 piece = 0; piece < n_pieces; piece++) {
+    const u64 n_items = last_items(), blocks = setup_.blocks();
+    for (u64 item = 0; item < n_items; item++) {
         for (u32 r = 0; r < plan_.rows(); r++) {
-            const bool last = piece + 1 == n_pieces && r + 1 == plan_.rows();
-            const Range range = wanted(window, r, blocks * piece / n_pieces, blocks * (piece + 1) / n_pieces);
+            const bool last = item + 1 == n_items && r + 1 == plan_.rows();
+            const Range range = wanted(window, r, blocks * item / n_items, blocks * (item + 1) / n_items);
             if (last && wraps && window.first() == 0) {
-                window.add(0, carries_of(piece, r));
+                window.add(0, carries_of(item, r));
             } else if (range.begin < range.end) {
-                window.add(range.end, carries_of(piece, r));
+                window.add(range.end, carries_of(item, r));
             }
         }
     }
@@ -353,7 +354,8 @@ void C17Product::run_sweeps(C17Middle what, double* out, const double* x, const 
         n_first + middle.phases + n_last,
         [&](u32 phase) noexcept {
             if (phase < n_first) return setup_.blocks();
-            return phase - n_first < middle.phases ? items_of(middle, phase - n_first, plan_.a) : pieces();
+            return phase - n_first < middle.phases ? items_of(middle, phase - n_first, plan_.a)
+                                                   : last_items();
         },
         [&](u64 task, u32 phase, u64 i) {
             if constexpr (n_first == 1) {
@@ -417,16 +419,16 @@ void C17Product::multiply_plain(C17Window& window, double* data, double* second,
     run(
         turns * turn_phases + 1,
         [&](u32 phase) noexcept {
-            const u32 turn = phase / turn_phases, step = phase % turn_phases;
-            if (turn == turns) return pieces();
-            if (step == 0) return turn == 0 ? 2 * blocks : blocks;
-            return items_of(middle, step - 1, primes_end(turn) - turn * per_turn);
+            const u32 turn = phase / turn_phases, k = phase % turn_phases;
+            if (turn == turns) return last_items();
+            if (k == 0) return turn == 0 ? 2 * blocks : blocks;
+            return items_of(middle, k - 1, primes_end(turn) - turn * per_turn);
         },
         [&](u64 task, u32 phase, u64 i) {
-            const u32 turn = phase / turn_phases, step = phase % turn_phases, begin = turn * per_turn;
+            const u32 turn = phase / turn_phases, k = phase % turn_phases, begin = turn * per_turn;
             if (turn == turns) return last_sweep(task, i, window, data, false);
-            if (step != 0) {
-                return do_middle(middle, step - 1, i, begin, data, data + begin * plan_.prime_stride, second);
+            if (k != 0) {
+                return do_middle(middle, k - 1, i, begin, data, data + begin * plan_.prime_stride, second);
             }
             if (turn == 0 && i % 2 == 0) return first_sweep(task, i / 2, {A, LA}, 0, plan_.a, data);
             first_sweep(task, turn == 0 ? i / 2 : i, {B, LB}, begin, primes_end(turn), second);

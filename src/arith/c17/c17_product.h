@@ -23,14 +23,14 @@ namespace trel {
 struct C17Sizes {
     static constexpr u32 kMaxTasks = 64;
 
-    u64 data_bytes;     // of one transform
-    u64 scratch_bytes;  // tasks' buffers, then the carries of the last sweep
-    u64 task_bytes;     // of one task's buffer
-    u64 second_bytes;   // of the second operand in a plain product
-    u32 max_tasks;      // buffers there are
-    u32 max_pieces;     // of the last sweep
-    u32 carry_words;    // a piece leaves behind at the end of a row
-    u32 plain_primes;   // primes of the second operand that are transformed together in a plain product
+    u64 data_bytes;      // of one transform
+    u64 scratch_bytes;   // tasks' buffers, then the carries of the last sweep
+    u64 task_bytes;      // of one task's buffer
+    u64 second_bytes;    // of the second operand in a plain product
+    u32 max_tasks;       // buffers there are
+    u32 max_last_items;  // of the last sweep
+    u32 carry_words;     // an item of the last sweep leaves behind at the end of a row
+    u32 plain_primes;    // primes of the second operand that are transformed together in a plain product
 
     u64 plain_bytes() const { return data_bytes + second_bytes + scratch_bytes; }
 };
@@ -60,7 +60,7 @@ const C17Setup& c17_setup(Isa isa, const NttRecord& record);
 class C17Product {
   public:
     // scratch: scratch_bytes of the sizes
-    C17Product(const C17Setup& setup, const ParallelContext& P, void* scratch);
+    C17Product(const C17Setup& setup, const ParallelContext& parallel, void* scratch);
 
     void forward(double* data, const Word* A, u64 L);
     // work = row products of X and Y (X == Y: the square), then the window's words. X and Y stay unless they
@@ -88,32 +88,32 @@ class C17Product {
     void first_sweep(u64 task, u64 block, const Operand& A, u32 begin, u32 end, double* data);
     // The same for b = 1, 3 or 5, `columns` columns from `column` on; the operand has
     // `points` points.
-    void enter_piece(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin, u32 end,
-                     double* data);
+    void enter_columns(double* limbs, const Operand& A, u64 points, u64 column, u64 columns, u32 begin,
+                       u32 end, double* data);
     // What is done to the rows of some primes, in one phase or, where tasks share rows, three: the parts of
     // C17Part.
     struct Middle {
         C17Middle what;
         u32 phases;
-        u64 step_items;  // of the first and last step of a row
+        u64 pass_items;  // of the first and last pass of a row
     };
     Middle middle_of(C17Middle what, u32 primes) const;
     u64 items_of(const Middle& middle, u32 phase, u32 primes) const;
     // An item of the rows of primes begin, begin + 1, ...; x and y hold prime `begin` first, out prime 0.
     void do_middle(const Middle& middle, u32 phase, u64 item, u32 begin, double* out, const double* x,
                    const double* y);
-    // first(task, block), the middle of all primes, last(task, piece); first or last may be nullptr.
+    // first(task, block), the middle of all primes, last(task, item); first or last may be nullptr.
     template <class First, class Last>
     void run_sweeps(C17Middle what, double* out, const double* x, const double* y, First&& first,
                     Last&& last);
-    // Piece `piece` of the last sweep.
-    void last_sweep(u64 task, u64 piece, C17Window& window, const double* data, bool wraps);
+    // Item `item` of the last sweep: a run of blocks.
+    void last_sweep(u64 task, u64 item, C17Window& window, const double* data, bool wraps);
     // run_phases() with a look at each item's thread.
     template <class Items, class F>
     void run(u32 n_phases, Items&& items, F&& f);
     void look_at_rounding();
     void count_excess(u64 task, const C17Carry& carry);
-    // Adds what the pieces have left at their ends and settles the carry from below.
+    // Adds what the items have left at their ends and settles the carry from below.
     void finish(C17Window& window, const double* data, bool wraps);
     void settle_below(C17Window& window, const double* data);
 
@@ -132,14 +132,14 @@ class C17Product {
     void recombine(const Block& block, u32 row, u64 first_group, Range range, C17Window& window,
                    C17Carry& carry);
 
-    u64 tail_begin(const C17Window& window, bool wraps) const;
+    u64 wrap_begin(const C17Window& window, bool wraps) const;
     double* buffer(u64 task) const;
-    Word* carries_of(u64 piece, u32 row) const;
-    u64 pieces() const;
+    Word* carries_of(u64 item, u32 row) const;
+    u64 last_items() const;
 
     const C17Setup& setup_;
     const C17Plan& plan_;
-    ParallelContext P_;
+    ParallelContext parallel_;
     u64 tasks_;
     u8* scratch_;
     u64 excess_[C17Sizes::kMaxTasks] = {};

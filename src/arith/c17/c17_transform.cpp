@@ -22,25 +22,26 @@ void C17Transform::check(const C17Product& product) const {
     check_ntt_coefficients(family_, setup_->record, product.excess());
 }
 
-void C17Transform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {
+void C17Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                           void* scratch) const {
     check_length(name(), L);
-    C17Product product(*setup_, P, scratch);
+    C17Product product(*setup_, parallel, scratch);
     product.forward(static_cast<double*>(data), A, L);
     check(product);
 }
 
-void C17Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                           const void* Y, void* scratch) const {
+void C17Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                           const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
-    C17Product product(*setup_, P, scratch);
+    C17Product product(*setup_, parallel, scratch);
     product.inverse(window, static_cast<double*>(work), static_cast<const double*>(X),
                     static_cast<const double*>(Y), true);
     check(product);
 }
 
-void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
-                                  u64 LA, const Word* B, u64 LB, void* memory) const {
+void C17Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                  const Word* A, u64 LA, const Word* B, u64 LB, void* memory) const {
     check_length(name(), LA);
     check_length(name(), LB);
     check_length(name(), total);
@@ -48,28 +49,28 @@ void C17Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u
     u8* const second = data + data_bytes_;
     u8* const scratch = second + setup_->sizes.second_bytes;
     C17Window window(setup_->plan.a, T, skip, total);
-    C17Product product(*setup_, P, scratch);
+    C17Product product(*setup_, parallel, scratch);
     product.multiply_plain(window, reinterpret_cast<double*>(data), reinterpret_cast<double*>(second), A, LA,
                            B, LB);
     check(product);
 }
 
-void C17Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                                void* memory) const {
+void C17Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                                u64 L, void* memory) const {
     check_length(name(), L);
     check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
-    C17Product product(*setup_, P, static_cast<u8*>(memory) + data_bytes_);
+    C17Product product(*setup_, parallel, static_cast<u8*>(memory) + data_bytes_);
     product.square_plain(window, static_cast<double*>(memory), A, L);
     check(product);
 }
 
-void C17Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
+void C17Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                                  u64 LA, const void* Y, void* work, void* scratch) const {
     check_length(name(), LA);
     check_length(name(), total);
     C17Window window(setup_->plan.a, T, skip, total);
-    C17Product product(*setup_, P, scratch);
+    C17Product product(*setup_, parallel, scratch);
     product.multiply_held(window, static_cast<double*>(work), A, LA, static_cast<const double*>(Y));
     check(product);
 }

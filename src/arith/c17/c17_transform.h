@@ -16,14 +16,15 @@ class C17Transform final : public Transform {
     explicit C17Transform(const C17Setup& setup, NttFamily family = NttFamily::c17);
 
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
-    void multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                         const Word* B, u64 LB, void* memory) const override;
-    void square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
                       void* memory) const override;
-    void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                        const void* Y, void* work, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 

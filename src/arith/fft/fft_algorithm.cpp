@@ -100,11 +100,11 @@ void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u
     const ShortRecord r = short_record(2 * L, L);
     if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
-    const ParallelContext& P = context.parallel;
+    const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    transform.forward(P, x, A, L, nullptr);
-    const i64 c = transform.inverse_all(P, T, x, x, x);
+    transform.forward(parallel, x, A, L, nullptr);
+    const i64 c = transform.inverse_all(parallel, T, x, x, x);
     unfold(context, T, r, c, A, L, A, L);
 }
 
@@ -113,13 +113,13 @@ void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u
     const ShortRecord r = short_record(LA + LB, std::max(LA, LB));
     if (r.record == nullptr || LA == 0 || LB == 0) return MultiplyAlgorithm::mul(context, T, A, LA, B, LB);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
-    const ParallelContext& P = context.parallel;
+    const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    transform.forward(P, x, A, LA, nullptr);
-    transform.forward(P, y, B, LB, nullptr);
-    const i64 c = transform.inverse_all(P, T, x, x, y);
+    transform.forward(parallel, x, A, LA, nullptr);
+    transform.forward(parallel, y, B, LB, nullptr);
+    const i64 c = transform.inverse_all(parallel, T, x, x, y);
     unfold(context, T, r, c, A, LA, B, LB);
 }
 
@@ -128,8 +128,8 @@ u64 FftAlgorithm::table_bytes(u64 words) const {
 }
 
 std::unique_ptr<SharedTables> FftAlgorithm::make_tables(u64 words, AlignedBufferC memory,
-                                                        const ParallelContext& P) const {
-    return std::make_unique<FftSharedTables>(words, memory, P);
+                                                        const ParallelContext& parallel) const {
+    return std::make_unique<FftSharedTables>(words, memory, parallel);
 }
 
 const MultiplyAlgorithm& fft_algorithm() {

@@ -26,13 +26,14 @@ class FftTransform final : public Transform {
     FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables);
 
     Fold fold() const override { return Fold::negacyclic; }
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
     // The sum of all coefficients at their places: T[0..W) holds it modulo 2^(64 W), the rest is returned.
-    i64 inverse_all(const ParallelContext& P, Word* T, void* work, const void* X, const void* Y) const;
+    i64 inverse_all(const ParallelContext& parallel, Word* T, void* work, const void* X, const void* Y) const;
 
     // inverse() on one task that also tells the largest distance of a coefficient from an integer, for tests.
     double inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const;
@@ -40,12 +41,13 @@ class FftTransform final : public Transform {
     const FftPlan& plan() const { return plan_; }
 
   private:
-    u64 tasks(const ParallelContext& P) const;
+    u64 tasks(const ParallelContext& parallel) const;
     template <class F>
-    void in_parts(const ParallelContext& P, u64 n, F&& part) const;
-    i64 inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                       const void* Y) const;
-    i64 finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work, double* worst) const;
+    void in_parts(const ParallelContext& parallel, u64 n, F&& part) const;
+    i64 inverse_points(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                       const void* X, const void* Y) const;
+    i64 finish(const ParallelContext& parallel, Word* T, u64 skip, u64 total, double* work,
+               double* worst) const;
 
     const FftKernels* kernels_;
     FftPlan plan_;

@@ -82,9 +82,9 @@ HntTransform::HntTransform(const HntParameters& parameters, const FftSharedTable
       task_bytes_(bytes_of_task(parameters)),
       max_tasks_(tasks_of_scratch(parameters)) {}
 
-u64 HntTransform::tasks(const ParallelContext& P) const {
-    if (P.tds < 2 || data_bytes_ < kParallelBytes) return 1;
-    return std::min({P.tds, max_tasks_, parameters_.elements() >> kSharedLevels});
+u64 HntTransform::tasks(const ParallelContext& parallel) const {
+    if (parallel.tds < 2 || data_bytes_ < kParallelBytes) return 1;
+    return std::min({parallel.tds, max_tasks_, parameters_.elements() >> kSharedLevels});
 }
 
 // r = x times the root's power j (-j when negative), 0 <= j < 2^k; x is spent. temporary: n + 1 words.
@@ -156,9 +156,9 @@ void HntTransform::inverse_node(Word* x, u32 levels, Word* temporary) const {
 // The part of a forward or inverse transform that tasks do together: f(element, its partner, power of the
 // root, task) for all butterflies of a level.
 template <class F>
-void HntTransform::shared_level(const ParallelContext& P, u64 n_tasks, u32 level, const F& f) const {
+void HntTransform::shared_level(const ParallelContext& parallel, u64 n_tasks, u32 level, const F& f) const {
     const u64 count = parameters_.elements() / 2, half = count >> level;
-    parallel_for(P, n_tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         for (u64 i = count * task / n_tasks; i < count * (task + 1) / n_tasks; i++) {
             const u64 first = i / half * 2 * half + i % half;
             f(first, first + half, (i % half) << level, task);
@@ -166,16 +166,17 @@ void HntTransform::shared_level(const ParallelContext& P, u64 n_tasks, u32 level
     });
 }
 
-void HntTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {
+void HntTransform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                           void* scratch) const {
     check_length("HNT", L);
     check_work_area(scratch);
     Word* const x = static_cast<Word*>(data);
-    const u64 elements = parameters_.elements(), n_tasks = tasks(P);
+    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
     const u64 point_bytes = parameters_.point_bits() / 8, bytes = L * sizeof(Word);
     const auto temporary = [&](u64 task) {
         return reinterpret_cast<Word*>(static_cast<u8*>(scratch) + task * task_bytes_);
     };
-    parallel_for(P, n_tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         for (u64 j = elements * task / n_tasks; j < elements * (task + 1) / n_tasks; j++) {
             Word* const to = x + j * stride();
             const u64 from = std::min(j * point_bytes, bytes), here = std::min(point_bytes, bytes - from);
@@ -188,12 +189,12 @@ void HntTransform::forward(const ParallelContext& P, void* data, const Word* A, 
         return;
     }
     for (u32 level = 0; level < kSharedLevels; level++) {
-        shared_level(P, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
+        shared_level(parallel, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
             forward_butterfly(x + i * stride(), x + partner * stride(), j, temporary(task));
         });
     }
     const u64 nodes = u64(1) << kSharedLevels, size = elements / nodes;
-    parallel_for(P, n_tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         for (u64 node = nodes * task / n_tasks; node < nodes * (task + 1) / n_tasks; node++) {
             forward_node(x + node * size * stride(), parameters_.k - kSharedLevels, temporary(task));
         }
@@ -201,15 +202,15 @@ void HntTransform::forward(const ParallelContext& P, void* data, const Word* A, 
 }
 
 // r = x y, element by element; where an element is 2^(64 n), that is -1, the other is negated.
-void HntTransform::pointwise(const ParallelContext& P, Word* r, const Word* x, const Word* y,
+void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Word* x, const Word* y,
                              u8* scratch) const {
-    const u64 elements = parameters_.elements(), n_tasks = tasks(P);
+    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
     const bool by_fft = parameters_.element_units() >= kHntFftUnits;
     TransformHolder holder;
     if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), tables_);
     // the FFT would refuse in its own name, and on a worker's thread nobody could catch that
     std::atomic<bool> rounded_right{true};
-    parallel_for(P, n_tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;
         Word* const product = reinterpret_cast<Word*>(memory);
         for (u64 i = elements * task / n_tasks; i < elements * (task + 1) / n_tasks; i++) {
@@ -239,32 +240,33 @@ void HntTransform::pointwise(const ParallelContext& P, Word* r, const Word* x, c
     check_rounding("HNT", rounded_right.load(std::memory_order_relaxed), excess_bound(), excess_bound());
 }
 
-void HntTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                           const void* Y, void* scratch) const {
+void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                           const void* X, const void* Y, void* scratch) const {
     check_work_area(scratch);
     Word* const r = static_cast<Word*>(work);
-    const u64 elements = parameters_.elements(), n_tasks = tasks(P);
+    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
     const auto temporary = [&](u64 task) {
         return reinterpret_cast<Word*>(static_cast<u8*>(scratch) + task * task_bytes_);
     };
-    pointwise(P, r, static_cast<const Word*>(X), static_cast<const Word*>(Y), static_cast<u8*>(scratch));
+    pointwise(parallel, r, static_cast<const Word*>(X), static_cast<const Word*>(Y),
+              static_cast<u8*>(scratch));
     if (n_tasks < 2) {
         inverse_node(r, parameters_.k, temporary(0));
     } else {
         const u64 nodes = u64(1) << kSharedLevels, size = elements / nodes;
-        parallel_for(P, n_tasks, [&](u64 task) {
+        parallel_for(parallel, n_tasks, [&](u64 task) {
             for (u64 node = nodes * task / n_tasks; node < nodes * (task + 1) / n_tasks; node++) {
                 inverse_node(r + node * size * stride(), parameters_.k - kSharedLevels, temporary(task));
             }
         });
         for (u32 level = kSharedLevels; level-- > 0;) {
-            shared_level(P, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
+            shared_level(parallel, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
                 inverse_butterfly(r + i * stride(), r + partner * stride(), j, temporary(task));
             });
         }
     }
     // 2^-k is -2^(64 n - k)
-    parallel_for(P, n_tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         Word* const t = temporary(task);
         for (u64 i = elements * task / n_tasks; i < elements * (task + 1) / n_tasks; i++) {
             fermat::shift(t, r + i * stride(), 64 * n_ - parameters_.k, n_);

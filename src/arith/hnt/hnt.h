@@ -23,8 +23,9 @@ class HntTransform final : public Transform {
 
     // The carry out of the top element is dropped.
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
@@ -37,15 +38,15 @@ class HntTransform final : public Transform {
 
   private:
     u64 stride() const { return n_ + 1; }
-    u64 tasks(const ParallelContext& P) const;
+    u64 tasks(const ParallelContext& parallel) const;
     void multiply_by_root(Word* r, const Word* x, u64 j, bool negative, Word* temporary) const;
     void forward_butterfly(Word* x, Word* y, u64 j, Word* temporary) const;
     void inverse_butterfly(Word* x, Word* y, u64 j, Word* temporary) const;
     void forward_node(Word* x, u32 levels, Word* temporary) const;
     void inverse_node(Word* x, u32 levels, Word* temporary) const;
     template <class F>
-    void shared_level(const ParallelContext& P, u64 n_tasks, u32 level, const F& f) const;
-    void pointwise(const ParallelContext& P, Word* r, const Word* x, const Word* y, u8* scratch) const;
+    void shared_level(const ParallelContext& parallel, u64 n_tasks, u32 level, const F& f) const;
+    void pointwise(const ParallelContext& parallel, Word* r, const Word* x, const Word* y, u8* scratch) const;
 
     u64 excess_bound() const { return u64(2) << parameters_.k; }
 

@@ -99,9 +99,9 @@ IntegerNttTransform<W>::IntegerNttTransform(const IntegerNttKernels<W>& kernels,
       log_block_(log_block_of(record, ntt_max_exponent(kIntegerNttFamily<W>, record.a, record.b))) {}
 
 template <class W>
-u64 IntegerNttTransform<W>::tasks(const ParallelContext& P) const {
-    if (P.tds < 2 || record_.a * record_.points() < kParallelResidues) return 1;
-    return std::min({P.tds, kMaxTasks, (u64(1) << record_.c) / kBlock});
+u64 IntegerNttTransform<W>::tasks(const ParallelContext& parallel) const {
+    if (parallel.tds < 2 || record_.a * record_.points() < kParallelResidues) return 1;
+    return std::min({parallel.tds, kMaxTasks, (u64(1) << record_.c) / kBlock});
 }
 
 // rows[64 r + k] = transform over the rows of column `column` + k, from the units of the b points that fall
@@ -132,15 +132,15 @@ void IntegerNttTransform<W>::load_columns(W* rows, const W* units, u32 prime, co
 }
 
 template <class W>
-void IntegerNttTransform<W>::forward(const ParallelContext& P, void* data, const Word* A, u64 L,
+void IntegerNttTransform<W>::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
                                      void*) const {
     using Unit = typename IntegerNttTypes<W>::Unit;
     check_length(ntt_constants(kIntegerNttFamily<W>).short_name, L);
     W* const out = static_cast<W*>(data);
     const u32 a = record_.a, b = record_.b, c = record_.c, n_units = a - 1;
     const u64 m = u64(1) << c, total_units = L * (sizeof(Word) / sizeof(Unit));
-    const u64 n = tasks(P), blocks = m / kBlock;
-    parallel_for(P, n, [&](u64 task) {
+    const u64 n = tasks(parallel), blocks = m / kBlock;
+    parallel_for(parallel, n, [&](u64 task) {
         alignas(64) W units[kMaxB * kBlock * (IntegerNttTypes<W>::kMaxPrimes - 1)];
         alignas(64) W rows[kMaxB * kBlock];
         for (u64 q = blocks * task / n; q < blocks * (task + 1) / n; q++) {
@@ -181,7 +181,7 @@ void IntegerNttTransform<W>::forward(const ParallelContext& P, void* data, const
     });
     const u64 n_rows = u64(a) * b;
     if (n < 2 || c < kSplitExponent) {
-        parallel_for(P, n, [&](u64 task) {
+        parallel_for(parallel, n, [&](u64 task) {
             for (u64 r = n_rows * task / n; r < n_rows * (task + 1) / n; r++) {
                 kernels_->forward(set_->prime[r / b], out + (r << c), c, 0, log_block_);
             }
@@ -189,14 +189,14 @@ void IntegerNttTransform<W>::forward(const ParallelContext& P, void* data, const
         return;
     }
     const u64 quarter = m / 4, parts = 4 * n_rows;
-    parallel_for(P, n, [&](u64 task) {
+    parallel_for(parallel, n, [&](u64 task) {
         for (u64 u = parts * task / n; u < parts * (task + 1) / n; u++) {
             const u64 r = u / 4, part = u % 4;
             kernels_->forward_top(set_->prime[r / b], out + (r << c), c, quarter / 4 * part,
                                   quarter / 4 * (part + 1));
         }
     });
-    parallel_for(P, n, [&](u64 task) {
+    parallel_for(parallel, n, [&](u64 task) {
         for (u64 u = parts * task / n; u < parts * (task + 1) / n; u++) {
             kernels_->forward(set_->prime[u / 4 / b], out + u * quarter, c - 2, u % 4, log_block_);
         }
@@ -204,15 +204,15 @@ void IntegerNttTransform<W>::forward(const ParallelContext& P, void* data, const
 }
 
 template <class W>
-void IntegerNttTransform<W>::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work,
-                                     const void* X, const void* Y, void*) const {
+void IntegerNttTransform<W>::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                     void* work, const void* X, const void* Y, void*) const {
     W* const out = static_cast<W*>(work);
     const W* const x = static_cast<const W*>(X);
     const W* const y = static_cast<const W*>(Y);
     const u32 b = record_.b, c = record_.c;
-    const u64 n = tasks(P), n_rows = u64(record_.a) * b;
+    const u64 n = tasks(parallel), n_rows = u64(record_.a) * b;
     if (n < 2 || c < kSplitExponent) {
-        parallel_for(P, n, [&](u64 task) {
+        parallel_for(parallel, n, [&](u64 task) {
             for (u64 r = n_rows * task / n; r < n_rows * (task + 1) / n; r++) {
                 const u64 at = r << c;
                 kernels_->inverse(set_->prime[r / b], out + at, x + at, y + at, c, 0, log_block_);
@@ -220,13 +220,13 @@ void IntegerNttTransform<W>::inverse(const ParallelContext& P, Word* T, u64 skip
         });
     } else {
         const u64 quarter = u64(1) << (c - 2), parts = 4 * n_rows;
-        parallel_for(P, n, [&](u64 task) {
+        parallel_for(parallel, n, [&](u64 task) {
             for (u64 u = parts * task / n; u < parts * (task + 1) / n; u++) {
                 const u64 at = u * quarter;
                 kernels_->inverse(set_->prime[u / 4 / b], out + at, x + at, y + at, c - 2, u % 4, log_block_);
             }
         });
-        parallel_for(P, n, [&](u64 task) {
+        parallel_for(parallel, n, [&](u64 task) {
             for (u64 u = parts * task / n; u < parts * (task + 1) / n; u++) {
                 const u64 r = u / 4, part = u % 4;
                 kernels_->inverse_top(set_->prime[r / b], out + (r << c), c, quarter / 4 * part,
@@ -234,7 +234,7 @@ void IntegerNttTransform<W>::inverse(const ParallelContext& P, Word* T, u64 skip
             }
         });
     }
-    recombine(P, T, skip, total, out);
+    recombine(parallel, T, skip, total, out);
 }
 
 // Coefficients of 64 columns as they lie in the work area, and the words that they are joined to.
@@ -330,7 +330,7 @@ W IntegerNttTransform<W>::carry_into(u64 end, const W* residues, W* carry) const
 }
 
 template <class W>
-void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 skip, u64 total,
+void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
                                        const void* data) const {
     check_length(ntt_constants(kIntegerNttFamily<W>).short_name, total);
     const W* const residues = static_cast<const W*>(data);
@@ -342,11 +342,11 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& P, Word* T, u64 sk
     const u64 first_block = first / kBlock * kBlock;
     const PointRange points{first, (8 * total + point_bytes - 1) / point_bytes};
     const JoinWindow window(T, skip, total, below, first_block * point_bytes);
-    const u64 n = tasks(P), m = u64(1) << record_.c, blocks = m / kBlock;
+    const u64 n = tasks(parallel), m = u64(1) << record_.c, blocks = m / kBlock;
     const auto column_of = [&](u64 task) { return blocks * task / n * kBlock; };
     Carries carries[kMaxTasks];
     W excess[kMaxTasks];
-    parallel_for(P, n, [&](u64 task) {
+    parallel_for(parallel, n, [&](u64 task) {
         excess[task] =
             join_columns(points, window, residues, column_of(task), column_of(task + 1), carries[task]);
     });

@@ -33,14 +33,15 @@ class IntegerNttTransform final : public Transform {
 
     // The carry out of the top point is dropped.
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
     // The second half of inverse(), from the residues of the product's coefficients (times N / R): for tests
     // that spoil one.
-    void recombine(const ParallelContext& P, Word* T, u64 skip, u64 total, const void* residues) const;
+    void recombine(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const void* residues) const;
 
     const NttRecord& record() const { return record_; }
 
@@ -49,7 +50,7 @@ class IntegerNttTransform final : public Transform {
     struct Carries;
     struct Block;
 
-    u64 tasks(const ParallelContext& P) const;
+    u64 tasks(const ParallelContext& parallel) const;
     void load_columns(W* rows, const W* units, u32 prime, const bool* empty, u64 column) const;
     void load_block(Block& block, const W* residues, u64 column) const;
     void join(Block& block, u32 t, W* carry) const;

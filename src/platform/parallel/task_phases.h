@@ -56,13 +56,13 @@ constexpr u64 kMaxPhaseTasks = 64;
 // Works with any framework: a task that finds no item left waits only for items that another task is running
 // already, so it does not matter whether all tasks run at the same time, or one after the other.
 template <class Items, class F>
-void run_phases(const ParallelContext& P, u64 tasks, u32 n_phases, Items&& items, F&& f) {
+void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&& items, F&& f) {
     static_assert(std::is_nothrow_invocable_v<Items, u32> && std::is_nothrow_invocable_v<F, u64, u32, u64>);
     if (n_phases > kMaxPhases || tasks > kMaxPhaseTasks) {
         assertion_failure(kInvalidParameters, "run_phases()",
                           std::to_string(n_phases) + " phases, " + std::to_string(tasks) + " tasks");
     }
-    if (tasks < 2 || P.tds < 2) {
+    if (tasks < 2 || parallel.tds < 2) {
         for (u32 k = 0; k < n_phases; k++) {
             for (u64 i = 0; i < items(k); i++) f(0, k, i);
         }
@@ -72,7 +72,7 @@ void run_phases(const ParallelContext& P, u64 tasks, u32 n_phases, Items&& items
         std::atomic<u64> taken[kMaxPhaseTasks] = {};  // items of each task's run
         PhaseEnd end;
     } phases[kMaxPhases];
-    parallel_for(P, tasks, [&](u64 task) {
+    parallel_for(parallel, tasks, [&](u64 task) {
         for (u32 k = 0; k < n_phases; k++) {
             const u64 n = items(k);
             for (u64 t = 0; t < tasks; t++) {

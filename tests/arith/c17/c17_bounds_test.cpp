@@ -100,9 +100,9 @@ Bounds bounds_of(const C17Plan& plan, bool row0) {
     Model m;
     std::vector<u32> radices;
     std::vector<bool> reduces;
-    for (u32 i = 0; i < plan.n_steps; i++) {
-        radices.push_back(plan.steps[i].log_radix);
-        reduces.push_back(plan.steps[i].reduce);
+    for (u32 i = 0; i < plan.n_passes; i++) {
+        radices.push_back(plan.passes[i].log_radix);
+        reduces.push_back(plan.passes[i].reduce);
     }
     Bounds r{};
     double B = after_split(m, plan.b, row0);
@@ -159,7 +159,7 @@ TEST(C17BoundsTest, EveryPlanStaysInside) {
 // The model is not vacuous: one level more without a reduction would leave the limit.
 TEST(C17BoundsTest, ModelSeesAMissingReduction) {
     C17Plan plan = make_c17_plan({10, 5, 30, 0, 0, 0}, 4);
-    for (u32 i = 0; i < plan.n_steps; i++) plan.steps[i].reduce = false;
+    for (u32 i = 0; i < plan.n_passes; i++) plan.passes[i].reduce = false;
     EXPECT_GT(bounds_of(plan, false).argument, kLimit);
     EXPECT_GT(bounds_of(plan, false).leaf_sum, 32);
 }

@@ -70,8 +70,8 @@ TEST_P(C17EntryTest, RowsAreSumsOfTheOperandsResidues) {
                     u64 x[5] = {};
                     for (u32 r = 0; r < used; r++) {
                         for (u32 limb = a - 1; limb-- > 0;) {
-                            const double piece = in[r * row_limbs + (k / 8 * (a - 1) + limb) * 8 + k % 8];
-                            x[r] = static_cast<u64>(((u128(x[r]) << 24) + static_cast<u64>(piece)) % p);
+                            const double bits = in[r * row_limbs + (k / 8 * (a - 1) + limb) * 8 + k % 8];
+                            x[r] = static_cast<u64>(((u128(x[r]) << 24) + static_cast<u64>(bits)) % p);
                         }
                     }
                     for (u32 s = 0; s < b; s++) {

@@ -102,10 +102,10 @@ class Transform {
         }
     }
     // The same in parts, as tasks that share a row would do it, last item first.
-    void middle_in_parts(C17Middle what, u64 step_items, const Data& out, const Data& x,
+    void middle_in_parts(C17Middle what, u64 pass_items, const Data& out, const Data& x,
                          const Data& y) const {
-        const u64 items[3] = {step_items, plan.subtrees(), step_items};
-        const C17Part parts[3] = {C17Part::first_step, C17Part::subtree, C17Part::last_step};
+        const u64 items[3] = {pass_items, plan.subtrees(), pass_items};
+        const C17Part parts[3] = {C17Part::first_pass, C17Part::subtree, C17Part::last_pass};
         for (u32 k = 0; k < 3; k++) {
             for (u32 r = 0; r < plan.rows(); r++) {
                 for (u64 i = items[k]; i-- > 0;) {
@@ -123,7 +123,7 @@ class Transform {
 
     // The u of the leaf x^4 - u, one of whose coefficients stands at a place of a row, and which one.
     u64 leaf_of(u32 row, u64 place, u64* coefficient) const {
-        const u64 in_chunk = place % 64, vector = in_chunk / 8, lane = in_chunk % 8;
+        const u64 in_tail = place % 64, vector = in_tail / 8, lane = in_tail % 8;
         *coefficient = vector % 4;
         return power_mod(root_of(row, (place & ~u64(63)) + 8 * lane + (vector & ~u64(3))), 4, p);
     }
@@ -276,7 +276,7 @@ TEST_P(C17PassesTest, PartsOfARowMakeTheRow) {
             for (const C17Middle what :
                  {C17Middle::forward, C17Middle::product, C17Middle::square, C17Middle::held_product,
                   C17Middle::inverse, C17Middle::inverse_square}) {
-                for (u64 items = 1; items <= t.plan.max_step_items(); items *= 4) {
+                for (u64 items = 1; items <= t.plan.max_pass_items(); items *= 4) {
                     const Data x(t.plan), y(t.plan), z(t.plan), x2(t.plan), y2(t.plan), z2(t.plan);
                     std::vector<u64> values;
                     for (const Data* d : {&x, &x2}) t.fill(*d, Kind::random, 1, values);

@@ -10,18 +10,14 @@
 #include "arith/multiply/transform_tables.h"
 #include "arith/ntt/ntt_support.h"
 #include "base/errors/exceptions.h"
+#include "reference/mpz_words.h"
 #include "support/capture_console.h"
 
 namespace {
 
 using namespace trel;
 using namespace ntt_test;
-
-mpz_class to_mpz(const std::vector<Word>& x) {
-    mpz_class z;
-    mpz_import(z.get_mpz_t(), x.size(), -1, sizeof(Word), 0, 0, x.data());
-    return z;
-}
+using reference::to_mpz;
 
 mpz_class modulus(u64 n) {
     return (mpz_class(1) << (64 * n)) + 1;
