@@ -58,7 +58,7 @@ void fill(C17PrimeConstants& prime, const NttPrimeSet& set, u32 i) {
         power = multiply_mod(power, u64(1) << 24, p);
     }
 
-    // Digits above 2^47 lend from the next one; the top one has nobody to lend from.
+    // Digits above 2^47 become negative and carry into the next one; the top one has no next.
     const auto digits = product_of_others(set, i);
     i64 carry = 0;
     for (u32 k = 0; k < C17PrimeConstants::kMaxLimbs; k++) {

@@ -42,7 +42,7 @@ struct C17EndKernels {
     // the same lines of the cache.
     void (*cut)(u32 a, const Word* A, u64 L, u64 j0, u64 count, double* limbs);
     // out[i * stride + k] = point k modulo prime number first + i of the set, i < n; magnitudes at most
-    // p / 2 + 1. Two or more primes at once spare the way from the second cache.
+    // p / 2 + 1. With two or more primes at once the limbs stay in the first cache.
     void (*reduce)(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count,
                    double* out, u64 stride);
     // Joins `count` points: residues[i * stride + k] modulo prime i (any magnitude below 2^51), to the
@@ -51,7 +51,7 @@ struct C17EndKernels {
     void (*recombine)(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
                       C17Carry* carry, Word* out);
     // The words that stand above the last point: 3 (a - 1) words to add at the next group. The carry is empty
-    // afterwards, but for the excess.
+    // afterwards, except for the excess.
     void (*flush)(const C17EndConstants* constants, C17Carry* carry, Word* out);
 };
 

@@ -53,19 +53,19 @@ struct C17Pass {
 // How the data of one length are laid out and visited.
 //
 // There are rows() = b rows of row_points() = 2^c points. The top level (radix b) runs over columns of all
-// rows; the rest of the tree, the "middle", row by row. A row lies in memory as units of unit points with 8
-// unused doubles behind each, so that no power of two separates what a pass reads together.
+// rows, the rest of the tree, the "middle", row by row. A row lies in memory as units of 2^log_unit points,
+// each followed by 8 unused doubles: without them, what a pass reads together would lie a power of two apart.
 struct C17Plan {
     static constexpr u32 kMaxPasses = 20;
 
     u32 a, b, c;
     u32 log_unit;
-    u32 log_columns;  // columns that go through the top together
+    u32 log_columns;  // of a block
     u32 n_passes;     // of the middle, down to 64 points; at least one
     C17Pass passes[kMaxPasses];
     u64 row_stride;    // doubles from one row to the next
     u64 prime_stride;  // doubles from the rows of one prime to those of the next
-    u64 ahead;         // doubles from what the end of the tree works on to what it fetches meanwhile, or 0
+    u64 ahead;         // doubles from the tail being worked on to the one to prefetch meanwhile, or 0
 
     u64 row_points() const { return u64(1) << c; }
     u32 rows() const { return b; }

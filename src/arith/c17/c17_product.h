@@ -1,9 +1,10 @@
-// The sweeps of a Code 17 transform: from words to rows, over the rows, and from rows back to words.
+// The sweeps of a Code 17 product: from words to rows, over the rows, and from rows back to words. README.md
+// has a drawing of the data and a list of the words used here.
 //
-// A product touches its residues three times, five where tasks share rows. The first sweep takes columns of
-// all rows from the operand's words through cutting, reduction and the radix-b pass; then each row of each
-// prime goes through the rest of the tree, the pointwise product and back, the "middle"; the last sweep takes
-// columns through the radix-b pass backwards and joins them to words.
+// Each sweep is one trip through all residues. The first takes block after block from the operand's words
+// through cutting, reduction and the radix-b pass. The middle takes each row of each prime down the rest of
+// the tree, through the pointwise product and up again; that is three trips where tasks share rows. The last
+// takes block after block back through the radix-b pass and joins the residues to words.
 #pragma once
 
 #include <atomic>
@@ -27,9 +28,9 @@ struct C17Sizes {
     u64 scratch_bytes;   // tasks' buffers, then the carries of the last sweep
     u64 task_bytes;      // of one task's buffer
     u64 second_bytes;    // of the second operand in a plain product
-    u32 max_tasks;       // buffers there are
-    u32 max_last_items;  // of the last sweep
-    u32 carry_words;     // an item of the last sweep leaves behind at the end of a row
+    u32 max_tasks;       // that there are buffers for
+    u32 max_last_items;  // items of the last sweep
+    u32 carry_words;     // what an item of the last sweep leaves behind at the end of a row
     u32 plain_primes;    // primes of the second operand that are transformed together in a plain product
 
     u64 plain_bytes() const { return data_bytes + second_bytes + scratch_bytes; }

@@ -1,4 +1,4 @@
-// An operand's bits cut into points, and its ends, where whole vectors would be read from memory of others.
+// Cuts an operand's bits into points, also at its ends, where a whole vector would reach past the operand.
 // Kernel files only.
 //
 // Points are balanced: field i of b bits is read as a signed number, and the carry that this leaves to field

@@ -15,9 +15,9 @@ namespace trel {
 const FftKernels& fft_kernels(Isa isa);
 const FftKernels& fft_kernels();
 
-// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. There is
-// no check of coefficients, the list of parameters keeps errors below 1/4; but a thread that does not round
-// to nearest ends the operation with "The FPU Control Word has been corrupted." and
+// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity.
+// Coefficients are not checked, because the list of parameters keeps errors below 1/4. A thread that does not
+// round to nearest ends the operation with "The FPU Control Word has been corrupted." and
 // ConvolutionFailedException "Coefficient is too large.". Read-only after construction: operations may run on
 // several threads at once, each with buffers of its own. Needs no scratch.
 class FftTransform final : public Transform {

@@ -208,7 +208,7 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
     const bool by_fft = parameters_.element_units() >= kHntFftUnits;
     TransformHolder holder;
     if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), tables_);
-    // the FFT would refuse in its own name, and on a worker's thread nobody could catch that
+    // Checked here: the FFT would throw under its own name, on a worker's thread, where it cannot be caught.
     std::atomic<bool> rounded_right{true};
     parallel_for(parallel, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;

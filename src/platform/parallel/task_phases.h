@@ -15,6 +15,17 @@
 namespace trel {
 
 // The end of a phase: counts its finished items, and lets tasks wait for the last of them.
+//
+//     waiting task                      task that finishes the last item
+//
+//     lock                              done = n
+//     sleepers = sleepers + 1           sleepers == 0?  yes: nobody has to be woken
+//     done == n?  yes: return           lock, notify all
+//     sleep (this unlocks)
+//
+// Each side writes first and then reads what the other one writes, so at least one of them sees the other:
+// either the waiting task finds that all items are done, or the finishing task finds a sleeper. The lock
+// keeps the notification from coming between the waiting task's last look and its sleep.
 class PhaseEnd {
   public:
     // An item has finished; the phase has n of them.
@@ -28,7 +39,7 @@ class PhaseEnd {
         for (os::SpinWait spin; done_.load(std::memory_order_acquire) < n;) {
             if (spin.once()) continue;
             std::unique_lock<os::Mutex> lock(mutex_);
-            sleepers_.fetch_add(1);  // before the look at the count: who finishes the last item sees it
+            sleepers_.fetch_add(1);
             wake_.wait(lock, [&] { return done_.load() == n; });
             return;
         }
@@ -46,15 +57,20 @@ constexpr u64 kMaxPhaseTasks = 64;
 
 // Runs f(task, phase, i) for all i < items(phase) of phase 0, then of phase 1, and so on; n_phases phases, at
 // most kMaxPhases, and tasks at most kMaxPhaseTasks. task < tasks tells which of the tasks runs the item, and
-// no two items of one task run at the same time. Items may not throw, because the others would wait for an
-// item that never finishes: both functions have to say noexcept.
+// no two items of one task run at the same time. Items may not throw, because the other tasks would wait for
+// an item that never finishes: both functions have to say noexcept.
 //
-// A task begins with a run of items of its own, the same part of every phase, and then helps the others one
-// item at a time. Neighbouring items lie beside each other in memory, and two processors that write beside
-// each other fetch each other's lines in advance for nothing.
+// In every phase a task first takes the items of its own run, then those left in the runs behind it:
+//
+//     items of a phase   | run of task 0 | run of task 1 | run of task 2 | run of task 3 |
+//     task 2 takes         3rd             4th             1st             2nd
+//
+// So what a task writes in one phase and reads in the next stays near its processor. And two tasks rarely
+// work on neighbouring items, which lie beside each other in memory: their processors would fetch each
+// other's lines in advance for nothing.
 //
 // Works with any framework: a task that finds no item left waits only for items that another task is running
-// already, so it does not matter whether all tasks run at the same time, or one after the other.
+// already, so it does not matter whether the tasks run at the same time or one after the other.
 template <class Items, class F>
 void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&& items, F&& f) {
     static_assert(std::is_nothrow_invocable_v<Items, u32> && std::is_nothrow_invocable_v<F, u64, u32, u64>);
@@ -78,7 +94,7 @@ void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&
             for (u64 t = 0; t < tasks; t++) {
                 const u64 run = (task + t) % tasks, first = n * run / tasks, last = n * (run + 1) / tasks;
                 std::atomic<u64>& taken = phases[k].taken[run];
-                // Looks before it takes: a run that is used up stays in the caches of all who look at it.
+                // Reads before it adds: the counter of an empty run then stays in every reader's cache.
                 while (first + taken.load(std::memory_order_relaxed) < last) {
                     const u64 i = first + taken.fetch_add(1, std::memory_order_relaxed);
                     if (i >= last) break;

@@ -108,7 +108,8 @@ TEST_P(NttFamiliesTest, TooLongAndNamed) {
     EXPECT_NO_THROW(row.algorithm.sizes(limit));
 }
 
-// Kernels that lay out a work area of their own say that it is misaligned, and are right all the same.
+// Kernels that lay out a work area of their own warn when it is misaligned, and their products are right
+// nevertheless.
 TEST_P(NttFamiliesTest, MisalignedWorkArea) {
     const Row& row = GetParam();
     constexpr u64 n = 3000;
