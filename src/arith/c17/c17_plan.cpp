@@ -9,10 +9,10 @@ namespace trel {
 namespace {
 
 constexpr u32 kLogTail = 6;     // levels done in registers at the end of the tree
-constexpr u32 kMinLogUnit = 9;  // 4 KB: what is read together must not be this far apart
+constexpr u32 kMinLogUnit = 9;  // 4 KB: what a pass reads together must not be this far apart
 constexpr u32 kMaxLogColumns = 9;
 constexpr u64 kAheadPoints = 1 << 15;
-constexpr u64 kCachedBytes = 1 << 20;  // transforms that stay in the second cache anyway
+constexpr u64 kCachedBytes = 1 << 20;  // transforms up to here stay in the second cache
 constexpr u64 kSweepBytes = 1 << 19;   // of a sweep's buffer, inside the second cache
 
 bool in_range(u32 hint, u32 low, u32 high) {
@@ -56,7 +56,7 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     plan.row_stride = plan.offset(plan.row_points() - 1) + 1 + 8;
     plan.prime_stride = plan.rows() * plan.row_stride + 8;
 
-    // the next row, while this one and its counterpart leave room for it in the second cache
+    // prefetch the next row, if the second cache has room for it beside this row and the other operand's
     if (8 * plan.a * plan.prime_stride > kCachedBytes && plan.row_points() <= kAheadPoints) {
         plan.ahead = plan.row_stride;
     }
@@ -66,9 +66,9 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     while (plan.log_columns > 6 && (u64(plan.a) * plan.rows() << plan.log_columns) * 8 > kSweepBytes) {
         plan.log_columns--;
     }
-    // Buffers of this many tasks should take no more than an eighth of a transform. From 64 to 512 columns
-    // one task takes the same time within 2 % (2^14 to 2^18 words), but it needs up to seven times the
-    // memory.
+    // The buffers of so many tasks should take no more than an eighth of a transform. With 512 columns a task
+    // needs up to seven times the memory that it needs with 64, for the same time within 2 % (2^14 to 2^18
+    // words).
     constexpr u64 kTasksInAnEighth = 32;
     constexpr u32 kEnoughLogColumns = 7;
     while (plan.log_columns > kEnoughLogColumns &&

@@ -18,7 +18,7 @@ namespace {
 
 constexpr u64 kPad = 8;                      // doubles behind each row of a buffer
 constexpr u64 kEntryColumns = 128;           // whose limbs stay in the first cache
-constexpr u64 kOneTurnBytes = u64(1) << 20;  // transforms up to here: the second operand in one turn
+constexpr u64 kOneTurnBytes = u64(1) << 20;  // up to here the second operand takes one turn
 constexpr u64 kSharedRowPoints = u64(1) << 13;
 constexpr u64 kPassItems = 32;               // of a row's first and last pass, when tasks share it
 constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
@@ -28,8 +28,8 @@ constexpr u64 kParallelBits = u64(1) << 19;  // from products of 2^13 words on
 C17Sizes c17_sizes(const C17Plan& plan) {
     C17Sizes s{};
     s.data_bytes = 8 * plan.a * plan.prime_stride;
-    // first sweep: limbs of a block, then one prime's residues; last sweep: residues of all primes. Carries
-    // of the rows behind them.
+    // A task's buffer. First sweep: the limbs of a block, then one prime's residues. Last sweep: the residues
+    // of all primes. Behind them the carries of the rows.
     const u64 block = plan.rows() * (plan.columns() + kPad) * 8;
     s.task_bytes = (plan.a + 1) * block + plan.rows() * sizeof(C17Carry);
     s.max_tasks = 1;
@@ -169,7 +169,7 @@ void C17Product::enter_columns(double* limbs, const Operand& A, u64 points, u64 
                         row_limbs, used, columns, out, plan_.row_stride, plan_.prime_stride);
 }
 
-// Rows that the tasks cannot share out evenly are taken apart. Short ones are not: they would only travel
+// Rows are split when the tasks cannot share them out evenly. Short rows are not: they would only travel
 // between the processors' caches.
 C17Product::Middle C17Product::middle_of(C17Middle what, u32 primes) const {
     const u64 rows = u64(primes) * plan_.rows(), idle = (tasks_ - rows % tasks_) % tasks_;
@@ -218,8 +218,8 @@ C17Product::Range C17Product::wanted(const C17Window& window, u32 row, u64 block
     return {begin, std::max(begin, std::min(start + block1 * n, window.end()))};
 }
 
-// A product that wraps around has something to add to the lowest groups: what stands above the last point.
-// The last two groups tell.
+// When a product wraps around, what is left above the last point is added to the lowest groups. The last two
+// groups determine it.
 u64 C17Product::wrap_begin(const C17Window& window, bool wraps) const {
     const u64 last = setup_.groups();
     return wraps && window.first() == 0 && window.end() != 0 ? std::max(window.end(), last - 2) : last;
@@ -265,7 +265,7 @@ void C17Product::last_sweep(u64 task, u64 item, C17Window& window, const double*
             const u64 first = r * row_groups + block * n;
             recombine(joined, r, first, wanted(window, r, block, block + 1), window, carries[r]);
             if (r + 1 == rows && block + 1 == blocks && wrap != setup_.groups()) {
-                // words of these groups are above the window; what they leave behind is not
+                // the words of these groups lie above the window, but what they carry comes back into it
                 C17Carry& carry = wrap == window.end() ? carries[r] : above;
                 recombine(joined, r, first, {std::max(wrap, first), setup_.groups()}, window, carry);
             }
@@ -297,8 +297,8 @@ void C17Product::finish(C17Window& window, const double* data, bool wraps) {
     look_at_rounding();
 }
 
-// The group below first() tells what is missing at first(), up to one unit that it would have to pass on from
-// below: that needs a look at the next lower group only while a group's words are all ones.
+// The group below first() determines what is missing at first(), except for one unit that it may have to pass
+// on from below. It passes one on only if its words are all ones; then the next lower group is needed too.
 void C17Product::settle_below(C17Window& window, const double* data) {
     const u64 n = plan_.columns() / 8, row_groups = plan_.row_points() / 8;
     u64 block = setup_.blocks();  // none
@@ -379,7 +379,7 @@ void C17Product::forward(double* data, const Word* A, u64 L) {
 
 void C17Product::inverse(C17Window& window, double* work, const double* X, const double* Y, bool wraps) {
     const C17Middle what = X == Y ? C17Middle::inverse_square : C17Middle::inverse;
-    // the rows' kernel may read and write one row only: out is X, or neither
+    // the kernel allows out to be X, not Y
     if (work == Y) std::swap(X, Y);
     run_sweeps(what, work, X, Y, nullptr, [&](u64 task, u64 i) { last_sweep(task, i, window, work, wraps); });
     finish(window, work, wraps);
@@ -405,9 +405,9 @@ void C17Product::multiply_held(C17Window& window, double* work, const Word* A, u
     finish(window, work, true);
 }
 
-// The second operand's transform is made for a few primes at a time, in a buffer that is used again: its
-// words are cut once for each of these turns, which costs little beside what it saves in memory. Short
-// transforms have no memory to save and take one turn.
+// The second operand is transformed for a few primes at a time, one turn after the other in the same buffer.
+// Its words are cut again in every turn, which costs little for the memory it saves. Short transforms have no
+// memory to save and take one turn.
 void C17Product::multiply_plain(C17Window& window, double* data, double* second, const Word* A, u64 LA,
                                 const Word* B, u64 LB) {
     const u32 per_turn = setup_.sizes.plain_primes, turns = (plan_.a + per_turn - 1) / per_turn;

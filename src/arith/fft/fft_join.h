@@ -23,7 +23,7 @@ TREL_INLINE void join_points(const F64xL x[8], U64xL& carry, U64xL out[3]) {
     const U64xL bias = broadcast(kRounderBits >> b), mask = broadcast((u64(1) << b) - 1);
     U64xL w[3] = {broadcast(u64(0)), broadcast(u64(0)), broadcast(u64(0))};
     TREL_UNROLL for (u32 i = 0; i < 8; i++) {
-        // the rounder's bits and the bias of the carry keep the sum positive: logical shifts do
+        // the rounder's bits and the bias of the carry keep the sum positive, so logical shifts will do
         const U64xL t = bits_of(x[i]) - bias + carry;
         carry = t >> b;
         const U64xL digit = t & mask;
@@ -46,7 +46,7 @@ TREL_INLINE void store_points(u8* to, const u64* words) {
     __builtin_memcpy(to + b - 8, words + (b <= 16 ? L : 2 * L), 8);
 }
 
-// The same where the window may end within the b bytes or beside them.
+// The same where the bytes may lie outside the window, or partly.
 template <u32 b>
 void store_clipped(const JoinJob& job, u64 stream, u64 column, const u64* words) {
     const FftPlan& plan = *job.plan;

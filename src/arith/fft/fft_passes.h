@@ -45,8 +45,8 @@ TREL_INLINE void inverse_pass(const double* in, u64 in_stride, double* out, u64 
     }
 }
 
-// The last inverse radix in place, with scaling and rounding. With worst the distances from integers are
-// taken.
+// The last inverse radix in place, with scaling and rounding. check: raises *worst to the largest distance of
+// a value from an integer.
 template <int R, bool check>
 TREL_INLINE void last_pass(double* data, u64 stride, u64 n, const FftQuad* q, double scale, double* worst) {
     const F64xL factor = broadcast(scale), rounder = broadcast(kRounder);

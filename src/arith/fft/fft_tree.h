@@ -29,8 +29,7 @@ constexpr u32 kMaxLogRadix = 3;
 constexpr u32 kMaxLogRadix = 2;  // sixteen registers hold a radix of four
 #endif
 
-// The radix of the next level from the top when log_n levels are left: eights as long as fours can do the
-// rest.
+// log2 of the next radix when log_n levels are left: 8, as long as the rest can be done in 8 and 4.
 TREL_INLINE u32 next_log_radix(u32 log_n) {
     if (kMaxLogRadix == 2) return log_n % 2 ? 3 : 2;
     return log_n == 2 || log_n == 4 ? 2 : 3;
@@ -79,8 +78,8 @@ TREL_INLINE void leaf_row(const double* x, Complex low, Complex y, F64xL& rr, F6
     ir = fma(im, row.re, ir);
 }
 
-// out = x y modulo t^L - c: the sum over k of x_k (y t^k), whose lanes are y's, shifted, with c y coming in
-// below.
+// out = x y modulo t^L - c: the sum over k of x_k (y t^k). The lanes of y t^k are those of y moved up by k,
+// with the top lanes of c y below them.
 template <int kind>
 TREL_INLINE void leaf(double* out, const double* x, const double* y_block, Complex s) {
     const Complex y = load_block(y_block);

@@ -23,7 +23,7 @@ namespace {
 constexpr u64 kMaxTasks = 8;
 // Transforms of less data run on one task.
 constexpr u64 kParallelBytes = u64(1) << 19;
-// Levels that tasks go through together; below them each works on nodes of its own.
+// Tasks go through so many levels together; below those, each task works on nodes of its own.
 constexpr u32 kSharedLevels = 4;
 
 // The product of two elements of n words needs a convolution of twice their bits: one of their own length
@@ -32,7 +32,7 @@ const FftParameters& element_fft(u64 n) {
     return fft_parameter_table()[fft_entry_for(128 * n)];
 }
 
-// Two transforms and a product, or two elements for a butterfly.
+// What a task works in: two transforms and a product, or two elements for a butterfly.
 u64 bytes_of_task(const HntParameters& p) {
     const u64 n = p.element_units() / 2, butterfly = round_up_64(2 * (n + 1) * sizeof(Word));
     if (p.element_units() < kHntFftUnits) return butterfly;
@@ -87,7 +87,7 @@ u64 HntTransform::tasks(const ParallelContext& parallel) const {
     return std::min({parallel.tds, max_tasks_, parameters_.elements() >> kSharedLevels});
 }
 
-// r = x times the root's power j (-j when negative), 0 <= j < 2^k; x is spent. temporary: n + 1 words.
+// r = x times the root's power j (-j when negative), 0 <= j < 2^k; x is overwritten. temporary: n + 1 words.
 void HntTransform::multiply_by_root(Word* r, const Word* x, u64 j, bool negative, Word* temporary) const {
     const u64 period = 256 * n_;  // the order of 2^(1/2)
     u64 e = u64(parameters_.m) * j % period;
@@ -153,8 +153,8 @@ void HntTransform::inverse_node(Word* x, u32 levels, Word* temporary) const {
     }
 }
 
-// The part of a forward or inverse transform that tasks do together: f(element, its partner, power of the
-// root, task) for all butterflies of a level.
+// One level of a transform on all tasks: f(element, its partner, power of the root, task) for every
+// butterfly.
 template <class F>
 void HntTransform::shared_level(const ParallelContext& parallel, u64 n_tasks, u32 level, const F& f) const {
     const u64 count = parameters_.elements() / 2, half = count >> level;
@@ -201,7 +201,7 @@ void HntTransform::forward(const ParallelContext& parallel, void* data, const Wo
     });
 }
 
-// r = x y, element by element; where an element is 2^(64 n), that is -1, the other is negated.
+// r = x y, element by element. 2^(64 n) is -1: where an element has that value, the other one is negated.
 void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Word* x, const Word* y,
                              u8* scratch) const {
     const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
@@ -277,8 +277,8 @@ void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u
     join(T, skip, total, r, scratch);
 }
 
-// One pass over all elements from the lowest, so that every carry is known. A coefficient and what is left of
-// those below make n + 1 words, of which a point's bytes leave at the bottom.
+// One pass over all elements, lowest first, so that every carry is known. A coefficient plus the rest of
+// those below it has n + 1 words; the lowest bytes, as many as a point has, are then final.
 void HntTransform::join(Word* T, u64 skip, u64 total, const Word* elements, void* scratch) const {
     check_length("HNT", total);
     const u64 point_bytes = parameters_.point_bits() / 8;
@@ -303,8 +303,7 @@ bool HntTransform::compatible(const Transform& other) const {
     return t != nullptr && t->parameters_ == parameters_;
 }
 
-// The lists do not grow in memory as they do in capacity: the largest of all that serve smaller products
-// counts.
+// A record of larger capacity may need less memory, so the largest need of all smaller products counts.
 MultiplySizes HntAlgorithm::sizes(u64 words) const {
     const u64 capacity = parameters_for(words).capacity_bits();
     MultiplySizes s;

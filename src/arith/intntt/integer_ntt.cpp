@@ -21,8 +21,8 @@ constexpr u32 kMaxB = 7;
 constexpr u64 kParallelResidues = u64(1) << 15;
 // Rows are split for tasks from this length on.
 constexpr u32 kSplitExponent = 12;
-// Points before the window that are joined too. What is left out below them reaches less than two points up,
-// so that it can carry into the window only through a point all of whose bits are set.
+// So many points below the window are joined too. The points left out below them reach less than two points
+// up, so they carry into the window only through a point whose bits are all set.
 constexpr u64 kPointsBefore = 3;
 
 bool in_range(u32 hint, u32 low, u32 high) {
@@ -83,7 +83,7 @@ struct IntegerNttTransform<W>::PointRange {
     u64 first, end;
 };
 
-// What stands above the last point of each of a task's b parts, to be added at the next.
+// What is left above the last point of each of a task's b parts; it is added to the next part.
 template <class W>
 struct IntegerNttTransform<W>::Carries {
     static constexpr u32 kWords = IntegerNttTypes<W>::kMaxPrimes + 1;
@@ -357,8 +357,8 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T,
         }
     }
     W largest = *std::max_element(excess, excess + n);
-    // What was left out reaches less than two points up. Should all bits from there to the window be set, it
-    // may carry into the window after all.
+    // What was left out reaches less than two points up. If all bits from there to the window are set, it may
+    // still carry into the window.
     const u8* const from = below + (first + 2 - first_block) * point_bytes;
     const u8* const to = below + (8 * skip - first_block * point_bytes);
     if (first_block != 0 && std::all_of(from, to, [](u8 byte) { return byte == 0xff; })) {
