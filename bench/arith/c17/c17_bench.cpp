@@ -51,17 +51,17 @@ void product(benchmark::State& state, u64 tds, bool square) {
     Operands& o = operands();
     region(0);
     SpawnFramework spawn(64);
-    const ParallelContext P{&spawn, tds};
+    const ParallelContext parallel{&spawn, tds};
     const u64 n = static_cast<u64>(state.range(0));
     for (auto _ : state) {
         TransformHolder t;
         c17_algorithm().make_transform(t, 2 * n);
         if (square) {
             u8* const memory = region(t->data_bytes() + t->scratch_bytes());
-            t->square_plain(P, o.r.data(), 0, 2 * n, o.a.data(), n, memory);
+            t->square_plain(parallel, o.r.data(), 0, 2 * n, o.a.data(), n, memory);
         } else {
             u8* const memory = region(t->plain_bytes());
-            t->multiply_plain(P, o.r.data(), 0, 2 * n, o.a.data(), n, o.b.data(), n, memory);
+            t->multiply_plain(parallel, o.r.data(), 0, 2 * n, o.a.data(), n, o.b.data(), n, memory);
         }
         benchmark::ClobberMemory();
     }

@@ -41,24 +41,26 @@ std::vector<Word> window_of(const std::vector<Word>& C, u64 skip, u64 total) {
 enum class Way { transforms, plain, held };
 
 // Words skip .. total - 1 of A B, of A^2 when B is A, one way or another.
-std::vector<Word> product_by(const C17Transform& t, Way way, const ParallelContext& P,
+std::vector<Word> product_by(const C17Transform& t, Way way, const ParallelContext& parallel,
                              const std::vector<Word>& A, const std::vector<Word>& B, u64 skip, u64 total) {
     const bool square = &A == &B;
-    if (way == Way::transforms) return multiply(t, P, A, B, skip, total);
+    if (way == Way::transforms) return multiply(t, parallel, A, B, skip, total);
     Output T(total - skip);
     if (way == Way::plain) {
         Scratch memory(square ? t.data_bytes() + t.scratch_bytes() : t.plain_bytes());
         if (square) {
-            t.square_plain(P, T.data(), skip, total, A.data(), A.size(), memory.data());
+            t.square_plain(parallel, T.data(), skip, total, A.data(), A.size(), memory.data());
         } else {
-            t.multiply_plain(P, T.data(), skip, total, A.data(), A.size(), B.data(), B.size(), memory.data());
+            t.multiply_plain(parallel, T.data(), skip, total, A.data(), A.size(), B.data(), B.size(),
+                             memory.data());
         }
         EXPECT_TRUE(memory.guards_intact());
     } else {
         Scratch y(t.data_bytes()), work(t.data_bytes()), scratch(t.scratch_bytes());
-        t.forward(P, y.data(), B.data(), B.size(), scratch.data());
+        t.forward(parallel, y.data(), B.data(), B.size(), scratch.data());
         const std::vector<u8> before(static_cast<u8*>(y.data()), static_cast<u8*>(y.data()) + y.size());
-        t.multiply_held(P, T.data(), skip, total, A.data(), A.size(), y.data(), work.data(), scratch.data());
+        t.multiply_held(parallel, T.data(), skip, total, A.data(), A.size(), y.data(), work.data(),
+                        scratch.data());
         EXPECT_EQ(std::memcmp(before.data(), y.data(), y.size()), 0) << "the kept transform has changed";
         EXPECT_TRUE(y.guards_intact() && work.guards_intact() && scratch.guards_intact());
     }
@@ -83,20 +85,20 @@ void check_whole(const std::vector<Word>& A, const std::vector<Word>& B, const s
 // A product that fills the record, in one of the ways, a window of it in another, and a square.
 void check_record(const C17Transform& t, u64 seed) {
     std::mt19937_64 rng(seed);
-    const ParallelContext& P = serial_context();
+    const ParallelContext& parallel = serial_context();
     const u64 W = t.convolution_words();
     const Kind kind = kKinds[seed % 4];
     const u64 la = seed % 3 == 0 ? W / 2 : seed % 3 == 1 ? W - 1 - rng() % (W / 3) : 1 + rng() % (W / 2);
     const auto A = operand(kind, la, seed), B = operand(seed % 5 == 0 ? Kind::ones : kind, W - la, seed + 1);
     const std::string where = name_of(t.setup().record) + " seed " + std::to_string(seed);
-    const auto C = product_by(t, static_cast<Way>(seed % 3), P, A, B, 0, W);
+    const auto C = product_by(t, static_cast<Way>(seed % 3), parallel, A, B, 0, W);
     check_whole(A, B, C, seed, where);
     const u64 skip = rng() % W, total = skip + 1 + rng() % (W - skip);
-    ASSERT_EQ(product_by(t, static_cast<Way>((seed + 1) % 3), P, A, B, skip, total),
+    ASSERT_EQ(product_by(t, static_cast<Way>((seed + 1) % 3), parallel, A, B, skip, total),
               window_of(C, skip, total))
         << where << " window " << skip << ".." << total;
     const auto S = operand(kKinds[(seed + 1) % 4], W / 2, seed + 2);
-    check_whole(S, S, product_by(t, seed % 2 == 0 ? Way::plain : Way::transforms, P, S, S, 0, W), seed,
+    check_whole(S, S, product_by(t, seed % 2 == 0 ? Way::plain : Way::transforms, parallel, S, S, 0, W), seed,
                 where + " square");
 }
 
@@ -241,7 +243,7 @@ TEST_P(C17TransformTest, WrappedWindows) {
                 for (const Way way : {Way::transforms, Way::plain, Way::held}) {
                     for (const u64 tds : {1, 2, 7}) {
                         if (large != (tds != 1)) continue;  // smaller ones run on one task
-                        const ParallelContext P{&spawn, tds};
+                        const ParallelContext parallel{&spawn, tds};
                         const std::string where = name_of(r) + " " + std::to_string(n) + " words, kind " +
                                                   std::to_string(static_cast<int>(kind)) + " way " +
                                                   std::to_string(static_cast<int>(way)) + " tds " +
@@ -249,11 +251,11 @@ TEST_P(C17TransformTest, WrappedWindows) {
                         const u64 skip = n - W, skip2 = D.size() - W;
                         for (const u64 total : {W, skip + 1, (W + skip + 1) / 2}) {
                             if (large && total != W) continue;
-                            ASSERT_TRUE(within_one_unit(product_by(t, way, P, A, B, skip, total),
+                            ASSERT_TRUE(within_one_unit(product_by(t, way, parallel, A, B, skip, total),
                                                         window_of(C, skip, total)))
                                 << where << " total " << total;
                             if (way == Way::held || skip2 >= total) continue;
-                            ASSERT_TRUE(within_one_unit(product_by(t, way, P, S, S, skip2, total),
+                            ASSERT_TRUE(within_one_unit(product_by(t, way, parallel, S, S, skip2, total),
                                                         window_of(D, skip2, total)))
                                 << where << " square, total " << total;
                         }
@@ -307,10 +309,10 @@ TEST_P(C17TransformTest, TasksDoNotChangeWords) {
             const auto A = operand(kind, W / 2, 1), B = operand(kind, W - W / 2, 2);
             const auto C = product(A, B);
             for (u64 tds : {1, 2, 7}) {
-                const ParallelContext P{&spawn, tds};
+                const ParallelContext parallel{&spawn, tds};
                 for (Way way : {Way::transforms, Way::plain, Way::held}) {
                     for (const auto& [skip, total] : {std::pair<u64, u64>{0, W}, {W / 3, W - 5}}) {
-                        ASSERT_EQ(product_by(t, way, P, A, B, skip, total), window_of(C, skip, total))
+                        ASSERT_EQ(product_by(t, way, parallel, A, B, skip, total), window_of(C, skip, total))
                             << name_of(r) << " tds " << tds << " way " << static_cast<int>(way);
                     }
                 }

@@ -120,10 +120,10 @@ TEST(HntTransformTest, TasksAndShapes) {
         const HntTransform t(p);
         const u64 W = t.convolution_words();
         for (const u64 tds : {1, 2, 7}) {
-            const ParallelContext P{&spawn, tds};
+            const ParallelContext parallel{&spawn, tds};
             const auto A = operand(Kind::random, W / 2, 3), B = operand(Kind::ones, W / 2, 4);
-            EXPECT_EQ(multiply(t, P, A, B, 0, 2 * (W / 2)), product(A, B));
-            EXPECT_EQ(multiply(t, P, B, B, 0, 2 * (W / 2)), product(B, B));
+            EXPECT_EQ(multiply(t, parallel, A, B, 0, 2 * (W / 2)), product(A, B));
+            EXPECT_EQ(multiply(t, parallel, B, B, 0, 2 * (W / 2)), product(B, B));
         }
     }
 }
@@ -287,8 +287,8 @@ TEST(SlowHntTransformTest, EveryLongPair) {
             const u64 W = t.convolution_words(), LA = done % 3 == 2 ? W / 7 : W / 2;
             const auto A = operand(kKinds[done % 4], LA, done),
                        B = operand(kKinds[(done + 1) % 4], W - LA, done + 1);
-            const ParallelContext P{&spawn, 1 + done % 2};
-            check_long_products(t, P, A, B, done, done % 16 == 0 && W <= u64(1) << 19);
+            const ParallelContext parallel{&spawn, 1 + done % 2};
+            check_long_products(t, parallel, A, B, done, done % 16 == 0 && W <= u64(1) << 19);
             ASSERT_FALSE(HasFatalFailure()) << p.k << " " << p.m;
         }
     }

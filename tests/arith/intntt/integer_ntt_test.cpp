@@ -94,11 +94,11 @@ TYPED_TEST(IntegerNttTest, EveryLevelTaskCountAndShape) {
             const auto t = this->make(r, isa);
             const u64 W = t.convolution_words();
             for (const u64 tds : {1, 2, 7}) {
-                const ParallelContext P{&spawn, tds};
-                check_products(t, P, Kind::ones, W / 2, W / 2, 5);
-                if (r.c < 10) check_products(t, P, Kind::random, W / 2 + 3, W / 2 - 3, 6);
-                if (r.c < 12) check_products(t, P, Kind::runs, W - 1, 1, 7);
-                if (r.c >= 12) check_products(t, P, Kind::sparse, W / 3, W / 9, 8);
+                const ParallelContext parallel{&spawn, tds};
+                check_products(t, parallel, Kind::ones, W / 2, W / 2, 5);
+                if (r.c < 10) check_products(t, parallel, Kind::random, W / 2 + 3, W / 2 - 3, 6);
+                if (r.c < 12) check_products(t, parallel, Kind::runs, W - 1, 1, 7);
+                if (r.c >= 12) check_products(t, parallel, Kind::sparse, W / 3, W / 9, 8);
             }
         }
     }
@@ -316,11 +316,11 @@ TYPED_TEST(SlowIntegerNttTest, ProductsAtLongRecords) {
         seed++;
         if (W <= 16384 || (W > u64(1) << 17 && is_for_another_level(seed))) continue;
         const bool whole = W <= u64(1) << 17 || seed % 16 == 0;
-        const ParallelContext P{&spawn, seed % 2 + 1};
+        const ParallelContext parallel{&spawn, seed % 2 + 1};
         const Kind kind = kKinds[seed % 4];
         const u64 LA = seed % 3 == 1 ? W / 2 : seed % 3 == 2 ? W / 5 : W - 1;
         const auto A = operand(kind, LA, seed), B = operand(kind, W - LA, seed + 1);
-        check_long_products(t, P, A, B, seed, whole);
+        check_long_products(t, parallel, A, B, seed, whole);
         ASSERT_FALSE(this->HasFatalFailure()) << W;
     }
 }
