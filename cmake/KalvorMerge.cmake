@@ -18,7 +18,7 @@ set(KALVOR_NOT_MERGED
     src/arith/newton/power
     src/arith/newton/power_word
     src/arith/newton/reciprocal
-    src/arith/ntt/integer_ntt
+    src/arith/intntt/integer_ntt
     src/arith/ntt/ntt_prime_sets
     src/digits/output/spot_check
     tests/arith/bigfloat/big_float_transform_test
@@ -30,10 +30,10 @@ set(KALVOR_NOT_MERGED
     tests/arith/multiply/multiply_algorithm32_test
     tests/arith/newton/nth_root_test
     tests/arith/newton/reciprocal_test
-    tests/arith/ntt/c17_ends_test
-    tests/arith/ntt/c17_passes_test
-    tests/arith/ntt/c17_transform_test
-    tests/arith/ntt/hnt_test
+    tests/arith/c17/c17_ends_test
+    tests/arith/c17/c17_passes_test
+    tests/arith/c17/c17_transform_test
+    tests/arith/hnt/hnt_test
     tests/base/status/linear_network_node_test
     tests/digits/convert/overlap_test
     tests/digits/files/text_files_test

@@ -35,7 +35,8 @@ endfunction()
 # Code 17's chains of dependent operations gain from being interleaved before registers are given out, where there are
 # thirty-two of them; the FFT's kernels and sixteen registers lose.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  set(KALVOR_ISA_FLAGS_arith_ntt_avx512 -fschedule-insns -fsched-pressure -mtune=skylake-avx512)
+  set(KALVOR_ISA_FLAGS_arith_c17_avx512 -fschedule-insns -fsched-pressure -mtune=skylake-avx512)
+  set(KALVOR_ISA_FLAGS_arith_intntt_avx512 ${KALVOR_ISA_FLAGS_arith_c17_avx512})
 endif()
 
 # Every vector that a kernel passes on is a local of an inlined function; watching where their scopes end makes the

@@ -64,7 +64,7 @@ function(kalvor_register_test name target)
     set_tests_properties(${name}.slow PROPERTIES LABELS slow TIMEOUT 1800 ENVIRONMENT "${ARG_ENV}" COST 2)
   endif()
   # Long ones begin first, so that none is left alone at the end.
-  if(name MATCHES "^(arith/ntt|base/errors|program)")
+  if(name MATCHES "^(arith/(c17|intntt|hnt|algorithms)|base/errors|program)")
     set_tests_properties(${name} PROPERTIES COST 1)
   endif()
 endfunction()

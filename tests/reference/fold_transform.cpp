@@ -15,10 +15,7 @@ FoldTransform::FoldTransform(Fold fold, u64 words)
     : Transform(64 * words, round_up_64(8 * words), round_up_64(8 * words)), fold_(fold) {}
 
 void FoldTransform::forward(const ParallelContext&, void* data, const Word* A, u64 L, void* scratch) const {
-    if (L > convolution_words()) {
-        throw ConvolutionTooSmallException("FoldTransform::forward()", "Convolution length is too small.",
-                                           convolution_bits(), 64 * L);
-    }
+    check_length("FoldTransform::forward()", L);
     Word* words = static_cast<Word*>(data);
     std::copy_n(A, L, words);
     std::fill(words + L, words + data_bytes() / 8, 0);

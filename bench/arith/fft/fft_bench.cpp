@@ -58,16 +58,16 @@ void sizes(benchmark::internal::Benchmark* b) {
 void product(benchmark::State& state, u64 tds, bool square) {
     Setup& s = setup();
     SpawnFramework spawn(64);
-    const ParallelContext P{&spawn, tds};
+    const ParallelContext parallel{&spawn, tds};
     const u64 n = static_cast<u64>(state.range(0));
     const FftParameters& p = fft_parameter_table()[fft_entry_for(128 * n)];
     for (auto _ : state) {
         const FftTransform t(fft_kernels(), p, &s.tables);
         char* x = static_cast<char*>(s.scratch.get());
         char* y = square ? x : x + t.data_bytes();
-        t.forward(P, x, s.a.data(), n, nullptr);
-        if (!square) t.forward(P, y, s.b.data(), n, nullptr);
-        t.inverse(P, s.r.data(), 0, 2 * n, x, x, y, nullptr);
+        t.forward(parallel, x, s.a.data(), n, nullptr);
+        if (!square) t.forward(parallel, y, s.b.data(), n, nullptr);
+        t.inverse(parallel, s.r.data(), 0, 2 * n, x, x, y, nullptr);
         benchmark::ClobberMemory();
     }
     state.SetLabel(isa_name(active_isa()));

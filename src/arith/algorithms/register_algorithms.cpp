@@ -1,10 +1,10 @@
 // The list of multiplication algorithms. This is the only file that knows them all.
+#include "arith/c17/c17_algorithm.h"
 #include "arith/fft/fft_algorithm.h"
+#include "arith/hnt/hnt.h"
+#include "arith/intntt/integer_ntt.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/basecase_karatsuba.h"
-#include "arith/ntt/c17_algorithm.h"
-#include "arith/ntt/hnt.h"
-#include "arith/ntt/integer_ntt.h"
 #include "arith/ntt/ntt_records.h"
 
 namespace trel {

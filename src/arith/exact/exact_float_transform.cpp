@@ -23,10 +23,7 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
     const i64 exp = A.exp + B.exp;
     const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
     if (T.buffer_size < n + headroom) throw BufferTooSmallException(function, T.buffer_size, n + headroom);
-    if (transform_.convolution_bits() < 64 * n) {
-        throw ConvolutionTooSmallException(function, "Convolution length is too small.",
-                                           transform_.convolution_bits(), 64 * n);
-    }
+    transform_.check_length(function, n);
     T.T = T.buffer + headroom;
     T.L = n;
     T.exp = exp;

@@ -23,12 +23,19 @@ const FftSharedTables* shared_tables(const MultiplyContext& context) {
     return static_cast<const FftSharedTables*>(tables);
 }
 
-// Steps between records are up to a quarter, so a product just above one of them would cost a quarter more. But a
-// product of n = W + k words, L + H 2^(64 W) with k words in H, comes back from a convolution of W words modulo
-// 2^(64 W) + 1. With S + c 2^(64 W) the sum of its coefficients, S - c = L - H or, when L < H, that and 2^(64 W) +
-// 1. The lowest k words of L are those of a product of k words, so H modulo 2^(64 k) is known, and L with it.
-// Worth it while the small product costs less than the points that it saves: 30 ns a word against 4 ns a point, of
-// which a part goes for operands that reach into the upper half of the points.
+// A record may be a quarter longer than the one below it, so a product of just too many words would cost a
+// quarter more. Such a product runs on the shorter record, a convolution of W words modulo 2^(64 W) + 1, and
+// the words that fold over are found again:
+//
+//     the product, n = W + k words    |  H  |            L            |   H has k words, L has W words
+//     what comes back                       |            S            |   S = L - H + c
+//     its lowest k words                                        | S_k |   S_k = L_k - H + c
+//     a product of k by k words gives                           | L_k |   H = L_k - S_k + c, L = S + H - c
+//
+// c 2^(64 W) is what the sum of the coefficients has above S. When L < H, S is larger by 2^(64 W) + 1.
+//
+// Worth it while the small product costs less than the points that it saves: 30 ns a word against 4 ns a
+// point; operands that reach into the upper half of the points take some of that gain.
 struct ShortRecord {
     const FftParameters* record = nullptr;  // nullptr: take the record that fits
     u64 words = 0;                          // W
@@ -54,8 +61,8 @@ void unfold(const MultiplyContext& context, Word* T, const ShortRecord& r, i64 c
     multiply_full(context.with_scratch(memory), product, A, a, B, b);
     std::fill(product + std::min(a + b, r.k), product + r.k, 0);
 
-    // H = product - S + c for L >= H, and one less otherwise; in both cases L = S + H - c modulo 2^(64 W), and what
-    // leaves its top is the missing one.
+    // H = L_k - S_k + c, which is one too low when L < H. In both cases this H gives L = S + H - c modulo
+    // 2^(64 W), and the carry out of L's top is the missing one.
     Word* const H = T + r.words;
     const u64 up = r.words - r.k;
     sub_n(H, product, T, r.k);
@@ -99,11 +106,11 @@ void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u
     const ShortRecord r = short_record(2 * L, L);
     if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
-    const ParallelContext& P = context.parallel;
+    const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    transform.forward(P, x, A, L, nullptr);
-    const i64 c = transform.inverse_all(P, T, x, x, x);
+    transform.forward(parallel, x, A, L, nullptr);
+    const i64 c = transform.inverse_all(parallel, T, x, x, x);
     unfold(context, T, r, c, A, L, A, L);
 }
 
@@ -112,13 +119,13 @@ void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u
     const ShortRecord r = short_record(LA + LB, std::max(LA, LB));
     if (r.record == nullptr || LA == 0 || LB == 0) return MultiplyAlgorithm::mul(context, T, A, LA, B, LB);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
-    const ParallelContext& P = context.parallel;
+    const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    transform.forward(P, x, A, LA, nullptr);
-    transform.forward(P, y, B, LB, nullptr);
-    const i64 c = transform.inverse_all(P, T, x, x, y);
+    transform.forward(parallel, x, A, LA, nullptr);
+    transform.forward(parallel, y, B, LB, nullptr);
+    const i64 c = transform.inverse_all(parallel, T, x, x, y);
     unfold(context, T, r, c, A, LA, B, LB);
 }
 
@@ -127,8 +134,8 @@ u64 FftAlgorithm::table_bytes(u64 words) const {
 }
 
 std::unique_ptr<SharedTables> FftAlgorithm::make_tables(u64 words, AlignedBufferC memory,
-                                                        const ParallelContext& P) const {
-    return std::make_unique<FftSharedTables>(words, memory, P);
+                                                        const ParallelContext& parallel) const {
+    return std::make_unique<FftSharedTables>(words, memory, parallel);
 }
 
 const MultiplyAlgorithm& fft_algorithm() {

@@ -20,7 +20,7 @@ class FftAlgorithm final : public MultiplyAlgorithm {
              u64 LB) const override;
     u64 table_bytes(u64 words) const override;
     std::unique_ptr<SharedTables> make_tables(u64 words, AlignedBufferC memory,
-                                              const ParallelContext& P) const override;
+                                              const ParallelContext& parallel) const override;
 };
 
 const MultiplyAlgorithm& fft_algorithm();

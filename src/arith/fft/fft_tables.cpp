@@ -97,8 +97,8 @@ u64 fft_hi_stride(u32 k) {
     return deepest < kLogLow ? 0 : u64(2) << (deepest - kLogLow);
 }
 
-void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& P) {
-    const u64 pieces = a * stride / 64;
+void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& parallel) {
+    const u64 parts = a * stride / 64;
     const auto fill = [&](u64 begin, u64 end) {
         for (u64 i = begin; i < end; i++) {
             const u32 q = static_cast<u32>(i / stride);
@@ -113,9 +113,9 @@ void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& P) {
             set_quad(out[i], std::ldexp(phi, -static_cast<int>(kLogLow)), 0);
         }
     };
-    if (pieces < 2 || P.tds < 2) return fill(0, a * stride);
-    const u64 tasks = std::min(pieces, P.tds);
-    parallel_for(P, tasks, [&](u64 t) { fill(a * stride * t / tasks, a * stride * (t + 1) / tasks); });
+    if (parts < 2 || parallel.tds < 2) return fill(0, a * stride);
+    const u64 tasks = std::min(parts, parallel.tds);
+    parallel_for(parallel, tasks, [&](u64 t) { fill(a * stride * t / tasks, a * stride * (t + 1) / tasks); });
 }
 
 FftTwiddles fft_twiddles(u32 a, const FftQuad* hi, u64 hi_stride) {
@@ -129,14 +129,14 @@ u64 FftSharedTables::bytes(u64 words) {
     return (stride[0] + 3 * stride[1] + 5 * stride[2]) * sizeof(FftQuad);
 }
 
-FftSharedTables::FftSharedTables(u64 words, AlignedBufferC memory, const ParallelContext& P) {
+FftSharedTables::FftSharedTables(u64 words, AlignedBufferC memory, const ParallelContext& parallel) {
     strides(words, stride_);
     common();
     for (u32 a : kOdd) {
         const u64 stride = stride_[slot_of(a)];
         if (stride == 0) continue;
         FftQuad* table = static_cast<FftQuad*>(memory.spawn(a * stride * sizeof(FftQuad)).get());
-        fft_fill_hi(table, a, stride, P);
+        fft_fill_hi(table, a, stride, parallel);
         hi_[slot_of(a)] = table;
     }
 }

@@ -19,7 +19,7 @@ namespace trel {
 // is enough.
 u64 fft_hi_stride(u32 k);
 // Fills the high tables of all roots of a: a * stride quads.
-void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& P);
+void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& parallel);
 
 // Twiddles of a with the given high table (nullptr when the transform needs none). The common part, 82 KB for
 // nodes near the root, is made once for the whole program on first use; thread-safe.
@@ -29,7 +29,7 @@ FftTwiddles fft_twiddles(u32 a, const FftQuad* hi, u64 hi_stride);
 class FftSharedTables final : public SharedTables {
   public:
     static u64 bytes(u64 words);
-    FftSharedTables(u64 words, AlignedBufferC memory, const ParallelContext& P);
+    FftSharedTables(u64 words, AlignedBufferC memory, const ParallelContext& parallel);
 
     // The table of a, and its stride; nullptr when it does not reach a transform of a 2^k points.
     const FftQuad* find(u32 a, u32 k, u64& stride) const;

@@ -130,15 +130,15 @@ FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& param
     plan_.twiddles = fft_twiddles(parameters.a, hi, stride);
 }
 
-u64 FftTransform::tasks(const ParallelContext& P) const {
-    if (P.tds < 2 || (u64(plan_.a) << plan_.k) < kParallelPoints) return 1;
-    return std::min({P.tds, kMaxTasks, plan_.columns() / plan_.step, u64(plan_.streams())});
+u64 FftTransform::tasks(const ParallelContext& parallel) const {
+    if (parallel.tds < 2 || (u64(plan_.a) << plan_.k) < kParallelPoints) return 1;
+    return std::min({parallel.tds, kMaxTasks, plan_.columns() / plan_.step, u64(plan_.streams())});
 }
 
 // The parts [0, n) of a phase, each a task. Points and coefficients are right only on threads that round to
 // nearest, and nothing else would notice: so every part looks.
 template <class F>
-void FftTransform::in_parts(const ParallelContext& P, u64 n, F&& part) const {
+void FftTransform::in_parts(const ParallelContext& parallel, u64 n, F&& part) const {
     std::atomic<bool> right{true};
     const auto checked = [&](u64 t) {
         part(t);
@@ -147,7 +147,7 @@ void FftTransform::in_parts(const ParallelContext& P, u64 n, F&& part) const {
     if (n < 2) {
         checked(0);
     } else {
-        parallel_for(P, n, checked);
+        parallel_for(parallel, n, checked);
     }
     if (right.load(std::memory_order_relaxed)) return;
     report_floating_point_control();
@@ -156,42 +156,39 @@ void FftTransform::in_parts(const ParallelContext& P, u64 n, F&& part) const {
     throw ConvolutionFailedException("FFT", "Coefficient is too large.", bound, bound);
 }
 
-void FftTransform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void*) const {
-    if (64 * L > convolution_bits_) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
-                                           64 * L);
-    }
+void FftTransform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void*) const {
+    check_length("FFT", L);
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
-    const u64 n = tasks(P), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
-    in_parts(P, n, [&](u64 t) {
+    const u64 n = tasks(parallel), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
+    in_parts(parallel, n, [&](u64 t) {
         kernels_->forward_top(plan_, out, operand, 8 * L, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step);
     });
-    in_parts(P, n,
+    in_parts(parallel, n,
              [&](u64 t) { kernels_->forward_streams(plan_, out, streams * t / n, streams * (t + 1) / n); });
 }
 
-i64 FftTransform::inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work,
+i64 FftTransform::inverse_points(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                                  const void* X, const void* Y) const {
     double* const out = static_cast<double*>(work);
     const double* const x = static_cast<const double*>(X);
     const double* const y = static_cast<const double*>(Y);
-    const u64 n = tasks(P), streams = plan_.streams();
-    in_parts(P, n, [&](u64 t) {
+    const u64 n = tasks(parallel), streams = plan_.streams();
+    in_parts(parallel, n, [&](u64 t) {
         kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
     });
-    return finish(P, T, skip, total, out, nullptr);
+    return finish(parallel, T, skip, total, out, nullptr);
 }
 
-void FftTransform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                           const void* Y, void*) const {
-    inverse_points(P, T, skip, total, work, X, Y);
+void FftTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                           const void* X, const void* Y, void*) const {
+    inverse_points(parallel, T, skip, total, work, X, Y);
 }
 
-i64 FftTransform::inverse_all(const ParallelContext& P, Word* T, void* work, const void* X,
+i64 FftTransform::inverse_all(const ParallelContext& parallel, Word* T, void* work, const void* X,
                               const void* Y) const {
-    return inverse_points(P, T, 0, convolution_words(), work, X, Y);
+    return inverse_points(parallel, T, 0, convolution_words(), work, X, Y);
 }
 
 double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X,
@@ -203,14 +200,11 @@ double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, con
     return worst;
 }
 
-i64 FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work,
+i64 FftTransform::finish(const ParallelContext& parallel, Word* T, u64 skip, u64 total, double* work,
                          double* worst) const {
-    if (total > convolution_words()) {
-        throw ConvolutionTooSmallException("FFT", "Convolution length is too small.", convolution_bits_,
-                                           64 * total);
-    }
+    check_length("FFT", total);
     const FftWindow window{reinterpret_cast<u8*>(T) - 8 * skip, 8 * skip, 8 * total};
-    const u64 n = tasks(P), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
+    const u64 n = tasks(parallel), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
     i64 carries[2 * FftPlan::kMaxStreams];
     const u64 stream_bits = convolution_bits_ / points;
     const auto resolve = [&](const i64* carry, u64 end_step) {
@@ -222,14 +216,14 @@ i64 FftTransform::finish(const ParallelContext& P, Word* T, u64 skip, u64 total,
         return out;
     };
     if (n < 2) {
-        in_parts(P, 1, [&](u64) {
+        in_parts(parallel, 1, [&](u64) {
             kernels_->inverse_top(plan_, window, work, 0, plan_.columns(), carries, worst);
         });
         return resolve(carries, steps);
     }
     // every task leaves its carries behind; they are added when all words stand
     i64 all[kMaxTasks][2 * FftPlan::kMaxStreams];
-    in_parts(P, n, [&](u64 t) {
+    in_parts(parallel, n, [&](u64 t) {
         kernels_->inverse_top(plan_, window, work, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step, all[t], nullptr);
     });

@@ -15,25 +15,25 @@ namespace trel {
 const FftKernels& fft_kernels(Isa isa);
 const FftKernels& fft_kernels();
 
-// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity. There is no check
-// of coefficients, the list of parameters keeps errors below 1/4; but a thread that does not round to nearest ends
-// the operation with "The FPU Control Word has been corrupted." and ConvolutionFailedException "Coefficient is too
-// large.". Read-only
-// after construction: operations may run on several threads at once, each with buffers of its own. Needs no
-// scratch.
+// Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity.
+// Coefficients are not checked, because the list of parameters keeps errors below 1/4. A thread that does not
+// round to nearest ends the operation with "The FPU Control Word has been corrupted." and
+// ConvolutionFailedException "Coefficient is too large.". Read-only after construction: operations may run on
+// several threads at once, each with buffers of its own. Needs no scratch.
 class FftTransform final : public Transform {
   public:
     // tables may be null or too small: the transform then makes what it needs on the heap.
     FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables);
 
     Fold fold() const override { return Fold::negacyclic; }
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const override;
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                 void* scratch) const override;
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const override;
     bool compatible(const Transform& other) const override;
 
     // The sum of all coefficients at their places: T[0..W) holds it modulo 2^(64 W), the rest is returned.
-    i64 inverse_all(const ParallelContext& P, Word* T, void* work, const void* X, const void* Y) const;
+    i64 inverse_all(const ParallelContext& parallel, Word* T, void* work, const void* X, const void* Y) const;
 
     // inverse() on one task that also tells the largest distance of a coefficient from an integer, for tests.
     double inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const;
@@ -41,12 +41,13 @@ class FftTransform final : public Transform {
     const FftPlan& plan() const { return plan_; }
 
   private:
-    u64 tasks(const ParallelContext& P) const;
+    u64 tasks(const ParallelContext& parallel) const;
     template <class F>
-    void in_parts(const ParallelContext& P, u64 n, F&& part) const;
-    i64 inverse_points(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                       const void* Y) const;
-    i64 finish(const ParallelContext& P, Word* T, u64 skip, u64 total, double* work, double* worst) const;
+    void in_parts(const ParallelContext& parallel, u64 n, F&& part) const;
+    i64 inverse_points(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                       const void* X, const void* Y) const;
+    i64 finish(const ParallelContext& parallel, Word* T, u64 skip, u64 total, double* work,
+               double* worst) const;
 
     const FftKernels* kernels_;
     FftPlan plan_;

@@ -1,5 +1,5 @@
-// Four vectors of partial sums, each multiplied by 8^-32 before the next 32 words are added: a rotation by 26 in the
-// ring of 61 bits (3 * -32 = -96 = 26 modulo 61). Runs at the speed of the memory.
+// Four vectors of partial sums, each multiplied by 8^-32 before the next 32 words are added: a rotation by 26
+// in the ring of 61 bits (3 * -32 = -96 = 26 modulo 61). Runs at the speed of the memory.
 #include "arith/m61/hash_words.h"
 
 #include "base/simd/vec.h"
@@ -10,14 +10,16 @@ namespace {
 constexpr u64 kM61 = (u64(1) << 61) - 1;
 
 // x * 2^s for x < 2^63: at most 2^61 + 2^(s+2) for s < 58.
-TREL_VEC U64x8 rotate(U64x8 x, unsigned s, U64x8 m61) {
-    return add(bit_and(shift_left(x, s), m61), shift_right(x, 61 - s));
+TREL_INLINE U64x8 rotate(U64x8 x, unsigned s, U64x8 m61) {
+    return (shift_left(x, s) & m61) + shift_right(x, 61 - s);
 }
-TREL_VEC U64x8 fold(U64x8 x, U64x8 m61) { return add(bit_and(x, m61), shift_right(x, 61)); }
+TREL_INLINE U64x8 fold(U64x8 x, U64x8 m61) {
+    return (x & m61) + shift_right(x, 61);
+}
 
 // A sum stays below 2^62 + 2^28 + 8.
-TREL_VEC U64x8 step(U64x8 sum, const Word* words, U64x8 m61) {
-    return add(rotate(sum, 26, m61), fold(loadu(words), m61));
+TREL_INLINE U64x8 step(U64x8 sum, const Word* words, U64x8 m61) {
+    return rotate(sum, 26, m61) + fold(load(words), m61);
 }
 
 void hash_blocks(const Word* words, u64 blocks, u64 sums[8]) {
@@ -30,9 +32,9 @@ void hash_blocks(const Word* words, u64 blocks, u64 sums[8]) {
         s3 = step(s3, words + 24, m61);
     }
     // 8^8 = 2^24, 8^16 = 2^48, 8^24 = 2^72 = 2^11.
-    const U64x8 low = fold(add(s0, rotate(s1, 24, m61)), m61);
-    const U64x8 high = fold(add(rotate(s2, 48, m61), rotate(s3, 11, m61)), m61);
-    storeu(sums, add(low, high));
+    const U64x8 low = fold(s0 + rotate(s1, 24, m61), m61);
+    const U64x8 high = fold(rotate(s2, 48, m61) + rotate(s3, 11, m61), m61);
+    store(sums, low + high);
 }
 
 }  // namespace

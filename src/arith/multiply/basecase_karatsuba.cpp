@@ -144,11 +144,7 @@ class BasecaseTransform final : public Transform {
     }
 
   private:
-    void check(u64 L) const {
-        if (L <= convolution_words()) return;
-        throw ConvolutionTooSmallException("BasecaseTransform::forward()", "Convolution length is too small.",
-                                           convolution_bits(), 64 * L);
-    }
+    void check(u64 L) const { check_length("BasecaseTransform::forward()", L); }
 };
 
 class BasecaseKaratsuba final : public MultiplyAlgorithm {

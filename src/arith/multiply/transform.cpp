@@ -1,8 +1,16 @@
 #include "arith/multiply/transform.h"
 
+#include "base/errors/exceptions.h"
+
 namespace trel {
 
 Transform::~Transform() = default;
+
+void Transform::check_length(const char* function, u64 words) const {
+    if (words <= convolution_words()) return;
+    throw ConvolutionTooSmallException(function, "Convolution length is too small.", convolution_bits(),
+                                       64 * words);
+}
 
 void Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                                const Word* B, u64 LB, void* memory) const {

@@ -18,10 +18,16 @@
 
 namespace trel {
 
-// What becomes of the words of a product at and above W: they are added to (cyclic) or subtracted from
-// (negacyclic) the words W below them, or they are only left out. The carry out of the top point may be
-// dropped all the same: then as many units, about a point of them, are missing at word 0. None of the words
-// n - W .. W - 1 is among those that they fill.
+// What becomes of the words of a product at and above word W. Let the product be L + H 2^(64 W) with L of W
+// words. The result is, modulo 2^(64 W),
+//
+//     cyclic:      L + H - c
+//     negacyclic:  L - H + c
+//     none:        L
+//
+// where c is the carry out of the top point, which a transform may drop (0 <= c <= H unless points are
+// signed). H and c both lie below word n - W of a product of n words, so words n - W .. W - 1 differ from
+// those of L by no more than one unit of the lowest.
 enum class Fold { cyclic, negacyclic, none };
 
 class Transform {
@@ -32,6 +38,9 @@ class Transform {
 
     u64 convolution_bits() const { return convolution_bits_; }
     u64 convolution_words() const { return convolution_bits_ / 64; }
+    // `words` words of an operand or product have to fit the convolution: otherwise throws
+    // ConvolutionTooSmallException "Convolution length is too small." with both sizes in bits.
+    void check_length(const char* function, u64 words) const;
     // Bytes of one forward transform, and of the scratch that forward() and inverse() need; multiples of 64,
     // whatever the number of tasks.
     u64 data_bytes() const { return data_bytes_; }

@@ -7,12 +7,6 @@
 
 namespace trel {
 
-void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words) {
-    if (words <= capacity_bits / 64) return;
-    throw ConvolutionTooSmallException(ntt_constants(family).short_name, "Convolution length is too small.",
-                                       capacity_bits, 64 * words);
-}
-
 void check_vector_family(const char* function, NttFamily family) {
     if (family == NttFamily::c17 || family == NttFamily::vst) return;
     throw InvalidParametersException(function, "Invalid Mode");

@@ -7,10 +7,6 @@
 
 namespace trel {
 
-// An operand or product of `words` words has to fit the convolution: otherwise throws
-// ConvolutionTooSmallException "Convolution length is too small.".
-void check_ntt_length(NttFamily family, u64 capacity_bits, u64 words);
-
 // Transforms that compute in floating-point numbers are right only on threads that round to nearest, whatever
 // their coefficients look like. rounded_right: every thread that took part did. Otherwise prints "The FPU
 // Control Word has been corrupted." and throws ConvolutionFailedException "Coefficient is too large." with

@@ -116,7 +116,7 @@ u32 ntt_max_exponent(NttFamily family, u32 a, u32 b) {
 }
 
 const NttPrimeSet& ntt_prime_set(NttFamily family, u32 a, u32 b) {
-    ntt_max_exponent(family, a, b);  // refuses what has no set
+    ntt_max_exponent(family, a, b);  // throws where there is no set
     // one row a kind of prime; VST works with C17's
     static std::array<std::array<Slot, 4 * (kMaxA + 1)>, 3> slots;
     const NttFamily kind = family == NttFamily::vst ? NttFamily::c17 : family;

@@ -61,8 +61,8 @@ std::vector<NttRecord> best_records(NttFamily family, u64 min_points, u64 min_bi
     return best_of(std::move(candidates));
 }
 
-// Blocking hints of a tuned record: the lengths alone decide, but for the first record of a length factor and
-// the largest of all.
+// Blocking hints of a tuned record: the lengths alone decide, except for the first record of a length factor
+// and the largest of all.
 void set_hints(NttRecord& r, u64 capacity) {
     constexpr u8 kHints[][3] = {{5, 3, 6},   {5, 4, 6},   {6, 4, 6},  {6, 5, 6}, {6, 6, 7},
                                 {6, 7, 7},   {7, 7, 8},   {7, 8, 8},  {7, 9, 9}, {7, 10, 9},

@@ -36,7 +36,7 @@ constexpr bool is_built([[maybe_unused]] Isa isa) {
 }
 
 // The levels in this build that this processor and operating system can run, lowest first. May be empty on a
-// processor without AVX2; active_isa() is then avx2 all the same (the start-up check has warned).
+// processor without AVX2; active_isa() is avx2 even then (the start-up check has warned).
 const std::vector<Isa>& available_isas();
 
 // The level in use: the highest available one, or the one that the environment variable KALVOR_ISA names. An

@@ -2,12 +2,11 @@
 // words (U64x8) and eight lane masks (Mask8), inside the namespace trel::TREL_ISA. Both levels offer the same
 // operations with the same results; algorithms are written once on them.
 //
-// Include from kernel files (*.isa.cpp) only. Everything is in an unnamed namespace and always inlined: a
-// symbol that other objects could share would bring wide instructions into plain code.
+// For kernel files (*.isa.cpp) only; kernel.h says why everything is inlined.
 //
-// Doubles: lane i of the result depends on lane i of the operands unless said otherwise. fma(a, b, c) = a b +
-// c and fnma(a, b, c) = c - a b are rounded once. No operation depends on the rounding mode but through the
-// default.
+// Lane i of a result depends on lane i of the operands unless an operation says otherwise. Rounded once:
+// fma(a, b, c) = a b + c, fms(a, b, c) = a b - c, fnma(a, b, c) = c - a b. Results are those of the default
+// rounding mode, to nearest.
 #pragma once
 
 #if defined(TREL_ISA_avx512)

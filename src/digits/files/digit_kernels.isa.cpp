@@ -1,5 +1,7 @@
 #include "digits/files/digit_kernels.h"
 
+#include "base/simd/kernel.h"
+
 namespace trel::TREL_ISA {
 extern const kalvor::DigitKernels digit_kernels;
 
@@ -111,8 +113,7 @@ void count_below(u64* counts, const u8* values, u64 n) noexcept {
         Bytes hits[kRadix] = {};
         for (u64 j = 0; j < vectors; j++, i += kWidth) {
             const Bytes v = load(values + i);
-#pragma GCC unroll 16
-            for (u32 d = 0; d < kRadix; d++) hits[d] -= (Bytes)(v == u8(d));
+            TREL_UNROLL for (u32 d = 0; d < kRadix; d++) hits[d] -= (Bytes)(v == u8(d));
         }
         for (u32 d = 0; d < kRadix; d++) counts[d] += sum_of_bytes(hits[d]);
     }

@@ -15,18 +15,18 @@ constexpr u64 kLow = 0xffffffff;
 constexpr u64 kPairsBetweenFolds = 16;
 
 // Below 2^33 + a / 2^31, the same modulo M.
-TREL_VEC U64x8 fold(U64x8 a) {
-    return add(bit_and(a, broadcast(kM)), shift_right(a, 31u));
+TREL_INLINE U64x8 fold(U64x8 a) {
+    return (a & broadcast(kM)) + shift_right(a, 31u);
 }
-TREL_VEC u64 fold(u64 a) {
+TREL_INLINE u64 fold(u64 a) {
     return (a & kM) + (a >> 31);
 }
 
 // 2 sum + 2 low half + high half: the sum doubled plus the word.
-TREL_VEC U64x8 doubled_plus_word(U64x8 sum, const u64* words) {
-    const U64x8 w = loadu(words);
-    const U64x8 half = add(sum, bit_and(w, broadcast(kLow)));
-    return add(add(half, half), shift_right(w, 32u));
+TREL_INLINE U64x8 doubled_plus_word(U64x8 sum, const u64* words) {
+    const U64x8 w = load(words);
+    const U64x8 half = sum + (w & broadcast(kLow));
+    return half + half + shift_right(w, 32u);
 }
 
 u32 block(const u64* words, u64 n_chunks, u32 seed) {
@@ -41,8 +41,7 @@ u32 block(const u64* words, u64 n_chunks, u32 seed) {
     u64 pairs = n_chunks / 2;
     // Reduced sums are below 2^34, words below 2^34: sixteen doublings end below 2^51.
     for (; pairs >= kPairsBetweenFolds; pairs -= kPairsBetweenFolds) {
-#pragma GCC unroll 16
-        for (u64 i = 0; i < kPairsBetweenFolds; i++) {
+        TREL_UNROLL for (u64 i = 0; i < kPairsBetweenFolds; i++) {
             odd = doubled_plus_word(odd, words + 16 * i);
             even = doubled_plus_word(even, words + 16 * i + 8);
         }
@@ -56,10 +55,10 @@ u32 block(const u64* words, u64 n_chunks, u32 seed) {
         words += 16;
     }
     odd = fold(fold(odd));
-    const U64x8 value = fold(fold(add(shift_left(odd, 16u), fold(even))));
+    const U64x8 value = fold(fold(shift_left(odd, 16u) + fold(even)));
 
     u64 lanes[8];
-    storeu(lanes, value);
+    store(lanes, value);
     u64 sum = 0;
     for (int i = 0; i < 8; i++) sum += lanes[i] << (14 - 2 * i);
     return static_cast<u32>(fold(fold(sum)));

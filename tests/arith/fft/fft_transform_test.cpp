@@ -52,8 +52,9 @@ void check_entry(const FftTransform& t, u64 entry) {
     double worst = 0;
     // The reference costs seconds at the largest lengths: there, the worst data and random data only.
     const bool large = entry >= 70;
-    for (Kind kind : large ? std::vector<Kind>{Kind::random, Kind::positive}
-                           : std::vector<Kind>{Kind::random, Kind::ones, Kind::high, Kind::positive, Kind::negative}) {
+    for (Kind kind :
+         large ? std::vector<Kind>{Kind::random, Kind::positive}
+               : std::vector<Kind>{Kind::random, Kind::ones, Kind::high, Kind::positive, Kind::negative}) {
         const auto A = operand(kind, half, b, seed), B = operand(kind, W - half, b, seed + 1);
         worst = std::max(worst, check_product(t, A, B));
         if (!large || kind == Kind::positive) worst = std::max(worst, check_product(t, A, A));
@@ -197,13 +198,13 @@ TEST_P(FftTransformTest, TasksDoNotChangeWords) {
             const auto A = operand(kind, W / 2, t.plan().b, 1), B = operand(kind, W - W / 2, t.plan().b, 2);
             const auto want = product(A, B);
             for (u64 tds : {1, 2, 7}) {
-                const ParallelContext P{&spawn, tds};
+                const ParallelContext parallel{&spawn, tds};
                 Scratch x(t.data_bytes()), y(t.data_bytes());
-                t.forward(P, x.data(), A.data(), A.size(), nullptr);
-                t.forward(P, y.data(), B.data(), B.size(), nullptr);
+                t.forward(parallel, x.data(), A.data(), A.size(), nullptr);
+                t.forward(parallel, y.data(), B.data(), B.size(), nullptr);
                 const u64 skip = W / 3, total = W - 5;
                 Output out(total - skip);
-                t.inverse(P, out.data(), skip, total, x.data(), x.data(), y.data(), nullptr);
+                t.inverse(parallel, out.data(), skip, total, x.data(), x.data(), y.data(), nullptr);
                 EXPECT_EQ(out.words(), std::vector<Word>(want.begin() + skip, want.begin() + total))
                     << "entry " << entry << " tds " << tds;
                 EXPECT_TRUE(out.guards_intact());
@@ -236,13 +237,14 @@ TEST_P(FftTransformTest, BuffersMayCoincide) {
     }
 }
 
-// Transforms at addresses that no vector store would take: slower, and the same words. The last one is stored past
-// the caches where it is aligned.
+// Transforms at addresses that no vector store would take: slower, and the same words. The last one is stored
+// past the caches where it is aligned.
 TEST_P(FftTransformTest, MisalignedData) {
     for (const u64 entry : {u64(7), u64(27), u64(40), u64(63)}) {
         const FftTransform t = transform(entry);
         const u64 W = t.convolution_words();
-        const auto A = operand(Kind::random, W / 2, t.plan().b, 1), B = operand(Kind::ones, W - W / 2, t.plan().b, 2);
+        const auto A = operand(Kind::random, W / 2, t.plan().b, 1),
+                   B = operand(Kind::ones, W - W / 2, t.plan().b, 2);
         const auto want = product(A, B);
         for (const u64 shift : {u64(8), u64(16), u64(32)}) {
             Scratch x(t.data_bytes() + 64), y(t.data_bytes() + 64);

@@ -107,17 +107,17 @@ class Output {
 };
 
 // A and B multiplied by a transform, words skip .. total - 1.
-inline std::vector<Word> multiply(const trel::Transform& t, const trel::ParallelContext& P,
+inline std::vector<Word> multiply(const trel::Transform& t, const trel::ParallelContext& parallel,
                                   const std::vector<Word>& A, const std::vector<Word>& B, u64 skip,
                                   u64 total) {
     Scratch x(t.data_bytes()), y(t.data_bytes()), scratch(t.scratch_bytes());
     Output T(total - skip);
-    t.forward(P, x.data(), A.data(), A.size(), scratch.data());
+    t.forward(parallel, x.data(), A.data(), A.size(), scratch.data());
     if (&A == &B) {
-        t.inverse(P, T.data(), skip, total, x.data(), x.data(), x.data(), scratch.data());
+        t.inverse(parallel, T.data(), skip, total, x.data(), x.data(), x.data(), scratch.data());
     } else {
-        t.forward(P, y.data(), B.data(), B.size(), scratch.data());
-        t.inverse(P, T.data(), skip, total, x.data(), x.data(), y.data(), scratch.data());
+        t.forward(parallel, y.data(), B.data(), B.size(), scratch.data());
+        t.inverse(parallel, T.data(), skip, total, x.data(), x.data(), y.data(), scratch.data());
     }
     EXPECT_TRUE(T.guards_intact());
     EXPECT_TRUE(x.guards_intact() && y.guards_intact() && scratch.guards_intact());
@@ -126,42 +126,42 @@ inline std::vector<Word> multiply(const trel::Transform& t, const trel::Parallel
 
 // A product that fills the transform, checked as above, and up to 2^20 words of odd seeds a window of it, of
 // even ones a square.
-inline void check_long_products(const trel::Transform& t, const trel::ParallelContext& P,
+inline void check_long_products(const trel::Transform& t, const trel::ParallelContext& parallel,
                                 const std::vector<Word>& A, const std::vector<Word>& B, u64 seed,
                                 bool by_gmp) {
-    const auto C = multiply(t, P, A, B, 0, A.size() + B.size());
+    const auto C = multiply(t, parallel, A, B, 0, A.size() + B.size());
     check_product(A, B, C, by_gmp);
     if (::testing::Test::HasFatalFailure() || C.size() > u64(1) << 20) return;
     if (seed % 2 == 1) {
         std::mt19937_64 rng(seed);
         const u64 skip = rng() % C.size(), total = skip + 1 + rng() % (C.size() - skip);
-        ASSERT_EQ(multiply(t, P, A, B, skip, total),
+        ASSERT_EQ(multiply(t, parallel, A, B, skip, total),
                   std::vector<Word>(C.begin() + static_cast<std::ptrdiff_t>(skip),
                                     C.begin() + static_cast<std::ptrdiff_t>(total)))
             << skip << " .. " << total;
     } else {
         const auto S = operand(kKinds[seed / 2 % 4], t.convolution_words() / 2, seed + 2);
-        check_product(S, S, multiply(t, P, S, S, 0, 2 * S.size()), by_gmp);
+        check_product(S, S, multiply(t, parallel, S, S, 0, 2 * S.size()), by_gmp);
     }
 }
 
 // The product of LA and LB words, and a square, whole and in some windows.
-inline void check_products(const trel::Transform& t, const trel::ParallelContext& P, Kind kind, u64 LA,
+inline void check_products(const trel::Transform& t, const trel::ParallelContext& parallel, Kind kind, u64 LA,
                            u64 LB, u64 seed) {
     const auto A = operand(kind, LA, seed), B = operand(kind, LB, seed + 1);
     const auto C = product(A, B);
-    ASSERT_EQ(multiply(t, P, A, B, 0, LA + LB), C) << "LA=" << LA << " LB=" << LB << " seed=" << seed;
+    ASSERT_EQ(multiply(t, parallel, A, B, 0, LA + LB), C) << "LA=" << LA << " LB=" << LB << " seed=" << seed;
     std::mt19937_64 rng(seed);
     for (u32 i = 0; i < 2; i++) {
         u64 skip = rng() % (LA + LB), total = skip + 1 + rng() % (LA + LB - skip);
         if (i == 0) total = LA + LB;
         const std::vector<Word> want(C.begin() + static_cast<std::ptrdiff_t>(skip),
                                      C.begin() + static_cast<std::ptrdiff_t>(total));
-        ASSERT_EQ(multiply(t, P, A, B, skip, total), want)
+        ASSERT_EQ(multiply(t, parallel, A, B, skip, total), want)
             << "LA=" << LA << " LB=" << LB << " skip=" << skip << " total=" << total << " seed=" << seed;
     }
     if (2 * LA <= t.convolution_words()) {
-        ASSERT_EQ(multiply(t, P, A, A, 0, 2 * LA), product(A, A)) << "LA=" << LA << " seed=" << seed;
+        ASSERT_EQ(multiply(t, parallel, A, A, 0, 2 * LA), product(A, A)) << "LA=" << LA << " seed=" << seed;
     }
 }
 

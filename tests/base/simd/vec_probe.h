@@ -37,7 +37,7 @@ struct VecProbe {
     void (*sub_masked)(u64* r, unsigned bits, const u64* a, const u64* b);
     void (*copy_masked_f64)(double* r, unsigned bits, const double* a);  // load_masked, store_masked
     void (*copy_masked_u64)(u64* r, unsigned bits, const u64* a);
-    void (*load_masked_f64)(double* r, unsigned bits, const double* a);  // load_masked, storeu
+    void (*load_masked_f64)(double* r, unsigned bits, const double* a);  // load_masked, store
     void (*load_masked_u64)(u64* r, unsigned bits, const u64* a);
     void (*aligned_copy_f64)(double* r, const double* a);  // load, store
     void (*aligned_copy_u64)(u64* r, const u64* a);
@@ -52,11 +52,26 @@ struct VecProbe {
     void (*transpose_u64)(u64* matrix);
 };
 
+// The same for vec_register.h. The named operations take arrays of 8 lanes, the others `lanes`.
+struct VecRegisterProbe {
+    u32 lanes;
+    const VecProbe::F64* f64;
+    int n_f64;
+    const VecProbe::U64* words;
+    int n_words;
+    void (*move_up)(int n, double* r, const double* a, const double* before);
+    void (*stream)(double* r, const double* a);
+    void (*transpose)(double* matrix);
+    void (*bits_of)(u64* r, const double* a);
+};
+
 namespace avx2 {
 extern const VecProbe vec_probe;
-}
+extern const VecRegisterProbe vec_register_probe;
+}  // namespace avx2
 namespace avx512 {
 extern const VecProbe vec_probe;
-}
+extern const VecRegisterProbe vec_register_probe;
+}  // namespace avx512
 
 }  // namespace trel

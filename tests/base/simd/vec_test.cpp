@@ -15,9 +15,78 @@ using namespace trel;
 
 namespace {
 
+bool same(double a, double b) {
+    return std::memcmp(&a, &b, 8) == 0 || (std::isnan(a) && std::isnan(b));
+}
+
+using LaneOfDoubles = std::function<double(const double*, const double*, const double*, int)>;
+const std::map<std::string, LaneOfDoubles>& doubles() {
+    auto lanewise = [](double (*f)(double, double, double)) {
+        return LaneOfDoubles(
+            [f](const double* a, const double* b, const double* c, int i) { return f(a[i], b[i], c[i]); });
+    };
+    static const std::map<std::string, LaneOfDoubles> reference = {
+        {"add", lanewise([](double a, double b, double) { return a + b; })},
+        {"sub", lanewise([](double a, double b, double) { return a - b; })},
+        {"mul", lanewise([](double a, double b, double) { return a * b; })},
+        {"div", lanewise([](double a, double b, double) { return a / b; })},
+        {"fma", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, c); })},
+        {"fms", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, -c); })},
+        {"fnma", lanewise([](double a, double b, double c) { return trel::os::fma(-a, b, c); })},
+        {"fnms", lanewise([](double a, double b, double c) { return trel::os::fma(-a, b, -c); })},
+        {"min", lanewise([](double a, double b, double) { return a < b ? a : b; })},
+        {"max", lanewise([](double a, double b, double) { return a > b ? a : b; })},
+        {"round", lanewise([](double a, double, double) { return std::nearbyint(a); })},
+        {"floor", lanewise([](double a, double, double) { return std::floor(a); })},
+        {"neg", lanewise([](double a, double, double) { return -a; })},
+        {"abs", lanewise([](double a, double, double) { return std::fabs(a); })},
+        {"zero", lanewise([](double a, double, double) { return 0.0 + a * 0.0; })},
+        {"broadcast", lanewise([](double a, double, double) { return a + 1.5; })},
+        {"set", [](const double* a, const double*, const double*, int i) { return a[i] + (i + 1); }},
+        {"reverse", [](const double* a, const double*, const double*, int i) { return a[7 - i]; }},
+        {"swap_pairs", [](const double* a, const double*, const double*, int i) { return a[i ^ 1]; }},
+        {"dup_even", [](const double* a, const double*, const double*, int i) { return a[i & ~1]; }},
+        {"dup_odd", [](const double* a, const double*, const double*, int i) { return a[i | 1]; }},
+        {"unpack_even",
+         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i & ~1]; }},
+        {"unpack_odd",
+         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i | 1]; }},
+    };
+    return reference;
+}
+
+using LaneOfWords = std::function<u64(const u64*, const u64*, int)>;
+const std::map<std::string, LaneOfWords>& words() {
+    auto lanewise = [](u64 (*f)(u64, u64)) {
+        return LaneOfWords([f](const u64* a, const u64* b, int i) { return f(a[i], b[i]); });
+    };
+    static const std::map<std::string, LaneOfWords> reference = {
+        {"add", lanewise([](u64 a, u64 b) { return a + b; })},
+        {"sub", lanewise([](u64 a, u64 b) { return a - b; })},
+        {"mul_lo", lanewise([](u64 a, u64 b) { return a * b; })},
+        {"mul_32", lanewise([](u64 a, u64 b) { return u64(u32(a)) * u32(b); })},
+        {"bit_and", lanewise([](u64 a, u64 b) { return a & b; })},
+        {"bit_or", lanewise([](u64 a, u64 b) { return a | b; })},
+        {"bit_xor", lanewise([](u64 a, u64 b) { return a ^ b; })},
+        {"and_not", lanewise([](u64 a, u64 b) { return a & ~b; })},
+        {"shift_left", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a << b; })},
+        {"shift_right", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a >> b; })},
+        {"min", lanewise([](u64 a, u64 b) { return a < b ? a : b; })},
+        {"max", lanewise([](u64 a, u64 b) { return a > b ? a : b; })},
+        {"zero", lanewise([](u64 a, u64) { return a; })},
+        {"broadcast", lanewise([](u64 a, u64) { return a + 5; })},
+        {"set", [](const u64* a, const u64*, int i) { return a[i] + static_cast<u64>(i + 1); }},
+        {"reverse", [](const u64* a, const u64*, int i) { return a[7 - i]; }},
+        {"unpack_even", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i & ~1]; }},
+        {"unpack_odd", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i | 1]; }},
+    };
+    return reference;
+}
+
 class VecTest : public testing::TestWithParam<Isa> {
   protected:
     const VecProbe& vec() const { return TREL_TABLE(GetParam(), vec_probe); }
+    const VecRegisterProbe& in_register() const { return TREL_TABLE(GetParam(), vec_register_probe); }
 
     u64 word() {
         // Edge words now and then.
@@ -38,110 +107,52 @@ class VecTest : public testing::TestWithParam<Isa> {
     void fill(double (&a)[8]) {
         for (double& x : a) x = number();
     }
+    void check(const VecProbe::F64* ops, int n) {
+        for (int k = 0; k < n; k++) {
+            const LaneOfDoubles& lane = doubles().at(ops[k].name);
+            for (int run = 0; run < 500; run++) {
+                double a[8], b[8], c[8], r[8];
+                fill(a);
+                fill(b);
+                fill(c);
+                ops[k].run(r, a, b, c);
+                for (int i = 0; i < 8; i++) {
+                    ASSERT_TRUE(same(r[i], lane(a, b, c, i))) << ops[k].name << " lane " << i << ": " << a[i]
+                                                              << " " << b[i] << " " << c[i] << " -> " << r[i];
+                }
+            }
+        }
+    }
+    void check(const VecProbe::U64* ops, int n) {
+        for (int k = 0; k < n; k++) {
+            const LaneOfWords& lane = words().at(ops[k].name);
+            for (int run = 0; run < 500; run++) {
+                u64 a[8], b[8], r[8];
+                fill(a);
+                fill(b);
+                ops[k].run(r, a, b);
+                for (int i = 0; i < 8; i++) {
+                    ASSERT_EQ(r[i], lane(a, b, i))
+                        << ops[k].name << " lane " << i << ": " << a[i] << " " << b[i];
+                }
+            }
+        }
+    }
     std::mt19937_64 random_{20240611};
 };
-
-bool same(double a, double b) {
-    return std::memcmp(&a, &b, 8) == 0 || (std::isnan(a) && std::isnan(b));
-}
 
 }  // namespace
 
 TEST_P(VecTest, Doubles) {
-    using Lane = std::function<double(const double*, const double*, const double*, int)>;
-    auto lanewise = [](double (*f)(double, double, double)) {
-        return Lane(
-            [f](const double* a, const double* b, const double* c, int i) { return f(a[i], b[i], c[i]); });
-    };
-    const std::map<std::string, Lane> reference = {
-        {"add", lanewise([](double a, double b, double) { return a + b; })},
-        {"sub", lanewise([](double a, double b, double) { return a - b; })},
-        {"mul", lanewise([](double a, double b, double) { return a * b; })},
-        {"div", lanewise([](double a, double b, double) { return a / b; })},
-        {"fma", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, c); })},
-        {"fms", lanewise([](double a, double b, double c) { return trel::os::fma(a, b, -c); })},
-        {"fnma", lanewise([](double a, double b, double c) { return trel::os::fma(-a, b, c); })},
-        {"min", lanewise([](double a, double b, double) { return a < b ? a : b; })},
-        {"max", lanewise([](double a, double b, double) { return a > b ? a : b; })},
-        {"round", lanewise([](double a, double, double) { return std::nearbyint(a); })},
-        {"floor", lanewise([](double a, double, double) { return std::floor(a); })},
-        {"neg", lanewise([](double a, double, double) { return -a; })},
-        {"abs", lanewise([](double a, double, double) { return std::fabs(a); })},
-        {"plus", lanewise([](double a, double b, double) { return a + b; })},
-        {"minus", lanewise([](double a, double b, double) { return a - b; })},
-        {"times", lanewise([](double a, double b, double) { return a * b; })},
-        {"zero", lanewise([](double a, double, double) { return 0.0 + a * 0.0; })},
-        {"broadcast", lanewise([](double a, double, double) { return a + 1.5; })},
-        {"set", [](const double* a, const double*, const double*, int i) { return a[i] + (i + 1); }},
-        {"reverse", [](const double* a, const double*, const double*, int i) { return a[7 - i]; }},
-        {"swap_pairs", [](const double* a, const double*, const double*, int i) { return a[i ^ 1]; }},
-        {"dup_even", [](const double* a, const double*, const double*, int i) { return a[i & ~1]; }},
-        {"dup_odd", [](const double* a, const double*, const double*, int i) { return a[i | 1]; }},
-        {"unpack_even",
-         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i & ~1]; }},
-        {"unpack_odd",
-         [](const double* a, const double* b, const double*, int i) { return (i & 1 ? b : a)[i | 1]; }},
-    };
-    ASSERT_EQ(static_cast<size_t>(vec().n_f64), reference.size());
-    for (int k = 0; k < vec().n_f64; k++) {
-        const VecProbe::F64& op = vec().f64[k];
-        const Lane& lane = reference.at(op.name);
-        for (int run = 0; run < 500; run++) {
-            double a[8], b[8], c[8], r[8];
-            fill(a);
-            fill(b);
-            fill(c);
-            op.run(r, a, b, c);
-            for (int i = 0; i < 8; i++) {
-                const double want = lane(a, b, c, i);
-                ASSERT_TRUE(same(r[i], want)) << op.name << " lane " << i << ": " << a[i] << " " << b[i]
-                                              << " " << c[i] << " -> " << r[i];
-            }
-        }
-    }
+    ASSERT_EQ(static_cast<size_t>(vec().n_f64) + 1, doubles().size());  // fnms: vec_register.h alone
+    check(vec().f64, vec().n_f64);
+    check(in_register().f64, in_register().n_f64);
 }
 
 TEST_P(VecTest, Words) {
-    using Lane = std::function<u64(const u64*, const u64*, int)>;
-    auto lanewise = [](u64 (*f)(u64, u64)) {
-        return Lane([f](const u64* a, const u64* b, int i) { return f(a[i], b[i]); });
-    };
-    const std::map<std::string, Lane> reference = {
-        {"add", lanewise([](u64 a, u64 b) { return a + b; })},
-        {"sub", lanewise([](u64 a, u64 b) { return a - b; })},
-        {"plus", lanewise([](u64 a, u64 b) { return a + b; })},
-        {"minus", lanewise([](u64 a, u64 b) { return a - b; })},
-        {"mul_lo", lanewise([](u64 a, u64 b) { return a * b; })},
-        {"mul_32", lanewise([](u64 a, u64 b) { return u64(u32(a)) * u32(b); })},
-        {"bit_and", lanewise([](u64 a, u64 b) { return a & b; })},
-        {"bit_or", lanewise([](u64 a, u64 b) { return a | b; })},
-        {"bit_xor", lanewise([](u64 a, u64 b) { return a ^ b; })},
-        {"and_not", lanewise([](u64 a, u64 b) { return a & ~b; })},
-        {"shift_left", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a << b; })},
-        {"shift_right", lanewise([](u64 a, u64 b) { return b > 63 ? 0 : a >> b; })},
-        {"min", lanewise([](u64 a, u64 b) { return a < b ? a : b; })},
-        {"max", lanewise([](u64 a, u64 b) { return a > b ? a : b; })},
-        {"zero", lanewise([](u64 a, u64) { return a; })},
-        {"broadcast", lanewise([](u64 a, u64) { return a + 5; })},
-        {"set", [](const u64* a, const u64*, int i) { return a[i] + static_cast<u64>(i + 1); }},
-        {"reverse", [](const u64* a, const u64*, int i) { return a[7 - i]; }},
-        {"unpack_even", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i & ~1]; }},
-        {"unpack_odd", [](const u64* a, const u64* b, int i) { return (i & 1 ? b : a)[i | 1]; }},
-    };
-    ASSERT_EQ(static_cast<size_t>(vec().n_words), reference.size());
-    for (int k = 0; k < vec().n_words; k++) {
-        const VecProbe::U64& op = vec().words[k];
-        const Lane& lane = reference.at(op.name);
-        for (int run = 0; run < 500; run++) {
-            u64 a[8], b[8], r[8];
-            fill(a);
-            fill(b);
-            op.run(r, a, b);
-            for (int i = 0; i < 8; i++) {
-                ASSERT_EQ(r[i], lane(a, b, i)) << op.name << " lane " << i << ": " << a[i] << " " << b[i];
-            }
-        }
-    }
+    ASSERT_EQ(static_cast<size_t>(vec().n_words), words().size());
+    check(vec().words, vec().n_words);
+    check(in_register().words, in_register().n_words);
     u64 a[8], r[8];
     for (const unsigned n : {0u, 1u, 31u, 32u, 63u, 64u, 100u}) {
         fill(a);
@@ -266,6 +277,31 @@ TEST_P(VecTest, LanesAndTransposes) {
             EXPECT_EQ(m[8 * i + j], 8 * j + i);
             EXPECT_EQ(w[8 * i + j], static_cast<u64>(8 * j + i) << 40);
         }
+    }
+}
+
+TEST_P(VecTest, OneRegister) {
+    const VecRegisterProbe& probe = in_register();
+    const int lanes = static_cast<int>(probe.lanes);
+    alignas(64) double a[16], before[8], r[16];
+    for (int i = 0; i < 16; i++) a[i] = number();
+    fill(before);
+    for (int n = 1; n < lanes; n++) {
+        probe.move_up(n, r, a, before);
+        for (int i = 0; i < lanes; i++) ASSERT_TRUE(same(r[i], i < n ? before[lanes - n + i] : a[i - n]));
+    }
+    for (const int shift : {0, 1, 4}) {  // the last two are not where the store past the caches may go
+        probe.stream(r + shift, a + shift);
+        for (int i = shift; i < shift + lanes; i++) ASSERT_TRUE(same(r[i], a[i]));
+    }
+    u64 bits[8];
+    probe.bits_of(bits, a);
+    ASSERT_EQ(std::memcmp(bits, a, 8 * probe.lanes), 0);
+    double matrix[64];
+    for (int i = 0; i < 64; i++) matrix[i] = i;
+    probe.transpose(matrix);
+    for (int i = 0; i < lanes; i++) {
+        for (int j = 0; j < lanes; j++) ASSERT_EQ(matrix[lanes * i + j], lanes * j + i);
     }
 }
 

@@ -1,0 +1,87 @@
+// Phases of items on one set of tasks: every item once, no phase before the end of the one below, whatever
+// the framework does with the tasks.
+#include "platform/parallel/task_phases.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "support/capture_console.h"
+#include "support/threads.h"
+
+namespace {
+
+using namespace trel;
+
+// Runs its tasks one after the other, the last one first.
+class Backwards final : public BasicParallelizer {
+  public:
+    void run_in_parallel(BasicAction& action, u64 begin, u64 end) override {
+        while (end-- > begin) action.run(end);
+    }
+    void run_in_parallel(BasicAction& a, BasicAction& b) override {
+        b.run(0);
+        a.run(0);
+    }
+};
+
+constexpr u64 kItems[] = {7, 0, 100, 1, 64, 3};
+constexpr u32 kPhases = std::size(kItems);
+
+void check_phases(const ParallelContext& P, u64 tasks, u64 microseconds) {
+    std::vector<std::atomic<u32>> runs(200 * kPhases);
+    std::atomic<u64> finished[kPhases] = {};
+    std::atomic<bool> in_order{true}, alone{true};
+    std::vector<std::atomic<u32>> inside(tasks);
+    run_phases(
+        P, tasks, kPhases, [](u32 phase) noexcept { return kItems[phase]; },
+        [&](u64 task, u32 phase, u64 i) noexcept {
+            if (inside[task].fetch_add(1) != 0) alone = false;
+            for (u32 k = 0; k < phase; k++) {
+                if (finished[k] != kItems[k]) in_order = false;
+            }
+            // the last item of a phase lets the others fall asleep
+            if (microseconds != 0 && i + 1 == kItems[phase]) {
+                std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+            }
+            runs[200 * phase + i]++;
+            finished[phase]++;
+            inside[task]--;
+        });
+    EXPECT_TRUE(in_order);
+    EXPECT_TRUE(alone);
+    for (u32 k = 0; k < kPhases; k++) {
+        for (u64 i = 0; i < 200; i++) ASSERT_EQ(runs[200 * k + i], i < kItems[k] ? 1u : 0u) << k << " " << i;
+    }
+}
+
+TEST(TaskPhasesTest, EveryItemOnceInOrderOfPhases) {
+    Backwards backwards;
+    for (const u64 tasks : {1, 2, 3, 7, 64}) {
+        for (u32 i = 0; i < 10; i++) check_phases({thread_framework(), tasks}, tasks, 0);
+        check_phases({&backwards, tasks}, tasks, 0);
+        check_phases(serial_context(), tasks, 0);
+    }
+}
+
+TEST(TaskPhasesTest, SleepersAreWoken) {
+    for (u32 i = 0; i < 5; i++) check_phases({thread_framework(), 3}, 3, 3000);
+}
+
+TEST(TaskPhasesDeathTest, TooManyPhasesOrTasksEndTheProcess) {
+    const auto none = [](u32) noexcept { return u64(0); };
+    const auto nothing = [](u64, u32, u64) noexcept {};
+    run_phases(serial_context(), kMaxPhaseTasks, kMaxPhases, none, nothing);
+    const auto run = [&](u64 tasks, u32 n_phases) {
+        print_to_stderr();
+        run_phases(serial_context(), tasks, n_phases, none, nothing);
+    };
+    EXPECT_EXIT(run(1, kMaxPhases + 1), testing::ExitedWithCode(1),
+                "Invalid Function Parameters:   run_phases\\(\\)\n\n17 phases, 1 tasks");
+    EXPECT_EXIT(run(kMaxPhaseTasks + 1, 1), testing::ExitedWithCode(1),
+                "Invalid Function Parameters:   run_phases\\(\\)\n\n1 phases, 65 tasks");
+}
+
+}  // namespace
