@@ -4,9 +4,10 @@
 
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "os/types.h"
-#include "platform/parallel/stop_flag.h"
+#include "platform/parallel/run_monitor.h"
 
 namespace trel {
 
@@ -34,12 +35,16 @@ class BasicParallelizer {
 struct ParallelContext {
     BasicParallelizer* framework;
     u64 tds;
-    const StopFlag* stop = nullptr;
+    RunMonitor* run = nullptr;
 
-    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n, stop}; }
+    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n, run}; }
     // Throws RunStopped when the run was asked to stop. Costs a load; any thread.
     void poll() const {
-        if (stop != nullptr && stop->requested()) throw RunStopped();
+        if (run != nullptr && run->stop.requested()) throw RunStopped();
+    }
+    // Hands lines to the thread that reports. Any thread.
+    void warn(std::vector<Warnings::Line> lines) const {
+        if (run != nullptr) run->warnings.add(std::move(lines));
     }
 };
 

@@ -244,13 +244,13 @@ INSTANTIATE_TEST_SUITE_P(Folds, GenericOperations,
 
 // Every entry asks first, so that a run stops between two products wherever it is.
 TEST(DispatchTest, NoEntryBeginsAProductAfterTheRunWasAskedToStop) {
-    StopFlag stop;
+    RunMonitor monitor;
     Scratch scratch((multiply_scratch_bytes(8) + 63) / 64 * 64);
-    const MultiplyContext context{{serial_context().framework, 1, &stop}, scratch.view()};
+    const MultiplyContext context{{serial_context().framework, 1, &monitor}, scratch.view()};
     const Words A(4, 3), B(4, 5);
     Words T(8);
     multiply_full(context, T.data(), A.data(), 4, B.data(), 4);
-    stop.request();
+    monitor.stop.request();
     TransformHolder holder;
     EXPECT_THROW(multiply_full(context, T.data(), A.data(), 4, B.data(), 4), RunStopped);
     EXPECT_THROW(multiply_truncated(context, T.data(), 0, 8, A.data(), 4, B.data(), 4), RunStopped);

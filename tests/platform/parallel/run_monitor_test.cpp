@@ -1,4 +1,4 @@
-#include "platform/parallel/stop_flag.h"
+#include "platform/parallel/run_monitor.h"
 
 #include <gtest/gtest.h>
 
@@ -12,19 +12,19 @@ using namespace trel_test;
 
 namespace {
 
-class StopFlagTest : public testing::TestWithParam<FrameworkCase> {};
+class RunMonitorTest : public testing::TestWithParam<FrameworkCase> {};
 
 // Leaves of a tree of dispatches; the one whose turn comes at `stop_at` asks to stop.
 struct Tree {
     ParallelContext context;
-    StopFlag& stop;
+    RunMonitor& run_monitor;
     const int stop_at;
     std::atomic<int> leaves{0};
 
     void run(int depth) {
         context.poll();
         if (depth == 0) {
-            if (leaves++ == stop_at) stop.request();
+            if (leaves++ == stop_at) run_monitor.stop.request();
             return;
         }
         if (depth % 2 == 0) {
@@ -38,56 +38,56 @@ struct Tree {
 
 }  // namespace
 
-TEST_P(StopFlagTest, NestedTasksEndAndTheCallerLearnsOfIt) {
+TEST_P(RunMonitorTest, NestedTasksEndAndTheCallerLearnsOfIt) {
     const FrameworkUnderTest framework = GetParam().make();
     const int depth = GetParam().thread_per_task() ? 4 : 6;
     const int all = GetParam().thread_per_task() ? 64 : 512;
-    StopFlag stop;
-    Tree tree{{framework.get(), 4, &stop}, stop, 7};
+    RunMonitor monitor;
+    Tree tree{{framework.get(), 4, &monitor}, monitor, 7};
     EXPECT_THROW(tree.run(depth), RunStopped);
     EXPECT_GE(tree.leaves, 8);
     EXPECT_LT(tree.leaves, all);
 
     // The framework goes on to serve other runs.
-    StopFlag never;
+    RunMonitor never;
     Tree next{{framework.get(), 4, &never}, never, -1};
     next.run(depth);
     EXPECT_EQ(next.leaves, all);
 }
 
 // Also when the last task is the one that asks.
-TEST_P(StopFlagTest, ARequestDuringTheLastTaskIsSeenByTheDispatch) {
+TEST_P(RunMonitorTest, ARequestDuringTheLastTaskIsSeenByTheDispatch) {
     const FrameworkUnderTest framework = GetParam().make();
-    StopFlag stop;
-    const ParallelContext context{framework.get(), 4, &stop};
-    EXPECT_THROW(parallel_for(context, 4, [&](u64) { stop.request(); }), RunStopped);
-    StopFlag other;
+    RunMonitor monitor;
+    const ParallelContext context{framework.get(), 4, &monitor};
+    EXPECT_THROW(parallel_for(context, 4, [&](u64) { monitor.stop.request(); }), RunStopped);
+    RunMonitor other;
     EXPECT_THROW(fork_join(
-                     {framework.get(), 2, &other}, [] {}, [&] { other.request(); }),
+                     {framework.get(), 2, &other}, [] {}, [&] { other.stop.request(); }),
                  RunStopped);
 }
 
-INSTANTIATE_TEST_SUITE_P(Frameworks, StopFlagTest, testing::ValuesIn(framework_cases()),
+INSTANTIATE_TEST_SUITE_P(Frameworks, RunMonitorTest, testing::ValuesIn(framework_cases()),
                          [](const auto& info) { return info.param.label(); });
 
 TEST(ParallelContextTest, FewerTasksKeepTheFlag) {
-    StopFlag stop;
-    const ParallelContext context = ParallelContext{serial_context().framework, 8, &stop}.with_tds(0);
+    RunMonitor monitor;
+    const ParallelContext context = ParallelContext{serial_context().framework, 8, &monitor}.with_tds(0);
     EXPECT_EQ(context.tds, 1u);
     context.poll();
-    stop.request();
+    monitor.stop.request();
     EXPECT_THROW(context.poll(), RunStopped);
     EXPECT_NO_THROW(serial_context().poll());
 }
 
 TEST(ParallelContextTest, OneTaskStopsBetweenItsItems) {
-    StopFlag stop;
-    const ParallelContext context{serial_context().framework, 1, &stop};
+    RunMonitor monitor;
+    const ParallelContext context{serial_context().framework, 1, &monitor};
     int runs = 0;
     EXPECT_THROW(parallel_for(context, 100,
                               [&](u64) {
                                   context.poll();
-                                  if (++runs == 10) stop.request();
+                                  if (++runs == 10) monitor.stop.request();
                               }),
                  RunStopped);
     EXPECT_EQ(runs, 10);

@@ -1,12 +1,15 @@
-// How a run is asked to stop at its next safe point.
+// What a run and its work, on whatever threads, tell each other: that it shall stop, and what the user shall
+// hear.
 #pragma once
 
 #include <atomic>
 #include <exception>
 
+#include "base/status/warnings.h"
+
 namespace trel {
 
-// One a run, handed down in the ParallelContext. Any thread may request; the work polls
+// Any thread may request; the work polls
 // (ParallelContext::poll()) between products, levels, blocks and pieces of output, never in a hot loop.
 class StopFlag {
   public:
@@ -23,6 +26,11 @@ class StopFlag {
 class RunStopped : public std::exception {
   public:
     const char* what() const noexcept override { return "The run was asked to stop."; }
+};
+// One a run, handed down in the ParallelContext.
+struct RunMonitor {
+    StopFlag stop;
+    Warnings warnings;
 };
 
 }  // namespace trel
