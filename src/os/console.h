@@ -13,6 +13,12 @@ bool stdout_is_terminal();
 void write_stdout(std::string_view text);
 void flush_stdout();
 
+// Columns that a line of the terminal has now; 0 when the output is not a terminal or does not tell.
+u32 terminal_columns();
+// Empties the line of the terminal that the cursor is on and puts the cursor at its beginning. Blanks over `width`
+// characters, or over the line if that is shorter, where the terminal has no better way.
+void erase_terminal_line(u64 width);
+
 // Sets the text colour of a terminal by its console letter ('B' ... 'y', anything else: default). Writes the
 // escape whether or not the output is a terminal; the caller has asked.
 void set_stdout_color(char letter);

@@ -48,6 +48,7 @@ void print_usage() {
           frameworks.c_str(),
           "    -MA:<name>              memory allocator:",
           allocators.c_str(),
+          "    -force:<0|1>            run although the machine has too little memory",
           "    -mode:ram               everything in memory",
           "",
           "Console options (before the action):",

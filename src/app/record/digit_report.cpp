@@ -7,6 +7,18 @@ namespace kalvor {
 
 using trel::u64;
 
+std::string first_digits_block(const OutputStats& stats) {
+    std::string text =
+        stats.counts.radix == 16 ? "First Hexadecimal Digits:\n" : "First Decimal Digits:\n";
+    const std::size_t point = stats.first.find('.');
+    if (point == std::string::npos) return text + stats.first + "\n\n";
+    text += stats.first.substr(0, point + 1);
+    for (std::size_t at = point + 1; at < stats.first.size(); at += 10) {
+        text += (at == point + 1 ? "" : " ") + stats.first.substr(at, 10);
+    }
+    return text + "\n\n";
+}
+
 std::string last_digits_block(const LastDigits& last) {
     std::string text = last.radix == 10   ? "Last Decimal Digits:\n"
                        : last.radix == 16 ? "Last Hexadecimal Digits:\n"

@@ -7,6 +7,9 @@
 
 namespace kalvor {
 
+// "First Decimal Digits:" and the integer part, the point and up to 50 digits in groups of ten; a blank line at
+// the end.
+std::string first_digits_block(const OutputStats& stats);
 // "Last Decimal Digits:" and the digits in groups of ten, fifty a line, each full line with its position; a
 // blank line at the end.
 std::string last_digits_block(const LastDigits& last);

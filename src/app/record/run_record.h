@@ -4,12 +4,29 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "base/clock/timer.h"
 #include "digits/output/digit_stats.h"
 #include "os/types.h"
 #include "platform/sysinfo/system_record.h"
 
 namespace kalvor {
+
+// A file that a run has left.
+struct WrittenFile {
+    std::string path;
+    trel::u64 bytes = 0;
+};
+
+// What was compared with something computed another way, and agreed; a run that finds a difference ends with
+// an exception instead of a record.
+struct RunChecks {
+    trel::u64 series_blocks = 0;  // of the sum
+    trel::u64 series_checked = 0; // of them, by their residues
+    bool conversion = false;
+    bool files = false;  // read back: hash and counts
+};
 
 struct RunRecord {
     trel::SystemRecord system;
@@ -19,10 +36,13 @@ struct RunRecord {
     trel::u64 hexadecimal_digits = 0;  // 0 = disabled
     std::string start_date;
     std::string end_date;
+    trel::TimeSpan compute_time;
     double compute_seconds = 0;  // computation and radix conversion
     double wall_seconds = 0;     // start to end
     std::optional<OutputStats> decimal;
     std::optional<OutputStats> hexadecimal;
+    std::vector<WrittenFile> files;
+    RunChecks checks;
     std::string event_log;
 };
 

@@ -69,6 +69,8 @@ const std::map<std::string, Handler>& option_table() {
          [](CustomSettings& s, ParameterList& p) {
              s.allocator = trel::make_default_allocator_config(p.current_value());
          }},
+        {"-force", [](CustomSettings& s,
+                      ParameterList& p) { s.force = parse_scaled_integer(p.current_value()) != 0; }},
         {"-M", [](CustomSettings&, ParameterList&) { not_supported("-M"); }},
         {"-minIO", [](CustomSettings&, ParameterList&) { not_supported("-minIO"); }},
         {"-swap", [](CustomSettings&, ParameterList&) { not_supported("-swap"); }},

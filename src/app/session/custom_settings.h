@@ -22,6 +22,7 @@ struct CustomSettings {
     std::string path;  // where the digits go; empty: the current folder
     bool output_enable = true;
     bool output_verify = true;
+    bool force = false;  // run although the memory is not there
     trel::i64 digits_per_file = 0;  // 0: text files
     trel::ParallelismSettings parallelism;
     std::unique_ptr<trel::AllocatorConfig> allocator;

@@ -1,24 +1,54 @@
 #include "app/session/memory_check.h"
 
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+
 namespace kalvor {
+
+using trel::u64;
+namespace Console = trel::Console;
 
 namespace {
 
-bool exceeds(trel::u64 needed, trel::u64 there) {
+bool exceeds(u64 needed, u64 there) {
     return there != 0 && needed > there;
+}
+
+std::string without_blank(const std::string& size) {
+    return size.front() == ' ' ? size.substr(1) : size;
 }
 
 }  // namespace
 
-void check_memory(const trel::os::MemoryStatus& machine, trel::u64 needed, trel::Status& status) {
+std::string memory_figures(u64 needed, u64 free, u64 digits) {
+    const std::string need = without_blank(Console::format_bytes(needed));
+    std::string rest = without_blank(Console::format_bytes(free));
+    // The unit is said once.
+    const std::string unit = need.substr(need.find(' '));
+    if (rest.substr(rest.find(' ')) == unit) rest.resize(rest.find(' '));
+    return "needs " + need + ", " + rest + " are free: " +
+           (digits == 0 ? "not even the smallest size fits"
+                        : "at most " + Console::format_commas(digits) + " digits");
+}
+
+void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& demand, trel::Status& status) {
+    const u64 needed = demand.bytes;
     if (exceeds(needed, machine.address_space)) status.FatalError("Insufficient Address Space");
-    if (exceeds(needed, machine.total_physical)) {
-        status.Warning("There is insufficient physical memory.");
-    } else if (exceeds(needed, machine.available_physical)) {
-        status.Warning("There is insufficient available physical memory.");
-    } else {
-        return;
+    const bool beyond_physical = exceeds(needed, machine.total_physical);
+    if (!beyond_physical && !exceeds(needed, machine.available_physical)) return;
+
+    const std::string what = beyond_physical ? "There is insufficient physical memory."
+                                             : "There is insufficient available physical memory.";
+    const u64 free = machine.available_physical != 0 ? machine.available_physical : machine.total_physical;
+    const std::string figures =
+        "The computation " + memory_figures(needed, free, demand.digits_that_fit(free)) + ".";
+    if (!demand.forced && exceeds(needed, machine.total_physical) &&
+        needed - machine.total_physical > machine.total_swap) {
+        throw trel::InvalidParametersException(
+            "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
     }
+    status.Warning(what);
+    status.Warning(figures);
     status.Warning(
         "Insufficient memory may lead to virtual memory thrashing which can cause severe\n"
         "performance degradation and/or system unresponsiveness.");

@@ -1,19 +1,19 @@
 #include "app/session/normal_float_session.h"
 
-#include <algorithm>
-
-#include "app/record/digit_report.h"
+#include "app/record/run_report.h"
 #include "app/session/memory_check.h"
+#include "app/session/run_work.h"
 #include "arith/multiply/transform_tables.h"
-#include "base/clock/cpu_utilization.h"
 #include "base/clock/date_text.h"
 #include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
 #include "platform/fileio/output_folder.h"
+#include "platform/fileio/raw_file.h"
 #include "platform/memory/allocate_heap.h"
 #include "platform/sysinfo/system_summary.h"
 
@@ -33,6 +33,10 @@ constexpr u64 kAlignmentLog2 = 21;  // huge pages fit into the regions
 constexpr u64 kHeaderWidth = 22;
 constexpr u64 kNameWidth = 12;
 
+WrittenFile written_file(const std::string& path) {
+    return {path, trel::FileIO::RawFile(path, trel::FileIO::OpenMode::read, false).size()};
+}
+
 }  // namespace
 
 // The two regions of a run and what lives in them.
@@ -42,87 +46,91 @@ struct NormalFloatSessionB::Regions {
     std::unique_ptr<trel::TransformTables> tables;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings) : settings_(settings) {
-    const ComputeSize& size = settings.size;
-    const u64 tds = settings.parallelism.task_decomposition;
-    plan_ = settings.constant->plan(size.words, tds);
-    writer_plan_ =
-        WriterPlan::make(plan_->result_words(), size.decimal_digits, size.decimal_digits,
-                         settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
-    max_product_words_ = std::max(plan_->max_product_words(), writer_plan_.max_product_words);
-    memory_.working_memory = round_up_64(8 * plan_->result_words()) +
-                             round_up_64(std::max(plan_->working_bytes(), writer_plan_.working_bytes));
-    memory_.twiddle_tables = round_up_64(trel::TransformTables::bytes(max_product_words_));
-    status_ = std::make_unique<trel::LinearConsoleNode>(kLineWidth, kRefreshSeconds);
-}
+NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings)
+    : settings_(settings),
+      plan_(RunPlan::make(settings, settings.size)),
+      work_(run_work(plan_, settings)),
+      own_status_(std::make_unique<trel::LinearConsoleNode>(kLineWidth, kRefreshSeconds)),
+      status_(*own_status_) {}
+
+NormalFloatSessionB::NormalFloatSessionB(const CustomSettings& settings, Status& status)
+    : settings_(settings),
+      plan_(RunPlan::make(settings, settings.size)),
+      work_(run_work(plan_, settings)),
+      status_(status) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;
 
+double NormalFloatSessionB::expected_seconds() const {
+    return work_.read().total;
+}
+
 void NormalFloatSessionB::print_header() {
     const Constant& constant = *settings_.constant;
-    trel::print_system_summary(record_.system, *status_);
-    status_->Status_Line("");
-    status_->Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
-    status_->Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
-    status_->Status_Line("");
-    status_->Status_Label(kHeaderWidth,
+    trel::print_system_summary(record_.system, status_);
+    status_.Status_Line("");
+    status_.Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
+    status_.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
+    status_.Status_Line("");
+    status_.Status_Label(kHeaderWidth,
                           "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
     if (settings_.enable_hex) {
-        status_->Status_Label(kHeaderWidth, "Hexadecimal Digits:",
+        status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:",
                               {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
     } else {
-        status_->Status_Label(kHeaderWidth, "Hexadecimal Digits:", {'g', "Disabled"});
+        status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:", {'g', "Disabled"});
     }
-    status_->Status_Line("");
-    status_->Status_Label(kHeaderWidth, "Computation Mode:", {'R', "Ram Only"});
-    status_->Status_Label(kHeaderWidth, "Multi-Threading:", {'T', settings_.parallelism.summary()});
-    status_->Status_Line("");
-    status_->Status_Label(kHeaderWidth, "Start Time:", {'Y', record_.start_date});
-    status_->Status_Line("");
+    status_.Status_Line("");
+    status_.Status_Label(kHeaderWidth, "Computation Mode:", {'R', "Ram Only"});
+    status_.Status_Label(kHeaderWidth, "Multi-Threading:", {'T', settings_.parallelism.summary()});
+    status_.Status_Line("");
+    status_.Status_Label(kHeaderWidth, "Start Time:", {'Y', record_.start_date});
+    status_.Status_Line("");
 }
 
 void NormalFloatSessionB::allocate(Regions& regions) {
     const ParallelContext parallel{framework_.get(), settings_.parallelism.task_decomposition};
     settings_.allocator->acquire_permissions();
+    status_.work().enter("memory");
     bool errors = false;
     auto phase = [&](const char* progress, const char* label, const char* event, u64 bytes,
                      trel::HeapAllocation& heap, auto&& build) {
         {
-            trel::StatusFrame frame(*status_, progress);
+            trel::StatusFrame frame(status_, progress);
             frame.node().refresh(true);
             heap = trel::allocate_heap(*settings_.allocator, parallel, kAlignmentLog2, bytes);
             build();
         }
         // Without a region there is nothing but its size to tell.
         const std::string size = Console::format_bytes(bytes);
-        status_->Status_ColoredLine({{'w', label}, {'Y', heap.region ? size + ", " + heap.summary : size}});
+        status_.Status_ColoredLine({{'w', label}, {'Y', heap.region ? size + ", " + heap.summary : size}});
         log_.add(wall_.seconds(), event);
         for (const std::string& warning : heap.warnings) {
             log_.add(wall_.seconds(), "Allocation Error: " + warning);
             errors = true;
         }
     };
-    phase("Working Memory...  ", "Working Memory: ", "Working Memory", memory_.working_memory,
+    phase("Working Memory...  ", "Working Memory: ", "Working Memory", plan_.memory.working_memory,
           regions.working, [] {});
-    phase("Twiddle Tables...  ", "Twiddle Tables: ", "Twiddle Tables", memory_.twiddle_tables,
+    phase("Twiddle Tables...  ", "Twiddle Tables: ", "Twiddle Tables", plan_.memory.twiddle_tables,
           regions.twiddles, [&] {
-              regions.tables = std::make_unique<trel::TransformTables>(max_product_words_,
+              regions.tables = std::make_unique<trel::TransformTables>(plan_.max_product_words,
                                                                        regions.twiddles.buffer(), parallel);
           });
     if (errors) {
-        status_->Status_ColoredLine(
+        status_.Status_ColoredLine(
             {{'R', "Memory allocation errors detected. Possible performance degradation."}});
-        status_->Status_ColoredLine({{'R', "Please see event log for details."}});
+        status_.Status_ColoredLine({{'R', "Please see event log for details."}});
     }
-    status_->Status_Line("");
+    status_.Status_Line("");
 }
 
 void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& value) {
-    status_->Status_Label(kHeaderWidth, "Begin Computation:", {'Y', trel::date_time_text()});
-    status_->Status_Line("");
+    status_.Status_Label(kHeaderWidth, "Begin Computation:", {'Y', trel::date_time_text()});
+    status_.Status_Line("");
     log_.add(wall_.seconds(), "Begin Computation");
     compute_timer_.restart();
-    plan_->run(context, *status_, value);
+    plan_.constant->run(context, status_, value);
     log_.add(wall_.seconds(), "End Computation");
 }
 
@@ -132,7 +140,7 @@ std::string NormalFloatSessionB::file_base(bool hexadecimal) const {
 }
 
 void NormalFloatSessionB::write_digits(const MultiplyContext& context, const BigFloat& value) {
-    FloatWriterB writer(writer_plan_, context, *status_, value);
+    FloatWriterB writer(plan_.writer, context, status_, value);
     writer.convert();
     compute_ = compute_timer_.elapsed();
     if (settings_.output_verify) writer.verify();
@@ -155,32 +163,19 @@ void NormalFloatSessionB::write_digits(const MultiplyContext& context, const Big
     log_.add(wall_.seconds(), "Digits Written");
 }
 
-void NormalFloatSessionB::report() {
+void NormalFloatSessionB::finish_record() {
     record_.end_date = trel::date_time_text();
     record_.compute_seconds = compute_.wall;
     record_.wall_seconds = wall_.seconds();
+    record_.compute_time = compute_;
     record_.event_log = log_.text();
-
-    status_->Status_Line("");
-    if (record_.hexadecimal) Console::print(last_digits_block(record_.hexadecimal->last), 'w');
-    if (record_.decimal) {
-        Console::print(last_digits_block(record_.decimal->last), 'w');
-        Console::print_line(counts_line(record_.decimal->counts));
-    }
-    if (record_.hexadecimal) Console::print_line(counts_line(record_.hexadecimal->counts));
-    if (record_.decimal) Console::print_line(hash_line(*record_.decimal));
-    if (record_.hexadecimal) Console::print_line(hash_line(*record_.hexadecimal));
-    status_->Status_Line("");
-
-    status_->Status_Label(kNameWidth, "Start Time:", {'Y', record_.start_date});
-    status_->Status_Label(kNameWidth, "End Time:", {'Y', record_.end_date});
-    status_->Status_Line("");
-    status_->Status_ColoredLine(
-        {{'w', "Total Computation Time:      "}, {'G', Console::format_time(record_.compute_seconds)}});
-    status_->Status_ColoredLine(
-        {{'w', "Start-to-End Wall Time:     "}, {'G', Console::format_time(record_.wall_seconds)}});
-    status_->Status_Line("");
-    trel::print_cpu_utilization(compute_);
+    record_.checks.series_blocks = plan_.constant->series_blocks();
+    record_.checks.series_checked = plan_.constant->series_blocks_checked();
+    record_.checks.conversion = settings_.output_verify;
+    record_.checks.files = settings_.output_verify && settings_.output_enable;
+    if (!settings_.output_enable) return;
+    if (settings_.enable_hex) record_.files.push_back(written_file(file_base(true) + ".txt"));
+    record_.files.push_back(written_file(file_base(false) + ".txt"));
 }
 
 const RunRecord& NormalFloatSessionB::run() {
@@ -195,20 +190,26 @@ const RunRecord& NormalFloatSessionB::run() {
         folder_ = trel::FileIO::prepare_output_folder(settings_.path);
     }
     record_.system = trel::gather_system_record(trel::CommandLine::console_settings().include_pii);
-    check_memory(trel::os::memory_status(), memory_.total(), *status_);
+    check_memory(trel::os::memory_status(),
+                 {plan_.memory.total(), [this](u64 bytes) { return digits_that_fit(settings_, bytes); },
+                  settings_.force},
+                 status_);
     print_header();
     framework_ = settings_.parallelism.framework->make_framework();
+    const trel::StatusWork metered(status_, work_.read().total > 0 ? &work_ : nullptr);
+    const trel::ProgressTicker ticker(kRefreshSeconds, [this] { status_.tick(); });
     Regions regions;
     allocate(regions);
 
     AlignedBufferC memory = regions.working.buffer();
-    const AlignedBufferC result = memory.spawn_words(plan_->result_words());
+    const AlignedBufferC result = memory.spawn_words(plan_.constant->result_words());
     BigFloat value(result.word_pointer(), result.words());
     const MultiplyContext context{
         {framework_.get(), settings_.parallelism.task_decomposition}, memory, regions.tables.get()};
     compute(context, value);
     write_digits(context, value);
-    report();
+    finish_record();
+    print_run_report(record_, status_);
     return record_;
 }
 

@@ -7,27 +7,25 @@
 #include "app/record/run_record.h"
 #include "app/session/custom_settings.h"
 #include "app/session/event_log.h"
+#include "app/session/memory_plan.h"
 #include "base/clock/timer.h"
 #include "base/status/status.h"
-#include "digits/output/float_writer.h"
 
 namespace kalvor {
-
-// What a run will allocate, in bytes.
-struct MemoryPlan {
-    trel::u64 working_memory;
-    trel::u64 twiddle_tables;
-    trel::u64 total() const { return working_memory + twiddle_tables; }
-};
 
 // Used for one run. Plans everything when it is made, so that a size which no algorithm reaches is refused
 // (LimitExceededException) before anything is allocated.
 class NormalFloatSessionB {
   public:
+    // Reports to a console of its own.
     explicit NormalFloatSessionB(const CustomSettings& settings);
+    // settings and status outlive the session.
+    NormalFloatSessionB(const CustomSettings& settings, Status& status);
     ~NormalFloatSessionB();
 
-    MemoryPlan estimate_memory() const { return memory_; }
+    MemoryPlan estimate_memory() const { return plan_.memory; }
+    // By the model, at a default rate; 0 when nothing is known of the constant.
+    double expected_seconds() const;
     // Runs to the end and returns the record; the digit files are then complete.
     const RunRecord& run();
 
@@ -38,17 +36,16 @@ class NormalFloatSessionB {
     void allocate(Regions& regions);
     void compute(const trel::MultiplyContext& context, BigFloat& value);
     void write_digits(const trel::MultiplyContext& context, const BigFloat& value);
-    void report();
+    void finish_record();
     std::string file_base(bool hexadecimal) const;
 
     const CustomSettings& settings_;
-    std::unique_ptr<ConstantPlan> plan_;
-    WriterPlan writer_plan_;
-    u64 max_product_words_;
-    MemoryPlan memory_;
+    RunPlan plan_;
+    trel::WorkMeter work_;
     std::string folder_;  // of the digit files, with its final "/"
     std::unique_ptr<trel::BasicParallelizer> framework_;
-    std::unique_ptr<Status> status_;
+    std::unique_ptr<Status> own_status_;
+    Status& status_;
     trel::WallTimer wall_;  // since the start of the run
     trel::ProcessTimer compute_timer_;
     trel::TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion

@@ -8,6 +8,7 @@
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/error_term.h"
+#include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
@@ -66,6 +67,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
         StatusFrame frame(status, " 0M ", status_digits(q));
         const i64 top = A.mag() + x_top;
         held.mul_rr_xf(memory.context(), y, x, q, A, q, top - static_cast<i64>(q), top);
+        status.work().add(division_product_work(p));
     }
 
     const i64 bottom = A.mag() - static_cast<i64>(p);
@@ -75,6 +77,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
         StatusFrame frame(status, " 1M ", status_digits(p));
         BigFloatTransformR product(memory.transform(), nullptr);
         product.mul_rr_xx(memory.context(), r, B, p, y, q, bottom, w);
+        status.work().add(division_product_work(p));
     }
     r.sign = A.sign;
 

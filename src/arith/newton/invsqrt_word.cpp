@@ -7,6 +7,7 @@
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/error_term.h"
+#include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
@@ -57,6 +58,7 @@ void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, 
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
             newton::invsqrt_word_step(mp, status, t, w, x.top(newton::used_estimate_words(level)), level,
                                       rest);
+            status.work().add(newton::step_work(level));
         },
         newton::larger_of);
 }

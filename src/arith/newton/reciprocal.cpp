@@ -5,6 +5,7 @@
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/error_term.h"
+#include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
@@ -63,6 +64,7 @@ void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, const Bi
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
             newton::reciprocal_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
+            status.work().add(newton::step_work(level));
         },
         newton::larger_of);
 }

@@ -21,6 +21,8 @@ class StandardOutput final : public Sink {
         if (colors_) os::set_stdout_color(color);
     }
     bool is_terminal() const override { return terminal_; }
+    u64 columns() const override { return os::terminal_columns(); }
+    void erase_line(u64 width) override { os::erase_terminal_line(width); }
     void flush() override { os::flush_stdout(); }
     bool wait_for_key() override { return os::wait_for_key(); }
     bool read_line(std::string& line) override { return os::read_line(line); }
@@ -48,6 +50,12 @@ Sink* set_sink(Sink* sink) {
 }
 bool is_terminal() {
     return sink().is_terminal();
+}
+u64 columns() {
+    return sink().columns();
+}
+void erase_line(u64 width) {
+    sink().erase_line(width);
 }
 void flush() {
     sink().flush();

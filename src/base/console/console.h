@@ -30,6 +30,10 @@ class Sink {
     virtual void set_color(ColorLetter color) = 0;
     // Whether progress lines may be redrawn and colours shown.
     virtual bool is_terminal() const = 0;
+    // Columns of the terminal as it is now; 0 = unknown.
+    virtual u64 columns() const { return 0; }
+    // Takes the line that the cursor is on off the terminal; at most `width` characters stand there.
+    virtual void erase_line(u64 width) { write("\r" + std::string(width, ' ') + "\r"); }
     // Shows what is still buffered.
     virtual void flush() {}
     // Waits for the key of a pause; false at the end of the input. Returns at once by default, so that a test
@@ -46,6 +50,8 @@ class Sink {
 // output).
 Sink* set_sink(Sink* sink);
 bool is_terminal();
+u64 columns();
+void erase_line(u64 width);
 void flush();
 
 // The two settings of CommandLine::console_settings() that this room obeys: the "colors" option (on by

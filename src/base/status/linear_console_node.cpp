@@ -1,42 +1,45 @@
 #include "base/status/linear_console_node.h"
 
-#include "base/clock/tsc_frequency.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/progress_line.h"
 
 namespace trel {
 
+using Hidden = ProgressLine::Hidden;
+
 LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval)
-    : owned_line_(std::make_unique<ProgressLine>(
-          line_width, static_cast<u64>(refresh_interval * static_cast<double>(measure_tsc_frequency())))),
+    : LinearConsoleNode(line_width, refresh_interval, ProgressClock::of_this_machine()) {}
+
+LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock)
+    : owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, std::move(clock))),
       line_(*owned_line_) {}
 
 LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : line_(line) {}
 
 LinearConsoleNode::~LinearConsoleNode() {
     if (child_ != Child::none) remove_child();
-    if (owned_line_) line_.erase();
+    if (owned_line_) const Hidden hidden(line_);
 }
 
 void LinearConsoleNode::Status_ColoredLine(const std::vector<ColoredText>& segments) {
-    line_.erase();
+    const Hidden hidden(line_);
     for (const ColoredText& segment : segments) Console::print(segment.text, segment.color);
     Console::print_line("", 'w');
 }
 
 void LinearConsoleNode::Status_Line(std::string_view text) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::print_line(text);
 }
 
 void LinearConsoleNode::Status_Label(u64 width, std::string_view name, const ColoredText& value) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::aligned_line(name, width, value.text, value.color);
 }
 
 void LinearConsoleNode::Status_Time(std::string_view name, double seconds) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::print(std::string(name) + ":  ", 'G');
     Console::print(Console::format_time(seconds), 'Y');
     Console::set_color('w');
@@ -44,26 +47,26 @@ void LinearConsoleNode::Status_Time(std::string_view name, double seconds) {
 }
 
 void LinearConsoleNode::Warning(std::string_view text) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::error_line(text);
 }
 
 void LinearConsoleNode::PauseWarning(std::string_view text) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::error_line(text);
     Console::pause();
 }
 
 void LinearConsoleNode::FatalError(std::string_view text) {
-    line_.erase();
+    const Hidden hidden(line_);
     Console::error_line(text);
     Console::print_line("Fatal error encountered. Terminating program.");
     Console::fatal_exit(1);
 }
 
 void LinearConsoleNode::Status_LineSectionStart(std::string_view text) {
-    line_.erase();
     line_.set_suspended(true);
+    const Hidden hidden(line_);
     Console::print(text);
     Console::flush();
 }
@@ -82,10 +85,24 @@ void LinearConsoleNode::refresh(bool force) {
     line_.draw(force);
 }
 
+void LinearConsoleNode::tick() {
+    line_.tick();
+}
+
+void LinearConsoleNode::set_work(WorkMeter* meter) {
+    line_.set_meter(meter);
+}
+
+Work LinearConsoleNode::work() {
+    return Work(line_.meter());
+}
+
 Status& LinearConsoleNode::Status_MicroSectionStart(std::string_view name) {
     require_no_child("LinearConsoleNode::Status_MicroSectionStart()");
-    line_.erase();
-    Console::print_line(name);
+    {
+        const Hidden hidden(line_);
+        Console::print_line(name);
+    }
     node_.reset(new LinearConsoleNode(line_));
     child_ = Child::section;
     section_timer_.restart();
@@ -99,7 +116,7 @@ void LinearConsoleNode::Status_MicroSectionEnd() {
     }
     const double seconds = section_timer_.seconds();
     remove_child();
-    line_.erase();
+    const Hidden hidden(line_);
     Console::print("Time:    ", 'w');
     Console::print(Console::format_time(seconds), 'Y');
     Console::set_color('w');
@@ -111,7 +128,6 @@ Status& LinearConsoleNode::push_node(const ColoredText& text) {
     node_.reset(new LinearConsoleNode(line_));
     child_ = Child::frame;
     line_.push(text);
-    line_.draw(false);
     return *node_;
 }
 
@@ -150,7 +166,6 @@ void LinearConsoleNode::remove_child() {
 LinearConsoleIteration::LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total)
     : line_(line) {
     line_.push_count(mode, total);
-    line_.draw(false);
 }
 
 LinearConsoleIteration::~LinearConsoleIteration() {

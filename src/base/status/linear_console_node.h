@@ -1,8 +1,8 @@
 // The status chain that prints. The root node owns what all nodes of the chain share: the progress line.
 //
 // The progress line is made of the texts of the frames that are pushed, in order: " 0M " "1,234" "12 %". It
-// is drawn over itself with carriage returns, on a terminal only, at most once per refresh interval; any
-// other output of the chain erases it first.
+// is drawn over itself, on a terminal only, at most once per refresh interval; any other output of the chain
+// erases it first. With the meter of a run it ends with what is done and what is left (progress_line.h).
 #pragma once
 
 #include <memory>
@@ -11,17 +11,18 @@
 #include <vector>
 
 #include "base/clock/timer.h"
+#include "base/status/progress_line.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-class ProgressLine;
 class LinearConsoleIteration;
 
 class LinearConsoleNode final : public Status {
   public:
     // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter here.
     LinearConsoleNode(u64 line_width, double refresh_interval);
+    LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock);
     ~LinearConsoleNode() override;
 
     void Status_ColoredLine(const std::vector<ColoredText>& segments) override;
@@ -35,6 +36,9 @@ class LinearConsoleNode final : public Status {
     void Status_LineSectionAdd(const ColoredText& piece) override;
     void Status_LineSectionEnd() override;
     void refresh(bool force = false) override;
+    void tick() override;
+    void set_work(WorkMeter* meter) override;
+    Work work() override;
     Status& Status_MicroSectionStart(std::string_view name) override;
     void Status_MicroSectionEnd() override;
 

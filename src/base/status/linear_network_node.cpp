@@ -26,6 +26,7 @@ struct LinearNetworkNode::Chain {
     std::vector<Link> links;
     std::vector<u64> open_sections;  // ids, innermost last
     u64 last_id = 0;
+    std::atomic<WorkMeter*> meter{nullptr};
 };
 
 namespace {
@@ -143,6 +144,19 @@ void LinearNetworkNode::Status_LineSectionEnd() {
 
 void LinearNetworkNode::refresh(bool force) {
     if (local_) local_->refresh(force);
+}
+
+void LinearNetworkNode::tick() {
+    if (local_) local_->tick();
+}
+
+void LinearNetworkNode::set_work(WorkMeter* meter) {
+    chain_.meter = meter;
+    if (local_) local_->set_work(meter);
+}
+
+Work LinearNetworkNode::work() {
+    return Work(chain_.meter);
 }
 
 Status& LinearNetworkNode::Status_MicroSectionStart(std::string_view name) {

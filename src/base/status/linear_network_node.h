@@ -48,6 +48,9 @@ class LinearNetworkNode final : public Status {
     void Status_LineSectionAdd(const ColoredText& piece) override;
     void Status_LineSectionEnd() override;
     void refresh(bool force = false) override;
+    void tick() override;
+    void set_work(WorkMeter* meter) override;
+    Work work() override;
     Status& Status_MicroSectionStart(std::string_view name) override;
     void Status_MicroSectionEnd() override;
 

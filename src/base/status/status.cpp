@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "base/console/format.h"
+#include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
 
 namespace trel {
@@ -11,33 +12,6 @@ namespace {
 class NullIteration final : public StatusIterationNode {
   public:
     void update(u64) override {}
-};
-
-class NullStatus final : public Status {
-  public:
-    void Status_ColoredLine(const std::vector<ColoredText>&) override {}
-    void Status_Line(std::string_view) override {}
-    void Status_Label(u64, std::string_view, const ColoredText&) override {}
-    void Status_Time(std::string_view, double) override {}
-    void Warning(std::string_view) override {}
-    void PauseWarning(std::string_view) override {}
-    [[noreturn]] void FatalError(std::string_view text) override {
-        Console::error_line(text);
-        Console::print_line("Fatal error encountered. Terminating program.");
-        Console::fatal_exit(1);
-    }
-    void Status_LineSectionStart(std::string_view) override {}
-    void Status_LineSectionAdd(const ColoredText&) override {}
-    void Status_LineSectionEnd() override {}
-    void refresh(bool) override {}
-    Status& Status_MicroSectionStart(std::string_view) override { return *this; }
-    void Status_MicroSectionEnd() override {}
-    Status& push_node(const ColoredText&) override { return *this; }
-    void pop_frame() override {}
-    StatusIterationNode& make_iteration(IterationMode, u64) override { return iteration_; }
-
-  private:
-    NullIteration iteration_;
 };
 
 }  // namespace
@@ -54,8 +28,19 @@ std::string iteration_text(Status::IterationMode mode, u64 completed, u64 total)
     return std::to_string(percent) + " %";
 }
 
+void SilentStatus::FatalError(std::string_view text) {
+    Console::error_line(text);
+    Console::print_line("Fatal error encountered. Terminating program.");
+    Console::fatal_exit(1);
+}
+
+StatusIterationNode& SilentStatus::make_iteration(IterationMode, u64) {
+    static NullIteration iteration;
+    return iteration;
+}
+
 Status& null_status() {
-    static NullStatus status;
+    static SilentStatus status{Work()};
     return status;
 }
 

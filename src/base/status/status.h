@@ -6,7 +6,7 @@
 // and StatusIteration (status_scope.h) rather than the raw operations, so that nothing is left pushed when an
 // exception passes.
 //
-// A chain belongs to one thread. Tasks of a dispatch get null_status().
+// A chain belongs to one thread. Tasks of a dispatch get a SilentStatus, which only counts their work.
 #pragma once
 
 #include <string>
@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/console/console.h"
+#include "base/status/work_meter.h"
 #include "os/types.h"
 
 namespace trel {
@@ -43,6 +44,11 @@ class Status {
     virtual void Status_LineSectionEnd() = 0;
     // Redraws the progress line, at most once per refresh interval unless forced. Cheap enough for hot loops.
     virtual void refresh(bool force = false) = 0;
+    // Any thread: draws the progress line while the computation is busy elsewhere.
+    virtual void tick() {}
+    // The meter of the run that begins now (none: nullptr); it outlives the run. And what counts into it.
+    virtual void set_work(WorkMeter*) {}
+    virtual Work work() { return {}; }
     // Prints the name as a line and opens a timed sub-step; returns its node (owned by this one). The end
     // prints "Time:    " and the elapsed time.
     virtual Status& Status_MicroSectionStart(std::string_view name) = 0;

@@ -53,6 +53,18 @@ class StatusIteration {
     StatusIterationNode& node_;
 };
 
+// The meter of a run, for the life of the object.
+class StatusWork {
+  public:
+    StatusWork(Status& status, WorkMeter* meter) : status_(status) { status_.set_work(meter); }
+    ~StatusWork() { status_.set_work(nullptr); }
+    StatusWork(const StatusWork&) = delete;
+    StatusWork& operator=(const StatusWork&) = delete;
+
+  private:
+    Status& status_;
+};
+
 // Words as decimal digits for status lines: words x 64 log10 2.
 u64 status_digits(u64 words);
 

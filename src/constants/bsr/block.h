@@ -37,9 +37,11 @@
 #include "arith/multiply/multiply_context.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
+#include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
 #include "constants/bsr/psr_plan.h"
 #include "constants/bsr/series.h"
+#include "constants/bsr/series_work.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor::BinarySplitting {
@@ -153,6 +155,9 @@ class BSR_BlockB {
     const PsrBlock& block() const { return block_; }
     const Capacities<F>& capacities() const { return capacities_; }
     const BlockNeeds& needs() const { return needs_; }
+
+    // What a run adds to the meter of its status.
+    double work() const { return exact_ ? range_work(block_.a, block_.b) : float_work(block_.a, block_.b); }
 
     // Sums the block into buffers of capacities() words. context.scratch holds needs().
     void run(const MultiplyContext& context, Status& status, ExactRange<F>& out) const {
@@ -279,9 +284,27 @@ class BSR_BlockB {
         return halves(a, m, b, room, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
     }
 
+    // ---- work for the meter: that of a range is telescoped over its halves, so that any recursion adds the same
+
+    double range_work(u64 a, u64 b) const {
+        return BinarySplitting::range_work(words_of(series_->log_size(a, b)));
+    }
+    double merge_work(u64 a, u64 m, u64 b) const {
+        return range_work(a, b) - range_work(a, m) - range_work(m, b);
+    }
+    double float_work(u64 a, u64 b) const {
+        if (fits(a, b)) return range_work(a, b);
+        const u64 m = series_->split(a, b);
+        return float_work(a, m) + float_work(m, b) + float_merge_work(precision_at(a));
+    }
+
     // ---- the exact recursion
 
-    void sequential(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
+    void sequential(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
+        if (work && !splits(a, b)) {
+            sequential(context, trel::Work(), a, b, out);
+            return work.add(range_work(a, b));
+        }
         if (b - a < series_->leaf_threshold()) {
             F::leaf(*series_, a, b, out, edge(b), context.scratch);
             return;
@@ -289,25 +312,29 @@ class BSR_BlockB {
         const u64 m = series_->split(a, b);
         MultiplyContext inner = context;
         ExactRange<F> left = carve<ExactFloat>(inner.scratch, capacities(a, m));
-        sequential(inner, a, m, left);
+        sequential(inner, work, a, m, left);
         ExactRange<F> right = carve<ExactFloat>(inner.scratch, capacities(m, b));
-        sequential(inner, m, b, right);
+        sequential(inner, work, m, b, right);
         F::merge(inner, odd(a, m) && series_->alternating(), left, right, out, edge(b));
+        if (work) work.add(merge_work(a, m, b));
     }
 
-    void run_T(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
+    void run_T(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
         const u64 tds = context.parallel.tds;
-        if (tds < 2 || !splits(a, b)) return sequential(context.with_tds(1), a, b, out);
+        if (tds < 2 || !splits(a, b)) return sequential(context.with_tds(1), work, a, b, out);
         const u64 m = series_->split_point(a, b);
         AlignedBufferC memory = context.scratch;
         ExactRange<F> left = carve<ExactFloat>(memory, capacities(a, m));
         ExactRange<F> right = carve<ExactFloat>(memory, capacities(m, b));
         trel::fork_join(
             context.parallel,
-            [&] { run_T(context.with_scratch(lower_half(memory)).with_tds(tds / 2), a, m, left); },
-            [&] { run_T(context.with_scratch(upper_half(memory)).with_tds(tds - tds / 2), m, b, right); });
+            [&] { run_T(context.with_scratch(lower_half(memory)).with_tds(tds / 2), work, a, m, left); },
+            [&] {
+                run_T(context.with_scratch(upper_half(memory)).with_tds(tds - tds / 2), work, m, b, right);
+            });
         F::merge(context.with_scratch(memory).with_tds(std::min(tds, tds_)),
                  odd(a, m) && series_->alternating(), left, right, out, edge(b));
+        if (work) work.add(merge_work(a, m, b));
     }
 
     void run_B(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
@@ -315,7 +342,7 @@ class BSR_BlockB {
         if (depth == 0 || !splits(a, b)) {
             StatusFrame frame(status, " -> ", trel::status_digits(series_->output_words(a, b)));
             frame.node().refresh();
-            return run_T(context.with_tds(widened(context.parallel.tds)), a, b, out);
+            return run_T(context.with_tds(widened(context.parallel.tds)), status.work(), a, b, out);
         }
         const u64 m = series_->split_point(a, b);
         MultiplyContext inner = context;
@@ -332,6 +359,7 @@ class BSR_BlockB {
         StatusFrame frame(status, "-  ", trel::status_digits(series_->output_words(a, b)));
         frame.node().refresh();
         F::merge(inner, odd(a, m) && series_->alternating(), left, right, out, edge(b));
+        status.work().add(merge_work(a, m, b));
     }
 
     // ---- the floating-point recursion: exact where exact results fit in the precision of their place
@@ -388,7 +416,7 @@ class BSR_BlockB {
             ExactRange<F> exact;
             for (std::size_t i = 0; i < F::kNumbers; i++)
                 exact[i] = ExactFloat(out[i].buffer, out[i].buffer_size);
-            run_T(context.with_tds(widened(tds)), a, b, exact);
+            run_T(context.with_tds(widened(tds)), status.work(), a, b, exact);
             for (std::size_t i = 0; i < F::kNumbers; i++) out[i] = as_float(exact[i]);
             return;
         }
@@ -410,18 +438,21 @@ class BSR_BlockB {
             trel::fork_join(
                 context.parallel,
                 [&] {
-                    run_float(inner.with_scratch(lower_half(inner.scratch)).with_tds(tds / 2),
-                              trel::null_status(), a, m, next, left);
+                    trel::SilentStatus silent(status.work());
+                    run_float(inner.with_scratch(lower_half(inner.scratch)).with_tds(tds / 2), silent, a, m,
+                              next, left);
                 },
                 [&] {
-                    run_float(inner.with_scratch(upper_half(inner.scratch)).with_tds(tds - tds / 2),
-                              trel::null_status(), m, b, next, right);
+                    trel::SilentStatus silent(status.work());
+                    run_float(inner.with_scratch(upper_half(inner.scratch)).with_tds(tds - tds / 2), silent,
+                              m, b, next, right);
                 });
         }
         StatusFrame frame(status, "-  ", trel::status_digits(precision_at(a)));
         frame.node().refresh();
         F::merge_float(inner, odd(a, m) && series_->alternating(), left, right, out, precision_at(a),
                        link_precision_at(b), edge(b));
+        status.work().add(float_merge_work(precision_at(a)));
     }
 
     const Series* series_;

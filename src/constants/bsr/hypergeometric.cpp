@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arith/kernels/linear_word_buffer.h"
+#include "arith/newton/newton_work.h"
 #include "constants/bsr/combine.h"
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
@@ -25,9 +26,15 @@ u64 HypergeometricPlan::finishing_bytes() const {
            trel::round_up_64(division_.scratch_bytes);
 }
 
+std::vector<trel::WorkPhase> HypergeometricPlan::work() const {
+    const double sum = sum_.work(), division = trel::newton::division_work(division_.p, division_.q);
+    return {{"series", sum * trel::kWorkSeconds, sum}, {"division", division * trel::kWorkSeconds, division}};
+}
+
 void HypergeometricPlan::run(const MultiplyContext& context, Status& status, BigFloat& x) const {
     std::array<BigFloat, Family::kNumbers> sum;
     {
+        status.work().enter("series");
         trel::StatusSection section(status, sum_.banner());
         sum = sum_.run(context, section.node(), x.buffer);
     }
@@ -39,6 +46,7 @@ void HypergeometricPlan::run(const MultiplyContext& context, Status& status, Big
 // N = coefP S + coefQ times Q, D = coefD Q.
 void HypergeometricPlan::finish(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                                 BigFloat& x) const {
+    status.work().enter("division");
     AlignedBufferC memory = context.scratch;
     BigFloat N(memory.spawn_words(numerator_words_).word_pointer(), numerator_words_);
     {

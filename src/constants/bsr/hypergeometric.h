@@ -30,6 +30,8 @@ class HypergeometricPlan {
     u64 working_bytes() const { return working_bytes_; }
     u64 max_product_words() const { return product_words_; }
     const PSR_SeriesB<Family>& series() const { return sum_; }
+    // Phases "series" and "division".
+    std::vector<trel::WorkPhase> work() const;
 
     // x, to the series' precision. x's buffer holds result_words(), context.scratch working_bytes(). The
     // sum's P waits in x's buffer until the division needs it.

@@ -67,6 +67,12 @@ class PSR_SeriesB {
     u64 result_bytes() const { return area_words_[0] * sizeof(Word); }
     u64 working_bytes() const { return (area_words_[0] + area_words_[1]) * sizeof(Word) + rest_bytes_; }
 
+    // What a run adds to the meter of its status.
+    double work() const {
+        double work = 0;
+        for (std::size_t i = 0; i < plans_.size(); i++) work += plans_[i].work() + (last(i) ? 0 : fold_work(i));
+        return work;
+    }
     // Size of the final denominator by the precision.
     double expansion_factor() const {
         return words_of(series_.log_size_dd(0, series_.terms()).high) /
@@ -108,6 +114,7 @@ class PSR_SeriesB {
         if (F::kLastIsLink) words.back() = 0;
         return words;
     }
+    double fold_work(std::size_t i) const { return float_merge_work(blocks_[i].working_precision()); }
     BlockNeeds fold_needs(std::size_t i, u64 room) const {
         if (last(i)) return {};
         return F::merge_float_needs(plans_[i].capacities(), accumulator_capacities(i + 1),
@@ -145,6 +152,7 @@ class PSR_SeriesB {
             frame.node().refresh();
             F::merge_float(inner, series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
                            folded, precision, precision, true);
+            status.work().add(fold_work(i));
         }
         accumulator = folded;
     }

@@ -5,6 +5,7 @@
 #include "arith/kernels/linear_word_buffer.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/invsqrt_word.h"
+#include "arith/newton/newton_work.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "constants/bsr/combine.h"
@@ -157,6 +158,25 @@ u64 PiPlan::max_product_words() const {
     return parts_->max_product_words;
 }
 
+std::vector<trel::WorkPhase> PiPlan::work() const {
+    std::vector<trel::WorkPhase> phases = parts_->value.work();
+    const double root = trel::newton::levels_work(parts_->precision);
+    const double product = trel::product_work(2.0 * static_cast<double>(parts_->precision));
+    phases.push_back({"square root", root * trel::kWorkSeconds, root});
+    phases.push_back({"multiplication", product * trel::kWorkSeconds, product});
+    return phases;
+}
+
+u64 PiPlan::series_blocks() const {
+    return parts_->value.series().blocks();
+}
+u64 PiPlan::series_blocks_checked() const {
+    const auto& series = parts_->value.series();
+    u64 checked = 0;
+    for (std::size_t i = 0; i < series.blocks(); i++) checked += series.block(i).exact() ? 1 : 0;
+    return checked;
+}
+
 void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context, trel::Status& status,
                               BigFloat& result) {
     const PiPlan::Parts& parts = plan.parts();
@@ -166,6 +186,7 @@ void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context
     BigFloat& x = result;
     parts.value.run(context, status, x);
 
+    status.work().enter("square root");
     AlignedBufferC memory = context.scratch;
     BigFloat y(memory.spawn_words(parts.y_words).word_pointer(), parts.y_words);
     {
@@ -176,6 +197,7 @@ void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context
                            temporaries);
     }
     BigFloat product(memory.spawn_words(parts.result_words).word_pointer(), parts.result_words);
+    status.work().enter("multiplication");
     parts.product.run(context.with_scratch(memory), status, product, x, y);
     result.set_BigFloat(parts.precision, context.parallel, product);
 }

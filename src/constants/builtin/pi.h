@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
@@ -20,6 +21,11 @@ class PiPlan {
     trel::u64 result_words() const;
     trel::u64 working_bytes() const;
     trel::u64 max_product_words() const;
+    // The phases of a run, in seconds of one core.
+    std::vector<trel::WorkPhase> work() const;
+    // Blocks of the sum; those that are exact are checked by their residues.
+    trel::u64 series_blocks() const;
+    trel::u64 series_blocks_checked() const;
 
     struct Parts;
     const Parts& parts() const { return *parts_; }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
@@ -27,6 +28,11 @@ class ConstantPlan {
     virtual u64 working_bytes() const = 0;
     // Words of the largest product, for the shared transform tables.
     virtual u64 max_product_words() const = 0;
+    // The phases of a run, in seconds of one core; none when nothing is known of them.
+    virtual std::vector<trel::WorkPhase> work() const { return {}; }
+    // Blocks of the sum, and how many of them the run checks by their residues.
+    virtual u64 series_blocks() const { return 0; }
+    virtual u64 series_blocks_checked() const { return 0; }
     // result = the constant to the plan's precision; context.scratch holds working_bytes().
     virtual void run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
 };

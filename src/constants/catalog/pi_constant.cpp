@@ -26,6 +26,9 @@ class Plan final : public ConstantPlan {
     u64 result_words() const override { return plan_.result_words(); }
     u64 working_bytes() const override { return plan_.working_bytes(); }
     u64 max_product_words() const override { return plan_.max_product_words(); }
+    std::vector<trel::WorkPhase> work() const override { return plan_.work(); }
+    u64 series_blocks() const override { return plan_.series_blocks(); }
+    u64 series_blocks_checked() const override { return plan_.series_blocks_checked(); }
     void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         Pi_Series_BigFloatR::run(plan_, context, status, result);
     }

@@ -6,7 +6,9 @@
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/dispatch.h"
 #include "base/errors/exceptions.h"
+#include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
+#include "digits/convert/convert_work.h"
 #include "digits/convert/direct_convert.h"
 #include "digits/convert/overlap.h"
 #include "digits/convert/remainder.h"
@@ -45,7 +47,7 @@ class Converter {
     };
     Halves convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
                      RadixFraction upper, RadixFraction lower) const;
-    Halves convert_T(u64 l, const MultiplyContext& context, Word* out, u64 n, u64 H, RadixFraction upper,
+    Halves convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H, RadixFraction upper,
                      RadixFraction lower) const;
     RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
                                  Word* g) const;
@@ -80,7 +82,7 @@ Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, St
 }
 
 // The halves write disjoint ranges and share only the input fraction, which neither writes.
-Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Word* out, u64 n, u64 H,
+Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
                                        RadixFraction upper, RadixFraction lower) const {
     Halves r{};
     AlignedBufferC scratch = context.scratch;
@@ -90,9 +92,13 @@ Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Wo
     const MultiplyContext high = context.with_scratch(scratch).with_tds(tds / 2);
     trel::fork_join(
         context.parallel,
-        [&] { r.lower_overlap = convert_range(l, low, trel::null_status(), out, n - H, lower, false); },
         [&] {
-            r.upper_overlap = convert_range(l, high, trel::null_status(), out + (n - H), H, upper, false);
+            trel::SilentStatus silent(status.work());
+            r.lower_overlap = convert_range(l, low, silent, out, n - H, lower, false);
+        },
+        [&] {
+            trel::SilentStatus silent(status.work());
+            r.upper_overlap = convert_range(l, high, silent, out + (n - H), H, upper, false);
         });
     return r;
 }
@@ -124,11 +130,16 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
     const RadixFraction upper = f.top(plan_.level[l].input_words);
     const bool parallel = tds >= 2 && l > 0;
-    Halves r = parallel ? convert_T(l, inner, out, n, H, upper, lower)
+    Halves r = parallel ? convert_T(l, inner, status, out, n, H, upper, lower)
                         : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
     join(out + (n - H), H, out[n - H - 1], r.upper_overlap, correction, function);
+    if (const trel::Work work = status.work(); work && n >= kStatusWords) {
+        // Ranges that show have added their own.
+        const auto shown = [](u64 words) { return words >= kStatusWords ? range_work(words) : 0; };
+        work.add(range_work(n) - shown(n - H) - shown(H));
+    }
     return r.lower_overlap;
 }
 
@@ -219,6 +230,7 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
     const AlignedBufferC memory = inner.scratch.spawn(plan.table_bytes);
     ReadyTableB table(plan);
     table.make_tables(inner, memory, status, options.observer);
+    status.work().add(table_work(plan.n));
 
     const Converter converter(plan, table, options.observer);
     if (plan.n <= plan.top_words()) {

@@ -34,6 +34,7 @@ struct OutputStats {
     trel::u64 hash = 0;  // floor(|x| * radix^digits) mod (2^61 - 1)
     trel::u64 digits = 0;
     DigitCounts counts{10};
+    std::string first;  // the integer part, "." and up to 50 digits
     LastDigits last;
     std::vector<HashedDigits> hidden;
     double seconds = 0;  // time of writing

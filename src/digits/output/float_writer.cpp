@@ -105,6 +105,7 @@ void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
     CBRv2::words_to_dec(sign, value_.mag(), [this] { value_.print_dump(); });
     const trel::WallTimer timer;
+    status_.work().enter("conversion");
     StatusSection section(status_, "Base Converting:");
     CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options);
     convert_seconds_ = timer.seconds();
@@ -114,6 +115,7 @@ void FloatWriterB::verify(u64 digits) {
     if (digits > plan_.compute_digits) {
         throw InvalidParametersException("FloatWriterB::verify()", "Too many digits.");
     }
+    status_.work().enter("verification");
     StatusSection section(status_, "Verifying Base Conversion:");
     CBRv2::VerifyB::run(context_, section.node(), radix_words_, plan_.conversion.n,
                         words_for_digits(digits, CBRv2::kDigitsPerWord), value_);
@@ -153,6 +155,7 @@ FloatReaderB FloatWriterB::hexadecimal_reader() const {
 // One pass: words, their digits, hash and counts, and the digits to the file.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
                                  const std::string* base_path) {
+    status_.work().enter("writing");
     StatusSection section(status_, section_name);
     const trel::WallTimer timer;
     const u8 radix = reader.radix();
@@ -181,12 +184,14 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
         if (file) file->store_digits(buffer.values, done, count, {}, context_.parallel);
         done += count;
+        status_.work().add(static_cast<double>(count));
         StatusFrame frame(section.node(), "Writing...     " + trel::Console::format_commas(done) +
                                               (file ? "  digits written" : "  digits analyzed"));
         frame.node().refresh();
     }
     if (file) file->close();
     stats.hash = digit_hash(reader.integer_part(), hash, radix, digits);
+    stats.first = reader.first_digits();
     stats.last.set(digits, reader);
     if (radix == 10 && plan_.compute_digits > digits) {
         stats.hidden.push_back(HashedDigits::make(reader, digits, plan_.compute_digits - digits));

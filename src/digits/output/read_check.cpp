@@ -49,6 +49,7 @@ u64 integer_residue(const std::string& file, u8 radix) {
 
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, u8 radix,
                 const trel::AlignedBufferC& scratch) {
+    status.work().enter("reading back");
     const u64 integer = integer_residue(file, radix);
     BasicTextReader reader(file, radix);
     const u64 total = reader.total_digits();
@@ -60,6 +61,7 @@ void read_check(trel::Status& status, const std::string& file, const OutputStats
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, trel::serial_context());
             done += n;
+            status.work().add(static_cast<double>(n));
             trel::StatusFrame frame(
                 section.node(), "Verifying...    " + trel::Console::format_commas(done) + "  digits hashed");
             frame.node().refresh();

@@ -1,10 +1,13 @@
 #include "os/console.h"
 
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "os/linux/text_color.h"
@@ -23,6 +26,23 @@ void write_stdout(std::string_view text) {
 
 void flush_stdout() {
     std::fflush(stdout);
+}
+
+u32 terminal_columns() {
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+    return size.ws_col;
+}
+
+void erase_terminal_line(u64 width) {
+    static const bool escapes = [] {
+        const char* const kind = std::getenv("TERM");
+        return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+    }();
+    if (escapes) return write_stdout("\r\x1b[K");
+    const u64 columns = terminal_columns();
+    if (columns != 0) width = std::min(width, columns - 1);
+    write_stdout("\r" + std::string(width, ' ') + "\r");
 }
 
 void set_stdout_color(char letter) {

@@ -68,6 +68,8 @@ MemoryStatus memory_status(const std::string& root) {
     status.available_physical =
         number_after(meminfo, "MemAvailable:").value_or(number_after(meminfo, "MemFree:").value_or(0)) << 10;
 
+    status.total_swap = number_after(meminfo, "SwapTotal:").value_or(0) << 10;
+
     // Lines are number:controllers:group; version 2 has the number 0 and names no controller.
     std::ifstream groups(root + "/proc/self/cgroup");
     std::string line;

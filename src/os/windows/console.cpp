@@ -94,6 +94,27 @@ void flush_stdout() {
     std::fflush(stdout);
 }
 
+u32 terminal_columns() {
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(output(), &info)) return 0;
+    // What is visible; a buffer that is wider scrolls sideways.
+    const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+    return columns > 0 ? static_cast<u32>(columns) : 0;
+}
+
+void erase_terminal_line(u64 width) {
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(output(), &info)) {
+        write_stdout("\r" + std::string(width, ' ') + "\r");
+        return;
+    }
+    const COORD start = {0, info.dwCursorPosition.Y};
+    DWORD written = 0;
+    FillConsoleOutputCharacterW(output(), L' ', static_cast<DWORD>(info.dwSize.X), start, &written);
+    FillConsoleOutputAttribute(output(), info.wAttributes, static_cast<DWORD>(info.dwSize.X), start, &written);
+    SetConsoleCursorPosition(output(), start);
+}
+
 void set_stdout_color(char letter) {
     SetConsoleTextAttribute(output(), text_attribute(letter));
 }

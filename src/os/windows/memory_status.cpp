@@ -8,7 +8,10 @@ MemoryStatus memory_status(const std::string&) {
     MEMORYSTATUSEX status{};
     status.dwLength = sizeof status;
     if (!GlobalMemoryStatusEx(&status)) return {};
-    return {status.ullTotalPhys, status.ullAvailPhys, status.ullTotalVirtual};
+    // The commit limit is physical memory and page files together.
+    const u64 swap =
+        status.ullTotalPageFile > status.ullTotalPhys ? status.ullTotalPageFile - status.ullTotalPhys : 0;
+    return {status.ullTotalPhys, status.ullAvailPhys, status.ullTotalVirtual, swap};
 }
 
 }  // namespace trel::os

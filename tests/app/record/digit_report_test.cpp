@@ -30,6 +30,21 @@ TEST(DigitReportTest, AnIncompleteLineEndsWithoutAPosition) {
               "\n");
 }
 
+TEST(DigitReportTest, FirstDigitsInGroupsOfTen) {
+    OutputStats stats;
+    stats.first = "3.14159265358979323846264338327950288419716939937510";
+    EXPECT_EQ(first_digits_block(stats),
+              "First Decimal Digits:\n"
+              "3.1415926535 8979323846 2643383279 5028841971 6939937510\n"
+              "\n");
+    stats.counts = DigitCounts(16);
+    stats.first = "3.243f6a8885a30";
+    EXPECT_EQ(first_digits_block(stats),
+              "First Hexadecimal Digits:\n"
+              "3.243f6a8885 a30\n"
+              "\n");
+}
+
 TEST(DigitReportTest, CountsAndHash) {
     OutputStats stats;
     stats.counts = DigitCounts(10);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "support/capture_console.h"
 
@@ -15,31 +16,83 @@ constexpr const char* kAdvice =
     "\nInsufficient memory may lead to virtual memory thrashing which can cause severe\n"
     "performance degradation and/or system unresponsiveness.\n";
 
-std::string said(const trel::os::MemoryStatus& machine, trel::u64 needed) {
+trel::u64 asked_bytes = 0;
+
+MemoryDemand demand(trel::u64 bytes, bool forced = false) {
+    return {bytes,
+            [](trel::u64 there) {
+                asked_bytes = there;
+                return trel::u64(4500000000);
+            },
+            forced};
+}
+
+std::string said(const trel::os::MemoryStatus& machine, const MemoryDemand& needed) {
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     check_memory(machine, needed, status);
     return console.text();
 }
 
+std::string refusal(const trel::os::MemoryStatus& machine, trel::u64 needed) {
+    try {
+        said(machine, demand(needed));
+    } catch (const trel::InvalidParametersException& e) {
+        return e.message;
+    }
+    return "";
+}
+
+std::string warned(const std::string& what, const std::string& figures) {
+    return "\n" + what + "\n\n" + figures + "\n" + kAdvice;
+}
+
+TEST(MemoryCheckTest, FiguresInDigits) {
+    constexpr trel::u64 kGiB = 1ULL << 30;
+    EXPECT_EQ(memory_figures(461 * kGiB / 10, 22 * kGiB, 4500000000),
+              "needs 46.1 GiB, 22.0 are free: at most 4,500,000,000 digits");
+    EXPECT_EQ(memory_figures(46 * kGiB, 512ULL << 20, 100),
+              "needs 46.0 GiB, 512 MiB are free: at most 100 digits");
+    EXPECT_EQ(memory_figures(46 * kGiB, 1 << 20, 0),
+              "needs 46.0 GiB, 1.00 MiB are free: not even the smallest size fits");
+}
+
 TEST(MemoryCheckTest, WhatFitsIsNotMentioned) {
-    EXPECT_EQ(said(kMachine, 0), "");
-    EXPECT_EQ(said(kMachine, 600), "");
+    EXPECT_EQ(said(kMachine, demand(0)), "");
+    EXPECT_EQ(said(kMachine, demand(600)), "");
 }
 
 TEST(MemoryCheckTest, MoreThanIsFree) {
-    const std::string wanted = std::string("\nThere is insufficient available physical memory.\n") + kAdvice;
-    EXPECT_EQ(said(kMachine, 601), wanted);
-    EXPECT_EQ(said(kMachine, 1000), wanted);
+    const std::string what = "There is insufficient available physical memory.";
+    EXPECT_EQ(said(kMachine, demand(601)),
+              warned(what, "The computation needs 601 bytes, 600 are free: at most 4,500,000,000 digits."));
+    EXPECT_EQ(asked_bytes, 600u);
+    EXPECT_EQ(said(kMachine, demand(1000)),
+              warned(what, "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits."));
 }
 
-TEST(MemoryCheckTest, MoreThanThereIs) {
-    EXPECT_EQ(said(kMachine, 1001), std::string("\nThere is insufficient physical memory.\n") + kAdvice);
-    EXPECT_EQ(said(kMachine, 1000000), std::string("\nThere is insufficient physical memory.\n") + kAdvice);
+TEST(MemoryCheckTest, MoreThanThereIsButForSwapSpace) {
+    trel::os::MemoryStatus machine = kMachine;
+    machine.total_swap = 500;
+    const std::string what = "There is insufficient physical memory.";
+    const std::string figures =
+        "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits.";
+    EXPECT_EQ(said(machine, demand(1001)), warned(what, figures));
+    EXPECT_EQ(refusal(machine, 1500), "");
+    EXPECT_NE(refusal(machine, 1501), "");
+}
+
+TEST(MemoryCheckTest, BeyondSwapSpaceTheRunIsRefusedUnlessItIsForced) {
+    const std::string figures =
+        "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits.";
+    EXPECT_EQ(refusal(kMachine, 1001), "There is insufficient physical memory.\n" + figures +
+                                           "\nChoose fewer digits, or run it all the same with -force:1.");
+    EXPECT_EQ(said(kMachine, demand(1001, true)),
+              warned("There is insufficient physical memory.", figures));
 }
 
 TEST(MemoryCheckTest, UnknownSizesAreNotHeldAgainstTheRun) {
-    EXPECT_EQ(said({}, 1ULL << 60), "");
+    EXPECT_EQ(said({}, demand(1ULL << 60)), "");
 }
 
 TEST(MemoryCheckDeathTest, BeyondTheAddressSpaceTheProgramEnds) {
@@ -48,7 +101,7 @@ TEST(MemoryCheckDeathTest, BeyondTheAddressSpaceTheProgramEnds) {
             // What is printed goes to the standard output, which a death test does not look at.
             trel::LinearConsoleNode status(79, 1.0);
             trel::Console::set_pause_before_fatal_exit(false);
-            check_memory(kMachine, 1000001, status);
+            check_memory(kMachine, demand(1000001), status);
         },
         testing::ExitedWithCode(1), "");
 }

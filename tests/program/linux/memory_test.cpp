@@ -4,6 +4,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "app/session/memory_plan.h"
 #include "support/run_program.h"
 
 namespace {
@@ -66,6 +67,30 @@ TEST(MemoryTest, SmallRunsShowTheSizeOfWhatTheyDoNotNeedOnce) {
     ASSERT_EQ(run.exit_code, 0) << run.out;
     EXPECT_EQ(run.value("Twiddle Tables:"), "0 bytes");
     EXPECT_NE(run.value("Working Memory:").find("spread: ?"), std::string::npos) << run.out;
+}
+
+// What is compared with the machine's memory counts everything in: the program, its threads and the writer.
+TEST(SlowMemoryTest, TheDemandIsNotBelowThePeak) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    kalvor::CustomSettings settings;
+    settings.set_decimal_digits(20000000);
+    for (const char* framework : {"none", "spawn", "pushpool", "cilk"}) {
+        for (const trel::u64 tasks : {1, 16}) {
+            settings.parallelism.task_decomposition = tasks;
+            const kalvor::MemoryPlan plan = kalvor::RunPlan::make(settings, settings.size).memory;
+            TemporaryFolder folder;
+            kalvor_test::RunOptions options;
+            options.folder = folder.path();
+            const ProgramRun run =
+                run_kalvor({"skip-warnings", "custom", "pi", "-dec:20m", "-TD:" + std::to_string(tasks),
+                            std::string("-PF:") + framework},
+                           options);
+            ASSERT_EQ(run.exit_code, 0) << run.out;
+            const double total = static_cast<double>(plan.total());
+            EXPECT_LE(peak_bytes(run), total) << framework << ' ' << tasks;
+            EXPECT_GE(peak_bytes(run), total - 8 * kMiB) << framework << ' ' << tasks;
+        }
+    }
 }
 
 TEST(MemoryTest, AMillionDigits) {

@@ -1,0 +1,128 @@
+// How good the estimate of the time left is: Pi with output and verification in this process, looked at every few
+// milliseconds. Shows by how much elapsed plus left missed the run's real time at parts of it, and for each phase the
+// real part of the run and the model's.
+//   KALVOR_BENCH_DIGITS=100000000 adds a size
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/session/normal_float_session.h"
+#include "base/clock/timer.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/status/progress_estimate.h"
+#include "base/status/progress_ticker.h"
+#include "base/status/linear_console_node.h"
+
+namespace {
+
+struct Sample {
+    double elapsed;
+    double estimate;  // of the whole; negative: none
+    double done;      // by the model, 0 to 1
+    std::string phase;
+};
+
+// Swallows what is printed.
+class Quiet final : public trel::Console::Sink {
+  public:
+    Quiet() : before_(trel::Console::set_sink(this)) {}
+    ~Quiet() override { trel::Console::set_sink(before_); }
+    void write(std::string_view) override {}
+    void set_color(trel::Console::ColorLetter) override {}
+    bool is_terminal() const override { return true; }
+
+  private:
+    trel::Console::Sink* before_;
+};
+
+// What a progress line would have shown.
+class Watch {
+  public:
+    explicit Watch(trel::Status& status) : status_(status) { ticker_.emplace(0.004, [this] { look(); }); }
+    // Stops watching.
+    const std::vector<Sample>& samples() {
+        ticker_.reset();
+        return samples_;
+    }
+
+  private:
+    void look() {
+        const trel::WorkMeter* const meter = status_.work().meter();
+        if (meter == nullptr) return;
+        if (samples_.empty()) timer_.restart();
+        const double elapsed = timer_.seconds();
+        const trel::WorkMeter::Reading reading = meter->read();
+        const trel::ProgressView view = estimate_.look(reading, elapsed);
+        samples_.push_back({elapsed, view.left < 0 ? -1 : elapsed + view.left, reading.done / reading.total,
+                            std::string(reading.phase)});
+    }
+
+    trel::Status& status_;
+    trel::WallTimer timer_;
+    trel::ProgressEstimate estimate_;
+    std::vector<Sample> samples_;
+    std::optional<trel::ProgressTicker> ticker_;
+};
+
+std::string percent(double fraction) {
+    return trel::Console::format_fixed(fraction * 100, 1);
+}
+
+void BM_Progress(benchmark::State& state) {
+    for (auto _ : state) {
+        kalvor::CustomSettings settings;
+        settings.path = "progress-bench";
+        settings.set_decimal_digits(state.range(0));
+        settings.parallelism.task_decomposition = static_cast<trel::u64>(state.range(1));
+        std::vector<Sample> samples;
+        {
+            const Quiet quiet;
+            trel::LinearConsoleNode status(79, 1.0);
+            kalvor::NormalFloatSessionB session(settings, status);
+            Watch watch(status);
+            session.run();
+            samples = watch.samples();
+            state.counters["expected_s"] = session.expected_seconds();
+        }
+        if (samples.empty()) return state.SkipWithError("the run was too short");
+        const double whole = samples.back().elapsed;
+        state.SetIterationTime(whole);
+        for (const int part : {5, 10, 25, 50, 75}) {
+            const auto at = std::find_if(samples.begin(), samples.end(), [&](const Sample& sample) {
+                return sample.elapsed >= whole * part / 100;
+            });
+            state.counters["off_%_at_" + std::to_string(part)] =
+                at->estimate < 0 ? std::nan("") : (at->estimate / whole - 1) * 100;
+        }
+        std::string label;
+        for (std::size_t from = 0; from < samples.size();) {
+            std::size_t to = from;
+            while (to + 1 < samples.size() && samples[to + 1].phase == samples[from].phase) to++;
+            const std::size_t end = std::min(to + 1, samples.size() - 1);
+            label += (label.empty() ? "" : ", ") + samples[from].phase + " " +
+                     percent((samples[end].elapsed - samples[from].elapsed) / whole) + " (" +
+                     percent(samples[end].done - samples[from].done) + ")";
+            from = to + 1;
+        }
+        state.SetLabel("% of the run (of the model): " + label);
+    }
+}
+
+void sizes(benchmark::internal::Benchmark* bench) {
+    std::vector<long> list = {10000000};
+    if (const char* text = std::getenv("KALVOR_BENCH_DIGITS")) list.push_back(std::atol(text));
+    for (const long digits : list) {
+        for (const int tasks : {1, 4}) bench->Args({digits, tasks});
+    }
+    bench->Unit(benchmark::kMillisecond)->Iterations(1)->UseManualTime();
+}
+
+BENCHMARK(BM_Progress)->Apply(sizes);
+
+}  // namespace

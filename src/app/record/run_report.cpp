@@ -1,0 +1,82 @@
+#include "app/record/run_report.h"
+
+#include <vector>
+
+#include "app/record/digit_report.h"
+#include "base/clock/cpu_utilization.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
+
+namespace kalvor {
+
+namespace Console = trel::Console;
+
+namespace {
+
+constexpr trel::u64 kNameWidth = 12;
+
+std::string joined(const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
+    return text;
+}
+
+void print_digits(const RunRecord& record) {
+    for (const std::optional<OutputStats>* stats : {&record.hexadecimal, &record.decimal}) {
+        if (!*stats) continue;
+        Console::print(first_digits_block(**stats), 'w');
+        Console::print(last_digits_block((*stats)->last), 'w');
+    }
+    if (record.decimal) Console::print_line(counts_line(record.decimal->counts));
+    if (record.hexadecimal) Console::print_line(counts_line(record.hexadecimal->counts));
+    if (record.decimal) Console::print_line(hash_line(*record.decimal));
+    if (record.hexadecimal) Console::print_line(hash_line(*record.hexadecimal));
+}
+
+void print_times(const RunRecord& record, trel::Status& status) {
+    status.Status_Label(kNameWidth, "Start Time:", {'Y', record.start_date});
+    status.Status_Label(kNameWidth, "End Time:", {'Y', record.end_date});
+    status.Status_Line("");
+    status.Status_ColoredLine(
+        {{'w', "Total Computation Time:      "}, {'G', Console::format_time(record.compute_seconds)}});
+    status.Status_ColoredLine(
+        {{'w', "Start-to-End Wall Time:     "}, {'G', Console::format_time(record.wall_seconds)}});
+    status.Status_Line("");
+    trel::print_cpu_utilization(record.compute_time);
+}
+
+void print_result(const RunRecord& record, trel::Status& status) {
+    status.Status_Line("");
+    for (const WrittenFile& file : record.files) {
+        status.Status_Label(kNameWidth, "Written:",
+                            {'G', file.path + "  (" + Console::format_commas(file.bytes) + " bytes)"});
+    }
+    status.Status_Label(kNameWidth, "Verified:", {'G', checks_text(record.checks, !record.files.empty())});
+}
+
+}  // namespace
+
+std::string checks_text(const RunChecks& checks, bool written) {
+    std::vector<std::string> done, left_out;
+    if (checks.series_checked != 0) {
+        done.push_back("residues of " + std::to_string(checks.series_checked) + " of " +
+                       std::to_string(checks.series_blocks) + " series blocks");
+    } else if (checks.series_blocks != 0) {
+        left_out.push_back("series residues");
+    }
+    (checks.conversion ? done : left_out).push_back("radix conversion");
+    if (written) (checks.files ? done : left_out).push_back("written files (read back)");
+    std::string text = done.empty() ? "nothing" : joined(done);
+    if (!left_out.empty()) text += "; not checked: " + joined(left_out);
+    return text;
+}
+
+void print_run_report(const RunRecord& record, trel::Status& status) {
+    status.Status_Line("");
+    print_digits(record);
+    status.Status_Line("");
+    print_times(record, status);
+    print_result(record, status);
+}
+
+}  // namespace kalvor

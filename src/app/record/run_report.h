@@ -1,0 +1,19 @@
+// What closes a run on the console, made from its record alone.
+#pragma once
+
+#include <string>
+
+#include "app/record/run_record.h"
+#include "base/status/status.h"
+
+namespace kalvor {
+
+// Digits, counts and hashes, dates and times, the processors' use, and the result: the files and what was
+// checked.
+void print_run_report(const RunRecord& record, trel::Status& status);
+
+// "Verified: ", without the word: "2 of 3 series blocks by their residues, conversion, written files"; what was
+// switched off follows as "not checked: ...".
+std::string checks_text(const RunChecks& checks, bool written);
+
+}  // namespace kalvor

@@ -1,0 +1,36 @@
+// What a run will take from the machine, planned before anything is allocated.
+#pragma once
+
+#include <memory>
+
+#include "app/session/custom_settings.h"
+#include "digits/output/float_writer.h"
+
+namespace kalvor {
+
+// Bytes.
+struct MemoryPlan {
+    trel::u64 working_memory = 0;
+    trel::u64 twiddle_tables = 0;
+    trel::u64 output = 0;   // buffers of the digit files' writer
+    trel::u64 program = 0;  // the program itself, its threads, the system's page tables
+
+    trel::u64 total() const { return working_memory + twiddle_tables + output + program; }
+};
+
+// The plans of a run's parts and the memory that they take together.
+struct RunPlan {
+    // Throws LimitExceededException for a size that no algorithm reaches.
+    static RunPlan make(const CustomSettings& settings, const ComputeSize& size);
+
+    std::unique_ptr<ConstantPlan> constant;
+    WriterPlan writer;
+    trel::u64 max_product_words = 0;
+    MemoryPlan memory;
+};
+
+// The largest number of decimal digits with two significant digits that the settings, but for their size, can
+// compute in so many bytes; 0 when not even the smallest size fits. At most the digits of the settings.
+trel::u64 digits_that_fit(const CustomSettings& settings, trel::u64 bytes);
+
+}  // namespace kalvor

@@ -1,0 +1,24 @@
+// How much work the sums of a series are (product_work.h).
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "arith/estimate/product_work.h"
+#include "os/types.h"
+
+namespace kalvor::BinarySplitting {
+
+// Everything below and with the merge of a range whose largest result has so many words. It grows faster than its
+// argument, so that a merge is what a range is more than its halves, however it was split.
+inline double range_work(double words) {
+    const double levels = std::log2(std::max(words, 2.0));
+    return 1.65 * words * levels * levels;
+}
+
+// The products of a merge in floating point, cut to so many words.
+inline double float_merge_work(trel::u64 precision) {
+    return 5 * trel::product_work(static_cast<double>(precision));
+}
+
+}  // namespace kalvor::BinarySplitting

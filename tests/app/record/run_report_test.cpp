@@ -1,0 +1,44 @@
+// What closes a run, made from its record.
+#include "app/record/run_report.h"
+
+#include <gtest/gtest.h>
+
+#include "base/status/linear_console_node.h"
+#include "support/capture_console.h"
+
+namespace kalvor {
+namespace {
+
+TEST(RunReportTest, WhatWasCheckedAndWhatWasNot) {
+    EXPECT_EQ(checks_text({8, 6, true, true}, true),
+              "residues of 6 of 8 series blocks, radix conversion, written files (read back)");
+    EXPECT_EQ(checks_text({8, 6, true, false}, false), "residues of 6 of 8 series blocks, radix conversion");
+    EXPECT_EQ(checks_text({8, 6, false, false}, true),
+              "residues of 6 of 8 series blocks; not checked: radix conversion, written files (read back)");
+    EXPECT_EQ(checks_text({1, 0, true, false}, false), "radix conversion; not checked: series residues");
+    EXPECT_EQ(checks_text({}, false), "nothing; not checked: radix conversion");
+}
+
+TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
+    RunRecord record;
+    record.decimal.emplace();
+    record.decimal->first = "3.1415926535";
+    record.decimal->last.text = "6535";
+    record.files = {{"out/Pi.txt", 1000002}};
+    record.checks = {3, 2, true, true};
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    print_run_report(record, status);
+    const std::string text = console.text();
+    EXPECT_NE(text.find("First Decimal Digits:\n3.1415926535\n\nLast Decimal Digits:\n6535\n"),
+              std::string::npos)
+        << text;
+    const std::string end =
+        "\nWritten:    out/Pi.txt  (1,000,002 bytes)\n"
+        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files (read back)\n";
+    ASSERT_GE(text.size(), end.size());
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+}  // namespace
+}  // namespace kalvor
