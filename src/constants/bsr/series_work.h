@@ -9,8 +9,8 @@
 
 namespace kalvor::BinarySplitting {
 
-// Everything below and with the merge of a range whose largest result has so many words. It grows faster than its
-// argument, so that a merge is what a range is more than its halves, however it was split.
+// Everything below and with the merge of a range whose largest result has so many words. It grows faster than
+// its argument, so that a merge is what a range is more than its halves, however it was split.
 inline double range_work(double words) {
     const double levels = std::log2(std::max(words, 2.0));
     return 1.65 * words * levels * levels;
