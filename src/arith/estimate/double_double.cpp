@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "os/fma.h"
 
@@ -179,6 +180,9 @@ DoubleDouble ln(const DoubleDouble& a) {
 }
 
 DoubleDouble exp(const DoubleDouble& a) {
+    // Beyond the range of a double, and past the range of k's conversion to an integer.
+    if (a.high < -746) return DoubleDouble(0.0);
+    if (a.high > 710) return DoubleDouble(std::numeric_limits<double>::infinity());
     const double k = std::nearbyint(a.high * 1.4426950408889634);
     const DoubleDouble r = a - DoubleDouble(k) * dd::ln2();
     const auto& inverse = inverse_factorials();
@@ -189,7 +193,10 @@ DoubleDouble exp(const DoubleDouble& a) {
         sum = sum + term;
         if (negligible(term, sum)) break;
     }
-    return DoubleDouble(add_exponent(sum.high, i64(k)), add_exponent(sum.low, i64(k)));
+    // Below about -635 the low part leaves the normal numbers, below -708 the high part as well; near 710
+    // both parts may overflow, and infinity has no low part.
+    const double high = std::ldexp(sum.high, int(k));
+    return DoubleDouble(high, std::isinf(high) ? 0.0 : std::ldexp(sum.low, int(k)));
 }
 
 DoubleDouble ln_factorial(const DoubleDouble& x) {

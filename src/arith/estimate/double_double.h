@@ -1,7 +1,7 @@
 // A pair of doubles (about 106 bits) for size estimates.
 //
-// Pure functions; constants and tables are made once on first use. Nothing here depends on the last bit of the math
-// library.
+// Pure functions; constants and tables are made once on first use. Nothing here depends on the last bit of
+// the math library.
 #pragma once
 
 #include <string>
@@ -19,7 +19,8 @@ struct DoubleDouble {
     constexpr DoubleDouble(double d) : low(0), high(d) {}  // NOLINT: a double is one of the values
     constexpr DoubleDouble(double high, double low) : low(low), high(high) {}
     static DoubleDouble from_u64(u64 n);
-    // An optionally signed decimal number without exponent; text after the digits is ignored, an empty text is 0.
+    // An optionally signed decimal number without exponent; text after the digits is ignored, an empty text
+    // is 0.
     static DoubleDouble parse(std::string_view text);
 
     DoubleDouble operator-() const { return DoubleDouble(-high, -low); }
@@ -37,8 +38,8 @@ struct DoubleDouble {
 
 DoubleDouble reciprocal(const DoubleDouble& a);
 DoubleDouble pow(const DoubleDouble& a, i32 n);
-DoubleDouble ln(const DoubleDouble& a);  // a > 0
-DoubleDouble exp(const DoubleDouble& a);
+DoubleDouble ln(const DoubleDouble& a);   // a > 0
+DoubleDouble exp(const DoubleDouble& a);  // 0 below the range of a double, infinity above it
 // Stirling's estimate of ln x!: (x + 0.5) ln(x + 1) - x - (1 - ln(2 pi) / 2)
 DoubleDouble ln_factorial(const DoubleDouble& x);
 // rint(high) + rint(low)
@@ -48,12 +49,12 @@ std::string digit_count_text(const DoubleDouble& nats);
 
 namespace dd {
 const DoubleDouble& ln2();
-const DoubleDouble& ln2_64();          // 64 ln 2: nats per word
-const DoubleDouble& inv_ln2_64();      // 1 / (64 ln 2)
-const DoubleDouble& log10_2_64();      // 64 log10 2: decimal digits per word
+const DoubleDouble& ln2_64();      // 64 ln 2: nats per word
+const DoubleDouble& inv_ln2_64();  // 1 / (64 ln 2)
+const DoubleDouble& log10_2_64();  // 64 log10 2: decimal digits per word
 const DoubleDouble& log10_e();
-const DoubleDouble& ln_ln2_64();       // ln(64 ln 2)
-const DoubleDouble& stirling();        // 1 - ln(2 pi) / 2
+const DoubleDouble& ln_ln2_64();  // ln(64 ln 2)
+const DoubleDouble& stirling();   // 1 - ln(2 pi) / 2
 }  // namespace dd
 
 }  // namespace trel

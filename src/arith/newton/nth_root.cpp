@@ -34,7 +34,7 @@ newton::Iteration iteration(const char* name) {
 }
 
 u64 basic_words(u64 p) {
-    return p == 0 ? 0 : newton::nth_root_basic_previous(p) + 2 + newton::nth_root_power_words(p);
+    return p == 0 ? 0 : newton::nth_root_basic_estimate_words(p) + newton::nth_root_power_words(p);
 }
 
 // What a run of p words cuts from the word buffer; a level's temporaries take the place of those below it.
@@ -63,44 +63,60 @@ InvNthRootPlan InvNthRootPlan::make(u64 p, u64 tds) {
 
 namespace {
 
-// T = exp(y) 2^(64 e), y a pair of doubles not large: 1 + expm1(y) near 1, where the pair's low part is all
-// that expm1's rounding leaves to add, else whole words split off.
+// exp(y) - 1, |y| < 2^-16, to the last bits of the pair.
+DoubleDouble small_expm1(const DoubleDouble& y) {
+    DoubleDouble sum(1.0);
+    for (double k : {7.0, 6.0, 5.0, 4.0, 3.0, 2.0})
+        sum = DoubleDouble(1.0) + y * sum * reciprocal(DoubleDouble(k));
+    return y * sum;
+}
+
+// T = exp(y) 2^(64 e), y not large: 1 and exp(y) - 1 near 1, else a pair with whole words split off.
 void set_exp(const ParallelContext& P, BigFloat& T, const DoubleDouble& y, i64 e) {
-    Word high_word[2], low_word[2];
-    BigFloat high(high_word, 2), low(low_word, 2);
+    Word one_word[1], high_words[2], low_words[2], sum_words[6];
+    BigFloat high(high_words, 2), low(low_words, 2), sum(sum_words, 6);
+    const auto set_pair = [&](BigFloat& target, const DoubleDouble& value, i64 exponent) {
+        high.set_double(value.high, exponent);
+        low.set_double(value.low, exponent);
+        target.set_add(3, P, high, low);
+    };
     if (std::fabs(y.high) < 0x1p-16) {
-        high.set_double(1.0, e);
-        low.set_double(std::expm1(y.high) + y.low, e);
+        BigFloat one(one_word, 1);
+        one.set_double(1.0, e);
+        set_pair(sum, small_expm1(y), e);
+        T.set_add(3, P, one, sum);
     } else {
         const double words = std::floor(y.high / dd::ln2_64().high);
-        const DoubleDouble value = exp(y - dd::ln2_64() * DoubleDouble(words));
-        high.set_double(value.high, e + static_cast<i64>(words));
-        low.set_double(value.low, e + static_cast<i64>(words));
+        set_pair(T, exp(y - dd::ln2_64() * DoubleDouble(words)), e + static_cast<i64>(words));
     }
-    T.set_add(3, P, high, low);
+}
+
+DoubleDouble from_i64(i64 n) {
+    return n < 0 ? -DoubleDouble::from_u64(0 - static_cast<u64>(n))
+                 : DoubleDouble::from_u64(static_cast<u64>(n));
 }
 
 // A^(-1/n) from the logarithm of A's top. Beyond the range of a double the exponent is divided by n apart.
-// The logarithm is a pair of doubles: an error a of the start becomes (n + 1) a^2 / 2 in the first level, and
-// with n above 10^6 the square of a double's error would be seen in the words of the lowest precisions.
+// The logarithm is a pair of doubles: an error a of the start becomes (n + 1) a^2 / 2 in the first level, so
+// that n a must be small even for the largest n. A's top alone, 53 bits, is enough for that: the root divides
+// its error by n.
 void set_start(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {
     if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
     if (!A.sign) throw ArithmeticException(kBasicRun, "Nth root of negative number.");
     A.check_normalization();
     const ScaledDouble top = top_as_double(A);
-    const DoubleDouble part = reciprocal(DoubleDouble(static_cast<double>(n)));
+    const DoubleDouble part = reciprocal(DoubleDouble::from_u64(n));
     const auto root = [&](i64 words) {
-        return -((ln(DoubleDouble(top.d)) - dd::ln2_64() * DoubleDouble(static_cast<double>(words))) * part);
+        return -((ln(DoubleDouble(top.d)) - dd::ln2_64() * from_i64(words)) * part);
     };
     const DoubleDouble y = root(-top.e);
     if (std::fabs(y.high) < 709.0895657128241) return set_exp(P, T, y, 0);  // 1023 ln 2
-    const i64 divisor = static_cast<i64>(n);
+    const i64 divisor = static_cast<i64>(n);  // far below 2^63, because |e| is 16 n or more
     set_exp(P, T, root(-top.e % divisor), -top.e / divisor);
 }
 
 void check_degree(u64 n, const char* function) {
     if (n == 0) throw ArithmeticException(function, "Divide by zero.");
-    if (n > u64(1) << 32) throw LimitExceededException(function, "Degree", u64(1) << 32, n);
 }
 
 void run_basic(const newton::Iteration& names, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
@@ -131,22 +147,39 @@ void run_windowed(const char* function, WindowStep step, const InvNthRootPlan& p
 }  // namespace
 
 namespace newton {
+namespace {
+
+// T = x^(n + 1), also where n + 1 does not fit a word. The buffer: p + 4 words, to which `product` is bound.
+void power_above(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, u64 n, u64 p,
+                 LinearWordBuffer words, BigFloat& product) {
+    if (n != ~u64(0)) return power(mp, null_status(), T, x, n + 1, p, words);
+    power(mp, null_status(), T, x, n, p, words);
+    product.set_mul(p + 1, mp, T, x);
+    T.set_BigFloat(p + 1, mp.parallel, product);
+}
+
+// The lowest word that a result of p words near x keeps.
+i64 lowest_kept(const BigFloat& x, u64 p) {
+    return x.mag() - static_cast<i64>(p) - 3;
+}
+
+}  // namespace
 
 void nth_root_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 n, u64 p,
                          LinearWordBuffer buffer) {
     const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_basic_previous(p);
     const u64 working = p + 2;
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
+    const LinearWordBuffer x_words = buffer.cut_from_bottom(nth_root_basic_estimate_words(p));
     const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
     BigFloat x(x_words.get(), x_words.size());
     BigFloat y(y_words.get(), y_words.size());
 
-    x.set_BigFloat(previous, P, T);
-    power(mp, null_status(), T, x, n + 1, working, y_words);
+    x.set_BigFloat(previous + 1, P, T);
+    power_above(mp, T, x, n, working, y_words, y);
     y.set_mul(working, mp, A, T);
     T.set_sub(working, P, y, x);
-    divide_by_small(P, y, T, n);
+    divide_by_small(P, y, T, n, lowest_kept(x, p));
     T.set_sub(working, P, x, y);
 }
 
@@ -160,7 +193,7 @@ void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat&
     BigFloat y(y_words.get(), y_words.size());
     {
         StatusFrame frame(status, " 0P ", status_digits(p));
-        power(mp, null_status(), T, x, n + 1, p, y_words);
+        power_above(mp, T, x, n, p, y_words, y);
     }
     const i64 bottom = x.mag() - static_cast<i64>(p) - 1;
     const i64 w = x.mag() - static_cast<i64>(previous) + 3;
@@ -172,7 +205,7 @@ void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat&
     subtract_windows(P, T, p - previous + 5, y, low_x, w, kRunExpanded);
     {
         StatusFrame frame(status, " 2D ", status_digits(p));
-        divide_by_small(P, y, T, n);
+        divide_by_small(P, y, T, n, lowest_kept(x, p));
     }
     T.set_sub(p + 2, P, x, y);
 }
@@ -199,12 +232,12 @@ void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat&
         StatusFrame frame(status, side == Estimate::over ? " O2M " : " U2M ", status_digits(p));
         T.set_mul(previous, mp, x, y);
         if (side == Estimate::over) {
-            divide_by_small(P, y, T, n);
+            divide_by_small(P, y, T, n, lowest_kept(x, p));
             return T.set_sub(p + 2, P, x, y);
         }
     }
     StatusFrame frame(status, " U3D ", status_digits(p));
-    divide_by_small(P, y, T, n);
+    divide_by_small(P, y, T, n, lowest_kept(x, p));
     T.set_add(p + 2, P, x, y);
 }
 
@@ -233,10 +266,12 @@ void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status&
                   const BigFloat& A, u64 n, LinearWordBuffer buffer) {
     StatusSection section(status, "Radical x^(-1/" + std::to_string(n) + ")...");
     StatusFrame frame(section.node(), "Iterating: ");
-    // Products of a power: a squaring a bit, a multiplication a one. x^(n+1) for an odd n has fewer ones.
+    // Products of a power: a squaring a bit, a multiplication a one. x^(n+1) for an odd n has fewer ones, but
+    // not where n + 1 does not fit a word.
     const auto products = [](u64 k) { return std::bit_width(k) + std::popcount(k); };
-    const auto run = products(n + 1) <= products(n) ? InvNthRootFloat_BigFloatR_P::run_expanded
-                                                    : InvNthRootFloat_BigFloatR_P::run_factored;
+    const auto run = n != ~u64(0) && products(n + 1) <= products(n)
+                         ? InvNthRootFloat_BigFloatR_P::run_expanded
+                         : InvNthRootFloat_BigFloatR_P::run_factored;
     run(plan, mp, frame.node(), T, A, plan.p, buffer, n);
 }
 

@@ -18,7 +18,7 @@ struct InvNthRootPlan {
     static InvNthRootPlan make(u64 p, u64 tds);
 };
 
-// T = A^(-1/n), A > 0, 1 <= n <= 2^32; basic form (p up to plan.basic_p).
+// T = A^(-1/n), A > 0, n >= 1; basic form (p up to plan.basic_p).
 struct InvNthRootFloat_BigFloatR_E {
     static void run(const InvNthRootPlan& plan, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
                     u64 p, LinearWordBuffer buffer, u64 n);

@@ -36,12 +36,40 @@ void halve(const ParallelContext& P, BigFloat& T) {
     if (T.L != 0) T.exp -= 1;
 }
 
-void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {
+namespace {
+
+// T[0..L) = the words of A / n from the top down, for the divisors that the precomputed reciprocal does not
+// take. A division instruction a word.
+void divide_by_large_word(BigFloat& T, const BigFloat& A, u64 n, u64 L) {
+    if (T.buffer_size < L) throw BufferTooSmallException("newton::divide_by_small()", T.buffer_size, L);
+    T.T = T.buffer;
+    T.L = L;
+    T.exp = A.mag() - static_cast<i64>(L);
+    T.sign = A.sign;
+    Word rest = 0;
+    for (u64 i = 0; i < L; i++) {
+        const u128 x = static_cast<u128>(rest) << 64 | (i < A.L ? A.T[A.L - 1 - i] : 0);
+        T.T[L - 1 - i] = static_cast<Word>(x / n);
+        rest = static_cast<Word>(x % n);
+    }
+    if (T.T[L - 1] == 0) T.L--;
+}
+
+}  // namespace
+
+void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n, i64 lowest) {
     if (n == 1) return T.set_BigFloat(A.L, P, A);
-    if (A.L == 0) return T.clear();
-    if (!std::has_single_bit(n)) return T.set_div_sW(A.L + 1, P, A, static_cast<i64>(n));
-    T.set_mul_uW(A.L + 1, P, A, Word(1) << (64 - std::countr_zero(n)));
-    T.exp -= 1;
+    // Even a quotient of one word has an empty word above it.
+    if (A.L == 0 || A.mag() <= lowest) return T.clear();
+    const u64 words = std::max<u64>(static_cast<u64>(A.mag() - lowest), 2);
+    if (std::has_single_bit(n)) {
+        T.set_mul_uW(words, P, A, Word(1) << (64 - std::countr_zero(n)));
+        T.exp -= 1;
+    } else if (n < Word(1) << 63) {
+        T.set_div_sW(words - 2, P, A, static_cast<i64>(n));
+    } else {
+        divide_by_large_word(T, A, n, words);
+    }
 }
 
 namespace {

@@ -35,6 +35,11 @@ inline u64 root_error_words(u64 p) {
 inline u64 nth_root_basic_previous(u64 p) {
     return p < 9 ? p - 1 : p / 2 + 3;
 }
+// Three words more than its precision: of a large degree's root, 1.000..., one is the one before the point,
+// and n times what the others miss must be small.
+inline u64 nth_root_basic_estimate_words(u64 p) {
+    return nth_root_basic_previous(p) + 3;
+}
 inline u64 nth_root_previous(u64 p) {
     return p / 2 + 3;
 }
@@ -59,8 +64,9 @@ inline u64 window_product_words(u64 p) {
 void set_half(u64 p, const ParallelContext& P, BigFloat& T, const BigFloat& A);
 // T / 2, exact: one more word below when the lowest bit is set.
 void halve(const ParallelContext& P, BigFloat& T);
-// T = A / n, n >= 1, to A.L + 3 words; T: as many.
-void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n);
+// T = A / n, n >= 1, with all words from position `lowest` up, however short A is. T: A.mag() - lowest + 2
+// words, or A.L for n = 1.
+void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n, i64 lowest);
 
 // A transform together with the front part of the context's scratch: `held` forward transforms that stay, the
 // rest for the operations. Throws BufferTooSmallException when the scratch is too small.

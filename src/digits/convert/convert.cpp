@@ -52,7 +52,8 @@ class Converter {
     RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
                                  Word* g) const;
     RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
-    void join(Word* upper, u64 n, Word expected, Word overlap, bool correction, const char* function) const;
+    void join(Word* upper, u64 n, Word expected, Word next, Word overlap, bool correction,
+              const char* function) const;
 
     const ConvertPlanP& plan_;
     const ReadyTableB& table_;
@@ -134,7 +135,8 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
                         : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
-    join(out + (n - H), H, out[n - H - 1], r.upper_overlap, correction, function);
+    const Word next = n - H >= 2 ? out[n - H - 2] : r.lower_overlap;
+    join(out + (n - H), H, out[n - H - 1], next, r.upper_overlap, correction, function);
     if (const trel::Work work = status.work(); work && n >= kStatusWords) {
         // Ranges that show have added their own.
         const auto shown = [](u64 words) { return words >= kStatusWords ? range_work(words) : 0; };
@@ -143,15 +145,18 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     return r.lower_overlap;
 }
 
-// The upper range of n words and its overlap word meet the lower range, which begins with `expected`.
-// correction: the overlap word is known to be one too small.
-void Converter::join(Word* upper, u64 n, Word expected, Word overlap, bool correction,
+// The upper range of n words and its overlap word meet the lower range, which begins with `expected` and
+// `next`. correction: the overlap word is known to be one too small. It may also be one too small by its
+// truncation when nearly nothing follows the expected word; when it is the last of R - 1, the words above are
+// too small as well.
+void Converter::join(Word* upper, u64 n, Word expected, Word next, Word overlap, bool correction,
                      const char* function) const {
     if (correction && ++overlap == plan_.radix) {
         add1(plan_.radix, upper, n);
         overlap = 0;
     }
-    if (expected != overlap) fixup(plan_.radix, expected, overlap, upper, n, function);
+    if (expected == overlap || (expected == overlap + 1 && next < overlap_slack(plan_.radix))) return;
+    fixup(plan_.radix, expected, overlap, upper, n, function);
 }
 
 // frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the
@@ -210,11 +215,20 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     }
     const Word last = convert_range(plan_.levels, inner, status, out, left, f, false);
     while (pieces-- > 0) {
-        const Word expected = out[left - 1];
-        join(out + left, H, expected, overlaps[pieces], correction && pieces == 0, "convertP()");
+        join(out + left, H, out[left - 1], out[left - 2], overlaps[pieces], correction && pieces == 0,
+             "convertP()");
         left += H;
     }
     return last;
+}
+
+// Nothing but nines behind the last word: the value approaches a decimal from below, by its own error or by
+// the conversion's. A fraction of nines without an end stays, there is no word above to take the carry.
+void round_up(Word radix, Word overlap, Word* words, u64 n) {
+    constexpr Word kSmallRadix = 1000000000;  // above it a word of nines is no coincidence
+    if (radix < kSmallRadix || overlap < radix - overlap_slack(radix)) return;
+    if (std::all_of(words, words + n, [radix](Word w) { return w == radix - 1; })) return;
+    add1(radix, words, n);
 }
 
 }  // namespace
@@ -223,8 +237,7 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
              const BigFloat& x, const ConvertOptions& options) {
     const RadixFraction f = RadixFraction::of(x).top(plan.length(plan.n));
     if (plan.levels == 0) {
-        DirectConvertB::run(plan, status, radix_out, f);
-        return;
+        return round_up(plan.radix, DirectConvertB::run(plan, status, radix_out, f), radix_out, plan.n);
     }
     MultiplyContext inner = context.with_tds(std::min(context.parallel.tds, plan.tds));
     const AlignedBufferC memory = inner.scratch.spawn(plan.table_bytes);
@@ -233,11 +246,11 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
     status.work().add(table_work(plan.n));
 
     const Converter converter(plan, table, options.observer);
-    if (plan.n <= plan.top_words()) {
-        converter.convert_range(plan.levels, inner, status, radix_out, plan.n, f, options.correction);
-    } else {
-        converter.peel(inner, status, radix_out, plan.n, f, options.correction);
-    }
+    const Word overlap =
+        plan.n <= plan.top_words()
+            ? converter.convert_range(plan.levels, inner, status, radix_out, plan.n, f, options.correction)
+            : converter.peel(inner, status, radix_out, plan.n, f, options.correction);
+    round_up(plan.radix, overlap, radix_out, plan.n);
 }
 
 }  // namespace kalvor::CBRv2

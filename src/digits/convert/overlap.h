@@ -3,12 +3,19 @@
 // Every converted range yields one more word, the overlap word, which must be the first word of the next
 // range. All errors of a conversion are truncations, so the upper range can be one unit too small when the
 // digits that follow it are zeros (...999 against 000): its overlap word is then R - 1 where 0 is expected.
+// Likewise an overlap word that ends the number can be one too small, when nothing or nearly nothing follows.
 // Anything else is a fault.
 #pragma once
 
 #include "digits/convert/radix_fraction.h"
 
 namespace kalvor::CBRv2 {
+
+// An overlap word is at most 16 units of 2^-64 too small (convert_leaf): this many units of the word behind
+// it, rounded up.
+inline Word overlap_slack(Word radix) {
+    return static_cast<Word>(trel::u128(16) * radix >> 64) + 1;
+}
 
 // upper[0 .. n) += 1 / -= 1 in radix words, least significant first. Throws AlgorithmFailedException
 // "Impossible carryout.".

@@ -234,4 +234,21 @@ TEST(DoubleDouble, FirstUseFromSeveralThreads) {
     for (double r : results) EXPECT_EQ(r, 10.0);
 }
 
+// To the ends of a double's range: the low part vanishes first, then the whole value.
+TEST(DoubleDoubleRange, ExponentialOfFarArguments) {
+    for (double x = -800; x <= 720; x += 0.25) {
+        const DoubleDouble e = exp(DoubleDouble(x));
+        const double want = std::exp(x);
+        if (want == 0 || std::isinf(want)) {
+            EXPECT_EQ(e.high, want) << x;
+            EXPECT_EQ(e.low, 0.0) << x;
+            continue;
+        }
+        EXPECT_LE(std::fabs(e.high - want), std::fabs(want) * 0x1p-50 + 0x1p-1073) << x;
+        EXPECT_LE(std::fabs(e.low), std::fabs(want) * 0x1p-52 + 0x1p-1074) << x;
+    }
+    EXPECT_EQ(exp(DoubleDouble(-1e300)).high, 0.0);
+    EXPECT_TRUE(std::isinf(exp(DoubleDouble(1e300)).high));
+}
+
 }  // namespace

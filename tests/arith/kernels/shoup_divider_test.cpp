@@ -16,8 +16,17 @@ using reference::Words;
 
 // Divisors at the edges and random ones of every length.
 std::vector<Word> divisors() {
-    std::vector<Word> d = {3, 5, 7, 10, (Word(1) << 63) - 1, (Word(1) << 63) - 2, (Word(1) << 62) + 1,
-                           (Word(1) << 62) - 1, (Word(1) << 32) + 1, 0xffffffff, 10000000000000000000u / 2};
+    std::vector<Word> d = {3,
+                           5,
+                           7,
+                           10,
+                           (Word(1) << 63) - 1,
+                           (Word(1) << 63) - 2,
+                           (Word(1) << 62) + 1,
+                           (Word(1) << 62) - 1,
+                           (Word(1) << 32) + 1,
+                           0xffffffff,
+                           10000000000000000000u / 2};
     std::mt19937_64 rng(9);
     for (int i = 0; i < 200; i++) {
         const Word w = rng() >> (1 + rng() % 61) | 1;
@@ -83,6 +92,35 @@ TEST(ShoupDivider, OneStepAndModularProducts) {
     }
 }
 
+// Dividends where the estimate is at its worst: multiples of d and their neighbours, of which the estimate
+// may fall one short, with words of all ones and without. Long divisors leave the least room.
+TEST(ShoupDivider, StepsBesideMultiplesOfLongDivisors) {
+    std::mt19937_64 rng(4);
+    for (int bits = 33; bits <= 63; bits++) {
+        for (int i = 0; i < 30; i++) {
+            const Word top = Word(1) << (bits - 1);
+            const Word d = i == 0   ? top | (top - 1)
+                           : i == 1 ? top + 1
+                           : i == 2 ? top | (top >> 1)
+                                    : top | (rng() % top);
+            if (d == top) continue;
+            const ShoupDivider divider(d);
+            for (int k = 0; k < 300; k++) {
+                const Word q = k % 3 == 0 ? ~Word(0) - rng() % 8 : k % 3 == 1 ? rng() : rng() >> rng() % 64;
+                const Word offset = k % 4 == 0 ? 0 : k % 4 == 1 ? d - 1 : k % 4 == 2 ? 1 : rng() % d;
+                const u128 x = u128(q) * d + offset;
+                const Word ones_r = k < 2 ? d - 1 : rng() % d;
+                for (const u128 n : {x, u128(ones_r) << 64 | ~Word(0)}) {
+                    Word rest = Word(n >> 64);
+                    ASSERT_EQ(divider.step(rest, Word(n)), Word(n / d))
+                        << d << " " << Word(n >> 64) << " " << Word(n);
+                    ASSERT_EQ(rest, Word(n % d)) << d;
+                }
+            }
+        }
+    }
+}
+
 // Against GMP's division by one word.
 void check_division(const ShoupDivider& divider, const Words& a, Word r, const ParallelContext& P) {
     const u64 n = a.size();
@@ -117,6 +155,35 @@ TEST(ShoupDivider, SerialDivision) {
             check_division(divider, pattern(n, rng), n % 2 ? d - 1 : rng() % d, serial_context());
             if (HasFatalFailure()) return;
         }
+    }
+}
+
+// Dividends of all ones, with words of zeros below, by long divisors.
+TEST(ShoupDivider, OnesByLongDivisors) {
+    std::mt19937_64 rng(5);
+    std::vector<Word> long_divisors = {1539025054188903444};
+    for (int bits = 56; bits <= 63; bits++) {
+        for (int i = 0; i < 40; i++)
+            long_divisors.push_back((Word(1) << (bits - 1)) + 1 + rng() % (Word(1) << (bits - 2)));
+    }
+    for (Word d : long_divisors) {
+        const ShoupDivider divider(d);
+        Words ones(21, 0);
+        std::fill(ones.begin() + 12, ones.end(), ~Word(0));
+        check_division(divider, ones, 0, serial_context());
+        check_division(divider, Words(60, ~Word(0)), d - 1, serial_context());
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(ShoupDivider, LongDivisorsInTasks) {
+    std::mt19937_64 rng(6);
+    ReverseFramework reverse;
+    for (int i = 0; i < 40; i++) {
+        const Word d = (rng() >> 1 | Word(1) << 62) | 1;
+        check_division(ShoupDivider(d), i % 2 ? pattern(5000, rng) : Words(5000, ~Word(0)), rng() % d,
+                       {&reverse, 4});
+        if (HasFatalFailure()) return;
     }
 }
 
@@ -155,7 +222,10 @@ TEST(ShoupDivider, RemainderMustBeBelowTheDivisor) {
     };
     EXPECT_EQ(function([&] { divmod(divider, q.data(), a.data(), 5, 10); }), "divmod(A)");
     EXPECT_EQ(function([&] { divmod(divider, q.data(), 5, 11); }), "divmod()");
-    EXPECT_EQ(function([&] { bp_div_np(divider, q.data(), a.data(), 5000, 10, {&framework, 8}); }), "divmod(A)");
+    EXPECT_EQ(function([&] {
+                  bp_div_np(divider, q.data(), a.data(), 5000, 10, {&framework, 8});
+              }),
+              "divmod(A)");
     EXPECT_EQ(function([&] { bp_div_ex(divider, q.data(), 5000, 10, {&framework, 8}); }), "divmod()");
     EXPECT_EQ(function([&] { divmod(divider, q.data(), a.data(), 5, 9); }), "");
 }

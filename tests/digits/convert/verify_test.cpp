@@ -16,7 +16,9 @@ namespace {
 
 const mpz_class kM61 = (mpz_class(1) << 61) - 1;
 
-u64 residue(const mpz_class& z) { return reference::u64_of(z % kM61); }
+u64 residue(const mpz_class& z) {
+    return reference::u64_of(z % kM61);
+}
 
 struct Value {
     std::vector<Word> words;
@@ -42,14 +44,16 @@ u64 hash_by_definition(const BigFloat& x, u64 d) {
 TEST(VerifyTest, HashOfTheBinaryValue) {
     u64 products = 0;
     for (const u64 L : {1, 2, 5, 17, 40, 41}) {
-        for (const i64 exp : {i64(3), i64(0), -static_cast<i64>(L) + 1, -static_cast<i64>(L), -static_cast<i64>(L) - 3}) {
+        for (const i64 exp :
+             {i64(3), i64(0), -static_cast<i64>(L) + 1, -static_cast<i64>(L), -static_cast<i64>(L) - 3}) {
             for (const u64 d : {0, 1, 19, 63, 64, 65, 190, 703, 760, 800}) {
                 const Value v(L, exp, L + d);
                 const u64 below = exp < 0 ? static_cast<u64>(-exp) : 0;
                 const u64 bytes = VerifyB::scratch_bytes(10000, d / 19, 1);
                 Scratch memory(std::max<u64>(bytes, 64) + 4096);
                 const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
-                ASSERT_EQ(VerifyB::hash_binary(context, trel::null_status(), v.x, d), hash_by_definition(v.x, d))
+                ASSERT_EQ(VerifyB::hash_binary(context, trel::null_status(), v.x, d),
+                          hash_by_definition(v.x, d))
                     << "L=" << L << " exp=" << exp << " d=" << d;
                 products += 64 * below > d;
             }
@@ -75,14 +79,15 @@ struct Converted {
           value(plan.length(n) + 1 + extra_words, -static_cast<i64>(plan.length(n) + extra_words), n),
           words(n) {
         Scratch memory(plan.bytes());
-        convert(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(), value.x);
+        convert(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(),
+                value.x);
     }
     // Runs in exactly the planned memory; the message of the failure.
     std::string verify(u64 n_verify) {
         Scratch memory(VerifyB::scratch_bytes(plan.n, n_verify, 1));
         try {
-            VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(), plan.n,
-                         n_verify, value.x);
+            VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(),
+                         plan.n, n_verify, value.x);
         } catch (const trel::AlgorithmFailedException& e) {
             return e.function + " " + e.message;
         }
@@ -130,14 +135,52 @@ TEST(VerifyTest, TooFewWords) {
     Converted c(16);
     Scratch memory(1 << 16);
     try {
-        VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), c.words.data(), 16, 17,
-                     c.value.x);
+        VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), c.words.data(),
+                     16, 17, c.value.x);
         FAIL();
     } catch (const trel::BufferTooSmallException& e) {
         EXPECT_EQ(e.function, "FloatWriterB::verify()");
         EXPECT_EQ(e.buffer_size, 16u);
         EXPECT_EQ(e.required_size, 17u);
     }
+}
+
+// The conversion shows a value just below a decimal as that decimal: the one unit between them is accepted,
+// and only where the guard words say that it was rounded.
+TEST(VerifyTest, RoundedUpToADecimal) {
+    const u64 n = 9, verified = 6, L = fraction_length(radix_word_size(kRadix19), n);
+    mpz_class ten;
+    mpz_ui_pow_ui(ten.get_mpz_t(), 10, 20);
+    std::vector<Word> words =
+        reference::to_words(reference::shifted(mpz_class(1), static_cast<i64>(L)) / ten, L);
+    BigFloat x(words.data(), L);
+    x.L = L - 1;
+    x.exp = -static_cast<i64>(L);
+    x.sign = true;
+    Scratch memory(trel::round_up_64(VerifyB::scratch_bytes(n, verified, 1)));
+    const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
+    const auto accepted = [&](const std::vector<Word>& radix_words) {
+        CaptureConsole console;
+        try {
+            VerifyB::run(context, trel::null_status(), radix_words.data(), n, verified, x);
+            return true;
+        } catch (const trel::AlgorithmFailedException&) {
+            return false;
+        }
+    };
+    std::vector<Word> nines(n, kRadix19 - 1), rounded(n, 0);
+    nines[n - 1] = 0;
+    nines[n - 2] = kRadix19 / 10 - 1;
+    rounded[n - 2] = kRadix19 / 10;
+    EXPECT_TRUE(accepted(nines));
+    EXPECT_TRUE(accepted(rounded));
+    for (u64 i = 0; i < n; i++) {
+        std::vector<Word> wrong = rounded;
+        wrong[i]++;
+        EXPECT_FALSE(accepted(wrong)) << i;
+    }
+    rounded[n - 2]--;
+    EXPECT_FALSE(accepted(rounded));
 }
 
 }  // namespace
