@@ -46,6 +46,7 @@ CutProduct cut(u64 skip, u64 total, const Word* A, u64 LA, const Word* B, u64 LB
 }  // namespace
 
 void multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) {
+    context.parallel.poll();
     const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(LA + LB);
     if (A == B && LA == LB) {
         algorithm.sqr(context, T, A, LA);
@@ -56,6 +57,7 @@ void multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 L
 
 void square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) {
     if (skip >= total) return;
+    context.parallel.poll();
     if (skip > L) {
         const u64 d = skip - L;
         A += d;
@@ -70,6 +72,7 @@ void square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 tot
 void multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                         const Word* B, u64 LB) {
     if (skip >= total) return;
+    context.parallel.poll();
     if (A == B && LA == LB) return square_truncated(context, T, skip, total, A, LA);
     const CutProduct c = cut(skip, total, A, LA, B, LB);
     basic_table64().get_algorithm(c.size()).mul_skip(context, T, c.skip, c.total, c.A, c.LA, c.B, c.LB);
@@ -78,12 +81,14 @@ void multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 t
 int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                              u64 LA, const Word* B, u64 LB) {
     if (skip >= total) return 0;
+    context.parallel.poll();
     const CutProduct c = cut(skip, total, A, LA, B, LB);
     return basic_table64().get_algorithm(c.size()).mul_skip_transform(context, T, c.skip, c.total, c.A, c.LA,
                                                                       c.B, c.LB);
 }
 
 void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) {
+    context.parallel.poll();
     basic_table64().get_algorithm(words).make_transform(holder, words, context);
 }
 

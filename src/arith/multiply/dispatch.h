@@ -1,6 +1,6 @@
 // The entries through which every large product goes: they cut what cannot reach the result, choose an
 // algorithm by size and run it. 64-bit words; T overlaps no operand; context.scratch holds mSBsize(product
-// words).
+// words). Each polls the run's stop flag first and may throw RunStopped.
 #pragma once
 
 #include "arith/multiply/multiply_context.h"

@@ -3,14 +3,17 @@
 #include <cstring>
 
 #include "arith/bigfloat/big_float_transform.h"
+#include "arith/bigfloat/combine.h"
 #include "arith/multiply/dispatch.h"
-#include "constants/bsr/combine.h"
+#include "arith/multiply/product_needs.h"
+#include "base/errors/exceptions.h"
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
 namespace {
 
 using trel::BigFloatTransformR;
 using trel::ExactFloatTransformR;
+using trel::KeptTransform;
 using trel::TransformHolder;
 
 // Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
@@ -46,22 +49,6 @@ void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFl
     upper.buffer_size = T.buffer_size;
     T = upper;
 }
-
-// A transform of the context's memory that is kept for two products, and what remains of the memory.
-struct KeptTransform {
-    // Only where the context has room for it above `words` words more.
-    static bool fits(const MultiplyContext& context, u64 product, u64 words) {
-        return product > basecase_words() &&
-               kept_product_needs(product, kAnyRoom).above(words).bytes <= context.scratch.size();
-    }
-    KeptTransform(const MultiplyContext& outer, u64 words) : context(outer) {
-        trel::make_transform(holder, words, outer);
-        data = context.scratch.spawn(holder->data_bytes()).get();
-    }
-    TransformHolder holder;
-    MultiplyContext context;
-    void* data;
-};
 
 // P = P1 Q2 placed for the addition at `floor`, Q = Q1 Q2. Q2 is transformed once.
 void multiply_by_Q2(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,
@@ -104,7 +91,7 @@ void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, co
     const i64 reach = R1.mag() + P2.mag() - P.exp;
     if (R1.L == 0 || P2.L == 0 || reach <= 0) return;
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
-    combine_ip(context.parallel, P, T, subtract);
+    trel::combine_ip(context.parallel, P, T, subtract);
 }
 
 }  // namespace
@@ -148,8 +135,28 @@ Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
             trel::round_up_8(static_cast<u64>(words_of(series.log_size_R(a, b))) + 6)};
 }
 
-u64 Family::merge_products(const Words& left, const Words& right) {
+namespace {
+
+// The longest product of a merge.
+u64 merge_products(const Family::Words& left, const Family::Words& right) {
     return std::max({std::max(left[kP], left[kQ]) + right[kQ], left[kR] + std::max(right[kP], right[kR])});
+}
+
+}  // namespace
+
+// R1 P2 stands below the products.
+Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
+    const u64 T = sizes.out[kP];
+    return trel::kept_product_needs(merge_products(sizes.left, sizes.right), trel::room_above(sizes.room, T))
+        .above(T);
+}
+
+Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
+    const u64 T = float_words(precision);
+    const u64 product = merge_products(sizes.left, sizes.right);
+    const Needs kept = trel::kept_product_needs(product, trel::kAnyRoom).above(T);
+    if (kept.bytes <= sizes.room) return kept;
+    return trel::product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
 }
 
 void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
@@ -191,15 +198,6 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     strip(out[kQ]);
 }
 
-BlockNeeds Family::merge_float_needs(const Words& left, const Words& right, const Words& out, u64 precision,
-                                     u64 room) {
-    const u64 T = float_words(precision);
-    const u64 product = merge_products(left, right);
-    const BlockNeeds kept = kept_product_needs(product, kAnyRoom).above(T);
-    if (kept.bytes <= room) return kept;
-    return product_needs(product).above(out[kQ] >= T ? 0 : T);
-}
-
 // P1 Q2 and Q1 Q2 with one transform of Q2, then R1 P2 in words of its own; or, where that does not fit, one
 // product after the other, R1 P2 in the words that Q takes at the end.
 void Family::merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
@@ -227,7 +225,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     }
     // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
     const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
-    if (P.L != 0 && P.exp > floor) extend_down(P, floor, "CommonP2B3::merge_float()");
+    if (P.L != 0 && P.exp > floor) trel::extend_down(P, floor, "CommonP2B3::merge_float()");
     fold_in(inner, P, R1, P2, precision, subtract, T);
     if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {

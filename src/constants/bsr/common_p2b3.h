@@ -12,7 +12,7 @@
 // (Binary splitting: Brent 1976; Haible and Papanikolaou 1997.)
 #pragma once
 
-#include "constants/bsr/block.h"
+#include "constants/bsr/family.h"
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
 
@@ -48,11 +48,10 @@ class Series : public BinarySplitting::Series {
 
 enum : std::size_t { kP = 0, kQ = 1, kR = 2 };
 
-// The family as block.h wants it.
 struct Family {
     using Series = CommonP2B3::Series;
     static constexpr std::size_t kNumbers = 3;
-    static constexpr bool kLastIsLink = true;
+    static constexpr std::size_t kLink = kR;
     static constexpr const char* kBanner = "Series CommonP2B3...  ";
     using Exact = std::array<ExactFloat, kNumbers>;
     using Floats = std::array<BigFloat, kNumbers>;
@@ -61,16 +60,12 @@ struct Family {
     static Words capacities(const Series& series, u64 a, u64 b);
     static u64 term_words(const Series& series) { return series.term_words().total(); }
     static u64 float_words(u64 precision) { return trel::round_up_8(precision + 4); }
-    static u64 merge_products(const Words& left, const Words& right);
-    // Of merge_float, from the capacities of the halves and of the result, the halves' precision and the room
-    // for kept transforms.
-    static BlockNeeds merge_float_needs(const Words& left, const Words& right, const Words& out,
-                                        u64 precision, u64 room);
+    static u64 split(const Series& series, u64 a, u64 b) { return series.split(a, b); }
+    static Needs merge_needs(const MergeSizes<Family>& sizes);
+    static Needs float_needs(const MergeSizes<Family>& sizes, u64 precision);
     static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                       Exact& out, bool edge);
-    // right may come from the accumulator of a sum; results keep `precision` + 2 words, R `link_precision`
-    // + 2.
     static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
                             const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge);
 };

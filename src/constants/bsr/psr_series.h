@@ -1,5 +1,5 @@
 // The partitioned recursion in memory: a series as blocks, summed from the last to the first and folded into
-// an accumulator, for any family of series (block.h).
+// an accumulator, for any family of series (family.h).
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/console/format.h"
-#include "constants/bsr/block.h"
+#include "constants/bsr/block_run.h"
 #include "constants/bsr/verify_bsr.h"
 
 namespace kalvor::BinarySplitting {
@@ -18,7 +18,7 @@ namespace kalvor::BinarySplitting {
 //
 // Block 0 is the head of the sum, so its accumulator, the result, stands at the front; but the first number
 // of the even blocks' accumulators is in words that the caller lends.
-template <class F>
+template <SeriesFamily F>
 class PSR_SeriesB {
   public:
     using Series = typename F::Series;
@@ -51,7 +51,7 @@ class PSR_SeriesB {
             const u64 room = room_above(floor, words);
             plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), exact(i), tds, room);
             // The block's stack is free again when it is folded.
-            for (const BlockNeeds& needs : {plans_[i].needs(), fold_needs(i, room)}) {
+            for (const Needs& needs : {plans_[i].needs(), fold_needs(i, room)}) {
                 rest_bytes_ = std::max(rest_bytes_, needs.above(words).bytes);
                 product_words_ = std::max(product_words_, needs.product_words);
             }
@@ -112,14 +112,15 @@ class PSR_SeriesB {
     Capacities<F> accumulator_capacities(std::size_t i) const {
         Capacities<F> words;
         words.fill(F::float_words(blocks_[i].working_precision()));
-        if (F::kLastIsLink) words.back() = 0;
+        if (F::kLink < F::kNumbers) words[F::kLink] = 0;
         return words;
     }
     double fold_work(std::size_t i) const { return float_merge_work(blocks_[i].working_precision()); }
-    BlockNeeds fold_needs(std::size_t i, u64 room) const {
+    Needs fold_needs(std::size_t i, u64 room) const {
         if (last(i)) return {};
-        return F::merge_float_needs(plans_[i].capacities(), accumulator_capacities(i + 1),
-                                    accumulator_capacities(i), blocks_[i].working_precision(), room);
+        return F::float_needs(
+            {plans_[i].capacities(), accumulator_capacities(i + 1), accumulator_capacities(i), room},
+            blocks_[i].working_precision());
     }
 
     // Sums block i and folds it: the accumulator becomes the sum from the block's start on.
@@ -130,23 +131,23 @@ class PSR_SeriesB {
         MultiplyContext inner = context;
         FloatRange<F> results;
         if (plan.exact()) {
-            ExactRange<F> exact = carve<ExactFloat>(inner.scratch, plan.capacities());
-            plan.run(inner, status, exact);
+            ExactRange<F> exact = carve_range<ExactFloat>(inner.scratch, plan.capacities());
+            BlockRun<F>(plan).run(inner, status, exact);
             kvb_Verify_BSR(block.a, block.b, exact, context.parallel);
             for (std::size_t j = 0; j < F::kNumbers; j++) results[j] = as_float(exact[j]);
         } else {
-            results = carve<BigFloat>(inner.scratch, plan.capacities());
-            plan.run(inner, status, results);
+            results = carve_range<BigFloat>(inner.scratch, plan.capacities());
+            BlockRun<F>(plan).run(inner, status, results);
         }
         Capacities<F> words = accumulator_capacities(i);
         const u64 first = words[0];
         if (i % 2 == 0) words[0] = 0;
-        FloatRange<F> folded = carve<BigFloat>(area, words);
+        FloatRange<F> folded = carve_range<BigFloat>(area, words);
         if (i % 2 == 0) folded[0] = BigFloat(lent, first);
         const u64 precision = block.working_precision();
         if (last(i)) {
-            for (std::size_t j = 0; j + (F::kLastIsLink ? 1 : 0) < F::kNumbers; j++) {
-                folded[j].set_BigFloat(precision, context.parallel, results[j]);
+            for (std::size_t j = 0; j < F::kNumbers; j++) {
+                if (j != F::kLink) folded[j].set_BigFloat(precision, context.parallel, results[j]);
             }
         } else {
             StatusFrame frame(status, "-  ", trel::status_digits(precision));

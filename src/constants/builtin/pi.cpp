@@ -2,19 +2,19 @@
 
 #include <algorithm>
 
+#include "arith/bigfloat/combine.h"
 #include "arith/kernels/linear_word_buffer.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/invsqrt_word.h"
 #include "arith/newton/newton_work.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
-#include "constants/bsr/combine.h"
-#include "constants/bsr/hypergeometric.h"
+#include "constants/bsr/common_p2b3.h"
+#include "constants/bsr/series_value.h"
 #include "constants/builtin/pi_series.h"
 
 namespace kalvor {
 
-namespace hypergeometric = BinarySplitting::CommonP2B3;
 using trel::AlignedBufferC;
 using trel::BigFloat;
 using trel::MultiplyContext;
@@ -26,7 +26,7 @@ using trel::Word;
 namespace {
 
 struct Finish {
-    hypergeometric::Coefficients coefficients;
+    BinarySplitting::Coefficients coefficients;
     Word invsqrt;
 };
 
@@ -87,7 +87,7 @@ struct LastProduct {
         if (bottom.L > 0 && reach > 0) {
             const u64 words = static_cast<u64>(reach) + kOverlap;
             lower.set_mul(static_cast<u64>(reach), rest, x.top(words), bottom.top(words));
-            BinarySplitting::combine_ip(context.parallel, T, lower, false);
+            trel::combine_ip(context.parallel, T, lower, false);
         }
         progress.update(2);
     }
@@ -122,12 +122,11 @@ struct PiPlan::Parts {
                      round_up_64(invsqrt.scratch_bytes)),
           value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes),
           // One word above the product's for the carry of its last addition.
-          result_words(round_up_8(std::max(value.result_words(), precision + 3))),
+          result_words(round_up_8(std::max(value.needs().result_words, precision + 3))),
           operand_bytes((y_words + result_words) * sizeof(Word)),
-          product(precision, std::max(value.working_bytes(), root_bytes) - operand_bytes),
-          working_bytes(
-              std::max({value.working_bytes(), root_bytes, operand_bytes + product.working_bytes()})),
-          max_product_words(std::max(value.max_product_words(), product.max_product)) {}
+          product(precision, std::max(value.needs().bytes, root_bytes) - operand_bytes),
+          working_bytes(std::max({value.needs().bytes, root_bytes, operand_bytes + product.working_bytes()})),
+          max_product_words(std::max(value.needs().product_words, product.max_product)) {}
 
     u64 precision;
     PiSeriesKind kind;
@@ -136,7 +135,7 @@ struct PiPlan::Parts {
     trel::InvsqrtWordPlan invsqrt;
     u64 y_words;
     u64 root_bytes;
-    hypergeometric::HypergeometricPlan value;
+    BinarySplitting::SummedSeriesPlan<BinarySplitting::CommonP2B3::Family> value;
     u64 result_words;
     u64 operand_bytes;  // of the last product and its result
     LastProduct product;
@@ -168,10 +167,10 @@ std::vector<trel::WorkPhase> PiPlan::work() const {
 }
 
 u64 PiPlan::series_blocks() const {
-    return parts_->value.series().blocks();
+    return parts_->value.sum().blocks();
 }
 u64 PiPlan::series_blocks_checked() const {
-    const auto& series = parts_->value.series();
+    const auto& series = parts_->value.sum();
     u64 checked = 0;
     for (std::size_t i = 0; i < series.blocks(); i++) checked += series.block(i).exact() ? 1 : 0;
     return checked;

@@ -4,8 +4,10 @@
 
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "os/types.h"
+#include "platform/parallel/run_monitor.h"
 
 namespace trel {
 
@@ -28,18 +30,39 @@ class BasicParallelizer {
     virtual void run_in_parallel(BasicAction& a, BasicAction& b) = 0;
 };
 
-// A framework and the number of tasks that a caller may split its work into (tds >= 1). Passed by reference.
+// A framework, the number of tasks that a caller may split its work into (tds >= 1), and the flag that asks
+// the run to stop (nullptr: nobody does). Passed by reference.
 struct ParallelContext {
     BasicParallelizer* framework;
     u64 tds;
+    RunMonitor* run = nullptr;
 
-    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n}; }
+    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n, run}; }
+    // Throws RunStopped when the run was asked to stop. Costs a load; any thread.
+    void poll() const {
+        if (run != nullptr && run->stop.requested()) throw RunStopped();
+    }
+    // Hands lines to the thread that reports. Any thread.
+    void warn(std::vector<Warnings::Line> lines) const {
+        if (run != nullptr) run->warnings.add(std::move(lines));
+    }
 };
 
 // One task on the calling thread; for code that has no framework at hand. Stateless.
 const ParallelContext& serial_context();
 
-// Runs f(i) for i in [0, n) as tasks of the context's framework.
+// Runs the body of a task. Exceptions do not cross threads; the one that asks to stop ends here, and the
+// thread that dispatched throws it again.
+template <class Body>
+void run_unless_stopped(Body&& body) {
+    try {
+        body();
+    } catch (const RunStopped&) {
+    }
+}
+
+// Runs f(i) for i in [0, n) as tasks of the context's framework. Throws RunStopped when the run was asked to
+// stop: then not every task has run.
 template <class F>
 void parallel_for(const ParallelContext& context, u64 n, F&& f) {
     if (n == 0) return;
@@ -49,26 +72,30 @@ void parallel_for(const ParallelContext& context, u64 n, F&& f) {
     }
     struct Action final : BasicAction {
         explicit Action(std::remove_reference_t<F>& f) : f(f) {}
-        void run(u64 index) override { f(index); }
+        void run(u64 index) override {
+            run_unless_stopped([&] { f(index); });
+        }
         std::remove_reference_t<F>& f;
     } action(f);
     context.framework->run_in_parallel(action, 0, n);
+    context.poll();
 }
 
-// Runs a() and b() as a two-way fork-join.
+// Runs a() and b() as a two-way fork-join. Throws RunStopped as above.
 template <class A, class B>
 void fork_join(const ParallelContext& context, A&& a, B&& b) {
     struct ActionA final : BasicAction {
         explicit ActionA(std::remove_reference_t<A>& f) : f(f) {}
-        void run(u64) override { f(); }
+        void run(u64) override { run_unless_stopped(f); }
         std::remove_reference_t<A>& f;
     } action_a(a);
     struct ActionB final : BasicAction {
         explicit ActionB(std::remove_reference_t<B>& f) : f(f) {}
-        void run(u64) override { f(); }
+        void run(u64) override { run_unless_stopped(f); }
         std::remove_reference_t<B>& f;
     } action_b(b);
     context.framework->run_in_parallel(action_a, action_b);
+    context.poll();
 }
 
 }  // namespace trel

@@ -241,3 +241,20 @@ INSTANTIATE_TEST_SUITE_P(Folds, GenericOperations,
                          testing::Values(reference::Fold::cyclic, reference::Fold::negacyclic));
 
 }  // namespace
+
+// Every entry asks first, so that a run stops between two products wherever it is.
+TEST(DispatchTest, NoEntryBeginsAProductAfterTheRunWasAskedToStop) {
+    RunMonitor monitor;
+    Scratch scratch((multiply_scratch_bytes(8) + 63) / 64 * 64);
+    const MultiplyContext context{{serial_context().framework, 1, &monitor}, scratch.view()};
+    const Words A(4, 3), B(4, 5);
+    Words T(8);
+    multiply_full(context, T.data(), A.data(), 4, B.data(), 4);
+    monitor.stop.request();
+    TransformHolder holder;
+    EXPECT_THROW(multiply_full(context, T.data(), A.data(), 4, B.data(), 4), RunStopped);
+    EXPECT_THROW(multiply_truncated(context, T.data(), 0, 8, A.data(), 4, B.data(), 4), RunStopped);
+    EXPECT_THROW(square_truncated(context, T.data(), 0, 8, A.data(), 4), RunStopped);
+    EXPECT_THROW(multiply_truncated_small(context, T.data(), 0, 8, A.data(), 4, B.data(), 4), RunStopped);
+    EXPECT_THROW(make_transform(holder, 8, context), RunStopped);
+}

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/errors/exceptions.h"
-#include "constants/bsr/combine.h"
+#include "constants/bsr/block_run.h"
 #include "constants/bsr/verify_bsr.h"
 #include "reference/hypergeometric_sum.h"
 #include "reference/mpz_words.h"
@@ -33,20 +33,20 @@ mpz_class value(const ExactFloat& A) {
 }
 
 // A block with memory of exactly the planned sizes.
-struct BlockRun {
-    BlockRun(const CommonP2B3::Series& series, u64 a, u64 b, bool exact, u64 tds, u64 run_tds = 0,
-             bool edge = false, u64 room = kAnyRoom)
+struct PlannedBlock {
+    PlannedBlock(const CommonP2B3::Series& series, u64 a, u64 b, bool exact, u64 tds, u64 run_tds = 0,
+                 bool edge = false, u64 room = kAnyRoom)
         : plan(series, {a, b, series.precision_words(a), series.precision_words(b)}, edge, exact, tds, room),
           results(total_words(plan.capacities()) * sizeof(Word)),
           scratch(plan.needs().bytes),
           context{{thread_framework(), run_tds == 0 ? tds : run_tds}, scratch.view(), nullptr} {
         trel::AlignedBufferC memory = results.view();
         if (exact) {
-            exacts = carve<ExactFloat>(memory, plan.capacities());
-            plan.run(context, trel::null_status(), exacts);
+            exacts = carve_range<ExactFloat>(memory, plan.capacities());
+            BlockRun<Family>(plan).run(context, trel::null_status(), exacts);
         } else {
-            floats = carve<BigFloat>(memory, plan.capacities());
-            plan.run(context, trel::null_status(), floats);
+            floats = carve_range<BigFloat>(memory, plan.capacities());
+            BlockRun<Family>(plan).run(context, trel::null_status(), floats);
         }
         EXPECT_TRUE(results.guards_intact() && scratch.guards_intact());
     }
@@ -97,7 +97,7 @@ TEST_P(RangeTest, MergesOfEveryShortRange) {
         reference::HypergeometricSum sum(term(), GetParam(), a);
         for (trel::u64 b = a + 1; b <= 60; b++) {
             sum.extend();
-            const BlockRun run(series, a, b, true, 1);
+            const PlannedBlock run(series, a, b, true, 1);
             expect_range(run.exacts, sum.P, sum.Q, sum.R);
             if (HasFatalFailure()) FAIL() << a << " " << b;
         }
@@ -109,22 +109,22 @@ TEST_P(RangeTest, LongRangesOnAnyNumberOfTasks) {
          std::vector<std::pair<u64, u64>>{{0, 999}, {0, 1000}, {1, 3002}, {4000, 8003}}) {
         const reference::HypergeometricTerm want = reference::hypergeometric_range(term(), GetParam(), a, b);
         for (const u64 tds : {1, 2, 7}) {
-            const BlockRun run(series, a, b, true, tds);
+            const PlannedBlock run(series, a, b, true, tds);
             expect_range(run.exacts, want.P, want.Q, want.R);
             if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;
         }
         // Little room: products one by one, fewer levels spread over tasks, and less memory.
         for (const u64 tds : {1, 7}) {
-            const BlockRun roomy(series, a, b, true, tds), little(series, a, b, true, tds, tds, false, 0);
+            const PlannedBlock roomy(series, a, b, true, tds), little(series, a, b, true, tds, tds, false, 0);
             expect_range(little.exacts, want.P, want.Q, want.R);
             EXPECT_LE(little.plan.needs().bytes, roomy.plan.needs().bytes);
             if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;
         }
         // Fewer tasks than planned.
-        const BlockRun fewer(series, a, b, true, 7, 2);
+        const PlannedBlock fewer(series, a, b, true, 7, 2);
         expect_range(fewer.exacts, want.P, want.Q, want.R);
         // Nothing follows: P and Q only.
-        const BlockRun edge(series, a, b, true, 2, 2, true);
+        const PlannedBlock edge(series, a, b, true, 2, 2, true);
         ASSERT_EQ(value(edge.exacts[kP]), want.P);
         ASSERT_EQ(value(edge.exacts[kQ]), want.Q);
         ASSERT_EQ(edge.exacts[kR].L, 0u);
@@ -133,7 +133,7 @@ TEST_P(RangeTest, LongRangesOnAnyNumberOfTasks) {
 
 // A block's denominator gives up its powers of two in lines of 8 words.
 TEST_P(RangeTest, DenominatorsDropZeroWords) {
-    const BlockRun run(series, 0, 2000, true, 1);
+    const PlannedBlock run(series, 0, 2000, true, 1);
     const ExactFloat& Q = run.exacts[kQ];
     const u64 zero_words = series.zero_bits_Q(0, 2000) / 64;
     EXPECT_GT(static_cast<u64>(Q.exp), zero_words - 8);
@@ -149,7 +149,7 @@ TEST_P(RangeTest, FloatingPointBlocks) {
         const reference::HypergeometricTerm want = reference::hypergeometric_range(term(), GetParam(), a, b);
         for (const auto& [tds, room] :
              std::vector<std::pair<u64, u64>>{{1, kAnyRoom}, {2, kAnyRoom}, {7, kAnyRoom}, {1, 0}, {7, 0}}) {
-            const BlockRun run(series, a, b, false, tds, tds, b == N, room);
+            const PlannedBlock run(series, a, b, false, tds, tds, b == N, room);
             const u64 p = series.precision_words(a);
             const i64 low = -static_cast<i64>(2 * p) - 40;
             const auto at = [&](const BigFloat& A) { return reference::magnitude_at(A, low); };
@@ -174,7 +174,7 @@ TEST_P(RangeTest, FloatingPointBlocks) {
 TEST_P(RangeTest, FlippedBitsAreFound) {
     std::mt19937_64 rng(7);
     for (const u64 terms : {300, 9000}) {
-        BlockRun run(series, 0, terms, true, 2);
+        PlannedBlock run(series, 0, terms, true, 2);
         ASSERT_EQ(run.exacts[kP].L >= 10000, terms == 9000 && GetParam());
         kvb_Verify_BSR(0, terms, run.exacts, run.context.parallel);
         for (int round = 0; round < 30; round++) {
@@ -202,7 +202,7 @@ TEST_P(RangeTest, FlippedBitsAreFound) {
 
 TEST_P(RangeTest, MoreTasksThanPlanned) {
     try {
-        BlockRun run(series, 0, 50, true, 4, 8);
+        PlannedBlock run(series, 0, 50, true, 4, 8);
         FAIL();
     } catch (const trel::InvalidParametersException& e) {
         EXPECT_EQ(e.function, "BSR_BlockB::run()");
@@ -211,51 +211,15 @@ TEST_P(RangeTest, MoreTasksThanPlanned) {
 }
 
 TEST_P(RangeTest, SmallBuffersAreRefused) {
-    BlockRun run(series, 0, 50, true, 1);
+    PlannedBlock run(series, 0, 50, true, 1);
     run.exacts[kQ].buffer_size -= 8;
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT((print_to_stderr(), run.plan.run(run.context, trel::null_status(), run.exacts)),
-                testing::ExitedWithCode(1),
-                "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
+    EXPECT_EXIT(
+        (print_to_stderr(), BlockRun<Family>(run.plan).run(run.context, trel::null_status(), run.exacts)),
+        testing::ExitedWithCode(1),
+        "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Series, RangeTest, testing::Bool());
-
-TEST(CombineTest, SumsAndDifferencesInPlace) {
-    std::mt19937_64 rng(8);
-    for (int round = 0; round < 3000; round++) {
-        const u64 la = 1 + rng() % 8, lb = 1 + rng() % 8;
-        std::vector<Word> a(40), b(lb);
-        const int kind = rng() % 3;
-        const auto word = [&] { return kind == 0 ? ~Word(0) : kind == 1 ? Word(0) : Word(rng()); };
-        for (u64 i = 0; i < la; i++) a[i] = word();
-        for (Word& w : b) w = word();
-        a[la - 1] |= 1;
-        b[lb - 1] |= 1;
-        BigFloat A(a.data(), a.size()), B(b.data(), b.size());
-        A.L = la;
-        B.L = lb;
-        A.exp = static_cast<i64>(rng() % 12);
-        B.exp = static_cast<i64>(rng() % 12);
-        A.sign = true;
-        const i64 bottom = A.exp;
-        const mpz_class x = reference::magnitude_at(A, bottom), y = reference::magnitude_at(B, bottom);
-        const bool subtract = rng() % 2;
-        if (subtract && y > x) {
-            if (B.mag() > A.exp) {
-                EXPECT_THROW(combine_ip(trel::serial_context(), A, B, true),
-                             trel::UnsupportedNegativeException);
-            }
-            continue;
-        }
-        combine_ip(trel::serial_context(), A, B, subtract);
-        ASSERT_EQ(reference::magnitude_at(A, bottom), subtract ? mpz_class(x - y) : mpz_class(x + y))
-            << round;
-        ASSERT_EQ(A.exp, bottom);
-        if (A.L != 0) {
-            ASSERT_NE(A.T[A.L - 1], 0u);
-        }
-    }
-}
 
 }  // namespace

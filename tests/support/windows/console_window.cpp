@@ -86,6 +86,8 @@ std::string text_of(HANDLE output, const SMALL_RECT& window) {
 
 // The words behind its name: the file for what it sees, the piece.
 const Child watcher("console watcher", [] {
+    // A piece that interrupts what is on its console interrupts this process too.
+    SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
     const std::vector<std::string> words = trel::os::command_line(0, nullptr);
     std::wstring command = L"\"" + own_path() + L"\" --child \"on the console\" \"" + to_utf16(words.at(4)) + L"\"";
     STARTUPINFOW start{};

@@ -4,15 +4,15 @@
 #include "arith/bigfloat/big_float.h"
 #include "platform/parallel/basic_parallelizer.h"
 
-namespace kalvor::BinarySplitting {
+namespace trel {
 
 // |A| += |B| or |A| -= |B| in place, B's words below A's bottom dropped; A keeps its bottom and its sign.
 // Needs one word above the larger top (BufferTooSmallException). Throws UnsupportedNegativeException when |B|
 // > |A| is subtracted.
-void combine_ip(const trel::ParallelContext& P, trel::BigFloat& A, const trel::BigFloat& B, bool subtract);
+void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract);
 
 // Gives A zero words down to the exponent `floor`, which is not above its own. BufferTooSmallException naming
 // the function when A's buffer has no room for them.
-void extend_down(trel::BigFloat& A, trel::i64 floor, const char* function);
+void extend_down(BigFloat& A, i64 floor, const char* function);
 
-}  // namespace kalvor::BinarySplitting
+}  // namespace trel

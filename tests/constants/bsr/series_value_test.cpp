@@ -1,9 +1,10 @@
 // The value of a series from its binary splitting: a series whose Q is a power of two, so that Q drops nearly
 // all of its words and P reaches far below it.
-#include "constants/bsr/hypergeometric.h"
+#include "constants/bsr/series_value.h"
 
 #include <gtest/gtest.h>
 
+#include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -42,13 +43,13 @@ class GeometricSeries final : public CommonP2B3::Series {
 };
 
 // 1 + 1 / (2^32 - 1) = 2^32 / (2^32 - 1)
-TEST(HypergeometricTest, WordsBelowAStrippedDenominatorCount) {
+TEST(SeriesValueTest, WordsBelowAStrippedDenominatorCount) {
     for (const u64 p : {3, 5, 10, 20, 50, 200, 1000}) {
         for (const u64 tds : {1, 2}) {
             const GeometricSeries series(p);
-            const CommonP2B3::HypergeometricPlan plan(series, {1, 1, 1, 1, false}, p, tds);
-            Scratch result(plan.result_words() * sizeof(Word)), memory(plan.working_bytes());
-            BigFloat x(result.view().word_pointer(), plan.result_words());
+            const SummedSeriesPlan<CommonP2B3::Family> plan(series, {1, 1, 1, 1, false}, p, tds);
+            Scratch result(plan.needs().result_words * sizeof(Word)), memory(plan.needs().bytes);
+            BigFloat x(result.view().word_pointer(), plan.needs().result_words);
             plan.run(MultiplyContext{{thread_framework(), tds}, memory.view(), nullptr}, trel::null_status(),
                      x);
             EXPECT_TRUE(result.guards_intact() && memory.guards_intact());

@@ -1,0 +1,50 @@
+#include "arith/bigfloat/combine.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "arith/kernels/word_array.h"
+#include "base/errors/exceptions.h"
+
+namespace trel {
+
+void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract) {
+    constexpr const char* function = "combine_ip()";
+    if (B.L == 0 || B.mag() <= A.exp) return;
+    const i64 top = std::max(A.mag(), B.mag());
+    const i64 begin = std::max(A.exp, std::min(B.exp, A.mag()));
+    const i64 end = B.mag();
+    const u64 room = A.buffer_size - static_cast<u64>(A.T - A.buffer);
+    const u64 words = static_cast<u64>(top - A.exp);
+    if (room < words + 1) throw BufferTooSmallException(function, room, words + 1);
+    Word* T = A.T + (begin - A.exp);
+    const PlacedWords a{A.T, A.L, A.exp}, b{B.T, B.L, B.exp};
+    if (subtract) {
+        u8 borrow = bp_sub(T, a, b, 0, begin, end, parallel);
+        if (borrow != 0 && end < top) {
+            borrow = sub_word_ip(A.T + (end - A.exp), static_cast<u64>(top - end), 1);
+        }
+        if (borrow != 0) throw UnsupportedNegativeException(function, "A negative value was encountered.");
+        A.L = bp_nonzero_length(A.T, words, parallel);
+        return;
+    }
+    u8 carry = bp_add(T, a, b, 0, begin, end, parallel);
+    if (carry != 0 && end < top) {
+        carry = add_word_ip(A.T + (end - A.exp), static_cast<u64>(top - end), 1);
+    }
+    A.L = words;
+    if (carry != 0) A.T[A.L++] = 1;
+}
+
+void extend_down(BigFloat& A, i64 floor, const char* function) {
+    const u64 n = static_cast<u64>(A.exp - floor);
+    const u64 words = A.L + n;
+    if (A.buffer_size < words) throw BufferTooSmallException(function, A.buffer_size, words);
+    std::memmove(A.buffer + n, A.T, A.L * sizeof(Word));
+    std::fill_n(A.buffer, n, 0);
+    A.T = A.buffer;
+    A.L = words;
+    A.exp = floor;
+}
+
+}  // namespace trel

@@ -1,0 +1,238 @@
+// The plan of one block of binary splitting in memory, for any family of series: made before anything runs.
+//
+// Memory is one stack, MultiplyContext::scratch. A range's results go to buffers of its parent; on the stack
+// stand the results of its left half, then those of its right half, then what the merge needs:
+//
+//   range [a, b):   | left half's results | right half's results | merge                       |
+//   while the right | left half's results | right half's results | its halves ... its own merge |
+//   half is summed:
+//
+// The plan walks the same splits as the run (block_run.h) and finds the deepest point.
+//
+// A merge may keep the transform of a factor that it uses twice, or do its products one by one: that takes a
+// little more time and much less memory. The run keeps transforms where the stack has room for them; the plan
+// makes room for them as long as that does not raise the peak of the whole computation.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "arith/multiply/product_needs.h"
+#include "constants/bsr/family.h"
+#include "constants/bsr/psr_plan.h"
+#include "constants/bsr/series_work.h"
+
+namespace kalvor::BinarySplitting {
+
+using trel::kAnyRoom;
+using trel::room_above;
+
+template <SeriesFamily F>
+class BSR_BlockB {
+  public:
+    using Series = typename F::Series;
+
+    // right_edge: nothing follows the block, so that its link is not needed. exact: the results are exact
+    // numbers; otherwise floating-point numbers at the block's working precision. room: bytes that cost
+    // nothing; when the tasks would take more, fewer levels are spread over them.
+    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact, u64 tds,
+               u64 room = kAnyRoom)
+        : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
+        capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
+        const double size = series.log_size(block.a, block.b);
+        const double nats_each = aggressive_limit(tds) * kLeafBlocks;
+        u64 depth = 0;
+        while (std::ldexp(size, -static_cast<int>(depth)) > nats_each) depth++;
+        choose(depth, room);
+        for (u64 i = 0; i < kMoreDepth && tds > 1 && needs_.bytes > room; i++) {
+            const BSR_BlockB before = *this;
+            choose(++depth, room);
+            if (needs_.bytes >= before.needs_.bytes) *this = before;
+        }
+    }
+
+    const Series& series() const { return *series_; }
+    const PsrBlock& block() const { return block_; }
+    bool exact() const { return exact_; }
+    u64 tds() const { return tds_; }
+    // Upper levels whose halves are summed one after the other, each with all tasks.
+    u64 depth() const { return depth_; }
+    // Of the results.
+    const Capacities<F>& capacities() const { return capacities_; }
+    const Needs& needs() const { return needs_; }
+    // What a run adds to the meter of its status.
+    double work() const { return exact_ ? range_work(block_.a, block_.b) : float_work(block_.a, block_.b); }
+
+    // ---- ranges of the block, as plan and run see them
+
+    bool edge(u64 b) const { return right_edge_ && b == block_.b; }
+    // Whether a range is worth spreading over tasks or upper levels.
+    static bool splits(u64 a, u64 b) { return b - a >= kMinSplitTerms; }
+    u64 split(u64 a, u64 b) const { return F::split(*series_, a, b); }
+    // Small tasks balance.
+    static u64 widened(u64 tds) { return tds >= 2 ? tds << kShift : tds; }
+    // Whether the right half has the other sign.
+    bool subtracts(u64 a, u64 m) const { return (m - a) % 2 != 0 && series_->alternating(); }
+
+    Capacities<F> capacities(u64 a, u64 b) const {
+        Capacities<F> words = F::capacities(*series_, a, b);
+        if (F::kLink < F::kNumbers && edge(b)) words[F::kLink] = 0;
+        return words;
+    }
+    Capacities<F> float_capacities(u64 a, u64 b) const {
+        Capacities<F> words = capacities(a, b);
+        if (fits(a, b)) return words;
+        for (std::size_t i = 0; i < F::kNumbers; i++) {
+            const u64 precision = i == F::kLink ? link_precision_at(b) : precision_at(a);
+            words[i] = std::min(words[i], F::float_words(precision));
+        }
+        return words;
+    }
+    u64 precision_at(u64 a) const {
+        return std::min(block_.working_precision(), series_->precision_words(a) + 2);
+    }
+    // The link meets only what follows it.
+    u64 link_precision_at(u64 b) const { return series_->precision_words(b) + 2; }
+    // Whether exact results are no longer than the precision of their place.
+    bool fits(u64 a, u64 b) const {
+        return b - a < series_->leaf_threshold() || series_->plan_words(a, b) <= precision_at(a);
+    }
+
+    // ---- work for the meter: that of a range is telescoped over its halves, so that any recursion adds the
+    // same
+
+    double range_work(u64 a, u64 b) const {
+        return BinarySplitting::range_work(words_of(series_->log_size(a, b)));
+    }
+    double merge_work(u64 a, u64 m, u64 b) const {
+        return range_work(a, b) - range_work(a, m) - range_work(m, b);
+    }
+    double float_work(u64 a, u64 b) const {
+        if (fits(a, b)) return range_work(a, b);
+        const u64 m = split(a, b);
+        return float_work(a, m) + float_work(m, b) + float_merge_work(precision_at(a));
+    }
+
+  private:
+    // Ranges below this are neither split over tasks nor over upper levels.
+    static constexpr u64 kMinSplitTerms = 1000;
+    // Upper levels end at ranges of this many smallest blocks.
+    static constexpr double kLeafBlocks = 16;
+    // The tasks of a leaf block, as a shift of the tasks given.
+    static constexpr u64 kShift = 1;
+    // Ranges planned by their number of terms alone.
+    static constexpr u64 kSmallTerms = 128;
+    // Levels below a task's range that the plan follows exactly, down to ranges of kPlanTerms.
+    static constexpr int kPlanLevels = 6;
+    static constexpr u64 kPlanTerms = 2048;
+    // Upper levels tried in vain before the plan takes the memory it needs.
+    static constexpr u64 kMoreDepth = 8;
+
+    void choose(u64 depth, u64 room) {
+        depth_ = depth;
+        needs_ = exact_ ? needs_B(block_.a, block_.b, depth, room)
+                        : needs_float(block_.a, block_.b, tds_, depth, room);
+    }
+
+    Needs merge_needs(u64 a, u64 m, u64 b, u64 room) const {
+        return F::merge_needs(
+            {capacities(a, m), F::capacities(*series_, m, b), F::capacities(*series_, a, b), room});
+    }
+    // Both halves one after the other. They are of one size but for a few words, so what the left one needs
+    // stands below what the right one needs above the left one's results: a plan follows the right one alone,
+    // one path for any number of terms.
+    template <class Right>
+    Needs halves(u64 a, u64 m, u64 b, u64 room, Right&& right) const {
+        const u64 words = total_words(capacities(a, m)) + total_words(capacities(m, b));
+        const u64 rest = room_above(room, words);
+        return right(rest).maximum(merge_needs(a, m, b, rest)).above(words);
+    }
+
+    // ---- the word level: one task
+
+    // Each level carves the results of both its halves, which take the words of their terms and padding.
+    u64 small_words() const {
+        return 3 * F::term_words(*series_) * kSmallTerms + 1024 +
+               trel::round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
+    }
+    Needs needs_sequential(u64 a, u64 b, int levels, u64 room) const {
+        const Capacities<F> words = F::capacities(*series_, a, b);
+        if (b - a <= kSmallTerms) return F::merge_needs({words, words, words, kAnyRoom}).above(small_words());
+        const u64 m = split(a, b);
+        if (levels > 0 && b - a > kPlanTerms) {
+            return halves(a, m, b, room, [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest); });
+        }
+        // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
+        // not where the stack is deepest: it stands on the results of its own halves alone.
+        const u64 top = total_words(capacities(a, m)) + total_words(capacities(m, b));
+        Needs needs = merge_needs(a, m, b, room_above(room, top)).above(top);
+        const u64 chain = trel::round_up_8(total_words(words) * 9 / 4) + 8192;
+        for (const auto& [from, to] : {std::pair(a, m), std::pair(m, b)}) {
+            if (to - from < 2) continue;
+            const u64 rest = room_above(room, chain);
+            needs.take_maximum(merge_needs(from, split(from, to), to, rest).above(chain));
+        }
+        needs.take_maximum(
+            trel::kept_product_needs(trel::basecase_words(), kAnyRoom).above(chain + small_words()));
+        return needs;
+    }
+
+    // ---- exact: halves at once, each with half of what remains; above them, one after the other
+
+    Needs needs_T(u64 a, u64 b, u64 tds, u64 room) const {
+        if (tds < 2 || !splits(a, b)) return needs_sequential(a, b, kPlanLevels, room);
+        const u64 m = split(a, b);
+        const u64 words = total_words(capacities(a, m)) + total_words(capacities(m, b));
+        const u64 rest = room_above(room, words);
+        const u64 each = rest == kAnyRoom ? rest : rest / 2;
+        return needs_T(a, m, tds / 2, each)
+            .maximum(needs_T(m, b, tds - tds / 2, each))
+            .twice()
+            .maximum(merge_needs(a, m, b, rest))
+            .above(words);
+    }
+    Needs needs_B(u64 a, u64 b, u64 depth, u64 room) const {
+        if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_), room);
+        const u64 m = split(a, b);
+        return halves(a, m, b, room, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
+    }
+
+    // ---- floating point
+
+    Needs needs_float(u64 a, u64 b, u64 tds, u64 depth, u64 room) const {
+        if (fits(a, b)) return needs_T(a, b, widened(tds), room);
+        const bool serial = tds < 2 || depth > 0 || !splits(a, b);
+        const u64 m = split(a, b);
+        const u64 next = depth > 0 ? depth - 1 : 0;
+        const Capacities<F> left = float_capacities(a, m), right = float_capacities(m, b);
+        const u64 left_words = total_words(left), right_words = total_words(right);
+        const u64 above_left = room_above(room, left_words);
+        const u64 above_both = room_above(above_left, right_words);
+        const Needs merge =
+            F::float_needs({left, right, float_capacities(a, b), above_both}, precision_at(a));
+        if (serial) {
+            return needs_float(m, b, tds, next, above_both)
+                .maximum(merge)
+                .above(right_words)
+                .maximum(needs_float(a, m, tds, next, above_left))
+                .above(left_words);
+        }
+        const u64 each = above_both == kAnyRoom ? above_both : above_both / 2;
+        return needs_float(a, m, tds / 2, next, each)
+            .maximum(needs_float(m, b, tds - tds / 2, next, each))
+            .twice()
+            .maximum(merge)
+            .above(left_words + right_words);
+    }
+
+    const Series* series_;
+    PsrBlock block_;
+    bool right_edge_;
+    bool exact_;
+    u64 tds_;
+    u64 depth_ = 0;
+    Capacities<F> capacities_;
+    Needs needs_;
+};
+
+}  // namespace kalvor::BinarySplitting

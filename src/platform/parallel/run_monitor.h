@@ -1,0 +1,36 @@
+// What a run and its work, on whatever threads, tell each other: that it shall stop, and what the user shall
+// hear.
+#pragma once
+
+#include <atomic>
+#include <exception>
+
+#include "base/status/warnings.h"
+
+namespace trel {
+
+// Any thread may request; the work polls
+// (ParallelContext::poll()) between products, levels, blocks and pieces of output, never in a hot loop.
+class StopFlag {
+  public:
+    void request() noexcept { requested_.store(true, std::memory_order_relaxed); }
+    bool requested() const noexcept { return requested_.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<bool> requested_{false};
+};
+
+// Leaves the work of a run that was asked to stop. It is not an error and has no report: whoever owns the
+// flag catches it. It may be thrown inside tasks: parallel_for() and fork_join() end it at the edge of a task
+// and throw it again in the thread that dispatched.
+class RunStopped : public std::exception {
+  public:
+    const char* what() const noexcept override { return "The run was asked to stop."; }
+};
+// One a run, handed down in the ParallelContext.
+struct RunMonitor {
+    StopFlag stop;
+    Warnings warnings;
+};
+
+}  // namespace trel

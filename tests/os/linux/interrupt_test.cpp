@@ -1,0 +1,153 @@
+// Each case is a piece of this program, run as a process of its own, that sends itself the signals.
+#include "os/interrupt.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "support/child.h"
+#include "support/run_program.h"
+
+using namespace trel;
+
+namespace {
+
+// Long enough that no test meets it unless it is meant to.
+constexpr u32 kNever = 600000;
+
+void say(const char* text) {
+    std::printf("%s\n", text);
+    std::fflush(stdout);
+}
+
+void wait_until(const std::atomic<bool>& what) {
+    while (!what) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void stop_cooperatively(int signal) {
+    std::atomic<bool> stopped{false};
+    {
+        os::InterruptWatch watch(
+            [&] {
+                say("first");
+                stopped = true;
+            },
+            [] { say("overdue"); }, kNever);
+        kill(getpid(), signal);
+        wait_until(stopped);
+    }
+    say("stopped");
+    os::end_as_interrupted();
+}
+
+const kalvor_test::Child keyboard("keyboard", [] { stop_cooperatively(SIGINT); });
+const kalvor_test::Child terminate("terminate", [] { stop_cooperatively(SIGTERM); });
+const kalvor_test::Child hang_up("hang up", [] { stop_cooperatively(SIGHUP); });
+
+const kalvor_test::Child overdue("overdue", [] {
+    os::InterruptWatch watch([] { say("first"); },
+                             [] {
+                                 say("overdue");
+                                 os::end_as_interrupted();
+                             },
+                             1);
+    kill(getpid(), SIGTERM);
+    std::this_thread::sleep_for(std::chrono::minutes(10));
+});
+
+// The watch's thread is busy for ever: the second signal does not wait for it.
+const kalvor_test::Child twice("twice", [] {
+    std::atomic<bool> called{false};
+    os::InterruptWatch watch(
+        [&] {
+            say("first");
+            called = true;
+            std::this_thread::sleep_for(std::chrono::minutes(10));
+        },
+        [] {}, kNever);
+    kill(getpid(), SIGINT);
+    wait_until(called);
+    kill(getpid(), SIGTERM);
+    std::this_thread::sleep_for(std::chrono::minutes(10));
+});
+
+const kalvor_test::Child ignored("ignored", [] {
+    signal(SIGHUP, SIG_IGN);
+    signal(SIGINT, SIG_IGN);
+    {
+        os::InterruptWatch watch([] { say("first"); }, [] { say("overdue"); }, 1);
+        kill(getpid(), SIGHUP);
+        kill(getpid(), SIGINT);
+    }
+    kill(getpid(), SIGHUP);
+    say("alive");
+});
+
+const kalvor_test::Child given_back("given back", [] {
+    {
+        os::InterruptWatch watch([] { say("first"); }, [] { say("overdue"); }, kNever);
+    }
+    kill(getpid(), SIGINT);
+    say("alive");
+});
+
+const kalvor_test::Child again("again", [] {
+    for (int i = 0; i < 2; i++) {
+        std::atomic<bool> called{false};
+        os::InterruptWatch watch([&] { called = true; }, [] { say("overdue"); }, kNever);
+        kill(getpid(), SIGINT);
+        wait_until(called);
+        say("first");
+    }
+});
+
+kalvor_test::ProgramRun run(const char* piece) {
+    return kalvor_test::run_this_test({"--child", piece});
+}
+
+}  // namespace
+
+TEST(InterruptWatchTest, AFirstSignalIsHandedOverAndTheProcessEndsByIt) {
+    const std::pair<const char*, int> cases[] = {
+        {"keyboard", SIGINT}, {"terminate", SIGTERM}, {"hang up", SIGHUP}};
+    for (const auto& [piece, signal] : cases) {
+        const kalvor_test::ProgramRun result = run(piece);
+        EXPECT_EQ(result.out, "first\nstopped\n") << piece;
+        EXPECT_EQ(result.exit_code, 128 + signal) << piece;
+    }
+}
+
+TEST(InterruptWatchTest, WorkThatDoesNotStopInTimeIsOverdue) {
+    const kalvor_test::ProgramRun result = run("overdue");
+    EXPECT_EQ(result.out, "first\noverdue\n");
+    EXPECT_EQ(result.exit_code, 128 + SIGTERM);
+}
+
+TEST(InterruptWatchTest, ASecondSignalEndsTheProcessAtOnce) {
+    const kalvor_test::ProgramRun result = run("twice");
+    EXPECT_EQ(result.out, "first\n");
+    EXPECT_EQ(result.exit_code, 128 + SIGTERM);
+}
+
+TEST(InterruptWatchTest, WhatWasIgnoredAtTheStartStaysIgnored) {
+    const kalvor_test::ProgramRun result = run("ignored");
+    EXPECT_EQ(result.out, "alive\n");
+    EXPECT_EQ(result.exit_code, 0);
+}
+
+TEST(InterruptWatchTest, AfterwardsSignalsEndTheProcessAsBefore) {
+    const kalvor_test::ProgramRun result = run("given back");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.exit_code, 128 + SIGINT);
+}
+
+TEST(InterruptWatchTest, TheNextWatchBeginsAnew) {
+    const kalvor_test::ProgramRun result = run("again");
+    EXPECT_EQ(result.out, "first\nfirst\n");
+    EXPECT_EQ(result.exit_code, 0);
+}

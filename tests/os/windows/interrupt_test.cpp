@@ -1,0 +1,91 @@
+// Pieces of this program on a console window of their own, which interrupt themselves.
+#include "os/interrupt.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdio>
+
+#include "support/child.h"
+#include "support/windows/console_window.h"
+
+using namespace trel;
+
+namespace {
+
+// Long enough that no test meets it unless it is meant to.
+constexpr u32 kNever = 600000;
+constexpr int kInterrupted = static_cast<int>(0xC000013A);
+
+void say(const char* text) {
+    std::printf("%s\n", text);
+    std::fflush(stdout);
+}
+
+void wait_until(const std::atomic<bool>& what) {
+    while (!what) Sleep(1);
+}
+
+// Ctrl-C only: Wine delivers Ctrl-Break to nobody.
+const kalvor_test::Child control_c("control c", [] {
+    std::atomic<bool> stopped{false};
+    {
+        os::InterruptWatch watch(
+            [&] {
+                say("first");
+                stopped = true;
+            },
+            [] { say("overdue"); }, kNever);
+        GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+        wait_until(stopped);
+    }
+    say("stopped");
+    os::end_as_interrupted();
+});
+
+const kalvor_test::Child overdue("overdue", [] {
+    os::InterruptWatch watch([] { say("first"); },
+                             [] {
+                                 say("overdue");
+                                 os::end_as_interrupted();
+                             },
+                             1);
+    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+    Sleep(kNever);
+});
+
+const kalvor_test::Child twice("twice", [] {
+    std::atomic<bool> called{false};
+    os::InterruptWatch watch(
+        [&] {
+            say("first");
+            called = true;
+            Sleep(kNever);
+        },
+        [] {}, kNever);
+    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+    wait_until(called);
+    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+    Sleep(kNever);
+});
+
+}  // namespace
+
+TEST(InterruptWatchTest, AFirstInterruptIsHandedOverAndTheProcessEndsByIt) {
+    const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("control c");
+    EXPECT_EQ(run.screen, "first\nstopped");
+    EXPECT_EQ(run.exit_code, kInterrupted);
+}
+
+TEST(InterruptWatchTest, WorkThatDoesNotStopInTimeIsOverdue) {
+    const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("overdue");
+    EXPECT_EQ(run.screen, "first\noverdue");
+    EXPECT_EQ(run.exit_code, kInterrupted);
+}
+
+TEST(InterruptWatchTest, ASecondInterruptEndsTheProcessAtOnce) {
+    const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("twice");
+    EXPECT_EQ(run.screen, "first");
+    EXPECT_EQ(run.exit_code, kInterrupted);
+}

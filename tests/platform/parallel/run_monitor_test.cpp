@@ -1,0 +1,94 @@
+#include "platform/parallel/run_monitor.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "platform/parallel/basic_parallelizer.h"
+#include "support/framework_cases.h"
+
+using namespace trel;
+using namespace trel_test;
+
+namespace {
+
+class RunMonitorTest : public testing::TestWithParam<FrameworkCase> {};
+
+// Leaves of a tree of dispatches; the one whose turn comes at `stop_at` asks to stop.
+struct Tree {
+    ParallelContext context;
+    RunMonitor& run_monitor;
+    const int stop_at;
+    std::atomic<int> leaves{0};
+
+    void run(int depth) {
+        context.poll();
+        if (depth == 0) {
+            if (leaves++ == stop_at) run_monitor.stop.request();
+            return;
+        }
+        if (depth % 2 == 0) {
+            parallel_for(context, 4, [&](u64) { run(depth - 1); });
+        } else {
+            fork_join(
+                context, [&] { run(depth - 1); }, [&] { run(depth - 1); });
+        }
+    }
+};
+
+}  // namespace
+
+TEST_P(RunMonitorTest, NestedTasksEndAndTheCallerLearnsOfIt) {
+    const FrameworkUnderTest framework = GetParam().make();
+    const int depth = GetParam().thread_per_task() ? 4 : 6;
+    const int all = GetParam().thread_per_task() ? 64 : 512;
+    RunMonitor monitor;
+    Tree tree{{framework.get(), 4, &monitor}, monitor, 7};
+    EXPECT_THROW(tree.run(depth), RunStopped);
+    EXPECT_GE(tree.leaves, 8);
+    EXPECT_LT(tree.leaves, all);
+
+    // The framework goes on to serve other runs.
+    RunMonitor never;
+    Tree next{{framework.get(), 4, &never}, never, -1};
+    next.run(depth);
+    EXPECT_EQ(next.leaves, all);
+}
+
+// Also when the last task is the one that asks.
+TEST_P(RunMonitorTest, ARequestDuringTheLastTaskIsSeenByTheDispatch) {
+    const FrameworkUnderTest framework = GetParam().make();
+    RunMonitor monitor;
+    const ParallelContext context{framework.get(), 4, &monitor};
+    EXPECT_THROW(parallel_for(context, 4, [&](u64) { monitor.stop.request(); }), RunStopped);
+    RunMonitor other;
+    EXPECT_THROW(fork_join(
+                     {framework.get(), 2, &other}, [] {}, [&] { other.stop.request(); }),
+                 RunStopped);
+}
+
+INSTANTIATE_TEST_SUITE_P(Frameworks, RunMonitorTest, testing::ValuesIn(framework_cases()),
+                         [](const auto& info) { return info.param.label(); });
+
+TEST(ParallelContextTest, FewerTasksKeepTheFlag) {
+    RunMonitor monitor;
+    const ParallelContext context = ParallelContext{serial_context().framework, 8, &monitor}.with_tds(0);
+    EXPECT_EQ(context.tds, 1u);
+    context.poll();
+    monitor.stop.request();
+    EXPECT_THROW(context.poll(), RunStopped);
+    EXPECT_NO_THROW(serial_context().poll());
+}
+
+TEST(ParallelContextTest, OneTaskStopsBetweenItsItems) {
+    RunMonitor monitor;
+    const ParallelContext context{serial_context().framework, 1, &monitor};
+    int runs = 0;
+    EXPECT_THROW(parallel_for(context, 100,
+                              [&](u64) {
+                                  context.poll();
+                                  if (++runs == 10) monitor.stop.request();
+                              }),
+                 RunStopped);
+    EXPECT_EQ(runs, 10);
+}
