@@ -110,9 +110,7 @@ TREL_INLINE void columns(const Entry& e, u64& j, u64 count, u64 ahead) {
             TREL_UNROLL for (u32 r = 0; r < USED; r++) {
                 TREL_UNROLL for (u32 i = 0; i < P; i++) in[r].v[i] = x[r][g + i];
             }
-            const auto put = [&](u32 s, const Vectors<P>& v) __attribute__((always_inline)) {
-                out[s] = v;
-            };
+            const auto put = [&](u32 s, const Vectors<P>& v) { out[s] = v; };
             if constexpr (B == 1) put(0, in[0]);
             if constexpr (B == 3) split3(in, *e.prime, m, put);
             if constexpr (B == 5) split5(in, *e.prime, m, put);

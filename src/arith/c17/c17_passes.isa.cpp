@@ -204,9 +204,7 @@ TREL_INLINE void radix_b(const C17Prime& prime, const double* in, u64 is, double
         if (ahead != nullptr) prefetch_rows(ahead + j, INVERSE ? is : os, B);
         F64x8 x[B];
         TREL_UNROLL for (u32 i = 0; i < B; i++) x[i] = load(in + j + i * is);
-        const auto put = [&](u32 s, F64x8 r) __attribute__((always_inline)) {
-            store(out + j + (INVERSE ? (B - s) % B : s) * os, r);
-        };
+        const auto put = [&](u32 s, F64x8 r) { store(out + j + (INVERSE ? (B - s) % B : s) * os, r); };
         if constexpr (B == 3) split3(x, constants, m, put);
         if constexpr (B == 5) split5(x, constants, m, put);
         if constexpr (B == 7) split7(x, constants, m, put);

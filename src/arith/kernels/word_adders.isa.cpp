@@ -6,6 +6,7 @@
 #include "arith/kernels/word_adders.h"
 
 #include "arith/kernels/word_loops.h"
+#include "base/simd/kernel.h"
 
 #if defined(TREL_ISA_avx512)
 #include <immintrin.h>
@@ -17,7 +18,7 @@ namespace {
 #if defined(TREL_ISA_avx512)
 
 // The masks of two vectors as sixteen bits.
-inline __attribute__((always_inline)) u32 bits(__mmask8 low, __mmask8 high) {
+TREL_INLINE u32 bits(__mmask8 low, __mmask8 high) {
     return _cvtmask16_u32(_mm512_kunpackb(high, low));
 }
 
