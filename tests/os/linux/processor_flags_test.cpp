@@ -76,7 +76,9 @@ TEST(DetectFeatures, AgreesWithTheKernel) {
                                               {"avx512_vnni", f.avx512_vnni},
                                               {"avx512_bitalg", f.avx512_bitalg},
                                               {"avx512_bf16", f.avx512_bf16}};
-    for (const auto& [flag, present] : same) EXPECT_EQ(present, flags.count(flag) == 1) << flag;
+    // A kernel hides features that a processor has but does not do right (rdseed of some), never the other
+    // way round.
+    for (const auto& [flag, present] : same) EXPECT_TRUE(present || flags.count(flag) == 0) << flag;
     if (check_features(f) && is_built(Isa::avx512)) {
         EXPECT_EQ(available_isas().back(), Isa::avx512);
     }

@@ -272,7 +272,7 @@ TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     disk_.fail(Call::rename, 1, exists);
     EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
               "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\n" +
-                  error_text(exists.category) + "|17");
+                  error_text(exists) + "|17");
     disk_.fail(Call::rename, 2, FaultyFile::access_denied());
     EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
               "RawFile::rename()|Unable to rename file.\n\nAccess Denied|13");
@@ -318,7 +318,7 @@ TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
                    {100 + category, static_cast<os::ErrorCategory>(category)}, 2);
         EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("a"), folder_.file("b")); }),
                   "FileIO::persistent_rename()|Unable to rename file.\n\n" +
-                      error_text(static_cast<os::ErrorCategory>(category)) + "|" +
+                      error_text({100 + category, static_cast<os::ErrorCategory>(category)}) + "|" +
                       std::to_string(100 + category));
         EXPECT_EQ(folder_.read("a"), "new");
         EXPECT_EQ(folder_.read("b"), "old") << "a good copy was deleted";

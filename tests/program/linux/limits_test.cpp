@@ -20,11 +20,16 @@ TEST(LimitsTest, MoreMemoryThanTheMachineGivesIsRefusedBeforeAnythingIsComputed)
     RunOptions options;
     options.folder = folder.path();
     options.memory_limit = 400 << 20;
-    const ProgramRun run = run_kalvor({"pause:-2", "custom", "pi", "-dec:200m", "-mode:ram"}, options);
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_TRUE(run.has("Failed Allocation:")) << run.out;
-    EXPECT_FALSE(run.has("Series CommonP2B3...")) << run.out;
-    EXPECT_TRUE(folder.files().empty());
+    for (const bool force : {false, true}) {
+        const ProgramRun run =
+            run_kalvor({"pause:-2", "custom", "pi", "-dec:200m", force ? "-force:1" : "-force:0"}, options);
+        EXPECT_EQ(run.exit_code, 1);
+        // The limit counts as the machine's memory; whoever does not believe it is told by the system.
+        EXPECT_TRUE(run.has(force ? "Failed Allocation:" : "The computation needs")) << run.out << run.err;
+        EXPECT_TRUE(force || run.has(" are free: at most ")) << run.out << run.err;
+        EXPECT_FALSE(run.has("Series CommonP2B3...")) << run.out;
+        EXPECT_TRUE(folder.files().empty());
+    }
 }
 
 // A folder in which nobody can make files, not even a privileged user.
