@@ -20,7 +20,7 @@ namespace os = trel::os;
 
 namespace {
 
-constexpr const char* kFunction = "OutputFiles()";
+constexpr const char* kReplaceFunction = "OutputFiles()";
 constexpr const char* kWayOut = " Add -overwrite:1 to replace it, or choose another folder with -o.";
 
 // The digits of a file that can be read; nothing when it is not a digit file.
@@ -38,19 +38,20 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
     const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return Replacement::nothing_there;
     if (old.error.category == os::ErrorCategory::sharing) {
-        throw FileException(kFunction,
+        throw FileException(kReplaceFunction,
                             "Another program is writing this file. Wait until it has ended, or choose "
                             "another folder with -o.",
                             path, old.error.code);
     }
     if (old.error && os::is_folder(path.c_str())) {
-        throw FileException(kFunction,
+        throw FileException(kReplaceFunction,
                             "A folder has the name of the digit file. Choose another folder with -o.", path,
                             old.error.code);
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
-        throw trel::FileIO::file_error(kFunction, "The digit file cannot be replaced.", path, old.error);
+        throw trel::FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path,
+                                       old.error);
     }
     bool empty = false;
     if (!old.error) {
@@ -62,16 +63,16 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
     const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(path, radix);
     if (!overwrite) {
         if (read_only) {
-            throw FileException(kFunction,
+            throw FileException(kReplaceFunction,
                                 std::string("The digit file that is there is read-only.") + kWayOut, path);
         }
         if (!there) {
             throw FileException(
-                kFunction, std::string("The file that is there holds something else than digits.") + kWayOut,
-                path);
+                kReplaceFunction,
+                std::string("The file that is there holds something else than digits.") + kWayOut, path);
         }
         if (*there > digits) {
-            throw FileException(kFunction,
+            throw FileException(kReplaceFunction,
                                 "The digit file that is there is longer: it has " +
                                     Console::format_commas(*there) + " digits, this run makes " +
                                     Console::format_commas(digits) + "." + kWayOut,

@@ -14,7 +14,7 @@
 namespace trel::os {
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGHUP};
 
 // What a signal handler may look at: there is one set of signals a process.
 std::atomic<int> last_signal{0};
@@ -51,8 +51,8 @@ struct InterruptWatch::State {
     std::function<void()> first, overdue;
     int grace;
     int ends[2] = {-1, -1};
-    bool taken[std::size(kSignals)] = {};
-    struct sigaction before[std::size(kSignals)] = {};
+    bool taken[std::size(kInterrupts)] = {};
+    struct sigaction before[std::size(kInterrupts)] = {};
     std::thread thread;
 
     // False when the time is over, or at once when the watch ends (the pipe's other end is closed).
@@ -99,21 +99,21 @@ InterruptWatch::InterruptWatch(std::function<void()> first, std::function<void()
     interrupted = false;
     last_signal = 0;
     wake_up = state.ends[1];
-    for (std::size_t i = 0; i < std::size(kSignals); i++) {
-        sigaction(kSignals[i], nullptr, &state.before[i]);
+    for (std::size_t i = 0; i < std::size(kInterrupts); i++) {
+        sigaction(kInterrupts[i], nullptr, &state.before[i]);
         if (state.before[i].sa_handler == SIG_IGN) continue;
         struct sigaction action {};
         action.sa_handler = on_signal;
         action.sa_flags = SA_RESTART;
         sigfillset(&action.sa_mask);
-        state.taken[i] = sigaction(kSignals[i], &action, nullptr) == 0;
+        state.taken[i] = sigaction(kInterrupts[i], &action, nullptr) == 0;
     }
 }
 
 InterruptWatch::~InterruptWatch() {
     State& state = *state_;
-    for (std::size_t i = 0; i < std::size(kSignals); i++) {
-        if (state.taken[i]) sigaction(kSignals[i], &state.before[i], nullptr);
+    for (std::size_t i = 0; i < std::size(kInterrupts); i++) {
+        if (state.taken[i]) sigaction(kInterrupts[i], &state.before[i], nullptr);
     }
     wake_up = -1;
     if (state.thread.joinable()) {

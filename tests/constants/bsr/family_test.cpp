@@ -11,7 +11,6 @@
 #include "support/threads.h"
 
 using namespace kalvor::BinarySplitting;
-using harmonic::Family;
 using trel::BigFloat;
 using trel::ExactFloat;
 using trel::i64;
@@ -47,8 +46,8 @@ mpz_class value(const Number& A) {
 }
 
 // A block in buffers of exactly the planned sizes.
-struct PlannedBlock {
-    PlannedBlock(const harmonic::Series& series, u64 a, u64 b, bool exact, u64 tds, bool edge)
+struct FourNumberBlock {
+    FourNumberBlock(const harmonic::Series& series, u64 a, u64 b, bool exact, u64 tds, bool edge)
         : plan(series, {a, b, series.precision_words(a), series.precision_words(b)}, edge, exact, tds),
           results(total_words(plan.capacities()) * sizeof(Word)),
           scratch(plan.needs().bytes),
@@ -56,23 +55,23 @@ struct PlannedBlock {
         trel::AlignedBufferC memory = results.view();
         if (exact) {
             exacts = carve_range<ExactFloat>(memory, plan.capacities());
-            BlockRun<Family>(plan).run(context, trel::null_status(), exacts);
+            BlockRun<harmonic::Family>(plan).run(context, trel::null_status(), exacts);
         } else {
             floats = carve_range<BigFloat>(memory, plan.capacities());
-            BlockRun<Family>(plan).run(context, trel::null_status(), floats);
+            BlockRun<harmonic::Family>(plan).run(context, trel::null_status(), floats);
         }
         EXPECT_TRUE(results.guards_intact() && scratch.guards_intact());
     }
-    BSR_BlockB<Family> plan;
+    BSR_BlockB<harmonic::Family> plan;
     Scratch results, scratch;
     MultiplyContext context;
-    ExactRange<Family> exacts;
-    FloatRange<Family> floats;
+    ExactRange<harmonic::Family> exacts;
+    FloatRange<harmonic::Family> floats;
 };
 
 // The sums R / Q^2 and T / Q^3 are right to so many words. Q alone is not: both halves of a range are scaled
 // by the same truncated number.
-void expect_sums(const FloatRange<Family>& got, const Numbers& want, u64 words) {
+void expect_sums(const FloatRange<harmonic::Family>& got, const Numbers& want, u64 words) {
     const auto check = [&](const BigFloat& sum, const mpz_class& want_sum, unsigned power) {
         mpz_class Q = 1, want_Q = 1;
         for (unsigned i = 0; i < power; i++) {
@@ -106,7 +105,7 @@ TEST(FourNumbersTest, ExactBlocksStayInsideTheirPlan) {
         for (const u64 tds : {1, 2, 7}) {
             for (const bool edge : {false, true}) {
                 SCOPED_TRACE(testing::Message() << a << ".." << b << " tds=" << tds << " edge=" << edge);
-                const PlannedBlock run(series, a, b, true, tds, edge);
+                const FourNumberBlock run(series, a, b, true, tds, edge);
                 EXPECT_EQ(value(run.exacts[harmonic::kQ]), want.Q);
                 EXPECT_EQ(value(run.exacts[harmonic::kR]), want.R);
                 EXPECT_EQ(value(run.exacts[harmonic::kT]), want.T);
@@ -131,7 +130,7 @@ TEST(FourNumbersTest, FloatingPointBlocksStayInsideTheirPlan) {
         const Numbers want = by_definition(0, terms);
         for (const u64 tds : {1, 2, 7}) {
             SCOPED_TRACE(testing::Message() << precision << " words, " << terms << " terms, tds=" << tds);
-            const PlannedBlock run(series, 0, terms, false, tds, true);
+            const FourNumberBlock run(series, 0, terms, false, tds, true);
             expect_sums(run.floats, want, precision);
         }
     }
@@ -147,11 +146,11 @@ TEST(FourNumbersTest, AWholeSeriesInBlocks) {
     const Numbers want = by_definition(0, terms);
     for (const u64 limit : {precision, precision / 2, precision / 5}) {
         for (const u64 tds : {1, 2}) {
-            const PSR_SeriesB<Family> sum(series, limit, tds);
+            const PSR_SeriesB<harmonic::Family> sum(series, limit, tds);
             SCOPED_TRACE(testing::Message() << sum.blocks() << " blocks, tds=" << tds);
             EXPECT_EQ(sum.lent_words(), 0u);  // the first number is not needed
             Scratch memory(sum.working_bytes());
-            const FloatRange<Family> got =
+            const FloatRange<harmonic::Family> got =
                 sum.run({{thread_framework(), tds}, memory.view(), nullptr}, trel::null_status(), nullptr);
             EXPECT_TRUE(memory.guards_intact());
             expect_sums(got, want, precision);
@@ -163,10 +162,10 @@ TEST(FourNumbersTest, AWholeSeriesInBlocks) {
 TEST(FourNumbersTest, SplitsAreTheFamilys) {
     const harmonic::Series series(100, 50);
     EXPECT_EQ(series.split(0, 6), 3u);
-    EXPECT_EQ(Family::split(series, 0, 6), 2u);
+    EXPECT_EQ(harmonic::Family::split(series, 0, 6), 2u);
     for (u64 a = 0; a < 40; a++) {
         for (u64 b = a + 2; b < 60; b++) {
-            const u64 m = Family::split(series, a, b);
+            const u64 m = harmonic::Family::split(series, a, b);
             ASSERT_LT(a, m);
             ASSERT_LT(m, b);
             if (b - a > 2) {
