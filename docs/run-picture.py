@@ -76,7 +76,7 @@ def drawn(line):
 def main():
     os.chdir(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
     subprocess.run(["./kalvor", "about"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory(prefix="kalvor-") as folder:
         program = os.path.abspath("kalvor")
         os.chdir(folder)
         lines = screen(run(f"'{program}' custom pi -dec:10m"))

@@ -122,8 +122,8 @@ TEST(ErrorsTest, TheNextWordIsTheFolderWhateverItIs) {
     TemporaryFolder folder;
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "-hex"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_TRUE(run.has(
-        "Warning: -o takes the next word whatever it is: the digits go into the folder \"-hex\".\n"))
+    EXPECT_TRUE(
+        run.has("Warning: -o takes the next word whatever it is: the digits go into the folder \"-hex\".\n"))
         << run.out;
     EXPECT_TRUE(std::filesystem::exists(folder / "-hex/Pi - Dec - Chudnovsky.txt"));
     EXPECT_EQ(run.value("Hexadecimal Digits:"), "Disabled");
@@ -159,8 +159,24 @@ TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:1000000000000000"});
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_TRUE(run.has("Insufficient Address Space")) << run.out;
+    EXPECT_NE(run.err.find("The run needs 4.8"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(" digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n"),
+              std::string::npos)
+        << run.err;
     EXPECT_FALSE(run.has("Working Memory:")) << run.out;
     EXPECT_TRUE(folder.files().empty());
+}
+
+// Also without -o, where the digits went is said with the folder's name.
+TEST(ErrorsTest, TheResultHasTheWholePath) {
+    TemporaryFolder folder;
+    const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100"});
+    const std::string label = "Written:    ", end = "Pi - Dec - Chudnovsky.txt  (102 bytes)\n";
+    const size_t at = run.out.find(label);
+    ASSERT_NE(at, std::string::npos) << run.out;
+    const std::string line = run.out.substr(at + label.size(), run.out.find('\n', at) + 1 - at - label.size());
+    EXPECT_TRUE(line.ends_with(end)) << line;
+    EXPECT_TRUE(std::filesystem::path(line).is_absolute()) << line;
 }
 
 TEST(ErrorsTest, UnwritablePath) {
@@ -170,11 +186,10 @@ TEST(ErrorsTest, UnwritablePath) {
     { std::ofstream(blocker) << "x"; }
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "file/out"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_NE(
-        run.err.find(
-            "file\" is a file where a folder should be. Choose a folder that you may write to, with -o "
-            "<folder>.\n"),
-        std::string::npos)
+    EXPECT_NE(run.err.find(
+                  "file\" is a file where a folder should be. Choose a folder that you may write to, with -o "
+                  "<folder>.\n"),
+              std::string::npos)
         << run.err;
     EXPECT_TRUE(run.has("Path is not writable.")) << run.out;
     EXPECT_TRUE(run.has("file/out")) << run.out;

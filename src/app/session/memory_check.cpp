@@ -1,5 +1,8 @@
 #include "app/session/memory_check.h"
 
+#include <algorithm>
+
+#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 
@@ -9,6 +12,8 @@ using trel::u64;
 namespace Console = trel::Console;
 
 namespace {
+
+constexpr const char* kSeeHelp = "See \"kalvor help custom\".";
 
 bool exceeds(u64 needed, u64 there) {
     return there != 0 && needed > there;
@@ -33,17 +38,26 @@ std::string memory_figures(u64 needed, u64 free, u64 digits) {
 
 void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& demand, trel::Status& status) {
     const u64 needed = demand.bytes;
-    if (exceeds(needed, machine.address_space)) status.FatalError("Insufficient Address Space");
+    if (exceeds(needed, machine.address_space)) {
+        u64 there = machine.address_space;
+        if (machine.available_physical != 0) there = std::min(there, machine.available_physical);
+        Console::print_problem("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
+                               ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
+        status.FatalError("Insufficient Address Space");
+    }
     const bool beyond_physical = exceeds(needed, machine.total_physical);
     if (!beyond_physical && !exceeds(needed, machine.available_physical)) return;
 
     const std::string what = beyond_physical ? "There is insufficient physical memory."
                                              : "There is insufficient available physical memory.";
     const u64 free = machine.available_physical != 0 ? machine.available_physical : machine.total_physical;
-    const std::string figures =
-        "The computation " + memory_figures(needed, free, demand.digits_that_fit(free)) + ".";
+    const u64 fit = demand.digits_that_fit(free);
+    const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
+        Console::print_problem("The run does not fit into this machine's memory: it " +
+                               memory_figures(needed, free, fit) + ". Choose fewer digits with -dec:<n>.\n" +
+                               kSeeHelp);
         throw trel::InvalidParametersException(
             "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
     }

@@ -13,6 +13,7 @@
 #include "base/status/linear_console_node.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
+#include "os/path_kind.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/allocate_heap.h"
@@ -176,7 +177,9 @@ void NormalFloatSessionB::finish_record() {
     record_.checks.series_checked = plan_.constant->series_blocks_checked();
     record_.checks.conversion = settings_.output_verify;
     record_.checks.files = settings_.output_verify && settings_.output_enable;
-    for (const auto& file : output_->written()) record_.files.push_back({file.path, file.bytes});
+    for (const auto& file : output_->written()) {
+        record_.files.push_back({trel::os::absolute_path(file.path), file.bytes});
+    }
 }
 
 const RunRecord& NormalFloatSessionB::run() {

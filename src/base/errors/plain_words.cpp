@@ -21,6 +21,9 @@ std::string named(const std::string& path) {
     return '"' + shown(os::absolute_path(path), kLongestPath) + '"';
 }
 
+// Behind a failure that other options or another path avoid.
+constexpr const char* kSeeHelp = "\nSee \"kalvor help\".";
+
 // What the system says of the failure, if it was the system's.
 std::string reason(u32 error_code) {
     return error_code == 0 ? "" : ": " + os::system_error_text(error_code);
@@ -72,19 +75,22 @@ constexpr const char* kNoMemory =
 }  // namespace
 
 std::string plain_words(const Exception& e) {
-    if (const auto* const file = dynamic_cast<const FileIO::FileException*>(&e)) return words_of(*file);
+    if (const auto* const file = dynamic_cast<const FileIO::FileException*>(&e))
+        return words_of(*file) + kSeeHelp;
     if (const auto* const memory = dynamic_cast<const MemoryAllocationFailedException*>(&e)) {
         std::string size = Console::format_bytes(memory->allocation_size);
         size.erase(0, size.find_first_not_of(' '));
-        return "The system did not give " + size + " of memory." + kNoMemory;
+        return "The system did not give " + size + " of memory." + kNoMemory + kSeeHelp;
     }
     if (dynamic_cast<const AlgorithmFailedException*>(&e)) return kFault;
     if (dynamic_cast<const LimitExceededException*>(&e)) {
-        return "This computation is larger than the program can do. Compute fewer digits.";
+        return "This computation is larger than the program can do. Compute fewer digits." +
+               std::string(kSeeHelp);
     }
     if (dynamic_cast<const ResourceAcquisitionFailedException*>(&e)) {
         return "The system did not give the threads or other means that the run needs. Try fewer threads "
-               "(-threads:<n>) or another framework (-PF:<name>).";
+               "(-threads:<n>) or another framework (-PF:<name>)." +
+               std::string(kSeeHelp);
     }
     if (const auto* const end = dynamic_cast<const EndOfStreamException*>(&e);
         end && end->function.starts_with("Prompt::")) {
@@ -102,7 +108,7 @@ std::string plain_words(const Exception& e) {
 
 std::string plain_words(const std::exception& e) {
     if (dynamic_cast<const std::bad_alloc*>(&e))
-        return std::string("The system did not give more memory.") + kNoMemory;
+        return std::string("The system did not give more memory.") + kNoMemory + kSeeHelp;
     return {};
 }
 

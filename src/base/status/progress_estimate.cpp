@@ -48,8 +48,10 @@ std::string duration_text(double seconds) {
 }
 
 std::string progress_text(const ProgressView& view) {
+    // Named, because the labels before it have percentages of their own.
     std::string text =
-        view.phase + " " + std::to_string(static_cast<u64>(std::clamp(view.fraction, 0.0, 1.0) * 100)) + " %";
+        "run " + std::to_string(static_cast<u64>(std::clamp(view.fraction, 0.0, 1.0) * 100)) + " %";
+    if (!view.phase.empty()) text = view.phase + ", " + text;
     if (view.left >= 0) text += ", about " + duration_text(view.left) + " left";
     return text;
 }

@@ -25,13 +25,18 @@ std::string folder_prefix(const std::string& path) {
     return path + '/';
 }
 
-void create_folders(const std::string& prefix) {
-    // Parents first; one that exists already is no error, and a real failure shows when the folder is used.
+os::OsError create_folders(const std::string& prefix) {
+    // Parents first; one that exists already is not an error, and a real failure shows when the folder is
+    // used.
+    os::OsError first, last;
     for (std::size_t i = 1; i < prefix.size(); i++) {
         if (os::is_path_separator(prefix[i])) {
-            (void)file_functions().create_folder(prefix.substr(0, i).c_str());
+            last = file_functions().create_folder(prefix.substr(0, i).c_str());
+            // A parent that is missing is the consequence of the failure before.
+            if (last.category != os::ErrorCategory::not_found) first = last;
         }
     }
+    return last.category == os::ErrorCategory::not_found && first ? first : last;
 }
 
 os::OsError check_writable(const std::string& prefix) {
@@ -52,8 +57,10 @@ os::OsError check_writable(const std::string& prefix) {
 
 std::string prepare_output_folder(const std::string& path) {
     std::string prefix = folder_prefix(path);
-    create_folders(prefix);
-    if (const os::OsError error = check_writable(prefix)) {
+    const os::OsError created = create_folders(prefix);
+    if (os::OsError error = check_writable(prefix)) {
+        // The probe only finds that there is no folder; why there is none was said when it was to be made.
+        if (error.category == os::ErrorCategory::not_found && created) error = created;
         throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);
     }
     return prefix;

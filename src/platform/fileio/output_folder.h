@@ -10,8 +10,9 @@ namespace trel::FileIO {
 // A non-empty path without a final "/" or "\" gets a "/"; the empty one is the current folder.
 std::string folder_prefix(const std::string& path);
 
-// Makes the folder of a prefix and its missing parents, as far as that is possible.
-void create_folders(const std::string& prefix);
+// Makes the folder of a prefix and its missing parents, as far as that is possible. The error of the last
+// call: why the folder itself is missing, if it is.
+os::OsError create_folders(const std::string& prefix);
 
 // Whether a file can be made in the folder of a prefix: makes one of a name that nothing there has, for this
 // user alone, and deletes it (persistently). The error says why not.

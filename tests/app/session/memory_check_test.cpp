@@ -91,6 +91,17 @@ TEST(MemoryCheckTest, BeyondSwapSpaceTheRunIsRefusedUnlessItIsForced) {
     EXPECT_EQ(said(kMachine, demand(1001, true)), warned("There is insufficient physical memory.", figures));
 }
 
+// A refusal begins with a sentence that has the figures and shows the way out.
+TEST(MemoryCheckTest, RefusalsBeginInPlainWords) {
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    EXPECT_THROW(check_memory(kMachine, demand(1001), status), trel::InvalidParametersException);
+    EXPECT_EQ(
+        console.text(),
+        "\nThe run does not fit into this machine's memory: it needs 0.98 KiB, 600 bytes are free: at most "
+        "4,500,000,000 digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n");
+}
+
 TEST(MemoryCheckTest, UnknownSizesAreNotHeldAgainstTheRun) {
     EXPECT_EQ(said({}, demand(1ULL << 60)), "");
 }

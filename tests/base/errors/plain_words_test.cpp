@@ -22,7 +22,9 @@ std::string not_writable(const std::string& path, u32 code) {
     return plain_words(FileIO::FileException("f()", "Path is not writable.", path, code));
 }
 
-constexpr const char* kChoose = " Choose a folder that you may write to, with -o <folder>.";
+constexpr const char* kSeeHelp = "\nSee \"kalvor help\".";
+constexpr const char* kChoose =
+    " Choose a folder that you may write to, with -o <folder>.\nSee \"kalvor help\".";
 
 }  // namespace
 
@@ -49,17 +51,17 @@ TEST(PlainWords, Files) {
     std::filesystem::create_directory(folder.file("folder"));
     EXPECT_EQ(plain_words(FileIO::FileException("f()", "Unable to open file.\n\nAccess Denied",
                                                 folder.file("folder"), 21)),
-              "\"" + os::absolute_path(folder.file("folder")) + "\" is a folder, not a file.");
+              "\"" + os::absolute_path(folder.file("folder")) + "\" is a folder, not a file." + kSeeHelp);
     EXPECT_EQ(plain_words(FileIO::FileException("f()", "Unable to open file.\n\nAccess Denied",
                                                 folder.file("x"), 13)),
               "\"" + os::absolute_path(folder.file("x")) +
-                  "\": Unable to open file: " + os::system_error_text(13) + ".");
+                  "\": Unable to open file: " + os::system_error_text(13) + "." + kSeeHelp);
     EXPECT_EQ(plain_words(FileIO::FileException("f()", "Bad.",
                                                 "a\x1b"
                                                 "b")),
               CommandLine::quoted(os::absolute_path("a\x1b"
                                                     "b")) +
-                  ": Bad.");
+                  ": Bad." + kSeeHelp);
 }
 
 TEST(PlainWords, ADetectedFaultIsTheMachines) {
@@ -78,7 +80,7 @@ TEST(PlainWords, Memory) {
     EXPECT_EQ(plain_words(MemoryAllocationFailedException("f()", "mmap", u64(3) << 30)),
               "The system did not give 3.00 GiB of memory. Compute fewer digits, close other programs, or "
               "raise the "
-              "memory limit of this process.");
+              "memory limit of this process.\nSee \"kalvor help\".");
     EXPECT_EQ(plain_words(std::bad_alloc()).substr(0, 38), "The system did not give more memory. C");
 }
 

@@ -148,8 +148,8 @@ TEST(ProgressEstimate, Texts) {
     EXPECT_EQ(duration_text(5999), "99 min 59 s");
     EXPECT_EQ(duration_text(6000), "1 h 40 min");
     EXPECT_EQ(duration_text(2 * 86400), "2 d 0 h");
-    EXPECT_EQ(progress_text({"series", 12, 0.359, 23.9}), "series 35 %, about 24 s left");
-    EXPECT_EQ(progress_text({"series", 1, 0.001, -1}), "series 0 %");
+    EXPECT_EQ(progress_text({"series", 12, 0.359, 23.9}), "series, run 35 %, about 24 s left");
+    EXPECT_EQ(progress_text({"series", 1, 0.001, -1}), "series, run 0 %");
 }
 
 TEST(ProgressLine, EndsWithTheWholeRun) {
@@ -159,17 +159,17 @@ TEST(ProgressLine, EndsWithTheWholeRun) {
     WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
     const StatusWork work(node, &meter);
     StatusFrame frame(node, "Series: A 3");
-    EXPECT_EQ(terminal.take(), "<Series: A 3  0 s,  0 %");
+    EXPECT_EQ(terminal.take(), "<Series: A 3  0 s, run 0 %");
     meter.enter("series");
     meter.add(350);
     clock.pass(12);
     node.refresh();
-    EXPECT_EQ(terminal.take(), "<Series: A 3  12 s, series 35 %, about 22 s left");
+    EXPECT_EQ(terminal.take(), "<Series: A 3  12 s, series, run 35 %, about 22 s left");
     clock.pass(0.5);
     node.refresh();
     EXPECT_EQ(terminal.take(), "");
     node.tick();  // from the thread that waits for the interval itself
-    EXPECT_EQ(terminal.take(), "<Series: A 3  13 s, series 36 %, about 22 s left");
+    EXPECT_EQ(terminal.take(), "<Series: A 3  13 s, series, run 36 %, about 22 s left");
     node.Status_Line("text");
     EXPECT_EQ(terminal.take(), "<text\n");
 }
@@ -193,7 +193,7 @@ TEST(ProgressLine, FitsTheTerminal) {
         const std::string line = terminal.take();
         EXPECT_LE(line.size(), std::min<u64>(columns, 80)) << line;  // with the sign of the erasing
         if (columns < 40) continue;
-        EXPECT_NE(line.find("series 35 %, about 22 s left"), std::string::npos) << line;
+        EXPECT_NE(line.find("series, run 35 %, about 22 s left"), std::string::npos) << line;
         if (columns >= 60) {
             EXPECT_NE(line.find("Series: A 3"), std::string::npos) << line;
         }
@@ -227,12 +227,12 @@ TEST(ProgressLine, RedirectedOutputGetsOneLineAMinute) {
         lines += console.take();
     }
     EXPECT_EQ(lines,
-              "After 60 s: series 12 %, about 7 min 20 s left\n"
-              "After 2 min 0 s: series 24 %, about 6 min 20 s left\n");
+              "After 60 s: series, run 12 %, about 7 min 20 s left\n"
+              "After 2 min 0 s: series, run 24 %, about 6 min 20 s left\n");
     // After a long piece a single line, and the next one a minute later.
     clock.pass(1000);
     node.tick();
-    EXPECT_EQ(console.take(), "After 19 min 10 s: series 60 %, about 3 min 20 s left\n");
+    EXPECT_EQ(console.take(), "After 19 min 10 s: series, run 60 %, about 3 min 20 s left\n");
     clock.pass(1);
     node.tick();
     EXPECT_EQ(console.take(), "");
@@ -256,7 +256,7 @@ TEST(ProgressLine, ANetworkChainPassesTheMeterOn) {
     EXPECT_EQ(meter.read().done, 30);
     console.take();
     node.tick();
-    EXPECT_NE(console.take().find("series 50 %"), std::string::npos);
+    EXPECT_NE(console.take().find("series, run 50 %"), std::string::npos);
 }
 
 TEST(ProgressTicker, TicksUntilItEnds) {

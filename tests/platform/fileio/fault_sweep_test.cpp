@@ -3,12 +3,14 @@
 
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 
 #include "base/errors/exceptions.h"
 #include "fault/fault_sweep.h"
 #include "platform/fileio/buffered_reader.h"
 #include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
+#include "platform/fileio/file_functions.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/persistent.h"
 #include "platform/fileio/settings_file.h"
@@ -390,6 +392,32 @@ TEST(OutputFolder, PrefixesAndNewFolders) {
         EXPECT_NE(e.error_code, 0U);
     }
     EXPECT_EQ(folder.read("f"), "content");
+}
+
+// A folder that cannot be made is told with the reason of that, not with "not found", which is what follows.
+TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
+    const ScratchFolder folder;
+    for (const char* path : {"new", "new/further/folders"}) {
+        FileFunctions functions = system_file_functions();
+        functions.create_folder = [](const char* name) {
+            const os::OsError error = os::create_folder(name);
+            // As a parent that this user may not write to: nothing new is made there, and its folders are
+            // missing.
+            if (error.category == os::ErrorCategory::exists) return error;
+            if (!error) std::filesystem::remove(name);
+            return std::string_view(name).ends_with("/new")
+                       ? os::OsError{4711, os::ErrorCategory::access_denied}
+                       : os::OsError{4712, os::ErrorCategory::not_found};
+        };
+        set_file_functions_for_tests(&functions);
+        try {
+            prepare_output_folder(folder.file(path));
+            ADD_FAILURE() << path;
+        } catch (const FileException& e) {
+            EXPECT_EQ(e.error_code, 4711U) << path;
+        }
+        set_file_functions_for_tests(nullptr);
+    }
 }
 
 // The text belongs to the category, the number to the system; whichever call it comes from.
