@@ -26,7 +26,8 @@ std::string folder_prefix(const std::string& path) {
 }
 
 void create_folders(const std::string& prefix) {
-    // Parents first; one that exists already is not an error, and a real failure shows when the folder is used.
+    // Parents first; one that exists already is not an error, and a real failure shows when the folder is
+    // used.
     for (std::size_t i = 1; i < prefix.size(); i++) {
         if (os::is_path_separator(prefix[i])) {
             (void)file_functions().create_folder(prefix.substr(0, i).c_str());
