@@ -21,7 +21,7 @@ for list in /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list; do
     uri=$(awk '/^URIs:/ { print $2; exit }
         $1 == "deb" { sub(/\[[^]]*\]/, ""); print $2; exit }' "$list")
 done
-[ -n "$release" ] || unavailable "This is no release of Debian with a code name (/etc/os-release)."
+[ -n "$release" ] || unavailable "This is not a release of Debian with a code name (/etc/os-release)."
 [ -n "$uri" ] || unavailable "No mirror of Debian is named in /etc/apt (debian.sources, sources.list)."
 [ -f "$keyring" ] || unavailable "The keys of Debian's archive are missing ($keyring)."
 

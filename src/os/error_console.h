@@ -6,7 +6,7 @@
 namespace trel::os {
 
 bool stderr_is_terminal();
-// Shown at once. A failure is nobody's: there is no place left to tell it.
+// Shown at once. A failure is ignored, because there is no place left to report it.
 void write_stderr(std::string_view text);
 // As set_stdout_color(), for this stream.
 void set_stderr_color(char letter);

@@ -11,8 +11,8 @@ namespace trel::os {
 
 // The first thing in main(). Opens the null device on each of the descriptors 0 to 2 that is closed, which
 // would otherwise become those of the next files. A closed pipe and a file that reaches its largest size are
-// errors of the call that writes, not the end of the process. On Windows the current folder is no place where
-// libraries are looked for.
+// errors of the call that writes, not the end of the process. On Windows the current folder is not a place
+// where libraries are looked for.
 void prepare_process();
 // Bytes that the main thread's stack may grow to, by a limit of the user's; 0 = none.
 u64 stack_limit();

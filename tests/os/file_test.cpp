@@ -71,7 +71,7 @@ TEST_F(Files, CreateEmptiesReadNeedsAFile) {
     EXPECT_EQ(folder_.read("a"), "content");
     EXPECT_FALSE(close_file(handle("a", FileAccess::create)));
     EXPECT_EQ(folder_.read("a"), "");
-    EXPECT_NE(refused("", FileAccess::read), ErrorCategory::none) << "a folder is no file";
+    EXPECT_NE(refused("", FileAccess::read), ErrorCategory::none) << "a folder is not a file";
 }
 
 TEST_F(Files, SharingRules) {

@@ -115,7 +115,7 @@ TEST(Smbios, BrokenTablesEndTheWalk) {
         const auto modules = smbios_memory_modules(device(1024) + bad + device(1024));
         EXPECT_EQ(modules.size(), 1u) << int(length);
     }
-    // What follows strings without an end is no record, whatever it looks like.
+    // What follows strings without an end is not a record, whatever it looks like.
     EXPECT_TRUE(
         smbios_memory_modules(std::string("\1\4\1\1", 4) + std::string(1, '\x11') + std::string(40, '\x22'))
             .empty());

@@ -20,7 +20,7 @@ class PiLikeSeries final : public kalvor::BinarySplitting::CommonP2B3::Series {
                  {5, 4, 3}),
           chudnovsky_(chudnovsky) {}
 
-    // Stirling; lgamma() writes a global of the C library and is no function for tasks.
+    // Stirling; lgamma() writes a global of the C library so tasks must not call it.
     static double ln_factorial(u64 k) {
         const double x = static_cast<double>(k);
         return k == 0 ? 0 : (x + 0.5) * std::log(x) - x + 0.918938533204672742 + 1 / (12 * x);

@@ -50,8 +50,8 @@ void print_words(const std::string& words) {
     if (!words.empty()) Console::error_line(words);
 }
 
-// A success whose results did not reach the user is none. A reader who has closed its end of a pipe has seen
-// what it wanted and needs no words.
+// A run whose results did not reach the user is not a success. A reader that has closed its end of a pipe has
+// seen what it wanted, so nothing is printed for it.
 int shown_exit_code(int exit_code) {
     const trel::os::OsError failure = Console::output_failed();
     if (!failure || exit_code != kExitSuccess) return exit_code;
@@ -82,7 +82,7 @@ int run_reported(const std::function<void()>& body) {
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
     } catch (...) {
-        // Of a kind that has no report: a defect, and as good as a crash.
+        // An exception of a kind that has no report is a defect and counts as a crash.
         Console::flush();
         trel::report_crash(nullptr);
         trel::os::exit_process(kExitFailure);

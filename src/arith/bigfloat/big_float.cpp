@@ -148,7 +148,7 @@ void BigFloat::set_double(double x, i64 e) {
     const Word low = static_cast<Word>(value);
     const Word high = static_cast<Word>(value >> 64);
     start_result(*this, 1, "BigFloat::set_double()");
-    // The shift may fill a second word; a zero low word is no word of the number.
+    // The shift may fill a second word; a zero low word does not belong to the number.
     if (low != 0 && high != 0) check_capacity(*this, 0, 2, "BigFloat::mul_uW()");
     sign = (bits >> 63) == 0;
     exp = e + (shift >> 6);

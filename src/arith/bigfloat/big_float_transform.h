@@ -46,14 +46,23 @@ class BigFloatTransformR {
     // T = A^2, keeping A's transform
     void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2 - B in the window [ie, te), in two's complement (T >= 0), keeping A's transform: for numbers
-    // that agree so far that |A^2 - B| < 2^(64 te). What folds of the square is B's and is taken out, so that
-    // the convolution need not be longer than the words in which the two differ; it must reach te and the
-    // window must not begin below A^2, else InvalidTransformException. The lowest word may be a few units
-    // off, provided that the window begins far enough above A^2's bottom word: transforms may drop the carry
-    // out of their top point instead of folding it (Fold), and with it as many units of that bottom word. One
-    // word up is far enough for the FFT; HNT, N32 and N64 have carries of a point, which can be several
-    // words. Code 17 and the plain products fold everything, and a product that does not fold has no such
-    // carry.
+    // that agree so far that |A^2 - B| < 2^(64 te).
+    //
+    //     high words                                               low words
+    //     A^2   |  H: the same words as B's  |  window [ie, te)  |  below  |
+    //     B     |  H                         |                   |         |
+    //                                        |<---- convolution of W ----->|
+    //
+    // Of the square H folds over onto the lowest words; because H is known from B, it is taken out there. So
+    // W need only reach te. If it does not, or if the window begins below A^2, InvalidTransformException.
+    //
+    // The lowest word of T may be a few units off, provided that the window begins far enough above A^2's
+    // bottom word: some transforms drop the carry c out of their top point instead of folding it (Fold), and
+    // the square is then wrong by c units of its bottom word. How far up is enough:
+    //
+    //     FFT                         one word
+    //     HNT, N32, N64               the length of a point, which may be several words
+    //     Code 17, plain products     nothing: they fold everything; nor if the square does not fold
     void sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, const BigFloat& B,
                          i64 ie, i64 te);
     // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects

@@ -71,7 +71,7 @@ Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple,
     if (!any) return out;
     Blocks shifted = blocks;
     shifted.n -= 2;
-    // A last block of at most two words is no block of the shifted frame.
+    // A last block of at most two words does not count as a block of the shifted frame.
     shifted.count = (shifted.n - 1) / shifted.length + 1;
     return out + bp_carry_join(flags, shifted, T + 2, ripple, P);
 }

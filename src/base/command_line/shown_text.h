@@ -22,7 +22,7 @@ std::string shown_lines(std::string_view text, u64 longest = kLongestShownReport
 // shown() between double quotes.
 std::string quoted(std::string_view text);
 
-// Bytes of the UTF-8 sequence that `text` begins with; 1 for what is none. `text` is not empty.
+// Bytes of the UTF-8 sequence that `text` begins with; 1 if it does not begin with one. `text` is not empty.
 u64 utf8_length(std::string_view text);
 
 }  // namespace trel::CommandLine

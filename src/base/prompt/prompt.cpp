@@ -18,7 +18,7 @@ i128 ask_in_range(const char* function, std::string_view prompt, i128 low, i128 
                   Console::ColorLetter color, i128 (*parse)(std::string_view)) {
     for (;;) {
         const std::string answer = ask(function, prompt, color);
-        // An empty line or a word is no choice, though the rule reads it as 0.
+        // An empty line or a word is not a choice, though the rule reads it as 0.
         if (!holds_number(answer)) continue;
         const i128 value = parse(answer);
         if (low <= value && value <= high) return value;

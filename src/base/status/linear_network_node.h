@@ -83,7 +83,7 @@ class LinearNetworkNode final : public Status {
     WallTimer section_timer_;
 };
 
-// Counts for whoever asks.
+// Counts, and sends nothing: the client asks for the count.
 class LinearNetworkIteration final : public StatusIterationNode {
   public:
     LinearNetworkIteration(Status::IterationMode mode, u64 total, StatusIterationNode* local)

@@ -12,12 +12,18 @@
 
 namespace kalvor::BinarySplitting {
 
-// Words of memory as the plan of a whole series lays them out, from the front of the working memory:
+// Memory as the plan of a whole series lays it out. A fold reads the accumulator of the block behind it and
+// writes its own, so that even and odd blocks take turns:
 //
-//   [accumulators of even blocks][of odd blocks][results of one block][the stack of a block or of a fold]
+//   lent by the caller      working memory, from the front
+//   +-------------------+   +--------------+--------------+--------------+----------------------------------+
+//   | even blocks:      |   | even blocks: | odd blocks:  | results of   | stack of the block that runs, or |
+//   | number 0 (P)      |   | Q            | P, Q         | one block    | of the fold that follows it      |
+//   +-------------------+   +--------------+--------------+--------------+----------------------------------+
 //
-// Block 0 is the head of the sum, so its accumulator, the result, stands at the front; but the first number
-// of the even blocks' accumulators is in words that the caller lends.
+// (The link, R, is not needed in an accumulator.) Block 0 is folded last, so the result is an even block's
+// accumulator. Its number 0 stands in words that the caller lends, because it has them: the buffer of the
+// value that will be made of the sum is idle until then. The other numbers stand at the front.
 template <SeriesFamily F>
 class PSR_SeriesB {
   public:
@@ -61,7 +67,7 @@ class PSR_SeriesB {
     std::size_t blocks() const { return plans_.size(); }
     const BSR_BlockB<F>& block(std::size_t i) const { return plans_[i]; }
     u64 max_product_words() const { return product_words_; }
-    // Words that the caller lends: they hold the result's first number.
+    // Words that the caller lends for number 0 of the result.
     u64 lent_words() const { return lent_words_; }
     // Of the accumulator at the front, which holds the result's other numbers, and in all.
     u64 result_bytes() const { return area_words_[0] * sizeof(Word); }

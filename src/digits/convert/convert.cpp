@@ -225,7 +225,7 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
 // Nothing but nines behind the last word: the value approaches a decimal from below, by its own error or by
 // the conversion's. A fraction of nines without an end stays, there is no word above to take the carry.
 void round_up(Word radix, Word overlap, Word* words, u64 n) {
-    constexpr Word kSmallRadix = 1000000000;  // above it a word of nines is no coincidence
+    constexpr Word kSmallRadix = 1000000000;  // above it a word of nines is not a coincidence
     if (radix < kSmallRadix || overlap < radix - overlap_slack(radix)) return;
     if (std::all_of(words, words + n, [radix](Word w) { return w == radix - 1; })) return;
     add1(radix, words, n);

@@ -12,7 +12,7 @@ struct DigitKernels {
     // out[0..n) = the characters '0'-'9', 'a'-'f' of values[0..n). False if a value is not below the radix
     // (10 or 16); out is then unspecified. out == values is allowed, partial overlap is not.
     bool (*to_text)(char* out, const trel::u8* values, trel::u64 n, trel::u32 radix) noexcept;
-    // The inverse. False if a character is no digit of the radix (upper-case letters are none).
+    // The inverse. False if a character is not a digit of the radix (upper-case letters are not).
     bool (*to_values)(trel::u8* out, const char* text, trel::u64 n, trel::u32 radix) noexcept;
     // counts[v] += occurrences of v in values[0..n), for every v < radix (10 or 16). Other values are not
     // counted.

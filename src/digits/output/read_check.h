@@ -10,7 +10,7 @@
 namespace kalvor {
 
 // scratch: kReadCheckBytes or more make large reads; at least two sectors of 4096 bytes. Throws
-// InvalidParametersException for a file that is no digit file of the radix, AlgorithmFailedException "Digit
+// InvalidParametersException for a file that is not one of the radix, AlgorithmFailedException "Digit
 // output failed. Metadata cross-check doesn't match." when hash or counts differ.
 inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, trel::u8 radix,

@@ -1,5 +1,6 @@
 // A pool of the shape that other systems bring along. A submit adds a thread when all are busy; nobody ever
-// waits for work that has not started, so the number of threads is no matter of progress, only of speed.
+// waits for work that has not started, so the number of threads decides the speed alone: the work gets done
+// with any.
 #include "os/thread_pool.h"
 
 #include <atomic>

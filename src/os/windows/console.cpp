@@ -169,7 +169,7 @@ bool read_line(std::string& line) {
         while (ReadConsoleW(input(), &unit, 1, &got, nullptr) && got == 1) {
             constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl+Z
             if (!any && unit == kEndOfInput) {
-                // Enter sends what was typed, so that a line end follows.
+                // Enter ends the typed line, so that a line end follows.
                 while (unit != L'\n' && ReadConsoleW(input(), &unit, 1, &got, nullptr) && got == 1) {
                 }
                 return false;

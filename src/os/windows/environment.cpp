@@ -13,7 +13,7 @@ std::optional<std::string> environment_variable(const char* name) {
         SetLastError(ERROR_SUCCESS);
         const DWORD length =
             GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
-        // An empty value has no length either, but is no error.
+        // An empty value has no length either, but is not an error.
         if (length == 0 && GetLastError() != ERROR_SUCCESS) return std::nullopt;
         if (length < value.size()) return to_utf8(std::wstring_view(value.data(), length));
         value.resize(length);

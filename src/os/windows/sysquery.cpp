@@ -87,7 +87,7 @@ QueryResult system_query(const std::string& class_name, const std::vector<std::s
                                       nullptr, nullptr, services.receive()))) {
         return {QueryFailure::connection, {}};
     }
-    // The service answers in the name of whoever asks. What a refusal means shows in the query.
+    // The service answers with the caller's rights. What a refusal means shows in the query.
     CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr, RPC_C_AUTHN_LEVEL_CALL,
                       RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
 

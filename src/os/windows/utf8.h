@@ -6,7 +6,7 @@
 
 namespace trel::os {
 
-// What is no valid text becomes U+FFFD.
+// Invalid sequences become U+FFFD.
 std::wstring to_utf16(std::string_view text);
 std::string to_utf8(std::wstring_view text);
 

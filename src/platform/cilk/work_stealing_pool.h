@@ -1,6 +1,6 @@
 // Work stealing: every thread has a deque of the work that it has put aside. It takes its own newest piece,
-// so it runs what a serial program would run next; who has nothing takes the oldest, and largest, piece of
-// somebody else. (Blumofe and Leiserson, 1999; here the spawned half is what can be stolen, not the
+// so it runs what a serial program would run next; a thread without work takes the oldest, and largest, piece
+// of another thread. (Blumofe and Leiserson, 1999; here the spawned half is what can be stolen, not the
 // continuation, so that no stack has to change its thread.)
 #pragma once
 

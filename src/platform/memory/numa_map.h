@@ -24,7 +24,7 @@ class NumaMap {
     // Throws InvalidParametersException("core_to_node()", "Invalid core id: ...").
     u32 core_to_node(u64 core) const;
 
-    // Of this machine; built, and printed, by the first who asks.
+    // Of this machine; built, and printed, by the first call.
     static const NumaMap& of_this_machine();
 
   private:

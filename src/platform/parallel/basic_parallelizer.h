@@ -30,8 +30,8 @@ class BasicParallelizer {
     virtual void run_in_parallel(BasicAction& a, BasicAction& b) = 0;
 };
 
-// A framework, the number of tasks that a caller may split its work into (tds >= 1), and the flag that asks
-// the run to stop (nullptr: nobody does). Passed by reference.
+// A framework, the number of tasks that a caller may split its work into (tds >= 1), and the monitor of the
+// run (nullptr: there is none, so nothing asks the work to stop). Passed by reference.
 struct ParallelContext {
     BasicParallelizer* framework;
     u64 tds;

@@ -74,7 +74,7 @@ void PushPoolWorker::run_task() {
     } catch (...) {
         fatal_thread_exception("PushPoolWorker: An exception was thrown from a task.");
     }
-    // First idle, then finished: who waited for this task finds the worker free for its next one.
+    // First idle, then finished: a thread that waited for this task finds the worker free for its next one.
     state_.store(idle, std::memory_order_release);
     task.join->finish();
 }

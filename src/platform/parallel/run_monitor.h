@@ -1,5 +1,5 @@
-// What a run and its work, on whatever threads, tell each other: that it shall stop, and what the user shall
-// hear.
+// What a run and its work on other threads tell each other: that the work shall stop, and what the user shall
+// be told.
 #pragma once
 
 #include <atomic>
@@ -9,8 +9,8 @@
 
 namespace trel {
 
-// Any thread may request; the work polls
-// (ParallelContext::poll()) between products, levels, blocks and pieces of output, never in a hot loop.
+// Any thread may request. The work polls (ParallelContext::poll()) between products, levels, blocks and
+// pieces of output, never in a hot loop.
 class StopFlag {
   public:
     void request() noexcept { requested_.store(true, std::memory_order_relaxed); }

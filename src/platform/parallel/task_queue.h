@@ -1,5 +1,5 @@
-// One queue of tasks, first in, first out, served by worker threads that are started as tasks find nobody
-// waiting.
+// One queue of tasks, first in, first out, served by worker threads. A thread is started when a task finds
+// no worker idle.
 #pragma once
 
 #include <atomic>

@@ -14,7 +14,7 @@ inline constexpr const char* kManageVolumePrivilege = "SeManageVolumePrivilege";
 
 // Enables the privilege for the rest of the process; false when that does not succeed. Prints an error line
 // when the system does not know the name or refuses the change; an account that merely lacks the right is
-// told by whoever asked. `acquire` stands in for the system's call in tests. Any thread.
+// reported by the caller. `acquire` stands in for the system's call in tests. Any thread.
 bool acquire_privilege(const std::string& name,
                        os::PrivilegeResult (*acquire)(const std::string&) = os::acquire_privilege);
 

@@ -22,7 +22,7 @@ bool vendor_is(const os::CpuidRegisters& leaf0, const char* name) {
 // The extended leaves have numbers from here on; the first tells the highest.
 constexpr u32 kExtended = 0x80000000u;
 
-// 0 for a processor without such leaves, whose answer is no number of one.
+// 0 for a processor without such leaves: what it answers is not the number of a leaf.
 u32 highest_extended_leaf(const ProcessorCalls& calls) {
     const u32 highest = calls.cpuid(kExtended, 0).eax;
     return highest >> 16 == kExtended >> 16 ? highest : 0;

@@ -146,7 +146,7 @@ TEST(DoubleDouble, Powers) {
             ASSERT_LT(error_bits(pow(a, n), want), -94) << n;
         }
     }
-    // |-2^31| is no signed number.
+    // |-2^31| is not a signed number.
     EXPECT_TRUE(pow(DoubleDouble(1.0), i32(0x80000000)) == DoubleDouble(1.0));
 }
 

@@ -179,7 +179,7 @@ TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
     one.add_string("t");
     EXPECT_EQ(one.to_acfg(), "[\r\n    \"s\"\r\n    \"t\"\r\n]\r\n");
     EXPECT_EQ(one.to_json(), "[\r\n    \"s\",\r\n    \"t\"\r\n]\r\n");
-    Array lonely;  // one element that is no string
+    Array lonely;  // one element that is not a string
     lonely.add_object().add_integer("i", 2);
     EXPECT_EQ(lonely.to_acfg(), "[\r\n    {\r\n        i : 2\r\n    }\r\n]\r\n");
     lonely.elements.clear();

@@ -411,7 +411,7 @@ TEST(TextReader, Refusals) {
     disk.fail(FaultyFile::Call::read, 2, FaultyFile::read_fault());
     EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }),
               "RawFile::load()|ReadFile() failed.\n\nRead Fault");
-    // A bit that flips on its way changes the hash, or is no digit any more.
+    // A bit that flips on its way changes the hash, or is not a digit any more.
     disk.flip_bit_of_read(3, 8 * 100);
     DigitRangeStats flipped(10), clean(10);
     const AlignedBufferC view(scratch.get(), 4096);

@@ -312,7 +312,7 @@ TEST_P(Sweeps, LoadTextFile) {
     EXPECT_GE(sweep.run(), 8U);
 }
 
-// The user is told that the file is not there; what is there is no whole settings file by accident.
+// The user is told that the file is not there; what is there is not a whole settings file by accident.
 TEST_P(Sweeps, SaveSettings) {
     const std::string whole = config_file_text("A", std::make_unique<Config::Object>());
     FaultSweep sweep;

@@ -258,7 +258,7 @@ TEST_F(Faults, AFullDiskIsNotAMissingRight) {
     disk_.fail(Call::reserve, 4, FaultyFile::disk_full());
     EXPECT_EQ(file.try_reserve(2 << 20).category, os::ErrorCategory::disk_full);
     EXPECT_EQ(file.size(), u64(1) << 20);
-    // What the system does not offer is no failure.
+    // What the system does not offer is not a failure.
     disk_.fail(Call::reserve, 5, {95, os::ErrorCategory::other});
     EXPECT_FALSE(file.try_reserve(2 << 20));
 }

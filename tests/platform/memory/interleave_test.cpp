@@ -718,7 +718,7 @@ TEST(AllocatorSettings, Refusals) {
     const std::string interleave = "{ Allocator : \"interleave\" Hashed : \"true\" LockedPages : ";
     EXPECT_EQ(parse(interleave + "\"forced\" Nodes : [] }"), "|Node list cannot be empty.");
     EXPECT_EQ(parse(interleave + "\"never\" Nodes : [0] }"), "LockedPages|Invalid Mode: never");
-    // A number that is no node's does not become the number of another.
+    // A number that belongs to none of the nodes does not become the number of one.
     EXPECT_EQ(allocator_to_config(*make_allocator_config(*Config::parse_acfg(
                                       interleave + "\"forced\" Nodes : [4294967296 -1 7] }")))
                   .get_array("Nodes")

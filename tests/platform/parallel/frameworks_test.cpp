@@ -265,7 +265,7 @@ TEST(BoundedDispatch, FlatUpToTheLimitAndFansOutAbove) {
         dispatch.run_in_parallel(recorder, 0, 1000);
         recorder.expect_once(0, 1000);
         // 4 groups of 250, each of them 4 of 63 at most, each of these 4 of 16 at most, each of these 4 of 4
-        // at most. Where a 16 is a 13, one of its four holds a single index, which is no dispatch.
+        // at most. Where a 16 is a 13, one of its four holds a single index, which is not a dispatch.
         EXPECT_EQ(*std::max_element(dispatch.sizes.begin(), dispatch.sizes.end()), 4U);
         EXPECT_EQ(dispatch.sizes.size(), 1U + 4 + 16 + 64 + 256 - 4);
     }

@@ -219,7 +219,7 @@ TEST(SystemRecord, CapacitiesThatAreNoNumbers) {
         const SystemRecord record = machine.gather();
         ASSERT_EQ(record.modules.size(), 2u) << capacity;
         EXPECT_EQ(record.modules[1].bytes, 0u) << capacity;
-        EXPECT_EQ(record.module_memory(), 0u) << capacity;  // a part is no sum
+        EXPECT_EQ(record.module_memory(), 0u) << capacity;  // a part is not the sum
         EXPECT_EQ(record.total_memory, 24 * kGiB) << capacity;
     }
     FakeMachine machine;

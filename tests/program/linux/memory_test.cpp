@@ -22,7 +22,7 @@ constexpr bool kSanitized = false;
 
 constexpr double kMiB = 1024.0 * 1024.0;
 
-// "34.5 MiB, locked" in bytes; not a number when it is no size.
+// "34.5 MiB, locked" in bytes; not a number when it is not a size.
 double bytes_of(const std::string& text) {
     std::istringstream words(text);
     double number = 0;

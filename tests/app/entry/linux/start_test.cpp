@@ -102,7 +102,7 @@ TEST(Start, ASmallStackIsRefused) {
     EXPECT_FALSE(kalvor::check_stack(kalvor::kLeastStack - 1));
 }
 
-// Results that nobody could see are no success.
+// A run whose results nobody could see is not a success.
 TEST(Start, AnOutputThatCannotBeWritten) {
     const TemporaryFolder folder;
     EXPECT_EQ(shell(folder, "", "custom pi -dec:1000 -o out", "> /dev/full 2> errors"), 1);
@@ -111,7 +111,7 @@ TEST(Start, AnOutputThatCannotBeWritten) {
     EXPECT_EQ(read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1002u);
     EXPECT_EQ(shell(folder, "", "--version", "> /dev/full 2> errors"), 1);
     EXPECT_EQ(shell(folder, "", "--version", "> log 2> /dev/full"), 0);
-    // A reader that goes away is told nothing more, and the run is no success either.
+    // A reader that goes away is told nothing more, and the run is not a success either.
     EXPECT_EQ(shell(folder, "{", "custom pi -dec:1m -o pipe 2> errors; echo \\$? > code", "; } | true"), 0);
     EXPECT_EQ(read_file(folder / "code"), "1\n");
     EXPECT_EQ(read_file(folder / "errors"), "");
