@@ -73,10 +73,10 @@ void NormalFloatSessionB::print_header() {
     status_.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
     status_.Status_Line("");
     status_.Status_Label(kHeaderWidth,
-                          "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
+                         "Decimal Digits:", {'G', Console::format_commas(settings_.size.decimal_digits)});
     if (settings_.enable_hex) {
         status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:",
-                              {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
+                             {'G', Console::format_commas(settings_.size.hexadecimal_digits)});
     } else {
         status_.Status_Label(kHeaderWidth, "Hexadecimal Digits:", {'g', "Disabled"});
     }
@@ -129,6 +129,7 @@ void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& valu
     status_.Status_Label(kHeaderWidth, "Begin Computation:", {'Y', trel::date_time_text()});
     status_.Status_Line("");
     log_.add(wall_.seconds(), "Begin Computation");
+    if (const std::string label = plan_.constant->label(); !label.empty()) log_.add(wall_.seconds(), label);
     compute_timer_.restart();
     plan_.constant->run(context, status_, value);
     log_.add(wall_.seconds(), "End Computation");

@@ -157,6 +157,10 @@ u64 PiPlan::max_product_words() const {
     return parts_->max_product_words;
 }
 
+const char* PiPlan::label() const {
+    return parts_->kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):" : "Pi - Ramanujan (1910):";
+}
+
 std::vector<trel::WorkPhase> PiPlan::work() const {
     std::vector<trel::WorkPhase> phases = parts_->value.work();
     const double root = trel::newton::levels_work(parts_->precision);
@@ -179,8 +183,7 @@ u64 PiPlan::series_blocks_checked() const {
 void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context, trel::Status& status,
                               BigFloat& result) {
     const PiPlan::Parts& parts = plan.parts();
-    status.Status_Line(parts.kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):"
-                                                              : "Pi - Ramanujan (1910):");
+    status.Status_Line(plan.label());
 
     BigFloat& x = result;
     parts.value.run(context, status, x);
