@@ -120,7 +120,8 @@ struct PiPlan::Parts {
           y_words(round_up_8(invsqrt.result)),
           root_bytes(y_words * sizeof(Word) + round_up_8(invsqrt.temporaries) * sizeof(Word) +
                      round_up_64(invsqrt.scratch_bytes)),
-          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes),
+          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes,
+                reduced(algorithm) ? trel::DivisionTransforms::none : trel::DivisionTransforms::kept),
           // One word above the product's for the carry of its last addition.
           result_words(round_up_8(std::max(value.needs().result_words, precision + 3))),
           operand_bytes((y_words + result_words) * sizeof(Word)),
