@@ -129,6 +129,7 @@ void NormalFloatSessionB::compute(const MultiplyContext& context, BigFloat& valu
     status_.Status_Label(kHeaderWidth, "Begin Computation:", {'Y', trel::date_time_text()});
     status_.Status_Line("");
     log_.add(wall_.seconds(), "Begin Computation");
+    if (const std::string label = plan_.constant->label(); !label.empty()) log_.add(wall_.seconds(), label);
     compute_timer_.restart();
     plan_.constant->run(context, status_, value);
     log_.add(wall_.seconds(), "End Computation");

@@ -12,6 +12,7 @@ class FftAlgorithm final : public MultiplyAlgorithm {
   public:
     // Throws LimitExceededException beyond kFftMaxBits.
     MultiplySizes sizes(u64 words) const override;
+    bool folds_within_a_word() const override { return true; }
     void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
     // Whole products a few words longer than a record run on that record, see fft_algorithm.cpp.

@@ -149,6 +149,7 @@ class BasecaseTransform final : public Transform {
 
 class BasecaseKaratsuba final : public MultiplyAlgorithm {
   public:
+    bool folds_within_a_word() const override { return true; }
     MultiplySizes sizes(u64 words) const override {
         check(words, "BasecaseKaratsuba::sizes()");
         MultiplySizes sizes;

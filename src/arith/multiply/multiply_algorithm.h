@@ -53,6 +53,11 @@ class MultiplyAlgorithm {
     virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
                                    const Word* A, u64 LA, const Word* B, u64 LB) const;
 
+    // Whether the carry that a transform may drop out of its top point reaches no further than the lowest word
+    // of what folds, so that a window of a folded product that begins one word higher is right to a few units
+    // of its lowest word. False where carries are a point long, or when nothing is known.
+    virtual bool folds_within_a_word() const { return false; }
+
     // Shared tables for products of up to `words` words: their bytes (0: none needed), and their making in
     // memory of the caller.
     virtual u64 table_bytes(u64 words) const;

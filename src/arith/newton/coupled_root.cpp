@@ -11,6 +11,9 @@
 namespace trel::newton {
 namespace {
 
+// Of a level's convolution beyond its precision.
+constexpr u64 kExtraWords = 8;
+
 // Exactly n words: the square of a shorter number would fold in sight of its last words.
 void set_length(BigFloat& T, u64 n) {
     if (T.L >= n) {
@@ -40,11 +43,21 @@ void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTr
 
 }  // namespace
 
+CoupledRange CoupledRange::of(const AlgorithmTable& table) {
+    CoupledRange range;
+    for (const AlgorithmTable::Item& item : table.items()) {
+        if (item.threshold_words < range.first + kExtraWords) continue;
+        if (!item.algorithm->folds_within_a_word()) break;
+        range.last = item.threshold_words - kExtraWords;
+    }
+    return range;
+}
+
 void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A,
                         const BigFloat& x, u64 p, const char* function) {
     root.s.set_mul(p + 1, mp, A, x);
     set_length(root.s, p + 2);
-    const HeldTransforms memory(mp, p + 8, 1);
+    const HeldTransforms memory(mp, p + kExtraWords, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     set_residual(memory.context(), root, held, A, p, function);
 }
@@ -55,7 +68,7 @@ void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, c
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = error_bound(previous);
-    const HeldTransforms memory(mp, p + 8, above != nullptr ? 2 : 1);
+    const HeldTransforms memory(mp, p + kExtraWords, above != nullptr ? 2 : 1);
     const MultiplyContext& context = memory.context();
     BigFloatTransformR held_x(memory.transform(), memory.data(0));
     BigFloatTransformR held_s(memory.transform(), above != nullptr ? memory.data(1) : nullptr);

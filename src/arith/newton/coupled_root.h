@@ -13,6 +13,7 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
+#include "arith/multiply/algorithm_table.h"
 #include "base/status/status.h"
 
 namespace trel::newton {
@@ -20,6 +21,18 @@ namespace trel::newton {
 // Words from which the coupled levels run; they win from about 2500 on (bench_arith_newton: 5% at 3000, 10%
 // at 16384 words, and lose 10% at 1024).
 inline constexpr u64 kCoupledPrecision = 2500;
+
+// The precisions whose levels are coupled, [first, last]: none when last < first. A residual is what a
+// product leaves after it folded, so the algorithm of every level's convolution, of p + 8 words, must lose
+// nothing of the fold above its lowest word (MultiplyAlgorithm::folds_within_a_word()). Plain levels stand
+// above `last` and below `first`.
+struct CoupledRange {
+    u64 first = kCoupledPrecision;
+    u64 last = 0;
+
+    static CoupledRange of(const AlgorithmTable& table);
+    bool contains(u64 p) const { return first <= p && p <= last; }
+};
 
 // What a level leaves for the next: s, exactly precision + 2 words of it, and d. Buffers:
 // root_estimate_words() and root_error_words() of the next level's precision.

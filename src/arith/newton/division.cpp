@@ -15,8 +15,9 @@
 
 namespace trel {
 
-DivisionPlan DivisionPlan::make(u64 p, u64 tds) {
+DivisionPlan DivisionPlan::make(u64 p, u64 tds, DivisionTransforms transforms) {
     DivisionPlan plan;
+    plan.transforms = transforms;
     plan.p = p;
     plan.q = p / 2 + 1;
     plan.tds = tds;
@@ -29,11 +30,13 @@ DivisionPlan DivisionPlan::make(u64 p, u64 tds) {
     plan.correction = (plan.q + 12) & ~u64(7);
     plan.result = p + 2;
     plan.temporaries = std::max(plan.y + plan.correction, plan.reciprocal.temporaries) + plan.x;
-    // The reciprocal's transform is kept; the remainder's product keeps none.
-    plan.scratch_bytes = std::max(
-        plan.transform_data_bytes +
-            std::max(plan.transform_data_bytes + plan.transform_scratch_bytes, round_up_64(sizes.scratch)),
-        plan.reciprocal.scratch_bytes);
+    // The reciprocal's transform may be kept; the remainder's product keeps none.
+    const u64 whole = round_up_64(sizes.scratch);
+    const u64 step = transforms == DivisionTransforms::none
+                         ? std::max(whole, plan.transform_data_bytes + plan.transform_scratch_bytes)
+                         : plan.transform_data_bytes +
+                               std::max(plan.transform_data_bytes + plan.transform_scratch_bytes, whole);
+    plan.scratch_bytes = std::max(step, plan.reciprocal.scratch_bytes);
     if (p < newton::kTransformPrecision)
         plan.scratch_bytes = std::max(plan.scratch_bytes, round_up_64(multiply_scratch_bytes(2 * p + 6)));
     return plan;
@@ -42,6 +45,27 @@ DivisionPlan DivisionPlan::make(u64 p, u64 tds) {
 namespace {
 
 const char kRun[] = "Division_BigFloatR::run()";
+
+// The transform of a step and what it keeps of the context's memory.
+class StepTransform {
+  public:
+    StepTransform(const MultiplyContext& mp, u64 product_words, bool keep) : context_(mp) {
+        make_transform(holder_, product_words, mp);
+        const u64 one = holder_->data_bytes();
+        const u64 needed = keep ? 2 * one + holder_->scratch_bytes() : holder_->whole_bytes();
+        if (mp.scratch.size() < needed)
+            throw BufferTooSmallException("TransformHelper::TransformHelper()", mp.scratch.size(), needed);
+        if (keep) data_ = context_.scratch.spawn(one).get();
+    }
+    const Transform& transform() const { return *holder_; }
+    void* data() const { return data_; }
+    const MultiplyContext& context() const { return context_; }
+
+  private:
+    TransformHolder holder_;
+    MultiplyContext context_;
+    void* data_ = nullptr;
+};
 
 }  // namespace
 
@@ -61,12 +85,17 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     BigFloat e(x.buffer, x.buffer_size);
     const i64 x_top = x.mag();
 
-    const HeldTransforms memory(mp, p + 9, 1);
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    const bool keep = plan.transforms == DivisionTransforms::kept;
+    const StepTransform memory(mp, p + 9, keep);
+    BigFloatTransformR held(memory.transform(), memory.data());
     {
         StatusFrame frame(status, " 0M ", status_digits(q));
         const i64 top = A.mag() + x_top;
-        held.mul_rr_xf(memory.context(), y, x, q, A, q, top - static_cast<i64>(q), top);
+        if (keep) {
+            held.mul_rr_xf(memory.context(), y, x, q, A, q, top - static_cast<i64>(q), top);
+        } else {
+            held.mul_rr_xx(memory.context(), y, x, q, A, q, top - static_cast<i64>(q), top);
+        }
         status.work().add(division_product_work(p));
     }
 
@@ -86,7 +115,14 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     const Crossing crossing = subtract_windows(P, d, q + 3, a, r, w, kRun);
 
     StatusFrame frame(status, " 2M ", status_digits(p));
-    held.mul_rf_xf(memory.context(), e, d, q + 3, y.mag() - static_cast<i64>(p), x_top + d.mag());
+    const i64 lowest = y.mag() - static_cast<i64>(p);
+    if (keep) {
+        held.mul_rf_xf(memory.context(), e, d, q + 3, lowest, x_top + d.mag());
+    } else {
+        // A product without transforms is written clear of its operands: T's words are free again.
+        held.mul_rr_xx(memory.context(), T, x, q, d, q + 3, lowest, x_top + d.mag());
+        e.set_BigFloat(e.buffer_size, P, T);
+    }
     T.set_add(p, P, y, e);
     return crossing;
 }

@@ -5,7 +5,12 @@
 
 namespace trel {
 
+// Whether a division keeps the transform of the reciprocal for its second product. Without it that is made
+// once more, and the scratch is that of one product.
+enum class DivisionTransforms { kept, none };
+
 struct DivisionPlan {
+    DivisionTransforms transforms;
     u64 p;
     u64 q;  // precision of the reciprocal
     u64 tds;
@@ -19,7 +24,7 @@ struct DivisionPlan {
     u64 temporaries;  // words
     u64 scratch_bytes;
 
-    static DivisionPlan make(u64 p, u64 tds);
+    static DivisionPlan make(u64 p, u64 tds, DivisionTransforms transforms = DivisionTransforms::kept);
 };
 
 struct Division_BigFloatR {

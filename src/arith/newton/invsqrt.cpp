@@ -25,56 +25,65 @@ u64 basic_words(u64 p) {
     return p == 0 ? 0 : 2 * (newton::previous_precision(p) + 2) + p + 2;
 }
 
-bool coupled(u64 p) {
-    return p >= newton::kCoupledPrecision;
-}
-
-// What a run of p words cuts from the word buffer. Below the coupled levels a level's temporaries take the
+// What a run of p words cuts from the word buffer. Around the coupled levels a level's temporaries take the
 // place of those below it; a coupled level needs its own from the start and lends the result's words to the
 // levels below.
-u64 words_cut(u64 p) {
+u64 words_cut(u64 p, const newton::CoupledRange& coupled) {
     if (p < newton::kTransformPrecision) return basic_words(p);
-    if (coupled(p)) {
-        const u64 below = words_cut(newton::previous_precision(p));
+    const u64 below = words_cut(newton::previous_precision(p), coupled);
+    if (coupled.contains(p))
         return 2 * newton::root_estimate_words(p) + newton::root_error_words(p) + (below > p + 4 ? below : 0);
-    }
     return newton::root_estimate_words(p) +
-           std::max(newton::correction_words(p) + newton::root_error_words(p),
-                    words_cut(newton::previous_precision(p)));
+           std::max(newton::correction_words(p) + newton::root_error_words(p), below);
 }
 
-// A plan serves every run of fewer words. Of the levels that are not coupled the highest there can be needs
-// the most, because x's transform is held while A x^2 is made: more than the coupled levels somewhat above
-// it.
-u64 window_scratch_bytes(u64 p) {
-    if (coupled(p)) {
-        const u64 previous = newton::previous_precision(p);
-        const u64 plain = newton::kCoupledPrecision - 1;
-        const u64 start = std::min(previous, plain);  // coupled_root_start()'s highest precision
-        const u64 below = coupled(previous) ? std::max(newton::HeldTransforms::scratch_bytes(previous + 8, 2),
-                                                       window_scratch_bytes(previous))
-                                            : window_scratch_bytes(plain);
-        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below,
-                         round_up_64(multiply_scratch_bytes(2 * start + 6))});
-    }
+// Of a level that is not coupled: x's transform is held while A x^2 is made.
+u64 plain_scratch_bytes(u64 p) {
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.transform_data +
            std::max(held.transform_data + held.transform_scratch,
                     newton::window_product_scratch_bytes(newton::window_product_words(p)));
 }
 
+// A plan serves every run of fewer words. Of the levels below the coupled ones the highest there can be needs
+// the most: more than the coupled levels somewhat above it.
+u64 window_scratch_bytes(u64 p, const newton::CoupledRange& coupled) {
+    if (coupled.contains(p)) {
+        const u64 previous = newton::previous_precision(p);
+        const u64 plain = coupled.first - 1;
+        const u64 start = std::min(previous, plain);  // coupled_root_start()'s highest precision
+        const u64 below = coupled.contains(previous)
+                              ? std::max(newton::HeldTransforms::scratch_bytes(previous + 8, 2),
+                                         window_scratch_bytes(previous, coupled))
+                              : plain_scratch_bytes(plain);
+        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below,
+                         round_up_64(multiply_scratch_bytes(2 * start + 6))});
+    }
+    const u64 bytes = plain_scratch_bytes(p);
+    if (p < coupled.first || coupled.last < coupled.first) return bytes;
+    return std::max(bytes, window_scratch_bytes(coupled.last, coupled));
+}
+
 }  // namespace
 
 InvsqrtFloatPlan InvsqrtFloatPlan::make(u64 p, u64 tds) {
+    return make(p, tds, newton::CoupledRange::of(basic_table64()));
+}
+
+InvsqrtFloatPlan InvsqrtFloatPlan::make(u64 p, u64 tds, const newton::CoupledRange& coupled) {
     InvsqrtFloatPlan plan;
+    plan.coupled = coupled;
     plan.p = p;
     plan.tds = tds;
     plan.basic_p = std::min(p, newton::kTransformPrecision);
     plan.result = p + 4;
-    plan.temporaries = round_up_8(std::max(words_cut(p), basic_words(plan.basic_p)));
+    // Of a plain level above the coupled ones, and of the highest of those.
+    const u64 highest = std::min(p, std::max(coupled.first, coupled.last));
+    plan.temporaries =
+        round_up_8(std::max({words_cut(p, coupled), words_cut(highest, coupled), basic_words(plan.basic_p)}));
     plan.scratch_bytes = round_up_64(multiply_scratch_bytes(2 * plan.basic_p + 4));
     if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes, window_scratch_bytes(p));
+        plan.scratch_bytes = std::max(plan.scratch_bytes, window_scratch_bytes(p, coupled));
     return plan;
 }
 
@@ -107,23 +116,28 @@ void run_windowed(const MultiplyContext& mp, Status& status, BigFloat& T, const 
         newton::rest_of);
 }
 
-void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
-                LinearWordBuffer buffer, const newton::CoupledRoot* above = nullptr) {
-    if (!coupled(p)) return run_windowed(mp, status, T, A, p, buffer);
+void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& mp, Status& status, BigFloat& T,
+                const BigFloat& A, u64 p, LinearWordBuffer buffer,
+                const newton::CoupledRoot* above = nullptr) {
+    if (p < coupled.first || coupled.last < coupled.first) return run_windowed(mp, status, T, A, p, buffer);
     if (T.buffer_size < p + kIteration.extra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kIteration.extra);
+    const u64 previous = newton::previous_precision(p);
     const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
+    BigFloat x(x_words.get(), x_words.size());
+    if (!coupled.contains(p)) {
+        run_levels(coupled, mp, status, x, A, previous, buffer);
+        return newton::invsqrt_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
+    }
     const LinearWordBuffer s_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
     const LinearWordBuffer d_words = buffer.cut_from_bottom(newton::root_error_words(p));
-    BigFloat x(x_words.get(), x_words.size());
     BigFloat s(s_words.get(), s_words.size());
     BigFloat d(d_words.get(), d_words.size());
 
-    const u64 previous = newton::previous_precision(p);
     const newton::CoupledRoot root{s, d, p};
     const LinearWordBuffer below = newton::larger_of(buffer, T);
-    if (coupled(previous)) {
-        run_levels(mp, status, x, A, previous, below, &root);
+    if (coupled.contains(previous)) {
+        run_levels(coupled, mp, status, x, A, previous, below, &root);
     } else {
         run_windowed(mp, status, x, A, previous, below);
         newton::coupled_root_start(mp, root, A, x, previous, kRun);
@@ -197,7 +211,7 @@ void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyC
 void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status,
                                  BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
-    run_levels(mp, status, T, A, p, buffer);
+    run_levels(plan.coupled, mp, status, T, A, p, buffer);
 }
 
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,

@@ -3,6 +3,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/kernels/linear_word_buffer.h"
+#include "arith/newton/coupled_root.h"
 #include "base/status/status.h"
 
 namespace trel {
@@ -14,8 +15,10 @@ struct InvsqrtFloatPlan {
     u64 result;         // words of T's buffer, p + 4
     u64 temporaries;    // words of the word buffer
     u64 scratch_bytes;  // MultiplyContext::scratch
+    newton::CoupledRange coupled;
 
     static InvsqrtFloatPlan make(u64 p, u64 tds);
+    static InvsqrtFloatPlan make(u64 p, u64 tds, const newton::CoupledRange& coupled);
 };
 
 // T = A^(-1/2), A > 0; basic form (p up to plan.basic_p).

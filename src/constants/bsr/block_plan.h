@@ -39,6 +39,8 @@ class BSR_BlockB {
                u64 room = kAnyRoom)
         : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
         capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
+        if (widened(tds) > kFollowedTasks)
+            spread_ = trel::round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
         const double size = series.log_size(block.a, block.b);
         const double nats_each = aggressive_limit(tds) * kLeafBlocks;
         u64 depth = 0;
@@ -77,6 +79,12 @@ class BSR_BlockB {
     Capacities<F> capacities(u64 a, u64 b) const {
         Capacities<F> words = F::capacities(*series_, a, b);
         if (F::kLink < F::kNumbers && edge(b)) words[F::kLink] = 0;
+        return words;
+    }
+    // An upper bound for any range of the size of [a, b) that is not at the edge.
+    Capacities<F> wide_capacities(u64 a, u64 b) const {
+        Capacities<F> words = F::capacities(*series_, a, b);
+        for (u64& n : words) n += spread_;
         return words;
     }
     Capacities<F> float_capacities(u64 a, u64 b) const {
@@ -125,6 +133,9 @@ class BSR_BlockB {
     // Levels below a task's range that the plan follows exactly, down to ranges of kPlanTerms.
     static constexpr int kPlanLevels = 6;
     static constexpr u64 kPlanTerms = 2048;
+    // Task levels of so many tasks are followed into both halves of every range; larger ones by their
+    // outermost ranges.
+    static constexpr u64 kFollowedTasks = 256;
     // Upper levels tried in vain before the plan takes the memory it needs.
     static constexpr u64 kMoreDepth = 8;
 
@@ -134,18 +145,27 @@ class BSR_BlockB {
                         : needs_float(block_.a, block_.b, tds_, depth, room);
     }
 
-    Needs merge_needs(u64 a, u64 m, u64 b, u64 room) const {
+    // Which ranges a plan of one task answers for: the one that it is asked for, or any of its size.
+    enum class For { itself, its_size };
+    Capacities<F> capacities(u64 a, u64 b, For whom) const {
+        return whom == For::itself ? capacities(a, b) : wide_capacities(a, b);
+    }
+    Capacities<F> inner_capacities(u64 a, u64 b, For whom) const {
+        return whom == For::itself ? F::capacities(*series_, a, b) : wide_capacities(a, b);
+    }
+
+    Needs merge_needs(u64 a, u64 m, u64 b, u64 room, For whom = For::itself) const {
         return F::merge_needs(
-            {capacities(a, m), F::capacities(*series_, m, b), F::capacities(*series_, a, b), room});
+            {capacities(a, m, whom), inner_capacities(m, b, whom), inner_capacities(a, b, whom), room});
     }
     // Both halves one after the other. They are of one size but for a few words, so what the left one needs
     // stands below what the right one needs above the left one's results: a plan follows the right one alone,
     // one path for any number of terms.
     template <class Right>
-    Needs halves(u64 a, u64 m, u64 b, u64 room, Right&& right) const {
-        const u64 words = total_words(capacities(a, m)) + total_words(capacities(m, b));
+    Needs halves(u64 a, u64 m, u64 b, u64 room, For whom, Right&& right) const {
+        const u64 words = total_words(capacities(a, m, whom)) + total_words(capacities(m, b, whom));
         const u64 rest = room_above(room, words);
-        return right(rest).maximum(merge_needs(a, m, b, rest)).above(words);
+        return right(rest).maximum(merge_needs(a, m, b, rest, whom)).above(words);
     }
 
     // ---- the word level: one task
@@ -155,22 +175,23 @@ class BSR_BlockB {
         return 3 * F::term_words(*series_) * kSmallTerms + 1024 +
                trel::round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
     }
-    Needs needs_sequential(u64 a, u64 b, int levels, u64 room) const {
-        const Capacities<F> words = F::capacities(*series_, a, b);
+    Needs needs_sequential(u64 a, u64 b, int levels, u64 room, For whom = For::itself) const {
+        const Capacities<F> words = inner_capacities(a, b, whom);
         if (b - a <= kSmallTerms) return F::merge_needs({words, words, words, kAnyRoom}).above(small_words());
         const u64 m = split(a, b);
         if (levels > 0 && b - a > kPlanTerms) {
-            return halves(a, m, b, room, [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest); });
+            return halves(a, m, b, room, whom,
+                          [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest, whom); });
         }
         // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
         // not where the stack is deepest: it stands on the results of its own halves alone.
-        const u64 top = total_words(capacities(a, m)) + total_words(capacities(m, b));
-        Needs needs = merge_needs(a, m, b, room_above(room, top)).above(top);
+        const u64 top = total_words(capacities(a, m, whom)) + total_words(capacities(m, b, whom));
+        Needs needs = merge_needs(a, m, b, room_above(room, top), whom).above(top);
         const u64 chain = trel::round_up_8(total_words(words) * 9 / 4) + 8192;
         for (const auto& [from, to] : {std::pair(a, m), std::pair(m, b)}) {
             if (to - from < 2) continue;
             const u64 rest = room_above(room, chain);
-            needs.take_maximum(merge_needs(from, split(from, to), to, rest).above(chain));
+            needs.take_maximum(merge_needs(from, split(from, to), to, rest, whom).above(chain));
         }
         needs.take_maximum(
             trel::kept_product_needs(trel::basecase_words(), kAnyRoom).above(chain + small_words()));
@@ -185,16 +206,50 @@ class BSR_BlockB {
         const u64 words = total_words(capacities(a, m)) + total_words(capacities(m, b));
         const u64 rest = room_above(room, words);
         const u64 each = rest == kAnyRoom ? rest : rest / 2;
-        return needs_T(a, m, tds / 2, each)
-            .maximum(needs_T(m, b, tds - tds / 2, each))
+        const u64 more = tds - tds / 2;
+        const Needs half = tds > kFollowedTasks
+                               ? needs_level({a, m}, {m, b}, more, each)
+                               : needs_T(a, m, tds / 2, each).maximum(needs_T(m, b, more, each));
+        return half.twice().maximum(merge_needs(a, m, b, rest)).above(words);
+    }
+
+    // What any range of one level needs, from the first and the last of them. Halves are of equal size to one
+    // term, so all ranges of a level are of one size to two terms; at one size a number's share grows or
+    // shrinks along the index, so that it is largest at one of the two, to the words of spread_. `tds`: the
+    // most that a range has. (The walk into both halves would take twice as long with each level.)
+    struct Range {
+        u64 a, b;
+    };
+    Needs needs_level(Range first, Range last, u64 tds, u64 room) const {
+        const bool first_splits = splits(first.a, first.b), last_splits = splits(last.a, last.b);
+        Needs needs;
+        if (tds < 2 || !first_splits || !last_splits) {
+            for (const Range& range : {first, last})
+                needs.take_maximum(needs_sequential(range.a, range.b, kPlanLevels, room, For::its_size));
+        }
+        if (tds < 2 || (!first_splits && !last_splits)) return needs;
+        const Range first_half{first.a, split(first.a, first.b)};
+        const Range last_half{split(last.a, last.b), last.b};
+        const Capacities<F> whole = widest(first, last), half = widest(first_half, last_half);
+        const u64 words = 2 * total_words(half);
+        const u64 rest = room_above(room, words);
+        const u64 each = rest == kAnyRoom ? rest : rest / 2;
+        return needs_level(first_half, last_half, tds - tds / 2, each)
             .twice()
-            .maximum(merge_needs(a, m, b, rest))
-            .above(words);
+            .maximum(F::merge_needs({half, half, whole, rest}))
+            .above(words)
+            .maximum(needs);
+    }
+    Capacities<F> widest(Range first, Range last) const {
+        Capacities<F> words = wide_capacities(first.a, first.b);
+        const Capacities<F> others = wide_capacities(last.a, last.b);
+        for (std::size_t i = 0; i < F::kNumbers; i++) words[i] = std::max(words[i], others[i]);
+        return words;
     }
     Needs needs_B(u64 a, u64 b, u64 depth, u64 room) const {
         if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_), room);
         const u64 m = split(a, b);
-        return halves(a, m, b, room, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
+        return halves(a, m, b, room, For::itself, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
     }
 
     // ---- floating point
@@ -231,6 +286,8 @@ class BSR_BlockB {
     bool exact_;
     u64 tds_;
     u64 depth_ = 0;
+    // Words by which a number of a range may exceed that of the outermost ranges of its level.
+    u64 spread_ = 0;
     Capacities<F> capacities_;
     Needs needs_;
 };

@@ -9,10 +9,11 @@ namespace kalvor::BinarySplitting {
 
 using trel::round_up_8;
 
-SeriesValuePlan::SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds)
+SeriesValuePlan::SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds,
+                                 trel::DivisionTransforms transforms)
     : precision_(precision_words),
       coefficients_(coefficients),
-      division_(trel::DivisionPlan::make(precision_words, tds)),
+      division_(trel::DivisionPlan::make(precision_words, tds, transforms)),
       numerator_words_(round_up_8(precision_words + 6)),
       needs_(Needs{division_.result, trel::round_up_64(division_.scratch_bytes), precision_words + 9}.above(
           numerator_words_ + round_up_8(division_.temporaries))) {}

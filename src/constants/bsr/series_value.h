@@ -24,7 +24,8 @@ struct Coefficients {
 // The finishing step alone.
 class SeriesValuePlan {
   public:
-    SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds);
+    SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds,
+                    trel::DivisionTransforms transforms = trel::DivisionTransforms::kept);
 
     const Needs& needs() const { return needs_; }
     double work() const;
@@ -51,8 +52,9 @@ class SummedSeriesPlan {
     // The series outlives the plan. P and Q of the sum are its numbers 0 and 1. floor_bytes: what the caller
     // takes in any case.
     SummedSeriesPlan(const typename F::Series& series, const Coefficients& coefficients,
-                     u64 block_limit_words, u64 tds, u64 floor_bytes = 0)
-        : value_(series.precision(), coefficients, tds),
+                     u64 block_limit_words, u64 tds, u64 floor_bytes = 0,
+                     trel::DivisionTransforms transforms = trel::DivisionTransforms::kept)
+        : value_(series.precision(), coefficients, tds, transforms),
           // Q is no longer than the numerator.
           sum_(series, block_limit_words, tds,
                std::max(floor_bytes, value_.needs().above(trel::round_up_8(series.precision() + 6)).bytes)) {

@@ -120,7 +120,8 @@ struct PiPlan::Parts {
           y_words(round_up_8(invsqrt.result)),
           root_bytes(y_words * sizeof(Word) + round_up_8(invsqrt.temporaries) * sizeof(Word) +
                      round_up_64(invsqrt.scratch_bytes)),
-          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes),
+          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes,
+                reduced(algorithm) ? trel::DivisionTransforms::none : trel::DivisionTransforms::kept),
           // One word above the product's for the carry of its last addition.
           result_words(round_up_8(std::max(value.needs().result_words, precision + 3))),
           operand_bytes((y_words + result_words) * sizeof(Word)),
@@ -157,6 +158,10 @@ u64 PiPlan::max_product_words() const {
     return parts_->max_product_words;
 }
 
+const char* PiPlan::label() const {
+    return parts_->kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):" : "Pi - Ramanujan (1910):";
+}
+
 std::vector<trel::WorkPhase> PiPlan::work() const {
     std::vector<trel::WorkPhase> phases = parts_->value.work();
     const double root = trel::newton::levels_work(parts_->precision);
@@ -179,8 +184,7 @@ u64 PiPlan::series_blocks_checked() const {
 void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context, trel::Status& status,
                               BigFloat& result) {
     const PiPlan::Parts& parts = plan.parts();
-    status.Status_Line(parts.kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):"
-                                                              : "Pi - Ramanujan (1910):");
+    status.Status_Line(plan.label());
 
     BigFloat& x = result;
     parts.value.run(context, status, x);

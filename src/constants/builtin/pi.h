@@ -21,6 +21,8 @@ class PiPlan {
     trel::u64 result_words() const;
     trel::u64 working_bytes() const;
     trel::u64 max_product_words() const;
+    // What a run is announced with.
+    const char* label() const;
     // The phases of a run, in seconds of one core.
     std::vector<trel::WorkPhase> work() const;
     // Blocks of the sum; those that are exact are checked by their residues.

@@ -33,6 +33,8 @@ class ConstantPlan {
     // Blocks of the sum, and how many of them the run checks by their residues.
     virtual u64 series_blocks() const { return 0; }
     virtual u64 series_blocks_checked() const { return 0; }
+    // What the run announces itself with, for the log of its steps; empty when it does not.
+    virtual std::string label() const { return {}; }
     // result = the constant to the plan's precision; context.scratch holds working_bytes().
     virtual void run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
 };

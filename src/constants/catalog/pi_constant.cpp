@@ -29,6 +29,7 @@ class Plan final : public ConstantPlan {
     std::vector<trel::WorkPhase> work() const override { return plan_.work(); }
     u64 series_blocks() const override { return plan_.series_blocks(); }
     u64 series_blocks_checked() const override { return plan_.series_blocks_checked(); }
+    std::string label() const override { return plan_.label(); }
     void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         Pi_Series_BigFloatR::run(plan_, context, status, result);
     }

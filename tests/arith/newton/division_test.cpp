@@ -17,8 +17,9 @@ Workspace workspace(const DivisionPlan& plan) {
     return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
 }
 
-void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what, u64 tds = 1) {
-    const DivisionPlan plan = DivisionPlan::make(p, tds);
+void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what, u64 tds,
+                     DivisionTransforms transforms) {
+    const DivisionPlan plan = DivisionPlan::make(p, tds, transforms);
     Workspace w = workspace(plan);
     Division_BigFloatR::run(plan, w.mp, null_status(), w.T, A, B, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
@@ -27,6 +28,14 @@ void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::str
     ASSERT_NE(w.T.T[w.T.L - 1], 0u) << what;
     ASSERT_EQ(w.T.sign, A.sign == B.sign) << what;
     ASSERT_LE(quotient_error(w.T, A, B, p), quotient_error_bits(w.T, p)) << what;
+}
+
+void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what, u64 tds = 1) {
+    for (const DivisionTransforms transforms : {DivisionTransforms::kept, DivisionTransforms::none}) {
+        expect_quotient(A, B, p, what + (transforms == DivisionTransforms::kept ? "" : " none kept"), tds,
+                        transforms);
+        if (::testing::Test::HasFatalFailure()) return;
+    }
 }
 
 // Runs the last step on its own, with a reciprocal that is `lower` units lower, and tells how the remainder's
@@ -190,6 +199,17 @@ TEST(DivisionTest, TaskCountsGiveTheSameWords) {
             if (first.empty()) first = words;
             EXPECT_EQ(words, first) << "p=" << p << " tds=" << tds;
         }
+    }
+}
+
+// Without a kept transform a division takes the memory of its longest product.
+TEST(DivisionTest, NoKeptTransformIsLessMemory) {
+    for (u64 p : {1000, 20000, 1000000, 20000000}) {
+        const DivisionPlan kept = DivisionPlan::make(p, 1);
+        const DivisionPlan none = DivisionPlan::make(p, 1, DivisionTransforms::none);
+        EXPECT_EQ(none.temporaries, kept.temporaries);
+        EXPECT_LT(static_cast<double>(none.scratch_bytes), 0.8 * static_cast<double>(kept.scratch_bytes))
+            << p;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <mpfr.h>
 
 #include "arith/kernels/word_array.h"
+#include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/newton/coupled_root.h"
 #include "arith/newton/steps.h"
@@ -123,6 +124,70 @@ TEST(InvsqrtTest, PlansGrowWithThePrecision) {
         ASSERT_GE(plan.scratch_bytes, below.scratch_bytes) << p;
         ASSERT_GE(plan.temporaries, below.temporaries) << p;
         below = plan;
+    }
+}
+
+// Coupled levels end where the table hands over to an algorithm that drops a carry of many words.
+TEST(InvsqrtTest, CoupledLevelsFollowTheTable) {
+    const auto entry = [](const char* name) { return *find_algorithm(TableSlot::basic64, name); };
+    for (const char* name : {"BKT", "FFT", "C17", "VST"})
+        EXPECT_TRUE(entry(name).algorithm->folds_within_a_word()) << name;
+    for (const char* name : {"N32", "N64", "HNT"})
+        EXPECT_FALSE(entry(name).algorithm->folds_within_a_word()) << name;
+
+    // A level of p words has a convolution of p + 8.
+    const newton::CoupledRange range = newton::CoupledRange::of(basic_table64());
+    u64 last = 0;
+    for (const AlgorithmTable::Item& item : basic_table64().items())
+        if (item.algorithm == entry("C17").algorithm) last = item.threshold_words - 8;
+    EXPECT_EQ(last, 0x1440000000000u / 64 - 8);
+    EXPECT_EQ(range.first, newton::kCoupledPrecision);
+    EXPECT_EQ(range.last, last);
+    EXPECT_FALSE(range.contains(newton::kCoupledPrecision - 1));
+    EXPECT_TRUE(range.contains(newton::kCoupledPrecision));
+    EXPECT_TRUE(range.contains(last));
+    EXPECT_FALSE(range.contains(last + 1));
+    EXPECT_EQ(basic_table64().get_algorithm(last + 8).folds_within_a_word(), true);
+    EXPECT_EQ(basic_table64().get_algorithm(last + 9).folds_within_a_word(), false);
+
+    const auto last_of = [&](std::initializer_list<AlgorithmTable::ListItem> list) {
+        AlgorithmTableB table("Test", 64);
+        for (const AlgorithmTable::ListItem& item : list)
+            table.add(item.threshold_bits, entry(item.short_name.c_str()));
+        return newton::CoupledRange::of(table).last;
+    };
+    const u64 first_bits = 64 * (newton::kCoupledPrecision + 8);
+    EXPECT_EQ(last_of({{"N64", 1 << 20}, {"C17", 1 << 24}}), 0u);  // what follows the gap is not used
+    EXPECT_EQ(last_of({{"N64", first_bits - 64}, {"C17", 1 << 24}}), (1u << 18) - 8);
+    EXPECT_EQ(last_of({{"C17", first_bits}, {"N64", 1 << 24}}), newton::kCoupledPrecision);
+    EXPECT_EQ(last_of({{"C17", first_bits - 64}, {"N64", 1 << 24}}), 0u);
+    EXPECT_EQ(last_of({{"FFT", 1 << 20}, {"C17", 1 << 24}, {"N64", u64(1) << 40}}), (1u << 18) - 8);
+}
+
+// Plain levels above coupled ones, and none coupled: such runs stay in their plans, at every smaller
+// precision too, and the plans of more words are not too small for them.
+TEST(InvsqrtTest, PlainLevelsAboveCoupledOnes) {
+    std::mt19937_64 rng(54);
+    const u64 first = newton::kCoupledPrecision;
+    for (const u64 last : {u64(0), first, 2 * first - 2, 2 * first + 11}) {
+        const newton::CoupledRange range{first, last};
+        for (const u64 planned : {first, first + 1, 2 * first, 2 * first + 12, 4 * first + 30}) {
+            const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(planned, 1, range);
+            EXPECT_EQ(plan.coupled.last, last);
+            for (const u64 p : {u64(100), first - 1, first, first + 1, 2 * first - 3, 2 * first,
+                                2 * first + 11, 2 * first + 12, 2 * first + 13, 4 * first + 30}) {
+                if (p > planned) continue;
+                const Number A(make_words(shape_of(rng()), operand_length(p, rng), rng),
+                               static_cast<i64>(rng() % 9) - 4);
+                Workspace w = workspace(plan);
+                RecordingStatus status;
+                ASSERT_NO_THROW(InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, A.value, p, w.buffer()))
+                    << last << " " << planned << " " << p;
+                ASSERT_TRUE(w.intact()) << last << " " << planned << " " << p;
+                ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p))
+                    << last << " " << planned << " " << p;
+            }
+        }
     }
 }
 

@@ -108,7 +108,7 @@ TEST_P(RangeTest, LongRangesOnAnyNumberOfTasks) {
     for (const auto& [a, b] :
          std::vector<std::pair<u64, u64>>{{0, 999}, {0, 1000}, {1, 3002}, {4000, 8003}}) {
         const reference::HypergeometricTerm want = reference::hypergeometric_range(term(), GetParam(), a, b);
-        for (const u64 tds : {1, 2, 7}) {
+        for (const u64 tds : {1, 2, 7, 150}) {
             const PlannedBlock run(series, a, b, true, tds);
             expect_range(run.exacts, want.P, want.Q, want.R);
             if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;

@@ -73,6 +73,8 @@ TEST(ConstantTest, PlansRun) {
     for (const char* algorithm : {"0", "1", "2", "3"}) {
         pi->select_algorithm(algorithm);
         const auto plan = pi->plan(60, 1);
+        EXPECT_EQ(plan->label(),
+                  algorithm[0] % 2 == '0' % 2 ? "Pi - Chudnovsky (1988):" : "Pi - Ramanujan (1910):");
         EXPECT_EQ(plan->result_words() % 8, 0u);
         EXPECT_GE(plan->max_product_words(), 60u);
         Scratch result(plan->result_words() * sizeof(trel::Word)), working(plan->working_bytes());

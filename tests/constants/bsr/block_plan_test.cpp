@@ -1,0 +1,144 @@
+// The plan of a block beside a walk into both halves of every range, and the work that planning takes.
+#include "constants/bsr/block_plan.h"
+
+#include <gtest/gtest.h>
+
+#include "constants/bsr/common_p2b3.h"
+#include "constants/bsr/psr_series.h"
+#include "constants/builtin/pi_series.h"
+#include "support/harmonic_family.h"
+
+using namespace kalvor::BinarySplitting;
+using kalvor::PiSeries;
+using kalvor::PiSeriesKind;
+using trel::u64;
+
+namespace {
+
+// What a run of a range needs in memory, by the definition: the run's own splits, both halves of each.
+template <class F>
+class Walk {
+  public:
+    explicit Walk(const BSR_BlockB<F>& plan) : plan_(plan) {}
+    Needs needs(u64 room) const { return upper(plan_.block().a, plan_.block().b, plan_.depth(), room); }
+
+  private:
+    Needs merge(u64 a, u64 m, u64 b, u64 room) const {
+        const auto& series = plan_.series();
+        return F::merge_needs(
+            {plan_.capacities(a, m), F::capacities(series, m, b), F::capacities(series, a, b), room});
+    }
+    Needs upper(u64 a, u64 b, u64 depth, u64 room) const {
+        if (depth == 0 || !plan_.splits(a, b)) return tasks(a, b, plan_.widened(plan_.tds()), room);
+        const u64 m = plan_.split(a, b);
+        const u64 left = total_words(plan_.capacities(a, m)), right = total_words(plan_.capacities(m, b));
+        const u64 rest = room_above(room, left + right);
+        return upper(m, b, depth - 1, rest).maximum(merge(a, m, b, rest)).above(left + right);
+    }
+    Needs tasks(u64 a, u64 b, u64 tds, u64 room) const {
+        if (tds < 2 || !plan_.splits(a, b)) {
+            const auto& series = plan_.series();
+            const PsrBlock block{a, b, series.precision_words(a), series.precision_words(b)};
+            const BSR_BlockB<F> one(series, block, plan_.edge(b), true, 1, room);
+            EXPECT_EQ(one.depth(), 0u);
+            return one.needs();
+        }
+        const u64 m = plan_.split(a, b);
+        const u64 words = total_words(plan_.capacities(a, m)) + total_words(plan_.capacities(m, b));
+        const u64 rest = room_above(room, words);
+        const u64 each = rest == kAnyRoom ? rest : rest / 2;
+        return tasks(a, m, tds / 2, each)
+            .maximum(tasks(m, b, tds - tds / 2, each))
+            .twice()
+            .maximum(merge(a, m, b, rest))
+            .above(words);
+    }
+
+    const BSR_BlockB<F>& plan_;
+};
+
+// Terms of a task's range that is far from the shortest that are split.
+constexpr u64 kLongRange = 4000;
+
+template <class F>
+void expect_close(const typename F::Series& series, u64 a, u64 b, bool edge, u64 tds, u64 room) {
+    SCOPED_TRACE(testing::Message() << a << ".." << b << " tds=" << tds << " edge=" << edge
+                                    << " room=" << room);
+    const PsrBlock block{a, b, series.precision_words(a), series.precision_words(b)};
+    const BSR_BlockB<F> plan(series, block, edge, true, tds, room);
+    const Needs walked = Walk<F>(plan).needs(room);
+    EXPECT_GE(plan.needs().bytes, walked.bytes);
+    EXPECT_GE(plan.needs().product_words, walked.product_words);
+    // Where ranges are about as short as those that are not split, the plan takes all of them for split.
+    if (b - a < 2 * tds * kLongRange) return;
+    EXPECT_LE(static_cast<double>(plan.needs().bytes), 1.06 * static_cast<double>(walked.bytes));
+    EXPECT_LE(static_cast<double>(plan.needs().product_words),
+              1.01 * static_cast<double>(walked.product_words));
+}
+
+TEST(BlockPlanTest, ManyTasksCoverEveryRange) {
+    for (const PiSeriesKind kind : {PiSeriesKind::chudnovsky, PiSeriesKind::ramanujan}) {
+        const PiSeries near(kind, 2000000), far(kind, u64(1) << 47);
+        for (const u64 tds : {129, 150, 256, 700}) {
+            for (const u64 room : {kAnyRoom, u64(0)}) {
+                for (const bool edge : {false, true}) {
+                    const auto expect = [&](const PiSeries& series, u64 a, u64 b) {
+                        expect_close<CommonP2B3::Family>(series, a, b, edge, tds, room);
+                    };
+                    expect(near, 0, 300000);
+                    expect(near, 0, 777777);
+                    expect(near, 12345, 900001);
+                    expect(near, 54321, 54321 + 8000 * tds);
+                    expect(far, 123456789012, 123457789012);
+                    // Where doubles no longer tell terms apart.
+                    expect(far, (u64(1) << 48) - 100, (u64(1) << 48) + 300000);
+                }
+            }
+        }
+    }
+}
+
+TEST(BlockPlanTest, ManyTasksCoverEveryRangeOfAnotherFamily) {
+    const harmonic::Series series(4000000, 2000000);
+    for (const u64 tds : {129, 150, 700}) {
+        for (const u64 room : {kAnyRoom, u64(0)}) {
+            for (const bool edge : {false, true}) {
+                for (const auto& [a, b] :
+                     std::vector<std::pair<u64, u64>>{{0, 500000}, {0, 999999}, {77777, 1000001}})
+                    expect_close<harmonic::Family>(series, a, b, edge, tds, room);
+            }
+        }
+    }
+}
+
+// The family of the built-in series, counting how often it is asked for sizes: each is a step of the plan.
+struct Counted : CommonP2B3::Family {
+    static Words capacities(const Series& series, u64 a, u64 b) {
+        asked++;
+        return Family::capacities(series, a, b);
+    }
+    static Needs merge_needs(const MergeSizes<Counted>& sizes) {
+        return Family::merge_needs({sizes.left, sizes.right, sizes.out, sizes.room});
+    }
+    static Needs float_needs(const MergeSizes<Counted>& sizes, u64 precision) {
+        return Family::float_needs({sizes.left, sizes.right, sizes.out, sizes.room}, precision);
+    }
+    static inline u64 asked = 0;
+};
+
+TEST(BlockPlanTest, PlanningDoesNotGrowWithTheTasks) {
+    // 10^11 and 10^15 digits.
+    for (const u64 precision : {u64(5190512603), u64(51905126036840)}) {
+        const PiSeries series(PiSeriesKind::chudnovsky, precision);
+        const auto asked = [&](u64 tds) {
+            Counted::asked = 0;
+            const PSR_SeriesB<Counted> plan(series, precision, tds);
+            return Counted::asked;
+        };
+        // A walk into both halves of every range asks 10^7 times and more with 1024 tasks or more.
+        for (const u64 tds : {1, 64, 129, 1024, 65536})
+            EXPECT_LT(asked(tds), 600000u) << precision << " " << tds;
+    }
+}
+
+}  // namespace
