@@ -122,8 +122,8 @@ TEST(ErrorsTest, TheNextWordIsTheFolderWhateverItIs) {
     TemporaryFolder folder;
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "-hex"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_TRUE(run.has(
-        "Warning: -o takes the next word whatever it is: the digits go into the folder \"-hex\".\n"))
+    EXPECT_TRUE(
+        run.has("Warning: -o takes the next word whatever it is: the digits go into the folder \"-hex\".\n"))
         << run.out;
     EXPECT_TRUE(std::filesystem::exists(folder / "-hex/Pi - Dec - Chudnovsky.txt"));
     EXPECT_EQ(run.value("Hexadecimal Digits:"), "Disabled");
@@ -172,8 +172,8 @@ TEST(ErrorsTest, UnwritablePath) {
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_NE(
         run.err.find(
-            "file\" is a file where a folder should be. Choose a folder that you may write to, with -o "
-            "<folder>.\n"),
+            "file\" is a file where a folder should be. Choose a folder that you may write to (-o <folder>, "
+            "or \"Path\" in a settings file).\n"),
         std::string::npos)
         << run.err;
     EXPECT_TRUE(run.has("Path is not writable.")) << run.out;

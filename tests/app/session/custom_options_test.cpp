@@ -44,6 +44,32 @@ TEST(CustomOptions, InAnyOrder) {
               "chudnovsky-reduced");
 }
 
+// A framework that this build lacks: the sentence says why, and what to do.
+TEST(CustomOptions, WhatTheBuildLacksIsNamedWithItsReason) {
+    const trel::LeftOutFramework left_out("manual", "built without its library; install it and run again");
+    CaptureConsole console;
+    EXPECT_THROW(parse({"-PF:manual"}), trel::InvalidParametersException);
+    EXPECT_EQ(
+        console.take().find("\n-PF: \"manual\" cannot be used: built without its library; install it and "
+                            "run again. Known: none, "),
+        0U);
+}
+
+// What is no name is shown without what moves a cursor.
+TEST(CustomOptions, UnknownNamesAreShownAndNotObeyed) {
+    const CaptureConsole console;
+    const auto message = [](const char* word) {
+        try {
+            parse({word});
+        } catch (const trel::InvalidParametersException& e) {
+            return e.message;
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(message("-PF:\x1b]0;x"), "Invalid Parallel Framework: \\x1b]0;x");
+    EXPECT_EQ(message("-MA:\x1b]0;x"), "Invalid Memory Allocator: \\x1b]0;x");
+}
+
 TEST(CustomOptions, TheDefaultIsSaid) {
     CaptureConsole console;
     EXPECT_EQ(parse({}).size.decimal_digits, 50000000u);

@@ -22,7 +22,8 @@ std::string not_writable(const std::string& path, u32 code) {
     return plain_words(FileIO::FileException("f()", "Path is not writable.", path, code));
 }
 
-constexpr const char* kChoose = " Choose a folder that you may write to, with -o <folder>.";
+constexpr const char* kChoose =
+    " Choose a folder that you may write to (-o <folder>, or \"Path\" in a settings file).";
 
 }  // namespace
 
