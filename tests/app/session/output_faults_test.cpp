@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <optional>
 
 #include "app/session/normal_float_session.h"
 #include "base/errors/exceptions.h"
@@ -32,6 +33,7 @@ class OutputFaultsTest : public testing::Test {
         settings.enable_hex = hexadecimal;
         settings.path = folder_.file("out");
         settings.overwrite = overwrite;
+        settings.minimum_space = minimum_space_;
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
             NormalFloatSessionB(settings).run();
@@ -52,6 +54,7 @@ class OutputFaultsTest : public testing::Test {
         return folder_.read(out(hexadecimal ? kHexName : kName));
     }
 
+    std::optional<bool> minimum_space_;
     ScratchFolder folder_;
 };
 
@@ -95,6 +98,18 @@ TEST_F(OutputFaultsTest, AFullVolumeAsksOnlyWhereBothEndsAreTerminals) {
     run(kDigits, false);
     EXPECT_EQ(disk.waits(), std::vector<double>(1, 60));
     EXPECT_EQ(console.lines_left(), 1U);
+    EXPECT_TRUE(folder_.has(out(kName)));
+}
+
+TEST_F(OutputFaultsTest, TheWantedSpaceReachesTheFiles) {
+    const CaptureConsole console;
+    FaultyFile disk;
+    disk.free_space(1000);
+    minimum_space_ = true;
+    EXPECT_THROW(run(kDigits, false), trel::FileIO::FileException);
+    EXPECT_FALSE(folder_.has(out(kName)));
+    minimum_space_ = false;
+    run(kDigits, false);
     EXPECT_TRUE(folder_.has(out(kName)));
 }
 
