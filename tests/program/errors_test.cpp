@@ -186,10 +186,11 @@ TEST(ErrorsTest, UnwritablePath) {
     { std::ofstream(blocker) << "x"; }
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", "-o", "file/out"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_NE(run.err.find(
-                  "file\" is a file where a folder should be. Choose a folder that you may write to, with -o "
-                  "<folder>.\n"),
-              std::string::npos)
+    EXPECT_NE(
+        run.err.find(
+            "file\" is a file where a folder should be. Choose a folder that you may write to (-o <folder>, "
+            "or \"Path\" in a settings file).\n"),
+        std::string::npos)
         << run.err;
     EXPECT_TRUE(run.has("Path is not writable.")) << run.out;
     EXPECT_TRUE(run.has("file/out")) << run.out;

@@ -4,6 +4,7 @@
 
 #include "app/record/digit_report.h"
 #include "base/clock/cpu_utilization.h"
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 
@@ -49,7 +50,8 @@ void print_result(const RunRecord& record, trel::Status& status) {
     status.Status_Line("");
     for (const WrittenFile& file : record.files) {
         status.Status_Label(kNameWidth, "Written:",
-                            {'G', file.path + "  (" + Console::format_commas(file.bytes) + " bytes)"});
+                            {'G', trel::CommandLine::shown_path(file.path) + "  (" +
+                                      Console::format_commas(file.bytes) + " bytes)"});
     }
     status.Status_Label(kNameWidth, "Verified:", {'G', checks_text(record.checks, !record.files.empty())});
 }

@@ -103,7 +103,8 @@ OptionTable<Choices> make_option_table() {
              c.settings.parallelism.framework = trel::make_default_framework_config(name);
              c.framework_chosen = true;
          }},
-         frameworks},
+         frameworks,
+         [](Word name) { return trel::left_out_reason(name); }},
         {{"-MA", ":<name>", "memory allocator", ""},
          WordValue<C>{
              [](C& c, Word name) { c.settings.allocator = trel::make_default_allocator_config(name); }},

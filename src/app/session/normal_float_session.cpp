@@ -14,6 +14,7 @@
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
 #include "os/path_kind.h"
+#include "os/console.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/allocate_heap.h"
@@ -147,7 +148,8 @@ std::vector<OutputFiles::Request> NormalFloatSessionB::output_requests() const {
 }
 
 OutputOptions NormalFloatSessionB::output_options() const {
-    return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds())};
+    return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()),
+            trel::Console::is_terminal() && trel::os::stdin_is_terminal()};
 }
 
 OutputStats NormalFloatSessionB::write_or_count(FloatWriterB& writer, trel::u8 radix) {

@@ -35,8 +35,10 @@ std::string missing_value(const OptionText& option, const std::string& next, con
 }
 
 std::string unusable_value(const OptionText& option, const std::string& value,
-                           const std::vector<std::string>& names, const std::string& page) {
-    std::string text = option.name + ": " + quoted(value) + " cannot be used.";
+                           const std::vector<std::string>& names, const std::string& reason,
+                           const std::string& page) {
+    std::string text = option.name + ": " + quoted(value) + " cannot be used";
+    text += reason.empty() ? "." : ": " + reason + ".";
     if (!names.empty()) {
         text += " Known: " + list_of(names) + "." + did_you_mean(nearest_name(value, names));
     }

@@ -53,6 +53,8 @@ struct OptionRow {
         value;
     // The values that there are, if they are names; from their registry.
     std::function<std::vector<std::string>(const Settings&)> names = {};
+    // Why a value that exists elsewhere cannot be used here; empty for any other value.
+    std::function<std::string(const std::string& value)> reason = {};
 };
 
 template <class Settings>
@@ -64,9 +66,10 @@ std::string refused_value(const OptionText& option, const std::string& value, co
                           const std::string& page);
 // An option without its value. `next` is the word behind it ("-dec 100"), empty when there is none.
 std::string missing_value(const OptionText& option, const std::string& next, const std::string& page);
-// A value that the option's handler refused; `names` may be empty.
+// A value that the option's handler refused; `names` and `reason` may be empty.
 std::string unusable_value(const OptionText& option, const std::string& value,
-                           const std::vector<std::string>& names, const std::string& page);
+                           const std::vector<std::string>& names, const std::string& reason,
+                           const std::string& page);
 // A word that is not an option; `what` tells whose: "an option of \"custom\"". `names` are those of the
 // table.
 std::string unknown_option(const std::string& raw, const std::string& what,
@@ -140,8 +143,8 @@ void read_option(const OptionRow<Settings>& row, Settings& settings, ParameterLi
     } catch (const RefusedException&) {
         throw;
     } catch (...) {
-        explain(
-            unusable_value(text, value, row.names ? row.names(settings) : std::vector<std::string>(), page));
+        explain(unusable_value(text, value, row.names ? row.names(settings) : std::vector<std::string>(),
+                               row.reason ? row.reason(value) : "", page));
         throw;
     }
 }

@@ -9,7 +9,8 @@
 
 namespace trel::CommandLine {
 
-inline constexpr u64 kLongestShown = 200;         // bytes of a value or path
+inline constexpr u64 kLongestShown = 200;  // bytes of a value or path
+inline constexpr u64 kLongestShownPath = 1000;
 inline constexpr u64 kLongestShownReport = 4000;  // bytes of a message of several lines
 
 // One line: control characters, marks that turn the direction of writing, and bytes that are no UTF-8 become
@@ -18,6 +19,11 @@ inline constexpr u64 kLongestShownReport = 4000;  // bytes of a message of sever
 std::string shown(std::string_view text, u64 longest = kLongestShown);
 // The same with its line feeds and tabs.
 std::string shown_lines(std::string_view text, u64 longest = kLongestShownReport);
+
+// A path: long ones are common, and the user needs the whole of them.
+inline std::string shown_path(std::string_view path) {
+    return shown(path, kLongestShownPath);
+}
 
 // shown() between double quotes.
 std::string quoted(std::string_view text);

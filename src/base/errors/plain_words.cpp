@@ -14,11 +14,9 @@ using os::PathKind;
 
 namespace {
 
-constexpr u64 kLongestPath = 1000;
-
 // The whole path between quotes.
 std::string named(const std::string& path) {
-    return '"' + shown(os::absolute_path(path), kLongestPath) + '"';
+    return '"' + CommandLine::shown_path(os::absolute_path(path)) + '"';
 }
 
 // Behind a failure that other options or another path avoid.
@@ -53,7 +51,7 @@ std::string folder_in_the_way(const std::string& path, u32 error_code) {
 std::string words_of(const FileIO::FileException& e) {
     if (e.message == "Path is not writable.") {
         return folder_in_the_way(e.path, e.error_code) +
-               " Choose a folder that you may write to, with -o <folder>.";
+               " Choose a folder that you may write to (-o <folder>, or \"Path\" in a settings file).";
     }
     if (os::path_kind(e.path) == PathKind::folder) return named(e.path) + " is a folder, not a file.";
     // The first line of the message says what was tried.

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/command_line/shown_text.h"
 #include "base/errors/exceptions.h"
 #include "base/registry/named.h"
 #include "base/settings/setting.h"
@@ -76,7 +77,7 @@ class Choices {
         if (const Type* const* type = types_.find(name)) return **type;
         const std::string reason = left_out_reason(name);
         throw InvalidParametersException(
-            "", unknown_ + std::string(name) + (reason.empty() ? "" : " (" + reason + ")"));
+            "", unknown_ + CommandLine::shown(name) + (reason.empty() ? "" : " (" + reason + ")"));
     }
 
     std::vector<std::string> names() const { return types_.names(); }

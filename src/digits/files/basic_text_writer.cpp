@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_reader.h"
@@ -165,7 +166,7 @@ void BasicTextWriter::store_characters(const char* text, u64 start, u64 count) {
 
 void BasicTextWriter::warn_incomplete() const {
     trel::Console::error_line("Warning, closing incomplete file", true);
-    trel::Console::print_line(incomplete_path());
+    trel::Console::print_line(trel::CommandLine::shown_path(incomplete_path()));
     written_.print();
     trel::Console::set_color('w');
 }

@@ -1,6 +1,8 @@
 #include "digits/output/output_files.h"
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_writer.h"
@@ -13,6 +15,7 @@ namespace kalvor {
 
 using trel::u64;
 using trel::u8;
+using trel::CommandLine::shown_path;
 using trel::FileIO::file_functions;
 using trel::FileIO::FileException;
 using trel::FileIO::kSectorBytes;
@@ -62,14 +65,15 @@ Replacement check_target(const std::string& folder, const OutputFiles::Request& 
 // Empty when the volume has the space, or does not say.
 std::string shortage(const os::VolumeSpace& space, u64 needed) {
     if (space.error || space.free_bytes >= needed) return "";
-    return "There is too little space on the volume " + space.volume + ": the digits need " +
+    return "There is too little space on the volume " + shown_path(space.volume) + ": the digits need " +
            bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are free.";
 }
 
 [[noreturn]] void refuse_shortage(const std::string& text, const std::string& folder) {
-    throw FileException(kFunction,
-                        text + " Make room, choose another folder with -o, or run with -minspace:0.",
-                        folder.empty() ? "." : folder);
+    throw FileException(
+        kFunction,
+        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.",
+        folder.empty() ? "." : folder);
 }
 
 }  // namespace
@@ -131,8 +135,9 @@ void OutputFiles::reserve_space() {
                                            entry.file->draft_path(), error);
         }
         // A quota, a limit on the size of files, or somebody was faster.
-        text = "The volume " + space.volume + " does not give the space that is asked for: the digits need " +
-               bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are said to be free.";
+        text = "The volume " + shown_path(space.volume) +
+               " does not give the space that is asked for: the digits need " + bytes_text(needed) + ", " +
+               bytes_text(space.free_bytes) + " are said to be free.";
     }
     if (text.empty()) return;
     if (options_.minimum_space) refuse_shortage(text, folder_);
@@ -176,11 +181,15 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
 
 OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) const {
     const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
-    Console::error_line("There is no space left on the volume " + space.volume + " for the digits.");
-    Console::print_line(entry.file->draft_path());
-    Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
-    if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
-    if (Console::is_terminal()) {
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line("There is no space left on the volume " + shown_path(space.volume) +
+                            " for the digits.");
+        Console::print_line(shown_path(entry.file->draft_path()));
+        Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
+        if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
+    }
+    if (options_.attended) {
         Console::print_line(
             "The digits are kept in memory. Make room and press Enter to try again, or enter another "
             "folder.");
@@ -210,6 +219,7 @@ void OutputFiles::move(Entry& entry, const std::string& folder) {
         entry.file = std::move(file);
         folder_ = prefix;
     } catch (const FileException& error) {
+        const Console::ErrorOutput errors;
         error.print();
     }
 }

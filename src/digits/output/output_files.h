@@ -16,6 +16,7 @@ namespace kalvor {
 struct OutputOptions {
     bool overwrite = false;      // replace longer files, and files that are marked as not to be written
     bool minimum_space = false;  // too little free space is a refusal, not a warning
+    bool attended = false;       // somebody can answer a question: standard input and output are terminals
 };
 
 // The rule for OutputOptions::minimum_space: what the user said; otherwise runs of more than an hour want it.

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
@@ -21,7 +22,8 @@ namespace os = trel::os;
 namespace {
 
 constexpr const char* kReplaceFunction = "OutputFiles()";
-constexpr const char* kWayOut = " Add -overwrite:1 to replace it, or choose another folder with -o.";
+constexpr const char* kWayOut =
+    " Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
 
 // The digits of a file that can be read; nothing when it is not a digit file.
 std::optional<u64> digits_of(const std::string& path, u8 radix) {
@@ -40,13 +42,12 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
     if (old.error.category == os::ErrorCategory::sharing) {
         throw FileException(kReplaceFunction,
                             "Another program is writing this file. Wait until it has ended, or choose "
-                            "another folder with -o.",
+                            "another folder.",
                             path, old.error.code);
     }
     if (old.error && os::is_folder(path.c_str())) {
-        throw FileException(kReplaceFunction,
-                            "A folder has the name of the digit file. Choose another folder with -o.", path,
-                            old.error.code);
+        throw FileException(kReplaceFunction, "A folder has the name of the digit file. Choose another folder.",
+                            path, old.error.code);
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
@@ -80,7 +81,7 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
         }
     }
     if (tell) {
-        Console::print_line("Replacing " + path +
+        Console::print_line("Replacing " + trel::CommandLine::shown_path(path) +
                             (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
     }
     return read_only ? Replacement::replaces_read_only : Replacement::replaces;

@@ -1,6 +1,8 @@
 #include "platform/fileio/persistent.h"
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
 
@@ -15,9 +17,12 @@ constexpr double kSecondsBetweenAttempts = 1;
 void persist(const char* function, const char* message, const std::string& path,
              const std::function<os::OsError()>& attempt) {
     while (const os::OsError error = attempt()) {
-        Console::error_line(message);
-        Console::labelled_line("Error Code", std::to_string(error.code));
-        Console::print_line(path);
+        {
+            const Console::ErrorOutput errors;
+            Console::error_line(message);
+            Console::labelled_line("Error Code", std::to_string(error.code));
+            Console::print_line(CommandLine::shown_path(path));
+        }
         Console::print_line("Re-attempting...");
         if (!Console::pause()) throw file_error(function, message, path, error);
         file_functions().sleep(kSecondsBetweenAttempts);

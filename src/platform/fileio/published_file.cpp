@@ -1,5 +1,8 @@
 #include "platform/fileio/published_file.h"
 
+#include "base/command_line/shown_text.h"
+#include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
@@ -99,10 +102,18 @@ void PublishedFile::publish() {
                                 std::to_string(complete_bytes_) + ". Did another program change it?",
                             draft_path_);
     }
-    persist(kPublishing, "Unable to rename file.", final_path_, [&] {
-        if (replaces_read_only_) (void)file_functions().allow_replacing(final_path_.c_str()).failed();
-        return file_->try_rename(final_path_);
-    });
+    try {
+        persist(kPublishing, "Unable to rename file.", final_path_, [&] {
+            if (replaces_read_only_) (void)file_functions().allow_replacing(final_path_.c_str()).failed();
+            return file_->try_rename(final_path_);
+        });
+    } catch (const FileException&) {
+        const Console::ErrorOutput errors;
+        Console::print_line(
+            "The file is whole. Only its name could not be given. It stays here, rename it by hand:");
+        Console::print_line(CommandLine::shown_path(draft_path_));
+        throw;
+    }
     // The file is in place; a folder that cannot be flushed only makes its name less durable.
     (void)file_functions().flush_folder(final_path_.c_str()).failed();
     file_->close();

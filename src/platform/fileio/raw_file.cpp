@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
@@ -34,7 +35,7 @@ void warn_about_reservation(const std::string& path) {
         "SetFileValidData() has failed. Expect performance degradation.\n"
         "Try re-running as administrator.\n",
         'R');
-    Console::print_line("Path: " + path);
+    Console::print_line("Path: " + CommandLine::shown_path(path));
     Console::print_line("Further messages for this warning will be suppressed.");
     Console::set_color('w');
 }

@@ -24,7 +24,7 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
     record.decimal.emplace();
     record.decimal->first = "3.1415926535";
     record.decimal->last.text = "6535";
-    record.files = {{"out/Pi.txt", 1000002}};
+    record.files = {{"out/Pi.txt", 1000002}, {"\x1b]0;x\a/Pi.txt", 7}};
     record.checks = {3, 2, true, true};
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
@@ -35,6 +35,7 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
         << text;
     const std::string end =
         "\nWritten:    out/Pi.txt  (1,000,002 bytes)\n"
+        "Written:    \\x1b]0;x\\x07/Pi.txt  (7 bytes)\n"
         "Verified:   residues of 2 of 3 series blocks, radix conversion, written files (read back)\n";
     ASSERT_GE(text.size(), end.size());
     EXPECT_EQ(text.substr(text.size() - end.size()), end);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 
@@ -42,6 +44,45 @@ TEST(CustomOptions, InAnyOrder) {
     EXPECT_EQ(s.constant->algorithm_token(), "ramanujan");
     EXPECT_EQ(parse({"-algorithm:chudnovsky-reduced", "-dec:100"}).constant->algorithm_token(),
               "chudnovsky-reduced");
+}
+
+TEST(CustomOptions, WhatMayBeRefusedMayBeChosen) {
+    const CaptureConsole console;
+    const CustomSettings none = parse({"-dec:100"});
+    EXPECT_FALSE(none.overwrite);
+    EXPECT_FALSE(none.minimum_space.has_value());
+    EXPECT_FALSE(none.force);
+    const CustomSettings on = parse({"-dec:100", "-overwrite:1", "-minspace", "-force:yes"});
+    EXPECT_TRUE(on.overwrite);
+    EXPECT_EQ(on.minimum_space, std::optional<bool>(true));
+    EXPECT_TRUE(on.force);
+    EXPECT_EQ(parse({"-dec:100", "-minspace:0"}).minimum_space, std::optional<bool>(false));
+}
+
+// A framework that this build lacks: the sentence says why, and what to do.
+TEST(CustomOptions, WhatTheBuildLacksIsNamedWithItsReason) {
+    const trel::LeftOutFramework left_out("manual", "built without its library; install it and run again");
+    CaptureConsole console;
+    EXPECT_THROW(parse({"-PF:manual"}), trel::InvalidParametersException);
+    EXPECT_EQ(
+        console.take().find("\n-PF: \"manual\" cannot be used: built without its library; install it and "
+                            "run again. Known: none, "),
+        0U);
+}
+
+// What is no name is shown without what moves a cursor.
+TEST(CustomOptions, UnknownNamesAreShownAndNotObeyed) {
+    const CaptureConsole console;
+    const auto message = [](const char* word) {
+        try {
+            parse({word});
+        } catch (const trel::InvalidParametersException& e) {
+            return e.message;
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(message("-PF:\x1b]0;x"), "Invalid Parallel Framework: \\x1b]0;x");
+    EXPECT_EQ(message("-MA:\x1b]0;x"), "Invalid Memory Allocator: \\x1b]0;x");
 }
 
 TEST(CustomOptions, TheDefaultIsSaid) {

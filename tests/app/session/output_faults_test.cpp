@@ -6,11 +6,15 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <optional>
 
 #include "app/session/normal_float_session.h"
 #include "base/errors/exceptions.h"
 #include "fault/fault_sweep.h"
+#include "fault/faulty_file.h"
 #include "fault/lock_step.h"
+#include "os/console.h"
+#include "support/capture_console.h"
 #include "support/scratch_folder.h"
 
 namespace kalvor {
@@ -29,6 +33,7 @@ class OutputFaultsTest : public testing::Test {
         settings.enable_hex = hexadecimal;
         settings.path = folder_.file("out");
         settings.overwrite = overwrite;
+        settings.minimum_space = minimum_space_;
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
             NormalFloatSessionB(settings).run();
@@ -49,6 +54,7 @@ class OutputFaultsTest : public testing::Test {
         return folder_.read(out(hexadecimal ? kHexName : kName));
     }
 
+    std::optional<bool> minimum_space_;
     ScratchFolder folder_;
 };
 
@@ -78,6 +84,33 @@ TEST_F(OutputFaultsTest, EveryFailingCallWithAGoodFileInPlace) {
     };
     EXPECT_GT(sweep.run(), 60U);
     EXPECT_GT(failed, 30U);
+}
+
+// The output is a terminal, the input is not (the runner of the tests gives them an empty one): the run asks
+// nobody, and tries again after a minute.
+TEST_F(OutputFaultsTest, AFullVolumeAsksOnlyWhereBothEndsAreTerminals) {
+    if (trel::os::stdin_is_terminal()) GTEST_SKIP() << "the standard input is a terminal";
+    CaptureConsole console(CaptureConsole::terminal);
+    console.type({folder_.file("answer")});
+    FaultyFile disk;
+    disk.on_wait([&](double) { disk.disk_no_longer_full(); });
+    disk.disk_full_after(5000);
+    run(kDigits, false);
+    EXPECT_EQ(disk.waits(), std::vector<double>(1, 60));
+    EXPECT_EQ(console.lines_left(), 1U);
+    EXPECT_TRUE(folder_.has(out(kName)));
+}
+
+TEST_F(OutputFaultsTest, TheWantedSpaceReachesTheFiles) {
+    const CaptureConsole console;
+    FaultyFile disk;
+    disk.free_space(1000);
+    minimum_space_ = true;
+    EXPECT_THROW(run(kDigits, false), trel::FileIO::FileException);
+    EXPECT_FALSE(folder_.has(out(kName)));
+    minimum_space_ = false;
+    run(kDigits, false);
+    EXPECT_TRUE(folder_.has(out(kName)));
 }
 
 TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {

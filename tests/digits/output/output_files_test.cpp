@@ -136,8 +136,8 @@ TEST_F(OutputFilesTest, LongerFilesAreKept) {
     const std::string longer = "3." + pi_digits(10, kDigits + 1);
     folder_.write("Pi.txt", longer);
     EXPECT_EQ(refusal(),
-              "The digit file that is there is longer: it has 20,001 digits, this run makes 20,000. Add "
-              "-overwrite:1 to replace it, or choose another folder with -o.");
+              "The digit file that is there is longer: it has 20,001 digits, this run makes 20,000. "
+              "Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.");
     EXPECT_EQ(folder_.read("Pi.txt"), longer);
     EXPECT_EQ(files().size(), 1U);
     EXPECT_EQ(console_.text(), "");
@@ -154,8 +154,8 @@ TEST_F(OutputFilesTest, ReadOnlyFilesAreKept) {
                                  perms::owner_write | perms::group_write | perms::others_write,
                                  std::filesystem::perm_options::remove);
     EXPECT_EQ(refusal(),
-              "The digit file that is there is read-only. Add -overwrite:1 to replace it, or choose another "
-              "folder with -o.");
+              "The digit file that is there is read-only. Move it away or choose another folder. "
+              "\"kalvor custom\" replaces it with -overwrite:1.");
     OutputFiles output = open({.overwrite = true});
     (void)output.write(run_.writer, 10, true);
     EXPECT_EQ(folder_.read("Pi.txt"), good());
@@ -163,16 +163,17 @@ TEST_F(OutputFilesTest, ReadOnlyFilesAreKept) {
 
 TEST_F(OutputFilesTest, WhatIsNotADigitFileIsKept) {
     folder_.write("Pi.txt", "a shopping list");
-    EXPECT_EQ(refusal(),
-              "The file that is there holds something else than digits. Add -overwrite:1 to replace it, or "
-              "choose another folder with -o.");
+    EXPECT_EQ(
+        refusal(),
+        "The file that is there holds something else than digits. Move it away or choose another folder. "
+        "\"kalvor custom\" replaces it with -overwrite:1.");
     EXPECT_EQ(folder_.read("Pi.txt"), "a shopping list");
     open({.overwrite = true});
     EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + ".\n");
     std::filesystem::remove(folder_.file("Pi.txt"));
     std::filesystem::create_directory(folder_.file("Pi.txt"));
     EXPECT_EQ(refusal({.overwrite = true}),
-              "A folder has the name of the digit file. Choose another folder with -o.");
+              "A folder has the name of the digit file. Choose another folder.");
     EXPECT_EQ(files().size(), 1U);
 }
 
@@ -186,8 +187,9 @@ TEST_F(OutputFilesTest, TooLittleSpaceIsToldBeforeTheComputation) {
                              ": the digits need 20.0 KiB, 19.5 KiB are free.";
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(refusal({.minimum_space = true}),
-              text + " Make room, choose another folder with -o, or run with -minspace:0.");
+    EXPECT_EQ(
+        refusal({.minimum_space = true}),
+        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.");
     EXPECT_TRUE(files().empty());
     disk.free_space(20480);
     open({.minimum_space = true});
@@ -205,8 +207,9 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
                              "are said to be free.";
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(message_of([&] { open({.minimum_space = true}); }),
-              text + " Make room, choose another folder with -o, or run with -minspace:0.");
+    EXPECT_EQ(
+        message_of([&] { open({.minimum_space = true}); }),
+        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());
@@ -269,6 +272,46 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
     EXPECT_NE(text.find("Warning, closing incomplete file"), std::string::npos) << text;
 }
 
+// A terminal whose input is a file or a pipe: what stands in it is not an answer.
+TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
+    const ScratchFolder folder;
+    CaptureConsole console(CaptureConsole::terminal);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    FaultyFile disk;
+    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.attended = false});
+    disk.disk_full_after(10000);
+    console.type({folder.file("y")});
+    disk.on_wait([&](double seconds) {
+        EXPECT_EQ(seconds, 60);
+        disk.disk_no_longer_full();
+    });
+    (void)files.write(run.writer, 10, true);
+    EXPECT_EQ(console.lines_left(), 1U);
+    EXPECT_FALSE(folder.has("y"));
+    EXPECT_TRUE(folder.has("Pi.txt"));
+}
+
+// Control characters of a path are not sent to the terminal.
+TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
+    const ScratchFolder folder;
+    const std::string path = folder.file("\x7f]0;x");
+    std::filesystem::create_directory(path);
+    folder.write("\x7f]0;x/Pi.txt", "3.14");
+    CaptureConsole console;
+    FaultyFile disk;
+    disk.on_wait([&](double) { disk.disk_no_longer_full(); });
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {});
+    EXPECT_EQ(console.take(), "Replacing " + folder.file("\\x7f]0;x/Pi.txt") + " (2 digits).\n");
+    disk.disk_full_after(10000);
+    (void)files.write(run.writer, 10, true);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("\\x7f]0;x/Pi (incomplete).txt"), std::string::npos) << text;
+    EXPECT_EQ(text.find('\x7f'), std::string::npos) << text;
+}
+
 // Every call that can find the volume full.
 TEST_F(OutputFilesTest, AFullVolumeIsNoticedWhereverItShows) {
     for (const Call call : {Call::write, Call::set_size, Call::flush}) {
@@ -299,7 +342,7 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     run.writer.convert();
     FaultyFile disk;
     std::filesystem::create_directory(folder.file("a"));
-    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {});
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.attended = true});
     disk.disk_full_after(10000);
     // Again; a place that is none; another folder, to which the disk is large enough.
     console.type({"", folder.file("f/x"), folder.file("b")});

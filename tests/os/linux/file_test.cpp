@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "os/crash_handler.h"
 #include "support/scratch_folder.h"
 
 using namespace trel;
@@ -143,6 +144,19 @@ TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
     EXPECT_EQ(rights_of("a", true), 0600U);
     EXPECT_EQ(rights_of("b", false), 0666U);
     umask(mask);
+}
+
+// A dump shows memory.
+TEST(LinuxFile, DumpsAreForTheirOwner) {
+    const ScratchFolder folder;
+    const mode_t mask = umask(0);
+    const DumpFile made = create_dump_file(folder.file("a.dmp").c_str());
+    umask(mask);
+    ASSERT_GE(made.handle, 0);
+    struct stat status {};
+    EXPECT_EQ(fstat(static_cast<int>(made.handle), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600U);
+    close_dump_file(made.handle);
 }
 
 // The names must lead to the file that is meant; what somebody put in its place stays.

@@ -178,6 +178,36 @@ TEST_F(PublishedFiles, ARefusedNameIsAskedForAgain) {
     EXPECT_EQ(disk.count(Call::remove), 0U);
 }
 
+// When nobody can press a key: the digits are whole, and the user is told where.
+TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
+    class NobodyThere final : public Console::Sink {
+      public:
+        NobodyThere() : before_(Console::set_sink(this)) {}
+        ~NobodyThere() override { Console::set_sink(before_); }
+        void write(std::string_view added) override { text += added; }
+        void set_color(Console::ColorLetter) override {}
+        bool is_terminal() const override { return false; }
+        bool wait_for_key() override { return false; }
+        std::string text;
+
+      private:
+        Console::Sink* before_;
+    } console;
+    folder_.write("x", "old");
+    FaultyFile disk;
+    disk.fail(Call::rename, 1, FaultyFile::access_denied());
+    EXPECT_EQ(message_of([&] { write('a'); }),
+              "PublishedFile::publish()|Unable to rename file.\n\nAccess Denied|" + target());
+    EXPECT_EQ(folder_.read("x"), "old");
+    EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of('/') + 1)), content('a'));
+    EXPECT_NE(
+        console.text.find("The file is whole. Only its name could not be given. It stays here, rename it "
+                          "by hand:\n" +
+                          draft() + "\n"),
+        std::string::npos)
+        << console.text;
+}
+
 TEST_F(PublishedFiles, AChangedSizeIsNoticed) {
     PublishedFile file(draft(), target());
     const GuardedBuffer data(4096, kSectorBytes);
