@@ -37,7 +37,8 @@ TEST(RunReported, NothingEscapes) {
 
 TEST(RunReported, AnExceptionPrintsItsReport) {
     EXPECT_EQ(said([] { throw trel::LimitExceededException("", "", 0, 1000); }, 1),
-              "\n{R}This computation is larger than the program can do. Compute fewer digits.\n{w}"
+              "\n{R}This computation is larger than the program can do. Compute fewer digits.\nSee \"kalvor "
+              "help\".\n{w}"
               "{R}\n\nException Encountered: LimitExceededException\n\nLimit Exceeded:\n\n"
               "    Limit: Unknown\n    Attempted:      1,000\n\n\n{w}");
 }
@@ -46,7 +47,8 @@ TEST(RunReported, AStandardExceptionIsARedLine) {
     EXPECT_EQ(
         said([] { throw std::bad_alloc(); }, 1),
         "\n{R}The system did not give more memory. Compute fewer digits, close other programs, or raise the "
-        "memory limit of this process.\n{w}{R}Uncaught std exception: std::bad_alloc\n");
+        "memory limit of this process.\nSee \"kalvor help\".\n{w}{R}Uncaught std exception: "
+        "std::bad_alloc\n");
     EXPECT_EQ(said([] { throw trel::CommandLine::CommandLineException("Expected more parameters."); }, 1),
               "{R}Uncaught std exception: Expected more parameters.\n");
     EXPECT_EQ(said([] { throw ModeChangeException("To swap mode."); }, 1),

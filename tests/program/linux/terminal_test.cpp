@@ -96,7 +96,7 @@ TEST(TerminalTest, ProgressLinesFitNarrowWindows) {
         EXPECT_GE(lines, 2) << run.out;
         if (columns == 60) {
             EXPECT_TRUE(run.has("Working Memory...  ")) << run.out;
-            EXPECT_TRUE(run.has("0 s, memory ")) << run.out;
+            EXPECT_TRUE(run.has("0 s, memory, run ")) << run.out;
         }
     }
     const std::string blanks(59, ' ');
