@@ -7,8 +7,9 @@
 #include <functional>
 #include <map>
 
-#include "app/session/normal_float_session.h"
+#include "app/session/normal_float_session_b.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "fault/fault_sweep.h"
 #include "fault/lock_step.h"
 #include "support/scratch_folder.h"
@@ -31,7 +32,8 @@ class OutputFaultsTest : public testing::Test {
         settings.overwrite = overwrite;
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
-            NormalFloatSessionB(settings).run();
+            trel::LinearConsoleNode status(79, 1.0);
+            NormalFloatSessionB(std::move(settings), status).run();
         } catch (const trel::FileIO::FileException&) {
             throw;
         } catch (const trel::StringException& e) {  // a check that found something wrong
