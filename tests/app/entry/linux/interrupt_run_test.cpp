@@ -25,9 +25,10 @@ constexpr const char* kFile = "out/Pi - Dec - Chudnovsky.txt";
 constexpr int kPatience = 300;  // seconds; a run that ignores interrupts takes longer
 
 // The program with its standard output on a pipe, or on a terminal.
-class Run {
+class ProgramOnPipe {
   public:
-    Run(const TemporaryFolder& folder, std::vector<std::string> words, bool terminal, int ignored = 0) {
+    ProgramOnPipe(const TemporaryFolder& folder, std::vector<std::string> words, bool terminal,
+                  int ignored = 0) {
         int ends[2] = {-1, -1};
         if (terminal) {
             ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -56,7 +57,7 @@ class Run {
         inner_ = ends[1];
         out_ = ends[0];
     }
-    ~Run() {
+    ~ProgramOnPipe() {
         if (child_ > 0) {
             kill(child_, SIGKILL);
             waitpid(child_, nullptr, 0);
@@ -139,7 +140,7 @@ class InterruptedRun : public testing::TestWithParam<std::pair<const char*, int>
 TEST_P(InterruptedRun, EarlyOnEndsByTheSignal) {
     const auto& [moment, number] = GetParam();
     const TemporaryFolder folder;
-    Run run(folder, kLongRun, true);
+    ProgramOnPipe run(folder, kLongRun, true);
     ASSERT_TRUE(run.wait_for(moment)) << run.text();
     run.interrupt(number);
     EXPECT_EQ(run.end(), 128 + number) << run.text();
@@ -160,7 +161,7 @@ class InterruptedLate : public InterruptedRun {};
 TEST_P(InterruptedLate, EndsByTheSignalOrIsComplete) {
     const auto& [moment, number] = GetParam();
     const TemporaryFolder folder;
-    Run run(folder, kShortRun, true);
+    ProgramOnPipe run(folder, kShortRun, true);
     ASSERT_TRUE(run.wait_for(moment)) << run.text();
     run.interrupt(number);
     const int code = run.end();
@@ -184,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLate,
 // A terminal that goes away means nothing to a run that was started not to care.
 TEST(InterruptedRunTest, AnIgnoredSignalStaysIgnored) {
     const TemporaryFolder folder;
-    Run run(folder, {"custom", "pi", "-dec:1m", "-o", "out"}, false, SIGHUP);
+    ProgramOnPipe run(folder, {"custom", "pi", "-dec:1m", "-o", "out"}, false, SIGHUP);
     ASSERT_TRUE(run.wait_for("Begin Computation:")) << run.text();
     run.interrupt(SIGHUP);
     EXPECT_EQ(run.end(), 0) << run.text();
@@ -195,7 +196,7 @@ TEST(InterruptedRunTest, AnIgnoredSignalStaysIgnored) {
 // Whatever the first one has led to by then.
 TEST(InterruptedRunTest, ASecondInterruptEndsIt) {
     const TemporaryFolder folder;
-    Run run(folder, kLongRun, false);
+    ProgramOnPipe run(folder, kLongRun, false);
     ASSERT_TRUE(run.wait_for("Begin Computation:")) << run.text();
     run.interrupt(SIGTERM);
     run.interrupt(SIGTERM);
