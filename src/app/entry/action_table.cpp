@@ -4,8 +4,8 @@
 #include "app/entry/config_action.h"
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
+#include "app/session/console_run.h"
 #include "app/session/custom_options.h"
-#include "app/session/normal_float_session.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
@@ -26,9 +26,7 @@ void run_custom(ParameterList& parameters) {
         print_usage();
         return;
     }
-    const CustomSettings settings = parse_custom_options(parameters);
-    NormalFloatSessionB session(settings);
-    session.run();
+    run_on_console(parse_custom_options(parameters));
 }
 
 void run_about(ParameterList& parameters) {

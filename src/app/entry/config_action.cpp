@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "app/menus/not_available.h"
+#include "app/session/console_run.h"
 #include "app/session/custom_settings_object.h"
-#include "app/session/normal_float_session.h"
 #include "base/command_line/refusal.h"
 #include "base/command_line/shown_text.h"
 #include "base/config/section.h"
@@ -32,8 +32,8 @@ namespace {
 constexpr const char* kFunction = "run_config()";
 constexpr const char* kSeeHelp = "See \"kalvor help config\".";
 
-// What an action of a settings file does: makes its job of the file's root object, to be run once it is known
-// to be sound.
+// What an action of a settings file does: makes its job of the file's root object, to be run once, when it is
+// known to be sound.
 struct ConfigAction {
     const char* rejected;  // message when the settings cannot be used
     bool available;
@@ -43,7 +43,7 @@ struct ConfigAction {
 ConfigJob build_custom_compute(const Object& root) {
     const Section section = Section(root, "", known_custom_values).section("CustomCompute");
     auto settings = std::make_shared<CustomSettings>(load_custom_settings(section.object()));
-    return [settings] { NormalFloatSessionB(*settings).run(); };
+    return [settings] { run_on_console(std::move(*settings)); };
 }
 
 // An action whose settings this version does not know how to use.

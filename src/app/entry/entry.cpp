@@ -18,7 +18,10 @@
 #include "base/errors/plain_words.h"
 #include "os/console.h"
 #include "os/error.h"
+#include "os/interrupt.h"
 #include "os/process.h"
+#include "platform/memory/allocate_heap.h"
+#include "platform/parallel/run_monitor.h"
 #include "platform/sysinfo/feature_check.h"
 
 namespace kalvor {
@@ -76,6 +79,13 @@ int run_reported(const std::function<void()>& body) {
         Console::print_problem(e.what());
     } catch (const trel::CommandLine::RefusedException& e) {
         Console::print_problem(e.what());
+    } catch (const trel::RunStopped&) {
+        // No error: what there was to say has been said.
+        Console::set_color('w');
+        Console::flush();
+        trel::os::end_as_interrupted();
+    } catch (const trel::AllocationFailed& e) {
+        e.print();
     } catch (const std::exception& e) {
         const Console::ErrorOutput errors;
         print_words(trel::plain_words(e));

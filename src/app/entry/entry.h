@@ -15,8 +15,9 @@ namespace kalvor {
 // Exit codes of the process.
 enum ExitCode : int { kExitSuccess = 0, kExitFailure = 1 };
 
-// Runs the body and returns the exit code. An exception that escapes it prints its report, one of the
-// standard library its message in red; anything else is reported as a crash and ends the process.
+// Runs the body and returns the exit code. RunStopped ends the process as an interrupted one. Any other
+// exception that escapes it prints its report, one of the standard library its message in red; anything else
+// is reported as a crash and ends the process.
 int run_reported(const std::function<void()>& body);
 
 // What the start-up asks of the system, in the order in which it does. Tests put calls of their own in place.

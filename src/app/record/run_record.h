@@ -43,6 +43,7 @@ struct RunRecord {
     std::optional<OutputStats> hexadecimal;
     std::vector<WrittenFile> files;
     RunChecks checks;
+    trel::i64 spot_check = 0;  // the last position that agrees, minus the one that differs, 0: none compared
     std::string event_log;
 };
 

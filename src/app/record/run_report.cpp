@@ -1,11 +1,12 @@
 #include "app/record/run_report.h"
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 #include "app/record/digit_report.h"
 #include "base/clock/cpu_utilization.h"
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 
 namespace kalvor {
@@ -22,16 +23,25 @@ std::string joined(const std::vector<std::string>& parts) {
     return text;
 }
 
-void print_digits(const RunRecord& record) {
+// Its lines; the last one ends like the others.
+void report_block(std::string_view block, trel::Status& status) {
+    while (!block.empty()) {
+        const std::size_t end = std::min(block.find('\n'), block.size());
+        status.Status_Line(block.substr(0, end));
+        block.remove_prefix(std::min(end + 1, block.size()));
+    }
+}
+
+void print_digits(const RunRecord& record, trel::Status& status) {
     for (const std::optional<OutputStats>* stats : {&record.hexadecimal, &record.decimal}) {
         if (!*stats) continue;
-        Console::print(first_digits_block(**stats), 'w');
-        Console::print(last_digits_block((*stats)->last), 'w');
+        report_block(first_digits_block(**stats), status);
+        report_block(last_digits_block((*stats)->last), status);
     }
-    if (record.decimal) Console::print_line(counts_line(record.decimal->counts));
-    if (record.hexadecimal) Console::print_line(counts_line(record.hexadecimal->counts));
-    if (record.decimal) Console::print_line(hash_line(*record.decimal));
-    if (record.hexadecimal) Console::print_line(hash_line(*record.hexadecimal));
+    if (record.decimal) status.Status_Line(counts_line(record.decimal->counts));
+    if (record.hexadecimal) status.Status_Line(counts_line(record.hexadecimal->counts));
+    if (record.decimal) status.Status_Line(hash_line(*record.decimal));
+    if (record.hexadecimal) status.Status_Line(hash_line(*record.hexadecimal));
 }
 
 void print_times(const RunRecord& record, trel::Status& status) {
@@ -43,7 +53,7 @@ void print_times(const RunRecord& record, trel::Status& status) {
     status.Status_ColoredLine(
         {{'w', "Start-to-End Wall Time:     "}, {'G', Console::format_time(record.wall_seconds)}});
     status.Status_Line("");
-    trel::print_cpu_utilization(record.compute_time);
+    for (const auto& line : trel::cpu_utilization_lines(record.compute_time)) status.Status_ColoredLine(line);
 }
 
 void print_result(const RunRecord& record, trel::Status& status) {
@@ -75,7 +85,7 @@ std::string checks_text(const RunChecks& checks, bool written) {
 
 void print_run_report(const RunRecord& record, trel::Status& status) {
     status.Status_Line("");
-    print_digits(record);
+    print_digits(record, status);
     status.Status_Line("");
     print_times(record, status);
     print_result(record, status);

@@ -1,59 +1,92 @@
-// One run in RAM mode: memory, constant, conversion, digits, report.
+// One run of a constant: what every mode has in common.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "app/record/run_record.h"
 #include "app/session/custom_settings.h"
+#include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
-#include "app/session/memory_plan.h"
 #include "base/clock/timer.h"
 #include "base/status/status.h"
-#include "digits/output/float_writer.h"
+#include "base/status/terminal.h"
+#include "base/status/work_meter.h"
+#include "digits/output/file_ledger.h"
 #include "digits/output/output_files.h"
+#include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor {
 
-// Used for one run. Plans everything when it is made, so that a size which no algorithm reaches is refused
-// (LimitExceededException) before anything is allocated.
-class NormalFloatSessionB {
+// Used for one run. A mode is a class over it, which says where the numbers live; the order of a run, its
+// reports and its files are decided here.
+class NormalFloatSession {
   public:
-    // Reports to a console of its own.
-    explicit NormalFloatSessionB(const CustomSettings& settings);
-    // settings and status outlive the session.
-    NormalFloatSessionB(const CustomSettings& settings, Status& status);
-    ~NormalFloatSessionB();
+    virtual ~NormalFloatSession();
+    NormalFloatSession(const NormalFloatSession&) = delete;
+    NormalFloatSession& operator=(const NormalFloatSession&) = delete;
 
-    MemoryPlan estimate_memory() const { return plan_.memory; }
+    // Runs to the end and returns the record; the digit files are then complete. Throws RunStopped when it
+    // was asked to stop. When an exception leaves, memory and files have been given back.
+    const RunRecord& run();
     // By the model, at a default rate; 0 when nothing is known of the constant.
     double expected_seconds() const;
-    // Runs to the end and returns the record; the digit files are then complete.
-    const RunRecord& run();
+
+    // Any thread.
+    void request_stop() noexcept { monitor_.stop.request(); }
+    bool stop_requested() const noexcept { return monitor_.stop.requested(); }
+    const FileLedger& files() const { return files_; }
+
+    // Where known digits are looked for instead of the program's folder; with its final separator.
+    void set_reference_folder(std::string folder) { reference_folder_ = std::move(folder); }
+
+  protected:
+    // status and terminal outlive the session; the terminal may be missing.
+    NormalFloatSession(CustomSettings settings, trel::Status& status, trel::Terminal* terminal);
+
+    // The phases of a run, in this order.
+    virtual void check_memory() = 0;
+    virtual void allocate() = 0;
+    virtual void compute() = 0;
+    virtual void convert() = 0;
+    virtual DigitResults write_digits(const DigitRequest& request, OutputFiles& files) = 0;
+    // Gives back the memory, also when a phase has failed.
+    virtual void release() noexcept = 0;
+
+    virtual std::string mode() const = 0;  // for the header
+    virtual std::vector<trel::WorkPhase> work() const = 0;
+    virtual void add_checks(RunChecks& checks) const = 0;
+
+    const CustomSettings& settings() const { return settings_; }
+    trel::Status& status() { return status_; }
+    trel::ParallelContext parallel() {
+        return {framework_.get(), settings_.parallelism.task_decomposition, &monitor_};
+    }
+    void log(std::string_view event) { log_.add(wall_.seconds(), event); }
 
   private:
-    struct Regions;
-
-    void print_header();
-    void allocate(Regions& regions);
-    void compute(const trel::MultiplyContext& context, BigFloat& value);
-    void write_digits(const trel::MultiplyContext& context, const BigFloat& value);
+    void run_phases();
+    void begin_record();
     void finish_record();
+    void check_reference() const;
+    // Between two phases: what they had to warn of is told, and a stop takes effect.
+    void end_phase();
+    DigitRequest digit_request() const;
     std::vector<OutputFiles::Request> output_requests() const;
-    OutputOptions output_options() const;
-    OutputStats write_or_count(FloatWriterB& writer, trel::u8 radix);
+    OutputOptions output_options();
 
-    const CustomSettings& settings_;
-    RunPlan plan_;
-    trel::WorkMeter work_;
+    const CustomSettings settings_;
+    trel::Status& status_;
+    trel::Terminal* const terminal_;
+    trel::RunMonitor monitor_;
+    FileLedger files_;
+    std::optional<std::string> reference_folder_;
     std::string folder_;                   // of the digit files, with its final "/"
     std::unique_ptr<OutputFiles> output_;  // from before the computation
     std::unique_ptr<trel::BasicParallelizer> framework_;
-    std::unique_ptr<Status> own_status_;
-    Status& status_;
-    trel::WallTimer wall_;  // since the start of the run
-    trel::ProcessTimer compute_timer_;
+    trel::WallTimer wall_;    // since the start of the run
     trel::TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion
     EventLog log_;
     RunRecord record_;

@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "os/cpu.h"
 
@@ -14,20 +13,14 @@ std::string right_aligned(double value, size_t width) {
     return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
 }
 
-void print_row(const char* label, bool measurable, double total, double kernel) {
-    Console::print(label, 'w');
-    if (!measurable) {
-        Console::print("Too Fast to Measure");
-    } else {
-        Console::print(right_aligned(total, 8), 'Y');
-        Console::print(" %", 'w');
-        if (kernel >= 0) {
-            Console::print("  +  ");
-            Console::print(right_aligned(kernel, 6), 'P');
-            Console::print(" % kernel overhead", 'w');
-        }
+std::vector<Console::ColoredText> line(const char* label, bool measurable, double total, double kernel) {
+    if (!measurable) return {{'w', label}, {' ', "Too Fast to Measure"}};
+    std::vector<Console::ColoredText> pieces = {{'w', label}, {'Y', right_aligned(total, 8)}, {'w', " %"}};
+    if (kernel >= 0) {
+        pieces.insert(pieces.end(),
+                      {{' ', "  +  "}, {'P', right_aligned(kernel, 6)}, {'w', " % kernel overhead"}});
     }
-    Console::new_line();
+    return pieces;
 }
 
 }  // namespace
@@ -44,13 +37,13 @@ CpuUtilization cpu_utilization(const TimeSpan& span, u64 n_processors) {
     return out;
 }
 
-void print_cpu_utilization(const CpuUtilization& u) {
-    print_row("CPU Utilization:        ", u.measurable, u.total, u.kernel);
-    print_row("Multi-core Efficiency:  ", u.measurable, u.total_per_core, u.kernel_per_core);
+std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const CpuUtilization& u) {
+    return {line("CPU Utilization:        ", u.measurable, u.total, u.kernel),
+            line("Multi-core Efficiency:  ", u.measurable, u.total_per_core, u.kernel_per_core)};
 }
 
-void print_cpu_utilization(const TimeSpan& span) {
-    print_cpu_utilization(cpu_utilization(span, os::active_processor_count()));
+std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const TimeSpan& span) {
+    return cpu_utilization_lines(cpu_utilization(span, os::active_processor_count()));
 }
 
 }  // namespace trel

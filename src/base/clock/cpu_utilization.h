@@ -1,7 +1,11 @@
 // How much of the machine an interval has used.
 #pragma once
 
+#include <array>
+#include <vector>
+
 #include "base/clock/timer.h"
+#include "base/console/console.h"
 #include "os/types.h"
 
 namespace trel {
@@ -17,9 +21,9 @@ struct CpuUtilization {
 // n_processors 0 counts as 1.
 CpuUtilization cpu_utilization(const TimeSpan& span, u64 n_processors);
 
-// Two lines, "CPU Utilization:        " and "Multi-core Efficiency:  ".
-void print_cpu_utilization(const CpuUtilization& utilization);
+// Two lines, "CPU Utilization:        " and "Multi-core Efficiency:  ", each as its pieces.
+std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const CpuUtilization& utilization);
 // The same over all active processors of the machine.
-void print_cpu_utilization(const TimeSpan& span);
+std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const TimeSpan& span);
 
 }  // namespace trel

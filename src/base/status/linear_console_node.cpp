@@ -93,6 +93,10 @@ void LinearConsoleNode::tick() {
     line_.tick();
 }
 
+bool LinearConsoleNode::dismiss() {
+    return line_.try_dismiss();
+}
+
 void LinearConsoleNode::set_work(WorkMeter* meter) {
     line_.set_meter(meter);
 }

@@ -13,12 +13,13 @@
 #include "base/clock/timer.h"
 #include "base/status/progress_line.h"
 #include "base/status/status.h"
+#include "base/status/terminal.h"
 
 namespace trel {
 
 class LinearConsoleIteration;
 
-class LinearConsoleNode final : public Status {
+class LinearConsoleNode final : public Status, public Terminal {
   public:
     // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter here.
     LinearConsoleNode(u64 line_width, double refresh_interval);
@@ -37,6 +38,7 @@ class LinearConsoleNode final : public Status {
     void Status_LineSectionEnd() override;
     void refresh(bool force = false) override;
     void tick() override;
+    bool dismiss() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
     Status& Status_MicroSectionStart(std::string_view name) override;

@@ -89,6 +89,16 @@ void ProgressLine::tick() {
     if (!empty()) draw_now(clock_.ticks());
 }
 
+bool ProgressLine::try_dismiss() {
+    const std::unique_lock<std::mutex> lock(mutex_, std::try_to_lock);
+    if (!lock) return false;
+    const std::unique_lock<std::recursive_mutex> console(Console::console_lock(), std::try_to_lock);
+    if (!console) return false;
+    erase();
+    suspended_ = true;
+    return true;
+}
+
 void ProgressLine::draw_now(u64 now) {
     if (suspended_) return;
     last_drawn_.store(now, std::memory_order_relaxed);

@@ -52,6 +52,10 @@ class ProgressLine {
     // The same from a thread that does nothing else: always, but only when there is something to show.
     void tick();
 
+    // For a thread that must not wait: takes the line off the screen, for good. False, and nothing is done,
+    // while another thread holds the line.
+    bool try_dismiss();
+
     // The line is off the screen and is not drawn while this lives: for other output.
     class Hidden {
       public:

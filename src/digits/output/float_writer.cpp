@@ -129,6 +129,7 @@ void FloatWriterB::verify_binary_words() {
     const OutputBuffer buffer(context_.scratch);
     u64 after = 0;
     for (u64 done = 0; done < f.L;) {
+        context_.parallel.poll();
         const u64 n = std::min(buffer.step_words, f.L - done);
         reader.load_words(buffer.words, static_cast<trel::i64>(done), n);
         for (u64 i = 0; i < n; i++)
@@ -168,6 +169,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     stats.counts = DigitCounts(radix);
     u64 hash = 0;
     for (u64 done = 0; done < digits;) {
+        context_.parallel.poll();
         const u64 count = std::min(buffer.step_words * per_word, digits - done);
         const u64 n = words_for_digits(count, per_word);
         reader.load_words(buffer.words, static_cast<trel::i64>(done / per_word), n);
@@ -226,11 +228,11 @@ OutputStats FloatWriterB::stat_hex_digits() {
 }
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix) {
-    kalvor::read_check(status_, file, stats, radix, context_.scratch);
+    kalvor::read_check(status_, file, stats, radix, context_.scratch, context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {
-    kalvor::read_check(status_, file, stats, context_.scratch);
+    kalvor::read_check(status_, file, stats, context_.scratch, context_.parallel);
 }
 
 }  // namespace kalvor

@@ -79,8 +79,10 @@ class FloatWriterB {
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
     trel::Word* radix_words() { return radix_words_; }
 
-  private:
+    // The decimal digits in memory, from the radix words.
     FloatReaderB decimal_reader() const;
+
+  private:
     FloatReaderB hexadecimal_reader() const;
     // file may be null: the statistics alone.
     OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section, BasicDigitWriter* file);

@@ -112,6 +112,7 @@ std::unique_ptr<PublishedFile> OutputFiles::make(const std::string& folder, cons
     // The draft first: what is found under the final name is then nobody else's work in progress.
     auto file = std::make_unique<PublishedFile>(draft_path(folder, request),
                                                 BasicTextWriter::final_path(folder + request.base_name));
+    if (options_.ledger) options_.ledger->made(file->draft_path());
     if (check_target(folder, request, options_, true) == Replacement::replaces_read_only) {
         file->replace_read_only();
     }
@@ -158,6 +159,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
             PublishedFile& file = *entry->file;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
             BasicTextWriter writer(file, first, radix, entry->request.digits);
+            if (options_.ledger) options_.ledger->begun(file.draft_path());
             OutputStats stats;
             try {
                 stats = radix == 10 ? digits.write_dec_digits(writer) : digits.write_hex_digits(writer);
@@ -171,6 +173,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 if (verify) digits.read_check(*writer.read_back(), stats);
                 const u64 bytes = file.file().size();
                 writer.publish();
+                if (options_.ledger) options_.ledger->renamed(file.draft_path(), file.final_path());
                 written_.push_back({file.final_path(), bytes});
                 return stats;
             }
@@ -216,6 +219,7 @@ void OutputFiles::move(Entry& entry, const std::string& folder) {
         auto file = make(prefix, entry.request);
         (void)file->reserve(bytes_of(entry.request)).failed();
         entry.file->discard();
+        if (options_.ledger) options_.ledger->removed(entry.file->draft_path());
         entry.file = std::move(file);
         folder_ = prefix;
     } catch (const FileException& error) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "digits/output/file_ledger.h"
 #include "digits/output/float_writer.h"
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
@@ -14,9 +15,10 @@
 namespace kalvor {
 
 struct OutputOptions {
-    bool overwrite = false;      // replace longer files, and files that are marked as not to be written
-    bool minimum_space = false;  // too little free space is a refusal, not a warning
-    bool attended = false;       // somebody can answer a question: standard input and output are terminals
+    bool overwrite = false;        // replace longer files, and files that are marked as not to be written
+    bool minimum_space = false;    // too little free space is a refusal, not a warning
+    bool attended = false;         // somebody can answer a question: standard input and output are terminals
+    FileLedger* ledger = nullptr;  // learns of every file; outlives them
 };
 
 // The rule for OutputOptions::minimum_space: what the user said; otherwise runs of more than an hour want it.

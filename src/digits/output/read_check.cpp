@@ -46,7 +46,7 @@ u64 integer_residue(std::string_view head, u8 radix) {
 }  // namespace
 
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, u8 radix,
-                const trel::AlignedBufferC& scratch) {
+                const trel::AlignedBufferC& scratch, const trel::ParallelContext& parallel) {
     using namespace trel::FileIO;
     const auto opened = std::make_shared<RawFile>(file, OpenMode::read, true);
     {
@@ -55,11 +55,11 @@ void read_check(trel::Status& status, const std::string& file, const OutputStats
         integer_residue({static_cast<const char*>(sector.get()), n}, radix);
     }
     BasicTextReader reader(opened, radix);
-    read_check(status, reader, stats, scratch);
+    read_check(status, reader, stats, scratch, parallel);
 }
 
 void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
-                const trel::AlignedBufferC& scratch) {
+                const trel::AlignedBufferC& scratch, const trel::ParallelContext& parallel) {
     status.work().enter("reading back");
     const u8 radix = reader.radix();
     const u64 integer = integer_residue(reader.first_digits(), radix);
@@ -69,6 +69,7 @@ void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStat
         trel::StatusSection section(
             status, radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
         for (u64 done = 0; done < total;) {
+            parallel.poll();
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, trel::serial_context());
             done += n;

@@ -6,17 +6,21 @@
 #include "base/status/status.h"
 #include "digits/output/digit_stats.h"
 #include "platform/memory/aligned_buffer.h"
+#include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor {
 
-// scratch: kReadCheckBytes or more make large reads; at least two sectors of 4096 bytes. Throws
-// InvalidParametersException for a file that is not one of the radix, AlgorithmFailedException "Digit
-// output failed. Metadata cross-check doesn't match." when hash or counts differ.
+// Reads with one task, whatever the context has; polls it between pieces. scratch: kReadCheckBytes or more
+// make large reads; at least two sectors of 4096 bytes. Throws InvalidParametersException for a file that is
+// no digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
+// match." when hash or counts differ.
 inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
 void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, trel::u8 radix,
-                const trel::AlignedBufferC& scratch);
+                const trel::AlignedBufferC& scratch,
+                const trel::ParallelContext& parallel = trel::serial_context());
 // The same for a file that is not closed yet: what the device has of it.
 void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
-                const trel::AlignedBufferC& scratch);
+                const trel::AlignedBufferC& scratch,
+                const trel::ParallelContext& parallel = trel::serial_context());
 
 }  // namespace kalvor

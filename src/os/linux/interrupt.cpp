@@ -45,6 +45,13 @@ void on_signal(int signal) {
     errno = saved_errno;
 }
 
+// Another thread may be stuck writing what nobody reads; it holds the stream.
+void flush_unless_held(std::FILE* stream) {
+    if (ftrylockfile(stream) != 0) return;
+    std::fflush(stream);
+    funlockfile(stream);
+}
+
 }  // namespace
 
 struct InterruptWatch::State {
@@ -127,8 +134,8 @@ InterruptWatch::~InterruptWatch() {
 }
 
 void end_as_interrupted() {
-    std::fflush(stdout);
-    std::fflush(stderr);
+    flush_unless_held(stdout);
+    flush_unless_held(stderr);
     const int signal = last_signal != 0 ? last_signal.load() : SIGINT;
     take_default(signal);
     // Another thread may be the one that the signal is delivered to; ignored signals cannot end a process.

@@ -1,6 +1,7 @@
 // The working region of a computation, with the report of what was got.
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -19,8 +20,21 @@ struct HeapAllocation {
     }
 };
 
-// bytes = 0 allocates nothing. A failure is reported and ends the process with exit code 1, so that a
-// computation never starts with half its memory. alignment_log2 >= 6 for buffer().
+// A region was refused. The run ends, the process need not.
+class AllocationFailed : public std::exception {
+  public:
+    explicit AllocationFailed(u64 bytes) : bytes_(bytes) {}
+    const char* what() const noexcept override { return "Large heap allocation failed."; }
+    u64 bytes() const noexcept { return bytes_; }
+    // The report, on the standard output.
+    void print() const;
+
+  private:
+    u64 bytes_;
+};
+
+// bytes = 0 allocates nothing. Throws AllocationFailed, so that a computation never starts with half its
+// memory. alignment_log2 >= 6 for buffer().
 HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context,
                              u64 alignment_log2, u64 bytes);
 

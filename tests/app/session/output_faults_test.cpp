@@ -8,8 +8,9 @@
 #include <map>
 #include <optional>
 
-#include "app/session/normal_float_session.h"
+#include "app/session/normal_float_session_b.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "fault/fault_sweep.h"
 #include "fault/faulty_file.h"
 #include "fault/lock_step.h"
@@ -36,7 +37,8 @@ class OutputFaultsTest : public testing::Test {
         settings.minimum_space = minimum_space_;
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
-            NormalFloatSessionB(settings).run();
+            trel::LinearConsoleNode status(79, 1.0);
+            NormalFloatSessionB(std::move(settings), status).run();
         } catch (const trel::FileIO::FileException&) {
             throw;
         } catch (const trel::StringException& e) {  // a check that found something wrong

@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "app/session/normal_float_session.h"
+#include "app/session/normal_float_session_b.h"
 #include "base/status/linear_console_node.h"
 #include "support/capture_console.h"
 
@@ -72,7 +72,7 @@ TEST_P(RunWorkTest, ARunAddsWhatItsPlanSays) {
     settings.output_enable = false;
     settings.parallelism.task_decomposition = tasks;
     Recorder recorder(settings);
-    NormalFloatSessionB session(settings, recorder);
+    NormalFloatSessionB session(std::move(settings), recorder);
     EXPECT_GT(session.expected_seconds(), 0);
     session.run();
     EXPECT_EQ(recorder.phases,

@@ -1,7 +1,7 @@
 // What a run leaves in its record about the machine.
 #include <gtest/gtest.h>
 
-#include "app/session/normal_float_session.h"
+#include "app/session/normal_float_session_b.h"
 #include "base/command_line/console_settings.h"
 #include "platform/sysinfo/system_record.h"
 #include "support/capture_console.h"
@@ -18,7 +18,7 @@ std::string recorded_serial(bool include_pii) {
     CustomSettings custom;
     custom.set_decimal_digits(100);
     custom.output_enable = false;
-    NormalFloatSessionB session(custom);
+    NormalFloatSessionB session(std::move(custom), trel::null_status());
     const std::string serial = session.run().system.board_serial;
     settings = before;
     return serial;

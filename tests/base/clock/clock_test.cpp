@@ -56,30 +56,39 @@ TEST(ProcessTimer, CountsTheWorkOfAllThreads) {
     EXPECT_LE(span.processor(), span.wall * os::active_processor_count() * 1.5 + 0.1);
 }
 
+namespace {
+void print_lines(const std::array<std::vector<Console::ColoredText>, 2>& lines) {
+    for (const auto& pieces : lines) {
+        for (const Console::ColoredText& piece : pieces) Console::print(piece.text, piece.color);
+        Console::new_line();
+    }
+}
+}  // namespace
+
 TEST(CpuUtilization, Report) {
     CaptureConsole console(CaptureConsole::terminal, true);
-    print_cpu_utilization(cpu_utilization({10.0, 19.0, 0.5}, 2));
+    print_lines(cpu_utilization_lines(cpu_utilization({10.0, 19.0, 0.5}, 2)));
     EXPECT_EQ(console.take(),
               "{w}CPU Utilization:        {Y}  195.00{w} %  +  {P}  5.00{w} % kernel overhead\n"
               "{w}Multi-core Efficiency:  {Y}   97.50{w} %  +  {P}  2.50{w} % kernel overhead\n");
-    print_cpu_utilization(cpu_utilization({10.0, 0, 0}, 2));
+    print_lines(cpu_utilization_lines(cpu_utilization({10.0, 0, 0}, 2)));
     EXPECT_EQ(console.take(),
               "{w}CPU Utilization:        Too Fast to Measure\n"
               "{w}Multi-core Efficiency:  Too Fast to Measure\n");
-    print_cpu_utilization(cpu_utilization({1.0, 2.0, -0.5}, 0));
+    print_lines(cpu_utilization_lines(cpu_utilization({1.0, 2.0, -0.5}, 0)));
     EXPECT_EQ(console.take(),
               "{w}CPU Utilization:        {Y}  150.00{w} %\n"
               "{w}Multi-core Efficiency:  {Y}  150.00{w} %\n");
     // Widths are lower bounds.
-    print_cpu_utilization(cpu_utilization({1.0, 123456.0, 9999.0}, 1));
+    print_lines(cpu_utilization_lines(cpu_utilization({1.0, 123456.0, 9999.0}, 1)));
     EXPECT_EQ(console.take(),
               "{w}CPU Utilization:        {Y}13345500.00{w} %  +  {P}999900.00{w} % kernel overhead\n"
               "{w}Multi-core Efficiency:  {Y}13345500.00{w} %  +  {P}999900.00{w} % kernel overhead\n");
     // By itself it counts the processors of the machine.
     const TimeSpan span{10.0, 19.0, 0.5};
-    print_cpu_utilization(span);
+    print_lines(cpu_utilization_lines(span));
     const std::string here = console.take();
-    print_cpu_utilization(cpu_utilization(span, os::active_processor_count()));
+    print_lines(cpu_utilization_lines(cpu_utilization(span, os::active_processor_count())));
     EXPECT_EQ(here, console.take());
 }
 

@@ -331,15 +331,20 @@ TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
     EXPECT_EQ(heap.buffer().size(), 1536U);
 }
 
-TEST(AllocateHeapDeathTest, FailureIsReportedAndEndsTheProcess) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto fail = [](bool colors) {
-        Console::set_pause_before_fatal_exit(false);
-        print_to_stderr(colors);
-        (void)allocate_heap(MmapConfig(), serial_context(), 12, u64(1) << 60);
-    };
-    EXPECT_EXIT(fail(false), ::testing::ExitedWithCode(1),
-                "^\n\nLarge heap allocation failed.\n\nFailed Allocation: 1.00 EiB\n\n$");
-    EXPECT_EXIT(fail(true), ::testing::ExitedWithCode(1),
-                "\\{R\\}Large heap allocation failed.\n\\{w\\}\n.*Failed Allocation: \\{Y\\}1.00 EiB");
+TEST(AllocateHeap, AFailureEndsTheRunWithItsReport) {
+    for (int run = 0; run < 2; run++) {
+        CaptureConsole console(CaptureConsole::terminal, true);
+        try {
+            (void)allocate_heap(MmapConfig(), serial_context(), 12, u64(1) << 60);
+            ADD_FAILURE() << "1 EiB was given";
+        } catch (const AllocationFailed& e) {
+            EXPECT_EQ(e.bytes(), u64(1) << 60);
+            EXPECT_EQ(console.take(), "");
+            e.print();
+        }
+        EXPECT_EQ(console.take(),
+                  "\n\n{R}Large heap allocation failed.\n{w}\n{w}Failed Allocation: {Y}1.00 EiB{w}\n");
+    }
+    // Memory that is there is still to be had.
+    EXPECT_NE(allocate_heap(MmapConfig(), serial_context(), 12, 4096).buffer().get(), nullptr);
 }

@@ -1,0 +1,50 @@
+#include "app/session/digit_stage.h"
+
+#include "digits/output/spot_check.h"
+
+namespace kalvor {
+
+DigitStage::DigitStage(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
+                       const trel::BigFloat& value)
+    : plan_(plan), context_(context), status_(status), writer_(plan, context, status, value) {}
+
+void DigitStage::report_warnings() {
+    if (context_.parallel.run != nullptr) context_.parallel.run->warnings.report(status_);
+}
+
+void DigitStage::convert() {
+    writer_.convert();
+    report_warnings();
+}
+
+DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) {
+    DigitResults results;
+    if (request.verify) {
+        writer_.verify();
+        report_warnings();
+    }
+    if (request.hexadecimal) {
+        if (request.verify) writer_.verify_binary_words();
+        results.hexadecimal = output(request, files, 16);
+    }
+    results.decimal = output(request, files, 10);
+    results.spot_check = check_known_digits(request);
+    return results;
+}
+
+OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, trel::u8 radix) {
+    const OutputStats stats = request.to_files ? files.write(writer_, radix, request.verify)
+                              : radix == 10    ? writer_.stat_dec_digits()
+                                               : writer_.stat_hex_digits();
+    report_warnings();
+    return stats;
+}
+
+trel::i64 DigitStage::check_known_digits(const DigitRequest& request) {
+    FloatReaderB digits = writer_.decimal_reader();
+    return request.reference_folder
+               ? spot_check(digits, plan_.compute_digits, request.name, *request.reference_folder)
+               : spot_check(digits, plan_.compute_digits, request.name);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,51 @@
+// From the value of a run to its digits: conversion, verification, files or statistics, read-back, and the
+// comparison with known digits.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "base/status/status.h"
+#include "digits/output/float_writer.h"
+#include "digits/output/output_files.h"
+
+namespace kalvor {
+
+struct DigitRequest {
+    bool hexadecimal = false;  // besides decimal
+    bool to_files = true;      // otherwise the statistics alone
+    bool verify = true;
+    std::string name;  // of the table of known digits
+    // Where the folders of such tables are, with its final separator; none: the program's own folder.
+    std::optional<std::string> reference_folder;
+};
+
+struct DigitResults {
+    OutputStats decimal;
+    std::optional<OutputStats> hexadecimal;
+    trel::i64 spot_check = 0;  // last position that agrees, minus the one that differs, 0: none compared
+};
+
+// In the order in which they stand here; what the work has to warn of is reported after each step. plan,
+// value and status outlive it. context.scratch: plan.working_bytes.
+class DigitStage {
+  public:
+    DigitStage(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
+               const trel::BigFloat& value);
+
+    void convert();
+    // files: has every radix of the request when that writes files.
+    DigitResults write(const DigitRequest& request, OutputFiles& files);
+
+  private:
+    OutputStats output(const DigitRequest& request, OutputFiles& files, trel::u8 radix);
+    trel::i64 check_known_digits(const DigitRequest& request);
+    void report_warnings();
+
+    const WriterPlan& plan_;
+    const trel::MultiplyContext context_;
+    trel::Status& status_;
+    FloatWriterB writer_;
+};
+
+}  // namespace kalvor

@@ -1,0 +1,116 @@
+#include "app/session/normal_float_session_b.h"
+
+#include <optional>
+
+#include "app/session/memory_check.h"
+#include "app/session/run_work.h"
+#include "arith/multiply/transform_tables.h"
+#include "base/console/format.h"
+#include "base/status/status_scope.h"
+#include "platform/memory/allocate_heap.h"
+
+namespace kalvor {
+
+using trel::u64;
+
+namespace {
+
+constexpr u64 kAlignmentLog2 = 21;  // huge pages fit into the regions
+
+}  // namespace
+
+// The two regions of a run and what lives in them.
+struct NormalFloatSessionB::Memory {
+    trel::HeapAllocation working;
+    trel::HeapAllocation twiddles;
+    std::unique_ptr<trel::TransformTables> tables;
+    trel::AlignedBufferC scratch;  // of the working region, behind the value
+    std::optional<trel::BigFloat> value;
+};
+
+NormalFloatSessionB::NormalFloatSessionB(CustomSettings settings, trel::Status& status,
+                                         trel::Terminal* terminal)
+    : NormalFloatSession(std::move(settings), status, terminal),
+      plan_(RunPlan::make(this->settings(), this->settings().size)) {}
+
+NormalFloatSessionB::~NormalFloatSessionB() = default;
+
+std::vector<trel::WorkPhase> NormalFloatSessionB::work() const {
+    return run_work(plan_, settings());
+}
+
+void NormalFloatSessionB::check_memory() {
+    kalvor::check_memory(trel::os::memory_status(),
+                         {plan_.memory.total(),
+                          [this](u64 bytes) { return digits_that_fit(settings(), bytes); }, settings().force},
+                         status());
+}
+
+void NormalFloatSessionB::allocate() {
+    memory_ = std::make_unique<Memory>();
+    settings().allocator->acquire_permissions();
+    status().work().enter("memory");
+    bool errors = false;
+    const auto phase = [&](const char* progress, const std::string& name, u64 bytes,
+                           trel::HeapAllocation& heap, auto&& build) {
+        parallel().poll();
+        {
+            trel::StatusFrame frame(status(), progress);
+            frame.node().refresh(true);
+            heap = trel::allocate_heap(*settings().allocator, parallel(), kAlignmentLog2, bytes);
+            build();
+            // The estimate learns when the memory was there.
+            frame.node().refresh(true);
+        }
+        // Without a region there is nothing but its size to tell.
+        const std::string size = trel::Console::format_bytes(bytes);
+        status().Status_ColoredLine(
+            {{'w', name + ": "}, {'Y', heap.region ? size + ", " + heap.summary : size}});
+        log(name);
+        for (const std::string& warning : heap.warnings) {
+            log("Allocation Error: " + warning);
+            errors = true;
+        }
+    };
+    phase("Working Memory...  ", "Working Memory", plan_.memory.working_memory, memory_->working, [] {});
+    phase("Twiddle Tables...  ", "Twiddle Tables", plan_.memory.twiddle_tables, memory_->twiddles, [&] {
+        memory_->tables = std::make_unique<trel::TransformTables>(plan_.max_product_words,
+                                                                  memory_->twiddles.buffer(), parallel());
+    });
+    if (errors) {
+        status().Status_ColoredLine(
+            {{'R', "Memory allocation errors detected. Possible performance degradation."}});
+        status().Status_ColoredLine({{'R', "Please see event log for details."}});
+    }
+    status().Status_Line("");
+    memory_->scratch = memory_->working.buffer();
+    const trel::AlignedBufferC result = memory_->scratch.spawn_words(plan_.constant->result_words());
+    memory_->value.emplace(result.word_pointer(), result.words());
+}
+
+void NormalFloatSessionB::compute() {
+    if (const std::string label = plan_.constant->label(); !label.empty()) log(label);
+    plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), *memory_->value);
+}
+
+void NormalFloatSessionB::convert() {
+    const trel::MultiplyContext context{parallel(), memory_->scratch, memory_->tables.get()};
+    digits_ = std::make_unique<DigitStage>(plan_.writer, context, status(), *memory_->value);
+    digits_->convert();
+}
+
+DigitResults NormalFloatSessionB::write_digits(const DigitRequest& request, OutputFiles& files) {
+    return digits_->write(request, files);
+}
+
+void NormalFloatSessionB::add_checks(RunChecks& checks) const {
+    checks.series_blocks = plan_.constant->series_blocks();
+    checks.series_checked = plan_.constant->series_blocks_checked();
+}
+
+void NormalFloatSessionB::release() noexcept {
+    digits_.reset();
+    memory_.reset();
+}
+
+}  // namespace kalvor

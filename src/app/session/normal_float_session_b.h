@@ -1,0 +1,39 @@
+// A run whose numbers are all in memory.
+#pragma once
+
+#include <memory>
+
+#include "app/session/memory_plan.h"
+#include "app/session/normal_float_session.h"
+
+namespace kalvor {
+
+// Plans everything when it is made, so that a size which no algorithm reaches is refused
+// (LimitExceededException) before anything is allocated.
+class NormalFloatSessionB final : public NormalFloatSession {
+  public:
+    NormalFloatSessionB(CustomSettings settings, trel::Status& status, trel::Terminal* terminal = nullptr);
+    ~NormalFloatSessionB() override;
+
+    MemoryPlan estimate_memory() const { return plan_.memory; }
+
+  protected:
+    void check_memory() override;
+    void allocate() override;
+    void compute() override;
+    void convert() override;
+    DigitResults write_digits(const DigitRequest& request, OutputFiles& files) override;
+    void release() noexcept override;
+    std::string mode() const override { return "Ram Only"; }
+    std::vector<trel::WorkPhase> work() const override;
+    void add_checks(RunChecks& checks) const override;
+
+  private:
+    struct Memory;
+
+    const RunPlan plan_;
+    std::unique_ptr<Memory> memory_;      // while it runs
+    std::unique_ptr<DigitStage> digits_;  // from the conversion on
+};
+
+}  // namespace kalvor

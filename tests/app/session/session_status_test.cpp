@@ -1,0 +1,200 @@
+// A session reports through its Status alone, and sessions of one process share nothing.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "app/session/console_run.h"
+#include "app/session/normal_float_session_b.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
+#include "support/capture_console.h"
+#include "support/scratch_folder.h"
+
+namespace kalvor {
+namespace {
+
+// Notes what is reported, in the form that the console gives it.
+class Recorder final : public trel::Status, public trel::StatusIterationNode {
+  public:
+    void Status_ColoredLine(const std::vector<ColoredText>& segments) override {
+        for (const ColoredText& segment : segments) text += segment.text;
+        text += "\n";
+    }
+    void Status_Line(std::string_view line) override { text += std::string(line) + "\n"; }
+    void Status_Label(u64 width, std::string_view name, const ColoredText& value) override {
+        std::string label(name);
+        label.resize(width, ' ');
+        text += label + value.text + "\n";
+    }
+    void Status_Time(std::string_view name, double) override { text += std::string(name) + ":  \n"; }
+    void Warning(std::string_view line) override { text += "\n" + std::string(line) + "\n"; }
+    void PauseWarning(std::string_view line) override { Warning(line); }
+    [[noreturn]] void FatalError(std::string_view) override { std::abort(); }
+    void Status_LineSectionStart(std::string_view line) override { text += line; }
+    void Status_LineSectionAdd(const ColoredText& piece) override { text += piece.text; }
+    void Status_LineSectionEnd() override { text += "\n"; }
+    void refresh(bool) override {}
+    Status& Status_MicroSectionStart(std::string_view name) override { return Status_Line(name), *this; }
+    void Status_MicroSectionEnd() override { text += "Time:    \n"; }
+    Status& push_node(const ColoredText&) override {
+        if (stop_at_frame) stop_at_frame();
+        return *this;
+    }
+    void pop_frame() override {}
+    trel::StatusIterationNode& make_iteration(IterationMode, u64) override { return *this; }
+    void update(u64) override {}
+
+    std::string text;
+    std::function<void()> stop_at_frame;
+};
+
+CustomSettings settings_for(u64 digits, const std::string& path) {
+    CustomSettings settings;
+    settings.set_decimal_digits(static_cast<trel::i64>(digits));
+    settings.path = path;
+    settings.overwrite = true;
+    settings.parallelism.framework = trel::make_default_framework_config("none");
+    settings.parallelism.task_decomposition = 1;
+    return settings;
+}
+
+// Lines whose ends are times of this run keep their beginnings only.
+std::vector<std::string> lines_of(std::string_view text) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string line(text.substr(0, end));
+        for (const char* label : {"Time:", "Start Time:", "End Time:", "Begin Computation:",
+                                  "CPU Utilization:", "Multi-core Efficiency:", "Total Computation Time:",
+                                  "Start-to-End Wall Time:", "Working Memory:", "Available Memory"}) {
+            if (line.find(label) == 0) line = label;
+        }
+        // Durations inside a line.
+        const std::size_t seconds = line.find(" seconds");
+        if (seconds != std::string::npos)
+            line = line.substr(0, line.find_last_not_of("0123456789.", seconds - 1));
+        lines.push_back(line);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
+    const ScratchFolder folder;
+    CustomSettings hexadecimal = settings_for(20000, folder.file("a"));
+    hexadecimal.enable_hex = true;
+    CustomSettings same = settings_for(20000, folder.file("a"));
+    same.enable_hex = true;
+
+    std::string shown;
+    {
+        CaptureConsole console;
+        trel::LinearConsoleNode status(79, 1.0);
+        NormalFloatSessionB(std::move(hexadecimal), status, &status).run();
+        shown = console.take();
+    }
+    std::filesystem::remove_all(folder.file("a"));
+    CaptureConsole console;
+    Recorder recorder;
+    NormalFloatSessionB(std::move(same), recorder).run();
+    // Nothing went past it, but for the spot check.
+    shown += "";
+    const std::string past = console.take();
+    EXPECT_TRUE(past.empty() || past == "Spot Check: Unavailable - Digit file not found.\n") << past;
+    if (!past.empty()) shown.erase(shown.find(past), past.size());
+    EXPECT_EQ(lines_of(recorder.text), lines_of(shown));
+    EXPECT_NE(shown.find("Last Hexadecimal Digits:"), std::string::npos);
+    EXPECT_NE(shown.find("Multi-core Efficiency:"), std::string::npos);
+}
+
+TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    std::vector<std::string> texts;
+    for (int round = 0; round < 2; round++) {
+        Recorder first, second;
+        {
+            CustomSettings settings = settings_for(3000, folder.file("one"));
+            settings.output_verify = false;
+            NormalFloatSessionB session(std::move(settings), first);
+            EXPECT_EQ(session.run().decimal_digits, 3000U);
+        }
+        {
+            CustomSettings settings = settings_for(12345, folder.file("two"));
+            settings.enable_hex = true;
+            NormalFloatSessionB session(std::move(settings), second);
+            const RunRecord& record = session.run();
+            EXPECT_EQ(record.decimal->digits, 12345U);
+            EXPECT_TRUE(record.checks.conversion);
+            EXPECT_EQ(record.files.size(), 2U);
+        }
+        EXPECT_EQ(first.text.find("Hex Counts"), std::string::npos);
+        EXPECT_NE(second.text.find("Hex Counts"), std::string::npos);
+        EXPECT_NE(first.text.find("not checked: "), std::string::npos);
+        EXPECT_EQ(folder.read("one/Pi - Dec - Chudnovsky.txt").size(), 3002U);
+        EXPECT_EQ(folder.read("two/Pi - Dec - Chudnovsky.txt").size(), 12347U);
+    }
+}
+
+TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    int frames = 0;
+    {
+        Recorder recorder;
+        recorder.stop_at_frame = [&] { frames++; };
+        NormalFloatSessionB(settings_for(200000, folder.file("out")), recorder).run();
+    }
+    ASSERT_GT(frames, 10);
+    for (int at = 1; at <= frames; at += 1 + frames / 20) {
+        std::filesystem::remove_all(folder.file("out"));
+        Recorder recorder;
+        NormalFloatSessionB session(settings_for(200000, folder.file("out")), recorder);
+        int left = at;
+        recorder.stop_at_frame = [&] {
+            if (--left == 0) session.request_stop();
+        };
+        try {
+            session.run();
+            EXPECT_GT(at, frames / 2) << "not stopped";
+            EXPECT_EQ(session.files().kept(),
+                      (std::vector<std::string>{folder.file("out") + "/Pi - Dec - Chudnovsky.txt"}));
+        } catch (const trel::RunStopped&) {
+            for (const std::string& path : session.files().kept()) EXPECT_TRUE(std::filesystem::exists(path));
+            EXPECT_FALSE(std::filesystem::exists(folder.file("out/Pi - Dec - Chudnovsky.txt")));
+        }
+    }
+}
+
+TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
+    const ScratchFolder folder;
+    std::filesystem::create_directories(folder.file("Digits"));
+    CaptureConsole console;
+    const auto run = [&](const std::string& table) {
+        folder.write("Digits/Pi.txt", table);
+        Recorder recorder;
+        CustomSettings settings = settings_for(1000, "");
+        settings.output_enable = false;
+        NormalFloatSessionB session(std::move(settings), recorder);
+        session.set_reference_folder(folder.file(""));
+        return session.run().spot_check;
+    };
+    EXPECT_EQ(run("10 | 1415926535\n20 | 8979323846\n2000 | 1\n"), 20);
+    EXPECT_EQ(run("2000 | 1\n"), 0);
+    try {
+        run("10 | 1415926535\n20 | 8979323847\n");
+        ADD_FAILURE() << "not noticed";
+    } catch (const trel::AlgorithmFailedException& e) {
+        EXPECT_EQ(e.message, "Spot check failed at: 20");
+    }
+}
+
+TEST(ConsoleRunTest, TheLineOfAnInterruptedRun) {
+    EXPECT_EQ(interrupted_text({}), "Interrupted. Nothing was kept.");
+    EXPECT_EQ(interrupted_text({"a.txt", "b (incomplete).txt"}),
+              "Interrupted. Kept: a.txt, b (incomplete).txt");
+}
+
+}  // namespace
+}  // namespace kalvor
