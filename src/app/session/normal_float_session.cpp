@@ -205,7 +205,7 @@ const RunRecord& NormalFloatSessionB::run() {
     Regions regions;
     allocate(regions);
     (void)trel::active_isa();  // ends the program where KALVOR_ISA names none
-    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options());
+    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
 
     AlignedBufferC memory = regions.working.buffer();
     const AlignedBufferC result = memory.spawn_words(plan_.constant->result_words());

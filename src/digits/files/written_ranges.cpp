@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <string>
-
-#include "base/console/console.h"
 
 namespace kalvor {
 
@@ -30,11 +27,12 @@ bool WrittenRanges::covers(u64 begin, u64 end) const {
     return next != end_of_.begin() && std::prev(next)->second >= end;
 }
 
-void WrittenRanges::print() const {
-    trel::Console::print_line("Sparse Region:");
+std::vector<std::string> WrittenRanges::lines() const {
+    std::vector<std::string> lines{"Sparse Region:"};
     for (const auto& [begin, end] : end_of_) {
-        trel::Console::print_line("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
+        lines.push_back("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
     }
+    return lines;
 }
 
 }  // namespace kalvor

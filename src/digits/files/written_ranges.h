@@ -2,6 +2,8 @@
 #pragma once
 
 #include <map>
+#include <string>
+#include <vector>
 
 #include "os/types.h"
 
@@ -13,7 +15,7 @@ class WrittenRanges {
     void add(trel::u64 begin, trel::u64 end);
     bool covers(trel::u64 begin, trel::u64 end) const;
     // "Sparse Region:" and a line "    [s, e)" for each range.
-    void print() const;
+    std::vector<std::string> lines() const;
 
   private:
     std::map<trel::u64, trel::u64> end_of_;  // begin -> end

@@ -102,7 +102,7 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
-    CBRv2::words_to_dec(sign, value_.mag(), [this] { value_.print_dump(); });
+    CBRv2::words_to_dec(status_, sign, value_.mag(), [this] { return value_.dump(); });
     const trel::WallTimer timer;
     status_.work().enter("conversion");
     StatusSection section(status_, "Base Converting:");
@@ -204,14 +204,16 @@ OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
 }
 
 OutputStats FloatWriterB::write_dec_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_dec_digits(), 10, plan_.output_digits);
+    BasicTextWriter file(base_path, first_dec_digits(), 10, plan_.output_digits,
+                         BasicTextWriter::kDefaultBufferBytes, warnings());
     OutputStats stats = write_dec_digits(file);
     file.publish();
     return stats;
 }
 
 OutputStats FloatWriterB::write_hex_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_hex_digits(), 16, plan_.hex_digits);
+    BasicTextWriter file(base_path, first_hex_digits(), 16, plan_.hex_digits,
+                         BasicTextWriter::kDefaultBufferBytes, warnings());
     OutputStats stats = write_hex_digits(file);
     file.publish();
     return stats;

@@ -76,6 +76,11 @@ class FloatWriterB {
     void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
 
+    // Of the run; nullptr where nobody listens.
+    trel::Warnings* warnings() const {
+        return context_.parallel.run == nullptr ? nullptr : &context_.parallel.run->warnings;
+    }
+
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
     trel::Word* radix_words() { return radix_words_; }
 

@@ -54,9 +54,9 @@ std::string draft_path(const std::string& folder, const OutputFiles::Request& re
 }
 
 Replacement check_target(const std::string& folder, const OutputFiles::Request& request,
-                         const OutputOptions& options, bool tell) {
+                         const OutputOptions& options) {
     return check_replacement(BasicTextWriter::final_path(folder + request.base_name), request.radix,
-                             request.digits, options.overwrite, tell);
+                             request.digits, options.overwrite);
 }
 
 // Empty when the volume has the space, or does not say.
@@ -85,8 +85,8 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
 }
 
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
-                         const OutputOptions& options)
-    : folder_(std::move(folder)), options_(options) {
+                         const OutputOptions& options, trel::Status& status)
+    : folder_(std::move(folder)), options_(options), status_(status) {
     for (const Request& request : requests) entries_.push_back({request, make(folder_, request)});
     reserve_space();
 }
@@ -97,7 +97,7 @@ void OutputFiles::check(const std::string& folder, const std::vector<Request>& r
                         const OutputOptions& options) {
     for (const Request& request : requests) {
         PublishedFile::check(draft_path(folder, request));
-        check_target(folder, request, options, false);
+        check_target(folder, request, options);
     }
     if (!options.minimum_space || requests.empty()) return;
     const std::string text = shortage(file_functions().volume_space(folder.c_str()), bytes_of(requests));
@@ -108,9 +108,9 @@ std::unique_ptr<PublishedFile> OutputFiles::make(const std::string& folder, cons
     // The draft first: what is found under the final name is then nobody else's work in progress.
     auto file = std::make_unique<PublishedFile>(draft_path(folder, request),
                                                 BasicTextWriter::final_path(folder + request.base_name));
-    if (check_target(folder, request, options_, true) == Replacement::replaces_read_only) {
-        file->replace_read_only();
-    }
+    const Replacement replacement = check_target(folder, request, options_);
+    if (!replacement.remark.empty()) status_.Status_Line(replacement.remark);
+    if (replacement.of_read_only) file->replace_read_only();
     return file;
 }
 
@@ -136,7 +136,7 @@ void OutputFiles::reserve_space() {
     }
     if (text.empty()) return;
     if (options_.minimum_space) refuse_shortage(text, folder_);
-    Console::labelled_line("Warning", text, 'Y');
+    status_.Status_ColoredLine({{'w', "Warning: "}, {'Y', text}});
 }
 
 OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
@@ -152,7 +152,8 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
         {
             PublishedFile& file = *entry->file;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
-            BasicTextWriter writer(file, first, radix, entry->request.digits);
+            BasicTextWriter writer(file, first, radix, entry->request.digits,
+                                   BasicTextWriter::kDefaultBufferBytes, digits.warnings());
             OutputStats stats;
             try {
                 stats = radix == 10 ? digits.write_dec_digits(writer) : digits.write_hex_digits(writer);

@@ -37,7 +37,9 @@ class OutputFiles {
     // folder: with its final "/", or empty for the current one. Says which files will be replaced and warns
     // of too little space. Throws FileException for a file that must not be replaced, for one that another
     // run is writing, and for too little space where that is a refusal; nothing is then left behind.
-    OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options);
+    // status: of the run; it outlives the files.
+    OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options,
+                trel::Status& status);
     ~OutputFiles();
     // What the constructor would refuse now, without making anything: for the time before the memory of the
     // computation is taken.
@@ -68,6 +70,7 @@ class OutputFiles {
 
     std::string folder_;
     const OutputOptions options_;
+    trel::Status& status_;
     std::vector<Entry> entries_;
     std::vector<WrittenFile> written_;
 };

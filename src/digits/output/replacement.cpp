@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_reader.h"
@@ -34,9 +33,9 @@ std::optional<u64> digits_of(const std::string& path, u8 radix) {
 
 }  // namespace
 
-Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite, bool tell) {
+Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite) {
     const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
-    if (old.error.category == os::ErrorCategory::not_found) return Replacement::nothing_there;
+    if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
         throw FileException(kFunction,
                             "Another program is writing this file. Wait until it has ended, or choose "
@@ -78,11 +77,8 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
                                 path);
         }
     }
-    if (tell) {
-        Console::print_line("Replacing " + path +
-                            (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
-    }
-    return read_only ? Replacement::replaces_read_only : Replacement::replaces;
+    return {read_only,
+            "Replacing " + path + (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
 }
 
 }  // namespace kalvor
