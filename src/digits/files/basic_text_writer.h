@@ -9,8 +9,8 @@
 
 #include "base/status/warnings.h"
 #include "digits/files/basic_digit_writer.h"
-#include "digits/files/written_ranges.h"
 #include "platform/fileio/published_file.h"
+#include "platform/fileio/sparse_ranges.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
@@ -84,7 +84,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     trel::u64 extent_ = 0;   // bytes of the file that were ever written, whole sectors
     trel::u64 end_ = 0;      // end of the last digit that was written, in bytes
     bool failed_ = false;    // the last attempt to bring the window into the file failed
-    WrittenRanges written_;
+    trel::FileIO::SparseRanges written_;
 };
 
 }  // namespace kalvor

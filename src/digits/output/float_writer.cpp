@@ -11,8 +11,8 @@
 #include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
+#include "digits/files/word_digits.h"
 #include "digits/output/read_check.h"
-#include "digits/output/word_digits.h"
 
 namespace kalvor {
 

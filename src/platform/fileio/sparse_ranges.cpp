@@ -1,13 +1,11 @@
-#include "digits/files/written_ranges.h"
+#include "platform/fileio/sparse_ranges.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace kalvor {
+namespace trel::FileIO {
 
-using trel::u64;
-
-void WrittenRanges::add(u64 begin, u64 end) {
+void SparseRanges::add(u64 begin, u64 end) {
     if (begin >= end) return;
     auto next = end_of_.upper_bound(begin);
     if (next != end_of_.begin() && std::prev(next)->second >= begin) {
@@ -21,13 +19,13 @@ void WrittenRanges::add(u64 begin, u64 end) {
     end_of_.emplace(begin, end);
 }
 
-bool WrittenRanges::covers(u64 begin, u64 end) const {
+bool SparseRanges::covers(u64 begin, u64 end) const {
     if (begin >= end) return true;
     auto next = end_of_.upper_bound(begin);
     return next != end_of_.begin() && std::prev(next)->second >= end;
 }
 
-std::vector<std::string> WrittenRanges::lines() const {
+std::vector<std::string> SparseRanges::lines() const {
     std::vector<std::string> lines{"Sparse Region:"};
     for (const auto& [begin, end] : end_of_) {
         lines.push_back("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
@@ -35,4 +33,4 @@ std::vector<std::string> WrittenRanges::lines() const {
     return lines;
 }
 
-}  // namespace kalvor
+}  // namespace trel::FileIO
