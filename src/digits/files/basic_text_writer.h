@@ -45,8 +45,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     // incomplete name. Closing twice does nothing. After a write that failed no other is tried: its exception
     // has told what is wrong.
     void close();
-    // No more attempts, no warning: another writer begins again with the same file.
-    void abandon();
+    void abandon() override;
     // close(), then a reader of the finished file. Throws FileException for an incomplete one.
     std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
 

@@ -8,7 +8,6 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
-#include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
 #include "digits/files/word_digits.h"
@@ -203,19 +202,19 @@ OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
     return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
 }
 
-OutputStats FloatWriterB::write_dec_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_dec_digits(), 10, plan_.output_digits,
-                         BasicTextWriter::kDefaultBufferBytes, warnings());
-    OutputStats stats = write_dec_digits(file);
-    file.publish();
+OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format) {
+    const auto sink = digit_format(format).make_sink(base_path, 10, plan_.output_digits);
+    const auto file = sink->make_writer(first_dec_digits(), warnings());
+    OutputStats stats = write_dec_digits(*file);
+    file->publish();
     return stats;
 }
 
-OutputStats FloatWriterB::write_hex_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_hex_digits(), 16, plan_.hex_digits,
-                         BasicTextWriter::kDefaultBufferBytes, warnings());
-    OutputStats stats = write_hex_digits(file);
-    file.publish();
+OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format) {
+    const auto sink = digit_format(format).make_sink(base_path, 16, plan_.hex_digits);
+    const auto file = sink->make_writer(first_hex_digits(), warnings());
+    OutputStats stats = write_hex_digits(*file);
+    file->publish();
     return stats;
 }
 
@@ -227,8 +226,9 @@ OutputStats FloatWriterB::stat_hex_digits() {
     return output(hexadecimal_reader(), plan_.hex_digits, "Processing Hexadecimal Digits:", nullptr);
 }
 
-void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix) {
-    kalvor::read_check(status_, file, stats, radix, context_.scratch);
+void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
+                              const std::string& format) {
+    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {

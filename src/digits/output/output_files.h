@@ -9,7 +9,6 @@
 
 #include "digits/output/float_writer.h"
 #include "os/types.h"
-#include "platform/fileio/published_file.h"
 
 namespace kalvor {
 
@@ -26,8 +25,9 @@ class OutputFiles {
   public:
     struct Request {
         trel::u8 radix;         // 10 or 16, each once
-        std::string base_name;  // of the file, without folder and ".txt"
+        std::string base_name;  // of the file, without folder and ending
         trel::u64 digits;
+        std::string format = kTextFormat;
     };
     struct WrittenFile {
         std::string path;
@@ -58,12 +58,11 @@ class OutputFiles {
   private:
     struct Entry {
         Request request;
-        std::unique_ptr<trel::FileIO::PublishedFile> file;
+        std::unique_ptr<DigitSink> sink;
     };
     struct Choice;
 
-    std::unique_ptr<trel::FileIO::PublishedFile> make(const std::string& folder,
-                                                      const Request& request) const;
+    std::unique_ptr<DigitSink> make(const std::string& folder, const Request& request) const;
     void reserve_space();
     Choice ask_for_space(const Entry& entry, int attempt) const;
     void move(Entry& entry, const std::string& folder);

@@ -4,7 +4,6 @@
 
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "digits/files/basic_text_reader.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
 
@@ -23,9 +22,9 @@ constexpr const char* kFunction = "OutputFiles()";
 constexpr const char* kWayOut = " Add -overwrite:1 to replace it, or choose another folder with -o.";
 
 // The digits of a file that can be read; nothing when it is not a digit file.
-std::optional<u64> digits_of(const std::string& path, u8 radix) {
+std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix) {
     try {
-        return BasicTextReader(path, radix).total_digits();
+        return format.make_reader(path, radix)->total_digits();
     } catch (const trel::Exception&) {
         return std::nullopt;
     }
@@ -33,7 +32,8 @@ std::optional<u64> digits_of(const std::string& path, u8 radix) {
 
 }  // namespace
 
-Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite) {
+Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
+                              bool overwrite) {
     const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
@@ -58,7 +58,7 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
         empty = !size.error && size.bytes == 0;
     }
     const bool read_only = unreadable || file_functions().is_read_only(path.c_str());
-    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(path, radix);
+    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(format, path, radix);
     if (!overwrite) {
         if (read_only) {
             throw FileException(kFunction,
