@@ -37,7 +37,7 @@ set(KALVOR_NOT_MERGED
     tests/base/status/linear_network_node_test
     tests/digits/convert/overlap_test
     tests/digits/files/text_files_test
-    tests/digits/output/word_digits_test
+    tests/digits/files/word_digits_test
     tests/platform/fileio/fault_sweep_test
     tests/platform/fileio/faults_test
     tests/platform/fileio/raw_file_test

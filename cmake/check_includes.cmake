@@ -1,6 +1,6 @@
 # Reads every #include under src/ against cmake/rooms.txt: a room may include itself and the rooms of earlier
-# lines. Also holds two rules of the house: system headers and platform conditionals only in src/os, and none of
-# the library facilities that hang on the Windows build.
+# lines. Also holds three rules of the house: system headers and platform conditionals only in src/os, none of
+# the library facilities that hang on the Windows build, and computation does not print.
 #   cmake -DROOT=<source folder> -P check_includes.cmake
 cmake_policy(SET CMP0057 NEW)
 file(STRINGS ${ROOT}/cmake/rooms.txt lines REGEX "^[a-z]")
@@ -27,6 +27,31 @@ function(room_of path out)
   set(${out} "${found}" PARENT_SCOPE)
 endfunction()
 
+# Computation reports through a Status, a run's warnings or what it returns. On these floors only the following
+# print by themselves.
+set(silent_floors arith constants digits platform)
+set(console_files
+  # menus and prompts
+  digits/output/output_files.cpp  # a full volume: another folder, or another try
+  platform/fileio/persistent.cpp
+  platform/fileio/settings_file.cpp
+  platform/memory/interleave_allocator.cpp
+  platform/parallel/framework_registry.cpp
+  platform/parallel/tbb_framework.cpp
+  # pages about the machine, and checks before the first run
+  platform/memory/numa_map.cpp
+  platform/parallel/thread_control.cpp
+  platform/sysinfo/feature_check.cpp
+  platform/sysinfo/hardware_features.cpp
+  platform/sysinfo/privileges.cpp
+  # failures where no run is at hand: destructors, the end of the process, the report of an exception
+  platform/fileio/error_text.cpp
+  platform/fileio/raw_file.cpp
+  platform/memory/allocate_heap.cpp
+  platform/memory/guarded_heap.cpp
+  platform/memory/page_region.cpp)
+set(console_files_found)
+
 set(errors 0)
 set(count 0)
 file(GLOB_RECURSE files RELATIVE ${ROOT}/src ${ROOT}/src/*.h ${ROOT}/src/*.cpp)
@@ -48,6 +73,15 @@ foreach(file IN LISTS files)
     elseif(NOT to STREQUAL from AND NOT level_of_${to} LESS level_of_${from})
       message("src/${file}: ${from} may not include ${to} (\"${target}\")")
       math(EXPR errors "${errors} + 1")
+    endif()
+    string(REGEX REPLACE "/.*" "" floor ${file})
+    if(target STREQUAL "base/console/console.h" AND floor IN_LIST silent_floors)
+      list(APPEND console_files_found ${file})
+      if(NOT file IN_LIST console_files)
+        message("src/${file}: ${floor} may not print (base/console/console.h): report through a Status or the "
+                "warnings of the run")
+        math(EXPR errors "${errors} + 1")
+      endif()
     endif()
   endforeach()
   file(STRINGS ${ROOT}/src/${file} banned REGEX "#[ \t]*include[ \t]*<(semaphore|barrier|latch|stop_token)>")
@@ -75,6 +109,12 @@ foreach(file IN LISTS files)
     message("src/${file}: not allowed here: ${line}")
     math(EXPR errors "${errors} + 1")
   endforeach()
+endforeach()
+foreach(file IN LISTS console_files)
+  if(NOT file IN_LIST console_files_found)
+    message("src/${file}: does not print: strike it from the list in cmake/check_includes.cmake")
+    math(EXPR errors "${errors} + 1")
+  endif()
 endforeach()
 if(count EQUAL 0)
   message(FATAL_ERROR "no include was read: the check itself is broken")

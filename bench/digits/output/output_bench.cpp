@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
+#include "digits/files/word_digits.h"
 #include "digits/output/float_writer.h"
-#include "digits/output/word_digits.h"
 
 namespace {
 
@@ -62,7 +62,8 @@ struct Writing {
     }
     ~Writing() { std::free(memory); }
     FloatWriterB writer() {
-        FloatWriterB w(plan, {trel::serial_context(), {memory, plan.working_bytes}, nullptr}, trel::null_status(), x);
+        FloatWriterB w(plan, {trel::serial_context(), {memory, plan.working_bytes}, nullptr},
+                       trel::null_status(), x);
         std::copy_n(value.begin(), plan.conversion.n, w.radix_words());
         return w;
     }

@@ -126,7 +126,7 @@ void NormalFloatSession::run_phases() {
     end_phase();
     allocate();
     (void)trel::active_isa();  // ends the program where KALVOR_ISA names none
-    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options());
+    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
     end_phase();
 
     status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', trel::date_time_text()});

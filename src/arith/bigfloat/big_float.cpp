@@ -9,7 +9,6 @@
 #include "arith/kernels/shoup_divider.h"
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/dispatch.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
@@ -338,20 +337,22 @@ BigFloat BigFloat::top(u64 n) const {
     return view;
 }
 
-void BigFloat::print_dump() const {
-    Console::labelled_line("sign", sign ? "1" : "0");
-    Console::labelled_line("mag", std::to_string(mag()));
-    Console::labelled_line("exp", std::to_string(exp));
-    Console::labelled_line("L", std::to_string(L));
-    Console::labelled_line("buffer_size", std::to_string(buffer_size));
+std::vector<std::string> BigFloat::dump() const {
+    std::vector<std::string> lines;
+    lines.push_back("sign: " + std::string(sign ? "1" : "0"));
+    lines.push_back("mag: " + std::to_string(mag()));
+    lines.push_back("exp: " + std::to_string(exp));
+    lines.push_back("L: " + std::to_string(L));
+    lines.push_back("buffer_size: " + std::to_string(buffer_size));
     const u64 shown = std::min<u64>(L, 10);
     for (u64 i = 0; i < shown; i++) {
         const Word word = T[L - 1 - i];
         std::string text(16, '0');
         for (int digit = 0; digit < 16; digit++)
             text[15 - digit] = "0123456789abcdef"[(word >> (4 * digit)) & 15];
-        Console::print_line(text);
+        lines.push_back(std::move(text));
     }
+    return lines;
 }
 
 int cmp_magnitude(const BigFloat& A, const BigFloat& B) {

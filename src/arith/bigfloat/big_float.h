@@ -10,6 +10,9 @@
 // One thread at a time per target; the target may alias no input unless stated.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "arith/multiply/multiply_context.h"
 #include "os/types.h"
 
@@ -60,8 +63,8 @@ class BigFloat {
     void check_normalization() const;
     // A view of the top n words (all of them when n >= L), same buffer; for reading
     BigFloat top(u64 n) const;
-    // The debug dump: sign, mag, exp, L, buffer_size and the top 10 words
-    void print_dump() const;
+    // The debug dump, by lines: sign, mag, exp, L, buffer_size and the top 10 words
+    std::vector<std::string> dump() const;
 };
 
 // Compares |A| and |B|.

@@ -156,7 +156,9 @@ void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const
 void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
                                    i64 te) {
     if (!held_) {
-        A.print_dump();
+        std::vector<Warnings::Line> lines;
+        for (std::string& line : A.dump()) lines.push_back({std::move(line)});
+        mp.parallel.warn(std::move(lines));
         throw InvalidTransformException("BigFloatTransformR::mul_rf_xf()", "Invalid Transform Parameters");
     }
     product_with_held(mp, T, A, p, ie, te, "BigFloatTransformR::mul_rf_xf()");

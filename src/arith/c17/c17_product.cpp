@@ -82,7 +82,7 @@ C17Product::C17Product(const C17Setup& setup, const ParallelContext& parallel, v
       parallel_(parallel),
       tasks_(std::min<u64>(parallel.tds, setup.sizes.max_tasks)),
       scratch_(static_cast<u8*>(scratch)) {
-    check_work_area(scratch);
+    check_work_area(parallel, scratch);
 }
 
 double* C17Product::buffer(u64 task) const {

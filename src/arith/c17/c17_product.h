@@ -62,6 +62,7 @@ class C17Product {
   public:
     // scratch: scratch_bytes of the sizes
     C17Product(const C17Setup& setup, const ParallelContext& parallel, void* scratch);
+    const ParallelContext& parallel() const { return parallel_; }
 
     void forward(double* data, const Word* A, u64 L);
     // work = row products of X and Y (X == Y: the square), then the window's words. X and Y stay unless they

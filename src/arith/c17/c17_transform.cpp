@@ -18,8 +18,9 @@ const char* C17Transform::name() const {
     return ntt_constants(family_).short_name;
 }
 void C17Transform::check(const C17Product& product) const {
-    check_rounding(name(), product.rounded_right(), ntt_excess_bound(setup_->record), product.excess());
-    check_ntt_coefficients(family_, setup_->record, product.excess());
+    check_rounding(product.parallel(), name(), product.rounded_right(), ntt_excess_bound(setup_->record),
+                   product.excess());
+    check_ntt_coefficients(product.parallel(), family_, setup_->record, product.excess());
 }
 
 void C17Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,

@@ -150,7 +150,7 @@ void FftTransform::in_parts(const ParallelContext& parallel, u64 n, F&& part) co
         parallel_for(parallel, n, checked);
     }
     if (right.load(std::memory_order_relaxed)) return;
-    report_floating_point_control();
+    parallel.warn({{kFloatingPointControlCorrupted}});
     // No coefficient can be trusted: the bound of them all.
     const u64 bound = (u64(plan_.a) << plan_.k) << (2 * plan_.b);
     throw ConvolutionFailedException("FFT", "Coefficient is too large.", bound, bound);

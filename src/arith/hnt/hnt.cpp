@@ -169,7 +169,7 @@ void HntTransform::shared_level(const ParallelContext& parallel, u64 n_tasks, u3
 void HntTransform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
                            void* scratch) const {
     check_length("HNT", L);
-    check_work_area(scratch);
+    check_work_area(parallel, scratch);
     Word* const x = static_cast<Word*>(data);
     const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
     const u64 point_bytes = parameters_.point_bits() / 8, bytes = L * sizeof(Word);
@@ -228,21 +228,22 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
                 rounded_right.store(false, std::memory_order_relaxed);
                 return;
             } else if (a == b) {
-                holder->square_plain(serial_context(), product, 0, 2 * n_, a, n_,
+                holder->square_plain(parallel.with_tds(1), product, 0, 2 * n_, a, n_,
                                      memory + round_up_64(2 * n_ * sizeof(Word)));
             } else {
-                holder->multiply_plain(serial_context(), product, 0, 2 * n_, a, n_, b, n_,
+                holder->multiply_plain(parallel.with_tds(1), product, 0, 2 * n_, a, n_, b, n_,
                                        memory + round_up_64(2 * n_ * sizeof(Word)));
             }
             fermat::reduce(to, product, n_);
         }
     });
-    check_rounding("HNT", rounded_right.load(std::memory_order_relaxed), excess_bound(), excess_bound());
+    check_rounding(parallel, "HNT", rounded_right.load(std::memory_order_relaxed), excess_bound(),
+                   excess_bound());
 }
 
 void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                            const void* X, const void* Y, void* scratch) const {
-    check_work_area(scratch);
+    check_work_area(parallel, scratch);
     Word* const r = static_cast<Word*>(work);
     const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
     const auto temporary = [&](u64 task) {
@@ -274,12 +275,13 @@ void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u
             std::memcpy(r + i * stride(), t, stride() * sizeof(Word));
         }
     });
-    join(T, skip, total, r, scratch);
+    join(parallel, T, skip, total, r, scratch);
 }
 
 // One pass over all elements, lowest first, so that every carry is known. A coefficient plus the rest of
 // those below it has n + 1 words; the lowest bytes, as many as a point has, are then final.
-void HntTransform::join(Word* T, u64 skip, u64 total, const Word* elements, void* scratch) const {
+void HntTransform::join(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* elements,
+                        void* scratch) const {
     check_length("HNT", total);
     const u64 point_bytes = parameters_.point_bits() / 8;
     const JoinWindow window(T, skip, total, nullptr, 8 * skip);
@@ -295,7 +297,7 @@ void HntTransform::join(Word* T, u64 skip, u64 total, const Word* elements, void
         std::memcpy(carry, reinterpret_cast<const u8*>(sum) + point_bytes,
                     stride() * sizeof(Word) - point_bytes);
     }
-    check_coefficients("HNT", excess_bound(), excess);
+    check_coefficients(parallel, "HNT", excess_bound(), excess);
 }
 
 bool HntTransform::compatible(const Transform& other) const {

@@ -30,7 +30,8 @@ class HntTransform final : public Transform {
     bool compatible(const Transform& other) const override;
 
     // The end of inverse(): joins the coefficients, which are elements. For tests that spoil one.
-    void join(Word* T, u64 skip, u64 total, const Word* elements, void* scratch) const;
+    void join(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* elements,
+              void* scratch) const;
 
     const HntParameters& parameters() const { return parameters_; }
     // Bytes that one task works in: twice an element, or what the product of two elements needs.

@@ -367,7 +367,7 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T,
         window.add(first_block * point_bytes, reinterpret_cast<const u8*>(carry),
                    (record_.a + 1) * sizeof(W));
     }
-    check_ntt_coefficients(kIntegerNttFamily<W>, record_, largest);
+    check_ntt_coefficients(parallel, kIntegerNttFamily<W>, record_, largest);
 }
 
 template <class W>

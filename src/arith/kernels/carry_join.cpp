@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "arith/kernels/word_array.h"
-#include "base/console/console.h"
 
 namespace trel {
 namespace {
@@ -35,11 +34,11 @@ u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple
         return carry;
     }
 
-    // A block that neither gets a carry nor lets one pass stops every chain, so most blocks are not even looked at.
+    // A block that neither gets a carry nor lets one pass stops every chain, so most blocks are not even
+    // looked at.
     u8 passes[kMaxBlocks + 1];
-    parallel_for(P, count, [&](u64 k) {
-        passes[k] = passes_through(T + blocks.begin(k), blocks.size(k), ripple);
-    });
+    parallel_for(P, count,
+                 [&](u64 k) { passes[k] = passes_through(T + blocks.begin(k), blocks.size(k), ripple); });
     u8 incoming[kMaxBlocks + 1];
     u8 carry = 0;
     for (u64 k = 0; k < count; k++) {
@@ -74,24 +73,6 @@ Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple,
     // A last block of at most two words does not count as a block of the shifted frame.
     shifted.count = (shifted.n - 1) / shifted.length + 1;
     return out + bp_carry_join(flags, shifted, T + 2, ripple, P);
-}
-
-KsrCarry bp_ksr_carry(i8 carry, u32* T, u64 n) {
-    if (n == 0) {
-        Console::error_line("bp_ksr_carry(): Length cannot be zero.");
-        Console::fatal_exit(1);
-    }
-    for (u64 i = 0; i < n && carry != 0; i++) {
-        const u32 old = T[i];
-        T[i] = old + u32(i32(carry));
-        if (old != (carry > 0 ? ~u32(0) : 0)) carry = 0;
-    }
-    const u32 first = T[0];
-    u8 uniform = first == 0 ? kKsrZeros : first == ~u32(0) ? kKsrOnes : 0;
-    for (u64 i = 1; i < n && uniform != 0; i++) {
-        if (T[i] != first) uniform = 0;
-    }
-    return {carry, uniform};
 }
 
 }  // namespace trel

@@ -10,25 +10,14 @@ namespace trel {
 // Which way a carry changes a word: + (of a sum) or - (the borrow of a difference).
 enum class Ripple { carry, borrow };
 
-// carries[k] (0 or 1) leaves block k of T[0..n) and is still to be added to (Ripple::borrow: subtracted from) block
-// k + 1. Applies them all, each rippling as far as it goes, and returns what leaves the last block. At most
-// kMaxBlocks blocks. From 8192 words in two parallel passes, below that serially.
+// carries[k] (0 or 1) leaves block k of T[0..n) and is still to be added to (Ripple::borrow: subtracted from)
+// block k + 1. Applies them all, each rippling as far as it goes, and returns what leaves the last block. At
+// most kMaxBlocks blocks. From 8192 words in two parallel passes, below that serially.
 u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple, const ParallelContext& P);
 
-// First step of every join: outs[k], the carry word that block k left, is added to the first two words of block
-// k + 1; only when one ripples beyond them bp_carry_join runs. Returns the carry word that leaves the last block.
-// For Ripple::borrow every out is 0 or 1.
+// First step of every join: outs[k], the carry word that block k left, is added to the first two words of
+// block k + 1; only when one ripples beyond them bp_carry_join runs. Returns the carry word that leaves the
+// last block. For Ripple::borrow every out is 0 or 1.
 Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple, const ParallelContext& P);
-
-// What a carry does to one block of 32-bit words.
-struct KsrCarry {
-    i8 carry;    // what leaves the block: -1, 0, +1
-    u8 uniform;  // kKsrZeros: every word is now 0, a later borrow passes through; kKsrOnes: every word is all ones,
-                 // a later carry passes through; 0: neither
-};
-inline constexpr u8 kKsrZeros = 1, kKsrOnes = 2;
-
-// Adds a signed carry (-1, 0, +1) to T[0..n). n = 0 is fatal: "bp_ksr_carry(): Length cannot be zero.".
-KsrCarry bp_ksr_carry(i8 carry, u32* T, u64 n);
 
 }  // namespace trel

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/registry/named.h"
 
@@ -32,8 +31,7 @@ std::vector<AlgorithmTable::ListItem> swap_list() {
 void register_algorithm(TableSlot slot, const AlgorithmEntry& entry) {
     const bool words64 = slot == TableSlot::basic64 || slot == TableSlot::swap64;
     if ((entry.algorithm != nullptr) != words64 || (entry.algorithm32 == nullptr) != words64) {
-        Console::error_line("Multiplication Algorithm for another Word: " + entry.short_name);
-        Console::fatal_exit(1);
+        refuse_registration("Multiplication Algorithm for another Word: " + entry.short_name);
     }
     registry(slot).add(entry.short_name, entry);
 }
@@ -58,9 +56,9 @@ AlgorithmTable::AlgorithmTable(std::string name, u32 word_bits, TableSlot slot,
         if (entry != nullptr) {
             add(item.threshold_bits, *entry);
         } else if (known) {
-            Console::print_line("Warning: " + item.short_name + " does not support: \"" + name_ + "\"");
+            remarks_.push_back("Warning: " + item.short_name + " does not support: \"" + name_ + "\"");
         } else {
-            Console::print_line("Skipping unknown algorithm: " + item.short_name);
+            remarks_.push_back("Skipping unknown algorithm: " + item.short_name);
         }
     }
 }

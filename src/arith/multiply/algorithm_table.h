@@ -9,8 +9,8 @@
 
 namespace trel {
 
-// One algorithm for one word size; made once at start-up, never freed. Slots of 64-bit words have `algorithm`,
-// slots of 32-bit words `algorithm32`.
+// One algorithm for one word size; made once at start-up, never freed. Slots of 64-bit words have
+// `algorithm`, slots of 32-bit words `algorithm32`.
 struct AlgorithmEntry {
     const MultiplyAlgorithm* algorithm;
     u64 max_bits;  // the largest product
@@ -45,7 +45,7 @@ class AlgorithmTable {
     };
 
     AlgorithmTable(std::string name, u32 word_bits) : name_(std::move(name)), word_bits_(word_bits) {}
-    // Builds a table from a list; prints and skips unknown and unsupported names.
+    // Builds a table from a list. Unknown and unsupported names are left out, with a remark for each.
     AlgorithmTable(std::string name, u32 word_bits, TableSlot slot, const std::vector<ListItem>& list);
 
     // Throws StringException "Thresholds must be increasing." / "Thresholds is larger than maximum size.".
@@ -57,10 +57,13 @@ class AlgorithmTable {
     const std::string& name() const { return name_; }
     u32 word_bits() const { return word_bits_; }
     const std::vector<Item>& items() const { return items_; }
+    // Lines for whoever reports the making of the table.
+    const std::vector<std::string>& remarks() const { return remarks_; }
 
   protected:
     // The largest sizes of any algorithm which the recursion can reach from a product of `words` words: that
-    // of every smaller threshold at the threshold, and that of `words`. LimitExceededException names `function`.
+    // of every smaller threshold at the threshold, and that of `words`. LimitExceededException names
+    // `function`.
     MultiplySizes largest(u64 words, const char* function) const;
 
   private:
@@ -69,6 +72,7 @@ class AlgorithmTable {
     std::string name_;
     u32 word_bits_;
     std::vector<Item> items_;
+    std::vector<std::string> remarks_;
 };
 
 // Products of operands in memory.

@@ -2,7 +2,6 @@
 
 #include <xmmintrin.h>
 
-#include "base/console/console.h"
 #include "os/types.h"
 
 namespace trel {
@@ -10,10 +9,6 @@ namespace trel {
 bool floating_point_control_is_right() {
     constexpr u32 kExceptionFlags = 0x3f, kDefault = 0x1f80;
     return (_mm_getcsr() & ~kExceptionFlags) == kDefault;
-}
-
-void report_floating_point_control() {
-    Console::print_line("The FPU Control Word has been corrupted.");
 }
 
 }  // namespace trel

@@ -22,20 +22,22 @@ u64 ntt_excess_bound(const NttRecord& record) {
     return u64(1) << (record.c + std::bit_width(record.b - 1u) + 1);
 }
 
-void check_coefficients(const char* function, u64 bound, u64 excess) {
+void check_coefficients(const ParallelContext& parallel, const char* function, u64 bound, u64 excess) {
     if (excess < bound) return;
-    if (!floating_point_control_is_right()) report_floating_point_control();
+    if (!floating_point_control_is_right()) parallel.warn({{kFloatingPointControlCorrupted}});
     throw ConvolutionFailedException(function, "Coefficient is too large.", bound, excess);
 }
 
-void check_rounding(const char* function, bool rounded_right, u64 bound, u64 excess) {
+void check_rounding(const ParallelContext& parallel, const char* function, bool rounded_right, u64 bound,
+                    u64 excess) {
     if (rounded_right) return;
-    report_floating_point_control();
+    parallel.warn({{kFloatingPointControlCorrupted}});
     throw ConvolutionFailedException(function, "Coefficient is too large.", bound, std::max(bound, excess));
 }
 
-void check_ntt_coefficients(NttFamily family, const NttRecord& record, u64 excess) {
-    check_coefficients(ntt_constants(family).short_name, ntt_excess_bound(record), excess);
+void check_ntt_coefficients(const ParallelContext& parallel, NttFamily family, const NttRecord& record,
+                            u64 excess) {
+    check_coefficients(parallel, ntt_constants(family).short_name, ntt_excess_bound(record), excess);
 }
 
 }  // namespace trel

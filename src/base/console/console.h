@@ -9,14 +9,11 @@
 #include <string>
 #include <string_view>
 
+#include "base/console/colors.h"
 #include "os/error.h"
 #include "os/types.h"
 
 namespace trel::Console {
-
-// 'B' 'G' 'T' 'R' 'P' 'Y' bright, 'b' 'g' 't' 'r' 'p' 'y' dark, 'd' dim, 'w' (and any other letter) default,
-// ' ' unchanged.
-using ColorLetter = char;
 
 struct ColoredText {
     ColorLetter color;

@@ -4,7 +4,7 @@
 
 namespace trel {
 
-void refuse_duplicate(const std::string& line) {
+void refuse_registration(const std::string& line) {
     Console::error_line(line);
     Console::fatal_exit(1);
 }

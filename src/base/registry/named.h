@@ -11,9 +11,9 @@
 
 namespace trel {
 
-// Prints the line in red and ends the process with exit code 1. A duplicate is a defect of the program, found
-// before main(), where nobody could catch an exception.
-[[noreturn]] void refuse_duplicate(const std::string& line);
+// Prints the line in red and ends the process with exit code 1. A duplicate, or an entry that does not fit
+// its registry, is a defect of the program, found before main(), where nobody could catch an exception.
+[[noreturn]] void refuse_registration(const std::string& line);
 
 // Make it a static object of the function that registers: initialisers run in any order.
 template <class Type>
@@ -27,7 +27,7 @@ class Named {
 
     void add(const std::string& name, Type type) {
         if (types_.emplace(name, std::move(type)).second) return;
-        refuse_duplicate(duplicate_.ends_with(": ") ? duplicate_ + name : duplicate_);
+        refuse_registration(duplicate_.ends_with(": ") ? duplicate_ + name : duplicate_);
     }
 
     // nullptr for a name that is not registered. The pointer stays valid.

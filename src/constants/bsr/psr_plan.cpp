@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 
 namespace kalvor::BinarySplitting {
@@ -51,50 +50,53 @@ double aggressive_limit(u64 tds) {
     return kSmallestBlockBits * static_cast<double>(n) * trel::dd::ln2().high;
 }
 
-void plan_blocks(const Series& series, u64 s, double limit, PsrBlocks& blocks) {
-    namespace Console = trel::Console;
+void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan) {
+    PsrBlocks& blocks = plan.blocks;
     while (s < series.terms()) {
         const u64 e = limited_end(series, s, limit);
         append(series, s, e, blocks);
         if (blocks.size() == kTooManyBlocks) {
-            Console::print_line("Performance Warning: PSR plan has exceeded 10000 blocks.", 'Y');
+            plan.remarks.push_back({"Performance Warning: PSR plan has exceeded 10000 blocks.", 'Y'});
         }
         s = e;
     }
     if (blocks.size() >= kTooManyBlocks) {
-        Console::print_line("PSR plan has reached a size of " + Console::format_commas(blocks.size()), 'Y');
-        Console::print_line("It is not recommended to proceed with such a computation.", 'Y');
-        Console::print_line("If you are seeing this message, it means the series is either too slow or", 'Y');
-        Console::print_line("there is something wrong with its convergence behavior.", 'Y');
+        plan.remarks.push_back(
+            {"PSR plan has reached a size of " + trel::Console::format_commas(blocks.size()), 'Y'});
+        plan.remarks.push_back({"It is not recommended to proceed with such a computation.", 'Y'});
+        plan.remarks.push_back(
+            {"If you are seeing this message, it means the series is either too slow or", 'Y'});
+        plan.remarks.push_back({"there is something wrong with its convergence behavior.", 'Y'});
     }
 }
 
-PsrBlocks plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
+PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
     const double largest = static_cast<double>(block_limit_words) * trel::dd::ln2_64().high;
     // With very many tasks the smallest block worth spreading would be the whole series; blocks still must
     // shrink with the precision that their places need.
     const double smallest =
         std::min(aggressive_limit(tds), std::max(aggressive_limit(1), largest / kFewestSmallestBlocks));
-    PsrBlocks blocks;
+    PsrPlan plan;
+    PsrBlocks& blocks = plan.blocks;
     u64 s = 0;
     while (s < series.terms()) {
         u64 e = equilibrium_end(series, s);
         const double size = size_of(series, s, e);
         if (blocks.size() == kMaxEquilibriumBlocks) {
-            trel::Console::print_line("Equilibrium swap PSR plan has exceeded 1000 blocks.", 'Y');
-            trel::Console::print_line("Dropping down to aggressive PSR in memory...", 'Y');
-            plan_blocks(series, s, smallest > size ? smallest : size, blocks);
+            plan.remarks.push_back({"Equilibrium swap PSR plan has exceeded 1000 blocks.", 'Y'});
+            plan.remarks.push_back({"Dropping down to aggressive PSR in memory...", 'Y'});
+            plan_blocks(series, s, smallest > size ? smallest : size, plan);
             break;
         }
         if (size < smallest) {
-            plan_blocks(series, s, smallest, blocks);
+            plan_blocks(series, s, smallest, plan);
             break;
         }
         if (size > largest) e = limited_end(series, s, largest);
         append(series, s, e, blocks);
         s = e;
     }
-    return blocks;
+    return plan;
 }
 
 }  // namespace kalvor::BinarySplitting

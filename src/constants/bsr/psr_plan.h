@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "base/status/warnings.h"
 #include "constants/bsr/series.h"
 
 namespace kalvor::BinarySplitting {
@@ -18,14 +19,19 @@ struct PsrBlock {
 };
 using PsrBlocks = std::vector<PsrBlock>;
 
-// Appends blocks over [s, series.terms()) of log_size about `limit` nats (at least one term each). Prints
-// warnings when there are 10,000 blocks or more.
-void plan_blocks(const Series& series, u64 s, double limit, PsrBlocks& blocks);
+struct PsrPlan {
+    PsrBlocks blocks;
+    std::vector<trel::Warnings::Line> remarks;  // what the run warns of
+};
+
+// Appends blocks over [s, series.terms()) of log_size about `limit` nats (at least one term each). 10,000
+// blocks or more get remarks.
+void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan);
 
 // The plan of a whole series in memory: blocks that end where their results have grown as large as the
 // precision that the rest still needs or at block_limit_words, as long as they are worth spreading over the
 // tasks; then blocks of that smallest size.
-PsrBlocks plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds);
+PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds);
 
 // The smallest block worth spreading over tasks, in nats.
 double aggressive_limit(u64 tds);

@@ -34,8 +34,8 @@ class PSR_SeriesB {
     PSR_SeriesB(const Series& series, u64 block_limit_words, u64 tds, u64 floor_bytes = 0)
         : PSR_SeriesB(series, plan_equilibrium(series, block_limit_words, tds), tds, floor_bytes) {}
 
-    PSR_SeriesB(const Series& series, PsrBlocks blocks, u64 tds, u64 floor_bytes = 0)
-        : series_(series), blocks_(std::move(blocks)) {
+    PSR_SeriesB(const Series& series, PsrPlan plan, u64 tds, u64 floor_bytes = 0)
+        : series_(series), blocks_(std::move(plan.blocks)), remarks_(std::move(plan.remarks)) {
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             Capacities<F> words = accumulator_capacities(i);
             if (i % 2 == 0) {
@@ -90,9 +90,11 @@ class PSR_SeriesB {
                " terms  (Expansion Factor = " + trel::Console::format_fixed(expansion_factor(), 3) + ")";
     }
 
-    // Sums the series; the first number stands in `lent`, of lent_words(), the others (without the link) at
-    // the front of context.scratch, which holds working_bytes().
+    // Sums the series, with the remarks of its plan among the run's warnings; the first number stands in
+    // `lent`, of lent_words(), the others (without the link) at the front of context.scratch, which holds
+    // working_bytes().
     FloatRange<F> run(const MultiplyContext& context, Status& status, Word* lent) const {
+        context.parallel.warn(remarks_);
         AlignedBufferC memory = context.scratch;
         AlignedBufferC areas[2] = {memory.spawn_words(area_words_[0]), memory.spawn_words(area_words_[1])};
         FloatRange<F> accumulator{};
@@ -167,6 +169,7 @@ class PSR_SeriesB {
 
     const Series& series_;
     PsrBlocks blocks_;
+    std::vector<trel::Warnings::Line> remarks_;
     std::vector<BSR_BlockB<F>> plans_;
     u64 lent_words_ = 0;
     u64 area_words_[2] = {0, 0};

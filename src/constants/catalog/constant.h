@@ -8,7 +8,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "base/status/status.h"
 
 namespace kalvor {

@@ -47,13 +47,13 @@ class Converter {
     };
     Halves convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
                      RadixFraction upper, RadixFraction lower) const;
-    Halves convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H, RadixFraction upper,
-                     RadixFraction lower) const;
+    Halves convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
+                     RadixFraction upper, RadixFraction lower) const;
     RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
                                  Word* g) const;
     RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
-    void join(Word* upper, u64 n, Word expected, Word next, Word overlap, bool correction,
-              const char* function) const;
+    void join(const ParallelContext& parallel, Word* upper, u64 n, Word expected, Word next, Word overlap,
+              bool correction, const char* function) const;
 
     const ConvertPlanP& plan_;
     const ReadyTableB& table_;
@@ -83,8 +83,8 @@ Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, St
 }
 
 // The halves write disjoint ranges and share only the input fraction, which neither writes.
-Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
-                                       RadixFraction upper, RadixFraction lower) const {
+Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out,
+                                       u64 n, u64 H, RadixFraction upper, RadixFraction lower) const {
     Halves r{};
     AlignedBufferC scratch = context.scratch;
     const AlignedBufferC first = scratch.spawn(scratch.size() / 2 / 64 * 64);
@@ -136,7 +136,7 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
     const Word next = n - H >= 2 ? out[n - H - 2] : r.lower_overlap;
-    join(out + (n - H), H, out[n - H - 1], next, r.upper_overlap, correction, function);
+    join(context.parallel, out + (n - H), H, out[n - H - 1], next, r.upper_overlap, correction, function);
     if (const trel::Work work = status.work(); work && n >= kStatusWords) {
         // Ranges that show have added their own.
         const auto shown = [](u64 words) { return words >= kStatusWords ? range_work(words) : 0; };
@@ -149,14 +149,14 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
 // `next`. correction: the overlap word is known to be one too small. It may also be one too small by its
 // truncation when nearly nothing follows the expected word; when it is the last of R - 1, the words above are
 // too small as well.
-void Converter::join(Word* upper, u64 n, Word expected, Word next, Word overlap, bool correction,
-                     const char* function) const {
+void Converter::join(const ParallelContext& parallel, Word* upper, u64 n, Word expected, Word next,
+                     Word overlap, bool correction, const char* function) const {
     if (correction && ++overlap == plan_.radix) {
-        add1(plan_.radix, upper, n);
+        add1(parallel, plan_.radix, upper, n);
         overlap = 0;
     }
     if (expected == overlap || (expected == overlap + 1 && next < overlap_slack(plan_.radix))) return;
-    fixup(plan_.radix, expected, overlap, upper, n, function);
+    fixup(parallel, plan_.radix, expected, overlap, upper, n, function);
 }
 
 // frac(f R^H) for the top power and a fraction of any length, truncated to `words` words, in g[0 .. f.L): the
@@ -215,8 +215,8 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     }
     const Word last = convert_range(plan_.levels, inner, status, out, left, f, false);
     while (pieces-- > 0) {
-        join(out + left, H, out[left - 1], out[left - 2], overlaps[pieces], correction && pieces == 0,
-             "convertP()");
+        join(context.parallel, out + left, H, out[left - 1], out[left - 2], overlaps[pieces],
+             correction && pieces == 0, "convertP()");
         left += H;
     }
     return last;
@@ -224,11 +224,11 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
 
 // Nothing but nines behind the last word: the value approaches a decimal from below, by its own error or by
 // the conversion's. A fraction of nines without an end stays, there is no word above to take the carry.
-void round_up(Word radix, Word overlap, Word* words, u64 n) {
+void round_up(const ParallelContext& parallel, Word radix, Word overlap, Word* words, u64 n) {
     constexpr Word kSmallRadix = 1000000000;  // above it a word of nines is not a coincidence
     if (radix < kSmallRadix || overlap < radix - overlap_slack(radix)) return;
     if (std::all_of(words, words + n, [radix](Word w) { return w == radix - 1; })) return;
-    add1(radix, words, n);
+    add1(parallel, radix, words, n);
 }
 
 }  // namespace
@@ -237,7 +237,8 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
              const BigFloat& x, const ConvertOptions& options) {
     const RadixFraction f = RadixFraction::of(x).top(plan.length(plan.n));
     if (plan.levels == 0) {
-        return round_up(plan.radix, DirectConvertB::run(plan, status, radix_out, f), radix_out, plan.n);
+        return round_up(context.parallel, plan.radix, DirectConvertB::run(plan, status, radix_out, f),
+                        radix_out, plan.n);
     }
     MultiplyContext inner = context.with_tds(std::min(context.parallel.tds, plan.tds));
     const AlignedBufferC memory = inner.scratch.spawn(plan.table_bytes);
@@ -250,7 +251,7 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
         plan.n <= plan.top_words()
             ? converter.convert_range(plan.levels, inner, status, radix_out, plan.n, f, options.correction)
             : converter.peel(inner, status, radix_out, plan.n, f, options.correction);
-    round_up(plan.radix, overlap, radix_out, plan.n);
+    round_up(context.parallel, plan.radix, overlap, radix_out, plan.n);
 }
 
 }  // namespace kalvor::CBRv2

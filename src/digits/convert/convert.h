@@ -7,6 +7,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
@@ -42,8 +44,9 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
              const BigFloat& x, const ConvertOptions& options = {});
 
 // The range check of a value before conversion, by its sign (0, -1, +1) and magnitude (exponent + length in
-// words). Zero throws; a negative value prints a warning; a magnitude above 1 calls `report`, which prints
-// the value, and throws InvalidParametersException.
-void words_to_dec(int sign, i64 magnitude, const std::function<void()>& report);
+// words). Zero throws; a negative value is a warning; for a magnitude above 1 the lines of `dump`, the value,
+// are reported, and InvalidParametersException is thrown.
+void words_to_dec(Status& status, int sign, i64 magnitude,
+                  const std::function<std::vector<std::string>()>& dump);
 
 }  // namespace kalvor::CBRv2

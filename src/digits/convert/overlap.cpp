@@ -2,15 +2,14 @@
 
 #include <string>
 
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 
 namespace kalvor::CBRv2 {
 
-namespace Console = trel::Console;
+using trel::ParallelContext;
 
-void add1(Word radix, Word* upper, u64 n) {
-    Console::print_line("Performing additive correction...", 'Y');
+void add1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
+    parallel.warn({{"Performing additive correction...", 'Y'}});
     for (u64 i = 0; i < n; i++) {
         if (upper[i] != radix - 1) {
             upper[i]++;
@@ -21,8 +20,8 @@ void add1(Word radix, Word* upper, u64 n) {
     throw trel::AlgorithmFailedException("add1()", "Impossible carryout.");
 }
 
-void sub1(Word radix, Word* upper, u64 n) {
-    Console::print_line("Performing subtractive correction...", 'Y');
+void sub1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
+    parallel.warn({{"Performing subtractive correction...", 'Y'}});
     for (u64 i = 0; i < n; i++) {
         if (upper[i] != 0) {
             upper[i]--;
@@ -33,14 +32,15 @@ void sub1(Word radix, Word* upper, u64 n) {
     throw trel::AlgorithmFailedException("sub1()", "Impossible carryout.");
 }
 
-void fixup(Word radix, Word expected, Word actual, Word* upper, u64 n, const char* function) {
-    Console::error_line("Overlap Mismatch");
-    Console::labelled_line("Expected", std::to_string(expected));
-    Console::labelled_line("Actual", std::to_string(actual));
+void fixup(const ParallelContext& parallel, Word radix, Word expected, Word actual, Word* upper, u64 n,
+           const char* function) {
+    parallel.warn({{"Overlap Mismatch", ' ', true},
+                   {"Expected: " + std::to_string(expected)},
+                   {"Actual: " + std::to_string(actual)}});
     if (expected == 0 && actual == radix - 1) {
-        add1(radix, upper, n);
+        add1(parallel, radix, upper, n);
     } else if (expected == radix - 1 && actual == 0) {
-        sub1(radix, upper, n);
+        sub1(parallel, radix, upper, n);
     } else {
         throw trel::AlgorithmFailedException(function, "Overlap Mismatch:\n    RL = " + std::to_string(n) +
                                                            "\n    Expected = " + std::to_string(expected) +

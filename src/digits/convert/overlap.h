@@ -8,6 +8,7 @@
 #pragma once
 
 #include "digits/convert/radix_fraction.h"
+#include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor::CBRv2 {
 
@@ -17,13 +18,14 @@ inline Word overlap_slack(Word radix) {
     return static_cast<Word>(trel::u128(16) * radix >> 64) + 1;
 }
 
-// upper[0 .. n) += 1 / -= 1 in radix words, least significant first. Throws AlgorithmFailedException
-// "Impossible carryout.".
-void add1(Word radix, Word* upper, u64 n);
-void sub1(Word radix, Word* upper, u64 n);
+// upper[0 .. n) += 1 / -= 1 in radix words, least significant first; the run's warnings say so. Throws
+// AlgorithmFailedException "Impossible carryout.".
+void add1(const trel::ParallelContext& parallel, Word radix, Word* upper, u64 n);
+void sub1(const trel::ParallelContext& parallel, Word radix, Word* upper, u64 n);
 
-// Corrects the upper range of n words for the pair (0, R - 1) or (R - 1, 0) and prints that it does. Any
+// Corrects the upper range of n words for the pair (0, R - 1) or (R - 1, 0); the run's warnings say so. Any
 // other pair throws AlgorithmFailedException naming `function`.
-void fixup(Word radix, Word expected, Word actual, Word* upper, u64 n, const char* function = "fixup()");
+void fixup(const trel::ParallelContext& parallel, Word radix, Word expected, Word actual, Word* upper, u64 n,
+           const char* function = "fixup()");
 
 }  // namespace kalvor::CBRv2

@@ -5,7 +5,6 @@
 
 #include "arith/m61/m61.h"
 #include "arith/multiply/dispatch.h"
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 
@@ -19,8 +18,6 @@ namespace m61 = trel::m61;
 
 namespace {
 
-constexpr double kDigitsPerBinaryWord = 19.265919722494797;  // 64 log10(2)
-
 u64 transform_checksum(const ReadyTableB::Entry& entry) {
     return entry.data == nullptr ? 0
                                  : m61::canonical(m61::hash_words(static_cast<const Word*>(entry.data),
@@ -31,13 +28,13 @@ u64 transform_checksum(const ReadyTableB::Entry& entry) {
 
 ConvertObserver::~ConvertObserver() = default;
 
-void check_power_hash(const char* function, u64 actual, u64 radix, u64 exponent) {
+void check_power_hash(trel::Status& status, const char* function, u64 actual, u64 radix, u64 exponent) {
     const u64 expected = m61::canonical(m61::pow(m61::fold(radix), exponent));
     actual = m61::canonical(actual);
     if (expected == actual) return;
-    trel::Console::error_line("Radix Conversion: Power Hash Mismatch");
-    trel::Console::labelled_line("Expected", std::to_string(expected));
-    trel::Console::labelled_line("Actual  ", std::to_string(actual));
+    status.Warning("Radix Conversion: Power Hash Mismatch");
+    status.Status_Line("Expected: " + std::to_string(expected));
+    status.Status_Line("Actual  : " + std::to_string(actual));
     throw AlgorithmFailedException(function, "Power Hash Mismatch");
 }
 
@@ -48,7 +45,7 @@ void CheckP(const ReadyTableB& table, trel::Status& status) {
     for (u64 l = 0; l < plan.levels; l++) {
         const u64 hash =
             m61::mul_pow2_64(m61::hash_words(table[l].words, table[l].n), plan.level[l].power_exp);
-        check_power_hash("CheckP()", hash, plan.radix, plan.level[l].radix_words);
+        check_power_hash(frame.node(), "CheckP()", hash, plan.radix, plan.level[l].radix_words);
     }
 }
 
@@ -69,8 +66,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
             const Entry& root = entries_[l - 1];
             const Transform& transform = *root.transform;
             const u64 n = 2 * root.n;
-            trel::StatusFrame frame(status, "Squaring...    ",
-                                    static_cast<u64>(static_cast<double>(n) * kDigitsPerBinaryWord) + 1);
+            trel::StatusFrame frame(status, "Squaring...    ", trel::status_digits(n) + 1);
             frame.node().refresh();
             const auto [work, space] = trel::TransformMemory(transform, context.scratch);
             transform.inverse(context.parallel, words, 0, n, work, root.data, root.data, space);

@@ -56,7 +56,8 @@ class ReadyTableB {
 // Compares the hash of every stored power with R^(b 2^l) computed modulo 2^61 - 1. Throws
 // InvalidParametersException "Radix is less than 2.", AlgorithmFailedException "Power Hash Mismatch".
 void CheckP(const ReadyTableB& table, trel::Status& status);
-// The same for one number words * 2^(64 exp) against radix^exponent; prints and throws naming `function`.
-void check_power_hash(const char* function, u64 actual, u64 radix, u64 exponent);
+// The same for the hash of one number against radix^exponent; reports both hashes and throws naming
+// `function`.
+void check_power_hash(trel::Status& status, const char* function, u64 actual, u64 radix, u64 exponent);
 
 }  // namespace kalvor::CBRv2

@@ -1,10 +1,7 @@
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "digits/convert/convert.h"
 
 namespace kalvor::CBRv2 {
-
-namespace Console = trel::Console;
 
 namespace {
 
@@ -17,19 +14,20 @@ const char kRange[] =
 
 }  // namespace
 
-void words_to_dec(int sign, i64 magnitude, const std::function<void()>& report) {
+void words_to_dec(trel::Status& status, int sign, i64 magnitude,
+                  const std::function<std::vector<std::string>()>& dump) {
     if (sign == 0) {
         throw trel::InvalidParametersException("words_to_dec()",
                                                std::string("Number is zero and out of range.") + kRange);
     }
     if (sign < 0) {
-        Console::error_line(
+        status.Warning(
             "Warning: Kalvor's digit output cannot handle negative numbers.\nOutput will be flipped "
             "positive...\n");
     }
     if (magnitude <= 1) return;
-    Console::new_line();
-    report();
+    status.Status_Line("");
+    for (const std::string& line : dump()) status.Status_Line(line);
     throw trel::InvalidParametersException("words_to_dec()", std::string("Number is out of range.") + kRange);
 }
 

@@ -90,7 +90,7 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
         Power_uW_uL_BigFloatR::run(plan, inner, frame.node(), power, 5, d, sizes.power, temporaries);
     }
     const u64 power_hash = m61::mul_pow2_64(m61::hash_words(power.T, power.L), power.exp);
-    check_power_hash("VerifyB::hash_binary()", m61::mul_pow2(power_hash, static_cast<i64>(d)), 10, d);
+    check_power_hash(status, "VerifyB::hash_binary()", m61::mul_pow2(power_hash, static_cast<i64>(d)), 10, d);
     if (power.exp != 0) {
         throw AlgorithmFailedException("VerifyB::hash_binary()", "The power is not exact.");
     }

@@ -19,6 +19,10 @@ struct DigitRangeStats {
     DigitCounts counts;
 };
 
+// Says that a file holds no digits: its integer part does not end soon enough.
+inline constexpr const char* kNoPoint =
+    "A decimal place was not found within the first 63 bytes of the file.";
+
 // Concurrent reads of disjoint or overlapping ranges are allowed; each brings its own scratch.
 class BasicDigitReader {
   public:

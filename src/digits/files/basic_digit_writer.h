@@ -23,6 +23,8 @@ class BasicDigitWriter {
     // After finish(), until publish().
     virtual std::unique_ptr<BasicDigitReader> read_back() = 0;
     virtual void publish() = 0;
+    // No more attempts, no warning: another writer begins again with the same output.
+    virtual void abandon() = 0;
     // All of it without a check: completes the output and opens it under its final name.
     virtual std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() = 0;
 };

@@ -52,9 +52,7 @@ BasicTextReader::BasicTextReader(std::shared_ptr<trel::FileIO::RawFile> file, u8
     if (radix_ == 0) radix_ = detect_radix(head_);
     const std::size_t point = head_.find('.');
     if (point == std::string::npos) {
-        throw FileException("BasicTextReader::BasicTextReader()",
-                            "A decimal place was not found within the first 63 bytes of the file.",
-                            file_->path());
+        throw FileException("BasicTextReader::BasicTextReader()", kNoPoint, file_->path());
     }
     digits_offset_ = point + 1;
     total_digits_ = file_->size() - digits_offset_;

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/digit_kernels.h"
@@ -51,21 +50,23 @@ u64 whole_sectors(u64 bytes) {
 }  // namespace
 
 BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes)
+                                 u64 total_digits, u64 buffer_bytes, trel::Warnings* warnings)
     : BasicTextWriter(make_file(base_path, first_digits, radix), nullptr, first_digits, radix, total_digits,
-                      buffer_bytes) {}
+                      buffer_bytes, warnings) {}
 
 BasicTextWriter::BasicTextWriter(PublishedFile& file, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes)
-    : BasicTextWriter(nullptr, &file, first_digits, radix, total_digits, buffer_bytes) {}
+                                 u64 total_digits, u64 buffer_bytes, trel::Warnings* warnings)
+    : BasicTextWriter(nullptr, &file, first_digits, radix, total_digits, buffer_bytes, warnings) {}
 
 BasicTextWriter::BasicTextWriter(std::unique_ptr<PublishedFile> own, PublishedFile* file,
-                                 std::string_view first_digits, u8 radix, u64 total_digits, u64 buffer_bytes)
+                                 std::string_view first_digits, u8 radix, u64 total_digits, u64 buffer_bytes,
+                                 trel::Warnings* warnings)
     : radix_(checked_radix(radix)),
       total_digits_(total_digits),
       digits_offset_(after_point(first_digits, own ? own->final_path() : file->final_path())),
       own_(std::move(own)),
       file_(own_ ? *own_ : *file),
+      warnings_(warnings),
       buffer_(std::max(whole_sectors(buffer_bytes), whole_sectors(digits_offset_) + kSectorBytes),
               kSectorBytes) {
     std::memcpy(buffer_.get(), first_digits.data(), digits_offset_);
@@ -123,8 +124,9 @@ void BasicTextWriter::seek(u64 offset) {
     fill_ = flushed_ = offset - window;
 }
 
-template <class Convert>
-void BasicTextWriter::store(u64 start, u64 count, Convert convert) {
+void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC,
+                                   const trel::ParallelContext&) {
+    const DigitKernels& kernels = digit_kernels();
     const std::lock_guard<std::mutex> lock(mutex_);
     constexpr const char* kFunction = "BasicTextWriter::store_digits()";
     if (is_closed_ || is_finished_) throw InvalidParametersException(kFunction, "File is closed.");
@@ -140,7 +142,7 @@ void BasicTextWriter::store(u64 start, u64 count, Convert convert) {
             fill_ = flushed_ = 0;
         }
         const u64 n = std::min(count - done, buffer_.size() - fill_);
-        if (!convert(reinterpret_cast<char*>(buffer_.bytes()) + fill_, done, n)) {
+        if (!kernels.to_text(reinterpret_cast<char*>(buffer_.bytes()) + fill_, values + done, n, radix_)) {
             throw InvalidParametersException(kFunction, "Invalid Digit");
         }
         fill_ += n;
@@ -150,25 +152,12 @@ void BasicTextWriter::store(u64 start, u64 count, Convert convert) {
     written_.add(start, start + count);
 }
 
-void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC,
-                                   const trel::ParallelContext&) {
-    const DigitKernels& kernels = digit_kernels();
-    store(start, count,
-          [&](char* out, u64 done, u64 n) { return kernels.to_text(out, values + done, n, radix_); });
-}
-
-void BasicTextWriter::store_characters(const char* text, u64 start, u64 count) {
-    store(start, count, [&](char* out, u64 done, u64 n) {
-        std::memcpy(out, text + done, n);
-        return true;
-    });
-}
-
 void BasicTextWriter::warn_incomplete() const {
-    trel::Console::error_line("Warning, closing incomplete file", true);
-    trel::Console::print_line(trel::CommandLine::shown_path(incomplete_path()));
-    written_.print();
-    trel::Console::set_color('w');
+    if (warnings_ == nullptr) return;
+    std::vector<trel::Warnings::Line> lines{{"Warning, closing incomplete file", ' ', true},
+                                            {trel::CommandLine::shown_path(incomplete_path()), 'R'}};
+    for (std::string& line : written_.lines()) lines.push_back({std::move(line), 'R'});
+    warnings_->add(std::move(lines));
 }
 
 void BasicTextWriter::finish_locked() {

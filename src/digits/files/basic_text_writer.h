@@ -7,9 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/status/warnings.h"
 #include "digits/files/basic_digit_writer.h"
-#include "digits/files/written_ranges.h"
 #include "platform/fileio/published_file.h"
+#include "platform/fileio/sparse_ranges.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
@@ -19,23 +20,23 @@ class BasicTextWriter final : public BasicDigitWriter {
     static constexpr trel::u64 kDefaultBufferBytes = trel::u64(4) << 20;
 
     // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
-    // buffer_bytes: the size of one write. Throws InvalidParametersException "Invalid radix.", FileException
-    // "No decimal place was found.".
+    // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
+    // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
     BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix,
-                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes);
+                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes,
+                    trel::Warnings* warnings = nullptr);
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
     BasicTextWriter(trel::FileIO::PublishedFile& file, std::string_view first_digits, trel::u8 radix,
-                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes);
-    // Closes. Throws nothing: what goes wrong is printed.
+                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes,
+                    trel::Warnings* warnings = nullptr);
+    // Closes. Throws nothing: the report of what goes wrong is printed.
     ~BasicTextWriter() override;
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.
     void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
                       const trel::ParallelContext& context) override;
-    // The same for characters '0'-'9', 'a'-'f', which are taken as they are.
-    void store_characters(const char* text, trel::u64 start, trel::u64 count);
 
     void finish() override;
     std::unique_ptr<BasicDigitReader> read_back() override;
@@ -44,8 +45,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     // incomplete name. Closing twice does nothing. After a write that failed no other is tried: its exception
     // has told what is wrong.
     void close();
-    // No more attempts, no warning: another writer begins again with the same file.
-    void abandon();
+    void abandon() override;
     // close(), then a reader of the finished file. Throws FileException for an incomplete one.
     std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
 
@@ -59,12 +59,10 @@ class BasicTextWriter final : public BasicDigitWriter {
   private:
     BasicTextWriter(std::unique_ptr<trel::FileIO::PublishedFile> own, trel::FileIO::PublishedFile* file,
                     std::string_view first_digits, trel::u8 radix, trel::u64 total_digits,
-                    trel::u64 buffer_bytes);
+                    trel::u64 buffer_bytes, trel::Warnings* warnings);
     bool is_complete() const { return !failed_ && written_.covers(0, total_digits_); }
     void finish_locked();
     void warn_incomplete() const;
-    template <class Convert>
-    void store(trel::u64 start, trel::u64 count, Convert convert);
     void seek(trel::u64 offset);
     void write_window();
 
@@ -74,6 +72,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     const trel::u64 digits_offset_;
     const std::unique_ptr<trel::FileIO::PublishedFile> own_;  // empty when somebody else owns the file
     trel::FileIO::PublishedFile& file_;
+    trel::Warnings* const warnings_;
     bool is_closed_ = false;
     bool is_finished_ = false;
     // The window of the file that is being filled: bytes [window_, window_ + fill_), window_ on a sector.
@@ -84,7 +83,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     trel::u64 extent_ = 0;   // bytes of the file that were ever written, whole sectors
     trel::u64 end_ = 0;      // end of the last digit that was written, in bytes
     bool failed_ = false;    // the last attempt to bring the window into the file failed
-    WrittenRanges written_;
+    trel::FileIO::SparseRanges written_;
 };
 
 }  // namespace kalvor

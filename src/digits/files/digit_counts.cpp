@@ -10,9 +10,4 @@ DigitCounts::DigitCounts(trel::u8 radix) : radix(radix) {
     }
 }
 
-DigitCounts& DigitCounts::operator+=(const DigitCounts& other) {
-    for (trel::u64 i = 0; i < count.size(); i++) count[i] += other.count[i];
-    return *this;
-}
-
 }  // namespace kalvor

@@ -11,7 +11,6 @@ namespace kalvor {
 // 2 .. 16.
 struct DigitCounts {
     explicit DigitCounts(trel::u8 radix);
-    DigitCounts& operator+=(const DigitCounts& other);
     bool operator==(const DigitCounts&) const = default;
 
     trel::u8 radix;

@@ -5,7 +5,7 @@
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
-#include "digits/output/word_digits.h"
+#include "digits/files/word_digits.h"
 
 namespace kalvor {
 

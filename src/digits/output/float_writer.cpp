@@ -8,11 +8,10 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
-#include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
+#include "digits/files/word_digits.h"
 #include "digits/output/read_check.h"
-#include "digits/output/word_digits.h"
 
 namespace kalvor {
 
@@ -102,7 +101,7 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
-    CBRv2::words_to_dec(sign, value_.mag(), [this] { value_.print_dump(); });
+    CBRv2::words_to_dec(status_, sign, value_.mag(), [this] { return value_.dump(); });
     const trel::WallTimer timer;
     status_.work().enter("conversion");
     StatusSection section(status_, "Base Converting:");
@@ -205,17 +204,19 @@ OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
     return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
 }
 
-OutputStats FloatWriterB::write_dec_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_dec_digits(), 10, plan_.output_digits);
-    OutputStats stats = write_dec_digits(file);
-    file.publish();
+OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format) {
+    const auto sink = digit_format(format).make_sink(base_path, 10, plan_.output_digits);
+    const auto file = sink->make_writer(first_dec_digits(), warnings());
+    OutputStats stats = write_dec_digits(*file);
+    file->publish();
     return stats;
 }
 
-OutputStats FloatWriterB::write_hex_digits(const std::string& base_path) {
-    BasicTextWriter file(base_path, first_hex_digits(), 16, plan_.hex_digits);
-    OutputStats stats = write_hex_digits(file);
-    file.publish();
+OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format) {
+    const auto sink = digit_format(format).make_sink(base_path, 16, plan_.hex_digits);
+    const auto file = sink->make_writer(first_hex_digits(), warnings());
+    OutputStats stats = write_hex_digits(*file);
+    file->publish();
     return stats;
 }
 
@@ -227,8 +228,9 @@ OutputStats FloatWriterB::stat_hex_digits() {
     return output(hexadecimal_reader(), plan_.hex_digits, "Processing Hexadecimal Digits:", nullptr);
 }
 
-void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix) {
-    kalvor::read_check(status_, file, stats, radix, context_.scratch, context_.parallel);
+void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
+                              const std::string& format) {
+    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch, context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {

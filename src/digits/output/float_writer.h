@@ -16,6 +16,7 @@
 #include "base/status/status.h"
 #include "digits/convert/convert.h"
 #include "digits/files/basic_digit_writer.h"
+#include "digits/files/digit_sink.h"
 #include "digits/output/digit_stats.h"
 #include "digits/output/float_reader.h"
 
@@ -63,9 +64,9 @@ class FloatWriterB {
     std::string first_dec_digits() const { return decimal_reader().first_digits(); }
     std::string first_hex_digits() const { return hexadecimal_reader().first_digits(); }
 
-    // Write the file base_path + ".txt" (through its "(incomplete)" name) and return its statistics.
-    OutputStats write_dec_digits(const std::string& base_path);
-    OutputStats write_hex_digits(const std::string& base_path);
+    // Write base_path in a format and return the statistics.
+    OutputStats write_dec_digits(const std::string& base_path, const std::string& format = kTextFormat);
+    OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat);
     // Into a file that is open already; it is finished and not published yet.
     OutputStats write_dec_digits(BasicDigitWriter& file);
     OutputStats write_hex_digits(BasicDigitWriter& file);
@@ -73,8 +74,14 @@ class FloatWriterB {
     OutputStats stat_dec_digits();
     OutputStats stat_hex_digits();
     // Re-reads a written file and compares.
-    void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix);
+    void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix,
+                    const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
+
+    // Of the run; nullptr where nobody listens.
+    trel::Warnings* warnings() const {
+        return context_.parallel.run == nullptr ? nullptr : &context_.parallel.run->warnings;
+    }
 
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
     trel::Word* radix_words() { return radix_words_; }

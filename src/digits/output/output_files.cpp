@@ -5,7 +5,6 @@
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "digits/files/basic_text_writer.h"
 #include "digits/output/replacement.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
@@ -18,8 +17,6 @@ using trel::u8;
 using trel::CommandLine::shown_path;
 using trel::FileIO::file_functions;
 using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
-using trel::FileIO::PublishedFile;
 namespace Console = trel::Console;
 namespace os = trel::os;
 
@@ -27,8 +24,6 @@ namespace {
 
 constexpr const char* kFunction = "OutputFiles()";
 constexpr double kLongRunSeconds = 3600;
-// An integer part of 64 bits and the point.
-constexpr u64 kMostBeforeDigits = 21;
 constexpr int kUnattendedAttempts = 10;
 constexpr double kSecondsUnattended = 60;
 // Answers may come from a program that never stops.
@@ -40,10 +35,12 @@ std::string bytes_text(u64 bytes) {
     return text.substr(text.find_first_not_of(' '));
 }
 
-// What the file will take, at most: it is written in whole sectors.
+const DigitFormat& format_of(const OutputFiles::Request& request) {
+    return digit_format(request.format);
+}
+
 u64 bytes_of(const OutputFiles::Request& request) {
-    const u64 most = request.digits + kMostBeforeDigits;
-    return (most + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+    return format_of(request).most_bytes(request.radix, request.digits);
 }
 
 u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
@@ -52,14 +49,11 @@ u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
     return bytes;
 }
 
-std::string draft_path(const std::string& folder, const OutputFiles::Request& request) {
-    return BasicTextWriter::incomplete_path(folder + request.base_name);
-}
-
 Replacement check_target(const std::string& folder, const OutputFiles::Request& request,
-                         const OutputOptions& options, bool tell) {
-    return check_replacement(BasicTextWriter::final_path(folder + request.base_name), request.radix,
-                             request.digits, options.overwrite, tell);
+                         const OutputOptions& options) {
+    const DigitFormat& format = format_of(request);
+    return check_replacement(format, format.final_path(folder + request.base_name), request.radix,
+                             request.digits, options.overwrite);
 }
 
 // Empty when the volume has the space, or does not say.
@@ -89,8 +83,8 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
 }
 
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
-                         const OutputOptions& options)
-    : folder_(std::move(folder)), options_(options) {
+                         const OutputOptions& options, trel::Status& status)
+    : folder_(std::move(folder)), options_(options), status_(status) {
     for (const Request& request : requests) entries_.push_back({request, make(folder_, request)});
     reserve_space();
 }
@@ -100,23 +94,22 @@ OutputFiles::~OutputFiles() = default;
 void OutputFiles::check(const std::string& folder, const std::vector<Request>& requests,
                         const OutputOptions& options) {
     for (const Request& request : requests) {
-        PublishedFile::check(draft_path(folder, request));
-        check_target(folder, request, options, false);
+        format_of(request).check(folder + request.base_name);
+        check_target(folder, request, options);
     }
     if (!options.minimum_space || requests.empty()) return;
     const std::string text = shortage(file_functions().volume_space(folder.c_str()), bytes_of(requests));
     if (!text.empty()) refuse_shortage(text, folder);
 }
 
-std::unique_ptr<PublishedFile> OutputFiles::make(const std::string& folder, const Request& request) const {
+std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Request& request) const {
     // The draft first: what is found under the final name is then nobody else's work in progress.
-    auto file = std::make_unique<PublishedFile>(draft_path(folder, request),
-                                                BasicTextWriter::final_path(folder + request.base_name));
-    if (options_.ledger) options_.ledger->made(file->draft_path());
-    if (check_target(folder, request, options_, true) == Replacement::replaces_read_only) {
-        file->replace_read_only();
-    }
-    return file;
+    auto sink = format_of(request).make_sink(folder + request.base_name, request.radix, request.digits);
+    if (options_.ledger) options_.ledger->made(sink->draft_path());
+    const Replacement replacement = check_target(folder, request, options_);
+    if (!replacement.remark.empty()) status_.Status_Line(replacement.remark);
+    if (replacement.of_read_only) sink->replace_read_only();
+    return sink;
 }
 
 // Before anything is computed: the space is there and taken, or the user is told.
@@ -129,11 +122,11 @@ void OutputFiles::reserve_space() {
     std::string text = shortage(space, needed);
     for (const Entry& entry : entries_) {
         if (!text.empty()) break;
-        const os::OsError error = entry.file->reserve(bytes_of(entry.request));
+        const os::OsError error = entry.sink->reserve();
         if (!error) continue;
         if (error.category != os::ErrorCategory::disk_full) {
             throw trel::FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
-                                           entry.file->draft_path(), error);
+                                           entry.sink->draft_path(), error);
         }
         // A quota, a limit on the size of files, or somebody was faster.
         text = "The volume " + shown_path(space.volume) +
@@ -142,7 +135,7 @@ void OutputFiles::reserve_space() {
     }
     if (text.empty()) return;
     if (options_.minimum_space) refuse_shortage(text, folder_);
-    Console::labelled_line("Warning", text, 'Y');
+    status_.Status_ColoredLine({{'w', "Warning: "}, {'Y', text}});
 }
 
 OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
@@ -156,25 +149,25 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
     for (int attempt = 1;; attempt++) {
         Choice choice;
         {
-            PublishedFile& file = *entry->file;
+            DigitSink& sink = *entry->sink;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
-            BasicTextWriter writer(file, first, radix, entry->request.digits);
-            if (options_.ledger) options_.ledger->begun(file.draft_path());
+            const auto writer = sink.make_writer(first, digits.warnings());
+            if (options_.ledger) options_.ledger->begun(sink.draft_path());
             OutputStats stats;
             try {
-                stats = radix == 10 ? digits.write_dec_digits(writer) : digits.write_hex_digits(writer);
+                stats = radix == 10 ? digits.write_dec_digits(*writer) : digits.write_hex_digits(*writer);
             } catch (const FileException&) {
-                if (!file.needs_space()) throw;
+                if (!sink.needs_space()) throw;
                 choice = ask_for_space(*entry, attempt);
                 if (!choice.again) throw;
-                writer.abandon();
+                writer->abandon();
             }
             if (!choice.again) {
-                if (verify) digits.read_check(*writer.read_back(), stats);
-                const u64 bytes = file.file().size();
-                writer.publish();
-                if (options_.ledger) options_.ledger->renamed(file.draft_path(), file.final_path());
-                written_.push_back({file.final_path(), bytes});
+                if (verify) digits.read_check(*writer->read_back(), stats);
+                const u64 bytes = sink.bytes();
+                writer->publish();
+                if (options_.ledger) options_.ledger->renamed(sink.draft_path(), sink.final_path());
+                written_.push_back({sink.final_path(), bytes});
                 return stats;
             }
         }
@@ -188,7 +181,7 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
         const Console::ErrorOutput errors;
         Console::error_line("There is no space left on the volume " + shown_path(space.volume) +
                             " for the digits.");
-        Console::print_line(shown_path(entry.file->draft_path()));
+        Console::print_line(shown_path(entry.sink->draft_path()));
         Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
         if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
     }
@@ -216,11 +209,11 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
 void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
         const std::string prefix = trel::FileIO::prepare_output_folder(folder);
-        auto file = make(prefix, entry.request);
-        (void)file->reserve(bytes_of(entry.request)).failed();
-        entry.file->discard();
-        if (options_.ledger) options_.ledger->removed(entry.file->draft_path());
-        entry.file = std::move(file);
+        auto sink = make(prefix, entry.request);
+        (void)sink->reserve().failed();
+        entry.sink->discard();
+        if (options_.ledger) options_.ledger->removed(entry.sink->draft_path());
+        entry.sink = std::move(sink);
         folder_ = prefix;
     } catch (const FileException& error) {
         const Console::ErrorOutput errors;

@@ -10,7 +10,6 @@
 #include "digits/output/file_ledger.h"
 #include "digits/output/float_writer.h"
 #include "os/types.h"
-#include "platform/fileio/published_file.h"
 
 namespace kalvor {
 
@@ -29,8 +28,9 @@ class OutputFiles {
   public:
     struct Request {
         trel::u8 radix;         // 10 or 16, each once
-        std::string base_name;  // of the file, without folder and ".txt"
+        std::string base_name;  // of the file, without folder and ending
         trel::u64 digits;
+        std::string format = kTextFormat;
     };
     struct WrittenFile {
         std::string path;
@@ -40,7 +40,9 @@ class OutputFiles {
     // folder: with its final "/", or empty for the current one. Says which files will be replaced and warns
     // of too little space. Throws FileException for a file that must not be replaced, for one that another
     // run is writing, and for too little space where that is a refusal; nothing is then left behind.
-    OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options);
+    // status: of the run; it outlives the files.
+    OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options,
+                trel::Status& status);
     ~OutputFiles();
     // What the constructor would refuse now, without making anything: for the time before the memory of the
     // computation is taken.
@@ -59,18 +61,18 @@ class OutputFiles {
   private:
     struct Entry {
         Request request;
-        std::unique_ptr<trel::FileIO::PublishedFile> file;
+        std::unique_ptr<DigitSink> sink;
     };
     struct Choice;
 
-    std::unique_ptr<trel::FileIO::PublishedFile> make(const std::string& folder,
-                                                      const Request& request) const;
+    std::unique_ptr<DigitSink> make(const std::string& folder, const Request& request) const;
     void reserve_space();
     Choice ask_for_space(const Entry& entry, int attempt) const;
     void move(Entry& entry, const std::string& folder);
 
     std::string folder_;
     const OutputOptions options_;
+    trel::Status& status_;
     std::vector<Entry> entries_;
     std::vector<WrittenFile> written_;
 };

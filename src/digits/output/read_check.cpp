@@ -7,10 +7,8 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
-#include "digits/files/basic_text_reader.h"
 #include "digits/files/digit_kernels.h"
 #include "platform/fileio/raw_file.h"
-#include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
 
@@ -24,14 +22,17 @@ namespace {
 constexpr u64 kPointBytes = 63;
 constexpr u64 kStepDigits = u64(1) << 24;
 
+void check_radix(u8 radix) {
+    if (radix != 10 && radix != 16) throw InvalidParametersException("read_check()", "Invalid radix.");
+}
+
 // The residue of the integer part, which ends at the point within the first 63 bytes.
 u64 integer_residue(std::string_view head, u8 radix) {
     const std::size_t point = head.substr(0, kPointBytes).find('.');
     if (point == std::string_view::npos) {
-        throw InvalidParametersException(
-            "read_check()", "A decimal place was not found within the first 63 bytes of the file.");
+        throw InvalidParametersException("read_check()", kNoPoint);
     }
-    if (radix != 10 && radix != 16) throw InvalidParametersException("read_check()", "Invalid radix.");
+    check_radix(radix);
     u8 values[kPointBytes];
     if (!digit_kernels().to_values(values, head.data(), point, radix)) {
         throw InvalidParametersException("read_check()", radix == 10
@@ -45,17 +46,19 @@ u64 integer_residue(std::string_view head, u8 radix) {
 
 }  // namespace
 
-void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, u8 radix,
-                const trel::AlignedBufferC& scratch, const trel::ParallelContext& parallel) {
-    using namespace trel::FileIO;
-    const auto opened = std::make_shared<RawFile>(file, OpenMode::read, true);
-    {
-        const trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
-        const u64 n = opened->load_available(sector.get(), 0, kSectorBytes);
-        integer_residue({static_cast<const char*>(sector.get()), n}, radix);
+void read_check(trel::Status& status, const DigitFormat& format, const std::string& file,
+                const OutputStats& stats, u8 radix, const trel::AlignedBufferC& scratch,
+                const trel::ParallelContext& parallel) {
+    check_radix(radix);
+    std::unique_ptr<BasicDigitReader> reader;
+    try {
+        reader = format.make_reader(file, radix);
+    } catch (const trel::FileIO::FileException& e) {
+        // Not a failure of the file system: the check says it as its own.
+        if (e.message == kNoPoint) throw InvalidParametersException("read_check()", kNoPoint);
+        throw;
     }
-    BasicTextReader reader(opened, radix);
-    read_check(status, reader, stats, scratch, parallel);
+    read_check(status, *reader, stats, scratch, parallel);
 }
 
 void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,

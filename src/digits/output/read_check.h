@@ -1,9 +1,10 @@
-// Reads a written text digit file again and compares it with what was written.
+// Reads a written digit file again and compares it with what was written.
 #pragma once
 
 #include <string>
 
 #include "base/status/status.h"
+#include "digits/files/digit_sink.h"
 #include "digits/output/digit_stats.h"
 #include "platform/memory/aligned_buffer.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -15,8 +16,8 @@ namespace kalvor {
 // no digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
 // match." when hash or counts differ.
 inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
-void read_check(trel::Status& status, const std::string& file, const OutputStats& stats, trel::u8 radix,
-                const trel::AlignedBufferC& scratch,
+void read_check(trel::Status& status, const DigitFormat& format, const std::string& file,
+                const OutputStats& stats, trel::u8 radix, const trel::AlignedBufferC& scratch,
                 const trel::ParallelContext& parallel = trel::serial_context());
 // The same for a file that is not closed yet: what the device has of it.
 void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,

@@ -3,10 +3,8 @@
 #include <optional>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "digits/files/basic_text_reader.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/file_functions.h"
 
@@ -26,9 +24,9 @@ constexpr const char* kWayOut =
     " Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
 
 // The digits of a file that can be read; nothing when it is not a digit file.
-std::optional<u64> digits_of(const std::string& path, u8 radix) {
+std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix) {
     try {
-        return BasicTextReader(path, radix).total_digits();
+        return format.make_reader(path, radix)->total_digits();
     } catch (const trel::Exception&) {
         return std::nullopt;
     }
@@ -36,9 +34,10 @@ std::optional<u64> digits_of(const std::string& path, u8 radix) {
 
 }  // namespace
 
-Replacement check_replacement(const std::string& path, u8 radix, u64 digits, bool overwrite, bool tell) {
+Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
+                              bool overwrite) {
     const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
-    if (old.error.category == os::ErrorCategory::not_found) return Replacement::nothing_there;
+    if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
         throw FileException(kReplaceFunction,
                             "Another program is writing this file. Wait until it has ended, or choose "
@@ -61,7 +60,7 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
         empty = !size.error && size.bytes == 0;
     }
     const bool read_only = unreadable || file_functions().is_read_only(path.c_str());
-    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(path, radix);
+    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(format, path, radix);
     if (!overwrite) {
         if (read_only) {
             throw FileException(kReplaceFunction,
@@ -80,11 +79,8 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
                                 path);
         }
     }
-    if (tell) {
-        Console::print_line("Replacing " + trel::CommandLine::shown_path(path) +
-                            (there ? " (" + Console::format_commas(*there) + " digits)." : "."));
-    }
-    return read_only ? Replacement::replaces_read_only : Replacement::replaces;
+    return {read_only, "Replacing " + trel::CommandLine::shown_path(path) +
+                           (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
 }
 
 }  // namespace kalvor

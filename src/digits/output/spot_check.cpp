@@ -5,7 +5,6 @@
 #include <limits>
 #include <optional>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "os/process.h"
@@ -83,33 +82,31 @@ std::optional<std::string> find_table(const std::string& name, const std::string
     return std::nullopt;
 }
 
-i64 unavailable(const char* reason) {
-    Console::labelled_line("Spot Check", reason, 'Y');
-    return 0;
+SpotCheck unavailable(const char* reason, u64 duplicates = 0) {
+    return {0, std::string("Unavailable - ") + reason, 'Y', duplicates};
 }
 
 }  // namespace
 
-std::map<u64, u64> parse_spot_check_table(std::string_view text) {
-    std::map<u64, u64> entries;
+SpotCheckTable parse_spot_check_table(std::string_view text) {
+    SpotCheckTable table;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         if (const std::optional<Entry> entry = parse_line(text.substr(0, end))) {
-            if (!entries.emplace(entry->position, entry->value).second)
-                Console::error_line("Error parsing digit file: Duplicate entries.");
+            if (!table.entries.emplace(entry->position, entry->value).second) table.duplicates++;
         }
         text.remove_prefix(std::min(end + 1, text.size()));
     }
-    return entries;
+    return table;
 }
 
-i64 spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
-               const std::string& program_folder) {
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
+                     const std::string& program_folder) {
     const std::optional<std::string> text = find_table(name, program_folder);
-    if (!text) return unavailable("Unavailable - Digit file not found.");
-    const std::map<u64, u64> entries = parse_spot_check_table(*text);
+    if (!text) return unavailable("Digit file not found.");
+    const auto [entries, duplicates] = parse_spot_check_table(*text);
     if (entries.empty() || entries.begin()->first > digits)
-        return unavailable("Unavailable - No suitable spot check entry.");
+        return unavailable("No suitable spot check entry.", duplicates);
 
     const u64 bytes = trel::round_up_64(source.buffer_size(kGroup, kBufferLimit));
     const trel::GuardedBuffer scratch(bytes, kPage);
@@ -122,18 +119,22 @@ i64 spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
         u64 value = 0;
         for (const u8 digit : group) value = 10 * value + digit;
         if (value != expected) {
-            Console::labelled_line("Spot Check", "Mismatch at " + Console::format_commas(position), 'R');
-            return -static_cast<i64>(position);
+            return {-static_cast<i64>(position), "Mismatch at " + Console::format_commas(position), 'R',
+                    duplicates};
         }
         last = position;
     }
-    Console::labelled_line("Spot Check", "Good through " + Console::format_commas(last), 'G');
-    return static_cast<i64>(last);
+    return {static_cast<i64>(last), "Good through " + Console::format_commas(last), 'G', duplicates};
 }
 
-i64 spot_check(BasicDigitReader& source, u64 digits, const std::string& name) {
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name) {
     const std::string program = trel::os::executable_path().value_or("");
     return spot_check(source, digits, name, program.substr(0, program.find_last_of("/\\") + 1));
+}
+
+void report(trel::Status& status, const SpotCheck& check) {
+    for (u64 i = 0; i < check.duplicates; i++) status.Warning("Error parsing digit file: Duplicate entries.");
+    status.Status_ColoredLine({{'w', "Spot Check: "}, {check.color, check.text}});
 }
 
 }  // namespace kalvor

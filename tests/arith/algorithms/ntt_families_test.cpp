@@ -11,6 +11,7 @@
 #include "arith/ntt/ntt_support.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 
 namespace {
 
@@ -116,16 +117,17 @@ TEST_P(NttFamiliesTest, MisalignedWorkArea) {
     TransformHolder t;
     row.algorithm.make_transform(t, n);
     const auto A = operand(Kind::random, n / 2, 1), B = operand(Kind::random, n - n / 2, 2);
-    const std::string warning =
-        "\n{R}Data Misalignment. Possible performance penalty.\n{w}{w}Press any key to continue . . . \n";
+    const std::string warning = "\n{R}Data Misalignment. Possible performance penalty.\n{w}";
     for (const u64 shift : {u64(0), u64(8), u64(32)}) {
         Scratch x(t->data_bytes()), y(t->data_bytes()), scratch(t->scratch_bytes() + 64);
         u8* const area = static_cast<u8*>(scratch.data()) + shift;
         Output T(n);
         CaptureConsole console(CaptureConsole::terminal, true);
-        t->forward(serial_context(), x.data(), A.data(), A.size(), area);
-        t->forward(serial_context(), y.data(), B.data(), B.size(), area);
-        t->inverse(serial_context(), T.data(), 0, n, x.data(), x.data(), y.data(), area);
+        MonitoredRun run;
+        t->forward(run.context(), x.data(), A.data(), A.size(), area);
+        t->forward(run.context(), y.data(), B.data(), B.size(), area);
+        t->inverse(run.context(), T.data(), 0, n, x.data(), x.data(), y.data(), area);
+        run.show();
         const std::string text = console.take();
         EXPECT_EQ(T.words(), product(A, B)) << shift;
         const bool warns = shift != 0 && t->scratch_bytes() != 0;
@@ -136,8 +138,10 @@ TEST_P(NttFamiliesTest, MisalignedWorkArea) {
     Scratch memory(t->plain_bytes() + 64);
     Output T(n);
     CaptureConsole console(CaptureConsole::terminal, true);
-    t->multiply_plain(serial_context(), T.data(), 0, n, A.data(), A.size(), B.data(), B.size(),
+    MonitoredRun run;
+    t->multiply_plain(run.context(), T.data(), 0, n, A.data(), A.size(), B.data(), B.size(),
                       static_cast<u8*>(memory.data()) + 8);
+    run.show();
     EXPECT_EQ(console.take().substr(0, warning.size()), warning);
     EXPECT_EQ(T.words(), product(A, B));
     EXPECT_TRUE(memory.guards_intact());

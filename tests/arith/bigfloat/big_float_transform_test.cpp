@@ -13,6 +13,7 @@
 #include "reference/fold_transform.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
+#include "support/monitored_run.h"
 #include "support/scratch.h"
 
 using namespace trel;
@@ -427,10 +428,14 @@ TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
         }
     };
     CaptureConsole console;
-    expect_invalid("mul_rf_xf", [&] { t.object->mul_rf_xf(mp, T, A, 9, 0, 9); });
-    const std::string dump = console.take();
-    A->print_dump();
-    EXPECT_EQ(dump, console.take());
+    MonitoredRun run;
+    MultiplyContext monitored = mp;
+    monitored.parallel.run = run.context().run;
+    expect_invalid("mul_rf_xf", [&] { t.object->mul_rf_xf(monitored, T, A, 9, 0, 9); });
+    run.show();
+    std::string dump;
+    for (const std::string& line : A->dump()) dump += line + "\n";
+    EXPECT_EQ(console.take(), dump);
     expect_invalid("inverse_fsqr", [&] { t.object->inverse_fsqr(mp, T, 0, 9); });
     t.object->forward(mp, A, 9);
     expect_invalid("inverse_fmul", [&] { t.object->inverse_fmul(mp, T, *t.other, 0, 9); });

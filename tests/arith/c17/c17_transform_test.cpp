@@ -12,6 +12,7 @@
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
+#include "support/monitored_run.h"
 
 namespace {
 
@@ -459,18 +460,20 @@ TEST_P(C17TransformTest, WrongRoundingModeIsRefused) {
     Scratch memory(t.plain_bytes());
     for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
         Output T(W);
-        testing::internal::CaptureStdout();
+        CaptureConsole console;
+        MonitoredRun run;
         bool failed = false;
         {
             const RoundingMode changed(mode);
             try {
-                t.multiply_plain(serial_context(), T.data(), 0, W, A.data(), A.size(), B.data(), B.size(),
+                t.multiply_plain(run.context(), T.data(), 0, W, A.data(), A.size(), B.data(), B.size(),
                                  memory.data());
             } catch (const ConvolutionFailedException& e) {
                 failed = e.message == "Coefficient is too large.";
             }
         }
-        const std::string out = testing::internal::GetCapturedStdout();
+        run.show();
+        const std::string out = console.take();
         EXPECT_TRUE(failed) << mode;
         EXPECT_NE(out.find("The FPU Control Word has been corrupted."), std::string::npos);
     }
@@ -485,15 +488,17 @@ TEST_P(C17TransformTest, WrongRoundingModeOfATransformIsRefused) {
         const auto A = operand(Kind::random, 100, 1);
         Scratch x(t.data_bytes()), scratch(t.scratch_bytes());
         CaptureConsole console;
+        MonitoredRun run;
         try {
             const RoundingMode changed(FE_UPWARD);
-            t.forward(serial_context(), x.data(), A.data(), A.size(), scratch.data());
+            t.forward(run.context(), x.data(), A.data(), A.size(), scratch.data());
             FAIL();
         } catch (const ConvolutionFailedException& e) {
             EXPECT_EQ(e.function, ntt_constants(family).short_name);
             EXPECT_EQ(e.message, "Coefficient is too large.");
             EXPECT_EQ(e.first, ntt_excess_bound(t.setup().record));
         }
+        run.show();
         EXPECT_EQ(console.take(), "The FPU Control Word has been corrupted.\n");
     }
 }

@@ -12,6 +12,7 @@
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 
 namespace {
 
@@ -190,11 +191,11 @@ TEST(HntTransformTest, CorruptedCoefficientIsFound) {
     const u64 n = t.parameters().element_units() / 2, W = t.convolution_words();
     std::vector<Word> elements(t.parameters().elements() * (n + 1), 0), T(W);
     Scratch scratch(t.scratch_bytes());
-    t.join(T.data(), 0, W, elements.data(), scratch.data());
+    t.join(serial_context(), T.data(), 0, W, elements.data(), scratch.data());
     EXPECT_EQ(T, std::vector<Word>(W, 0));
     const auto fails = [&] {
         try {
-            t.join(T.data(), 0, W, elements.data(), scratch.data());
+            t.join(serial_context(), T.data(), 0, W, elements.data(), scratch.data());
             return false;
         } catch (const ConvolutionFailedException& e) {
             EXPECT_EQ(e.message, "Coefficient is too large.");
@@ -302,15 +303,16 @@ TEST(HntTransformTest, MisalignedAreaOfLongElements) {
     ASSERT_GE(t.parameters().element_units(), kHntFftUnits);
     const u64 W = t.convolution_words();
     const auto A = operand(Kind::random, W / 2, 1), B = operand(Kind::ones, W - W / 2, 2);
-    const std::string warning =
-        "\n{R}Data Misalignment. Possible performance penalty.\n{w}{w}Press any key to continue . . . \n";
+    const std::string warning = "\n{R}Data Misalignment. Possible performance penalty.\n{w}";
     Scratch x(t.data_bytes()), y(t.data_bytes()), scratch(t.scratch_bytes() + 64);
     u8* const area = static_cast<u8*>(scratch.data()) + 8;
     Output T(W);
     CaptureConsole console(CaptureConsole::terminal, true);
-    t.forward(serial_context(), x.data(), A.data(), A.size(), area);
-    t.forward(serial_context(), y.data(), B.data(), B.size(), area);
-    t.inverse(serial_context(), T.data(), 0, W, x.data(), x.data(), y.data(), area);
+    MonitoredRun run;
+    t.forward(run.context(), x.data(), A.data(), A.size(), area);
+    t.forward(run.context(), y.data(), B.data(), B.size(), area);
+    t.inverse(run.context(), T.data(), 0, W, x.data(), x.data(), y.data(), area);
+    run.show();
     EXPECT_EQ(console.take(), warning + warning + warning);
     EXPECT_EQ(T.words(), product(A, B));
     EXPECT_TRUE(scratch.guards_intact());

@@ -19,7 +19,8 @@ using reference::Words;
 struct Contexts {
     ReverseFramework reverse;
     ThreadFramework threads;
-    std::vector<ParallelContext> all{{&reverse, 1}, {&reverse, 2}, {&reverse, 7}, {&reverse, 64}, {&threads, 3}};
+    std::vector<ParallelContext> all{
+        {&reverse, 1}, {&reverse, 2}, {&reverse, 7}, {&reverse, 64}, {&threads, 3}};
 };
 
 Words placed(const Words& a, i64 offset, i64 lo, i64 hi) {
@@ -55,7 +56,8 @@ TEST(WordArray, AddAndSubtractInFrames) {
         const Words a = pattern(rng() % 300, rng), b = pattern(rng() % 300, rng);
         const i64 lo = i64(rng() % 400) - 200;
         const i64 hi = lo + i64(rng() % 400);
-        check_frame(a, i64(rng() % 400) - 200, b, i64(rng() % 400) - 200, rng() & 1, lo, hi, serial_context());
+        check_frame(a, i64(rng() % 400) - 200, b, i64(rng() % 400) - 200, rng() & 1, lo, hi,
+                    serial_context());
         if (HasFatalFailure()) return;
     }
     // Operands far outside the frame on either side.
@@ -199,8 +201,8 @@ TEST(WordArray, MultiplyByOneWord) {
 }
 
 TEST(WordArray, MultiplyByOneWordRipplesThroughBlocks) {
-    // (2^(64 n) - 1) / w * w for w | 2^64 - 1, plus 1: every word of the product is all ones and the carry runs
-    // through the whole array.
+    // (2^(64 n) - 1) / w * w for w | 2^64 - 1, plus 1: every word of the product is all ones and the carry
+    // runs through the whole array.
     Contexts contexts;
     const u64 n = 60000;
     const Word w = 255;
@@ -301,43 +303,6 @@ TEST(WordArray, SmallInPlaceRipples) {
     EXPECT_EQ(t, (Words{3, ~Word(0) - 1, 7}));
     EXPECT_EQ(sub_n(t.data(), a.data(), t.data(), 3), 1);
     EXPECT_EQ(t, (Words{~Word(0) - 1, 0, ~Word(0) - 3}));
-}
-
-TEST(WordArray, KsrCarry) {
-    using Block = std::vector<u32>;
-    constexpr u32 kOnes = ~u32(0);
-    const struct {
-        Block before;
-        i8 carry;
-        Block after;
-        i8 out;
-        u8 uniform;
-    } rows[] = {
-        {{0, 0, 0}, 0, {0, 0, 0}, 0, kKsrZeros},
-        {{0, 0, 0}, -1, {kOnes, kOnes, kOnes}, -1, kKsrOnes},
-        {{0, 0, 0}, 1, {1, 0, 0}, 0, 0},
-        {{kOnes, kOnes}, 1, {0, 0}, 1, kKsrZeros},
-        {{kOnes, kOnes}, 0, {kOnes, kOnes}, 0, kKsrOnes},
-        {{kOnes, kOnes}, -1, {kOnes - 1, kOnes}, 0, 0},
-        {{kOnes, 7, kOnes}, 1, {0, 8, kOnes}, 0, 0},
-        {{0, 7, 0}, -1, {kOnes, 6, 0}, 0, 0},
-        {{1}, -1, {0}, 0, kKsrZeros},
-        {{kOnes - 1}, 1, {kOnes}, 0, kKsrOnes},
-    };
-    for (const auto& row : rows) {
-        Block t = row.before;
-        const KsrCarry got = bp_ksr_carry(row.carry, t.data(), t.size());
-        EXPECT_EQ(t, row.after);
-        EXPECT_EQ(got.carry, row.out);
-        EXPECT_EQ(got.uniform, row.uniform);
-    }
-}
-
-TEST(WordArrayDeathTest, KsrCarryOfNothing) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    u32 word = 0;
-    EXPECT_EXIT((print_to_stderr(), bp_ksr_carry(0, &word, 0)), ::testing::ExitedWithCode(1),
-                "bp_ksr_carry\\(\\): Length cannot be zero\\.\n");
 }
 
 }  // namespace

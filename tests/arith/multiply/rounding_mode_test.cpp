@@ -12,6 +12,7 @@
 #include "reference/mpz_words.h"
 #include "reference/words.h"
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 #include "support/scratch.h"
 
 using namespace trel;
@@ -33,17 +34,20 @@ enum class Outcome { right, wrong, refused };
 template <class F>
 Outcome outcome(int mode, const Words& want, std::string& printed, F&& multiply) {
     CaptureConsole console;
+    MonitoredRun run;
     Words T(want.size());
     Outcome result = Outcome::wrong;
     try {
         const RoundingMode changed(mode);
-        multiply(T.data());
+        multiply(T.data(), run);
         if (T == want) result = Outcome::right;
     } catch (const ConvolutionFailedException& e) {
         EXPECT_EQ(e.message, "Coefficient is too large.");
         EXPECT_GE(e.second, e.first);
         result = Outcome::refused;
     }
+    EXPECT_EQ(console.text(), "") << "a product does not print";
+    run.show();
     printed = console.take();
     return result;
 }
@@ -62,20 +66,21 @@ TEST(RoundingModeTest, EveryAlgorithmIsRightOrRefuses) {
             for (Word& w : B) w = rng();
             const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
             Scratch scratch(entry->algorithm->mSBsize(n));
-            const MultiplyContext context{serial_context(), scratch.view()};
             for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
                 SCOPED_TRACE(testing::Message() << name << ", " << n << " words, mode " << mode);
                 std::string printed;
-                const Outcome result = outcome(mode, want, printed, [&](Word* T) {
-                    entry->algorithm->mul(context, T, A.data(), A.size(), B.data(), B.size());
+                const Outcome result = outcome(mode, want, printed, [&](Word* T, MonitoredRun& run) {
+                    entry->algorithm->mul({run.context(), scratch.view()}, T, A.data(), A.size(), B.data(),
+                                          B.size());
                 });
                 EXPECT_NE(result, Outcome::wrong);
                 EXPECT_EQ(printed, result == Outcome::refused ? kReport : "");
             }
             std::string printed;
             EXPECT_EQ(outcome(FE_TONEAREST, want, printed,
-                              [&](Word* T) {
-                                  entry->algorithm->mul(context, T, A.data(), A.size(), B.data(), B.size());
+                              [&](Word* T, MonitoredRun& run) {
+                                  entry->algorithm->mul({run.context(), scratch.view()}, T, A.data(),
+                                                        A.size(), B.data(), B.size());
                               }),
                       Outcome::right);
             EXPECT_EQ(printed, "");
@@ -91,12 +96,11 @@ TEST(RoundingModeTest, TransformsOfTheTableRefuse) {
         for (Word& w : B) w = rng();
         const Words want = reference::to_words(reference::to_mpz(A) * reference::to_mpz(B), n);
         Scratch scratch(multiply_scratch_bytes(n));
-        const MultiplyContext context{serial_context(), scratch.view()};
         for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
             SCOPED_TRACE(testing::Message() << n << " words, mode " << mode);
             std::string printed;
-            const Outcome result = outcome(mode, want, printed, [&](Word* T) {
-                multiply_full(context, T, A.data(), A.size(), B.data(), B.size());
+            const Outcome result = outcome(mode, want, printed, [&](Word* T, MonitoredRun& run) {
+                multiply_full({run.context(), scratch.view()}, T, A.data(), A.size(), B.data(), B.size());
             });
             EXPECT_EQ(result, Outcome::refused);
             EXPECT_EQ(printed, kReport);
@@ -142,16 +146,17 @@ TEST(RoundingModeTest, TasksLookAtTheirOwnThread) {
         Scratch scratch(algorithm.mSBsize(n));
         for (const bool alone : {true, false}) {
             WrongThread framework(alone);
-            const MultiplyContext context{{&framework, 2}, scratch.view()};
             for (const bool squares : {false, true}) {
                 std::string printed;
-                const Outcome result = outcome(FE_TONEAREST, squares ? square : want, printed, [&](Word* T) {
-                    if (squares) {
-                        algorithm.sqr(context, T, A.data(), A.size());
-                    } else {
-                        algorithm.mul(context, T, A.data(), A.size(), B.data(), B.size());
-                    }
-                });
+                const Outcome result =
+                    outcome(FE_TONEAREST, squares ? square : want, printed, [&](Word* T, MonitoredRun& run) {
+                        const MultiplyContext context{run.context({&framework, 2}), scratch.view()};
+                        if (squares) {
+                            algorithm.sqr(context, T, A.data(), A.size());
+                        } else {
+                            algorithm.mul(context, T, A.data(), A.size(), B.data(), B.size());
+                        }
+                    });
                 EXPECT_NE(result, Outcome::wrong);
                 // beside others the thread may find nothing left to do
                 if (alone || integers) {
@@ -167,8 +172,11 @@ TEST(RoundingModeTest, TasksLookAtTheirOwnThread) {
         algorithm.make_transform(transform, n);
         Scratch data(transform->data_bytes()), own(transform->scratch_bytes());
         CaptureConsole console;
-        EXPECT_THROW(transform->forward({&framework, 2}, data.data(), A.data(), A.size(), own.data()),
-                     ConvolutionFailedException);
+        MonitoredRun run;
+        EXPECT_THROW(
+            transform->forward(run.context({&framework, 2}), data.data(), A.data(), A.size(), own.data()),
+            ConvolutionFailedException);
+        run.show();
         EXPECT_EQ(console.take(), kReport);
     }
 }

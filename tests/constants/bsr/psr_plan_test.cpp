@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 #include "support/pi_like_series.h"
 
 using namespace kalvor::BinarySplitting;
@@ -78,14 +79,15 @@ TEST(SeriesTest, PrecisionIsRoundedUpToWords) {
 
 TEST(PsrPlanTest, BlocksOfLimitedSize) {
     const LinearSeries series(10000, 100, 1.0, 0.5);
-    PsrBlocks blocks;
-    plan_blocks(series, 7, 99.5, blocks);
+    PsrPlan plan;
+    PsrBlocks& blocks = plan.blocks;
+    plan_blocks(series, 7, 99.5, plan);
     expect_cover(blocks, 7, 10000);
     EXPECT_EQ(blocks.size(), 100u);
     for (std::size_t i = 0; i + 1 < blocks.size(); i++) EXPECT_EQ(blocks[i].b - blocks[i].a, 100u);
     blocks.clear();
     const CaptureConsole console;
-    plan_blocks(series, 0, 0.1, blocks);  // never an empty block
+    plan_blocks(series, 0, 0.1, plan);  // never an empty block
     EXPECT_EQ(blocks.size(), 10000u);
 }
 
@@ -97,24 +99,24 @@ TEST(PsrPlanTest, TenThousandBlocksAreReported) {
         "If you are seeing this message, it means the series is either too slow or\n"
         "there is something wrong with its convergence behavior.\n";
     CaptureConsole console;
-    PsrBlocks blocks;
-    plan_blocks(LinearSeries(9999, 100, 1.0, 0.5), 0, 1.0, blocks);
-    EXPECT_EQ(console.take(), "");
-    blocks.clear();
-    plan_blocks(LinearSeries(10003, 100, 1.0, 0.5), 0, 1.0, blocks);
-    EXPECT_EQ(blocks.size(), 10003u);
-    EXPECT_EQ(console.take(), once + final_report);
-    blocks.clear();
-    plan_blocks(LinearSeries(10000, 100, 1.0, 0.5), 0, 1.0, blocks);
-    EXPECT_EQ(blocks.size(), 10000u);
-    const std::string printed = console.take();
+    const auto report = [&](u64 blocks) {
+        PsrPlan plan;
+        plan_blocks(LinearSeries(blocks, 100, 1.0, 0.5), 0, 1.0, plan);
+        EXPECT_EQ(plan.blocks.size(), blocks);
+        EXPECT_EQ(console.text(), "") << "a plan does not print";
+        trel::MonitoredRun().context().warn(plan.remarks);
+        return console.take();
+    };
+    EXPECT_EQ(report(9999), "");
+    EXPECT_EQ(report(10003), once + final_report);
+    const std::string printed = report(10000);
     EXPECT_EQ(printed.substr(0, once.size()), once);
     EXPECT_EQ(printed.find("PSR plan has reached a size of 10,000\n"), once.size());
 }
 
 TEST(PsrPlanTest, EquilibriumOfPi) {
     const PiLikeSeries series(true, 519000);
-    const PsrBlocks blocks = plan_equilibrium(series, 519000, 1);
+    const PsrBlocks blocks = plan_equilibrium(series, 519000, 1).blocks;
     expect_cover(blocks, 0, series.terms());
     const double smallest = aggressive_limit(1);
     EXPECT_NEAR(smallest, 417794 * std::log(2.0), 1e-6);
@@ -132,7 +134,7 @@ TEST(PsrPlanTest, EquilibriumOfPi) {
     EXPECT_TRUE(small);
     EXPECT_GT(blocks.size(), 10u);
     // Half the limit: no block exceeds it, and there are more of them.
-    const PsrBlocks reduced = plan_equilibrium(series, 519000 / 2, 1);
+    const PsrBlocks reduced = plan_equilibrium(series, 519000 / 2, 1).blocks;
     expect_cover(reduced, 0, series.terms());
     for (const PsrBlock& block : reduced)
         EXPECT_LE(words_of(series.log_size(block.a, block.b)), 519000 / 2 + 3);
@@ -146,9 +148,10 @@ TEST(PsrPlanTest, TooManyEquilibriumBlocks) {
     const u64 precision = static_cast<u64>(words_of(smallest) * 1.5);
     CaptureConsole console;
     const LinearSeries series(1500 * 300, precision, smallest / 200, 1e-9);
-    const PsrBlocks blocks = plan_equilibrium(series, precision * 2, 1);
-    expect_cover(blocks, 0, series.terms());
-    EXPECT_EQ(blocks.size(), 1500u);
+    const PsrPlan plan = plan_equilibrium(series, precision * 2, 1);
+    expect_cover(plan.blocks, 0, series.terms());
+    EXPECT_EQ(plan.blocks.size(), 1500u);
+    trel::MonitoredRun().context().warn(plan.remarks);
     EXPECT_EQ(console.take(),
               "Equilibrium swap PSR plan has exceeded 1000 blocks.\nDropping down to aggressive PSR in "
               "memory...\n");
@@ -157,7 +160,7 @@ TEST(PsrPlanTest, TooManyEquilibriumBlocks) {
 TEST(PsrPlanTest, ShortSeriesAreOneBlock) {
     const PiLikeSeries series(true, 100);
     for (const u64 tds : {1, 7, 64}) {
-        const PsrBlocks blocks = plan_equilibrium(series, 100, tds);
+        const PsrBlocks blocks = plan_equilibrium(series, 100, tds).blocks;
         ASSERT_EQ(blocks.size(), 1u);
         EXPECT_EQ(blocks[0].precision_start, 100u);
     }

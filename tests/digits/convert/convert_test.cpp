@@ -11,6 +11,7 @@
 #include "reference/radix_reference.h"
 #include "reference/words.h"
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 #include "support/scratch.h"
 
 namespace kalvor::CBRv2 {
@@ -29,7 +30,8 @@ std::vector<Word> run(const ConvertPlanP& plan, const std::vector<Word>& F, u64 
     x.exp = -static_cast<i64>(words.size());
     x.sign = true;
     while (x.L > 0 && x.T[x.L - 1] == 0) x.L--;
-    const MultiplyContext context{trel::serial_context().with_tds(tds), memory.view(), nullptr};
+    trel::MonitoredRun monitored;
+    const MultiplyContext context{monitored.context().with_tds(tds), memory.view(), nullptr};
     convert(plan, context, trel::null_status(), out.words(), x, options);
     EXPECT_TRUE(memory.guards_intact()) << "n=" << plan.n << " tds=" << tds;
     EXPECT_TRUE(out.guards_intact()) << "n=" << plan.n << " tds=" << tds;
@@ -184,7 +186,7 @@ TEST(ConvertTest, BesideTerminatingDecimals) {
             const auto floor = reference::radix_floor(reference::to_mpz(F), L, n);
             if (floor == want.words) continue;
             std::vector<Word> next = floor;
-            add1(kRadix19, next.data(), n);
+            add1(trel::serial_context(), kRadix19, next.data(), n);
             ASSERT_EQ(next, want.words);
             ASSERT_GE(reference::radix_floor(reference::to_mpz(F), L, n + 1)[0], kTop - 9);
             rounded++;
@@ -546,9 +548,11 @@ TEST(ConvertFaultTest, DamagedReadyTransform) {
 
 TEST(ConvertFaultTest, CheckOfAPower) {
     CaptureConsole console;
-    check_power_hash("CheckP()", 1000, 10, 3);
+    trel::LinearConsoleNode status(79, 1.0);
+    check_power_hash(status, "CheckP()", 1000, 10, 3);
+    EXPECT_EQ(console.text(), "");
     try {
-        check_power_hash("CheckP()", 1001, 10, 3);
+        check_power_hash(status, "CheckP()", 1001, 10, 3);
         FAIL();
     } catch (const trel::AlgorithmFailedException& e) {
         EXPECT_EQ(e.message, "Power Hash Mismatch");
@@ -562,14 +566,15 @@ TEST(ConvertFaultTest, CheckOfAPower) {
 TEST(WordsToDecTest, Ranges) {
     CaptureConsole console;
     int reports = 0;
+    trel::LinearConsoleNode status(79, 1.0);
     const auto report = [&] {
         reports++;
-        trel::Console::print_line("the value");
+        return std::vector<std::string>{"the value"};
     };
-    words_to_dec(1, 1, report);
-    words_to_dec(1, -3, report);
+    words_to_dec(status, 1, 1, report);
+    words_to_dec(status, 1, -3, report);
     EXPECT_EQ(console.take(), "");
-    words_to_dec(-1, 1, report);
+    words_to_dec(status, -1, 1, report);
     EXPECT_NE(
         console.take().find("Warning: Kalvor's digit output cannot handle negative numbers.\nOutput will be "
                             "flipped positive...\n"),
@@ -580,7 +585,7 @@ TEST(WordsToDecTest, Ranges) {
         "magnitude near 1.\n\nThe exact range that Kalvor can handle is:\n    32-bit binaries: 2^-32 < x < "
         "2^32\n    64-bit binaries: 2^-64 < x < 2^64";
     try {
-        words_to_dec(0, 0, report);
+        words_to_dec(status, 0, 0, report);
         FAIL();
     } catch (const trel::InvalidParametersException& e) {
         EXPECT_EQ(e.function, "words_to_dec()");
@@ -588,7 +593,7 @@ TEST(WordsToDecTest, Ranges) {
     }
     EXPECT_EQ(reports, 0);
     try {
-        words_to_dec(1, 2, report);
+        words_to_dec(status, 1, 2, report);
         FAIL();
     } catch (const trel::InvalidParametersException& e) {
         EXPECT_EQ(e.function, "words_to_dec()");

@@ -11,10 +11,10 @@
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
-#include "digits/files/written_ranges.h"
 #include "fault/faulty_file.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
+#include "support/monitored_run.h"
 #include "support/scratch_folder.h"
 
 using namespace kalvor;
@@ -99,13 +99,10 @@ TEST(TextWriter, PiecesInAnyOrder) {
         BasicTextWriter writer(folder.file("x"), "123.", 10, n, 4096 * (1 + random() % 4));
         const std::string text = text_of(values);
         for (const auto& [start, count] : pieces) {
-            if (random() % 2) {
-                writer.store_digits(values.data() + start, start, count, {}, serial_context());
-            } else {
-                writer.store_characters(text.data() + start, start, count);
-            }
+            writer.store_digits(values.data() + start, start, count, {}, serial_context());
             // Overlapping rewrites of what is there.
-            if (random() % 8 == 0) writer.store_characters(text.data() + start, start, count / 2);
+            if (random() % 8 == 0)
+                writer.store_digits(values.data() + start, start, count / 2, {}, serial_context());
         }
         const auto reader = writer.close_and_get_basic_reader();
         ASSERT_EQ(folder.read("x.txt"), "123." + text) << "round " << round;
@@ -149,7 +146,9 @@ TEST(TextWriter, Refusals) {
     EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("none/x"), "3.", 10, 10); }),
               "RawFile()|Unable to create file.\n\nPath does not exist.");
     CaptureConsole console;
-    BasicTextWriter writer(folder.file("x"), "3.", 10, 10);
+    trel::MonitoredRun run;
+    BasicTextWriter writer(folder.file("x"), "3.", 10, 10, BasicTextWriter::kDefaultBufferBytes,
+                           &run.warnings());
     std::vector<u8> values(11, 5);
     values[7] = 10;
     const std::string where = "BasicTextWriter::store_digits()|";
@@ -159,10 +158,13 @@ TEST(TextWriter, Refusals) {
               where + "Out of range.");
     EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), 11, 0, {}, serial_context()); }),
               where + "Out of range.");
-    EXPECT_EQ(message_of([&] { writer.store_characters("123", ~u64(0), 3); }), where + "Out of range.");
+    EXPECT_EQ(message_of([&] { writer.store_digits(values.data(), ~u64(0), 3, {}, serial_context()); }),
+              where + "Out of range.");
     // A refused range does not count as written.
     writer.store_digits(values.data(), 0, 7, {}, serial_context());
     writer.close();
+    EXPECT_EQ(console.take(), "") << "a writer does not print";
+    run.show();
     EXPECT_EQ(console.take(), "\nWarning, closing incomplete file\n" + writer.incomplete_path() +
                                   "\nSparse Region:\n    [0, 7)\n");
     EXPECT_FALSE(folder.has("x.txt"));
@@ -175,7 +177,8 @@ TEST(TextWriter, IncompleteFilesKeepTheirName) {
     folder.write("x.txt", "an older file");
     CaptureConsole console;
     {
-        BasicTextWriter writer(folder.file("x"), "3.", 10, 20000, 4096);
+        trel::MonitoredRun run;
+        BasicTextWriter writer(folder.file("x"), "3.", 10, 20000, 4096, &run.warnings());
         writer.store_digits(values.data(), 0, 10, {}, serial_context());
         writer.store_digits(values.data() + 12, 12, 10000, {}, serial_context());
         writer.store_digits(values.data() + 10, 10, 2, {}, serial_context());
@@ -227,7 +230,9 @@ TEST(TextWriter, AFailedWriteIsReportedOnce) {
         FaultyFile disk;
         disk.disk_full_after(20000);
         EXPECT_EQ(message_of([&] {
-                      BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+                      trel::MonitoredRun run;
+                      BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384,
+                                             &run.warnings());
                       writer.store_digits(values.data(), 0, 5, {}, serial_context());
                       try {
                           writer.store_digits(values.data() + 5, 5, values.size() - 5, {}, serial_context());
@@ -418,34 +423,4 @@ TEST(TextReader, Refusals) {
     reader.load_stats(flipped, 0, 10000, view, serial_context());
     reader.load_stats(clean, 0, 10000, view, serial_context());
     EXPECT_NE(flipped.hash, clean.hash);
-}
-
-TEST(WrittenRanges, MatchesASetOfPositions) {
-    std::mt19937_64 random(11);
-    for (int round = 0; round < 300; round++) {
-        WrittenRanges ranges;
-        std::vector<bool> set(60, false);
-        for (int i = 0; i < 12; i++) {
-            const u64 a = random() % 61, b = random() % 61;
-            ranges.add(a, b);  // reversed ones are empty
-            for (u64 p = a; p < b; p++) set[p] = true;
-        }
-        for (u64 a = 0; a <= 60; a++) {
-            for (u64 b = a; b <= 60; b++) {
-                const bool want = std::all_of(set.begin() + static_cast<long>(a),
-                                              set.begin() + static_cast<long>(b), [](bool x) { return x; });
-                ASSERT_EQ(ranges.covers(a, b), want) << a << " " << b;
-            }
-        }
-        std::string want = "Sparse Region:\n";
-        for (u64 p = 0; p < 60; p++) {
-            if (!set[p] || (p > 0 && set[p - 1])) continue;
-            u64 end = p;
-            while (end < 60 && set[end]) end++;
-            want += "    [" + std::to_string(p) + ", " + std::to_string(end) + ")\n";
-        }
-        CaptureConsole console;
-        ranges.print();
-        ASSERT_EQ(console.text(), want);
-    }
 }

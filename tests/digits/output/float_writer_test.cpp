@@ -10,10 +10,10 @@
 #include "base/errors/exceptions.h"
 #include "base/hash/sha256.h"
 #include "base/status/linear_console_node.h"
+#include "digits/output/pi_writing.h"
 #include "reference/mpz_u64.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
-#include "digits/output/pi_writing.h"
 #include "support/scratch.h"
 
 namespace kalvor {
@@ -21,8 +21,8 @@ namespace {
 
 using trel::AlgorithmFailedException;
 using trel::BigFloat;
-using trel::InvalidParametersException;
 using trel::i64;
+using trel::InvalidParametersException;
 using trel::u64;
 using trel::u8;
 using trel::Word;
@@ -53,6 +53,9 @@ TEST_F(FloatWriterTest, MinusPiIsConvertedAsPi) {
     CaptureConsole console;
     Writing run(100, 100, 0);
     run.value.x.sign = false;
+    trel::LinearConsoleNode status(79, 1.0);
+    FloatWriterB(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, status, run.value.x)
+        .convert();
     run.writer.convert();
     run.writer.verify();
     EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
@@ -68,7 +71,9 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
     const u64 n = full.conversion.n;
     // the writer's own memory comes off the budget first
     const u64 needed = full.conversion.bytes() + 8 * n + CBRv2::kWriterReserveBytes;
-    const auto with = [&](u64 budget) { return WriterPlan::make(words + 1, digits, digits, 0, true, 1, budget); };
+    const auto with = [&](u64 budget) {
+        return WriterPlan::make(words + 1, digits, digits, 0, true, 1, budget);
+    };
     EXPECT_EQ(with(needed).conversion.levels, full.conversion.levels);
     EXPECT_EQ(with(needed - 1).conversion.levels, full.conversion.levels - 1);
     EXPECT_EQ(with(needed - 1).conversion.n, n);
@@ -79,7 +84,8 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
     for (const WriterPlan& plan : {with(needed - 1), with(0)}) {
         CaptureConsole console;
         const Scratch memory(plan.working_bytes);
-        FloatWriterB writer(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(), value.x);
+        FloatWriterB writer(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(),
+                            value.x);
         EXPECT_EQ(writer.convert_seconds(), 0);
         writer.convert();
         EXPECT_GT(writer.convert_seconds(), 0);
@@ -174,8 +180,8 @@ TEST_F(FloatWriterTest, DigitCountsOfTheRequest) {
         EXPECT_EQ(e.message, "Too many digits.");
     }
     run.plan.output_digits = 101;
-    EXPECT_THROW(FloatWriterB(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, trel::null_status(),
-                              run.value.x),
+    EXPECT_THROW(FloatWriterB(run.plan, {trel::serial_context(), run.memory.view(), nullptr},
+                              trel::null_status(), run.value.x),
                  InvalidParametersException);
 }
 
@@ -183,6 +189,11 @@ TEST_F(FloatWriterTest, NegativeValuesAreFlipped) {
     Writing run(100, 100, 0);
     run.value.x.sign = false;
     CaptureConsole console;
+    {
+        trel::LinearConsoleNode status(79, 1.0);
+        FloatWriterB(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, status, run.value.x)
+            .convert();
+    }
     run.writer.convert();
     EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
     run.writer.verify();
@@ -207,7 +218,9 @@ TEST_F(FloatWriterTest, LargeIntegerPartIsRefusedWithTheValue) {
     Writing run(100, 100, 0);
     run.value.x.exp += 1;
     CaptureConsole console;
-    EXPECT_THROW(run.writer.convert(), InvalidParametersException);
+    trel::LinearConsoleNode status(79, 1.0);
+    FloatWriterB writer(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, status, run.value.x);
+    EXPECT_THROW(writer.convert(), InvalidParametersException);
     EXPECT_NE(console.text().find("mag"), std::string::npos);
 }
 
@@ -236,8 +249,8 @@ TEST_F(FloatWriterTest, StatusTexts) {
     text = console.take();
     EXPECT_EQ(text.find("Verifying Decimal Output:\nTime:    "), 0u);
     const std::string hash = std::to_string(stats.hash), counts = counts_text(stats.counts);
-    EXPECT_NE(text.find("Pre-Write Hash = " + hash + "\nRead-Back Hash = " + hash + "\nPre-Write Counts = " + counts +
-                        "\nRead-Back Counts = " + counts + "\n"),
+    EXPECT_NE(text.find("Pre-Write Hash = " + hash + "\nRead-Back Hash = " + hash +
+                        "\nPre-Write Counts = " + counts + "\nRead-Back Counts = " + counts + "\n"),
               std::string::npos);
 }
 

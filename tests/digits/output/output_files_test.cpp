@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "digits/output/pi_writing.h"
 #include "fault/faulty_file.h"
 #include "os/volume.h"
@@ -37,7 +38,7 @@ class OutputFilesTest : public testing::Test {
     OutputFilesTest() : run_(kDigits, kDigits, kDigits / 2) { run_.writer.convert(); }
     std::string prefix() const { return folder_.file(""); }
     OutputFiles open(const OutputOptions& options = {}) const {
-        return OutputFiles(prefix(), {{10, "Pi", kDigits}}, options);
+        return OutputFiles(prefix(), {{10, "Pi", kDigits}}, options, status_);
     }
     // The same before anything is made.
     std::string refusal(const OutputOptions& options = {}) const {
@@ -57,12 +58,13 @@ class OutputFilesTest : public testing::Test {
     }
 
     ScratchFolder folder_;
+    mutable trel::LinearConsoleNode status_{79, 1.0};
     Writing run_;
     CaptureConsole console_;
 };
 
 TEST_F(OutputFilesTest, BothRadixesAreWrittenCheckedAndNamed) {
-    OutputFiles output(prefix(), {{16, "Hex", kDigits / 2}, {10, "Dec", kDigits}}, {});
+    OutputFiles output(prefix(), {{16, "Hex", kDigits / 2}, {10, "Dec", kDigits}}, {}, status_);
     EXPECT_TRUE(folder_.has("Dec (incomplete).txt"));
     EXPECT_TRUE(folder_.has("Hex (incomplete).txt"));
     (void)output.write(run_.writer, 16, true);
@@ -262,6 +264,7 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
         disk.disk_full_after(10000);
         EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
                   "WriteFile() failed.\n\nDisk is Full");
+        run_.monitored.show();
     }
     EXPECT_EQ(disk.waits(), std::vector<double>(10, 60));
     EXPECT_EQ(folder_.read("Pi.txt"), "3.14");
@@ -279,7 +282,8 @@ TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
     FaultyFile disk;
-    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.attended = false});
+    trel::LinearConsoleNode status(79, 1.0);
+    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.attended = false}, status);
     disk.disk_full_after(10000);
     console.type({folder.file("y")});
     disk.on_wait([&](double seconds) {
@@ -303,7 +307,8 @@ TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
     disk.on_wait([&](double) { disk.disk_no_longer_full(); });
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
-    OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {});
+    trel::LinearConsoleNode status(79, 1.0);
+    OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {}, status);
     EXPECT_EQ(console.take(), "Replacing " + folder.file("\\x7f]0;x/Pi.txt") + " (2 digits).\n");
     disk.disk_full_after(10000);
     (void)files.write(run.writer, 10, true);
@@ -342,7 +347,8 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     run.writer.convert();
     FaultyFile disk;
     std::filesystem::create_directory(folder.file("a"));
-    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.attended = true});
+    trel::LinearConsoleNode status(79, 1.0);
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.attended = true}, status);
     disk.disk_full_after(10000);
     // Again; a place that is none; another folder, to which the disk is large enough.
     console.type({"", folder.file("f/x"), folder.file("b")});

@@ -9,6 +9,7 @@
 
 #include "digits/output/float_writer.h"
 #include "reference/mpz_words.h"
+#include "support/monitored_run.h"
 #include "support/scratch.h"
 
 namespace kalvor {
@@ -65,12 +66,13 @@ struct Writing {
         : value(value_words(compute)),
           plan(WriterPlan::make(value_words(compute) + 1, compute, output, hex, verify, tds)),
           memory(plan.working_bytes),
-          writer(plan, {trel::serial_context().with_tds(tds), memory.view(), nullptr}, trel::null_status(),
+          writer(plan, {monitored.context().with_tds(tds), memory.view(), nullptr}, trel::null_status(),
                  value.x) {}
     ~Writing() { EXPECT_TRUE(memory.guards_intact()); }
     Pi value;
     WriterPlan plan;
     Scratch memory;
+    trel::MonitoredRun monitored;
     FloatWriterB writer;
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/console/format.h"
+#include "base/status/linear_console_node.h"
 #include "digits/output/float_reader.h"
 #include "support/capture_console.h"
 #include "support/scratch_folder.h"
@@ -24,6 +25,12 @@ using Entries = std::map<u64, u64>;
 const std::string kPi =
     "14159265358979323846264338327950288419716939937510582097494459230781640628620899862803482534211706798214"
     "808651";
+
+// The lines of a check as a run shows them.
+void show(const SpotCheck& check) {
+    trel::LinearConsoleNode status(79, 1.0);
+    report(status, check);
+}
 
 struct PiSource {
     PiSource() : words(kPi.size() / 19) {
@@ -49,7 +56,9 @@ struct Folder {
     i64 run(u64 digits) {
         PiSource pi;
         FloatReaderB reader = pi.reader();
-        return spot_check(reader, digits, "Pi", program);
+        const SpotCheck check = spot_check(reader, digits, "Pi", program);
+        show(check);
+        return check.position;
     }
     ScratchFolder root;
     std::string program;
@@ -57,17 +66,23 @@ struct Folder {
 
 TEST(SpotCheckTest, Table) {
     CaptureConsole console;
-    EXPECT_EQ(parse_spot_check_table("  1,000 | 1234567890\n"), (Entries{{1000, 1234567890}}));
-    EXPECT_EQ(parse_spot_check_table("5 | 1234567890\n9|1\n10|2"), (Entries{{10, 2}}));
-    EXPECT_EQ(parse_spot_check_table(" \t20\t|\t0,123,456,789 trailing\r\n\n30|7\r\n"),
+    EXPECT_EQ(parse_spot_check_table("  1,000 | 1234567890\n").entries, (Entries{{1000, 1234567890}}));
+    EXPECT_EQ(parse_spot_check_table("5 | 1234567890\n9|1\n10|2").entries, (Entries{{10, 2}}));
+    EXPECT_EQ(parse_spot_check_table(" \t20\t|\t0,123,456,789 trailing\r\n\n30|7\r\n").entries,
               (Entries{{20, 123456789}, {30, 7}}));
-    EXPECT_EQ(parse_spot_check_table("no table\n100\n| 5\n100 5\n100 | \n100 x | 5\n"), Entries{});
-    EXPECT_EQ(parse_spot_check_table("99999999999999999999 | 1\n10 | 99999999999999999999\n"), Entries{});
-    EXPECT_EQ(parse_spot_check_table(""), Entries{});
+    EXPECT_EQ(parse_spot_check_table("no table\n100\n| 5\n100 5\n100 | \n100 x | 5\n").entries, Entries{});
+    EXPECT_EQ(parse_spot_check_table("99999999999999999999 | 1\n10 | 99999999999999999999\n").entries,
+              Entries{});
+    EXPECT_EQ(parse_spot_check_table("").entries, Entries{});
     EXPECT_EQ(console.text(), "");
     // ascending, whatever the order of the lines; the first of two entries counts and parsing goes on
-    EXPECT_EQ(parse_spot_check_table("40 | 1\n20 | 2\n40 | 3\n50 | 4"), (Entries{{20, 2}, {40, 1}, {50, 4}}));
-    EXPECT_EQ(console.text(), "\nError parsing digit file: Duplicate entries.\n");
+    EXPECT_EQ(parse_spot_check_table("40 | 1\n20 | 2\n40 | 3\n50 | 4").entries,
+              (Entries{{20, 2}, {40, 1}, {50, 4}}));
+    EXPECT_EQ(parse_spot_check_table("40 | 1\n20 | 2\n40 | 3\n50 | 4\n40|5").duplicates, 2u);
+    EXPECT_EQ(console.text(), "");
+    show({50, "Good through 50", 'G', 1});
+    EXPECT_EQ(console.text(),
+              "\nError parsing digit file: Duplicate entries.\nSpot Check: Good through 50\n");
 }
 
 TEST(SpotCheckTest, GoodThroughTheLastEntryWithinTheDigits) {
@@ -112,7 +127,10 @@ TEST(SpotCheckTest, NothingToCheck) {
     CaptureConsole own;
     PiSource pi;
     FloatReaderB reader = pi.reader();
-    EXPECT_EQ(spot_check(reader, 95, "no such constant"), 0);
+    const SpotCheck nothing = spot_check(reader, 95, "no such constant");
+    EXPECT_EQ(nothing.position, 0);
+    EXPECT_EQ(own.text(), "");
+    show(nothing);
     EXPECT_EQ(own.text(), "Spot Check: Unavailable - Digit file not found.\n");
 }
 

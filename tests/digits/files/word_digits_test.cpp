@@ -1,4 +1,4 @@
-#include "digits/output/word_digits.h"
+#include "digits/files/word_digits.h"
 
 #include <gtest/gtest.h>
 

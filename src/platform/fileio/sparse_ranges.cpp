@@ -1,16 +1,11 @@
-#include "digits/files/written_ranges.h"
+#include "platform/fileio/sparse_ranges.h"
 
 #include <algorithm>
 #include <iterator>
-#include <string>
 
-#include "base/console/console.h"
+namespace trel::FileIO {
 
-namespace kalvor {
-
-using trel::u64;
-
-void WrittenRanges::add(u64 begin, u64 end) {
+void SparseRanges::add(u64 begin, u64 end) {
     if (begin >= end) return;
     auto next = end_of_.upper_bound(begin);
     if (next != end_of_.begin() && std::prev(next)->second >= begin) {
@@ -24,17 +19,18 @@ void WrittenRanges::add(u64 begin, u64 end) {
     end_of_.emplace(begin, end);
 }
 
-bool WrittenRanges::covers(u64 begin, u64 end) const {
+bool SparseRanges::covers(u64 begin, u64 end) const {
     if (begin >= end) return true;
     auto next = end_of_.upper_bound(begin);
     return next != end_of_.begin() && std::prev(next)->second >= end;
 }
 
-void WrittenRanges::print() const {
-    trel::Console::print_line("Sparse Region:");
+std::vector<std::string> SparseRanges::lines() const {
+    std::vector<std::string> lines{"Sparse Region:"};
     for (const auto& [begin, end] : end_of_) {
-        trel::Console::print_line("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
+        lines.push_back("    [" + std::to_string(begin) + ", " + std::to_string(end) + ")");
     }
+    return lines;
 }
 
-}  // namespace kalvor
+}  // namespace trel::FileIO

@@ -1,0 +1,87 @@
+// Where the digits of a number go: one of the formats, which settings choose by name.
+//
+//   const DigitFormat& format = digit_format(name)
+//   auto sink = format.make_sink(base, radix, digits)    before the computation: held and reserved
+//   auto writer = sink->make_writer(first_digits, ...)   after it; the writer publishes what the sink holds
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/status/warnings.h"
+#include "digits/files/basic_digit_reader.h"
+#include "digits/files/basic_digit_writer.h"
+#include "os/error.h"
+#include "os/types.h"
+#include "platform/fileio/published_file.h"
+
+namespace kalvor {
+
+// The output of one number's digits in one radix: a file, or a set of them. What another run writes already,
+// and what the system refuses, throws FileException when it is made. Ends unpublished: the drafts stay as far
+// as they were written.
+class DigitSink {
+  public:
+    virtual ~DigitSink();
+    virtual const std::string& draft_path() const = 0;
+    virtual const std::string& final_path() const = 0;
+    // The space of all digits. The error when it is not there; nothing is then reserved.
+    [[nodiscard]] virtual trel::os::OsError reserve() = 0;
+    // Whether the last failure was one for want of space that may come.
+    virtual bool needs_space() const = 0;
+    // A target that is marked as not to be written is replaced too.
+    virtual void replace_read_only() = 0;
+    // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
+    // abandoned there may be another. warnings: of the run, or nullptr.
+    virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
+                                                          trel::Warnings* warnings) = 0;
+    // Of the output, until it is published.
+    virtual trel::u64 bytes() const = 0;
+    // Deletes the drafts.
+    virtual void discard() = 0;
+};
+
+// base: path without what the format adds to a name.
+class DigitFormat {
+  public:
+    virtual ~DigitFormat();
+    virtual std::string draft_path(const std::string& base) const = 0;
+    virtual std::string final_path(const std::string& base) const = 0;
+    // What the output takes at most.
+    virtual trel::u64 most_bytes(trel::u8 radix, trel::u64 digits) const = 0;
+    // What make_sink() would refuse now; makes nothing.
+    virtual void check(const std::string& base) const = 0;
+    virtual std::unique_ptr<DigitSink> make_sink(const std::string& base, trel::u8 radix,
+                                                 trel::u64 digits) const = 0;
+    virtual std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, trel::u8 radix) const = 0;
+};
+
+// A format of one file: base + " (incomplete)" + ending until it is published as base + ending.
+class FileFormat : public DigitFormat {
+  public:
+    std::string draft_path(const std::string& base) const final { return base + " (incomplete)" + ending_; }
+    std::string final_path(const std::string& base) const final { return base + ending_; }
+    void check(const std::string& base) const final;
+    std::unique_ptr<DigitSink> make_sink(const std::string& base, trel::u8 radix,
+                                         trel::u64 digits) const final;
+    virtual std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
+                                                          std::string_view first_digits, trel::u8 radix,
+                                                          trel::u64 digits,
+                                                          trel::Warnings* warnings) const = 0;
+
+  protected:
+    explicit FileFormat(std::string ending) : ending_(std::move(ending)) {}
+
+  private:
+    const std::string ending_;
+};
+
+inline constexpr const char* kTextFormat = "text";
+
+// The format lives as long as the program. A second one of its name is fatal. Not synchronised: before runs.
+void register_digit_format(const std::string& name, const DigitFormat& format);
+// Throws InvalidParametersException "Unknown digit format: ...".
+const DigitFormat& digit_format(std::string_view name);
+
+}  // namespace kalvor

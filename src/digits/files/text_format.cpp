@@ -1,0 +1,43 @@
+#include "digits/files/text_format.h"
+
+#include "digits/files/basic_text_reader.h"
+#include "digits/files/basic_text_writer.h"
+
+namespace kalvor {
+
+using trel::u64;
+using trel::u8;
+
+namespace {
+
+// An integer part of 64 bits and the point.
+constexpr u64 kMostBeforeDigits = 21;
+
+class TextFormat final : public FileFormat {
+  public:
+    TextFormat() : FileFormat(".txt") {}
+
+    // Written in whole sectors.
+    u64 most_bytes(u8, u64 digits) const override {
+        constexpr u64 kSector = trel::FileIO::kSectorBytes;
+        return (digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
+    }
+    std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
+                                                  std::string_view first_digits, u8 radix, u64 digits,
+                                                  trel::Warnings* warnings) const override {
+        return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,
+                                                 BasicTextWriter::kDefaultBufferBytes, warnings);
+    }
+    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const override {
+        return std::make_unique<BasicTextReader>(path, radix);
+    }
+};
+
+}  // namespace
+
+const DigitFormat& text_format() {
+    static const TextFormat format;
+    return format;
+}
+
+}  // namespace kalvor

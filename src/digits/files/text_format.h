@@ -1,0 +1,10 @@
+// Text digit files as a format (digit_sink.h).
+#pragma once
+
+#include "digits/files/digit_sink.h"
+
+namespace kalvor {
+
+const DigitFormat& text_format();
+
+}  // namespace kalvor
