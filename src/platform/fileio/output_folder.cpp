@@ -32,8 +32,11 @@ os::OsError create_folders(const std::string& prefix) {
     for (std::size_t i = 1; i < prefix.size(); i++) {
         if (os::is_path_separator(prefix[i])) {
             last = file_functions().create_folder(prefix.substr(0, i).c_str());
-            // A parent that is missing is the consequence of the failure before.
-            if (last.category != os::ErrorCategory::not_found) first = last;
+            // A parent that is missing is the consequence of the failure before; one that is there is not
+            // one.
+            if (last.category == os::ErrorCategory::not_found || last.category == os::ErrorCategory::exists)
+                continue;
+            first = last;
         }
     }
     return last.category == os::ErrorCategory::not_found && first ? first : last;

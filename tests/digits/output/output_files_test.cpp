@@ -309,7 +309,9 @@ TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
     run.writer.convert();
     trel::LinearConsoleNode status(79, 1.0);
     OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {}, status);
-    EXPECT_EQ(console.take(), "Replacing " + folder.file("\\x7f]0;x/Pi.txt") + " (2 digits).\n");
+    std::string shown = path;
+    shown.replace(shown.find('\x7f'), 1, "\\x7f");
+    EXPECT_EQ(console.take(), "Replacing " + shown + "/Pi.txt (2 digits).\n");
     disk.disk_full_after(10000);
     (void)files.write(run.writer, 10, true);
     const std::string text = console.take();

@@ -137,7 +137,8 @@ TEST(BlockChecksum, TheChosenLevelIsOneOfThem) {
     const std::vector<u8> data = random_block(4096, 11);
     u32 sums[2];
     block_checksums(sums, data.data(), 2, 2048, 3);
-    for (int i = 0; i < 2; i++) EXPECT_EQ(sums[i], reference::block_checksum(data.data() + 2048 * i, 2048, 3));
+    for (int i = 0; i < 2; i++)
+        EXPECT_EQ(sums[i], reference::block_checksum(data.data() + 2048 * i, 2048, 3));
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, BlockChecksums, ::testing::ValuesIn(available_isas()),

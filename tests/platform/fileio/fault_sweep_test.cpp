@@ -75,8 +75,10 @@ TEST_P(Sweeps, RawFile) {
         flushed = 3 * kBlock + 5;
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
-        if (undisturbed(point)) expect_quiet(outcome);
-        else expect_reported(point, outcome);
+        if (undisturbed(point))
+            expect_quiet(outcome);
+        else
+            expect_reported(point, outcome);
         if (!outcome.thrown) {
             EXPECT_FALSE(folder_.has("a"));
             EXPECT_TRUE(loaded);
@@ -140,7 +142,8 @@ TEST_P(Sweeps, ChecksummedFile) {
             } catch (const FileException&) {
                 continue;
             }
-            EXPECT_EQ(std::memcmp(back_.get(), data_.bytes() + block * kBlock, kBlock), 0) << "block " << block;
+            EXPECT_EQ(std::memcmp(back_.get(), data_.bytes() + block * kBlock, kBlock), 0)
+                << "block " << block;
         }
     };
     EXPECT_GT(sweep.run(), 40U);
@@ -155,11 +158,14 @@ TEST_P(Sweeps, EveryByteOfAChecksummedFileIsWatched) {
         for (const u64 n : {u64(1), u64(2)}) {  // the data, the checksums
             for (u64 byte = 0; byte < (n == 1 ? 2 * kBlock : 8); byte += n == 1 ? 61 : 1) {
                 FaultyFile disk;
-                if (call == Call::read) disk.flip_bit_of_read(n, 8 * byte + byte % 8);
-                else disk.flip_bit_of_write(n, 8 * byte + byte % 8);
+                if (call == Call::read)
+                    disk.flip_bit_of_read(n, 8 * byte + byte % 8);
+                else
+                    disk.flip_bit_of_write(n, 8 * byte + byte % 8);
                 FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, 0);
                 file.store(data_.get(), 0, 2 * kBlock);
-                EXPECT_THROW(file.load(back_.get(), 0, 2 * kBlock, scratch, 8), FileException) << n << " " << byte;
+                EXPECT_THROW(file.load(back_.get(), 0, 2 * kBlock, scratch, 8), FileException)
+                    << n << " " << byte;
             }
         }
     }
@@ -174,8 +180,10 @@ TEST_P(Sweeps, RenameOntoAnotherFile) {
     };
     sweep.operation = [&] { FileIO::RawFile(path("a"), OpenMode::read_write, GetParam()).rename(path("b")); };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
-        if (undisturbed(point)) expect_quiet(outcome);
-        else expect_reported(point, outcome);
+        if (undisturbed(point))
+            expect_quiet(outcome);
+        else
+            expect_reported(point, outcome);
         if (folder_.has("a")) {
             EXPECT_TRUE(outcome.thrown);
             EXPECT_EQ(folder_.read("a"), "new");
@@ -197,14 +205,16 @@ TEST_P(Sweeps, RenameOntoWhatCannotBeDeleted) {
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.function, "RawFile::rename()");
-        EXPECT_TRUE(e.message.starts_with("Unable to rename file because the existing one can't be deleted.\n\n"))
+        EXPECT_TRUE(
+            e.message.starts_with("Unable to rename file because the existing one can't be deleted.\n\n"))
             << e.message;
         EXPECT_EQ(e.path, path("b"));
         EXPECT_NE(e.error_code, 0U);
     }
-    EXPECT_EQ(folder_.read("a"), "new");
     EXPECT_TRUE(file.is_open());
     EXPECT_EQ(file.path(), path("a"));
+    file.close();
+    EXPECT_EQ(folder_.read("a"), "new");
 }
 
 TEST_P(Sweeps, TemporaryFilesAreAlwaysDeleted) {
@@ -217,8 +227,10 @@ TEST_P(Sweeps, TemporaryFilesAreAlwaysDeleted) {
         file.load(back_.get(), 0, kBlock);
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
-        if (undisturbed(point)) expect_quiet(outcome);
-        else expect_reported(point, outcome);
+        if (undisturbed(point))
+            expect_quiet(outcome);
+        else
+            expect_reported(point, outcome);
         EXPECT_FALSE(folder_.has("a"));
         EXPECT_EQ(folder_.has("b"), point.made.call == Call::remove);
     };
@@ -303,8 +315,10 @@ TEST_P(Sweeps, LoadTextFile) {
     sweep.prepare = [&] { read.clear(); };
     sweep.operation = [&] { read = load_text_file(path("text")); };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
-        if (undisturbed(point)) expect_quiet(outcome);
-        else expect_reported(point, outcome);
+        if (undisturbed(point))
+            expect_quiet(outcome);
+        else
+            expect_reported(point, outcome);
         if (point.kind != FaultPoint::flipped_bit) {
             EXPECT_EQ(read, outcome.thrown ? "" : "some text");
         }
@@ -405,7 +419,7 @@ TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
             // missing.
             if (error.category == os::ErrorCategory::exists) return error;
             if (!error) std::filesystem::remove(name);
-            return std::string_view(name).ends_with("/new")
+            return std::string_view(name).ends_with("new")
                        ? os::OsError{4711, os::ErrorCategory::access_denied}
                        : os::OsError{4712, os::ErrorCategory::not_found};
         };
@@ -432,8 +446,10 @@ TEST(ErrorTexts, EveryCategoryFromEveryCall) {
         std::function<void()> run;
     };
     const Operation operations[] = {
-        {Call::open, "RawFile()|Unable to open file.", [&] { RawFile(folder.file("b"), OpenMode::read, true); }},
-        {Call::open, "RawFile()|Unable to create file.", [&] { RawFile(folder.file("b"), OpenMode::create, true); }},
+        {Call::open, "RawFile()|Unable to open file.",
+         [&] { RawFile(folder.file("b"), OpenMode::read, true); }},
+        {Call::open, "RawFile()|Unable to create file.",
+         [&] { RawFile(folder.file("b"), OpenMode::create, true); }},
         {Call::read, "RawFile::load()|ReadFile() failed.", [&] { file.load(buffer.get(), 0, 4096); }},
         {Call::write, "RawFile::store()|WriteFile() failed.", [&] { file.store(buffer.get(), 0, 4096); }},
         {Call::set_size, "RawFile::set_size()|SetEndOfFile() failed.", [&] { file.set_size(4096); }},

@@ -199,7 +199,7 @@ TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
     EXPECT_EQ(message_of([&] { write('a'); }),
               "PublishedFile::publish()|Unable to rename file.\n\nAccess Denied|" + target());
     EXPECT_EQ(folder_.read("x"), "old");
-    EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of('/') + 1)), content('a'));
+    EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of("/\\") + 1)), content('a'));
     EXPECT_NE(
         console.text.find("The file is whole. Only its name could not be given. It stays here, rename it "
                           "by hand:\n" +

@@ -139,7 +139,8 @@ TEST_P(RawFiles, MissingFileAndFolder) {
         EXPECT_EQ(thrown.message, "Unable to open file.\n\nPath does not exist.");
         EXPECT_EQ(thrown.code, 2U);
     }
-    const Thrown thrown = thrown_by([&] { RawFile(folder_.file("none/file"), OpenMode::create, GetParam()); });
+    const Thrown thrown =
+        thrown_by([&] { RawFile(folder_.file("none/file"), OpenMode::create, GetParam()); });
     EXPECT_EQ(thrown.message, "Unable to create file.\n\nPath does not exist.");
 }
 

@@ -24,7 +24,7 @@ TEST(CrashDump, TheReportIsRed) {
     const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("names taken", "k", folder.path());
     EXPECT_EQ(run.screen,
               "half a line\n{12}Oops... Kalvor has crashed.\n\nCreating mini-dump file...\n"
-              "Unable to create dump file: 5\n\n{7}The program will now exit.\n"
+              "Unable to create dump file: 80\n\n{7}The program will now exit.\n"
               "Press any key to continue . . .");
     EXPECT_EQ(run.exit_code, kalvor_test::crash_code(kalvor_test::CrashCause::bad_access).exit_code);
 }
