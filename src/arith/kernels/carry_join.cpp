@@ -35,11 +35,11 @@ u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple
         return carry;
     }
 
-    // A block that neither gets a carry nor lets one pass stops every chain, so most blocks are not even looked at.
+    // A block that neither gets a carry nor lets one pass stops every chain, so most blocks are not even
+    // looked at.
     u8 passes[kMaxBlocks + 1];
-    parallel_for(P, count, [&](u64 k) {
-        passes[k] = passes_through(T + blocks.begin(k), blocks.size(k), ripple);
-    });
+    parallel_for(P, count,
+                 [&](u64 k) { passes[k] = passes_through(T + blocks.begin(k), blocks.size(k), ripple); });
     u8 incoming[kMaxBlocks + 1];
     u8 carry = 0;
     for (u64 k = 0; k < count; k++) {

@@ -47,8 +47,8 @@ class Converter {
     };
     Halves convert_L(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
                      RadixFraction upper, RadixFraction lower) const;
-    Halves convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H, RadixFraction upper,
-                     RadixFraction lower) const;
+    Halves convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
+                     RadixFraction upper, RadixFraction lower) const;
     RadixFraction lower_fraction(u64 l, const MultiplyContext& context, RadixFraction f, u64 words,
                                  Word* g) const;
     RadixFraction advance(const MultiplyContext& context, RadixFraction f, u64 words, Word* g) const;
@@ -83,8 +83,8 @@ Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, St
 }
 
 // The halves write disjoint ranges and share only the input fraction, which neither writes.
-Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out, u64 n, u64 H,
-                                       RadixFraction upper, RadixFraction lower) const {
+Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out,
+                                       u64 n, u64 H, RadixFraction upper, RadixFraction lower) const {
     Halves r{};
     AlignedBufferC scratch = context.scratch;
     const AlignedBufferC first = scratch.spawn(scratch.size() / 2 / 64 * 64);

@@ -46,8 +46,9 @@ Replacement check_replacement(const std::string& path, u8 radix, u64 digits, boo
                             path, old.error.code);
     }
     if (old.error && os::is_folder(path.c_str())) {
-        throw FileException(kReplaceFunction, "A folder has the name of the digit file. Choose another folder.",
-                            path, old.error.code);
+        throw FileException(kReplaceFunction,
+                            "A folder has the name of the digit file. Choose another folder.", path,
+                            old.error.code);
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
