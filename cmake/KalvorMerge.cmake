@@ -40,9 +40,11 @@ set(KALVOR_NOT_MERGED
     tests/digits/files/word_digits_test
     tests/platform/fileio/fault_sweep_test
     tests/platform/fileio/faults_test
+    tests/platform/fileio/published_file_test
     tests/platform/fileio/raw_file_test
     tests/platform/memory/guarded_heap_test
     tests/platform/memory/interleave_test
+    tests/platform/parallel/linux/thread_shortage_test
     tests/platform/parallel/settings_test)
 list(JOIN KALVOR_NOT_MERGED | not_merged)
 set(KALVOR_NOT_MERGED "/(${not_merged})\\.cpp$")

@@ -1,8 +1,8 @@
-// Sixteen words at a time with carries looked ahead in mask registers (Kogge and Stone 1973), or one word at a time
-// through the carry flag.
+// Sixteen words at a time with carries looked ahead in mask registers (Kogge and Stone 1973), or one word at
+// a time through the carry flag.
 //
-// The looked-ahead form takes 0.55 to 0.85 cycles a word from 128 words to the end of the second-level cache where
-// the flag takes 1.0 to 1.6 (bench word_array, Cascade Lake at 2.5 GHz); below 16 words the flag wins.
+// The looked-ahead form takes 0.55 to 0.85 cycles a word from 128 words to the end of the second-level cache
+// where the flag takes 1.0 to 1.6 (bench word_array, Cascade Lake at 2.5 GHz); below 16 words the flag wins.
 #include "arith/kernels/word_adders.h"
 
 #include "arith/kernels/word_loops.h"
@@ -23,8 +23,8 @@ TREL_INLINE u32 bits(__mmask8 low, __mmask8 high) {
 }
 
 // Lane i generates a carry when its sum wrapped and passes one on when its sum is all ones. In the integer
-// p + 2g + c a carry runs through the passing lanes as an integer carry does; a lane whose bit differs from p gets
-// a carry.
+// p + 2g + c a carry runs through the passing lanes as an integer carry does; a lane whose bit differs from p
+// gets a carry.
 u8 add(Word* T, const Word* A, const Word* B, u64 n, u8 carry) {
     const __m512i ones = _mm512_set1_epi64(-1);
     u32 c = carry;
@@ -66,8 +66,12 @@ u8 sub(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) {
 
 #else
 
-u8 add(Word* T, const Word* A, const Word* B, u64 n, u8 carry) { return trel_add_n(T, A, B, n, carry); }
-u8 sub(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) { return trel_sub_n(T, A, B, n, borrow); }
+u8 add(Word* T, const Word* A, const Word* B, u64 n, u8 carry) {
+    return trel_add_n(T, A, B, n, carry);
+}
+u8 sub(Word* T, const Word* A, const Word* B, u64 n, u8 borrow) {
+    return trel_sub_n(T, A, B, n, borrow);
+}
 
 #endif
 

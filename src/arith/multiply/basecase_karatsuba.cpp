@@ -135,7 +135,8 @@ class BasecaseTransform final : public Transform {
                        const void* Y, void*, void* scratch) const override {
         check(LA);
         const CopiedOperand y = operand_of(Y);
-        multiply_window(P, T, skip, total, A, LA, y.words, y.length, AlignedBufferC(scratch, scratch_bytes()));
+        multiply_window(P, T, skip, total, A, LA, y.words, y.length,
+                        AlignedBufferC(scratch, scratch_bytes()));
     }
 
     bool compatible(const Transform& other) const override {

@@ -11,8 +11,8 @@ namespace trel {
 
 // Bytes, each a multiple of 64, for a product of a given size.
 struct MultiplySizes {
-    u64 output = 0;   // the product's words
-    u64 scratch = 0;  // of operations 5 to 8 and 10 (a transform's whole_bytes(), or Karatsuba's)
+    u64 output = 0;             // the product's words
+    u64 scratch = 0;            // of operations 5 to 8 and 10 (a transform's whole_bytes(), or Karatsuba's)
     u64 transform_data = 0;     // one forward transform
     u64 transform_scratch = 0;  // scratch of forward() and inverse()
 
@@ -53,9 +53,9 @@ class MultiplyAlgorithm {
     virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
                                    const Word* A, u64 LA, const Word* B, u64 LB) const;
 
-    // Whether the carry that a transform may drop out of its top point reaches no further than the lowest word
-    // of what folds, so that a window of a folded product that begins one word higher is right to a few units
-    // of its lowest word. False where carries are a point long, or when nothing is known.
+    // Whether the carry that a transform may drop out of its top point reaches no further than the lowest
+    // word of what folds, so that a window of a folded product that begins one word higher is right to a few
+    // units of its lowest word. False where carries are a point long, or when nothing is known.
     virtual bool folds_within_a_word() const { return false; }
 
     // Shared tables for products of up to `words` words: their bytes (0: none needed), and their making in

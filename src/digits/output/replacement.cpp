@@ -45,8 +45,9 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
                             path, old.error.code);
     }
     if (old.error && os::is_folder(path.c_str())) {
-        throw FileException(kReplaceFunction, "A folder has the name of the digit file. Choose another folder.",
-                            path, old.error.code);
+        throw FileException(kReplaceFunction,
+                            "A folder has the name of the digit file. Choose another folder.", path,
+                            old.error.code);
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
