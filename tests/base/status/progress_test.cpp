@@ -30,10 +30,10 @@ struct FakeClock {
 };
 
 // A terminal of so many columns that notes how its lines are erased.
-class Terminal final : public Console::Sink {
+class TerminalSink final : public Console::Sink {
   public:
-    explicit Terminal(u64 columns) : columns_(columns), before_(Console::set_sink(this)) {}
-    ~Terminal() override { Console::set_sink(before_); }
+    explicit TerminalSink(u64 columns) : columns_(columns), before_(Console::set_sink(this)) {}
+    ~TerminalSink() override { Console::set_sink(before_); }
     void write(std::string_view text) override { text_ += text; }
     void set_color(Console::ColorLetter) override {}
     bool is_terminal() const override { return true; }
@@ -154,7 +154,7 @@ TEST(ProgressEstimate, Texts) {
 
 TEST(ProgressLine, EndsWithTheWholeRun) {
     FakeClock clock;
-    Terminal terminal(0);
+    TerminalSink terminal(0);
     LinearConsoleNode node(79, 1.0, clock.clock());
     WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
     const StatusWork work(node, &meter);
@@ -178,7 +178,7 @@ TEST(ProgressLine, EndsWithTheWholeRun) {
 TEST(ProgressLine, FitsTheTerminal) {
     for (const u64 columns : {1, 5, 20, 30, 40, 60, 79, 80, 81, 200}) {
         FakeClock clock;
-        Terminal terminal(columns);
+        TerminalSink terminal(columns);
         LinearConsoleNode node(79, 0, clock.clock());
         WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
         const StatusWork work(node, &meter);
@@ -202,7 +202,7 @@ TEST(ProgressLine, FitsTheTerminal) {
 
 TEST(ProgressLine, NothingIsDrawnByTicksBetweenFrames) {
     FakeClock clock;
-    Terminal terminal(80);
+    TerminalSink terminal(80);
     LinearConsoleNode node(79, 0, clock.clock());
     WorkMeter meter({{"series", 60, 600}});
     const StatusWork work(node, &meter);
