@@ -34,6 +34,7 @@ set(console_files
   # menus and prompts
   digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
+  platform/fileio/published_file.cpp  # where the whole file is, when the prompt ends without a name
   platform/fileio/settings_file.cpp
   platform/memory/interleave_allocator.cpp
   platform/parallel/framework_registry.cpp
