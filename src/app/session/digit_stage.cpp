@@ -33,7 +33,7 @@ DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) 
 }
 
 OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, trel::u8 radix) {
-    const OutputStats stats = request.to_files ? files.write(writer_, radix, request.verify)
+    OutputStats stats = request.to_files ? files.write(writer_, radix, request.verify)
                               : radix == 10    ? writer_.stat_dec_digits()
                                                : writer_.stat_hex_digits();
     report_warnings();

@@ -41,7 +41,7 @@ bool take_grouped_digits(std::string_view& text, std::string& digits) {
 std::string take_digits(std::string_view& text) {
     size_t n = 0;
     while (n < text.size() && is_digit(text[n])) n++;
-    const std::string digits(text.substr(0, n));
+    std::string digits(text.substr(0, n));
     text.remove_prefix(n);
     return digits;
 }

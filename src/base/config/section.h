@@ -7,10 +7,7 @@
 #include <vector>
 
 #include "base/config/node.h"
-
-namespace trel {
-class Exception;
-}
+#include "base/errors/exceptions.h"
 
 namespace trel::Config {
 

@@ -129,7 +129,7 @@ void BSRModularCheckFailedException::print_body() const {
 }
 
 MemoryAllocationFailedException::MemoryAllocationFailedException(std::string function,
-                                                                 std::string allocation_type,
+                                                                 const std::string& allocation_type,
                                                                  u64 allocation_size)
     : MemoryAllocationFailedException(std::move(function),
                                       "Allocation Type:  " + allocation_type +

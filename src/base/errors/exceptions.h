@@ -177,7 +177,8 @@ class MemoryAllocationFailedException : public ResourceAcquisitionFailedExceptio
 
   public:
     // The message is made of the two.
-    MemoryAllocationFailedException(std::string function, std::string allocation_type, u64 allocation_size);
+    MemoryAllocationFailedException(std::string function, const std::string& allocation_type,
+                                    u64 allocation_size);
     MemoryAllocationFailedException(std::string function, std::string message, std::string allocation_type,
                                     u64 allocation_size)
         : ResourceAcquisitionFailedException(std::move(function), std::move(message)),

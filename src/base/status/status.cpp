@@ -51,7 +51,7 @@ Status& null_status() {
 StatusFrame::StatusFrame(Status& parent, std::string text, Status::ColorLetter color)
     : parent_(parent), node_(parent.push_node({color, std::move(text)})) {}
 
-StatusFrame::StatusFrame(Status& parent, std::string text, u64 digits)
+StatusFrame::StatusFrame(Status& parent, const std::string& text, u64 digits)
     : StatusFrame(parent, text + Console::format_commas(digits)) {}
 
 // What a report cannot show is lost, not the computation that it is about: nothing leaves these destructors,

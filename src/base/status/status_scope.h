@@ -13,7 +13,7 @@ class StatusFrame {
   public:
     StatusFrame(Status& parent, std::string text, Status::ColorLetter color = 'w');
     // The text followed by a number of digits in comma form: " 0M 1,234".
-    StatusFrame(Status& parent, std::string text, u64 digits);
+    StatusFrame(Status& parent, const std::string& text, u64 digits);
     ~StatusFrame();
     StatusFrame(const StatusFrame&) = delete;
     StatusFrame& operator=(const StatusFrame&) = delete;

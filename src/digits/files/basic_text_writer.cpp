@@ -49,7 +49,7 @@ u64 whole_sectors(u64 bytes) {
 
 }  // namespace
 
-BasicTextWriter::BasicTextWriter(std::string base_path, std::string_view first_digits, u8 radix,
+BasicTextWriter::BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix,
                                  u64 total_digits, u64 buffer_bytes, trel::Warnings* warnings)
     : BasicTextWriter(make_file(base_path, first_digits, radix), nullptr, first_digits, radix, total_digits,
                       buffer_bytes, warnings) {}

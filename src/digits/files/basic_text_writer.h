@@ -22,7 +22,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
     // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
     // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
-    BasicTextWriter(std::string base_path, std::string_view first_digits, trel::u8 radix,
+    BasicTextWriter(const std::string& base_path, std::string_view first_digits, trel::u8 radix,
                     trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes,
                     trel::Warnings* warnings = nullptr);
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not

@@ -76,7 +76,9 @@ std::optional<std::string> read_file(const std::string& path) {
 
 std::optional<std::string> find_table(const std::string& name, const std::string& program_folder) {
     for (const char* folder : kFolders) {
-        std::optional<std::string> text = read_file(program_folder + folder + name + ".txt");
+        std::string path = program_folder;
+        path.append(folder).append(name).append(".txt");
+        std::optional<std::string> text = read_file(path);
         if (text) return text;
     }
     return std::nullopt;
