@@ -4,9 +4,6 @@
 
 namespace kalvor {
 
-ConstantPlan::~ConstantPlan() = default;
-Constant::~Constant() = default;
-
 std::vector<std::string> Constant::algorithm_tokens() const {
     std::vector<std::string> tokens;
     for (const AlgorithmRow& row : algorithms()) tokens.push_back(row.token);

@@ -9,40 +9,13 @@
 #include <string_view>
 #include <vector>
 
-#include "arith/bigfloat/big_float.h"
-#include "arith/multiply/multiply_context.h"
 #include "base/config/node.h"
 #include "base/console/colors.h"
-#include "base/status/status.h"
+#include "constants/evaluator/evaluator.h"
 
 namespace kalvor {
 
-using trel::BigFloat;
 using trel::i64;
-using trel::MultiplyContext;
-using trel::Status;
-using trel::u64;
-
-// Made before a run; the run stays inside it.
-class ConstantPlan {
-  public:
-    virtual ~ConstantPlan();
-    // Words of the result's buffer (carved from the front of the working region), a multiple of 8.
-    virtual u64 result_words() const = 0;
-    // Bytes of working memory beside the result.
-    virtual u64 working_bytes() const = 0;
-    // Words of the largest product, for the shared transform tables.
-    virtual u64 max_product_words() const = 0;
-    // The phases of a run, in seconds of one core; none when nothing is known of them.
-    virtual std::vector<trel::WorkPhase> work() const { return {}; }
-    // Blocks of the sum, and how many of them the run checks by their residues.
-    virtual u64 series_blocks() const { return 0; }
-    virtual u64 series_blocks_checked() const { return 0; }
-    // What the run announces itself with, for the log of its steps; empty when it does not.
-    virtual std::string label() const { return {}; }
-    // result = the constant to the plan's precision; context.scratch holds working_bytes().
-    virtual void run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
-};
 
 enum class CatalogGroup { fast, moderate, slow, other };
 
@@ -67,10 +40,9 @@ struct AlgorithmRow {
 
 enum class ComputeMode { ram, swap };
 
-class Constant {
+// Its evaluators compute it by the chosen algorithm.
+class Constant : public EvaluatorFactory {
   public:
-    virtual ~Constant();
-
     virtual const CatalogRow& row() const = 0;
     std::string token() const { return std::string(row().tokens.front()); }
     trel::Console::ColorLetter color() const { return row().color; }
@@ -100,9 +72,6 @@ class Constant {
 
     // The "Constant" object of a settings file, from which load_constant() makes this one again.
     virtual std::unique_ptr<trel::Config::Object> to_config() const;
-
-    // precision in words, largest number of tasks
-    virtual std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const = 0;
 
   private:
     u64 algorithm_ = 0;

@@ -6,24 +6,6 @@
 namespace kalvor {
 namespace {
 
-class Plan final : public ConstantPlan {
-  public:
-    Plan(PiAlgorithm algorithm, u64 precision_words, u64 tds) : plan_(algorithm, 1, precision_words, tds) {}
-    u64 result_words() const override { return plan_.result_words(); }
-    u64 working_bytes() const override { return plan_.working_bytes(); }
-    u64 max_product_words() const override { return plan_.max_product_words(); }
-    std::vector<trel::WorkPhase> work() const override { return plan_.work(); }
-    u64 series_blocks() const override { return plan_.series_blocks(); }
-    u64 series_blocks_checked() const override { return plan_.series_blocks_checked(); }
-    std::string label() const override { return plan_.label(); }
-    void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
-        Pi_Series_BigFloatR::run(plan_, context, status, result);
-    }
-
-  private:
-    PiPlan plan_;
-};
-
 const ConstantRegistration<PiConstant> g_registration;
 
 }  // namespace
@@ -49,8 +31,8 @@ std::vector<std::string> PiConstant::algorithm_explanation() const {
             "    memory at the cost of decreased performance."};
 }
 
-std::unique_ptr<ConstantPlan> PiConstant::plan(u64 precision_words, u64 tds) const {
-    return std::make_unique<Plan>(static_cast<PiAlgorithm>(algorithm()), precision_words, tds);
+std::unique_ptr<Evaluator> PiConstant::make_evaluator(const EvaluatorRequest& request) const {
+    return Pi(static_cast<PiAlgorithm>(algorithm())).make_evaluator(request);
 }
 
 }  // namespace kalvor

@@ -19,7 +19,7 @@ class PiConstant final : public Constant {
     std::string name_long() const override { return "Pi"; }
     std::vector<AlgorithmRow> algorithms() const override;
     std::vector<std::string> algorithm_explanation() const override;
-    std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const override;
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 };
 
 }  // namespace kalvor

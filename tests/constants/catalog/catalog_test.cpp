@@ -54,7 +54,7 @@ class Tenths final : public Constant {
     std::vector<AlgorithmRow> algorithms() const override {
         return {{0, "shift", "Shift", "Shift", ""}, {1, "1", "Divide", "Division", "(slower)"}};
     }
-    std::unique_ptr<ConstantPlan> plan(u64, u64) const override { return nullptr; }
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest&) const override { return nullptr; }
 
   private:
     i64 n_;

@@ -60,18 +60,18 @@ TEST(ConstantTest, PiAndItsAlgorithms) {
     EXPECT_EQ(pi->algorithm_short(), "Ramanujan (reduced)");  // unchanged
 }
 
-TEST(ConstantTest, PlansRun) {
+TEST(ConstantTest, EvaluatorsRun) {
     const auto pi = make_constant("pi", "");
     for (const char* algorithm : {"0", "1", "2", "3"}) {
         pi->select_algorithm(algorithm);
-        const auto plan = pi->plan(60, 1);
-        EXPECT_EQ(plan->label(),
+        const auto evaluator = pi->make_evaluator({60, 1});
+        EXPECT_EQ(evaluator->label(),
                   algorithm[0] % 2 == '0' % 2 ? "Pi - Chudnovsky (1988):" : "Pi - Ramanujan (1910):");
-        EXPECT_EQ(plan->result_words() % 8, 0u);
-        EXPECT_GE(plan->max_product_words(), 60u);
-        Scratch result(plan->result_words() * sizeof(trel::Word)), working(plan->working_bytes());
-        BigFloat x(result.words(), plan->result_words());
-        plan->run({trel::serial_context(), working.view(), nullptr}, trel::null_status(), x);
+        const trel::Needs& needs = evaluator->needs();
+        EXPECT_GE(needs.product_words, 60u);
+        Scratch result(trel::round_up_8(needs.result_words) * sizeof(trel::Word)), working(needs.bytes);
+        BigFloat x(result.words(), needs.result_words);
+        evaluator->run({trel::serial_context(), working.view(), nullptr}, trel::null_status(), x);
         mpfr_t want;
         mpfr_init2(want, 64 * 59);
         mpfr_const_pi(want, MPFR_RNDD);
