@@ -43,10 +43,10 @@ RunPlan RunPlan::make(const CustomSettings& settings, const ComputeSize& size) {
     plan.writer =
         WriterPlan::make(plan.constant->result_words(), size.decimal_digits, size.decimal_digits,
                          settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
-    plan.max_product_words = std::max(plan.constant->max_product_words(), plan.writer.max_product_words);
+    plan.max_product_words = std::max(plan.constant->max_product_words(), plan.writer.needs.product_words);
     MemoryPlan& memory = plan.memory;
     memory.working_memory = round_up_64(8 * plan.constant->result_words()) +
-                            round_up_64(std::max(plan.constant->working_bytes(), plan.writer.working_bytes));
+                            round_up_64(std::max(plan.constant->working_bytes(), plan.writer.needs.bytes));
     memory.twiddle_tables = round_up_64(trel::TransformTables::bytes(plan.max_product_words));
     memory.output = settings.output_enable ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +

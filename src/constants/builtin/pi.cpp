@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "arith/bigfloat/combine.h"
-#include "arith/kernels/linear_word_buffer.h"
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/invsqrt_word.h"
 #include "arith/newton/newton_work.h"
 #include "base/errors/exceptions.h"
@@ -18,7 +17,7 @@ namespace kalvor {
 using trel::AlignedBufferC;
 using trel::BigFloat;
 using trel::MultiplyContext;
-using trel::round_up_64;
+using trel::Needs;
 using trel::round_up_8;
 using trel::u64;
 using trel::Word;
@@ -58,16 +57,12 @@ int checked_power(int power) {
 // the upper half of y, then the upper half of x times the lower half of y; what is left out lies below the
 // guard words.
 struct LastProduct {
-    LastProduct(u64 p, u64 room) : p(p), low(0), low_product_words(0), max_product(2 * (p + 2) + 8) {
-        scratch_bytes = round_up_64(trel::multiply_scratch_bytes(max_product));
-        if (scratch_bytes <= room) return;
+    LastProduct(u64 p, u64 room) : p(p), needs(trel::product_needs(2 * (p + 2) + 8)) {
+        if (needs.bytes <= room) return;
         low = (p + 2) / 2;
         low_product_words = round_up_8(p - low + 8);
-        max_product = std::max(2 * (p + 2) - low, 2 * low) + 8;
-        scratch_bytes = round_up_64(trel::multiply_scratch_bytes(max_product));
+        needs = trel::product_needs(std::max(2 * (p + 2) - low, 2 * low) + 8).above(low_product_words);
     }
-
-    u64 working_bytes() const { return low_product_words * sizeof(Word) + scratch_bytes; }
 
     void run(const MultiplyContext& context, trel::Status& status, BigFloat& T, const BigFloat& x,
              const BigFloat& y) const {
@@ -76,7 +71,7 @@ struct LastProduct {
         trel::StatusIteration progress(frame.node(), trel::Status::IterationMode::percentage, 2);
         if (low == 0 || y.L <= low) return T.set_mul(p, context, x, y);
         AlignedBufferC memory = context.scratch;
-        BigFloat lower(memory.spawn_words(low_product_words).word_pointer(), low_product_words);
+        BigFloat lower = trel::carve<BigFloat>(memory, low_product_words);
         const MultiplyContext rest = context.with_scratch(memory);
         T.set_mul(p, rest, x, y.top(y.L - low));
         progress.update(1);
@@ -96,10 +91,9 @@ struct LastProduct {
     static constexpr u64 kOverlap = 2;
 
     u64 p;
-    u64 low;  // words of y's lower half
-    u64 low_product_words;
-    u64 max_product;
-    u64 scratch_bytes;
+    u64 low = 0;  // words of y's lower half
+    u64 low_product_words = 0;
+    Needs needs;
     using i64 = trel::i64;
 };
 
@@ -118,16 +112,16 @@ struct PiPlan::Parts {
           series(kind, precision),
           invsqrt(trel::InvsqrtWordPlan::make(precision, tds)),
           y_words(round_up_8(invsqrt.result)),
-          root_bytes(y_words * sizeof(Word) + round_up_8(invsqrt.temporaries) * sizeof(Word) +
-                     round_up_64(invsqrt.scratch_bytes)),
-          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root_bytes,
+          root(invsqrt.needs().above(y_words)),
+          value(series, finish.coefficients, reduced(algorithm) ? precision / 2 : precision, tds, root.bytes,
                 reduced(algorithm) ? trel::DivisionTransforms::none : trel::DivisionTransforms::kept),
+          needs(value.needs().maximum(root)),
           // One word above the product's for the carry of its last addition.
-          result_words(round_up_8(std::max(value.needs().result_words, precision + 3))),
-          operand_bytes((y_words + result_words) * sizeof(Word)),
-          product(precision, std::max(value.needs().bytes, root_bytes) - operand_bytes),
-          working_bytes(std::max({value.needs().bytes, root_bytes, operand_bytes + product.working_bytes()})),
-          max_product_words(std::max(value.needs().product_words, product.max_product)) {}
+          result_words(round_up_8(std::max(needs.result_words, precision + 3))),
+          product(precision, trel::room_above(needs.bytes, y_words + result_words)) {
+        needs.take_maximum(product.needs.above(y_words + result_words));
+        needs.result_words = result_words;
+    }
 
     u64 precision;
     PiSeriesKind kind;
@@ -135,13 +129,11 @@ struct PiPlan::Parts {
     PiSeries series;
     trel::InvsqrtWordPlan invsqrt;
     u64 y_words;
-    u64 root_bytes;
+    Needs root;
     BinarySplitting::SummedSeriesPlan<BinarySplitting::CommonP2B3::Family> value;
+    Needs needs;
     u64 result_words;
-    u64 operand_bytes;  // of the last product and its result
     LastProduct product;
-    u64 working_bytes;
-    u64 max_product_words;
 };
 
 PiPlan::PiPlan(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
@@ -149,13 +141,13 @@ PiPlan::PiPlan(PiAlgorithm algorithm, int power, u64 precision_words, u64 tds)
 PiPlan::~PiPlan() = default;
 
 u64 PiPlan::result_words() const {
-    return parts_->result_words;
+    return parts_->needs.result_words;
 }
 u64 PiPlan::working_bytes() const {
-    return parts_->working_bytes;
+    return parts_->needs.bytes;
 }
 u64 PiPlan::max_product_words() const {
-    return parts_->max_product_words;
+    return parts_->needs.product_words;
 }
 
 const char* PiPlan::label() const {
@@ -191,15 +183,9 @@ void Pi_Series_BigFloatR::run(const PiPlan& plan, const MultiplyContext& context
 
     status.work().enter("square root");
     AlignedBufferC memory = context.scratch;
-    BigFloat y(memory.spawn_words(parts.y_words).word_pointer(), parts.y_words);
-    {
-        AlignedBufferC rest = memory;
-        const u64 n = parts.invsqrt.temporaries;
-        trel::LinearWordBuffer temporaries(rest.spawn_words(round_up_8(n)).word_pointer(), n);
-        trel::invsqrt_word(parts.invsqrt, context.with_scratch(rest), status, y, parts.finish.invsqrt,
-                           temporaries);
-    }
-    BigFloat product(memory.spawn_words(parts.result_words).word_pointer(), parts.result_words);
+    BigFloat y = trel::carve<BigFloat>(memory, parts.y_words);
+    trel::invsqrt_word(parts.invsqrt, context.with_scratch(memory), status, y, parts.finish.invsqrt);
+    BigFloat product = trel::carve<BigFloat>(memory, parts.result_words);
     status.work().enter("multiplication");
     parts.product.run(context.with_scratch(memory), status, product, x, y);
     result.set_BigFloat(parts.precision, context.parallel, product);
