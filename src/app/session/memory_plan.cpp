@@ -45,10 +45,10 @@ RunPlan RunPlan::make(const CustomSettings& settings, const ComputeSize& size) {
     plan.writer =
         WriterPlan::make(needs.result_words, size.decimal_digits, size.decimal_digits,
                          settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
-    plan.max_product_words = std::max(needs.product_words, plan.writer.max_product_words);
+    const trel::Needs both = needs.maximum(plan.writer.needs);
+    plan.max_product_words = both.product_words;
     MemoryPlan& memory = plan.memory;
-    memory.working_memory =
-        round_up_64(std::max(needs.bytes, plan.writer.working_bytes) + 8 * round_up_8(needs.result_words));
+    memory.working_memory = both.above(round_up_8(needs.result_words)).bytes;
     memory.twiddle_tables = round_up_64(trel::TransformTables::bytes(plan.max_product_words));
     memory.output = settings.output_enable ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +

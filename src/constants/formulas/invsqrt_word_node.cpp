@@ -18,16 +18,13 @@ class InvsqrtWord final : public Evaluator {
     }
     void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.work().enter("square root");
-        trel::AlignedBufferC memory = context.scratch;
-        const auto temporaries = trel::carve<trel::LinearWordBuffer>(memory, plan_.temporaries);
-        trel::invsqrt_word(plan_, context.with_scratch(memory), status, result, w_, temporaries);
+        trel::invsqrt_word(plan_, context, status, result, w_);
     }
 
   private:
     const trel::Word w_;
     const trel::InvsqrtWordPlan plan_;
-    const Needs needs_ = Needs{plan_.result, trel::round_up_64(plan_.scratch_bytes), 0}.above(
-        trel::round_up_8(plan_.temporaries));
+    const Needs needs_ = plan_.needs();
 };
 
 }  // namespace
