@@ -131,7 +131,7 @@ void BM_Reciprocal(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p);
     const ReciprocalPlan plan = ReciprocalPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
@@ -144,7 +144,7 @@ void BM_Division(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p), b = random_words(p + 1);
     const DivisionPlan plan = DivisionPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a), B = number(b);
     BigFloat T(result.words(), plan.result);
@@ -156,7 +156,7 @@ void BM_Division(benchmark::State& state) {
 void BM_InvsqrtWord(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -169,7 +169,7 @@ void BM_InvsqrtFloat(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p);
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
@@ -185,20 +185,18 @@ void BM_InvNthRoot(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p);
     const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), scratch(plan.needs().bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
-    measure(state, p, tds, [&] {
-        inv_nth_root(plan, mp, null_status(), T, A, n, {temporaries.words(), plan.temporaries});
-    });
+    measure(state, p, tds, [&] { inv_nth_root(plan, mp, null_status(), T, A, n); });
 }
 
 void BM_PowerFloat(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p);
     const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
@@ -212,12 +210,12 @@ void BM_Agm(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     std::vector<Word> a = random_words(p);
     const AGMPlan plan = AGMPlan::make(p, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries1), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        AGM1_BigFloatR::run(plan, mp, null_status(), T, A, p, {temporaries.words(), plan.temporaries1});
+        AGM1_BigFloatR::run(plan, mp, null_status(), T, A, p, {temporaries.words(), plan.temporaries});
     });
 }
 
@@ -226,11 +224,12 @@ void BM_PowerOfTen(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     const u64 n = p * 64 * 100 / 333;
     const PowerWordPlan plan = PowerWordPlan::make_exact(10, n, tds);
-    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.scratch_bytes);
+    const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
     const MultiplyContext mp = context(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        Power_uW_uL_BigFloatR::run(plan, mp, null_status(), T, 10, n, plan.p, temporaries.words());
+        Power_uW_uL_BigFloatR::run(plan, mp, null_status(), T, 10, n, plan.p,
+                                   {temporaries.words(), plan.temporaries});
     });
 }
 

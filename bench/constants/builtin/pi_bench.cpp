@@ -49,19 +49,19 @@ struct Setup {
 
 void BM_Pi(benchmark::State& state) {
     const u64 digits = static_cast<u64>(state.range(0));
-    const PiPlan plan(PiAlgorithm::chudnovsky, 1, words_for(digits), 1);
-    Setup setup(plan.max_product_words(), plan.working_bytes());
-    std::vector<trel::Word> words(plan.result_words());
+    const auto pi = Pi(PiAlgorithm::chudnovsky).make_evaluator({words_for(digits), 1});
+    const trel::Needs& needs = pi->needs();
+    Setup setup(needs.product_words, needs.bytes);
+    std::vector<trel::Word> words(needs.result_words);
     for (auto _ : state) {
         BigFloat x(words.data(), words.size());
-        Pi_Series_BigFloatR::run(plan, setup.context, trel::null_status(), x);
+        pi->run(setup.context, trel::null_status(), x);
         benchmark::DoNotOptimize(words.data());
     }
     state.SetItemsProcessed(state.iterations() * digits);
-    state.counters["bytes/digit"] =
-        static_cast<double>(plan.working_bytes() + 8 * plan.result_words() +
-                            trel::TransformTables::bytes(plan.max_product_words())) /
-        static_cast<double>(digits);
+    state.counters["bytes/digit"] = static_cast<double>(needs.bytes + 8 * needs.result_words +
+                                                        trel::TransformTables::bytes(needs.product_words)) /
+                                    static_cast<double>(digits);
     state.SetLabel(trel::isa_name(trel::active_isa()));
 }
 

@@ -55,14 +55,14 @@ struct Writing {
     explicit Writing(u64 digits)
         : value(random_words(digits / 19 + 6)),
           plan(WriterPlan::make(value.size(), digits, digits, digits, false, 1)),
-          memory(std::aligned_alloc(64, plan.working_bytes)),
+          memory(std::aligned_alloc(64, plan.needs.bytes)),
           x(value.data(), value.size()) {
         x.L = value.size();
         x.exp = 1 - static_cast<i64>(x.L);
     }
     ~Writing() { std::free(memory); }
     FloatWriterB writer() {
-        FloatWriterB w(plan, {trel::serial_context(), {memory, plan.working_bytes}, nullptr},
+        FloatWriterB w(plan, {trel::serial_context(), {memory, plan.needs.bytes}, nullptr},
                        trel::null_status(), x);
         std::copy_n(value.begin(), plan.conversion.n, w.radix_words());
         return w;

@@ -27,7 +27,7 @@ struct DigitResults {
 };
 
 // In the order in which they stand here; what the work has to warn of is reported after each step. plan,
-// value and status outlive it. context.scratch: plan.working_bytes.
+// value and status outlive it. context.scratch: plan.needs.
 class DigitStage {
   public:
     DigitStage(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,

@@ -9,6 +9,7 @@
 namespace kalvor {
 
 using trel::round_up_64;
+using trel::round_up_8;
 using trel::u64;
 
 namespace {
@@ -39,14 +40,15 @@ std::vector<u64> round_sizes(u64 most) {
 RunPlan RunPlan::make(const CustomSettings& settings, const ComputeSize& size) {
     const u64 tds = settings.parallelism.task_decomposition;
     RunPlan plan;
-    plan.constant = settings.constant->plan(size.words, tds);
+    plan.constant = settings.constant->make_evaluator({size.words, tds});
+    const trel::Needs& needs = plan.constant->needs();
     plan.writer =
-        WriterPlan::make(plan.constant->result_words(), size.decimal_digits, size.decimal_digits,
+        WriterPlan::make(needs.result_words, size.decimal_digits, size.decimal_digits,
                          settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
-    plan.max_product_words = std::max(plan.constant->max_product_words(), plan.writer.max_product_words);
+    const trel::Needs both = needs.maximum(plan.writer.needs);
+    plan.max_product_words = both.product_words;
     MemoryPlan& memory = plan.memory;
-    memory.working_memory = round_up_64(8 * plan.constant->result_words()) +
-                            round_up_64(std::max(plan.constant->working_bytes(), plan.writer.working_bytes));
+    memory.working_memory = both.above(round_up_8(needs.result_words)).bytes;
     memory.twiddle_tables = round_up_64(trel::TransformTables::bytes(plan.max_product_words));
     memory.output = settings.output_enable ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +

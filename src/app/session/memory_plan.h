@@ -23,7 +23,7 @@ struct RunPlan {
     // Throws LimitExceededException for a size that no algorithm reaches.
     static RunPlan make(const CustomSettings& settings, const ComputeSize& size);
 
-    std::unique_ptr<ConstantPlan> constant;
+    std::unique_ptr<Evaluator> constant;
     WriterPlan writer;
     trel::u64 max_product_words = 0;
     MemoryPlan memory;

@@ -84,8 +84,7 @@ void NormalFloatSessionB::allocate() {
     }
     status().Status_Line("");
     memory_->scratch = memory_->working.buffer();
-    const trel::AlignedBufferC result = memory_->scratch.spawn_words(plan_.constant->result_words());
-    memory_->value.emplace(result.word_pointer(), result.words());
+    memory_->value = trel::carve<trel::BigFloat>(memory_->scratch, plan_.constant->needs().result_words);
 }
 
 void NormalFloatSessionB::compute() {
@@ -104,8 +103,9 @@ DigitResults NormalFloatSessionB::write_digits(const DigitRequest& request, Outp
 }
 
 void NormalFloatSessionB::add_checks(RunChecks& checks) const {
-    checks.series_blocks = plan_.constant->series_blocks();
-    checks.series_checked = plan_.constant->series_blocks_checked();
+    const SeriesBlocks blocks = plan_.constant->series_blocks();
+    checks.series_blocks = blocks.all;
+    checks.series_checked = blocks.checked;
 }
 
 void NormalFloatSessionB::release() noexcept {

@@ -1,5 +1,5 @@
-// A plain (pointer, words) view that hands out consecutive ranges for temporaries. Passed by value: what a callee
-// cuts is free again when it returns.
+// A plain (pointer, words) view that hands out consecutive ranges for temporaries. Passed by value: what a
+// callee cuts is free again when it returns.
 #pragma once
 
 #include "base/errors/exceptions.h"
@@ -27,5 +27,12 @@ class LinearWordBuffer {
     Word* words_ = nullptr;
     u64 size_ = 0;
 };
+
+// A number, or whatever is made of words and their count, at the front of the buffer, which moves past it.
+template <class Number>
+Number carve(LinearWordBuffer& buffer, u64 words) {
+    const LinearWordBuffer piece = buffer.cut_from_bottom(words);
+    return Number(piece.get(), words);
+}
 
 }  // namespace trel

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "arith/multiply/multiply_context.h"
+#include "arith/multiply/needs.h"
 #include "arith/multiply/transform.h"
 #include "os/types.h"
 
@@ -12,11 +13,17 @@ namespace trel {
 // Bytes, each a multiple of 64, for a product of a given size.
 struct MultiplySizes {
     u64 output = 0;             // the product's words
-    u64 scratch = 0;            // of operations 5 to 8 and 10 (a transform's whole_bytes(), or Karatsuba's)
+    u64 scratch = 0;            // a whole product (a transform's whole_bytes(), or Karatsuba's)
     u64 transform_data = 0;     // one forward transform
     u64 transform_scratch = 0;  // scratch of forward() and inverse()
 
     void take_maximum(const MultiplySizes& other);
+    // What products of `words` words take: whole ones, and those with a forward transform that is held
+    // already.
+    Needs whole_product(u64 words) const { return {0, round_up_64(scratch), words}; }
+    Needs held_product(u64 words) const { return {0, transform_data + transform_scratch, words}; }
+    // A forward transform that stands in front of the scratch.
+    u64 transform_words() const { return transform_data / sizeof(Word); }
     // What products of `words` words through a transform need.
     static MultiplySizes of(const Transform& transform, u64 words);
 };

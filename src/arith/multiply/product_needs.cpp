@@ -1,21 +1,19 @@
 #include "arith/multiply/product_needs.h"
 
-#include <algorithm>
-
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
 
 namespace trel {
 
 Needs product_needs(u64 words) {
-    return {0, round_up_64(basic_table64().mSBsizes(words).scratch), words};
+    return basic_table64().mSBsizes(words).whole_product(words);
 }
 
 Needs kept_product_needs(u64 words, u64 room) {
     const MultiplySizes sizes = basic_table64().mSBsizes(words);
-    const u64 plain = round_up_64(sizes.scratch);
-    const u64 kept = round_up_64(2 * sizes.transform_data + sizes.transform_scratch);
-    return {0, kept <= room ? std::max(kept, plain) : plain, words};
+    const Needs plain = sizes.whole_product(words);
+    const Needs kept = sizes.held_product(words).above(sizes.transform_words());
+    return kept.bytes <= room ? kept.maximum(plain) : plain;
 }
 
 u64 basecase_words() {

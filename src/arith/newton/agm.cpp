@@ -6,7 +6,7 @@
 #include <string>
 
 #include "arith/estimate/double_double.h"
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/recursion.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
@@ -59,9 +59,8 @@ AGMPlan AGMPlan::make(u64 p, u64 tds) {
     plan.invsqrt = InvsqrtFloatPlan::make(working, tds);
     plan.result = std::max(plan.invsqrt.result, working + 3);
     plan.temporaries2 = 2 * sum_words(working) + plan.invsqrt.temporaries;
-    plan.temporaries1 = round_up_8(plan.result) + plan.temporaries2;
-    plan.scratch_bytes =
-        std::max(plan.invsqrt.scratch_bytes, round_up_64(multiply_scratch_bytes(2 * working + 4)));
+    plan.temporaries = round_up_8(plan.result) + plan.temporaries2;
+    plan.products = plan.invsqrt.products.maximum(product_needs(2 * working + 4));
     return plan;
 }
 
@@ -74,10 +73,8 @@ void mean(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFlo
     const u64 working = working_precision(p);
     const u64 digits = status_digits(working);
     const i64 target = -static_cast<i64>(working - 2);
-    const LinearWordBuffer s_words = buffer.cut_from_bottom(sum_words(working));
-    const LinearWordBuffer g_words = buffer.cut_from_bottom(sum_words(working));
-    BigFloat s(s_words.get(), s_words.size());
-    BigFloat g(g_words.get(), g_words.size());
+    BigFloat s = carve<BigFloat>(buffer, sum_words(working));
+    BigFloat g = carve<BigFloat>(buffer, sum_words(working));
 
     std::optional<MeanFrames> frames;
     frames.emplace(status, "?");
@@ -151,13 +148,11 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& mp, Status&
     if (T.buffer_size < working + 4) throw BufferTooSmallException(kRun1, T.buffer_size, working + 4);
 
     const ParallelContext& P = mp.parallel;
-    const LinearWordBuffer b_words = buffer.cut_from_bottom(round_up_8(plan.result));
-    BigFloat b(b_words.get(), b_words.size());
+    BigFloat b = carve<BigFloat>(buffer, round_up_8(plan.result));
     {
         // The sum waits in memory that the mean will use.
         LinearWordBuffer rest = buffer;
-        const LinearWordBuffer s_words = rest.cut_from_bottom(sum_words(working));
-        BigFloat s(s_words.get(), s_words.size());
+        BigFloat s = carve<BigFloat>(rest, sum_words(working));
         StatusFrame start(status, "(start)");
         {
             Word one_word;
@@ -180,16 +175,16 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& mp, Status&
     mean(plan, mp, status, T, b, p, buffer);
 }
 
-void agm1(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x,
-          LinearWordBuffer buffer) {
+void agm1(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x) {
     StatusSection section(status, "AGM(1,x)...");
-    AGM1_BigFloatR::run(plan, mp, section.node(), T, x, plan.p, buffer);
+    const newton::RunMemory memory(mp, plan.temporaries);
+    AGM1_BigFloatR::run(plan, memory.context, section.node(), T, x, plan.p, memory.temporaries);
 }
 
-void agm2(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b,
-          LinearWordBuffer buffer) {
+void agm2(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b) {
     StatusSection section(status, "AGM(a,b)...");
-    AGM2_BigFloatR::run(plan, mp, section.node(), a, b, plan.p, buffer);
+    const newton::RunMemory memory(mp, plan.temporaries2);
+    AGM2_BigFloatR::run(plan, memory.context, section.node(), a, b, plan.p, memory.temporaries);
 }
 
 }  // namespace trel

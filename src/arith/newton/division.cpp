@@ -7,6 +7,7 @@
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
@@ -23,22 +24,16 @@ DivisionPlan DivisionPlan::make(u64 p, u64 tds, DivisionTransforms transforms) {
     plan.tds = tds;
     plan.reciprocal = ReciprocalPlan::make(plan.q, tds);
     const MultiplySizes sizes = basic_table64().get_algorithm(p + 9).sizes(p + 9);
-    plan.transform_data_bytes = sizes.transform_data;
-    plan.transform_scratch_bytes = sizes.transform_scratch;
     plan.x = round_up_8(std::max(p - plan.q + 5, plan.reciprocal.result));
     plan.y = (plan.q + 9) & ~u64(7);
     plan.correction = (plan.q + 12) & ~u64(7);
     plan.result = p + 2;
     plan.temporaries = std::max(plan.y + plan.correction, plan.reciprocal.temporaries) + plan.x;
     // The reciprocal's transform may be kept; the remainder's product keeps none.
-    const u64 whole = round_up_64(sizes.scratch);
-    const u64 step = transforms == DivisionTransforms::none
-                         ? std::max(whole, plan.transform_data_bytes + plan.transform_scratch_bytes)
-                         : plan.transform_data_bytes +
-                               std::max(plan.transform_data_bytes + plan.transform_scratch_bytes, whole);
-    plan.scratch_bytes = std::max(step, plan.reciprocal.scratch_bytes);
-    if (p < newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes, round_up_64(multiply_scratch_bytes(2 * p + 6)));
+    plan.products = sizes.whole_product(p + 9).maximum(sizes.held_product(p + 9));
+    if (transforms == DivisionTransforms::kept) plan.products = plan.products.above(sizes.transform_words());
+    plan.products.take_maximum(plan.reciprocal.products);
+    if (p < newton::kTransformPrecision) plan.products.take_maximum(product_needs(2 * p + 6));
     return plan;
 }
 
@@ -78,10 +73,8 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Stat
     const ParallelContext& P = mp.parallel;
     const u64 p = plan.p;
     const u64 q = plan.q;
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(plan.y);
-    const LinearWordBuffer d_words = buffer.cut_from_bottom(plan.correction);
-    BigFloat y(y_words.get(), y_words.size());
-    BigFloat d(d_words.get(), d_words.size());
+    BigFloat y = carve<BigFloat>(buffer, plan.y);
+    BigFloat d = carve<BigFloat>(buffer, plan.correction);
     BigFloat e(x.buffer, x.buffer_size);
     const i64 x_top = x.mag();
 
@@ -141,22 +134,21 @@ void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& mp
     A.check_normalization();
 
     if (p < newton::kTransformPrecision) {
-        const LinearWordBuffer x_words = buffer.cut_from_bottom(p + 3);
-        BigFloat x(x_words.get(), x_words.size());
+        BigFloat x = carve<BigFloat>(buffer, p + 3);
         newton::reciprocal_basic(mp, x, B, p, buffer);
         return T.set_mul(p, mp, A, x);
     }
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(plan.x);
-    BigFloat x(x_words.get(), x_words.size());
+    BigFloat x = carve<BigFloat>(buffer, plan.x);
     Reciprocal_BigFloatR::run(plan.reciprocal, mp, status, x, B, plan.q, buffer);
     newton::division_step(plan, mp, status, T, A, B, x.top(plan.q + 2), buffer);
 }
 
 void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                    const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
+                    const BigFloat& A, const BigFloat& B) {
     StatusSection section(status, "Large Division...");
     StatusFrame frame(section.node(), "Iterating: ");
-    Division_BigFloatR::run(plan, mp, frame.node(), T, A, B, buffer);
+    const newton::RunMemory memory(mp, plan.temporaries);
+    Division_BigFloatR::run(plan, memory.context, frame.node(), T, A, B, memory.temporaries);
 }
 
 }  // namespace trel

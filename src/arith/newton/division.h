@@ -9,20 +9,11 @@ namespace trel {
 // once more, and the scratch is that of one product.
 enum class DivisionTransforms { kept, none };
 
-struct DivisionPlan {
+struct DivisionPlan : NewtonPlan {
     DivisionTransforms transforms;
-    u64 p;
     u64 q;  // precision of the reciprocal
-    u64 tds;
     ReciprocalPlan reciprocal;
-    u64 transform_data_bytes;
-    u64 transform_scratch_bytes;
-    u64 x;            // words
-    u64 y;            // words
-    u64 correction;   // words
-    u64 result;       // words
-    u64 temporaries;  // words
-    u64 scratch_bytes;
+    u64 x, y, correction;  // words of the temporaries
 
     static DivisionPlan make(u64 p, u64 tds, DivisionTransforms transforms = DivisionTransforms::kept);
 };
@@ -34,6 +25,6 @@ struct Division_BigFloatR {
 };
 // The same as formulas call it: announced as "Large Division...", progress behind "Iterating: ".
 void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                    const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
+                    const BigFloat& A, const BigFloat& B);
 
 }  // namespace trel

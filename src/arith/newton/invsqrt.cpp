@@ -5,7 +5,7 @@
 
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/multiply/algorithm_table.h"
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/coupled_root.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/steps.h"
@@ -38,30 +38,29 @@ u64 words_cut(u64 p, const newton::CoupledRange& coupled) {
 }
 
 // Of a level that is not coupled: x's transform is held while A x^2 is made.
-u64 plain_scratch_bytes(u64 p) {
+Needs plain_needs(u64 p) {
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
-    return held.transform_data +
-           std::max(held.transform_data + held.transform_scratch,
-                    newton::window_product_scratch_bytes(newton::window_product_words(p)));
+    return held.held_product(p + 8)
+        .maximum(newton::window_product_needs(newton::window_product_words(p)))
+        .above(held.transform_words());
 }
 
 // A plan serves every run of fewer words. Of the levels below the coupled ones the highest there can be needs
 // the most: more than the coupled levels somewhat above it.
-u64 window_scratch_bytes(u64 p, const newton::CoupledRange& coupled) {
+Needs window_needs(u64 p, const newton::CoupledRange& coupled) {
     if (coupled.contains(p)) {
         const u64 previous = newton::previous_precision(p);
         const u64 plain = coupled.first - 1;
         const u64 start = std::min(previous, plain);  // coupled_root_start()'s highest precision
-        const u64 below = coupled.contains(previous)
-                              ? std::max(newton::HeldTransforms::scratch_bytes(previous + 8, 2),
-                                         window_scratch_bytes(previous, coupled))
-                              : plain_scratch_bytes(plain);
-        return std::max({newton::HeldTransforms::scratch_bytes(p + 8, 1), below,
-                         round_up_64(multiply_scratch_bytes(2 * start + 6))});
+        const Needs below =
+            coupled.contains(previous)
+                ? newton::HeldTransforms::needs(previous + 8, 2).maximum(window_needs(previous, coupled))
+                : plain_needs(plain);
+        return newton::HeldTransforms::needs(p + 8, 1).maximum(below).maximum(product_needs(2 * start + 6));
     }
-    const u64 bytes = plain_scratch_bytes(p);
-    if (p < coupled.first || coupled.last < coupled.first) return bytes;
-    return std::max(bytes, window_scratch_bytes(coupled.last, coupled));
+    const Needs needs = plain_needs(p);
+    if (p < coupled.first || coupled.last < coupled.first) return needs;
+    return needs.maximum(window_needs(coupled.last, coupled));
 }
 
 }  // namespace
@@ -81,9 +80,8 @@ InvsqrtFloatPlan InvsqrtFloatPlan::make(u64 p, u64 tds, const newton::CoupledRan
     const u64 highest = std::min(p, std::max(coupled.first, coupled.last));
     plan.temporaries =
         round_up_8(std::max({words_cut(p, coupled), words_cut(highest, coupled), basic_words(plan.basic_p)}));
-    plan.scratch_bytes = round_up_64(multiply_scratch_bytes(2 * plan.basic_p + 4));
-    if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes, window_scratch_bytes(p, coupled));
+    plan.products = product_needs(2 * plan.basic_p + 4);
+    if (p >= newton::kTransformPrecision) plan.products.take_maximum(window_needs(p, coupled));
     return plan;
 }
 
@@ -123,16 +121,13 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& mp, 
     if (T.buffer_size < p + kIteration.extra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kIteration.extra);
     const u64 previous = newton::previous_precision(p);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
-    BigFloat x(x_words.get(), x_words.size());
+    BigFloat x = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     if (!coupled.contains(p)) {
         run_levels(coupled, mp, status, x, A, previous, buffer);
         return newton::invsqrt_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
     }
-    const LinearWordBuffer s_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
-    const LinearWordBuffer d_words = buffer.cut_from_bottom(newton::root_error_words(p));
-    BigFloat s(s_words.get(), s_words.size());
-    BigFloat d(d_words.get(), d_words.size());
+    BigFloat s = carve<BigFloat>(buffer, newton::root_estimate_words(p));
+    BigFloat d = carve<BigFloat>(buffer, newton::root_error_words(p));
 
     const newton::CoupledRoot root{s, d, p};
     const LinearWordBuffer below = newton::larger_of(buffer, T);
@@ -153,12 +148,9 @@ void invsqrt_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& 
                         LinearWordBuffer buffer) {
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
-    const LinearWordBuffer square_words = buffer.cut_from_bottom(p + 2);
-    BigFloat x(x_words.get(), x_words.size());
-    BigFloat y(y_words.get(), y_words.size());
-    BigFloat square(square_words.get(), square_words.size());
+    BigFloat x = carve<BigFloat>(buffer, previous + 2);
+    BigFloat y = carve<BigFloat>(buffer, previous + 2);
+    BigFloat square = carve<BigFloat>(buffer, p + 2);
 
     x.set_BigFloat(previous, P, T);
     square.set_sqr(p, mp, x);
@@ -175,10 +167,8 @@ void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const 
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = std::min<i64>(error_bound(previous), 0);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
-    const LinearWordBuffer e_words = buffer.cut_from_bottom(root_error_words(p));
-    BigFloat y(y_words.get(), y_words.size());
-    BigFloat e(e_words.get(), e_words.size());
+    BigFloat y = carve<BigFloat>(buffer, correction_words(p));
+    BigFloat e = carve<BigFloat>(buffer, root_error_words(p));
 
     const HeldTransforms memory(mp, p + 8, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
@@ -215,10 +205,11 @@ void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyCon
 }
 
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                   const BigFloat& A, LinearWordBuffer buffer) {
+                   const BigFloat& A) {
     StatusSection section(status, "Large Invsqrt...");
     StatusFrame frame(section.node(), "Iterating: ");
-    InvsqrtFloat_BigFloatR::run(plan, mp, frame.node(), T, A, plan.p, buffer);
+    const newton::RunMemory memory(mp, plan.temporaries);
+    InvsqrtFloat_BigFloatR::run(plan, memory.context, frame.node(), T, A, plan.p, memory.temporaries);
 }
 
 }  // namespace trel

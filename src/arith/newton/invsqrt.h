@@ -2,19 +2,15 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
-#include "arith/kernels/linear_word_buffer.h"
 #include "arith/newton/coupled_root.h"
+#include "arith/newton/newton_plan.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-struct InvsqrtFloatPlan {
-    u64 p;
-    u64 tds;
-    u64 basic_p;        // the basic form's largest precision, min(p, 10)
-    u64 result;         // words of T's buffer, p + 4
-    u64 temporaries;    // words of the word buffer
-    u64 scratch_bytes;  // MultiplyContext::scratch
+// The result has p + 4 words.
+struct InvsqrtFloatPlan : NewtonPlan {
+    u64 basic_p;  // the basic form's largest precision, min(p, 10)
     newton::CoupledRange coupled;
 
     static InvsqrtFloatPlan make(u64 p, u64 tds);
@@ -33,6 +29,6 @@ struct InvsqrtFloat_BigFloatR {
 };
 // The same as formulas call it: announced as "Large Invsqrt...", progress behind "Iterating: ".
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                   const BigFloat& A, LinearWordBuffer buffer);
+                   const BigFloat& A);
 
 }  // namespace trel

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "arith/bigfloat/big_float_transform.h"
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
@@ -25,10 +25,8 @@ InvsqrtWordPlan InvsqrtWordPlan::make(u64 p, u64 tds) {
     const u64 basic_temporaries = 2 * (newton::previous_precision(std::max<u64>(basic_p, 1)) + 2);
     plan.temporaries =
         round_up_8(std::max(newton::root_estimate_words(p) + newton::correction_words(p), basic_temporaries));
-    plan.scratch_bytes = std::max(round_up_64(multiply_scratch_bytes(basic_p + 8)),
-                                  round_up_64(multiply_scratch_bytes(p + 8)));
-    if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes, newton::HeldTransforms::scratch_bytes(p + 8, 1));
+    plan.products = product_needs(p + 8);
+    if (p >= newton::kTransformPrecision) plan.products.take_maximum(newton::HeldTransforms::needs(p + 8, 1));
     return plan;
 }
 
@@ -70,10 +68,8 @@ namespace newton {
 void invsqrt_word_basic_step(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
-    BigFloat x(x_words.get(), x_words.size());
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat x = carve<BigFloat>(buffer, previous + 2);
+    BigFloat y = carve<BigFloat>(buffer, previous + 2);
 
     x.set_BigFloat(previous, P, T);
     T.set_sqr(p, mp, x);
@@ -90,8 +86,7 @@ void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, W
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = std::min<i64>(error_bound(previous), 0);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat y = carve<BigFloat>(buffer, correction_words(p));
 
     const HeldTransforms memory(mp, p + 8, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
@@ -127,11 +122,12 @@ void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyConte
     run_levels(mp, status, T, w, p, buffer);
 }
 
-void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
-                  LinearWordBuffer buffer) {
+void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                  Word w) {
     StatusSection section(status, "InvSqrt(" + std::to_string(w) + ")...");
     StatusFrame frame(section.node(), "Iterating: ");
-    InvsqrtWord_BigFloatR::run(plan, mp, frame.node(), T, w, plan.p, buffer);
+    const newton::RunMemory memory(mp, plan.temporaries);
+    InvsqrtWord_BigFloatR::run(plan, memory.context, frame.node(), T, w, plan.p, memory.temporaries);
 }
 
 }  // namespace trel

@@ -2,18 +2,12 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
-#include "arith/kernels/linear_word_buffer.h"
+#include "arith/newton/newton_plan.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-struct InvsqrtWordPlan {
-    u64 p;
-    u64 tds;
-    u64 result;         // words of T's buffer
-    u64 temporaries;    // words of the word buffer
-    u64 scratch_bytes;  // MultiplyContext::scratch
-
+struct InvsqrtWordPlan : NewtonPlan {
     static InvsqrtWordPlan make(u64 p, u64 tds);
 };
 
@@ -26,7 +20,7 @@ struct InvsqrtWord_BigFloatR {
                     Word w, u64 p, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "InvSqrt(w)...", progress behind "Iterating: ".
-void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
-                  LinearWordBuffer buffer);
+void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                  Word w);
 
 }  // namespace trel

@@ -7,7 +7,6 @@
 
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/estimate/double_double.h"
-#include "arith/multiply/dispatch.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/power.h"
 #include "arith/newton/steps.h"
@@ -54,10 +53,9 @@ InvNthRootPlan InvNthRootPlan::make(u64 p, u64 tds) {
     plan.result = p + kResultExtra;
     plan.temporaries = round_up_8(std::max(words_cut(p), basic_words(plan.basic_p)));
     // The powers: at p + 2 words in the basic form, at p words above.
-    plan.scratch_bytes = PowerFloatPlan::make(std::max(p, plan.basic_p + 2), tds).scratch_bytes;
+    plan.products = PowerFloatPlan::make(std::max(p, plan.basic_p + 2), tds).products;
     if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes,
-                                      newton::window_product_scratch_bytes(newton::window_product_words(p)));
+        plan.products.take_maximum(newton::window_product_needs(newton::window_product_words(p)));
     return plan;
 }
 
@@ -149,9 +147,9 @@ void run_windowed(const char* function, WindowStep step, const InvNthRootPlan& p
 namespace newton {
 namespace {
 
-// T = x^(n + 1), also where n + 1 does not fit a word. The buffer: p + 4 words, to which `product` is bound.
-void power_above(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, u64 n, u64 p,
-                 LinearWordBuffer words, BigFloat& product) {
+// T = x^(n + 1), also where n + 1 does not fit a word. product: p + 4 words, used up.
+void power_above(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, u64 n, u64 p, BigFloat& product) {
+    const LinearWordBuffer words(product.buffer, product.buffer_size);
     if (n != ~u64(0)) return power(mp, null_status(), T, x, n + 1, p, words);
     power(mp, null_status(), T, x, n, p, words);
     product.set_mul(p + 1, mp, T, x);
@@ -170,13 +168,11 @@ void nth_root_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat&
     const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_basic_previous(p);
     const u64 working = p + 2;
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(nth_root_basic_estimate_words(p));
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
-    BigFloat x(x_words.get(), x_words.size());
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat x = carve<BigFloat>(buffer, nth_root_basic_estimate_words(p));
+    BigFloat y = carve<BigFloat>(buffer, nth_root_power_words(p));
 
     x.set_BigFloat(previous + 1, P, T);
-    power_above(mp, T, x, n, working, y_words, y);
+    power_above(mp, T, x, n, working, y);
     y.set_mul(working, mp, A, T);
     T.set_sub(working, P, y, x);
     divide_by_small(P, y, T, n, lowest_kept(x, p));
@@ -189,11 +185,10 @@ void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat&
                             const BigFloat& x, u64 p, LinearWordBuffer buffer) {
     const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_previous(p);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat y = carve<BigFloat>(buffer, nth_root_power_words(p));
     {
         StatusFrame frame(status, " 0P ", status_digits(p));
-        power_above(mp, T, x, n, p, y_words, y);
+        power_above(mp, T, x, n, p, y);
     }
     const i64 bottom = x.mag() - static_cast<i64>(p) - 1;
     const i64 w = x.mag() - static_cast<i64>(previous) + 3;
@@ -215,11 +210,10 @@ void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat&
     const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_previous(p);
     const i64 t = error_bound(previous);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat y = carve<BigFloat>(buffer, nth_root_power_words(p));
     {
         StatusFrame frame(status, " 0P ", status_digits(p));
-        power(mp, null_status(), T, x, n, p, y_words);
+        power(mp, null_status(), T, x, n, p, LinearWordBuffer(y.buffer, y.buffer_size));
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
@@ -263,7 +257,7 @@ void InvNthRootFloat_BigFloatR_P::run_factored(const InvNthRootPlan& plan, const
 }
 
 void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                  const BigFloat& A, u64 n, LinearWordBuffer buffer) {
+                  const BigFloat& A, u64 n) {
     StatusSection section(status, "Radical x^(-1/" + std::to_string(n) + ")...");
     StatusFrame frame(section.node(), "Iterating: ");
     // Products of a power: a squaring a bit, a multiplication a one. x^(n+1) for an odd n has fewer ones, but
@@ -272,7 +266,8 @@ void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status&
     const auto run = n != ~u64(0) && products(n + 1) <= products(n)
                          ? InvNthRootFloat_BigFloatR_P::run_expanded
                          : InvNthRootFloat_BigFloatR_P::run_factored;
-    run(plan, mp, frame.node(), T, A, plan.p, buffer, n);
+    const newton::RunMemory memory(mp, plan.temporaries);
+    run(plan, memory.context, frame.node(), T, A, plan.p, memory.temporaries, n);
 }
 
 }  // namespace trel

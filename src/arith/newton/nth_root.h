@@ -2,18 +2,14 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
-#include "arith/kernels/linear_word_buffer.h"
+#include "arith/newton/newton_plan.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-struct InvNthRootPlan {
-    u64 p;
-    u64 tds;
-    u64 basic_p;        // the basic form's largest precision, min(p, 10)
-    u64 result;         // words of T's buffer, p + 6
-    u64 temporaries;    // words of the word buffer
-    u64 scratch_bytes;  // MultiplyContext::scratch
+// The result has p + 6 words.
+struct InvNthRootPlan : NewtonPlan {
+    u64 basic_p;  // the basic form's largest precision, min(p, 10)
 
     static InvNthRootPlan make(u64 p, u64 tds);
 };
@@ -34,6 +30,6 @@ struct InvNthRootFloat_BigFloatR_P {
 // The same as formulas call it, in the form that costs less: announced as "Radical x^(-1/n)...", progress
 // behind "Iterating: ".
 void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                  const BigFloat& A, u64 n, LinearWordBuffer buffer);
+                  const BigFloat& A, u64 n);
 
 }  // namespace trel

@@ -94,8 +94,8 @@ PowerFloatPlan PowerFloatPlan::make(u64 p, u64 tds) {
     plan.result = p + kResultExtra;
     plan.temporaries = p + kResultExtra;
     const MultiplySizes sizes = basic_table64().mSBsizes(2 * p + 8);
-    const u64 products = std::max(sizes.transform_data + sizes.transform_scratch, sizes.scratch);
-    plan.scratch_bytes = round_up_64(sizes.transform_data + products);
+    plan.products =
+        sizes.held_product(2 * p + 8).maximum(sizes.whole_product(2 * p + 8)).above(sizes.transform_words());
     return plan;
 }
 
@@ -109,8 +109,7 @@ void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloa
     if (A.L == 0) return T.clear();
     if (n == 1) return T.set_BigFloat(p + 1, mp.parallel, A);
 
-    const LinearWordBuffer words = buffer.cut_from_bottom(p + kResultExtra);
-    BigFloat other(words.get(), words.size());
+    BigFloat other = carve<BigFloat>(buffer, p + kResultExtra);
     // Each square and each product moves the power to the other buffer; the last is in T.
     const bool even = (std::bit_width(n) - 1 + std::popcount(n) - 1) % 2 == 0;
     BigFloat* now = even ? &T : &other;
@@ -135,29 +134,35 @@ void Power_BF_uL_BigFloatR::run(const PowerFloatPlan& plan, const MultiplyContex
 }
 
 SignedPowerPlan SignedPowerPlan::make(u64 p, u64 tds) {
-    SignedPowerPlan plan{PowerFloatPlan::make(p, tds), ReciprocalPlan::make(p, tds), 0, 0, 0};
+    SignedPowerPlan plan;
+    plan.p = p;
+    plan.tds = tds;
+    plan.power = PowerFloatPlan::make(p, tds);
+    plan.reciprocal = ReciprocalPlan::make(p, tds);
     plan.result = std::max(plan.power.result, plan.reciprocal.result);
     plan.temporaries =
         round_up_8(plan.power.result) + std::max(plan.power.temporaries, plan.reciprocal.temporaries);
-    plan.scratch_bytes = std::max(plan.power.scratch_bytes, plan.reciprocal.scratch_bytes);
+    plan.products = plan.power.products.maximum(plan.reciprocal.products);
     return plan;
 }
 
 void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                 const BigFloat& A, i64 n, LinearWordBuffer buffer) {
+                 const BigFloat& A, i64 n) {
     if (n == 0) return T.set_double(1.0, 0);
     const u64 magnitude = n < 0 ? 0 - static_cast<u64>(n) : static_cast<u64>(n);
-    const LinearWordBuffer words = buffer.cut_from_bottom(round_up_8(plan.power.result));
-    BigFloat denominator(words.get(), words.size());
+    const newton::RunMemory memory(mp, plan.temporaries);
+    LinearWordBuffer buffer = memory.temporaries;
+    BigFloat denominator = carve<BigFloat>(buffer, round_up_8(plan.power.result));
     {
         StatusSection section(status, magnitude == 2 ? "Squaring..." : "Powering...");
-        Power_BF_uL_BigFloatR::run(plan.power, mp, section.node(), n < 0 ? denominator : T, A, magnitude,
-                                   plan.power.p, buffer);
+        Power_BF_uL_BigFloatR::run(plan.power, memory.context, section.node(), n < 0 ? denominator : T, A,
+                                   magnitude, plan.power.p, buffer);
     }
     if (n > 0) return;
     StatusSection section(status, "Inverting...");
     StatusFrame frame(section.node(), "Iterating: ");
-    Reciprocal_BigFloatR::run(plan.reciprocal, mp, frame.node(), T, denominator, plan.reciprocal.p, buffer);
+    Reciprocal_BigFloatR::run(plan.reciprocal, memory.context, frame.node(), T, denominator,
+                              plan.reciprocal.p, buffer);
 }
 
 }  // namespace trel

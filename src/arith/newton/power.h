@@ -2,19 +2,13 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
-#include "arith/kernels/linear_word_buffer.h"
 #include "arith/newton/reciprocal.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-struct PowerFloatPlan {
-    u64 p;
-    u64 tds;
-    u64 result;         // words of T's buffer, p + 4
-    u64 temporaries;    // words of the word buffer (the alternate of T)
-    u64 scratch_bytes;  // MultiplyContext::scratch
-
+// The result has p + 4 words, the temporaries are its alternate.
+struct PowerFloatPlan : NewtonPlan {
     static PowerFloatPlan make(u64 p, u64 tds);
 };
 
@@ -31,16 +25,13 @@ struct Power_BF_uL_BigFloatR {
 
 // A plan for powers of either sign, and the power as formulas call it: announced as "Powering..."
 // ("Squaring..." for n = 2), for a negative n then as "Inverting...". T = A^n; n = 0 gives 1.
-struct SignedPowerPlan {
+struct SignedPowerPlan : NewtonPlan {
     PowerFloatPlan power;
     ReciprocalPlan reciprocal;
-    u64 result;         // words
-    u64 temporaries;    // words
-    u64 scratch_bytes;  // MultiplyContext::scratch
 
     static SignedPowerPlan make(u64 p, u64 tds);
 };
 void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
-                 const BigFloat& A, i64 n, LinearWordBuffer buffer);
+                 const BigFloat& A, i64 n);
 
 }  // namespace trel

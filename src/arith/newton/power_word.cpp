@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/binary_power.h"
 #include "base/errors/exceptions.h"
 
@@ -17,14 +17,7 @@ const char kRun[] = "Power_uW_uL_BigFloatR::run()";
 constexpr u64 kResultExtra = 4;
 
 PowerWordPlan make_plan(u64 p, u64 tds, u64 product_words) {
-    PowerWordPlan plan;
-    plan.p = p;
-    plan.tds = tds;
-    plan.product_words = product_words;
-    plan.result = p + kResultExtra;
-    plan.temporaries = p + kResultExtra;
-    plan.scratch_bytes = round_up_64(multiply_scratch_bytes(product_words));
-    return plan;
+    return {{p, tds, p + kResultExtra, p + kResultExtra, product_needs(product_words)}};
 }
 
 }  // namespace
@@ -52,7 +45,7 @@ u64 PowerWordPlan::exact_words(Word w, u64 n) {
 // in it is a shift of the result. The numbers alternate between T's buffer and the other so that the last is
 // in T.
 void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext& mp, Status& status,
-                                BigFloat& T, Word w, u64 n, u64 p, Word* buffer) {
+                                BigFloat& T, Word w, u64 n, u64 p, LinearWordBuffer buffer) {
     if (p > plan.p) throw LimitExceededException(kRun, "Precision", plan.p, p);
     if (mp.parallel.tds > plan.tds)
         throw LimitExceededException(kRun, "Task Decomposition", plan.tds, mp.parallel.tds);
@@ -64,7 +57,7 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     const unsigned zeros = static_cast<unsigned>(std::countr_zero(w));
     const Word odd = w >> zeros;
     const u128 shift = static_cast<u128>(n) * zeros;
-    BigFloat other(buffer, plan.temporaries);
+    BigFloat other = carve<BigFloat>(buffer, plan.temporaries);
     const int squarings = odd == 1 ? 0 : std::bit_width(n) - 1;
     BigFloat* now = squarings % 2 == 0 ? &T : &other;
     BigFloat* next = squarings % 2 == 0 ? &other : &T;
@@ -76,8 +69,8 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     now->sign = true;
     const auto square = [&](BigFloat& product, const BigFloat& x) {
         const u64 product_words = 2 * std::min(x.L, p + 3);
-        if (product_words > plan.product_words)
-            throw LimitExceededException(kRun, "Precision", plan.product_words, product_words);
+        if (product_words > plan.products.product_words)
+            throw LimitExceededException(kRun, "Precision", plan.products.product_words, product_words);
         product.set_sqr(p + 1, mp, x);
     };
     const auto multiply = [&](BigFloat*& x, BigFloat*&) { x->mul_uW(mp.parallel, odd); };

@@ -2,18 +2,13 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
+#include "arith/newton/newton_plan.h"
 #include "base/status/status.h"
 
 namespace trel {
 
-struct PowerWordPlan {
-    u64 p;
-    u64 tds;
-    u64 product_words;  // the largest square
-    u64 result;         // words of T's buffer, p + 4
-    u64 temporaries;    // words of the word buffer (the alternate of T)
-    u64 scratch_bytes;  // MultiplyContext::scratch
-
+// The result has p + 4 words, the temporaries are its alternate, the longest product is the last square.
+struct PowerWordPlan : NewtonPlan {
     // For any power, truncated to about p words.
     static PowerWordPlan make(u64 p, u64 tds);
     // For all words of w^n and of smaller powers of w; less scratch than make(exact_words(w, n), tds).
@@ -31,7 +26,7 @@ struct Power_uW_uL_BigFloatR {
     // Throws LimitExceededException "Precision" / "Task Decomposition" beyond the plan,
     // ExponentOverflowException beyond 2^61 - 1 words, BufferTooSmallException.
     static void run(const PowerWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
-                    u64 n, u64 p, Word* buffer);
+                    u64 n, u64 p, LinearWordBuffer buffer);
 };
 
 }  // namespace trel

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "arith/bigfloat/big_float_transform.h"
-#include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/error_term.h"
 #include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
@@ -16,17 +16,13 @@ ReciprocalPlan ReciprocalPlan::make(u64 p, u64 tds) {
     ReciprocalPlan plan;
     plan.p = p;
     plan.tds = tds;
-    plan.basic_p = std::min(p, newton::kTransformPrecision);
-    plan.basic_tds = tds;
-    plan.basic_result = plan.basic_p + 3;
-    plan.basic_temporaries = (plan.basic_p + 13) & ~u64(7);
-    plan.basic_scratch_bytes = round_up_64(multiply_scratch_bytes(plan.basic_p + 8));
-    plan.result = std::max(p + 19, plan.basic_result);
+    const u64 basic_p = std::min(p, newton::kTransformPrecision);
+    plan.basic = {basic_p, tds, basic_p + 3, (basic_p + 13) & ~u64(7), product_needs(basic_p + 8)};
+    plan.result = p + 19;
     plan.temporaries =
-        std::max(newton::estimate_words(p) + newton::correction_words(p), plan.basic_temporaries);
-    plan.scratch_bytes = std::max(plan.basic_scratch_bytes, round_up_64(multiply_scratch_bytes(p + 8)));
-    if (p >= newton::kTransformPrecision)
-        plan.scratch_bytes = std::max(plan.scratch_bytes, newton::HeldTransforms::scratch_bytes(p + 8, 1));
+        std::max(newton::estimate_words(p) + newton::correction_words(p), plan.basic.temporaries);
+    plan.products = product_needs(p + 8);
+    if (p >= newton::kTransformPrecision) plan.products.take_maximum(newton::HeldTransforms::needs(p + 8, 1));
     return plan;
 }
 
@@ -83,10 +79,8 @@ void reciprocal_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloa
                            LinearWordBuffer buffer) {
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
-    BigFloat x(x_words.get(), x_words.size());
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat x = carve<BigFloat>(buffer, previous + 2);
+    BigFloat y = carve<BigFloat>(buffer, previous + 2);
 
     x.set_BigFloat(previous, P, T);
     T.set_mul(p, mp, A, x);
@@ -102,8 +96,7 @@ void reciprocal_step(const MultiplyContext& mp, Status& status, BigFloat& T, con
     const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = std::min<i64>(error_bound(previous), 0);
-    const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
-    BigFloat y(y_words.get(), y_words.size());
+    BigFloat y = carve<BigFloat>(buffer, correction_words(p));
 
     const HeldTransforms memory(mp, p + 8, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
@@ -122,7 +115,7 @@ void reciprocal_step(const MultiplyContext& mp, Status& status, BigFloat& T, con
 
 void Reciprocal_BigFloatR_E::run(const ReciprocalPlan& plan, const MultiplyContext& mp, BigFloat& T,
                                  const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.basic_p, plan.basic_tds, p, mp.parallel.tds, kBasicRun);
+    newton::check_plan(plan.basic.p, plan.basic.tds, p, mp.parallel.tds, kBasicRun);
     newton::reciprocal_basic(mp, T, A, p, buffer);
 }
 

@@ -87,15 +87,15 @@ HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64
     data_ = context_.scratch.spawn(held * holder_->data_bytes()).get();
 }
 
-u64 HeldTransforms::scratch_bytes(u64 product_words, u64 held) {
-    // Products of the levels below run in the same memory.
+// Products of the levels below run in the same memory.
+Needs HeldTransforms::needs(u64 product_words, u64 held) {
     const MultiplySizes sizes = basic_table64().mSBsizes(product_words);
-    return (held + 1) * sizes.transform_data + sizes.transform_scratch;
+    return sizes.held_product(product_words).above(held * sizes.transform_words());
 }
 
-u64 window_product_scratch_bytes(u64 product_words) {
+Needs window_product_needs(u64 product_words) {
     const MultiplySizes sizes = basic_table64().mSBsizes(product_words);
-    return std::max(sizes.scratch, sizes.transform_data + sizes.transform_scratch);
+    return sizes.whole_product(product_words).maximum(sizes.held_product(product_words));
 }
 
 void window_product(const MultiplyContext& mp, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,

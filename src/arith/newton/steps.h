@@ -77,8 +77,7 @@ class HeldTransforms {
     void* data(u64 index) const { return static_cast<u8*>(data_) + index * holder_->data_bytes(); }
     const MultiplyContext& context() const { return context_; }
 
-    // Scratch bytes for a product size.
-    static u64 scratch_bytes(u64 product_words, u64 held);
+    static Needs needs(u64 product_words, u64 held);
 
   private:
     TransformHolder holder_;
@@ -87,8 +86,8 @@ class HeldTransforms {
 };
 
 // T = the words [ie, te) of A B, and two below, by a convolution of product_words words of which nothing is
-// kept. T overlaps no operand. Scratch: window_product_scratch_bytes(product_words).
-u64 window_product_scratch_bytes(u64 product_words);
+// kept. T overlaps no operand.
+Needs window_product_needs(u64 product_words);
 void window_product(const MultiplyContext& mp, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,
                     const BigFloat& B, u64 pB, i64 ie, i64 te);
 

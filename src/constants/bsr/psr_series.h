@@ -64,6 +64,9 @@ class PSR_SeriesB {
         }
     }
 
+    PSR_SeriesB(const PSR_SeriesB&) = delete;
+    PSR_SeriesB& operator=(const PSR_SeriesB&) = delete;
+
     std::size_t blocks() const { return plans_.size(); }
     const BSR_BlockB<F>& block(std::size_t i) const { return plans_[i]; }
     u64 max_product_words() const { return product_words_; }

@@ -1,7 +1,6 @@
 #include "constants/bsr/series_value.h"
 
 #include "arith/bigfloat/combine.h"
-#include "arith/kernels/linear_word_buffer.h"
 #include "arith/newton/newton_work.h"
 #include "base/status/status_scope.h"
 
@@ -15,8 +14,7 @@ SeriesValuePlan::SeriesValuePlan(u64 precision_words, const Coefficients& coeffi
       coefficients_(coefficients),
       division_(trel::DivisionPlan::make(precision_words, tds, transforms)),
       numerator_words_(round_up_8(precision_words + 6)),
-      needs_(Needs{division_.result, trel::round_up_64(division_.scratch_bytes), precision_words + 9}.above(
-          numerator_words_ + round_up_8(division_.temporaries))) {}
+      needs_(division_.needs().above(numerator_words_)) {}
 
 double SeriesValuePlan::work() const {
     return trel::newton::division_work(division_.p, division_.q);
@@ -44,12 +42,11 @@ void SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFlo
         trel::combine_ip(context.parallel, N, P, coefficients_.negative_sum);
         progress.update(4);
     }
-    const auto temporaries = trel::carve<trel::LinearWordBuffer>(memory, division_.temporaries);
     const MultiplyContext rest = context.with_scratch(memory);
     if (coefficients_.power < 0) {
-        trel::large_division(division_, rest, status, x, Q, N, temporaries);
+        trel::large_division(division_, rest, status, x, Q, N);
     } else {
-        trel::large_division(division_, rest, status, x, N, Q, temporaries);
+        trel::large_division(division_, rest, status, x, N, Q);
     }
 }
 

@@ -6,11 +6,13 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "arith/newton/division.h"
-#include "base/status/work_meter.h"
 #include "constants/bsr/psr_series.h"
+#include "constants/evaluator/evaluator.h"
 
 namespace kalvor::BinarySplitting {
 
@@ -41,39 +43,49 @@ class SeriesValuePlan {
     Needs needs_;
 };
 
+// How much memory the sum of a series takes: blocks of up to the precision and a division that keeps a
+// transform, or blocks half as large and a division that makes it twice.
+enum class SeriesMemory { full, reduced };
+
 // Sum and finishing step. Working memory:
 //
 //   [the sum's accumulator: Q][the rest of the sum, then that of the finishing step]
 //
-// The sum's P waits in x's buffer until the division needs it.
+// The sum's P waits in x's buffer until the division needs it. P and Q are the sum's numbers 0 and 1.
 template <SeriesFamily F>
-class SummedSeriesPlan {
+class SeriesEvaluator final : public Evaluator {
   public:
-    // The series outlives the plan. P and Q of the sum are its numbers 0 and 1. floor_bytes: what the caller
-    // takes in any case.
-    SummedSeriesPlan(const typename F::Series& series, const Coefficients& coefficients,
-                     u64 block_limit_words, u64 tds, u64 floor_bytes = 0,
-                     trel::DivisionTransforms transforms = trel::DivisionTransforms::kept)
-        : value_(series.precision(), coefficients, tds, transforms),
+    // The series' precision is that of the request.
+    SeriesEvaluator(std::shared_ptr<const typename F::Series> series, const Coefficients& coefficients,
+                    const EvaluatorRequest& request, SeriesMemory memory)
+        : series_(std::move(series)),
+          value_(
+              series_->precision(), coefficients, request.tds,
+              memory == SeriesMemory::full ? trel::DivisionTransforms::kept : trel::DivisionTransforms::none),
           // Q is no longer than the numerator.
-          sum_(series, block_limit_words, tds,
-               std::max(floor_bytes, value_.needs().above(trel::round_up_8(series.precision() + 6)).bytes)) {
+          sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
+               request.tds,
+               std::max(request.free_bytes,
+                        value_.needs().above(trel::round_up_8(series_->precision() + 6)).bytes)) {
         needs_ = {std::max(value_.needs().result_words, sum_.lent_words()), sum_.working_bytes(),
                   sum_.max_product_words()};
         needs_.take_maximum(value_.needs().above(sum_.result_bytes() / sizeof(Word)));
     }
 
-    const Needs& needs() const { return needs_; }
-    const PSR_SeriesB<F>& sum() const { return sum_; }
+    const Needs& needs() const override { return needs_; }
+    SeriesBlocks series_blocks() const override {
+        SeriesBlocks blocks{sum_.blocks(), 0};
+        for (std::size_t i = 0; i < sum_.blocks(); i++) blocks.checked += sum_.block(i).exact() ? 1 : 0;
+        return blocks;
+    }
     // The phases "series" and "division".
-    std::vector<trel::WorkPhase> work() const {
+    std::vector<trel::WorkPhase> work() const override {
         const double sum = sum_.work(), division = value_.work();
         return {{"series", sum * trel::kWorkSeconds, sum},
                 {"division", division * trel::kWorkSeconds, division}};
     }
 
-    // x, to the series' precision. x's buffer and context.scratch hold needs().
-    void run(const MultiplyContext& context, Status& status, BigFloat& x) const {
+    void run(const MultiplyContext& context, Status& status, BigFloat& x) const override {
         FloatRange<F> sum;
         {
             status.work().enter("series");
@@ -86,9 +98,24 @@ class SummedSeriesPlan {
     }
 
   private:
-    SeriesValuePlan value_;
-    PSR_SeriesB<F> sum_;
+    const std::shared_ptr<const typename F::Series> series_;
+    const SeriesValuePlan value_;
+    const PSR_SeriesB<F> sum_;
     Needs needs_;
 };
+
+// With reduced memory where the full one would be over the request's budget and that is less.
+template <SeriesFamily F>
+std::unique_ptr<Evaluator> make_series_evaluator(const std::shared_ptr<const typename F::Series>& series,
+                                                 const Coefficients& coefficients,
+                                                 const EvaluatorRequest& request, SeriesMemory memory) {
+    auto evaluator = std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, memory);
+    if (memory == SeriesMemory::full && evaluator->needs().bytes > request.memory_budget) {
+        auto reduced =
+            std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, SeriesMemory::reduced);
+        if (reduced->needs().bytes < evaluator->needs().bytes) return reduced;
+    }
+    return evaluator;
+}
 
 }  // namespace kalvor::BinarySplitting

@@ -33,7 +33,7 @@ class Converter {
         : plan_(plan), table_(table), observer_(observer) {}
 
     // Writes the first n <= b 2^k radix words of f to out[n - 1] .. out[0] and returns the overlap word.
-    // context.scratch: split_bytes(k - 1, tds).
+    // context.scratch: split_needs(k - 1, tds).
     Word convert_range(u64 k, const MultiplyContext& context, Status& status, Word* out, u64 n,
                        RadixFraction f, bool correction) const;
     // An output longer than the table reaches.
@@ -113,7 +113,7 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     const u64 H = plan_.b << l;
     const u64 tds = context.parallel.tds;
     plan_.check_tds(tds);
-    const u64 needed = plan_.split_bytes(l, tds);
+    const u64 needed = plan_.split_needs(l, tds).bytes;
     if (context.scratch.size() < needed) {
         throw BufferTooSmallException("convertL()", context.scratch.size(), needed);
     }
@@ -174,11 +174,11 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     void* const power = scratch.spawn(transform.data_bytes()).get();
     void* const work = scratch.spawn(transform.data_bytes()).get();
     void* const space = scratch.spawn(transform.scratch_bytes()).get();
-    Word* const product = scratch.spawn_words(round_up_8(level.product_words)).word_pointer();
+    Word* const product = scratch.spawn_words(round_up_8(level.held.product_words)).word_pointer();
     transform.forward(context.parallel, power, entry.words, entry.n, space);
 
     std::fill_n(g, q, Word(0));
-    const u64 block = level.product_words - entry.n;
+    const u64 block = level.held.product_words - entry.n;
     for (u64 i = 0; i < stored; i += block) {
         const u64 length = std::min(block, stored - i);
         const u64 n = std::min(length + entry.n, q - i);
@@ -241,7 +241,7 @@ void convert(const ConvertPlanP& plan, const MultiplyContext& context, Status& s
                         radix_out, plan.n);
     }
     MultiplyContext inner = context.with_tds(std::min(context.parallel.tds, plan.tds));
-    const AlignedBufferC memory = inner.scratch.spawn(plan.table_bytes);
+    const AlignedBufferC memory = inner.scratch.spawn_words(plan.table_words);
     ReadyTableB table(plan);
     table.make_tables(inner, memory, status, options.observer);
     status.work().add(table_work(plan.n));

@@ -36,7 +36,7 @@ struct ConvertOptions {
 // radix_out[n - 1] the first 19 digits. Each word is floor of the scaled fraction of x cut to
 // plan.length(plan.n) words. Where nothing but nines follows the last word, the words are rounded up to the
 // decimal that the value approaches: cutting alone can bring x below it, and 10^-k would come out as 999...
-// (0.999... stays: there is no word before the point.) context.scratch: plan.bytes(); tasks: at most plan.tds
+// (0.999... stays: there is no word before the point.) context.scratch: plan.needs(); tasks: at most plan.tds
 // of the context's. Throws AlgorithmFailedException when the table or an overlap shows a fault.
 //
 // Time: about the cost of three products of plan.n words.

@@ -11,7 +11,7 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::round_up_64;
+using trel::Needs;
 using trel::round_up_8;
 
 namespace {
@@ -76,53 +76,47 @@ void ConvertPlanP::make_levels() {
         // see RemainderFloatB; and the square of the power must fit for the table and for the exact low
         // words.
         const u64 q = length(range) - static_cast<u64>(v.power_exp);
-        v.product_words = std::max({q, v.power_words + v.lower_words + 1, 2 * v.power_words + 3});
-        const trel::MultiplySizes sizes =
-            trel::basic_table64().get_algorithm(v.product_words).sizes(v.product_words);
-        v.transform_bytes = sizes.transform_data;
-        v.transform_scratch = sizes.transform_scratch;
-        v.plain_bytes = std::max(round_up_64(sizes.scratch), sizes.transform_scratch);
+        const u64 product = std::max({q, v.power_words + v.lower_words + 1, 2 * v.power_words + 3});
+        const trel::MultiplySizes sizes = trel::basic_table64().get_algorithm(product).sizes(product);
+        v.transform_words = sizes.transform_words();
+        v.held = sizes.held_product(product);
+        // Where whole products run without a transform, their memory may be less than a transform's.
+        v.plain = sizes.whole_product(product).maximum({0, sizes.transform_scratch, product});
         const u64 words = l == 0 ? base_power_words : 2 * level[l - 1].power_words;
-        v.number_bytes = 8 * round_up_8(std::max(words, v.power_words));
+        v.number_words = round_up_8(std::max(words, v.power_words));
         level.push_back(v);
     }
 }
 
-u64 ConvertPlanP::split_bytes(u64 l, u64 tasks) const {
+// The lower fraction, and above it first its making, then both halves.
+Needs ConvertPlanP::split_needs(u64 l, u64 tasks) const {
     const Level& v = level[l];
-    const u64 fraction = 8 * round_up_8(v.lower_words + 1);
     // The top power is transformed where it is used.
-    const u64 product = l + 1 == levels ? v.plain_bytes : v.transform_bytes + v.transform_scratch;
-    u64 below = 0;
-    if (l > 0) {
-        below = tasks >= 2 ? 2 * split_bytes(l - 1, (tasks + 1) / 2) : split_bytes(l - 1, 1);
-    }
-    return fraction + std::max(product, below);
+    Needs needs = l + 1 == levels ? v.plain : v.held;
+    if (l > 0)
+        needs.take_maximum(tasks >= 2 ? split_needs(l - 1, (tasks + 1) / 2).twice() : split_needs(l - 1, 1));
+    return needs.above(round_up_8(v.lower_words + 1));
 }
 
 void ConvertPlanP::make_sizes() {
-    table_bytes = 0;
-    scratch_bytes = 0;
-    max_product_words = 0;
+    table_words = 0;
+    scratch = {};
     for (u64 l = 0; l < levels; l++) {
         const Level& v = level[l];
-        table_bytes += v.number_bytes;
-        if (l + 1 < levels) {
-            table_bytes += v.transform_bytes;
-            scratch_bytes = std::max(scratch_bytes, v.transform_bytes + v.transform_scratch);
-        }
-        max_product_words = std::max(max_product_words, v.product_words);
+        table_words += v.number_words;
+        if (l + 1 == levels) continue;
+        table_words += v.transform_words;
+        scratch.take_maximum(v.held);
     }
     if (levels == 0) return;
-    scratch_bytes = std::max(scratch_bytes, split_bytes(levels - 1, tds));
+    scratch.take_maximum(split_needs(levels - 1, tds));
     if (n > top_words()) {
         // Peeling: two fractions, the overlap word of each piece, and either a product or a piece's
         // conversion.
         const Level& v = level[levels - 1];
-        const u64 product = 2 * v.transform_bytes + v.transform_scratch + 8 * round_up_8(v.product_words);
         const u64 pieces = n / v.radix_words + 1;
-        scratch_bytes =
-            2 * 8 * round_up_8(length(n)) + 8 * round_up_8(pieces) + std::max(product, scratch_bytes);
+        scratch.take_maximum(v.held.above(v.transform_words + round_up_8(v.held.product_words)));
+        scratch = scratch.above(2 * round_up_8(length(n)) + round_up_8(pieces));
     }
 }
 
@@ -146,7 +140,7 @@ ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u
         plan.tds = std::min(u64(1) << k, std::max<u64>(tds, 1));
         plan.make_levels();
         plan.make_sizes();
-        if (plan.bytes() + 8 * plan.n <= budget_bytes) break;
+        if (plan.needs().bytes + 8 * plan.n <= budget_bytes) break;
         if (plan.levels < kMinDroppableLevels) break;
         plan.levels--;
     }

@@ -5,6 +5,7 @@
 #include <array>
 #include <vector>
 
+#include "arith/multiply/needs.h"
 #include "digits/convert/radix_fraction.h"
 
 namespace kalvor::CBRv2 {
@@ -27,11 +28,10 @@ class ConvertPlanP {
         i64 power_exp;    // exponent of R^H in words, exact
         u64 input_words;  // "length of the level": fraction words that H radix words and their overlap need
         u64 lower_words;  // words of the lower fraction, at most; less than input_words at the top level only
-        u64 product_words;    // convolution length of the product that yields the lower fraction
-        u64 number_bytes;     // the power as a number
-        u64 transform_bytes;  // one forward transform
-        u64 transform_scratch;
-        u64 plain_bytes;  // a product without a kept transform
+        u64 number_words;     // the power as a number, a multiple of 8
+        u64 transform_words;  // one forward transform, a multiple of 8
+        trel::Needs held;     // the product that yields the lower fraction, by a power's transform
+        trel::Needs plain;    // the same without a transform of the power
     };
 
     // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and all the
@@ -40,13 +40,13 @@ class ConvertPlanP {
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.
     u64 length(u64 n_radix_words) const;
-    // Memory of a split at `l` and everything below it, run by tds tasks.
-    u64 split_bytes(u64 l, u64 tds) const;
+    // Of a split at `l` and everything below it, run by tds tasks.
+    trel::Needs split_needs(u64 l, u64 tds) const;
     // b * 2^levels: what the power table reaches in one recursion; longer outputs are peeled.
     u64 top_words() const { return b << levels; }
     // Fatal unless tds is within the plan.
     void check_tds(u64 tds) const;
-    u64 bytes() const { return table_bytes + scratch_bytes; }
+    trel::Needs needs() const { return scratch.above(table_words); }
 
     Word radix;
     u64 trailing_zeros;  // t
@@ -58,9 +58,8 @@ class ConvertPlanP {
     std::vector<Level> level;
     std::array<Word, 16> base_power;  // R^b without its zero words
     u64 base_power_words;
-    u64 table_bytes;    // powers as numbers, and the ready transforms of all levels but the top one
-    u64 scratch_bytes;  // everything else
-    u64 max_product_words;
+    u64 table_words;      // powers as numbers, and the ready transforms of all levels but the top one
+    trel::Needs scratch;  // everything else
 
   private:
     void make_levels();

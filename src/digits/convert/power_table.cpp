@@ -56,7 +56,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
     for (u64 l = 0; l < plan_.levels; l++) {
         const ConvertPlanP::Level& level = plan_.level[l];
         Entry& entry = entries_[l];
-        Word* const words = memory.spawn(level.number_bytes).word_pointer();
+        Word* const words = memory.spawn_words(level.number_words).word_pointer();
         i64 exp = 0;
         if (l == 0) {
             entry.n = plan_.base_power_words;
@@ -86,9 +86,9 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
         entry.checksum_words = m61::canonical(m61::hash_words(words, entry.n));
         if (observer != nullptr) observer->power_stored(l, words, entry.n);
 
-        trel::make_transform(entry.transform, level.product_words, context);
+        trel::make_transform(entry.transform, level.held.product_words, context);
         if (l + 1 == plan_.levels) continue;
-        entry.data = memory.spawn(level.transform_bytes).get();
+        entry.data = memory.spawn_words(level.transform_words).get();
         AlignedBufferC scratch = context.scratch;
         void* const space = scratch.spawn(entry.transform->scratch_bytes()).get();
         entry.transform->forward(context.parallel, entry.data, words, entry.n, space);

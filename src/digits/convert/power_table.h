@@ -39,7 +39,7 @@ class ReadyTableB {
 
     explicit ReadyTableB(const ConvertPlanP& plan) : plan_(plan), entries_(new Entry[plan.levels]) {}
 
-    // Builds and checks all levels. memory: plan.table_bytes; context.scratch: plan.scratch_bytes.
+    // Builds and checks all levels. memory: plan.table_words; context.scratch: plan.scratch.
     void make_tables(const trel::MultiplyContext& context, trel::AlignedBufferC memory, trel::Status& status,
                      ConvertObserver* observer);
     const Entry& operator[](u64 level) const { return entries_[level]; }

@@ -19,8 +19,8 @@ struct PowerView {
 
 struct RemainderFloatB {
     // Returns the top out_words words of frac(f * R^H), every one exact (floor). out: out_words + 1 words
-    // that hold the result. context.scratch: the level's transform_bytes + transform_scratch, for a power
-    // without a transform its plain_bytes. f: at most length(2 H) words and more than the exponent of the
+    // that hold the result. context.scratch: the level's `held`, for a power without a
+    // transform its `plain`. f: at most length(2 H) words and more than the exponent of the
     // power. Threads: all of the context in the transforms.
     //
     // Throws InvalidParametersException "Truncated Range" when the level cannot deliver that many words or

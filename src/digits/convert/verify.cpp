@@ -5,6 +5,7 @@
 
 #include "arith/m61/m61.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/power_word.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
@@ -17,7 +18,6 @@ using trel::AlignedBufferC;
 using trel::MultiplyContext;
 using trel::Power_uW_uL_BigFloatR;
 using trel::PowerWordPlan;
-using trel::round_up_64;
 using trel::round_up_8;
 using trel::Status;
 using trel::StatusFrame;
@@ -44,21 +44,15 @@ Sizes largest_sizes(u64 n, u64 n_verify) {
 
 }  // namespace
 
-u64 VerifyB::scratch_bytes(u64 n, u64 n_verify, u64 tds) {
+// The power, and above it first its making, then the product.
+trel::Needs VerifyB::needs(u64 n, u64 n_verify, u64 tds) {
     const Sizes sizes = largest_sizes(n, n_verify);
-    if (sizes.low == 0) return 0;
-    const PowerWordPlan plan = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
-    const u64 powering = 8 * round_up_8(plan.temporaries) + round_up_64(plan.scratch_bytes);
-    const u64 product =
-        8 * round_up_8(sizes.low) + round_up_64(trel::multiply_scratch_bytes(sizes.product()));
-    return 8 * round_up_8(plan.result) + std::max(powering, product);
-}
-
-u64 VerifyB::max_product_words(u64 n, u64 n_verify) {
-    const Sizes sizes = largest_sizes(n, n_verify);
-    if (sizes.low == 0) return 0;
-    return std::max(sizes.product(),
-                    PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, 1).product_words);
+    if (sizes.low == 0) return {};
+    const PowerWordPlan power = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
+    return trel::product_needs(sizes.product())
+        .above(round_up_8(sizes.low))
+        .maximum(power.needs())
+        .above(round_up_8(power.result));
 }
 
 u64 VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify) {
@@ -79,15 +73,14 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     const Sizes sizes = sizes_of(L, d);
     AlignedBufferC memory = context.scratch;
     const PowerWordPlan plan = PowerWordPlan::make_exact(5, d, context.parallel.tds);
-    AlignedBufferC result = memory.spawn_words(round_up_8(plan.result));
-    BigFloat power(result.word_pointer(), plan.result);
+    BigFloat power = trel::carve<BigFloat>(memory, plan.result);
     power.set_double(1.0, 0);  // what d = 0 leaves
     {
         StatusFrame frame(status, "Powering...   ");
         frame.node().refresh();
-        MultiplyContext inner = context.with_scratch(memory);
-        Word* const temporaries = inner.scratch.spawn_words(round_up_8(plan.temporaries)).word_pointer();
-        Power_uW_uL_BigFloatR::run(plan, inner, frame.node(), power, 5, d, sizes.power, temporaries);
+        const trel::newton::RunMemory inner(context.with_scratch(memory), plan.temporaries);
+        Power_uW_uL_BigFloatR::run(plan, inner.context, frame.node(), power, 5, d, sizes.power,
+                                   inner.temporaries);
     }
     const u64 power_hash = m61::mul_pow2_64(m61::hash_words(power.T, power.L), power.exp);
     check_power_hash(status, "VerifyB::hash_binary()", m61::mul_pow2(power_hash, static_cast<i64>(d)), 10, d);

@@ -3,6 +3,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
+#include "arith/multiply/needs.h"
 #include "base/status/status.h"
 #include "digits/convert/radix_fraction.h"
 
@@ -18,9 +19,8 @@ namespace kalvor::CBRv2 {
 // Z: of X and of 5^d only the low s bits take part in them. For the usual x (s about 0.7 * 64 L) this is a
 // product of 0.7 L by 0.7 L words, where a product by 10^d itself would be one of L by L.
 struct VerifyB {
-    // Memory for n_verify of n radix words of any x.
-    static u64 scratch_bytes(u64 n, u64 n_verify, u64 tds);
-    static u64 max_product_words(u64 n, u64 n_verify);
+    // For n_verify of n radix words of any x.
+    static trel::Needs needs(u64 n, u64 n_verify, u64 tds);
 
     // radix_words as written by convert() for n words. x is cut as it was there. Throws
     // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;

@@ -19,7 +19,8 @@ using trel::AlgorithmFailedException;
 using trel::AlignedBufferC;
 using trel::InvalidParametersException;
 using trel::MultiplyContext;
-using trel::round_up_64;
+using trel::Needs;
+using trel::round_up_8;
 using trel::StatusFrame;
 using trel::StatusSection;
 using trel::u64;
@@ -78,15 +79,13 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
                            ? budget_bytes
                            : budget_bytes - std::min(budget_bytes, CBRv2::kWriterReserveBytes);
     plan.conversion = CBRv2::ConvertPlanP::make(CBRv2::kRadix19, n, budget, tds);
-    u64 work = plan.conversion.bytes() + CBRv2::kWriterReserveBytes;
-    plan.max_product_words = plan.conversion.max_product_words;
-    if (verify) {
-        const u64 verified = words_for_digits(compute_digits, CBRv2::kDigitsPerWord);
-        work = std::max(work, CBRv2::VerifyB::scratch_bytes(n, verified, tds));
-        plan.max_product_words =
-            std::max(plan.max_product_words, CBRv2::VerifyB::max_product_words(n, verified));
-    }
-    plan.working_bytes = round_up_64(8 * n) + round_up_64(std::max(work, kScratchForOutput));
+    // The radix words, and above them first the conversion, then its check, then output.
+    Needs work = plan.conversion.needs().above(CBRv2::kWriterReserveBytes / sizeof(Word));
+    if (verify)
+        work.take_maximum(
+            CBRv2::VerifyB::needs(n, words_for_digits(compute_digits, CBRv2::kDigitsPerWord), tds));
+    work.take_maximum({0, kScratchForOutput, 0});
+    plan.needs = work.above(round_up_8(n));
     return plan;
 }
 
@@ -96,7 +95,7 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
     if (plan.compute_digits < plan.output_digits) {
         throw InvalidParametersException("FloatWriterB()", "compute < output");
     }
-    radix_words_ = context_.scratch.spawn(round_up_64(8 * plan.conversion.n)).word_pointer();
+    radix_words_ = context_.scratch.spawn_words(round_up_8(plan.conversion.n)).word_pointer();
 }
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
@@ -230,7 +229,8 @@ OutputStats FloatWriterB::stat_hex_digits() {
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
                               const std::string& format) {
-    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch, context_.parallel);
+    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch,
+                       context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {

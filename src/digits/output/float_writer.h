@@ -2,7 +2,7 @@
 // statistics, and the read-back of the file.
 //
 //   WriterPlan::make()                   before the computation, for the memory estimate
-//   FloatWriterB(plan, context, ...)     after it; context.scratch: plan.working_bytes
+//   FloatWriterB(plan, context, ...)     after it; context.scratch: plan.needs
 //   convert(), verify()                  decimal digits
 //   verify_binary_words()                hexadecimal digits
 //   write_*_digits() or stat_*_digits()  once per radix
@@ -29,8 +29,7 @@ struct WriterPlan {
     trel::u64 output_digits = 0;   // decimal digits written
     trel::u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
     bool verify = false;
-    trel::u64 working_bytes = 0;  // beside the value
-    trel::u64 max_product_words = 0;
+    trel::Needs needs;  // beside the value
     CBRv2::ConvertPlanP conversion{};
 
     // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with

@@ -16,9 +16,11 @@ using namespace newton_test;
 // Buffers of exactly the planned sizes for a mean of two numbers: b stands in the second result.
 struct MeanSpace : Workspace {
     MeanSpace(const AGMPlan& plan, u64 temporary_words)
-        : Workspace(plan.result, temporary_words, plan.scratch_bytes, plan.tds),
+        : Workspace(plan.result, temporary_words, plan.products.bytes, plan.tds),
           second(plan.result),
           b(second.get(), plan.result) {}
+    MeanSpace(const AGMPlan& plan, const Needs& needs)
+        : Workspace(needs, plan.tds), second(plan.result), b(second.get(), plan.result) {}
     bool all_intact() const { return intact() && second.intact(); }
     GuardedWords second;
     BigFloat b;
@@ -52,7 +54,7 @@ double bound(u64 p) {
 
 void expect_agm1(const BigFloat& x, u64 p, u64 tds, const std::string& what) {
     const AGMPlan plan = AGMPlan::make(p, tds);
-    Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes, tds);
+    Workspace w(plan.result, plan.temporaries, plan.products.bytes, tds);
     AGM1_BigFloatR::run(plan, w.mp, null_status(), w.T, x, p, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_TRUE(w.T.sign);
@@ -126,7 +128,7 @@ TEST(AgmTest, OneAndTwo) {
 TEST(AgmTest, EqualNumbersStopAtOnce) {
     for (u64 p : {1, 3, 10, 100}) {
         const AGMPlan plan = AGMPlan::make(p, 1);
-        Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes);
+        Workspace w(plan.result, plan.temporaries, plan.products.bytes);
         RecordingStatus status;
         const Number one({1});
         AGM1_BigFloatR::run(plan, w.mp, status, w.T, one.value, p, w.buffer());
@@ -143,7 +145,7 @@ TEST(AgmTest, Homogeneous) {
     const u64 p = 200;
     const Number x(make_words(Shape::random, p, rng), -static_cast<i64>(p));
     const AGMPlan plan = AGMPlan::make(p, 1);
-    Workspace w1(plan.result, plan.temporaries1, plan.scratch_bytes);
+    Workspace w1(plan.result, plan.temporaries, plan.products.bytes);
     AGM1_BigFloatR::run(plan, w1.mp, null_status(), w1.T, x.value, p, w1.buffer());
     MeanSpace w2(plan, plan.temporaries2);
     w2.T.set_double(10005.0, 7);
@@ -167,7 +169,7 @@ TEST(AgmTest, TaskCountsGiveTheSameWords) {
         std::vector<Word> first;
         for (u64 tds : {1, 2, 7}) {
             const AGMPlan plan = AGMPlan::make(p, tds);
-            Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes, tds);
+            Workspace w(plan.result, plan.temporaries, plan.products.bytes, tds);
             AGM1_BigFloatR::run(plan, w.mp, null_status(), w.T, x.value, p, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
@@ -179,7 +181,7 @@ TEST(AgmTest, TaskCountsGiveTheSameWords) {
 
 TEST(AgmTest, ZeroAndRefusals) {
     const AGMPlan plan = AGMPlan::make(20, 2);
-    MeanSpace w(plan, plan.temporaries1);
+    MeanSpace w(plan, plan.temporaries);
     const Number zero({}), three({3}), negative({3}, 0, false);
     const auto run1 = [&](const Number& x, u64 p, u64 tds) {
         return thrown([&] {
@@ -227,10 +229,11 @@ TEST(AgmTest, ZeroAndRefusals) {
 TEST(AgmTest, AnnouncesItself) {
     const u64 p = 20;
     const AGMPlan plan = AGMPlan::make(p, 1);
-    MeanSpace w(plan, plan.temporaries1);
+    MeanSpace w(plan, plan.needs());
     RecordingStatus status;
     const Number two({2});
-    agm1(plan, w.mp, status, w.T, two.value, w.buffer());
+    agm1(plan, w.mp, status, w.T, two.value);
+    EXPECT_TRUE(w.intact());
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.depth, 0u);
     EXPECT_EQ(status.sections, std::vector<std::string>{"AGM(1,x)..."});
@@ -259,7 +262,7 @@ TEST(AgmTest, AnnouncesItself) {
     RecordingStatus second;
     w.T.set_double(3.0, 0);
     w.b.set_double(5.0, 0);
-    agm2(plan, w.mp, second, w.T, w.b, w.buffer());
+    agm2(plan, w.mp, second, w.T, w.b);
     EXPECT_EQ(second.sections, std::vector<std::string>{"AGM(a,b)..."});
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <map>
 
+#include "arith/multiply/algorithm_table.h"
 #include "arith/newton/steps.h"
 #include "base/errors/exceptions.h"
 #include "newton_test_support.h"
@@ -14,7 +15,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const DivisionPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::string& what, u64 tds,
@@ -66,8 +67,10 @@ TEST(DivisionTest, PlanFollowsItsFormulas) {
     EXPECT_EQ(plan.correction, 512u);
     EXPECT_EQ(plan.result, 1002u);
     EXPECT_EQ(plan.temporaries, 504u + 512u + 520u);
-    EXPECT_GE(plan.scratch_bytes, 2 * plan.transform_data_bytes + plan.transform_scratch_bytes);
-    EXPECT_EQ(plan.scratch_bytes % 64, 0u);
+    const MultiplySizes sizes = basic_table64().get_algorithm(1009).sizes(1009);
+    EXPECT_GE(plan.products.bytes, 2 * sizes.transform_data + sizes.transform_scratch);
+    EXPECT_EQ(plan.products.product_words, 1009u);
+    EXPECT_EQ(plan.products.bytes % 64, 0u);
 }
 
 TEST(DivisionTest, AllShapesAtAllPrecisions) {
@@ -208,7 +211,7 @@ TEST(DivisionTest, NoKeptTransformIsLessMemory) {
         const DivisionPlan kept = DivisionPlan::make(p, 1);
         const DivisionPlan none = DivisionPlan::make(p, 1, DivisionTransforms::none);
         EXPECT_EQ(none.temporaries, kept.temporaries);
-        EXPECT_LT(static_cast<double>(none.scratch_bytes), 0.8 * static_cast<double>(kept.scratch_bytes))
+        EXPECT_LT(static_cast<double>(none.products.bytes), 0.8 * static_cast<double>(kept.products.bytes))
             << p;
     }
 }
@@ -258,7 +261,8 @@ TEST(DivisionTest, PlanLimits) {
         EXPECT_EQ(e.function, "Division_BigFloatR::run()");
         EXPECT_EQ(e.required_size, plan.result);
     }
-    const MultiplyContext tight = w.mp.with_scratch(AlignedBufferC(w.scratch.get(), plan.scratch_bytes - 64));
+    const MultiplyContext tight =
+        w.mp.with_scratch(AlignedBufferC(w.scratch.get(), plan.products.bytes - 64));
     try {
         Division_BigFloatR::run(plan, tight, null_status(), w.T, A.value, B.value, w.buffer());
         ADD_FAILURE();
@@ -301,9 +305,9 @@ TEST(DivisionTest, LargeDivisionAnnouncesItself) {
     std::mt19937_64 rng(17);
     const Number A(make_words(Shape::random, p, rng)), B(make_words(Shape::random, p, rng));
     const DivisionPlan plan = DivisionPlan::make(p, 1);
-    Workspace w = workspace(plan);
+    Workspace w(plan.needs());
     RecordingStatus status;
-    large_division(plan, w.mp, status, w.T, A.value, B.value, w.buffer());
+    large_division(plan, w.mp, status, w.T, A.value, B.value);
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Division..."});
     ASSERT_GE(status.frames.size(), 6u);

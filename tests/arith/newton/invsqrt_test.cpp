@@ -17,7 +17,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const InvsqrtFloatPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 void expect_invsqrt(const BigFloat& A, u64 p, u64 tds, Status& status, const std::string& what) {
@@ -90,11 +90,11 @@ TEST(InvsqrtTest, CoupledRunsStayInTheirPlan) {
         }
         return "";
     };
-    EXPECT_EQ(run(plan.result, plan.temporaries, plan.scratch_bytes), "");
-    EXPECT_EQ(run(plan.result - 1, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR::run()");
-    EXPECT_EQ(run(plan.result, plan.temporaries - 1, plan.scratch_bytes),
+    EXPECT_EQ(run(plan.result, plan.temporaries, plan.products.bytes), "");
+    EXPECT_EQ(run(plan.result - 1, plan.temporaries, plan.products.bytes), "InvsqrtFloat_BigFloatR::run()");
+    EXPECT_EQ(run(plan.result, plan.temporaries - 1, plan.products.bytes),
               "LinearWordBuffer::cut_from_bottom()");
-    EXPECT_EQ(run(plan.result, plan.temporaries, plan.scratch_bytes / 128 * 64),
+    EXPECT_EQ(run(plan.result, plan.temporaries, plan.products.bytes / 128 * 64),
               "TransformHelper::TransformHelper()");
 }
 
@@ -121,7 +121,7 @@ TEST(InvsqrtTest, PlansGrowWithThePrecision) {
     InvsqrtFloatPlan below = InvsqrtFloatPlan::make(2000, 1);
     for (u64 p = 2001; p < 12000; p++) {
         const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
-        ASSERT_GE(plan.scratch_bytes, below.scratch_bytes) << p;
+        ASSERT_GE(plan.products.bytes, below.products.bytes) << p;
         ASSERT_GE(plan.temporaries, below.temporaries) << p;
         below = plan;
     }
@@ -199,7 +199,7 @@ struct Coupled {
           below(workspace(InvsqrtFloatPlan::make(previous, 1))),
           // two held transforms, their work and scratch; a whole product
           w(p + 4, 16,
-            newton::HeldTransforms::scratch_bytes(p + 8, 2) + round_up_64(multiply_scratch_bytes(2 * p + 6))),
+            newton::HeldTransforms::needs(p + 8, 2).bytes + round_up_64(multiply_scratch_bytes(2 * p + 6))),
           s_words(newton::root_estimate_words(p)),
           d_words(newton::root_error_words(p)),
           s(s_words.get(), s_words.size()),
@@ -458,12 +458,13 @@ TEST(InvsqrtTest, Refusals) {
         }
         return "";
     };
-    EXPECT_EQ(too_small(30, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR::run()");
+    EXPECT_EQ(too_small(30, plan.temporaries, plan.products.bytes), "InvsqrtFloat_BigFloatR::run()");
     small.buffer_size = 8;
-    EXPECT_EQ(too_small(5, plan.temporaries, plan.scratch_bytes), "InvsqrtFloat_BigFloatR_E::run()");
+    EXPECT_EQ(too_small(5, plan.temporaries, plan.products.bytes), "InvsqrtFloat_BigFloatR_E::run()");
     small.buffer_size = 34;
-    EXPECT_EQ(too_small(30, 40, plan.scratch_bytes), "LinearWordBuffer::cut_from_bottom()");
-    EXPECT_EQ(too_small(30, plan.temporaries, plan.scratch_bytes - 64), "TransformHelper::TransformHelper()");
+    EXPECT_EQ(too_small(30, 40, plan.products.bytes), "LinearWordBuffer::cut_from_bottom()");
+    EXPECT_EQ(too_small(30, plan.temporaries, plan.products.bytes - 64),
+              "TransformHelper::TransformHelper()");
 }
 
 TEST(InvsqrtDeathTest, UnnormalisedOperandIsFatal) {
@@ -518,10 +519,10 @@ TEST(InvsqrtTest, WrongEstimateIsFound) {
 
 TEST(InvsqrtTest, AnnouncesItself) {
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(12, 1);
-    Workspace w = workspace(plan);
+    Workspace w(plan.needs());
     RecordingStatus status;
     const Number A({10005});
-    large_invsqrt(plan, w.mp, status, w.T, A.value, w.buffer());
+    large_invsqrt(plan, w.mp, status, w.T, A.value);
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Invsqrt..."});
     EXPECT_EQ(status.frames, (std::vector<std::string>{"Iterating: ", " 0S 231", " 1M 231", " O2M 231"}));

@@ -16,7 +16,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const InvsqrtWordPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 const std::vector<Word> kWords = {1,
@@ -223,9 +223,9 @@ TEST(InvsqrtWordTest, WrongEstimateIsFound) {
 
 TEST(InvsqrtWordTest, AnnouncesItself) {
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(12, 1);
-    Workspace w = workspace(plan);
+    Workspace w(plan.needs());
     RecordingStatus status;
-    invsqrt_word(plan, w.mp, status, w.T, 10005, w.buffer());
+    invsqrt_word(plan, w.mp, status, w.T, 10005);
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"InvSqrt(10005)..."});
     ASSERT_EQ(status.frames.size(), 3u);

@@ -16,6 +16,8 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/kernels/linear_word_buffer.h"
+#include "arith/multiply/multiply_context.h"
+#include "arith/multiply/needs.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status.h"
 #include "reference/mpz_u64.h"
@@ -58,6 +60,9 @@ struct Workspace {
           scratch(scratch_bytes / 8),
           T(result.get(), result_words),
           mp{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
+    // All of it in the context's memory, as formulas hand it over.
+    explicit Workspace(const Needs& needs, u64 tds = 1)
+        : Workspace(needs.result_words, 0, needs.bytes, tds) {}
     LinearWordBuffer buffer() const { return {temporaries.get(), temporaries.size()}; }
     bool intact() const { return result.intact() && temporaries.intact() && scratch.intact(); }
 

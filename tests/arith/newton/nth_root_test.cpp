@@ -17,7 +17,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const InvNthRootPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 enum class Form { expanded, factored };
@@ -312,9 +312,9 @@ TEST(NthRootTest, AnnouncesItself) {
     const InvNthRootPlan plan = InvNthRootPlan::make(12, 1);
     const Number A({10005});
     const auto frames = [&](u64 n) {
-        Workspace w = workspace(plan);
+        Workspace w(plan.needs());
         RecordingStatus status;
-        inv_nth_root(plan, w.mp, status, w.T, A.value, n, w.buffer());
+        inv_nth_root(plan, w.mp, status, w.T, A.value, n);
         EXPECT_TRUE(w.intact());
         EXPECT_EQ(status.sections, std::vector<std::string>{"Radical x^(-1/" + std::to_string(n) + ")..."});
         EXPECT_EQ(status.depth, 0u);

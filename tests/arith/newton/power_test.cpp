@@ -12,7 +12,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const PowerFloatPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 // log2 of |T - A^n| / |A^n|
@@ -218,9 +218,9 @@ TEST(PowerTest, LargePowersOfEitherSign) {
         const SignedPowerPlan plan = SignedPowerPlan::make(p, 1);
         const Number A(make_words(Shape::random, p, rng), -2, false);
         for (i64 n : {0, 1, 2, 3, 10, -1, -2, -3, -7}) {
-            Workspace w(plan.result, plan.temporaries, plan.scratch_bytes);
+            Workspace w(plan.needs());
             RecordingStatus status;
-            large_power(plan, w.mp, status, w.T, A.value, n, w.buffer());
+            large_power(plan, w.mp, status, w.T, A.value, n);
             ASSERT_TRUE(w.intact());
             EXPECT_EQ(status.depth, 0u);
             std::vector<std::string> sections;

@@ -16,7 +16,7 @@ namespace {
 using namespace newton_test;
 
 Workspace workspace(const ReciprocalPlan& plan) {
-    return Workspace(plan.result, plan.temporaries, plan.scratch_bytes, plan.tds);
+    return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);
 }
 
 void expect_reciprocal(const BigFloat& A, u64 p, u64 tds, Status& status, const std::string& what) {
@@ -36,16 +36,16 @@ TEST(ReciprocalTest, PlanFollowsItsFormulas) {
     const ReciprocalPlan plan = ReciprocalPlan::make(1000, 7);
     EXPECT_EQ(plan.p, 1000u);
     EXPECT_EQ(plan.tds, 7u);
-    EXPECT_EQ(plan.basic_p, 10u);
-    EXPECT_EQ(plan.basic_tds, 7u);
-    EXPECT_EQ(plan.basic_result, 13u);
-    EXPECT_EQ(plan.basic_temporaries, 16u);
+    EXPECT_EQ(plan.basic.p, 10u);
+    EXPECT_EQ(plan.basic.tds, 7u);
+    EXPECT_EQ(plan.basic.result, 13u);
+    EXPECT_EQ(plan.basic.temporaries, 16u);
     EXPECT_EQ(plan.result, 1019u);
     EXPECT_EQ(plan.temporaries, 504u + 504u);
-    EXPECT_EQ(plan.scratch_bytes % 64, 0u);
+    EXPECT_EQ(plan.products.bytes % 64, 0u);
     const ReciprocalPlan small = ReciprocalPlan::make(2, 1);
-    EXPECT_EQ(small.basic_result, 5u);
-    EXPECT_EQ(small.basic_temporaries, 8u);
+    EXPECT_EQ(small.basic.result, 5u);
+    EXPECT_EQ(small.basic.temporaries, 8u);
     EXPECT_EQ(small.result, 21u);
     EXPECT_EQ(small.temporaries, 16u);
 }
@@ -190,7 +190,7 @@ TEST(ReciprocalTest, BasicFormInItsOwnPlan) {
         for (int shape = 0; shape < static_cast<int>(Shape::count); shape++)
             for (u64 n : {u64(1), p + 1, p + 2, p + 5}) {
                 const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
-                Workspace w(plan.basic_result, plan.basic_temporaries, plan.basic_scratch_bytes);
+                Workspace w(plan.basic.result, plan.basic.temporaries, plan.basic.products.bytes);
                 const Number A(make_words(static_cast<Shape>(shape), n, rng), 2, false);
                 Reciprocal_BigFloatR_E::run(plan, w.mp, w.T, A.value, p, w.buffer());
                 ASSERT_TRUE(w.intact()) << p;

@@ -46,8 +46,8 @@ class GeometricSeries final : public CommonP2B3::Series {
 TEST(SeriesValueTest, WordsBelowAStrippedDenominatorCount) {
     for (const u64 p : {3, 5, 10, 20, 50, 200, 1000}) {
         for (const u64 tds : {1, 2}) {
-            const GeometricSeries series(p);
-            const SummedSeriesPlan<CommonP2B3::Family> plan(series, {1, 1, 1, 1, false}, p, tds);
+            const SeriesEvaluator<CommonP2B3::Family> plan(std::make_shared<const GeometricSeries>(p),
+                                                           {1, 1, 1, 1, false}, {p, tds}, SeriesMemory::full);
             Scratch result(plan.needs().result_words * sizeof(Word)), memory(plan.needs().bytes);
             BigFloat x(result.view().word_pointer(), plan.needs().result_words);
             plan.run(MultiplyContext{{thread_framework(), tds}, memory.view(), nullptr}, trel::null_status(),

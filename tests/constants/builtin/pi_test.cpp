@@ -20,7 +20,7 @@ using namespace kalvor;
 using kalvor_test::without_numbers_behind;
 using trel::BigFloat;
 using trel::i64;
-using trel::MultiplyContext;
+using trel::round_up_8;
 using trel::u64;
 
 namespace {
@@ -46,15 +46,34 @@ u64 words_for(u64 digits) {
     return hex / 16 + 3;
 }
 
+// A run in memory of exactly the size that the evaluator asks for.
+struct PiRun {
+    PiRun(PiAlgorithm algorithm, int power, u64 p, u64 tds)
+        : tds(tds),
+          evaluator(Pi(algorithm, power).make_evaluator({p, tds})),
+          result(round_up_8(evaluator->needs().result_words) * sizeof(trel::Word)),
+          working(evaluator->needs().bytes) {}
+    BigFloat value(trel::Status& status = trel::null_status()) const {
+        BigFloat x(result.words(), evaluator->needs().result_words);
+        evaluator->run({{thread_framework(), tds}, working.view(), nullptr}, status, x);
+        return x;
+    }
+
+    u64 tds;
+    std::unique_ptr<Evaluator> evaluator;
+    Scratch result, working;
+};
+
+u64 bytes_of(int algorithm, u64 p, u64 tds) {
+    return Pi(static_cast<PiAlgorithm>(algorithm)).make_evaluator({p, tds})->needs().bytes;
+}
+
 // The computed value differs from the true one by less than 2^-(64 (p - 1)), and touches no memory but its
 // own.
 void check(PiAlgorithm algorithm, int power, u64 p, u64 tds) {
-    const PiPlan plan(algorithm, power, p, tds);
-    Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
-    BigFloat x(result.words(), plan.result_words());
-    const MultiplyContext context{{thread_framework(), tds}, working.view(), nullptr};
-    Pi_Series_BigFloatR::run(plan, context, trel::null_status(), x);
-    ASSERT_TRUE(result.guards_intact() && working.guards_intact());
+    const PiRun run(algorithm, power, p, tds);
+    const BigFloat x = run.value();
+    ASSERT_TRUE(run.result.guards_intact() && run.working.guards_intact());
     ASSERT_TRUE(x.sign);
     ASSERT_EQ(x.mag(), power == 1 ? 1 : 0);
     ASSERT_GE(x.L, p);
@@ -100,11 +119,8 @@ TEST(PiDigitsTest, TheSameForAnyNumberOfTasks) {
         const mpz_class want = reference_pi(1, p - 3);
         for (const u64 tds : {1, 2, 3, 7, 16}) {
             for (int algorithm = 0; algorithm < 4; algorithm++) {
-                const PiPlan plan(static_cast<PiAlgorithm>(algorithm), 1, p, tds);
-                Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
-                BigFloat x(result.words(), plan.result_words());
-                Pi_Series_BigFloatR::run(plan, {{thread_framework(), tds}, working.view(), nullptr},
-                                         trel::null_status(), x);
+                const PiRun run(static_cast<PiAlgorithm>(algorithm), 1, p, tds);
+                const BigFloat x = run.value();
                 // H hexadecimal digits and one word more.
                 ASSERT_EQ(reference::magnitude_at(x, -static_cast<i64>(p) + 3), want) << digits << " " << tds;
             }
@@ -115,7 +131,7 @@ TEST(PiDigitsTest, TheSameForAnyNumberOfTasks) {
 TEST(PiPlanTest, PowerIsChecked) {
     for (const int power : {0, 2, -2}) {
         try {
-            PiPlan plan(PiAlgorithm::chudnovsky, power, 10, 1);
+            Pi pi(PiAlgorithm::chudnovsky, power);
             FAIL();
         } catch (const trel::InvalidParametersException& e) {
             EXPECT_EQ(e.function, "Pi");
@@ -128,7 +144,7 @@ TEST(PiPlanTest, PowerIsChecked) {
 TEST(PiPlanTest, SizesBeyondTheLastAlgorithm) {
     const u64 largest = trel::basic_table64().items().back().threshold_words;
     if (largest < (u64(1) << 40)) {
-        EXPECT_THROW(PiPlan(PiAlgorithm::chudnovsky, 1, largest, 1), trel::LimitExceededException);
+        EXPECT_THROW(Pi(PiAlgorithm::chudnovsky).make_evaluator({largest, 1}), trel::LimitExceededException);
     }
 }
 
@@ -140,8 +156,7 @@ TEST(PiPlanTest, ReducedMemoryIsLess) {
         const Sum full(series, p, 1), less(series, p / 2, 1);
         EXPECT_LT(less.working_bytes(), full.working_bytes());
         EXPECT_LT(less.block(0).needs().bytes, full.block(0).needs().bytes);
-        EXPECT_LE(PiPlan(static_cast<PiAlgorithm>(algorithm + 2), 1, p, 1).working_bytes(),
-                  PiPlan(static_cast<PiAlgorithm>(algorithm), 1, p, 1).working_bytes());
+        EXPECT_LE(bytes_of(algorithm + 2, p, 1), bytes_of(algorithm, p, 1));
     }
 }
 
@@ -150,13 +165,28 @@ TEST(PiPlanTest, ReducedMemoryIsAtLeastNinePercentLess) {
     for (const trel::u64 p : {1038104, 5190513, 15571538}) {
         for (const trel::u64 tds : {1, 2, 64}) {
             for (const int algorithm : {0, 1}) {
-                const auto bytes = [&](int which) {
-                    return static_cast<double>(
-                        PiPlan(static_cast<PiAlgorithm>(which), 1, p, tds).working_bytes());
-                };
+                const auto bytes = [&](int which) { return static_cast<double>(bytes_of(which, p, tds)); };
                 EXPECT_LT(bytes(algorithm + 2), 0.91 * bytes(algorithm))
                     << p << " " << tds << " " << algorithm;
             }
+        }
+    }
+}
+
+// A budget below the usual needs is met by reduced memory, and one above them changes nothing. What is free
+// costs nothing, so that it may be used.
+TEST(PiPlanTest, BudgetsAndFreeMemory) {
+    for (const u64 p : {100000, 1038104}) {
+        for (const int algorithm : {0, 1}) {
+            const Pi pi(static_cast<PiAlgorithm>(algorithm));
+            const u64 usual = bytes_of(algorithm, p, 2), reduced = bytes_of(algorithm + 2, p, 2);
+            ASSERT_LT(reduced, usual);
+            EXPECT_EQ(pi.make_evaluator({p, 2, usual})->needs().bytes, usual);
+            EXPECT_EQ(pi.make_evaluator({p, 2, usual - 1})->needs().bytes, reduced);
+            EXPECT_EQ(pi.make_evaluator({p, 2, 0})->needs().bytes, reduced);
+            const u64 bytes = pi.make_evaluator({p, 2, trel::kAnyRoom, 2 * usual})->needs().bytes;
+            EXPECT_GE(bytes, usual);
+            EXPECT_LE(bytes, 2 * usual);
         }
     }
 }
@@ -165,12 +195,10 @@ TEST(PiMessagesTest, StepsAreAnnounced) {
     const std::string time = "Time:<number> seconds  (<number> minutes )\n";
     for (int algorithm = 0; algorithm < 4; algorithm++) {
         const bool chudnovsky = algorithm % 2 == 0;
-        const PiPlan plan(static_cast<PiAlgorithm>(algorithm), 1, 55, 1);
-        Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
-        BigFloat x(result.words(), plan.result_words());
+        const PiRun run(static_cast<PiAlgorithm>(algorithm), 1, 55, 1);
         CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
-        Pi_Series_BigFloatR::run(plan, {trel::serial_context(), working.view(), nullptr}, status, x);
+        run.value(status);
         const std::string got =
             without_numbers_behind(" seconds  (", without_numbers_behind("Time:", console.take()));
         const std::string series =
@@ -187,12 +215,10 @@ TEST(PiMessagesTest, StepsAreAnnounced) {
 // other.
 TEST(PiMessagesTest, InversesTakeTheirOwnRoots) {
     for (int algorithm = 0; algorithm < 4; algorithm++) {
-        const PiPlan plan(static_cast<PiAlgorithm>(algorithm), -1, 55, 1);
-        Scratch result(plan.result_words() * sizeof(trel::Word)), working(plan.working_bytes());
-        BigFloat x(result.words(), plan.result_words());
+        const PiRun run(static_cast<PiAlgorithm>(algorithm), -1, 55, 1);
         CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
-        Pi_Series_BigFloatR::run(plan, {trel::serial_context(), working.view(), nullptr}, status, x);
+        run.value(status);
         EXPECT_NE(console.take().find(algorithm % 2 == 0 ? "\nInvSqrt(10005)...\n" : "\nInvSqrt(2)...\n"),
                   std::string::npos);
     }

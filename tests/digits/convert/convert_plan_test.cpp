@@ -75,12 +75,12 @@ TEST(ConvertPlanTest, BudgetCountsAllRadixWords) {
         u64 peeling = 0;
         ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
         while (plan.levels > 4) {
-            const u64 needs = plan.bytes() + 8 * n;
+            const u64 needs = plan.needs().bytes + 8 * n;
             EXPECT_EQ(ConvertPlanP::make(kRadix19, n, needs, 1).levels, plan.levels) << n;
             ConvertPlanP less = ConvertPlanP::make(kRadix19, n, needs - 1, 1);
             ASSERT_LT(less.levels, plan.levels) << n;
             if (less.levels > 4) {
-                EXPECT_LE(less.bytes() + 8 * n, needs - 1) << n;
+                EXPECT_LE(less.needs().bytes + 8 * n, needs - 1) << n;
                 if (less.top_words() < n) peeling++;
             }
             plan = std::move(less);

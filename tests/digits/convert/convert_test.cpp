@@ -22,7 +22,7 @@ constexpr Word kTop = kRadix19 - 1;
 // Runs a conversion in memory of exactly the planned size. F / 2^(64 L), L = F.size().
 std::vector<Word> run(const ConvertPlanP& plan, const std::vector<Word>& F, u64 tds,
                       const ConvertOptions& options = {}) {
-    Scratch memory(plan.bytes());
+    Scratch memory(plan.needs().bytes);
     Scratch out(trel::round_up_64(8 * plan.n));
     std::vector<Word> words = F;
     BigFloat x(words.data(), words.size());
@@ -213,7 +213,7 @@ void expect_power_of_ten(u64 k, u64 digits, u64 extra_words, bool below) {
 
     const u64 n = radix_words(digits), verified = (digits + kDigitsPerWord - 1) / kDigitsPerWord;
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
-    Scratch memory(trel::round_up_64(std::max(plan.bytes(), VerifyB::scratch_bytes(n, verified, 1))));
+    Scratch memory(trel::round_up_64(std::max(plan.needs().bytes, VerifyB::needs(n, verified, 1).bytes)));
     const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
     std::vector<Word> out(n);
     const std::string what = "k=" + std::to_string(k) + " digits=" + std::to_string(digits) +
@@ -275,7 +275,7 @@ TEST(ConvertTest, Threads) {
     BigFloat x(words.data(), words.size());
     x.L = words.size();
     x.exp = -static_cast<i64>(words.size());
-    Scratch memory(plan.bytes());
+    Scratch memory(plan.needs().bytes);
     convert(plan, {{spawn.get(), 7}, memory.view(), nullptr}, trel::null_status(), out.data(), x);
     EXPECT_TRUE(memory.guards_intact());
     EXPECT_EQ(out, run(n, words));
@@ -304,10 +304,10 @@ TEST(ConvertTest, TightBudgetDropsLevelsAndStillConverts) {
         EXPECT_EQ(least.levels, 4u);
         EXPECT_EQ(least.b, full.b);
         EXPECT_EQ(run(least, F, 1), want) << n;
-        const ConvertPlanP one = ConvertPlanP::make(kRadix19, n, full.bytes() + 8 * n - 1, 1);
+        const ConvertPlanP one = ConvertPlanP::make(kRadix19, n, full.needs().bytes + 8 * n - 1, 1);
         EXPECT_LT(one.levels, full.levels);
         EXPECT_EQ(run(one, F, 1), want) << n;
-        EXPECT_EQ(ConvertPlanP::make(kRadix19, n, full.bytes() + 8 * n, 1).levels, full.levels);
+        EXPECT_EQ(ConvertPlanP::make(kRadix19, n, full.needs().bytes + 8 * n, 1).levels, full.levels);
     }
     // corrections across the pieces
     CaptureConsole console;
@@ -413,7 +413,7 @@ TEST(ConvertTest, DirectConversionRefusesLongInputs) {
 TEST(ConvertTest, MemoryBelowThePlanIsRefused) {
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 80, kNoBudget, 1);
     const std::vector<Word> F = random_fraction(plan.length(80), 1);
-    Scratch memory(plan.bytes() - 64);
+    Scratch memory(plan.needs().bytes - 64);
     std::vector<Word> words = F, out(80);
     BigFloat x(words.data(), words.size());
     x.L = words.size();
@@ -426,7 +426,7 @@ TEST(ConvertTest, MemoryBelowThePlanIsRefused) {
 TEST(ConvertTest, PlacesOfTheValue) {
     // integer part and fraction; a value far below one; an integer
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 30, kNoBudget, 1);
-    Scratch memory(plan.bytes());
+    Scratch memory(plan.needs().bytes);
     const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
     std::vector<Word> words = random_fraction(20, 9), out(30);
     for (const i64 exp : {i64(-19), i64(-20), i64(-25), i64(-40), i64(0), i64(-1)}) {
@@ -527,7 +527,7 @@ TEST(ConvertFaultTest, DamagedReadyTransform) {
             BigFloat x(words.data(), words.size());
             x.L = words.size();
             x.exp = -static_cast<i64>(words.size());
-            Scratch memory(std::max(plan.bytes(), VerifyB::scratch_bytes(n, n - 3, 1)));
+            Scratch memory(std::max(plan.needs().bytes, VerifyB::needs(n, n - 3, 1).bytes));
             const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
             Damage damage(Damage::ready, level, 11, 62);
             CaptureConsole console;

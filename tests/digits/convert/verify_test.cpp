@@ -49,7 +49,7 @@ TEST(VerifyTest, HashOfTheBinaryValue) {
             for (const u64 d : {0, 1, 19, 63, 64, 65, 190, 703, 760, 800}) {
                 const Value v(L, exp, L + d);
                 const u64 below = exp < 0 ? static_cast<u64>(-exp) : 0;
-                const u64 bytes = VerifyB::scratch_bytes(10000, d / 19, 1);
+                const u64 bytes = VerifyB::needs(10000, d / 19, 1).bytes;
                 Scratch memory(std::max<u64>(bytes, 64) + 4096);
                 const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
                 ASSERT_EQ(VerifyB::hash_binary(context, trel::null_status(), v.x, d),
@@ -78,13 +78,13 @@ struct Converted {
         : plan(ConvertPlanP::make(kRadix19, n, kNoBudget, 1)),
           value(plan.length(n) + 1 + extra_words, -static_cast<i64>(plan.length(n) + extra_words), n),
           words(n) {
-        Scratch memory(plan.bytes());
+        Scratch memory(plan.needs().bytes);
         convert(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(),
                 value.x);
     }
     // Runs in exactly the planned memory; the message of the failure.
     std::string verify(u64 n_verify) {
-        Scratch memory(VerifyB::scratch_bytes(plan.n, n_verify, 1));
+        Scratch memory(VerifyB::needs(plan.n, n_verify, 1).bytes);
         try {
             VerifyB::run({trel::serial_context(), memory.view(), nullptr}, trel::null_status(), words.data(),
                          plan.n, n_verify, value.x);
@@ -157,7 +157,7 @@ TEST(VerifyTest, RoundedUpToADecimal) {
     x.L = L - 1;
     x.exp = -static_cast<i64>(L);
     x.sign = true;
-    Scratch memory(trel::round_up_64(VerifyB::scratch_bytes(n, verified, 1)));
+    Scratch memory(trel::round_up_64(VerifyB::needs(n, verified, 1).bytes));
     const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
     const auto accepted = [&](const std::vector<Word>& radix_words) {
         CaptureConsole console;

@@ -70,7 +70,7 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
     const WriterPlan full = WriterPlan::make(words + 1, digits, digits, 0, true, 1);
     const u64 n = full.conversion.n;
     // the writer's own memory comes off the budget first
-    const u64 needed = full.conversion.bytes() + 8 * n + CBRv2::kWriterReserveBytes;
+    const u64 needed = full.conversion.needs().bytes + 8 * n + CBRv2::kWriterReserveBytes;
     const auto with = [&](u64 budget) {
         return WriterPlan::make(words + 1, digits, digits, 0, true, 1, budget);
     };
@@ -83,7 +83,7 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
     const Pi value(words);
     for (const WriterPlan& plan : {with(needed - 1), with(0)}) {
         CaptureConsole console;
-        const Scratch memory(plan.working_bytes);
+        const Scratch memory(plan.needs.bytes);
         FloatWriterB writer(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(),
                             value.x);
         EXPECT_EQ(writer.convert_seconds(), 0);

@@ -65,7 +65,7 @@ struct Writing {
     Writing(u64 compute, u64 output, u64 hex, bool verify = true, u64 tds = 1)
         : value(value_words(compute)),
           plan(WriterPlan::make(value_words(compute) + 1, compute, output, hex, verify, tds)),
-          memory(plan.working_bytes),
+          memory(plan.needs.bytes),
           writer(plan, {monitored.context().with_tds(tds), memory.view(), nullptr}, trel::null_status(),
                  value.x) {}
     ~Writing() { EXPECT_TRUE(memory.guards_intact()); }

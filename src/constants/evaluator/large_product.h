@@ -1,0 +1,42 @@
+// The product of two values as the last step of a formula. Its whole transform is often the longest of a
+// computation. Where that would take more memory than there is anyway, the product is done in two steps with
+// three quarters of the length:
+//
+//           |  upper half of y  |  lower half of y  |
+//   all of x        first              second: the upper half of x alone, added to the first
+//
+// What is left out lies below the guard words.
+#pragma once
+
+#include "arith/bigfloat/big_float.h"
+#include "arith/multiply/multiply_context.h"
+#include "arith/multiply/needs.h"
+#include "base/status/status.h"
+#include "base/status/work_meter.h"
+
+namespace kalvor {
+
+class LargeProduct {
+  public:
+    // Of values of at most precision + 2 words. room: bytes of memory beside operands and result that cost
+    // nothing.
+    LargeProduct(trel::u64 precision, trel::u64 room);
+
+    // Beside the operands.
+    const trel::Needs& needs() const { return needs_; }
+    trel::WorkPhase work() const;
+    // Whether long operands are multiplied in two steps.
+    bool in_two_steps() const { return low_ != 0; }
+
+    // T = x y to the precision, announced as "Large Multiply...". T is neither of them; they may be one.
+    void run(const trel::MultiplyContext& context, trel::Status& status, trel::BigFloat& T,
+             const trel::BigFloat& x, const trel::BigFloat& y) const;
+
+  private:
+    trel::u64 precision_;
+    trel::u64 low_ = 0;                // words of y's lower half
+    trel::u64 low_product_words_ = 0;  // of its product's buffer
+    trel::Needs needs_;
+};
+
+}  // namespace kalvor

@@ -1,0 +1,97 @@
+#include "constants/evaluator/large_product.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <vector>
+
+#include "reference/mpz_words.h"
+#include "support/scratch.h"
+#include "support/threads.h"
+
+using kalvor::LargeProduct;
+using trel::BigFloat;
+using trel::i64;
+using trel::u64;
+using trel::Word;
+
+namespace {
+
+// n random words at an exponent; no zero at either end.
+struct Operand {
+    Operand(u64 n, i64 exp, bool sign, std::mt19937_64& random) : words(n) {
+        for (Word& w : words) w = random() | 1;
+        value = BigFloat(words.data(), n);
+        value.L = n;
+        value.exp = exp;
+        value.sign = sign;
+    }
+    std::vector<Word> words;
+    BigFloat value;
+};
+
+// The product differs from the exact one by less than a word below the precision, and nothing beside the
+// planned memory is written.
+void check(u64 p, u64 room, u64 tds, const BigFloat& x, const BigFloat& y) {
+    const LargeProduct product(p, room);
+    Scratch result(trel::round_up_8(product.needs().result_words) * sizeof(Word));
+    Scratch scratch(product.needs().bytes);
+    BigFloat T(result.words(), product.needs().result_words);
+    product.run({{thread_framework(), tds}, scratch.view(), nullptr}, trel::null_status(), T, x, y);
+    ASSERT_TRUE(result.guards_intact() && scratch.guards_intact());
+    ASSERT_EQ(T.sign, x.sign == y.sign);
+    const mpz_class want = reference::to_mpz(x.T, x.L) * reference::to_mpz(y.T, y.L);
+    const mpz_class error = abs(want - reference::magnitude_at(T, x.exp + y.exp));
+    const i64 below = static_cast<i64>(reference::word_length(want)) - static_cast<i64>(p);
+    if (below <= 0) {
+        ASSERT_EQ(error, 0);
+    } else {
+        ASSERT_LE(reference::word_length(error), static_cast<u64>(below));
+    }
+}
+
+TEST(LargeProductTest, OperandsOfAnyLength) {
+    std::mt19937_64 random(1);
+    for (const u64 p : {3, 4, 5, 6, 7, 8, 9, 16, 33, 100, 101, 1000, 4001}) {
+        for (const u64 room : {u64(0), trel::kAnyRoom}) {
+            EXPECT_EQ(LargeProduct(p, room).in_two_steps(), room == 0);
+            const std::set<u64> lengths = {1,         2,     p / 4 + 1, p / 2, p / 2 + 1, p / 2 + 2,
+                                           3 * p / 5, p - 2, 3 * p / 4, p,     p + 1,     p + 2};
+            for (const u64 x_words : lengths) {
+                for (const u64 y_words : lengths) {
+                    const Operand x(x_words, -static_cast<i64>(p), random() % 2 == 0, random);
+                    const Operand y(y_words, 5, random() % 2 == 0, random);
+                    check(p, room, 1 + p % 3, x.value, y.value);
+                    if (HasFatalFailure()) FAIL() << p << " " << room << " " << x_words << " " << y_words;
+                }
+            }
+        }
+    }
+}
+
+// Zero words in the lower half, and a square.
+TEST(LargeProductTest, LowWordsMayBeZero) {
+    std::mt19937_64 random(2);
+    for (const u64 p : {10, 200}) {
+        Operand x(p + 2, 0, true, random), y(p + 2, 0, true, random);
+        for (const u64 zeros : {p / 4, p / 2 + 1, p / 2 + 3}) {
+            // Word 0 stays: a number may have zeros above its lowest word.
+            std::fill_n(y.value.T + 1, zeros, 0);
+            check(p, 0, 1, x.value, y.value);
+            check(p, 0, 1, y.value, x.value);
+            check(p, 0, 1, y.value, y.value);
+        }
+    }
+}
+
+TEST(LargeProductTest, RoomDecides) {
+    const u64 p = 20000;
+    const LargeProduct whole(p, trel::kAnyRoom), halves(p, 0);
+    EXPECT_FALSE(LargeProduct(p, whole.needs().bytes).in_two_steps());
+    EXPECT_TRUE(LargeProduct(p, whole.needs().bytes - 1).in_two_steps());
+    EXPECT_LT(halves.needs().bytes, whole.needs().bytes);
+    EXPECT_LT(halves.needs().product_words, whole.needs().product_words);
+}
+
+}  // namespace
