@@ -134,6 +134,25 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
     }
 }
 
+// The log of a run's events names the series behind the beginning of the computation.
+TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    for (const auto& [algorithm, series] : {std::pair("chudnovsky", "Pi - Chudnovsky (1988):"),
+                                            std::pair("ramanujan", "Pi - Ramanujan (1910):")}) {
+        CustomSettings settings = settings_for(1000, folder.file("out"));
+        settings.constant = make_constant("pi");
+        settings.constant->select_algorithm(algorithm);
+        Recorder recorder;
+        const std::string log = NormalFloatSessionB(std::move(settings), recorder).run().event_log;
+        std::vector<std::string> names;
+        for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
+            names.push_back(log.substr(log.rfind('\t', end) + 1, end - log.rfind('\t', end) - 1));
+        EXPECT_EQ(names, (std::vector<std::string>{"Working Memory", "Twiddle Tables", "Begin Computation",
+                                                   series, "End Computation", "Digits Written"}));
+    }
+}
+
 TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
     const ScratchFolder folder;
     CaptureConsole console;
