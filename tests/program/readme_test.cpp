@@ -1,4 +1,5 @@
-// The commands of the README do what it says: each is run here, in a folder of its own.
+// The commands of the README do what it says: each is run here, one after the other in the same folder, as a
+// reader would.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -28,15 +29,15 @@ std::vector<std::vector<std::string>> readme_commands() {
 TEST(SlowReadmeTest, EveryCommandSucceeds) {
     const auto commands = readme_commands();
     ASSERT_GE(commands.size(), 6U);
+    kalvor_test::TemporaryFolder folder;
     for (std::vector<std::string> command : commands) {
         std::string name = "kalvor";
         for (const std::string& word : command) name += " " + word;
         command.insert(command.begin(), "skip-warnings");
-        kalvor_test::TemporaryFolder folder;
         kalvor_test::RunOptions options;
         options.folder = folder.path();
         const kalvor_test::ProgramRun run = kalvor_test::run_kalvor(command, options);
-        EXPECT_EQ(run.exit_code, 0) << name << "\n" << run.out;
+        EXPECT_EQ(run.exit_code, 0) << name << "\n" << run.out << run.err;
     }
 }
 

@@ -60,17 +60,24 @@ u64 measure_tsc_frequency(const FrequencyCalls& calls) {
                             static_cast<double>(frequency));
 }
 
+const FrequencyCalls& FrequencyCalls::of_this_machine() {
+    static constexpr FrequencyCalls calls{os::get_thread_affinity, os::set_thread_affinity,   os::read_tsc,
+                                          os::performance_counter, os::performance_frequency, sleep_through};
+    return calls;
+}
+
 u64 measure_tsc_frequency() {
-    static const u64 frequency =
-        measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::performance_counter, os::performance_frequency, sleep_through});
+    static const u64 frequency = measure_tsc_frequency(FrequencyCalls::of_this_machine());
     return frequency;
 }
 
 u64 measure_tsc_frequency_by_system_clock() {
-    static const u64 frequency =
-        measure_tsc_frequency({os::get_thread_affinity, os::set_thread_affinity, os::read_tsc,
-                               os::system_clock_nanoseconds, [] { return u64(1000000000); }, sleep_through});
+    static const u64 frequency = [] {
+        FrequencyCalls calls = FrequencyCalls::of_this_machine();
+        calls.clock = os::system_clock_nanoseconds;
+        calls.clock_frequency = [] { return u64(1000000000); };
+        return measure_tsc_frequency(calls);
+    }();
     return frequency;
 }
 

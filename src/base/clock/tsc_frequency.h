@@ -26,6 +26,8 @@ struct FrequencyCalls {
     u64 (*clock_frequency)();
     // Lets at least so much time pass without using the processor; nullptr: the clock is read all the time.
     void (*pass)(double seconds) = nullptr;
+
+    static const FrequencyCalls& of_this_machine();
 };
 // One measurement.
 u64 measure_tsc_frequency(const FrequencyCalls& calls);

@@ -2,24 +2,52 @@
 
 #include "base/console/error_output.h"
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
 #include "base/status/progress_line.h"
 
 namespace trel {
 
 using Hidden = ProgressLine::Hidden;
 
+namespace {
+
+constexpr const char* kClass = "LinearConsoleNode";
+
+// Shows "12 %" or "(3 / 25)".
+class LinearConsoleIteration final : public StatusIterationNode {
+  public:
+    LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total) : line_(line) {
+        line_.push_count(mode, total);
+    }
+    ~LinearConsoleIteration() override {
+        try {
+            line_.pop_count();
+        } catch (...) {  // what cannot be drawn; the count is gone
+        }
+    }
+
+    void update(u64 completed) override {
+        line_.set_completed(completed);
+        line_.draw(false);
+    }
+
+  private:
+    ProgressLine& line_;
+};
+
+}  // namespace
+
 LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval)
     : LinearConsoleNode(line_width, refresh_interval, ProgressClock::of_this_machine()) {}
 
 LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock)
-    : owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, std::move(clock))),
+    : LinearNode(kClass),
+      owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, std::move(clock))),
       line_(*owned_line_) {}
 
-LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : line_(line) {}
+LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : LinearNode(kClass), line_(line) {}
 
 LinearConsoleNode::~LinearConsoleNode() {
-    if (child_ != Child::none) remove_child();
+    drop_child();
     if (owned_line_) const Hidden hidden(line_);
 }
 
@@ -105,25 +133,27 @@ Work LinearConsoleNode::work() {
     return Work(line_.meter());
 }
 
-Status& LinearConsoleNode::Status_MicroSectionStart(std::string_view name) {
-    require_no_child("LinearConsoleNode::Status_MicroSectionStart()");
+std::unique_ptr<LinearNode> LinearConsoleNode::make_section(std::string_view name) {
     {
         const Hidden hidden(line_);
         Console::print_line(name);
     }
-    node_.reset(new LinearConsoleNode(line_));
-    child_ = Child::section;
-    section_timer_.restart();
-    return *node_;
+    return std::unique_ptr<LinearNode>(new LinearConsoleNode(line_));
 }
 
-void LinearConsoleNode::Status_MicroSectionEnd() {
-    if (child_ != Child::section) {
-        throw StringException("LinearConsoleNode::Status_MicroSectionEnd()",
-                              "Attempted to pop a non-existent node.");
-    }
-    const double seconds = section_timer_.seconds();
-    remove_child();
+std::unique_ptr<LinearNode> LinearConsoleNode::make_frame(const ColoredText&) {
+    return std::unique_ptr<LinearNode>(new LinearConsoleNode(line_));
+}
+
+std::unique_ptr<StatusIterationNode> LinearConsoleNode::make_count(IterationMode mode, u64 total) {
+    return std::make_unique<LinearConsoleIteration>(line_, mode, total);
+}
+
+void LinearConsoleNode::opened(Child kind, const ColoredText& text) {
+    if (kind == Child::frame) line_.push(text);
+}
+
+void LinearConsoleNode::closed(double seconds) {
     const Hidden hidden(line_);
     Console::print("Time:    ", 'w');
     Console::print(Console::format_time(seconds), 'Y');
@@ -131,74 +161,8 @@ void LinearConsoleNode::Status_MicroSectionEnd() {
     Console::new_line();
 }
 
-Status& LinearConsoleNode::push_node(const ColoredText& text) {
-    require_no_child("LinearConsoleNode::push_node()");
-    node_.reset(new LinearConsoleNode(line_));
-    child_ = Child::frame;
-    line_.push(text);
-    return *node_;
-}
-
-void LinearConsoleNode::pop_frame() {
-    if (child_ == Child::none) {
-        throw StringException("LinearConsoleNode::pop_frame()", "Attempted to pop a non-existent node.");
-    }
-    remove_child();
-}
-
-StatusIterationNode& LinearConsoleNode::make_iteration(IterationMode mode, u64 total) {
-    require_no_child("LinearConsoleNode::make_iteration()");
-    iteration_ = std::make_unique<LinearConsoleIteration>(line_, mode, total);
-    child_ = Child::iteration;
-    return *iteration_;
-}
-
-void LinearConsoleNode::get_tree() const {
-    throw StringException("LinearConsoleNode::get_tree()", "Polling is not supported.");
-}
-
-void LinearConsoleNode::require_no_child(const char* function) const {
-    if (child_ != Child::none) {
-        throw StringException(function, "Attempted to fork a linear status chain.");
-    }
-}
-
-void LinearConsoleNode::remove_child() {
-    const Child kind = child_;
-    child_ = Child::none;
-    node_.reset();  // with everything that was pushed on it
-    iteration_.reset();
+void LinearConsoleNode::dropped(Child kind) {
     if (kind == Child::frame) line_.pop();
-}
-
-LinearConsoleIteration::LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total)
-    : line_(line) {
-    line_.push_count(mode, total);
-}
-
-LinearConsoleIteration::~LinearConsoleIteration() {
-    try {
-        line_.pop_count();
-    } catch (...) {  // what cannot be drawn; the count is gone
-    }
-}
-
-void LinearConsoleIteration::update(u64 completed) {
-    line_.set_completed(completed);
-    line_.draw(false);
-}
-
-Status& LinearConsoleIteration::push_node(const Status::ColoredText&) {
-    throw StringException("LinearConsoleIteration::push_node()",
-                          "Attempted to extend a linear status chain.");
-}
-
-StatusIterationNode& LinearConsoleIteration::make_iteration(Status::IterationMode, u64) {
-    throw StringException("LinearConsoleIteration::make_iteration()", "Iteration stacking is not supported.");
-}
-
-u64 LinearConsoleIteration::get_completed() const {
-    throw StringException("LinearConsoleIteration::get_completed()", "Polling is not supported.");
 }
 
 }  // namespace trel

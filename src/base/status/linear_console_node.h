@@ -10,16 +10,14 @@
 #include <string_view>
 #include <vector>
 
-#include "base/clock/timer.h"
+#include "base/status/linear_node.h"
 #include "base/status/progress_line.h"
 #include "base/status/status.h"
 #include "base/status/terminal.h"
 
 namespace trel {
 
-class LinearConsoleIteration;
-
-class LinearConsoleNode final : public Status, public Terminal {
+class LinearConsoleNode final : public LinearNode, public Terminal {
   public:
     // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter here.
     LinearConsoleNode(u64 line_width, double refresh_interval);
@@ -41,47 +39,17 @@ class LinearConsoleNode final : public Status, public Terminal {
     bool dismiss() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
-    Status& Status_MicroSectionStart(std::string_view name) override;
-    void Status_MicroSectionEnd() override;
-
-    Status& push_node(const ColoredText& text) override;
-    void pop_frame() override;
-    StatusIterationNode& make_iteration(IterationMode mode, u64 total) override;
-
-    // A linear chain cannot be looked at from outside. Throws StringException "Polling is not supported.".
-    [[noreturn]] void get_tree() const;
 
   private:
-    enum class Child { none, frame, section, iteration };
-
     explicit LinearConsoleNode(ProgressLine& line);
-    void require_no_child(const char* function) const;
-    void remove_child();
+    std::unique_ptr<LinearNode> make_section(std::string_view name) override;
+    std::unique_ptr<LinearNode> make_frame(const ColoredText& text) override;
+    std::unique_ptr<StatusIterationNode> make_count(IterationMode mode, u64 total) override;
+    void opened(Child kind, const ColoredText& text) override;
+    void closed(double seconds) override;
+    void dropped(Child kind) override;
 
     std::unique_ptr<ProgressLine> owned_line_;  // root only
-    ProgressLine& line_;
-    Child child_ = Child::none;
-    std::unique_ptr<LinearConsoleNode> node_;  // frame or section
-    std::unique_ptr<LinearConsoleIteration> iteration_;
-    WallTimer section_timer_;
-};
-
-// Shows "12 %" or "(3 / 25)". The end of a chain: nothing can be pushed on it.
-class LinearConsoleIteration final : public StatusIterationNode {
-  public:
-    // Adds its count to the line.
-    LinearConsoleIteration(ProgressLine& line, Status::IterationMode mode, u64 total);
-    ~LinearConsoleIteration() override;
-
-    void update(u64 completed) override;
-
-    // Each throws a StringException: "Attempted to extend a linear status chain.", "Iteration stacking is not
-    // supported.", "Polling is not supported.".
-    [[noreturn]] Status& push_node(const Status::ColoredText& text);
-    [[noreturn]] StatusIterationNode& make_iteration(Status::IterationMode mode, u64 total);
-    [[noreturn]] u64 get_completed() const;
-
-  private:
     ProgressLine& line_;
 };
 

@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "base/errors/exceptions.h"
 #include "base/status/data_record.h"
 #include "base/status/linear_console_node.h"
 
@@ -31,6 +30,8 @@ struct LinearNetworkNode::Chain {
 
 namespace {
 
+constexpr const char* kClass = "LinearNetworkNode";
+
 std::string letter(Status::ColorLetter color) {
     return std::string(1, color);
 }
@@ -48,16 +49,18 @@ void add_colored(Object& out, const Status::ColoredText& text) {
 
 LinearNetworkNode::LinearNetworkNode(StatusSink& sink, bool print_locally, u64 line_width,
                                      double refresh_interval)
-    : owned_chain_(std::make_unique<Chain>(sink)),
+    : LinearNode(kClass),
+      owned_chain_(std::make_unique<Chain>(sink)),
       owned_local_(print_locally ? std::make_unique<LinearConsoleNode>(line_width, refresh_interval)
                                  : nullptr),
       chain_(*owned_chain_),
       local_(owned_local_.get()) {}
 
-LinearNetworkNode::LinearNetworkNode(Chain& chain, Status* local) : chain_(chain), local_(local) {}
+LinearNetworkNode::LinearNetworkNode(Chain& chain, Status* local)
+    : LinearNode(kClass), chain_(chain), local_(local) {}
 
 LinearNetworkNode::~LinearNetworkNode() {
-    if (child_ != Child::none) remove_child();
+    drop_child();
 }
 
 void LinearNetworkNode::send(Object& message) const {
@@ -159,34 +162,43 @@ Work LinearNetworkNode::work() {
     return Work(chain_.meter);
 }
 
-Status& LinearNetworkNode::Status_MicroSectionStart(std::string_view name) {
-    require_no_child("LinearNetworkNode::Status_MicroSectionStart()");
+std::unique_ptr<LinearNode> LinearNetworkNode::make_section(std::string_view name) {
     Status* const local = local_ ? &local_->Status_MicroSectionStart(name) : nullptr;
+    return std::unique_ptr<LinearNode>(new LinearNetworkNode(chain_, local));
+}
+
+std::unique_ptr<LinearNode> LinearNetworkNode::make_frame(const ColoredText& text) {
+    Status* const local = local_ ? &local_->push_node(text) : nullptr;
+    return std::unique_ptr<LinearNode>(new LinearNetworkNode(chain_, local));
+}
+
+std::unique_ptr<StatusIterationNode> LinearNetworkNode::make_count(IterationMode mode, u64 total) {
+    StatusIterationNode* const local = local_ ? &local_->make_iteration(mode, total) : nullptr;
+    auto count = std::make_unique<LinearNetworkIteration>(mode, total, local);
+    count_ = count.get();
+    return count;
+}
+
+void LinearNetworkNode::opened(Child kind, const ColoredText& text) {
+    if (kind != Child::section) {
+        std::lock_guard<std::mutex> lock(chain_.mutex);
+        chain_.links.push_back({text, kind == Child::iteration ? count_ : nullptr});
+        return;
+    }
     u64 id;
     {
         std::lock_guard<std::mutex> lock(chain_.mutex);
         id = ++chain_.last_id;
         chain_.open_sections.push_back(id);
     }
-    node_.reset(new LinearNetworkNode(chain_, local));
-    child_ = Child::section;
     Object message;
     Object& section = message.add_object("Status_MicroSectionStart");
     section.add_integer("MicroStatusID", static_cast<i64>(id));
-    section.add_string("Name", std::string(name));
+    section.add_string("Name", text.text);
     send(message);
-    section_timer_.restart();
-    return *node_;
 }
 
-void LinearNetworkNode::Status_MicroSectionEnd() {
-    if (child_ != Child::section) {
-        throw StringException("LinearNetworkNode::Status_MicroSectionEnd()",
-                              "Attempted to pop a non-existent node.");
-    }
-    const double seconds = section_timer_.seconds();
-    node_.reset();  // with everything that was pushed on it; this section's id is the innermost one again
-    child_ = Child::none;
+void LinearNetworkNode::closed(double seconds) {
     if (local_) local_->Status_MicroSectionEnd();
     u64 id;
     {
@@ -201,51 +213,14 @@ void LinearNetworkNode::Status_MicroSectionEnd() {
     send(message);
 }
 
-Status& LinearNetworkNode::push_node(const ColoredText& text) {
-    require_no_child("LinearNetworkNode::push_node()");
-    Status* const local = local_ ? &local_->push_node(text) : nullptr;
-    node_.reset(new LinearNetworkNode(chain_, local));
-    child_ = Child::frame;
-    std::lock_guard<std::mutex> lock(chain_.mutex);
-    chain_.links.push_back({text, nullptr});
-    return *node_;
-}
-
-void LinearNetworkNode::pop_frame() {
-    if (child_ == Child::none) {
-        throw StringException("LinearNetworkNode::pop_frame()", "Attempted to pop a non-existent node.");
-    }
-    remove_child();
-}
-
-StatusIterationNode& LinearNetworkNode::make_iteration(IterationMode mode, u64 total) {
-    require_no_child("LinearNetworkNode::make_iteration()");
-    StatusIterationNode* const local = local_ ? &local_->make_iteration(mode, total) : nullptr;
-    iteration_ = std::make_unique<LinearNetworkIteration>(mode, total, local);
-    child_ = Child::iteration;
-    std::lock_guard<std::mutex> lock(chain_.mutex);
-    chain_.links.push_back({{'w', ""}, iteration_.get()});
-    return *iteration_;
-}
-
-void LinearNetworkNode::require_no_child(const char* function) const {
-    if (child_ != Child::none) throw StringException(function, "Attempted to fork a linear status chain.");
-}
-
-void LinearNetworkNode::remove_child() {
-    const Child kind = child_;
-    child_ = Child::none;
-    node_.reset();  // with everything that was pushed on it
+void LinearNetworkNode::dropped(Child kind) {
     if (local_) local_->pop_frame();
-    {
-        std::lock_guard<std::mutex> lock(chain_.mutex);
-        if (kind == Child::section) {
-            chain_.open_sections.pop_back();
-        } else {
-            chain_.links.pop_back();
-        }
+    std::lock_guard<std::mutex> lock(chain_.mutex);
+    if (kind == Child::section) {
+        chain_.open_sections.pop_back();
+    } else {
+        chain_.links.pop_back();
     }
-    iteration_.reset();
 }
 
 Object LinearNetworkNode::get_tree() const {
@@ -272,15 +247,6 @@ void LinearNetworkIteration::update(u64 completed) {
 
 std::string LinearNetworkIteration::text() const {
     return iteration_text(mode_, get_completed(), total_);
-}
-
-Status& LinearNetworkIteration::push_node(const Status::ColoredText&) {
-    throw StringException("LinearNetworkIteration::push_node()",
-                          "Attempted to extend a linear status chain.");
-}
-
-StatusIterationNode& LinearNetworkIteration::make_iteration(Status::IterationMode, u64) {
-    throw StringException("LinearNetworkIteration::make_iteration()", "Iteration stacking is not supported.");
 }
 
 }  // namespace trel

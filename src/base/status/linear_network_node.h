@@ -9,9 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/clock/timer.h"
 #include "base/config/node.h"
-#include "base/status/status.h"
+#include "base/status/linear_node.h"
 
 namespace trel {
 
@@ -27,7 +26,7 @@ class StatusSink {
     virtual void wait_for_continue() = 0;
 };
 
-class LinearNetworkNode final : public Status {
+class LinearNetworkNode final : public LinearNode {
   public:
     // print_locally: each report is also printed as a LinearConsoleNode of this width and interval (seconds)
     // would.
@@ -51,12 +50,6 @@ class LinearNetworkNode final : public Status {
     void tick() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
-    Status& Status_MicroSectionStart(std::string_view name) override;
-    void Status_MicroSectionEnd() override;
-
-    Status& push_node(const ColoredText& text) override;
-    void pop_frame() override;
-    StatusIterationNode& make_iteration(IterationMode mode, u64 total) override;
 
     // What a progress line would show now: {"MicroStatusID", "StatusTree"}. The id is that of the innermost
     // open sub-step, 0 outside of any; a node of the tree is {"Text", "Color", "Children"}, the root's text
@@ -65,22 +58,22 @@ class LinearNetworkNode final : public Status {
 
   private:
     struct Chain;
-    enum class Child { none, frame, section, iteration };
 
     LinearNetworkNode(Chain& chain, Status* local);
     void send(Config::Object& message) const;
     void send_text(const char* operation, std::string_view text) const;
-    void require_no_child(const char* function) const;
-    void remove_child();
+    std::unique_ptr<LinearNode> make_section(std::string_view name) override;
+    std::unique_ptr<LinearNode> make_frame(const ColoredText& text) override;
+    std::unique_ptr<StatusIterationNode> make_count(IterationMode mode, u64 total) override;
+    void opened(Child kind, const ColoredText& text) override;
+    void closed(double seconds) override;
+    void dropped(Child kind) override;
 
     std::unique_ptr<Chain> owned_chain_;  // root only
     std::unique_ptr<LinearConsoleNode> owned_local_;
     Chain& chain_;
     Status* local_;  // of the console chain beside this one; nullptr when nothing is printed
-    Child child_ = Child::none;
-    std::unique_ptr<LinearNetworkNode> node_;
-    std::unique_ptr<LinearNetworkIteration> iteration_;
-    WallTimer section_timer_;
+    const LinearNetworkIteration* count_ = nullptr;  // the child, when that is an iteration
 };
 
 // Counts, and sends nothing: the client asks for the count.
@@ -93,11 +86,6 @@ class LinearNetworkIteration final : public StatusIterationNode {
     // Any thread.
     u64 get_completed() const { return completed_.load(std::memory_order_relaxed); }
     std::string text() const;
-
-    // Each throws a StringException: "Attempted to extend a linear status chain.", "Iteration stacking is not
-    // supported.".
-    [[noreturn]] Status& push_node(const Status::ColoredText& text);
-    [[noreturn]] StatusIterationNode& make_iteration(Status::IterationMode mode, u64 total);
 
   private:
     const Status::IterationMode mode_;

@@ -135,6 +135,7 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
                         : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 
     const char* const function = parallel ? "CBRv2::convert_T()" : "CBRv2::convert_L()";
+    if (observer_ != nullptr) observer_->ranges_meet(out[n - H - 1], r.upper_overlap);
     const Word next = n - H >= 2 ? out[n - H - 2] : r.lower_overlap;
     join(context.parallel, out + (n - H), H, out[n - H - 1], next, r.upper_overlap, correction, function);
     if (const trel::Work work = status.work(); work && n >= kStatusWords) {
@@ -215,6 +216,7 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     }
     const Word last = convert_range(plan_.levels, inner, status, out, left, f, false);
     while (pieces-- > 0) {
+        if (observer_ != nullptr) observer_->ranges_meet(out[left - 1], overlaps[pieces]);
         join(context.parallel, out + left, H, out[left - 1], out[left - 2], overlaps[pieces],
              correction && pieces == 0, "convertP()");
         left += H;

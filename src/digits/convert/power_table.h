@@ -22,6 +22,8 @@ class ConvertObserver {
     virtual void table_ready(u64 level, void* data, u64 bytes) { (void)level, (void)data, (void)bytes; }
     // A lower fraction has been computed by the power of `level`; words[n - 1] is its first word.
     virtual void product_done(u64 level, Word* words, u64 n) { (void)level, (void)words, (void)n; }
+    // The first word of a lower range is about to be compared with the overlap word of the range above it.
+    virtual void ranges_meet(Word& first, Word& overlap) { (void)first, (void)overlap; }
 };
 
 // The table: one entry a level. Lives in memory of the caller and ends with the conversion. The topmost power

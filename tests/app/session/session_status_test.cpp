@@ -26,6 +26,7 @@ class Recorder final : public trel::Status, public trel::StatusIterationNode {
         std::string label(name);
         label.resize(width, ' ');
         text += label + value.text + "\n";
+        if (at_label) at_label(name);
     }
     void Status_Time(std::string_view name, double) override { text += std::string(name) + ":  \n"; }
     void Warning(std::string_view line) override { text += "\n" + std::string(line) + "\n"; }
@@ -47,6 +48,7 @@ class Recorder final : public trel::Status, public trel::StatusIterationNode {
 
     std::string text;
     std::function<void()> stop_at_frame;
+    std::function<void(std::string_view name)> at_label;
 };
 
 CustomSettings settings_for(u64 digits, const std::string& path) {
@@ -131,6 +133,53 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
         EXPECT_NE(first.text.find("not checked: "), std::string::npos);
         EXPECT_EQ(folder.read("one/Pi - Dec - Chudnovsky.txt").size(), 3002U);
         EXPECT_EQ(folder.read("two/Pi - Dec - Chudnovsky.txt").size(), 12347U);
+    }
+}
+
+// The digit files are made, held and as large as they will be when the computation begins, and a run that
+// would write the same ones ends before it takes memory.
+TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    Recorder first;
+    bool begun = false;
+    first.at_label = [&](std::string_view name) {
+        if (name != "Begin Computation:") return;
+        begun = true;
+        const std::string draft = folder.file("out") + "/Pi - Dec - Chudnovsky (incomplete).txt";
+        ASSERT_TRUE(std::filesystem::exists(draft));
+        EXPECT_GE(std::filesystem::file_size(draft), 3002U);
+        Recorder second;
+        try {
+            NormalFloatSessionB(settings_for(3000, folder.file("out")), second).run();
+            ADD_FAILURE() << "two runs write one file";
+        } catch (const trel::FileIO::FileException& e) {
+            EXPECT_EQ(e.message,
+                      "Another run is writing this file. Wait until it has ended, or choose another folder.");
+        }
+        EXPECT_EQ(second.text.find("Working Memory"), std::string::npos) << second.text;
+    };
+    NormalFloatSessionB(settings_for(3000, folder.file("out")), first).run();
+    EXPECT_TRUE(begun);
+    EXPECT_EQ(folder.read("out/Pi - Dec - Chudnovsky.txt").size(), 3002U);
+}
+
+// The log of a run's events names the series behind the beginning of the computation.
+TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    for (const auto& [algorithm, series] : {std::pair("chudnovsky", "Pi - Chudnovsky (1988):"),
+                                            std::pair("ramanujan", "Pi - Ramanujan (1910):")}) {
+        CustomSettings settings = settings_for(1000, folder.file("out"));
+        settings.constant = make_constant("pi");
+        settings.constant->select_algorithm(algorithm);
+        Recorder recorder;
+        const std::string log = NormalFloatSessionB(std::move(settings), recorder).run().event_log;
+        std::vector<std::string> names;
+        for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
+            names.push_back(log.substr(log.rfind('\t', end) + 1, end - log.rfind('\t', end) - 1));
+        EXPECT_EQ(names, (std::vector<std::string>{"Working Memory", "Twiddle Tables", "Begin Computation",
+                                                   series, "End Computation", "Digits Written"}));
     }
 }
 

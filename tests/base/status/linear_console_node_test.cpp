@@ -361,18 +361,14 @@ TEST(LinearConsole, MisuseIsRefused) {
         "LinearConsoleNode::push_node()", "Attempted to fork a linear status chain.");
     expect_throws([&] { child.pop_frame(); }, "LinearConsoleNode::pop_frame()",
                   "Attempted to pop a non-existent node.");
-    expect_throws([&] { node.get_tree(); }, "LinearConsoleNode::get_tree()", "Polling is not supported.");
-    auto& iteration =
-        dynamic_cast<LinearConsoleIteration&>(child.make_iteration(Status::IterationMode::count, 3));
-    expect_throws(
-        [&] {
-            iteration.push_node({'w', "x"});
-        },
-        "LinearConsoleIteration::push_node()", "Attempted to extend a linear status chain.");
-    expect_throws([&] { iteration.make_iteration(Status::IterationMode::count, 3); },
-                  "LinearConsoleIteration::make_iteration()", "Iteration stacking is not supported.");
-    expect_throws([&] { iteration.get_completed(); }, "LinearConsoleIteration::get_completed()",
-                  "Polling is not supported.");
+    child.make_iteration(Status::IterationMode::count, 3);
+    expect_throws([&] { child.make_iteration(Status::IterationMode::count, 3); },
+                  "LinearConsoleNode::make_iteration()", "Attempted to fork a linear status chain.");
+    expect_throws([&] { child.Status_MicroSectionStart("s"); },
+                  "LinearConsoleNode::Status_MicroSectionStart()",
+                  "Attempted to fork a linear status chain.");
+    expect_throws([&] { child.Status_MicroSectionEnd(); }, "LinearConsoleNode::Status_MicroSectionEnd()",
+                  "Attempted to pop a non-existent node.");
     child.pop_frame();
     node.pop_frame();
     expect_throws([&] { node.pop_frame(); }, "LinearConsoleNode::pop_frame()",

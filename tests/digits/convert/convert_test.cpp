@@ -546,6 +546,98 @@ TEST(ConvertFaultTest, DamagedReadyTransform) {
     }
 }
 
+// Flips a bit of one of the two words that are compared where ranges meet: of the first word of the lower
+// range, which is one of the digits' words, or of the overlap word.
+class DamageWhereRangesMeet final : public ConvertObserver {
+  public:
+    DamageWhereRangesMeet(u64 place, bool overlap, unsigned bit)
+        : place_(place), overlap_(overlap), bit_(bit) {}
+    void ranges_meet(Word& first, Word& overlap) override {
+        if (places++ == place_) (overlap_ ? overlap : first) ^= Word(1) << bit_;
+    }
+    u64 places = 0;
+
+  private:
+    u64 place_;
+    bool overlap_;
+    unsigned bit_;
+};
+
+constexpr u64 kUnverified = 3;  // radix words at the end, as many as a run has
+
+// The fault of a conversion and its verification; "" if there is none.
+std::string fault_of(const ConvertPlanP& plan, const std::vector<Word>& F, ConvertObserver& damage,
+                     std::vector<Word>& out) {
+    std::vector<Word> words = F;
+    BigFloat x(words.data(), words.size());
+    x.L = words.size();
+    x.exp = -static_cast<i64>(words.size());
+    x.sign = true;
+    while (x.L > 0 && x.T[x.L - 1] == 0) x.L--;
+    const u64 verified = plan.n - kUnverified;
+    Scratch memory(trel::round_up_64(std::max(plan.bytes(), VerifyB::scratch_bytes(plan.n, verified, 1))));
+    const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
+    try {
+        convert(plan, context, trel::null_status(), out.data(), x,
+                {.correction = false, .observer = &damage});
+        VerifyB::run(context, trel::null_status(), out.data(), plan.n, verified, x);
+    } catch (const trel::AlgorithmFailedException& e) {
+        return e.message;
+    }
+    return "";
+}
+
+TEST(ConvertFaultTest, FlippedBitsWhereRangesMeet) {
+    CaptureConsole console;
+    for (const auto& [n, budget] :
+         {std::pair(u64(20), kNoBudget), {u64(80), kNoBudget}, {u64(1000), u64(0)}}) {
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, budget, 1);
+        const std::vector<Word> F = random_fraction(plan.length(n), n);
+        DamageWhereRangesMeet none(~u64(0), false, 0);
+        std::vector<Word> out(n);
+        ASSERT_EQ(fault_of(plan, F, none, out), "");
+        ASSERT_GT(none.places, 0u);
+        for (u64 place = 0; place < none.places; place++)
+            for (const bool overlap : {false, true})
+                for (unsigned bit = 0; bit < 64; bit += n == 1000 ? 21 : 1) {
+                    DamageWhereRangesMeet damage(place, overlap, bit);
+                    ASSERT_EQ(fault_of(plan, F, damage, out).find("Overlap Mismatch:\n    RL = "), 0u)
+                        << n << " place=" << place << " overlap=" << overlap << " bit=" << bit;
+                }
+    }
+}
+
+// The same with the values for which an overlap may be one off and the words above it are corrected: what the
+// comparison takes for such a case, the verification finds.
+TEST(ConvertFaultTest, FlippedBitsWhereRangesMeetBesideDecimals) {
+    CaptureConsole console;
+    u64 verified = 0;
+    for (const u64 n : {u64(20), u64(80)}) {
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
+        const u64 L = plan.length(n);
+        mpz_class unit;
+        mpz_ui_pow_ui(unit.get_mpz_t(), 10, 19 * (n / 2) + 1);
+        for (const std::vector<Word>& F :
+             {std::vector<Word>(L, 0), ratio(L, 1, 10), ratio(L, 1, 10, 1), ratio(L, 1, unit),
+              ratio(L, 1, unit, 1), ratio(L, unit - 1, unit, 1), std::vector<Word>(L, ~Word(0))}) {
+            DamageWhereRangesMeet none(~u64(0), false, 0);
+            std::vector<Word> out(n);
+            ASSERT_EQ(fault_of(plan, F, none, out), "");
+            for (u64 place = 0; place < none.places; place++)
+                for (const bool overlap : {false, true})
+                    for (unsigned bit = 0; bit < 64; bit++) {
+                        DamageWhereRangesMeet damage(place, overlap, bit);
+                        const std::string fault = fault_of(plan, F, damage, out);
+                        if (fault.find("Overlap Mismatch:") == 0) continue;
+                        ASSERT_EQ(fault, "Base Conversion Failed: Checksum Mismatch")
+                            << n << " place=" << place << " overlap=" << overlap << " bit=" << bit;
+                        verified++;
+                    }
+        }
+    }
+    EXPECT_GT(verified, 0u);
+}
+
 TEST(ConvertFaultTest, CheckOfAPower) {
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
 
 #include "base/errors/exceptions.h"
 #include "fault/fault_sweep.h"
@@ -320,8 +321,23 @@ TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
 TEST(OutputFolderProbe, TouchesNoFileOfTheUser) {
     const ScratchFolder folder;
     folder.write("pathcheck.sf", "mine");
-    std::string probe;
     EXPECT_FALSE(check_writable(folder.file("")));
     EXPECT_EQ(folder.read("pathcheck.sf"), "mine");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("")), {}), 1);
+}
+
+// Nobody knows the name beforehand and lays something out for it.
+TEST(OutputFolderProbe, HasARandomName) {
+    const ScratchFolder folder;
+    std::set<std::string> names;
+    FaultyFile disk;
+    disk.on_call([&](FaultyFile::Call call) {
+        if (call != FaultyFile::Call::remove) return;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.file("")))
+            names.insert(entry.path().filename().string());
+    });
+    for (int i = 0; i < 3; i++) EXPECT_FALSE(check_writable(folder.file("")));
+    EXPECT_EQ(names.size(), 3u);
+    for (const std::string& name : names)
+        EXPECT_TRUE(name.starts_with("pathcheck-") && name.ends_with(".sf")) << name;
 }
