@@ -1,0 +1,306 @@
+// The kernels of the digit extractor. Same results as tests/reference/bbp_reference.h, except that r of the
+// power stage is any of the residues that bbp_kernels.h allows.
+#include "digits/bbp/bbp_kernels.h"
+
+#include "base/simd/vec_bits.h"
+
+namespace trel::TREL_ISA {
+extern const kalvor::BbpKernels bbp_kernels;
+
+namespace {
+
+using kalvor::BbpTerms;
+using kalvor::BbpTile;
+using kalvor::BbpTileC;
+
+// Vectors in flight. A squaring is a chain of some 22 cycles that keeps two multipliers busy for two, so ten
+// or more have to overlap; the residues stay in registers and the rest comes from the first cache. Measured
+// (bench/digits/bbp): 16 at avx512, 4 pairs at avx2.
+constexpr bool kWide = sizeof(Mask8) == 1;
+constexpr u64 kFlight = kWide ? 16 : 4;
+constexpr u64 kLimbFlight = kWide ? 8 : 4;
+
+constexpr u64 kOne = 0x3ff0000000000000;  // the bits of 1.0
+constexpr double k2_48 = 281474976710656.0;
+
+TREL_INLINE u64 bits_in(u64 x) {
+    return x == 0 ? 0 : 64 - static_cast<u64>(__builtin_clzll(x));
+}
+TREL_INLINE U64x8 lane_numbers() {
+    return set(u64(0), 1, 2, 3, 4, 5, 6, 7);
+}
+TREL_INLINE u64 whole_groups(u64 n) {
+    return (n + kalvor::kBbpGroup - 1) / kalvor::kBbpGroup * kalvor::kBbpGroup;
+}
+// Lane i: start + i step, both below 2^62; lanes of later vectors follow by adding 8 step.
+TREL_INLINE U64x8 ramp(u64 start, u64 step) {
+    return broadcast(start) + mul_lo(lane_numbers(), broadcast(step));
+}
+
+// The nearest integer to x, |x| <= 2^51.
+TREL_INLINE F64x8 rounded(F64x8 x_biased) {
+    return x_biased - broadcast(kRounder);
+}
+
+enum class Power {
+    exact,  // m <= kExactLimit: r r needs no second half
+    a,      // m < 2^49
+    b       // m < 2^51
+};
+// |r| <= m (1 + 2^-25) here, whose square is below 2^53.
+constexpr u64 kExactLimit = 90000000;
+
+// r r 2^bit modulo m.
+//   exact, a:  |r| < 2 m          b:  |r| <= m
+template <Power kind>
+TREL_INLINE F64x8 square_and_double(F64x8 r, F64x8 m, F64x8 inverse, U64x8 x, U64x8 bit) {
+    const F64x8 high = r * r;
+    const F64x8 q = rounded(fma(high, inverse, broadcast(kRounder)));
+    F64x8 rest = fnma(q, m, high);
+    if constexpr (kind != Power::exact) rest = rest + fms(r, r, high);
+    const Mask8 doubled = has_bit(x, bit);
+    if constexpr (kind == Power::b) {
+        // 2 r - m or 2 r + m, so that the residue stays within m.
+        const U64x8 sign = broadcast(u64(1) << 63);
+        const F64x8 signed_m = f64_of_bits((bits_of(rest) & sign) | bits_of(m));
+        return add_masked(doubled, rest, rest - signed_m);
+    } else {
+        return add_masked(doubled, rest, rest);
+    }
+}
+
+// n_squarings: the power of the leading bits, 2^(x >> n_squarings), is set up directly.
+template <Power kind>
+TREL_INLINE void power_of_flight(double* out, const double* m, const double* inverse, const u64* x,
+                                 u64 n_squarings) {
+    F64x8 r[kFlight];
+    TREL_UNROLL
+    for (u64 v = 0; v < kFlight; v++) {
+        const U64x8 leading = shift_right(load(x + 8 * v), static_cast<unsigned>(n_squarings));
+        const F64x8 power = f64_of_bits(shift_left(leading, 52) + broadcast(kOne));
+        const F64x8 q = rounded(fma(power, load(inverse + 8 * v), broadcast(kRounder)));
+        r[v] = fnma(q, load(m + 8 * v), power);
+    }
+    TREL_KEEP_LOOP
+    for (u64 s = n_squarings; s > 0; s--) {
+        const U64x8 bit = broadcast(u64(1) << (s - 1));
+        TREL_UNROLL
+        for (u64 v = 0; v < kFlight; v++) {
+            r[v] =
+                square_and_double<kind>(r[v], load(m + 8 * v), load(inverse + 8 * v), load(x + 8 * v), bit);
+        }
+    }
+    TREL_UNROLL
+    for (u64 v = 0; v < kFlight; v++) store(out + 8 * v, r[v]);
+}
+
+// Six leading bits where 2^63 / m is below 2^51 (with room for the error of the inverse), else five. x >= 1.
+TREL_INLINE u64 squarings_of(u64 x, u64 m) {
+    const u64 n_leading = m >= u64(1) << 13 ? 6 : 5;
+    const u64 n = bits_in(x);
+    return n > n_leading ? n - n_leading : 0;
+}
+
+template <Power kind>
+void power(BbpTile& tile, const BbpTerms& terms) noexcept {
+    alignas(64) u64 x[8 * kFlight];
+    constexpr u64 kTerms = 8 * kFlight;
+    const u64 n = whole_groups(terms.n);
+    U64x8 divisors = ramp(terms.divisor, terms.divisor_step);
+    U64x8 exponents = ramp(terms.exponent, u64(0) - terms.exponent_step);
+    const U64x8 divisor_step = broadcast(8 * terms.divisor_step);
+    const U64x8 exponent_step = broadcast(8 * terms.exponent_step);
+    for (u64 i = 0; i < n; i += kTerms) {
+        for (u64 v = 0; v < kFlight; v++) {
+            const F64x8 m = f64_of_52(divisors);
+            store(tile.m + i + 8 * v, m);
+            store(tile.inverse + i + 8 * v, broadcast(1.0) / m);
+            store(x + 8 * v, exponents);
+            divisors = divisors + divisor_step;
+            exponents = exponents - exponent_step;
+        }
+        const u64 m0 = terms.divisor + i * terms.divisor_step;
+        // The first lane has the largest exponent. Lanes behind the last term compute anything at all.
+        const u64 n_squarings = i < terms.n ? squarings_of(x[0], m0) : 0;
+        const bool exact = m0 + kTerms * terms.divisor_step <= kExactLimit;
+        if (kind == Power::a && exact) {
+            power_of_flight<Power::exact>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
+        } else {
+            power_of_flight<kind>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
+        }
+    }
+    for (u64 i = terms.n; i < n; i++) tile.r[i] = 0;
+}
+
+void limbs(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept {
+    n = whole_groups(n);
+    for (u64 i = 0; i < n; i += 8 * kLimbFlight) {
+        F64x8 r[kLimbFlight];
+        alignas(64) double scaled[8 * kLimbFlight];
+        const double* const m = tile.m + i;
+        TREL_UNROLL
+        for (u64 v = 0; v < kLimbFlight; v++) {
+            r[v] = load(tile.r + i + 8 * v);
+            store(scaled + 8 * v, load(tile.inverse + i + 8 * v) * broadcast(k2_48));
+        }
+        TREL_KEEP_LOOP
+        for (u64 j = 0; j < n_limbs; j++) {
+            U64x8 sum = load(sums + 8 * j) - broadcast(kLimbFlight * kRounderBits);
+            TREL_UNROLL
+            for (u64 v = 0; v < kLimbFlight; v++) {
+                // The integer q stands in the low bits of its biased form; the bias was taken off above.
+                const F64x8 biased = fma(r[v], load(scaled + 8 * v), broadcast(kRounder));
+                sum = sum + bits_of(biased);
+                r[v] = fnma(rounded(biased), load(m + 8 * v), r[v] * broadcast(k2_48));
+            }
+            store(sums + 8 * j, sum);
+        }
+        U64x8 above = zero_u64();  // where q was rounded up
+        TREL_UNROLL
+        for (u64 v = 0; v < kLimbFlight; v++) {
+            above = above + shift_right(bits_of(r[v]), 63);
+            store(tile.r + i + 8 * v, r[v]);
+        }
+        if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+    }
+}
+
+// ---- mode C
+
+// The nearest double to x, -2^62 <= x < 2^62 in two's complement.
+TREL_INLINE F64x8 f64_of_i62(U64x8 x) {
+    const U64x8 y = x + broadcast(u64(1) << 62);
+    const F64x8 high = f64_of_52(shift_right(y, 32)) - broadcast(1073741824.0);
+    return fma(high, broadcast(4294967296.0), f64_of_52(y & broadcast(u64(0xffffffff))));
+}
+// q is the nearest integer to r 2^48 / m but for an error below 1/5; returns r 2^48 - q m.
+TREL_INLINE U64x8 next_limb(U64x8 r, U64x8 m, F64x8 scaled_inverse, U64x8& q) {
+    q = bits_of(fma(f64_of_i62(r), scaled_inverse, broadcast(kRounder))) - broadcast(kRounderBits);
+    return shift_left(r, 48) - mul_lo(q, m);
+}
+
+// r r 2^bit / 2^64 modulo m, for 0 <= r < 2 m: two steps of Montgomery's reduction by 32 bits each. m_high =
+// m >> 32, m_inverse m = 1 modulo 2^32.
+//   r r = p0 + 2^33 p1 + 2^64 p2.   Each step takes off the multiple u m that has the same low 32 bits; these
+// need not be computed. The result lies in (-m, m / 2), and m is added where it is negative.
+TREL_INLINE U64x8 montgomery_square(U64x8 r, U64x8 m, U64x8 m_high, U64x8 m_inverse, U64x8 x, U64x8 bit) {
+    const U64x8 r_high = shift_right(r, 32);
+    const U64x8 p0 = mul_32(r, r), p1 = mul_32(r, r_high), p2 = mul_32(r_high, r_high);
+    const U64x8 u0 = mul_32(p0, m_inverse);
+    // -2^61 - 2^32 < middle < 2^63; 2^62 more makes it a plain number.
+    const U64x8 middle = shift_right(p0, 32) - shift_right(mul_32(u0, m), 32) + (p1 + p1) -
+                         mul_32(u0, m_high) + broadcast(u64(1) << 62);
+    const U64x8 u1 = mul_32(middle, m_inverse);
+    const U64x8 rest = p2 + shift_right(middle, 32) - shift_right(mul_32(u1, m), 32) - mul_32(u1, m_high) -
+                       broadcast(u64(1) << 30);
+    // As plain numbers, negative ones are the largest.
+    const U64x8 reduced = min(rest, rest + m);
+    return add_masked(has_bit(x, bit), reduced, reduced);
+}
+
+constexpr u64 kFlightC = kWide ? 8 : 2;
+
+void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
+    constexpr u64 kTerms = 8 * kFlightC;
+    const u64 n = whole_groups(terms.n);
+    U64x8 divisors = ramp(terms.divisor, terms.divisor_step);
+    // Montgomery's squaring takes 2^(64 + z) to 2^(64 + 2 z): z goes to x - 64 by the bits of x - 64, which
+    // may be negative.
+    U64x8 exponents = ramp(terms.exponent - 64, u64(0) - terms.exponent_step);
+    const U64x8 divisor_step = broadcast(8 * terms.divisor_step);
+    const U64x8 exponent_step = broadcast(8 * terms.exponent_step);
+    for (u64 i = 0; i < n; i += kTerms) {
+        U64x8 r[kFlightC];
+        alignas(64) u64 x[kTerms], m_high[kTerms], m_inverse[kTerms];
+        const u64* const m = tile.m + i;
+        const u64 x0 = terms.exponent - i * terms.exponent_step;
+        const u64 n_bits = i < terms.n && x0 >= 64 ? bits_in(x0 - 64) : 0;
+        const u64 n_squarings = n_bits > 5 ? n_bits - 5 : 0;
+        TREL_UNROLL
+        for (u64 v = 0; v < kFlightC; v++) {
+            store(tile.m + i + 8 * v, divisors);
+            store(m_high + 8 * v, shift_right(divisors, 32));
+            store(x + 8 * v, exponents);
+            // m^-1 modulo 2^32: 5 bits, and each step doubles them.
+            U64x8 inverse = (divisors + divisors + divisors) ^ broadcast(u64(2));
+            for (int step = 0; step < 3; step++) {
+                inverse = mul_32(inverse, broadcast(u64(2)) - mul_32(inverse, divisors));
+            }
+            store(m_inverse + 8 * v, inverse);
+            const F64x8 reciprocal = broadcast(1.0) / f64_of_i62(divisors);
+            store(tile.inverse + i + 8 * v, reciprocal);
+            // The leading bits as z = -63 .. 31, by an arithmetic shift. 2^(64 + z) comes in two steps, 2^(16
+            // + z) modulo m and a limb; below z = -16 it fits by itself.
+            const U64x8 lead =
+                shift_right(exponents + broadcast(u64(1) << 62), static_cast<unsigned>(n_squarings)) -
+                broadcast((u64(1) << 62) >> n_squarings);
+            const F64x8 power = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 16)), 52));
+            const Mask8 whole = less(lead + broadcast(u64(64)), broadcast(u64(48)));
+            const F64x8 small = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 64)), 52));
+            const F64x8 first = select(whole, power, small);
+            const U64x8 q = i64_of_f64(first * reciprocal);
+            const U64x8 start = i64_of_f64(first) - mul_lo(q, divisors);
+            U64x8 limb;
+            const U64x8 scaled = next_limb(start, divisors, reciprocal * broadcast(k2_48), limb);
+            const U64x8 signed_r = select(whole, scaled, start);
+            r[v] = min(signed_r, signed_r + divisors);
+            divisors = divisors + divisor_step;
+            exponents = exponents - exponent_step;
+        }
+        TREL_KEEP_LOOP
+        for (u64 s = n_squarings; s > 0; s--) {
+            const U64x8 bit = broadcast(u64(1) << (s - 1));
+            TREL_UNROLL
+            for (u64 v = 0; v < kFlightC; v++) {
+                r[v] = montgomery_square(r[v], load(m + 8 * v), load(m_high + 8 * v), load(m_inverse + 8 * v),
+                                         load(x + 8 * v), bit);
+            }
+        }
+        TREL_UNROLL
+        for (u64 v = 0; v < kFlightC; v++) store(tile.r + i + 8 * v, r[v]);
+    }
+    for (u64 i = terms.n; i < n; i++) tile.r[i] = 0;
+}
+
+void limbs_c(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept {
+    constexpr u64 kVectors = 4;
+    n = whole_groups(n);
+    for (u64 i = 0; i < n; i += 8 * kVectors) {
+        U64x8 r[kVectors], m[kVectors];
+        F64x8 scaled[kVectors];
+        TREL_UNROLL
+        for (u64 v = 0; v < kVectors; v++) {
+            r[v] = load(tile.r + i + 8 * v);
+            m[v] = load(tile.m + i + 8 * v);
+            scaled[v] = load(tile.inverse + i + 8 * v) * broadcast(k2_48);
+        }
+        TREL_KEEP_LOOP
+        for (u64 j = 0; j < n_limbs; j++) {
+            U64x8 sum = load(sums + 8 * j);
+            TREL_UNROLL
+            for (u64 v = 0; v < kVectors; v++) {
+                U64x8 q;
+                r[v] = next_limb(r[v], m[v], scaled[v], q);
+                sum = sum + q;
+            }
+            store(sums + 8 * j, sum);
+        }
+        U64x8 above = zero_u64();
+        TREL_UNROLL
+        for (u64 v = 0; v < kVectors; v++) {
+            above = above + shift_right(r[v], 63);
+            store(tile.r + i + 8 * v, r[v]);
+        }
+        if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+    }
+}
+
+#define TREL_NAME_(x) #x
+#define TREL_NAME(x) TREL_NAME_(x)
+
+}  // namespace
+
+constinit const kalvor::BbpKernels bbp_kernels{
+    TREL_NAME(TREL_ISA), power<Power::a>, power<Power::b>, limbs, power_c, limbs_c};
+
+}  // namespace trel::TREL_ISA
