@@ -36,6 +36,8 @@ set(KALVOR_NOT_MERGED
     tests/arith/hnt/hnt_test
     tests/base/status/linear_network_node_test
     tests/digits/convert/overlap_test
+    tests/digits/files/digit_packing_test
+    tests/digits/files/kvd_[a-z_]*_test
     tests/digits/files/text_files_test
     tests/digits/files/word_digits_test
     tests/platform/fileio/fault_sweep_test

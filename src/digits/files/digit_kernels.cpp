@@ -11,6 +11,12 @@ extern const kalvor::DigitKernels digit_kernels;
 
 namespace kalvor {
 
+bool are_digits(const trel::u8* values, trel::u64 n, trel::u32 radix) {
+    trel::u8 largest = 0;
+    for (trel::u64 i = 0; i < n; i++) largest = largest < values[i] ? values[i] : largest;
+    return largest < radix;
+}
+
 const DigitKernels& digit_kernels(trel::Isa isa) {
     return TREL_TABLE(isa, digit_kernels);
 }

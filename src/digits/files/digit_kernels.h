@@ -19,6 +19,9 @@ struct DigitKernels {
     void (*count)(trel::u64* counts, const trel::u8* values, trel::u64 n, trel::u32 radix) noexcept;
 };
 
+// Whether every value is below the radix.
+bool are_digits(const trel::u8* values, trel::u64 n, trel::u32 radix);
+
 const DigitKernels& digit_kernels(trel::Isa isa);
 // The level in use.
 const DigitKernels& digit_kernels();

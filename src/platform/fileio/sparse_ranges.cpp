@@ -25,6 +25,24 @@ bool SparseRanges::covers(u64 begin, u64 end) const {
     return next != end_of_.begin() && std::prev(next)->second >= end;
 }
 
+bool SparseRanges::overlaps(u64 begin, u64 end) const {
+    if (begin >= end) return false;
+    const auto next = end_of_.lower_bound(begin);
+    if (next != end_of_.end() && next->first < end) return true;
+    return next != end_of_.begin() && std::prev(next)->second > begin;
+}
+
+std::vector<std::pair<u64, u64>> SparseRanges::gaps(u64 begin, u64 end) const {
+    std::vector<std::pair<u64, u64>> gaps;
+    for (const auto& [from, to] : end_of_) {
+        if (begin >= end) break;
+        if (from > begin) gaps.emplace_back(begin, std::min(from, end));
+        begin = std::max(begin, to);
+    }
+    if (begin < end) gaps.emplace_back(begin, end);
+    return gaps;
+}
+
 std::vector<std::string> SparseRanges::lines() const {
     std::vector<std::string> lines{"Sparse Region:"};
     for (const auto& [begin, end] : end_of_) {

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "os/types.h"
@@ -14,6 +15,9 @@ class SparseRanges {
   public:
     void add(u64 begin, u64 end);
     bool covers(u64 begin, u64 end) const;
+    bool overlaps(u64 begin, u64 end) const;
+    // What of [begin, end) is missing, ascending.
+    std::vector<std::pair<u64, u64>> gaps(u64 begin, u64 end) const;
     // "Sparse Region:" and a line "    [s, e)" for each range.
     std::vector<std::string> lines() const;
 

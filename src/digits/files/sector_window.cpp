@@ -1,0 +1,226 @@
+#include "digits/files/sector_window.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/command_line/shown_text.h"
+#include "base/errors/exceptions.h"
+
+namespace kalvor {
+
+using trel::u64;
+using trel::u8;
+using trel::FileIO::FileException;
+using trel::FileIO::kSectorBytes;
+using trel::FileIO::PublishedFile;
+
+namespace {
+
+u64 whole_sectors(u64 bytes) {
+    return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+}
+
+}  // namespace
+
+SectorWindow::SectorWindow(std::unique_ptr<PublishedFile> own, PublishedFile* file, DigitFileShape shape,
+                           u64 window_bytes, trel::Warnings* warnings)
+    : shape_(std::move(shape)),
+      own_(std::move(own)),
+      file_(own_ ? *own_ : *file),
+      warnings_(warnings),
+      capacity_(std::max(whole_sectors(window_bytes), whole_sectors(shape_.head.size()) + kSectorBytes)) {
+    open_at(0);
+    std::memcpy(buffer_.get(), shape_.head.data(), shape_.head.size());
+    advance(shape_.head.size());
+}
+
+SectorWindow::~SectorWindow() {
+    try {
+        // What was finished and not published did not pass its check.
+        if (is_finished_ && !is_closed_) {
+            file_.leave();
+        } else {
+            close();
+        }
+    } catch (const trel::Exception& error) {
+        error.print();
+    }
+}
+
+// ---- bytes
+
+// An empty window whose cursor is at `offset`.
+void SectorWindow::open_at(u64 offset) {
+    if (buffer_.get() == nullptr) {
+        buffer_ = trel::GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
+    }
+    window_ = offset / kSectorBytes * kSectorBytes;
+    cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;
+    make_known(offset - window_);
+    cursor_ = offset - window_;
+}
+
+// Extends what is known to `end`, in whole sectors.
+void SectorWindow::make_known(u64 end) {
+    while (known_ < end) {
+        const u64 sector = known_ / kSectorBytes * kSectorBytes;
+        const u64 next = sector + kSectorBytes;
+        if (in_file_.covers(window_ + sector, window_ + next)) {
+            const trel::GuardedBuffer there(kSectorBytes, kSectorBytes);
+            file_.file().load(there.get(), window_ + sector, kSectorBytes);
+            std::memcpy(buffer_.bytes() + known_, there.bytes() + (known_ - sector), next - known_);
+        } else {
+            std::memset(buffer_.bytes() + known_, shape_.fresh, next - known_);
+        }
+        known_ = next;
+    }
+}
+
+// Brings what is new in front of `end` into the file.
+void SectorWindow::write_up_to(u64 end) {
+    end = std::min(end, dirty_end_);
+    if (dirty_begin_ >= end) return;
+    failed_ = true;  // until it is done
+    const u64 from = dirty_begin_ / kSectorBytes * kSectorBytes;
+    const u64 to = whole_sectors(end);
+    make_known(to);
+    file_.file().store(buffer_.bytes() + from, window_ + from, to - from);
+    in_file_.add(window_ + from, window_ + to);
+    dirty_begin_ = end;
+    failed_ = false;
+}
+
+void SectorWindow::write_all() {
+    write_up_to(dirty_end_);
+}
+
+// The next window; what reached over the end of this one is at its beginning.
+void SectorWindow::move_on() {
+    write_up_to(capacity_);
+    const auto beyond = [&](u64 position) { return position - std::min(position, capacity_); };
+    std::memmove(buffer_.bytes(), buffer_.bytes() + capacity_, beyond(known_));
+    window_ += capacity_;
+    cursor_ -= capacity_;
+    known_ = beyond(known_);
+    dirty_begin_ = 0;
+    dirty_end_ = beyond(dirty_end_);
+}
+
+void SectorWindow::seek(u64 offset) {
+    if (buffer_.get() != nullptr && offset >= window_ && offset - window_ <= known_) {
+        cursor_ = offset - window_;
+        return;
+    }
+    write_all();
+    open_at(offset);
+}
+
+std::span<u8> SectorWindow::room(u64 unit) {
+    if (cursor_ >= capacity_) move_on();
+    return {buffer_.bytes() + cursor_, (capacity_ - cursor_ + unit - 1) / unit * unit};
+}
+
+void SectorWindow::advance(u64 bytes) {
+    if (bytes == 0) return;
+    const u64 from = cursor_;
+    cursor_ += bytes;
+    if (dirty_begin_ >= dirty_end_) {
+        dirty_begin_ = from;
+        dirty_end_ = cursor_;
+    } else {
+        dirty_begin_ = std::min(dirty_begin_, from);
+        dirty_end_ = std::max(dirty_end_, cursor_);
+    }
+    known_ = std::max(known_, cursor_);
+    end_ = std::max(end_, window_ + cursor_);
+}
+
+u8* SectorWindow::known(u64 bytes) {
+    if (cursor_ >= capacity_) move_on();
+    make_known(cursor_ + bytes);
+    return buffer_.bytes() + cursor_;
+}
+
+void SectorWindow::rest() {
+    if (buffer_.get() == nullptr) return;
+    write_all();
+    buffer_.free();
+    cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;
+}
+
+// Between what was written there may be whatever the disk had there before.
+void SectorWindow::fill_gaps() {
+    const trel::GuardedBuffer fresh(capacity_, kSectorBytes);
+    std::memset(fresh.get(), shape_.fresh, capacity_);
+    for (const auto& [begin, end] : in_file_.gaps(0, whole_sectors(end_))) {
+        for (u64 at = begin; at < end; at += capacity_) {
+            file_.file().store(fresh.get(), at, std::min(capacity_, end - at));
+        }
+    }
+}
+
+// ---- the end
+
+void SectorWindow::warn_incomplete() const {
+    if (warnings_ == nullptr) return;
+    std::vector<trel::Warnings::Line> lines{{"Warning, closing incomplete file", ' ', true},
+                                            {trel::CommandLine::shown_path(file_.draft_path()), 'R'}};
+    for (std::string& line : written_.lines()) lines.push_back({std::move(line), 'R'});
+    warnings_->add(std::move(lines));
+}
+
+void SectorWindow::finish_locked() {
+    write_all();
+    failed_ = true;  // until it is done
+    file_.complete(shape_.bytes);
+    failed_ = false;
+    is_finished_ = true;
+}
+
+void SectorWindow::finish(const char* function) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (is_closed_ || is_finished_) return;
+    if (!is_complete()) {
+        throw FileException(function, "Not all digits were written.", file_.draft_path());
+    }
+    finish_locked();
+}
+
+void SectorWindow::require_finished(const char* function) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!is_finished_) throw trel::InvalidParametersException(function, "The file is not finished.");
+}
+
+void SectorWindow::publish() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    is_closed_ = true;
+    file_.publish();
+}
+
+void SectorWindow::abandon() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    is_closed_ = true;
+}
+
+void SectorWindow::close() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (is_closed_) return;
+    is_closed_ = true;
+    // Whatever fails, the file is not left open for a second attempt.
+    struct Closer {
+        PublishedFile& file;
+        ~Closer() { file.leave(); }
+    } closer{file_};
+    if (is_finished_ || is_complete()) {
+        if (!is_finished_) finish_locked();
+        file_.publish();
+        return;
+    }
+    warn_incomplete();
+    if (failed_) return;
+    write_all();
+    fill_gaps();
+    file_.complete(end_);
+}
+
+}  // namespace kalvor
