@@ -8,6 +8,7 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "constants/catalog/catalog.h"
 #include "support/capture_console.h"
 #include "support/scratch_folder.h"
 
@@ -171,7 +172,7 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
     for (const auto& [algorithm, series] : {std::pair("chudnovsky", "Pi - Chudnovsky (1988):"),
                                             std::pair("ramanujan", "Pi - Ramanujan (1910):")}) {
         CustomSettings settings = settings_for(1000, folder.file("out"));
-        settings.constant = make_constant("pi");
+        settings.constant = make_constant("pi", "");
         settings.constant->select_algorithm(algorithm);
         Recorder recorder;
         const std::string log = NormalFloatSessionB(std::move(settings), recorder).run().event_log;
