@@ -32,6 +32,7 @@ endfunction()
 set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
+  constants/catalog/catalog_menu.cpp
   digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
   platform/fileio/published_file.cpp  # where the whole file is, when the prompt ends without a name

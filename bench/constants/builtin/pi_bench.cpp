@@ -70,8 +70,8 @@ void BM_PiSeries(benchmark::State& state) {
     const u64 digits = static_cast<u64>(state.range(0));
     const PiSeries series(PiSeriesKind::chudnovsky, words_for(digits));
     const BinarySplitting::PSR_SeriesB<Family> plan(series, series.precision(), 1);
-    Setup setup(plan.max_product_words(), plan.working_bytes());
-    std::vector<trel::Word> lent(plan.lent_words());
+    Setup setup(plan.needs().product_words, plan.needs().bytes);
+    std::vector<trel::Word> lent(plan.needs().result_words);
     for (auto _ : state) benchmark::DoNotOptimize(plan.run(setup.context, trel::null_status(), lent.data()));
     state.SetItemsProcessed(state.iterations() * digits);
     state.SetLabel(trel::isa_name(trel::active_isa()));

@@ -30,7 +30,7 @@ class PSR_SeriesB {
     using Series = typename F::Series;
 
     // block_limit_words: the precision, or less for less memory. The series outlives the plan. floor_bytes:
-    // what the caller takes in any case, so that working_bytes() up to it cost nothing.
+    // what the caller takes in any case, so that needs() up to it cost nothing.
     PSR_SeriesB(const Series& series, u64 block_limit_words, u64 tds, u64 floor_bytes = 0)
         : PSR_SeriesB(series, plan_equilibrium(series, block_limit_words, tds), tds, floor_bytes) {}
 
@@ -39,15 +39,15 @@ class PSR_SeriesB {
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             Capacities<F> words = accumulator_capacities(i);
             if (i % 2 == 0) {
-                lent_words_ = std::max(lent_words_, words[0]);
+                needs_.result_words = std::max(needs_.result_words, words[0]);
                 words[0] = 0;
             }
             area_words_[i % 2] = std::max(area_words_[i % 2], total_words(words));
         }
         // What the folds need with products done one by one is the least that the series can do with; the
         // blocks, and folds that keep transforms, may take as much.
-        const u64 areas = (area_words_[0] + area_words_[1]) * sizeof(Word);
-        u64 floor = floor_bytes > areas ? floor_bytes - areas : 0;
+        const u64 areas = area_words_[0] + area_words_[1];
+        u64 floor = room_above(floor_bytes, areas);
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             plans_.emplace_back(series, blocks_[i], last(i), exact(i), 1, 0);
             floor = std::max(floor, fold_needs(i, 0).above(total_words(plans_[i].capacities())).bytes);
@@ -57,11 +57,9 @@ class PSR_SeriesB {
             const u64 room = room_above(floor, words);
             plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), exact(i), tds, room);
             // The block's stack is free again when it is folded.
-            for (const Needs& needs : {plans_[i].needs(), fold_needs(i, room)}) {
-                rest_bytes_ = std::max(rest_bytes_, needs.above(words).bytes);
-                product_words_ = std::max(product_words_, needs.product_words);
-            }
+            needs_.take_maximum(plans_[i].needs().maximum(fold_needs(i, room)).above(words));
         }
+        needs_ = needs_.above(areas);
     }
 
     PSR_SeriesB(const PSR_SeriesB&) = delete;
@@ -69,12 +67,10 @@ class PSR_SeriesB {
 
     std::size_t blocks() const { return plans_.size(); }
     const BSR_BlockB<F>& block(std::size_t i) const { return plans_[i]; }
-    u64 max_product_words() const { return product_words_; }
-    // Words that the caller lends for number 0 of the result.
-    u64 lent_words() const { return lent_words_; }
-    // Of the accumulator at the front, which holds the result's other numbers, and in all.
-    u64 result_bytes() const { return area_words_[0] * sizeof(Word); }
-    u64 working_bytes() const { return (area_words_[0] + area_words_[1]) * sizeof(Word) + rest_bytes_; }
+    // The result's words are those that the caller lends for its number 0.
+    const Needs& needs() const { return needs_; }
+    // Words at the front of the memory that hold the result's other numbers.
+    u64 accumulator_words() const { return area_words_[0]; }
 
     // What a run adds to the meter of its status.
     double work() const {
@@ -94,8 +90,7 @@ class PSR_SeriesB {
     }
 
     // Sums the series, with the remarks of its plan among the run's warnings; the first number stands in
-    // `lent`, of lent_words(), the others (without the link) at the front of context.scratch, which holds
-    // working_bytes().
+    // `lent`, the others (without the link) at the front of context.scratch. Both hold needs().
     FloatRange<F> run(const MultiplyContext& context, Status& status, Word* lent) const {
         context.parallel.warn(remarks_);
         AlignedBufferC memory = context.scratch;
@@ -174,10 +169,8 @@ class PSR_SeriesB {
     PsrBlocks blocks_;
     std::vector<trel::Warnings::Line> remarks_;
     std::vector<BSR_BlockB<F>> plans_;
-    u64 lent_words_ = 0;
     u64 area_words_[2] = {0, 0};
-    u64 rest_bytes_ = 0;
-    u64 product_words_ = 0;
+    Needs needs_;
 };
 
 }  // namespace kalvor::BinarySplitting

@@ -67,9 +67,8 @@ class SeriesEvaluator final : public Evaluator {
                request.tds,
                std::max(request.free_bytes,
                         value_.needs().above(trel::round_up_8(series_->precision() + 6)).bytes)) {
-        needs_ = {std::max(value_.needs().result_words, sum_.lent_words()), sum_.working_bytes(),
-                  sum_.max_product_words()};
-        needs_.take_maximum(value_.needs().above(sum_.result_bytes() / sizeof(Word)));
+        needs_ = sum_.needs().maximum(value_.needs().above(sum_.accumulator_words()));
+        needs_.result_words = std::max(value_.needs().result_words, sum_.needs().result_words);
     }
 
     const Needs& needs() const override { return needs_; }
@@ -93,7 +92,7 @@ class SeriesEvaluator final : public Evaluator {
             sum = sum_.run(context, section.node(), x.buffer);
         }
         AlignedBufferC memory = context.scratch;
-        memory.spawn(sum_.result_bytes());
+        memory.spawn_words(sum_.accumulator_words());
         value_.run(context.with_scratch(memory), status, sum[0], sum[1], x);
     }
 

@@ -27,6 +27,8 @@ class ConstantFactory {
     // From the whole "Constant" object, whose token has been looked at. By default the keys "Constant",
     // "Argument" if there is one, and "Algorithm", and no others; integers are taken as their text.
     virtual std::unique_ptr<Constant> load(const trel::Config::Object& object) const;
+    // Once it is chosen from the menu: asks for what it wants to know. nullptr: the user cancelled.
+    virtual std::unique_ptr<Constant> ask() const { return make({}); }
 };
 
 // The factory of a class that its argument makes.

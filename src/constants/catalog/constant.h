@@ -65,6 +65,8 @@ class Constant : public EvaluatorFactory {
     std::vector<std::string> algorithm_tokens() const;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
     void select_algorithm(std::string_view token);
+    // Lists them, asks for one and selects it. Throws EndOfStreamException when nobody answers.
+    void algorithm_menu();
 
     virtual u64 min_decimal_digits() const { return 100; }
     virtual u64 max_decimal_digits() const { return 1000000000000000; }

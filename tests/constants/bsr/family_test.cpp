@@ -148,8 +148,8 @@ TEST(FourNumbersTest, AWholeSeriesInBlocks) {
         for (const u64 tds : {1, 2}) {
             const PSR_SeriesB<harmonic::Family> sum(series, limit, tds);
             SCOPED_TRACE(testing::Message() << sum.blocks() << " blocks, tds=" << tds);
-            EXPECT_EQ(sum.lent_words(), 0u);  // the first number is not needed
-            Scratch memory(sum.working_bytes());
+            EXPECT_EQ(sum.needs().result_words, 0u);  // the first number is not needed
+            Scratch memory(sum.needs().bytes);
             const FloatRange<harmonic::Family> got =
                 sum.run({{thread_framework(), tds}, memory.view(), nullptr}, trel::null_status(), nullptr);
             EXPECT_TRUE(memory.guards_intact());
