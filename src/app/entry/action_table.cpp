@@ -5,7 +5,7 @@
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"

@@ -8,7 +8,7 @@
 
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
-#include "app/session/custom_settings_object.h"
+#include "app/settings/compute_settings_object.h"
 #include "base/command_line/refusal.h"
 #include "base/command_line/shown_text.h"
 #include "base/config/section.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/entry/action_table.h"
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
 #include "base/command_line/suggestion.h"

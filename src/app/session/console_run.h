@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 
 namespace kalvor {
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "digits/output/float_writer.h"
 
 namespace kalvor {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "app/record/run_record.h"
-#include "app/session/custom_settings.h"
 #include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
+#include "app/settings/compute_settings.h"
 #include "base/clock/timer.h"
 #include "base/status/status.h"
 #include "base/status/terminal.h"

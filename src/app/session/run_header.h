@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/record/run_record.h"
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "base/status/status.h"
 
 namespace kalvor {

@@ -7,7 +7,7 @@
 
 #include "app/entry/action_table.h"
 #include "app/entry/usage.h"
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 #include "base/command_line/console_settings.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/framework_registry.h"

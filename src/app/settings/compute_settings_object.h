@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "base/config/node.h"
 
 namespace kalvor {

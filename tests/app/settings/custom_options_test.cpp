@@ -1,4 +1,4 @@
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "app/session/custom_settings_object.h"
+#include "app/settings/compute_settings_object.h"
 
 #include <gtest/gtest.h>
 

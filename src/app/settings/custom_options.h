@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/parameter_list.h"
 

@@ -1,4 +1,4 @@
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 
 #include "base/command_line/console_settings.h"
 #include "base/command_line/shown_text.h"

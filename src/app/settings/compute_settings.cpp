@@ -1,4 +1,4 @@
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 
 #include "base/console/console.h"
 

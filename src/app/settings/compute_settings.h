@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "app/session/compute_size.h"
+#include "app/settings/compute_size.h"
 #include "constants/catalog/constant.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/parallelism_settings.h"
