@@ -41,8 +41,8 @@ struct ConfigAction {
 };
 
 ConfigJob build_custom_compute(const Object& root) {
-    const Section section = Section(root, "", known_custom_values).section("CustomCompute");
-    auto settings = std::make_shared<CustomSettings>(load_custom_settings(section.object()));
+    const Section section = Section(root, "", known_compute_values).section("CustomCompute");
+    auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object()));
     return [settings] { run_on_console(std::move(*settings)); };
 }
 

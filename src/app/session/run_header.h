@@ -11,7 +11,7 @@ namespace kalvor {
 
 // The machine, the constant with its algorithm, the digits, the mode, the tasks and the start time of the
 // record. mode: "Ram Only"
-void print_run_header(const CustomSettings& settings, const RunRecord& record, const std::string& mode,
+void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
                       trel::Status& status);
 
 }  // namespace kalvor

@@ -25,7 +25,7 @@ double speed_of(const trel::ParallelismSettings& parallelism) {
 
 }  // namespace
 
-std::vector<WorkPhase> run_work(const RunPlan& plan, const CustomSettings& settings) {
+std::vector<WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& settings) {
     const std::vector<WorkPhase> constant = plan.constant->work();
     if (constant.empty()) return {};
     const double speed = speed_of(settings.parallelism);

@@ -12,10 +12,10 @@
 
 namespace kalvor {
 
-struct CustomSettings {
+struct ComputeSettings {
     // Pi by its first algorithm to 50,000,000 digits, output and verification on, the machine's default
     // tasks, "mmap".
-    CustomSettings();
+    ComputeSettings();
 
     std::unique_ptr<Constant> constant;
     ComputeSize size;

@@ -17,7 +17,7 @@ using trel::Config::Section;
 
 namespace {
 
-void load_constant(CustomSettings& settings, const Section& section) {
+void load_constant(ComputeSettings& settings, const Section& section) {
     constexpr const char* kContext = "Custom Compute";
     section.read([&](const Object& object) {
         settings.constant = make_constant(object.get_string("Constant", kContext));
@@ -29,7 +29,7 @@ void load_constant(CustomSettings& settings, const Section& section) {
     });
 }
 
-void load_size(CustomSettings& settings, const Section& section) {
+void load_size(ComputeSettings& settings, const Section& section) {
     constexpr const char* kContext = "Computation Size";
     section.read([&](const Object& object) {
         settings.set_decimal_digits(object.get_integer("DecimalDigits", kContext));
@@ -37,7 +37,7 @@ void load_size(CustomSettings& settings, const Section& section) {
     });
 }
 
-void load_output(CustomSettings& settings, const Section& section) {
+void load_output(ComputeSettings& settings, const Section& section) {
     constexpr const char* kContext = "Output Format";
     section.read([&](const Object& object) {
         settings.path = object.get_string("Path", kContext);
@@ -62,7 +62,7 @@ void check_mode(const std::string& mode) {
 
 }  // namespace
 
-std::vector<std::string> known_custom_values(const std::string& key) {
+std::vector<std::string> known_compute_values(const std::string& key) {
     if (key == "Constant") return constant_tokens();
     if (key == "Algorithm") return make_constant(constant_tokens().front())->algorithm_tokens();
     if (key == "Mode") return {"ram"};
@@ -71,13 +71,13 @@ std::vector<std::string> known_custom_values(const std::string& key) {
     return {};
 }
 
-CustomSettings load_custom_settings(const Object& object) {
-    const Section section(object, "CustomCompute", known_custom_values);
+ComputeSettings load_compute_settings(const Object& object) {
+    const Section section(object, "CustomCompute", known_compute_values);
     section.read([](const Object& o) {
         o.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator",
                       "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
     });
-    CustomSettings settings;
+    ComputeSettings settings;
     load_constant(settings, section.section("Constant", "Custom Compute"));
     load_size(settings, section.section("ComputeSize", "Computation Size"));
     load_output(settings, section.section("Output", "Output Format"));
@@ -96,7 +96,7 @@ CustomSettings load_custom_settings(const Object& object) {
     return settings;
 }
 
-std::unique_ptr<Object> save_custom_settings(const CustomSettings& settings) {
+std::unique_ptr<Object> save_compute_settings(const ComputeSettings& settings) {
     auto object = std::make_unique<Object>();
     Object& constant = object->add_object("Constant");
     constant.add_string("Constant", settings.constant->token());

@@ -18,12 +18,12 @@ namespace kalvor {
 //
 // Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
 // InvalidParametersException for values that cannot be used, FileException "Path is not writable.".
-CustomSettings load_custom_settings(const trel::Config::Object& object);
+ComputeSettings load_compute_settings(const trel::Config::Object& object);
 
 // The names that a key of these settings may have; empty for other keys.
-std::vector<std::string> known_custom_values(const std::string& key);
+std::vector<std::string> known_compute_values(const std::string& key);
 
 // The same object again: the seven required keys, in their order. Loading it gives equal settings.
-std::unique_ptr<trel::Config::Object> save_custom_settings(const CustomSettings& settings);
+std::unique_ptr<trel::Config::Object> save_compute_settings(const ComputeSettings& settings);
 
 }  // namespace kalvor

@@ -221,9 +221,9 @@ void choose_threads(CustomChoices& choices) {
                            'Y');
 }
 
-CustomSettings parse_custom_options(ParameterList& parameters) {
+ComputeSettings parse_custom_options(ParameterList& parameters) {
     CustomChoices choices;
-    CustomSettings& settings = choices.settings;
+    ComputeSettings& settings = choices.settings;
     settings.constant = read_constant(parameters);
     parameters.advance();
     while (parameters.has_more()) {

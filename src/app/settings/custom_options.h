@@ -12,7 +12,7 @@ namespace kalvor {
 // What the options choose. Options may stand in any order, so what depends on two of them is settled after
 // the last.
 struct CustomChoices {
-    CustomSettings settings;
+    ComputeSettings settings;
     std::optional<trel::i64> decimal_digits;
     std::optional<trel::u64> threads;
     bool framework_chosen = false;
@@ -25,7 +25,7 @@ const trel::CommandLine::OptionTable<CustomChoices>& custom_option_table();
 // Reads everything behind the action word: the constant's token, then options. What cannot be used is told in
 // a sentence first; then RefusedException, InvalidParametersException and the like are thrown. An unknown
 // option prints "Invalid Parameter: " and ends the program with exit code 1.
-CustomSettings parse_custom_options(trel::CommandLine::ParameterList& parameters);
+ComputeSettings parse_custom_options(trel::CommandLine::ParameterList& parameters);
 
 // Makes the settings run on this number of threads, 1 to 65,536. One: framework "none". More: the limit of a
 // framework that has one; without one the nearest is as many tasks, which is said. A framework and a number

@@ -10,16 +10,16 @@ using trel::Config::Object;
 
 namespace {
 
-CustomSettings load(const std::string& text) {
-    return load_custom_settings(trel::Config::parse_acfg(text)->as<Object>());
+ComputeSettings load(const std::string& text) {
+    return load_compute_settings(trel::Config::parse_acfg(text)->as<Object>());
 }
 
 }  // namespace
 
-TEST(CustomSettingsObject, DefaultsInTheOrderOfTheKeys) {
-    CustomSettings settings;
+TEST(ComputeSettingsObject, DefaultsInTheOrderOfTheKeys) {
+    ComputeSettings settings;
     settings.parallelism = trel::ParallelismSettings(1);
-    EXPECT_EQ(save_custom_settings(settings)->to_acfg(),
+    EXPECT_EQ(save_compute_settings(settings)->to_acfg(),
               "{\r\n"
               "    Constant : {\r\n"
               "        Constant : \"pi\"\r\n"
@@ -49,10 +49,10 @@ TEST(CustomSettingsObject, DefaultsInTheOrderOfTheKeys) {
 }
 
 // Every setting away from its default, through the text and back.
-TEST(CustomSettingsObject, ComesBackAsItWasWritten) {
+TEST(ComputeSettingsObject, ComesBackAsItWasWritten) {
     const CaptureConsole console;
     for (const char* algorithm : {"chudnovsky", "ramanujan", "chudnovsky-reduced", "ramanujan-reduced"}) {
-        CustomSettings settings;
+        ComputeSettings settings;
         settings.constant->select_algorithm(algorithm);
         settings.set_decimal_digits(123456);
         settings.enable_hex = true;
@@ -62,8 +62,8 @@ TEST(CustomSettingsObject, ComesBackAsItWasWritten) {
         settings.parallelism.framework = trel::make_default_framework_config("spawn");
         settings.parallelism.task_decomposition = 7;
         settings.allocator = trel::make_default_allocator_config("malloc");
-        const std::string text = save_custom_settings(settings)->to_acfg();
-        const CustomSettings back = load(text);
+        const std::string text = save_compute_settings(settings)->to_acfg();
+        const ComputeSettings back = load(text);
         EXPECT_EQ(back.constant->token(), "pi");
         EXPECT_EQ(back.constant->algorithm_token(), algorithm);
         EXPECT_EQ(back.size.decimal_digits, 123456u);
@@ -75,12 +75,12 @@ TEST(CustomSettingsObject, ComesBackAsItWasWritten) {
         EXPECT_EQ(back.parallelism.framework->name(), "spawn");
         EXPECT_EQ(back.parallelism.task_decomposition, 7u);
         EXPECT_EQ(back.allocator->name(), "malloc");
-        EXPECT_EQ(save_custom_settings(back)->to_acfg(), text);
+        EXPECT_EQ(save_compute_settings(back)->to_acfg(), text);
     }
 }
 
-TEST(CustomSettingsObject, TokensAreNamesNotNumbers) {
-    CustomSettings settings;
+TEST(ComputeSettingsObject, TokensAreNamesNotNumbers) {
+    ComputeSettings settings;
     settings.constant->select_algorithm("3");
     EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan-reduced");
 }

@@ -12,7 +12,7 @@ using trel::CommandLine::ParameterList;
 
 namespace {
 
-CustomSettings parse(std::vector<std::string> words) {
+ComputeSettings parse(std::vector<std::string> words) {
     words.insert(words.begin(), {"kalvor", "pi"});
     ParameterList parameters(words);
     return parse_custom_options(parameters);
@@ -20,7 +20,7 @@ CustomSettings parse(std::vector<std::string> words) {
 
 std::string summary(std::vector<std::string> words) {
     const CaptureConsole console;
-    const CustomSettings settings = parse(std::move(words));
+    const ComputeSettings settings = parse(std::move(words));
     const trel::ParallelismSettings& p = settings.parallelism;
     return p.framework->name() + " " + std::to_string(p.task_decomposition) + " / " +
            std::to_string(p.framework->worker_threads());
@@ -30,8 +30,8 @@ std::string summary(std::vector<std::string> words) {
 
 TEST(CustomOptions, InAnyOrder) {
     CaptureConsole console;
-    const CustomSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
-                                    "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
+    const ComputeSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
+                                     "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
     EXPECT_EQ(console.take(), "");
     EXPECT_EQ(s.size.decimal_digits, 1234u);
     EXPECT_TRUE(s.enable_hex);
@@ -48,11 +48,11 @@ TEST(CustomOptions, InAnyOrder) {
 
 TEST(CustomOptions, WhatMayBeRefusedMayBeChosen) {
     const CaptureConsole console;
-    const CustomSettings none = parse({"-dec:100"});
+    const ComputeSettings none = parse({"-dec:100"});
     EXPECT_FALSE(none.overwrite);
     EXPECT_FALSE(none.minimum_space.has_value());
     EXPECT_FALSE(none.force);
-    const CustomSettings on = parse({"-dec:100", "-overwrite:1", "-minspace", "-force:yes"});
+    const ComputeSettings on = parse({"-dec:100", "-overwrite:1", "-minspace", "-force:yes"});
     EXPECT_TRUE(on.overwrite);
     EXPECT_EQ(on.minimum_space, std::optional<bool>(true));
     EXPECT_TRUE(on.force);
