@@ -12,6 +12,7 @@
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/console/error_output.h"
+#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 

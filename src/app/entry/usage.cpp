@@ -11,6 +11,7 @@
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
+#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 

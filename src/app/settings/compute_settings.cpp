@@ -1,6 +1,7 @@
 #include "app/settings/compute_settings.h"
 
 #include "base/console/console.h"
+#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 
@@ -12,7 +13,7 @@ constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
 }  // namespace
 
 ComputeSettings::ComputeSettings()
-    : constant(make_constant("pi")),
+    : constant(make_constant("pi", "")),
       size(ComputeSize::from_decimal(kDefaultDecimalDigits)),
       allocator(trel::make_default_allocator_config(trel::kDefaultAllocator)) {}
 

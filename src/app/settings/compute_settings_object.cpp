@@ -5,29 +5,17 @@
 #include "base/command_line/shown_text.h"
 #include "base/config/section.h"
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/memory/allocator.h"
 
 namespace kalvor {
 
 using trel::InvalidParametersException;
-using trel::Config::NodeType;
 using trel::Config::Object;
 using trel::Config::Section;
 
 namespace {
-
-void load_constant(ComputeSettings& settings, const Section& section) {
-    constexpr const char* kContext = "Custom Compute";
-    section.read([&](const Object& object) {
-        settings.constant = make_constant(object.get_string("Constant", kContext));
-        // A number is its text: "1" is a token too.
-        const trel::Config::Node& algorithm = object.get("Algorithm");
-        settings.constant->select_algorithm(algorithm.type() == NodeType::integer
-                                                ? std::to_string(algorithm.as<trel::Config::Integer>().value)
-                                                : algorithm.as<trel::Config::String>(kContext).value);
-    });
-}
 
 void load_size(ComputeSettings& settings, const Section& section) {
     constexpr const char* kContext = "Computation Size";
@@ -64,7 +52,7 @@ void check_mode(const std::string& mode) {
 
 std::vector<std::string> known_compute_values(const std::string& key) {
     if (key == "Constant") return constant_tokens();
-    if (key == "Algorithm") return make_constant(constant_tokens().front())->algorithm_tokens();
+    if (key == "Algorithm") return make_constant(constant_tokens().front(), "")->algorithm_tokens();
     if (key == "Mode") return {"ram"};
     if (key == "Framework") return trel::framework_names();
     if (key == "Allocator") return trel::allocator_names();
@@ -78,7 +66,9 @@ ComputeSettings load_compute_settings(const Object& object) {
                       "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
     });
     ComputeSettings settings;
-    load_constant(settings, section.section("Constant", "Custom Compute"));
+    section.section("Constant", "Custom Compute").read([&](const Object& constant) {
+        settings.constant = load_constant(constant);
+    });
     load_size(settings, section.section("ComputeSize", "Computation Size"));
     load_output(settings, section.section("Output", "Output Format"));
     section.read([&](const Object& o) {
@@ -98,9 +88,7 @@ ComputeSettings load_compute_settings(const Object& object) {
 
 std::unique_ptr<Object> save_compute_settings(const ComputeSettings& settings) {
     auto object = std::make_unique<Object>();
-    Object& constant = object->add_object("Constant");
-    constant.add_string("Constant", settings.constant->token());
-    constant.add_string("Algorithm", settings.constant->algorithm_token());
+    object->add_node("Constant", settings.constant->to_config());
     Object& size = object->add_object("ComputeSize");
     size.add_integer("DecimalDigits", static_cast<trel::i64>(settings.size.decimal_digits));
     size.add_bool("EnableHexDigits", settings.enable_hex);

@@ -7,6 +7,7 @@
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 
@@ -143,7 +144,7 @@ bool set_thread_limit(trel::ParallelismSettings& parallelism, u64 threads) {
 std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
     const std::string& raw = parameters.current_raw();
     try {
-        return make_constant(parameters.current().first);
+        return make_constant(parameters.current().first, parameters.current_value());
     } catch (...) {
         const std::vector<std::string> known = constant_tokens();
         std::string text;

@@ -1,35 +1,35 @@
 #include "constants/catalog/constant.h"
 
 #include "base/errors/exceptions.h"
-#include "base/registry/named.h"
 
 namespace kalvor {
-namespace {
-
-trel::Named<ConstantFactory>& constants() {
-    static constexpr const char* kMenuOrder[] = {"pi"};
-    static trel::Named<ConstantFactory> constants("Duplicate Constant: ", kMenuOrder);
-    return constants;
-}
-
-}  // namespace
 
 ConstantPlan::~ConstantPlan() = default;
 Constant::~Constant() = default;
 
-std::unique_ptr<Constant> make_constant(const std::string& token) {
-    if (token.empty()) throw trel::InvalidParametersException("make_constant()", "Invalid constant token.");
-    const ConstantFactory* const factory = constants().find(token);
-    if (!factory) throw trel::InvalidParametersException("make_constant()", "Invalid Constant: " + token);
-    return (*factory)();
+std::vector<std::string> Constant::algorithm_tokens() const {
+    std::vector<std::string> tokens;
+    for (const AlgorithmRow& row : algorithms()) tokens.push_back(row.token);
+    return tokens;
 }
 
-std::vector<std::string> constant_tokens() {
-    return constants().names();
+void Constant::select_algorithm(std::string_view token) {
+    for (const AlgorithmRow& row : algorithms()) {
+        if (token == row.token || token == std::to_string(row.number)) {
+            algorithm_ = row.number;
+            return;
+        }
+    }
+    throw trel::InvalidParametersException("Constant::select_algorithm()",
+                                           "Invalid Algorithm: " + std::string(token));
 }
 
-void register_constant(const std::string& token, ConstantFactory factory) {
-    constants().add(token, factory);
+std::unique_ptr<trel::Config::Object> Constant::to_config() const {
+    auto object = std::make_unique<trel::Config::Object>();
+    object->add_string("Constant", token());
+    if (argument()) object->add_integer("Argument", *argument());
+    object->add_string("Algorithm", algorithm_token());
+    return object;
 }
 
 }  // namespace kalvor

@@ -1,19 +1,24 @@
-// What the session knows of a constant: its names, its bounds, what a computation of it needs, and how to run
-// it.
+// What the session knows of a constant: its names, its bounds, its algorithms, what a computation of it
+// needs, and how to run it.
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
+#include "base/config/node.h"
 #include "base/console/colors.h"
 #include "base/status/status.h"
 
 namespace kalvor {
 
 using trel::BigFloat;
+using trel::i64;
 using trel::MultiplyContext;
 using trel::Status;
 using trel::u64;
@@ -39,42 +44,68 @@ class ConstantPlan {
     virtual void run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
 };
 
+enum class CatalogGroup { fast, moderate, slow, other };
+
+// A constant as menus show it and settings name it, whether this version computes it or not.
+struct CatalogRow {
+    u64 number;                                // in the menu
+    std::span<const std::string_view> tokens;  // one or more; settings files get the first
+    trel::Console::ColorLetter color;
+    std::string_view name;
+    std::string_view value;       // the first digits; empty where they depend on an argument
+    std::string_view difficulty;  // with its leading blanks
+    CatalogGroup group;
+};
+
+// One way to compute a constant.
+struct AlgorithmRow {
+    u64 number;         // in the menu; a token too
+    std::string token;  // of settings files
+    std::string name_short, name_long;
+    std::string note;  // behind the name in the menu
+};
+
+enum class ComputeMode { ram, swap };
+
 class Constant {
   public:
     virtual ~Constant();
+
+    virtual const CatalogRow& row() const = 0;
+    std::string token() const { return std::string(row().tokens.front()); }
+    trel::Console::ColorLetter color() const { return row().color; }
+
     virtual std::string name_short() const = 0;  // file names: "Pi"
     virtual std::string name_long() const = 0;   // header: "Pi"
-    virtual trel::Console::ColorLetter color() const = 0;
-    virtual std::string algorithm_short() const = 0;
-    virtual std::string algorithm_long() const = 0;
-    virtual u64 max_decimal_digits() const = 0;
-    // What make_constant() and select_algorithm() know this constant and its algorithm by.
-    virtual std::string token() const = 0;
-    virtual std::string algorithm_token() const = 0;
+    // n of Sqrt(n); nothing for most constants.
+    virtual std::optional<i64> argument() const { return std::nullopt; }
+
+    // In the order of their numbers, from 0 on; one or more.
+    virtual std::vector<AlgorithmRow> algorithms() const = 0;
+    // What the menu says below them.
+    virtual std::vector<std::string> algorithm_explanation() const { return {}; }
+    // The chosen one.
+    u64 algorithm() const { return algorithm_; }
+    std::string algorithm_token() const { return algorithms()[algorithm_].token; }
+    std::string algorithm_short() const { return algorithms()[algorithm_].name_short; }
+    std::string algorithm_long() const { return algorithms()[algorithm_].name_long; }
     // Every token that select_algorithm() takes beside their numbers, in the order of these.
-    virtual std::vector<std::string> algorithm_tokens() const = 0;
+    std::vector<std::string> algorithm_tokens() const;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
-    virtual void select_algorithm(const std::string& token) = 0;
+    void select_algorithm(std::string_view token);
+
+    virtual u64 min_decimal_digits() const { return 100; }
+    virtual u64 max_decimal_digits() const { return 1000000000000000; }
+    virtual bool supports(ComputeMode mode) const { return mode == ComputeMode::ram; }
+
+    // The "Constant" object of a settings file, from which load_constant() makes this one again.
+    virtual std::unique_ptr<trel::Config::Object> to_config() const;
+
     // precision in words, largest number of tasks
     virtual std::unique_ptr<ConstantPlan> plan(u64 precision_words, u64 tds) const = 0;
-};
 
-// By token ("pi"). Throws InvalidParametersException "Invalid constant token." / "Invalid Constant: " +
-// token.
-std::unique_ptr<Constant> make_constant(const std::string& token);
-// Every token that make_constant() takes.
-std::vector<std::string> constant_tokens();
-
-using ConstantFactory = std::unique_ptr<Constant> (*)();
-// A token that is already there is fatal: "Duplicate Constant: " and the token, exit code 1.
-void register_constant(const std::string& token, ConstantFactory factory);
-
-// Registers the constant of a class under the class's token, in a static initialiser.
-template <class C>
-struct ConstantRegistration {
-    ConstantRegistration() {
-        register_constant(C::kToken, [] { return std::unique_ptr<Constant>(std::make_unique<C>()); });
-    }
+  private:
+    u64 algorithm_ = 0;
 };
 
 }  // namespace kalvor

@@ -1,24 +1,10 @@
 #include "constants/catalog/pi_constant.h"
 
-#include "base/errors/exceptions.h"
+#include "constants/builtin/pi.h"
+#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 namespace {
-
-// In the order of PiAlgorithm; the row's number is a token too.
-struct Row {
-    const char *token, *short_name, *long_name;
-};
-constexpr Row kRows[] = {
-    {"chudnovsky", "Chudnovsky", "Chudnovsky (1988)"},
-    {"ramanujan", "Ramanujan", "Ramanujan (1910)"},
-    {"chudnovsky-reduced", "Chudnovsky (reduced)", "Chudnovsky (1988) (reduced memory)"},
-    {"ramanujan-reduced", "Ramanujan (reduced)", "Ramanujan (1910) (reduced memory)"},
-};
-
-const Row& row(PiAlgorithm algorithm) {
-    return kRows[static_cast<int>(algorithm)];
-}
 
 class Plan final : public ConstantPlan {
   public:
@@ -42,35 +28,29 @@ const ConstantRegistration<PiConstant> g_registration;
 
 }  // namespace
 
-std::string PiConstant::algorithm_short() const {
-    return row(algorithm_).short_name;
-}
-std::string PiConstant::algorithm_long() const {
-    return row(algorithm_).long_name;
+const CatalogRow& PiConstant::row() const {
+    return *catalog().find(kToken);
 }
 
-std::string PiConstant::algorithm_token() const {
-    return row(algorithm_).token;
+// Their numbers are those of PiAlgorithm.
+std::vector<AlgorithmRow> PiConstant::algorithms() const {
+    return {
+        {0, "chudnovsky", "Chudnovsky", "Chudnovsky (1988)", "(fastest)"},
+        {1, "ramanujan", "Ramanujan", "Ramanujan (1910)", "(~40% slower)"},
+        {2, "chudnovsky-reduced", "Chudnovsky (reduced)", "Chudnovsky (1988) (reduced memory)",
+         "(reduced memory)"},
+        {3, "ramanujan-reduced", "Ramanujan (reduced)", "Ramanujan (1910) (reduced memory)",
+         "(reduced memory)"},
+    };
 }
 
-std::vector<std::string> PiConstant::algorithm_tokens() const {
-    std::vector<std::string> tokens;
-    for (const Row& each : kRows) tokens.push_back(each.token);
-    return tokens;
-}
-
-void PiConstant::select_algorithm(const std::string& token) {
-    for (int i = 0; i < 4; i++) {
-        if (token == kRows[i].token || token == std::to_string(i)) {
-            algorithm_ = static_cast<PiAlgorithm>(i);
-            return;
-        }
-    }
-    throw trel::InvalidParametersException("PiConstant::select_algorithm()", "Invalid Algorithm: " + token);
+std::vector<std::string> PiConstant::algorithm_explanation() const {
+    return {"    Reduced memory algorithms use alternate parameters that require less",
+            "    memory at the cost of decreased performance."};
 }
 
 std::unique_ptr<ConstantPlan> PiConstant::plan(u64 precision_words, u64 tds) const {
-    return std::make_unique<Plan>(algorithm_, precision_words, tds);
+    return std::make_unique<Plan>(static_cast<PiAlgorithm>(algorithm()), precision_words, tds);
 }
 
 }  // namespace kalvor

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 #include "support/capture_console.h"
 
 using namespace kalvor;
@@ -134,5 +135,5 @@ TEST(CustomOptions, ListedNamesAreTaken) {
         }
     }
     EXPECT_EQ(with_names, 4);
-    for (const std::string& token : constant_tokens()) EXPECT_EQ(make_constant(token)->token(), token);
+    for (const std::string& token : constant_tokens()) EXPECT_EQ(make_constant(token, "")->token(), token);
 }

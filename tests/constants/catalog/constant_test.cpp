@@ -4,8 +4,8 @@
 #include <mpfr.h>
 
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 #include "reference/mpz_words.h"
-#include "support/capture_console.h"
 #include "support/scratch.h"
 
 using namespace kalvor;
@@ -22,54 +22,46 @@ std::string message_of(F&& f) {
     return "nothing thrown";
 }
 
-TEST(ConstantTest, Tokens) {
-    EXPECT_EQ(make_constant("pi")->name_short(), "Pi");
-    EXPECT_EQ(message_of([] { make_constant("tau"); }), "Invalid Constant: tau");
-    EXPECT_EQ(message_of([] { make_constant("3"); }), "Invalid Constant: 3");
-    EXPECT_EQ(message_of([] { make_constant(""); }), "Invalid constant token.");
-}
-
-TEST(ConstantTest, EveryTokenMakesTheConstantThatHasIt) {
-    EXPECT_EQ(constant_tokens(), std::vector<std::string>{"pi"});
-    for (const std::string& token : constant_tokens()) EXPECT_EQ(make_constant(token)->token(), token);
-}
-
-TEST(ConstantDeathTest, ADuplicateTokenEndsTheProcess) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto twice = [] {
-        trel::Console::set_pause_before_fatal_exit(false);
-        print_to_stderr();
-        register_constant("pi", [] { return make_constant("pi"); });
-    };
-    EXPECT_EXIT(twice(), testing::ExitedWithCode(1), "^\nDuplicate Constant: pi\n$");
-}
-
 TEST(ConstantTest, PiAndItsAlgorithms) {
-    const auto pi = make_constant("pi");
+    const auto pi = make_constant("pi", "");
     EXPECT_EQ(pi->name_long(), "Pi");
     EXPECT_EQ(pi->color(), 'G');
+    EXPECT_EQ(pi->min_decimal_digits(), 100u);
     EXPECT_EQ(pi->max_decimal_digits(), 1000000000000000u);
+    EXPECT_TRUE(pi->supports(ComputeMode::ram));
+    EXPECT_FALSE(pi->supports(ComputeMode::swap));
+    EXPECT_FALSE(pi->argument().has_value());
     EXPECT_EQ(pi->algorithm_short(), "Chudnovsky");
     const struct {
-        const char *number, *token, *short_name, *long_name;
-    } rows[] = {{"0", "chudnovsky", "Chudnovsky", "Chudnovsky (1988)"},
-                {"1", "ramanujan", "Ramanujan", "Ramanujan (1910)"},
-                {"2", "chudnovsky-reduced", "Chudnovsky (reduced)", "Chudnovsky (1988) (reduced memory)"},
-                {"3", "ramanujan-reduced", "Ramanujan (reduced)", "Ramanujan (1910) (reduced memory)"}};
+        const char *number, *token, *short_name, *long_name, *note;
+    } rows[] = {{"0", "chudnovsky", "Chudnovsky", "Chudnovsky (1988)", "(fastest)"},
+                {"1", "ramanujan", "Ramanujan", "Ramanujan (1910)", "(~40% slower)"},
+                {"2", "chudnovsky-reduced", "Chudnovsky (reduced)", "Chudnovsky (1988) (reduced memory)",
+                 "(reduced memory)"},
+                {"3", "ramanujan-reduced", "Ramanujan (reduced)", "Ramanujan (1910) (reduced memory)",
+                 "(reduced memory)"}};
     for (const auto& row : rows) {
         for (const char* token : {row.token, row.number}) {
             pi->select_algorithm(token);
             EXPECT_EQ(pi->algorithm_short(), row.short_name);
             EXPECT_EQ(pi->algorithm_long(), row.long_name);
+            EXPECT_EQ(pi->algorithm_token(), row.token);
+            EXPECT_EQ(std::to_string(pi->algorithm()), row.number);
+            EXPECT_EQ(pi->algorithms()[pi->algorithm()].note, row.note);
         }
     }
+    EXPECT_EQ(pi->algorithms().size(), 4u);
+    EXPECT_EQ(
+        pi->algorithm_explanation(),
+        (std::vector<std::string>{"    Reduced memory algorithms use alternate parameters that require less",
+                                  "    memory at the cost of decreased performance."}));
     EXPECT_EQ(message_of([&] { pi->select_algorithm("4"); }), "Invalid Algorithm: 4");
     EXPECT_EQ(message_of([&] { pi->select_algorithm("Chudnovsky"); }), "Invalid Algorithm: Chudnovsky");
     EXPECT_EQ(pi->algorithm_short(), "Ramanujan (reduced)");  // unchanged
 }
 
 TEST(ConstantTest, PlansRun) {
-    const auto pi = make_constant("pi");
+    const auto pi = make_constant("pi", "");
     for (const char* algorithm : {"0", "1", "2", "3"}) {
         pi->select_algorithm(algorithm);
         const auto plan = pi->plan(60, 1);

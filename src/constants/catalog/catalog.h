@@ -1,0 +1,95 @@
+// The constants that the program knows, as a table of rows, and how one is made from what a user names.
+//
+// A row is what a menu shows, whether this version computes the constant or not. A constant that is computed
+// registers a factory for its row; the token of a row without one is as unknown as any other word.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/config/node.h"
+#include "base/registry/named.h"
+#include "constants/catalog/constant.h"
+
+namespace kalvor {
+
+// How the constant of a row is made. Stateless; of static lifetime.
+class ConstantFactory {
+  public:
+    virtual ~ConstantFactory();
+    // argument: what stands behind the token's colon on a command line; empty when there is none.
+    virtual std::unique_ptr<Constant> make(std::string_view argument) const = 0;
+    // Whether the constant's object has the key "Argument".
+    virtual bool takes_argument() const { return false; }
+    // From the whole "Constant" object, whose token has been looked at. By default the keys "Constant",
+    // "Argument" if there is one, and "Algorithm", and no others; integers are taken as their text.
+    virtual std::unique_ptr<Constant> load(const trel::Config::Object& object) const;
+};
+
+// The factory of a class that its argument makes.
+template <class C>
+class ConstantFactoryOf final : public ConstantFactory {
+  public:
+    std::unique_ptr<Constant> make(std::string_view argument) const override {
+        return std::make_unique<C>(argument);
+    }
+    bool takes_argument() const override { return C::kTakesArgument; }
+};
+
+// Rows with their factories. The program has one (below); tests make their own.
+class Catalog {
+  public:
+    // The rows outlive it.
+    explicit Catalog(std::span<const CatalogRow> rows) : rows_(rows), factories_("Duplicate Constant: ") {}
+
+    std::span<const CatalogRow> rows() const { return rows_; }
+    // nullptr for a token of no row.
+    const CatalogRow* find(std::string_view token) const;
+    // nullptr: not in this version.
+    const ConstantFactory* factory(const CatalogRow& row) const;
+    // The tokens of the rows with factories, in their order.
+    std::vector<std::string> tokens() const;
+
+    // A second factory for a row is fatal ("Duplicate Constant: " and the token, exit code 1), and so is a
+    // token of no row.
+    void add(std::string_view token, const ConstantFactory& factory);
+    std::unique_ptr<Constant> make(std::string_view token, std::string_view argument) const;
+    std::unique_ptr<Constant> load(const trel::Config::Object& object) const;
+
+  private:
+    const ConstantFactory& factory_of(std::string_view token) const;
+
+    std::span<const CatalogRow> rows_;
+    trel::Named<const ConstantFactory*> factories_;  // by the first token
+};
+
+// The program's own, filled before main().
+const Catalog& catalog();
+std::span<const CatalogRow> catalog_rows();
+
+// The constant of a command line's word "token:argument", by its first algorithm. Throws
+// InvalidParametersException "Invalid constant token." / "Invalid Constant: " + token, and what the constant
+// says of its argument.
+std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view argument);
+// From the whole "Constant" object of a settings file; an object in place of the token is a constant with a
+// formula of its own. Throws the same, "Invalid Algorithm: " + token, and the type errors and key errors of
+// Config::Object.
+std::unique_ptr<Constant> load_constant(const trel::Config::Object& object);
+// Every token that make_constant() takes, in the order of the rows.
+std::vector<std::string> constant_tokens();
+
+void register_constant(std::string_view token, const ConstantFactory& factory);
+
+// Registers the constant of a class under C::kToken, in a static initialiser.
+template <class C>
+struct ConstantRegistration {
+    ConstantRegistration() {
+        static const ConstantFactoryOf<C> factory;
+        register_constant(C::kToken, factory);
+    }
+};
+
+}  // namespace kalvor
