@@ -46,7 +46,8 @@ std::string meant_by(const ParameterList& parameters) {
     const std::string raw = shown(parameters.current_raw(), 60);
     const std::vector<std::string> constants = constant_tokens();
     if (nearest_name(word, constants) == lower_case(word)) return "custom " + raw;
-    if (find_option(custom_option_table(), word)) return "custom " + constants.front() + " " + raw;
+    if (find_option(option_table(compute_settings_table()), word))
+        return "custom " + constants.front() + " " + raw;
     std::vector<std::string> names = {"help", "version"};
     for (const ActionRow& action : action_table()) names.push_back(action.word);
     for (const auto& option : console_option_table()) names.push_back(option.first);

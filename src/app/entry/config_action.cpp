@@ -17,6 +17,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
 #include "base/errors/plain_words.h"
+#include "platform/fileio/output_folder.h"
 #include "platform/fileio/settings_file.h"
 
 namespace kalvor {
@@ -41,8 +42,10 @@ struct ConfigAction {
 };
 
 ConfigJob build_custom_compute(const Object& root) {
-    const Section section = Section(root, "", known_compute_values).section("CustomCompute");
+    const Section section = Section(root, "", {}).section("CustomCompute");
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object()));
+    // Last: settings that are refused leave no folder behind.
+    trel::FileIO::prepare_output_folder(settings->path);
     return [settings] { run_on_console(std::move(*settings)); };
 }
 

@@ -13,9 +13,7 @@ constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
 }  // namespace
 
 ComputeSettings::ComputeSettings()
-    : constant(make_constant("pi", "")),
-      size(ComputeSize::from_decimal(kDefaultDecimalDigits)),
-      allocator(trel::make_default_allocator_config(trel::kDefaultAllocator)) {}
+    : constant(make_constant("pi", "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
 
 void ComputeSettings::set_decimal_digits(trel::i64 digits) {
     std::string warning;

@@ -28,7 +28,8 @@ struct ComputeSettings {
     bool force = false;                 // run although the memory is not there
     trel::i64 digits_per_file = 0;      // 0: text files
     trel::ParallelismSettings parallelism;
-    std::unique_ptr<trel::AllocatorConfig> allocator;
+    trel::ChoiceSetting<trel::AllocatorConfig> allocator{
+        "Allocator", "    Memory Allocator:       ", trel::allocator_choices(), trel::kDefaultAllocator};
 
     // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
     void set_decimal_digits(trel::i64 digits);

@@ -2,105 +2,90 @@
 
 #include <string>
 
-#include "base/command_line/shown_text.h"
 #include "base/config/section.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
-#include "platform/fileio/output_folder.h"
-#include "platform/memory/allocator.h"
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
 using trel::Config::Object;
 using trel::Config::Section;
 
 namespace {
 
-void load_size(ComputeSettings& settings, const Section& section) {
-    constexpr const char* kContext = "Computation Size";
-    section.read([&](const Object& object) {
-        settings.set_decimal_digits(object.get_integer("DecimalDigits", kContext));
-        settings.enable_hex = object.get_bool("EnableHexDigits", kContext);
-    });
-}
-
-void load_output(ComputeSettings& settings, const Section& section) {
-    constexpr const char* kContext = "Output Format";
-    section.read([&](const Object& object) {
-        settings.path = object.get_string("Path", kContext);
-        settings.output_enable = object.get_bool("OutputEnable", kContext);
-        settings.digits_per_file = object.get_integer("DigitsPerFile", kContext);
-        settings.check_compression();
-        if (settings.digits_per_file != 0) {
-            throw InvalidParametersException(
-                "", "Compressed digit files are not available in this version. Use \"DigitsPerFile : 0\".");
+// The constant of the file by its first algorithm, if that can be had: only it knows the names of the others.
+void take_constant(const Object& settings, ComputeChoices& choices) {
+    try {
+        Object constant;
+        for (const auto& entry : settings.get_object("Constant").entries()) {
+            if (entry->key != "Algorithm") constant.add_node(entry->key, entry->value->clone());
         }
-    });
+        constant.add_integer("Algorithm", 0);
+        choices.settings.constant = load_constant(constant);
+    } catch (const trel::Exception&) {
+    }
 }
 
-void check_mode(const std::string& mode) {
-    if (mode == "ram") return;
-    if (mode == "swap") {
-        throw InvalidParametersException(
-            "", "Swap mode is not available in this version. Use \"Mode : \"ram\"\".");
+// The names that the value of a key may have; empty where it is not a name.
+std::vector<std::string> known_values(const std::string& key, const Object& settings,
+                                      const SettingsTable& table) {
+    for (const SettingRow& row : table) {
+        if (row.key != key || !row.option.names) continue;
+        ComputeChoices choices;
+        if (key == "Algorithm") take_constant(settings, choices);
+        return row.option.names(choices);
     }
-    throw InvalidParametersException("", "Invalid Mode: " + trel::CommandLine::shown(mode));
+    return {};
+}
+
+// What `write(row, object)` adds for each setting, in the order of the file.
+template <class Write>
+std::unique_ptr<Object> written(const SettingsTable& table, Write write) {
+    auto object = std::make_unique<Object>();
+    for (const FileMember& member : compute_file_members()) {
+        if (member.kind == FileMember::not_read) continue;
+        Object& place =
+            member.kind == FileMember::object_of_settings ? object->add_object(member.key) : *object;
+        for (const SettingRow& row : table) {
+            if (row.member == std::string_view(member.key)) write(row, place);
+        }
+    }
+    return object;
 }
 
 }  // namespace
 
-std::vector<std::string> known_compute_values(const std::string& key) {
-    if (key == "Constant") return constant_tokens();
-    if (key == "Algorithm") return make_constant(constant_tokens().front(), "")->algorithm_tokens();
-    if (key == "Mode") return {"ram"};
-    if (key == "Framework") return trel::framework_names();
-    if (key == "Allocator") return trel::allocator_names();
-    return {};
-}
+ComputeSettings load_compute_settings(const Object& object, const SettingsTable& table) {
+    const Section section(object, "CustomCompute",
+                          [&](const std::string& key) { return known_values(key, object, table); });
+    std::vector<std::string_view> members;
+    for (const FileMember& member : compute_file_members()) members.push_back(member.key);
+    section.read([&](const Object& o) { o.check_keys(members); });
 
-ComputeSettings load_compute_settings(const Object& object) {
-    const Section section(object, "CustomCompute", known_compute_values);
-    section.read([](const Object& o) {
-        o.check_keys({"Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator",
-                      "Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig"});
-    });
     ComputeSettings settings;
-    section.section("Constant", "Custom Compute").read([&](const Object& constant) {
-        settings.constant = load_constant(constant);
-    });
-    load_size(settings, section.section("ComputeSize", "Computation Size"));
-    load_output(settings, section.section("Output", "Output Format"));
-    section.read([&](const Object& o) {
-        settings.output_verify = o.get_bool("OutputVerify", "Custom Compute");
-        check_mode(o.get_string("Mode"));
-    });
-    section.section("Parallelism", "Parallel Framework").read([&](const Object& parallelism) {
-        settings.parallelism = trel::ParallelismSettings::parse(parallelism);
-    });
-    section.section("Allocator", "Memory Allocator").read([&](const Object& allocator) {
-        settings.allocator = trel::make_allocator_config(allocator);
-    });
-    // Last: settings that are refused leave nothing behind.
-    trel::FileIO::prepare_output_folder(settings.path);
+    for (const FileMember& member : compute_file_members()) {
+        if (member.kind == FileMember::not_read) continue;
+        const Section place = member.kind == FileMember::object_of_settings
+                                  ? section.section(member.key, member.context)
+                                  : section;
+        place.read([&](const Object& o) {
+            for (const SettingRow& row : table) {
+                if (row.member == std::string_view(member.key)) {
+                    row.load(settings, {o, row.key, member.context});
+                }
+            }
+        });
+    }
     return settings;
 }
 
-std::unique_ptr<Object> save_compute_settings(const ComputeSettings& settings) {
-    auto object = std::make_unique<Object>();
-    object->add_node("Constant", settings.constant->to_config());
-    Object& size = object->add_object("ComputeSize");
-    size.add_integer("DecimalDigits", static_cast<trel::i64>(settings.size.decimal_digits));
-    size.add_bool("EnableHexDigits", settings.enable_hex);
-    Object& output = object->add_object("Output");
-    output.add_string("Path", settings.path);
-    output.add_bool("OutputEnable", settings.output_enable);
-    output.add_integer("DigitsPerFile", settings.digits_per_file);
-    object->add_bool("OutputVerify", settings.output_verify);
-    object->add_string("Mode", "ram");
-    object->add_node("Parallelism", std::make_unique<Object>(settings.parallelism.to_config()));
-    object->add_node("Allocator", std::make_unique<Object>(trel::allocator_to_config(*settings.allocator)));
-    return object;
+std::unique_ptr<Object> save_compute_settings(const ComputeSettings& settings, const SettingsTable& table) {
+    return written(table, [&](const SettingRow& row, Object& object) { row.save(settings, object); });
+}
+
+std::unique_ptr<Object> compute_settings_selector(const ComputeSettings& settings,
+                                                  const SettingsTable& table) {
+    return written(table, [&](const SettingRow& row, Object& object) { row.add_selector(settings, object); });
 }
 
 }  // namespace kalvor

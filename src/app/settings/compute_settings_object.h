@@ -2,28 +2,28 @@
 #pragma once
 
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "app/settings/compute_settings.h"
-#include "base/config/node.h"
+#include "app/settings/compute_table.h"
 
 namespace kalvor {
 
-// Keys "Constant", "ComputeSize", "Output", "OutputVerify", "Mode", "Parallelism", "Allocator"; all are
-// required. Those of swap mode ("Memory", "Checkpointing", "FarMemoryTuning", "FarMemoryConfig") are allowed
+// Reads every setting of the table that files have; all are required. The members of swap mode are allowed
 // and not looked at. Digit counts out of bounds and compression of too few digits are corrected with a
-// printed warning. "Algorithm" is a text; a number is taken as its text. Makes the output folder when
-// everything else is sound. What is wrong with a member is told in a sentence, then thrown.
+// printed warning. What is wrong with a member is told in a sentence, then thrown. Nothing else happens: the
+// output folder is not looked at.
 //
 // Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
-// InvalidParametersException for values that cannot be used, FileException "Path is not writable.".
-ComputeSettings load_compute_settings(const trel::Config::Object& object);
+// InvalidParametersException for values that cannot be used.
+ComputeSettings load_compute_settings(const trel::Config::Object& object,
+                                      const SettingsTable& table = compute_settings_table());
 
-// The names that a key of these settings may have; empty for other keys.
-std::vector<std::string> known_compute_values(const std::string& key);
+// The same object again, in its order. Loading it gives equal settings.
+std::unique_ptr<trel::Config::Object> save_compute_settings(
+    const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
 
-// The same object again: the seven required keys, in their order. Loading it gives equal settings.
-std::unique_ptr<trel::Config::Object> save_compute_settings(const ComputeSettings& settings);
+// The same object for a remote user interface: {"Value", "DisplayText"} in place of every value, except where
+// a framework's own selector says otherwise.
+std::unique_ptr<trel::Config::Object> compute_settings_selector(
+    const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
 
 }  // namespace kalvor

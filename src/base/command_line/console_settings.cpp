@@ -1,9 +1,9 @@
 #include "base/command_line/console_settings.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "base/command_line/option_table.h"
-#include "base/command_line/value_text.h"
 #include "os/console.h"
 
 namespace trel::CommandLine {
@@ -16,9 +16,8 @@ i32 small_integer(const char* option, const std::string& value) {
     const OptionText text{option, ":<n>", "", "Write a number, such as 1 or -2."};
     constexpr i64 kMost = 2147483647;
     if (value.empty()) throw RefusedException(missing_value(text, "", kPage));
-    const std::optional<i64> number = parse_count(value);
-    if (!number) throw RefusedException(refused_value(text, value, " is not a number. " + text.right, kPage));
-    return static_cast<i32>(std::clamp<i64>(*number, -kMost - 1, kMost));
+    const i64 number = count_of(text, value, std::numeric_limits<i64>::min(), kPage);
+    return static_cast<i32>(std::clamp<i64>(number, -kMost - 1, kMost));
 }
 
 bool on_or_off(const char* option, const std::string& value) {

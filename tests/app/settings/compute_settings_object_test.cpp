@@ -84,3 +84,55 @@ TEST(ComputeSettingsObject, TokensAreNamesNotNumbers) {
     settings.constant->select_algorithm("3");
     EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan-reduced");
 }
+
+// The same shape as the file, with what a user interface shows in place of every value.
+TEST(ComputeSettingsObject, SelectorsHaveValueAndText) {
+    ComputeSettings settings;
+    settings.parallelism = trel::ParallelismSettings(1);
+    settings.parallelism.framework.choose("spawn");
+    settings.allocator.choose("malloc");
+    std::string text;
+    for (const char c : compute_settings_selector(settings)->to_json()) {
+        if (c != '\r' && c != '\n') text += c;
+    }
+    while (text.find("  ") != std::string::npos) text.erase(text.find("  "), 1);
+    const auto pair = [](const std::string& value, const std::string& shown) {
+        return "{ \"Value\": " + value + ", \"DisplayText\": \"" + shown + "\" }";
+    };
+    EXPECT_EQ(text, "{ \"Constant\": { \"Constant\": " + pair("\"pi\"", "Pi") +
+                        ", \"Algorithm\": " + pair("\"chudnovsky\"", "Chudnovsky (1988)") +
+                        " }, \"ComputeSize\": { \"DecimalDigits\": " + pair("50000000", "50,000,000") +
+                        ", \"EnableHexDigits\": " + pair("\"false\"", "Disabled") +
+                        " }, \"Output\": { \"Path\": " + pair("\"\"", "Default Path") +
+                        ", \"OutputEnable\": " + pair("\"true\"", "Enabled") +
+                        ", \"DigitsPerFile\": " + pair("0", "None - Write digits to a text file.") +
+                        " }, \"OutputVerify\": " + pair("\"true\"", "Enabled") +
+                        ", \"Mode\": " + pair("\"ram\"", "Ram Only") +
+                        ", \"Parallelism\": { \"TaskDecomposition\": " + pair("1", "1") +
+                        ", \"Framework\": \"spawn\", \"MaxSequentialDispatch\": " + pair("64", "64") +
+                        " }, \"Allocator\": { \"Allocator\": " +
+                        pair("\"malloc\"", settings.allocator->display_name()) + " }}");
+}
+
+// Whatever can be chosen, byte for byte through the text and back.
+TEST(ComputeSettingsObject, EveryFrameworkAndAllocatorComesBack) {
+    const CaptureConsole console;
+    for (const std::string& framework : trel::framework_names()) {
+        for (const std::string& allocator : trel::allocator_names()) {
+            ComputeSettings settings;
+            settings.parallelism.framework.choose(framework);
+            settings.parallelism.task_decomposition = 65536;
+            settings.allocator.choose(allocator);
+            const std::string text = save_compute_settings(settings)->to_acfg();
+            EXPECT_EQ(save_compute_settings(load(text))->to_acfg(), text);
+        }
+    }
+}
+
+// Reading changes nothing outside: the folder is made by the run.
+TEST(ComputeSettingsObject, ReadingMakesNoFolder) {
+    const CaptureConsole console;
+    ComputeSettings settings;
+    settings.path = "/nonexistent/for/sure";
+    EXPECT_EQ(load(save_compute_settings(settings)->to_acfg()).path, "/nonexistent/for/sure");
+}

@@ -121,11 +121,34 @@ TEST(CustomOptions, ThreadsInOneOption) {
     EXPECT_THROW(parse({"-threads:65537"}), trel::InvalidParametersException);
 }
 
+// What would be right is said with its bounds, and where names have numbers, with these.
+TEST(CustomOptions, RefusalsSayTheBounds) {
+    const auto refused = [](const char* word) {
+        CaptureConsole console;
+        try {
+            parse({word});
+        } catch (const trel::CommandLine::RefusedException& e) {
+            return std::string(e.what());
+        } catch (const trel::InvalidParametersException&) {
+        }
+        return console.take();
+    };
+    const std::string tasks =
+        " is not a number. Write a number from 1 to 65,536.\nSee \"kalvor help custom\".";
+    EXPECT_EQ(refused("-threads:abc"), "-threads: \"abc\"" + tasks);
+    EXPECT_EQ(refused("-TD:abc"), "-TD: \"abc\"" + tasks);
+    EXPECT_EQ(refused("-dec:abc"),
+              "-dec: \"abc\" is not a number. Write 1000000, 1m or 1,000,000.\nSee \"kalvor help custom\".");
+    EXPECT_EQ(refused("-algorithm:9"),
+              "\n-algorithm: \"9\" cannot be used. Known: chudnovsky, ramanujan, chudnovsky-reduced, "
+              "ramanujan-reduced, or their numbers 0 to 3.\nSee \"kalvor help custom\".\n");
+}
+
 // Every name that a refusal lists is one that the option takes.
 TEST(CustomOptions, ListedNamesAreTaken) {
-    const CustomChoices defaults;
+    const ComputeChoices defaults;
     int with_names = 0;
-    for (const auto& row : custom_option_table()) {
+    for (const auto& row : option_table(compute_settings_table())) {
         if (!row.names) continue;
         with_names++;
         const std::vector<std::string> names = row.names(defaults);
