@@ -109,6 +109,8 @@ std::unique_ptr<trel::Config::Node> load(const std::string& path) {
         auto root = trel::FileIO::load_config_file(path);
         (void)root->as<Object>();
         return root;
+    } catch (const trel::FileIO::FileException& e) {
+        throw trel::SettingsFileException(e);
     } catch (const trel::EndOfStreamException&) {
         trel::Console::print_problem("The settings file " + quoted(path) +
                                      " ends too early: a quote, bracket or brace is not closed.\n" +

@@ -55,9 +55,9 @@ void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& dem
     const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
-        Console::print_problem("The run does not fit into this machine's memory: it " +
-                               memory_figures(needed, free, fit) + ". Choose fewer digits with -dec:<n>.\n" +
-                               kSeeHelp);
+        Console::print_problem(
+            "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
+            ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
         throw trel::InvalidParametersException(
             "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
     }
