@@ -50,7 +50,7 @@ std::string meant_by(const ParameterList& parameters) {
         return "custom " + constants.front() + " " + raw;
     std::vector<std::string> names = {"help", "version"};
     for (const ActionRow& action : action_table()) names.push_back(action.word);
-    for (const auto& option : console_option_table()) names.push_back(option.first);
+    for (const auto& option : console_option_table()) names.push_back(option.text.name);
     std::string meant = nearest_name(word, names);
     const std::string& value = parameters.current_value();
     if (!meant.empty() && !value.empty()) meant += ":" + value;

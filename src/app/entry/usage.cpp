@@ -6,7 +6,7 @@
 
 #include "app/entry/action_table.h"
 #include "app/settings/option_help.h"
-#include "base/command_line/option_table.h"
+#include "base/command_line/console_settings.h"
 #include "base/command_line/shown_text.h"
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
@@ -16,21 +16,9 @@ namespace kalvor {
 
 namespace Console = trel::Console;
 using trel::CommandLine::help_lines;
-using trel::CommandLine::OptionText;
 using trel::CommandLine::ParameterList;
 
 namespace {
-
-// Read by base/command_line, which knows no pages.
-const OptionText kConsoleOptions[] = {
-    {"pause", ":<n>",
-     "wait for a key at the end: 1 always, -1 after a\n                            failure, -2 never", ""},
-    {"priority", ":<n>", "-2 idle ... 3 realtime", ""},
-    {"colors", ":<switch>", "coloured text", ""},
-    {"PII", ":<switch>", "show what identifies the machine in reports", ""},
-    {"height", ":<rows>", "window height", ""},
-    {"skip-warnings", "", "no pause after the processor check", ""},
-};
 
 constexpr const char* kConfigPage = "config";
 constexpr const char* kCustomPage = "custom";
@@ -97,7 +85,7 @@ std::vector<std::string> usage_lines(const SettingsTable& table) {
          "    version                 the version alone", "", "Options of \"custom\":"});
     add(option_help(table));
     add({"", "Console options (before the action):"});
-    for (const OptionText& option : kConsoleOptions) add(help_lines(option, {}));
+    for (const auto& option : trel::CommandLine::console_option_table()) add(help_lines(option.text, {}));
     add({"", "Example:  kalvor custom pi -dec:10m -o out"});
     return lines;
 }

@@ -52,8 +52,7 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
 
 [[noreturn]] void refuse_option(const ParameterList& parameters, const Options& options) {
     const std::string& raw = parameters.current_raw();
-    const auto& console_options = trel::CommandLine::console_option_table();
-    if (console_options.contains(parameters.current().first)) {
+    if (trel::CommandLine::find_console_option(parameters.current().first)) {
         const std::string text = trel::CommandLine::shown(raw);
         Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
                                text + " custom ...\n" + trel::CommandLine::see_help(kPage));

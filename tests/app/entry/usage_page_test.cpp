@@ -65,7 +65,7 @@ TEST(UsagePage, HasARowForEveryOption) {
     }
     EXPECT_GE(rows, 10);
     for (const auto& option : trel::CommandLine::console_option_table()) {
-        EXPECT_NE(page.find("\n    " + option.first), std::string::npos) << option.first;
+        EXPECT_NE(page.find("\n    " + option.text.name), std::string::npos) << option.text.name;
     }
     for (const auto& action : kalvor::action_table()) {
         EXPECT_EQ(page.find("\n    " + action.word + " ") != std::string::npos, !action.help.empty())
