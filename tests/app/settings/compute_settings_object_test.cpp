@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "base/config/parser.h"
+#include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 
 using namespace kalvor;
@@ -135,4 +138,40 @@ TEST(ComputeSettingsObject, ReadingMakesNoFolder) {
     ComputeSettings settings;
     settings.path = "/nonexistent/for/sure";
     EXPECT_EQ(load(save_compute_settings(settings)->to_acfg()).path, "/nonexistent/for/sure");
+}
+
+// Files that are wrong in one or two places are refused in one of the ways that are allowed, or mean settings
+// that come back as they were written.
+TEST(ComputeSettingsObject, MutatedFilesAreRefusedOrComeBack) {
+    CaptureConsole console;
+    std::mt19937_64 random(20261122);
+    const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
+    const std::string marks = "\"{}[]:- 09azT";
+    int accepted = 0, refused = 0;
+    for (const std::string& framework : trel::framework_names()) {
+        ComputeSettings settings;
+        settings.parallelism.framework.choose(framework);
+        const std::string text = save_compute_settings(settings)->to_acfg();
+        for (int i = 0; i < 400; i++) {
+            std::string changed = text;
+            for (size_t changes = 1 + pick(2); changes > 0; changes--) {
+                const size_t at = pick(changed.size());
+                if (pick(3) == 0) {
+                    changed.erase(at, 1 + pick(20));
+                } else {
+                    changed[at] = marks[pick(marks.size())];
+                }
+            }
+            console.take();
+            try {
+                const std::string again = save_compute_settings(load(changed))->to_acfg();
+                EXPECT_EQ(save_compute_settings(load(again))->to_acfg(), again);
+                accepted++;
+            } catch (const trel::Exception&) {
+                refused++;
+            }
+        }
+    }
+    EXPECT_GT(accepted, 50);
+    EXPECT_GT(refused, 500);
 }
