@@ -82,7 +82,7 @@ std::string percent(double fraction) {
 
 void BM_Progress(benchmark::State& state) {
     for (auto _ : state) {
-        kalvor::CustomSettings settings;
+        kalvor::ComputeSettings settings;
         settings.path = "progress-bench";
         settings.set_decimal_digits(state.range(0));
         settings.parallelism.task_decomposition = static_cast<trel::u64>(state.range(1));

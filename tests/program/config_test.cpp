@@ -144,6 +144,7 @@ TEST_F(ConfigTest, FilesThatCannotBeUsed) {
     EXPECT_TRUE(out.has("Exception Encountered: FileException\n")) << out.out;
     EXPECT_TRUE(out.has("\nPath:   missing.cfg\n\nUnable to open file.\n\nPath does not exist.\n"))
         << out.out;
+    EXPECT_EQ(out.err.find("\"kalvor help config\".\n"), out.err.find("\"kalvor help")) << out.err;
     // A dot anywhere, and the path is taken as it is.
     EXPECT_TRUE(run({"./missing"}).has("\nPath:   ./missing\n"));
     EXPECT_TRUE(run({"v0.1/missing"}).has("\nPath:   v0.1/missing\n"));

@@ -5,7 +5,7 @@
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
@@ -46,10 +46,11 @@ std::string meant_by(const ParameterList& parameters) {
     const std::string raw = shown(parameters.current_raw(), 60);
     const std::vector<std::string> constants = constant_tokens();
     if (nearest_name(word, constants) == lower_case(word)) return "custom " + raw;
-    if (find_option(custom_option_table(), word)) return "custom " + constants.front() + " " + raw;
+    if (find_option(option_table(compute_settings_table()), word))
+        return "custom " + constants.front() + " " + raw;
     std::vector<std::string> names = {"help", "version"};
     for (const ActionRow& action : action_table()) names.push_back(action.word);
-    for (const auto& option : console_option_table()) names.push_back(option.first);
+    for (const auto& option : console_option_table()) names.push_back(option.text.name);
     std::string meant = nearest_name(word, names);
     const std::string& value = parameters.current_value();
     if (!meant.empty() && !value.empty()) meant += ":" + value;

@@ -8,7 +8,7 @@
 
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
-#include "app/session/custom_settings_object.h"
+#include "app/settings/compute_settings_object.h"
 #include "base/command_line/refusal.h"
 #include "base/command_line/shown_text.h"
 #include "base/config/section.h"
@@ -17,6 +17,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
 #include "base/errors/plain_words.h"
+#include "platform/fileio/output_folder.h"
 #include "platform/fileio/settings_file.h"
 
 namespace kalvor {
@@ -41,8 +42,10 @@ struct ConfigAction {
 };
 
 ConfigJob build_custom_compute(const Object& root) {
-    const Section section = Section(root, "", known_custom_values).section("CustomCompute");
-    auto settings = std::make_shared<CustomSettings>(load_custom_settings(section.object()));
+    const Section section = Section(root, "", {}).section("CustomCompute");
+    auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object()));
+    // Last: settings that are refused leave no folder behind.
+    trel::FileIO::prepare_output_folder(settings->path);
     return [settings] { run_on_console(std::move(*settings)); };
 }
 
@@ -106,6 +109,8 @@ std::unique_ptr<trel::Config::Node> load(const std::string& path) {
         auto root = trel::FileIO::load_config_file(path);
         (void)root->as<Object>();
         return root;
+    } catch (const trel::FileIO::FileException& e) {
+        throw trel::SettingsFileException(e);
     } catch (const trel::EndOfStreamException&) {
         trel::Console::print_problem("The settings file " + quoted(path) +
                                      " ends too early: a quote, bracket or brace is not closed.\n" +

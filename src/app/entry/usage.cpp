@@ -5,46 +5,26 @@
 #include <vector>
 
 #include "app/entry/action_table.h"
-#include "app/session/custom_options.h"
-#include "base/command_line/option_table.h"
+#include "app/settings/option_help.h"
+#include "base/command_line/console_settings.h"
 #include "base/command_line/shown_text.h"
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
-#include "constants/catalog/catalog.h"
 
 namespace kalvor {
 
 namespace Console = trel::Console;
 using trel::CommandLine::help_lines;
-using trel::CommandLine::OptionText;
 using trel::CommandLine::ParameterList;
 
 namespace {
-
-// Read by base/command_line, which knows no pages.
-const OptionText kConsoleOptions[] = {
-    {"pause", ":<n>",
-     "wait for a key at the end: 1 always, -1 after a\n                            failure, -2 never", ""},
-    {"priority", ":<n>", "-2 idle ... 3 realtime", ""},
-    {"colors", ":<switch>", "coloured text", ""},
-    {"PII", ":<switch>", "show what identifies the machine in reports", ""},
-    {"height", ":<rows>", "window height", ""},
-    {"skip-warnings", "", "no pause after the processor check", ""},
-};
 
 constexpr const char* kConfigPage = "config";
 constexpr const char* kCustomPage = "custom";
 
 void print_lines(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) Console::print_line(line);
-}
-
-void print_custom_options() {
-    const CustomChoices defaults;
-    for (const auto& row : custom_option_table()) {
-        print_lines(help_lines(row.text, row.names ? row.names(defaults) : std::vector<std::string>()));
-    }
 }
 
 void print_config_help() {
@@ -61,7 +41,7 @@ bool is_help_word(const std::string& word) {
 void print_page(const std::string& page) {
     const std::vector<std::string> pages = {kCustomPage, kConfigPage};
     if (page == kCustomPage) {
-        print_custom_help();
+        print_lines(custom_help());
     } else if (page == kConfigPage) {
         print_config_help();
     } else {
@@ -94,30 +74,25 @@ void print_version() {
     Console::print_line(trel::kVersion.text(), 'w');
 }
 
-void print_usage() {
-    print_version();
-    print_lines({"", "Usage:  kalvor [console options] action [options]", "", "Actions:"});
-    for (const ActionRow& action : action_table()) {
-        print_lines(help_lines({action.form, "", action.help, ""}, {}));
-    }
-    print_lines({"    help [custom|config]    this page, or one on an action",
-                 "    version                 the version alone", "", "Options of \"custom\":"});
-    print_custom_options();
-    print_lines({"", "Console options (before the action):"});
-    for (const OptionText& option : kConsoleOptions) print_lines(help_lines(option, {}));
-    print_lines({"", "Example:  kalvor custom pi -dec:10m -o out"});
+std::vector<std::string> usage_lines(const SettingsTable& table) {
+    std::vector<std::string> lines = {"", "Usage:  kalvor [console options] action [options]", "",
+                                      "Actions:"};
+    const auto add = [&](const std::vector<std::string>& more) {
+        lines.insert(lines.end(), more.begin(), more.end());
+    };
+    for (const ActionRow& action : action_table()) add(help_lines({action.form, "", action.help, ""}, {}));
+    add({"    help [custom|config]    this page, or one on an action",
+         "    version                 the version alone", "", "Options of \"custom\":"});
+    add(option_help(table));
+    add({"", "Console options (before the action):"});
+    for (const auto& option : trel::CommandLine::console_option_table()) add(help_lines(option.text, {}));
+    add({"", "Example:  kalvor custom pi -dec:10m -o out"});
+    return lines;
 }
 
-void print_custom_help() {
-    print_lines({"Usage:  kalvor [console options] custom <constant> [options]", "",
-                 "Constants:  " + trel::CommandLine::list_of(constant_tokens()), "",
-                 "Options, in any order:"});
-    print_custom_options();
-    print_lines(
-        {"", "Values:", "    <n>       1000000, 1,000,000, 1_000_000, 1.5m, 1e6; suffixes k m b (g) t",
-         "    <switch>  1 or 0, on or off, yes or no, true or false; no value: on", "",
-         "Examples:", "    kalvor custom pi -dec:1m -o out", "    kalvor custom pi -dec:100m -hex -threads:8",
-         "    kalvor custom pi -dec:10m -od:off -algorithm:ramanujan"});
+void print_usage() {
+    print_version();
+    print_lines(usage_lines());
 }
 
 bool answer_help(ParameterList& parameters) {

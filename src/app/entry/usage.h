@@ -1,6 +1,10 @@
 // How to call the program: the help pages.
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "app/settings/compute_table.h"
 #include "base/command_line/parameter_list.h"
 
 namespace kalvor {
@@ -8,8 +12,8 @@ namespace kalvor {
 // Everything: actions, options, console options. Shown for "custom" without a constant, by the main menu's
 // entry for it, and for "help".
 void print_usage();
-// The page "help custom": the options with the rules of their values and examples.
-void print_custom_help();
+// The same behind its version, with the options of a table.
+std::vector<std::string> usage_lines(const SettingsTable& table = compute_settings_table());
 
 void print_version();
 

@@ -55,7 +55,7 @@ std::string interrupted_text(const std::vector<std::string>& kept) {
     return text;
 }
 
-void run_on_console(CustomSettings settings) {
+void run_on_console(ComputeSettings settings) {
     trel::LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     NormalFloatSessionB session(std::move(settings), console, &console);
     {

@@ -36,28 +36,36 @@ std::string memory_figures(u64 needed, u64 free, u64 digits) {
                         : "at most " + Console::format_commas(digits) + " digits");
 }
 
+std::string address_space_error(const trel::os::MemoryStatus& machine, u64 bytes) {
+    return exceeds(bytes, machine.address_space) ? "Insufficient Address Space" : "";
+}
+
+std::string physical_memory_warning(const trel::os::MemoryStatus& machine, u64 bytes) {
+    if (exceeds(bytes, machine.total_physical)) return "There is insufficient physical memory.";
+    if (exceeds(bytes, machine.available_physical)) return "There is insufficient available physical memory.";
+    return {};
+}
+
 void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& demand, trel::Status& status) {
     const u64 needed = demand.bytes;
-    if (exceeds(needed, machine.address_space)) {
+    if (const std::string error = address_space_error(machine, needed); !error.empty()) {
         u64 there = machine.address_space;
         if (machine.available_physical != 0) there = std::min(there, machine.available_physical);
         Console::print_problem("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
                                ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
-        status.FatalError("Insufficient Address Space");
+        status.FatalError(error);
     }
-    const bool beyond_physical = exceeds(needed, machine.total_physical);
-    if (!beyond_physical && !exceeds(needed, machine.available_physical)) return;
+    const std::string what = physical_memory_warning(machine, needed);
+    if (what.empty()) return;
 
-    const std::string what = beyond_physical ? "There is insufficient physical memory."
-                                             : "There is insufficient available physical memory.";
     const u64 free = machine.available_physical != 0 ? machine.available_physical : machine.total_physical;
     const u64 fit = demand.digits_that_fit(free);
     const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
-        Console::print_problem("The run does not fit into this machine's memory: it " +
-                               memory_figures(needed, free, fit) + ". Choose fewer digits with -dec:<n>.\n" +
-                               kSeeHelp);
+        Console::print_problem(
+            "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
+            ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
         throw trel::InvalidParametersException(
             "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
     }

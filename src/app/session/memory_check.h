@@ -19,6 +19,10 @@ struct MemoryDemand {
 // "needs 46.1 GiB, 22.0 are free: at most 4,500,000,000 digits"
 std::string memory_figures(trel::u64 needed, trel::u64 free, trel::u64 digits);
 
+// What stands against so many bytes on this machine; empty when nothing does.
+std::string address_space_error(const trel::os::MemoryStatus& machine, trel::u64 bytes);
+std::string physical_memory_warning(const trel::os::MemoryStatus& machine, trel::u64 bytes);
+
 // Before anything is allocated. What is beyond the address space ends the program ("Insufficient Address
 // Space"). What is beyond physical memory and swap space together throws InvalidParametersException unless it
 // is forced. Beyond the memory that is there, or that is free now, a warning is said and the run goes on. A

@@ -37,7 +37,7 @@ std::vector<u64> round_sizes(u64 most) {
 
 }  // namespace
 
-RunPlan RunPlan::make(const CustomSettings& settings, const ComputeSize& size) {
+RunPlan RunPlan::make(const ComputeSettings& settings, const ComputeSize& size) {
     const u64 tds = settings.parallelism.task_decomposition;
     RunPlan plan;
     plan.constant = settings.constant->make_evaluator({size.words, tds});
@@ -56,7 +56,7 @@ RunPlan RunPlan::make(const CustomSettings& settings, const ComputeSize& size) {
     return plan;
 }
 
-u64 digits_that_fit(const CustomSettings& settings, u64 bytes) {
+u64 digits_that_fit(const ComputeSettings& settings, u64 bytes) {
     const std::vector<u64> sizes = round_sizes(settings.size.decimal_digits);
     const auto fits = [&](u64 digits) {
         try {

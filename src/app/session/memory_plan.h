@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "digits/output/float_writer.h"
 
 namespace kalvor {
@@ -21,7 +21,7 @@ struct MemoryPlan {
 // The plans of a run's parts and the memory that they take together.
 struct RunPlan {
     // Throws LimitExceededException for a size that no algorithm reaches.
-    static RunPlan make(const CustomSettings& settings, const ComputeSize& size);
+    static RunPlan make(const ComputeSettings& settings, const ComputeSize& size);
 
     std::unique_ptr<Evaluator> constant;
     WriterPlan writer;
@@ -31,6 +31,6 @@ struct RunPlan {
 
 // The largest number of decimal digits with two significant digits that the settings, but for their size, can
 // compute in so many bytes; 0 when not even the smallest size fits. At most the digits of the settings.
-trel::u64 digits_that_fit(const CustomSettings& settings, trel::u64 bytes);
+trel::u64 digits_that_fit(const ComputeSettings& settings, trel::u64 bytes);
 
 }  // namespace kalvor

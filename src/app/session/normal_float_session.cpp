@@ -24,7 +24,7 @@ constexpr trel::u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(CustomSettings settings, trel::Status& status,
+NormalFloatSession::NormalFloatSession(ComputeSettings settings, trel::Status& status,
                                        trel::Terminal* terminal)
     : settings_(std::move(settings)), status_(status), terminal_(terminal) {}
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "app/record/run_record.h"
-#include "app/session/custom_settings.h"
 #include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
+#include "app/settings/compute_settings.h"
 #include "base/clock/timer.h"
 #include "base/status/status.h"
 #include "base/status/terminal.h"
@@ -44,7 +44,7 @@ class NormalFloatSession {
 
   protected:
     // status and terminal outlive the session; the terminal may be missing.
-    NormalFloatSession(CustomSettings settings, trel::Status& status, trel::Terminal* terminal);
+    NormalFloatSession(ComputeSettings settings, trel::Status& status, trel::Terminal* terminal);
 
     // The phases of a run, in this order.
     virtual void check_memory() = 0;
@@ -59,7 +59,7 @@ class NormalFloatSession {
     virtual std::vector<trel::WorkPhase> work() const = 0;
     virtual void add_checks(RunChecks& checks) const = 0;
 
-    const CustomSettings& settings() const { return settings_; }
+    const ComputeSettings& settings() const { return settings_; }
     trel::Status& status() { return status_; }
     trel::ParallelContext parallel() {
         return {framework_.get(), settings_.parallelism.task_decomposition, &monitor_};
@@ -77,7 +77,7 @@ class NormalFloatSession {
     std::vector<OutputFiles::Request> output_requests() const;
     OutputOptions output_options();
 
-    const CustomSettings settings_;
+    const ComputeSettings settings_;
     trel::Status& status_;
     trel::Terminal* const terminal_;
     trel::RunMonitor monitor_;

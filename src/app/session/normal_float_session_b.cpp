@@ -28,7 +28,7 @@ struct NormalFloatSessionB::Memory {
     std::optional<trel::BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(CustomSettings settings, trel::Status& status,
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, trel::Status& status,
                                          trel::Terminal* terminal)
     : NormalFloatSession(std::move(settings), status, terminal),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}

@@ -12,7 +12,7 @@ namespace kalvor {
 // (LimitExceededException) before anything is allocated.
 class NormalFloatSessionB final : public NormalFloatSession {
   public:
-    NormalFloatSessionB(CustomSettings settings, trel::Status& status, trel::Terminal* terminal = nullptr);
+    NormalFloatSessionB(ComputeSettings settings, trel::Status& status, trel::Terminal* terminal = nullptr);
     ~NormalFloatSessionB() override;
 
     MemoryPlan estimate_memory() const { return plan_.memory; }

@@ -14,7 +14,7 @@ constexpr trel::u64 kNameWidth = 12;
 
 }  // namespace
 
-void print_run_header(const CustomSettings& settings, const RunRecord& record, const std::string& mode,
+void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
                       trel::Status& status) {
     const Constant& constant = *settings.constant;
     trel::print_system_summary(record.system, status);

@@ -4,14 +4,14 @@
 #include <string>
 
 #include "app/record/run_record.h"
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 #include "base/status/status.h"
 
 namespace kalvor {
 
 // The machine, the constant with its algorithm, the digits, the mode, the tasks and the start time of the
 // record. mode: "Ram Only"
-void print_run_header(const CustomSettings& settings, const RunRecord& record, const std::string& mode,
+void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
                       trel::Status& status);
 
 }  // namespace kalvor

@@ -19,13 +19,13 @@ constexpr double kWriteSeconds = 1.0e-9;   // a digit
 constexpr double kReadSeconds = 0.65e-9;
 
 double speed_of(const trel::ParallelismSettings& parallelism) {
-    const u64 cores = std::min(parallelism.logical_cores, parallelism.task_decomposition);
+    const u64 cores = std::min(parallelism.logical_cores, parallelism.task_decomposition.value());
     return 1 + kCoreGain * static_cast<double>(std::max<u64>(cores, 1) - 1);
 }
 
 }  // namespace
 
-std::vector<WorkPhase> run_work(const RunPlan& plan, const CustomSettings& settings) {
+std::vector<WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& settings) {
     const std::vector<WorkPhase> constant = plan.constant->work();
     if (constant.empty()) return {};
     const double speed = speed_of(settings.parallelism);

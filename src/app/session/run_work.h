@@ -11,7 +11,7 @@ namespace kalvor {
 // In the order of a run: memory, the constant's own, conversion, verification, writing, reading back. Their
 // seconds are those of a machine of today with the tasks and processors of the settings. None when nothing is
 // known of the constant.
-std::vector<trel::WorkPhase> run_work(const RunPlan& plan, const CustomSettings& settings);
+std::vector<trel::WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& settings);
 
 // How long a run will take, about, at a default rate; 0 when nothing is known of the constant.
 double expected_seconds(const std::vector<trel::WorkPhase>& phases);

@@ -1,9 +1,8 @@
 #include "base/command_line/console_settings.h"
 
 #include <algorithm>
+#include <limits>
 
-#include "base/command_line/option_table.h"
-#include "base/command_line/value_text.h"
 #include "os/console.h"
 
 namespace trel::CommandLine {
@@ -12,17 +11,17 @@ namespace {
 constexpr const char* kPage = "help";
 
 // The value of an option as it is read for every option.
-i32 small_integer(const char* option, const std::string& value) {
-    const OptionText text{option, ":<n>", "", "Write a number, such as 1 or -2."};
+i32 small_integer(OptionText text, const std::string& value) {
     constexpr i64 kMost = 2147483647;
+    text.value_form = ":<n>";
+    text.right = "Write a number, such as 1 or -2.";
     if (value.empty()) throw RefusedException(missing_value(text, "", kPage));
-    const std::optional<i64> number = parse_count(value);
-    if (!number) throw RefusedException(refused_value(text, value, " is not a number. " + text.right, kPage));
-    return static_cast<i32>(std::clamp<i64>(*number, -kMost - 1, kMost));
+    const i64 number = count_of(text, value, std::numeric_limits<i64>::min(), kPage);
+    return static_cast<i32>(std::clamp<i64>(number, -kMost - 1, kMost));
 }
 
-bool on_or_off(const char* option, const std::string& value) {
-    return value.empty() || switch_of({option, ":<switch>", "", ""}, value, kPage);
+bool on_or_off(const OptionText& text, const std::string& value) {
+    return value.empty() || switch_of(text, value, kPage);
 }
 
 }  // namespace
@@ -32,40 +31,55 @@ ConsoleSettings& console_settings() {
     return settings;
 }
 
-const ConsoleOptionTable& console_option_table() {
-    static const ConsoleOptionTable table = {
-        {"pause",
-         [](const std::string& value) {
+const std::vector<ConsoleOption>& console_option_table() {
+    using Value = const std::string&;
+    static const std::vector<ConsoleOption> table = {
+        {{"pause", ":<n>",
+          "wait for a key at the end: 1 always, -1 after a\n                            failure, -2 never",
+          ""},
+         [](const OptionText& text, Value value) {
              ConsoleSettings& settings = console_settings();
-             settings.exit_pause_level = small_integer("pause", value);
+             settings.exit_pause_level = small_integer(text, value);
              if (settings.exit_pause_level < -1) settings.pause_before_fatal_exit = false;
          }},
-        {"priority",
-         [](const std::string& value) {
-             console_settings().process_priority = small_integer("priority", value);
+        {{"priority", ":<n>", "-2 idle ... 3 realtime", ""},
+         [](const OptionText& text, Value value) {
+             console_settings().process_priority = small_integer(text, value);
              console_settings().process_priority_given = true;
          }},
-        {"colors",
-         [](const std::string& value) { console_settings().colors_enabled = on_or_off("colors", value); }},
-        {"PII", [](const std::string& value) { console_settings().include_pii = on_or_off("PII", value); }},
-        {"height",
-         [](const std::string& value) {
-             const i32 rows = small_integer("height", value);
+        {{"colors", ":<switch>", "coloured text", ""},
+         [](const OptionText& text, Value value) {
+             console_settings().colors_enabled = on_or_off(text, value);
+         }},
+        {{"PII", ":<switch>", "show what identifies the machine in reports", ""},
+         [](const OptionText& text, Value value) {
+             console_settings().include_pii = on_or_off(text, value);
+         }},
+        {{"height", ":<rows>", "window height", ""},
+         [](const OptionText& text, Value value) {
+             const i32 rows = small_integer(text, value);
              if (rows > 0) os::set_window_size(80, static_cast<u32>(rows));
          }},
-        {"skip-warnings", [](const std::string&) { console_settings().skip_warnings = true; }},
+        {{"skip-warnings", "", "no pause after the processor check", ""},
+         [](const OptionText&, Value) { console_settings().skip_warnings = true; }},
     };
     return table;
 }
 
+const ConsoleOption* find_console_option(const std::string& name) {
+    for (const ConsoleOption& option : console_option_table()) {
+        if (option.text.name == name) return &option;
+    }
+    return nullptr;
+}
+
 void consume_console_options(ParameterList& parameters) {
-    const ConsoleOptionTable& table = console_option_table();
     while (parameters.has_more()) {
         const ParameterList::Pair& word = parameters.current();
-        const auto option = table.find(word.first);
-        if (option == table.end()) return;
+        const ConsoleOption* const option = find_console_option(word.first);
+        if (!option) return;
         parameters.advance();
-        option->second(word.second);
+        option->read(option->text, word.second);
     }
 }
 

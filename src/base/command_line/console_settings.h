@@ -2,9 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <string>
+#include <vector>
 
+#include "base/command_line/option_table.h"
 #include "base/command_line/parameter_list.h"
 #include "os/types.h"
 
@@ -30,10 +31,15 @@ struct ConsoleSettings {
 };
 ConsoleSettings& console_settings();
 
-// Handlers by key; each gets the value half of the word.
-using ConsoleOptionTable = std::map<std::string, std::function<void(const std::string& value)>>;
-// "pause", "priority", "colors", "PII", "height", "skip-warnings".
-const ConsoleOptionTable& console_option_table();
+struct ConsoleOption {
+    OptionText text;
+    // Gets the value half of the word.
+    std::function<void(const OptionText& text, const std::string& value)> read;
+};
+// In the order of the help page.
+const std::vector<ConsoleOption>& console_option_table();
+// nullptr: there is no such option.
+const ConsoleOption* find_console_option(const std::string& name);
 
 // Consumes console options up to the first word that is none. Throws RefusedException for a value that is not
 // a number or a switch.

@@ -40,7 +40,9 @@ std::string unusable_value(const OptionText& option, const std::string& value,
     std::string text = option.name + ": " + quoted(value) + " cannot be used";
     text += reason.empty() ? "." : ": " + reason + ".";
     if (!names.empty()) {
-        text += " Known: " + list_of(names) + "." + did_you_mean(nearest_name(value, names));
+        text += " Known: " + list_of(names);
+        if (option.numbered) text += ", or their numbers 0 to " + std::to_string(names.size() - 1);
+        text += "." + did_you_mean(nearest_name(value, names));
     }
     return text + and_then(option.right) + "\n" + see_help(page);
 }
@@ -58,7 +60,11 @@ std::string unknown_option(const std::string& raw, const std::string& what,
 
 i64 count_of(const OptionText& option, const std::string& value, i64 least, const std::string& page) {
     const std::optional<i64> count = parse_count(value);
-    if (!count) throw RefusedException(refused_value(option, value, kNotANumber, page));
+    if (!count) {
+        throw RefusedException(
+            refused_value(option, value,
+                          " is not a number. " + (option.right.empty() ? kRightNumber : option.right), page));
+    }
     if (*count < least) {
         throw RefusedException(refused_value(
             option, value, " is below " + std::to_string(least) + "." + and_then(option.right), page));
@@ -74,9 +80,11 @@ bool switch_of(const OptionText& option, const std::string& value, const std::st
 
 std::vector<std::string> help_lines(const OptionText& option, const std::vector<std::string>& names) {
     if (option.help.empty()) return {};
+    std::string what = option.help;
     std::string head = "    " + option.name + option.value_form;
     head.resize(std::max(kHelpColumn, head.size() + 1), ' ');
-    std::vector<std::string> lines = {head + option.help + (names.empty() ? "" : ":")};
+    if (!option.fallback.empty()) what += "; default: " + option.fallback;
+    std::vector<std::string> lines = {head + what + (names.empty() ? "" : ":")};
     if (!names.empty()) lines.push_back(std::string(kNamesColumn, ' ') + list_of(names));
     return lines;
 }

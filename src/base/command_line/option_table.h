@@ -19,7 +19,7 @@ namespace trel::CommandLine {
 // handler's.
 template <class Settings>
 struct CountValue {
-    i64 least;
+    i64 least = 0;
     std::function<void(Settings&, i64)> apply;
 };
 // A switch by the rule of parse_switch(); on when no value is given.
@@ -40,17 +40,19 @@ struct NextWordValue {
 
 // The part of a row that does not depend on the settings.
 struct OptionText {
-    std::string name;        // "-dec"
-    std::string value_form;  // ":<n>", as the help page shows it
-    std::string help;        // empty: the page leaves the option out
-    std::string right;       // what would be right, a sentence for refusals; may be empty
+    std::string name;           // "-dec"
+    std::string value_form;     // ":<n>", as the help page shows it
+    std::string help;           // empty: the page leaves the option out
+    std::string right;          // what would be right, a sentence for refusals; may be empty
+    std::string fallback = {};  // the default, where there is one to name
+    bool numbered = false;      // the values are names, and their numbers from 0 on are taken too
 };
 
 template <class Settings>
 struct OptionRow {
-    OptionText text;
+    OptionText text = {};
     std::variant<CountValue<Settings>, SwitchValue<Settings>, WordValue<Settings>, NextWordValue<Settings>>
-        value;
+        value = {};
     // The values that there are, if they are names; from their registry.
     std::function<std::vector<std::string>(const Settings&)> names = {};
     // Why a value that exists elsewhere cannot be used here; empty for any other value.
@@ -61,7 +63,7 @@ template <class Settings>
 using OptionTable = std::vector<OptionRow<Settings>>;
 
 // The sentences of refusals. Each names the option, the value, what would be right, and the help page.
-// A value that is not what it should be; `is_not` is kNotANumber or its like.
+// A value that is not what it should be; `is_not` is kNotASwitch or its like.
 std::string refused_value(const OptionText& option, const std::string& value, const std::string& is_not,
                           const std::string& page);
 // An option without its value. `next` is the word behind it ("-dec 100"), empty when there is none.

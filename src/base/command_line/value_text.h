@@ -24,8 +24,9 @@ std::optional<i64> parse_count(std::string_view text);
 // 1 0, on off, yes no, true false, in either case; nothing for any other text.
 std::optional<bool> parse_switch(std::string_view text);
 
+// What would be right where any number is.
+inline constexpr const char* kRightNumber = "Write 1000000, 1m or 1,000,000.";
 // What follows `"1x"` in a refusal.
-inline constexpr const char* kNotANumber = " is not a number. Write 1000000, 1m or 1,000,000.";
 inline constexpr const char* kNotASwitch =
     " is not a switch. Write 1 or 0, on or off, yes or no, true or false.";
 

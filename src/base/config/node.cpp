@@ -163,7 +163,11 @@ bool Object::get_bool(std::string_view key, std::string_view context) const {
     throw ParseException("", "Expected true or false.");
 }
 
-void Object::check_keys(std::initializer_list<std::string_view> allowed) const {
+void Object::add_members(const Object& other) {
+    for (const auto& entry : other.entries_) add_node(entry->key, entry->value->clone(), entry->comment);
+}
+
+void Object::check_keys(const std::vector<std::string_view>& allowed) const {
     for (const auto& entry : entries_) {
         if (std::find(allowed.begin(), allowed.end(), entry->key) == allowed.end()) {
             last_key_ = entry->key;

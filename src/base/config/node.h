@@ -147,6 +147,8 @@ class Object final : public Node {
     void add_bool(std::string key, bool value, std::string comment = {});
     Object& add_object(std::string key, std::string comment = {});
     Array& add_array(std::string key, std::string comment = {});
+    // Copies of the other's members.
+    void add_members(const Object& other);
 
     // Throw KeyNotFoundException, whose message is the key, and the type errors of as().
     const Node& get(std::string_view key) const;
@@ -161,7 +163,7 @@ class Object final : public Node {
     const std::string& last_key() const { return last_key_; }
 
     // Throws InvalidParametersException "Invalid Key: " and the first key that is not allowed.
-    void check_keys(std::initializer_list<std::string_view> allowed) const;
+    void check_keys(const std::vector<std::string_view>& allowed) const;
 
     // Stands behind the opening brace in acfg.
     std::string comment;

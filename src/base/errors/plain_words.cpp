@@ -21,6 +21,7 @@ std::string named(const std::string& path) {
 
 // Behind a failure that other options or another path avoid.
 constexpr const char* kSeeHelp = "\nSee \"kalvor help\".";
+constexpr const char* kSeeHelpConfig = "\nSee \"kalvor help config\".";
 
 // What the system says of the failure, if it was the system's.
 std::string reason(u32 error_code) {
@@ -73,8 +74,10 @@ constexpr const char* kNoMemory =
 }  // namespace
 
 std::string plain_words(const Exception& e) {
-    if (const auto* const file = dynamic_cast<const FileIO::FileException*>(&e))
-        return words_of(*file) + kSeeHelp;
+    if (const auto* const file = dynamic_cast<const FileIO::FileException*>(&e)) {
+        const bool settings = dynamic_cast<const SettingsFileException*>(file) != nullptr;
+        return words_of(*file) + (settings ? kSeeHelpConfig : kSeeHelp);
+    }
     if (const auto* const memory = dynamic_cast<const MemoryAllocationFailedException*>(&e)) {
         std::string size = Console::format_bytes(memory->allocation_size);
         size.erase(0, size.find_first_not_of(' '));

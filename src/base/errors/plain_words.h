@@ -8,6 +8,12 @@
 
 namespace trel {
 
+// A settings file that could not be read: its words lead to the page on settings files.
+class SettingsFileException final : public FileIO::FileException {
+  public:
+    explicit SettingsFileException(const FileIO::FileException& e) : FileException(e) {}
+};
+
 // What failed, on what, and what to do. Empty where the report says all there is to say (a bad value, which
 // the reader of options and settings explains itself). Looks at the file system for the reason of a
 // FileException.

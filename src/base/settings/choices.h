@@ -95,4 +95,50 @@ class Choices {
     const std::string unknown_, title_;
 };
 
+// The part that is chosen, as a setting: its name under the key, and its own settings beside it in the same
+// object. Copies are deep.
+template <class Chosen>
+class ChoiceSetting final : public Setting {
+  public:
+    ChoiceSetting(const char* key, const char* label, const Choices<Chosen>& choices, std::string_view name)
+        : Setting(key, label), choices_(&choices) {
+        choose(name);
+    }
+    ChoiceSetting(const ChoiceSetting& other)
+        : Setting(other), choices_(other.choices_), chosen_(other.chosen_->clone()) {}
+    ChoiceSetting& operator=(const ChoiceSetting& other) { return *this = other.chosen_->clone(); }
+    // Not null.
+    ChoiceSetting& operator=(std::unique_ptr<Chosen> chosen) {
+        chosen_ = std::move(chosen);
+        return *this;
+    }
+
+    Chosen& operator*() const { return *chosen_; }
+    Chosen* operator->() const { return chosen_.get(); }
+    // The defaults of another part. Throws what Choices::find() throws.
+    void choose(std::string_view name) { chosen_ = choices_->find(name).make_default_config(); }
+
+    void load(const Config::Object& object, std::string_view context) override {
+        chosen_ = choices_->find(object.get_string(key(), context)).make_config(object);
+    }
+    void save(Config::Object& object) const override {
+        Setting::save(object);
+        chosen_->save(object);
+    }
+    // The members of the part's own selector.
+    void add_selector(Config::Object& object) const override { object.add_members(chosen_->to_selector()); }
+    void edit() override { chosen_ = choices_->select(); }
+    std::string display_text() const override { return chosen_->display_name(); }
+    Console::ColorLetter color() const override { return 'T'; }
+
+  protected:
+    std::unique_ptr<Config::Node> value_node() const override {
+        return std::make_unique<Config::String>(chosen_->name());
+    }
+
+  private:
+    const Choices<Chosen>* choices_;
+    std::unique_ptr<Chosen> chosen_;
+};
+
 }  // namespace trel

@@ -1,6 +1,7 @@
 #include "base/settings/number_setting.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "base/prompt/prompt.h"
 
@@ -21,7 +22,19 @@ void NumberSetting::edit() {
         Console::print_line(rules_.explanation, 'w');
         Console::new_line();
     }
-    set(Prompt::read_unsigned_in_range(rules_.prompt, rules_.least, rules_.most, 'T'));
+    if (!rules_.refusal) {
+        set(Prompt::read_unsigned_in_range(rules_.prompt, rules_.least, rules_.most, 'T'));
+        return;
+    }
+    for (;;) {
+        const i64 answer = Prompt::read_integer_in_range(rules_.prompt, std::numeric_limits<i64>::min(),
+                                                         std::numeric_limits<i64>::max(), 'T');
+        if (answer >= 0 && in_range(static_cast<u64>(answer))) {
+            set(static_cast<u64>(answer));
+            return;
+        }
+        Console::print_line(rules_.refusal);
+    }
 }
 
 std::string NumberSetting::display_text() const {

@@ -15,6 +15,7 @@ class NumberSetting : public Setting {
         const char* zero_text = nullptr;    // shown instead of 0
         const char* title = nullptr;        // printed in 'P' before the prompt, an empty line behind it,
         const char* explanation = nullptr;  // and this with another
+        const char* refusal = nullptr;      // printed for an answer out of range, before asking again
     };
 
     NumberSetting(const char* key, const char* label, const Rules& rules, u64 value)
@@ -34,6 +35,8 @@ class NumberSetting : public Setting {
 
   protected:
     std::unique_ptr<Config::Node> value_node() const override;
+
+    bool in_range(u64 value) const { return value >= rules_.least && value <= rules_.most; }
 
   private:
     Rules rules_;

@@ -23,9 +23,9 @@ class Setting {
     // InvalidParametersException for a value that is not allowed.
     virtual void load(const Config::Object& object, std::string_view context) = 0;
     // Adds the member key : value.
-    void save(Config::Object& object) const;
+    virtual void save(Config::Object& object) const;
     // Adds the member key : {"Value" : value, "DisplayText" : text}.
-    void add_selector(Config::Object& object) const;
+    virtual void add_selector(Config::Object& object) const;
     // "   4    Worker Threads:             Unlimited": the label is padded to the width, unless it ends in a
     // blank.
     void print(u64 line_number, u64 label_width) const;

@@ -18,6 +18,10 @@ void register_allocator(const std::string& name, const AllocatorType& type) {
     allocators().add(name, type);
 }
 
+const Choices<AllocatorConfig>& allocator_choices() {
+    return allocators();
+}
+
 const AllocatorType& find_allocator_type(std::string_view name) {
     return allocators().find(name);
 }

@@ -76,6 +76,8 @@ struct AllocatorRegistration {
 
 inline constexpr const char* kDefaultAllocator = "mmap";
 
+// All of them, for a setting that holds one.
+const Choices<AllocatorConfig>& allocator_choices();
 // Throws InvalidParametersException "Invalid Memory Allocator: " + name.
 const AllocatorType& find_allocator_type(std::string_view name);
 std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name);

@@ -51,6 +51,10 @@ class CilkConfig final : public FrameworkConfigOf<CilkConfig> {
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::string mode_text() const override;
     u64 worker_threads() const override { return threads.value(); }
+    bool limit_threads(u64 n) override {
+        threads.set(n);
+        return true;
+    }
 
     NumberSetting threads;
     // A library is code of somebody else's, so that only the user's settings bring it in.

@@ -50,6 +50,10 @@ std::string left_out_reason(std::string_view name) {
     return frameworks().left_out_reason(name);
 }
 
+const Choices<FrameworkConfig>& framework_choices() {
+    return frameworks();
+}
+
 const FrameworkType& find_framework_type(std::string_view name) {
     return frameworks().find(name);
 }

@@ -26,6 +26,8 @@ class FrameworkConfig : public SettingsObject {
     virtual std::unique_ptr<FrameworkConfig> clone() const = 0;
     // Threads that the framework runs on; 0 = not fixed, shown as "?".
     virtual u64 worker_threads() const { return 0; }
+    // Makes the framework run on so many threads, 2 or more; false when it has no limit of its own.
+    virtual bool limit_threads(u64) { return false; }
     // {"Framework" : name, and each setting : {"Value", "DisplayText"}} for a remote user interface.
     Config::Object to_selector() const;
 
@@ -37,6 +39,9 @@ class FrameworkConfig : public SettingsObject {
     // The same on the console, in colours; no line feed.
     void print_summary(u64 tds) const;
 };
+
+// Of a machine with several processors: the winner of Pi to 10 million digits.
+inline constexpr const char* kDefaultFramework = "cilk";
 
 using FrameworkType = ChoiceType<FrameworkConfig>;
 // What the settings of a framework are derived from.
@@ -62,6 +67,8 @@ struct LeftOutFramework {
 // Empty when no framework of that name was left out.
 std::string left_out_reason(std::string_view name);
 
+// All of them, for a setting that holds one.
+const Choices<FrameworkConfig>& framework_choices();
 // Throws InvalidParametersException "Invalid Parallel Framework: " + name, with the reason in brackets if it
 // was left out.
 const FrameworkType& find_framework_type(std::string_view name);

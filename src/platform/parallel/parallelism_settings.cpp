@@ -9,52 +9,51 @@
 
 namespace trel {
 
-ParallelismSettings::ParallelismSettings(u64 processors) : logical_cores(std::max<u64>(processors, 1)) {
-    if (logical_cores == 1) {
-        framework = make_default_framework_config("none");
-        return;
+TaskDecomposition::TaskDecomposition()
+    : NumberSetting(
+          "TaskDecomposition", "    Task Decomposition:",
+          {.prompt = "Task Decomposition: ",
+           .least = 1,
+           .most = kMost,
+           .title = "\n\nTarget Task Decomposition",
+           .explanation = "In order to parallelize a task, it must be decomposed to smaller tasks.\n"
+                          "However, decomposing tasks incurs CPU and memory overhead.\n"
+                          "  - With fewer tasks, you have less overhead, but you may not achieve high\n"
+                          "    utilization of the processor cores.\n"
+                          "  - With more tasks, you have more overhead, but better CPU utilization.\n"
+                          "At minimum value, this should be at least the # of logical cores. But it may\n"
+                          "be optimal to go even higher. This is known as \"over-decomposition\".",
+           .refusal = "\nPlease choose a number between 1 and 65,536"},
+          1) {}
+
+void TaskDecomposition::choose(i64 tasks) {
+    if (tasks < 1 || !in_range(static_cast<u64>(tasks))) {
+        throw InvalidParametersException(
+            "", "Task decomposition must be between 1 and " + Console::format_commas(kMost) + ".");
     }
-    // The winner of Pi to 10 million digits.
-    framework = make_default_framework_config("cilk");
-    task_decomposition =
-        processors >= kMaxTaskDecomposition / 2 ? kMaxTaskDecomposition : std::bit_ceil(2 * processors);
+    set(static_cast<u64>(tasks));
+}
+
+void TaskDecomposition::load(const Config::Object& object, std::string_view context) {
+    choose(object.get_integer(key(), context));
+}
+
+ParallelismSettings::ParallelismSettings(u64 processors)
+    : SettingsObject(kContext, 32),
+      logical_cores(std::max<u64>(processors, 1)),
+      framework("Framework", "    Framework:", framework_choices(),
+                logical_cores == 1 ? "none" : kDefaultFramework) {
+    constexpr u64 kMost = TaskDecomposition::kMost;
+    if (logical_cores != 1)
+        task_decomposition = processors >= kMost / 2 ? kMost : std::bit_ceil(2 * processors);
 }
 
 ParallelismSettings::ParallelismSettings() : ParallelismSettings(os::usable_processor_count()) {}
 
-ParallelismSettings::ParallelismSettings(const ParallelismSettings& other)
-    : logical_cores(other.logical_cores),
-      task_decomposition(other.task_decomposition),
-      framework(other.framework->clone()) {}
-
-ParallelismSettings& ParallelismSettings::operator=(const ParallelismSettings& other) {
-    return *this = ParallelismSettings(other);
-}
-
 ParallelismSettings ParallelismSettings::parse(const Config::Node& node) {
-    constexpr const char* kContext = "Parallel Framework";
-    const auto& object = node.as<Config::Object>(kContext);
     ParallelismSettings settings;
-    const i64 tasks = object.get_integer("TaskDecomposition", kContext);
-    check_task_decomposition(tasks);
-    settings.task_decomposition = static_cast<u64>(tasks);
-    settings.framework = make_framework_config(object);
+    settings.load(node.as<Config::Object>(kContext));
     return settings;
-}
-
-Config::Object ParallelismSettings::to_config() const {
-    Config::Object object;
-    object.add_integer("TaskDecomposition", static_cast<i64>(task_decomposition));
-    object.add_string("Framework", framework->name());
-    framework->save(object);
-    return object;
-}
-
-void ParallelismSettings::check_task_decomposition(i64 task_decomposition) {
-    if (task_decomposition < 1 || static_cast<u64>(task_decomposition) > kMaxTaskDecomposition) {
-        throw InvalidParametersException("", "Task decomposition must be between 1 and " +
-                                                 Console::format_commas(kMaxTaskDecomposition) + ".");
-    }
 }
 
 }  // namespace trel

@@ -37,6 +37,10 @@ class PushPoolConfig final : public FrameworkConfigOf<PushPoolConfig> {
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     std::string mode_text() const override;
     u64 worker_threads() const override { return threads.value(); }
+    bool limit_threads(u64 n) override {
+        threads.set(n);
+        return true;
+    }
 
     WorkerThreads threads;
     SwitchSetting randomize{

@@ -27,6 +27,11 @@ class TaskQueueConfig final : public FrameworkConfigOf<TaskQueueConfig> {
 
     std::unique_ptr<BasicParallelizer> make_framework() const override;
     u64 worker_threads() const override { return threads.value(); }
+    // The dispatching thread works beside the pool's.
+    bool limit_threads(u64 n) override {
+        threads.set(n - 1);
+        return true;
+    }
 
     WorkerThreads threads;
 

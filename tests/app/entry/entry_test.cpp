@@ -10,6 +10,7 @@
 #include "app/entry/about_page.h"
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
+#include "app/settings/option_help.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/parameter_list.h"
 #include "base/command_line/refusal.h"
@@ -169,7 +170,11 @@ TEST_F(StartUp, WithoutAnActionTheMenu) {
 TEST_F(StartUp, HelpComesAtOnce) {
     EXPECT_EQ(run({"--version"}, 0), "<console><path>{g}Kalvor v{w}0.7.8 Build 9507\n{w}\n");
     EXPECT_EQ(run({"pause:-2", "help"}, 0), "<console><path>" + printed(print_usage) + "{w}\n");
-    EXPECT_EQ(run({"pause:-2", "custom", "-h"}, 0), "<console><path>" + printed(print_custom_help) + "{w}\n");
+    EXPECT_EQ(run({"pause:-2", "custom", "-h"}, 0), "<console><path>" + printed([] {
+                                                        for (const std::string& line : custom_help()) {
+                                                            trel::Console::print_line(line);
+                                                        }
+                                                    }) + "{w}\n");
     // What "-o" takes asks for nothing.
     const std::string text = run({"pause:-2", "custom", "pi", "-dec:x", "-o", "-h"}, 1);
     EXPECT_NE(text.find("-dec: \"x\" is not a number."), std::string::npos) << text;

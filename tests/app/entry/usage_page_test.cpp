@@ -7,7 +7,7 @@
 
 #include "app/entry/action_table.h"
 #include "app/entry/usage.h"
-#include "app/session/custom_options.h"
+#include "app/settings/option_help.h"
 #include "base/command_line/console_settings.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/framework_registry.h"
@@ -52,10 +52,10 @@ TEST(UsagePage, HasARowForEveryOption) {
     CaptureConsole console;
     kalvor::print_usage();
     const std::string page = console.take();
-    kalvor::print_custom_help();
-    const std::string custom = console.take();
+    std::string custom;
+    for (const std::string& line : kalvor::custom_help()) custom += line + "\n";
     int rows = 0;
-    for (const auto& row : kalvor::custom_option_table()) {
+    for (const auto& row : kalvor::option_table(kalvor::compute_settings_table())) {
         if (row.text.help.empty()) continue;
         rows++;
         EXPECT_NE(page.find("\n    " + row.text.name + row.text.value_form), std::string::npos)
@@ -65,7 +65,7 @@ TEST(UsagePage, HasARowForEveryOption) {
     }
     EXPECT_GE(rows, 10);
     for (const auto& option : trel::CommandLine::console_option_table()) {
-        EXPECT_NE(page.find("\n    " + option.first), std::string::npos) << option.first;
+        EXPECT_NE(page.find("\n    " + option.text.name), std::string::npos) << option.text.name;
     }
     for (const auto& action : kalvor::action_table()) {
         EXPECT_EQ(page.find("\n    " + action.word + " ") != std::string::npos, !action.help.empty())

@@ -99,7 +99,8 @@ TEST(MemoryCheckTest, RefusalsBeginInPlainWords) {
     EXPECT_EQ(
         console.text(),
         "\nThe run does not fit into this machine's memory: it needs 0.98 KiB, 600 bytes are free: at most "
-        "4,500,000,000 digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n");
+        "4,500,000,000 digits. Choose fewer digits with -dec:<n>, or run it all the same with "
+        "-force:1.\nSee \"kalvor help custom\".\n");
 }
 
 TEST(MemoryCheckTest, UnknownSizesAreNotHeldAgainstTheRun) {

@@ -8,12 +8,12 @@ namespace {
 
 using trel::u64;
 
-u64 total(const CustomSettings& settings, u64 digits) {
+u64 total(const ComputeSettings& settings, u64 digits) {
     return RunPlan::make(settings, ComputeSize::from_decimal(digits)).memory.total();
 }
 
 TEST(MemoryPlanTest, TheProgramAndItsOutputCount) {
-    CustomSettings settings;
+    ComputeSettings settings;
     settings.set_decimal_digits(1000000);
     const MemoryPlan written = RunPlan::make(settings, settings.size).memory;
     settings.output_enable = false;
@@ -24,7 +24,7 @@ TEST(MemoryPlanTest, TheProgramAndItsOutputCount) {
 }
 
 TEST(MemoryPlanTest, TheLargestSizeThatFits) {
-    CustomSettings settings;
+    ComputeSettings settings;
     settings.set_decimal_digits(1000000000);
     for (const u64 megabytes : {20, 100, 1000, 3000}) {
         const u64 bytes = megabytes << 20;
@@ -42,7 +42,7 @@ TEST(MemoryPlanTest, TheLargestSizeThatFits) {
 
 // Sizes that no algorithm reaches do not fit either.
 TEST(MemoryPlanTest, NoMoreThanTheAlgorithmsReach) {
-    CustomSettings settings;
+    ComputeSettings settings;
     settings.size = ComputeSize::from_decimal(u64(1) << 62);
     const u64 digits = digits_that_fit(settings, ~u64(0));
     EXPECT_GT(digits, 1000000000000u);

@@ -29,7 +29,7 @@ class OutputFaultsTest : public testing::Test {
   protected:
     std::string out(const std::string& name) const { return "out/" + name; }
     void run(u64 digits, bool overwrite, bool hexadecimal = false) const {
-        CustomSettings settings;
+        ComputeSettings settings;
         settings.set_decimal_digits(static_cast<trel::i64>(digits));
         settings.enable_hex = hexadecimal;
         settings.path = folder_.file("out");

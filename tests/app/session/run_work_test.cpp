@@ -24,7 +24,7 @@ std::vector<trel::WorkPhase> twice_as_much(std::vector<trel::WorkPhase> phases) 
 // shows as well as too little.
 class Recorder final : public trel::StatusIterationNode, public trel::Status {
   public:
-    explicit Recorder(const CustomSettings& settings)
+    explicit Recorder(const ComputeSettings& settings)
         : meter_(twice_as_much(run_work(RunPlan::make(settings, settings.size), settings))) {}
 
     void Status_ColoredLine(const std::vector<ColoredText>&) override { look(); }
@@ -66,7 +66,7 @@ class RunWorkTest : public testing::TestWithParam<std::tuple<const char*, u64, u
 TEST_P(RunWorkTest, ARunAddsWhatItsPlanSays) {
     const auto& [algorithm, digits, tasks] = GetParam();
     CaptureConsole console;
-    CustomSettings settings;
+    ComputeSettings settings;
     settings.constant->select_algorithm(algorithm);
     settings.set_decimal_digits(static_cast<trel::i64>(digits));
     settings.output_enable = false;
@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, RunWorkTest,
                                          std::make_tuple("2", 3000000, 16)));
 
 TEST(RunWork, PhasesAreThoseOfTheSettings) {
-    CustomSettings settings;
+    ComputeSettings settings;
     settings.set_decimal_digits(1000000);
     const auto names = [&] {
         std::string text;
@@ -112,7 +112,7 @@ TEST(RunWork, PhasesAreThoseOfTheSettings) {
 }
 
 TEST(RunWork, LargerRunsTakeLonger) {
-    CustomSettings settings;
+    ComputeSettings settings;
     double before = 0;
     for (const u64 digits : {u64(1000000), u64(10000000), u64(1000000000), u64(100000000000)}) {
         settings.size = ComputeSize::from_decimal(digits);

@@ -15,7 +15,7 @@ std::string recorded_serial(bool include_pii) {
     const trel::CommandLine::ConsoleSettings before = settings;
     settings.include_pii = include_pii;
     CaptureConsole console;
-    CustomSettings custom;
+    ComputeSettings custom;
     custom.set_decimal_digits(100);
     custom.output_enable = false;
     NormalFloatSessionB session(std::move(custom), trel::null_status());

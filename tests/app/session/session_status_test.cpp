@@ -52,8 +52,8 @@ class Recorder final : public trel::Status, public trel::StatusIterationNode {
     std::function<void(std::string_view name)> at_label;
 };
 
-CustomSettings settings_for(u64 digits, const std::string& path) {
-    CustomSettings settings;
+ComputeSettings settings_for(u64 digits, const std::string& path) {
+    ComputeSettings settings;
     settings.set_decimal_digits(static_cast<trel::i64>(digits));
     settings.path = path;
     settings.overwrite = true;
@@ -85,9 +85,9 @@ std::vector<std::string> lines_of(std::string_view text) {
 
 TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
     const ScratchFolder folder;
-    CustomSettings hexadecimal = settings_for(20000, folder.file("a"));
+    ComputeSettings hexadecimal = settings_for(20000, folder.file("a"));
     hexadecimal.enable_hex = true;
-    CustomSettings same = settings_for(20000, folder.file("a"));
+    ComputeSettings same = settings_for(20000, folder.file("a"));
     same.enable_hex = true;
 
     std::string shown;
@@ -115,13 +115,13 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
     for (int round = 0; round < 2; round++) {
         Recorder first, second;
         {
-            CustomSettings settings = settings_for(3000, folder.file("one"));
+            ComputeSettings settings = settings_for(3000, folder.file("one"));
             settings.output_verify = false;
             NormalFloatSessionB session(std::move(settings), first);
             EXPECT_EQ(session.run().decimal_digits, 3000U);
         }
         {
-            CustomSettings settings = settings_for(12345, folder.file("two"));
+            ComputeSettings settings = settings_for(12345, folder.file("two"));
             settings.enable_hex = true;
             NormalFloatSessionB session(std::move(settings), second);
             const RunRecord& record = session.run();
@@ -221,7 +221,7 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
     const auto run = [&](const std::string& table) {
         folder.write("Digits/Pi.txt", table);
         Recorder recorder;
-        CustomSettings settings = settings_for(1000, "");
+        ComputeSettings settings = settings_for(1000, "");
         settings.output_enable = false;
         NormalFloatSessionB session(std::move(settings), recorder);
         session.set_reference_folder(folder.file(""));

@@ -208,6 +208,31 @@ TEST(ParallelismSettings, Defaults) {
     EXPECT_EQ(ParallelismSettings().logical_cores, os::usable_processor_count());
 }
 
+// The settings of a run's parallelism are a list like any other.
+TEST(ParallelismSettings, LinesAndEditing) {
+    CaptureConsole console;
+    ParallelismSettings settings(1);
+    EXPECT_EQ(settings.print(2), 4U);
+    EXPECT_EQ(console.take(),
+              "   2    Task Decomposition:         1\n   3    Framework:                  None (No "
+              "Multi-threading)\n");
+    console.type({"0", "65537", "-1", "12"});
+    settings.edit(0);
+    EXPECT_EQ(settings.task_decomposition, 12U);
+    std::string text = console.take();
+    const std::string refusal = "\nPlease choose a number between 1 and 65,536\nTask Decomposition: ";
+    EXPECT_EQ(text.find("\n\nTarget Task Decomposition\n\nIn order to parallelize a task, "), 0U) << text;
+    EXPECT_TRUE(text.ends_with("\n\nTask Decomposition: " + refusal + refusal + refusal)) << text;
+    console.type({"2"});
+    settings.edit(1);
+    EXPECT_EQ(settings.framework->name(), "spawn");
+    Config::Object selectors;
+    settings.add_selectors(selectors);
+    EXPECT_EQ(selectors.get_object("TaskDecomposition").get_integer("Value"), 12);
+    EXPECT_EQ(selectors.get_string("Framework"), "spawn");
+    EXPECT_TRUE(selectors.contains("MaxSequentialDispatch"));
+}
+
 namespace {
 
 // What the remote user interface gets, on one line.

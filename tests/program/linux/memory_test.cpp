@@ -72,7 +72,7 @@ TEST(MemoryTest, SmallRunsShowTheSizeOfWhatTheyDoNotNeedOnce) {
 // What is compared with the machine's memory counts everything in: the program, its threads and the writer.
 TEST(SlowMemoryTest, TheDemandIsNotBelowThePeak) {
     if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
-    kalvor::CustomSettings settings;
+    kalvor::ComputeSettings settings;
     settings.set_decimal_digits(20000000);
     for (const char* framework : {"none", "spawn", "pushpool", "cilk"}) {
         for (const trel::u64 tasks : {1, 16}) {

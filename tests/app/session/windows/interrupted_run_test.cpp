@@ -14,7 +14,7 @@
 namespace {
 
 const kalvor_test::Child interrupted_run("interrupted run", [] {
-    kalvor::CustomSettings settings;
+    kalvor::ComputeSettings settings;
     settings.set_decimal_digits(50000000);
     settings.output_enable = false;
     // The run's own watch takes it, or nobody does and the process ends the same way.

@@ -1,4 +1,4 @@
-#include "app/session/custom_settings.h"
+#include "app/settings/compute_settings.h"
 
 #include "base/console/console.h"
 #include "constants/catalog/catalog.h"
@@ -12,18 +12,16 @@ constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
 
 }  // namespace
 
-CustomSettings::CustomSettings()
-    : constant(make_constant("pi", "")),
-      size(ComputeSize::from_decimal(kDefaultDecimalDigits)),
-      allocator(trel::make_default_allocator_config(trel::kDefaultAllocator)) {}
+ComputeSettings::ComputeSettings()
+    : constant(make_constant("pi", "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
 
-void CustomSettings::set_decimal_digits(trel::i64 digits) {
+void ComputeSettings::set_decimal_digits(trel::i64 digits) {
     std::string warning;
     size = ComputeSize::from_decimal(clamp_decimal_digits(digits, constant->max_decimal_digits(), warning));
     if (!warning.empty()) trel::Console::labelled_line("Warning", warning, 'Y');
 }
 
-void CustomSettings::check_compression() {
+void ComputeSettings::check_compression() {
     if (digits_per_file == 0) return;
     // A negative count is the largest one: all digits in one file.
     const bool enough = static_cast<trel::u64>(digits_per_file) >= kMinimumDigitsPerFile &&

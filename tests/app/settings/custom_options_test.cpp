@@ -1,4 +1,4 @@
-#include "app/session/custom_options.h"
+#include "app/settings/custom_options.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ using trel::CommandLine::ParameterList;
 
 namespace {
 
-CustomSettings parse(std::vector<std::string> words) {
+ComputeSettings parse(std::vector<std::string> words) {
     words.insert(words.begin(), {"kalvor", "pi"});
     ParameterList parameters(words);
     return parse_custom_options(parameters);
@@ -21,7 +21,7 @@ CustomSettings parse(std::vector<std::string> words) {
 
 std::string summary(std::vector<std::string> words) {
     const CaptureConsole console;
-    const CustomSettings settings = parse(std::move(words));
+    const ComputeSettings settings = parse(std::move(words));
     const trel::ParallelismSettings& p = settings.parallelism;
     return p.framework->name() + " " + std::to_string(p.task_decomposition) + " / " +
            std::to_string(p.framework->worker_threads());
@@ -31,8 +31,8 @@ std::string summary(std::vector<std::string> words) {
 
 TEST(CustomOptions, InAnyOrder) {
     CaptureConsole console;
-    const CustomSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
-                                    "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
+    const ComputeSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
+                                     "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
     EXPECT_EQ(console.take(), "");
     EXPECT_EQ(s.size.decimal_digits, 1234u);
     EXPECT_TRUE(s.enable_hex);
@@ -49,11 +49,11 @@ TEST(CustomOptions, InAnyOrder) {
 
 TEST(CustomOptions, WhatMayBeRefusedMayBeChosen) {
     const CaptureConsole console;
-    const CustomSettings none = parse({"-dec:100"});
+    const ComputeSettings none = parse({"-dec:100"});
     EXPECT_FALSE(none.overwrite);
     EXPECT_FALSE(none.minimum_space.has_value());
     EXPECT_FALSE(none.force);
-    const CustomSettings on = parse({"-dec:100", "-overwrite:1", "-minspace", "-force:yes"});
+    const ComputeSettings on = parse({"-dec:100", "-overwrite:1", "-minspace", "-force:yes"});
     EXPECT_TRUE(on.overwrite);
     EXPECT_EQ(on.minimum_space, std::optional<bool>(true));
     EXPECT_TRUE(on.force);
@@ -121,11 +121,34 @@ TEST(CustomOptions, ThreadsInOneOption) {
     EXPECT_THROW(parse({"-threads:65537"}), trel::InvalidParametersException);
 }
 
+// What would be right is said with its bounds, and where names have numbers, with these.
+TEST(CustomOptions, RefusalsSayTheBounds) {
+    const auto refused = [](const char* word) {
+        CaptureConsole console;
+        try {
+            parse({word});
+        } catch (const trel::CommandLine::RefusedException& e) {
+            return std::string(e.what());
+        } catch (const trel::InvalidParametersException&) {
+        }
+        return console.take();
+    };
+    const std::string tasks =
+        " is not a number. Write a number from 1 to 65,536.\nSee \"kalvor help custom\".";
+    EXPECT_EQ(refused("-threads:abc"), "-threads: \"abc\"" + tasks);
+    EXPECT_EQ(refused("-TD:abc"), "-TD: \"abc\"" + tasks);
+    EXPECT_EQ(refused("-dec:abc"),
+              "-dec: \"abc\" is not a number. Write 1000000, 1m or 1,000,000.\nSee \"kalvor help custom\".");
+    EXPECT_EQ(refused("-algorithm:9"),
+              "\n-algorithm: \"9\" cannot be used. Known: chudnovsky, ramanujan, chudnovsky-reduced, "
+              "ramanujan-reduced, or their numbers 0 to 3.\nSee \"kalvor help custom\".\n");
+}
+
 // Every name that a refusal lists is one that the option takes.
 TEST(CustomOptions, ListedNamesAreTaken) {
-    const CustomChoices defaults;
+    const ComputeChoices defaults;
     int with_names = 0;
-    for (const auto& row : custom_option_table()) {
+    for (const auto& row : option_table(compute_settings_table())) {
         if (!row.names) continue;
         with_names++;
         const std::vector<std::string> names = row.names(defaults);

@@ -1,5 +1,5 @@
 // The sizes that a digit count leads to, against exact integer arithmetic of the ratio log 10 / log 16.
-#include "app/session/compute_size.h"
+#include "app/settings/compute_size.h"
 
 #include <gmpxx.h>
 #include <gtest/gtest.h>

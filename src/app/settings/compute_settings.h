@@ -5,17 +5,17 @@
 #include <optional>
 #include <string>
 
-#include "app/session/compute_size.h"
+#include "app/settings/compute_size.h"
 #include "constants/catalog/constant.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/parallelism_settings.h"
 
 namespace kalvor {
 
-struct CustomSettings {
+struct ComputeSettings {
     // Pi by its first algorithm to 50,000,000 digits, output and verification on, the machine's default
     // tasks, "mmap".
-    CustomSettings();
+    ComputeSettings();
 
     std::unique_ptr<Constant> constant;
     ComputeSize size;
@@ -28,7 +28,8 @@ struct CustomSettings {
     bool force = false;                 // run although the memory is not there
     trel::i64 digits_per_file = 0;      // 0: text files
     trel::ParallelismSettings parallelism;
-    std::unique_ptr<trel::AllocatorConfig> allocator;
+    trel::ChoiceSetting<trel::AllocatorConfig> allocator{
+        "Allocator", "    Memory Allocator:       ", trel::allocator_choices(), trel::kDefaultAllocator};
 
     // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
     void set_decimal_digits(trel::i64 digits);

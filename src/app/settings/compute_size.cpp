@@ -1,4 +1,4 @@
-#include "app/session/compute_size.h"
+#include "app/settings/compute_size.h"
 
 #include <cmath>
 

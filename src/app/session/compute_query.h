@@ -1,0 +1,18 @@
+// What a remote user interface is told of settings before it runs them.
+#pragma once
+
+#include <memory>
+
+#include "app/settings/compute_settings.h"
+#include "base/config/node.h"
+#include "os/memory_status.h"
+
+namespace kalvor {
+
+// The selectors of the settings (compute_settings_selector()), "RequiredRam" in the same form, and the arrays
+// "Warnings" and "Errors" of texts; with an error the settings cannot be run. A size that no algorithm
+// reaches needs 0 bytes and is an error.
+std::unique_ptr<trel::Config::Object> query_compute_settings(const ComputeSettings& settings,
+                                                             const trel::os::MemoryStatus& machine);
+
+}  // namespace kalvor

@@ -1,0 +1,29 @@
+// The settings of a computation as a configuration object ("CustomCompute" of a settings file).
+#pragma once
+
+#include <memory>
+
+#include "app/settings/compute_table.h"
+
+namespace kalvor {
+
+// Reads every setting of the table that files have; all are required. The members of swap mode are allowed
+// and not looked at. Digit counts out of bounds and compression of too few digits are corrected with a
+// printed warning. What is wrong with a member is told in a sentence, then thrown. Nothing else happens: the
+// output folder is not looked at.
+//
+// Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
+// InvalidParametersException for values that cannot be used.
+ComputeSettings load_compute_settings(const trel::Config::Object& object,
+                                      const SettingsTable& table = compute_settings_table());
+
+// The same object again, in its order. Loading it gives equal settings.
+std::unique_ptr<trel::Config::Object> save_compute_settings(
+    const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
+
+// The same object for a remote user interface: {"Value", "DisplayText"} in place of every value, except where
+// a framework's own selector says otherwise.
+std::unique_ptr<trel::Config::Object> compute_settings_selector(
+    const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
+
+}  // namespace kalvor

@@ -1,0 +1,139 @@
+#include "app/settings/custom_options.h"
+
+#include <algorithm>
+
+#include "base/command_line/console_settings.h"
+#include "base/command_line/shown_text.h"
+#include "base/command_line/suggestion.h"
+#include "base/console/console.h"
+#include "base/console/error_output.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
+
+namespace kalvor {
+
+using trel::i64;
+using trel::InvalidParametersException;
+using trel::u64;
+using trel::CommandLine::ParameterList;
+using Options = trel::CommandLine::OptionTable<ComputeChoices>;
+namespace Console = trel::Console;
+
+namespace {
+
+constexpr const char* kPage = "help custom";
+
+// The constant's own word.
+std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
+    const std::string& raw = parameters.current_raw();
+    try {
+        return make_constant(parameters.current().first, parameters.current_value());
+    } catch (...) {
+        const std::vector<std::string> known = constant_tokens();
+        const std::string& token = parameters.current().first;
+        const std::string list = " Known: " + trel::CommandLine::list_of(known) + ".";
+        std::string text;
+        if (std::find(known.begin(), known.end(), token) != known.end()) {
+            text = "custom: " + trel::CommandLine::quoted(raw) + " cannot be used.";
+        } else if (raw.starts_with('-')) {
+            text = trel::CommandLine::quoted(raw) + " stands where the constant's name belongs." +
+                   trel::CommandLine::did_you_mean("custom " + known.front() + " " +
+                                                   trel::CommandLine::shown(raw, 60)) +
+                   list;
+        } else {
+            text = "custom: " + trel::CommandLine::quoted(raw) + " is not a constant." +
+                   trel::CommandLine::did_you_mean(trel::CommandLine::nearest_name(token, known)) + list;
+        }
+        Console::print_problem(text + "\n" + trel::CommandLine::see_help(kPage));
+        throw;
+    }
+}
+
+[[noreturn]] void refuse_option(const ParameterList& parameters, const Options& options) {
+    const std::string& raw = parameters.current_raw();
+    if (trel::CommandLine::find_console_option(parameters.current().first)) {
+        const std::string text = trel::CommandLine::shown(raw);
+        Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
+                               text + " custom ...\n" + trel::CommandLine::see_help(kPage));
+    } else {
+        Console::print_problem(trel::CommandLine::unknown_option(
+            raw, "an option of \"custom\"", trel::CommandLine::names_of(options), kPage));
+    }
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line("Invalid Parameter: " + trel::CommandLine::shown(raw));
+    }
+    Console::fatal_exit(1);
+}
+
+// The argument of "-o" may be meant as an option of its own.
+void warn_of_option_as_folder(const ParameterList& parameters, const Options& options) {
+    const std::string* const next = parameters.next();
+    if (!next || parameters.current_raw().find(':') != std::string::npos) return;
+    if (!find_option(options, next->substr(0, next->find(':')))) return;
+    Console::labelled_line("Warning",
+                           "-o takes the next word whatever it is: the digits go into the folder " +
+                               trel::CommandLine::quoted(*next) + ".",
+                           'Y');
+}
+
+}  // namespace
+
+void choose_threads(ComputeChoices& choices) {
+    trel::ParallelismSettings& parallelism = choices.settings.parallelism;
+    const u64 threads = *choices.threads;
+    const trel::ParallelismSettings usual(threads);
+    if (!choices.framework_chosen || threads == 1) {
+        parallelism.framework = usual.framework;
+    }
+    const std::string name = parallelism.framework->name();
+    if (threads != 1 && name == "none") {
+        throw trel::CommandLine::RefusedException(
+            "-threads: the framework \"none\" runs on one thread, not on " + std::to_string(threads) +
+            ". Leave out -PF or name another.\n" + trel::CommandLine::see_help(kPage));
+    }
+    const bool limited = parallelism.framework->limit_threads(threads);
+    if (!choices.tasks_chosen)
+        parallelism.task_decomposition = limited || threads == 1 ? usual.task_decomposition.value() : threads;
+    if (limited || threads == 1) return;
+    Console::labelled_line("Note",
+                           "\"" + name + "\" has no limit of threads. The work is split into " +
+                               Console::format_commas(parallelism.task_decomposition) + " tasks.",
+                           'Y');
+}
+
+ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTable& table) {
+    const Options options = option_table(table);
+    ComputeChoices choices;
+    ComputeSettings& settings = choices.settings;
+    settings.constant = read_constant(parameters);
+    parameters.advance();
+    while (parameters.has_more()) {
+        const auto* const option = find_option(options, parameters.current().first);
+        if (!option) refuse_option(parameters, options);
+        if (option->text.name == "-o") warn_of_option_as_folder(parameters, options);
+        read_option(*option, choices, parameters, kPage, Console::print_problem);
+        parameters.advance();
+    }
+    if (choices.threads) choose_threads(choices);
+    settings.set_decimal_digits(
+        choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits)));
+    if (!choices.decimal_digits) {
+        Console::labelled_line("Note",
+                               "No -dec is given: the default of " +
+                                   Console::format_commas(settings.size.decimal_digits) +
+                                   " decimal digits is taken.",
+                               'Y');
+    }
+    settings.check_compression();
+    if (settings.digits_per_file != 0) {
+        Console::print_problem("-C: this version writes digits as text only. Leave the option out.\n" +
+                               trel::CommandLine::see_help(kPage));
+        throw InvalidParametersException(
+            "", "Compressed digit files are not available in this version. Use -C:0.");
+    }
+    return std::move(choices.settings);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,177 @@
+#include "app/settings/compute_settings_object.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "base/config/parser.h"
+#include "base/errors/exceptions.h"
+#include "support/capture_console.h"
+
+using namespace kalvor;
+using trel::Config::Object;
+
+namespace {
+
+ComputeSettings load(const std::string& text) {
+    return load_compute_settings(trel::Config::parse_acfg(text)->as<Object>());
+}
+
+}  // namespace
+
+TEST(ComputeSettingsObject, DefaultsInTheOrderOfTheKeys) {
+    ComputeSettings settings;
+    settings.parallelism = trel::ParallelismSettings(1);
+    EXPECT_EQ(save_compute_settings(settings)->to_acfg(),
+              "{\r\n"
+              "    Constant : {\r\n"
+              "        Constant : \"pi\"\r\n"
+              "        Algorithm : \"chudnovsky\"\r\n"
+              "    }\r\n"
+              "    ComputeSize : {\r\n"
+              "        DecimalDigits : 50000000\r\n"
+              "        EnableHexDigits : \"false\"\r\n"
+              "    }\r\n"
+              "    Output : {\r\n"
+              "        Path : \"\"\r\n"
+              "        OutputEnable : \"true\"\r\n"
+              "        DigitsPerFile : 0\r\n"
+              "    }\r\n"
+              "    OutputVerify : \"true\"\r\n"
+              "    Mode : \"ram\"\r\n"
+              "    Parallelism : {\r\n"
+              "        TaskDecomposition : 1\r\n"
+              "        Framework : \"none\"\r\n"
+              "    }\r\n"
+              "    Allocator : {\r\n"
+              "        Allocator : \"mmap\"\r\n"
+              "        LargePages : \"attempt\"\r\n"
+              "        LockedPages : \"attempt\"\r\n"
+              "    }\r\n"
+              "}\r\n");
+}
+
+// Every setting away from its default, through the text and back.
+TEST(ComputeSettingsObject, ComesBackAsItWasWritten) {
+    const CaptureConsole console;
+    for (const char* algorithm : {"chudnovsky", "ramanujan", "chudnovsky-reduced", "ramanujan-reduced"}) {
+        ComputeSettings settings;
+        settings.constant->select_algorithm(algorithm);
+        settings.set_decimal_digits(123456);
+        settings.enable_hex = true;
+        settings.path = ".";
+        settings.output_enable = false;
+        settings.output_verify = false;
+        settings.parallelism.framework = trel::make_default_framework_config("spawn");
+        settings.parallelism.task_decomposition = 7;
+        settings.allocator = trel::make_default_allocator_config("malloc");
+        const std::string text = save_compute_settings(settings)->to_acfg();
+        const ComputeSettings back = load(text);
+        EXPECT_EQ(back.constant->token(), "pi");
+        EXPECT_EQ(back.constant->algorithm_token(), algorithm);
+        EXPECT_EQ(back.size.decimal_digits, 123456u);
+        EXPECT_TRUE(back.enable_hex);
+        EXPECT_EQ(back.path, ".");
+        EXPECT_FALSE(back.output_enable);
+        EXPECT_FALSE(back.output_verify);
+        EXPECT_EQ(back.digits_per_file, 0);
+        EXPECT_EQ(back.parallelism.framework->name(), "spawn");
+        EXPECT_EQ(back.parallelism.task_decomposition, 7u);
+        EXPECT_EQ(back.allocator->name(), "malloc");
+        EXPECT_EQ(save_compute_settings(back)->to_acfg(), text);
+    }
+}
+
+TEST(ComputeSettingsObject, TokensAreNamesNotNumbers) {
+    ComputeSettings settings;
+    settings.constant->select_algorithm("3");
+    EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan-reduced");
+}
+
+// The same shape as the file, with what a user interface shows in place of every value.
+TEST(ComputeSettingsObject, SelectorsHaveValueAndText) {
+    ComputeSettings settings;
+    settings.parallelism = trel::ParallelismSettings(1);
+    settings.parallelism.framework.choose("spawn");
+    settings.allocator.choose("malloc");
+    std::string text;
+    for (const char c : compute_settings_selector(settings)->to_json()) {
+        if (c != '\r' && c != '\n') text += c;
+    }
+    while (text.find("  ") != std::string::npos) text.erase(text.find("  "), 1);
+    const auto pair = [](const std::string& value, const std::string& shown) {
+        return "{ \"Value\": " + value + ", \"DisplayText\": \"" + shown + "\" }";
+    };
+    EXPECT_EQ(text, "{ \"Constant\": { \"Constant\": " + pair("\"pi\"", "Pi") +
+                        ", \"Algorithm\": " + pair("\"chudnovsky\"", "Chudnovsky (1988)") +
+                        " }, \"ComputeSize\": { \"DecimalDigits\": " + pair("50000000", "50,000,000") +
+                        ", \"EnableHexDigits\": " + pair("\"false\"", "Disabled") +
+                        " }, \"Output\": { \"Path\": " + pair("\"\"", "Default Path") +
+                        ", \"OutputEnable\": " + pair("\"true\"", "Enabled") +
+                        ", \"DigitsPerFile\": " + pair("0", "None - Write digits to a text file.") +
+                        " }, \"OutputVerify\": " + pair("\"true\"", "Enabled") +
+                        ", \"Mode\": " + pair("\"ram\"", "Ram Only") +
+                        ", \"Parallelism\": { \"TaskDecomposition\": " + pair("1", "1") +
+                        ", \"Framework\": \"spawn\", \"MaxSequentialDispatch\": " + pair("64", "64") +
+                        " }, \"Allocator\": { \"Allocator\": " +
+                        pair("\"malloc\"", settings.allocator->display_name()) + " }}");
+}
+
+// Whatever can be chosen, byte for byte through the text and back.
+TEST(ComputeSettingsObject, EveryFrameworkAndAllocatorComesBack) {
+    const CaptureConsole console;
+    for (const std::string& framework : trel::framework_names()) {
+        for (const std::string& allocator : trel::allocator_names()) {
+            ComputeSettings settings;
+            settings.parallelism.framework.choose(framework);
+            settings.parallelism.task_decomposition = 65536;
+            settings.allocator.choose(allocator);
+            const std::string text = save_compute_settings(settings)->to_acfg();
+            EXPECT_EQ(save_compute_settings(load(text))->to_acfg(), text);
+        }
+    }
+}
+
+// Reading changes nothing outside: the folder is made by the run.
+TEST(ComputeSettingsObject, ReadingMakesNoFolder) {
+    const CaptureConsole console;
+    ComputeSettings settings;
+    settings.path = "/nonexistent/for/sure";
+    EXPECT_EQ(load(save_compute_settings(settings)->to_acfg()).path, "/nonexistent/for/sure");
+}
+
+// Files that are wrong in one or two places are refused in one of the ways that are allowed, or mean settings
+// that come back as they were written.
+TEST(ComputeSettingsObject, MutatedFilesAreRefusedOrComeBack) {
+    CaptureConsole console;
+    std::mt19937_64 random(20261122);
+    const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
+    const std::string marks = "\"{}[]:- 09azT";
+    int accepted = 0, refused = 0;
+    for (const std::string& framework : trel::framework_names()) {
+        ComputeSettings settings;
+        settings.parallelism.framework.choose(framework);
+        const std::string text = save_compute_settings(settings)->to_acfg();
+        for (int i = 0; i < 400; i++) {
+            std::string changed = text;
+            for (size_t changes = 1 + pick(2); changes > 0; changes--) {
+                const size_t at = pick(changed.size());
+                if (pick(3) == 0) {
+                    changed.erase(at, 1 + pick(20));
+                } else {
+                    changed[at] = marks[pick(marks.size())];
+                }
+            }
+            console.take();
+            try {
+                const std::string again = save_compute_settings(load(changed))->to_acfg();
+                EXPECT_EQ(save_compute_settings(load(again))->to_acfg(), again);
+                accepted++;
+            } catch (const trel::Exception&) {
+                refused++;
+            }
+        }
+    }
+    EXPECT_GT(accepted, 50);
+    EXPECT_GT(refused, 500);
+}
