@@ -6,27 +6,23 @@
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/scratch.h"
 
 using namespace kalvor;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 
 namespace {
 
-template <class F>
-std::string message_of(F&& f) {
-    try {
-        f();
-    } catch (const trel::InvalidParametersException& e) {
-        return e.message;
-    }
-    return "nothing thrown";
-}
-
 TEST(ConstantTest, Tokens) {
     EXPECT_EQ(make_constant("pi")->name_short(), "Pi");
-    EXPECT_EQ(message_of([] { make_constant("tau"); }), "Invalid Constant: tau");
-    EXPECT_EQ(message_of([] { make_constant("3"); }), "Invalid Constant: 3");
-    EXPECT_EQ(message_of([] { make_constant(""); }), "Invalid constant token.");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message, [] { make_constant("tau"); }),
+              "Invalid Constant: tau");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message, [] { make_constant("3"); }),
+              "Invalid Constant: 3");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message, [] { make_constant(""); }),
+              "Invalid constant token.");
 }
 
 TEST(ConstantTest, EveryTokenMakesTheConstantThatHasIt) {
@@ -63,8 +59,11 @@ TEST(ConstantTest, PiAndItsAlgorithms) {
             EXPECT_EQ(pi->algorithm_long(), row.long_name);
         }
     }
-    EXPECT_EQ(message_of([&] { pi->select_algorithm("4"); }), "Invalid Algorithm: 4");
-    EXPECT_EQ(message_of([&] { pi->select_algorithm("Chudnovsky"); }), "Invalid Algorithm: Chudnovsky");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message, [&] { pi->select_algorithm("4"); }),
+              "Invalid Algorithm: 4");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message,
+                                                           [&] { pi->select_algorithm("Chudnovsky"); }),
+              "Invalid Algorithm: Chudnovsky");
     EXPECT_EQ(pi->algorithm_short(), "Ramanujan (reduced)");  // unchanged
 }
 
