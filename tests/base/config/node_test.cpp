@@ -5,20 +5,14 @@
 #include <functional>
 
 #include "config_support.h"
+#include "support/message_of.h"
 
 using namespace trel;
 using namespace trel::Config;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 
 namespace {
-
-std::string thrown(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const StringException& e) {
-        return std::string(e.get_typename()) + " | " + e.function + " | " + e.message;
-    }
-    return "nothing";
-}
 
 // A node whose tag is none of the four.
 class OfNoType final : public Node {
@@ -56,12 +50,18 @@ TEST(ConfigObject, RefusesAnExistingKey) {
     Object o;
     o.add_integer("k", 1);
     const std::string text = "Attempted to add an existing key.";
-    const std::string kind = "InvalidParametersException | Object::";
-    EXPECT_EQ(thrown([&] { o.add_node("k", std::make_unique<Integer>(2)); }), kind + "add_node() | " + text);
-    EXPECT_EQ(thrown([&] { o.add_integer("k", 2); }), kind + "add_integer() | " + text);
-    EXPECT_EQ(thrown([&] { o.add_string("k", "2"); }), kind + "add_string() | " + text);
-    EXPECT_EQ(thrown([&] { o.add_object("k"); }), kind + "add_object() | " + text);
-    EXPECT_EQ(thrown([&] { o.add_array("k"); }), kind + "add_array() | " + text);
+    const std::string kind = "InvalidParametersException|Object::";
+    EXPECT_EQ(
+        message_of<StringException>(Form::with_type, [&] { o.add_node("k", std::make_unique<Integer>(2)); }),
+        kind + "add_node()|" + text);
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.add_integer("k", 2); }),
+              kind + "add_integer()|" + text);
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.add_string("k", "2"); }),
+              kind + "add_string()|" + text);
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.add_object("k"); }),
+              kind + "add_object()|" + text);
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.add_array("k"); }),
+              kind + "add_array()|" + text);
     EXPECT_EQ(o.size(), 1u);
     EXPECT_EQ(o.get_integer("k"), 1);
 }
@@ -72,22 +72,29 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
     o.add_integer("i", 1);
     o.add_array("a");
     o.add_object("o");
-    EXPECT_EQ(thrown([&] { o.get("Key"); }), "KeyNotFoundException |  | Key");
-    EXPECT_EQ(thrown([&] { o.get_bool("Key"); }), "KeyNotFoundException |  | Key");
-    EXPECT_EQ(thrown([&] { o.get_object("s"); }), "ParseException |  | Expected Object, got String.");
-    EXPECT_EQ(thrown([&] { o.get_object("s", "Memory"); }),
-              "ParseException |  | Memory: Expected Object, got String.");
-    EXPECT_EQ(thrown([&] { o.get_integer("a", "Size"); }),
-              "ParseException |  | Size: Expected Integer, got Array.");
-    EXPECT_EQ(thrown([&] { o.get_string("o"); }), "ParseException |  | Expected String, got Object.");
-    EXPECT_EQ(thrown([&] { o.get_array("i"); }), "ParseException |  | Expected Array, got Integer.");
-    EXPECT_EQ(thrown([&] { o.get_bool("i", "Switch"); }),
-              "ParseException |  | Switch: Expected String, got Integer.");
-    EXPECT_EQ(thrown([&] { o.get_bool("s", "Switch"); }), "ParseException |  | Expected true or false.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get("Key"); }),
+              "KeyNotFoundException||Key");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_bool("Key"); }),
+              "KeyNotFoundException||Key");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_object("s"); }),
+              "ParseException||Expected Object, got String.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_object("s", "Memory"); }),
+              "ParseException||Memory: Expected Object, got String.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_integer("a", "Size"); }),
+              "ParseException||Size: Expected Integer, got Array.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_string("o"); }),
+              "ParseException||Expected String, got Object.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_array("i"); }),
+              "ParseException||Expected Array, got Integer.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_bool("i", "Switch"); }),
+              "ParseException||Switch: Expected String, got Integer.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_bool("s", "Switch"); }),
+              "ParseException||Expected true or false.");
     for (const char* text : {"True", "FALSE", "", "1", "true ", "truefalse"}) {
         Object other;
         other.add_string("b", text);
-        EXPECT_EQ(thrown([&] { other.get_bool("b"); }), "ParseException |  | Expected true or false.")
+        EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { other.get_bool("b"); }),
+                  "ParseException||Expected true or false.")
             << text;
     }
     Object off;
@@ -95,15 +102,16 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
     EXPECT_FALSE(off.get_bool("b"));
     EXPECT_STREQ(type_name(static_cast<NodeType>(4)), "invalid type");
     o.add_node("x", std::make_unique<OfNoType>());
-    EXPECT_EQ(thrown([&] { o.get_integer("x"); }), "ParseException |  | Expected Integer, got invalid type.");
-    EXPECT_EQ(thrown([&] { o.get_bool("x", "Switch"); }),
-              "ParseException |  | Switch: Expected String, got invalid type.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_integer("x"); }),
+              "ParseException||Expected Integer, got invalid type.");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.get_bool("x", "Switch"); }),
+              "ParseException||Switch: Expected String, got invalid type.");
     for (const auto& get : {std::function<void()>([&] { o.get_integer("Key", "c"); }),
                             std::function<void()>([&] { o.get_string("Key", "c"); }),
                             std::function<void()>([&] { o.get_array("Key", "c"); }),
                             std::function<void()>([&] { o.get_object("Key", "c"); }),
                             std::function<void()>([&] { o.get_bool("Key", "c"); })}) {
-        EXPECT_EQ(thrown(get), "KeyNotFoundException |  | Key");
+        EXPECT_EQ(message_of<StringException>(Form::with_type, get), "KeyNotFoundException||Key");
     }
 }
 
@@ -113,8 +121,10 @@ TEST(ConfigObject, ChecksItsKeysInTheirOrder) {
     o.add_integer("x", 1);
     o.add_integer("a", 1);
     o.check_keys({"a", "b", "x", "more"});
-    EXPECT_EQ(thrown([&] { o.check_keys({"b"}); }), "InvalidParametersException |  | Invalid Key: x");
-    EXPECT_EQ(thrown([&] { o.check_keys({}); }), "InvalidParametersException |  | Invalid Key: b");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.check_keys({"b"}); }),
+              "InvalidParametersException||Invalid Key: x");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { o.check_keys({}); }),
+              "InvalidParametersException||Invalid Key: b");
     Object().check_keys({});
 }
 

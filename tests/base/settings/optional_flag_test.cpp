@@ -5,22 +5,10 @@
 #include <string>
 
 #include "base/errors/exceptions.h"
+#include "support/message_of.h"
 
 using namespace trel;
-
-namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const InvalidParametersException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
-
-}  // namespace
+using kalvor_test::message_of;
 
 TEST(OptionalFlag, WordsTextsAndColors) {
     const char* words[] = {"disabled", "attempt", "forced"};
@@ -35,15 +23,20 @@ TEST(OptionalFlag, WordsTextsAndColors) {
         EXPECT_EQ(flag.display_text(), texts[mode]);
         EXPECT_EQ(flag.color(), colors[mode]);
     }
-    EXPECT_EQ(message_of([&] { flag.set("sometimes"); }), "LargePages|Invalid Mode: sometimes");
-    EXPECT_EQ(message_of([&] { flag.set(""); }), "LargePages|Invalid Mode: ");
-    EXPECT_EQ(message_of([&] { flag.set("Forced"); }), "LargePages|Invalid Mode: Forced");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { flag.set("sometimes"); }),
+              "LargePages|Invalid Mode: sometimes");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { flag.set(""); }), "LargePages|Invalid Mode: ");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { flag.set("Forced"); }),
+              "LargePages|Invalid Mode: Forced");
     EXPECT_EQ(flag.mode, 2U);
     flag.mode = 3;
-    EXPECT_EQ(message_of([&] { (void)flag.word(); }), "LargePages|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.display_text(); }), "OptionalFlagConfig|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.color(); }), "OptionalFlagConfig|Invalid Mode");
-    EXPECT_EQ(message_of([&] { (void)flag.selector_text(); }), "OptionalFlagSelector|Invalid Mode");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)flag.word(); }), "LargePages|Invalid Mode");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)flag.display_text(); }),
+              "OptionalFlagConfig|Invalid Mode");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)flag.color(); }),
+              "OptionalFlagConfig|Invalid Mode");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)flag.selector_text(); }),
+              "OptionalFlagSelector|Invalid Mode");
     flag.mode = 0;
     for (const u32 mode : {1, 2, 0, 1}) {
         flag.advance();

@@ -6,21 +6,14 @@
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
 #include "reference/mpz_words.h"
+#include "support/message_of.h"
 #include "support/scratch.h"
 
 using namespace kalvor;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 
 namespace {
-
-template <class F>
-std::string message_of(F&& f) {
-    try {
-        f();
-    } catch (const trel::InvalidParametersException& e) {
-        return e.message;
-    }
-    return "nothing thrown";
-}
 
 TEST(ConstantTest, PiAndItsAlgorithms) {
     const auto pi = make_constant("pi", "");
@@ -55,8 +48,11 @@ TEST(ConstantTest, PiAndItsAlgorithms) {
         pi->algorithm_explanation(),
         (std::vector<std::string>{"    Reduced memory algorithms use alternate parameters that require less",
                                   "    memory at the cost of decreased performance."}));
-    EXPECT_EQ(message_of([&] { pi->select_algorithm("4"); }), "Invalid Algorithm: 4");
-    EXPECT_EQ(message_of([&] { pi->select_algorithm("Chudnovsky"); }), "Invalid Algorithm: Chudnovsky");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message, [&] { pi->select_algorithm("4"); }),
+              "Invalid Algorithm: 4");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>(Form::message,
+                                                           [&] { pi->select_algorithm("Chudnovsky"); }),
+              "Invalid Algorithm: Chudnovsky");
     EXPECT_EQ(pi->algorithm_short(), "Ramanujan (reduced)");  // unchanged
 }
 

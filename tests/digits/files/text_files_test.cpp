@@ -14,10 +14,12 @@
 #include "fault/faulty_file.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/monitored_run.h"
 #include "support/scratch_folder.h"
 
 using namespace kalvor;
+using kalvor_test::message_of;
 using trel::AlignedBufferC;
 using trel::serial_context;
 using trel::u32;
@@ -25,18 +27,6 @@ using trel::u64;
 using trel::u8;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const trel::StringException& e) {
-        return e.function + "|" + e.message;
-    } catch (const trel::FileIO::FileException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
 
 std::vector<u8> random_values(u64 n, u32 radix, u64 seed) {
     std::mt19937_64 random(seed);

@@ -12,26 +12,19 @@
 #include "fault/faulty_file.h"
 #include "os/volume.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/scratch_folder.h"
 
 namespace kalvor {
 namespace {
 
+using kalvor_test::Form;
+using kalvor_test::message_of;
+
 using Call = FaultyFile::Call;
 using trel::FileIO::FileException;
 
 constexpr u64 kDigits = 20000;
-
-std::string message_of(const std::function<void()>& run) {
-    try {
-        run();
-    } catch (const FileException& e) {
-        return e.message;
-    } catch (const trel::StringException& e) {
-        return e.message;
-    }
-    return "nothing thrown";
-}
 
 class OutputFilesTest : public testing::Test {
   protected:
@@ -42,9 +35,14 @@ class OutputFilesTest : public testing::Test {
     }
     // The same before anything is made.
     std::string refusal(const OutputOptions& options = {}) const {
-        const std::string text = message_of([&] { open(options); });
+        const std::string text = message_of<trel::Exception>(Form::message, [&] { open(options); });
         const u64 there = files().size();
-        EXPECT_EQ(message_of([&] { OutputFiles::check(prefix(), {{10, "Pi", kDigits}}, options); }), text);
+        EXPECT_EQ(
+            message_of<trel::Exception>(Form::message,
+                                        [&] {
+                                            OutputFiles::check(prefix(), {{10, "Pi", kDigits}}, options);
+                                        }),
+            text);
         EXPECT_EQ(files().size(), there);
         return text;
     }
@@ -109,7 +107,7 @@ TEST_F(OutputFilesTest, AWrongFileDoesNotReplaceTheGoodOne) {
     OutputFiles output = open();
     FaultyFile disk;
     disk.flip_bit_of_write(1, 8 * 5000);
-    EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
+    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { (void)output.write(run_.writer, 10, true); }),
               "Digit output failed. Metadata cross-check doesn't match.");
     EXPECT_EQ(folder_.read("Pi.txt"), "3.14");
     EXPECT_EQ(folder_.read("Pi (incomplete).txt").size(), kDigits + 2);
@@ -210,12 +208,13 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
     EXPECT_EQ(
-        message_of([&] { open({.minimum_space = true}); }),
+        message_of<trel::Exception>(Form::message, [&] { open({.minimum_space = true}); }),
         text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());
-    EXPECT_EQ(message_of([&] { open(); }), "The space for the digits cannot be reserved.\n\nWrite Fault");
+    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { open(); }),
+              "The space for the digits cannot be reserved.\n\nWrite Fault");
     // A file system that does not offer it: nobody is bothered.
     disk.fail(Call::reserve, 4, {95, trel::os::ErrorCategory::other});
     open();
@@ -262,8 +261,9 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
         OutputFiles output = open();
         console_.take();
         disk.disk_full_after(10000);
-        EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
-                  "WriteFile() failed.\n\nDisk is Full");
+        EXPECT_EQ(
+            message_of<trel::Exception>(Form::message, [&] { (void)output.write(run_.writer, 10, true); }),
+            "WriteFile() failed.\n\nDisk is Full");
         run_.monitored.show();
     }
     EXPECT_EQ(disk.waits(), std::vector<double>(10, 60));
@@ -336,7 +336,7 @@ TEST_F(OutputFilesTest, OtherFailuresEndTheRunAtOnce) {
     FaultyFile disk;
     OutputFiles output = open();
     disk.fail(Call::write, 1, FaultyFile::write_fault());
-    EXPECT_EQ(message_of([&] { (void)output.write(run_.writer, 10, true); }),
+    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { (void)output.write(run_.writer, 10, true); }),
               "WriteFile() failed.\n\nWrite Fault");
     EXPECT_TRUE(disk.waits().empty());
 }

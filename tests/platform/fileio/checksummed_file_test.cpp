@@ -12,10 +12,13 @@
 #include "platform/memory/guarded_heap.h"
 #include "reference/block_checksum.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/scratch_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 
 namespace {
 
@@ -29,20 +32,6 @@ GuardedBuffer random_bytes(u64 n, u64 seed) {
     return buffer;
 }
 
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const FileException& e) {
-        return e.function + "|" + e.message + "|" + e.path;
-    } catch (const InvalidParametersException& e) {
-        return e.function + "|" + e.message;
-    } catch (const BufferTooSmallException& e) {
-        return e.function + "|" + std::to_string(e.buffer_size) + " < " + std::to_string(e.required_size);
-    }
-    return "nothing thrown";
-}
-
 class ChecksummedFiles : public ::testing::TestWithParam<bool> {
   protected:
     std::string path(const char* name = "data") const { return folder_.file(name); }
@@ -51,7 +40,8 @@ class ChecksummedFiles : public ::testing::TestWithParam<bool> {
     }
     static std::string load(ChecksummedFile& file, void* buffer, u64 offset, u64 bytes) {
         u32 scratch[64];
-        return message_of([&] { file.load(buffer, offset, bytes, scratch, sizeof scratch); });
+        return message_of<Exception>(Form::with_path,
+                                     [&] { file.load(buffer, offset, bytes, scratch, sizeof scratch); });
     }
     std::string corrupt(const char* range) const {
         return std::string("ChecksummedFile::load()|Checksum Mismatch: Data Corruption at Offset ") + range +
@@ -133,7 +123,8 @@ TEST_P(ChecksummedFiles, EverySeedReadsItsOwnBlocksOnly) {
     open(OpenMode::create).store(data_.get(), 0, kBlock);
     u32 scratch[1];
     ChecksummedFile other(path(), OpenMode::read, GetParam(), kLog2, kSeed + 1);
-    EXPECT_EQ(message_of([&] { other.load(back_.get(), 0, kBlock, scratch, 4); }), corrupt("[0, 4,096)"));
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { other.load(back_.get(), 0, kBlock, scratch, 4); }),
+              corrupt("[0, 4,096)"));
 }
 
 TEST_P(ChecksummedFiles, ABlockWithoutAChecksumIsNeverCorrupt) {
@@ -205,12 +196,15 @@ TEST_P(ChecksummedFilesOfSmallBlocks, ManySmallBlocks) {
     EXPECT_EQ(std::memcmp(back.get(), data.get(), 5000 * 64), 0);
     flip("data", 64 * 4321 + 5, 1);
     ChecksummedFile file(path(), OpenMode::read_write, false, 6, kSeed);
+    EXPECT_EQ(message_of<Exception>(
+                  Form::with_path,
+                  [&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * scratch.size()); }),
+              corrupt("[276,544, 276,608)"));
     EXPECT_EQ(
-        message_of([&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * scratch.size()); }),
-        corrupt("[276,544, 276,608)"));
-    EXPECT_EQ(message_of([&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * 4999); }),
-              "ChecksummedFile::load()|19996 < 20000");
-    EXPECT_EQ(message_of([&] { file.store(data.get(), 32, 64); }),
+        message_of<Exception>(Form::with_path,
+                              [&] { file.load(back.get(), 64 * 3, 5000 * 64, scratch.data(), 4 * 4999); }),
+        "ChecksummedFile::load()|19996 < 20000");
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.store(data.get(), 32, 64); }),
               "ChecksummedFile::store()|Offset is misaligned.");
 }
 
@@ -218,19 +212,23 @@ TEST_P(ChecksummedFiles, WholeBlocksOnly) {
     ChecksummedFile file = open(OpenMode::create);
     u32 scratch[2];
     file.store(data_.get(), 0, 2 * kBlock);
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, kBlock + 64); }),
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.store(data_.get(), 0, kBlock + 64); }),
               "ChecksummedFile::store()|Length is misaligned.");
-    EXPECT_EQ(message_of([&] { file.load(back_.get(), 64, kBlock, scratch, 8); }),
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.load(back_.get(), 64, kBlock, scratch, 8); }),
               "ChecksummedFile::load()|Offset is misaligned.");
-    EXPECT_EQ(message_of([&] { file.load(back_.get(), 64, 64, scratch, 8); }),
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.load(back_.get(), 64, 64, scratch, 8); }),
               "ChecksummedFile::load()|Length is misaligned.");
-    EXPECT_EQ(message_of([&] { file.set_size(100); }), "ChecksummedFile::set_size()|Length is misaligned.");
-    EXPECT_EQ(message_of([&] { file.load(back_.get(), 0, 2 * kBlock, scratch, 7); }),
-              "ChecksummedFile::load()|7 < 8");
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.set_size(100); }),
+              "ChecksummedFile::set_size()|Length is misaligned.");
+    EXPECT_EQ(
+        message_of<Exception>(Form::with_path, [&] { file.load(back_.get(), 0, 2 * kBlock, scratch, 7); }),
+        "ChecksummedFile::load()|7 < 8");
     // Blocks too small for a chunk of the checksum, or for a sector.
     for (const u64 log2 : {u64(0), GetParam() ? u64(11) : u64(5), u64(63), u64(64)}) {
-        EXPECT_EQ(message_of([&] { ChecksummedFile(path("x"), OpenMode::create, GetParam(), log2, 0); }),
-                  "ChecksummedFile()|Length is misaligned.")
+        EXPECT_EQ(
+            message_of<Exception>(Form::with_path,
+                                  [&] { ChecksummedFile(path("x"), OpenMode::create, GetParam(), log2, 0); }),
+            "ChecksummedFile()|Length is misaligned.")
             << log2;
     }
     EXPECT_FALSE(folder_.has("x"));
@@ -253,7 +251,7 @@ TEST_P(ChecksummedFiles, AMissingOrShortSideFileIsAnError) {
     }
     EXPECT_EQ(side_file()[2], kNoChecksum);
     std::remove(path("data.checksums").c_str());
-    EXPECT_EQ(message_of([&] { open(OpenMode::read); }),
+    EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { open(OpenMode::read); }),
               "RawFile()|Unable to open file.\n\nPath does not exist.|" + path("data.checksums"));
 }
 
@@ -281,10 +279,10 @@ TEST_P(ChecksummedFiles, ClosedFilesAndTemporaryOnes) {
         EXPECT_TRUE(folder_.has("data.checksums"));
         file.close();
         EXPECT_FALSE(file.is_open());
-        EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, kBlock); }),
+        EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.store(data_.get(), 0, kBlock); }),
                   "RawFile::store()|File isn't open.|" + path());
         EXPECT_EQ(load(file, back_.get(), 0, kBlock), "RawFile::load()|File isn't open.|" + path());
-        EXPECT_EQ(message_of([&] { file.rename(path("other")); }),
+        EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { file.rename(path("other")); }),
                   "BaseFile::rename()|File isn't open.|" + path());
     }
     EXPECT_FALSE(folder_.has("data"));
@@ -296,7 +294,8 @@ TEST_P(ChecksummedFiles, SecondWriterIsRefused) {
     ChecksummedFile writer = open(OpenMode::create);
     writer.store(data_.get(), 0, kBlock);
     for (const OpenMode mode : {OpenMode::create, OpenMode::read, OpenMode::read_write}) {
-        EXPECT_EQ(message_of([&] { open(mode); }).substr(0, 16), "RawFile()|Unable");
+        EXPECT_EQ(message_of<Exception>(Form::with_path, [&] { open(mode); }).substr(0, 16),
+                  "RawFile()|Unable");
     }
     EXPECT_EQ(load(writer, back_.get(), 0, kBlock), "nothing thrown");
     writer.close();

@@ -11,23 +11,16 @@
 #include "platform/fileio/raw_file.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/scratch_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 using Call = FaultyFile::Call;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const FileException& e) {
-        return e.function + "|" + e.message + "|" + std::to_string(e.error_code);
-    }
-    return "nothing thrown";
-}
 
 // Answers pauses: a key the first `keys` times, then the end of the input.
 class KeyConsole final : public Console::Sink {
@@ -59,11 +52,11 @@ TEST_F(Faults, FailingWritesAndReads) {
     RawFile file(folder_.file("f"), OpenMode::create, true);
     disk_.fail(Call::write, 2, FaultyFile::write_fault());
     file.store(data_.get(), 0, 8192);
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 8192); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 8192); }),
               "RawFile::store()|WriteFile() failed.\n\nWrite Fault|5");
     file.store(data_.get(), 0, 8192);
     disk_.fail(Call::read, 1, FaultyFile::read_fault());
-    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.load(data_.get(), 0, 8192); }),
               "RawFile::load()|ReadFile() failed.\n\nRead Fault|5");
     EXPECT_EQ(disk_.count(Call::write), 3U);
 }
@@ -74,14 +67,19 @@ TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
     file.close();
     const u64 calls = disk_.calls().size();
     const std::string text = "()|File isn't open.|0";
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 4096); }), "RawFile::store" + text);
-    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 4096); }), "RawFile::load" + text);
-    EXPECT_EQ(message_of([&] { (void)file.size(); }), "RawFile::size" + text);
-    EXPECT_EQ(message_of([&] { file.set_size(1); }), "RawFile::set_size" + text);
-    EXPECT_EQ(message_of([&] { file.reserve(1); }), "RawFile::size" + text);
-    EXPECT_EQ(message_of([&] { file.flush(); }), "RawFile::flush" + text);
-    EXPECT_EQ(message_of([&] { file.close_and_set_size(1); }), "RawFile::close_and_set_size" + text);
-    EXPECT_EQ(message_of([&] { file.rename(folder_.file("g")); }), "BaseFile::rename" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 4096); }),
+              "RawFile::store" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.load(data_.get(), 0, 4096); }),
+              "RawFile::load" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { (void)file.size(); }), "RawFile::size" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(1); }),
+              "RawFile::set_size" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1); }), "RawFile::size" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.flush(); }), "RawFile::flush" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.close_and_set_size(1); }),
+              "RawFile::close_and_set_size" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.rename(folder_.file("g")); }),
+              "BaseFile::rename" + text);
     file.close();
     EXPECT_EQ(disk_.calls().size(), calls);
 }
@@ -96,21 +94,27 @@ TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
     const auto load = [&] { file.load(data_.get(), 0, 8192, scratch, sizeof scratch); };
     store();
     disk_.refuse_position(Call::write, 4, refused);
-    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|Unable to set file pointer.\n\n" + hint);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, store),
+              "ChecksummedFile::store()|Unable to set file pointer.\n\n" + hint);
     disk_.fail(Call::write, 6, FaultyFile::disk_full());
-    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|WriteFile() failed.\n\nDisk is Full|28");
+    EXPECT_EQ(message_of<FileException>(Form::with_code, store),
+              "ChecksummedFile::store()|WriteFile() failed.\n\nDisk is Full|28");
     disk_.short_write(8, 4);
-    EXPECT_EQ(message_of(store), "ChecksummedFile::store()|Incomplete Write: 4 / 8|0");
+    EXPECT_EQ(message_of<FileException>(Form::with_code, store),
+              "ChecksummedFile::store()|Incomplete Write: 4 / 8|0");
     store();
     disk_.refuse_position(Call::read, 2, refused);
-    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|Unable to set file pointer.\n\n" + hint);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, load),
+              "ChecksummedFile::load()|Unable to set file pointer.\n\n" + hint);
     disk_.fail(Call::read, 4, FaultyFile::read_fault());
-    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|ReadFile() failed.\n\nRead Fault|5");
+    EXPECT_EQ(message_of<FileException>(Form::with_code, load),
+              "ChecksummedFile::load()|ReadFile() failed.\n\nRead Fault|5");
     disk_.short_read(6, 7);
-    EXPECT_EQ(message_of(load), "ChecksummedFile::load()|Incomplete Read: 7 / 8|0");
-    EXPECT_EQ(message_of(load), "nothing thrown");
+    EXPECT_EQ(message_of<FileException>(Form::with_code, load),
+              "ChecksummedFile::load()|Incomplete Read: 7 / 8|0");
+    EXPECT_EQ(message_of<FileException>(Form::with_code, load), "nothing thrown");
     disk_.refuse_position(Call::write, 11, refused);
-    EXPECT_EQ(message_of([&] { file.set_size(4 * 4096); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(4 * 4096); }),
               "ChecksummedFile::set_size()|Unable to set file pointer.\n\n" + hint);
 }
 
@@ -118,20 +122,20 @@ TEST_F(Faults, FullDisk) {
     RawFile file(folder_.file("f"), OpenMode::create, true);
     disk_.disk_full_after(10000);
     file.store(data_.get(), 0, 8192);
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 8192, 8192); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 8192, 8192); }),
               "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 4096); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 4096); }),
               "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
 }
 
 TEST_F(Faults, ShortTransfersNameBothNumbers) {
     RawFile file(folder_.file("f"), OpenMode::create, true);
     disk_.short_write(1, 4096);
-    EXPECT_EQ(message_of([&] { file.store(data_.get(), 0, 8192); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 8192); }),
               "RawFile::store()|Incomplete Write: 4096 / 8192|0");
     file.store(data_.get(), 0, 8192);
     disk_.short_read(1, 100);
-    EXPECT_EQ(message_of([&] { file.load(data_.get(), 0, 8192); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.load(data_.get(), 0, 8192); }),
               "RawFile::load()|Incomplete Read: 100 / 8192|0");
 }
 
@@ -152,13 +156,14 @@ TEST_F(Faults, FlippedBits) {
 TEST_F(Faults, SizesFlushesAndOpening) {
     RawFile file(folder_.file("f"), OpenMode::create, true);
     disk_.fail(Call::set_size, 1, FaultyFile::disk_full());
-    EXPECT_EQ(message_of([&] { file.set_size(100); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(100); }),
               "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
     disk_.fail(Call::flush, 1, FaultyFile::write_fault());
-    EXPECT_EQ(message_of([&] { file.flush(); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.flush(); }),
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
     disk_.fail(Call::open, 2, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { RawFile(folder_.file("g"), OpenMode::create, true); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code,
+                                        [&] { RawFile(folder_.file("g"), OpenMode::create, true); }),
               "RawFile()|Unable to create file.\n\nAccess Denied|13");
 }
 
@@ -167,7 +172,7 @@ TEST_F(Faults, TheEndOfUnbufferedWritingIsDurable) {
     file.store(data_.get(), 0, 8192);
     EXPECT_EQ(disk_.count(Call::flush), 0U);
     disk_.fail(Call::flush, 1, FaultyFile::write_fault());
-    EXPECT_EQ(message_of([&] { file.close_and_set_size(5000); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.close_and_set_size(5000); }),
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
 }
 
@@ -237,20 +242,20 @@ TEST_F(Faults, AFullDiskIsNotAMissingRight) {
     {
         RawFile file(folder_.file("f"), OpenMode::create, true);
         disk_.fail(Call::reserve, 1, FaultyFile::disk_full());
-        EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }), full);
+        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
         EXPECT_FALSE(folder_.has("f"));
     }
     {
         RawFile file(folder_.file("f"), OpenMode::create_new, true);
         disk_.fail(Call::set_size, disk_.count(Call::set_size) + 1, FaultyFile::disk_full());
-        EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }),
+        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }),
                   "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
         EXPECT_FALSE(folder_.has("f"));
     }
     folder_.write("g", "content");
     RawFile file(folder_.file("g"), OpenMode::read_write, false);
     disk_.fail(Call::reserve, 2, FaultyFile::disk_full());
-    EXPECT_EQ(message_of([&] { file.reserve(1 << 20); }), full);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
     EXPECT_EQ(file.size(), 7U);
     EXPECT_EQ(console.text(), "");
     EXPECT_FALSE(file.try_reserve(1 << 20));
@@ -272,11 +277,11 @@ TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     RawFile file(folder_.file("a"), OpenMode::create, true);
     file.store(data_.get(), 0, 4096);
     disk_.fail(Call::rename, 1, exists);
-    EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.rename(folder_.file("b")); }),
               "RawFile::rename()|Unable to rename file because the existing one can't be deleted.\n\n" +
                   error_text(exists) + "|17");
     disk_.fail(Call::rename, 2, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { file.rename(folder_.file("b")); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.rename(folder_.file("b")); }),
               "RawFile::rename()|Unable to rename file.\n\nAccess Denied|13");
     EXPECT_EQ(folder_.read("b"), "old");
     file.rename(folder_.file("b"));
@@ -290,7 +295,7 @@ TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     // A reader's is opened again.
     RawFile last(folder_.file("b"), OpenMode::read, true);
     disk_.fail(Call::open, 3, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { last.rename(folder_.file("h")); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { last.rename(folder_.file("h")); }),
               "RawFile::rename()|Unable to reopen file.\n\nAccess Denied|13");
     EXPECT_FALSE(last.is_open());
     EXPECT_TRUE(folder_.has("h"));
@@ -319,7 +324,8 @@ TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
         folder_.write("b", "old");
         disk_.fail(Call::rename, disk_.count(Call::rename) + 1,
                    {100 + category, static_cast<os::ErrorCategory>(category)}, 2);
-        EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("a"), folder_.file("b")); }),
+        EXPECT_EQ(message_of<FileException>(Form::with_code,
+                                            [&] { persistent_rename(folder_.file("a"), folder_.file("b")); }),
                   "FileIO::persistent_rename()|Unable to rename file.\n\n" +
                       error_text({100 + category, static_cast<os::ErrorCategory>(category)}) + "|" +
                       std::to_string(100 + category));
@@ -332,7 +338,8 @@ TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
 TEST_F(Faults, PersistentRenameEndsWithTheInput) {
     KeyConsole console(2);
     folder_.write("b", "old");
-    EXPECT_EQ(message_of([&] { persistent_rename(folder_.file("missing"), folder_.file("b")); }),
+    EXPECT_EQ(message_of<FileException>(
+                  Form::with_code, [&] { persistent_rename(folder_.file("missing"), folder_.file("b")); }),
               "FileIO::persistent_rename()|Unable to rename file.\n\nPath does not exist.|2");
     EXPECT_EQ(disk_.count(Call::rename), 3U);
     EXPECT_EQ(disk_.count(Call::remove), 0U);

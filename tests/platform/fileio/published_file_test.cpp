@@ -17,24 +17,18 @@
 #include "platform/fileio/persistent.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/scratch_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 using Call = FaultyFile::Call;
 
 namespace {
 
 constexpr u64 kBytes = 5000;
-
-std::string message_of(const std::function<void()>& run) {
-    try {
-        run();
-    } catch (const FileException& e) {
-        return e.function + "|" + e.message + "|" + e.path;
-    }
-    return "nothing thrown";
-}
 
 class PublishedFiles : public ::testing::Test {
   protected:
@@ -73,7 +67,7 @@ TEST_F(PublishedFiles, GetTheirNameAtTheEnd) {
     folder_.write("x", "old");
     PublishedFile file(draft(), target());
     EXPECT_TRUE(folder_.has("x (incomplete)"));
-    EXPECT_EQ(message_of([&] { file.publish(); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { file.publish(); }),
               "PublishedFile::publish()|The file is not complete.|" + draft());
     const GuardedBuffer data(4096, kSectorBytes);
     file.file().store(data.get(), 0, 4096);
@@ -108,7 +102,7 @@ TEST_F(PublishedFiles, EveryFailingCallLeavesTheGoodFile) {
 
 TEST_F(PublishedFiles, ASecondRunIsRefusedBeforeItStarts) {
     PublishedFile first(draft(), target());
-    EXPECT_EQ(message_of([&] { PublishedFile(draft(), target()); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { PublishedFile(draft(), target()); }),
               "PublishedFile()|Another run is writing this file. Wait until it has ended, or choose another "
               "folder.|" +
                   draft());
@@ -197,7 +191,7 @@ TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
     folder_.write("x", "old");
     FaultyFile disk;
     disk.fail(Call::rename, 1, FaultyFile::access_denied());
-    EXPECT_EQ(message_of([&] { write('a'); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { write('a'); }),
               "PublishedFile::publish()|Unable to rename file.\n\nAccess Denied|" + target());
     EXPECT_EQ(folder_.read("x"), "old");
     EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of("/\\") + 1)), content('a'));
@@ -216,7 +210,7 @@ TEST_F(PublishedFiles, AChangedSizeIsNoticed) {
     file.complete(100);
     file.file().set_size(101);
     EXPECT_EQ(
-        message_of([&] { file.publish(); }),
+        message_of<FileException>(Form::with_path, [&] { file.publish(); }),
         "PublishedFile::publish()|The file has 101 bytes instead of 100. Did another program change it?|" +
             draft());
     EXPECT_FALSE(folder_.has("x"));

@@ -19,20 +19,12 @@
 #include "platform/memory/page_locking.h"
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 
 using namespace trel;
+using kalvor_test::message_of;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const InvalidParametersException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
 
 u32 word_at(const void* p, u64 i) {
     u32 word;
@@ -83,7 +75,7 @@ TEST(AllocatorRegistry, NamesAndTexts) {
     EXPECT_EQ(find_allocator_type("mmap").display_name(), "WinAPI VirtualAlloc()");
     EXPECT_EQ(make_default_allocator_config("malloc")->name(), "malloc");
     EXPECT_EQ(make_default_allocator_config(kDefaultAllocator)->name(), "mmap");
-    EXPECT_EQ(message_of([] { (void)make_default_allocator_config("calloc"); }),
+    EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_allocator_config("calloc"); }),
               "|Invalid Memory Allocator: calloc");
     const auto config = make_default_allocator_config("mmap");
     const auto& mmap = dynamic_cast<const MmapConfig&>(*config);

@@ -9,20 +9,12 @@
 
 #include "base/errors/exceptions.h"
 #include "platform/memory/aligned_buffer.h"
+#include "support/message_of.h"
 
 using namespace trel;
+using kalvor_test::message_of;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const StringException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
 
 u64 read_word(const void* p) {
     u64 value;
@@ -60,7 +52,7 @@ TEST(GuardedHeap, AlignmentBelowEightIsEight) {
 
 TEST(GuardedHeap, AlignmentMustBeAPowerOfTwo) {
     for (const std::size_t alignment : {3, 5, 6, 7, 12, 96, 4095}) {
-        EXPECT_EQ(message_of([&] { (void)aligned_malloc(10, alignment); }),
+        EXPECT_EQ(message_of<StringException>([&] { (void)aligned_malloc(10, alignment); }),
                   "aligned_malloc()|Alignment must be a power of two.");
     }
 }
@@ -70,14 +62,17 @@ TEST(GuardedHeap, OverrunAndUnderrunShowWhenFreed) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 64, 0U);
     for (const int byte : {100, 107}) {
         block[byte] ^= 1;
-        EXPECT_EQ(message_of([&] { aligned_free(block); }), "aligned_free()|Memory buffer has been overrun.");
+        EXPECT_EQ(message_of<StringException>([&] { aligned_free(block); }),
+                  "aligned_free()|Memory buffer has been overrun.");
         block[byte] ^= 1;
     }
     block[-1] ^= 1;
-    EXPECT_EQ(message_of([&] { aligned_free(block); }), "aligned_free()|Memory buffer has been underrun.");
+    EXPECT_EQ(message_of<StringException>([&] { aligned_free(block); }),
+              "aligned_free()|Memory buffer has been underrun.");
     // The head is checked first.
     block[100] ^= 1;
-    EXPECT_EQ(message_of([&] { aligned_free(block); }), "aligned_free()|Memory buffer has been underrun.");
+    EXPECT_EQ(message_of<StringException>([&] { aligned_free(block); }),
+              "aligned_free()|Memory buffer has been underrun.");
     block[-1] ^= 1;
     block[100] ^= 1;
     EXPECT_NO_THROW(aligned_free(block));
@@ -114,7 +109,8 @@ TEST(GuardedHeap, BufferMovesItsBlock) {
     a = std::move(b);
     EXPECT_EQ(a.get(), block);
     a.bytes()[100] ^= 1;
-    EXPECT_EQ(message_of([&] { aligned_free(a.get()); }), "aligned_free()|Memory buffer has been overrun.");
+    EXPECT_EQ(message_of<StringException>([&] { aligned_free(a.get()); }),
+              "aligned_free()|Memory buffer has been overrun.");
     a.bytes()[100] ^= 1;
     a.free();
     EXPECT_EQ(a.get(), nullptr);
@@ -138,11 +134,12 @@ TEST(AlignedBuffer, CarvesFromTheFront) {
 
 TEST(AlignedBuffer, Refusals) {
     GuardedBuffer memory(4096, 64);
-    EXPECT_EQ(message_of([&] { AlignedBufferC(memory.bytes() + 8, 64); }),
+    EXPECT_EQ(message_of<StringException>([&] { AlignedBufferC(memory.bytes() + 8, 64); }),
               "AlignedBufferC::AlignedBufferC()|Pointer is misaligned.");
     AlignedBufferC large(memory.get(), 4096);
-    EXPECT_EQ(message_of([&] { large.spawn(100); }), "AlignedBufferC::spawn()|Size is misaligned.");
-    EXPECT_EQ(message_of([&] { large.spawn_words(12); }),
+    EXPECT_EQ(message_of<StringException>([&] { large.spawn(100); }),
+              "AlignedBufferC::spawn()|Size is misaligned.");
+    EXPECT_EQ(message_of<StringException>([&] { large.spawn_words(12); }),
               "AlignedBufferC::spawn_words()|Size is misaligned.");
     EXPECT_EQ(large.size(), 4096U);
     AlignedBufferC small(memory.get(), 64);

@@ -27,20 +27,12 @@
 #include "platform/memory/placement.h"
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 
 using namespace trel;
+using kalvor_test::message_of;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const InvalidParametersException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
 
 // Two nodes of two processors, as the system numbers them: 0 and 1, 4 and 6.
 void make_two_nodes(FakeMachine& machine) {
@@ -101,7 +93,8 @@ TEST(NumaMap, LinesAndLookUp) {
     EXPECT_EQ(map.core_to_node(0), 0U);
     EXPECT_EQ(map.core_to_node(3), 1U);
     EXPECT_EQ(map.core_to_node(6), 12U);
-    EXPECT_EQ(message_of([&] { (void)map.core_to_node(7); }), "core_to_node()|Invalid core id: 7");
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)map.core_to_node(7); }),
+              "core_to_node()|Invalid core id: 7");
 }
 
 TEST(NumaMap, TheWarningIsRed) {
@@ -708,7 +701,8 @@ TEST(AllocatorSettings, SavedFormIsReadBack) {
 TEST(AllocatorSettings, Refusals) {
     CaptureConsole console;
     const auto parse = [](const std::string& text) {
-        return message_of([&] { (void)make_allocator_config(*Config::parse_acfg(text)); });
+        return message_of<InvalidParametersException>(
+            [&] { (void)make_allocator_config(*Config::parse_acfg(text)); });
     };
     EXPECT_EQ(parse("{ Allocator : \"calloc\" }"), "|Invalid Memory Allocator: calloc");
     EXPECT_EQ(parse("{ Allocator : \"mmap\" LargePages : \"sometimes\" LockedPages : \"attempt\" }"),

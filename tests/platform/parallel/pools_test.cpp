@@ -31,22 +31,15 @@
 #include <tbb/global_control.h>
 
 #include "platform/parallel/tbb_framework.h"
+#include "support/message_of.h"
 #endif
 
 using namespace trel;
+using kalvor_test::Form;
+using kalvor_test::message_of;
 using trel_test::Recorder;
 
 namespace {
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const StringException& e) {
-        return std::string(e.get_typename()) + "|" + e.function + "|" + e.message;
-    }
-    return "nothing thrown";
-}
 
 // n tasks that wait for each other: they finish only if n threads run them at the same time.
 struct Meeting final : BasicAction {
@@ -250,7 +243,7 @@ TEST(TaskQueue, AClosedQueueTakesNothingAndServesTheRest) {
     TaskQueue queue(1, {});
     queue.push_back(recorder, 0, 20, join);
     queue.close();
-    EXPECT_EQ(message_of([&] { queue.push_back(recorder, 0, join); }),
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { queue.push_back(recorder, 0, join); }),
               "InvalidParametersException|TaskQueue::push_back()|Queue is closed.");
     join.wait();
     recorder.expect_once(0, 20);
@@ -269,7 +262,7 @@ TEST(TaskQueue, NumbersEndAt63Bits) {
     queue.set_first_id(TaskQueue::kLastId - 1);
     wait_for_one(gate);
     EXPECT_EQ(queue.push_back(recorder, 0, join), TaskQueue::kLastId - 1);
-    EXPECT_EQ(message_of([&] { queue.push_back(recorder, 1, 3, join); }),
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { queue.push_back(recorder, 1, 3, join); }),
               "LimitExceededException|TaskQueue::dispatch()|ID limit exceeded.");
     EXPECT_EQ(queue.push_back(recorder, 1, join), TaskQueue::kLastId);
     try {
@@ -347,10 +340,14 @@ TEST(WinPool, WorkThatCannotBeCreated) {
         "ResourceAcquisitionFailedException|CreateThreadpoolWork()|Unable to create thread pool work.";
     Recorder recorder(10);
     left = 3;
-    EXPECT_EQ(message_of([&] { framework.run_in_parallel(recorder, 0, 10); }), text);
+    EXPECT_EQ(
+        message_of<StringException>(Form::with_type, [&] { framework.run_in_parallel(recorder, 0, 10); }),
+        text);
     recorder.expect_once(0, 3);  // what was started has finished
     left = 0;
-    EXPECT_EQ(message_of([&] { framework.run_in_parallel(recorder, recorder); }), text);
+    EXPECT_EQ(
+        message_of<StringException>(Form::with_type, [&] { framework.run_in_parallel(recorder, recorder); }),
+        text);
     left = 100;
     Recorder again(10);
     framework.run_in_parallel(again, 0, 10);
@@ -371,8 +368,9 @@ TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
             if (index == 3) throw InvalidParametersException("", "three");
         }
     } thrower;
-    EXPECT_EQ(message_of([&] { framework.run_in_parallel(thrower, 0, 10); }),
-              "InvalidParametersException||three");
+    EXPECT_EQ(
+        message_of<StringException>(Form::with_type, [&] { framework.run_in_parallel(thrower, 0, 10); }),
+        "InvalidParametersException||three");
 }
 
 TEST(CppAsync, ThePolicyIsThatOfTheSettings) {
@@ -389,10 +387,11 @@ TEST(CallersShare, TheFirstExceptionArrives) {
         void run(u64 index) override { throw InvalidParametersException("", std::to_string(index)); }
     } thrower;
     CppAsyncFramework deferred(std::launch::deferred, 64);
-    EXPECT_EQ(message_of([&] { deferred.run_in_parallel(thrower, 0, 20); }),
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { deferred.run_in_parallel(thrower, 0, 20); }),
               "InvalidParametersException||19");
     PushPoolFramework alone(1, true, 64);
-    EXPECT_EQ(message_of([&] { alone.run_in_parallel(thrower, 0, 20); }), "InvalidParametersException||0");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { alone.run_in_parallel(thrower, 0, 20); }),
+              "InvalidParametersException||0");
 }
 
 TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
@@ -407,11 +406,12 @@ TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
         "ResourceAcquisitionFailedException||__cilkrts_set_param() returned a failure. "
         "Unable to set # of Cilk threads.";
     for (status = 1; status < 5; status++) {
-        EXPECT_EQ(message_of([&] { CilkFramework(12, refusing); }), text);
+        EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { CilkFramework(12, refusing); }), text);
         EXPECT_EQ(given, "nworkers=12");
     }
     status = 0;
-    EXPECT_EQ(message_of([&] { CilkFramework(65536, refusing); }), "nothing thrown");
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { CilkFramework(65536, refusing); }),
+              "nothing thrown");
     EXPECT_EQ(given, "nworkers=65536");
     // One process, one run-time.
     const CilkRuntime own = CilkRuntime::load({});
@@ -419,7 +419,7 @@ TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
     Recorder recorder(10);
     CilkFramework(2, own).run_in_parallel(recorder, 0, 10);
     recorder.expect_once(0, 10);
-    EXPECT_EQ(message_of([&] { CilkFramework(3, own); }), text);
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { CilkFramework(3, own); }), text);
 }
 
 TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
@@ -588,7 +588,7 @@ TEST(Tbb, TheModesAreThoseOfTheSettings) {
 TEST(Tbb, AModeThatIsNone) {
     TbbFramework framework(TbbFramework::ForkJoin2::task_group, static_cast<TbbFramework::ParallelFor>(4));
     Nothing nothing;
-    EXPECT_EQ(message_of([&] { framework.run_in_parallel(nothing, 0, 5); }),
+    EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { framework.run_in_parallel(nothing, 0, 5); }),
               "InvalidParametersException|TBB::run_in_parallel|Invalid parallel_for() partitioner.");
 }
 #endif

@@ -18,23 +18,15 @@
 #include "platform/parallel/spawn_framework.h"
 #include "platform/parallel/thread_control.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 
 using namespace trel;
+using kalvor_test::message_of;
 
 namespace {
 
 ParallelismSettings parse_settings(const std::string& text) {
     return ParallelismSettings::parse(*Config::parse_acfg(text));
-}
-
-template <class F>
-std::string message_of(F f) {
-    try {
-        f();
-    } catch (const InvalidParametersException& e) {
-        return e.function + "|" + e.message;
-    }
-    return "nothing thrown";
 }
 
 }  // namespace
@@ -64,17 +56,17 @@ TEST(FrameworkRegistry, NamesAndTexts) {
 }
 
 TEST(FrameworkRegistry, UnknownName) {
-    EXPECT_EQ(message_of([] { (void)make_default_framework_config("openmp"); }),
+    EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_framework_config("openmp"); }),
               "|Invalid Parallel Framework: openmp");
 }
 
 TEST(FrameworkRegistry, WhatWasLeftOutIsNamedWithItsReason) {
     const LeftOutFramework left_out("handmade", "built without its library; install it and run again");
-    EXPECT_EQ(message_of([] { (void)make_default_framework_config("handmade"); }),
+    EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_framework_config("handmade"); }),
               "|Invalid Parallel Framework: handmade (built without its library; install it and run again)");
     EXPECT_EQ(left_out_reason("openmp"), "");
 #ifndef KALVOR_HAVE_TBB
-    EXPECT_EQ(message_of([] { (void)make_default_framework_config("tbb"); }),
+    EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_framework_config("tbb"); }),
               "|Invalid Parallel Framework: tbb (built without oneTBB; install libtbb-dev and run again)");
 #endif
 }
@@ -95,7 +87,7 @@ TEST(ParallelismSettings, TaskDecompositionRange) {
         return parse_settings("{ TaskDecomposition : " + tasks + " Framework : \"none\" }");
     };
     for (const char* refused : {"0", "65537", "-1", "9223372036854775807"}) {
-        EXPECT_EQ(message_of([&] { (void)parse(refused); }), text) << refused;
+        EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)parse(refused); }), text) << refused;
     }
     EXPECT_EQ(parse("1").task_decomposition, 1U);
     EXPECT_EQ(parse("65536").task_decomposition, 65536U);
@@ -161,7 +153,8 @@ TEST(ParallelismSettings, ValuesOutsideTheirRange) {
 }
 
 TEST(ParallelismSettings, Refusals) {
-    EXPECT_EQ(message_of([] { (void)parse_settings("{ TaskDecomposition : 1 Framework : \"openmp\" }"); }),
+    EXPECT_EQ(message_of<InvalidParametersException>(
+                  [] { (void)parse_settings("{ TaskDecomposition : 1 Framework : \"openmp\" }"); }),
               "|Invalid Parallel Framework: openmp");
     // Every key must be there and of its type.
     EXPECT_THROW((void)parse_settings("{ TaskDecomposition : 1 }"), KeyNotFoundException);
@@ -177,7 +170,7 @@ TEST(ParallelismSettings, Refusals) {
     }
 #ifdef KALVOR_HAVE_TBB
     const auto tbb = [](const std::string& join, const std::string& loop) {
-        return message_of([&] {
+        return message_of<InvalidParametersException>([&] {
             (void)parse_settings("{ TaskDecomposition : 1 Framework : \"tbb\" ForkJoin2 : \"" + join +
                                  "\" ParallelFor : \"" + loop + "\" }");
         });
