@@ -32,6 +32,9 @@ endfunction()
 set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
+  digits/bbp/bbp_command.cpp
+  digits/bbp/bbp_console_run.cpp
+  digits/bbp/bbp_menu.cpp
   digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
   platform/fileio/settings_file.cpp
