@@ -33,6 +33,9 @@ set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
   constants/catalog/catalog_menu.cpp
+  digits/bbp/bbp_command.cpp
+  digits/bbp/bbp_console_run.cpp
+  digits/bbp/bbp_menu.cpp
   digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
   platform/fileio/published_file.cpp  # where the whole file is, when the prompt ends without a name

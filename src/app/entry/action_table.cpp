@@ -13,6 +13,7 @@
 #include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "constants/catalog/catalog.h"
+#include "digits/bbp/bbp_command.h"
 
 namespace kalvor {
 
@@ -83,7 +84,7 @@ const std::vector<ActionRow>& action_table() {
         missing("bench", Missing::kBenchmarkPi),
         missing("stress", Missing::kStressTester),
         missing("benchio", Missing::kIoAnalysis),
-        missing("bbp", Missing::kBbpExtractor),
+        {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", BBPv2::run_bbp},
         missing("digitviewer", Missing::kDigitViewer),
         missing("validate", Missing::kBenchmarkValidator),
         missing("slave", Missing::kSlaveMode),

@@ -10,6 +10,7 @@
 #include "base/console/console.h"
 #include "base/prompt/prompt.h"
 #include "base/version/version.h"
+#include "digits/bbp/bbp_menu.h"
 
 namespace kalvor {
 
@@ -86,7 +87,7 @@ void run_main_menu(const MainMenuActions& actions) {
 void run_main_menu() {
     run_main_menu({missing(Missing::kBenchmarkPi), missing(Missing::kStressTester),
                    missing(Missing::kIoAnalysis), MainMenuAction{print_usage},
-                   missing(Missing::kBbpExtractor), missing(Missing::kDigitViewer),
+                   MainMenuAction{[] { BBPv2::run_bbp_menu(); }}, missing(Missing::kDigitViewer),
                    MainMenuAction{[] { show_action_menu(advanced_options_menu(), false); }},
                    MainMenuAction{print_about_page}});
 }

@@ -61,9 +61,7 @@ TREL_INLINE F64x8 square_and_double(F64x8 r, F64x8 m, F64x8 inverse, U64x8 x, U6
     const Mask8 doubled = has_bit(x, bit);
     if constexpr (kind == Power::b) {
         // 2 r - m or 2 r + m, so that the residue stays within m.
-        const U64x8 sign = broadcast(u64(1) << 63);
-        const F64x8 signed_m = f64_of_bits((bits_of(rest) & sign) | bits_of(m));
-        return add_masked(doubled, rest, rest - signed_m);
+        return double_minus_masked(doubled, rest, with_sign(m, rest));
     } else {
         return add_masked(doubled, rest, rest);
     }
@@ -193,12 +191,11 @@ TREL_INLINE U64x8 montgomery_square(U64x8 r, U64x8 m, U64x8 m_high, U64x8 m_inve
     const U64x8 u1 = mul_32(middle, m_inverse);
     const U64x8 rest = p2 + shift_right(middle, 32) - shift_right(mul_32(u1, m), 32) - mul_32(u1, m_high) -
                        broadcast(u64(1) << 30);
-    // As plain numbers, negative ones are the largest.
-    const U64x8 reduced = min(rest, rest + m);
+    const U64x8 reduced = add_where_negative(rest, m);
     return add_masked(has_bit(x, bit), reduced, reduced);
 }
 
-constexpr u64 kFlightC = kWide ? 8 : 2;
+constexpr u64 kFlightC = kWide ? 16 : 4;
 
 void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
     constexpr u64 kTerms = 8 * kFlightC;
@@ -243,7 +240,7 @@ void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
             U64x8 limb;
             const U64x8 scaled = next_limb(start, divisors, reciprocal * broadcast(k2_48), limb);
             const U64x8 signed_r = select(whole, scaled, start);
-            r[v] = min(signed_r, signed_r + divisors);
+            r[v] = add_where_negative(signed_r, divisors);
             divisors = divisors + divisor_step;
             exponents = exponents - exponent_step;
         }

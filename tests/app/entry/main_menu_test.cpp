@@ -44,7 +44,7 @@ const std::string kOwnLines =
     "{Y}                -   Compute other constants (e, Golden Ratio, etc...)\n"
     "{Y}                -   Choose your own settings (use disk for large computations)\n"
     "\n"
-    "{d}  4         BBP Digit Extractor for Pi  (not available yet)\n"
+    "{G}  4         BBP Digit Extractor for Pi\n"
     "{d}  5         Digit Viewer  (not available yet)\n"
     "\n"
     "{t}  6         Advanced Options\n"
@@ -94,7 +94,6 @@ TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
     const std::pair<const char*, const char*> missing[] = {{"0", "Benchmark Pi"},
                                                            {"1", "The Component Stress Tester"},
                                                            {"2", "The I/O Performance Analysis"},
-                                                           {"4", "The BBP Digit Extractor for Pi"},
                                                            {"5", "The Digit Viewer"}};
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);
@@ -104,6 +103,17 @@ TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
                                       " is not available in this version.\n{w}\n" + kOwnLines +
                                       "{w}option: {T}{w}option: {T}{w}option: {T}");
     }
+}
+
+TEST(MainMenu, LeadsToTheExtractor) {
+    CaptureConsole console;
+    console.type({"4", "1", "1", "2", "100", "3", "8", "0"});
+    run_main_menu();
+    const std::string text = console.take();
+    EXPECT_NE(text.find("  2     Hexadecimal Offset:       1,000,000,000\n"), std::string::npos);
+    EXPECT_NE(text.find("  6     Modes:                    A, B, C\n"), std::string::npos);
+    // Digits 101 to 108.
+    EXPECT_NE(text.find("16^-101\n\n  29B7C97C "), std::string::npos) << text;
 }
 
 TEST(MainMenu, LeadsToItsPages) {

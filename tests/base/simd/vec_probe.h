@@ -34,6 +34,10 @@ struct VecProbe {
     void (*select_f64)(double* r, unsigned bits, const double* a, const double* b);
     void (*select_u64)(u64* r, unsigned bits, const u64* a, const u64* b);
     void (*add_masked)(u64* r, unsigned bits, const u64* a, const u64* b);
+    void (*add_masked_f64)(double* r, unsigned bits, const double* a, const double* b);
+    void (*double_minus_masked)(double* r, unsigned bits, const double* a, const double* b);
+    void (*with_sign)(double* r, const double* a, const double* b);
+    void (*add_where_negative)(u64* r, const u64* a, const u64* b);
     void (*sub_masked)(u64* r, unsigned bits, const u64* a, const u64* b);
     void (*copy_masked_f64)(double* r, unsigned bits, const double* a);  // load_masked, store_masked
     void (*copy_masked_u64)(u64* r, unsigned bits, const u64* a);

@@ -1,6 +1,6 @@
 #include "base/simd/vec_probe.h"
 
-#include "base/simd/vec.h"
+#include "base/simd/vec_bits.h"
 
 namespace trel::TREL_ISA {
 namespace {
@@ -80,6 +80,7 @@ constexpr VecProbe::Mask kMask[] = {
     MASK_OP("equal", equal(a, b)),
     MASK_OP("less", less(a, b)),
     MASK_OP("greater", greater(a, b)),
+    MASK_OP("has_bit_17", has_bit(a, broadcast(u64(1) << 17))),
 };
 
 void permute_index(double* r, u64* s, const double* a, const u64* b, const u64* index) {
@@ -136,6 +137,14 @@ constinit const VecProbe vec_probe{
     [](u64* r, unsigned bits, const u64* a, const u64* b) {
         store(r, add_masked(mask_of_bits(bits), load(a), load(b)));
     },
+    [](double* r, unsigned bits, const double* a, const double* b) {
+        store(r, add_masked(mask_of_bits(bits), load(a), load(b)));
+    },
+    [](double* r, unsigned bits, const double* a, const double* b) {
+        store(r, double_minus_masked(mask_of_bits(bits), load(a), load(b)));
+    },
+    [](double* r, const double* a, const double* b) { store(r, with_sign(load(a), load(b))); },
+    [](u64* r, const u64* a, const u64* b) { store(r, add_where_negative(load(a), load(b))); },
     [](u64* r, unsigned bits, const u64* a, const u64* b) {
         store(r, sub_masked(mask_of_bits(bits), load(a), load(b)));
     },

@@ -164,7 +164,7 @@ TEST_P(VecTest, Words) {
 }
 
 TEST_P(VecTest, Masks) {
-    ASSERT_EQ(vec().n_masks, 3);
+    ASSERT_EQ(vec().n_masks, 4);
     for (int run = 0; run < 2000; run++) {
         u64 a[8], b[8];
         double x[8], y[8];
@@ -174,17 +174,19 @@ TEST_P(VecTest, Masks) {
         fill(y);
         if (run % 2) std::memcpy(b, a, 24);
         if (run % 3) std::memcpy(y, x, 24);
-        unsigned equal = 0, less = 0, greater = 0, less_f64 = 0, greater_f64 = 0;
+        unsigned equal = 0, less = 0, greater = 0, less_f64 = 0, greater_f64 = 0, has_bit = 0;
         for (int i = 0; i < 8; i++) {
             equal |= unsigned(a[i] == b[i]) << i;
             less |= unsigned(a[i] < b[i]) << i;
             greater |= unsigned(a[i] > b[i]) << i;
+            has_bit |= unsigned(a[i] >> 17 & 1) << i;
             less_f64 |= unsigned(x[i] < y[i]) << i;
             greater_f64 |= unsigned(x[i] > y[i]) << i;
         }
         ASSERT_EQ(vec().masks[0].run(a, b), equal);
         ASSERT_EQ(vec().masks[1].run(a, b), less);
         ASSERT_EQ(vec().masks[2].run(a, b), greater);
+        ASSERT_EQ(vec().masks[3].run(a, b), has_bit);
         ASSERT_EQ(vec().less_f64(x, y), less_f64);
         ASSERT_EQ(vec().greater_f64(x, y), greater_f64);
     }
@@ -207,6 +209,25 @@ TEST_P(VecTest, MaskedOperations) {
         for (int i = 0; i < 8; i++) ASSERT_TRUE(same(s[i], on(i) ? y[i] : x[i]));
         vec().add_masked(r, bits, a, b);
         for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] + b[i] : a[i]);
+        vec().add_masked_f64(s, bits, x, y);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(s[i], on(i) ? x[i] + y[i] : x[i]);
+        double m[8], n[8];  // integers: what is computed of them is exact
+        for (int i = 0; i < 8; i++) {
+            m[i] = static_cast<double>(static_cast<i64>(a[i]) >> 14);
+            n[i] = static_cast<double>(static_cast<i64>(b[i]) >> 14);
+        }
+        vec().double_minus_masked(s, bits, m, n);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(s[i], on(i) ? 2 * m[i] - n[i] : m[i]);
+        for (double& v : m) v = std::abs(v);
+        vec().with_sign(s, m, y);
+        for (int i = 0; i < 8; i++) ASSERT_TRUE(same(s[i], std::copysign(m[i], y[i])));
+        u64 c[8], d[8];  // -2^61 .. 2^61, and more than its size
+        for (int i = 0; i < 8; i++) {
+            c[i] = static_cast<u64>(static_cast<i64>(a[i]) >> 2);
+            d[i] = (b[i] >> 2) | u64(1) << 61;
+        }
+        vec().add_where_negative(r, c, d);
+        for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], static_cast<i64>(c[i]) < 0 ? c[i] + d[i] : c[i]);
         vec().sub_masked(r, bits, a, b);
         for (int i = 0; i < 8; i++) ASSERT_EQ(r[i], on(i) ? a[i] - b[i] : a[i]);
         std::memcpy(r, b, sizeof r);

@@ -56,7 +56,7 @@ class BbpKernelsTest : public testing::TestWithParam<trel::Isa> {
     std::unique_ptr<BbpTileC> tile_c_ = std::make_unique<BbpTileC>();
 };
 
-INSTANTIATE_TEST_SUITE_P(Isas, BbpKernelsTest, testing::ValuesIn(trel::available_isas()),
+INSTANTIATE_TEST_SUITE_P(Levels, BbpKernelsTest, testing::ValuesIn(trel::available_isas()),
                          [](const auto& info) { return trel::isa_name(info.param); });
 
 // Terms whose divisors stay within the limit and whose exponents stay at 1 and above.

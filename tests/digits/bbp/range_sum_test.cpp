@@ -35,7 +35,7 @@ class RangeSumTest : public testing::TestWithParam<trel::Isa> {
     const BbpKernels& kernels() { return bbp_kernels(GetParam()); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Isas, RangeSumTest, testing::ValuesIn(trel::available_isas()),
+INSTANTIATE_TEST_SUITE_P(Levels, RangeSumTest, testing::ValuesIn(trel::available_isas()),
                          [](const auto& info) { return trel::isa_name(info.param); });
 
 TEST_P(RangeSumTest, EverySubSumInEveryMode) {

@@ -575,7 +575,7 @@ std::string fault_of(const ConvertPlanP& plan, const std::vector<Word>& F, Conve
     x.sign = true;
     while (x.L > 0 && x.T[x.L - 1] == 0) x.L--;
     const u64 verified = plan.n - kUnverified;
-    Scratch memory(trel::round_up_64(std::max(plan.bytes(), VerifyB::scratch_bytes(plan.n, verified, 1))));
+    Scratch memory(std::max(plan.needs().bytes, VerifyB::needs(plan.n, verified, 1).bytes));
     const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
     try {
         convert(plan, context, trel::null_status(), out.data(), x,

@@ -204,4 +204,16 @@ TEST(InterruptedRunTest, ASecondInterruptEndsIt) {
     EXPECT_FALSE(std::filesystem::exists(folder / kFile));
 }
 
+// The digit extractor, whose sub-sum would take a day: on a pipe, and on a terminal where progress is shown.
+TEST(InterruptedRunTest, TheExtractorSaysHowFarItCame) {
+    for (const bool terminal : {false, true}) {
+        const TemporaryFolder folder;
+        ProgramOnPipe run(folder, {"bbp", "-offset:10t", "-threads:2"}, terminal);
+        ASSERT_TRUE(run.wait_for(terminal ? "Summing...  " : "Frac( ")) << run.text();
+        run.interrupt(SIGINT);
+        EXPECT_EQ(run.end(), 128 + SIGINT) << run.text();
+        EXPECT_EQ(count(run.text(), "Interrupted. 0.00 % of the terms were summed."), 1) << run.text();
+    }
+}
+
 }  // namespace

@@ -1,0 +1,106 @@
+#include "digits/bbp/bbp_command.h"
+
+#include "base/command_line/shown_text.h"
+#include "base/console/console.h"
+#include "base/console/error_output.h"
+#include "base/console/format.h"
+#include "digits/bbp/bbp_console_run.h"
+#include "digits/bbp/bbp_menu.h"
+
+namespace kalvor::BBPv2 {
+
+using trel::i64;
+using trel::u64;
+using trel::CommandLine::CountValue;
+using trel::CommandLine::OptionTable;
+using trel::CommandLine::ParameterList;
+using trel::CommandLine::RefusedException;
+using trel::CommandLine::SwitchValue;
+using trel::CommandLine::WordValue;
+namespace Console = trel::Console;
+
+namespace {
+
+constexpr const char* kPage = "help";
+
+// A row for a number from low to high.
+trel::CommandLine::OptionRow<BBPSettings> number_row(const char* name, const char* help, u64 low, u64 high,
+                                                     u64 BBPSettings::*member) {
+    const std::string range =
+        "Write a number from " + Console::format_commas(low) + " to " + Console::format_commas(high) + ".";
+    return {{name, ":<n>", help, range},
+            CountValue<BBPSettings>{static_cast<i64>(low), [=](BBPSettings& settings, i64 value) {
+                                        if (static_cast<u64>(value) > high) {
+                                            throw RefusedException(
+                                                std::string(name) + ": " +
+                                                Console::format_commas(static_cast<u64>(value)) +
+                                                " is too large. " + range);
+                                        }
+                                        settings.*member = static_cast<u64>(value);
+                                    }}};
+}
+
+// "ABC", "b", "ca": those are enabled, no other.
+void set_modes(BBPSettings& settings, const std::string& letters) {
+    Modes modes{{false, false, false}};
+    for (const char letter : letters) {
+        const char upper = letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+        if (upper < 'A' || upper >= 'A' + static_cast<char>(kModes)) {
+            throw RefusedException("-modes: " + trel::CommandLine::quoted(letters) +
+                                   " names a mode that does not exist. Write letters of ABC.");
+        }
+        modes.enabled[static_cast<u64>(upper - 'A')] = true;
+    }
+    settings.modes = modes;
+}
+
+[[noreturn]] void refuse_option(const ParameterList& parameters) {
+    const std::string& raw = parameters.current_raw();
+    Console::print_problem(trel::CommandLine::unknown_option(
+        raw, "an option of \"bbp\"", trel::CommandLine::names_of(bbp_option_table()), kPage));
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line("Invalid Parameter: " + trel::CommandLine::shown(raw));
+    }
+    Console::fatal_exit(1);
+}
+
+}  // namespace
+
+const OptionTable<BBPSettings>& bbp_option_table() {
+    static const OptionTable<BBPSettings> table = {
+        number_row("-formula", "0: original 4-term BBP; 1: Bellard's 7-term BBP", 0, kFormulas - 1,
+                   &BBPSettings::formula),
+        number_row("-offset", "digits behind the point to skip; default: 1b", 0, kMaxOffset,
+                   &BBPSettings::offset),
+        number_row("-digits", "hexadecimal digits; default: 32", kMinDigits, kMaxDigits,
+                   &BBPSettings::digits),
+        number_row("-threads", "threads; default: all processors", 1, kMaxThreads, &BBPSettings::threads),
+        {{"-pin", ":<switch>", "bind threads to cores; default: on", ""},
+         SwitchValue<BBPSettings>{[](BBPSettings& settings, bool on) { settings.pin_threads = on; }}},
+        {{"-modes", ":<ABC>", "arithmetics that may be used; default: ABC", "Write letters of ABC."},
+         WordValue<BBPSettings>{set_modes}},
+    };
+    return table;
+}
+
+BBPSettings parse_bbp_options(ParameterList& parameters) {
+    BBPSettings settings;
+    for (; parameters.has_more(); parameters.advance()) {
+        const auto* const option = find_option(bbp_option_table(), parameters.current().first);
+        if (!option) refuse_option(parameters);
+        read_option(*option, settings, parameters, kPage, Console::print_problem);
+    }
+    return settings;
+}
+
+void run_bbp(ParameterList& parameters) {
+    parameters.advance();
+    if (!parameters.has_more()) return run_bbp_menu();
+    BBPSession session(parse_bbp_options(parameters));
+    const std::string refused = session.cannot_start();
+    if (!refused.empty()) throw RefusedException(refused);
+    run_on_console(session);
+}
+
+}  // namespace kalvor::BBPv2

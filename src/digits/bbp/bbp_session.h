@@ -1,0 +1,72 @@
+// A computation of hexadecimal digits of Pi behind an offset: its settings, what follows from them, and the
+// run.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "base/status/status.h"
+#include "digits/bbp/bbp_formulas.h"
+#include "digits/bbp/bbp_sum.h"
+#include "digits/bbp/fraction_float.h"
+#include "digits/bbp/summable_range.h"
+#include "os/clock.h"
+#include "os/types.h"
+#include "platform/parallel/run_monitor.h"
+
+namespace kalvor::BBPv2 {
+
+struct BBPSettings {
+    // A thread for each active processor of all groups.
+    BBPSettings();
+
+    trel::u64 formula = kOriginalBbp;
+    trel::u64 offset = 1000000000;
+    trel::u64 digits = 32;
+    trel::u64 threads;
+    bool pin_threads = true;
+    Modes modes;
+};
+
+class BBPSession {
+  public:
+    explicit BBPSession(BBPSettings settings = {});
+
+    const BBPSettings& settings() const { return settings_; }
+    const Figures& figures() const { return figures_; }
+    // Changes the settings; throws "Invalid Algorithm" as figures_of() does and leaves everything as it was.
+    void update_settings(BBPSettings settings);
+
+    // Empty when the computation can start; else "Cannot Start: No modes enabled." or
+    // "Cannot Start: Divisor exceeds limit of 2^49 - 1.".
+    std::string cannot_start() const;
+
+    // Sums all sub-sums and reports: settings, sub-sums, times, digits. Throws RunStopped when the monitor
+    // asks for it, and InvalidParametersException with cannot_start(). `ticks` is what the time is measured
+    // with; 0 says that it cannot be read.
+    void run(trel::Status& status, trel::RunMonitor& monitor,
+             trel::u64 (*ticks)() = trel::os::performance_counter);
+
+    // The total of the last run that came to its end: every bit is defined by formula, offset and number of
+    // digits.
+    const FractionFloat& total() const { return *total_; }
+    // The percentage of all terms that is summed: of a run that was stopped.
+    double percent_done() const;
+
+  private:
+    void print_settings(trel::Status& status) const;
+    void print_digits(trel::Status& status) const;
+    Workers workers() const;
+
+    BBPSettings settings_;
+    Figures figures_;
+    std::optional<FractionFloat> total_;
+    trel::u64 n_done_ = 0;  // terms, of all sub-sums
+};
+
+// The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
+// checks others with them. Reports nothing.
+std::string pi_digits(trel::u64 formula, trel::u64 offset, trel::u64 digits, const Workers& workers,
+                      trel::RunMonitor& monitor);
+
+}  // namespace kalvor::BBPv2

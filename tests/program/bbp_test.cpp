@@ -1,0 +1,44 @@
+// "kalvor bbp" as a user runs it.
+#include <gtest/gtest.h>
+
+#include "support/run_program.h"
+
+namespace {
+
+using namespace kalvor_test;
+
+TEST(BbpTest, DigitsAtAMillionFromBothFormulas) {
+    TemporaryFolder folder;
+    for (const char* formula : {"-formula:0", "-formula:1"}) {
+        const ProgramRun run = run_in(folder, {"bbp", formula, "-offset:1m", "-digits:32"});
+        EXPECT_EQ(run.exit_code, 0) << run.err;
+        EXPECT_TRUE(run.has("Hexadecimal Digits starting from: 16^-1000001\n")) << run.out;
+        EXPECT_TRUE(run.has("\n  6C65E52C B4593500 50E4BB17 8F4C67A0 ")) << run.out;
+        // Neither progress nor colours where nobody sees them.
+        EXPECT_FALSE(run.has("%") || run.has("\x1b")) << run.out;
+    }
+    EXPECT_TRUE(folder.files().empty());
+}
+
+TEST(BbpTest, TheMenuStartsAComputation) {
+    TemporaryFolder folder;
+    RunOptions options;
+    options.input = "2\n1000\n3\n8\n0\n";
+    const ProgramRun run = run_in(folder, {"bbp"}, options);
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_TRUE(run.has("\n  49F1C09B 075372C9 80991F46\n")) << run.out;
+    options.input = "2\n";
+    EXPECT_EQ(run_in(folder, {"bbp"}, options).exit_code, 1);
+}
+
+TEST(BbpTest, WhatCannotStartIsAnError) {
+    TemporaryFolder folder;
+    const ProgramRun run = run_in(folder, {"bbp", "-offset:922337203684428988"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.err, "\nCannot Start: Divisor exceeds limit of 2^61 - 1.\n");
+    const ProgramRun unknown = run_in(folder, {"bbp", "1b"});
+    EXPECT_EQ(unknown.exit_code, 1);
+    EXPECT_TRUE(unknown.has("\nInvalid Parameter: 1b\n")) << unknown.err;
+}
+
+}  // namespace
