@@ -178,7 +178,9 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word,
                                  count - whole * per_word, radix);
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
-        if (file != nullptr) file->store_digits(buffer.values, done, count, {}, context_.parallel);
+        if (file != nullptr) {
+            file->store_words({buffer.words, buffer.values, done}, done, count, {}, context_.parallel);
+        }
         done += count;
         status_.work().add(static_cast<double>(count));
         StatusFrame frame(section.node(), "Writing...     " + trel::Console::format_commas(done) +
@@ -204,16 +206,18 @@ OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
     return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
 }
 
-OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format) {
-    const auto sink = digit_format(format).make_sink(base_path, 10, plan_.output_digits);
+OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format,
+                                           u64 digits_per_file) {
+    const auto sink = digit_format(format).make_sink(base_path, {10, plan_.output_digits, digits_per_file});
     const auto file = sink->make_writer(first_dec_digits(), warnings());
     OutputStats stats = write_dec_digits(*file);
     file->publish();
     return stats;
 }
 
-OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format) {
-    const auto sink = digit_format(format).make_sink(base_path, 16, plan_.hex_digits);
+OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format,
+                                           u64 digits_per_file) {
+    const auto sink = digit_format(format).make_sink(base_path, {16, plan_.hex_digits, digits_per_file});
     const auto file = sink->make_writer(first_hex_digits(), warnings());
     OutputStats stats = write_hex_digits(*file);
     file->publish();
@@ -230,7 +234,8 @@ OutputStats FloatWriterB::stat_hex_digits() {
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
                               const std::string& format) {
-    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch, context_.parallel);
+    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch,
+                       context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {
