@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "arith/m61/m61.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
@@ -22,7 +21,6 @@ using trel::Word;
 using trel::FileIO::FileException;
 using trel::FileIO::kSectorBytes;
 using trel::FileIO::RawFile;
-namespace m61 = trel::m61;
 
 namespace {
 
@@ -44,18 +42,6 @@ ParsedKvdHeader read_header(RawFile& file) {
     }
     throw FileException("BasicKvdFileReader::BasicKvdFileReader()",
                         "This is not a .kvd file: its header has no end.", file.path());
-}
-
-// h * 10^(19 n) + words, hexadecimal likewise.
-u64 extend_word_hash(u64 hash, const Word* words, u64 n, u64 power) {
-    const u64 power2 = m61::canonical(m61::mul(power, power));
-    u64 i = 0;
-    for (; i + 2 <= n; i += 2) {
-        hash = m61::add(m61::mul(hash, power2),
-                        m61::add(m61::mul(m61::fold(words[i]), power), m61::fold(words[i + 1])));
-    }
-    if (i < n) hash = m61::add(m61::mul(hash, power), m61::fold(words[i]));
-    return m61::canonical(hash);
 }
 
 }  // namespace
@@ -172,7 +158,6 @@ void BasicKvdFileReader::load_stats_here(DigitRangeStats& stats, u64 start, u64 
     start_access(start, count);
     if (count == 0) return;
     const u64 k = shape_.digits_per_word;
-    const u64 power = radix_ == 10 ? m61::fold(kLargestDecimalWord + 1) : 8;  // radix^k
     const auto unpack = radix_ == 10 ? word_digits().decimal : word_digits().hexadecimal;
     const u64 begin = start - shape_.range.begin, end = begin + count;
     for_words(begin / k, (end - 1) / k + 1 - begin / k, scratch, [&](const Word* words, u64 at, u64 n) {
@@ -189,7 +174,7 @@ void BasicKvdFileReader::load_stats_here(DigitRangeStats& stats, u64 start, u64 
         }
         const bool cut = i < m && to < (at + m) * k;
         if (cut) m--;
-        if (i < m) stats.hash = extend_word_hash(stats.hash, words + i, m - i, power);
+        if (i < m) stats.hash = extend_word_hash(stats.hash, words + i, m - i, radix_);
         if (cut) stats.hash = extend_digit_hash(stats.hash, values + m * k, to - (at + m) * k, radix_);
     });
 }

@@ -159,7 +159,6 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     const trel::WallTimer timer;
     const u8 radix = reader.radix();
     const u64 per_word = reader.digits_per_word();
-    const u64 power = radix == 10 ? m61::fold(CBRv2::kRadix19) : 8;  // radix^per_word
     const auto unpack = radix == 10 ? word_digits().decimal : word_digits().hexadecimal;
     const OutputBuffer buffer(context_.scratch);
 
@@ -174,9 +173,8 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         reader.load_words(buffer.words, static_cast<trel::i64>(done / per_word), n);
         unpack(buffer.values, buffer.words, n);
         const u64 whole = count / per_word;
-        for (u64 i = 0; i < whole; i++) hash = m61::add(m61::mul(hash, power), m61::fold(buffer.words[i]));
-        hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word,
-                                 count - whole * per_word, radix);
+        hash = extend_word_hash(hash, buffer.words, whole, radix);
+        hash = extend_digit_hash(hash, buffer.values + whole * per_word, count - whole * per_word, radix);
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
         if (file != nullptr) {
             file->store_words({buffer.words, buffer.values, done}, done, count, {}, context_.parallel);
