@@ -149,10 +149,11 @@ void file_plain_store(benchmark::State& state) {
     label(state, kFileDigits);
     std::remove("bench plain");
 }
+// The argument is the window in KiB.
 void file_write(benchmark::State& state) {
     const std::vector<Word> words = random_words(kFileWords);
     for (auto _ : state) {
-        BasicKvdSetWriter writer(kBase, "3.", 10, 0, kFileDigits);
+        BasicKvdSetWriter writer(kBase, "3.", 10, 0, kFileDigits, static_cast<u64>(state.range(0)) << 10);
         benchmark::DoNotOptimize(statistics(words, &writer));
         writer.close();
     }
@@ -206,6 +207,6 @@ BENCHMARK(plain_shift)->Arg(11);
 BENCHMARK(shift_decimal)->Arg(1)->Arg(11)->Arg(18);
 BENCHMARK(file_statistics_alone)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(file_plain_store)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(file_write)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(file_write)->RangeMultiplier(4)->Range(256, 16384)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(file_plain_load)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(file_load_stats)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -3,6 +3,8 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <thread>
 
@@ -221,6 +223,45 @@ TEST_F(KvdSetTest, FilesAreOpenedWhenTheyAreNeeded) {
     EXPECT_EQ(opened(), 2U);
     load(reader, 250, 200, 12288);
     EXPECT_EQ(opened(), 3U) << "those that are open stay open";
+}
+
+TEST_F(KvdSetTest, OnlyWhatIsNeededIsRead) {
+    const std::vector<u8> digits = random_digits(1500000, 10, 18);
+    write_set(folder_, "x", 10, 500000, digits);
+    std::mt19937_64 random(18);
+    for (int round = 0; round < 20; round++) {
+        FaultyFile disk;
+        const auto read = [&] {
+            u64 bytes = 0;
+            for (const FaultyFile::Made& call : disk.calls()) {
+                bytes += call.call == FaultyFile::Call::read ? call.bytes : 0;
+            }
+            return bytes;
+        };
+        BasicKvdSetReader reader(folder_.file("x - 1.kvd"));
+        EXPECT_LE(read(), 65536U);
+        const u64 start = round == 0 ? 999500 : random() % 1499000;
+        const bool two = start / 500000 != (start + 999) / 500000;
+        load(reader, start, 1000);
+        // The header of each file, and the words with what stands around them in their sectors.
+        EXPECT_LE(read(), 3 * 4096U + 8 * 54 + (two ? 4 : 2) * 4096U) << start;
+    }
+}
+
+TEST_F(KvdSetTest, SeveralThreadsReadOneSet) {
+    const std::vector<u8> digits = random_digits(100000, 10, 19);
+    write_set(folder_, "x", 10, 10000, digits);
+    BasicKvdSetReader reader(folder_.file("x - 4.kvd"));
+    std::vector<std::thread> threads;
+    for (u64 t = 0; t < 4; t++) {
+        threads.emplace_back([&, t] {
+            for (u64 at = t * 1000; at + 25000 <= 100000; at += 7001) {
+                const auto first = digits.begin() + static_cast<long>(at);
+                EXPECT_TRUE(load(reader, at, 25000, 20480) == std::vector<u8>(first, first + 25000));
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(KvdSetTest, AllMissingFilesAreNamedAtOnce) {
@@ -502,6 +543,43 @@ TEST_F(KvdSetTest, EveryFailingCallIsReportedAndNoFileLacksDigits) {
     };
     sweep.keys = 1;
     EXPECT_GT(sweep.run(), 50U);
+}
+
+// Whenever the process is killed: what has a final name is whole.
+TEST_F(KvdSetTest, AtEveryMomentFilesWithTheirNamesAreWhole) {
+    const std::vector<u8> digits = random_digits(35000, 10, 17);
+    const auto want = reference_set("x", 10, 10000, digits);
+    u64 moments = 0, named = 0;
+    FaultyFile disk;
+    disk.on_call([&](FaultyFile::Call) {
+        moments++;
+        for (const auto& [name, good] : want) {
+            std::ifstream in(folder_.file(name), std::ios::binary);
+            if (!in) continue;  // not there, or held by its writer
+            named++;
+            const std::string content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+            ASSERT_TRUE(content == good) << name;
+        }
+    });
+    for (const bool checked : {false, true}) {
+        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 10000, 35000, 4096);
+        for (u64 at = 34000; at < 35000; at += 100) {
+            writer.store_digits(digits.data() + at, at, 100, {}, serial_context());
+        }
+        writer.store_digits(digits.data(), 0, 34000, {}, serial_context());
+        if (checked) {
+            writer.finish();
+            writer.publish();
+        } else {
+            writer.close();
+        }
+        EXPECT_GT(named, 0U);
+        if (!checked) {
+            for (const auto& [name, good] : want) std::filesystem::remove(folder_.file(name));
+        }
+        named = 0;
+    }
+    EXPECT_GT(moments, 40U);
 }
 
 TEST_F(KvdSetTest, EveryFailingReadIsReported) {
