@@ -240,6 +240,23 @@ TEST(KvdFileTest, WriterRefusals) {
     EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, 200, 0, 3, fives));
 }
 
+// What is refused leaves what stands there, in memory too.
+TEST(KvdFileTest, ARefusedRangeSpoilsNothing) {
+    const ScratchFolder folder;
+    const std::vector<u8> digits = random_digits(2000, 10, 20);
+    for (const u64 at : {0, 500, 990, 1000, 1200}) {
+        BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, 2000, 0, 0});
+        writer.store_digits_B(digits.data(), 0, 1000);
+        std::vector<u8> wrong(200, 1);
+        wrong[150] = 10;
+        EXPECT_EQ(refusal_of([&] { writer.store_digits_B(wrong.data(), at, 200); }),
+                  "InvalidParametersException|BasicKvdFileWriter::store_digits_B()|Invalid Digit");
+        writer.store_digits_B(digits.data() + 1000, 1000, 1000);
+        writer.close();
+        EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, 2000, 0, 0, digits)) << at;
+    }
+}
+
 TEST(KvdFileTest, IncompleteFilesKeepTheirName) {
     const ScratchFolder folder;
     const std::vector<u8> digits = random_digits(200, 10, 7);
