@@ -88,6 +88,11 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
     return setting.value_or(expected_seconds > kLongRunSeconds);
 }
 
+void OutputFiles::Request::set_digits_per_file(u64 setting) {
+    format = setting == 0 ? kTextFormat : kKvdFormat;
+    digits_per_file = setting == ~u64(0) ? 0 : setting;
+}
+
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
                          const OutputOptions& options, trel::Status& status)
     : folder_(std::move(folder)), options_(options), status_(status) {

@@ -33,6 +33,8 @@ class OutputFiles {
         std::string format = kTextFormat;
         trel::u64 digits_per_file = 0;  // of the format "kvd"; 0: one file
         DigitAmount amount() const { return {radix, digits, digits_per_file}; }
+        // As settings say it: 0 = a text file, all ones = one compressed file, otherwise a set of them.
+        void set_digits_per_file(trel::u64 setting);
     };
     // Of a set: its first file, and the bytes of all.
     struct WrittenFile {

@@ -252,6 +252,38 @@ TEST(DigitSinkTest, SetsAreWrittenReadBackAndNamed) {
     EXPECT_EQ(run.writer.write_hex_digits(folder.file("Text hex")).hash, hex.hash);
 }
 
+TEST(DigitSinkTest, SettingsSayTheFormatByANumber) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    const std::pair<u64, std::vector<std::string>> cases[] = {{0, {"x.txt"}},
+                                                              {~u64(0), {"x - 0.kvd"}},
+                                                              {10000, {"x - 0.kvd", "x - 1.kvd"}},
+                                                              {kDigits, {"x - 0.kvd"}}};
+    for (const auto& [setting, names] : cases) {
+        OutputFiles::Request request{10, "x", kDigits};
+        request.set_digits_per_file(setting);
+        {
+            OutputFiles output(folder.file(""), {request}, {}, status);
+            (void)output.write(run.writer, 10, true);
+        }
+        u64 files = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.file("")))
+            files += entry.exists();
+        EXPECT_EQ(files, names.size());
+        for (const std::string& name : names) {
+            EXPECT_TRUE(folder.has(name)) << name;
+            // Full files do not say a total.
+            if (setting != 0) {
+                EXPECT_NE(folder.read(name).find("TotalDigits:\t0\r\n"), std::string::npos) << name;
+            }
+            std::filesystem::remove(folder.file(name));
+        }
+    }
+}
+
 TEST(DigitSinkTest, SetsAreCheckedByName) {
     const ScratchFolder folder;
     Writing run(kDigits, kDigits, kDigits / 2);
