@@ -16,6 +16,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
+#include "digits/files/kvd_header.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
 
@@ -219,11 +220,44 @@ inline void exceptions(std::string_view bytes) {
     require(std::equal(again.begin(), again.end(), record.begin()), "what was read is written again");
 }
 
+// The header of a compressed digit file.
+inline void kvd(std::string_view bytes) {
+    using namespace kalvor;
+    const auto parsed = parse_kvd_header(bytes);
+    if (!parsed) return;
+    require(parsed->bytes <= bytes.size() && bytes[parsed->bytes - 1] == '\0',
+            "data begin behind a zero byte");
+    require(!parse_kvd_header(bytes.substr(0, parsed->bytes - 1)), "a header is whole");
+    const KvdHeader& header = parsed->header;
+    const std::string text = header.text();
+    const auto again = parse_kvd_header(text);
+    require(again && again->bytes == text.size() && again->header.text() == text,
+            "what was read is written again");
+    try {
+        const KvdShape shape = check_kvd_header(header, "");
+        const trel::u64 D = shape.digits_per_file, total = header.total_digits;
+        require(shape.range.begin < shape.range.end, "no file is empty");
+        require(shape.range.end - shape.range.begin <= D && D <= header.digits_per_file,
+                "at most its digits");
+        require(shape.range.begin / D == header.id && shape.range.begin % D == 0, "files stand side by side");
+        require(total == 0 || shape.range.end <= total, "the total is the end");
+        require((shape.range.end - shape.range.begin - 1) / shape.digits_per_word + 1 == shape.words,
+                "words");
+        require(header.version == "1.0.0" || header.version == "1.1.0", "known versions");
+        require(header.radix == shape.radix && header.digits_per_file >= 100, "numbers are as they stand");
+        const auto point = header.first_digits.find('.');
+        require(point != std::string::npos, "first digits have a point");
+    } catch (const trel::FileIO::FileException& refusal) {
+        require(!refusal.message.empty(), "a refusal says why");
+    }
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
 };
 inline constexpr Target kTargets[] = {{"acfg", acfg},       {"json", json},     {"text", text},
-                                      {"numbers", numbers}, {"smbios", smbios}, {"exceptions", exceptions}};
+                                      {"numbers", numbers}, {"smbios", smbios}, {"exceptions", exceptions},
+                                      {"kvd", kvd}};
 
 }  // namespace fuzz

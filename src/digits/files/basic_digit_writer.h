@@ -7,6 +7,14 @@
 
 namespace kalvor {
 
+// Digits as one byte each and as words of 19 or 16 of them (word_digits.h): values[0] and the first digit of
+// words[0] are digit start + 1. The last word may have digits that are not meant.
+struct DigitWords {
+    const trel::Word* words;
+    const trel::u8* values;
+    trel::u64 start;
+};
+
 //   store_digits() ...   every digit
 //   finish()             the output is whole on the device, under a name that says it is not checked yet
 //   read_back()          what the device has
@@ -18,6 +26,13 @@ class BasicDigitWriter {
     // order and from several threads; in ascending order is fastest.
     virtual void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count,
                               trel::AlignedBufferC scratch, const trel::ParallelContext& context) = 0;
+    // The same with digits that are there in both forms: a writer takes the one that it stores. start and
+    // count: what to store of them.
+    virtual void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count,
+                             trel::AlignedBufferC scratch, const trel::ParallelContext& context);
+    // Bytes of scratch with which `count` digits are written at once, or as many of them as `limit` bytes
+    // allow.
+    virtual trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const;
     // Throws FileException when digits are missing.
     virtual void finish() = 0;
     // After finish(), until publish().

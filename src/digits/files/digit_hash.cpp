@@ -44,36 +44,51 @@ u64 reduce(u128 x) {
     return ((hi << 3) & trel::m61::kM61) + (hi >> 58) + (lo >> 61) + (lo & trel::m61::kM61);
 }
 
+// What a word of the number is: read from digits, or a word already.
+template <u64 kDigits, u64 (*kWord)(const u8*)>
+struct WordOfDigits {
+    const u8* values;
+    u64 operator[](u64 i) const { return kWord(values + kDigits * i); }
+};
+
 // hash <- hash * P^4 + w0 * P^3 + w1 * P^2 + w2 * P + w3: one link of the chain for four words. The sum stays
 // below 3 * 2^125 + 2^124, so one reduction serves all.
-template <u64 kDigits, u64 (*kWord)(const u8*)>
-u64 extend_by_words(u64 hash, const u8* values, u64& i, u64 n, u64 power) {
+template <class Words>
+u64 extend_by_words(u64 hash, const Words& words, u64 n, u64 power) {
     using namespace trel::m61;
     const u64 power2 = canonical(mul(power, power));
     const u64 power3 = canonical(mul(power2, power));
     const u64 power4 = canonical(mul(power2, power2));
-    for (; i + 4 * kDigits <= n; i += 4 * kDigits) {
-        const u128 words = u128(kWord(values + i)) * power3 + u128(kWord(values + i + kDigits)) * power2 +
-                           u128(kWord(values + i + 2 * kDigits)) * power + kWord(values + i + 3 * kDigits);
-        hash = reduce(u128(hash) * power4 + words);
+    u64 i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const u128 sum =
+            u128(words[i]) * power3 + u128(words[i + 1]) * power2 + u128(words[i + 2]) * power + words[i + 3];
+        hash = reduce(u128(hash) * power4 + sum);
     }
-    for (; i + kDigits <= n; i += kDigits) hash = add(mul(hash, power), fold(kWord(values + i)));
+    for (; i < n; i++) hash = add(mul(hash, power), fold(words[i]));
     return hash;
 }
+
+// radix^(digits of a word)
+constexpr u64 kDecimalPower = 10000000000000000000ULL % trel::m61::kM61;
+constexpr u64 kHexadecimalPower = static_cast<u64>((u128(1) << 64) % trel::m61::kM61);
 
 }  // namespace
 
 u64 extend_digit_hash(u64 hash, const u8* values, u64 n, u32 radix) {
     using namespace trel;
-    u64 i = 0;
-    if (radix == 10) {
-        hash = extend_by_words<19, decimal_word>(hash, values, i, n, 10000000000000000000ULL % m61::kM61);
-    } else {
-        hash = extend_by_words<16, hexadecimal_word>(hash, values, i, n,
-                                                     static_cast<u64>((u128(1) << 64) % m61::kM61));
-    }
-    for (; i < n; i++) hash = m61::add(m61::mul(hash, radix), values[i]);
+    const u64 per_word = radix == 10 ? 19 : 16;
+    const u64 words = n / per_word;
+    hash = radix == 10
+               ? extend_by_words(hash, WordOfDigits<19, decimal_word>{values}, words, kDecimalPower)
+               : extend_by_words(hash, WordOfDigits<16, hexadecimal_word>{values}, words, kHexadecimalPower);
+    for (u64 i = words * per_word; i < n; i++) hash = m61::add(m61::mul(hash, radix), values[i]);
     return m61::canonical(hash);
+}
+
+u64 extend_word_hash(u64 hash, const trel::Word* words, u64 n, u32 radix) {
+    return trel::m61::canonical(
+        extend_by_words(hash, words, n, radix == 10 ? kDecimalPower : kHexadecimalPower));
 }
 
 }  // namespace kalvor

@@ -9,4 +9,7 @@ namespace kalvor {
 // to [0, 2^61 - 2]; hash likewise. Values 0 .. radix - 1; radix 10 or 16.
 trel::u64 extend_digit_hash(trel::u64 hash, const trel::u8* values, trel::u64 n, trel::u32 radix);
 
+// The same with whole words of 19 or 16 digits (word_digits.h). Any word.
+trel::u64 extend_word_hash(trel::u64 hash, const trel::Word* words, trel::u64 n, trel::u32 radix);
+
 }  // namespace kalvor

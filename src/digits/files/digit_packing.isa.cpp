@@ -49,6 +49,11 @@ struct TwoLanes {
     static TREL_INLINE V narrow_32(V a, V b) { return _mm256_packus_epi32(a, b); }
     static TREL_INLINE V narrow_16(V a, V b) { return _mm256_packus_epi16(a, b); }
     static TREL_INLINE V low_halves(V a, V b) { return _mm256_unpacklo_epi64(a, b); }
+    static TREL_INLINE V load_words(const Word* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    }
+    static TREL_INLINE V sub_64(V a, V b) { return _mm256_sub_epi64(a, b); }
+    static TREL_INLINE V down(V a, __m128i bits) { return _mm256_srl_epi64(a, bits); }
     static TREL_INLINE V mul_32(V a, V b) { return _mm256_mul_epu32(a, b); }
     static TREL_INLINE V add_64(V a, V b) { return _mm256_add_epi64(a, b); }
     static TREL_INLINE V up_32(V a) { return _mm256_slli_epi64(a, 32); }
@@ -73,6 +78,9 @@ struct FourLanes {
     static TREL_INLINE V narrow_32(V a, V b) { return _mm512_packus_epi32(a, b); }
     static TREL_INLINE V narrow_16(V a, V b) { return _mm512_packus_epi16(a, b); }
     static TREL_INLINE V low_halves(V a, V b) { return _mm512_unpacklo_epi64(a, b); }
+    static TREL_INLINE V load_words(const Word* p) { return _mm512_loadu_si512(p); }
+    static TREL_INLINE V sub_64(V a, V b) { return _mm512_sub_epi64(a, b); }
+    static TREL_INLINE V down(V a, __m128i bits) { return _mm512_srl_epi64(a, bits); }
     static TREL_INLINE V mul_32(V a, V b) { return _mm512_mul_epu32(a, b); }
     static TREL_INLINE V add_64(V a, V b) { return _mm512_add_epi64(a, b); }
     static TREL_INLINE V up_32(V a) { return _mm512_slli_epi64(a, 32); }
@@ -202,17 +210,68 @@ constexpr Divisors make_divisors() {
 }
 constexpr Divisors kDivisors = make_divisors();
 
+// Half-words of a factor, in every lane.
+struct Halves {
+    Widest::V low, high;
+};
+TREL_INLINE Halves halves(u64 factor) {
+    return {Widest::every_word(factor & 0xFFFFFFFF), Widest::every_word(factor >> 32)};
+}
+
+TREL_INLINE Widest::V mul_low(Widest::V a, const Halves& b) {
+    using L = Widest;
+    const L::V cross = L::add_64(L::mul_32(L::down_32(a), b.low), L::mul_32(a, b.high));
+    return L::add_64(L::mul_32(a, b.low), L::up_32(cross));
+}
+
+TREL_INLINE Widest::V mul_high(Widest::V a, const Halves& b) {
+    using L = Widest;
+    const L::V a_high = L::down_32(a);
+    const L::V middle = L::mul_32(a, b.high);
+    // Two 32-bit numbers and a product of two: below 2^64.
+    const L::V carried = L::add_64(L::add_64(L::down_32(L::mul_32(a, b.low)), L::mul_32(a_high, b.low)),
+                                   L::down_32(L::up_32(middle)));
+    return L::add_64(L::add_64(L::mul_32(a_high, b.high), L::down_32(middle)), L::down_32(carried));
+}
+
+constexpr u64 kVectorWords = 2 * Widest::kLanes;
+
+// q[i] = floor(words[i] / 10^k)
+TREL_INLINE void heads(u64* q, const Word* words, u64 n, u32 k, const Divisor& d) {
+    using L = Widest;
+    const Halves multiplier = halves(d.multiplier);
+    const __m128i first = _mm_cvtsi32_si128(static_cast<int>(k));
+    const __m128i last = _mm_cvtsi32_si128(static_cast<int>(d.shift));
+    u64 i = 0;
+    for (; i + kVectorWords <= n; i += kVectorWords) {
+        const L::V w = L::down(L::load_words(words + i), first);
+        L::store(reinterpret_cast<u8*>(q + i), L::down(mul_high(w, multiplier), last));
+    }
+    for (; i < n; i++) q[i] = static_cast<u64>(u128(words[i] >> k) * d.multiplier >> 64) >> d.shift;
+}
+
 void shift_decimal(u8* out, const Word* words, u64 n, u32 r) noexcept {
-    if (n == 0) return;
+    using L = Widest;
     const u32 k = 19 - r;
     const Divisor d = kDivisors.by[k];
-    const auto head = [&](Word w) { return static_cast<u64>(u128(w >> k) * d.multiplier >> 64) >> d.shift; };
-    u64 q = head(words[0]);
-    for (u64 i = 0; i < n; i++) {
-        const u64 next = head(words[i + 1]);
-        const u64 word = (words[i] - q * d.power) * d.power_of_rest + next;
-        __builtin_memcpy(out + 8 * i, &word, 8);
-        q = next;
+    const Halves power = halves(d.power), power_of_rest = halves(d.power_of_rest);
+    // Quotients stay in the first-level cache until the words are made of them.
+    constexpr u64 kBlock = 512;
+    u64 q[kBlock + 1];
+    for (u64 done = 0; done < n; done += kBlock) {
+        const u64 m = n - done < kBlock ? n - done : kBlock;
+        heads(q, words + done, m + 1, k, d);
+        const Word* const w = words + done;
+        u8* const to = out + 8 * done;
+        u64 i = 0;
+        for (; i + kVectorWords <= m; i += kVectorWords) {
+            const L::V rest = L::sub_64(L::load_words(w + i), mul_low(L::load_words(q + i), power));
+            L::store(to + 8 * i, L::add_64(mul_low(rest, power_of_rest), L::load_words(q + i + 1)));
+        }
+        for (; i < m; i++) {
+            const u64 word = (w[i] - q[i] * d.power) * d.power_of_rest + q[i + 1];
+            __builtin_memcpy(to + 8 * i, &word, 8);
+        }
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/errors/exceptions.h"
 #include "base/registry/named.h"
+#include "digits/files/kvd_format.h"
 #include "digits/files/text_format.h"
 
 namespace kalvor {
@@ -14,20 +15,17 @@ namespace {
 
 class FileSink final : public DigitSink {
   public:
-    FileSink(const FileFormat& format, const std::string& base, u8 radix, u64 digits)
-        : format_(format),
-          file_(format.draft_path(base), format.final_path(base)),
-          radix_(radix),
-          digits_(digits) {}
+    FileSink(const FileFormat& format, const std::string& base, const DigitAmount& amount)
+        : format_(format), file_(format.draft_path(base), format.final_path(base)), amount_(amount) {}
 
     const std::string& draft_path() const override { return file_.draft_path(); }
     const std::string& final_path() const override { return file_.final_path(); }
-    trel::os::OsError reserve() override { return file_.reserve(format_.most_bytes(radix_, digits_)); }
+    trel::os::OsError reserve() override { return file_.reserve(format_.most_bytes(amount_)); }
     bool needs_space() const override { return file_.needs_space(); }
     void replace_read_only() override { file_.replace_read_only(); }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
                                                   trel::Warnings* warnings) override {
-        return format_.make_writer(file_, first_digits, radix_, digits_, warnings);
+        return format_.make_writer(file_, first_digits, amount_.radix, amount_.digits, warnings);
     }
     u64 bytes() const override { return file_.file().size(); }
     void discard() override { file_.discard(); }
@@ -35,14 +33,14 @@ class FileSink final : public DigitSink {
   private:
     const FileFormat& format_;
     PublishedFile file_;
-    const u8 radix_;
-    const u64 digits_;
+    const DigitAmount amount_;
 };
 
 trel::Named<const DigitFormat*>& formats() {
     static trel::Named<const DigitFormat*> formats = [] {
         trel::Named<const DigitFormat*> built_in("Duplicate Digit Format: ");
         built_in.add(kTextFormat, &text_format());
+        built_in.add(kKvdFormat, &kvd_format());
         return built_in;
     }();
     return formats;
@@ -53,12 +51,12 @@ trel::Named<const DigitFormat*>& formats() {
 DigitSink::~DigitSink() = default;
 DigitFormat::~DigitFormat() = default;
 
-void FileFormat::check(const std::string& base) const {
+void FileFormat::check(const std::string& base, const DigitAmount&) const {
     PublishedFile::check(draft_path(base));
 }
 
-std::unique_ptr<DigitSink> FileFormat::make_sink(const std::string& base, u8 radix, u64 digits) const {
-    return std::make_unique<FileSink>(*this, base, radix, digits);
+std::unique_ptr<DigitSink> FileFormat::make_sink(const std::string& base, const DigitAmount& amount) const {
+    return std::make_unique<FileSink>(*this, base, amount);
 }
 
 void register_digit_format(const std::string& name, const DigitFormat& format) {

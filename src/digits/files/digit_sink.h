@@ -1,13 +1,14 @@
 // Where the digits of a number go: one of the formats, which settings choose by name.
 //
 //   const DigitFormat& format = digit_format(name)
-//   auto sink = format.make_sink(base, radix, digits)    before the computation: held and reserved
+//   auto sink = format.make_sink(base, amount)           before the computation: held and reserved
 //   auto writer = sink->make_writer(first_digits, ...)   after it; the writer publishes what the sink holds
 #pragma once
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/status/warnings.h"
 #include "digits/files/basic_digit_reader.h"
@@ -18,14 +19,27 @@
 
 namespace kalvor {
 
+// What a format is asked to hold.
+struct DigitAmount {
+    trel::u8 radix;  // 10 or 16
+    trel::u64 digits;
+    trel::u64 digits_per_file = 0;  // for formats that cut them into files; 0: one file
+};
+
 // The output of one number's digits in one radix: a file, or a set of them. What another run writes already,
 // and what the system refuses, throws FileException when it is made. Ends unpublished: the drafts stay as far
 // as they were written.
 class DigitSink {
   public:
+    struct File {
+        std::string draft_path, final_path;
+    };
     virtual ~DigitSink();
+    // Of a set: those of its first file.
     virtual const std::string& draft_path() const = 0;
     virtual const std::string& final_path() const = 0;
+    // Those that were made by now.
+    virtual std::vector<File> files() const { return {{draft_path(), final_path()}}; }
     // The space of all digits. The error when it is not there; nothing is then reserved.
     [[nodiscard]] virtual trel::os::OsError reserve() = 0;
     // Whether the last failure was one for want of space that may come.
@@ -48,13 +62,21 @@ class DigitFormat {
     virtual ~DigitFormat();
     virtual std::string draft_path(const std::string& base) const = 0;
     virtual std::string final_path(const std::string& base) const = 0;
+    // The files to be, as far as they are made before the computation.
+    virtual std::vector<std::string> final_paths(const std::string& base, const DigitAmount&) const {
+        return {final_path(base)};
+    }
     // What the output takes at most.
-    virtual trel::u64 most_bytes(trel::u8 radix, trel::u64 digits) const = 0;
+    virtual trel::u64 most_bytes(const DigitAmount& amount) const = 0;
     // What make_sink() would refuse now; makes nothing.
-    virtual void check(const std::string& base) const = 0;
-    virtual std::unique_ptr<DigitSink> make_sink(const std::string& base, trel::u8 radix,
-                                                 trel::u64 digits) const = 0;
+    virtual void check(const std::string& base, const DigitAmount& amount) const = 0;
+    virtual std::unique_ptr<DigitSink> make_sink(const std::string& base,
+                                                 const DigitAmount& amount) const = 0;
     virtual std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, trel::u8 radix) const = 0;
+    // How many digits the output has that is there. Throws what make_reader() throws.
+    virtual trel::u64 digits_there(const std::string& path, trel::u8 radix) const {
+        return make_reader(path, radix)->total_digits();
+    }
 };
 
 // A format of one file: base + " (incomplete)" + ending until it is published as base + ending.
@@ -62,9 +84,8 @@ class FileFormat : public DigitFormat {
   public:
     std::string draft_path(const std::string& base) const final { return base + " (incomplete)" + ending_; }
     std::string final_path(const std::string& base) const final { return base + ending_; }
-    void check(const std::string& base) const final;
-    std::unique_ptr<DigitSink> make_sink(const std::string& base, trel::u8 radix,
-                                         trel::u64 digits) const final;
+    void check(const std::string& base, const DigitAmount& amount) const final;
+    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const final;
     virtual std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
                                                           std::string_view first_digits, trel::u8 radix,
                                                           trel::u64 digits,
@@ -78,6 +99,7 @@ class FileFormat : public DigitFormat {
 };
 
 inline constexpr const char* kTextFormat = "text";
+inline constexpr const char* kKvdFormat = "kvd";
 
 // The format lives as long as the program. A second one of its name is fatal. Not synchronised: before runs.
 void register_digit_format(const std::string& name, const DigitFormat& format);

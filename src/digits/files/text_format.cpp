@@ -18,9 +18,9 @@ class TextFormat final : public FileFormat {
     TextFormat() : FileFormat(".txt") {}
 
     // Written in whole sectors.
-    u64 most_bytes(u8, u64 digits) const override {
+    u64 most_bytes(const DigitAmount& amount) const override {
         constexpr u64 kSector = trel::FileIO::kSectorBytes;
-        return (digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
+        return (amount.digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
     }
     std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
                                                   std::string_view first_digits, u8 radix, u64 digits,

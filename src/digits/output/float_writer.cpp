@@ -158,7 +158,6 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     const trel::WallTimer timer;
     const u8 radix = reader.radix();
     const u64 per_word = reader.digits_per_word();
-    const u64 power = radix == 10 ? m61::fold(CBRv2::kRadix19) : 8;  // radix^per_word
     const auto unpack = radix == 10 ? word_digits().decimal : word_digits().hexadecimal;
     const OutputBuffer buffer(context_.scratch);
 
@@ -173,11 +172,12 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         reader.load_words(buffer.words, static_cast<trel::i64>(done / per_word), n);
         unpack(buffer.values, buffer.words, n);
         const u64 whole = count / per_word;
-        for (u64 i = 0; i < whole; i++) hash = m61::add(m61::mul(hash, power), m61::fold(buffer.words[i]));
-        hash = extend_digit_hash(m61::canonical(hash), buffer.values + whole * per_word,
-                                 count - whole * per_word, radix);
+        hash = extend_word_hash(hash, buffer.words, whole, radix);
+        hash = extend_digit_hash(hash, buffer.values + whole * per_word, count - whole * per_word, radix);
         digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
-        if (file != nullptr) file->store_digits(buffer.values, done, count, {}, context_.parallel);
+        if (file != nullptr) {
+            file->store_words({buffer.words, buffer.values, done}, done, count, {}, context_.parallel);
+        }
         done += count;
         status_.work().add(static_cast<double>(count));
         StatusFrame frame(section.node(), "Writing...     " + trel::Console::format_commas(done) +
@@ -203,16 +203,18 @@ OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
     return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
 }
 
-OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format) {
-    const auto sink = digit_format(format).make_sink(base_path, 10, plan_.output_digits);
+OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format,
+                                           u64 digits_per_file) {
+    const auto sink = digit_format(format).make_sink(base_path, {10, plan_.output_digits, digits_per_file});
     const auto file = sink->make_writer(first_dec_digits(), warnings());
     OutputStats stats = write_dec_digits(*file);
     file->publish();
     return stats;
 }
 
-OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format) {
-    const auto sink = digit_format(format).make_sink(base_path, 16, plan_.hex_digits);
+OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format,
+                                           u64 digits_per_file) {
+    const auto sink = digit_format(format).make_sink(base_path, {16, plan_.hex_digits, digits_per_file});
     const auto file = sink->make_writer(first_hex_digits(), warnings());
     OutputStats stats = write_hex_digits(*file);
     file->publish();

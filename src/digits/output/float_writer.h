@@ -64,8 +64,10 @@ class FloatWriterB {
     std::string first_hex_digits() const { return hexadecimal_reader().first_digits(); }
 
     // Write base_path in a format and return the statistics.
-    OutputStats write_dec_digits(const std::string& base_path, const std::string& format = kTextFormat);
-    OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat);
+    OutputStats write_dec_digits(const std::string& base_path, const std::string& format = kTextFormat,
+                                 trel::u64 digits_per_file = 0);
+    OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat,
+                                 trel::u64 digits_per_file = 0);
     // Into a file that is open already; it is finished and not published yet.
     OutputStats write_dec_digits(BasicDigitWriter& file);
     OutputStats write_hex_digits(BasicDigitWriter& file);

@@ -40,7 +40,7 @@ const DigitFormat& format_of(const OutputFiles::Request& request) {
 }
 
 u64 bytes_of(const OutputFiles::Request& request) {
-    return format_of(request).most_bytes(request.radix, request.digits);
+    return format_of(request).most_bytes(request.amount());
 }
 
 u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
@@ -52,8 +52,14 @@ u64 bytes_of(const std::vector<OutputFiles::Request>& requests) {
 Replacement check_target(const std::string& folder, const OutputFiles::Request& request,
                          const OutputOptions& options) {
     const DigitFormat& format = format_of(request);
-    return check_replacement(format, format.final_path(folder + request.base_name), request.radix,
-                             request.digits, options.overwrite);
+    Replacement all;
+    for (const std::string& path : format.final_paths(folder + request.base_name, request.amount())) {
+        const Replacement one =
+            check_replacement(format, path, request.radix, request.digits, options.overwrite);
+        all.of_read_only |= one.of_read_only;
+        if (all.remark.empty()) all.remark = one.remark;
+    }
+    return all;
 }
 
 // Empty when the volume has the space, or does not say.
@@ -82,6 +88,11 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
     return setting.value_or(expected_seconds > kLongRunSeconds);
 }
 
+void OutputFiles::Request::set_digits_per_file(u64 setting) {
+    format = setting == 0 ? kTextFormat : kKvdFormat;
+    digits_per_file = setting == ~u64(0) ? 0 : setting;
+}
+
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
                          const OutputOptions& options, trel::Status& status)
     : folder_(std::move(folder)), options_(options), status_(status) {
@@ -94,7 +105,7 @@ OutputFiles::~OutputFiles() = default;
 void OutputFiles::check(const std::string& folder, const std::vector<Request>& requests,
                         const OutputOptions& options) {
     for (const Request& request : requests) {
-        format_of(request).check(folder + request.base_name);
+        format_of(request).check(folder + request.base_name, request.amount());
         check_target(folder, request, options);
     }
     if (!options.minimum_space || requests.empty()) return;
@@ -104,8 +115,10 @@ void OutputFiles::check(const std::string& folder, const std::vector<Request>& r
 
 std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Request& request) const {
     // The draft first: what is found under the final name is then nobody else's work in progress.
-    auto sink = format_of(request).make_sink(folder + request.base_name, request.radix, request.digits);
-    if (options_.ledger) options_.ledger->made(sink->draft_path());
+    auto sink = format_of(request).make_sink(folder + request.base_name, request.amount());
+    if (options_.ledger) {
+        for (const DigitSink::File& file : sink->files()) options_.ledger->made(file.draft_path);
+    }
     const Replacement replacement = check_target(folder, request, options_);
     if (!replacement.remark.empty()) status_.Status_Line(replacement.remark);
     if (replacement.of_read_only) sink->replace_read_only();
@@ -138,6 +151,11 @@ void OutputFiles::reserve_space() {
     status_.Status_ColoredLine({{'w', "Warning: "}, {'Y', text}});
 }
 
+void OutputFiles::note_begun(const DigitSink& sink) const {
+    if (options_.ledger == nullptr) return;
+    for (const DigitSink::File& file : sink.files()) options_.ledger->begun(file.draft_path);
+}
+
 OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
     Entry* entry = nullptr;
     for (Entry& e : entries_) {
@@ -152,7 +170,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
             DigitSink& sink = *entry->sink;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
             const auto writer = sink.make_writer(first, digits.warnings());
-            if (options_.ledger) options_.ledger->begun(sink.draft_path());
+            note_begun(sink);
             OutputStats stats;
             try {
                 stats = radix == 10 ? digits.write_dec_digits(*writer) : digits.write_hex_digits(*writer);
@@ -163,10 +181,14 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 writer->abandon();
             }
             if (!choice.again) {
+                note_begun(sink);
                 if (verify) digits.read_check(*writer->read_back(), stats);
                 const u64 bytes = sink.bytes();
+                const std::vector<DigitSink::File> files = sink.files();
                 writer->publish();
-                if (options_.ledger) options_.ledger->renamed(sink.draft_path(), sink.final_path());
+                if (options_.ledger) {
+                    for (const auto& [draft, final] : files) options_.ledger->renamed(draft, final);
+                }
                 written_.push_back({sink.final_path(), bytes});
                 return stats;
             }
@@ -211,8 +233,11 @@ void OutputFiles::move(Entry& entry, const std::string& folder) {
         const std::string prefix = trel::FileIO::prepare_output_folder(folder);
         auto sink = make(prefix, entry.request);
         (void)sink->reserve().failed();
+        const std::vector<DigitSink::File> files = entry.sink->files();
         entry.sink->discard();
-        if (options_.ledger) options_.ledger->removed(entry.sink->draft_path());
+        if (options_.ledger) {
+            for (const DigitSink::File& file : files) options_.ledger->removed(file.draft_path);
+        }
         entry.sink = std::move(sink);
         folder_ = prefix;
     } catch (const FileException& error) {

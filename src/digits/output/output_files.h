@@ -31,7 +31,12 @@ class OutputFiles {
         std::string base_name;  // of the file, without folder and ending
         trel::u64 digits;
         std::string format = kTextFormat;
+        trel::u64 digits_per_file = 0;  // of the format "kvd"; 0: one file
+        DigitAmount amount() const { return {radix, digits, digits_per_file}; }
+        // As settings say it: 0 = a text file, all ones = one compressed file, otherwise a set of them.
+        void set_digits_per_file(trel::u64 setting);
     };
+    // Of a set: its first file, and the bytes of all.
     struct WrittenFile {
         std::string path;
         trel::u64 bytes;
@@ -67,6 +72,7 @@ class OutputFiles {
 
     std::unique_ptr<DigitSink> make(const std::string& folder, const Request& request) const;
     void reserve_space();
+    void note_begun(const DigitSink& sink) const;
     Choice ask_for_space(const Entry& entry, int attempt) const;
     void move(Entry& entry, const std::string& folder);
 

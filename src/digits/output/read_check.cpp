@@ -66,7 +66,9 @@ void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStat
     status.work().enter("reading back");
     const u8 radix = reader.radix();
     const u64 integer = integer_residue(reader.first_digits(), radix);
-    const u64 total = reader.total_digits();
+    // A set of full files does not know its end.
+    const bool unknown = reader.total_digits() == 0 && reader.is_in_range(0, stats.digits);
+    const u64 total = unknown ? stats.digits : reader.total_digits();
     DigitRangeStats found(radix);
     {
         trel::StatusSection section(

@@ -26,7 +26,7 @@ constexpr const char* kWayOut =
 // The digits of a file that can be read; nothing when it is not a digit file.
 std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix) {
     try {
-        return format.make_reader(path, radix)->total_digits();
+        return format.digits_there(path, radix);
     } catch (const trel::Exception&) {
         return std::nullopt;
     }

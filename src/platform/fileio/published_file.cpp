@@ -93,8 +93,17 @@ void PublishedFile::complete(u64 bytes) {
     is_complete_ = true;
 }
 
-void PublishedFile::publish() {
-    if (!is_complete_) throw FileException(kPublishing, "The file is not complete.", draft_path_);
+void PublishedFile::rest() {
+    if (!is_complete_) throw FileException("PublishedFile::rest()", "The file is not complete.", draft_path_);
+    file_->close();
+}
+
+void PublishedFile::resume() {
+    file_ = std::make_shared<RawFile>(draft_path_, OpenMode::read_write, true);
+    require_complete_size();
+}
+
+void PublishedFile::require_complete_size() const {
     const u64 bytes = file_->size();
     if (bytes != complete_bytes_) {
         throw FileException(kPublishing,
@@ -102,6 +111,11 @@ void PublishedFile::publish() {
                                 std::to_string(complete_bytes_) + ". Did another program change it?",
                             draft_path_);
     }
+}
+
+void PublishedFile::publish() {
+    if (!is_complete_) throw FileException(kPublishing, "The file is not complete.", draft_path_);
+    require_complete_size();
     try {
         persist(kPublishing, "Unable to rename file.", final_path_, [&] {
             if (replaces_read_only_) (void)file_functions().allow_replacing(final_path_.c_str()).failed();
@@ -121,7 +135,7 @@ void PublishedFile::publish() {
 
 void PublishedFile::leave() {
     if (!is_open()) return;
-    if (file_->written_end() == 0) return discard();
+    if (!is_complete_ && file_->written_end() == 0) return discard();
     if (!is_complete_) file_->cut_quietly(file_->written_end());
     file_->close();
 }

@@ -46,6 +46,12 @@ class PublishedFile {
 
     // The content is there: the file is cut to `bytes` and on the device.
     void complete(u64 bytes);
+    // A complete file can be let go of until it is published, where there are more of them than handles;
+    // meanwhile nothing holds it. resume() throws FileException when it is not as complete() left it.
+    void rest();
+    void resume();
+    // As complete() was told.
+    u64 complete_bytes() const { return complete_bytes_; }
     // Gives the file its final name, durably, and closes it. Replaces what has that name. A refused rename is
     // tried again as persistent_rename() does. Throws FileException when the file is not as complete() left
     // it.
@@ -59,6 +65,8 @@ class PublishedFile {
     void discard();
 
   private:
+    void require_complete_size() const;
+
     const std::string draft_path_;
     const std::string final_path_;
     std::shared_ptr<RawFile> file_;

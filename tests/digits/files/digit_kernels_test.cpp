@@ -147,6 +147,25 @@ TEST(DigitHash, RangesJoin) {
     }
 }
 
+// Words that are already there give the hash of their digits; words of radix 16 may be any.
+TEST(DigitHash, OfWordsIsThatOfTheirDigits) {
+    std::mt19937_64 random(9);
+    for (const u32 radix : {10U, 16U}) {
+        const u64 per_word = radix == 10 ? 19 : 16;
+        for (u64 n = 0; n < 20; n++) {
+            std::vector<u8> values(per_word * n);
+            for (u8& v : values) v = static_cast<u8>(n % 3 == 0 ? radix - 1 : random() % radix);
+            std::vector<trel::Word> words(n);
+            for (u64 i = 0; i < values.size(); i++)
+                words[i / per_word] = words[i / per_word] * radix + values[i];
+            ASSERT_EQ(extend_word_hash(0, words.data(), n, radix), reference_hash(values, radix)) << n;
+            const u64 first = extend_word_hash(0, words.data(), n / 2, radix);
+            ASSERT_EQ(extend_word_hash(first, words.data() + n / 2, n - n / 2, radix),
+                      reference_hash(values, radix));
+        }
+    }
+}
+
 TEST(DigitHash, KnownValues) {
     // 2^61 - 1 = 2305843009213693951 is 0; pi to 50 digits.
     const auto hash_of = [](const std::string& text) {

@@ -161,6 +161,22 @@ TEST(TextWriter, Refusals) {
     EXPECT_EQ(folder.read("x (incomplete).txt"), "3.5555555");
 }
 
+TEST(TextWriter, ARefusedRangeSpoilsNothing) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = random_values(2000, 10, 8);
+    BasicTextWriter writer(folder.file("x"), "3.", 10, 2000);
+    writer.store_digits(values.data(), 0, 1000, {}, serial_context());
+    std::vector<u8> wrong(200, 1);
+    wrong[150] = 10;
+    for (const u64 at : {500, 900, 1000}) {
+        EXPECT_EQ(message_of([&] { writer.store_digits(wrong.data(), at, 200, {}, serial_context()); }),
+                  "BasicTextWriter::store_digits()|Invalid Digit");
+    }
+    writer.store_digits(values.data() + 1000, 1000, 1000, {}, serial_context());
+    writer.close();
+    EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
+}
+
 TEST(TextWriter, IncompleteFilesKeepTheirName) {
     const ScratchFolder folder;
     const std::vector<u8> values = random_values(20000, 10, 5);

@@ -5,15 +5,19 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "digits/files/basic_kvd_set_writer.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
 #include "digits/output/output_files.h"
 #include "digits/output/pi_writing.h"
+#include "digits/output/read_check.h"
 #include "fault/faulty_file.h"
 #include "platform/memory/guarded_heap.h"
+#include "reference/mpz_u64.h"
 #include "support/capture_console.h"
 #include "support/scratch_folder.h"
 
@@ -93,7 +97,7 @@ class BytesWriter final : public BasicDigitWriter {
 class BytesFormat final : public FileFormat {
   public:
     BytesFormat() : FileFormat(".bytes") {}
-    u64 most_bytes(u8, u64 digits) const override { return digits + 2 * kSectorBytes; }
+    u64 most_bytes(const DigitAmount& amount) const override { return amount.digits + 2 * kSectorBytes; }
     std::unique_ptr<BasicDigitWriter> make_writer(PublishedFile& file, std::string_view first_digits,
                                                   u8 radix, u64 digits, trel::Warnings*) const override {
         return std::make_unique<BytesWriter>(file, first_digits, radix, digits);
@@ -174,7 +178,7 @@ TEST(DigitSinkTest, WritersCloseIntoAReader) {
     for (u8& v : values) v = static_cast<u8>(v - '0');
     for (const char* name : {bytes_format(), kTextFormat}) {
         const DigitFormat& format = digit_format(name);
-        const auto sink = format.make_sink(folder.file("x"), 10, values.size());
+        const auto sink = format.make_sink(folder.file("x"), {10, values.size()});
         const auto writer = sink->make_writer("3.1415", nullptr);
         writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
         const auto reader = writer->close_and_get_basic_reader();
@@ -187,6 +191,240 @@ TEST(DigitSinkTest, WritersCloseIntoAReader) {
                             trel::serial_context());
         EXPECT_EQ(got, values) << name;
         EXPECT_TRUE(folder.has(std::string("x") + (name == kTextFormat ? ".txt" : ".bytes")));
+    }
+}
+
+// ---- compressed sets through the factory
+
+constexpr u64 kPerFile = 7000;
+
+std::vector<u8> values_of(const std::string& digits) {
+    std::vector<u8> values;
+    for (const char c : digits) values.push_back(static_cast<u8>(c <= '9' ? c - '0' : c - 'a' + 10));
+    return values;
+}
+
+std::string set_content(const ScratchFolder& folder, const std::string& base, u64 files) {
+    std::string content;
+    for (u64 id = 0; id < files; id++) content += folder.read(base + " - " + std::to_string(id) + ".kvd");
+    return content;
+}
+
+// What another road makes of the same digits.
+std::string set_of(const std::string& digits, u8 radix, u64 per_file, u64 files) {
+    const ScratchFolder folder;
+    const std::vector<u8> values = values_of(digits);
+    BasicKvdSetWriter writer(folder.file("x"), "3." + digits.substr(0, 50), radix, per_file, values.size());
+    writer.store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
+    writer.close();
+    return set_content(folder, "x", files);
+}
+
+TEST(DigitSinkTest, SetsAreWrittenReadBackAndNamed) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, kDigits / 2);
+    run.writer.convert();
+    FileLedger ledger;
+    OutputFiles output(folder.file(""),
+                       {{16, "Hex", kDigits / 2, kKvdFormat, 0}, {10, "Dec", kDigits, kKvdFormat, kPerFile}},
+                       {.ledger = &ledger}, status);
+    for (const char* name : {"Dec - 0", "Dec - 1", "Dec - 2", "Hex - 0"}) {
+        EXPECT_TRUE(folder.has(std::string(name) + " (incomplete).kvd")) << "held before the computation";
+    }
+    EXPECT_EQ(ledger.empty().size(), 4U);
+    const OutputStats hex = output.write(run.writer, 16, true);
+    const OutputStats dec = output.write(run.writer, 10, true);
+    EXPECT_EQ(ledger.kept().size(), 4U);
+    EXPECT_TRUE(ledger.empty().empty());
+    EXPECT_TRUE(set_content(folder, "Dec", 3) == set_of(pi_digits(10, kDigits), 10, kPerFile, 3));
+    EXPECT_TRUE(set_content(folder, "Hex", 1) == set_of(pi_digits(16, kDigits / 2), 16, 0, 1));
+    ASSERT_EQ(output.written().size(), 2U);
+    EXPECT_EQ(output.written()[0].path, folder.file("Hex - 0.kvd"));
+    EXPECT_EQ(output.written()[1].path, folder.file("Dec - 0.kvd"));
+    EXPECT_EQ(output.written()[1].bytes, set_content(folder, "Dec", 3).size());
+    EXPECT_EQ(output.written()[0].bytes, set_content(folder, "Hex", 1).size());
+    // The same statistics as of text.
+    const OutputStats as_text = run.writer.write_dec_digits(folder.file("Text"));
+    EXPECT_EQ(as_text.hash, dec.hash);
+    EXPECT_TRUE(as_text.counts == dec.counts);
+    EXPECT_EQ(run.writer.write_hex_digits(folder.file("Text hex")).hash, hex.hash);
+}
+
+TEST(DigitSinkTest, SettingsSayTheFormatByANumber) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    const std::pair<u64, std::vector<std::string>> cases[] = {{0, {"x.txt"}},
+                                                              {~u64(0), {"x - 0.kvd"}},
+                                                              {10000, {"x - 0.kvd", "x - 1.kvd"}},
+                                                              {kDigits, {"x - 0.kvd"}}};
+    for (const auto& [setting, names] : cases) {
+        OutputFiles::Request request{10, "x", kDigits};
+        request.set_digits_per_file(setting);
+        {
+            OutputFiles output(folder.file(""), {request}, {}, status);
+            (void)output.write(run.writer, 10, true);
+        }
+        u64 files = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.file("")))
+            files += entry.exists();
+        EXPECT_EQ(files, names.size());
+        for (const std::string& name : names) {
+            EXPECT_TRUE(folder.has(name)) << name;
+            // Full files do not say a total.
+            if (setting != 0) {
+                EXPECT_NE(folder.read(name).find("TotalDigits:\t0\r\n"), std::string::npos) << name;
+            }
+            std::filesystem::remove(folder.file(name));
+        }
+    }
+}
+
+TEST(DigitSinkTest, SetsAreCheckedByName) {
+    const ScratchFolder folder;
+    Writing run(kDigits, kDigits, kDigits / 2);
+    run.writer.convert();
+    const OutputStats stats = run.writer.write_dec_digits(folder.file("Dec"), kKvdFormat, kPerFile);
+    // From any file: the last one knows the total, the first does not.
+    for (const char* name : {"Dec - 2.kvd", "Dec - 0.kvd"}) {
+        run.writer.read_check(folder.file(name), stats, 10, kKvdFormat);
+    }
+    const std::string good = folder.read("Dec - 1.kvd");
+    std::string damaged = good;
+    damaged[good.size() / 2] = static_cast<char>(damaged[good.size() / 2] ^ 1);
+    folder.write("Dec - 1.kvd", damaged);
+    EXPECT_THROW(run.writer.read_check(folder.file("Dec - 2.kvd"), stats, 10, kKvdFormat),
+                 trel::AlgorithmFailedException);
+    folder.write("Dec - 1.kvd", good.substr(0, good.size() - 100));
+    EXPECT_THROW(run.writer.read_check(folder.file("Dec - 2.kvd"), stats, 10, kKvdFormat),
+                 trel::FileIO::FileException);
+    std::string header = good;
+    header.replace(header.find("3.14"), 4, "3,14");
+    folder.write("Dec - 1.kvd", header);
+    EXPECT_THROW(run.writer.read_check(folder.file("Dec - 1.kvd"), stats, 10, kKvdFormat),
+                 trel::DigitViewer2::InconsistentMetaData);
+    EXPECT_THROW(run.writer.read_check(folder.file("Dec - 0.kvd"), stats, 16, kKvdFormat),
+                 trel::FileIO::FileException)
+        << "of another radix";
+}
+
+TEST(DigitSinkTest, ADamagedSetNeverGetsItsNames) {
+    const ScratchFolder folder;
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    {
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {}, status);
+        FaultyFile disk;
+        disk.flip_bit_of_write(2, 8 * 1000);
+        EXPECT_THROW((void)output.write(run.writer, 10, true), trel::AlgorithmFailedException);
+    }
+    for (const char* name : {"Dec - 0.kvd", "Dec - 1.kvd", "Dec - 2.kvd"}) EXPECT_FALSE(folder.has(name));
+}
+
+TEST(DigitSinkTest, SetsFollowTheRuleForWhatIsThere) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    const auto open = [&](u64 digits, const OutputOptions& options = {}) {
+        return std::make_unique<OutputFiles>(
+            folder.file(""), std::vector<OutputFiles::Request>{{10, "Dec", digits, kKvdFormat, kPerFile}},
+            options, status);
+    };
+    (void)open(kDigits)->write(run.writer, 10, true);
+    console.take();
+    // A longer set is kept, one of the same length replaced.
+    try {
+        open(kDigits - 1);
+        FAIL();
+    } catch (const trel::FileIO::FileException& e) {
+        EXPECT_NE(e.message.find("it has 20,000 digits, this run makes 19,999."), std::string::npos)
+            << e.message;
+    }
+    EXPECT_FALSE(folder.has("Dec - 1 (incomplete).kvd"));
+    console.take();
+    open(kDigits);
+    EXPECT_EQ(console.take(), "Replacing " + folder.file("Dec - 0.kvd") + " (20,000 digits).\n");
+    // Any file of the set that cannot be replaced refuses.
+    std::filesystem::remove(folder.file("Dec - 1.kvd"));
+    std::filesystem::create_directory(folder.file("Dec - 1.kvd"));
+    EXPECT_THROW(open(kDigits, {.overwrite = true}), trel::FileIO::FileException);
+    // Another run is writing one of them.
+    std::filesystem::remove(folder.file("Dec - 1.kvd"));
+    PublishedFile other(folder.file("Dec - 2 (incomplete).kvd"), folder.file("Dec - 2.kvd"));
+    EXPECT_THROW(OutputFiles::check(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {}),
+                 trel::FileIO::FileException);
+    EXPECT_THROW(open(kDigits), trel::FileIO::FileException);
+}
+
+// Nobody is there: the digits are kept, and the set is written again from its beginning.
+TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {}, status);
+    FaultyFile disk;
+    disk.disk_full_after(6000);
+    disk.on_wait([&](double) { disk.disk_no_longer_full(); });
+    (void)output.write(run.writer, 10, true);
+    EXPECT_EQ(disk.waits(), std::vector<double>{60});
+    EXPECT_TRUE(set_content(folder, "Dec", 3) == set_of(pi_digits(10, kDigits), 10, kPerFile, 3));
+    EXPECT_EQ(console.take().find("incomplete file"), std::string::npos);
+}
+
+TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
+    const ScratchFolder folder;
+    const DigitFormat& format = digit_format(kKvdFormat);
+    const DigitAmount amount{10, kDigits, kPerFile};
+    const auto sink = format.make_sink(folder.file("x"), amount);
+    const u64 data = 8 * (2 * 369 + 316);  // words of 7000 and of 6000 digits
+    EXPECT_GE(format.most_bytes(amount), data + 3 * 190);
+    EXPECT_LE(format.most_bytes(amount), data + 3 * (kSectorBytes + 300));
+    EXPECT_FALSE(sink->reserve().failed());
+    EXPECT_EQ(sink->bytes(), format.most_bytes(amount));
+    EXPECT_EQ(sink->files().size(), 3U);
+    FaultyFile disk;
+    disk.fail(FaultyFile::Call::reserve, 2, FaultyFile::disk_full());
+    EXPECT_TRUE(sink->reserve().failed());
+    EXPECT_EQ(sink->bytes(), 0U) << "nothing stays reserved";
+    sink->discard();
+    EXPECT_FALSE(folder.has("x - 0 (incomplete).kvd"));
+    // The largest amounts are no more than their space.
+    EXPECT_GT(format.most_bytes({10, 1000000000000000, 1000000}), 421052631578944U);
+}
+
+// The integer part may have several digits and be 0.
+TEST(DigitSinkTest, IntegerPartsOfSets) {
+    for (const std::string integer : {"0", "12345678901234567890"}) {
+        const ScratchFolder folder;
+        const std::string digits = pi_digits(10, 250);
+        const std::vector<u8> values = values_of(digits);
+        const auto sink = digit_format(kKvdFormat).make_sink(folder.file("x"), {10, 250, 100});
+        const auto writer = sink->make_writer(integer + "." + digits.substr(0, 50), nullptr);
+        writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
+        writer->finish();
+        OutputStats stats;
+        stats.digits = 250;
+        const mpz_class number(integer + digits, 10);
+        stats.hash = reference::u64_of(number % mpz_class("2305843009213693951"));
+        for (const u8 v : values) stats.counts.count[v]++;
+        trel::LinearConsoleNode status(79, 1.0);
+        CaptureConsole console;
+        const GuardedBuffer scratch(1 << 16, kSectorBytes);
+        const trel::AlignedBufferC view(scratch.get(), scratch.size());
+        EXPECT_NO_THROW(read_check(status, *writer->read_back(), stats, view)) << integer;
+        stats.hash++;
+        EXPECT_THROW(read_check(status, *writer->read_back(), stats, view), trel::AlgorithmFailedException);
+        writer->publish();
     }
 }
 

@@ -286,6 +286,36 @@ TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
     EXPECT_GT(runs.total, 150U);
 }
 
+// Complete files of which there are more than handles.
+TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
+    GuardedBuffer data(8192, kSectorBytes);
+    std::memset(data.get(), 'r', 8192);
+    {
+        PublishedFile file(draft(), target());
+        file.file().store(data.get(), 0, 8192);
+        EXPECT_EQ(message_of([&] { file.rest(); }),
+                  "PublishedFile::rest()|The file is not complete.|" + draft());
+        file.complete(kBytes);
+        file.rest();
+        EXPECT_FALSE(file.is_open());
+        EXPECT_EQ(folder_.read("x (incomplete)"), content('r')) << "nothing holds it";
+        file.resume();
+        file.publish();
+        EXPECT_EQ(folder_.read("x"), content('r'));
+    }
+    PublishedFile file(draft(), target());
+    file.file().store(data.get(), 0, 8192);
+    file.complete(kBytes);
+    file.rest();
+    folder_.write("x (incomplete)", "another");
+    EXPECT_EQ(
+        message_of([&] { file.resume(); }),
+        "PublishedFile::publish()|The file has 7 bytes instead of 5000. Did another program change it?|" +
+            draft());
+    file.leave();
+    EXPECT_EQ(folder_.read("x (incomplete)"), "another") << "left as it is";
+}
+
 TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
     RunsOnePath runs;
     runs.write = [&](char letter) { write(letter); };

@@ -25,6 +25,17 @@ TEST(SparseRanges, MatchesASetOfPositions) {
                 const bool want = std::all_of(set.begin() + static_cast<long>(a),
                                               set.begin() + static_cast<long>(b), [](bool x) { return x; });
                 ASSERT_EQ(ranges.covers(a, b), want) << a << " " << b;
+                const bool overlaps =
+                    std::any_of(set.begin() + static_cast<long>(a), set.begin() + static_cast<long>(b),
+                                [](bool x) { return x; });
+                ASSERT_EQ(ranges.overlaps(a, b), overlaps) << a << " " << b;
+                u64 next = a;
+                for (const auto& [from, to] : ranges.gaps(a, b)) {
+                    ASSERT_LT(from, to);
+                    for (; next < from; next++) ASSERT_TRUE(set[next]);
+                    for (; next < to; next++) ASSERT_FALSE(set[next]);
+                }
+                for (; next < b; next++) ASSERT_TRUE(set[next]);
             }
         }
         std::string want = "Sparse Region:\n";

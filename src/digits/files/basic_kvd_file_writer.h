@@ -1,0 +1,83 @@
+// Writes one compressed digit file. It is base + " (incomplete).kvd" until it is closed with all its digits
+// written; then it becomes base + ".kvd". Positions are those of the number.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "digits/files/basic_digit_writer.h"
+#include "digits/files/kvd_header.h"
+#include "digits/files/sector_window.h"
+
+namespace kalvor {
+
+// What a file's header and range follow from.
+struct KvdFileSpec {
+    std::string_view first_digits;  // integer part, "." and any digits
+    trel::u8 radix;
+    trel::u64 digits_per_file;
+    trel::u64 total_digits;  // of the set; 0: without an end, every file is full
+    trel::u64 id;
+};
+
+class BasicKvdFileWriter final : public BasicDigitWriter {
+  public:
+    // base_path: with the id. window_bytes: the size of one write. warnings: of the run; hears of an
+    // incomplete file. Throws InvalidParametersException "File ID is out of range.", "Invalid Range - Failed:
+    // s < e" (no digits a file), "Internal Overflow"; FileException "Unsupported Radix", "Invalid Digits per
+    // File" (one that no reader takes); InconsistentMetaData.
+    BasicKvdFileWriter(const std::string& base_path, const KvdFileSpec& spec,
+                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,
+                       trel::Warnings* warnings = nullptr);
+    // Into a file that was made before, from its beginning. The file outlives the writer, which does not
+    // close it unless it publishes it; it may be written once more by another writer.
+    BasicKvdFileWriter(trel::FileIO::PublishedFile& file, const KvdFileSpec& spec,
+                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,
+                       trel::Warnings* warnings = nullptr);
+
+    DigitRange get_range() const { return {window_.shape().begin, window_.shape().end}; }
+    bool is_complete();
+    // Of a file as the constructor would make it. Throws what that throws.
+    static trel::u64 bytes(const KvdFileSpec& spec);
+
+    // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
+    // none of it counts as written), "File is closed.", "Write out of bounds.". scratch is not used.
+    void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
+                      const trel::ParallelContext& context) override {
+        (void)scratch, (void)context;
+        store_digits_B(values, start, count);
+    }
+    void store_digits_B(const trel::u8* values, trel::u64 start, trel::u64 count);
+    void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
+                     const trel::ParallelContext& context) override;
+
+    void finish() override { window_.finish("BasicKvdFileWriter::finish()"); }
+    std::unique_ptr<BasicDigitReader> read_back() override;
+    void publish() override { window_.publish(); }
+    // SectorWindow::close()
+    void close() { window_.close(); }
+    // Brings what is in memory into the file and gives the memory back.
+    void rest();
+    void abandon() override { window_.abandon(); }
+    // close(), then a reader of the finished file. Throws FileException for an incomplete one.
+    std::unique_ptr<BasicDigitReader> close_and_get_basic_reader() override;
+
+    static std::string final_path(const std::string& base_path) { return base_path + ".kvd"; }
+    static std::string incomplete_path(const std::string& base_path) {
+        return base_path + " (incomplete).kvd";
+    }
+    trel::FileIO::PublishedFile& file() { return window_.file(); }
+
+  private:
+    // pack(out, first word of the file, n): n whole words of the piece. values: its digits.
+    template <class Pack>
+    void store_range(trel::u64 start, trel::u64 count, const trel::u8* values, Pack pack);
+    void merge_word(trel::u64 begin, trel::u64 end, const trel::u8* values);
+
+    const trel::u8 radix_;
+    const trel::u64 per_word_;
+    SectorWindow window_;
+};
+
+}  // namespace kalvor

@@ -1,0 +1,156 @@
+#include "digits/files/kvd_format.h"
+
+#include <algorithm>
+
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_kvd_set_reader.h"
+#include "digits/files/basic_kvd_set_writer.h"
+
+namespace kalvor {
+
+using trel::u64;
+using trel::u8;
+using trel::FileIO::kSectorBytes;
+using trel::FileIO::PublishedFile;
+
+namespace {
+
+// Files that are made and reserved before the computation. More of them would be more handles than some
+// systems give; the others are made when their digits come.
+constexpr u64 kHeldFiles = 64;
+// Of a header whose numbers have 20 digits, and whose number has an integer part of 64 bits.
+constexpr u64 kMostHeaderBytes = 280;
+
+u64 digits_per_file_of(const DigitAmount& amount) {
+    return amount.digits_per_file == 0 ? BasicKvdSetWriter::single_file(amount.digits)
+                                       : amount.digits_per_file;
+}
+
+u64 files_of(const DigitAmount& amount) {
+    return amount.digits == 0 ? 1 : (amount.digits - 1) / digits_per_file_of(amount) + 1;
+}
+
+u64 held_files_of(const DigitAmount& amount) {
+    return std::min(files_of(amount), kHeldFiles);
+}
+
+// Written in whole sectors.
+u64 file_bytes(u8 radix, u64 digits) {
+    const u64 bytes = kMostHeaderBytes + 8 * words_for(digits, radix);
+    return (bytes + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
+}
+
+u64 digits_of_file(const DigitAmount& amount, u64 id) {
+    const u64 D = digits_per_file_of(amount);
+    return std::min(D, amount.digits - std::min(amount.digits, id * D));
+}
+
+class KvdSink final : public DigitSink {
+  public:
+    KvdSink(const std::string& base, const DigitAmount& amount) : amount_(amount), files_(base) {
+        for (u64 id = 0; id < held_files_of(amount); id++) files_.file(id);
+        const PublishedFile& first = files_.file(0);
+        draft_path_ = first.draft_path();
+        final_path_ = first.final_path();
+    }
+    const std::string& draft_path() const override { return draft_path_; }
+    const std::string& final_path() const override { return final_path_; }
+
+    trel::os::OsError reserve() override {
+        for (const auto& [id, file] : files_.files()) {
+            const trel::os::OsError error =
+                file->reserve(file_bytes(amount_.radix, digits_of_file(amount_, id)));
+            if (!error) continue;
+            for (const auto& [other, reserved] : files_.files()) reserved->file().cut_quietly(0);
+            return error;
+        }
+        return {};
+    }
+    bool needs_space() const override {
+        const auto files = files_.files();
+        return std::any_of(files.begin(), files.end(),
+                           [](const auto& entry) { return entry.second->needs_space(); });
+    }
+    void replace_read_only() override {
+        for (const auto& [id, file] : files_.files()) file->replace_read_only();
+    }
+    std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
+                                                  trel::Warnings* warnings) override {
+        return std::make_unique<BasicKvdSetWriter>(files_, first_digits, amount_.radix,
+                                                   digits_per_file_of(amount_), amount_.digits,
+                                                   SectorWindow::kDefaultBytes, warnings);
+    }
+    u64 bytes() const override {
+        u64 bytes = 0;
+        for (const auto& [id, file] : files_.files()) {
+            bytes += file->is_open() ? file->file().size() : file->complete_bytes();
+        }
+        return bytes;
+    }
+    std::vector<File> files() const override {
+        std::vector<File> files;
+        for (const auto& [id, file] : files_.files())
+            files.push_back({file->draft_path(), file->final_path()});
+        return files;
+    }
+    void discard() override { files_.discard(); }
+
+  private:
+    const DigitAmount amount_;
+    KvdSetFiles files_;
+    std::string draft_path_, final_path_;
+};
+
+class KvdFormat final : public DigitFormat {
+  public:
+    std::string draft_path(const std::string& base) const override {
+        return BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(base, 0));
+    }
+    std::string final_path(const std::string& base) const override {
+        return BasicKvdFileWriter::final_path(KvdSetFiles::file_base(base, 0));
+    }
+    std::vector<std::string> final_paths(const std::string& base, const DigitAmount& amount) const override {
+        std::vector<std::string> paths;
+        for (u64 id = 0; id < held_files_of(amount); id++) {
+            paths.push_back(BasicKvdFileWriter::final_path(KvdSetFiles::file_base(base, id)));
+        }
+        return paths;
+    }
+    u64 most_bytes(const DigitAmount& amount) const override {
+        const u64 files = files_of(amount);
+        return (files - 1) * file_bytes(amount.radix, digits_per_file_of(amount)) +
+               file_bytes(amount.radix, digits_of_file(amount, files - 1));
+    }
+    void check(const std::string& base, const DigitAmount& amount) const override {
+        for (u64 id = 0; id < held_files_of(amount); id++) {
+            PublishedFile::check(BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(base, id)));
+        }
+    }
+    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const override {
+        return std::make_unique<KvdSink>(base, amount);
+    }
+    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const override {
+        return open(path, radix);
+    }
+    u64 digits_there(const std::string& path, u8 radix) const override {
+        return open(path, radix)->digits_there();
+    }
+
+  private:
+    static std::unique_ptr<BasicKvdSetReader> open(const std::string& path, u8 radix) {
+        auto reader = std::make_unique<BasicKvdSetReader>(path);
+        if (reader->radix() != radix) {
+            throw trel::FileIO::FileException("KvdFormat::make_reader()", "Radix does not match.", path);
+        }
+        return reader;
+    }
+};
+
+}  // namespace
+
+const DigitFormat& kvd_format() {
+    static const KvdFormat format;
+    return format;
+}
+
+}  // namespace kalvor
