@@ -97,16 +97,16 @@ class Product {
           b_(random_words(p + 1)),
           t_(2 * p),
           scratch_(multiply_scratch_bytes(2 * p)),
-          mp_(context_with(scratch_, tds)) {}
+          context_(context_with(scratch_, tds)) {}
     double seconds() {
-        return seconds_of([&] { multiply_full(mp_, t_.data(), a_.data(), p_, b_.data(), p_); });
+        return seconds_of([&] { multiply_full(context_, t_.data(), a_.data(), p_, b_.data(), p_); });
     }
 
   private:
     u64 p_;
     std::vector<Word> a_, b_, t_;
     Memory scratch_;
-    MultiplyContext mp_;
+    MultiplyContext context_;
 };
 
 // Operation and product take turns, so that both see the same machine; the smallest time of each counts.
@@ -132,11 +132,12 @@ void BM_Reciprocal(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const ReciprocalPlan plan = ReciprocalPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        Reciprocal_BigFloatR::run(plan, mp, null_status(), T, A, p, {temporaries.words(), plan.temporaries});
+        Reciprocal_BigFloatR::run(plan, context, null_status(), T, A, p,
+                                  {temporaries.words(), plan.temporaries});
     });
 }
 
@@ -145,11 +146,12 @@ void BM_Division(benchmark::State& state) {
     std::vector<Word> a = random_words(p), b = random_words(p + 1);
     const DivisionPlan plan = DivisionPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a), B = number(b);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        Division_BigFloatR::run(plan, mp, null_status(), T, A, B, {temporaries.words(), plan.temporaries});
+        Division_BigFloatR::run(plan, context, null_status(), T, A, B,
+                                {temporaries.words(), plan.temporaries});
     });
 }
 
@@ -157,10 +159,10 @@ void BM_InvsqrtWord(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        InvsqrtWord_BigFloatR::run(plan, mp, null_status(), T, 10005, p,
+        InvsqrtWord_BigFloatR::run(plan, context, null_status(), T, 10005, p,
                                    {temporaries.words(), plan.temporaries});
     });
 }
@@ -170,11 +172,11 @@ void BM_InvsqrtFloat(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        InvsqrtFloat_BigFloatR::run(plan, mp, null_status(), T, A, p,
+        InvsqrtFloat_BigFloatR::run(plan, context, null_status(), T, A, p,
                                     {temporaries.words(), plan.temporaries});
     });
 }
@@ -186,10 +188,10 @@ void BM_InvNthRoot(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
     const Memory result(8 * plan.result), scratch(plan.needs().bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
-    measure(state, p, tds, [&] { inv_nth_root(plan, mp, null_status(), T, A, n); });
+    measure(state, p, tds, [&] { inv_nth_root(plan, context, null_status(), T, A, n); });
 }
 
 void BM_PowerFloat(benchmark::State& state) {
@@ -197,11 +199,11 @@ void BM_PowerFloat(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        Power_BF_uL_BigFloatR::run(plan, mp, null_status(), T, A, 7, p,
+        Power_BF_uL_BigFloatR::run(plan, context, null_status(), T, A, 7, p,
                                    {temporaries.words(), plan.temporaries});
     });
 }
@@ -211,11 +213,11 @@ void BM_Agm(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const AGMPlan plan = AGMPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        AGM1_BigFloatR::run(plan, mp, null_status(), T, A, p, {temporaries.words(), plan.temporaries});
+        AGM1_BigFloatR::run(plan, context, null_status(), T, A, p, {temporaries.words(), plan.temporaries});
     });
 }
 
@@ -225,10 +227,10 @@ void BM_PowerOfTen(benchmark::State& state) {
     const u64 n = p * 64 * 100 / 333;
     const PowerWordPlan plan = PowerWordPlan::make_exact(10, n, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context_with(scratch, tds);
+    const MultiplyContext context = context_with(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
-        Power_uW_uL_BigFloatR::run(plan, mp, null_status(), T, 10, n, plan.p,
+        Power_uW_uL_BigFloatR::run(plan, context, null_status(), T, 10, n, plan.p,
                                    {temporaries.words(), plan.temporaries});
     });
 }

@@ -48,25 +48,26 @@ class Transform {
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution.
-    virtual void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const = 0;
+    virtual void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                         void* scratch) const = 0;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
     // transform is then lost). X == Y squares. T may not overlap the data.
-    virtual void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                         const void* Y, void* scratch) const = 0;
+    virtual void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                         const void* X, const void* Y, void* scratch) const = 0;
 
     // Whole products of which no transform is kept. An algorithm may do them with less memory, or fewer trips
     // through it, than forward() and inverse() need; the defaults are those two. memory: plain_bytes(), for a
     // square data_bytes() + scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2;
     // T may not overlap the operands or the memory.
-    virtual void multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                                const Word* B, u64 LB, void* memory) const;
-    virtual void square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                              void* memory) const;
+    virtual void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                                u64 LA, const Word* B, u64 LB, void* memory) const;
+    virtual void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                              u64 L, void* memory) const;
     // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
-    virtual void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                               const void* Y, void* work, void* scratch) const;
+    virtual void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                               u64 LA, const void* Y, void* work, void* scratch) const;
     u64 plain_bytes() const { return plain_bytes_; }
     // Memory for whole products and whole squares.
     u64 whole_bytes() const { return std::max(plain_bytes_, data_bytes_ + scratch_bytes_); }

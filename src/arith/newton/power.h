@@ -19,7 +19,7 @@ struct Power_BF_uL_BigFloatR {
     //
     // Throws LimitExceededException "Precision" / "Task Decomposition" beyond the plan,
     // ExponentOverflowException beyond 2^61 - 1 words, BufferTooSmallException.
-    static void run(const PowerFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+    static void run(const PowerFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                     const BigFloat& A, u64 n, u64 p, LinearWordBuffer buffer);
 };
 
@@ -31,7 +31,7 @@ struct SignedPowerPlan : NewtonPlan {
 
     static SignedPowerPlan make(u64 p, u64 tds);
 };
-void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+void large_power(const SignedPowerPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                  const BigFloat& A, i64 n);
 
 }  // namespace trel

@@ -8,8 +8,8 @@ BasicDigitReader::~BasicDigitReader() = default;
 BasicDigitWriter::~BasicDigitWriter() = default;
 
 void BasicDigitWriter::store_words(const DigitWords& digits, trel::u64 start, trel::u64 count,
-                                   trel::AlignedBufferC scratch, const trel::ParallelContext& context) {
-    store_digits(digits.values + (start - digits.start), start, count, scratch, context);
+                                   trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) {
+    store_digits(digits.values + (start - digits.start), start, count, scratch, parallel);
 }
 
 trel::u64 BasicDigitWriter::buffer_size(trel::u64, trel::u64) const {

@@ -25,11 +25,11 @@ class BasicDigitWriter {
     // Writes values[0..count), 0 .. radix - 1, as digits start + 1 ... start + count. Ranges may come in any
     // order and from several threads; in ascending order is fastest.
     virtual void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count,
-                              trel::AlignedBufferC scratch, const trel::ParallelContext& context) = 0;
+                              trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) = 0;
     // The same with digits that are there in both forms: a writer takes the one that it stores. start and
     // count: what to store of them.
     virtual void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count,
-                             trel::AlignedBufferC scratch, const trel::ParallelContext& context);
+                             trel::AlignedBufferC scratch, const trel::ParallelContext& parallel);
     // Bytes of scratch with which `count` digits are written at once, or as many of them as `limit` bytes
     // allow.
     virtual trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const;

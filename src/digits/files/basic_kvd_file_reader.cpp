@@ -180,21 +180,21 @@ void BasicKvdFileReader::load_stats_here(DigitRangeStats& stats, u64 start, u64 
 }
 
 void BasicKvdFileReader::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                                     const trel::ParallelContext& context) {
+                                     const trel::ParallelContext& parallel) {
     start_access(start, count);
-    const u64 parts = count_parts(count, scratch.size(), context.tds);
-    read_parts(context, parts, start, count, scratch, [&](u64, u64 begin, u64 n, AlignedBufferC own) {
+    const u64 parts = count_parts(count, scratch.size(), parallel.tds);
+    read_parts(parallel, parts, start, count, scratch, [&](u64, u64 begin, u64 n, AlignedBufferC own) {
         load_digits_here(values + (begin - start), begin, n, own);
     });
 }
 
 void BasicKvdFileReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                                    const trel::ParallelContext& context) {
+                                    const trel::ParallelContext& parallel) {
     start_access(start, count);
-    const u64 parts = count_parts(count, scratch.size(), context.tds);
+    const u64 parts = count_parts(count, scratch.size(), parallel.tds);
     if (parts == 1) return load_stats_here(stats, start, count, scratch);
     PartialStats partial(radix_, parts);
-    read_parts(context, parts, start, count, scratch, [&](u64 part, u64 begin, u64 n, AlignedBufferC own) {
+    read_parts(parallel, parts, start, count, scratch, [&](u64 part, u64 begin, u64 n, AlignedBufferC own) {
         load_stats_here(partial[part], begin, n, own);
         partial.digits[part] = n;
     });

@@ -41,9 +41,9 @@ class BasicKvdFileReader final : public BasicDigitReader {
     void read_words(trel::Word* words, trel::u64 first, trel::u64 count, trel::AlignedBufferC scratch);
     // Throw what read_words() does, and InvalidParametersException outside of the file's range.
     void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& context) override;
+                     const trel::ParallelContext& parallel) override;
     void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                    const trel::ParallelContext& context) override;
+                    const trel::ParallelContext& parallel) override;
 
     // The same in one task.
     void load_digits_here(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch);

@@ -44,13 +44,13 @@ class BasicKvdFileWriter final : public BasicDigitWriter {
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Write out of bounds.". scratch is not used.
     void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& context) override {
-        (void)scratch, (void)context;
+                      const trel::ParallelContext& parallel) override {
+        (void)scratch, (void)parallel;
         store_digits_B(values, start, count);
     }
     void store_digits_B(const trel::u8* values, trel::u64 start, trel::u64 count);
     void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& context) override;
+                     const trel::ParallelContext& parallel) override;
 
     void finish() override { window_.finish("BasicKvdFileWriter::finish()"); }
     std::unique_ptr<BasicDigitReader> read_back() override;

@@ -228,11 +228,11 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
 }
 
 void BasicKvdSetReader::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                                    const trel::ParallelContext& context) {
+                                    const trel::ParallelContext& parallel) {
     check_range(start, count);
     make_commands(start, count);
-    const u64 parts = count_parts(count, scratch.size(), context.tds);
-    read_parts(context, parts, start, count, scratch, [&](u64, u64 first, u64 n, AlignedBufferC own) {
+    const u64 parts = count_parts(count, scratch.size(), parallel.tds);
+    read_parts(parallel, parts, start, count, scratch, [&](u64, u64 first, u64 n, AlignedBufferC own) {
         for_files(first, n, [&](u64 id, u64 begin, u64 end) {
             needed_file(id)->load_digits_here(values + (begin - start), begin, end - begin, own);
             return true;
@@ -241,12 +241,12 @@ void BasicKvdSetReader::load_digits(u8* values, u64 start, u64 count, AlignedBuf
 }
 
 void BasicKvdSetReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                                   const trel::ParallelContext& context) {
+                                   const trel::ParallelContext& parallel) {
     check_range(start, count);
     make_commands(start, count);
-    const u64 parts = count_parts(count, scratch.size(), context.tds);
+    const u64 parts = count_parts(count, scratch.size(), parallel.tds);
     PartialStats partial(radix_, parts);
-    read_parts(context, parts, start, count, scratch, [&](u64 part, u64 first, u64 n, AlignedBufferC own) {
+    read_parts(parallel, parts, start, count, scratch, [&](u64 part, u64 first, u64 n, AlignedBufferC own) {
         for_files(first, n, [&](u64 id, u64 begin, u64 end) {
             needed_file(id)->load_stats_here(partial[part], begin, end - begin, own);
             return true;

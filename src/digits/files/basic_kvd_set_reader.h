@@ -45,9 +45,9 @@ class BasicKvdSetReader final : public BasicDigitReader {
     // total, FileException "Missing required files." (after a list of their names on the console), "This
     // digit stream does not have enough digits.", and what BasicKvdFileReader throws.
     void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& context) override;
+                     const trel::ParallelContext& parallel) override;
     void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                    const trel::ParallelContext& context) override;
+                    const trel::ParallelContext& parallel) override;
 
   private:
     using File = std::shared_ptr<BasicKvdFileReader>;

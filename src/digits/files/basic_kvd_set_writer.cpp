@@ -156,16 +156,16 @@ void BasicKvdSetWriter::make_commands(u64 start, u64 count, Store store) {
 }
 
 void BasicKvdSetWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC scratch,
-                                     const trel::ParallelContext& context) {
+                                     const trel::ParallelContext& parallel) {
     make_commands(start, count, [&](BasicKvdFileWriter& file, u64 begin, u64 n) {
-        file.store_digits(values + (begin - start), begin, n, scratch, context);
+        file.store_digits(values + (begin - start), begin, n, scratch, parallel);
     });
 }
 
 void BasicKvdSetWriter::store_words(const DigitWords& digits, u64 start, u64 count,
-                                    trel::AlignedBufferC scratch, const trel::ParallelContext& context) {
+                                    trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) {
     make_commands(start, count, [&](BasicKvdFileWriter& file, u64 begin, u64 n) {
-        file.store_words(digits, begin, n, scratch, context);
+        file.store_words(digits, begin, n, scratch, parallel);
     });
 }
 

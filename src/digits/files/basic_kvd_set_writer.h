@@ -66,9 +66,9 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     // Throw InvalidParametersException "Out of range.", "Internal Overflow", and what BasicKvdFileWriter
     // throws.
     void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& context) override;
+                      const trel::ParallelContext& parallel) override;
     void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& context) override;
+                     const trel::ParallelContext& parallel) override;
 
     // Every file of the total; without one, every file that was begun.
     void finish() override;

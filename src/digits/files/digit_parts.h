@@ -24,7 +24,7 @@ inline trel::u64 count_parts(trel::u64 count, trel::u64 scratch_bytes, trel::u64
 // Calls read(part, begin, n, scratch) for `parts` consecutive parts of [start, start + count). An exception
 // of a part is thrown again here when all have ended: that of the first part that has one.
 template <class Read>
-void read_parts(const trel::ParallelContext& context, trel::u64 parts, trel::u64 start, trel::u64 count,
+void read_parts(const trel::ParallelContext& parallel, trel::u64 parts, trel::u64 start, trel::u64 count,
                 trel::AlignedBufferC scratch, Read&& read) {
     using trel::u64;
     if (parts == 1) return read(u64(0), start, count, scratch);
@@ -32,7 +32,7 @@ void read_parts(const trel::ParallelContext& context, trel::u64 parts, trel::u64
     std::vector<trel::AlignedBufferC> buffers;
     for (u64 i = 0; i < parts; i++) buffers.push_back(scratch.spawn(share));
     std::vector<std::exception_ptr> failures(parts);
-    trel::parallel_for(context.with_tds(parts), parts, [&](u64 i) {
+    trel::parallel_for(parallel.with_tds(parts), parts, [&](u64 i) {
         const auto cut = [&](u64 k) { return static_cast<u64>(trel::u128(count) * k / parts); };
         try {
             read(i, start + cut(i), cut(i + 1) - cut(i), buffers[i]);

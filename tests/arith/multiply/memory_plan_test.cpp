@@ -143,22 +143,23 @@ TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
             entry->algorithm->make_transform(t, n, {serial_context(), {}});
             for (u64 tds : {1, 2}) {
                 SCOPED_TRACE(testing::Message() << name << ", " << n << " words, " << tds << " tasks");
-                const ParallelContext P{&spawn, tds};
+                const ParallelContext parallel{&spawn, tds};
                 const Words want = p.window(p.A, p.B, 0, n), square = p.window(p.B, p.B, 0, 2 * p.LB);
                 Words T(n), S(2 * p.LB);
                 Scratch x(t->data_bytes()), work(t->data_bytes()), scratch(t->scratch_bytes());
                 Scratch plain(t->plain_bytes()), square_memory(t->data_bytes() + t->scratch_bytes());
-                t->forward(P, x.data(), p.A.data(), p.LA, scratch.data());
-                t->multiply_held(P, T.data(), 0, n, p.B.data(), p.LB, x.data(), work.data(), scratch.data());
+                t->forward(parallel, x.data(), p.A.data(), p.LA, scratch.data());
+                t->multiply_held(parallel, T.data(), 0, n, p.B.data(), p.LB, x.data(), work.data(),
+                                 scratch.data());
                 EXPECT_EQ(T, want);
                 T.assign(n, 0);
-                t->forward(P, work.data(), p.B.data(), p.LB, scratch.data());
-                t->inverse(P, T.data(), 0, n, work.data(), x.data(), work.data(), scratch.data());
+                t->forward(parallel, work.data(), p.B.data(), p.LB, scratch.data());
+                t->inverse(parallel, T.data(), 0, n, work.data(), x.data(), work.data(), scratch.data());
                 EXPECT_EQ(T, want);
                 T.assign(n, 0);
-                t->multiply_plain(P, T.data(), 0, n, p.A.data(), p.LA, p.B.data(), p.LB, plain.data());
+                t->multiply_plain(parallel, T.data(), 0, n, p.A.data(), p.LA, p.B.data(), p.LB, plain.data());
                 EXPECT_EQ(T, want);
-                t->square_plain(P, S.data(), 0, 2 * p.LB, p.B.data(), p.LB, square_memory.data());
+                t->square_plain(parallel, S.data(), 0, 2 * p.LB, p.B.data(), p.LB, square_memory.data());
                 EXPECT_EQ(S, square);
                 EXPECT_TRUE(x.guards_intact() && work.guards_intact() && scratch.guards_intact() &&
                             plain.guards_intact() && square_memory.guards_intact());

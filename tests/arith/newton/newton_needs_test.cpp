@@ -55,50 +55,53 @@ std::vector<Operation> operations(const Plans& plans, const BigFloat& A, const B
     for (const DivisionPlan* plan : {&plans.division, &plans.division_none})
         add(
             "division", *plan,
-            [=, &status](const MultiplyContext& c, BigFloat& T) {
-                large_division(*plan, c, status, T, A, B);
+            [=, &status](const MultiplyContext& context, BigFloat& T) {
+                large_division(*plan, context, status, T, A, B);
             },
-            [=, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-                Division_BigFloatR::run(*plan, c, status, T, A, B, b);
+            [=, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+                Division_BigFloatR::run(*plan, context, status, T, A, B, b);
             });
     add(
         "inverse square root", plans.invsqrt,
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T) {
-            large_invsqrt(plans.invsqrt, c, status, T, A);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
+            large_invsqrt(plans.invsqrt, context, status, T, A);
         },
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-            InvsqrtFloat_BigFloatR::run(plans.invsqrt, c, status, T, A, plans.invsqrt.p, b);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+            InvsqrtFloat_BigFloatR::run(plans.invsqrt, context, status, T, A, plans.invsqrt.p, b);
         });
     add(
         "inverse square root of a word", plans.invsqrt_word,
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T) {
-            invsqrt_word(plans.invsqrt_word, c, status, T, 10005);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
+            invsqrt_word(plans.invsqrt_word, context, status, T, 10005);
         },
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-            InvsqrtWord_BigFloatR::run(plans.invsqrt_word, c, status, T, 10005, plans.invsqrt_word.p, b);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+            InvsqrtWord_BigFloatR::run(plans.invsqrt_word, context, status, T, 10005, plans.invsqrt_word.p,
+                                       b);
         });
     add(
         "root", plans.nth_root,
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T) {
-            inv_nth_root(plans.nth_root, c, status, T, A, 5);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
+            inv_nth_root(plans.nth_root, context, status, T, A, 5);
         },
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-            InvNthRootFloat_BigFloatR_P::run_expanded(plans.nth_root, c, status, T, A, plans.nth_root.p, b,
-                                                      5);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+            InvNthRootFloat_BigFloatR_P::run_expanded(plans.nth_root, context, status, T, A, plans.nth_root.p,
+                                                      b, 5);
         });
     add(
         "power", plans.power,
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T) {
-            large_power(plans.power, c, status, T, A, 11);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
+            large_power(plans.power, context, status, T, A, 11);
         },
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-            Power_BF_uL_BigFloatR::run(plans.power.power, c, status, T, A, 11, plans.power.p, b);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+            Power_BF_uL_BigFloatR::run(plans.power.power, context, status, T, A, 11, plans.power.p, b);
         });
     add(
         "mean", plans.agm,
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T) { agm1(plans.agm, c, status, T, A); },
-        [=, &plans, &status](const MultiplyContext& c, BigFloat& T, LinearWordBuffer b) {
-            AGM1_BigFloatR::run(plans.agm, c, status, T, A, plans.agm.p, b);
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
+            agm1(plans.agm, context, status, T, A);
+        },
+        [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
+            AGM1_BigFloatR::run(plans.agm, context, status, T, A, plans.agm.p, b);
         });
     return all;
 }
@@ -116,10 +119,10 @@ TEST(NewtonNeedsTest, OperationsRunInsideTheirNeeds) {
             ASSERT_EQ(operation.needs.bytes, 8 * round_up_8(plan.temporaries) + plan.products.bytes);
             ASSERT_GE(operation.needs.product_words, p);
             Workspace whole(operation.needs, tds);
-            operation.whole(whole.mp, whole.T);
+            operation.whole(whole.context, whole.T);
             EXPECT_TRUE(whole.intact()) << operation.name << " " << p;
             Workspace parts(plan.result, plan.temporaries, plan.products.bytes, tds);
-            operation.parts(parts.mp, parts.T, parts.buffer());
+            operation.parts(parts.context, parts.T, parts.buffer());
             EXPECT_TRUE(parts.intact()) << operation.name << " " << p;
             EXPECT_EQ(words_of(whole.T), words_of(parts.T)) << operation.name << " " << p;
             EXPECT_EQ(whole.T.exp, parts.T.exp) << operation.name << " " << p;
@@ -136,7 +139,7 @@ TEST(NewtonNeedsTest, LessMemoryIsRefused) {
     for (const Operation& operation : operations(plans, A.value, B.value)) {
         Workspace w(operation.needs);
         const MultiplyContext less =
-            w.mp.with_scratch(AlignedBufferC(w.scratch.get(), operation.needs.bytes / 128 * 64));
+            w.context.with_scratch(AlignedBufferC(w.scratch.get(), operation.needs.bytes / 128 * 64));
         EXPECT_THROW(operation.whole(less, w.T), BufferTooSmallException) << operation.name;
         EXPECT_TRUE(w.intact()) << operation.name;
     }

@@ -59,7 +59,7 @@ struct Workspace {
           temporaries(temporary_words),
           scratch(scratch_bytes / 8),
           T(result.get(), result_words),
-          mp{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
+          context{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
     // All of it in the context's memory, as formulas hand it over.
     explicit Workspace(const Needs& needs, u64 tds = 1)
         : Workspace(needs.result_words, 0, needs.bytes, tds) {}
@@ -68,7 +68,7 @@ struct Workspace {
 
     GuardedWords result, temporaries, scratch;
     BigFloat T;
-    MultiplyContext mp;
+    MultiplyContext context;
 };
 
 // A number with its own words.

@@ -67,21 +67,21 @@ inline std::vector<Word> words_of(const std::vector<u8>& digits, u32 radix) {
 }
 
 inline std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16,
-                            const trel::ParallelContext& context = serial_context()) {
+                            const trel::ParallelContext& parallel = serial_context()) {
     const trel::GuardedBuffer scratch(scratch_bytes, 4096);
     std::vector<u8> values(count + 1, 0xEE);
     reader.load_digits(values.data(), start, count, trel::AlignedBufferC(scratch.get(), scratch_bytes),
-                       context);
+                       parallel);
     EXPECT_EQ(values.back(), 0xEE);
     values.pop_back();
     return values;
 }
 
 inline DigitRangeStats stats_of(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16,
-                                const trel::ParallelContext& context = serial_context()) {
+                                const trel::ParallelContext& parallel = serial_context()) {
     const trel::GuardedBuffer scratch(scratch_bytes, 4096);
     DigitRangeStats stats(reader.radix());
-    reader.load_stats(stats, start, count, trel::AlignedBufferC(scratch.get(), scratch_bytes), context);
+    reader.load_stats(stats, start, count, trel::AlignedBufferC(scratch.get(), scratch_bytes), parallel);
     return stats;
 }
 

@@ -166,16 +166,16 @@ TEST_F(KvdSetTest, TasksReadTheWholeSet) {
     BasicKvdSetReader reader(folder_.file("x - 2.kvd"));
     const DigitRangeStats want = reference_stats(digits, 7, kDigits - 8, 10);
     for (const u64 tasks : {1, 2, 3, 8}) {
-        const trel::ParallelContext context{framework.get(), tasks};
-        EXPECT_TRUE(load(reader, 0, kDigits, 4 << 20, context) == digits);
-        const DigitRangeStats got = stats_of(reader, 7, kDigits - 8, 4 << 20, context);
+        const trel::ParallelContext parallel{framework.get(), tasks};
+        EXPECT_TRUE(load(reader, 0, kDigits, 4 << 20, parallel) == digits);
+        const DigitRangeStats got = stats_of(reader, 7, kDigits - 8, 4 << 20, parallel);
         EXPECT_EQ(got.hash, want.hash) << tasks;
         EXPECT_TRUE(got.counts == want.counts);
         // Ranges that follow one another make one range.
-        DigitRangeStats joined = stats_of(reader, 7, 1234567, 4 << 20, context);
+        DigitRangeStats joined = stats_of(reader, 7, 1234567, 4 << 20, parallel);
         const trel::GuardedBuffer scratch(1 << 20, 4096);
         reader.load_stats(joined, 7 + 1234567, kDigits - 8 - 1234567,
-                          trel::AlignedBufferC(scratch.get(), scratch.size()), context);
+                          trel::AlignedBufferC(scratch.get(), scratch.size()), parallel);
         EXPECT_EQ(joined.hash, want.hash);
         EXPECT_TRUE(joined.counts == want.counts);
     }
