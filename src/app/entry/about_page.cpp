@@ -1,20 +1,20 @@
 #include "app/entry/about_page.h"
 
 #include "base/console/console.h"
+#include "base/names/names.h"
 #include "base/version/version.h"
 
 namespace kalvor {
 
 void print_about_page() {
-    namespace Console = trel::Console;
     Console::print_line("Kalvor - Euler's Constant to the eXtReMe", 'T');
     Console::new_line();
-    Console::labelled_line("Version", trel::kVersion.text(), 'G');
+    Console::labelled_line("Version", kVersion.text(), 'G');
     Console::new_line();
-    Console::print(trel::kMaker.first_word, 't');
-    Console::print_line(trel::kMaker.rest, 'w');
-    Console::print_line(trel::kMaker.web_address);
-    Console::print_line(trel::kMaker.contact_address);
+    Console::print(kMaker.first_word, 't');
+    Console::print_line(kMaker.rest, 'w');
+    Console::print_line(kMaker.web_address);
+    Console::print_line(kMaker.contact_address);
     Console::new_line();
     for (const char* line :
          {"Kalvor is a number-crunching program for mathematical constants: it computes them to",

@@ -17,8 +17,7 @@
 
 namespace kalvor {
 
-using trel::CommandLine::ParameterList;
-namespace Console = trel::Console;
+using CommandLine::ParameterList;
 
 namespace {
 
@@ -42,7 +41,7 @@ ActionRow missing(const char* word, const char* what) {
 
 // What the user may have meant by a word that is not an action.
 std::string meant_by(const ParameterList& parameters) {
-    using namespace trel::CommandLine;
+    using namespace CommandLine;
     const std::string& word = parameters.current().first;
     const std::string raw = shown(parameters.current_raw(), 60);
     const std::vector<std::string> constants = constant_tokens();
@@ -59,7 +58,7 @@ std::string meant_by(const ParameterList& parameters) {
 }
 
 [[noreturn]] void refuse_action(const ParameterList& parameters) {
-    using namespace trel::CommandLine;
+    using namespace CommandLine;
     const std::string& raw = parameters.current_raw();
     std::vector<std::string> names;
     for (const ActionRow& action : action_table()) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/command_line/parameter_list.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -14,7 +15,7 @@ struct ActionRow {
     std::string word;
     std::string form;  // "custom pi [options]"
     std::string help;  // empty: the page leaves the action out
-    std::function<void(trel::CommandLine::ParameterList&)> run;
+    std::function<void(CommandLine::ParameterList&)> run;
 };
 
 // In the order of the help page.
@@ -23,6 +24,6 @@ const std::vector<ActionRow>& action_table();
 // Runs the action that the word at the cursor names. An unknown word says what there is, prints
 // "Invalid Parameter: " and ends the program with exit code 1; a known one that this version does not have
 // throws NotAvailableException.
-void run_action(trel::CommandLine::ParameterList& parameters);
+void run_action(CommandLine::ParameterList& parameters);
 
 }  // namespace kalvor

@@ -2,6 +2,7 @@
 
 #include "app/entry/compilation_options_page.h"
 #include "app/menus/not_available.h"
+#include "base/names/names.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
 
@@ -16,12 +17,12 @@ ActionMenuEntry page(const char* name, void (*print)()) {
 }
 
 // Keeps its place, so that the numbers of the other entries stay what they are.
-ActionMenuEntry missing(const char* name, trel::Console::ColorLetter color, const char* what) {
+ActionMenuEntry missing(const char* name, Console::ColorLetter color, const char* what) {
     return {name, color, [what]() -> bool { not_available(what); }, false};
 }
 
 void print_own_hardware_features() {
-    trel::print_hardware_features(trel::detect_features());
+    print_hardware_features(detect_features());
 }
 
 }  // namespace

@@ -6,12 +6,10 @@
 
 #include "arith/kernels/multiply_small.h"
 #include "base/console/console.h"
+#include "base/names/names.h"
 #include "base/version/version.h"
 
 namespace kalvor {
-
-namespace Console = trel::Console;
-using trel::u64;
 
 namespace {
 
@@ -66,7 +64,7 @@ void print_feature_controls() {
     print_switch("    Slave Mode", true);
     print_switch("    Legacy x86", true);
     // One label for each generation of processors that builds of this program are made for.
-    const std::string own = trel::kVersion.build_label;
+    const std::string own = kVersion.build_label;
     for (const std::string& label :
          {std::string("04-X64 ~ Tarn"), std::string("08-SSE ~ Beck"), std::string("11-AVX ~ Corrie"),
           std::string("13-FMA ~ Fell"), std::string("16-AV5 ~ Ghyll"), own, std::string("20-VNN ~ Pike")}) {
@@ -88,8 +86,8 @@ std::string compiler_version() {
 
 void print_modules_library() {
     print_section("Modules Library");
-    print_value("Build Version", trel::kVersion.text());
-    print_value("Target Machine", trel::kVersion.target, 't');
+    print_value("Build Version", kVersion.text());
+    print_value("Target Machine", kVersion.target, 't');
     print_value("Compiler", "Intel Compiler", 'T');
     print_value("Version", compiler_version(), 'T');
     print_value("Compile Date", "Sep 13 2020", 'Y');
@@ -119,7 +117,7 @@ void print_modules_library() {
     for (const auto& kernel : kKernels) print_value(kernel[0], kernel[1]);
 
     Console::print_line("MULv3:");
-    const trel::KaratsubaThresholds& thresholds = trel::karatsuba_thresholds();
+    const KaratsubaThresholds& thresholds = karatsuba_thresholds();
     print_quantity("    c32i_sqr: Basecase - Karatsuba", 40, thresholds.sqr32, "iwords");
     print_quantity("    c32i_mul: Basecase - Karatsuba", 40, thresholds.mul32, "iwords");
     print_quantity("    c64i_sqr: Basecase - Karatsuba", 40, thresholds.sqr64, "iwords");

@@ -22,11 +22,10 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::CommandLine::ParameterList;
-using trel::CommandLine::quoted;
-using trel::Config::Object;
-using trel::Config::Section;
+using CommandLine::ParameterList;
+using CommandLine::quoted;
+using Config::Object;
+using Config::Section;
 
 namespace {
 
@@ -45,7 +44,7 @@ ConfigJob build_custom_compute(const Object& root) {
     const Section section = Section(root, "", {}).section("CustomCompute");
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object()));
     // Last: settings that are refused leave no folder behind.
-    trel::FileIO::prepare_output_folder(settings->path);
+    FileIO::prepare_output_folder(settings->path);
     return [settings] { run_on_console(std::move(*settings)); };
 }
 
@@ -90,13 +89,13 @@ std::vector<std::string> action_names() {
 ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* rejected) {
     try {
         return build();
-    } catch (const trel::Exception& e) {
-        const trel::Console::ErrorOutput errors;
-        const std::string words = trel::plain_words(e);
-        if (!words.empty()) trel::Console::error_line(words);
+    } catch (const Exception& e) {
+        const Console::ErrorOutput errors;
+        const std::string words = plain_words(e);
+        if (!words.empty()) Console::error_line(words);
         e.print();
-    } catch (const trel::ExpectedException& e) {
-        trel::Console::print_problem(e.what());
+    } catch (const ExpectedException& e) {
+        Console::print_problem(e.what());
     }
     throw InvalidParametersException(kFunction, rejected);
 }
@@ -104,20 +103,20 @@ ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* r
 namespace {
 
 // The tree of the file. What is wrong with its form is told with the file and the line.
-std::unique_ptr<trel::Config::Node> load(const std::string& path) {
+std::unique_ptr<Config::Node> load(const std::string& path) {
     try {
-        auto root = trel::FileIO::load_config_file(path);
+        auto root = FileIO::load_config_file(path);
         (void)root->as<Object>();
         return root;
-    } catch (const trel::FileIO::FileException& e) {
-        throw trel::SettingsFileException(e);
-    } catch (const trel::EndOfStreamException&) {
-        trel::Console::print_problem("The settings file " + quoted(path) +
+    } catch (const FileIO::FileException& e) {
+        throw SettingsFileException(e);
+    } catch (const EndOfStreamException&) {
+        Console::print_problem("The settings file " + quoted(path) +
                                      " ends too early: a quote, bracket or brace is not closed.\n" +
                                      kSeeHelp);
         throw;
-    } catch (const trel::ParseException& e) {
-        trel::Console::print_problem("The settings file " + quoted(path) + " is wrong in " +
+    } catch (const ParseException& e) {
+        Console::print_problem("The settings file " + quoted(path) + " is wrong in " +
                                      place_of(e.message) + ".\n" + kSeeHelp);
         throw;
     }
@@ -128,14 +127,14 @@ std::unique_ptr<trel::Config::Node> load(const std::string& path) {
 void run_config(ParameterList& parameters) {
     parameters.advance();
     if (!parameters.has_more()) {
-        trel::Console::print_problem(
+        Console::print_problem(
             std::string("config needs the path of a settings file: config <file>.\n") + kSeeHelp);
         throw InvalidParametersException(kFunction, "Please specify a config file.");
     }
-    const std::string path = trel::FileIO::with_config_extension(parameters.current_raw());
+    const std::string path = FileIO::with_config_extension(parameters.current_raw());
     parameters.advance();
     if (parameters.has_more()) {
-        throw trel::CommandLine::RefusedException(
+        throw CommandLine::RefusedException(
             "config: " + quoted(parameters.current_raw()) +
             " stands behind the file. The settings are all in the file.\n" + kSeeHelp);
     }
@@ -148,7 +147,7 @@ void run_config(ParameterList& parameters) {
         const std::string& name = object.get_string("Action");
         const auto found = config_actions().find(name);
         if (found == config_actions().end()) {
-            throw InvalidParametersException(kFunction, "Invalid Action: " + trel::CommandLine::shown(name));
+            throw InvalidParametersException(kFunction, "Invalid Action: " + CommandLine::shown(name));
         }
         return found->second;
     });

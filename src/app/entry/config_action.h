@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "base/command_line/parameter_list.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -12,7 +13,7 @@ namespace kalvor {
 // report of what is wrong with the settings, "Cannot run computation with these parameters." ("benchmark" and
 // "stress test" for the actions "BenchIO" and "StressTest", which this version does not have). Errors of the
 // file itself pass as they are.
-void run_config(trel::CommandLine::ParameterList& parameters);
+void run_config(CommandLine::ParameterList& parameters);
 
 // What runs an action whose settings are sound.
 using ConfigJob = std::function<void()>;

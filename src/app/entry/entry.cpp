@@ -26,19 +26,18 @@
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-using trel::CommandLine::ParameterList;
+using CommandLine::ParameterList;
 
 namespace {
 
 void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
-    const trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
-    trel::CommandLine::consume_console_options(parameters);
+    const CommandLine::ConsoleSettings& settings = CommandLine::console_settings();
+    CommandLine::consume_console_options(parameters);
     if (answer_help(parameters)) return;
     calls.install_crash_report();
     calls.set_process_priority(settings.process_priority);
-    trel::print_feature_check(calls.detect_features(), settings.skip_warnings);
-    trel::print_group_balance_check(calls.processor_group_sizes());
+    print_feature_check(calls.detect_features(), settings.skip_warnings);
+    print_group_balance_check(calls.processor_group_sizes());
     if (calls.check_integrity) calls.check_integrity(settings.executable_path);
     Console::set_color('w');
     if (parameters.has_more()) {
@@ -56,11 +55,11 @@ void print_words(const std::string& words) {
 // A run whose results did not reach the user is not a success. A reader that has closed its end of a pipe has
 // seen what it wanted, so nothing is printed for it.
 int shown_exit_code(int exit_code) {
-    const trel::os::OsError failure = Console::output_failed();
+    const os::OsError failure = Console::output_failed();
     if (!failure || exit_code != kExitSuccess) return exit_code;
-    if (failure.category != trel::os::ErrorCategory::disconnected) {
+    if (failure.category != os::ErrorCategory::disconnected) {
         Console::print_problem("What the program printed could not be shown in full: " +
-                               trel::os::system_error_text(failure.code) + ".");
+                               os::system_error_text(failure.code) + ".");
     }
     return kExitFailure;
 }
@@ -71,44 +70,44 @@ int run_reported(const std::function<void()>& body) {
     try {
         body();
         return kExitSuccess;
-    } catch (const trel::Exception& e) {
+    } catch (const Exception& e) {
         const Console::ErrorOutput errors;
-        print_words(trel::plain_words(e));
+        print_words(plain_words(e));
         e.print();
     } catch (const NotAvailableException& e) {
         Console::print_problem(e.what());
-    } catch (const trel::CommandLine::RefusedException& e) {
+    } catch (const CommandLine::RefusedException& e) {
         Console::print_problem(e.what());
-    } catch (const trel::RunStopped&) {
+    } catch (const RunStopped&) {
         // No error: what there was to say has been said.
         Console::set_color('w');
         Console::flush();
-        trel::os::end_as_interrupted();
-    } catch (const trel::AllocationFailed& e) {
+        os::end_as_interrupted();
+    } catch (const AllocationFailed& e) {
         e.print();
     } catch (const std::exception& e) {
         const Console::ErrorOutput errors;
-        print_words(trel::plain_words(e));
+        print_words(plain_words(e));
         Console::set_color('R');
         Console::labelled_line("Uncaught std exception", e.what(), ' ');
     } catch (...) {
         // An exception of a kind that has no report is a defect and counts as a crash.
         Console::flush();
-        trel::report_crash(nullptr);
-        trel::os::exit_process(kExitFailure);
+        report_crash(nullptr);
+        os::exit_process(kExitFailure);
     }
     return kExitFailure;
 }
 
 const StartUpCalls& StartUpCalls::of_this_machine() {
-    static const StartUpCalls calls{trel::os::started_from_existing_console,
-                                    trel::os::executable_path,
-                                    trel::os::set_window_size,
+    static const StartUpCalls calls{os::started_from_existing_console,
+                                    os::executable_path,
+                                    os::set_window_size,
                                     trel::install_crash_report,
-                                    [](trel::i32 level) {
+                                    [](i32 level) {
                                         const bool given =
-                                            trel::CommandLine::console_settings().process_priority_given;
-                                        trel::os::set_process_priority(level, !given);
+                                            CommandLine::console_settings().process_priority_given;
+                                        os::set_process_priority(level, !given);
                                     },
                                     [] { return trel::detect_features(); },
                                     trel::processor_group_sizes,
@@ -117,7 +116,7 @@ const StartUpCalls& StartUpCalls::of_this_machine() {
 }
 
 int run_program(const std::vector<std::string>& words, const StartUpCalls& calls) {
-    trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
+    CommandLine::ConsoleSettings& settings = CommandLine::console_settings();
     settings.started_from_existing_console = calls.started_from_existing_console();
     const std::optional<std::string> path = calls.executable_path();
     if (!path) {
@@ -125,14 +124,14 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
         Console::fatal_exit(kExitFailure);
     }
     settings.executable_path = *path;
-    settings.executable_directory = trel::CommandLine::directory_of(*path);
+    settings.executable_directory = CommandLine::directory_of(*path);
     ParameterList parameters(words);
     if (!settings.started_from_existing_console) calls.set_window_size(80, 25);
 
     int exit_code = run_reported([&] { run_main_body(parameters, calls); });
     Console::set_color('w');
     Console::new_line();
-    if (trel::CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');
+    if (CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');
     Console::flush();
     return shown_exit_code(exit_code);
 }

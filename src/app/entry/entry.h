@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "os/types.h"
 #include "platform/sysinfo/processor_features.h"
 
@@ -24,11 +25,11 @@ int run_reported(const std::function<void()>& body);
 struct StartUpCalls {
     std::function<bool()> started_from_existing_console;
     std::function<std::optional<std::string>()> executable_path;
-    std::function<void(trel::u32 columns, trel::u32 rows)> set_window_size;
+    std::function<void(u32 columns, u32 rows)> set_window_size;
     std::function<void()> install_crash_report;
-    std::function<void(trel::i32 level)> set_process_priority;
-    std::function<trel::ProcessorFeatures()> detect_features;
-    std::function<std::vector<trel::u32>()> processor_group_sizes;
+    std::function<void(i32 level)> set_process_priority;
+    std::function<ProcessorFeatures()> detect_features;
+    std::function<std::vector<u32>()> processor_group_sizes;
     // Of the program's own file. Empty: a build that is not sealed (integrity.h).
     std::function<void(const std::string& executable_path)> check_integrity;
 

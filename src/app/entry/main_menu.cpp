@@ -8,13 +8,12 @@
 #include "app/menus/action_menu.h"
 #include "app/menus/not_available.h"
 #include "base/console/console.h"
+#include "base/names/names.h"
 #include "base/prompt/prompt.h"
 #include "base/version/version.h"
 #include "digits/bbp/bbp_menu.h"
 
 namespace kalvor {
-
-namespace Console = trel::Console;
 
 namespace {
 
@@ -59,19 +58,19 @@ void print_menu(const MainMenuActions& actions) {
 }  // namespace
 
 void print_banner() {
-    std::string version = trel::kVersion.text();
+    std::string version = kVersion.text();
     version.resize(32, ' ');
     Console::print("Kalvor v", 'g');
-    Console::print_line(version + "(" + trel::kMaker.web_address + ")", 'w');
-    Console::print(trel::kMaker.first_word, 't');
+    Console::print_line(version + "(" + kMaker.web_address + ")", 'w');
+    Console::print(kMaker.first_word, 't');
     Console::print_line(
-        std::string(trel::kMaker.rest) + std::string(6, ' ') + "(" + trel::kMaker.contact_address + ")", 'w');
+        std::string(kMaker.rest) + std::string(6, ' ') + "(" + kMaker.contact_address + ")", 'w');
     Console::new_line();
     Console::print_line("Distribute Freely - Please report any bugs.", 'w');
     Console::new_line();
-    Console::labelled("Tuning", " " + trel::kVersion.tuning_label(), 'G');
+    Console::labelled("Tuning", " " + kVersion.tuning_label(), 'G');
     Console::print("  -  ", 'w');
-    Console::print_line(trel::kVersion.target, 't');
+    Console::print_line(kVersion.target, 't');
     Console::new_line();
 }
 
@@ -79,7 +78,7 @@ void run_main_menu(const MainMenuActions& actions) {
     print_banner();
     for (;;) {
         print_menu(actions);
-        const auto choice = trel::Prompt::read_integer_in_range("option: ", 0, 7, 'T');
+        const auto choice = Prompt::read_integer_in_range("option: ", 0, 7, 'T');
         if (leads_on(actions[static_cast<size_t>(choice)].run)) return;
     }
 }

@@ -5,10 +5,10 @@
 
 namespace kalvor {
 
-bool check_stack(trel::u64 limit) {
+bool check_stack(u64 limit) {
     if (limit == 0 || limit >= kLeastStack) return true;
-    const auto kibibytes = [](trel::u64 bytes) { return trel::Console::format_commas(bytes >> 10) + " KiB"; };
-    trel::Console::print_problem("The stack is limited to " + kibibytes(limit) + "; Kalvor needs " +
+    const auto kibibytes = [](u64 bytes) { return Console::format_commas(bytes >> 10) + " KiB"; };
+    Console::print_problem("The stack is limited to " + kibibytes(limit) + "; Kalvor needs " +
                                  kibibytes(kLeastStack) + ".\nRun \"ulimit -s 8192\" and try again.");
     return false;
 }

@@ -1,14 +1,15 @@
 // The start-up check of the stack that the user's limits leave.
 #pragma once
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
 
 // What every thread is sure to get along with. New threads get a stack of the same size as the limit.
-inline constexpr trel::u64 kLeastStack = trel::u64(1) << 20;
+inline constexpr u64 kLeastStack = u64(1) << 20;
 
 // False, with an error line that says what to do, when the limit (os::stack_limit(): 0 = none) is lower.
-bool check_stack(trel::u64 limit);
+bool check_stack(u64 limit);
 
 }  // namespace kalvor

@@ -14,9 +14,8 @@
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-using trel::CommandLine::help_lines;
-using trel::CommandLine::ParameterList;
+using CommandLine::help_lines;
+using CommandLine::ParameterList;
 
 namespace {
 
@@ -49,11 +48,11 @@ void print_page(const std::string& page) {
         const bool action = std::any_of(actions.begin(), actions.end(),
                                         [&](const ActionRow& row) { return row.word == page; });
         if (!action && !is_help_word(page) && page != "help") {
-            throw trel::CommandLine::RefusedException(
-                "help: " + trel::CommandLine::quoted(page) +
-                " is not a page. Known: " + trel::CommandLine::list_of(pages) + "." +
-                trel::CommandLine::did_you_mean(trel::CommandLine::nearest_name(page, pages)) + "\n" +
-                trel::CommandLine::see_help("help"));
+            throw CommandLine::RefusedException(
+                "help: " + CommandLine::quoted(page) +
+                " is not a page. Known: " + CommandLine::list_of(pages) + "." +
+                CommandLine::did_you_mean(CommandLine::nearest_name(page, pages)) + "\n" +
+                CommandLine::see_help("help"));
         }
         print_usage();
     }
@@ -71,7 +70,7 @@ bool asks_behind_action(const std::vector<std::string>& words, size_t action) {
 
 void print_version() {
     Console::print("Kalvor v", 'g');
-    Console::print_line(trel::kVersion.text(), 'w');
+    Console::print_line(kVersion.text(), 'w');
 }
 
 std::vector<std::string> usage_lines(const SettingsTable& table) {
@@ -85,7 +84,7 @@ std::vector<std::string> usage_lines(const SettingsTable& table) {
          "    version                 the version alone", "", "Options of \"custom\":"});
     add(option_help(table));
     add({"", "Console options (before the action):"});
-    for (const auto& option : trel::CommandLine::console_option_table()) add(help_lines(option.text, {}));
+    for (const auto& option : CommandLine::console_option_table()) add(help_lines(option.text, {}));
     add({"", "Example:  kalvor custom pi -dec:10m -o out"});
     return lines;
 }

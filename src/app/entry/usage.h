@@ -6,6 +6,7 @@
 
 #include "app/settings/compute_table.h"
 #include "base/command_line/parameter_list.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -20,6 +21,6 @@ void print_version();
 // Answers "help", "--help", "-h", "help custom", "custom --help", "version", "--version" and the like when
 // the words from the cursor on ask for it; false when they do not. Throws RefusedException for a page that
 // does not exist.
-bool answer_help(trel::CommandLine::ParameterList& parameters);
+bool answer_help(CommandLine::ParameterList& parameters);
 
 }  // namespace kalvor

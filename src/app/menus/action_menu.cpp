@@ -6,9 +6,6 @@
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-using trel::i64;
-
 namespace {
 
 void print_row(size_t index, const std::string& name, Console::ColorLetter color) {
@@ -45,7 +42,7 @@ bool show_once(const ActionMenu& menu, bool offer_run_all) {
     for (size_t i = 0; i < menu.entries.size(); i++) print_entry(first + i, menu.entries[i]);
     Console::new_line();
     const i64 last = static_cast<i64>(menu.entries.size() + first) - 1;
-    const size_t choice = static_cast<size_t>(trel::Prompt::read_integer_in_range("option: ", 0, last, 'T'));
+    const size_t choice = static_cast<size_t>(Prompt::read_integer_in_range("option: ", 0, last, 'T'));
     if (choice >= first) return leads_on([&] { run_entry(menu.entries[choice - first]); });
     for (const ActionMenuEntry& entry : menu.entries) {
         if (entry.available) run_entry(entry);

@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "base/console/console.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
 struct ActionMenuEntry {
     std::string name;
-    trel::Console::ColorLetter color;
+    Console::ColorLetter color;
     std::function<bool()> run;  // false: it failed
     bool available = true;      // false: shown dim; its run() says so by NotAvailableException
 };

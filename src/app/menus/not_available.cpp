@@ -2,6 +2,7 @@
 
 #include "base/console/console.h"
 #include "base/console/error_output.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -14,8 +15,8 @@ bool leads_on(const std::function<void()>& run) {
         run();
         return true;
     } catch (const NotAvailableException& e) {
-        trel::Console::print_problem(e.what());
-        trel::Console::new_line();
+        Console::print_problem(e.what());
+        Console::new_line();
         return false;
     }
 }

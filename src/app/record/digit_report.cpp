@@ -2,10 +2,9 @@
 
 #include "arith/m61/m61.h"
 #include "base/console/format.h"
+#include "base/names/names.h"
 
 namespace kalvor {
-
-using trel::u64;
 
 std::string first_digits_block(const OutputStats& stats) {
     std::string text = stats.counts.radix == 16 ? "First Hexadecimal Digits:\n" : "First Decimal Digits:\n";
@@ -27,7 +26,7 @@ std::string last_digits_block(const LastDigits& last) {
         text += last.text[i];
         const u64 done = i + 1;
         if (done % 50 == 0) {
-            text += "  :  " + trel::Console::format_commas(last.start + done) + "\n";
+            text += "  :  " + Console::format_commas(last.start + done) + "\n";
         } else if (done % 10 == 0) {
             text += ' ';
         }
@@ -41,7 +40,7 @@ std::string counts_line(const DigitCounts& counts) {
 }
 
 std::string hash_line(const OutputStats& stats) {
-    const std::string value = trel::Console::format_number(trel::m61::canonical(stats.hash));
+    const std::string value = Console::format_number(m61::canonical(stats.hash));
     return stats.counts.radix == 16 ? "Hex Hash: Floor(|x| * 16^hex) mod (2^61 - 1) = " + value
                                     : "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = " + value;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/clock/timer.h"
+#include "base/names/names.h"
 #include "digits/output/digit_stats.h"
 #include "os/types.h"
 #include "platform/sysinfo/system_record.h"
@@ -16,34 +17,34 @@ namespace kalvor {
 // A file that a run has left.
 struct WrittenFile {
     std::string path;
-    trel::u64 bytes = 0;
+    u64 bytes = 0;
 };
 
 // What was compared with something computed another way, and agreed; a run that finds a difference ends with
 // an exception instead of a record.
 struct RunChecks {
-    trel::u64 series_blocks = 0;   // of the sum
-    trel::u64 series_checked = 0;  // of them, by their residues
+    u64 series_blocks = 0;   // of the sum
+    u64 series_checked = 0;  // of them, by their residues
     bool conversion = false;
     bool files = false;  // read back: hash and counts
 };
 
 struct RunRecord {
-    trel::SystemRecord system;
+    SystemRecord system;
     std::string constant;
     std::string algorithm;
-    trel::u64 decimal_digits = 0;
-    trel::u64 hexadecimal_digits = 0;  // 0 = disabled
+    u64 decimal_digits = 0;
+    u64 hexadecimal_digits = 0;  // 0 = disabled
     std::string start_date;
     std::string end_date;
-    trel::TimeSpan compute_time;
+    TimeSpan compute_time;
     double compute_seconds = 0;  // computation and radix conversion
     double wall_seconds = 0;     // start to end
     std::optional<OutputStats> decimal;
     std::optional<OutputStats> hexadecimal;
     std::vector<WrittenFile> files;
     RunChecks checks;
-    trel::i64 spot_check = 0;  // the last position that agrees, minus the one that differs, 0: none compared
+    i64 spot_check = 0;  // the last position that agrees, minus the one that differs, 0: none compared
     std::string event_log;
 };
 

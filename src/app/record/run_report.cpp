@@ -11,11 +11,9 @@
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-
 namespace {
 
-constexpr trel::u64 kNameWidth = 12;
+constexpr u64 kNameWidth = 12;
 
 std::string joined(const std::vector<std::string>& parts) {
     std::string text;
@@ -24,7 +22,7 @@ std::string joined(const std::vector<std::string>& parts) {
 }
 
 // Its lines; the last one ends like the others.
-void report_block(std::string_view block, trel::Status& status) {
+void report_block(std::string_view block, Status& status) {
     while (!block.empty()) {
         const std::size_t end = std::min(block.find('\n'), block.size());
         status.Status_Line(block.substr(0, end));
@@ -32,7 +30,7 @@ void report_block(std::string_view block, trel::Status& status) {
     }
 }
 
-void print_digits(const RunRecord& record, trel::Status& status) {
+void print_digits(const RunRecord& record, Status& status) {
     for (const std::optional<OutputStats>* stats : {&record.hexadecimal, &record.decimal}) {
         if (!*stats) continue;
         report_block(first_digits_block(**stats), status);
@@ -44,7 +42,7 @@ void print_digits(const RunRecord& record, trel::Status& status) {
     if (record.hexadecimal) status.Status_Line(hash_line(*record.hexadecimal));
 }
 
-void print_times(const RunRecord& record, trel::Status& status) {
+void print_times(const RunRecord& record, Status& status) {
     status.Status_Label(kNameWidth, "Start Time:", {'Y', record.start_date});
     status.Status_Label(kNameWidth, "End Time:", {'Y', record.end_date});
     status.Status_Line("");
@@ -53,14 +51,14 @@ void print_times(const RunRecord& record, trel::Status& status) {
     status.Status_ColoredLine(
         {{'w', "Start-to-End Wall Time:     "}, {'G', Console::format_time(record.wall_seconds)}});
     status.Status_Line("");
-    for (const auto& line : trel::cpu_utilization_lines(record.compute_time)) status.Status_ColoredLine(line);
+    for (const auto& line : cpu_utilization_lines(record.compute_time)) status.Status_ColoredLine(line);
 }
 
-void print_result(const RunRecord& record, trel::Status& status) {
+void print_result(const RunRecord& record, Status& status) {
     status.Status_Line("");
     for (const WrittenFile& file : record.files) {
         status.Status_Label(kNameWidth, "Written:",
-                            {'G', trel::CommandLine::shown_path(file.path) + "  (" +
+                            {'G', CommandLine::shown_path(file.path) + "  (" +
                                       Console::format_commas(file.bytes) + " bytes)"});
     }
     status.Status_Label(kNameWidth, "Verified:", {'G', checks_text(record.checks, !record.files.empty())});
@@ -83,7 +81,7 @@ std::string checks_text(const RunChecks& checks, bool written) {
     return text;
 }
 
-void print_run_report(const RunRecord& record, trel::Status& status) {
+void print_run_report(const RunRecord& record, Status& status) {
     status.Status_Line("");
     print_digits(record, status);
     status.Status_Line("");

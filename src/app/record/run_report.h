@@ -4,13 +4,14 @@
 #include <string>
 
 #include "app/record/run_record.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 
 namespace kalvor {
 
 // Digits, counts and hashes, dates and times, the processors' use, and the result: the files and what was
 // checked.
-void print_run_report(const RunRecord& record, trel::Status& status);
+void print_run_report(const RunRecord& record, Status& status);
 
 // "Verified: ", without the word: "2 of 3 series blocks by their residues, conversion, written files"; what
 // was switched off follows as "not checked: ...".

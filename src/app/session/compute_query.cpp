@@ -9,8 +9,8 @@
 
 namespace kalvor {
 
-using trel::Config::Array;
-using trel::Config::Object;
+using Config::Array;
+using Config::Object;
 
 namespace {
 
@@ -21,19 +21,19 @@ void add_unless_empty(Array& texts, const std::string& text) {
 }  // namespace
 
 std::unique_ptr<Object> query_compute_settings(const ComputeSettings& settings,
-                                               const trel::os::MemoryStatus& machine) {
-    trel::u64 bytes = 0;
+                                               const os::MemoryStatus& machine) {
+    u64 bytes = 0;
     std::string too_large;
     try {
         bytes = RunPlan::make(settings, settings.size).memory.total();
-    } catch (const trel::LimitExceededException& e) {
+    } catch (const LimitExceededException& e) {
         too_large = e.message;
     }
     auto object = compute_settings_selector(settings);
-    std::string size = trel::Console::format_bytes(bytes);
+    std::string size = Console::format_bytes(bytes);
     size.erase(0, size.find_first_not_of(' '));
-    trel::add_selector(*object, "RequiredRam",
-                       std::make_unique<trel::Config::Integer>(static_cast<trel::i64>(bytes)), size);
+    add_selector(*object, "RequiredRam",
+                       std::make_unique<Config::Integer>(static_cast<i64>(bytes)), size);
     add_unless_empty(object->add_array("Warnings"), physical_memory_warning(machine, bytes));
     Array& errors = object->add_array("Errors");
     add_unless_empty(errors, too_large);

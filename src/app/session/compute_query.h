@@ -5,6 +5,7 @@
 
 #include "app/settings/compute_settings.h"
 #include "base/config/node.h"
+#include "base/names/names.h"
 #include "os/memory_status.h"
 
 namespace kalvor {
@@ -12,7 +13,7 @@ namespace kalvor {
 // The selectors of the settings (compute_settings_selector()), "RequiredRam" in the same form, and the arrays
 // "Warnings" and "Errors" of texts; with an error the settings cannot be run. A size that no algorithm
 // reaches needs 0 bytes and is an error.
-std::unique_ptr<trel::Config::Object> query_compute_settings(const ComputeSettings& settings,
-                                                             const trel::os::MemoryStatus& machine);
+std::unique_ptr<Config::Object> query_compute_settings(const ComputeSettings& settings,
+                                                             const os::MemoryStatus& machine);
 
 }  // namespace kalvor

@@ -6,20 +6,19 @@
 
 #include "app/session/normal_float_session_b.h"
 #include "base/console/console.h"
+#include "base/names/names.h"
 #include "base/status/linear_console_node.h"
 #include "os/interrupt.h"
 #include "platform/fileio/file_functions.h"
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-
 namespace {
 
-constexpr trel::u64 kLineWidth = 79;
+constexpr u64 kLineWidth = 79;
 constexpr double kRefreshSeconds = 1.0;
 // With what follows, an interrupted run ends within two seconds.
-constexpr trel::u32 kGraceMilliseconds = 1500;
+constexpr u32 kGraceMilliseconds = 1500;
 constexpr int kAttemptsToPrint = 20;
 constexpr auto kBetweenAttempts = std::chrono::milliseconds(10);
 
@@ -32,9 +31,9 @@ void print_interrupted(const std::vector<std::string>& kept) {
 }
 
 // On the thread of the interrupts, while the run is still busy: nothing that it uses is touched.
-[[noreturn]] void end_busy_run(const FileLedger& files, trel::Terminal& terminal) {
+[[noreturn]] void end_busy_run(const FileLedger& files, Terminal& terminal) {
     for (const std::string& path : files.empty())
-        (void)trel::FileIO::file_functions().remove(path.c_str()).failed();
+        (void)FileIO::file_functions().remove(path.c_str()).failed();
     // A thread that cannot get rid of its output, because nobody reads it, is not waited for.
     for (int i = 0; i < kAttemptsToPrint; i++) {
         if (terminal.dismiss()) {
@@ -43,7 +42,7 @@ void print_interrupted(const std::vector<std::string>& kept) {
         }
         std::this_thread::sleep_for(kBetweenAttempts);
     }
-    trel::os::end_as_interrupted();
+    os::end_as_interrupted();
 }
 
 }  // namespace
@@ -56,21 +55,21 @@ std::string interrupted_text(const std::vector<std::string>& kept) {
 }
 
 void run_on_console(ComputeSettings settings) {
-    trel::LinearConsoleNode console(kLineWidth, kRefreshSeconds);
+    LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     NormalFloatSessionB session(std::move(settings), console, &console);
     {
-        const trel::os::InterruptWatch watch([&] { session.request_stop(); },
+        const os::InterruptWatch watch([&] { session.request_stop(); },
                                              [&] { end_busy_run(session.files(), console); },
                                              kGraceMilliseconds);
         try {
             session.run();
-        } catch (const trel::RunStopped&) {
+        } catch (const RunStopped&) {
         }
     }
     // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
     if (!session.stop_requested()) return;
     print_interrupted(session.files().kept());
-    throw trel::RunStopped();
+    throw RunStopped();
 }
 
 }  // namespace kalvor

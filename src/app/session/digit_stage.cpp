@@ -4,8 +4,8 @@
 
 namespace kalvor {
 
-DigitStage::DigitStage(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
-                       const trel::BigFloat& value)
+DigitStage::DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status,
+                       const BigFloat& value)
     : plan_(plan), context_(context), status_(status), writer_(plan, context, status, value) {}
 
 void DigitStage::report_warnings() {
@@ -32,7 +32,7 @@ DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) 
     return results;
 }
 
-OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, trel::u8 radix) {
+OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, u8 radix) {
     OutputStats stats = request.to_files ? files.write(writer_, radix, request.verify)
                               : radix == 10    ? writer_.stat_dec_digits()
                                                : writer_.stat_hex_digits();
@@ -40,7 +40,7 @@ OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, 
     return stats;
 }
 
-trel::i64 DigitStage::check_known_digits(const DigitRequest& request) {
+i64 DigitStage::check_known_digits(const DigitRequest& request) {
     FloatReaderB digits = writer_.decimal_reader();
     const SpotCheck check =
         request.reference_folder

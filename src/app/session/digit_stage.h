@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/output/float_writer.h"
 #include "digits/output/output_files.h"
@@ -23,28 +24,28 @@ struct DigitRequest {
 struct DigitResults {
     OutputStats decimal;
     std::optional<OutputStats> hexadecimal;
-    trel::i64 spot_check = 0;  // last position that agrees, minus the one that differs, 0: none compared
+    i64 spot_check = 0;  // last position that agrees, minus the one that differs, 0: none compared
 };
 
 // In the order in which they stand here; what the work has to warn of is reported after each step. plan,
 // value and status outlive it. context.scratch: plan.needs.
 class DigitStage {
   public:
-    DigitStage(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
-               const trel::BigFloat& value);
+    DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status,
+               const BigFloat& value);
 
     void convert();
     // files: has every radix of the request when that writes files.
     DigitResults write(const DigitRequest& request, OutputFiles& files);
 
   private:
-    OutputStats output(const DigitRequest& request, OutputFiles& files, trel::u8 radix);
-    trel::i64 check_known_digits(const DigitRequest& request);
+    OutputStats output(const DigitRequest& request, OutputFiles& files, u8 radix);
+    i64 check_known_digits(const DigitRequest& request);
     void report_warnings();
 
     const WriterPlan& plan_;
-    const trel::MultiplyContext context_;
-    trel::Status& status_;
+    const MultiplyContext context_;
+    Status& status_;
     FloatWriterB writer_;
 };
 

@@ -8,9 +8,6 @@
 
 namespace kalvor {
 
-using trel::u64;
-namespace Console = trel::Console;
-
 namespace {
 
 constexpr const char* kSeeHelp = "See \"kalvor help custom\".";
@@ -36,17 +33,17 @@ std::string memory_figures(u64 needed, u64 free, u64 digits) {
                         : "at most " + Console::format_commas(digits) + " digits");
 }
 
-std::string address_space_error(const trel::os::MemoryStatus& machine, u64 bytes) {
+std::string address_space_error(const os::MemoryStatus& machine, u64 bytes) {
     return exceeds(bytes, machine.address_space) ? "Insufficient Address Space" : "";
 }
 
-std::string physical_memory_warning(const trel::os::MemoryStatus& machine, u64 bytes) {
+std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) {
     if (exceeds(bytes, machine.total_physical)) return "There is insufficient physical memory.";
     if (exceeds(bytes, machine.available_physical)) return "There is insufficient available physical memory.";
     return {};
 }
 
-void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& demand, trel::Status& status) {
+void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {
     const u64 needed = demand.bytes;
     if (const std::string error = address_space_error(machine, needed); !error.empty()) {
         u64 there = machine.address_space;
@@ -66,7 +63,7 @@ void check_memory(const trel::os::MemoryStatus& machine, const MemoryDemand& dem
         Console::print_problem(
             "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
             ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
-        throw trel::InvalidParametersException(
+        throw InvalidParametersException(
             "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
     }
     status.Warning(what);

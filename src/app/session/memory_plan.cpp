@@ -8,10 +8,6 @@
 
 namespace kalvor {
 
-using trel::round_up_64;
-using trel::round_up_8;
-using trel::u64;
-
 namespace {
 
 constexpr u64 kMiB = u64(1) << 20;
@@ -41,15 +37,15 @@ RunPlan RunPlan::make(const ComputeSettings& settings, const ComputeSize& size) 
     const u64 tds = settings.parallelism.task_decomposition;
     RunPlan plan;
     plan.constant = settings.constant->make_evaluator({size.words, tds});
-    const trel::Needs& needs = plan.constant->needs();
+    const Needs& needs = plan.constant->needs();
     plan.writer =
         WriterPlan::make(needs.result_words, size.decimal_digits, size.decimal_digits,
                          settings.enable_hex ? size.hexadecimal_digits : 0, settings.output_verify, tds);
-    const trel::Needs both = needs.maximum(plan.writer.needs);
+    const Needs both = needs.maximum(plan.writer.needs);
     plan.max_product_words = both.product_words;
     MemoryPlan& memory = plan.memory;
     memory.working_memory = both.above(round_up_8(needs.result_words)).bytes;
-    memory.twiddle_tables = round_up_64(trel::TransformTables::bytes(plan.max_product_words));
+    memory.twiddle_tables = round_up_64(TransformTables::bytes(plan.max_product_words));
     memory.output = settings.output_enable ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +
                      (memory.working_memory + memory.twiddle_tables) / kPageTableShare;
@@ -61,7 +57,7 @@ u64 digits_that_fit(const ComputeSettings& settings, u64 bytes) {
     const auto fits = [&](u64 digits) {
         try {
             return RunPlan::make(settings, ComputeSize::from_decimal(digits)).memory.total() <= bytes;
-        } catch (const trel::Exception&) {
+        } catch (const Exception&) {
             return false;  // beyond what the algorithms reach
         }
     };

@@ -4,18 +4,19 @@
 #include <memory>
 
 #include "app/settings/compute_settings.h"
+#include "base/names/names.h"
 #include "digits/output/float_writer.h"
 
 namespace kalvor {
 
 // Bytes.
 struct MemoryPlan {
-    trel::u64 working_memory = 0;
-    trel::u64 twiddle_tables = 0;
-    trel::u64 output = 0;   // buffers of the digit files' writer
-    trel::u64 program = 0;  // the program itself, its threads, the system's page tables
+    u64 working_memory = 0;
+    u64 twiddle_tables = 0;
+    u64 output = 0;   // buffers of the digit files' writer
+    u64 program = 0;  // the program itself, its threads, the system's page tables
 
-    trel::u64 total() const { return working_memory + twiddle_tables + output + program; }
+    u64 total() const { return working_memory + twiddle_tables + output + program; }
 };
 
 // The plans of a run's parts and the memory that they take together.
@@ -25,12 +26,12 @@ struct RunPlan {
 
     std::unique_ptr<Evaluator> constant;
     WriterPlan writer;
-    trel::u64 max_product_words = 0;
+    u64 max_product_words = 0;
     MemoryPlan memory;
 };
 
 // The largest number of decimal digits with two significant digits that the settings, but for their size, can
 // compute in so many bytes; 0 when not even the smallest size fits. At most the digits of the settings.
-trel::u64 digits_that_fit(const ComputeSettings& settings, trel::u64 bytes);
+u64 digits_that_fit(const ComputeSettings& settings, u64 bytes);
 
 }  // namespace kalvor

@@ -20,12 +20,12 @@ namespace kalvor {
 namespace {
 
 constexpr double kRefreshSeconds = 1.0;
-constexpr trel::u64 kLabelWidth = 22;
+constexpr u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(ComputeSettings settings, trel::Status& status,
-                                       trel::Terminal* terminal)
+NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status,
+                                       Terminal* terminal)
     : settings_(std::move(settings)), status_(status), terminal_(terminal) {}
 
 NormalFloatSession::~NormalFloatSession() = default;
@@ -41,7 +41,7 @@ void NormalFloatSession::end_phase() {
 
 std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
     std::vector<OutputFiles::Request> requests;
-    const auto add = [&](trel::u8 radix, const char* name, trel::u64 digits) {
+    const auto add = [&](u8 radix, const char* name, u64 digits) {
         requests.push_back(
             {radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits});
     };
@@ -53,7 +53,7 @@ std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
 
 OutputOptions NormalFloatSession::output_options() {
     return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()),
-            trel::Console::is_terminal() && trel::os::stdin_is_terminal(), &files_};
+            Console::is_terminal() && os::stdin_is_terminal(), &files_};
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
@@ -62,7 +62,7 @@ DigitRequest NormalFloatSession::digit_request() const {
 }
 
 void NormalFloatSession::begin_record() {
-    record_.start_date = trel::date_time_text();
+    record_.start_date = date_time_text();
     record_.constant = settings_.constant->name_long();
     record_.algorithm = settings_.constant->algorithm_long();
     record_.decimal_digits = settings_.size.decimal_digits;
@@ -70,7 +70,7 @@ void NormalFloatSession::begin_record() {
 }
 
 void NormalFloatSession::finish_record() {
-    record_.end_date = trel::date_time_text();
+    record_.end_date = date_time_text();
     record_.compute_seconds = compute_.wall;
     record_.wall_seconds = wall_.seconds();
     record_.compute_time = compute_;
@@ -79,15 +79,15 @@ void NormalFloatSession::finish_record() {
     record_.checks.conversion = settings_.output_verify;
     record_.checks.files = settings_.output_verify && settings_.output_enable;
     for (const auto& file : output_->written()) {
-        record_.files.push_back({trel::os::absolute_path(file.path), file.bytes});
+        record_.files.push_back({os::absolute_path(file.path), file.bytes});
     }
 }
 
 void NormalFloatSession::check_reference() const {
     if (record_.spot_check >= 0) return;
-    throw trel::AlgorithmFailedException(
+    throw AlgorithmFailedException(
         "NormalFloatSession::run()",
-        "Spot check failed at: " + trel::Console::format_commas(static_cast<trel::u64>(-record_.spot_check)));
+        "Spot check failed at: " + Console::format_commas(static_cast<u64>(-record_.spot_check)));
 }
 
 const RunRecord& NormalFloatSession::run() {
@@ -110,29 +110,29 @@ void NormalFloatSession::run_phases() {
     wall_.restart();
     begin_record();
     if (settings_.output_enable || !settings_.path.empty()) {
-        folder_ = trel::FileIO::prepare_output_folder(settings_.path);
+        folder_ = FileIO::prepare_output_folder(settings_.path);
     }
-    record_.system = trel::gather_system_record(trel::CommandLine::console_settings().include_pii);
+    record_.system = gather_system_record(CommandLine::console_settings().include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
     OutputFiles::check(folder_, output_requests(), output_options());
     print_run_header(settings_, record_, mode(), status_);
     framework_ = settings_.parallelism.framework->make_framework();
-    trel::WorkMeter meter(work());
-    const trel::StatusWork metered(status_, meter.read().total > 0 ? &meter : nullptr);
-    std::optional<trel::ProgressTicker> ticker;
+    WorkMeter meter(work());
+    const StatusWork metered(status_, meter.read().total > 0 ? &meter : nullptr);
+    std::optional<ProgressTicker> ticker;
     if (terminal_ != nullptr) ticker.emplace(kRefreshSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
-    (void)trel::active_isa();  // ends the program where KALVOR_ISA names none
+    (void)active_isa();  // ends the program where KALVOR_ISA names none
     output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
     end_phase();
 
-    status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', trel::date_time_text()});
+    status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', date_time_text()});
     status_.Status_Line("");
     log("Begin Computation");
-    const trel::ProcessTimer compute_timer;
+    const ProcessTimer compute_timer;
     compute();
     log("End Computation");
     end_phase();

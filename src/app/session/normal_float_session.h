@@ -11,6 +11,7 @@
 #include "app/session/event_log.h"
 #include "app/settings/compute_settings.h"
 #include "base/clock/timer.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "base/status/terminal.h"
 #include "base/status/work_meter.h"
@@ -44,7 +45,7 @@ class NormalFloatSession {
 
   protected:
     // status and terminal outlive the session; the terminal may be missing.
-    NormalFloatSession(ComputeSettings settings, trel::Status& status, trel::Terminal* terminal);
+    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal);
 
     // The phases of a run, in this order.
     virtual void check_memory() = 0;
@@ -56,12 +57,12 @@ class NormalFloatSession {
     virtual void release() noexcept = 0;
 
     virtual std::string mode() const = 0;  // for the header
-    virtual std::vector<trel::WorkPhase> work() const = 0;
+    virtual std::vector<WorkPhase> work() const = 0;
     virtual void add_checks(RunChecks& checks) const = 0;
 
     const ComputeSettings& settings() const { return settings_; }
-    trel::Status& status() { return status_; }
-    trel::ParallelContext parallel() {
+    Status& status() { return status_; }
+    ParallelContext parallel() {
         return {framework_.get(), settings_.parallelism.task_decomposition, &monitor_};
     }
     void log(std::string_view event) { log_.add(wall_.seconds(), event); }
@@ -78,16 +79,16 @@ class NormalFloatSession {
     OutputOptions output_options();
 
     const ComputeSettings settings_;
-    trel::Status& status_;
-    trel::Terminal* const terminal_;
-    trel::RunMonitor monitor_;
+    Status& status_;
+    Terminal* const terminal_;
+    RunMonitor monitor_;
     FileLedger files_;
     std::optional<std::string> reference_folder_;
     std::string folder_;                   // of the digit files, with its final "/"
     std::unique_ptr<OutputFiles> output_;  // from before the computation
-    std::unique_ptr<trel::BasicParallelizer> framework_;
-    trel::WallTimer wall_;    // since the start of the run
-    trel::TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion
+    std::unique_ptr<BasicParallelizer> framework_;
+    WallTimer wall_;    // since the start of the run
+    TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion
     EventLog log_;
     RunRecord record_;
 };

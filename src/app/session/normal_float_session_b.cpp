@@ -11,8 +11,6 @@
 
 namespace kalvor {
 
-using trel::u64;
-
 namespace {
 
 constexpr u64 kAlignmentLog2 = 21;  // huge pages fit into the regions
@@ -21,26 +19,26 @@ constexpr u64 kAlignmentLog2 = 21;  // huge pages fit into the regions
 
 // The two regions of a run and what lives in them.
 struct NormalFloatSessionB::Memory {
-    trel::HeapAllocation working;
-    trel::HeapAllocation twiddles;
-    std::unique_ptr<trel::TransformTables> tables;
-    trel::AlignedBufferC scratch;  // of the working region, behind the value
-    std::optional<trel::BigFloat> value;
+    HeapAllocation working;
+    HeapAllocation twiddles;
+    std::unique_ptr<TransformTables> tables;
+    AlignedBufferC scratch;  // of the working region, behind the value
+    std::optional<BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, trel::Status& status,
-                                         trel::Terminal* terminal)
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status,
+                                         Terminal* terminal)
     : NormalFloatSession(std::move(settings), status, terminal),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;
 
-std::vector<trel::WorkPhase> NormalFloatSessionB::work() const {
+std::vector<WorkPhase> NormalFloatSessionB::work() const {
     return run_work(plan_, settings());
 }
 
 void NormalFloatSessionB::check_memory() {
-    kalvor::check_memory(trel::os::memory_status(),
+    kalvor::check_memory(os::memory_status(),
                          {plan_.memory.total(),
                           [this](u64 bytes) { return digits_that_fit(settings(), bytes); }, settings().force},
                          status());
@@ -52,18 +50,18 @@ void NormalFloatSessionB::allocate() {
     status().work().enter("memory");
     bool errors = false;
     const auto phase = [&](const char* progress, const std::string& name, u64 bytes,
-                           trel::HeapAllocation& heap, auto&& build) {
+                           HeapAllocation& heap, auto&& build) {
         parallel().poll();
         {
-            trel::StatusFrame frame(status(), progress);
+            StatusFrame frame(status(), progress);
             frame.node().refresh(true);
-            heap = trel::allocate_heap(*settings().allocator, parallel(), kAlignmentLog2, bytes);
+            heap = allocate_heap(*settings().allocator, parallel(), kAlignmentLog2, bytes);
             build();
             // The estimate learns when the memory was there.
             frame.node().refresh(true);
         }
         // Without a region there is nothing but its size to tell.
-        const std::string size = trel::Console::format_bytes(bytes);
+        const std::string size = Console::format_bytes(bytes);
         status().Status_ColoredLine(
             {{'w', name + ": "}, {'Y', heap.region ? size + ", " + heap.summary : size}});
         log(name);
@@ -74,7 +72,7 @@ void NormalFloatSessionB::allocate() {
     };
     phase("Working Memory...  ", "Working Memory", plan_.memory.working_memory, memory_->working, [] {});
     phase("Twiddle Tables...  ", "Twiddle Tables", plan_.memory.twiddle_tables, memory_->twiddles, [&] {
-        memory_->tables = std::make_unique<trel::TransformTables>(plan_.max_product_words,
+        memory_->tables = std::make_unique<TransformTables>(plan_.max_product_words,
                                                                   memory_->twiddles.buffer(), parallel());
     });
     if (errors) {
@@ -84,7 +82,7 @@ void NormalFloatSessionB::allocate() {
     }
     status().Status_Line("");
     memory_->scratch = memory_->working.buffer();
-    memory_->value = trel::carve<trel::BigFloat>(memory_->scratch, plan_.constant->needs().result_words);
+    memory_->value = carve<BigFloat>(memory_->scratch, plan_.constant->needs().result_words);
 }
 
 void NormalFloatSessionB::compute() {
@@ -93,7 +91,7 @@ void NormalFloatSessionB::compute() {
 }
 
 void NormalFloatSessionB::convert() {
-    const trel::MultiplyContext context{parallel(), memory_->scratch, memory_->tables.get()};
+    const MultiplyContext context{parallel(), memory_->scratch, memory_->tables.get()};
     digits_ = std::make_unique<DigitStage>(plan_.writer, context, status(), *memory_->value);
     digits_->convert();
 }

@@ -5,6 +5,7 @@
 
 #include "app/session/memory_plan.h"
 #include "app/session/normal_float_session.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -12,7 +13,7 @@ namespace kalvor {
 // (LimitExceededException) before anything is allocated.
 class NormalFloatSessionB final : public NormalFloatSession {
   public:
-    NormalFloatSessionB(ComputeSettings settings, trel::Status& status, trel::Terminal* terminal = nullptr);
+    NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal = nullptr);
     ~NormalFloatSessionB() override;
 
     MemoryPlan estimate_memory() const { return plan_.memory; }
@@ -25,7 +26,7 @@ class NormalFloatSessionB final : public NormalFloatSession {
     DigitResults write_digits(const DigitRequest& request, OutputFiles& files) override;
     void release() noexcept override;
     std::string mode() const override { return "Ram Only"; }
-    std::vector<trel::WorkPhase> work() const override;
+    std::vector<WorkPhase> work() const override;
     void add_checks(RunChecks& checks) const override;
 
   private:

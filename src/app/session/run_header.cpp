@@ -5,19 +5,19 @@
 
 namespace kalvor {
 
-using trel::Console::format_commas;
+using Console::format_commas;
 
 namespace {
 
-constexpr trel::u64 kLabelWidth = 22;
-constexpr trel::u64 kNameWidth = 12;
+constexpr u64 kLabelWidth = 22;
+constexpr u64 kNameWidth = 12;
 
 }  // namespace
 
 void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
-                      trel::Status& status) {
+                      Status& status) {
     const Constant& constant = *settings.constant;
-    trel::print_system_summary(record.system, status);
+    print_system_summary(record.system, status);
     status.Status_Line("");
     status.Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
     status.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});

@@ -5,6 +5,7 @@
 
 #include "app/record/run_record.h"
 #include "app/settings/compute_settings.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 
 namespace kalvor {
@@ -12,6 +13,6 @@ namespace kalvor {
 // The machine, the constant with its algorithm, the digits, the mode, the tasks and the start time of the
 // record. mode: "Ram Only"
 void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
-                      trel::Status& status);
+                      Status& status);
 
 }  // namespace kalvor

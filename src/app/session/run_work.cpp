@@ -7,9 +7,6 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::WorkPhase;
-
 namespace {
 
 // What a core adds to the first one.
@@ -18,7 +15,7 @@ constexpr double kMemorySeconds = 1.0e-9;  // a byte: the system clears it
 constexpr double kWriteSeconds = 1.0e-9;   // a digit
 constexpr double kReadSeconds = 0.65e-9;
 
-double speed_of(const trel::ParallelismSettings& parallelism) {
+double speed_of(const ParallelismSettings& parallelism) {
     const u64 cores = std::min(parallelism.logical_cores, parallelism.task_decomposition.value());
     return 1 + kCoreGain * static_cast<double>(std::max<u64>(cores, 1) - 1);
 }
@@ -34,7 +31,7 @@ std::vector<WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& sett
     // How fast memory comes says nothing about how fast it is computed with.
     phases.push_back({"memory", static_cast<double>(bytes) * kMemorySeconds, 0, false});
     const auto parallel = [&](const char* name, double work) {
-        phases.push_back({name, work * trel::kWorkSeconds / speed, work});
+        phases.push_back({name, work * kWorkSeconds / speed, work});
     };
     for (WorkPhase phase : constant) {
         phase.seconds /= speed;

@@ -7,28 +7,28 @@ namespace kalvor {
 
 namespace {
 
-constexpr trel::u64 kDefaultDecimalDigits = 50000000;
-constexpr trel::u64 kMinimumDigitsPerFile = 1000000;
+constexpr u64 kDefaultDecimalDigits = 50000000;
+constexpr u64 kMinimumDigitsPerFile = 1000000;
 
 }  // namespace
 
 ComputeSettings::ComputeSettings()
     : constant(make_constant("pi", "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
 
-void ComputeSettings::set_decimal_digits(trel::i64 digits) {
+void ComputeSettings::set_decimal_digits(i64 digits) {
     std::string warning;
     size = ComputeSize::from_decimal(clamp_decimal_digits(digits, constant->max_decimal_digits(), warning));
-    if (!warning.empty()) trel::Console::labelled_line("Warning", warning, 'Y');
+    if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
 }
 
 void ComputeSettings::check_compression() {
     if (digits_per_file == 0) return;
     // A negative count is the largest one: all digits in one file.
-    const bool enough = static_cast<trel::u64>(digits_per_file) >= kMinimumDigitsPerFile &&
+    const bool enough = static_cast<u64>(digits_per_file) >= kMinimumDigitsPerFile &&
                         size.decimal_digits >= kMinimumDigitsPerFile &&
                         (!enable_hex || size.hexadecimal_digits >= kMinimumDigitsPerFile);
     if (enough) return;
-    trel::Console::labelled_line("Warning", "Digits per file below minimum: Disabling compression.", 'Y');
+    Console::labelled_line("Warning", "Digits per file below minimum: Disabling compression.", 'Y');
     digits_per_file = 0;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "app/settings/compute_size.h"
+#include "base/names/names.h"
 #include "constants/catalog/constant.h"
 #include "platform/memory/allocator.h"
 #include "platform/parallel/parallelism_settings.h"
@@ -26,13 +27,13 @@ struct ComputeSettings {
     bool overwrite = false;             // replace longer and read-only digit files
     std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
     bool force = false;                 // run although the memory is not there
-    trel::i64 digits_per_file = 0;      // 0: text files
-    trel::ParallelismSettings parallelism;
-    trel::ChoiceSetting<trel::AllocatorConfig> allocator{
-        "Allocator", "    Memory Allocator:       ", trel::allocator_choices(), trel::kDefaultAllocator};
+    i64 digits_per_file = 0;      // 0: text files
+    ParallelismSettings parallelism;
+    ChoiceSetting<AllocatorConfig> allocator{
+        "Allocator", "    Memory Allocator:       ", allocator_choices(), kDefaultAllocator};
 
     // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
-    void set_decimal_digits(trel::i64 digits);
+    void set_decimal_digits(i64 digits);
     // Compressed files hold a million digits or more: for fewer, in a file or in all, warns and goes back to
     // text.
     void check_compression();

@@ -8,8 +8,8 @@
 
 namespace kalvor {
 
-using trel::Config::Object;
-using trel::Config::Section;
+using Config::Object;
+using Config::Section;
 
 namespace {
 
@@ -22,7 +22,7 @@ void take_constant(const Object& settings, ComputeChoices& choices) {
         }
         constant.add_integer("Algorithm", 0);
         choices.settings.constant = load_constant(constant);
-    } catch (const trel::Exception&) {
+    } catch (const Exception&) {
     }
 }
 

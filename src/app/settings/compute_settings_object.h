@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "app/settings/compute_table.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -14,16 +15,16 @@ namespace kalvor {
 //
 // Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
 // InvalidParametersException for values that cannot be used.
-ComputeSettings load_compute_settings(const trel::Config::Object& object,
+ComputeSettings load_compute_settings(const Config::Object& object,
                                       const SettingsTable& table = compute_settings_table());
 
 // The same object again, in its order. Loading it gives equal settings.
-std::unique_ptr<trel::Config::Object> save_compute_settings(
+std::unique_ptr<Config::Object> save_compute_settings(
     const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
 
 // The same object for a remote user interface: {"Value", "DisplayText"} in place of every value, except where
 // a framework's own selector says otherwise.
-std::unique_ptr<trel::Config::Object> compute_settings_selector(
+std::unique_ptr<Config::Object> compute_settings_selector(
     const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
 
 }  // namespace kalvor

@@ -7,10 +7,6 @@
 
 namespace kalvor {
 
-using trel::DoubleDouble;
-using trel::i64;
-using trel::u64;
-
 namespace {
 
 constexpr char kLog10Over16[] = "0.83048202372184058696757985737234754396620784825615";
@@ -28,7 +24,7 @@ u64 hexadecimal_from_decimal(u64 decimal_digits) {
 }
 
 std::string said(u64 decimal_digits) {
-    return " That is " + trel::Console::format_commas(decimal_digits) + " decimal digits.";
+    return " That is " + Console::format_commas(decimal_digits) + " decimal digits.";
 }
 
 }  // namespace

@@ -3,22 +3,23 @@
 
 #include <string>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
 
 struct ComputeSize {
-    trel::u64 decimal_digits;
-    trel::u64 hexadecimal_digits;  // floor(D * log 10 / log 16) + 1
-    trel::u64 words;               // floor(H / 16) + 3
+    u64 decimal_digits;
+    u64 hexadecimal_digits;  // floor(D * log 10 / log 16) + 1
+    u64 words;               // floor(H / 16) + 3
 
-    static ComputeSize from_decimal(trel::u64 decimal_digits);
+    static ComputeSize from_decimal(u64 decimal_digits);
 };
 
-inline constexpr trel::u64 kMinimumDecimalDigits = 100;
+inline constexpr u64 kMinimumDecimalDigits = 100;
 
 // Clamps a digit count to [100, maximum]; `warning` receives the text of the warning, which says to
 // what, or becomes empty.
-trel::u64 clamp_decimal_digits(trel::i64 digits, trel::u64 maximum, std::string& warning);
+u64 clamp_decimal_digits(i64 digits, u64 maximum, std::string& warning);
 
 }  // namespace kalvor

@@ -9,20 +9,15 @@
 
 namespace kalvor {
 
-using trel::i64;
-using trel::InvalidParametersException;
-using trel::Setting;
-using trel::TaskDecomposition;
-using trel::u64;
-using trel::CommandLine::CountValue;
-using trel::CommandLine::NextWordValue;
-using trel::CommandLine::OptionTable;
-using trel::CommandLine::SwitchValue;
-using trel::CommandLine::WordValue;
-using trel::Config::Integer;
-using trel::Config::Node;
-using trel::Config::Object;
-using trel::Config::String;
+using CommandLine::CountValue;
+using CommandLine::NextWordValue;
+using CommandLine::OptionTable;
+using CommandLine::SwitchValue;
+using CommandLine::WordValue;
+using Config::Integer;
+using Config::Node;
+using Config::Object;
+using Config::String;
 
 namespace {
 
@@ -80,7 +75,7 @@ void check_mode(Word mode, const char* right) {
         throw InvalidParametersException(
             "", std::string("Swap mode is not available in this version. Use ") + right + ".");
     }
-    throw InvalidParametersException("", "Invalid Mode: " + trel::CommandLine::shown(mode));
+    throw InvalidParametersException("", "Invalid Mode: " + CommandLine::shown(mode));
 }
 
 void load_digits_per_file(S& s, const FileValue& file) {
@@ -95,7 +90,7 @@ std::string digit_format(const S& s) {
     if (!s.output_enable) return "Digit Output Disabled";
     if (s.digits_per_file == 0) return "None - Write digits to a text file.";
     if (s.digits_per_file < 0) return "Compress digits into one .kvd file.";
-    return "Compress with " + trel::Console::format_commas(static_cast<u64>(s.digits_per_file)) +
+    return "Compress with " + Console::format_commas(static_cast<u64>(s.digits_per_file)) +
            " digits per file.";
 }
 
@@ -144,9 +139,9 @@ SettingRow allocator_row() {
         setting_row({.member = "Allocator",
                      .key = "Allocator",
                      .values = "name, and the allocator's own members",
-                     .option = {{"-MA", ":<name>", "memory allocator", "", trel::kDefaultAllocator},
+                     .option = {{"-MA", ":<name>", "memory allocator", "", kDefaultAllocator},
                                 WordValue<C>{[](C& c, Word name) { c.settings.allocator.choose(name); }},
-                                [](const C&) { return trel::allocator_names(); }}},
+                                [](const C&) { return allocator_names(); }}},
                     [](S& s) -> Setting& { return s.allocator; });
     // Type errors name the object alone.
     row.load = [](S& s, const FileValue& file) { s.allocator.load(file.object, ""); };
@@ -162,8 +157,8 @@ SettingsTable make_table() {
              .values = "count",
              .load = [](S& s, const FileValue& file) { s.set_decimal_digits(file.integer()); },
              .menu = "  3     Decimal Digits:",
-             .text = [](const S& s) { return trel::Console::format_commas(s.size.decimal_digits); },
-             .option = {{"-dec", ":<n>", "decimal digits: 1000000, 1m, 1e6", trel::CommandLine::kRightNumber,
+             .text = [](const S& s) { return Console::format_commas(s.size.decimal_digits); },
+             .option = {{"-dec", ":<n>", "decimal digits: 1000000, 1m, 1e6", CommandLine::kRightNumber,
                          std::to_string(S().size.decimal_digits / 1000000) + "m"},
                         CountValue<C>{0, [](C& c, i64 n) { c.decimal_digits = n; }}},
              .meaning = "decimal digits: `1000000`, `1,000,000`, `1m`, `1.5m` or `1e6`; k, m, b (or g) and t "
@@ -174,7 +169,7 @@ SettingsTable make_table() {
                     .menu = "  4     Hexadecimal Digits:",
                     .text =
                         [](const S& s) {
-                            return s.enable_hex ? trel::Console::format_commas(s.size.hexadecimal_digits)
+                            return s.enable_hex ? Console::format_commas(s.size.hexadecimal_digits)
                                                 : "Disabled";
                         },
                     .option = {{"-hex", "", "also write hexadecimal digits", ""}}},
@@ -227,13 +222,13 @@ SettingsTable make_table() {
                      .values = "name, and the framework's own members",
                      .menu = "  9     Multi-Threading:",
                      .text = [](const S& s) { return s.parallelism.summary(); },
-                     .option = {{"-PF", ":<name>", "parallel framework", "", trel::kDefaultFramework},
+                     .option = {{"-PF", ":<name>", "parallel framework", "", kDefaultFramework},
                                 WordValue<C>{[](C& c, Word name) {
                                     c.settings.parallelism.framework.choose(name);
                                     c.framework_chosen = true;
                                 }},
-                                [](const C&) { return trel::framework_names(); },
-                                [](Word name) { return trel::left_out_reason(name); }}},
+                                [](const C&) { return framework_names(); },
+                                [](Word name) { return left_out_reason(name); }}},
                     [](S& s) -> Setting& { return s.parallelism.framework; }),
         allocator_row(),
         with_value({.member = "Mode",
@@ -269,7 +264,7 @@ constexpr FileMember kFileMembers[] = {
     {"Output", "Output Format", FileMember::object_of_settings},
     {"OutputVerify", "Custom Compute", FileMember::setting},
     {"Mode", "", FileMember::setting},
-    {"Parallelism", trel::ParallelismSettings::kContext, FileMember::object_of_settings},
+    {"Parallelism", ParallelismSettings::kContext, FileMember::object_of_settings},
     {"Allocator", "Memory Allocator", FileMember::object_of_settings},
     {"Memory", "", FileMember::not_read},
     {"Checkpointing", "", FileMember::not_read},
@@ -282,7 +277,7 @@ constexpr FileMember kFileMembers[] = {
 SettingRow with_value(SettingRow row, std::function<std::unique_ptr<Node>(const S&)> value) {
     row.save = [key = row.key, value](const S& s, Object& object) { object.add_node(key, value(s)); };
     row.add_selector = [key = row.key, value, text = row.text](const S& s, Object& object) {
-        trel::add_selector(object, key, value(s), text(s));
+        add_selector(object, key, value(s), text(s));
     };
     return row;
 }

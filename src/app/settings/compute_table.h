@@ -4,6 +4,7 @@
 #include <span>
 
 #include "app/settings/setting_row.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -13,6 +14,6 @@ const SettingsTable& compute_settings_table();
 std::span<const FileMember> compute_file_members();
 
 // The options of a table, in its order.
-trel::CommandLine::OptionTable<ComputeChoices> option_table(const SettingsTable& table);
+CommandLine::OptionTable<ComputeChoices> option_table(const SettingsTable& table);
 
 }  // namespace kalvor

@@ -13,12 +13,8 @@
 
 namespace kalvor {
 
-using trel::i64;
-using trel::InvalidParametersException;
-using trel::u64;
-using trel::CommandLine::ParameterList;
-using Options = trel::CommandLine::OptionTable<ComputeChoices>;
-namespace Console = trel::Console;
+using CommandLine::ParameterList;
+using Options = CommandLine::OptionTable<ComputeChoices>;
 
 namespace {
 
@@ -32,37 +28,37 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
     } catch (...) {
         const std::vector<std::string> known = constant_tokens();
         const std::string& token = parameters.current().first;
-        const std::string list = " Known: " + trel::CommandLine::list_of(known) + ".";
+        const std::string list = " Known: " + CommandLine::list_of(known) + ".";
         std::string text;
         if (std::find(known.begin(), known.end(), token) != known.end()) {
-            text = "custom: " + trel::CommandLine::quoted(raw) + " cannot be used.";
+            text = "custom: " + CommandLine::quoted(raw) + " cannot be used.";
         } else if (raw.starts_with('-')) {
-            text = trel::CommandLine::quoted(raw) + " stands where the constant's name belongs." +
-                   trel::CommandLine::did_you_mean("custom " + known.front() + " " +
-                                                   trel::CommandLine::shown(raw, 60)) +
+            text = CommandLine::quoted(raw) + " stands where the constant's name belongs." +
+                   CommandLine::did_you_mean("custom " + known.front() + " " +
+                                                   CommandLine::shown(raw, 60)) +
                    list;
         } else {
-            text = "custom: " + trel::CommandLine::quoted(raw) + " is not a constant." +
-                   trel::CommandLine::did_you_mean(trel::CommandLine::nearest_name(token, known)) + list;
+            text = "custom: " + CommandLine::quoted(raw) + " is not a constant." +
+                   CommandLine::did_you_mean(CommandLine::nearest_name(token, known)) + list;
         }
-        Console::print_problem(text + "\n" + trel::CommandLine::see_help(kPage));
+        Console::print_problem(text + "\n" + CommandLine::see_help(kPage));
         throw;
     }
 }
 
 [[noreturn]] void refuse_option(const ParameterList& parameters, const Options& options) {
     const std::string& raw = parameters.current_raw();
-    if (trel::CommandLine::find_console_option(parameters.current().first)) {
-        const std::string text = trel::CommandLine::shown(raw);
+    if (CommandLine::find_console_option(parameters.current().first)) {
+        const std::string text = CommandLine::shown(raw);
         Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
-                               text + " custom ...\n" + trel::CommandLine::see_help(kPage));
+                               text + " custom ...\n" + CommandLine::see_help(kPage));
     } else {
-        Console::print_problem(trel::CommandLine::unknown_option(
-            raw, "an option of \"custom\"", trel::CommandLine::names_of(options), kPage));
+        Console::print_problem(CommandLine::unknown_option(
+            raw, "an option of \"custom\"", CommandLine::names_of(options), kPage));
     }
     {
         const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + trel::CommandLine::shown(raw));
+        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
     }
     Console::fatal_exit(1);
 }
@@ -74,24 +70,24 @@ void warn_of_option_as_folder(const ParameterList& parameters, const Options& op
     if (!find_option(options, next->substr(0, next->find(':')))) return;
     Console::labelled_line("Warning",
                            "-o takes the next word whatever it is: the digits go into the folder " +
-                               trel::CommandLine::quoted(*next) + ".",
+                               CommandLine::quoted(*next) + ".",
                            'Y');
 }
 
 }  // namespace
 
 void choose_threads(ComputeChoices& choices) {
-    trel::ParallelismSettings& parallelism = choices.settings.parallelism;
+    ParallelismSettings& parallelism = choices.settings.parallelism;
     const u64 threads = *choices.threads;
-    const trel::ParallelismSettings usual(threads);
+    const ParallelismSettings usual(threads);
     if (!choices.framework_chosen || threads == 1) {
         parallelism.framework = usual.framework;
     }
     const std::string name = parallelism.framework->name();
     if (threads != 1 && name == "none") {
-        throw trel::CommandLine::RefusedException(
+        throw CommandLine::RefusedException(
             "-threads: the framework \"none\" runs on one thread, not on " + std::to_string(threads) +
-            ". Leave out -PF or name another.\n" + trel::CommandLine::see_help(kPage));
+            ". Leave out -PF or name another.\n" + CommandLine::see_help(kPage));
     }
     const bool limited = parallelism.framework->limit_threads(threads);
     if (!choices.tasks_chosen)
@@ -129,7 +125,7 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
     settings.check_compression();
     if (settings.digits_per_file != 0) {
         Console::print_problem("-C: this version writes digits as text only. Leave the option out.\n" +
-                               trel::CommandLine::see_help(kPage));
+                               CommandLine::see_help(kPage));
         throw InvalidParametersException(
             "", "Compressed digit files are not available in this version. Use -C:0.");
     }

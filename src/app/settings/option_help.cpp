@@ -1,6 +1,7 @@
 #include "app/settings/option_help.h"
 
 #include "base/command_line/suggestion.h"
+#include "base/names/names.h"
 #include "constants/catalog/catalog.h"
 
 namespace kalvor {
@@ -27,7 +28,7 @@ Lines option_help(const SettingsTable& table) {
 
 Lines custom_help(const SettingsTable& table) {
     Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", "",
-                   "Constants:  " + trel::CommandLine::list_of(constant_tokens()), "",
+                   "Constants:  " + CommandLine::list_of(constant_tokens()), "",
                    "Options, in any order:"};
     append(lines, option_help(table));
     append(lines,

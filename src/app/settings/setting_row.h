@@ -13,6 +13,7 @@
 #include "app/settings/compute_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/config/node.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
@@ -20,19 +21,19 @@ namespace kalvor {
 // settled after the last.
 struct ComputeChoices {
     ComputeSettings settings;
-    std::optional<trel::i64> decimal_digits;
-    std::optional<trel::u64> threads;
+    std::optional<i64> decimal_digits;
+    std::optional<u64> threads;
     bool framework_chosen = false;
     bool tasks_chosen = false;
 };
 
 // A member of a settings file on its way into a setting. The getters throw the errors of Config::Object.
 struct FileValue {
-    trel::i64 integer() const { return object.get_integer(key, context); }
+    i64 integer() const { return object.get_integer(key, context); }
     const std::string& text() const { return object.get_string(key, context); }
     bool on() const { return object.get_bool(key, context); }
 
-    const trel::Config::Object& object;  // the one that the member stands in
+    const Config::Object& object;  // the one that the member stands in
     const char* key;
     std::string_view context;  // for type errors
 };
@@ -44,16 +45,16 @@ struct SettingRow {
     const char* key = "";
     std::string values = {};
     std::function<void(ComputeSettings&, const FileValue&)> load = {};
-    std::function<void(const ComputeSettings&, trel::Config::Object&)> save = {};
+    std::function<void(const ComputeSettings&, Config::Object&)> save = {};
     // Adds key : {"Value", "DisplayText"}.
-    std::function<void(const ComputeSettings&, trel::Config::Object&)> add_selector = {};
+    std::function<void(const ComputeSettings&, Config::Object&)> add_selector = {};
 
     // In a menu: the line up to the value ("  4     Hexadecimal Digits:"), and the value as a text.
     const char* menu = "";
     std::function<std::string(const ComputeSettings&)> text = {};
 
     // On the command line, if the option has a name; and what the README says of it beyond its help line.
-    trel::CommandLine::OptionRow<ComputeChoices> option = {};
+    CommandLine::OptionRow<ComputeChoices> option = {};
     const char* other_word = "";  // that means the same
     std::string meaning = {};
 };
@@ -63,7 +64,7 @@ using SettingsTable = std::vector<SettingRow>;
 
 // Completes a row whose value is a single node: saving and the selector follow from it and from the text.
 SettingRow with_value(SettingRow row,
-                      std::function<std::unique_ptr<trel::Config::Node>(const ComputeSettings&)> value);
+                      std::function<std::unique_ptr<Config::Node>(const ComputeSettings&)> value);
 
 // A member of "CustomCompute".
 struct FileMember {

@@ -18,14 +18,12 @@
 #include <cmath>
 
 #include "arith/multiply/product_needs.h"
+#include "base/names/names.h"
 #include "constants/bsr/family.h"
 #include "constants/bsr/psr_plan.h"
 #include "constants/bsr/series_work.h"
 
 namespace kalvor::BinarySplitting {
-
-using trel::kAnyRoom;
-using trel::room_above;
 
 template <SeriesFamily F>
 class BSR_BlockB {
@@ -40,7 +38,7 @@ class BSR_BlockB {
         : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
         capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
         if (widened(tds) > kFollowedTasks)
-            spread_ = trel::round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
+            spread_ = round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
         const double size = series.log_size(block.a, block.b);
         const double nats_each = aggressive_limit(tds) * kLeafBlocks;
         u64 depth = 0;
@@ -173,7 +171,7 @@ class BSR_BlockB {
     // Each level carves the results of both its halves, which take the words of their terms and padding.
     u64 small_words() const {
         return 3 * F::term_words(*series_) * kSmallTerms + 1024 +
-               trel::round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
+               round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
     }
     Needs needs_sequential(u64 a, u64 b, int levels, u64 room, For whom = For::itself) const {
         const Capacities<F> words = inner_capacities(a, b, whom);
@@ -187,14 +185,14 @@ class BSR_BlockB {
         // not where the stack is deepest: it stands on the results of its own halves alone.
         const u64 top = total_words(capacities(a, m, whom)) + total_words(capacities(m, b, whom));
         Needs needs = merge_needs(a, m, b, room_above(room, top), whom).above(top);
-        const u64 chain = trel::round_up_8(total_words(words) * 9 / 4) + 8192;
+        const u64 chain = round_up_8(total_words(words) * 9 / 4) + 8192;
         for (const auto& [from, to] : {std::pair(a, m), std::pair(m, b)}) {
             if (to - from < 2) continue;
             const u64 rest = room_above(room, chain);
             needs.take_maximum(merge_needs(from, split(from, to), to, rest, whom).above(chain));
         }
         needs.take_maximum(
-            trel::kept_product_needs(trel::basecase_words(), kAnyRoom).above(chain + small_words()));
+            kept_product_needs(basecase_words(), kAnyRoom).above(chain + small_words()));
         return needs;
     }
 

@@ -5,15 +5,13 @@
 
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
+#include "base/names/names.h"
 #include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
 #include "constants/bsr/block_plan.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor::BinarySplitting {
-
-using trel::Status;
-using trel::StatusFrame;
 
 // An exact number as a floating-point number in the same words.
 inline BigFloat as_float(const ExactFloat& A) {
@@ -47,12 +45,12 @@ class BlockRun {
     template <class Range>
     void check(const MultiplyContext& context, const Range& out) const {
         if (context.parallel.tds > plan_.tds()) {
-            throw trel::InvalidParametersException(
+            throw InvalidParametersException(
                 "BSR_BlockB::run()", "Attempted to run with a larger tds than the plan supports.");
         }
         for (std::size_t i = 0; i < F::kNumbers; i++) {
             if (out[i].buffer_size < plan_.capacities()[i]) {
-                trel::assertion_failure(trel::kInvalidParameters, "BSR_BlockB::run()",
+                assertion_failure(kInvalidParameters, "BSR_BlockB::run()",
                                         "A buffer is too small.");
             }
         }
@@ -60,9 +58,9 @@ class BlockRun {
 
     // ---- the word level: one task
 
-    void sequential(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
+    void sequential(const MultiplyContext& context, Work work, u64 a, u64 b, ExactRange<F>& out) const {
         if (work && b - a < kCountedTerms) {
-            sequential(context, trel::Work(), a, b, out);
+            sequential(context, Work(), a, b, out);
             return work.add(plan_.range_work(a, b));
         }
         if (b - a < plan_.series().leaf_threshold()) {
@@ -81,15 +79,15 @@ class BlockRun {
 
     // ---- exact: halves as two tasks; above them, one after the other with all tasks in the products
 
-    void run_T(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
+    void run_T(const MultiplyContext& context, Work work, u64 a, u64 b, ExactRange<F>& out) const {
         const u64 tds = context.parallel.tds;
         if (tds < 2 || !plan_.splits(a, b)) return sequential(context.with_tds(1), work, a, b, out);
         const u64 m = plan_.split(a, b);
         AlignedBufferC memory = context.scratch;
         ExactRange<F> left = carve_range<ExactFloat>(memory, plan_.capacities(a, m));
         ExactRange<F> right = carve_range<ExactFloat>(memory, plan_.capacities(m, b));
-        const trel::MemoryHalves half(memory);
-        trel::fork_join(
+        const MemoryHalves half(memory);
+        fork_join(
             context.parallel,
             [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), work, a, m, left); },
             [&] { run_T(context.with_scratch(half.second).with_tds(tds - tds / 2), work, m, b, right); });
@@ -125,7 +123,7 @@ class BlockRun {
         frame.node().refresh();
         run_T(context.with_tds(plan_.widened(context.parallel.tds)), status.work(), a, b, out);
     }
-    auto digits_of(u64 a, u64 b) const { return trel::status_digits(plan_.series().output_words(a, b)); }
+    auto digits_of(u64 a, u64 b) const { return status_digits(plan_.series().output_words(a, b)); }
 
     // ---- floating point: exact where exact results fit in the precision of their place
 
@@ -154,20 +152,20 @@ class BlockRun {
             run_float(inner, frame.node(), m, b, next, right);
         } else {
             right = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(m, b));
-            const trel::MemoryHalves half(inner.scratch);
-            trel::fork_join(
+            const MemoryHalves half(inner.scratch);
+            fork_join(
                 context.parallel,
                 [&] {
-                    trel::SilentStatus silent(status.work());
+                    SilentStatus silent(status.work());
                     run_float(inner.with_scratch(half.first).with_tds(tds / 2), silent, a, m, next, left);
                 },
                 [&] {
-                    trel::SilentStatus silent(status.work());
+                    SilentStatus silent(status.work());
                     run_float(inner.with_scratch(half.second).with_tds(tds - tds / 2), silent, m, b, next,
                               right);
                 });
         }
-        StatusFrame frame(status, "-  ", trel::status_digits(plan_.precision_at(a)));
+        StatusFrame frame(status, "-  ", status_digits(plan_.precision_at(a)));
         frame.node().refresh();
         F::merge_float(inner, plan_.subtracts(a, m), left, right, out, plan_.precision_at(a),
                        plan_.link_precision_at(b), plan_.edge(b));

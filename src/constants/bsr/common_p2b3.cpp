@@ -11,11 +11,6 @@
 namespace kalvor::BinarySplitting::CommonP2B3 {
 namespace {
 
-using trel::BigFloatTransformR;
-using trel::ExactFloatTransformR;
-using trel::KeptTransform;
-using trel::TransformHolder;
-
 // Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
 constexpr u64 kSmallTerms = 100;
 // Zero words at the bottom of Q go in lines of 8 words from this length on, singly below.
@@ -41,7 +36,7 @@ void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFl
     const i64 exp = A.exp + B.exp;
     const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
     if (T.buffer_size < headroom) {
-        throw trel::BufferTooSmallException("CommonP2B3::merge()", T.buffer_size, headroom);
+        throw BufferTooSmallException("CommonP2B3::merge()", T.buffer_size, headroom);
     }
     ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
     upper.set_mul(context, A, B);
@@ -71,7 +66,7 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
     const u64 n = R1.L + P2.L;
     if (KeptTransform::fits(context, n, 0)) {
         TransformHolder shorter;
-        trel::make_transform(shorter, R1.L + R2.L, context);
+        make_transform(shorter, R1.L + R2.L, context);
         KeptTransform transform(context, n);
         // Two transforms more of the common length, or three of the own.
         if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
@@ -91,7 +86,7 @@ void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, co
     const i64 reach = R1.mag() + P2.mag() - P.exp;
     if (R1.L == 0 || P2.L == 0 || reach <= 0) return;
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
-    trel::combine_ip(context.parallel, P, T, subtract);
+    combine_ip(context.parallel, P, T, subtract);
 }
 
 }  // namespace
@@ -125,14 +120,14 @@ Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
     const u64 n = b - a;
     if (n <= kSmallTerms) {
         const Series::TermWords& words = series.term_words();
-        return {trel::round_up_8(n * words.P + 2), trel::round_up_8(n * words.Q + 2),
-                trel::round_up_8(n * words.R + 2)};
+        return {round_up_8(n * words.P + 2), round_up_8(n * words.Q + 2),
+                round_up_8(n * words.R + 2)};
     }
     const u64 full = series.plan_words(a, b);
     const u64 zeros = series.zero_bits_Q(a, b) / 64;
     // Products are written at the sum of their factors' lengths, and sums at one more.
-    return {trel::round_up_8(full + 4), trel::round_up_8(full - zeros + kUnstripped + 4),
-            trel::round_up_8(static_cast<u64>(words_of(series.log_size_R(a, b))) + 6)};
+    return {round_up_8(full + 4), round_up_8(full - zeros + kUnstripped + 4),
+            round_up_8(static_cast<u64>(words_of(series.log_size_R(a, b))) + 6)};
 }
 
 namespace {
@@ -147,23 +142,23 @@ u64 merge_products(const Family::Words& left, const Family::Words& right) {
 // R1 P2 stands below the products.
 Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
     const u64 T = sizes.out[kP];
-    return trel::kept_product_needs(merge_products(sizes.left, sizes.right), trel::room_above(sizes.room, T))
+    return kept_product_needs(merge_products(sizes.left, sizes.right), room_above(sizes.room, T))
         .above(T);
 }
 
 Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
     const u64 T = float_words(precision);
     const u64 product = merge_products(sizes.left, sizes.right);
-    const Needs kept = trel::kept_product_needs(product, trel::kAnyRoom).above(T);
+    const Needs kept = kept_product_needs(product, kAnyRoom).above(T);
     if (kept.bytes <= sizes.room) return kept;
-    return trel::product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
+    return product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
 }
 
 void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
     const u64 scratch_words = 4 * series.growth_words() * (b - a);
-    Word* scratch = trel::carve_words(memory, scratch_words + series.term_words().R);
+    Word* scratch = carve_words(memory, scratch_words + series.term_words().R);
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
     if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
     series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
@@ -180,8 +175,8 @@ void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, Ali
 void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                    Exact& out, bool edge) {
     MultiplyContext inner = context;
-    const u64 n = trel::round_up_8(left[kR].L + right[kP].L);
-    ExactFloat T = trel::carve<ExactFloat>(inner.scratch, n);
+    const u64 n = round_up_8(left[kR].L + right[kP].L);
+    ExactFloat T = carve<ExactFloat>(inner.scratch, n);
     if (edge) {
         T.set_mul(inner, left[kR], right[kP]);
         out[kR].clear();
@@ -210,7 +205,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
     const bool kept = KeptTransform::fits(context, n, T_words);
     BigFloat T(Q.buffer, Q.buffer_size);
-    if (kept || Q.buffer_size < T_words) T = trel::carve<BigFloat>(inner.scratch, T_words);
+    if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
     if (kept) {
         KeptTransform transform(inner, n);
         BigFloatTransformR held(*transform.holder, transform.data);
@@ -223,7 +218,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     }
     // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
     const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
-    if (P.L != 0 && P.exp > floor) trel::extend_down(P, floor, "CommonP2B3::merge_float()");
+    if (P.L != 0 && P.exp > floor) extend_down(P, floor, "CommonP2B3::merge_float()");
     fold_in(inner, P, R1, P2, precision, subtract, T);
     if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {

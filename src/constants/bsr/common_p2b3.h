@@ -12,11 +12,10 @@
 // (Binary splitting: Brent 1976; Haible and Papanikolaou 1997.)
 #pragma once
 
+#include "base/names/names.h"
 #include "constants/bsr/family.h"
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
-
-using trel::BasicIntR;
 
 class Series : public BinarySplitting::Series {
   public:
@@ -59,7 +58,7 @@ struct Family {
 
     static Words capacities(const Series& series, u64 a, u64 b);
     static u64 term_words(const Series& series) { return series.term_words().total(); }
-    static u64 float_words(u64 precision) { return trel::round_up_8(precision + 4); }
+    static u64 float_words(u64 precision) { return round_up_8(precision + 4); }
     static u64 split(const Series& series, u64 a, u64 b) { return series.split(a, b); }
     static Needs merge_needs(const MergeSizes<Family>& sizes);
     static Needs float_needs(const MergeSizes<Family>& sizes, u64 precision);

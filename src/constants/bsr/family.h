@@ -11,15 +11,10 @@
 #include "arith/exact/exact_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/needs.h"
+#include "base/names/names.h"
 #include "constants/bsr/series.h"
 
 namespace kalvor::BinarySplitting {
-
-using trel::AlignedBufferC;
-using trel::BigFloat;
-using trel::ExactFloat;
-using trel::MultiplyContext;
-using trel::Needs;
 
 template <class F>
 using ExactRange = std::array<ExactFloat, F::kNumbers>;
@@ -87,7 +82,7 @@ u64 total_words(const std::array<u64, K>& capacities) {
 template <class Number, std::size_t K>
 std::array<Number, K> carve_range(AlignedBufferC& memory, const std::array<u64, K>& capacities) {
     std::array<Number, K> range;
-    for (std::size_t i = 0; i < K; i++) range[i] = trel::carve<Number>(memory, capacities[i]);
+    for (std::size_t i = 0; i < K; i++) range[i] = carve<Number>(memory, capacities[i]);
     return range;
 }
 

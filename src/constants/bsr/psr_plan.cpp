@@ -47,7 +47,7 @@ u64 equilibrium_end(const Series& series, u64 s) {
 double aggressive_limit(u64 tds) {
     u64 n = 1;
     while (n < 2 * tds) n *= 2;
-    return kSmallestBlockBits * static_cast<double>(n) * trel::dd::ln2().high;
+    return kSmallestBlockBits * static_cast<double>(n) * dd::ln2().high;
 }
 
 void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan) {
@@ -62,7 +62,7 @@ void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan) {
     }
     if (blocks.size() >= kTooManyBlocks) {
         plan.remarks.push_back(
-            {"PSR plan has reached a size of " + trel::Console::format_commas(blocks.size()), 'Y'});
+            {"PSR plan has reached a size of " + Console::format_commas(blocks.size()), 'Y'});
         plan.remarks.push_back({"It is not recommended to proceed with such a computation.", 'Y'});
         plan.remarks.push_back(
             {"If you are seeing this message, it means the series is either too slow or", 'Y'});
@@ -71,7 +71,7 @@ void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan) {
 }
 
 PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
-    const double largest = static_cast<double>(block_limit_words) * trel::dd::ln2_64().high;
+    const double largest = static_cast<double>(block_limit_words) * dd::ln2_64().high;
     // With very many tasks the smallest block worth spreading would be the whole series; blocks still must
     // shrink with the precision that their places need.
     const double smallest =

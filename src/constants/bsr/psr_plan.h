@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "base/names/names.h"
 #include "base/status/warnings.h"
 #include "constants/bsr/series.h"
 
@@ -21,7 +22,7 @@ using PsrBlocks = std::vector<PsrBlock>;
 
 struct PsrPlan {
     PsrBlocks blocks;
-    std::vector<trel::Warnings::Line> remarks;  // what the run warns of
+    std::vector<Warnings::Line> remarks;  // what the run warns of
 };
 
 // Appends blocks over [s, series.terms()) of log_size about `limit` nats (at least one term each). 10,000

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/console/format.h"
+#include "base/names/names.h"
 #include "constants/bsr/block_run.h"
 #include "constants/bsr/verify_bsr.h"
 
@@ -85,8 +86,8 @@ class PSR_SeriesB {
                static_cast<double>(series_.precision());
     }
     std::string banner() const {
-        return std::string(F::kBanner) + trel::Console::format_commas(series_.terms()) +
-               " terms  (Expansion Factor = " + trel::Console::format_fixed(expansion_factor(), 3) + ")";
+        return std::string(F::kBanner) + Console::format_commas(series_.terms()) +
+               " terms  (Expansion Factor = " + Console::format_fixed(expansion_factor(), 3) + ")";
     }
 
     // Sums the series, with the remarks of its plan among the run's warnings; the first number stands in
@@ -156,7 +157,7 @@ class PSR_SeriesB {
                 if (j != F::kLink) folded[j].set_BigFloat(precision, context.parallel, results[j]);
             }
         } else {
-            StatusFrame frame(status, "-  ", trel::status_digits(precision));
+            StatusFrame frame(status, "-  ", status_digits(precision));
             frame.node().refresh();
             F::merge_float(inner, series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
                            folded, precision, precision, true);
@@ -167,7 +168,7 @@ class PSR_SeriesB {
 
     const Series& series_;
     PsrBlocks blocks_;
-    std::vector<trel::Warnings::Line> remarks_;
+    std::vector<Warnings::Line> remarks_;
     std::vector<BSR_BlockB<F>> plans_;
     u64 area_words_[2] = {0, 0};
     Needs needs_;

@@ -25,11 +25,11 @@ u64 bisect(u64 a, u64 b, F&& size_to) {
 Series::~Series() = default;
 
 double words_of(double nats) {
-    return nats * trel::dd::inv_ln2_64().high;
+    return nats * dd::inv_ln2_64().high;
 }
 
 u64 Series::precision_words(u64 k) const {
-    const DoubleDouble words = log_remaining(k) * trel::dd::inv_ln2_64();
+    const DoubleDouble words = log_remaining(k) * dd::inv_ln2_64();
     const double floor = std::floor(words.high);
     u64 n = static_cast<u64>(floor);
     // A double-double's low part decides when the high part is an integer.

@@ -6,14 +6,10 @@
 #pragma once
 
 #include "arith/estimate/double_double.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::BinarySplitting {
-
-using trel::DoubleDouble;
-using trel::i64;
-using trel::u64;
-using trel::Word;
 
 class Series {
   public:

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "arith/newton/division.h"
+#include "base/names/names.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/evaluator/evaluator.h"
 
@@ -27,7 +28,7 @@ struct Coefficients {
 class SeriesValuePlan {
   public:
     SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds,
-                    trel::DivisionTransforms transforms = trel::DivisionTransforms::kept);
+                    DivisionTransforms transforms = DivisionTransforms::kept);
 
     const Needs& needs() const { return needs_; }
     double work() const;
@@ -38,7 +39,7 @@ class SeriesValuePlan {
   private:
     u64 precision_;
     Coefficients coefficients_;
-    trel::DivisionPlan division_;
+    DivisionPlan division_;
     u64 numerator_words_;
     Needs needs_;
 };
@@ -61,12 +62,12 @@ class SeriesEvaluator final : public Evaluator {
         : series_(std::move(series)),
           value_(
               series_->precision(), coefficients, request.tds,
-              memory == SeriesMemory::full ? trel::DivisionTransforms::kept : trel::DivisionTransforms::none),
+              memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none),
           // Q is no longer than the numerator.
           sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
                request.tds,
                std::max(request.free_bytes,
-                        value_.needs().above(trel::round_up_8(series_->precision() + 6)).bytes)) {
+                        value_.needs().above(round_up_8(series_->precision() + 6)).bytes)) {
         needs_ = sum_.needs().maximum(value_.needs().above(sum_.accumulator_words()));
         needs_.result_words = std::max(value_.needs().result_words, sum_.needs().result_words);
     }
@@ -78,17 +79,17 @@ class SeriesEvaluator final : public Evaluator {
         return blocks;
     }
     // The phases "series" and "division".
-    std::vector<trel::WorkPhase> work() const override {
+    std::vector<WorkPhase> work() const override {
         const double sum = sum_.work(), division = value_.work();
-        return {{"series", sum * trel::kWorkSeconds, sum},
-                {"division", division * trel::kWorkSeconds, division}};
+        return {{"series", sum * kWorkSeconds, sum},
+                {"division", division * kWorkSeconds, division}};
     }
 
     void run(const MultiplyContext& context, Status& status, BigFloat& x) const override {
         FloatRange<F> sum;
         {
             status.work().enter("series");
-            trel::StatusSection section(status, sum_.banner());
+            StatusSection section(status, sum_.banner());
             sum = sum_.run(context, section.node(), x.buffer);
         }
         AlignedBufferC memory = context.scratch;

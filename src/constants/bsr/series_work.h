@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "arith/estimate/product_work.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::BinarySplitting {
@@ -17,8 +18,8 @@ inline double range_work(double words) {
 }
 
 // The products of a merge in floating point, cut to so many words.
-inline double float_merge_work(trel::u64 precision) {
-    return 5 * trel::product_work(static_cast<double>(precision));
+inline double float_merge_work(u64 precision) {
+    return 5 * product_work(static_cast<double>(precision));
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -8,24 +8,22 @@
 namespace kalvor::BinarySplitting {
 namespace {
 
-using trel::u64;
-
 constexpr u64 kParallelWords = 10000;
 
-u64 difference(const trel::ExactFloat& A) {
-    return trel::m61::canonical(trel::m61::sub(A.computed_residue(), A.residue));
+u64 difference(const ExactFloat& A) {
+    return m61::canonical(m61::sub(A.computed_residue(), A.residue));
 }
 
 }  // namespace
 
-void kvb_Verify_BSR(u64 a, u64 b, std::span<const trel::ExactFloat> results,
-                    const trel::ParallelContext& parallel) {
+void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results,
+                    const ParallelContext& parallel) {
     u64 hashes[2] = {0, 0};
     u64 words = 0;
-    for (const trel::ExactFloat& A : results) words = std::max(words, A.L);
+    for (const ExactFloat& A : results) words = std::max(words, A.L);
     const auto first = [&] { hashes[0] = difference(results.front()); };
     const auto others = [&] {
-        for (const trel::ExactFloat& A : results.subspan(1)) {
+        for (const ExactFloat& A : results.subspan(1)) {
             if (hashes[1] == 0) hashes[1] = difference(A);
         }
     };
@@ -33,10 +31,10 @@ void kvb_Verify_BSR(u64 a, u64 b, std::span<const trel::ExactFloat> results,
         first();
         others();
     } else {
-        trel::fork_join(parallel, first, others);
+        fork_join(parallel, first, others);
     }
     if (hashes[0] != 0 || hashes[1] != 0) {
-        throw trel::BSRModularCheckFailedException("kvb_Verify_BSR()", "Modular Redundancy Check Failed", a,
+        throw BSRModularCheckFailedException("kvb_Verify_BSR()", "Modular Redundancy Check Failed", a,
                                                    b, {hashes[0], hashes[1]});
     }
 }

@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "constants/builtin/log_base.h"
 
 #include <array>
@@ -6,7 +7,6 @@
 namespace kalvor {
 namespace {
 
-using trel::i128;
 using Matrix = std::vector<std::vector<i64>>;
 
 constexpr std::array<u64, 6> kPrimes = {2, 3, 5, 7, 11, 13};

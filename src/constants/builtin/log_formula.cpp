@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "constants/builtin/log_formula.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ constexpr const char* kNotDerived = "Unable to derive formula.";
 constexpr const char* kNotVerified = "Unable to verify correctness of formula.";
 
 [[noreturn]] void not_derived(const char* function) {
-    throw trel::AlgorithmFailedException(function, kNotDerived);
+    throw AlgorithmFailedException(function, kNotDerived);
 }
 
 // The steps beside 2x take arguments up to 2^32 - 1.
@@ -48,7 +49,7 @@ constexpr LogSearch::Strategy kStrategies[] = {
 }  // namespace
 
 GeneratedLogFormula generate_log_formula(u64 x, LogFormulaKind kind) {
-    if (x == 0) throw trel::InvalidParametersException(kGenerator, "Error: Log(0)");
+    if (x == 0) throw InvalidParametersException(kGenerator, "Error: Log(0)");
     if (x == 1) return {};
     if (x > kLargestArgument) not_derived(kGenerator);
     LogFormula primary;
@@ -96,7 +97,7 @@ LogFormula table_route(u64 x, LogFormulaKind kind) {
         }
         const std::vector<LogRelation> relations = log_relations_of(p);
         if (relations.empty()) {
-            throw trel::InvalidParametersException(kFunction, "Non-base prime found in queue.");
+            throw InvalidParametersException(kFunction, "Non-base prime found in queue.");
         }
         // p stands in the ratio of m with the exponent 2 / d, 1 or 2. The first relation that leaves no
         // halves.
@@ -121,7 +122,7 @@ void verify_log_formula(u64 x, const LogFormula& formula) {
         fits = fits && multiply_power(difference, arccoth_ratio(term.m), term.c);
     }
     if (!fits || !difference.empty()) {
-        throw trel::AlgorithmFailedException("verify_log_formula()", kNotVerified);
+        throw AlgorithmFailedException("verify_log_formula()", kNotVerified);
     }
 }
 

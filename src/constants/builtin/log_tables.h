@@ -8,13 +8,10 @@
 #include <span>
 #include <vector>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
-
-using trel::i64;
-using trel::u32;
-using trel::u64;
 
 // Two formulas for every number, so that one confirms the other. Single terms may occur in both.
 enum class LogFormulaKind { primary, secondary };

@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "constants/builtin/pi.h"
 
 #include "base/errors/exceptions.h"
@@ -11,7 +12,6 @@ namespace kalvor {
 
 using BinarySplitting::Coefficients;
 using BinarySplitting::SeriesMemory;
-using trel::Word;
 
 namespace {
 
@@ -58,7 +58,7 @@ class PiSeriesValue final : public EvaluatorFactory {
 }  // namespace
 
 Pi::Pi(PiAlgorithm algorithm, int power) : algorithm_(algorithm), power_(power) {
-    if (power != 1 && power != -1) throw trel::InvalidParametersException("Pi", "Power must be 1 or -1.");
+    if (power != 1 && power != -1) throw InvalidParametersException("Pi", "Power must be 1 or -1.");
 }
 
 std::unique_ptr<Evaluator> Pi::make_evaluator(const EvaluatorRequest& request) const {

@@ -9,12 +9,6 @@
 namespace kalvor {
 namespace {
 
-using trel::BasicIntR;
-using trel::DoubleDouble;
-using trel::u128;
-using trel::u64;
-using trel::Word;
-
 // Scratch words of a leaf per term, for both series.
 constexpr u64 kGrowthWords = 23;
 
@@ -26,7 +20,7 @@ BinarySplitting::Series::Parameters parameters(PiSeriesKind kind, u64 precision_
 
 void require(const BasicIntR& T, u64 words, const char* function) {
     if (T.buffer_size < words) {
-        trel::assertion_failure(trel::kInvalidParameters, function, "The destination is too small.");
+        assertion_failure(kInvalidParameters, function, "The destination is too small.");
     }
 }
 
@@ -39,16 +33,16 @@ inline void multiply(BasicIntR& T, Word w) {
         carry = Word(p >> 64);
     }
     if (carry != 0) T.T[T.L++] = carry;
-    T.residue = trel::m61::mul(T.residue, trel::m61::fold(w));
+    T.residue = m61::mul(T.residue, m61::fold(w));
 }
 inline void set(BasicIntR& T, Word w) {
     T.T[0] = w;
     T.L = 1;
-    T.residue = trel::m61::fold(w);
+    T.residue = m61::fold(w);
 }
 
 double ln_factorial(double x) {
-    return (x + 0.5) * std::log(x + 1) - x - trel::dd::stirling().high;
+    return (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
 }
 
 }  // namespace
@@ -88,12 +82,12 @@ PiSeries::PiSeries(PiSeriesKind kind, u64 precision_words)
       constants_(PiSeriesConstants::of(kind)),
       gain_(DoubleDouble::parse(constants_.gain)),
       growth_(DoubleDouble::parse(constants_.growth)),
-      full_(DoubleDouble::from_u64(precision_words) * trel::dd::ln2_64()),
+      full_(DoubleDouble::from_u64(precision_words) * dd::ln2_64()),
       log_r_(std::log(2.0 * static_cast<double>(constants_.r2 * constants_.r2))) {}
 
 u64 PiSeries::term_count(PiSeriesKind kind, u64 precision_words) {
     const DoubleDouble gain = DoubleDouble::parse(PiSeriesConstants::of(kind).gain);
-    const DoubleDouble per_word = trel::dd::ln2_64() * reciprocal(gain);
+    const DoubleDouble per_word = dd::ln2_64() * reciprocal(gain);
     return static_cast<u64>(
         round_parts(DoubleDouble::from_u64(precision_words) * per_word + DoubleDouble(1.5)));
 }
@@ -106,7 +100,7 @@ double PiSeries::log_size_to(u64 k) const {
 
 DoubleDouble PiSeries::log_size_to_dd(u64 k) const {
     const DoubleDouble x = DoubleDouble::from_u64(k);
-    return DoubleDouble(3.0) * trel::ln_factorial(x) + x * growth_;
+    return DoubleDouble(3.0) * ln_factorial(x) + x * growth_;
 }
 
 DoubleDouble PiSeries::log_remaining(u64 k) const {
@@ -140,7 +134,7 @@ void PiSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
         Word words[2] = {Word(linear), Word(linear >> 64)};
         BasicIntR factor(words, 2);
         factor.L = 2;
-        factor.residue = trel::m61::hash_words(words, 2);
+        factor.residue = m61::hash_words(words, 2);
         P.set_mulB(R, factor);
     }
 

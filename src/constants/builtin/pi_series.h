@@ -7,6 +7,7 @@
 // (Chudnovsky and Chudnovsky 1988; Ramanujan 1914.)
 #pragma once
 
+#include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
 
 namespace kalvor {
@@ -15,13 +16,13 @@ enum class PiSeriesKind { chudnovsky, ramanujan };
 
 // What the two series differ in.
 struct PiSeriesConstants {
-    trel::Word A, B;           // P(k) = R(k) (A + B k)
-    trel::Word C;              // Q(k) = k^3 C
-    trel::Word r2, r2_offset;  // R(k) = (2k - 1)(r2 k - r2_offset)(r2 k - 1)
-    trel::u64 zero_bits_C;     // 2^zero_bits_C divides C
+    Word A, B;           // P(k) = R(k) (A + B k)
+    Word C;              // Q(k) = k^3 C
+    Word r2, r2_offset;  // R(k) = (2k - 1)(r2 k - r2_offset)(r2 k - 1)
+    u64 zero_bits_C;     // 2^zero_bits_C divides C
     const char* gain;          // nats by which a term falls at least
     const char* growth;        // ln C
-    trel::u64 leaf_threshold;
+    u64 leaf_threshold;
     bool alternating;
     const char *name_R1, *name_P1, *name_Q1;  // of the term functions, for reports
 
@@ -30,21 +31,21 @@ struct PiSeriesConstants {
 
 class PiSeries final : public BinarySplitting::CommonP2B3::Series {
   public:
-    PiSeries(PiSeriesKind kind, trel::u64 precision_words);
+    PiSeries(PiSeriesKind kind, u64 precision_words);
 
-    double log_size_to(trel::u64 k) const override;
-    trel::DoubleDouble log_size_to_dd(trel::u64 k) const override;
-    trel::DoubleDouble log_remaining(trel::u64 k) const override;
-    double log_size_R(trel::u64 a, trel::u64 b) const override;
-    trel::u64 zero_bits_Q(trel::u64 a, trel::u64 b) const override;
-    void term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) const override;
+    double log_size_to(u64 k) const override;
+    DoubleDouble log_size_to_dd(u64 k) const override;
+    DoubleDouble log_remaining(u64 k) const override;
+    double log_size_R(u64 a, u64 b) const override;
+    u64 zero_bits_Q(u64 a, u64 b) const override;
+    void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;
 
     // Terms for a precision.
-    static trel::u64 term_count(PiSeriesKind kind, trel::u64 precision_words);
+    static u64 term_count(PiSeriesKind kind, u64 precision_words);
 
   private:
     const PiSeriesConstants& constants_;
-    trel::DoubleDouble gain_, growth_, full_;
+    DoubleDouble gain_, growth_, full_;
     double log_r_;  // R(k) < k^3 exp(log_r_)
 };
 

@@ -5,13 +5,10 @@
 
 #include <map>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
-
-using trel::i64;
-using trel::u32;
-using trel::u64;
 
 // prime -> exponent, without exponents of zero. The number 1 is empty.
 using PrimeExponents = std::map<u64, i64>;

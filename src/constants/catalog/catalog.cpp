@@ -4,9 +4,8 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::Config::NodeType;
-using trel::Config::Object;
+using Config::NodeType;
+using Config::Object;
 
 namespace {
 
@@ -43,9 +42,9 @@ constexpr CatalogRow kRows[] = {
 
 // An integer is its text.
 std::string text_of(const Object& object, std::string_view key) {
-    const trel::Config::Node& node = object.get(key);
-    if (node.type() == NodeType::integer) return std::to_string(node.as<trel::Config::Integer>().value);
-    return node.as<trel::Config::String>(kContext).value;
+    const Config::Node& node = object.get(key);
+    if (node.type() == NodeType::integer) return std::to_string(node.as<Config::Integer>().value);
+    return node.as<Config::String>(kContext).value;
 }
 
 Catalog& program_catalog() {
@@ -93,7 +92,7 @@ std::vector<std::string> Catalog::tokens() const {
 
 void Catalog::add(std::string_view token, const ConstantFactory& factory) {
     const CatalogRow* const row = find(token);
-    if (!row) trel::refuse_registration("Constant without a row: " + std::string(token));
+    if (!row) refuse_registration("Constant without a row: " + std::string(token));
     factories_.add(std::string(row->tokens.front()), &factory);
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/config/node.h"
+#include "base/names/names.h"
 #include "base/registry/named.h"
 #include "constants/catalog/constant.h"
 
@@ -26,7 +27,7 @@ class ConstantFactory {
     virtual bool takes_argument() const { return false; }
     // From the whole "Constant" object, whose token has been looked at. By default the keys "Constant",
     // "Argument" if there is one, and "Algorithm", and no others; integers are taken as their text.
-    virtual std::unique_ptr<Constant> load(const trel::Config::Object& object) const;
+    virtual std::unique_ptr<Constant> load(const Config::Object& object) const;
     // Once it is chosen from the menu: asks for what it wants to know. nullptr: the user cancelled.
     virtual std::unique_ptr<Constant> ask() const { return make({}); }
 };
@@ -59,13 +60,13 @@ class Catalog {
     // token of no row.
     void add(std::string_view token, const ConstantFactory& factory);
     std::unique_ptr<Constant> make(std::string_view token, std::string_view argument) const;
-    std::unique_ptr<Constant> load(const trel::Config::Object& object) const;
+    std::unique_ptr<Constant> load(const Config::Object& object) const;
 
   private:
     const ConstantFactory& factory_of(std::string_view token) const;
 
     std::span<const CatalogRow> rows_;
-    trel::Named<const ConstantFactory*> factories_;  // by the first token
+    Named<const ConstantFactory*> factories_;  // by the first token
 };
 
 // The program's own, filled before main().
@@ -79,7 +80,7 @@ std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view
 // From the whole "Constant" object of a settings file; an object in place of the token is a constant with a
 // formula of its own. Throws the same, "Invalid Algorithm: " + token, and the type errors and key errors of
 // Config::Object.
-std::unique_ptr<Constant> load_constant(const trel::Config::Object& object);
+std::unique_ptr<Constant> load_constant(const Config::Object& object);
 // Every token that make_constant() takes, in the order of the rows.
 std::vector<std::string> constant_tokens();
 

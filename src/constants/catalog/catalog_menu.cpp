@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "constants/catalog/catalog_menu.h"
 
 #include <algorithm>
@@ -7,8 +8,7 @@
 
 namespace kalvor {
 
-namespace Console = trel::Console;
-using trel::Prompt::read_unsigned_in_range;
+using Prompt::read_unsigned_in_range;
 
 namespace {
 

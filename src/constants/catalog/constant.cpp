@@ -17,12 +17,12 @@ void Constant::select_algorithm(std::string_view token) {
             return;
         }
     }
-    throw trel::InvalidParametersException("Constant::select_algorithm()",
+    throw InvalidParametersException("Constant::select_algorithm()",
                                            "Invalid Algorithm: " + std::string(token));
 }
 
-std::unique_ptr<trel::Config::Object> Constant::to_config() const {
-    auto object = std::make_unique<trel::Config::Object>();
+std::unique_ptr<Config::Object> Constant::to_config() const {
+    auto object = std::make_unique<Config::Object>();
     object->add_string("Constant", token());
     if (argument()) object->add_integer("Argument", *argument());
     object->add_string("Algorithm", algorithm_token());

@@ -11,11 +11,10 @@
 
 #include "base/config/node.h"
 #include "base/console/colors.h"
+#include "base/names/names.h"
 #include "constants/evaluator/evaluator.h"
 
 namespace kalvor {
-
-using trel::i64;
 
 enum class CatalogGroup { fast, moderate, slow, other };
 
@@ -23,7 +22,7 @@ enum class CatalogGroup { fast, moderate, slow, other };
 struct CatalogRow {
     u64 number;                                // in the menu
     std::span<const std::string_view> tokens;  // one or more; settings files get the first
-    trel::Console::ColorLetter color;
+    Console::ColorLetter color;
     std::string_view name;
     std::string_view value;       // the first digits; empty where they depend on an argument
     std::string_view difficulty;  // with its leading blanks
@@ -45,7 +44,7 @@ class Constant : public EvaluatorFactory {
   public:
     virtual const CatalogRow& row() const = 0;
     std::string token() const { return std::string(row().tokens.front()); }
-    trel::Console::ColorLetter color() const { return row().color; }
+    Console::ColorLetter color() const { return row().color; }
 
     virtual std::string name_short() const = 0;  // file names: "Pi"
     virtual std::string name_long() const = 0;   // header: "Pi"
@@ -73,7 +72,7 @@ class Constant : public EvaluatorFactory {
     virtual bool supports(ComputeMode mode) const { return mode == ComputeMode::ram; }
 
     // The "Constant" object of a settings file, from which load_constant() makes this one again.
-    virtual std::unique_ptr<trel::Config::Object> to_config() const;
+    virtual std::unique_ptr<Config::Object> to_config() const;
 
   private:
     u64 algorithm_ = 0;

@@ -12,23 +12,18 @@
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/needs.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "base/status/work_meter.h"
 
 namespace kalvor {
-
-using trel::BigFloat;
-using trel::MultiplyContext;
-using trel::Needs;
-using trel::Status;
-using trel::u64;
 
 struct EvaluatorRequest {
     u64 precision;  // words
     u64 tds;        // tasks that the work may be split into
     // Bytes of working memory to keep within: what would take more is done in a slower way that takes less,
     // if there is one. Needs may still be larger.
-    u64 memory_budget = trel::kAnyRoom;
+    u64 memory_budget = kAnyRoom;
     // Bytes of working memory that are there in any case, so that they cost nothing.
     u64 free_bytes = 0;
 };
@@ -53,7 +48,7 @@ class Evaluator {
 
     virtual const Needs& needs() const = 0;
     // The phases of a run, in seconds of one core.
-    virtual std::vector<trel::WorkPhase> work() const = 0;
+    virtual std::vector<WorkPhase> work() const = 0;
     virtual SeriesBlocks series_blocks() const { return {}; }
     // What a run announces itself with; empty when it does not.
     virtual std::string label() const { return {}; }

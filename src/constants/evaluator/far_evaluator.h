@@ -2,16 +2,17 @@
 // one yet; how one runs is settled when numbers on far memory exist.
 #pragma once
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
 
 // Bytes.
 struct FarNeeds {
-    trel::u64 minimum_memory = 0;      // with less of it the computation cannot run
-    trel::u64 disk_peak = 0;           // most that is in use on far memory at a time
-    trel::u64 bytes_moved = 0;         // read and written in all
-    trel::u64 largest_checkpoint = 0;  // that a run saves
+    u64 minimum_memory = 0;      // with less of it the computation cannot run
+    u64 disk_peak = 0;           // most that is in use on far memory at a time
+    u64 bytes_moved = 0;         // read and written in all
+    u64 largest_checkpoint = 0;  // that a run saves
 };
 
 class FarEvaluator {

@@ -9,11 +9,6 @@
 
 namespace kalvor {
 
-using trel::BigFloat;
-using trel::i64;
-using trel::MultiplyContext;
-using trel::u64;
-
 namespace {
 
 // Words that a product's memory is planned for beyond those of its operands.
@@ -25,33 +20,33 @@ constexpr u64 kOverlap = 2;
 
 LargeProduct::LargeProduct(u64 precision, u64 room) : precision_(precision) {
     const u64 words = precision + 2;
-    needs_ = trel::product_needs(2 * words + kSpareWords);
+    needs_ = product_needs(2 * words + kSpareWords);
     if (needs_.bytes > room) {
         low_ = words / 2;
-        low_product_words_ = trel::round_up_8(precision - low_ + kSpareWords);
+        low_product_words_ = round_up_8(precision - low_ + kSpareWords);
         needs_ =
-            trel::product_needs(std::max(2 * words - low_, 2 * low_) + kSpareWords).above(low_product_words_);
+            product_needs(std::max(2 * words - low_, 2 * low_) + kSpareWords).above(low_product_words_);
     }
     // One word for the carry of the last addition.
     needs_.result_words = precision + 3;
 }
 
-trel::WorkPhase LargeProduct::work() const {
-    const double work = trel::product_work(2.0 * static_cast<double>(precision_));
-    return {"multiplication", work * trel::kWorkSeconds, work};
+WorkPhase LargeProduct::work() const {
+    const double work = product_work(2.0 * static_cast<double>(precision_));
+    return {"multiplication", work * kWorkSeconds, work};
 }
 
-void LargeProduct::run(const MultiplyContext& context, trel::Status& status, BigFloat& T, const BigFloat& x,
+void LargeProduct::run(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
                        const BigFloat& y) const {
-    trel::StatusSection section(status, "Large Multiply...");
-    trel::StatusFrame frame(section.node(), "Multiplying: ");
-    trel::StatusIteration progress(frame.node(), trel::Status::IterationMode::percentage, 2);
+    StatusSection section(status, "Large Multiply...");
+    StatusFrame frame(section.node(), "Multiplying: ");
+    StatusIteration progress(frame.node(), Status::IterationMode::percentage, 2);
     // A product with a short operand is short itself. In two steps it would lose words.
     if (low_ == 0 || x.L + y.L + kSpareWords <= needs_.product_words) {
         return T.set_mul(precision_, context, x, y);
     }
-    trel::AlignedBufferC memory = context.scratch;
-    BigFloat lower = trel::carve<BigFloat>(memory, low_product_words_);
+    AlignedBufferC memory = context.scratch;
+    BigFloat lower = carve<BigFloat>(memory, low_product_words_);
     const MultiplyContext rest = context.with_scratch(memory);
     const u64 upper = precision_ + 2 - low_;
     T.set_mul(precision_, rest, x, y.top(upper));
@@ -63,7 +58,7 @@ void LargeProduct::run(const MultiplyContext& context, trel::Status& status, Big
     if (bottom.L > 0 && reach > 0) {
         const u64 words = static_cast<u64>(reach) + kOverlap;
         lower.set_mul(static_cast<u64>(reach), rest, x.top(words), bottom.top(words));
-        trel::combine_ip(context.parallel, T, lower, false);
+        combine_ip(context.parallel, T, lower, false);
     }
     progress.update(2);
 }

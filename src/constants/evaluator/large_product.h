@@ -11,6 +11,7 @@
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/needs.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "base/status/work_meter.h"
 
@@ -20,23 +21,23 @@ class LargeProduct {
   public:
     // Of values of at most precision + 2 words. room: bytes of memory beside operands and result that cost
     // nothing.
-    LargeProduct(trel::u64 precision, trel::u64 room);
+    LargeProduct(u64 precision, u64 room);
 
     // Beside the operands.
-    const trel::Needs& needs() const { return needs_; }
-    trel::WorkPhase work() const;
+    const Needs& needs() const { return needs_; }
+    WorkPhase work() const;
     // Whether long operands are multiplied in two steps.
     bool in_two_steps() const { return low_ != 0; }
 
     // T = x y to the precision, announced as "Large Multiply...". T is neither of them; they may be one.
-    void run(const trel::MultiplyContext& context, trel::Status& status, trel::BigFloat& T,
-             const trel::BigFloat& x, const trel::BigFloat& y) const;
+    void run(const MultiplyContext& context, Status& status, BigFloat& T,
+             const BigFloat& x, const BigFloat& y) const;
 
   private:
-    trel::u64 precision_;
-    trel::u64 low_ = 0;                // words of y's lower half
-    trel::u64 low_product_words_ = 0;  // of its product's buffer
-    trel::Needs needs_;
+    u64 precision_;
+    u64 low_ = 0;                // words of y's lower half
+    u64 low_product_words_ = 0;  // of its product's buffer
+    Needs needs_;
 };
 
 }  // namespace kalvor

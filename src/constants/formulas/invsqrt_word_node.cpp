@@ -8,22 +8,22 @@ namespace {
 
 class InvsqrtWord final : public Evaluator {
   public:
-    InvsqrtWord(trel::Word w, const EvaluatorRequest& request)
-        : w_(w), plan_(trel::InvsqrtWordPlan::make(request.precision, request.tds)) {}
+    InvsqrtWord(Word w, const EvaluatorRequest& request)
+        : w_(w), plan_(InvsqrtWordPlan::make(request.precision, request.tds)) {}
 
     const Needs& needs() const override { return needs_; }
-    std::vector<trel::WorkPhase> work() const override {
-        const double work = trel::newton::levels_work(plan_.p);
-        return {{"square root", work * trel::kWorkSeconds, work}};
+    std::vector<WorkPhase> work() const override {
+        const double work = newton::levels_work(plan_.p);
+        return {{"square root", work * kWorkSeconds, work}};
     }
     void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.work().enter("square root");
-        trel::invsqrt_word(plan_, context, status, result, w_);
+        invsqrt_word(plan_, context, status, result, w_);
     }
 
   private:
-    const trel::Word w_;
-    const trel::InvsqrtWordPlan plan_;
+    const Word w_;
+    const InvsqrtWordPlan plan_;
     const Needs needs_ = plan_.needs();
 };
 

@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "constants/formulas/product.h"
 
 #include <algorithm>
@@ -6,10 +7,6 @@
 #include "constants/evaluator/large_product.h"
 
 namespace kalvor::Formulas {
-
-using trel::AlignedBufferC;
-using trel::room_above;
-using trel::round_up_8;
 
 namespace {
 
@@ -41,9 +38,9 @@ class Product final : public Evaluator {
     const Needs& needs() const override { return needs_; }
     std::string label() const override { return label_; }
     SeriesBlocks series_blocks() const override { return first_->series_blocks() + second_->series_blocks(); }
-    std::vector<trel::WorkPhase> work() const override {
-        std::vector<trel::WorkPhase> phases = first_->work();
-        for (trel::WorkPhase& phase : second_->work()) phases.push_back(std::move(phase));
+    std::vector<WorkPhase> work() const override {
+        std::vector<WorkPhase> phases = first_->work();
+        for (WorkPhase& phase : second_->work()) phases.push_back(std::move(phase));
         phases.push_back(product_.work());
         return phases;
     }
@@ -53,10 +50,10 @@ class Product final : public Evaluator {
         BigFloat& x = result;
         first_->run(context, status, x);
         AlignedBufferC memory = context.scratch;
-        BigFloat y = trel::carve<BigFloat>(memory, second_->needs().result_words);
+        BigFloat y = carve<BigFloat>(memory, second_->needs().result_words);
         second_->run(context.with_scratch(memory), status, y);
-        BigFloat T = trel::carve<BigFloat>(memory, result_words_);
-        const trel::WorkPhase phase = product_.work();
+        BigFloat T = carve<BigFloat>(memory, result_words_);
+        const WorkPhase phase = product_.work();
         status.work().enter(phase.name);
         product_.run(context.with_scratch(memory), status, T, x, y);
         result.set_BigFloat(precision_, context.parallel, T);

@@ -9,22 +9,19 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::i64;
-using trel::u64;
-using trel::CommandLine::CountValue;
-using trel::CommandLine::OptionTable;
-using trel::CommandLine::ParameterList;
-using trel::CommandLine::RefusedException;
-using trel::CommandLine::SwitchValue;
-using trel::CommandLine::WordValue;
-namespace Console = trel::Console;
+using CommandLine::CountValue;
+using CommandLine::OptionTable;
+using CommandLine::ParameterList;
+using CommandLine::RefusedException;
+using CommandLine::SwitchValue;
+using CommandLine::WordValue;
 
 namespace {
 
 constexpr const char* kPage = "help";
 
 // A row for a number from low to high.
-trel::CommandLine::OptionRow<BBPSettings> number_row(const char* name, const char* help, u64 low, u64 high,
+CommandLine::OptionRow<BBPSettings> number_row(const char* name, const char* help, u64 low, u64 high,
                                                      u64 BBPSettings::*member) {
     const std::string range =
         "Write a number from " + Console::format_commas(low) + " to " + Console::format_commas(high) + ".";
@@ -46,7 +43,7 @@ void set_modes(BBPSettings& settings, const std::string& letters) {
     for (const char letter : letters) {
         const char upper = letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
         if (upper < 'A' || upper >= 'A' + static_cast<char>(kModes)) {
-            throw RefusedException("-modes: " + trel::CommandLine::quoted(letters) +
+            throw RefusedException("-modes: " + CommandLine::quoted(letters) +
                                    " names a mode that does not exist. Write letters of ABC.");
         }
         modes.enabled[static_cast<u64>(upper - 'A')] = true;
@@ -56,11 +53,11 @@ void set_modes(BBPSettings& settings, const std::string& letters) {
 
 [[noreturn]] void refuse_option(const ParameterList& parameters) {
     const std::string& raw = parameters.current_raw();
-    Console::print_problem(trel::CommandLine::unknown_option(
-        raw, "an option of \"bbp\"", trel::CommandLine::names_of(bbp_option_table()), kPage));
+    Console::print_problem(CommandLine::unknown_option(
+        raw, "an option of \"bbp\"", CommandLine::names_of(bbp_option_table()), kPage));
     {
         const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + trel::CommandLine::shown(raw));
+        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
     }
     Console::fatal_exit(1);
 }

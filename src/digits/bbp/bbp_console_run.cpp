@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "digits/bbp/bbp_console_run.h"
 
 #include "base/console/console.h"
@@ -7,27 +8,25 @@
 
 namespace kalvor::BBPv2 {
 
-namespace Console = trel::Console;
-
 namespace {
 
-constexpr trel::u64 kLineWidth = 79;
+constexpr u64 kLineWidth = 79;
 constexpr double kRefreshSeconds = 0.1;
 // A tile of terms takes milliseconds, so the run has long stopped by then; the process is to end within two
 // seconds whatever happens.
-constexpr trel::u32 kGraceMilliseconds = 1500;
+constexpr u32 kGraceMilliseconds = 1500;
 
 }  // namespace
 
 void run_on_console(BBPSession& session) {
-    trel::RunMonitor monitor;
-    trel::LinearConsoleNode console(kLineWidth, kRefreshSeconds);
+    RunMonitor monitor;
+    LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     {
-        const trel::os::InterruptWatch watch([&] { monitor.stop.request(); },
-                                             [] { trel::os::end_as_interrupted(); }, kGraceMilliseconds);
+        const os::InterruptWatch watch([&] { monitor.stop.request(); },
+                                             [] { os::end_as_interrupted(); }, kGraceMilliseconds);
         try {
             session.run(console, monitor);
-        } catch (const trel::RunStopped&) {
+        } catch (const RunStopped&) {
         } catch (...) {
             monitor.warnings.report(console);
             throw;
@@ -40,7 +39,7 @@ void run_on_console(BBPSession& session) {
     Console::print_line("Interrupted. " + Console::format_fixed(session.percent_done(), 2) +
                         " % of the terms were summed.");
     Console::flush();
-    throw trel::RunStopped();
+    throw RunStopped();
 }
 
 }  // namespace kalvor::BBPv2

@@ -6,9 +6,6 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::i64;
-using trel::u64;
-
 namespace {
 
 // Bailey, Borwein, Plouffe (1997).
@@ -76,7 +73,7 @@ Figures figures_of(u64 formula_number, u64 offset, u64 digits) {
             return f;
         }
         default:
-            throw trel::InvalidParametersException("BBPSession::update_settings()", "Invalid Algorithm");
+            throw InvalidParametersException("BBPSession::update_settings()", "Invalid Algorithm");
     }
 }
 

@@ -11,12 +11,12 @@ extern const kalvor::BbpKernels bbp_kernels;
 
 namespace kalvor {
 
-const BbpKernels& bbp_kernels(trel::Isa isa) {
+const BbpKernels& bbp_kernels(Isa isa) {
     return TREL_TABLE(isa, bbp_kernels);
 }
 
 const BbpKernels& bbp_kernels() {
-    static const BbpKernels& kernels = bbp_kernels(trel::active_isa());
+    static const BbpKernels& kernels = bbp_kernels(active_isa());
     return kernels;
 }
 

@@ -9,25 +9,26 @@
 // significant. The caller folds it before a sum can leave 63 bits: after at most kBbpFoldTerms terms.
 #pragma once
 
+#include "base/names/names.h"
 #include "base/simd/isa.h"
 #include "os/types.h"
 
 namespace kalvor {
 
-constexpr trel::u64 kBbpTile = 1024;
+constexpr u64 kBbpTile = 1024;
 // |q| <= 2^49 + 1 in any mode, and a lane gets one limb of every eighth term.
-constexpr trel::u64 kBbpFoldTerms = trel::u64(1) << 15;
+constexpr u64 kBbpFoldTerms = u64(1) << 15;
 // The largest divisors of the modes; modes A and B are proved up to here, mode C below 2^61.
-constexpr trel::u64 kBbpLimitA = (trel::u64(1) << 49) - 1;
-constexpr trel::u64 kBbpLimitB = (trel::u64(1) << 51) - 1;
-constexpr trel::u64 kBbpLimitC = (trel::u64(1) << 61) - 1;
+constexpr u64 kBbpLimitA = (u64(1) << 49) - 1;
+constexpr u64 kBbpLimitB = (u64(1) << 51) - 1;
+constexpr u64 kBbpLimitC = (u64(1) << 61) - 1;
 
 // Terms i = 0 .. n - 1 with divisors `divisor` + i `divisor_step`, odd and at least 3, and exponents
 // `exponent` - i `exponent_step`, at least 1.
 struct BbpTerms {
-    trel::u64 n;  // 1 .. kBbpTile
-    trel::u64 divisor, divisor_step;
-    trel::u64 exponent, exponent_step;
+    u64 n;  // 1 .. kBbpTile
+    u64 divisor, divisor_step;
+    u64 exponent, exponent_step;
 };
 
 // A tile between the stages. Lanes behind the last term hold r = 0.
@@ -37,8 +38,8 @@ struct BbpTile {
     alignas(64) double inverse[kBbpTile];  // 1 / m, correctly rounded
 };
 struct BbpTileC {
-    alignas(64) trel::u64 r[kBbpTile];  // two's complement
-    alignas(64) trel::u64 m[kBbpTile];
+    alignas(64) u64 r[kBbpTile];  // two's complement
+    alignas(64) u64 m[kBbpTile];
     alignas(64) double inverse[kBbpTile];  // within 2^-52 of 1 / m, relatively
 };
 
@@ -50,16 +51,16 @@ struct BbpKernels {
     // sums[8 j + lane] += limbs j = 0 .. n_limbs - 1 of the first n terms; r goes on to the limbs behind
     // them. With `last` the last limb becomes that of the truncated quotient. n is rounded up to whole
     // groups of kBbpGroup, so r must be 0 in the lanes behind.
-    void (*limbs)(trel::u64* sums, trel::u64 n_limbs, BbpTile& tile, trel::u64 n, bool last) noexcept;
+    void (*limbs)(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept;
     // The same for mode C; -m < r < 2 m.
     void (*power_c)(BbpTileC& tile, const BbpTerms& terms) noexcept;
-    void (*limbs_c)(trel::u64* sums, trel::u64 n_limbs, BbpTileC& tile, trel::u64 n, bool last) noexcept;
+    void (*limbs_c)(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept;
 };
 
 // kBbpTile is a multiple of it.
-constexpr trel::u64 kBbpGroup = 128;
+constexpr u64 kBbpGroup = 128;
 
-const BbpKernels& bbp_kernels(trel::Isa isa);
+const BbpKernels& bbp_kernels(Isa isa);
 // The level in use.
 const BbpKernels& bbp_kernels();
 

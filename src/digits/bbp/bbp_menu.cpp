@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "digits/bbp/bbp_menu.h"
 
 #include <string>
@@ -9,10 +10,6 @@
 #include "digits/bbp/bbp_console_run.h"
 
 namespace kalvor::BBPv2 {
-
-using trel::u64;
-namespace Console = trel::Console;
-namespace Prompt = trel::Prompt;
 
 namespace {
 

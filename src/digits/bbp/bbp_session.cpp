@@ -10,9 +10,6 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::i64;
-using trel::Status;
-using trel::u64;
 using Segments = std::vector<Status::ColoredText>;
 
 namespace {
@@ -26,7 +23,7 @@ std::string sub_sum_text(const SubSum& s) {
 }
 
 std::string percent_text(u64 n_done, u64 n_terms) {
-    return trel::Console::format_fixed(100 * static_cast<double>(n_done) / static_cast<double>(n_terms), 6) +
+    return Console::format_fixed(100 * static_cast<double>(n_done) / static_cast<double>(n_terms), 6) +
            " %";
 }
 
@@ -47,7 +44,7 @@ void add_group(Segments& line, const std::string& digits, u64 first, u64 n_asked
 
 }  // namespace
 
-BBPSettings::BBPSettings() : threads(std::max<u64>(trel::os::active_processor_count(), 1)) {}
+BBPSettings::BBPSettings() : threads(std::max<u64>(os::active_processor_count(), 1)) {}
 
 BBPSession::BBPSession(BBPSettings settings) {
     update_settings(settings);
@@ -73,13 +70,13 @@ double BBPSession::percent_done() const {
 
 Workers BBPSession::workers() const {
     Workers workers{settings_.threads, {}, settings_.modes};
-    if (settings_.pin_threads) workers.processors = trel::os::active_processors();
+    if (settings_.pin_threads) workers.processors = os::active_processors();
     return workers;
 }
 
-void BBPSession::run(Status& status, trel::RunMonitor& monitor, u64 (*ticks)()) {
+void BBPSession::run(Status& status, RunMonitor& monitor, u64 (*ticks)()) {
     const std::string refused = cannot_start();
-    if (!refused.empty()) throw trel::InvalidParametersException("BBPSession::run()", refused);
+    if (!refused.empty()) throw InvalidParametersException("BBPSession::run()", refused);
     n_done_ = 0;
     total_.reset();
     print_settings(status);
@@ -91,8 +88,8 @@ void BBPSession::run(Status& status, trel::RunMonitor& monitor, u64 (*ticks)()) 
         status.Status_Line(sub_sum_text(s));
         const u64 n_before = n_done_;
         {
-            trel::StatusFrame summing(status, "Summing...  ");
-            std::optional<trel::StatusFrame> percent;
+            StatusFrame summing(status, "Summing...  ");
+            std::optional<StatusFrame> percent;
             const FractionFloat sum =
                 sum_terms(s, figures_.terms, figures_.limbs, workers, monitor, [&](u64 n_done) {
                     n_done_ = n_before + n_done;
@@ -104,22 +101,22 @@ void BBPSession::run(Status& status, trel::RunMonitor& monitor, u64 (*ticks)()) 
         }
         monitor.warnings.report(status);
     }
-    const u64 end = ticks(), frequency = trel::os::performance_frequency();
+    const u64 end = ticks(), frequency = os::performance_frequency();
     total_ = std::move(total);
     status.Status_Line("");
-    status.Status_ColoredLine({{'w', "End Time: "}, {'Y', trel::date_time_text()}});
+    status.Status_ColoredLine({{'w', "End Time: "}, {'Y', date_time_text()}});
     if (start == 0 || end == 0 || frequency == 0) {
         status.Status_Line("Unable to get CPU Clock.");
     } else {
         const double seconds = static_cast<double>(end - start) / static_cast<double>(frequency);
-        status.Status_ColoredLine({{'w', "Total Time:     "}, {'Y', trel::Console::format_time(seconds)}});
+        status.Status_ColoredLine({{'w', "Total Time:     "}, {'Y', Console::format_time(seconds)}});
     }
     status.Status_Line("");
     print_digits(status);
 }
 
 void BBPSession::print_settings(Status& status) const {
-    using trel::Console::format_commas;
+    using Console::format_commas;
     status.Status_ColoredLine(
         {{'w', "Formula: "}, {'T', std::string(" ") + formula(settings_.formula).name}});
     status.Status_Line("");
@@ -133,7 +130,7 @@ void BBPSession::print_settings(Status& status) const {
                                {'G', format_commas(kGroup * figures_.precision)},
                                {'w', " Hexadecimal Digits"}});
     status.Status_Line("");
-    status.Status_ColoredLine({{'w', "Start Time: "}, {'Y', trel::date_time_text()}});
+    status.Status_ColoredLine({{'w', "Start Time: "}, {'Y', date_time_text()}});
     status.Status_Line("");
 }
 
@@ -157,7 +154,7 @@ void BBPSession::print_digits(Status& status) const {
     status.Status_Line("");
 }
 
-std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, trel::RunMonitor& monitor) {
+std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor) {
     const Figures figures = figures_of(number, offset, digits);
     FractionFloat total(figures.limbs);
     for (const SubSum& at_0 : formula(number).sub_sums) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/bbp/bbp_formulas.h"
 #include "digits/bbp/bbp_sum.h"
@@ -20,10 +21,10 @@ struct BBPSettings {
     // A thread for each active processor of all groups.
     BBPSettings();
 
-    trel::u64 formula = kOriginalBbp;
-    trel::u64 offset = 1000000000;
-    trel::u64 digits = 32;
-    trel::u64 threads;
+    u64 formula = kOriginalBbp;
+    u64 offset = 1000000000;
+    u64 digits = 32;
+    u64 threads;
     bool pin_threads = true;
     Modes modes;
 };
@@ -44,8 +45,8 @@ class BBPSession {
     // Sums all sub-sums and reports: settings, sub-sums, times, digits. Throws RunStopped when the monitor
     // asks for it, and InvalidParametersException with cannot_start(). `ticks` is what the time is measured
     // with; 0 says that it cannot be read.
-    void run(trel::Status& status, trel::RunMonitor& monitor,
-             trel::u64 (*ticks)() = trel::os::performance_counter);
+    void run(Status& status, RunMonitor& monitor,
+             u64 (*ticks)() = os::performance_counter);
 
     // The total of the last run that came to its end: every bit is defined by formula, offset and number of
     // digits.
@@ -54,19 +55,19 @@ class BBPSession {
     double percent_done() const;
 
   private:
-    void print_settings(trel::Status& status) const;
-    void print_digits(trel::Status& status) const;
+    void print_settings(Status& status) const;
+    void print_digits(Status& status) const;
     Workers workers() const;
 
     BBPSettings settings_;
     Figures figures_;
     std::optional<FractionFloat> total_;
-    trel::u64 n_done_ = 0;  // terms, of all sub-sums
+    u64 n_done_ = 0;  // terms, of all sub-sums
 };
 
 // The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
 // checks others with them. Reports nothing.
-std::string pi_digits(trel::u64 formula, trel::u64 offset, trel::u64 digits, const Workers& workers,
-                      trel::RunMonitor& monitor);
+std::string pi_digits(u64 formula, u64 offset, u64 digits, const Workers& workers,
+                      RunMonitor& monitor);
 
 }  // namespace kalvor::BBPv2

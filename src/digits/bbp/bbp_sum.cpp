@@ -13,9 +13,6 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::u32;
-using trel::u64;
-
 namespace {
 
 constexpr u64 kSmallestChunk = 10000;
@@ -25,7 +22,7 @@ constexpr auto kProgressInterval = std::chrono::milliseconds(100);
 // What the workers of one sub-sum share.
 class Sum {
   public:
-    Sum(const SubSum& sub_sum, u64 n_terms, u64 n_limbs, const Workers& workers, trel::RunMonitor& monitor)
+    Sum(const SubSum& sub_sum, u64 n_terms, u64 n_limbs, const Workers& workers, RunMonitor& monitor)
         : sub_sum_(sub_sum), n_terms_(n_terms), workers_(workers), monitor_(monitor), total_(n_limbs) {}
 
     FractionFloat run(const std::function<void(u64)>& progress) {
@@ -50,7 +47,7 @@ class Sum {
             fail(std::current_exception());
         }
         for (std::thread& thread : threads) thread.join();
-        if (monitor_.stop.requested()) throw trel::RunStopped();
+        if (monitor_.stop.requested()) throw RunStopped();
         if (failure_) std::rethrow_exception(failure_);
         return std::move(total_);
     }
@@ -78,13 +75,13 @@ class Sum {
         try {
             if (!workers_.processors.empty()) pin(index);
             sum_chunks();
-        } catch (const trel::RunStopped&) {
-        } catch (const trel::Exception&) {
+        } catch (const RunStopped&) {
+        } catch (const Exception&) {
             failure = told();
         } catch (const std::exception&) {
             failure = told();
         } catch (...) {
-            failure = std::make_exception_ptr(trel::StringException(
+            failure = std::make_exception_ptr(StringException(
                 "BBPv2::sum_terms()", "An unknown exception was thrown from a worker thread."));
         }
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -123,7 +120,7 @@ class Sum {
                 sum.add(sub_sum_, piece.mode, piece.begin, piece.end, [this](u64 n) {
                     n_done_.fetch_add(n, std::memory_order_relaxed);
                     if (stopped_.load(std::memory_order_relaxed) || monitor_.stop.requested()) {
-                        throw trel::RunStopped();
+                        throw RunStopped();
                     }
                 });
             }
@@ -142,7 +139,7 @@ class Sum {
     const SubSum sub_sum_;
     const u64 n_terms_;
     const Workers& workers_;
-    trel::RunMonitor& monitor_;
+    RunMonitor& monitor_;
 
     std::atomic<u64> n_done_{0};
     std::atomic<bool> stopped_{false};
@@ -165,7 +162,7 @@ u64 chunk_size(u64 n_left, u64 n_threads) {
 }
 
 FractionFloat sum_terms(const SubSum& sub_sum, u64 n_terms, u64 n_limbs, const Workers& workers,
-                        trel::RunMonitor& monitor, const std::function<void(u64)>& progress) {
+                        RunMonitor& monitor, const std::function<void(u64)>& progress) {
     return Sum(sub_sum, n_terms, n_limbs, workers, monitor).run(progress);
 }
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "base/names/names.h"
 #include "digits/bbp/bbp_formulas.h"
 #include "digits/bbp/bbp_kernels.h"
 #include "digits/bbp/fraction_float.h"
@@ -14,17 +15,17 @@
 namespace kalvor::BBPv2 {
 
 // How many terms a worker takes next when n_left of them are left.
-trel::u64 chunk_size(trel::u64 n_left, trel::u64 n_threads);
+u64 chunk_size(u64 n_left, u64 n_threads);
 
-constexpr trel::u64 kMaxThreads = 65536;
+constexpr u64 kMaxThreads = 65536;
 
 struct Workers {
-    trel::u64 threads = 1;  // 1 .. kMaxThreads
+    u64 threads = 1;  // 1 .. kMaxThreads
     // Worker i is bound to processors[i mod their number]; none: no worker is bound.
-    std::vector<trel::u32> processors = {};
+    std::vector<u32> processors = {};
     Modes modes = {};
     const BbpKernels* kernels = nullptr;  // nullptr: those of the level in use
-    trel::os::OsError (*set_affinity)(const std::vector<trel::u32>&) = trel::os::set_thread_affinity;
+    os::OsError (*set_affinity)(const std::vector<u32>&) = os::set_thread_affinity;
 };
 
 // The terms 0 <= k < n_terms, modulo 1 and without the sub-sum's sign. Any number of threads and any cut give
@@ -35,7 +36,7 @@ struct Workers {
 // warned "An exception was thrown from a worker thread." and the exception is thrown again here. One that is
 // not of the standard library's or our own kind becomes a StringException "An unknown exception was thrown
 // from a worker thread.".
-FractionFloat sum_terms(const SubSum& sub_sum, trel::u64 n_terms, trel::u64 n_limbs, const Workers& workers,
-                        trel::RunMonitor& monitor, const std::function<void(trel::u64 n_done)>& progress);
+FractionFloat sum_terms(const SubSum& sub_sum, u64 n_terms, u64 n_limbs, const Workers& workers,
+                        RunMonitor& monitor, const std::function<void(u64 n_done)>& progress);
 
 }  // namespace kalvor::BBPv2

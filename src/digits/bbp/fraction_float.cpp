@@ -6,12 +6,9 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::i64;
-using trel::u64;
-
 FractionFloat::FractionFloat(u64 n_limbs) {
     if (n_limbs < 2) {
-        throw trel::InvalidParametersException("FractionFloat::FractionFloat()",
+        throw InvalidParametersException("FractionFloat::FractionFloat()",
                                                "Length must be at least 2.");
     }
     limbs_.resize(n_limbs);
@@ -23,7 +20,7 @@ void FractionFloat::clear() {
 
 void FractionFloat::require_same_length(const FractionFloat& x, const char* function) const {
     if (x.limbs_.size() != limbs_.size()) {
-        throw trel::InvalidParametersException(function, "Lengths do not match.");
+        throw InvalidParametersException(function, "Lengths do not match.");
     }
 }
 

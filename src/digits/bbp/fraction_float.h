@@ -8,17 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::BBPv2 {
 
 class FractionFloat {
   public:
-    static constexpr trel::u64 kLimbBits = 48;
-    static constexpr trel::u64 kMask = (trel::u64(1) << kLimbBits) - 1;
+    static constexpr u64 kLimbBits = 48;
+    static constexpr u64 kMask = (u64(1) << kLimbBits) - 1;
 
     // Zero. Throws InvalidParametersException "Length must be at least 2.".
-    explicit FractionFloat(trel::u64 n_limbs);
+    explicit FractionFloat(u64 n_limbs);
 
     void clear();
     // Throw InvalidParametersException "Lengths do not match.".
@@ -27,24 +28,24 @@ class FractionFloat {
 
     // Adds sum over j of 2^(-48 (j + 1)) (sums[8 j] + ... + sums[8 j + 7]), signed words in two's complement:
     // what the kernels have added up (bbp_kernels.h). One row of eight a limb.
-    void add_lanes(const trel::u64* sums);
+    void add_lanes(const u64* sums);
     // Adds 2^-s, s >= 1; nothing when that is below the last limb.
-    void add_power(trel::u64 s);
+    void add_power(u64 s);
 
     // The first n hexadecimal digits, upper case; n is at most 12 L.
-    std::string hexadecimal(trel::u64 n) const;
+    std::string hexadecimal(u64 n) const;
 
-    std::span<const trel::u64> limbs() const { return limbs_; }
-    std::span<trel::u64> limbs() { return limbs_; }
+    std::span<const u64> limbs() const { return limbs_; }
+    std::span<u64> limbs() { return limbs_; }
 
     bool operator==(const FractionFloat&) const = default;
 
   private:
     // Adds `value` to limb i and its carry to those above.
-    void add_at(trel::u64 i, trel::u64 value);
+    void add_at(u64 i, u64 value);
     void require_same_length(const FractionFloat& x, const char* function) const;
 
-    std::vector<trel::u64> limbs_;
+    std::vector<u64> limbs_;
 };
 
 }  // namespace kalvor::BBPv2

@@ -6,8 +6,6 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::u64;
-
 namespace {
 
 // Limbs that are brought up to date for a whole tile before the next: their sums (16 KiB) stay in the first
@@ -59,7 +57,7 @@ void RangeSum::count(u64 n) {
 void RangeSum::add(const SubSum& sub_sum, Mode mode, u64 k0, u64 k1, const Progress& done) {
     if (k0 < k1 && sub_sum.divisor(k0) == 1) {
         // 2^x / 1 is 2^(x + 1) / 2: a half at most, and a whole number from x = 0 on.
-        const trel::i64 x = sub_sum.exponent(k0);
+        const i64 x = sub_sum.exponent(k0);
         if (x < 0) total_.add_power(static_cast<u64>(-x));
         k0++;
         done(1);

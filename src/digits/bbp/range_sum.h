@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "base/names/names.h"
 #include "digits/bbp/bbp_formulas.h"
 #include "digits/bbp/bbp_kernels.h"
 #include "digits/bbp/fraction_float.h"
@@ -17,17 +18,17 @@ namespace kalvor::BBPv2 {
 // terms and a bit of the exponent (README.md); 72 bytes a limb and some 30 KiB.
 class RangeSum {
   public:
-    explicit RangeSum(trel::u64 n_limbs, const BbpKernels& kernels = bbp_kernels());
+    explicit RangeSum(u64 n_limbs, const BbpKernels& kernels = bbp_kernels());
     ~RangeSum();
     RangeSum(const RangeSum&) = delete;
     RangeSum& operator=(const RangeSum&) = delete;
 
     // Called with a number of terms when these are done; may throw.
-    using Progress = std::function<void(trel::u64 n_terms)>;
+    using Progress = std::function<void(u64 n_terms)>;
 
     // Adds the terms k0 <= k < k1, whose divisors the mode takes. `done` comes at least once for kBbpTile
     // terms.
-    void add(const SubSum& sub_sum, Mode mode, trel::u64 k0, trel::u64 k1, const Progress& done);
+    void add(const SubSum& sub_sum, Mode mode, u64 k0, u64 k1, const Progress& done);
     // What has been added since the last call.
     FractionFloat take();
 
@@ -35,17 +36,17 @@ class RangeSum {
     struct Tiles;
 
     // Terms with an exponent of at least 1 and, behind them, the tail. Divisors of at least 3.
-    void add_powers(const SubSum& sub_sum, Mode mode, trel::u64 k, trel::u64 n);
-    void add_tail(const SubSum& sub_sum, trel::u64 k, trel::u64 n);
-    void add_tail_term_c(trel::u64 divisor, trel::u64 shift);
-    void count(trel::u64 n);
+    void add_powers(const SubSum& sub_sum, Mode mode, u64 k, u64 n);
+    void add_tail(const SubSum& sub_sum, u64 k, u64 n);
+    void add_tail_term_c(u64 divisor, u64 shift);
+    void count(u64 n);
     void fold();
 
     const BbpKernels& kernels_;
-    const trel::u64 n_limbs_;
+    const u64 n_limbs_;
     std::unique_ptr<Tiles> tiles_;
-    std::unique_ptr<trel::u64[]> sums_;
-    trel::u64 n_unfolded_ = 0;
+    std::unique_ptr<u64[]> sums_;
+    u64 n_unfolded_ = 0;
     FractionFloat total_;
 };
 

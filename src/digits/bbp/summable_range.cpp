@@ -7,8 +7,6 @@
 
 namespace kalvor::BBPv2 {
 
-using trel::u64;
-
 namespace {
 
 constexpr ModeRow kRows[kModes] = {
@@ -57,8 +55,8 @@ std::vector<RangePiece> SummableRange(const Modes& modes, const SubSum& sub_sum,
         cursor = pieces.back().end;
     }
     if (cursor >= k1) return pieces;
-    if (modes.none()) throw trel::InvalidParametersException(kFunction, "No modes enabled.");
-    throw trel::InvalidParametersException(
+    if (modes.none()) throw InvalidParametersException(kFunction, "No modes enabled.");
+    throw InvalidParametersException(
         kFunction,
         "No mode is able to handle this range.\n[" + std::to_string(k0) + ", " + std::to_string(k1) + ")");
 }

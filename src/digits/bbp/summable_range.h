@@ -5,17 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "digits/bbp/bbp_formulas.h"
 #include "os/types.h"
 
 namespace kalvor::BBPv2 {
 
 enum class Mode { a = 0, b = 1, c = 2 };
-constexpr trel::u64 kModes = 3;
+constexpr u64 kModes = 3;
 
 struct ModeRow {
     char letter;
-    trel::u64 limit;         // the largest divisor
+    u64 limit;         // the largest divisor
     const char* limit_name;  // "2^49 - 1"
     const char* speed;
     // The first divisor that the kernel does not take, in the words of its warning.
@@ -27,11 +28,11 @@ const ModeRow& mode_row(Mode mode);
 struct Modes {
     std::array<bool, kModes> enabled = {true, true, true};
 
-    bool has(Mode mode) const { return enabled[static_cast<trel::u64>(mode)]; }
+    bool has(Mode mode) const { return enabled[static_cast<u64>(mode)]; }
     bool none() const { return !enabled[0] && !enabled[1] && !enabled[2]; }
     // The enabled mode of the largest limit; not with none().
     Mode highest() const;
-    trel::u64 limit() const;  // 0 with none()
+    u64 limit() const;  // 0 with none()
     // "A, B, C"; empty with none().
     std::string text() const;
 
@@ -40,7 +41,7 @@ struct Modes {
 
 struct RangePiece {
     Mode mode;
-    trel::u64 begin, end;
+    u64 begin, end;
 
     bool operator==(const RangePiece&) const = default;
 };
@@ -48,6 +49,6 @@ struct RangePiece {
 // The terms k0 <= k < k1 of a sub-sum as pieces in ascending order, each for the fastest mode that is
 // enabled and takes its divisors. Throws InvalidParametersException "No modes enabled.", "No mode is able to
 // handle this range.".
-std::vector<RangePiece> SummableRange(const Modes& modes, const SubSum& sub_sum, trel::u64 k0, trel::u64 k1);
+std::vector<RangePiece> SummableRange(const Modes& modes, const SubSum& sub_sum, u64 k0, u64 k1);
 
 }  // namespace kalvor::BBPv2

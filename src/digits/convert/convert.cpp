@@ -15,12 +15,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlignedBufferC;
-using trel::BufferTooSmallException;
-using trel::ParallelContext;
-using trel::StatusFrame;
-using trel::Transform;
-
 namespace {
 
 // Ranges below this many radix words do not show in the progress line.
@@ -85,18 +79,18 @@ Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, St
 Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out,
                                        u64 n, u64 H, RadixFraction upper, RadixFraction lower) const {
     Halves r{};
-    const trel::MemoryHalves memory(context.scratch);
+    const MemoryHalves memory(context.scratch);
     const u64 tds = context.parallel.tds;
     const MultiplyContext low = context.with_scratch(memory.first).with_tds((tds + 1) / 2);
     const MultiplyContext high = context.with_scratch(memory.second).with_tds(tds / 2);
-    trel::fork_join(
+    fork_join(
         context.parallel,
         [&] {
-            trel::SilentStatus silent(status.work());
+            SilentStatus silent(status.work());
             r.lower_overlap = convert_range(l, low, silent, out, n - H, lower, false);
         },
         [&] {
-            trel::SilentStatus silent(status.work());
+            SilentStatus silent(status.work());
             r.upper_overlap = convert_range(l, high, silent, out + (n - H), H, upper, false);
         });
     return r;
@@ -121,11 +115,11 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
         frame.emplace(status, tds >= 2 ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
         frame->node().refresh();
     }
-    Status& inner_status = frame ? frame->node() : trel::null_status();
+    Status& inner_status = frame ? frame->node() : null_status();
 
     f = f.top(plan_.length(n));
     MultiplyContext inner = context;
-    Word* const g = trel::carve_words(inner.scratch, plan_.level[l].lower_words + 1);
+    Word* const g = carve_words(inner.scratch, plan_.level[l].lower_words + 1);
     const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
     const RadixFraction upper = f.top(plan_.level[l].input_words);
     const bool parallel = tds >= 2 && l > 0;
@@ -136,7 +130,7 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     if (observer_ != nullptr) observer_->ranges_meet(out[n - H - 1], r.upper_overlap);
     const Word next = n - H >= 2 ? out[n - H - 2] : r.lower_overlap;
     join(context.parallel, out + (n - H), H, out[n - H - 1], next, r.upper_overlap, correction, function);
-    if (const trel::Work work = status.work(); work && n >= kStatusWords) {
+    if (const Work work = status.work(); work && n >= kStatusWords) {
         // Ranges that show have added their own.
         const auto shown = [](u64 words) { return words >= kStatusWords ? range_work(words) : 0; };
         work.add(range_work(n) - shown(n - H) - shown(H));
@@ -173,7 +167,7 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     void* const power = scratch.spawn(transform.data_bytes()).get();
     void* const work = scratch.spawn(transform.data_bytes()).get();
     void* const space = scratch.spawn(transform.scratch_bytes()).get();
-    Word* const product = trel::carve_words(scratch, level.held.product_words);
+    Word* const product = carve_words(scratch, level.held.product_words);
     transform.forward(context.parallel, power, entry.words, entry.n, space);
 
     std::fill_n(g, q, Word(0));
@@ -183,8 +177,8 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
         const u64 n = std::min(length + entry.n, q - i);
         transform.forward(context.parallel, work, f.words + i, length, space);
         transform.inverse(context.parallel, product, 0, n, work, work, power, space);
-        Word carry = trel::add_n(g + i, g + i, product, n);
-        if (i + n < q) trel::add_word_ip(g + i + n, q - i - n, carry);
+        Word carry = add_n(g + i, g + i, product, n);
+        if (i + n < q) add_word_ip(g + i + n, q - i - n, carry);
     }
     if (observer_ != nullptr) observer_->product_done(l, g, q);
     return RadixFraction{g, q, q}.top(words);
@@ -199,8 +193,8 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     MultiplyContext inner = context;
     f = f.top(plan_.length(n));
     Word* buffers[2];
-    for (Word*& buffer : buffers) buffer = trel::carve_words(inner.scratch, plan_.length(n));
-    Word* const overlaps = trel::carve_words(inner.scratch, n / H + 1);
+    for (Word*& buffer : buffers) buffer = carve_words(inner.scratch, plan_.length(n));
+    Word* const overlaps = carve_words(inner.scratch, n / H + 1);
 
     u64 pieces = 0;
     u64 left = n;

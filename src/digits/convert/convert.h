@@ -12,6 +12,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/convert_plan.h"
 #include "digits/convert/power_table.h"
@@ -19,9 +20,6 @@
 #include "digits/convert/verify.h"
 
 namespace kalvor::CBRv2 {
-
-using trel::MultiplyContext;
-using trel::Status;
 
 // The writer's own memory beyond the plan's figure.
 inline constexpr u64 kWriterReserveBytes = 43648;

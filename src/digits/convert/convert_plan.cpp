@@ -11,9 +11,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::Needs;
-using trel::round_up_8;
-
 namespace {
 
 constexpr u64 kMinLeafSplit = 16;  // ranges of fewer radix words are leaves
@@ -32,7 +29,7 @@ u64 ConvertPlanP::length(u64 n_radix_words) const {
 
 void ConvertPlanP::check_tds(u64 asked) const {
     if (asked > tds) {
-        trel::assertion_failure("ConvertPlanP::populate_fft_plans(): Thread Inconsistancy", "", "");
+        assertion_failure("ConvertPlanP::populate_fft_plans(): Thread Inconsistancy", "", "");
     }
 }
 
@@ -42,10 +39,10 @@ void ConvertPlanP::make_base_power() {
     u64 length = 1;
     for (int bit = static_cast<int>(std::bit_width(b)) - 2; bit >= 0; bit--) {
         Word square[32] = {};
-        trel::sqr_basecase(square, x, length);
+        sqr_basecase(square, x, length);
         length *= 2;
         if ((b >> bit) & 1) {
-            const Word top = trel::bp_mul_uW(square, square, length, radix, 0, trel::serial_context());
+            const Word top = bp_mul_uW(square, square, length, radix, 0, serial_context());
             square[length++] = top;
         }
         while (square[length - 1] == 0) length--;
@@ -63,7 +60,7 @@ void ConvertPlanP::make_levels() {
         Level v{};
         v.radix_words = b << l;
         const u64 H = v.radix_words;
-        v.power_exp = static_cast<i64>(trel::u128(trailing_zeros) * H / 64);
+        v.power_exp = static_cast<i64>(u128(trailing_zeros) * H / 64);
         // floor(H log2(R) / 64) + 1 words; the addend is above the rounding error of the product for every H
         // < 2^40
         v.power_words = static_cast<u64>(static_cast<double>(H) * word_size + 0.001) + 1 - v.power_exp;
@@ -77,7 +74,7 @@ void ConvertPlanP::make_levels() {
         // words.
         const u64 q = length(range) - static_cast<u64>(v.power_exp);
         const u64 product = std::max({q, v.power_words + v.lower_words + 1, 2 * v.power_words + 3});
-        const trel::MultiplySizes sizes = trel::basic_table64().get_algorithm(product).sizes(product);
+        const MultiplySizes sizes = basic_table64().get_algorithm(product).sizes(product);
         v.transform_words = sizes.transform_words();
         v.held = sizes.held_product(product);
         // Where whole products run without a transform, their memory may be less than a transform's.
@@ -123,7 +120,7 @@ void ConvertPlanP::make_sizes() {
 
 ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u64 tds) {
     if (radix < 2 || radix_words < 1) {
-        throw trel::InvalidParametersException("ConvertPlanP::make()", "Invalid Parameters");
+        throw InvalidParametersException("ConvertPlanP::make()", "Invalid Parameters");
     }
     ConvertPlanP plan{};
     plan.radix = radix;

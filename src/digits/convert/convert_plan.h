@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "arith/multiply/needs.h"
+#include "base/names/names.h"
 #include "digits/convert/radix_fraction.h"
 
 namespace kalvor::CBRv2 {
@@ -30,8 +31,8 @@ class ConvertPlanP {
         u64 lower_words;  // words of the lower fraction, at most; less than input_words at the top level only
         u64 number_words;     // the power as a number, a multiple of 8
         u64 transform_words;  // one forward transform, a multiple of 8
-        trel::Needs held;     // the product that yields the lower fraction, by a power's transform
-        trel::Needs plain;    // the same without a transform of the power
+        Needs held;     // the product that yields the lower fraction, by a power's transform
+        Needs plain;    // the same without a transform of the power
     };
 
     // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and all the
@@ -41,12 +42,12 @@ class ConvertPlanP {
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.
     u64 length(u64 n_radix_words) const;
     // Of a split at `l` and everything below it, run by so many tasks.
-    trel::Needs split_needs(u64 l, u64 range_tds) const;
+    Needs split_needs(u64 l, u64 range_tds) const;
     // b * 2^levels: what the power table reaches in one recursion; longer outputs are peeled.
     u64 top_words() const { return b << levels; }
     // Fatal unless tds is within the plan.
     void check_tds(u64 tds) const;
-    trel::Needs needs() const { return scratch.above(table_words); }
+    Needs needs() const { return scratch.above(table_words); }
 
     Word radix;
     u64 trailing_zeros;  // t
@@ -59,7 +60,7 @@ class ConvertPlanP {
     std::array<Word, 16> base_power;  // R^b without its zero words
     u64 base_power_words;
     u64 table_words;      // powers as numbers, and the ready transforms of all levels but the top one
-    trel::Needs scratch;  // everything else
+    Needs scratch;  // everything else
 
   private:
     void make_levels();

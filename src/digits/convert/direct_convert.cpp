@@ -5,8 +5,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::u128;
-
 Word convert_leaf(Word radix, Word* out, u64 n, RadixFraction f) {
     f = f.top(n + 2);
     Word x[18];
@@ -32,12 +30,12 @@ Word convert_leaf(Word radix, Word* out, u64 n, RadixFraction f) {
     return 0;
 }
 
-Word DirectConvertB::run(const ConvertPlanP& plan, trel::Status& status, Word* out, RadixFraction f) {
+Word DirectConvertB::run(const ConvertPlanP& plan, Status& status, Word* out, RadixFraction f) {
     if (plan.levels != 0 || f.L > plan.length(plan.n)) {
-        throw trel::InvalidParametersException("DirectConvertB::run()",
+        throw InvalidParametersException("DirectConvertB::run()",
                                                "Input size is too large for conversion plan.");
     }
-    trel::StatusFrame frame(status, "Converting...  ");
+    StatusFrame frame(status, "Converting...  ");
     return convert_leaf(plan.radix, out, plan.n, f);
 }
 

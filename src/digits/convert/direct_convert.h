@@ -1,6 +1,7 @@
 // The leaf of the radix conversion: few radix words, one multiplication by the radix each.
 #pragma once
 
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/convert_plan.h"
 
@@ -16,7 +17,7 @@ Word convert_leaf(Word radix, Word* out, u64 n, RadixFraction f);
 struct DirectConvertB {
     // plan.n radix words; the plan has no levels. Throws InvalidParametersException when it has, or when the
     // fraction is longer than the plan's radix words need.
-    static Word run(const ConvertPlanP& plan, trel::Status& status, Word* out, RadixFraction f);
+    static Word run(const ConvertPlanP& plan, Status& status, Word* out, RadixFraction f);
 };
 
 }  // namespace kalvor::CBRv2

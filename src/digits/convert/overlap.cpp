@@ -6,8 +6,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::ParallelContext;
-
 void add1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
     parallel.warn({{"Performing additive correction...", 'Y'}});
     for (u64 i = 0; i < n; i++) {
@@ -17,7 +15,7 @@ void add1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
         }
         upper[i] = 0;
     }
-    throw trel::AlgorithmFailedException("add1()", "Impossible carryout.");
+    throw AlgorithmFailedException("add1()", "Impossible carryout.");
 }
 
 void sub1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
@@ -29,7 +27,7 @@ void sub1(const ParallelContext& parallel, Word radix, Word* upper, u64 n) {
         }
         upper[i] = radix - 1;
     }
-    throw trel::AlgorithmFailedException("sub1()", "Impossible carryout.");
+    throw AlgorithmFailedException("sub1()", "Impossible carryout.");
 }
 
 void fixup(const ParallelContext& parallel, Word radix, Word expected, Word actual, Word* upper, u64 n,
@@ -42,7 +40,7 @@ void fixup(const ParallelContext& parallel, Word radix, Word expected, Word actu
     } else if (expected == radix - 1 && actual == 0) {
         sub1(parallel, radix, upper, n);
     } else {
-        throw trel::AlgorithmFailedException(function, "Overlap Mismatch:\n    RL = " + std::to_string(n) +
+        throw AlgorithmFailedException(function, "Overlap Mismatch:\n    RL = " + std::to_string(n) +
                                                            "\n    Expected = " + std::to_string(expected) +
                                                            "\n    Actual   = " + std::to_string(actual));
     }

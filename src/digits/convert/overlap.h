@@ -7,6 +7,7 @@
 // Anything else is a fault.
 #pragma once
 
+#include "base/names/names.h"
 #include "digits/convert/radix_fraction.h"
 #include "platform/parallel/basic_parallelizer.h"
 
@@ -15,17 +16,17 @@ namespace kalvor::CBRv2 {
 // An overlap word is at most 16 units of 2^-64 too small (convert_leaf): this many units of the word behind
 // it, rounded up.
 inline Word overlap_slack(Word radix) {
-    return static_cast<Word>(trel::u128(16) * radix >> 64) + 1;
+    return static_cast<Word>(u128(16) * radix >> 64) + 1;
 }
 
 // upper[0 .. n) += 1 / -= 1 in radix words, least significant first; the run's warnings say so. Throws
 // AlgorithmFailedException "Impossible carryout.".
-void add1(const trel::ParallelContext& parallel, Word radix, Word* upper, u64 n);
-void sub1(const trel::ParallelContext& parallel, Word radix, Word* upper, u64 n);
+void add1(const ParallelContext& parallel, Word radix, Word* upper, u64 n);
+void sub1(const ParallelContext& parallel, Word radix, Word* upper, u64 n);
 
 // Corrects the upper range of n words for the pair (0, R - 1) or (R - 1, 0); the run's warnings say so. Any
 // other pair throws AlgorithmFailedException naming `function`.
-void fixup(const trel::ParallelContext& parallel, Word radix, Word expected, Word actual, Word* upper, u64 n,
+void fixup(const ParallelContext& parallel, Word radix, Word expected, Word actual, Word* upper, u64 n,
            const char* function = "fixup()");
 
 }  // namespace kalvor::CBRv2

@@ -10,12 +10,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlgorithmFailedException;
-using trel::AlignedBufferC;
-using trel::MultiplyContext;
-using trel::Transform;
-namespace m61 = trel::m61;
-
 namespace {
 
 u64 transform_checksum(const ReadyTableB::Entry& entry) {
@@ -28,7 +22,7 @@ u64 transform_checksum(const ReadyTableB::Entry& entry) {
 
 ConvertObserver::~ConvertObserver() = default;
 
-void check_power_hash(trel::Status& status, const char* function, u64 actual, u64 radix, u64 exponent) {
+void check_power_hash(Status& status, const char* function, u64 actual, u64 radix, u64 exponent) {
     const u64 expected = m61::canonical(m61::pow(m61::fold(radix), exponent));
     actual = m61::canonical(actual);
     if (expected == actual) return;
@@ -38,10 +32,10 @@ void check_power_hash(trel::Status& status, const char* function, u64 actual, u6
     throw AlgorithmFailedException(function, "Power Hash Mismatch");
 }
 
-void CheckP(const ReadyTableB& table, trel::Status& status) {
+void CheckP(const ReadyTableB& table, Status& status) {
     const ConvertPlanP& plan = table.plan();
-    if (plan.radix < 2) throw trel::InvalidParametersException("CheckP()", "Radix is less than 2.");
-    trel::StatusFrame frame(status, "Hashing Power...  ");
+    if (plan.radix < 2) throw InvalidParametersException("CheckP()", "Radix is less than 2.");
+    StatusFrame frame(status, "Hashing Power...  ");
     for (u64 l = 0; l < plan.levels; l++) {
         const u64 hash =
             m61::mul_pow2_64(m61::hash_words(table[l].words, table[l].n), plan.level[l].power_exp);
@@ -51,12 +45,12 @@ void CheckP(const ReadyTableB& table, trel::Status& status) {
 
 // Level 0 is the plan's exact R^b; each further level is the square of the one before, taken from its ready
 // transform (one inverse transform a level), and must have the exponent that the plan says.
-void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC memory, trel::Status& status,
+void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC memory, Status& status,
                               ConvertObserver* observer) {
     for (u64 l = 0; l < plan_.levels; l++) {
         const ConvertPlanP::Level& level = plan_.level[l];
         Entry& entry = entries_[l];
-        Word* const words = trel::carve_words(memory, level.number_words);
+        Word* const words = carve_words(memory, level.number_words);
         i64 exp = 0;
         if (l == 0) {
             entry.n = plan_.base_power_words;
@@ -66,9 +60,9 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
             const Entry& root = entries_[l - 1];
             const Transform& transform = *root.transform;
             const u64 n = 2 * root.n;
-            trel::StatusFrame frame(status, "Squaring...    ", trel::status_digits(n) + 1);
+            StatusFrame frame(status, "Squaring...    ", status_digits(n) + 1);
             frame.node().refresh();
-            const auto [work, space] = trel::TransformMemory(transform, context.scratch);
+            const auto [work, space] = TransformMemory(transform, context.scratch);
             transform.inverse(context.parallel, words, 0, n, work, root.data, root.data, space);
             exp = 2 * plan_.level[l - 1].power_exp;
             entry.n = n;
@@ -86,7 +80,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
         entry.checksum_words = m61::canonical(m61::hash_words(words, entry.n));
         if (observer != nullptr) observer->power_stored(l, words, entry.n);
 
-        trel::make_transform(entry.transform, level.held.product_words, context);
+        make_transform(entry.transform, level.held.product_words, context);
         if (l + 1 == plan_.levels) continue;
         entry.data = memory.spawn_words(level.transform_words).get();
         AlignedBufferC scratch = context.scratch;
@@ -97,7 +91,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
     }
 }
 
-void ReadyTableB::make_tables(const MultiplyContext& context, AlignedBufferC memory, trel::Status& status,
+void ReadyTableB::make_tables(const MultiplyContext& context, AlignedBufferC memory, Status& status,
                               ConvertObserver* observer) {
     build_table(context, memory, status, observer);
     CheckP(*this, status);

@@ -5,6 +5,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/convert_plan.h"
 
@@ -35,20 +36,20 @@ class ReadyTableB {
         u64 n = 0;
         u64 checksum_words = 0;  // residues of the number's words and of the transform's bytes when they were
         u64 checksum_transform = 0;  // stored
-        trel::TransformHolder transform;
+        TransformHolder transform;
         void* data = nullptr;  // the forward transform; null at the top level
     };
 
     explicit ReadyTableB(const ConvertPlanP& plan) : plan_(plan), entries_(new Entry[plan.levels]) {}
 
     // Builds and checks all levels. memory: plan.table_words; context.scratch: plan.scratch.
-    void make_tables(const trel::MultiplyContext& context, trel::AlignedBufferC memory, trel::Status& status,
+    void make_tables(const MultiplyContext& context, AlignedBufferC memory, Status& status,
                      ConvertObserver* observer);
     const Entry& operator[](u64 level) const { return entries_[level]; }
     const ConvertPlanP& plan() const { return plan_; }
 
   private:
-    void build_table(const trel::MultiplyContext& context, trel::AlignedBufferC memory, trel::Status& status,
+    void build_table(const MultiplyContext& context, AlignedBufferC memory, Status& status,
                      ConvertObserver* observer);
 
     const ConvertPlanP& plan_;
@@ -57,9 +58,9 @@ class ReadyTableB {
 
 // Compares the hash of every stored power with R^(b 2^l) computed modulo 2^61 - 1. Throws
 // InvalidParametersException "Radix is less than 2.", AlgorithmFailedException "Power Hash Mismatch".
-void CheckP(const ReadyTableB& table, trel::Status& status);
+void CheckP(const ReadyTableB& table, Status& status);
 // The same for the hash of one number against radix^exponent; reports both hashes and throws naming
 // `function`.
-void check_power_hash(trel::Status& status, const char* function, u64 actual, u64 radix, u64 exponent);
+void check_power_hash(Status& status, const char* function, u64 actual, u64 radix, u64 exponent);
 
 }  // namespace kalvor::CBRv2

@@ -4,14 +4,10 @@
 #include <cmath>
 
 #include "arith/bigfloat/big_float.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::CBRv2 {
-
-using trel::BigFloat;
-using trel::i64;
-using trel::u64;
-using trel::Word;
 
 // A decimal radix word holds 19 digits. 10^19 = 2^19 * 5^19.
 inline constexpr Word kRadix19 = 10000000000000000000ULL;

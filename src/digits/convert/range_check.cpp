@@ -1,4 +1,5 @@
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "digits/convert/convert.h"
 
 namespace kalvor::CBRv2 {
@@ -14,10 +15,10 @@ const char kRange[] =
 
 }  // namespace
 
-void words_to_dec(trel::Status& status, int sign, i64 magnitude,
+void words_to_dec(Status& status, int sign, i64 magnitude,
                   const std::function<std::vector<std::string>()>& dump) {
     if (sign == 0) {
-        throw trel::InvalidParametersException("words_to_dec()",
+        throw InvalidParametersException("words_to_dec()",
                                                std::string("Number is zero and out of range.") + kRange);
     }
     if (sign < 0) {
@@ -28,7 +29,7 @@ void words_to_dec(trel::Status& status, int sign, i64 magnitude,
     if (magnitude <= 1) return;
     status.Status_Line("");
     for (const std::string& line : dump()) status.Status_Line(line);
-    throw trel::InvalidParametersException("words_to_dec()", std::string("Number is out of range.") + kRange);
+    throw InvalidParametersException("words_to_dec()", std::string("Number is out of range.") + kRange);
 }
 
 }  // namespace kalvor::CBRv2

@@ -7,12 +7,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlgorithmFailedException;
-using trel::AlignedBufferC;
-using trel::InvalidParametersException;
-using trel::MultiplyContext;
-using trel::Transform;
-
 namespace {
 
 const char kFunction[] = "RemainderFloatB::set_inverse_fmul()";
@@ -30,7 +24,7 @@ struct Convolution {
                                      scratch.spawn(transform.plain_bytes()).get());
             return;
         }
-        const auto [work, space] = trel::TransformMemory(transform, scratch);
+        const auto [work, space] = TransformMemory(transform, scratch);
         transform.multiply_held(context.parallel, out, skip, total, A, length, power.data, work, space);
     }
 };
@@ -40,9 +34,9 @@ void repair(Word* window, u64 n, Word guard) {
     const Word difference = guard - window[0];
     if (difference == 0) return;
     if (difference == 1) {
-        trel::add_word_ip(window, n, 1);
+        add_word_ip(window, n, 1);
     } else if (difference == ~Word(0)) {
-        trel::sub_word_ip(window, n, 1);
+        sub_word_ip(window, n, 1);
     } else {
         throw AlgorithmFailedException(kFunction, "Product window does not fit its low words.");
     }

@@ -4,6 +4,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
+#include "base/names/names.h"
 #include "digits/convert/convert_plan.h"
 
 namespace kalvor::CBRv2 {
@@ -13,7 +14,7 @@ namespace kalvor::CBRv2 {
 struct PowerView {
     const Word* words;
     u64 n;
-    const trel::Transform& transform;
+    const Transform& transform;
     const void* data;
 };
 
@@ -41,7 +42,7 @@ struct RemainderFloatB {
     //   wanted ones, is therefore computed. Unless it is 0 or 2^64 - 1 (chance 2^-63 for usual data) no shift
     //   has passed it. If it is, its true value is taken from the low words of the product, which the same
     //   transform yields exactly from the low words of A (2 |P| + 3 <= W), and the difference is applied.
-    static RadixFraction set_inverse_fmul(const trel::MultiplyContext& context,
+    static RadixFraction set_inverse_fmul(const MultiplyContext& context,
                                           const ConvertPlanP::Level& level, const PowerView& power,
                                           RadixFraction f, u64 out_words, Word* out);
 };

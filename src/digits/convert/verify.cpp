@@ -13,16 +13,6 @@
 
 namespace kalvor::CBRv2 {
 
-using trel::AlgorithmFailedException;
-using trel::AlignedBufferC;
-using trel::MultiplyContext;
-using trel::Power_uW_uL_BigFloatR;
-using trel::PowerWordPlan;
-using trel::round_up_8;
-using trel::Status;
-using trel::StatusFrame;
-namespace m61 = trel::m61;
-
 namespace {
 
 // Sizes in words of the product whose low words are needed.
@@ -45,11 +35,11 @@ Sizes largest_sizes(u64 n, u64 n_verify) {
 }  // namespace
 
 // The power, and above it first its making, then the product.
-trel::Needs VerifyB::needs(u64 n, u64 n_verify, u64 tds) {
+Needs VerifyB::needs(u64 n, u64 n_verify, u64 tds) {
     const Sizes sizes = largest_sizes(n, n_verify);
     if (sizes.low == 0) return {};
     const PowerWordPlan power = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
-    return trel::product_needs(sizes.product())
+    return product_needs(sizes.product())
         .above(round_up_8(sizes.low))
         .maximum(power.needs())
         .above(round_up_8(power.result));
@@ -73,12 +63,12 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     const Sizes sizes = sizes_of(L, d);
     AlignedBufferC memory = context.scratch;
     const PowerWordPlan plan = PowerWordPlan::make_exact(5, d, context.parallel.tds);
-    BigFloat power = trel::carve<BigFloat>(memory, plan.result);
+    BigFloat power = carve<BigFloat>(memory, plan.result);
     power.set_double(1.0, 0);  // what d = 0 leaves
     {
         StatusFrame frame(status, "Powering...   ");
         frame.node().refresh();
-        const trel::newton::RunMemory inner(context.with_scratch(memory), plan.temporaries);
+        const newton::RunMemory inner(context.with_scratch(memory), plan.temporaries);
         Power_uW_uL_BigFloatR::run(plan, inner.context, frame.node(), power, 5, d, sizes.power,
                                    inner.temporaries);
     }
@@ -92,9 +82,9 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     frame.node().refresh();
     const u64 n = std::min(sizes.low, x.L);
     const u64 m = std::min(sizes.low, power.L);
-    Word* const low = trel::carve_words(memory, sizes.low);
+    Word* const low = carve_words(memory, sizes.low);
     std::fill_n(low, sizes.low, Word(0));
-    trel::multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n,
+    multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n,
                              power.T, m);
     if (s % 64 != 0) low[sizes.low - 1] &= (Word(1) << (s % 64)) - 1;
     // Z / 2^s and (Z mod 2^s) / 2^s, both with Z scaled by 2^-s already in the first
@@ -104,7 +94,7 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
 
 void VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
                   u64 n_verify, const BigFloat& x, const char* function) {
-    if (n < n_verify) throw trel::BufferTooSmallException(function, n, n_verify);
+    if (n < n_verify) throw BufferTooSmallException(function, n, n_verify);
     const u64 d = kDigitsPerWord * n_verify;
     const u64 integer = m61::mul(m61::fold(x.word_at(0)), m61::pow(10, d));
     const u64 R = m61::canonical(m61::add(integer, hash_radix(radix_words, n, n_verify)));

@@ -4,6 +4,7 @@
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/needs.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/radix_fraction.h"
 
@@ -20,18 +21,18 @@ namespace kalvor::CBRv2 {
 // product of 0.7 L by 0.7 L words, where a product by 10^d itself would be one of L by L.
 struct VerifyB {
     // For n_verify of n radix words of any x.
-    static trel::Needs needs(u64 n, u64 n_verify, u64 tds);
+    static Needs needs(u64 n, u64 n_verify, u64 tds);
 
     // radix_words as written by convert() for n words. x is cut as it was there. Throws
     // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;
     // BufferTooSmallException when n < n_verify.
-    static void run(const trel::MultiplyContext& context, trel::Status& status, const Word* radix_words,
+    static void run(const MultiplyContext& context, Status& status, const Word* radix_words,
                     u64 n, u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
 
     // Residue of the first n_verify radix words as one integer.
     static u64 hash_radix(const Word* radix_words, u64 n, u64 n_verify);
     // floor(|x| 10^d) mod M61
-    static u64 hash_binary(const trel::MultiplyContext& context, trel::Status& status, const BigFloat& x,
+    static u64 hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x,
                            u64 d);
 };
 

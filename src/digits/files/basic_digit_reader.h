@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/names/names.h"
 #include "digits/files/digit_counts.h"
 #include "os/types.h"
 #include "platform/memory/aligned_buffer.h"
@@ -13,9 +14,9 @@ namespace kalvor {
 
 // What is known of a range: its digits as one integer mod (2^61 - 1), and how often each occurs.
 struct DigitRangeStats {
-    explicit DigitRangeStats(trel::u8 radix) : counts(radix) {}
+    explicit DigitRangeStats(u8 radix) : counts(radix) {}
 
-    trel::u64 hash = 0;
+    u64 hash = 0;
     DigitCounts counts;
 };
 
@@ -28,26 +29,26 @@ class BasicDigitReader {
   public:
     virtual ~BasicDigitReader();
 
-    trel::u8 radix() const { return radix_; }  // 10 or 16
+    u8 radix() const { return radix_; }  // 10 or 16
     // Integer part, "." and the first digits.
     virtual std::string first_digits() const = 0;
     // 0 = unknown
-    virtual trel::u64 total_digits() const = 0;
-    virtual bool is_in_range(trel::u64 start, trel::u64 count) const;
+    virtual u64 total_digits() const = 0;
+    virtual bool is_in_range(u64 start, u64 count) const;
     // Bytes of scratch with which `count` digits are read at once, or as many of them as `limit` bytes allow.
-    virtual trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const = 0;
+    virtual u64 buffer_size(u64 count, u64 limit) const = 0;
 
     // values[0..count) = digit values 0 .. radix - 1, one a byte.
-    virtual void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                             const trel::ParallelContext& parallel) = 0;
+    virtual void load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                             const ParallelContext& parallel) = 0;
     // Adds a range to the statistics; ranges that follow one another make one range.
-    virtual void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count,
-                            trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) = 0;
+    virtual void load_stats(DigitRangeStats& stats, u64 start, u64 count,
+                            AlignedBufferC scratch, const ParallelContext& parallel) = 0;
 
   protected:
-    explicit BasicDigitReader(trel::u8 radix) : radix_(radix) {}
+    explicit BasicDigitReader(u8 radix) : radix_(radix) {}
 
-    trel::u8 radix_;
+    u8 radix_;
 };
 
 }  // namespace kalvor

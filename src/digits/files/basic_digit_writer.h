@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/names/names.h"
 #include "digits/files/basic_digit_reader.h"
 
 namespace kalvor {
@@ -10,9 +11,9 @@ namespace kalvor {
 // Digits as one byte each and as words of 19 or 16 of them (word_digits.h): values[0] and the first digit of
 // words[0] are digit start + 1. The last word may have digits that are not meant.
 struct DigitWords {
-    const trel::Word* words;
-    const trel::u8* values;
-    trel::u64 start;
+    const Word* words;
+    const u8* values;
+    u64 start;
 };
 
 //   store_digits() ...   every digit
@@ -24,15 +25,15 @@ class BasicDigitWriter {
     virtual ~BasicDigitWriter();
     // Writes values[0..count), 0 .. radix - 1, as digits start + 1 ... start + count. Ranges may come in any
     // order and from several threads; in ascending order is fastest.
-    virtual void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count,
-                              trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) = 0;
+    virtual void store_digits(const u8* values, u64 start, u64 count,
+                              AlignedBufferC scratch, const ParallelContext& parallel) = 0;
     // The same with digits that are there in both forms: a writer takes the one that it stores. start and
     // count: what to store of them.
-    virtual void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count,
-                             trel::AlignedBufferC scratch, const trel::ParallelContext& parallel);
+    virtual void store_words(const DigitWords& digits, u64 start, u64 count,
+                             AlignedBufferC scratch, const ParallelContext& parallel);
     // Bytes of scratch with which `count` digits are written at once, or as many of them as `limit` bytes
     // allow.
-    virtual trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const;
+    virtual u64 buffer_size(u64 count, u64 limit) const;
     // Throws FileException when digits are missing.
     virtual void finish() = 0;
     // After finish(), until publish().

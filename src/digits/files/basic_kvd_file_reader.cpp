@@ -14,13 +14,9 @@
 
 namespace kalvor {
 
-using trel::AlignedBufferC;
-using trel::u64;
-using trel::u8;
-using trel::Word;
-using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
-using trel::FileIO::RawFile;
+using FileIO::FileException;
+using FileIO::kSectorBytes;
+using FileIO::RawFile;
 
 namespace {
 
@@ -33,7 +29,7 @@ constexpr u64 kBlockWords = 512;
 // Headers take some 200 bytes; one that goes on is read on.
 ParsedKvdHeader read_header(RawFile& file) {
     for (const u64 bytes : {kSectorBytes, 16 * kSectorBytes, kLongestKvdHeader}) {
-        const trel::GuardedBuffer head(bytes, kSectorBytes);
+        const GuardedBuffer head(bytes, kSectorBytes);
         const u64 got = file.load_available(head.get(), 0, bytes);
         if (auto parsed = parse_kvd_header({static_cast<const char*>(head.get()), got})) {
             return *std::move(parsed);
@@ -47,7 +43,7 @@ ParsedKvdHeader read_header(RawFile& file) {
 }  // namespace
 
 BasicKvdFileReader::BasicKvdFileReader(const std::string& path)
-    : BasicKvdFileReader(std::make_shared<RawFile>(path, trel::FileIO::OpenMode::read, true)) {}
+    : BasicKvdFileReader(std::make_shared<RawFile>(path, FileIO::OpenMode::read, true)) {}
 
 BasicKvdFileReader::BasicKvdFileReader(std::shared_ptr<RawFile> file)
     : BasicKvdFileReader(file, read_header(*file)) {}
@@ -74,7 +70,7 @@ u64 BasicKvdFileReader::buffer_size(u64 count, u64 limit) const {
 void BasicKvdFileReader::start_access(u64 start, u64 count) const {
     if (is_in_range(start, count)) return;
     const u64 end = count > ~start ? ~u64(0) : start + count;
-    throw trel::InvalidParametersException(
+    throw InvalidParametersException(
         "BasicKvdFileReader::start_access()",
         "BasicKvdFileReader::start_access()\nRead out of bounds.\nRequested Range: " +
             DigitRange{start, end}.text() + "\nAvailable Range: " + shape_.range.text());
@@ -97,7 +93,7 @@ void BasicKvdFileReader::for_words(u64 first, u64 count, AlignedBufferC scratch,
     const u64 address = reinterpret_cast<std::uintptr_t>(scratch.get());
     const u64 skip = (kSectorBytes - address % kSectorBytes) % kSectorBytes;
     if (scratch.size() < skip + kLeastWindow) {
-        throw trel::BufferTooSmallException("BasicKvdFileReader::load_digits()", scratch.size(),
+        throw BufferTooSmallException("BasicKvdFileReader::load_digits()", scratch.size(),
                                             skip + kLeastWindow);
     }
     u8* const window = static_cast<u8*>(scratch.get()) + skip;
@@ -180,7 +176,7 @@ void BasicKvdFileReader::load_stats_here(DigitRangeStats& stats, u64 start, u64 
 }
 
 void BasicKvdFileReader::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                                     const trel::ParallelContext& parallel) {
+                                     const ParallelContext& parallel) {
     start_access(start, count);
     const u64 parts = count_parts(count, scratch.size(), parallel.tds);
     read_parts(parallel, parts, start, count, scratch, [&](u64, u64 begin, u64 n, AlignedBufferC own) {
@@ -189,7 +185,7 @@ void BasicKvdFileReader::load_digits(u8* values, u64 start, u64 count, AlignedBu
 }
 
 void BasicKvdFileReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                                    const trel::ParallelContext& parallel) {
+                                    const ParallelContext& parallel) {
     start_access(start, count);
     const u64 parts = count_parts(count, scratch.size(), parallel.tds);
     if (parts == 1) return load_stats_here(stats, start, count, scratch);

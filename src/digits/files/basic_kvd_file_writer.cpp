@@ -11,14 +11,8 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::u128;
-using trel::u32;
-using trel::u64;
-using trel::u8;
-using trel::Word;
-using trel::FileIO::FileException;
-using trel::FileIO::PublishedFile;
+using FileIO::FileException;
+using FileIO::PublishedFile;
 
 namespace {
 
@@ -61,14 +55,14 @@ std::unique_ptr<PublishedFile> make_file(const std::string& base_path, const Kvd
 }  // namespace
 
 BasicKvdFileWriter::BasicKvdFileWriter(const std::string& base_path, const KvdFileSpec& spec,
-                                       u64 window_bytes, trel::Warnings* warnings)
+                                       u64 window_bytes, Warnings* warnings)
     : radix_(spec.radix),
       per_word_(digits_per_word(spec.radix)),
       window_(make_file(base_path, spec), nullptr, shape_of(spec, final_path(base_path)), window_bytes,
               warnings) {}
 
 BasicKvdFileWriter::BasicKvdFileWriter(PublishedFile& file, const KvdFileSpec& spec, u64 window_bytes,
-                                       trel::Warnings* warnings)
+                                       Warnings* warnings)
     : radix_(spec.radix),
       per_word_(digits_per_word(spec.radix)),
       window_(nullptr, &file, shape_of(spec, file.final_path()), window_bytes, warnings) {}
@@ -162,8 +156,8 @@ void BasicKvdFileWriter::store_digits_B(const u8* values, u64 start, u64 count) 
 }
 
 // The words of the number begin where they do in the file, or all in the middle of the file's words.
-void BasicKvdFileWriter::store_words(const DigitWords& digits, u64 start, u64 count, trel::AlignedBufferC,
-                                     const trel::ParallelContext&) {
+void BasicKvdFileWriter::store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC,
+                                     const ParallelContext&) {
     const auto shift = radix_ == 10 ? digit_packing().shift_decimal : digit_packing().shift_hexadecimal;
     const u64 file_begin = get_range().begin;
     const u32 r = static_cast<u32>((file_begin + per_word_ - digits.start % per_word_) % per_word_);

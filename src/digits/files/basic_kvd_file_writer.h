@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/names/names.h"
 #include "digits/files/basic_digit_writer.h"
 #include "digits/files/kvd_header.h"
 #include "digits/files/sector_window.h"
@@ -15,10 +16,10 @@ namespace kalvor {
 // What a file's header and range follow from.
 struct KvdFileSpec {
     std::string_view first_digits;  // integer part, "." and any digits
-    trel::u8 radix;
-    trel::u64 digits_per_file;
-    trel::u64 total_digits;  // of the set; 0: without an end, every file is full
-    trel::u64 id;
+    u8 radix;
+    u64 digits_per_file;
+    u64 total_digits;  // of the set; 0: without an end, every file is full
+    u64 id;
 };
 
 class BasicKvdFileWriter final : public BasicDigitWriter {
@@ -28,29 +29,29 @@ class BasicKvdFileWriter final : public BasicDigitWriter {
     // s < e" (no digits a file), "Internal Overflow"; FileException "Unsupported Radix", "Invalid Digits per
     // File" (one that no reader takes); InconsistentMetaData.
     BasicKvdFileWriter(const std::string& base_path, const KvdFileSpec& spec,
-                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,
-                       trel::Warnings* warnings = nullptr);
+                       u64 window_bytes = SectorWindow::kDefaultBytes,
+                       Warnings* warnings = nullptr);
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
-    BasicKvdFileWriter(trel::FileIO::PublishedFile& file, const KvdFileSpec& spec,
-                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,
-                       trel::Warnings* warnings = nullptr);
+    BasicKvdFileWriter(FileIO::PublishedFile& file, const KvdFileSpec& spec,
+                       u64 window_bytes = SectorWindow::kDefaultBytes,
+                       Warnings* warnings = nullptr);
 
     DigitRange get_range() const { return {window_.shape().begin, window_.shape().end}; }
     bool is_complete();
     // Of a file as the constructor would make it. Throws what that throws.
-    static trel::u64 bytes(const KvdFileSpec& spec);
+    static u64 bytes(const KvdFileSpec& spec);
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Write out of bounds.". scratch is not used.
-    void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& parallel) override {
+    void store_digits(const u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                      const ParallelContext& parallel) override {
         (void)scratch, (void)parallel;
         store_digits_B(values, start, count);
     }
-    void store_digits_B(const trel::u8* values, trel::u64 start, trel::u64 count);
-    void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& parallel) override;
+    void store_digits_B(const u8* values, u64 start, u64 count);
+    void store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC scratch,
+                     const ParallelContext& parallel) override;
 
     void finish() override { window_.finish("BasicKvdFileWriter::finish()"); }
     std::unique_ptr<BasicDigitReader> read_back() override;
@@ -67,16 +68,16 @@ class BasicKvdFileWriter final : public BasicDigitWriter {
     static std::string incomplete_path(const std::string& base_path) {
         return base_path + " (incomplete).kvd";
     }
-    trel::FileIO::PublishedFile& file() { return window_.file(); }
+    FileIO::PublishedFile& file() { return window_.file(); }
 
   private:
     // pack(out, first word of the file, n): n whole words of the piece. values: its digits.
     template <class Pack>
-    void store_range(trel::u64 start, trel::u64 count, const trel::u8* values, Pack pack);
-    void merge_word(trel::u64 begin, trel::u64 end, const trel::u8* values);
+    void store_range(u64 start, u64 count, const u8* values, Pack pack);
+    void merge_word(u64 begin, u64 end, const u8* values);
 
-    const trel::u8 radix_;
-    const trel::u64 per_word_;
+    const u8 radix_;
+    const u64 per_word_;
     SectorWindow window_;
 };
 

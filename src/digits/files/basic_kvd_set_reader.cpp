@@ -10,12 +10,8 @@
 
 namespace kalvor {
 
-using trel::AlignedBufferC;
-using trel::u128;
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
-using trel::FileIO::RawFile;
+using FileIO::FileException;
+using FileIO::RawFile;
 
 namespace {
 
@@ -73,7 +69,7 @@ u64 BasicKvdSetReader::digits_there() const {
             if (file == nullptr) break;
             end = file->get_range().end;
         }
-    } catch (const trel::Exception&) {
+    } catch (const Exception&) {
         // A file that is not of this set.
     }
     return end;
@@ -118,7 +114,7 @@ std::shared_ptr<RawFile> BasicKvdSetReader::open_raw(u64 id) const {
     for (const std::string& folder : folders_) {
         try {
             return std::make_shared<RawFile>(folder + base_name_ + std::to_string(id) + kExtension,
-                                             trel::FileIO::OpenMode::read, true);
+                                             FileIO::OpenMode::read, true);
         } catch (const FileException&) {
             continue;
         }
@@ -178,7 +174,7 @@ bool BasicKvdSetReader::is_in_range(u64 start, u64 count) const {
         try {
             const File file = find_file(id);
             all = file != nullptr && file->is_in_range(begin, end - begin);
-        } catch (const trel::Exception&) {
+        } catch (const Exception&) {
             all = false;
         }
         return all;
@@ -193,7 +189,7 @@ u64 BasicKvdSetReader::buffer_size(u64 count, u64 limit) const {
 
 void BasicKvdSetReader::check_range(u64 start, u64 count) const {
     const bool is_out = total_digits_ != 0 ? !BasicDigitReader::is_in_range(start, count) : count > ~start;
-    if (is_out) throw trel::InvalidParametersException("BasicKvdSetReader::load_stats()", "Out of range.");
+    if (is_out) throw InvalidParametersException("BasicKvdSetReader::load_stats()", "Out of range.");
 }
 
 // All files that a range needs are there, or all that are missing are named at once.
@@ -214,11 +210,11 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
         });
     }
     if (!missing.empty()) {
-        const trel::Console::ErrorOutput errors;
-        trel::Console::print_line("The following needed files are missing or inaccessible:");
+        const Console::ErrorOutput errors;
+        Console::print_line("The following needed files are missing or inaccessible:");
         for (const u64 id : missing) {
-            trel::Console::print_line(
-                trel::CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension));
+            Console::print_line(
+                CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension));
         }
         throw FileException(kFunction, "Missing required files.", directory_ + base_name_);
     }
@@ -228,7 +224,7 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
 }
 
 void BasicKvdSetReader::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                                    const trel::ParallelContext& parallel) {
+                                    const ParallelContext& parallel) {
     check_range(start, count);
     make_commands(start, count);
     const u64 parts = count_parts(count, scratch.size(), parallel.tds);
@@ -241,7 +237,7 @@ void BasicKvdSetReader::load_digits(u8* values, u64 start, u64 count, AlignedBuf
 }
 
 void BasicKvdSetReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                                   const trel::ParallelContext& parallel) {
+                                   const ParallelContext& parallel) {
     check_range(start, count);
     make_commands(start, count);
     const u64 parts = count_parts(count, scratch.size(), parallel.tds);

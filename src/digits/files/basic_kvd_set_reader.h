@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "digits/files/basic_kvd_file_reader.h"
 
 namespace kalvor {
@@ -20,60 +21,60 @@ class BasicKvdSetReader final : public BasicDigitReader {
     // incomplete.", and what BasicKvdFileReader throws.
     explicit BasicKvdSetReader(const std::string& path);
     // Files that the caller opens, whatever their names; nullptr: there is none of that id. `id` is there.
-    using Opener = std::function<std::shared_ptr<trel::FileIO::RawFile>(trel::u64 id)>;
-    BasicKvdSetReader(std::string base, trel::u64 id, Opener open);
+    using Opener = std::function<std::shared_ptr<FileIO::RawFile>(u64 id)>;
+    BasicKvdSetReader(std::string base, u64 id, Opener open);
     ~BasicKvdSetReader() override;
 
-    trel::u64 digits_per_file() const { return digits_per_file_; }
+    u64 digits_per_file() const { return digits_per_file_; }
     // 0 = unknown
-    trel::u64 number_of_files() const;
+    u64 number_of_files() const;
     // Where the files are looked for, with their final "/", the folder of the named file first.
     std::vector<std::string> search_folders() const;
     void add_search_folder(const std::string& folder);
     // The total where it is known; otherwise the end of the files from the first on that are there.
-    trel::u64 digits_there() const;
+    u64 digits_there() const;
     // Throws FileException: "Unable to open file #...", and for a file that is not of this set.
-    void load_file(trel::u64 id);
+    void load_file(u64 id);
 
     std::string first_digits() const override { return first_digits_; }
     // 0 = unknown: the named file is full, and it does not say whether others follow.
-    trel::u64 total_digits() const override { return total_digits_; }
+    u64 total_digits() const override { return total_digits_; }
     // With an unknown total: when every file that is needed opens.
-    bool is_in_range(trel::u64 start, trel::u64 count) const override;
-    trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const override;
+    bool is_in_range(u64 start, u64 count) const override;
+    u64 buffer_size(u64 count, u64 limit) const override;
     // Use the tasks that they are given. Throw InvalidParametersException "Out of range." beyond a known
     // total, FileException "Missing required files." (after a list of their names on the console), "This
     // digit stream does not have enough digits.", and what BasicKvdFileReader throws.
-    void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& parallel) override;
-    void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                    const trel::ParallelContext& parallel) override;
+    void load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                     const ParallelContext& parallel) override;
+    void load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
+                    const ParallelContext& parallel) override;
 
   private:
     using File = std::shared_ptr<BasicKvdFileReader>;
     void take_over(File file);
-    void check_range(trel::u64 start, trel::u64 count) const;
-    void make_commands(trel::u64 start, trel::u64 count) const;
+    void check_range(u64 start, u64 count) const;
+    void make_commands(u64 start, u64 count) const;
     template <class Read>
-    void for_files(trel::u64 start, trel::u64 count, Read read) const;
+    void for_files(u64 start, u64 count, Read read) const;
     // Under mutex_. nullptr: there is none.
-    File find_file(trel::u64 id) const;
-    File open_file(trel::u64 id) const;
-    std::shared_ptr<trel::FileIO::RawFile> open_raw(trel::u64 id) const;
-    [[noreturn]] void refuse_missing(trel::u64 id) const;
-    File needed_file(trel::u64 id) const;
-    void check_file(const BasicKvdFileReader& file, trel::u64 id) const;
+    File find_file(u64 id) const;
+    File open_file(u64 id) const;
+    std::shared_ptr<FileIO::RawFile> open_raw(u64 id) const;
+    [[noreturn]] void refuse_missing(u64 id) const;
+    File needed_file(u64 id) const;
+    void check_file(const BasicKvdFileReader& file, u64 id) const;
 
     std::string directory_, base_name_;
     Opener open_;  // empty: by name
     std::string version_;
     std::string first_digits_;
-    trel::u64 digits_per_file_ = 0, total_digits_ = 0;
+    u64 digits_per_file_ = 0, total_digits_ = 0;
 
     mutable std::mutex mutex_;
     std::vector<std::string> folders_;
-    mutable std::map<trel::u64, File> files_;
-    trel::u64 named_id_ = 0;
+    mutable std::map<u64, File> files_;
+    u64 named_id_ = 0;
 };
 
 }  // namespace kalvor

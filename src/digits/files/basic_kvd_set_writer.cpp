@@ -8,14 +8,10 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::u128;
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
-using trel::FileIO::OpenMode;
-using trel::FileIO::PublishedFile;
-using trel::FileIO::RawFile;
+using FileIO::FileException;
+using FileIO::OpenMode;
+using FileIO::PublishedFile;
+using FileIO::RawFile;
 
 namespace {
 
@@ -75,19 +71,19 @@ void KvdSetFiles::discard() {
 
 BasicKvdSetWriter::BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix,
                                      u64 digits_per_file, u64 total_digits, u64 window_bytes,
-                                     trel::Warnings* warnings)
+                                     Warnings* warnings)
     : BasicKvdSetWriter(std::make_unique<KvdSetFiles>(base), nullptr, first_digits, radix, digits_per_file,
                         total_digits, window_bytes, warnings) {}
 
 BasicKvdSetWriter::BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix,
                                      u64 digits_per_file, u64 total_digits, u64 window_bytes,
-                                     trel::Warnings* warnings)
+                                     Warnings* warnings)
     : BasicKvdSetWriter(nullptr, &files, first_digits, radix, digits_per_file, total_digits, window_bytes,
                         warnings) {}
 
 BasicKvdSetWriter::BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFiles* files,
                                      std::string_view first_digits, u8 radix, u64 digits_per_file,
-                                     u64 total_digits, u64 window_bytes, trel::Warnings* warnings)
+                                     u64 total_digits, u64 window_bytes, Warnings* warnings)
     : own_(std::move(own)),
       files_(own_ ? *own_ : *files),
       first_digits_(first_digits),
@@ -102,7 +98,7 @@ BasicKvdSetWriter::~BasicKvdSetWriter() {
     if (is_finished_) return;
     try {
         close();
-    } catch (const trel::Exception& error) {
+    } catch (const Exception& error) {
         error.print();
     }
 }
@@ -155,15 +151,15 @@ void BasicKvdSetWriter::make_commands(u64 start, u64 count, Store store) {
     }
 }
 
-void BasicKvdSetWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC scratch,
-                                     const trel::ParallelContext& parallel) {
+void BasicKvdSetWriter::store_digits(const u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                                     const ParallelContext& parallel) {
     make_commands(start, count, [&](BasicKvdFileWriter& file, u64 begin, u64 n) {
         file.store_digits(values + (begin - start), begin, n, scratch, parallel);
     });
 }
 
 void BasicKvdSetWriter::store_words(const DigitWords& digits, u64 start, u64 count,
-                                    trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) {
+                                    AlignedBufferC scratch, const ParallelContext& parallel) {
     make_commands(start, count, [&](BasicKvdFileWriter& file, u64 begin, u64 n) {
         file.store_words(digits, begin, n, scratch, parallel);
     });

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/names/names.h"
 #include "digits/files/basic_kvd_file_writer.h"
 #include "platform/fileio/published_file.h"
 
@@ -19,56 +20,56 @@ class KvdSetFiles {
     explicit KvdSetFiles(std::string base) : base_(std::move(base)) {}
 
     // " - 0" and so on is part of the name. Made at the first call; held again when it was let go of.
-    trel::FileIO::PublishedFile& file(trel::u64 id);
+    FileIO::PublishedFile& file(u64 id);
     // Those that were made.
-    std::map<trel::u64, trel::FileIO::PublishedFile*> files() const;
+    std::map<u64, FileIO::PublishedFile*> files() const;
     void discard();
 
     const std::string& base() const { return base_; }
-    static std::string file_base(const std::string& base, trel::u64 id) {
+    static std::string file_base(const std::string& base, u64 id) {
         return base + " - " + std::to_string(id);
     }
 
   private:
     const std::string base_;
     mutable std::mutex mutex_;
-    std::map<trel::u64, std::unique_ptr<trel::FileIO::PublishedFile>> files_;
+    std::map<u64, std::unique_ptr<FileIO::PublishedFile>> files_;
 };
 
 class BasicKvdSetWriter final : public BasicDigitWriter {
   public:
     // Complete files beyond so many are closed, and opened again to be read back and published. Nothing can
     // then be written into them any more.
-    static constexpr trel::u64 kOpenFiles = 200;
+    static constexpr u64 kOpenFiles = 200;
     // Files that are neither complete nor untouched keep their window in memory up to this number of them.
-    static constexpr trel::u64 kOpenWindows = 32;
+    static constexpr u64 kOpenWindows = 32;
 
     // digits_per_file: 0 = one file. total_digits: 0 = no end. Throws InvalidParametersException "Single-file
     // is incompatible with unbounded output.", "Invalid Parameters".
-    BasicKvdSetWriter(const std::string& base, std::string_view first_digits, trel::u8 radix,
-                      trel::u64 digits_per_file, trel::u64 total_digits,
-                      trel::u64 window_bytes = SectorWindow::kDefaultBytes,
-                      trel::Warnings* warnings = nullptr);
+    BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix,
+                      u64 digits_per_file, u64 total_digits,
+                      u64 window_bytes = SectorWindow::kDefaultBytes,
+                      Warnings* warnings = nullptr);
     // Into files that somebody else keeps; they outlive the writer.
-    BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, trel::u8 radix,
-                      trel::u64 digits_per_file, trel::u64 total_digits,
-                      trel::u64 window_bytes = SectorWindow::kDefaultBytes,
-                      trel::Warnings* warnings = nullptr);
+    BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix,
+                      u64 digits_per_file, u64 total_digits,
+                      u64 window_bytes = SectorWindow::kDefaultBytes,
+                      Warnings* warnings = nullptr);
     // Closes. Throws nothing: the report of what goes wrong is printed.
     ~BasicKvdSetWriter() override;
 
     // What the constructor makes of digits_per_file 0.
-    static trel::u64 single_file(trel::u64 total_digits) {
+    static u64 single_file(u64 total_digits) {
         return total_digits < kLeastDigitsPerFile ? kLeastDigitsPerFile : total_digits;
     }
-    trel::u64 digits_per_file() const { return digits_per_file_; }
+    u64 digits_per_file() const { return digits_per_file_; }
 
     // Throw InvalidParametersException "Out of range.", "Internal Overflow", and what BasicKvdFileWriter
     // throws.
-    void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& parallel) override;
-    void store_words(const DigitWords& digits, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& parallel) override;
+    void store_digits(const u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                      const ParallelContext& parallel) override;
+    void store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC scratch,
+                     const ParallelContext& parallel) override;
 
     // Every file of the total; without one, every file that was begun.
     void finish() override;
@@ -85,25 +86,25 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
   private:
     using Writer = std::shared_ptr<BasicKvdFileWriter>;
     BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFiles* files, std::string_view first_digits,
-                      trel::u8 radix, trel::u64 digits_per_file, trel::u64 total_digits,
-                      trel::u64 window_bytes, trel::Warnings* warnings);
+                      u8 radix, u64 digits_per_file, u64 total_digits,
+                      u64 window_bytes, Warnings* warnings);
     // store(writer, begin, n) for each file's share.
     template <class Store>
-    void make_commands(trel::u64 start, trel::u64 count, Store store);
-    Writer writer(trel::u64 id);
+    void make_commands(u64 start, u64 count, Store store);
+    Writer writer(u64 id);
     void let_go_of_complete_files();
 
     const std::unique_ptr<KvdSetFiles> own_;  // empty when somebody else keeps the files
     KvdSetFiles& files_;
     const std::string first_digits_;
-    const trel::u8 radix_;
-    const trel::u64 digits_per_file_, total_digits_;
-    const trel::u64 window_bytes_;
-    trel::Warnings* const warnings_;
+    const u8 radix_;
+    const u64 digits_per_file_, total_digits_;
+    const u64 window_bytes_;
+    Warnings* const warnings_;
 
     std::mutex mutex_;
-    std::map<trel::u64, Writer> writers_;
-    trel::u64 resting_ = 0;
+    std::map<u64, Writer> writers_;
+    u64 resting_ = 0;
     bool is_finished_ = false, is_closed_ = false;
 };
 

@@ -10,12 +10,8 @@
 
 namespace kalvor {
 
-using trel::AlignedBufferC;
-using trel::InvalidParametersException;
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
+using FileIO::FileException;
+using FileIO::kSectorBytes;
 
 namespace {
 
@@ -25,7 +21,7 @@ u8 detect_radix(const std::string& head) {
     for (const char c : head) {
         if (c >= 'a' && c <= 'f') return 16;
         if (c != '.' && (c < '0' || c > '9')) {
-            throw trel::StringException("TextReader::BasicTextReader()", "Invalid Digit");
+            throw StringException("TextReader::BasicTextReader()", "Invalid Digit");
         }
     }
     return 10;
@@ -38,15 +34,15 @@ u8 detect_radix(const std::string& head) {
 }  // namespace
 
 BasicTextReader::BasicTextReader(const std::string& path, u8 radix)
-    : BasicTextReader(std::make_shared<trel::FileIO::RawFile>(path, trel::FileIO::OpenMode::read, true),
+    : BasicTextReader(std::make_shared<FileIO::RawFile>(path, FileIO::OpenMode::read, true),
                       radix) {}
 
-BasicTextReader::BasicTextReader(std::shared_ptr<trel::FileIO::RawFile> file, u8 radix)
+BasicTextReader::BasicTextReader(std::shared_ptr<FileIO::RawFile> file, u8 radix)
     : BasicDigitReader(radix), file_(std::move(file)) {
     if (radix != 0 && radix != 10 && radix != 16) {
         throw InvalidParametersException("BasicTextReader::BasicTextReader()", "Invalid Radix");
     }
-    const trel::GuardedBuffer sector(kSectorBytes, kSectorBytes);
+    const GuardedBuffer sector(kSectorBytes, kSectorBytes);
     const u64 got = file_->load_available(sector.get(), 0, kSectorBytes);
     head_.assign(static_cast<const char*>(sector.get()), std::min(got, kHeadBytes));
     if (radix_ == 0) radix_ = detect_radix(head_);
@@ -71,7 +67,7 @@ void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, C
     const u64 address = reinterpret_cast<std::uintptr_t>(scratch.get());
     const u64 skip = (kSectorBytes - address % kSectorBytes) % kSectorBytes;
     if (scratch.size() < skip + kSectorBytes) {
-        throw trel::BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(),
+        throw BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(),
                                             skip + kSectorBytes);
     }
     char* const window = static_cast<char*>(scratch.get()) + skip;
@@ -99,7 +95,7 @@ void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, C
 }
 
 void BasicTextReader::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                                  const trel::ParallelContext&) {
+                                  const ParallelContext&) {
     const DigitKernels& kernels = digit_kernels();
     read_range(start, count, scratch, [&](const char* text, u64 offset, u64 n) {
         if (!kernels.to_values(values + offset, text, n, radix_)) throw_invalid_digit();
@@ -107,7 +103,7 @@ void BasicTextReader::load_digits(u8* values, u64 start, u64 count, AlignedBuffe
 }
 
 void BasicTextReader::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                                 const trel::ParallelContext&) {
+                                 const ParallelContext&) {
     const DigitKernels& kernels = digit_kernels();
     // Blocks that stay in the first-level cache through the three passes.
     constexpr u64 kBlock = 16384;

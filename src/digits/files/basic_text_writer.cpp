@@ -8,11 +8,8 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
-using trel::FileIO::PublishedFile;
+using FileIO::FileException;
+using FileIO::PublishedFile;
 
 namespace {
 
@@ -43,19 +40,19 @@ std::unique_ptr<PublishedFile> make_file(const std::string& base_path, std::stri
 }  // namespace
 
 BasicTextWriter::BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes, trel::Warnings* warnings)
+                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings)
     : radix_(radix),
       window_(make_file(base_path, first_digits, radix), nullptr,
               shape_of(first_digits, total_digits, base_path), buffer_bytes, warnings) {}
 
 BasicTextWriter::BasicTextWriter(PublishedFile& file, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes, trel::Warnings* warnings)
+                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings)
     : radix_(checked_radix(radix)),
       window_(nullptr, &file, shape_of(first_digits, total_digits, file.final_path()), buffer_bytes,
               warnings) {}
 
-void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, trel::AlignedBufferC,
-                                   const trel::ParallelContext&) {
+void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, AlignedBufferC,
+                                   const ParallelContext&) {
     const DigitKernels& kernels = digit_kernels();
     const auto lock = window_.lock();
     constexpr const char* kFunction = "BasicTextWriter::store_digits()";

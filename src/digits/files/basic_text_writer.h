@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/names/names.h"
 #include "digits/files/basic_digit_writer.h"
 #include "digits/files/sector_window.h"
 
@@ -13,24 +14,24 @@ namespace kalvor {
 
 class BasicTextWriter final : public BasicDigitWriter {
   public:
-    static constexpr trel::u64 kDefaultBufferBytes = SectorWindow::kDefaultBytes;
+    static constexpr u64 kDefaultBufferBytes = SectorWindow::kDefaultBytes;
 
     // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
     // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
     // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
-    BasicTextWriter(const std::string& base_path, std::string_view first_digits, trel::u8 radix,
-                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes,
-                    trel::Warnings* warnings = nullptr);
+    BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix,
+                    u64 total_digits, u64 buffer_bytes = kDefaultBufferBytes,
+                    Warnings* warnings = nullptr);
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
-    BasicTextWriter(trel::FileIO::PublishedFile& file, std::string_view first_digits, trel::u8 radix,
-                    trel::u64 total_digits, trel::u64 buffer_bytes = kDefaultBufferBytes,
-                    trel::Warnings* warnings = nullptr);
+    BasicTextWriter(FileIO::PublishedFile& file, std::string_view first_digits, u8 radix,
+                    u64 total_digits, u64 buffer_bytes = kDefaultBufferBytes,
+                    Warnings* warnings = nullptr);
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.
-    void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& parallel) override;
+    void store_digits(const u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                      const ParallelContext& parallel) override;
 
     void finish() override { window_.finish("BasicTextWriter::finish()"); }
     std::unique_ptr<BasicDigitReader> read_back() override;
@@ -49,7 +50,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     const std::string& incomplete_path() const { return window_.file().draft_path(); }
 
   private:
-    const trel::u8 radix_;
+    const u8 radix_;
     SectorWindow window_;
 };
 

@@ -4,9 +4,9 @@
 
 namespace kalvor {
 
-DigitCounts::DigitCounts(trel::u8 radix) : radix(radix) {
+DigitCounts::DigitCounts(u8 radix) : radix(radix) {
     if (radix < 2 || radix > 16) {
-        throw trel::InvalidParametersException("DigitCounts::DigitCounts()", "Radix is too large.");
+        throw InvalidParametersException("DigitCounts::DigitCounts()", "Radix is too large.");
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
@@ -10,11 +11,11 @@ namespace kalvor {
 // Counts of the digit values 0 .. radix - 1. Throws InvalidParametersException "Radix is too large." outside
 // 2 .. 16.
 struct DigitCounts {
-    explicit DigitCounts(trel::u8 radix);
+    explicit DigitCounts(u8 radix);
     bool operator==(const DigitCounts&) const = default;
 
-    trel::u8 radix;
-    std::array<trel::u64, 16> count{};
+    u8 radix;
+    std::array<u64, 16> count{};
 };
 
 }  // namespace kalvor

@@ -7,11 +7,6 @@
 namespace kalvor {
 namespace {
 
-using trel::u128;
-using trel::u32;
-using trel::u64;
-using trel::u8;
-
 // Eight digit values, first one in the lowest byte, as a number: neighbours are joined three times.
 u64 eight_decimal(const u8* values) {
     u64 v;
@@ -41,7 +36,7 @@ u64 hexadecimal_word(const u8* values) {
 // x < 2^127 to a residue below 2^62 + 2^6.
 u64 reduce(u128 x) {
     const u64 hi = static_cast<u64>(x >> 64), lo = static_cast<u64>(x);
-    return ((hi << 3) & trel::m61::kM61) + (hi >> 58) + (lo >> 61) + (lo & trel::m61::kM61);
+    return ((hi << 3) & m61::kM61) + (hi >> 58) + (lo >> 61) + (lo & m61::kM61);
 }
 
 // What a word of the number is: read from digits, or a word already.
@@ -55,7 +50,7 @@ struct WordOfDigits {
 // below 3 * 2^125 + 2^124, so one reduction serves all.
 template <class Words>
 u64 extend_by_words(u64 hash, const Words& words, u64 n, u64 power) {
-    using namespace trel::m61;
+    using namespace m61;
     const u64 power2 = canonical(mul(power, power));
     const u64 power3 = canonical(mul(power2, power));
     const u64 power4 = canonical(mul(power2, power2));
@@ -70,8 +65,8 @@ u64 extend_by_words(u64 hash, const Words& words, u64 n, u64 power) {
 }
 
 // radix^(digits of a word)
-constexpr u64 kDecimalPower = 10000000000000000000ULL % trel::m61::kM61;
-constexpr u64 kHexadecimalPower = static_cast<u64>((u128(1) << 64) % trel::m61::kM61);
+constexpr u64 kDecimalPower = 10000000000000000000ULL % m61::kM61;
+constexpr u64 kHexadecimalPower = static_cast<u64>((u128(1) << 64) % m61::kM61);
 
 }  // namespace
 
@@ -86,8 +81,8 @@ u64 extend_digit_hash(u64 hash, const u8* values, u64 n, u32 radix) {
     return m61::canonical(hash);
 }
 
-u64 extend_word_hash(u64 hash, const trel::Word* words, u64 n, u32 radix) {
-    return trel::m61::canonical(
+u64 extend_word_hash(u64 hash, const Word* words, u64 n, u32 radix) {
+    return m61::canonical(
         extend_by_words(hash, words, n, radix == 10 ? kDecimalPower : kHexadecimalPower));
 }
 

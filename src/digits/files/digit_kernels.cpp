@@ -11,18 +11,18 @@ extern const kalvor::DigitKernels digit_kernels;
 
 namespace kalvor {
 
-bool are_digits(const trel::u8* values, trel::u64 n, trel::u32 radix) {
-    trel::u8 largest = 0;
-    for (trel::u64 i = 0; i < n; i++) largest = largest < values[i] ? values[i] : largest;
+bool are_digits(const u8* values, u64 n, u32 radix) {
+    u8 largest = 0;
+    for (u64 i = 0; i < n; i++) largest = largest < values[i] ? values[i] : largest;
     return largest < radix;
 }
 
-const DigitKernels& digit_kernels(trel::Isa isa) {
+const DigitKernels& digit_kernels(Isa isa) {
     return TREL_TABLE(isa, digit_kernels);
 }
 
 const DigitKernels& digit_kernels() {
-    static const DigitKernels& kernels = digit_kernels(trel::active_isa());
+    static const DigitKernels& kernels = digit_kernels(active_isa());
     return kernels;
 }
 

@@ -11,12 +11,12 @@ extern const kalvor::DigitPacking digit_packing;
 
 namespace kalvor {
 
-const DigitPacking& digit_packing(trel::Isa isa) {
+const DigitPacking& digit_packing(Isa isa) {
     return TREL_TABLE(isa, digit_packing);
 }
 
 const DigitPacking& digit_packing() {
-    static const DigitPacking& kernels = digit_packing(trel::active_isa());
+    static const DigitPacking& kernels = digit_packing(active_isa());
     return kernels;
 }
 

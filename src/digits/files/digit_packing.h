@@ -9,30 +9,31 @@
 // Words go out low byte first, to any address.
 #pragma once
 
+#include "base/names/names.h"
 #include "base/simd/isa.h"
 #include "os/types.h"
 
 namespace kalvor {
 
-inline constexpr trel::Word kLargestDecimalWord = 9999999999999999999ULL;  // 10^19 - 1
+inline constexpr Word kLargestDecimalWord = 9999999999999999999ULL;  // 10^19 - 1
 
 struct DigitPacking {
     const char* isa;
     // out[8 i .. 8 i + 8) = the word of values[19 i .. 19 i + 19). False if a value is above 9; out is then
     // unspecified.
-    bool (*decimal)(trel::u8* out, const trel::u8* values, trel::u64 n) noexcept;
+    bool (*decimal)(u8* out, const u8* values, u64 n) noexcept;
     // The same with 16 values, false if one is above 15.
-    bool (*hexadecimal)(trel::u8* out, const trel::u8* values, trel::u64 n) noexcept;
+    bool (*hexadecimal)(u8* out, const u8* values, u64 n) noexcept;
     // The i-th word of out = digits r .. 18 of words[i] and digits 0 .. r - 1 of words[i + 1]. Reads n + 1
     // words, each below 10^19; 0 < r < 19.
-    void (*shift_decimal)(trel::u8* out, const trel::Word* words, trel::u64 n, trel::u32 r) noexcept;
+    void (*shift_decimal)(u8* out, const Word* words, u64 n, u32 r) noexcept;
     // The same with 16 digits a word; 0 < r < 16.
-    void (*shift_hexadecimal)(trel::u8* out, const trel::Word* words, trel::u64 n, trel::u32 r) noexcept;
+    void (*shift_hexadecimal)(u8* out, const Word* words, u64 n, u32 r) noexcept;
     // Whether every word is below 10^19.
-    bool (*are_decimal)(const trel::Word* words, trel::u64 n) noexcept;
+    bool (*are_decimal)(const Word* words, u64 n) noexcept;
 };
 
-const DigitPacking& digit_packing(trel::Isa isa);
+const DigitPacking& digit_packing(Isa isa);
 // The level in use.
 const DigitPacking& digit_packing();
 

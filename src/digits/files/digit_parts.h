@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "arith/m61/m61.h"
+#include "base/names/names.h"
 #include "digits/files/basic_digit_reader.h"
 #include "platform/memory/aligned_buffer.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -13,27 +14,26 @@
 namespace kalvor {
 
 // Parts that are smaller are not worth a task.
-inline constexpr trel::u64 kLeastPartDigits = trel::u64(1) << 18;
-inline constexpr trel::u64 kLeastPartScratch = trel::u64(1) << 18;
+inline constexpr u64 kLeastPartDigits = u64(1) << 18;
+inline constexpr u64 kLeastPartScratch = u64(1) << 18;
 
-inline trel::u64 count_parts(trel::u64 count, trel::u64 scratch_bytes, trel::u64 tds) {
-    return std::max<trel::u64>(1,
+inline u64 count_parts(u64 count, u64 scratch_bytes, u64 tds) {
+    return std::max<u64>(1,
                                std::min({tds, count / kLeastPartDigits, scratch_bytes / kLeastPartScratch}));
 }
 
 // Calls read(part, begin, n, scratch) for `parts` consecutive parts of [start, start + count). An exception
 // of a part is thrown again here when all have ended: that of the first part that has one.
 template <class Read>
-void read_parts(const trel::ParallelContext& parallel, trel::u64 parts, trel::u64 start, trel::u64 count,
-                trel::AlignedBufferC scratch, Read&& read) {
-    using trel::u64;
+void read_parts(const ParallelContext& parallel, u64 parts, u64 start, u64 count,
+                AlignedBufferC scratch, Read&& read) {
     if (parts == 1) return read(u64(0), start, count, scratch);
     const u64 share = scratch.size() / parts / 64 * 64;
-    std::vector<trel::AlignedBufferC> buffers;
+    std::vector<AlignedBufferC> buffers;
     for (u64 i = 0; i < parts; i++) buffers.push_back(scratch.spawn(share));
     std::vector<std::exception_ptr> failures(parts);
-    trel::parallel_for(parallel.with_tds(parts), parts, [&](u64 i) {
-        const auto cut = [&](u64 k) { return static_cast<u64>(trel::u128(count) * k / parts); };
+    parallel_for(parallel.with_tds(parts), parts, [&](u64 i) {
+        const auto cut = [&](u64 k) { return static_cast<u64>(u128(count) * k / parts); };
         try {
             read(i, start + cut(i), cut(i + 1) - cut(i), buffers[i]);
         } catch (...) {
@@ -47,20 +47,19 @@ void read_parts(const trel::ParallelContext& parallel, trel::u64 parts, trel::u6
 
 // The statistics of consecutive parts, and of all of them.
 struct PartialStats {
-    PartialStats(trel::u8 radix, trel::u64 parts) : stats(parts, DigitRangeStats(radix)), digits(parts) {}
-    DigitRangeStats& operator[](trel::u64 part) { return stats[part]; }
+    PartialStats(u8 radix, u64 parts) : stats(parts, DigitRangeStats(radix)), digits(parts) {}
+    DigitRangeStats& operator[](u64 part) { return stats[part]; }
     // Hashes of two parts combine as h1 radix^n2 + h2.
     void add_to(DigitRangeStats& all) const {
-        namespace m61 = trel::m61;
-        for (trel::u64 i = 0; i < stats.size(); i++) {
-            const trel::u64 power = m61::pow(all.counts.radix, digits[i]);
+        for (u64 i = 0; i < stats.size(); i++) {
+            const u64 power = m61::pow(all.counts.radix, digits[i]);
             all.hash = m61::canonical(m61::add(m61::mul(all.hash, power), stats[i].hash));
-            for (trel::u64 d = 0; d < 16; d++) all.counts.count[d] += stats[i].counts.count[d];
+            for (u64 d = 0; d < 16; d++) all.counts.count[d] += stats[i].counts.count[d];
         }
     }
 
     std::vector<DigitRangeStats> stats;
-    std::vector<trel::u64> digits;  // of each part
+    std::vector<u64> digits;  // of each part
 };
 
 }  // namespace kalvor

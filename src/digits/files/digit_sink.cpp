@@ -7,9 +7,7 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-using trel::FileIO::PublishedFile;
+using FileIO::PublishedFile;
 
 namespace {
 
@@ -20,11 +18,11 @@ class FileSink final : public DigitSink {
 
     const std::string& draft_path() const override { return file_.draft_path(); }
     const std::string& final_path() const override { return file_.final_path(); }
-    trel::os::OsError reserve() override { return file_.reserve(format_.most_bytes(amount_)); }
+    os::OsError reserve() override { return file_.reserve(format_.most_bytes(amount_)); }
     bool needs_space() const override { return file_.needs_space(); }
     void replace_read_only() override { file_.replace_read_only(); }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                  trel::Warnings* warnings) override {
+                                                  Warnings* warnings) override {
         return format_.make_writer(file_, first_digits, amount_.radix, amount_.digits, warnings);
     }
     u64 bytes() const override { return file_.file().size(); }
@@ -36,9 +34,9 @@ class FileSink final : public DigitSink {
     const DigitAmount amount_;
 };
 
-trel::Named<const DigitFormat*>& formats() {
-    static trel::Named<const DigitFormat*> formats = [] {
-        trel::Named<const DigitFormat*> built_in("Duplicate Digit Format: ");
+Named<const DigitFormat*>& formats() {
+    static Named<const DigitFormat*> formats = [] {
+        Named<const DigitFormat*> built_in("Duplicate Digit Format: ");
         built_in.add(kTextFormat, &text_format());
         built_in.add(kKvdFormat, &kvd_format());
         return built_in;
@@ -66,7 +64,7 @@ void register_digit_format(const std::string& name, const DigitFormat& format) {
 const DigitFormat& digit_format(std::string_view name) {
     const DigitFormat* const* format = formats().find(name);
     if (format == nullptr) {
-        throw trel::InvalidParametersException("digit_format()",
+        throw InvalidParametersException("digit_format()",
                                                "Unknown digit format: " + std::string(name));
     }
     return **format;

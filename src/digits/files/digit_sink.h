@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/names/names.h"
 #include "base/status/warnings.h"
 #include "digits/files/basic_digit_reader.h"
 #include "digits/files/basic_digit_writer.h"
@@ -21,9 +22,9 @@ namespace kalvor {
 
 // What a format is asked to hold.
 struct DigitAmount {
-    trel::u8 radix;  // 10 or 16
-    trel::u64 digits;
-    trel::u64 digits_per_file = 0;  // for formats that cut them into files; 0: one file
+    u8 radix;  // 10 or 16
+    u64 digits;
+    u64 digits_per_file = 0;  // for formats that cut them into files; 0: one file
 };
 
 // The output of one number's digits in one radix: a file, or a set of them. What another run writes already,
@@ -41,7 +42,7 @@ class DigitSink {
     // Those that were made by now.
     virtual std::vector<File> files() const { return {{draft_path(), final_path()}}; }
     // The space of all digits. The error when it is not there; nothing is then reserved.
-    [[nodiscard]] virtual trel::os::OsError reserve() = 0;
+    [[nodiscard]] virtual os::OsError reserve() = 0;
     // Whether the last failure was one for want of space that may come.
     virtual bool needs_space() const = 0;
     // A target that is marked as not to be written is replaced too.
@@ -49,9 +50,9 @@ class DigitSink {
     // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
     // abandoned there may be another. warnings: of the run, or nullptr.
     virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                          trel::Warnings* warnings) = 0;
+                                                          Warnings* warnings) = 0;
     // Of the output, until it is published.
-    virtual trel::u64 bytes() const = 0;
+    virtual u64 bytes() const = 0;
     // Deletes the drafts.
     virtual void discard() = 0;
 };
@@ -67,14 +68,14 @@ class DigitFormat {
         return {final_path(base)};
     }
     // What the output takes at most.
-    virtual trel::u64 most_bytes(const DigitAmount& amount) const = 0;
+    virtual u64 most_bytes(const DigitAmount& amount) const = 0;
     // What make_sink() would refuse now; makes nothing.
     virtual void check(const std::string& base, const DigitAmount& amount) const = 0;
     virtual std::unique_ptr<DigitSink> make_sink(const std::string& base,
                                                  const DigitAmount& amount) const = 0;
-    virtual std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, trel::u8 radix) const = 0;
+    virtual std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const = 0;
     // How many digits the output has that is there. Throws what make_reader() throws.
-    virtual trel::u64 digits_there(const std::string& path, trel::u8 radix) const {
+    virtual u64 digits_there(const std::string& path, u8 radix) const {
         return make_reader(path, radix)->total_digits();
     }
 };
@@ -86,10 +87,10 @@ class FileFormat : public DigitFormat {
     std::string final_path(const std::string& base) const final { return base + ending_; }
     void check(const std::string& base, const DigitAmount& amount) const final;
     std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const final;
-    virtual std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
-                                                          std::string_view first_digits, trel::u8 radix,
-                                                          trel::u64 digits,
-                                                          trel::Warnings* warnings) const = 0;
+    virtual std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
+                                                          std::string_view first_digits, u8 radix,
+                                                          u64 digits,
+                                                          Warnings* warnings) const = 0;
 
   protected:
     explicit FileFormat(std::string ending) : ending_(std::move(ending)) {}

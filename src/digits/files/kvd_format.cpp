@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "digits/files/kvd_format.h"
 
 #include <algorithm>
@@ -8,10 +9,8 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-using trel::FileIO::kSectorBytes;
-using trel::FileIO::PublishedFile;
+using FileIO::kSectorBytes;
+using FileIO::PublishedFile;
 
 namespace {
 
@@ -56,9 +55,9 @@ class KvdSink final : public DigitSink {
     const std::string& draft_path() const override { return draft_path_; }
     const std::string& final_path() const override { return final_path_; }
 
-    trel::os::OsError reserve() override {
+    os::OsError reserve() override {
         for (const auto& [id, file] : files_.files()) {
-            const trel::os::OsError error =
+            const os::OsError error =
                 file->reserve(file_bytes(amount_.radix, digits_of_file(amount_, id)));
             if (!error) continue;
             for (const auto& [other, reserved] : files_.files()) reserved->file().cut_quietly(0);
@@ -75,7 +74,7 @@ class KvdSink final : public DigitSink {
         for (const auto& [id, file] : files_.files()) file->replace_read_only();
     }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                  trel::Warnings* warnings) override {
+                                                  Warnings* warnings) override {
         return std::make_unique<BasicKvdSetWriter>(files_, first_digits, amount_.radix,
                                                    digits_per_file_of(amount_), amount_.digits,
                                                    SectorWindow::kDefaultBytes, warnings);
@@ -140,7 +139,7 @@ class KvdFormat final : public DigitFormat {
     static std::unique_ptr<BasicKvdSetReader> open(const std::string& path, u8 radix) {
         auto reader = std::make_unique<BasicKvdSetReader>(path);
         if (reader->radix() != radix) {
-            throw trel::FileIO::FileException("KvdFormat::make_reader()", "Radix does not match.", path);
+            throw FileIO::FileException("KvdFormat::make_reader()", "Radix does not match.", path);
         }
         return reader;
     }

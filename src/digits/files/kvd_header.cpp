@@ -6,10 +6,7 @@
 
 namespace kalvor {
 
-using trel::u128;
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
+using FileIO::FileException;
 
 namespace {
 
@@ -123,12 +120,12 @@ std::string kvd_first_digits(const char* function, std::string_view text, u64 ra
         point == std::string_view::npos ? "" : text.substr(0, point + 1 + kKvdFirstDigits);
     for (std::size_t i = 0; i < first.size(); i++) {
         if (i != point && !is_digit(first[i], radix)) {
-            throw trel::DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
+            throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
                                                            path);
         }
     }
     if (first.empty()) {
-        throw trel::DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
+        throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
                                                        path);
     }
     return std::string(first);

@@ -6,13 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
 
 // Positions begin + 1 ... end behind the point.
 struct DigitRange {
-    trel::u64 begin = 0, end = 0;
+    u64 begin = 0, end = 0;
     bool operator==(const DigitRange&) const = default;
     std::string text() const;  // "[begin, end)"
 };
@@ -20,11 +21,11 @@ struct DigitRange {
 // What stands in the header. Numbers are as they were read: letters in them have made them whatever they are.
 struct KvdHeader {
     std::string version;
-    trel::u64 radix = 0;
+    u64 radix = 0;
     std::string first_digits;  // integer part, "." and up to 50 digits
-    trel::u64 total_digits = 0;
-    trel::u64 digits_per_file = 0;
-    trel::u64 id = 0;
+    u64 total_digits = 0;
+    u64 digits_per_file = 0;
+    u64 id = 0;
 
     // The bytes in front of the data, the last of them 0.
     std::string text() const;
@@ -32,29 +33,29 @@ struct KvdHeader {
 
 // What a sound header says about its file.
 struct KvdShape {
-    trel::u8 radix;
-    trel::u32 digits_per_word;
-    trel::u64 digits_per_file;  // never more than the total
+    u8 radix;
+    u32 digits_per_word;
+    u64 digits_per_file;  // never more than the total
     DigitRange range;
-    trel::u64 words;
+    u64 words;
 };
 
 inline constexpr const char* kKvdVersion = "1.1.0";
-inline constexpr trel::u64 kLeastDigitsPerFile = 100;
+inline constexpr u64 kLeastDigitsPerFile = 100;
 // A header's first digits end here.
-inline constexpr trel::u64 kKvdFirstDigits = 50;
-inline constexpr trel::u64 kLongestKvdHeader = trel::u64(1) << 20;
+inline constexpr u64 kKvdFirstDigits = 50;
+inline constexpr u64 kLongestKvdHeader = u64(1) << 20;
 
-constexpr trel::u32 digits_per_word(trel::u64 radix) {
+constexpr u32 digits_per_word(u64 radix) {
     return radix == 10 ? 19 : 16;
 }
-constexpr trel::u64 words_for(trel::u64 digits, trel::u64 radix) {
+constexpr u64 words_for(u64 digits, u64 radix) {
     return digits == 0 ? 0 : (digits - 1) / digits_per_word(radix) + 1;
 }
 
 struct ParsedKvdHeader {
     KvdHeader header;
-    trel::u64 bytes;  // the data begin here
+    u64 bytes;  // the data begin here
 };
 // The header at the beginning of `bytes`; nothing when its end is not among them.
 std::optional<ParsedKvdHeader> parse_kvd_header(std::string_view bytes);
@@ -64,7 +65,7 @@ KvdShape check_kvd_header(const KvdHeader& header, const std::string& path);
 
 // A number's text up to its 50th digit. Throws InconsistentMetaData without a point or with a character that
 // is not a digit of the radix.
-std::string kvd_first_digits(const char* function, std::string_view text, trel::u64 radix,
+std::string kvd_first_digits(const char* function, std::string_view text, u64 radix,
                              const std::string& path);
 
 }  // namespace kalvor

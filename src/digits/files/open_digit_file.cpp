@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "digits/files/open_digit_file.h"
 
 #include "base/errors/exceptions.h"
@@ -15,17 +16,17 @@ std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
                                                   const std::vector<std::string>& folders) {
     constexpr const char* kFunction = "open_digit_file()";
     const std::string extension(digit_file_extension(path));
-    if (extension.empty()) throw trel::InvalidParametersException(kFunction, "No Extension found.");
+    if (extension.empty()) throw InvalidParametersException(kFunction, "No Extension found.");
     if (extension == ".kvd") {
         auto reader = std::make_unique<BasicKvdSetReader>(path);
         for (const std::string& folder : folders) reader->add_search_folder(folder);
         return reader;
     }
     if (extension != ".txt") {
-        throw trel::InvalidParametersException(kFunction, "Unrecognized Extension: " + extension);
+        throw InvalidParametersException(kFunction, "Unrecognized Extension: " + extension);
     }
     if (path.ends_with(" (incomplete).txt")) {
-        throw trel::FileIO::FileException(kFunction, "This file is incomplete.", path);
+        throw FileIO::FileException(kFunction, "This file is incomplete.", path);
     }
     return std::make_unique<BasicTextReader>(path);
 }

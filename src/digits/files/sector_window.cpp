@@ -8,11 +8,9 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-using trel::FileIO::FileException;
-using trel::FileIO::kSectorBytes;
-using trel::FileIO::PublishedFile;
+using FileIO::FileException;
+using FileIO::kSectorBytes;
+using FileIO::PublishedFile;
 
 namespace {
 
@@ -23,7 +21,7 @@ u64 whole_sectors(u64 bytes) {
 }  // namespace
 
 SectorWindow::SectorWindow(std::unique_ptr<PublishedFile> own, PublishedFile* file, DigitFileShape shape,
-                           u64 window_bytes, trel::Warnings* warnings)
+                           u64 window_bytes, Warnings* warnings)
     : shape_(std::move(shape)),
       own_(std::move(own)),
       file_(own_ ? *own_ : *file),
@@ -42,7 +40,7 @@ SectorWindow::~SectorWindow() {
         } else {
             close();
         }
-    } catch (const trel::Exception& error) {
+    } catch (const Exception& error) {
         error.print();
     }
 }
@@ -52,7 +50,7 @@ SectorWindow::~SectorWindow() {
 // An empty window whose cursor is at `offset`.
 void SectorWindow::open_at(u64 offset) {
     if (buffer_.get() == nullptr) {
-        buffer_ = trel::GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
+        buffer_ = GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
     }
     window_ = offset / kSectorBytes * kSectorBytes;
     cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;
@@ -66,7 +64,7 @@ void SectorWindow::make_known(u64 end) {
         const u64 sector = known_ / kSectorBytes * kSectorBytes;
         const u64 next = sector + kSectorBytes;
         if (in_file_.covers(window_ + sector, window_ + next)) {
-            const trel::GuardedBuffer there(kSectorBytes, kSectorBytes);
+            const GuardedBuffer there(kSectorBytes, kSectorBytes);
             file_.file().load(there.get(), window_ + sector, kSectorBytes);
             std::memcpy(buffer_.bytes() + known_, there.bytes() + (known_ - sector), next - known_);
         } else {
@@ -150,7 +148,7 @@ void SectorWindow::rest() {
 
 // Between what was written there may be whatever the disk had there before.
 void SectorWindow::fill_gaps() {
-    const trel::GuardedBuffer fresh(capacity_, kSectorBytes);
+    const GuardedBuffer fresh(capacity_, kSectorBytes);
     std::memset(fresh.get(), shape_.fresh, capacity_);
     for (const auto& [begin, end] : in_file_.gaps(0, whole_sectors(end_))) {
         for (u64 at = begin; at < end; at += capacity_) {
@@ -163,8 +161,8 @@ void SectorWindow::fill_gaps() {
 
 void SectorWindow::warn_incomplete() const {
     if (warnings_ == nullptr) return;
-    std::vector<trel::Warnings::Line> lines{{"Warning, closing incomplete file", ' ', true},
-                                            {trel::CommandLine::shown_path(file_.draft_path()), 'R'}};
+    std::vector<Warnings::Line> lines{{"Warning, closing incomplete file", ' ', true},
+                                            {CommandLine::shown_path(file_.draft_path()), 'R'}};
     for (std::string& line : written_.lines()) lines.push_back({std::move(line), 'R'});
     warnings_->add(std::move(lines));
 }
@@ -188,7 +186,7 @@ void SectorWindow::finish(const char* function) {
 
 void SectorWindow::require_finished(const char* function) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!is_finished_) throw trel::InvalidParametersException(function, "The file is not finished.");
+    if (!is_finished_) throw InvalidParametersException(function, "The file is not finished.");
 }
 
 void SectorWindow::publish() {

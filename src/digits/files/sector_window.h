@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 
+#include "base/names/names.h"
 #include "base/status/warnings.h"
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
@@ -23,21 +24,21 @@ namespace kalvor {
 // What is fixed about a digit file before its first digit.
 struct DigitFileShape {
     std::string head;  // the bytes before the digits
-    trel::u64 bytes;   // of the whole file
-    trel::u64 begin;   // the digits begin + 1 ... end belong into it
-    trel::u64 end;
-    trel::u8 fresh = 0;  // the bytes of space that was never written; not digits
+    u64 bytes;   // of the whole file
+    u64 begin;   // the digits begin + 1 ... end belong into it
+    u64 end;
+    u8 fresh = 0;  // the bytes of space that was never written; not digits
 };
 
 // The caller holds lock() around the functions that move bytes; the others lock by themselves.
 class SectorWindow {
   public:
-    static constexpr trel::u64 kDefaultBytes = trel::u64(4) << 20;
+    static constexpr u64 kDefaultBytes = u64(4) << 20;
 
     // One of own and file is the file; what is not owned outlives the window and is closed only by publish().
     // window_bytes: the size of one write. warnings: of the run, or nullptr; hears of an incomplete file.
-    SectorWindow(std::unique_ptr<trel::FileIO::PublishedFile> own, trel::FileIO::PublishedFile* file,
-                 DigitFileShape shape, trel::u64 window_bytes, trel::Warnings* warnings);
+    SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
+                 DigitFileShape shape, u64 window_bytes, Warnings* warnings);
     // close(). Throws nothing: the report of what goes wrong is printed.
     ~SectorWindow();
     SectorWindow(const SectorWindow&) = delete;
@@ -45,25 +46,25 @@ class SectorWindow {
 
     std::unique_lock<std::mutex> lock() { return std::unique_lock(mutex_); }
     const DigitFileShape& shape() const { return shape_; }
-    trel::FileIO::PublishedFile& file() { return file_; }
-    const trel::FileIO::PublishedFile& file() const { return file_; }
+    FileIO::PublishedFile& file() { return file_; }
+    const FileIO::PublishedFile& file() const { return file_; }
 
     // ---- under lock()
 
     bool takes_digits() const { return !is_closed_ && !is_finished_; }
     // Puts the cursor at a byte of the file.
-    void seek(trel::u64 offset);
+    void seek(u64 offset);
     // The place behind the cursor, for whole units of at most 8 bytes: at least one of them.
-    std::span<trel::u8> room(trel::u64 unit);
+    std::span<u8> room(u64 unit);
     // So many bytes behind the cursor were filled; it moves behind them.
-    void advance(trel::u64 bytes);
+    void advance(u64 bytes);
     // What was put behind the cursor without advance() is dropped; nothing that was written may stand there.
     void forget() { known_ = cursor_; }
     // The bytes behind the cursor (at most 8) as the file has them, fresh where it has none.
-    trel::u8* known(trel::u64 bytes);
+    u8* known(u64 bytes);
     // The digits begin + 1 ... end are in the file or in the window.
-    void mark_written(trel::u64 begin, trel::u64 end) { written_.add(begin, end); }
-    bool overlaps_written(trel::u64 begin, trel::u64 end) const { return written_.overlaps(begin, end); }
+    void mark_written(u64 begin, u64 end) { written_.add(begin, end); }
+    bool overlaps_written(u64 begin, u64 end) const { return written_.overlaps(begin, end); }
     bool is_complete() const { return !failed_ && written_.covers(shape_.begin, shape_.end); }
     // Brings the window into the file and gives its memory back.
     void rest();
@@ -85,33 +86,33 @@ class SectorWindow {
   private:
     void finish_locked();
     void warn_incomplete() const;
-    void open_at(trel::u64 offset);
-    void make_known(trel::u64 end);
-    void write_up_to(trel::u64 end);
+    void open_at(u64 offset);
+    void make_known(u64 end);
+    void write_up_to(u64 end);
     void write_all();
     void move_on();
     void fill_gaps();
 
     std::mutex mutex_;
     const DigitFileShape shape_;
-    const std::unique_ptr<trel::FileIO::PublishedFile> own_;  // empty when somebody else owns the file
-    trel::FileIO::PublishedFile& file_;
-    trel::Warnings* const warnings_;
-    const trel::u64 capacity_;  // of the window; behind it a sector for what reaches over its end
+    const std::unique_ptr<FileIO::PublishedFile> own_;  // empty when somebody else owns the file
+    FileIO::PublishedFile& file_;
+    Warnings* const warnings_;
+    const u64 capacity_;  // of the window; behind it a sector for what reaches over its end
     bool is_closed_ = false;
     bool is_finished_ = false;
     bool failed_ = false;  // the last attempt to bring the window into the file failed
 
-    trel::GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
-    trel::u64 window_ = 0;        // of the buffer in the file
+    GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
+    u64 window_ = 0;        // of the buffer in the file
     // Of the buffer:
-    trel::u64 cursor_ = 0;
-    trel::u64 known_ = 0;                        // [0, known_) is as it shall be in the file
-    trel::u64 dirty_begin_ = 0, dirty_end_ = 0;  // not yet in the file
+    u64 cursor_ = 0;
+    u64 known_ = 0;                        // [0, known_) is as it shall be in the file
+    u64 dirty_begin_ = 0, dirty_end_ = 0;  // not yet in the file
 
-    trel::u64 end_ = 0;                   // of the bytes that were ever put in, in the file
-    trel::FileIO::SparseRanges in_file_;  // whole sectors that were written; the others are never read
-    trel::FileIO::SparseRanges written_;  // digits
+    u64 end_ = 0;                   // of the bytes that were ever put in, in the file
+    FileIO::SparseRanges in_file_;  // whole sectors that were written; the others are never read
+    FileIO::SparseRanges written_;  // digits
 };
 
 }  // namespace kalvor

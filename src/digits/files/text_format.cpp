@@ -1,12 +1,10 @@
+#include "base/names/names.h"
 #include "digits/files/text_format.h"
 
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
 
 namespace kalvor {
-
-using trel::u64;
-using trel::u8;
 
 namespace {
 
@@ -19,12 +17,12 @@ class TextFormat final : public FileFormat {
 
     // Written in whole sectors.
     u64 most_bytes(const DigitAmount& amount) const override {
-        constexpr u64 kSector = trel::FileIO::kSectorBytes;
+        constexpr u64 kSector = FileIO::kSectorBytes;
         return (amount.digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
     }
-    std::unique_ptr<BasicDigitWriter> make_writer(trel::FileIO::PublishedFile& file,
+    std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
                                                   std::string_view first_digits, u8 radix, u64 digits,
-                                                  trel::Warnings* warnings) const override {
+                                                  Warnings* warnings) const override {
         return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,
                                                  BasicTextWriter::kDefaultBufferBytes, warnings);
     }

@@ -11,12 +11,12 @@ extern const kalvor::WordDigits word_digits;
 
 namespace kalvor {
 
-const WordDigits& word_digits(trel::Isa isa) {
+const WordDigits& word_digits(Isa isa) {
     return TREL_TABLE(isa, word_digits);
 }
 
 const WordDigits& word_digits() {
-    static const WordDigits& kernels = word_digits(trel::active_isa());
+    static const WordDigits& kernels = word_digits(active_isa());
     return kernels;
 }
 

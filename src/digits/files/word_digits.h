@@ -4,6 +4,7 @@
 //   hexadecimal:  word = sum of digit[i] * 16^(15 - i), 0 <= i < 16
 #pragma once
 
+#include "base/names/names.h"
 #include "base/simd/isa.h"
 #include "os/types.h"
 
@@ -12,12 +13,12 @@ namespace kalvor {
 struct WordDigits {
     const char* isa;
     // values[19 i .. 19 i + 19) = the digits of words[i], one a byte (0 .. 9); words[i] < 10^19.
-    void (*decimal)(trel::u8* values, const trel::Word* words, trel::u64 n) noexcept;
+    void (*decimal)(u8* values, const Word* words, u64 n) noexcept;
     // values[16 i .. 16 i + 16) = the digits of words[i] (0 .. 15).
-    void (*hexadecimal)(trel::u8* values, const trel::Word* words, trel::u64 n) noexcept;
+    void (*hexadecimal)(u8* values, const Word* words, u64 n) noexcept;
 };
 
-const WordDigits& word_digits(trel::Isa isa);
+const WordDigits& word_digits(Isa isa);
 // The level in use.
 const WordDigits& word_digits();
 

@@ -9,25 +9,22 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-
 namespace {
 
 constexpr u64 kBufferLimit = u64(1) << 30;
 constexpr u64 kPage = 4096;
 
 // The characters of digits start + 1 .. start + count, and a zero byte.
-trel::GuardedBuffer characters(const char* function, BasicDigitReader& source, u64 start, u64 count) {
+GuardedBuffer characters(const char* function, BasicDigitReader& source, u64 start, u64 count) {
     const u8 radix = source.radix();
-    if (radix != 10 && radix != 16) throw trel::InvalidParametersException(function, "Invalid Radix.");
-    trel::GuardedBuffer text(count + 1, 64);
-    const u64 bytes = trel::round_up_64(source.buffer_size(count, kBufferLimit));
-    const trel::GuardedBuffer scratch(bytes, kPage);
-    source.load_digits(text.bytes(), start, count, trel::AlignedBufferC(scratch.get(), bytes),
-                       trel::serial_context());
+    if (radix != 10 && radix != 16) throw InvalidParametersException(function, "Invalid Radix.");
+    GuardedBuffer text(count + 1, 64);
+    const u64 bytes = round_up_64(source.buffer_size(count, kBufferLimit));
+    const GuardedBuffer scratch(bytes, kPage);
+    source.load_digits(text.bytes(), start, count, AlignedBufferC(scratch.get(), bytes),
+                       serial_context());
     if (!digit_kernels().to_text(static_cast<char*>(text.get()), text.bytes(), count, radix)) {
-        throw trel::AlgorithmFailedException(function, "Invalid Digit");
+        throw AlgorithmFailedException(function, "Invalid Digit");
     }
     text.bytes()[count] = 0;
     return text;
@@ -38,26 +35,25 @@ trel::GuardedBuffer characters(const char* function, BasicDigitReader& source, u
 void LastDigits::set(u64 total, BasicDigitReader& source) {
     start = total >= 101 ? (total - 51) / 50 * 50 : 0;
     radix = source.radix();
-    const trel::GuardedBuffer digits = characters("LastDigits::set()", source, start, total - start);
+    const GuardedBuffer digits = characters("LastDigits::set()", source, start, total - start);
     text.assign(static_cast<const char*>(digits.get()), total - start);
 }
 
 HashedDigits HashedDigits::make(BasicDigitReader& source, u64 start, u64 count) {
-    const trel::GuardedBuffer digits = characters("HashedDigits()", source, start, count);
-    return {start, count, trel::to_hex(trel::sha256({static_cast<const char*>(digits.get()), count}))};
+    const GuardedBuffer digits = characters("HashedDigits()", source, start, count);
+    return {start, count, to_hex(trel::sha256({static_cast<const char*>(digits.get()), count}))};
 }
 
 std::string counts_text(const DigitCounts& counts) {
     std::string text = "{";
     for (u64 i = 0; i < counts.radix; i++) {
         if (i != 0) text += ", ";
-        text += trel::Console::format_number(counts.count[i]);
+        text += Console::format_number(counts.count[i]);
     }
     return text + "}";
 }
 
 u64 digit_hash(u64 integer_part, u64 fraction_hash, u8 radix, u64 digits) {
-    namespace m61 = trel::m61;
     return m61::canonical(
         m61::add(m61::mul(m61::fold(integer_part), m61::pow(radix, digits)), fraction_hash));
 }

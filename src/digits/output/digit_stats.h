@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "digits/files/basic_digit_reader.h"
 #include "digits/files/digit_counts.h"
 #include "os/types.h"
@@ -13,26 +14,26 @@ namespace kalvor {
 // The 51 to 100 digits at the end of a number, from just after a multiple of 50 (all of up to 100 digits).
 struct LastDigits {
     // total: digits after the point. Throws InvalidParametersException "Invalid Radix.".
-    void set(trel::u64 total, BasicDigitReader& source);
+    void set(u64 total, BasicDigitReader& source);
 
-    trel::u64 start = 0;  // digits start + 1 .. total
-    trel::u8 radix = 10;
+    u64 start = 0;  // digits start + 1 .. total
+    u8 radix = 10;
     std::string text;
 };
 
 // Digits that were computed but not written, known by their hash.
 struct HashedDigits {
     // Throws InvalidParametersException "Invalid Radix.".
-    static HashedDigits make(BasicDigitReader& source, trel::u64 start, trel::u64 count);
+    static HashedDigits make(BasicDigitReader& source, u64 start, u64 count);
 
-    trel::u64 start;
-    trel::u64 count;
+    u64 start;
+    u64 count;
     std::string sha256;  // of the characters; 64 lower-case hexadecimal characters
 };
 
 struct OutputStats {
-    trel::u64 hash = 0;  // floor(|x| * radix^digits) mod (2^61 - 1)
-    trel::u64 digits = 0;
+    u64 hash = 0;  // floor(|x| * radix^digits) mod (2^61 - 1)
+    u64 digits = 0;
     DigitCounts counts{10};
     std::string first;  // the integer part, "." and up to 50 digits
     LastDigits last;
@@ -45,6 +46,6 @@ std::string counts_text(const DigitCounts& counts);
 
 // floor(|x| * radix^digits) mod (2^61 - 1) from the integer part and the residue of the digits after the
 // point.
-trel::u64 digit_hash(trel::u64 integer_part, trel::u64 fraction_hash, trel::u8 radix, trel::u64 digits);
+u64 digit_hash(u64 integer_part, u64 fraction_hash, u8 radix, u64 digits);
 
 }  // namespace kalvor

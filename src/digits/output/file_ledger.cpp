@@ -1,3 +1,4 @@
+#include "base/names/names.h"
 #include "digits/output/file_ledger.h"
 
 #include "os/path_kind.h"
@@ -23,7 +24,7 @@ std::vector<std::string> FileLedger::kept() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<std::string> paths;
     for (const Entry& entry : entries_) {
-        if (entry.begun && trel::os::path_kind(entry.path) != trel::os::PathKind::missing)
+        if (entry.begun && os::path_kind(entry.path) != os::PathKind::missing)
             paths.push_back(entry.path);
     }
     return paths;

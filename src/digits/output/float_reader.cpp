@@ -9,13 +9,6 @@
 
 namespace kalvor {
 
-using trel::AlignedBufferC;
-using trel::i64;
-using trel::InvalidParametersException;
-using trel::u64;
-using trel::u8;
-using trel::Word;
-
 namespace {
 
 constexpr u64 kMinScratchWords = 10;
@@ -40,7 +33,7 @@ FloatReaderB::FloatReaderB(Word integer_part, const Word* radix_words, u64 n, u6
     }
 }
 
-FloatReaderB::FloatReaderB(const trel::BigFloat& x, u64 total_digits)
+FloatReaderB::FloatReaderB(const BigFloat& x, u64 total_digits)
     : BasicDigitReader(16),
       integer_(x.word_at(0)),
       fraction_(CBRv2::RadixFraction::of(x)),
@@ -69,7 +62,7 @@ std::string FloatReaderB::first_digits() const {
 
 u64 FloatReaderB::buffer_size(u64 count, u64 limit) const {
     const u64 words = count / digits_per_word() + 2 + kSpareWords;
-    return trel::round_up_64(8 * std::max(kMinScratchWords, std::min(words, limit / 8)));
+    return round_up_64(8 * std::max(kMinScratchWords, std::min(words, limit / 8)));
 }
 
 void FloatReaderB::load_words(Word* words, i64 start, u64 count) const {
@@ -87,10 +80,10 @@ void FloatReaderB::load_words(Word* words, i64 start, u64 count) const {
 }
 
 void FloatReaderB::load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
-                               const trel::ParallelContext&) {
+                               const ParallelContext&) {
     check_range("FloatReaderB::load_digits()", start, count);
     if (scratch.words() < kMinScratchWords) {
-        throw trel::BufferTooSmallException("FloatReaderB::load_digits()", scratch.words(), kMinScratchWords);
+        throw BufferTooSmallException("FloatReaderB::load_digits()", scratch.words(), kMinScratchWords);
     }
     const u64 per_word = digits_per_word();
     const auto unpack = radix_ == 10 ? word_digits().decimal : word_digits().hexadecimal;
@@ -118,7 +111,7 @@ void FloatReaderB::load_digits(u8* values, u64 start, u64 count, AlignedBufferC 
 }
 
 void FloatReaderB::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                              const trel::ParallelContext& parallel) {
+                              const ParallelContext& parallel) {
     check_range("FloatReaderB::load_stats()", start, count);
     constexpr u64 kBlock = 19 * 16 * 32;
     u8 values[kBlock];

@@ -15,19 +15,6 @@
 
 namespace kalvor {
 
-using trel::AlgorithmFailedException;
-using trel::AlignedBufferC;
-using trel::InvalidParametersException;
-using trel::MultiplyContext;
-using trel::Needs;
-using trel::round_up_8;
-using trel::StatusFrame;
-using trel::StatusSection;
-using trel::u64;
-using trel::u8;
-using trel::Word;
-namespace m61 = trel::m61;
-
 namespace {
 
 constexpr u64 kSector = 4096;
@@ -51,7 +38,7 @@ struct OutputBuffer {
         const u64 word_bytes = 8 * W / kSector * kSector;
         const u64 digit_bytes = 19 * W / 64 * 64;
         if (word_bytes < kSector || digit_bytes < 64) {
-            throw trel::BufferTooSmallException("FloatWriterS::write_hex_digits()", word_bytes, kSector);
+            throw BufferTooSmallException("FloatWriterS::write_hex_digits()", word_bytes, kSector);
         }
         words = scratch.extract_aligned(lost + word_bytes, kSector).word_pointer();
         values = static_cast<u8*>(scratch.spawn(digit_bytes).get());
@@ -89,19 +76,19 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
     return plan;
 }
 
-FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& context, trel::Status& status,
-                           const trel::BigFloat& value)
+FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& context, Status& status,
+                           const BigFloat& value)
     : plan_(plan), context_(context), status_(status), value_(value) {
     if (plan.compute_digits < plan.output_digits) {
         throw InvalidParametersException("FloatWriterB()", "compute < output");
     }
-    radix_words_ = trel::carve_words(context_.scratch, plan.conversion.n);
+    radix_words_ = carve_words(context_.scratch, plan.conversion.n);
 }
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
     CBRv2::words_to_dec(status_, sign, value_.mag(), [this] { return value_.dump(); });
-    const trel::WallTimer timer;
+    const WallTimer timer;
     status_.work().enter("conversion");
     StatusSection section(status_, "Base Converting:");
     CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options);
@@ -129,7 +116,7 @@ void FloatWriterB::verify_binary_words() {
     for (u64 done = 0; done < f.L;) {
         context_.parallel.poll();
         const u64 n = std::min(buffer.step_words, f.L - done);
-        reader.load_words(buffer.words, static_cast<trel::i64>(done), n);
+        reader.load_words(buffer.words, static_cast<i64>(done), n);
         for (u64 i = 0; i < n; i++)
             after = m61::add(m61::mul(after, 8), m61::fold(buffer.words[i]));  // 2^64 = 8
         done += n;
@@ -155,7 +142,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
                                  BasicDigitWriter* file) {
     status_.work().enter("writing");
     StatusSection section(status_, section_name);
-    const trel::WallTimer timer;
+    const WallTimer timer;
     const u8 radix = reader.radix();
     const u64 per_word = reader.digits_per_word();
     const auto unpack = radix == 10 ? word_digits().decimal : word_digits().hexadecimal;
@@ -169,7 +156,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         context_.parallel.poll();
         const u64 count = std::min(buffer.step_words * per_word, digits - done);
         const u64 n = words_for_digits(count, per_word);
-        reader.load_words(buffer.words, static_cast<trel::i64>(done / per_word), n);
+        reader.load_words(buffer.words, static_cast<i64>(done / per_word), n);
         unpack(buffer.values, buffer.words, n);
         const u64 whole = count / per_word;
         hash = extend_word_hash(hash, buffer.words, whole, radix);
@@ -180,7 +167,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         }
         done += count;
         status_.work().add(static_cast<double>(count));
-        StatusFrame frame(section.node(), "Writing...     " + trel::Console::format_commas(done) +
+        StatusFrame frame(section.node(), "Writing...     " + Console::format_commas(done) +
                                               (file != nullptr ? "  digits written" : "  digits analyzed"));
         frame.node().refresh();
     }

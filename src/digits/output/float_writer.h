@@ -13,6 +13,7 @@
 
 #include "arith/bigfloat/big_float.h"
 #include "arith/multiply/multiply_context.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/convert.h"
 #include "digits/files/basic_digit_writer.h"
@@ -24,20 +25,20 @@ namespace kalvor {
 
 // Made before a computation for the session's memory estimate.
 struct WriterPlan {
-    trel::u64 value_words = 0;     // words of the value
-    trel::u64 compute_digits = 0;  // decimal digits computed
-    trel::u64 output_digits = 0;   // decimal digits written
-    trel::u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
+    u64 value_words = 0;     // words of the value
+    u64 compute_digits = 0;  // decimal digits computed
+    u64 output_digits = 0;   // decimal digits written
+    u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
     bool verify = false;
-    trel::Needs needs;  // beside the value
+    Needs needs;  // beside the value
     CBRv2::ConvertPlanP conversion{};
 
     // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with
     // a smaller power table, slower, down to a least one (ConvertPlanP). Throws InvalidParametersException
     // "compute < output".
-    static WriterPlan make(trel::u64 value_words, trel::u64 compute_digits, trel::u64 output_digits,
-                           trel::u64 hex_digits, bool verify, trel::u64 tds,
-                           trel::u64 budget_bytes = CBRv2::kNoBudget);
+    static WriterPlan make(u64 value_words, u64 compute_digits, u64 output_digits,
+                           u64 hex_digits, bool verify, u64 tds,
+                           u64 budget_bytes = CBRv2::kNoBudget);
 };
 
 // One thread calls it; tasks of the context's framework do the arithmetic.
@@ -45,8 +46,8 @@ class FloatWriterB {
   public:
     // plan, status and value outlive the writer. compute < output throws
     // InvalidParametersException("FloatWriterB()", "compute < output").
-    FloatWriterB(const WriterPlan& plan, const trel::MultiplyContext& context, trel::Status& status,
-                 const trel::BigFloat& value);
+    FloatWriterB(const WriterPlan& plan, const MultiplyContext& context, Status& status,
+                 const BigFloat& value);
 
     // Decimal digits: range check, then the conversion into radix words.
     void convert(const CBRv2::ConvertOptions& options = {});
@@ -54,7 +55,7 @@ class FloatWriterB {
     double convert_seconds() const { return convert_seconds_; }
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
     // AlgorithmFailedException.
-    void verify(trel::u64 digits);
+    void verify(u64 digits);
     void verify() { verify(plan_.compute_digits); }
     // Hexadecimal digits: checks that the words pass unchanged through the buffer that output copies them to.
     void verify_binary_words();
@@ -65,9 +66,9 @@ class FloatWriterB {
 
     // Write base_path in a format and return the statistics.
     OutputStats write_dec_digits(const std::string& base_path, const std::string& format = kTextFormat,
-                                 trel::u64 digits_per_file = 0);
+                                 u64 digits_per_file = 0);
     OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat,
-                                 trel::u64 digits_per_file = 0);
+                                 u64 digits_per_file = 0);
     // Into a file that is open already; it is finished and not published yet.
     OutputStats write_dec_digits(BasicDigitWriter& file);
     OutputStats write_hex_digits(BasicDigitWriter& file);
@@ -75,17 +76,17 @@ class FloatWriterB {
     OutputStats stat_dec_digits();
     OutputStats stat_hex_digits();
     // Re-reads a written file and compares.
-    void read_check(const std::string& file, const OutputStats& stats, trel::u8 radix,
+    void read_check(const std::string& file, const OutputStats& stats, u8 radix,
                     const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
 
     // Of the run; nullptr where nobody listens.
-    trel::Warnings* warnings() const {
+    Warnings* warnings() const {
         return context_.parallel.run == nullptr ? nullptr : &context_.parallel.run->warnings;
     }
 
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
-    trel::Word* radix_words() { return radix_words_; }
+    Word* radix_words() { return radix_words_; }
 
     // The decimal digits in memory, from the radix words.
     FloatReaderB decimal_reader() const;
@@ -93,13 +94,13 @@ class FloatWriterB {
   private:
     FloatReaderB hexadecimal_reader() const;
     // file may be null: the statistics alone.
-    OutputStats output(FloatReaderB reader, trel::u64 digits, const char* section, BasicDigitWriter* file);
+    OutputStats output(FloatReaderB reader, u64 digits, const char* section, BasicDigitWriter* file);
 
     const WriterPlan& plan_;
-    trel::MultiplyContext context_;  // scratch: behind the radix words
-    trel::Status& status_;
-    const trel::BigFloat& value_;
-    trel::Word* radix_words_;
+    MultiplyContext context_;  // scratch: behind the radix words
+    Status& status_;
+    const BigFloat& value_;
+    Word* radix_words_;
     double convert_seconds_ = 0;
 };
 

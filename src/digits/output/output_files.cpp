@@ -12,13 +12,9 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-using trel::CommandLine::shown_path;
-using trel::FileIO::file_functions;
-using trel::FileIO::FileException;
-namespace Console = trel::Console;
-namespace os = trel::os;
+using CommandLine::shown_path;
+using FileIO::file_functions;
+using FileIO::FileException;
 
 namespace {
 
@@ -94,7 +90,7 @@ void OutputFiles::Request::set_digits_per_file(u64 setting) {
 }
 
 OutputFiles::OutputFiles(std::string folder, const std::vector<Request>& requests,
-                         const OutputOptions& options, trel::Status& status)
+                         const OutputOptions& options, Status& status)
     : folder_(std::move(folder)), options_(options), status_(status) {
     for (const Request& request : requests) entries_.push_back({request, make(folder_, request)});
     reserve_space();
@@ -138,7 +134,7 @@ void OutputFiles::reserve_space() {
         const os::OsError error = entry.sink->reserve();
         if (!error) continue;
         if (error.category != os::ErrorCategory::disk_full) {
-            throw trel::FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
+            throw FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
                                            entry.sink->draft_path(), error);
         }
         // A quota, a limit on the size of files, or somebody was faster.
@@ -162,7 +158,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
         if (e.request.radix == radix) entry = &e;
     }
     if (entry == nullptr) {
-        throw trel::InvalidParametersException("OutputFiles::write()", "No file was asked for.");
+        throw InvalidParametersException("OutputFiles::write()", "No file was asked for.");
     }
     for (int attempt = 1;; attempt++) {
         Choice choice;
@@ -230,7 +226,7 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
 // A folder that cannot be used leaves everything as it was; the next attempt asks again.
 void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
-        const std::string prefix = trel::FileIO::prepare_output_folder(folder);
+        const std::string prefix = FileIO::prepare_output_folder(folder);
         auto sink = make(prefix, entry.request);
         (void)sink->reserve().failed();
         const std::vector<DigitSink::File> files = entry.sink->files();

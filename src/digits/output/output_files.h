@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/names/names.h"
 #include "digits/output/file_ledger.h"
 #include "digits/output/float_writer.h"
 #include "os/types.h"
@@ -27,19 +28,19 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
 class OutputFiles {
   public:
     struct Request {
-        trel::u8 radix;         // 10 or 16, each once
+        u8 radix;         // 10 or 16, each once
         std::string base_name;  // of the file, without folder and ending
-        trel::u64 digits;
+        u64 digits;
         std::string format = kTextFormat;
-        trel::u64 digits_per_file = 0;  // of the format "kvd"; 0: one file
+        u64 digits_per_file = 0;  // of the format "kvd"; 0: one file
         DigitAmount amount() const { return {radix, digits, digits_per_file}; }
         // As settings say it: 0 = a text file, all ones = one compressed file, otherwise a set of them.
-        void set_digits_per_file(trel::u64 setting);
+        void set_digits_per_file(u64 setting);
     };
     // Of a set: its first file, and the bytes of all.
     struct WrittenFile {
         std::string path;
-        trel::u64 bytes;
+        u64 bytes;
     };
 
     // folder: with its final "/", or empty for the current one. Says which files will be replaced and warns
@@ -47,7 +48,7 @@ class OutputFiles {
     // run is writing, and for too little space where that is a refusal; nothing is then left behind.
     // status: of the run; it outlives the files.
     OutputFiles(std::string folder, const std::vector<Request>& requests, const OutputOptions& options,
-                trel::Status& status);
+                Status& status);
     ~OutputFiles();
     // What the constructor would refuse now, without making anything: for the time before the memory of the
     // computation is taken.
@@ -58,7 +59,7 @@ class OutputFiles {
     // the volume is full the digits are kept and the user is asked what to do; where there is nobody to ask
     // it is tried again every minute, ten times. Throws FileException, and what read_check() throws: the file
     // then stays under its incomplete name, and what had the final name stays.
-    OutputStats write(FloatWriterB& digits, trel::u8 radix, bool verify);
+    OutputStats write(FloatWriterB& digits, u8 radix, bool verify);
 
     // In the order in which they were written.
     const std::vector<WrittenFile>& written() const { return written_; }
@@ -78,7 +79,7 @@ class OutputFiles {
 
     std::string folder_;
     const OutputOptions options_;
-    trel::Status& status_;
+    Status& status_;
     std::vector<Entry> entries_;
     std::vector<WrittenFile> written_;
 };

@@ -12,11 +12,6 @@
 
 namespace kalvor {
 
-using trel::InvalidParametersException;
-using trel::u64;
-using trel::u8;
-namespace m61 = trel::m61;
-
 namespace {
 
 constexpr u64 kPointBytes = 63;
@@ -46,14 +41,14 @@ u64 integer_residue(std::string_view head, u8 radix) {
 
 }  // namespace
 
-void read_check(trel::Status& status, const DigitFormat& format, const std::string& file,
-                const OutputStats& stats, u8 radix, const trel::AlignedBufferC& scratch,
-                const trel::ParallelContext& parallel) {
+void read_check(Status& status, const DigitFormat& format, const std::string& file,
+                const OutputStats& stats, u8 radix, const AlignedBufferC& scratch,
+                const ParallelContext& parallel) {
     check_radix(radix);
     std::unique_ptr<BasicDigitReader> reader;
     try {
         reader = format.make_reader(file, radix);
-    } catch (const trel::FileIO::FileException& e) {
+    } catch (const FileIO::FileException& e) {
         // Not a failure of the file system: the check says it as its own.
         if (e.message == kNoPoint) throw InvalidParametersException("read_check()", kNoPoint);
         throw;
@@ -61,8 +56,8 @@ void read_check(trel::Status& status, const DigitFormat& format, const std::stri
     read_check(status, *reader, stats, scratch, parallel);
 }
 
-void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
-                const trel::AlignedBufferC& scratch, const trel::ParallelContext& parallel) {
+void read_check(Status& status, BasicDigitReader& reader, const OutputStats& stats,
+                const AlignedBufferC& scratch, const ParallelContext& parallel) {
     status.work().enter("reading back");
     const u8 radix = reader.radix();
     const u64 integer = integer_residue(reader.first_digits(), radix);
@@ -71,16 +66,16 @@ void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStat
     const u64 total = unknown ? stats.digits : reader.total_digits();
     DigitRangeStats found(radix);
     {
-        trel::StatusSection section(
+        StatusSection section(
             status, radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
         for (u64 done = 0; done < total;) {
             parallel.poll();
             const u64 n = std::min(kStepDigits, total - done);
-            reader.load_stats(found, done, n, scratch, trel::serial_context());
+            reader.load_stats(found, done, n, scratch, serial_context());
             done += n;
             status.work().add(static_cast<double>(n));
-            trel::StatusFrame frame(
-                section.node(), "Verifying...    " + trel::Console::format_commas(done) + "  digits hashed");
+            StatusFrame frame(
+                section.node(), "Verifying...    " + Console::format_commas(done) + "  digits hashed");
             frame.node().refresh();
         }
     }
@@ -90,7 +85,7 @@ void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStat
     status.Status_Line("Pre-Write Counts = " + counts_text(stats.counts));
     status.Status_Line("Read-Back Counts = " + counts_text(found.counts));
     if (hash != stats.hash || found.counts != stats.counts) {
-        throw trel::AlgorithmFailedException("", "Digit output failed. Metadata cross-check doesn't match.");
+        throw AlgorithmFailedException("", "Digit output failed. Metadata cross-check doesn't match.");
     }
 }
 

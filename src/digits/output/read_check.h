@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/files/digit_sink.h"
 #include "digits/output/digit_stats.h"
@@ -15,13 +16,13 @@ namespace kalvor {
 // make large reads; at least two sectors of 4096 bytes. Throws InvalidParametersException for a file that is
 // no digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
 // match." when hash or counts differ.
-inline constexpr trel::u64 kReadCheckBytes = (trel::u64(1) << 20) + 4096;
-void read_check(trel::Status& status, const DigitFormat& format, const std::string& file,
-                const OutputStats& stats, trel::u8 radix, const trel::AlignedBufferC& scratch,
-                const trel::ParallelContext& parallel = trel::serial_context());
+inline constexpr u64 kReadCheckBytes = (u64(1) << 20) + 4096;
+void read_check(Status& status, const DigitFormat& format, const std::string& file,
+                const OutputStats& stats, u8 radix, const AlignedBufferC& scratch,
+                const ParallelContext& parallel = serial_context());
 // The same for a file that is not closed yet: what the device has of it.
-void read_check(trel::Status& status, BasicDigitReader& reader, const OutputStats& stats,
-                const trel::AlignedBufferC& scratch,
-                const trel::ParallelContext& parallel = trel::serial_context());
+void read_check(Status& status, BasicDigitReader& reader, const OutputStats& stats,
+                const AlignedBufferC& scratch,
+                const ParallelContext& parallel = serial_context());
 
 }  // namespace kalvor

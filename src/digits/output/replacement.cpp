@@ -10,12 +10,8 @@
 
 namespace kalvor {
 
-using trel::u64;
-using trel::u8;
-using trel::FileIO::file_functions;
-using trel::FileIO::FileException;
-namespace Console = trel::Console;
-namespace os = trel::os;
+using FileIO::file_functions;
+using FileIO::FileException;
 
 namespace {
 
@@ -27,7 +23,7 @@ constexpr const char* kWayOut =
 std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix) {
     try {
         return format.digits_there(path, radix);
-    } catch (const trel::Exception&) {
+    } catch (const Exception&) {
         return std::nullopt;
     }
 }
@@ -51,7 +47,7 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
-        throw trel::FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path,
+        throw FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path,
                                        old.error);
     }
     bool empty = false;
@@ -80,7 +76,7 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
                                 path);
         }
     }
-    return {read_only, "Replacing " + trel::CommandLine::shown_path(path) +
+    return {read_only, "Replacing " + CommandLine::shown_path(path) +
                            (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
 }
 

@@ -13,11 +13,6 @@
 
 namespace kalvor {
 
-using trel::i64;
-using trel::u64;
-using trel::u8;
-namespace Console = trel::Console;
-
 namespace {
 
 constexpr u64 kGroup = 10;  // digits of an entry
@@ -65,11 +60,11 @@ std::optional<Entry> parse_line(std::string_view line) {
 
 std::optional<std::string> read_file(const std::string& path) {
     try {
-        trel::FileIO::RawFile file(path, trel::FileIO::OpenMode::read, false);
+        FileIO::RawFile file(path, FileIO::OpenMode::read, false);
         std::string text(file.size(), '\0');
         file.load(text.data(), 0, text.size());
         return text;
-    } catch (const trel::FileIO::FileException&) {
+    } catch (const FileIO::FileException&) {
         return std::nullopt;
     }
 }
@@ -110,14 +105,14 @@ SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& na
     if (entries.empty() || entries.begin()->first > digits)
         return unavailable("No suitable spot check entry.", duplicates);
 
-    const u64 bytes = trel::round_up_64(source.buffer_size(kGroup, kBufferLimit));
-    const trel::GuardedBuffer scratch(bytes, kPage);
+    const u64 bytes = round_up_64(source.buffer_size(kGroup, kBufferLimit));
+    const GuardedBuffer scratch(bytes, kPage);
     u64 last = 0;
     for (const auto& [position, expected] : entries) {
         if (position > digits) break;
         u8 group[kGroup];
-        source.load_digits(group, position - kGroup, kGroup, trel::AlignedBufferC(scratch.get(), bytes),
-                           trel::serial_context());
+        source.load_digits(group, position - kGroup, kGroup, AlignedBufferC(scratch.get(), bytes),
+                           serial_context());
         u64 value = 0;
         for (const u8 digit : group) value = 10 * value + digit;
         if (value != expected) {
@@ -130,11 +125,11 @@ SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& na
 }
 
 SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name) {
-    const std::string program = trel::os::executable_path().value_or("");
+    const std::string program = os::executable_path().value_or("");
     return spot_check(source, digits, name, program.substr(0, program.find_last_of("/\\") + 1));
 }
 
-void report(trel::Status& status, const SpotCheck& check) {
+void report(Status& status, const SpotCheck& check) {
     for (u64 i = 0; i < check.duplicates; i++) status.Warning("Error parsing digit file: Duplicate entries.");
     status.Status_ColoredLine({{'w', "Spot Check: "}, {check.color, check.text}});
 }

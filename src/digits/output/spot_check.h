@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/console/colors.h"
+#include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/files/basic_digit_reader.h"
 #include "os/types.h"
@@ -17,20 +18,20 @@
 namespace kalvor {
 
 struct SpotCheckTable {
-    std::map<trel::u64, trel::u64> entries;  // by position; of a repeated position the first
-    trel::u64 duplicates = 0;
+    std::map<u64, u64> entries;  // by position; of a repeated position the first
+    u64 duplicates = 0;
 };
 SpotCheckTable parse_spot_check_table(std::string_view text);
 
 struct SpotCheck {
     // The last position checked, minus the first that differs, or 0 when no check was possible.
-    trel::i64 position = 0;
+    i64 position = 0;
     std::string text;  // "Good through 1,000"
-    trel::Console::ColorLetter color = 'Y';
-    trel::u64 duplicates = 0;  // of the table
+    Console::ColorLetter color = 'Y';
+    u64 duplicates = 0;  // of the table
 };
 // "Spot Check: ..."; before it, for each repeated position, "Error parsing digit file: Duplicate entries.".
-void report(trel::Status& status, const SpotCheck& check);
+void report(Status& status, const SpotCheck& check);
 
 // Checks every entry within the first `digits` digits of the source, in ascending order, up to the first that
 // differs.
@@ -38,9 +39,9 @@ void report(trel::Status& status, const SpotCheck& check);
 // The table is name + ".txt" in the first of the folders "Binaries/Digits/", "Digits/", "../../Digits/" and
 // "../../../Digits/", from the program on. source: decimal, with at least `digits` digits. Allocates a buffer
 // for ten digits and the table.
-SpotCheck spot_check(BasicDigitReader& source, trel::u64 digits, const std::string& name);
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name);
 // The same below a folder (ending with a separator) instead of the program's.
-SpotCheck spot_check(BasicDigitReader& source, trel::u64 digits, const std::string& name,
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
                      const std::string& program_folder);
 
 }  // namespace kalvor
