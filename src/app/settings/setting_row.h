@@ -62,8 +62,8 @@ struct SettingRow {
 using SettingsTable = std::vector<SettingRow>;
 
 // Completes a row whose value is a single node: saving and the selector follow from it and from the text.
-SettingRow with_value(SettingRow row,
-                      std::function<std::unique_ptr<trel::Config::Node>(const ComputeSettings&)> value);
+SettingRow with_value(
+    SettingRow row, const std::function<std::unique_ptr<trel::Config::Node>(const ComputeSettings&)>& value);
 
 // A member of "CustomCompute".
 struct FileMember {
