@@ -96,7 +96,7 @@ void print_usage() {
 
 bool answer_help(ParameterList& parameters) {
     if (!parameters.has_more()) return false;
-    const std::string word = parameters.current_raw();
+    const std::string& word = parameters.current_raw();
     if (word == "version" || word == "--version" || word == "-version" || word == "-v" || word == "-V") {
         print_version();
         return true;

@@ -274,7 +274,7 @@ constexpr FileMember kFileMembers[] = {
 
 }  // namespace
 
-SettingRow with_value(SettingRow row, std::function<std::unique_ptr<Node>(const S&)> value) {
+SettingRow with_value(SettingRow row, const std::function<std::unique_ptr<Node>(const S&)>& value) {
     row.save = [key = row.key, value](const S& s, Object& object) { object.add_node(key, value(s)); };
     row.add_selector = [key = row.key, value, text = row.text](const S& s, Object& object) {
         add_selector(object, key, value(s), text(s));

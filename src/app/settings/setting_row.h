@@ -64,7 +64,7 @@ using SettingsTable = std::vector<SettingRow>;
 
 // Completes a row whose value is a single node: saving and the selector follow from it and from the text.
 SettingRow with_value(SettingRow row,
-                      std::function<std::unique_ptr<Config::Node>(const ComputeSettings&)> value);
+                      const std::function<std::unique_ptr<Config::Node>(const ComputeSettings&)>& value);
 
 // A member of "CustomCompute".
 struct FileMember {
