@@ -128,8 +128,8 @@ std::vector<Guess> starting_points(const IntegerPolynomial& p) {
 
 // One step of the simultaneous iteration. A zero is settled when Newton's step is small beside the distance
 // to the nearest other one.
-void step(const IntegerPolynomial& p, const IntegerPolynomial& derivative, std::vector<Guess>& points,
-          u64 i) {
+void step(const IntegerPolynomial& p, const IntegerPolynomial& derivative, std::vector<Guess>& points, u64 i,
+          i64 bound) {
     Guess& z = points[i];
     const ComplexInt value = p.evaluate(z.n, z.k);
     if (value.is_zero()) {
@@ -152,7 +152,8 @@ void step(const IntegerPolynomial& p, const IntegerPolynomial& derivative, std::
     }
     Float w;
     if (slope.is_zero()) {
-        w = -Float{1, 0, 0}.normalized() / attraction;
+        // Without a slope the others push it away; in the middle between them it is helped.
+        w = attraction.is_zero() ? Float{0.6, 0.5, nearest - 3} : -Float{1, 0, 0}.normalized() / attraction;
     } else {
         const Float newton = to_float(value, -static_cast<i64>(z.k)) / to_float(slope, 0);
         const Float rest = Float{1, 0, 0}.normalized() + -(newton * attraction);
@@ -160,6 +161,8 @@ void step(const IntegerPolynomial& p, const IntegerPolynomial& derivative, std::
         // n |p / p'| bounds the distance to a zero (Laguerre); 2^-16 of the distance to the next.
         if (newton.exponent + 6 + 16 < nearest) z.settled = true;
     }
+    // No zero is further away.
+    w.exponent = std::min(w.exponent, bound + 1);
     move(z, w);
 }
 
@@ -174,6 +177,7 @@ std::vector<ComplexPoint> guess_zeros(const IntegerPolynomial& p) {
     }
     if (rest.degree() < 1) return result;
     const IntegerPolynomial derivative = rest.derivative();
+    const i64 bound = rest.zero_bound();
     std::vector<Guess> points = starting_points(rest);
     // Clusters are left at the rate of a factor of 2 or 3 a step. What is not settled then is searched by
     // cutting in the middle.
@@ -182,7 +186,7 @@ std::vector<ComplexPoint> guess_zeros(const IntegerPolynomial& p) {
         moved = false;
         for (u64 i = 0; i < points.size() && steps_left != 0; i++) {
             if (points[i].settled) continue;
-            step(rest, derivative, points, i);
+            step(rest, derivative, points, i, bound);
             steps_left--;
             moved = true;
         }
