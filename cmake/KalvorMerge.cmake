@@ -21,6 +21,7 @@ set(KALVOR_NOT_MERGED
     src/arith/intntt/integer_ntt
     src/arith/ntt/ntt_prime_sets
     src/digits/files/basic_kvd_[a-z_]*
+    src/constants/builtin/pi_series
     src/digits/output/spot_check
     tests/arith/bigfloat/big_float_transform_test
     tests/arith/exact/exact_float_test

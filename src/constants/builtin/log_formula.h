@@ -14,7 +14,7 @@ struct GeneratedLogFormula {
     bool better_than_table = false;
 };
 
-// What a search found better is kept; these lines go with it.
+// What a user is told of such a result.
 inline constexpr const char* kHeuristicIsBetter =
     "The heuristic has found a better formula than the table entry.";
 

@@ -171,7 +171,7 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
     CaptureConsole console;
     for (const auto& [algorithm, series] : {std::pair("chudnovsky", "Pi - Chudnovsky (1988):"),
                                             std::pair("ramanujan", "Pi - Ramanujan (1910):")}) {
-        CustomSettings settings = settings_for(1000, folder.file("out"));
+        ComputeSettings settings = settings_for(1000, folder.file("out"));
         settings.constant = make_constant("pi", "");
         settings.constant->select_algorithm(algorithm);
         Recorder recorder;

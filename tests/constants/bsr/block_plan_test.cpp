@@ -8,6 +8,7 @@
 #include "constants/builtin/pi_series.h"
 #include "support/harmonic_family.h"
 
+using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using kalvor::PiSeries;
 using kalvor::PiSeriesKind;

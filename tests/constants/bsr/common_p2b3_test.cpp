@@ -15,6 +15,7 @@
 #include "support/scratch.h"
 #include "support/threads.h"
 
+using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using CommonP2B3::Family;
 using CommonP2B3::kP;

@@ -10,6 +10,7 @@
 #include "support/scratch.h"
 #include "support/threads.h"
 
+using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using trel::BigFloat;
 using trel::ExactFloat;

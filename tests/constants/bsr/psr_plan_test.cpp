@@ -8,6 +8,7 @@
 #include "support/monitored_run.h"
 #include "support/pi_like_series.h"
 
+using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 
 namespace {

@@ -9,6 +9,7 @@
 #include "support/scratch.h"
 #include "support/threads.h"
 
+using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using trel::BasicIntR;
 using trel::BigFloat;

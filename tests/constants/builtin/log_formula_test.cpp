@@ -135,7 +135,7 @@ TEST(LogFormulaTest, LargePrimesAndTheirProducts) {
     expect_random_within_limits(1);
 }
 TEST(SlowLogFormulaTest, RandomLargeNumbers) {
-    expect_random_within_limits(40 / kalvor_test::thinned(30));
+    expect_random_within_limits(16 / kalvor_test::thinned(8));
 }
 
 TEST(LogFormulaTest, TableRoute) {

@@ -1,0 +1,88 @@
+// Small products and sums of words, for the terms of a series.
+//
+// Inline, because a term takes a handful of them. The caller has checked the room for the result; nothing is
+// written above it. The residue follows from the operands' residues alone.
+#pragma once
+
+#include <span>
+
+#include "arith/exact/basic_int.h"
+#include "arith/m61/m61.h"
+#include "base/errors/fatal.h"
+
+namespace kalvor::leaf {
+
+using trel::BasicIntR;
+using trel::i64;
+using trel::u128;
+using trel::u64;
+using trel::Word;
+
+inline void require(const BasicIntR& T, u64 words, const char* function) {
+    if (T.buffer_size < words) {
+        trel::assertion_failure(trel::kInvalidParameters, function, "The destination is too small.");
+    }
+}
+
+// T = w, w != 0
+inline void set(BasicIntR& T, Word w) {
+    T.T[0] = w;
+    T.L = 1;
+    T.residue = trel::m61::fold(w);
+}
+inline void set(BasicIntR& T, u128 x) {
+    set(T, static_cast<Word>(x));
+    if (x >> 64 != 0) {
+        T.T[1] = static_cast<Word>(x >> 64);
+        T.L = 2;
+        T.residue = trel::m61::hash_words(T.T, 2);
+    }
+}
+// T *= w, w != 0
+inline void multiply(BasicIntR& T, Word w) {
+    Word carry = 0;
+    for (u64 i = 0; i < T.L; i++) {
+        const u128 p = u128(T.T[i]) * w + carry;
+        T.T[i] = static_cast<Word>(p);
+        carry = static_cast<Word>(p >> 64);
+    }
+    if (carry != 0) T.T[T.L++] = carry;
+    T.residue = trel::m61::mul(T.residue, trel::m61::fold(w));
+}
+inline void multiply(BasicIntR& T, Word w, int times) {
+    for (int i = 0; i < times; i++) multiply(T, w);
+}
+inline void add(BasicIntR& T, Word w) {
+    T.residue = trel::m61::add(T.residue, trel::m61::fold(w));
+    for (u64 i = 0; w != 0; i++) {
+        if (i == T.L) T.T[T.L++] = 0;
+        T.T[i] += w;
+        w = T.T[i] < w ? 1 : 0;
+    }
+}
+// T -= w, w < T
+inline void subtract(BasicIntR& T, Word w) {
+    T.residue = trel::m61::sub(T.residue, trel::m61::fold(w));
+    for (u64 i = 0; w != 0; i++) {
+        const Word borrow = T.T[i] < w ? 1 : 0;
+        T.T[i] -= w;
+        w = borrow;
+    }
+    if (T.T[T.L - 1] == 0) T.L--;
+}
+
+// T = the polynomial with these coefficients, the highest first, at k by Horner's rule. Every value on the
+// way is positive.
+inline void set_polynomial(BasicIntR& T, std::span<const i64> coefficients, u64 k) {
+    set(T, static_cast<Word>(coefficients[0]));
+    for (const i64 c : coefficients.subspan(1)) {
+        multiply(T, k);
+        if (c >= 0) {
+            add(T, static_cast<Word>(c));
+        } else {
+            subtract(T, Word(0) - static_cast<Word>(c));
+        }
+    }
+}
+
+}  // namespace kalvor::leaf

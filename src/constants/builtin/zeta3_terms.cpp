@@ -1,0 +1,46 @@
+#include "constants/builtin/zeta3_terms.h"
+
+#include "constants/builtin/leaf_words.h"
+
+namespace kalvor {
+
+void zeta3_wedeniwski_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+    using namespace leaf;
+    static constexpr i64 kPolynomial[] = {126392, 412708, 531578, 336367, 104000, 12463};
+    require(R, 8, "Zeta3_Wedeniwski_BSR_End_R1()");
+    set(R, k);
+    multiply(R, k, 4);
+    multiply(R, 2 * k - 1, 3);
+
+    require(P, 14, "Zeta3_Wedeniwski_BSR_End_P1()");
+    Word words[6];
+    BasicIntR polynomial(words, 6);
+    set_polynomial(polynomial, kPolynomial, k);
+    P.set_mulB(R, polynomial);
+
+    require(Q, 9, "Zeta3_Wedeniwski_BSR_End_Q1()");
+    set(Q, 24 * (3 * k + 1));
+    multiply(Q, 3 * k + 2);
+    multiply(Q, 4 * k + 1, 3);
+    multiply(Q, 4 * k + 3, 3);
+}
+
+void zeta3_az_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+    using namespace leaf;
+    constexpr const char* kLeaf = "Zeta3_AZ1_BSR_End1()";
+    require(R, 5, kLeaf);
+    set(R, k);
+    multiply(R, k, 4);
+
+    require(P, 7, kLeaf);
+    Word words[2];
+    BasicIntR polynomial(words, 2);
+    set(polynomial, (u128(205) * k + 250) * k + 77);
+    P.set_mulB(R, polynomial);
+
+    require(Q, 5, kLeaf);
+    set(Q, 4 * k + 2);
+    multiply(Q, 4 * k + 2, 4);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,14 @@
+// Binomial coefficients that fit into a word.
+#pragma once
+
+#include "os/types.h"
+
+namespace kalvor::Polynomials {
+
+using trel::u64;
+
+// C(n, k), 0 for k > n. Throws InvalidParametersException "Cannot go beyond degree 62." for n > 62. Any
+// thread.
+u64 binomial_coefficient_u64(u64 n, u64 k);
+
+}  // namespace kalvor::Polynomials

@@ -1,0 +1,25 @@
+// Logarithms of products over consecutive points, precise for one factor as for 10^15 of them.
+#pragma once
+
+#include "arith/estimate/double_double.h"
+#include "os/types.h"
+
+namespace kalvor::Polynomials {
+
+using trel::DoubleDouble;
+using trel::u64;
+
+// ln(1 + t), t > -1/2, to a relative 2^-98 also for small t.
+DoubleDouble ln_one_plus(const DoubleDouble& t);
+// atan(t), t >= 0, to a relative 2^-98.
+DoubleDouble arctangent(const DoubleDouble& t);
+
+// ln|u + b i| + ln|u + 1 + b i| + ... of n factors; u >= 1/2, |b| <= 2^51; the absolute error is below 2^-95
+// of the sum of the magnitudes. A handful of logarithms, whatever n is.
+//
+// Stirling's series for ln gamma(w + n) - ln gamma(w), in which nothing large cancels:
+//     n ln|w + n| + (u - 1/2) ln|(w + n) / w| - b arg((w + n) / w) - n + tail(w + n) - tail(w).
+// Points nearer to zero than its range are taken one by one.
+DoubleDouble ln_rising_product(const DoubleDouble& u, const DoubleDouble& b, u64 n);
+
+}  // namespace kalvor::Polynomials
