@@ -112,12 +112,11 @@ std::unique_ptr<Config::Node> load(const std::string& path) {
         throw SettingsFileException(e);
     } catch (const EndOfStreamException&) {
         Console::print_problem("The settings file " + quoted(path) +
-                                     " ends too early: a quote, bracket or brace is not closed.\n" +
-                                     kSeeHelp);
+                               " ends too early: a quote, bracket or brace is not closed.\n" + kSeeHelp);
         throw;
     } catch (const ParseException& e) {
-        Console::print_problem("The settings file " + quoted(path) + " is wrong in " +
-                                     place_of(e.message) + ".\n" + kSeeHelp);
+        Console::print_problem("The settings file " + quoted(path) + " is wrong in " + place_of(e.message) +
+                               ".\n" + kSeeHelp);
         throw;
     }
 }
@@ -127,16 +126,16 @@ std::unique_ptr<Config::Node> load(const std::string& path) {
 void run_config(ParameterList& parameters) {
     parameters.advance();
     if (!parameters.has_more()) {
-        Console::print_problem(
-            std::string("config needs the path of a settings file: config <file>.\n") + kSeeHelp);
+        Console::print_problem(std::string("config needs the path of a settings file: config <file>.\n") +
+                               kSeeHelp);
         throw InvalidParametersException(kFunction, "Please specify a config file.");
     }
     const std::string path = FileIO::with_config_extension(parameters.current_raw());
     parameters.advance();
     if (parameters.has_more()) {
-        throw CommandLine::RefusedException(
-            "config: " + quoted(parameters.current_raw()) +
-            " stands behind the file. The settings are all in the file.\n" + kSeeHelp);
+        throw CommandLine::RefusedException("config: " + quoted(parameters.current_raw()) +
+                                            " stands behind the file. The settings are all in the file.\n" +
+                                            kSeeHelp);
     }
 
     const auto root = load(path);

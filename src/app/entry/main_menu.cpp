@@ -63,8 +63,8 @@ void print_banner() {
     Console::print("Kalvor v", 'g');
     Console::print_line(version + "(" + kMaker.web_address + ")", 'w');
     Console::print(kMaker.first_word, 't');
-    Console::print_line(
-        std::string(kMaker.rest) + std::string(6, ' ') + "(" + kMaker.contact_address + ")", 'w');
+    Console::print_line(std::string(kMaker.rest) + std::string(6, ' ') + "(" + kMaker.contact_address + ")",
+                        'w');
     Console::new_line();
     Console::print_line("Distribute Freely - Please report any bugs.", 'w');
     Console::new_line();

@@ -32,8 +32,7 @@ std::unique_ptr<Object> query_compute_settings(const ComputeSettings& settings,
     auto object = compute_settings_selector(settings);
     std::string size = Console::format_bytes(bytes);
     size.erase(0, size.find_first_not_of(' '));
-    add_selector(*object, "RequiredRam",
-                       std::make_unique<Config::Integer>(static_cast<i64>(bytes)), size);
+    add_selector(*object, "RequiredRam", std::make_unique<Config::Integer>(static_cast<i64>(bytes)), size);
     add_unless_empty(object->add_array("Warnings"), physical_memory_warning(machine, bytes));
     Array& errors = object->add_array("Errors");
     add_unless_empty(errors, too_large);

@@ -14,6 +14,6 @@ namespace kalvor {
 // "Warnings" and "Errors" of texts; with an error the settings cannot be run. A size that no algorithm
 // reaches needs 0 bytes and is an error.
 std::unique_ptr<Config::Object> query_compute_settings(const ComputeSettings& settings,
-                                                             const os::MemoryStatus& machine);
+                                                       const os::MemoryStatus& machine);
 
 }  // namespace kalvor

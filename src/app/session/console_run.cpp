@@ -59,8 +59,7 @@ void run_on_console(ComputeSettings settings) {
     NormalFloatSessionB session(std::move(settings), console, &console);
     {
         const os::InterruptWatch watch([&] { session.request_stop(); },
-                                             [&] { end_busy_run(session.files(), console); },
-                                             kGraceMilliseconds);
+                                       [&] { end_busy_run(session.files(), console); }, kGraceMilliseconds);
         try {
             session.run();
         } catch (const RunStopped&) {

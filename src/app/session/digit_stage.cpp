@@ -34,18 +34,17 @@ DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) 
 
 OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, u8 radix) {
     OutputStats stats = request.to_files ? files.write(writer_, radix, request.verify)
-                              : radix == 10    ? writer_.stat_dec_digits()
-                                               : writer_.stat_hex_digits();
+                        : radix == 10    ? writer_.stat_dec_digits()
+                                         : writer_.stat_hex_digits();
     report_warnings();
     return stats;
 }
 
 i64 DigitStage::check_known_digits(const DigitRequest& request) {
     FloatReaderB digits = writer_.decimal_reader();
-    const SpotCheck check =
-        request.reference_folder
-            ? spot_check(digits, plan_.compute_digits, request.name, *request.reference_folder)
-            : spot_check(digits, plan_.compute_digits, request.name);
+    const SpotCheck check = request.reference_folder ? spot_check(digits, plan_.compute_digits, request.name,
+                                                                  *request.reference_folder)
+                                                     : spot_check(digits, plan_.compute_digits, request.name);
     report(status_, check);
     return check.position;
 }

@@ -31,8 +31,7 @@ struct DigitResults {
 // value and status outlive it. context.scratch: plan.needs.
 class DigitStage {
   public:
-    DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status,
-               const BigFloat& value);
+    DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status, const BigFloat& value);
 
     void convert();
     // files: has every radix of the request when that writes files.

@@ -24,8 +24,7 @@ constexpr u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status,
-                                       Terminal* terminal)
+NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal)
     : settings_(std::move(settings)), status_(status), terminal_(terminal) {}
 
 NormalFloatSession::~NormalFloatSession() = default;

@@ -26,8 +26,7 @@ struct NormalFloatSessionB::Memory {
     std::optional<BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status,
-                                         Terminal* terminal)
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal)
     : NormalFloatSession(std::move(settings), status, terminal),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}
 
@@ -49,8 +48,8 @@ void NormalFloatSessionB::allocate() {
     settings().allocator->acquire_permissions();
     status().work().enter("memory");
     bool errors = false;
-    const auto phase = [&](const char* progress, const std::string& name, u64 bytes,
-                           HeapAllocation& heap, auto&& build) {
+    const auto phase = [&](const char* progress, const std::string& name, u64 bytes, HeapAllocation& heap,
+                           auto&& build) {
         parallel().poll();
         {
             StatusFrame frame(status(), progress);
@@ -73,7 +72,7 @@ void NormalFloatSessionB::allocate() {
     phase("Working Memory...  ", "Working Memory", plan_.memory.working_memory, memory_->working, [] {});
     phase("Twiddle Tables...  ", "Twiddle Tables", plan_.memory.twiddle_tables, memory_->twiddles, [&] {
         memory_->tables = std::make_unique<TransformTables>(plan_.max_product_words,
-                                                                  memory_->twiddles.buffer(), parallel());
+                                                            memory_->twiddles.buffer(), parallel());
     });
     if (errors) {
         status().Status_ColoredLine(

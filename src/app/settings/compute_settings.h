@@ -27,10 +27,10 @@ struct ComputeSettings {
     bool overwrite = false;             // replace longer and read-only digit files
     std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
     bool force = false;                 // run although the memory is not there
-    i64 digits_per_file = 0;      // 0: text files
+    i64 digits_per_file = 0;            // 0: text files
     ParallelismSettings parallelism;
-    ChoiceSetting<AllocatorConfig> allocator{
-        "Allocator", "    Memory Allocator:       ", allocator_choices(), kDefaultAllocator};
+    ChoiceSetting<AllocatorConfig> allocator{"Allocator", "    Memory Allocator:       ", allocator_choices(),
+                                             kDefaultAllocator};
 
     // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
     void set_decimal_digits(i64 digits);

@@ -19,8 +19,8 @@ ComputeSettings load_compute_settings(const Config::Object& object,
                                       const SettingsTable& table = compute_settings_table());
 
 // The same object again, in its order. Loading it gives equal settings.
-std::unique_ptr<Config::Object> save_compute_settings(
-    const ComputeSettings& settings, const SettingsTable& table = compute_settings_table());
+std::unique_ptr<Config::Object> save_compute_settings(const ComputeSettings& settings,
+                                                      const SettingsTable& table = compute_settings_table());
 
 // The same object for a remote user interface: {"Value", "DisplayText"} in place of every value, except where
 // a framework's own selector says otherwise.

@@ -34,8 +34,7 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
             text = "custom: " + CommandLine::quoted(raw) + " cannot be used.";
         } else if (raw.starts_with('-')) {
             text = CommandLine::quoted(raw) + " stands where the constant's name belongs." +
-                   CommandLine::did_you_mean("custom " + known.front() + " " +
-                                                   CommandLine::shown(raw, 60)) +
+                   CommandLine::did_you_mean("custom " + known.front() + " " + CommandLine::shown(raw, 60)) +
                    list;
         } else {
             text = "custom: " + CommandLine::quoted(raw) + " is not a constant." +
@@ -53,8 +52,8 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
         Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
                                text + " custom ...\n" + CommandLine::see_help(kPage));
     } else {
-        Console::print_problem(CommandLine::unknown_option(
-            raw, "an option of \"custom\"", CommandLine::names_of(options), kPage));
+        Console::print_problem(CommandLine::unknown_option(raw, "an option of \"custom\"",
+                                                           CommandLine::names_of(options), kPage));
     }
     {
         const Console::ErrorOutput errors;
@@ -85,9 +84,9 @@ void choose_threads(ComputeChoices& choices) {
     }
     const std::string name = parallelism.framework->name();
     if (threads != 1 && name == "none") {
-        throw CommandLine::RefusedException(
-            "-threads: the framework \"none\" runs on one thread, not on " + std::to_string(threads) +
-            ". Leave out -PF or name another.\n" + CommandLine::see_help(kPage));
+        throw CommandLine::RefusedException("-threads: the framework \"none\" runs on one thread, not on " +
+                                            std::to_string(threads) + ". Leave out -PF or name another.\n" +
+                                            CommandLine::see_help(kPage));
     }
     const bool limited = parallelism.framework->limit_threads(threads);
     if (!choices.tasks_chosen)

@@ -28,8 +28,7 @@ Lines option_help(const SettingsTable& table) {
 
 Lines custom_help(const SettingsTable& table) {
     Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", "",
-                   "Constants:  " + CommandLine::list_of(constant_tokens()), "",
-                   "Options, in any order:"};
+                   "Constants:  " + CommandLine::list_of(constant_tokens()), "", "Options, in any order:"};
     append(lines, option_help(table));
     append(lines,
            {"", "Values:", "    <n>       1000000, 1,000,000, 1_000_000, 1.5m, 1e6; suffixes k m b (g) t",

@@ -191,8 +191,7 @@ class BSR_BlockB {
             const u64 rest = room_above(room, chain);
             needs.take_maximum(merge_needs(from, split(from, to), to, rest, whom).above(chain));
         }
-        needs.take_maximum(
-            kept_product_needs(basecase_words(), kAnyRoom).above(chain + small_words()));
+        needs.take_maximum(kept_product_needs(basecase_words(), kAnyRoom).above(chain + small_words()));
         return needs;
     }
 

@@ -45,13 +45,12 @@ class BlockRun {
     template <class Range>
     void check(const MultiplyContext& context, const Range& out) const {
         if (context.parallel.tds > plan_.tds()) {
-            throw InvalidParametersException(
-                "BSR_BlockB::run()", "Attempted to run with a larger tds than the plan supports.");
+            throw InvalidParametersException("BSR_BlockB::run()",
+                                             "Attempted to run with a larger tds than the plan supports.");
         }
         for (std::size_t i = 0; i < F::kNumbers; i++) {
             if (out[i].buffer_size < plan_.capacities()[i]) {
-                assertion_failure(kInvalidParameters, "BSR_BlockB::run()",
-                                        "A buffer is too small.");
+                assertion_failure(kInvalidParameters, "BSR_BlockB::run()", "A buffer is too small.");
             }
         }
     }

@@ -120,8 +120,7 @@ Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
     const u64 n = b - a;
     if (n <= kSmallTerms) {
         const Series::TermWords& words = series.term_words();
-        return {round_up_8(n * words.P + 2), round_up_8(n * words.Q + 2),
-                round_up_8(n * words.R + 2)};
+        return {round_up_8(n * words.P + 2), round_up_8(n * words.Q + 2), round_up_8(n * words.R + 2)};
     }
     const u64 full = series.plan_words(a, b);
     const u64 zeros = series.zero_bits_Q(a, b) / 64;
@@ -142,8 +141,7 @@ u64 merge_products(const Family::Words& left, const Family::Words& right) {
 // R1 P2 stands below the products.
 Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
     const u64 T = sizes.out[kP];
-    return kept_product_needs(merge_products(sizes.left, sizes.right), room_above(sizes.room, T))
-        .above(T);
+    return kept_product_needs(merge_products(sizes.left, sizes.right), room_above(sizes.room, T)).above(T);
 }
 
 Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {

@@ -60,9 +60,8 @@ class SeriesEvaluator final : public Evaluator {
     SeriesEvaluator(std::shared_ptr<const typename F::Series> series, const Coefficients& coefficients,
                     const EvaluatorRequest& request, SeriesMemory memory)
         : series_(std::move(series)),
-          value_(
-              series_->precision(), coefficients, request.tds,
-              memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none),
+          value_(series_->precision(), coefficients, request.tds,
+                 memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none),
           // Q is no longer than the numerator.
           sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
                request.tds,
@@ -81,8 +80,7 @@ class SeriesEvaluator final : public Evaluator {
     // The phases "series" and "division".
     std::vector<WorkPhase> work() const override {
         const double sum = sum_.work(), division = value_.work();
-        return {{"series", sum * kWorkSeconds, sum},
-                {"division", division * kWorkSeconds, division}};
+        return {{"series", sum * kWorkSeconds, sum}, {"division", division * kWorkSeconds, division}};
     }
 
     void run(const MultiplyContext& context, Status& status, BigFloat& x) const override {

@@ -16,8 +16,7 @@ u64 difference(const ExactFloat& A) {
 
 }  // namespace
 
-void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results,
-                    const ParallelContext& parallel) {
+void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results, const ParallelContext& parallel) {
     u64 hashes[2] = {0, 0};
     u64 words = 0;
     for (const ExactFloat& A : results) words = std::max(words, A.L);
@@ -34,8 +33,8 @@ void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results,
         fork_join(parallel, first, others);
     }
     if (hashes[0] != 0 || hashes[1] != 0) {
-        throw BSRModularCheckFailedException("kvb_Verify_BSR()", "Modular Redundancy Check Failed", a,
-                                                   b, {hashes[0], hashes[1]});
+        throw BSRModularCheckFailedException("kvb_Verify_BSR()", "Modular Redundancy Check Failed", a, b,
+                                             {hashes[0], hashes[1]});
     }
 }
 

@@ -13,7 +13,6 @@ namespace kalvor::BinarySplitting {
 // Two parts, the first result and the others, run as two tasks from 10,000 words up. Throws
 // BSRModularCheckFailedException "Modular Redundancy Check Failed" with the range and the differences modulo
 // 2^61 - 1 (of the second part: the first that is not 0).
-void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results,
-                    const ParallelContext& parallel);
+void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results, const ParallelContext& parallel);
 
 }  // namespace kalvor::BinarySplitting

@@ -44,10 +44,9 @@ std::span<const BuiltInSeries> catalan_series() {
     return kCatalan;
 }
 
-trel::u64 built_in_terms(const char* gain, trel::u64 precision_words) {
-    using trel::DoubleDouble;
-    const DoubleDouble per_word = trel::dd::ln2_64() * reciprocal(DoubleDouble::parse(gain));
-    return static_cast<trel::u64>(
+u64 built_in_terms(const char* gain, u64 precision_words) {
+    const DoubleDouble per_word = dd::ln2_64() * reciprocal(DoubleDouble::parse(gain));
+    return static_cast<u64>(
         round_parts(DoubleDouble::from_u64(precision_words) * per_word + DoubleDouble(1.5)));
 }
 

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "arith/exact/basic_int.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor {
@@ -15,15 +16,15 @@ struct BuiltInSeries {
     const char* name;  // author and year
     const char* node;  // of the formula language; null where there is none
     const char* leaf;  // named by a failure; Wedeniwski's has three
-    trel::i64 coefficient_P, coefficient_Q, coefficient_D;
-    const char* gain;          // nats by which a term falls
-    const char* growth;        // ln c with Q(k) about c k^degree, in nats
-    trel::u64 degree;          // of Q
-    trel::u64 leaf_threshold;  // ranges of fewer terms are leaves
-    trel::u64 growth_words;    // scratch words that a leaf takes per term
+    i64 coefficient_P, coefficient_Q, coefficient_D;
+    const char* gain;    // nats by which a term falls
+    const char* growth;  // ln c with Q(k) about c k^degree, in nats
+    u64 degree;          // of Q
+    u64 leaf_threshold;  // ranges of fewer terms are leaves
+    u64 growth_words;    // scratch words that a leaf takes per term
     bool alternating;
-    trel::u64 words_P, words_Q, words_R;  // of a term
-    void (*term)(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
+    u64 words_P, words_Q, words_R;  // of a term
+    void (*term)(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
 };
 
 // In the order of the menus. Huvent's series, a sum of independent fractions, is not among them.
@@ -31,6 +32,6 @@ std::span<const BuiltInSeries> zeta3_series();
 std::span<const BuiltInSeries> catalan_series();
 
 // Terms for a precision in words: rint(p 64 ln 2 / gain + 1.5), part by part.
-trel::u64 built_in_terms(const char* gain, trel::u64 precision_words);
+u64 built_in_terms(const char* gain, u64 precision_words);
 
 }  // namespace kalvor

@@ -4,7 +4,7 @@
 
 namespace kalvor {
 
-void catalan_pilehrood_short_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void catalan_pilehrood_short_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Pilehrood1_BSR_End1()";
     require(P, 3, kLeaf);
@@ -22,7 +22,7 @@ void catalan_pilehrood_short_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIn
     multiply(R, 2 * k - 1);
 }
 
-void catalan_pilehrood_long_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void catalan_pilehrood_long_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Pilehrood_BSR_End1()";
     static constexpr i64 kPolynomial[] = {419840, -915456, 782848, -332800, 73256, -7800, 315};
@@ -52,7 +52,7 @@ void catalan_pilehrood_long_term(trel::u64 k, trel::BasicIntR& P, trel::BasicInt
 }
 
 // The name of the leaf has another year than the series.
-void catalan_guillera2008_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void catalan_guillera2008_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Guillera2018_BSR_End()";
     require(R, 3, kLeaf);
@@ -68,7 +68,7 @@ void catalan_guillera2008_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR&
     multiply(Q, 2 * k + 1, 2);
 }
 
-void catalan_guillera2019_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void catalan_guillera2019_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Guillera2019_BSR_End1()";
     static constexpr i64 kPolynomial[] = {45136, -57184, 21240, -3160, 165};
@@ -95,7 +95,7 @@ void catalan_guillera2019_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR&
     multiply(R, 4 * k - 2, 3);
 }
 
-void catalan_lupas_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void catalan_lupas_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Lupas_BSR_End1()";
     require(R, 4, kLeaf);

@@ -12,14 +12,15 @@
 #pragma once
 
 #include "arith/exact/basic_int.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
 // A destination that is too small is an assertion failure with the name of the leaf.
-void catalan_pilehrood_short_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
-void catalan_pilehrood_long_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
-void catalan_guillera2008_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
-void catalan_guillera2019_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
-void catalan_lupas_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
+void catalan_pilehrood_short_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+void catalan_pilehrood_long_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+void catalan_guillera2008_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+void catalan_guillera2019_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+void catalan_lupas_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
 
 }  // namespace kalvor

@@ -5,12 +5,12 @@
 
 namespace kalvor {
 
-void catalan_huvent_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q) {
+void catalan_huvent_term(u64 k, BasicIntR& P, BasicIntR& Q) {
     using namespace leaf;
     constexpr u64 kWords = 18;
     for (const BasicIntR* T : {&P, &Q}) {
         if (T->buffer_size < kWords) {
-            throw trel::BufferTooSmallException("Catalan_Huvent_BSR_End()", T->buffer_size, kWords);
+            throw BufferTooSmallException("Catalan_Huvent_BSR_End()", T->buffer_size, kWords);
         }
     }
     static constexpr i64 kPolynomial[] = {

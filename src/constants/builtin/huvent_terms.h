@@ -6,13 +6,14 @@
 #pragma once
 
 #include "arith/exact/basic_int.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
 // P(k) and Q(k), both positive, 1 <= k < 2^52; odd k count as positive and even k as negative, and the caller
 // multiplies by 2^(-6k). Throws BufferTooSmallException when a destination has less than 18 words.
-void catalan_huvent_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q);
-constexpr bool catalan_huvent_negative(trel::u64 k) {
+void catalan_huvent_term(u64 k, BasicIntR& P, BasicIntR& Q);
+constexpr bool catalan_huvent_negative(u64 k) {
     return k % 2 == 0;
 }
 

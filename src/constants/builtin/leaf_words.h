@@ -9,18 +9,13 @@
 #include "arith/exact/basic_int.h"
 #include "arith/m61/m61.h"
 #include "base/errors/fatal.h"
+#include "base/names/names.h"
 
 namespace kalvor::leaf {
 
-using trel::BasicIntR;
-using trel::i64;
-using trel::u128;
-using trel::u64;
-using trel::Word;
-
 inline void require(const BasicIntR& T, u64 words, const char* function) {
     if (T.buffer_size < words) {
-        trel::assertion_failure(trel::kInvalidParameters, function, "The destination is too small.");
+        assertion_failure(kInvalidParameters, function, "The destination is too small.");
     }
 }
 
@@ -28,14 +23,14 @@ inline void require(const BasicIntR& T, u64 words, const char* function) {
 inline void set(BasicIntR& T, Word w) {
     T.T[0] = w;
     T.L = 1;
-    T.residue = trel::m61::fold(w);
+    T.residue = m61::fold(w);
 }
 inline void set(BasicIntR& T, u128 x) {
     set(T, static_cast<Word>(x));
     if (x >> 64 != 0) {
         T.T[1] = static_cast<Word>(x >> 64);
         T.L = 2;
-        T.residue = trel::m61::hash_words(T.T, 2);
+        T.residue = m61::hash_words(T.T, 2);
     }
 }
 // T *= w, w != 0
@@ -47,13 +42,13 @@ inline void multiply(BasicIntR& T, Word w) {
         carry = static_cast<Word>(p >> 64);
     }
     if (carry != 0) T.T[T.L++] = carry;
-    T.residue = trel::m61::mul(T.residue, trel::m61::fold(w));
+    T.residue = m61::mul(T.residue, m61::fold(w));
 }
 inline void multiply(BasicIntR& T, Word w, int times) {
     for (int i = 0; i < times; i++) multiply(T, w);
 }
 inline void add(BasicIntR& T, Word w) {
-    T.residue = trel::m61::add(T.residue, trel::m61::fold(w));
+    T.residue = m61::add(T.residue, m61::fold(w));
     for (u64 i = 0; w != 0; i++) {
         if (i == T.L) T.T[T.L++] = 0;
         T.T[i] += w;
@@ -62,7 +57,7 @@ inline void add(BasicIntR& T, Word w) {
 }
 // T -= w, w < T
 inline void subtract(BasicIntR& T, Word w) {
-    T.residue = trel::m61::sub(T.residue, trel::m61::fold(w));
+    T.residue = m61::sub(T.residue, m61::fold(w));
     for (u64 i = 0; w != 0; i++) {
         const Word borrow = T.T[i] < w ? 1 : 0;
         T.T[i] -= w;

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "constants/builtin/log_base.h"
+#include "base/names/names.h"
 
 #include <array>
 #include <limits>

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "constants/builtin/log_formula.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 #include <map>

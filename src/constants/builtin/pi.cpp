@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "constants/builtin/pi.h"
+#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
 #include "constants/bsr/common_p2b3.h"

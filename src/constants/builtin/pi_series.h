@@ -20,8 +20,8 @@ struct PiSeriesConstants {
     Word C;              // Q(k) = k^3 C
     Word r2, r2_offset;  // R(k) = (2k - 1)(r2 k - r2_offset)(r2 k - 1)
     u64 zero_bits_C;     // 2^zero_bits_C divides C
-    const char* gain;          // nats by which a term falls at least
-    const char* growth;        // ln C
+    const char* gain;    // nats by which a term falls at least
+    const char* growth;  // ln C
     u64 leaf_threshold;
     bool alternating;
     const char *name_R1, *name_P1, *name_Q1;  // of the term functions, for reports

@@ -4,7 +4,7 @@
 
 namespace kalvor {
 
-void zeta3_wedeniwski_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void zeta3_wedeniwski_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     static constexpr i64 kPolynomial[] = {126392, 412708, 531578, 336367, 104000, 12463};
     require(R, 8, "Zeta3_Wedeniwski_BSR_End_R1()");
@@ -25,7 +25,7 @@ void zeta3_wedeniwski_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, 
     multiply(Q, 4 * k + 3, 3);
 }
 
-void zeta3_az_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) {
+void zeta3_az_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Zeta3_AZ1_BSR_End1()";
     require(R, 5, kLeaf);

@@ -9,11 +9,12 @@
 #pragma once
 
 #include "arith/exact/basic_int.h"
+#include "base/names/names.h"
 
 namespace kalvor {
 
 // A destination that is too small is an assertion failure with the name of the leaf.
-void zeta3_wedeniwski_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
-void zeta3_az_term(trel::u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R);
+void zeta3_wedeniwski_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+void zeta3_az_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
 
 }  // namespace kalvor

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "constants/catalog/catalog_menu.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 

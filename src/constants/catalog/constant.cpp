@@ -18,7 +18,7 @@ void Constant::select_algorithm(std::string_view token) {
         }
     }
     throw InvalidParametersException("Constant::select_algorithm()",
-                                           "Invalid Algorithm: " + std::string(token));
+                                     "Invalid Algorithm: " + std::string(token));
 }
 
 std::unique_ptr<Config::Object> Constant::to_config() const {

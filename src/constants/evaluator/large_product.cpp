@@ -24,8 +24,7 @@ LargeProduct::LargeProduct(u64 precision, u64 room) : precision_(precision) {
     if (needs_.bytes > room) {
         low_ = words / 2;
         low_product_words_ = round_up_8(precision - low_ + kSpareWords);
-        needs_ =
-            product_needs(std::max(2 * words - low_, 2 * low_) + kSpareWords).above(low_product_words_);
+        needs_ = product_needs(std::max(2 * words - low_, 2 * low_) + kSpareWords).above(low_product_words_);
     }
     // One word for the carry of the last addition.
     needs_.result_words = precision + 3;

@@ -30,8 +30,8 @@ class LargeProduct {
     bool in_two_steps() const { return low_ != 0; }
 
     // T = x y to the precision, announced as "Large Multiply...". T is neither of them; they may be one.
-    void run(const MultiplyContext& context, Status& status, BigFloat& T,
-             const BigFloat& x, const BigFloat& y) const;
+    void run(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
+             const BigFloat& y) const;
 
   private:
     u64 precision_;

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "constants/formulas/product.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 #include <utility>

@@ -31,7 +31,7 @@ const std::vector<u64>& row(u64 n) {
 
 u64 binomial_coefficient_u64(u64 n, u64 k) {
     if (n > kLargest) {
-        throw trel::InvalidParametersException("binomial_coefficient_u64()", "Cannot go beyond degree 62.");
+        throw InvalidParametersException("binomial_coefficient_u64()", "Cannot go beyond degree 62.");
     }
     if (k > n) return 0;
     return row(n)[std::min(k, n - k)];

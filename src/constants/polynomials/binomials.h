@@ -1,11 +1,10 @@
 // Binomial coefficients that fit into a word.
 #pragma once
 
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::Polynomials {
-
-using trel::u64;
 
 // C(n, k), 0 for k > n. Throws InvalidParametersException "Cannot go beyond degree 62." for n > 62. Any
 // thread.

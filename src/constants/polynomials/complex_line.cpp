@@ -1,4 +1,5 @@
 #include "constants/polynomials/complex_line.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 
@@ -30,8 +31,8 @@ u64 zeros_between(const IntegerPolynomial& p, const Dyadic& a, const Dyadic& b) 
 // lose little precision when they are rounded; other lines run from t = 0 to 1.
 ComplexLine::ComplexLine(const IntegerPolynomial& p, const ComplexPoint& from, const ComplexPoint& to) {
     if (!p.is_square_free()) {
-        throw trel::AlgorithmFailedException(
-            "ComplexLine()", "GCD(real, imag) is not 1. Input polynomial is not square-free.");
+        throw AlgorithmFailedException("ComplexLine()",
+                                       "GCD(real, imag) is not 1. Input polynomial is not square-free.");
     }
     u64 k = std::max({from.x.k, from.y.k, to.x.k, to.y.k});
     ComplexInt u, v;

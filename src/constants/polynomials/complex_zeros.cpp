@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "constants/polynomials/complex_line.h"
 #include "constants/polynomials/sturm_sequence.h"
 #include "constants/polynomials/zero_guesses.h"
@@ -30,8 +31,8 @@ Count count_zeros(const IntegerPolynomial& p, const Rectangle& r) {
         const u64 k = std::max(corners[i].x.k, corners[i].y.k);
         values[i] = p.evaluate(ComplexInt{corners[i].x.over(k), corners[i].y.over(k)}, k);
         if (values[i].is_zero()) {
-            throw trel::InvalidParametersException("count_complex_zeros_inside()",
-                                                   "A corner of the rectangle is a zero.");
+            throw InvalidParametersException("count_complex_zeros_inside()",
+                                             "A corner of the rectangle is a zero.");
         }
     }
     ComplexInt rotation;
@@ -178,21 +179,20 @@ i64 half_exponent(const SimpleInt& n) {
 
 u64 compute_inside_zeros(i64 c, u64 e) {
     constexpr const char* kFunction = "compute_inside_zeros()";
-    if (c < 0) throw trel::AlgorithmFailedException(kFunction, "Cauchy Index is negative.");
+    if (c < 0) throw AlgorithmFailedException(kFunction, "Cauchy Index is negative.");
     if (static_cast<u64>(c) < e) {
-        throw trel::AlgorithmFailedException(kFunction, "Cauchy Index is larger than edge zeros.");
+        throw AlgorithmFailedException(kFunction, "Cauchy Index is larger than edge zeros.");
     }
     const u64 twice = static_cast<u64>(c) - e;
     if (twice % 2 != 0) {
-        throw trel::AlgorithmFailedException(kFunction, "Adjusted Cauchy Index is not a multiple of 2.");
+        throw AlgorithmFailedException(kFunction, "Adjusted Cauchy Index is not a multiple of 2.");
     }
     return twice / 2;
 }
 
 u64 complex_pairs(u64 degree, u64 real_zeros) {
     if (degree < real_zeros || (degree - real_zeros) % 2 != 0) {
-        throw trel::AlgorithmFailedException("isolate_zeros_square_free()",
-                                             "The # of complex zeros is not even.");
+        throw AlgorithmFailedException("isolate_zeros_square_free()", "The # of complex zeros is not even.");
     }
     return (degree - real_zeros) / 2;
 }

@@ -1,4 +1,5 @@
 #include "constants/polynomials/convergence.h"
+#include "base/names/names.h"
 
 #include <optional>
 #include <string>
@@ -10,10 +11,10 @@ namespace kalvor::Polynomials {
 namespace {
 
 [[noreturn]] void fail(const std::string& what) {
-    throw trel::InvalidParametersException("SeriesHypergeometric_PolyData::enforce_convergence()",
-                                           "Series does not meet convergence requirements.\n"
-                                           "Requirement: |R(x)/Q(x)| < 0.75  for all x >= 1\n\n" +
-                                               what);
+    throw InvalidParametersException("SeriesHypergeometric_PolyData::enforce_convergence()",
+                                     "Series does not meet convergence requirements.\n"
+                                     "Requirement: |R(x)/Q(x)| < 0.75  for all x >= 1\n\n" +
+                                         what);
 }
 
 // The smallest zero above 1. p is not zero at 1.

@@ -1,4 +1,5 @@
 #include "constants/polynomials/integer_polynomial.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 
@@ -160,7 +161,7 @@ ComplexInt IntegerPolynomial::evaluate(const ComplexInt& n, u64 k) const {
 IntegerPolynomial::Division IntegerPolynomial::divmod(const IntegerPolynomial& a,
                                                       const IntegerPolynomial& b) {
     if (b.is_zero()) {
-        throw trel::InvalidParametersException("IntegerPolynomial::divmod()", "Divide by zero.");
+        throw InvalidParametersException("IntegerPolynomial::divmod()", "Divide by zero.");
     }
     if (a.degree() < b.degree()) return {IntegerPolynomial(), a};
     const u64 n = b.coefficients_.size();
@@ -191,7 +192,7 @@ IntegerPolynomial::Division IntegerPolynomial::divmod(const IntegerPolynomial& a
 IntegerPolynomial IntegerPolynomial::exact_divide(const IntegerPolynomial& a, const IntegerPolynomial& b) {
     constexpr const char* kFunction = "IntegerPolynomial::exact_divide()";
     if (a.scale_ != SimpleInt(1) || b.scale_ != SimpleInt(1)) {
-        throw trel::AlgorithmFailedException(kFunction, "Scale is not 1.");
+        throw AlgorithmFailedException(kFunction, "Scale is not 1.");
     }
     Division division = divmod(a, b);
     IntegerPolynomial& q = division.quotient;
@@ -202,7 +203,7 @@ IntegerPolynomial IntegerPolynomial::exact_divide(const IntegerPolynomial& a, co
         c = by_scale.quotient;
     }
     if (!exact) {
-        throw trel::AlgorithmFailedException(kFunction, "Exact division yielded non-zero modulus.");
+        throw AlgorithmFailedException(kFunction, "Exact division yielded non-zero modulus.");
     }
     return IntegerPolynomial(std::move(q.coefficients_));
 }

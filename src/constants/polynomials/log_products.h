@@ -2,12 +2,10 @@
 #pragma once
 
 #include "arith/estimate/double_double.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::Polynomials {
-
-using trel::DoubleDouble;
-using trel::u64;
 
 // ln(1 + t), t > -1/2, to a relative 2^-98 also for small t.
 DoubleDouble ln_one_plus(const DoubleDouble& t);

@@ -87,7 +87,7 @@ Words divide_words(Words& a, const Words& b) {
 
 }  // namespace
 
-trel::DoubleDouble ScaledDoubleDouble::value() const {
+DoubleDouble ScaledDoubleDouble::value() const {
     const int e = static_cast<int>(std::clamp<i64>(exponent, -4000, 4000));
     const double high = std::ldexp(mantissa.high, e);
     return {high, std::isinf(high) ? 0.0 : std::ldexp(mantissa.low, e)};
@@ -184,8 +184,8 @@ SimpleInt operator*(const SimpleInt& a, const SimpleInt& b) {
     result.negative_ = a.negative_ != b.negative_;
     result.words_.assign(a.words_.size() + b.words_.size(), 0);
     const SimpleInt &longer = a.words_.size() >= b.words_.size() ? a : b, &shorter = &longer == &a ? b : a;
-    trel::mul_basecase(result.words_.data(), longer.words_.data(), longer.words_.size(),
-                       shorter.words_.data(), shorter.words_.size());
+    mul_basecase(result.words_.data(), longer.words_.data(), longer.words_.size(), shorter.words_.data(),
+                 shorter.words_.size());
     result.trim();
     return result;
 }
@@ -221,7 +221,7 @@ SimpleInt SimpleInt::operator>>(u64 bits) const {
 }
 
 SimpleInt::Division SimpleInt::divmod(const SimpleInt& a, const SimpleInt& b) {
-    if (b.is_zero()) throw trel::InvalidParametersException("SimpleInt::divmod()", "Divide by zero.");
+    if (b.is_zero()) throw InvalidParametersException("SimpleInt::divmod()", "Divide by zero.");
     if (compare_magnitudes(a, b) < 0) return {SimpleInt(), a};
     const bool negative = a.negative_ != b.negative_;
     if (b.words_.size() == 1) {
@@ -257,8 +257,8 @@ ScaledDoubleDouble SimpleInt::to_double_double() const {
     if (is_zero()) return {};
     const u64 bits = bit_length();
     const SimpleInt top = bits > 128 ? *this >> (bits - 128) : *this << (128 - bits);
-    trel::DoubleDouble m = trel::DoubleDouble::from_u64(top.words_[1]) * trel::DoubleDouble(0x1p-64) +
-                           trel::DoubleDouble::from_u64(top.words_[0]) * trel::DoubleDouble(0x1p-128);
+    DoubleDouble m = DoubleDouble::from_u64(top.words_[1]) * DoubleDouble(0x1p-64) +
+                     DoubleDouble::from_u64(top.words_[0]) * DoubleDouble(0x1p-128);
     return {negative_ ? -m : m, static_cast<i64>(bits)};
 }
 

@@ -10,23 +10,19 @@
 #include <vector>
 
 #include "arith/estimate/double_double.h"
+#include "base/names/names.h"
 #include "os/types.h"
 
 namespace kalvor::Polynomials {
 
-using trel::i64;
-using trel::u128;
-using trel::u64;
-using trel::Word;
-
 // mantissa * 2^exponent, for numbers beyond the range of a double. The mantissa is 0 or its high part has a
 // magnitude of 1/2 to 1.
 struct ScaledDoubleDouble {
-    trel::DoubleDouble mantissa;
+    DoubleDouble mantissa;
     i64 exponent = 0;
 
     // 0 or infinity where a double cannot hold it.
-    trel::DoubleDouble value() const;
+    DoubleDouble value() const;
 };
 
 class SimpleInt {

@@ -1,4 +1,5 @@
 #include "constants/polynomials/sturm_sequence.h"
+#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
 
@@ -10,7 +11,7 @@ SturmSequence SturmSequence::generate(const IntegerPolynomial& p) {
 
 SturmSequence SturmSequence::generate(const IntegerPolynomial& p0, const IntegerPolynomial& p1) {
     if (p0.is_zero()) {
-        throw trel::InvalidParametersException("SturmSequence::generate()", "Polynomial is zero.");
+        throw InvalidParametersException("SturmSequence::generate()", "Polynomial is zero.");
     }
     std::vector<IntegerPolynomial> list = {p0.primitive()};
     IntegerPolynomial next = p1.primitive();
@@ -40,8 +41,7 @@ u64 SturmSequence::zeros(const Dyadic& a, const Dyadic& b) const {
 
 u64 SturmSequence::zeros(u64 changes_a, u64 changes_b, const char* function) {
     if (changes_a < changes_b) {
-        throw trel::AlgorithmFailedException(function,
-                                             "Sturm sequence returned inconsistent # of sign-flips.");
+        throw AlgorithmFailedException(function, "Sturm sequence returned inconsistent # of sign-flips.");
     }
     return changes_a - changes_b;
 }

@@ -1,4 +1,5 @@
 #include "constants/polynomials/term_counts.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 
@@ -6,7 +7,7 @@ namespace kalvor::Polynomials {
 namespace {
 
 DoubleDouble nats(u64 words) {
-    return DoubleDouble::from_u64(words) * trel::dd::ln2_64();
+    return DoubleDouble::from_u64(words) * dd::ln2_64();
 }
 
 DoubleDouble clamped(const DoubleDouble& x, const DoubleDouble& most) {
@@ -18,7 +19,7 @@ DoubleDouble clamped(const DoubleDouble& x, const DoubleDouble& most) {
 
 u64 e_taylor_terms(u64 p) {
     const DoubleDouble target = nats(p) + DoubleDouble(1.0);
-    const auto reaches = [&](u64 n) { return trel::ln_factorial(DoubleDouble::from_u64(n)) >= target; };
+    const auto reaches = [&](u64 n) { return ln_factorial(DoubleDouble::from_u64(n)) >= target; };
     u64 high = 1;
     while (!reaches(high)) high *= 2;
     // The smallest n that reaches it lies in (high / 2, high], or is 1.
@@ -68,7 +69,7 @@ DoubleDouble binary_bbp_remaining(u64 p, u64 degree_P, u64 power, u64 k) {
     const DoubleDouble words = DoubleDouble::from_u64(p + degree_P) - DoubleDouble::from_u64(k) *
                                                                           DoubleDouble::from_u64(power) *
                                                                           DoubleDouble(0x1p-6);
-    return clamped(words, DoubleDouble::from_u64(p)) * trel::dd::ln2_64();
+    return clamped(words, DoubleDouble::from_u64(p)) * dd::ln2_64();
 }
 
 }  // namespace kalvor::Polynomials

@@ -1,4 +1,5 @@
 #include "constants/polynomials/term_sizer.h"
+#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
 
@@ -14,7 +15,7 @@ constexpr double kSlack = 0x1p-28;
 
 DoubleDouble ln(const ScaledDoubleDouble& x) {
     const DoubleDouble mantissa = x.mantissa.high < 0 ? -x.mantissa : x.mantissa;
-    return trel::ln(mantissa) + DoubleDouble(static_cast<double>(x.exponent)) * trel::dd::ln2();
+    return ln(mantissa) + DoubleDouble(static_cast<double>(x.exponent)) * dd::ln2();
 }
 
 ZeroPlace place_of(RealZero& zero) {
@@ -54,18 +55,18 @@ PochhammerComplexPairSizer::PochhammerComplexPairSizer(const ZeroPlace& x, const
 void PochhammerComplexPairSizer::set_imaginary(const Dyadic& y, const Dyadic& at_least) {
     constexpr const char* kFunction = "PochhammerComplexPairSizer()";
     if (y.sign() < 0) {
-        throw trel::InvalidParametersException(kFunction, "Root with negative imaginary part.");
+        throw InvalidParametersException(kFunction, "Root with negative imaginary part.");
     }
     if (at_least > Dyadic{SimpleInt::power_of_2(50), 0}) {
-        throw trel::InvalidParametersException(kFunction, "Imaginary part is too large.");
+        throw InvalidParametersException(kFunction, "Imaginary part is too large.");
     }
     y_ = y.to_double_double().value();
     const DoubleDouble offset = place_.offset().value();
     const DoubleDouble norm = offset * offset + y_ * y_;
     if (!(norm.high >= 0x1p-1000)) {
-        throw trel::InvalidParametersException(kFunction, "Root too close to zero.");
+        throw InvalidParametersException(kFunction, "Root too close to zero.");
     }
-    at_nearest_ = trel::ln(norm) * DoubleDouble(0.5);
+    at_nearest_ = ln(norm) * DoubleDouble(0.5);
 }
 
 DoubleDouble PochhammerComplexPairSizer::log_size(u64 a, u64 b) const {
@@ -104,8 +105,8 @@ PolynomialTermSizer make_sizer(const std::string& name, const IntegerPolynomial&
         zero.refine({1, 1});
         const SimpleInt n = zero.high.floor();
         if (n.sign() > 0 && p.evaluate(n).is_zero() && zero.low <= Dyadic{n, 0}) {
-            throw trel::InvalidParametersException(
-                "make_sizer()", "Polynomial " + name + " is zero at x = " + n.to_string() + ".");
+            throw InvalidParametersException("make_sizer()",
+                                             "Polynomial " + name + " is zero at x = " + n.to_string() + ".");
         }
     }
     return PolynomialTermSizer(p, zeros, extra);

@@ -6,13 +6,14 @@
 #include <memory>
 #include <vector>
 
+#include "base/names/names.h"
 #include "base/status/warnings.h"
 #include "constants/polynomials/integer_polynomial.h"
 
 namespace kalvor::Polynomials {
 
 // What the user is told although the work goes on.
-using Remarks = std::vector<trel::Warnings::Line>;
+using Remarks = std::vector<Warnings::Line>;
 
 // The only zero of `p` in [low, high], p square-free: either low = high is the zero, or p has different signs
 // at the two ends.

@@ -22,7 +22,7 @@ constexpr const char* kPage = "help";
 
 // A row for a number from low to high.
 CommandLine::OptionRow<BBPSettings> number_row(const char* name, const char* help, u64 low, u64 high,
-                                                     u64 BBPSettings::*member) {
+                                               u64 BBPSettings::*member) {
     const std::string range =
         "Write a number from " + Console::format_commas(low) + " to " + Console::format_commas(high) + ".";
     return {{name, ":<n>", help, range},
@@ -53,8 +53,8 @@ void set_modes(BBPSettings& settings, const std::string& letters) {
 
 [[noreturn]] void refuse_option(const ParameterList& parameters) {
     const std::string& raw = parameters.current_raw();
-    Console::print_problem(CommandLine::unknown_option(
-        raw, "an option of \"bbp\"", CommandLine::names_of(bbp_option_table()), kPage));
+    Console::print_problem(CommandLine::unknown_option(raw, "an option of \"bbp\"",
+                                                       CommandLine::names_of(bbp_option_table()), kPage));
     {
         const Console::ErrorOutput errors;
         Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/bbp/bbp_console_run.h"
+#include "base/names/names.h"
 
 #include "base/console/console.h"
 #include "base/console/format.h"
@@ -22,8 +22,8 @@ void run_on_console(BBPSession& session) {
     RunMonitor monitor;
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     {
-        const os::InterruptWatch watch([&] { monitor.stop.request(); },
-                                             [] { os::end_as_interrupted(); }, kGraceMilliseconds);
+        const os::InterruptWatch watch([&] { monitor.stop.request(); }, [] { os::end_as_interrupted(); },
+                                       kGraceMilliseconds);
         try {
             session.run(console, monitor);
         } catch (const RunStopped&) {

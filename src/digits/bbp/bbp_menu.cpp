@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/bbp/bbp_menu.h"
+#include "base/names/names.h"
 
 #include <string>
 

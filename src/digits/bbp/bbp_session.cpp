@@ -23,8 +23,7 @@ std::string sub_sum_text(const SubSum& s) {
 }
 
 std::string percent_text(u64 n_done, u64 n_terms) {
-    return Console::format_fixed(100 * static_cast<double>(n_done) / static_cast<double>(n_terms), 6) +
-           " %";
+    return Console::format_fixed(100 * static_cast<double>(n_done) / static_cast<double>(n_terms), 6) + " %";
 }
 
 void add_signed(FractionFloat& total, const SubSum& s, const FractionFloat& sum) {

@@ -45,8 +45,7 @@ class BBPSession {
     // Sums all sub-sums and reports: settings, sub-sums, times, digits. Throws RunStopped when the monitor
     // asks for it, and InvalidParametersException with cannot_start(). `ticks` is what the time is measured
     // with; 0 says that it cannot be read.
-    void run(Status& status, RunMonitor& monitor,
-             u64 (*ticks)() = os::performance_counter);
+    void run(Status& status, RunMonitor& monitor, u64 (*ticks)() = os::performance_counter);
 
     // The total of the last run that came to its end: every bit is defined by formula, offset and number of
     // digits.
@@ -67,7 +66,6 @@ class BBPSession {
 
 // The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
 // checks others with them. Reports nothing.
-std::string pi_digits(u64 formula, u64 offset, u64 digits, const Workers& workers,
-                      RunMonitor& monitor);
+std::string pi_digits(u64 formula, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor);
 
 }  // namespace kalvor::BBPv2

@@ -8,8 +8,7 @@ namespace kalvor::BBPv2 {
 
 FractionFloat::FractionFloat(u64 n_limbs) {
     if (n_limbs < 2) {
-        throw InvalidParametersException("FractionFloat::FractionFloat()",
-                                               "Length must be at least 2.");
+        throw InvalidParametersException("FractionFloat::FractionFloat()", "Length must be at least 2.");
     }
     limbs_.resize(n_limbs);
 }

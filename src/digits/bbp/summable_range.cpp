@@ -56,9 +56,8 @@ std::vector<RangePiece> SummableRange(const Modes& modes, const SubSum& sub_sum,
     }
     if (cursor >= k1) return pieces;
     if (modes.none()) throw InvalidParametersException(kFunction, "No modes enabled.");
-    throw InvalidParametersException(
-        kFunction,
-        "No mode is able to handle this range.\n[" + std::to_string(k0) + ", " + std::to_string(k1) + ")");
+    throw InvalidParametersException(kFunction, "No mode is able to handle this range.\n[" +
+                                                    std::to_string(k0) + ", " + std::to_string(k1) + ")");
 }
 
 }  // namespace kalvor::BBPv2

@@ -16,7 +16,7 @@ constexpr u64 kModes = 3;
 
 struct ModeRow {
     char letter;
-    u64 limit;         // the largest divisor
+    u64 limit;               // the largest divisor
     const char* limit_name;  // "2^49 - 1"
     const char* speed;
     // The first divisor that the kernel does not take, in the words of its warning.

@@ -31,8 +31,8 @@ class ConvertPlanP {
         u64 lower_words;  // words of the lower fraction, at most; less than input_words at the top level only
         u64 number_words;     // the power as a number, a multiple of 8
         u64 transform_words;  // one forward transform, a multiple of 8
-        Needs held;     // the product that yields the lower fraction, by a power's transform
-        Needs plain;    // the same without a transform of the power
+        Needs held;           // the product that yields the lower fraction, by a power's transform
+        Needs plain;          // the same without a transform of the power
     };
 
     // radix >= 2 and radix_words >= 1, else InvalidParametersException. While the plan's memory and all the
@@ -59,8 +59,8 @@ class ConvertPlanP {
     std::vector<Level> level;
     std::array<Word, 16> base_power;  // R^b without its zero words
     u64 base_power_words;
-    u64 table_words;      // powers as numbers, and the ready transforms of all levels but the top one
-    Needs scratch;  // everything else
+    u64 table_words;  // powers as numbers, and the ready transforms of all levels but the top one
+    Needs scratch;    // everything else
 
   private:
     void make_levels();

@@ -33,7 +33,7 @@ Word convert_leaf(Word radix, Word* out, u64 n, RadixFraction f) {
 Word DirectConvertB::run(const ConvertPlanP& plan, Status& status, Word* out, RadixFraction f) {
     if (plan.levels != 0 || f.L > plan.length(plan.n)) {
         throw InvalidParametersException("DirectConvertB::run()",
-                                               "Input size is too large for conversion plan.");
+                                         "Input size is too large for conversion plan.");
     }
     StatusFrame frame(status, "Converting...  ");
     return convert_leaf(plan.radix, out, plan.n, f);

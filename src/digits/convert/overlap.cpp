@@ -41,8 +41,8 @@ void fixup(const ParallelContext& parallel, Word radix, Word expected, Word actu
         sub1(parallel, radix, upper, n);
     } else {
         throw AlgorithmFailedException(function, "Overlap Mismatch:\n    RL = " + std::to_string(n) +
-                                                           "\n    Expected = " + std::to_string(expected) +
-                                                           "\n    Actual   = " + std::to_string(actual));
+                                                     "\n    Expected = " + std::to_string(expected) +
+                                                     "\n    Actual   = " + std::to_string(actual));
     }
 }
 

@@ -19,7 +19,7 @@ void words_to_dec(Status& status, int sign, i64 magnitude,
                   const std::function<std::vector<std::string>()>& dump) {
     if (sign == 0) {
         throw InvalidParametersException("words_to_dec()",
-                                               std::string("Number is zero and out of range.") + kRange);
+                                         std::string("Number is zero and out of range.") + kRange);
     }
     if (sign < 0) {
         status.Warning(

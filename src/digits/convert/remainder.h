@@ -42,9 +42,8 @@ struct RemainderFloatB {
     //   wanted ones, is therefore computed. Unless it is 0 or 2^64 - 1 (chance 2^-63 for usual data) no shift
     //   has passed it. If it is, its true value is taken from the low words of the product, which the same
     //   transform yields exactly from the low words of A (2 |P| + 3 <= W), and the difference is applied.
-    static RadixFraction set_inverse_fmul(const MultiplyContext& context,
-                                          const ConvertPlanP::Level& level, const PowerView& power,
-                                          RadixFraction f, u64 out_words, Word* out);
+    static RadixFraction set_inverse_fmul(const MultiplyContext& context, const ConvertPlanP::Level& level,
+                                          const PowerView& power, RadixFraction f, u64 out_words, Word* out);
 };
 
 }  // namespace kalvor::CBRv2

@@ -84,8 +84,7 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     const u64 m = std::min(sizes.low, power.L);
     Word* const low = carve_words(memory, sizes.low);
     std::fill_n(low, sizes.low, Word(0));
-    multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n,
-                             power.T, m);
+    multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n, power.T, m);
     if (s % 64 != 0) low[sizes.low - 1] &= (Word(1) << (s % 64)) - 1;
     // Z / 2^s and (Z mod 2^s) / 2^s, both with Z scaled by 2^-s already in the first
     const u64 fraction = m61::mul_pow2(m61::hash_words(low, sizes.low), -static_cast<i64>(s));

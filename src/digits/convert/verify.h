@@ -26,14 +26,13 @@ struct VerifyB {
     // radix_words as written by convert() for n words. x is cut as it was there. Throws
     // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;
     // BufferTooSmallException when n < n_verify.
-    static void run(const MultiplyContext& context, Status& status, const Word* radix_words,
-                    u64 n, u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
+    static void run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
+                    u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
 
     // Residue of the first n_verify radix words as one integer.
     static u64 hash_radix(const Word* radix_words, u64 n, u64 n_verify);
     // floor(|x| 10^d) mod M61
-    static u64 hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x,
-                           u64 d);
+    static u64 hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x, u64 d);
 };
 
 }  // namespace kalvor::CBRv2

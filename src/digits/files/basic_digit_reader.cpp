@@ -7,8 +7,8 @@ namespace kalvor {
 BasicDigitReader::~BasicDigitReader() = default;
 BasicDigitWriter::~BasicDigitWriter() = default;
 
-void BasicDigitWriter::store_words(const DigitWords& digits, u64 start, u64 count,
-                                   AlignedBufferC scratch, const ParallelContext& parallel) {
+void BasicDigitWriter::store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC scratch,
+                                   const ParallelContext& parallel) {
     store_digits(digits.values + (start - digits.start), start, count, scratch, parallel);
 }
 

@@ -42,8 +42,8 @@ class BasicDigitReader {
     virtual void load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
                              const ParallelContext& parallel) = 0;
     // Adds a range to the statistics; ranges that follow one another make one range.
-    virtual void load_stats(DigitRangeStats& stats, u64 start, u64 count,
-                            AlignedBufferC scratch, const ParallelContext& parallel) = 0;
+    virtual void load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
+                            const ParallelContext& parallel) = 0;
 
   protected:
     explicit BasicDigitReader(u8 radix) : radix_(radix) {}

@@ -25,12 +25,12 @@ class BasicDigitWriter {
     virtual ~BasicDigitWriter();
     // Writes values[0..count), 0 .. radix - 1, as digits start + 1 ... start + count. Ranges may come in any
     // order and from several threads; in ascending order is fastest.
-    virtual void store_digits(const u8* values, u64 start, u64 count,
-                              AlignedBufferC scratch, const ParallelContext& parallel) = 0;
+    virtual void store_digits(const u8* values, u64 start, u64 count, AlignedBufferC scratch,
+                              const ParallelContext& parallel) = 0;
     // The same with digits that are there in both forms: a writer takes the one that it stores. start and
     // count: what to store of them.
-    virtual void store_words(const DigitWords& digits, u64 start, u64 count,
-                             AlignedBufferC scratch, const ParallelContext& parallel);
+    virtual void store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC scratch,
+                             const ParallelContext& parallel);
     // Bytes of scratch with which `count` digits are written at once, or as many of them as `limit` bytes
     // allow.
     virtual u64 buffer_size(u64 count, u64 limit) const;

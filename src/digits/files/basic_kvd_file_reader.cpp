@@ -94,7 +94,7 @@ void BasicKvdFileReader::for_words(u64 first, u64 count, AlignedBufferC scratch,
     const u64 skip = (kSectorBytes - address % kSectorBytes) % kSectorBytes;
     if (scratch.size() < skip + kLeastWindow) {
         throw BufferTooSmallException("BasicKvdFileReader::load_digits()", scratch.size(),
-                                            skip + kLeastWindow);
+                                      skip + kLeastWindow);
     }
     u8* const window = static_cast<u8*>(scratch.get()) + skip;
     const u64 window_bytes = (scratch.size() - skip) / kSectorBytes * kSectorBytes;

@@ -48,8 +48,7 @@ class BasicKvdFileReader final : public BasicDigitReader {
 
     // The same in one task.
     void load_digits_here(u8* values, u64 start, u64 count, AlignedBufferC scratch);
-    void load_stats_here(DigitRangeStats& stats, u64 start, u64 count,
-                         AlignedBufferC scratch);
+    void load_stats_here(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch);
 
   private:
     BasicKvdFileReader(std::shared_ptr<FileIO::RawFile> file, ParsedKvdHeader parsed);

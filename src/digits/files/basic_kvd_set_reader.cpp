@@ -213,8 +213,7 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
         const Console::ErrorOutput errors;
         Console::print_line("The following needed files are missing or inaccessible:");
         for (const u64 id : missing) {
-            Console::print_line(
-                CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension));
+            Console::print_line(CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension));
         }
         throw FileException(kFunction, "Missing required files.", directory_ + base_name_);
     }

@@ -158,8 +158,8 @@ void BasicKvdSetWriter::store_digits(const u8* values, u64 start, u64 count, Ali
     });
 }
 
-void BasicKvdSetWriter::store_words(const DigitWords& digits, u64 start, u64 count,
-                                    AlignedBufferC scratch, const ParallelContext& parallel) {
+void BasicKvdSetWriter::store_words(const DigitWords& digits, u64 start, u64 count, AlignedBufferC scratch,
+                                    const ParallelContext& parallel) {
     make_commands(start, count, [&](BasicKvdFileWriter& file, u64 begin, u64 n) {
         file.store_words(digits, begin, n, scratch, parallel);
     });

@@ -46,14 +46,12 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
 
     // digits_per_file: 0 = one file. total_digits: 0 = no end. Throws InvalidParametersException "Single-file
     // is incompatible with unbounded output.", "Invalid Parameters".
-    BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix,
-                      u64 digits_per_file, u64 total_digits,
-                      u64 window_bytes = SectorWindow::kDefaultBytes,
+    BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix, u64 digits_per_file,
+                      u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr);
     // Into files that somebody else keeps; they outlive the writer.
-    BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix,
-                      u64 digits_per_file, u64 total_digits,
-                      u64 window_bytes = SectorWindow::kDefaultBytes,
+    BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix, u64 digits_per_file,
+                      u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr);
     // Closes. Throws nothing: the report of what goes wrong is printed.
     ~BasicKvdSetWriter() override;
@@ -86,8 +84,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
   private:
     using Writer = std::shared_ptr<BasicKvdFileWriter>;
     BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFiles* files, std::string_view first_digits,
-                      u8 radix, u64 digits_per_file, u64 total_digits,
-                      u64 window_bytes, Warnings* warnings);
+                      u8 radix, u64 digits_per_file, u64 total_digits, u64 window_bytes, Warnings* warnings);
     // store(writer, begin, n) for each file's share.
     template <class Store>
     void make_commands(u64 start, u64 count, Store store);

@@ -34,8 +34,7 @@ u8 detect_radix(const std::string& head) {
 }  // namespace
 
 BasicTextReader::BasicTextReader(const std::string& path, u8 radix)
-    : BasicTextReader(std::make_shared<FileIO::RawFile>(path, FileIO::OpenMode::read, true),
-                      radix) {}
+    : BasicTextReader(std::make_shared<FileIO::RawFile>(path, FileIO::OpenMode::read, true), radix) {}
 
 BasicTextReader::BasicTextReader(std::shared_ptr<FileIO::RawFile> file, u8 radix)
     : BasicDigitReader(radix), file_(std::move(file)) {
@@ -67,8 +66,7 @@ void BasicTextReader::read_range(u64 start, u64 count, AlignedBufferC scratch, C
     const u64 address = reinterpret_cast<std::uintptr_t>(scratch.get());
     const u64 skip = (kSectorBytes - address % kSectorBytes) % kSectorBytes;
     if (scratch.size() < skip + kSectorBytes) {
-        throw BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(),
-                                            skip + kSectorBytes);
+        throw BufferTooSmallException("BasicTextReader::load_digits()", scratch.size(), skip + kSectorBytes);
     }
     char* const window = static_cast<char*>(scratch.get()) + skip;
     const u64 window_bytes = (scratch.size() - skip) / kSectorBytes * kSectorBytes;

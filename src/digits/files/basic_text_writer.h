@@ -19,14 +19,12 @@ class BasicTextWriter final : public BasicDigitWriter {
     // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
     // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
     // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
-    BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix,
-                    u64 total_digits, u64 buffer_bytes = kDefaultBufferBytes,
-                    Warnings* warnings = nullptr);
+    BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix, u64 total_digits,
+                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr);
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
-    BasicTextWriter(FileIO::PublishedFile& file, std::string_view first_digits, u8 radix,
-                    u64 total_digits, u64 buffer_bytes = kDefaultBufferBytes,
-                    Warnings* warnings = nullptr);
+    BasicTextWriter(FileIO::PublishedFile& file, std::string_view first_digits, u8 radix, u64 total_digits,
+                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr);
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.

@@ -82,8 +82,7 @@ u64 extend_digit_hash(u64 hash, const u8* values, u64 n, u32 radix) {
 }
 
 u64 extend_word_hash(u64 hash, const Word* words, u64 n, u32 radix) {
-    return m61::canonical(
-        extend_by_words(hash, words, n, radix == 10 ? kDecimalPower : kHexadecimalPower));
+    return m61::canonical(extend_by_words(hash, words, n, radix == 10 ? kDecimalPower : kHexadecimalPower));
 }
 
 }  // namespace kalvor

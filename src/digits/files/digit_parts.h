@@ -18,15 +18,14 @@ inline constexpr u64 kLeastPartDigits = u64(1) << 18;
 inline constexpr u64 kLeastPartScratch = u64(1) << 18;
 
 inline u64 count_parts(u64 count, u64 scratch_bytes, u64 tds) {
-    return std::max<u64>(1,
-                               std::min({tds, count / kLeastPartDigits, scratch_bytes / kLeastPartScratch}));
+    return std::max<u64>(1, std::min({tds, count / kLeastPartDigits, scratch_bytes / kLeastPartScratch}));
 }
 
 // Calls read(part, begin, n, scratch) for `parts` consecutive parts of [start, start + count). An exception
 // of a part is thrown again here when all have ended: that of the first part that has one.
 template <class Read>
-void read_parts(const ParallelContext& parallel, u64 parts, u64 start, u64 count,
-                AlignedBufferC scratch, Read&& read) {
+void read_parts(const ParallelContext& parallel, u64 parts, u64 start, u64 count, AlignedBufferC scratch,
+                Read&& read) {
     if (parts == 1) return read(u64(0), start, count, scratch);
     const u64 share = scratch.size() / parts / 64 * 64;
     std::vector<AlignedBufferC> buffers;

@@ -64,8 +64,7 @@ void register_digit_format(const std::string& name, const DigitFormat& format) {
 const DigitFormat& digit_format(std::string_view name) {
     const DigitFormat* const* format = formats().find(name);
     if (format == nullptr) {
-        throw InvalidParametersException("digit_format()",
-                                               "Unknown digit format: " + std::string(name));
+        throw InvalidParametersException("digit_format()", "Unknown digit format: " + std::string(name));
     }
     return **format;
 }

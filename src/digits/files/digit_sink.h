@@ -88,8 +88,7 @@ class FileFormat : public DigitFormat {
     void check(const std::string& base, const DigitAmount& amount) const final;
     std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const final;
     virtual std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
-                                                          std::string_view first_digits, u8 radix,
-                                                          u64 digits,
+                                                          std::string_view first_digits, u8 radix, u64 digits,
                                                           Warnings* warnings) const = 0;
 
   protected:

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/files/kvd_format.h"
+#include "base/names/names.h"
 
 #include <algorithm>
 
@@ -57,8 +57,7 @@ class KvdSink final : public DigitSink {
 
     os::OsError reserve() override {
         for (const auto& [id, file] : files_.files()) {
-            const os::OsError error =
-                file->reserve(file_bytes(amount_.radix, digits_of_file(amount_, id)));
+            const os::OsError error = file->reserve(file_bytes(amount_.radix, digits_of_file(amount_, id)));
             if (!error) continue;
             for (const auto& [other, reserved] : files_.files()) reserved->file().cut_quietly(0);
             return error;

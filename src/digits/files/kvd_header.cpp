@@ -120,13 +120,11 @@ std::string kvd_first_digits(const char* function, std::string_view text, u64 ra
         point == std::string_view::npos ? "" : text.substr(0, point + 1 + kKvdFirstDigits);
     for (std::size_t i = 0; i < first.size(); i++) {
         if (i != point && !is_digit(first[i], radix)) {
-            throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
-                                                           path);
+            throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits", path);
         }
     }
     if (first.empty()) {
-        throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits",
-                                                       path);
+        throw DigitViewer2::InconsistentMetaData(function, "Inconsistent Metadata: \"FirstDigits", path);
     }
     return std::string(first);
 }

@@ -65,7 +65,6 @@ KvdShape check_kvd_header(const KvdHeader& header, const std::string& path);
 
 // A number's text up to its 50th digit. Throws InconsistentMetaData without a point or with a character that
 // is not a digit of the radix.
-std::string kvd_first_digits(const char* function, std::string_view text, u64 radix,
-                             const std::string& path);
+std::string kvd_first_digits(const char* function, std::string_view text, u64 radix, const std::string& path);
 
 }  // namespace kalvor

@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/files/open_digit_file.h"
+#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_kvd_set_reader.h"

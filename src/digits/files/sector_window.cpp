@@ -162,7 +162,7 @@ void SectorWindow::fill_gaps() {
 void SectorWindow::warn_incomplete() const {
     if (warnings_ == nullptr) return;
     std::vector<Warnings::Line> lines{{"Warning, closing incomplete file", ' ', true},
-                                            {CommandLine::shown_path(file_.draft_path()), 'R'}};
+                                      {CommandLine::shown_path(file_.draft_path()), 'R'}};
     for (std::string& line : written_.lines()) lines.push_back({std::move(line), 'R'});
     warnings_->add(std::move(lines));
 }

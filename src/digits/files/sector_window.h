@@ -24,8 +24,8 @@ namespace kalvor {
 // What is fixed about a digit file before its first digit.
 struct DigitFileShape {
     std::string head;  // the bytes before the digits
-    u64 bytes;   // of the whole file
-    u64 begin;   // the digits begin + 1 ... end belong into it
+    u64 bytes;         // of the whole file
+    u64 begin;         // the digits begin + 1 ... end belong into it
     u64 end;
     u8 fresh = 0;  // the bytes of space that was never written; not digits
 };

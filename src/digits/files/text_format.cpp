@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/files/text_format.h"
+#include "base/names/names.h"
 
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
@@ -20,9 +20,8 @@ class TextFormat final : public FileFormat {
         constexpr u64 kSector = FileIO::kSectorBytes;
         return (amount.digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
     }
-    std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
-                                                  std::string_view first_digits, u8 radix, u64 digits,
-                                                  Warnings* warnings) const override {
+    std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file, std::string_view first_digits,
+                                                  u8 radix, u64 digits, Warnings* warnings) const override {
         return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,
                                                  BasicTextWriter::kDefaultBufferBytes, warnings);
     }

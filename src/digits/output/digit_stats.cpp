@@ -21,8 +21,7 @@ GuardedBuffer characters(const char* function, BasicDigitReader& source, u64 sta
     GuardedBuffer text(count + 1, 64);
     const u64 bytes = round_up_64(source.buffer_size(count, kBufferLimit));
     const GuardedBuffer scratch(bytes, kPage);
-    source.load_digits(text.bytes(), start, count, AlignedBufferC(scratch.get(), bytes),
-                       serial_context());
+    source.load_digits(text.bytes(), start, count, AlignedBufferC(scratch.get(), bytes), serial_context());
     if (!digit_kernels().to_text(static_cast<char*>(text.get()), text.bytes(), count, radix)) {
         throw AlgorithmFailedException(function, "Invalid Digit");
     }

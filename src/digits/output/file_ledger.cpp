@@ -1,5 +1,5 @@
-#include "base/names/names.h"
 #include "digits/output/file_ledger.h"
+#include "base/names/names.h"
 
 #include "os/path_kind.h"
 
@@ -24,8 +24,7 @@ std::vector<std::string> FileLedger::kept() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<std::string> paths;
     for (const Entry& entry : entries_) {
-        if (entry.begun && os::path_kind(entry.path) != os::PathKind::missing)
-            paths.push_back(entry.path);
+        if (entry.begun && os::path_kind(entry.path) != os::PathKind::missing) paths.push_back(entry.path);
     }
     return paths;
 }

@@ -36,9 +36,8 @@ struct WriterPlan {
     // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with
     // a smaller power table, slower, down to a least one (ConvertPlanP). Throws InvalidParametersException
     // "compute < output".
-    static WriterPlan make(u64 value_words, u64 compute_digits, u64 output_digits,
-                           u64 hex_digits, bool verify, u64 tds,
-                           u64 budget_bytes = CBRv2::kNoBudget);
+    static WriterPlan make(u64 value_words, u64 compute_digits, u64 output_digits, u64 hex_digits,
+                           bool verify, u64 tds, u64 budget_bytes = CBRv2::kNoBudget);
 };
 
 // One thread calls it; tasks of the context's framework do the arithmetic.

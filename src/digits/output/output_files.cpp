@@ -135,7 +135,7 @@ void OutputFiles::reserve_space() {
         if (!error) continue;
         if (error.category != os::ErrorCategory::disk_full) {
             throw FileIO::file_error(kFunction, "The space for the digits cannot be reserved.",
-                                           entry.sink->draft_path(), error);
+                                     entry.sink->draft_path(), error);
         }
         // A quota, a limit on the size of files, or somebody was faster.
         text = "The volume " + shown_path(space.volume) +

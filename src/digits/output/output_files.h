@@ -28,7 +28,7 @@ bool wants_minimum_space(const std::optional<bool>& setting, double expected_sec
 class OutputFiles {
   public:
     struct Request {
-        u8 radix;         // 10 or 16, each once
+        u8 radix;               // 10 or 16, each once
         std::string base_name;  // of the file, without folder and ending
         u64 digits;
         std::string format = kTextFormat;

@@ -41,9 +41,8 @@ u64 integer_residue(std::string_view head, u8 radix) {
 
 }  // namespace
 
-void read_check(Status& status, const DigitFormat& format, const std::string& file,
-                const OutputStats& stats, u8 radix, const AlignedBufferC& scratch,
-                const ParallelContext& parallel) {
+void read_check(Status& status, const DigitFormat& format, const std::string& file, const OutputStats& stats,
+                u8 radix, const AlignedBufferC& scratch, const ParallelContext& parallel) {
     check_radix(radix);
     std::unique_ptr<BasicDigitReader> reader;
     try {
@@ -66,16 +65,16 @@ void read_check(Status& status, BasicDigitReader& reader, const OutputStats& sta
     const u64 total = unknown ? stats.digits : reader.total_digits();
     DigitRangeStats found(radix);
     {
-        StatusSection section(
-            status, radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
+        StatusSection section(status,
+                              radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
         for (u64 done = 0; done < total;) {
             parallel.poll();
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, serial_context());
             done += n;
             status.work().add(static_cast<double>(n));
-            StatusFrame frame(
-                section.node(), "Verifying...    " + Console::format_commas(done) + "  digits hashed");
+            StatusFrame frame(section.node(),
+                              "Verifying...    " + Console::format_commas(done) + "  digits hashed");
             frame.node().refresh();
         }
     }

@@ -17,12 +17,10 @@ namespace kalvor {
 // no digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
 // match." when hash or counts differ.
 inline constexpr u64 kReadCheckBytes = (u64(1) << 20) + 4096;
-void read_check(Status& status, const DigitFormat& format, const std::string& file,
-                const OutputStats& stats, u8 radix, const AlignedBufferC& scratch,
-                const ParallelContext& parallel = serial_context());
+void read_check(Status& status, const DigitFormat& format, const std::string& file, const OutputStats& stats,
+                u8 radix, const AlignedBufferC& scratch, const ParallelContext& parallel = serial_context());
 // The same for a file that is not closed yet: what the device has of it.
 void read_check(Status& status, BasicDigitReader& reader, const OutputStats& stats,
-                const AlignedBufferC& scratch,
-                const ParallelContext& parallel = serial_context());
+                const AlignedBufferC& scratch, const ParallelContext& parallel = serial_context());
 
 }  // namespace kalvor

@@ -47,8 +47,7 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
-        throw FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path,
-                                       old.error);
+        throw FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path, old.error);
     }
     bool empty = false;
     if (!old.error) {
