@@ -15,16 +15,18 @@
 #include <vector>
 
 #include "os/crash_handler.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 // A file system that refuses unbuffered access is used with buffers.
 TEST(LinuxFile, UnbufferedAccessFallsBack) {
     // Kernels of many years refuse it on memory file systems, the newest grant it; both must work.
     const std::string path = "/dev/shm/kalvor-file-test-" + std::to_string(getpid());
-    const OpenedFile file = open_file(path.c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
+    const OpenedFile file =
+        open_file(path.c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
     if (file.error) GTEST_SKIP() << "no memory file system";
     const int probe = open(path.c_str(), O_RDONLY | O_DIRECT);
     EXPECT_EQ(file.unbuffered, probe >= 0);
@@ -37,9 +39,10 @@ TEST(LinuxFile, UnbufferedAccessFallsBack) {
 }
 
 TEST(LinuxFile, FlagsReachTheSystem) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.file("a");
-    const OpenedFile plain = open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
+    const OpenedFile plain =
+        open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
     ASSERT_FALSE(plain.error);
     const int flags = fcntl(static_cast<int>(plain.handle), F_GETFL);
     EXPECT_EQ(flags & O_DSYNC, O_DSYNC);
@@ -47,7 +50,8 @@ TEST(LinuxFile, FlagsReachTheSystem) {
     EXPECT_EQ(flags & O_ACCMODE, O_RDWR);
     EXPECT_EQ(fcntl(static_cast<int>(plain.handle), F_GETFD), FD_CLOEXEC);
     EXPECT_FALSE(close_file(plain.handle));
-    const OpenedFile raw = open_file(path.c_str(), FileAccess::read, {.unbuffered = true, .write_through = false});
+    const OpenedFile raw =
+        open_file(path.c_str(), FileAccess::read, {.unbuffered = true, .write_through = false});
     ASSERT_FALSE(raw.error);
     EXPECT_EQ((fcntl(static_cast<int>(raw.handle), F_GETFL) & O_DIRECT) != 0, raw.unbuffered);
     EXPECT_FALSE(close_file(raw.handle));
@@ -55,7 +59,7 @@ TEST(LinuxFile, FlagsReachTheSystem) {
 
 // The hint about sectors: the disk itself complains about misaligned unbuffered access.
 TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const OpenedFile file =
         open_file(folder.file("a").c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
     ASSERT_FALSE(file.error);
@@ -63,8 +67,9 @@ TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
     std::vector<char> memory(3 * 4096);
     char* const aligned = memory.data() + (4096 - reinterpret_cast<std::uintptr_t>(memory.data()) % 4096);
     EXPECT_EQ(write_file(file.handle, aligned, 0, 4096).bytes, 4096U);
-    for (const Transfer& transfer : {write_file(file.handle, aligned, 100, 4096), write_file(file.handle, aligned, 0, 100),
-                                     read_file(file.handle, aligned, 100, 4096)}) {
+    for (const Transfer& transfer :
+         {write_file(file.handle, aligned, 100, 4096), write_file(file.handle, aligned, 0, 100),
+          read_file(file.handle, aligned, 100, 4096)}) {
         EXPECT_EQ(transfer.error.category, ErrorCategory::invalid_parameter);
         EXPECT_EQ(transfer.error.code, static_cast<u32>(EINVAL));
         EXPECT_EQ(transfer.bytes, 0U);
@@ -74,7 +79,7 @@ TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
 
 // The largest file that the process may write plays the full disk.
 TEST(LinuxFile, AFullDiskIsCutAndReported) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const OpenedFile file = open_file(folder.file("a").c_str(), FileAccess::create, {});
     ASSERT_FALSE(file.error);
     rlimit before{};
@@ -114,7 +119,7 @@ TEST(LinuxFile, BackslashIsNoSeparator) {
 
 // Nothing is made, emptied or removed through a link, and nothing waits for a pipe.
 TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("victim", "content");
     ASSERT_EQ(symlink("victim", folder.file("link").c_str()), 0);
     ASSERT_EQ(symlink("nothing", folder.file("dangling").c_str()), 0);
@@ -131,7 +136,7 @@ TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
 }
 
 TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const auto rights_of = [&](const char* name, bool is_private) {
         const OpenedFile made =
             open_file(folder.file(name).c_str(), FileAccess::create_new, {.private_file = is_private});
@@ -148,7 +153,7 @@ TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
 
 // A dump shows memory.
 TEST(LinuxFile, DumpsAreForTheirOwner) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const mode_t mask = umask(0);
     const DumpFile made = create_dump_file(folder.file("a.dmp").c_str());
     umask(mask);
@@ -161,7 +166,7 @@ TEST(LinuxFile, DumpsAreForTheirOwner) {
 
 // The names must lead to the file that is meant; what somebody put in its place stays.
 TEST(LinuxFile, AnotherFileOfTheNameIsLeftAlone) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string a = folder.file("a"), b = folder.file("b");
     const OpenedFile file = open_file(a.c_str(), FileAccess::create_new, {});
     ASSERT_FALSE(file.error);

@@ -1,9 +1,9 @@
-// What only this system's crashes have: all threads in the dump, the exception record as the system gives it, a
-// console window.
+// What only this system's crashes have: all threads in the dump, the exception record as the system gives it,
+// a console window.
 #include "base/errors/crash_children.h"
 #include "support/windows/console_window.h"
 
-using namespace crash_test;
+using namespace kalvor_test;
 
 TEST(CrashDump, TheRecordOfTheException) {
     Crash out = crash("store");
