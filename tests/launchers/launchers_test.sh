@@ -292,4 +292,24 @@ if command -v script >/dev/null 2>&1; then
     has "$machine/out" "program: about"
 fi
 
+case="tests that were run again"
+mkdir -p "$scratch/again/Testing/Temporary"
+cat >"$scratch/again/Testing/Temporary/LastTest.log" <<'EOF'
+1/3 Testing: os
+[  FAILED  ] Files.Rename (3 ms)
+[  FAILED  ] Files.Rename
+Test Failed.
+1/3 Testing: os
+Test Passed.
+2/3 Testing: arith/fft
+Test Passed.
+3/3 Testing: program
+Test Failed.
+3/3 Testing: program
+Test Passed.
+EOF
+is "$("$source/.ci/repeated" "$scratch/again")" "Repeated: os (2 runs; failed: Files.Rename)
+Repeated: program (2 runs; failed: no case named: it crashed, or its time was up)"
+is "$("$source/.ci/repeated" "$scratch/nothing")" ""
+
 [ $failures -eq 0 ] && echo "The launchers do what they should."

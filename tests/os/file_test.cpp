@@ -10,9 +10,10 @@
 #include "os/path_kind.h"
 #include "os/privilege.h"
 #include "os/volume.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 namespace {
@@ -44,7 +45,7 @@ class Files : public ::testing::Test {
         }
         return opened.error.category;
     }
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
 };
 
 }  // namespace

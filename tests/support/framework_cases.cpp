@@ -19,7 +19,7 @@
 
 using namespace trel;
 
-namespace trel_test {
+namespace kalvor_test {
 namespace {
 
 constexpr u64 kWorkers[] = {1, 2, 3, 7, 16};
@@ -171,4 +171,4 @@ void run_tree(BasicParallelizer& framework, int depth) {
     ASSERT_EQ(leaves.load(), u64(1) << (2 * depth));
 }
 
-}  // namespace trel_test
+}  // namespace kalvor_test

@@ -14,7 +14,7 @@
 
 #include "platform/parallel/basic_parallelizer.h"
 
-namespace trel_test {
+namespace kalvor_test {
 
 using trel::BasicAction;
 using trel::BasicParallelizer;
@@ -78,4 +78,4 @@ std::vector<FrameworkCase> threaded_framework_cases();
 // A tree of dispatches of four, every second level as fork-joins of fork-joins: 4^depth leaves, each once.
 void run_tree(BasicParallelizer& framework, int depth);
 
-}  // namespace trel_test
+}  // namespace kalvor_test

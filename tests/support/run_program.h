@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/temporary_folder.h"
+
 namespace kalvor_test {
 
 struct ProgramRun {
@@ -45,25 +47,7 @@ ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOption
 // The running test program once more.
 ProgramRun run_this_test(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
-// An empty folder that is removed with the object.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::string& path() const { return path_; }  // with "/" between folders, none at the end
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-    std::vector<std::string> files() const;  // names, sorted
-
-  private:
-    std::string path_;
-};
-
 // Kalvor in that folder, without the pause after a warning.
 ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments, RunOptions options = {});
-
-// The whole file; empty when it cannot be read.
-std::string read_file(const std::string& path);
 
 }  // namespace kalvor_test

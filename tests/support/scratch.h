@@ -13,7 +13,7 @@
 
 class Scratch {
   public:
-    // bytes: a multiple of 64
+    // bytes: a multiple of 64 where a view() is taken
     explicit Scratch(trel::u64 bytes) : bytes_(bytes), memory_(bytes + 3 * kGuard, kPattern) {
         const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
         data_ = memory_.data() + kGuard + (64 - address % 64) % 64;

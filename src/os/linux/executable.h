@@ -10,5 +10,7 @@ namespace trel::os {
 std::optional<std::string> path_of_link(const char* link);
 // By the path that the program was started with: for systems without /proc.
 std::optional<std::string> path_of_start();
+// By the link if there is one.
+std::optional<std::string> path_of_program(const char* link);
 
 }  // namespace trel::os

@@ -79,9 +79,13 @@ std::optional<std::string> path_of_start() {
     return path;
 }
 
-std::optional<std::string> executable_path() {
-    if (std::optional<std::string> path = path_of_link(kOwnFile)) return path;
+std::optional<std::string> path_of_program(const char* link) {
+    if (std::optional<std::string> path = path_of_link(link)) return path;
     return path_of_start();
+}
+
+std::optional<std::string> executable_path() {
+    return path_of_program(kOwnFile);
 }
 
 std::string executable_file() {

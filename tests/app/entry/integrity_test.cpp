@@ -6,9 +6,10 @@
 #include "base/errors/exceptions.h"
 #include "base/hash/sha256.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace kalvor;
+using kalvor_test::TemporaryFolder;
 
 namespace {
 
@@ -24,7 +25,7 @@ class Integrity : public testing::Test {
         folder_.write("program", content);
         return is_intact(folder_.file("program"));
     }
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
 };
 using IntegrityDeathTest = Integrity;
 

@@ -16,10 +16,12 @@
 #include "fault/lock_step.h"
 #include "os/console.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
+
+using kalvor_test::TemporaryFolder;
 
 constexpr u64 kDigits = 9000;
 constexpr const char* kName = "Pi - Dec - Chudnovsky.txt";
@@ -57,7 +59,7 @@ class OutputFaultsTest : public testing::Test {
     }
 
     std::optional<bool> minimum_space_;
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(OutputFaultsTest, EveryFailingCallWithAGoodFileInPlace) {

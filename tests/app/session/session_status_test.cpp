@@ -10,10 +10,12 @@
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
+
+using kalvor_test::TemporaryFolder;
 
 // Notes what is reported, in the form that the console gives it.
 class Recorder final : public trel::Status, public trel::StatusIterationNode {
@@ -84,7 +86,7 @@ std::vector<std::string> lines_of(std::string_view text) {
 }
 
 TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     ComputeSettings hexadecimal = settings_for(20000, folder.file("a"));
     hexadecimal.enable_hex = true;
     ComputeSettings same = settings_for(20000, folder.file("a"));
@@ -109,7 +111,7 @@ TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
 }
 
 TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console;
     std::vector<std::string> texts;
     for (int round = 0; round < 2; round++) {
@@ -140,7 +142,7 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
 // The digit files are made, held and as large as they will be when the computation begins, and a run that
 // would write the same ones ends before it takes memory.
 TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console;
     Recorder first;
     bool begun = false;
@@ -167,7 +169,7 @@ TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
 
 // The log of a run's events names the series behind the beginning of the computation.
 TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console;
     for (const auto& [algorithm, series] : {std::pair("chudnovsky", "Pi - Chudnovsky (1988):"),
                                             std::pair("ramanujan", "Pi - Ramanujan (1910):")}) {
@@ -185,7 +187,7 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
 }
 
 TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console;
     int frames = 0;
     {
@@ -215,7 +217,7 @@ TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
 }
 
 TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::filesystem::create_directories(folder.file("Digits"));
     CaptureConsole console;
     const auto run = [&](const std::string& table) {

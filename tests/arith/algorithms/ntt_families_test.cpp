@@ -16,7 +16,7 @@
 namespace {
 
 using namespace trel;
-using namespace ntt_test;
+using namespace kalvor_test;
 
 struct Row {
     const char *short_name, *long_name, *family, *variant;

@@ -17,7 +17,7 @@
 namespace {
 
 using namespace trel;
-using namespace ntt_test;
+using namespace kalvor_test;
 
 class C17TransformTest : public testing::TestWithParam<Isa> {
   protected:

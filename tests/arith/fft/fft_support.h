@@ -11,7 +11,7 @@
 #include "base/simd/isa.h"
 #include "support/scratch.h"
 
-namespace fft_test {
+namespace kalvor_test {
 
 using trel::FftParameters;
 using trel::u32;
@@ -79,4 +79,4 @@ class Output {
     std::vector<Word> words_;
 };
 
-}  // namespace fft_test
+}  // namespace kalvor_test

@@ -14,7 +14,7 @@
 namespace {
 
 using namespace trel;
-using namespace fft_test;
+using namespace kalvor_test;
 
 class FftTransformTest : public testing::TestWithParam<Isa> {
   protected:

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace trel;
-using ntt_test::read_rows;
+using kalvor_test::read_rows;
 
 TEST(HntParametersTest, EveryPairAsListed) {
     std::vector<std::vector<std::string>> rows_a, rows_b;

@@ -17,7 +17,7 @@
 namespace {
 
 using namespace trel;
-using namespace ntt_test;
+using namespace kalvor_test;
 using reference::to_mpz;
 
 mpz_class modulus(u64 n) {

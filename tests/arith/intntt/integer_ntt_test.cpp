@@ -16,7 +16,7 @@
 namespace {
 
 using namespace trel;
-using namespace ntt_test;
+using namespace kalvor_test;
 
 template <class W>
 class IntegerNttTest : public testing::Test {

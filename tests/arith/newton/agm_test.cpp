@@ -11,7 +11,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 
 // Buffers of exactly the planned sizes for a mean of two numbers: b stands in the second result.
 struct MeanSpace : Workspace {

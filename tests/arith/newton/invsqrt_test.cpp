@@ -14,7 +14,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 
 Workspace workspace(const InvsqrtFloatPlan& plan) {
     return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);

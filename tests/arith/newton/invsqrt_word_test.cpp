@@ -13,7 +13,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 
 Workspace workspace(const InvsqrtWordPlan& plan) {
     return Workspace(plan.result, plan.temporaries, plan.products.bytes, plan.tds);

@@ -21,35 +21,23 @@
 #include "base/errors/exceptions.h"
 #include "base/status/status.h"
 #include "reference/mpz_u64.h"
+#include "support/scratch.h"
 #include "support/threads.h"
 
-namespace trel::newton_test {
+namespace kalvor_test {
 
-// n words, 64-byte aligned, with guard words on both sides.
+using namespace trel;
+
+// n words, 64-byte aligned, guarded on both sides.
 class GuardedWords {
   public:
-    explicit GuardedWords(u64 n) : n_(n) {
-        const u64 total = (n + 2 * kGuard + 7) & ~u64(7);
-        memory_.reset(static_cast<Word*>(::operator new(total * sizeof(Word), kAlignment)));
-        for (u64 i = 0; i < n + 2 * kGuard; i++) memory_.get()[i] = pattern(i);
-    }
-    Word* get() const { return memory_.get() + kGuard; }
-    u64 size() const { return n_; }
-    bool intact() const {
-        for (u64 i = 0; i < kGuard; i++)
-            if (memory_.get()[i] != pattern(i) || get()[n_ + i] != pattern(kGuard + n_ + i)) return false;
-        return true;
-    }
+    explicit GuardedWords(u64 n) : memory_(8 * n) {}
+    Word* get() const { return memory_.words(); }
+    u64 size() const { return memory_.size() / 8; }
+    bool intact() const { return memory_.guards_intact(); }
 
   private:
-    static constexpr u64 kGuard = 8;
-    static constexpr std::align_val_t kAlignment{64};
-    static Word pattern(u64 i) { return 0x9e3779b97f4a7c15ULL * (i + 1); }
-    struct Free {
-        void operator()(Word* p) const { ::operator delete(p, kAlignment); }
-    };
-    u64 n_;
-    std::unique_ptr<Word, Free> memory_;
+    Scratch memory_;
 };
 
 // Result, temporaries and scratch of exactly the sizes that a plan names.
@@ -305,4 +293,4 @@ std::string thrown(F&& f) {
     return "";
 }
 
-}  // namespace trel::newton_test
+}  // namespace kalvor_test

@@ -8,7 +8,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 
 Integer power(Word w, u64 n) {
     Integer r;

@@ -14,7 +14,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 using kalvor_test::message_of;
 
 Workspace workspace(const ReciprocalPlan& plan) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace ntt_test {
+namespace kalvor_test {
 
 // The fields of every row below the heading.
 inline std::vector<std::vector<std::string>> read_rows(const char* name) {
@@ -27,4 +27,4 @@ inline std::vector<std::vector<std::string>> read_rows(const char* name) {
     return rows;
 }
 
-}  // namespace ntt_test
+}  // namespace kalvor_test

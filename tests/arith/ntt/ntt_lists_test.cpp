@@ -18,7 +18,7 @@
 namespace {
 
 using namespace trel;
-using ntt_test::read_rows;
+using kalvor_test::read_rows;
 
 NttFamily family_of(const std::string& name) {
     return name == "N32" ? NttFamily::n32 : name == "N64" ? NttFamily::n64 : NttFamily::c17;

@@ -14,7 +14,7 @@
 #include "platform/parallel/spawn_framework.h"
 #include "support/scratch.h"
 
-namespace ntt_test {
+namespace kalvor_test {
 
 using trel::u32;
 using trel::u64;
@@ -165,4 +165,4 @@ inline void check_products(const trel::Transform& t, const trel::ParallelContext
     }
 }
 
-}  // namespace ntt_test
+}  // namespace kalvor_test

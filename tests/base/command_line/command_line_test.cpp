@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <string>
+
 #include "base/command_line/console_settings.h"
 #include "base/command_line/parameter_list.h"
 #include "base/command_line/refusal.h"
@@ -201,4 +204,13 @@ TEST(DirectoryOf, KeepsTheSeparator) {
 TEST(Version, Record) {
     EXPECT_EQ(kVersion.text(), "0.7.8 Build 9507");
     EXPECT_EQ(kVersion.tuning_label(), "Windows/18-CNL ~ Elvatt");
+}
+
+// The list of changes has a section of the program's own version.
+TEST(Version, StandsInTheChangelog) {
+    std::ifstream file(KALVOR_SOURCE_FOLDER "/CHANGELOG.md");
+    bool found = false;
+    const std::string heading = std::string("## ") + kVersion.version;
+    for (std::string line; std::getline(file, line);) found |= line == heading;
+    EXPECT_TRUE(found) << heading;
 }

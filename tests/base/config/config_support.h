@@ -6,7 +6,7 @@
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 
-namespace config_test {
+namespace kalvor_test {
 
 using Parser = std::unique_ptr<trel::Config::Node> (*)(std::string_view);
 
@@ -29,4 +29,4 @@ inline std::string error(int line, const std::string& message) {
 }
 inline const std::string kEnd = "EndOfStreamException: Unexpected end of stream.";
 
-}  // namespace config_test
+}  // namespace kalvor_test

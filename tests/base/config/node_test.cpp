@@ -253,6 +253,6 @@ TEST(ConfigWriter, ObjectsAndTheirComments) {
     EXPECT_EQ(o.to_json(),
               "{\r\n    \"a\": 1,\r\n    \"b\": 2,\r\n    \"c\": {\r\n        \"d\": 4\r\n    }\r\n}\r\n");
     EXPECT_EQ(o.get_object("c").to_json(true, 1), "{\r\n        \"d\": 4\r\n    },\r\n");
-    EXPECT_EQ(config_test::acfg(o.to_acfg()),
+    EXPECT_EQ(kalvor_test::acfg(o.to_acfg()),
               "{\r\n    a : 1\r\n    b : 2\r\n    c : {\r\n        d : 4\r\n    }\r\n}\r\n");
 }

@@ -10,10 +10,10 @@
 
 using namespace trel;
 using namespace trel::Config;
-using config_test::acfg;
-using config_test::error;
-using config_test::json;
-using config_test::kEnd;
+using kalvor_test::acfg;
+using kalvor_test::error;
+using kalvor_test::json;
+using kalvor_test::kEnd;
 
 namespace {
 

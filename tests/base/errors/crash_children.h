@@ -25,7 +25,7 @@
 #include "support/mini_dump.h"
 #include "support/run_program.h"
 
-namespace crash_test {
+namespace kalvor_test {
 
 using namespace trel;
 
@@ -208,4 +208,4 @@ inline void check_crash(const std::string& way, const kalvor_test::CrashCode& co
     check_dump(out.dump, code.in_dump);
 }
 
-}  // namespace crash_test
+}  // namespace kalvor_test

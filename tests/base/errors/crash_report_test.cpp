@@ -13,7 +13,7 @@
 
 #include "base/errors/crash_children.h"
 
-using namespace crash_test;
+using namespace kalvor_test;
 using kalvor_test::Child;
 using kalvor_test::crash_code;
 using kalvor_test::CrashCause;

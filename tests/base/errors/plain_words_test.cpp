@@ -12,9 +12,10 @@
 #include "os/error.h"
 #include "os/path_kind.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 
 namespace {
 
@@ -30,7 +31,7 @@ constexpr const char* kChoose =
 }  // namespace
 
 TEST(PlainWords, FoldersThatCannotBeWritten) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("file", "x");
     const std::string whole = os::absolute_path(folder.file("file"));
     for (const char* path : {"file", "file/out", "file/out/further"}) {
@@ -48,7 +49,7 @@ TEST(PlainWords, FoldersThatCannotBeWritten) {
 }
 
 TEST(PlainWords, Files) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::filesystem::create_directory(folder.file("folder"));
     EXPECT_EQ(plain_words(FileIO::FileException("f()", "Unable to open file.\n\nAccess Denied",
                                                 folder.file("folder"), 21)),

@@ -16,10 +16,11 @@
 #include "support/capture_console.h"
 #include "support/message_of.h"
 #include "support/monitored_run.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace kalvor;
 using kalvor_test::message_of;
+using kalvor_test::TemporaryFolder;
 using trel::AlignedBufferC;
 using trel::serial_context;
 using trel::u32;
@@ -54,7 +55,7 @@ std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch
 }  // namespace
 
 TEST(TextWriter, FileHoldsPointAndDigitsOnly) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         for (const u64 n : {0, 1, 4093, 4094, 4095, 8190, 100000}) {
             const std::vector<u8> values = random_values(n, radix, n);
@@ -73,7 +74,7 @@ TEST(TextWriter, FileHoldsPointAndDigitsOnly) {
 }
 
 TEST(TextWriter, PiecesInAnyOrder) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::mt19937_64 random(3);
     for (int round = 0; round < 60; round++) {
         const u64 n = random() % 60000 + 1;
@@ -101,7 +102,7 @@ TEST(TextWriter, PiecesInAnyOrder) {
 }
 
 TEST(TextWriter, DisjointPiecesFromSeveralThreads) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     constexpr u64 kPiece = 5000, kThreads = 7;
     const std::vector<u8> values = random_values(kPiece * kThreads, 10, 4);
     BasicTextWriter writer(folder.file("x"), "0.", 10, values.size(), 8192);
@@ -128,7 +129,7 @@ TEST(TextWriter, DisjointPiecesFromSeveralThreads) {
 }
 
 TEST(TextWriter, Refusals) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("x"), "3.", 8, 10); }),
               "BasicTextWriter::BasicTextWriter()|Invalid radix.");
     EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("x"), "314", 10, 10); }),
@@ -178,7 +179,7 @@ TEST(TextWriter, ARefusedRangeSpoilsNothing) {
 }
 
 TEST(TextWriter, IncompleteFilesKeepTheirName) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::vector<u8> values = random_values(20000, 10, 5);
     folder.write("x.txt", "an older file");
     CaptureConsole console;
@@ -208,7 +209,7 @@ TEST(TextWriter, IncompleteFilesKeepTheirName) {
 }
 
 TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     const std::string full = "RawFile::store()|WriteFile() failed.\n\nDisk is Full";
     for (const u64 room : {0, 4096, 10000, 65536, 98304}) {
@@ -229,7 +230,7 @@ TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
 
 // The one who caught the exception of a failed write reports it; closing does not try, fail and report again.
 TEST(TextWriter, AFailedWriteIsReportedOnce) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     for (const bool closed_by_hand : {false, true}) {
         CaptureConsole console;
@@ -256,7 +257,7 @@ TEST(TextWriter, AFailedWriteIsReportedOnce) {
 
 // A store that is tried again after a failure and succeeds counts.
 TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     FaultyFile disk;
     disk.fail(FaultyFile::Call::write, 2, FaultyFile::write_fault());
@@ -269,7 +270,7 @@ TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
 
 TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
     using Call = FaultyFile::Call;
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::vector<u8> values = random_values(30000, 10, 7);
     for (const Call call : {Call::open, Call::write, Call::set_size, Call::flush}) {
         for (u64 n = 1; n < 20; n++) {
@@ -295,7 +296,7 @@ TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
 }
 
 TEST(TextReader, RadixAndPoint) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const auto reader = [&](const std::string& content, u8 radix = 0) {
         folder.write("f.txt", content);
         return BasicTextReader(folder.file("f.txt"), radix).radix();
@@ -329,7 +330,7 @@ TEST(TextReader, RadixAndPoint) {
 }
 
 TEST(TextReader, AnyRangeWithAnyScratch) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         const std::vector<u8> values = random_values(30000, radix, radix);
         folder.write("f.txt", "12." + text_of(values));
@@ -349,7 +350,7 @@ TEST(TextReader, AnyRangeWithAnyScratch) {
 }
 
 TEST(TextReader, BufferSize) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("f.txt", "3.1");
     const BasicTextReader reader(folder.file("f.txt"));
     EXPECT_EQ(reader.buffer_size(0, 1 << 30), 4096U);
@@ -361,7 +362,7 @@ TEST(TextReader, BufferSize) {
 }
 
 TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         const std::vector<u8> values = random_values(70000, radix, 40 + radix);
         folder.write("f.txt", "0." + text_of(values));
@@ -394,7 +395,7 @@ TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
 }
 
 TEST(TextReader, Refusals) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::string text = "3." + std::string(10000, '7');
     folder.write("f.txt", text);
     BasicTextReader reader(folder.file("f.txt"), 10);

@@ -19,11 +19,12 @@
 #include "platform/memory/guarded_heap.h"
 #include "reference/mpz_u64.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
 
+using kalvor_test::TemporaryFolder;
 using trel::GuardedBuffer;
 using trel::u8;
 using trel::FileIO::kSectorBytes;
@@ -128,7 +129,7 @@ std::string pi_bytes(int base, u64 n) {
 constexpr u64 kDigits = 20000;
 
 TEST(DigitSinkTest, SettingsChooseTheFormatOfEachFile) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, kDigits / 2);
@@ -149,7 +150,7 @@ TEST(DigitSinkTest, SettingsChooseTheFormatOfEachFile) {
 }
 
 TEST(DigitSinkTest, TheReadBackIsOfTheFormat) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     Writing run(kDigits, kDigits, kDigits / 2);
     run.writer.convert();
     const OutputStats stats = run.writer.write_dec_digits(folder.file("Dec"), bytes_format());
@@ -172,7 +173,7 @@ TEST(DigitSinkTest, TheReadBackIsOfTheFormat) {
 }
 
 TEST(DigitSinkTest, WritersCloseIntoAReader) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string digits = pi_digits(10, 5000);
     std::vector<u8> values(digits.begin(), digits.end());
     for (u8& v : values) v = static_cast<u8>(v - '0');

@@ -13,13 +13,14 @@
 #include "os/volume.h"
 #include "support/capture_console.h"
 #include "support/message_of.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
 
 using kalvor_test::Form;
 using kalvor_test::message_of;
+using kalvor_test::TemporaryFolder;
 
 using Call = FaultyFile::Call;
 using trel::FileIO::FileException;
@@ -55,7 +56,7 @@ class OutputFilesTest : public testing::Test {
         return names;
     }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     mutable trel::LinearConsoleNode status_{79, 1.0};
     Writing run_;
     CaptureConsole console_;
@@ -277,7 +278,7 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
 
 // A terminal whose input is a file or a pipe: what stands in it is not an answer.
 TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     CaptureConsole console(CaptureConsole::terminal);
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
@@ -298,7 +299,7 @@ TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
 
 // Control characters of a path are not sent to the terminal.
 TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.file("\x7f]0;x");
     std::filesystem::create_directory(path);
     folder.write("\x7f]0;x/Pi.txt", "3.14");
@@ -342,7 +343,7 @@ TEST_F(OutputFilesTest, OtherFailuresEndTheRunAtOnce) {
 }
 
 TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("f", "a file");
     CaptureConsole console(CaptureConsole::terminal);
     Writing run(kDigits, kDigits, 0);

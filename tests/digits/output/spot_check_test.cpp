@@ -10,11 +10,12 @@
 #include "base/status/linear_console_node.h"
 #include "digits/output/float_reader.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
 
+using kalvor_test::TemporaryFolder;
 using trel::i64;
 using trel::u64;
 using trel::Word;
@@ -60,7 +61,7 @@ struct Folder {
         show(check);
         return check.position;
     }
-    ScratchFolder root;
+    TemporaryFolder root;
     std::string program;
 };
 

@@ -12,9 +12,10 @@
 #include <string>
 
 #include "os/file.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 namespace {
@@ -58,7 +59,7 @@ int exit_code_of(const std::function<int()>& body, long call, const std::functio
 // Between its creation and its lock another run takes the file for a forgotten one and removes it.
 TEST(LinuxFileRace, AFileThatIsRemovedBeforeItIsLockedIsNotOurs) {
     for (const bool another : {false, true}) {
-        const ScratchFolder folder;
+        const TemporaryFolder folder;
         const std::string path = folder.file("x");
         const int code = exit_code_of(
             [&] {
@@ -78,7 +79,7 @@ TEST(LinuxFileRace, AFileThatIsRemovedBeforeItIsLockedIsNotOurs) {
 
 // Between the look at the name and the renaming another file comes under the name.
 TEST(LinuxFileRace, AnotherFileThatIsRenamedInsteadIsNoticed) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string from = folder.file("draft"), to = folder.file("final");
     const int code = exit_code_of(
         [&] {

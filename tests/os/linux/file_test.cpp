@@ -15,9 +15,10 @@
 #include <vector>
 
 #include "os/crash_handler.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 // A file system that refuses unbuffered access is used with buffers.
@@ -38,7 +39,7 @@ TEST(LinuxFile, UnbufferedAccessFallsBack) {
 }
 
 TEST(LinuxFile, FlagsReachTheSystem) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.file("a");
     const OpenedFile plain =
         open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
@@ -58,7 +59,7 @@ TEST(LinuxFile, FlagsReachTheSystem) {
 
 // The hint about sectors: the disk itself complains about misaligned unbuffered access.
 TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const OpenedFile file =
         open_file(folder.file("a").c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
     ASSERT_FALSE(file.error);
@@ -78,7 +79,7 @@ TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
 
 // The largest file that the process may write plays the full disk.
 TEST(LinuxFile, AFullDiskIsCutAndReported) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const OpenedFile file = open_file(folder.file("a").c_str(), FileAccess::create, {});
     ASSERT_FALSE(file.error);
     rlimit before{};
@@ -118,7 +119,7 @@ TEST(LinuxFile, BackslashIsNoSeparator) {
 
 // Nothing is made, emptied or removed through a link, and nothing waits for a pipe.
 TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("victim", "content");
     ASSERT_EQ(symlink("victim", folder.file("link").c_str()), 0);
     ASSERT_EQ(symlink("nothing", folder.file("dangling").c_str()), 0);
@@ -135,7 +136,7 @@ TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
 }
 
 TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const auto rights_of = [&](const char* name, bool is_private) {
         const OpenedFile made =
             open_file(folder.file(name).c_str(), FileAccess::create_new, {.private_file = is_private});
@@ -152,7 +153,7 @@ TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
 
 // A dump shows memory.
 TEST(LinuxFile, DumpsAreForTheirOwner) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const mode_t mask = umask(0);
     const DumpFile made = create_dump_file(folder.file("a.dmp").c_str());
     umask(mask);
@@ -165,7 +166,7 @@ TEST(LinuxFile, DumpsAreForTheirOwner) {
 
 // The names must lead to the file that is meant; what somebody put in its place stays.
 TEST(LinuxFile, AnotherFileOfTheNameIsLeftAlone) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string a = folder.file("a"), b = folder.file("b");
     const OpenedFile file = open_file(a.c_str(), FileAccess::create_new, {});
     ASSERT_FALSE(file.error);

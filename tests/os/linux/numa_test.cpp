@@ -5,12 +5,13 @@
 #include <filesystem>
 
 #include "os/cpu.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 
 TEST(OsNuma, ReadsTheSystemsFiles) {
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     const std::string root = scratch.file("root");
     u32 highest = 7;
     std::vector<u32> processors;

@@ -93,6 +93,8 @@ TEST(ExecutablePath, IsKnownTwice) {
     ASSERT_TRUE(by_link);
     EXPECT_EQ(os::path_of_start(), by_link);
     EXPECT_FALSE(os::path_of_link("/proc/self/no such link"));
+    EXPECT_EQ(os::path_of_program("/proc/self/no such link"), by_link);
+    EXPECT_EQ(os::executable_path(), by_link);
 }
 
 TEST(StackLimit, IsTheUsers) {

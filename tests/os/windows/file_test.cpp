@@ -7,9 +7,10 @@
 #include <string>
 
 #include "os/windows/wide_path.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 TEST(WindowsFile, PathsBecomeWide) {
@@ -33,7 +34,7 @@ TEST(WindowsFile, PathsBecomeWide) {
 
 TEST(WindowsFile, BothSeparators) {
     EXPECT_TRUE(is_path_separator('\\'));
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("a", "x");
     std::string path = folder.file("a");
     for (char& c : path) {
@@ -52,7 +53,7 @@ TEST(WindowsFile, InvalidTextNamesNoFile) {
 
 // A file that somebody holds open can be neither replaced nor deleted: it is in the way.
 TEST(WindowsFile, AnUndeletableTargetIsInTheWay) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("a", "new");
     folder.write("b", "old");
     const OpenedFile held = open_file(folder.file("b").c_str(), FileAccess::read, {});

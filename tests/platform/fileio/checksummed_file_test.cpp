@@ -13,12 +13,13 @@
 #include "reference/block_checksum.h"
 #include "support/capture_console.h"
 #include "support/message_of.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
 using kalvor_test::Form;
 using kalvor_test::message_of;
+using kalvor_test::TemporaryFolder;
 
 namespace {
 
@@ -61,7 +62,7 @@ class ChecksummedFiles : public ::testing::TestWithParam<bool> {
         folder_.write(name, bytes);
     }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     GuardedBuffer data_ = random_bytes(8 * kBlock, 1);
     GuardedBuffer back_{8 * kBlock, kSectorBytes};
 };

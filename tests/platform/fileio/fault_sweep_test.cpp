@@ -15,9 +15,10 @@
 #include "platform/fileio/persistent.h"
 #include "platform/fileio/settings_file.h"
 #include "platform/memory/guarded_heap.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::FileIO;
 using Call = FaultyFile::Call;
 
@@ -45,7 +46,7 @@ class Sweeps : public ::testing::TestWithParam<bool> {
     }
     static bool undisturbed(const FaultPoint& point) { return point.made.number == 0; }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     GuardedBuffer data_{4 * kBlock, kSectorBytes};
     GuardedBuffer back_{4 * kBlock, kSectorBytes};
 };
@@ -391,7 +392,7 @@ TEST(OutputFolder, PrefixesAndNewFolders) {
     EXPECT_EQ(folder_prefix("a/"), "a/");
     EXPECT_EQ(folder_prefix("C:\\a\\"), "C:\\a\\");
     EXPECT_EQ(folder_prefix("/"), "/");
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     EXPECT_EQ(prepare_output_folder(folder.file("p/q/r")), folder.file("p/q/r/"));
     EXPECT_TRUE(std::filesystem::is_directory(folder.file("p/q/r")));
     EXPECT_TRUE(std::filesystem::is_empty(folder.file("p/q/r")));
@@ -410,7 +411,7 @@ TEST(OutputFolder, PrefixesAndNewFolders) {
 
 // A folder that cannot be made is told with the reason of that, not with "not found", which is what follows.
 TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     for (const char* path : {"new", "new/further/folders"}) {
         FileFunctions functions = system_file_functions();
         functions.create_folder = [](const char* name) {
@@ -436,7 +437,7 @@ TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
 
 // The text belongs to the category, the number to the system; whichever call it comes from.
 TEST(ErrorTexts, EveryCategoryFromEveryCall) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     GuardedBuffer buffer(4096, kSectorBytes);
     RawFile file(folder.file("a"), OpenMode::create, false);
     file.store(buffer.get(), 0, 4096);

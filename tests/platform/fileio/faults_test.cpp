@@ -12,12 +12,13 @@
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
 #include "support/message_of.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
 using kalvor_test::Form;
 using kalvor_test::message_of;
+using kalvor_test::TemporaryFolder;
 using Call = FaultyFile::Call;
 
 namespace {
@@ -40,7 +41,7 @@ class KeyConsole final : public Console::Sink {
 
 class Faults : public ::testing::Test {
   protected:
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     FaultyFile disk_;
     GuardedBuffer data_{8192, kSectorBytes};
     void SetUp() override { std::memset(data_.get(), 0x5A, 8192); }

@@ -18,12 +18,13 @@
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
 #include "support/message_of.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
 using namespace trel::FileIO;
 using kalvor_test::Form;
 using kalvor_test::message_of;
+using kalvor_test::TemporaryFolder;
 using Call = FaultyFile::Call;
 
 namespace {
@@ -58,7 +59,7 @@ class PublishedFiles : public ::testing::Test {
     std::string readable() const { return std::ifstream(target()) ? folder_.read("x") : "held"; }
     static std::string content(char letter) { return std::string(kBytes, letter); }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
 };
 
 }  // namespace
@@ -343,7 +344,7 @@ TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
 
 // A probe has a name of its own: a file of the user stays, whatever it is called.
 TEST(OutputFolderProbe, TouchesNoFileOfTheUser) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("pathcheck.sf", "mine");
     EXPECT_FALSE(check_writable(folder.file("")));
     EXPECT_EQ(folder.read("pathcheck.sf"), "mine");
@@ -352,7 +353,7 @@ TEST(OutputFolderProbe, TouchesNoFileOfTheUser) {
 
 // Nobody knows the name beforehand and lays something out for it.
 TEST(OutputFolderProbe, HasARandomName) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::set<std::string> names;
     FaultyFile disk;
     disk.on_call([&](FaultyFile::Call call) {

@@ -16,9 +16,10 @@
 #include "platform/fileio/file_functions.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::FileIO;
 
 namespace {
@@ -49,7 +50,7 @@ GuardedBuffer random_bytes(u64 n, u64 seed) {
 
 class RawFiles : public ::testing::TestWithParam<bool> {
   protected:
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
 };
 
 }  // namespace
@@ -192,7 +193,7 @@ os::OpenedFile note_and_open(const char* path, os::FileAccess access, os::FileFl
 
 // Raw files go past the cache; others write through it, unless they only read.
 TEST(RawFileModes, AskTheSystemFor) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     FileFunctions functions = system_file_functions();
     functions.open = note_and_open;
     set_file_functions_for_tests(&functions);
@@ -227,7 +228,7 @@ TEST(RawFileModes, AskTheSystemFor) {
 
 // A reader goes past the cache; of a checksummed file only the data does.
 TEST(RawFileModes, OfReadersAndChecksummedFiles) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("text", "x");
     FileFunctions functions = system_file_functions();
     functions.open = note_and_open;
@@ -256,7 +257,7 @@ TEST(RawFileModes, OfReadersAndChecksummedFiles) {
 }
 
 TEST(AlignedAccess, SectorsAreOfAnySize) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     AlignedAccessFile file(folder.file("data"), OpenMode::create, false, 9);
     const GuardedBuffer buffer(4096, 4096);
     file.store(buffer.bytes() + 512, 512, 1536);
@@ -267,7 +268,7 @@ TEST(AlignedAccess, SectorsAreOfAnySize) {
 }
 
 TEST(AlignedAccess, EverythingIsWholeSectors) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     AlignedAccessFile file(folder.file("data"), OpenMode::create, true);
     GuardedBuffer buffer(8192, 4096);
     file.store(buffer.get(), 4096, 4096);
@@ -318,7 +319,7 @@ TEST(ErrorTexts, TheShortForm) {
 }
 
 TEST(BufferedReader, LinesAndBytes) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     std::string text = "first\r\n\nthird \r line\n";
     for (int i = 0; i < 3000; i++) text += "line " + std::to_string(i) + "\r\n";
     folder.write("text", text + "last");
@@ -345,7 +346,7 @@ TEST(BufferedReader, LinesAndBytes) {
 }
 
 TEST(BufferedReader, FilesOfWholeBuffers) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     folder.write("empty", "");
     EXPECT_TRUE(BufferedReader(folder.file("empty")).at_end());
     const std::string two(8192, 'x');

@@ -7,9 +7,10 @@
 #include "base/errors/exceptions.h"
 #include "fault/faulty_file.h"
 #include "support/capture_console.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace trel;
+using kalvor_test::TemporaryFolder;
 using namespace trel::FileIO;
 
 namespace {
@@ -66,7 +67,7 @@ TEST(SettingsFile, ExtensionIsAddedToPathsWithoutADot) {
 }
 
 TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     CaptureConsole console;
     folder.write("set.cfg", std::string(100000, 'x'));  // is replaced
     const std::filesystem::path before = std::filesystem::current_path();
@@ -85,7 +86,7 @@ TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
 }
 
 TEST(SettingsFile, ThePathIsAskedForInItsColor) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({folder.file("x.cfg")});
     save_config_file("CustomCompute", some_settings());
@@ -94,7 +95,7 @@ TEST(SettingsFile, ThePathIsAskedForInItsColor) {
 }
 
 TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     CaptureConsole console;
     EXPECT_THROW(save_config_file("A", some_settings()), EndOfStreamException);
     console.type({folder.file("no-such-folder/x.cfg")});
@@ -108,7 +109,7 @@ TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
 }
 
 TEST(SettingsFile, ReadsEveryEncoding) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const std::string text = "{ // \xc3\xa9\r\n Name : \"\xf0\x9f\x98\x80\" }";
     const std::u16string units = u"{ // \u00e9\r\n Name : \"\U0001f600\" }";
     std::string little = "\xff\xfe", big = "\xfe\xff";
@@ -128,7 +129,7 @@ TEST(SettingsFile, ReadsEveryEncoding) {
 }
 
 TEST(SettingsFile, ErrorsOfTheText) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const auto message_of = [&](const std::string& content) {
         folder.write("f", content);
         try {
@@ -149,7 +150,7 @@ TEST(SettingsFile, ErrorsOfTheText) {
 }
 
 TEST(SettingsFile, FilesThatCannotBeRead) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     try {
         load_config_file(folder.file("missing.cfg"));
         ADD_FAILURE();
@@ -172,7 +173,7 @@ TEST(SettingsFile, FilesThatCannotBeRead) {
 }
 
 TEST(SettingsFile, AFullDiskIsReported) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     CaptureConsole console;
     FaultyFile disk;
     disk.disk_full_after(100);
@@ -186,7 +187,7 @@ TEST(SettingsFile, AFullDiskIsReported) {
 }
 
 TEST(SettingsFile, AFileThatEndsEarlyIsReported) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     folder.write("f", "{A : 1 }");
     FaultyFile disk;
     disk.short_read(1, 3);

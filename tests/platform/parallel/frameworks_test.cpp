@@ -21,7 +21,7 @@
 
 using namespace trel;
 
-using trel_test::Recorder;
+using kalvor_test::Recorder;
 
 namespace {
 
@@ -43,9 +43,9 @@ class RecordingDispatch final : public BoundedParallelizer {
     }
 };
 
-class Frameworks : public ::testing::TestWithParam<trel_test::FrameworkCase> {
+class Frameworks : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {
   protected:
-    trel_test::FrameworkUnderTest framework_ = GetParam().make();
+    kalvor_test::FrameworkUnderTest framework_ = GetParam().make();
 };
 
 }  // namespace
@@ -83,7 +83,7 @@ TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
 }
 
 TEST_P(Frameworks, NestedDispatchesFinish) {
-    trel_test::run_tree(*framework_, 3);
+    kalvor_test::run_tree(*framework_, 3);
 }
 
 TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
@@ -162,7 +162,7 @@ TEST_P(Frameworks, IdleThreadsComeBack) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(trel_test::framework_cases()),
+INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(kalvor_test::framework_cases()),
                          [](const auto& info) { return info.param.label(); });
 
 // Every task waits inside for tasks of its own: whatever the number of workers, somebody must always be able
@@ -170,15 +170,15 @@ INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(trel_test::framewo
 class NestedDispatch : public Frameworks {};
 
 TEST_P(NestedDispatch, DepthEightOf65536Leaves) {
-    trel_test::run_tree(*framework_, 8);
+    kalvor_test::run_tree(*framework_, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(false)),
+INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(kalvor_test::framework_cases(false)),
                          [](const auto& info) { return info.param.label(); });
-INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(trel_test::framework_cases(true)),
+INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(kalvor_test::framework_cases(true)),
                          [](const auto& info) { return info.param.label(); });
 INSTANTIATE_TEST_SUITE_P(OtherCounts, NestedDispatch,
-                         ::testing::ValuesIn(trel_test::framework_cases_of_other_counts()),
+                         ::testing::ValuesIn(kalvor_test::framework_cases_of_other_counts()),
                          [](const auto& info) { return info.param.label(); });
 
 TEST(NoneFramework, RunsInOrderInTheCallingThread) {
@@ -282,7 +282,7 @@ namespace {
 
 // Dispatches until a task has landed on another thread, where it throws.
 template <class Thrown>
-void throw_in_child(const trel_test::FrameworkCase& framework_case, const Thrown& thrown) {
+void throw_in_child(const kalvor_test::FrameworkCase& framework_case, const Thrown& thrown) {
     Console::set_pause_before_fatal_exit(false);
     print_to_stderr();
     struct Thrower final : BasicAction {
@@ -301,7 +301,7 @@ void throw_in_child(const trel_test::FrameworkCase& framework_case, const Thrown
     }
 }
 
-class FrameworksDeathTest : public ::testing::TestWithParam<trel_test::FrameworkCase> {};
+class FrameworksDeathTest : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {};
 
 }  // namespace
 
@@ -316,5 +316,6 @@ TEST_P(FrameworksDeathTest, ExceptionsOfChildThreadsEndTheProcess) {
                 "^" + report_pattern(bad) + "\n" + line + "\n$");
 }
 
-INSTANTIATE_TEST_SUITE_P(All, FrameworksDeathTest, ::testing::ValuesIn(trel_test::threaded_framework_cases()),
+INSTANTIATE_TEST_SUITE_P(All, FrameworksDeathTest,
+                         ::testing::ValuesIn(kalvor_test::threaded_framework_cases()),
                          [](const auto& info) { return info.param.label(); });

@@ -37,7 +37,7 @@
 using namespace trel;
 using kalvor_test::Form;
 using kalvor_test::message_of;
-using trel_test::Recorder;
+using kalvor_test::Recorder;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "support/framework_cases.h"
 
 using namespace trel;
-using namespace trel_test;
+using namespace kalvor_test;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "base/errors/crash_children.h"
 #include "support/windows/console_window.h"
 
-using namespace crash_test;
+using namespace kalvor_test;
 
 TEST(CrashDump, TheRecordOfTheException) {
     Crash out = crash("store");

@@ -50,11 +50,11 @@ struct Counted final : BasicAction {
     std::array<std::atomic<int>, kTasks> times{};
 };
 
-class MemoryShortage : public ::testing::TestWithParam<trel_test::FrameworkCase> {};
+class MemoryShortage : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {};
 
-std::vector<trel_test::FrameworkCase> cases() {
-    std::vector<trel_test::FrameworkCase> some;
-    for (const trel_test::FrameworkCase& one : trel_test::framework_cases()) {
+std::vector<kalvor_test::FrameworkCase> cases() {
+    std::vector<kalvor_test::FrameworkCase> some;
+    for (const kalvor_test::FrameworkCase& one : kalvor_test::framework_cases()) {
         if (one.name == "tbb") continue;  // what a library does is its own affair
         if (one.name == "winpool" && !one.settings.empty()) continue;  // pools that the tests make
         some.push_back(one);

@@ -14,7 +14,7 @@
 #include "support/framework_cases.h"
 
 using namespace trel;
-using trel_test::Recorder;
+using kalvor_test::Recorder;
 
 // The sanitizers take address space as they like.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -37,7 +37,7 @@ void leave_room_for_threads(u64 n) {
 }
 
 // Says what a dispatch of ten tasks and a fork-join came to, and ends.
-void dispatch_without_threads(const trel_test::FrameworkCase& framework_case) {
+void dispatch_without_threads(const kalvor_test::FrameworkCase& framework_case) {
     leave_room_for_threads(0);
     auto framework = framework_case.make();
     for (const bool fork_join : {false, true}) {
@@ -55,11 +55,11 @@ void dispatch_without_threads(const trel_test::FrameworkCase& framework_case) {
     std::_Exit(0);
 }
 
-class ThreadShortageDeathTest : public ::testing::TestWithParam<trel_test::FrameworkCase> {};
+class ThreadShortageDeathTest : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {};
 
-std::vector<trel_test::FrameworkCase> cases() {
-    std::vector<trel_test::FrameworkCase> some;
-    for (const trel_test::FrameworkCase& one : trel_test::framework_cases()) {
+std::vector<kalvor_test::FrameworkCase> cases() {
+    std::vector<kalvor_test::FrameworkCase> some;
+    for (const kalvor_test::FrameworkCase& one : kalvor_test::framework_cases()) {
         if (one.name != "tbb") some.push_back(one);  // what a library does is its own affair
     }
     return some;
