@@ -54,6 +54,7 @@ class BBPSession {
     double percent_done() const;
 
   private:
+    double n_terms() const;  // of all sub-sums
     void print_settings(trel::Status& status) const;
     void print_digits(trel::Status& status) const;
     Workers workers() const;
