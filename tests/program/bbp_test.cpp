@@ -20,6 +20,28 @@ TEST(BbpTest, DigitsAtAMillionFromBothFormulas) {
     EXPECT_TRUE(folder.files().empty());
 }
 
+// Digits 100,001 to 101,000 twice: in the file of a computation of Pi, and by themselves.
+TEST(BbpTest, DigitsOfARun) {
+    TemporaryFolder folder;
+    ASSERT_EQ(run_in(folder, {"custom", "pi", "-dec:130k", "-hex:1", "-o", "."}).exit_code, 0);
+    std::string file = read_file(folder / "Pi - Hex - Chudnovsky.txt");
+    file.erase(0, file.find('.') + 1);
+    ASSERT_GT(file.size(), 101000u);
+    for (const char* formula : {"-formula:0", "-formula:1"}) {
+        const ProgramRun run = run_in(folder, {"bbp", formula, "-offset:100k", "-digits:1000"});
+        const std::string begin = "16^-100001\n\n", end = "\n\nGreen";
+        const auto first = run.out.find(begin) + begin.size(), last = run.out.find(end);
+        ASSERT_LT(first, last) << run.out;
+        std::string digits;
+        for (const char c : run.out.substr(first, last - first)) {
+            if (c >= '0' && c <= '9') digits += c;
+            if (c >= 'A' && c <= 'F') digits += static_cast<char>(c - 'A' + 'a');
+        }
+        ASSERT_EQ(digits.size(), 1016u);
+        EXPECT_EQ(digits.substr(0, 1000), file.substr(100000, 1000)) << formula;
+    }
+}
+
 TEST(BbpTest, TheMenuStartsAComputation) {
     TemporaryFolder folder;
     RunOptions options;

@@ -15,10 +15,9 @@ using kalvor::BbpTileC;
 
 // Vectors in flight. A squaring is a chain of some 22 cycles that keeps two multipliers busy for two, so ten
 // or more have to overlap; the residues stay in registers and the rest comes from the first cache. Measured
-// (bench/digits/bbp): 16 at avx512, 4 pairs at avx2.
-constexpr bool kWide = sizeof(Mask8) == 1;
-constexpr u64 kFlight = kWide ? 16 : 4;
-constexpr u64 kLimbFlight = kWide ? 8 : 4;
+// (bench/digits/bbp): 16 at avx512; at avx2 8 pairs, although their residues fill all registers. The limbs, a
+// chain of 12 cycles, are best with as many.
+constexpr u64 kFlight = sizeof(Mask8) == 1 ? 16 : 8;
 
 constexpr u64 kOne = 0x3ff0000000000000;  // the bits of 1.0
 constexpr double k2_48 = 281474976710656.0;
@@ -132,20 +131,20 @@ void power(BbpTile& tile, const BbpTerms& terms) noexcept {
 
 void limbs(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept {
     n = whole_groups(n);
-    for (u64 i = 0; i < n; i += 8 * kLimbFlight) {
-        F64x8 r[kLimbFlight];
-        alignas(64) double scaled[8 * kLimbFlight];
+    for (u64 i = 0; i < n; i += 8 * kFlight) {
+        F64x8 r[kFlight];
+        alignas(64) double scaled[8 * kFlight];
         const double* const m = tile.m + i;
         TREL_UNROLL
-        for (u64 v = 0; v < kLimbFlight; v++) {
+        for (u64 v = 0; v < kFlight; v++) {
             r[v] = load(tile.r + i + 8 * v);
             store(scaled + 8 * v, load(tile.inverse + i + 8 * v) * broadcast(k2_48));
         }
         TREL_KEEP_LOOP
         for (u64 j = 0; j < n_limbs; j++) {
-            U64x8 sum = load(sums + 8 * j) - broadcast(kLimbFlight * kRounderBits);
+            U64x8 sum = load(sums + 8 * j) - broadcast(kFlight * kRounderBits);
             TREL_UNROLL
-            for (u64 v = 0; v < kLimbFlight; v++) {
+            for (u64 v = 0; v < kFlight; v++) {
                 // The integer q stands in the low bits of its biased form; the bias was taken off above.
                 const F64x8 biased = fma(r[v], load(scaled + 8 * v), broadcast(kRounder));
                 sum = sum + bits_of(biased);
@@ -155,7 +154,7 @@ void limbs(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept {
         }
         U64x8 above = zero_u64();  // where q was rounded up
         TREL_UNROLL
-        for (u64 v = 0; v < kLimbFlight; v++) {
+        for (u64 v = 0; v < kFlight; v++) {
             above = above + shift_right(bits_of(r[v]), 63);
             store(tile.r + i + 8 * v, r[v]);
         }
@@ -195,7 +194,7 @@ TREL_INLINE U64x8 montgomery_square(U64x8 r, U64x8 m, U64x8 m_high, U64x8 m_inve
     return add_masked(has_bit(x, bit), reduced, reduced);
 }
 
-constexpr u64 kFlightC = kWide ? 16 : 4;
+constexpr u64 kFlightC = sizeof(Mask8) == 1 ? 16 : 4;
 
 void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
     constexpr u64 kTerms = 8 * kFlightC;

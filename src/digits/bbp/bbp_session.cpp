@@ -14,6 +14,8 @@ using Segments = std::vector<Status::ColoredText>;
 
 namespace {
 
+// What the time left is estimated with until the run's own pace is known.
+constexpr double kSecondsATerm = 3e-9;
 constexpr u64 kGroup = 8;  // digits
 constexpr u64 kGroupsInLine = 8;
 
@@ -63,8 +65,12 @@ std::string BBPSession::cannot_start() const {
 }
 
 double BBPSession::percent_done() const {
-    const auto n_terms = static_cast<double>(formula(settings_.formula).sub_sums.size() * figures_.terms);
-    return 100 * static_cast<double>(n_done_) / n_terms;
+    return 100 * static_cast<double>(n_done_) / n_terms();
+}
+
+double BBPSession::n_terms() const {
+    return static_cast<double>(formula(settings_.formula).sub_sums.size()) *
+           static_cast<double>(figures_.terms);
 }
 
 Workers BBPSession::workers() const {
@@ -79,6 +85,9 @@ void BBPSession::run(Status& status, RunMonitor& monitor, u64 (*ticks)()) {
     n_done_ = 0;
     total_.reset();
     print_settings(status);
+    trel::WorkMeter meter({{"terms", kSecondsATerm * n_terms(), n_terms()}});
+    const trel::StatusWork metered(status, &meter);
+    meter.enter("terms");
     const u64 start = ticks();
     FractionFloat total(figures_.limbs);
     const Workers workers = this->workers();
@@ -91,6 +100,7 @@ void BBPSession::run(Status& status, RunMonitor& monitor, u64 (*ticks)()) {
             std::optional<StatusFrame> percent;
             const FractionFloat sum =
                 sum_terms(s, figures_.terms, figures_.limbs, workers, monitor, [&](u64 n_done) {
+                    meter.add(static_cast<double>(n_before + n_done - n_done_));
                     n_done_ = n_before + n_done;
                     percent.reset();
                     percent.emplace(summing.node(), percent_text(n_done, figures_.terms));

@@ -54,6 +54,7 @@ class BBPSession {
     double percent_done() const;
 
   private:
+    double n_terms() const;  // of all sub-sums
     void print_settings(Status& status) const;
     void print_digits(Status& status) const;
     Workers workers() const;
