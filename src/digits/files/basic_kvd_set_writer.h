@@ -49,7 +49,8 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
                       trel::u64 digits_per_file, trel::u64 total_digits,
                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,
                       trel::Warnings* warnings = nullptr);
-    // Into files that somebody else keeps; they outlive the writer.
+    // Into files that somebody else keeps; they outlive the writer. Only publish() and close() then name
+    // files: those of a writer that is destroyed were not checked.
     BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, trel::u8 radix,
                       trel::u64 digits_per_file, trel::u64 total_digits,
                       trel::u64 window_bytes = SectorWindow::kDefaultBytes,

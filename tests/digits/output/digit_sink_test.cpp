@@ -381,6 +381,28 @@ TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
     EXPECT_EQ(console.take().find("incomplete file"), std::string::npos);
 }
 
+// Complete files of a set that fails were never checked.
+TEST(DigitSinkTest, ASetThatFailsNamesNoFile) {
+    const ScratchFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    folder.write("Dec - 0.kvd", "an older file");
+    {
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {.overwrite = true},
+                           status);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, 3, FaultyFile::write_fault());
+        EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
+    }
+    EXPECT_EQ(folder.read("Dec - 0.kvd"), "an older file");
+    EXPECT_TRUE(folder.has("Dec - 0 (incomplete).kvd"));
+    EXPECT_FALSE(folder.has("Dec - 1.kvd"));
+    run.monitored.show();
+    EXPECT_NE(console.take().find("Warning, closing incomplete file"), std::string::npos);
+}
+
 TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
     const ScratchFolder folder;
     const DigitFormat& format = digit_format(kKvdFormat);
