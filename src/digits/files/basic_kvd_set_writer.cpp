@@ -95,9 +95,16 @@ BasicKvdSetWriter::BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFil
 
 BasicKvdSetWriter::~BasicKvdSetWriter() {
     // What was finished and not published did not pass its check: the files keep their names.
-    if (is_finished_) return;
+    if (is_finished_ || is_closed_) return;
     try {
-        close();
+        if (own_) {
+            close();
+            return;
+        }
+        // Nor is there a check any more for what somebody else keeps; what is not finished warns.
+        for (const auto& [id, writer] : writers_) {
+            if (writer->is_complete()) writer->finish();
+        }
     } catch (const Exception& error) {
         error.print();
     }

@@ -49,7 +49,8 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix, u64 digits_per_file,
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr);
-    // Into files that somebody else keeps; they outlive the writer.
+    // Into files that somebody else keeps; they outlive the writer. Only publish() and close() then name
+    // files: those of a writer that is destroyed were not checked.
     BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix, u64 digits_per_file,
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr);

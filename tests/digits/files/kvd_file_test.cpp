@@ -11,7 +11,7 @@
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
 #include "support/monitored_run.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -35,7 +35,7 @@ std::vector<Piece> random_pieces(u64 begin, u64 end, u64 longest, std::mt19937_6
 }
 
 TEST(KvdFileTest, AMillionDigits) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(1000000, 10, 1);
     BasicKvdFileWriter writer(folder.file("Pi - 0"), {kPi50, 10, 1000000, 0, 0});
     EXPECT_TRUE(folder.has("Pi - 0 (incomplete).kvd"));
@@ -52,7 +52,7 @@ TEST(KvdFileTest, AMillionDigits) {
 }
 
 TEST(KvdFileTest, TheNumbersFirstDigitsStandInEveryFile) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(300, 10, 2);
     BasicKvdFileWriter writer(folder.file("x"), {kPi50 + "5820974944", 10, 100, 250, 2});
     EXPECT_EQ(writer.get_range(), (DigitRange{200, 250}));
@@ -64,7 +64,7 @@ TEST(KvdFileTest, TheNumbersFirstDigitsStandInEveryFile) {
 
 // The words road: every place at which a file can begin within a word.
 TEST(KvdFileTest, WordsAndDigitsGiveTheSameBytes) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     std::mt19937_64 random(3);
     for (const u8 radix : {u8(10), u8(16)}) {
         const u64 per_word = radix == 10 ? 19 : 16;
@@ -105,7 +105,7 @@ TEST(KvdFileTest, WordsAndDigitsGiveTheSameBytes) {
 }
 
 TEST(KvdFileTest, PiecesInAnyOrder) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     std::mt19937_64 random(4);
     for (int round = 0; round < 40; round++) {
         const u8 radix = round % 4 == 3 ? 16 : 10;
@@ -125,7 +125,7 @@ TEST(KvdFileTest, PiecesInAnyOrder) {
 }
 
 TEST(KvdFileTest, PiecesFromSeveralThreads) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     constexpr u64 kDigits = 100003;
     const std::vector<u8> digits = random_digits(kDigits, 10, 5);
     std::mt19937_64 random(5);
@@ -146,7 +146,7 @@ TEST(KvdFileTest, PiecesFromSeveralThreads) {
 
 // Space that is reserved may hold anything, digits of an older file too.
 TEST(KvdFileTest, WhatTheDiskHeldBeforeIsNeverTakenForDigits) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     constexpr u64 kDigits = 60000;
     const std::vector<u8> digits = random_digits(kDigits, 10, 6), old(kDigits, 7);
     trel::FileIO::PublishedFile file(folder.file("x (incomplete).kvd"), folder.file("x.kvd"));
@@ -191,7 +191,7 @@ TEST(KvdFileTest, WhatTheDiskHeldBeforeIsNeverTakenForDigits) {
 }
 
 TEST(KvdFileTest, WriterRefusals) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const auto make = [&](const KvdFileSpec& spec) {
         return refusal_of([&] { BasicKvdFileWriter writer(folder.file("x"), spec); });
     };
@@ -242,7 +242,7 @@ TEST(KvdFileTest, WriterRefusals) {
 
 // What is refused leaves what stands there, in memory too.
 TEST(KvdFileTest, ARefusedRangeSpoilsNothing) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(2000, 10, 20);
     for (const u64 at : {0, 500, 990, 1000, 1200}) {
         BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, 2000, 0, 0});
@@ -258,7 +258,7 @@ TEST(KvdFileTest, ARefusedRangeSpoilsNothing) {
 }
 
 TEST(KvdFileTest, IncompleteFilesKeepTheirName) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(200, 10, 7);
     CaptureConsole console;
     {
@@ -276,7 +276,7 @@ TEST(KvdFileTest, IncompleteFilesKeepTheirName) {
 }
 
 TEST(KvdFileTest, AnyRangeWithAnyScratch) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     auto framework = trel::make_default_framework_config("spawn")->make_framework();
     std::mt19937_64 random(8);
     for (const u8 radix : {u8(10), u8(16)}) {
@@ -311,7 +311,7 @@ TEST(KvdFileTest, AnyRangeWithAnyScratch) {
 }
 
 TEST(KvdFileTest, ReaderRefusals) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 9);
     const std::string good = reference_kvd("3.", 10, 10000, 0, 1, digits);
     folder.write("x.kvd", good);
@@ -328,7 +328,7 @@ TEST(KvdFileTest, ReaderRefusals) {
 }
 
 TEST(KvdFileTest, ShorterFilesOpenAndFailWhereTheyEnd) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 10);
     const std::string good = reference_kvd("3.", 10, 20000, 0, 0, digits);
     const std::string error = "FileException|BasicKvdFileReader::read_words()|Read error.";
@@ -349,7 +349,7 @@ TEST(KvdFileTest, ShorterFilesOpenAndFailWhereTheyEnd) {
 }
 
 TEST(KvdFileTest, WordsThatAreNoDigitsAreRefused) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 11);
     std::string bytes = reference_kvd("3.", 10, 20000, 0, 0, digits);
     const u64 head = bytes.size() - 8 * 1053;
@@ -365,7 +365,7 @@ TEST(KvdFileTest, WordsThatAreNoDigitsAreRefused) {
 }
 
 TEST(KvdFileTest, WordsAreReadAsTheyStand) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 12);
     folder.write("x.kvd", reference_kvd("3.", 10, 20000, 0, 0, digits));
     BasicKvdFileReader reader(folder.file("x.kvd"));
@@ -385,7 +385,7 @@ TEST(KvdFileTest, WordsAreReadAsTheyStand) {
 // ---- faults
 
 TEST(KvdFileTest, ADiskThatFailsIsNamed) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 13);
     folder.write("x.kvd", reference_kvd("3.", 10, 20000, 0, 0, digits));
     BasicKvdFileReader reader(folder.file("x.kvd"));
@@ -413,7 +413,7 @@ TEST(KvdFileTest, ADiskThatFailsIsNamed) {
 
 TEST(KvdFileTest, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
     using Call = FaultyFile::Call;
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(60000, 10, 15);
     std::mt19937_64 random(15);
     const std::vector<Piece> pieces = random_pieces(0, digits.size(), 9000, random);
@@ -444,7 +444,7 @@ TEST(KvdFileTest, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
 }
 
 TEST(KvdFileTest, FullDisksAndShortWritesLeaveNoFinishedFile) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(60000, 10, 16);
     for (const u64 room : {0, 4096, 20000, 24576}) {
         CaptureConsole console;

@@ -5,7 +5,7 @@
 #include "digits/files/basic_kvd_file_reader.h"
 #include "digits/files/kvd_reference.h"
 #include "fault/faulty_file.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -173,7 +173,7 @@ class KvdHeaderFileTest : public testing::Test {
         folder_.write("x.kvd", content);
         return refusal_of([&] { BasicKvdFileReader reader(folder_.file("x.kvd")); });
     }
-    const ScratchFolder folder_;
+    const kalvor_test::TemporaryFolder folder_;
 };
 
 TEST_F(KvdHeaderFileTest, FilesThatEndInTheirHeader) {

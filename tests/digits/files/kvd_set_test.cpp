@@ -17,7 +17,7 @@
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
 #include "support/monitored_run.h"
-#include "support/scratch_folder.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -34,7 +34,7 @@ std::map<std::string, std::string> reference_set(const std::string& base, u8 rad
     return files;
 }
 
-std::map<std::string, std::string> files_in(const ScratchFolder& folder) {
+std::map<std::string, std::string> files_in(const kalvor_test::TemporaryFolder& folder) {
     std::map<std::string, std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(folder.file(""))) {
         if (!entry.is_regular_file()) continue;
@@ -44,14 +44,14 @@ std::map<std::string, std::string> files_in(const ScratchFolder& folder) {
     return files;
 }
 
-void write_set(const ScratchFolder& folder, const std::string& base, u8 radix, u64 D,
+void write_set(const kalvor_test::TemporaryFolder& folder, const std::string& base, u8 radix, u64 D,
                const std::vector<u8>& digits) {
     for (const auto& [name, content] : reference_set(base, radix, D, digits)) folder.write(name, content);
 }
 
 class KvdSetTest : public testing::Test {
   protected:
-    const ScratchFolder folder_;
+    const kalvor_test::TemporaryFolder folder_;
 };
 
 TEST_F(KvdSetTest, EveryRoadGivesTheSameFiles) {
@@ -63,7 +63,7 @@ TEST_F(KvdSetTest, EveryRoadGivesTheSameFiles) {
             const u64 per_word = radix == 10 ? 19 : 16;
             const auto want = reference_set("Pi", radix, 100000, digits);
             for (int road = 0; road < 4; road++) {
-                const ScratchFolder folder;
+                const kalvor_test::TemporaryFolder folder;
                 BasicKvdSetWriter writer(folder.file("Pi"), kPi50 + "58", radix, 100000, total);
                 if (road == 0) {  // digits at once
                     writer.store_digits(digits.data(), 0, total, {}, serial_context());

@@ -163,7 +163,7 @@ TEST(TextWriter, Refusals) {
 }
 
 TEST(TextWriter, ARefusedRangeSpoilsNothing) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> values = random_values(2000, 10, 8);
     BasicTextWriter writer(folder.file("x"), "3.", 10, 2000);
     writer.store_digits(values.data(), 0, 1000, {}, serial_context());

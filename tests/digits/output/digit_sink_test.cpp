@@ -205,7 +205,7 @@ std::vector<u8> values_of(const std::string& digits) {
     return values;
 }
 
-std::string set_content(const ScratchFolder& folder, const std::string& base, u64 files) {
+std::string set_content(const kalvor_test::TemporaryFolder& folder, const std::string& base, u64 files) {
     std::string content;
     for (u64 id = 0; id < files; id++) content += folder.read(base + " - " + std::to_string(id) + ".kvd");
     return content;
@@ -213,7 +213,7 @@ std::string set_content(const ScratchFolder& folder, const std::string& base, u6
 
 // What another road makes of the same digits.
 std::string set_of(const std::string& digits, u8 radix, u64 per_file, u64 files) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> values = values_of(digits);
     BasicKvdSetWriter writer(folder.file("x"), "3." + digits.substr(0, 50), radix, per_file, values.size());
     writer.store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
@@ -222,7 +222,7 @@ std::string set_of(const std::string& digits, u8 radix, u64 per_file, u64 files)
 }
 
 TEST(DigitSinkTest, SetsAreWrittenReadBackAndNamed) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, kDigits / 2);
@@ -254,7 +254,7 @@ TEST(DigitSinkTest, SetsAreWrittenReadBackAndNamed) {
 }
 
 TEST(DigitSinkTest, SettingsSayTheFormatByANumber) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, 0);
@@ -286,7 +286,7 @@ TEST(DigitSinkTest, SettingsSayTheFormatByANumber) {
 }
 
 TEST(DigitSinkTest, SetsAreCheckedByName) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     Writing run(kDigits, kDigits, kDigits / 2);
     run.writer.convert();
     const OutputStats stats = run.writer.write_dec_digits(folder.file("Dec"), kKvdFormat, kPerFile);
@@ -314,7 +314,7 @@ TEST(DigitSinkTest, SetsAreCheckedByName) {
 }
 
 TEST(DigitSinkTest, ADamagedSetNeverGetsItsNames) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
     CaptureConsole console;
@@ -329,7 +329,7 @@ TEST(DigitSinkTest, ADamagedSetNeverGetsItsNames) {
 }
 
 TEST(DigitSinkTest, SetsFollowTheRuleForWhatIsThere) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, 0);
@@ -367,7 +367,7 @@ TEST(DigitSinkTest, SetsFollowTheRuleForWhatIsThere) {
 
 // Nobody is there: the digits are kept, and the set is written again from its beginning.
 TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, 0);
@@ -382,8 +382,30 @@ TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
     EXPECT_EQ(console.take().find("incomplete file"), std::string::npos);
 }
 
+// Complete files of a set that fails were never checked.
+TEST(DigitSinkTest, ASetThatFailsNamesNoFile) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    folder.write("Dec - 0.kvd", "an older file");
+    {
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {.overwrite = true},
+                           status);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, 3, FaultyFile::write_fault());
+        EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
+    }
+    EXPECT_EQ(folder.read("Dec - 0.kvd"), "an older file");
+    EXPECT_TRUE(folder.has("Dec - 0 (incomplete).kvd"));
+    EXPECT_FALSE(folder.has("Dec - 1.kvd"));
+    run.monitored.show();
+    EXPECT_NE(console.take().find("Warning, closing incomplete file"), std::string::npos);
+}
+
 TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
-    const ScratchFolder folder;
+    const kalvor_test::TemporaryFolder folder;
     const DigitFormat& format = digit_format(kKvdFormat);
     const DigitAmount amount{10, kDigits, kPerFile};
     const auto sink = format.make_sink(folder.file("x"), amount);
@@ -406,7 +428,7 @@ TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
 // The integer part may have several digits and be 0.
 TEST(DigitSinkTest, IntegerPartsOfSets) {
     for (const std::string integer : {"0", "12345678901234567890"}) {
-        const ScratchFolder folder;
+        const kalvor_test::TemporaryFolder folder;
         const std::string digits = pi_digits(10, 250);
         const std::vector<u8> values = values_of(digits);
         const auto sink = digit_format(kKvdFormat).make_sink(folder.file("x"), {10, 250, 100});
