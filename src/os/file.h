@@ -76,8 +76,6 @@ OsError rename_open_file(i64 handle, const char* from, const char* to);
 OsError remove_open_file(i64 handle, const char* path);
 // Whether waiting may help: somebody else may free space on the device, but nobody moves a limit.
 bool space_may_come(OsError error);
-// A file or a folder.
-bool file_exists(const char* path);
 bool is_folder(const char* path);
 // Whether the file is marked as not to be written, or its folder's volume is.
 bool is_read_only(const char* path);

@@ -63,12 +63,8 @@ MultiplySizes FoldAlgorithm::sizes(u64 words) const {
     return sizes;
 }
 
-void FoldAlgorithm::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<FoldTransform>(fold_, words);
-}
-
 void FoldAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const {
-    make_transform(holder, words);
+    holder.emplace<FoldTransform>(fold_, words);
 }
 
 }  // namespace reference

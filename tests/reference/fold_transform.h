@@ -33,7 +33,6 @@ class FoldAlgorithm final : public trel::MultiplyAlgorithm {
   public:
     explicit FoldAlgorithm(Fold fold) : fold_(fold) {}
     trel::MultiplySizes sizes(u64 words) const override;
-    void make_transform(trel::TransformHolder& holder, u64 words) const override;
     void make_transform(trel::TransformHolder& holder, u64 words,
                         const trel::MultiplyContext&) const override;
 

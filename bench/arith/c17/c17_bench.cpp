@@ -55,7 +55,7 @@ void product(benchmark::State& state, u64 tds, bool square) {
     const u64 n = static_cast<u64>(state.range(0));
     for (auto _ : state) {
         TransformHolder t;
-        c17_algorithm().make_transform(t, 2 * n);
+        c17_algorithm().make_transform(t, 2 * n, {serial_context(), {}});
         if (square) {
             u8* const memory = region(t->data_bytes() + t->scratch_bytes());
             t->square_plain(parallel, o.r.data(), 0, 2 * n, o.a.data(), n, memory);

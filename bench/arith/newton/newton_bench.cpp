@@ -59,7 +59,7 @@ struct Memory {
     void* p;
 };
 
-MultiplyContext context(const Memory& scratch, u64 tds) {
+MultiplyContext context_with(const Memory& scratch, u64 tds) {
     static ThreadEach threads;
     static Memory memory(TransformTables::bytes(2 * kLargest + 64));
     static TransformTables tables(2 * kLargest + 64, memory.view(), serial_context());
@@ -97,7 +97,7 @@ class Product {
           b_(random_words(p + 1)),
           t_(2 * p),
           scratch_(multiply_scratch_bytes(2 * p)),
-          mp_(context(scratch_, tds)) {}
+          mp_(context_with(scratch_, tds)) {}
     double seconds() {
         return seconds_of([&] { multiply_full(mp_, t_.data(), a_.data(), p_, b_.data(), p_); });
     }
@@ -132,7 +132,7 @@ void BM_Reciprocal(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const ReciprocalPlan plan = ReciprocalPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -145,7 +145,7 @@ void BM_Division(benchmark::State& state) {
     std::vector<Word> a = random_words(p), b = random_words(p + 1);
     const DivisionPlan plan = DivisionPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a), B = number(b);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -157,7 +157,7 @@ void BM_InvsqrtWord(benchmark::State& state) {
     const u64 p = state.range(0), tds = state.range(1);
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
         InvsqrtWord_BigFloatR::run(plan, mp, null_status(), T, 10005, p,
@@ -170,7 +170,7 @@ void BM_InvsqrtFloat(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -186,7 +186,7 @@ void BM_InvNthRoot(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
     const Memory result(8 * plan.result), scratch(plan.needs().bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] { inv_nth_root(plan, mp, null_status(), T, A, n); });
@@ -197,7 +197,7 @@ void BM_PowerFloat(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -211,7 +211,7 @@ void BM_Agm(benchmark::State& state) {
     std::vector<Word> a = random_words(p);
     const AGMPlan plan = AGMPlan::make(p, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     const BigFloat A = number(a);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
@@ -225,7 +225,7 @@ void BM_PowerOfTen(benchmark::State& state) {
     const u64 n = p * 64 * 100 / 333;
     const PowerWordPlan plan = PowerWordPlan::make_exact(10, n, tds);
     const Memory result(8 * plan.result), temporaries(8 * plan.temporaries), scratch(plan.products.bytes);
-    const MultiplyContext mp = context(scratch, tds);
+    const MultiplyContext mp = context_with(scratch, tds);
     BigFloat T(result.words(), plan.result);
     measure(state, p, tds, [&] {
         Power_uW_uL_BigFloatR::run(plan, mp, null_status(), T, 10, n, plan.p,

@@ -37,12 +37,7 @@ std::string last_digits_block(const LastDigits& last) {
 }
 
 std::string counts_line(const DigitCounts& counts) {
-    std::string text = counts.radix == 16 ? "Hex Counts: {" : "Dec Counts: {";
-    for (u64 i = 0; i < counts.radix; i++) {
-        if (i != 0) text += ", ";
-        text += trel::Console::format_number(counts.count[i]);
-    }
-    return text + "}";
+    return (counts.radix == 16 ? "Hex Counts: " : "Dec Counts: ") + counts_text(counts);
 }
 
 std::string hash_line(const OutputStats& stats) {

@@ -67,11 +67,8 @@ MultiplySizes C17Algorithm::sizes(u64 words) const {
     return s;
 }
 
-void C17Algorithm::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<C17Transform>(c17_setup(active_isa(), find_ntt_record_for_words(family_, words)), family_);
-}
 void C17Algorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const {
-    make_transform(holder, words);
+    holder.emplace<C17Transform>(c17_setup(active_isa(), find_ntt_record_for_words(family_, words)), family_);
 }
 
 const MultiplyAlgorithm& c17_algorithm() {

@@ -19,7 +19,6 @@ class C17Algorithm final : public MultiplyAlgorithm {
     // Throws LimitExceededException beyond the largest product.
     MultiplySizes sizes(u64 words) const override;
     bool folds_within_a_word() const override { return true; }
-    void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
 
   private:

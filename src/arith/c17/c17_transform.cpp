@@ -4,8 +4,6 @@
 
 namespace trel {
 
-static_assert(sizeof(C17Transform) <= 192);
-
 C17Transform::C17Transform(const C17Setup& setup, NttFamily family)
     : Transform(setup.capacity_bits, setup.sizes.data_bytes, setup.sizes.scratch_bytes,
                 setup.sizes.plain_bytes()),

@@ -94,10 +94,6 @@ MultiplySizes FftAlgorithm::sizes(u64 words) const {
     return s;
 }
 
-void FftAlgorithm::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<FftTransform>(fft_kernels(), parameters_for(words), nullptr);
-}
-
 void FftAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
     holder.emplace<FftTransform>(fft_kernels(), parameters_for(words), shared_tables(context));
 }

@@ -13,7 +13,6 @@ class FftAlgorithm final : public MultiplyAlgorithm {
     // Throws LimitExceededException beyond kFftMaxBits.
     MultiplySizes sizes(u64 words) const override;
     bool folds_within_a_word() const override { return true; }
-    void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
     // Whole products a few words longer than a record run on that record, see fft_algorithm.cpp.
     void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override;

@@ -114,8 +114,9 @@ void fft_fill_hi(FftQuad* out, u32 a, u64 stride, const ParallelContext& paralle
         }
     };
     if (parts < 2 || parallel.tds < 2) return fill(0, a * stride);
-    const u64 tasks = std::min(parts, parallel.tds);
-    parallel_for(parallel, tasks, [&](u64 t) { fill(a * stride * t / tasks, a * stride * (t + 1) / tasks); });
+    const u64 n_tasks = std::min(parts, parallel.tds);
+    parallel_for(parallel, n_tasks,
+                 [&](u64 task) { fill(a * stride * task / n_tasks, a * stride * (task + 1) / n_tasks); });
 }
 
 FftTwiddles fft_twiddles(u32 a, const FftQuad* hi, u64 hi_stride) {

@@ -54,6 +54,4 @@ class FftTransform final : public Transform {
     std::unique_ptr<FftQuad[]> own_;
 };
 
-static_assert(sizeof(FftTransform) <= 192);
-
 }  // namespace trel

@@ -322,9 +322,6 @@ MultiplySizes HntAlgorithm::sizes(u64 words) const {
     return s;
 }
 
-void HntAlgorithm::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<HntTransform>(parameters_for(words));
-}
 void HntAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
     const SharedTables* tables = context.tables == nullptr ? nullptr : context.tables->find(fft_algorithm());
     holder.emplace<HntTransform>(parameters_for(words), static_cast<const FftSharedTables*>(tables));

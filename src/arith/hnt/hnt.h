@@ -58,13 +58,10 @@ class HntTransform final : public Transform {
     u64 max_tasks_;  // that the scratch is for
 };
 
-static_assert(sizeof(HntTransform) <= 192);
-
 class HntAlgorithm final : public MultiplyAlgorithm {
   public:
     // Throws LimitExceededException beyond the lists.
     MultiplySizes sizes(u64 words) const override;
-    void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
 };
 

@@ -391,14 +391,10 @@ MultiplySizes IntegerNttAlgorithm<W>::sizes(u64 words) const {
 }
 
 template <class W>
-void IntegerNttAlgorithm<W>::make_transform(TransformHolder& holder, u64 words) const {
-    holder.emplace<IntegerNttTransform<W>>(integer_ntt_kernels<W>(),
-                                           find_ntt_record_for_words(kIntegerNttFamily<W>, words));
-}
-template <class W>
 void IntegerNttAlgorithm<W>::make_transform(TransformHolder& holder, u64 words,
                                             const MultiplyContext&) const {
-    make_transform(holder, words);
+    holder.emplace<IntegerNttTransform<W>>(integer_ntt_kernels<W>(),
+                                           find_ntt_record_for_words(kIntegerNttFamily<W>, words));
 }
 
 const MultiplyAlgorithm& n32_algorithm() {

@@ -69,7 +69,6 @@ class IntegerNttAlgorithm final : public MultiplyAlgorithm {
   public:
     // Throws LimitExceededException beyond the family's largest product.
     MultiplySizes sizes(u64 words) const override;
-    void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
 };
 

@@ -162,12 +162,9 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
         return sizes;
     }
 
-    void make_transform(TransformHolder& holder, u64 words) const override {
+    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const override {
         check(words, "BasecaseKaratsuba::make_transform()");
         holder.emplace<BasecaseTransform>(words);
-    }
-    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext&) const override {
-        make_transform(holder, words);
     }
 
     void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {

@@ -34,29 +34,26 @@ class SharedTables {
     virtual ~SharedTables();
 };
 
-// The virtual operations in their fixed order (1 is the destructor). Sizes of numbers in words, T overlaps no
-// operand. Thread-safe: an algorithm object holds no state.
+// Sizes of numbers in words, T overlaps no operand. Thread-safe: an algorithm object holds no state.
 class MultiplyAlgorithm {
   public:
     virtual ~MultiplyAlgorithm();
-    // 2. sizes for a product of `words` words
+    // For a product of `words` words.
     virtual MultiplySizes sizes(u64 words) const = 0;
-    // 3. a transform for a product of `words` words with tables of its own
-    virtual void make_transform(TransformHolder& holder, u64 words) const = 0;
-    // 4. the same with the shared tables of the context (falls back to 3 when it has none)
+    // A transform for a product of `words` words, with the shared tables of the context; tables of its own
+    // when the context has none.
     virtual void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const = 0;
-    // 5. T[0..2L) = A^2      6. T[0..LA+LB) = A * B
+    // T[0..2L) = A^2, T[0..LA+LB) = A B
     virtual void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const;
     virtual void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
                      u64 LB) const;
-    // 7., 8. T[0..total - skip) = words skip .. total - 1 of the product
+    // T[0..total - skip) = words skip .. total - 1 of the product
     virtual void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                           u64 L) const;
     virtual void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                           const Word* B, u64 LB) const;
-    // 9. the scratch part of operation 2
     u64 mSBsize(u64 words) const { return sizes(words).scratch; }
-    // 10. as 8, always through a transform; returns 0
+    // As mul_skip(), always through a transform; returns 0.
     virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
                                    const Word* A, u64 LA, const Word* B, u64 LB) const;
 

@@ -48,10 +48,6 @@ MultiplySizes PaddedAlgorithm32::sizes(u64 words) const {
     return sizes;
 }
 
-void PaddedAlgorithm32::make_transform(TransformHolder& holder, u64 words) const {
-    algorithm_.make_transform(holder, words64(words));
-}
-
 void PaddedAlgorithm32::make_transform(TransformHolder& holder, u64 words,
                                        const MultiplyContext& context) const {
     algorithm_.make_transform(holder, words64(words), context);

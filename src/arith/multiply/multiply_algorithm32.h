@@ -12,7 +12,6 @@ class MultiplyAlgorithm32 {
   public:
     virtual ~MultiplyAlgorithm32();
     virtual MultiplySizes sizes(u64 words) const = 0;
-    virtual void make_transform(TransformHolder& holder, u64 words) const = 0;
     virtual void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const = 0;
     virtual void sqr(const MultiplyContext& context, u32* T, const u32* A, u64 L) const;
     virtual void mul(const MultiplyContext& context, u32* T, const u32* A, u64 LA, const u32* B,
@@ -37,7 +36,6 @@ class PaddedAlgorithm32 final : public MultiplyAlgorithm32 {
     const MultiplyAlgorithm& algorithm() const { return algorithm_; }
 
     MultiplySizes sizes(u64 words) const override;
-    void make_transform(TransformHolder& holder, u64 words) const override;
     void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override;
     void sqr_skip(const MultiplyContext& context, u32* T, u64 skip, u64 total, const u32* A,
                   u64 L) const override;

@@ -37,10 +37,24 @@ inline u64 room_above(u64 room, u64 words) {
     return room > words * sizeof(Word) ? room - words * sizeof(Word) : 0;
 }
 
+// The halves of a memory, for the two of Needs::twice().
+struct MemoryHalves {
+    explicit MemoryHalves(AlignedBufferC memory) {
+        const u64 bytes = memory.size() / 128 * 64;
+        first = memory.spawn(bytes);
+        second = memory.spawn(bytes);
+    }
+    AlignedBufferC first, second;
+};
+
+// Words at the front of the view, which moves past them.
+inline Word* carve_words(AlignedBufferC& memory, u64 words) {
+    return memory.spawn_words(round_up_8(words)).word_pointer();
+}
 // A number, or whatever is made of words and their count, at the front of the view, which moves past it.
 template <class Number>
 Number carve(AlignedBufferC& memory, u64 words) {
-    return Number(memory.spawn_words(round_up_8(words)).word_pointer(), words);
+    return Number(carve_words(memory, words), words);
 }
 
 }  // namespace trel

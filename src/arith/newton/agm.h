@@ -10,7 +10,7 @@ namespace trel {
 // The iteration runs at p + 2 words with p >= 3: below that its stop rule, which looks at whole words, ends
 // too early.
 //
-// The plan is one of AGM1; the result's words are those of a and b too.
+// needs() are those of AGM1. a and b of AGM2 have as many words as the result.
 struct AGMPlan : NewtonPlan {
     InvsqrtFloatPlan invsqrt;  // of p + 2 words
     u64 temporaries2;          // words of the word buffer of AGM2

@@ -69,36 +69,36 @@ void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, c
     const u64 previous = previous_precision(p);
     const i64 t = error_bound(previous);
     const HeldTransforms memory(mp, p + kExtraWords, above != nullptr ? 2 : 1);
-    const MultiplyContext& context = memory.context();
+    const MultiplyContext& inner = memory.context();
     BigFloatTransformR held_x(memory.transform(), memory.data(0));
     BigFloatTransformR held_s(memory.transform(), above != nullptr ? memory.data(1) : nullptr);
     BigFloat& root = above != nullptr ? above->s : T;
     {
         StatusFrame frame(status, " 0S ", status_digits(p));
-        held_x.forward(context, x, previous);
+        held_x.forward(inner, x, previous);
         if (d.L != 0) {
             const i64 top = x.mag() + d.mag();
-            held_x.mul_rf_xf(context, d, d, previous, top - static_cast<i64>(previous), top);
+            held_x.mul_rf_xf(inner, d, d, previous, top - static_cast<i64>(previous), top);
             halve(P, d);
         }
         root.set_add(p + 1, P, s, d);
         set_length(root, p + 2);
-        if (above != nullptr) set_residual(context, *above, held_s, A, p, function);
+        if (above != nullptr) set_residual(inner, *above, held_s, A, p, function);
     }
     BigFloat& e = d;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
         const i64 bottom = -static_cast<i64>(p);
         if (above != nullptr)
-            held_s.inverse_fmul(context, e, held_x, bottom, t);
+            held_s.inverse_fmul(inner, e, held_x, bottom, t);
         else
-            held_x.mul_rf_xf(context, e, root, p, bottom, t);
+            held_x.mul_rf_xf(inner, e, root, p, bottom, t);
     }
     const Estimate side = take_error_below(P, e, t, previous, function);
     if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
 
     BigFloat y(s.buffer, s.buffer_size);
-    correct(context, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});
+    correct(inner, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});
 }
 
 }  // namespace trel::newton

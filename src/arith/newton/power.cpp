@@ -66,20 +66,20 @@ void power_plain(const MultiplyContext& mp, Status& status, BigFloat*& now, BigF
 void power_held(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next, const BigFloat& A,
                 u64 n, u64 p, const BaseSizes& sizes) {
     const newton::HeldTransforms memory(mp, sizes.square, 1);
-    const MultiplyContext& context = memory.context();
+    const MultiplyContext& inner = memory.context();
     TransformHolder of_products;
-    make_transform(of_products, sizes.product, context);
+    make_transform(of_products, sizes.product, inner);
     PowerTransform transform(memory.transform());
     transform.replace(*of_products);
     BigFloatTransformR held(transform.get(), memory.data(0));
     const i64 kept = static_cast<i64>(p + 1);
     const auto square = [&](BigFloat& product, const BigFloat& x) {
-        if (held.held()) return product.set_sqr(p + 1, context, x);
-        held.sqr_rx_xf(context, product, x, p + 1, 2 * x.mag() - kept, 2 * x.mag());
+        if (held.held()) return product.set_sqr(p + 1, inner, x);
+        held.sqr_rx_xf(inner, product, x, p + 1, 2 * x.mag() - kept, 2 * x.mag());
     };
     const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
         const i64 top = x->mag() + A.mag();
-        held.mul_rf_xf(context, *product, *x, p + 1, top - kept, top);
+        held.mul_rf_xf(inner, *product, *x, p + 1, top - kept, top);
         std::swap(x, product);
     };
     newton::binary_power(status, n, now, next, kExponent, square, multiply);

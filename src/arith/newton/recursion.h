@@ -43,8 +43,7 @@ void window_levels(const Iteration& iteration, BigFloat& T, u64 p, LinearWordBuf
     if (p < kTransformPrecision) return basic(T, p, buffer);
     if (T.buffer_size < p + iteration.extra)
         throw BufferTooSmallException(iteration.name, T.buffer_size, p + iteration.extra);
-    const LinearWordBuffer x_words = buffer.cut_from_bottom(iteration.estimate_words(p));
-    BigFloat x(x_words.get(), x_words.size());
+    BigFloat x = carve<BigFloat>(buffer, iteration.estimate_words(p));
     window_levels(iteration, x, iteration.previous(p), below(buffer, T), basic, step, below);
     step(T, x, p, buffer);
 }

@@ -4,6 +4,7 @@
 
 #include "base/console/error_output.h"
 #include "base/console/format.h"
+#include "base/status/digits_of_word.h"
 #include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
 
@@ -95,7 +96,7 @@ StatusIteration::~StatusIteration() {
 }
 
 u64 status_digits(u64 words) {
-    return static_cast<u64>(static_cast<double>(words) * 19.265919722494796);
+    return static_cast<u64>(static_cast<double>(words) * kDigitsOfWord);
 }
 
 }  // namespace trel

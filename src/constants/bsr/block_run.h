@@ -58,15 +58,6 @@ class BlockRun {
         }
     }
 
-    // The halves of the memory, for two tasks.
-    static AlignedBufferC lower_half(AlignedBufferC memory) { return memory.spawn(half_bytes(memory)); }
-    static AlignedBufferC upper_half(AlignedBufferC memory) {
-        const u64 bytes = half_bytes(memory);
-        memory.spawn(bytes);
-        return memory.spawn(bytes);
-    }
-    static u64 half_bytes(const AlignedBufferC& memory) { return memory.size() / 128 * 64; }
-
     // ---- the word level: one task
 
     void sequential(const MultiplyContext& context, trel::Work work, u64 a, u64 b, ExactRange<F>& out) const {
@@ -97,12 +88,11 @@ class BlockRun {
         AlignedBufferC memory = context.scratch;
         ExactRange<F> left = carve_range<ExactFloat>(memory, plan_.capacities(a, m));
         ExactRange<F> right = carve_range<ExactFloat>(memory, plan_.capacities(m, b));
+        const trel::MemoryHalves half(memory);
         trel::fork_join(
             context.parallel,
-            [&] { run_T(context.with_scratch(lower_half(memory)).with_tds(tds / 2), work, a, m, left); },
-            [&] {
-                run_T(context.with_scratch(upper_half(memory)).with_tds(tds - tds / 2), work, m, b, right);
-            });
+            [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), work, a, m, left); },
+            [&] { run_T(context.with_scratch(half.second).with_tds(tds - tds / 2), work, m, b, right); });
         F::merge(context.with_scratch(memory).with_tds(std::min(tds, plan_.tds())), plan_.subtracts(a, m),
                  left, right, out, plan_.edge(b));
         if (work) work.add(plan_.merge_work(a, m, b));
@@ -164,17 +154,17 @@ class BlockRun {
             run_float(inner, frame.node(), m, b, next, right);
         } else {
             right = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(m, b));
+            const trel::MemoryHalves half(inner.scratch);
             trel::fork_join(
                 context.parallel,
                 [&] {
                     trel::SilentStatus silent(status.work());
-                    run_float(inner.with_scratch(lower_half(inner.scratch)).with_tds(tds / 2), silent, a, m,
-                              next, left);
+                    run_float(inner.with_scratch(half.first).with_tds(tds / 2), silent, a, m, next, left);
                 },
                 [&] {
                     trel::SilentStatus silent(status.work());
-                    run_float(inner.with_scratch(upper_half(inner.scratch)).with_tds(tds - tds / 2), silent,
-                              m, b, next, right);
+                    run_float(inner.with_scratch(half.second).with_tds(tds - tds / 2), silent, m, b, next,
+                              right);
                 });
         }
         StatusFrame frame(status, "-  ", trel::status_digits(plan_.precision_at(a)));

@@ -163,8 +163,7 @@ void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, Ali
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
     const u64 scratch_words = 4 * series.growth_words() * (b - a);
-    Word* scratch =
-        memory.spawn_words(trel::round_up_8(scratch_words + series.term_words().R)).word_pointer();
+    Word* scratch = trel::carve_words(memory, scratch_words + series.term_words().R);
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
     if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
     series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
@@ -182,7 +181,7 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
                    Exact& out, bool edge) {
     MultiplyContext inner = context;
     const u64 n = trel::round_up_8(left[kR].L + right[kP].L);
-    ExactFloat T(inner.scratch.spawn_words(n).word_pointer(), n);
+    ExactFloat T = trel::carve<ExactFloat>(inner.scratch, n);
     if (edge) {
         T.set_mul(inner, left[kR], right[kP]);
         out[kR].clear();
@@ -211,8 +210,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
     const bool kept = KeptTransform::fits(context, n, T_words);
     BigFloat T(Q.buffer, Q.buffer_size);
-    if (kept || Q.buffer_size < T_words)
-        T = BigFloat(inner.scratch.spawn_words(T_words).word_pointer(), T_words);
+    if (kept || Q.buffer_size < T_words) T = trel::carve<BigFloat>(inner.scratch, T_words);
     if (kept) {
         KeptTransform transform(inner, n);
         BigFloatTransformR held(*transform.holder, transform.data);

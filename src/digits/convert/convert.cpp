@@ -18,7 +18,6 @@ namespace kalvor::CBRv2 {
 using trel::AlignedBufferC;
 using trel::BufferTooSmallException;
 using trel::ParallelContext;
-using trel::round_up_8;
 using trel::StatusFrame;
 using trel::Transform;
 
@@ -86,11 +85,10 @@ Converter::Halves Converter::convert_L(u64 l, const MultiplyContext& context, St
 Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, Status& status, Word* out,
                                        u64 n, u64 H, RadixFraction upper, RadixFraction lower) const {
     Halves r{};
-    AlignedBufferC scratch = context.scratch;
-    const AlignedBufferC first = scratch.spawn(scratch.size() / 2 / 64 * 64);
+    const trel::MemoryHalves memory(context.scratch);
     const u64 tds = context.parallel.tds;
-    const MultiplyContext low = context.with_scratch(first).with_tds((tds + 1) / 2);
-    const MultiplyContext high = context.with_scratch(scratch).with_tds(tds / 2);
+    const MultiplyContext low = context.with_scratch(memory.first).with_tds((tds + 1) / 2);
+    const MultiplyContext high = context.with_scratch(memory.second).with_tds(tds / 2);
     trel::fork_join(
         context.parallel,
         [&] {
@@ -127,7 +125,7 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
 
     f = f.top(plan_.length(n));
     MultiplyContext inner = context;
-    Word* const g = inner.scratch.spawn_words(round_up_8(plan_.level[l].lower_words + 1)).word_pointer();
+    Word* const g = trel::carve_words(inner.scratch, plan_.level[l].lower_words + 1);
     const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
     const RadixFraction upper = f.top(plan_.level[l].input_words);
     const bool parallel = tds >= 2 && l > 0;
@@ -174,7 +172,7 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     void* const power = scratch.spawn(transform.data_bytes()).get();
     void* const work = scratch.spawn(transform.data_bytes()).get();
     void* const space = scratch.spawn(transform.scratch_bytes()).get();
-    Word* const product = scratch.spawn_words(round_up_8(level.held.product_words)).word_pointer();
+    Word* const product = trel::carve_words(scratch, level.held.product_words);
     transform.forward(context.parallel, power, entry.words, entry.n, space);
 
     std::fill_n(g, q, Word(0));
@@ -200,9 +198,8 @@ Word Converter::peel(const MultiplyContext& context, Status& status, Word* out, 
     MultiplyContext inner = context;
     f = f.top(plan_.length(n));
     Word* buffers[2];
-    for (Word*& buffer : buffers)
-        buffer = inner.scratch.spawn_words(round_up_8(plan_.length(n))).word_pointer();
-    Word* const overlaps = inner.scratch.spawn_words(round_up_8(n / H + 1)).word_pointer();
+    for (Word*& buffer : buffers) buffer = trel::carve_words(inner.scratch, plan_.length(n));
+    Word* const overlaps = trel::carve_words(inner.scratch, n / H + 1);
 
     u64 pieces = 0;
     u64 left = n;

@@ -89,12 +89,13 @@ void ConvertPlanP::make_levels() {
 }
 
 // The lower fraction, and above it first its making, then both halves.
-Needs ConvertPlanP::split_needs(u64 l, u64 tasks) const {
+Needs ConvertPlanP::split_needs(u64 l, u64 range_tds) const {
     const Level& v = level[l];
     // The top power is transformed where it is used.
     Needs needs = l + 1 == levels ? v.plain : v.held;
     if (l > 0)
-        needs.take_maximum(tasks >= 2 ? split_needs(l - 1, (tasks + 1) / 2).twice() : split_needs(l - 1, 1));
+        needs.take_maximum(range_tds >= 2 ? split_needs(l - 1, (range_tds + 1) / 2).twice()
+                                          : split_needs(l - 1, 1));
     return needs.above(round_up_8(v.lower_words + 1));
 }
 

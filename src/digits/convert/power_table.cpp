@@ -56,7 +56,7 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
     for (u64 l = 0; l < plan_.levels; l++) {
         const ConvertPlanP::Level& level = plan_.level[l];
         Entry& entry = entries_[l];
-        Word* const words = memory.spawn_words(level.number_words).word_pointer();
+        Word* const words = trel::carve_words(memory, level.number_words);
         i64 exp = 0;
         if (l == 0) {
             entry.n = plan_.base_power_words;

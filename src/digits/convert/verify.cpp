@@ -92,7 +92,7 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     frame.node().refresh();
     const u64 n = std::min(sizes.low, x.L);
     const u64 m = std::min(sizes.low, power.L);
-    Word* const low = memory.spawn_words(round_up_8(sizes.low)).word_pointer();
+    Word* const low = trel::carve_words(memory, sizes.low);
     std::fill_n(low, sizes.low, Word(0));
     trel::multiply_truncated(context.with_scratch(memory), low, 0, std::min(sizes.low, n + m), x.T, n,
                              power.T, m);

@@ -95,7 +95,7 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
     if (plan.compute_digits < plan.output_digits) {
         throw InvalidParametersException("FloatWriterB()", "compute < output");
     }
-    radix_words_ = context_.scratch.spawn_words(round_up_8(plan.conversion.n)).word_pointer();
+    radix_words_ = trel::carve_words(context_.scratch, plan.conversion.n);
 }
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {

@@ -222,11 +222,6 @@ OsError allow_replacing(const char*) {
     return {};
 }
 
-bool file_exists(const char* path) {
-    struct stat status {};
-    return stat(path, &status) == 0;
-}
-
 bool is_folder(const char* path) {
     struct stat status {};
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);

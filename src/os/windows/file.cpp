@@ -246,12 +246,6 @@ OsError allow_replacing(const char* path) {
                : OsError{};
 }
 
-bool file_exists(const char* path) {
-    std::wstring wide;
-    DWORD error = 0;
-    return wide_path(path, wide, error) && GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
 bool is_folder(const char* path) {
     std::wstring wide;
     DWORD error = 0;

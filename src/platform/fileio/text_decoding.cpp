@@ -53,18 +53,6 @@ std::string from_utf16(std::string_view bytes, bool big_endian) {
 
 }  // namespace
 
-const char* encoding_name(TextEncoding encoding) {
-    switch (encoding) {
-        case TextEncoding::utf16_little_endian:
-            return "UTF-16 (Little Endian)";
-        case TextEncoding::utf16_big_endian:
-            return "UTF-16 (Big Endian)";
-        case TextEncoding::utf8:
-            break;
-    }
-    return "UTF-8";
-}
-
 TextEncoding detect_encoding(std::string_view bytes) {
     if (bytes.starts_with(kMarkUtf16Little)) return TextEncoding::utf16_little_endian;
     if (bytes.starts_with(kMarkUtf16Big)) return TextEncoding::utf16_big_endian;

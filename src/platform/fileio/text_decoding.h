@@ -9,8 +9,6 @@
 namespace trel::FileIO {
 
 enum class TextEncoding { utf8, utf16_little_endian, utf16_big_endian };
-// "UTF-8", "UTF-16 (Little Endian)", "UTF-16 (Big Endian)".
-const char* encoding_name(TextEncoding encoding);
 
 // By the byte-order mark; UTF-8 without one.
 TextEncoding detect_encoding(std::string_view bytes);

@@ -50,11 +50,12 @@ TEST_P(NttFamiliesTest, IsRegistered) {
     EXPECT_NE(find_algorithm(TableSlot::basic32, row.short_name)->algorithm32, nullptr);
     // a product of the largest size has a transform, one word more has none (HNT's lists go on)
     TransformHolder transform;
-    row.algorithm.make_transform(transform, row.max_bits / 64);
+    row.algorithm.make_transform(transform, row.max_bits / 64, {serial_context(), {}});
     EXPECT_GE(transform->convolution_bits(), row.max_bits / 64 * 64);
     EXPECT_GE(row.algorithm.sizes(row.max_bits / 64).scratch, transform->plain_bytes());
     if (std::string(row.short_name) != "HNT") {
-        EXPECT_THROW(row.algorithm.make_transform(transform, row.max_bits / 64 + 1), LimitExceededException);
+        EXPECT_THROW(row.algorithm.make_transform(transform, row.max_bits / 64 + 1, {serial_context(), {}}),
+                     LimitExceededException);
     }
 }
 
@@ -83,7 +84,7 @@ TEST_P(NttFamiliesTest, EveryOperation) {
 TEST_P(NttFamiliesTest, TooLongAndNamed) {
     const Row& row = GetParam();
     TransformHolder transform;
-    row.algorithm.make_transform(transform, 3000);
+    row.algorithm.make_transform(transform, 3000, {serial_context(), {}});
     const std::vector<Word> A(transform->convolution_words() + 1, 1);
     Scratch data(transform->data_bytes()), scratch(transform->scratch_bytes());
     try {
@@ -115,7 +116,7 @@ TEST_P(NttFamiliesTest, MisalignedWorkArea) {
     const Row& row = GetParam();
     constexpr u64 n = 3000;
     TransformHolder t;
-    row.algorithm.make_transform(t, n);
+    row.algorithm.make_transform(t, n, {serial_context(), {}});
     const auto A = operand(Kind::random, n / 2, 1), B = operand(Kind::random, n - n / 2, 2);
     const std::string warning = "\n{R}Data Misalignment. Possible performance penalty.\n{w}";
     for (const u64 shift : {u64(0), u64(8), u64(32)}) {
@@ -153,7 +154,7 @@ TEST(VstTest, FillsItsOwnRecords) {
         if (i++ % 5 != 0 || ntt_capacity_bits(NttFamily::vst, r) > 64 * 32768) continue;
         TransformHolder holder;
         const u64 W = ntt_capacity_bits(NttFamily::vst, r) / 64;
-        vst_algorithm().make_transform(holder, W);
+        vst_algorithm().make_transform(holder, W, {serial_context(), {}});
         EXPECT_EQ(holder->convolution_words(), W);
         check_products(*holder, serial_context(), kKinds[i % 4], W / 2, W - W / 2, i);
     }
@@ -184,7 +185,7 @@ TEST(SlowVstTest, FillsLongRecords) {
         const u64 W = ntt_capacity_bits(NttFamily::vst, r) / 64;
         if (i++ % 17 != 3 || W < 32768 || W > u64(1) << 21) continue;
         TransformHolder holder;
-        vst_algorithm().make_transform(holder, W);
+        vst_algorithm().make_transform(holder, W, {serial_context(), {}});
         const auto A = operand(kKinds[i % 4], W / 2, i), B = operand(kKinds[i % 4], W - W / 2, i + 1);
         ASSERT_EQ(multiply(*holder, serial_context(), A, B, 0, W), product(A, B)) << W;
     }

@@ -44,7 +44,8 @@ void make(TransformHolder& holder, Source source, u64 words) {
             holder.emplace<reference::FoldTransform>(Fold::negacyclic, words);
             break;
         case Source::basecase:
-            find_algorithm(TableSlot::basic64, "BKT")->algorithm->make_transform(holder, words);
+            find_algorithm(TableSlot::basic64, "BKT")
+                ->algorithm->make_transform(holder, words, {serial_context(), {}});
             break;
         case Source::table: {
             const MultiplyContext context{P, {}};
@@ -301,7 +302,8 @@ TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
             const u64 LA = c.least + rng() % (c.most - c.least);
             const u64 te_words = LA + 1 + rng() % (LA / 8);
             TransformHolder holder;
-            find_algorithm(TableSlot::basic64, c.algorithm)->algorithm->make_transform(holder, te_words);
+            find_algorithm(TableSlot::basic64, c.algorithm)
+                ->algorithm->make_transform(holder, te_words, {serial_context(), {}});
             Scratch data(holder->data_bytes()), scratch(holder->data_bytes() + holder->scratch_bytes());
             BigFloatTransformR object(*holder, data.data());
             folded += 2 * LA > holder->convolution_words();

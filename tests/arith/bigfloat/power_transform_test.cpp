@@ -25,8 +25,8 @@ struct Memory {
 TEST(PowerTransformTest, DataOutliveTheReplacement) {
     constexpr u64 L = 300;
     TransformHolder first, second;
-    basic_table64().get_algorithm(2 * L).make_transform(first, 2 * L);
-    basic_table64().get_algorithm(2 * L).make_transform(second, 2 * L);
+    basic_table64().get_algorithm(2 * L).make_transform(first, 2 * L, {serial_context(), {}});
+    basic_table64().get_algorithm(2 * L).make_transform(second, 2 * L, {serial_context(), {}});
     PowerTransform power(*first);
     std::vector<Word> A(L), want(2 * L), got(2 * L);
     for (u64 i = 0; i < L; i++) A[i] = ~(i * i * 0x9E3779B97F4A7C15ULL);
@@ -42,9 +42,9 @@ TEST(PowerTransformTest, DataOutliveTheReplacement) {
 
 TEST(PowerTransformTest, AnotherSizeOrKindIsRefused) {
     TransformHolder small, large, basecase;
-    basic_table64().get_algorithm(600).make_transform(small, 600);
-    basic_table64().get_algorithm(6000).make_transform(large, 6000);
-    basic_table64().get_algorithm(60).make_transform(basecase, 60);
+    basic_table64().get_algorithm(600).make_transform(small, 600, {serial_context(), {}});
+    basic_table64().get_algorithm(6000).make_transform(large, 6000, {serial_context(), {}});
+    basic_table64().get_algorithm(60).make_transform(basecase, 60, {serial_context(), {}});
     PowerTransform power(*small);
     for (const Transform* other : {&*large, &*basecase}) {
         try {

@@ -515,7 +515,7 @@ TEST(C17AlgorithmTest, SizesAreWhatTransformsNeed) {
     for (u64 words = 3265; words < 3000000; words += words / 7) {
         const MultiplySizes s = c17_algorithm().sizes(words);
         TransformHolder holder;
-        c17_algorithm().make_transform(holder, words);
+        c17_algorithm().make_transform(holder, words, {serial_context(), {}});
         EXPECT_GE(holder->convolution_words(), words);
         EXPECT_GE(s.transform_data, holder->data_bytes());
         EXPECT_GE(s.transform_scratch, holder->scratch_bytes());

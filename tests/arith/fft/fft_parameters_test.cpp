@@ -103,7 +103,7 @@ TEST(FftAlgorithmTest, SizesAndLimit) {
         for (u64 n : {s.output, s.scratch, s.transform_data, s.transform_scratch}) EXPECT_EQ(n % 64, 0u);
         EXPECT_EQ(fft.mSBsize(row.capacity / 64), s.scratch);
         TransformHolder holder;
-        fft.make_transform(holder, row.capacity / 64);
+        fft.make_transform(holder, row.capacity / 64, {serial_context(), {}});
         EXPECT_EQ(holder->convolution_bits(), row.capacity);
         EXPECT_LE(holder->data_bytes(), s.transform_data);
         EXPECT_LE(2 * holder->data_bytes() + holder->scratch_bytes(), s.scratch);
@@ -112,7 +112,8 @@ TEST(FftAlgorithmTest, SizesAndLimit) {
     TransformHolder holder;
     for (u64 words : {kFftMaxBits / 64 + 1, ~u64(0), (u64(1) << 58) + 1}) {
         EXPECT_THROW(fft.sizes(words), LimitExceededException) << words;
-        EXPECT_THROW(fft.make_transform(holder, words), LimitExceededException) << words;
+        EXPECT_THROW(fft.make_transform(holder, words, {serial_context(), {}}), LimitExceededException)
+            << words;
     }
 }
 

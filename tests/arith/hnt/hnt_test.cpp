@@ -245,7 +245,7 @@ TEST(HntTransformTest, UsesTablesOfTheFft) {
 TEST(HntTransformTest, SizesAreWhatTransformsNeed) {
     for (u64 words = 1; words < 100000; words += 1 + words / 5) {
         TransformHolder holder;
-        hnt_algorithm().make_transform(holder, words);
+        hnt_algorithm().make_transform(holder, words, {serial_context(), {}});
         const MultiplySizes s = hnt_algorithm().sizes(words);
         EXPECT_GE(holder->convolution_words(), words);
         EXPECT_GE(s.transform_data, holder->data_bytes());

@@ -285,7 +285,7 @@ TYPED_TEST(IntegerNttTest, SizesAreWhatTransformsNeed) {
     u64 last = 0;
     for (u64 words = 1; words < 100000; words += 1 + words / 3) {
         TransformHolder holder;
-        algorithm.make_transform(holder, words);
+        algorithm.make_transform(holder, words, {serial_context(), {}});
         const MultiplySizes s = algorithm.sizes(words);
         EXPECT_GE(holder->convolution_words(), words);
         EXPECT_GE(s.transform_data, holder->data_bytes());

@@ -99,7 +99,6 @@ TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
         MultiplySizes sizes(u64 words) const override {
             return {factor_ * words, 2 * factor_ * words, 3 * factor_ * words, 4 * factor_ * words};
         }
-        void make_transform(TransformHolder&, u64) const override {}
         void make_transform(TransformHolder&, u64, const MultiplyContext&) const override {}
 
       private:

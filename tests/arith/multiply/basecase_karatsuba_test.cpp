@@ -28,7 +28,7 @@ TEST(BasecaseKaratsuba, TransformDeliversEveryWindowEvenOfLongerProducts) {
     for (int repeat = 0; repeat < 500; repeat++) {
         const u64 W = 1 + rng() % 90;
         TransformHolder transform;
-        basecase_karatsuba_algorithm().make_transform(transform, W);
+        basecase_karatsuba_algorithm().make_transform(transform, W, {serial_context(), {}});
         ASSERT_EQ(transform->convolution_words(), W);
         ASSERT_EQ(transform->convolution_bits(), 64 * W);
         ASSERT_EQ(transform->data_bytes() % 64, 0u);
@@ -60,7 +60,7 @@ TEST(BasecaseKaratsuba, TransformDeliversEveryWindowEvenOfLongerProducts) {
 
 TEST(BasecaseKaratsuba, TransformRefusesLongerOperands) {
     TransformHolder transform;
-    basecase_karatsuba_algorithm().make_transform(transform, 5);
+    basecase_karatsuba_algorithm().make_transform(transform, 5, {serial_context(), {}});
     const Words A(6, 1);
     Scratch data(transform->data_bytes()), scratch(transform->scratch_bytes());
     try {
@@ -75,9 +75,9 @@ TEST(BasecaseKaratsuba, TransformRefusesLongerOperands) {
 
 TEST(BasecaseKaratsuba, TransformsOfOneSizeAreCompatible) {
     TransformHolder a, b, c;
-    basecase_karatsuba_algorithm().make_transform(a, 5);
-    basecase_karatsuba_algorithm().make_transform(b, 5);
-    basecase_karatsuba_algorithm().make_transform(c, 6);
+    basecase_karatsuba_algorithm().make_transform(a, 5, {serial_context(), {}});
+    basecase_karatsuba_algorithm().make_transform(b, 5, {serial_context(), {}});
+    basecase_karatsuba_algorithm().make_transform(c, 6, {serial_context(), {}});
     EXPECT_TRUE(a->compatible(*b));
     EXPECT_FALSE(a->compatible(*c));
     const reference::FoldTransform other(reference::Fold::cyclic, 5);
@@ -93,7 +93,7 @@ TEST(BasecaseKaratsuba, SizesCoverWhatIsUsed) {
         }
         EXPECT_GE(sizes.output, 8 * n);
         TransformHolder transform;
-        algorithm.make_transform(transform, n);
+        algorithm.make_transform(transform, n, {serial_context(), {}});
         EXPECT_EQ(sizes.transform_data, transform->data_bytes());
         EXPECT_EQ(sizes.transform_scratch, transform->scratch_bytes());
         // Guarded memory of exactly that size: every operation stays inside.
@@ -117,7 +117,7 @@ TEST(BasecaseKaratsuba, SizesCoverWhatIsUsed) {
         EXPECT_EQ(e.attempted, 65600u);
     }
     TransformHolder transform;
-    EXPECT_THROW(algorithm.make_transform(transform, 1025), LimitExceededException);
+    EXPECT_THROW(algorithm.make_transform(transform, 1025, {serial_context(), {}}), LimitExceededException);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Memory queries answer what a product then uses: every operation runs in memory of exactly that size between guard
-// words, and in less memory at least one of them does not fit.
+// Memory queries answer what a product then uses: every operation runs in memory of exactly that size between
+// guard words, and in less memory at least one of them does not fit.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -87,10 +87,10 @@ TEST(MemoryPlan, OperationsUseExactlyTheScratchOfTheirSize) {
             }
             // Below Karatsuba's threshold whole products need nothing, and windows only their product.
             if (algorithm.mSBsize(n) == 0 || p.LB < 31) continue;
-            // Sizes are the largest of all records up to the one that serves, and lists do not grow in memory as
-            // they do in capacity: where a shorter product needs more, this one fits into less.
+            // Sizes are the largest of all records up to the one that serves, and lists do not grow in memory
+            // as they do in capacity: where a shorter product needs more, this one fits into less.
             TransformHolder transform;
-            algorithm.make_transform(transform, n);
+            algorithm.make_transform(transform, n, {serial_context(), {}});
             const std::string lists = "HNT VST C17";
             if (lists.find(name) != lists.npos && transform->plain_bytes() < bytes) continue;
             Scratch less(bytes - 64);
@@ -118,9 +118,10 @@ TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
             SCOPED_TRACE(testing::Message() << name << ", " << n << " words");
             const MultiplySizes sizes = entry->algorithm->sizes(n);
             TransformHolder transform;
-            entry->algorithm->make_transform(transform, n);
+            entry->algorithm->make_transform(transform, n, {serial_context(), {}});
             EXPECT_GE(sizes.output, 8 * n);
-            EXPECT_EQ((sizes.output | sizes.scratch | sizes.transform_data | sizes.transform_scratch) % 64, 0u);
+            EXPECT_EQ((sizes.output | sizes.scratch | sizes.transform_data | sizes.transform_scratch) % 64,
+                      0u);
             EXPECT_GE(sizes.transform_data, transform->data_bytes());
             EXPECT_GE(sizes.transform_scratch, transform->scratch_bytes());
             EXPECT_GE(transform->convolution_words(), n);
@@ -128,7 +129,8 @@ TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
     }
 }
 
-// A transform in memory of exactly its sizes: what it keeps, what it needs to keep nothing, and a held operand.
+// A transform in memory of exactly its sizes: what it keeps, what it needs to keep nothing, and a held
+// operand.
 TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
     SpawnFramework spawn(64);
     for (const char* name : kNames) {
@@ -138,7 +140,7 @@ TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
             if (64 * n > entry->max_bits || n < 2 || n > kLargest) continue;
             const Product p(n);
             TransformHolder t;
-            entry->algorithm->make_transform(t, n);
+            entry->algorithm->make_transform(t, n, {serial_context(), {}});
             for (u64 tds : {1, 2}) {
                 SCOPED_TRACE(testing::Message() << name << ", " << n << " words, " << tds << " tasks");
                 const ParallelContext P{&spawn, tds};

@@ -169,7 +169,7 @@ TEST(RoundingModeTest, TasksLookAtTheirOwnThread) {
         if (integers || name[0] == 'H') continue;
         WrongThread framework(true);
         TransformHolder transform;
-        algorithm.make_transform(transform, n);
+        algorithm.make_transform(transform, n, {serial_context(), {}});
         Scratch data(transform->data_bytes()), own(transform->scratch_bytes());
         CaptureConsole console;
         MonitoredRun run;

@@ -234,7 +234,6 @@ TEST(AgmTest, AnnouncesItself) {
     const Number two({2});
     agm1(plan, w.mp, status, w.T, two.value);
     EXPECT_TRUE(w.intact());
-    EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.depth, 0u);
     EXPECT_EQ(status.sections, std::vector<std::string>{"AGM(1,x)..."});
     std::vector<std::string> frames;  // without those of the roots
@@ -260,9 +259,11 @@ TEST(AgmTest, AnnouncesItself) {
         EXPECT_EQ(status.count(label), 1u) << label;
 
     RecordingStatus second;
-    w.T.set_double(3.0, 0);
-    w.b.set_double(5.0, 0);
-    agm2(plan, w.mp, second, w.T, w.b);
+    MeanSpace two_numbers(plan, plan.needs2());
+    two_numbers.T.set_double(3.0, 0);
+    two_numbers.b.set_double(5.0, 0);
+    agm2(plan, two_numbers.mp, second, two_numbers.T, two_numbers.b);
+    EXPECT_TRUE(two_numbers.all_intact());
     EXPECT_EQ(second.sections, std::vector<std::string>{"AGM(a,b)..."});
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -152,7 +153,7 @@ TEST_P(RawFiles, RenameReplacesAndKeepsOpen) {
     file.store(data.get(), 0, 4096);
     file.rename(folder_.file("b"));
     EXPECT_EQ(file.path(), folder_.file("b"));
-    EXPECT_FALSE(os::file_exists(folder_.file("a").c_str()));
+    EXPECT_FALSE(std::filesystem::exists(folder_.file("a")));
     file.load(back.get(), 0, 4096);
     EXPECT_EQ(std::memcmp(back.get(), data.get(), 4096), 0);
     file.close();
@@ -165,9 +166,9 @@ TEST_P(RawFiles, TemporaryFilesGoWhenClosed) {
         RawFile file(path, OpenMode::create, GetParam(), true);
         file.reserve(1 << 20);
         EXPECT_EQ(file.size(), u64(1) << 20);
-        EXPECT_TRUE(os::file_exists(path.c_str()));
+        EXPECT_TRUE(std::filesystem::exists(path));
     }
-    EXPECT_FALSE(os::file_exists(path.c_str()));
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 INSTANTIATE_TEST_SUITE_P(Buffering, RawFiles, ::testing::Bool(),
