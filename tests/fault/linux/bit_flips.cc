@@ -126,27 +126,31 @@ std::string read_file(const fs::path& path) {
 
 struct Mapping {
     u64 begin = 0, end = 0;
-    bool write = false, execute = false;
+    bool write = false, execute = false, readable = false;
+    u64 resident = 0;  // KiB
     std::string name;
     u64 size() const { return end - begin; }
 };
 
 std::vector<Mapping> mappings(pid_t pid) {
     std::vector<Mapping> all;
-    std::ifstream in("/proc/" + std::to_string(pid) + "/maps");
+    std::ifstream in("/proc/" + std::to_string(pid) + "/smaps");
     for (std::string line; std::getline(in, line);) {
         unsigned long begin, end;
         char rights[8];
         int at = 0;
+        if (!all.empty() && std::sscanf(line.c_str(), "Rss: %lu", &begin) == 1) all.back().resident = begin;
         if (std::sscanf(line.c_str(), "%lx-%lx %7s %*s %*s %*s %n", &begin, &end, rights, &at) < 3) continue;
         const std::string name = at > 0 && static_cast<size_t>(at) < line.size() ? line.substr(at) : "";
-        if (rights[0] != 'r' || name == "[vvar]" || name == "[vdso]" || name == "[vsyscall]") continue;
-        all.push_back({begin, end, rights[1] == 'w', rights[2] == 'x', name});
+        all.push_back({begin, end, rights[1] == 'w', rights[2] == 'x', false, 0, name});
+        all.back().readable =
+            rights[0] == 'r' && name != "[vvar]" && name != "[vdso]" && name != "[vsyscall]";
     }
     return all;
 }
 
-// The mappings of one kind. The working memory is the largest anonymous one; tables are the writable and the
+// The mappings of one kind. The working memory is the anonymous one with the most pages in
+// use (stacks of threads are long but empty); tables are the writable and the
 // constant data of the program's file.
 std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string& kind,
                              const std::string& program) {
@@ -159,7 +163,7 @@ std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string&
                           : kind == "tables" ? own && !m.execute
                           : kind == "code"   ? own && m.execute
                                              : m.write && m.name.empty();
-        if (fits) chosen.push_back(m);
+        if (fits && m.readable) chosen.push_back(m);
     }
     if (kind == "working" && !chosen.empty()) {
         chosen = {*std::max_element(chosen.begin(), chosen.end(),

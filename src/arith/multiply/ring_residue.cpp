@@ -1,0 +1,133 @@
+#include "arith/multiply/ring_residue.h"
+
+#include <algorithm>
+
+namespace trel {
+
+namespace avx2 {
+extern const RingSumKernels ring_sum_kernels;
+}
+namespace avx512 {
+extern const RingSumKernels ring_sum_kernels;
+}
+
+const RingSumKernels& ring_sum_kernels(Isa isa) {
+    return TREL_TABLE(isa, ring_sum_kernels);
+}
+
+namespace {
+
+constexpr u64 kVectorWords = 512;             // from here on the vector loop pays
+constexpr u64 kChunkWords = u64(1) << 24;     // what one call of the kernels takes
+constexpr u64 kParallelWords = u64(1) << 17;  // from here on tasks pay
+constexpr u64 kMaxTasks = 64;
+
+}  // namespace
+
+void RingResidue::add(u128 value, u64 at) {
+    u32 i = static_cast<u32>(at % p);
+    while (value != 0) {
+        value += w[i];
+        w[i] = static_cast<Word>(value);
+        value >>= 64;
+        i = i + 1 == p ? 0 : i + 1;
+    }
+}
+
+void RingResidue::add(const RingResidue& other) {
+    for (u32 i = 0; i < p; i++) add(other.w[i], i);
+}
+
+void RingResidue::subtract(const RingResidue& other) {
+    for (u32 i = 0; i < p; i++) add(~other.w[i], i);  // the complement is the negation
+}
+
+void RingResidue::add(const Word* A, u64 n, u64 at) {
+    if (n >= kVectorWords) {
+        static const RingSumKernels& kernels = ring_sum_kernels(active_isa());
+        const u32 lanes = p == 3 ? 24 : 16;
+        while (n >= RingSumKernels::kBlock) {
+            const u64 blocks = std::min(n, kChunkWords) / RingSumKernels::kBlock;
+            alignas(64) u64 low[24], high[24];
+            (p == 3 ? kernels.sum24 : kernels.sum16)(A, blocks, low, high);
+            u128 sums[kMaxWords] = {};
+            for (u32 i = 0; i < lanes; i++) sums[i % p] += low[i] + (u128(high[i]) << 32);
+            for (u32 i = 0; i < p; i++) add(sums[i], at + i);
+            const u64 done = blocks * RingSumKernels::kBlock;
+            A += done;
+            n -= done;
+            at += done;
+        }
+    }
+    if (p == 3) {
+        u64 low[3] = {}, high[3] = {};
+        u64 i = 0;
+        for (; i + 3 <= n; i += 3) {
+            for (u32 j = 0; j < 3; j++) {
+                low[j] += A[i + j];
+                high[j] += low[j] < A[i + j];
+            }
+        }
+        for (u32 j = 0; i < n; i++, j++) {
+            low[j] += A[i];
+            high[j] += low[j] < A[i];
+        }
+        for (u32 j = 0; j < 3; j++) add(low[j] | u128(high[j]) << 64, at + j);
+        return;
+    }
+    for (u64 i = 0; i < n; i++) add(A[i], at + i);
+}
+
+void RingResidue::add(const ParallelContext& P, const Word* A, u64 n, u64 at) {
+    const u64 tasks = std::min({P.tds, kMaxTasks, n / (kParallelWords / 2)});
+    if (tasks < 2) return add(A, n, at);
+    RingResidue parts[kMaxTasks];
+    parallel_for(P, tasks, [&](u64 task) {
+        const u64 begin = n * task / tasks, end = n * (task + 1) / tasks;
+        parts[task] = RingResidue(p);
+        parts[task].add(A + begin, end - begin, at + begin);
+    });
+    for (u64 task = 0; task < tasks; task++) add(parts[task]);
+}
+
+RingResidue RingResidue::times(const RingResidue& other) const {
+    RingResidue r(p);
+    u64 sums[3 * kMaxWords] = {};
+    for (u32 i = 0; i < p; i++) {
+        Word carry = 0;
+        for (u32 j = 0; j < p; j++) {
+            const u128 t = u128(w[i]) * other.w[j] + sums[i + j] + carry;
+            sums[i + j] = static_cast<Word>(t);
+            carry = static_cast<Word>(t >> 64);
+        }
+        sums[i + p] = carry;
+    }
+    for (u32 i = 0; i < p; i++) r.w[i] = sums[i];
+    for (u32 i = 0; i < p; i++) r.add(sums[p + i], i);
+    return r;
+}
+
+RingResidue RingResidue::rotated(u64 bits) const {
+    RingResidue r(p);
+    const u64 words = bits / 64;
+    const u32 up = static_cast<u32>(bits % 64);
+    for (u32 i = 0; i < p; i++) r.add(u128(w[i]) << up, words + i);
+    return r;
+}
+
+bool RingResidue::equals(const RingResidue& other) const {
+    RingResidue difference = *this;
+    difference.subtract(other);
+    const auto all = [&](Word value) {
+        return std::all_of(difference.w, difference.w + p, [&](Word x) { return x == value; });
+    };
+    return all(0) || all(~Word(0));
+}
+
+u64 RingResidue::digest() const {
+    u64 sum = 0;
+    for (u32 i = 0; i < p; i++) sum += w[i] * (2 * u64(i) + 1);
+    return sum;
+}
+
+}  // namespace trel
