@@ -107,8 +107,18 @@ void C17Product::look_at_rounding() {
 }
 
 template <class Items, class F>
-void C17Product::run(u32 n_phases, Items&& items, F&& f) {
-    run_phases(parallel_, tasks_, n_phases, items, [&](u64 task, u32 phase, u64 i) noexcept {
+void C17Product::run(const double* data, u32 n_phases, Items&& items, F&& f) {
+    // With several tasks a phase begins while others are still asking for items of the one before.
+    const bool staged = tasks_ < 2 && parallel_.run != nullptr && parallel_.run->stages != nullptr;
+    u32 last_phase = 0;
+    const auto items_and_stage = [&](u32 phase) noexcept {
+        if (staged && phase != last_phase) {
+            last_phase = phase;
+            parallel_.stage("pass", data, setup_.sizes.data_bytes);
+        }
+        return items(phase);
+    };
+    run_phases(parallel_, tasks_, n_phases, items_and_stage, [&](u64 task, u32 phase, u64 i) noexcept {
         f(task, phase, i);
         look_at_rounding();
     });
@@ -402,7 +412,7 @@ void C17Product::run_sweeps(C17Middle what, double* out, const double* x, const 
     constexpr u32 n_last = std::is_null_pointer_v<std::decay_t<Last>> ? 0 : 1;
     const Middle middle = middle_of(what, plan_.a);
     run(
-        n_first + middle.phases + n_last,
+        out, n_first + middle.phases + n_last,
         [&](u32 phase) noexcept {
             if (phase < n_first) return setup_.blocks();
             return phase - n_first < middle.phases ? items_of(middle, phase - n_first, plan_.a)
@@ -468,7 +478,7 @@ void C17Product::multiply_plain(C17Window& window, double* data, double* second,
     if (middle.phases == 1) middle = middle_of(C17Middle::product, plan_.a - (turns - 1) * per_turn);
     const u32 turn_phases = 1 + middle.phases;
     run(
-        turns * turn_phases + 1,
+        data, turns * turn_phases + 1,
         [&](u32 phase) noexcept {
             const u32 turn = phase / turn_phases, k = phase % turn_phases;
             if (turn == turns) return last_items();

@@ -113,9 +113,9 @@ class C17Product {
                     Last&& last);
     // Item `item` of the last sweep: a run of blocks.
     void last_sweep(u64 task, u64 item, C17Window& window, const double* data, bool wraps);
-    // run_phases() with a look at each item's thread.
+    // run_phases() with a look at each item's thread. data: what the phases work on.
     template <class Items, class F>
-    void run(u32 n_phases, Items&& items, F&& f);
+    void run(const double* data, u32 n_phases, Items&& items, F&& f);
     void look_at_rounding();
     void count_excess(u64 task, const C17Carry& carry);
     // Adds what the items have left at their ends and settles the carry from below.

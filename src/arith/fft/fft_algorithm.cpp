@@ -109,7 +109,7 @@ void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, nullptr, 0, [&](RingResidue&) {
+    check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, [&](RingResidue&) {
         const i64 c = transform.unchecked_all(parallel, T, A, L, nullptr, 0, x, nullptr);
         unfold(context, T, r, c, A, L, A, L);
     });

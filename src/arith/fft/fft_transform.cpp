@@ -155,7 +155,7 @@ void FftTransform::in_parts(const ParallelContext& parallel, u64 n, F&& part) co
     parallel.warn({{kFloatingPointControlCorrupted}});
     // No coefficient can be trusted: the bound of them all.
     const u64 bound = (u64(plan_.a) << plan_.k) << (2 * plan_.b);
-    throw ConvolutionFailedException("FFT", "Coefficient is too large.", bound, bound);
+    throw WronglyRounded("FFT", "Coefficient is too large.", bound, bound);
 }
 
 void FftTransform::do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,

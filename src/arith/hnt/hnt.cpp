@@ -36,8 +36,11 @@ const FftParameters& element_fft(u64 n) {
 u64 bytes_of_task(const HntParameters& p) {
     const u64 n = p.element_units() / 2, butterfly = round_up_64(2 * (n + 1) * sizeof(Word));
     if (p.element_units() < kHntFftUnits) return butterfly;
-    return std::max(butterfly, 2 * round_up_64(element_fft(n).points() * sizeof(double)) +
-                                   round_up_64(2 * n * sizeof(Word)));
+    const FftParameters& fft = element_fft(n);
+    const u64 transform = round_up_64(fft.points() * sizeof(double)) + Transform::kLabelBytes;
+    // behind the transforms the place in which the FFT's check looks at windows
+    return std::max(butterfly,
+                    2 * transform + round_up_64(fft.capacity() / 8) + round_up_64(2 * n * sizeof(Word)));
 }
 
 u64 bytes_of_data(const HntParameters& p) {

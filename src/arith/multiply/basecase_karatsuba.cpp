@@ -179,7 +179,7 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
     }
 
     void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
-        check_product({context.parallel, kName, "square", 2 * L}, T, 0, 2 * L, A, L, nullptr, 0,
+        check_product({context.parallel, kName, "square", 2 * L}, T, 0, 2 * L, A, L, A, L,
                       [&](RingResidue&) { square(context.parallel, T, A, L, context.scratch); });
     }
     void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
@@ -190,7 +190,7 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
 
     void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                   u64 L) const override {
-        check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, nullptr, 0,
+        check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
                       [&](RingResidue& rest) {
                           square_window(context.parallel, T, skip, total, A, L, context.scratch, &rest);
                       });

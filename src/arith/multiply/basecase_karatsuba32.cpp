@@ -69,15 +69,15 @@ class BasecaseKaratsuba32 final : public MultiplyAlgorithm32 {
     }
     void mul_skip(const MultiplyContext& context, u32* T, u64 skip, u64 total, const u32* A, u64 LA,
                   const u32* B, u64 LB) const override {
-        window(context, T, skip, total, LA + LB, [&](u32* product, const AlignedBufferC& memory) {
-            multiply(product, A, LA, B, LB, memory);
-        });
+        window(context, T, skip, total, LA + LB,
+               [&](u32* product, const AlignedBufferC& memory) { multiply(product, A, LA, B, LB, memory); });
     }
 
   private:
     // The whole product of n words goes straight to its place when that is what is wanted.
     template <class Product>
-    static void window(const MultiplyContext& context, u32* T, u64 skip, u64 total, u64 n, Product&& product) {
+    static void window(const MultiplyContext& context, u32* T, u64 skip, u64 total, u64 n,
+                       Product&& product) {
         if (skip == 0 && total == n) return product(T, context.scratch);
         if (skip >= total) return;
         AlignedBufferC memory = context.scratch;

@@ -42,9 +42,10 @@ void check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, 
                    const Word* B, u64 LB, Run&& run) {
     const ParallelContext& P = product.parallel;
     RingResidue a, b;
+    const bool square = A == B && LA == LB;
     a.add(P, A, LA, 0);
-    if (B != nullptr) b.add(P, B, LB, 0);
-    const RingResidue right = a.times(B != nullptr ? b : a);
+    if (!square) b.add(P, B, LB, 0);
+    const RingResidue right = a.times(square ? a : b);
     P.stage("operand", A, LA * sizeof(Word));
     for (u32 attempt = 0;; attempt++) {
         RingResidue found;
@@ -63,7 +64,7 @@ void check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, 
             if (!now.equals(before)) operand_is_damaged(product, before.digest(), now.digest());
         };
         look_at(A, LA, a);
-        if (B != nullptr) look_at(B, LB, b);
+        if (!square) look_at(B, LB, b);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "arith/multiply/floating_point_control.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -9,8 +10,11 @@ namespace {
 
 static_assert(sizeof(OperandResidue) <= Transform::kLabelBytes);
 
-const OperandResidue& label(const void* data, u64 at) {
-    return *reinterpret_cast<const OperandResidue*>(static_cast<const u8*>(data) + at);
+// Its count of words is an index, so damage must not reach it.
+OperandResidue label(const void* data, u64 at, u32 period) {
+    OperandResidue r = *reinterpret_cast<const OperandResidue*>(static_cast<const u8*>(data) + at);
+    r.ring.p = period;
+    return r;
 }
 
 bool same(const OperandResidue& a, const OperandResidue& b) {
@@ -84,17 +88,36 @@ void Transform::checked(const Job& job, Run&& run) const {
     const CheckedProduct product{P, name(), job.operation, wanted};
     const RingResidue right = job.a.ring.times(job.b.ring);
     const u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
+    const auto look_at_operands = [&] {
+        const auto look_at = [&](const Word* words, const OperandResidue& before) {
+            if (words == nullptr) return;
+            const OperandResidue now = residue_of(P, words, before.length, false);
+            if (!same(before, now)) operand_is_damaged(product, before.ring.digest(), now.ring.digest());
+        };
+        look_at(job.A, job.a);
+        look_at(job.B, job.b);
+    };
     for (u32 attempt = 0;; attempt++) {
+        const bool last = attempt != 0 || !job.repeatable;
         ProductRest rest{RingResidue(period_), 0};
         Word* whole = nullptr;
-        if (all) {
-            run(job.T, job.skip, job.total, nullptr);
-        } else if (spare_bytes_ == 0) {
-            run(job.T, job.skip, job.total, &rest);
-        } else {
-            whole = job.skip == 0 && job.total == W ? job.T : job.spare;
-            run(whole, 0, W, &rest);
-            if (whole != job.T) std::memcpy(job.T, whole + job.skip, wanted * sizeof(Word));
+        try {
+            if (all) {
+                run(job.T, job.skip, job.total, nullptr);
+            } else if (spare_bytes_ == 0) {
+                run(job.T, job.skip, job.total, &rest);
+            } else {
+                whole = job.skip == 0 && job.total == W ? job.T : job.spare;
+                run(whole, 0, W, &rest);
+                if (whole != job.T) std::memcpy(job.T, whole + job.skip, wanted * sizeof(Word));
+            }
+        } catch (const WronglyRounded&) {
+            throw;
+        } catch (const ConvolutionFailedException&) {
+            // The algorithm's own check has found the error first.
+            if (last) throw;
+            look_at_operands();
+            continue;
         }
         P.stage("product", job.T, wanted * sizeof(Word));
         bool right_one = false;
@@ -121,14 +144,8 @@ void Transform::checked(const Job& job, Run&& run) const {
             if (attempt != 0) product_was_corrected(product);
             return;
         }
-        if (attempt != 0 || !job.repeatable) product_is_wrong(product, digests[0], digests[1]);
-        const auto look_at = [&](const Word* words, const OperandResidue& before) {
-            if (words == nullptr) return;
-            const OperandResidue now = residue_of(P, words, before.length, false);
-            if (!same(before, now)) operand_is_damaged(product, before.ring.digest(), now.ring.digest());
-        };
-        look_at(job.A, job.a);
-        look_at(job.B, job.b);
+        if (last) product_is_wrong(product, digests[0], digests[1]);
+        look_at_operands();
     }
 }
 
@@ -144,14 +161,15 @@ void Transform::forward(const ParallelContext& P, void* data, const Word* A, u64
 
 void Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
                         const void* Y, void* scratch) const {
+    check_length(name(), total);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const Job job{P,
                   "product of transforms",
                   T,
                   skip,
                   total,
-                  label(X, label_at_),
-                  label(Y, label_at_),
+                  label(X, label_at_, period_),
+                  label(Y, label_at_, period_),
                   nullptr,
                   nullptr,
                   work != X && work != Y,
@@ -198,7 +216,7 @@ void Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 t
                   skip,
                   total,
                   residue_of(P, A, LA, true),
-                  label(Y, label_at_),
+                  label(Y, label_at_, period_),
                   A,
                   nullptr,
                   true,
