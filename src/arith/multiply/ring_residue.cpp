@@ -48,10 +48,15 @@ void RingResidue::add(const Word* A, u64 n, u64 at) {
         const u32 lanes = p == 3 ? 24 : 16;
         while (n >= RingSumKernels::kBlock) {
             const u64 blocks = std::min(n, kChunkWords) / RingSumKernels::kBlock;
-            alignas(64) u64 low[24], high[24];
-            (p == 3 ? kernels.sum24 : kernels.sum16)(A, blocks, low, high);
+            alignas(64) u64 words[24], high[24];
+            (p == 3 ? kernels.sum24 : kernels.sum16)(A, blocks, words, high);
             u128 sums[kMaxWords] = {};
-            for (u32 i = 0; i < lanes; i++) sums[i % p] += low[i] + (u128(high[i]) << 32);
+            for (u32 i = 0; i < lanes; i += p) {
+                for (u32 j = 0; j < p; j++) {
+                    const u64 low = words[i + j] - (high[i + j] << 32);
+                    sums[j] += low + (u128(high[i + j]) << 32);
+                }
+            }
             for (u32 i = 0; i < p; i++) add(sums[i], at + i);
             const u64 done = blocks * RingSumKernels::kBlock;
             A += done;

@@ -39,10 +39,10 @@ struct RingResidue {
 struct RingSumKernels {
     static constexpr u64 kBlock = 48;  // words: a multiple of 3, 16 and 8
 
-    // low[i] and high[i], i < 24 (or 16), are the sums of the low and of the high halves of the words i, i +
-    // 24, i + 48, ... (of every 16th word) of `blocks` blocks; fewer than 2^30.
-    void (*sum24)(const Word* A, u64 blocks, u64* low, u64* high);
-    void (*sum16)(const Word* A, u64 blocks, u64* low, u64* high);
+    // words[i] and high[i], i < 24 (or 16), are the sums modulo 2^64 of the words i, i + 24, i + 48, ... (of
+    // every 16th word) of `blocks` blocks, fewer than 2^30, and of those words' high halves.
+    void (*sum24)(const Word* A, u64 blocks, u64* words, u64* high);
+    void (*sum16)(const Word* A, u64 blocks, u64* words, u64* high);
 };
 const RingSumKernels& ring_sum_kernels(Isa isa);
 

@@ -166,8 +166,9 @@ std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string&
         if (fits && m.readable) chosen.push_back(m);
     }
     if (kind == "working" && !chosen.empty()) {
-        chosen = {*std::max_element(chosen.begin(), chosen.end(),
-                                    [](const Mapping& a, const Mapping& b) { return a.size() < b.size(); })};
+        chosen = {*std::max_element(chosen.begin(), chosen.end(), [](const Mapping& a, const Mapping& b) {
+            return a.resident < b.resident;
+        })};
     }
     return chosen;
 }
