@@ -17,15 +17,18 @@ const RingSumKernels& ring_sum_kernels(Isa isa) {
 
 namespace {
 
-constexpr u64 kVectorWords = 512;             // from here on the vector loop pays
+constexpr u64 kVectorWords = 144;             // from here on the vector loop pays
 constexpr u64 kChunkWords = u64(1) << 24;     // what one call of the kernels takes
 constexpr u64 kParallelWords = u64(1) << 17;  // from here on tasks pay
 constexpr u64 kMaxTasks = 64;
 
 }  // namespace
 
-void RingResidue::add(u128 value, u64 at) {
-    u32 i = static_cast<u32>(at % p);
+u32 RingResidue::place(u64 at) const {
+    return static_cast<u32>(p == 3 ? at % 3 : at % kMaxWords);
+}
+
+void RingResidue::add_at(u32 i, u128 value) {
     while (value != 0) {
         value += w[i];
         w[i] = static_cast<Word>(value);
@@ -34,12 +37,24 @@ void RingResidue::add(u128 value, u64 at) {
     }
 }
 
+void RingResidue::add(u128 value, u64 at) {
+    add_at(place(at), value);
+}
+
+// The sums of the words 0, 3, 6, ..., 1, 4, ... and 2, 5, ..., the first of which belongs to word `at`.
+void RingResidue::add_three(u128 x, u128 y, u128 z, u64 at) {
+    const u32 i = place(at);
+    add_at(i, x);
+    add_at(i == 2 ? 0 : i + 1, y);
+    add_at(i == 0 ? 2 : i - 1, z);
+}
+
 void RingResidue::add(const RingResidue& other) {
-    for (u32 i = 0; i < p; i++) add(other.w[i], i);
+    for (u32 i = 0; i < p; i++) add_at(i, other.w[i]);
 }
 
 void RingResidue::subtract(const RingResidue& other) {
-    for (u32 i = 0; i < p; i++) add(~other.w[i], i);  // the complement is the negation
+    for (u32 i = 0; i < p; i++) add_at(i, ~other.w[i]);  // the complement is the negation
 }
 
 void RingResidue::add(const Word* A, u64 n, u64 at) {
@@ -57,7 +72,11 @@ void RingResidue::add(const Word* A, u64 n, u64 at) {
                     sums[j] += low + (u128(high[i + j]) << 32);
                 }
             }
-            for (u32 i = 0; i < p; i++) add(sums[i], at + i);
+            if (p == 3) {
+                add_three(sums[0], sums[1], sums[2], at);
+            } else {
+                for (u32 i = 0; i < p; i++) add(sums[i], at + i);
+            }
             const u64 done = blocks * RingSumKernels::kBlock;
             A += done;
             n -= done;
@@ -65,20 +84,16 @@ void RingResidue::add(const Word* A, u64 n, u64 at) {
         }
     }
     if (p == 3) {
-        u64 low[3] = {}, high[3] = {};
+        u128 x = 0, y = 0, z = 0;
         u64 i = 0;
         for (; i + 3 <= n; i += 3) {
-            for (u32 j = 0; j < 3; j++) {
-                low[j] += A[i + j];
-                high[j] += low[j] < A[i + j];
-            }
+            x += A[i];
+            y += A[i + 1];
+            z += A[i + 2];
         }
-        for (u32 j = 0; i < n; i++, j++) {
-            low[j] += A[i];
-            high[j] += low[j] < A[i];
-        }
-        for (u32 j = 0; j < 3; j++) add(low[j] | u128(high[j]) << 64, at + j);
-        return;
+        if (i < n) x += A[i];
+        if (i + 1 < n) y += A[i + 1];
+        return add_three(x, y, z, at);
     }
     for (u64 i = 0; i < n; i++) add(A[i], at + i);
 }
@@ -97,6 +112,23 @@ void RingResidue::add(const ParallelContext& P, const Word* A, u64 n, u64 at) {
 
 RingResidue RingResidue::times(const RingResidue& other) const {
     RingResidue r(p);
+    if (p == 3) {
+        // 2^192 is 1, so the products of words i and j belong to word i + j modulo 3
+        const auto product = [&](u32 i, u32 j) { return u128(w[i]) * other.w[j]; };
+        const auto add_products = [&](u32 k, u128 x, u128 y, u128 z) {
+            u128 low = static_cast<Word>(x), high = x >> 64;
+            low += static_cast<Word>(y);
+            low += static_cast<Word>(z);
+            high += y >> 64;
+            high += z >> 64;
+            r.add_at(k, low);
+            r.add_at(k == 2 ? 0 : k + 1, high);
+        };
+        add_products(0, product(0, 0), product(1, 2), product(2, 1));
+        add_products(1, product(0, 1), product(1, 0), product(2, 2));
+        add_products(2, product(0, 2), product(1, 1), product(2, 0));
+        return r;
+    }
     u64 sums[3 * kMaxWords] = {};
     for (u32 i = 0; i < p; i++) {
         Word carry = 0;

@@ -34,6 +34,11 @@ struct RingResidue {
     bool equals(const RingResidue& other) const;
     // One word of it, for messages.
     u64 digest() const;
+
+  private:
+    u32 place(u64 at) const;
+    void add_at(u32 i, u128 value);
+    void add_three(u128 x, u128 y, u128 z, u64 at);
 };
 
 struct RingSumKernels {

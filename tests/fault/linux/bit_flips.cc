@@ -343,7 +343,8 @@ struct Result {
 
 // The line of the console that says what went wrong; empty when there is none.
 std::string report_in(const std::string& console) {
-    for (const char* mark : {"Exception Encountered", "Error", "Failed", "failed", "Mismatch", "corrupt"}) {
+    for (const char* mark :
+         {"Exception Encountered", "Error", "Failed", "failed", "Mismatch", "corrupt", "damaged"}) {
         const size_t at = console.find(mark);
         if (at == std::string::npos) continue;
         std::string text = console.substr(at, 160);
