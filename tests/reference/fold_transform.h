@@ -22,10 +22,10 @@ class FoldTransform final : public trel::Transform {
     bool compatible(const trel::Transform& other) const override;
 
   protected:
-    void do_forward(const trel::ParallelContext& P, void* data, const Word* A, u64 L,
+    void do_forward(const trel::ParallelContext& parallel, void* data, const Word* A, u64 L,
                     void* scratch) const override;
-    void do_inverse(const trel::ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                    const void* Y, void* scratch, trel::ProductRest* rest) const override;
+    void do_inverse(const trel::ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                    const void* X, const void* Y, void* scratch, trel::ProductRest* rest) const override;
 
   private:
     Fold fold_;

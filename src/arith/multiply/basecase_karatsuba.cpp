@@ -26,7 +26,7 @@ u64 product_memory(u64 words) {
 }
 
 // T[0..LA+LB) = A * B; `memory` is looked at only when Karatsuba runs.
-void multiply(const ParallelContext& P, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+void multiply(const ParallelContext& parallel, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
               AlignedBufferC memory) {
     if (LA < LB) {
         std::swap(A, B);
@@ -37,16 +37,16 @@ void multiply(const ParallelContext& P, Word* T, const Word* A, u64 LA, const Wo
     } else if (LB < karatsuba_thresholds().mul64) {
         mul_basecase(T, A, LA, B, LB);
     } else {
-        mul_karatsuba(T, A, LA, B, LB, memory.spawn(karatsuba_bytes(LA + LB)).word_pointer(), P);
+        mul_karatsuba(T, A, LA, B, LB, memory.spawn(karatsuba_bytes(LA + LB)).word_pointer(), parallel);
     }
 }
 
-void square(const ParallelContext& P, Word* T, const Word* A, u64 L, AlignedBufferC memory) {
+void square(const ParallelContext& parallel, Word* T, const Word* A, u64 L, AlignedBufferC memory) {
     if (L == 0) return;
     if (L < karatsuba_thresholds().sqr64) {
         sqr_basecase(T, A, L);
     } else {
-        sqr_karatsuba(T, A, L, memory.spawn(karatsuba_bytes(2 * L)).word_pointer(), P);
+        sqr_karatsuba(T, A, L, memory.spawn(karatsuba_bytes(2 * L)).word_pointer(), parallel);
     }
 }
 
@@ -64,28 +64,28 @@ void copy_window(Word* T, u64 skip, u64 total, const Word* P, u64 n, RingResidue
 
 // T[0..total - skip) = words skip .. total - 1 of the product; the whole product goes straight to its place
 // when that is what is wanted.
-void multiply_window(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+void multiply_window(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                      const Word* B, u64 LB, AlignedBufferC memory, RingResidue* rest) {
     const u64 n = LA + LB;
     if (skip == 0 && total >= n) {
-        multiply(P, T, A, LA, B, LB, memory);
+        multiply(parallel, T, A, LA, B, LB, memory);
         std::fill(T + n, T + total, 0);
         return;
     }
     Word* product = memory.spawn(product_bytes(n)).word_pointer();
-    multiply(P, product, A, LA, B, LB, memory);
+    multiply(parallel, product, A, LA, B, LB, memory);
     copy_window(T, skip, total, product, n, rest);
 }
 
-void square_window(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+void square_window(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
                    AlignedBufferC memory, RingResidue* rest) {
     if (skip == 0 && total >= 2 * L) {
-        square(P, T, A, L, memory);
+        square(parallel, T, A, L, memory);
         std::fill(T + 2 * L, T + total, 0);
         return;
     }
     Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
-    square(P, product, A, L, memory);
+    square(parallel, product, A, L, memory);
     copy_window(T, skip, total, product, 2 * L, rest);
 }
 
@@ -118,33 +118,34 @@ class BasecaseTransform final : public Transform {
         if (L != 0) std::memcpy(line + 8, A, L * kWordBytes);
     }
 
-    void do_inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void*, const void* X,
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void*, const void* X,
                     const void* Y, void* scratch, ProductRest* rest) const override {
         const CopiedOperand x = operand_of(X);
         const AlignedBufferC memory(scratch, scratch_bytes());
         if (X == Y) {
-            square_window(P, T, skip, total, x.words, x.length, memory, ring_of(rest));
+            square_window(parallel, T, skip, total, x.words, x.length, memory, ring_of(rest));
         } else {
             const CopiedOperand y = operand_of(Y);
-            multiply_window(P, T, skip, total, x.words, x.length, y.words, y.length, memory, ring_of(rest));
+            multiply_window(parallel, T, skip, total, x.words, x.length, y.words, y.length, memory,
+                            ring_of(rest));
         }
     }
 
     // Without copies of the operands.
-    void do_multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                           const Word* B, u64 LB, void* memory, ProductRest* rest) const override {
-        multiply_window(P, T, skip, total, A, LA, B, LB, AlignedBufferC(memory, plain_bytes()),
+    void do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                           u64 LA, const Word* B, u64 LB, void* memory, ProductRest* rest) const override {
+        multiply_window(parallel, T, skip, total, A, LA, B, LB, AlignedBufferC(memory, plain_bytes()),
                         ring_of(rest));
     }
-    void do_square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+    void do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
                          void* memory, ProductRest* rest) const override {
-        square_window(P, T, skip, total, A, L, AlignedBufferC(memory, plain_bytes()), ring_of(rest));
+        square_window(parallel, T, skip, total, A, L, AlignedBufferC(memory, plain_bytes()), ring_of(rest));
     }
-    void do_multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                          const void* Y, void*, void* scratch, ProductRest* rest) const override {
+    void do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                          u64 LA, const void* Y, void*, void* scratch, ProductRest* rest) const override {
         const CopiedOperand y = operand_of(Y);
-        multiply_window(P, T, skip, total, A, LA, y.words, y.length, AlignedBufferC(scratch, scratch_bytes()),
-                        ring_of(rest));
+        multiply_window(parallel, T, skip, total, A, LA, y.words, y.length,
+                        AlignedBufferC(scratch, scratch_bytes()), ring_of(rest));
     }
 
   private:

@@ -40,19 +40,19 @@ void product_was_corrected(const CheckedProduct& product);
 template <class Run>
 void check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                    const Word* B, u64 LB, Run&& run) {
-    const ParallelContext& P = product.parallel;
+    const ParallelContext& parallel = product.parallel;
     RingResidue a, b;
     const bool square = A == B && LA == LB;
-    a.add(P, A, LA, 0);
-    if (!square) b.add(P, B, LB, 0);
+    a.add(parallel, A, LA, 0);
+    if (!square) b.add(parallel, B, LB, 0);
     const RingResidue right = a.times(square ? a : b);
-    P.stage("operand", A, LA * sizeof(Word));
+    parallel.stage("operand", A, LA * sizeof(Word));
     for (u32 attempt = 0;; attempt++) {
         RingResidue found;
         run(found);
-        P.stage("product", T, (total - skip) * sizeof(Word));
-        found.add(P, T, total - skip, skip);
-        if (P.run != nullptr) P.run->checks.products.fetch_add(1, std::memory_order_relaxed);
+        parallel.stage("product", T, (total - skip) * sizeof(Word));
+        found.add(parallel, T, total - skip, skip);
+        if (parallel.run != nullptr) parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
         if (found.equals(right)) {
             if (attempt != 0) product_was_corrected(product);
             return;
@@ -60,7 +60,7 @@ void check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, 
         if (attempt != 0) product_is_wrong(product, right.digest(), found.digest());
         const auto look_at = [&](const Word* words, u64 n, const RingResidue& before) {
             RingResidue now;
-            now.add(P, words, n, 0);
+            now.add(parallel, words, n, 0);
             if (!now.equals(before)) operand_is_damaged(product, before.digest(), now.digest());
         };
         look_at(A, LA, a);

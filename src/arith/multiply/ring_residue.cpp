@@ -98,11 +98,11 @@ void RingResidue::add(const Word* A, u64 n, u64 at) {
     for (u64 i = 0; i < n; i++) add(A[i], at + i);
 }
 
-void RingResidue::add(const ParallelContext& P, const Word* A, u64 n, u64 at) {
-    const u64 tasks = std::min({P.tds, kMaxTasks, n / (kParallelWords / 2)});
+void RingResidue::add(const ParallelContext& parallel, const Word* A, u64 n, u64 at) {
+    const u64 tasks = std::min({parallel.tds, kMaxTasks, n / (kParallelWords / 2)});
     if (tasks < 2) return add(A, n, at);
     RingResidue parts[kMaxTasks];
-    parallel_for(P, tasks, [&](u64 task) {
+    parallel_for(parallel, tasks, [&](u64 task) {
         const u64 begin = n * task / tasks, end = n * (task + 1) / tasks;
         parts[task] = RingResidue(p);
         parts[task].add(A + begin, end - begin, at + begin);

@@ -21,7 +21,7 @@ struct RingResidue {
     Word w[kMaxWords] = {};  // below 2^(64 p)
 
     // += A[0..n) 2^(64 at). Long arrays are shared out to the tasks.
-    void add(const ParallelContext& P, const Word* A, u64 n, u64 at);
+    void add(const ParallelContext& parallel, const Word* A, u64 n, u64 at);
     void add(const Word* A, u64 n, u64 at);
     // += value 2^(64 at)
     void add(u128 value, u64 at);

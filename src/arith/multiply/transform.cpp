@@ -45,9 +45,9 @@ const OddModulus& Transform::odd_modulus() const {
     return none;
 }
 
-OperandResidue Transform::residue_of(const ParallelContext& P, const Word* A, u64 L, bool odd) const {
+OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const {
     OperandResidue r{L, RingResidue(period_), 0};
-    r.ring.add(P, A, L, 0);
+    r.ring.add(parallel, A, L, 0);
     if (odd && odd_modulus()) r.odd = odd_modulus().residue(A, L);
     return r;
 }
@@ -61,7 +61,7 @@ void Transform::check_length(const char* function, u64 words) const {
 // One product: what is wanted, what is known of its operands, and where the operands themselves are, if they
 // are.
 struct Transform::Job {
-    const ParallelContext& P;
+    const ParallelContext& parallel;
     const char* operation;
     Word* T;
     u64 skip, total;
@@ -74,7 +74,7 @@ struct Transform::Job {
 // run(T, skip, total, rest) does the product.
 template <class Run>
 void Transform::checked(const Job& job, Run&& run) const {
-    const ParallelContext& P = job.P;
+    const ParallelContext& parallel = job.P;
     const u64 W = convolution_words(), wanted = job.total > job.skip ? job.total - job.skip : 0;
     if (wanted == 0) return run(job.T, job.skip, job.total, nullptr);
     const u64 n = job.a.length + job.b.length;
@@ -85,13 +85,13 @@ void Transform::checked(const Job& job, Run&& run) const {
     const bool known = by_odd ? bool(odd_modulus()) : !wraps || W % period_ == 0;
     if (!known) return run(job.T, job.skip, job.total, nullptr);
 
-    const CheckedProduct product{P, name(), job.operation, wanted};
+    const CheckedProduct product{parallel, name(), job.operation, wanted};
     const RingResidue right = job.a.ring.times(job.b.ring);
     const u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
     const auto look_at_operands = [&] {
         const auto look_at = [&](const Word* words, const OperandResidue& before) {
             if (words == nullptr) return;
-            const OperandResidue now = residue_of(P, words, before.length, false);
+            const OperandResidue now = residue_of(parallel, words, before.length, false);
             if (!same(before, now)) operand_is_damaged(product, before.ring.digest(), now.ring.digest());
         };
         look_at(job.A, job.a);
@@ -119,7 +119,7 @@ void Transform::checked(const Job& job, Run&& run) const {
             look_at_operands();
             continue;
         }
-        P.stage("product", job.T, wanted * sizeof(Word));
+        parallel.stage("product", job.T, wanted * sizeof(Word));
         bool right_one = false;
         u64 digests[2];
         if (by_odd) {
@@ -130,16 +130,16 @@ void Transform::checked(const Job& job, Run&& run) const {
             right_one = odd_modulus().equal(digests[0], digests[1]);
         } else {
             RingResidue& found = rest.ring;
-            found.add(P, job.T, wanted, job.skip);
+            found.add(parallel, job.T, wanted, job.skip);
             if (whole != nullptr && whole != job.T) {
-                found.add(P, whole, job.skip, 0);
-                found.add(P, whole + job.total, W - job.total, job.total);
+                found.add(parallel, whole, job.skip, 0);
+                found.add(parallel, whole + job.total, W - job.total, job.total);
             }
             right_one = found.equals(right);
             digests[0] = right.digest();
             digests[1] = found.digest();
         }
-        if (P.run != nullptr) P.run->checks.products.fetch_add(1, std::memory_order_relaxed);
+        if (parallel.run != nullptr) parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
         if (right_one) {
             if (attempt != 0) product_was_corrected(product);
             return;
@@ -149,21 +149,22 @@ void Transform::checked(const Job& job, Run&& run) const {
     }
 }
 
-void Transform::forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const {
+void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                        void* scratch) const {
     check_length(name(), L);
     OperandResidue* const kept =
-        new (static_cast<u8*>(data) + label_at_) OperandResidue(residue_of(P, A, L, true));
-    P.stage("operand", A, L * sizeof(Word));
-    do_forward(P, data, A, L, scratch);
-    P.stage("data", data, label_at_);
-    P.stage("residue", kept, sizeof(OperandResidue));
+        new (static_cast<u8*>(data) + label_at_) OperandResidue(residue_of(parallel, A, L, true));
+    parallel.stage("operand", A, L * sizeof(Word));
+    do_forward(parallel, data, A, L, scratch);
+    parallel.stage("data", data, label_at_);
+    parallel.stage("residue", kept, sizeof(OperandResidue));
 }
 
-void Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                        const void* Y, void* scratch) const {
+void Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                        const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
-    const Job job{P,
+    const Job job{parallel,
                   "product of transforms",
                   T,
                   skip,
@@ -175,84 +176,94 @@ void Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, 
                   work != X && work != Y,
                   spare};
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_inverse(P, to, from, end, work, X, Y, scratch, rest);
+        do_inverse(parallel, to, from, end, work, X, Y, scratch, rest);
     });
 }
 
-void Transform::multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                               const Word* B, u64 LB, void* memory) const {
+void Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                               u64 LA, const Word* B, u64 LB, void* memory) const {
     check_length(name(), LA);
     check_length(name(), LB);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
-    const Job job{P, "product", T,    skip, total, residue_of(P, A, LA, wraps), residue_of(P, B, LB, wraps),
-                  A, B,         true, spare};
-    P.stage("operand", A, LA * sizeof(Word));
+    const Job job{parallel,
+                  "product",
+                  T,
+                  skip,
+                  total,
+                  residue_of(parallel, A, LA, wraps),
+                  residue_of(parallel, B, LB, wraps),
+                  A,
+                  B,
+                  true,
+                  spare};
+    parallel.stage("operand", A, LA * sizeof(Word));
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_multiply_plain(P, to, from, end, A, LA, B, LB, memory, rest);
+        do_multiply_plain(parallel, to, from, end, A, LA, B, LB, memory, rest);
     });
 }
 
-void Transform::square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                             void* memory) const {
+void Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                             u64 L, void* memory) const {
     check_length(name(), L);
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
-    const OperandResidue a = residue_of(P, A, L, 2 * L > convolution_words());
-    const Job job{P, "square", T, skip, total, a, a, A, nullptr, true, spare};
-    P.stage("operand", A, L * sizeof(Word));
+    const OperandResidue a = residue_of(parallel, A, L, 2 * L > convolution_words());
+    const Job job{parallel, "square", T, skip, total, a, a, A, nullptr, true, spare};
+    parallel.stage("operand", A, L * sizeof(Word));
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_square_plain(P, to, from, end, A, L, memory, rest);
+        do_square_plain(parallel, to, from, end, A, L, memory, rest);
     });
 }
 
-void Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                              const void* Y, void* work, void* scratch) const {
+void Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                              u64 LA, const void* Y, void* work, void* scratch) const {
     check_length(name(), LA);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
-    const Job job{P,
+    const Job job{parallel,
                   "product by a kept transform",
                   T,
                   skip,
                   total,
-                  residue_of(P, A, LA, true),
+                  residue_of(parallel, A, LA, true),
                   label(Y, label_at_, period_),
                   A,
                   nullptr,
                   true,
                   spare};
-    P.stage("operand", A, LA * sizeof(Word));
+    parallel.stage("operand", A, LA * sizeof(Word));
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_multiply_held(P, to, from, end, A, LA, Y, work, scratch, rest);
+        do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);
     });
 }
 
-void Transform::do_multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
-                                  u64 LA, const Word* B, u64 LB, void* memory, ProductRest* rest) const {
+void Transform::do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                  const Word* A, u64 LA, const Word* B, u64 LB, void* memory,
+                                  ProductRest* rest) const {
     u8* const x = static_cast<u8*>(memory);
     u8* const y = x + data_bytes();
     u8* const scratch = y + data_bytes();
-    do_forward(P, x, A, LA, scratch);
-    P.stage("data", x, label_at_);
-    do_forward(P, y, B, LB, scratch);
-    P.stage("data", y, label_at_);
-    do_inverse(P, T, skip, total, x, x, y, scratch, rest);
+    do_forward(parallel, x, A, LA, scratch);
+    parallel.stage("data", x, label_at_);
+    do_forward(parallel, y, B, LB, scratch);
+    parallel.stage("data", y, label_at_);
+    do_inverse(parallel, T, skip, total, x, x, y, scratch, rest);
 }
 
-void Transform::do_square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                                void* memory, ProductRest* rest) const {
+void Transform::do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                                u64 L, void* memory, ProductRest* rest) const {
     u8* const x = static_cast<u8*>(memory);
     u8* const scratch = x + data_bytes();
-    do_forward(P, x, A, L, scratch);
-    P.stage("data", x, label_at_);
-    do_inverse(P, T, skip, total, x, x, x, scratch, rest);
+    do_forward(parallel, x, A, L, scratch);
+    parallel.stage("data", x, label_at_);
+    do_inverse(parallel, T, skip, total, x, x, x, scratch, rest);
 }
 
-void Transform::do_multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
+void Transform::do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                                  u64 LA, const void* Y, void* work, void* scratch, ProductRest* rest) const {
-    do_forward(P, work, A, LA, scratch);
-    P.stage("data", work, label_at_);
-    do_inverse(P, T, skip, total, work, work, Y, scratch, rest);
+    do_forward(parallel, work, A, LA, scratch);
+    parallel.stage("data", work, label_at_);
+    do_inverse(parallel, T, skip, total, work, work, Y, scratch, rest);
 }
 
 }  // namespace trel

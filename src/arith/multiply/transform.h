@@ -56,25 +56,25 @@ class Transform {
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution.
-    void forward(const ParallelContext& P, void* data, const Word* A, u64 L, void* scratch) const;
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch) const;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
     // transform is then lost, and a wrong product cannot be done again). X == Y squares. T may not overlap
     // the data.
-    void inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                  const void* Y, void* scratch) const;
 
     // Whole products of which no transform is kept. An algorithm may do them with less memory, or fewer trips
     // through it, than forward() and inverse() need. memory: plain_bytes(), for a square data_bytes() +
     // scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2; T may not overlap the
     // operands or the memory.
-    void multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                         const Word* B, u64 LB, void* memory) const;
-    void square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
                       void* memory) const;
     // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
-    void multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                        const void* Y, void* work, void* scratch) const;
     u64 plain_bytes() const { return plain_bytes_; }
     // Memory for whole products and whole squares.
@@ -98,21 +98,23 @@ class Transform {
     // The operations themselves, without checks. rest == nullptr: nothing is asked. Else, what belongs to the
     // product in the ring and is not in T is added to it: with Windows::accounted always, with Windows::whole
     // when skip is 0 and total is convolution_words().
-    virtual void do_forward(const ParallelContext& P, void* data, const Word* A, u64 L,
+    virtual void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
                             void* scratch) const = 0;
-    virtual void do_inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, void* work, const void* X,
-                            const void* Y, void* scratch, ProductRest* rest) const = 0;
-    virtual void do_multiply_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
-                                   u64 LA, const Word* B, u64 LB, void* memory, ProductRest* rest) const;
-    virtual void do_square_plain(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                                 void* memory, ProductRest* rest) const;
-    virtual void do_multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 total, const Word* A,
-                                  u64 LA, const void* Y, void* work, void* scratch, ProductRest* rest) const;
+    virtual void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                            const void* X, const void* Y, void* scratch, ProductRest* rest) const = 0;
+    virtual void do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                   const Word* A, u64 LA, const Word* B, u64 LB, void* memory,
+                                   ProductRest* rest) const;
+    virtual void do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                                 u64 L, void* memory, ProductRest* rest) const;
+    virtual void do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                  const Word* A, u64 LA, const void* Y, void* work, void* scratch,
+                                  ProductRest* rest) const;
 
     // For rings modulo 2^(64 W) + 1: an odd divisor of that number.
     virtual const OddModulus& odd_modulus() const;
 
-    OperandResidue residue_of(const ParallelContext& P, const Word* A, u64 L, bool odd) const;
+    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
 
     u64 convolution_bits_;
     u64 data_bytes_;

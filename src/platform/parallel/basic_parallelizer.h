@@ -69,9 +69,9 @@ void run_unless_stopped(Body&& body) {
 // Runs f(i) for i in [0, n) as tasks of the context's framework. Throws RunStopped when the run was asked to
 // stop: then not every task has run.
 template <class F>
-void parallel_for(const ParallelContext& context, u64 n, F&& f) {
+void parallel_for(const ParallelContext& parallel, u64 n, F&& f) {
     if (n == 0) return;
-    if (n == 1 || context.tds < 2) {
+    if (n == 1 || parallel.tds < 2) {
         for (u64 i = 0; i < n; i++) f(i);
         return;
     }
@@ -82,13 +82,13 @@ void parallel_for(const ParallelContext& context, u64 n, F&& f) {
         }
         std::remove_reference_t<F>& f;
     } action(f);
-    context.framework->run_in_parallel(action, 0, n);
-    context.poll();
+    parallel.framework->run_in_parallel(action, 0, n);
+    parallel.poll();
 }
 
 // Runs a() and b() as a two-way fork-join. Throws RunStopped as above.
 template <class A, class B>
-void fork_join(const ParallelContext& context, A&& a, B&& b) {
+void fork_join(const ParallelContext& parallel, A&& a, B&& b) {
     struct ActionA final : BasicAction {
         explicit ActionA(std::remove_reference_t<A>& f) : f(f) {}
         void run(u64) override { run_unless_stopped(f); }
@@ -99,8 +99,8 @@ void fork_join(const ParallelContext& context, A&& a, B&& b) {
         void run(u64) override { run_unless_stopped(f); }
         std::remove_reference_t<B>& f;
     } action_b(b);
-    context.framework->run_in_parallel(action_a, action_b);
-    context.poll();
+    parallel.framework->run_in_parallel(action_a, action_b);
+    parallel.poll();
 }
 
 }  // namespace trel

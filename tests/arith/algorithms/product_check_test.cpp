@@ -68,8 +68,8 @@ class Bench {
                 ComputationStages& stages) {
         RunMonitor monitor;
         monitor.stages = &stages;
-        ParallelContext P = serial_context();
-        P.run = &monitor;
+        ParallelContext parallel = serial_context();
+        parallel.run = &monitor;
         Outcome o;
         o.words.assign(s.total - s.skip, 0x5555);
         u8* const memory = reinterpret_cast<u8*>((reinterpret_cast<u64>(data.data()) + 63) / 64 * 64);
@@ -79,21 +79,22 @@ class Bench {
         try {
             switch (operation) {
                 case Operation::plain:
-                    transform->multiply_plain(P, T, s.skip, s.total, A.data(), s.LA, B.data(), s.LB, memory);
+                    transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA, B.data(), s.LB,
+                                              memory);
                     break;
                 case Operation::square:
-                    transform->square_plain(P, T, s.skip, s.total, A.data(), s.LA, memory);
+                    transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory);
                     break;
                 case Operation::held:
-                    transform->forward(P, y, B.data(), s.LB, scratch);
-                    transform->multiply_held(P, T, s.skip, s.total, A.data(), s.LA, y, work, scratch);
+                    transform->forward(parallel, y, B.data(), s.LB, scratch);
+                    transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y, work, scratch);
                     break;
                 case Operation::transforms:
                 case Operation::in_place:
-                    transform->forward(P, x, A.data(), s.LA, scratch);
-                    transform->forward(P, y, B.data(), s.LB, scratch);
-                    transform->inverse(P, T, s.skip, s.total, operation == Operation::in_place ? x : work, x,
-                                       y, scratch);
+                    transform->forward(parallel, x, A.data(), s.LA, scratch);
+                    transform->forward(parallel, y, B.data(), s.LB, scratch);
+                    transform->inverse(parallel, T, s.skip, s.total,
+                                       operation == Operation::in_place ? x : work, x, y, scratch);
                     break;
             }
         } catch (const AlgorithmFailedException&) {
