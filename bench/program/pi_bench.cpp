@@ -1,6 +1,5 @@
 // Pi by the whole program, output and verification off, against the GMP yardstick in the same run. The
-// program's time is the "Total Computation Time" that it prints. More than one task run on the default
-// framework.
+// program's time is the "Total Computation Time" that it prints. More than one task run on the default framework.
 //   KALVOR_BENCH_DIGITS=100000000 adds a size, and runs everything once instead of three times
 #include <benchmark/benchmark.h>
 

@@ -14,8 +14,8 @@ OsError set_thread_affinity(const std::vector<u32>& processors);
 
 // The processor group that the calling thread is in.
 u32 current_processor_group();
-// Asks for the active processors of a group; none and, where the system gives one, the reason when there is
-// no such group. (cpu.h counts those of the machine once.)
+// Asks for the active processors of a group; none and, where the system gives one, the reason when there is no
+// such group. (cpu.h counts those of the machine once.)
 OsError get_group_processors(u32 group, std::vector<u32>& processors);
 
 }  // namespace trel::os

@@ -1,8 +1,7 @@
 // A mutex and a condition variable that may live in the frame of a function: they cost nothing to make, hold
 // nothing of the system's, and they are never accessed after the last waiter returns. Used like the standard
 // library's, with its lock_guard and unique_lock; these are the standard library's own where that keeps the
-// promise. (The library of the Windows build never gives a mutex back and takes many system calls for a
-// wake-up.)
+// promise. (The library of the Windows build never gives a mutex back and takes many system calls for a wake-up.)
 #pragma once
 
 #include <condition_variable>

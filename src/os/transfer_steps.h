@@ -16,9 +16,9 @@ struct TransferStep {
     OsError error;
 };
 
-// Calls step(done, ask) for the bytes [done, done + ask) until all have moved, an error comes, or a step
-// moves nothing (the end of the file, a device that takes no more). Interrupted steps are repeated, partial
-// ones continued.
+// Calls step(done, ask) for the bytes [done, done + ask) until all have moved, an error comes, or a step moves
+// nothing (the end of the file, a device that takes no more). Interrupted steps are repeated, partial ones
+// continued.
 template <class Step>
 Transfer transfer_in_steps(u64 bytes, Step step) {
     u64 done = 0;

@@ -1,5 +1,5 @@
-// The integer types of the whole program. They are spelled here once because std::uint64_t is a different
-// type on each system while the carry intrinsics want `unsigned long long` on both.
+// The integer types of the whole program. They are spelled here once because std::uint64_t is a different type
+// on each system while the carry intrinsics want `unsigned long long` on both.
 #pragma once
 
 #include <cstddef>

@@ -32,8 +32,7 @@ struct FaultyFile::Hooks {
         os::Transfer done = system_file_functions().read(handle, buffer, offset, bytes);
         if (const Change* cut = g_current->find(g_current->shortened_, Call::read, begun.n)) {
             // What was not delivered must not be there by accident.
-            if (cut->amount < bytes)
-                std::memset(static_cast<u8*>(buffer) + cut->amount, 0xa5, bytes - cut->amount);
+            if (cut->amount < bytes) std::memset(static_cast<u8*>(buffer) + cut->amount, 0xa5, bytes - cut->amount);
             done.bytes = std::min(done.bytes, cut->amount);
         }
         const Change* flip = g_current->find(g_current->flipped_, Call::read, begun.n);
@@ -140,24 +139,14 @@ struct FaultyFile::Hooks {
 };
 
 FaultyFile::FaultyFile() {
-    static const FileFunctions functions{Hooks::open,
-                                         Hooks::close,
-                                         Hooks::read,
-                                         Hooks::write,
-                                         Hooks::size,
-                                         Hooks::set_size,
-                                         Hooks::reserve,
-                                         Hooks::flush,
-                                         Hooks::flush_folder,
-                                         Hooks::rename,
-                                         Hooks::remove,
-                                         Hooks::create_folder,
-                                         Hooks::rename_open,
-                                         Hooks::remove_open,
+    static const FileFunctions functions{Hooks::open,    Hooks::close,  Hooks::read,
+                                         Hooks::write,   Hooks::size,   Hooks::set_size,
+                                         Hooks::reserve, Hooks::flush,  Hooks::flush_folder,
+                                         Hooks::rename,  Hooks::remove, Hooks::create_folder,
+                                         Hooks::rename_open, Hooks::remove_open,
                                          system_file_functions().is_read_only,
                                          system_file_functions().allow_replacing,
-                                         Hooks::volume_space,
-                                         Hooks::wait};
+                                         Hooks::volume_space, Hooks::wait};
     g_current = this;
     FileIO::set_file_functions_for_tests(&functions);
 }

@@ -1,6 +1,6 @@
-// A failing disk below everything that reads and writes files. Installed for its life; the faults that were
-// asked for happen once each (unless told otherwise), to whichever file makes the n-th call. Counting starts
-// at 1, anew with each object. Calls may come from several threads.
+// A failing disk below everything that reads and writes files. Installed for its life; the faults that were asked for
+// happen once each (unless told otherwise), to whichever file makes the n-th call. Counting starts at 1, anew with each
+// object. Calls may come from several threads.
 #pragma once
 
 #include <functional>
@@ -42,14 +42,12 @@ class FaultyFile {
     void fail_any(trel::u64 n, trel::os::OsError error);
     // The n-th read, write or set_size fails because its offset is refused.
     void refuse_position(Call call, trel::u64 n, trel::os::OsError error);
-    // The disk takes this many bytes more (over all files); the write that exceeds them is cut, then
-    // disk_full.
+    // The disk takes this many bytes more (over all files); the write that exceeds them is cut, then disk_full.
     void disk_full_after(trel::u64 bytes);
     // The n-th write ends after `bytes` bytes without an error; the n-th read likewise.
     void short_write(trel::u64 n, trel::u64 bytes);
     void short_read(trel::u64 n, trel::u64 bytes);
-    // Inverts one bit (0 = lowest of the first byte) of what the n-th write brings to the disk, or the n-th
-    // read delivers.
+    // Inverts one bit (0 = lowest of the first byte) of what the n-th write brings to the disk, or the n-th read delivers.
     void flip_bit_of_write(trel::u64 n, trel::u64 bit);
     void flip_bit_of_read(trel::u64 n, trel::u64 bit);
 

@@ -174,8 +174,7 @@ TEST(ErrorsTest, TheResultHasTheWholePath) {
     const std::string label = "Written:    ", end = "Pi - Dec - Chudnovsky.txt  (102 bytes)\n";
     const size_t at = run.out.find(label);
     ASSERT_NE(at, std::string::npos) << run.out;
-    const std::string line =
-        run.out.substr(at + label.size(), run.out.find('\n', at) + 1 - at - label.size());
+    const std::string line = run.out.substr(at + label.size(), run.out.find('\n', at) + 1 - at - label.size());
     EXPECT_TRUE(line.ends_with(end)) << line;
     EXPECT_TRUE(std::filesystem::path(line).is_absolute()) << line;
 }

@@ -1,5 +1,4 @@
-// A million digits of Pi on every system that the program is built for: the file has the hash of MPFR's
-// digits.
+// A million digits of Pi on every system that the program is built for: the file has the hash of MPFR's digits.
 #include <gtest/gtest.h>
 
 #include "base/hash/sha256.h"

@@ -86,8 +86,7 @@ void check(const Case& c, unsigned long digits, const std::string& wanted) {
     ASSERT_TRUE(read_file(folder / file_name(c)) == wanted) << name(c) << ", " << digits << " digits";
 }
 
-// Of 72, every step-th: a step without a divisor in common with them still meets every value of every
-// parameter.
+// Of 72, every step-th: a step without a divisor in common with them still meets every value of every parameter.
 std::vector<Case> every_combination(unsigned step = 1) {
     std::vector<Case> cases;
     for (int algorithm = 0; algorithm < 4; algorithm++)

@@ -24,8 +24,7 @@ TEST(UsageTest, NoActionShowsTheMainMenu) {
         const ProgramRun run = run_kalvor(arguments);
         EXPECT_EQ(run.exit_code, 1) << run.out;
         const std::size_t banner = run.out.find("Kalvor v0.7.8 Build 9507                (");
-        const std::size_t menu =
-            run.out.find("\n\n  0         Benchmark Pi  (all in ram)  (not available yet)\n");
+        const std::size_t menu = run.out.find("\n\n  0         Benchmark Pi  (all in ram)  (not available yet)\n");
         const std::size_t prompt = run.out.find("\n\nEnter your choice:\noption: ");
         EXPECT_LT(banner, menu) << run.out;
         EXPECT_LT(menu, prompt) << run.out;

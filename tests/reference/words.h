@@ -1,5 +1,5 @@
-// Plain arithmetic on word vectors (least significant first), written from the definitions with 32-bit
-// digits, and the word patterns that break carries. Slow on purpose.
+// Plain arithmetic on word vectors (least significant first), written from the definitions with 32-bit digits, and
+// the word patterns that break carries. Slow on purpose.
 #pragma once
 
 #include <random>
@@ -75,8 +75,7 @@ inline Words sub(const Words& a, const Words& b, u64 borrow) {
 // Random words in one of several shapes: uniform, all ones, all zeros, runs of ones and zeros, edge words.
 template <class Rng>
 Words pattern(u64 n, Rng& rng) {
-    static constexpr Word kEdges[] = {0,         1, 2, Word(1) << 63, ~Word(0), ~Word(0) - 1, Word(1) << 32,
-                                      0xffffffff};
+    static constexpr Word kEdges[] = {0, 1, 2, Word(1) << 63, ~Word(0), ~Word(0) - 1, Word(1) << 32, 0xffffffff};
     Words a(n);
     switch (rng() % 8) {
         case 0:

@@ -1,5 +1,5 @@
-// A folder of its own for a test's files, deleted with everything in it. Below KALVOR_TEST_FOLDER or the
-// working folder, so that it lies on a real disk (memory file systems refuse unbuffered access).
+// A folder of its own for a test's files, deleted with everything in it. Below KALVOR_TEST_FOLDER or the working folder, so
+// that it lies on a real disk (memory file systems refuse unbuffered access).
 #pragma once
 
 #include <cstdlib>
@@ -13,8 +13,7 @@ class ScratchFolder {
   public:
     ScratchFolder() {
         const char* base = std::getenv("KALVOR_TEST_FOLDER");
-        path_ =
-            std::filesystem::path(base ? base : ".") / ("scratch-" + std::to_string(std::random_device{}()));
+        path_ = std::filesystem::path(base ? base : ".") / ("scratch-" + std::to_string(std::random_device{}()));
         std::filesystem::create_directory(path_);
     }
     ~ScratchFolder() {

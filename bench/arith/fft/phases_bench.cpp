@@ -1,5 +1,5 @@
-// What the phases of a product cost, in nanoseconds of the best turn: cutting and the first two radices
-// (twice), the streams (twice), leaves and inverse streams, the last radices with joining.
+// What the phases of a product cost, in nanoseconds of the best turn: cutting and the first two radices (twice), the
+// streams (twice), leaves and inverse streams, the last radices with joining.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -37,10 +37,8 @@ void phases(benchmark::State& state) {
     std::mt19937_64 rng(1);
     std::vector<Word> a(n), r(2 * n);
     for (Word& w : a) w = rng();
-    double* const x =
-        static_cast<double*>(std::aligned_alloc(1 << 21, (t.data_bytes() + (1 << 21)) & ~u64((1 << 21) - 1)));
-    double* const y =
-        static_cast<double*>(std::aligned_alloc(1 << 21, (t.data_bytes() + (1 << 21)) & ~u64((1 << 21) - 1)));
+    double* const x = static_cast<double*>(std::aligned_alloc(1 << 21, (t.data_bytes() + (1 << 21)) & ~u64((1 << 21) - 1)));
+    double* const y = static_cast<double*>(std::aligned_alloc(1 << 21, (t.data_bytes() + (1 << 21)) & ~u64((1 << 21) - 1)));
     const u8* const operand = reinterpret_cast<const u8*>(a.data());
     const FftWindow window{reinterpret_cast<u8*>(r.data()), 0, 16 * n};
     i64 carry[2 * FftPlan::kMaxStreams];
@@ -53,8 +51,7 @@ void phases(benchmark::State& state) {
             kernels.forward_streams(plan, x, 0, streams);
         });
         const double leaves = best_ns([&] { kernels.inverse_streams(plan, x, y, y, 0, streams); });
-        const double last =
-            best_ns([&] { kernels.inverse_top(plan, window, x, 0, columns, carry, nullptr); });
+        const double last = best_ns([&] { kernels.inverse_top(plan, window, x, 0, columns, carry, nullptr); });
         state.counters["2_tops"] = 2 * top;
         state.counters["2_streams"] = 2 * (rest - top);
         state.counters["inverse_streams"] = leaves;
@@ -66,15 +63,6 @@ void phases(benchmark::State& state) {
     state.SetLabel(isa_name(active_isa()));
 }
 
-BENCHMARK(phases)
-    ->Arg(41)
-    ->Arg(80)
-    ->Arg(128)
-    ->Arg(256)
-    ->Arg(512)
-    ->Arg(1024)
-    ->Arg(1130)
-    ->Arg(1600)
-    ->Iterations(1);
+BENCHMARK(phases)->Arg(41)->Arg(80)->Arg(128)->Arg(256)->Arg(512)->Arg(1024)->Arg(1130)->Arg(1600)->Iterations(1);
 
 }  // namespace

@@ -124,8 +124,7 @@ void register_all() {
         benchmark::RegisterBenchmark("mul_n/gmp", mul_n_gmp)->Arg(n);
         benchmark::RegisterBenchmark("mul_n/dispatched", mul_n_small)->Arg(n);
         for (const WordKernels* k : available_word_kernels()) {
-            benchmark::RegisterBenchmark((std::string("mul_n/basecase ") + k->name).c_str(), mul_n_basecase,
-                                         k)
+            benchmark::RegisterBenchmark((std::string("mul_n/basecase ") + k->name).c_str(), mul_n_basecase, k)
                 ->Arg(n);
         }
     }

@@ -1,5 +1,5 @@
-// Times of two ways to do the same, measured in turns in one run, so that their ratio means something on a
-// machine that is not quiet.
+// Times of two ways to do the same, measured in turns in one run, so that their ratio means something on a machine
+// that is not quiet.
 #pragma once
 
 #include <gmp.h>
@@ -20,12 +20,11 @@ namespace side_by_side {
 using trel::u64;
 using trel::Word;
 
-// Memory of the program's life, touched and on large pages where the system gives them: what a session's
-// working region is.
+// Memory of the program's life, touched and on large pages where the system gives them: what a session's working
+// region is.
 class Region {
   public:
-    explicit Region(u64 bytes)
-        : map_(trel::os::map_memory((bytes + (u64(4) << 20)) & ~((u64(2) << 20) - 1), false)) {
+    explicit Region(u64 bytes) : map_(trel::os::map_memory((bytes + (u64(4) << 20)) & ~((u64(2) << 20) - 1), false)) {
         const u64 start = (reinterpret_cast<u64>(map_.base) + (u64(2) << 20) - 1) & ~((u64(2) << 20) - 1);
         base_ = reinterpret_cast<unsigned char*>(start);
         trel::os::advise_large_pages(base_, bytes);
@@ -59,8 +58,8 @@ class Products {
         }
     }
 
-    void ours(const trel::ParallelContext& parallel, u64 n) {
-        trel::multiply_full({parallel, scratch_, &tables_}, T_, A_, n, B_, n);
+    void ours(const trel::ParallelContext& P, u64 n) {
+        trel::multiply_full({P, scratch_, &tables_}, T_, A_, n, B_, n);
     }
     void gmp(u64 n) {
         mpn_mul_n(reinterpret_cast<mp_limb_t*>(T_), reinterpret_cast<const mp_limb_t*>(A_),

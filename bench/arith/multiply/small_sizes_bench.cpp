@@ -1,6 +1,6 @@
-// Products and squares of every size from 1 to 80 words beside GMP, in turns: `over_gmp` is our time over
-// GMP's, to stay below 1.15 up to 40 words. `mul` and `sqr` are the kernels as the number types call them
-// (schoolbook, then Karatsuba), `full` the dispatcher.
+// Products and squares of every size from 1 to 80 words beside GMP, in turns: `over_gmp` is our time over GMP's, to
+// stay below 1.15 up to 40 words. `mul` and `sqr` are the kernels as the number types call them (schoolbook, then
+// Karatsuba), `full` the dispatcher.
 //
 //   bench_arith_multiply --benchmark_filter='small_(mul|sqr|full)'     (a minute in all)
 #include <benchmark/benchmark.h>
@@ -11,9 +11,9 @@
 
 #include "arith/kernels/multiply_small.h"
 #include "arith/multiply/dispatch.h"
-#include "arith/multiply/side_by_side.h"
 #include "arith/multiply/transform_tables.h"
 #include "platform/parallel/basic_parallelizer.h"
+#include "arith/multiply/side_by_side.h"
 
 namespace {
 

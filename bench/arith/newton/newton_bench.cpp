@@ -97,16 +97,16 @@ class Product {
           b_(random_words(p + 1)),
           t_(2 * p),
           scratch_(multiply_scratch_bytes(2 * p)),
-          context_(context(scratch_, tds)) {}
+          mp_(context(scratch_, tds)) {}
     double seconds() {
-        return seconds_of([&] { multiply_full(context_, t_.data(), a_.data(), p_, b_.data(), p_); });
+        return seconds_of([&] { multiply_full(mp_, t_.data(), a_.data(), p_, b_.data(), p_); });
     }
 
   private:
     u64 p_;
     std::vector<Word> a_, b_, t_;
     Memory scratch_;
-    MultiplyContext context_;
+    MultiplyContext mp_;
 };
 
 // Operation and product take turns, so that both see the same machine; the smallest time of each counts.

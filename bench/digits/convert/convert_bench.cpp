@@ -1,8 +1,6 @@
-// Radix conversion of d decimal digits, beside one product of two numbers of that size and beside GMP's
-// mpz_get_str.
+// Radix conversion of d decimal digits, beside one product of two numbers of that size and beside GMP's mpz_get_str.
 //
-// The counter "products" tells the conversion in units of one such product, both taken at their fastest of
-// the same run.
+// The counter "products" tells the conversion in units of one such product, both taken at their fastest of the same run.
 #include "digits/convert/convert.h"
 
 #include <benchmark/benchmark.h>
@@ -27,8 +25,7 @@ using trel::MultiplyContext;
 
 class Memory {
   public:
-    explicit Memory(u64 bytes)
-        : bytes_(trel::round_up_64(bytes)), data_(std::aligned_alloc(64, bytes_ + 64)) {}
+    explicit Memory(u64 bytes) : bytes_(trel::round_up_64(bytes)), data_(std::aligned_alloc(64, bytes_ + 64)) {}
     ~Memory() { std::free(data_); }
     Memory(const Memory&) = delete;
     AlignedBufferC view() const { return AlignedBufferC(data_, bytes_); }
@@ -52,8 +49,8 @@ struct Setting {
           value(random_words(plan.length(plan.n))),
           out(plan.n),
           verified((digits + 18) / 19),
-          largest(std::max(
-              {plan.max_product_words, u64(2 * value.size()), VerifyB::max_product_words(plan.n, verified)})),
+          largest(std::max({plan.max_product_words, u64(2 * value.size()),
+                            VerifyB::max_product_words(plan.n, verified)})),
           table_memory(trel::TransformTables::bytes(largest)),
           tables(largest, table_memory.view(), trel::serial_context()),
           memory(std::max({plan.bytes(), VerifyB::scratch_bytes(plan.n, verified, 1),
@@ -85,8 +82,9 @@ void Conversion(benchmark::State& state) {
     Setting s(static_cast<u64>(state.range(0)));
     double fastest = 1e9;
     for (auto _ : state) {
-        fastest = std::min(
-            fastest, seconds([&] { convert(s.plan, s.context(), trel::null_status(), s.out.data(), s.x); }));
+        fastest = std::min(fastest, seconds([&] {
+                               convert(s.plan, s.context(), trel::null_status(), s.out.data(), s.x);
+                           }));
     }
     const u64 n = s.value.size();
     const std::vector<Word> b = random_words(n + 1);
@@ -109,7 +107,8 @@ void Verification(benchmark::State& state) {
         VerifyB::run(s.context(), trel::null_status(), s.out.data(), s.plan.n, s.verified, s.x);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
-    state.counters["MB"] = static_cast<double>(VerifyB::scratch_bytes(s.plan.n, s.verified, 1)) * 1e-6;
+    state.counters["MB"] =
+        static_cast<double>(VerifyB::scratch_bytes(s.plan.n, s.verified, 1)) * 1e-6;
 }
 
 void OneProduct(benchmark::State& state) {
@@ -123,8 +122,7 @@ void OneProduct(benchmark::State& state) {
 
 void GmpGetStr(benchmark::State& state) {
     const u64 digits = static_cast<u64>(state.range(0));
-    const std::vector<Word> value =
-        random_words(static_cast<u64>(static_cast<double>(digits) * 0.0519051265));
+    const std::vector<Word> value = random_words(static_cast<u64>(static_cast<double>(digits) * 0.0519051265));
     mpz_t z;
     mpz_init(z);
     mpz_import(z, value.size(), -1, 8, 0, 0, value.data());

@@ -35,16 +35,14 @@ void label(benchmark::State& state) {
 void to_text(benchmark::State& state) {
     const std::vector<u8> values = digits(static_cast<u64>(state.range(0)));
     std::vector<char> text(values.size());
-    for (auto _ : state)
-        benchmark::DoNotOptimize(digit_kernels().to_text(text.data(), values.data(), text.size(), 10));
+    for (auto _ : state) benchmark::DoNotOptimize(digit_kernels().to_text(text.data(), values.data(), text.size(), 10));
     label(state);
 }
 void to_values(benchmark::State& state) {
     std::vector<u8> values = digits(static_cast<u64>(state.range(0)));
     std::vector<char> text(values.size());
     (void)digit_kernels().to_text(text.data(), values.data(), text.size(), 10);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(digit_kernels().to_values(values.data(), text.data(), text.size(), 10));
+    for (auto _ : state) benchmark::DoNotOptimize(digit_kernels().to_values(values.data(), text.data(), text.size(), 10));
     label(state);
 }
 void count(benchmark::State& state) {

@@ -20,8 +20,7 @@ std::vector<u64> words(const benchmark::State& state) {
 }
 
 void checksum(benchmark::State& state, Isa isa) {
-    if (isa == Isa::avx512 && available_isas().size() < 2)
-        return state.SkipWithError("this processor has no AVX-512");
+    if (isa == Isa::avx512 && available_isas().size() < 2) return state.SkipWithError("this processor has no AVX-512");
     const std::vector<u64> memory = words(state);
     const u64 block = static_cast<u64>(state.range(1)), n = static_cast<u64>(state.range(0)) / block;
     std::vector<u32> sums(n);

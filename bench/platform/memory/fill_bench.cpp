@@ -1,5 +1,4 @@
-// Filling memory that is mapped already (against memset) and getting a fresh region filled, by task count and
-// kind of page.
+// Filling memory that is mapped already (against memset) and getting a fresh region filled, by task count and kind of page.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -36,12 +35,11 @@ void set(benchmark::State& state) {
 void fresh_region(benchmark::State& state, const char* allocator, bool lock) {
     const auto framework = make_default_framework_config("spawn")->make_framework();
     const auto config = make_default_allocator_config(allocator);
-    if (auto* mmap = dynamic_cast<MmapConfig*>(config.get()))
-        mmap->locked_pages.set(lock ? "attempt" : "disabled");
-    const ParallelContext parallel{framework.get(), static_cast<u64>(state.range(1))};
+    if (auto* mmap = dynamic_cast<MmapConfig*>(config.get())) mmap->locked_pages.set(lock ? "attempt" : "disabled");
+    const ParallelContext context{framework.get(), static_cast<u64>(state.range(1))};
     for (auto _ : state) {
         u64 bytes = static_cast<u64>(state.range(0));
-        const auto region = config->allocate(parallel, 12, bytes);
+        const auto region = config->allocate(context, 12, bytes);
         if (!region->pointer()) state.SkipWithError("no memory");
     }
     state.SetBytesProcessed(state.iterations() * state.range(0));
@@ -50,13 +48,7 @@ void fresh_region(benchmark::State& state, const char* allocator, bool lock) {
 BENCHMARK(fill)->Arg(1 << 14)->Arg(1 << 20)->Arg(1 << 28);
 BENCHMARK(set)->Arg(1 << 14)->Arg(1 << 20)->Arg(1 << 28);
 BENCHMARK_CAPTURE(fresh_region, mmap, "mmap", false)->Args({1 << 30, 1})->Args({1 << 30, 8})->UseRealTime();
-BENCHMARK_CAPTURE(fresh_region, mmap_locked, "mmap", true)
-    ->Args({1 << 30, 1})
-    ->Args({1 << 30, 8})
-    ->UseRealTime();
-BENCHMARK_CAPTURE(fresh_region, malloc, "malloc", false)
-    ->Args({1 << 30, 1})
-    ->Args({1 << 30, 8})
-    ->UseRealTime();
+BENCHMARK_CAPTURE(fresh_region, mmap_locked, "mmap", true)->Args({1 << 30, 1})->Args({1 << 30, 8})->UseRealTime();
+BENCHMARK_CAPTURE(fresh_region, malloc, "malloc", false)->Args({1 << 30, 1})->Args({1 << 30, 8})->UseRealTime();
 
 }  // namespace

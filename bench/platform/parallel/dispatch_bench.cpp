@@ -16,9 +16,9 @@ void dispatch(benchmark::State& state, const std::string& name) {
     const auto framework = make_default_framework_config(name)->make_framework();
     const u64 n = static_cast<u64>(state.range(0));
     std::atomic<u64> sum{0};
-    const ParallelContext parallel{framework.get(), n};
+    const ParallelContext context{framework.get(), n};
     for (auto _ : state)
-        parallel_for(parallel, n, [&](u64 i) { sum.fetch_add(i, std::memory_order_relaxed); });
+        parallel_for(context, n, [&](u64 i) { sum.fetch_add(i, std::memory_order_relaxed); });
     benchmark::DoNotOptimize(sum.load());
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -26,11 +26,11 @@ void dispatch(benchmark::State& state, const std::string& name) {
 // Two tasks as a fork-join.
 void join(benchmark::State& state, const std::string& name) {
     const auto framework = make_default_framework_config(name)->make_framework();
-    const ParallelContext parallel{framework.get(), 2};
+    const ParallelContext context{framework.get(), 2};
     std::atomic<u64> a{0}, b{0};
     for (auto _ : state) {
         fork_join(
-            parallel, [&] { a.fetch_add(1, std::memory_order_relaxed); },
+            context, [&] { a.fetch_add(1, std::memory_order_relaxed); },
             [&] { b.fetch_add(1, std::memory_order_relaxed); });
     }
     benchmark::DoNotOptimize(a + b);
@@ -41,14 +41,14 @@ void join(benchmark::State& state, const std::string& name) {
 // shows what a hand-over really costs, waking included.
 void work(benchmark::State& state, const std::string& name) {
     const auto framework = make_default_framework_config(name)->make_framework();
-    const ParallelContext parallel{framework.get(), 2};
+    const ParallelContext context{framework.get(), 2};
     const u64 cycles = static_cast<u64>(state.range(0)) * 2500;
     const auto busy = [&] {
         const u64 start = os::read_tsc();
         while (os::read_tsc() - start < cycles) {
         }
     };
-    for (auto _ : state) fork_join(parallel, busy, busy);
+    for (auto _ : state) fork_join(context, busy, busy);
 }
 
 const bool g_registered = [] {

@@ -40,19 +40,19 @@ void set_negated_if(BigFloat& T, bool negate) {
 }
 
 // T = A + B or A - B, given B's sign as it enters the sum.
-void add_signed(BigFloat& T, u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B,
+void add_signed(BigFloat& T, u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B,
                 bool sign_B) {
     if (A.L == 0) {
-        T.set_BigFloat(p, parallel, B);
+        T.set_BigFloat(p, P, B);
         if (T.L != 0) T.sign = sign_B;
         return;
     }
     if (B.L == 0) {
-        T.set_BigFloat(p, parallel, A);
+        T.set_BigFloat(p, P, A);
         return;
     }
     if (A.sign == sign_B) {
-        T.set_uadd(p, parallel, A, B);
+        T.set_uadd(p, P, A, B);
         T.sign = A.sign;
         return;
     }
@@ -60,17 +60,17 @@ void add_signed(BigFloat& T, u64 p, const ParallelContext& parallel, const BigFl
     if (order == 0) {
         T.clear();
     } else if (order > 0) {
-        T.set_usub(p, parallel, A, B);
+        T.set_usub(p, P, A, B);
         set_negated_if(T, !A.sign);
     } else {
-        T.set_usub(p, parallel, B, A);
+        T.set_usub(p, P, B, A);
         set_negated_if(T, A.sign);
     }
 }
 
 // Strips zero words from the top; a result of zero gets exponent 0 and sign true.
-void normalize_difference(BigFloat& T, const ParallelContext& parallel) {
-    T.L = bp_nonzero_length(T.T, T.L, parallel);
+void normalize_difference(BigFloat& T, const ParallelContext& P) {
+    T.L = bp_nonzero_length(T.T, T.L, P);
     if (T.L == 0) {
         T.exp = 0;
         T.sign = true;
@@ -78,19 +78,19 @@ void normalize_difference(BigFloat& T, const ParallelContext& parallel) {
 }
 
 // T[0..TL) = A[0..L) / 2^k, A placed at the top of T; 0 <= k < 64, TL >= L >= 1.
-void divide_power_of_two(Word* T, u64 TL, const Word* A, u64 L, int k, const ParallelContext& parallel) {
+void divide_power_of_two(Word* T, u64 TL, const Word* A, u64 L, int k, const ParallelContext& P) {
     std::fill_n(T, TL - L, 0);
     Word* top = T + (TL - L);
     if (k == 0) {
-        bp_copy(top, A, L * sizeof(Word), parallel);
+        bp_copy(top, A, L * sizeof(Word), P);
         return;
     }
     // A * 2^(64 - k) is the quotient one word higher; its lowest word is the fraction.
     const Word scale = Word(1) << (64 - k);
     if (TL > L) {
-        top[L - 1] = bp_mul_uW(top - 1, A, L, scale, 0, parallel);
+        top[L - 1] = bp_mul_uW(top - 1, A, L, scale, 0, P);
     } else {
-        top[L - 1] = bp_mul_uW(top, A + 1, L - 1, scale, A[0] >> k, parallel);
+        top[L - 1] = bp_mul_uW(top, A + 1, L - 1, scale, A[0] >> k, P);
     }
 }
 
@@ -124,11 +124,11 @@ void multiply_word_by_word(Word* T, Word a, Word b) {
 
 }  // namespace
 
-void BigFloat::set_BigFloat(u64 p, const ParallelContext& parallel, const BigFloat& A) {
+void BigFloat::set_BigFloat(u64 p, const ParallelContext& P, const BigFloat& A) {
     if (A.L == 0) return clear();
     const BigFloat source = A.top(p + 2);
     start_result(*this, source.L, "BigFloat::set_BigFloat()");
-    bp_copy(T, source.T, source.L * sizeof(Word), parallel);
+    bp_copy(T, source.T, source.L * sizeof(Word), P);
     L = source.L;
     exp = source.exp;
     sign = source.sign;
@@ -162,9 +162,9 @@ void BigFloat::set_double(double x, i64 e) {
     }
 }
 
-void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
+void BigFloat::set_uadd(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
     if (A.L == 0 || B.L == 0) {
-        set_BigFloat(p, parallel, A.L == 0 ? B : A);
+        set_BigFloat(p, P, A.L == 0 ? B : A);
         if (L != 0) sign = true;
         return;
     }
@@ -175,13 +175,13 @@ void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& 
     L = length;
     exp = bottom;
     sign = true;
-    if (bp_add(T, placed(A), placed(B), 0, bottom, top, parallel) != 0) T[L++] = 1;
+    if (bp_add(T, placed(A), placed(B), 0, bottom, top, P) != 0) T[L++] = 1;
 }
 
-void BigFloat::set_usub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
+void BigFloat::set_usub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
     if (A.L == 0 && B.L == 0) return clear();
     if (B.L == 0) {
-        set_BigFloat(p, parallel, A);
+        set_BigFloat(p, P, A);
         sign = true;
         return;
     }
@@ -193,28 +193,28 @@ void BigFloat::set_usub(u64 p, const ParallelContext& parallel, const BigFloat& 
     L = length;
     exp = bottom;
     sign = true;
-    if (bp_sub(T, placed(A), placed(B), 0, bottom, top, parallel) != 0) {
+    if (bp_sub(T, placed(A), placed(B), 0, bottom, top, P) != 0) {
         throw UnsupportedNegativeException("BigFloat::set_usub()", "A negative value was encountered.");
     }
-    normalize_difference(*this, parallel);
+    normalize_difference(*this, P);
 }
 
-void BigFloat::set_add(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
-    add_signed(*this, p, parallel, A, B, B.sign);
+void BigFloat::set_add(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    add_signed(*this, p, P, A, B, B.sign);
 }
 
-void BigFloat::set_sub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
-    add_signed(*this, p, parallel, A, B, !B.sign);
+void BigFloat::set_sub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B) {
+    add_signed(*this, p, P, A, B, !B.sign);
 }
 
-void BigFloat::set_rsub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B, i64 m,
+void BigFloat::set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, i64 m,
                         bool s) {
     start_result(*this, p + 1, "BigFloat::set_rsub()");
     L = p + 1;
     exp = m - static_cast<i64>(p + 1);
     sign = s;
-    bp_sub(T, placed(A), placed(B), 0, exp, m, parallel);
-    normalize_difference(*this, parallel);
+    bp_sub(T, placed(A), placed(B), 0, exp, m, P);
+    normalize_difference(*this, P);
 }
 
 void BigFloat::add_ip(Word w, i64 e) {
@@ -228,28 +228,28 @@ void BigFloat::add_ip(Word w, i64 e) {
     if (carry != 0) T[L++] = carry;
 }
 
-void BigFloat::mul_uW(const ParallelContext& parallel, Word w) {
+void BigFloat::mul_uW(const ParallelContext& P, Word w) {
     if (L == 0 || w == 1) return;
     if (w == 0) return clear();
     check_capacity(*this, offset_in_buffer(*this), L + 1, "BigFloat::mul_uW()");
-    const Word top = bp_mul_uW(T, T, L, w, 0, parallel);
+    const Word top = bp_mul_uW(T, T, L, w, 0, P);
     if (top != 0) T[L++] = top;
 }
 
-void BigFloat::set_mul_uW(u64 p, const ParallelContext& parallel, const BigFloat& A, Word w) {
+void BigFloat::set_mul_uW(u64 p, const ParallelContext& P, const BigFloat& A, Word w) {
     if (A.L == 0 || w == 0) return clear();
     const BigFloat source = A.top(p + 1);
     start_result(*this, p + 2, "BigFloat::set_mul_uW()");
     sign = source.sign;
     exp = source.exp;
     L = source.L;
-    const Word top_word = bp_mul_uW(T, source.T, L, w, 0, parallel);
+    const Word top_word = bp_mul_uW(T, source.T, L, w, 0, P);
     if (top_word != 0) T[L++] = top_word;
 }
 
-void BigFloat::set_div_sW(u64 p, const ParallelContext& parallel, const BigFloat& A, i64 w) {
+void BigFloat::set_div_sW(u64 p, const ParallelContext& P, const BigFloat& A, i64 w) {
     if (w == 0) throw ArithmeticException("BigFloat::set_div_sW()", "Divide by zero.");
-    if (w == 1) return set_BigFloat(p, parallel, A);
+    if (w == 1) return set_BigFloat(p, P, A);
     if (A.L == 0) return clear();
     // The name is the addition's on purpose: both report the same shortage with the same text.
     start_result(*this, p + 2, "BigFloat::set_uadd()");
@@ -260,16 +260,16 @@ void BigFloat::set_div_sW(u64 p, const ParallelContext& parallel, const BigFloat
     exp = source.mag() - static_cast<i64>(L);
     const u64 fraction = L - source.L;  // quotient words below A's lowest word
     if (std::has_single_bit(divisor)) {
-        divide_power_of_two(T, L, source.T, source.L, std::countr_zero(divisor), parallel);
+        divide_power_of_two(T, L, source.T, source.L, std::countr_zero(divisor), P);
     } else {
         const ShoupDivider divider(divisor);
-        const Word remainder = bp_div_np(divider, T + fraction, source.T, source.L, 0, parallel);
-        bp_div_ex(divider, T, fraction, remainder, parallel);
+        const Word remainder = bp_div_np(divider, T + fraction, source.T, source.L, 0, P);
+        bp_div_ex(divider, T, fraction, remainder, P);
     }
     if (T[L - 1] == 0) L--;
 }
 
-void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B) {
+void BigFloat::set_mul(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B) {
     if (A.L == 0 || B.L == 0) return clear();
     const ProductOperands o = product_operands(p, A, B);
     start_result(*this, o.kept, "BigFloat::set_mul()");
@@ -283,12 +283,12 @@ void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A,
             mul_basecase(T, o.B.T, o.B.L, o.A.T, o.A.L);
         }
     } else {
-        multiply_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
+        multiply_truncated(mp, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
     }
     finish_product(*this, o);
 }
 
-void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A) {
+void BigFloat::set_sqr(u64 p, const MultiplyContext& mp, const BigFloat& A) {
     if (A.L == 0) return clear();
     const ProductOperands o = product_operands(p, A, A);
     start_result(*this, o.kept, "BigFloat::set_sqr()");
@@ -299,19 +299,19 @@ void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A)
             sqr_basecase(T, o.A.T, o.A.L);
         }
     } else {
-        square_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L);
+        square_truncated(mp, T, o.dropped, o.n, o.A.T, o.A.L);
     }
     finish_product(*this, o);
 }
 
-int BigFloat::set_mul_small(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B) {
+int BigFloat::set_mul_small(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B) {
     if (A.L == 0 || B.L == 0) {
         clear();
         return 0;
     }
     const ProductOperands o = product_operands(p, A, B);
     start_result(*this, o.kept, "BigFloat::set_mul_small()");
-    const int status = multiply_truncated_small(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
+    const int status = multiply_truncated_small(mp, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
     finish_product(*this, o);
     return status;
 }

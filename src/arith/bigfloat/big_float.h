@@ -39,25 +39,24 @@ class BigFloat {
     // The word at a position; 0 outside.
     Word word_at(i64 position) const { return position >= exp && position < mag() ? T[position - exp] : 0; }
 
-    void set_BigFloat(u64 p, const ParallelContext& parallel, const BigFloat& A);
+    void set_BigFloat(u64 p, const ParallelContext& P, const BigFloat& A);
     // x * 2^(64 e), exact; 1.0 has one word
     void set_double(double x, i64 e);
-    void set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B);
+    void set_uadd(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B);
     // |A| >= |B|, else UnsupportedNegativeException
-    void set_usub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B);
-    void set_add(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B);
-    void set_sub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B);
+    void set_usub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B);
+    void set_add(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B);
+    void set_sub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B);
     // A - B in the window of p + 1 words below position m, with the given sign
-    void set_rsub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B, i64 m,
-                  bool sign);
+    void set_rsub(u64 p, const ParallelContext& P, const BigFloat& A, const BigFloat& B, i64 m, bool sign);
     // this += w * 2^(64 e); exp <= e <= mag
     void add_ip(Word w, i64 e);
-    void mul_uW(const ParallelContext& parallel, Word w);
-    void set_mul_uW(u64 p, const ParallelContext& parallel, const BigFloat& A, Word w);
-    void set_div_sW(u64 p, const ParallelContext& parallel, const BigFloat& A, i64 w);
-    void set_mul(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B);
-    void set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A);
-    int set_mul_small(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B);
+    void mul_uW(const ParallelContext& P, Word w);
+    void set_mul_uW(u64 p, const ParallelContext& P, const BigFloat& A, Word w);
+    void set_div_sW(u64 p, const ParallelContext& P, const BigFloat& A, i64 w);
+    void set_mul(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B);
+    void set_sqr(u64 p, const MultiplyContext& mp, const BigFloat& A);
+    int set_mul_small(u64 p, const MultiplyContext& mp, const BigFloat& A, const BigFloat& B);
     // Adds 1 at word index k; nothing when k >= L
     void purturb_up(u64 k);
     // Fatal when L > 0 and the top word is zero

@@ -39,12 +39,12 @@ BigFloat BigFloatTransformR::operand(const BigFloat& A, u64 p) const {
     return cut;
 }
 
-void BigFloatTransformR::forward(const MultiplyContext& context, const BigFloat& A, u64 p) {
+void BigFloatTransformR::forward(const MultiplyContext& mp, const BigFloat& A, u64 p) {
     held_ = false;
     if (A.L == 0) return place(BigFloat());
     const BigFloat cut = operand(A, p);
-    AlignedBufferC memory = context.scratch;
-    transform_.forward(context.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get());
+    AlignedBufferC memory = mp.scratch;
+    transform_.forward(mp.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get());
     place(cut);
 }
 
@@ -76,30 +76,30 @@ BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u6
 }
 
 template <class Make>
-void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, const Window& window,
-                                 bool sign, const char* function, Make&& make) {
+void BigFloatTransformR::produce(const ParallelContext& P, BigFloat& T, const Window& window, bool sign,
+                                 const char* function, Make&& make) {
     if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
     T.T = T.buffer;
     make(T.T);
     T.exp = window.b;
     T.sign = sign;
-    T.L = bp_nonzero_length(T.T, window.m, parallel);
+    T.L = bp_nonzero_length(T.T, window.m, P);
     if (T.L == 0) {
         T.exp = 0;
         T.sign = true;
     }
 }
 
-void BigFloatTransformR::inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign,
+void BigFloatTransformR::inverse(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign,
                                  void* work, const void* X, const void* Y, void* scratch,
                                  const char* function) const {
-    produce(context.parallel, T, window, sign, function, [&](Word* words) {
-        transform_.inverse(context.parallel, words, window.skip, window.total, work, X, Y, scratch);
+    produce(mp.parallel, T, window, sign, function, [&](Word* words) {
+        transform_.inverse(mp.parallel, words, window.skip, window.total, work, X, Y, scratch);
     });
 }
 
-void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
-                                 i64 ie, i64 te) {
+void BigFloatTransformR::sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                 i64 te) {
     constexpr const char* function = "BigFloatTransformR::sqr_r_x()";
     held_ = false;
     if (A.L == 0) return T.clear();
@@ -107,19 +107,19 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, co
     const Window window = params(ie - kGuardWords, te, 2 * a.exp, 2 * a.L);
     if (window.empty) return T.clear();
     if (!overlap(T, window.m, a)) {
-        AlignedBufferC memory = context.scratch;
+        AlignedBufferC memory = mp.scratch;
         void* const work = memory.spawn(scratch_bytes()).get();
-        produce(context.parallel, T, window, true, function, [&](Word* words) {
-            transform_.square_plain(context.parallel, words, window.skip, window.total, a.T, a.L, work);
+        produce(mp.parallel, T, window, true, function, [&](Word* words) {
+            transform_.square_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, work);
         });
         return;
     }
-    const TransformMemory memory(transform_, context.scratch);
-    transform_.forward(context.parallel, memory.data, a.T, a.L, memory.scratch);
-    inverse(context, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
+    const TransformMemory memory(transform_, mp.scratch);
+    transform_.forward(mp.parallel, memory.data, a.T, a.L, memory.scratch);
+    inverse(mp, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
 }
 
-void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA,
+void BigFloatTransformR::mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
                                    const BigFloat& B, u64 pB, i64 ie, i64 te) {
     constexpr const char* function = "BigFloatTransformR::mul_rr_xx()";
     held_ = false;
@@ -132,94 +132,93 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, 
     // Without a transform the product may need less memory and fewer trips through it.
     if ((data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) && !overlap(T, window.m, a) &&
         !overlap(T, window.m, b)) {
-        AlignedBufferC memory = context.scratch;
+        AlignedBufferC memory = mp.scratch;
         void* const work = memory.spawn(transform_.plain_bytes()).get();
-        produce(context.parallel, T, window, sign, function, [&](Word* words) {
-            transform_.multiply_plain(context.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L,
+        produce(mp.parallel, T, window, sign, function, [&](Word* words) {
+            transform_.multiply_plain(mp.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L,
                                       work);
         });
         return;
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
-    const TransformMemory memory(transform_, context.scratch);
-    transform_.forward(context.parallel, data_, a.T, a.L, memory.scratch);
-    transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch);
-    inverse(context, T, window, sign, data_, data_, memory.data, memory.scratch, function);
+    const TransformMemory memory(transform_, mp.scratch);
+    transform_.forward(mp.parallel, data_, a.T, a.L, memory.scratch);
+    transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
+    inverse(mp, T, window, sign, data_, data_, memory.data, memory.scratch, function);
 }
 
-void BigFloatTransformR::mul_rr_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA,
+void BigFloatTransformR::mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA,
                                    const BigFloat& B, u64 pB, i64 ie, i64 te) {
-    forward(context, A, pA);
-    product_with_held(context, T, B, pB, ie, te, "BigFloatTransformR::mul_rr_xf()");
+    forward(mp, A, pA);
+    product_with_held(mp, T, B, pB, ie, te, "BigFloatTransformR::mul_rr_xf()");
 }
 
-void BigFloatTransformR::mul_rf_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
-                                   i64 ie, i64 te) {
+void BigFloatTransformR::mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                   i64 te) {
     if (!held_) {
         std::vector<Warnings::Line> lines;
         for (std::string& line : A.dump()) lines.push_back({std::move(line)});
-        context.parallel.warn(std::move(lines));
+        mp.parallel.warn(std::move(lines));
         throw InvalidTransformException("BigFloatTransformR::mul_rf_xf()", "Invalid Transform Parameters");
     }
-    product_with_held(context, T, A, p, ie, te, "BigFloatTransformR::mul_rf_xf()");
+    product_with_held(mp, T, A, p, ie, te, "BigFloatTransformR::mul_rf_xf()");
 }
 
-void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B,
-                                           u64 p, i64 ie, i64 te, const char* function) {
+void BigFloatTransformR::product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p,
+                                           i64 ie, i64 te, const char* function) {
     if (L_ == 0 || B.L == 0) return T.clear();
     const BigFloat b = operand(B, p);
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
     if (window.empty) return T.clear();
-    const TransformMemory memory(transform_, context.scratch);
+    const TransformMemory memory(transform_, mp.scratch);
     if (overlap(T, window.m, b)) {
-        transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch);
-        inverse(context, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch,
-                function);
+        transform_.forward(mp.parallel, memory.data, b.T, b.L, memory.scratch);
+        inverse(mp, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch, function);
         return;
     }
-    produce(context.parallel, T, window, sign_ == b.sign, function, [&](Word* words) {
-        transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L, data_,
-                                 memory.data, memory.scratch);
+    produce(mp.parallel, T, window, sign_ == b.sign, function, [&](Word* words) {
+        transform_.multiply_held(mp.parallel, words, window.skip, window.total, b.T, b.L, data_, memory.data,
+                                 memory.scratch);
     });
 }
 
-void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
-                                   i64 ie, i64 te) {
-    forward(context, A, p);
+void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie,
+                                   i64 te) {
+    forward(mp, A, p);
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
-    const TransformMemory memory(transform_, context.scratch);
-    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch,
+    const TransformMemory memory(transform_, mp.scratch);
+    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch,
             "BigFloatTransformR::sqr_rx_xf()");
 }
 
 // In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few
 // units at the bottom, and what the transform drops above its top point. That is lost at the words e0 and up,
 // and nothing here could tell it: ie > e0 keeps clear of it for carries of a word.
-void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloat& T, const BigFloat& A,
-                                         u64 p, const BigFloat& B, i64 ie, i64 te) {
+void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
+                                         const BigFloat& B, i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::sqr_rx_xf_minus()";
-    forward(context, A, p);
+    forward(mp, A, p);
     const i64 W = static_cast<i64>(transform_.convolution_words());
     const i64 e0 = 2 * exp_;
     if (L_ == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
     const Window window{false, ie, static_cast<u64>(te - ie), static_cast<u64>(ie - e0),
                         static_cast<u64>(te - e0)};
-    const TransformMemory memory(transform_, context.scratch);
-    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
-    const ParallelContext& parallel = context.parallel;
+    const TransformMemory memory(transform_, mp.scratch);
+    inverse(mp, T, window, true, memory.data, data_, data_, memory.scratch, function);
+    const ParallelContext& P = mp.parallel;
     const PlacedWords square{T.T, window.m, ie};
-    bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, parallel);
+    bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, P);
     const PlacedWords above{B.T, B.L, B.exp - W};
-    if (transform_.fold() == Fold::cyclic) bp_sub(T.T, square, above, 0, ie, te, parallel);
-    if (transform_.fold() == Fold::negacyclic) bp_add(T.T, square, above, 0, ie, te, parallel);
+    if (transform_.fold() == Fold::cyclic) bp_sub(T.T, square, above, 0, ie, te, P);
+    if (transform_.fold() == Fold::negacyclic) bp_add(T.T, square, above, 0, ie, te, P);
     T.exp = ie;
-    T.L = bp_nonzero_length(T.T, window.m, parallel);
+    T.L = bp_nonzero_length(T.T, window.m, P);
     if (T.L == 0) T.exp = 0;
 }
 
-void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& T, BigFloatTransformR& other,
+void BigFloatTransformR::inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other,
                                       i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::inverse_fmul()";
     if (!held_ || !other.held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
@@ -231,20 +230,20 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& 
     if (L_ == 0 || other.L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, exp_ + other.exp_, L_ + other.L_);
     if (window.empty) return T.clear();
-    AlignedBufferC memory = context.scratch;
-    inverse(context, T, window, sign_ == other.sign_, data_, data_, other.data_,
+    AlignedBufferC memory = mp.scratch;
+    inverse(mp, T, window, sign_ == other.sign_, data_, data_, other.data_,
             memory.spawn(transform_.scratch_bytes()).get(), function);
 }
 
-void BigFloatTransformR::inverse_fsqr(const MultiplyContext& context, BigFloat& T, i64 ie, i64 te) {
+void BigFloatTransformR::inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te) {
     const char* function = "BigFloatTransformR::inverse_fsqr()";
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     held_ = false;
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
-    AlignedBufferC memory = context.scratch;
-    inverse(context, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
+    AlignedBufferC memory = mp.scratch;
+    inverse(mp, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
             function);
 }
 

@@ -28,23 +28,23 @@ class BigFloatTransformR {
     BigFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
 
     // Holds A's transform (its top min(L, p + 2) words). Throws TransformTooSmallException.
-    void forward(const MultiplyContext& context, const BigFloat& A, u64 p);
+    void forward(const MultiplyContext& mp, const BigFloat& A, u64 p);
     // Which words of a product of n words at exponent e0 can be delivered; ie already lowered by 2.
     Window params(i64 ie, i64 te, i64 e0, u64 n) const;
 
     // T = A^2
-    void sqr_r_x(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    void sqr_r_x(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A * B
-    void mul_rr_xx(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+    void mul_rr_xx(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
                    u64 pB, i64 ie, i64 te);
     // T = A * B, keeping A's transform
-    void mul_rr_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
+    void mul_rr_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 pA, const BigFloat& B,
                    u64 pB, i64 ie, i64 te);
     // T = A * held; the held transform stays. Throws InvalidTransformException after a dump of A when none is
     // held.
-    void mul_rf_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    void mul_rf_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2, keeping A's transform
-    void sqr_rx_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
+    void sqr_rx_xf(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, i64 ie, i64 te);
     // T = A^2 - B in the window [ie, te), in two's complement (T >= 0), keeping A's transform: for numbers
     // that agree so far that |A^2 - B| < 2^(64 te).
     //
@@ -63,13 +63,13 @@ class BigFloatTransformR {
     //     FFT                         one word
     //     HNT, N32, N64               the length of a point, which may be several words
     //     Code 17, plain products     nothing: they fold everything; nor if the square does not fold
-    void sqr_rx_xf_minus(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
-                         const BigFloat& B, i64 ie, i64 te);
+    void sqr_rx_xf_minus(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, const BigFloat& B,
+                         i64 ie, i64 te);
     // T = held * other's held; this object's data are used as work space and lost, the other's stay. Objects
     // of transforms that do not accept each other: both are released, InvalidParametersException.
-    void inverse_fmul(const MultiplyContext& context, BigFloat& T, BigFloatTransformR& other, i64 ie, i64 te);
+    void inverse_fmul(const MultiplyContext& mp, BigFloat& T, BigFloatTransformR& other, i64 ie, i64 te);
     // T = held^2; the held transform is lost
-    void inverse_fsqr(const MultiplyContext& context, BigFloat& T, i64 ie, i64 te);
+    void inverse_fsqr(const MultiplyContext& mp, BigFloat& T, i64 ie, i64 te);
 
     // Scratch bytes of the operations: one more transform's data and the transform's scratch.
     u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
@@ -85,13 +85,13 @@ class BigFloatTransformR {
     // A's top p + 2 words; TransformTooSmallException when they exceed the convolution.
     BigFloat operand(const BigFloat& A, u64 p) const;
     void place(const BigFloat& A);
-    void product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B, u64 p, i64 ie,
-                           i64 te, const char* function);
+    void product_with_held(const MultiplyContext& mp, BigFloat& T, const BigFloat& B, u64 p, i64 ie, i64 te,
+                           const char* function);
     // T's sign and exponent after `make(words)` has written the window's words at `words`.
     template <class Make>
-    static void produce(const ParallelContext& parallel, BigFloat& T, const Window& window, bool sign,
+    static void produce(const ParallelContext& P, BigFloat& T, const Window& window, bool sign,
                         const char* function, Make&& make);
-    void inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign, void* work,
+    void inverse(const MultiplyContext& mp, BigFloat& T, const Window& window, bool sign, void* work,
                  const void* X, const void* Y, void* scratch, const char* function) const;
 
     const Transform& transform_;

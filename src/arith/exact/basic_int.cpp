@@ -14,7 +14,7 @@ void BasicInt::require(u64 words, const char* function) const {
     if (buffer_size < words) throw BufferTooSmallException(function, buffer_size, words);
 }
 
-void BasicInt::add(const BasicInt& B, const ParallelContext& parallel) {
+void BasicInt::add(const BasicInt& B, const ParallelContext& P) {
     if (L < B.L) {
         assertion_failure(kInvalidParameters, "BasicInt::operator+=()", "The second operand is longer.");
     }
@@ -23,7 +23,7 @@ void BasicInt::add(const BasicInt& B, const ParallelContext& parallel) {
     u8 carry;
     if (B.L > kParallelLength) {
         const i64 n = static_cast<i64>(B.L);
-        carry = bp_add(T, {T, B.L, 0}, {B.T, B.L, 0}, 0, 0, n, parallel);
+        carry = bp_add(T, {T, B.L, 0}, {B.T, B.L, 0}, 0, 0, n, P);
     } else {
         carry = add_n(T, T, B.T, B.L);
     }
@@ -39,7 +39,7 @@ BasicInt& BasicInt::operator+=(const BasicInt& B) {
     return *this;
 }
 
-void BasicInt::sub(const BasicInt& B, const ParallelContext& parallel) {
+void BasicInt::sub(const BasicInt& B, const ParallelContext& P) {
     constexpr const char* function = "BasicInt::operator-=()";
     if (L < B.L) throw UnsupportedNegativeException(function, "A negative value was encountered.");
     require(L + 1, function);
@@ -48,13 +48,13 @@ void BasicInt::sub(const BasicInt& B, const ParallelContext& parallel) {
     u8 borrow;
     if (B.L > kParallelLength) {
         const i64 n = static_cast<i64>(B.L);
-        borrow = bp_sub(T, {T, B.L, 0}, {B.T, B.L, 0}, 0, 0, n, parallel);
+        borrow = bp_sub(T, {T, B.L, 0}, {B.T, B.L, 0}, 0, 0, n, P);
     } else {
         borrow = sub_n(T, T, B.T, B.L);
     }
     if (borrow != 0) sub_word_ip(T + B.L, L + 1 - B.L, 1);
     if (T[L] != 1) throw UnsupportedNegativeException(function, "A negative value was encountered.");
-    L = bp_nonzero_length(T, L, parallel);
+    L = bp_nonzero_length(T, L, P);
     if (L == 0) throw UnsupportedZeroException(function, "Zero was encountered.");
     residue = m61::sub(residue, B.residue);
 }

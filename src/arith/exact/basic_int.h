@@ -23,11 +23,11 @@ class BasicInt {
     u64 residue = 0;      // lazily reduced (below 2^63)
 
     // this += B. Requires L >= B.L (a fatal defect otherwise); capacity L + 1.
-    void add(const BasicInt& B, const ParallelContext& parallel);
+    void add(const BasicInt& B, const ParallelContext& P);
     BasicInt& operator+=(const BasicInt& B);
     // this -= B; capacity L + 1. Throws UnsupportedNegativeException / UnsupportedZeroException, after which
     // the value is undefined.
-    void sub(const BasicInt& B, const ParallelContext& parallel);
+    void sub(const BasicInt& B, const ParallelContext& P);
     BasicInt& operator-=(const BasicInt& B);
     // this = A^2 by the schoolbook method; capacity 2 A.L; A != *this.
     void set_sqrB(const BasicInt& A);

@@ -50,33 +50,33 @@ void check_difference(const ExactFloat& T, const ExactFloat& B, const char* func
 
 }  // namespace
 
-void ExactFloat::set_BasicInt(const BasicInt& A, bool sign_of_A, const ParallelContext& parallel) {
+void ExactFloat::set_BasicInt(const BasicInt& A, bool sign_of_A, const ParallelContext& P) {
     require(buffer_size, A.L, "ExactFloat::set_BasicInt()");
     T = buffer;
     L = A.L;
     exp = 0;
     sign = sign_of_A;
     residue = sign ? A.residue : m61::neg(A.residue);
-    bp_copy(T, A.T, L * sizeof(Word), parallel);
+    bp_copy(T, A.T, L * sizeof(Word), P);
 }
 
-void ExactFloat::set_ExactFloat(const ExactFloat& A, const ParallelContext& parallel) {
+void ExactFloat::set_ExactFloat(const ExactFloat& A, const ParallelContext& P) {
     require(buffer_size, A.L, "ExactFloat::set_ExactFloat()");
     T = buffer;
     L = A.L;
     exp = A.exp;
     sign = A.sign;
     residue = A.residue;
-    bp_copy(T, A.T, L * sizeof(Word), parallel);
+    bp_copy(T, A.T, L * sizeof(Word), P);
 }
 
-void ExactFloat::mp2(i64 k, const ParallelContext& parallel) {
+void ExactFloat::mp2(i64 k, const ParallelContext& P) {
     if (L == 0) return;
     const u64 offset = static_cast<u64>(T - buffer);
     require(buffer_size, offset + L + 1, "ExactFloat::mp2()");
     const Word w = Word(1) << (static_cast<u64>(k) % 64);
     if (w != 1) {
-        const Word top = bp_mul_uW(T, T, L, w, 0, parallel);
+        const Word top = bp_mul_uW(T, T, L, w, 0, P);
         if (top != 0) T[L++] = top;
         residue = m61::mul(residue, m61::fold(w));
     }
@@ -84,16 +84,16 @@ void ExactFloat::mp2(i64 k, const ParallelContext& parallel) {
     residue = m61::mul_pow2_64(residue, k >> 6);
 }
 
-void ExactFloat::set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& parallel) {
-    if (A.L == 0) return set_ExactFloat(B, parallel);
-    if (B.L == 0) return set_ExactFloat(A, parallel);
+void ExactFloat::set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& P) {
+    if (A.L == 0) return set_ExactFloat(B, P);
+    if (B.L == 0) return set_ExactFloat(A, P);
     constexpr const char* function = "ExactFloat::set_add()";
     if (A.sign != B.sign) throw InvalidParametersException(function, "Not implemented yet.");
     const i64 lo = std::min(A.exp, B.exp), hi = std::max(A.mag(), B.mag());
     const u64 n = static_cast<u64>(hi - lo);
     require(buffer_size, n + 1, function);
     T = buffer;
-    const u8 carry = bp_add(T, placed(A), placed(B), 0, lo, hi, parallel);
+    const u8 carry = bp_add(T, placed(A), placed(B), 0, lo, hi, P);
     if (carry != 0) T[n] = 1;
     L = n + carry;
     exp = lo;
@@ -101,7 +101,7 @@ void ExactFloat::set_add(const ExactFloat& A, const ExactFloat& B, const Paralle
     residue = m61::add(A.residue, B.residue);
 }
 
-void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, const ExactFloat& B) {
+void ExactFloat::set_mul(const MultiplyContext& mp, const ExactFloat& A, const ExactFloat& B) {
     if (A.L == 0 || B.L == 0) return clear();
     const u64 n = A.L + B.L;
     require(buffer_size, n, "ExactFloat::set_mul()");
@@ -117,7 +117,7 @@ void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, co
             mul_basecase(T, B.T, B.L, A.T, A.L);
         }
     } else {
-        multiply_full(context, T, A.T, A.L, B.T, B.L);
+        multiply_full(mp, T, A.T, A.L, B.T, B.L);
     }
     exp = A.exp + B.exp;
     L = n - (T[n - 1] == 0);
@@ -125,7 +125,7 @@ void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, co
     residue = m61::mul(A.residue, B.residue);
 }
 
-void ExactFloat::uadd_ip(const ParallelContext& parallel, const ExactFloat& B) {
+void ExactFloat::uadd_ip(const ParallelContext& P, const ExactFloat& B) {
     if (B.L == 0) return;
     if (L == 0) {
         // Take B's place inside the frame, as an empty number there.
@@ -137,7 +137,7 @@ void ExactFloat::uadd_ip(const ParallelContext& parallel, const ExactFloat& B) {
     const i64 top = mag();
     const i64 begin = std::min(B.exp, top);
     const i64 end = std::max(B.mag(), exp);
-    u8 carry = bp_add(at(begin), placed(*this), placed(B), 0, begin, end, parallel);
+    u8 carry = bp_add(at(begin), placed(*this), placed(B), 0, begin, end, P);
     i64 new_top = std::max(top, end);
     if (carry != 0 && end < top) carry = add_word_ip(at(end), static_cast<u64>(top - end), 1);
     if (carry != 0) *at(new_top++) = 1;
@@ -148,17 +148,17 @@ void ExactFloat::uadd_ip(const ParallelContext& parallel, const ExactFloat& B) {
     residue = sum;
 }
 
-void ExactFloat::uaddAB_ip(const ParallelContext& parallel, const ExactFloat& B) {
+void ExactFloat::uaddAB_ip(const ParallelContext& P, const ExactFloat& B) {
     check_sum(*this, B, "ExactFloat::uaddAB_ip()", false);
-    uadd_ip(parallel, B);
+    uadd_ip(P, B);
 }
 
-void ExactFloat::uaddBA_ip(const ParallelContext& parallel, const ExactFloat& B) {
+void ExactFloat::uaddBA_ip(const ParallelContext& P, const ExactFloat& B) {
     check_sum(*this, B, "ExactFloat::uaddBA_ip()", true);
-    uadd_ip(parallel, B);
+    uadd_ip(P, B);
 }
 
-void ExactFloat::usubAB_ip(const ParallelContext& parallel, const ExactFloat& B) {
+void ExactFloat::usubAB_ip(const ParallelContext& P, const ExactFloat& B) {
     constexpr const char* function = "ExactFloat::usubAB_ip()";
     check_difference(*this, B, function, false);
     if (B.L == 0) return;
@@ -168,17 +168,17 @@ void ExactFloat::usubAB_ip(const ParallelContext& parallel, const ExactFloat& B)
     }
     const u64 difference = m61::sub(residue, residue_with_sign(*this, B));
     const i64 end = std::max(B.mag(), exp);
-    u8 borrow = bp_sub(at(B.exp), placed(*this), placed(B), 0, B.exp, end, parallel);
+    u8 borrow = bp_sub(at(B.exp), placed(*this), placed(B), 0, B.exp, end, P);
     if (borrow != 0) borrow = sub_word_ip(at(end), static_cast<u64>(top - end), 1);
     if (borrow != 0) throw UnsupportedNegativeException(function, "A negative value was encountered.");
     const i64 bottom = std::min(exp, B.exp);
     T = at(bottom);
     exp = bottom;
-    L = bp_nonzero_length(T, static_cast<u64>(top - bottom), parallel);
+    L = bp_nonzero_length(T, static_cast<u64>(top - bottom), P);
     residue = L == 0 ? 0 : difference;
 }
 
-void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B) {
+void ExactFloat::usubBA_ip(const ParallelContext& P, const ExactFloat& B) {
     constexpr const char* function = "ExactFloat::usubBA_ip()";
     check_difference(*this, B, function, true);
     const i64 top = B.mag();
@@ -192,12 +192,12 @@ void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B)
     }
     const u64 difference = m61::sub(residue_with_sign(*this, B), residue);
     const i64 bottom = std::min(exp, B.exp);
-    if (bp_sub(at(bottom), placed(B), placed(*this), 0, bottom, top, parallel) != 0) {
+    if (bp_sub(at(bottom), placed(B), placed(*this), 0, bottom, top, P) != 0) {
         throw UnsupportedNegativeException(function, "A negative value was encountered.");
     }
     T = at(bottom);
     exp = bottom;
-    L = bp_nonzero_length(T, static_cast<u64>(top - bottom), parallel);
+    L = bp_nonzero_length(T, static_cast<u64>(top - bottom), P);
     residue = L == 0 ? 0 : difference;
 }
 

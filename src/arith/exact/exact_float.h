@@ -44,23 +44,23 @@ class ExactFloat {
 
     // The set operations write from the buffer's start; the target is none of the operands.
     // this = +-A
-    void set_BasicInt(const BasicInt& A, bool sign, const ParallelContext& parallel);
-    void set_ExactFloat(const ExactFloat& A, const ParallelContext& parallel);
+    void set_BasicInt(const BasicInt& A, bool sign, const ParallelContext& P);
+    void set_ExactFloat(const ExactFloat& A, const ParallelContext& P);
     // this *= 2^k, k of either sign; capacity one word above the top
-    void mp2(i64 k, const ParallelContext& parallel);
+    void mp2(i64 k, const ParallelContext& P);
     // Operands of one sign only, else InvalidParametersException "Not implemented yet.".
-    void set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& parallel);
-    // context.scratch: multiply_scratch_bytes(A.L + B.L)
-    void set_mul(const MultiplyContext& context, const ExactFloat& A, const ExactFloat& B);
+    void set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& P);
+    // mp.scratch: multiply_scratch_bytes(A.L + B.L)
+    void set_mul(const MultiplyContext& mp, const ExactFloat& A, const ExactFloat& B);
 
     // In place, by magnitude and keeping this sign; this words do not move. B may start anywhere from Tmin
     // up: B starting at or above T is the plain case of the AB forms, B starting below T that of the BA
     // additions; every form accepts both. Range errors are InvalidParametersException, a negative result
     // UnsupportedNegativeException.
-    void uaddAB_ip(const ParallelContext& parallel, const ExactFloat& B);
-    void uaddBA_ip(const ParallelContext& parallel, const ExactFloat& B);
-    void usubAB_ip(const ParallelContext& parallel, const ExactFloat& B);  // |this| - |B|
-    void usubBA_ip(const ParallelContext& parallel, const ExactFloat& B);  // |B| - |this|
+    void uaddAB_ip(const ParallelContext& P, const ExactFloat& B);
+    void uaddBA_ip(const ParallelContext& P, const ExactFloat& B);
+    void usubAB_ip(const ParallelContext& P, const ExactFloat& B);  // |this| - |B|
+    void usubBA_ip(const ParallelContext& P, const ExactFloat& B);  // |B| - |this|
 
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
@@ -71,7 +71,7 @@ class ExactFloat {
   private:
     // The word at a position of the buffer's frame.
     Word* at(i64 position) const { return buffer + (position - Tmin()); }
-    void uadd_ip(const ParallelContext& parallel, const ExactFloat& B);
+    void uadd_ip(const ParallelContext& P, const ExactFloat& B);
 };
 
 // An ExactFloat operand's forward transform with its place, sign and residue, and exact products made with
@@ -79,8 +79,8 @@ class ExactFloat {
 // f a transform that stays.
 //
 // Every product needs a convolution of at least the product's length (ConvolutionTooSmallException), room for
-// A.L + B.L words (BufferTooSmallException), and a context whose scratch holds scratch_bytes(). T may lie
-// over plain operands: they are then transformed before the product is written. With a floor: when the
+// A.L + B.L words (BufferTooSmallException), and a context whose scratch holds scratch_bytes(). T may lie over
+// plain operands: they are then transformed before the product is written. With a floor: when the
 // product's exponent exceeds it, the product is placed (exponent - floor) words above the buffer's start,
 // headroom for an addition below it.
 class ExactFloatTransformR {
@@ -89,22 +89,22 @@ class ExactFloatTransformR {
     // with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
     ExactFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
 
-    // Holds A's transform. context.scratch: the transform's scratch.
-    void forward(const MultiplyContext& context, const ExactFloat& A);
-    void mul_rr_xx(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
-    void mul_rr_xx(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+    // Holds A's transform. mp.scratch: the transform's scratch.
+    void forward(const MultiplyContext& mp, const ExactFloat& A);
+    void mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
+    void mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
                    i64 floor);
     // keeps A's transform
-    void mul_rr_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
-    void mul_rr_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+    void mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B);
+    void mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
                    i64 floor);
     // T = A * held; the held transform stays
-    void mul_rf_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A);
-    void mul_rf_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, i64 floor);
-    void sqr_rx_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A);
+    void mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A);
+    void mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor);
+    void sqr_rx_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A);
     // held * other's held / held^2; this object's data are lost
-    void inverse_fmul(const MultiplyContext& context, ExactFloat& T, const ExactFloatTransformR& other);
-    void inverse_fsqr(const MultiplyContext& context, ExactFloat& T);
+    void inverse_fmul(const MultiplyContext& mp, ExactFloat& T, const ExactFloatTransformR& other);
+    void inverse_fsqr(const MultiplyContext& mp, ExactFloat& T);
 
     // One more operand's transform and the transform's own scratch.
     u64 scratch_bytes() const { return transform_.data_bytes() + transform_.scratch_bytes(); }
@@ -127,11 +127,11 @@ class ExactFloatTransformR {
     bool prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor, const char* function) const;
     // The rest of T when its words stand.
     static void finish(ExactFloat& T, const Operand& A, const Operand& B);
-    void inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A, const Operand& B,
-                 void* work, const void* X, const void* Y, void* scratch) const;
-    void mul_rr(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
-                i64 floor, bool keep, const char* function);
-    void mul_rf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, i64 floor,
+    void inverse(const MultiplyContext& mp, ExactFloat& T, const Operand& A, const Operand& B, void* work,
+                 const void* X, const void* Y, void* scratch) const;
+    void mul_rr(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, const ExactFloat& B, i64 floor,
+                bool keep, const char* function);
+    void mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,
                 const char* function);
 
     const Transform& transform_;

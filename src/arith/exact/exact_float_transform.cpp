@@ -36,102 +36,101 @@ void ExactFloatTransformR::finish(ExactFloat& T, const Operand& A, const Operand
     T.residue = m61::mul(A.residue, B.residue);
 }
 
-void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A,
+void ExactFloatTransformR::inverse(const MultiplyContext& mp, ExactFloat& T, const Operand& A,
                                    const Operand& B, void* work, const void* X, const void* Y,
                                    void* scratch) const {
-    transform_.inverse(context.parallel, T.T, 0, T.L, work, X, Y, scratch);
+    transform_.inverse(mp.parallel, T.T, 0, T.L, work, X, Y, scratch);
     finish(T, A, B);
 }
 
-void ExactFloatTransformR::forward(const MultiplyContext& context, const ExactFloat& A) {
-    AlignedBufferC memory = context.scratch;
+void ExactFloatTransformR::forward(const MultiplyContext& mp, const ExactFloat& A) {
+    AlignedBufferC memory = mp.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    transform_.forward(context.parallel, data_, A.T, A.L, scratch);
+    transform_.forward(mp.parallel, data_, A.T, A.L, scratch);
     A_ = operand(A);
     held_ = true;
 }
 
-void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rr(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                   const ExactFloat& B, i64 floor, bool keep, const char* function) {
     // The target may be bound to the operands' memory, so their places are read before it changes.
     const ExactFloat a = A, b = B;
     const bool zero = prepare(T, operand(a), operand(b), floor, function);
     if (zero && !keep) return;
     const bool square = a.T == b.T && a.L == b.L;
-    const ParallelContext& parallel = context.parallel;
-    AlignedBufferC memory = context.scratch;
+    const ParallelContext& P = mp.parallel;
+    AlignedBufferC memory = mp.scratch;
     if (!keep && !overlap(T, a) && !overlap(T, b)) {
         held_ = false;
         // Without a transform the product may need less memory and fewer trips through it.
         if (square) {
             void* const work = memory.spawn(scratch_bytes()).get();
-            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work);
+            transform_.square_plain(P, T.T, 0, T.L, a.T, a.L, work);
             return finish(T, operand(a), operand(b));
         }
         if (data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) {
             void* const work = memory.spawn(transform_.plain_bytes()).get();
-            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work);
+            transform_.multiply_plain(P, T.T, 0, T.L, a.T, a.L, b.T, b.L, work);
             return finish(T, operand(a), operand(b));
         }
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
-    if (zero) return forward(context, a);
-    const auto [other, scratch] = TransformMemory(transform_, context.scratch);
-    transform_.forward(parallel, data_, a.T, a.L, scratch);
+    if (zero) return forward(mp, a);
+    const auto [other, scratch] = TransformMemory(transform_, mp.scratch);
+    transform_.forward(P, data_, a.T, a.L, scratch);
     A_ = operand(a);
     held_ = keep;
-    if (square)
-        return inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
+    if (square) return inverse(mp, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
     if (keep && !overlap(T, b)) {
-        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch);
+        transform_.multiply_held(P, T.T, 0, T.L, b.T, b.L, data_, other, scratch);
         return finish(T, operand(a), operand(b));
     }
-    transform_.forward(parallel, other, b.T, b.L, scratch);
-    inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
+    transform_.forward(P, other, b.T, b.L, scratch);
+    inverse(mp, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
 }
 
-void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
-                                  i64 floor, const char* function) {
+void ExactFloatTransformR::mul_rf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A, i64 floor,
+                                  const char* function) {
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const ExactFloat a = A;
     if (prepare(T, operand(a), A_, floor, function)) return;
-    const auto [other, scratch] = TransformMemory(transform_, context.scratch);
+    const auto [other, scratch] = TransformMemory(transform_, mp.scratch);
     if (!overlap(T, a)) {
-        transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch);
+        transform_.multiply_held(mp.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch);
         return finish(T, operand(a), A_);
     }
-    transform_.forward(context.parallel, other, a.T, a.L, scratch);
-    inverse(context, T, operand(a), A_, other, other, data_, scratch);
+    transform_.forward(mp.parallel, other, a.T, a.L, scratch);
+    inverse(mp, T, operand(a), A_, other, other, data_, scratch);
 }
 
-void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                      const ExactFloat& B) {
-    mul_rr(context, T, A, B, kNoFloor, false, "ExactFloatTransformR::mul_rr_xx()");
+    mul_rr(mp, T, A, B, kNoFloor, false, "ExactFloatTransformR::mul_rr_xx()");
 }
-void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                      const ExactFloat& B, i64 floor) {
-    mul_rr(context, T, A, B, floor, false, "ExactFloatTransformR::mul_rr_xx(exp)");
+    mul_rr(mp, T, A, B, floor, false, "ExactFloatTransformR::mul_rr_xx(exp)");
 }
-void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                      const ExactFloat& B) {
-    mul_rr(context, T, A, B, kNoFloor, true, "ExactFloatTransformR::mul_rr_xf()");
+    mul_rr(mp, T, A, B, kNoFloor, true, "ExactFloatTransformR::mul_rr_xf()");
 }
-void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rr_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                      const ExactFloat& B, i64 floor) {
-    mul_rr(context, T, A, B, floor, true, "ExactFloatTransformR::mul_rr_xf(exp)");
+    mul_rr(mp, T, A, B, floor, true, "ExactFloatTransformR::mul_rr_xf(exp)");
 }
-void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A) {
-    mul_rf(context, T, A, kNoFloor, "ExactFloatTransformR::mul_rf_xf()");
+void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A) {
+    mul_rf(mp, T, A, kNoFloor, "ExactFloatTransformR::mul_rf_xf()");
 }
-void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+void ExactFloatTransformR::mul_rf_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A,
                                      i64 floor) {
-    mul_rf(context, T, A, floor, "ExactFloatTransformR::mul_rf_xf(exp)");
+    mul_rf(mp, T, A, floor, "ExactFloatTransformR::mul_rf_xf(exp)");
 }
-void ExactFloatTransformR::sqr_rx_xf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A) {
-    mul_rr(context, T, A, A, kNoFloor, true, "ExactFloatTransformR::sqr_rx_xf()");
+void ExactFloatTransformR::sqr_rx_xf(const MultiplyContext& mp, ExactFloat& T, const ExactFloat& A) {
+    mul_rr(mp, T, A, A, kNoFloor, true, "ExactFloatTransformR::sqr_rx_xf()");
 }
 
-void ExactFloatTransformR::inverse_fmul(const MultiplyContext& context, ExactFloat& T,
+void ExactFloatTransformR::inverse_fmul(const MultiplyContext& mp, ExactFloat& T,
                                         const ExactFloatTransformR& other) {
     constexpr const char* function = "ExactFloatTransformR::inverse_fmul()";
     if (!held_ || !other.held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
@@ -140,19 +139,19 @@ void ExactFloatTransformR::inverse_fmul(const MultiplyContext& context, ExactFlo
         throw InvalidParametersException(function, "Mismatching Transform Parameters");
     }
     if (prepare(T, A_, other.A_, kNoFloor, function)) return;
-    AlignedBufferC memory = context.scratch;
+    AlignedBufferC memory = mp.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    inverse(context, T, A_, other.A_, data_, data_, other.data_, scratch);
+    inverse(mp, T, A_, other.A_, data_, data_, other.data_, scratch);
 }
 
-void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& context, ExactFloat& T) {
+void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& mp, ExactFloat& T) {
     constexpr const char* function = "ExactFloatTransformR::inverse_fsqr()";
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     held_ = false;
     if (prepare(T, A_, A_, kNoFloor, function)) return;
-    AlignedBufferC memory = context.scratch;
+    AlignedBufferC memory = mp.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    inverse(context, T, A_, A_, data_, data_, data_, scratch);
+    inverse(mp, T, A_, A_, data_, data_, data_, scratch);
 }
 
 }  // namespace trel

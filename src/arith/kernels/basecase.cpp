@@ -13,8 +13,8 @@ void mul_words(Word* T, Word a, Word b) {
     T[1] = Word(p >> 64);
 }
 
-// Products of few words without the calls and the tables of the block kernels, which cost up to as much as
-// the products themselves.
+// Products of few words without the calls and the tables of the block kernels, which cost up to as much as the
+// products themselves.
 
 inline u128 wide(Word a, Word b) {
     return u128(a) * b;

@@ -1,13 +1,12 @@
 // The block products behind the schoolbook multiplication and squaring.
 //
-// Registers: rdi T, rsi A (the block), rcx B, rdx the word of the row, rbp rows left, r8.. the window (k
-// registers), rax and rbx the halves of a product. In row j the window's word x is register 8 + (j + x) mod
-// k; the row adds T[j] and A * B[j], writes its lowest word to T[j], and the register that becomes free is
-// the new top word. So after k rows the registers are back in place: the loop has k rows and no moves.
+// Registers: rdi T, rsi A (the block), rcx B, rdx the word of the row, rbp rows left, r8.. the window (k registers),
+// rax and rbx the halves of a product. In row j the window's word x is register 8 + (j + x) mod k; the row adds
+// T[j] and A * B[j], writes its lowest word to T[j], and the register that becomes free is the new top word. So
+// after k rows the registers are back in place: the loop has k rows and no moves.
 //
-// With ADX the low halves run in the carry flag and the high halves in the overflow flag; 41 instructions a
-// row of eight products. The products of a row cannot overflow the window: (B^k - 1)(B - 1) + (B^k - 1) + (B
-// - 1) < B^(k+1).
+// With ADX the low halves run in the carry flag and the high halves in the overflow flag; 41 instructions a row of
+// eight products. The products of a row cannot overflow the window: (B^k - 1)(B - 1) + (B^k - 1) + (B - 1) < B^(k+1).
 //
 // This file holds assembly and tables of its functions only, so that it may choose its section.
 #include <type_traits>
@@ -324,11 +323,11 @@ trel_sqr_finish_bmi2:
 
 namespace trel {
 
-#define TREL_FRESH(op, set, type)                                                                    \
-    extern "C" std::remove_pointer_t<type> trel_##op##_fresh_##set##_2, trel_##op##_fresh_##set##_3, \
-        trel_##op##_fresh_##set##_4, trel_##op##_fresh_##set##_5, trel_##op##_fresh_##set##_6,       \
-        trel_##op##_fresh_##set##_7, trel_##op##_fresh_##set##_8, trel_##op##_add_##set##_4,         \
-        trel_##op##_add_##set##_5, trel_##op##_add_##set##_6, trel_##op##_add_##set##_7,             \
+#define TREL_FRESH(op, set, type)                                                                        \
+    extern "C" std::remove_pointer_t<type> trel_##op##_fresh_##set##_2, trel_##op##_fresh_##set##_3,     \
+        trel_##op##_fresh_##set##_4, trel_##op##_fresh_##set##_5, trel_##op##_fresh_##set##_6,           \
+        trel_##op##_fresh_##set##_7, trel_##op##_fresh_##set##_8, trel_##op##_add_##set##_4,             \
+        trel_##op##_add_##set##_5, trel_##op##_add_##set##_6, trel_##op##_add_##set##_7,                 \
         trel_##op##_add_##set##_8;
 TREL_FRESH(mul, adx, MulBlock)
 TREL_FRESH(mul, bmi2, MulBlock)
@@ -336,17 +335,13 @@ TREL_FRESH(sqr, adx, SqrBlock)
 TREL_FRESH(sqr, bmi2, SqrBlock)
 extern "C" std::remove_pointer_t<SqrFinish> trel_sqr_finish_adx, trel_sqr_finish_bmi2;
 
-#define TREL_FRESH_TABLE(op, set)                                                                  \
-    {                                                                                              \
-        nullptr, nullptr, trel_##op##_fresh_##set##_2, trel_##op##_fresh_##set##_3,                \
-            trel_##op##_fresh_##set##_4, trel_##op##_fresh_##set##_5, trel_##op##_fresh_##set##_6, \
-            trel_##op##_fresh_##set##_7, trel_##op##_fresh_##set##_8                               \
-    }
-#define TREL_ADD_TABLE(op, set)                                                                   \
-    {                                                                                             \
-        nullptr, nullptr, nullptr, nullptr, trel_##op##_add_##set##_4, trel_##op##_add_##set##_5, \
-            trel_##op##_add_##set##_6, trel_##op##_add_##set##_7, trel_##op##_add_##set##_8       \
-    }
+#define TREL_FRESH_TABLE(op, set)                                                                     \
+    {nullptr, nullptr, trel_##op##_fresh_##set##_2, trel_##op##_fresh_##set##_3,                      \
+     trel_##op##_fresh_##set##_4, trel_##op##_fresh_##set##_5, trel_##op##_fresh_##set##_6,           \
+     trel_##op##_fresh_##set##_7, trel_##op##_fresh_##set##_8}
+#define TREL_ADD_TABLE(op, set)                                                                       \
+    {nullptr, nullptr, nullptr, nullptr, trel_##op##_add_##set##_4, trel_##op##_add_##set##_5,        \
+     trel_##op##_add_##set##_6, trel_##op##_add_##set##_7, trel_##op##_add_##set##_8}
 
 constinit const BlockProducts kBlockProductsAdx{TREL_FRESH_TABLE(mul, adx), TREL_ADD_TABLE(mul, adx),
                                                 TREL_FRESH_TABLE(sqr, adx), TREL_ADD_TABLE(sqr, adx),

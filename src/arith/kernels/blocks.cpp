@@ -5,9 +5,7 @@
 
 namespace trel {
 
-u64 words_to_alignment(const Word* p) {
-    return (0 - u64(reinterpret_cast<std::uintptr_t>(p))) % 64 / 8;
-}
+u64 words_to_alignment(const Word* p) { return (0 - u64(reinterpret_cast<std::uintptr_t>(p))) % 64 / 8; }
 
 Blocks divide_words(u64 n, u64 minimum, u64 tds) {
     const u64 length = (std::max((n - 1) / std::min(tds, kMaxBlocks) + 1, minimum) + 7) & ~u64(7);

@@ -21,9 +21,8 @@ struct Blocks {
 // Words from p up to the next 64-byte boundary.
 u64 words_to_alignment(const Word* p);
 
-// Blocks of at least `minimum` words for n words written at `output`; count = 1 when the operation should run
-// on the calling thread: tds < 2, or fewer than `minimum` words behind the first 64-byte boundary of the
-// output.
+// Blocks of at least `minimum` words for n words written at `output`; count = 1 when the operation should run on
+// the calling thread: tds < 2, or fewer than `minimum` words behind the first 64-byte boundary of the output.
 Blocks split_words(const Word* output, u64 n, u64 minimum, u64 tds);
 // The same without the alignment test: n words in blocks for tds tasks.
 Blocks divide_words(u64 n, u64 minimum, u64 tds);

@@ -24,10 +24,9 @@ bool passes_through(const Word* T, u64 n, Ripple ripple) {
 
 }  // namespace
 
-u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple,
-                 const ParallelContext& parallel) {
+u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple, const ParallelContext& P) {
     const u64 count = blocks.count;
-    if (blocks.n < kParallelJoin || parallel.tds < 2) {
+    if (blocks.n < kParallelJoin || P.tds < 2) {
         u8 carry = 0;  // leaves block k - 1, its own carry included
         for (u64 k = 0; k < count; k++) {
             carry = carries[k] | ripple_word(T + blocks.begin(k), blocks.size(k), carry, ripple);
@@ -38,7 +37,7 @@ u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple
     // A block that neither gets a carry nor lets one pass stops every chain, so most blocks are not even
     // looked at.
     u8 passes[kMaxBlocks + 1];
-    parallel_for(parallel, count,
+    parallel_for(P, count,
                  [&](u64 k) { passes[k] = passes_through(T + blocks.begin(k), blocks.size(k), ripple); });
     u8 incoming[kMaxBlocks + 1];
     u8 carry = 0;
@@ -46,14 +45,13 @@ u8 bp_carry_join(const u8* carries, const Blocks& blocks, Word* T, Ripple ripple
         incoming[k] = carry;
         carry = carries[k] | (carry & passes[k]);
     }
-    parallel_for(parallel, count, [&](u64 k) {
+    parallel_for(P, count, [&](u64 k) {
         if (incoming[k]) ripple_word(T + blocks.begin(k), blocks.size(k), 1, ripple);
     });
     return carry;
 }
 
-Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple,
-                 const ParallelContext& parallel) {
+Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple, const ParallelContext& P) {
     // flags[k]: a carry into word 2 of block k + 1. Seen from T + 2 it enters that block at its start.
     u8 flags[kMaxBlocks + 1] = {};
     bool any = false;
@@ -74,7 +72,7 @@ Word join_blocks(const Word* outs, const Blocks& blocks, Word* T, Ripple ripple,
     shifted.n -= 2;
     // A last block of at most two words does not count as a block of the shifted frame.
     shifted.count = (shifted.n - 1) / shifted.length + 1;
-    return out + bp_carry_join(flags, shifted, T + 2, ripple, parallel);
+    return out + bp_carry_join(flags, shifted, T + 2, ripple, P);
 }
 
 }  // namespace trel

@@ -1,9 +1,9 @@
-// Element-wise products: many independent products of equal length, as a transform over long elements has
-// them between its two directions. The choice between schoolbook and Karatsuba is made once for all of them.
+// Element-wise products: many independent products of equal length, as a transform over long elements has them between
+// its two directions. The choice between schoolbook and Karatsuba is made once for all of them.
 //
-// Element i of an operand is the n words from i n on, element i of the result the 2 n words from 2 i n on.
-// Exact, one thread; T overlaps no operand, B may be A. Scratch as for one product of that length, looked at
-// from the Karatsuba threshold on only.
+// Element i of an operand is the n words from i n on, element i of the result the 2 n words from 2 i n on. Exact, one
+// thread; T overlaps no operand, B may be A. Scratch as for one product of that length, looked at from the Karatsuba
+// threshold on only.
 #pragma once
 
 #include "os/types.h"

@@ -11,7 +11,7 @@ namespace {
 
 struct Words64 {
     using W = Word;
-    const ParallelContext& parallel;
+    const ParallelContext& P;
     u64 sqr_threshold = karatsuba_thresholds().sqr64;
     u64 mul_threshold = karatsuba_thresholds().mul64;
 
@@ -24,12 +24,11 @@ struct Words64 {
     }
     static void sqr_basecase(Word* T, const Word* A, u64 n) { trel::sqr_basecase(T, A, n); }
 
-    bool difference_in_tasks(Word* D, const Word* low, u64 L, const Word* high, u64 H,
-                             bool low_is_larger) const {
+    bool difference_in_tasks(Word* D, const Word* low, u64 L, const Word* high, u64 H, bool low_is_larger) const {
         constexpr u64 kSerial = 0x20000;  // words of the high half
         if (H <= kSerial) return false;
         const PlacedWords a{low, L, 0}, b{high, H, 0};
-        bp_sub(D, low_is_larger ? a : b, low_is_larger ? b : a, 0, 0, i64(L), parallel);
+        bp_sub(D, low_is_larger ? a : b, low_is_larger ? b : a, 0, 0, i64(L), P);
         return true;
     }
 };
@@ -46,17 +45,16 @@ u64 sum_of_halves(u64 n, u64 threshold) {
 
 }  // namespace
 
-void mul_karatsuba(Word* T, const Word* A, u64 n, const Word* B, u64 m, Word* scratch,
-                   const ParallelContext& parallel) {
+void mul_karatsuba(Word* T, const Word* A, u64 n, const Word* B, u64 m, Word* scratch, const ParallelContext& P) {
     if (n < m) {
         std::swap(A, B);
         std::swap(n, m);
     }
-    Karatsuba{Words64{parallel}}.mul(T, A, n, B, m, scratch);
+    Karatsuba{Words64{P}}.mul(T, A, n, B, m, scratch);
 }
 
-void sqr_karatsuba(Word* T, const Word* A, u64 n, Word* scratch, const ParallelContext& parallel) {
-    Karatsuba{Words64{parallel}}.sqr(T, A, n, scratch);
+void sqr_karatsuba(Word* T, const Word* A, u64 n, Word* scratch, const ParallelContext& P) {
+    Karatsuba{Words64{P}}.sqr(T, A, n, scratch);
 }
 
 const KaratsubaThresholds& karatsuba_thresholds() {

@@ -1,5 +1,5 @@
-// Subtractive Karatsuba (Karatsuba and Ofman 1962) for any word type: three half-size products and five
-// half-size additions a level.
+// Subtractive Karatsuba (Karatsuba and Ofman 1962) for any word type: three half-size products and five half-size
+// additions a level.
 //
 // Time n^1.585; scratch 2 ceil(n/2) words a level, about 2n words in all; one thread (the differences of very
 // large operands may be split over tasks). Private to this room.
@@ -12,12 +12,13 @@
 namespace trel {
 
 // K offers: the word type W; sqr_threshold and mul_threshold; add_n, sub_n (T, A, B, n: carry or borrow out);
-// add_word, sub_word (T, n, c: ripple in place); mul_basecase, sqr_basecase; difference_in_tasks, which may
-// take a difference over and then returns true.
+// add_word, sub_word (T, n, c: ripple in place); mul_basecase, sqr_basecase; difference_in_tasks, which may take a
+// difference over and then returns true.
 template <class K>
 struct Karatsuba {
     using W = typename K::W;
     K k;
+
 
     // D[0..L) = |A0 - A1| for A0 = A[0..L), A1 = A[L..n), H = n - L <= L. Returns whether A0 >= A1.
     bool difference(W* D, const W* A, u64 L, u64 H) const {
@@ -39,8 +40,8 @@ struct Karatsuba {
         return ge;
     }
 
-    // T holds A0 B0 in words [0, 2L) and A1 B1 above; adds the middle term A0 B0 + A1 B1 - P (or + P) at word
-    // L, where P is the product of the differences, 2L words. T has 2 (L + H) words.
+    // T holds A0 B0 in words [0, 2L) and A1 B1 above; adds the middle term A0 B0 + A1 B1 - P (or + P) at word L, where P is
+    // the product of the differences, 2L words. T has 2 (L + H) words.
     void middle(W* T, const W* product, u64 L, u64 H, bool subtract) const {
         W *p0 = T, *p1 = T + L, *p2 = T + 2 * L, *p3 = T + 3 * L;
         const u64 top = 2 * H - L;  // words of the high product above its word L; L = H or H + 1

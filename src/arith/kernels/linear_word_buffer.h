@@ -1,5 +1,5 @@
-// A plain (pointer, words) view that hands out consecutive ranges for temporaries. Passed by value: what a
-// callee cuts is free again when it returns.
+// A plain (pointer, words) view that hands out consecutive ranges for temporaries. Passed by value: what a callee
+// cuts is free again when it returns.
 #pragma once
 
 #include "base/errors/exceptions.h"

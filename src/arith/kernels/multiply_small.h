@@ -1,5 +1,4 @@
-// Schoolbook and Karatsuba products of 64-bit word arrays: everything below the size where transforms pay
-// off.
+// Schoolbook and Karatsuba products of 64-bit word arrays: everything below the size where transforms pay off.
 #pragma once
 
 #include "os/types.h"
@@ -12,11 +11,10 @@ void mul_basecase(Word* T, const Word* A, u64 n, const Word* B, u64 m);
 // T[0..2n) = A[0..n)^2
 void sqr_basecase(Word* T, const Word* A, u64 n);
 
-// T[0..n+m) = A * B with Karatsuba above the thresholds. scratch: karatsuba_sizes(64 * (n +
-// m)).scratch_bytes. T overlaps neither operand.
-void mul_karatsuba(Word* T, const Word* A, u64 n, const Word* B, u64 m, Word* scratch,
-                   const ParallelContext& parallel);
-void sqr_karatsuba(Word* T, const Word* A, u64 n, Word* scratch, const ParallelContext& parallel);
+// T[0..n+m) = A * B with Karatsuba above the thresholds. scratch: karatsuba_sizes(64 * (n + m)).scratch_bytes.
+// T overlaps neither operand.
+void mul_karatsuba(Word* T, const Word* A, u64 n, const Word* B, u64 m, Word* scratch, const ParallelContext& P);
+void sqr_karatsuba(Word* T, const Word* A, u64 n, Word* scratch, const ParallelContext& P);
 
 struct KaratsubaSizes {
     u64 output_bytes;

@@ -17,8 +17,7 @@ Word divide_block(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Wo
     return r;
 }
 
-// A[0..n) mod d. The steps of one chain wait for each other, so four quarters run side by side and are
-// joined.
+// A[0..n) mod d. The steps of one chain wait for each other, so four quarters run side by side and are joined.
 Word residue(const ShoupDivider& divider, const Word* A, u64 n) {
     const u64 quarter = n / 4;
     Word r0 = 0, r1 = 0, r2 = 0, r3 = 0;
@@ -39,17 +38,18 @@ void check_remainder(const ShoupDivider& divider, Word r, const char* function) 
     if (r >= divider.divisor()) throw InvalidParametersException(function, "Top word is too large.");
 }
 
-// Both passes of the parallel division. The remainder that enters each block is predicted from the residues
-// of the blocks above it, and the remainder that really leaves it must be the one that enters the next.
-Word divide_blocks(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r,
-                   const ParallelContext& parallel, const char* function) {
-    const u64 length = std::max((n - 1) / std::min(parallel.tds, kMaxBlocks) + 1, kMinDivide);
+// Both passes of the parallel division. The remainder that enters each block is predicted from the residues of the
+// blocks above it, and the remainder that really leaves it must be the one that enters the next.
+Word divide_blocks(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r, const ParallelContext& P,
+                   const char* function) {
+    const u64 length = std::max((n - 1) / std::min(P.tds, kMaxBlocks) + 1, kMinDivide);
     const Blocks blocks{n, length, (n - 1) / length + 1};
 
     Word residues[kMaxBlocks] = {};
     if (A != nullptr) {
-        parallel_for(parallel, blocks.count,
-                     [&](u64 k) { residues[k] = residue(divider, A + blocks.begin(k), blocks.size(k)); });
+        parallel_for(P, blocks.count, [&](u64 k) {
+            residues[k] = residue(divider, A + blocks.begin(k), blocks.size(k));
+        });
     }
     Word incoming[kMaxBlocks], outgoing[kMaxBlocks], actual[kMaxBlocks];
     const Word radix = divider.pow2_64_mod(length);
@@ -61,21 +61,18 @@ Word divide_blocks(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, W
         r = shifted >= d - residues[k] ? shifted - (d - residues[k]) : shifted + residues[k];
         outgoing[k] = r;
     }
-    parallel_for(parallel, blocks.count, [&](u64 k) {
+    parallel_for(P, blocks.count, [&](u64 k) {
         const u64 begin = blocks.begin(k);
-        actual[k] =
-            divide_block(divider, Q + begin, A == nullptr ? nullptr : A + begin, blocks.size(k), incoming[k]);
+        actual[k] = divide_block(divider, Q + begin, A == nullptr ? nullptr : A + begin, blocks.size(k),
+                                 incoming[k]);
     });
     for (u64 k = 0; k < blocks.count; k++) {
-        if (actual[k] != outgoing[k])
-            throw AlgorithmFailedException(function, "Mismatching block residuals.");
+        if (actual[k] != outgoing[k]) throw AlgorithmFailedException(function, "Mismatching block residuals.");
     }
     return r;
 }
 
-bool run_serially(u64 n, const ParallelContext& parallel) {
-    return parallel.tds < 3 || n < kMinDivide;
-}
+bool run_serially(u64 n, const ParallelContext& P) { return P.tds < 3 || n < kMinDivide; }
 
 }  // namespace
 
@@ -107,17 +104,16 @@ Word divmod(const ShoupDivider& divider, Word* Q, u64 n, Word r) {
     return divide_block(divider, Q, nullptr, n, r);
 }
 
-Word bp_div_np(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r,
-               const ParallelContext& parallel) {
-    if (run_serially(n, parallel)) return divmod(divider, Q, A, n, r);
+Word bp_div_np(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r, const ParallelContext& P) {
+    if (run_serially(n, P)) return divmod(divider, Q, A, n, r);
     check_remainder(divider, r, "divmod(A)");
-    return divide_blocks(divider, Q, A, n, r, parallel, "bp_div_np(A)");
+    return divide_blocks(divider, Q, A, n, r, P, "bp_div_np(A)");
 }
 
-Word bp_div_ex(const ShoupDivider& divider, Word* Q, u64 n, Word r, const ParallelContext& parallel) {
-    if (run_serially(n, parallel)) return divmod(divider, Q, n, r);
+Word bp_div_ex(const ShoupDivider& divider, Word* Q, u64 n, Word r, const ParallelContext& P) {
+    if (run_serially(n, P)) return divmod(divider, Q, n, r);
     check_remainder(divider, r, "divmod()");
-    return divide_blocks(divider, Q, nullptr, n, r, parallel, "bp_div_ex()");
+    return divide_blocks(divider, Q, nullptr, n, r, P, "bp_div_ex()");
 }
 
 }  // namespace trel

@@ -55,8 +55,7 @@ Word divmod(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r);
 Word divmod(const ShoupDivider& divider, Word* Q, u64 n, Word r);
 // Parallel forms; a block whose remainder is not the predicted one throws AlgorithmFailedException
 // "Mismatching block residuals.".
-Word bp_div_np(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r,
-               const ParallelContext& parallel);
-Word bp_div_ex(const ShoupDivider& divider, Word* Q, u64 n, Word r, const ParallelContext& parallel);
+Word bp_div_np(const ShoupDivider& divider, Word* Q, const Word* A, u64 n, Word r, const ParallelContext& P);
+Word bp_div_ex(const ShoupDivider& divider, Word* Q, u64 n, Word r, const ParallelContext& P);
 
 }  // namespace trel

@@ -7,8 +7,8 @@
 namespace trel {
 
 struct WordAdders {
-    // T[0..n) = A[0..n) +- B[0..n) +- carry (0 or 1); return the carry or borrow out. T may equal A or B;
-    // partial overlap is not allowed.
+    // T[0..n) = A[0..n) +- B[0..n) +- carry (0 or 1); return the carry or borrow out. T may equal A or B; partial
+    // overlap is not allowed.
     u8 (*add)(Word* T, const Word* A, const Word* B, u64 n, u8 carry);
     u8 (*sub)(Word* T, const Word* A, const Word* B, u64 n, u8 borrow);
 };

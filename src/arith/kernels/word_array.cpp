@@ -35,9 +35,7 @@ u8 negate(Word* T, const Word* A, u64 n, u8 carry) {
 }
 
 // Whether the operand has a word at every position of [lo, hi).
-bool covers(const PlacedWords& A, i64 lo, i64 hi) {
-    return A.offset <= lo && hi <= A.offset + i64(A.length);
-}
+bool covers(const PlacedWords& A, i64 lo, i64 hi) { return A.offset <= lo && hi <= A.offset + i64(A.length); }
 
 // The words of A at [lo, lo + n), n <= kSpan: a pointer into A where it covers the span, otherwise a copy in
 // `span` with zeros where A has no words.
@@ -66,46 +64,46 @@ u8 combine_serial(AddKernel kernel, Word* T, const PlacedWords& A, const PlacedW
     return carry;
 }
 
-u8 combine(AddKernel kernel, Ripple ripple, Word* T, const PlacedWords& A, const PlacedWords& B, u8 carry,
-           i64 lo, i64 hi, const ParallelContext& parallel) {
+u8 combine(AddKernel kernel, Ripple ripple, Word* T, const PlacedWords& A, const PlacedWords& B, u8 carry, i64 lo,
+           i64 hi, const ParallelContext& P) {
     if (hi <= lo) return carry;
-    const Blocks blocks = split_words(T, u64(hi - lo), kMinAdd, parallel.tds);
+    const Blocks blocks = split_words(T, u64(hi - lo), kMinAdd, P.tds);
     if (blocks.count < 2) return combine_serial(kernel, T, A, B, carry, lo, hi);
     Word outs[kMaxBlocks];
-    parallel_for(parallel, blocks.count, [&](u64 k) {
+    parallel_for(P, blocks.count, [&](u64 k) {
         const i64 begin = lo + i64(blocks.begin(k));
         outs[k] = combine_serial(kernel, T + blocks.begin(k), A, B, k == 0 ? carry : 0, begin,
                                  begin + i64(blocks.size(k)));
     });
-    return u8(join_blocks(outs, blocks, T, ripple, parallel));
+    return u8(join_blocks(outs, blocks, T, ripple, P));
 }
 
 }  // namespace
 
 u8 bp_add(Word* T, const PlacedWords& A, const PlacedWords& B, u8 carry, i64 lo, i64 hi,
-          const ParallelContext& parallel) {
-    return combine(word_adders().add, Ripple::carry, T, A, B, carry, lo, hi, parallel);
+          const ParallelContext& P) {
+    return combine(word_adders().add, Ripple::carry, T, A, B, carry, lo, hi, P);
 }
 
 u8 bp_sub(Word* T, const PlacedWords& A, const PlacedWords& B, u8 borrow, i64 lo, i64 hi,
-          const ParallelContext& parallel) {
-    return combine(word_adders().sub, Ripple::borrow, T, A, B, borrow, lo, hi, parallel);
+          const ParallelContext& P) {
+    return combine(word_adders().sub, Ripple::borrow, T, A, B, borrow, lo, hi, P);
 }
 
-Word bp_mul_uW(Word* T, const Word* A, u64 n, Word w, Word c, const ParallelContext& parallel) {
-    if (split_words(T, n, kMinMul, parallel.tds).count < 2) return trel_mul_1(T, A, n, w, c);
+Word bp_mul_uW(Word* T, const Word* A, u64 n, Word w, Word c, const ParallelContext& P) {
+    if (split_words(T, n, kMinMul, P.tds).count < 2) return trel_mul_1(T, A, n, w, c);
     // The blocks behind the head start on 64-byte boundaries.
     const u64 head = words_to_alignment(T);
     c = trel_mul_1(T, A, head, w, c);
     T += head;
     A += head;
-    const Blocks blocks = divide_words(n - head, kMinMul, parallel.tds);
+    const Blocks blocks = divide_words(n - head, kMinMul, P.tds);
     Word outs[kMaxBlocks];
-    parallel_for(parallel, blocks.count, [&](u64 k) {
+    parallel_for(P, blocks.count, [&](u64 k) {
         const u64 begin = blocks.begin(k);
         outs[k] = trel_mul_1(T + begin, A + begin, blocks.size(k), w, k == 0 ? c : 0);
     });
-    return join_blocks(outs, blocks, T, Ripple::carry, parallel);
+    return join_blocks(outs, blocks, T, Ripple::carry, P);
 }
 
 int bp_cmp(const PlacedWords& A, const PlacedWords& B) {
@@ -128,16 +126,16 @@ int bp_cmp(const PlacedWords& A, const PlacedWords& B) {
     return 0;
 }
 
-u64 bp_nonzero_length(const Word* A, u64 n, const ParallelContext& parallel) {
+u64 bp_nonzero_length(const Word* A, u64 n, const ParallelContext& P) {
     if (n == 0 || A[n - 1] != 0) return n;
     const auto strip = [](const Word* words, u64 length) {
         while (length > 0 && words[length - 1] == 0) length--;
         return length;
     };
-    const Blocks blocks = split_words(A, n, kMinStrip, parallel.tds);
+    const Blocks blocks = split_words(A, n, kMinStrip, P.tds);
     if (blocks.count < 2) return strip(A, n);
     u64 lengths[kMaxBlocks];
-    parallel_for(parallel, blocks.count,
+    parallel_for(P, blocks.count,
                  [&](u64 k) { lengths[k] = strip(A + blocks.begin(k), blocks.size(k)); });
     for (u64 k = blocks.count; k-- > 0;) {
         if (lengths[k] != 0) return blocks.begin(k) + lengths[k];
@@ -145,25 +143,25 @@ u64 bp_nonzero_length(const Word* A, u64 n, const ParallelContext& parallel) {
     return 0;
 }
 
-void bp_copy(void* destination, const void* source, u64 bytes, const ParallelContext& parallel) {
-    if (parallel.tds < 2 || bytes < 2 * kMinCopyBytes) {
+void bp_copy(void* destination, const void* source, u64 bytes, const ParallelContext& P) {
+    if (P.tds < 2 || bytes < 2 * kMinCopyBytes) {
         if (bytes > 0) std::memcpy(destination, source, bytes);
         return;
     }
-    const Blocks blocks = divide_words(bytes, kMinCopyBytes, parallel.tds);
-    parallel_for(parallel, blocks.count, [&](u64 k) {
+    const Blocks blocks = divide_words(bytes, kMinCopyBytes, P.tds);
+    parallel_for(P, blocks.count, [&](u64 k) {
         std::memcpy(static_cast<char*>(destination) + blocks.begin(k),
                     static_cast<const char*>(source) + blocks.begin(k), blocks.size(k));
     });
 }
 
-u8 bp_negate(Word* A, u64 n, const ParallelContext& parallel) {
-    const Blocks blocks = split_words(A, n, kMinAdd, parallel.tds);
+u8 bp_negate(Word* A, u64 n, const ParallelContext& P) {
+    const Blocks blocks = split_words(A, n, kMinAdd, P.tds);
     if (blocks.count < 2) return negate(A, A, n, 1);
     // The + 1 passes through the zero words at the bottom and ends in the first nonzero one.
     u64 first = 0;
     while (first < n && A[first] == 0) first++;
-    parallel_for(parallel, blocks.count, [&](u64 k) {
+    parallel_for(P, blocks.count, [&](u64 k) {
         const u64 begin = blocks.begin(k), end = begin + blocks.size(k);
         if (end <= first) return;
         const u64 from = begin < first ? first : begin;

@@ -6,8 +6,8 @@
 namespace trel {
 namespace {
 
-// The next block of `rest` words: eight, but the last two blocks share what is left (9 = 5 + 4), because an
-// added block has at least 4 words. No division: it would cost as much as ten products.
+// The next block of `rest` words: eight, but the last two blocks share what is left (9 = 5 + 4), because an added
+// block has at least 4 words. No division: it would cost as much as ten products.
 u64 next_block(u64 rest) {
     if (rest <= 8) return rest;
     return rest >= 12 ? 8 : (rest + 1) / 2;
@@ -46,8 +46,10 @@ void sqr_basecase(Word* T, const Word* A, u64 n) {
     products.sqr_finish(T, A, n);
 }
 
-constinit const WordKernels kBmi2{"bmi2", mul_basecase<kBlockProductsBmi2>, sqr_basecase<kBlockProductsBmi2>};
-constinit const WordKernels kAdx{"adx", mul_basecase<kBlockProductsAdx>, sqr_basecase<kBlockProductsAdx>};
+constinit const WordKernels kBmi2{
+    "bmi2", mul_basecase<kBlockProductsBmi2>, sqr_basecase<kBlockProductsBmi2>};
+constinit const WordKernels kAdx{
+    "adx", mul_basecase<kBlockProductsAdx>, sqr_basecase<kBlockProductsAdx>};
 
 }  // namespace
 

@@ -1,6 +1,5 @@
-// The schoolbook products, one set for each kind of multiplication instructions: `adx` where the processor
-// has ADX (two carry chains at once), `bmi2` otherwise. They are scalar, so the level of the vectors does not
-// matter.
+// The schoolbook products, one set for each kind of multiplication instructions: `adx` where the processor has ADX
+// (two carry chains at once), `bmi2` otherwise. They are scalar, so the level of the vectors does not matter.
 #pragma once
 
 #include <vector>

@@ -1,6 +1,6 @@
-// Addition, subtraction and multiplication by a word. Loops of eight words; a partial group is done first by
-// a jump into the loop, whose steps have equal lengths (all displacements are nonzero bytes). lea and dec
-// leave the carry flag alone.
+// Addition, subtraction and multiplication by a word. Loops of eight words; a partial group is done first by a
+// jump into the loop, whose steps have equal lengths (all displacements are nonzero bytes). lea and dec leave the
+// carry flag alone.
 //
 // This file holds assembly only, so that it may choose its section.
 #include "arith/kernels/word_loops.h"

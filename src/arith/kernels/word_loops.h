@@ -1,8 +1,8 @@
-// The inner loops on word arrays that carry flags run through, in assembly: compilers do not keep a carry in
-// the flags over a loop.
+// The inner loops on word arrays that carry flags run through, in assembly: compilers do not keep a carry in the
+// flags over a loop.
 //
-// All follow the System V calling convention on every system. Arrays are little-endian by word; T may equal
-// an input unless said otherwise; partial overlap is not allowed.
+// All follow the System V calling convention on every system. Arrays are little-endian by word; T may equal an input
+// unless said otherwise; partial overlap is not allowed.
 #pragma once
 
 #include "os/types.h"
@@ -23,14 +23,13 @@ Word trel_mul_1(Word* T, const Word* A, u64 n, Word w, Word c) TREL_ASM_FUNCTION
 void trel_sqr_4(Word* T, const Word* A) TREL_ASM_FUNCTION;
 void trel_sqr_5(Word* T, const Word* A) TREL_ASM_FUNCTION;
 
-// Products of a block of k = 1..8 words A[0..k), held in registers, with m >= 1 words B. The accumulators are
-// a window of k registers that slides over T one word a row, so that T is read and written once a row and not
-// once a product.
+// Products of a block of k = 1..8 words A[0..k), held in registers, with m >= 1 words B. The accumulators are a
+// window of k registers that slides over T one word a row, so that T is read and written once a row and not once
+// a product.
 //   fresh: T[0..m+k) = A * B            k = 1..8
 //   add:   T[0..m+k) = T[0..m) + A * B  k = 4..8; T[m..m+k) is only written
 using MulBlock = TREL_ASM_FUNCTION void (*)(Word* T, const Word* A, const Word* B, u64 m);
-// The products of pairs of a square that have a factor in the block: A[i] * A[j] for i < k, i < j < n, n >=
-// k.
+// The products of pairs of a square that have a factor in the block: A[i] * A[j] for i < k, i < j < n, n >= k.
 //   fresh: T[0..n+k) = sum              k = 2..8
 //   add:   T[0..n+k) = T[0..n) + sum    k = 4..8
 using SqrBlock = TREL_ASM_FUNCTION void (*)(Word* T, const Word* A, u64 n);

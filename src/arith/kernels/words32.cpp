@@ -89,9 +89,7 @@ void mul_basecase(u32* T, const u32* A, u64 n, const u32* B, u64 m) {
     for (u64 j = 1; j < m; j++) T[n + j] = addmul_1(T + j, A, n, B[j]);
 }
 
-void sqr_basecase(u32* T, const u32* A, u64 n) {
-    mul_basecase(T, A, n, A, n);
-}
+void sqr_basecase(u32* T, const u32* A, u64 n) { mul_basecase(T, A, n, A, n); }
 
 void mul_karatsuba(u32* T, const u32* A, u64 n, const u32* B, u64 m, u32* scratch) {
     if (n < m) {
@@ -101,14 +99,9 @@ void mul_karatsuba(u32* T, const u32* A, u64 n, const u32* B, u64 m, u32* scratc
     Karatsuba{Words32{}}.mul(T, A, n, B, m, scratch);
 }
 
-void sqr_karatsuba(u32* T, const u32* A, u64 n, u32* scratch) {
-    Karatsuba{Words32{}}.sqr(T, A, n, scratch);
-}
+void sqr_karatsuba(u32* T, const u32* A, u64 n, u32* scratch) { Karatsuba{Words32{}}.sqr(T, A, n, scratch); }
 
-// An unbalanced product holds a partial product of up to n + m words besides the halves of every level below
-// it.
-u64 scratch_words(u64 product_words) {
-    return 5 * product_words + 64;
-}
+// An unbalanced product holds a partial product of up to n + m words besides the halves of every level below it.
+u64 scratch_words(u64 product_words) { return 5 * product_words + 64; }
 
 }  // namespace trel::words32

@@ -17,9 +17,7 @@ namespace {
 constexpr u64 kVectorHash = 3 * kHashBlock;  // below this the plain loop is faster
 
 // hash * 8 + w; stays below 2^62 + 64.
-u64 horner(u64 hash, u64 w) {
-    return ((hash << 3) & kM61) + (hash >> 58) + fold(w);
-}
+u64 horner(u64 hash, u64 w) { return ((hash << 3) & kM61) + (hash >> 58) + fold(w); }
 
 }  // namespace
 

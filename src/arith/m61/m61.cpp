@@ -3,8 +3,7 @@
 namespace trel::m61 {
 namespace {
 
-// x * 2^s for 0 <= s < 61 and x < 2^63: a rotation of the 61-bit ring. The result is below 2^62 for canonical
-// x.
+// x * 2^s for 0 <= s < 61 and x < 2^63: a rotation of the 61-bit ring. The result is below 2^62 for canonical x.
 u64 rotate(u64 x, u64 s) {
     x = canonical(x);
     return ((x << s) & kM61) + (x >> (61 - s));
@@ -28,11 +27,7 @@ u64 pow(u64 base, u64 exponent) {
 }
 
 // 2^61 is 1, so only the exponent modulo 61 counts.
-u64 mul_pow2_64(u64 a, i64 k) {
-    return rotate(a, mod_61(3 * (k % 61)));
-}
-u64 mul_pow2(u64 a, i64 k) {
-    return rotate(a, mod_61(k));
-}
+u64 mul_pow2_64(u64 a, i64 k) { return rotate(a, mod_61(3 * (k % 61))); }
+u64 mul_pow2(u64 a, i64 k) { return rotate(a, mod_61(k)); }
 
 }  // namespace trel::m61

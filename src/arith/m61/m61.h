@@ -1,5 +1,5 @@
-// Residues modulo M61 = 2^61 - 1, which ride along with every exact number. A residue is lazily reduced: any
-// value below 2^63 that is congruent; canonical() gives the one in [0, M61).
+// Residues modulo M61 = 2^61 - 1, which ride along with every exact number. A residue is lazily reduced: any value
+// below 2^63 that is congruent; canonical() gives the one in [0, M61).
 #pragma once
 
 #include "os/types.h"
@@ -8,9 +8,7 @@ namespace trel::m61 {
 
 inline constexpr u64 kM61 = (u64(1) << 61) - 1;
 
-constexpr u64 fold(u64 x) {
-    return (x >> 61) + (x & kM61);
-}
+constexpr u64 fold(u64 x) { return (x >> 61) + (x & kM61); }
 constexpr u64 canonical(u64 x) {
     x = fold(fold(x));
     return x == kM61 ? 0 : x;
@@ -20,19 +18,11 @@ constexpr u64 mul(u64 a, u64 b) {
     const u64 hi = u64(p >> 64), lo = u64(p);
     return ((hi << 3) & kM61) + (hi >> 58) + (lo >> 61) + (lo & kM61);
 }
-constexpr u64 add(u64 a, u64 b) {
-    return fold(a + b);
-}
+constexpr u64 add(u64 a, u64 b) { return fold(a + b); }
 // 2^64 - 8 is 0 modulo M61, so the complement is the negation.
-constexpr u64 neg(u64 a) {
-    return fold(~a - 7);
-}
-constexpr u64 sub(u64 a, u64 b) {
-    return fold(a + neg(b));
-}
-constexpr bool equal(u64 a, u64 b) {
-    return canonical(a) == canonical(b);
-}
+constexpr u64 neg(u64 a) { return fold(~a - 7); }
+constexpr u64 sub(u64 a, u64 b) { return fold(a + neg(b)); }
+constexpr bool equal(u64 a, u64 b) { return canonical(a) == canonical(b); }
 u64 pow(u64 base, u64 exponent);
 // a * 2^(64 k), k of either sign
 u64 mul_pow2_64(u64 a, i64 k);

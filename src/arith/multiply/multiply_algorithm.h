@@ -62,7 +62,7 @@ class MultiplyAlgorithm {
     // memory of the caller.
     virtual u64 table_bytes(u64 words) const;
     virtual std::unique_ptr<SharedTables> make_tables(u64 words, AlignedBufferC memory,
-                                                      const ParallelContext& parallel) const;
+                                                      const ParallelContext& P) const;
 };
 
 }  // namespace trel

@@ -29,9 +29,9 @@ u64 TransformTables::bytes(u64 words) {
     return sum;
 }
 
-TransformTables::TransformTables(u64 words, AlignedBufferC memory, const ParallelContext& parallel) {
+TransformTables::TransformTables(u64 words, AlignedBufferC memory, const ParallelContext& P) {
     for_each_table(words, [&](const MultiplyAlgorithm& algorithm, u64 largest, u64 bytes) {
-        entries_.push_back({&algorithm, algorithm.make_tables(largest, memory.spawn(bytes), parallel)});
+        entries_.push_back({&algorithm, algorithm.make_tables(largest, memory.spawn(bytes), P)});
     });
 }
 

@@ -12,7 +12,7 @@ class TransformTables {
   public:
     // Bytes for products of up to `words` words with the "Basic: 64-bit Word" table's algorithms.
     static u64 bytes(u64 words);
-    TransformTables(u64 words, AlignedBufferC memory, const ParallelContext& parallel);
+    TransformTables(u64 words, AlignedBufferC memory, const ParallelContext& P);
     // The tables of an algorithm; nullptr when it has none here.
     const SharedTables* find(const MultiplyAlgorithm& algorithm) const;
 

@@ -68,9 +68,9 @@ AGMPlan AGMPlan::make(u64 p, u64 tds) {
 namespace {
 
 // a, b >= 0, not zero. The root is made in a's words: by then the sum is all that is needed of a.
-void mean(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a, BigFloat& b,
-          u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+void mean(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b, u64 p,
+          LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
     const u64 working = working_precision(p);
     const u64 digits = status_digits(working);
     const i64 target = -static_cast<i64>(working - 2);
@@ -86,7 +86,7 @@ void mean(const AGMPlan& plan, const MultiplyContext& context, Status& status, B
         BigFloat& d = s;
         {
             StatusFrame frame(frames->node(), " 0A ", digits);
-            d.set_sub(working, parallel, a, b);
+            d.set_sub(working, P, a, b);
         }
         if (d.L == 0) break;
         distance = d.mag() - std::min(a.mag(), b.mag());
@@ -94,39 +94,39 @@ void mean(const AGMPlan& plan, const MultiplyContext& context, Status& status, B
         if (distance < target) break;
         {
             StatusFrame frame(frames->node(), " 1A ", digits);
-            s.set_add(working, parallel, a, b);
+            s.set_add(working, P, a, b);
         }
         {
             StatusFrame frame(frames->node(), " 2M ", digits);
-            g.set_mul(working, context, a, b);
+            g.set_mul(working, mp, a, b);
         }
         BigFloat& h = a;
         {
             StatusFrame frame(frames->node(), " 3Q ", digits);
-            InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, frame.node(), h, g, working, buffer);
+            InvsqrtFloat_BigFloatR::run(plan.invsqrt, mp, frame.node(), h, g, working, buffer);
         }
         {
             StatusFrame frame(frames->node(), " 4M ", digits);
-            b.set_mul(working, context, g, h);
+            b.set_mul(working, mp, g, h);
         }
         StatusFrame frame(frames->node(), " 5S ", digits);
-        newton::set_half(working, parallel, a, s);
+        newton::set_half(working, P, a, s);
     } while (target < 2 * distance);
 
     frames.emplace(status, "Final");
     {
         StatusFrame frame(frames->node(), " 0A ", digits);
-        s.set_add(working, parallel, a, b);
+        s.set_add(working, P, a, b);
     }
     StatusFrame frame(frames->node(), " 1S ", digits);
-    newton::set_half(working, parallel, a, s);
+    newton::set_half(working, P, a, s);
 }
 
 }  // namespace
 
-void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a,
+void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a,
                          BigFloat& b, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun2);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun2);
     if (a.L == 0 || b.L == 0) {
         a.clear();
         b.clear();
@@ -138,19 +138,19 @@ void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
     const u64 needed = working_precision(p) + 4;
     const u64 given = std::min(a.buffer_size, b.buffer_size);
     if (given < needed) throw BufferTooSmallException(kRun2, given, needed);
-    mean(plan, context, status, a, b, p, buffer);
+    mean(plan, mp, status, a, b, p, buffer);
 }
 
-void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                          const BigFloat& x, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun1);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun1);
     if (x.L == 0) return T.clear();
     if (!x.sign) throw InvalidParametersException(kRun1, "AGM of negative number.");
     const u64 working = working_precision(p);
     const u64 digits = status_digits(working);
     if (T.buffer_size < working + 4) throw BufferTooSmallException(kRun1, T.buffer_size, working + 4);
 
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const LinearWordBuffer b_words = buffer.cut_from_bottom(round_up_8(plan.result));
     BigFloat b(b_words.get(), b_words.size());
     {
@@ -164,32 +164,32 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
             BigFloat one(&one_word, 1);
             one.set_double(1.0, 0);
             StatusFrame frame(start.node(), " 0A ", digits);
-            s.set_add(working, parallel, one, x);
+            s.set_add(working, P, one, x);
         }
         {
             StatusFrame frame(start.node(), " 1Q ", digits);
-            InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, frame.node(), T, x, working, rest);
+            InvsqrtFloat_BigFloatR::run(plan.invsqrt, mp, frame.node(), T, x, working, rest);
         }
         {
             StatusFrame frame(start.node(), " 2M ", digits);
-            b.set_mul(working, context, x, T);
+            b.set_mul(working, mp, x, T);
         }
         StatusFrame frame(start.node(), " 3S ", digits);
-        newton::set_half(working, parallel, T, s);
+        newton::set_half(working, P, T, s);
     }
-    mean(plan, context, status, T, b, p, buffer);
+    mean(plan, mp, status, T, b, p, buffer);
 }
 
-void agm1(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
+void agm1(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x,
           LinearWordBuffer buffer) {
     StatusSection section(status, "AGM(1,x)...");
-    AGM1_BigFloatR::run(plan, context, section.node(), T, x, plan.p, buffer);
+    AGM1_BigFloatR::run(plan, mp, section.node(), T, x, plan.p, buffer);
 }
 
-void agm2(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a, BigFloat& b,
+void agm2(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b,
           LinearWordBuffer buffer) {
     StatusSection section(status, "AGM(a,b)...");
-    AGM2_BigFloatR::run(plan, context, section.node(), a, b, plan.p, buffer);
+    AGM2_BigFloatR::run(plan, mp, section.node(), a, b, plan.p, buffer);
 }
 
 }  // namespace trel

@@ -24,18 +24,18 @@ struct AGMPlan {
 
 // T = AGM(1, x), x >= 0. T: plan.result words.
 struct AGM1_BigFloatR {
-    static void run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& x, u64 p, LinearWordBuffer buffer);
 };
 // a = AGM(a, b), a, b >= 0; b is destroyed. a, b: plan.result words each.
 struct AGM2_BigFloatR {
-    static void run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a,
-                    BigFloat& b, u64 p, LinearWordBuffer buffer);
+    static void run(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b,
+                    u64 p, LinearWordBuffer buffer);
 };
 // The same as formulas call them: announced as "AGM(1,x)..." and "AGM(a,b)...".
-void agm1(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
+void agm1(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x,
           LinearWordBuffer buffer);
-void agm2(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a, BigFloat& b,
+void agm2(const AGMPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& a, BigFloat& b,
           LinearWordBuffer buffer);
 
 }  // namespace trel

@@ -29,13 +29,13 @@ void set_length(BigFloat& T, u64 n) {
 
 // root.d = A - s^2 from the words that s leaves wrong down to those that the next level can use; s's
 // transform stays in `held`.
-void set_residual(const MultiplyContext& context, const CoupledRoot& root, BigFloatTransformR& held,
+void set_residual(const MultiplyContext& mp, const CoupledRoot& root, BigFloatTransformR& held,
                   const BigFloat& A, u64 p, const char* function) {
     const i64 t = error_bound(p);
     BigFloat& d = root.d;
-    held.sqr_rx_xf_minus(context, d, root.s, p, A, A.mag() - static_cast<i64>(root.next) - 3, A.mag() + t);
+    held.sqr_rx_xf_minus(mp, d, root.s, p, A, A.mag() - static_cast<i64>(root.next) - 3, A.mag() + t);
     if (d.L != 0) d.exp -= A.mag();
-    const Estimate side = take_error_below(context.parallel, d, t, p, function);
+    const Estimate side = take_error_below(mp.parallel, d, t, p, function);
     if (side == Estimate::exact) return;
     d.exp += A.mag();
     d.sign = side == Estimate::under;
@@ -53,11 +53,11 @@ CoupledRange CoupledRange::of(const AlgorithmTable& table) {
     return range;
 }
 
-void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root, const BigFloat& A,
+void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A,
                         const BigFloat& x, u64 p, const char* function) {
-    root.s.set_mul(p + 1, context, A, x);
+    root.s.set_mul(p + 1, mp, A, x);
     set_length(root.s, p + 2);
-    const HeldTransforms memory(context, p + kExtraWords, 1);
+    const HeldTransforms memory(mp, p + kExtraWords, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     set_residual(memory.context(), root, held, A, p, function);
 }
@@ -65,7 +65,7 @@ void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root,
 void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
                        const BigFloat& x, BigFloat& s, BigFloat& d, u64 p, const CoupledRoot* above,
                        const char* function) {
-    const ParallelContext& parallel = mp.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = error_bound(previous);
     const HeldTransforms memory(mp, p + kExtraWords, above != nullptr ? 2 : 1);
@@ -79,9 +79,9 @@ void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, c
         if (d.L != 0) {
             const i64 top = x.mag() + d.mag();
             held_x.mul_rf_xf(context, d, d, previous, top - static_cast<i64>(previous), top);
-            halve(parallel, d);
+            halve(P, d);
         }
-        root.set_add(p + 1, parallel, s, d);
+        root.set_add(p + 1, P, s, d);
         set_length(root, p + 2);
         if (above != nullptr) set_residual(context, *above, held_s, A, p, function);
     }
@@ -94,8 +94,8 @@ void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, c
         else
             held_x.mul_rf_xf(context, e, root, p, bottom, t);
     }
-    const Estimate side = take_error_below(parallel, e, t, previous, function);
-    if (side == Estimate::exact) return T.set_BigFloat(p, parallel, x);
+    const Estimate side = take_error_below(P, e, t, previous, function);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
 
     BigFloat y(s.buffer, s.buffer_size);
     correct(context, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});

@@ -44,12 +44,12 @@ struct CoupledRoot {
 
 // From x = A^(-1/2) to p words: s = A x and its residual. Scratch: a product of 2p + 6 words, a held
 // transform of p + 8.
-void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root, const BigFloat& A,
+void coupled_root_start(const MultiplyContext& mp, const CoupledRoot& root, const BigFloat& A,
                         const BigFloat& x, u64 p, const char* function);
 // T = A^(-1/2) to p words from x, s and d of previous_precision(p) words; s and d are used up. above: what
 // the next level needs; nullptr on the last one, which keeps s' in T's words meanwhile. T: p + 4 words.
 // Scratch: two held transforms of p + 8 words, on the last level one.
-void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A,
+void coupled_root_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
                        const BigFloat& x, BigFloat& s, BigFloat& d, u64 p, const CoupledRoot* above,
                        const char* function);
 

@@ -49,13 +49,12 @@ const char kRun[] = "Division_BigFloatR::run()";
 // The transform of a step and what it keeps of the context's memory.
 class StepTransform {
   public:
-    StepTransform(const MultiplyContext& context, u64 product_words, bool keep) : context_(context) {
-        make_transform(holder_, product_words, context);
+    StepTransform(const MultiplyContext& mp, u64 product_words, bool keep) : context_(mp) {
+        make_transform(holder_, product_words, mp);
         const u64 one = holder_->data_bytes();
         const u64 needed = keep ? 2 * one + holder_->scratch_bytes() : holder_->whole_bytes();
-        if (context.scratch.size() < needed)
-            throw BufferTooSmallException("TransformHelper::TransformHelper()", context.scratch.size(),
-                                          needed);
+        if (mp.scratch.size() < needed)
+            throw BufferTooSmallException("TransformHelper::TransformHelper()", mp.scratch.size(), needed);
         if (keep) data_ = context_.scratch.spawn(one).get();
     }
     const Transform& transform() const { return *holder_; }
@@ -74,9 +73,9 @@ namespace newton {
 
 // y = A x is the quotient to half its words; the remainder A - B y, of which only the words that do not
 // cancel are computed, gives the other half as e = x (A - B y).
-Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+Crossing division_step(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                        const BigFloat& A, const BigFloat& B, const BigFloat& x, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 p = plan.p;
     const u64 q = plan.q;
     const LinearWordBuffer y_words = buffer.cut_from_bottom(plan.y);
@@ -87,7 +86,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     const i64 x_top = x.mag();
 
     const bool keep = plan.transforms == DivisionTransforms::kept;
-    const StepTransform memory(context, p + 9, keep);
+    const StepTransform memory(mp, p + 9, keep);
     BigFloatTransformR held(memory.transform(), memory.data());
     {
         StatusFrame frame(status, " 0M ", status_digits(q));
@@ -112,8 +111,8 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     r.sign = A.sign;
 
     // The words at and above w cancel.
-    const BigFloat a = words_between(parallel, A, bottom - 2, w);
-    const Crossing crossing = subtract_windows(parallel, d, q + 3, a, r, w, kRun);
+    const BigFloat a = words_between(P, A, bottom - 2, w);
+    const Crossing crossing = subtract_windows(P, d, q + 3, a, r, w, kRun);
 
     StatusFrame frame(status, " 2M ", status_digits(p));
     const i64 lowest = y.mag() - static_cast<i64>(p);
@@ -122,18 +121,18 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     } else {
         // A product without transforms is written clear of its operands: T's words are free again.
         held.mul_rr_xx(memory.context(), T, x, q, d, q + 3, lowest, x_top + d.mag());
-        e.set_BigFloat(e.buffer_size, parallel, T);
+        e.set_BigFloat(e.buffer_size, P, T);
     }
-    T.set_add(p, parallel, y, e);
+    T.set_add(p, P, y, e);
     return crossing;
 }
 
 }  // namespace newton
 
-void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& context, Status& status,
-                             BigFloat& T, const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
+void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+                             const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
     const u64 p = plan.p;
-    if (context.parallel.tds != plan.tds)
+    if (mp.parallel.tds != plan.tds)
         throw InvalidParametersException("Division_BigFloatR<wtype>::run()", "Mismatching tds.");
     if (buffer.size() < plan.temporaries)
         throw BufferTooSmallException(kRun, buffer.size(), plan.temporaries);
@@ -144,20 +143,20 @@ void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& co
     if (p < newton::kTransformPrecision) {
         const LinearWordBuffer x_words = buffer.cut_from_bottom(p + 3);
         BigFloat x(x_words.get(), x_words.size());
-        newton::reciprocal_basic(context, x, B, p, buffer);
-        return T.set_mul(p, context, A, x);
+        newton::reciprocal_basic(mp, x, B, p, buffer);
+        return T.set_mul(p, mp, A, x);
     }
     const LinearWordBuffer x_words = buffer.cut_from_bottom(plan.x);
     BigFloat x(x_words.get(), x_words.size());
-    Reciprocal_BigFloatR::run(plan.reciprocal, context, status, x, B, plan.q, buffer);
-    newton::division_step(plan, context, status, T, A, B, x.top(plan.q + 2), buffer);
+    Reciprocal_BigFloatR::run(plan.reciprocal, mp, status, x, B, plan.q, buffer);
+    newton::division_step(plan, mp, status, T, A, B, x.top(plan.q + 2), buffer);
 }
 
-void large_division(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer) {
     StatusSection section(status, "Large Division...");
     StatusFrame frame(section.node(), "Iterating: ");
-    Division_BigFloatR::run(plan, context, frame.node(), T, A, B, buffer);
+    Division_BigFloatR::run(plan, mp, frame.node(), T, A, B, buffer);
 }
 
 }  // namespace trel

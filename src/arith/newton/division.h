@@ -29,11 +29,11 @@ struct DivisionPlan {
 
 struct Division_BigFloatR {
     // T = A / B to the plan's p words.
-    static void run(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "Large Division...", progress behind "Iterating: ".
-void large_division(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_division(const DivisionPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
 
 }  // namespace trel

@@ -21,15 +21,13 @@ inline u64 previous_precision(u64 p) {
 // Replaces the whole product T (about 1, all its words present) by |T - 1| and tells the side. Serves the
 // basic iterations. Throws AlgorithmFailedException in the name of `function` when the units word is above 1
 // or the error exceeds error_bound(previous_p).
-Estimate take_error_at_units(const ParallelContext& parallel, BigFloat& T, u64 previous_p,
-                             const char* function);
+Estimate take_error_at_units(const ParallelContext& P, BigFloat& T, u64 previous_p, const char* function);
 
 // The same when T holds only the words of the product below position t, T >= 0: the words at and above t are
 // known to be 1.000... or 0.999..., so the word at t - 1 must be zero or all ones.
-Estimate take_error_below(const ParallelContext& parallel, BigFloat& T, i64 t, u64 previous_p,
-                          const char* function);
+Estimate take_error_below(const ParallelContext& P, BigFloat& T, i64 t, u64 previous_p, const char* function);
 
 // Drops zero words at the top; zero gets exponent 0 and sign true.
-void strip(const ParallelContext& parallel, BigFloat& T);
+void strip(const ParallelContext& P, BigFloat& T);
 
 }  // namespace trel::newton

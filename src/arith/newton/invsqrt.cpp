@@ -99,38 +99,35 @@ void set_start(BigFloat& T, const BigFloat& A) {
     T.set_double(1.0 / std::sqrt(top.d) * (odd != 0 ? 0x1p32 : 1.0), (-top.e - odd) / 2);
 }
 
-void run_basic(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
-               LinearWordBuffer buffer) {
+void run_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::basic_levels(
         kIteration, T, p, [&](BigFloat& start) { set_start(start, A); },
-        [&](BigFloat& x, u64 level) { newton::invsqrt_basic_step(context, x, A, level, buffer); });
+        [&](BigFloat& x, u64 level) { newton::invsqrt_basic_step(mp, x, A, level, buffer); });
 }
 
-void run_windowed(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+void run_windowed(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
                   LinearWordBuffer buffer) {
     newton::window_levels(
         kIteration, T, p, buffer,
-        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, A, level, rest); },
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, A, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_step(context, status, t, A, x.top(newton::used_estimate_words(level)), level,
-                                 rest);
+            newton::invsqrt_step(mp, status, t, A, x.top(newton::used_estimate_words(level)), level, rest);
         },
         newton::rest_of);
 }
 
-void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& context, Status& status,
-                BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer,
+void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& mp, Status& status, BigFloat& T,
+                const BigFloat& A, u64 p, LinearWordBuffer buffer,
                 const newton::CoupledRoot* above = nullptr) {
-    if (p < coupled.first || coupled.last < coupled.first)
-        return run_windowed(context, status, T, A, p, buffer);
+    if (p < coupled.first || coupled.last < coupled.first) return run_windowed(mp, status, T, A, p, buffer);
     if (T.buffer_size < p + kIteration.extra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kIteration.extra);
     const u64 previous = newton::previous_precision(p);
     const LinearWordBuffer x_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
     BigFloat x(x_words.get(), x_words.size());
     if (!coupled.contains(p)) {
-        run_levels(coupled, context, status, x, A, previous, buffer);
-        return newton::invsqrt_step(context, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
+        run_levels(coupled, mp, status, x, A, previous, buffer);
+        return newton::invsqrt_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
     }
     const LinearWordBuffer s_words = buffer.cut_from_bottom(newton::root_estimate_words(p));
     const LinearWordBuffer d_words = buffer.cut_from_bottom(newton::root_error_words(p));
@@ -140,22 +137,21 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& cont
     const newton::CoupledRoot root{s, d, p};
     const LinearWordBuffer below = newton::larger_of(buffer, T);
     if (coupled.contains(previous)) {
-        run_levels(coupled, context, status, x, A, previous, below, &root);
+        run_levels(coupled, mp, status, x, A, previous, below, &root);
     } else {
-        run_windowed(context, status, x, A, previous, below);
-        newton::coupled_root_start(context, root, A, x, previous, kRun);
+        run_windowed(mp, status, x, A, previous, below);
+        newton::coupled_root_start(mp, root, A, x, previous, kRun);
     }
-    newton::coupled_root_step(context, status, T, A, x.top(newton::used_estimate_words(p)), s, d, p, above,
-                              kRun);
+    newton::coupled_root_step(mp, status, T, A, x.top(newton::used_estimate_words(p)), s, d, p, above, kRun);
 }
 
 }  // namespace
 
 namespace newton {
 
-void invsqrt_basic_step(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
+void invsqrt_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 p,
                         LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
@@ -164,19 +160,19 @@ void invsqrt_basic_step(const MultiplyContext& context, BigFloat& T, const BigFl
     BigFloat y(y_words.get(), y_words.size());
     BigFloat square(square_words.get(), square_words.size());
 
-    x.set_BigFloat(previous, parallel, T);
-    square.set_sqr(p, context, x);
-    T.set_mul(p, context, A, square);
-    const Estimate side = take_error_at_units(parallel, T, previous, kBasicRun);
-    halve(parallel, T);
-    correct_basic(context, T, x, side, y, p);
+    x.set_BigFloat(previous, P, T);
+    square.set_sqr(p, mp, x);
+    T.set_mul(p, mp, A, square);
+    const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
+    halve(P, T);
+    correct_basic(mp, T, x, side, y, p);
 }
 
 // x is transformed once, for its square and for the correction. A x^2 has 2p words, and of its window
 // [-p, -p/2) neither end may be folded upon: a convolution of 3p/2 words.
-void invsqrt_step(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A,
+void invsqrt_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A,
                   const BigFloat& x, u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = std::min<i64>(error_bound(previous), 0);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
@@ -184,7 +180,7 @@ void invsqrt_step(const MultiplyContext& context, Status& status, BigFloat& T, c
     BigFloat y(y_words.get(), y_words.size());
     BigFloat e(e_words.get(), e_words.size());
 
-    const HeldTransforms memory(context, p + 8, 1);
+    const HeldTransforms memory(mp, p + 8, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     BigFloat& square = T;
     {
@@ -197,32 +193,32 @@ void invsqrt_step(const MultiplyContext& context, Status& status, BigFloat& T, c
         window_product(memory.context(), window_product_words(p), e, A, p, square, p, -static_cast<i64>(p),
                        t);
     }
-    const Estimate side = take_error_below(parallel, e, t, previous, kRun);
-    if (side == Estimate::exact) return T.set_BigFloat(p, parallel, x);
-    halve(parallel, e);
+    const Estimate side = take_error_below(P, e, t, previous, kRun);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+    halve(P, e);
 
     correct(memory.context(), status, T, x, e, side, held, y, p, {" U2M ", " O2M "});
 }
 
 }  // namespace newton
 
-void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, BigFloat& T,
+void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, BigFloat& T,
                                    const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.basic_p, plan.tds, p, context.parallel.tds, kBasicRun);
-    run_basic(context, T, A, p, buffer);
+    newton::check_plan(plan.basic_p, plan.tds, p, mp.parallel.tds, kBasicRun);
+    run_basic(mp, T, A, p, buffer);
 }
 
-void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status,
+void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status,
                                  BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
-    run_levels(plan.coupled, context, status, T, A, p, buffer);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    run_levels(plan.coupled, mp, status, T, A, p, buffer);
 }
 
-void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                    const BigFloat& A, LinearWordBuffer buffer) {
     StatusSection section(status, "Large Invsqrt...");
     StatusFrame frame(section.node(), "Iterating: ");
-    InvsqrtFloat_BigFloatR::run(plan, context, frame.node(), T, A, plan.p, buffer);
+    InvsqrtFloat_BigFloatR::run(plan, mp, frame.node(), T, A, plan.p, buffer);
 }
 
 }  // namespace trel

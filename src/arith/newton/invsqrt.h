@@ -23,16 +23,16 @@ struct InvsqrtFloatPlan {
 
 // T = A^(-1/2), A > 0; basic form (p up to plan.basic_p).
 struct InvsqrtFloat_BigFloatR_E {
-    static void run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, BigFloat& T,
-                    const BigFloat& A, u64 p, LinearWordBuffer buffer);
+    static void run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
+                    u64 p, LinearWordBuffer buffer);
 };
 // The same with windowed transform products from p = 10 up.
 struct InvsqrtFloat_BigFloatR {
-    static void run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, u64 p, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "Large Invsqrt...", progress behind "Iterating: ".
-void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                    const BigFloat& A, LinearWordBuffer buffer);
 
 }  // namespace trel

@@ -40,23 +40,23 @@ const char kRun[] = "InvsqrtWord_BigFloatR::run()";
 const newton::Iteration kIteration = {
     kBasicRun, kRun, 4, newton::previous_precision, newton::previous_precision, newton::root_estimate_words};
 
-void run_basic(const MultiplyContext& context, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+void run_basic(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
     newton::basic_levels(
         kIteration, T, p,
         [&](BigFloat& start) {
             if (w == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
             start.set_double(1.0 / std::sqrt(static_cast<double>(w)), 0);
         },
-        [&](BigFloat& x, u64 level) { newton::invsqrt_word_basic_step(context, x, w, level, buffer); });
+        [&](BigFloat& x, u64 level) { newton::invsqrt_word_basic_step(mp, x, w, level, buffer); });
 }
 
-void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, Word w, u64 p,
+void run_levels(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, u64 p,
                 LinearWordBuffer buffer) {
     newton::window_levels(
         kIteration, T, p, buffer,
-        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, w, level, rest); },
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(mp, t, w, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_word_step(context, status, t, w, x.top(newton::used_estimate_words(level)), level,
+            newton::invsqrt_word_step(mp, status, t, w, x.top(newton::used_estimate_words(level)), level,
                                       rest);
             status.work().add(newton::step_work(level));
         },
@@ -67,34 +67,33 @@ void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, Wor
 
 namespace newton {
 
-void invsqrt_word_basic_step(const MultiplyContext& context, BigFloat& T, Word w, u64 p,
-                             LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+void invsqrt_word_basic_step(const MultiplyContext& mp, BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const LinearWordBuffer x_words = buffer.cut_from_bottom(previous + 2);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(previous + 2);
     BigFloat x(x_words.get(), x_words.size());
     BigFloat y(y_words.get(), y_words.size());
 
-    x.set_BigFloat(previous, parallel, T);
-    T.set_sqr(p, context, x);
-    T.mul_uW(parallel, w);
-    const Estimate side = take_error_at_units(parallel, T, previous, kBasicRun);
-    halve(parallel, T);
-    correct_basic(context, T, x, side, y, p);
+    x.set_BigFloat(previous, P, T);
+    T.set_sqr(p, mp, x);
+    T.mul_uW(P, w);
+    const Estimate side = take_error_at_units(P, T, previous, kBasicRun);
+    halve(P, T);
+    correct_basic(mp, T, x, side, y, p);
 }
 
 // w x^2 = 1 + error: the words of the error are those of w x^2 below t, and they depend on no word of x^2 at
 // or above t. x is transformed once, for the square and for the correction.
-void invsqrt_word_step(const MultiplyContext& context, Status& status, BigFloat& T, Word w, const BigFloat& x,
+void invsqrt_word_step(const MultiplyContext& mp, Status& status, BigFloat& T, Word w, const BigFloat& x,
                        u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 previous = previous_precision(p);
     const i64 t = std::min<i64>(error_bound(previous), 0);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(correction_words(p));
     BigFloat y(y_words.get(), y_words.size());
 
-    const HeldTransforms memory(context, p + 8, 1);
+    const HeldTransforms memory(mp, p + 8, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     {
         // One word more at the bottom than a reciprocal's: the multiplication by w moves the truncation up by
@@ -102,37 +101,37 @@ void invsqrt_word_step(const MultiplyContext& context, Status& status, BigFloat&
         StatusFrame frame(status, " 0S ", status_digits(p));
         held.sqr_rx_xf(memory.context(), T, x, previous, -static_cast<i64>(p) - 1, t);
     }
-    T.mul_uW(parallel, w);
+    T.mul_uW(P, w);
     if (T.L != 0 && T.mag() > t) {
         T.L -= static_cast<u64>(T.mag() - t);
-        strip(parallel, T);
+        strip(P, T);
     }
-    const Estimate side = take_error_below(parallel, T, t, previous, kRun);
-    if (side == Estimate::exact) return T.set_BigFloat(p, parallel, x);
-    halve(parallel, T);
+    const Estimate side = take_error_below(P, T, t, previous, kRun);
+    if (side == Estimate::exact) return T.set_BigFloat(p, P, x);
+    halve(P, T);
 
     correct(memory.context(), status, T, x, T, side, held, y, p);
 }
 
 }  // namespace newton
 
-void InvsqrtWord_BigFloatR_E::run(const InvsqrtWordPlan& plan, const MultiplyContext& context, BigFloat& T,
-                                  Word w, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kBasicRun);
-    run_basic(context, T, w, p, buffer);
+void InvsqrtWord_BigFloatR_E::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, BigFloat& T, Word w,
+                                  u64 p, LinearWordBuffer buffer) {
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kBasicRun);
+    run_basic(mp, T, w, p, buffer);
 }
 
-void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status,
+void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status,
                                 BigFloat& T, Word w, u64 p, LinearWordBuffer buffer) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
-    run_levels(context, status, T, w, p, buffer);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, kRun);
+    run_levels(mp, status, T, w, p, buffer);
 }
 
-void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                  Word w, LinearWordBuffer buffer) {
+void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
+                  LinearWordBuffer buffer) {
     StatusSection section(status, "InvSqrt(" + std::to_string(w) + ")...");
     StatusFrame frame(section.node(), "Iterating: ");
-    InvsqrtWord_BigFloatR::run(plan, context, frame.node(), T, w, plan.p, buffer);
+    InvsqrtWord_BigFloatR::run(plan, mp, frame.node(), T, w, plan.p, buffer);
 }
 
 }  // namespace trel

@@ -18,15 +18,15 @@ struct InvsqrtWordPlan {
 };
 
 struct InvsqrtWord_BigFloatR_E {
-    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& context, BigFloat& T, Word w, u64 p,
+    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, BigFloat& T, Word w, u64 p,
                     LinearWordBuffer buffer);
 };
 struct InvsqrtWord_BigFloatR {
-    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     Word w, u64 p, LinearWordBuffer buffer);
 };
 // The same as formulas call it: announced as "InvSqrt(w)...", progress behind "Iterating: ".
-void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                  Word w, LinearWordBuffer buffer);
+void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
+                  LinearWordBuffer buffer);
 
 }  // namespace trel

@@ -72,19 +72,19 @@ DoubleDouble small_expm1(const DoubleDouble& y) {
 }
 
 // T = exp(y) 2^(64 e), y not large: 1 and exp(y) - 1 near 1, else a pair with whole words split off.
-void set_exp(const ParallelContext& parallel, BigFloat& T, const DoubleDouble& y, i64 e) {
+void set_exp(const ParallelContext& P, BigFloat& T, const DoubleDouble& y, i64 e) {
     Word one_word[1], high_words[2], low_words[2], sum_words[6];
     BigFloat high(high_words, 2), low(low_words, 2), sum(sum_words, 6);
     const auto set_pair = [&](BigFloat& target, const DoubleDouble& value, i64 exponent) {
         high.set_double(value.high, exponent);
         low.set_double(value.low, exponent);
-        target.set_add(3, parallel, high, low);
+        target.set_add(3, P, high, low);
     };
     if (std::fabs(y.high) < 0x1p-16) {
         BigFloat one(one_word, 1);
         one.set_double(1.0, e);
         set_pair(sum, small_expm1(y), e);
-        T.set_add(3, parallel, one, sum);
+        T.set_add(3, P, one, sum);
     } else {
         const double words = std::floor(y.high / dd::ln2_64().high);
         set_pair(T, exp(y - dd::ln2_64() * DoubleDouble(words)), e + static_cast<i64>(words));
@@ -100,7 +100,7 @@ DoubleDouble from_i64(i64 n) {
 // The logarithm is a pair of doubles: an error a of the start becomes (n + 1) a^2 / 2 in the first level, so
 // that n a must be small even for the largest n. A's top alone, 53 bits, is enough for that: the root divides
 // its error by n.
-void set_start(const ParallelContext& parallel, BigFloat& T, const BigFloat& A, u64 n) {
+void set_start(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n) {
     if (A.L == 0) throw ArithmeticException(kBasicRun, "Divide by zero.");
     if (!A.sign) throw ArithmeticException(kBasicRun, "Nth root of negative number.");
     A.check_normalization();
@@ -110,38 +110,36 @@ void set_start(const ParallelContext& parallel, BigFloat& T, const BigFloat& A, 
         return -((ln(DoubleDouble(top.d)) - dd::ln2_64() * from_i64(words)) * part);
     };
     const DoubleDouble y = root(-top.e);
-    if (std::fabs(y.high) < 709.0895657128241) return set_exp(parallel, T, y, 0);  // 1023 ln 2
+    if (std::fabs(y.high) < 709.0895657128241) return set_exp(P, T, y, 0);  // 1023 ln 2
     const i64 divisor = static_cast<i64>(n);  // far below 2^63, because |e| is 16 n or more
-    set_exp(parallel, T, root(-top.e % divisor), -top.e / divisor);
+    set_exp(P, T, root(-top.e % divisor), -top.e / divisor);
 }
 
 void check_degree(u64 n, const char* function) {
     if (n == 0) throw ArithmeticException(function, "Divide by zero.");
 }
 
-void run_basic(const newton::Iteration& names, const MultiplyContext& context, BigFloat& T, const BigFloat& A,
+void run_basic(const newton::Iteration& names, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
                u64 n, u64 p, LinearWordBuffer buffer) {
     newton::basic_levels(
-        names, T, p, [&](BigFloat& start) { set_start(context.parallel, start, A, n); },
-        [&](BigFloat& x, u64 level) { newton::nth_root_basic_step(context, x, A, n, level, buffer); });
+        names, T, p, [&](BigFloat& start) { set_start(mp.parallel, start, A, n); },
+        [&](BigFloat& x, u64 level) { newton::nth_root_basic_step(mp, x, A, n, level, buffer); });
 }
 
 using WindowStep = void (*)(const MultiplyContext&, Status&, BigFloat&, const BigFloat&, u64, const BigFloat&,
                             u64, LinearWordBuffer);
 
 void run_windowed(const char* function, WindowStep step, const InvNthRootPlan& plan,
-                  const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A, u64 p,
+                  const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 p,
                   LinearWordBuffer buffer, u64 n) {
-    newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, function);
+    newton::check_plan(plan.p, plan.tds, p, mp.parallel.tds, function);
     check_degree(n, function);
     const newton::Iteration names = iteration(function);
     newton::window_levels(
         names, T, p, buffer,
-        [&](BigFloat& t, u64 level, LinearWordBuffer rest) {
-            run_basic(names, context, t, A, n, level, rest);
-        },
+        [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(names, mp, t, A, n, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            step(context, status, t, A, n, x.top(newton::nth_root_previous(level) + 2), level, rest);
+            step(mp, status, t, A, n, x.top(newton::nth_root_previous(level) + 2), level, rest);
         },
         newton::rest_of);
 }
@@ -152,12 +150,12 @@ namespace newton {
 namespace {
 
 // T = x^(n + 1), also where n + 1 does not fit a word. The buffer: p + 4 words, to which `product` is bound.
-void power_above(const MultiplyContext& context, BigFloat& T, const BigFloat& x, u64 n, u64 p,
+void power_above(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, u64 n, u64 p,
                  LinearWordBuffer words, BigFloat& product) {
-    if (n != ~u64(0)) return power(context, null_status(), T, x, n + 1, p, words);
-    power(context, null_status(), T, x, n, p, words);
-    product.set_mul(p + 1, context, T, x);
-    T.set_BigFloat(p + 1, context.parallel, product);
+    if (n != ~u64(0)) return power(mp, null_status(), T, x, n + 1, p, words);
+    power(mp, null_status(), T, x, n, p, words);
+    product.set_mul(p + 1, mp, T, x);
+    T.set_BigFloat(p + 1, mp.parallel, product);
 }
 
 // The lowest word that a result of p words near x keeps.
@@ -167,9 +165,9 @@ i64 lowest_kept(const BigFloat& x, u64 p) {
 
 }  // namespace
 
-void nth_root_basic_step(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+void nth_root_basic_step(const MultiplyContext& mp, BigFloat& T, const BigFloat& A, u64 n, u64 p,
                          LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+    const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_basic_previous(p);
     const u64 working = p + 2;
     const LinearWordBuffer x_words = buffer.cut_from_bottom(nth_root_basic_estimate_words(p));
@@ -177,94 +175,94 @@ void nth_root_basic_step(const MultiplyContext& context, BigFloat& T, const BigF
     BigFloat x(x_words.get(), x_words.size());
     BigFloat y(y_words.get(), y_words.size());
 
-    x.set_BigFloat(previous + 1, parallel, T);
-    power_above(context, T, x, n, working, y_words, y);
-    y.set_mul(working, context, A, T);
-    T.set_sub(working, parallel, y, x);
-    divide_by_small(parallel, y, T, n, lowest_kept(x, p));
-    T.set_sub(working, parallel, x, y);
+    x.set_BigFloat(previous + 1, P, T);
+    power_above(mp, T, x, n, working, y_words, y);
+    y.set_mul(working, mp, A, T);
+    T.set_sub(working, P, y, x);
+    divide_by_small(P, y, T, n, lowest_kept(x, p));
+    T.set_sub(working, P, x, y);
 }
 
 // A x^(n+1) and x agree above w, which is where x's error begins, times n: the window [mag - p, w) of the
 // product is enough.
-void nth_root_expanded_step(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A,
-                            u64 n, const BigFloat& x, u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+void nth_root_expanded_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n,
+                            const BigFloat& x, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_previous(p);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
     BigFloat y(y_words.get(), y_words.size());
     {
         StatusFrame frame(status, " 0P ", status_digits(p));
-        power_above(context, T, x, n, p, y_words, y);
+        power_above(mp, T, x, n, p, y_words, y);
     }
     const i64 bottom = x.mag() - static_cast<i64>(p) - 1;
     const i64 w = x.mag() - static_cast<i64>(previous) + 3;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        window_product(context, window_product_words(p), y, A, p + 1, T, p + 1, bottom, w);
+        window_product(mp, window_product_words(p), y, A, p + 1, T, p + 1, bottom, w);
     }
-    const BigFloat low_x = words_between(parallel, x, bottom - 2, w);
-    subtract_windows(parallel, T, p - previous + 5, y, low_x, w, kRunExpanded);
+    const BigFloat low_x = words_between(P, x, bottom - 2, w);
+    subtract_windows(P, T, p - previous + 5, y, low_x, w, kRunExpanded);
     {
         StatusFrame frame(status, " 2D ", status_digits(p));
-        divide_by_small(parallel, y, T, n, lowest_kept(x, p));
+        divide_by_small(P, y, T, n, lowest_kept(x, p));
     }
-    T.set_sub(p + 2, parallel, x, y);
+    T.set_sub(p + 2, P, x, y);
 }
 
-void nth_root_factored_step(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A,
-                            u64 n, const BigFloat& x, u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
+void nth_root_factored_step(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n,
+                            const BigFloat& x, u64 p, LinearWordBuffer buffer) {
+    const ParallelContext& P = mp.parallel;
     const u64 previous = nth_root_previous(p);
     const i64 t = error_bound(previous);
     const LinearWordBuffer y_words = buffer.cut_from_bottom(nth_root_power_words(p));
     BigFloat y(y_words.get(), y_words.size());
     {
         StatusFrame frame(status, " 0P ", status_digits(p));
-        power(context, null_status(), T, x, n, p, y_words);
+        power(mp, null_status(), T, x, n, p, y_words);
     }
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
-        window_product(context, window_product_words(p), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
+        window_product(mp, window_product_words(p), y, A, p + 1, T, p + 1, -static_cast<i64>(p), t);
     }
-    const Estimate side = take_error_below(parallel, y, t, previous, kRunFactored);
-    if (side == Estimate::exact) return T.set_BigFloat(p + 2, parallel, x);
+    const Estimate side = take_error_below(P, y, t, previous, kRunFactored);
+    if (side == Estimate::exact) return T.set_BigFloat(p + 2, P, x);
 
     {
         StatusFrame frame(status, side == Estimate::over ? " O2M " : " U2M ", status_digits(p));
-        T.set_mul(previous, context, x, y);
+        T.set_mul(previous, mp, x, y);
         if (side == Estimate::over) {
-            divide_by_small(parallel, y, T, n, lowest_kept(x, p));
-            return T.set_sub(p + 2, parallel, x, y);
+            divide_by_small(P, y, T, n, lowest_kept(x, p));
+            return T.set_sub(p + 2, P, x, y);
         }
     }
     StatusFrame frame(status, " U3D ", status_digits(p));
-    divide_by_small(parallel, y, T, n, lowest_kept(x, p));
-    T.set_add(p + 2, parallel, x, y);
+    divide_by_small(P, y, T, n, lowest_kept(x, p));
+    T.set_add(p + 2, P, x, y);
 }
 
 }  // namespace newton
 
-void InvNthRootFloat_BigFloatR_E::run(const InvNthRootPlan& plan, const MultiplyContext& context, BigFloat& T,
+void InvNthRootFloat_BigFloatR_E::run(const InvNthRootPlan& plan, const MultiplyContext& mp, BigFloat& T,
                                       const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n) {
-    newton::check_plan(plan.basic_p, plan.tds, p, context.parallel.tds, kBasicRun);
+    newton::check_plan(plan.basic_p, plan.tds, p, mp.parallel.tds, kBasicRun);
     check_degree(n, kBasicRun);
-    run_basic(iteration(kBasicRun), context, T, A, n, p, buffer);
+    run_basic(iteration(kBasicRun), mp, T, A, n, p, buffer);
 }
 
-void InvNthRootFloat_BigFloatR_P::run_expanded(const InvNthRootPlan& plan, const MultiplyContext& context,
+void InvNthRootFloat_BigFloatR_P::run_expanded(const InvNthRootPlan& plan, const MultiplyContext& mp,
                                                Status& status, BigFloat& T, const BigFloat& A, u64 p,
                                                LinearWordBuffer buffer, u64 n) {
-    run_windowed(kRunExpanded, newton::nth_root_expanded_step, plan, context, status, T, A, p, buffer, n);
+    run_windowed(kRunExpanded, newton::nth_root_expanded_step, plan, mp, status, T, A, p, buffer, n);
 }
 
-void InvNthRootFloat_BigFloatR_P::run_factored(const InvNthRootPlan& plan, const MultiplyContext& context,
+void InvNthRootFloat_BigFloatR_P::run_factored(const InvNthRootPlan& plan, const MultiplyContext& mp,
                                                Status& status, BigFloat& T, const BigFloat& A, u64 p,
                                                LinearWordBuffer buffer, u64 n) {
-    run_windowed(kRunFactored, newton::nth_root_factored_step, plan, context, status, T, A, p, buffer, n);
+    run_windowed(kRunFactored, newton::nth_root_factored_step, plan, mp, status, T, A, p, buffer, n);
 }
 
-void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                   const BigFloat& A, u64 n, LinearWordBuffer buffer) {
     StatusSection section(status, "Radical x^(-1/" + std::to_string(n) + ")...");
     StatusFrame frame(section.node(), "Iterating: ");
@@ -274,7 +272,7 @@ void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& context, St
     const auto run = n != ~u64(0) && products(n + 1) <= products(n)
                          ? InvNthRootFloat_BigFloatR_P::run_expanded
                          : InvNthRootFloat_BigFloatR_P::run_factored;
-    run(plan, context, frame.node(), T, A, plan.p, buffer, n);
+    run(plan, mp, frame.node(), T, A, plan.p, buffer, n);
 }
 
 }  // namespace trel

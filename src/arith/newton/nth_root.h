@@ -20,20 +20,20 @@ struct InvNthRootPlan {
 
 // T = A^(-1/n), A > 0, n >= 1; basic form (p up to plan.basic_p).
 struct InvNthRootFloat_BigFloatR_E {
-    static void run(const InvNthRootPlan& plan, const MultiplyContext& context, BigFloat& T,
-                    const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n);
+    static void run(const InvNthRootPlan& plan, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
+                    u64 p, LinearWordBuffer buffer, u64 n);
 };
 // The same with windowed transform products from p = 10 up. Expanded: x - (A x^(n+1) - x) / n. Factored:
 // x + x (1 - A x^n) / n, one half-size product more, but x^n instead of x^(n+1).
 struct InvNthRootFloat_BigFloatR_P {
-    static void run_expanded(const InvNthRootPlan& plan, const MultiplyContext& context, Status& status,
+    static void run_expanded(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status,
                              BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n);
-    static void run_factored(const InvNthRootPlan& plan, const MultiplyContext& context, Status& status,
+    static void run_factored(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status,
                              BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n);
 };
 // The same as formulas call it, in the form that costs less: announced as "Radical x^(-1/n)...", progress
 // behind "Iterating: ".
-void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void inv_nth_root(const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                   const BigFloat& A, u64 n, LinearWordBuffer buffer);
 
 }  // namespace trel

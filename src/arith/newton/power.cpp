@@ -31,12 +31,12 @@ struct BaseSizes {
     BaseSizes(u64 length, u64 p)
         : product(std::min(length, p + 1) + 7 + p), square(2 * std::min(length, p + 1) + 6) {}
     // Whether one transform serves for both, and then for all squares as well.
-    bool same_transform(const MultiplyContext& context, u64 p) const {
+    bool same_transform(const MultiplyContext& mp, u64 p) const {
         if (square < 2 * p + 6) return false;
         if (product == square) return true;
         TransformHolder of_products, of_square;
-        make_transform(of_products, product, context);
-        make_transform(of_square, square, context);
+        make_transform(of_products, product, mp);
+        make_transform(of_square, square, mp);
         return of_products->compatible(*of_square) &&
                of_products->convolution_bits() == of_square->convolution_bits() &&
                of_products->data_bytes() == of_square->data_bytes();
@@ -46,16 +46,16 @@ struct BaseSizes {
 
 // Every step at its own size: squares grow with the power. From the length on that it keeps they are made by
 // one transform.
-void power_plain(const MultiplyContext& context, Status& status, BigFloat*& now, BigFloat*& next,
+void power_plain(const MultiplyContext& mp, Status& status, BigFloat*& now, BigFloat*& next,
                  const BigFloat& A, u64 n, u64 p) {
     std::optional<TransformHelper> helper;
     const auto square = [&](BigFloat& product, const BigFloat& x) {
-        if (p < kHelperPrecision || x.L <= p + 1) return product.set_sqr(p + 1, context, x);
-        if (!helper) helper.emplace(context, x, p + 1);
+        if (p < kHelperPrecision || x.L <= p + 1) return product.set_sqr(p + 1, mp, x);
+        if (!helper) helper.emplace(mp, x, p + 1);
         helper->sqr(product, x);
     };
     const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
-        product->set_mul(p + 1, context, *x, A);
+        product->set_mul(p + 1, mp, *x, A);
         std::swap(x, product);
     };
     newton::binary_power(status, n, now, next, kExponent, square, multiply);
@@ -101,13 +101,13 @@ PowerFloatPlan PowerFloatPlan::make(u64 p, u64 tds) {
 
 namespace newton {
 
-void power(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+void power(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& A, u64 n, u64 p,
            LinearWordBuffer buffer) {
     if (T.buffer_size < p + kResultExtra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
     if (n == 0) return;
     if (A.L == 0) return T.clear();
-    if (n == 1) return T.set_BigFloat(p + 1, context.parallel, A);
+    if (n == 1) return T.set_BigFloat(p + 1, mp.parallel, A);
 
     const LinearWordBuffer words = buffer.cut_from_bottom(p + kResultExtra);
     BigFloat other(words.get(), words.size());
@@ -115,23 +115,23 @@ void power(const MultiplyContext& context, Status& status, BigFloat& T, const Bi
     const bool even = (std::bit_width(n) - 1 + std::popcount(n) - 1) % 2 == 0;
     BigFloat* now = even ? &T : &other;
     BigFloat* next = even ? &other : &T;
-    now->set_BigFloat(p + 1, context.parallel, A);
+    now->set_BigFloat(p + 1, mp.parallel, A);
 
     const BaseSizes sizes(A.L, p);
-    if (std::popcount(n) > 1 && sizes.same_transform(context, p))
-        power_held(context, status, now, next, A, n, p, sizes);
+    if (std::popcount(n) > 1 && sizes.same_transform(mp, p))
+        power_held(mp, status, now, next, A, n, p, sizes);
     else
-        power_plain(context, status, now, next, A, n, p);
+        power_plain(mp, status, now, next, A, n, p);
 }
 
 }  // namespace newton
 
-void Power_BF_uL_BigFloatR::run(const PowerFloatPlan& plan, const MultiplyContext& context, Status& status,
+void Power_BF_uL_BigFloatR::run(const PowerFloatPlan& plan, const MultiplyContext& mp, Status& status,
                                 BigFloat& T, const BigFloat& A, u64 n, u64 p, LinearWordBuffer buffer) {
     if (p > plan.p) throw LimitExceededException(kRun, "Precision", plan.p, p);
-    if (context.parallel.tds > plan.tds)
-        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, context.parallel.tds);
-    newton::power(context, status, T, A, n, p, buffer);
+    if (mp.parallel.tds > plan.tds)
+        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, mp.parallel.tds);
+    newton::power(mp, status, T, A, n, p, buffer);
 }
 
 SignedPowerPlan SignedPowerPlan::make(u64 p, u64 tds) {
@@ -143,7 +143,7 @@ SignedPowerPlan SignedPowerPlan::make(u64 p, u64 tds) {
     return plan;
 }
 
-void large_power(const SignedPowerPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                  const BigFloat& A, i64 n, LinearWordBuffer buffer) {
     if (n == 0) return T.set_double(1.0, 0);
     const u64 magnitude = n < 0 ? 0 - static_cast<u64>(n) : static_cast<u64>(n);
@@ -151,14 +151,13 @@ void large_power(const SignedPowerPlan& plan, const MultiplyContext& context, St
     BigFloat denominator(words.get(), words.size());
     {
         StatusSection section(status, magnitude == 2 ? "Squaring..." : "Powering...");
-        Power_BF_uL_BigFloatR::run(plan.power, context, section.node(), n < 0 ? denominator : T, A, magnitude,
+        Power_BF_uL_BigFloatR::run(plan.power, mp, section.node(), n < 0 ? denominator : T, A, magnitude,
                                    plan.power.p, buffer);
     }
     if (n > 0) return;
     StatusSection section(status, "Inverting...");
     StatusFrame frame(section.node(), "Iterating: ");
-    Reciprocal_BigFloatR::run(plan.reciprocal, context, frame.node(), T, denominator, plan.reciprocal.p,
-                              buffer);
+    Reciprocal_BigFloatR::run(plan.reciprocal, mp, frame.node(), T, denominator, plan.reciprocal.p, buffer);
 }
 
 }  // namespace trel

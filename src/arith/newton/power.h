@@ -25,7 +25,7 @@ struct Power_BF_uL_BigFloatR {
     //
     // Throws LimitExceededException "Precision" / "Task Decomposition" beyond the plan,
     // ExponentOverflowException beyond 2^61 - 1 words, BufferTooSmallException.
-    static void run(const PowerFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const PowerFloatPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, u64 n, u64 p, LinearWordBuffer buffer);
 };
 
@@ -40,7 +40,7 @@ struct SignedPowerPlan {
 
     static SignedPowerPlan make(u64 p, u64 tds);
 };
-void large_power(const SignedPowerPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+void large_power(const SignedPowerPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                  const BigFloat& A, i64 n, LinearWordBuffer buffer);
 
 }  // namespace trel

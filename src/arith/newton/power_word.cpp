@@ -51,11 +51,11 @@ u64 PowerWordPlan::exact_words(Word w, u64 n) {
 // Left to right: square, multiply by the base where the exponent has a bit. The base is odd: a power of two
 // in it is a shift of the result. The numbers alternate between T's buffer and the other so that the last is
 // in T.
-void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext& context, Status& status,
+void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext& mp, Status& status,
                                 BigFloat& T, Word w, u64 n, u64 p, Word* buffer) {
     if (p > plan.p) throw LimitExceededException(kRun, "Precision", plan.p, p);
-    if (context.parallel.tds > plan.tds)
-        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, context.parallel.tds);
+    if (mp.parallel.tds > plan.tds)
+        throw LimitExceededException(kRun, "Task Decomposition", plan.tds, mp.parallel.tds);
     if (T.buffer_size < p + kResultExtra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
     if (n == 0) return;
@@ -78,9 +78,9 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
         const u64 product_words = 2 * std::min(x.L, p + 3);
         if (product_words > plan.product_words)
             throw LimitExceededException(kRun, "Precision", plan.product_words, product_words);
-        product.set_sqr(p + 1, context, x);
+        product.set_sqr(p + 1, mp, x);
     };
-    const auto multiply = [&](BigFloat*& x, BigFloat*&) { x->mul_uW(context.parallel, odd); };
+    const auto multiply = [&](BigFloat*& x, BigFloat*&) { x->mul_uW(mp.parallel, odd); };
     newton::binary_power(status, odd == 1 ? 1 : n, now, next, kRun, square, multiply);
     if (shift == 0) return;
     newton::check_power_exponent(static_cast<i128>(T.exp) + static_cast<i128>(shift / 64), kRun);
@@ -89,7 +89,7 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
         T.exp += 1;
         std::memmove(T.T, T.T + 1, T.L * sizeof(Word));
     }
-    T.mul_uW(context.parallel, Word(1) << (shift % 64));
+    T.mul_uW(mp.parallel, Word(1) << (shift % 64));
     T.exp += static_cast<i64>(shift / 64);
 }
 

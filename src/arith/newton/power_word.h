@@ -30,8 +30,8 @@ struct Power_uW_uL_BigFloatR {
     // About n's bits squarings, the last of them as long as the result: less than two squarings of that size.
     // Throws LimitExceededException "Precision" / "Task Decomposition" beyond the plan,
     // ExponentOverflowException beyond 2^61 - 1 words, BufferTooSmallException.
-    static void run(const PowerWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                    Word w, u64 n, u64 p, Word* buffer);
+    static void run(const PowerWordPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T, Word w,
+                    u64 n, u64 p, Word* buffer);
 };
 
 }  // namespace trel

@@ -25,12 +25,12 @@ struct ReciprocalPlan {
 
 // T = 1/A to p words, basic form (p up to plan.basic_p).
 struct Reciprocal_BigFloatR_E {
-    static void run(const ReciprocalPlan& plan, const MultiplyContext& context, BigFloat& T,
-                    const BigFloat& A, u64 p, LinearWordBuffer buffer);
+    static void run(const ReciprocalPlan& plan, const MultiplyContext& mp, BigFloat& T, const BigFloat& A,
+                    u64 p, LinearWordBuffer buffer);
 };
 // The same with windowed transform products from p = 10 up.
 struct Reciprocal_BigFloatR {
-    static void run(const ReciprocalPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
+    static void run(const ReciprocalPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
                     const BigFloat& A, u64 p, LinearWordBuffer buffer);
 };
 

@@ -12,12 +12,12 @@ namespace trel::newton {
 namespace {
 
 // T = x + y or x - y, and the nudge.
-void add_correction(const ParallelContext& parallel, BigFloat& T, const BigFloat& x, Estimate side,
+void add_correction(const ParallelContext& P, BigFloat& T, const BigFloat& x, Estimate side,
                     const BigFloat& y, u64 p) {
     if (side == Estimate::under)
-        T.set_add(p, parallel, x, y);
+        T.set_add(p, P, x, y);
     else
-        T.set_sub(p, parallel, x, y);
+        T.set_sub(p, P, x, y);
     if (T.L > p) T.purturb_up(0);
 }
 
@@ -26,13 +26,13 @@ void add_correction(const ParallelContext& parallel, BigFloat& T, const BigFloat
 // Half of a number is 2^63 of it one word down.
 constexpr Word kHalf = Word(1) << 63;
 
-void set_half(u64 p, const ParallelContext& parallel, BigFloat& T, const BigFloat& A) {
-    T.set_mul_uW(p, parallel, A, kHalf);
+void set_half(u64 p, const ParallelContext& P, BigFloat& T, const BigFloat& A) {
+    T.set_mul_uW(p, P, A, kHalf);
     if (T.L != 0) T.exp -= 1;
 }
 
-void halve(const ParallelContext& parallel, BigFloat& T) {
-    T.mul_uW(parallel, kHalf);
+void halve(const ParallelContext& P, BigFloat& T) {
+    T.mul_uW(P, kHalf);
     if (T.L != 0) T.exp -= 1;
 }
 
@@ -57,16 +57,16 @@ void divide_by_large_word(BigFloat& T, const BigFloat& A, u64 n, u64 L) {
 
 }  // namespace
 
-void divide_by_small(const ParallelContext& parallel, BigFloat& T, const BigFloat& A, u64 n, i64 lowest) {
-    if (n == 1) return T.set_BigFloat(A.L, parallel, A);
+void divide_by_small(const ParallelContext& P, BigFloat& T, const BigFloat& A, u64 n, i64 lowest) {
+    if (n == 1) return T.set_BigFloat(A.L, P, A);
     // Even a quotient of one word has an empty word above it.
     if (A.L == 0 || A.mag() <= lowest) return T.clear();
     const u64 words = std::max<u64>(static_cast<u64>(A.mag() - lowest), 2);
     if (std::has_single_bit(n)) {
-        T.set_mul_uW(words, parallel, A, Word(1) << (64 - std::countr_zero(n)));
+        T.set_mul_uW(words, P, A, Word(1) << (64 - std::countr_zero(n)));
         T.exp -= 1;
     } else if (n < Word(1) << 63) {
-        T.set_div_sW(words - 2, parallel, A, static_cast<i64>(n));
+        T.set_div_sW(words - 2, P, A, static_cast<i64>(n));
     } else {
         divide_by_large_word(T, A, n, words);
     }
@@ -74,17 +74,16 @@ void divide_by_small(const ParallelContext& parallel, BigFloat& T, const BigFloa
 
 namespace {
 
-void check_scratch(const MultiplyContext& context, u64 needed) {
-    if (context.scratch.size() < needed)
-        throw BufferTooSmallException("TransformHelper::TransformHelper()", context.scratch.size(), needed);
+void check_scratch(const MultiplyContext& mp, u64 needed) {
+    if (mp.scratch.size() < needed)
+        throw BufferTooSmallException("TransformHelper::TransformHelper()", mp.scratch.size(), needed);
 }
 
 }  // namespace
 
-HeldTransforms::HeldTransforms(const MultiplyContext& context, u64 product_words, u64 held)
-    : context_(context) {
-    make_transform(holder_, product_words, context);
-    check_scratch(context, (held + 1) * holder_->data_bytes() + holder_->scratch_bytes());
+HeldTransforms::HeldTransforms(const MultiplyContext& mp, u64 product_words, u64 held) : context_(mp) {
+    make_transform(holder_, product_words, mp);
+    check_scratch(mp, (held + 1) * holder_->data_bytes() + holder_->scratch_bytes());
     data_ = context_.scratch.spawn(held * holder_->data_bytes()).get();
 }
 
@@ -99,28 +98,27 @@ u64 window_product_scratch_bytes(u64 product_words) {
     return std::max(sizes.scratch, sizes.transform_data + sizes.transform_scratch);
 }
 
-void window_product(const MultiplyContext& context, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,
+void window_product(const MultiplyContext& mp, u64 product_words, BigFloat& T, const BigFloat& A, u64 pA,
                     const BigFloat& B, u64 pB, i64 ie, i64 te) {
     TransformHolder transform;
-    make_transform(transform, product_words, context);
-    check_scratch(context, transform->whole_bytes());
-    BigFloatTransformR(*transform, nullptr).mul_rr_xx(context, T, A, pA, B, pB, ie, te);
+    make_transform(transform, product_words, mp);
+    check_scratch(mp, transform->whole_bytes());
+    BigFloatTransformR(*transform, nullptr).mul_rr_xx(mp, T, A, pA, B, pB, ie, te);
 }
 
-void correct_basic(const MultiplyContext& context, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,
+void correct_basic(const MultiplyContext& mp, BigFloat& T, const BigFloat& x, Estimate side, BigFloat& y,
                    u64 p) {
-    y.set_mul(previous_precision(p), context, x, T);
-    add_correction(context.parallel, T, x, side, y, p);
+    y.set_mul(previous_precision(p), mp, x, T);
+    add_correction(mp.parallel, T, x, side, y, p);
 }
 
-void correct(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
-             const BigFloat& e, Estimate side, BigFloatTransformR& held, BigFloat& y, u64 p,
-             CorrectionLabels labels) {
+void correct(const MultiplyContext& mp, Status& status, BigFloat& T, const BigFloat& x, const BigFloat& e,
+             Estimate side, BigFloatTransformR& held, BigFloat& y, u64 p, CorrectionLabels labels) {
     StatusFrame frame(status, side == Estimate::over ? labels.over : labels.under, status_digits(p));
     const u64 previous = previous_precision(p);
     const i64 top = x.mag() + e.mag();
-    held.mul_rf_xf(context, y, e, previous, top - static_cast<i64>(previous), top);
-    add_correction(context.parallel, T, x, side, y, p);
+    held.mul_rf_xf(mp, y, e, previous, top - static_cast<i64>(previous), top);
+    add_correction(mp.parallel, T, x, side, y, p);
 }
 
 }  // namespace trel::newton

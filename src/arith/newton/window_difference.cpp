@@ -8,19 +8,19 @@
 
 namespace trel::newton {
 
-BigFloat words_between(const ParallelContext& parallel, const BigFloat& A, i64 low, i64 high) {
+BigFloat words_between(const ParallelContext& P, const BigFloat& A, i64 low, i64 high) {
     BigFloat view = A;
     low = std::max(low, A.exp);
     high = std::min(high, A.mag());
     view.L = low < high ? static_cast<u64>(high - low) : 0;
     view.T += view.L == 0 ? 0 : low - A.exp;
     view.exp = low;
-    strip(parallel, view);
+    strip(P, view);
     view.sign = A.sign;
     return view;
 }
 
-Crossing subtract_windows(const ParallelContext& parallel, BigFloat& D, u64 precision, const BigFloat& A,
+Crossing subtract_windows(const ParallelContext& P, BigFloat& D, u64 precision, const BigFloat& A,
                           const BigFloat& B, i64 w, const char* function) {
     const Word top_a = A.word_at(w - 1);
     const Word top_b = B.word_at(w - 1);
@@ -29,12 +29,12 @@ Crossing subtract_windows(const ParallelContext& parallel, BigFloat& D, u64 prec
     Crossing crossing = Crossing::none;
     if (near && top_a == ~Word(0) && top_b == 0) {
         crossing = Crossing::product_above;
-        D.set_rsub(precision, parallel, B, A, w, !A.sign);
+        D.set_rsub(precision, P, B, A, w, !A.sign);
     } else if (near && top_a == 0 && top_b == ~Word(0)) {
         crossing = Crossing::product_below;
-        D.set_rsub(precision, parallel, A, B, w, A.sign);
+        D.set_rsub(precision, P, A, B, w, A.sign);
     } else if (near) {
-        D.set_sub(precision, parallel, A, B);
+        D.set_sub(precision, P, A, B);
     }
     if (!near || (D.L != 0 && D.mag() > w - 1))
         throw AlgorithmFailedException(function, "Convergence Failure:\n    topA = " + std::to_string(top_a) +

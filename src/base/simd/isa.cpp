@@ -26,8 +26,8 @@ std::vector<Isa> detect() {
                                        bit(23) | bit(28) | bit(29)) &&
                       bits(x1.ecx, bit(5)) && bits(l7.ebx, bit(3) | bit(5) | bit(8)) && bits(xcr0, 0x6);
     // AVX512 F, DQ, CD, BW, VL; ADX; state of the mask and 512-bit registers.
-    const bool avx512 =
-        avx2 && bits(l7.ebx, bit(16) | bit(17) | bit(28) | bit(30) | bit(31) | bit(19)) && bits(xcr0, 0xe6);
+    const bool avx512 = avx2 && bits(l7.ebx, bit(16) | bit(17) | bit(28) | bit(30) | bit(31) | bit(19)) &&
+                        bits(xcr0, 0xe6);
 
     std::vector<Isa> found;
     if (avx2 && is_built(Isa::avx2)) found.push_back(Isa::avx2);

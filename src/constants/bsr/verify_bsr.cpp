@@ -18,8 +18,7 @@ u64 difference(const trel::ExactFloat& A) {
 
 }  // namespace
 
-void kvb_Verify_BSR(u64 a, u64 b, std::span<const trel::ExactFloat> results,
-                    const trel::ParallelContext& parallel) {
+void kvb_Verify_BSR(u64 a, u64 b, std::span<const trel::ExactFloat> results, const trel::ParallelContext& P) {
     u64 hashes[2] = {0, 0};
     u64 words = 0;
     for (const trel::ExactFloat& A : results) words = std::max(words, A.L);
@@ -29,11 +28,11 @@ void kvb_Verify_BSR(u64 a, u64 b, std::span<const trel::ExactFloat> results,
             if (hashes[1] == 0) hashes[1] = difference(A);
         }
     };
-    if (words < kParallelWords || parallel.tds < 2) {
+    if (words < kParallelWords || P.tds < 2) {
         first();
         others();
     } else {
-        trel::fork_join(parallel, first, others);
+        trel::fork_join(P, first, others);
     }
     if (hashes[0] != 0 || hashes[1] != 0) {
         throw trel::BSRModularCheckFailedException("kvb_Verify_BSR()", "Modular Redundancy Check Failed", a,

@@ -13,6 +13,6 @@ namespace kalvor::BinarySplitting {
 // BSRModularCheckFailedException "Modular Redundancy Check Failed" with the range and the differences modulo
 // 2^61 - 1 (of the second part: the first that is not 0).
 void kvb_Verify_BSR(trel::u64 a, trel::u64 b, std::span<const trel::ExactFloat> results,
-                    const trel::ParallelContext& parallel);
+                    const trel::ParallelContext& P);
 
 }  // namespace kalvor::BinarySplitting

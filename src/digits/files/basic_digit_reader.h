@@ -39,10 +39,10 @@ class BasicDigitReader {
 
     // values[0..count) = digit values 0 .. radix - 1, one a byte.
     virtual void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                             const trel::ParallelContext& parallel) = 0;
+                             const trel::ParallelContext& context) = 0;
     // Adds a range to the statistics; ranges that follow one another make one range.
     virtual void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count,
-                            trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) = 0;
+                            trel::AlignedBufferC scratch, const trel::ParallelContext& context) = 0;
 
   protected:
     explicit BasicDigitReader(trel::u8 radix) : radix_(radix) {}

@@ -17,7 +17,7 @@ class BasicDigitWriter {
     // Writes values[0..count), 0 .. radix - 1, as digits start + 1 ... start + count. Ranges may come in any
     // order and from several threads; in ascending order is fastest.
     virtual void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count,
-                              trel::AlignedBufferC scratch, const trel::ParallelContext& parallel) = 0;
+                              trel::AlignedBufferC scratch, const trel::ParallelContext& context) = 0;
     // Throws FileException when digits are missing.
     virtual void finish() = 0;
     // After finish(), until publish().

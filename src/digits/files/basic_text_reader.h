@@ -26,9 +26,9 @@ class BasicTextReader final : public BasicDigitReader {
     // Throw InvalidParametersException "Out of range." or "Invalid Digit", FileException "Incomplete read.",
     // BufferTooSmallException when the scratch holds no whole sector.
     void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& parallel) override;
+                     const trel::ParallelContext& context) override;
     void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                    const trel::ParallelContext& parallel) override;
+                    const trel::ParallelContext& context) override;
 
   private:
     // Calls consume(characters, offset in the range, n) for one window of the range after the other.

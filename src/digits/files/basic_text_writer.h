@@ -36,7 +36,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.
     void store_digits(const trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                      const trel::ParallelContext& parallel) override;
+                      const trel::ParallelContext& context) override;
 
     void finish() override;
     std::unique_ptr<BasicDigitReader> read_back() override;

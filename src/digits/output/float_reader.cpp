@@ -118,13 +118,13 @@ void FloatReaderB::load_digits(u8* values, u64 start, u64 count, AlignedBufferC 
 }
 
 void FloatReaderB::load_stats(DigitRangeStats& stats, u64 start, u64 count, AlignedBufferC scratch,
-                              const trel::ParallelContext& parallel) {
+                              const trel::ParallelContext& context) {
     check_range("FloatReaderB::load_stats()", start, count);
     constexpr u64 kBlock = 19 * 16 * 32;
     u8 values[kBlock];
     while (count > 0) {
         const u64 n = std::min(kBlock, count);
-        load_digits(values, start, n, scratch, parallel);
+        load_digits(values, start, n, scratch, context);
         digit_kernels().count(stats.counts.count.data(), values, n, radix_);
         stats.hash = extend_digit_hash(stats.hash, values, n, radix_);
         start += n;

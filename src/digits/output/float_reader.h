@@ -25,9 +25,9 @@ class FloatReaderB final : public BasicDigitReader {
 
     // scratch: at least 10 words, else BufferTooSmallException.
     void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                     const trel::ParallelContext& parallel) override;
+                     const trel::ParallelContext& context) override;
     void load_stats(DigitRangeStats& stats, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
-                    const trel::ParallelContext& parallel) override;
+                    const trel::ParallelContext& context) override;
     // words[i] = the (start + i)-th word of digits after the point, counted from 0.
     void load_words(trel::Word* words, trel::i64 start, trel::u64 count) const;
 

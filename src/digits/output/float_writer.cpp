@@ -230,8 +230,7 @@ OutputStats FloatWriterB::stat_hex_digits() {
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
                               const std::string& format) {
-    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch,
-                       context_.parallel);
+    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch, context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {

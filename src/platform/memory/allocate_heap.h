@@ -35,7 +35,7 @@ class AllocationFailed : public std::exception {
 
 // bytes = 0 allocates nothing. Throws AllocationFailed, so that a computation never starts with half its
 // memory. alignment_log2 >= 6 for buffer().
-HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& parallel,
+HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& context,
                              u64 alignment_log2, u64 bytes);
 
 }  // namespace trel

@@ -51,7 +51,7 @@ class AllocatorConfig : public SettingsObject {
     virtual bool acquire_permissions() const = 0;
     // A region of at least `bytes` bytes, aligned to 2^alignment_log2, every byte of it written once. `bytes`
     // is raised to whole pages. On failure the result's pointer is null.
-    virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
+    virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const = 0;
     virtual std::unique_ptr<AllocatorConfig> clone() const = 0;
     // {"Allocator" and each setting : {"Value", "DisplayText"}} for a remote user interface.

@@ -55,14 +55,14 @@ void fill_memory(void* pointer, u64 bytes) {
     }
 }
 
-void fill_memory(const ParallelContext& parallel, void* pointer, u64 bytes) {
-    const u64 chunks = parallel.tds / 4;
+void fill_memory(const ParallelContext& context, void* pointer, u64 bytes) {
+    const u64 chunks = context.tds / 4;
     if (chunks < 2 || bytes == 0) {
         fill_memory(pointer, bytes);
         return;
     }
     const u64 chunk = bytes / chunks + (bytes % chunks != 0);
-    parallel_for(parallel, chunks, [&](u64 i) {
+    parallel_for(context, chunks, [&](u64 i) {
         const u64 begin = i * chunk;
         if (begin >= bytes) return;
         fill_memory(static_cast<char*>(pointer) + begin, bytes - begin < chunk ? bytes - begin : chunk);

@@ -15,6 +15,6 @@ void fill_memory(void* pointer, u64 bytes);
 
 // The same in tds / 4 chunks as tasks (each numbered from its own start) when there are at least two: page
 // faults spread over the processors without flooding the memory.
-void fill_memory(const ParallelContext& parallel, void* pointer, u64 bytes);
+void fill_memory(const ParallelContext& context, void* pointer, u64 bytes);
 
 }  // namespace trel

@@ -25,7 +25,7 @@ class InterleaveConfig final : public AllocatorConfigOf<InterleaveConfig> {
     InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers);
 
     bool acquire_permissions() const override;
-    std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
+    std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
 
     SwitchSetting hashed{"Hashed", "    Page Mapping:", {"Hashed", 'G'}, {"Round-Robin", 'G'}, true};

@@ -12,7 +12,7 @@ namespace {
 
 class MallocAllocation final : public LargeAllocation {
   public:
-    MallocAllocation(const MemoryCalls& calls, const ParallelContext& parallel, u64 alignment_log2,
+    MallocAllocation(const MemoryCalls& calls, const ParallelContext& context, u64 alignment_log2,
                      u64 bytes) {
         u64 alignment = u64(1) << alignment_log2;
         // On a boundary of large pages all of a large region can be backed by them.
@@ -24,12 +24,12 @@ class MallocAllocation final : public LargeAllocation {
             return;
         }
         calls.advise_large_pages(block_.get(), bytes);
-        fill_memory(parallel, block_.get(), bytes);
+        fill_memory(context, block_.get(), bytes);
         pointer_ = block_.get();
         bytes_ = bytes;
         stats_ = std::make_unique<MemoryStats>();
         stats_->total_bytes = bytes;
-        measure_placement(calls, parallel, pointer_, bytes, *stats_);
+        measure_placement(calls, context, pointer_, bytes, *stats_);
     }
 
   private:
@@ -38,9 +38,9 @@ class MallocAllocation final : public LargeAllocation {
 
 }  // namespace
 
-std::unique_ptr<LargeAllocation> MallocConfig::allocate(const ParallelContext& parallel, u64 alignment_log2,
+std::unique_ptr<LargeAllocation> MallocConfig::allocate(const ParallelContext& context, u64 alignment_log2,
                                                         u64& bytes) const {
-    return std::make_unique<MallocAllocation>(*calls_, parallel, alignment_log2, bytes);
+    return std::make_unique<MallocAllocation>(*calls_, context, alignment_log2, bytes);
 }
 
 namespace {

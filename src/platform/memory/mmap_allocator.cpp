@@ -14,7 +14,7 @@ bool MmapConfig::acquire_permissions() const {
     return calls_->acquire_lock_privilege();
 }
 
-bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& parallel, u64 alignment_log2,
+bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& context, u64 alignment_log2,
                                 u64& bytes) const {
     const u64 page = calls_->large_page_size();
     if (page == 0) return false;
@@ -29,15 +29,15 @@ bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& paral
         return false;
     }
     bytes = rounded;
-    fill_memory(parallel, region.pointer(), rounded);
+    fill_memory(context, region.pointer(), rounded);
     // Large pages stay in memory without being locked.
     region.stats_to_fill().large_page_bytes = rounded;
     region.stats_to_fill().large_page_size = page;
-    measure_placement(*calls_, parallel, region.pointer(), rounded, region.stats_to_fill());
+    measure_placement(*calls_, context, region.pointer(), rounded, region.stats_to_fill());
     return true;
 }
 
-bool MmapConfig::allocate_normal(PageRegion& region, const ParallelContext& parallel, u64 alignment_log2,
+bool MmapConfig::allocate_normal(PageRegion& region, const ParallelContext& context, u64 alignment_log2,
                                  u64& bytes) const {
     const u64 page = calls_->page_size();
     const u64 rounded = round_up_to(bytes, page);
@@ -51,24 +51,24 @@ bool MmapConfig::allocate_normal(PageRegion& region, const ParallelContext& para
     if (!region.map(mapped, alignment, rounded, PageRegion::Kind::normal)) return false;
     // Before the first touch: a page is as large as it was when it was touched.
     calls_->advise_large_pages(region.pointer(), rounded);
-    fill_memory(parallel, region.pointer(), rounded);
+    fill_memory(context, region.pointer(), rounded);
     if (!region.lock(locked_pages)) {
         region.release();
         return false;
     }
-    measure_placement(*calls_, parallel, region.pointer(), rounded, region.stats_to_fill());
+    measure_placement(*calls_, context, region.pointer(), rounded, region.stats_to_fill());
     bytes = rounded;
     return true;
 }
 
-std::unique_ptr<LargeAllocation> MmapConfig::allocate(const ParallelContext& parallel, u64 alignment_log2,
+std::unique_ptr<LargeAllocation> MmapConfig::allocate(const ParallelContext& context, u64 alignment_log2,
                                                       u64& bytes) const {
     auto region = std::make_unique<PageRegion>(*calls_);
     bool done = false;
     if (large_pages.mode != OptionalFlag::kDisabled)
-        done = allocate_large(*region, parallel, alignment_log2, bytes);
+        done = allocate_large(*region, context, alignment_log2, bytes);
     if (!done && large_pages.mode != OptionalFlag::kForced) {
-        done = allocate_normal(*region, parallel, alignment_log2, bytes);
+        done = allocate_normal(*region, context, alignment_log2, bytes);
     }
     return region;
 }

@@ -17,7 +17,7 @@ class MmapConfig final : public AllocatorConfigOf<MmapConfig> {
     explicit MmapConfig(const MemoryCalls& calls = MemoryCalls::of_this_machine()) : calls_(&calls) {}
 
     bool acquire_permissions() const override;
-    std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
+    std::unique_ptr<LargeAllocation> allocate(const ParallelContext& context, u64 alignment_log2,
                                               u64& bytes) const override;
 
     OptionalFlag large_pages{"LargePages", "    Large Pages:"};
@@ -27,9 +27,9 @@ class MmapConfig final : public AllocatorConfigOf<MmapConfig> {
     SettingList settings() override { return {&large_pages, &locked_pages}; }
 
   private:
-    bool allocate_large(PageRegion& region, const ParallelContext& parallel, u64 alignment_log2,
+    bool allocate_large(PageRegion& region, const ParallelContext& context, u64 alignment_log2,
                         u64& bytes) const;
-    bool allocate_normal(PageRegion& region, const ParallelContext& parallel, u64 alignment_log2,
+    bool allocate_normal(PageRegion& region, const ParallelContext& context, u64 alignment_log2,
                          u64& bytes) const;
 
     const MemoryCalls* calls_;

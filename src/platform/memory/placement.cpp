@@ -29,7 +29,7 @@ void measure(const MemoryCalls& calls, char* begin, char* end, MemoryStats& stat
 
 }  // namespace
 
-void measure_placement(const MemoryCalls& calls, const ParallelContext& parallel, void* pointer, u64 bytes,
+void measure_placement(const MemoryCalls& calls, const ParallelContext& context, void* pointer, u64 bytes,
                        MemoryStats& stats) {
     u32 highest = 0;
     if (calls.highest_node(highest)) return;
@@ -38,13 +38,13 @@ void measure_placement(const MemoryCalls& calls, const ParallelContext& parallel
         return;
     }
     char* const begin = static_cast<char*>(pointer);
-    const u64 chunks = parallel.tds / 4;
+    const u64 chunks = context.tds / 4;
     if (chunks < 2) {
         measure(calls, begin, begin + bytes, stats);
         return;
     }
     const u64 chunk = (bytes / chunks / kPlacementPage + 1) * kPlacementPage;
-    parallel_for(parallel, chunks, [&](u64 i) {
+    parallel_for(context, chunks, [&](u64 i) {
         const u64 first = std::min(i * chunk, bytes);
         measure(calls, begin + first, begin + std::min(first + chunk, bytes), stats);
     });

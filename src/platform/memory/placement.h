@@ -14,7 +14,7 @@ inline constexpr u64 kPlacementPage = 4096;
 // Adds the bytes of the range to the statistics by the node that each page lies on, in tds / 4 tasks when
 // that is at least two. Pages that cannot be told are left out. On a machine with one node there is nothing
 // to ask.
-void measure_placement(const MemoryCalls& calls, const ParallelContext& parallel, void* pointer, u64 bytes,
+void measure_placement(const MemoryCalls& calls, const ParallelContext& context, void* pointer, u64 bytes,
                        MemoryStats& stats);
 
 }  // namespace trel

@@ -32,8 +32,8 @@ const FrameworkRegistration<NoneConfig> g_registration;
 
 const ParallelContext& serial_context() {
     static NoneFramework none;
-    static const ParallelContext parallel{&none, 1};
-    return parallel;
+    static const ParallelContext context{&none, 1};
+    return context;
 }
 
 }  // namespace trel

@@ -22,7 +22,7 @@ using reference::Words;
 namespace {
 
 constexpr Word kOnes = ~Word(0);
-const ParallelContext& parallel = serial_context();
+const ParallelContext& P = serial_context();
 
 template <class F>
 void expect_too_small(const char* function, u64 size, u64 required, F&& call) {
@@ -58,7 +58,7 @@ TEST(BigFloat, FieldsAndViews) {
 TEST(BigFloat, SetBigFloatCutsToTwoExtraWords) {
     Number A({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 20, false);
     Number T(5);
-    T->set_BigFloat(3, parallel, A);
+    T->set_BigFloat(3, P, A);
     EXPECT_EQ(T->L, 5u);
     EXPECT_EQ(T->exp, 25);
     EXPECT_FALSE(T->sign);
@@ -69,13 +69,13 @@ TEST(BigFloat, SetBigFloatCutsToTwoExtraWords) {
         RandomNumber B(12, rng);
         const u64 p = rng() % 14;
         Number U(std::min(B->L, p + 2));
-        U->set_BigFloat(p, parallel, B);
+        U->set_BigFloat(p, P, B);
         const Cut cut = cut_to(B, p + 2);
         expect_value(U, cut.magnitude, cut.position, B->sign);
         EXPECT_EQ(U->L, std::min(B->L, p + 2));
     }
     Number zero(0);
-    T->set_BigFloat(3, parallel, zero);
+    T->set_BigFloat(3, P, zero);
     EXPECT_EQ(T->L, 0u);
     EXPECT_EQ(T->exp, 0);
 }
@@ -157,19 +157,19 @@ TEST(BigFloat, SumsAndDifferencesFollowTheFrame) {
         const Frame frame(p, A, B);
         const mpz_class a = magnitude_at(A, frame.bottom), b = magnitude_at(B, frame.bottom);
         Number T(p + 2);
-        T->set_uadd(p, parallel, A, B);
+        T->set_uadd(p, P, A, B);
         expect_value(T, a + b, frame.bottom, true);
         carried += T->L == p + 2;
 
         if (cmp_magnitude(A, B) >= 0) {
-            T->set_usub(p, parallel, A, B);
+            T->set_usub(p, P, A, B);
             expect_value(T, a - b, frame.bottom, true);
             cancelled += T->L == 0;
         } else {
             Number U(p + 2);
             if (a < b) {
                 try {
-                    U->set_usub(p, parallel, A, B);
+                    U->set_usub(p, P, A, B);
                     ADD_FAILURE();
                 } catch (const UnsupportedNegativeException& e) {
                     EXPECT_EQ(e.function, "BigFloat::set_usub()");
@@ -180,9 +180,9 @@ TEST(BigFloat, SumsAndDifferencesFollowTheFrame) {
 
         const mpz_class signed_a = A->sign ? a : -a, signed_b = B->sign ? b : -b;
         Number S(p + 2), D(p + 2);
-        S->set_add(p, parallel, A, B);
+        S->set_add(p, P, A, B);
         expect_value(S, abs(signed_a + signed_b), frame.bottom, signed_a + signed_b > 0);
-        D->set_sub(p, parallel, A, B);
+        D->set_sub(p, P, A, B);
         expect_value(D, abs(signed_a - signed_b), frame.bottom, signed_a - signed_b > 0);
     }
     EXPECT_GT(cancelled, 20);
@@ -193,28 +193,28 @@ TEST(BigFloat, SumsWithZero) {
     Number A({1, 2, 3, 4}, -4, false), zero(0);
     Number T(4);
     const mpz_class top = to_mpz(Words{2, 3, 4});
-    T->set_add(1, parallel, A, zero);
+    T->set_add(1, P, A, zero);
     expect_value(T, top, -3, false);
-    T->set_add(1, parallel, zero, A);
+    T->set_add(1, P, zero, A);
     expect_value(T, top, -3, false);
-    T->set_sub(1, parallel, A, zero);
+    T->set_sub(1, P, A, zero);
     expect_value(T, top, -3, false);
-    T->set_sub(1, parallel, zero, A);
+    T->set_sub(1, P, zero, A);
     expect_value(T, top, -3, true);
-    T->set_uadd(1, parallel, zero, A);
+    T->set_uadd(1, P, zero, A);
     expect_value(T, top, -3, true);
-    T->set_usub(1, parallel, A, zero);
+    T->set_usub(1, P, A, zero);
     expect_value(T, top, -3, true);
-    EXPECT_THROW(T->set_usub(1, parallel, zero, A), UnsupportedNegativeException);
+    EXPECT_THROW(T->set_usub(1, P, zero, A), UnsupportedNegativeException);
     for (auto operation :
          {&BigFloat::set_add, &BigFloat::set_sub, &BigFloat::set_uadd, &BigFloat::set_usub}) {
         T->L = 1;
-        (T.value.*operation)(1, parallel, zero, zero);
+        (T.value.*operation)(1, P, zero, zero);
         EXPECT_EQ(T->L, 0u);
     }
     // x - x
     Number B({1, 2, 3, 4}, -4, true);
-    T->set_add(2, parallel, A, B);
+    T->set_add(2, P, A, B);
     EXPECT_EQ(T->L, 0u);
     EXPECT_EQ(T->exp, 0);
 }
@@ -222,7 +222,7 @@ TEST(BigFloat, SumsWithZero) {
 TEST(BigFloat, CarryOutOfASumMakesATopWord) {
     Number A({kOnes, kOnes, kOnes, kOnes}, 0, true), B({1}, 0, true);
     Number T(5);
-    T->set_uadd(3, parallel, A, B);
+    T->set_uadd(3, P, A, B);
     EXPECT_EQ(T->L, 5u);  // p + 2
     EXPECT_EQ(T->T[4], 1u);
     EXPECT_EQ(T->T[0], 0u);
@@ -236,12 +236,12 @@ TEST(BigFloat, SetRsubWorksInItsWindow) {
         RandomNumber A(10, rng), B(10, rng);
         const bool sign = rng() % 2;
         Number T(p + 1);
-        T->set_rsub(p, parallel, A, B, m, sign);
+        T->set_rsub(p, P, A, B, m, sign);
         const i64 low = m - i64(p + 1);
         expect_value(T, reference::low_words(magnitude_at(A, low) - magnitude_at(B, low), p + 1), low, sign);
     }
     Number A({5, 7}, 0, false), T(3);
-    T->set_rsub(2, parallel, A, A, 2, false);
+    T->set_rsub(2, P, A, A, 2, false);
     EXPECT_EQ(T->L, 0u);
     EXPECT_EQ(T->exp, 0);
     EXPECT_TRUE(T->sign);
@@ -309,19 +309,19 @@ TEST(BigFloat, ProductsByAWord) {
         const mpz_class z = reference::mpz_of(w);
         const u64 p = rng() % 9;
         Number T(p + 2);
-        T->set_mul_uW(p, parallel, A, w);
+        T->set_mul_uW(p, P, A, w);
         const Cut cut = cut_to(A, p + 1);
         expect_value(T, cut.magnitude * z, cut.position, A->sign);
 
         Number U(A->L + 1);
-        U->set_BigFloat(A->L, parallel, A);
-        U->mul_uW(parallel, w);
+        U->set_BigFloat(A->L, P, A);
+        U->mul_uW(P, w);
         expect_value(U, to_mpz(A->T, A->L) * z, A->exp, A->sign);
     }
     Number T(3), zero(0);
-    T->set_mul_uW(1, parallel, zero, 5);
+    T->set_mul_uW(1, P, zero, 5);
     EXPECT_EQ(T->L, 0u);
-    T->mul_uW(parallel, 5);
+    T->mul_uW(P, 5);
     EXPECT_EQ(T->L, 0u);
 }
 
@@ -330,7 +330,7 @@ TEST(BigFloat, InPlaceOperationsCountFromTheBufferStart) {
     T->T = T->buffer + 2;
     T->L = 2;
     T->T[0] = T->T[1] = kOnes;
-    expect_too_small("BigFloat::mul_uW()", 4, 5, [&] { T->mul_uW(parallel, 2); });
+    expect_too_small("BigFloat::mul_uW()", 4, 5, [&] { T->mul_uW(P, 2); });
     expect_too_small("BigFloat::add_ip()", 4, 5, [&] { T->add_ip(1, 0); });
     expect_too_small("BigFloat::purturb_up()", 4, 5, [&] { T->purturb_up(0); });
     T->T = T->buffer + 1;
@@ -352,7 +352,7 @@ TEST(BigFloat, SetDivSW) {
         if (rng() % 2) w = i64(Word(0) - Word(w));
         if (w == 0 || w == 1) continue;
         Number T(p + 2);
-        T->set_div_sW(p, parallel, A, w);
+        T->set_div_sW(p, P, A, w);
         const mpz_class divisor = reference::mpz_of(w < 0 ? Word(0) - Word(w) : Word(w));
         const i64 low = A->mag() - i64(p + 2);
         const mpz_class dividend = magnitude_at(A, low);
@@ -364,18 +364,18 @@ TEST(BigFloat, SetDivSW) {
 
 TEST(BigFloat, SetDivSWSpecialDivisors) {
     Number A({4, 6}, 3, true), zero(0), T(5);
-    T->set_div_sW(3, parallel, A, 1);  // a copy
+    T->set_div_sW(3, P, A, 1);  // a copy
     EXPECT_EQ(T->L, 2u);
     EXPECT_EQ(T->exp, 3);
-    T->set_div_sW(3, parallel, A, -1);  // the division's form: p + 2 words
+    T->set_div_sW(3, P, A, -1);  // the division's form: p + 2 words
     EXPECT_EQ(T->L, 5u);
     EXPECT_EQ(T->exp, 0);
     EXPECT_FALSE(T->sign);
     EXPECT_EQ(Words(T->T, T->T + 5), (Words{0, 0, 0, 4, 6}));
-    T->set_div_sW(3, parallel, zero, 7);
+    T->set_div_sW(3, P, zero, 7);
     EXPECT_EQ(T->L, 0u);
     try {
-        T->set_div_sW(3, parallel, zero, 0);
+        T->set_div_sW(3, P, zero, 0);
         FAIL();
     } catch (const ArithmeticException& e) {
         EXPECT_EQ(e.function, "BigFloat::set_div_sW()");
@@ -386,25 +386,25 @@ TEST(BigFloat, SetDivSWSpecialDivisors) {
 TEST(BigFloat, BuffersThatAreTooSmall) {
     Number A({1, 2, 3}, 0, true), B({4, 5, 6}, 0, true);
     Scratch scratch(multiply_scratch_bytes(40));
-    const MultiplyContext context{parallel, scratch.view()};
+    const MultiplyContext mp{P, scratch.view()};
     Number T(2), one(1), none(0);
-    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_BigFloat(5, parallel, A); });
-    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_add(5, parallel, A, none); });
-    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_sub(5, parallel, none, A); });
-    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_div_sW(5, parallel, A, 1); });
+    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_BigFloat(5, P, A); });
+    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_add(5, P, A, none); });
+    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_sub(5, P, none, A); });
+    expect_too_small("BigFloat::set_BigFloat()", 2, 3, [&] { T->set_div_sW(5, P, A, 1); });
     expect_too_small("BigFloat::set_double()", 0, 1, [&] { none->set_double(1.0, 0); });
     expect_too_small("BigFloat::mul_uW()", 1, 2, [&] { one->set_double(1.5, 0); });
-    expect_too_small("BigFloat::set_uadd()", 2, 4, [&] { T->set_uadd(5, parallel, A, B); });
-    expect_too_small("BigFloat::set_usub()", 2, 3, [&] { T->set_usub(5, parallel, B, A); });
-    expect_too_small("BigFloat::set_uadd()", 2, 4, [&] { T->set_add(5, parallel, A, B); });
-    expect_too_small("BigFloat::set_usub()", 2, 3, [&] { T->set_sub(5, parallel, A, B); });
-    expect_too_small("BigFloat::set_rsub()", 2, 6, [&] { T->set_rsub(5, parallel, A, B, 3, true); });
-    expect_too_small("BigFloat::set_mul_uW()", 2, 7, [&] { T->set_mul_uW(5, parallel, A, 3); });
-    expect_too_small("BigFloat::set_uadd()", 2, 7, [&] { T->set_div_sW(5, parallel, A, 3); });
-    expect_too_small("BigFloat::set_mul()", 2, 6, [&] { T->set_mul(5, context, A, B); });
-    expect_too_small("BigFloat::set_mul()", 2, 3, [&] { T->set_mul(1, context, A, B); });
-    expect_too_small("BigFloat::set_sqr()", 2, 6, [&] { T->set_sqr(5, context, A); });
-    expect_too_small("BigFloat::set_mul_small()", 2, 6, [&] { T->set_mul_small(5, context, A, B); });
+    expect_too_small("BigFloat::set_uadd()", 2, 4, [&] { T->set_uadd(5, P, A, B); });
+    expect_too_small("BigFloat::set_usub()", 2, 3, [&] { T->set_usub(5, P, B, A); });
+    expect_too_small("BigFloat::set_uadd()", 2, 4, [&] { T->set_add(5, P, A, B); });
+    expect_too_small("BigFloat::set_usub()", 2, 3, [&] { T->set_sub(5, P, A, B); });
+    expect_too_small("BigFloat::set_rsub()", 2, 6, [&] { T->set_rsub(5, P, A, B, 3, true); });
+    expect_too_small("BigFloat::set_mul_uW()", 2, 7, [&] { T->set_mul_uW(5, P, A, 3); });
+    expect_too_small("BigFloat::set_uadd()", 2, 7, [&] { T->set_div_sW(5, P, A, 3); });
+    expect_too_small("BigFloat::set_mul()", 2, 6, [&] { T->set_mul(5, mp, A, B); });
+    expect_too_small("BigFloat::set_mul()", 2, 3, [&] { T->set_mul(1, mp, A, B); });
+    expect_too_small("BigFloat::set_sqr()", 2, 6, [&] { T->set_sqr(5, mp, A); });
+    expect_too_small("BigFloat::set_mul_small()", 2, 6, [&] { T->set_mul_small(5, mp, A, B); });
 }
 
 // |A| * |B| after the cuts, where the product's lowest kept word may be `low` units low.
@@ -433,17 +433,17 @@ TEST(BigFloat, Products) {
         Number A(random_words(1 + rng() % longest, rng), i64(rng() % 17) - 8, rng() % 2);
         Number B(random_words(1 + rng() % longest, rng), i64(rng() % 17) - 8, rng() % 2);
         Scratch scratch(multiply_scratch_bytes(80));
-        const MultiplyContext context{parallel, scratch.view()};
+        const MultiplyContext mp{P, scratch.view()};
         const u64 capacity = p + 2;
         Number T(capacity);
-        T->set_mul(p, context, A, B);
+        T->set_mul(p, mp, A, B);
         expect_product(T, p, A, B);
-        EXPECT_EQ(T->set_mul_small(p, context, A, B), 0);
+        EXPECT_EQ(T->set_mul_small(p, mp, A, B), 0);
         expect_product(T, p, A, B);
-        T->set_sqr(p, context, A);
+        T->set_sqr(p, mp, A);
         expect_product(T, p, A, A);
         EXPECT_TRUE(T->sign);
-        T->set_mul(p, context, A, A);
+        T->set_mul(p, mp, A, A);
         expect_product(T, p, A, A);
     }
 }
@@ -454,59 +454,59 @@ TEST(BigFloat, ProductsOfEveryAlgorithm) {
     for (u64 longest = 20; longest <= limit; longest += longest / 3) {
         Scratch scratch(multiply_scratch_bytes(2 * longest + 4));
         for (int repeat = 0; repeat < 6; repeat++) {
-            const MultiplyContext context{parallel.with_tds(rng() % 2 ? 1 : 7), scratch.view()};
+            const MultiplyContext mp{P.with_tds(rng() % 2 ? 1 : 7), scratch.view()};
             const u64 p = rng() % (2 * longest);
             Number A(random_words(longest, rng), 5, true);
             Number B(random_words(1 + rng() % longest, rng), -3, false);
             Number T(p + 2);
-            T->set_mul(p, context, A, B);
+            T->set_mul(p, mp, A, B);
             expect_product(T, p, A, B);
-            T->set_mul_small(p, context, A, B);
+            T->set_mul_small(p, mp, A, B);
             expect_product(T, p, A, B);
-            T->set_sqr(p, context, B);
+            T->set_sqr(p, mp, B);
             expect_product(T, p, B, B);
         }
     }
 }
 
 TEST(BigFloat, OneWordProducts) {
-    const MultiplyContext context{parallel, {}};  // no memory: the product is one instruction
+    const MultiplyContext mp{P, {}};  // no memory: the product is one instruction
     Number A({3}, 2, false), B({5}, -7, true), T(2);
-    T->set_mul(0, context, A, B);
+    T->set_mul(0, mp, A, B);
     EXPECT_EQ(T->L, 1u);
     EXPECT_EQ(T->T[0], 15u);
     EXPECT_EQ(T->exp, -5);
     EXPECT_FALSE(T->sign);
     Number C({kOnes}, 0, true);
-    T->set_sqr(0, context, C);
+    T->set_sqr(0, mp, C);
     EXPECT_EQ(T->L, 2u);
     EXPECT_EQ(T->T[0], 1u);
     EXPECT_EQ(T->T[1], kOnes - 1);
-    T->set_sqr(0, context, B);
+    T->set_sqr(0, mp, B);
     EXPECT_EQ(T->L, 1u);
     EXPECT_EQ(T->T[0], 25u);
     Number zero(0);
-    T->set_mul(0, context, A, zero);
+    T->set_mul(0, mp, A, zero);
     EXPECT_EQ(T->L, 0u);
-    T->set_sqr(0, context, zero);
+    T->set_sqr(0, mp, zero);
     EXPECT_EQ(T->L, 0u);
-    EXPECT_EQ(T->set_mul_small(0, context, zero, A), 0);
+    EXPECT_EQ(T->set_mul_small(0, mp, zero, A), 0);
     EXPECT_EQ(T->L, 0u);
 }
 
 // Products that are not truncated and have an operand below 10 words never ask for memory.
 TEST(BigFloat, ShortProductsUseNoScratch) {
-    const MultiplyContext context{parallel, {}};
+    const MultiplyContext mp{P, {}};
     std::mt19937_64 rng(10);
     Number A(random_words(9, rng), 0, true), B(random_words(500, rng), 0, true), T(509);
-    T->set_mul(507, context, A, B);
+    T->set_mul(507, mp, A, B);
     expect_product(T, 507, A, B);
-    T->set_mul(507, context, B, A);
+    T->set_mul(507, mp, B, A);
     expect_product(T, 507, A, B);
-    T->set_sqr(16, context, A);
+    T->set_sqr(16, mp, A);
     expect_product(T, 16, A, A);
     // One word less of precision: truncated, so the dispatcher's.
-    EXPECT_THROW(T->set_sqr(15, context, A), BufferTooSmallException);
+    EXPECT_THROW(T->set_sqr(15, mp, A), BufferTooSmallException);
 }
 
 TEST(BigFloat, ComparesMagnitudes) {

@@ -25,7 +25,7 @@ using reference::Words;
 
 namespace {
 
-const ParallelContext& parallel = serial_context();
+const ParallelContext& P = serial_context();
 
 // Where the transforms of a test come from.
 enum class Source { cyclic, negacyclic, basecase, table };
@@ -47,7 +47,7 @@ void make(TransformHolder& holder, Source source, u64 words) {
             find_algorithm(TableSlot::basic64, "BKT")->algorithm->make_transform(holder, words);
             break;
         case Source::table: {
-            const MultiplyContext context{parallel, {}};
+            const MultiplyContext context{P, {}};
             make_transform(holder, words, context);
         }
     }
@@ -69,7 +69,7 @@ struct Bound {
         EXPECT_TRUE(second->guards_intact());
         EXPECT_TRUE(scratch->guards_intact());
     }
-    MultiplyContext context(u64 tds = 1) const { return {parallel.with_tds(tds), scratch->view()}; }
+    MultiplyContext context(u64 tds = 1) const { return {P.with_tds(tds), scratch->view()}; }
 
     TransformHolder holder;
     std::optional<Scratch> data, second, scratch;
@@ -131,7 +131,7 @@ TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
         const u64 need = std::max(LA, LB);
         Bound t(GetParam(), std::min(need + rng() % (LA + LB), largest));
         const u64 W = t.holder->convolution_words();
-        const MultiplyContext context = t.context(1 + rng() % 3);
+        const MultiplyContext mp = t.context(1 + rng() % 3);
 
         Number A(random_words(LA, rng), i64(rng() % 17) - 8, rng() % 2);
         Number B(random_words(LB, rng), i64(rng() % 17) - 8, rng() % 2);
@@ -151,19 +151,19 @@ TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
         SCOPED_TRACE(testing::Message() << "repeat=" << repeat);
         {
             const auto [ie, te] = window(a, b);
-            t.object->mul_rr_xx(context, T, A, pA, B, pB, ie, te);
+            t.object->mul_rr_xx(mp, T, A, pA, B, pB, ie, te);
             expect_delivered(T, a, b, W, ie, te);
             EXPECT_FALSE(t.object->held());
         }
         {
             const auto [ie, te] = window(a, a);
-            t.object->sqr_r_x(context, T, A, pA, ie, te);
+            t.object->sqr_r_x(mp, T, A, pA, ie, te);
             expect_delivered(T, a, a, W, ie, te);
             EXPECT_FALSE(t.object->held());
         }
         {
             const auto [ie, te] = window(a, b);
-            t.object->mul_rr_xf(context, T, A, pA, B, pB, ie, te);
+            t.object->mul_rr_xf(mp, T, A, pA, B, pB, ie, te);
             expect_delivered(T, a, b, W, ie, te);
             EXPECT_TRUE(t.object->held());
             EXPECT_EQ(t.object->exp(), a.exp);
@@ -171,26 +171,26 @@ TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
         }
         for (int use = 0; use < 2; use++) {  // the held transform of A survives
             const auto [ie, te] = window(a, b);
-            t.object->mul_rf_xf(context, T, B, pB, ie, te);
+            t.object->mul_rf_xf(mp, T, B, pB, ie, te);
             expect_delivered(T, b, a, W, ie, te);
         }
         {
             const auto [ie, te] = window(a, a);
-            t.object->sqr_rx_xf(context, T, A, pA, ie, te);
+            t.object->sqr_rx_xf(mp, T, A, pA, ie, te);
             expect_delivered(T, a, a, W, ie, te);
             EXPECT_TRUE(t.object->held());
         }
-        t.other->forward(context, B, pB);
+        t.other->forward(mp, B, pB);
         {
             const auto [ie, te] = window(a, b);
-            t.object->inverse_fmul(context, T, *t.other, ie, te);
+            t.object->inverse_fmul(mp, T, *t.other, ie, te);
             expect_delivered(T, a, b, W, ie, te);
             EXPECT_FALSE(t.object->held());
             EXPECT_TRUE(t.other->held());
         }
         {
             const auto [ie, te] = window(b, b);
-            t.other->inverse_fsqr(context, T, ie, te);
+            t.other->inverse_fsqr(mp, T, ie, te);
             expect_delivered(T, b, b, W, ie, te);
             EXPECT_FALSE(t.other->held());
         }
@@ -199,44 +199,44 @@ TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
 
 TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
     Bound t(GetParam(), 20);
-    const MultiplyContext context = t.context();
+    const MultiplyContext mp = t.context();
     Number A({1, 2, 3}, 4, false), zero(0), T(10);
     const auto expect_zero = [&] {
         EXPECT_EQ(T->L, 0u);
         T->L = 1;
     };
-    t.object->mul_rr_xx(context, T, A, 9, zero, 9, 0, 20);
+    t.object->mul_rr_xx(mp, T, A, 9, zero, 9, 0, 20);
     expect_zero();
-    t.object->mul_rr_xx(context, T, zero, 9, A, 9, 0, 20);
+    t.object->mul_rr_xx(mp, T, zero, 9, A, 9, 0, 20);
     expect_zero();
-    t.object->sqr_r_x(context, T, zero, 9, 0, 20);
+    t.object->sqr_r_x(mp, T, zero, 9, 0, 20);
     expect_zero();
-    t.object->mul_rr_xf(context, T, A, 9, zero, 9, 0, 20);
+    t.object->mul_rr_xf(mp, T, A, 9, zero, 9, 0, 20);
     expect_zero();
     EXPECT_TRUE(t.object->held());  // A's transform is kept all the same
-    t.object->mul_rf_xf(context, T, A, 9, 0, 20);
+    t.object->mul_rf_xf(mp, T, A, 9, 0, 20);
     EXPECT_EQ(T->L, 5u);
-    t.object->mul_rf_xf(context, T, zero, 9, 0, 20);
+    t.object->mul_rf_xf(mp, T, zero, 9, 0, 20);
     expect_zero();
-    t.object->mul_rr_xf(context, T, zero, 9, A, 9, 0, 20);
+    t.object->mul_rr_xf(mp, T, zero, 9, A, 9, 0, 20);
     expect_zero();
-    t.object->mul_rf_xf(context, T, A, 9, 0, 20);  // the held zero
+    t.object->mul_rf_xf(mp, T, A, 9, 0, 20);  // the held zero
     expect_zero();
-    t.object->sqr_rx_xf(context, T, zero, 9, 0, 20);
+    t.object->sqr_rx_xf(mp, T, zero, 9, 0, 20);
     expect_zero();
-    t.other->forward(context, A, 9);
-    t.object->inverse_fmul(context, T, *t.other, 0, 20);
+    t.other->forward(mp, A, 9);
+    t.object->inverse_fmul(mp, T, *t.other, 0, 20);
     expect_zero();
-    t.object->forward(context, zero, 9);
-    t.object->inverse_fsqr(context, T, 0, 20);
+    t.object->forward(mp, zero, 9);
+    t.object->inverse_fsqr(mp, T, 0, 20);
     expect_zero();
     // Windows that the product does not reach: A * A has the exponents 8 .. 13.
     for (auto [ie, te] : {std::pair<i64, i64>{-5, 8}, {16, 20}, {12, 9}, {10, 8}}) {
-        t.object->mul_rr_xx(context, T, A, 9, A, 9, ie, te);
+        t.object->mul_rr_xx(mp, T, A, 9, A, 9, ie, te);
         expect_zero();
-        t.object->mul_rr_xf(context, T, A, 9, A, 9, ie, te);
+        t.object->mul_rr_xf(mp, T, A, 9, A, 9, ie, te);
         expect_zero();
-        t.object->mul_rf_xf(context, T, A, 9, 0, 20);
+        t.object->mul_rf_xf(mp, T, A, 9, 0, 20);
         EXPECT_EQ(T->L, 5u);
     }
 }
@@ -319,7 +319,7 @@ TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
                 const i64 ie = e0 + static_cast<i64>(from), te = e0 + static_cast<i64>(te_words);
                 const u64 m = te_words - from;
                 Number T(m);
-                object.sqr_rx_xf_minus({parallel, scratch.view()}, T, A, LA, B, ie, te);
+                object.sqr_rx_xf_minus({P, scratch.view()}, T, A, LA, B, ie, te);
                 const mpz_class got =
                     T->L == 0 ? mpz_class(0) : shifted(magnitude_at(T, T->exp), T->exp - ie);
                 const mpz_class off = low_words(shifted(difference, -static_cast<i64>(from)) - got + 3, m);
@@ -366,7 +366,7 @@ TEST(BigFloatTransformR, ParamsArithmetic) {
 
 TEST(BigFloatTransformR, OperandsLongerThanTheTransform) {
     Bound t(Source::cyclic, 5);
-    const MultiplyContext context = t.context();
+    const MultiplyContext mp = t.context();
     Number A({1, 2, 3, 4, 5, 6}, 0, true), T(20);
     const auto expect_short = [](auto&& call) {
         try {
@@ -377,19 +377,19 @@ TEST(BigFloatTransformR, OperandsLongerThanTheTransform) {
             EXPECT_EQ(e.message, "Transform length is too small.");
         }
     };
-    expect_short([&] { t.object->forward(context, A, 4); });
+    expect_short([&] { t.object->forward(mp, A, 4); });
     EXPECT_FALSE(t.object->held());
-    t.object->forward(context, A, 3);
+    t.object->forward(mp, A, 3);
     EXPECT_EQ(t.object->length(), 5u);
     EXPECT_EQ(t.object->exp(), 1);
-    expect_short([&] { t.object->mul_rf_xf(context, T, A, 4, 0, 5); });
-    expect_short([&] { t.object->sqr_r_x(context, T, A, 4, 0, 5); });
-    expect_short([&] { t.object->mul_rr_xx(context, T, A, 3, A, 4, 0, 5); });
+    expect_short([&] { t.object->mul_rf_xf(mp, T, A, 4, 0, 5); });
+    expect_short([&] { t.object->sqr_r_x(mp, T, A, 4, 0, 5); });
+    expect_short([&] { t.object->mul_rr_xx(mp, T, A, 3, A, 4, 0, 5); });
 }
 
 TEST(BigFloatTransformR, ResultsThatDoNotFit) {
     Bound t(Source::negacyclic, 20);
-    const MultiplyContext context = t.context();
+    const MultiplyContext mp = t.context();
     Number A({1, 2, 3}, 0, true), T(3);
     const auto expect_small = [&](const std::string& function, u64 required, auto&& call) {
         try {
@@ -402,21 +402,21 @@ TEST(BigFloatTransformR, ResultsThatDoNotFit) {
         }
     };
     // Words 4 and 5, and two guard words.
-    expect_small("sqr_r_x", 4, [&] { t.object->sqr_r_x(context, T, A, 9, 4, 9); });
-    expect_small("mul_rr_xx", 4, [&] { t.object->mul_rr_xx(context, T, A, 9, A, 9, 4, 9); });
-    expect_small("mul_rr_xf", 4, [&] { t.object->mul_rr_xf(context, T, A, 9, A, 9, 4, 9); });
-    expect_small("mul_rf_xf", 4, [&] { t.object->mul_rf_xf(context, T, A, 9, 4, 9); });
-    expect_small("sqr_rx_xf", 6, [&] { t.object->sqr_rx_xf(context, T, A, 9, 0, 9); });
-    t.other->forward(context, A, 9);
-    expect_small("inverse_fmul", 4, [&] { t.object->inverse_fmul(context, T, *t.other, 4, 9); });
-    expect_small("inverse_fsqr", 4, [&] { t.other->inverse_fsqr(context, T, 4, 9); });
-    t.object->sqr_r_x(context, T, A, 9, 5, 9);
+    expect_small("sqr_r_x", 4, [&] { t.object->sqr_r_x(mp, T, A, 9, 4, 9); });
+    expect_small("mul_rr_xx", 4, [&] { t.object->mul_rr_xx(mp, T, A, 9, A, 9, 4, 9); });
+    expect_small("mul_rr_xf", 4, [&] { t.object->mul_rr_xf(mp, T, A, 9, A, 9, 4, 9); });
+    expect_small("mul_rf_xf", 4, [&] { t.object->mul_rf_xf(mp, T, A, 9, 4, 9); });
+    expect_small("sqr_rx_xf", 6, [&] { t.object->sqr_rx_xf(mp, T, A, 9, 0, 9); });
+    t.other->forward(mp, A, 9);
+    expect_small("inverse_fmul", 4, [&] { t.object->inverse_fmul(mp, T, *t.other, 4, 9); });
+    expect_small("inverse_fsqr", 4, [&] { t.other->inverse_fsqr(mp, T, 4, 9); });
+    t.object->sqr_r_x(mp, T, A, 9, 5, 9);
     EXPECT_EQ(T->exp, 3);
 }
 
 TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
     Bound t(Source::cyclic, 12), same(Source::cyclic, 12), longer(Source::cyclic, 13);
-    const MultiplyContext context = t.context();
+    const MultiplyContext mp = t.context();
     Number A({1, 2, 3}, 0, true), T(20);
     const auto expect_invalid = [](const std::string& function, auto&& call) {
         try {
@@ -429,25 +429,25 @@ TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
     };
     CaptureConsole console;
     MonitoredRun run;
-    MultiplyContext monitored = context;
+    MultiplyContext monitored = mp;
     monitored.parallel.run = run.context().run;
     expect_invalid("mul_rf_xf", [&] { t.object->mul_rf_xf(monitored, T, A, 9, 0, 9); });
     run.show();
     std::string dump;
     for (const std::string& line : A->dump()) dump += line + "\n";
     EXPECT_EQ(console.take(), dump);
-    expect_invalid("inverse_fsqr", [&] { t.object->inverse_fsqr(context, T, 0, 9); });
-    t.object->forward(context, A, 9);
-    expect_invalid("inverse_fmul", [&] { t.object->inverse_fmul(context, T, *t.other, 0, 9); });
+    expect_invalid("inverse_fsqr", [&] { t.object->inverse_fsqr(mp, T, 0, 9); });
+    t.object->forward(mp, A, 9);
+    expect_invalid("inverse_fmul", [&] { t.object->inverse_fmul(mp, T, *t.other, 0, 9); });
 
     same.object->forward(same.context(), A, 9);
-    t.object->inverse_fmul(context, T, *same.object, 0, 9);
+    t.object->inverse_fmul(mp, T, *same.object, 0, 9);
     EXPECT_EQ(T->L, 5u);
 
-    t.object->forward(context, A, 9);
+    t.object->forward(mp, A, 9);
     longer.object->forward(longer.context(), A, 9);
     try {
-        t.object->inverse_fmul(context, T, *longer.object, 0, 9);
+        t.object->inverse_fmul(mp, T, *longer.object, 0, 9);
         FAIL();
     } catch (const InvalidParametersException& e) {
         EXPECT_STREQ(e.get_typename(), "InvalidParametersException");
@@ -465,9 +465,9 @@ TEST(TransformHelper, SquaresKeepTheTopWordsAndTwoGuards) {
         const u64 longest = repeat % 10 ? 37 : limit;
         const u64 p = 1 + rng() % longest;
         Number A(random_words(1 + rng() % std::min(p + 5, longest), rng), i64(rng() % 17) - 8, rng() % 2);
-        const MultiplyContext sizes{parallel, {}};
+        const MultiplyContext sizes{P, {}};
         Scratch scratch(TransformHelper::scratch_bytes(sizes, A->L, p));
-        const TransformHelper helper({parallel, scratch.view()}, A, p);
+        const TransformHelper helper({P, scratch.view()}, A, p);
         EXPECT_GE(helper.transform().convolution_words(), 2 * std::min(p, A->L) + 6);
         Number T(p + 2);
         for (int use = 0; use < 2; use++) {
@@ -482,7 +482,7 @@ TEST(TransformHelper, SquaresKeepTheTopWordsAndTwoGuards) {
 
         Scratch less(scratch.size() - 64);
         try {
-            const TransformHelper refused({parallel, less.view()}, A, p);
+            const TransformHelper refused({P, less.view()}, A, p);
             FAIL();
         } catch (const BufferTooSmallException& e) {
             EXPECT_EQ(e.function, "TransformHelper::TransformHelper()");

@@ -1,5 +1,5 @@
-// Every product of a BigFloatTransformR in exactly the memory that it announces, guard words around each
-// piece, and not in less.
+// Every product of a BigFloatTransformR in exactly the memory that it announces, guard words around each piece, and
+// not in less.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,27 +29,25 @@ struct Operation {
 
 const Operation kOperations[] = {
     {"sqr_r_x", true,
-     [](const MultiplyContext& context, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T,
-        const BigFloat& A, const BigFloat&) { R.sqr_r_x(context, T, A, A.L, -kAll, 2 * A.mag()); }},
+     [](const MultiplyContext& mp, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T, const BigFloat& A,
+        const BigFloat&) { R.sqr_r_x(mp, T, A, A.L, -kAll, 2 * A.mag()); }},
     {"mul_rr_xx", false,
-     [](const MultiplyContext& context, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T,
-        const BigFloat& A,
-        const BigFloat& B) { R.mul_rr_xx(context, T, A, A.L, B, B.L, -kAll, A.mag() + B.mag()); }},
+     [](const MultiplyContext& mp, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T, const BigFloat& A,
+        const BigFloat& B) { R.mul_rr_xx(mp, T, A, A.L, B, B.L, -kAll, A.mag() + B.mag()); }},
     {"mul_rr_xf, mul_rf_xf", false,
-     [](const MultiplyContext& context, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T,
-        const BigFloat& A, const BigFloat& B) {
-         R.mul_rr_xf(context, T, A, A.L, B, B.L, -kAll, A.mag() + B.mag());
+     [](const MultiplyContext& mp, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T, const BigFloat& A,
+        const BigFloat& B) {
+         R.mul_rr_xf(mp, T, A, A.L, B, B.L, -kAll, A.mag() + B.mag());
          T.clear();
-         R.mul_rf_xf(context, T, B, B.L, -kAll, A.mag() + B.mag());
+         R.mul_rf_xf(mp, T, B, B.L, -kAll, A.mag() + B.mag());
      }},
     {"sqr_rx_xf", true,
-     [](const MultiplyContext& context, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T,
-        const BigFloat& A, const BigFloat&) { R.sqr_rx_xf(context, T, A, A.L, -kAll, 2 * A.mag()); }},
+     [](const MultiplyContext& mp, BigFloatTransformR& R, BigFloatTransformR&, BigFloat& T, const BigFloat& A,
+        const BigFloat&) { R.sqr_rx_xf(mp, T, A, A.L, -kAll, 2 * A.mag()); }},
 };
 
 void expect_product(const BigFloat& T, const BigFloat& A, const BigFloat& B) {
-    expect_value(T, reference::magnitude_at(A, A.exp) * reference::magnitude_at(B, B.exp), A.exp + B.exp,
-                 A.sign == B.sign);
+    expect_value(T, reference::magnitude_at(A, A.exp) * reference::magnitude_at(B, B.exp), A.exp + B.exp, A.sign == B.sign);
 }
 
 TEST(TransformMemory, ProductsUseExactlyTheirScratch) {
@@ -72,8 +70,7 @@ TEST(TransformMemory, ProductsUseExactlyTheirScratch) {
 
             const bool plain = std::string(operation.name) == "mul_rr_xx";
             Scratch less((plain ? std::min(scratch.size(), holder->plain_bytes()) : scratch.size()) - 64);
-            EXPECT_THROW(operation.run({serial_context(), less.view()}, R, S, T, a, b),
-                         BufferTooSmallException);
+            EXPECT_THROW(operation.run({serial_context(), less.view()}, R, S, T, a, b), BufferTooSmallException);
             EXPECT_TRUE(less.guards_intact() && x.guards_intact());
         }
     }
@@ -89,15 +86,15 @@ TEST(TransformMemory, HeldProductsUseTheTransformsScratch) {
         const Number A(random_words(n / 2, rng), 3, true), B(random_words(n - n / 2, rng), -7, false);
         const BigFloat &a = A.value, &b = B.value;
         Scratch x(holder->data_bytes()), y(holder->data_bytes()), scratch(holder->scratch_bytes());
-        const MultiplyContext context{serial_context(), scratch.view()};
+        const MultiplyContext mp{serial_context(), scratch.view()};
         BigFloatTransformR R(*holder, x.data()), S(*holder, y.data());
         Number T(n);
-        R.forward(context, a, a.L);
-        S.forward(context, b, b.L);
-        R.inverse_fmul(context, T, S, -kAll, a.mag() + b.mag());
+        R.forward(mp, a, a.L);
+        S.forward(mp, b, b.L);
+        R.inverse_fmul(mp, T, S, -kAll, a.mag() + b.mag());
         expect_product(T, a, b);
-        R.forward(context, a, a.L);
-        R.inverse_fsqr(context, T, -kAll, 2 * a.mag());
+        R.forward(mp, a, a.L);
+        R.inverse_fsqr(mp, T, -kAll, 2 * a.mag());
         expect_product(T, a, a);
         EXPECT_TRUE(scratch.guards_intact() && x.guards_intact() && y.guards_intact());
     }
@@ -114,11 +111,11 @@ TEST(TransformMemory, PlainProductsNeedNoData) {
         const BigFloat &a = A.value, &b = B.value;
         BigFloatTransformR R(*holder, nullptr);
         Scratch scratch(R.plain_scratch_bytes());
-        const MultiplyContext context{serial_context(), scratch.view()};
+        const MultiplyContext mp{serial_context(), scratch.view()};
         Number T(n);
-        R.mul_rr_xx(context, T, a, a.L, b, b.L, -kAll, a.mag() + b.mag());
+        R.mul_rr_xx(mp, T, a, a.L, b, b.L, -kAll, a.mag() + b.mag());
         expect_product(T, a, b);
-        R.sqr_r_x(context, T, a, a.L, -kAll, 2 * a.mag());
+        R.sqr_r_x(mp, T, a, a.L, -kAll, 2 * a.mag());
         expect_product(T, a, a);
         EXPECT_TRUE(scratch.guards_intact());
         EXPECT_FALSE(R.held());
@@ -140,8 +137,7 @@ TEST(TransformMemory, ProductsOverTheirOperands) {
         const Number A(random_words(n / 2, rng), 3, true), B(random_words(n - n / 2, rng), -7, false);
         const BigFloat &a = A.value, &b = B.value;
         for (const Operation& operation : kOperations) {
-            if (operation.run == nullptr || std::string(operation.name).find(',') != std::string::npos)
-                continue;
+            if (operation.run == nullptr || std::string(operation.name).find(',') != std::string::npos) continue;
             for (u64 offset : {u64(0), n / 2}) {
                 SCOPED_TRACE(testing::Message() << operation.name << ", " << n << " words at " << offset);
                 Scratch x(holder->data_bytes()), y(holder->data_bytes());
@@ -164,12 +160,13 @@ TEST(TransformMemory, TransformHelperStaysInsideItsScratch) {
         SCOPED_TRACE(p);
         const Number A(random_words(p, rng), 0, true);
         Scratch scratch(TransformHelper::scratch_bytes({serial_context(), {}}, p, p));
-        const MultiplyContext context{serial_context(), scratch.view()};
+        const MultiplyContext mp{serial_context(), scratch.view()};
         Number T(2 * p + 2);
-        TransformHelper(context, A.value, p).sqr(T, A.value);
+        TransformHelper(mp, A.value, p).sqr(T, A.value);
         // the top p words and two below them, the lowest within a unit
         const mpz_class square = reference::magnitude_at(A.value, 0) * reference::magnitude_at(A.value, 0);
-        const mpz_class difference = square - reference::shifted(reference::magnitude_at(T, T->exp), T->exp);
+        const mpz_class difference =
+            square - reference::shifted(reference::magnitude_at(T, T->exp), T->exp);
         EXPECT_TRUE(abs(difference) <= reference::shifted(1, T->exp));
         EXPECT_TRUE(scratch.guards_intact());
         Scratch less(scratch.size() - 64);

@@ -16,20 +16,14 @@ using namespace trel;
 // A 300-bit float for the truth.
 class Real {
   public:
-    Real() {
-        mpfr_init2(x_, 300);
-        mpfr_set_zero(x_, 1);
-    }
+    Real() { mpfr_init2(x_, 300); mpfr_set_zero(x_, 1); }
     explicit Real(const DoubleDouble& d) : Real() {
         mpfr_set_d(x_, d.high, MPFR_RNDN);
         mpfr_add_d(x_, x_, d.low, MPFR_RNDN);
     }
     explicit Real(const char* text) : Real() { mpfr_set_str(x_, text, 10, MPFR_RNDN); }
     Real(const Real& o) : Real() { mpfr_set(x_, o.x_, MPFR_RNDN); }
-    Real& operator=(const Real& o) {
-        mpfr_set(x_, o.x_, MPFR_RNDN);
-        return *this;
-    }
+    Real& operator=(const Real& o) { mpfr_set(x_, o.x_, MPFR_RNDN); return *this; }
     ~Real() { mpfr_clear(x_); }
     mpfr_ptr p() { return x_; }
     mpfr_srcptr p() const { return x_; }
@@ -96,8 +90,7 @@ TEST(DoubleDouble, Parse) {
     EXPECT_EQ(DoubleDouble::parse("3e5").high, 3);
     EXPECT_EQ(DoubleDouble::parse("123456789012345678").high + DoubleDouble::parse("123456789012345678").low,
               123456789012345678.0);
-    EXPECT_LT(error_bits(DoubleDouble::parse("98765432109876543210987654321"),
-                         Real("98765432109876543210987654321")),
+    EXPECT_LT(error_bits(DoubleDouble::parse("98765432109876543210987654321"), Real("98765432109876543210987654321")),
               -102);
 }
 
@@ -132,7 +125,8 @@ TEST(DoubleDouble, Arithmetic) {
         Real error(difference);
         mpfr_sub(want.p(), Real(a).p(), Real(b).p(), MPFR_RNDN);
         mpfr_sub(error.p(), error.p(), want.p(), MPFR_RNDN);
-        ASSERT_LE(std::fabs(mpfr_get_d(error.p(), MPFR_RNDN)), std::ldexp(std::max(a.high, b.high), -103));
+        ASSERT_LE(std::fabs(mpfr_get_d(error.p(), MPFR_RNDN)),
+                  std::ldexp(std::max(a.high, b.high), -103));
         ASSERT_EQ((-a).high, -a.high);
         ASSERT_EQ((-a).low, -a.low);
     }

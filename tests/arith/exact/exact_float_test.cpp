@@ -247,8 +247,8 @@ struct TransformOf {
           work(holder->data_bytes() + holder->scratch_bytes()),
           context(context.with_scratch(work.view())),
           R(*holder, data.data()) {}
-    int make(u64 words, const MultiplyContext& context) {
-        make_transform(holder, words, context);
+    int make(u64 words, const MultiplyContext& c) {
+        make_transform(holder, words, c);
         return 0;
     }
     TransformHolder holder;
@@ -335,31 +335,25 @@ TEST(ExactFloatTest, Errors) {
         }
         return std::string("nothing");
     };
-    const ParallelContext& parallel = serial_context();
+    const ParallelContext& P = serial_context();
     Number full(rng, 4, 0, 0, 0), tall(rng, 5, 0, 0, 0), low(rng, 2, -1, 0, 0), ok(rng, 2, 1, 0, 0);
-    EXPECT_EQ(message([&] { full.number.uaddAB_ip(parallel, ok.number); }),
-              "ExactFloat::uaddAB_ip() Amag >= Tmax");
-    EXPECT_EQ(message([&] { full.number.uaddBA_ip(parallel, tall.number); }),
+    EXPECT_EQ(message([&] { full.number.uaddAB_ip(P, ok.number); }), "ExactFloat::uaddAB_ip() Amag >= Tmax");
+    EXPECT_EQ(message([&] { full.number.uaddBA_ip(P, tall.number); }),
               "ExactFloat::uaddBA_ip() Bmag >= Tmax");
-    EXPECT_EQ(message([&] { full.number.usubBA_ip(parallel, tall.number); }),
-              "ExactFloat::usubBA_ip() Bmag > Tmax");
+    EXPECT_EQ(message([&] { full.number.usubBA_ip(P, tall.number); }), "ExactFloat::usubBA_ip() Bmag > Tmax");
     ExactFloat cut = full.number;
     cut.buffer_size = 3;
-    EXPECT_EQ(message([&] { cut.usubAB_ip(parallel, ok.number); }), "ExactFloat::usubAB_ip() Amag > Tmax");
+    EXPECT_EQ(message([&] { cut.usubAB_ip(P, ok.number); }), "ExactFloat::usubAB_ip() Amag > Tmax");
     Number room(rng, 2, 0, 0, 3);
-    EXPECT_EQ(message([&] { room.number.uaddAB_ip(parallel, low.number); }),
-              "ExactFloat::uaddAB_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.uaddBA_ip(parallel, low.number); }),
-              "ExactFloat::uaddBA_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.usubAB_ip(parallel, low.number); }),
-              "ExactFloat::usubAB_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.usubBA_ip(parallel, low.number); }),
-              "ExactFloat::usubBA_ip() Bexp < Tmin");
+    EXPECT_EQ(message([&] { room.number.uaddAB_ip(P, low.number); }), "ExactFloat::uaddAB_ip() Bexp < Tmin");
+    EXPECT_EQ(message([&] { room.number.uaddBA_ip(P, low.number); }), "ExactFloat::uaddBA_ip() Bexp < Tmin");
+    EXPECT_EQ(message([&] { room.number.usubAB_ip(P, low.number); }), "ExactFloat::usubAB_ip() Bexp < Tmin");
+    EXPECT_EQ(message([&] { room.number.usubBA_ip(P, low.number); }), "ExactFloat::usubBA_ip() Bexp < Tmin");
     Number T(20);
     Number minus = room;
     minus.number.T = minus.storage.data();
     minus.number.sign = !room.number.sign;
-    EXPECT_EQ(message([&] { T.number.set_add(room.number, minus.number, parallel); }),
+    EXPECT_EQ(message([&] { T.number.set_add(room.number, minus.number, P); }),
               "ExactFloat::set_add() Not implemented yet.");
 
     const auto too_small = [](auto&& f) {
@@ -372,21 +366,18 @@ TEST(ExactFloatTest, Errors) {
     };
     Memory memory(20);
     Number tiny(1);
-    EXPECT_EQ(too_small([&] { tiny.number.set_ExactFloat(full.number, parallel); }),
-              "ExactFloat::set_ExactFloat()");
+    EXPECT_EQ(too_small([&] { tiny.number.set_ExactFloat(full.number, P); }), "ExactFloat::set_ExactFloat()");
     EXPECT_EQ(too_small([&] { tiny.number.set_mul(memory.context, full.number, ok.number); }),
               "ExactFloat::set_mul()");
-    EXPECT_EQ(too_small([&] { full.number.mp2(1, parallel); }), "ExactFloat::mp2()");
+    EXPECT_EQ(too_small([&] { full.number.mp2(1, P); }), "ExactFloat::mp2()");
     const Number zero(1);
-    EXPECT_EQ(too_small([&] { tiny.number.set_add(zero.number, full.number, parallel); }),
+    EXPECT_EQ(too_small([&] { tiny.number.set_add(zero.number, full.number, P); }),
               "ExactFloat::set_ExactFloat()");
-    EXPECT_EQ(too_small([&] { tiny.number.set_add(room.number, room.number, parallel); }),
-              "ExactFloat::set_add()");
+    EXPECT_EQ(too_small([&] { tiny.number.set_add(room.number, room.number, P); }), "ExactFloat::set_add()");
     Word words[2] = {1, 1};
     BasicIntR integer(words, 2);
     integer.L = 2;
-    EXPECT_EQ(too_small([&] { tiny.number.set_BasicInt(integer, true, parallel); }),
-              "ExactFloat::set_BasicInt()");
+    EXPECT_EQ(too_small([&] { tiny.number.set_BasicInt(integer, true, P); }), "ExactFloat::set_BasicInt()");
 
     TransformOf t(4, memory.context), u(6, memory.context);
     Number product(12);

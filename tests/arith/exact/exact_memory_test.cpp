@@ -1,5 +1,5 @@
-// Every product of an ExactFloatTransformR in exactly the memory that it announces, guard words around each
-// piece, and not in less.
+// Every product of an ExactFloatTransformR in exactly the memory that it announces, guard words around each piece,
+// and not in less.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -43,8 +43,8 @@ void expect_product(const ExactFloat& T, const Number& A, const Number& B) {
     EXPECT_TRUE(m61::equal(T.residue, T.computed_residue()));
 }
 
-using Run = std::function<void(const MultiplyContext&, ExactFloatTransformR&, ExactFloat& T,
-                               const ExactFloat& A, const ExactFloat& B)>;
+using Run = std::function<void(const MultiplyContext&, ExactFloatTransformR&, ExactFloat& T, const ExactFloat& A,
+                               const ExactFloat& B)>;
 struct Operation {
     const char* name;
     bool square;
@@ -82,8 +82,9 @@ TEST(ExactMemory, ProductsUseExactlyTheirScratch) {
             EXPECT_TRUE(scratch.guards_intact() && data.guards_intact());
             const bool plain = std::string(operation.name) == "mul_rr_xx";
             Scratch less((plain ? std::min(scratch.size(), holder->plain_bytes()) : scratch.size()) - 64);
-            EXPECT_THROW(operation.run({serial_context(), less.view()}, R, T.value, A.value, B.value),
-                         BufferTooSmallException);
+            EXPECT_THROW(
+                operation.run({serial_context(), less.view()}, R, T.value, A.value, B.value),
+                BufferTooSmallException);
         }
     }
 }
@@ -96,15 +97,15 @@ TEST(ExactMemory, HeldProductsUseTheTransformsScratch) {
         make_transform(holder, n, {serial_context(), {}});
         const Number A(n / 2, rng), B(n - n / 2, rng);
         Scratch x(holder->data_bytes()), y(holder->data_bytes()), scratch(holder->scratch_bytes());
-        const MultiplyContext context{serial_context(), scratch.view()};
+        const MultiplyContext mp{serial_context(), scratch.view()};
         ExactFloatTransformR R(*holder, x.data()), S(*holder, y.data());
         Number T(n);
-        R.forward(context, A.value);
-        S.forward(context, B.value);
-        R.inverse_fmul(context, T.value, S);
+        R.forward(mp, A.value);
+        S.forward(mp, B.value);
+        R.inverse_fmul(mp, T.value, S);
         expect_product(T.value, A, B);
-        R.forward(context, A.value);
-        R.inverse_fsqr(context, T.value);
+        R.forward(mp, A.value);
+        R.inverse_fsqr(mp, T.value);
         expect_product(T.value, A, A);
         EXPECT_TRUE(scratch.guards_intact() && x.guards_intact() && y.guards_intact());
     }
@@ -119,11 +120,11 @@ TEST(ExactMemory, PlainProductsNeedNoData) {
         const Number A(n / 2, rng), B(n - n / 2, rng);
         ExactFloatTransformR R(*holder, nullptr);
         Scratch scratch(R.plain_scratch_bytes());
-        const MultiplyContext context{serial_context(), scratch.view()};
+        const MultiplyContext mp{serial_context(), scratch.view()};
         Number T(n);
-        R.mul_rr_xx(context, T.value, A.value, B.value);
+        R.mul_rr_xx(mp, T.value, A.value, B.value);
         expect_product(T.value, A, B);
-        R.mul_rr_xx(context, T.value, A.value, A.value);
+        R.mul_rr_xx(mp, T.value, A.value, A.value);
         expect_product(T.value, A, A);
         EXPECT_TRUE(scratch.guards_intact());
     }

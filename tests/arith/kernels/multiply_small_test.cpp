@@ -23,15 +23,15 @@ Words gmp_mul(const Words& a, const Words& b) {
 }
 
 // The product with exactly the scratch that the size query names.
-Words karatsuba(const Words& a, const Words& b, const ParallelContext& parallel) {
+Words karatsuba(const Words& a, const Words& b, const ParallelContext& P) {
     const u64 n = a.size() + b.size();
     const KaratsubaSizes sizes = karatsuba_sizes(64 * n);
     EXPECT_GE(sizes.output_bytes, 8 * n);
     Words t(n + 1, kCanary), scratch(sizes.scratch_bytes / 8 + 1, kCanary);
     if (&a == &b) {
-        sqr_karatsuba(t.data(), a.data(), a.size(), scratch.data(), parallel);
+        sqr_karatsuba(t.data(), a.data(), a.size(), scratch.data(), P);
     } else {
-        mul_karatsuba(t.data(), a.data(), a.size(), b.data(), b.size(), scratch.data(), parallel);
+        mul_karatsuba(t.data(), a.data(), a.size(), b.data(), b.size(), scratch.data(), P);
     }
     EXPECT_EQ(t.back(), kCanary);
     EXPECT_EQ(scratch.back(), kCanary);
@@ -86,8 +86,8 @@ TEST(Karatsuba, BalancedProductOfEverySize) {
 TEST(Karatsuba, UnbalancedProducts) {
     std::mt19937_64 rng(4);
     for (u64 m : {1, 2, 30, 31, 32, 33, 45, 61, 62, 63, 64, 65, 100}) {
-        for (u64 n : {m, m + 1, m + 2, 2 * m - 1, 2 * m, 2 * m + 1, 3 * m - 1, 3 * m, 3 * m + 1, 4 * m - 1,
-                      4 * m, 4 * m + 1, 5 * m + 7, 9 * m + 5, m + 30, m + 31, m + 32}) {
+        for (u64 n : {m, m + 1, m + 2, 2 * m - 1, 2 * m, 2 * m + 1, 3 * m - 1, 3 * m, 3 * m + 1, 4 * m - 1, 4 * m,
+                      4 * m + 1, 5 * m + 7, 9 * m + 5, m + 30, m + 31, m + 32}) {
             const Words a = pattern(n, rng), b = pattern(m, rng);
             ASSERT_EQ(karatsuba(a, b, serial_context()), gmp_mul(a, b)) << n << " " << m;
             ASSERT_EQ(karatsuba(b, a, serial_context()), gmp_mul(a, b)) << n << " " << m;
@@ -109,12 +109,9 @@ TEST(Karatsuba, HalvesThatAreEqualOrOrderedByOneWord) {
                 if (n % 2 == 1) a[L - 1] = low_top;
                 a[0] = low;
                 b[n - 1] = low;
-                ASSERT_EQ(karatsuba(a, a, serial_context()), gmp_mul(a, a))
-                    << n << " " << low_top << " " << low;
-                ASSERT_EQ(karatsuba(a, b, serial_context()), gmp_mul(a, b))
-                    << n << " " << low_top << " " << low;
-                ASSERT_EQ(karatsuba(b, a, serial_context()), gmp_mul(a, b))
-                    << n << " " << low_top << " " << low;
+                ASSERT_EQ(karatsuba(a, a, serial_context()), gmp_mul(a, a)) << n << " " << low_top << " " << low;
+                ASSERT_EQ(karatsuba(a, b, serial_context()), gmp_mul(a, b)) << n << " " << low_top << " " << low;
+                ASSERT_EQ(karatsuba(b, a, serial_context()), gmp_mul(a, b)) << n << " " << low_top << " " << low;
             }
         }
     }

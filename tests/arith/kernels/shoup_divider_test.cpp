@@ -122,7 +122,7 @@ TEST(ShoupDivider, StepsBesideMultiplesOfLongDivisors) {
 }
 
 // Against GMP's division by one word.
-void check_division(const ShoupDivider& divider, const Words& a, Word r, const ParallelContext& parallel) {
+void check_division(const ShoupDivider& divider, const Words& a, Word r, const ParallelContext& P) {
     const u64 n = a.size();
     const Word d = divider.divisor();
     Words dividend = a, want(n + 1);
@@ -132,11 +132,10 @@ void check_division(const ShoupDivider& divider, const Words& a, Word r, const P
     ASSERT_EQ(want[n], 0u);
     want.pop_back();
     Words q(n, 77);
-    ASSERT_EQ(bp_div_np(divider, q.data(), a.data(), n, r, parallel), rest)
-        << n << " " << d << " " << parallel.tds;
-    ASSERT_EQ(q, want) << n << " " << d << " " << parallel.tds;
+    ASSERT_EQ(bp_div_np(divider, q.data(), a.data(), n, r, P), rest) << n << " " << d << " " << P.tds;
+    ASSERT_EQ(q, want) << n << " " << d << " " << P.tds;
     q = a;
-    ASSERT_EQ(bp_div_np(divider, q.data(), q.data(), n, r, parallel), rest);
+    ASSERT_EQ(bp_div_np(divider, q.data(), q.data(), n, r, P), rest);
     ASSERT_EQ(q, want);
 
     std::fill(dividend.begin(), dividend.end() - 1, 0);
@@ -144,8 +143,8 @@ void check_division(const ShoupDivider& divider, const Words& a, Word r, const P
     const Word rest_ex = mpn_divrem_1(reinterpret_cast<mp_ptr>(want.data()), 0,
                                       reinterpret_cast<mp_srcptr>(dividend.data()), mp_size_t(n + 1), d);
     want.pop_back();
-    ASSERT_EQ(bp_div_ex(divider, q.data(), n, r, parallel), rest_ex) << n << " " << d << " " << parallel.tds;
-    ASSERT_EQ(q, want) << n << " " << d << " " << parallel.tds;
+    ASSERT_EQ(bp_div_ex(divider, q.data(), n, r, P), rest_ex) << n << " " << d << " " << P.tds;
+    ASSERT_EQ(q, want) << n << " " << d << " " << P.tds;
 }
 
 TEST(ShoupDivider, SerialDivision) {
@@ -192,18 +191,17 @@ TEST(ShoupDivider, DivisionInTasks) {
     std::mt19937_64 rng(3);
     ReverseFramework reverse;
     ThreadFramework threads;
-    for (const ParallelContext& parallel : {ParallelContext{&reverse, 2}, ParallelContext{&reverse, 7},
-                                            ParallelContext{&reverse, 64}, ParallelContext{&threads, 3}}) {
+    for (const ParallelContext& P : {ParallelContext{&reverse, 2}, ParallelContext{&reverse, 7},
+                                     ParallelContext{&reverse, 64}, ParallelContext{&threads, 3}}) {
         for (u64 n : {999, 1000, 1001, 1999, 2000, 2001, 5000, 70001}) {
             const u64 before = reverse.dispatches;
             for (int round = 0; round < 4; round++) {
                 const Word d = divisors()[rng() % 60];
-                check_division(ShoupDivider(d), pattern(n, rng), round ? rng() % d : d - 1, parallel);
+                check_division(ShoupDivider(d), pattern(n, rng), round ? rng() % d : d - 1, P);
                 if (HasFatalFailure()) return;
             }
-            if (parallel.framework == &reverse) {
-                EXPECT_EQ(reverse.dispatches > before, n > 1000 && parallel.tds > 2)
-                    << n << " " << parallel.tds;
+            if (P.framework == &reverse) {
+                EXPECT_EQ(reverse.dispatches > before, n > 1000 && P.tds > 2) << n << " " << P.tds;
             }
         }
     }

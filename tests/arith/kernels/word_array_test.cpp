@@ -32,21 +32,21 @@ Words placed(const Words& a, i64 offset, i64 lo, i64 hi) {
 }
 
 void check_frame(const Words& a, i64 offset_a, const Words& b, i64 offset_b, u8 carry, i64 lo, i64 hi,
-                 const ParallelContext& parallel) {
+                 const ParallelContext& P) {
     const u64 n = u64(hi - lo);
     const PlacedWords A{a.data(), a.size(), offset_a}, B{b.data(), b.size(), offset_b};
     Words want = reference::add(placed(a, offset_a, lo, hi), placed(b, offset_b, lo, hi), carry);
     Words t(n + 1, 77);
-    u8 out = bp_add(t.data(), A, B, carry, lo, hi, parallel);
+    u8 out = bp_add(t.data(), A, B, carry, lo, hi, P);
     ASSERT_EQ(t[n], 77u);
     t[n] = out;
-    ASSERT_EQ(t, want) << "add n=" << n << " tds=" << parallel.tds;
+    ASSERT_EQ(t, want) << "add n=" << n << " tds=" << P.tds;
     want = reference::sub(placed(a, offset_a, lo, hi), placed(b, offset_b, lo, hi), carry);
     t[n] = 77;
-    out = bp_sub(t.data(), A, B, carry, lo, hi, parallel);
+    out = bp_sub(t.data(), A, B, carry, lo, hi, P);
     ASSERT_EQ(t[n], 77u);
     t[n] = out;
-    ASSERT_EQ(t, want) << "sub n=" << n << " tds=" << parallel.tds;
+    ASSERT_EQ(t, want) << "sub n=" << n << " tds=" << P.tds;
 }
 
 TEST(WordArray, AddAndSubtractInFrames) {
@@ -70,13 +70,13 @@ TEST(WordArray, AddAndSubtractInFrames) {
 TEST(WordArray, ParallelAddAndSubtract) {
     std::mt19937_64 rng(2);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {4095, 4096, 4104, 8191, 8192, 8193, 12288, 12289, 12290, 12291, 16385, 30001}) {
             for (unsigned round = 0; round < 6 / kalvor_test::thinned(3); round++) {
                 const Words a = pattern(n, rng), b = pattern(n, rng);
-                check_frame(a, 5, b, 5, rng() & 1, 5, 5 + i64(n), parallel);
+                check_frame(a, 5, b, 5, rng() & 1, 5, 5 + i64(n), P);
                 // Shifted operands: each part of the frame is covered by none, one or both.
-                check_frame(a, -i64(rng() % 9000), b, i64(rng() % 9000), rng() & 1, 0, i64(n), parallel);
+                check_frame(a, -i64(rng() % 9000), b, i64(rng() % 9000), rng() & 1, 0, i64(n), P);
                 if (HasFatalFailure()) return;
             }
         }
@@ -86,16 +86,16 @@ TEST(WordArray, ParallelAddAndSubtract) {
 
 TEST(WordArray, CarryThroughWholeBlocks) {
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {8192, 12288, 12289, 12290, 3 * 4096 + 3, 20000}) {
             const Words ones(n, ~Word(0)), zeros(n, 0), one{1};
             Words t(n);
             // All ones + 1 = 0 and a carry.
-            EXPECT_EQ(bp_add(t.data(), {ones.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), parallel), 1);
-            EXPECT_EQ(t, zeros) << n << " " << parallel.tds;
+            EXPECT_EQ(bp_add(t.data(), {ones.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), P), 1);
+            EXPECT_EQ(t, zeros) << n << " " << P.tds;
             // 0 - 1 = all ones and a borrow.
-            EXPECT_EQ(bp_sub(t.data(), {zeros.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), parallel), 1);
-            EXPECT_EQ(t, ones) << n << " " << parallel.tds;
+            EXPECT_EQ(bp_sub(t.data(), {zeros.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), P), 1);
+            EXPECT_EQ(t, ones) << n << " " << P.tds;
             // A stretch that starts and ends inside blocks; the ripple must stop where it ends.
             for (u64 stop : {u64(4096 + 1), u64(4096 + 2), u64(8190), n - 1}) {
                 Words a = ones;
@@ -103,15 +103,15 @@ TEST(WordArray, CarryThroughWholeBlocks) {
                 Words want = zeros;
                 std::fill(want.begin() + i64(stop), want.end(), ~Word(0));
                 want[stop] = 6;
-                EXPECT_EQ(bp_add(t.data(), {a.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), parallel), 0);
-                EXPECT_EQ(t, want) << n << " " << stop << " " << parallel.tds;
+                EXPECT_EQ(bp_add(t.data(), {a.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), P), 0);
+                EXPECT_EQ(t, want) << n << " " << stop << " " << P.tds;
                 a = zeros;
                 a[stop] = 5;
                 want = ones;
                 std::fill(want.begin() + i64(stop), want.end(), 0);
                 want[stop] = 4;
-                EXPECT_EQ(bp_sub(t.data(), {a.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), parallel), 0);
-                EXPECT_EQ(t, want) << n << " " << stop << " " << parallel.tds;
+                EXPECT_EQ(bp_sub(t.data(), {a.data(), n, 0}, {one.data(), 1, 0}, 0, 0, i64(n), P), 0);
+                EXPECT_EQ(t, want) << n << " " << stop << " " << P.tds;
             }
         }
     }
@@ -120,20 +120,18 @@ TEST(WordArray, CarryThroughWholeBlocks) {
 TEST(WordArray, InPlaceForms) {
     std::mt19937_64 rng(3);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {10, 500, 9000}) {
             const Words a = pattern(n, rng), b = pattern(n / 2, rng);
             const i64 at = i64(n / 3);
             Words want = reference::add(a, placed(b, at, 0, i64(n)), 0);
             Words t = a;
-            const u8 out =
-                bp_add(t.data(), {t.data(), n, 0}, {b.data(), b.size(), at}, 0, 0, i64(n), parallel);
+            const u8 out = bp_add(t.data(), {t.data(), n, 0}, {b.data(), b.size(), at}, 0, 0, i64(n), P);
             t.push_back(out);
             EXPECT_EQ(t, want);
             want = reference::sub(placed(b, at, 0, i64(n)), a, 0);
             t = a;
-            const u8 borrow =
-                bp_sub(t.data(), {b.data(), b.size(), at}, {t.data(), n, 0}, 0, 0, i64(n), parallel);
+            const u8 borrow = bp_sub(t.data(), {b.data(), b.size(), at}, {t.data(), n, 0}, 0, 0, i64(n), P);
             t.push_back(borrow);
             EXPECT_EQ(t, want);
         }
@@ -143,7 +141,7 @@ TEST(WordArray, InPlaceForms) {
 TEST(WordArray, CarryJoin) {
     std::mt19937_64 rng(4);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {100, 1000, 8192, 20000}) {
             for (unsigned round = 0; round < 60 / kalvor_test::thinned(6); round++) {
                 const u64 length = std::max<u64>(8, (n / (1 + rng() % 60) + 7) & ~u64(7));
@@ -162,12 +160,12 @@ TEST(WordArray, CarryJoin) {
                 t[n - 1] = 12345;
                 for (Ripple ripple : {Ripple::carry, Ripple::borrow}) {
                     Words got = t;
-                    const u8 out = bp_carry_join(carries, blocks, got.data(), ripple, parallel);
+                    const u8 out = bp_carry_join(carries, blocks, got.data(), ripple, P);
                     Words want = ripple == Ripple::carry ? reference::add(t, carry_words, 0)
                                                          : reference::sub(t, carry_words, 0);
                     ASSERT_EQ(out, want.back() | carries[blocks.count - 1]) << n;
                     want.pop_back();
-                    ASSERT_EQ(got, want) << n << " " << parallel.tds;
+                    ASSERT_EQ(got, want) << n << " " << P.tds;
                 }
             }
         }
@@ -177,7 +175,7 @@ TEST(WordArray, CarryJoin) {
 TEST(WordArray, MultiplyByOneWord) {
     std::mt19937_64 rng(5);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {1, 2, 100, 19999, 20008, 40001, 60003}) {
             for (Word w : {Word(0), Word(1), ~Word(0), Word(rng())}) {
                 for (Word c : {Word(0), ~Word(0)}) {
@@ -189,12 +187,12 @@ TEST(WordArray, MultiplyByOneWord) {
                         high + mpn_add_1(reinterpret_cast<mp_ptr>(want.data()),
                                          reinterpret_cast<mp_srcptr>(want.data()), mp_size_t(n), c);
                     Words t(n + 1, 77);
-                    ASSERT_EQ(bp_mul_uW(t.data(), a.data(), n, w, c, parallel), want_top) << n << " " << w;
+                    ASSERT_EQ(bp_mul_uW(t.data(), a.data(), n, w, c, P), want_top) << n << " " << w;
                     ASSERT_EQ(t.back(), 77u);
                     t.pop_back();
-                    ASSERT_EQ(t, want) << n << " " << w << " " << c << " " << parallel.tds;
+                    ASSERT_EQ(t, want) << n << " " << w << " " << c << " " << P.tds;
                     t = a;
-                    ASSERT_EQ(bp_mul_uW(t.data(), t.data(), n, w, c, parallel), want_top);
+                    ASSERT_EQ(bp_mul_uW(t.data(), t.data(), n, w, c, P), want_top);
                     ASSERT_EQ(t, want);
                 }
             }
@@ -209,10 +207,10 @@ TEST(WordArray, MultiplyByOneWordRipplesThroughBlocks) {
     const u64 n = 60000;
     const Word w = 255;
     const Words a(n, ~Word(0) / w);
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         Words t(n);
-        EXPECT_EQ(bp_mul_uW(t.data(), a.data(), n, w, 1, parallel), 1u);
-        EXPECT_EQ(t, Words(n, 0)) << parallel.tds;
+        EXPECT_EQ(bp_mul_uW(t.data(), a.data(), n, w, 1, P), 1u);
+        EXPECT_EQ(t, Words(n, 0)) << P.tds;
     }
 }
 
@@ -240,16 +238,16 @@ TEST(WordArray, Compare) {
 
 TEST(WordArray, NonzeroLength) {
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
-        EXPECT_EQ(bp_nonzero_length(nullptr, 0, parallel), 0u);
+    for (const ParallelContext& P : contexts.all) {
+        EXPECT_EQ(bp_nonzero_length(nullptr, 0, P), 0u);
         for (u64 n : {1, 100, 16391, 16392, 50000, 50001}) {
             Words a(n, 0);
-            EXPECT_EQ(bp_nonzero_length(a.data(), n, parallel), 0u);
+            EXPECT_EQ(bp_nonzero_length(a.data(), n, P), 0u);
             for (u64 at : {u64(0), n / 3, n / 2, n - 1}) {
                 a.assign(n, 0);
                 a[at] = Word(1) << 63;
                 a[at / 2] = 1;
-                EXPECT_EQ(bp_nonzero_length(a.data(), n, parallel), at + 1) << n << " " << parallel.tds;
+                EXPECT_EQ(bp_nonzero_length(a.data(), n, P), at + 1) << n << " " << P.tds;
             }
         }
     }
@@ -258,11 +256,11 @@ TEST(WordArray, NonzeroLength) {
 TEST(WordArray, Copy) {
     std::mt19937_64 rng(6);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 bytes : {u64(0), u64(1), u64(4097), (u64(2) << 20) - 1, (u64(5) << 20) + 13}) {
             std::vector<u8> from(bytes), to(bytes + 1, 9);
             for (u8& b : from) b = u8(rng());
-            bp_copy(to.data(), from.data(), bytes, parallel);
+            bp_copy(to.data(), from.data(), bytes, P);
             EXPECT_EQ(to.back(), 9);
             to.pop_back();
             EXPECT_EQ(to, from);
@@ -273,17 +271,17 @@ TEST(WordArray, Copy) {
 TEST(WordArray, Negate) {
     std::mt19937_64 rng(7);
     Contexts contexts;
-    for (const ParallelContext& parallel : contexts.all) {
+    for (const ParallelContext& P : contexts.all) {
         for (u64 n : {0, 1, 2, 7, 33, 4096, 9000, 20001}) {
             for (int round = 0; round < 6; round++) {
                 Words a = pattern(n, rng);
                 if (round > 2 && n > 4200) std::fill(a.begin(), a.begin() + i64(rng() % n), 0);
                 Words want = reference::sub(Words(n, 0), a, 0);
                 Words t = a;
-                const u8 carry = bp_negate(t.data(), n, parallel);
+                const u8 carry = bp_negate(t.data(), n, P);
                 ASSERT_EQ(carry, 1 - want.back()) << n;
                 want.pop_back();
-                ASSERT_EQ(t, want) << n << " " << parallel.tds;
+                ASSERT_EQ(t, want) << n << " " << P.tds;
             }
         }
     }

@@ -16,8 +16,7 @@ using reference::Words;
 constexpr Word kCanary = 0x5ca1ab1e0ddba11;
 
 class WordKernelsTest : public EveryKernelSet {};
-INSTANTIATE_TEST_SUITE_P(Sets, WordKernelsTest, ::testing::ValuesIn(available_word_kernels()),
-                         kernel_set_name);
+INSTANTIATE_TEST_SUITE_P(Sets, WordKernelsTest, ::testing::ValuesIn(available_word_kernels()), kernel_set_name);
 
 TEST_P(WordKernelsTest, SchoolbookAgainstPlainDigits) {
     std::mt19937_64 rng(4);
@@ -42,8 +41,8 @@ TEST_P(WordKernelsTest, SchoolbookAgainstGmp) {
             Words t(n + m + 1, kCanary), want(n + m);
             k.mul_basecase(t.data(), a.data(), n, b.data(), m);
             ASSERT_EQ(t.back(), kCanary) << n << " " << m;
-            mpn_mul(reinterpret_cast<mp_ptr>(want.data()), reinterpret_cast<mp_srcptr>(a.data()),
-                    mp_size_t(n), reinterpret_cast<mp_srcptr>(b.data()), mp_size_t(m));
+            mpn_mul(reinterpret_cast<mp_ptr>(want.data()), reinterpret_cast<mp_srcptr>(a.data()), mp_size_t(n),
+                    reinterpret_cast<mp_srcptr>(b.data()), mp_size_t(m));
             t.pop_back();
             ASSERT_EQ(t, want) << n << " " << m;
         }
@@ -58,8 +57,7 @@ TEST_P(WordKernelsTest, SquareAgainstPlainDigitsAndGmp) {
             Words t(2 * n + 1, kCanary), want(2 * n);
             k.sqr_basecase(t.data(), a.data(), n);
             ASSERT_EQ(t.back(), kCanary) << n;
-            mpn_sqr(reinterpret_cast<mp_ptr>(want.data()), reinterpret_cast<mp_srcptr>(a.data()),
-                    mp_size_t(n));
+            mpn_sqr(reinterpret_cast<mp_ptr>(want.data()), reinterpret_cast<mp_srcptr>(a.data()), mp_size_t(n));
             t.pop_back();
             ASSERT_EQ(t, want) << n;
             if (round < 2) {

@@ -15,8 +15,8 @@ using reference::Words;
 
 constexpr Word kCanary = 0x5ca1ab1e0ddba11;
 
-// The levels whose adders this processor can run. The looked-ahead form uses AVX512 F, DQ, BW only, so it is
-// also tested on processors that lack other parts of its level.
+// The levels whose adders this processor can run. The looked-ahead form uses AVX512 F, DQ, BW only, so it is also
+// tested on processors that lack other parts of its level.
 std::vector<Isa> runnable_adders() {
     std::vector<Isa> isas;
     if (is_built(Isa::avx2)) isas.push_back(Isa::avx2);

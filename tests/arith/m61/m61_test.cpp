@@ -16,9 +16,7 @@ using namespace trel;
 
 constexpr u64 kM = m61::kM61;
 
-u64 exact_mod(u128 x) {
-    return u64(x % kM);
-}
+u64 exact_mod(u128 x) { return u64(x % kM); }
 
 u64 gmp_mod(const reference::Words& a) {
     mpz_t x;
@@ -105,8 +103,7 @@ TEST(M61, HashWordsAgreesWithDivision) {
     }
 }
 
-// Both vector loops where their instructions exist (AVX512 F and DQ for the wider one), with sums at their
-// limits.
+// Both vector loops where their instructions exist (AVX512 F and DQ for the wider one), with sums at their limits.
 TEST(M61, HashBlocksOfEveryLevel) {
     std::vector<Isa> isas;
     if (is_built(Isa::avx2)) isas.push_back(Isa::avx2);

@@ -1,5 +1,5 @@
-// Memory queries answer what a product then uses: every operation runs in memory of exactly that size between
-// guard words, and in less memory at least one of them does not fit.
+// Memory queries answer what a product then uses: every operation runs in memory of exactly that size between guard
+// words, and in less memory at least one of them does not fit.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -87,8 +87,8 @@ TEST(MemoryPlan, OperationsUseExactlyTheScratchOfTheirSize) {
             }
             // Below Karatsuba's threshold whole products need nothing, and windows only their product.
             if (algorithm.mSBsize(n) == 0 || p.LB < 31) continue;
-            // Sizes are the largest of all records up to the one that serves, and lists do not grow in memory
-            // as they do in capacity: where a shorter product needs more, this one fits into less.
+            // Sizes are the largest of all records up to the one that serves, and lists do not grow in memory as
+            // they do in capacity: where a shorter product needs more, this one fits into less.
             TransformHolder transform;
             algorithm.make_transform(transform, n);
             const std::string lists = "HNT VST C17";
@@ -120,8 +120,7 @@ TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
             TransformHolder transform;
             entry->algorithm->make_transform(transform, n);
             EXPECT_GE(sizes.output, 8 * n);
-            EXPECT_EQ((sizes.output | sizes.scratch | sizes.transform_data | sizes.transform_scratch) % 64,
-                      0u);
+            EXPECT_EQ((sizes.output | sizes.scratch | sizes.transform_data | sizes.transform_scratch) % 64, 0u);
             EXPECT_GE(sizes.transform_data, transform->data_bytes());
             EXPECT_GE(sizes.transform_scratch, transform->scratch_bytes());
             EXPECT_GE(transform->convolution_words(), n);
@@ -129,8 +128,7 @@ TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
     }
 }
 
-// A transform in memory of exactly its sizes: what it keeps, what it needs to keep nothing, and a held
-// operand.
+// A transform in memory of exactly its sizes: what it keeps, what it needs to keep nothing, and a held operand.
 TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
     SpawnFramework spawn(64);
     for (const char* name : kNames) {
@@ -143,23 +141,22 @@ TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
             entry->algorithm->make_transform(t, n);
             for (u64 tds : {1, 2}) {
                 SCOPED_TRACE(testing::Message() << name << ", " << n << " words, " << tds << " tasks");
-                const ParallelContext parallel{&spawn, tds};
+                const ParallelContext P{&spawn, tds};
                 const Words want = p.window(p.A, p.B, 0, n), square = p.window(p.B, p.B, 0, 2 * p.LB);
                 Words T(n), S(2 * p.LB);
                 Scratch x(t->data_bytes()), work(t->data_bytes()), scratch(t->scratch_bytes());
                 Scratch plain(t->plain_bytes()), square_memory(t->data_bytes() + t->scratch_bytes());
-                t->forward(parallel, x.data(), p.A.data(), p.LA, scratch.data());
-                t->multiply_held(parallel, T.data(), 0, n, p.B.data(), p.LB, x.data(), work.data(),
-                                 scratch.data());
+                t->forward(P, x.data(), p.A.data(), p.LA, scratch.data());
+                t->multiply_held(P, T.data(), 0, n, p.B.data(), p.LB, x.data(), work.data(), scratch.data());
                 EXPECT_EQ(T, want);
                 T.assign(n, 0);
-                t->forward(parallel, work.data(), p.B.data(), p.LB, scratch.data());
-                t->inverse(parallel, T.data(), 0, n, work.data(), x.data(), work.data(), scratch.data());
+                t->forward(P, work.data(), p.B.data(), p.LB, scratch.data());
+                t->inverse(P, T.data(), 0, n, work.data(), x.data(), work.data(), scratch.data());
                 EXPECT_EQ(T, want);
                 T.assign(n, 0);
-                t->multiply_plain(parallel, T.data(), 0, n, p.A.data(), p.LA, p.B.data(), p.LB, plain.data());
+                t->multiply_plain(P, T.data(), 0, n, p.A.data(), p.LA, p.B.data(), p.LB, plain.data());
                 EXPECT_EQ(T, want);
-                t->square_plain(parallel, S.data(), 0, 2 * p.LB, p.B.data(), p.LB, square_memory.data());
+                t->square_plain(P, S.data(), 0, 2 * p.LB, p.B.data(), p.LB, square_memory.data());
                 EXPECT_EQ(S, square);
                 EXPECT_TRUE(x.guards_intact() && work.guards_intact() && scratch.guards_intact() &&
                             plain.guards_intact() && square_memory.guards_intact());

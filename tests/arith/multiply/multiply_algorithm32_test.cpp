@@ -66,8 +66,7 @@ void check_algorithm(const MultiplyAlgorithm32& algorithm, u64 largest, int repe
                 algorithm.mul_skip(context, T, skip, total, A.data(), LA, B.data(), LB);
             });
             expect_window(A, B, skip, total, [&](u32* T) {
-                EXPECT_EQ(algorithm.mul_skip_transform(context, T, skip, total, A.data(), LA, B.data(), LB),
-                          0);
+                EXPECT_EQ(algorithm.mul_skip_transform(context, T, skip, total, A.data(), LA, B.data(), LB), 0);
             });
             EXPECT_TRUE(scratch.guards_intact());
         }
@@ -103,8 +102,9 @@ TEST(MultiplyAlgorithm32, EveryLengthAndWindowOfTinyProducts) {
             for (u64 n : {LA + LB}) {
                 Scratch scratch(basic_table32().mSBsize(n));
                 const MultiplyContext context{serial_context(), scratch.view()};
-                const MultiplyAlgorithm32* both[] = {&basic_table32().get_algorithm32(n),
-                                                     find_algorithm(TableSlot::basic32, "FFT")->algorithm32};
+                const MultiplyAlgorithm32* both[] = {
+                    &basic_table32().get_algorithm32(n),
+                    find_algorithm(TableSlot::basic32, "FFT")->algorithm32};
                 Scratch more(both[1]->mSBsize(n));
                 const MultiplyContext context_fft{serial_context(), more.view()};
                 for (u64 total = 1; total <= n; total++) {

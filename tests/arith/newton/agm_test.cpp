@@ -53,7 +53,7 @@ double bound(u64 p) {
 void expect_agm1(const BigFloat& x, u64 p, u64 tds, const std::string& what) {
     const AGMPlan plan = AGMPlan::make(p, tds);
     Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes, tds);
-    AGM1_BigFloatR::run(plan, w.context, null_status(), w.T, x, p, w.buffer());
+    AGM1_BigFloatR::run(plan, w.mp, null_status(), w.T, x, p, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_TRUE(w.T.sign);
     Mpfr one(1);
@@ -65,10 +65,10 @@ void expect_agm2(const BigFloat& a, const BigFloat& b, u64 p, u64 tds, const std
     const AGMPlan plan = AGMPlan::make(p, tds);
     MeanSpace w(plan, plan.temporaries2);
     const u64 working = std::max<u64>(p, 3) + 2;
-    w.T.set_BigFloat(working, w.context.parallel, a);
-    w.b.set_BigFloat(working, w.context.parallel, b);
+    w.T.set_BigFloat(working, w.mp.parallel, a);
+    w.b.set_BigFloat(working, w.mp.parallel, b);
     const Mpfr first(p, w.T), second(p, w.b);
-    AGM2_BigFloatR::run(plan, w.context, null_status(), w.T, w.b, p, w.buffer());
+    AGM2_BigFloatR::run(plan, w.mp, null_status(), w.T, w.b, p, w.buffer());
     ASSERT_TRUE(w.all_intact()) << what;
     ASSERT_TRUE(w.T.sign);
     ASSERT_LE(mean_error(w.T, p, first, second), bound(p)) << what;
@@ -129,7 +129,7 @@ TEST(AgmTest, EqualNumbersStopAtOnce) {
         Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes);
         RecordingStatus status;
         const Number one({1});
-        AGM1_BigFloatR::run(plan, w.context, status, w.T, one.value, p, w.buffer());
+        AGM1_BigFloatR::run(plan, w.mp, status, w.T, one.value, p, w.buffer());
         EXPECT_TRUE(Integer(w.T) == Integer::power_of_word(-w.T.exp)) << p;
         EXPECT_EQ(status.count(" 3Q "), 0u);
         EXPECT_EQ(status.count(" 1Q "), 1u);
@@ -144,19 +144,19 @@ TEST(AgmTest, Homogeneous) {
     const Number x(make_words(Shape::random, p, rng), -static_cast<i64>(p));
     const AGMPlan plan = AGMPlan::make(p, 1);
     Workspace w1(plan.result, plan.temporaries1, plan.scratch_bytes);
-    AGM1_BigFloatR::run(plan, w1.context, null_status(), w1.T, x.value, p, w1.buffer());
+    AGM1_BigFloatR::run(plan, w1.mp, null_status(), w1.T, x.value, p, w1.buffer());
     MeanSpace w2(plan, plan.temporaries2);
     w2.T.set_double(10005.0, 7);
-    w2.b.set_mul_uW(p + 2, w2.context.parallel, x.value, 10005);
+    w2.b.set_mul_uW(p + 2, w2.mp.parallel, x.value, 10005);
     w2.b.exp += 7;
-    AGM2_BigFloatR::run(plan, w2.context, null_status(), w2.T, w2.b, p, w2.buffer());
+    AGM2_BigFloatR::run(plan, w2.mp, null_status(), w2.T, w2.b, p, w2.buffer());
     GuardedWords words(p + 5);
     BigFloat scaled(words.get(), words.size());
-    scaled.set_mul_uW(p + 2, w1.context.parallel, w1.T, 10005);
+    scaled.set_mul_uW(p + 2, w1.mp.parallel, w1.T, 10005);
     scaled.exp += 7;
     GuardedWords rest(p + 5);
     BigFloat difference(rest.get(), rest.size());
-    difference.set_sub(p + 3, w1.context.parallel, scaled, w2.T);
+    difference.set_sub(p + 3, w1.mp.parallel, scaled, w2.T);
     EXPECT_LE(difference.mag() - scaled.mag(), -static_cast<i64>(p));
 }
 
@@ -168,7 +168,7 @@ TEST(AgmTest, TaskCountsGiveTheSameWords) {
         for (u64 tds : {1, 2, 7}) {
             const AGMPlan plan = AGMPlan::make(p, tds);
             Workspace w(plan.result, plan.temporaries1, plan.scratch_bytes, tds);
-            AGM1_BigFloatR::run(plan, w.context, null_status(), w.T, x.value, p, w.buffer());
+            AGM1_BigFloatR::run(plan, w.mp, null_status(), w.T, x.value, p, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
             if (first.empty()) first = words;
@@ -183,15 +183,14 @@ TEST(AgmTest, ZeroAndRefusals) {
     const Number zero({}), three({3}), negative({3}, 0, false);
     const auto run1 = [&](const Number& x, u64 p, u64 tds) {
         return thrown([&] {
-            AGM1_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, x.value, p, w.buffer());
+            AGM1_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, x.value, p, w.buffer());
         });
     };
     const auto run2 = [&](const Number& a, const Number& b, u64 p, u64 tds) {
-        w.T.set_BigFloat(20, w.context.parallel, a.value);
-        w.b.set_BigFloat(20, w.context.parallel, b.value);
-        return thrown([&] {
-            AGM2_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, w.b, p, w.buffer());
-        });
+        w.T.set_BigFloat(20, w.mp.parallel, a.value);
+        w.b.set_BigFloat(20, w.mp.parallel, b.value);
+        return thrown(
+            [&] { AGM2_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, w.b, p, w.buffer()); });
     };
     EXPECT_EQ(run1(three, 20, 2), "");
     EXPECT_EQ(run1(three, 21, 2), "InvalidParametersException AGM1_BigFloatR::run() p is larger than plan.");
@@ -217,7 +216,7 @@ TEST(AgmTest, ZeroAndRefusals) {
     }
     BigFloat small(w.result.get(), 25);
     try {
-        AGM1_BigFloatR::run(plan, w.context, null_status(), small, three.value, 20, w.buffer());
+        AGM1_BigFloatR::run(plan, w.mp, null_status(), small, three.value, 20, w.buffer());
         ADD_FAILURE();
     } catch (const BufferTooSmallException& e) {
         EXPECT_EQ(e.function, "AGM1_BigFloatR::run()");
@@ -231,7 +230,7 @@ TEST(AgmTest, AnnouncesItself) {
     MeanSpace w(plan, plan.temporaries1);
     RecordingStatus status;
     const Number two({2});
-    agm1(plan, w.context, status, w.T, two.value, w.buffer());
+    agm1(plan, w.mp, status, w.T, two.value, w.buffer());
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.depth, 0u);
     EXPECT_EQ(status.sections, std::vector<std::string>{"AGM(1,x)..."});
@@ -260,7 +259,7 @@ TEST(AgmTest, AnnouncesItself) {
     RecordingStatus second;
     w.T.set_double(3.0, 0);
     w.b.set_double(5.0, 0);
-    agm2(plan, w.context, second, w.T, w.b, w.buffer());
+    agm2(plan, w.mp, second, w.T, w.b, w.buffer());
     EXPECT_EQ(second.sections, std::vector<std::string>{"AGM(a,b)..."});
 }
 
@@ -273,7 +272,7 @@ TEST(AgmDeathTest, UnnormalisedOperandIsFatal) {
         w.T.set_double(1.0, 0);
         w.b.set_double(2.0, 0);
         w.b.T[w.b.L++] = 0;
-        AGM2_BigFloatR::run(plan, w.context, null_status(), w.T, w.b, 20, w.buffer());
+        AGM2_BigFloatR::run(plan, w.mp, null_status(), w.T, w.b, 20, w.buffer());
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");

@@ -21,7 +21,7 @@ void expect_quotient(const BigFloat& A, const BigFloat& B, u64 p, const std::str
                      DivisionTransforms transforms) {
     const DivisionPlan plan = DivisionPlan::make(p, tds, transforms);
     Workspace w = workspace(plan);
-    Division_BigFloatR::run(plan, w.context, null_status(), w.T, A, B, w.buffer());
+    Division_BigFloatR::run(plan, w.mp, null_status(), w.T, A, B, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_LE(w.T.L, p + 2) << what;
     ASSERT_GT(w.T.L, 0u) << what;
@@ -46,11 +46,11 @@ newton::Crossing crossing_of(const BigFloat& A, const BigFloat& B, u64 p, Word l
     LinearWordBuffer buffer = w.buffer();
     const LinearWordBuffer x_words = buffer.cut_from_bottom(plan.x);
     BigFloat x(x_words.get(), x_words.size());
-    Reciprocal_BigFloatR::run(plan.reciprocal, w.context, null_status(), x, B, plan.q, buffer);
+    Reciprocal_BigFloatR::run(plan.reciprocal, w.mp, null_status(), x, B, plan.q, buffer);
     EXPECT_GE(x.T[0], lower);
     x.T[0] -= lower;
     const newton::Crossing crossing =
-        newton::division_step(plan, w.context, null_status(), w.T, A, B, x.top(plan.q + 2), buffer);
+        newton::division_step(plan, w.mp, null_status(), w.T, A, B, x.top(plan.q + 2), buffer);
     EXPECT_LE(quotient_error(w.T, A, B, p), error_bits(p));
     return crossing;
 }
@@ -193,7 +193,7 @@ TEST(DivisionTest, TaskCountsGiveTheSameWords) {
         for (u64 tds : {1, 2, 7}) {
             const DivisionPlan plan = DivisionPlan::make(p, tds);
             Workspace w = workspace(plan);
-            Division_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, B.value, w.buffer());
+            Division_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, B.value, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
             if (first.empty()) first = words;
@@ -218,10 +218,10 @@ TEST(DivisionTest, ZeroDividendAndZeroDivisor) {
         const DivisionPlan plan = DivisionPlan::make(p, 1);
         Workspace w = workspace(plan);
         const Number zero({}), three({3});
-        Division_BigFloatR::run(plan, w.context, null_status(), w.T, zero.value, three.value, w.buffer());
+        Division_BigFloatR::run(plan, w.mp, null_status(), w.T, zero.value, three.value, w.buffer());
         EXPECT_EQ(w.T.L, 0u);
         try {
-            Division_BigFloatR::run(plan, w.context, null_status(), w.T, three.value, zero.value, w.buffer());
+            Division_BigFloatR::run(plan, w.mp, null_status(), w.T, three.value, zero.value, w.buffer());
             ADD_FAILURE();
         } catch (const ArithmeticException& e) {
             EXPECT_EQ(e.message, "Divide by zero.");
@@ -234,7 +234,7 @@ TEST(DivisionTest, PlanLimits) {
     Workspace w = workspace(plan);
     const Number A({7}), B({3});
     for (u64 tds : {1, 3}) try {
-            Division_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, A.value, B.value,
+            Division_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, A.value, B.value,
                                     w.buffer());
             ADD_FAILURE();
         } catch (const InvalidParametersException& e) {
@@ -242,7 +242,7 @@ TEST(DivisionTest, PlanLimits) {
             EXPECT_EQ(e.message, "Mismatching tds.");
         }
     try {
-        Division_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, B.value,
+        Division_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, B.value,
                                 LinearWordBuffer(w.temporaries.get(), plan.temporaries - 1));
         ADD_FAILURE();
     } catch (const BufferTooSmallException& e) {
@@ -252,14 +252,13 @@ TEST(DivisionTest, PlanLimits) {
     }
     BigFloat small(w.result.get(), plan.result - 1);
     try {
-        Division_BigFloatR::run(plan, w.context, null_status(), small, A.value, B.value, w.buffer());
+        Division_BigFloatR::run(plan, w.mp, null_status(), small, A.value, B.value, w.buffer());
         ADD_FAILURE();
     } catch (const BufferTooSmallException& e) {
         EXPECT_EQ(e.function, "Division_BigFloatR::run()");
         EXPECT_EQ(e.required_size, plan.result);
     }
-    const MultiplyContext tight =
-        w.context.with_scratch(AlignedBufferC(w.scratch.get(), plan.scratch_bytes - 64));
+    const MultiplyContext tight = w.mp.with_scratch(AlignedBufferC(w.scratch.get(), plan.scratch_bytes - 64));
     try {
         Division_BigFloatR::run(plan, tight, null_status(), w.T, A.value, B.value, w.buffer());
         ADD_FAILURE();
@@ -279,10 +278,10 @@ TEST(DivisionTest, WrongReciprocalIsFound) {
         LinearWordBuffer buffer = w.buffer();
         const LinearWordBuffer x_words = buffer.cut_from_bottom(plan.x);
         BigFloat x(x_words.get(), x_words.size());
-        Reciprocal_BigFloatR::run(plan.reciprocal, w.context, null_status(), x, B.value, plan.q, buffer);
+        Reciprocal_BigFloatR::run(plan.reciprocal, w.mp, null_status(), x, B.value, plan.q, buffer);
         x.T[x.L - 1 - depth] ^= Word(1) << 20;
         try {
-            newton::division_step(plan, w.context, null_status(), w.T, A.value, B.value, x.top(plan.q + 2),
+            newton::division_step(plan, w.mp, null_status(), w.T, A.value, B.value, x.top(plan.q + 2),
                                   buffer);
             ADD_FAILURE() << depth;
         } catch (const AlgorithmFailedException& e) {
@@ -304,7 +303,7 @@ TEST(DivisionTest, LargeDivisionAnnouncesItself) {
     const DivisionPlan plan = DivisionPlan::make(p, 1);
     Workspace w = workspace(plan);
     RecordingStatus status;
-    large_division(plan, w.context, status, w.T, A.value, B.value, w.buffer());
+    large_division(plan, w.mp, status, w.T, A.value, B.value, w.buffer());
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Division..."});
     ASSERT_GE(status.frames.size(), 6u);

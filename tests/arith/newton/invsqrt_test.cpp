@@ -23,7 +23,7 @@ Workspace workspace(const InvsqrtFloatPlan& plan) {
 void expect_invsqrt(const BigFloat& A, u64 p, u64 tds, Status& status, const std::string& what) {
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
     Workspace w = workspace(plan);
-    InvsqrtFloat_BigFloatR::run(plan, w.context, status, w.T, A, p, w.buffer());
+    InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, A, p, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_GT(w.T.L, 0u) << what;
     ASSERT_LE(w.T.L, p + 3) << what;
@@ -82,7 +82,7 @@ TEST(InvsqrtTest, CoupledRunsStayInTheirPlan) {
     const auto run = [&](u64 result, u64 words, u64 bytes) -> std::string {
         BigFloat T(w.result.get(), result);
         try {
-            InvsqrtFloat_BigFloatR::run(plan, w.context.with_scratch(AlignedBufferC(w.scratch.get(), bytes)),
+            InvsqrtFloat_BigFloatR::run(plan, w.mp.with_scratch(AlignedBufferC(w.scratch.get(), bytes)),
                                         null_status(), T, A.value, p,
                                         LinearWordBuffer(w.temporaries.get(), words));
         } catch (const BufferTooSmallException& e) {
@@ -109,7 +109,7 @@ TEST(InvsqrtTest, PlansCoverSmallerPrecisions) {
             const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(planned, 1);
             Workspace w = workspace(plan);
             ASSERT_NO_THROW(
-                InvsqrtFloat_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, p, w.buffer()))
+                InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer()))
                 << planned << " " << p;
             ASSERT_TRUE(w.intact()) << planned << " " << p;
             ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p)) << planned << " " << p;
@@ -181,8 +181,7 @@ TEST(InvsqrtTest, PlainLevelsAboveCoupledOnes) {
                                static_cast<i64>(rng() % 9) - 4);
                 Workspace w = workspace(plan);
                 RecordingStatus status;
-                ASSERT_NO_THROW(
-                    InvsqrtFloat_BigFloatR::run(plan, w.context, status, w.T, A.value, p, w.buffer()))
+                ASSERT_NO_THROW(InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, A.value, p, w.buffer()))
                     << last << " " << planned << " " << p;
                 ASSERT_TRUE(w.intact()) << last << " " << planned << " " << p;
                 ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p))
@@ -206,15 +205,13 @@ struct Coupled {
           s(s_words.get(), s_words.size()),
           d(d_words.get(), d_words.size()),
           root{s, d, p} {
-        InvsqrtFloat_BigFloatR::run(InvsqrtFloatPlan::make(previous, 1), below.context, null_status(),
-                                    below.T, A.value, previous, below.buffer());
+        InvsqrtFloat_BigFloatR::run(InvsqrtFloatPlan::make(previous, 1), below.mp, null_status(), below.T,
+                                    A.value, previous, below.buffer());
         x = below.T.top(newton::used_estimate_words(p));
     }
-    void start(const Number& A) {
-        newton::coupled_root_start(w.context, root, A.value, x, previous, "coupled");
-    }
+    void start(const Number& A) { newton::coupled_root_start(w.mp, root, A.value, x, previous, "coupled"); }
     void step(const Number& A, u64 p, const newton::CoupledRoot* above = nullptr) {
-        newton::coupled_root_step(w.context, status, w.T, A.value, x, s, d, p, above, "coupled");
+        newton::coupled_root_step(w.mp, status, w.T, A.value, x, s, d, p, above, "coupled");
     }
     bool intact() const { return w.intact() && s_words.intact() && d_words.intact(); }
 
@@ -327,10 +324,10 @@ TEST(InvsqrtTest, UnderEstimatesAreCorrected) {
             const InvsqrtFloatPlan below = InvsqrtFloatPlan::make(previous, 1),
                                    plan = InvsqrtFloatPlan::make(p, 1);
             Workspace x = workspace(below), w = workspace(plan);
-            InvsqrtFloat_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
+            InvsqrtFloat_BigFloatR::run(below, x.mp, null_status(), x.T, A.value, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
-            newton::invsqrt_step(w.context, status, w.T, A.value, estimate, p, w.buffer());
+            newton::invsqrt_step(w.mp, status, w.T, A.value, estimate, p, w.buffer());
             ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p) + 2) << p;
             runs++;
         }
@@ -345,7 +342,7 @@ TEST(InvsqrtTest, AgreesWithMpfr) {
         const Number A(make_words(Shape::random, p, rng), -static_cast<i64>(p));
         const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
         Workspace w = workspace(plan);
-        InvsqrtFloat_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, p, w.buffer());
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
         mpfr_t root, ours;
         mpfr_inits2(static_cast<mpfr_prec_t>(64 * (p + 4)), root, ours, nullptr);
         mpfr_set_z_2exp(root, Integer(A.value).z, -64 * static_cast<long>(p), MPFR_RNDN);
@@ -365,13 +362,13 @@ TEST(InvsqrtTest, FourAndTwo) {
             Workspace w = workspace(plan);
             const Number four({4}, exp);
             RecordingStatus status;
-            InvsqrtFloat_BigFloatR::run(plan, w.context, status, w.T, four.value, p, w.buffer());
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, four.value, p, w.buffer());
             ASSERT_EQ(w.T.L, 1u) << p;
             EXPECT_EQ(w.T.T[0], Word(1) << 63);
             EXPECT_EQ(w.T.exp, -exp / 2 - 1);
             EXPECT_EQ(status.count(" O2M ") + status.count(" U2M "), 0u);
             const Number odd({Word(1) << 32}, exp + 1);  // 2^(64 exp + 96)
-            InvsqrtFloat_BigFloatR::run(plan, w.context, status, w.T, odd.value, p, w.buffer());
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, status, w.T, odd.value, p, w.buffer());
             ASSERT_EQ(w.T.L, 1u) << p;
             EXPECT_EQ(w.T.T[0], Word(1) << 16);
             EXPECT_EQ(w.T.exp, -exp / 2 - 1);
@@ -386,7 +383,7 @@ TEST(InvsqrtTest, FourAndTwo) {
         const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(0, 1);
         Workspace w = workspace(plan);
         const Number two({2}, exp);
-        InvsqrtFloat_BigFloatR::run(plan, w.context, null_status(), w.T, two.value, 0, w.buffer());
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, two.value, 0, w.buffer());
         const double value = std::ldexp(Integer(w.T).log2() + 64.0 * static_cast<double>(w.T.exp), 0);
         EXPECT_NEAR(value, -0.5 - 32.0 * static_cast<double>(exp), 1e-12) << exp;
     }
@@ -400,7 +397,7 @@ TEST(InvsqrtTest, BasicForm) {
             Workspace w = workspace(plan);
             const Number A(make_words(shape_of(i), operand_length(p, rng), rng),
                            static_cast<i64>(rng() % 9) - 4);
-            InvsqrtFloat_BigFloatR_E::run(plan, w.context, w.T, A.value, p, w.buffer());
+            InvsqrtFloat_BigFloatR_E::run(plan, w.mp, w.T, A.value, p, w.buffer());
             ASSERT_TRUE(w.intact());
             ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p)) << p << " " << i;
         }
@@ -414,7 +411,7 @@ TEST(InvsqrtTest, TaskCountsGiveTheSameWords) {
         for (u64 tds : {1, 2, 7}) {
             const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, tds);
             Workspace w = workspace(plan);
-            InvsqrtFloat_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, p, w.buffer());
+            InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
             if (first.empty()) first = words;
@@ -429,14 +426,12 @@ TEST(InvsqrtTest, Refusals) {
     const Number zero({}), three({3}), negative({3}, 0, false);
     const auto run = [&](const Number& A, u64 p, u64 tds) {
         return thrown([&] {
-            InvsqrtFloat_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, A.value, p,
-                                        w.buffer());
+            InvsqrtFloat_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, A.value, p, w.buffer());
         });
     };
     const auto basic = [&](const Number& A, u64 p, u64 tds) {
-        return thrown([&] {
-            InvsqrtFloat_BigFloatR_E::run(plan, w.context.with_tds(tds), w.T, A.value, p, w.buffer());
-        });
+        return thrown(
+            [&] { InvsqrtFloat_BigFloatR_E::run(plan, w.mp.with_tds(tds), w.T, A.value, p, w.buffer()); });
     };
     EXPECT_EQ(run(three, 30, 2), "");
     EXPECT_EQ(run(three, 31, 2),
@@ -456,8 +451,8 @@ TEST(InvsqrtTest, Refusals) {
     const auto too_small = [&](u64 p, u64 buffer_words, u64 scratch_bytes) -> std::string {
         try {
             InvsqrtFloat_BigFloatR::run(
-                plan, w.context.with_scratch(AlignedBufferC(w.scratch.get(), scratch_bytes)), null_status(),
-                small, three.value, p, LinearWordBuffer(w.temporaries.get(), buffer_words));
+                plan, w.mp.with_scratch(AlignedBufferC(w.scratch.get(), scratch_bytes)), null_status(), small,
+                three.value, p, LinearWordBuffer(w.temporaries.get(), buffer_words));
         } catch (const BufferTooSmallException& e) {
             return e.function;
         }
@@ -481,7 +476,7 @@ TEST(InvsqrtDeathTest, UnnormalisedOperandIsFatal) {
         A.sign = true;
         const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(20, 1);
         Workspace w = workspace(plan);
-        InvsqrtFloat_BigFloatR::run(plan, w.context, null_status(), w.T, A, 20, w.buffer());
+        InvsqrtFloat_BigFloatR::run(plan, w.mp, null_status(), w.T, A, 20, w.buffer());
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
@@ -494,11 +489,11 @@ TEST(InvsqrtTest, WrongEstimateIsFound) {
     const InvsqrtFloatPlan plan = InvsqrtFloatPlan::make(p, 1);
     for (u64 depth : {0, 1, 20}) {
         Workspace x = workspace(plan), w = workspace(plan);
-        InvsqrtFloat_BigFloatR::run(plan, x.context, null_status(), x.T, A.value, previous, x.buffer());
+        InvsqrtFloat_BigFloatR::run(plan, x.mp, null_status(), x.T, A.value, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= 1 << 30;
-        const std::string message = thrown(
-            [&] { newton::invsqrt_step(w.context, null_status(), w.T, A.value, estimate, p, w.buffer()); });
+        const std::string message =
+            thrown([&] { newton::invsqrt_step(w.mp, null_status(), w.T, A.value, estimate, p, w.buffer()); });
         const std::string begin =
             "AlgorithmFailedException InvsqrtFloat_BigFloatR::run() Convergence Failure:\n    top = ";
         ASSERT_EQ(message.rfind(begin, 0), 0u) << message;
@@ -509,7 +504,7 @@ TEST(InvsqrtTest, WrongEstimateIsFound) {
     const auto basic = [&](const Number& a, double x) {
         Workspace w = workspace(plan);
         w.T.set_double(x, 0);
-        return thrown([&] { newton::invsqrt_basic_step(w.context, w.T, a.value, 6, w.buffer()); });
+        return thrown([&] { newton::invsqrt_basic_step(w.mp, w.T, a.value, 6, w.buffer()); });
     };
     const std::string name = "AlgorithmFailedException InvsqrtFloat_BigFloatR_E::run() ";
     EXPECT_EQ(basic(two, 0.5), name +
@@ -526,7 +521,7 @@ TEST(InvsqrtTest, AnnouncesItself) {
     Workspace w = workspace(plan);
     RecordingStatus status;
     const Number A({10005});
-    large_invsqrt(plan, w.context, status, w.T, A.value, w.buffer());
+    large_invsqrt(plan, w.mp, status, w.T, A.value, w.buffer());
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"Large Invsqrt..."});
     EXPECT_EQ(status.frames, (std::vector<std::string>{"Iterating: ", " 0S 231", " 1M 231", " O2M 231"}));

@@ -40,7 +40,7 @@ const std::vector<Word> kWords = {1,
 void expect_invsqrt(Word word, u64 p, Status& status, u64 tds = 1) {
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
     Workspace w = workspace(plan);
-    InvsqrtWord_BigFloatR::run(plan, w.context, status, w.T, word, p, w.buffer());
+    InvsqrtWord_BigFloatR::run(plan, w.mp, status, w.T, word, p, w.buffer());
     ASSERT_TRUE(w.intact()) << word << " p=" << p;
     ASSERT_GT(w.T.L, 0u);
     ASSERT_LE(w.T.L, p + 3);
@@ -87,10 +87,10 @@ TEST(InvsqrtWordTest, UnderEstimatesAreCorrected) {
             const u64 previous = newton::previous_precision(p);
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
             Workspace x = workspace(plan), w = workspace(plan);
-            InvsqrtWord_BigFloatR::run(plan, x.context, null_status(), x.T, word, previous, x.buffer());
+            InvsqrtWord_BigFloatR::run(plan, x.mp, null_status(), x.T, word, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
-            newton::invsqrt_word_step(w.context, status, w.T, word, estimate, p, w.buffer());
+            newton::invsqrt_word_step(w.mp, status, w.T, word, estimate, p, w.buffer());
             ASSERT_LE(invsqrt_error(w.T, word, p), error_bits(p) + 2) << word << " p=" << p;
             runs++;
         }
@@ -108,7 +108,7 @@ TEST(InvsqrtWordTest, AgreesWithMpfr) {
     const u64 p = 700;
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
     Workspace w = workspace(plan);
-    InvsqrtWord_BigFloatR::run(plan, w.context, null_status(), w.T, 10005, p, w.buffer());
+    InvsqrtWord_BigFloatR::run(plan, w.mp, null_status(), w.T, 10005, p, w.buffer());
     mpfr_t root, ours;
     mpfr_inits2(64 * (p + 4), root, ours, nullptr);
     mpfr_set_ui(root, 10005, MPFR_RNDN);
@@ -126,7 +126,7 @@ TEST(InvsqrtWordTest, ExactRoots) {
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
             Workspace w = workspace(plan);
             RecordingStatus status;
-            InvsqrtWord_BigFloatR::run(plan, w.context, status, w.T, Word(1) << (2 * k), p, w.buffer());
+            InvsqrtWord_BigFloatR::run(plan, w.mp, status, w.T, Word(1) << (2 * k), p, w.buffer());
             ASSERT_EQ(w.T.L, 1u) << p << " " << k;
             EXPECT_EQ(w.T.T[0], k == 0 ? 1 : Word(1) << (64 - k));
             EXPECT_EQ(w.T.exp, k == 0 ? 0 : -1);
@@ -139,7 +139,7 @@ TEST(InvsqrtWordTest, BasicFormAtAnyPrecision) {
         for (Word word : kWords) {
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
             Workspace w = workspace(plan);
-            InvsqrtWord_BigFloatR_E::run(plan, w.context, w.T, word, p, w.buffer());
+            InvsqrtWord_BigFloatR_E::run(plan, w.mp, w.T, word, p, w.buffer());
             ASSERT_TRUE(w.intact());
             ASSERT_LE(invsqrt_error(w.T, word, p), error_bits(p)) << word << " p=" << p;
         }
@@ -151,7 +151,7 @@ TEST(InvsqrtWordTest, TaskCountsGiveTheSameWords) {
         for (u64 tds : {1, 2, 7}) {
             const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, tds);
             Workspace w = workspace(plan);
-            InvsqrtWord_BigFloatR::run(plan, w.context, null_status(), w.T, 10005, p, w.buffer());
+            InvsqrtWord_BigFloatR::run(plan, w.mp, null_status(), w.T, 10005, p, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
             if (first.empty()) first = words;
@@ -165,8 +165,7 @@ TEST(InvsqrtWordTest, Refusals) {
     Workspace w = workspace(plan);
     const auto run = [&](Word word, u64 p, u64 tds) -> std::string {
         try {
-            InvsqrtWord_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, word, p,
-                                       w.buffer());
+            InvsqrtWord_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, word, p, w.buffer());
         } catch (const StringException& e) {
             return std::string(e.get_typename()) + " " + e.function + " " + e.message;
         }
@@ -180,7 +179,7 @@ TEST(InvsqrtWordTest, Refusals) {
     EXPECT_EQ(run(0, 30, 1), "ArithmeticException InvsqrtWord_BigFloatR_E::run() Divide by zero.");
     EXPECT_EQ(run(0, 0, 1), "ArithmeticException InvsqrtWord_BigFloatR_E::run() Divide by zero.");
     BigFloat small(w.result.get(), 33);
-    EXPECT_THROW(InvsqrtWord_BigFloatR::run(plan, w.context, null_status(), small, 3, 30, w.buffer()),
+    EXPECT_THROW(InvsqrtWord_BigFloatR::run(plan, w.mp, null_status(), small, 3, 30, w.buffer()),
                  BufferTooSmallException);
 }
 
@@ -189,11 +188,11 @@ TEST(InvsqrtWordTest, WrongEstimateIsFound) {
     for (u64 depth : {0, 1, 20}) {
         const InvsqrtWordPlan plan = InvsqrtWordPlan::make(p, 1);
         Workspace x = workspace(plan), w = workspace(plan);
-        InvsqrtWord_BigFloatR::run(plan, x.context, null_status(), x.T, 10005, previous, x.buffer());
+        InvsqrtWord_BigFloatR::run(plan, x.mp, null_status(), x.T, 10005, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= 1 << 30;
         try {
-            newton::invsqrt_word_step(w.context, null_status(), w.T, 10005, estimate, p, w.buffer());
+            newton::invsqrt_word_step(w.mp, null_status(), w.T, 10005, estimate, p, w.buffer());
             ADD_FAILURE() << depth;
         } catch (const AlgorithmFailedException& e) {
             EXPECT_EQ(e.function, "InvsqrtWord_BigFloatR::run()");
@@ -205,7 +204,7 @@ TEST(InvsqrtWordTest, WrongEstimateIsFound) {
     Workspace w = workspace(plan);
     w.T.set_double(0.5, 0);
     try {
-        newton::invsqrt_word_basic_step(w.context, w.T, 2, 6, w.buffer());
+        newton::invsqrt_word_basic_step(w.mp, w.T, 2, 6, w.buffer());
         ADD_FAILURE();
     } catch (const AlgorithmFailedException& e) {
         EXPECT_EQ(e.function, "InvsqrtWord_BigFloatR_E::run()");
@@ -214,7 +213,7 @@ TEST(InvsqrtWordTest, WrongEstimateIsFound) {
     }
     w.T.set_double(0.75, 0);  // 2 x^2 = 1.125
     try {
-        newton::invsqrt_word_basic_step(w.context, w.T, 2, 6, w.buffer());
+        newton::invsqrt_word_basic_step(w.mp, w.T, 2, 6, w.buffer());
         ADD_FAILURE();
     } catch (const AlgorithmFailedException& e) {
         EXPECT_EQ(e.message,
@@ -226,7 +225,7 @@ TEST(InvsqrtWordTest, AnnouncesItself) {
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(12, 1);
     Workspace w = workspace(plan);
     RecordingStatus status;
-    invsqrt_word(plan, w.context, status, w.T, 10005, w.buffer());
+    invsqrt_word(plan, w.mp, status, w.T, 10005, w.buffer());
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"InvSqrt(10005)..."});
     ASSERT_EQ(status.frames.size(), 3u);

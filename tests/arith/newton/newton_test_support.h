@@ -57,13 +57,13 @@ struct Workspace {
           temporaries(temporary_words),
           scratch(scratch_bytes / 8),
           T(result.get(), result_words),
-          context{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
+          mp{{thread_framework(), tds}, AlignedBufferC(scratch.get(), scratch_bytes), nullptr} {}
     LinearWordBuffer buffer() const { return {temporaries.get(), temporaries.size()}; }
     bool intact() const { return result.intact() && temporaries.intact() && scratch.intact(); }
 
     GuardedWords result, temporaries, scratch;
     BigFloat T;
-    MultiplyContext context;
+    MultiplyContext mp;
 };
 
 // A number with its own words.

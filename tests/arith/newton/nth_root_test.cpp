@@ -22,12 +22,12 @@ Workspace workspace(const InvNthRootPlan& plan) {
 
 enum class Form { expanded, factored };
 
-void run_form(Form form, const InvNthRootPlan& plan, const MultiplyContext& context, Status& status,
-              BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n) {
+void run_form(Form form, const InvNthRootPlan& plan, const MultiplyContext& mp, Status& status, BigFloat& T,
+              const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n) {
     if (form == Form::expanded)
-        InvNthRootFloat_BigFloatR_P::run_expanded(plan, context, status, T, A, p, buffer, n);
+        InvNthRootFloat_BigFloatR_P::run_expanded(plan, mp, status, T, A, p, buffer, n);
     else
-        InvNthRootFloat_BigFloatR_P::run_factored(plan, context, status, T, A, p, buffer, n);
+        InvNthRootFloat_BigFloatR_P::run_factored(plan, mp, status, T, A, p, buffer, n);
 }
 
 // The start is good to about 40 bits, and every level up to 8 words doubles that: more than the words asked
@@ -40,7 +40,7 @@ void expect_root(Form form, const BigFloat& A, u64 n, u64 p, u64 tds, Status& st
                  const std::string& what) {
     const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
     Workspace w = workspace(plan);
-    ASSERT_EQ(thrown([&] { run_form(form, plan, w.context, status, w.T, A, p, w.buffer(), n); }), "") << what;
+    ASSERT_EQ(thrown([&] { run_form(form, plan, w.mp, status, w.T, A, p, w.buffer(), n); }), "") << what;
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_GT(w.T.L, 0u) << what;
     ASSERT_LE(w.T.L, p + 4) << what;
@@ -129,7 +129,7 @@ TEST(NthRootTest, StartingValues) {
             for (Word word : {Word(1), Word(2), Word(10005), ~Word(0)}) {
                 Workspace w = workspace(plan);
                 const Number A({word}, exp);
-                InvNthRootFloat_BigFloatR_E::run(plan, w.context, w.T, A.value, 0, w.buffer(), n);
+                InvNthRootFloat_BigFloatR_E::run(plan, w.mp, w.T, A.value, 0, w.buffer(), n);
                 const double got = Integer(w.T).log2() + 64.0 * static_cast<double>(w.T.exp);
                 // in long double: the exponent's part alone is up to 2^46
                 const long double want =
@@ -144,7 +144,7 @@ TEST(NthRootTest, StartingValues) {
             const Number above({low, 1}, exp), below({~Word(0) - low}, -1);
             for (const Number* A : {&above, &below}) {
                 Workspace w = workspace(plan);
-                InvNthRootFloat_BigFloatR_E::run(plan, w.context, w.T, A->value, 0, w.buffer(), n);
+                InvNthRootFloat_BigFloatR_E::run(plan, w.mp, w.T, A->value, 0, w.buffer(), n);
                 // below 1 the logarithm of the top word cancels against that of 2^64
                 ASSERT_LE(root_error(w.T, A->value, n, 0), A == &above ? 64 - 52.0 : 64 - 46.0);
                 EXPECT_EQ(w.T.mag() == 1, A == &below) << n;
@@ -181,7 +181,7 @@ TEST(NthRootTest, ExactRoots) {
                 const InvNthRootPlan plan = InvNthRootPlan::make(p, 1);
                 Workspace w = workspace(plan);
                 const Number one({1}), power({1}, 3 * static_cast<i64>(n));
-                run_form(form, plan, w.context, null_status(), w.T, one.value, p, w.buffer(), n);
+                run_form(form, plan, w.mp, null_status(), w.T, one.value, p, w.buffer(), n);
                 EXPECT_EQ(w.T.L, 1u) << p << " " << n;
                 EXPECT_EQ(w.T.T[0], 1u);
                 EXPECT_EQ(w.T.exp, 0);
@@ -198,7 +198,7 @@ TEST(NthRootTest, BasicForm) {
             const u64 n = kDegrees[rng() % std::size(kDegrees)];
             const Number A(make_words(shape_of(i), operand_length(p, rng), rng),
                            static_cast<i64>(rng() % 9) - 4);
-            InvNthRootFloat_BigFloatR_E::run(plan, w.context, w.T, A.value, p, w.buffer(), n);
+            InvNthRootFloat_BigFloatR_E::run(plan, w.mp, w.T, A.value, p, w.buffer(), n);
             ASSERT_TRUE(w.intact());
             ASSERT_LE(root_error(w.T, A.value, n, p), root_error_bits(p)) << p << " " << n;
         }
@@ -213,7 +213,7 @@ TEST(NthRootTest, TaskCountsGiveTheSameWords) {
             for (u64 tds : {1, 2, 7}) {
                 const InvNthRootPlan plan = InvNthRootPlan::make(p, tds);
                 Workspace w = workspace(plan);
-                run_form(form, plan, w.context, null_status(), w.T, A.value, p, w.buffer(), 6);
+                run_form(form, plan, w.mp, null_status(), w.T, A.value, p, w.buffer(), 6);
                 EXPECT_TRUE(w.intact());
                 const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
                 if (first.empty()) first = words;
@@ -227,9 +227,8 @@ TEST(NthRootTest, Refusals) {
     Workspace w = workspace(plan);
     const Number zero({}), three({3}), negative({3}, 0, false);
     const auto run = [&](Form form, const Number& A, u64 p, u64 tds, u64 n = 3) {
-        return thrown([&] {
-            run_form(form, plan, w.context.with_tds(tds), null_status(), w.T, A.value, p, w.buffer(), n);
-        });
+        return thrown(
+            [&] { run_form(form, plan, w.mp.with_tds(tds), null_status(), w.T, A.value, p, w.buffer(), n); });
     };
     for (auto [form, name] : {std::pair(Form::expanded, std::string("run_expanded()")),
                               std::pair(Form::factored, std::string("run_factored()"))}) {
@@ -249,17 +248,16 @@ TEST(NthRootTest, Refusals) {
         }
         BigFloat small(w.result.get(), 35);
         try {
-            run_form(form, plan, w.context, null_status(), small, three.value, 30, w.buffer(), 3);
+            run_form(form, plan, w.mp, null_status(), small, three.value, 30, w.buffer(), 3);
             ADD_FAILURE();
         } catch (const BufferTooSmallException& e) {
             EXPECT_EQ(e.function, "InvNthRootFloat_BigFloatR_P::" + name);
             EXPECT_EQ(e.required_size, 36u);
         }
     }
-    EXPECT_EQ(thrown([&] {
-                  InvNthRootFloat_BigFloatR_E::run(plan, w.context, w.T, three.value, 11, w.buffer(), 3);
-              }),
-              "InvalidParametersException InvNthRootFloat_BigFloatR_E::run() p is larger than plan.");
+    EXPECT_EQ(
+        thrown([&] { InvNthRootFloat_BigFloatR_E::run(plan, w.mp, w.T, three.value, 11, w.buffer(), 3); }),
+        "InvalidParametersException InvNthRootFloat_BigFloatR_E::run() p is larger than plan.");
 }
 
 TEST(NthRootDeathTest, UnnormalisedOperandIsFatal) {
@@ -272,7 +270,7 @@ TEST(NthRootDeathTest, UnnormalisedOperandIsFatal) {
         A.sign = true;
         const InvNthRootPlan plan = InvNthRootPlan::make(20, 1);
         Workspace w = workspace(plan);
-        InvNthRootFloat_BigFloatR_P::run_expanded(plan, w.context, null_status(), w.T, A, 20, w.buffer(), 3);
+        InvNthRootFloat_BigFloatR_P::run_expanded(plan, w.mp, null_status(), w.T, A, 20, w.buffer(), 3);
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
@@ -287,14 +285,13 @@ TEST(NthRootTest, WrongEstimateIsFound) {
     for (u64 depth : {0, 1, 20})
         for (u64 n : {2, 3}) {
             Workspace x = workspace(plan), w = workspace(plan);
-            InvNthRootFloat_BigFloatR_P::run_expanded(plan, x.context, null_status(), x.T, A.value, previous,
+            InvNthRootFloat_BigFloatR_P::run_expanded(plan, x.mp, null_status(), x.T, A.value, previous,
                                                       x.buffer(), n);
             BigFloat estimate = x.T.top(previous + 2);
             // from one word down, as a fault in a product leaves it
             for (u64 i = depth; i < estimate.L; i++) estimate.T[estimate.L - 1 - i] ^= rng() >> 1;
             const std::string expanded = thrown([&] {
-                newton::nth_root_expanded_step(w.context, null_status(), w.T, A.value, n, estimate, p,
-                                               w.buffer());
+                newton::nth_root_expanded_step(w.mp, null_status(), w.T, A.value, n, estimate, p, w.buffer());
             });
             const std::string begin =
                 "AlgorithmFailedException InvNthRootFloat_BigFloatR_P::run_expanded() Convergence Failure:\n"
@@ -302,8 +299,7 @@ TEST(NthRootTest, WrongEstimateIsFound) {
             ASSERT_EQ(expanded.rfind(begin, 0), 0u) << depth << " " << n << " " << expanded;
             EXPECT_NE(expanded.find("\n    topB = "), std::string::npos) << expanded;
             const std::string factored = thrown([&] {
-                newton::nth_root_factored_step(w.context, null_status(), w.T, A.value, n, estimate, p,
-                                               w.buffer());
+                newton::nth_root_factored_step(w.mp, null_status(), w.T, A.value, n, estimate, p, w.buffer());
             });
             const std::string top =
                 "AlgorithmFailedException InvNthRootFloat_BigFloatR_P::run_factored() Convergence Failure:\n"
@@ -318,7 +314,7 @@ TEST(NthRootTest, AnnouncesItself) {
     const auto frames = [&](u64 n) {
         Workspace w = workspace(plan);
         RecordingStatus status;
-        inv_nth_root(plan, w.context, status, w.T, A.value, n, w.buffer());
+        inv_nth_root(plan, w.mp, status, w.T, A.value, n, w.buffer());
         EXPECT_TRUE(w.intact());
         EXPECT_EQ(status.sections, std::vector<std::string>{"Radical x^(-1/" + std::to_string(n) + ")..."});
         EXPECT_EQ(status.depth, 0u);
@@ -403,8 +399,7 @@ void expect_large_degree(u64 n, const BigFloat& A, u64 p) {
     for (const Form form : {Form::expanded, Form::factored}) {
         const InvNthRootPlan plan = InvNthRootPlan::make(p, 1);
         Workspace w = workspace(plan);
-        ASSERT_EQ(thrown([&] { run_form(form, plan, w.context, null_status(), w.T, A, p, w.buffer(), n); }),
-                  "")
+        ASSERT_EQ(thrown([&] { run_form(form, plan, w.mp, null_status(), w.T, A, p, w.buffer(), n); }), "")
             << "n=" << n << " exp=" << A.exp << " p=" << p;
         ASSERT_TRUE(w.intact());
         // p = 0 is the start: 50 bits of A's top, divided by n, and the steps of a pair of doubles

@@ -28,7 +28,7 @@ double relative_error(const BigFloat& T, const BigFloat& A, u64 n) {
 void expect_power(const BigFloat& A, u64 n, u64 p, u64 tds, const std::string& what) {
     const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
     Workspace w = workspace(plan);
-    Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), w.T, A, n, p, w.buffer());
+    Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), w.T, A, n, p, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_GT(w.T.L, 0u) << what;
     ASSERT_LE(w.T.L, p + 3) << what;
@@ -89,7 +89,7 @@ TEST(PowerTest, ExactPowers) {
             const u64 p = length * n;
             const PowerFloatPlan plan = PowerFloatPlan::make(p, 1);
             Workspace w = workspace(plan);
-            Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, n, p, w.buffer());
+            Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, n, p, w.buffer());
             ASSERT_TRUE(w.intact());
             ASSERT_LT(relative_error(w.T, A.value, n), -1e17) << length << "^" << n;
         }
@@ -104,7 +104,7 @@ TEST(PowerTest, TaskCountsGiveTheSameWords) {
             for (u64 tds : {1, 2, 7}) {
                 const PowerFloatPlan plan = PowerFloatPlan::make(p, tds);
                 Workspace w = workspace(plan);
-                Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, 13, p, w.buffer());
+                Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, 13, p, w.buffer());
                 EXPECT_TRUE(w.intact());
                 const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
                 if (first.empty()) first = words;
@@ -120,7 +120,7 @@ TEST(PowerTest, ShowsTheExponentReached) {
         const PowerFloatPlan plan = PowerFloatPlan::make(40, 1);
         Workspace w = workspace(plan);
         RecordingStatus status;
-        Power_BF_uL_BigFloatR::run(plan, w.context, status, w.T, A.value, n, 40, w.buffer());
+        Power_BF_uL_BigFloatR::run(plan, w.mp, status, w.T, A.value, n, 40, w.buffer());
         EXPECT_EQ(status.depth, 0u);
         std::string exponents;
         for (const std::string& frame : status.frames) {
@@ -143,7 +143,7 @@ TEST(PowerTest, SpecialCases) {
     Workspace w = workspace(plan);
     const Number zero({}), seven({7}), long_number({1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
     const auto run = [&](const Number& A, u64 n) {
-        Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, n, 5, w.buffer());
+        Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, n, 5, w.buffer());
     };
     w.T.set_double(1.0, 0);
     run(seven, 0);
@@ -165,7 +165,7 @@ TEST(PowerTest, ExponentLimit) {
     const i64 limit = 0x1fffffffffffffff;
     const auto run = [&](i64 exp, u64 n) {
         const Number A({3}, exp);
-        Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, n, 2, w.buffer());
+        Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, n, 2, w.buffer());
     };
     run(limit / 7, 7);
     EXPECT_EQ(w.T.exp, limit / 7 * 7);
@@ -191,7 +191,7 @@ TEST(PowerTest, PlanLimits) {
     const Number three({3});
     const auto run = [&](u64 p, u64 tds) -> std::string {
         try {
-            Power_BF_uL_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, three.value, 5, p,
+            Power_BF_uL_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, three.value, 5, p,
                                        w.buffer());
         } catch (const LimitExceededException& e) {
             return e.function + " " + e.message + " " + std::to_string(e.limit) + " " +
@@ -204,7 +204,7 @@ TEST(PowerTest, PlanLimits) {
     EXPECT_EQ(run(10, 3), "Power_BF_uL_BigFloatR::run() Task Decomposition 2 3");
     BigFloat small(w.result.get(), 13);
     try {
-        Power_BF_uL_BigFloatR::run(plan, w.context, null_status(), small, three.value, 5, 10, w.buffer());
+        Power_BF_uL_BigFloatR::run(plan, w.mp, null_status(), small, three.value, 5, 10, w.buffer());
         ADD_FAILURE();
     } catch (const BufferTooSmallException& e) {
         EXPECT_EQ(e.function, "Power_BF_uL_BigFloatR::run()");
@@ -220,7 +220,7 @@ TEST(PowerTest, LargePowersOfEitherSign) {
         for (i64 n : {0, 1, 2, 3, 10, -1, -2, -3, -7}) {
             Workspace w(plan.result, plan.temporaries, plan.scratch_bytes);
             RecordingStatus status;
-            large_power(plan, w.context, status, w.T, A.value, n, w.buffer());
+            large_power(plan, w.mp, status, w.T, A.value, n, w.buffer());
             ASSERT_TRUE(w.intact());
             EXPECT_EQ(status.depth, 0u);
             std::vector<std::string> sections;

@@ -32,7 +32,7 @@ TEST(PowerWordTest, ExactPowers) {
                     exact_plan ? PowerWordPlan::make_exact(w, n, 1) : PowerWordPlan::make(p, 1);
                 ASSERT_EQ(plan.p, p);
                 Workspace space = workspace(plan);
-                Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, w, n, p,
+                Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p,
                                            space.temporaries.get());
                 ASSERT_TRUE(space.intact());
                 ASSERT_TRUE(space.T.sign);
@@ -49,7 +49,7 @@ TEST(PowerWordTest, LargeExactPowersOfTen) {
         for (u64 tds : {1, 2, 7}) {
             const PowerWordPlan plan = PowerWordPlan::make_exact(10, n, tds);
             Workspace space = workspace(plan);
-            Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, 10, n, plan.p,
+            Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, 10, n, plan.p,
                                        space.temporaries.get());
             ASSERT_TRUE(space.intact());
             EXPECT_EQ(space.T.exp, static_cast<i64>(n / 64));
@@ -64,7 +64,7 @@ TEST(SlowPowerWordTest, LargeExactPower) {
     for (u64 tds : {1, 2, 7}) {
         const PowerWordPlan plan = PowerWordPlan::make_exact(5, n, tds);
         Workspace space = workspace(plan);
-        Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, 5, n, plan.p,
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, 5, n, plan.p,
                                    space.temporaries.get());
         ASSERT_TRUE(space.intact());
         ASSERT_TRUE(Integer(space.T).shifted_words(space.T.exp) == want) << tds;
@@ -74,7 +74,7 @@ TEST(SlowPowerWordTest, LargeExactPower) {
 void expect_truncated(Word w, u64 n, u64 p, u64 tds) {
     const PowerWordPlan plan = PowerWordPlan::make(p, tds);
     Workspace space = workspace(plan);
-    Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, w, n, p, space.temporaries.get());
+    Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p, space.temporaries.get());
     ASSERT_TRUE(space.intact());
     const Integer want = power(w, n);
     const Integer got = Integer(space.T).shifted_words(space.T.exp);
@@ -116,7 +116,7 @@ TEST(PowerWordTest, TruncatedPowers) {
             for (Word w : {Word(3), Word(10), ~Word(0), Word(rng() | 1)}) {
                 const PowerWordPlan plan = PowerWordPlan::make(p, 1);
                 Workspace space = workspace(plan);
-                Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, w, n, p,
+                Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, p,
                                            space.temporaries.get());
                 ASSERT_TRUE(space.intact());
                 ASSERT_LE(space.T.L, p + 4);
@@ -136,8 +136,7 @@ TEST(PowerWordTest, SpecialCases) {
     const PowerWordPlan plan = PowerWordPlan::make(5, 1);
     Workspace space = workspace(plan);
     const auto run = [&](Word w, u64 n) {
-        Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, w, n, 5,
-                                   space.temporaries.get());
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, 5, space.temporaries.get());
     };
     space.T.set_double(1.0, 0);
     run(7, 0);
@@ -162,8 +161,7 @@ TEST(PowerWordTest, ShowsTheExponentReached) {
         const PowerWordPlan plan = PowerWordPlan::make_exact(5, n, 1);
         Workspace space = workspace(plan);
         RecordingStatus status;
-        Power_uW_uL_BigFloatR::run(plan, space.context, status, space.T, 5, n, plan.p,
-                                   space.temporaries.get());
+        Power_uW_uL_BigFloatR::run(plan, space.mp, status, space.T, 5, n, plan.p, space.temporaries.get());
         EXPECT_EQ(status.depth, 0u);
         std::string exponents;
         for (const std::string& frame : status.frames) {
@@ -184,8 +182,7 @@ TEST(PowerWordTest, ExponentLimit) {
     Workspace space = workspace(plan);
     const i64 limit = 0x1fffffffffffffff;
     const auto run = [&](Word w, u64 n) {
-        Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), space.T, w, n, 2,
-                                   space.temporaries.get());
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), space.T, w, n, 2, space.temporaries.get());
     };
     run(Word(1) << 32, 2 * static_cast<u64>(limit));
     EXPECT_EQ(space.T.exp, limit);
@@ -211,7 +208,7 @@ TEST(PowerWordTest, PlanLimits) {
     Workspace space = workspace(plan);
     const auto run = [&](const PowerWordPlan& used, u64 n, u64 p, u64 tds) -> std::string {
         try {
-            Power_uW_uL_BigFloatR::run(used, space.context.with_tds(tds), null_status(), space.T, 3, n, p,
+            Power_uW_uL_BigFloatR::run(used, space.mp.with_tds(tds), null_status(), space.T, 3, n, p,
                                        space.temporaries.get());
         } catch (const LimitExceededException& e) {
             return e.function + " " + e.message + " " + std::to_string(e.limit) + " " +
@@ -228,9 +225,9 @@ TEST(PowerWordTest, PlanLimits) {
     EXPECT_EQ(run(exact, 300, 9, 1), "");
     EXPECT_EQ(run(exact, 1200, 9, 1).rfind("Power_uW_uL_BigFloatR::run() Precision 12 ", 0), 0u);
     BigFloat small(space.result.get(), 13);
-    EXPECT_THROW(Power_uW_uL_BigFloatR::run(plan, space.context, null_status(), small, 3, 5, 10,
-                                            space.temporaries.get()),
-                 BufferTooSmallException);
+    EXPECT_THROW(
+        Power_uW_uL_BigFloatR::run(plan, space.mp, null_status(), small, 3, 5, 10, space.temporaries.get()),
+        BufferTooSmallException);
 }
 
 TEST(PowerWordTest, ExactWordsCoverThePower) {

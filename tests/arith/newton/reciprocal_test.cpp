@@ -22,7 +22,7 @@ Workspace workspace(const ReciprocalPlan& plan) {
 void expect_reciprocal(const BigFloat& A, u64 p, u64 tds, Status& status, const std::string& what) {
     const ReciprocalPlan plan = ReciprocalPlan::make(p, tds);
     Workspace w = workspace(plan);
-    Reciprocal_BigFloatR::run(plan, w.context, status, w.T, A, p, w.buffer());
+    Reciprocal_BigFloatR::run(plan, w.mp, status, w.T, A, p, w.buffer());
     ASSERT_TRUE(w.intact()) << what;
     ASSERT_GT(w.T.L, 0u) << what;
     ASSERT_NE(w.T.T[w.T.L - 1], 0u) << what;
@@ -107,10 +107,10 @@ TEST(ReciprocalTest, UnderEstimatesAreCorrected) {
             const u64 previous = newton::previous_precision(p);
             const ReciprocalPlan below = ReciprocalPlan::make(previous, 1), plan = ReciprocalPlan::make(p, 1);
             Workspace x = workspace(below), w = workspace(plan);
-            Reciprocal_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
+            Reciprocal_BigFloatR::run(below, x.mp, null_status(), x.T, A.value, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
-            newton::reciprocal_step(w.context, status, w.T, A.value, estimate, p, w.buffer());
+            newton::reciprocal_step(w.mp, status, w.T, A.value, estimate, p, w.buffer());
             const Number one({1});
             ASSERT_LE(quotient_error(w.T, one.value, A.value, p), error_bits(p) + 2) << p;
             runs++;
@@ -140,7 +140,7 @@ TEST(ReciprocalTest, TaskCountsGiveTheSameWords) {
         for (u64 tds : {1, 2, 7}) {
             const ReciprocalPlan plan = ReciprocalPlan::make(p, tds);
             Workspace w = workspace(plan);
-            Reciprocal_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, p, w.buffer());
+            Reciprocal_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
             EXPECT_TRUE(w.intact());
             const std::vector<Word> words(w.T.T, w.T.T + w.T.L);
             if (first.empty()) first = words;
@@ -159,7 +159,7 @@ TEST(ReciprocalTest, ExactReciprocals) {
                 RecordingStatus status;
                 const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
                 Workspace w = workspace(plan);
-                Reciprocal_BigFloatR::run(plan, w.context, status, w.T, A.value, p, w.buffer());
+                Reciprocal_BigFloatR::run(plan, w.mp, status, w.T, A.value, p, w.buffer());
                 ASSERT_EQ(w.T.L, 1u) << p;
                 ASSERT_EQ(w.T.T[0], bit == 0 ? 1 : Word(1) << (64 - bit));
                 ASSERT_EQ(w.T.exp, bit == 0 ? -exp : -exp - 1);
@@ -174,7 +174,7 @@ TEST(ReciprocalTest, ResultIsNudgedUpward) {
         const Number A({3});
         const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
         Workspace w = workspace(plan);
-        Reciprocal_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, p, w.buffer());
+        Reciprocal_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, p, w.buffer());
         ASSERT_GT(w.T.L, p);
         // 3 T = 1 + something small, above or below by at most two units of T's lowest word
         const Integer product = Integer(w.T).times(Integer(3));
@@ -192,7 +192,7 @@ TEST(ReciprocalTest, BasicFormInItsOwnPlan) {
                 const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
                 Workspace w(plan.basic_result, plan.basic_temporaries, plan.basic_scratch_bytes);
                 const Number A(make_words(static_cast<Shape>(shape), n, rng), 2, false);
-                Reciprocal_BigFloatR_E::run(plan, w.context, w.T, A.value, p, w.buffer());
+                Reciprocal_BigFloatR_E::run(plan, w.mp, w.T, A.value, p, w.buffer());
                 ASSERT_TRUE(w.intact()) << p;
                 ASSERT_FALSE(w.T.sign);
                 const Number one({1});
@@ -219,10 +219,10 @@ TEST(ReciprocalTest, PlanLimits) {
     const Number A({3});
     std::string function;
     const auto run = [&](u64 p, u64 tds) {
-        Reciprocal_BigFloatR::run(plan, w.context.with_tds(tds), null_status(), w.T, A.value, p, w.buffer());
+        Reciprocal_BigFloatR::run(plan, w.mp.with_tds(tds), null_status(), w.T, A.value, p, w.buffer());
     };
     const auto run_basic = [&](u64 p, u64 tds) {
-        Reciprocal_BigFloatR_E::run(plan, w.context.with_tds(tds), w.T, A.value, p, w.buffer());
+        Reciprocal_BigFloatR_E::run(plan, w.mp.with_tds(tds), w.T, A.value, p, w.buffer());
     };
     run(40, 1);
     run(39, 2);
@@ -254,18 +254,18 @@ TEST(ReciprocalTest, BuffersTooSmall) {
     };
     BigFloat small(w.result.get(), 42);
     EXPECT_EQ(function([&] {
-                  Reciprocal_BigFloatR::run(plan, w.context, null_status(), small, A.value, 40, w.buffer());
+                  Reciprocal_BigFloatR::run(plan, w.mp, null_status(), small, A.value, 40, w.buffer());
               }),
               "Reciprocal_BigFloatR::run()");
     small.buffer_size = 7;
-    EXPECT_EQ(function([&] { Reciprocal_BigFloatR_E::run(plan, w.context, small, A.value, 5, w.buffer()); }),
+    EXPECT_EQ(function([&] { Reciprocal_BigFloatR_E::run(plan, w.mp, small, A.value, 5, w.buffer()); }),
               "Reciprocal_BigFloatR_E::run()");
     EXPECT_EQ(function([&] {
-                  Reciprocal_BigFloatR::run(plan, w.context, null_status(), w.T, A.value, 40,
+                  Reciprocal_BigFloatR::run(plan, w.mp, null_status(), w.T, A.value, 40,
                                             LinearWordBuffer(w.temporaries.get(), 30));
               }),
               "LinearWordBuffer::cut_from_bottom()");
-    MultiplyContext tight = w.context.with_scratch(AlignedBufferC(w.scratch.get(), 64));
+    MultiplyContext tight = w.mp.with_scratch(AlignedBufferC(w.scratch.get(), 64));
     EXPECT_EQ(function([&] {
                   Reciprocal_BigFloatR::run(plan, tight, null_status(), w.T, A.value, 40, w.buffer());
               }),
@@ -278,13 +278,11 @@ TEST(ReciprocalTest, DivisionByZero) {
         Workspace w = workspace(plan);
         const Number zero({});
         std::string function;
-        EXPECT_EQ(message_of<ArithmeticException>(
-                      [&] {
-                          Reciprocal_BigFloatR::run(plan, w.context, null_status(), w.T, zero.value, p,
-                                                    w.buffer());
-                      },
-                      &function),
-                  "Divide by zero.");
+        EXPECT_EQ(
+            message_of<ArithmeticException>(
+                [&] { Reciprocal_BigFloatR::run(plan, w.mp, null_status(), w.T, zero.value, p, w.buffer()); },
+                &function),
+            "Divide by zero.");
         EXPECT_EQ(function, "Reciprocal_BigFloatR_E::run()");
     }
 }
@@ -299,7 +297,7 @@ TEST(ReciprocalDeathTest, UnnormalisedDivisorIsFatal) {
         A.sign = true;
         const ReciprocalPlan plan = ReciprocalPlan::make(20, 1);
         Workspace w = workspace(plan);
-        Reciprocal_BigFloatR::run(plan, w.context, null_status(), w.T, A, 20, w.buffer());
+        Reciprocal_BigFloatR::run(plan, w.mp, null_status(), w.T, A, 20, w.buffer());
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(1),
                 "BigFloat::check_normalization\\(\\): Top word is zero\\.");
@@ -316,13 +314,13 @@ class ReciprocalFault : public ::testing::Test {
         const u64 previous = p / 2 + 1;
         const ReciprocalPlan below = ReciprocalPlan::make(previous, 1);
         Workspace x = workspace(below);
-        Reciprocal_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
+        Reciprocal_BigFloatR::run(below, x.mp, null_status(), x.T, A.value, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= Word(1) << bit;
         const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
         Workspace w = workspace(plan);
         return message_of<AlgorithmFailedException>(
-            [&] { newton::reciprocal_step(w.context, null_status(), w.T, A.value, estimate, p, w.buffer()); },
+            [&] { newton::reciprocal_step(w.mp, null_status(), w.T, A.value, estimate, p, w.buffer()); },
             &function_);
     }
     // The same for the basic step, from an estimate whose top word is large; tells whether the flip raised
@@ -333,12 +331,12 @@ class ReciprocalFault : public ::testing::Test {
         const Number A(make_words(Shape::small_top, p, rng));
         const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
         Workspace w = workspace(plan);
-        Reciprocal_BigFloatR_E::run(plan, w.context, w.T, A.value, previous, w.buffer());
+        Reciprocal_BigFloatR_E::run(plan, w.mp, w.T, A.value, previous, w.buffer());
         Word& word = w.T.T[w.T.L - 1 - depth];
         *raised = (word >> bit & 1) == 0;
         word ^= Word(1) << bit;
         return message_of<AlgorithmFailedException>(
-            [&] { newton::reciprocal_basic_step(w.context, w.T, A.value, p, w.buffer()); }, &function_);
+            [&] { newton::reciprocal_basic_step(w.mp, w.T, A.value, p, w.buffer()); }, &function_);
     }
     std::string function_;
 };
@@ -376,7 +374,7 @@ TEST_F(ReciprocalFault, BasicUnitsWordAboveOne) {
     Workspace w = workspace(plan);
     w.T.set_double(1.0, 0);  // 5 x = 5
     EXPECT_EQ(message_of<AlgorithmFailedException>(
-                  [&] { newton::reciprocal_basic_step(w.context, w.T, A.value, 3, w.buffer()); }),
+                  [&] { newton::reciprocal_basic_step(w.mp, w.T, A.value, 3, w.buffer()); }),
               "Convergence Failure:\n    top = 5");
 }
 

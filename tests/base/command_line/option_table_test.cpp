@@ -125,7 +125,8 @@ TEST(OptionTable, HelpLines) {
     };
     using Lines = std::vector<std::string>;
     EXPECT_EQ(lines(0), Lines({"    -count:<n>              how many"}));
-    EXPECT_EQ(lines(2), Lines({"    -word:<name>            a name:", "        red, green"}));
+    EXPECT_EQ(lines(2),
+              Lines({"    -word:<name>            a name:", "        red, green"}));
     EXPECT_EQ(lines(3), Lines({"    -o <folder>             where to"}));
     EXPECT_EQ(lines(4), Lines());
 }

@@ -24,8 +24,7 @@ std::string not_writable(const std::string& path, u32 code) {
 
 constexpr const char* kSeeHelp = "\nSee \"kalvor help\".";
 constexpr const char* kChoose =
-    " Choose a folder that you may write to (-o <folder>, or \"Path\" in a settings file).\nSee \"kalvor "
-    "help\".";
+    " Choose a folder that you may write to (-o <folder>, or \"Path\" in a settings file).\nSee \"kalvor help\".";
 
 }  // namespace
 

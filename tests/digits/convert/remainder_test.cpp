@@ -1,5 +1,4 @@
-// The lower fraction of a split on convolutions that fold exactly as much as the plan allows, cyclic and
-// negacyclic.
+// The lower fraction of a split on convolutions that fold exactly as much as the plan allows, cyclic and negacyclic.
 #include "digits/convert/remainder.h"
 
 #include <gtest/gtest.h>
@@ -78,8 +77,8 @@ TEST_P(RemainderTest, EveryWordIsExact) {
     }
 }
 
-// Fractions beside m / R^H, the unit of the upper half: the remainder is then beside 0 or 1, where a shift by
-// one unit out of the folded words would run through all wanted words.
+// Fractions beside m / R^H, the unit of the upper half: the remainder is then beside 0 or 1, where a shift by one unit
+// out of the folded words would run through all wanted words.
 TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
     std::mt19937_64 rng(12);
     for (const u64 n : {16, 30, 31, 60, 90}) {
@@ -102,9 +101,8 @@ TEST_P(RemainderTest, BesideTheUnitOfTheUpperHalf) {
     }
 }
 
-// Fractions whose remainder is nothing but a few bits at its very end, far below the guard word: A P = c
-// modulo 2^(64 q) for small c of either sign. What folds onto the low words then borrows or carries through
-// every word above them.
+// Fractions whose remainder is nothing but a few bits at its very end, far below the guard word: A P = c modulo 2^(64 q)
+// for small c of either sign. What folds onto the low words then borrows or carries through every word above them.
 TEST_P(RemainderTest, RemaindersBelowTheGuardWord) {
     std::mt19937_64 rng(13);
     for (const u64 n : {16, 30, 31, 60, 90}) {
@@ -162,10 +160,9 @@ TEST_P(RemainderTest, RefusesWhatTheLevelCannotDeliver) {
     const FoldTransform small(GetParam(), level.product_words - 8);
     const PowerView small_power{nullptr, level.power_words, small, work.data()};
     F.assign(plan.length(2 * level.radix_words), 1);
-    EXPECT_THROW(
-        (void)RemainderFloatB::set_inverse_fmul(context, level, small_power, {F.data(), F.size(), F.size()},
-                                                level.lower_words, out.data()),
-        trel::InvalidParametersException);
+    EXPECT_THROW((void)RemainderFloatB::set_inverse_fmul(context, level, small_power, {F.data(), F.size(), F.size()},
+                                                         level.lower_words, out.data()),
+                 trel::InvalidParametersException);
 }
 
 }  // namespace

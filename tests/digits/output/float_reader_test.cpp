@@ -40,8 +40,7 @@ struct Decimal {
 };
 
 std::string load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 0) {
-    Scratch scratch(scratch_bytes != 0 ? scratch_bytes
-                                       : trel::round_up_64(reader.buffer_size(count, 1 << 30)));
+    Scratch scratch(scratch_bytes != 0 ? scratch_bytes : trel::round_up_64(reader.buffer_size(count, 1 << 30)));
     std::vector<u8> values(count + 1, 77);
     reader.load_digits(values.data(), start, count, scratch.view(), trel::serial_context());
     EXPECT_EQ(values[count], 77);
@@ -139,8 +138,7 @@ TEST(DigitStatsTest, LastDigits) {
     FloatReaderB reader(0, d.words.data(), 60, 1100);
     const struct {
         u64 total, start;
-    } cases[] = {{1, 0},     {50, 0},     {100, 0},    {101, 50},   {150, 50},
-                 {151, 100}, {1000, 900}, {1001, 950}, {1100, 1000}};
+    } cases[] = {{1, 0}, {50, 0}, {100, 0}, {101, 50}, {150, 50}, {151, 100}, {1000, 900}, {1001, 950}, {1100, 1000}};
     for (const auto& c : cases) {
         LastDigits last;
         last.set(c.total, reader);

@@ -24,8 +24,7 @@ using namespace trel::os;
 TEST(LinuxFile, UnbufferedAccessFallsBack) {
     // Kernels of many years refuse it on memory file systems, the newest grant it; both must work.
     const std::string path = "/dev/shm/kalvor-file-test-" + std::to_string(getpid());
-    const OpenedFile file =
-        open_file(path.c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
+    const OpenedFile file = open_file(path.c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
     if (file.error) GTEST_SKIP() << "no memory file system";
     const int probe = open(path.c_str(), O_RDONLY | O_DIRECT);
     EXPECT_EQ(file.unbuffered, probe >= 0);
@@ -40,8 +39,7 @@ TEST(LinuxFile, UnbufferedAccessFallsBack) {
 TEST(LinuxFile, FlagsReachTheSystem) {
     const ScratchFolder folder;
     const std::string path = folder.file("a");
-    const OpenedFile plain =
-        open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
+    const OpenedFile plain = open_file(path.c_str(), FileAccess::create, {.unbuffered = false, .write_through = true});
     ASSERT_FALSE(plain.error);
     const int flags = fcntl(static_cast<int>(plain.handle), F_GETFL);
     EXPECT_EQ(flags & O_DSYNC, O_DSYNC);
@@ -49,8 +47,7 @@ TEST(LinuxFile, FlagsReachTheSystem) {
     EXPECT_EQ(flags & O_ACCMODE, O_RDWR);
     EXPECT_EQ(fcntl(static_cast<int>(plain.handle), F_GETFD), FD_CLOEXEC);
     EXPECT_FALSE(close_file(plain.handle));
-    const OpenedFile raw =
-        open_file(path.c_str(), FileAccess::read, {.unbuffered = true, .write_through = false});
+    const OpenedFile raw = open_file(path.c_str(), FileAccess::read, {.unbuffered = true, .write_through = false});
     ASSERT_FALSE(raw.error);
     EXPECT_EQ((fcntl(static_cast<int>(raw.handle), F_GETFL) & O_DIRECT) != 0, raw.unbuffered);
     EXPECT_FALSE(close_file(raw.handle));
@@ -66,9 +63,8 @@ TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
     std::vector<char> memory(3 * 4096);
     char* const aligned = memory.data() + (4096 - reinterpret_cast<std::uintptr_t>(memory.data()) % 4096);
     EXPECT_EQ(write_file(file.handle, aligned, 0, 4096).bytes, 4096U);
-    for (const Transfer& transfer :
-         {write_file(file.handle, aligned, 100, 4096), write_file(file.handle, aligned, 0, 100),
-          read_file(file.handle, aligned, 100, 4096)}) {
+    for (const Transfer& transfer : {write_file(file.handle, aligned, 100, 4096), write_file(file.handle, aligned, 0, 100),
+                                     read_file(file.handle, aligned, 100, 4096)}) {
         EXPECT_EQ(transfer.error.category, ErrorCategory::invalid_parameter);
         EXPECT_EQ(transfer.error.code, static_cast<u32>(EINVAL));
         EXPECT_EQ(transfer.bytes, 0U);

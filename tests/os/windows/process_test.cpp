@@ -82,7 +82,6 @@ TEST(ExecutablePath, MayBeLong) {
     EXPECT_FALSE(os::module_path(long_path).has_value());
     EXPECT_EQ(os::without_long_prefix(L"C:\\bin\\kalvor.exe"), L"C:\\bin\\kalvor.exe");
     EXPECT_EQ(os::without_long_prefix(L"\\\\?\\C:\\bin\\kalvor.exe"), L"C:\\bin\\kalvor.exe");
-    EXPECT_EQ(os::without_long_prefix(L"\\\\?\\UNC\\server\\bin\\kalvor.exe"),
-              L"\\\\server\\bin\\kalvor.exe");
+    EXPECT_EQ(os::without_long_prefix(L"\\\\?\\UNC\\server\\bin\\kalvor.exe"), L"\\\\server\\bin\\kalvor.exe");
     EXPECT_EQ(os::without_long_prefix(L"\\\\server\\bin\\kalvor.exe"), L"\\\\server\\bin\\kalvor.exe");
 }

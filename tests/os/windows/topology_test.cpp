@@ -81,8 +81,7 @@ TEST(TopologyRecords, CutOffOrEmpty) {
     records.processors(RelationProcessorCore, {7}).processors(RelationProcessorPackage, {7});
     const size_t first = records.bytes.size() / 2;
     for (size_t n = 0; n < records.bytes.size(); n++) {
-        const std::vector<std::byte> some(records.bytes.begin(),
-                                          records.bytes.begin() + static_cast<long>(n));
+        const std::vector<std::byte> some(records.bytes.begin(), records.bytes.begin() + static_cast<long>(n));
         EXPECT_EQ(counts(some), n < first ? (Counts{0, 0, 0, 0}) : (Counts{3, 1, 0, 0})) << n;
     }
     // A record without a size would never end.

@@ -89,12 +89,12 @@ TEST_P(Frameworks, NestedDispatchesFinish) {
 TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
     for (u64 round = 0; round < 20; round++) {
         std::vector<u64> out(40, 0);
-        const ParallelContext parallel{framework_.get(), 40};
-        parallel_for(parallel, out.size(), [&](u64 i) { out[i] = i * i + round; });
+        const ParallelContext context{framework_.get(), 40};
+        parallel_for(context, out.size(), [&](u64 i) { out[i] = i * i + round; });
         for (u64 i = 0; i < out.size(); i++) ASSERT_EQ(out[i], i * i + round);
         u64 x = 0, y = 0;
         fork_join(
-            parallel, [&] { x = round + 1; }, [&] { y = round + 2; });
+            context, [&] { x = round + 1; }, [&] { y = round + 2; });
         ASSERT_EQ(x, round + 1);
         ASSERT_EQ(y, round + 2);
     }

@@ -326,10 +326,10 @@ TEST(TaskQueueFramework, NestedDispatchFinishesWhenAllWorkersAreBusy) {
     wait_for_one(gate);
     // The only worker is inside of `busy` now.
     std::atomic<u64> sum{0};
-    const ParallelContext parallel{&framework, 8};
-    parallel_for(parallel, 8, [&](u64 i) {
+    const ParallelContext context{&framework, 8};
+    parallel_for(context, 8, [&](u64 i) {
         fork_join(
-            parallel, [&] { sum += i; }, [&] { sum += 100; });
+            context, [&] { sum += i; }, [&] { sum += 100; });
     });
     EXPECT_EQ(sum.load(), 828U);
     gate.run(0);

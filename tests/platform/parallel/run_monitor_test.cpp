@@ -16,22 +16,22 @@ class RunMonitorTest : public testing::TestWithParam<FrameworkCase> {};
 
 // Leaves of a tree of dispatches; the one whose turn comes at `stop_at` asks to stop.
 struct Tree {
-    ParallelContext parallel;
+    ParallelContext context;
     RunMonitor& run_monitor;
     const int stop_at;
     std::atomic<int> leaves{0};
 
     void run(int depth) {
-        parallel.poll();
+        context.poll();
         if (depth == 0) {
             if (leaves++ == stop_at) run_monitor.stop.request();
             return;
         }
         if (depth % 2 == 0) {
-            parallel_for(parallel, 4, [&](u64) { run(depth - 1); });
+            parallel_for(context, 4, [&](u64) { run(depth - 1); });
         } else {
             fork_join(
-                parallel, [&] { run(depth - 1); }, [&] { run(depth - 1); });
+                context, [&] { run(depth - 1); }, [&] { run(depth - 1); });
         }
     }
 };
@@ -59,8 +59,8 @@ TEST_P(RunMonitorTest, NestedTasksEndAndTheCallerLearnsOfIt) {
 TEST_P(RunMonitorTest, ARequestDuringTheLastTaskIsSeenByTheDispatch) {
     const FrameworkUnderTest framework = GetParam().make();
     RunMonitor monitor;
-    const ParallelContext parallel{framework.get(), 4, &monitor};
-    EXPECT_THROW(parallel_for(parallel, 4, [&](u64) { monitor.stop.request(); }), RunStopped);
+    const ParallelContext context{framework.get(), 4, &monitor};
+    EXPECT_THROW(parallel_for(context, 4, [&](u64) { monitor.stop.request(); }), RunStopped);
     RunMonitor other;
     EXPECT_THROW(fork_join(
                      {framework.get(), 2, &other}, [] {}, [&] { other.stop.request(); }),
@@ -72,21 +72,21 @@ INSTANTIATE_TEST_SUITE_P(Frameworks, RunMonitorTest, testing::ValuesIn(framework
 
 TEST(ParallelContextTest, FewerTasksKeepTheFlag) {
     RunMonitor monitor;
-    const ParallelContext parallel = ParallelContext{serial_context().framework, 8, &monitor}.with_tds(0);
-    EXPECT_EQ(parallel.tds, 1u);
-    parallel.poll();
+    const ParallelContext context = ParallelContext{serial_context().framework, 8, &monitor}.with_tds(0);
+    EXPECT_EQ(context.tds, 1u);
+    context.poll();
     monitor.stop.request();
-    EXPECT_THROW(parallel.poll(), RunStopped);
+    EXPECT_THROW(context.poll(), RunStopped);
     EXPECT_NO_THROW(serial_context().poll());
 }
 
 TEST(ParallelContextTest, OneTaskStopsBetweenItsItems) {
     RunMonitor monitor;
-    const ParallelContext parallel{serial_context().framework, 1, &monitor};
+    const ParallelContext context{serial_context().framework, 1, &monitor};
     int runs = 0;
-    EXPECT_THROW(parallel_for(parallel, 100,
+    EXPECT_THROW(parallel_for(context, 100,
                               [&](u64) {
-                                  parallel.poll();
+                                  context.poll();
                                   if (++runs == 10) monitor.stop.request();
                               }),
                  RunStopped);

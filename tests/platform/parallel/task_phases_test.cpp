@@ -30,13 +30,13 @@ class Backwards final : public BasicParallelizer {
 constexpr u64 kItems[] = {7, 0, 100, 1, 64, 3};
 constexpr u32 kPhases = std::size(kItems);
 
-void check_phases(const ParallelContext& parallel, u64 tasks, u64 microseconds) {
+void check_phases(const ParallelContext& P, u64 tasks, u64 microseconds) {
     std::vector<std::atomic<u32>> runs(200 * kPhases);
     std::atomic<u64> finished[kPhases] = {};
     std::atomic<bool> in_order{true}, alone{true};
     std::vector<std::atomic<u32>> inside(tasks);
     run_phases(
-        parallel, tasks, kPhases, [](u32 phase) noexcept { return kItems[phase]; },
+        P, tasks, kPhases, [](u32 phase) noexcept { return kItems[phase]; },
         [&](u64 task, u32 phase, u64 i) noexcept {
             if (inside[task].fetch_add(1) != 0) alone = false;
             for (u32 k = 0; k < phase; k++) {

@@ -1,5 +1,5 @@
-// Three processes take part: this one makes a pseudo console; a watcher is its first process, and looks at
-// the window when the piece, which it starts, has ended.
+// Three processes take part: this one makes a pseudo console; a watcher is its first process, and looks at the
+// window when the piece, which it starts, has ended.
 #include "support/windows/console_window.h"
 
 #include <windows.h>
@@ -89,13 +89,12 @@ const Child watcher("console watcher", [] {
     // A piece that interrupts what is on its console interrupts this process too.
     SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
     const std::vector<std::string> words = trel::os::command_line(0, nullptr);
-    std::wstring command =
-        L"\"" + own_path() + L"\" --child \"on the console\" \"" + to_utf16(words.at(4)) + L"\"";
+    std::wstring command = L"\"" + own_path() + L"\" --child \"on the console\" \"" + to_utf16(words.at(4)) + L"\"";
     STARTUPINFOW start{};
     start.cb = sizeof start;
     PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessW(own_path().c_str(), command.data(), nullptr, nullptr, FALSE, 0,
-                                        nullptr, nullptr, &start, &process);
+    const BOOL started = CreateProcessW(own_path().c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                        nullptr, &start, &process);
     const int exit_code = started ? exit_code_of(process) : -1;
     const HANDLE output = open_console(L"CONOUT$");
     CONSOLE_SCREEN_BUFFER_INFO info{};
@@ -116,9 +115,7 @@ struct PseudoConsoleCalls {
 
 PseudoConsoleCalls pseudo_console_calls() {
     const HMODULE library = GetModuleHandleW(L"kernel32.dll");
-    const auto find = [&](const char* name) {
-        return reinterpret_cast<void*>(GetProcAddress(library, name));
-    };
+    const auto find = [&](const char* name) { return reinterpret_cast<void*>(GetProcAddress(library, name)); };
     return {reinterpret_cast<decltype(PseudoConsoleCalls::create)>(find("CreatePseudoConsole")),
             reinterpret_cast<decltype(PseudoConsoleCalls::close)>(find("ClosePseudoConsole"))};
 }

@@ -8,9 +8,8 @@ namespace kalvor_test {
 
 struct ConsoleRun {
     int exit_code = -1;  // of the piece
-    // What stands in the window at the end, in UTF-8: its lines without the blanks behind them, up to the
-    // last one with text. Where the colour of the text changes its attribute stands in braces: "white
-    // {12}red".
+    // What stands in the window at the end, in UTF-8: its lines without the blanks behind them, up to the last
+    // one with text. Where the colour of the text changes its attribute stands in braces: "white {12}red".
     std::string screen;
     int columns = 0, rows = 0;  // of the window at the end
 };

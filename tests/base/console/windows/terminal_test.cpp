@@ -56,7 +56,8 @@ TEST(Terminal, AWindowOfItsOwnIsKnownByItsCursor) {
 }
 
 TEST(Terminal, ColorsAreAttributes) {
-    const std::string colored = "<<{9}B{10}G{11}T{12}R{13}P{14}Y{1}b{2}g{3}t{4}r{5}p{6}y{7}w >>";
+    const std::string colored =
+        "<<{9}B{10}G{11}T{12}R{13}P{14}Y{1}b{2}g{3}t{4}r{5}p{6}y{7}w >>";
     EXPECT_EQ(run_on_console("Colors").screen, colored);
     EXPECT_EQ(run_on_console("NoColors").screen, "<<BGTRPYbgtrpyw >>");
     EXPECT_EQ(run_on_console("EmptyNoColor").screen, colored);

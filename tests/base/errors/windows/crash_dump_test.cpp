@@ -1,5 +1,5 @@
-// What only this system's crashes have: all threads in the dump, the exception record as the system gives it,
-// a console window.
+// What only this system's crashes have: all threads in the dump, the exception record as the system gives it, a
+// console window.
 #include "base/errors/crash_children.h"
 #include "support/windows/console_window.h"
 
