@@ -167,6 +167,15 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   endforeach()
 endif()
 
+# Damages the running program's memory from outside and counts what comes of it. The digits are held against MPFR's.
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND GMP_LIBRARY AND MPFR_LIBRARY)
+  add_executable(bit_flips EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/fault/linux/bit_flips.cc)
+  target_compile_definitions(bit_flips PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")
+  target_link_libraries(bit_flips PRIVATE ${MPFR_LIBRARY} ${GMP_LIBRARY})
+  set_target_properties(bit_flips PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  add_dependencies(bit_flips kalvor)
+endif()
+
 # A terminal of its own for a test program: nothing that it does may depend on whether somebody types there.
 find_program(SCRIPT_PROGRAM script)
 if(SCRIPT_PROGRAM AND TARGET test_app_entry AND NOT CMAKE_CROSSCOMPILING)

@@ -12,18 +12,19 @@ using namespace trel;
 
 // Data: the operand, zero-extended to W words. Scratch is filled with rubbish, work is overwritten.
 FoldTransform::FoldTransform(Fold fold, u64 words)
-    : Transform(64 * words, round_up_64(8 * words), round_up_64(8 * words)), fold_(fold) {}
+    : Transform(Windows::whole, 64 * words, round_up_64(8 * words), round_up_64(8 * words)), fold_(fold) {}
 
-void FoldTransform::forward(const ParallelContext&, void* data, const Word* A, u64 L, void* scratch) const {
-    check_length("FoldTransform::forward()", L);
+void FoldTransform::do_forward(const ParallelContext&, void* data, const Word* A, u64 L,
+                               void* scratch) const {
     Word* words = static_cast<Word*>(data);
     std::copy_n(A, L, words);
-    std::fill(words + L, words + data_bytes() / 8, 0);
+    std::fill(words + L, words + convolution_words(), 0);
     std::memset(scratch, 0xa5, scratch_bytes());
 }
 
-void FoldTransform::inverse(const ParallelContext&, Word* T, u64 skip, u64 total, void* work, const void* X,
-                            const void* Y, void* scratch) const {
+// The fold is that of integers: nothing is left above the words of the ring.
+void FoldTransform::do_inverse(const ParallelContext&, Word* T, u64 skip, u64 total, void* work,
+                               const void* X, const void* Y, void* scratch, ProductRest*) const {
     const u64 W = convolution_words();
     if (total > W || skip > total)
         throw StringException("FoldTransform::inverse()", "The window is not in the convolution.");

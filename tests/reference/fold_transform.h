@@ -18,11 +18,14 @@ class FoldTransform final : public trel::Transform {
     FoldTransform(Fold fold, u64 words);
 
     Fold fold() const override { return fold_; }
-    void forward(const trel::ParallelContext& parallel, void* data, const Word* A, u64 L,
-                 void* scratch) const override;
-    void inverse(const trel::ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
-                 const void* X, const void* Y, void* scratch) const override;
+    const char* name() const override { return "FoldTransform::forward()"; }
     bool compatible(const trel::Transform& other) const override;
+
+  protected:
+    void do_forward(const trel::ParallelContext& parallel, void* data, const Word* A, u64 L,
+                    void* scratch) const override;
+    void do_inverse(const trel::ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                    const void* X, const void* Y, void* scratch, trel::ProductRest* rest) const override;
 
   private:
     Fold fold_;

@@ -37,9 +37,9 @@ class ListSizes {
         for (const NttRecord& record : list) {
             const C17Sizes sizes = c17_sizes(make_c17_plan(record, max_log_radix(active_isa())));
             MultiplySizes s;
-            s.transform_data = sizes.data_bytes;
+            s.transform_data = sizes.data_bytes + Transform::kLabelBytes;
             s.transform_scratch = sizes.scratch_bytes;
-            s.scratch = sizes.plain_bytes();
+            s.scratch = sizes.plain_bytes() + Transform::kLabelBytes;
             largest.take_maximum(s);
             all.push_back(largest);
         }

@@ -35,6 +35,16 @@ struct C17Carry {
     u64 excess[8];     // the largest parts of a coefficient above 2 w bits met so far, by lane
 };
 
+// Sums over groups that are not joined, lane by lane: coefficient = sum of y_i M_i - quotient M. Two's
+// complement; of no more than kMaxGroups groups.
+struct alignas(64) C17Outside {
+    static constexpr u64 kMaxGroups = u64(1) << 14;
+
+    u64 y[C17EndConstants::kMaxPrimes][8];
+    u64 quotient[8];
+    u64 groups;
+};
+
 struct C17EndKernels {
     // Points [j0, j0 + count) of the operand A[0..L), zero beyond its end, as limbs for reduce():
     // limbs[(k / 8 * (a - 1) + i) * 8 + k % 8] is limb i, 24 bits, of point j0 + k. Reads nothing
@@ -50,6 +60,9 @@ struct C17EndKernels {
     // coefficients from 0 to (1 - 2^-39) times the product of the primes.
     void (*recombine)(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
                       C17Carry* carry, Word* out);
+    // Adds `count` points to the sums; the residues are those of recombine().
+    void (*leave_out)(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
+                      C17Outside* sums);
     // The words that stand above the last point: 3 (a - 1) words to add at the next group. The carry is empty
     // afterwards, except for the excess.
     void (*flush)(const C17EndConstants* constants, C17Carry* carry, Word* out);

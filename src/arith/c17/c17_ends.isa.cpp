@@ -320,6 +320,34 @@ void recombine_points(const C17EndConstants* constants, const double* residues, 
     store_state<a>(carry, state);
 }
 
+// The first half of coefficients(): |y| is below 2^48, and the bits of y plus the rounder are y plus a
+// constant, which is taken off for all groups together.
+template <u32 a>
+void leave_out_points(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
+                      C17Outside* sums) {
+    const C17PrimeConstants* primes = constants->set->primes;
+    const F64x8 rounder = broadcast(kRounder);
+    U64x8 total[a], quotients = load(sums->quotient);
+    TREL_UNROLL for (u32 i = 0; i < a; i++) total[i] = load(sums->y[i]);
+    for (u64 j = 0; j < count; j += 8) {
+        F64x8 sum = broadcast(-0.5 + 0x1p-40);
+        TREL_UNROLL for (u32 i = 0; i < a; i++) {
+            const F64x8 r = load(residues + j + i * stride), scale = broadcast(constants->scale[i]);
+            const F64x8 p_inverse = broadcast(primes[i].p_inverse);
+            const F64x8 h = r * scale;
+            const F64x8 rest = fms(r, scale, h);
+            const F64x8 q = fma(h, p_inverse, rounder) - rounder;
+            const F64x8 y = fnma(q, broadcast(primes[i].p), h) + rest;
+            total[i] = total[i] + bits_of(y + rounder);
+            sum = fma(y, p_inverse, sum);
+        }
+        quotients = quotients + bits_of(sum + rounder);
+    }
+    const U64x8 constant = broadcast(kRounderBits * (count / 8));
+    TREL_UNROLL for (u32 i = 0; i < a; i++) store(sums->y[i], total[i] - constant);
+    store(sums->quotient, quotients - constant);
+}
+
 template <u32 a>
 void flush_points(C17Carry* carry, Word* out) {
     State<a> state = load_state<a>(carry);
@@ -371,6 +399,13 @@ void recombine(const C17EndConstants* constants, const double* residues, u64 str
     C17_FOR_EACH_A(C17_CALL)
 #undef C17_CALL
 }
+void leave_out(const C17EndConstants* constants, const double* residues, u64 stride, u64 count,
+               C17Outside* sums) {
+    const u32 a = constants->set->a;
+#define C17_CALL(n) return leave_out_points<n>(constants, residues, stride, count, sums)
+    C17_FOR_EACH_A(C17_CALL)
+#undef C17_CALL
+}
 void flush(const C17EndConstants* constants, C17Carry* carry, Word* out) {
     const u32 a = constants->set->a;
 #define C17_CALL(n) return flush_points<n>(carry, out)
@@ -380,6 +415,6 @@ void flush(const C17EndConstants* constants, C17Carry* carry, Word* out) {
 
 }  // namespace
 
-constinit const C17EndKernels c17_end_kernels{cut, reduce, recombine, flush};
+constinit const C17EndKernels c17_end_kernels{cut, reduce, recombine, leave_out, flush};
 
 }  // namespace trel::TREL_ISA

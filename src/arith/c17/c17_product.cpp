@@ -107,8 +107,18 @@ void C17Product::look_at_rounding() {
 }
 
 template <class Items, class F>
-void C17Product::run(u32 n_phases, Items&& items, F&& f) {
-    run_phases(parallel_, tasks_, n_phases, items, [&](u64 task, u32 phase, u64 i) noexcept {
+void C17Product::run(const double* data, u32 n_phases, Items&& items, F&& f) {
+    // With several tasks a phase begins while others are still asking for items of the one before.
+    const bool staged = tasks_ < 2 && parallel_.run != nullptr && parallel_.run->stages != nullptr;
+    u32 last_phase = 0;
+    const auto items_and_stage = [&](u32 phase) noexcept {
+        if (staged && phase != last_phase) {
+            last_phase = phase;
+            parallel_.stage("pass", data, setup_.sizes.data_bytes);
+        }
+        return items(phase);
+    };
+    run_phases(parallel_, tasks_, n_phases, items_and_stage, [&](u64 task, u32 phase, u64 i) noexcept {
         f(task, phase, i);
         look_at_rounding();
     });
@@ -226,7 +236,7 @@ u64 C17Product::wrap_begin(const C17Window& window, bool wraps) const {
 }
 
 void C17Product::recombine(const Block& block, u32 row, u64 first_group, Range range, C17Window& window,
-                           C17Carry& carry) {
+                           C17Carry& carry, RingResidue& lost) {
     for (u64 g = range.begin; g < range.end;) {
         const double* const residues = block.residues + row * block.row_stride + 8 * (g - first_group);
         Word* out;
@@ -238,8 +248,23 @@ void C17Product::recombine(const Block& block, u32 row, u64 first_group, Range r
         }
         Word words[C17Window::kMaxGroupWords];
         setup_.ends->recombine(&setup_.constants, residues, block.stride, 8, &carry, words);
-        window.put(g, words);
+        window.put(g, words, lost);
         g++;
+    }
+}
+
+void C17Product::leave_out(const Block& block, u32 row, u64 first_group, u64 begin, u64 end,
+                           C17Outside& sums) {
+    while (begin < end) {
+        const u64 n = std::min(end - begin, C17Outside::kMaxGroups - sums.groups);
+        setup_.ends->leave_out(&setup_.constants,
+                               block.residues + row * block.row_stride + 8 * (begin - first_group),
+                               block.stride, 8 * n, &sums);
+        sums.groups += n;
+        begin += n;
+        if (sums.groups < C17Outside::kMaxGroups) continue;
+        rest_->add(sums);
+        std::memset(static_cast<void*>(&sums), 0, sizeof sums);
     }
 }
 
@@ -253,8 +278,11 @@ void C17Product::last_sweep(u64 task, u64 item, C17Window& window, const double*
         reinterpret_cast<C17Carry*>(scratch_ + (task + 1) * setup_.sizes.task_bytes) - rows;
     std::memset(static_cast<void*>(carries), 0, rows * sizeof(C17Carry));
     C17Carry above{};
+    C17Outside outside;
+    RingResidue lost;
+    if (rest_ != nullptr) std::memset(static_cast<void*>(&outside), 0, sizeof outside);
     for (u64 block = block0; block < block1; block++) {
-        bool needed = block + 1 == blocks && wrap != setup_.groups();
+        bool needed = rest_ != nullptr || (block + 1 == blocks && wrap != setup_.groups());
         for (u32 r = 0; r < rows && !needed; r++) {
             const Range range = wanted(window, r, block, block + 1);
             needed = range.begin < range.end;
@@ -263,38 +291,62 @@ void C17Product::last_sweep(u64 task, u64 item, C17Window& window, const double*
         const Block joined = join_block(task, block, data);
         for (u32 r = 0; r < rows; r++) {
             const u64 first = r * row_groups + block * n;
-            recombine(joined, r, first, wanted(window, r, block, block + 1), window, carries[r]);
-            if (r + 1 == rows && block + 1 == blocks && wrap != setup_.groups()) {
+            const Range inside = wanted(window, r, block, block + 1);
+            const bool wrapping = r + 1 == rows && block + 1 == blocks && wrap != setup_.groups();
+            if (inside.begin < inside.end) recombine(joined, r, first, inside, window, carries[r], lost);
+            if (rest_ != nullptr) {
+                // a range that is empty may lie anywhere
+                const bool none = inside.begin >= inside.end;
+                const u64 end = wrapping ? std::max(wrap, first) : first + n;
+                leave_out(joined, r, first, first, none ? end : inside.begin, outside);
+                if (!none) leave_out(joined, r, first, inside.end, end, outside);
+            }
+            if (wrapping) {
                 // the words of these groups lie above the window, but what they carry comes back into it
                 C17Carry& carry = wrap == window.end() ? carries[r] : above;
-                recombine(joined, r, first, {std::max(wrap, first), setup_.groups()}, window, carry);
+                recombine(joined, r, first, {std::max(wrap, first), setup_.groups()}, window, carry, lost);
             }
         }
     }
     for (u32 r = 0; r < rows; r++) {
         const bool top = r + 1 == rows && block1 == blocks && wrap != setup_.groups() && wrap != window.end();
         setup_.ends->flush(&setup_.constants, top ? &above : &carries[r], carries_of(item, r));
+        if (top && rest_ != nullptr) {
+            // the carry out of the window's end, for which nobody else asks
+            Word words[C17Window::kMaxGroupWords];
+            setup_.ends->flush(&setup_.constants, &carries[r], words);
+            lost.add(words, c17_group_words(plan_.a), 0);
+        }
         count_excess(task, carries[r]);
     }
     count_excess(task, above);
+    if (rest_ != nullptr) {
+        rest_->add(outside);
+        rest_->add(lost);
+    }
 }
 
 void C17Product::finish(C17Window& window, const double* data, bool wraps) {
     const u64 n_items = last_items(), blocks = setup_.blocks();
+    RingResidue lost;
     for (u64 item = 0; item < n_items; item++) {
         for (u32 r = 0; r < plan_.rows(); r++) {
             const bool last = item + 1 == n_items && r + 1 == plan_.rows();
             const Range range = wanted(window, r, blocks * item / n_items, blocks * (item + 1) / n_items);
             if (last && wraps && window.first() == 0) {
-                window.add(0, carries_of(item, r));
+                window.add(0, carries_of(item, r), lost);
             } else if (range.begin < range.end) {
-                window.add(range.end, carries_of(item, r));
+                window.add(range.end, carries_of(item, r), lost);
             }
         }
     }
-    if (window.decided()) return;
-    settle_below(window, data);
-    look_at_rounding();
+    if (!window.decided()) {
+        settle_below(window, data);
+        look_at_rounding();
+    }
+    if (rest_ == nullptr) return;
+    window.add_below(lost);
+    rest_->add(lost);
 }
 
 // The group below first() determines what is missing at first(), except for one unit that it may have to pass
@@ -320,7 +372,16 @@ void C17Product::settle_below(C17Window& window, const double* data) {
     Word words[C17Window::kMaxGroupWords], above[C17Window::kMaxGroupWords];
     u64 g = window.first() - 1;
     group_of(g, words, above);
-    window.add(g + 1, above);
+    // What is added belongs to coefficients that count as left out.
+    const auto add = [&](const Word* addend) {
+        RingResidue lost, added;
+        window.add(window.first(), addend, lost);
+        if (rest_ == nullptr) return;
+        added.add(addend, group_words, 0);
+        rest_->add(lost);
+        rest_->subtract(added);
+    };
+    add(above);
     if (!window.carry_runs_through()) return;
     for (; g > 0; g--) {
         Word lower[C17Window::kMaxGroupWords];
@@ -334,7 +395,7 @@ void C17Product::settle_below(C17Window& window, const double* data) {
         }
         if (carry != 0) {
             Word one[C17Window::kMaxGroupWords] = {1};
-            return window.add(window.first(), one);
+            return add(one);
         }
         if (!ones) return;
         std::copy_n(lower, group_words, words);
@@ -351,7 +412,7 @@ void C17Product::run_sweeps(C17Middle what, double* out, const double* x, const 
     constexpr u32 n_last = std::is_null_pointer_v<std::decay_t<Last>> ? 0 : 1;
     const Middle middle = middle_of(what, plan_.a);
     run(
-        n_first + middle.phases + n_last,
+        out, n_first + middle.phases + n_last,
         [&](u32 phase) noexcept {
             if (phase < n_first) return setup_.blocks();
             return phase - n_first < middle.phases ? items_of(middle, phase - n_first, plan_.a)
@@ -417,7 +478,7 @@ void C17Product::multiply_plain(C17Window& window, double* data, double* second,
     if (middle.phases == 1) middle = middle_of(C17Middle::product, plan_.a - (turns - 1) * per_turn);
     const u32 turn_phases = 1 + middle.phases;
     run(
-        turns * turn_phases + 1,
+        data, turns * turn_phases + 1,
         [&](u32 phase) noexcept {
             const u32 turn = phase / turn_phases, k = phase % turn_phases;
             if (turn == turns) return last_items();

@@ -12,6 +12,7 @@
 #include "arith/c17/c17_ends.h"
 #include "arith/c17/c17_entry.h"
 #include "arith/c17/c17_passes.h"
+#include "arith/c17/c17_rest.h"
 #include "arith/c17/c17_tables.h"
 #include "arith/c17/c17_window.h"
 #include "arith/ntt/ntt_records.h"
@@ -63,6 +64,8 @@ class C17Product {
     // scratch: scratch_bytes of the sizes
     C17Product(const C17Setup& setup, const ParallelContext& parallel, void* scratch);
     const ParallelContext& parallel() const { return parallel_; }
+    // What the windows of this object leave out is added to it. nullptr: nobody asks.
+    void account_to(C17Rest* rest) { rest_ = rest; }
 
     void forward(double* data, const Word* A, u64 L);
     // work = row products of X and Y (X == Y: the square), then the window's words. X and Y stay unless they
@@ -110,21 +113,23 @@ class C17Product {
                     Last&& last);
     // Item `item` of the last sweep: a run of blocks.
     void last_sweep(u64 task, u64 item, C17Window& window, const double* data, bool wraps);
-    // run_phases() with a look at each item's thread.
+    // run_phases() with a look at each item's thread. data: what the phases work on.
     template <class Items, class F>
-    void run(u32 n_phases, Items&& items, F&& f);
+    void run(const double* data, u32 n_phases, Items&& items, F&& f);
     void look_at_rounding();
     void count_excess(u64 task, const C17Carry& carry);
     // Adds what the items have left at their ends and settles the carry from below.
     void finish(C17Window& window, const double* data, bool wraps);
     void settle_below(C17Window& window, const double* data);
-
     // Residues of a block of columns of all rows and primes after the inverse radix-b pass: residue of prime
     // i, row r, column k at residues[i * stride + r * row_stride + k].
     struct Block {
         const double* residues;
         u64 stride, row_stride;
     };
+    // Groups [begin, end) of a row are not joined.
+    void leave_out(const Block& block, u32 row, u64 first_group, u64 begin, u64 end, C17Outside& sums);
+
     Block join_block(u64 task, u64 block, const double* data);
     // The groups of a row between columns [j0, j1) that the window wants.
     struct Range {
@@ -132,7 +137,7 @@ class C17Product {
     };
     Range wanted(const C17Window& window, u32 row, u64 block0, u64 block1) const;
     void recombine(const Block& block, u32 row, u64 first_group, Range range, C17Window& window,
-                   C17Carry& carry);
+                   C17Carry& carry, RingResidue& lost);
 
     u64 wrap_begin(const C17Window& window, bool wraps) const;
     double* buffer(u64 task) const;
@@ -144,6 +149,7 @@ class C17Product {
     ParallelContext parallel_;
     u64 tasks_;
     u8* scratch_;
+    C17Rest* rest_ = nullptr;
     u64 excess_[C17Sizes::kMaxTasks] = {};
     std::atomic<bool> rounded_right_{true};
 };

@@ -16,22 +16,26 @@ class C17Transform final : public Transform {
     explicit C17Transform(const C17Setup& setup, NttFamily family = NttFamily::c17);
 
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                 void* scratch) const override;
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
-                 const void* Y, void* scratch) const override;
-    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                        const Word* B, u64 LB, void* memory) const override;
-    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                      void* memory) const override;
-    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                       const void* Y, void* work, void* scratch) const override;
+    const char* name() const override;
     bool compatible(const Transform& other) const override;
 
     const C17Setup& setup() const { return *setup_; }
 
+  protected:
+    void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                    void* scratch) const override;
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                    const void* Y, void* scratch, ProductRest* rest) const override;
+    void do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                           u64 LA, const Word* B, u64 LB, void* memory, ProductRest* rest) const override;
+    void do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                         void* memory, ProductRest* rest) const override;
+    void do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                          u64 LA, const void* Y, void* work, void* scratch, ProductRest* rest) const override;
+
   private:
-    const char* name() const;
+    template <class Run>
+    void accounted(C17Product& product, ProductRest* rest, Run&& run) const;
     void check(const C17Product& product) const;
 
     const C17Setup* setup_;

@@ -27,12 +27,14 @@ u64 C17Window::inside(u64 group, u64 n, Word** out) const {
     return std::min(n, (total_ - word) / group_words_);
 }
 
-void C17Window::put(u64 group, const Word* words) {
+void C17Window::put(u64 group, const Word* words, RingResidue& lost) {
     const u64 word = group * group_words_;
-    for (u64 i = 0; i < group_words_ && word + i < total_; i++) *place(word + i) = words[i];
+    u64 i = 0;
+    for (; i < group_words_ && word + i < total_; i++) *place(word + i) = words[i];
+    lost.add(words + i, group_words_ - i, i);
 }
 
-void C17Window::add(u64 group, const Word* words) {
+void C17Window::add(u64 group, const Word* words, RingResidue& lost) {
     u64 word = group * group_words_;
     Word carry = 0;
     for (u64 i = 0; (i < group_words_ || carry != 0) && word < total_; i++, word++) {
@@ -43,6 +45,9 @@ void C17Window::add(u64 group, const Word* words) {
         carry = (partial < carry) + (sum < addend);
         *p = sum;
     }
+    const u64 i = word - group * group_words_;
+    if (i < group_words_) lost.add(words + i, group_words_ - i, i);
+    lost.add(u128(carry), i);
 }
 
 bool C17Window::decided() const {

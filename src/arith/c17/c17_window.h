@@ -3,6 +3,7 @@
 #pragma once
 
 #include "arith/c17/c17_ends.h"
+#include "arith/multiply/ring_residue.h"
 #include "os/types.h"
 
 namespace trel {
@@ -20,10 +21,12 @@ class C17Window {
 
     // How many groups from `group` on, at most n, lie wholly inside the window, and where they go.
     u64 inside(u64 group, u64 n, Word** out) const;
-    // Puts the words of one group where they belong; words above the window are dropped.
-    void put(u64 group, const Word* words);
-    // Adds the words of a group, with the carry.
-    void add(u64 group, const Word* words);
+    // Puts the words of one group where they belong; words above the window are added to `lost`.
+    void put(u64 group, const Word* words, RingResidue& lost);
+    // Adds the words of a group, with the carry; what lies above the window to `lost`.
+    void add(u64 group, const Word* words, RingResidue& lost);
+    // Adds the words below the window that were joined with it.
+    void add_below(RingResidue& to) const { to.add(below_, skip_ - first_ * group_words_, 0); }
     // False: the carry into the window depends on the groups below first().
     bool decided() const;
     // All words of the lowest group are ones, so that a carry from below would run through it.

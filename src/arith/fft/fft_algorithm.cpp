@@ -88,9 +88,9 @@ MultiplySizes FftAlgorithm::sizes(u64 words) const {
     const FftParameters& parameters = parameters_for(words);
     MultiplySizes s;
     s.output = round_up_64(8 * words);
-    s.transform_data = round_up_64(parameters.points() * sizeof(double));
-    s.transform_scratch = 0;
-    s.scratch = 2 * s.transform_data;  // plain_bytes() of the transform
+    s.transform_data = round_up_64(parameters.points() * sizeof(double)) + Transform::kLabelBytes;
+    s.transform_scratch = round_up_64(parameters.capacity() / 8);
+    s.scratch = 2 * s.transform_data + s.transform_scratch;  // plain_bytes() of the transform
     return s;
 }
 
@@ -105,9 +105,10 @@ void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    transform.forward(parallel, x, A, L, nullptr);
-    const i64 c = transform.inverse_all(parallel, T, x, x, x);
-    unfold(context, T, r, c, A, L, A, L);
+    check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, [&](RingResidue&) {
+        const i64 c = transform.unchecked_all(parallel, T, A, L, nullptr, 0, x, nullptr);
+        unfold(context, T, r, c, A, L, A, L);
+    });
 }
 
 void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
@@ -119,10 +120,10 @@ void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    transform.forward(parallel, x, A, LA, nullptr);
-    transform.forward(parallel, y, B, LB, nullptr);
-    const i64 c = transform.inverse_all(parallel, T, x, x, y);
-    unfold(context, T, r, c, A, LA, B, LB);
+    check_product({parallel, "FFT", "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB, [&](RingResidue&) {
+        const i64 c = transform.unchecked_all(parallel, T, A, LA, B, LB, x, y);
+        unfold(context, T, r, c, A, LA, B, LB);
+    });
 }
 
 u64 FftAlgorithm::table_bytes(u64 words) const {

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 
+#include "arith/fft/fft_moduli.h"
 #include "arith/multiply/floating_point_control.h"
 #include "base/errors/exceptions.h"
 
@@ -113,8 +114,9 @@ const FftKernels& fft_kernels() {
 
 FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& parameters,
                            const FftSharedTables* tables)
-    : Transform(parameters.capacity(), parameters.points() * sizeof(double), 0),
+    : Transform(Windows::whole, parameters.capacity(), parameters.points() * sizeof(double), 0),
       kernels_(&kernels),
+      modulus_(&fft_modulus(parameters)),
       plan_(make_plan(kernels, parameters)) {
     u64 stride = fft_hi_stride(parameters.k);
     const FftQuad* hi = nullptr;
@@ -153,11 +155,11 @@ void FftTransform::in_parts(const ParallelContext& parallel, u64 n, F&& part) co
     parallel.warn({{kFloatingPointControlCorrupted}});
     // No coefficient can be trusted: the bound of them all.
     const u64 bound = (u64(plan_.a) << plan_.k) << (2 * plan_.b);
-    throw ConvolutionFailedException("FFT", "Coefficient is too large.", bound, bound);
+    throw WronglyRounded("FFT", "Coefficient is too large.", bound, bound);
 }
 
-void FftTransform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void*) const {
-    check_length("FFT", L);
+void FftTransform::do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                              void*) const {
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
     const u64 n = tasks(parallel), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
@@ -178,17 +180,22 @@ i64 FftTransform::inverse_points(const ParallelContext& parallel, Word* T, u64 s
     in_parts(parallel, n, [&](u64 t) {
         kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
     });
+    parallel.stage("coefficients", out, plan_.streams() * plan_.columns() * plan_.lanes * 2 * sizeof(double));
     return finish(parallel, T, skip, total, out, nullptr);
 }
 
-void FftTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
-                           const void* X, const void* Y, void*) const {
-    inverse_points(parallel, T, skip, total, work, X, Y);
+void FftTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                              const void* X, const void* Y, void*, ProductRest* rest) const {
+    const i64 above = inverse_points(parallel, T, skip, total, work, X, Y);
+    if (rest != nullptr) rest->above = above;
 }
 
-i64 FftTransform::inverse_all(const ParallelContext& parallel, Word* T, void* work, const void* X,
-                              const void* Y) const {
-    return inverse_points(parallel, T, 0, convolution_words(), work, X, Y);
+i64 FftTransform::unchecked_all(const ParallelContext& parallel, Word* T, const Word* A, u64 LA,
+                                const Word* B, u64 LB, void* x, void* y) const {
+    do_forward(parallel, x, A, LA, nullptr);
+    if (B == nullptr) return inverse_points(parallel, T, 0, convolution_words(), x, x, x);
+    do_forward(parallel, y, B, LB, nullptr);
+    return inverse_points(parallel, T, 0, convolution_words(), x, x, y);
 }
 
 double FftTransform::inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X,

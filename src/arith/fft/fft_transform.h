@@ -19,26 +19,34 @@ const FftKernels& fft_kernels();
 // Coefficients are not checked, because the list of parameters keeps errors below 1/4. A thread that does not
 // round to nearest ends the operation with "The FPU Control Word has been corrupted." and
 // ConvolutionFailedException "Coefficient is too large.". Read-only after construction: operations may run on
-// several threads at once, each with buffers of its own. Needs no scratch.
+// several threads at once, each with buffers of its own. Scratch: a place for the whole ring, in which the
+// check looks at windows.
 class FftTransform final : public Transform {
   public:
     // tables may be null or too small: the transform then makes what it needs on the heap.
     FftTransform(const FftKernels& kernels, const FftParameters& parameters, const FftSharedTables* tables);
 
     Fold fold() const override { return Fold::negacyclic; }
-    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                 void* scratch) const override;
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
-                 const void* Y, void* scratch) const override;
+    const char* name() const override { return "FFT"; }
     bool compatible(const Transform& other) const override;
 
-    // The sum of all coefficients at their places: T[0..W) holds it modulo 2^(64 W), the rest is returned.
-    i64 inverse_all(const ParallelContext& parallel, Word* T, void* work, const void* X, const void* Y) const;
+    // The sum of all coefficients of A B (B == nullptr: A^2) at their places: T[0..W) holds it modulo 2^(64
+    // W), the rest is returned. x, y: data_bytes() each; a square needs no y. For a product that its caller
+    // checks.
+    i64 unchecked_all(const ParallelContext& parallel, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                      void* x, void* y) const;
 
     // inverse() on one task that also tells the largest distance of a coefficient from an integer, for tests.
     double inverse_error(Word* T, u64 skip, u64 total, void* work, const void* X, const void* Y) const;
 
     const FftPlan& plan() const { return plan_; }
+
+  protected:
+    void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                    void* scratch) const override;
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                    const void* Y, void* scratch, ProductRest* rest) const override;
+    const OddModulus& odd_modulus() const override { return *modulus_; }
 
   private:
     u64 tasks(const ParallelContext& parallel) const;
@@ -50,6 +58,7 @@ class FftTransform final : public Transform {
                double* worst) const;
 
     const FftKernels* kernels_;
+    const OddModulus* modulus_;
     FftPlan plan_;
     std::unique_ptr<FftQuad[]> own_;
 };

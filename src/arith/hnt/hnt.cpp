@@ -36,8 +36,11 @@ const FftParameters& element_fft(u64 n) {
 u64 bytes_of_task(const HntParameters& p) {
     const u64 n = p.element_units() / 2, butterfly = round_up_64(2 * (n + 1) * sizeof(Word));
     if (p.element_units() < kHntFftUnits) return butterfly;
-    return std::max(butterfly, 2 * round_up_64(element_fft(n).points() * sizeof(double)) +
-                                   round_up_64(2 * n * sizeof(Word)));
+    const FftParameters& fft = element_fft(n);
+    const u64 transform = round_up_64(fft.points() * sizeof(double)) + Transform::kLabelBytes;
+    // behind the transforms the place in which the FFT's check looks at windows
+    return std::max(butterfly,
+                    2 * transform + round_up_64(fft.capacity() / 8) + round_up_64(2 * n * sizeof(Word)));
 }
 
 u64 bytes_of_data(const HntParameters& p) {
@@ -75,7 +78,8 @@ void multiply_units(Word* T, const Word* x, const Word* y, u64 n) {
 }  // namespace
 
 HntTransform::HntTransform(const HntParameters& parameters, const FftSharedTables* tables)
-    : Transform(parameters.capacity_bits(), bytes_of_data(parameters), bytes_of_scratch(parameters)),
+    : Transform(Windows::whole, parameters.capacity_bits(), bytes_of_data(parameters),
+                bytes_of_scratch(parameters)),
       parameters_(parameters),
       tables_(tables),
       n_(parameters.element_units() / 2),
@@ -166,9 +170,8 @@ void HntTransform::shared_level(const ParallelContext& parallel, u64 n_tasks, u3
     });
 }
 
-void HntTransform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                           void* scratch) const {
-    check_length("HNT", L);
+void HntTransform::do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                              void* scratch) const {
     check_work_area(parallel, scratch);
     Word* const x = static_cast<Word*>(data);
     const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
@@ -241,8 +244,8 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
                    excess_bound());
 }
 
-void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
-                           const void* X, const void* Y, void* scratch) const {
+void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                              const void* X, const void* Y, void* scratch, ProductRest* rest) const {
     check_work_area(parallel, scratch);
     Word* const r = static_cast<Word*>(work);
     const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
@@ -275,13 +278,14 @@ void HntTransform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u
             std::memcpy(r + i * stride(), t, stride() * sizeof(Word));
         }
     });
-    join(parallel, T, skip, total, r, scratch);
+    parallel.stage("coefficients", r, elements * stride() * sizeof(Word));
+    join(parallel, T, skip, total, r, scratch, rest);
 }
 
 // One pass over all elements, lowest first, so that every carry is known. A coefficient plus the rest of
 // those below it has n + 1 words; the lowest bytes, as many as a point has, are then final.
 void HntTransform::join(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* elements,
-                        void* scratch) const {
+                        void* scratch, ProductRest* rest) const {
     check_length("HNT", total);
     const u64 point_bytes = parameters_.point_bits() / 8;
     const JoinWindow window(T, skip, total, nullptr, 8 * skip);
@@ -297,6 +301,8 @@ void HntTransform::join(const ParallelContext& parallel, Word* T, u64 skip, u64 
         std::memcpy(carry, reinterpret_cast<const u8*>(sum) + point_bytes,
                     stride() * sizeof(Word) - point_bytes);
     }
+    // With rest the window is the whole ring: what leaves its top comes back at its bottom.
+    if (rest != nullptr) rest->ring.add(carry, stride(), 0);
     check_coefficients(parallel, "HNT", excess_bound(), excess);
 }
 
@@ -314,9 +320,11 @@ MultiplySizes HntAlgorithm::sizes(u64 words) const {
         for (const HntParameters& p : list) {
             if (p.capacity_bits() > capacity) break;
             if (find_hnt_parameters(p.capacity_bits()) != p) continue;
-            s.transform_data = std::max(s.transform_data, bytes_of_data(p));
-            s.transform_scratch = std::max(s.transform_scratch, bytes_of_scratch(p));
-            s.scratch = std::max(s.scratch, 2 * bytes_of_data(p) + bytes_of_scratch(p));
+            const u64 data = bytes_of_data(p) + Transform::kLabelBytes;
+            const u64 scratch = bytes_of_scratch(p) + round_up_64(p.capacity_bits() / 8);
+            s.transform_data = std::max(s.transform_data, data);
+            s.transform_scratch = std::max(s.transform_scratch, scratch);
+            s.scratch = std::max(s.scratch, 2 * data + scratch);
         }
     }
     return s;

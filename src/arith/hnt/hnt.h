@@ -23,19 +23,23 @@ class HntTransform final : public Transform {
 
     // The carry out of the top element is dropped.
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                 void* scratch) const override;
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
-                 const void* Y, void* scratch) const override;
+    const char* name() const override { return "HNT"; }
     bool compatible(const Transform& other) const override;
 
-    // The end of inverse(): joins the coefficients, which are elements. For tests that spoil one.
+    // The end of inverse(): joins the coefficients, which are elements. For tests that spoil one. rest: as of
+    // do_inverse().
     void join(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* elements,
-              void* scratch) const;
+              void* scratch, ProductRest* rest = nullptr) const;
 
     const HntParameters& parameters() const { return parameters_; }
     // Bytes that one task works in: twice an element, or what the product of two elements needs.
     u64 task_bytes() const { return task_bytes_; }
+
+  protected:
+    void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                    void* scratch) const override;
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                    const void* Y, void* scratch, ProductRest* rest) const override;
 
   private:
     u64 stride() const { return n_ + 1; }

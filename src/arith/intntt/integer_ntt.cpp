@@ -92,11 +92,17 @@ struct IntegerNttTransform<W>::Carries {
 
 template <class W>
 IntegerNttTransform<W>::IntegerNttTransform(const IntegerNttKernels<W>& kernels, const NttRecord& record)
-    : Transform(ntt_capacity_bits(kIntegerNttFamily<W>, record), record.a * record.points() * sizeof(W), 0),
+    : Transform(Windows::whole, ntt_capacity_bits(kIntegerNttFamily<W>, record),
+                record.a * record.points() * sizeof(W), 0),
       kernels_(&kernels),
       set_(&integer_ntt_set<W>(record.a, record.b)),
       record_(record),
       log_block_(log_block_of(record, ntt_max_exponent(kIntegerNttFamily<W>, record.a, record.b))) {}
+
+template <class W>
+const char* IntegerNttTransform<W>::name() const {
+    return ntt_constants(kIntegerNttFamily<W>).short_name;
+}
 
 template <class W>
 u64 IntegerNttTransform<W>::tasks(const ParallelContext& parallel) const {
@@ -132,8 +138,8 @@ void IntegerNttTransform<W>::load_columns(W* rows, const W* units, u32 prime, co
 }
 
 template <class W>
-void IntegerNttTransform<W>::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                                     void*) const {
+void IntegerNttTransform<W>::do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                                        void*) const {
     using Unit = typename IntegerNttTypes<W>::Unit;
     check_length(ntt_constants(kIntegerNttFamily<W>).short_name, L);
     W* const out = static_cast<W*>(data);
@@ -204,8 +210,9 @@ void IntegerNttTransform<W>::forward(const ParallelContext& parallel, void* data
 }
 
 template <class W>
-void IntegerNttTransform<W>::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
-                                     void* work, const void* X, const void* Y, void*) const {
+void IntegerNttTransform<W>::do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                        void* work, const void* X, const void* Y, void*,
+                                        ProductRest* rest) const {
     W* const out = static_cast<W*>(work);
     const W* const x = static_cast<const W*>(X);
     const W* const y = static_cast<const W*>(Y);
@@ -234,7 +241,8 @@ void IntegerNttTransform<W>::inverse(const ParallelContext& parallel, Word* T, u
             }
         });
     }
-    recombine(parallel, T, skip, total, out);
+    parallel.stage("coefficients", out, record_.a * record_.points() * sizeof(W));
+    recombine(parallel, T, skip, total, out, rest);
 }
 
 // Coefficients of 64 columns as they lie in the work area, and the words that they are joined to.
@@ -331,7 +339,7 @@ W IntegerNttTransform<W>::carry_into(u64 end, const W* residues, W* carry) const
 
 template <class W>
 void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
-                                       const void* data) const {
+                                       const void* data, ProductRest* rest) const {
     check_length(ntt_constants(kIntegerNttFamily<W>).short_name, total);
     const W* const residues = static_cast<const W*>(data);
     const u64 point_bytes = (record_.a - 1) * (sizeof(W) / 2);
@@ -352,8 +360,17 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T,
     });
     for (u64 task = 0; task < n; task++) {
         for (u32 t = 0; t < record_.b; t++) {
-            window.add((t * m + column_of(task + 1)) * point_bytes,
-                       reinterpret_cast<const u8*>(carries[task].words[t]), (record_.a + 1) * sizeof(W));
+            const u64 point = t * m + column_of(task + 1);
+            const u8* const carry = reinterpret_cast<const u8*>(carries[task].words[t]);
+            const u64 bytes = (record_.a + 1) * sizeof(W);
+            const u32 out = window.add(point * point_bytes, carry, bytes);
+            if (rest == nullptr) continue;
+            // What leaves the ring's top comes back at its bottom. With rest the window is the whole ring.
+            rest->ring.add(u128(out), 0);
+            if (point < record_.points()) continue;
+            Word words[IntegerNttTypes<W>::kMaxPrimes + 1] = {};
+            std::memcpy(words, carry, bytes);
+            rest->ring.add(words, std::size(words), 0);
         }
     }
     W largest = *std::max_element(excess, excess + n);
@@ -384,8 +401,10 @@ template <class W>
 MultiplySizes IntegerNttAlgorithm<W>::sizes(u64 words) const {
     MultiplySizes s;
     s.output = round_up_64(8 * words);
-    s.transform_data = round_up_64(ntt_largest_residues(kIntegerNttFamily<W>, words) * sizeof(W));
-    s.transform_scratch = 0;
+    s.transform_data =
+        round_up_64(ntt_largest_residues(kIntegerNttFamily<W>, words) * sizeof(W)) + Transform::kLabelBytes;
+    const NttRecord& record = find_ntt_record_for_words(kIntegerNttFamily<W>, words);
+    s.transform_scratch = round_up_64(ntt_capacity_bits(kIntegerNttFamily<W>, record) / 8);
     s.scratch = 2 * s.transform_data + s.transform_scratch;
     return s;
 }

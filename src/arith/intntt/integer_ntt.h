@@ -21,7 +21,8 @@ const IntegerNttKernels<W>& integer_ntt_kernels();
 
 // Cyclic convolution modulo 2^capacity - 1. Windows of products that do not wrap are exact. Data of a
 // transform: a rows of N residues. Read-only after construction: operations may run on several threads at
-// once, each with buffers of its own. Needs no scratch. inverse() throws ConvolutionFailedException when a
+// once, each with buffers of its own. Scratch: a place for the whole
+// ring, in which the check looks at windows. inverse() throws ConvolutionFailedException when a
 // coefficient cannot be right.
 template <class W>
 class IntegerNttTransform final : public Transform {
@@ -33,17 +34,21 @@ class IntegerNttTransform final : public Transform {
 
     // The carry out of the top point is dropped.
     Fold fold() const override { return Fold::cyclic; }
-    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                 void* scratch) const override;
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
-                 const void* Y, void* scratch) const override;
+    const char* name() const override;
     bool compatible(const Transform& other) const override;
 
     // The second half of inverse(), from the residues of the product's coefficients (times N / R): for tests
-    // that spoil one.
-    void recombine(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const void* residues) const;
+    // that spoil one. rest: as of do_inverse().
+    void recombine(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const void* residues,
+                   ProductRest* rest = nullptr) const;
 
     const NttRecord& record() const { return record_; }
+
+  protected:
+    void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                    void* scratch) const override;
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                    const void* Y, void* scratch, ProductRest* rest) const override;
 
   private:
     struct PointRange;

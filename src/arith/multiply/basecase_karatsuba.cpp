@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "arith/kernels/multiply_small.h"
+#include "arith/multiply/product_check.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -49,17 +50,22 @@ void square(const ParallelContext& parallel, Word* T, const Word* A, u64 L, Alig
     }
 }
 
-// T[0..total - skip) = words skip .. total - 1 of P[0..n); words at and above n are zero.
-void copy_window(Word* T, u64 skip, u64 total, const Word* P, u64 n) {
+// T[0..total - skip) = words skip .. total - 1 of P[0..n); words at and above n are zero. The other words of
+// P are added to rest.
+void copy_window(Word* T, u64 skip, u64 total, const Word* P, u64 n, RingResidue* rest) {
     const u64 end = std::clamp(total, skip, std::max(n, skip));
     std::memcpy(T, P + skip, (end - skip) * kWordBytes);
     std::fill(T + (end - skip), T + (total - skip), 0);
+    if (rest == nullptr) return;
+    const u64 begin = std::min(skip, n);
+    rest->add(P, begin, 0);
+    if (end < n) rest->add(P + end, n - end, end);
 }
 
 // T[0..total - skip) = words skip .. total - 1 of the product; the whole product goes straight to its place
 // when that is what is wanted.
 void multiply_window(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                     const Word* B, u64 LB, AlignedBufferC memory) {
+                     const Word* B, u64 LB, AlignedBufferC memory, RingResidue* rest) {
     const u64 n = LA + LB;
     if (skip == 0 && total >= n) {
         multiply(parallel, T, A, LA, B, LB, memory);
@@ -68,11 +74,11 @@ void multiply_window(const ParallelContext& parallel, Word* T, u64 skip, u64 tot
     }
     Word* product = memory.spawn(product_bytes(n)).word_pointer();
     multiply(parallel, product, A, LA, B, LB, memory);
-    copy_window(T, skip, total, product, n);
+    copy_window(T, skip, total, product, n, rest);
 }
 
 void square_window(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                   AlignedBufferC memory) {
+                   AlignedBufferC memory, RingResidue* rest) {
     if (skip == 0 && total >= 2 * L) {
         square(parallel, T, A, L, memory);
         std::fill(T + 2 * L, T + total, 0);
@@ -80,7 +86,7 @@ void square_window(const ParallelContext& parallel, Word* T, u64 skip, u64 total
     }
     Word* product = memory.spawn(product_bytes(2 * L)).word_pointer();
     square(parallel, product, A, L, memory);
-    copy_window(T, skip, total, product, 2 * L);
+    copy_window(T, skip, total, product, 2 * L, rest);
 }
 
 // Data of one operand: a line of 64 bytes whose first word is the length, then the words.
@@ -88,65 +94,67 @@ struct CopiedOperand {
     u64 length;
     const Word* words;
 };
-CopiedOperand operand_of(const void* data) {
-    const Word* line = static_cast<const Word*>(data);
-    return {line[0], line + 8};
-}
+
+constexpr const char* kName = "BKT";
 
 class BasecaseTransform final : public Transform {
   public:
     explicit BasecaseTransform(u64 words)
-        : Transform(64 * words, 64 + round_up_64(words * kWordBytes), product_memory(2 * words),
-                    product_memory(2 * words)) {}
+        : Transform(Windows::accounted, 64 * words, 64 + round_up_64(words * kWordBytes),
+                    product_memory(2 * words), product_memory(2 * words)) {}
 
     Fold fold() const override { return Fold::none; }
-    void forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
-        check(L);
-        Word* line = static_cast<Word*>(data);
-        line[0] = L;
-        if (L != 0) std::memcpy(line + 8, A, L * kWordBytes);
-    }
-
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void*, const void* X,
-                 const void* Y, void* scratch) const override {
-        const CopiedOperand x = operand_of(X);
-        if (X == Y) {
-            square_window(parallel, T, skip, total, x.words, x.length,
-                          AlignedBufferC(scratch, scratch_bytes()));
-        } else {
-            const CopiedOperand y = operand_of(Y);
-            multiply_window(parallel, T, skip, total, x.words, x.length, y.words, y.length,
-                            AlignedBufferC(scratch, scratch_bytes()));
-        }
-    }
-
-    // Without copies of the operands.
-    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                        const Word* B, u64 LB, void* memory) const override {
-        check(LA);
-        check(LB);
-        multiply_window(parallel, T, skip, total, A, LA, B, LB, AlignedBufferC(memory, plain_bytes()));
-    }
-    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                      void* memory) const override {
-        check(L);
-        square_window(parallel, T, skip, total, A, L, AlignedBufferC(memory, plain_bytes()));
-    }
-    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                       const void* Y, void*, void* scratch) const override {
-        check(LA);
-        const CopiedOperand y = operand_of(Y);
-        multiply_window(parallel, T, skip, total, A, LA, y.words, y.length,
-                        AlignedBufferC(scratch, scratch_bytes()));
-    }
+    const char* name() const override { return kName; }
 
     bool compatible(const Transform& other) const override {
         return dynamic_cast<const BasecaseTransform*>(&other) != nullptr &&
                other.convolution_bits() == convolution_bits();
     }
 
+  protected:
+    void do_forward(const ParallelContext&, void* data, const Word* A, u64 L, void*) const override {
+        Word* line = static_cast<Word*>(data);
+        line[0] = L;
+        if (L != 0) std::memcpy(line + 8, A, L * kWordBytes);
+    }
+
+    void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void*, const void* X,
+                    const void* Y, void* scratch, ProductRest* rest) const override {
+        const CopiedOperand x = operand_of(X);
+        const AlignedBufferC memory(scratch, scratch_bytes());
+        if (X == Y) {
+            square_window(parallel, T, skip, total, x.words, x.length, memory, ring_of(rest));
+        } else {
+            const CopiedOperand y = operand_of(Y);
+            multiply_window(parallel, T, skip, total, x.words, x.length, y.words, y.length, memory,
+                            ring_of(rest));
+        }
+    }
+
+    // Without copies of the operands.
+    void do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                           u64 LA, const Word* B, u64 LB, void* memory, ProductRest* rest) const override {
+        multiply_window(parallel, T, skip, total, A, LA, B, LB, AlignedBufferC(memory, plain_bytes()),
+                        ring_of(rest));
+    }
+    void do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                         void* memory, ProductRest* rest) const override {
+        square_window(parallel, T, skip, total, A, L, AlignedBufferC(memory, plain_bytes()), ring_of(rest));
+    }
+    void do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                          u64 LA, const void* Y, void*, void* scratch, ProductRest* rest) const override {
+        const CopiedOperand y = operand_of(Y);
+        multiply_window(parallel, T, skip, total, A, LA, y.words, y.length,
+                        AlignedBufferC(scratch, scratch_bytes()), ring_of(rest));
+    }
+
   private:
-    void check(u64 L) const { check_length("BasecaseTransform::forward()", L); }
+    // A damaged length must not lead out of the memory; the residue then tells.
+    CopiedOperand operand_of(const void* data) const {
+        const Word* line = static_cast<const Word*>(data);
+        return {std::min(line[0], convolution_words()), line + 8};
+    }
+    static RingResidue* ring_of(ProductRest* rest) { return rest == nullptr ? nullptr : &rest->ring; }
 };
 
 class BasecaseKaratsuba final : public MultiplyAlgorithm {
@@ -169,20 +177,29 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
     }
 
     void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
-        square(context.parallel, T, A, L, context.scratch);
+        check_product({context.parallel, kName, "square", 2 * L}, T, 0, 2 * L, A, L, A, L,
+                      [&](RingResidue&) { square(context.parallel, T, A, L, context.scratch); });
     }
     void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
              u64 LB) const override {
-        multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+        check_product({context.parallel, kName, "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB,
+                      [&](RingResidue&) { multiply(context.parallel, T, A, LA, B, LB, context.scratch); });
     }
 
     void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                   u64 L) const override {
-        square_window(context.parallel, T, skip, total, A, L, context.scratch);
+        check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
+                      [&](RingResidue& rest) {
+                          square_window(context.parallel, T, skip, total, A, L, context.scratch, &rest);
+                      });
     }
     void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                   const Word* B, u64 LB) const override {
-        multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch);
+        check_product({context.parallel, kName, "product", total - skip}, T, skip, total, A, LA, B, LB,
+                      [&](RingResidue& rest) {
+                          multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch,
+                                          &rest);
+                      });
     }
     // A transform would only copy the operands.
     int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,

@@ -5,6 +5,10 @@
 // inverse(). The convolution is cyclic or negacyclic over W = convolution_words() words: a product of n > W
 // words comes back right only in the positions n - W .. W - 1 (counted from the product's bottom word), and
 // the lowest of those may be one unit off.
+//
+// Every product is checked: the words that come out, and what the ring has beside them, against the residues
+// of the operands (product_check.h). A product that does not fit is done again where its operands are still
+// there.
 #pragma once
 
 #include <algorithm>
@@ -13,6 +17,7 @@
 #include <utility>
 
 #include "arith/multiply/multiply_context.h"
+#include "arith/multiply/product_check.h"
 #include "os/types.h"
 #include "platform/memory/aligned_buffer.h"
 
@@ -32,6 +37,9 @@ enum class Fold { cyclic, negacyclic, none };
 
 class Transform {
   public:
+    // At the end of the data of a transform: what is known of the operand.
+    static constexpr u64 kLabelBytes = 192;
+
     virtual ~Transform();
 
     virtual Fold fold() const = 0;
@@ -48,26 +56,26 @@ class Transform {
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution.
-    virtual void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                         void* scratch) const = 0;
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch) const;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
-    // transform is then lost). X == Y squares. T may not overlap the data.
-    virtual void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
-                         const void* X, const void* Y, void* scratch) const = 0;
+    // transform is then lost, and a wrong product cannot be done again). X == Y squares. T may not overlap
+    // the data.
+    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                 const void* Y, void* scratch) const;
 
     // Whole products of which no transform is kept. An algorithm may do them with less memory, or fewer trips
-    // through it, than forward() and inverse() need; the defaults are those two. memory: plain_bytes(), for a
-    // square data_bytes() + scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2;
-    // T may not overlap the operands or the memory.
-    virtual void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                                u64 LA, const Word* B, u64 LB, void* memory) const;
-    virtual void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                              u64 L, void* memory) const;
+    // through it, than forward() and inverse() need. memory: plain_bytes(), for a square data_bytes() +
+    // scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2; T may not overlap the
+    // operands or the memory.
+    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                        const Word* B, u64 LB, void* memory) const;
+    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                      void* memory) const;
     // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
-    virtual void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                               u64 LA, const void* Y, void* work, void* scratch) const;
+    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                       const void* Y, void* work, void* scratch) const;
     u64 plain_bytes() const { return plain_bytes_; }
     // Memory for whole products and whole squares.
     u64 whole_bytes() const { return std::max(plain_bytes_, data_bytes_ + scratch_bytes_); }
@@ -75,19 +83,52 @@ class Transform {
     // Whether data made by the other transform can be used with this one.
     virtual bool compatible(const Transform& other) const = 0;
 
+    // What failures call the algorithm.
+    virtual const char* name() const = 0;
+
   protected:
-    Transform(u64 convolution_bits, u64 data_bytes, u64 scratch_bytes)
-        : Transform(convolution_bits, data_bytes, scratch_bytes, 2 * data_bytes + scratch_bytes) {}
-    Transform(u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes)
-        : convolution_bits_(convolution_bits),
-          data_bytes_(data_bytes),
-          scratch_bytes_(scratch_bytes),
-          plain_bytes_(plain_bytes) {}
+    // Who leaves out words of the ring accounts for them himself, or hands out the whole ring when asked, for
+    // which there is a spare place in the scratch memory.
+    enum class Windows { accounted, whole };
+
+    // Bytes of data and scratch as the algorithm needs them; what the checks need comes on top. plain: of
+    // do_multiply_plain(); 0: two data and the scratch.
+    Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes = 0);
+
+    // The operations themselves, without checks. rest == nullptr: nothing is asked. Else, what belongs to the
+    // product in the ring and is not in T is added to it: with Windows::accounted always, with Windows::whole
+    // when skip is 0 and total is convolution_words().
+    virtual void do_forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
+                            void* scratch) const = 0;
+    virtual void do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                            const void* X, const void* Y, void* scratch, ProductRest* rest) const = 0;
+    virtual void do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                   const Word* A, u64 LA, const Word* B, u64 LB, void* memory,
+                                   ProductRest* rest) const;
+    virtual void do_square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                                 u64 L, void* memory, ProductRest* rest) const;
+    virtual void do_multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total,
+                                  const Word* A, u64 LA, const void* Y, void* work, void* scratch,
+                                  ProductRest* rest) const;
+
+    // For rings modulo 2^(64 W) + 1: an odd divisor of that number.
+    virtual const OddModulus& odd_modulus() const;
+
+    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
 
     u64 convolution_bits_;
     u64 data_bytes_;
     u64 scratch_bytes_;
     u64 plain_bytes_;
+
+  private:
+    struct Job;
+    template <class Run>
+    void checked(const Job& job, Run&& run) const;
+
+    u64 label_at_;  // offset of the operand's residue in the data
+    u64 spare_bytes_;
+    u32 period_;  // words of a residue
 };
 
 // Room for one more transform's data and the transform's scratch, carved from the front of free memory.

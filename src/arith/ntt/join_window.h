@@ -30,16 +30,17 @@ class JoinWindow {
         part(below_from_, lo_);
         part(lo_, hi_);
     }
-    // Adds a number of n bytes at a position, with carry to the window's end.
-    void add(u64 position, const u8* bytes, u64 n) const {
+    // Adds a number of n bytes at a position, with carry to the window's end. Returns the carry out of it.
+    u32 add(u64 position, const u8* bytes, u64 n) const {
         u32 carry = 0;
         for (u64 i = 0; i < n || carry != 0; i++, position++) {
-            if (position >= hi_) return;
+            if (position >= hi_) return carry;
             if (position < below_from_) continue;
             carry += *at(position) + (i < n ? bytes[i] : 0u);
             *at(position) = static_cast<u8>(carry);
             carry >>= 8;
         }
+        return carry;
     }
 
   private:

@@ -24,7 +24,10 @@ u64 ntt_excess_bound(const NttRecord& record) {
 
 void check_coefficients(const ParallelContext& parallel, const char* function, u64 bound, u64 excess) {
     if (excess < bound) return;
-    if (!floating_point_control_is_right()) parallel.warn({{kFloatingPointControlCorrupted}});
+    if (!floating_point_control_is_right()) {
+        parallel.warn({{kFloatingPointControlCorrupted}});
+        throw WronglyRounded(function, "Coefficient is too large.", bound, excess);
+    }
     throw ConvolutionFailedException(function, "Coefficient is too large.", bound, excess);
 }
 
@@ -32,7 +35,7 @@ void check_rounding(const ParallelContext& parallel, const char* function, bool 
                     u64 excess) {
     if (rounded_right) return;
     parallel.warn({{kFloatingPointControlCorrupted}});
-    throw ConvolutionFailedException(function, "Coefficient is too large.", bound, std::max(bound, excess));
+    throw WronglyRounded(function, "Coefficient is too large.", bound, std::max(bound, excess));
 }
 
 void check_ntt_coefficients(const ParallelContext& parallel, NttFamily family, const NttRecord& record,

@@ -42,6 +42,11 @@ struct ParallelContext {
     void poll() const {
         if (run != nullptr && run->stop.requested()) throw RunStopped();
     }
+    // Where one stage of an operation ends and the next begins; for tests.
+    void stage(const char* name, const void* memory, u64 bytes) const {
+        if (run == nullptr || run->stages == nullptr) return;
+        run->stages->at(name, const_cast<void*>(memory), bytes);
+    }
     // Hands lines to the thread that reports. Any thread.
     void warn(std::vector<Warnings::Line> lines) const {
         if (run != nullptr) run->warnings.add(std::move(lines));

@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "base/status/warnings.h"
+#include "os/types.h"
 
 namespace trel {
 
@@ -27,10 +28,26 @@ class RunStopped : public std::exception {
   public:
     const char* what() const noexcept override { return "The run was asked to stop."; }
 };
+// How often the work has looked at its own results. Any thread counts.
+struct CheckCounts {
+    std::atomic<u64> products{0};
+    std::atomic<u64> corrected{0};  // operations that were wrong and came out right when done again
+};
+
+// Sees the memory of an operation between its stages, and may change it: how tests bring in faults. Calls may
+// come from any thread.
+class ComputationStages {
+  public:
+    virtual ~ComputationStages() = default;
+    virtual void at(const char* stage, void* memory, u64 bytes) = 0;
+};
+
 // One a run, handed down in the ParallelContext.
 struct RunMonitor {
     StopFlag stop;
     Warnings warnings;
+    CheckCounts checks;
+    ComputationStages* stages = nullptr;  // only tests have one
 };
 
 }  // namespace trel

@@ -118,6 +118,8 @@ TEST_P(NttFamiliesTest, MisalignedWorkArea) {
     TransformHolder t;
     row.algorithm.make_transform(t, n, {serial_context(), {}});
     const auto A = operand(Kind::random, n / 2, 1), B = operand(Kind::random, n - n / 2, 2);
+    // the integer transforms have nothing there but the place for the check
+    const bool needs_scratch = std::string(GetParam().short_name)[0] != 'N';
     const std::string warning = "\n{R}Data Misalignment. Possible performance penalty.\n{w}";
     for (const u64 shift : {u64(0), u64(8), u64(32)}) {
         Scratch x(t->data_bytes()), y(t->data_bytes()), scratch(t->scratch_bytes() + 64);
@@ -131,10 +133,10 @@ TEST_P(NttFamiliesTest, MisalignedWorkArea) {
         run.show();
         const std::string text = console.take();
         EXPECT_EQ(T.words(), product(A, B)) << shift;
-        const bool warns = shift != 0 && t->scratch_bytes() != 0;
+        const bool warns = shift != 0 && needs_scratch;
         EXPECT_EQ(text, warns ? warning + warning + warning : "");
     }
-    if (t->scratch_bytes() == 0) return;
+    if (!needs_scratch) return;
     // everything misaligned
     Scratch memory(t->plain_bytes() + 64);
     Output T(n);

@@ -97,8 +97,9 @@ TEST(FftAlgorithmTest, SizesAndLimit) {
     for (const Row& row : kRows) {
         largest = std::max(largest, row.points * 8);
         const MultiplySizes s = fft.sizes(row.capacity / 64);
-        EXPECT_EQ(s.transform_data, largest);
-        EXPECT_EQ(s.scratch, 2 * largest + s.transform_scratch);
+        EXPECT_EQ(s.transform_data, largest + Transform::kLabelBytes);
+        EXPECT_EQ(s.scratch, 2 * s.transform_data + s.transform_scratch);
+        EXPECT_EQ(s.transform_scratch, round_up_64(row.capacity / 8));
         EXPECT_GE(s.output, row.capacity / 8);
         for (u64 n : {s.output, s.scratch, s.transform_data, s.transform_scratch}) EXPECT_EQ(n % 64, 0u);
         EXPECT_EQ(fft.mSBsize(row.capacity / 64), s.scratch);

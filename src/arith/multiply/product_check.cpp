@@ -1,0 +1,39 @@
+#include "arith/multiply/product_check.h"
+
+#include <string>
+
+#include "base/errors/exceptions.h"
+
+namespace trel {
+namespace {
+
+constexpr u64 kMaxCorrected = 3;  // the one that ends the run
+
+std::string described(const CheckedProduct& product) {
+    return std::string(product.operation) + " by " + product.algorithm + ", " +
+           std::to_string(product.words) + " words";
+}
+
+}  // namespace
+
+void product_is_wrong(const CheckedProduct& product, u64 right, u64 found) {
+    throw ConvolutionFailedException(product.algorithm,
+                                     "The product does not fit its operands: " + described(product) + ".",
+                                     right, found);
+}
+
+void operand_is_damaged(const CheckedProduct& product, u64 before, u64 now) {
+    throw ConvolutionFailedException(
+        product.algorithm, "An operand was damaged in memory: " + described(product) + ".", before, now);
+}
+
+void product_was_corrected(const CheckedProduct& product) {
+    product.parallel.warn(
+        {{"Computation error detected and corrected.", ' ', true}, {"Operation: " + described(product)}});
+    if (product.parallel.run == nullptr) return;
+    if (product.parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
+    throw AlgorithmFailedException(product.algorithm,
+                                   "Three computation errors in one run: this machine cannot be trusted.");
+}
+
+}  // namespace trel

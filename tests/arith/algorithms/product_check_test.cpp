@@ -1,0 +1,268 @@
+// One bit changed between two stages of a product, for every algorithm, operation and kind of window: a wrong
+// word never comes out. Either the product is done again and is right, or it ends with an exception.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <string>
+
+#include "arith/multiply/algorithm_table.h"
+#include "arith/ntt/ntt_support.h"
+#include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
+#include "platform/parallel/basic_parallelizer.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+namespace {
+
+using namespace trel;
+using namespace ntt_test;
+
+// Counts the stages; at the chosen one it changes a bit.
+class OneFlip final : public ComputationStages {
+  public:
+    static constexpr u64 kNever = ~u64(0);
+    explicit OneFlip(u64 stage = kNever, u64 place = 0) : stage_(stage), place_(place) {}
+
+    void at(const char* stage, void* memory, u64 bytes) override {
+        if (names.size() == stage_ && bytes != 0) {
+            name = stage;
+            const u64 bit = place_ % (8 * bytes);
+            static_cast<u8*>(memory)[bit / 8] ^= static_cast<u8>(1u << bit % 8);
+        }
+        names.push_back(stage);
+    }
+    std::vector<std::string> names;
+    std::string name;
+
+  private:
+    u64 stage_, place_;
+};
+
+enum class Operation { plain, square, held, transforms, in_place };
+constexpr Operation kOperations[] = {Operation::plain, Operation::square, Operation::held,
+                                     Operation::transforms, Operation::in_place};
+
+struct Shape {
+    const char* name;
+    u64 words;        // the transform is made for
+    u64 LA, LB;       // of the operands
+    u64 skip, total;  // of the window
+};
+
+struct Outcome {
+    bool thrown = false;
+    u64 corrected = 0, checked = 0;
+    std::vector<Word> words;
+};
+
+class Bench {
+  public:
+    Bench(const MultiplyAlgorithm& algorithm, u64 words) {
+        algorithm.make_transform(transform, words);
+        data.resize(3 * transform->data_bytes() / 8 + transform->scratch_bytes() / 8 +
+                    transform->plain_bytes() / 8 + 64);
+    }
+    Outcome run(Operation operation, const Shape& s, std::vector<Word> A, const std::vector<Word>& B,
+                ComputationStages& stages) {
+        RunMonitor monitor;
+        monitor.stages = &stages;
+        ParallelContext parallel = serial_context();
+        parallel.run = &monitor;
+        Outcome o;
+        o.words.assign(s.total - s.skip, 0x5555);
+        u8* const memory = reinterpret_cast<u8*>((reinterpret_cast<u64>(data.data()) + 63) / 64 * 64);
+        const u64 bytes = transform->data_bytes();
+        u8 *const x = memory, *const y = x + bytes, *const work = y + bytes, *const scratch = work + bytes;
+        Word* const T = o.words.data();
+        try {
+            switch (operation) {
+                case Operation::plain:
+                    transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA, B.data(), s.LB,
+                                              memory);
+                    break;
+                case Operation::square:
+                    transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory);
+                    break;
+                case Operation::held:
+                    transform->forward(parallel, y, B.data(), s.LB, scratch);
+                    transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y, work, scratch);
+                    break;
+                case Operation::transforms:
+                case Operation::in_place:
+                    transform->forward(parallel, x, A.data(), s.LA, scratch);
+                    transform->forward(parallel, y, B.data(), s.LB, scratch);
+                    transform->inverse(parallel, T, s.skip, s.total,
+                                       operation == Operation::in_place ? x : work, x, y, scratch);
+                    break;
+            }
+        } catch (const AlgorithmFailedException&) {
+            o.thrown = true;
+        }
+        o.corrected = monitor.checks.corrected;
+        o.checked = monitor.checks.products;
+        return o;
+    }
+    TransformHolder transform;
+    std::vector<Word> data;
+};
+
+class ProductCheckTest : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Algorithms, ProductCheckTest,
+                         testing::Values("BKT", "FFT", "C17", "VST", "N32", "N64", "HNT"),
+                         [](const auto& info) { return std::string(info.param); });
+
+const MultiplyAlgorithm& algorithm_called(const std::string& name) {
+    return *find_algorithm(TableSlot::basic64, name)->algorithm;
+}
+
+// Windows of a product of two operands of about half the transform, and of two that wrap around it.
+std::vector<Shape> shapes_of(const MultiplyAlgorithm& algorithm, u64 words, bool wraps) {
+    TransformHolder t;
+    algorithm.make_transform(t, words);
+    const u64 W = t->convolution_words(), h = words / 2;
+    std::vector<Shape> all = {{"full", words, h, h, 0, 2 * h},
+                              {"low", words, h, h, 0, h + 3},
+                              {"high", words, h, h, h - 1, 2 * h},
+                              {"middle", words, h, h, h / 2 + 1, h + h / 3},
+                              {"uneven", words, h + h / 2, h / 2 - 3, 5, h}};
+    if (wraps && t->fold() != Fold::none) {
+        const u64 n = W + W / 3, a = n / 2, b = n - a;
+        all.push_back({"wrapped", words, a, b, n - W, W});
+        all.push_back({"wrapped_inner", words, a, b, n - W + 7, W - 5});
+        all.push_back({"wrapped_ring", words, a, b, 0, W});
+    }
+    return all;
+}
+
+u64 largest_words(const std::string& name) {
+    // of the FFT: lengths with a modulus that sees every branch
+    return name == "BKT" ? 60 : name == "FFT" ? 1360 : name == "HNT" ? 1500 : 4000;
+}
+
+// The flips that any stage of any product would notice.
+TEST_P(ProductCheckTest, NoFlipComesOut) {
+    const std::string name = GetParam();
+    const MultiplyAlgorithm& algorithm = algorithm_called(name);
+    std::mt19937_64 rng(17);
+    std::set<std::string> found_in, seen;
+    u64 flips = 0, corrected = 0, thrown = 0;
+    for (const u64 words : {largest_words(name), largest_words(name) / 2 + 1}) {
+        Bench bench(algorithm, words);
+        for (const Shape& s : shapes_of(algorithm, words, true)) {
+            for (const Operation operation : kOperations) {
+                if (operation == Operation::square && s.LA != s.LB) continue;
+                SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)) +
+                             " of " + std::to_string(words));
+                const std::vector<Word> A = ntt_test::operand(Kind::random, s.LA, 1),
+                                        B = ntt_test::operand(Kind::random, s.LB, 2);
+                OneFlip none;
+                const Outcome right = bench.run(operation, s, A, B, none);
+                ASSERT_FALSE(right.thrown);
+                ASSERT_EQ(right.corrected, 0u);
+                ASSERT_GE(right.checked, 1u);
+                for (u64 stage = 0; stage < none.names.size(); stage++) {
+                    seen.insert(none.names[stage]);
+                    for (int k = 0; k < 4; k++) {
+                        OneFlip flip(stage, rng());
+                        std::vector<Word> b = B;
+                        const Outcome o = bench.run(operation, s, A, b, flip);
+                        flips++;
+                        corrected += o.corrected;
+                        thrown += o.thrown;
+                        if (o.thrown || o.corrected != 0) found_in.insert(flip.name);
+                        // Nobody can repair an operand.
+                        if (flip.name == "operand") {
+                            ASSERT_TRUE(o.thrown);
+                        }
+                        if (o.thrown) continue;
+                        ASSERT_EQ(o.words, right.words) << flip.name;
+                        if (flip.name == "product") {
+                            ASSERT_EQ(o.corrected, 1u) << flip.name;
+                        }
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_EQ(found_in, seen);
+    EXPECT_GT(corrected, 0u);
+    RecordProperty("flips", static_cast<int>(flips));
+    RecordProperty("corrected", static_cast<int>(corrected));
+    RecordProperty("thrown", static_cast<int>(thrown));
+}
+
+// Changes a bit of every so many-th look at the words of a product.
+class FlipProducts final : public ComputationStages {
+  public:
+    explicit FlipProducts(const char* stage, u64 every) : stage_(stage), every_(every) {}
+    void at(const char* stage, void* memory, u64) override {
+        if (std::string(stage) == stage_ && seen_++ % every_ == 0) static_cast<Word*>(memory)[5] ^= 4;
+    }
+
+  private:
+    std::string stage_;
+    u64 every_, seen_ = 0;
+};
+
+struct CheckedRun {
+    CheckedRun(const char* stage, u64 every) : stages(stage, every), A(n), B(n), T(2 * n), scratch(bytes()) {
+        std::mt19937_64 rng(5);
+        for (Word& w : A) w = rng();
+        for (Word& w : B) w = rng();
+        monitor.stages = &stages;
+        parallel.run = &monitor;
+    }
+    void multiply() {
+        algorithm_called("C17").mul({parallel, scratch.view()}, T.data(), A.data(), n, B.data(), n);
+    }
+    static u64 bytes() { return algorithm_called("C17").mSBsize(2 * n); }
+
+    static constexpr u64 n = 2000;
+    FlipProducts stages;
+    RunMonitor monitor;
+    ParallelContext parallel = serial_context();
+    std::vector<Word> A, B, T;
+    Scratch scratch;
+};
+
+TEST(ProductCheckRunTest, SaysWhatItCorrectedAndEndsAtTheThird) {
+    CheckedRun run("product", 2);
+    for (u64 k = 1; k <= 2; k++) {
+        run.multiply();
+        EXPECT_EQ(run.T, product(run.A, run.B));
+        EXPECT_EQ(run.monitor.checks.corrected, k);
+    }
+    CaptureConsole console;
+    LinearConsoleNode status(79, 1.0);
+    run.monitor.warnings.report(status);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("Computation error detected and corrected."), std::string::npos);
+    EXPECT_NE(text.find("Operation: product by C17, 4000 words"), std::string::npos);
+    EXPECT_THROW(run.multiply(), AlgorithmFailedException);
+}
+
+TEST(ProductCheckRunTest, AnErrorThatComesBackIsAnException) {
+    CheckedRun run("product", 1);
+    try {
+        run.multiply();
+        FAIL();
+    } catch (const ConvolutionFailedException& e) {
+        EXPECT_EQ(e.function, "C17");
+        EXPECT_EQ(e.message, "The product does not fit its operands: product by C17, 4000 words.");
+        EXPECT_NE(e.first, e.second);
+    }
+}
+
+TEST(ProductCheckRunTest, ADamagedOperandIsNamed) {
+    CheckedRun run("operand", 1000);
+    try {
+        run.multiply();
+        FAIL();
+    } catch (const ConvolutionFailedException& e) {
+        EXPECT_EQ(e.message, "An operand was damaged in memory: product by C17, 4000 words.");
+    }
+}
+
+}  // namespace

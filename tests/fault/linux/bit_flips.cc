@@ -1,0 +1,480 @@
+// Runs the program many times and damages its memory from outside, once in each run: at a random moment, at a
+// random place of the kind of memory asked for. Then looks at what came of it. A program of its own, not a
+// test: `bit_flips --help` lists its options.
+//
+// Every run has a generator of its own, made from the seed and the run's number. So --first N --runs 1 takes
+// the same choices as run N of a long campaign. The moment is a share of the processor time of an undisturbed
+// run; where exactly the program stands then is not the same twice.
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using u8 = std::uint8_t;
+using u64 = std::uint64_t;
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    std::string program = KALVOR_PROGRAM_PATH;
+    u64 runs = 100, first = 0, seed = 1, digits = 1'000'000;
+    std::string place = "working";  // working, heap, stack, tables, code, any
+    std::string fault = "bit";      // bit, bits, zero, ones, exchange, stuck, mixed
+    std::string isa;                // KALVOR_ISA of the program; empty: its own choice
+    std::vector<std::string> more;  // further arguments of the program
+    bool verbose = false;
+};
+
+[[noreturn]] void usage(int code) {
+    std::puts(
+        "bit_flips [options] [-- further options of `kalvor custom pi`]\n"
+        "  --runs N      how many runs (100)\n"
+        "  --first N     number of the first run (0)\n"
+        "  --seed N      (1)\n"
+        "  --digits N    decimal digits of each run (1000000)\n"
+        "  --place P     working, heap, stack, tables, code, any (working)\n"
+        "  --fault F     bit, bits (six of one word), zero, ones, exchange (64 bytes with the next 64), "
+        "stuck,\n"
+        "                mixed (bit)\n"
+        "  --isa I       avx2 or avx512\n"
+        "  --program P   the program to run\n"
+        "  --verbose     a line for each run that was not harmless\n"
+        "Exit code: 0 when no run delivered wrong digits, hung, or ended without a report; else 1.");
+    std::exit(code);
+}
+
+Options parse(int n, char** arguments) {
+    Options o;
+    for (int i = 1; i < n; i++) {
+        const std::string a = arguments[i];
+        const auto value = [&]() -> std::string {
+            if (++i >= n) usage(2);
+            return arguments[i];
+        };
+        if (a == "--runs") {
+            o.runs = std::stoull(value());
+        } else if (a == "--first") {
+            o.first = std::stoull(value());
+        } else if (a == "--seed") {
+            o.seed = std::stoull(value());
+        } else if (a == "--digits") {
+            o.digits = std::stoull(value());
+        } else if (a == "--place") {
+            o.place = value();
+        } else if (a == "--fault") {
+            o.fault = value();
+        } else if (a == "--isa") {
+            o.isa = value();
+        } else if (a == "--program") {
+            o.program = value();
+        } else if (a == "--verbose") {
+            o.verbose = true;
+        } else if (a == "--") {
+            while (++i < n) o.more.push_back(arguments[i]);
+        } else {
+            usage(a == "--help" ? 0 : 2);
+        }
+    }
+    return o;
+}
+
+// "3." and the first digits, cut off, from a library that has nothing in common with the program.
+std::string right_digits(u64 digits) {
+    mpfr_t pi;
+    mpfr_init2(pi, static_cast<mpfr_prec_t>(static_cast<double>(digits) * 3.3219280948873626) + 128);
+    mpfr_const_pi(pi, MPFR_RNDN);
+    mpfr_exp_t exponent;
+    char* const text = mpfr_get_str(nullptr, &exponent, 10, digits + 11, pi, MPFR_RNDN);
+    std::string all = std::string(text, 1) + "." + std::string(text + 1, digits);
+    mpfr_free_str(text);
+    mpfr_clear(pi);
+    mpfr_free_cache();
+    return all;
+}
+
+std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+// ---- the program's memory
+
+struct Mapping {
+    u64 begin = 0, end = 0;
+    bool write = false, execute = false, readable = false;
+    u64 resident = 0;  // KiB
+    std::string name;
+    u64 size() const { return end - begin; }
+};
+
+std::vector<Mapping> mappings(pid_t pid) {
+    std::vector<Mapping> all;
+    std::ifstream in("/proc/" + std::to_string(pid) + "/smaps");
+    for (std::string line; std::getline(in, line);) {
+        unsigned long begin, end;
+        char rights[8];
+        int at = 0;
+        if (!all.empty() && std::sscanf(line.c_str(), "Rss: %lu", &begin) == 1) all.back().resident = begin;
+        if (std::sscanf(line.c_str(), "%lx-%lx %7s %*s %*s %*s %n", &begin, &end, rights, &at) < 3) continue;
+        const std::string name = at > 0 && static_cast<size_t>(at) < line.size() ? line.substr(at) : "";
+        all.push_back({begin, end, rights[1] == 'w', rights[2] == 'x', false, 0, name});
+        all.back().readable =
+            rights[0] == 'r' && name != "[vvar]" && name != "[vdso]" && name != "[vsyscall]";
+    }
+    return all;
+}
+
+// The mappings of one kind. The working memory is the anonymous one with the most pages in
+// use (stacks of threads are long but empty); tables are the writable and the
+// constant data of the program's file.
+std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string& kind,
+                             const std::string& program) {
+    std::vector<Mapping> chosen;
+    for (const Mapping& m : all) {
+        const bool own = m.name == program;
+        const bool fits = kind == "any"      ? true
+                          : kind == "heap"   ? m.name == "[heap]"
+                          : kind == "stack"  ? m.name == "[stack]"
+                          : kind == "tables" ? own && !m.execute
+                          : kind == "code"   ? own && m.execute
+                                             : m.write && m.name.empty();
+        if (fits && m.readable) chosen.push_back(m);
+    }
+    if (kind == "working" && !chosen.empty()) {
+        chosen = {*std::max_element(chosen.begin(), chosen.end(), [](const Mapping& a, const Mapping& b) {
+            return a.resident < b.resident;
+        })};
+    }
+    return chosen;
+}
+
+bool read_memory(pid_t pid, u64 address, void* to, u64 n) {
+    const iovec local{to, n}, remote{reinterpret_cast<void*>(address), n};
+    return process_vm_readv(pid, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(n);
+}
+
+// What is not writable for the program itself is written through its mem file.
+bool write_memory(pid_t pid, u64 address, const void* from, u64 n) {
+    const iovec local{const_cast<void*>(from), n}, remote{reinterpret_cast<void*>(address), n};
+    if (process_vm_writev(pid, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(n)) return true;
+    const int file = open(("/proc/" + std::to_string(pid) + "/mem").c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0) return false;
+    const bool written = pwrite(file, from, n, static_cast<off_t>(address)) == static_cast<ssize_t>(n);
+    close(file);
+    return written;
+}
+
+// ---- one run
+
+double cpu_seconds_of(pid_t pid) {
+    clockid_t clock;
+    timespec t{};
+    if (clock_getcpuclockid(pid, &clock) != 0 || clock_gettime(clock, &t) != 0) return -1;
+    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+class Child {
+  public:
+    Child(const Options& o, const fs::path& folder) {
+        std::vector<std::string> words = {
+            o.program, "custom", "pi", "-dec:" + std::to_string(o.digits), "-o", (folder / "out").string()};
+        words.insert(words.end(), o.more.begin(), o.more.end());
+        std::vector<char*> argv;
+        for (std::string& w : words) argv.push_back(w.data());
+        argv.push_back(nullptr);
+        const std::string console = (folder / "console.txt").string();
+        pid_ = fork();
+        if (pid_ != 0) return;
+        const int out = open(console.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int in = open("/dev/null", O_RDONLY);
+        dup2(in, 0);
+        dup2(out, 1);
+        dup2(out, 2);
+        const rlimit no_core{0, 0};
+        setrlimit(RLIMIT_CORE, &no_core);
+        if (!o.isa.empty()) setenv("KALVOR_ISA", o.isa.c_str(), 1);
+        if (chdir(folder.c_str()) != 0) _exit(126);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    ~Child() {
+        if (ended_) return;
+        kill(pid_, SIGKILL);
+        waitpid(pid_, &status_, 0);
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    pid_t pid() const { return pid_; }
+    // Whether the process has ended; the processor time that it took is known then.
+    bool ended() {
+        if (ended_) return true;
+        rusage usage{};
+        if (wait4(pid_, &status_, WNOHANG, &usage) != pid_) return false;
+        take(usage);
+        return true;
+    }
+    // The process stands still from here to resume(); false when it has ended instead.
+    bool stop() {
+        kill(pid_, SIGSTOP);
+        rusage usage{};
+        while (wait4(pid_, &status_, WUNTRACED, &usage) < 0 && errno == EINTR) continue;
+        if (WIFSTOPPED(status_)) return true;
+        take(usage);
+        return false;
+    }
+    void resume() { kill(pid_, SIGCONT); }
+
+    int status() const { return status_; }
+    double cpu_seconds() const { return cpu_seconds_; }
+
+  private:
+    void take(const rusage& usage) {
+        ended_ = true;
+        const auto seconds = [](const timeval& t) {
+            return static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_usec);
+        };
+        cpu_seconds_ = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    }
+    pid_t pid_ = -1;
+    int status_ = 0;
+    bool ended_ = false;
+    double cpu_seconds_ = 0;
+};
+
+void pause_briefly() {
+    const timespec t{0, 100'000};
+    nanosleep(&t, nullptr);
+}
+
+enum class Outcome { harmless, corrected, caught, wrong, hang, silent_end, not_placed };
+constexpr const char* kNames[] = {"harmless", "corrected",          "caught",    "WRONG",
+                                  "hang",     "end without report", "not placed"};
+
+struct Fault {
+    std::string kind;
+    u64 address = 0, bit = 0;
+    bool placed = false;
+};
+
+// Changes the stopped program's memory. Numbers are words of 64 bits, so places are multiples of eight.
+Fault damage(pid_t pid, const Options& o, std::mt19937_64& random) {
+    static const char* const kMixed[] = {"bit", "bits", "zero", "ones", "exchange", "stuck"};
+    Fault f;
+    f.kind = o.fault == "mixed" ? kMixed[random() % 6] : o.fault;
+    const u64 where = random(), bits[6] = {random(), random(), random(), random(), random(), random()};
+    f.bit = bits[0] % 64;
+    const std::vector<Mapping> all = of_kind(mappings(pid), o.place, fs::canonical(o.program).string());
+    u64 size = 0;
+    for (const Mapping& m : all) size += m.size();
+    if (size == 0) return f;
+    u64 offset = where % size;
+    for (const Mapping& m : all) {
+        if (offset >= m.size()) {
+            offset -= m.size();
+            continue;
+        }
+        const u64 bytes = f.kind == "exchange" ? 128 : 8;
+        f.address = m.begin + offset / bytes * bytes;
+        break;
+    }
+    u8 memory[128];
+    const u64 n = f.kind == "exchange" ? 128 : 8;
+    if (!read_memory(pid, f.address, memory, n)) return f;
+    u64 word;
+    std::memcpy(&word, memory, 8);
+    if (f.kind == "bit") {
+        word ^= u64(1) << f.bit;
+    } else if (f.kind == "bits") {
+        for (u64 b : bits) word ^= u64(1) << b % 64;
+    } else if (f.kind == "zero") {
+        word = 0;
+    } else if (f.kind == "ones") {
+        word = ~u64(0);
+    } else if (f.kind == "stuck") {
+        word |= u64(1) << f.bit;
+    }
+    std::memcpy(memory, &word, 8);
+    if (f.kind == "exchange") std::swap_ranges(memory, memory + 64, memory + 64);
+    f.placed = write_memory(pid, f.address, memory, n);
+    return f;
+}
+
+void set_again(pid_t pid, const Fault& f) {
+    u64 word;
+    if (!read_memory(pid, f.address, &word, 8)) return;
+    if (word >> f.bit & 1) return;
+    word |= u64(1) << f.bit;
+    write_memory(pid, f.address, &word, 8);
+}
+
+struct Result {
+    Outcome outcome = Outcome::harmless;
+    Fault fault;
+    double moment = 0;
+    std::string report;
+    bool file_left = false;  // of a run that failed
+};
+
+// The line of the console that says what went wrong; empty when there is none.
+std::string report_in(const std::string& console) {
+    for (const char* mark :
+         {"Exception Encountered", "Error", "Failed", "failed", "Mismatch", "corrupt", "damaged"}) {
+        const size_t at = console.find(mark);
+        if (at == std::string::npos) continue;
+        std::string text = console.substr(at, 160);
+        for (char& c : text) {
+            if (c == '\n' || c == '\r') c = ' ';
+        }
+        return text;
+    }
+    return "";
+}
+
+std::string digits_file(const fs::path& folder) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder / "out", error)) {
+        if (entry.path().filename().string().find(" - Dec - ") != std::string::npos) {
+            return read_file(entry.path());
+        }
+    }
+    return "";
+}
+
+Result one_run(const Options& o, u64 number, double usual_cpu, const std::string& right,
+               const fs::path& folder) {
+    std::seed_seq seed{o.seed, number};
+    std::mt19937_64 random(seed);
+    Result r;
+    r.moment = std::generate_canonical<double, 53>(random);
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    Child child(o, folder);
+    const auto start = Clock::now();
+    const double longest = 60 + 40 * usual_cpu;
+    bool done = false;
+    while (!child.ended()) {
+        if (!done && cpu_seconds_of(child.pid()) >= r.moment * usual_cpu) {
+            done = true;
+            if (!child.stop()) break;
+            r.fault = damage(child.pid(), o, random);
+            child.resume();
+        }
+        if (done && r.fault.placed && r.fault.kind == "stuck") {
+            set_again(child.pid(), r.fault);
+        }
+        if (std::chrono::duration<double>(Clock::now() - start).count() > longest) {
+            r.outcome = Outcome::hang;
+            return r;
+        }
+        for (int i = 0; i < (done ? 10 : 1); i++) pause_briefly();
+    }
+    const std::string console = read_file(folder / "console.txt");
+    const int status = child.status();
+    const std::string digits = digits_file(folder);
+    r.report = report_in(console);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+        if (digits != right) {
+            r.outcome = Outcome::wrong;
+        } else if (console.find("Computation error detected and corrected.") != std::string::npos) {
+            r.outcome = Outcome::corrected;
+        } else {
+            r.outcome = r.fault.placed ? Outcome::harmless : Outcome::not_placed;
+        }
+        return r;
+    }
+    r.file_left = digits.size() == right.size();
+    r.outcome = r.report.empty() ? Outcome::silent_end : Outcome::caught;
+    return r;
+}
+
+}  // namespace
+
+int main(int n, char** arguments) {
+    const Options o = parse(n, arguments);
+    char pattern[] = "/tmp/bit_flips.XXXXXX";
+    if (mkdtemp(pattern) == nullptr) return 2;
+    const fs::path folder = fs::path(pattern) / "run";
+    const std::string right = right_digits(o.digits);
+
+    // Undisturbed runs: what they deliver must be right, and what time they take sets the moments.
+    double usual_cpu = 1e9;
+    for (int i = 0; i < 3; i++) {
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+        Child child(o, folder);
+        while (!child.ended()) pause_briefly();
+        if (child.status() != 0 || digits_file(folder) != right) {
+            std::fprintf(stderr, "The undisturbed run failed:\n%s\n",
+                         read_file(folder / "console.txt").c_str());
+            return 2;
+        }
+        usual_cpu = std::min(usual_cpu, child.cpu_seconds());
+    }
+    std::printf(
+        "%llu runs from %llu on, seed %llu, %llu digits, place %s, fault %s, %.3f s of processor time\n",
+        static_cast<unsigned long long>(o.runs), static_cast<unsigned long long>(o.first),
+        static_cast<unsigned long long>(o.seed), static_cast<unsigned long long>(o.digits), o.place.c_str(),
+        o.fault.c_str(), usual_cpu);
+    std::fflush(stdout);
+
+    std::map<std::string, std::map<Outcome, u64>> table;
+    u64 left = 0, bad = 0;
+    for (u64 i = o.first; i < o.first + o.runs; i++) {
+        const Result r = one_run(o, i, usual_cpu, right, folder);
+        table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
+        if (r.file_left) left++;
+        if (r.outcome == Outcome::wrong || r.outcome == Outcome::hang || r.outcome == Outcome::silent_end) {
+            bad++;
+        }
+        if (o.verbose && r.outcome != Outcome::harmless && r.outcome != Outcome::not_placed) {
+            std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu: %s\n",
+                        static_cast<unsigned long long>(i), kNames[static_cast<int>(r.outcome)],
+                        r.fault.kind.c_str(), r.moment, static_cast<unsigned long long>(r.fault.address),
+                        static_cast<unsigned long long>(r.fault.bit), r.report.c_str());
+            std::fflush(stdout);
+        }
+    }
+    std::printf("%-10s", "fault");
+    for (const char* name : kNames) std::printf("  %s", name);
+    std::printf("\n");
+    for (auto& [kind, counts] : table) {
+        std::printf("%-10s", kind.c_str());
+        for (int k = 0; k < 7; k++) {
+            std::printf("  %*llu", static_cast<int>(std::strlen(kNames[k])),
+                        static_cast<unsigned long long>(counts[static_cast<Outcome>(k)]));
+        }
+        std::printf("\n");
+    }
+    if (left != 0) {
+        std::printf("%llu failed runs left a file of digits of full length\n",
+                    static_cast<unsigned long long>(left));
+    }
+    fs::remove_all(pattern);
+    return bad == 0 ? 0 : 1;
+}
