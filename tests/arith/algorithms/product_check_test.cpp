@@ -17,7 +17,7 @@
 namespace {
 
 using namespace trel;
-using namespace ntt_test;
+using namespace kalvor_test;
 
 // Counts the stages; at the chosen one it changes a bit.
 class OneFlip final : public ComputationStages {
@@ -60,7 +60,7 @@ struct Outcome {
 class Bench {
   public:
     Bench(const MultiplyAlgorithm& algorithm, u64 words) {
-        algorithm.make_transform(transform, words);
+        algorithm.make_transform(transform, words, {serial_context(), {}});
         data.resize(3 * transform->data_bytes() / 8 + transform->scratch_bytes() / 8 +
                     transform->plain_bytes() / 8 + 64);
     }
@@ -120,7 +120,7 @@ const MultiplyAlgorithm& algorithm_called(const std::string& name) {
 // Windows of a product of two operands of about half the transform, and of two that wrap around it.
 std::vector<Shape> shapes_of(const MultiplyAlgorithm& algorithm, u64 words, bool wraps) {
     TransformHolder t;
-    algorithm.make_transform(t, words);
+    algorithm.make_transform(t, words, {serial_context(), {}});
     const u64 W = t->convolution_words(), h = words / 2;
     std::vector<Shape> all = {{"full", words, h, h, 0, 2 * h},
                               {"low", words, h, h, 0, h + 3},
@@ -155,8 +155,8 @@ TEST_P(ProductCheckTest, NoFlipComesOut) {
                 if (operation == Operation::square && s.LA != s.LB) continue;
                 SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)) +
                              " of " + std::to_string(words));
-                const std::vector<Word> A = ntt_test::operand(Kind::random, s.LA, 1),
-                                        B = ntt_test::operand(Kind::random, s.LB, 2);
+                const std::vector<Word> A = kalvor_test::operand(Kind::random, s.LA, 1),
+                                        B = kalvor_test::operand(Kind::random, s.LB, 2);
                 OneFlip none;
                 const Outcome right = bench.run(operation, s, A, B, none);
                 ASSERT_FALSE(right.thrown);
