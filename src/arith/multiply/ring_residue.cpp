@@ -41,19 +41,42 @@ void RingResidue::add(u128 value, u64 at) {
     add_at(place(at), value);
 }
 
-// The sums of the words 0, 3, 6, ..., 1, 4, ... and 2, 5, ..., the first of which belongs to word `at`.
+// x, y and z are the sums of the words 0, 3, 6, ..., 1, 4, ... and 2, 5, ..., the first of which belongs to
+// word `at`. Without branches on the data: most numbers are short.
 void RingResidue::add_three(u128 x, u128 y, u128 z, u64 at) {
-    const u32 i = place(at);
-    add_at(i, x);
-    add_at(i == 2 ? 0 : i + 1, y);
-    add_at(i == 0 ? 2 : i - 1, z);
+    switch (at % 3) {
+        case 1:
+            return add_three(z, x, y, 0);
+        case 2:
+            return add_three(y, z, x, 0);
+        default:
+            break;
+    }
+    u128 t = u128(w[0]) + static_cast<Word>(x);
+    Word w0 = static_cast<Word>(t);
+    t = (t >> 64) + w[1] + static_cast<Word>(x >> 64) + static_cast<Word>(y);
+    Word w1 = static_cast<Word>(t);
+    t = (t >> 64) + w[2] + static_cast<Word>(y >> 64) + static_cast<Word>(z);
+    Word w2 = static_cast<Word>(t);
+    t = (t >> 64) + static_cast<Word>(z >> 64) + w0;
+    w0 = static_cast<Word>(t);
+    t = (t >> 64) + w1;
+    w1 = static_cast<Word>(t);
+    t = (t >> 64) + w2;
+    w2 = static_cast<Word>(t);
+    w[0] = w0;
+    w[1] = w1;
+    w[2] = w2;
+    if (const Word out = static_cast<Word>(t >> 64); out != 0) add_at(0, out);
 }
 
 void RingResidue::add(const RingResidue& other) {
+    if (p == 3) return add_three(other.w[0], other.w[1], other.w[2], 0);
     for (u32 i = 0; i < p; i++) add_at(i, other.w[i]);
 }
 
 void RingResidue::subtract(const RingResidue& other) {
+    if (p == 3) return add_three(~other.w[0], ~other.w[1], ~other.w[2], 0);
     for (u32 i = 0; i < p; i++) add_at(i, ~other.w[i]);  // the complement is the negation
 }
 
@@ -115,18 +138,15 @@ RingResidue RingResidue::times(const RingResidue& other) const {
     if (p == 3) {
         // 2^192 is 1, so the products of words i and j belong to word i + j modulo 3
         const auto product = [&](u32 i, u32 j) { return u128(w[i]) * other.w[j]; };
-        const auto add_products = [&](u32 k, u128 x, u128 y, u128 z) {
-            u128 low = static_cast<Word>(x), high = x >> 64;
-            low += static_cast<Word>(y);
-            low += static_cast<Word>(z);
-            high += y >> 64;
-            high += z >> 64;
-            r.add_at(k, low);
-            r.add_at(k == 2 ? 0 : k + 1, high);
-        };
-        add_products(0, product(0, 0), product(1, 2), product(2, 1));
-        add_products(1, product(0, 1), product(1, 0), product(2, 2));
-        add_products(2, product(0, 2), product(1, 1), product(2, 0));
+        const u128 x[3] = {product(0, 0), product(0, 1), product(0, 2)};
+        const u128 y[3] = {product(1, 2), product(1, 0), product(1, 1)};
+        const u128 z[3] = {product(2, 1), product(2, 2), product(2, 0)};
+        u128 low[3], high[3];
+        for (u32 k = 0; k < 3; k++) {
+            low[k] = u128(static_cast<Word>(x[k])) + static_cast<Word>(y[k]) + static_cast<Word>(z[k]);
+            high[k] = (x[k] >> 64) + (y[k] >> 64) + (z[k] >> 64);
+        }
+        r.add_three(low[0] + high[2], low[1] + high[0], low[2] + high[1], 0);
         return r;
     }
     u64 sums[3 * kMaxWords] = {};
@@ -153,6 +173,7 @@ RingResidue RingResidue::rotated(u64 bits) const {
 }
 
 bool RingResidue::equals(const RingResidue& other) const {
+    if (std::equal(w, w + p, other.w)) return true;
     RingResidue difference = *this;
     difference.subtract(other);
     const auto all = [&](Word value) {
