@@ -42,7 +42,7 @@ class BasicKvdSetReader final : public BasicDigitReader {
     bool is_in_range(trel::u64 start, trel::u64 count) const override;
     trel::u64 buffer_size(trel::u64 count, trel::u64 limit) const override;
     // Use the tasks that they are given. Throw InvalidParametersException "Out of range." beyond a known
-    // total, FileException "Missing required files." (after a list of their names on the console), "This
+    // total, FileException "Missing required files." (behind a list of their names), "This
     // digit stream does not have enough digits.", and what BasicKvdFileReader throws.
     void load_digits(trel::u8* values, trel::u64 start, trel::u64 count, trel::AlignedBufferC scratch,
                      const trel::ParallelContext& context) override;
