@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
-#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_parts.h"
 
@@ -210,12 +208,11 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
         });
     }
     if (!missing.empty()) {
-        const Console::ErrorOutput errors;
-        Console::print_line("The following needed files are missing or inaccessible:");
+        std::string text = "The following needed files are missing or inaccessible:\n";
         for (const u64 id : missing) {
-            Console::print_line(CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension));
+            text += CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension) + "\n";
         }
-        throw FileException(kFunction, "Missing required files.", directory_ + base_name_);
+        throw FileException(kFunction, text + "Missing required files.", directory_ + base_name_);
     }
     if (!too_short.empty()) {
         throw FileException(kFunction, "This digit stream does not have enough digits.", too_short);

@@ -43,7 +43,7 @@ class BasicKvdSetReader final : public BasicDigitReader {
     bool is_in_range(u64 start, u64 count) const override;
     u64 buffer_size(u64 count, u64 limit) const override;
     // Use the tasks that they are given. Throw InvalidParametersException "Out of range." beyond a known
-    // total, FileException "Missing required files." (after a list of their names on the console), "This
+    // total, FileException "Missing required files." (behind a list of their names), "This
     // digit stream does not have enough digits.", and what BasicKvdFileReader throws.
     void load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,
                      const ParallelContext& parallel) override;
