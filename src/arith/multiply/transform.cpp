@@ -45,8 +45,9 @@ const OddModulus& Transform::odd_modulus() const {
     return none;
 }
 
+// Sixteen words are for cyclic rings alone: a product that wraps negatively has its odd modulus.
 OperandResidue Transform::residue_of(const ParallelContext& P, const Word* A, u64 L, bool odd) const {
-    OperandResidue r{L, RingResidue(period_), 0};
+    OperandResidue r{L, RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
     r.ring.add(P, A, L, 0);
     if (odd && odd_modulus()) r.odd = odd_modulus().residue(A, L);
     return r;
@@ -99,7 +100,7 @@ void Transform::checked(const Job& job, Run&& run) const {
     };
     for (u32 attempt = 0;; attempt++) {
         const bool last = attempt != 0 || !job.repeatable;
-        ProductRest rest{RingResidue(period_), 0};
+        ProductRest rest{RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
         Word* whole = nullptr;
         try {
             if (all) {
@@ -168,8 +169,8 @@ void Transform::inverse(const ParallelContext& P, Word* T, u64 skip, u64 total, 
                   T,
                   skip,
                   total,
-                  label(X, label_at_, period_),
-                  label(Y, label_at_, period_),
+                  label(X, label_at_, fold() == Fold::cyclic ? period_ : 3),
+                  label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3),
                   nullptr,
                   nullptr,
                   work != X && work != Y,
@@ -216,7 +217,7 @@ void Transform::multiply_held(const ParallelContext& P, Word* T, u64 skip, u64 t
                   skip,
                   total,
                   residue_of(P, A, LA, true),
-                  label(Y, label_at_, period_),
+                  label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3),
                   A,
                   nullptr,
                   true,
