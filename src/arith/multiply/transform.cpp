@@ -45,8 +45,9 @@ const OddModulus& Transform::odd_modulus() const {
     return none;
 }
 
+// Sixteen words are for cyclic rings alone: a product that wraps negatively has its odd modulus.
 OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const {
-    OperandResidue r{L, RingResidue(period_), 0};
+    OperandResidue r{L, RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
     r.ring.add(parallel, A, L, 0);
     if (odd && odd_modulus()) r.odd = odd_modulus().residue(A, L);
     return r;
@@ -99,7 +100,7 @@ void Transform::checked(const Job& job, Run&& run) const {
     };
     for (u32 attempt = 0;; attempt++) {
         const bool last = attempt != 0 || !job.repeatable;
-        ProductRest rest{RingResidue(period_), 0};
+        ProductRest rest{RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
         Word* whole = nullptr;
         try {
             if (all) {
@@ -169,8 +170,8 @@ void Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 
                   T,
                   skip,
                   total,
-                  label(X, label_at_, period_),
-                  label(Y, label_at_, period_),
+                  label(X, label_at_, fold() == Fold::cyclic ? period_ : 3),
+                  label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3),
                   nullptr,
                   nullptr,
                   work != X && work != Y,
@@ -220,17 +221,9 @@ void Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip
                               u64 LA, const void* Y, void* work, void* scratch) const {
     check_length(name(), LA);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
-    const Job job{parallel,
-                  "product by a kept transform",
-                  T,
-                  skip,
-                  total,
-                  residue_of(parallel, A, LA, true),
-                  label(Y, label_at_, period_),
-                  A,
-                  nullptr,
-                  true,
-                  spare};
+    const OperandResidue b = label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3);
+    const OperandResidue a = residue_of(parallel, A, LA, LA + b.length > convolution_words());
+    const Job job{parallel, "product by a kept transform", T, skip, total, a, b, A, nullptr, true, spare};
     parallel.stage("operand", A, LA * sizeof(Word));
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);

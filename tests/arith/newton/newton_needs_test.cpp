@@ -13,7 +13,7 @@
 namespace trel {
 namespace {
 
-using namespace newton_test;
+using namespace kalvor_test;
 
 struct Operation {
     const char* name;

@@ -6,6 +6,7 @@
 
 #include "reference/mpz_words.h"
 
+using namespace kalvor;
 using namespace kalvor::leaf;
 
 namespace {

@@ -6,6 +6,7 @@
 #include "reference/gmp_polynomial.h"
 
 using namespace reference;
+using namespace kalvor;
 using namespace kalvor::Polynomials;
 
 namespace {

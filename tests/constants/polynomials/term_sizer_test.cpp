@@ -9,6 +9,7 @@
 #include "support/effort.h"
 
 using namespace reference;
+using namespace kalvor;
 using namespace kalvor::Polynomials;
 
 namespace {
