@@ -158,7 +158,7 @@ TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:1000000000000000"});
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_TRUE(run.has("Insufficient Address Space")) << run.out;
-    EXPECT_NE(run.err.find("The run needs 4.8"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("The run needs 5.4"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find(" digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n"),
               std::string::npos)
         << run.err;

@@ -153,6 +153,7 @@ void Transform::checked(const Job& job, Run&& run) const {
 void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
                         void* scratch) const {
     check_length(name(), L);
+    if (!is_checked()) return do_forward(parallel, data, A, L, scratch);
     OperandResidue* const kept =
         new (static_cast<u8*>(data) + label_at_) OperandResidue(residue_of(parallel, A, L, true));
     parallel.stage("operand", A, L * sizeof(Word));
@@ -164,6 +165,7 @@ void Transform::forward(const ParallelContext& parallel, void* data, const Word*
 void Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                         const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
+    if (!is_checked()) return do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const Job job{parallel,
                   "product of transforms",
@@ -185,6 +187,9 @@ void Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 ski
                                u64 LA, const Word* B, u64 LB, void* memory) const {
     check_length(name(), LA);
     check_length(name(), LB);
+    if (!is_checked()) {
+        return do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
+    }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
     const Job job{parallel,
@@ -207,6 +212,7 @@ void Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 ski
 void Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                              u64 L, void* memory) const {
     check_length(name(), L);
+    if (!is_checked()) return do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
     const OperandResidue a = residue_of(parallel, A, L, 2 * L > convolution_words());
@@ -220,6 +226,7 @@ void Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip,
 void Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                               u64 LA, const void* Y, void* work, void* scratch) const {
     check_length(name(), LA);
+    if (!is_checked()) return do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const OperandResidue b = label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3);
     const OperandResidue a = residue_of(parallel, A, LA, LA + b.length > convolution_words());

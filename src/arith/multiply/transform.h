@@ -39,6 +39,9 @@ class Transform {
   public:
     // At the end of the data of a transform: what is known of the operand.
     static constexpr u64 kLabelBytes = 192;
+    // Products in shorter rings are not checked: together they would cost a run several percent
+    // (docs/reliability.md).
+    static constexpr u64 kCheckedWords = 512;
 
     virtual ~Transform();
 
@@ -123,6 +126,7 @@ class Transform {
 
   private:
     struct Job;
+    bool is_checked() const { return convolution_words() >= kCheckedWords; }
     template <class Run>
     void checked(const Job& job, Run&& run) const;
 

@@ -45,7 +45,7 @@ ParsedKvdHeader read_header(RawFile& file) {
 BasicKvdFileReader::BasicKvdFileReader(const std::string& path)
     : BasicKvdFileReader(std::make_shared<RawFile>(path, FileIO::OpenMode::read, true)) {}
 
-BasicKvdFileReader::BasicKvdFileReader(std::shared_ptr<RawFile> file)
+BasicKvdFileReader::BasicKvdFileReader(const std::shared_ptr<RawFile>& file)
     : BasicKvdFileReader(file, read_header(*file)) {}
 
 BasicKvdFileReader::BasicKvdFileReader(std::shared_ptr<RawFile> file, ParsedKvdHeader parsed)

@@ -19,7 +19,7 @@ class BasicKvdFileReader final : public BasicDigitReader {
     // compressed digit file, with the texts of check_kvd_header(), and InconsistentMetaData.
     explicit BasicKvdFileReader(const std::string& path);
     // Through a handle that is open already; it stays open.
-    explicit BasicKvdFileReader(std::shared_ptr<FileIO::RawFile> file);
+    explicit BasicKvdFileReader(const std::shared_ptr<FileIO::RawFile>& file);
 
     const std::string& path() const { return file_->path(); }
     const std::string& version() const { return parsed_.header.version; }

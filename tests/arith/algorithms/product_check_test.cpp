@@ -109,8 +109,9 @@ class Bench {
 };
 
 class ProductCheckTest : public testing::TestWithParam<const char*> {};
+// All products of BKT are shorter than those that are checked.
 INSTANTIATE_TEST_SUITE_P(Algorithms, ProductCheckTest,
-                         testing::Values("BKT", "FFT", "C17", "VST", "N32", "N64", "HNT"),
+                         testing::Values("FFT", "C17", "VST", "N32", "N64", "HNT"),
                          [](const auto& info) { return std::string(info.param); });
 
 const MultiplyAlgorithm& algorithm_called(const std::string& name) {
@@ -138,7 +139,7 @@ std::vector<Shape> shapes_of(const MultiplyAlgorithm& algorithm, u64 words, bool
 
 u64 largest_words(const std::string& name) {
     // of the FFT: lengths with a modulus that sees every branch
-    return name == "BKT" ? 60 : name == "FFT" ? 1360 : name == "HNT" ? 1500 : 4000;
+    return name == "FFT" ? 1360 : name == "HNT" ? 1500 : 4000;
 }
 
 // The flips that any stage of any product would notice.

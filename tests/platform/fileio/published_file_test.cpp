@@ -294,7 +294,7 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
     {
         PublishedFile file(draft(), target());
         file.file().store(data.get(), 0, 8192);
-        EXPECT_EQ(message_of([&] { file.rest(); }),
+        EXPECT_EQ(message_of(Form::with_path, [&] { file.rest(); }),
                   "PublishedFile::rest()|The file is not complete.|" + draft());
         file.complete(kBytes);
         file.rest();
@@ -310,7 +310,7 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
     file.rest();
     folder_.write("x (incomplete)", "another");
     EXPECT_EQ(
-        message_of([&] { file.resume(); }),
+        message_of(Form::with_path, [&] { file.resume(); }),
         "PublishedFile::publish()|The file has 7 bytes instead of 5000. Did another program change it?|" +
             draft());
     file.leave();
