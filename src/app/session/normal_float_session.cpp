@@ -19,7 +19,7 @@ namespace kalvor {
 
 namespace {
 
-constexpr double kRefreshSeconds = 1.0;
+constexpr double kTickSeconds = 1.0;
 constexpr u64 kLabelWidth = 22;
 
 }  // namespace
@@ -121,7 +121,7 @@ void NormalFloatSession::run_phases() {
     WorkMeter meter(work());
     const StatusWork metered(status_, meter.read().total > 0 ? &meter : nullptr);
     std::optional<ProgressTicker> ticker;
-    if (terminal_ != nullptr) ticker.emplace(kRefreshSeconds, [this] { terminal_->tick(); });
+    if (terminal_ != nullptr) ticker.emplace(kTickSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
     (void)active_isa();  // ends the program where KALVOR_ISA names none

@@ -10,7 +10,7 @@ using Hidden = ProgressLine::Hidden;
 
 namespace {
 
-constexpr const char* kClass = "LinearConsoleNode";
+constexpr const char* kConsoleNode = "LinearConsoleNode";
 
 // Shows "12 %" or "(3 / 25)".
 class LinearConsoleIteration final : public StatusIterationNode {
@@ -40,11 +40,11 @@ LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval)
     : LinearConsoleNode(line_width, refresh_interval, ProgressClock::of_this_machine()) {}
 
 LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock)
-    : LinearNode(kClass),
+    : LinearNode(kConsoleNode),
       owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, std::move(clock))),
       line_(*owned_line_) {}
 
-LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : LinearNode(kClass), line_(line) {}
+LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : LinearNode(kConsoleNode), line_(line) {}
 
 LinearConsoleNode::~LinearConsoleNode() {
     drop_child();

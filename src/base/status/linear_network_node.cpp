@@ -30,7 +30,7 @@ struct LinearNetworkNode::Chain {
 
 namespace {
 
-constexpr const char* kClass = "LinearNetworkNode";
+constexpr const char* kNetworkNode = "LinearNetworkNode";
 
 std::string letter(Status::ColorLetter color) {
     return std::string(1, color);
@@ -49,7 +49,7 @@ void add_colored(Object& out, const Status::ColoredText& text) {
 
 LinearNetworkNode::LinearNetworkNode(StatusSink& sink, bool print_locally, u64 line_width,
                                      double refresh_interval)
-    : LinearNode(kClass),
+    : LinearNode(kNetworkNode),
       owned_chain_(std::make_unique<Chain>(sink)),
       owned_local_(print_locally ? std::make_unique<LinearConsoleNode>(line_width, refresh_interval)
                                  : nullptr),
@@ -57,7 +57,7 @@ LinearNetworkNode::LinearNetworkNode(StatusSink& sink, bool print_locally, u64 l
       local_(owned_local_.get()) {}
 
 LinearNetworkNode::LinearNetworkNode(Chain& chain, Status* local)
-    : LinearNode(kClass), chain_(chain), local_(local) {}
+    : LinearNode(kNetworkNode), chain_(chain), local_(local) {}
 
 LinearNetworkNode::~LinearNetworkNode() {
     drop_child();

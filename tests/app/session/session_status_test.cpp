@@ -18,7 +18,7 @@ namespace {
 using kalvor_test::TemporaryFolder;
 
 // Notes what is reported, in the form that the console gives it.
-class Recorder final : public trel::Status, public trel::StatusIterationNode {
+class LineRecorder final : public trel::Status, public trel::StatusIterationNode {
   public:
     void Status_ColoredLine(const std::vector<ColoredText>& segments) override {
         for (const ColoredText& segment : segments) text += segment.text;
@@ -101,7 +101,7 @@ TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
     }
     std::filesystem::remove_all(folder.file("a"));
     CaptureConsole console;
-    Recorder recorder;
+    LineRecorder recorder;
     NormalFloatSessionB(std::move(same), recorder).run();
     // Nothing went past it.
     EXPECT_EQ(console.take(), "");
@@ -115,7 +115,7 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
     CaptureConsole console;
     std::vector<std::string> texts;
     for (int round = 0; round < 2; round++) {
-        Recorder first, second;
+        LineRecorder first, second;
         {
             ComputeSettings settings = settings_for(3000, folder.file("one"));
             settings.output_verify = false;
@@ -144,7 +144,7 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
 TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
     const TemporaryFolder folder;
     CaptureConsole console;
-    Recorder first;
+    LineRecorder first;
     bool begun = false;
     first.at_label = [&](std::string_view name) {
         if (name != "Begin Computation:") return;
@@ -152,7 +152,7 @@ TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
         const std::string draft = folder.file("out") + "/Pi - Dec - Chudnovsky (incomplete).txt";
         ASSERT_TRUE(std::filesystem::exists(draft));
         EXPECT_GE(std::filesystem::file_size(draft), 3002U);
-        Recorder second;
+        LineRecorder second;
         try {
             NormalFloatSessionB(settings_for(3000, folder.file("out")), second).run();
             ADD_FAILURE() << "two runs write one file";
@@ -176,7 +176,7 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
         ComputeSettings settings = settings_for(1000, folder.file("out"));
         settings.constant = make_constant("pi", "");
         settings.constant->select_algorithm(algorithm);
-        Recorder recorder;
+        LineRecorder recorder;
         const std::string log = NormalFloatSessionB(std::move(settings), recorder).run().event_log;
         std::vector<std::string> names;
         for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
@@ -191,14 +191,14 @@ TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
     CaptureConsole console;
     int frames = 0;
     {
-        Recorder recorder;
+        LineRecorder recorder;
         recorder.stop_at_frame = [&] { frames++; };
         NormalFloatSessionB(settings_for(200000, folder.file("out")), recorder).run();
     }
     ASSERT_GT(frames, 10);
     for (int at = 1; at <= frames; at += 1 + frames / 20) {
         std::filesystem::remove_all(folder.file("out"));
-        Recorder recorder;
+        LineRecorder recorder;
         NormalFloatSessionB session(settings_for(200000, folder.file("out")), recorder);
         int left = at;
         recorder.stop_at_frame = [&] {
@@ -222,7 +222,7 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
     CaptureConsole console;
     const auto run = [&](const std::string& table) {
         folder.write("Digits/Pi.txt", table);
-        Recorder recorder;
+        LineRecorder recorder;
         ComputeSettings settings = settings_for(1000, "");
         settings.output_enable = false;
         NormalFloatSessionB session(std::move(settings), recorder);
