@@ -7,14 +7,16 @@
 #include <random>
 #include <vector>
 
+#include "reference/mpz_u64.h"
+
 namespace {
 
 using namespace trel;
 
 mpz_class two_to(u64 e, u64 m) {
     mpz_class r;
-    const mpz_class two(2), modulus(static_cast<unsigned long>(m));
-    mpz_powm_ui(r.get_mpz_t(), two.get_mpz_t(), e, modulus.get_mpz_t());
+    const mpz_class two(2), modulus(reference::mpz_of(m));
+    mpz_powm(r.get_mpz_t(), two.get_mpz_t(), reference::mpz_of(e).get_mpz_t(), modulus.get_mpz_t());
     return r;
 }
 
@@ -28,16 +30,16 @@ TEST(FftModuliTest, DivideTheRing) {
             continue;
         }
         EXPECT_LT(m, u64(1) << 62);
-        EXPECT_EQ(two_to(p.capacity(), m).get_ui(), m - 1) << p.a << " " << p.k << " " << p.b;
+        EXPECT_EQ(reference::u64_of(two_to(p.capacity(), m)), m - 1) << p.a << " " << p.k << " " << p.b;
         if (!fft_modulus_is_good(p)) continue;
         good++;
         if (p.a == 1) continue;
         // some of its primes divide 2^(capacity / a) + 1, others do not
-        const mpz_class rest = (two_to(p.capacity() / p.a, m) + 1) % static_cast<unsigned long>(m);
+        const mpz_class rest = (two_to(p.capacity() / p.a, m) + 1) % reference::mpz_of(m);
         mpz_class common;
-        mpz_gcd_ui(common.get_mpz_t(), rest.get_mpz_t(), m);
-        EXPECT_GT(common.get_ui(), 1u);
-        EXPECT_LT(common.get_ui(), m);
+        mpz_gcd(common.get_mpz_t(), rest.get_mpz_t(), reference::mpz_of(m).get_mpz_t());
+        EXPECT_GT(reference::u64_of(common), 1u);
+        EXPECT_LT(reference::u64_of(common), m);
     }
     EXPECT_EQ(none, 5u);
     EXPECT_EQ(good, 61u);
@@ -53,13 +55,13 @@ TEST(OddModulusTest, AgreesWithGmp) {
             for (Word& w : A) w = n % 3 == 0 ? ~Word(0) : rng();
             mpz_class value;
             mpz_import(value.get_mpz_t(), n, -1, 8, 0, 0, A.data());
-            const mpz_class right = value % static_cast<unsigned long>(m);
+            const mpz_class right = value % reference::mpz_of(m);
             const u64 found = modulus.residue(A.data(), n);
-            EXPECT_TRUE(modulus.equal(found, right.get_ui())) << m << " " << n;
+            EXPECT_TRUE(modulus.equal(found, reference::u64_of(right))) << m << " " << n;
             residues[n % 2] = found;
-            const mpz_class product = mpz_class(static_cast<unsigned long>(residues[0])) *
-                                      static_cast<unsigned long>(residues[1]) % static_cast<unsigned long>(m);
-            EXPECT_TRUE(modulus.equal(modulus.product(residues[0], residues[1]), product.get_ui()));
+            const mpz_class product =
+                reference::mpz_of(residues[0]) * reference::mpz_of(residues[1]) % reference::mpz_of(m);
+            EXPECT_TRUE(modulus.equal(modulus.product(residues[0], residues[1]), reference::u64_of(product)));
             EXPECT_TRUE(modulus.equal(modulus.add(m - 1, 5), 4 % m));
             EXPECT_TRUE(modulus.equal(modulus.add(2, -5), (m + m - 3 % m) % m));
         }

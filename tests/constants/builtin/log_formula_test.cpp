@@ -42,7 +42,7 @@ struct Both {
 u64 next_prime(u64 n) {
     mpz_class p = reference::mpz_of(n);
     mpz_nextprime(p.get_mpz_t(), p.get_mpz_t());
-    return p.get_ui();
+    return reference::u64_of(p);
 }
 
 template <class Exception>
