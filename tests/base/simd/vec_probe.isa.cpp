@@ -23,13 +23,13 @@ namespace {
             store(r, expression);                                     \
         }                                                             \
     }
-#define MASK_OP(op, expression)              \
-    {                                        \
-        op, [](const u64* p, const u64* q) { \
-            const U64x8 a = load(p);         \
-            const U64x8 b = load(q);         \
-            return bits_of_mask(expression); \
-        }                                    \
+#define MASK_OP(op, expression)                       \
+    {                                                 \
+        op, [](const u64* p, const u64* q) {          \
+            const U64x8 a = load(p);                  \
+            [[maybe_unused]] const U64x8 b = load(q); \
+            return bits_of_mask(expression);          \
+        }                                             \
     }
 
 constexpr VecProbe::F64 kF64[] = {
