@@ -11,9 +11,10 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "app/session/normal_float_session.h"
+#include "app/session/normal_float_session_b.h"
 #include "base/clock/timer.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
@@ -90,7 +91,7 @@ void BM_Progress(benchmark::State& state) {
         {
             const Quiet quiet;
             trel::LinearConsoleNode status(79, 1.0);
-            kalvor::NormalFloatSessionB session(settings, status);
+            kalvor::NormalFloatSessionB session(std::move(settings), status);
             Watch watch(status, state.range(2) != 0);
             session.run();
             samples = watch.samples();

@@ -21,9 +21,8 @@
 
 namespace {
 
+using namespace kalvor;
 using namespace kalvor::CBRv2;
-using trel::AlignedBufferC;
-using trel::MultiplyContext;
 
 class Memory {
   public:
