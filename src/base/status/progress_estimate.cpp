@@ -9,6 +9,10 @@ namespace {
 // Below this part of a run its speed is not known well enough to say what is left.
 constexpr double kLeastKnown = 0.005;
 
+// The part of the rated work that warms the machine up, and the part behind it that must have been seen to do
+// without.
+constexpr double kWarmUp = 0.03, kSeenWarm = 0.01;
+
 std::string two(u64 large, const char* large_unit, u64 small, const char* small_unit) {
     return std::to_string(large) + large_unit + std::to_string(small) + small_unit;
 }
@@ -28,13 +32,21 @@ ProgressView ProgressEstimate::look(const WorkMeter::Reading& reading, double el
     if (!reading.rated) {
         start_ = reading.phase_end;
         start_at_ = elapsed;
+        warm_ = 0;
         return view;
     }
     if (done_ <= start_ || done_at_ <= start_at_) return view;
-    const double speed = (done_ - start_) / (done_at_ - start_at_);
+    const double rated = reading.total - start_;
+    if (warm_ == 0 && done_ - start_ >= kWarmUp * rated) {
+        warm_ = done_;
+        warm_at_ = done_at_;
+    }
+    const bool warm = warm_ != 0 && done_ - warm_ >= kSeenWarm * rated && done_at_ > warm_at_;
+    const double speed =
+        warm ? (done_ - warm_) / (done_at_ - warm_at_) : (done_ - start_) / (done_at_ - start_at_);
     const double now = std::min(done_ + (elapsed - done_at_) * speed, std::max(done_, reading.phase_end));
     view.fraction = now / reading.total;
-    if (done_ - start_ >= kLeastKnown * (reading.total - start_)) view.left = (reading.total - now) / speed;
+    if (done_ - start_ >= kLeastKnown * rated) view.left = (reading.total - now) / speed;
     return view;
 }
 

@@ -140,6 +140,19 @@ TEST(ProgressEstimate, TooLittleTellsNothing) {
     EXPECT_NEAR(estimate.look(meter.read(), 10).left, 1990, 1e-9);
 }
 
+TEST(ProgressEstimate, TheWarmUpIsLeftOut) {
+    WorkMeter meter({{"series", 100, 1000}});
+    meter.enter("series");
+    ProgressEstimate estimate;
+    estimate.look(meter.read(), 0);
+    meter.add(30);  // three hundredths, ten times as slow as the rest
+    EXPECT_NEAR(estimate.look(meter.read(), 30).left, 970, 1e-9);
+    meter.add(5);
+    EXPECT_NEAR(estimate.look(meter.read(), 30.5).left, 96.5 / 3.5 * 30.5, 1e-9);  // not enough behind it
+    meter.add(5);
+    EXPECT_NEAR(estimate.look(meter.read(), 31).left, 96, 1e-9);
+}
+
 TEST(ProgressEstimate, Texts) {
     EXPECT_EQ(duration_text(-1), "0 s");
     EXPECT_EQ(duration_text(23.6), "24 s");
