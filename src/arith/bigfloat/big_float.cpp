@@ -9,6 +9,7 @@
 #include "arith/kernels/shoup_divider.h"
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/multiply/product_check.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
@@ -123,6 +124,18 @@ void multiply_word_by_word(Word* T, Word a, Word b) {
 }
 
 }  // namespace
+
+u64 BigFloat::computed_residue(const ParallelContext& parallel) const {
+    return goldilocks::of_words(parallel, T, L, exp, sign);
+}
+
+void BigFloat::verify(const ParallelContext& parallel, const char* name) const {
+    if (residue == goldilocks::kNone) return;
+    parallel.stage("number", T, L * sizeof(Word));
+    const u64 found = computed_residue(parallel);
+    if (parallel.run != nullptr) parallel.run->checks.numbers.fetch_add(1, std::memory_order_relaxed);
+    if (found != residue) number_is_damaged("BigFloat::verify()", name, L, residue, found);
+}
 
 void BigFloat::set_BigFloat(u64 p, const ParallelContext& parallel, const BigFloat& A) {
     if (A.L == 0) return clear();

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "arith/multiply/multiply_context.h"
+#include "arith/residue/goldilocks.h"
 #include "os/types.h"
 
 namespace trel {
@@ -27,6 +28,10 @@ class BigFloat {
     u64 L = 0;
     i64 exp = 0;
     bool sign = false;
+    // Of the value, sign and exponent included, modulo 2^64 - 2^32 + 1 (arith/residue/goldilocks.h); 0 for
+    // zero. Whoever writes words, exponent or sign sets it, from the operands' residues or from the words as
+    // they are written; goldilocks::kNone while nothing is known.
+    u64 residue = goldilocks::kNone;
     Word* buffer = nullptr;
     u64 buffer_size = 0;
 
@@ -35,7 +40,16 @@ class BigFloat {
         L = 0;
         exp = 0;
         sign = false;
+        residue = 0;
     }
+    // The residue of the words that are stored.
+    u64 computed_residue(const ParallelContext& parallel) const;
+    // Takes it as the number's.
+    void seal(const ParallelContext& parallel) { residue = computed_residue(parallel); }
+    // Compares it with the number's and counts a number that was looked at; AlgorithmFailedException "A
+    // number was damaged in memory: <name>, <L> words." with both. Nothing where the number's is not known.
+    void verify(const ParallelContext& parallel, const char* name) const;
+
     // The word at a position; 0 outside.
     Word word_at(i64 position) const { return position >= exp && position < mag() ? T[position - exp] : 0; }
 

@@ -11,7 +11,7 @@
 #pragma once
 
 #include "arith/c17/c17_ends.h"
-#include "arith/multiply/ring_residue.h"
+#include "arith/residue/ring_residue.h"
 #include "os/sync.h"
 
 namespace trel {

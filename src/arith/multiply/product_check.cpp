@@ -1,5 +1,7 @@
 #include "arith/multiply/product_check.h"
 
+#include <iomanip>
+#include <sstream>
 #include <string>
 
 #include "base/errors/exceptions.h"
@@ -25,6 +27,18 @@ void product_is_wrong(const CheckedProduct& product, u64 right, u64 found) {
 void operand_is_damaged(const CheckedProduct& product, u64 before, u64 now) {
     throw ConvolutionFailedException(
         product.algorithm, "An operand was damaged in memory: " + described(product) + ".", before, now);
+}
+
+void number_is_damaged(const char* operation, const char* name, u64 words, u64 carried, u64 found) {
+    const auto hexadecimal = [](u64 x) {
+        std::ostringstream out;
+        out << std::hex << std::setw(16) << std::setfill('0') << x;
+        return out.str();
+    };
+    throw AlgorithmFailedException(operation, "A number was damaged in memory: " + std::string(name) + ", " +
+                                                  std::to_string(words) + " words.\nIts residue was " +
+                                                  hexadecimal(carried) + " and is " + hexadecimal(found) +
+                                                  ".");
 }
 
 void product_was_corrected(const CheckedProduct& product) {

@@ -4,7 +4,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/odd_residue.h"
-#include "arith/multiply/ring_residue.h"
+#include "arith/residue/ring_residue.h"
 
 namespace trel {
 
@@ -31,6 +31,10 @@ struct CheckedProduct {
 
 [[noreturn]] void product_is_wrong(const CheckedProduct& product, u64 right, u64 found);
 [[noreturn]] void operand_is_damaged(const CheckedProduct& product, u64 before, u64 now);
+// A number at rest does not fit the residue that it carries: AlgorithmFailedException "A number was damaged
+// in memory: <name>, <words> words." with both.
+[[noreturn]] void number_is_damaged(const char* operation, const char* name, u64 words, u64 carried,
+                                    u64 found);
 // A product that was wrong came out right when it was done again: a warning of the run. The third one ends
 // the run.
 void product_was_corrected(const CheckedProduct& product);

@@ -150,8 +150,8 @@ void Transform::checked(const Job& job, Run&& run) const {
     }
 }
 
-void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L,
-                        void* scratch) const {
+void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
+                        [[maybe_unused]] u64 carried) const {
     check_length(name(), L);
     if (!is_checked()) return do_forward(parallel, data, A, L, scratch);
     OperandResidue* const kept =
@@ -162,10 +162,13 @@ void Transform::forward(const ParallelContext& parallel, void* data, const Word*
     parallel.stage("residue", kept, sizeof(OperandResidue));
 }
 
-void Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
-                        const void* X, const void* Y, void* scratch) const {
+u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
+                       const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
-    if (!is_checked()) return do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
+    if (!is_checked()) {
+        do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
+        return goldilocks::kNone;
+    }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const Job job{parallel,
                   "product of transforms",
@@ -181,14 +184,17 @@ void Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_inverse(parallel, to, from, end, work, X, Y, scratch, rest);
     });
+    return goldilocks::kNone;
 }
 
-void Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                               u64 LA, const Word* B, u64 LB, void* memory) const {
+u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                              u64 LA, const Word* B, u64 LB, void* memory, [[maybe_unused]] u64 carried_a,
+                              [[maybe_unused]] u64 carried_b) const {
     check_length(name(), LA);
     check_length(name(), LB);
     if (!is_checked()) {
-        return do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
+        do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
+        return goldilocks::kNone;
     }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
@@ -207,12 +213,16 @@ void Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 ski
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_multiply_plain(parallel, to, from, end, A, LA, B, LB, memory, rest);
     });
+    return goldilocks::kNone;
 }
 
-void Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                             u64 L, void* memory) const {
+u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                            u64 L, void* memory, [[maybe_unused]] u64 carried) const {
     check_length(name(), L);
-    if (!is_checked()) return do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
+    if (!is_checked()) {
+        do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
+        return goldilocks::kNone;
+    }
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
     const OperandResidue a = residue_of(parallel, A, L, 2 * L > convolution_words());
@@ -221,12 +231,17 @@ void Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip,
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_square_plain(parallel, to, from, end, A, L, memory, rest);
     });
+    return goldilocks::kNone;
 }
 
-void Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                              u64 LA, const void* Y, void* work, void* scratch) const {
+u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
+                             u64 LA, const void* Y, void* work, void* scratch,
+                             [[maybe_unused]] u64 carried) const {
     check_length(name(), LA);
-    if (!is_checked()) return do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
+    if (!is_checked()) {
+        do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
+        return goldilocks::kNone;
+    }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const OperandResidue b = label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3);
     const OperandResidue a = residue_of(parallel, A, LA, LA + b.length > convolution_words());
@@ -235,6 +250,7 @@ void Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip
     checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);
     });
+    return goldilocks::kNone;
 }
 
 void Transform::do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,

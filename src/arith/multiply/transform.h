@@ -18,6 +18,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/product_check.h"
+#include "arith/residue/goldilocks.h"
 #include "os/types.h"
 #include "platform/memory/aligned_buffer.h"
 
@@ -57,28 +58,34 @@ class Transform {
     u64 data_bytes() const { return data_bytes_; }
     u64 scratch_bytes() const { return scratch_bytes_; }
 
+    // carried, carried_a, carried_b: the residues modulo 2^64 - 2^32 + 1 of the whole numbers A and B, where
+    // they are known: compared with the words before anything is done with them. The products return that of
+    // the words T[0..total - skip); goldilocks::kNone where it was not formed.
+
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution.
-    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch) const;
+    void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
+                 u64 carried = goldilocks::kNone) const;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
     // transform is then lost, and a wrong product cannot be done again). X == Y squares. T may not overlap
     // the data.
-    void inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
-                 const void* Y, void* scratch) const;
+    u64 inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
+                const void* Y, void* scratch) const;
 
     // Whole products of which no transform is kept. An algorithm may do them with less memory, or fewer trips
     // through it, than forward() and inverse() need. memory: plain_bytes(), for a square data_bytes() +
     // scratch_bytes(). T[0..total - skip) = words skip .. total - 1 of A B, or of A^2; T may not overlap the
     // operands or the memory.
-    void multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                        const Word* B, u64 LB, void* memory) const;
-    void square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
-                      void* memory) const;
+    u64 multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                       const Word* B, u64 LB, void* memory, u64 carried_a = goldilocks::kNone,
+                       u64 carried_b = goldilocks::kNone) const;
+    u64 square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                     void* memory, u64 carried = goldilocks::kNone) const;
     // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
-    void multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                       const void* Y, void* work, void* scratch) const;
+    u64 multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                      const void* Y, void* work, void* scratch, u64 carried = goldilocks::kNone) const;
     u64 plain_bytes() const { return plain_bytes_; }
     // Memory for whole products and whole squares.
     u64 whole_bytes() const { return std::max(plain_bytes_, data_bytes_ + scratch_bytes_); }

@@ -31,6 +31,7 @@ class RunStopped : public std::exception {
 // How often the work has looked at its own results. Any thread counts.
 struct CheckCounts {
     std::atomic<u64> products{0};
+    std::atomic<u64> numbers{0};    // compared with the residues that they carry
     std::atomic<u64> corrected{0};  // operations that were wrong and came out right when done again
 };
 

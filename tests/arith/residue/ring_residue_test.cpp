@@ -1,5 +1,5 @@
 // Residues modulo 2^(64 p) - 1 against GMP.
-#include "arith/multiply/ring_residue.h"
+#include "arith/residue/ring_residue.h"
 
 #include <gmpxx.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,8 @@
-#include "arith/multiply/ring_residue.h"
+#include "arith/residue/ring_residue.h"
 
 #include <algorithm>
+
+#include "arith/residue/goldilocks.h"
 
 namespace trel {
 
@@ -170,6 +172,12 @@ RingResidue RingResidue::rotated(u64 bits) const {
     const u32 up = static_cast<u32>(bits % 64);
     for (u32 i = 0; i < p; i++) r.add(u128(w[i]) << up, words + i);
     return r;
+}
+
+u64 RingResidue::goldilocks() const {
+    namespace g = trel::goldilocks;
+    return g::add(g::add(g::of_word(w[0]), g::times_words(g::of_word(w[1]), 1)),
+                  g::times_words(g::of_word(w[2]), 2));
 }
 
 bool RingResidue::equals(const RingResidue& other) const {

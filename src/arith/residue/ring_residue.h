@@ -32,6 +32,8 @@ struct RingResidue {
     RingResidue rotated(u64 bits) const;
     // 0 has two forms, all bits clear and all bits set.
     bool equals(const RingResidue& other) const;
+    // The same number modulo 2^64 - 2^32 + 1 (goldilocks.h), which divides 2^192 - 1. p = 3 only.
+    u64 goldilocks() const;
     // One word of it, for messages.
     u64 digest() const;
 

@@ -1,6 +1,6 @@
 // Sums of every 24th and of every 16th word: of the whole words modulo 2^64, and of their high halves. Sums
 // of the low halves, which tell the carries, follow from both.
-#include "arith/multiply/ring_residue.h"
+#include "arith/residue/ring_residue.h"
 #include "base/simd/vec.h"
 
 namespace trel::TREL_ISA {
