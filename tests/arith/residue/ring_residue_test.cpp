@@ -37,11 +37,11 @@ TEST(RingResidueTest, AgreesWithGmp) {
             RingResidue r(p), by_tasks(p), none(p);
             r.add(A.data(), n, at);
             const mpz_class right = (value_of(A.data(), n) << (64 * at)) % m;
-            EXPECT_EQ(value_of(r), right) << p << " " << n;
+            EXPECT_TRUE(value_of(r) == right) << p << " " << n;
             by_tasks.add(ParallelContext{&spawn, 3}, A.data(), n, at);
             EXPECT_TRUE(by_tasks.equals(r));
-            EXPECT_EQ(value_of(r.times(r)), mpz_class(right * right % m));
-            EXPECT_EQ(value_of(r.rotated(100)), mpz_class((right << 100) % m));
+            EXPECT_TRUE(value_of(r.times(r)) == mpz_class(right * right % m));
+            EXPECT_TRUE(value_of(r.rotated(100)) == mpz_class((right << 100) % m));
             RingResidue difference = r;
             difference.subtract(r);
             EXPECT_TRUE(difference.equals(none));
