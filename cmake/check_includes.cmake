@@ -36,6 +36,14 @@ set(console_files
   digits/bbp/bbp_command.cpp
   digits/bbp/bbp_console_run.cpp
   digits/bbp/bbp_menu.cpp
+  digits/viewer/compress.cpp
+  digits/viewer/compute_stats.cpp
+  digits/viewer/extract_txt.cpp
+  digits/viewer/target.cpp
+  digits/viewer/view_range.cpp
+  digits/viewer/viewer_command.cpp
+  digits/viewer/viewer_console_run.cpp
+  digits/viewer/viewer_menu.cpp
   digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
   platform/fileio/published_file.cpp  # where the whole file is, when the prompt ends without a name

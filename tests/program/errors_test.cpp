@@ -140,7 +140,6 @@ TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
         {{"bench", "1m"}, "Benchmark Pi"},
         {{"stress"}, "The Component Stress Tester"},
         {{"benchio", "-swap:disk-raid0"}, "The I/O Performance Analysis"},
-        {{"digitviewer"}, "The Digit Viewer"},
         {{"validate", "file.txt"}, "The Benchmark Validator"},
         {{"slave:0"}, "Slave mode"},
     };

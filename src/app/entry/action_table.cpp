@@ -14,6 +14,7 @@
 #include "base/console/error_output.h"
 #include "constants/catalog/catalog.h"
 #include "digits/bbp/bbp_command.h"
+#include "digits/viewer/viewer_command.h"
 
 namespace kalvor {
 
@@ -84,7 +85,8 @@ const std::vector<ActionRow>& action_table() {
         missing("stress", Missing::kStressTester),
         missing("benchio", Missing::kIoAnalysis),
         {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", BBPv2::run_bbp},
-        missing("digitviewer", Missing::kDigitViewer),
+        {"digitviewer", "digitviewer [file]", "look at digit files, extract, compress",
+         [](ParameterList& parameters) { DigitViewer2::run_viewer_command(parameters); }},
         missing("validate", Missing::kBenchmarkValidator),
         missing("slave", Missing::kSlaveMode),
     };

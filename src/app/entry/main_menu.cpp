@@ -12,6 +12,7 @@
 #include "base/prompt/prompt.h"
 #include "base/version/version.h"
 #include "digits/bbp/bbp_menu.h"
+#include "digits/viewer/viewer_menu.h"
 
 namespace kalvor {
 
@@ -86,7 +87,8 @@ void run_main_menu(const MainMenuActions& actions) {
 void run_main_menu() {
     run_main_menu({missing(Missing::kBenchmarkPi), missing(Missing::kStressTester),
                    missing(Missing::kIoAnalysis), MainMenuAction{print_usage},
-                   MainMenuAction{[] { BBPv2::run_bbp_menu(); }}, missing(Missing::kDigitViewer),
+                   MainMenuAction{[] { BBPv2::run_bbp_menu(); }},
+                   MainMenuAction{[] { DigitViewer2::Menu_DigitViewer(); }},
                    MainMenuAction{[] { show_action_menu(advanced_options_menu(), false); }},
                    MainMenuAction{print_about_page}});
 }

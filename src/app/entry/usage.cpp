@@ -11,6 +11,7 @@
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
+#include "digits/viewer/viewer_command.h"
 
 namespace kalvor {
 
@@ -21,6 +22,7 @@ namespace {
 
 constexpr const char* kConfigPage = "config";
 constexpr const char* kCustomPage = "custom";
+constexpr const char* kViewerPage = "digitviewer";
 
 void print_lines(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) Console::print_line(line);
@@ -38,11 +40,13 @@ bool is_help_word(const std::string& word) {
 }
 
 void print_page(const std::string& page) {
-    const std::vector<std::string> pages = {kCustomPage, kConfigPage};
+    const std::vector<std::string> pages = {kCustomPage, kConfigPage, kViewerPage};
     if (page == kCustomPage) {
         print_lines(custom_help());
     } else if (page == kConfigPage) {
         print_config_help();
+    } else if (page == kViewerPage) {
+        print_lines(DigitViewer2::viewer_help_page());
     } else {
         const auto& actions = action_table();
         const bool action = std::any_of(actions.begin(), actions.end(),

@@ -4,7 +4,7 @@
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/status/linear_console_node.h"
-#include "os/interrupt.h"
+#include "platform/parallel/interruptible_run.h"
 
 namespace kalvor::BBPv2 {
 
@@ -12,28 +12,20 @@ namespace {
 
 constexpr u64 kLineWidth = 79;
 constexpr double kRefreshSeconds = 0.1;
-// A tile of terms takes milliseconds, so the run has long stopped by then; the process is to end within two
-// seconds whatever happens.
-constexpr u32 kGraceMilliseconds = 1500;
 
 }  // namespace
 
 void run_on_console(BBPSession& session) {
     RunMonitor monitor;
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
-    {
-        const os::InterruptWatch watch([&] { monitor.stop.request(); }, [] { os::end_as_interrupted(); },
-                                       kGraceMilliseconds);
-        try {
-            session.run(console, monitor);
-        } catch (const RunStopped&) {
-        } catch (...) {
-            monitor.warnings.report(console);
-            throw;
-        }
+    bool stopped = false;
+    try {
+        stopped = run_interruptible(monitor, [&] { session.run(console, monitor); });
+    } catch (...) {
+        monitor.warnings.report(console);
+        throw;
     }
-    // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
-    if (!monitor.stop.requested()) return;
+    if (!stopped) return;
     Console::set_color('w');
     Console::new_line();
     Console::print_line("Interrupted. " + Console::format_fixed(session.percent_done(), 2) +

@@ -13,20 +13,20 @@ std::string_view digit_file_extension(std::string_view path) {
 }
 
 std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
-                                                  const std::vector<std::string>& folders) {
-    constexpr const char* kFunction = "open_digit_file()";
+                                                  const std::vector<std::string>& folders,
+                                                  const char* function) {
     const std::string extension(digit_file_extension(path));
-    if (extension.empty()) throw InvalidParametersException(kFunction, "No Extension found.");
+    if (extension.empty()) throw InvalidParametersException(function, "No Extension found.");
     if (extension == ".kvd") {
         auto reader = std::make_unique<BasicKvdSetReader>(path);
         for (const std::string& folder : folders) reader->add_search_folder(folder);
         return reader;
     }
     if (extension != ".txt") {
-        throw InvalidParametersException(kFunction, "Unrecognized Extension: " + extension);
+        throw InvalidParametersException(function, "Unrecognized Extension: " + extension);
     }
     if (path.ends_with(" (incomplete).txt")) {
-        throw FileIO::FileException(kFunction, "This file is incomplete.", path);
+        throw FileIO::FileException(function, "This file is incomplete.", path);
     }
     return std::make_unique<BasicTextReader>(path);
 }

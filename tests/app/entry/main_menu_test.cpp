@@ -45,7 +45,7 @@ const std::string kOwnLines =
     "{Y}                -   Choose your own settings (use disk for large computations)\n"
     "\n"
     "{G}  4         BBP Digit Extractor for Pi\n"
-    "{d}  5         Digit Viewer  (not available yet)\n"
+    "{G}  5         Digit Viewer\n"
     "\n"
     "{t}  6         Advanced Options\n"
     "{t}  7         About\n"
@@ -91,10 +91,8 @@ TEST(MainMenu, NobodyThere) {
 }
 
 TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
-    const std::pair<const char*, const char*> missing[] = {{"0", "Benchmark Pi"},
-                                                           {"1", "The Component Stress Tester"},
-                                                           {"2", "The I/O Performance Analysis"},
-                                                           {"5", "The Digit Viewer"}};
+    const std::pair<const char*, const char*> missing[] = {
+        {"0", "Benchmark Pi"}, {"1", "The Component Stress Tester"}, {"2", "The I/O Performance Analysis"}};
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type({choice, "", "about"});
@@ -103,6 +101,14 @@ TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
                                       " is not available in this version.\n{w}\n" + kOwnLines +
                                       "{w}option: {T}{w}option: {T}{w}option: {T}");
     }
+}
+
+TEST(MainMenu, LeadsToTheViewer) {
+    CaptureConsole console;
+    console.type({"5", "digits"});
+    EXPECT_THROW(run_main_menu(), trel::InvalidParametersException);
+    EXPECT_TRUE(
+        console.text().ends_with("Enter the path of the file (include .txt or .kvd extensions):\nPath: "));
 }
 
 TEST(MainMenu, LeadsToTheExtractor) {

@@ -1,0 +1,27 @@
+#include "digits/viewer/target.h"
+
+#include "base/command_line/shown_text.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "digits/output/replacement.h"
+
+namespace kalvor::DigitViewer2 {
+
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits) {
+    const Replacement replacement = check_replacement(digit_format(format), path, radix, digits, false);
+    if (!replacement.remark.empty()) Console::print_line(replacement.remark);
+}
+
+Warnings* warnings_of(const ViewerRun& run) {
+    return run.parallel.run == nullptr ? nullptr : &run.parallel.run->warnings;
+}
+
+void print_offset(u64 position) {
+    Console::labelled_line("Current Offset", Console::format_commas(position), 'T');
+}
+
+void print_written(const std::string& path) {
+    Console::labelled_line("Written", CommandLine::shown_path(path), 'T');
+}
+
+}  // namespace kalvor::DigitViewer2

@@ -1,0 +1,23 @@
+// What extracting and compressing say of the files that they write.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/status/warnings.h"
+#include "digits/files/digit_sink.h"
+#include "digits/viewer/viewer_run.h"
+
+namespace kalvor::DigitViewer2 {
+
+// Refuses to replace what must not be replaced (replacement.h), and says what will be.
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits);
+
+// Of the run; nullptr without one.
+Warnings* warnings_of(const ViewerRun& run);
+
+// After a piece: the position of its last digit.
+void print_offset(u64 position);
+void print_written(const std::string& path);
+
+}  // namespace kalvor::DigitViewer2

@@ -1,0 +1,73 @@
+#include "digits/viewer/view_range.h"
+
+#include <algorithm>
+#include <string>
+
+#include "base/console/console.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/prompt/prompt.h"
+#include "digits/files/basic_kvd_set_reader.h"
+#include "platform/memory/guarded_heap.h"
+
+namespace kalvor::DigitViewer2 {
+
+namespace {
+
+constexpr u64 kRow = 50, kGroup = 10;
+constexpr u64 kScratchLimit = u64(1) << 30;
+constexpr std::size_t kAlignment = 4096;
+
+// The blanks that stand for digits begin ... end of a row, counted from 0, with those between their groups.
+std::string blanks(u64 digits) {
+    return std::string(digits + digits / kGroup, ' ');
+}
+
+}  // namespace
+
+u64 effective_total(const BasicDigitReader& reader) {
+    const u64 total = reader.total_digits();
+    const bool unknown = total == 0 && dynamic_cast<const BasicKvdSetReader*>(&reader) != nullptr;
+    return unknown ? ~u64(0) : total;
+}
+
+void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run) {
+    if (reader.radix() != 10 && reader.radix() != 16) {
+        throw InvalidParametersException("view_range()", "Invalid Radix");
+    }
+    if (!reader.is_in_range(start - 1, count)) {
+        Console::print_line("This range of digits is not accessible.");
+        return;
+    }
+    const u64 bytes = round_up_64(std::max<u64>(reader.buffer_size(count, kScratchLimit), 1));
+    GuardedBuffer scratch(bytes, kAlignment), values(count, kAlignment);
+    reader.load_digits(values.bytes(), start - 1, count, AlignedBufferC(scratch.get(), bytes), run.parallel);
+    std::string row = blanks((start - 1) % kRow);
+    Console::new_line();
+    for (u64 i = 0; i < count; i++) {
+        const u64 position = start + i;
+        row += "0123456789abcdef"[values.bytes()[i]];
+        if (position % kGroup == 0) row += ' ';
+        if (position % kRow != 0) continue;
+        Console::print(row, 'Y');
+        Console::print(" :  ", 'w');
+        Console::print_line(Console::format_commas(position), 'G');
+        row.clear();
+    }
+    if (!row.empty()) Console::print_line(row, 'Y');
+    Console::set_color('w');
+    values.free();
+    scratch.free();
+}
+
+void view_range(BasicDigitReader& reader, const ViewerRunner& runner) {
+    Console::print("\n\n", 'w');
+    Console::print_line("View a Range of Digits", 'w');
+    const u64 total = effective_total(reader);
+    const u64 start = Prompt::read_unsigned_in_range("Starting Digit: ", 1, total, 'T');
+    const u64 most = std::min(total - start, kMaxViewed - 1) + 1;
+    const u64 count = Prompt::read_unsigned_in_range("Digits to View: ", 1, most, 'T');
+    runner([&](const ViewerRun& run) { view_range(reader, start, count, run); });
+}
+
+}  // namespace kalvor::DigitViewer2

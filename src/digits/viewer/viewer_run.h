@@ -1,0 +1,28 @@
+// What the viewer's transfers run on: tasks, memory, and the run's stop flag.
+#pragma once
+
+#include <functional>
+
+#include "base/names/names.h"
+#include "os/types.h"
+#include "platform/parallel/basic_parallelizer.h"
+
+namespace kalvor::DigitViewer2 {
+
+// What the viewer asks the machine for.
+struct ViewerCalls {
+    u64 (*available_memory)();  // physical, bytes; 0 = unknown
+
+    static const ViewerCalls& of_this_machine();
+};
+
+struct ViewerRun {
+    const ParallelContext& parallel;
+    const ViewerCalls& calls = ViewerCalls::of_this_machine();
+};
+
+// Carries out what an action does once it has been asked for: with tasks, and ended by interrupts
+// (run_on_console()). Questions are asked outside, where an interrupt ends the program at once.
+using ViewerRunner = std::function<void(const std::function<void(const ViewerRun& run)>& work)>;
+
+}  // namespace kalvor::DigitViewer2

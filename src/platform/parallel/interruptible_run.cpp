@@ -1,0 +1,28 @@
+#include "platform/parallel/interruptible_run.h"
+
+#include "os/interrupt.h"
+
+namespace trel {
+
+namespace {
+
+// The work polls several times a second, so by then it has long stopped; the process is to end within two
+// seconds whatever happens.
+constexpr u32 kGraceMilliseconds = 1500;
+
+}  // namespace
+
+bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body) {
+    {
+        const os::InterruptWatch watch([&] { monitor.stop.request(); }, [] { os::end_as_interrupted(); },
+                                       kGraceMilliseconds);
+        try {
+            body();
+        } catch (const RunStopped&) {
+        }
+    }
+    // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
+    return monitor.stop.requested();
+}
+
+}  // namespace trel

@@ -1,0 +1,177 @@
+// The viewer's menus and its command line.
+#include "digits/viewer/viewer_menu.h"
+
+#include <gtest/gtest.h>
+
+#include "base/command_line/parameter_list.h"
+#include "base/errors/exceptions.h"
+#include "digits/files/basic_kvd_set_reader.h"
+#include "digits/viewer/compress.h"
+#include "digits/viewer/viewer_command.h"
+#include "digits/viewer/viewer_files.h"
+#include "support/capture_console.h"
+#include "support/message_of.h"
+
+namespace kalvor::DigitViewer2 {
+namespace {
+
+const std::string kOptions =
+    "What would you like to do?\n\n"
+    "  0     View a small range of digits.\n"
+    "  1     Compute Stats (Digit Counts + Hash).\n"
+    "  2     Extract digits into a .txt file.\n"
+    "  3     Compress digits 1 - N into one or more .kvd files.\n"
+    "  4     Compress a subset of digits into .kvd files.\n";
+const std::string kQuestion = "\nEnter your choice:\noption: ";
+const std::string kTitle =
+    "\nKalvor Digit Viewer v2.5.313\n\n"
+    "Enter the path of the file (include .txt or .kvd extensions):\nPath: ";
+
+class ViewerMenuTest : public testing::Test {
+  protected:
+    ViewerMenuTest() { folder_.write("a.txt", "3." + digits_); }
+    void write_set() const {
+        CaptureConsole console;
+        const auto reader = open_digit_file(folder_.file("a.txt"));
+        compress_all(*reader, digits_.size(), {folder_.file("set"), 1000000}, ViewerRun{serial_context()});
+    }
+    const std::string digits_ = random_digits(1200000, 10, 1);
+    const kalvor_test::TemporaryFolder folder_;
+};
+
+TEST_F(ViewerMenuTest, OfATextFile) {
+    CaptureConsole console;
+    console.type({folder_.file("a.txt"), "5", "0", "1", "3"});
+    Menu_DigitViewer(serial_runner());
+    EXPECT_EQ(console.take(), kTitle + "\n\nText File\nFirst Digits: 3." + digits_.substr(0, 62) +
+                                  "\nDigits after Decimal Place: 1,200,000\n" + kOptions + kQuestion +
+                                  "option: \n\nView a Range of Digits\nStarting Digit: Digits to View: \n" +
+                                  digits_.substr(0, 3) + "\n");
+}
+
+TEST_F(ViewerMenuTest, OfASetWithFoldersToSearch) {
+    write_set();
+    CaptureConsole console;
+    console.type({folder_.file("set - 1.kvd"), "5", folder_.file("other"), "9"});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    const auto head = [&](const std::string& more) {
+        return "\n\nCompressed Digit File\nFirst Digits: 3." + digits_.substr(0, 50) +
+               "\nDigits after Decimal Place: 1,200,000\nDigits per File: 1,000,000\nSearch paths:\n    " +
+               folder_.file("") + "\n" + more + kOptions +
+               "  5     Add search directory. (if .kvd files are in multiple paths)\n" + kQuestion;
+    };
+    EXPECT_EQ(console.take(), kTitle + head("") + "\nEnter directory:\nPath: " +
+                                  head("    " + folder_.file("other/") + "\n") + "option: ");
+}
+
+TEST_F(ViewerMenuTest, ATotalThatIsNotKnownSaysSo) {
+    write_set();
+    CaptureConsole console;
+    console.type({folder_.file("set - 0.kvd")});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    EXPECT_NE(console.text().find("Digits after Decimal Place: Unknown - Extended File Format\n"),
+              std::string::npos);
+}
+
+TEST_F(ViewerMenuTest, EndingsDecideWhatAFileIs) {
+    const auto message = [](const std::string& path) {
+        return kalvor_test::message_of<InvalidParametersException>(kalvor_test::Form::message,
+                                                                   [&] { open_for_viewing(path); });
+    };
+    EXPECT_EQ(message("digits"), "No Extension found.");
+    EXPECT_EQ(message("digits.dat"), "Unrecognized Extension: .dat");
+    EXPECT_EQ(message("digits.TXT"), "Unrecognized Extension: .TXT");
+    EXPECT_THROW(open_for_viewing("a (incomplete).txt"), FileIO::FileException);
+}
+
+// The input may end at any question.
+TEST_F(ViewerMenuTest, NobodyThereAtAnyQuestion) {
+    write_set();
+    const std::vector<std::vector<std::string>> sessions = {
+        {"0", "1", "1"},
+        {"1", "1", "2"},
+        {"2", "1", "2", folder_.file("x")},
+        {"3", "1000000", "0", "x", folder_.file("")},
+        {"4", "1000000", "0", "0", "x", folder_.file("")},
+    };
+    for (const std::string file : {"a.txt", "set - 1.kvd"}) {
+        for (const auto& session : sessions) {
+            for (std::size_t typed = 0; typed < session.size(); typed++) {
+                CaptureConsole console;
+                console.type({folder_.file(file)});
+                for (std::size_t i = 0; i < typed; i++) console.type({session[i]});
+                EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException) << file << typed;
+                EXPECT_EQ(console.lines_left(), 0u);
+            }
+        }
+    }
+}
+
+class ViewerCommandTest : public ViewerMenuTest {
+  protected:
+    std::string run(std::vector<std::string> words) {
+        words.insert(words.begin(), {"kalvor", "digitviewer"});
+        CommandLine::ParameterList parameters(std::move(words));
+        CaptureConsole console;
+        run_viewer_command(parameters, serial_runner());
+        return console.take();
+    }
+    std::string refused(std::vector<std::string> words) {
+        try {
+            run(std::move(words));
+        } catch (const CommandLine::RefusedException& refusal) {
+            return refusal.what();
+        }
+        return "nothing refused";
+    }
+    const std::string a_ = folder_.file("a.txt");
+};
+
+TEST_F(ViewerCommandTest, ViewsWithoutAQuestion) {
+    EXPECT_EQ(run({a_, "view", "-start:1199999"}),
+              "\n" + std::string(48 + 4, ' ') + digits_.substr(1199998) + "  :  1,200,000\n");
+    EXPECT_EQ(run({a_, "view", "-start:51", "-digits:3"}), "\n" + digits_.substr(50, 3) + "\n");
+    EXPECT_EQ(run({a_, "view", "-start:51", "-end:52"}), "\n" + digits_.substr(50, 2) + "\n");
+}
+
+TEST_F(ViewerCommandTest, ExtractsAndCompresses) {
+    run({a_, "extract", "-start:11", "-end:20", "-to", folder_.file("b")});
+    EXPECT_EQ(folder_.read("b.txt"), "3." + digits_.substr(10, 10));
+    run({a_, "compress", "-C:1m", "-name", "n", "-to", folder_.file("")});
+    EXPECT_TRUE(folder_.has("n - 1.kvd"));
+    const std::string whole = folder_.read("n - 1.kvd");
+    run({a_, "partial", "-C:1m", "-name", "p", "-ids:1", "-to", folder_.file("")});
+    EXPECT_TRUE(folder_.read("p - 1.kvd") == whole);
+    EXPECT_FALSE(folder_.has("p - 0.kvd"));
+    EXPECT_NE(run({folder_.file("n - 0.kvd"), "-dir", folder_.file("other"), "stats", "-end:1.2m"})
+                  .find("Hash(start - current): " + std::to_string(plain_hash("3" + digits_, 10)) + "\n"),
+              std::string::npos);
+}
+
+TEST_F(ViewerCommandTest, WhatAPromptWouldRefuseIsAnError) {
+    EXPECT_EQ(refused({a_, "view", "-start:1200001"}),
+              "-start: 1,200,001 is out of range. Write a number from 1 to 1,200,000.");
+    EXPECT_EQ(refused({a_, "view", "-digits:100001"}),
+              "-digits: 100,001 is out of range. Write a number from 1 to 100,000.");
+    EXPECT_EQ(refused({a_, "stats", "-start:5", "-end:4"}),
+              "-end: 4 is out of range. Write a number from 5 to 1,200,000.");
+    EXPECT_TRUE(refused({a_, "extract"}).starts_with("-to is missing: "));
+    EXPECT_TRUE(refused({a_, "compress"}).starts_with("-name is missing: "));
+    EXPECT_EQ(refused({a_, "compress", "-name", "x", "-C:999999"}),
+              "-C: 999,999 is out of range. Write a number from 1,000,000 to 9,223,372,036,854,775,807.");
+    EXPECT_EQ(refused({a_, "partial", "-C:1m", "-name", "x", "-ids:2"}), "No Digits to Recompress.");
+    EXPECT_TRUE(refused({a_, "partial", "-ids:3-1"}).ends_with(" ends before it begins."));
+    EXPECT_TRUE(refused({a_, "partial", "-ids:-1"}).find("is not a range") != std::string::npos);
+}
+
+TEST_F(ViewerCommandTest, EveryOptionStandsOnItsPage) {
+    std::string page;
+    for (const std::string& line : viewer_help_page()) page += line + "\n";
+    for (const auto& row : viewer_option_table()) EXPECT_NE(page.find(row.text.name), std::string::npos);
+    for (const char* word : {"view", "stats", "extract", "compress", "partial"}) {
+        EXPECT_NE(page.find(word), std::string::npos);
+    }
+}
+
+}  // namespace
+}  // namespace kalvor::DigitViewer2
