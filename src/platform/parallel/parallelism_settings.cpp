@@ -23,7 +23,7 @@ TaskDecomposition::TaskDecomposition()
                           "  - With more tasks, you have more overhead, but better CPU utilization.\n"
                           "At minimum value, this should be at least the # of logical cores. But it may\n"
                           "be optimal to go even higher. This is known as \"over-decomposition\".",
-           .refusal = "\nPlease choose a number between 1 and 65,536"},
+           .refusal = "\nPlease choose a number between 1 and 65,536."},
           1) {}
 
 void TaskDecomposition::choose(i64 tasks) {

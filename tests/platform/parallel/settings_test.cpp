@@ -213,7 +213,7 @@ TEST(ParallelismSettings, LinesAndEditing) {
     settings.edit(0);
     EXPECT_EQ(settings.task_decomposition, 12U);
     std::string text = console.take();
-    const std::string refusal = "\nPlease choose a number between 1 and 65,536\nTask Decomposition: ";
+    const std::string refusal = "\nPlease choose a number between 1 and 65,536.\nTask Decomposition: ";
     EXPECT_EQ(text.find("\n\nTarget Task Decomposition\n\nIn order to parallelize a task, "), 0U) << text;
     EXPECT_TRUE(text.ends_with("\n\nTask Decomposition: " + refusal + refusal + refusal)) << text;
     console.type({"2"});
