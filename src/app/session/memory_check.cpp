@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
+#include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 
 namespace kalvor {
 
@@ -43,14 +44,20 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) 
     return {};
 }
 
+void AddressSpaceExceeded::print() const {
+    Console::print_problem(words_);
+    const Console::ErrorOutput errors;
+    Console::error_line(what());
+    Console::print_line("Fatal error encountered. Terminating program.");
+}
+
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {
     const u64 needed = demand.bytes;
-    if (const std::string error = address_space_error(machine, needed); !error.empty()) {
+    if (!address_space_error(machine, needed).empty()) {
         u64 there = machine.address_space;
         if (machine.available_physical != 0) there = std::min(there, machine.available_physical);
-        Console::print_problem("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
-                               ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
-        status.FatalError(error);
+        throw AddressSpaceExceeded("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
+                                   ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
     }
     const std::string what = physical_memory_warning(machine, needed);
     if (what.empty()) return;
@@ -60,11 +67,10 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
     const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
-        Console::print_problem(
+        throw ExplainedException(
+            what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.",
             "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
-            ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
-        throw InvalidParametersException(
-            "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
+                ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
     }
     status.Warning(what);
     status.Warning(figures);

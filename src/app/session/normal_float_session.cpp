@@ -8,7 +8,6 @@
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "base/simd/isa.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
 #include "os/console.h"
@@ -124,7 +123,6 @@ void NormalFloatSession::run_phases() {
     if (terminal_ != nullptr) ticker.emplace(kTickSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
-    (void)active_isa();  // ends the program where KALVOR_ISA names none
     output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
     end_phase();
 
