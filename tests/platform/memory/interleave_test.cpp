@@ -1,4 +1,4 @@
-// Memory nodes: the map, the allocator that spreads pages over them, where pages are found.
+// Memory nodes: the allocator that spreads pages over them, where pages are found.
 #include "platform/memory/interleave_allocator.h"
 
 #include <gtest/gtest.h>
@@ -35,12 +35,6 @@ using kalvor_test::message_of;
 
 namespace {
 
-// Two nodes of two processors, as the system numbers them: 0 and 1, 4 and 6.
-void make_two_nodes(FakeMachine& machine) {
-    machine.nodes = {{0, {{0, 1}}}, {1, {{4, 6}}}};
-    machine.all_processors = {0, 1, 4, 6};
-}
-
 // A machine with its map, workers and configuration.
 struct Rig {
     explicit Rig(FakeMachine& machine) : calls(machine.calls()), map(calls), config(calls, map, workers) {}
@@ -61,12 +55,6 @@ u32 slow_crc32c(u64 data) {
     return crc;
 }
 
-std::string lines_of(const NumaMap& map) {
-    std::string text;
-    for (const Warnings::Line& line : map.lines()) text += line.text + "\n";
-    return text;
-}
-
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) text += line + "\n";
@@ -74,83 +62,6 @@ std::string joined(const std::vector<std::string>& lines) {
 }
 
 }  // namespace
-
-TEST(NumaMap, LinesAndLookUp) {
-    FakeMachine machine;
-    make_two_nodes(machine);
-    machine.nodes[12] = {{9, 10, 11, 20}};
-    machine.nodes[3] = {{}};  // only memory
-    machine.all_processors = {0, 1, 4, 6, 9, 10, 11};
-    const MemoryCalls calls = machine.calls();
-    CaptureConsole console;
-    const NumaMap map(calls);
-    EXPECT_EQ(console.text(), "");
-    EXPECT_EQ(lines_of(map),
-              "Parsing NUMA -> Core Mappings...\n"
-              "Warning: Skipping invalid KAFFINITY mask.\n"
-              "    Node  0:  0, 1\n"
-              "    Node  1:  2, 3\n"
-              "    Node 12:  4, 5, 6\n");
-    EXPECT_EQ(map.nodes().size(), 3U);
-    EXPECT_EQ(map.core_to_node(0), 0U);
-    EXPECT_EQ(map.core_to_node(3), 1U);
-    EXPECT_EQ(map.core_to_node(6), 12U);
-    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)map.core_to_node(7); }),
-              "core_to_node()|Invalid core id: 7");
-}
-
-TEST(NumaMap, TheWarningIsRed) {
-    FakeMachine machine;
-    machine.nodes = {{0, {{0, 1}}}};
-    const MemoryCalls calls = machine.calls();
-    const NumaMap map(calls);
-    std::string colors;
-    for (const Warnings::Line& line : map.lines()) colors += line.color;
-    EXPECT_EQ(lines_of(map),
-              "Parsing NUMA -> Core Mappings...\nWarning: Skipping invalid KAFFINITY mask.\n    Node  0:  "
-              "0\n");
-    EXPECT_EQ(colors, " R ");
-}
-
-// Cores are listed in ascending order, in whatever order a node names its processors.
-TEST(NumaMap, CoresAreInOrder) {
-    FakeMachine machine;
-    machine.nodes = {{0, {{6, 2, 0}}}, {1, {{4}}}};
-    machine.all_processors = {0, 2, 4, 6};
-    const MemoryCalls calls = machine.calls();
-    const NumaMap map(calls);
-    EXPECT_EQ(map.nodes().at(0).cores, (std::vector<u64>{0, 1, 3}));
-    EXPECT_EQ(lines_of(map), "Parsing NUMA -> Core Mappings...\n    Node  0:  0, 1, 3\n    Node  1:  2\n");
-}
-
-TEST(NumaMap, OfThisMachine) {
-    CaptureConsole console;
-    const NumaMap& map = NumaMap::of_this_machine();
-    ASSERT_FALSE(map.nodes().empty());
-    for (u64 core = 0; core < os::active_processor_count(); core++) {
-        const auto node = map.nodes().find(map.core_to_node(core));
-        ASSERT_NE(node, map.nodes().end());
-    }
-}
-
-// The process goes on: only what needs the nodes cannot run.
-TEST(NumaMap, ASystemWithoutAnAnswer) {
-    FakeMachine machine;
-    machine.highest_error = 120;
-    const MemoryCalls calls = machine.calls();
-    CaptureConsole console(CaptureConsole::terminal, true);
-    try {
-        const NumaMap map(calls);
-        ADD_FAILURE() << "not refused";
-    } catch (const RunError& e) {
-        EXPECT_STREQ(e.what(), "Fatal Error: GetNumaHighestNodeNumber() failed: 120");
-        EXPECT_EQ(console.take(), "");
-        e.print();
-        EXPECT_EQ(console.text(),
-                  "Parsing NUMA -> Core Mappings...\n"
-                  "{R}Fatal Error: GetNumaHighestNodeNumber() failed: 120\n{w}");
-    }
-}
 
 TEST(OsNuma, ReservedPagesAreCommittedOneByOne) {
     const u64 page = os::page_size();
