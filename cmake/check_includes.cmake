@@ -46,9 +46,6 @@ set(console_files
   platform/sysinfo/feature_check.cpp
   platform/sysinfo/hardware_features.cpp
   platform/sysinfo/privileges.cpp
-  # reports of exceptions, printed by the top of the program
-  platform/memory/allocate_heap.cpp
-  platform/memory/numa_map.cpp
   # a prompt has ended without an answer: where the whole file is, before the exception leaves
   platform/fileio/published_file.cpp
   # destructors, which cannot throw, and the end of the process

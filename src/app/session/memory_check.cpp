@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "base/console/console.h"
-#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/plain_words.h"
 
@@ -11,6 +9,7 @@ namespace kalvor {
 
 namespace {
 
+constexpr const char* kNoAddressSpace = "Insufficient Address Space";
 constexpr const char* kSeeHelp = "See \"kalvor help custom\".";
 
 bool exceeds(u64 needed, u64 there) {
@@ -35,7 +34,7 @@ std::string memory_figures(u64 needed, u64 free, u64 digits) {
 }
 
 std::string address_space_error(const os::MemoryStatus& machine, u64 bytes) {
-    return exceeds(bytes, machine.address_space) ? "Insufficient Address Space" : "";
+    return exceeds(bytes, machine.address_space) ? kNoAddressSpace : "";
 }
 
 std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) {
@@ -44,12 +43,14 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) 
     return {};
 }
 
-void AddressSpaceExceeded::print() const {
-    Console::print_problem(words_);
-    const Console::ErrorOutput errors;
-    Console::error_line(what());
-    Console::print_line("Fatal error encountered. Terminating program.");
-}
+AddressSpaceExceeded::AddressSpaceExceeded(const std::string& words)
+    : RunError(kNoAddressSpace,
+               {{' ', "\n"},
+                {'R', words + "\n"},
+                {'w', "\n"},
+                {'R', std::string(kNoAddressSpace) + "\n"},
+                {'w', "Fatal error encountered. Terminating program.\n"}},
+               Stream::error) {}
 
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {
     const u64 needed = demand.bytes;

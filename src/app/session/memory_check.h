@@ -28,13 +28,8 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes);
 // The run is beyond the address space.
 class AddressSpaceExceeded final : public trel::RunError {
   public:
-    explicit AddressSpaceExceeded(std::string words) : words_(std::move(words)) {}
-    const char* what() const noexcept override { return "Insufficient Address Space"; }
-    // The figures and what to do, then the error, on the standard error.
-    void print() const override;
-
-  private:
-    std::string words_;
+    // words: the figures and what to do.
+    explicit AddressSpaceExceeded(const std::string& words);
 };
 
 // Before anything is allocated. Throws AddressSpaceExceeded. What is beyond physical memory and swap space

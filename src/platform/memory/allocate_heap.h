@@ -23,11 +23,8 @@ struct HeapAllocation {
 // A region was refused.
 class AllocationFailed final : public RunError {
   public:
-    explicit AllocationFailed(u64 bytes) : bytes_(bytes) {}
-    const char* what() const noexcept override { return "Large heap allocation failed."; }
+    explicit AllocationFailed(u64 bytes);
     u64 bytes() const noexcept { return bytes_; }
-    // On the standard output.
-    void print() const override;
 
   private:
     u64 bytes_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 
@@ -19,13 +18,10 @@ std::string width_2(u32 number) {
 }  // namespace
 
 NumaUnknown::NumaUnknown(u32 code)
-    : text_("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(code)) {}
+    : NumaUnknown("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(code)) {}
 
-void NumaUnknown::print() const {
-    Console::print_line(kTitle);
-    Console::print_line(what(), 'R');
-    Console::set_color('w');
-}
+NumaUnknown::NumaUnknown(const std::string& text)
+    : RunError(text, {{' ', std::string(kTitle) + "\n"}, {'R', text + "\n"}, {'w', ""}}, Stream::output) {}
 
 NumaMap::NumaMap(const MemoryCalls& calls) {
     u32 highest = 0;

@@ -16,11 +16,9 @@ namespace trel {
 class NumaUnknown final : public RunError {
   public:
     explicit NumaUnknown(u32 code);
-    const char* what() const noexcept override { return text_.c_str(); }
-    void print() const override;
 
   private:
-    std::string text_;
+    explicit NumaUnknown(const std::string& text);
 };
 
 class NumaMap {
