@@ -44,25 +44,23 @@ set(console_files
   digits/viewer/viewer_command.cpp
   digits/viewer/viewer_console_run.cpp
   digits/viewer/viewer_menu.cpp
-  digits/output/output_files.cpp  # a full volume: another folder, or another try
   platform/fileio/persistent.cpp
-  platform/fileio/published_file.cpp  # where the whole file is, when the prompt ends without a name
   platform/fileio/settings_file.cpp
-  platform/memory/interleave_allocator.cpp
+  platform/memory/interleave_allocator.cpp  # its menu, and the map of nodes when a setting is made
+  platform/memory/node_list.cpp
   platform/parallel/framework_registry.cpp
   platform/parallel/tbb_framework.cpp
-  # pages about the machine, and checks before the first run
-  platform/memory/numa_map.cpp
-  platform/parallel/thread_control.cpp
+  # pages at the start of the program and in place of a run
   platform/sysinfo/feature_check.cpp
   platform/sysinfo/hardware_features.cpp
   platform/sysinfo/privileges.cpp
-  # failures where no run is at hand: destructors, the end of the process, the report of an exception
-  platform/fileio/error_text.cpp
+  # a prompt has ended without an answer: where the whole file is, before the exception leaves
+  platform/fileio/published_file.cpp
+  # destructors, which cannot throw, and the end of the process
   platform/fileio/raw_file.cpp
-  platform/memory/allocate_heap.cpp
   platform/memory/guarded_heap.cpp
-  platform/memory/page_region.cpp)
+  # prints an error of the system for its caller
+  platform/fileio/error_text.cpp)
 set(console_files_found)
 
 set(errors 0)

@@ -28,6 +28,8 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-dec:100", "extra"}, "\nInvalid Parameter: extra\n"},
         {{"custom", "tau"}, "Invalid Constant: tau"},
         {{"custom", ""}, "Invalid constant token."},
+        {{"custom", "pi:5"}, "\ncustom: \"pi:5\" cannot be used.\nSee \"kalvor help custom\".\n"},
+        {{"custom", "pi:5"}, "The constant \"pi\" takes no argument: 5"},
         {{"custom", "pi", "-algorithm:4"}, "Invalid Algorithm: 4"},
         {{"custom", "pi", "-algorithm:fast"}, "Invalid Algorithm: fast"},
         {{"custom", "pi", "-TD:0"}, "Task decomposition must be between 1 and 65,536."},
@@ -156,7 +158,10 @@ TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
     TemporaryFolder folder;
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:1000000000000000"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_TRUE(run.has("Insufficient Address Space")) << run.out;
+    EXPECT_TRUE(
+        run.err.ends_with("\nInsufficient Address Space\nFatal error encountered. Terminating "
+                          "program.\n"))
+        << run.err;
     EXPECT_NE(run.err.find("The run needs 5.4"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find(" digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n"),
               std::string::npos)
@@ -202,7 +207,12 @@ TEST(ErrorsTest, UnknownInstructionSetStopsTheProgram) {
     options.environment = {"KALVOR_ISA=mmx"};
     const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100"}, options);
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_TRUE(run.has("mmx")) << run.out;
+    EXPECT_EQ(run.err.find("\nKALVOR_ISA: \"mmx\" is not an instruction-set level. Accepted here: "), 0U)
+        << run.err;
+    // Before anything else.
+    EXPECT_FALSE(run.has("Decimal Digits:")) << run.out;
+    EXPECT_EQ(run_in(folder, {"about"}, options).exit_code, 1);
+    EXPECT_EQ(run_in(folder, {"help"}, options).exit_code, 0);
     EXPECT_TRUE(folder.files().empty());
 }
 

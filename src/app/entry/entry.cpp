@@ -16,11 +16,12 @@
 #include "base/errors/crash_report.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/plain_words.h"
+#include "base/errors/run_error.h"
+#include "base/simd/isa.h"
 #include "os/console.h"
 #include "os/error.h"
 #include "os/interrupt.h"
 #include "os/process.h"
-#include "platform/memory/allocate_heap.h"
 #include "platform/parallel/run_monitor.h"
 #include "platform/sysinfo/feature_check.h"
 
@@ -39,6 +40,9 @@ void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     print_feature_check(calls.detect_features(), settings.skip_warnings);
     print_group_balance_check(calls.processor_group_sizes());
     if (calls.check_integrity) calls.check_integrity(settings.executable_path);
+    if (const std::string error = isa_refusal(); !error.empty()) {
+        throw CommandLine::RefusedException(error);
+    }
     Console::set_color('w');
     if (parameters.has_more()) {
         run_action(parameters);
@@ -83,7 +87,7 @@ int run_reported(const std::function<void()>& body) {
         Console::set_color('w');
         Console::flush();
         os::end_as_interrupted();
-    } catch (const AllocationFailed& e) {
+    } catch (const RunError& e) {
         e.print();
     } catch (const std::exception& e) {
         const Console::ErrorOutput errors;

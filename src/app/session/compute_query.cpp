@@ -21,7 +21,8 @@ void add_unless_empty(Array& texts, const std::string& text) {
 }  // namespace
 
 std::unique_ptr<Object> query_compute_settings(const ComputeSettings& settings,
-                                               const os::MemoryStatus& machine) {
+                                               const os::MemoryStatus& machine,
+                                               const std::vector<std::string>& warnings) {
     u64 bytes = 0;
     std::string too_large;
     try {
@@ -33,7 +34,9 @@ std::unique_ptr<Object> query_compute_settings(const ComputeSettings& settings,
     std::string size = Console::format_bytes(bytes);
     size.erase(0, size.find_first_not_of(' '));
     add_selector(*object, "RequiredRam", std::make_unique<Config::Integer>(static_cast<i64>(bytes)), size);
-    add_unless_empty(object->add_array("Warnings"), physical_memory_warning(machine, bytes));
+    Array& all = object->add_array("Warnings");
+    for (const std::string& warning : warnings) all.add_string(warning);
+    add_unless_empty(all, physical_memory_warning(machine, bytes));
     Array& errors = object->add_array("Errors");
     add_unless_empty(errors, too_large);
     add_unless_empty(errors, address_space_error(machine, bytes));

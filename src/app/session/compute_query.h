@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "app/settings/compute_settings.h"
 #include "base/config/node.h"
@@ -12,8 +14,9 @@ namespace kalvor {
 
 // The selectors of the settings (compute_settings_selector()), "RequiredRam" in the same form, and the arrays
 // "Warnings" and "Errors" of texts; with an error the settings cannot be run. A size that no algorithm
-// reaches needs 0 bytes and is an error.
+// reaches needs 0 bytes and is an error. warnings: what loading the settings had to correct.
 std::unique_ptr<Config::Object> query_compute_settings(const ComputeSettings& settings,
-                                                       const os::MemoryStatus& machine);
+                                                       const os::MemoryStatus& machine,
+                                                       const std::vector<std::string>& warnings = {});
 
 }  // namespace kalvor

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "app/session/normal_float_session_b.h"
+#include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/names/names.h"
 #include "base/status/linear_console_node.h"
@@ -56,7 +57,9 @@ std::string interrupted_text(const std::vector<std::string>& kept) {
 
 void run_on_console(ComputeSettings settings) {
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
-    NormalFloatSessionB session(std::move(settings), console, &console);
+    RunEnvironment environment;
+    environment.include_pii = CommandLine::console_settings().include_pii;
+    NormalFloatSessionB session(std::move(settings), console, &console, std::move(environment));
     {
         const os::InterruptWatch watch([&] { session.request_stop(); },
                                        [&] { end_busy_run(session.files(), console); }, kGraceMilliseconds);

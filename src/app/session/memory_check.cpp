@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include "base/console/error_output.h"
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 
 namespace kalvor {
 
 namespace {
 
+constexpr const char* kNoAddressSpace = "Insufficient Address Space";
 constexpr const char* kSeeHelp = "See \"kalvor help custom\".";
 
 bool exceeds(u64 needed, u64 there) {
@@ -34,7 +34,7 @@ std::string memory_figures(u64 needed, u64 free, u64 digits) {
 }
 
 std::string address_space_error(const os::MemoryStatus& machine, u64 bytes) {
-    return exceeds(bytes, machine.address_space) ? "Insufficient Address Space" : "";
+    return exceeds(bytes, machine.address_space) ? kNoAddressSpace : "";
 }
 
 std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) {
@@ -43,14 +43,22 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) 
     return {};
 }
 
+AddressSpaceExceeded::AddressSpaceExceeded(const std::string& words)
+    : RunError(kNoAddressSpace,
+               {{' ', "\n"},
+                {'R', words + "\n"},
+                {'w', "\n"},
+                {'R', std::string(kNoAddressSpace) + "\n"},
+                {'w', "Fatal error encountered. Terminating program.\n"}},
+               Stream::error) {}
+
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {
     const u64 needed = demand.bytes;
-    if (const std::string error = address_space_error(machine, needed); !error.empty()) {
+    if (!address_space_error(machine, needed).empty()) {
         u64 there = machine.address_space;
         if (machine.available_physical != 0) there = std::min(there, machine.available_physical);
-        Console::print_problem("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
-                               ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
-        status.FatalError(error);
+        throw AddressSpaceExceeded("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
+                                   ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
     }
     const std::string what = physical_memory_warning(machine, needed);
     if (what.empty()) return;
@@ -60,11 +68,10 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
     const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
-        Console::print_problem(
+        throw ExplainedException(
+            what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.",
             "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
-            ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
-        throw InvalidParametersException(
-            "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
+                ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
     }
     status.Warning(what);
     status.Warning(figures);

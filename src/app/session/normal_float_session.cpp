@@ -4,14 +4,10 @@
 #include "app/session/run_header.h"
 #include "app/session/run_work.h"
 #include "base/clock/date_text.h"
-#include "base/command_line/console_settings.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "base/simd/isa.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
-#include "os/console.h"
 #include "os/path_kind.h"
 #include "platform/fileio/output_folder.h"
 
@@ -24,8 +20,12 @@ constexpr u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal)
-    : settings_(std::move(settings)), status_(status), terminal_(terminal) {}
+NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
+                                       RunEnvironment environment)
+    : settings_(std::move(settings)),
+      status_(status),
+      terminal_(terminal),
+      environment_(std::move(environment)) {}
 
 NormalFloatSession::~NormalFloatSession() = default;
 
@@ -33,8 +33,13 @@ double NormalFloatSession::expected_seconds() const {
     return kalvor::expected_seconds(work());
 }
 
-void NormalFloatSession::end_phase() {
+void NormalFloatSession::report_warnings() {
+    if (framework_) framework_->warnings().report(status_);
     monitor_.warnings.report(status_);
+}
+
+void NormalFloatSession::end_phase() {
+    report_warnings();
     parallel().poll();
 }
 
@@ -51,8 +56,8 @@ std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
 }
 
 OutputOptions NormalFloatSession::output_options() {
-    return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()),
-            Console::is_terminal() && os::stdin_is_terminal(), &files_};
+    return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()), terminal_,
+            &files_};
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
@@ -98,7 +103,7 @@ const RunRecord& NormalFloatSession::run() {
         run_phases();
     } catch (...) {
         end();
-        monitor_.warnings.report(status_);
+        report_warnings();
         throw;
     }
     end();
@@ -108,10 +113,8 @@ const RunRecord& NormalFloatSession::run() {
 void NormalFloatSession::run_phases() {
     wall_.restart();
     begin_record();
-    if (settings_.output_enable || !settings_.path.empty()) {
-        folder_ = FileIO::prepare_output_folder(settings_.path);
-    }
-    record_.system = gather_system_record(CommandLine::console_settings().include_pii);
+    if (settings_.wants_folder()) folder_ = FileIO::prepare_output_folder(settings_.path);
+    record_.system = gather_system_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
@@ -124,7 +127,6 @@ void NormalFloatSession::run_phases() {
     if (terminal_ != nullptr) ticker.emplace(kTickSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
-    (void)active_isa();  // ends the program where KALVOR_ISA names none
     output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
     end_phase();
 
@@ -145,7 +147,7 @@ void NormalFloatSession::run_phases() {
     record_.spot_check = digits.spot_check;
     log("Digits Written");
     finish_record();
-    monitor_.warnings.report(status_);
+    report_warnings();
     print_run_report(record_, status_);
     check_reference();
 }

@@ -1,6 +1,7 @@
 // One run of a constant: what every mode has in common.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,9 +18,17 @@
 #include "base/status/work_meter.h"
 #include "digits/output/file_ledger.h"
 #include "digits/output/output_files.h"
+#include "os/memory_status.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor {
+
+// What a run asks for outside of its settings.
+struct RunEnvironment {
+    // Of the machine, when the run begins.
+    std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
+    bool include_pii = false;  // whether its record may name the machine
+};
 
 // Used for one run. A mode is a class over it, which says where the numbers live; the order of a run, its
 // reports and its files are decided here.
@@ -45,7 +54,8 @@ class NormalFloatSession {
 
   protected:
     // status and terminal outlive the session; the terminal may be missing.
-    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal);
+    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
+                       RunEnvironment environment);
 
     // The phases of a run, in this order.
     virtual void check_memory() = 0;
@@ -61,10 +71,13 @@ class NormalFloatSession {
     virtual void add_checks(RunChecks& checks) const = 0;
 
     const ComputeSettings& settings() const { return settings_; }
+    const RunEnvironment& environment() const { return environment_; }
     Status& status() { return status_; }
     ParallelContext parallel() {
         return {framework_.get(), settings_.parallelism.task_decomposition, &monitor_};
     }
+    // Reports what the work has warned of so far.
+    void report_warnings();
     void log(std::string_view event) { log_.add(wall_.seconds(), event); }
 
   private:
@@ -81,6 +94,7 @@ class NormalFloatSession {
     const ComputeSettings settings_;
     Status& status_;
     Terminal* const terminal_;
+    const RunEnvironment environment_;
     RunMonitor monitor_;
     FileLedger files_;
     std::optional<std::string> reference_folder_;

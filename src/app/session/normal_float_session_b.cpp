@@ -26,8 +26,9 @@ struct NormalFloatSessionB::Memory {
     std::optional<BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal)
-    : NormalFloatSession(std::move(settings), status, terminal),
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal,
+                                         RunEnvironment environment)
+    : NormalFloatSession(std::move(settings), status, terminal, std::move(environment)),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;
@@ -37,7 +38,7 @@ std::vector<WorkPhase> NormalFloatSessionB::work() const {
 }
 
 void NormalFloatSessionB::check_memory() {
-    kalvor::check_memory(os::memory_status(),
+    kalvor::check_memory(environment().memory_status(),
                          {plan_.memory.total(),
                           [this](u64 bytes) { return digits_that_fit(settings(), bytes); }, settings().force},
                          status());
@@ -45,7 +46,8 @@ void NormalFloatSessionB::check_memory() {
 
 void NormalFloatSessionB::allocate() {
     memory_ = std::make_unique<Memory>();
-    settings().allocator->acquire_permissions();
+    settings().allocator->acquire_permissions(parallel());
+    report_warnings();
     status().work().enter("memory");
     bool errors = false;
     const auto phase = [&](const char* progress, const std::string& name, u64 bytes, HeapAllocation& heap,
@@ -59,6 +61,7 @@ void NormalFloatSessionB::allocate() {
             // The estimate learns when the memory was there.
             frame.node().refresh(true);
         }
+        report_warnings();
         // Without a region there is nothing but its size to tell.
         const std::string size = Console::format_bytes(bytes);
         status().Status_ColoredLine(

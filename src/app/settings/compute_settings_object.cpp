@@ -55,7 +55,8 @@ std::unique_ptr<Object> written(const SettingsTable& table, Write write) {
 
 }  // namespace
 
-ComputeSettings load_compute_settings(const Object& object, const SettingsTable& table) {
+ComputeSettings load_compute_settings(const Object& object, std::vector<std::string>& warnings,
+                                      const SettingsTable& table) {
     const Section section(object, "CustomCompute",
                           [&](const std::string& key) { return known_values(key, object, table); });
     std::vector<std::string_view> members;
@@ -71,7 +72,7 @@ ComputeSettings load_compute_settings(const Object& object, const SettingsTable&
         place.read([&](const Object& o) {
             for (const SettingRow& row : table) {
                 if (row.member == std::string_view(member.key)) {
-                    row.load(settings, {o, row.key, member.context});
+                    row.load(settings, {o, row.key, member.context, warnings});
                 }
             }
         });

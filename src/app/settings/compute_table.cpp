@@ -80,7 +80,7 @@ void check_mode(Word mode, const char* right) {
 
 void load_digits_per_file(S& s, const FileValue& file) {
     s.digits_per_file = file.integer();
-    s.check_compression();
+    file.warn(s.check_compression());
     if (s.digits_per_file == 0) return;
     throw InvalidParametersException(
         "", "Compressed digit files are not available in this version. Use \"DigitsPerFile : 0\".");
@@ -155,7 +155,7 @@ SettingsTable make_table() {
             {.member = "ComputeSize",
              .key = "DecimalDigits",
              .values = "count",
-             .load = [](S& s, const FileValue& file) { s.set_decimal_digits(file.integer()); },
+             .load = [](S& s, const FileValue& file) { file.warn(s.set_decimal_digits(file.integer())); },
              .menu = "  3     Decimal Digits:",
              .text = [](const S& s) { return Console::format_commas(s.size.decimal_digits); },
              .option = {{"-dec", ":<n>", "decimal digits: 1000000, 1m, 1e6", CommandLine::kRightNumber,

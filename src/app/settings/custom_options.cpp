@@ -62,6 +62,10 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
     Console::fatal_exit(1);
 }
 
+void print_warning(const std::string& warning) {
+    if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
+}
+
 // The argument of "-o" may be meant as an option of its own.
 void warn_of_option_as_folder(const ParameterList& parameters, const Options& options) {
     const std::string* const next = parameters.next();
@@ -112,8 +116,8 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
         parameters.advance();
     }
     if (choices.threads) choose_threads(choices);
-    settings.set_decimal_digits(
-        choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits)));
+    print_warning(settings.set_decimal_digits(
+        choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits))));
     if (!choices.decimal_digits) {
         Console::labelled_line("Note",
                                "No -dec is given: the default of " +
@@ -121,7 +125,7 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
                                    " decimal digits is taken.",
                                'Y');
     }
-    settings.check_compression();
+    print_warning(settings.check_compression());
     if (settings.digits_per_file != 0) {
         Console::print_problem("-C: this version writes digits as text only. Leave the option out.\n" +
                                CommandLine::see_help(kPage));

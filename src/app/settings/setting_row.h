@@ -36,6 +36,11 @@ struct FileValue {
     const Config::Object& object;  // the one that the member stands in
     const char* key;
     std::string_view context;  // for type errors
+    std::vector<std::string>& warnings;
+
+    void warn(std::string text) const {
+        if (!text.empty()) warnings.push_back(std::move(text));
+    }
 };
 
 struct SettingRow {

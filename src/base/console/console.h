@@ -15,11 +15,6 @@
 
 namespace trel::Console {
 
-struct ColoredText {
-    ColorLetter color;
-    std::string text;
-};
-
 // Where text goes. Tests install their own.
 class Sink {
   public:

@@ -74,6 +74,7 @@ constexpr const char* kNoMemory =
 }  // namespace
 
 std::string plain_words(const Exception& e) {
+    if (const auto* const explained = dynamic_cast<const ExplainedException*>(&e)) return explained->words;
     if (const auto* const file = dynamic_cast<const FileIO::FileException*>(&e)) {
         const bool settings = dynamic_cast<const SettingsFileException*>(file) != nullptr;
         return words_of(*file) + (settings ? kSeeHelpConfig : kSeeHelp);

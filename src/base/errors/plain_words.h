@@ -14,6 +14,15 @@ class SettingsFileException final : public FileIO::FileException {
     explicit SettingsFileException(const FileIO::FileException& e) : FileException(e) {}
 };
 
+// A bad value with words of its own.
+class ExplainedException final : public InvalidParametersException {
+  public:
+    ExplainedException(std::string message, std::string words)
+        : InvalidParametersException("", std::move(message)), words(std::move(words)) {}
+
+    std::string words;
+};
+
 // What failed, on what, and what to do. Empty where the report says all there is to say (a bad value, which
 // the reader of options and settings explains itself). Looks at the file system for the reason of a
 // FileException.

@@ -1,5 +1,6 @@
 #include "base/prompt/prompt.h"
 
+#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/number_text.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "os/types.h"
 
 namespace trel::Prompt {

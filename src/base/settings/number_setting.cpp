@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/console/console.h"
 #include "base/prompt/prompt.h"
 
 namespace trel {

@@ -1,5 +1,6 @@
 #include "base/settings/setting_lines.h"
 
+#include "base/console/console.h"
 #include "base/prompt/prompt.h"
 
 namespace trel {

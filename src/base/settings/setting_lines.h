@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/config/node.h"
-#include "base/console/console.h"
+#include "base/console/colors.h"
 
 namespace trel {
 

@@ -35,8 +35,12 @@ std::vector<Isa> detect() {
     return found;
 }
 
+IsaChoice choice_of_the_user() {
+    return choose_isa(os::environment_variable("KALVOR_ISA"), available_isas());
+}
+
 Isa decide() {
-    const IsaChoice choice = choose_isa(os::environment_variable("KALVOR_ISA"), available_isas());
+    const IsaChoice choice = choice_of_the_user();
     if (!choice.isa) {
         Console::error_line(choice.error);
         Console::fatal_exit(1);
@@ -67,6 +71,10 @@ IsaChoice choose_isa(const std::optional<std::string>& value, const std::vector<
                               (known ? "not available on this machine" : "not an instruction-set level") +
                               ". Accepted here: " + (accepted.empty() ? "nothing; unset it" : accepted) +
                               "."};
+}
+
+std::string isa_refusal() {
+    return choice_of_the_user().error;
 }
 
 Isa active_isa() {

@@ -39,10 +39,13 @@ constexpr bool is_built([[maybe_unused]] Isa isa) {
 // processor without AVX2; active_isa() is avx2 even then (the start-up check has warned).
 const std::vector<Isa>& available_isas();
 
-// The level in use: the highest available one, or the one that the environment variable KALVOR_ISA names. An
-// unknown or unavailable value prints an error line and ends the process with exit code 1. Decided on first
-// use; afterwards one load. Any thread.
+// The level in use: the highest available one, or the one that the environment variable KALVOR_ISA names.
+// Decided on first use; afterwards one load. Any thread. A value that isa_refusal() refuses ends the process
+// with exit code 1 here.
 Isa active_isa();
+// What is wrong with the value of KALVOR_ISA and what is accepted; empty when it can be used. For the start
+// of a program.
+std::string isa_refusal();
 
 // The rule behind active_isa(), for a given value of the variable (empty optional: not set; an empty value
 // counts as not set).

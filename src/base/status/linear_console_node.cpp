@@ -1,8 +1,10 @@
 #include "base/status/linear_console_node.h"
 
+#include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/status/progress_line.h"
+#include "os/console.h"
 
 namespace trel {
 
@@ -119,6 +121,25 @@ void LinearConsoleNode::refresh(bool force) {
 
 void LinearConsoleNode::tick() {
     line_.tick();
+}
+
+bool LinearConsoleNode::attended() const {
+    return Console::is_terminal() && os::stdin_is_terminal();
+}
+
+std::optional<std::string> LinearConsoleNode::ask(std::string_view question) {
+    {
+        const Hidden hidden(line_);
+        Console::print(question);
+    }
+    // Not locked while the user thinks: an interrupt has to get through.
+    line_.set_suspended(true);
+    std::string answer;
+    const bool answered = Console::read_line(answer);
+    line_.set_suspended(false);
+    if (answered) return answer;
+    Console::new_line();
+    return std::nullopt;
 }
 
 bool LinearConsoleNode::dismiss() {

@@ -37,6 +37,9 @@ class LinearConsoleNode final : public LinearNode, public Terminal {
     void refresh(bool force = false) override;
     void tick() override;
     bool dismiss() override;
+    // Standard input and output are both terminals.
+    bool attended() const override;
+    std::optional<std::string> ask(std::string_view question) override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
 

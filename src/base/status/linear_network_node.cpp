@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "base/console/console.h"
 #include "base/status/data_record.h"
 #include "base/status/linear_console_node.h"
 

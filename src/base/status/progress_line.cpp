@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/clock/tsc_frequency.h"
+#include "base/console/console.h"
 #include "os/cpu.h"
 
 namespace trel {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "base/status/progress_estimate.h"
 #include "base/status/status.h"
 #include "os/types.h"

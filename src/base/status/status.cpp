@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/status/digits_of_word.h"

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "base/status/work_meter.h"
 #include "os/types.h"
 
@@ -38,6 +38,8 @@ class Status {
     virtual void Data_(const DataRecord&) {}
     virtual void Warning(std::string_view text) = 0;
     virtual void PauseWarning(std::string_view text) = 0;
+    // For a fault that leaves no sound state: ends the process. An error of the run is an exception
+    // (base/errors/run_error.h).
     [[noreturn]] virtual void FatalError(std::string_view text) = 0;
     virtual void Status_LineSectionStart(std::string_view text) = 0;
     virtual void Status_LineSectionAdd(const ColoredText& piece) = 0;

@@ -1,17 +1,26 @@
-// What only a terminal can do: it has a progress line, which is drawn between reports.
+// What only a terminal can do: it has a progress line, which is drawn between reports, and somebody may sit
+// at it who answers questions.
 #pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace trel {
 
-// Beside the Status of a run that shows itself to somebody; a run without one is complete all the same. Any
-// thread calls it.
+// Beside the Status of a run that shows itself to somebody; a run without one is complete, too.
 class Terminal {
   public:
-    // Draws the progress line while the computation is busy elsewhere.
+    // Any thread: draws the progress line while the computation is busy elsewhere.
     virtual void tick() = 0;
-    // Takes the progress line off the screen and does not draw it again. Does not wait: false when another
-    // thread is drawing or printing.
+    // Any thread: takes the progress line off the screen and does not draw it again. Does not wait: false
+    // when another thread is drawing or printing.
     virtual bool dismiss() = 0;
+    // Whether somebody can answer a question.
+    virtual bool attended() const = 0;
+    // Prints the question as it stands and waits for the line that answers it; nothing at the end of the
+    // input. The run's own thread.
+    virtual std::optional<std::string> ask(std::string_view question) = 0;
 
   protected:
     ~Terminal() = default;

@@ -5,6 +5,7 @@
 namespace trel {
 
 void Warnings::add(std::vector<Line> lines) {
+    if (lines.empty()) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     for (Line& line : lines) lines_.push_back(std::move(line));
 }

@@ -106,7 +106,13 @@ const ConstantFactory& Catalog::factory_of(std::string_view token) const {
 }
 
 std::unique_ptr<Constant> Catalog::make(std::string_view token, std::string_view argument) const {
-    return factory_of(token).make(argument);
+    const ConstantFactory& factory = factory_of(token);
+    if (!argument.empty() && !factory.takes_argument()) {
+        throw InvalidParametersException(
+            "make_constant()",
+            "The constant \"" + std::string(token) + "\" takes no argument: " + std::string(argument));
+    }
+    return factory.make(argument);
 }
 
 std::unique_ptr<Constant> Catalog::load(const Object& object) const {

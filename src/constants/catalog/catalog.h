@@ -21,9 +21,10 @@ namespace kalvor {
 class ConstantFactory {
   public:
     virtual ~ConstantFactory();
-    // argument: what stands behind the token's colon on a command line; empty when there is none.
+    // argument: what stands behind the token's colon on a command line; empty when there is none, and
+    // always without takes_argument().
     virtual std::unique_ptr<Constant> make(std::string_view argument) const = 0;
-    // Whether the constant's object has the key "Argument".
+    // Whether a command line's word may have an argument; the constant's object then has the key "Argument".
     virtual bool takes_argument() const { return false; }
     // From the whole "Constant" object, whose token has been looked at. By default the keys "Constant",
     // "Argument" if there is one, and "Algorithm", and no others; integers are taken as their text.
@@ -74,8 +75,8 @@ const Catalog& catalog();
 std::span<const CatalogRow> catalog_rows();
 
 // The constant of a command line's word "token:argument", by its first algorithm. Throws
-// InvalidParametersException "Invalid constant token." / "Invalid Constant: " + token, and what the constant
-// says of its argument.
+// InvalidParametersException "Invalid constant token." / "Invalid Constant: " + token, for an argument that
+// the constant does not take, and what the constant says of its argument.
 std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view argument);
 // From the whole "Constant" object of a settings file; an object in place of the token is a constant with a
 // formula of its own. Throws the same, "Invalid Algorithm: " + token, and the type errors and key errors of

@@ -37,8 +37,6 @@ struct AlgorithmRow {
     std::string note;  // behind the name in the menu
 };
 
-enum class ComputeMode { ram, swap };
-
 // Its evaluators compute it by the chosen algorithm.
 class Constant : public EvaluatorFactory {
   public:
@@ -69,7 +67,6 @@ class Constant : public EvaluatorFactory {
 
     virtual u64 min_decimal_digits() const { return 100; }
     virtual u64 max_decimal_digits() const { return 1000000000000000; }
-    virtual bool supports(ComputeMode mode) const { return mode == ComputeMode::ram; }
 
     // The "Constant" object of a settings file, from which load_constant() makes this one again.
     virtual std::unique_ptr<Config::Object> to_config() const;

@@ -11,7 +11,7 @@ class PiConstant final : public Constant {
     static constexpr bool kTakesArgument = false;
 
     PiConstant() = default;
-    // An argument means nothing to Pi.
+    // Empty: Pi takes no argument.
     explicit PiConstant(std::string_view) {}
 
     const CatalogRow& row() const override;

@@ -22,7 +22,8 @@ struct EvaluatorRequest {
     u64 precision;  // words
     u64 tds;        // tasks that the work may be split into
     // Bytes of working memory to keep within: what would take more is done in a slower way that takes less,
-    // if there is one. Needs may still be larger.
+    // if there is one. Needs may still be larger. A run asks without a budget; a product of two values hands
+    // what is left of its own budget to the second one.
     u64 memory_budget = kAnyRoom;
     // Bytes of working memory that are there in any case, so that they cost nothing.
     u64 free_bytes = 0;

@@ -58,6 +58,7 @@ RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, R
                                         Word* g) const {
     const ConvertPlanP::Level& level = plan_.level[l];
     if (f.L <= static_cast<u64>(level.power_exp)) return {};
+    context.parallel.poll();
     const ReadyTableB::Entry& entry = table_[l];
     const RadixFraction r = RemainderFloatB::set_inverse_fmul(
         context, level, {entry.words, entry.n, *entry.transform, entry.data}, f, words, g);
@@ -173,6 +174,7 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     std::fill_n(g, q, Word(0));
     const u64 block = level.held.product_words - entry.n;
     for (u64 i = 0; i < stored; i += block) {
+        context.parallel.poll();
         const u64 length = std::min(block, stored - i);
         const u64 n = std::min(length + entry.n, q - i);
         transform.forward(context.parallel, work, f.words + i, length, space);

@@ -1,8 +1,6 @@
 #include "digits/output/output_files.h"
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
-#include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "digits/output/replacement.h"
@@ -195,30 +193,22 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
 
 OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) const {
     const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("There is no space left on the volume " + shown_path(space.volume) +
-                            " for the digits.");
-        Console::print_line(shown_path(entry.sink->draft_path()));
-        Console::labelled_line("Needed", bytes_text(bytes_of(entry.request)));
-        if (!space.error) Console::labelled_line("Free", bytes_text(space.free_bytes));
-    }
-    if (options_.attended) {
-        Console::print_line(
+    status_.Warning("There is no space left on the volume " + shown_path(space.volume) + " for the digits.");
+    status_.Status_Line(shown_path(entry.sink->draft_path()));
+    status_.Status_Line("Needed: " + bytes_text(bytes_of(entry.request)));
+    if (!space.error) status_.Status_Line("Free: " + bytes_text(space.free_bytes));
+    if (options_.terminal != nullptr && options_.terminal->attended()) {
+        const std::optional<std::string> answer = options_.terminal->ask(
             "The digits are kept in memory. Make room and press Enter to try again, or enter another "
-            "folder.");
-        Console::print("Folder: ");
-        std::string answer;
-        if (Console::read_line(answer)) {
+            "folder.\nFolder: ");
+        if (answer) {
             file_functions().sleep(kSecondsAfterAnAnswer);
-            return {true, answer};
+            return {true, *answer};
         }
-        Console::new_line();
     }
     if (attempt > kUnattendedAttempts) return {};
-    Console::print_line("The digits are kept in memory. Trying again in a minute (" +
+    status_.Status_Line("The digits are kept in memory. Trying again in a minute (" +
                         std::to_string(attempt) + " of " + std::to_string(kUnattendedAttempts) + ").");
-    Console::flush();
     file_functions().sleep(kSecondsUnattended);
     return {true, ""};
 }
@@ -237,8 +227,7 @@ void OutputFiles::move(Entry& entry, const std::string& folder) {
         entry.sink = std::move(sink);
         folder_ = prefix;
     } catch (const FileException& error) {
-        const Console::ErrorOutput errors;
-        error.print();
+        status_.Warning(error.message + "\n" + shown_path(error.path));
     }
 }
 

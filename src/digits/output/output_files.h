@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/names/names.h"
+#include "base/status/terminal.h"
 #include "digits/output/file_ledger.h"
 #include "digits/output/float_writer.h"
 #include "os/types.h"
@@ -17,7 +18,7 @@ namespace kalvor {
 struct OutputOptions {
     bool overwrite = false;        // replace longer files, and files that are marked as not to be written
     bool minimum_space = false;    // too little free space is a refusal, not a warning
-    bool attended = false;         // somebody can answer a question: standard input and output are terminals
+    Terminal* terminal = nullptr;  // asks the user about a full volume, if it is attended; outlives them
     FileLedger* ledger = nullptr;  // learns of every file; outlives them
 };
 

@@ -1,16 +1,25 @@
 #include "platform/memory/allocate_heap.h"
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 
 namespace trel {
 
-void AllocationFailed::print() const {
-    Console::new_line();
-    Console::error_line(what());
-    Console::new_line();
-    Console::labelled_line("Failed Allocation", Console::format_bytes(bytes_), 'Y');
-}
+namespace {
+
+constexpr const char* kFailed = "Large heap allocation failed.";
+
+}  // namespace
+
+AllocationFailed::AllocationFailed(u64 bytes)
+    : RunError(kFailed,
+               {{' ', "\n\n"},
+                {'R', std::string(kFailed) + "\n"},
+                {'w', "\n"},
+                {'w', "Failed Allocation: "},
+                {'Y', Console::format_bytes(bytes)},
+                {'w', "\n"}},
+               Stream::output),
+      bytes_(bytes) {}
 
 HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& parallel,
                              u64 alignment_log2, u64 bytes) {

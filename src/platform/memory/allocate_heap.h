@@ -1,10 +1,10 @@
 // The working region of a computation, with the report of what was got.
 #pragma once
 
-#include <exception>
 #include <memory>
 #include <string>
 
+#include "base/errors/run_error.h"
 #include "platform/memory/aligned_buffer.h"
 #include "platform/memory/allocator.h"
 
@@ -20,14 +20,11 @@ struct HeapAllocation {
     }
 };
 
-// A region was refused. The run ends, the process need not.
-class AllocationFailed : public std::exception {
+// A region was refused.
+class AllocationFailed final : public RunError {
   public:
-    explicit AllocationFailed(u64 bytes) : bytes_(bytes) {}
-    const char* what() const noexcept override { return "Large heap allocation failed."; }
+    explicit AllocationFailed(u64 bytes);
     u64 bytes() const noexcept { return bytes_; }
-    // The report, on the standard output.
-    void print() const;
 
   private:
     u64 bytes_;

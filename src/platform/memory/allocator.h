@@ -46,9 +46,9 @@ class AllocatorConfig : public SettingsObject {
 
     virtual std::string name() const = 0;
     virtual std::string display_name() const = 0;
-    // Makes sure that the process holds the rights that the settings need; a missing one is a printed warning
-    // and false.
-    virtual bool acquire_permissions() const = 0;
+    // Makes sure that the process holds the rights that the settings need; false when one is missing. What
+    // else goes wrong is a warning of the run.
+    virtual bool acquire_permissions(const ParallelContext& parallel) const = 0;
     // A region of at least `bytes` bytes, aligned to 2^alignment_log2, every byte of it written once. `bytes`
     // is raised to whole pages. On failure the result's pointer is null.
     virtual std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,

@@ -6,8 +6,10 @@
 #include <mutex>
 
 #include "base/console/console.h"
+#include "base/errors/one_shot_warning.h"
 #include "platform/memory/fill_pattern.h"
 #include "platform/memory/node_workers.h"
+#include "platform/memory/page_locking.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
 
@@ -170,29 +172,47 @@ u32 crc32c_of_address(u64 address) {
     return value;
 }
 
+namespace {
+
+constinit OneShotWarning map_shown;
+
+// A map that the user has seen: it is printed when the first setting is made of it.
+const NumaMap& shown_map() {
+    const NumaMap& map = NumaMap::of_this_machine();
+    if (!map_shown.first_time()) return map;
+    for (const Warnings::Line& line : map.lines()) {
+        Console::print_line(line.text, line.color);
+        if (line.color != ' ') Console::set_color('w');
+    }
+    return map;
+}
+
+}  // namespace
+
 InterleaveConfig::InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers)
     : nodes(calls, map), calls_(&calls), map_(&map), workers_(&workers) {
     nodes.numbers = nodes.defaults();
 }
 
 InterleaveConfig::InterleaveConfig()
-    : InterleaveConfig(MemoryCalls::of_this_machine(), NumaMap::of_this_machine(),
-                       NodeWorkers::of_this_machine()) {}
+    : InterleaveConfig(MemoryCalls::of_this_machine(), shown_map(), NodeWorkers::of_this_machine()) {}
 
 InterleaveConfig::InterleaveConfig(const Config::Object& object)
-    : nodes(MemoryCalls::of_this_machine(), NumaMap::of_this_machine()),
+    : nodes(MemoryCalls::of_this_machine(), shown_map()),
       calls_(&MemoryCalls::of_this_machine()),
       map_(&NumaMap::of_this_machine()),
       workers_(&NodeWorkers::of_this_machine()) {
     load(object);
 }
 
-bool InterleaveConfig::acquire_permissions() const {
+bool InterleaveConfig::acquire_permissions(const ParallelContext& parallel) const {
     if (locked_pages.mode == OptionalFlag::kDisabled) return true;
-    return calls_->acquire_lock_privilege();
+    const bool held = calls_->acquire_lock_privilege();
+    parallel.warn(lock_privilege_warnings_once());
+    return held;
 }
 
-std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContext& /*context*/,
+std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContext& parallel,
                                                             u64 alignment_log2, u64& bytes) const {
     const std::vector<u32>& nodes = this->nodes.numbers;
     auto region = std::make_unique<PageRegion>(*calls_);
@@ -210,7 +230,7 @@ std::unique_ptr<LargeAllocation> InterleaveConfig::allocate(const ParallelContex
     place_all_pages(shared, *map_, *workers_);
     region->add_warnings(shared.warnings);
     region->stats_to_fill().aimed_nodes = nodes.size();
-    if (!shared.success || !region->lock(locked_pages)) {
+    if (!shared.success || !region->lock(parallel, locked_pages)) {
         region->release();
         return region;
     }

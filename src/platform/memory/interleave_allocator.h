@@ -24,7 +24,7 @@ class InterleaveConfig final : public AllocatorConfigOf<InterleaveConfig> {
     // Of a machine that tests play.
     InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers);
 
-    bool acquire_permissions() const override;
+    bool acquire_permissions(const ParallelContext& parallel) const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
                                               u64& bytes) const override;
 

@@ -13,7 +13,7 @@ class MallocConfig final : public AllocatorConfigOf<MallocConfig> {
 
     explicit MallocConfig(const MemoryCalls& calls = MemoryCalls::of_this_machine()) : calls_(&calls) {}
 
-    bool acquire_permissions() const override { return true; }
+    bool acquire_permissions(const ParallelContext&) const override { return true; }
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
                                               u64& bytes) const override;
 

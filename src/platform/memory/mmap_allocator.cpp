@@ -3,15 +3,18 @@
 #include <algorithm>
 
 #include "platform/memory/fill_pattern.h"
+#include "platform/memory/page_locking.h"
 #include "platform/memory/page_region.h"
 #include "platform/memory/placement.h"
 
 namespace trel {
 
-bool MmapConfig::acquire_permissions() const {
+bool MmapConfig::acquire_permissions(const ParallelContext& parallel) const {
     if (large_pages.mode == OptionalFlag::kDisabled && locked_pages.mode == OptionalFlag::kDisabled)
         return true;
-    return calls_->acquire_lock_privilege();
+    const bool held = calls_->acquire_lock_privilege();
+    parallel.warn(lock_privilege_warnings_once());
+    return held;
 }
 
 bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& parallel, u64 alignment_log2,
@@ -25,7 +28,7 @@ bool MmapConfig::allocate_large(PageRegion& region, const ParallelContext& paral
     const u64 mapped = alignment > page ? rounded + alignment : rounded;
     if (rounded == 0 || mapped < rounded) return false;
     if (!region.map(mapped, std::max(alignment, page), rounded, PageRegion::Kind::large_pages)) {
-        if (!right_held) PageRegion::advise_about_locking(large_pages);
+        if (!right_held) PageRegion::advise_about_locking(parallel, large_pages);
         return false;
     }
     bytes = rounded;
@@ -52,7 +55,7 @@ bool MmapConfig::allocate_normal(PageRegion& region, const ParallelContext& para
     // Before the first touch: a page is as large as it was when it was touched.
     calls_->advise_large_pages(region.pointer(), rounded);
     fill_memory(parallel, region.pointer(), rounded);
-    if (!region.lock(locked_pages)) {
+    if (!region.lock(parallel, locked_pages)) {
         region.release();
         return false;
     }

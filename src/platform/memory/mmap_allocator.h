@@ -16,7 +16,7 @@ class MmapConfig final : public AllocatorConfigOf<MmapConfig> {
 
     explicit MmapConfig(const MemoryCalls& calls = MemoryCalls::of_this_machine()) : calls_(&calls) {}
 
-    bool acquire_permissions() const override;
+    bool acquire_permissions(const ParallelContext& parallel) const override;
     std::unique_ptr<LargeAllocation> allocate(const ParallelContext& parallel, u64 alignment_log2,
                                               u64& bytes) const override;
 

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <limits>
 
+#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"

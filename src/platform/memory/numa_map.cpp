@@ -2,12 +2,13 @@
 
 #include <algorithm>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
 namespace {
+
+constexpr const char* kTitle = "Parsing NUMA -> Core Mappings...";
 
 std::string width_2(u32 number) {
     const std::string text = std::to_string(number);
@@ -16,14 +17,16 @@ std::string width_2(u32 number) {
 
 }  // namespace
 
+NumaUnknown::NumaUnknown(u32 code)
+    : NumaUnknown("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(code)) {}
+
+NumaUnknown::NumaUnknown(const std::string& text)
+    : RunError(text, {{' ', std::string(kTitle) + "\n"}, {'R', text + "\n"}, {'w', ""}}, Stream::output) {}
+
 NumaMap::NumaMap(const MemoryCalls& calls) {
-    Console::print_line("Parsing NUMA -> Core Mappings...");
     u32 highest = 0;
-    if (const os::OsError error = calls.highest_node(highest)) {
-        Console::print_line("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(error.code),
-                            'R');
-        Console::fatal_exit(1);
-    }
+    if (const os::OsError error = calls.highest_node(highest)) throw NumaUnknown(error.code);
+    lines_.push_back({kTitle});
     const std::vector<u32> all = calls.processors();
     for (u64 n = 0; n <= highest; n++) {
         const u32 number = static_cast<u32>(n);
@@ -34,8 +37,7 @@ NumaMap::NumaMap(const MemoryCalls& calls) {
         for (const u32 processor : processors) {
             const auto found = std::lower_bound(all.begin(), all.end(), processor);
             if (found == all.end() || *found != processor) {
-                Console::print_line("Warning: Skipping invalid KAFFINITY mask.", 'R');
-                Console::set_color('w');
+                lines_.push_back({"Warning: Skipping invalid KAFFINITY mask.", 'R'});
                 continue;
             }
             const u64 core = static_cast<u64>(found - all.begin());
@@ -45,7 +47,7 @@ NumaMap::NumaMap(const MemoryCalls& calls) {
         std::sort(node.cores.begin(), node.cores.end());
     }
     for (const auto& [number, node] : nodes_) {
-        Console::print_line("    Node " + width_2(number) + ":  " + Console::format_list(node.cores));
+        lines_.push_back({"    Node " + width_2(number) + ":  " + Console::format_list(node.cores)});
     }
 }
 

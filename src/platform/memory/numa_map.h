@@ -5,10 +5,21 @@
 #include <string>
 #include <vector>
 
+#include "base/errors/run_error.h"
+#include "base/status/warnings.h"
 #include "os/types.h"
 #include "platform/memory/memory_calls.h"
 
 namespace trel {
+
+// The system does not tell its nodes.
+class NumaUnknown final : public RunError {
+  public:
+    explicit NumaUnknown(u32 code);
+
+  private:
+    explicit NumaUnknown(const std::string& text);
+};
 
 class NumaMap {
   public:
@@ -17,19 +28,22 @@ class NumaMap {
         std::vector<u64> cores;       // by the program's numbers, ascending
     };
 
-    // Asks the system and prints what it finds. Ends the process when the system has no answer.
+    // Asks the system. Throws NumaUnknown when it has no answer.
     explicit NumaMap(const MemoryCalls& calls);
 
     const std::map<u32, Node>& nodes() const { return nodes_; }
+    // What was found, for the user.
+    const std::vector<Warnings::Line>& lines() const { return lines_; }
     // Throws InvalidParametersException("core_to_node()", "Invalid core id: ...").
     u32 core_to_node(u64 core) const;
 
-    // Of this machine; built, and printed, by the first call.
+    // Of this machine; built by the first call.
     static const NumaMap& of_this_machine();
 
   private:
     std::map<u32, Node> nodes_;
     std::map<u64, u32> node_of_core_;
+    std::vector<Warnings::Line> lines_;
 };
 
 }  // namespace trel

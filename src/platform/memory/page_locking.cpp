@@ -14,6 +14,18 @@ constinit OneShotWarning lock_advice;
 
 constexpr u64 kMinHalvedBytes = u64(1) << 20;
 
+struct LockPrivilege {
+    LockPrivilege() : held(acquire_privilege(kLockMemoryPrivilege, warnings)) {}
+
+    std::vector<Warnings::Line> warnings;
+    const bool held;
+};
+
+const LockPrivilege& lock_privilege() {
+    static const LockPrivilege privilege;
+    return privilege;
+}
+
 std::mutex& locking_mutex() {
     static std::mutex mutex;
     return mutex;
@@ -34,8 +46,13 @@ u64 lock_range(char* pointer, u64 bytes, const LockingCalls& calls) {
 }  // namespace
 
 bool acquire_lock_privilege() {
-    static const bool held = acquire_privilege(kLockMemoryPrivilege);
-    return held;
+    return lock_privilege().held;
+}
+
+std::vector<Warnings::Line> lock_privilege_warnings_once() {
+    static constinit OneShotWarning warning;
+    if (!warning.first_time()) return {};
+    return lock_privilege().warnings;
 }
 
 std::optional<std::string> lock_advice_once() {

@@ -4,14 +4,18 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "base/status/warnings.h"
 #include "os/error.h"
 #include "os/types.h"
 
 namespace trel {
 
-// Acquires the right to lock memory and to use large pages, once per process; prints nothing.
+// Acquires the right to lock memory and to use large pages, once per process.
 bool acquire_lock_privilege();
+// What went wrong with that otherwise than that the right is missing. Nothing on later calls.
+std::vector<Warnings::Line> lock_privilege_warnings_once();
 // What the user is told, once per process, when pages could not be locked although that was asked for: the
 // missing right and what can be done here. Nothing on later calls.
 std::optional<std::string> lock_advice_once();

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "base/console/console.h"
 #include "platform/memory/page_locking.h"
 
 namespace trel {
@@ -35,19 +34,19 @@ void PageRegion::release() {
     stats_.reset();
 }
 
-bool PageRegion::lock(const OptionalFlag& flag) {
+bool PageRegion::lock(const ParallelContext& parallel, const OptionalFlag& flag) {
     if (flag.mode == OptionalFlag::kDisabled) return true;
     const bool right_held = calls_.acquire_lock_privilege();
     const u64 locked = lock_region(pointer_, bytes_, LockingCalls{calls_.lock, calls_.raise_lock_limit});
-    if (locked < bytes_ && !right_held) advise_about_locking(flag);
+    if (locked < bytes_ && !right_held) advise_about_locking(parallel, flag);
     if (locked < bytes_ && flag.mode == OptionalFlag::kForced) return false;
     stats_->locked_bytes = locked;
     return true;
 }
 
-void PageRegion::advise_about_locking(const OptionalFlag& flag) {
+void PageRegion::advise_about_locking(const ParallelContext& parallel, const OptionalFlag& flag) {
     if (!flag.chosen) return;
-    if (const std::optional<std::string> advice = lock_advice_once()) Console::error_line(*advice);
+    if (const std::optional<std::string> advice = lock_advice_once()) parallel.warn({{*advice, ' ', true}});
 }
 
 void PageRegion::add_warnings(const std::vector<std::string>& warnings) {

@@ -25,13 +25,13 @@ class PageRegion final : public LargeAllocation {
     void release();
     // Locks the pages as the flag says and notes how much of them. False when they had to be locked and could
     // not.
-    bool lock(const OptionalFlag& flag);
+    bool lock(const ParallelContext& parallel, const OptionalFlag& flag);
 
     MemoryStats& stats_to_fill() { return *stats_; }
     void add_warnings(const std::vector<std::string>& warnings);
-    // Without the right to it the flag's pages could not be locked, or large ones had: says what to do where
-    // that was asked for. Once per process.
-    static void advise_about_locking(const OptionalFlag& flag);
+    // Without the right to it the flag's pages could not be locked, or large ones had: the run's warnings say
+    // what to do where that was asked for. Once per process.
+    static void advise_about_locking(const ParallelContext& parallel, const OptionalFlag& flag);
 
   private:
     const MemoryCalls& calls_;

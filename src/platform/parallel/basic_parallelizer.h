@@ -23,11 +23,18 @@ class BasicAction {
 class BasicParallelizer {
   public:
     virtual ~BasicParallelizer();
+
+    // What its threads had to warn of. They belong to no dispatch: whoever made the framework reports it.
+    Warnings& warnings() { return warnings_; }
+
     // Runs action.run(i) once for every i in [begin, end); returns when all have finished. The calling thread
     // does one share.
     virtual void run_in_parallel(BasicAction& action, u64 begin, u64 end) = 0;
     // Runs a.run(0) and b.run(0); returns when both have finished.
     virtual void run_in_parallel(BasicAction& a, BasicAction& b) = 0;
+
+  private:
+    Warnings warnings_;
 };
 
 // A framework, the number of tasks that a caller may split its work into (tds >= 1), and the monitor of the
@@ -66,39 +73,55 @@ void run_unless_stopped(Body&& body) {
     }
 }
 
-// Runs f(i) for i in [0, n) as tasks of the context's framework. Throws RunStopped when the run was asked to
-// stop: then not every task has run.
+// Runs f(i) for i in [0, n) as tasks of the context's framework, or one after the other where there is one
+// task. Throws RunStopped when the run was asked to stop: then not every f(i) has run.
 template <class F>
 void parallel_for(const ParallelContext& parallel, u64 n, F&& f) {
     if (n == 0) return;
     if (n == 1 || parallel.tds < 2) {
-        for (u64 i = 0; i < n; i++) f(i);
-        return;
+        for (u64 i = 0; i < n; i++) {
+            parallel.poll();
+            f(i);
+        }
+        return parallel.poll();
     }
     struct Action final : BasicAction {
-        explicit Action(std::remove_reference_t<F>& f) : f(f) {}
+        Action(const ParallelContext& parallel, std::remove_reference_t<F>& f) : parallel(parallel), f(f) {}
         void run(u64 index) override {
-            run_unless_stopped([&] { f(index); });
+            run_unless_stopped([&] {
+                parallel.poll();
+                f(index);
+            });
         }
+        const ParallelContext& parallel;
         std::remove_reference_t<F>& f;
-    } action(f);
+    } action(parallel, f);
     parallel.framework->run_in_parallel(action, 0, n);
     parallel.poll();
 }
 
+// A task that runs f(), unless the run was asked to stop before it began.
+template <class F>
+class StoppableAction final : public BasicAction {
+  public:
+    StoppableAction(const ParallelContext& parallel, F& f) : parallel_(parallel), f_(f) {}
+    void run(u64) override {
+        run_unless_stopped([&] {
+            parallel_.poll();
+            f_();
+        });
+    }
+
+  private:
+    const ParallelContext& parallel_;
+    F& f_;
+};
+
 // Runs a() and b() as a two-way fork-join. Throws RunStopped as above.
 template <class A, class B>
 void fork_join(const ParallelContext& parallel, A&& a, B&& b) {
-    struct ActionA final : BasicAction {
-        explicit ActionA(std::remove_reference_t<A>& f) : f(f) {}
-        void run(u64) override { run_unless_stopped(f); }
-        std::remove_reference_t<A>& f;
-    } action_a(a);
-    struct ActionB final : BasicAction {
-        explicit ActionB(std::remove_reference_t<B>& f) : f(f) {}
-        void run(u64) override { run_unless_stopped(f); }
-        std::remove_reference_t<B>& f;
-    } action_b(b);
+    StoppableAction<std::remove_reference_t<A>> action_a(parallel, a);
+    StoppableAction<std::remove_reference_t<B>> action_b(parallel, b);
     parallel.framework->run_in_parallel(action_a, action_b);
     parallel.poll();
 }

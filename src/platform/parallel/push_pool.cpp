@@ -21,13 +21,13 @@ PushPoolWorker::~PushPoolWorker() {
     thread_.join();
 }
 
-void PushPoolWorker::start(u64 thread_group, const Task* first) {
+void PushPoolWorker::start(u64 thread_group, Warnings& warnings, const Task* first) {
     if (first) {
         task_ = *first;
     } else {
         state_.store(idle, std::memory_order_relaxed);
     }
-    thread_ = std::thread([this, thread_group] { run_thread(thread_group); });
+    thread_ = std::thread([this, thread_group, &warnings] { run_thread(thread_group, warnings); });
 }
 
 bool PushPoolWorker::try_push(const Task& task) {
@@ -45,9 +45,9 @@ bool PushPoolWorker::try_push(const Task& task) {
     return true;
 }
 
-void PushPoolWorker::run_thread(u64 thread_group) {
+void PushPoolWorker::run_thread(u64 thread_group, Warnings& warnings) {
     os::use_crash_stack();
-    set_thread_group(thread_group);
+    warnings.add(set_thread_group(thread_group));
     while (true) {
         os::SpinWait spin;
         u32 state;
@@ -93,7 +93,7 @@ bool PushPool::add_worker(const PushPoolWorker::Task* first) {
             segments_[segment] =
                 std::make_unique<PushPoolWorker[]>(segment == 0 ? 1 : u64(1) << (segment - 1));
         }
-        worker(i).start(settings_.base_group + i + 1, first);
+        worker(i).start(settings_.base_group + i + 1, settings_.warnings, first);
     } catch (const std::exception&) {  // no thread, no memory
         return false;
     }

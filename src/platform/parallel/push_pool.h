@@ -30,7 +30,8 @@ class alignas(64) PushPoolWorker {
     PushPoolWorker& operator=(const PushPoolWorker&) = delete;
 
     // Starts the thread, with a first task or without. Throws the system's error.
-    void start(u64 thread_group, const Task* first);
+    // warnings: of the framework; it outlives the thread.
+    void start(u64 thread_group, Warnings& warnings, const Task* first);
 
     bool is_awake_and_idle() const { return state_.load(std::memory_order_relaxed) == idle; }
     bool is_asleep() const { return state_.load(std::memory_order_relaxed) == asleep; }
@@ -46,7 +47,7 @@ class alignas(64) PushPoolWorker {
         ended,
     };
 
-    void run_thread(u64 thread_group);
+    void run_thread(u64 thread_group, Warnings& warnings);
     void run_task();
 
     std::atomic<u32> state_{loaded};
@@ -64,6 +65,7 @@ class PushPool {
         bool start_all_at_once;  // at the first offer; otherwise one at a time as offers find nobody
         bool randomize;          // where a walk over the workers begins
         u64 base_group;          // processor group of the creator
+        Warnings& warnings;      // of the framework
     };
 
     explicit PushPool(const Settings& settings) : settings_(settings) {}

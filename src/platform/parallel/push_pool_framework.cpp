@@ -10,17 +10,19 @@
 namespace trel {
 namespace {
 
-PushPool::Settings pool_settings(u64 worker_threads, bool randomize) {
+PushPool::Settings pool_settings(u64 worker_threads, bool randomize, Warnings& warnings) {
     const u64 group = os::current_processor_group();
-    if (worker_threads == 0) return {2 * u64(os::usable_processor_count()) - 1, false, randomize, group};
+    if (worker_threads == 0)
+        return {2 * u64(os::usable_processor_count()) - 1, false, randomize, group, warnings};
     // All of them are started at once, and every one that the system gives is one that others lack.
-    return {std::min(worker_threads, most_pool_threads()) - 1, true, randomize, group};
+    return {std::min(worker_threads, most_pool_threads()) - 1, true, randomize, group, warnings};
 }
 
 }  // namespace
 
 PushPoolFramework::PushPoolFramework(u64 worker_threads, bool randomize, u64 max_sequential_dispatch)
-    : BoundedParallelizer(max_sequential_dispatch), pool_(pool_settings(worker_threads, randomize)) {}
+    : BoundedParallelizer(max_sequential_dispatch),
+      pool_(pool_settings(worker_threads, randomize, warnings())) {}
 
 void PushPoolFramework::run_flat(BasicAction& action, u64 begin, u64 end) {
     os::JoinCounter join;

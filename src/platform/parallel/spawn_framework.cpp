@@ -11,9 +11,9 @@ namespace {
 
 constexpr u64 kHandlesInFrame = 15;
 
-std::thread start_task(BasicAction& action, u64 index, u64 worker) {
-    return std::thread([&action, index, worker] {
-        set_thread_group(worker + 1);
+std::thread start_task(BasicAction& action, u64 index, u64 worker, Warnings& warnings) {
+    return std::thread([&action, index, worker, &warnings] {
+        warnings.add(set_thread_group(worker + 1));
         run_guarded(action, index);
     });
 }
@@ -21,7 +21,7 @@ std::thread start_task(BasicAction& action, u64 index, u64 worker) {
 // Waits for the started threads, last first, also when the caller's own task or the start of a thread throws.
 class Joiner {
   public:
-    explicit Joiner(std::thread* handles) : handles_(handles) {}
+    Joiner(std::thread* handles, Warnings& warnings) : handles_(handles), warnings_(warnings) {}
     ~Joiner() {
         while (started_ > 0) handles_[--started_].join();
     }
@@ -29,12 +29,13 @@ class Joiner {
     Joiner& operator=(const Joiner&) = delete;
 
     void start(BasicAction& action, u64 index) {
-        handles_[started_] = start_task(action, index, started_);
+        handles_[started_] = start_task(action, index, started_, warnings_);
         started_++;
     }
 
   private:
     std::thread* handles_;
+    Warnings& warnings_;
     u64 started_ = 0;
 };
 
@@ -45,14 +46,14 @@ void SpawnFramework::run_flat(BasicAction& action, u64 begin, u64 end) {
     std::thread in_frame[kHandlesInFrame];
     std::unique_ptr<std::thread[]> on_heap;
     if (n_started > kHandlesInFrame) on_heap = std::make_unique<std::thread[]>(n_started);
-    Joiner joiner(on_heap ? on_heap.get() : in_frame);
+    Joiner joiner(on_heap ? on_heap.get() : in_frame, warnings());
     for (u64 i = begin; i < end - 1; i++) joiner.start(action, i);
     action.run(end - 1);
 }
 
 void SpawnFramework::run_in_parallel(BasicAction& a, BasicAction& b) {
     std::thread handle;
-    Joiner joiner(&handle);
+    Joiner joiner(&handle, warnings());
     joiner.start(b, 0);
     a.run(0);
 }

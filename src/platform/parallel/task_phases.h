@@ -69,6 +69,8 @@ constexpr u64 kMaxPhaseTasks = 64;
 // work on neighbouring items, which lie beside each other in memory: their processors would fetch each
 // other's lines in advance for nothing.
 //
+// Throws RunStopped when the run was asked to stop; with one task also between two phases.
+//
 // Works with any framework: a task that finds no item left waits only for items that another task is running
 // already, so it does not matter whether the tasks run at the same time or one after the other.
 template <class Items, class F>
@@ -80,9 +82,10 @@ void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&
     }
     if (tasks < 2 || parallel.tds < 2) {
         for (u32 k = 0; k < n_phases; k++) {
+            parallel.poll();
             for (u64 i = 0; i < items(k); i++) f(0, k, i);
         }
-        return;
+        return parallel.poll();
     }
     struct Phase {
         std::atomic<u64> taken[kMaxPhaseTasks] = {};  // items of each task's run

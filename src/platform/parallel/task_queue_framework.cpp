@@ -9,8 +9,8 @@
 namespace trel {
 
 TaskQueueFramework::TaskQueueFramework(u64 worker_threads)
-    : queue_(worker_threads, [base = u64(os::current_processor_group())](u64 worker) {
-          set_thread_group(base + worker + 1);
+    : queue_(worker_threads, [this, base = u64(os::current_processor_group())](u64 worker) {
+          warnings().add(set_thread_group(base + worker + 1));
       }) {}
 
 void TaskQueueFramework::run_in_parallel(BasicAction& action, u64 begin, u64 end) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/one_shot_warning.h"
 #include "os/affinity.h"
@@ -18,9 +17,19 @@ os::OsError processors_of_group(u64 group, std::vector<u32>& processors) {
     return os::get_group_processors(static_cast<u32>(group), processors);
 }
 
-void print_suppression() {
-    Console::print_line("Further messages of this message will be suppressed.", 'R');
-    Console::set_color('w');
+using Lines = std::vector<Warnings::Line>;
+
+Warnings::Line raised(std::string text) {
+    return {std::move(text), ' ', true};
+}
+
+// What is behind the first line of a report.
+Warnings::Line red(std::string text) {
+    return {std::move(text), 'R'};
+}
+
+Warnings::Line suppression() {
+    return red("Further messages of this message will be suppressed.");
 }
 
 }  // namespace
@@ -36,8 +45,9 @@ os::ThreadPriority thread_priority_of(int level) {
     return kLevels[std::clamp(level, -3, 3) + 3];
 }
 
-void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
-    if (set(thread_priority_of(level))) Console::error_line("Warning: Unable to set thread priority.");
+Lines set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
+    if (!set(thread_priority_of(level))) return {};
+    return {raised("Warning: Unable to set thread priority.")};
 }
 
 const ThreadGroupCalls& ThreadGroupCalls::of_this_machine() {
@@ -47,41 +57,41 @@ const ThreadGroupCalls& ThreadGroupCalls::of_this_machine() {
     return calls;
 }
 
-void set_thread_group(u64 index, const ThreadGroupCalls& calls) {
+Lines set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     const u64 groups = calls.group_count();
-    if (groups <= 1) return;
+    if (groups <= 1) return {};
     const u64 group = index % groups;
     std::vector<u32> wanted;
     const os::OsError asking = calls.processors(group, wanted);
     if (wanted.empty()) {
-        if (!group_warning.first_time()) return;
-        Console::error_line("GetActiveProcessorCount() returned zero.", true);
-        Console::labelled_line("Error Code", std::to_string(asking.code));
-        print_suppression();
-        return;
+        if (!group_warning.first_time()) return {};
+        return {raised("GetActiveProcessorCount() returned zero."),
+                red("Error Code: " + std::to_string(asking.code)), suppression()};
     }
     std::vector<u32> actual;
     // The usual case for a new thread, which inherits the processors of its creator: a set call would cost as
     // much as half its creation.
     const auto is_there = [&] { return calls.current_group() == group && actual == wanted; };
-    if (!calls.get_affinity(actual) && is_there()) return;
+    if (!calls.get_affinity(actual) && is_there()) return {};
     const os::OsError setting = calls.set_affinity(wanted);
     const os::OsError reading = setting ? os::OsError{} : calls.get_affinity(actual);
-    if (!setting && !reading && is_there()) return;
-    if (!group_warning.first_time()) return;
+    if (!setting && !reading && is_there()) return {};
+    if (!group_warning.first_time()) return {};
     const u32 code = setting ? setting.code : reading.code;
-    Console::error_line("Warning: Unable to set processor group affinity: " + std::to_string(code), true);
+    Lines lines{raised("Warning: Unable to set processor group affinity: " + std::to_string(code))};
     if (!setting) {
-        Console::labelled_line("Expected Group", std::to_string(group));
-        Console::labelled_line("Expected Mask ", Console::format_list(wanted));
-        Console::labelled_line("Actual Group  ", std::to_string(calls.current_group()));
-        Console::labelled_line("Actual Mask   ", Console::format_list(actual));
+        lines.push_back(red("Expected Group: " + std::to_string(group)));
+        lines.push_back(red("Expected Mask : " + Console::format_list(wanted)));
+        lines.push_back(red("Actual Group  : " + std::to_string(calls.current_group())));
+        lines.push_back(red("Actual Mask   : " + Console::format_list(actual)));
     }
-    print_suppression();
+    lines.push_back(suppression());
+    return lines;
 }
 
-void set_thread_affinity(const std::vector<u32>& processors) {
-    if (os::set_thread_affinity(processors)) Console::error_line("Failed to set thread affinity.");
+Lines set_thread_affinity(const std::vector<u32>& processors) {
+    if (!os::set_thread_affinity(processors)) return {};
+    return {raised("Failed to set thread affinity.")};
 }
 
 }  // namespace trel

@@ -1,9 +1,10 @@
-// Priority and processors of the calling thread, as settings and frameworks ask for them. Failures are
-// warnings.
+// Priority and processors of the calling thread, as settings and frameworks ask for them. A failure is not
+// an error: each function returns the lines of its warning, or none.
 #pragma once
 
 #include <vector>
 
+#include "base/status/warnings.h"
 #include "os/thread.h"
 #include "os/types.h"
 
@@ -11,9 +12,10 @@ namespace trel {
 
 // level -3 (idle) ... 0 (normal) ... 3 (time critical); lower and higher levels are -3 and 3.
 os::ThreadPriority thread_priority_of(int level);
-// Prints "Warning: Unable to set thread priority." when the system refuses. `set` stands in for the system's
-// call in tests, as the calls below do.
-void set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority) = os::set_current_thread_priority);
+// "Warning: Unable to set thread priority." when the system refuses. `set` stands in for the system's call in
+// tests, as the calls below do.
+std::vector<Warnings::Line> set_thread_priority(
+    int level, os::OsError (*set)(os::ThreadPriority) = os::set_current_thread_priority);
 
 // The system calls behind set_thread_group().
 struct ThreadGroupCalls {
@@ -31,12 +33,13 @@ u64 most_pool_threads();
 
 // With one group there is nothing to place, and a thread stays where its creator, or somebody from outside,
 // has put it. Otherwise: puts the calling thread on the whole processor group index mod (number of groups)
-// and checks that it is there. A failure is reported once per process. Worker number i of a set of threads
+// and checks that it is there. A failure is told once per process. Worker number i of a set of threads
 // whose creator was given the base b passes b + i + 1, so that successive threads fill successive groups.
-void set_thread_group(u64 index, const ThreadGroupCalls& calls = ThreadGroupCalls::of_this_machine());
+std::vector<Warnings::Line> set_thread_group(
+    u64 index, const ThreadGroupCalls& calls = ThreadGroupCalls::of_this_machine());
 
-// Puts the calling thread on the processors given (the system's numbers, ascending); prints "Failed to set
-// thread affinity.".
-void set_thread_affinity(const std::vector<u32>& processors);
+// Puts the calling thread on the processors given (the system's numbers, ascending), or "Failed to set thread
+// affinity.".
+std::vector<Warnings::Line> set_thread_affinity(const std::vector<u32>& processors);
 
 }  // namespace trel

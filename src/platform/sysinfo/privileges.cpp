@@ -4,21 +4,23 @@
 
 namespace trel {
 
-bool acquire_privilege(const std::string& name, os::PrivilegeResult (*acquire)(const std::string&)) {
+bool acquire_privilege(const std::string& name, std::vector<Warnings::Line>& warnings,
+                       os::PrivilegeResult (*acquire)(const std::string&)) {
+    const auto warn = [&](const char* text) { warnings.push_back({text, ' ', true}); };
     const os::PrivilegeResult result = acquire(name);
     switch (result.failure) {
         case os::PrivilegeFailure::lookup:
-            Console::error_line("LookupPrivilegeValue error");
+            warn("LookupPrivilegeValue error");
             break;
         case os::PrivilegeFailure::adjust:
-            Console::error_line("AdjustTokenPrivileges error");
+            warn("AdjustTokenPrivileges error");
             break;
         case os::PrivilegeFailure::none:
         case os::PrivilegeFailure::token:
         case os::PrivilegeFailure::not_held:
             break;
     }
-    if (result.close_failed) Console::error_line("Unable to close handle");
+    if (result.close_failed) warn("Unable to close handle");
     return result.held();
 }
 

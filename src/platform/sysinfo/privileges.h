@@ -2,7 +2,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "base/status/warnings.h"
 #include "os/privilege.h"
 
 namespace trel {
@@ -12,10 +14,10 @@ namespace trel {
 inline constexpr const char* kLockMemoryPrivilege = "SeLockMemoryPrivilege";
 inline constexpr const char* kManageVolumePrivilege = "SeManageVolumePrivilege";
 
-// Enables the privilege for the rest of the process; false when that does not succeed. Prints an error line
+// Enables the privilege for the rest of the process; false when that does not succeed. `warnings` gets a line
 // when the system does not know the name or refuses the change; an account that merely lacks the right is
 // reported by the caller. `acquire` stands in for the system's call in tests. Any thread.
-bool acquire_privilege(const std::string& name,
+bool acquire_privilege(const std::string& name, std::vector<Warnings::Line>& warnings,
                        os::PrivilegeResult (*acquire)(const std::string&) = os::acquire_privilege);
 
 // What menus warn with when swap mode is chosen without the privilege it needs.

@@ -5,6 +5,7 @@
 
 #include "app/session/memory_plan.h"
 #include "app/settings/compute_settings_object.h"
+#include "base/config/parser.h"
 #include "base/console/format.h"
 #include "support/capture_console.h"
 
@@ -53,6 +54,21 @@ TEST(ComputeQueryTest, WarningsAndErrors) {
     // What the machine does not tell is not held against the settings.
     answer = query_compute_settings(settings, {});
     EXPECT_EQ(texts(*answer, "Warnings") + texts(*answer, "Errors"), "");
+}
+
+// What loading had to correct is among the warnings, and nothing is printed.
+TEST(ComputeQueryTest, CorrectedSettings) {
+    const CaptureConsole console;
+    std::string text = save_compute_settings(ComputeSettings())->to_acfg();
+    text.replace(text.find("50000000"), 8, "7");
+    text.replace(text.find("DigitsPerFile : 0"), 17, "DigitsPerFile : 5");
+    std::vector<std::string> warnings;
+    const ComputeSettings settings =
+        load_compute_settings(trel::Config::parse_acfg(text)->as<Object>(), warnings);
+    EXPECT_EQ(texts(*query_compute_settings(settings, {}, warnings), "Warnings"),
+              "Precision below minimum. Adjusting to minimum. That is 100 decimal digits.;"
+              "Digits per file below minimum: Disabling compression.;");
+    EXPECT_EQ(console.text(), "");
 }
 
 }  // namespace

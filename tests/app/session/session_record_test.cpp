@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "app/session/normal_float_session_b.h"
-#include "base/command_line/console_settings.h"
 #include "platform/sysinfo/system_record.h"
 #include "support/capture_console.h"
 
@@ -11,17 +10,14 @@ namespace {
 
 // The serial number that a small run records.
 std::string recorded_serial(bool include_pii) {
-    trel::CommandLine::ConsoleSettings& settings = trel::CommandLine::console_settings();
-    const trel::CommandLine::ConsoleSettings before = settings;
-    settings.include_pii = include_pii;
     CaptureConsole console;
     ComputeSettings custom;
     custom.set_decimal_digits(100);
     custom.output_enable = false;
-    NormalFloatSessionB session(std::move(custom), trel::null_status());
-    const std::string serial = session.run().system.board_serial;
-    settings = before;
-    return serial;
+    RunEnvironment environment;
+    environment.include_pii = include_pii;
+    NormalFloatSessionB session(std::move(custom), trel::null_status(), nullptr, environment);
+    return session.run().system.board_serial;
 }
 
 TEST(SessionRecordTest, TheSerialNumberIsOptIn) {

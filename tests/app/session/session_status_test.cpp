@@ -9,6 +9,9 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
+#include "platform/memory/fake_machine.h"
+#include "platform/memory/interleave_allocator.h"
+#include "platform/memory/node_workers.h"
 #include "support/capture_console.h"
 #include "support/temporary_folder.h"
 
@@ -186,6 +189,84 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
     }
 }
 
+// What the allocators and the threads have to tell is in the run's report, too.
+TEST(SessionStatusTest, AnotherAllocatorReportsThroughTheStatus) {
+    const TemporaryFolder folder;
+    FakeMachine machine;
+    machine.nodes = {{0, {{0}}}, {1, {{1}}}};
+    machine.all_processors = {0, 1};
+    machine.privilege = false;
+    machine.lockable = 4096;
+    machine.full_nodes = {1};
+    const trel::MemoryCalls calls = machine.calls();
+    const trel::NumaMap map(calls);
+    trel::NodeWorkers workers;
+    auto allocator = std::make_unique<trel::InterleaveConfig>(calls, map, workers);
+    allocator->locked_pages.set("attempt");
+    ComputeSettings settings = settings_for(2000, folder.file("out"));
+    settings.allocator = std::move(allocator);
+
+    CaptureConsole console;
+    LineRecorder recorder;
+    NormalFloatSessionB session(std::move(settings), recorder);
+    const std::string log = session.run().event_log;
+    EXPECT_EQ(console.take(), "");
+    // Once, before the line of the memory.
+    const std::size_t advice = recorder.text.find("Unable to acquire the permission, ");
+    ASSERT_NE(advice, std::string::npos) << recorder.text;
+    EXPECT_EQ(recorder.text.find("Unable to acquire the permission, ", advice + 1), std::string::npos);
+    EXPECT_LT(advice, recorder.text.find("Working Memory: "));
+    EXPECT_NE(recorder.text.find("Memory allocation errors detected. Possible performance degradation."),
+              std::string::npos);
+    EXPECT_NE(log.find("Allocation Error: Thread 1 VirtualAllocExNuma() error 12"), std::string::npos) << log;
+}
+
+// What the threads of a framework warn of comes out between two phases.
+TEST(SessionStatusTest, WarningsOfTheFrameworkAreReported) {
+    class Warning final : public trel::FrameworkConfig {
+      public:
+        std::string name() const override { return "none"; }
+        std::string display_name() const override { return "None"; }
+        std::unique_ptr<trel::BasicParallelizer> make_framework() const override {
+            auto framework = trel::make_default_framework_config("none")->make_framework();
+            framework->warnings().add({{"of a thread", ' ', true}});
+            return framework;
+        }
+        std::unique_ptr<trel::FrameworkConfig> clone() const override { return std::make_unique<Warning>(); }
+    };
+    CaptureConsole console;
+    LineRecorder recorder;
+    ComputeSettings settings = settings_for(1000, "");
+    settings.output_enable = false;
+    settings.parallelism.framework = std::make_unique<Warning>();
+    NormalFloatSessionB(std::move(settings), recorder).run();
+    EXPECT_NE(recorder.text.find("\nof a thread\n"), std::string::npos) << recorder.text;
+    EXPECT_EQ(recorder.text.find("of a thread"), recorder.text.rfind("of a thread"));
+    EXPECT_EQ(console.take(), "");
+}
+
+// A run that is too large ends itself and not the process.
+TEST(SessionStatusTest, ARunBeyondTheAddressSpaceLeavesRoomForAnother) {
+    const TemporaryFolder folder;
+    CaptureConsole console;
+    RunEnvironment machine;
+    machine.memory_status = [] { return trel::os::MemoryStatus{1000, 600, 1000000}; };
+    LineRecorder first, second;
+    NormalFloatSessionB large(settings_for(1000, folder.file("out")), first, nullptr, machine);
+    try {
+        large.run();
+        ADD_FAILURE() << "not refused";
+    } catch (const trel::RunError& e) {
+        EXPECT_STREQ(e.what(), "Insufficient Address Space");
+    }
+    EXPECT_EQ(first.text, "");
+    EXPECT_TRUE(large.files().kept().empty());
+    EXPECT_EQ(console.take(), "");
+
+    NormalFloatSessionB(settings_for(1000, folder.file("out")), second).run();
+    EXPECT_EQ(folder.read("out/Pi - Dec - Chudnovsky.txt").size(), 1002U);
+}
+
 TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
     const TemporaryFolder folder;
     CaptureConsole console;
@@ -200,19 +281,23 @@ TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
         std::filesystem::remove_all(folder.file("out"));
         LineRecorder recorder;
         NormalFloatSessionB session(settings_for(200000, folder.file("out")), recorder);
-        int left = at;
+        int seen = 0;
         recorder.stop_at_frame = [&] {
-            if (--left == 0) session.request_stop();
+            if (++seen == at) session.request_stop();
         };
         try {
             session.run();
-            EXPECT_GT(at, frames / 2) << "not stopped";
+            // There is no work behind the last two.
+            EXPECT_GT(at, frames - 2) << "not stopped";
             EXPECT_EQ(session.files().kept(),
                       (std::vector<std::string>{folder.file("out") + "/Pi - Dec - Chudnovsky.txt"}));
         } catch (const trel::RunStopped&) {
             for (const std::string& path : session.files().kept()) EXPECT_TRUE(std::filesystem::exists(path));
             EXPECT_FALSE(std::filesystem::exists(folder.file("out/Pi - Dec - Chudnovsky.txt")));
         }
+        // Little follows: a recursion goes down to its leaf, with a frame a level, before it works and looks.
+        constexpr int kLevels = 12;
+        EXPECT_LE(seen, at + kLevels) << "of " << frames;
     }
 }
 

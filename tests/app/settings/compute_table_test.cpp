@@ -177,7 +177,8 @@ TEST(ComputeTable, AnAddedRowIsWrittenAndReadBack) {
     const auto load = [&](std::string from, const std::string& to) {
         std::string changed = text;
         if (!from.empty()) changed.replace(changed.find(from), from.size(), to);
-        return load_compute_settings(trel::Config::parse_acfg(changed)->as<Object>(), added.table);
+        std::vector<std::string> warnings;
+        return load_compute_settings(trel::Config::parse_acfg(changed)->as<Object>(), warnings, added.table);
     };
     EXPECT_EQ(acfg(load("", ""), added.table), text);
     EXPECT_EQ(added.value, "sour");

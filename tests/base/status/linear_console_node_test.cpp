@@ -385,6 +385,31 @@ TEST(LinearConsole, AFatalErrorEndsTheProgram) {
         testing::ExitedWithCode(1), "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
 }
 
+TEST(LinearConsole, AsksTheUser) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(79, 1.0);
+    node.push_node({'w', "frame"});
+    node.refresh(true);
+    (void)console.take();
+    console.type({"an answer", ""});
+    EXPECT_EQ(node.ask("What?\nAnswer: "), std::optional<std::string>("an answer"));
+    // The progress line is out of the way, and comes back.
+    EXPECT_EQ(console.take(), "\r" + std::string(79, ' ') + "\rWhat?\nAnswer: ");
+    EXPECT_EQ(node.ask("?"), std::optional<std::string>(""));
+    (void)console.take();
+    EXPECT_EQ(node.ask("?"), std::nullopt);
+    EXPECT_EQ(console.take(), "?\n");
+    node.refresh(true);
+    EXPECT_NE(console.take().find("frame"), std::string::npos);
+    node.pop_frame();
+}
+
+// Output that is redirected is read by nobody who could answer.
+TEST(LinearConsole, IsNotAttendedWithoutATerminal) {
+    const CaptureConsole console;
+    EXPECT_FALSE(LinearConsoleNode(79, 1.0).attended());
+}
+
 TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
     CaptureConsole console(CaptureConsole::terminal);
     Status& status = null_status();

@@ -144,6 +144,8 @@ TEST(CatalogTest, ArgumentsReachTheConstant) {
     EXPECT_EQ(two.catalog.tokens(), (std::vector<std::string>{"tenths", "n/10"}));
     EXPECT_EQ(two.catalog.make("tenths", "25")->name_short(), "25 tenths");
     EXPECT_EQ(two.catalog.make("n/10", "1k")->argument(), std::optional<i64>(1000));
+    EXPECT_EQ(refusal_of([] { make_constant("pi", "5"); }),
+              "InvalidParametersException: The constant \"pi\" takes no argument: 5");
     EXPECT_EQ(refusal_of([&] { two.catalog.make("tenths", ""); }),
               "InvalidParametersException: 0 is out of range.");
     EXPECT_EQ(refusal_of([&] { two.catalog.make("aleph", ""); }),

@@ -21,8 +21,6 @@ TEST(ConstantTest, PiAndItsAlgorithms) {
     EXPECT_EQ(pi->color(), 'G');
     EXPECT_EQ(pi->min_decimal_digits(), 100u);
     EXPECT_EQ(pi->max_decimal_digits(), 1000000000000000u);
-    EXPECT_TRUE(pi->supports(ComputeMode::ram));
-    EXPECT_FALSE(pi->supports(ComputeMode::swap));
     EXPECT_FALSE(pi->argument().has_value());
     EXPECT_EQ(pi->algorithm_short(), "Chudnovsky");
     const struct {

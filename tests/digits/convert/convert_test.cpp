@@ -440,6 +440,50 @@ TEST(ConvertTest, PlacesOfTheValue) {
     }
 }
 
+// Asks the run to stop at a product.
+class StopAtProduct final : public ConvertObserver {
+  public:
+    StopAtProduct(trel::RunMonitor& monitor, int at) : monitor_(monitor), at_(at) {}
+    void product_done(u64, Word*, u64) override {
+        if (++products == at_) monitor_.stop.request();
+    }
+    int products = 0;
+
+  private:
+    trel::RunMonitor& monitor_;
+    const int at_;
+};
+
+// One task as well looks between two products.
+TEST(ConvertTest, AStopEndsTheConversionAtTheNextProduct) {
+    for (const u64 budget : {u64(kNoBudget), u64(0)}) {
+        const u64 n = 1000;
+        const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, budget, 1);
+        std::vector<Word> words = random_fraction(plan.length(n), n), out(n);
+        BigFloat x(words.data(), words.size());
+        x.L = words.size();
+        x.exp = -static_cast<i64>(words.size());
+        const auto products_until = [&](int stop_at) {
+            trel::RunMonitor monitor;
+            StopAtProduct observer(monitor, stop_at);
+            Scratch memory(plan.needs().bytes);
+            const MultiplyContext context{
+                {trel::serial_context().framework, 1, &monitor}, memory.view(), nullptr};
+            try {
+                convert(plan, context, trel::null_status(), out.data(), x,
+                        {.correction = false, .observer = &observer});
+                EXPECT_EQ(stop_at, 0);
+            } catch (const trel::RunStopped&) {
+                EXPECT_NE(stop_at, 0);
+            }
+            return observer.products;
+        };
+        const int all = products_until(0);
+        ASSERT_GT(all, 20);
+        for (const int at : {1, 5, all / 2}) EXPECT_EQ(products_until(at), at) << budget;
+    }
+}
+
 // ---- faults
 
 class Damage final : public ConvertObserver {

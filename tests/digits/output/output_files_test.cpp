@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <filesystem>
 #include <functional>
 
@@ -276,23 +277,46 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
     EXPECT_NE(text.find("Warning, closing incomplete file"), std::string::npos) << text;
 }
 
+// A terminal with these answers.
+class AnsweringTerminal final : public trel::Terminal {
+  public:
+    AnsweringTerminal(bool attended, std::initializer_list<std::string> answers)
+        : answers(answers), attended_(attended) {}
+    void tick() override {}
+    bool dismiss() override { return true; }
+    bool attended() const override { return attended_; }
+    std::optional<std::string> ask(std::string_view question) override {
+        questions.emplace_back(question);
+        if (answers.empty()) return std::nullopt;
+        const std::string answer = answers.front();
+        answers.pop_front();
+        return answer;
+    }
+
+    std::deque<std::string> answers;
+    std::vector<std::string> questions;
+
+  private:
+    const bool attended_;
+};
+
 // A terminal whose input is a file or a pipe: what stands in it is not an answer.
 TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
     const TemporaryFolder folder;
     CaptureConsole console(CaptureConsole::terminal);
+    AnsweringTerminal terminal(false, {folder.file("y")});
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
     FaultyFile disk;
     trel::LinearConsoleNode status(79, 1.0);
-    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.attended = false}, status);
+    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.terminal = &terminal}, status);
     disk.disk_full_after(10000);
-    console.type({folder.file("y")});
     disk.on_wait([&](double seconds) {
         EXPECT_EQ(seconds, 60);
         disk.disk_no_longer_full();
     });
     (void)files.write(run.writer, 10, true);
-    EXPECT_EQ(console.lines_left(), 1U);
+    EXPECT_TRUE(terminal.questions.empty());
     EXPECT_FALSE(folder.has("y"));
     EXPECT_TRUE(folder.has("Pi.txt"));
 }
@@ -351,10 +375,10 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     FaultyFile disk;
     std::filesystem::create_directory(folder.file("a"));
     trel::LinearConsoleNode status(79, 1.0);
-    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.attended = true}, status);
-    disk.disk_full_after(10000);
     // Again; a place that is none; another folder, to which the disk is large enough.
-    console.type({"", folder.file("f/x"), folder.file("b")});
+    AnsweringTerminal terminal(true, {"", folder.file("f/x"), folder.file("b")});
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.terminal = &terminal}, status);
+    disk.disk_full_after(10000);
     int answers = 0;
     disk.on_wait([&](double seconds) {
         EXPECT_EQ(seconds, 1) << "answers may come from a program that never stops";
@@ -367,10 +391,10 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     ASSERT_EQ(files.written().size(), 1U);
     EXPECT_EQ(files.written()[0].path, folder.file("b/Pi.txt"));
     const std::string text = console.take();
-    EXPECT_NE(text.find("The digits are kept in memory. Make room and press Enter to try again, or enter "
-                        "another folder.\nFolder: "),
-              std::string::npos)
-        << text;
+    EXPECT_EQ(terminal.questions,
+              std::vector<std::string>(3,
+                                       "The digits are kept in memory. Make room and press Enter to try "
+                                       "again, or enter another folder.\nFolder: "));
     EXPECT_NE(text.find("Path is not writable."), std::string::npos) << text;
 }
 

@@ -81,7 +81,7 @@ TEST(AllocatorRegistry, NamesAndTexts) {
     const auto& mmap = dynamic_cast<const MmapConfig&>(*config);
     EXPECT_EQ(mmap.large_pages.word(), "attempt");
     EXPECT_EQ(mmap.locked_pages.word(), "attempt");
-    EXPECT_TRUE(make_default_allocator_config("malloc")->acquire_permissions());
+    EXPECT_TRUE(make_default_allocator_config("malloc")->acquire_permissions(serial_context()));
 }
 
 TEST(AllocatorRegistry, SettingsAsAnObject) {
@@ -184,7 +184,7 @@ TEST(MmapAllocator, DisabledFlagsLockNothing) {
     MmapConfig config;
     config.large_pages.set("disabled");
     config.locked_pages.set("disabled");
-    EXPECT_TRUE(config.acquire_permissions());
+    EXPECT_TRUE(config.acquire_permissions(serial_context()));
     u64 size = 100000;
     const auto region = config.allocate(serial_context(), 6, size);
     ASSERT_NE(region->pointer(), nullptr);
@@ -311,7 +311,7 @@ TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
     struct PlainConfig final : AllocatorConfig {
         std::string name() const override { return "plain"; }
         std::string display_name() const override { return "Plain"; }
-        bool acquire_permissions() const override { return true; }
+        bool acquire_permissions(const ParallelContext&) const override { return true; }
         std::unique_ptr<LargeAllocation> allocate(const ParallelContext&, u64, u64& bytes) const override {
             return std::make_unique<Plain>(bytes);
         }

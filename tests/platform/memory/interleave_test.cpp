@@ -1,4 +1,4 @@
-// Memory nodes: the map, the allocator that spreads pages over them, where pages are found.
+// Memory nodes: the allocator that spreads pages over them, where pages are found.
 #include "platform/memory/interleave_allocator.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +16,7 @@
 #include "base/config/parser.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "os/cpu.h"
 #include "os/numa.h"
 #include "os/privilege.h"
@@ -34,21 +35,9 @@ using kalvor_test::message_of;
 
 namespace {
 
-// Two nodes of two processors, as the system numbers them: 0 and 1, 4 and 6.
-void make_two_nodes(FakeMachine& machine) {
-    machine.nodes = {{0, {{0, 1}}}, {1, {{4, 6}}}};
-    machine.all_processors = {0, 1, 4, 6};
-}
-
 // A machine with its map, workers and configuration.
 struct Rig {
-    explicit Rig(FakeMachine& machine)
-        : calls(machine.calls()), map(silent_map(calls)), config(calls, map, workers) {}
-
-    static NumaMap silent_map(const MemoryCalls& calls) {
-        CaptureConsole console;
-        return NumaMap(calls);
-    }
+    explicit Rig(FakeMachine& machine) : calls(machine.calls()), map(calls), config(calls, map, workers) {}
 
     MemoryCalls calls;
     NumaMap map;
@@ -73,77 +62,6 @@ std::string joined(const std::vector<std::string>& lines) {
 }
 
 }  // namespace
-
-TEST(NumaMap, LinesAndLookUp) {
-    FakeMachine machine;
-    make_two_nodes(machine);
-    machine.nodes[12] = {{9, 10, 11, 20}};
-    machine.nodes[3] = {{}};  // only memory
-    machine.all_processors = {0, 1, 4, 6, 9, 10, 11};
-    const MemoryCalls calls = machine.calls();
-    CaptureConsole console;
-    const NumaMap map(calls);
-    EXPECT_EQ(console.take(),
-              "Parsing NUMA -> Core Mappings...\n"
-              "Warning: Skipping invalid KAFFINITY mask.\n"
-              "    Node  0:  0, 1\n"
-              "    Node  1:  2, 3\n"
-              "    Node 12:  4, 5, 6\n");
-    EXPECT_EQ(map.nodes().size(), 3U);
-    EXPECT_EQ(map.core_to_node(0), 0U);
-    EXPECT_EQ(map.core_to_node(3), 1U);
-    EXPECT_EQ(map.core_to_node(6), 12U);
-    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)map.core_to_node(7); }),
-              "core_to_node()|Invalid core id: 7");
-}
-
-TEST(NumaMap, TheWarningIsRed) {
-    FakeMachine machine;
-    machine.nodes = {{0, {{0, 1}}}};
-    const MemoryCalls calls = machine.calls();
-    CaptureConsole console(CaptureConsole::terminal, true);
-    const NumaMap map(calls);
-    EXPECT_EQ(console.text(),
-              "Parsing NUMA -> Core Mappings...\n"
-              "{R}Warning: Skipping invalid KAFFINITY mask.\n{w}    Node  0:  0\n");
-}
-
-// Cores are listed in ascending order, in whatever order a node names its processors.
-TEST(NumaMap, CoresAreInOrder) {
-    FakeMachine machine;
-    machine.nodes = {{0, {{6, 2, 0}}}, {1, {{4}}}};
-    machine.all_processors = {0, 2, 4, 6};
-    const MemoryCalls calls = machine.calls();
-    CaptureConsole console;
-    const NumaMap map(calls);
-    EXPECT_EQ(map.nodes().at(0).cores, (std::vector<u64>{0, 1, 3}));
-    EXPECT_EQ(console.text(), "Parsing NUMA -> Core Mappings...\n    Node  0:  0, 1, 3\n    Node  1:  2\n");
-}
-
-TEST(NumaMap, OfThisMachine) {
-    CaptureConsole console;
-    const NumaMap& map = NumaMap::of_this_machine();
-    ASSERT_FALSE(map.nodes().empty());
-    for (u64 core = 0; core < os::active_processor_count(); core++) {
-        const auto node = map.nodes().find(map.core_to_node(core));
-        ASSERT_NE(node, map.nodes().end());
-    }
-}
-
-TEST(NumaMapDeathTest, ASystemWithoutAnAnswer) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto ask = [] {
-        Console::set_pause_before_fatal_exit(false);
-        print_to_stderr();
-        FakeMachine machine;
-        machine.highest_error = 120;
-        const MemoryCalls calls = machine.calls();
-        const NumaMap map(calls);
-    };
-    EXPECT_EXIT(
-        ask(), ::testing::ExitedWithCode(1),
-        "^Parsing NUMA -> Core Mappings...\nFatal Error: GetNumaHighestNodeNumber\\(\\) failed: 120\n$");
-}
 
 TEST(OsNuma, ReservedPagesAreCommittedOneByOne) {
     const u64 page = os::page_size();
@@ -310,7 +228,7 @@ TEST(Interleave, DefaultNodes) {
     EXPECT_EQ(Rig(machine).config.nodes.numbers, (std::vector<u32>{2, 5}));
     for (auto& [number, node] : machine.nodes) node.available = 0;
     const MemoryCalls calls = machine.calls();
-    const NumaMap map = Rig::silent_map(calls);
+    const NumaMap map(calls);
     NodeWorkers workers;
     CaptureConsole console;
     const InterleaveConfig config(calls, map, workers);
@@ -395,10 +313,10 @@ TEST(Interleave, Permissions) {
     Rig rig(machine);
     CaptureConsole console;
     rig.config.locked_pages.set("disabled");
-    EXPECT_TRUE(rig.config.acquire_permissions());
+    EXPECT_TRUE(rig.config.acquire_permissions(serial_context()));
     EXPECT_EQ(console.take(), "");
     rig.config.locked_pages.set("attempt");
-    EXPECT_FALSE(rig.config.acquire_permissions());
+    EXPECT_FALSE(rig.config.acquire_permissions(serial_context()));
     EXPECT_EQ(console.take(), "");
 }
 
@@ -458,10 +376,14 @@ std::string said_without_the_right(const char* locked, bool privilege) {
     config.large_pages.mode = OptionalFlag::kDisabled;
     if (locked) config.locked_pages.set(locked);
     CaptureConsole console;
+    RunMonitor monitor;
     for (int i = 0; i < 2; i++) {
         u64 size = 2 << 20;
-        (void)config.allocate(serial_context(), 12, size);
+        (void)config.allocate({serial_context().framework, 1, &monitor}, 12, size);
     }
+    EXPECT_EQ(console.take(), "");
+    LinearConsoleNode status(79, 1.0);
+    monitor.warnings.report(status);
     return console.take();
 }
 
@@ -670,10 +592,10 @@ TEST(MmapAllocator, Permissions) {
             config.locked_pages.set(locked);
             const bool needed = config.large_pages.mode != 0 || config.locked_pages.mode != 0;
             machine.privilege = false;
-            EXPECT_EQ(config.acquire_permissions(), !needed);
+            EXPECT_EQ(config.acquire_permissions(serial_context()), !needed);
             EXPECT_EQ(console.take(), "");
             machine.privilege = true;
-            EXPECT_TRUE(config.acquire_permissions());
+            EXPECT_TRUE(config.acquire_permissions(serial_context()));
             EXPECT_EQ(console.take(), "");
         }
     }

@@ -80,15 +80,41 @@ TEST(ParallelContextTest, FewerTasksKeepTheFlag) {
     EXPECT_NO_THROW(serial_context().poll());
 }
 
+// The items need not poll.
 TEST(ParallelContextTest, OneTaskStopsBetweenItsItems) {
     RunMonitor monitor;
     const ParallelContext parallel{serial_context().framework, 1, &monitor};
     int runs = 0;
-    EXPECT_THROW(parallel_for(parallel, 100,
-                              [&](u64) {
-                                  parallel.poll();
-                                  if (++runs == 10) monitor.stop.request();
-                              }),
-                 RunStopped);
+    const auto item = [&](u64) {
+        if (++runs == 10) monitor.stop.request();
+    };
+    EXPECT_THROW(parallel_for(parallel, 100, item), RunStopped);
     EXPECT_EQ(runs, 10);
+}
+
+TEST(ParallelContextTest, OneTaskStopsBehindItsLastItem) {
+    for (const u64 tds : {1, 4}) {
+        RunMonitor monitor;
+        const ParallelContext parallel{serial_context().framework, tds, &monitor};
+        EXPECT_THROW(parallel_for(parallel, 1, [&](u64) { monitor.stop.request(); }), RunStopped);
+    }
+}
+
+TEST(ParallelContextTest, TasksThatHaveNotBegunDoNotBegin) {
+    RunMonitor monitor;
+    const ParallelContext parallel{serial_context().framework, 4, &monitor};
+    int runs = 0;
+    const auto item = [&](u64) {
+        if (++runs == 3) monitor.stop.request();
+    };
+    EXPECT_THROW(parallel_for(parallel, 100, item), RunStopped);
+    EXPECT_EQ(runs, 3);
+
+    RunMonitor other;
+    bool second = false;
+    EXPECT_THROW(
+        fork_join(
+            {serial_context().framework, 2, &other}, [&] { other.stop.request(); }, [&] { second = true; }),
+        RunStopped);
+    EXPECT_FALSE(second);
 }

@@ -10,6 +10,7 @@
 #include "base/config/parser.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "os/affinity.h"
 #include "os/cpu.h"
 #include "platform/parallel/cilk_framework.h"
@@ -435,22 +436,42 @@ TEST(ThreadControl, LevelsOutsideTheRangeAreItsEnds) {
     EXPECT_EQ(thread_priority_of(-7), idle);
 }
 
+namespace {
+
+// The lines as a run's status shows them.
+void report(const std::vector<Warnings::Line>& lines) {
+    LinearConsoleNode status(79, 1.0);
+    Warnings warnings;
+    warnings.add(lines);
+    warnings.report(status);
+}
+std::string reported(const std::vector<Warnings::Line>& lines) {
+    CaptureConsole console;
+    report(lines);
+    return console.take();
+}
+
+}  // namespace
+
 TEST(ThreadControl, RefusedPriority) {
     CaptureConsole console;
-    set_thread_priority(7, [](os::ThreadPriority priority) {
+    const auto lines = set_thread_priority(7, [](os::ThreadPriority priority) {
         EXPECT_EQ(priority, os::ThreadPriority::time_critical);
         return os::OsError{1, os::ErrorCategory::access_denied};
     });
-    EXPECT_EQ(console.text(), "\nWarning: Unable to set thread priority.\n");
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(reported(lines), "\nWarning: Unable to set thread priority.\n");
 }
 
 namespace {
 
-// Prints what two failing calls print, and ends.
+// Prints what two failing calls warn of, and ends.
 void fail_twice(const ThreadGroupCalls& calls, bool colors = false) {
     print_to_stderr(colors);
-    set_thread_group(5, calls);
-    set_thread_group(6, calls);
+    const auto first = set_thread_group(5, calls);
+    const auto second = set_thread_group(6, calls);
+    report(first);
+    report(second);
     std::exit(0);
 }
 
@@ -507,9 +528,10 @@ TEST(ThreadControlDeathTest, FailuresAreRed) {
     const auto success = [](const std::vector<u32>&) { return os::OsError{}; };
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}, true),
                 ::testing::ExitedWithCode(0),
-                "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n"
-                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 3, 4, 5\n"
-                "\\{R\\}Further messages of this message will be suppressed.\n\\{w\\}$");
+                "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n\\{w\\}"
+                "\\{R\\}Expected Group: 2\\{w\\}\n\\{R\\}Expected Mask : 20, 21\\{w\\}\n"
+                "\\{R\\}Actual Group  : 1\\{w\\}\n\\{R\\}Actual Mask   : 3, 4, 5\\{w\\}\n"
+                "\\{R\\}Further messages of this message will be suppressed.\\{w\\}\n$");
 }
 
 // The right processors in the wrong group are wrong.
@@ -524,7 +546,8 @@ TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
                 ::testing::ExitedWithCode(0),
                 "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 20, 21\n");
     CaptureConsole console;
-    set_thread_group(5, {three_groups, list_two_processors, success, as_wanted, group_two});
+    EXPECT_TRUE(
+        set_thread_group(5, {three_groups, list_two_processors, success, as_wanted, group_two}).empty());
     EXPECT_EQ(console.text(), "");
 }
 
@@ -542,7 +565,7 @@ TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
                                  },
                                  [] { return u64(now.empty() ? 0 : now.front() / 10); }};
     for (u64 i = 0; i < 7; i++) {
-        set_thread_group(i, calls);
+        EXPECT_TRUE(set_thread_group(i, calls).empty());
         EXPECT_EQ(now, two_processors(i % 3));
     }
     EXPECT_EQ(console.text(), "");
@@ -566,7 +589,7 @@ TEST(ThreadControl, GroupsHoldAllProcessors) {
 
 TEST(ThreadControl, LoweringThePriorityIsSilent) {
     CaptureConsole console;
-    std::thread([] { set_thread_priority(-2); }).join();
+    std::thread([] { EXPECT_TRUE(set_thread_priority(-2).empty()); }).join();
     EXPECT_EQ(console.text(), "");
 }
 
@@ -589,7 +612,7 @@ TEST(ThreadControl, WithOneGroupNothingIsPlaced) {
                                      return os::OsError{};
                                  },
                                  [] { return u64(0); }};
-    set_thread_group(3, calls);
+    EXPECT_TRUE(set_thread_group(3, calls).empty());
     EXPECT_EQ(calls_made, 0);
     EXPECT_EQ(console.text(), "");
 }
@@ -601,15 +624,14 @@ TEST(ThreadControl, APinnedThread) {
     std::thread([&] {
         std::vector<u32> now;
         const std::vector<u32> pinned{all.back()};
-        set_thread_affinity(pinned);
+        EXPECT_TRUE(set_thread_affinity(pinned).empty());
         EXPECT_FALSE(os::get_thread_affinity(now).failed());
         EXPECT_EQ(now, pinned);
-        set_thread_group(12345);
+        EXPECT_TRUE(set_thread_group(12345).empty());
         EXPECT_FALSE(os::get_thread_affinity(now).failed());
         EXPECT_EQ(now, os::processor_group_count() == 1 ? pinned : group);
+        EXPECT_EQ(reported(set_thread_affinity({})), "\nFailed to set thread affinity.\n");
         EXPECT_EQ(console.take(), "");
-        set_thread_affinity({});
-        EXPECT_EQ(console.take(), "\nFailed to set thread affinity.\n");
     }).join();
 }
 

@@ -70,6 +70,25 @@ TEST(TaskPhasesTest, SleepersAreWoken) {
     for (u32 i = 0; i < 5; i++) check_phases({thread_framework(), 3}, 3, 3000);
 }
 
+// With one task no phase begins after a stop, and a stop in the last one is seen as well.
+TEST(TaskPhasesTest, OneTaskStopsBetweenItsPhases) {
+    for (const u32 last : {0u, 2u}) {
+        RunMonitor monitor;
+        const ParallelContext parallel{serial_context().framework, 1, &monitor};
+        u64 runs = 0;
+        const auto run = [&] {
+            run_phases(
+                parallel, 1, 3, [](u32) noexcept { return u64(5); },
+                [&](u64, u32 phase, u64 i) noexcept {
+                    runs++;
+                    if (phase == last && i == 0) monitor.stop.request();
+                });
+        };
+        EXPECT_THROW(run(), RunStopped);
+        EXPECT_EQ(runs, 5 * (last + 1));
+    }
+}
+
 TEST(TaskPhasesDeathTest, TooManyPhasesOrTasksEndTheProcess) {
     const auto none = [](u32) noexcept { return u64(0); };
     const auto nothing = [](u64, u32, u64) noexcept {};

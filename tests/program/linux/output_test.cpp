@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "support/run_program.h"
@@ -40,6 +41,32 @@ TEST(OutputTest, ALongerFileIsKeptUnlessToldOtherwise) {
     EXPECT_EQ(run_in(folder, {"custom", "pi", "-dec:1000", "-overwrite:1"}).exit_code, 0);
     EXPECT_EQ(read_file(folder / kFile), longer.substr(0, 1002));
     EXPECT_EQ(folder.files(), std::vector<std::string>{kFile});
+}
+
+// A run that writes nothing looks at no folder, however it is started.
+TEST(OutputTest, WithoutDigitFilesNoFolderIsLookedAt) {
+    const TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    options.folder = "/proc";  // takes no files, not even from the administrator
+    for (const bool output : {false, true}) {
+        std::ofstream(folder / "a.cfg")
+            << "{ Action : \"CustomCompute\" CustomCompute : {"
+               " Constant : { Constant : \"pi\" Algorithm : \"chudnovsky\" }"
+               " ComputeSize : { DecimalDigits : 1000 EnableHexDigits : \"false\" }"
+               " Output : { Path : \"\" OutputEnable : \""
+            << (output ? "true" : "false")
+            << "\" DigitsPerFile : 0 } OutputVerify : \"true\" Mode : \"ram\""
+               " Parallelism : { TaskDecomposition : 1 Framework : \"none\" }"
+               " Allocator : { Allocator : \"malloc\" } } }";
+        const ProgramRun config = kalvor_test::run_kalvor(
+            {"pause:-2", "skip-warnings", "config", std::filesystem::absolute(folder / "a.cfg").string()},
+            options);
+        EXPECT_EQ(config.exit_code, output ? 1 : 0) << config.out << config.err;
+        EXPECT_EQ(says(config, "Path is not writable."), output) << config.out << config.err;
+        const ProgramRun custom = kalvor_test::run_kalvor(
+            {"pause:-2", "custom", "pi", "-dec:1000", output ? "-od:1" : "-od:0"}, options);
+        EXPECT_EQ(custom.exit_code, config.exit_code) << custom.out << custom.err;
+    }
 }
 
 TEST(OutputTest, AFileThatAnotherRunHoldsIsRefusedBeforeTheComputation) {

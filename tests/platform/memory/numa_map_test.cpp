@@ -1,0 +1,119 @@
+// The map of memory nodes: what it says, and when it is shown.
+#include "platform/memory/numa_map.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "base/errors/exceptions.h"
+#include "os/cpu.h"
+#include "platform/memory/fake_machine.h"
+#include "platform/memory/interleave_allocator.h"
+#include "support/capture_console.h"
+#include "support/message_of.h"
+
+using namespace trel;
+using kalvor_test::message_of;
+
+namespace {
+
+std::string lines_of(const NumaMap& map) {
+    std::string text;
+    for (const Warnings::Line& line : map.lines()) text += line.text + "\n";
+    return text;
+}
+
+}  // namespace
+
+TEST(NumaMap, LinesAndLookUp) {
+    FakeMachine machine;
+    make_two_nodes(machine);
+    machine.nodes[12] = {{9, 10, 11, 20}};
+    machine.nodes[3] = {{}};  // only memory
+    machine.all_processors = {0, 1, 4, 6, 9, 10, 11};
+    const MemoryCalls calls = machine.calls();
+    CaptureConsole console;
+    const NumaMap map(calls);
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(lines_of(map),
+              "Parsing NUMA -> Core Mappings...\n"
+              "Warning: Skipping invalid KAFFINITY mask.\n"
+              "    Node  0:  0, 1\n"
+              "    Node  1:  2, 3\n"
+              "    Node 12:  4, 5, 6\n");
+    EXPECT_EQ(map.nodes().size(), 3U);
+    EXPECT_EQ(map.core_to_node(0), 0U);
+    EXPECT_EQ(map.core_to_node(3), 1U);
+    EXPECT_EQ(map.core_to_node(6), 12U);
+    EXPECT_EQ(message_of<InvalidParametersException>([&] { (void)map.core_to_node(7); }),
+              "core_to_node()|Invalid core id: 7");
+}
+
+TEST(NumaMap, TheWarningIsRed) {
+    FakeMachine machine;
+    machine.nodes = {{0, {{0, 1}}}};
+    const MemoryCalls calls = machine.calls();
+    const NumaMap map(calls);
+    std::string colors;
+    for (const Warnings::Line& line : map.lines()) colors += line.color;
+    EXPECT_EQ(lines_of(map),
+              "Parsing NUMA -> Core Mappings...\nWarning: Skipping invalid KAFFINITY mask.\n    Node  0:  "
+              "0\n");
+    EXPECT_EQ(colors, " R ");
+}
+
+// Cores are listed in ascending order, in whatever order a node names its processors.
+TEST(NumaMap, CoresAreInOrder) {
+    FakeMachine machine;
+    machine.nodes = {{0, {{6, 2, 0}}}, {1, {{4}}}};
+    machine.all_processors = {0, 2, 4, 6};
+    const MemoryCalls calls = machine.calls();
+    const NumaMap map(calls);
+    EXPECT_EQ(map.nodes().at(0).cores, (std::vector<u64>{0, 1, 3}));
+    EXPECT_EQ(lines_of(map), "Parsing NUMA -> Core Mappings...\n    Node  0:  0, 1, 3\n    Node  1:  2\n");
+}
+
+TEST(NumaMap, OfThisMachine) {
+    CaptureConsole console;
+    const NumaMap& map = NumaMap::of_this_machine();
+    ASSERT_FALSE(map.nodes().empty());
+    for (u64 core = 0; core < os::active_processor_count(); core++) {
+        const auto node = map.nodes().find(map.core_to_node(core));
+        ASSERT_NE(node, map.nodes().end());
+    }
+}
+
+// The process goes on: only what needs the nodes cannot run.
+TEST(NumaMap, ASystemWithoutAnAnswer) {
+    FakeMachine machine;
+    machine.highest_error = 120;
+    const MemoryCalls calls = machine.calls();
+    CaptureConsole console(CaptureConsole::terminal, true);
+    try {
+        const NumaMap map(calls);
+        ADD_FAILURE() << "not refused";
+    } catch (const RunError& e) {
+        EXPECT_STREQ(e.what(), "Fatal Error: GetNumaHighestNodeNumber() failed: 120");
+        EXPECT_EQ(console.take(), "");
+        e.print();
+        EXPECT_EQ(console.text(),
+                  "Parsing NUMA -> Core Mappings...\n"
+                  "{R}Fatal Error: GetNumaHighestNodeNumber() failed: 120\n{w}");
+    }
+}
+
+// Once a process, when the first setting is made of it.
+TEST(NumaMapDeathTest, TheUserSeesItOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            CaptureConsole console;
+            const InterleaveConfig first;
+            const std::string shown = console.take();
+            const InterleaveConfig second;
+            const bool once =
+                shown.starts_with(lines_of(NumaMap::of_this_machine())) && console.text().empty();
+            std::exit(once ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
