@@ -20,14 +20,14 @@ struct MemoryDemand {
 // "needs 46.1 GiB, 22.0 are free: at most 4,500,000,000 digits"
 std::string memory_figures(u64 needed, u64 free, u64 digits);
 
-// What stands against so many bytes on this machine; empty when nothing does.
+// Why this machine cannot give so many bytes; empty when it can.
 std::string address_space_error(const os::MemoryStatus& machine, u64 bytes);
 std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes);
 
 // Before anything is allocated. What is beyond the address space ends the program ("Insufficient Address
 // Space"). What is beyond physical memory and swap space together throws InvalidParametersException unless it
 // is forced. Beyond the memory that is there, or that is free now, a warning is said and the run goes on. A
-// size that the machine does not tell (0) is not held against the run.
+// size that the machine does not tell (0) is ignored.
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status);
 
 }  // namespace kalvor

@@ -14,7 +14,7 @@ class SettingsFileException final : public FileIO::FileException {
     explicit SettingsFileException(const FileIO::FileException& e) : FileException(e) {}
 };
 
-// What failed, on what, and what to do. Empty where the report says all there is to say (a bad value, which
+// What failed, on what, and what to do. Empty where the report is complete (a bad value, which
 // the reader of options and settings explains itself). Looks at the file system for the reason of a
 // FileException.
 std::string plain_words(const Exception& e);

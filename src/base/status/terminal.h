@@ -3,7 +3,7 @@
 
 namespace trel {
 
-// Beside the Status of a run that shows itself to somebody; a run without one is complete all the same. Any
+// Beside the Status of a run that shows itself to somebody; any run is complete without one. Any
 // thread calls it.
 class Terminal {
   public:

@@ -32,7 +32,7 @@ void run_on_console(BBPSession& session) {
             throw;
         }
     }
-    // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
+    // Also when the interrupt came too late to stop anything: the exit code tells the caller of it.
     if (!monitor.stop.requested()) return;
     Console::set_color('w');
     Console::new_line();

@@ -402,7 +402,8 @@ TEST(Interleave, Permissions) {
     EXPECT_EQ(console.take(), "");
 }
 
-// Threads that cannot be had: what has begun ends before the frame that it uses, the caller does the rest.
+// Threads that cannot be started: what has begun ends before the frame that it uses, the caller does the
+// rest.
 TEST(Interleave, WithoutEnoughThreads) {
     for (const u32 threads : {0, 1, 2}) {
         FakeMachine machine;

@@ -33,7 +33,7 @@ TEST(Privileges, TextsOfTheFailures) {
     EXPECT_EQ(console.take(), "\n{R}LookupPrivilegeValue error\n{w}");
     EXPECT_FALSE(acquire_privilege(kLockMemoryPrivilege, answer<PrivilegeFailure::adjust>));
     EXPECT_EQ(console.take(), "\n{R}AdjustTokenPrivileges error\n{w}");
-    // The privilege is held all the same.
+    // The privilege is held anyway.
     EXPECT_TRUE(acquire_privilege(kLockMemoryPrivilege, answer<PrivilegeFailure::none, true>));
     EXPECT_EQ(console.take(), "\n{R}Unable to close handle\n{w}");
 }
