@@ -62,9 +62,9 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
         needed - machine.total_physical > machine.total_swap) {
         Console::print_problem(
             "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
-            ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
+            ". Choose fewer digits with -dec:<n>, or run it anyway with -force:1.\n" + kSeeHelp);
         throw InvalidParametersException(
-            "", what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.");
+            "", what + "\n" + figures + "\nChoose fewer digits, or run it anyway with -force:1.");
     }
     status.Warning(what);
     status.Warning(figures);
