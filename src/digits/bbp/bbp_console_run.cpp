@@ -1,8 +1,8 @@
 #include "digits/bbp/bbp_console_run.h"
-#include "base/names/names.h"
 
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/names/names.h"
 #include "base/status/linear_console_node.h"
 #include "os/interrupt.h"
 
