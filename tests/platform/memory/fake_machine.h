@@ -131,3 +131,9 @@ class FakeMachine {
         return c;
     }
 };
+
+// Two nodes of two processors, as the system numbers them: 0 and 1, 4 and 6.
+inline void make_two_nodes(FakeMachine& machine) {
+    machine.nodes = {{0, {{0, 1}}}, {1, {{4, 6}}}};
+    machine.all_processors = {0, 1, 4, 6};
+}
