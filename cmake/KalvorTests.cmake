@@ -144,7 +144,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
                                $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
                                $<$<CONFIG:Release>:KALVOR_SEALED>
                                $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
-    if(folder MATCHES "^(program|fault)")
+    if(folder MATCHES "^(app/entry|program|fault)")
       add_dependencies(test_${name} kalvor)
     endif()
     set(slow OFF)
@@ -167,7 +167,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   endforeach()
 endif()
 
-# Damages the running program's memory from outside and counts what comes of it. The digits are held against MPFR's.
+# Damages the running program's memory from outside and counts what comes of it. The digits are compared with MPFR's.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND GMP_LIBRARY AND MPFR_LIBRARY)
   add_executable(bit_flips EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/fault/linux/bit_flips.cc)
   target_compile_definitions(bit_flips PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")
