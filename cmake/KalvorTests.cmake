@@ -79,7 +79,6 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   add_library(kalvor_test_support INTERFACE)
   if(support)
     add_library(test_support OBJECT ${support})
-    kalvor_merge(test_support tests ${support})
     target_include_directories(test_support PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests
                                ${oracle_includes})
     target_link_libraries(test_support PRIVATE GTest::gtest)
@@ -118,7 +117,6 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     string(REPLACE "/" "_" name ${folder})
     add_executable(test_${name} ${files} $<TARGET_OBJECTS:test_main>)
     target_link_libraries(test_${name} PRIVATE kalvor_test_support)
-    kalvor_merge(test_${name} tests ${files})
     if(KALVOR_PRECOMPILED_HEADERS)
       target_precompile_headers(test_${name} REUSE_FROM test_main)
     endif()
@@ -144,7 +142,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
                                $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
                                $<$<CONFIG:Release>:KALVOR_SEALED>
                                $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
-    if(folder MATCHES "^(program|fault)")
+    if(folder MATCHES "^(app/entry|program|fault)")
       add_dependencies(test_${name} kalvor)
     endif()
     set(slow OFF)
@@ -167,7 +165,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   endforeach()
 endif()
 
-# Damages the running program's memory from outside and counts what comes of it. The digits are held against MPFR's.
+# Damages the running program's memory from outside and counts what comes of it. The digits are compared with MPFR's.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND GMP_LIBRARY AND MPFR_LIBRARY)
   add_executable(bit_flips EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/fault/linux/bit_flips.cc)
   target_compile_definitions(bit_flips PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")

@@ -1,7 +1,7 @@
 #!/bin/sh
 # windows_deps.sh: builds what the Windows build links from Debian's source packages, once, into build/windows-deps:
 # oneTBB for the program, GMP and MPFR for the tests. Needs the cross compiler, dpkg-dev, m4, cmake and ninja. Ends
-# with 77 when the source packages cannot be had.
+# with 77 when the source packages are not available.
 set -eu
 unavailable() {
     echo "$1" >&2

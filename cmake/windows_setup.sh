@@ -1,7 +1,7 @@
 # Shared by what builds for Windows and runs it under Wine. Sourced by POSIX sh after setup.sh.
 
 # Installs the cross compiler, Wine and what the libraries are built with, and builds the libraries. Exits with 77
-# when that cannot be had here; the tests of other systems do not depend on it.
+# when that cannot be done here; the tests of other systems do not depend on it.
 prepare_windows() {
     if ! install_packages g++-mingw-w64-x86-64-posix wine64 dpkg-dev m4 googletest; then
         say "The Windows tests are SKIPPED: their packages cannot be installed here."

@@ -9,8 +9,8 @@
 
 namespace trel::os {
 
-// One per wait. The first microsecond or two only pauses the processor; then the wait gives way to whoever
-// wants the processor, so that waiting threads never hold up working ones; after about 50 microseconds it is
+// One per wait. The first microsecond or two only pauses the processor; then the wait gives way to other
+// threads, so that waiting threads never hold up working ones; after about 50 microseconds it is
 // time to sleep.
 class SpinWait {
   public:

@@ -29,7 +29,7 @@ TEST(IntegrityTest, ADamagedProgramSaysSoAndEnds) {
     TemporaryFolder folder;
     ASSERT_EQ(run_copy(folder, program).exit_code, 0);
     const std::string refusal = "\nThe program's file is damaged or was changed: ";
-    // A text in the middle of it, whose change lets the program start all the same.
+    // A text in the middle of it, whose change lets the program start anyway.
     const std::string text = "multi-threaded Pi benchmark for overclockers";
     std::string changed = program;
     const std::size_t at = changed.find(text);

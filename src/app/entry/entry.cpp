@@ -83,7 +83,7 @@ int run_reported(const std::function<void()>& body) {
     } catch (const CommandLine::RefusedException& e) {
         Console::print_problem(e.what());
     } catch (const RunStopped&) {
-        // No error: what there was to say has been said.
+        // Not an error, and the run has already printed its last line.
         Console::set_color('w');
         Console::flush();
         os::end_as_interrupted();

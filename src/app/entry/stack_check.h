@@ -6,7 +6,7 @@
 
 namespace kalvor {
 
-// What every thread is sure to get along with. New threads get a stack of the same size as the limit.
+// Every thread manages with this much. New threads get a stack of the same size as the limit.
 inline constexpr u64 kLeastStack = u64(1) << 20;
 
 // False, with an error line that says what to do, when the limit (os::stack_limit(): 0 = none) is lower.

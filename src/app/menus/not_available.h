@@ -8,7 +8,7 @@
 
 namespace kalvor {
 
-// The top level shows its message as an error line: no failure that needs a report.
+// The top level shows its message as an error line. It is an answer, not a failure, and has no report.
 TREL_EXPECTED_EXCEPTION(NotAvailableException);
 
 // Throws NotAvailableException "<what> is not available in this version.".

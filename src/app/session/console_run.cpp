@@ -68,7 +68,7 @@ void run_on_console(ComputeSettings settings) {
         } catch (const RunStopped&) {
         }
     }
-    // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
+    // Also when the interrupt came too late to stop anything: the exit code tells the caller of it.
     if (!session.stop_requested()) return;
     print_interrupted(session.files().kept());
     throw RunStopped();

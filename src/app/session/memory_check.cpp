@@ -69,9 +69,9 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
         throw ExplainedException(
-            what + "\n" + figures + "\nChoose fewer digits, or run it all the same with -force:1.",
+            what + "\n" + figures + "\nChoose fewer digits, or run it anyway with -force:1.",
             "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
-                ". Choose fewer digits with -dec:<n>, or run it all the same with -force:1.\n" + kSeeHelp);
+                ". Choose fewer digits with -dec:<n>, or run it anyway with -force:1.\n" + kSeeHelp);
     }
     status.Warning(what);
     status.Warning(figures);

@@ -21,7 +21,7 @@ struct MemoryDemand {
 // "needs 46.1 GiB, 22.0 are free: at most 4,500,000,000 digits"
 std::string memory_figures(u64 needed, u64 free, u64 digits);
 
-// What this machine lacks for so many bytes; empty when it has enough.
+// Why this machine cannot give so many bytes; empty when it can.
 std::string address_space_error(const os::MemoryStatus& machine, u64 bytes);
 std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes);
 

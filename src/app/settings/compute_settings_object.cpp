@@ -13,7 +13,7 @@ using Config::Section;
 
 namespace {
 
-// The constant of the file by its first algorithm, if that can be had: only it knows the names of the others.
+// The constant of the file by its first algorithm, if there is one: only it knows the names of the others.
 void take_constant(const Object& settings, ComputeChoices& choices) {
     try {
         Object constant;

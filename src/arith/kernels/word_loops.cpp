@@ -103,8 +103,8 @@ trel_mul_1:
 6:  mov %r11, %rax
     ret
 
-# rdi T, rsi A. The products of pairs by rows, low halves before high halves; then doubled, and the squares added in
-# one chain through which mulx lets the carry pass.
+# rdi T, rsi A. The products of pairs by rows, low halves before high halves; then doubled, and the squares
+# added in one chain through which mulx lets the carry pass.
 .macro trel_add_square at, low, high
     mov \at(%rsi), %rdx
     mulx %rdx, %rax, %rdx

@@ -57,7 +57,7 @@ class AlgorithmTable {
     const std::string& name() const { return name_; }
     u32 word_bits() const { return word_bits_; }
     const std::vector<Item>& items() const { return items_; }
-    // Lines for whoever reports the making of the table.
+    // What there is to report about the making of the table, line by line.
     const std::vector<std::string>& remarks() const { return remarks_; }
 
   protected:

@@ -1,7 +1,7 @@
 // The tree of every structured text: settings, formula files, the settings inside a checkpoint, slave-mode
 // messages. Four kinds of node; true and false are the strings "true" and "false".
 //
-// Every node has exactly one owner: its parent, or whoever holds the root. Text is bytes, UTF-8 by convention
+// Every node has exactly one owner: its parent, or the holder of the root. Text is bytes, UTF-8 by convention
 // and never checked. A tree is used by one thread at a time.
 #pragma once
 

@@ -49,8 +49,8 @@ u64 columns();
 void erase_line(u64 width);
 void flush();
 // Whether something of what was printed could not be shown, and why: "disk_full" for a log on a full disk,
-// "disconnected" for a reader that has closed its end of a pipe. The computation goes on all the same; who
-// ends the program asks after a flush().
+// "disconnected" for a reader that has closed its end of a pipe. The computation goes on anyway; the
+// end of the program asks after a flush().
 os::OsError output_failed();
 // Whether the standard output is a terminal with colours whose user has not set NO_COLOR.
 bool standard_output_shows_colors();

@@ -23,7 +23,7 @@ class ExplainedException final : public InvalidParametersException {
     std::string words;
 };
 
-// What failed, on what, and what to do. Empty where the report says all there is to say (a bad value, which
+// What failed, on what, and what to do. Empty where the report is complete (a bad value, which
 // the reader of options and settings explains itself). Looks at the file system for the reason of a
 // FileException.
 std::string plain_words(const Exception& e);

@@ -8,8 +8,8 @@
 
 namespace trel {
 
-// Calls `tick` from a thread of its own, every so many seconds, until it is destroyed. Where there is no
-// thread to be had nothing is called: the line is then drawn when the computation reports.
+// Calls `tick` from a thread of its own, every so many seconds, until it is destroyed. Where no
+// thread can be started nothing is called: the line is then drawn when the computation reports.
 class ProgressTicker {
   public:
     ProgressTicker(double seconds, std::function<void()> tick);

@@ -8,7 +8,7 @@
 
 namespace trel {
 
-// Beside the Status of a run that shows itself to somebody; a run without one is complete, too.
+// Beside the Status of a run that shows itself to somebody; any run is complete without one.
 class Terminal {
   public:
     // Any thread: draws the progress line while the computation is busy elsewhere.

@@ -1,8 +1,9 @@
 #include "constants/builtin/log_base.h"
-#include "base/names/names.h"
 
 #include <array>
 #include <limits>
+
+#include "base/names/names.h"
 
 namespace kalvor {
 namespace {

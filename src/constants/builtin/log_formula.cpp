@@ -1,10 +1,10 @@
 #include "constants/builtin/log_formula.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 #include <map>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "constants/builtin/log_relations.h"
 #include "constants/builtin/log_search.h"
 

@@ -1,7 +1,7 @@
 #include "constants/builtin/pi.h"
-#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/series_value.h"
 #include "constants/builtin/pi_series.h"

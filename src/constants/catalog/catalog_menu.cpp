@@ -1,9 +1,9 @@
 #include "constants/catalog/catalog_menu.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 
 #include "base/console/console.h"
+#include "base/names/names.h"
 #include "base/prompt/prompt.h"
 
 namespace kalvor {

@@ -1,9 +1,9 @@
 #include "constants/formulas/product.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "base/names/names.h"
 #include "constants/evaluator/large_product.h"
 
 namespace kalvor::Formulas {

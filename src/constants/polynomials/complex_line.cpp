@@ -1,9 +1,9 @@
 #include "constants/polynomials/complex_line.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "constants/polynomials/binomials.h"
 #include "constants/polynomials/rounded_sturm.h"
 #include "constants/polynomials/sturm_sequence.h"

@@ -1,10 +1,10 @@
 #include "constants/polynomials/convergence.h"
-#include "base/names/names.h"
 
 #include <optional>
 #include <string>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "constants/polynomials/zeros.h"
 
 namespace kalvor::Polynomials {

@@ -1,9 +1,9 @@
 #include "constants/polynomials/integer_polynomial.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 
 namespace kalvor::Polynomials {
 namespace {

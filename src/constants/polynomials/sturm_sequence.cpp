@@ -1,7 +1,7 @@
 #include "constants/polynomials/sturm_sequence.h"
-#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 
 namespace kalvor::Polynomials {
 

@@ -1,7 +1,8 @@
 #include "constants/polynomials/term_counts.h"
-#include "base/names/names.h"
 
 #include <algorithm>
+
+#include "base/names/names.h"
 
 namespace kalvor::Polynomials {
 namespace {

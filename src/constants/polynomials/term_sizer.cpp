@@ -1,7 +1,7 @@
 #include "constants/polynomials/term_sizer.h"
-#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 
 namespace kalvor::Polynomials {
 namespace {

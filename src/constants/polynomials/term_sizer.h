@@ -14,7 +14,7 @@ namespace kalvor::Polynomials {
 // The logarithms of |k - r| for a real zero r, summed over the terms k.
 class PochhammerRealSizer {
   public:
-    // `zero`, which is refined, is no positive integer.
+    // `zero`, which is refined, is not a positive integer.
     explicit PochhammerRealSizer(RealZero zero);
     // a < k <= b
     DoubleDouble log_size(u64 a, u64 b) const;

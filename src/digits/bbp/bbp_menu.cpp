@@ -1,10 +1,10 @@
 #include "digits/bbp/bbp_menu.h"
-#include "base/names/names.h"
 
 #include <string>
 
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/names/names.h"
 #include "base/prompt/prompt.h"
 #include "base/version/version.h"
 #include "digits/bbp/bbp_console_run.h"

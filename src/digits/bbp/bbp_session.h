@@ -67,6 +67,6 @@ class BBPSession {
 
 // The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
 // checks others with them. Reports nothing.
-std::string pi_digits(u64 formula, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor);
+std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor);
 
 }  // namespace kalvor::BBPv2

@@ -15,7 +15,7 @@ namespace kalvor {
 
 class BasicKvdFileReader final : public BasicDigitReader {
   public:
-    // Reads the header, and nothing else of the file. Throws FileException for one that is no header of a
+    // Reads the header, and nothing else of the file. Throws FileException for one that is not a header of a
     // compressed digit file, with the texts of check_kvd_header(), and InconsistentMetaData.
     explicit BasicKvdFileReader(const std::string& path);
     // Through a handle that is open already; it stays open.

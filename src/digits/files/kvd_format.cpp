@@ -1,9 +1,9 @@
 #include "digits/files/kvd_format.h"
-#include "base/names/names.h"
 
 #include <algorithm>
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "digits/files/basic_kvd_set_reader.h"
 #include "digits/files/basic_kvd_set_writer.h"
 

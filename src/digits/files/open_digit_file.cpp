@@ -1,7 +1,7 @@
 #include "digits/files/open_digit_file.h"
-#include "base/names/names.h"
 
 #include "base/errors/exceptions.h"
+#include "base/names/names.h"
 #include "digits/files/basic_kvd_set_reader.h"
 #include "digits/files/basic_text_reader.h"
 

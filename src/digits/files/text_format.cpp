@@ -1,6 +1,6 @@
 #include "digits/files/text_format.h"
-#include "base/names/names.h"
 
+#include "base/names/names.h"
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
 

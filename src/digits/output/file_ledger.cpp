@@ -1,6 +1,6 @@
 #include "digits/output/file_ledger.h"
-#include "base/names/names.h"
 
+#include "base/names/names.h"
 #include "os/path_kind.h"
 
 namespace kalvor {

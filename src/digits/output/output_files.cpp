@@ -66,7 +66,7 @@ std::string shortage(const os::VolumeSpace& space, u64 needed) {
 [[noreturn]] void refuse_shortage(const std::string& text, const std::string& folder) {
     throw FileException(
         kFunction,
-        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.",
+        text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.",
         folder.empty() ? "." : folder);
 }
 

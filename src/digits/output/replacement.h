@@ -15,8 +15,8 @@ struct Replacement {
 };
 
 // Whether a run may put a file of `digits` digits under that name, and what it then replaces. Throws
-// FileException: for a longer file, one that is no digit file, and one that must not be written or cannot be
-// read, unless `overwrite`; for a folder and a file that is being written in any case.
+// FileException: for a longer file, one that is not a digit file, and one that must not be written or cannot
+// be read, unless `overwrite`; for a folder and a file that is being written in any case.
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
                               bool overwrite);
 

@@ -115,7 +115,7 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
 }
 
 OsError close_file(i64 handle) {
-    // Never retried: after EINTR the handle is gone all the same, and may already be another thread's.
+    // Never retried: after EINTR the handle is gone anyway, and may already be another thread's.
     if (close(static_cast<int>(handle)) != 0 && errno != EINTR) return error_of(errno, Direction::writing);
     return {};
 }

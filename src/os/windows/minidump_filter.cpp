@@ -93,7 +93,7 @@ void remember_process_texts() {
 }
 
 u32 clear_minidump(HANDLE file) noexcept {
-    // Without a crash handler nothing has crashed, and memory can be had.
+    // Without a crash handler nothing has crashed, and memory may be allocated.
     if (process_texts == nullptr) remember_process_texts();
     filter.forget();
     filter.learn(process_texts->units);

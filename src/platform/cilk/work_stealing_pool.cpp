@@ -233,7 +233,7 @@ void WorkStealingPool::start_thread() {
 void WorkStealingPool::run_thread(Worker& worker) {
     os::use_crash_stack();
     t_worker = &worker;
-    // Counted as searching by whoever created or woke it last.
+    // Counted as searching by the thread that created or woke it last.
     while (!ending_.load()) {
         Piece* found = nullptr;
         os::SpinWait spin;

@@ -165,7 +165,7 @@ os::OsError RawFile::try_reserve(u64 bytes) {
         error = file_functions().reserve(handle_, bytes);
         if (is_offer_refused(error)) return {};
     }
-    // What could be had of the space is given back.
+    // The part of the space that was reserved is given back.
     if (error) cut_quietly(before.bytes);
     return error;
 }

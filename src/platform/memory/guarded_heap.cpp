@@ -48,7 +48,7 @@ void* aligned_malloc(std::size_t bytes, std::size_t alignment) {
     // Rounded down, then one step up: at least the header lies below, and the tail guard ends within the raw
     // block.
     char* block = raw + ((address & ~(alignment - 1)) + alignment - reinterpret_cast<std::uintptr_t>(raw));
-    write_word(block - 24, reinterpret_cast<std::uintptr_t>(raw));
+    std::memcpy(block - 24, &raw, sizeof raw);
     write_word(block - 16, bytes);
     write_word(block - 8, kHeadGuard);
     write_word(block + bytes, kTailGuard);
@@ -64,7 +64,9 @@ void aligned_free(void* pointer) {
     if (read_word(block + read_word(block - 16)) != kTailGuard) {
         throw AlgorithmFailedException("aligned_free()", "Memory buffer has been overrun.");
     }
-    std::free(reinterpret_cast<void*>(static_cast<std::uintptr_t>(read_word(block - 24))));
+    void* raw;
+    std::memcpy(&raw, block - 24, sizeof raw);
+    std::free(raw);
 }
 
 void GuardedBuffer::free() {

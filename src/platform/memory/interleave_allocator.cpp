@@ -128,8 +128,8 @@ class Interleaver {
 };
 
 // One task for each entry of the list. The tasks use this frame, so that nothing leaves it before the last of
-// them has ended. What no thread can be had for is done here, and so is the share of a node that does not
-// exist.
+// them has ended. Where no thread can be started the share is done here, as is that of a node that does
+// not exist.
 void place_all_pages(Shared& shared, const NumaMap& map, NodeWorkers& workers) {
     const std::vector<u32>& nodes = shared.nodes;
     std::vector<u64> left;

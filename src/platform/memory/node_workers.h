@@ -60,7 +60,7 @@ class NodeWorkers {
     // `make` stands in for the start of a thread in tests.
     explicit NodeWorkers(std::function<std::unique_ptr<NodeWorker>()> make) : make_(std::move(make)) {}
 
-    // Throws the system's error when no thread can be had.
+    // Throws the system's error when no thread can be started.
     NodeWorker& worker(u32 node);
 
     // Those of the process.

@@ -14,8 +14,8 @@
 
 namespace trel {
 
-// A thread with a slot for one task. Whoever claims the slot must fill it. Between tasks the worker spins for
-// a moment and then sleeps.
+// A thread with a slot for one task. The thread that claims the slot must fill it. Between tasks the worker
+// spins for a moment and then sleeps.
 class alignas(64) PushPoolWorker {
   public:
     struct Task {
@@ -79,7 +79,7 @@ class PushPool {
 
   private:
     PushPoolWorker& worker(u64 i);
-    // Makes worker number `count_`; the lock is held. False when there is no room or no thread to be had.
+    // Makes worker number `count_`; the lock is held. False when there is no room or no thread available.
     bool add_worker(const PushPoolWorker::Task* first);
     bool grow(const PushPoolWorker::Task& task);
 

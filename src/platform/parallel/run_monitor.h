@@ -21,7 +21,7 @@ class StopFlag {
     std::atomic<bool> requested_{false};
 };
 
-// Leaves the work of a run that was asked to stop. It is not an error and has no report: whoever owns the
+// Leaves the work of a run that was asked to stop. It is not an error and has no report: the owner of the
 // flag catches it. It may be thrown inside tasks: parallel_for() and fork_join() end it at the edge of a task
 // and throw it again in the thread that dispatched.
 class RunStopped : public std::exception {

@@ -42,7 +42,7 @@ void TaskQueue::call_worker() {
             workers_.emplace_back([this, i = workers_.size()] { run_worker(i); });
             starting_++;
         } catch (const std::exception&) {
-            // No thread or no memory to be had: the thread that waits for the task runs it.
+            // No thread or no memory is available: the thread that waits for the task runs it.
         }
     }
 }

@@ -51,7 +51,7 @@ TEST(ComputeQueryTest, WarningsAndErrors) {
     answer = query_compute_settings(settings, {bytes - 1, bytes - 1, bytes - 1, 0});
     EXPECT_EQ(texts(*answer, "Warnings"), "There is insufficient physical memory.;");
     EXPECT_EQ(texts(*answer, "Errors"), "Insufficient Address Space;");
-    // What the machine does not tell is not held against the settings.
+    // A size that the machine does not tell is ignored.
     answer = query_compute_settings(settings, {});
     EXPECT_EQ(texts(*answer, "Warnings") + texts(*answer, "Errors"), "");
 }

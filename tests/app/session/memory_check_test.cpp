@@ -88,7 +88,7 @@ TEST(MemoryCheckTest, BeyondSwapSpaceTheRunIsRefusedUnlessItIsForced) {
     const std::string figures =
         "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits.";
     EXPECT_EQ(refusal(kMachine, 1001), "There is insufficient physical memory.\n" + figures +
-                                           "\nChoose fewer digits, or run it all the same with -force:1.");
+                                           "\nChoose fewer digits, or run it anyway with -force:1.");
     EXPECT_EQ(said(kMachine, demand(1001, true)), warned("There is insufficient physical memory.", figures));
 }
 
@@ -107,7 +107,7 @@ TEST(MemoryCheckTest, RefusalsBeginInPlainWords) {
     EXPECT_EQ(
         words,
         "The run does not fit into this machine's memory: it needs 0.98 KiB, 600 bytes are free: at most "
-        "4,500,000,000 digits. Choose fewer digits with -dec:<n>, or run it all the same with "
+        "4,500,000,000 digits. Choose fewer digits with -dec:<n>, or run it anyway with "
         "-force:1.\nSee \"kalvor help custom\".");
 }
 

@@ -81,7 +81,7 @@ std::vector<std::string> rows_of_page(const std::string& file, const std::string
     return rows;
 }
 
-// A framework that this build lacks stands in the docs all the same.
+// A framework that this build lacks stands in the docs anyway.
 std::vector<std::string> as_built(std::vector<std::string> rows) {
 #ifndef KALVOR_HAVE_TBB
     for (std::string& row : rows) {

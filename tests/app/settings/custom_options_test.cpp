@@ -71,7 +71,7 @@ TEST(CustomOptions, WhatTheBuildLacksIsNamedWithItsReason) {
         0U);
 }
 
-// What is no name is shown without what moves a cursor.
+// A word that is not an option is shown without the characters that move a cursor.
 TEST(CustomOptions, UnknownNamesAreShownAndNotObeyed) {
     const CaptureConsole console;
     const auto message = [](const char* word) {

@@ -214,7 +214,7 @@ TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
     expect_zero();
     t.object->mul_rr_xf(context, T, A, 9, zero, 9, 0, 20);
     expect_zero();
-    EXPECT_TRUE(t.object->held());  // A's transform is kept all the same
+    EXPECT_TRUE(t.object->held());  // A's transform is kept anyway
     t.object->mul_rf_xf(context, T, A, 9, 0, 20);
     EXPECT_EQ(T->L, 5u);
     t.object->mul_rf_xf(context, T, zero, 9, 0, 20);

@@ -1,5 +1,5 @@
 // A processor that does not round to nearest: no algorithm may deliver a wrong product. Those that compute in
-// floating-point numbers say what is wrong and refuse; the others are right all the same.
+// floating-point numbers say what is wrong and refuse; the others are right anyway.
 #include <gtest/gtest.h>
 
 #include <cfenv>

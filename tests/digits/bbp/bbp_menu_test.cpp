@@ -138,7 +138,7 @@ std::string mode_menu(const std::string& a, const std::string& b, const std::str
 
 TEST(BbpMenuTest, ModesAndWhatCannotStart) {
     const std::string first = shown({});
-    // Without a mode "0" is no answer.
+    // Without a mode "0" is not an answer.
     EXPECT_EQ(
         shown({"6", "1", "2", "4", "3", "0", "0"}),
         first + mode_menu("Enabled", "Enabled", "Enabled") + mode_menu("Disabled", "Enabled", "Enabled") +

@@ -189,9 +189,8 @@ TEST_F(OutputFilesTest, TooLittleSpaceIsToldBeforeTheComputation) {
                              ": the digits need 20.0 KiB, 19.5 KiB are free.";
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(
-        refusal({.minimum_space = true}),
-        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.");
+    EXPECT_EQ(refusal({.minimum_space = true}),
+              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     disk.free_space(20480);
     open({.minimum_space = true});
@@ -209,9 +208,8 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
                              "are said to be free.";
     open();
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(
-        message_of<trel::Exception>(Form::message, [&] { open({.minimum_space = true}); }),
-        text + " Make room or choose another folder. \"kalvor custom\" runs all the same with -minspace:0.");
+    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { open({.minimum_space = true}); }),
+              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 
 #include "support/child.h"
 #include "support/windows/console_window.h"
@@ -70,6 +71,18 @@ const kalvor_test::Child twice("twice", [] {
     Sleep(kNever);
 });
 
+// As a process is that "start /b" or a service began.
+const kalvor_test::Child ignored("ignored", [] {
+    SetConsoleCtrlHandler(nullptr, TRUE);
+    os::InterruptWatch watch([] { say("first"); }, [] {}, kNever);
+    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+    // Nobody is told of an event that is ignored, so there is nothing to wait for but time; a watch that got
+    // it would say so at once.
+    Sleep(300);
+    say("alive");
+    std::_Exit(0);
+});
+
 }  // namespace
 
 TEST(InterruptWatchTest, AFirstInterruptIsHandedOverAndTheProcessEndsByIt) {
@@ -88,4 +101,10 @@ TEST(InterruptWatchTest, ASecondInterruptEndsTheProcessAtOnce) {
     const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("twice");
     EXPECT_EQ(run.screen, "first");
     EXPECT_EQ(run.exit_code, kInterrupted);
+}
+
+TEST(InterruptWatchTest, WhatWasIgnoredAtTheStartStaysIgnored) {
+    const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("ignored");
+    EXPECT_EQ(run.screen, "alive");
+    EXPECT_EQ(run.exit_code, 0);
 }

@@ -337,6 +337,6 @@ TEST(AllocateHeap, AFailureEndsTheRunWithItsReport) {
         EXPECT_EQ(console.take(),
                   "\n\n{R}Large heap allocation failed.\n{w}\n{w}Failed Allocation: {Y}1.00 EiB{w}\n");
     }
-    // Memory that is there is still to be had.
+    // Memory that is there can still be allocated.
     EXPECT_NE(allocate_heap(MmapConfig(), serial_context(), 12, 4096).buffer().get(), nullptr);
 }

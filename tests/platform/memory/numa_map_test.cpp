@@ -1,12 +1,15 @@
-// The map of memory nodes: what it says, and when it is shown.
+// What the system says of its memory nodes: the map, when it is shown, and pages that are committed on one.
 #include "platform/memory/numa_map.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "base/errors/exceptions.h"
 #include "os/cpu.h"
+#include "os/memory.h"
+#include "os/numa.h"
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/interleave_allocator.h"
 #include "support/capture_console.h"
@@ -116,4 +119,30 @@ TEST(NumaMapDeathTest, TheUserSeesItOnce) {
             std::exit(once ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");
+}
+
+TEST(OsNuma, ReservedPagesAreCommittedOneByOne) {
+    const u64 page = os::page_size();
+    const os::MappedMemory memory = os::reserve_memory(64 * page);
+    ASSERT_NE(memory.base, nullptr);
+    EXPECT_EQ(memory.bytes, 64 * page);
+    char* const base = static_cast<char*>(memory.base);
+    u32 node = ~u32(0);
+    ASSERT_FALSE(os::highest_numa_node(node).failed());
+    std::vector<void*> pages;
+    for (u64 i = 0; i < 64; i++) {
+        char* const p = base + i * page;
+        // A node that does not exist may refuse; the page is then had from anywhere.
+        if (i % 2 == 0 || os::commit_on_numa_node(p, page, 0).failed()) {
+            ASSERT_FALSE(os::commit_memory(p, page).failed());
+        }
+        std::memset(p, static_cast<int>(i), page);
+        pages.push_back(p);
+    }
+    for (u64 i = 0; i < 64; i++) EXPECT_EQ(base[i * page + page - 1], static_cast<char>(i));
+    std::vector<i32> nodes(64, -1);
+    if (!os::numa_nodes_of_pages(pages.data(), 64, nodes.data())) {
+        for (const i32 n : nodes) EXPECT_LE(n, static_cast<i32>(node));
+    }
+    EXPECT_FALSE(os::unmap_memory(memory.base, memory.bytes).failed());
 }

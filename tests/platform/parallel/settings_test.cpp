@@ -593,7 +593,7 @@ TEST(ThreadControl, LoweringThePriorityIsSilent) {
     EXPECT_EQ(console.text(), "");
 }
 
-// One group: whoever pinned a thread, from inside or outside, has pinned it.
+// With one group there is nothing to choose, and a pinned thread stays where it is.
 TEST(ThreadControl, WithOneGroupNothingIsPlaced) {
     CaptureConsole console;
     static int calls_made;

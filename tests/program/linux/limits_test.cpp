@@ -24,7 +24,7 @@ TEST(LimitsTest, MoreMemoryThanTheMachineGivesIsRefusedBeforeAnythingIsComputed)
         const ProgramRun run =
             run_kalvor({"pause:-2", "custom", "pi", "-dec:200m", force ? "-force:1" : "-force:0"}, options);
         EXPECT_EQ(run.exit_code, 1);
-        // The limit counts as the machine's memory; whoever does not believe it is told by the system.
+        // The limit counts as the machine's memory; with -force the system itself refuses.
         EXPECT_TRUE(run.has(force ? "Failed Allocation:" : "The computation needs")) << run.out << run.err;
         EXPECT_TRUE(force || run.has(" are free: at most ")) << run.out << run.err;
         EXPECT_FALSE(run.has("Series CommonP2B3...")) << run.out;

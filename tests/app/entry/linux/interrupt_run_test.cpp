@@ -9,19 +9,25 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "support/interrupted_runs.h"
 #include "support/run_program.h"
 
 namespace {
 
+using kalvor_test::count;
+using kalvor_test::kFile;
+using kalvor_test::kLongRun;
+using kalvor_test::kMomentsOfLongRun;
+using kalvor_test::kMomentsOfShortRun;
+using kalvor_test::kShortRun;
 using kalvor_test::TemporaryFolder;
 
-constexpr const char* kDraft = "out/Pi - Dec - Chudnovsky (incomplete).txt";
-constexpr const char* kFile = "out/Pi - Dec - Chudnovsky.txt";
 constexpr int kPatience = 300;  // seconds; a run that ignores interrupts takes longer
 
 // The program with its standard output on a pipe, or on a terminal.
@@ -108,79 +114,39 @@ class ProgramOnPipe {
     std::string text_;
 };
 
-// Many seconds are left after the start.
-const std::vector<std::string> kLongRun = {"custom", "pi", "-dec:50m", "-o", "out"};
-const std::vector<std::string> kShortRun = {"custom", "pi", "-dec:5m", "-o", "out"};
-
-int count(const std::string& text, const std::string& what) {
-    int n = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
-    return n;
+// The signals take turns.
+int signal_of(const std::vector<std::string>& moments, const std::string& moment) {
+    constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+    return kSignals[(std::find(moments.begin(), moments.end(), moment) - moments.begin()) % 3];
 }
 
-// What is left must be what was said.
-void expect_said(const TemporaryFolder& folder, const std::string& text) {
-    EXPECT_EQ(count(text, "Interrupted. "), 1) << text;
-    EXPECT_EQ(text.find("xception"), std::string::npos) << text;
-    std::string line = text.substr(text.find("Interrupted. "));
-    line = line.substr(0, line.find_first_of("\r\n"));
-    const bool draft = std::filesystem::exists(folder / kDraft);
-    const bool file = std::filesystem::exists(folder / kFile);
-    EXPECT_EQ(line, draft  ? std::string("Interrupted. Kept: ") + kDraft
-                    : file ? std::string("Interrupted. Kept: ") + kFile
-                           : "Interrupted. Nothing was kept.");
-    if (file) {
-        EXPECT_EQ(std::filesystem::file_size(folder / kFile), 5000002U);
-    }
-}
+class InterruptedEarlyTest : public testing::TestWithParam<std::string> {};
 
-// What the program has printed by then.
-class InterruptedRun : public testing::TestWithParam<std::pair<const char*, int>> {};
-
-TEST_P(InterruptedRun, EarlyOnEndsByTheSignal) {
-    const auto& [moment, number] = GetParam();
+TEST_P(InterruptedEarlyTest, EarlyOnEndsByTheSignal) {
+    const int number = signal_of(kMomentsOfLongRun, GetParam());
     const TemporaryFolder folder;
     ProgramOnPipe run(folder, kLongRun, true);
-    ASSERT_TRUE(run.wait_for(moment)) << run.text();
-    run.interrupt(number);
-    EXPECT_EQ(run.end(), 128 + number) << run.text();
-    expect_said(folder, run.text());
-    EXPECT_FALSE(std::filesystem::exists(folder / kFile));
-}
-
-INSTANTIATE_TEST_SUITE_P(Moments, InterruptedRun,
-                         testing::Values(std::make_pair("Multi-Threading:", SIGINT),
-                                         std::make_pair("Start Time:", SIGTERM),
-                                         std::make_pair("Working Memory: ", SIGHUP),
-                                         std::make_pair("Twiddle Tables: ", SIGINT),
-                                         std::make_pair("Begin Computation:", SIGTERM)));
-
-class InterruptedLate : public InterruptedRun {};
-
-// The program may be faster than the signal; it has then done its work.
-TEST_P(InterruptedLate, EndsByTheSignalOrIsComplete) {
-    const auto& [moment, number] = GetParam();
-    const TemporaryFolder folder;
-    ProgramOnPipe run(folder, kShortRun, true);
-    ASSERT_TRUE(run.wait_for(moment)) << run.text();
+    ASSERT_TRUE(run.wait_for(GetParam())) << run.text();
     run.interrupt(number);
     const int code = run.end();
-    if (count(run.text(), "Verified: ") == 1 && count(run.text(), "Interrupted. ") == 0) {
-        EXPECT_TRUE(code == 0 || code == 128 + number) << run.text();
-        EXPECT_EQ(std::filesystem::file_size(folder / kFile), 5000002U);
-    } else {
-        EXPECT_EQ(code, 128 + number) << run.text();
-        expect_said(folder, run.text());
-    }
+    kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + number);
 }
 
-INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLate,
-                         testing::Values(std::make_pair("Large Division", SIGINT),
-                                         std::make_pair("InvSqrt", SIGHUP),
-                                         std::make_pair("Base Converting:", SIGINT),
-                                         std::make_pair("Verifying Base Conversion:", SIGTERM),
-                                         std::make_pair("Writing Decimal Digits:", SIGINT),
-                                         std::make_pair("Verifying Decimal Output:", SIGTERM)));
+INSTANTIATE_TEST_SUITE_P(Moments, InterruptedEarlyTest, testing::ValuesIn(kMomentsOfLongRun));
+
+class InterruptedLateTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(InterruptedLateTest, EndsByTheSignalOrIsComplete) {
+    const int number = signal_of(kMomentsOfShortRun, GetParam());
+    const TemporaryFolder folder;
+    ProgramOnPipe run(folder, kShortRun, true);
+    ASSERT_TRUE(run.wait_for(GetParam())) << run.text();
+    run.interrupt(number);
+    const int code = run.end();
+    kalvor_test::expect_stopped_or_complete(folder, run.text(), code, 128 + number);
+}
+
+INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 
 // A terminal that goes away means nothing to a run that was started not to care.
 TEST(InterruptedRunTest, AnIgnoredSignalStaysIgnored) {

@@ -173,7 +173,7 @@ TEST(Terminal, KeysAreTakenWhole) {
     EXPECT_NE(out.output.find("[rest]"), std::string::npos) << out.output;
 }
 
-// Whoever ends the program at its pause gets the terminal back as it was.
+// When the program is ended at its pause the terminal is as it was before.
 TEST(Terminal, ASignalAtThePauseGivesTheTerminalBack) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         Screen terminal("Pause");
