@@ -21,7 +21,7 @@ bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body) {
         } catch (const RunStopped&) {
         }
     }
-    // Also when the interrupt came too late to stop anything: whoever waits for the process learns of it.
+    // Also when the interrupt came too late to stop anything: the exit code tells the caller of it.
     return monitor.stop.requested();
 }
 
