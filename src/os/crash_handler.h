@@ -12,7 +12,7 @@
 
 namespace trel::os {
 
-// Where and why a thread crashed, as the system tells it.
+// Where and why a thread crashed, as the system reports it.
 struct CrashRecord;
 
 // Reports a crash, on the thread that crashed; other threads may crash meanwhile and come here too. When it

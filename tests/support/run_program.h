@@ -28,7 +28,7 @@ struct RunOptions {
     std::vector<std::string> environment;  // "NAME=value" in addition to this process's
     std::string folder;                    // working folder
     std::optional<std::string> input;      // the standard input, through a pipe; otherwise it is empty
-    std::string output_file;               // receives the standard output, for who wants to read along
+    std::string output_file;               // receives the standard output, for a test that reads along
 
     // Linux only:
     unsigned long long file_size_limit = 0;  // bytes; writing beyond fails like a full disk. 0 = none

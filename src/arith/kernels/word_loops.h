@@ -2,7 +2,7 @@
 // the flags over a loop.
 //
 // All follow the System V calling convention on every system. Arrays are little-endian by word; T may equal
-// an input unless said otherwise; partial overlap is not allowed.
+// an input unless a comment says otherwise; partial overlap is not allowed.
 #pragma once
 
 #include "os/types.h"

@@ -158,7 +158,7 @@ void WorkStealingPool::wait_for(Worker& worker, const Piece& piece) {
             if (may_steal && (found = steal(worker))) break;
             if (!spin.once()) break;
         }
-        // Who leaves the search with work passes the search on.
+        // A worker that leaves the search with work passes the search on.
         if (may_steal && searching_.fetch_sub(1) == 1 && found && any_work()) call_for_help();
         if (found) {
             run_stolen(worker, *found);

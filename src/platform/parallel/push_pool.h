@@ -1,5 +1,5 @@
 // Worker threads that are handed one task each. There is no queue: a task goes to a worker that has nothing
-// to do, or back to who offered it.
+// to do, or back to the caller.
 #pragma once
 
 #include <array>

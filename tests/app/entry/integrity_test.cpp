@@ -1,4 +1,4 @@
-// The digest behind a program's file and what becomes of a file that does not match it.
+// The digest behind a program's file and what happens to a file that does not match it.
 #include "app/entry/integrity.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// BigFloats of tests: with storage of their own, of every shape.
+// BigFloats of every shape.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,34 +9,11 @@
 #include "arith/bigfloat/big_float.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
+#include "support/number.h"
 
 namespace trel {
 
-constexpr Word kCanary = 0x0123456789abcdef;
-
-// A number with a buffer of `capacity` words and a canary behind it.
-class Number {
-  public:
-    explicit Number(u64 capacity) : storage_(capacity + 1, kCanary), value(storage_.data(), capacity) {}
-    Number(const reference::Words& words, i64 exp, bool sign) : Number(words.size()) {
-        std::copy(words.begin(), words.end(), storage_.begin());
-        value.L = words.size();
-        value.exp = exp;
-        value.sign = sign;
-    }
-    Number(const Number&) = delete;
-    Number& operator=(const Number&) = delete;
-    ~Number() { EXPECT_EQ(storage_.back(), kCanary) << "a word beyond the buffer was written"; }
-
-    BigFloat* operator->() { return &value; }
-    operator BigFloat&() { return value; }
-
-  private:
-    reference::Words storage_;
-
-  public:
-    BigFloat value;
-};
+using Number = kalvor_test::NumberOf<BigFloat>;
 
 // Words with a nonzero top word; zero words at the bottom are likely.
 template <class Rng>

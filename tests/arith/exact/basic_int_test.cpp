@@ -9,6 +9,7 @@
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
+#include "support/number.h"
 
 using namespace trel;
 using reference::to_mpz;
@@ -38,15 +39,9 @@ std::vector<Word> words_of(std::mt19937_64& rng, u64 n) {
     return words;
 }
 
-struct Number {
+struct Number : kalvor_test::NumberOf<BasicIntR> {
     Number(const std::vector<Word>& words, u64 room)
-        : storage(words.size() + room), number(storage.data(), storage.size()) {
-        std::copy(words.begin(), words.end(), storage.begin());
-        number.L = words.size();
-        number.residue = m61::hash_words(words.data(), words.size());
-    }
-    std::vector<Word> storage;
-    BasicIntR number;
+        : kalvor_test::NumberOf<BasicIntR>(words, 0, true, room) {}
 };
 
 TEST(BasicIntTest, ProductsSumsAndDifferences) {
@@ -54,49 +49,49 @@ TEST(BasicIntTest, ProductsSumsAndDifferences) {
     for (int round = 0; round < 300; round++) {
         const u64 n = 1 + rng() % 30, m = 1 + rng() % n;
         Number A(words_of(rng, n), 1), B(words_of(rng, m), 1);
-        const mpz_class a = value(A.number), b = value(B.number);
+        const mpz_class a = value(A.value), b = value(B.value);
         std::vector<Word> buffer(2 * n);
         BasicIntR T(buffer.data(), n + m);
-        T.set_mulB(A.number, B.number);
+        T.set_mulB(A.value, B.value);
         ASSERT_EQ(value(T), mpz_class(a * b)) << n << " " << m;
         expect_sound(T);
-        T.set_mulB(B.number, A.number);
+        T.set_mulB(B.value, A.value);
         ASSERT_EQ(value(T), mpz_class(a * b));
         T = BasicIntR(buffer.data(), 2 * n);
-        T.set_sqrB(A.number);
+        T.set_sqrB(A.value);
         ASSERT_EQ(value(T), mpz_class(a * a));
         expect_sound(T);
-        A.number += B.number;
-        ASSERT_EQ(value(A.number), mpz_class(a + b));
-        expect_sound(A.number);
+        A.value += B.value;
+        ASSERT_EQ(value(A.value), mpz_class(a + b));
+        expect_sound(A.value);
         // The carry may have taken the spare word, which the difference needs again.
-        Number S(std::vector<Word>(A.number.T, A.number.T + A.number.L), 1);
-        S.number -= B.number;
-        ASSERT_EQ(value(S.number), a);
-        expect_sound(S.number);
+        Number S(std::vector<Word>(A.value.T, A.value.T + A.value.L), 1);
+        S.value -= B.value;
+        ASSERT_EQ(value(S.value), a);
+        expect_sound(S.value);
         const Word w = rng() % 3 == 0 ? 1 : rng() | 1;
         Number W(words_of(rng, n), 1);
-        const mpz_class before = value(W.number);
-        W.number.mul_uW(w);
-        ASSERT_EQ(value(W.number), mpz_class(before * to_mpz(std::vector<Word>{w})));
-        expect_sound(W.number);
+        const mpz_class before = value(W.value);
+        W.value.mul_uW(w);
+        ASSERT_EQ(value(W.value), mpz_class(before * to_mpz(std::vector<Word>{w})));
+        expect_sound(W.value);
     }
 }
 
 TEST(BasicIntTest, LongSumsRunOnTheParallelKernels) {
     const u64 n = BasicInt::kParallelLength + 5;
     Number A(std::vector<Word>(n, ~Word(0)), 2), B(std::vector<Word>(n, ~Word(0)), 0), one({1}, 0);
-    A.number += one.number;  // the carry passes through all words
-    ASSERT_EQ(A.number.L, n + 1);
-    expect_sound(A.number);
-    A.number -= one.number;
-    ASSERT_EQ(A.number.L, n);
-    A.number.add(B.number, serial_context());
-    ASSERT_EQ(value(A.number), mpz_class(2 * value(B.number)));
-    expect_sound(A.number);
-    A.number.sub(B.number, serial_context());
-    ASSERT_EQ(value(A.number), value(B.number));
-    expect_sound(A.number);
+    A.value += one.value;  // the carry passes through all words
+    ASSERT_EQ(A.value.L, n + 1);
+    expect_sound(A.value);
+    A.value -= one.value;
+    ASSERT_EQ(A.value.L, n);
+    A.value.add(B.value, serial_context());
+    ASSERT_EQ(value(A.value), mpz_class(2 * value(B.value)));
+    expect_sound(A.value);
+    A.value.sub(B.value, serial_context());
+    ASSERT_EQ(value(A.value), value(B.value));
+    expect_sound(A.value);
 }
 
 TEST(BasicIntTest, OwningNumbersGrow) {
@@ -125,16 +120,16 @@ TEST(BasicIntTest, ResiduesNear2To63) {
             wa = m61::canonical(r) == 0 ? m61::kM61 : m61::canonical(r);
             wb = m61::canonical(s) == 0 ? m61::kM61 : m61::canonical(s);
             Number A({wa}, 1), B({wb}, 1);
-            A.number.residue = r;
-            B.number.residue = s;
+            A.value.residue = r;
+            B.value.residue = s;
             Word buffer[2];
             BasicIntR T(buffer, 2);
-            T.set_mulB(A.number, B.number);
+            T.set_mulB(A.value, B.value);
             expect_sound(T);
-            T.set_sqrB(A.number);
+            T.set_sqrB(A.value);
             expect_sound(T);
-            A.number += B.number;
-            expect_sound(A.number);
+            A.value += B.value;
+            expect_sound(A.value);
         }
     }
 }
@@ -165,30 +160,30 @@ TEST(BasicIntTest, Errors) {
     expect_throw<UnsupportedZeroException>([] { BasicIntO x(0); }, "BasicIntO::BasicIntO()",
                                            "Zero was encountered.");
     Number A({5, 7}, 1), B({5, 7}, 1), C({6, 7}, 1), D({1, 2, 3}, 1);
-    expect_throw<UnsupportedZeroException>([&] { A.number -= B.number; }, "BasicInt::operator-=()",
+    expect_throw<UnsupportedZeroException>([&] { A.value -= B.value; }, "BasicInt::operator-=()",
                                            "Zero was encountered.");
     Number A2({5, 7}, 1);
-    expect_throw<UnsupportedNegativeException>([&] { A2.number -= C.number; }, "BasicInt::operator-=()",
+    expect_throw<UnsupportedNegativeException>([&] { A2.value -= C.value; }, "BasicInt::operator-=()",
                                                "A negative value was encountered.");
     Number A3({5, 7}, 1);
-    expect_throw<UnsupportedNegativeException>([&] { A3.number -= D.number; }, "BasicInt::operator-=()",
+    expect_throw<UnsupportedNegativeException>([&] { A3.value -= D.value; }, "BasicInt::operator-=()",
                                                "A negative value was encountered.");
     Number full({5, 7}, 0), small({1}, 0);
-    expect_too_small([&] { full.number += small.number; }, "BasicInt::operator+=()", 2, 3);
-    expect_too_small([&] { full.number -= small.number; }, "BasicInt::operator-=()", 2, 3);
+    expect_too_small([&] { full.value += small.value; }, "BasicInt::operator+=()", 2, 3);
+    expect_too_small([&] { full.value -= small.value; }, "BasicInt::operator-=()", 2, 3);
     Word buffer[4];
     BasicIntR T(buffer, 3);
-    expect_too_small([&] { T.set_sqrB(B.number); }, "BasicInt::set_sqrB()", 3, 4);
-    expect_too_small([&] { T.set_mulB(B.number, C.number); }, "BasicIntR::set_mulB()", 3, 4);
+    expect_too_small([&] { T.set_sqrB(B.value); }, "BasicInt::set_sqrB()", 3, 4);
+    expect_too_small([&] { T.set_mulB(B.value, C.value); }, "BasicIntR::set_mulB()", 3, 4);
     BasicIntR S(buffer, 1);
-    expect_too_small([&] { S.set_BasicInt(B.number); }, "BasicInt::set_BasicInt()", 1, 2);
+    expect_too_small([&] { S.set_BasicInt(B.value); }, "BasicInt::set_BasicInt()", 1, 2);
 }
 
 TEST(BasicIntDeathTest, LongerSecondOperandIsFatal) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     Number small({1}, 2), longer({5, 7}, 1);
     EXPECT_EXIT(
-        (print_to_stderr(), small.number += longer.number), testing::ExitedWithCode(1),
+        (print_to_stderr(), small.value += longer.value), testing::ExitedWithCode(1),
         "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BasicInt::operator\\+=\\(\\)\n");
 }
 

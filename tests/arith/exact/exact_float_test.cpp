@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "arith/multiply/dispatch.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
+#include "support/number.h"
 #include "support/scratch.h"
 
 using namespace trel;
@@ -38,23 +40,23 @@ void expect_sound(const ExactFloat& A) {
     ASSERT_TRUE(m61::equal(A.residue, A.computed_residue())) << A.L << " " << A.exp;
 }
 
-struct Number {
-    explicit Number(u64 size, u64 below = 0) : storage(size), number(storage.data(), size), below(below) {}
-    // A random number of n words; adversarial in half of the cases.
-    Number(std::mt19937_64& rng, u64 n, i64 exp, u64 below, u64 above) : Number(n + below + above, below) {
-        number.T = storage.data() + below;
-        number.L = n;
-        number.exp = exp;
-        number.sign = rng() % 2;
+using Number = kalvor_test::NumberOf<ExactFloat>;
+
+// A number of n words with room below and above them; adversarial in half of the cases.
+struct RandomNumber : Number {
+    RandomNumber(std::mt19937_64& rng, u64 n, i64 exp, u64 below, u64 above)
+        : Number(n + below + above), below(below) {
+        value.T = words.data() + below;
+        value.L = n;
+        value.exp = exp;
+        value.sign = rng() % 2;
         const int kind = rng() % 4;
         for (u64 i = 0; i < n; i++) {
-            number.T[i] = kind == 0 ? ~Word(0) : kind == 1 ? 0 : kind == 2 ? Word(1) << (rng() % 64) : rng();
+            value.T[i] = kind == 0 ? ~Word(0) : kind == 1 ? 0 : kind == 2 ? Word(1) << (rng() % 64) : rng();
         }
-        if (n != 0 && number.T[n - 1] == 0) number.T[n - 1] = 1 + rng() % 3;
-        number.residue = number.computed_residue();
+        if (n != 0 && value.T[n - 1] == 0) value.T[n - 1] = 1 + rng() % 3;
+        value.residue = value.computed_residue();
     }
-    std::vector<Word> storage;
-    ExactFloat number;
     u64 below;
 };
 
@@ -74,76 +76,76 @@ TEST(ExactFloatTest, SetAndShift) {
     integer.residue = m61::hash_words(words, 3);
     for (const bool sign : {true, false}) {
         Number A(3);
-        A.number.set_BasicInt(integer, sign, serial_context());
-        expect_sound(A.number);
-        EXPECT_EQ(value(A.number), scaled(sign ? to_mpz(words, 3) : mpz_class(-to_mpz(words, 3))));
+        A.value.set_BasicInt(integer, sign, serial_context());
+        expect_sound(A.value);
+        EXPECT_EQ(value(A.value), scaled(sign ? to_mpz(words, 3) : mpz_class(-to_mpz(words, 3))));
         Number B(3);
-        B.number.set_ExactFloat(A.number, serial_context());
-        EXPECT_EQ(value(B.number), value(A.number));
-        expect_sound(B.number);
+        B.value.set_ExactFloat(A.value, serial_context());
+        EXPECT_EQ(value(B.value), value(A.value));
+        expect_sound(B.value);
     }
     for (int round = 0; round < 400; round++) {
         const u64 n = 1 + rng() % 12;
-        Number A(rng, n, static_cast<i64>(rng() % 20) - 10, rng() % 3, 1);
+        RandomNumber A(rng, n, static_cast<i64>(rng() % 20) - 10, rng() % 3, 1);
         const i64 k = static_cast<i64>(rng() % 400) - 200;
-        const mpz_class before = value(A.number);
-        A.number.mp2(k, serial_context());
+        const mpz_class before = value(A.value);
+        A.value.mp2(k, serial_context());
         const mpz_class want = k >= 0 ? mpz_class(before << k) : mpz_class(before >> -k);
-        ASSERT_EQ(value(A.number), want) << k;
-        expect_sound(A.number);
+        ASSERT_EQ(value(A.value), want) << k;
+        expect_sound(A.value);
     }
     Number zero(1);
-    zero.number.mp2(77, serial_context());
-    EXPECT_EQ(zero.number.L, 0u);
+    zero.value.mp2(77, serial_context());
+    EXPECT_EQ(zero.value.L, 0u);
 }
 
 TEST(ExactFloatTest, ShiftsByOneWordAndOneBit) {
     Number A(2);
-    A.number.L = 1;
-    A.number.T[0] = 3;
-    A.number.residue = 3;
-    A.number.mp2(-64, serial_context());
-    EXPECT_EQ(A.number.exp, -1);
-    EXPECT_EQ(A.number.T[0], 3u);
-    EXPECT_TRUE(m61::equal(A.number.residue, m61::mul(3, u64(1) << 58)));
-    A.number.mp2(64, serial_context());
-    A.number.mp2(1, serial_context());
-    EXPECT_EQ(A.number.exp, 0);
-    EXPECT_EQ(A.number.T[0], 6u);
-    EXPECT_TRUE(m61::equal(A.number.residue, 6));
+    A.value.L = 1;
+    A.value.T[0] = 3;
+    A.value.residue = 3;
+    A.value.mp2(-64, serial_context());
+    EXPECT_EQ(A.value.exp, -1);
+    EXPECT_EQ(A.value.T[0], 3u);
+    EXPECT_TRUE(m61::equal(A.value.residue, m61::mul(3, u64(1) << 58)));
+    A.value.mp2(64, serial_context());
+    A.value.mp2(1, serial_context());
+    EXPECT_EQ(A.value.exp, 0);
+    EXPECT_EQ(A.value.T[0], 6u);
+    EXPECT_TRUE(m61::equal(A.value.residue, 6));
 }
 
 TEST(ExactFloatTest, SumsOfOneSign) {
     std::mt19937_64 rng(3);
     for (int round = 0; round < 500; round++) {
-        Number A(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
-        Number B(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
-        if (A.number.sign != B.number.sign) {
-            B.number.sign = A.number.sign;
-            B.number.residue = m61::neg(B.number.residue);
+        RandomNumber A(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
+        RandomNumber B(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
+        if (A.value.sign != B.value.sign) {
+            B.value.sign = A.value.sign;
+            B.value.residue = m61::neg(B.value.residue);
         }
         Number T(60);
-        T.number.set_add(A.number, B.number, serial_context());
-        ASSERT_EQ(value(T.number), mpz_class(value(A.number) + value(B.number))) << round;
-        expect_sound(T.number);
+        T.value.set_add(A.value, B.value, serial_context());
+        ASSERT_EQ(value(T.value), mpz_class(value(A.value) + value(B.value))) << round;
+        expect_sound(T.value);
     }
 }
 
 TEST(ExactFloatTest, SumAcrossAGapHasZeroWords) {
     Number A(1), B(1), T(8);
-    A.number.T[0] = B.number.T[0] = 9;
-    A.number.L = B.number.L = 1;
-    A.number.sign = B.number.sign = false;
-    B.number.exp = 6;
-    A.number.residue = A.number.computed_residue();
-    B.number.residue = B.number.computed_residue();
-    T.number.set_add(B.number, A.number, serial_context());
-    EXPECT_FALSE(T.number.sign);
-    ASSERT_EQ(T.number.L, 7u);
-    for (u64 i = 1; i < 6; i++) EXPECT_EQ(T.number.T[i], 0u);
-    EXPECT_EQ(T.number.T[0], 9u);
-    EXPECT_EQ(T.number.T[6], 9u);
-    expect_sound(T.number);
+    A.value.T[0] = B.value.T[0] = 9;
+    A.value.L = B.value.L = 1;
+    A.value.sign = B.value.sign = false;
+    B.value.exp = 6;
+    A.value.residue = A.value.computed_residue();
+    B.value.residue = B.value.computed_residue();
+    T.value.set_add(B.value, A.value, serial_context());
+    EXPECT_FALSE(T.value.sign);
+    ASSERT_EQ(T.value.L, 7u);
+    for (u64 i = 1; i < 6; i++) EXPECT_EQ(T.value.T[i], 0u);
+    EXPECT_EQ(T.value.T[0], 9u);
+    EXPECT_EQ(T.value.T[6], 9u);
+    expect_sound(T.value);
 }
 
 // |T| op |B| with T's sign, at every relation of the two ranges.
@@ -152,47 +154,47 @@ TEST(ExactFloatTest, InPlaceSumsAndDifferences) {
     int sums = 0, differences = 0;
     for (int round = 0; round < 4000; round++) {
         const i64 exp = static_cast<i64>(rng() % 12);
-        Number A(rng, rng() % 8, exp, exp, 30);  // the buffer's start is position 0
-        const Number B(rng, rng() % 8, static_cast<i64>(rng() % 14), 0, 0);
-        const mpz_class a = abs(value(A.number)), b = abs(value(B.number));
+        RandomNumber A(rng, rng() % 8, exp, exp, 30);  // the buffer's start is position 0
+        const RandomNumber B(rng, rng() % 8, static_cast<i64>(rng() % 14), 0, 0);
+        const mpz_class a = abs(value(A.value)), b = abs(value(B.value));
         const auto check = [&](const ExactFloat& T, const mpz_class& magnitude) {
             ASSERT_EQ(mpz_class(abs(value(T))), magnitude) << round;
             if (T.L != 0) {
-                ASSERT_EQ(T.sign, A.number.sign);
+                ASSERT_EQ(T.sign, A.value.sign);
             }
             expect_sound(T);
             ASSERT_EQ(T.Tmin(), 0);
         };
         const auto fresh = [&](std::vector<Word>& storage) {
-            storage = A.storage;
-            ExactFloat T = A.number;
+            storage = A.words;
+            ExactFloat T = A.value;
             T.buffer = storage.data();
             T.T = T.buffer + A.below;
             return T;
         };
         std::vector<Word> storage;
         ExactFloat T = fresh(storage);
-        T.uaddAB_ip(serial_context(), B.number);
+        T.uaddAB_ip(serial_context(), B.value);
         check(T, a + b);
         T = fresh(storage);
-        T.uaddBA_ip(serial_context(), B.number);
+        T.uaddBA_ip(serial_context(), B.value);
         check(T, a + b);
         sums++;
         T = fresh(storage);
         if (a >= b) {
-            T.usubAB_ip(serial_context(), B.number);
+            T.usubAB_ip(serial_context(), B.value);
             check(T, a - b);
             differences++;
         } else {
-            EXPECT_THROW(T.usubAB_ip(serial_context(), B.number), UnsupportedNegativeException);
+            EXPECT_THROW(T.usubAB_ip(serial_context(), B.value), UnsupportedNegativeException);
         }
         T = fresh(storage);
         if (b >= a) {
-            T.usubBA_ip(serial_context(), B.number);
+            T.usubBA_ip(serial_context(), B.value);
             check(T, b - a);
             differences++;
         } else {
-            EXPECT_THROW(T.usubBA_ip(serial_context(), B.number), UnsupportedNegativeException);
+            EXPECT_THROW(T.usubBA_ip(serial_context(), B.value), UnsupportedNegativeException);
         }
         if (HasFatalFailure()) return;
     }
@@ -202,20 +204,21 @@ TEST(ExactFloatTest, InPlaceSumsAndDifferences) {
 
 TEST(ExactFloatTest, StripsZeroWords) {
     Number A(20);
-    A.number.L = 20;
-    A.storage[17] = 3;
-    A.storage[19] = 1;
-    A.number.exp = 4;
-    A.number.residue = A.number.computed_residue();
-    const mpz_class before = value(A.number);
-    A.number.strip_low_zeros(8);
-    EXPECT_EQ(A.number.exp, 20);
-    EXPECT_EQ(A.number.L, 4u);
-    EXPECT_EQ(value(A.number), before);
-    expect_sound(A.number);
-    A.number.strip_low_zeros(1);
-    EXPECT_EQ(A.number.exp, 21);
-    EXPECT_EQ(value(A.number), before);
+    std::fill_n(A.words.begin(), 20, 0);
+    A.value.L = 20;
+    A.words[17] = 3;
+    A.words[19] = 1;
+    A.value.exp = 4;
+    A.value.residue = A.value.computed_residue();
+    const mpz_class before = value(A.value);
+    A.value.strip_low_zeros(8);
+    EXPECT_EQ(A.value.exp, 20);
+    EXPECT_EQ(A.value.L, 4u);
+    EXPECT_EQ(value(A.value), before);
+    expect_sound(A.value);
+    A.value.strip_low_zeros(1);
+    EXPECT_EQ(A.value.exp, 21);
+    EXPECT_EQ(value(A.value), before);
 }
 
 // Products below, at and above the basecase length, through the dispatcher and through transforms.
@@ -226,18 +229,19 @@ TEST(ExactFloatTest, Products) {
     for (int round = 0; round < 300; round++) {
         const u64 n = round < 100 ? 19 + rng() % 2 : 2 + rng() % (round < 250 ? 60 : largest - 1);
         const u64 la = 1 + rng() % (n - 1), lb = n - la;
-        const Number A(rng, la, static_cast<i64>(rng() % 20) - 10, 0, 0);
-        const Number B(rng, lb, static_cast<i64>(rng() % 20) - 10, 0, 0);
+        const RandomNumber A(rng, la, static_cast<i64>(rng() % 20) - 10, 0, 0);
+        const RandomNumber B(rng, lb, static_cast<i64>(rng() % 20) - 10, 0, 0);
         Number T(n);
-        T.number.set_mul(memory.context, A.number, B.number);
-        ASSERT_EQ(scaled(value(T.number)), mpz_class(value(A.number) * value(B.number))) << la << " " << lb;
-        expect_sound(T.number);
+        T.value.set_mul(memory.context, A.value, B.value);
+        ASSERT_EQ(scaled(value(T.value)), mpz_class(value(A.value) * value(B.value))) << la << " " << lb;
+        expect_sound(T.value);
     }
     const Number zero(1);
-    Number A(rng, 5, 3, 0, 0), T(9);
-    T.number.set_mul(memory.context, A.number, zero.number);
-    EXPECT_EQ(T.number.L, 0u);
-    EXPECT_EQ(T.number.residue, 0u);
+    RandomNumber A(rng, 5, 3, 0, 0);
+    Number T(9);
+    T.value.set_mul(memory.context, A.value, zero.value);
+    EXPECT_EQ(T.value.L, 0u);
+    EXPECT_EQ(T.value.residue, 0u);
 }
 
 struct TransformOf {
@@ -267,58 +271,57 @@ TEST_P(ExactFloatTransformTest, ProductsReuseTransforms) {
     const MultiplyContext context{serial_context(), {}, nullptr};
     for (int round = 0; round < 12; round++) {
         const u64 la = 1 + rng() % (total - 2), lb = 1 + rng() % (total - la), lc = 1 + rng() % (total - la);
-        const Number A(rng, la, 3, 0, 0), B(rng, lb, -2, 0, 0), C(rng, lc, 5, 0, 0);
+        const RandomNumber A(rng, la, 3, 0, 0), B(rng, lb, -2, 0, 0), C(rng, lc, 5, 0, 0);
         TransformOf t(total, context);
         const auto expect = [&](const Number& T, const Number& X, const Number& Y) {
-            ASSERT_EQ(scaled(value(T.number)), mpz_class(value(X.number) * value(Y.number)))
-                << la << " " << lb;
-            expect_sound(T.number);
+            ASSERT_EQ(scaled(value(T.value)), mpz_class(value(X.value) * value(Y.value))) << la << " " << lb;
+            expect_sound(T.value);
             ASSERT_TRUE(t.data.guards_intact() && t.work.guards_intact());
         };
         Number T(la + lb), U(la + lc), F(la + lc + 10);
-        t.R.mul_rr_xx(t.context, T.number, A.number, B.number);
+        t.R.mul_rr_xx(t.context, T.value, A.value, B.value);
         expect(T, A, B);
-        t.R.mul_rr_xf(t.context, T.number, A.number, B.number);
+        t.R.mul_rr_xf(t.context, T.value, A.value, B.value);
         expect(T, A, B);
-        t.R.mul_rf_xf(t.context, U.number, C.number);
+        t.R.mul_rf_xf(t.context, U.value, C.value);
         expect(U, C, A);
         // Placed so that an addition can grow it down to exponent -2.
-        t.R.mul_rf_xf(t.context, F.number, C.number, -2);
+        t.R.mul_rf_xf(t.context, F.value, C.value, -2);
         expect(F, C, A);
-        EXPECT_EQ(F.number.Tmin(), -2);
-        t.R.mul_rr_xx(t.context, F.number, A.number, C.number, 0);
+        EXPECT_EQ(F.value.Tmin(), -2);
+        t.R.mul_rr_xx(t.context, F.value, A.value, C.value, 0);
         expect(F, A, C);
-        EXPECT_EQ(F.number.Tmin(), 0);
-        t.R.mul_rr_xf(t.context, F.number, A.number, C.number, 20);
+        EXPECT_EQ(F.value.Tmin(), 0);
+        t.R.mul_rr_xf(t.context, F.value, A.value, C.value, 20);
         expect(F, A, C);
-        EXPECT_EQ(F.number.Tmin(), 8);
+        EXPECT_EQ(F.value.Tmin(), 8);
         // Products of held transforms.
         TransformOf other(total, context);
-        other.R.forward(other.context, B.number);
-        t.R.inverse_fmul(t.context, T.number, other.R);
+        other.R.forward(other.context, B.value);
+        t.R.inverse_fmul(t.context, T.value, other.R);
         expect(T, A, B);
-        EXPECT_THROW(t.R.mul_rf_xf(t.context, U.number, C.number), InvalidTransformException);
+        EXPECT_THROW(t.R.mul_rf_xf(t.context, U.value, C.value), InvalidTransformException);
         if (2 * la <= total) {
             Number S(2 * la);
-            t.R.sqr_rx_xf(t.context, S.number, A.number);
+            t.R.sqr_rx_xf(t.context, S.value, A.value);
             expect(S, A, A);
-            EXPECT_TRUE(S.number.sign);
-            t.R.mul_rf_xf(t.context, T.number, B.number);
+            EXPECT_TRUE(S.value.sign);
+            t.R.mul_rf_xf(t.context, T.value, B.value);
             expect(T, B, A);
-            t.R.inverse_fsqr(t.context, S.number);
+            t.R.inverse_fsqr(t.context, S.value);
             expect(S, A, A);
         }
         // The product may lie over its operands.
-        Number over(rng, la, 0, 0, lb);
-        const mpz_class a = value(over.number);
-        t.R.mul_rr_xx(t.context, over.number, over.number, B.number);
-        ASSERT_EQ(scaled(value(over.number)), mpz_class(a * value(B.number)));
-        expect_sound(over.number);
+        RandomNumber over(rng, la, 0, 0, lb);
+        const mpz_class a = value(over.value);
+        t.R.mul_rr_xx(t.context, over.value, over.value, B.value);
+        ASSERT_EQ(scaled(value(over.value)), mpz_class(a * value(B.value)));
+        expect_sound(over.value);
         // Zero
         const Number zero(1);
-        t.R.mul_rr_xf(t.context, T.number, A.number, zero.number);
-        EXPECT_EQ(T.number.L, 0u);
-        t.R.mul_rf_xf(t.context, T.number, B.number);
+        t.R.mul_rr_xf(t.context, T.value, A.value, zero.value);
+        EXPECT_EQ(T.value.L, 0u);
+        t.R.mul_rf_xf(t.context, T.value, B.value);
         expect(T, B, A);
         if (HasFatalFailure()) return;
     }
@@ -336,30 +339,29 @@ TEST(ExactFloatTest, Errors) {
         return std::string("nothing");
     };
     const ParallelContext& parallel = serial_context();
-    Number full(rng, 4, 0, 0, 0), tall(rng, 5, 0, 0, 0), low(rng, 2, -1, 0, 0), ok(rng, 2, 1, 0, 0);
-    EXPECT_EQ(message([&] { full.number.uaddAB_ip(parallel, ok.number); }),
+    RandomNumber full(rng, 4, 0, 0, 0), tall(rng, 5, 0, 0, 0), low(rng, 2, -1, 0, 0), ok(rng, 2, 1, 0, 0);
+    EXPECT_EQ(message([&] { full.value.uaddAB_ip(parallel, ok.value); }),
               "ExactFloat::uaddAB_ip() Amag >= Tmax");
-    EXPECT_EQ(message([&] { full.number.uaddBA_ip(parallel, tall.number); }),
+    EXPECT_EQ(message([&] { full.value.uaddBA_ip(parallel, tall.value); }),
               "ExactFloat::uaddBA_ip() Bmag >= Tmax");
-    EXPECT_EQ(message([&] { full.number.usubBA_ip(parallel, tall.number); }),
+    EXPECT_EQ(message([&] { full.value.usubBA_ip(parallel, tall.value); }),
               "ExactFloat::usubBA_ip() Bmag > Tmax");
-    ExactFloat cut = full.number;
+    ExactFloat cut = full.value;
     cut.buffer_size = 3;
-    EXPECT_EQ(message([&] { cut.usubAB_ip(parallel, ok.number); }), "ExactFloat::usubAB_ip() Amag > Tmax");
-    Number room(rng, 2, 0, 0, 3);
-    EXPECT_EQ(message([&] { room.number.uaddAB_ip(parallel, low.number); }),
+    EXPECT_EQ(message([&] { cut.usubAB_ip(parallel, ok.value); }), "ExactFloat::usubAB_ip() Amag > Tmax");
+    RandomNumber room(rng, 2, 0, 0, 3);
+    EXPECT_EQ(message([&] { room.value.uaddAB_ip(parallel, low.value); }),
               "ExactFloat::uaddAB_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.uaddBA_ip(parallel, low.number); }),
+    EXPECT_EQ(message([&] { room.value.uaddBA_ip(parallel, low.value); }),
               "ExactFloat::uaddBA_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.usubAB_ip(parallel, low.number); }),
+    EXPECT_EQ(message([&] { room.value.usubAB_ip(parallel, low.value); }),
               "ExactFloat::usubAB_ip() Bexp < Tmin");
-    EXPECT_EQ(message([&] { room.number.usubBA_ip(parallel, low.number); }),
+    EXPECT_EQ(message([&] { room.value.usubBA_ip(parallel, low.value); }),
               "ExactFloat::usubBA_ip() Bexp < Tmin");
     Number T(20);
-    Number minus = room;
-    minus.number.T = minus.storage.data();
-    minus.number.sign = !room.number.sign;
-    EXPECT_EQ(message([&] { T.number.set_add(room.number, minus.number, parallel); }),
+    ExactFloat minus = room.value;
+    minus.sign = !room.value.sign;
+    EXPECT_EQ(message([&] { T.value.set_add(room.value, minus, parallel); }),
               "ExactFloat::set_add() Not implemented yet.");
 
     const auto too_small = [](auto&& f) {
@@ -372,26 +374,26 @@ TEST(ExactFloatTest, Errors) {
     };
     Memory memory(20);
     Number tiny(1);
-    EXPECT_EQ(too_small([&] { tiny.number.set_ExactFloat(full.number, parallel); }),
+    EXPECT_EQ(too_small([&] { tiny.value.set_ExactFloat(full.value, parallel); }),
               "ExactFloat::set_ExactFloat()");
-    EXPECT_EQ(too_small([&] { tiny.number.set_mul(memory.context, full.number, ok.number); }),
+    EXPECT_EQ(too_small([&] { tiny.value.set_mul(memory.context, full.value, ok.value); }),
               "ExactFloat::set_mul()");
-    EXPECT_EQ(too_small([&] { full.number.mp2(1, parallel); }), "ExactFloat::mp2()");
+    EXPECT_EQ(too_small([&] { full.value.mp2(1, parallel); }), "ExactFloat::mp2()");
     const Number zero(1);
-    EXPECT_EQ(too_small([&] { tiny.number.set_add(zero.number, full.number, parallel); }),
+    EXPECT_EQ(too_small([&] { tiny.value.set_add(zero.value, full.value, parallel); }),
               "ExactFloat::set_ExactFloat()");
-    EXPECT_EQ(too_small([&] { tiny.number.set_add(room.number, room.number, parallel); }),
+    EXPECT_EQ(too_small([&] { tiny.value.set_add(room.value, room.value, parallel); }),
               "ExactFloat::set_add()");
     Word words[2] = {1, 1};
     BasicIntR integer(words, 2);
     integer.L = 2;
-    EXPECT_EQ(too_small([&] { tiny.number.set_BasicInt(integer, true, parallel); }),
+    EXPECT_EQ(too_small([&] { tiny.value.set_BasicInt(integer, true, parallel); }),
               "ExactFloat::set_BasicInt()");
 
     TransformOf t(4, memory.context), u(6, memory.context);
     Number product(12);
-    const ExactFloat& two = ok.number;  // exponent 1: products have exponent 2
-    ExactFloat& none = tiny.number;
+    const ExactFloat& two = ok.value;  // exponent 1: products have exponent 2
+    ExactFloat& none = tiny.value;
     EXPECT_EQ(too_small([&] { t.R.mul_rr_xx(t.context, none, two, two); }),
               "ExactFloatTransformR::mul_rr_xx()");
     EXPECT_EQ(too_small([&] { t.R.mul_rr_xx(t.context, none, two, two, 2); }),
@@ -407,26 +409,26 @@ TEST(ExactFloatTest, Errors) {
               "ExactFloatTransformR::mul_rf_xf(exp)");
     // The headroom counts: 4 words of product and 5 below them.
     Number nine(9);
-    EXPECT_EQ(too_small([&] { t.R.mul_rf_xf(t.context, nine.number, two, -4); }),
+    EXPECT_EQ(too_small([&] { t.R.mul_rf_xf(t.context, nine.value, two, -4); }),
               "ExactFloatTransformR::mul_rf_xf(exp)");
-    t.R.mul_rf_xf(t.context, nine.number, two, -3);
-    EXPECT_EQ(nine.number.Tmin(), -3);
+    t.R.mul_rf_xf(t.context, nine.value, two, -3);
+    EXPECT_EQ(nine.value.Tmin(), -3);
     TransformOf v(4, memory.context);
     v.R.forward(v.context, two);
     EXPECT_EQ(too_small([&] { t.R.inverse_fmul(t.context, none, v.R); }),
               "ExactFloatTransformR::inverse_fmul()");
     EXPECT_EQ(too_small([&] { v.R.inverse_fsqr(v.context, none); }), "ExactFloatTransformR::inverse_fsqr()");
     try {
-        t.R.mul_rr_xx(t.context, product.number, full.number, ok.number);
+        t.R.mul_rr_xx(t.context, product.value, full.value, ok.value);
         FAIL();
     } catch (const ConvolutionTooSmallException& e) {
         EXPECT_EQ(e.message, "Convolution length is too small.");
         EXPECT_EQ(e.convolution_size, 256u);
         EXPECT_EQ(e.requested_size, 384u);
     }
-    t.R.forward(t.context, ok.number);
-    u.R.forward(u.context, ok.number);
-    EXPECT_EQ(message([&] { t.R.inverse_fmul(t.context, product.number, u.R); }),
+    t.R.forward(t.context, ok.value);
+    u.R.forward(u.context, ok.value);
+    EXPECT_EQ(message([&] { t.R.inverse_fmul(t.context, product.value, u.R); }),
               "ExactFloatTransformR::inverse_fmul() Mismatching Transform Parameters");
 }
 

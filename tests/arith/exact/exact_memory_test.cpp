@@ -14,30 +14,29 @@
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
+#include "support/number.h"
 #include "support/scratch.h"
 
 using namespace trel;
 
 namespace {
 
-struct Number {
-    explicit Number(u64 n) : storage(n), value(storage.data(), n) {}
-    Number(u64 n, std::mt19937_64& rng) : Number(n) {
-        storage = reference::pattern(n, rng);
-        if (storage[n - 1] == 0) storage[n - 1] = 1;
-        value.T = value.buffer = storage.data();
-        value.L = n;
-        value.exp = static_cast<i64>(rng() % 9) - 4;
-        value.sign = rng() % 2;
-        value.residue = value.computed_residue();
-    }
-    std::vector<Word> storage;
-    ExactFloat value;
+using Number = kalvor_test::NumberOf<ExactFloat>;
+
+reference::Words random_words(u64 n, std::mt19937_64& rng) {
+    reference::Words words = reference::pattern(n, rng);
+    if (words[n - 1] == 0) words[n - 1] = 1;
+    return words;
+}
+
+struct RandomNumber : Number {
+    RandomNumber(u64 n, std::mt19937_64& rng)
+        : Number(random_words(n, rng), static_cast<i64>(rng() % 9) - 4, rng() % 2) {}
 };
 
 void expect_product(const ExactFloat& T, const Number& A, const Number& B) {
     EXPECT_EQ(reference::to_mpz(T.T, T.L),
-              mpz_class(reference::to_mpz(A.storage) * reference::to_mpz(B.storage)));
+              mpz_class(reference::to_mpz(A.value.T, A.value.L) * reference::to_mpz(B.value.T, B.value.L)));
     EXPECT_EQ(T.exp, A.value.exp + B.value.exp);
     EXPECT_EQ(T.sign, A.value.sign == B.value.sign);
     EXPECT_TRUE(m61::equal(T.residue, T.computed_residue()));
@@ -72,7 +71,7 @@ TEST(ExactMemory, ProductsUseExactlyTheirScratch) {
     for (u64 n : {4, 18, 64, 80, 81, 300, 2000, 3264, 3265, 8000}) {
         TransformHolder holder;
         make_transform(holder, n, {serial_context(), {}});
-        const Number A(n / 2, rng), B(n - n / 2, rng);
+        const RandomNumber A(n / 2, rng), B(n - n / 2, rng);
         for (const Operation& operation : kOperations) {
             SCOPED_TRACE(testing::Message() << operation.name << ", " << n << " words");
             Scratch data(holder->data_bytes());
@@ -96,7 +95,7 @@ TEST(ExactMemory, HeldProductsUseTheTransformsScratch) {
         SCOPED_TRACE(n);
         TransformHolder holder;
         make_transform(holder, n, {serial_context(), {}});
-        const Number A(n / 2, rng), B(n - n / 2, rng);
+        const RandomNumber A(n / 2, rng), B(n - n / 2, rng);
         Scratch x(holder->data_bytes()), y(holder->data_bytes()), scratch(holder->scratch_bytes());
         const MultiplyContext context{serial_context(), scratch.view()};
         ExactFloatTransformR R(*holder, x.data()), S(*holder, y.data());
@@ -118,7 +117,7 @@ TEST(ExactMemory, PlainProductsNeedNoData) {
         SCOPED_TRACE(n);
         TransformHolder holder;
         make_transform(holder, n, {serial_context(), {}});
-        const Number A(n / 2, rng), B(n - n / 2, rng);
+        const RandomNumber A(n / 2, rng), B(n - n / 2, rng);
         ExactFloatTransformR R(*holder, nullptr);
         Scratch scratch(R.plain_scratch_bytes());
         const MultiplyContext context{serial_context(), scratch.view()};
@@ -136,7 +135,7 @@ TEST(ExactMemory, SetMulStaysInsideThePlan) {
     std::mt19937_64 rng(4);
     for (u64 n : {19, 20, 79, 80, 81, 1000, 3264, 3265}) {
         SCOPED_TRACE(n);
-        const Number A(n / 2, rng), B(n - n / 2, rng);
+        const RandomNumber A(n / 2, rng), B(n - n / 2, rng);
         Scratch scratch(multiply_scratch_bytes(n));
         Number T(n);
         T.value.set_mul({serial_context(), scratch.view()}, A.value, B.value);

@@ -21,6 +21,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/status.h"
 #include "reference/mpz_u64.h"
+#include "support/number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -59,20 +60,7 @@ struct Workspace {
     MultiplyContext context;
 };
 
-// A number with its own words.
-struct Number {
-    Number(std::vector<Word> w, i64 exp = 0, bool sign = true) : words(std::move(w)) {
-        while (!words.empty() && words.back() == 0) words.pop_back();
-        value = BigFloat(words.data(), words.size());
-        value.L = words.size();
-        value.exp = exp;
-        value.sign = sign;
-    }
-    Number(const Number&) = delete;
-    Number& operator=(const Number&) = delete;
-    std::vector<Word> words;
-    BigFloat value;
-};
+using Number = kalvor_test::NumberOf<BigFloat>;
 
 // Records the frames and sections that are opened.
 class RecordingStatus final : public Status {

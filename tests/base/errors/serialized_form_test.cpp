@@ -1,4 +1,4 @@
-// The bytes of every class, field by field; what a clone leaves behind; who catches whom.
+// The bytes of every class, field by field; what a clone leaves behind; which handler catches which class.
 #include <gtest/gtest.h>
 
 #include <type_traits>

@@ -6,34 +6,28 @@
 
 #include "base/errors/exceptions.h"
 #include "reference/bbp_reference.h"
+#include "support/message_of.h"
 
 namespace kalvor::BBPv2 {
 namespace {
 
+using kalvor_test::message_of;
 using reference::mpz_of_limbs;
 using reference::power_of_two;
 using trel::i64;
 using trel::u64;
 
-template <class F>
-std::string message_of(F&& f) {
-    try {
-        f();
-    } catch (const trel::InvalidParametersException& e) {
-        return e.function + " " + e.message;
-    }
-    return "none";
-}
-
 TEST(FractionFloatTest, Lengths) {
     for (const u64 n : {0, 1}) {
-        EXPECT_EQ(message_of([&] { FractionFloat f(n); }),
-                  "FractionFloat::FractionFloat() Length must be at least 2.");
+        EXPECT_EQ(message_of<trel::InvalidParametersException>([&] { FractionFloat f(n); }),
+                  "FractionFloat::FractionFloat()|Length must be at least 2.");
     }
     FractionFloat two(2), three(3);
-    EXPECT_EQ(message_of([&] { two.add(three); }), "FractionFloat::add() Lengths do not match.");
-    EXPECT_EQ(message_of([&] { three.subtract(two); }), "FractionFloat::subtract() Lengths do not match.");
-    EXPECT_EQ(message_of([&] { two.add(two); }), "none");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>([&] { two.add(three); }),
+              "FractionFloat::add()|Lengths do not match.");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>([&] { three.subtract(two); }),
+              "FractionFloat::subtract()|Lengths do not match.");
+    EXPECT_EQ(message_of<trel::InvalidParametersException>([&] { two.add(two); }), "nothing thrown");
 }
 
 // Limbs at the edges, where carries run through.

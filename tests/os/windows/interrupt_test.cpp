@@ -76,8 +76,7 @@ const kalvor_test::Child ignored("ignored", [] {
     SetConsoleCtrlHandler(nullptr, TRUE);
     os::InterruptWatch watch([] { say("first"); }, [] {}, kNever);
     GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
-    // Nobody is told of an event that is ignored, so there is nothing to wait for but time; a watch that got
-    // it would say so at once.
+    // An ignored event leaves no trace to wait for, only time; a watch that got it would say so at once.
     Sleep(300);
     say("alive");
     std::_Exit(0);

@@ -319,7 +319,7 @@ TEST(Interleave, ANodeThatDoesNotExistGetsNoThread) {
     EXPECT_EQ(started, 1);
 }
 
-// What the user is told of a working region that came out otherwise than wanted.
+// What the user learns of a working region that is not as it was wanted.
 TEST(Interleave, TheHeapPassesWarningsAndSummaryOn) {
     FakeMachine machine;
     make_two_nodes(machine);
