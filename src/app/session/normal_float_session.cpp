@@ -24,8 +24,9 @@ constexpr u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal)
-    : settings_(std::move(settings)), status_(status), terminal_(terminal) {}
+NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
+                                       const FileIO::FileCalls& calls)
+    : settings_(std::move(settings)), status_(status), terminal_(terminal), calls_(calls) {}
 
 NormalFloatSession::~NormalFloatSession() = default;
 
@@ -52,12 +53,13 @@ std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
 
 OutputOptions NormalFloatSession::output_options() {
     return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()),
-            Console::is_terminal() && os::stdin_is_terminal(), &files_};
+            Console::is_terminal() && os::stdin_is_terminal(), &files_, &calls_};
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
-    return {settings_.enable_hex, settings_.output_enable, settings_.output_verify,
-            settings_.constant->name_short(), reference_folder_};
+    return {settings_.enable_hex,    settings_.output_enable,
+            settings_.output_verify, settings_.constant->name_short(),
+            reference_folder_,       &calls_};
 }
 
 void NormalFloatSession::begin_record() {
@@ -109,7 +111,7 @@ void NormalFloatSession::run_phases() {
     wall_.restart();
     begin_record();
     if (settings_.output_enable || !settings_.path.empty()) {
-        folder_ = FileIO::prepare_output_folder(settings_.path);
+        folder_ = FileIO::prepare_output_folder(settings_.path, calls_);
     }
     record_.system = gather_system_record(CommandLine::console_settings().include_pii);
     check_memory();

@@ -44,8 +44,9 @@ class NormalFloatSession {
     void set_reference_folder(std::string folder) { reference_folder_ = std::move(folder); }
 
   protected:
-    // status and terminal outlive the session; the terminal may be missing.
-    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal);
+    // All but the settings outlive the session; the terminal may be missing. calls: for digit files.
+    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
+                       const FileIO::FileCalls& calls);
 
     // The phases of a run, in this order.
     virtual void check_memory() = 0;
@@ -81,6 +82,7 @@ class NormalFloatSession {
     const ComputeSettings settings_;
     Status& status_;
     Terminal* const terminal_;
+    const FileIO::FileCalls& calls_;
     RunMonitor monitor_;
     FileLedger files_;
     std::optional<std::string> reference_folder_;

@@ -26,8 +26,9 @@ struct NormalFloatSessionB::Memory {
     std::optional<BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal)
-    : NormalFloatSession(std::move(settings), status, terminal),
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal,
+                                         const FileIO::FileCalls& calls)
+    : NormalFloatSession(std::move(settings), status, terminal, calls),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;

@@ -13,7 +13,8 @@ namespace kalvor {
 // (LimitExceededException) before anything is allocated.
 class NormalFloatSessionB final : public NormalFloatSession {
   public:
-    NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal = nullptr);
+    NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal = nullptr,
+                        const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     ~NormalFloatSessionB() override;
 
     MemoryPlan estimate_memory() const { return plan_.memory; }

@@ -13,12 +13,13 @@ std::string_view digit_file_extension(std::string_view path) {
 }
 
 std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
-                                                  const std::vector<std::string>& folders) {
+                                                  const std::vector<std::string>& folders,
+                                                  const FileIO::FileCalls& calls) {
     constexpr const char* kFunction = "open_digit_file()";
     const std::string extension(digit_file_extension(path));
     if (extension.empty()) throw InvalidParametersException(kFunction, "No Extension found.");
     if (extension == ".kvd") {
-        auto reader = std::make_unique<BasicKvdSetReader>(path);
+        auto reader = std::make_unique<BasicKvdSetReader>(path, calls);
         for (const std::string& folder : folders) reader->add_search_folder(folder);
         return reader;
     }
@@ -28,7 +29,7 @@ std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
     if (path.ends_with(" (incomplete).txt")) {
         throw FileIO::FileException(kFunction, "This file is incomplete.", path);
     }
-    return std::make_unique<BasicTextReader>(path);
+    return std::make_unique<BasicTextReader>(path, 0, calls);
 }
 
 }  // namespace kalvor

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "digits/files/basic_digit_reader.h"
+#include "platform/fileio/file_calls.h"
 
 namespace kalvor {
 
@@ -18,7 +19,8 @@ std::string_view digit_file_extension(std::string_view path);
 // further folders to look for its files in. Throws FileException "This file is incomplete." for one that is
 // still written, InvalidParametersException "No Extension found.", "Unrecognized Extension: ...", and what
 // the readers throw.
-std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
-                                                  const std::vector<std::string>& folders = {});
+std::unique_ptr<BasicDigitReader> open_digit_file(
+    const std::string& path, const std::vector<std::string>& folders = {},
+    const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 
 }  // namespace kalvor

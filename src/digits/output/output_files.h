@@ -19,6 +19,7 @@ struct OutputOptions {
     bool minimum_space = false;    // too little free space is a refusal, not a warning
     bool attended = false;         // somebody can answer a question: standard input and output are terminals
     FileLedger* ledger = nullptr;  // learns of every file; outlives them
+    const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
 };
 
 // The rule for OutputOptions::minimum_space: what the user said; otherwise runs of more than an hour want it.
