@@ -437,10 +437,11 @@ TEST(ThreadControl, LevelsOutsideTheRangeAreItsEnds) {
 
 TEST(ThreadControl, RefusedPriority) {
     CaptureConsole console;
-    set_thread_priority(7, [](os::ThreadPriority priority) {
+    constexpr ThreadPriorityCalls kRefusing{[](os::ThreadPriority priority) {
         EXPECT_EQ(priority, os::ThreadPriority::time_critical);
         return os::OsError{1, os::ErrorCategory::access_denied};
-    });
+    }};
+    set_thread_priority(7, kRefusing);
     EXPECT_EQ(console.text(), "\nWarning: Unable to set thread priority.\n");
 }
 
@@ -626,7 +627,7 @@ TEST(CilkSettings, TheRuntimeIsChosen) {
     const auto library = config_of("Runtime : \"library\"");
     EXPECT_EQ(library->to_config().get_string("Runtime", ""), "library");
     EXPECT_EQ(library->clone()->summary(4), library->summary(4));
-    if (const char* const name = CilkRuntime::of_this_machine().library) {
+    if (const char* const name = CilkCalls::of_this_machine().library) {
         EXPECT_EQ(library->mode_text(), "  (" + std::string(name) + ")");
     } else {
         EXPECT_EQ(library->mode_text(), "  (library not found)");
