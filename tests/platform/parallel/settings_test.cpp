@@ -45,7 +45,7 @@ TEST(FrameworkRegistry, NamesAndTexts) {
     EXPECT_EQ(spawn->display_name(), "Thread Spawn (1 Thread/Task)");
     EXPECT_EQ(spawn->summary(64), "Thread Spawn (1 Thread/Task)  ->  64 / ?");
     EXPECT_EQ(spawn->clone()->summary(2), "Thread Spawn (1 Thread/Task)  ->  2 / ?");
-    EXPECT_EQ(find_framework_type("none").display_name(), none->display_name());
+    EXPECT_EQ(framework_choices().find("none").display_name(), none->display_name());
     CaptureConsole console(CaptureConsole::terminal, true);
     spawn->print_summary(4);
     EXPECT_EQ(console.take(), "{T}Thread Spawn (1 Thread/Task)  ->  {Y}4 / ?{w}");
@@ -76,7 +76,7 @@ TEST(FrameworkRegistryDeathTest, DuplicateNameEndsTheProcess) {
     const auto twice = [] {
         Console::set_pause_before_fatal_exit(false);
         print_to_stderr();
-        register_framework("spawn", find_framework_type("none"));
+        register_framework("spawn", framework_choices().find("none"));
     };
     EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Framework Type\n$");
 }
@@ -418,7 +418,8 @@ TEST(FrameworkMenus, Selection) {
     std::string lines = "{P}Select a Parallel Framework:\n";
     u64 i = 0;
     for (const std::string& name : framework_names()) {
-        lines += "{w}   " + std::to_string(i++) + "    {T}" + find_framework_type(name).display_name() + "\n";
+        lines +=
+            "{w}   " + std::to_string(i++) + "    {T}" + framework_choices().find(name).display_name() + "\n";
     }
     EXPECT_EQ(console.text().substr(0, lines.size()), lines);
     EXPECT_EQ(console.text().substr(lines.size(), 14), "\n{w}option: {T");
