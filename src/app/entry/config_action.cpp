@@ -42,7 +42,9 @@ struct ConfigAction {
 
 ConfigJob build_custom_compute(const Object& root) {
     const Section section = Section(root, "", {}).section("CustomCompute");
-    auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object()));
+    std::vector<std::string> warnings;
+    auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object(), warnings));
+    for (const std::string& warning : warnings) Console::labelled_line("Warning", warning, 'Y');
     // Last: settings that are refused leave no folder behind.
     FileIO::prepare_output_folder(settings->path);
     return [settings] { run_on_console(std::move(*settings)); };

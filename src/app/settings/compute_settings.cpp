@@ -1,6 +1,5 @@
 #include "app/settings/compute_settings.h"
 
-#include "base/console/console.h"
 #include "constants/catalog/catalog.h"
 
 namespace kalvor {
@@ -15,21 +14,22 @@ constexpr u64 kMinimumDigitsPerFile = 1000000;
 ComputeSettings::ComputeSettings()
     : constant(make_constant("pi", "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
 
-void ComputeSettings::set_decimal_digits(i64 digits) {
+std::string ComputeSettings::set_decimal_digits(i64 digits) {
     std::string warning;
-    size = ComputeSize::from_decimal(clamp_decimal_digits(digits, constant->max_decimal_digits(), warning));
-    if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
+    size = ComputeSize::from_decimal(clamp_decimal_digits(digits, constant->min_decimal_digits(),
+                                                          constant->max_decimal_digits(), warning));
+    return warning;
 }
 
-void ComputeSettings::check_compression() {
-    if (digits_per_file == 0) return;
+std::string ComputeSettings::check_compression() {
+    if (digits_per_file == 0) return {};
     // A negative count is the largest one: all digits in one file.
     const bool enough = static_cast<u64>(digits_per_file) >= kMinimumDigitsPerFile &&
                         size.decimal_digits >= kMinimumDigitsPerFile &&
                         (!enable_hex || size.hexadecimal_digits >= kMinimumDigitsPerFile);
-    if (enough) return;
-    Console::labelled_line("Warning", "Digits per file below minimum: Disabling compression.", 'Y');
+    if (enough) return {};
     digits_per_file = 0;
+    return "Digits per file below minimum: Disabling compression.";
 }
 
 }  // namespace kalvor

@@ -32,11 +32,15 @@ struct ComputeSettings {
     ChoiceSetting<AllocatorConfig> allocator{"Allocator", "    Memory Allocator:       ", allocator_choices(),
                                              kDefaultAllocator};
 
-    // Sets the digit count within the constant's bounds; prints the warning when it had to be clamped.
-    void set_decimal_digits(i64 digits);
+    // Both return the text of a warning for the user, or nothing.
+    // Sets the digit count within the constant's bounds; warns when it had to be clamped.
+    std::string set_decimal_digits(i64 digits);
     // Compressed files hold a million digits or more: for fewer, in a file or in all, warns and goes back to
     // text.
-    void check_compression();
+    std::string check_compression();
+
+    // Whether the run writes into the folder `path`.
+    bool wants_folder() const { return output_enable || !path.empty(); }
 };
 
 }  // namespace kalvor

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "app/settings/compute_table.h"
 #include "base/names/names.h"
@@ -9,13 +11,13 @@
 namespace kalvor {
 
 // Reads every setting of the table that files have; all are required. The members of swap mode are allowed
-// and not looked at. Digit counts out of bounds and compression of too few digits are corrected with a
-// printed warning. What is wrong with a member is told in a sentence, then thrown. Nothing else happens: the
-// output folder is not looked at.
+// and not looked at. Digit counts out of bounds and compression of too few digits are corrected; `warnings`
+// receives what there is to say about it. What is wrong with a member is told in a sentence, then thrown.
+// Nothing else happens: the output folder is not looked at.
 //
 // Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,
 // InvalidParametersException for values that cannot be used.
-ComputeSettings load_compute_settings(const Config::Object& object,
+ComputeSettings load_compute_settings(const Config::Object& object, std::vector<std::string>& warnings,
                                       const SettingsTable& table = compute_settings_table());
 
 // The same object again, in its order. Loading it gives equal settings.

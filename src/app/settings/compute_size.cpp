@@ -34,10 +34,10 @@ ComputeSize ComputeSize::from_decimal(u64 decimal_digits) {
     return {decimal_digits, hexadecimal, hexadecimal / 16 + 3};
 }
 
-u64 clamp_decimal_digits(i64 digits, u64 maximum, std::string& warning) {
-    if (digits < static_cast<i64>(kMinimumDecimalDigits)) {
-        warning = "Precision below minimum. Adjusting to minimum." + said(kMinimumDecimalDigits);
-        return kMinimumDecimalDigits;
+u64 clamp_decimal_digits(i64 digits, u64 minimum, u64 maximum, std::string& warning) {
+    if (digits < 0 || static_cast<u64>(digits) < minimum) {
+        warning = "Precision below minimum. Adjusting to minimum." + said(minimum);
+        return minimum;
     }
     if (static_cast<u64>(digits) > maximum) {
         warning = "Precision above maximum: Clipping to maximum." + said(maximum);

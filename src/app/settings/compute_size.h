@@ -16,10 +16,8 @@ struct ComputeSize {
     static ComputeSize from_decimal(u64 decimal_digits);
 };
 
-inline constexpr u64 kMinimumDecimalDigits = 100;
-
-// Clamps a digit count to [100, maximum]; `warning` receives the text of the warning, which says to
-// what, or becomes empty.
-u64 clamp_decimal_digits(i64 digits, u64 maximum, std::string& warning);
+// Clamps a digit count to [minimum, maximum], the bounds of a constant; `warning` receives the text of the
+// warning, which says to what, or becomes empty.
+u64 clamp_decimal_digits(i64 digits, u64 minimum, u64 maximum, std::string& warning);
 
 }  // namespace kalvor

@@ -62,14 +62,20 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
     Console::fatal_exit(1);
 }
 
-// The argument of "-o" may be meant as an option of its own.
-void warn_of_option_as_folder(const ParameterList& parameters, const Options& options) {
+void print_warning(const std::string& warning) {
+    if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
+}
+
+// The word that an option takes may be meant as an option of its own.
+void warn_of_option_as_word(const CommandLine::OptionRow<ComputeChoices>& option,
+                            const ParameterList& parameters, const Options& options) {
+    const auto* const kind = takes_next_word(option);
     const std::string* const next = parameters.next();
-    if (!next || parameters.current_raw().find(':') != std::string::npos) return;
+    if (!kind || !next || parameters.current_raw().find(':') != std::string::npos) return;
     if (!find_option(options, next->substr(0, next->find(':')))) return;
     Console::labelled_line("Warning",
-                           "-o takes the next word whatever it is: the digits go into the folder " +
-                               CommandLine::quoted(*next) + ".",
+                           option.text.name + " takes the next word whatever it is: " + kind->consequence +
+                               " " + CommandLine::quoted(*next) + ".",
                            'Y');
 }
 
@@ -107,13 +113,13 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
     while (parameters.has_more()) {
         const auto* const option = find_option(options, parameters.current().first);
         if (!option) refuse_option(parameters, options);
-        if (option->text.name == "-o") warn_of_option_as_folder(parameters, options);
+        warn_of_option_as_word(*option, parameters, options);
         read_option(*option, choices, parameters, kPage, Console::print_problem);
         parameters.advance();
     }
     if (choices.threads) choose_threads(choices);
-    settings.set_decimal_digits(
-        choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits)));
+    print_warning(settings.set_decimal_digits(
+        choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits))));
     if (!choices.decimal_digits) {
         Console::labelled_line("Note",
                                "No -dec is given: the default of " +
@@ -121,7 +127,7 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
                                    " decimal digits is taken.",
                                'Y');
     }
-    settings.check_compression();
+    print_warning(settings.check_compression());
     if (settings.digits_per_file != 0) {
         Console::print_problem("-C: this version writes digits as text only. Leave the option out.\n" +
                                CommandLine::see_help(kPage));

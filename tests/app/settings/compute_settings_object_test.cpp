@@ -13,8 +13,13 @@ using trel::Config::Object;
 
 namespace {
 
+ComputeSettings load(const std::string& text, std::vector<std::string>& warnings) {
+    return load_compute_settings(trel::Config::parse_acfg(text)->as<Object>(), warnings);
+}
+
 ComputeSettings load(const std::string& text) {
-    return load_compute_settings(trel::Config::parse_acfg(text)->as<Object>());
+    std::vector<std::string> warnings;
+    return load(text, warnings);
 }
 
 }  // namespace
@@ -130,6 +135,20 @@ TEST(ComputeSettingsObject, EveryFrameworkAndAllocatorComesBack) {
             EXPECT_EQ(save_compute_settings(load(text))->to_acfg(), text);
         }
     }
+}
+
+// What had to be corrected is told to the caller; settings never print.
+TEST(ComputeSettingsObject, CorrectionsAreReturned) {
+    const CaptureConsole console;
+    std::string text = save_compute_settings(ComputeSettings())->to_acfg();
+    std::vector<std::string> warnings;
+    (void)load(text, warnings);
+    EXPECT_TRUE(warnings.empty());
+    text.replace(text.find("50000000"), 8, "1000000000000001");
+    EXPECT_EQ(load(text, warnings).size.decimal_digits, 1000000000000000u);
+    EXPECT_EQ(warnings, std::vector<std::string>{"Precision above maximum: Clipping to maximum. That is "
+                                                 "1,000,000,000,000,000 decimal digits."});
+    EXPECT_EQ(console.text(), "");
 }
 
 // Reading changes nothing outside: the folder is made by the run.

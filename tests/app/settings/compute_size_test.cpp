@@ -40,15 +40,19 @@ TEST(ComputeSizeTest, HexadecimalDigitsAndWords) {
 
 TEST(ComputeSizeTest, ClampsToTheBoundsWithAWarning) {
     std::string warning;
-    EXPECT_EQ(clamp_decimal_digits(99, 1000, warning), 100U);
+    EXPECT_EQ(clamp_decimal_digits(99, 100, 1000, warning), 100U);
     EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum. That is 100 decimal digits.");
-    EXPECT_EQ(clamp_decimal_digits(-5, 1000, warning), 100U);
-    EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum. That is 100 decimal digits.");
-    EXPECT_EQ(clamp_decimal_digits(1001, 1000, warning), 1000U);
-    EXPECT_EQ(warning, "Precision above maximum: Clipping to maximum. That is 1,000 decimal digits.");
-    EXPECT_EQ(clamp_decimal_digits(1000, 1000, warning), 1000U);
+    EXPECT_EQ(clamp_decimal_digits(7, 5, 1000, warning), 7U);
     EXPECT_EQ(warning, "");
-    EXPECT_EQ(clamp_decimal_digits(100, 1000, warning), 100U);
+    EXPECT_EQ(clamp_decimal_digits(4, 5, 1000, warning), 5U);
+    EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum. That is 5 decimal digits.");
+    EXPECT_EQ(clamp_decimal_digits(-5, 100, 1000, warning), 100U);
+    EXPECT_EQ(warning, "Precision below minimum. Adjusting to minimum. That is 100 decimal digits.");
+    EXPECT_EQ(clamp_decimal_digits(1001, 100, 1000, warning), 1000U);
+    EXPECT_EQ(warning, "Precision above maximum: Clipping to maximum. That is 1,000 decimal digits.");
+    EXPECT_EQ(clamp_decimal_digits(1000, 100, 1000, warning), 1000U);
+    EXPECT_EQ(warning, "");
+    EXPECT_EQ(clamp_decimal_digits(100, 100, 1000, warning), 100U);
     EXPECT_EQ(warning, "");
 }
 
