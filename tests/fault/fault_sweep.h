@@ -28,8 +28,9 @@ struct FaultOutcome {
 };
 
 struct FaultSweep {
-    std::function<void()> prepare;    // makes the state before the operation; not disturbed
-    std::function<void()> operation;  // may throw FileExceptions
+    std::function<void()> prepare;  // makes the state before the operation; not disturbed
+    // Through the disk that is given. May throw FileExceptions.
+    std::function<void(const trel::FileIO::FileCalls&)> operation;
     // Looks at the outcome and at what is left; not disturbed. Begins with a point that has no fault.
     std::function<void(const FaultPoint&, const FaultOutcome&)> check;
     int keys = 0;                    // pauses that get a key before the input ends

@@ -1,6 +1,6 @@
-// A failing disk below everything that reads and writes files. Installed for its life; the faults that were
-// asked for happen once each (unless told otherwise), to whichever file makes the n-th call. Counting starts
-// at 1, anew with each object. Calls may come from several threads.
+// A failing disk below everything that works with its file_calls(). The faults that were asked for happen
+// once each (unless told otherwise), to whichever file makes the n-th call. Counting starts at 1, anew with
+// each object. Calls may come from several threads.
 #pragma once
 
 #include <functional>
@@ -10,13 +10,15 @@
 #include <vector>
 
 #include "os/file.h"
+#include "platform/fileio/file_calls.h"
 
 class FaultyFile {
   public:
     FaultyFile();
-    ~FaultyFile();
     FaultyFile(const FaultyFile&) = delete;
     FaultyFile& operator=(const FaultyFile&) = delete;
+
+    const trel::FileIO::FileCalls& file_calls() const { return file_calls_; }
 
     enum class Call {
         open,
@@ -79,7 +81,6 @@ class FaultyFile {
     static trel::os::OsError access_denied();
 
   private:
-    struct Hooks;
     struct Fault {
         Call call;
         trel::u64 first, last;
@@ -98,6 +99,11 @@ class FaultyFile {
     Begun begin(Call call, trel::u64 bytes = 0);
     const Change* find(const std::vector<Change>& changes, Call call, trel::u64 n) const;
 
+    trel::os::Transfer read(trel::i64 handle, void* buffer, trel::u64 offset, trel::u64 bytes);
+    trel::os::Transfer write(trel::i64 handle, const void* buffer, trel::u64 offset, trel::u64 bytes);
+
+    const trel::FileIO::FileCalls& machine_;
+    trel::FileIO::FileCalls file_calls_;
     mutable std::mutex mutex_;
     std::vector<Fault> faults_, faults_of_any_;
     std::vector<Change> shortened_, flipped_;

@@ -70,7 +70,8 @@ class Silence final : public trel::Console::Sink {
 
 }  // namespace
 
-void run_in_lock_step(const std::vector<std::function<void()>>& threads, const std::vector<int>& schedule) {
+void run_in_lock_step(const std::vector<std::function<void(const trel::FileIO::FileCalls&)>>& threads,
+                      const std::vector<int>& schedule) {
     const Silence silence;
     Steps steps(static_cast<int>(threads.size()), schedule);
     FaultyFile disk;
@@ -80,7 +81,7 @@ void run_in_lock_step(const std::vector<std::function<void()>>& threads, const s
         running.emplace_back([&, i] {
             t_thread = static_cast<int>(i);
             steps.begin(t_thread);
-            threads[i]();
+            threads[i](disk.file_calls());
             steps.end(t_thread);
         });
     }

@@ -93,7 +93,7 @@ std::vector<FrameworkCase> framework_cases() {
         cases.push_back(with<PushPoolFramework>("pushpool", text + "Random", n, true, 64));
         cases.push_back(with<PushPoolFramework>("pushpool", text + "InOrder", n, false, 4));
         cases.push_back(with<WinPoolFramework>("winpool", text, 64, create_work_of(n)));
-        cases.push_back(with<CilkFramework>("cilk", text, n, CilkRuntime::built_in()));
+        cases.push_back(with<CilkFramework>("cilk", text, n, CilkCalls::built_in()));
     }
 #ifdef KALVOR_HAVE_TBB
     for (const u64 n : kWorkers) {
@@ -114,7 +114,7 @@ std::vector<FrameworkCase> framework_cases_of_other_counts() {
         cases.push_back(with<TaskQueueFramework>("taskqueue", text, n));
         cases.push_back(with<PushPoolFramework>("pushpool", text, n, true, 64));
         cases.push_back(with<WinPoolFramework>("winpool", text, 64, create_work_of(n)));
-        cases.push_back(with<CilkFramework>("cilk", text, n, CilkRuntime::built_in()));
+        cases.push_back(with<CilkFramework>("cilk", text, n, CilkCalls::built_in()));
 #ifdef KALVOR_HAVE_TBB
         cases.push_back(tbb_case(n, 1));  // its defaults
 #endif

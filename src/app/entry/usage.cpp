@@ -62,10 +62,12 @@ void print_page(const std::string& page) {
     }
 }
 
-// Whether a word behind the action asks for its page. What "-o" takes does not.
+// Whether a word behind the action asks for its page. What an option takes does not.
 bool asks_behind_action(const std::vector<std::string>& words, size_t action) {
+    const auto options = option_table(compute_settings_table());
     for (size_t i = action + 1; i < words.size(); i++) {
-        if (is_help_word(words[i]) && words[i - 1] != "-o") return true;
+        const auto* const before = find_option(options, words[i - 1]);
+        if (is_help_word(words[i]) && !(before && takes_next_word(*before))) return true;
     }
     return words.size() == action + 2 && words[action + 1] == "help";
 }

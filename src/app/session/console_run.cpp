@@ -10,7 +10,7 @@
 #include "base/names/names.h"
 #include "base/status/linear_console_node.h"
 #include "os/interrupt.h"
-#include "platform/fileio/file_functions.h"
+#include "platform/fileio/file_calls.h"
 
 namespace kalvor {
 
@@ -34,7 +34,7 @@ void print_interrupted(const std::vector<std::string>& kept) {
 // On the thread of the interrupts, while the run is still busy: nothing that it uses is touched.
 [[noreturn]] void end_busy_run(const FileLedger& files, Terminal& terminal) {
     for (const std::string& path : files.empty())
-        (void)FileIO::file_functions().remove(path.c_str()).failed();
+        (void)FileIO::FileCalls::of_this_machine().remove(path.c_str()).failed();
     // A thread that cannot get rid of its output, because nobody reads it, is not waited for.
     for (int i = 0; i < kAttemptsToPrint; i++) {
         if (terminal.dismiss()) {

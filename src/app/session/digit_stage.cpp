@@ -42,9 +42,10 @@ OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, 
 
 i64 DigitStage::check_known_digits(const DigitRequest& request) {
     FloatReaderB digits = writer_.decimal_reader();
-    const SpotCheck check = request.reference_folder ? spot_check(digits, plan_.compute_digits, request.name,
-                                                                  *request.reference_folder)
-                                                     : spot_check(digits, plan_.compute_digits, request.name);
+    const SpotCheck check = request.reference_folder
+                                ? spot_check(digits, plan_.compute_digits, request.name,
+                                             *request.reference_folder, *request.calls)
+                                : spot_check(digits, plan_.compute_digits, request.name, *request.calls);
     report(status_, check);
     return check.position;
 }

@@ -19,6 +19,7 @@ struct DigitRequest {
     std::string name;  // of the table of known digits
     // Where the folders of such tables are, with its final separator; none: the program's own folder.
     std::optional<std::string> reference_folder;
+    const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
 };
 
 struct DigitResults {

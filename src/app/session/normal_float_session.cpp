@@ -57,12 +57,13 @@ std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
 
 OutputOptions NormalFloatSession::output_options() {
     return {settings_.overwrite, wants_minimum_space(settings_.minimum_space, expected_seconds()), terminal_,
-            &files_};
+            &files_, environment_.calls};
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
-    return {settings_.enable_hex, settings_.output_enable, settings_.output_verify,
-            settings_.constant->name_short(), reference_folder_};
+    return {settings_.enable_hex,    settings_.output_enable,
+            settings_.output_verify, settings_.constant->name_short(),
+            reference_folder_,       environment_.calls};
 }
 
 void NormalFloatSession::begin_record() {
@@ -113,7 +114,8 @@ const RunRecord& NormalFloatSession::run() {
 void NormalFloatSession::run_phases() {
     wall_.restart();
     begin_record();
-    if (settings_.wants_folder()) folder_ = FileIO::prepare_output_folder(settings_.path);
+    if (settings_.wants_folder())
+        folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls);
     record_.system = gather_system_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run

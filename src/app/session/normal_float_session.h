@@ -19,6 +19,7 @@
 #include "digits/output/file_ledger.h"
 #include "digits/output/output_files.h"
 #include "os/memory_status.h"
+#include "platform/fileio/file_calls.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor {
@@ -28,6 +29,8 @@ struct RunEnvironment {
     // Of the machine, when the run begins.
     std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
     bool include_pii = false;  // whether its record may name the machine
+    // For the digit files; they outlive the run.
+    const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
 };
 
 // Used for one run. A mode is a class over it, which says where the numbers live; the order of a run, its

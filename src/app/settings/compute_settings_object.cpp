@@ -30,7 +30,7 @@ void take_constant(const Object& settings, ComputeChoices& choices) {
 std::vector<std::string> known_values(const std::string& key, const Object& settings,
                                       const SettingsTable& table) {
     for (const SettingRow& row : table) {
-        if (row.key != key || !row.option.names) continue;
+        if (!row.option.names || row.key() != key) continue;
         ComputeChoices choices;
         if (key == "Algorithm") take_constant(settings, choices);
         return row.option.names(choices);
@@ -38,16 +38,16 @@ std::vector<std::string> known_values(const std::string& key, const Object& sett
     return {};
 }
 
-// What `write(row, object)` adds for each setting, in the order of the file.
+// What `write(setting, object)` adds for each setting, in the order of the file.
 template <class Write>
-std::unique_ptr<Object> written(const SettingsTable& table, Write write) {
+std::unique_ptr<Object> written(const ComputeSettings& settings, const SettingsTable& table, Write write) {
     auto object = std::make_unique<Object>();
     for (const FileMember& member : compute_file_members()) {
         if (member.kind == FileMember::not_read) continue;
         Object& place =
             member.kind == FileMember::object_of_settings ? object->add_object(member.key) : *object;
         for (const SettingRow& row : table) {
-            if (row.member == std::string_view(member.key)) write(row, place);
+            if (row.of && row.member == std::string_view(member.key)) write(*row.setting(settings), place);
         }
     }
     return object;
@@ -71,8 +71,8 @@ ComputeSettings load_compute_settings(const Object& object, std::vector<std::str
                                   : section;
         place.read([&](const Object& o) {
             for (const SettingRow& row : table) {
-                if (row.member == std::string_view(member.key)) {
-                    row.load(settings, {o, row.key, member.context, warnings});
+                if (row.of && row.member == std::string_view(member.key)) {
+                    row.setting(settings, &warnings)->load(o, member.context);
                 }
             }
         });
@@ -81,12 +81,13 @@ ComputeSettings load_compute_settings(const Object& object, std::vector<std::str
 }
 
 std::unique_ptr<Object> save_compute_settings(const ComputeSettings& settings, const SettingsTable& table) {
-    return written(table, [&](const SettingRow& row, Object& object) { row.save(settings, object); });
+    return written(settings, table, [](const Setting& setting, Object& object) { setting.save(object); });
 }
 
 std::unique_ptr<Object> compute_settings_selector(const ComputeSettings& settings,
                                                   const SettingsTable& table) {
-    return written(table, [&](const SettingRow& row, Object& object) { row.add_selector(settings, object); });
+    return written(settings, table,
+                   [](const Setting& setting, Object& object) { setting.add_selector(object); });
 }
 
 }  // namespace kalvor

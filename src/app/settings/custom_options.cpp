@@ -66,14 +66,16 @@ void print_warning(const std::string& warning) {
     if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
 }
 
-// The argument of "-o" may be meant as an option of its own.
-void warn_of_option_as_folder(const ParameterList& parameters, const Options& options) {
+// The word that an option takes may be meant as an option of its own.
+void warn_of_option_as_word(const CommandLine::OptionRow<ComputeChoices>& option,
+                            const ParameterList& parameters, const Options& options) {
+    const auto* const kind = takes_next_word(option);
     const std::string* const next = parameters.next();
-    if (!next || parameters.current_raw().find(':') != std::string::npos) return;
+    if (!kind || !next || parameters.current_raw().find(':') != std::string::npos) return;
     if (!find_option(options, next->substr(0, next->find(':')))) return;
     Console::labelled_line("Warning",
-                           "-o takes the next word whatever it is: the digits go into the folder " +
-                               CommandLine::quoted(*next) + ".",
+                           option.text.name + " takes the next word whatever it is: " + kind->consequence +
+                               " " + CommandLine::quoted(*next) + ".",
                            'Y');
 }
 
@@ -111,7 +113,7 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
     while (parameters.has_more()) {
         const auto* const option = find_option(options, parameters.current().first);
         if (!option) refuse_option(parameters, options);
-        if (option->text.name == "-o") warn_of_option_as_folder(parameters, options);
+        warn_of_option_as_word(*option, parameters, options);
         read_option(*option, choices, parameters, kPage, Console::print_problem);
         parameters.advance();
     }

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 
-#include "base/status/digits_of_word.h"
 #include "os/fma.h"
 
 namespace trel {
@@ -227,14 +226,8 @@ TREL_DD_CONSTANT(ln2, "0.6931471805599453094172321214581765680755")
 TREL_DD_CONSTANT(ln2_64, "44.36141955583649980270285577332330035683")
 TREL_DD_CONSTANT(inv_ln2_64, "0.02254211001389005323999882314065456464729")
 TREL_DD_CONSTANT(log10_e, "0.43429448190325182765112891891660508229439700580367")
-TREL_DD_CONSTANT(ln_ln2_64, "3.792370162778007529490953570516389938999")
 TREL_DD_CONSTANT(stirling, "0.081061466795327258219670263594382360138602526362217")
 #undef TREL_DD_CONSTANT
-
-const DoubleDouble& log10_2_64() {
-    static const DoubleDouble value(kDigitsOfWord, kDigitsOfWordRest);
-    return value;
-}
 
 }  // namespace dd
 }  // namespace trel

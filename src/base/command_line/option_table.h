@@ -36,6 +36,7 @@ struct WordValue {
 template <class Settings>
 struct NextWordValue {
     std::function<void(Settings&, const std::string&)> apply;
+    std::string consequence = {};  // "the digits go into the folder": what the word is taken for
 };
 
 // The part of a row that does not depend on the settings.
@@ -102,6 +103,11 @@ const OptionRow<Settings>* find_option(const OptionTable<Settings>& table, const
     return nullptr;
 }
 
+template <class Settings>
+const NextWordValue<Settings>* takes_next_word(const OptionRow<Settings>& row) {
+    return std::get_if<NextWordValue<Settings>>(&row.value);
+}
+
 // Applies a value that was read as its kind demands.
 template <class Settings>
 void apply_value(const OptionText& text, const CountValue<Settings>& kind, Settings& settings,
@@ -130,7 +136,7 @@ void read_option(const OptionRow<Settings>& row, Settings& settings, ParameterLi
     const OptionText& text = row.text;
     const bool colon = parameters.current_raw().size() > text.name.size();
     std::string value = parameters.current_value();
-    if (!colon && std::holds_alternative<NextWordValue<Settings>>(row.value)) {
+    if (!colon && takes_next_word(row)) {
         if (!parameters.next()) explain(missing_value(text, "", page));
         parameters.advance();
         value = parameters.current_raw();

@@ -124,9 +124,6 @@ void Object::add_string(std::string key, std::string value, std::string comment)
     add("Object::add_string()", std::move(key), std::make_unique<String>(std::move(value)),
         std::move(comment));
 }
-void Object::add_bool(std::string key, bool value, std::string comment) {
-    add_string(std::move(key), value ? "true" : "false", std::move(comment));
-}
 Object& Object::add_object(std::string key, std::string comment) {
     add("Object::add_object()", std::move(key), std::make_unique<Object>(), std::move(comment));
     return static_cast<Object&>(*entries_.back()->value);

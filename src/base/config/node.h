@@ -144,7 +144,6 @@ class Object final : public Node {
     void add_node(std::string key, std::unique_ptr<Node> value, std::string comment = {});
     void add_integer(std::string key, i64 value, std::string comment = {});
     void add_string(std::string key, std::string value, std::string comment = {});
-    void add_bool(std::string key, bool value, std::string comment = {});
     Object& add_object(std::string key, std::string comment = {});
     Array& add_array(std::string key, std::string comment = {});
     // Copies of the other's members.

@@ -41,8 +41,8 @@ class Sink {
         return false;
     }
 };
-// Installs a sink (nullptr: standard output again) and returns the one it replaces (nullptr: standard
-// output).
+// Installs a sink (nullptr: standard output again) and returns the one it replaces. A process has one
+// console, so this and the two settings below are the process's: a second console could not share the screen.
 Sink* set_sink(Sink* sink);
 bool is_terminal();
 u64 columns();

@@ -82,6 +82,17 @@ class Choices {
 
     std::vector<std::string> names() const { return types_.names(); }
 
+    // The part whose name stands under the key, with the settings that stand beside it. The inverse is
+    // write(). Throws type errors, with the context, and what find() and the settings throw.
+    std::unique_ptr<Chosen> read(const Config::Object& object, std::string_view key,
+                                 std::string_view context) const {
+        return find(object.get_string(key, context)).make_config(object);
+    }
+    static void write(Config::Object& object, const char* key, const Chosen& chosen) {
+        object.add_string(key, chosen.name());
+        chosen.save(object);
+    }
+
     // Lists the kinds, asks for one and returns its defaults.
     std::unique_ptr<Chosen> select() const {
         std::vector<std::string> display_names;
@@ -119,12 +130,9 @@ class ChoiceSetting final : public Setting {
     void choose(std::string_view name) { chosen_ = choices_->find(name).make_default_config(); }
 
     void load(const Config::Object& object, std::string_view context) override {
-        chosen_ = choices_->find(object.get_string(key(), context)).make_config(object);
+        chosen_ = choices_->read(object, key(), context);
     }
-    void save(Config::Object& object) const override {
-        Setting::save(object);
-        chosen_->save(object);
-    }
+    void save(Config::Object& object) const override { Choices<Chosen>::write(object, key(), *chosen_); }
     // The members of the part's own selector.
     void add_selector(Config::Object& object) const override { object.add_members(chosen_->to_selector()); }
     void edit() override { chosen_ = choices_->select(); }

@@ -12,8 +12,8 @@ void Setting::add_selector(Config::Object& object) const {
     trel::add_selector(object, key_, value_node(), selector_text());
 }
 
-void Setting::print(u64 line_number, u64 label_width) const {
-    print_setting_line(line_number, label_, label_width, display_text(), color());
+void Setting::print(u64 line_number, u64 label_width, u64 number_width) const {
+    print_setting_line(line_number, label_, label_width, display_text(), color(), number_width);
 }
 
 // One list serves reading and writing; the loops of const operations only read what it points to.

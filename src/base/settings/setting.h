@@ -26,9 +26,9 @@ class Setting {
     virtual void save(Config::Object& object) const;
     // Adds the member key : {"Value" : value, "DisplayText" : text}.
     virtual void add_selector(Config::Object& object) const;
-    // "   4    Worker Threads:             Unlimited": the label is padded to the width, unless it ends in a
-    // blank.
-    void print(u64 line_number, u64 label_width) const;
+    // "   4    Worker Threads:             Unlimited": the number takes four columns or as many as are asked
+    // for; the label is padded to the width, unless it ends in a blank.
+    void print(u64 line_number, u64 label_width, u64 number_width = 4) const;
     // Asks for a value, or goes on to the next one where there are few.
     virtual void edit() = 0;
 
@@ -39,7 +39,7 @@ class Setting {
     virtual bool is_default() const { return false; }
 
   protected:
-    // Static texts. The label begins with the four blanks that stand behind the number.
+    // Static texts. The label begins with the blanks that stand behind the number.
     Setting(const char* key, const char* label) : key_(key), label_(label) {}
     Setting(const Setting&) = default;
     Setting& operator=(const Setting&) = default;

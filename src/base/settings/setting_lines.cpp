@@ -8,16 +8,16 @@ namespace {
 
 constexpr u64 kNumberWidth = 4;
 
-std::string padded_number(u64 number) {
+std::string padded_number(u64 number, u64 width = kNumberWidth) {
     const std::string text = std::to_string(number);
-    return std::string(kNumberWidth - std::min<u64>(text.size(), kNumberWidth), ' ') + text;
+    return std::string(width - std::min<u64>(text.size(), width), ' ') + text;
 }
 
 }  // namespace
 
 void print_setting_line(u64 number, std::string_view label, u64 width, std::string_view value,
-                        Console::ColorLetter color) {
-    std::string text = padded_number(number);
+                        Console::ColorLetter color, u64 number_width) {
+    std::string text = padded_number(number, number_width);
     text += label;
     if (label.size() < width && !label.ends_with(' ')) text.append(width - label.size(), ' ');
     Console::print(text, 'w');

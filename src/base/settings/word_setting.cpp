@@ -6,12 +6,12 @@
 
 namespace trel {
 
-void SwitchSetting::load(const Config::Object& object, std::string_view context) {
-    value_ = object.get_bool(key(), context);
+void Switch::load(const Config::Object& object, std::string_view context) {
+    set(object.get_bool(key(), context));
 }
 
-std::unique_ptr<Config::Node> SwitchSetting::value_node() const {
-    return std::make_unique<Config::String>(value_ ? "true" : "false");
+std::unique_ptr<Config::Node> Switch::value_node() const {
+    return std::make_unique<Config::String>(is_on() ? "true" : "false");
 }
 
 void WordSetting::set(std::string_view word) {

@@ -8,8 +8,8 @@
 
 namespace trel {
 
-// "true" or "false".
-class SwitchSetting final : public Setting {
+// "true" or "false", wherever that is kept.
+class Switch : public Setting {
   public:
     // How one of the two states is shown; a static text.
     struct State {
@@ -17,8 +17,32 @@ class SwitchSetting final : public Setting {
         Console::ColorLetter color;
     };
 
+    void load(const Config::Object& object, std::string_view context) override;
+    void edit() override { set(!is_on()); }
+    std::string display_text() const override { return state().text; }
+    Console::ColorLetter color() const override { return state().color; }
+
+  protected:
+    Switch(const char* key, const char* label, State on, State off)
+        : Setting(key, label), on_(on), off_(off) {}
+    Switch(const Switch&) = default;
+    Switch& operator=(const Switch&) = default;
+
+    virtual bool is_on() const = 0;
+    virtual void set(bool value) = 0;
+    std::unique_ptr<Config::Node> value_node() const override;
+
+  private:
+    const State& state() const { return is_on() ? on_ : off_; }
+
+    State on_, off_;
+};
+
+// Its own value.
+class SwitchSetting final : public Switch {
+  public:
     SwitchSetting(const char* key, const char* label, State on, State off, bool value)
-        : Setting(key, label), on_(on), off_(off), value_(value) {}
+        : Switch(key, label, on, off), value_(value) {}
 
     operator bool() const { return value_; }
     SwitchSetting& operator=(bool value) {
@@ -26,18 +50,10 @@ class SwitchSetting final : public Setting {
         return *this;
     }
 
-    void load(const Config::Object& object, std::string_view context) override;
-    void edit() override { value_ = !value_; }
-    std::string display_text() const override { return state().text; }
-    Console::ColorLetter color() const override { return state().color; }
-
-  protected:
-    std::unique_ptr<Config::Node> value_node() const override;
-
   private:
-    const State& state() const { return value_ ? on_ : off_; }
+    bool is_on() const override { return value_; }
+    void set(bool value) override { value_ = value; }
 
-    State on_, off_;
     bool value_;
 };
 

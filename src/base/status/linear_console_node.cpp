@@ -38,12 +38,9 @@ class LinearConsoleIteration final : public StatusIterationNode {
 
 }  // namespace
 
-LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval)
-    : LinearConsoleNode(line_width, refresh_interval, ProgressClock::of_this_machine()) {}
-
-LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock)
+LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, const ProgressCalls& calls)
     : LinearNode(kConsoleNode),
-      owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, std::move(clock))),
+      owned_line_(std::make_unique<ProgressLine>(line_width, refresh_interval, calls)),
       line_(*owned_line_) {}
 
 LinearConsoleNode::LinearConsoleNode(ProgressLine& line) : LinearNode(kConsoleNode), line_(line) {}

@@ -20,8 +20,8 @@ namespace trel {
 class LinearConsoleNode final : public LinearNode, public Terminal {
   public:
     // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter here.
-    LinearConsoleNode(u64 line_width, double refresh_interval);
-    LinearConsoleNode(u64 line_width, double refresh_interval, ProgressClock clock);
+    LinearConsoleNode(u64 line_width, double refresh_interval,
+                      const ProgressCalls& calls = ProgressCalls::of_this_machine());
     ~LinearConsoleNode() override;
 
     void Status_ColoredLine(const std::vector<ColoredText>& segments) override;

@@ -14,12 +14,14 @@ constexpr double kPlainLineSeconds = 60;
 
 }  // namespace
 
-ProgressClock ProgressClock::of_this_machine() {
-    return {os::read_tsc, static_cast<double>(measure_tsc_frequency())};
+const ProgressCalls& ProgressCalls::of_this_machine() {
+    static const ProgressCalls& calls =
+        *new ProgressCalls{os::read_tsc, static_cast<double>(measure_tsc_frequency())};
+    return calls;
 }
 
-ProgressLine::ProgressLine(u64 width, double interval, ProgressClock clock)
-    : width_(width), clock_(std::move(clock)), interval_(static_cast<u64>(interval * clock_.frequency)) {}
+ProgressLine::ProgressLine(u64 width, double interval, const ProgressCalls& calls)
+    : width_(width), calls_(calls), interval_(static_cast<u64>(interval * calls.frequency)) {}
 
 void ProgressLine::push(Console::ColoredText segment) {
     {
@@ -58,7 +60,7 @@ void ProgressLine::set_meter(WorkMeter* meter) {
     const std::lock_guard<std::mutex> lock(mutex_);
     meter_ = meter;
     estimate_ = {};
-    started_ = clock_.ticks();
+    started_ = calls_.ticks();
     next_plain_line_ = kPlainLineSeconds;
 }
 
@@ -76,7 +78,7 @@ void ProgressLine::shrink() {
 }
 
 void ProgressLine::draw(bool force) {
-    const u64 now = clock_.ticks();
+    const u64 now = calls_.ticks();
     if (!force && drawn_.load(std::memory_order_relaxed) &&
         now - last_drawn_.load(std::memory_order_relaxed) < interval_) {
         return;
@@ -87,7 +89,7 @@ void ProgressLine::draw(bool force) {
 
 void ProgressLine::tick() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!empty()) draw_now(clock_.ticks());
+    if (!empty()) draw_now(calls_.ticks());
 }
 
 bool ProgressLine::try_dismiss() {

@@ -14,13 +14,13 @@
 
 namespace trel {
 
-// What a progress line takes the time from; tests put their own in place.
-struct ProgressClock {
-    // The time-stamp counter.
-    static ProgressClock of_this_machine();
-
+// What a progress line takes the time from. Outlives it.
+struct ProgressCalls {
     std::function<u64()> ticks;
     double frequency;  // ticks a second
+
+    // The time-stamp counter.
+    static const ProgressCalls& of_this_machine();
 };
 
 // One thread changes the line, any thread may draw it. Drawing also takes the console lock.
@@ -31,7 +31,7 @@ struct ProgressClock {
 class ProgressLine {
   public:
     // Width in characters, at most; a narrower terminal gets less. Interval in seconds.
-    ProgressLine(u64 width, double interval, ProgressClock clock);
+    ProgressLine(u64 width, double interval, const ProgressCalls& calls);
 
     void push(Console::ColoredText segment);
     // Removes the last segment; a line that has nothing left disappears.
@@ -78,13 +78,13 @@ class ProgressLine {
     void draw_on_terminal(u64 now);
     void print_plain_line(u64 now);
     void erase();
-    double elapsed(u64 now) const { return static_cast<double>(now - started_) / clock_.frequency; }
+    double elapsed(u64 now) const { return static_cast<double>(now - started_) / calls_.frequency; }
     bool empty() const { return segments_.empty() && !count_; }
     // After something was removed.
     void shrink();
 
     const u64 width_;
-    const ProgressClock clock_;
+    const ProgressCalls& calls_;
     const u64 interval_;  // ticks
     std::mutex mutex_;
     std::vector<Console::ColoredText> segments_;

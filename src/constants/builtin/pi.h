@@ -8,7 +8,7 @@
 
 namespace kalvor {
 
-enum class PiAlgorithm { chudnovsky = 0, ramanujan = 1, chudnovsky_reduced = 2, ramanujan_reduced = 3 };
+enum class PiAlgorithm { chudnovsky, ramanujan, chudnovsky_reduced, ramanujan_reduced };
 
 // Pi^power.
 class Pi final : public EvaluatorFactory {

@@ -77,6 +77,13 @@ const CatalogRow* Catalog::find(std::string_view token) const {
     return nullptr;
 }
 
+const CatalogRow* Catalog::find(u64 number) const {
+    for (const CatalogRow& row : rows_) {
+        if (row.number == number) return &row;
+    }
+    return nullptr;
+}
+
 const ConstantFactory* Catalog::factory(const CatalogRow& row) const {
     const ConstantFactory* const* const found = factories_.find(row.tokens.front());
     return found ? *found : nullptr;

@@ -52,6 +52,8 @@ class Catalog {
     std::span<const CatalogRow> rows() const { return rows_; }
     // nullptr for a token of no row.
     const CatalogRow* find(std::string_view token) const;
+    // nullptr for a number of no row.
+    const CatalogRow* find(u64 number) const;
     // nullptr: not in this version.
     const ConstantFactory* factory(const CatalogRow& row) const;
     // The tokens of the rows with factories, in their order.

@@ -66,11 +66,13 @@ std::unique_ptr<Constant> choose_constant_menu(const Catalog& catalog) {
     }
     Console::print_line("\n*Actual numbers will vary. Radix conversion = 1.00\n", 'w');
     Console::print_line("Enter your choice:");
+    u64 last = 0;
+    for (const CatalogRow& row : catalog.rows()) last = std::max(last, row.number);
     for (;;) {
-        const u64 number = read_unsigned_in_range("option: ", 0, catalog.rows().size() - 1, 'T');
-        const CatalogRow& row = catalog.rows()[number];
-        if (const ConstantFactory* const factory = catalog.factory(row)) return factory->ask();
-        Console::error_line(std::string(row.name) + " is not available in this version.");
+        const CatalogRow* const row = catalog.find(read_unsigned_in_range("option: ", 0, last, 'T'));
+        if (!row) continue;
+        if (const ConstantFactory* const factory = catalog.factory(*row)) return factory->ask();
+        Console::error_line(std::string(row->name) + " is not available in this version.");
     }
 }
 

@@ -10,6 +10,14 @@ std::vector<std::string> Constant::algorithm_tokens() const {
     return tokens;
 }
 
+AlgorithmRow Constant::algorithm_row() const {
+    for (const AlgorithmRow& row : algorithms()) {
+        if (row.number == algorithm_) return row;
+    }
+    throw InvalidParametersException("Constant::algorithm_row()",
+                                     "Invalid Algorithm: " + std::to_string(algorithm_));
+}
+
 void Constant::select_algorithm(std::string_view token) {
     for (const AlgorithmRow& row : algorithms()) {
         if (token == row.token || token == std::to_string(row.number)) {

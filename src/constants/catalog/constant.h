@@ -55,9 +55,9 @@ class Constant : public EvaluatorFactory {
     virtual std::vector<std::string> algorithm_explanation() const { return {}; }
     // The chosen one.
     u64 algorithm() const { return algorithm_; }
-    std::string algorithm_token() const { return algorithms()[algorithm_].token; }
-    std::string algorithm_short() const { return algorithms()[algorithm_].name_short; }
-    std::string algorithm_long() const { return algorithms()[algorithm_].name_long; }
+    std::string algorithm_token() const { return algorithm_row().token; }
+    std::string algorithm_short() const { return algorithm_row().name_short; }
+    std::string algorithm_long() const { return algorithm_row().name_long; }
     // Every token that select_algorithm() takes beside their numbers, in the order of these.
     std::vector<std::string> algorithm_tokens() const;
     // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
@@ -72,6 +72,8 @@ class Constant : public EvaluatorFactory {
     virtual std::unique_ptr<Config::Object> to_config() const;
 
   private:
+    AlgorithmRow algorithm_row() const;
+
     u64 algorithm_ = 0;
 };
 

@@ -24,10 +24,9 @@ class LargeProduct {
     LargeProduct(u64 precision, u64 room);
 
     // Beside the operands.
+    // Less where long operands are multiplied in two steps, because they do not fit the room in one.
     const Needs& needs() const { return needs_; }
     WorkPhase work() const;
-    // Whether long operands are multiplied in two steps.
-    bool in_two_steps() const { return low_ != 0; }
 
     // T = x y to the precision, announced as "Large Multiply...". T is neither of them; they may be one.
     void run(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,

@@ -42,8 +42,8 @@ ParsedKvdHeader read_header(RawFile& file) {
 
 }  // namespace
 
-BasicKvdFileReader::BasicKvdFileReader(const std::string& path)
-    : BasicKvdFileReader(std::make_shared<RawFile>(path, FileIO::OpenMode::read, true)) {}
+BasicKvdFileReader::BasicKvdFileReader(const std::string& path, const FileIO::FileCalls& calls)
+    : BasicKvdFileReader(std::make_shared<RawFile>(path, FileIO::OpenMode::read, true, false, calls)) {}
 
 BasicKvdFileReader::BasicKvdFileReader(const std::shared_ptr<RawFile>& file)
     : BasicKvdFileReader(file, read_header(*file)) {}

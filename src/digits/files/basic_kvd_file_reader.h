@@ -17,7 +17,8 @@ class BasicKvdFileReader final : public BasicDigitReader {
   public:
     // Reads the header, and nothing else of the file. Throws FileException for one that is not a header of a
     // compressed digit file, with the texts of check_kvd_header(), and InconsistentMetaData.
-    explicit BasicKvdFileReader(const std::string& path);
+    explicit BasicKvdFileReader(const std::string& path,
+                                const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Through a handle that is open already; it stays open.
     explicit BasicKvdFileReader(const std::shared_ptr<FileIO::RawFile>& file);
 

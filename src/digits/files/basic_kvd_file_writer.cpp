@@ -11,6 +11,7 @@
 
 namespace kalvor {
 
+using FileIO::FileCalls;
 using FileIO::FileException;
 using FileIO::PublishedFile;
 
@@ -46,19 +47,20 @@ DigitFileShape shape_of(const KvdFileSpec& spec, const std::string& path) {
 }
 
 // What is wrong with the file is told before it is made.
-std::unique_ptr<PublishedFile> make_file(const std::string& base_path, const KvdFileSpec& spec) {
+std::unique_ptr<PublishedFile> make_file(const std::string& base_path, const KvdFileSpec& spec,
+                                         const FileCalls& calls) {
     shape_of(spec, BasicKvdFileWriter::final_path(base_path));
     return std::make_unique<PublishedFile>(BasicKvdFileWriter::incomplete_path(base_path),
-                                           BasicKvdFileWriter::final_path(base_path));
+                                           BasicKvdFileWriter::final_path(base_path), calls);
 }
 
 }  // namespace
 
 BasicKvdFileWriter::BasicKvdFileWriter(const std::string& base_path, const KvdFileSpec& spec,
-                                       u64 window_bytes, Warnings* warnings)
+                                       u64 window_bytes, Warnings* warnings, const FileCalls& calls)
     : radix_(spec.radix),
       per_word_(digits_per_word(spec.radix)),
-      window_(make_file(base_path, spec), nullptr, shape_of(spec, final_path(base_path)), window_bytes,
+      window_(make_file(base_path, spec, calls), nullptr, shape_of(spec, final_path(base_path)), window_bytes,
               warnings) {}
 
 BasicKvdFileWriter::BasicKvdFileWriter(PublishedFile& file, const KvdFileSpec& spec, u64 window_bytes,
@@ -179,7 +181,7 @@ std::unique_ptr<BasicDigitReader> BasicKvdFileWriter::read_back() {
 
 std::unique_ptr<BasicDigitReader> BasicKvdFileWriter::close_and_get_basic_reader() {
     close();
-    return std::make_unique<BasicKvdFileReader>(window_.file().final_path());
+    return std::make_unique<BasicKvdFileReader>(window_.file().final_path(), window_.file().file().calls());
 }
 
 }  // namespace kalvor

@@ -29,7 +29,8 @@ class BasicKvdFileWriter final : public BasicDigitWriter {
     // s < e" (no digits a file), "Internal Overflow"; FileException "Unsupported Radix", "Invalid Digits per
     // File" (one that no reader takes); InconsistentMetaData.
     BasicKvdFileWriter(const std::string& base_path, const KvdFileSpec& spec,
-                       u64 window_bytes = SectorWindow::kDefaultBytes, Warnings* warnings = nullptr);
+                       u64 window_bytes = SectorWindow::kDefaultBytes, Warnings* warnings = nullptr,
+                       const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
     BasicKvdFileWriter(FileIO::PublishedFile& file, const KvdFileSpec& spec,

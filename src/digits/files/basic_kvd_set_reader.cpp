@@ -23,7 +23,8 @@ constexpr u64 kMostMissing = 10000;
 
 }  // namespace
 
-BasicKvdSetReader::BasicKvdSetReader(const std::string& path) : BasicDigitReader(0) {
+BasicKvdSetReader::BasicKvdSetReader(const std::string& path, const FileIO::FileCalls& calls)
+    : BasicDigitReader(0), calls_(calls) {
     const std::size_t slash = path.find_last_of("/\\");
     directory_ = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = path.substr(directory_.size());
@@ -33,11 +34,14 @@ BasicKvdSetReader::BasicKvdSetReader(const std::string& path) : BasicDigitReader
     base_name_ = name.substr(0, name.size() - 4);
     base_name_.erase(base_name_.find_last_not_of("0123456789") + 1);
     folders_.push_back(directory_);
-    take_over(std::make_shared<BasicKvdFileReader>(path));
+    take_over(std::make_shared<BasicKvdFileReader>(path, calls));
 }
 
 BasicKvdSetReader::BasicKvdSetReader(std::string base, u64 id, Opener open)
-    : BasicDigitReader(0), base_name_(std::move(base)), open_(std::move(open)) {
+    : BasicDigitReader(0),
+      calls_(FileIO::FileCalls::of_this_machine()),
+      base_name_(std::move(base)),
+      open_(std::move(open)) {
     take_over(std::make_shared<BasicKvdFileReader>(open_(id)));
 }
 
@@ -112,7 +116,7 @@ std::shared_ptr<RawFile> BasicKvdSetReader::open_raw(u64 id) const {
     for (const std::string& folder : folders_) {
         try {
             return std::make_shared<RawFile>(folder + base_name_ + std::to_string(id) + kExtension,
-                                             FileIO::OpenMode::read, true);
+                                             FileIO::OpenMode::read, true, false, calls_);
         } catch (const FileException&) {
             continue;
         }

@@ -19,7 +19,8 @@ class BasicKvdSetReader final : public BasicDigitReader {
     // The file that is named gives radix, digits a file, first digits and total, and is the file of the id in
     // its header. Throws FileException "File name is too short.", "Invalid Extension", "This file is
     // incomplete.", and what BasicKvdFileReader throws.
-    explicit BasicKvdSetReader(const std::string& path);
+    explicit BasicKvdSetReader(const std::string& path,
+                               const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Files that the caller opens, whatever their names; nullptr: there is none of that id. `id` is there.
     using Opener = std::function<std::shared_ptr<FileIO::RawFile>(u64 id)>;
     BasicKvdSetReader(std::string base, u64 id, Opener open);
@@ -65,6 +66,7 @@ class BasicKvdSetReader final : public BasicDigitReader {
     File needed_file(u64 id) const;
     void check_file(const BasicKvdFileReader& file, u64 id) const;
 
+    const FileIO::FileCalls& calls_;
     std::string directory_, base_name_;
     Opener open_;  // empty: by name
     std::string version_;

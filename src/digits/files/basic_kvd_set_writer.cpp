@@ -40,7 +40,7 @@ PublishedFile& KvdSetFiles::file(u64 id) {
         const std::string base = file_base(base_, id);
         try {
             file = std::make_unique<PublishedFile>(BasicKvdFileWriter::incomplete_path(base),
-                                                   BasicKvdFileWriter::final_path(base));
+                                                   BasicKvdFileWriter::final_path(base), calls_);
         } catch (...) {
             files_.erase(id);
             throw;
@@ -71,9 +71,9 @@ void KvdSetFiles::discard() {
 
 BasicKvdSetWriter::BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix,
                                      u64 digits_per_file, u64 total_digits, u64 window_bytes,
-                                     Warnings* warnings)
-    : BasicKvdSetWriter(std::make_unique<KvdSetFiles>(base), nullptr, first_digits, radix, digits_per_file,
-                        total_digits, window_bytes, warnings) {}
+                                     Warnings* warnings, const FileIO::FileCalls& calls)
+    : BasicKvdSetWriter(std::make_unique<KvdSetFiles>(base, calls), nullptr, first_digits, radix,
+                        digits_per_file, total_digits, window_bytes, warnings) {}
 
 BasicKvdSetWriter::BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix,
                                      u64 digits_per_file, u64 total_digits, u64 window_bytes,
@@ -191,11 +191,11 @@ std::unique_ptr<BasicDigitReader> BasicKvdSetWriter::read_back() {
         throw InvalidParametersException("BasicKvdSetWriter::read_back()", "The file is not finished.");
     }
     // Files that are held cannot be opened a second time; the others are not held.
-    const auto open = [files = files_.files()](u64 id) -> std::shared_ptr<RawFile> {
+    const auto open = [files = files_.files(), &calls = files_.calls()](u64 id) -> std::shared_ptr<RawFile> {
         const auto file = files.find(id);
         if (file == files.end()) return nullptr;
         if (file->second->is_open()) return file->second->shared_file();
-        return std::make_shared<RawFile>(file->second->draft_path(), OpenMode::read, true);
+        return std::make_shared<RawFile>(file->second->draft_path(), OpenMode::read, true, false, calls);
     };
     return std::make_unique<BasicKvdSetReader>(files_.base() + " - ", writers_.rbegin()->first, open);
 }
@@ -241,7 +241,7 @@ std::unique_ptr<BasicDigitReader> BasicKvdSetWriter::close_and_get_basic_reader(
     // The last one may know the total.
     for (auto file = writers_.rbegin(); file != writers_.rend(); ++file) {
         if (file->second->is_complete()) {
-            return std::make_unique<BasicKvdSetReader>(file->second->file().final_path());
+            return std::make_unique<BasicKvdSetReader>(file->second->file().final_path(), files_.calls());
         }
     }
     throw FileException(kFunction, "Not all digits were written.",

@@ -17,7 +17,9 @@ namespace kalvor {
 // The files of a set, which may be there before it is known what goes into them. Any thread.
 class KvdSetFiles {
   public:
-    explicit KvdSetFiles(std::string base) : base_(std::move(base)) {}
+    explicit KvdSetFiles(std::string base,
+                         const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine())
+        : calls_(calls), base_(std::move(base)) {}
 
     // " - 0" and so on is part of the name. Made at the first call; held again when it was let go of.
     FileIO::PublishedFile& file(u64 id);
@@ -26,11 +28,13 @@ class KvdSetFiles {
     void discard();
 
     const std::string& base() const { return base_; }
+    const FileIO::FileCalls& calls() const { return calls_; }
     static std::string file_base(const std::string& base, u64 id) {
         return base + " - " + std::to_string(id);
     }
 
   private:
+    const FileIO::FileCalls& calls_;
     const std::string base_;
     mutable std::mutex mutex_;
     std::map<u64, std::unique_ptr<FileIO::PublishedFile>> files_;
@@ -48,7 +52,8 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     // is incompatible with unbounded output.", "Invalid Parameters".
     BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix, u64 digits_per_file,
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
-                      Warnings* warnings = nullptr);
+                      Warnings* warnings = nullptr,
+                      const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Into files that somebody else keeps; they outlive the writer. Only publish() and close() then name
     // files: those of a writer that is destroyed were not checked.
     BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix, u64 digits_per_file,

@@ -33,8 +33,9 @@ u8 detect_radix(const std::string& head) {
 
 }  // namespace
 
-BasicTextReader::BasicTextReader(const std::string& path, u8 radix)
-    : BasicTextReader(std::make_shared<FileIO::RawFile>(path, FileIO::OpenMode::read, true), radix) {}
+BasicTextReader::BasicTextReader(const std::string& path, u8 radix, const FileIO::FileCalls& calls)
+    : BasicTextReader(std::make_shared<FileIO::RawFile>(path, FileIO::OpenMode::read, true, false, calls),
+                      radix) {}
 
 BasicTextReader::BasicTextReader(std::shared_ptr<FileIO::RawFile> file, u8 radix)
     : BasicDigitReader(radix), file_(std::move(file)) {

@@ -16,7 +16,8 @@ class BasicTextReader final : public BasicDigitReader {
     // radix 10 or 16; 0 = told by the first 64 bytes (a letter a-f makes it 16). Throws StringException
     // "Invalid Digit", FileException "A decimal place was not found within the first 63 bytes of the file.",
     // InvalidParametersException "Invalid Radix".
-    explicit BasicTextReader(const std::string& path, u8 radix = 0);
+    explicit BasicTextReader(const std::string& path, u8 radix = 0,
+                             const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Through a handle that is open already; it stays open.
     explicit BasicTextReader(std::shared_ptr<FileIO::RawFile> file, u8 radix = 0);
 

@@ -8,6 +8,7 @@
 
 namespace kalvor {
 
+using FileIO::FileCalls;
 using FileIO::FileException;
 using FileIO::PublishedFile;
 
@@ -30,19 +31,20 @@ DigitFileShape shape_of(std::string_view first_digits, u64 total_digits, const s
 
 // What is wrong with the digits is told before a file is made for them.
 std::unique_ptr<PublishedFile> make_file(const std::string& base_path, std::string_view first_digits,
-                                         u8 radix) {
+                                         u8 radix, const FileCalls& calls) {
     checked_radix(radix);
     shape_of(first_digits, 0, base_path);
     return std::make_unique<PublishedFile>(BasicTextWriter::incomplete_path(base_path),
-                                           BasicTextWriter::final_path(base_path));
+                                           BasicTextWriter::final_path(base_path), calls);
 }
 
 }  // namespace
 
 BasicTextWriter::BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings)
+                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings,
+                                 const FileCalls& calls)
     : radix_(radix),
-      window_(make_file(base_path, first_digits, radix), nullptr,
+      window_(make_file(base_path, first_digits, radix, calls), nullptr,
               shape_of(first_digits, total_digits, base_path), buffer_bytes, warnings) {}
 
 BasicTextWriter::BasicTextWriter(PublishedFile& file, std::string_view first_digits, u8 radix,
@@ -85,7 +87,7 @@ std::unique_ptr<BasicDigitReader> BasicTextWriter::read_back() {
 
 std::unique_ptr<BasicDigitReader> BasicTextWriter::close_and_get_basic_reader() {
     close();
-    return std::make_unique<BasicTextReader>(final_path(), radix_);
+    return std::make_unique<BasicTextReader>(final_path(), radix_, window_.file().file().calls());
 }
 
 }  // namespace kalvor

@@ -20,7 +20,8 @@ class BasicTextWriter final : public BasicDigitWriter {
     // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
     // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
     BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix, u64 total_digits,
-                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr);
+                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr,
+                    const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
     // close it unless it publishes it; it may be written once more by another writer.
     BasicTextWriter(FileIO::PublishedFile& file, std::string_view first_digits, u8 radix, u64 total_digits,

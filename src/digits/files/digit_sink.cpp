@@ -7,14 +7,16 @@
 
 namespace kalvor {
 
+using FileIO::FileCalls;
 using FileIO::PublishedFile;
 
 namespace {
 
 class FileSink final : public DigitSink {
   public:
-    FileSink(const FileFormat& format, const std::string& base, const DigitAmount& amount)
-        : format_(format), file_(format.draft_path(base), format.final_path(base)), amount_(amount) {}
+    FileSink(const FileFormat& format, const std::string& base, const DigitAmount& amount,
+             const FileCalls& calls)
+        : format_(format), file_(format.draft_path(base), format.final_path(base), calls), amount_(amount) {}
 
     const std::string& draft_path() const override { return file_.draft_path(); }
     const std::string& final_path() const override { return file_.final_path(); }
@@ -49,12 +51,13 @@ Named<const DigitFormat*>& formats() {
 DigitSink::~DigitSink() = default;
 DigitFormat::~DigitFormat() = default;
 
-void FileFormat::check(const std::string& base, const DigitAmount&) const {
-    PublishedFile::check(draft_path(base));
+void FileFormat::check(const std::string& base, const DigitAmount&, const FileCalls& calls) const {
+    PublishedFile::check(draft_path(base), calls);
 }
 
-std::unique_ptr<DigitSink> FileFormat::make_sink(const std::string& base, const DigitAmount& amount) const {
-    return std::make_unique<FileSink>(*this, base, amount);
+std::unique_ptr<DigitSink> FileFormat::make_sink(const std::string& base, const DigitAmount& amount,
+                                                 const FileCalls& calls) const {
+    return std::make_unique<FileSink>(*this, base, amount, calls);
 }
 
 void register_digit_format(const std::string& name, const DigitFormat& format) {

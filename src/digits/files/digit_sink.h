@@ -57,7 +57,7 @@ class DigitSink {
     virtual void discard() = 0;
 };
 
-// base: path without what the format adds to a name.
+// base: path without what the format adds to a name. calls: outlive what is made with them.
 class DigitFormat {
   public:
     virtual ~DigitFormat();
@@ -70,13 +70,18 @@ class DigitFormat {
     // What the output takes at most.
     virtual u64 most_bytes(const DigitAmount& amount) const = 0;
     // What make_sink() would refuse now; makes nothing.
-    virtual void check(const std::string& base, const DigitAmount& amount) const = 0;
-    virtual std::unique_ptr<DigitSink> make_sink(const std::string& base,
-                                                 const DigitAmount& amount) const = 0;
-    virtual std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const = 0;
+    virtual void check(const std::string& base, const DigitAmount& amount,
+                       const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine()) const = 0;
+    virtual std::unique_ptr<DigitSink> make_sink(
+        const std::string& base, const DigitAmount& amount,
+        const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine()) const = 0;
+    virtual std::unique_ptr<BasicDigitReader> make_reader(
+        const std::string& path, u8 radix,
+        const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine()) const = 0;
     // How many digits the output has that is there. Throws what make_reader() throws.
-    virtual u64 digits_there(const std::string& path, u8 radix) const {
-        return make_reader(path, radix)->total_digits();
+    virtual u64 digits_there(const std::string& path, u8 radix,
+                             const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine()) const {
+        return make_reader(path, radix, calls)->total_digits();
     }
 };
 
@@ -85,8 +90,10 @@ class FileFormat : public DigitFormat {
   public:
     std::string draft_path(const std::string& base) const final { return base + " (incomplete)" + ending_; }
     std::string final_path(const std::string& base) const final { return base + ending_; }
-    void check(const std::string& base, const DigitAmount& amount) const final;
-    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const final;
+    void check(const std::string& base, const DigitAmount& amount,
+               const FileIO::FileCalls& calls) const final;
+    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount,
+                                         const FileIO::FileCalls& calls) const final;
     virtual std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
                                                           std::string_view first_digits, u8 radix, u64 digits,
                                                           Warnings* warnings) const = 0;

@@ -9,6 +9,7 @@
 
 namespace kalvor {
 
+using FileIO::FileCalls;
 using FileIO::kSectorBytes;
 using FileIO::PublishedFile;
 
@@ -46,7 +47,8 @@ u64 digits_of_file(const DigitAmount& amount, u64 id) {
 
 class KvdSink final : public DigitSink {
   public:
-    KvdSink(const std::string& base, const DigitAmount& amount) : amount_(amount), files_(base) {
+    KvdSink(const std::string& base, const DigitAmount& amount, const FileCalls& calls)
+        : amount_(amount), files_(base, calls) {
         for (u64 id = 0; id < held_files_of(amount); id++) files_.file(id);
         const PublishedFile& first = files_.file(0);
         draft_path_ = first.draft_path();
@@ -119,24 +121,28 @@ class KvdFormat final : public DigitFormat {
         return (files - 1) * file_bytes(amount.radix, digits_per_file_of(amount)) +
                file_bytes(amount.radix, digits_of_file(amount, files - 1));
     }
-    void check(const std::string& base, const DigitAmount& amount) const override {
+    void check(const std::string& base, const DigitAmount& amount, const FileCalls& calls) const override {
         for (u64 id = 0; id < held_files_of(amount); id++) {
-            PublishedFile::check(BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(base, id)));
+            PublishedFile::check(BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(base, id)),
+                                 calls);
         }
     }
-    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount) const override {
-        return std::make_unique<KvdSink>(base, amount);
+    std::unique_ptr<DigitSink> make_sink(const std::string& base, const DigitAmount& amount,
+                                         const FileCalls& calls) const override {
+        return std::make_unique<KvdSink>(base, amount, calls);
     }
-    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const override {
-        return open(path, radix);
+    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix,
+                                                  const FileCalls& calls) const override {
+        return open(path, radix, calls);
     }
-    u64 digits_there(const std::string& path, u8 radix) const override {
-        return open(path, radix)->digits_there();
+    u64 digits_there(const std::string& path, u8 radix, const FileCalls& calls) const override {
+        return open(path, radix, calls)->digits_there();
     }
 
   private:
-    static std::unique_ptr<BasicKvdSetReader> open(const std::string& path, u8 radix) {
-        auto reader = std::make_unique<BasicKvdSetReader>(path);
+    static std::unique_ptr<BasicKvdSetReader> open(const std::string& path, u8 radix,
+                                                   const FileCalls& calls) {
+        auto reader = std::make_unique<BasicKvdSetReader>(path, calls);
         if (reader->radix() != radix) {
             throw FileIO::FileException("KvdFormat::make_reader()", "Radix does not match.", path);
         }

@@ -14,11 +14,11 @@ std::string_view digit_file_extension(std::string_view path) {
 
 std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
                                                   const std::vector<std::string>& folders,
-                                                  const char* function) {
+                                                  const char* function, const FileIO::FileCalls& calls) {
     const std::string extension(digit_file_extension(path));
     if (extension.empty()) throw InvalidParametersException(function, "No Extension found.");
     if (extension == ".kvd") {
-        auto reader = std::make_unique<BasicKvdSetReader>(path);
+        auto reader = std::make_unique<BasicKvdSetReader>(path, calls);
         for (const std::string& folder : folders) reader->add_search_folder(folder);
         return reader;
     }
@@ -28,7 +28,7 @@ std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
     if (path.ends_with(" (incomplete).txt")) {
         throw FileIO::FileException(function, "This file is incomplete.", path);
     }
-    return std::make_unique<BasicTextReader>(path);
+    return std::make_unique<BasicTextReader>(path, 0, calls);
 }
 
 }  // namespace kalvor

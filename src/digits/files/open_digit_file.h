@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "digits/files/basic_digit_reader.h"
+#include "platform/fileio/file_calls.h"
 
 namespace kalvor {
 
@@ -20,6 +21,7 @@ std::string_view digit_file_extension(std::string_view path);
 // the readers throw. function: where these errors say that they are found.
 std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
                                                   const std::vector<std::string>& folders = {},
-                                                  const char* function = "open_digit_file()");
+                                                  const char* function = "open_digit_file()",
+                                                  const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 
 }  // namespace kalvor

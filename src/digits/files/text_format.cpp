@@ -25,8 +25,9 @@ class TextFormat final : public FileFormat {
         return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,
                                                  BasicTextWriter::kDefaultBufferBytes, warnings);
     }
-    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const override {
-        return std::make_unique<BasicTextReader>(path, radix);
+    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix,
+                                                  const FileIO::FileCalls& calls) const override {
+        return std::make_unique<BasicTextReader>(path, radix, calls);
     }
 };
 

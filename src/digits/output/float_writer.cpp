@@ -88,11 +88,9 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
     CBRv2::words_to_dec(status_, sign, value_.mag(), [this] { return value_.dump(); });
-    const WallTimer timer;
     status_.work().enter("conversion");
     StatusSection section(status_, "Base Converting:");
     CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options);
-    convert_seconds_ = timer.seconds();
 }
 
 void FloatWriterB::verify(u64 digits) {

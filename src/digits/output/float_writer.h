@@ -50,8 +50,6 @@ class FloatWriterB {
 
     // Decimal digits: range check, then the conversion into radix words.
     void convert(const CBRv2::ConvertOptions& options = {});
-    // Wall time of convert().
-    double convert_seconds() const { return convert_seconds_; }
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
     // AlgorithmFailedException.
     void verify(u64 digits);
@@ -100,7 +98,6 @@ class FloatWriterB {
     Status& status_;
     const BigFloat& value_;
     Word* radix_words_;
-    double convert_seconds_ = 0;
 };
 
 }  // namespace kalvor

@@ -5,13 +5,11 @@
 #include "base/errors/exceptions.h"
 #include "digits/output/replacement.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 #include "platform/fileio/output_folder.h"
 
 namespace kalvor {
 
 using CommandLine::shown_path;
-using FileIO::file_functions;
 using FileIO::FileException;
 
 namespace {
@@ -49,7 +47,7 @@ Replacement check_target(const std::string& folder, const OutputFiles::Request& 
     Replacement all;
     for (const std::string& path : format.final_paths(folder + request.base_name, request.amount())) {
         const Replacement one =
-            check_replacement(format, path, request.radix, request.digits, options.overwrite);
+            check_replacement(format, path, request.radix, request.digits, options.overwrite, *options.calls);
         all.of_read_only |= one.of_read_only;
         if (all.remark.empty()) all.remark = one.remark;
     }
@@ -99,17 +97,17 @@ OutputFiles::~OutputFiles() = default;
 void OutputFiles::check(const std::string& folder, const std::vector<Request>& requests,
                         const OutputOptions& options) {
     for (const Request& request : requests) {
-        format_of(request).check(folder + request.base_name, request.amount());
+        format_of(request).check(folder + request.base_name, request.amount(), *options.calls);
         check_target(folder, request, options);
     }
     if (!options.minimum_space || requests.empty()) return;
-    const std::string text = shortage(file_functions().volume_space(folder.c_str()), bytes_of(requests));
+    const std::string text = shortage(options.calls->volume_space(folder.c_str()), bytes_of(requests));
     if (!text.empty()) refuse_shortage(text, folder);
 }
 
 std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Request& request) const {
     // The draft first: what is found under the final name is then nobody else's work in progress.
-    auto sink = format_of(request).make_sink(folder + request.base_name, request.amount());
+    auto sink = format_of(request).make_sink(folder + request.base_name, request.amount(), *options_.calls);
     if (options_.ledger) {
         for (const DigitSink::File& file : sink->files()) options_.ledger->made(file.draft_path);
     }
@@ -125,7 +123,7 @@ void OutputFiles::reserve_space() {
     std::vector<Request> requests;
     for (const Entry& entry : entries_) requests.push_back(entry.request);
     const u64 needed = bytes_of(requests);
-    const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
+    const os::VolumeSpace space = options_.calls->volume_space(folder_.c_str());
     std::string text = shortage(space, needed);
     for (const Entry& entry : entries_) {
         if (!text.empty()) break;
@@ -192,7 +190,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
 }
 
 OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) const {
-    const os::VolumeSpace space = file_functions().volume_space(folder_.c_str());
+    const os::VolumeSpace space = options_.calls->volume_space(folder_.c_str());
     status_.Warning("There is no space left on the volume " + shown_path(space.volume) + " for the digits.");
     status_.Status_Line(shown_path(entry.sink->draft_path()));
     status_.Status_Line("Needed: " + bytes_text(bytes_of(entry.request)));
@@ -202,21 +200,21 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
             "The digits are kept in memory. Make room and press Enter to try again, or enter another "
             "folder.\nFolder: ");
         if (answer) {
-            file_functions().sleep(kSecondsAfterAnAnswer);
+            options_.calls->sleep(kSecondsAfterAnAnswer);
             return {true, *answer};
         }
     }
     if (attempt > kUnattendedAttempts) return {};
     status_.Status_Line("The digits are kept in memory. Trying again in a minute (" +
                         std::to_string(attempt) + " of " + std::to_string(kUnattendedAttempts) + ").");
-    file_functions().sleep(kSecondsUnattended);
+    options_.calls->sleep(kSecondsUnattended);
     return {true, ""};
 }
 
 // A folder that cannot be used leaves everything as it was; the next attempt asks again.
 void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
-        const std::string prefix = FileIO::prepare_output_folder(folder);
+        const std::string prefix = FileIO::prepare_output_folder(folder, *options_.calls);
         auto sink = make(prefix, entry.request);
         (void)sink->reserve().failed();
         const std::vector<DigitSink::File> files = entry.sink->files();

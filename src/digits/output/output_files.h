@@ -20,6 +20,7 @@ struct OutputOptions {
     bool minimum_space = false;    // too little free space is a refusal, not a warning
     Terminal* terminal = nullptr;  // asks the user about a full volume, if it is attended; outlives them
     FileLedger* ledger = nullptr;  // learns of every file; outlives them
+    const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
 };
 
 // The rule for OutputOptions::minimum_space: what the user said; otherwise runs of more than an hour want it.

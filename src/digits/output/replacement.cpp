@@ -6,11 +6,10 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 
 namespace kalvor {
 
-using FileIO::file_functions;
+using FileIO::FileCalls;
 using FileIO::FileException;
 
 namespace {
@@ -20,9 +19,10 @@ constexpr const char* kWayOut =
     " Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
 
 // The digits of a file that can be read; nothing when it is not a digit file.
-std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix) {
+std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix,
+                             const FileCalls& calls) {
     try {
-        return format.digits_there(path, radix);
+        return format.digits_there(path, radix, calls);
     } catch (const Exception&) {
         return std::nullopt;
     }
@@ -31,8 +31,8 @@ std::optional<u64> digits_of(const DigitFormat& format, const std::string& path,
 }  // namespace
 
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
-                              bool overwrite) {
-    const os::OpenedFile old = file_functions().open(path.c_str(), os::FileAccess::read, {});
+                              bool overwrite, const FileCalls& calls) {
+    const os::OpenedFile old = calls.open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
         throw FileException(kReplaceFunction,
@@ -51,12 +51,14 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
     }
     bool empty = false;
     if (!old.error) {
-        const os::FileSize size = file_functions().size(old.handle);
-        (void)file_functions().close(old.handle).failed();
+        const os::FileSize size = calls.size(old.handle);
+        (void)calls.close(old.handle).failed();
         empty = !size.error && size.bytes == 0;
     }
-    const bool read_only = unreadable || file_functions().is_read_only(path.c_str());
-    const std::optional<u64> there = empty ? 0 : unreadable ? std::nullopt : digits_of(format, path, radix);
+    const bool read_only = unreadable || calls.is_read_only(path.c_str());
+    const std::optional<u64> there = empty        ? 0
+                                     : unreadable ? std::nullopt
+                                                  : digits_of(format, path, radix, calls);
     if (!overwrite) {
         if (read_only) {
             throw FileException(kReplaceFunction,

@@ -18,6 +18,7 @@ struct Replacement {
 // FileException: for a longer file, one that is not a digit file, and one that must not be written or cannot
 // be read, unless `overwrite`; for a folder and a file that is being written in any case.
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
-                              bool overwrite);
+                              bool overwrite,
+                              const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 
 }  // namespace kalvor

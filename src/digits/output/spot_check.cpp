@@ -58,9 +58,9 @@ std::optional<Entry> parse_line(std::string_view line) {
     return Entry{*position, *value};
 }
 
-std::optional<std::string> read_file(const std::string& path) {
+std::optional<std::string> read_file(const std::string& path, const FileIO::FileCalls& calls) {
     try {
-        FileIO::RawFile file(path, FileIO::OpenMode::read, false);
+        FileIO::RawFile file(path, FileIO::OpenMode::read, false, false, calls);
         std::string text(file.size(), '\0');
         file.load(text.data(), 0, text.size());
         return text;
@@ -69,11 +69,12 @@ std::optional<std::string> read_file(const std::string& path) {
     }
 }
 
-std::optional<std::string> find_table(const std::string& name, const std::string& program_folder) {
+std::optional<std::string> find_table(const std::string& name, const std::string& program_folder,
+                                      const FileIO::FileCalls& calls) {
     for (const char* folder : kFolders) {
         std::string path = program_folder;
         path.append(folder).append(name).append(".txt");
-        std::optional<std::string> text = read_file(path);
+        std::optional<std::string> text = read_file(path, calls);
         if (text) return text;
     }
     return std::nullopt;
@@ -98,8 +99,8 @@ SpotCheckTable parse_spot_check_table(std::string_view text) {
 }
 
 SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
-                     const std::string& program_folder) {
-    const std::optional<std::string> text = find_table(name, program_folder);
+                     const std::string& program_folder, const FileIO::FileCalls& calls) {
+    const std::optional<std::string> text = find_table(name, program_folder, calls);
     if (!text) return unavailable("Digit file not found.");
     const auto [entries, duplicates] = parse_spot_check_table(*text);
     if (entries.empty() || entries.begin()->first > digits)
@@ -124,9 +125,10 @@ SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& na
     return {static_cast<i64>(last), "Good through " + Console::format_commas(last), 'G', duplicates};
 }
 
-SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name) {
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
+                     const FileIO::FileCalls& calls) {
     const std::string program = os::executable_path().value_or("");
-    return spot_check(source, digits, name, program.substr(0, program.find_last_of("/\\") + 1));
+    return spot_check(source, digits, name, program.substr(0, program.find_last_of("/\\") + 1), calls);
 }
 
 void report(Status& status, const SpotCheck& check) {

@@ -14,6 +14,7 @@
 #include "base/status/status.h"
 #include "digits/files/basic_digit_reader.h"
 #include "os/types.h"
+#include "platform/fileio/file_calls.h"
 
 namespace kalvor {
 
@@ -39,9 +40,11 @@ void report(Status& status, const SpotCheck& check);
 // The table is name + ".txt" in the first of the folders "Binaries/Digits/", "Digits/", "../../Digits/" and
 // "../../../Digits/", from the program on. source: decimal, with at least `digits` digits. Allocates a buffer
 // for ten digits and the table.
-SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name);
+SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
+                     const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 // The same below a folder (ending with a separator) instead of the program's.
 SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,
-                     const std::string& program_folder);
+                     const std::string& program_folder,
+                     const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 
 }  // namespace kalvor

@@ -6,8 +6,10 @@
 
 namespace trel::FileIO {
 
-BufferedReader::BufferedReader(const std::string& path, u64 buffer_bytes)
-    : file_(path, OpenMode::read, true), size_(file_.size()), buffer_(buffer_bytes, kSectorBytes) {}
+BufferedReader::BufferedReader(const std::string& path, u64 buffer_bytes, const FileCalls& calls)
+    : file_(path, OpenMode::read, true, false, calls),
+      size_(file_.size()),
+      buffer_(buffer_bytes, kSectorBytes) {}
 
 void BufferedReader::fail() const {
     throw FileException("BufferedReader()", "Unexpected end of file.", file_.path());

@@ -11,7 +11,8 @@ namespace trel::FileIO {
 class BufferedReader {
   public:
     // bytes of the buffer: whole sectors
-    explicit BufferedReader(const std::string& path, u64 buffer_bytes = 16 * kSectorBytes);
+    explicit BufferedReader(const std::string& path, u64 buffer_bytes = 16 * kSectorBytes,
+                            const FileCalls& calls = FileCalls::of_this_machine());
 
     // Throws FileException "Unexpected end of file.".
     u8 read_byte();

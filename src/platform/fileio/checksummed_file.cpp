@@ -30,8 +30,9 @@ u64 checked_block_log2(u64 block_log2, bool raw) {
 
 }  // namespace
 
-ChecksumSideFile::ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary)
-    : RawFile(data_path + kSuffix, mode, Caching::cached, temporary) {
+ChecksumSideFile::ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary,
+                                   const FileCalls& calls)
+    : RawFile(data_path + kSuffix, mode, Caching::cached, temporary, calls) {
     // Half an entry at the end was never completely recorded.
     n_blocks_ = size() / kEntry;
 }
@@ -68,12 +69,12 @@ void ChecksumSideFile::set_length(u64 n_blocks) {
 }
 
 ChecksummedFile::ChecksummedFile(std::string path, OpenMode mode, bool raw, u64 block_log2, u32 seed,
-                                 bool temporary)
+                                 bool temporary, const FileCalls& calls)
     : BaseFile(std::move(path)),
       block_log2_(checked_block_log2(block_log2, raw)),
       seed_(seed),
-      data_(path_, mode, raw, raw ? kSectorLog2 : 0, temporary),
-      checksums_(path_, mode, temporary) {}
+      data_(path_, mode, raw, raw ? kSectorLog2 : 0, temporary, calls),
+      checksums_(path_, mode, temporary, calls) {}
 
 void ChecksummedFile::check_blocks(const char* function, u64 offset, u64 bytes) const {
     const u64 mask = block_bytes() - 1;

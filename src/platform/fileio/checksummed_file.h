@@ -16,7 +16,8 @@ namespace trel::FileIO {
 // data is raw, and none of them waits for the device: flush() does.
 class ChecksumSideFile final : public RawFile {
   public:
-    ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary);
+    ChecksumSideFile(const std::string& data_path, OpenMode mode, bool temporary,
+                     const FileCalls& calls = FileCalls::of_this_machine());
 
     // Checksums by block number.
     void store(const u32* checksums, u64 first, u64 n);
@@ -39,7 +40,7 @@ class ChecksummedFile final : public BaseFile {
     // that blocks of different files never pass for each other; a file is read with the seed it was written
     // with.
     ChecksummedFile(std::string path, OpenMode mode, bool raw, u64 block_log2, u32 seed,
-                    bool temporary = false);
+                    bool temporary = false, const FileCalls& calls = FileCalls::of_this_machine());
 
     bool is_open() const override { return data_.is_open() && checksums_.is_open(); }
     u64 block_bytes() const { return u64(1) << block_log2_; }

@@ -4,7 +4,6 @@
 
 #include "os/file.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 #include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
@@ -25,13 +24,13 @@ std::string folder_prefix(const std::string& path) {
     return path + '/';
 }
 
-os::OsError create_folders(const std::string& prefix) {
+os::OsError create_folders(const std::string& prefix, const FileCalls& calls) {
     // Parents first; one that exists already is not an error, and a real failure shows when the folder is
     // used.
     os::OsError first, last;
     for (std::size_t i = 1; i < prefix.size(); i++) {
         if (os::is_path_separator(prefix[i])) {
-            last = file_functions().create_folder(prefix.substr(0, i).c_str());
+            last = calls.create_folder(prefix.substr(0, i).c_str());
             // A parent that is missing is the consequence of the failure before; one that is there is not
             // one.
             if (last.category == os::ErrorCategory::not_found || last.category == os::ErrorCategory::exists)
@@ -42,26 +41,26 @@ os::OsError create_folders(const std::string& prefix) {
     return last.category == os::ErrorCategory::not_found && first ? first : last;
 }
 
-os::OsError check_writable(const std::string& prefix) {
+os::OsError check_writable(const std::string& prefix, const FileCalls& calls) {
     constexpr int kAttempts = 100;
     os::OpenedFile opened;
     std::string probe;
     // Whatever has such a name already is not ours.
     for (int i = 0; i < kAttempts; i++) {
         probe = prefix + "pathcheck-" + random_name() + ".sf";
-        opened = file_functions().open(probe.c_str(), os::FileAccess::create_new, {.private_file = true});
+        opened = calls.open(probe.c_str(), os::FileAccess::create_new, {.private_file = true});
         if (opened.error.category != os::ErrorCategory::exists) break;
     }
     if (opened.error) return opened.error;
-    const os::OsError closed = file_functions().close(opened.handle);
-    persistent_remove(probe);
+    const os::OsError closed = calls.close(opened.handle);
+    persistent_remove(probe, calls);
     return closed;
 }
 
-std::string prepare_output_folder(const std::string& path) {
+std::string prepare_output_folder(const std::string& path, const FileCalls& calls) {
     std::string prefix = folder_prefix(path);
-    const os::OsError created = create_folders(prefix);
-    if (os::OsError error = check_writable(prefix)) {
+    const os::OsError created = create_folders(prefix, calls);
+    if (os::OsError error = check_writable(prefix, calls)) {
         // The probe only finds that there is no folder; why there is none was said when it was to be made.
         if (error.category == os::ErrorCategory::not_found && created) error = created;
         throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "os/error.h"
+#include "platform/fileio/file_calls.h"
 
 namespace trel::FileIO {
 
@@ -12,13 +13,14 @@ std::string folder_prefix(const std::string& path);
 
 // Makes the folder of a prefix and its missing parents, as far as that is possible. The error of the last
 // call: why the folder itself is missing, if it is.
-os::OsError create_folders(const std::string& prefix);
+os::OsError create_folders(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine());
 
 // Whether a file can be made in the folder of a prefix: makes one of a name that nothing there has, for this
 // user alone, and deletes it (persistently). The error says why not.
-os::OsError check_writable(const std::string& prefix);
+os::OsError check_writable(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine());
 
 // All three: returns the prefix. Throws FileException "Path is not writable.".
-std::string prepare_output_folder(const std::string& path);
+std::string prepare_output_folder(const std::string& path,
+                                  const FileCalls& calls = FileCalls::of_this_machine());
 
 }  // namespace trel::FileIO

@@ -4,7 +4,6 @@
 #include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 
 namespace trel::FileIO {
 namespace {
@@ -15,7 +14,7 @@ constexpr double kSecondsBetweenAttempts = 1;
 }  // namespace
 
 void persist(const char* function, const char* message, const std::string& path,
-             const std::function<os::OsError()>& attempt) {
+             const std::function<os::OsError()>& attempt, const FileCalls& calls) {
     while (const os::OsError error = attempt()) {
         {
             const Console::ErrorOutput errors;
@@ -25,22 +24,26 @@ void persist(const char* function, const char* message, const std::string& path,
         }
         Console::print_line("Re-attempting...");
         if (!Console::pause()) throw file_error(function, message, path, error);
-        file_functions().sleep(kSecondsBetweenAttempts);
+        calls.sleep(kSecondsBetweenAttempts);
     }
 }
 
-void persistent_rename(const std::string& old_path, const std::string& new_path) {
-    persist("FileIO::persistent_rename()", "Unable to rename file.", new_path,
-            [&] { return file_functions().rename(old_path.c_str(), new_path.c_str()); });
+void persistent_rename(const std::string& old_path, const std::string& new_path, const FileCalls& calls) {
+    persist(
+        "FileIO::persistent_rename()", "Unable to rename file.", new_path,
+        [&] { return calls.rename(old_path.c_str(), new_path.c_str()); }, calls);
     // The file is in place; a folder that cannot be flushed only makes its name less durable.
-    (void)file_functions().flush_folder(new_path.c_str());
+    (void)calls.flush_folder(new_path.c_str());
 }
 
-void persistent_remove(const std::string& path) {
-    persist("FileIO::persistent_remove()", "Unable to delete file.", path, [&] {
-        const os::OsError error = file_functions().remove(path.c_str());
-        return error.category == os::ErrorCategory::not_found ? os::OsError{} : error;
-    });
+void persistent_remove(const std::string& path, const FileCalls& calls) {
+    persist(
+        "FileIO::persistent_remove()", "Unable to delete file.", path,
+        [&] {
+            const os::OsError error = calls.remove(path.c_str());
+            return error.category == os::ErrorCategory::not_found ? os::OsError{} : error;
+        },
+        calls);
 }
 
 }  // namespace trel::FileIO

@@ -5,7 +5,6 @@
 #include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 #include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
@@ -21,9 +20,9 @@ constexpr const char* kPublishing = "PublishedFile::publish()";
 }
 
 // A draft that no run holds, by a handle that holds it now; kNoFile when there is none.
-i64 hold_forgotten(const std::string& path) {
+i64 hold_forgotten(const std::string& path, const FileCalls& calls) {
     using enum os::ErrorCategory;
-    const os::OpenedFile held = file_functions().open(path.c_str(), os::FileAccess::take_over, {});
+    const os::OpenedFile held = calls.open(path.c_str(), os::FileAccess::take_over, {});
     if (held.error.category == not_found) return os::kNoFile;
     if (held.error.category == sharing) throw_held(path, held.error);
     if (held.error.category == other) {
@@ -36,42 +35,43 @@ i64 hold_forgotten(const std::string& path) {
     return held.handle;
 }
 
-void remove_forgotten(const std::string& path) {
-    const i64 held = hold_forgotten(path);
+void remove_forgotten(const std::string& path, const FileCalls& calls) {
+    const i64 held = hold_forgotten(path, calls);
     if (held == os::kNoFile) return;  // its run has just ended
-    const os::OsError removal = file_functions().remove_open(held, path.c_str());
-    (void)file_functions().close(held).failed();
+    const os::OsError removal = calls.remove_open(held, path.c_str());
+    (void)calls.close(held).failed();
     if (removal && removal.category != os::ErrorCategory::not_found) {
         throw file_error(kMaking, "Unable to delete file.", path, removal);
     }
 }
 
-std::shared_ptr<RawFile> make_draft(const std::string& path) {
+std::shared_ptr<RawFile> make_draft(const std::string& path, const FileCalls& calls) {
     const auto make = [&] {
-        return file_functions().open(path.c_str(), os::FileAccess::create_new, {.unbuffered = true});
+        return calls.open(path.c_str(), os::FileAccess::create_new, {.unbuffered = true});
     };
     os::OpenedFile made = make();
     if (made.error.category == os::ErrorCategory::exists) {
-        remove_forgotten(path);
+        remove_forgotten(path, calls);
         made = make();
         // The name is taken once more: by another run.
         if (made.error.category == os::ErrorCategory::exists) throw_held(path, made.error);
     }
     if (made.error.category == os::ErrorCategory::sharing) throw_held(path, made.error);
     if (made.error) throw file_error("RawFile()", "Unable to create file.", path, made.error);
-    return RawFile::adopt(path, made.handle);
+    return RawFile::adopt(path, made.handle, calls);
 }
 
 }  // namespace
 
-PublishedFile::PublishedFile(std::string draft_path, std::string final_path)
-    : draft_path_(std::move(draft_path)),
+PublishedFile::PublishedFile(std::string draft_path, std::string final_path, const FileCalls& calls)
+    : calls_(calls),
+      draft_path_(std::move(draft_path)),
       final_path_(std::move(final_path)),
-      file_(make_draft(draft_path_)) {}
+      file_(make_draft(draft_path_, calls)) {}
 
-void PublishedFile::check(const std::string& draft_path) {
-    const i64 held = hold_forgotten(draft_path);
-    if (held != os::kNoFile) (void)file_functions().close(held).failed();
+void PublishedFile::check(const std::string& draft_path, const FileCalls& calls) {
+    const i64 held = hold_forgotten(draft_path, calls);
+    if (held != os::kNoFile) (void)calls.close(held).failed();
 }
 
 PublishedFile::~PublishedFile() {
@@ -99,7 +99,7 @@ void PublishedFile::rest() {
 }
 
 void PublishedFile::resume() {
-    file_ = std::make_shared<RawFile>(draft_path_, OpenMode::read_write, true);
+    file_ = std::make_shared<RawFile>(draft_path_, OpenMode::read_write, true, false, calls_);
     require_complete_size();
 }
 
@@ -117,10 +117,13 @@ void PublishedFile::publish() {
     if (!is_complete_) throw FileException(kPublishing, "The file is not complete.", draft_path_);
     require_complete_size();
     try {
-        persist(kPublishing, "Unable to rename file.", final_path_, [&] {
-            if (replaces_read_only_) (void)file_functions().allow_replacing(final_path_.c_str()).failed();
-            return file_->try_rename(final_path_);
-        });
+        persist(
+            kPublishing, "Unable to rename file.", final_path_,
+            [&] {
+                if (replaces_read_only_) (void)calls_.allow_replacing(final_path_.c_str()).failed();
+                return file_->try_rename(final_path_);
+            },
+            calls_);
     } catch (const FileException&) {
         const Console::ErrorOutput errors;
         Console::print_line(
@@ -129,7 +132,7 @@ void PublishedFile::publish() {
         throw;
     }
     // The file is in place; a folder that cannot be flushed only makes its name less durable.
-    (void)file_functions().flush_folder(final_path_.c_str()).failed();
+    (void)calls_.flush_folder(final_path_.c_str()).failed();
     file_->close();
 }
 

@@ -22,9 +22,10 @@ class PublishedFile {
     // A draft that an earlier run left behind is deleted. Throws FileException: for one that a run is still
     // writing ("Another run is writing this file. ..."), for anything else of that name that is not a plain
     // file, and for what the system refuses.
-    PublishedFile(std::string draft_path, std::string final_path);
+    PublishedFile(std::string draft_path, std::string final_path,
+                  const FileCalls& calls = FileCalls::of_this_machine());
     // What the constructor would refuse now; makes and deletes nothing.
-    static void check(const std::string& draft_path);
+    static void check(const std::string& draft_path, const FileCalls& calls = FileCalls::of_this_machine());
     // leave()
     ~PublishedFile();
     PublishedFile(const PublishedFile&) = delete;
@@ -67,6 +68,7 @@ class PublishedFile {
   private:
     void require_complete_size() const;
 
+    const FileCalls& calls_;
     const std::string draft_path_;
     const std::string final_path_;
     std::shared_ptr<RawFile> file_;

@@ -8,7 +8,6 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
 
 namespace trel::FileIO {
 namespace {
@@ -52,24 +51,25 @@ constinit OneShotWarning reservation_warning;
 
 BaseFile::~BaseFile() = default;
 
-RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary)
-    : RawFile(std::move(path), mode, raw ? Caching::unbuffered : Caching::write_through, temporary) {}
+RawFile::RawFile(std::string path, OpenMode mode, bool raw, bool temporary, const FileCalls& calls)
+    : RawFile(std::move(path), mode, raw ? Caching::unbuffered : Caching::write_through, temporary, calls) {}
 
-RawFile::RawFile(std::string path, OpenMode mode, Caching caching, bool temporary)
-    : BaseFile(std::move(path)), mode_(mode), caching_(caching), delete_on_close_(temporary) {
+RawFile::RawFile(std::string path, OpenMode mode, Caching caching, bool temporary, const FileCalls& calls)
+    : BaseFile(std::move(path)), calls_(calls), mode_(mode), caching_(caching), delete_on_close_(temporary) {
     const bool makes = mode == OpenMode::create || mode == OpenMode::create_new;
     open(mode, "RawFile()", makes ? "Unable to create file." : "Unable to open file.");
 }
 
-RawFile::RawFile(std::string path, i64 handle)
+RawFile::RawFile(std::string path, i64 handle, const FileCalls& calls)
     : BaseFile(std::move(path)),
+      calls_(calls),
       handle_(handle),
       mode_(OpenMode::create_new),
       caching_(Caching::unbuffered),
       delete_on_close_(false) {}
 
-std::unique_ptr<RawFile> RawFile::adopt(std::string path, i64 handle) {
-    return std::unique_ptr<RawFile>(new RawFile(std::move(path), handle));
+std::unique_ptr<RawFile> RawFile::adopt(std::string path, i64 handle, const FileCalls& calls) {
+    return std::unique_ptr<RawFile>(new RawFile(std::move(path), handle, calls));
 }
 
 RawFile::~RawFile() {
@@ -80,7 +80,7 @@ void RawFile::open(OpenMode mode, const char* function, const char* failure) {
     os::FileFlags flags;
     flags.unbuffered = caching_ == Caching::unbuffered;
     flags.write_through = caching_ == Caching::write_through && mode != OpenMode::read;
-    const os::OpenedFile opened = file_functions().open(path_.c_str(), access_of(mode), flags);
+    const os::OpenedFile opened = calls_.open(path_.c_str(), access_of(mode), flags);
     if (opened.error) throw file_error(function, failure, path_, opened.error);
     handle_ = opened.handle;
 }
@@ -91,7 +91,7 @@ void RawFile::require_open(const char* function) const {
 
 void RawFile::write_all(const TransferTexts& texts, const void* buffer, u64 offset, u64 bytes) {
     require_open(texts.function);
-    const os::Transfer done = file_functions().write(handle_, buffer, offset, bytes);
+    const os::Transfer done = calls_.write(handle_, buffer, offset, bytes);
     if (done.bytes != 0) written_end_ = std::max(written_end_, offset + done.bytes);
     failure_ = done.error;
     if (done.error) {
@@ -103,7 +103,7 @@ void RawFile::write_all(const TransferTexts& texts, const void* buffer, u64 offs
 
 u64 RawFile::read_some(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes) {
     require_open(texts.function);
-    const os::Transfer done = file_functions().read(handle_, buffer, offset, bytes);
+    const os::Transfer done = calls_.read(handle_, buffer, offset, bytes);
     if (done.error) {
         throw file_error(texts.function, done.position_refused ? texts.position : texts.failed, path_,
                          done.error);
@@ -140,14 +140,14 @@ void RawFile::load(void* buffer, u64 offset, u64 bytes) {
 
 u64 RawFile::size() const {
     require_open("RawFile::size()");
-    const os::FileSize size = file_functions().size(handle_);
+    const os::FileSize size = calls_.size(handle_);
     if (size.error) throw file_error("RawFile::size()", "GetFileSizeEx() failed.", path_, size.error);
     return size.bytes;
 }
 
 void RawFile::set_size(u64 bytes) {
     require_open("RawFile::set_size()");
-    const os::Resizing done = file_functions().set_size(handle_, bytes);
+    const os::Resizing done = calls_.set_size(handle_, bytes);
     failure_ = done.error;
     if (done.error) {
         throw file_error("RawFile::set_size()",
@@ -158,11 +158,11 @@ void RawFile::set_size(u64 bytes) {
 
 os::OsError RawFile::try_reserve(u64 bytes) {
     require_open("RawFile::reserve()");
-    const os::FileSize before = file_functions().size(handle_);
+    const os::FileSize before = calls_.size(handle_);
     if (before.error) return before.error;
-    os::OsError error = file_functions().set_size(handle_, bytes).error;
+    os::OsError error = calls_.set_size(handle_, bytes).error;
     if (!error) {
-        error = file_functions().reserve(handle_, bytes);
+        error = calls_.reserve(handle_, bytes);
         if (is_offer_refused(error)) return {};
     }
     // The part of the space that was reserved is given back.
@@ -171,7 +171,7 @@ os::OsError RawFile::try_reserve(u64 bytes) {
 }
 
 void RawFile::cut_quietly(u64 bytes) {
-    if (is_open()) (void)file_functions().set_size(handle_, bytes).error.failed();
+    if (is_open()) (void)calls_.set_size(handle_, bytes).error.failed();
 }
 
 void RawFile::reserve(u64 bytes) {
@@ -180,7 +180,7 @@ void RawFile::reserve(u64 bytes) {
     const bool is_ours = mode_ == OpenMode::create || mode_ == OpenMode::create_new;
     try {
         set_size(bytes);
-        const os::OsError error = file_functions().reserve(handle_, bytes);
+        const os::OsError error = calls_.reserve(handle_, bytes);
         if (!error) return;
         if (is_offer_refused(error)) return warn_about_reservation(path_);
         throw file_error(kFunction, "SetFileValidData() failed.", path_, error);
@@ -196,7 +196,7 @@ void RawFile::reserve(u64 bytes) {
 
 void RawFile::flush() {
     require_open("RawFile::flush()");
-    const os::OsError error = file_functions().flush(handle_);
+    const os::OsError error = calls_.flush(handle_);
     failure_ = error;
     if (error) throw file_error("RawFile::flush()", "FlushFileBuffers() failed.", path_, error);
 }
@@ -205,11 +205,11 @@ void RawFile::close() {
     if (is_open()) {
         const i64 handle = handle_;
         handle_ = os::kNoFile;
-        if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+        if (calls_.close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
     }
     if (!delete_on_close_) return;
     delete_on_close_ = false;
-    if (file_functions().remove(path_.c_str())) {
+    if (calls_.remove(path_.c_str())) {
         Console::error_line("RawFile::close(): Unable to delete file.");
     }
 }
@@ -220,7 +220,7 @@ void RawFile::close_and_set_size(u64 bytes) {
     flush();
     const i64 handle = handle_;
     handle_ = os::kNoFile;
-    if (file_functions().close(handle)) {
+    if (calls_.close(handle)) {
         Console::error_line("RawFile::close_and_set_size(): Unable to close file.");
     }
     close();  // what is left of it, if the file is temporary
@@ -229,7 +229,7 @@ void RawFile::close_and_set_size(u64 bytes) {
 void RawFile::close_and_remove() {
     if (!is_open()) return;
     delete_on_close_ = false;
-    const os::OsError removal = file_functions().remove_open(handle_, path_.c_str());
+    const os::OsError removal = calls_.remove_open(handle_, path_.c_str());
     close();
     // A file that is gone already is as wanted.
     if (removal && removal.category != os::ErrorCategory::not_found) {
@@ -239,7 +239,7 @@ void RawFile::close_and_remove() {
 
 os::OsError RawFile::try_rename(const std::string& new_path) {
     require_open("BaseFile::rename()");  // whatever kind of file it is
-    const os::OsError error = file_functions().rename_open(handle_, path_.c_str(), new_path.c_str());
+    const os::OsError error = calls_.rename_open(handle_, path_.c_str(), new_path.c_str());
     if (!error) path_ = new_path;
     return error;
 }
@@ -251,8 +251,8 @@ void RawFile::rename(const std::string& new_path) {
     if (mode_ == OpenMode::read) {
         const i64 handle = handle_;
         handle_ = os::kNoFile;
-        if (file_functions().close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
-        error = file_functions().rename(path_.c_str(), new_path.c_str());
+        if (calls_.close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+        error = calls_.rename(path_.c_str(), new_path.c_str());
     } else {
         error = try_rename(new_path);
     }

@@ -8,6 +8,7 @@
 #include "base/errors/one_shot_warning.h"
 #include "os/file.h"
 #include "os/types.h"
+#include "platform/fileio/file_calls.h"
 
 namespace trel::FileIO {
 
@@ -50,13 +51,16 @@ class RawFile : public BaseFile {
   public:
     // raw: unbuffered, where the file system can; otherwise writes are written through. temporary: deleted on
     // close.
-    RawFile(std::string path, OpenMode mode, bool raw, bool temporary = false);
+    RawFile(std::string path, OpenMode mode, bool raw, bool temporary = false,
+            const FileCalls& calls = FileCalls::of_this_machine());
     // Closes.
     ~RawFile() override;
     // Takes over the handle of a file that was made with FileAccess::create_new.
-    static std::unique_ptr<RawFile> adopt(std::string path, i64 handle);
+    static std::unique_ptr<RawFile> adopt(std::string path, i64 handle,
+                                          const FileCalls& calls = FileCalls::of_this_machine());
 
     bool is_open() const override { return handle_ != os::kNoFile; }
+    const FileCalls& calls() const { return calls_; }
 
     // What the system said to the last write, resizing or flush.
     os::OsError last_failure() const { return failure_; }
@@ -104,7 +108,7 @@ class RawFile : public BaseFile {
         write_through,  // a write returns when the device has the data
         cached,         // only flush() waits for the device
     };
-    RawFile(std::string path, OpenMode mode, Caching caching, bool temporary);
+    RawFile(std::string path, OpenMode mode, Caching caching, bool temporary, const FileCalls& calls);
 
     // What a failed transfer is called.
     struct TransferTexts {
@@ -119,7 +123,7 @@ class RawFile : public BaseFile {
     void read_all(const TransferTexts& texts, void* buffer, u64 offset, u64 bytes);
 
   private:
-    RawFile(std::string path, i64 handle);
+    RawFile(std::string path, i64 handle, const FileCalls& calls);
 
     static const TransferTexts kLoadTexts;
 
@@ -127,6 +131,7 @@ class RawFile : public BaseFile {
     void open(OpenMode mode, const char* function, const char* failure);
     void require_open(const char* function) const;
 
+    const FileCalls& calls_;
     i64 handle_ = os::kNoFile;
     OpenMode mode_;
     Caching caching_;
@@ -138,8 +143,9 @@ class RawFile : public BaseFile {
 // A raw file that refuses what is not whole sectors before the system has to.
 class AlignedAccessFile : public RawFile {
   public:
-    AlignedAccessFile(std::string path, OpenMode mode, bool raw, u64 sector_log2 = 12, bool temporary = false)
-        : RawFile(std::move(path), mode, raw, temporary), sector_log2_(sector_log2) {}
+    AlignedAccessFile(std::string path, OpenMode mode, bool raw, u64 sector_log2 = 12, bool temporary = false,
+                      const FileCalls& calls = FileCalls::of_this_machine())
+        : RawFile(std::move(path), mode, raw, temporary, calls), sector_log2_(sector_log2) {}
 
     void store(const void* buffer, u64 offset, u64 bytes) override;
     void load(void* buffer, u64 offset, u64 bytes) override;

@@ -11,8 +11,8 @@
 
 namespace trel::FileIO {
 
-std::string load_text_file(const std::string& path) {
-    RawFile file(path, OpenMode::read, false);
+std::string load_text_file(const std::string& path, const FileCalls& calls) {
+    RawFile file(path, OpenMode::read, false, false, calls);
     const u64 bytes = file.size();
     if (bytes > kMaxTextFileBytes) {
         throw FileException("load_text_file()",
@@ -25,8 +25,8 @@ std::string load_text_file(const std::string& path) {
     return decode_text(content);
 }
 
-std::unique_ptr<Config::Node> load_config_file(const std::string& path) {
-    return Config::parse_acfg(load_text_file(path));
+std::unique_ptr<Config::Node> load_config_file(const std::string& path, const FileCalls& calls) {
+    return Config::parse_acfg(load_text_file(path, calls));
 }
 
 std::string config_file_text(const std::string& action, std::unique_ptr<Config::Object> settings) {
@@ -54,11 +54,12 @@ std::string with_config_extension(std::string path) {
     return path;
 }
 
-void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings) {
+void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,
+                      const FileCalls& calls) {
     Console::print_line("Enter path to save configuration file. (the .cfg extension can be omitted)");
     const std::string path = with_config_extension(Prompt::read_text("Path", 'T'));
     const std::string text = config_file_text(action, std::move(settings));
-    RawFile file(path, OpenMode::create, false);
+    RawFile file(path, OpenMode::create, false, false, calls);
     file.store(text.data(), 0, text.size());
 }
 

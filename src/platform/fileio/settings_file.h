@@ -6,6 +6,7 @@
 
 #include "base/config/node.h"
 #include "os/types.h"
+#include "platform/fileio/file_calls.h"
 
 namespace trel::FileIO {
 
@@ -14,10 +15,11 @@ namespace trel::FileIO {
 inline constexpr u64 kMaxTextFileBytes = u64(16) << 20;
 
 // The whole file as UTF-8 text without a byte-order mark. Throws FileException.
-std::string load_text_file(const std::string& path);
+std::string load_text_file(const std::string& path, const FileCalls& calls = FileCalls::of_this_machine());
 
 // The tree of a settings or formula file (acfg). Throws FileException and the errors of parse_acfg().
-std::unique_ptr<Config::Node> load_config_file(const std::string& path);
+std::unique_ptr<Config::Node> load_config_file(const std::string& path,
+                                               const FileCalls& calls = FileCalls::of_this_machine());
 
 // What a settings file of an action holds, every byte: byte-order mark, header, and {"Action", settings under
 // the action's name}; lines end in CR LF.
@@ -25,7 +27,8 @@ std::string config_file_text(const std::string& action, std::unique_ptr<Config::
 
 // Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one.
 // Throws FileException, and EndOfStreamException when nobody answers.
-void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings);
+void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,
+                      const FileCalls& calls = FileCalls::of_this_machine());
 
 // The path with ".cfg" unless it holds a dot anywhere, be it in a folder's name.
 std::string with_config_extension(std::string path);

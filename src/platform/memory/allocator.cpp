@@ -22,23 +22,18 @@ const Choices<AllocatorConfig>& allocator_choices() {
     return allocators();
 }
 
-const AllocatorType& find_allocator_type(std::string_view name) {
-    return allocators().find(name);
-}
-
 std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name) {
     return allocators().find(name).make_default_config();
 }
 
 std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node) {
     const auto& object = node.as<Config::Object>("Memory Allocator");
-    return allocators().find(object.get_string("Allocator")).make_config(object);
+    return allocators().read(object, "Allocator", "");
 }
 
 Config::Object allocator_to_config(const AllocatorConfig& config) {
     Config::Object object;
-    object.add_string("Allocator", config.name());
-    config.save(object);
+    Choices<AllocatorConfig>::write(object, "Allocator", config);
     return object;
 }
 

@@ -79,8 +79,8 @@ inline constexpr const char* kDefaultAllocator = "mmap";
 // All of them, for a setting that holds one.
 const Choices<AllocatorConfig>& allocator_choices();
 // Throws InvalidParametersException "Invalid Memory Allocator: " + name.
-const AllocatorType& find_allocator_type(std::string_view name);
 std::unique_ptr<AllocatorConfig> make_default_allocator_config(std::string_view name);
+// As the setting "Allocator" of a computation reads, writes and edits itself.
 // Takes the allocator that "Allocator" names and reads its keys from the same object; type errors name
 // "Memory Allocator".
 std::unique_ptr<AllocatorConfig> make_allocator_config(const Config::Node& node);

@@ -42,32 +42,31 @@ struct Fork {
 
 }  // namespace
 
-CilkRuntime CilkRuntime::load(std::span<const char* const> library_names) {
+CilkCalls CilkCalls::load(std::span<const char* const> library_names) {
     for (const char* name : library_names) {
         void* const library = os::open_shared_library(name);
         if (!library) continue;
-        const CilkRuntime found{
-            reinterpret_cast<decltype(CilkRuntime::set_param)>(
-                os::find_symbol(library, "__cilkrts_set_param")),
-            reinterpret_cast<decltype(CilkRuntime::cilk_for_64)>(
+        const CilkCalls found{
+            reinterpret_cast<decltype(CilkCalls::set_param)>(os::find_symbol(library, "__cilkrts_set_param")),
+            reinterpret_cast<decltype(CilkCalls::cilk_for_64)>(
                 os::find_symbol(library, "__cilkrts_cilk_for_64")),
-            reinterpret_cast<decltype(CilkRuntime::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")),
+            reinterpret_cast<decltype(CilkCalls::end_cilk)>(os::find_symbol(library, "__cilkrts_end_cilk")),
             name};
         if (found.set_param && found.cilk_for_64 && found.end_cilk) return found;
     }
     return built_in();
 }
 
-CilkRuntime CilkRuntime::built_in() {
+CilkCalls CilkCalls::built_in() {
     return {__cilkrts_set_param, __cilkrts_cilk_for_64, __cilkrts_end_cilk, nullptr};
 }
 
-const CilkRuntime& CilkRuntime::of_this_machine() {
-    static const CilkRuntime runtime = load(kLibraryNames);
+const CilkCalls& CilkCalls::of_this_machine() {
+    static const CilkCalls runtime = load(kLibraryNames);
     return runtime;
 }
 
-CilkFramework::CilkFramework(u64 worker_threads, const CilkRuntime& runtime) : runtime_(runtime) {
+CilkFramework::CilkFramework(u64 worker_threads, const CilkCalls& runtime) : runtime_(runtime) {
     const std::lock_guard<std::mutex> lock(g_users_mutex);
     // A run-time that has started takes no other number.
     if (g_users == 0) runtime_.end_cilk();
@@ -115,8 +114,8 @@ CilkConfig::CilkConfig()
 
 std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
     if (runtime.mode != kLibrary)
-        return std::make_unique<CilkFramework>(threads.value(), CilkRuntime::built_in());
-    const CilkRuntime& library = CilkRuntime::of_this_machine();
+        return std::make_unique<CilkFramework>(threads.value(), CilkCalls::built_in());
+    const CilkCalls& library = CilkCalls::of_this_machine();
     if (library.library == nullptr) {
         throw ResourceAcquisitionFailedException(
             "",
@@ -130,7 +129,7 @@ std::unique_ptr<BasicParallelizer> CilkConfig::make_framework() const {
 
 std::string CilkConfig::mode_text() const {
     if (runtime.mode != kLibrary) return "  (built-in)";
-    const char* const library = CilkRuntime::of_this_machine().library;
+    const char* const library = CilkCalls::of_this_machine().library;
     return library == nullptr ? "  (library not found)" : "  (" + std::string(library) + ")";
 }
 

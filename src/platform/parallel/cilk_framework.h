@@ -9,19 +9,19 @@
 
 namespace trel {
 
-// The entries of a run-time (cilk_entries.h says what they do).
-struct CilkRuntime {
+// The entries of a run-time (cilk_entries.h says what they do). Not only tests choose: the settings do.
+struct CilkCalls {
     int (*set_param)(const char* name, const char* value);
     void (*cilk_for_64)(void (*body)(void* data, u64 low, u64 high), void* data, u64 count, int grain);
     void (*end_cilk)();
     const char* library = nullptr;  // its name; null for the one that is built in
 
-    static CilkRuntime built_in();
+    static CilkCalls built_in();
     // The one of the first library of this list that can be loaded and has all entries; else the one that is
     // built in.
-    static CilkRuntime load(std::span<const char* const> library_names);
+    static CilkCalls load(std::span<const char* const> library_names);
     // By the names of the genuine library; looked for once, when it is first asked for.
-    static const CilkRuntime& of_this_machine();
+    static const CilkCalls& of_this_machine();
 };
 
 class CilkFramework final : public BasicParallelizer {
@@ -29,7 +29,7 @@ class CilkFramework final : public BasicParallelizer {
     // Throws ResourceAcquisitionFailedException "__cilkrts_set_param() returned a failure. Unable to set # of
     // Cilk threads.", as a framework with another number of threads does while one exists: a process has one
     // run-time.
-    CilkFramework(u64 worker_threads, const CilkRuntime& runtime);
+    CilkFramework(u64 worker_threads, const CilkCalls& runtime);
     ~CilkFramework() override;  // ends the run-time's threads with the last framework
     CilkFramework(const CilkFramework&) = delete;
     CilkFramework& operator=(const CilkFramework&) = delete;
@@ -38,7 +38,7 @@ class CilkFramework final : public BasicParallelizer {
     void run_in_parallel(BasicAction& a, BasicAction& b) override;
 
   private:
-    const CilkRuntime runtime_;
+    const CilkCalls runtime_;
 };
 
 class CilkConfig final : public FrameworkConfigOf<CilkConfig> {

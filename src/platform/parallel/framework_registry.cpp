@@ -54,16 +54,12 @@ const Choices<FrameworkConfig>& framework_choices() {
     return frameworks();
 }
 
-const FrameworkType& find_framework_type(std::string_view name) {
-    return frameworks().find(name);
-}
-
 std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view name) {
     return frameworks().find(name).make_default_config();
 }
 
 std::unique_ptr<FrameworkConfig> make_framework_config(const Config::Object& object) {
-    return frameworks().find(object.get_string("Framework", "Parallel Framework")).make_config(object);
+    return frameworks().read(object, "Framework", "Parallel Framework");
 }
 
 std::unique_ptr<FrameworkConfig> select_framework_menu() {

@@ -59,8 +59,8 @@ struct FrameworkRegistration {
     const ChoiceTypeOf<Settings, FrameworkConfig> type;
 };
 
-// A framework that this build lacks, and what to do about it. It is not listed; find_framework_type() says
-// why it is not there.
+// A framework that this build lacks, and what to do about it. It is not listed; the refusal of its
+// name says why.
 struct LeftOutFramework {
     LeftOutFramework(const char* name, const char* reason);
 };
@@ -71,8 +71,8 @@ std::string left_out_reason(std::string_view name);
 const Choices<FrameworkConfig>& framework_choices();
 // Throws InvalidParametersException "Invalid Parallel Framework: " + name, with the reason in brackets if it
 // was left out.
-const FrameworkType& find_framework_type(std::string_view name);
 std::unique_ptr<FrameworkConfig> make_default_framework_config(std::string_view name);
+// As the setting "Framework" of a computation reads and edits itself.
 // Takes the framework that "Framework" names and reads its keys from the same object.
 std::unique_ptr<FrameworkConfig> make_framework_config(const Config::Object& object);
 // Lists the frameworks, asks for one and returns its defaults.

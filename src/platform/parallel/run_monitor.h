@@ -35,8 +35,8 @@ struct CheckCounts {
     std::atomic<u64> corrected{0};  // operations that were wrong and came out right when done again
 };
 
-// Sees the memory of an operation between its stages, and may change it: how tests bring in faults. Calls may
-// come from any thread.
+// Sees the memory of an operation between its stages, and may change it: how tests bring in faults. It is
+// handed down with the run, because it belongs to that and not to the machine. Calls come from any thread.
 class ComputationStages {
   public:
     virtual ~ComputationStages() = default;

@@ -45,8 +45,13 @@ os::ThreadPriority thread_priority_of(int level) {
     return kLevels[std::clamp(level, -3, 3) + 3];
 }
 
-Lines set_thread_priority(int level, os::OsError (*set)(os::ThreadPriority)) {
-    if (!set(thread_priority_of(level))) return {};
+const ThreadPriorityCalls& ThreadPriorityCalls::of_this_machine() {
+    static constexpr ThreadPriorityCalls calls{os::set_current_thread_priority};
+    return calls;
+}
+
+Lines set_thread_priority(int level, const ThreadPriorityCalls& calls) {
+    if (!calls.set(thread_priority_of(level))) return {};
     return {raised("Warning: Unable to set thread priority.")};
 }
 

@@ -12,10 +12,16 @@ namespace trel {
 
 // level -3 (idle) ... 0 (normal) ... 3 (time critical); lower and higher levels are -3 and 3.
 os::ThreadPriority thread_priority_of(int level);
-// "Warning: Unable to set thread priority." when the system refuses. `set` stands in for the system's call in
-// tests, as the calls below do.
+
+// The system call behind set_thread_priority().
+struct ThreadPriorityCalls {
+    os::OsError (*set)(os::ThreadPriority priority);
+
+    static const ThreadPriorityCalls& of_this_machine();
+};
+// "Warning: Unable to set thread priority." when the system refuses.
 std::vector<Warnings::Line> set_thread_priority(
-    int level, os::OsError (*set)(os::ThreadPriority) = os::set_current_thread_priority);
+    int level, const ThreadPriorityCalls& calls = ThreadPriorityCalls::of_this_machine());
 
 // The system calls behind set_thread_group().
 struct ThreadGroupCalls {

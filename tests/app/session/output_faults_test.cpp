@@ -22,6 +22,7 @@ namespace kalvor {
 namespace {
 
 using kalvor_test::TemporaryFolder;
+using trel::FileIO::FileCalls;
 
 constexpr u64 kDigits = 9000;
 constexpr const char* kName = "Pi - Dec - Chudnovsky.txt";
@@ -30,7 +31,7 @@ constexpr const char* kHexName = "Pi - Hex - Chudnovsky.txt";
 class OutputFaultsTest : public testing::Test {
   protected:
     std::string out(const std::string& name) const { return "out/" + name; }
-    void run(u64 digits, bool overwrite, bool hexadecimal = false) const {
+    void run(const FileCalls& calls, u64 digits, bool overwrite, bool hexadecimal = false) const {
         ComputeSettings settings;
         settings.set_decimal_digits(static_cast<trel::i64>(digits));
         settings.enable_hex = hexadecimal;
@@ -40,7 +41,7 @@ class OutputFaultsTest : public testing::Test {
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
             trel::LinearConsoleNode status(79, 1.0);
-            NormalFloatSessionB(std::move(settings), status).run();
+            NormalFloatSessionB(std::move(settings), status, nullptr, {.calls = &calls}).run();
         } catch (const trel::FileIO::FileException&) {
             throw;
         } catch (const trel::StringException& e) {  // a check that found something wrong
@@ -54,7 +55,7 @@ class OutputFaultsTest : public testing::Test {
     // What an undisturbed run writes.
     std::string digits_of(u64 digits, bool hexadecimal = false) const {
         clear();
-        run_in_lock_step({[&] { run(digits, false, hexadecimal); }}, {});
+        run_in_lock_step({[&](const FileCalls& calls) { run(calls, digits, false, hexadecimal); }}, {});
         return folder_.read(out(hexadecimal ? kHexName : kName));
     }
 
@@ -73,7 +74,7 @@ TEST_F(OutputFaultsTest, EveryFailingCallWithAGoodFileInPlace) {
         folder_.write(out(kHexName), old);
         folder_.write(out("Pi - Dec - Chudnovsky (incomplete).txt"), "3.14 of a run that was killed");
     };
-    sweep.operation = [&] { run(kDigits, false, true); };
+    sweep.operation = [&](const FileCalls& calls) { run(calls, kDigits, false, true); };
     u64 failed = 0;
     sweep.check = [&](const FaultPoint&, const FaultOutcome& outcome) {
         const std::string decimal = folder_.read(out(kName)), hexadecimal = folder_.read(out(kHexName));
@@ -99,7 +100,7 @@ TEST_F(OutputFaultsTest, AFullVolumeAsksOnlyWhereBothEndsAreTerminals) {
     FaultyFile disk;
     disk.on_wait([&](double) { disk.disk_no_longer_full(); });
     disk.disk_full_after(5000);
-    run(kDigits, false);
+    run(disk.file_calls(), kDigits, false);
     EXPECT_EQ(disk.waits(), std::vector<double>(1, 60));
     EXPECT_EQ(console.lines_left(), 1U);
     EXPECT_TRUE(folder_.has(out(kName)));
@@ -110,10 +111,10 @@ TEST_F(OutputFaultsTest, TheWantedSpaceReachesTheFiles) {
     FaultyFile disk;
     disk.free_space(1000);
     minimum_space_ = true;
-    EXPECT_THROW(run(kDigits, false), trel::FileIO::FileException);
+    EXPECT_THROW(run(disk.file_calls(), kDigits, false), trel::FileIO::FileException);
     EXPECT_FALSE(folder_.has(out(kName)));
     minimum_space_ = false;
-    run(kDigits, false);
+    run(disk.file_calls(), kDigits, false);
     EXPECT_TRUE(folder_.has(out(kName)));
 }
 
@@ -133,11 +134,11 @@ TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
             folder_.write(out("Pi - Dec - Chudnovsky (incomplete).txt"), "3.14 of a run that was killed");
         }
         std::vector<u64> succeeded;
-        std::vector<std::function<void()>> runs;
+        std::vector<std::function<void(const FileCalls&)>> runs;
         for (u64 i = 0; i < 2 + static_cast<u64>(round) % 2; i++) {
-            runs.push_back([&, i] {
+            runs.push_back([&, i](const FileCalls& calls) {
                 try {
-                    run(kDigits + i, true);
+                    run(calls, kDigits + i, true);
                 } catch (const trel::FileIO::FileException&) {
                     return;
                 }

@@ -57,7 +57,7 @@ std::vector<std::string> format_rows(const SettingsTable& table) {
             if (member.kind == FileMember::setting) {
                 values = row.values;
             } else {
-                values += (values.empty() ? "" : ", ") + std::string(row.key) + " : " + row.values;
+                values += (values.empty() ? "" : ", ") + row.key() + " : " + row.values;
             }
         }
         if (member.kind == FileMember::object_of_settings) values = "{ " + values + " }";
@@ -102,26 +102,48 @@ std::string acfg(const ComputeSettings& settings, const SettingsTable& table) {
     return save_compute_settings(settings, table)->to_acfg();
 }
 
+// A setting that keeps its value in a test.
+class Flavour final : public trel::Setting {
+  public:
+    explicit Flavour(std::string& value) : Setting("Flavour", "     Flavour:"), value_(value) {}
+    void load(const Object& object, std::string_view context) override {
+        choose(object.get_string(key(), context));
+    }
+    void edit() override { choose(value_ == "sweet" ? "sour" : "sweet"); }
+    std::string display_text() const override { return "Tastes " + value_; }
+    trel::Console::ColorLetter color() const override { return 'Y'; }
+    void choose(const std::string& word) {
+        if (word != "sweet" && word != "sour") throw trel::InvalidParametersException("", "Bitter: " + word);
+        value_ = word;
+    }
+
+  protected:
+    std::unique_ptr<trel::Config::Node> value_node() const override {
+        return std::make_unique<trel::Config::String>(value_);
+    }
+
+  private:
+    std::string& value_;
+};
+
 // The program's table and one row more, which keeps its value here.
 class AddedRow {
   public:
     AddedRow() {
         table = compute_settings_table();
-        table.push_back(with_value(
-            {.member = "Output",
-             .key = "Flavour",
+        table.push_back(
+            {.of = [this](ComputeSettings&, SettingWarnings*) { return std::make_shared<Flavour>(value); },
+             .member = "Output",
              .values = "sweet or sour",
-             .load = [this](ComputeSettings&, const FileValue& file) { choose(file.text()); },
-             .menu = "  6b    Flavour:",
-             .text = [this](const ComputeSettings&) { return "Tastes " + value; },
+             .menu_number = 10,
              .option = {{"-flavour", ":<name>", "taste of the digits", "", "sweet"},
-                        WordValue<ComputeChoices>{
-                            [this](ComputeChoices&, const std::string& word) { choose(word); }},
+                        WordValue<ComputeChoices>{[this](ComputeChoices&, const std::string& word) {
+                            Flavour(value).choose(word);
+                        }},
                         [](const ComputeChoices&) {
                             return std::vector<std::string>{"sweet", "sour"};
                         }},
-             .other_word = "-taste"},
-            [this](const ComputeSettings&) { return std::make_unique<trel::Config::String>(value); }));
+             .other_word = "-taste"});
     }
 
     ComputeSettings parse(std::vector<std::string> words) {
@@ -129,11 +151,6 @@ class AddedRow {
         ParameterList parameters(words);
         return parse_custom_options(parameters, table);
     }
-    void choose(const std::string& word) {
-        if (word != "sweet" && word != "sour") throw trel::InvalidParametersException("", "Bitter: " + word);
-        value = word;
-    }
-
     SettingsTable table;
     std::string value = "sweet";
 };
@@ -246,61 +263,122 @@ TEST(ComputeTable, TheDocsKnowTheMembersOfFrameworksAndAllocators) {
 
 // Rows without a place, or places without rows, would be lost in silence.
 TEST(ComputeTable, EveryRowHasItsPlace) {
-    std::vector<std::string> members, options, menu;
+    std::vector<std::string> members, options;
+    std::vector<u64> numbers;
     for (const FileMember& member : compute_file_members()) members.push_back(member.key);
     for (const SettingRow& row : compute_settings_table()) {
-        if (*row.key) {
-            EXPECT_EQ(std::count(members.begin(), members.end(), row.member), 1) << row.key;
-            EXPECT_TRUE(row.load && row.save && row.add_selector && row.text && !row.values.empty())
-                << row.key;
+        if (row.of) {
+            EXPECT_EQ(std::count(members.begin(), members.end(), row.member), 1) << row.key();
+            EXPECT_FALSE(row.values.empty()) << row.key();
         }
-        EXPECT_TRUE(*row.key || !row.option.text.name.empty());
-        if (*row.menu) menu.push_back(row.menu);
+        EXPECT_TRUE(row.of || !row.option.text.name.empty());
+        EXPECT_TRUE(row.of || row.menu_number == 0);
     }
     for (const auto& option : option_table(compute_settings_table())) {
         EXPECT_EQ(std::count(options.begin(), options.end(), option.text.name), 0) << option.text.name;
         options.push_back(option.text.name);
     }
-    std::sort(menu.begin(), menu.end());
-    EXPECT_EQ(menu, std::vector<std::string>(
-                        {"  1     Constant:", "  2     Algorithm:", "  3     Decimal Digits:",
-                         "  4     Hexadecimal Digits:", "  5     Output To:", "  6     Digit Format:",
-                         "  7     Verify Output:", "  8     Computation Mode:", "  9     Multi-Threading:"}));
+    for (const SettingRow* row : menu_rows()) numbers.push_back(row->menu_number);
+    EXPECT_EQ(numbers, (std::vector<u64>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
-TEST(ComputeTable, TheValuesAsMenusShowThem) {
+namespace {
+
+// The lines of a menu of these rows.
+std::string menu(const ComputeSettings& settings, const SettingsTable& table = compute_settings_table()) {
+    CaptureConsole console;
+    for (const SettingRow* row : menu_rows(table)) {
+        row->setting(settings)->print(row->menu_number, 32, kMenuNumberWidth);
+    }
+    return console.take();
+}
+
+// What is asked when the setting of this line is edited.
+std::string edit(ComputeSettings& settings, u64 line, const std::vector<std::string>& answers = {}) {
+    CaptureConsole console;
+    for (const std::string& answer : answers) console.type({answer});
+    for (const SettingRow* row : menu_rows()) {
+        if (row->menu_number == line) row->setting(settings)->edit();
+    }
+    EXPECT_EQ(console.lines_left(), 0u);
+    return console.take();
+}
+
+}  // namespace
+
+TEST(ComputeTable, TheRowsAreALineEachOfTheMenu) {
     ComputeSettings settings;
     settings.parallelism = trel::ParallelismSettings(1);
-    const auto shown = [&] {
-        std::string text;
-        for (const SettingRow& row : compute_settings_table()) {
-            if (*row.menu) text += row.menu + std::string(" ") + row.text(settings) + "\n";
-        }
-        return text;
-    };
-    EXPECT_EQ(shown(),
-              "  1     Constant: Pi\n"
-              "  3     Decimal Digits: 50,000,000\n"
-              "  4     Hexadecimal Digits: Disabled\n"
-              "  2     Algorithm: Chudnovsky (1988)\n"
-              "  5     Output To: Default Path\n"
-              "  7     Verify Output: Enabled\n"
-              "  9     Multi-Threading: None (No Multi-threading)  ->  1 / 1\n"
-              "  8     Computation Mode: Ram Only\n"
-              "  6     Digit Format: None - Write digits to a text file.\n");
+    EXPECT_EQ(menu(settings),
+              "  1     Constant:                  Pi\n"
+              "  2     Algorithm:                 Chudnovsky (1988)\n"
+              "  3     Decimal Digits:            50,000,000\n"
+              "  4     Hexadecimal Digits:        Disabled\n"
+              "  5     Output To:                 Default Path\n"
+              "  6     Digit Format:              None - Write digits to a text file.\n"
+              "  7     Verify Output:             Enabled\n"
+              "  8     Computation Mode:          Ram Only\n"
+              "  9     Multi-Threading:           None (No Multi-threading)  ->  1 / 1\n");
     settings.enable_hex = true;
     settings.path = "a b";
     settings.output_verify = false;
     settings.digits_per_file = -1;
-    std::string text = shown();
-    for (const char* part : {"Digits: 41,524,102\n", "To: a b\n", "Output: Disabled\n",
-                             "Format: Compress digits into one .kvd file.\n"}) {
+    const std::string text = menu(settings);
+    for (const char* part : {" 41,524,102\n", " a b\n", "Output:             Disabled\n",
+                             " Compress digits into one .kvd file.\n"}) {
         EXPECT_NE(text.find(part), std::string::npos) << text;
     }
     settings.digits_per_file = 2000000;
-    EXPECT_NE(shown().find("Format: Compress with 2,000,000 digits per file.\n"), std::string::npos);
+    EXPECT_NE(menu(settings).find(" Compress with 2,000,000 digits per file.\n"), std::string::npos);
     settings.output_enable = false;
-    EXPECT_NE(shown().find("Format: Digit Output Disabled\n"), std::string::npos);
+    EXPECT_NE(menu(settings).find(" Digit Output Disabled\n"), std::string::npos);
+    AddedRow added;
+    EXPECT_NE(menu(settings, added.table).find("\n 10     Flavour:                   Tastes sweet\n"),
+              std::string::npos);
+}
+
+TEST(ComputeTable, TheLinesOfTheMenuEditTheSettings) {
+    ComputeSettings settings;
+    EXPECT_NE(edit(settings, 1, {"3"}).find("Compute a Constant: "), std::string::npos);
+    EXPECT_NE(edit(settings, 2, {"1"}).find("Select an Algorithm:\n"), std::string::npos);
+    EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan");
+    EXPECT_EQ(edit(settings, 3, {"99", "1000000000000001", "2000000"}),
+              "Select the # of decimal digits to compute:\n"
+              "Digits: Computation size must be at least 100 decimal digits.\n"
+              "Digits: Computation size cannot be larger than 1,000,000,000,000,000 decimal digits.\n"
+              "Digits: ");
+    EXPECT_EQ(settings.size.decimal_digits, 2000000u);
+    EXPECT_EQ(edit(settings, 4, {"5"}),
+              "Select the # of hexadecimal digits to compute: (0 to disable)\nDigits: ");
+    EXPECT_TRUE(settings.enable_hex);
+    (void)edit(settings, 4, {"0"});
+    EXPECT_FALSE(settings.enable_hex);
+    EXPECT_EQ(edit(settings, 5, {"a b"}),
+              "Enter the path to write all output. (e.g. \"C:\" or \"C:/temp\" )\n"
+              "This is where both the digits and the validation file will be written to.\n"
+              "Path");
+    EXPECT_EQ(settings.path, "a b");
+    EXPECT_EQ(edit(settings, 7), "");
+    EXPECT_FALSE(settings.output_verify);
+    EXPECT_TRUE(edit(settings, 9, {"0"}).starts_with("Select a Parallel Framework:\n"));
+    EXPECT_EQ(settings.parallelism.framework->name(), "none");
+    // There is one format and one mode.
+    EXPECT_EQ(edit(settings, 6) + edit(settings, 8), "");
+    // The numbers of swap mode's lines name nothing.
+    EXPECT_EQ(edit(settings, 10), "");
+}
+
+// A setting that stands in the settings is the one that rows work on, not a copy.
+TEST(ComputeTable, RowsWorkOnTheSettingsThemselves) {
+    ComputeSettings first, second;
+    for (const SettingRow& row : compute_settings_table()) {
+        if (row.key() == "TaskDecomposition") {
+            EXPECT_EQ(row.setting(first).get(), &first.parallelism.task_decomposition);
+        }
+        if (row.key() == "OutputVerify") row.setting(second)->edit();
+    }
+    EXPECT_TRUE(first.output_verify);
+    EXPECT_FALSE(second.output_verify);
 }
 
 }  // namespace kalvor

@@ -30,7 +30,7 @@ TEST(ConfigObject, KeepsTheOrderOfItsMembers) {
     Object o;
     o.add_integer("z", 1);
     o.add_string("a", "x");
-    o.add_bool("m", true);
+    o.add_string("m", "true");
     o.add_object("o").add_integer("i", -5);
     o.add_array("r").add_integer(7);
     EXPECT_EQ(
@@ -98,7 +98,7 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
             << text;
     }
     Object off;
-    off.add_bool("b", false);
+    off.add_string("b", "false");
     EXPECT_FALSE(off.get_bool("b"));
     EXPECT_STREQ(type_name(static_cast<NodeType>(4)), "invalid type");
     o.add_node("x", std::make_unique<OfNoType>());

@@ -24,9 +24,7 @@ WorkMeter three_phases() {
 struct FakeClock {
     u64 now = 1000000;
     void pass(double seconds) { now += static_cast<u64>(seconds * 1000); }
-    ProgressClock clock() {
-        return {[this] { return now; }, 1000};
-    }
+    ProgressCalls calls{[this] { return now; }, 1000};
 };
 
 // A terminal of so many columns that notes how its lines are erased.
@@ -168,7 +166,7 @@ TEST(ProgressEstimate, Texts) {
 TEST(ProgressLine, EndsWithTheWholeRun) {
     FakeClock clock;
     TerminalSink terminal(0);
-    LinearConsoleNode node(79, 1.0, clock.clock());
+    LinearConsoleNode node(79, 1.0, clock.calls);
     WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
     const StatusWork work(node, &meter);
     StatusFrame frame(node, "Series: A 3");
@@ -192,7 +190,7 @@ TEST(ProgressLine, FitsTheTerminal) {
     for (const u64 columns : {1, 5, 20, 30, 40, 60, 79, 80, 81, 200}) {
         FakeClock clock;
         TerminalSink terminal(columns);
-        LinearConsoleNode node(79, 0, clock.clock());
+        LinearConsoleNode node(79, 0, clock.calls);
         WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
         const StatusWork work(node, &meter);
         meter.enter("series");
@@ -216,7 +214,7 @@ TEST(ProgressLine, FitsTheTerminal) {
 TEST(ProgressLine, NothingIsDrawnByTicksBetweenFrames) {
     FakeClock clock;
     TerminalSink terminal(80);
-    LinearConsoleNode node(79, 0, clock.clock());
+    LinearConsoleNode node(79, 0, clock.calls);
     WorkMeter meter({{"series", 60, 600}});
     const StatusWork work(node, &meter);
     clock.pass(100);
@@ -227,7 +225,7 @@ TEST(ProgressLine, NothingIsDrawnByTicksBetweenFrames) {
 TEST(ProgressLine, RedirectedOutputGetsOneLineAMinute) {
     FakeClock clock;
     CaptureConsole console;
-    LinearConsoleNode node(79, 1.0, clock.clock());
+    LinearConsoleNode node(79, 1.0, clock.calls);
     WorkMeter meter({{"series", 60, 600}, {"writing", 40, 1}});
     const StatusWork work(node, &meter);
     StatusFrame frame(node, "frame");

@@ -108,6 +108,23 @@ TEST(CatalogMenuTest, AConstantAsksForItself) {
     EXPECT_TRUE(console.text().ends_with("option: Word: "));
 }
 
+constexpr std::string_view kFirst[] = {"first"};
+constexpr std::string_view kSecond[] = {"second"};
+constexpr CatalogRow kGaps[] = {{7, kFirst, 'Y', "Absent", "", "", CatalogGroup::slow},
+                                {2, kSecond, 'Y', "A question", "?", "", CatalogGroup::slow}};
+
+// A row is found by the number that it shows, wherever it stands.
+TEST(CatalogMenuTest, NumbersAreNotPlaces) {
+    const AskingFactory factory;
+    Catalog gaps(kGaps);
+    gaps.add("second", factory);
+    CaptureConsole console;
+    console.type({"0", "1", "8", "7", "2", "pi"});
+    EXPECT_EQ(choose_constant_menu(gaps)->token(), "pi");
+    EXPECT_EQ(console.lines_left(), 0u);
+    EXPECT_NE(console.take().find("Absent is not available in this version.\n"), std::string::npos);
+}
+
 TEST(AlgorithmMenuTest, PiAndItsNotes) {
     const std::string menu =
         "Select an Algorithm:\n"

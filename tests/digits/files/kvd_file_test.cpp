@@ -388,22 +388,23 @@ TEST(KvdFileTest, ADiskThatFailsIsNamed) {
     const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(20000, 10, 13);
     folder.write("x.kvd", reference_kvd("3.", 10, 20000, 0, 0, digits));
-    BasicKvdFileReader reader(folder.file("x.kvd"));
     FaultyFile disk;
-    disk.fail(FaultyFile::Call::read, 1, FaultyFile::read_fault());
+    BasicKvdFileReader reader(folder.file("x.kvd"), disk.file_calls());
+    // Its header was read: the reads of digits begin at 2.
+    disk.fail(FaultyFile::Call::read, 2, FaultyFile::read_fault());
     EXPECT_EQ(refusal_of([&] { load(reader, 0, 10); }),
               "FileException|BasicKvdFileReader::read_words()|Read error.\n\nRead Fault");
-    disk.short_read(2, 100);
+    disk.short_read(3, 100);
     EXPECT_EQ(refusal_of([&] { load(reader, 0, 10000); }),
               "FileException|BasicKvdFileReader::read_words()|Read error.");
-    disk.flip_bit_of_read(3, 8 * 2000);
+    disk.flip_bit_of_read(4, 8 * 2000);
     const DigitRangeStats flipped = stats_of(reader, 0, 10000), clean = stats_of(reader, 0, 10000);
     EXPECT_NE(flipped.hash, clean.hash);
     // The failure of a task reaches the caller.
     auto framework = trel::make_default_framework_config("spawn")->make_framework();
     const std::vector<u8> many = random_digits(1 << 20, 10, 14);
     folder.write("y.kvd", reference_kvd("3.", 10, 1 << 20, 0, 0, many));
-    BasicKvdFileReader large(folder.file("y.kvd"));
+    BasicKvdFileReader large(folder.file("y.kvd"), disk.file_calls());
     disk.fail(FaultyFile::Call::read, disk.count(FaultyFile::Call::read) + 2, FaultyFile::read_fault());
     EXPECT_EQ(refusal_of([&] {
                   load(large, 0, 1 << 20, 1 << 20, {framework.get(), 4});
@@ -424,7 +425,8 @@ TEST(KvdFileTest, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
             FaultyFile disk;
             disk.fail(call, n, FaultyFile::write_fault());
             const std::string message = refusal_of([&] {
-                BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192);
+                BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192, nullptr,
+                                          disk.file_calls());
                 for (const auto& [start, count] : pieces) {
                     writer.store_digits_B(digits.data() + start, start, count);
                 }
@@ -451,7 +453,8 @@ TEST(KvdFileTest, FullDisksAndShortWritesLeaveNoFinishedFile) {
         FaultyFile disk;
         disk.disk_full_after(room);
         EXPECT_EQ(refusal_of([&] {
-                      BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192);
+                      BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192,
+                                                nullptr, disk.file_calls());
                       writer.store_digits_B(digits.data(), 0, digits.size());
                       writer.close();
                   }),
@@ -463,7 +466,8 @@ TEST(KvdFileTest, FullDisksAndShortWritesLeaveNoFinishedFile) {
     FaultyFile disk;
     disk.short_write(2, 4096);
     EXPECT_EQ(refusal_of([&] {
-                  BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192);
+                  BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192, nullptr,
+                                            disk.file_calls());
                   writer.store_digits_B(digits.data(), 0, digits.size());
                   writer.close();
               }),
@@ -471,7 +475,8 @@ TEST(KvdFileTest, FullDisksAndShortWritesLeaveNoFinishedFile) {
     EXPECT_FALSE(folder.has("x.kvd"));
     // A store that is tried again after a failure makes up for it.
     disk.fail(FaultyFile::Call::write, disk.count(FaultyFile::Call::write) + 2, FaultyFile::write_fault());
-    BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192);
+    BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, digits.size(), 0, 0}, 8192, nullptr,
+                              disk.file_calls());
     EXPECT_NE(refusal_of([&] { writer.store_digits_B(digits.data(), 0, digits.size()); }), "nothing thrown");
     writer.store_digits_B(digits.data(), 0, digits.size());
     writer.close();

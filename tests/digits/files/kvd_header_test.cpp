@@ -209,7 +209,7 @@ TEST_F(KvdHeaderFileTest, FirstDigitsOfAMegabyte) {
 TEST_F(KvdHeaderFileTest, OpeningReadsOneSector) {
     folder_.write("x.kvd", pi_header().text() + std::string(1 << 20, 'x'));
     FaultyFile disk;
-    BasicKvdFileReader reader(folder_.file("x.kvd"));
+    BasicKvdFileReader reader(folder_.file("x.kvd"), disk.file_calls());
     u64 bytes = 0;
     for (const FaultyFile::Made& call : disk.calls())
         bytes += call.call == FaultyFile::Call::read ? call.bytes : 0;

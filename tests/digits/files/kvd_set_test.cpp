@@ -215,7 +215,7 @@ TEST_F(KvdSetTest, FilesAreOpenedWhenTheyAreNeeded) {
     write_set(folder_, "x", 10, 100, digits);
     FaultyFile disk;
     const auto opened = [&] { return disk.count(FaultyFile::Call::open); };
-    BasicKvdSetReader reader(folder_.file("x - 3.kvd"));
+    BasicKvdSetReader reader(folder_.file("x - 3.kvd"), disk.file_calls());
     EXPECT_EQ(opened(), 1U);
     load(reader, 350, 50, 12288);
     EXPECT_EQ(opened(), 1U);
@@ -238,7 +238,7 @@ TEST_F(KvdSetTest, OnlyWhatIsNeededIsRead) {
             }
             return bytes;
         };
-        BasicKvdSetReader reader(folder_.file("x - 1.kvd"));
+        BasicKvdSetReader reader(folder_.file("x - 1.kvd"), disk.file_calls());
         EXPECT_LE(read(), 65536U);
         const u64 start = round == 0 ? 999500 : random() % 1499000;
         const bool two = start / 500000 != (start + 999) / 500000;
@@ -487,7 +487,8 @@ TEST_F(KvdSetTest, SetsOfManyFiles) {
         if (call == FaultyFile::Call::close) open--;
     });
     {
-        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, total);
+        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, total, SectorWindow::kDefaultBytes,
+                                 nullptr, disk.file_calls());
         for (u64 at = 0; at < total; at += 1000) {
             writer.store_digits(digits.data() + at, at, std::min<u64>(1000, total - at), {},
                                 serial_context());
@@ -500,7 +501,7 @@ TEST_F(KvdSetTest, SetsOfManyFiles) {
     EXPECT_EQ(open, 0);
     EXPECT_TRUE(files_in(folder_) == want);
     most = 0;
-    BasicKvdSetReader reader(folder_.file("x - 0.kvd"));
+    BasicKvdSetReader reader(folder_.file("x - 0.kvd"), disk.file_calls());
     EXPECT_TRUE(load(reader, 0, total) == digits);
     EXPECT_LE(most, 257);
     EXPECT_EQ(reader.digits_there(), total);
@@ -515,8 +516,8 @@ TEST_F(KvdSetTest, EveryFailingCallIsReportedAndNoFileLacksDigits) {
     sweep.prepare = [&] {
         for (const auto& [name, content] : files_in(folder_)) std::filesystem::remove(folder_.file(name));
     };
-    sweep.operation = [&] {
-        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, 350, 4096);
+    sweep.operation = [&](const trel::FileIO::FileCalls& calls) {
+        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, 350, 4096, nullptr, calls);
         writer.store_digits(digits.data() + 150, 150, 200, {}, serial_context());
         writer.store_digits(digits.data(), 0, 150, {}, serial_context());
         writer.finish();
@@ -561,7 +562,8 @@ TEST_F(KvdSetTest, AtEveryMomentFilesWithTheirNamesAreWhole) {
         }
     });
     for (const bool checked : {false, true}) {
-        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 10000, 35000, 4096);
+        BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 10000, 35000, 4096, nullptr,
+                                 disk.file_calls());
         for (u64 at = 34000; at < 35000; at += 100) {
             writer.store_digits(digits.data() + at, at, 100, {}, serial_context());
         }
@@ -588,9 +590,9 @@ TEST_F(KvdSetTest, EveryFailingReadIsReported) {
     bool same = false;
     FaultSweep sweep;
     sweep.prepare = [] {};
-    sweep.operation = [&] {
+    sweep.operation = [&](const trel::FileIO::FileCalls& calls) {
         same = false;
-        BasicKvdSetReader reader(folder_.file("x - 3.kvd"));
+        BasicKvdSetReader reader(folder_.file("x - 3.kvd"), calls);
         const DigitRangeStats stats = stats_of(reader, 0, 350, 12288);
         same = stats.hash == want.hash && stats.counts == want.counts;
     };

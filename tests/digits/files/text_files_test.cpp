@@ -216,7 +216,7 @@ TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
         CaptureConsole console;
         FaultyFile disk;
         disk.disk_full_after(room);
-        BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+        BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384, nullptr, disk.file_calls());
         EXPECT_EQ(message_of([&] {
                       writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
                       writer.close();
@@ -239,7 +239,7 @@ TEST(TextWriter, AFailedWriteIsReportedOnce) {
         EXPECT_EQ(message_of([&] {
                       trel::MonitoredRun run;
                       BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384,
-                                             &run.warnings());
+                                             &run.warnings(), disk.file_calls());
                       writer.store_digits(values.data(), 0, 5, {}, serial_context());
                       try {
                           writer.store_digits(values.data() + 5, 5, values.size() - 5, {}, serial_context());
@@ -261,7 +261,7 @@ TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
     const std::vector<u8> values = random_values(100000, 10, 6);
     FaultyFile disk;
     disk.fail(FaultyFile::Call::write, 2, FaultyFile::write_fault());
-    BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384);
+    BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384, nullptr, disk.file_calls());
     EXPECT_THROW(writer.store_digits(values.data(), 0, values.size(), {}, serial_context()), trel::Exception);
     writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
     writer.close();
@@ -278,7 +278,8 @@ TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
             FaultyFile disk;
             disk.fail(call, n, FaultyFile::write_fault());
             const std::string message = message_of([&] {
-                BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 8192);
+                BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 8192, nullptr,
+                                       disk.file_calls());
                 writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
                 writer.close();
             });
@@ -418,16 +419,17 @@ TEST(TextReader, Refusals) {
               "BasicTextReader::process_txt()|Invalid Digit");
     // A file that lost its end after it was opened.
     FaultyFile disk;
-    disk.short_read(1, 3000);
-    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }), "BasicTextReader::load_stats()|Incomplete read.");
-    disk.fail(FaultyFile::Call::read, 2, FaultyFile::read_fault());
-    EXPECT_EQ(message_of([&] { load(reader, 0, 10000); }),
+    BasicTextReader watched(folder.file("f.txt"), 10, disk.file_calls());  // read 1: its beginning
+    disk.short_read(2, 3000);
+    EXPECT_EQ(message_of([&] { load(watched, 0, 10000); }), "BasicTextReader::load_stats()|Incomplete read.");
+    disk.fail(FaultyFile::Call::read, 3, FaultyFile::read_fault());
+    EXPECT_EQ(message_of([&] { load(watched, 0, 10000); }),
               "RawFile::load()|ReadFile() failed.\n\nRead Fault");
     // A bit that flips on its way changes the hash, or is not a digit any more.
-    disk.flip_bit_of_read(3, 8 * 100);
+    disk.flip_bit_of_read(4, 8 * 100);
     DigitRangeStats flipped(10), clean(10);
     const AlignedBufferC view(scratch.get(), 4096);
-    reader.load_stats(flipped, 0, 10000, view, serial_context());
-    reader.load_stats(clean, 0, 10000, view, serial_context());
+    watched.load_stats(flipped, 0, 10000, view, serial_context());
+    watched.load_stats(clean, 0, 10000, view, serial_context());
     EXPECT_NE(flipped.hash, clean.hash);
 }

@@ -103,8 +103,9 @@ class BytesFormat final : public FileFormat {
                                                   u8 radix, u64 digits, trel::Warnings*) const override {
         return std::make_unique<BytesWriter>(file, first_digits, radix, digits);
     }
-    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix) const override {
-        RawFile file(path, trel::FileIO::OpenMode::read, true);
+    std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix,
+                                                  const trel::FileIO::FileCalls& calls) const override {
+        RawFile file(path, trel::FileIO::OpenMode::read, true, false, calls);
         return std::make_unique<BytesReader>(file, radix);
     }
 };
@@ -165,8 +166,9 @@ TEST(DigitSinkTest, TheReadBackIsOfTheFormat) {
     // A damaged write never gets the name.
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
-    OutputFiles output(folder.file(""), {{10, "New", kDigits, bytes_format()}}, {}, status);
     FaultyFile disk;
+    OutputFiles output(folder.file(""), {{10, "New", kDigits, bytes_format()}}, {.calls = &disk.file_calls()},
+                       status);
     disk.flip_bit_of_write(1, 8 * 5000);
     EXPECT_THROW((void)output.write(run.writer, 10, true), trel::AlgorithmFailedException);
     EXPECT_FALSE(folder.has("New.bytes"));
@@ -320,8 +322,9 @@ TEST(DigitSinkTest, ADamagedSetNeverGetsItsNames) {
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     {
-        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {}, status);
         FaultyFile disk;
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}},
+                           {.calls = &disk.file_calls()}, status);
         disk.flip_bit_of_write(2, 8 * 1000);
         EXPECT_THROW((void)output.write(run.writer, 10, true), trel::AlgorithmFailedException);
     }
@@ -372,8 +375,9 @@ TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
     trel::LinearConsoleNode status(79, 1.0);
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
-    OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {}, status);
     FaultyFile disk;
+    OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}},
+                       {.calls = &disk.file_calls()}, status);
     disk.disk_full_after(6000);
     disk.on_wait([&](double) { disk.disk_no_longer_full(); });
     (void)output.write(run.writer, 10, true);
@@ -391,9 +395,9 @@ TEST(DigitSinkTest, ASetThatFailsNamesNoFile) {
     run.writer.convert();
     folder.write("Dec - 0.kvd", "an older file");
     {
-        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}}, {.overwrite = true},
-                           status);
         FaultyFile disk;
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, kKvdFormat, kPerFile}},
+                           {.overwrite = true, .calls = &disk.file_calls()}, status);
         disk.fail(FaultyFile::Call::write, 3, FaultyFile::write_fault());
         EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
     }
@@ -408,15 +412,15 @@ TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
     const kalvor_test::TemporaryFolder folder;
     const DigitFormat& format = digit_format(kKvdFormat);
     const DigitAmount amount{10, kDigits, kPerFile};
-    const auto sink = format.make_sink(folder.file("x"), amount);
+    FaultyFile disk;
+    const auto sink = format.make_sink(folder.file("x"), amount, disk.file_calls());
     const u64 data = 8 * (2 * 369 + 316);  // words of 7000 and of 6000 digits
     EXPECT_GE(format.most_bytes(amount), data + 3 * 190);
     EXPECT_LE(format.most_bytes(amount), data + 3 * (kSectorBytes + 300));
     EXPECT_FALSE(sink->reserve().failed());
     EXPECT_EQ(sink->bytes(), format.most_bytes(amount));
     EXPECT_EQ(sink->files().size(), 3U);
-    FaultyFile disk;
-    disk.fail(FaultyFile::Call::reserve, 2, FaultyFile::disk_full());
+    disk.fail(FaultyFile::Call::reserve, 5, FaultyFile::disk_full());
     EXPECT_TRUE(sink->reserve().failed());
     EXPECT_EQ(sink->bytes(), 0U) << "nothing stays reserved";
     sink->discard();

@@ -86,9 +86,7 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
         const Scratch memory(plan.needs.bytes);
         FloatWriterB writer(plan, {trel::serial_context(), memory.view(), nullptr}, trel::null_status(),
                             value.x);
-        EXPECT_EQ(writer.convert_seconds(), 0);
         writer.convert();
-        EXPECT_GT(writer.convert_seconds(), 0);
         writer.verify();
         const OutputStats stats = writer.write_dec_digits(base("budget"));
         EXPECT_GT(stats.seconds, 0);

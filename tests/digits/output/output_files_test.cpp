@@ -106,8 +106,8 @@ TEST_F(OutputFilesTest, AnotherRunOfTheSamePathIsRefused) {
 // A file that did not pass its check never gets the name.
 TEST_F(OutputFilesTest, AWrongFileDoesNotReplaceTheGoodOne) {
     folder_.write("Pi.txt", "3.14");
-    OutputFiles output = open();
     FaultyFile disk;
+    OutputFiles output = open({.calls = &disk.file_calls()});
     disk.flip_bit_of_write(1, 8 * 5000);
     EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { (void)output.write(run_.writer, 10, true); }),
               "Digit output failed. Metadata cross-check doesn't match.");
@@ -187,13 +187,14 @@ TEST_F(OutputFilesTest, TooLittleSpaceIsToldBeforeTheComputation) {
     const std::string volume = trel::os::volume_space(prefix().c_str()).volume;
     const std::string text = "There is too little space on the volume " + volume +
                              ": the digits need 20.0 KiB, 19.5 KiB are free.";
-    open();
+    open({.calls = &disk.file_calls()});
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(refusal({.minimum_space = true}),
-              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
+    EXPECT_EQ(
+        refusal({.minimum_space = true, .calls = &disk.file_calls()}),
+        text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     disk.free_space(20480);
-    open({.minimum_space = true});
+    open({.minimum_space = true, .calls = &disk.file_calls()});
     EXPECT_EQ(console_.text(), "");
 }
 
@@ -206,18 +207,20 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
     const std::string text = "The volume " + volume +
                              " does not give the space that is asked for: the digits need 20.0 KiB, 1.00 MiB "
                              "are said to be free.";
-    open();
+    open({.calls = &disk.file_calls()});
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { open({.minimum_space = true}); }),
-              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
+    EXPECT_EQ(
+        message_of<trel::Exception>(Form::message,
+                                    [&] { open({.minimum_space = true, .calls = &disk.file_calls()}); }),
+        text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());
-    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { open(); }),
+    EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { open({.calls = &disk.file_calls()}); }),
               "The space for the digits cannot be reserved.\n\nWrite Fault");
     // A file system that does not offer it: nobody is bothered.
     disk.fail(Call::reserve, 4, {95, trel::os::ErrorCategory::other});
-    open();
+    open({.calls = &disk.file_calls()});
     EXPECT_EQ(console_.text(), "");
 }
 
@@ -235,7 +238,7 @@ TEST_F(OutputFilesTest, LongRunsWantTheirSpace) {
 TEST_F(OutputFilesTest, AFullVolumeIsTriedAgainEveryMinute) {
     folder_.write("Pi.txt", "3.14");
     FaultyFile disk;
-    OutputFiles output = open();
+    OutputFiles output = open({.calls = &disk.file_calls()});
     console_.take();
     disk.disk_full_after(10000);
     int minutes = 0;
@@ -258,7 +261,7 @@ TEST_F(OutputFilesTest, AfterTenMinutesTheRunFailsWithWhatItWrote) {
     folder_.write("Pi.txt", "3.14");
     FaultyFile disk;
     {
-        OutputFiles output = open();
+        OutputFiles output = open({.calls = &disk.file_calls()});
         console_.take();
         disk.disk_full_after(10000);
         EXPECT_EQ(
@@ -307,7 +310,8 @@ TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
     run.writer.convert();
     FaultyFile disk;
     trel::LinearConsoleNode status(79, 1.0);
-    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}}, {.terminal = &terminal}, status);
+    OutputFiles files(folder.file(""), {{10, "Pi", kDigits}},
+                      {.terminal = &terminal, .calls = &disk.file_calls()}, status);
     disk.disk_full_after(10000);
     disk.on_wait([&](double seconds) {
         EXPECT_EQ(seconds, 60);
@@ -331,7 +335,7 @@ TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
     Writing run(kDigits, kDigits, 0);
     run.writer.convert();
     trel::LinearConsoleNode status(79, 1.0);
-    OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {}, status);
+    OutputFiles files(path + "/", {{10, "Pi", kDigits}}, {.calls = &disk.file_calls()}, status);
     std::string shown = path;
     shown.replace(shown.find('\x7f'), 1, "\\x7f");
     EXPECT_EQ(console.take(), "Replacing " + shown + "/Pi.txt (2 digits).\n");
@@ -346,7 +350,7 @@ TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
 TEST_F(OutputFilesTest, AFullVolumeIsNoticedWhereverItShows) {
     for (const Call call : {Call::write, Call::set_size, Call::flush}) {
         FaultyFile disk;
-        OutputFiles output = open({.overwrite = true});
+        OutputFiles output = open({.overwrite = true, .calls = &disk.file_calls()});
         disk.fail(call, disk.count(call) + 1, FaultyFile::disk_full());
         (void)output.write(run_.writer, 10, true);
         EXPECT_EQ(disk.waits(), std::vector<double>(1, 60)) << FaultyFile::name(call);
@@ -357,7 +361,7 @@ TEST_F(OutputFilesTest, AFullVolumeIsNoticedWhereverItShows) {
 // What waiting does not cure is not waited for.
 TEST_F(OutputFilesTest, OtherFailuresEndTheRunAtOnce) {
     FaultyFile disk;
-    OutputFiles output = open();
+    OutputFiles output = open({.calls = &disk.file_calls()});
     disk.fail(Call::write, 1, FaultyFile::write_fault());
     EXPECT_EQ(message_of<trel::Exception>(Form::message, [&] { (void)output.write(run_.writer, 10, true); }),
               "WriteFile() failed.\n\nWrite Fault");
@@ -375,7 +379,7 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     trel::LinearConsoleNode status(79, 1.0);
     // Again; a place that is none; another folder, to which the disk is large enough.
     AnsweringTerminal terminal(true, {"", folder.file("f/x"), folder.file("b")});
-    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.terminal = &terminal}, status);
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.terminal = &terminal, .calls = &disk.file_calls()}, status);
     disk.disk_full_after(10000);
     int answers = 0;
     disk.on_wait([&](double seconds) {

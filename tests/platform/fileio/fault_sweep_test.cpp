@@ -10,7 +10,7 @@
 #include "platform/fileio/buffered_reader.h"
 #include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
+#include "platform/fileio/file_calls.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/persistent.h"
 #include "platform/fileio/settings_file.h"
@@ -62,8 +62,8 @@ TEST_P(Sweeps, RawFile) {
         flushed = 0;
         loaded = false;
     };
-    sweep.operation = [&] {
-        FileIO::RawFile file(path("a"), OpenMode::create, GetParam());
+    sweep.operation = [&](const FileCalls& calls) {
+        FileIO::RawFile file(path("a"), OpenMode::create, GetParam(), false, calls);
         file.reserve(4 * kBlock);
         file.store(data_.get(), 0, 2 * kBlock);
         file.flush();
@@ -105,9 +105,9 @@ TEST_P(Sweeps, ChecksummedFile) {
         clear();
         stored = 0;
     };
-    sweep.operation = [&] {
+    sweep.operation = [&](const FileCalls& calls) {
         {
-            FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, kSeed);
+            FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, kSeed, false, calls);
             file.reserve(4 * kBlock);
             file.store(data_.get(), 0, 3 * kBlock);
             stored = 3;
@@ -116,7 +116,7 @@ TEST_P(Sweeps, ChecksummedFile) {
             stored = 4;
             file.rename(path("b"));
         }
-        FileIO::ChecksummedFile file(path("b"), OpenMode::read, GetParam(), 12, kSeed);
+        FileIO::ChecksummedFile file(path("b"), OpenMode::read, GetParam(), 12, kSeed, false, calls);
         std::memset(back_.get(), 0, 4 * kBlock);
         file.load(back_.get(), 0, 4 * kBlock, scratch, sizeof scratch);
         ASSERT_EQ(std::memcmp(back_.get(), data_.get(), 4 * kBlock), 0) << "silently wrong";
@@ -163,7 +163,8 @@ TEST_P(Sweeps, EveryByteOfAChecksummedFileIsWatched) {
                     disk.flip_bit_of_read(n, 8 * byte + byte % 8);
                 else
                     disk.flip_bit_of_write(n, 8 * byte + byte % 8);
-                FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, 0);
+                FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, 0, false,
+                                             disk.file_calls());
                 file.store(data_.get(), 0, 2 * kBlock);
                 EXPECT_THROW(file.load(back_.get(), 0, 2 * kBlock, scratch, 8), FileException)
                     << n << " " << byte;
@@ -179,7 +180,9 @@ TEST_P(Sweeps, RenameOntoAnotherFile) {
         folder_.write("a", "new");
         folder_.write("b", "old");
     };
-    sweep.operation = [&] { FileIO::RawFile(path("a"), OpenMode::read_write, GetParam()).rename(path("b")); };
+    sweep.operation = [&](const FileCalls& calls) {
+        FileIO::RawFile(path("a"), OpenMode::read_write, GetParam(), false, calls).rename(path("b"));
+    };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         if (undisturbed(point))
             expect_quiet(outcome);
@@ -221,8 +224,8 @@ TEST_P(Sweeps, RenameOntoWhatCannotBeDeleted) {
 TEST_P(Sweeps, TemporaryFilesAreAlwaysDeleted) {
     FaultSweep sweep;
     sweep.prepare = [&] { clear(); };
-    sweep.operation = [&] {
-        FileIO::RawFile file(path("a"), OpenMode::create, GetParam(), true);
+    sweep.operation = [&](const FileCalls& calls) {
+        FileIO::RawFile file(path("a"), OpenMode::create, GetParam(), true, calls);
         file.store(data_.get(), 0, kBlock);
         file.rename(path("b"));
         file.load(back_.get(), 0, kBlock);
@@ -247,7 +250,7 @@ TEST_P(Sweeps, PersistentRename) {
             folder_.write("a", "new");
             folder_.write("b", "old");
         };
-        sweep.operation = [&] { persistent_rename(path("a"), path("b")); };
+        sweep.operation = [&](const FileCalls& calls) { persistent_rename(path("a"), path("b"), calls); };
         sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
             const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + path("b") +
                                         "\nRe-attempting...\nPress any key to continue . . . \n";
@@ -266,7 +269,7 @@ TEST_P(Sweeps, PersistentRemove) {
         FaultSweep sweep;
         sweep.keys = keys;
         sweep.prepare = [&] { folder_.write("a", "x"); };
-        sweep.operation = [&] { persistent_remove(path("a")); };
+        sweep.operation = [&](const FileCalls& calls) { persistent_remove(path("a"), calls); };
         sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
             const std::string attempt = "\nUnable to delete file.\nError Code: 13\n" + path("a") +
                                         "\nRe-attempting...\nPress any key to continue . . . \n";
@@ -286,8 +289,8 @@ TEST_P(Sweeps, BufferedReader) {
     std::string read;
     FaultSweep sweep;
     sweep.prepare = [&] { read.clear(); };
-    sweep.operation = [&] {
-        FileIO::BufferedReader reader(path("text"), GetParam() ? kBlock : 16 * kBlock);
+    sweep.operation = [&](const FileCalls& calls) {
+        FileIO::BufferedReader reader(path("text"), GetParam() ? kBlock : 16 * kBlock, calls);
         while (!reader.at_end()) read += reader.read_line() + "\n";
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
@@ -314,7 +317,7 @@ TEST_P(Sweeps, LoadTextFile) {
     std::string read;
     FaultSweep sweep;
     sweep.prepare = [&] { read.clear(); };
-    sweep.operation = [&] { read = load_text_file(path("text")); };
+    sweep.operation = [&](const FileCalls& calls) { read = load_text_file(path("text"), calls); };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         if (undisturbed(point))
             expect_quiet(outcome);
@@ -333,7 +336,9 @@ TEST_P(Sweeps, SaveSettings) {
     FaultSweep sweep;
     sweep.typed = {path("a.cfg")};
     sweep.prepare = [&] { clear(); };
-    sweep.operation = [&] { save_config_file("A", std::make_unique<Config::Object>()); };
+    sweep.operation = [&](const FileCalls& calls) {
+        save_config_file("A", std::make_unique<Config::Object>(), calls);
+    };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         const std::string question =
             "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
@@ -356,7 +361,7 @@ TEST_P(Sweeps, PrepareOutputFolder) {
         clear();
         std::filesystem::create_directories(path("x/y"));
     };
-    sweep.operation = [&] { got = prepare_output_folder(path("x/y")); };
+    sweep.operation = [&](const FileCalls& calls) { got = prepare_output_folder(path("x/y"), calls); };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         EXPECT_EQ(got, path("x/y/"));
         EXPECT_TRUE(std::filesystem::exists(path("x/y")));
@@ -413,8 +418,8 @@ TEST(OutputFolder, PrefixesAndNewFolders) {
 TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
     const TemporaryFolder folder;
     for (const char* path : {"new", "new/further/folders"}) {
-        FileFunctions functions = system_file_functions();
-        functions.create_folder = [](const char* name) {
+        FileCalls calls = FileCalls::of_this_machine();
+        calls.create_folder = [](const char* name) {
             const os::OsError error = os::create_folder(name);
             // As a parent that this user may not write to: nothing new is made there, and its folders are
             // missing.
@@ -424,14 +429,12 @@ TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
                        ? os::OsError{4711, os::ErrorCategory::access_denied}
                        : os::OsError{4712, os::ErrorCategory::not_found};
         };
-        set_file_functions_for_tests(&functions);
         try {
-            prepare_output_folder(folder.file(path));
+            prepare_output_folder(folder.file(path), calls);
             ADD_FAILURE() << path;
         } catch (const FileException& e) {
             EXPECT_EQ(e.error_code, 4711U) << path;
         }
-        set_file_functions_for_tests(nullptr);
     }
 }
 
@@ -439,30 +442,37 @@ TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
 TEST(ErrorTexts, EveryCategoryFromEveryCall) {
     const TemporaryFolder folder;
     GuardedBuffer buffer(4096, kSectorBytes);
-    RawFile file(folder.file("a"), OpenMode::create, false);
-    file.store(buffer.get(), 0, 4096);
+    folder.write("a", std::string(4096, 'a'));
+    const auto file = [&](const FileCalls& calls) {
+        return std::make_unique<RawFile>(folder.file("a"), OpenMode::read_write, false, false, calls);
+    };
     struct Operation {
         Call call;
         const char* text;
-        std::function<void()> run;
+        std::function<void(const FileCalls& calls)> run;
     };
     const Operation operations[] = {
         {Call::open, "RawFile()|Unable to open file.",
-         [&] { RawFile(folder.file("b"), OpenMode::read, true); }},
+         [&](const FileCalls& calls) { RawFile(folder.file("b"), OpenMode::read, true, false, calls); }},
         {Call::open, "RawFile()|Unable to create file.",
-         [&] { RawFile(folder.file("b"), OpenMode::create, true); }},
-        {Call::read, "RawFile::load()|ReadFile() failed.", [&] { file.load(buffer.get(), 0, 4096); }},
-        {Call::write, "RawFile::store()|WriteFile() failed.", [&] { file.store(buffer.get(), 0, 4096); }},
-        {Call::set_size, "RawFile::set_size()|SetEndOfFile() failed.", [&] { file.set_size(4096); }},
-        {Call::flush, "RawFile::flush()|FlushFileBuffers() failed.", [&] { file.flush(); }},
-        {Call::size, "RawFile::size()|GetFileSizeEx() failed.", [&] { (void)file.size(); }},
+         [&](const FileCalls& calls) { RawFile(folder.file("b"), OpenMode::create, true, false, calls); }},
+        {Call::read, "RawFile::load()|ReadFile() failed.",
+         [&](const FileCalls& calls) { file(calls)->load(buffer.get(), 0, 4096); }},
+        {Call::write, "RawFile::store()|WriteFile() failed.",
+         [&](const FileCalls& calls) { file(calls)->store(buffer.get(), 0, 4096); }},
+        {Call::set_size, "RawFile::set_size()|SetEndOfFile() failed.",
+         [&](const FileCalls& calls) { file(calls)->set_size(4096); }},
+        {Call::flush, "RawFile::flush()|FlushFileBuffers() failed.",
+         [&](const FileCalls& calls) { file(calls)->flush(); }},
+        {Call::size, "RawFile::size()|GetFileSizeEx() failed.",
+         [&](const FileCalls& calls) { (void)file(calls)->size(); }},
     };
     for (const os::OsError error : errors_of_all_categories()) {
         for (const Operation& operation : operations) {
             FaultyFile disk;
             disk.fail(operation.call, 1, error);
             try {
-                operation.run();
+                operation.run(disk.file_calls());
                 ADD_FAILURE() << operation.text;
             } catch (const FileException& e) {
                 EXPECT_EQ(e.function + "|" + e.message,
@@ -476,12 +486,13 @@ TEST(ErrorTexts, EveryCategoryFromEveryCall) {
     disk.refuse_position(Call::read, 1, {22, os::ErrorCategory::invalid_parameter});
     disk.refuse_position(Call::write, 1, {22, os::ErrorCategory::invalid_parameter});
     disk.refuse_position(Call::set_size, 1, {22, os::ErrorCategory::invalid_parameter});
-    const std::function<void()> refused[] = {[&] { file.load(buffer.get(), 0, 4096); },
-                                             [&] { file.store(buffer.get(), 0, 4096); },
-                                             [&] { file.set_size(4096); }};
+    const std::function<void(const FileCalls&)> refused[] = {
+        [&](const FileCalls& calls) { file(calls)->load(buffer.get(), 0, 4096); },
+        [&](const FileCalls& calls) { file(calls)->store(buffer.get(), 0, 4096); },
+        [&](const FileCalls& calls) { file(calls)->set_size(4096); }};
     for (const auto& run : refused) {
         try {
-            run();
+            run(disk.file_calls());
             ADD_FAILURE();
         } catch (const FileException& e) {
             EXPECT_EQ(e.message,

@@ -50,7 +50,7 @@ class Faults : public ::testing::Test {
 }  // namespace
 
 TEST_F(Faults, FailingWritesAndReads) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::write, 2, FaultyFile::write_fault());
     file.store(data_.get(), 0, 8192);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 8192); }),
@@ -64,7 +64,7 @@ TEST_F(Faults, FailingWritesAndReads) {
 
 // Every operation on a closed file, with its own name.
 TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     file.close();
     const u64 calls = disk_.calls().size();
     const std::string text = "()|File isn't open.|0";
@@ -89,7 +89,7 @@ TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
 TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
     const os::OsError refused{22, os::ErrorCategory::invalid_parameter};
     const std::string hint = "Invalid parameter. This can happen if the sector alignment is too small.|22";
-    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0);
+    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0, false, disk_.file_calls());
     const auto store = [&] { file.store(data_.get(), 0, 8192); };
     u32 scratch[2];
     const auto load = [&] { file.load(data_.get(), 0, 8192, scratch, sizeof scratch); };
@@ -120,7 +120,7 @@ TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
 }
 
 TEST_F(Faults, FullDisk) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.disk_full_after(10000);
     file.store(data_.get(), 0, 8192);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 8192, 8192); }),
@@ -129,8 +129,23 @@ TEST_F(Faults, FullDisk) {
               "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
 }
 
+// Whoever is handed a disk works with that one alone.
+TEST_F(Faults, TwoDisksAtATime) {
+    FaultyFile other;
+    other.disk_full_after(0);
+    RawFile small(folder_.file("f"), OpenMode::create, true, false, other.file_calls());
+    RawFile large(folder_.file("g"), OpenMode::create, true, false, disk_.file_calls());
+    RawFile real(folder_.file("h"), OpenMode::create, true);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { small.store(data_.get(), 0, 8192); }),
+              "RawFile::store()|WriteFile() failed.\n\nDisk is Full|28");
+    large.store(data_.get(), 0, 8192);
+    real.store(data_.get(), 0, 8192);
+    EXPECT_EQ(other.count(Call::write), 1U);
+    EXPECT_EQ(disk_.count(Call::write), 1U);
+}
+
 TEST_F(Faults, ShortTransfersNameBothNumbers) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.short_write(1, 4096);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 8192); }),
               "RawFile::store()|Incomplete Write: 4096 / 8192|0");
@@ -141,7 +156,7 @@ TEST_F(Faults, ShortTransfersNameBothNumbers) {
 }
 
 TEST_F(Faults, FlippedBits) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.flip_bit_of_write(1, 8 * 5000 + 3);
     file.store(data_.get(), 0, 8192);
     GuardedBuffer back(8192, kSectorBytes);
@@ -155,7 +170,7 @@ TEST_F(Faults, FlippedBits) {
 }
 
 TEST_F(Faults, SizesFlushesAndOpening) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::set_size, 1, FaultyFile::disk_full());
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(100); }),
               "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
@@ -163,13 +178,14 @@ TEST_F(Faults, SizesFlushesAndOpening) {
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.flush(); }),
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
     disk_.fail(Call::open, 2, FaultyFile::access_denied());
-    EXPECT_EQ(message_of<FileException>(Form::with_code,
-                                        [&] { RawFile(folder_.file("g"), OpenMode::create, true); }),
+    EXPECT_EQ(message_of<FileException>(
+                  Form::with_code,
+                  [&] { RawFile(folder_.file("g"), OpenMode::create, true, false, disk_.file_calls()); }),
               "RawFile()|Unable to create file.\n\nAccess Denied|13");
 }
 
 TEST_F(Faults, TheEndOfUnbufferedWritingIsDurable) {
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     file.store(data_.get(), 0, 8192);
     EXPECT_EQ(disk_.count(Call::flush), 0U);
     disk_.fail(Call::flush, 1, FaultyFile::write_fault());
@@ -181,10 +197,10 @@ TEST_F(Faults, ClosingFailsWithAWarningOnly) {
     CaptureConsole console;
     disk_.fail(Call::close, 1, FaultyFile::write_fault());
     disk_.fail(Call::remove, 1, FaultyFile::access_denied());
-    RawFile(folder_.file("f"), OpenMode::create, true, true).set_size(10);
+    RawFile(folder_.file("f"), OpenMode::create, true, true, disk_.file_calls()).set_size(10);
     EXPECT_EQ(console.take(),
               "\nRawFile::close(): Unable to close file.\n\nRawFile::close(): Unable to delete file.\n");
-    RawFile file(folder_.file("g"), OpenMode::create, true);
+    RawFile file(folder_.file("g"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::close, 2, FaultyFile::write_fault());
     file.close_and_set_size(5);
     EXPECT_EQ(console.take(), "\nRawFile::close_and_set_size(): Unable to close file.\n");
@@ -194,7 +210,7 @@ TEST_F(Faults, ClosingFailsWithAWarningOnly) {
 TEST_F(Faults, TemporaryFilesAreDeletedOnce) {
     CaptureConsole console;
     {
-        RawFile file(folder_.file("f"), OpenMode::create, true, true);
+        RawFile file(folder_.file("f"), OpenMode::create, true, true, disk_.file_calls());
         file.close();
         file.close();
     }
@@ -205,7 +221,7 @@ TEST_F(Faults, TemporaryFilesAreDeletedOnce) {
 
 // The data first: checksums of data that never reached the disk would name the wrong culprit.
 TEST_F(Faults, FlushingAChecksummedFileFlushesBoth) {
-    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0);
+    ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0, false, disk_.file_calls());
     file.store(data_.get(), 0, 8192);
     file.flush();
     EXPECT_EQ(disk_.count(Call::flush), 2U);
@@ -226,7 +242,7 @@ TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
     reservation_warning.reset();
     CaptureConsole console(CaptureConsole::terminal, true);
     disk_.fail(Call::reserve, 1, FaultyFile::access_denied(), 2);
-    RawFile file(folder_.file("f"), OpenMode::create, true);
+    RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     file.reserve(4096);
     file.reserve(8192);
     EXPECT_EQ(console.text(),
@@ -241,20 +257,20 @@ TEST_F(Faults, AFullDiskIsNotAMissingRight) {
     const std::string full = "RawFile::reserve()|SetFileValidData() failed.\n\nDisk is Full|28";
     // A new file goes; a file that holds something keeps it.
     {
-        RawFile file(folder_.file("f"), OpenMode::create, true);
+        RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
         disk_.fail(Call::reserve, 1, FaultyFile::disk_full());
         EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
         EXPECT_FALSE(folder_.has("f"));
     }
     {
-        RawFile file(folder_.file("f"), OpenMode::create_new, true);
+        RawFile file(folder_.file("f"), OpenMode::create_new, true, false, disk_.file_calls());
         disk_.fail(Call::set_size, disk_.count(Call::set_size) + 1, FaultyFile::disk_full());
         EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }),
                   "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
         EXPECT_FALSE(folder_.has("f"));
     }
     folder_.write("g", "content");
-    RawFile file(folder_.file("g"), OpenMode::read_write, false);
+    RawFile file(folder_.file("g"), OpenMode::read_write, false, false, disk_.file_calls());
     disk_.fail(Call::reserve, 2, FaultyFile::disk_full());
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
     EXPECT_EQ(file.size(), 7U);
@@ -275,7 +291,7 @@ TEST_F(Faults, AFullDiskIsNotAMissingRight) {
 TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     const os::OsError exists{17, os::ErrorCategory::exists};
     folder_.write("b", "old");
-    RawFile file(folder_.file("a"), OpenMode::create, true);
+    RawFile file(folder_.file("a"), OpenMode::create, true, false, disk_.file_calls());
     file.store(data_.get(), 0, 4096);
     disk_.fail(Call::rename, 1, exists);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.rename(folder_.file("b")); }),
@@ -294,7 +310,7 @@ TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     EXPECT_EQ(disk_.count(Call::open), 1U);
     EXPECT_EQ(disk_.count(Call::close), 1U);
     // A reader's is opened again.
-    RawFile last(folder_.file("b"), OpenMode::read, true);
+    RawFile last(folder_.file("b"), OpenMode::read, true, false, disk_.file_calls());
     disk_.fail(Call::open, 3, FaultyFile::access_denied());
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { last.rename(folder_.file("h")); }),
               "RawFile::rename()|Unable to reopen file.\n\nAccess Denied|13");
@@ -307,7 +323,7 @@ TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
     folder_.write("a", "new");
     folder_.write("b", "old");
     disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 2);
-    persistent_rename(folder_.file("a"), folder_.file("b"));
+    persistent_rename(folder_.file("a"), folder_.file("b"), disk_.file_calls());
     EXPECT_EQ(folder_.read("b"), "new");
     EXPECT_FALSE(folder_.has("a"));
     const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + folder_.file("b") +
@@ -325,8 +341,9 @@ TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
         folder_.write("b", "old");
         disk_.fail(Call::rename, disk_.count(Call::rename) + 1,
                    {100 + category, static_cast<os::ErrorCategory>(category)}, 2);
-        EXPECT_EQ(message_of<FileException>(Form::with_code,
-                                            [&] { persistent_rename(folder_.file("a"), folder_.file("b")); }),
+        EXPECT_EQ(message_of<FileException>(
+                      Form::with_code,
+                      [&] { persistent_rename(folder_.file("a"), folder_.file("b"), disk_.file_calls()); }),
                   "FileIO::persistent_rename()|Unable to rename file.\n\n" +
                       error_text({100 + category, static_cast<os::ErrorCategory>(category)}) + "|" +
                       std::to_string(100 + category));
@@ -340,7 +357,8 @@ TEST_F(Faults, PersistentRenameEndsWithTheInput) {
     KeyConsole console(2);
     folder_.write("b", "old");
     EXPECT_EQ(message_of<FileException>(
-                  Form::with_code, [&] { persistent_rename(folder_.file("missing"), folder_.file("b")); }),
+                  Form::with_code,
+                  [&] { persistent_rename(folder_.file("missing"), folder_.file("b"), disk_.file_calls()); }),
               "FileIO::persistent_rename()|Unable to rename file.\n\nPath does not exist.|2");
     EXPECT_EQ(disk_.count(Call::rename), 3U);
     EXPECT_EQ(disk_.count(Call::remove), 0U);

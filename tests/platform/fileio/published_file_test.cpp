@@ -41,8 +41,8 @@ class PublishedFiles : public ::testing::Test {
         }
     }
     // Whole sectors of one letter, read back through the same handle before the file gets its name.
-    void write(char letter) const {
-        PublishedFile file(draft(), target());
+    void write(char letter, const FileCalls& calls = FileCalls::of_this_machine()) const {
+        PublishedFile file(draft(), target(), calls);
         if (file.reserve(8192)) throw FileException("reserve", "", draft());
         GuardedBuffer data(8192, kSectorBytes);
         std::memset(data.get(), letter, 8192);
@@ -90,7 +90,7 @@ TEST_F(PublishedFiles, EveryFailingCallLeavesTheGoodFile) {
             folder_.write("x", "old");
             folder_.write("x (incomplete)", "of an earlier run");
         };
-        sweep.operation = [&] { write('a'); };
+        sweep.operation = [&](const FileCalls& calls) { write('a', calls); };
         sweep.check = [&](const FaultPoint&, const FaultOutcome& outcome) {
             EXPECT_EQ(folder_.read("x"), outcome.thrown ? "old" : content('a')) << outcome.message;
             if (!outcome.thrown) {
@@ -145,7 +145,7 @@ TEST_F(PublishedFiles, UnfinishedOnesKeepWhatWasWritten) {
 
 TEST_F(PublishedFiles, AFullDiskIsTold) {
     FaultyFile disk;
-    PublishedFile file(draft(), target());
+    PublishedFile file(draft(), target(), disk.file_calls());
     EXPECT_FALSE(file.needs_space());
     disk.fail(Call::reserve, 1, FaultyFile::disk_full());
     EXPECT_EQ(file.reserve(1 << 20).category, os::ErrorCategory::disk_full);
@@ -168,7 +168,7 @@ TEST_F(PublishedFiles, ARefusedNameIsAskedForAgain) {
     folder_.write("x", "old");
     FaultyFile disk;
     disk.fail(Call::rename, 1, FaultyFile::access_denied(), 3);
-    write('a');
+    write('a', disk.file_calls());
     EXPECT_EQ(disk.waits(), (std::vector<double>{1, 1, 1}));
     EXPECT_EQ(folder_.read("x"), content('a'));
     EXPECT_EQ(disk.count(Call::remove), 0U);
@@ -192,7 +192,7 @@ TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
     folder_.write("x", "old");
     FaultyFile disk;
     disk.fail(Call::rename, 1, FaultyFile::access_denied());
-    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { write('a'); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { write('a', disk.file_calls()); }),
               "PublishedFile::publish()|Unable to rename file.\n\nAccess Denied|" + target());
     EXPECT_EQ(folder_.read("x"), "old");
     EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of("/\\") + 1)), content('a'));
@@ -228,7 +228,7 @@ std::string summary(const std::string& content) {
 }
 
 struct RunsOnePath {
-    std::function<void(char)> write;
+    std::function<void(char, const FileCalls&)> write;
     std::function<std::string()> target;
     std::string succeeded;  // letters of the runs that ended well
     u64 total = 0;
@@ -236,11 +236,11 @@ struct RunsOnePath {
     // As many runs as letters.
     void run(const std::string& letters, const std::vector<int>& schedule) {
         succeeded.clear();
-        std::vector<std::function<void()>> threads;
+        std::vector<std::function<void(const FileCalls&)>> threads;
         for (const char letter : letters) {
-            threads.push_back([this, letter] {
+            threads.push_back([this, letter](const FileCalls& calls) {
                 try {
-                    write(letter);
+                    write(letter, calls);
                 } catch (const FileException&) {
                     return;
                 }
@@ -267,7 +267,7 @@ struct RunsOnePath {
 TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
     constexpr int kMostCalls = 14;
     RunsOnePath runs;
-    runs.write = [&](char letter) { write(letter); };
+    runs.write = [&](char letter, const FileCalls& calls) { write(letter, calls); };
     runs.target = [&] { return readable(); };
     for (const bool forgotten : {false, true}) {
         for (int k = 0; k < kMostCalls; k++) {
@@ -319,7 +319,7 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
 
 TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
     RunsOnePath runs;
-    runs.write = [&](char letter) { write(letter); };
+    runs.write = [&](char letter, const FileCalls& calls) { write(letter, calls); };
     runs.target = [&] { return readable(); };
     u64 seed = 1;
     const auto random = [&] {
@@ -361,7 +361,7 @@ TEST(OutputFolderProbe, HasARandomName) {
         for (const auto& entry : std::filesystem::directory_iterator(folder.file("")))
             names.insert(entry.path().filename().string());
     });
-    for (int i = 0; i < 3; i++) EXPECT_FALSE(check_writable(folder.file("")));
+    for (int i = 0; i < 3; i++) EXPECT_FALSE(check_writable(folder.file(""), disk.file_calls()));
     EXPECT_EQ(names.size(), 3u);
     for (const std::string& name : names)
         EXPECT_TRUE(name.starts_with("pathcheck-") && name.ends_with(".sf")) << name;

@@ -13,7 +13,7 @@
 #include "platform/fileio/buffered_reader.h"
 #include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/file_functions.h"
+#include "platform/fileio/file_calls.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
 #include "support/temporary_folder.h"
@@ -177,26 +177,32 @@ INSTANTIATE_TEST_SUITE_P(Buffering, RawFiles, ::testing::Bool(),
 
 namespace {
 
-// What the last opening asked the system for.
-os::FileAccess g_access;
-os::FileFlags g_flags;
-std::vector<std::string> g_openings;
+// The machine's calls, with a note of every opening.
+struct NotedOpenings {
+    NotedOpenings() : calls(FileCalls::of_this_machine()) {
+        calls.open = [this](const char* path, os::FileAccess how, os::FileFlags with) {
+            access = how;
+            flags = with;
+            openings.push_back(path + std::string(with.unbuffered ? " unbuffered" : ""));
+            return FileCalls::of_this_machine().open(path, how, with);
+        };
+    }
+    NotedOpenings(const NotedOpenings&) = delete;
+    NotedOpenings& operator=(const NotedOpenings&) = delete;
 
-os::OpenedFile note_and_open(const char* path, os::FileAccess access, os::FileFlags flags) {
-    g_access = access;
-    g_flags = flags;
-    g_openings.push_back(path + std::string(flags.unbuffered ? " unbuffered" : ""));
-    return system_file_functions().open(path, access, flags);
-}
+    FileCalls calls;
+    // What the last opening asked the system for.
+    os::FileAccess access{};
+    os::FileFlags flags;
+    std::vector<std::string> openings;
+};
 
 }  // namespace
 
 // Raw files go past the cache; others write through it, unless they only read.
 TEST(RawFileModes, AskTheSystemFor) {
     const TemporaryFolder folder;
-    FileFunctions functions = system_file_functions();
-    functions.open = note_and_open;
-    set_file_functions_for_tests(&functions);
+    NotedOpenings noted;
     const struct {
         OpenMode mode;
         os::FileAccess access;
@@ -206,36 +212,33 @@ TEST(RawFileModes, AskTheSystemFor) {
                 {OpenMode::read_write, os::FileAccess::read_write, true}};
     for (const auto& row : rows) {
         for (const bool raw : {false, true}) {
-            RawFile file(folder.file("a"), row.mode, raw);
-            EXPECT_EQ(g_access, row.access);
-            EXPECT_EQ(g_flags.unbuffered, raw);
-            EXPECT_EQ(g_flags.write_through, row.writes && !raw);
+            RawFile file(folder.file("a"), row.mode, raw, false, noted.calls);
+            EXPECT_EQ(noted.access, row.access);
+            EXPECT_EQ(noted.flags.unbuffered, raw);
+            EXPECT_EQ(noted.flags.write_through, row.writes && !raw);
             // Under its new name as before: a writer's file stays open.
-            g_openings.clear();
+            noted.openings.clear();
             file.rename(folder.file("b"));
-            EXPECT_EQ(g_openings.size(), row.writes ? 0U : 1U);
-            EXPECT_EQ(g_access, row.access);
-            EXPECT_EQ(g_flags.unbuffered, raw);
-            EXPECT_EQ(g_flags.write_through, row.writes && !raw);
+            EXPECT_EQ(noted.openings.size(), row.writes ? 0U : 1U);
+            EXPECT_EQ(noted.access, row.access);
+            EXPECT_EQ(noted.flags.unbuffered, raw);
+            EXPECT_EQ(noted.flags.write_through, row.writes && !raw);
             file.rename(folder.file("a"));
-            g_openings.clear();
+            noted.openings.clear();
             if (row.writes) file.close_and_set_size(100);
-            EXPECT_TRUE(g_openings.empty());
+            EXPECT_TRUE(noted.openings.empty());
         }
     }
-    set_file_functions_for_tests(nullptr);
 }
 
 // A reader goes past the cache; of a checksummed file only the data does.
 TEST(RawFileModes, OfReadersAndChecksummedFiles) {
     const TemporaryFolder folder;
     folder.write("text", "x");
-    FileFunctions functions = system_file_functions();
-    functions.open = note_and_open;
-    set_file_functions_for_tests(&functions);
-    EXPECT_EQ(BufferedReader(folder.file("text")).read_byte(), 'x');
-    EXPECT_EQ(g_access, os::FileAccess::read);
-    EXPECT_TRUE(g_flags.unbuffered);
+    NotedOpenings noted;
+    EXPECT_EQ(BufferedReader(folder.file("text"), 16 * kSectorBytes, noted.calls).read_byte(), 'x');
+    EXPECT_EQ(noted.access, os::FileAccess::read);
+    EXPECT_TRUE(noted.flags.unbuffered);
     const struct {
         OpenMode mode;
         os::FileAccess access;
@@ -244,16 +247,15 @@ TEST(RawFileModes, OfReadersAndChecksummedFiles) {
                 {OpenMode::read_write, os::FileAccess::read_write}};
     for (const auto& row : rows) {
         for (const bool raw : {true, false}) {
-            g_openings.clear();
-            ChecksummedFile(folder.file("c"), row.mode, raw, 12, 0);
-            ASSERT_EQ(g_openings.size(), 2U);
-            EXPECT_EQ(g_openings[0], folder.file("c") + (raw ? " unbuffered" : ""));
-            EXPECT_EQ(g_openings[1], folder.file("c.checksums"));
-            EXPECT_EQ(g_access, row.access);
-            EXPECT_FALSE(g_flags.write_through) << "each checksum waited for the device";
+            noted.openings.clear();
+            ChecksummedFile(folder.file("c"), row.mode, raw, 12, 0, false, noted.calls);
+            ASSERT_EQ(noted.openings.size(), 2U);
+            EXPECT_EQ(noted.openings[0], folder.file("c") + (raw ? " unbuffered" : ""));
+            EXPECT_EQ(noted.openings[1], folder.file("c.checksums"));
+            EXPECT_EQ(noted.access, row.access);
+            EXPECT_FALSE(noted.flags.write_through) << "each checksum waited for the device";
         }
     }
-    set_file_functions_for_tests(nullptr);
 }
 
 TEST(AlignedAccess, SectorsAreOfAnySize) {

@@ -179,7 +179,7 @@ TEST(SettingsFile, AFullDiskIsReported) {
     disk.disk_full_after(100);
     console.type({folder.file("x.cfg")});
     try {
-        save_config_file("A", some_settings());
+        save_config_file("A", some_settings(), disk.file_calls());
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "WriteFile() failed.\n\nDisk is Full");
@@ -192,7 +192,7 @@ TEST(SettingsFile, AFileThatEndsEarlyIsReported) {
     FaultyFile disk;
     disk.short_read(1, 3);
     try {
-        load_config_file(folder.file("f"));
+        load_config_file(folder.file("f"), disk.file_calls());
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "Incomplete Read: 3 / 8");

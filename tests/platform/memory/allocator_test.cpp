@@ -72,7 +72,7 @@ TEST(AllocatorRegistry, NamesAndTexts) {
     EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap", "interleave"}));
     EXPECT_EQ(make_default_allocator_config("malloc")->display_name(), "C malloc()");
     EXPECT_EQ(make_default_allocator_config("mmap")->display_name(), "WinAPI VirtualAlloc()");
-    EXPECT_EQ(find_allocator_type("mmap").display_name(), "WinAPI VirtualAlloc()");
+    EXPECT_EQ(allocator_choices().find("mmap").display_name(), "WinAPI VirtualAlloc()");
     EXPECT_EQ(make_default_allocator_config("malloc")->name(), "malloc");
     EXPECT_EQ(make_default_allocator_config(kDefaultAllocator)->name(), "mmap");
     EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_allocator_config("calloc"); }),
@@ -126,7 +126,7 @@ TEST(AllocatorRegistryDeathTest, DuplicateNameEndsTheProcess) {
     const auto twice = [] {
         Console::set_pause_before_fatal_exit(false);
         print_to_stderr();
-        register_allocator("mmap", find_allocator_type("mmap"));
+        register_allocator("mmap", allocator_choices().find("mmap"));
     };
     EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Allocator Type\n$");
 }

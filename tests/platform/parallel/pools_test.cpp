@@ -397,11 +397,11 @@ TEST(CallersShare, TheFirstExceptionArrives) {
 TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
     static std::string given;
     static int status;
-    const CilkRuntime refusing{[](const char* name, const char* value) {
-                                   given = std::string(name) + "=" + value;
-                                   return status;
-                               },
-                               nullptr, [] {}};
+    const CilkCalls refusing{[](const char* name, const char* value) {
+                                 given = std::string(name) + "=" + value;
+                                 return status;
+                             },
+                             nullptr, [] {}};
     const std::string text =
         "ResourceAcquisitionFailedException||__cilkrts_set_param() returned a failure. "
         "Unable to set # of Cilk threads.";
@@ -414,7 +414,7 @@ TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
               "nothing thrown");
     EXPECT_EQ(given, "nworkers=65536");
     // One process, one run-time.
-    const CilkRuntime own = CilkRuntime::load({});
+    const CilkCalls own = CilkCalls::load({});
     const CilkFramework two(2, own);
     Recorder recorder(10);
     CilkFramework(2, own).run_in_parallel(recorder, 0, 10);
@@ -424,7 +424,7 @@ TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
 
 TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
     for (const u64 n : {4, 2, 9}) {
-        CilkFramework framework(n, CilkRuntime::load({}));
+        CilkFramework framework(n, CilkCalls::load({}));
         Meeting all(n);
         framework.run_in_parallel(all, 0, n);
         EXPECT_EQ(all.missing, 0U);
@@ -433,7 +433,7 @@ TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
 
 TEST(Cilk, AGenuineLibraryIsPreferred) {
     const char* const names[] = {"no-such-library.so", KALVOR_FAKE_CILK};
-    const CilkRuntime genuine = CilkRuntime::load(names);
+    const CilkCalls genuine = CilkCalls::load(names);
     ASSERT_STREQ(genuine.library, KALVOR_FAKE_CILK);
     CilkFramework framework(5, genuine);
     Recorder recorder(10);
@@ -445,7 +445,7 @@ TEST(Cilk, AGenuineLibraryIsPreferred) {
     framework.run_in_parallel(a, b);
     a.expect_once(0, 1);
     b.expect_once(0, 1);
-    EXPECT_EQ(CilkRuntime::load(std::span(names, 1)).library, nullptr);
+    EXPECT_EQ(CilkCalls::load(std::span(names, 1)).library, nullptr);
 }
 
 namespace {
@@ -453,7 +453,7 @@ namespace {
 // The exit code is 1 when the library that lies in the current folder was taken.
 const kalvor_test::Child planted_child("planted library", [] {
     const char* const names[] = {"planted-cilk.so", "./planted-cilk.so"};
-    std::_Exit(CilkRuntime::load(names).library == nullptr ? 0 : 1);
+    std::_Exit(CilkCalls::load(names).library == nullptr ? 0 : 1);
 });
 
 }  // namespace
@@ -464,7 +464,7 @@ TEST(Cilk, APlantedLibraryIsNotTaken) {
     std::filesystem::copy_file(KALVOR_FAKE_CILK, folder / "planted-cilk.so");
     const std::string path = folder / "planted-cilk.so";
     const char* const full_path = path.c_str();
-    EXPECT_STREQ(CilkRuntime::load(std::span(&full_path, 1)).library, full_path);
+    EXPECT_STREQ(CilkCalls::load(std::span(&full_path, 1)).library, full_path);
     kalvor_test::RunOptions options;
     options.folder = folder.path();
     for (const char* list : {"", "LD_LIBRARY_PATH=", "LD_LIBRARY_PATH=:/nowhere",

@@ -46,7 +46,7 @@ TEST(FrameworkRegistry, NamesAndTexts) {
     EXPECT_EQ(spawn->display_name(), "Thread Spawn (1 Thread/Task)");
     EXPECT_EQ(spawn->summary(64), "Thread Spawn (1 Thread/Task)  ->  64 / ?");
     EXPECT_EQ(spawn->clone()->summary(2), "Thread Spawn (1 Thread/Task)  ->  2 / ?");
-    EXPECT_EQ(find_framework_type("none").display_name(), none->display_name());
+    EXPECT_EQ(framework_choices().find("none").display_name(), none->display_name());
     CaptureConsole console(CaptureConsole::terminal, true);
     spawn->print_summary(4);
     EXPECT_EQ(console.take(), "{T}Thread Spawn (1 Thread/Task)  ->  {Y}4 / ?{w}");
@@ -77,7 +77,7 @@ TEST(FrameworkRegistryDeathTest, DuplicateNameEndsTheProcess) {
     const auto twice = [] {
         Console::set_pause_before_fatal_exit(false);
         print_to_stderr();
-        register_framework("spawn", find_framework_type("none"));
+        register_framework("spawn", framework_choices().find("none"));
     };
     EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Framework Type\n$");
 }
@@ -419,7 +419,8 @@ TEST(FrameworkMenus, Selection) {
     std::string lines = "{P}Select a Parallel Framework:\n";
     u64 i = 0;
     for (const std::string& name : framework_names()) {
-        lines += "{w}   " + std::to_string(i++) + "    {T}" + find_framework_type(name).display_name() + "\n";
+        lines +=
+            "{w}   " + std::to_string(i++) + "    {T}" + framework_choices().find(name).display_name() + "\n";
     }
     EXPECT_EQ(console.text().substr(0, lines.size()), lines);
     EXPECT_EQ(console.text().substr(lines.size(), 14), "\n{w}option: {T");
@@ -455,10 +456,11 @@ std::string reported(const std::vector<Warnings::Line>& lines) {
 
 TEST(ThreadControl, RefusedPriority) {
     CaptureConsole console;
-    const auto lines = set_thread_priority(7, [](os::ThreadPriority priority) {
+    constexpr ThreadPriorityCalls kRefusing{[](os::ThreadPriority priority) {
         EXPECT_EQ(priority, os::ThreadPriority::time_critical);
         return os::OsError{1, os::ErrorCategory::access_denied};
-    });
+    }};
+    const auto lines = set_thread_priority(7, kRefusing);
     EXPECT_EQ(console.text(), "");
     EXPECT_EQ(reported(lines), "\nWarning: Unable to set thread priority.\n");
 }
@@ -648,7 +650,7 @@ TEST(CilkSettings, TheRuntimeIsChosen) {
     const auto library = config_of("Runtime : \"library\"");
     EXPECT_EQ(library->to_config().get_string("Runtime", ""), "library");
     EXPECT_EQ(library->clone()->summary(4), library->summary(4));
-    if (const char* const name = CilkRuntime::of_this_machine().library) {
+    if (const char* const name = CilkCalls::of_this_machine().library) {
         EXPECT_EQ(library->mode_text(), "  (" + std::string(name) + ")");
     } else {
         EXPECT_EQ(library->mode_text(), "  (library not found)");
