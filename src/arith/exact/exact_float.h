@@ -1,6 +1,9 @@
-// An exact signed number with a word exponent and its residue modulo 2^61 - 1.
+// An exact signed number with a word exponent and its residue modulo the prime 2^64 - 2^32 + 1.
 //
-//   value = (sign ? + : -) * sum of T[i] * 2^(64 (exp + i));  L = 0 is zero, residue 0.
+//   value = (sign ? + : -) * sum of T[i] * 2^(64 (exp + i));  L = 0 is zero.
+//
+// Every operation forms the residue from those of its operands alone, also where the words say zero: a fault
+// that makes a number vanish shows as a residue that is not 0.
 //
 // T may sit above the buffer's start: in-place additions grow the number downward into that headroom.
 #pragma once
@@ -66,7 +69,7 @@ class ExactFloat {
     void strip_low_zeros(u64 unit);
 
     // The residue of the words actually stored (not the carried one).
-    u64 computed_residue() const;
+    u64 computed_residue(const ParallelContext& parallel = serial_context()) const;
 
   private:
     // The word at a position of the buffer's frame.

@@ -1,6 +1,6 @@
 #include "arith/exact/exact_float.h"
 #include "arith/kernels/word_array.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -17,6 +17,7 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
                                    const char* function) const {
     if (A.L == 0 || B.L == 0) {
         T.clear();
+        T.residue = goldilocks::mul(A.residue, B.residue);
         return true;
     }
     const u64 n = A.L + B.L;
@@ -33,7 +34,7 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
 void ExactFloatTransformR::finish(ExactFloat& T, const Operand& A, const Operand& B) {
     if (T.T[T.L - 1] == 0) T.L--;
     T.sign = A.sign == B.sign;
-    T.residue = m61::mul(A.residue, B.residue);
+    T.residue = goldilocks::mul(A.residue, B.residue);
 }
 
 void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A,

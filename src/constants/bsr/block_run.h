@@ -20,6 +20,7 @@ inline BigFloat as_float(const ExactFloat& A) {
     B.L = A.L;
     B.exp = A.exp;
     B.sign = A.sign;
+    B.residue = A.residue;
     return B;
 }
 

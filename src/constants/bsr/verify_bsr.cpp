@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 
 namespace kalvor::BinarySplitting {
@@ -11,7 +11,7 @@ namespace {
 constexpr u64 kParallelWords = 10000;
 
 u64 difference(const ExactFloat& A) {
-    return m61::canonical(m61::sub(A.computed_residue(), A.residue));
+    return goldilocks::sub(A.computed_residue(), A.residue);
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "arith/m61/m61.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/scratch.h"
@@ -35,7 +35,7 @@ void expect_sound(const ExactFloat& A) {
     if (A.L != 0) {
         ASSERT_NE(A.T[A.L - 1], 0u);
     }
-    ASSERT_TRUE(m61::equal(A.residue, A.computed_residue())) << A.L << " " << A.exp;
+    ASSERT_EQ(A.residue, A.computed_residue()) << A.L << " " << A.exp;
 }
 
 struct Number {
@@ -71,7 +71,7 @@ TEST(ExactFloatTest, SetAndShift) {
     Word words[3] = {1, ~Word(0), 5};
     BasicIntR integer(words, 3);
     integer.L = 3;
-    integer.residue = m61::hash_words(words, 3);
+    integer.residue = goldilocks::of_words(words, 3);
     for (const bool sign : {true, false}) {
         Number A(3);
         A.number.set_BasicInt(integer, sign, serial_context());
@@ -105,12 +105,12 @@ TEST(ExactFloatTest, ShiftsByOneWordAndOneBit) {
     A.number.mp2(-64, serial_context());
     EXPECT_EQ(A.number.exp, -1);
     EXPECT_EQ(A.number.T[0], 3u);
-    EXPECT_TRUE(m61::equal(A.number.residue, m61::mul(3, u64(1) << 58)));
+    EXPECT_EQ(A.number.residue, goldilocks::mul(3, goldilocks::inverse(goldilocks::kEpsilon)));
     A.number.mp2(64, serial_context());
     A.number.mp2(1, serial_context());
     EXPECT_EQ(A.number.exp, 0);
     EXPECT_EQ(A.number.T[0], 6u);
-    EXPECT_TRUE(m61::equal(A.number.residue, 6));
+    EXPECT_EQ(A.number.residue, 6);
 }
 
 TEST(ExactFloatTest, SumsOfOneSign) {
@@ -120,7 +120,7 @@ TEST(ExactFloatTest, SumsOfOneSign) {
         Number B(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
         if (A.number.sign != B.number.sign) {
             B.number.sign = A.number.sign;
-            B.number.residue = m61::neg(B.number.residue);
+            B.number.residue = goldilocks::neg(B.number.residue);
         }
         Number T(60);
         T.number.set_add(A.number, B.number, serial_context());
@@ -198,6 +198,43 @@ TEST(ExactFloatTest, InPlaceSumsAndDifferences) {
     }
     EXPECT_GT(sums, 1000);
     EXPECT_GT(differences, 1000);
+}
+
+// A fault that makes a number vanish must not vanish with it.
+TEST(ExactFloatTest, ZeroCarriesWhatItsOperandsCarry) {
+    std::mt19937_64 rng(17);
+    Memory memory(20);
+    const Number A(rng, 3, 0, 0, 0);
+    const u64 a = A.number.residue;
+    Number wrong(1), T(8);
+    wrong.number.residue = 5;
+    T.number.set_mul(memory.context, A.number, wrong.number);
+    EXPECT_EQ(T.number.L, 0u);
+    EXPECT_EQ(T.number.residue, goldilocks::mul(a, 5));
+    T.number.set_add(A.number, wrong.number, serial_context());
+    EXPECT_EQ(T.number.residue, goldilocks::add(a, 5));
+    const auto damaged = [](const ExactFloat& B) { return B.residue != B.computed_residue(); };
+    const auto left = [&](auto&& operation) {
+        Number N(rng, 3, 0, 1, 1);
+        operation(N.number);
+        return damaged(N.number);
+    };
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.uaddAB_ip(serial_context(), wrong.number); }));
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.uaddBA_ip(serial_context(), wrong.number); }));
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.usubAB_ip(serial_context(), wrong.number); }));
+    // A difference of words that are equal but should not be.
+    for (const bool AB : {true, false}) {
+        Number N(rng, 3, 0, 0, 1), M(3);
+        M.number.set_ExactFloat(N.number, serial_context());
+        M.number.residue = goldilocks::add(M.number.residue, 1);
+        if (AB) {
+            N.number.usubAB_ip(serial_context(), M.number);
+        } else {
+            N.number.usubBA_ip(serial_context(), M.number);
+        }
+        EXPECT_EQ(N.number.L, 0u);
+        EXPECT_TRUE(damaged(N.number));
+    }
 }
 
 TEST(ExactFloatTest, StripsZeroWords) {

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "arith/estimate/double_double.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "constants/builtin/huvent_terms.h"
 #include "reference/mpz_words.h"
@@ -79,7 +79,7 @@ class SeriesTerm {
             EXPECT_EQ(memory_[i].back(), kGuard) << series.name << " " << k;
             EXPECT_LE(number[i].L, words[i]);
             EXPECT_NE(number[i].T[number[i].L - 1], 0u);
-            EXPECT_TRUE(trel::m61::equal(number[i].residue, trel::m61::hash_words(number[i].T, number[i].L)))
+            EXPECT_EQ(number[i].residue, trel::goldilocks::of_words(number[i].T, number[i].L))
                 << series.name << " " << k;
         }
     }
@@ -287,7 +287,7 @@ TEST(HuventTermsTest, TermsAndValue) {
         ASSERT_EQ(reference::to_mpz(P.T, P.L), huvent_P(reference::mpz_of(k))) << k;
         ASSERT_EQ(reference::to_mpz(Q.T, Q.L), Q_of(reference::mpz_of(k))) << k;
         for (const BasicIntR* T : {&P, &Q}) {
-            ASSERT_TRUE(trel::m61::equal(T->residue, trel::m61::hash_words(T->T, T->L)));
+            ASSERT_EQ(T->residue, trel::goldilocks::of_words(T->T, T->L));
         }
         EXPECT_EQ(words[18], guard);
         EXPECT_EQ(words[37], guard);
