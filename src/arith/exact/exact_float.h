@@ -13,6 +13,7 @@
 #include "arith/exact/basic_int.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
+#include "arith/residue/goldilocks.h"
 #include "os/types.h"
 
 namespace trel {
@@ -68,6 +69,10 @@ class ExactFloat {
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
 
+    // What the carried residue says of the words alone, without sign and exponent.
+    u64 words_residue() const {
+        return goldilocks::times_words(sign ? residue : goldilocks::neg(residue), -exp);
+    }
     // The residue of the words actually stored (not the carried one).
     u64 computed_residue(const ParallelContext& parallel = serial_context()) const;
 

@@ -2,6 +2,8 @@
 // what follows when they differ.
 #pragma once
 
+#include <string>
+
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/odd_residue.h"
 #include "arith/residue/ring_residue.h"
@@ -35,8 +37,11 @@ struct CheckedProduct {
 // in memory: <name>, <words> words." with both.
 [[noreturn]] void number_is_damaged(const char* operation, const char* name, u64 words, u64 carried,
                                     u64 found);
-// A product that was wrong came out right when it was done again: a warning of the run. The third one ends
-// the run.
+// An operation that was wrong came out right when it was done again: a warning of the run. The one that makes
+// kMaxCorrected of them ends the run.
+inline constexpr u64 kMaxCorrected = 3;
+void operation_was_corrected(const ParallelContext& parallel, const char* function,
+                             const std::string& operation);
 void product_was_corrected(const CheckedProduct& product);
 
 // A product that forms every word itself, without a ring: T[0..total - skip) = words skip .. total - 1 of A

@@ -19,6 +19,10 @@ u64 difference(const ExactFloat& A) {
 void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results, const ParallelContext& parallel) {
     u64 hashes[2] = {0, 0};
     u64 words = 0;
+    for (const ExactFloat& A : results) parallel.stage("range", A.T, A.L * sizeof(Word));
+    if (parallel.run != nullptr) {
+        parallel.run->checks.numbers.fetch_add(results.size(), std::memory_order_relaxed);
+    }
     for (const ExactFloat& A : results) words = std::max(words, A.L);
     const auto first = [&] { hashes[0] = difference(results.front()); };
     const auto others = [&] {
