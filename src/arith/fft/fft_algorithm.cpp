@@ -98,32 +98,37 @@ void FftAlgorithm::make_transform(TransformHolder& holder, u64 words, const Mult
     holder.emplace<FftTransform>(fft_kernels(), parameters_for(words), shared_tables(context));
 }
 
-void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const {
+u64 FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const {
     const ShortRecord r = short_record(2 * L, L);
-    if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L);
+    if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L, carried);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, [&](RingResidue&) {
+    const auto run = [&](RingResidue&) {
         const i64 c = transform.unchecked_all(parallel, T, A, L, nullptr, 0, x, nullptr);
         unfold(context, T, r, c, A, L, A, L);
-    });
+    };
+    return check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, run,
+                         {carried, carried});
 }
 
-void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-                       u64 LB) const {
+u64 FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                      Carried carried) const {
     const ShortRecord r = short_record(LA + LB, std::max(LA, LB));
-    if (r.record == nullptr || LA == 0 || LB == 0) return MultiplyAlgorithm::mul(context, T, A, LA, B, LB);
+    if (r.record == nullptr || LA == 0 || LB == 0) {
+        return MultiplyAlgorithm::mul(context, T, A, LA, B, LB, carried);
+    }
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    check_product({parallel, "FFT", "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB, [&](RingResidue&) {
+    const auto run = [&](RingResidue&) {
         const i64 c = transform.unchecked_all(parallel, T, A, LA, B, LB, x, y);
         unfold(context, T, r, c, A, LA, B, LB);
-    });
+    };
+    return check_product({parallel, "FFT", "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB, run, carried);
 }
 
 u64 FftAlgorithm::table_bytes(u64 words) const {

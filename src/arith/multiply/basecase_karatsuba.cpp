@@ -178,33 +178,44 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
 
     // Whole products are those of exact numbers, which carry residues modulo 2^61 - 1 of their own. A second
     // check would cost a tenth of a series' time: at these sizes it is no longer small beside the product.
-    void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
+    u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const override {
+        const CheckedProduct product{context.parallel, kName, "square", 2 * L};
+        operand_was_misread(product, A, L, carried);
         square(context.parallel, T, A, L, context.scratch);
+        return goldilocks::of_words(T, 2 * L);
     }
-    void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-             u64 LB) const override {
+    u64 mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+            Carried carried) const override {
+        const CheckedProduct product{context.parallel, kName, "product", LA + LB};
+        operand_was_misread(product, A, LA, carried.a);
+        operand_was_misread(product, B, LB, carried.b);
         multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+        return goldilocks::of_words(T, LA + LB);
     }
 
-    void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                  u64 L) const override {
-        check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
-                      [&](RingResidue& rest) {
-                          square_window(context.parallel, T, skip, total, A, L, context.scratch, &rest);
-                      });
+    u64 sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                 u64 carried) const override {
+        return check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
+                             [&](RingResidue& rest) {
+                                 square_window(context.parallel, T, skip, total, A, L, context.scratch,
+                                               &rest);
+                             },
+                             {carried, carried});
     }
-    void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                  const Word* B, u64 LB) const override {
-        check_product({context.parallel, kName, "product", total - skip}, T, skip, total, A, LA, B, LB,
-                      [&](RingResidue& rest) {
-                          multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch,
-                                          &rest);
-                      });
+    u64 mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                 const Word* B, u64 LB, Carried carried) const override {
+        return check_product(
+            {context.parallel, kName, "product", total - skip}, T, skip, total, A, LA, B, LB,
+            [&](RingResidue& rest) {
+                multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch, &rest);
+            },
+            carried);
     }
     // A transform would only copy the operands.
     int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                           u64 LA, const Word* B, u64 LB) const override {
-        mul_skip(context, T, skip, total, A, LA, B, LB);
+                           u64 LA, const Word* B, u64 LB, Carried carried, u64* residue) const override {
+        const u64 r = mul_skip(context, T, skip, total, A, LA, B, LB, carried);
+        if (residue != nullptr) *residue = r;
         return 0;
     }
 

@@ -39,6 +39,26 @@ void number_is_damaged(const char* operation, const char* name, u64 words, u64 c
                                                   ".");
 }
 
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried, u64 formed) {
+    if (carried == goldilocks::kNone) return false;
+    if (product.parallel.run != nullptr) {
+        product.parallel.run->checks.numbers.fetch_add(1, std::memory_order_relaxed);
+    }
+    if (formed == carried) return false;
+    const u64 again = goldilocks::of_words(product.parallel, words, n);
+    if (again != carried) {
+        const std::string name = std::string("operand of ") + product.operation;
+        number_is_damaged(product.algorithm, name.c_str(), n, carried, again);
+    }
+    product_was_corrected(product);
+    return true;
+}
+
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried) {
+    return carried != goldilocks::kNone &&
+           operand_was_misread(product, words, n, carried, goldilocks::of_words(product.parallel, words, n));
+}
+
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
                              const std::string& operation) {
     parallel.warn({{"Computation error detected and corrected.", ' ', true}, {"Operation: " + operation}});

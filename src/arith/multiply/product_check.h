@@ -6,6 +6,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/odd_residue.h"
+#include "arith/residue/goldilocks.h"
 #include "arith/residue/ring_residue.h"
 
 namespace trel {
@@ -21,6 +22,12 @@ struct OperandResidue {
 struct ProductRest {
     RingResidue ring;
     i64 above = 0;  // units of 2^(64 W), where the ring needs an odd modulus
+};
+
+// What the operands of a product carry: residues of whole numbers (goldilocks.h), goldilocks::kNone where
+// they are not known.
+struct Carried {
+    u64 a = goldilocks::kNone, b = goldilocks::kNone;
 };
 
 // One product under check.
@@ -42,29 +49,44 @@ struct CheckedProduct {
 inline constexpr u64 kMaxCorrected = 3;
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
                              const std::string& operation);
+// The words of an operand against the residue that they carry (goldilocks::kNone: nothing is compared) and
+// its value as just formed. True: the words fit but were misread, so what was formed must be formed again.
+// Words that do not fit are refused.
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried, u64 formed);
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried);
 void product_was_corrected(const CheckedProduct& product);
 
 // A product that forms every word itself, without a ring: T[0..total - skip) = words skip .. total - 1 of A
-// B. run(rest) does it, and adds to rest the words that it leaves out. B == nullptr: the square.
+// B; A == B squares. run(rest) does it, and adds to rest the words that it leaves out. Returns the residue of
+// T[0..total - skip) modulo 2^64 - 2^32 + 1; those of A and B are compared where they are given.
 template <class Run>
-void check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                   const Word* B, u64 LB, Run&& run) {
+u64 check_product(const CheckedProduct& product, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                  const Word* B, u64 LB, Run&& run, Carried carried = {}) {
     const ParallelContext& parallel = product.parallel;
-    RingResidue a, b;
+    const auto residue_of = [&](const Word* words, u64 n, u64 carried) {
+        RingResidue r;
+        r.add(parallel, words, n, 0);
+        if (!operand_was_misread(product, words, n, carried, r.goldilocks())) return r;
+        RingResidue again;
+        again.add(parallel, words, n, 0);
+        return again;
+    };
     const bool square = A == B && LA == LB;
-    a.add(parallel, A, LA, 0);
-    if (!square) b.add(parallel, B, LB, 0);
-    const RingResidue right = a.times(square ? a : b);
+    const RingResidue a = residue_of(A, LA, carried.a);
+    const RingResidue b = square ? a : residue_of(B, LB, carried.b);
+    const RingResidue right = a.times(b);
     parallel.stage("operand", A, LA * sizeof(Word));
     for (u32 attempt = 0;; attempt++) {
         RingResidue found;
         run(found);
         parallel.stage("product", T, (total - skip) * sizeof(Word));
-        found.add(parallel, T, total - skip, skip);
+        RingResidue window;
+        window.add(parallel, T, total - skip, 0);
+        found.add(window.rotated(64 * skip));
         if (parallel.run != nullptr) parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
         if (found.equals(right)) {
             if (attempt != 0) product_was_corrected(product);
-            return;
+            return window.goldilocks();
         }
         if (attempt != 0) product_is_wrong(product, right.digest(), found.digest());
         const auto look_at = [&](const Word* words, u64 n, const RingResidue& before) {

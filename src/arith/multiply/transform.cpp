@@ -53,6 +53,16 @@ OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word
     return r;
 }
 
+// The same of an operand that carries a residue.
+OperandResidue Transform::compared_residue(const ParallelContext& parallel, const char* operation,
+                                           const Word* A, u64 L, bool odd, u64 carried) const {
+    const OperandResidue r = residue_of(parallel, A, L, odd);
+    if (carried == goldilocks::kNone) return r;
+    const u64 formed = r.ring.p == 3 ? r.ring.goldilocks() : goldilocks::of_words(parallel, A, L);
+    if (!operand_was_misread({parallel, name(), operation, L}, A, L, carried, formed)) return r;
+    return residue_of(parallel, A, L, odd);
+}
+
 void Transform::check_length(const char* function, u64 words) const {
     if (words <= convolution_words()) return;
     throw ConvolutionTooSmallException(function, "Convolution length is too small.", convolution_bits(),
@@ -74,17 +84,21 @@ struct Transform::Job {
 
 // run(T, skip, total, rest) does the product.
 template <class Run>
-void Transform::checked(const Job& job, Run&& run) const {
+u64 Transform::checked(const Job& job, Run&& run) const {
     const ParallelContext& parallel = job.parallel;
     const u64 W = convolution_words(), wanted = job.total > job.skip ? job.total - job.skip : 0;
-    if (wanted == 0) return run(job.T, job.skip, job.total, nullptr);
+    const auto unchecked = [&] {
+        run(job.T, job.skip, job.total, nullptr);
+        return goldilocks::of_words(parallel, job.T, wanted);
+    };
+    if (wanted == 0) return unchecked();
     const u64 n = job.a.length + job.b.length;
     const bool wraps = n > W && fold() != Fold::none;
     const bool by_odd = wraps && fold() == Fold::negacyclic;
     const bool all = job.skip == 0 && job.total >= n;  // T is the product
     // Nothing is known of a ring without a divisor.
     const bool known = by_odd ? bool(odd_modulus()) : !wraps || W % period_ == 0;
-    if (!known) return run(job.T, job.skip, job.total, nullptr);
+    if (!known) return unchecked();
 
     const CheckedProduct product{parallel, name(), job.operation, wanted};
     const RingResidue right = job.a.ring.times(job.b.ring);
@@ -122,8 +136,10 @@ void Transform::checked(const Job& job, Run&& run) const {
         }
         parallel.stage("product", job.T, wanted * sizeof(Word));
         bool right_one = false;
-        u64 digests[2];
+        u64 digests[2], fold = 0;
+        // The fold comes first, or from the same reading: what changes afterwards is seen by the comparison.
         if (by_odd) {
+            fold = goldilocks::of_words(parallel, job.T, wanted);
             // The window's own words stand for those in the spare place.
             if (whole != job.T) std::memcpy(whole + job.skip, job.T, wanted * sizeof(Word));
             digests[0] = odd_right;
@@ -131,7 +147,15 @@ void Transform::checked(const Job& job, Run&& run) const {
             right_one = odd_modulus().equal(digests[0], digests[1]);
         } else {
             RingResidue& found = rest.ring;
-            found.add(parallel, job.T, wanted, job.skip);
+            if (found.p == 3) {
+                RingResidue window;
+                window.add(parallel, job.T, wanted, 0);
+                fold = window.goldilocks();
+                found.add(window.rotated(64 * job.skip));
+            } else {
+                fold = goldilocks::of_words(parallel, job.T, wanted);
+                found.add(parallel, job.T, wanted, job.skip);
+            }
             if (whole != nullptr && whole != job.T) {
                 found.add(parallel, whole, job.skip, 0);
                 found.add(parallel, whole + job.total, W - job.total, job.total);
@@ -143,7 +167,7 @@ void Transform::checked(const Job& job, Run&& run) const {
         if (parallel.run != nullptr) parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
         if (right_one) {
             if (attempt != 0) product_was_corrected(product);
-            return;
+            return fold;
         }
         if (last) product_is_wrong(product, digests[0], digests[1]);
         look_at_operands();
@@ -151,11 +175,12 @@ void Transform::checked(const Job& job, Run&& run) const {
 }
 
 void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
-                        [[maybe_unused]] u64 carried) const {
+                        u64 carried) const {
     check_length(name(), L);
+    if (!is_checked() && carried == goldilocks::kNone) return do_forward(parallel, data, A, L, scratch);
+    const OperandResidue a = compared_residue(parallel, "transform", A, L, true, carried);
     if (!is_checked()) return do_forward(parallel, data, A, L, scratch);
-    OperandResidue* const kept =
-        new (static_cast<u8*>(data) + label_at_) OperandResidue(residue_of(parallel, A, L, true));
+    OperandResidue* const kept = new (static_cast<u8*>(data) + label_at_) OperandResidue(a);
     parallel.stage("operand", A, L * sizeof(Word));
     do_forward(parallel, data, A, L, scratch);
     parallel.stage("data", data, label_at_);
@@ -167,7 +192,7 @@ u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 t
     check_length(name(), total);
     if (!is_checked()) {
         do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
-        return goldilocks::kNone;
+        return goldilocks::of_words(parallel, T, total - skip);
     }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const Job job{parallel,
@@ -181,20 +206,21 @@ u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 t
                   nullptr,
                   work != X && work != Y,
                   spare};
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+    return checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_inverse(parallel, to, from, end, work, X, Y, scratch, rest);
     });
-    return goldilocks::kNone;
 }
 
 u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                              u64 LA, const Word* B, u64 LB, void* memory, [[maybe_unused]] u64 carried_a,
-                              [[maybe_unused]] u64 carried_b) const {
+                              u64 LA, const Word* B, u64 LB, void* memory, u64 carried_a,
+                              u64 carried_b) const {
     check_length(name(), LA);
     check_length(name(), LB);
     if (!is_checked()) {
+        if (carried_a != goldilocks::kNone) compared_residue(parallel, "product", A, LA, false, carried_a);
+        if (carried_b != goldilocks::kNone) compared_residue(parallel, "product", B, LB, false, carried_b);
         do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
-        return goldilocks::kNone;
+        return goldilocks::of_words(parallel, T, total - skip);
     }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
@@ -203,54 +229,55 @@ u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip
                   T,
                   skip,
                   total,
-                  residue_of(parallel, A, LA, wraps),
-                  residue_of(parallel, B, LB, wraps),
+                  compared_residue(parallel, "product", A, LA, wraps, carried_a),
+                  compared_residue(parallel, "product", B, LB, wraps, carried_b),
                   A,
                   B,
                   true,
                   spare};
     parallel.stage("operand", A, LA * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+    return checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_multiply_plain(parallel, to, from, end, A, LA, B, LB, memory, rest);
     });
-    return goldilocks::kNone;
 }
 
 u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                            u64 L, void* memory, [[maybe_unused]] u64 carried) const {
+                            u64 L, void* memory, u64 carried) const {
     check_length(name(), L);
     if (!is_checked()) {
+        if (carried != goldilocks::kNone) compared_residue(parallel, "square", A, L, false, carried);
         do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
-        return goldilocks::kNone;
+        return goldilocks::of_words(parallel, T, total - skip);
     }
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
-    const OperandResidue a = residue_of(parallel, A, L, 2 * L > convolution_words());
+    const OperandResidue a = compared_residue(parallel, "square", A, L, 2 * L > convolution_words(), carried);
     const Job job{parallel, "square", T, skip, total, a, a, A, nullptr, true, spare};
     parallel.stage("operand", A, L * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+    return checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_square_plain(parallel, to, from, end, A, L, memory, rest);
     });
-    return goldilocks::kNone;
 }
 
 u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                             u64 LA, const void* Y, void* work, void* scratch,
-                             [[maybe_unused]] u64 carried) const {
+                             u64 LA, const void* Y, void* work, void* scratch, u64 carried) const {
     check_length(name(), LA);
     if (!is_checked()) {
+        if (carried != goldilocks::kNone) {
+            compared_residue(parallel, "product by a kept transform", A, LA, false, carried);
+        }
         do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
-        return goldilocks::kNone;
+        return goldilocks::of_words(parallel, T, total - skip);
     }
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const OperandResidue b = label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3);
-    const OperandResidue a = residue_of(parallel, A, LA, LA + b.length > convolution_words());
+    const OperandResidue a = compared_residue(parallel, "product by a kept transform", A, LA,
+                                              LA + b.length > convolution_words(), carried);
     const Job job{parallel, "product by a kept transform", T, skip, total, a, b, A, nullptr, true, spare};
     parallel.stage("operand", A, LA * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+    return checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
         do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);
     });
-    return goldilocks::kNone;
 }
 
 void Transform::do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,

@@ -60,7 +60,7 @@ class Transform {
 
     // carried, carried_a, carried_b: the residues modulo 2^64 - 2^32 + 1 of the whole numbers A and B, where
     // they are known: compared with the words before anything is done with them. The products return that of
-    // the words T[0..total - skip); goldilocks::kNone where it was not formed.
+    // the words T[0..total - skip).
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution.
@@ -125,6 +125,8 @@ class Transform {
     virtual const OddModulus& odd_modulus() const;
 
     OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
+    OperandResidue compared_residue(const ParallelContext& parallel, const char* operation, const Word* A,
+                                    u64 L, bool odd, u64 carried) const;
 
     u64 convolution_bits_;
     u64 data_bytes_;
@@ -135,7 +137,7 @@ class Transform {
     struct Job;
     bool is_checked() const { return convolution_words() >= kCheckedWords; }
     template <class Run>
-    void checked(const Job& job, Run&& run) const;
+    u64 checked(const Job& job, Run&& run) const;
 
     u64 label_at_;  // offset of the operand's residue in the data
     u64 spare_bytes_;

@@ -54,6 +54,7 @@ struct Shape {
 struct Outcome {
     bool thrown = false;
     u64 corrected = 0, checked = 0;
+    u64 residue = 0;
     std::vector<Word> words;
 };
 
@@ -65,7 +66,7 @@ class Bench {
                     transform->plain_bytes() / 8 + 64);
     }
     Outcome run(Operation operation, const Shape& s, std::vector<Word> A, const std::vector<Word>& B,
-                ComputationStages& stages) {
+                ComputationStages& stages, Carried carried = {}) {
         RunMonitor monitor;
         monitor.stages = &stages;
         ParallelContext parallel = serial_context();
@@ -79,22 +80,25 @@ class Bench {
         try {
             switch (operation) {
                 case Operation::plain:
-                    transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA, B.data(), s.LB,
-                                              memory);
+                    o.residue = transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA,
+                                                          B.data(), s.LB, memory, carried.a, carried.b);
                     break;
                 case Operation::square:
-                    transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory);
+                    o.residue = transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory,
+                                                        carried.a);
                     break;
                 case Operation::held:
-                    transform->forward(parallel, y, B.data(), s.LB, scratch);
-                    transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y, work, scratch);
+                    transform->forward(parallel, y, B.data(), s.LB, scratch, carried.b);
+                    o.residue = transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y,
+                                                         work, scratch, carried.a);
                     break;
                 case Operation::transforms:
                 case Operation::in_place:
-                    transform->forward(parallel, x, A.data(), s.LA, scratch);
-                    transform->forward(parallel, y, B.data(), s.LB, scratch);
-                    transform->inverse(parallel, T, s.skip, s.total,
-                                       operation == Operation::in_place ? x : work, x, y, scratch);
+                    transform->forward(parallel, x, A.data(), s.LA, scratch, carried.a);
+                    transform->forward(parallel, y, B.data(), s.LB, scratch, carried.b);
+                    o.residue =
+                        transform->inverse(parallel, T, s.skip, s.total,
+                                           operation == Operation::in_place ? x : work, x, y, scratch);
                     break;
             }
         } catch (const AlgorithmFailedException&) {
@@ -192,6 +196,38 @@ TEST_P(ProductCheckTest, NoFlipComesOut) {
     RecordProperty("flips", static_cast<int>(flips));
     RecordProperty("corrected", static_cast<int>(corrected));
     RecordProperty("thrown", static_cast<int>(thrown));
+}
+
+// The residue that comes back is that of the words, and the ones that operands carry are compared, in long
+// rings and in short ones.
+TEST_P(ProductCheckTest, ResiduesComeBackAndAreCompared) {
+    const std::string name = GetParam();
+    const MultiplyAlgorithm& algorithm = algorithm_called(name);
+    for (const u64 words : {largest_words(name), u64(90)}) {
+        Bench bench(algorithm, words);
+        for (const Shape& s : shapes_of(algorithm, words, true)) {
+            for (const Operation operation : kOperations) {
+                const bool square = operation == Operation::square;
+                if (square && s.LA != s.LB) continue;
+                SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)) +
+                             " of " + std::to_string(words));
+                std::vector<Word> A = kalvor_test::operand(Kind::random, s.LA, 1),
+                                  B = kalvor_test::operand(Kind::random, s.LB, 2);
+                const Carried carried{goldilocks::of_words(A.data(), s.LA),
+                                      goldilocks::of_words(B.data(), s.LB)};
+                OneFlip none;
+                const Outcome o = bench.run(operation, s, A, B, none, carried);
+                ASSERT_FALSE(o.thrown);
+                ASSERT_EQ(o.residue, goldilocks::of_words(o.words.data(), o.words.size()));
+                A[s.LA / 2] ^= 1u << 7;
+                ASSERT_TRUE(bench.run(operation, s, A, B, none, carried).thrown);
+                A[s.LA / 2] ^= 1u << 7;
+                if (square) continue;
+                B[s.LB / 3] ^= 1u << 9;
+                ASSERT_TRUE(bench.run(operation, s, A, B, none, carried).thrown);
+            }
+        }
+    }
 }
 
 // Changes a bit of every so many-th look at the words of a product.

@@ -23,6 +23,7 @@ class Number {
         value.L = words.size();
         value.exp = exp;
         value.sign = sign;
+        value.seal(serial_context());
     }
     Number(const Number&) = delete;
     Number& operator=(const Number&) = delete;
