@@ -13,7 +13,7 @@
 #include "arith/exact/basic_int.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
-#include "arith/residue/goldilocks.h"
+#include "arith/residue/carried.h"
 #include "os/types.h"
 
 namespace trel {
@@ -69,9 +69,11 @@ class ExactFloat {
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
 
-    // What the carried residue says of the words alone, without sign and exponent.
-    u64 words_residue() const {
-        return goldilocks::times_words(sign ? residue : goldilocks::neg(residue), -exp);
+    // What the carried residue says of the words alone, without sign and exponent, for the product that reads
+    // them. Inside an operation that checks its own results: goldilocks::kNone.
+    u64 words_residue(const ParallelContext& parallel) const {
+        if (parallel.inner_unchecked) return goldilocks::kNone;
+        return carried::unplaced(residue, exp, sign);
     }
     // The residue of the words actually stored (not the carried one).
     u64 computed_residue(const ParallelContext& parallel = serial_context()) const;
