@@ -126,8 +126,7 @@ void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, co
             mul_basecase(T, B.T, B.L, A.T, A.L);
         }
     } else {
-        multiply_full(context, T, A.T, A.L, B.T, B.L,
-                      {A.words_residue(context.parallel), B.words_residue(context.parallel)});
+        multiply_full(context, T, A.T, A.L, B.T, B.L, {A.words_residue(), B.words_residue()});
     }
     exp = A.exp + B.exp;
     L = n - (T[n - 1] == 0);

@@ -69,12 +69,9 @@ class ExactFloat {
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
 
-    // What the carried residue says of the words alone, without sign and exponent, for the product that reads
-    // them. Inside an operation that checks its own results: goldilocks::kNone.
-    u64 words_residue(const ParallelContext& parallel) const {
-        if (parallel.inner_unchecked) return goldilocks::kNone;
-        return carried::unplaced(residue, exp, sign);
-    }
+    // What the carried residue says of the words alone, without sign and exponent: for the product that reads
+    // them.
+    u64 words_residue() const { return carried::unplaced(residue, exp, sign); }
     // The residue of the words actually stored (not the carried one).
     u64 computed_residue(const ParallelContext& parallel = serial_context()) const;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arith/fft/fft_moduli.h"
 #include "arith/fft/fft_parameters.h"
 #include "arith/fft/fft_tables.h"
 #include "arith/fft/fft_transform.h"
@@ -85,13 +86,29 @@ void unfold(const MultiplyContext& context, Word* T, const ShortRecord& r, i64 c
 // The number of points never falls along the table, so the record of a size needs the most memory of all that
 // smaller sizes reach.
 MultiplySizes FftAlgorithm::sizes(u64 words) const {
-    const FftParameters& parameters = parameters_for(words);
+    const FftParameters& parameters = parameters_for(wrapped_words(words));
     MultiplySizes s;
     s.output = round_up_64(8 * words);
     s.transform_data = round_up_64(parameters.points() * sizeof(double)) + Transform::kLabelBytes;
     s.transform_scratch = round_up_64(parameters.capacity() / 8);
     s.scratch = 2 * s.transform_data + s.transform_scratch;  // plain_bytes() of the transform
     return s;
+}
+
+// Lengths with three or five times a power of two points whose divisor misses errors of some branches, as far
+// as runs use them (up to kShortProductWords), and all without a divisor. Below kTrustedWords the step to the
+// next length would cost more than such small products are worth.
+u64 FftAlgorithm::wrapped_words(u64 words) const {
+    constexpr u64 kTrustedWords = 512;
+    const std::span<const FftParameters> table = fft_parameter_table();
+    const FftParameters* record = &parameters_for(words);
+    const auto is_refused = [](const FftParameters& r) {
+        const u64 W = r.capacity() / 64;
+        return !fft_modulus(r) || (W >= kTrustedWords && W <= kShortProductWords && !fft_modulus_is_good(r));
+    };
+    if (!is_refused(*record)) return words;
+    while (is_refused(*record) && record != &table.back()) record++;
+    return record->capacity() / 64;
 }
 
 void FftAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
@@ -105,7 +122,7 @@ u64 FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u6
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    const auto run = [&](RingResidue&) {
+    const auto run = [&](RingResidue*) {
         const i64 c = transform.unchecked_all(parallel, T, A, L, nullptr, 0, x, nullptr);
         unfold(context, T, r, c, A, L, A, L);
     };
@@ -124,7 +141,7 @@ u64 FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u6
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    const auto run = [&](RingResidue&) {
+    const auto run = [&](RingResidue*) {
         const i64 c = transform.unchecked_all(parallel, T, A, LA, B, LB, x, y);
         unfold(context, T, r, c, A, LA, B, LB);
     };

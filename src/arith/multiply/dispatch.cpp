@@ -1,10 +1,13 @@
 #include "arith/multiply/dispatch.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 #include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/floating_point_control.h"
 #include "arith/multiply/multiply_algorithm.h"
+#include "arith/multiply/product_check.h"
 
 namespace trel {
 namespace {
@@ -49,14 +52,36 @@ CutProduct cut(const ParallelContext& parallel, u64 skip, u64 total, Factor A, F
     return {skip, total, A.cut(parallel, low_a, total), B.cut(parallel, low_b, total)};
 }
 
+// product(algorithm) with the algorithm of that size. A product that the algorithm has done wrong twice is
+// done by the next lower one.
+template <class Product>
+auto with_lower(const MultiplyContext& context, const char* operation, u64 words, Product&& product) {
+    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
+    try {
+        return product(algorithm);
+    } catch (const WronglyRounded&) {
+        throw;
+    } catch (const OperandDamaged&) {
+        throw;
+    } catch (const ConvolutionFailedException& error) {
+        const MultiplyAlgorithm* const lower = basic_table64().below(words, context.scratch.size());
+        if (lower == nullptr) throw;
+        const auto result = product(*lower);
+        const std::string failed = "an algorithm below " + error.function;
+        product_was_corrected({context.parallel, failed.c_str(), operation, words});
+        return result;
+    }
+}
+
 }  // namespace
 
 u64 multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
                   Carried carried) {
     context.parallel.poll();
-    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(LA + LB);
-    return A == B && LA == LB ? algorithm.sqr(context, T, A, LA, carried.a)
-                              : algorithm.mul(context, T, A, LA, B, LB, carried);
+    return with_lower(context, "product", LA + LB, [&](const MultiplyAlgorithm& algorithm) {
+        return A == B && LA == LB ? algorithm.sqr(context, T, A, LA, carried.a)
+                                  : algorithm.mul(context, T, A, LA, B, LB, carried);
+    });
 }
 
 u64 square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
@@ -67,7 +92,9 @@ u64 square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 tota
     skip -= 2 * low;
     total -= 2 * low;
     const Factor a = Factor{A, L, carried}.cut(context.parallel, low, total);
-    return basic_table64().get_algorithm(2 * a.L).sqr_skip(context, T, skip, total, a.words, a.L, a.carried);
+    return with_lower(context, "square", 2 * a.L, [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.sqr_skip(context, T, skip, total, a.words, a.L, a.carried);
+    });
 }
 
 u64 multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
@@ -76,8 +103,10 @@ u64 multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 to
     if (A == B && LA == LB) return square_truncated(context, T, skip, total, A, LA, carried.a);
     context.parallel.poll();
     const CutProduct c = cut(context.parallel, skip, total, {A, LA, carried.a}, {B, LB, carried.b});
-    return basic_table64().get_algorithm(c.size()).mul_skip(context, T, c.skip, c.total, c.A.words, c.A.L,
-                                                            c.B.words, c.B.L, c.carried());
+    return with_lower(context, "product", c.size(), [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.mul_skip(context, T, c.skip, c.total, c.A.words, c.A.L, c.B.words, c.B.L,
+                                  c.carried());
+    });
 }
 
 int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
@@ -88,13 +117,17 @@ int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, 
     }
     context.parallel.poll();
     const CutProduct c = cut(context.parallel, skip, total, {A, LA, carried.a}, {B, LB, carried.b});
-    return basic_table64().get_algorithm(c.size()).mul_skip_transform(
-        context, T, c.skip, c.total, c.A.words, c.A.L, c.B.words, c.B.L, c.carried(), residue);
+    return with_lower(context, "product", c.size(), [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.mul_skip_transform(context, T, c.skip, c.total, c.A.words, c.A.L, c.B.words, c.B.L,
+                                            c.carried(), residue);
+    });
 }
 
-void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) {
+void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context, Wraps wraps) {
     context.parallel.poll();
-    basic_table64().get_algorithm(words).make_transform(holder, words, context);
+    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
+    const u64 asked = wraps == Wraps::may ? algorithm.wrapped_words(words) : words;
+    algorithm.make_transform(holder, asked, context);
 }
 
 u64 multiply_scratch_bytes(u64 words) {

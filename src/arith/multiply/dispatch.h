@@ -3,7 +3,8 @@
 // words). Each polls the run's stop flag first and may throw RunStopped.
 //
 // All return the residue modulo 2^64 - 2^32 + 1 of the words that they write, and compare those that the
-// operands carry, of all their words, with what they read.
+// operands carry, of all their words, with what they read. A product that is wrong twice is done by the next
+// lower algorithm that the scratch memory allows.
 #pragma once
 
 #include "arith/multiply/multiply_context.h"
@@ -25,8 +26,10 @@ u64 multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 to
 // nullptr, or where that of T goes.
 int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
                              u64 LA, const Word* B, u64 LB, Carried carried = {}, u64* residue = nullptr);
-// A transform for a product of `words` words.
-void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context);
+// A transform for a product of `words` words. Wraps::may: products may be longer than the convolution.
+enum class Wraps { never, may };
+void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context,
+                    Wraps wraps = Wraps::may);
 // Scratch bytes of the truncated and full entries for a product of `words` words.
 u64 multiply_scratch_bytes(u64 words);
 

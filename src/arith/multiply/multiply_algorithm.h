@@ -60,6 +60,10 @@ class MultiplyAlgorithm {
                                    const Word* A, u64 LA, const Word* B, u64 LB, Carried carried = {},
                                    u64* residue = nullptr) const;
 
+    // The words to ask make_transform() for when products are to wrap around it: `words`, or more where that
+    // ring has no divisor by which a product could be checked.
+    virtual u64 wrapped_words(u64 words) const { return words; }
+
     // Whether the carry that a transform may drop out of its top point reaches no further than the lowest
     // word of what folds, so that a window of a folded product that begins one word higher is right to a few
     // units of its lowest word. False where carries are a point long, or when nothing is known.

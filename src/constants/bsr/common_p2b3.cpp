@@ -66,7 +66,7 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
     const u64 n = R1.L + P2.L;
     if (KeptTransform::fits(context, n, 0)) {
         TransformHolder shorter;
-        make_transform(shorter, R1.L + R2.L, context);
+        make_transform(shorter, R1.L + R2.L, context, Wraps::never);
         KeptTransform transform(context, n);
         // Two transforms more of the common length, or three of the own.
         if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
