@@ -81,8 +81,8 @@ void normalize_difference(BigFloat& T, const ParallelContext& parallel) {
     }
 }
 
-// Of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) / divisor, the
-// remainder with the dividend's sign.
+// Of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) / divisor,
+// the remainder with the dividend's sign.
 u64 quotient_residue(u64 dividend, Word remainder, i64 exp, bool sign, Word divisor) {
     if (!carried::known(dividend)) return carried::kNone;
     const u64 exact = carried::sub(dividend, carried::of_word(remainder, exp, sign));
@@ -244,7 +244,8 @@ void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& 
     const i64 bottom = std::max(top - static_cast<i64>(p + 1), std::min(A.exp, B.exp));
     const u64 length = static_cast<u64>(top - bottom);
     start_result(*this, length + 1, function);
-    const u64 r = carried::add(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
+    const u64 r =
+        carried::add(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
     L = length;
     exp = bottom;
     sign = true;
@@ -267,7 +268,8 @@ void BigFloat::set_usub(u64 p, const ParallelContext& parallel, const BigFloat& 
     const i64 bottom = std::max(top - static_cast<i64>(p + 1), lowest);
     const u64 length = static_cast<u64>(top - bottom);
     start_result(*this, length, function);
-    const u64 r = carried::sub(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
+    const u64 r =
+        carried::sub(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
     L = length;
     exp = bottom;
     sign = true;

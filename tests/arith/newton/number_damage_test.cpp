@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "arith/newton/agm.h"
+#include "arith/newton/coupled_root.h"
 #include "arith/newton/division.h"
 #include "arith/newton/invsqrt.h"
 #include "arith/newton/invsqrt_word.h"
@@ -10,7 +11,6 @@
 #include "arith/newton/power.h"
 #include "arith/newton/power_word.h"
 #include "arith/newton/reciprocal.h"
-#include "arith/newton/coupled_root.h"
 #include "newton_test_support.h"
 #include "support/effort.h"
 #include "support/one_changed_number.h"
@@ -65,6 +65,7 @@ void expect_found_or_harmless(const Computation& c, u64 most, std::mt19937_64& r
     OneChangedNumber counter;
     const Outcome right = outcome(c, counter);
     ASSERT_FALSE(right.found) << c.name;
+    ASSERT_GT(counter.count, 3u) << c.name;
     u64 found = 0, changed = 0;
     for (u64 i = 0; i < counter.count; i++) {
         if (i + most / 2 < counter.count && rng() % counter.count >= most) continue;
@@ -72,9 +73,10 @@ void expect_found_or_harmless(const Computation& c, u64 most, std::mt19937_64& r
         const Outcome now = outcome(c, change);
         changed++;
         found += now.found;
-        ASSERT_TRUE(now.found || agree(right, now, c.p)) << c.name << ", number " << i << " of " << counter.count;
+        ASSERT_TRUE(now.found || agree(right, now, c.p))
+            << c.name << ", number " << i << " of " << counter.count;
     }
-    EXPECT_GE(10 * found, 6 * changed) << c.name << ": " << found << " of " << changed;
+    EXPECT_GE(20 * found, 19 * changed) << c.name << ": " << found << " of " << changed;
 }
 
 // Operands of each run are made anew, because the change may meet them.
@@ -83,7 +85,8 @@ Computation division(u64 p, DivisionTransforms transforms) {
     return {"division", p, [=] { return Workspace(plan->result, plan->temporaries, plan->products.bytes); },
             [=](Workspace& w) {
                 std::mt19937_64 rng(91);
-                const Number A(make_words(Shape::random, p + 2, rng)), B(make_words(Shape::random, p + 1, rng), 3);
+                const Number A(make_words(Shape::random, p + 2, rng)),
+                    B(make_words(Shape::random, p + 1, rng), 3);
                 Division_BigFloatR::run(*plan, w.context, null_status(), w.T, A.value, B.value, w.buffer());
             }};
 }
