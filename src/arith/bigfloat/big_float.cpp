@@ -81,8 +81,8 @@ void normalize_difference(BigFloat& T, const ParallelContext& parallel) {
     }
 }
 
-// Of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) / divisor, the
-// remainder with the dividend's sign.
+// Of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) / divisor,
+// the remainder with the dividend's sign.
 u64 quotient_residue(u64 dividend, Word remainder, i64 exp, bool sign, Word divisor) {
     if (!carried::known(dividend)) return carried::kNone;
     const u64 exact = carried::sub(dividend, carried::of_word(remainder, exp, sign));
@@ -126,21 +126,22 @@ ProductOperands product_operands(const ParallelContext& parallel, const char* op
     return o;
 }
 
+// What the operands carry, of their words alone.
+Carried carried_by(const ProductOperands& o) {
+    return {carried::unplaced(o.A.residue, o.A.exp, o.A.sign),
+            carried::unplaced(o.B.residue, o.B.exp, o.B.sign)};
+}
+
 // The place of a product whose kept words stand in T.T, and its residue. Of a whole product that follows from
-// the operands', which are compared when T is read. Of a truncated one it is that of the words, which the
-// product's own check has seen; so the operands are compared here, after they were read.
+// the operands'; of a truncated one it is that of the words, which the product's own check has seen.
 void finish_product(const ParallelContext& parallel, const char* operation, BigFloat& T,
-                    const ProductOperands& o) {
+                    const ProductOperands& o, u64 words_residue) {
     T.sign = o.A.sign == o.B.sign;
     T.exp = o.A.exp + o.B.exp + static_cast<i64>(o.dropped);
     T.L = T.T[o.kept - 1] == 0 ? o.kept - 1 : o.kept;
-    if (o.dropped == 0) {
-        T.residue = carried::mul(o.A.residue, o.B.residue);
-    } else {
-        T.seal(parallel);
-        o.A.verify(parallel, "a factor");
-        if (o.B.T != o.A.T || o.B.L != o.A.L) o.B.verify(parallel, "a factor");
-    }
+    T.residue = o.dropped == 0 ? carried::mul(o.A.residue, o.B.residue) : carried::kNone;
+    if (!carried::known(T.residue)) T.residue = carried::placed(words_residue, T.exp, T.sign);
+    if (!carried::known(T.residue)) T.seal(parallel);
     hand_over(operation, T);
 }
 
@@ -243,7 +244,8 @@ void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& 
     const i64 bottom = std::max(top - static_cast<i64>(p + 1), std::min(A.exp, B.exp));
     const u64 length = static_cast<u64>(top - bottom);
     start_result(*this, length + 1, function);
-    const u64 r = carried::add(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
+    const u64 r =
+        carried::add(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
     L = length;
     exp = bottom;
     sign = true;
@@ -266,7 +268,8 @@ void BigFloat::set_usub(u64 p, const ParallelContext& parallel, const BigFloat& 
     const i64 bottom = std::max(top - static_cast<i64>(p + 1), lowest);
     const u64 length = static_cast<u64>(top - bottom);
     start_result(*this, length, function);
-    const u64 r = carried::sub(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
+    const u64 r =
+        carried::sub(magnitude_residue(parallel, A, bottom), magnitude_residue(parallel, B, bottom));
     L = length;
     exp = bottom;
     sign = true;
@@ -382,6 +385,7 @@ void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A,
     const ProductOperands o = product_operands(context.parallel, function, p, A, B);
     start_result(*this, o.kept, function);
     const u64 shorter = std::min(o.A.L, o.B.L);
+    u64 found = carried::kNone;
     if (o.dropped == 0 && shorter < kBasecaseWords) {
         if (o.n == 2) {
             multiply_word_by_word(T, o.A.T[0], o.B.T[0]);
@@ -391,9 +395,9 @@ void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A,
             mul_basecase(T, o.B.T, o.B.L, o.A.T, o.A.L);
         }
     } else {
-        multiply_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
+        found = multiply_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L, carried_by(o));
     }
-    finish_product(context.parallel, function, *this, o);
+    finish_product(context.parallel, function, *this, o, found);
 }
 
 void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A) {
@@ -401,6 +405,7 @@ void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A)
     constexpr const char* function = "BigFloat::set_sqr()";
     const ProductOperands o = product_operands(context.parallel, function, p, A, A);
     start_result(*this, o.kept, function);
+    u64 found = carried::kNone;
     if (o.dropped == 0 && o.A.L < kBasecaseWords) {
         if (o.n == 2) {
             multiply_word_by_word(T, o.A.T[0], o.A.T[0]);
@@ -408,9 +413,9 @@ void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A)
             sqr_basecase(T, o.A.T, o.A.L);
         }
     } else {
-        square_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L);
+        found = square_truncated(context, T, o.dropped, o.n, o.A.T, o.A.L, carried_by(o).a);
     }
-    finish_product(context.parallel, function, *this, o);
+    finish_product(context.parallel, function, *this, o, found);
 }
 
 int BigFloat::set_mul_small(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B) {
@@ -421,8 +426,10 @@ int BigFloat::set_mul_small(u64 p, const MultiplyContext& context, const BigFloa
     constexpr const char* function = "BigFloat::set_mul_small()";
     const ProductOperands o = product_operands(context.parallel, function, p, A, B);
     start_result(*this, o.kept, function);
-    const int status = multiply_truncated_small(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L);
-    finish_product(context.parallel, function, *this, o);
+    u64 found = carried::kNone;
+    const int status = multiply_truncated_small(context, T, o.dropped, o.n, o.A.T, o.A.L, o.B.T, o.B.L,
+                                                carried_by(o), &found);
+    finish_product(context.parallel, function, *this, o, found);
     return status;
 }
 

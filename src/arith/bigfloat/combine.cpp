@@ -22,8 +22,8 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
     take_up(parallel, function, A);
     take_up(parallel, function, B);
     const u64 added = carried::sub(B.residue, B.residue_between(parallel, B.exp, A.exp));
-    const u64 residue = (A.sign == B.sign) != subtract ? carried::add(A.residue, added)
-                                                      : carried::sub(A.residue, added);
+    const u64 residue =
+        (A.sign == B.sign) != subtract ? carried::add(A.residue, added) : carried::sub(A.residue, added);
     Word* T = A.T + (begin - A.exp);
     const PlacedWords a{A.T, A.L, A.exp}, b{B.T, B.L, B.exp};
     if (subtract) {

@@ -1,9 +1,9 @@
 // What every operation does with the numbers that it reads and writes. Tests may change a number where an
 // operation takes it up ("number" of ComputationStages).
 //
-// With KALVOR_CHECK_NUMBERS, a build for tests, every number is compared with the residue that it carries when
-// an operation reads it and when one has written it. An operation whose rule for the residue is wrong in a
-// rare branch shows there at once, and not as a false alarm in a long run.
+// With KALVOR_CHECK_NUMBERS, a build for tests, every number is compared with the residue that it carries
+// when an operation reads it and when one has written it. An operation whose rule for the residue is wrong in
+// a rare branch shows there at once, and not as a false alarm in a long run.
 #pragma once
 
 #include "arith/bigfloat/big_float.h"

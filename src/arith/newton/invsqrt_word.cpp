@@ -55,7 +55,8 @@ void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, Wor
         kIteration, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, w, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_word_step(context, status, t, w, x.kept(context.parallel, newton::used_estimate_words(level)), level,
+            newton::invsqrt_word_step(context, status, t, w,
+                                      x.kept(context.parallel, newton::used_estimate_words(level)), level,
                                       rest);
             status.work().add(newton::step_work(level));
         },

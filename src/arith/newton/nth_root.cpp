@@ -140,7 +140,8 @@ void run_windowed(const char* function, WindowStep step, const InvNthRootPlan& p
             run_basic(names, context, t, a, n, level, rest);
         },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            step(context, status, t, a, n, x.kept(context.parallel, newton::nth_root_previous(level) + 2), level, rest);
+            step(context, status, t, a, n, x.kept(context.parallel, newton::nth_root_previous(level) + 2),
+                 level, rest);
         },
         newton::rest_of);
 }

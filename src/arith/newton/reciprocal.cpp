@@ -61,7 +61,8 @@ void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, con
         kIteration, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, A, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::reciprocal_step(context, status, t, A, x.kept(context.parallel, newton::used_estimate_words(level)), level,
+            newton::reciprocal_step(context, status, t, A,
+                                    x.kept(context.parallel, newton::used_estimate_words(level)), level,
                                     rest);
             status.work().add(newton::step_work(level));
         },

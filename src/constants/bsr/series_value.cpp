@@ -22,8 +22,8 @@ double SeriesValuePlan::work() const {
 void SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                           BigFloat& x) const {
     status.work().enter("division");
-    P.verify(context.parallel, "the numerator of the series' sum");
-    Q.verify(context.parallel, "the denominator of the series' sum");
+    P.verify(context.parallel, "the sum's numerator");
+    Q.verify(context.parallel, "the sum's denominator");
     AlignedBufferC memory = context.scratch;
     BigFloat N = carve<BigFloat>(memory, numerator_words_);
     {
