@@ -173,7 +173,7 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
 
 // P of a range grows by Q's words or R's, which are more than its own in some rows.
 TEST(BuiltInSeriesTest, LeavesAndMergesFarOut) {
-    constexpr Word kGuard = 0x5555aaaa5555aaaa;
+    static constexpr Word kGuard = 0x5555aaaa5555aaaa;
     for_each_series([](const BuiltInSeries& row, Definition, bool) {
         const RowSeries series(row);
         std::vector<u64> ends;
@@ -197,7 +197,7 @@ TEST(BuiltInSeriesTest, LeavesAndMergesFarOut) {
                 SCOPED_TRACE(testing::Message() << row.name << " " << a << " + " << n);
                 using Family = BinarySplitting::CommonP2B3::Family;
                 const BinarySplitting::BSR_BlockB<Family> plan(series, {a, a + n, 100, 100}, false, true, 1);
-                Scratch results(total_words(plan.capacities()) * sizeof(Word)), stack(plan.needs().bytes);
+                Scratch results(BinarySplitting::total_words(plan.capacities()) * sizeof(Word)), stack(plan.needs().bytes);
                 trel::AlignedBufferC memory = results.view();
                 auto range = BinarySplitting::carve_range<trel::ExactFloat>(memory, plan.capacities());
                 const trel::MultiplyContext context{trel::serial_context(), stack.view(), nullptr};
