@@ -58,7 +58,8 @@ MultiplySizes FoldAlgorithm::sizes(u64 words) const {
     const FoldTransform transform(fold_, words);
     MultiplySizes sizes;
     sizes.output = round_up_64(8 * words);
-    sizes.transform_data = transform.data_bytes();
+    // A shorter ring may have the longer label.
+    sizes.transform_data = round_up_64(8 * words) + Transform::kLongLabelBytes;
     sizes.transform_scratch = transform.scratch_bytes();
     sizes.scratch = 2 * sizes.transform_data + sizes.transform_scratch;
     return sizes;

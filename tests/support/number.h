@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "os/types.h"
 
 namespace kalvor_test {
@@ -34,10 +34,8 @@ class NumberOf {
             value.exp = exp;
             value.sign = sign;
         }
-        if constexpr (requires { value.computed_residue(); }) {
-            value.residue = value.computed_residue();
-        } else if constexpr (requires { value.residue; }) {
-            value.residue = trel::m61::hash_words(value.T, value.L);
+        if constexpr (requires { value.residue; }) {
+            value.residue = trel::goldilocks::of_words(value.T, value.L, exp, sign);
         }
     }
     NumberOf(std::initializer_list<trel::Word> w, trel::i64 exp = 0, bool sign = true)

@@ -46,9 +46,15 @@ class BigFloat {
     u64 computed_residue(const ParallelContext& parallel) const;
     // Takes it as the number's.
     void seal(const ParallelContext& parallel) { residue = computed_residue(parallel); }
+    // The same of the words at the positions [low, high) alone.
+    u64 residue_between(const ParallelContext& parallel, i64 low, i64 high) const;
     // Compares it with the number's and counts a number that was looked at; AlgorithmFailedException "A
     // number was damaged in memory: <name>, <L> words." with both. Nothing where the number's is not known.
     void verify(const ParallelContext& parallel, const char* name) const;
+
+    // Give the number another sign, or another place (times 2^(64 words)).
+    void set_sign(bool positive);
+    void move(i64 words);
 
     // The word at a position; 0 outside.
     Word word_at(i64 position) const { return position >= exp && position < mag() ? T[position - exp] : 0; }
@@ -76,8 +82,14 @@ class BigFloat {
     void purturb_up(u64 k);
     // Fatal when L > 0 and the top word is zero
     void check_normalization() const;
-    // A view of the top n words (all of them when n >= L), same buffer; for reading
+    // A view of the top n words (all of them when n >= L), same buffer; for reading. Nothing is known of the
+    // residue of words that were cut.
     BigFloat top(u64 n) const;
+    // The same with its residue, for which the words that are cut off are read.
+    BigFloat kept(const ParallelContext& parallel, u64 n) const;
+    // For operands that are read in part again and again: with its residue if no more words are cut off than
+    // stay.
+    BigFloat kept_if_cheap(const ParallelContext& parallel, u64 n) const;
     // The debug dump, by lines: sign, mag, exp, L, buffer_size and the top 10 words
     std::vector<std::string> dump() const;
 };

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <string>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/kernels/word_array.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -22,6 +24,11 @@ bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
     return bp_overlap(T.buffer, m, A.T, A.L);
 }
 
+// Of its words alone, as the transforms see them.
+u64 words_residue(const BigFloat& A) {
+    return carried::unplaced(A.residue, A.exp, A.sign);
+}
+
 }  // namespace
 
 void BigFloatTransformR::place(const BigFloat& A) {
@@ -31,8 +38,9 @@ void BigFloatTransformR::place(const BigFloat& A) {
     sign_ = A.sign;
 }
 
-BigFloat BigFloatTransformR::operand(const BigFloat& A, u64 p) const {
-    const BigFloat cut = A.top(p + 2);
+BigFloat BigFloatTransformR::operand(const ParallelContext& parallel, const BigFloat& A, u64 p) const {
+    take_up(parallel, "BigFloatTransformR::forward()", A);
+    const BigFloat cut = A.kept_if_cheap(parallel, p + 2);
     if (cut.L > transform_.convolution_words()) {
         throw TransformTooSmallException("BigFloatTransformR::forward()", "Transform length is too small.");
     }
@@ -42,9 +50,10 @@ BigFloat BigFloatTransformR::operand(const BigFloat& A, u64 p) const {
 void BigFloatTransformR::forward(const MultiplyContext& context, const BigFloat& A, u64 p) {
     held_ = false;
     if (A.L == 0) return place(BigFloat());
-    const BigFloat cut = operand(A, p);
+    const BigFloat cut = operand(context.parallel, A, p);
     AlignedBufferC memory = context.scratch;
-    transform_.forward(context.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get());
+    transform_.forward(context.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get(),
+                       words_residue(cut));
     place(cut);
 }
 
@@ -80,7 +89,7 @@ void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, c
                                  bool sign, const char* function, Make&& make) {
     if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
     T.T = T.buffer;
-    make(T.T);
+    const u64 found = make(T.T);
     T.exp = window.b;
     T.sign = sign;
     T.L = bp_nonzero_length(T.T, window.m, parallel);
@@ -88,13 +97,16 @@ void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, c
         T.exp = 0;
         T.sign = true;
     }
+    T.residue = carried::placed(found, T.exp, T.sign);
+    if (!carried::known(found)) T.seal(parallel);
+    hand_over(function, T);
 }
 
 void BigFloatTransformR::inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign,
                                  void* work, const void* X, const void* Y, void* scratch,
                                  const char* function) const {
     produce(context.parallel, T, window, sign, function, [&](Word* words) {
-        transform_.inverse(context.parallel, words, window.skip, window.total, work, X, Y, scratch);
+        return transform_.inverse(context.parallel, words, window.skip, window.total, work, X, Y, scratch);
     });
 }
 
@@ -103,19 +115,20 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, co
     constexpr const char* function = "BigFloatTransformR::sqr_r_x()";
     held_ = false;
     if (A.L == 0) return T.clear();
-    const BigFloat a = operand(A, p);
+    const BigFloat a = operand(context.parallel, A, p);
     const Window window = params(ie - kGuardWords, te, 2 * a.exp, 2 * a.L);
     if (window.empty) return T.clear();
     if (!overlap(T, window.m, a)) {
         AlignedBufferC memory = context.scratch;
         void* const work = memory.spawn(scratch_bytes()).get();
         produce(context.parallel, T, window, true, function, [&](Word* words) {
-            transform_.square_plain(context.parallel, words, window.skip, window.total, a.T, a.L, work);
+            return transform_.square_plain(context.parallel, words, window.skip, window.total, a.T, a.L, work,
+                                           words_residue(a));
         });
         return;
     }
     const TransformMemory memory(transform_, context.scratch);
-    transform_.forward(context.parallel, memory.data, a.T, a.L, memory.scratch);
+    transform_.forward(context.parallel, memory.data, a.T, a.L, memory.scratch, words_residue(a));
     inverse(context, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
 }
 
@@ -124,8 +137,8 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, 
     constexpr const char* function = "BigFloatTransformR::mul_rr_xx()";
     held_ = false;
     if (A.L == 0 || B.L == 0) return T.clear();
-    const BigFloat a = operand(A, pA);
-    const BigFloat b = operand(B, pB);
+    const BigFloat a = operand(context.parallel, A, pA);
+    const BigFloat b = operand(context.parallel, B, pB);
     const Window window = params(ie - kGuardWords, te, a.exp + b.exp, a.L + b.L);
     if (window.empty) return T.clear();
     const bool sign = a.sign == b.sign;
@@ -135,15 +148,15 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, 
         AlignedBufferC memory = context.scratch;
         void* const work = memory.spawn(transform_.plain_bytes()).get();
         produce(context.parallel, T, window, sign, function, [&](Word* words) {
-            transform_.multiply_plain(context.parallel, words, window.skip, window.total, a.T, a.L, b.T, b.L,
-                                      work);
+            return transform_.multiply_plain(context.parallel, words, window.skip, window.total, a.T, a.L,
+                                             b.T, b.L, work, words_residue(a), words_residue(b));
         });
         return;
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const TransformMemory memory(transform_, context.scratch);
-    transform_.forward(context.parallel, data_, a.T, a.L, memory.scratch);
-    transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch);
+    transform_.forward(context.parallel, data_, a.T, a.L, memory.scratch, words_residue(a));
+    transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
     inverse(context, T, window, sign, data_, data_, memory.data, memory.scratch, function);
 }
 
@@ -167,19 +180,19 @@ void BigFloatTransformR::mul_rf_xf(const MultiplyContext& context, BigFloat& T, 
 void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B,
                                            u64 p, i64 ie, i64 te, const char* function) {
     if (L_ == 0 || B.L == 0) return T.clear();
-    const BigFloat b = operand(B, p);
+    const BigFloat b = operand(context.parallel, B, p);
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
     if (window.empty) return T.clear();
     const TransformMemory memory(transform_, context.scratch);
     if (overlap(T, window.m, b)) {
-        transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch);
+        transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
         inverse(context, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch,
                 function);
         return;
     }
     produce(context.parallel, T, window, sign_ == b.sign, function, [&](Word* words) {
-        transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L, data_,
-                                 memory.data, memory.scratch);
+        return transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L, data_,
+                                        memory.data, memory.scratch, words_residue(b));
     });
 }
 
@@ -209,6 +222,8 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     const TransformMemory memory(transform_, context.scratch);
     inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
     const ParallelContext& parallel = context.parallel;
+    // The products that read B next compare it; here its words are read in part.
+    take_up(parallel, function, B);
     const PlacedWords square{T.T, window.m, ie};
     bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, parallel);
     const PlacedWords above{B.T, B.L, B.exp - W};
@@ -217,6 +232,8 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     T.exp = ie;
     T.L = bp_nonzero_length(T.T, window.m, parallel);
     if (T.L == 0) T.exp = 0;
+    T.seal(parallel);
+    hand_over(function, T);
 }
 
 void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& T, BigFloatTransformR& other,

@@ -83,11 +83,12 @@ class BigFloatTransformR {
 
   private:
     // A's top p + 2 words; TransformTooSmallException when they exceed the convolution.
-    BigFloat operand(const BigFloat& A, u64 p) const;
+    BigFloat operand(const ParallelContext& parallel, const BigFloat& A, u64 p) const;
     void place(const BigFloat& A);
     void product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B, u64 p, i64 ie,
                            i64 te, const char* function);
-    // T's sign and exponent after `make(words)` has written the window's words at `words`.
+    // T's sign, exponent and residue after `make(words)` has written the window's words at `words` and
+    // returned their residue, or goldilocks::kNone.
     template <class Make>
     static void produce(const ParallelContext& parallel, BigFloat& T, const Window& window, bool sign,
                         const char* function, Make&& make);

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/kernels/word_array.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -17,6 +19,11 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
     const u64 room = A.buffer_size - static_cast<u64>(A.T - A.buffer);
     const u64 words = static_cast<u64>(top - A.exp);
     if (room < words + 1) throw BufferTooSmallException(function, room, words + 1);
+    take_up(parallel, function, A);
+    take_up(parallel, function, B);
+    const u64 added = carried::sub(B.residue, B.residue_between(parallel, B.exp, A.exp));
+    const u64 residue =
+        (A.sign == B.sign) != subtract ? carried::add(A.residue, added) : carried::sub(A.residue, added);
     Word* T = A.T + (begin - A.exp);
     const PlacedWords a{A.T, A.L, A.exp}, b{B.T, B.L, B.exp};
     if (subtract) {
@@ -26,7 +33,8 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
         }
         if (borrow != 0) throw UnsupportedNegativeException(function, "A negative value was encountered.");
         A.L = bp_nonzero_length(A.T, words, parallel);
-        return;
+        A.residue = residue;
+        return hand_over(function, A);
     }
     u8 carry = bp_add(T, a, b, 0, begin, end, parallel);
     if (carry != 0 && end < top) {
@@ -34,6 +42,8 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
     }
     A.L = words;
     if (carry != 0) A.T[A.L++] = 1;
+    A.residue = residue;
+    hand_over(function, A);
 }
 
 void extend_down(BigFloat& A, i64 floor, const char* function) {

@@ -4,7 +4,7 @@
 
 #include "arith/kernels/multiply_small.h"
 #include "arith/kernels/word_array.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
 
@@ -31,7 +31,7 @@ void BasicInt::add(const BasicInt& B, const ParallelContext& parallel) {
         add_word_ip(T + B.L, L + 1 - B.L, 1);
         if (T[L] != 0) L++;
     }
-    residue = m61::add(residue, B.residue);
+    residue = goldilocks::add(residue, B.residue);
 }
 
 BasicInt& BasicInt::operator+=(const BasicInt& B) {
@@ -56,7 +56,7 @@ void BasicInt::sub(const BasicInt& B, const ParallelContext& parallel) {
     if (T[L] != 1) throw UnsupportedNegativeException(function, "A negative value was encountered.");
     L = bp_nonzero_length(T, L, parallel);
     if (L == 0) throw UnsupportedZeroException(function, "Zero was encountered.");
-    residue = m61::sub(residue, B.residue);
+    residue = goldilocks::sub(residue, B.residue);
 }
 
 BasicInt& BasicInt::operator-=(const BasicInt& B) {
@@ -74,7 +74,7 @@ void BasicInt::set_sqrB(const BasicInt& A) {
         sqr_basecase(T, A.T, A.L);
     }
     L = 2 * A.L - (T[2 * A.L - 1] == 0);
-    residue = m61::mul(A.residue, A.residue);
+    residue = goldilocks::mul(A.residue, A.residue);
 }
 
 void BasicInt::set_BasicInt(const BasicInt& A) {
@@ -89,7 +89,7 @@ void BasicInt::mul_uW(Word w) {
     require(L + 1, "BasicInt::mul_uW()");
     const Word top = bp_mul_uW(T, T, L, w, 0, serial_context());
     if (top != 0) T[L++] = top;
-    residue = m61::mul(residue, m61::fold(w));
+    residue = goldilocks::mul(residue, goldilocks::of_word(w));
 }
 
 void BasicIntR::set_word(Word w) {
@@ -97,7 +97,7 @@ void BasicIntR::set_word(Word w) {
     require(1, "BasicIntR::set_word()");
     T[0] = w;
     L = 1;
-    residue = m61::fold(w);
+    residue = goldilocks::of_word(w);
 }
 
 void BasicIntR::set_mulB(const BasicInt& A, const BasicInt& B) {
@@ -113,7 +113,7 @@ void BasicIntR::set_mulB(const BasicInt& A, const BasicInt& B) {
         mul_basecase(T, B.T, B.L, A.T, A.L);
     }
     L = n - (T[n - 1] == 0);
-    residue = m61::mul(A.residue, B.residue);
+    residue = goldilocks::mul(A.residue, B.residue);
 }
 
 namespace {
@@ -131,7 +131,7 @@ BasicIntO::BasicIntO(Word w) {
     allocate(4);
     T[0] = w;
     L = 1;
-    residue = m61::fold(w);
+    residue = goldilocks::of_word(w);
 }
 
 BasicIntO& BasicIntO::operator*=(const BasicInt& A) {

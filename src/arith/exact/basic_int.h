@@ -1,4 +1,4 @@
-// Small positive exact integers of series leaves, with their residue modulo 2^61 - 1.
+// Small positive exact integers of series leaves, with their residue modulo the prime 2^64 - 2^32 + 1.
 #pragma once
 
 #include "os/types.h"
@@ -20,7 +20,7 @@ class BasicInt {
     Word* T = nullptr;    // least significant word first, at the buffer's start
     u64 L = 0;            // words
     u64 buffer_size = 0;  // words
-    u64 residue = 0;      // lazily reduced (below 2^63)
+    u64 residue = 0;      // below the prime
 
     // this += B. Requires L >= B.L (a fatal defect otherwise); capacity L + 1.
     void add(const BasicInt& B, const ParallelContext& parallel);

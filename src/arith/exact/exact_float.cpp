@@ -4,8 +4,8 @@
 
 #include "arith/kernels/multiply_small.h"
 #include "arith/kernels/word_array.h"
-#include "arith/m61/m61.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -13,7 +13,7 @@ namespace {
 
 // Residue of |B| with the sign of T.
 u64 residue_with_sign(const ExactFloat& T, const ExactFloat& B) {
-    return T.sign == B.sign ? B.residue : m61::neg(B.residue);
+    return T.sign == B.sign ? B.residue : goldilocks::neg(B.residue);
 }
 
 PlacedWords placed(const ExactFloat& A) {
@@ -56,7 +56,7 @@ void ExactFloat::set_BasicInt(const BasicInt& A, bool sign_of_A, const ParallelC
     L = A.L;
     exp = 0;
     sign = sign_of_A;
-    residue = sign ? A.residue : m61::neg(A.residue);
+    residue = sign ? A.residue : goldilocks::neg(A.residue);
     bp_copy(T, A.T, L * sizeof(Word), parallel);
 }
 
@@ -78,15 +78,19 @@ void ExactFloat::mp2(i64 k, const ParallelContext& parallel) {
     if (w != 1) {
         const Word top = bp_mul_uW(T, T, L, w, 0, parallel);
         if (top != 0) T[L++] = top;
-        residue = m61::mul(residue, m61::fold(w));
+        residue = goldilocks::mul(residue, goldilocks::of_word(w));
     }
     exp += k >> 6;
-    residue = m61::mul_pow2_64(residue, k >> 6);
+    residue = goldilocks::times_words(residue, k >> 6);
 }
 
 void ExactFloat::set_add(const ExactFloat& A, const ExactFloat& B, const ParallelContext& parallel) {
-    if (A.L == 0) return set_ExactFloat(B, parallel);
-    if (B.L == 0) return set_ExactFloat(A, parallel);
+    const u64 sum = goldilocks::add(A.residue, B.residue);
+    if (A.L == 0 || B.L == 0) {
+        set_ExactFloat(A.L == 0 ? B : A, parallel);
+        residue = sum;
+        return;
+    }
     constexpr const char* function = "ExactFloat::set_add()";
     if (A.sign != B.sign) throw InvalidParametersException(function, "Not implemented yet.");
     const i64 lo = std::min(A.exp, B.exp), hi = std::max(A.mag(), B.mag());
@@ -98,11 +102,16 @@ void ExactFloat::set_add(const ExactFloat& A, const ExactFloat& B, const Paralle
     L = n + carry;
     exp = lo;
     sign = A.sign;
-    residue = m61::add(A.residue, B.residue);
+    residue = sum;
 }
 
 void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, const ExactFloat& B) {
-    if (A.L == 0 || B.L == 0) return clear();
+    const u64 product = goldilocks::mul(A.residue, B.residue);
+    if (A.L == 0 || B.L == 0) {
+        clear();
+        residue = product;
+        return;
+    }
     const u64 n = A.L + B.L;
     require(buffer_size, n, "ExactFloat::set_mul()");
     T = buffer;
@@ -117,22 +126,25 @@ void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, co
             mul_basecase(T, B.T, B.L, A.T, A.L);
         }
     } else {
-        multiply_full(context, T, A.T, A.L, B.T, B.L);
+        multiply_full(context, T, A.T, A.L, B.T, B.L, {A.words_residue(), B.words_residue()});
     }
     exp = A.exp + B.exp;
     L = n - (T[n - 1] == 0);
     sign = A.sign == B.sign;
-    residue = m61::mul(A.residue, B.residue);
+    residue = product;
 }
 
 void ExactFloat::uadd_ip(const ParallelContext& parallel, const ExactFloat& B) {
-    if (B.L == 0) return;
+    if (B.L == 0) {
+        residue = goldilocks::add(residue, residue_with_sign(*this, B));
+        return;
+    }
     if (L == 0) {
         // Take B's place inside the frame, as an empty number there.
         T = at(B.exp);
         exp = B.exp;
     }
-    const u64 sum = m61::add(residue, residue_with_sign(*this, B));
+    const u64 sum = goldilocks::add(residue, residue_with_sign(*this, B));
     // Only positions that B reaches, and gaps, are computed; words of T elsewhere stay where they are.
     const i64 top = mag();
     const i64 begin = std::min(B.exp, top);
@@ -161,12 +173,15 @@ void ExactFloat::uaddBA_ip(const ParallelContext& parallel, const ExactFloat& B)
 void ExactFloat::usubAB_ip(const ParallelContext& parallel, const ExactFloat& B) {
     constexpr const char* function = "ExactFloat::usubAB_ip()";
     check_difference(*this, B, function, false);
-    if (B.L == 0) return;
+    const u64 difference = goldilocks::sub(residue, residue_with_sign(*this, B));
+    if (B.L == 0) {
+        residue = difference;
+        return;
+    }
     const i64 top = mag();
     if (L == 0 || B.mag() > top) {
         throw UnsupportedNegativeException(function, "A negative value was encountered.");
     }
-    const u64 difference = m61::sub(residue, residue_with_sign(*this, B));
     const i64 end = std::max(B.mag(), exp);
     u8 borrow = bp_sub(at(B.exp), placed(*this), placed(B), 0, B.exp, end, parallel);
     if (borrow != 0) borrow = sub_word_ip(at(end), static_cast<u64>(top - end), 1);
@@ -175,7 +190,7 @@ void ExactFloat::usubAB_ip(const ParallelContext& parallel, const ExactFloat& B)
     T = at(bottom);
     exp = bottom;
     L = bp_nonzero_length(T, static_cast<u64>(top - bottom), parallel);
-    residue = L == 0 ? 0 : difference;
+    residue = difference;
 }
 
 void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B) {
@@ -185,12 +200,15 @@ void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B)
     if (L != 0 && (B.L == 0 || mag() > top)) {
         throw UnsupportedNegativeException(function, "A negative value was encountered.");
     }
-    if (B.L == 0) return;
+    const u64 difference = goldilocks::sub(residue_with_sign(*this, B), residue);
+    if (B.L == 0) {
+        residue = difference;
+        return;
+    }
     if (L == 0) {
         T = at(B.exp);
         exp = B.exp;
     }
-    const u64 difference = m61::sub(residue_with_sign(*this, B), residue);
     const i64 bottom = std::min(exp, B.exp);
     if (bp_sub(at(bottom), placed(B), placed(*this), 0, bottom, top, parallel) != 0) {
         throw UnsupportedNegativeException(function, "A negative value was encountered.");
@@ -198,7 +216,7 @@ void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B)
     T = at(bottom);
     exp = bottom;
     L = bp_nonzero_length(T, static_cast<u64>(top - bottom), parallel);
-    residue = L == 0 ? 0 : difference;
+    residue = difference;
 }
 
 void ExactFloat::strip_low_zeros(u64 unit) {
@@ -211,10 +229,8 @@ void ExactFloat::strip_low_zeros(u64 unit) {
     exp += static_cast<i64>(zeros);
 }
 
-u64 ExactFloat::computed_residue() const {
-    if (L == 0) return 0;
-    const u64 r = m61::mul_pow2_64(m61::hash_words(T, L), exp);
-    return sign ? r : m61::neg(r);
+u64 ExactFloat::computed_residue(const ParallelContext& parallel) const {
+    return L == 0 ? 0 : goldilocks::of_words(parallel, T, L, exp, sign);
 }
 
 }  // namespace trel

@@ -1,6 +1,9 @@
-// An exact signed number with a word exponent and its residue modulo 2^61 - 1.
+// An exact signed number with a word exponent and its residue modulo the prime 2^64 - 2^32 + 1.
 //
-//   value = (sign ? + : -) * sum of T[i] * 2^(64 (exp + i));  L = 0 is zero, residue 0.
+//   value = (sign ? + : -) * sum of T[i] * 2^(64 (exp + i));  L = 0 is zero.
+//
+// Every operation forms the residue from those of its operands alone, also where the words say zero: a fault
+// that makes a number vanish shows as a residue that is not 0.
 //
 // T may sit above the buffer's start: in-place additions grow the number downward into that headroom.
 #pragma once
@@ -10,6 +13,7 @@
 #include "arith/exact/basic_int.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
+#include "arith/residue/carried.h"
 #include "os/types.h"
 
 namespace trel {
@@ -65,8 +69,11 @@ class ExactFloat {
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
 
+    // What the carried residue says of the words alone, without sign and exponent: for the product that reads
+    // them.
+    u64 words_residue() const { return carried::unplaced(residue, exp, sign); }
     // The residue of the words actually stored (not the carried one).
-    u64 computed_residue() const;
+    u64 computed_residue(const ParallelContext& parallel = serial_context()) const;
 
   private:
     // The word at a position of the buffer's frame.

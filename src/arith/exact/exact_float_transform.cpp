@@ -1,6 +1,6 @@
 #include "arith/exact/exact_float.h"
 #include "arith/kernels/word_array.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -17,6 +17,7 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
                                    const char* function) const {
     if (A.L == 0 || B.L == 0) {
         T.clear();
+        T.residue = goldilocks::mul(A.residue, B.residue);
         return true;
     }
     const u64 n = A.L + B.L;
@@ -33,7 +34,7 @@ bool ExactFloatTransformR::prepare(ExactFloat& T, const Operand& A, const Operan
 void ExactFloatTransformR::finish(ExactFloat& T, const Operand& A, const Operand& B) {
     if (T.T[T.L - 1] == 0) T.L--;
     T.sign = A.sign == B.sign;
-    T.residue = m61::mul(A.residue, B.residue);
+    T.residue = goldilocks::mul(A.residue, B.residue);
 }
 
 void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A,
@@ -46,7 +47,7 @@ void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T
 void ExactFloatTransformR::forward(const MultiplyContext& context, const ExactFloat& A) {
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    transform_.forward(context.parallel, data_, A.T, A.L, scratch);
+    transform_.forward(context.parallel, data_, A.T, A.L, scratch, A.words_residue());
     A_ = operand(A);
     held_ = true;
 }
@@ -65,28 +66,29 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
         // Without a transform the product may need less memory and fewer trips through it.
         if (square) {
             void* const work = memory.spawn(scratch_bytes()).get();
-            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work);
+            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work, a.words_residue());
             return finish(T, operand(a), operand(b));
         }
         if (data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) {
             void* const work = memory.spawn(transform_.plain_bytes()).get();
-            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work);
+            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work, a.words_residue(),
+                                      b.words_residue());
             return finish(T, operand(a), operand(b));
         }
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     if (zero) return forward(context, a);
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
-    transform_.forward(parallel, data_, a.T, a.L, scratch);
+    transform_.forward(parallel, data_, a.T, a.L, scratch, a.words_residue());
     A_ = operand(a);
     held_ = keep;
     if (square)
         return inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
     if (keep && !overlap(T, b)) {
-        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch);
+        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch, b.words_residue());
         return finish(T, operand(a), operand(b));
     }
-    transform_.forward(parallel, other, b.T, b.L, scratch);
+    transform_.forward(parallel, other, b.T, b.L, scratch, b.words_residue());
     inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
 }
 
@@ -97,10 +99,11 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T,
     if (prepare(T, operand(a), A_, floor, function)) return;
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
     if (!overlap(T, a)) {
-        transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch);
+        transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch,
+                                 a.words_residue());
         return finish(T, operand(a), A_);
     }
-    transform_.forward(context.parallel, other, a.T, a.L, scratch);
+    transform_.forward(context.parallel, other, a.T, a.L, scratch, a.words_residue());
     inverse(context, T, operand(a), A_, other, other, data_, scratch);
 }
 

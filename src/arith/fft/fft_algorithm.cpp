@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arith/fft/fft_moduli.h"
 #include "arith/fft/fft_parameters.h"
 #include "arith/fft/fft_tables.h"
 #include "arith/fft/fft_transform.h"
@@ -85,7 +86,7 @@ void unfold(const MultiplyContext& context, Word* T, const ShortRecord& r, i64 c
 // The number of points never falls along the table, so the record of a size needs the most memory of all that
 // smaller sizes reach.
 MultiplySizes FftAlgorithm::sizes(u64 words) const {
-    const FftParameters& parameters = parameters_for(words);
+    const FftParameters& parameters = parameters_for(wrapped_words(words));
     MultiplySizes s;
     s.output = round_up_64(8 * words);
     s.transform_data = round_up_64(parameters.points() * sizeof(double)) + Transform::kLabelBytes;
@@ -94,36 +95,57 @@ MultiplySizes FftAlgorithm::sizes(u64 words) const {
     return s;
 }
 
+// Lengths with three or five times a power of two points whose divisor misses errors of some branches, as far
+// as runs use them (up to kShortProductWords), and all without a divisor. Below kTrustedWords the step to the
+// next length would cost more than such small products are worth.
+u64 FftAlgorithm::wrapped_words(u64 words) const {
+    constexpr u64 kTrustedWords = 512;
+    const std::span<const FftParameters> table = fft_parameter_table();
+    const FftParameters* record = &parameters_for(words);
+    const auto is_refused = [](const FftParameters& r) {
+        const u64 W = r.capacity() / 64;
+        return !fft_modulus(r) || (W >= kTrustedWords && W <= kShortProductWords && !fft_modulus_is_good(r));
+    };
+    if (!is_refused(*record)) return words;
+    while (is_refused(*record) && record != &table.back()) record++;
+    return record->capacity() / 64;
+}
+
 void FftAlgorithm::make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const {
     holder.emplace<FftTransform>(fft_kernels(), parameters_for(words), shared_tables(context));
 }
 
-void FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const {
+u64 FftAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const {
     const ShortRecord r = short_record(2 * L, L);
-    if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L);
+    if (r.record == nullptr) return MultiplyAlgorithm::sqr(context, T, A, L, carried);
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
-    check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, [&](RingResidue&) {
+    const auto run = [&](RingResidue*) {
         const i64 c = transform.unchecked_all(parallel, T, A, L, nullptr, 0, x, nullptr);
         unfold(context, T, r, c, A, L, A, L);
-    });
+    };
+    return check_product({parallel, "FFT", "square", 2 * L}, T, 0, 2 * L, A, L, A, L, run,
+                         {carried, carried});
 }
 
-void FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-                       u64 LB) const {
+u64 FftAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                      Carried carried) const {
     const ShortRecord r = short_record(LA + LB, std::max(LA, LB));
-    if (r.record == nullptr || LA == 0 || LB == 0) return MultiplyAlgorithm::mul(context, T, A, LA, B, LB);
+    if (r.record == nullptr || LA == 0 || LB == 0) {
+        return MultiplyAlgorithm::mul(context, T, A, LA, B, LB, carried);
+    }
     const FftTransform transform(fft_kernels(), *r.record, shared_tables(context));
     const ParallelContext& parallel = context.parallel;
     AlignedBufferC memory = context.scratch;
     void* const x = memory.spawn(transform.data_bytes()).get();
     void* const y = memory.spawn(transform.data_bytes()).get();
-    check_product({parallel, "FFT", "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB, [&](RingResidue&) {
+    const auto run = [&](RingResidue*) {
         const i64 c = transform.unchecked_all(parallel, T, A, LA, B, LB, x, y);
         unfold(context, T, r, c, A, LA, B, LB);
-    });
+    };
+    return check_product({parallel, "FFT", "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB, run, carried);
 }
 
 u64 FftAlgorithm::table_bytes(u64 words) const {

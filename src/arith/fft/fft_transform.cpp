@@ -114,7 +114,7 @@ const FftKernels& fft_kernels() {
 
 FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& parameters,
                            const FftSharedTables* tables)
-    : Transform(Windows::whole, parameters.capacity(), parameters.points() * sizeof(double), 0),
+    : Transform(Windows::whole, parameters.capacity(), parameters.points() * sizeof(double), 0, 0, 3),
       kernels_(&kernels),
       modulus_(&fft_modulus(parameters)),
       plan_(make_plan(kernels, parameters)) {

@@ -216,6 +216,9 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
     parallel_for(parallel, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;
         Word* const product = reinterpret_cast<Word*>(memory);
+        // The check of the whole product covers those of its elements.
+        ParallelContext inner = parallel.with_tds(1);
+        inner.inner_unchecked = true;
         for (u64 i = elements * task / n_tasks; i < elements * (task + 1) / n_tasks; i++) {
             const Word *a = x + i * stride(), *b = y + i * stride();
             Word* const to = r + i * stride();
@@ -231,10 +234,10 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
                 rounded_right.store(false, std::memory_order_relaxed);
                 return;
             } else if (a == b) {
-                holder->square_plain(parallel.with_tds(1), product, 0, 2 * n_, a, n_,
+                holder->square_plain(inner, product, 0, 2 * n_, a, n_,
                                      memory + round_up_64(2 * n_ * sizeof(Word)));
             } else {
-                holder->multiply_plain(parallel.with_tds(1), product, 0, 2 * n_, a, n_, b, n_,
+                holder->multiply_plain(inner, product, 0, 2 * n_, a, n_, b, n_,
                                        memory + round_up_64(2 * n_ * sizeof(Word)));
             }
             fermat::reduce(to, product, n_);
@@ -320,7 +323,7 @@ MultiplySizes HntAlgorithm::sizes(u64 words) const {
         for (const HntParameters& p : list) {
             if (p.capacity_bits() > capacity) break;
             if (find_hnt_parameters(p.capacity_bits()) != p) continue;
-            const u64 data = bytes_of_data(p) + Transform::kLabelBytes;
+            const u64 data = bytes_of_data(p) + Transform::kLongLabelBytes;
             const u64 scratch = bytes_of_scratch(p) + round_up_64(p.capacity_bits() / 8);
             s.transform_data = std::max(s.transform_data, data);
             s.transform_scratch = std::max(s.transform_scratch, scratch);

@@ -401,8 +401,8 @@ template <class W>
 MultiplySizes IntegerNttAlgorithm<W>::sizes(u64 words) const {
     MultiplySizes s;
     s.output = round_up_64(8 * words);
-    s.transform_data =
-        round_up_64(ntt_largest_residues(kIntegerNttFamily<W>, words) * sizeof(W)) + Transform::kLabelBytes;
+    s.transform_data = round_up_64(ntt_largest_residues(kIntegerNttFamily<W>, words) * sizeof(W)) +
+                       Transform::kLongLabelBytes;
     const NttRecord& record = find_ntt_record_for_words(kIntegerNttFamily<W>, words);
     s.transform_scratch = round_up_64(ntt_capacity_bits(kIntegerNttFamily<W>, record) / 8);
     s.scratch = 2 * s.transform_data + s.transform_scratch;

@@ -71,7 +71,7 @@ void AlgorithmTable::add(u64 threshold_bits, const AlgorithmEntry& entry) {
     if (words * word_bits_ > entry.max_bits) {
         throw StringException("AlgorithmTable::add()", "Thresholds is larger than maximum size.");
     }
-    items_.push_back({words, entry.algorithm, entry.algorithm32});
+    items_.push_back({words, entry.algorithm, entry.algorithm32, entry.max_bits / word_bits_});
 }
 
 const AlgorithmTable::Item& AlgorithmTable::item(u64 words) const {
@@ -79,6 +79,18 @@ const AlgorithmTable::Item& AlgorithmTable::item(u64 words) const {
         if (item.threshold_words >= words) return item;
     }
     throw LimitExceededException("AlgorithmTable::get_algorithm()", "", 0, words);
+}
+
+const MultiplyAlgorithm* AlgorithmTable::below(u64 words, u64 bytes) const {
+    const MultiplyAlgorithm* const failed = &get_algorithm(words);
+    bool is_below = false;
+    for (auto item = items_.rbegin(); item != items_.rend(); ++item) {
+        if (is_below && item->max_words >= words && item->algorithm->sizes(words).scratch <= bytes) {
+            return item->algorithm;
+        }
+        is_below = is_below || item->algorithm == failed;
+    }
+    return nullptr;
 }
 
 MultiplySizes AlgorithmTable::largest(u64 words, const char* function) const {

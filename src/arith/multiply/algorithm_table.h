@@ -34,6 +34,7 @@ class AlgorithmTable {
         u64 threshold_words;
         const MultiplyAlgorithm* algorithm;      // tables of 64-bit words
         const MultiplyAlgorithm32* algorithm32;  // tables of 32-bit words
+        u64 max_words;                           // of a product that the algorithm does at all
 
         MultiplySizes sizes(u64 words) const {
             return algorithm != nullptr ? algorithm->sizes(words) : algorithm32->sizes(words);
@@ -53,6 +54,10 @@ class AlgorithmTable {
     // The first algorithm whose threshold is >= words; else LimitExceededException.
     const MultiplyAlgorithm& get_algorithm(u64 words) const { return *item(words).algorithm; }
     const MultiplyAlgorithm32& get_algorithm32(u64 words) const { return *item(words).algorithm32; }
+
+    // The next lower algorithm of 64-bit words that does a product of `words` words in `bytes` of scratch;
+    // nullptr: there is none. For a product at which the algorithm of its size has failed.
+    const MultiplyAlgorithm* below(u64 words, u64 bytes) const;
 
     const std::string& name() const { return name_; }
     u32 word_bits() const { return word_bits_; }

@@ -101,7 +101,7 @@ class BasecaseTransform final : public Transform {
   public:
     explicit BasecaseTransform(u64 words)
         : Transform(Windows::accounted, 64 * words, 64 + round_up_64(words * kWordBytes),
-                    product_memory(2 * words), product_memory(2 * words)) {}
+                    product_memory(2 * words), product_memory(2 * words), 3) {}
 
     Fold fold() const override { return Fold::none; }
     const char* name() const override { return kName; }
@@ -176,35 +176,40 @@ class BasecaseKaratsuba final : public MultiplyAlgorithm {
         holder.emplace<BasecaseTransform>(words);
     }
 
-    // Whole products are those of exact numbers, which carry residues modulo 2^61 - 1 of their own. A second
-    // check would cost a tenth of a series' time: at these sizes it is no longer small beside the product.
-    void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const override {
-        square(context.parallel, T, A, L, context.scratch);
+    u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const override {
+        return check_product({context.parallel, kName, "square", 2 * L}, T, 0, 2 * L, A, L, A, L,
+                             [&](RingResidue*) { square(context.parallel, T, A, L, context.scratch); },
+                             {carried, carried});
     }
-    void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-             u64 LB) const override {
-        multiply(context.parallel, T, A, LA, B, LB, context.scratch);
+    u64 mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+            Carried carried) const override {
+        return check_product(
+            {context.parallel, kName, "product", LA + LB}, T, 0, LA + LB, A, LA, B, LB,
+            [&](RingResidue*) { multiply(context.parallel, T, A, LA, B, LB, context.scratch); }, carried);
     }
 
-    void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                  u64 L) const override {
-        check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
-                      [&](RingResidue& rest) {
-                          square_window(context.parallel, T, skip, total, A, L, context.scratch, &rest);
-                      });
+    u64 sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                 u64 carried) const override {
+        return check_product({context.parallel, kName, "square", total - skip}, T, skip, total, A, L, A, L,
+                             [&](RingResidue* rest) {
+                                 square_window(context.parallel, T, skip, total, A, L, context.scratch, rest);
+                             },
+                             {carried, carried});
     }
-    void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                  const Word* B, u64 LB) const override {
-        check_product({context.parallel, kName, "product", total - skip}, T, skip, total, A, LA, B, LB,
-                      [&](RingResidue& rest) {
-                          multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch,
-                                          &rest);
-                      });
+    u64 mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                 const Word* B, u64 LB, Carried carried) const override {
+        return check_product(
+            {context.parallel, kName, "product", total - skip}, T, skip, total, A, LA, B, LB,
+            [&](RingResidue* rest) {
+                multiply_window(context.parallel, T, skip, total, A, LA, B, LB, context.scratch, rest);
+            },
+            carried);
     }
     // A transform would only copy the operands.
     int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                           u64 LA, const Word* B, u64 LB) const override {
-        mul_skip(context, T, skip, total, A, LA, B, LB);
+                           u64 LA, const Word* B, u64 LB, Carried carried, u64* residue) const override {
+        const u64 r = mul_skip(context, T, skip, total, A, LA, B, LB, carried);
+        if (residue != nullptr) *residue = r;
         return 0;
     }
 

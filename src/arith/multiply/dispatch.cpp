@@ -1,95 +1,133 @@
 #include "arith/multiply/dispatch.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 #include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/floating_point_control.h"
 #include "arith/multiply/multiply_algorithm.h"
+#include "arith/multiply/product_check.h"
 
 namespace trel {
 namespace {
 
+// An operand, and what it carries.
+struct Factor {
+    const Word* words;
+    u64 L;
+    u64 carried;
+
+    // Without its lowest `low` words and what is above `most`. The words that go are read: the residue of the
+    // others follows.
+    Factor cut(const ParallelContext& parallel, u64 low, u64 most) const {
+        Factor f{words + low, std::min(L - low, most), carried};
+        if (carried == goldilocks::kNone || f.L == L) return f;
+        const u64 end = low + f.L;
+        f.carried = goldilocks::sub(carried, goldilocks::of_words(parallel, words, low));
+        f.carried = goldilocks::sub(
+            f.carried, goldilocks::of_words(parallel, words + end, L - end, static_cast<i64>(end)));
+        f.carried = goldilocks::times_words(f.carried, -static_cast<i64>(low));
+        return f;
+    }
+};
+
 // Words skip .. total - 1 of A * B, cut to what can reach them; A is the longer operand.
 struct CutProduct {
     u64 skip, total;
-    const Word* A;
-    u64 LA;
-    const Word* B;
-    u64 LB;
+    Factor A, B;
 
-    u64 size() const { return LA + LB; }
+    u64 size() const { return A.L + B.L; }
+    Carried carried() const { return {A.carried, B.carried}; }
 };
 
 // A word at index i of one operand reaches the product words i .. i + (length of the other). So with skip >
 // LB the lowest skip - LB words of A matter to the kept words by their carry only, which is below one unit of
 // the lowest kept word for each of the two operands. Words at and above `total` matter not at all.
-CutProduct cut(u64 skip, u64 total, const Word* A, u64 LA, const Word* B, u64 LB) {
-    if (LA < LB) {
-        std::swap(A, B);
-        std::swap(LA, LB);
+CutProduct cut(const ParallelContext& parallel, u64 skip, u64 total, Factor A, Factor B) {
+    if (A.L < B.L) std::swap(A, B);
+    const u64 low_a = skip > B.L ? skip - B.L : 0, low_b = skip > A.L ? skip - A.L : 0;
+    skip -= low_a + low_b;
+    total -= low_a + low_b;
+    return {skip, total, A.cut(parallel, low_a, total), B.cut(parallel, low_b, total)};
+}
+
+// product(algorithm) with the algorithm of that size. A product that the algorithm has done wrong twice is
+// done by the next lower one.
+template <class Product>
+auto with_lower(const MultiplyContext& context, const char* operation, u64 words, Product&& product) {
+    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
+    try {
+        return product(algorithm);
+    } catch (const WronglyRounded&) {
+        throw;
+    } catch (const OperandDamaged&) {
+        throw;
+    } catch (const ConvolutionFailedException& error) {
+        const MultiplyAlgorithm* const lower = basic_table64().below(words, context.scratch.size());
+        if (lower == nullptr) throw;
+        const auto result = product(*lower);
+        const std::string failed = "an algorithm below " + error.function;
+        product_was_corrected({context.parallel, failed.c_str(), operation, words});
+        return result;
     }
-    if (skip > LB) {
-        const u64 dA = skip - LB;
-        const u64 dB = skip > LA ? skip - LA : 0;
-        A += dA;
-        LA -= dA;
-        B += dB;
-        LB -= dB;
-        skip -= dA + dB;
-        total -= dA + dB;
-    }
-    LA = std::min(LA, total);
-    LB = std::min(LB, total);
-    return {skip, total, A, LA, B, LB};
 }
 
 }  // namespace
 
-void multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB) {
+u64 multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                  Carried carried) {
     context.parallel.poll();
-    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(LA + LB);
-    if (A == B && LA == LB) {
-        algorithm.sqr(context, T, A, LA);
-    } else {
-        algorithm.mul(context, T, A, LA, B, LB);
-    }
+    return with_lower(context, "product", LA + LB, [&](const MultiplyAlgorithm& algorithm) {
+        return A == B && LA == LB ? algorithm.sqr(context, T, A, LA, carried.a)
+                                  : algorithm.mul(context, T, A, LA, B, LB, carried);
+    });
 }
 
-void square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L) {
-    if (skip >= total) return;
+u64 square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                     u64 carried) {
+    if (skip >= total) return 0;
     context.parallel.poll();
-    if (skip > L) {
-        const u64 d = skip - L;
-        A += d;
-        L -= d;
-        skip -= 2 * d;
-        total -= 2 * d;
-    }
-    const u64 m = std::min(total, L);
-    basic_table64().get_algorithm(2 * m).sqr_skip(context, T, skip, total, A, m);
+    const u64 low = skip > L ? skip - L : 0;
+    skip -= 2 * low;
+    total -= 2 * low;
+    const Factor a = Factor{A, L, carried}.cut(context.parallel, low, total);
+    return with_lower(context, "square", 2 * a.L, [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.sqr_skip(context, T, skip, total, a.words, a.L, a.carried);
+    });
 }
 
-void multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                        const Word* B, u64 LB) {
-    if (skip >= total) return;
+u64 multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                       const Word* B, u64 LB, Carried carried) {
+    if (skip >= total) return 0;
+    if (A == B && LA == LB) return square_truncated(context, T, skip, total, A, LA, carried.a);
     context.parallel.poll();
-    if (A == B && LA == LB) return square_truncated(context, T, skip, total, A, LA);
-    const CutProduct c = cut(skip, total, A, LA, B, LB);
-    basic_table64().get_algorithm(c.size()).mul_skip(context, T, c.skip, c.total, c.A, c.LA, c.B, c.LB);
+    const CutProduct c = cut(context.parallel, skip, total, {A, LA, carried.a}, {B, LB, carried.b});
+    return with_lower(context, "product", c.size(), [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.mul_skip(context, T, c.skip, c.total, c.A.words, c.A.L, c.B.words, c.B.L,
+                                  c.carried());
+    });
 }
 
 int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                             u64 LA, const Word* B, u64 LB) {
-    if (skip >= total) return 0;
+                             u64 LA, const Word* B, u64 LB, Carried carried, u64* residue) {
+    if (skip >= total) {
+        if (residue != nullptr) *residue = 0;
+        return 0;
+    }
     context.parallel.poll();
-    const CutProduct c = cut(skip, total, A, LA, B, LB);
-    return basic_table64().get_algorithm(c.size()).mul_skip_transform(context, T, c.skip, c.total, c.A, c.LA,
-                                                                      c.B, c.LB);
+    const CutProduct c = cut(context.parallel, skip, total, {A, LA, carried.a}, {B, LB, carried.b});
+    return with_lower(context, "product", c.size(), [&](const MultiplyAlgorithm& algorithm) {
+        return algorithm.mul_skip_transform(context, T, c.skip, c.total, c.A.words, c.A.L, c.B.words, c.B.L,
+                                            c.carried(), residue);
+    });
 }
 
-void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) {
+void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context, Wraps wraps) {
     context.parallel.poll();
-    basic_table64().get_algorithm(words).make_transform(holder, words, context);
+    const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
+    const u64 asked = wraps == Wraps::may ? algorithm.wrapped_words(words) : words;
+    algorithm.make_transform(holder, asked, context);
 }
 
 u64 multiply_scratch_bytes(u64 words) {

@@ -1,6 +1,10 @@
 // The entries through which every large product goes: they cut what cannot reach the result, choose an
 // algorithm by size and run it. 64-bit words; T overlaps no operand; context.scratch holds mSBsize(product
 // words). Each polls the run's stop flag first and may throw RunStopped.
+//
+// All return the residue modulo 2^64 - 2^32 + 1 of the words that they write, and compare those that the
+// operands carry, of all their words, with what they read. A product that is wrong twice is done by the next
+// lower algorithm that the scratch memory allows.
 #pragma once
 
 #include "arith/multiply/multiply_context.h"
@@ -10,17 +14,22 @@
 namespace trel {
 
 // T[0..LA+LB) = A * B, exact. A == B and LA == LB squares.
-void multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB);
+u64 multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                  Carried carried = {});
 // T[0..total - skip) = words skip .. total - 1 of A^2 / A * B. With skip > 0 the lowest word may be up to 2
 // units low.
-void square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L);
-void multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                        const Word* B, u64 LB);
-// The same cuts through the algorithm's windowed transform product; returns its status word.
+u64 square_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                     u64 carried = goldilocks::kNone);
+u64 multiply_truncated(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                       const Word* B, u64 LB, Carried carried = {});
+// The same cuts through the algorithm's windowed transform product; returns its status word. residue:
+// nullptr, or where that of T goes.
 int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                             u64 LA, const Word* B, u64 LB);
-// A transform for a product of `words` words.
-void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context);
+                             u64 LA, const Word* B, u64 LB, Carried carried = {}, u64* residue = nullptr);
+// A transform for a product of `words` words. Wraps::may: products may be longer than the convolution.
+enum class Wraps { never, may };
+void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context,
+                    Wraps wraps = Wraps::may);
 // Scratch bytes of the truncated and full entries for a product of `words` words.
 u64 multiply_scratch_bytes(u64 words);
 

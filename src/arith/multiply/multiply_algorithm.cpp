@@ -19,36 +19,39 @@ MultiplySizes MultiplySizes::of(const Transform& transform, u64 words) {
 SharedTables::~SharedTables() = default;
 MultiplyAlgorithm::~MultiplyAlgorithm() = default;
 
-void MultiplyAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const {
-    MultiplyAlgorithm::sqr_skip(context, T, 0, 2 * L, A, L);
+u64 MultiplyAlgorithm::sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const {
+    return MultiplyAlgorithm::sqr_skip(context, T, 0, 2 * L, A, L, carried);
 }
 
-void MultiplyAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-                            u64 LB) const {
-    MultiplyAlgorithm::mul_skip(context, T, 0, LA + LB, A, LA, B, LB);
+u64 MultiplyAlgorithm::mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
+                           u64 LB, Carried carried) const {
+    return MultiplyAlgorithm::mul_skip(context, T, 0, LA + LB, A, LA, B, LB, carried);
 }
 
-void MultiplyAlgorithm::sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                                 u64 L) const {
+u64 MultiplyAlgorithm::sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                                u64 L, u64 carried) const {
     TransformHolder transform;
     make_transform(transform, 2 * L, context);
     AlignedBufferC memory = context.scratch;
     void* const work = memory.spawn(transform->data_bytes() + transform->scratch_bytes()).get();
-    transform->square_plain(context.parallel, T, skip, total, A, L, work);
+    return transform->square_plain(context.parallel, T, skip, total, A, L, work, carried);
 }
 
-void MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                                 u64 LA, const Word* B, u64 LB) const {
+u64 MultiplyAlgorithm::mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
+                                u64 LA, const Word* B, u64 LB, Carried carried) const {
     TransformHolder transform;
     make_transform(transform, LA + LB, context);
     AlignedBufferC memory = context.scratch;
     void* const work = memory.spawn(transform->plain_bytes()).get();
-    transform->multiply_plain(context.parallel, T, skip, total, A, LA, B, LB, work);
+    return transform->multiply_plain(context.parallel, T, skip, total, A, LA, B, LB, work, carried.a,
+                                     carried.b);
 }
 
 int MultiplyAlgorithm::mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
-                                          const Word* A, u64 LA, const Word* B, u64 LB) const {
-    MultiplyAlgorithm::mul_skip(context, T, skip, total, A, LA, B, LB);
+                                          const Word* A, u64 LA, const Word* B, u64 LB, Carried carried,
+                                          u64* residue) const {
+    const u64 r = MultiplyAlgorithm::mul_skip(context, T, skip, total, A, LA, B, LB, carried);
+    if (residue != nullptr) *residue = r;
     return 0;
 }
 

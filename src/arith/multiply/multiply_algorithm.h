@@ -43,19 +43,26 @@ class MultiplyAlgorithm {
     // A transform for a product of `words` words, with the shared tables of the context; tables of its own
     // when the context has none.
     virtual void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const = 0;
-    // T[0..2L) = A^2, T[0..LA+LB) = A B
-    virtual void sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L) const;
-    virtual void mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B,
-                     u64 LB) const;
+    // T[0..2L) = A^2, T[0..LA+LB) = A B. All products return the residue of the words that they write, and
+    // compare those of the operands where they are known, as Transform does.
+    virtual u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L,
+                    u64 carried = goldilocks::kNone) const;
+    virtual u64 mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                    Carried carried = {}) const;
     // T[0..total - skip) = words skip .. total - 1 of the product
-    virtual void sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A,
-                          u64 L) const;
-    virtual void mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
-                          const Word* B, u64 LB) const;
+    virtual u64 sqr_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 L,
+                         u64 carried = goldilocks::kNone) const;
+    virtual u64 mul_skip(const MultiplyContext& context, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
+                         const Word* B, u64 LB, Carried carried = {}) const;
     u64 mSBsize(u64 words) const { return sizes(words).scratch; }
-    // As mul_skip(), always through a transform; returns 0.
+    // As mul_skip(), always through a transform; returns 0. residue: nullptr, or where that of T goes.
     virtual int mul_skip_transform(const MultiplyContext& context, Word* T, u64 skip, u64 total,
-                                   const Word* A, u64 LA, const Word* B, u64 LB) const;
+                                   const Word* A, u64 LA, const Word* B, u64 LB, Carried carried = {},
+                                   u64* residue = nullptr) const;
+
+    // The words to ask make_transform() for when products are to wrap around it: `words`, or more where that
+    // ring has no divisor by which a product could be checked.
+    virtual u64 wrapped_words(u64 words) const { return words; }
 
     // Whether the carry that a transform may drop out of its top point reaches no further than the lowest
     // word of what folds, so that a window of a folded product that begins one word higher is right to a few

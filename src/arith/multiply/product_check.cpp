@@ -1,5 +1,8 @@
 #include "arith/multiply/product_check.h"
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 #include <string>
@@ -9,14 +12,63 @@
 namespace trel {
 namespace {
 
-constexpr u64 kMaxCorrected = 3;  // the one that ends the run
-
 std::string described(const CheckedProduct& product) {
     return std::string(product.operation) + " by " + product.algorithm + ", " +
            std::to_string(product.words) + " words";
 }
 
+// Every bit of every word counts: each step can be undone.
+u64 mixed(u64 h, u64 word) {
+    return (std::rotl(h, 23) ^ word) * 0x9e3779b97f4a7c15;
+}
+
+constexpr u64 kFormed = u64(1) << 63;
+constexpr u64 kFirstOfRing = 5;  // seal, length and kFormed, source, fold, odd
+
 }  // namespace
+
+u64 OperandResidue::sealed() const {
+    u64 h = mixed(length, formed);
+    h = mixed(h, reinterpret_cast<u64>(source));
+    h = mixed(h, fold);
+    h = mixed(h, odd);
+    for (u32 i = 0; i < ring.p; i++) h = mixed(h, ring.w[i]);
+    return h;
+}
+
+void operand_label::write(void* place, const OperandResidue& r) {
+    Word label[kFirstOfRing + RingResidue::kMaxWords] = {r.seal, r.length | (r.formed ? kFormed : 0),
+                                                         reinterpret_cast<u64>(r.source), r.fold, r.odd};
+    const u64 n = kFirstOfRing + r.ring.p;
+    std::copy_n(r.ring.w, r.ring.p, label + kFirstOfRing);
+    u8* const at = static_cast<u8*>(place);
+    std::memcpy(at, label, n * sizeof(Word));
+    std::memcpy(at + bytes(r.ring.p) / 2, label, n * sizeof(Word));
+}
+
+OperandResidue operand_label::read(const void* place, u32 period, bool& healed) {
+    const u64 n = (kFirstOfRing + period) * sizeof(Word);
+    u8* const copies[2] = {static_cast<u8*>(const_cast<void*>(place)),
+                           static_cast<u8*>(const_cast<void*>(place)) + bytes(period) / 2};
+    OperandResidue all[2];
+    for (u32 k = 0; k < 2; k++) {
+        Word label[kFirstOfRing + RingResidue::kMaxWords];
+        std::memcpy(label, copies[k], n);
+        all[k].seal = label[0];
+        all[k].length = label[1] & ~kFormed;
+        all[k].formed = (label[1] & kFormed) != 0;
+        all[k].source = reinterpret_cast<const Word*>(label[2]);
+        all[k].fold = label[3];
+        all[k].odd = label[4];
+        all[k].ring = RingResidue(period);
+        std::copy_n(label + kFirstOfRing, period, all[k].ring.w);
+    }
+    const bool whole[2] = {all[0].is_whole(), all[1].is_whole()};
+    healed = whole[0] != whole[1];
+    const u32 good = whole[0] ? 0 : 1;
+    if (healed) std::memcpy(copies[1 - good], copies[good], n);
+    return all[good];
+}
 
 void product_is_wrong(const CheckedProduct& product, u64 right, u64 found) {
     throw ConvolutionFailedException(product.algorithm,
@@ -25,8 +77,8 @@ void product_is_wrong(const CheckedProduct& product, u64 right, u64 found) {
 }
 
 void operand_is_damaged(const CheckedProduct& product, u64 before, u64 now) {
-    throw ConvolutionFailedException(
-        product.algorithm, "An operand was damaged in memory: " + described(product) + ".", before, now);
+    throw OperandDamaged(product.algorithm, "An operand was damaged in memory: " + described(product) + ".",
+                         before, now);
 }
 
 void number_is_damaged(const char* operation, const char* name, u64 words, u64 carried, u64 found) {
@@ -41,13 +93,37 @@ void number_is_damaged(const char* operation, const char* name, u64 words, u64 c
                                                   ".");
 }
 
-void product_was_corrected(const CheckedProduct& product) {
-    product.parallel.warn(
-        {{"Computation error detected and corrected.", ' ', true}, {"Operation: " + described(product)}});
-    if (product.parallel.run == nullptr) return;
-    if (product.parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
-    throw AlgorithmFailedException(product.algorithm,
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried, u64 formed) {
+    if (carried == goldilocks::kNone) return false;
+    if (product.parallel.run != nullptr) {
+        product.parallel.run->checks.numbers.fetch_add(1, std::memory_order_relaxed);
+    }
+    if (formed == carried) return false;
+    const u64 again = goldilocks::of_words(product.parallel, words, n);
+    if (again != carried) {
+        const std::string name = std::string("operand of ") + product.operation;
+        number_is_damaged(product.algorithm, name.c_str(), n, carried, again);
+    }
+    product_was_corrected(product);
+    return true;
+}
+
+bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n, u64 carried) {
+    return carried != goldilocks::kNone &&
+           operand_was_misread(product, words, n, carried, goldilocks::of_words(product.parallel, words, n));
+}
+
+void operation_was_corrected(const ParallelContext& parallel, const char* function,
+                             const std::string& operation) {
+    parallel.warn({{"Computation error detected and corrected.", ' ', true}, {"Operation: " + operation}});
+    if (parallel.run == nullptr) return;
+    if (parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
+    throw AlgorithmFailedException(function,
                                    "Three computation errors in one run: this machine cannot be trusted.");
+}
+
+void product_was_corrected(const CheckedProduct& product) {
+    operation_was_corrected(product.parallel, product.algorithm, described(product));
 }
 
 }  // namespace trel

@@ -27,7 +27,7 @@ bool KeptTransform::fits(const MultiplyContext& context, u64 product_words, u64 
 }
 
 KeptTransform::KeptTransform(const MultiplyContext& outer, u64 product_words) : context(outer) {
-    make_transform(holder, product_words, outer);
+    make_transform(holder, product_words, outer, Wraps::never);
     data = context.scratch.spawn(holder->data_bytes()).get();
 }
 

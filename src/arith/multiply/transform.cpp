@@ -6,36 +6,23 @@
 #include "base/errors/exceptions.h"
 
 namespace trel {
-namespace {
-
-static_assert(sizeof(OperandResidue) <= Transform::kLabelBytes);
-
-// Its count of words is an index, so damage must not reach it.
-OperandResidue label(const void* data, u64 at, u32 period) {
-    OperandResidue r = *reinterpret_cast<const OperandResidue*>(static_cast<const u8*>(data) + at);
-    r.ring.p = period;
-    return r;
-}
-
-bool same(const OperandResidue& a, const OperandResidue& b) {
-    return a.ring.equals(b.ring);
-}
-
-}  // namespace
 
 Transform::~Transform() = default;
 
 Transform::Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 scratch_bytes,
-                     u64 plain_bytes)
+                     u64 plain_bytes, u32 period)
     : convolution_bits_(convolution_bits),
-      data_bytes_(data_bytes + kLabelBytes),
+      data_bytes_(data_bytes),
       scratch_bytes_(scratch_bytes),
-      plain_bytes_(plain_bytes == 0 ? 2 * (data_bytes + kLabelBytes) + scratch_bytes : plain_bytes),
+      plain_bytes_(plain_bytes),
+      period_(period),
       label_at_(data_bytes),
-      spare_bytes_(windows == Windows::whole ? round_up_64(convolution_bits / 8) : 0),
-      period_(convolution_words() % 3 == 0 || convolution_words() % RingResidue::kMaxWords != 0
-                  ? 3
-                  : RingResidue::kMaxWords) {
+      spare_bytes_(windows == Windows::whole ? round_up_64(convolution_bits / 8) : 0) {
+    const u64 words = convolution_words();
+    if (period_ == 0)
+        period_ = words % 3 != 0 && words % RingResidue::kMaxWords == 0 ? RingResidue::kMaxWords : 3;
+    data_bytes_ += operand_label::bytes(period_);
+    if (plain_bytes_ == 0) plain_bytes_ = 2 * data_bytes_ + scratch_bytes_;
     scratch_bytes_ += spare_bytes_;
     plain_bytes_ += spare_bytes_;
 }
@@ -45,11 +32,45 @@ const OddModulus& Transform::odd_modulus() const {
     return none;
 }
 
-// Sixteen words are for cyclic rings alone: a product that wraps negatively has its odd modulus.
 OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const {
-    OperandResidue r{L, RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
+    OperandResidue r;
+    r.length = L;
+    r.formed = true;
+    r.ring = RingResidue(period_);
     r.ring.add(parallel, A, L, 0);
+    if (period_ == 3) r.fold = r.ring.goldilocks();
     if (odd && odd_modulus()) r.odd = odd_modulus().residue(A, L);
+    return r;
+}
+
+OperandResidue Transform::operand(const ParallelContext& parallel, const char* operation, const Word* A,
+                                  u64 L, bool odd, u64 carried) const {
+    OperandResidue r;
+    if (is_checked(parallel)) {
+        r = residue_of(parallel, A, L, odd);
+        if (carried != goldilocks::kNone) {
+            if (period_ != 3) r.fold = goldilocks::of_words(parallel, A, L);
+            if (operand_was_misread({parallel, name(), operation, L}, A, L, carried, r.fold)) {
+                r = residue_of(parallel, A, L, odd);
+                r.fold = carried;
+            }
+        }
+    } else {
+        r.length = L;
+        r.ring = RingResidue(period_);
+        r.fold = carried;
+    }
+    r.seal = r.sealed();
+    return r;
+}
+
+OperandResidue Transform::label_of(const ParallelContext& parallel, const char* operation,
+                                   const void* data) const {
+    const CheckedProduct product{parallel, name(), operation, convolution_words()};
+    bool healed = false;
+    const OperandResidue r = operand_label::read(static_cast<const u8*>(data) + label_at_, period_, healed);
+    if (healed) product_was_corrected(product);
+    if (!r.is_whole() || r.length > convolution_words()) operand_is_damaged(product, r.seal, r.sealed());
     return r;
 }
 
@@ -67,41 +88,57 @@ struct Transform::Job {
     Word* T;
     u64 skip, total;
     OperandResidue a, b;
+    bool square;        // b is a
     const Word *A, *B;  // nullptr: only the transform is there
     bool repeatable;
     Word* spare;
+
+    CheckedProduct product(const char* algorithm) const {
+        return {parallel, algorithm, operation, total - skip};
+    }
 };
 
-// run(T, skip, total, rest) does the product.
-template <class Run>
-void Transform::checked(const Job& job, Run&& run) const {
+// After a difference: the words again. What was kept of them may be damaged instead; two of three decide.
+void Transform::look_at(const Job& job, const Word* words, OperandResidue& kept) const {
+    if (words == nullptr) return;
+    OperandResidue now = residue_of(job.parallel, words, kept.length, true);
+    if (!now.ring.equals(kept.ring)) {
+        if (period_ != 3) now.fold = goldilocks::of_words(job.parallel, words, kept.length);
+        const bool same = kept.fold == goldilocks::kNone || kept.fold == now.fold;
+        if (kept.is_whole() || !same) {
+            operand_is_damaged(job.product(name()), kept.ring.digest(), now.ring.digest());
+        }
+    }
+    now.source = kept.source;
+    kept = now;
+    kept.seal = kept.sealed();
+}
+
+// run(T, skip, total, rest) does the product; remake() makes those transforms anew whose words are there.
+template <class Run, class Remake>
+u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
     const ParallelContext& parallel = job.parallel;
     const u64 W = convolution_words(), wanted = job.total > job.skip ? job.total - job.skip : 0;
-    if (wanted == 0) return run(job.T, job.skip, job.total, nullptr);
     const u64 n = job.a.length + job.b.length;
     const bool wraps = n > W && fold() != Fold::none;
     const bool by_odd = wraps && fold() == Fold::negacyclic;
     const bool all = job.skip == 0 && job.total >= n;  // T is the product
     // Nothing is known of a ring without a divisor.
     const bool known = by_odd ? bool(odd_modulus()) : !wraps || W % period_ == 0;
-    if (!known) return run(job.T, job.skip, job.total, nullptr);
+    if (wanted == 0 || !known || !job.a.formed || !job.b.formed || !is_checked(parallel)) {
+        run(job.T, job.skip, job.total, nullptr);
+        return unchecked_residue(parallel, job.T, wanted, all, {job.a.fold, job.b.fold});
+    }
 
-    const CheckedProduct product{parallel, name(), job.operation, wanted};
-    const RingResidue right = job.a.ring.times(job.b.ring);
-    const u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
-    const auto look_at_operands = [&] {
-        const auto look_at = [&](const Word* words, const OperandResidue& before) {
-            if (words == nullptr) return;
-            const OperandResidue now = residue_of(parallel, words, before.length, false);
-            if (!same(before, now)) operand_is_damaged(product, before.ring.digest(), now.ring.digest());
-        };
-        look_at(job.A, job.a);
-        look_at(job.B, job.b);
-    };
+    const CheckedProduct product = job.product(name());
     for (u32 attempt = 0;; attempt++) {
         const bool last = attempt != 0 || !job.repeatable;
-        ProductRest rest{RingResidue(fold() == Fold::cyclic ? period_ : 3), 0};
+        RingResidue right = job.a.ring.times(job.b.ring);
+        const u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
+        parallel.stage("right", &right.w, right.p * sizeof(Word));
+        ProductRest rest{RingResidue(period_), 0};
         Word* whole = nullptr;
+        bool failed = false;
         try {
             if (all) {
                 run(job.T, job.skip, job.total, nullptr);
@@ -117,140 +154,167 @@ void Transform::checked(const Job& job, Run&& run) const {
         } catch (const ConvolutionFailedException&) {
             // The algorithm's own check has found the error first.
             if (last) throw;
-            look_at_operands();
-            continue;
+            failed = true;
         }
-        parallel.stage("product", job.T, wanted * sizeof(Word));
-        bool right_one = false;
-        u64 digests[2];
-        if (by_odd) {
-            // The window's own words stand for those in the spare place.
-            if (whole != job.T) std::memcpy(whole + job.skip, job.T, wanted * sizeof(Word));
-            digests[0] = odd_right;
-            digests[1] = odd_modulus().add(odd_modulus().residue(whole, W), -rest.above);
-            right_one = odd_modulus().equal(digests[0], digests[1]);
-        } else {
-            RingResidue& found = rest.ring;
-            found.add(parallel, job.T, wanted, job.skip);
-            if (whole != nullptr && whole != job.T) {
-                found.add(parallel, whole, job.skip, 0);
-                found.add(parallel, whole + job.total, W - job.total, job.total);
+        if (!failed) {
+            parallel.stage("product", job.T, wanted * sizeof(Word));
+            bool right_one = false;
+            u64 digests[2], fold = 0;
+            // The fold comes first, or from the same reading: what changes afterwards the comparison sees.
+            if (by_odd) {
+                fold = goldilocks::of_words(parallel, job.T, wanted);
+                // The window's own words stand for those in the spare place.
+                if (whole != job.T) std::memcpy(whole + job.skip, job.T, wanted * sizeof(Word));
+                digests[0] = odd_right;
+                digests[1] = odd_modulus().add(odd_modulus().residue(whole, W), -rest.above);
+                right_one = odd_modulus().equal(digests[0], digests[1]);
+            } else {
+                RingResidue& found = rest.ring;
+                if (period_ == 3) {
+                    RingResidue window;
+                    window.add(parallel, job.T, wanted, 0);
+                    fold = window.goldilocks();
+                    found.add(window.rotated(64 * job.skip));
+                } else {
+                    fold = goldilocks::of_words(parallel, job.T, wanted);
+                    found.add(parallel, job.T, wanted, job.skip);
+                }
+                if (whole != nullptr && whole != job.T) {
+                    found.add(parallel, whole, job.skip, 0);
+                    found.add(parallel, whole + job.total, W - job.total, job.total);
+                }
+                right_one = found.equals(right);
+                if (!right_one && found.equals(job.a.ring.times(job.b.ring))) {
+                    // It was the other side of the comparison that changed.
+                    product_was_corrected(product);
+                    return fold;
+                }
+                digests[0] = right.digest();
+                digests[1] = found.digest();
             }
-            right_one = found.equals(right);
-            digests[0] = right.digest();
-            digests[1] = found.digest();
+            if (parallel.run != nullptr) {
+                parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
+            }
+            if (right_one) {
+                if (attempt != 0) product_was_corrected(product);
+                return fold;
+            }
+            if (last) product_is_wrong(product, digests[0], digests[1]);
         }
-        if (parallel.run != nullptr) parallel.run->checks.products.fetch_add(1, std::memory_order_relaxed);
-        if (right_one) {
-            if (attempt != 0) product_was_corrected(product);
-            return;
+        look_at(job, job.A, job.a);
+        if (job.square) {
+            job.b = job.a;
+        } else {
+            look_at(job, job.B, job.b);
         }
-        if (last) product_is_wrong(product, digests[0], digests[1]);
-        look_at_operands();
+        remake();
     }
 }
 
 void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
-                        [[maybe_unused]] u64 carried) const {
+                        u64 carried, bool words_stay) const {
     check_length(name(), L);
-    if (!is_checked()) return do_forward(parallel, data, A, L, scratch);
-    OperandResidue* const kept =
-        new (static_cast<u8*>(data) + label_at_) OperandResidue(residue_of(parallel, A, L, true));
+    OperandResidue a = operand(parallel, "transform", A, L, true, carried);
+    a.source = words_stay && L != 0 ? A : nullptr;
+    a.seal = a.sealed();
+    u8* const label = static_cast<u8*>(data) + label_at_;
+    operand_label::write(label, a);
+    if (!a.formed) return do_forward(parallel, data, A, L, scratch);
     parallel.stage("operand", A, L * sizeof(Word));
     do_forward(parallel, data, A, L, scratch);
     parallel.stage("data", data, label_at_);
-    parallel.stage("residue", kept, sizeof(OperandResidue));
+    parallel.stage("residue", label, data_bytes_ - label_at_);
 }
 
 u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                        const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
-    if (!is_checked()) {
-        do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
-        return goldilocks::kNone;
-    }
+    const char* const operation = "product of transforms";
+    const bool square = X == Y;
+    const OperandResidue a = label_of(parallel, operation, X),
+                         b = square ? a : label_of(parallel, operation, Y);
+    const bool repeatable = (work != X || a.source != nullptr) && (work != Y || b.source != nullptr);
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
-    const Job job{parallel,
-                  "product of transforms",
-                  T,
-                  skip,
-                  total,
-                  label(X, label_at_, fold() == Fold::cyclic ? period_ : 3),
-                  label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3),
-                  nullptr,
-                  nullptr,
-                  work != X && work != Y,
-                  spare};
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_inverse(parallel, to, from, end, work, X, Y, scratch, rest);
-    });
-    return goldilocks::kNone;
+    Job job{parallel, operation, T, skip, total, a, b, square, a.source, b.source, repeatable, spare};
+    const auto remake = [&](const void* data, const OperandResidue& r) {
+        if (r.source != nullptr) do_forward(parallel, const_cast<void*>(data), r.source, r.length, scratch);
+    };
+    return checked(
+        job,
+        [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+            do_inverse(parallel, to, from, end, work, X, Y, scratch, rest);
+        },
+        [&] {
+            remake(X, job.a);
+            if (!square) remake(Y, job.b);
+        });
 }
 
 u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                              u64 LA, const Word* B, u64 LB, void* memory, [[maybe_unused]] u64 carried_a,
-                              [[maybe_unused]] u64 carried_b) const {
+                              u64 LA, const Word* B, u64 LB, void* memory, u64 carried_a,
+                              u64 carried_b) const {
     check_length(name(), LA);
     check_length(name(), LB);
-    if (!is_checked()) {
-        do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
-        return goldilocks::kNone;
-    }
+    const char* const operation = "product";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
-    const Job job{parallel,
-                  "product",
-                  T,
-                  skip,
-                  total,
-                  residue_of(parallel, A, LA, wraps),
-                  residue_of(parallel, B, LB, wraps),
-                  A,
-                  B,
-                  true,
-                  spare};
+    Job job{parallel,
+            operation,
+            T,
+            skip,
+            total,
+            operand(parallel, operation, A, LA, wraps, carried_a),
+            operand(parallel, operation, B, LB, wraps, carried_b),
+            false,
+            A,
+            B,
+            true,
+            spare};
     parallel.stage("operand", A, LA * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_multiply_plain(parallel, to, from, end, A, LA, B, LB, memory, rest);
-    });
-    return goldilocks::kNone;
+    return checked(
+        job,
+        [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+            do_multiply_plain(parallel, to, from, end, A, LA, B, LB, memory, rest);
+        },
+        [] {});
 }
 
 u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                            u64 L, void* memory, [[maybe_unused]] u64 carried) const {
+                            u64 L, void* memory, u64 carried) const {
     check_length(name(), L);
-    if (!is_checked()) {
-        do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
-        return goldilocks::kNone;
-    }
+    const char* const operation = "square";
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
-    const OperandResidue a = residue_of(parallel, A, L, 2 * L > convolution_words());
-    const Job job{parallel, "square", T, skip, total, a, a, A, nullptr, true, spare};
+    const OperandResidue a = operand(parallel, operation, A, L, 2 * L > convolution_words(), carried);
+    Job job{parallel, operation, T, skip, total, a, a, true, A, A, true, spare};
     parallel.stage("operand", A, L * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_square_plain(parallel, to, from, end, A, L, memory, rest);
-    });
-    return goldilocks::kNone;
+    return checked(
+        job,
+        [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+            do_square_plain(parallel, to, from, end, A, L, memory, rest);
+        },
+        [] {});
 }
 
 u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
-                             u64 LA, const void* Y, void* work, void* scratch,
-                             [[maybe_unused]] u64 carried) const {
+                             u64 LA, const void* Y, void* work, void* scratch, u64 carried) const {
     check_length(name(), LA);
-    if (!is_checked()) {
-        do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
-        return goldilocks::kNone;
-    }
+    const char* const operation = "product by a kept transform";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
-    const OperandResidue b = label(Y, label_at_, fold() == Fold::cyclic ? period_ : 3);
-    const OperandResidue a = residue_of(parallel, A, LA, LA + b.length > convolution_words());
-    const Job job{parallel, "product by a kept transform", T, skip, total, a, b, A, nullptr, true, spare};
+    const OperandResidue b = label_of(parallel, operation, Y);
+    const OperandResidue a =
+        operand(parallel, operation, A, LA, LA + b.length > convolution_words(), carried);
+    Job job{parallel, operation, T, skip, total, a, b, false, A, b.source, true, spare};
     parallel.stage("operand", A, LA * sizeof(Word));
-    checked(job, [&](Word* to, u64 from, u64 end, ProductRest* rest) {
-        do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);
-    });
-    return goldilocks::kNone;
+    return checked(
+        job,
+        [&](Word* to, u64 from, u64 end, ProductRest* rest) {
+            do_multiply_held(parallel, to, from, end, A, LA, Y, work, scratch, rest);
+        },
+        [&] {
+            if (job.b.source == nullptr) return;
+            do_forward(parallel, const_cast<void*>(Y), job.b.source, job.b.length, scratch);
+        });
 }
 
 void Transform::do_multiply_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total,

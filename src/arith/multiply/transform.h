@@ -38,11 +38,10 @@ enum class Fold { cyclic, negacyclic, none };
 
 class Transform {
   public:
-    // At the end of the data of a transform: what is known of the operand.
-    static constexpr u64 kLabelBytes = 192;
-    // Products in shorter rings are not checked: together they would cost a run several percent
-    // (docs/reliability.md).
-    static constexpr u64 kCheckedWords = 512;
+    // At the end of the data of a transform: what is known of the operand, twice. The longer one for rings
+    // whose residues have sixteen words.
+    static constexpr u64 kLabelBytes = operand_label::bytes(3);
+    static constexpr u64 kLongLabelBytes = operand_label::bytes(RingResidue::kMaxWords);
 
     virtual ~Transform();
 
@@ -60,17 +59,23 @@ class Transform {
 
     // carried, carried_a, carried_b: the residues modulo 2^64 - 2^32 + 1 of the whole numbers A and B, where
     // they are known: compared with the words before anything is done with them. The products return that of
-    // the words T[0..total - skip); goldilocks::kNone where it was not formed.
+    // the words T[0..total - skip).
+    //
+    // Short products (kShortProductWords) are not checked where ParallelContext::inner_unchecked is set: then
+    // nothing is compared, and the residue of a whole product is that of its operands where they are known. A
+    // transform that was made so is not checked later either.
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
-    // "Convolution length is too small." when 64 L exceeds the convolution.
+    // "Convolution length is too small." when 64 L exceeds the convolution. words_stay: A stays as it is
+    // while the transform is in use, and no other thread uses the transform: when a product is wrong the
+    // transform is made anew from A, provided that A fits its residue.
     void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
-                 u64 carried = goldilocks::kNone) const;
+                 u64 carried = goldilocks::kNone, bool words_stay = false) const;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
-    // transform is then lost, and a wrong product cannot be done again). X == Y squares. T may not overlap
-    // the data.
+    // transform is then lost, and a wrong product can be done again only where its words stay). X == Y
+    // squares. T may not overlap the data.
     u64 inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work, const void* X,
                 const void* Y, void* scratch) const;
 
@@ -102,8 +107,10 @@ class Transform {
     enum class Windows { accounted, whole };
 
     // Bytes of data and scratch as the algorithm needs them; what the checks need comes on top. plain: of
-    // do_multiply_plain(); 0: two data and the scratch.
-    Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes = 0);
+    // do_multiply_plain(); 0: two data and the scratch. period: words of a residue, 3 or 16; 0: as the ring's
+    // length demands.
+    Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes = 0,
+              u32 period = 0);
 
     // The operations themselves, without checks. rest == nullptr: nothing is asked. Else, what belongs to the
     // product in the ring and is not in T is added to it: with Windows::accounted always, with Windows::whole
@@ -124,8 +131,6 @@ class Transform {
     // For rings modulo 2^(64 W) + 1: an odd divisor of that number.
     virtual const OddModulus& odd_modulus() const;
 
-    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
-
     u64 convolution_bits_;
     u64 data_bytes_;
     u64 scratch_bytes_;
@@ -133,13 +138,21 @@ class Transform {
 
   private:
     struct Job;
-    bool is_checked() const { return convolution_words() >= kCheckedWords; }
-    template <class Run>
-    void checked(const Job& job, Run&& run) const;
+    bool is_checked(const ParallelContext& parallel) const {
+        return !parallel.inner_unchecked || convolution_words() > kShortProductWords;
+    }
+    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
+    // The same of an operand that carries a residue; only length and fold where nothing is checked.
+    OperandResidue operand(const ParallelContext& parallel, const char* operation, const Word* A, u64 L,
+                           bool odd, u64 carried) const;
+    OperandResidue label_of(const ParallelContext& parallel, const char* operation, const void* data) const;
+    void look_at(const Job& job, const Word* words, OperandResidue& kept) const;
+    template <class Run, class Remake>
+    u64 checked(Job& job, Run&& run, Remake&& remake) const;
 
-    u64 label_at_;  // offset of the operand's residue in the data
+    u32 period_;    // words of a residue
+    u64 label_at_;  // offset of the label in the data
     u64 spare_bytes_;
-    u32 period_;  // words of a residue
 };
 
 // Room for one more transform's data and the transform's scratch, carved from the front of free memory.

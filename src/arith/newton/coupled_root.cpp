@@ -15,9 +15,9 @@ namespace {
 constexpr u64 kExtraWords = 8;
 
 // Exactly n words: the square of a shorter number would fold in sight of its last words.
-void set_length(BigFloat& T, u64 n) {
+void set_length(const ParallelContext& parallel, BigFloat& T, u64 n) {
     if (T.L >= n) {
-        T = T.top(n);
+        T = T.kept(parallel, n);
         return;
     }
     const u64 missing = n - T.L;
@@ -34,11 +34,11 @@ void set_residual(const MultiplyContext& context, const CoupledRoot& root, BigFl
     const i64 t = error_bound(p);
     BigFloat& d = root.d;
     held.sqr_rx_xf_minus(context, d, root.s, p, A, A.mag() - static_cast<i64>(root.next) - 3, A.mag() + t);
-    if (d.L != 0) d.exp -= A.mag();
+    if (d.L != 0) d.move(-A.mag());
     const Estimate side = take_error_below(context.parallel, d, t, p, function);
     if (side == Estimate::exact) return;
-    d.exp += A.mag();
-    d.sign = side == Estimate::under;
+    d.move(A.mag());
+    d.set_sign(side == Estimate::under);
 }
 
 }  // namespace
@@ -56,7 +56,7 @@ CoupledRange CoupledRange::of(const AlgorithmTable& table) {
 void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root, const BigFloat& A,
                         const BigFloat& x, u64 p, const char* function) {
     root.s.set_mul(p + 1, context, A, x);
-    set_length(root.s, p + 2);
+    set_length(context.parallel, root.s, p + 2);
     const HeldTransforms memory(context, p + kExtraWords, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0));
     set_residual(memory.context(), root, held, A, p, function);
@@ -82,7 +82,7 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
             halve(parallel, d);
         }
         root.set_add(p + 1, parallel, s, d);
-        set_length(root, p + 2);
+        set_length(parallel, root, p + 2);
         if (above != nullptr) set_residual(inner, *above, held_s, A, p, function);
     }
     BigFloat& e = d;

@@ -102,7 +102,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
         product.mul_rr_xx(memory.context(), r, B, p, y, q, bottom, w);
         status.work().add(division_product_work(p));
     }
-    r.sign = A.sign;
+    r.set_sign(A.sign);
 
     // The words at and above w cancel.
     const BigFloat a = words_between(parallel, A, bottom - 2, w);
@@ -141,7 +141,9 @@ void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& co
     }
     BigFloat x = carve<BigFloat>(buffer, plan.x);
     Reciprocal_BigFloatR::run(plan.reciprocal, context, status, x, B, plan.q, buffer);
-    newton::division_step(plan, context, status, T, A, B, x.top(plan.q + 2), buffer);
+    // Without words that the step does not read.
+    const BigFloat a = A.kept(context.parallel, p + 4), b = B.kept(context.parallel, p + 4);
+    newton::division_step(plan, context, status, T, a, b, x.kept(context.parallel, plan.q + 2), buffer);
 }
 
 void large_division(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,

@@ -2,7 +2,9 @@
 
 #include <string>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/kernels/word_array.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 
 namespace trel::newton {
@@ -19,6 +21,14 @@ namespace {
                                                  "\n    Actual Error  = " + std::to_string(magnitude));
 }
 
+// |T - 2^(64 mag)|, for a T whose top word is not zero.
+void negate(const ParallelContext& parallel, BigFloat& T) {
+    const u64 one = carried::of_word(1, T.mag(), T.sign);
+    bp_negate(T.T, T.L, parallel);
+    T.residue = carried::sub(one, T.residue);
+    strip(parallel, T);
+}
+
 Estimate checked(const BigFloat& T, Estimate side, u64 previous_p, const char* function) {
     if (T.L == 0) return Estimate::exact;
     if (T.mag() > error_bound(previous_p)) fail_size(function, side, previous_p, T.mag());
@@ -33,6 +43,7 @@ void strip(const ParallelContext& parallel, BigFloat& T) {
         T.exp = 0;
         T.sign = true;
     }
+    hand_over("newton::strip()", T);
 }
 
 Estimate take_error_at_units(const ParallelContext& parallel, BigFloat& T, u64 previous_p,
@@ -41,13 +52,13 @@ Estimate take_error_at_units(const ParallelContext& parallel, BigFloat& T, u64 p
     if (T.L == 0) fail_size(function, Estimate::under, previous_p, 1);
     if (T.mag() > 1 || T.word_at(0) > 1) fail_top(function, T.T[T.L - 1]);
     if (T.mag() == 1) {
+        T.residue = carried::sub(T.residue, carried::of_word(1, 0, T.sign));
         T.L -= 1;
         strip(parallel, T);
         return checked(T, Estimate::over, previous_p, function);
     }
     if (T.mag() < 0) fail_size(function, Estimate::under, previous_p, 0);
-    bp_negate(T.T, T.L, parallel);
-    strip(parallel, T);
+    negate(parallel, T);
     return checked(T, Estimate::under, previous_p, function);
 }
 
@@ -57,8 +68,7 @@ Estimate take_error_below(const ParallelContext& parallel, BigFloat& T, i64 t, u
     const Word top = T.word_at(t - 1);
     if (top == 0) return checked(T, Estimate::over, previous_p, function);
     if (top != ~Word(0)) fail_top(function, top);
-    bp_negate(T.T, T.L, parallel);
-    strip(parallel, T);
+    negate(parallel, T);
     return checked(T, Estimate::under, previous_p, function);
 }
 

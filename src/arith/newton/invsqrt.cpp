@@ -110,8 +110,8 @@ void run_windowed(const MultiplyContext& context, Status& status, BigFloat& T, c
         kIteration, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, A, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_step(context, status, t, A, x.top(newton::used_estimate_words(level)), level,
-                                 rest);
+            newton::invsqrt_step(context, status, t, A,
+                                 x.kept(context.parallel, newton::used_estimate_words(level)), level, rest);
         },
         newton::rest_of);
 }
@@ -127,7 +127,8 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& cont
     BigFloat x = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     if (!coupled.contains(p)) {
         run_levels(coupled, context, status, x, A, previous, buffer);
-        return newton::invsqrt_step(context, status, T, A, x.top(newton::used_estimate_words(p)), p, buffer);
+        return newton::invsqrt_step(context, status, T, A,
+                                    x.kept(context.parallel, newton::used_estimate_words(p)), p, buffer);
     }
     BigFloat s = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     BigFloat d = carve<BigFloat>(buffer, newton::root_error_words(p));
@@ -140,8 +141,8 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& cont
         run_windowed(context, status, x, A, previous, below);
         newton::coupled_root_start(context, root, A, x, previous, kRun);
     }
-    newton::coupled_root_step(context, status, T, A, x.top(newton::used_estimate_words(p)), s, d, p, above,
-                              kRun);
+    newton::coupled_root_step(context, status, T, A, x.kept(context.parallel, newton::used_estimate_words(p)),
+                              s, d, p, above, kRun);
 }
 
 }  // namespace
@@ -199,13 +200,17 @@ void invsqrt_step(const MultiplyContext& context, Status& status, BigFloat& T, c
 void InvsqrtFloat_BigFloatR_E::run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, BigFloat& T,
                                    const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.basic_p, plan.tds, p, context.parallel.tds, kBasicRun);
-    run_basic(context, T, A, p, buffer);
+    run_basic(context, T, A.kept(context.parallel, p + 4), p, buffer);
 }
 
 void InvsqrtFloat_BigFloatR::run(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status,
                                  BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
-    run_levels(plan.coupled, context, status, T, A, p, buffer);
+    // Without words that no level reads.
+    const BigFloat a = A.kept(context.parallel, p + 4);
+    run_levels(plan.coupled, context, status, T, a, p, buffer);
+    // The last coupled level subtracts A's words without a product that would compare them.
+    a.verify(context.parallel, "a root's argument");
 }
 
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,

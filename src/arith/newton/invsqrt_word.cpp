@@ -9,6 +9,7 @@
 #include "arith/newton/error_term.h"
 #include "arith/newton/newton_work.h"
 #include "arith/newton/steps.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 
@@ -54,7 +55,8 @@ void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, Wor
         kIteration, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, w, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::invsqrt_word_step(context, status, t, w, x.top(newton::used_estimate_words(level)), level,
+            newton::invsqrt_word_step(context, status, t, w,
+                                      x.kept(context.parallel, newton::used_estimate_words(level)), level,
                                       rest);
             status.work().add(newton::step_work(level));
         },
@@ -99,6 +101,7 @@ void invsqrt_word_step(const MultiplyContext& context, Status& status, BigFloat&
     }
     T.mul_uW(parallel, w);
     if (T.L != 0 && T.mag() > t) {
+        T.residue = carried::sub(T.residue, T.residue_between(parallel, t, T.mag()));
         T.L -= static_cast<u64>(T.mag() - t);
         strip(parallel, T);
     }

@@ -133,13 +133,15 @@ void run_windowed(const char* function, WindowStep step, const InvNthRootPlan& p
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, function);
     check_degree(n, function);
     const newton::Iteration names = iteration(function);
+    const BigFloat a = A.kept(context.parallel, p + 4);  // without words that no level reads
     newton::window_levels(
         names, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) {
-            run_basic(names, context, t, A, n, level, rest);
+            run_basic(names, context, t, a, n, level, rest);
         },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            step(context, status, t, A, n, x.top(newton::nth_root_previous(level) + 2), level, rest);
+            step(context, status, t, a, n, x.kept(context.parallel, newton::nth_root_previous(level) + 2),
+                 level, rest);
         },
         newton::rest_of);
 }
@@ -244,7 +246,7 @@ void InvNthRootFloat_BigFloatR_E::run(const InvNthRootPlan& plan, const Multiply
                                       const BigFloat& A, u64 p, LinearWordBuffer buffer, u64 n) {
     newton::check_plan(plan.basic_p, plan.tds, p, context.parallel.tds, kBasicRun);
     check_degree(n, kBasicRun);
-    run_basic(iteration(kBasicRun), context, T, A, n, p, buffer);
+    run_basic(iteration(kBasicRun), context, T, A.kept(context.parallel, p + 4), n, p, buffer);
 }
 
 void InvNthRootFloat_BigFloatR_P::run_expanded(const InvNthRootPlan& plan, const MultiplyContext& context,

@@ -101,12 +101,13 @@ PowerFloatPlan PowerFloatPlan::make(u64 p, u64 tds) {
 
 namespace newton {
 
-void power(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A, u64 n, u64 p,
+void power(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& base, u64 n, u64 p,
            LinearWordBuffer buffer) {
     if (T.buffer_size < p + kResultExtra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
     if (n == 0) return;
-    if (A.L == 0) return T.clear();
+    if (base.L == 0) return T.clear();
+    const BigFloat A = base.kept(context.parallel, p + 3);
     if (n == 1) return T.set_BigFloat(p + 1, context.parallel, A);
 
     BigFloat other = carve<BigFloat>(buffer, p + kResultExtra);

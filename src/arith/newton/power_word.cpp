@@ -7,6 +7,7 @@
 
 #include "arith/multiply/product_needs.h"
 #include "arith/newton/binary_power.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -67,6 +68,7 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     now->L = 1;
     now->exp = 0;
     now->sign = true;
+    now->residue = carried::of_word(odd, 0, true);
     const auto square = [&](BigFloat& product, const BigFloat& x) {
         const u64 product_words = 2 * std::min(x.L, p + 3);
         if (product_words > plan.products.product_words)
@@ -78,12 +80,13 @@ void Power_uW_uL_BigFloatR::run(const PowerWordPlan& plan, const MultiplyContext
     if (shift == 0) return;
     newton::check_power_exponent(static_cast<i128>(T.exp) + static_cast<i128>(shift / 64), kRun);
     if (T.L > p + 3) {  // room for the word that the shift appends
+        T.residue = carried::sub(T.residue, carried::of_word(T.T[0], T.exp, T.sign));
         T.L -= 1;
         T.exp += 1;
         std::memmove(T.T, T.T + 1, T.L * sizeof(Word));
     }
     T.mul_uW(context.parallel, Word(1) << (shift % 64));
-    T.exp += static_cast<i64>(shift / 64);
+    T.move(static_cast<i64>(shift / 64));
 }
 
 }  // namespace trel

@@ -31,9 +31,10 @@ namespace {
 const char kBasicRun[] = "Reciprocal_BigFloatR_E::run()";
 const char kRun[] = "Reciprocal_BigFloatR::run()";
 
-BigFloat magnitude_of(const BigFloat& A) {
-    BigFloat a = A;
-    a.sign = true;
+// |A|, without words that no level reads.
+BigFloat magnitude_of(const ParallelContext& parallel, const BigFloat& A, u64 p) {
+    BigFloat a = A.kept(parallel, p + 4);
+    a.set_sign(true);
     return a;
 }
 
@@ -60,7 +61,8 @@ void run_levels(const MultiplyContext& context, Status& status, BigFloat& T, con
         kIteration, T, p, buffer,
         [&](BigFloat& t, u64 level, LinearWordBuffer rest) { run_basic(context, t, A, level, rest); },
         [&](BigFloat& t, const BigFloat& x, u64 level, LinearWordBuffer rest) {
-            newton::reciprocal_step(context, status, t, A, x.top(newton::used_estimate_words(level)), level,
+            newton::reciprocal_step(context, status, t, A,
+                                    x.kept(context.parallel, newton::used_estimate_words(level)), level,
                                     rest);
             status.work().add(newton::step_work(level));
         },
@@ -73,8 +75,8 @@ namespace newton {
 
 void reciprocal_basic(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
                       LinearWordBuffer buffer) {
-    run_basic(context, T, magnitude_of(A), p, buffer);
-    T.sign = A.sign;
+    run_basic(context, T, magnitude_of(context.parallel, A, p), p, buffer);
+    T.set_sign(A.sign);
 }
 
 void reciprocal_basic_step(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
@@ -106,7 +108,7 @@ void reciprocal_step(const MultiplyContext& context, Status& status, BigFloat& T
         StatusFrame frame(status, " 0M ", status_digits(p));
         held.mul_rr_xf(memory.context(), T, x, previous, A, p, -static_cast<i64>(p), t);
     }
-    T.sign = true;
+    T.set_sign(true);
     const Estimate side = take_error_below(parallel, T, t, previous, kRun);
     if (side == Estimate::exact) return T.set_BigFloat(p, parallel, x);
 
@@ -124,8 +126,8 @@ void Reciprocal_BigFloatR_E::run(const ReciprocalPlan& plan, const MultiplyConte
 void Reciprocal_BigFloatR::run(const ReciprocalPlan& plan, const MultiplyContext& context, Status& status,
                                BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
-    run_levels(context, status, T, magnitude_of(A), p, buffer);
-    T.sign = A.sign;
+    run_levels(context, status, T, magnitude_of(context.parallel, A, p), p, buffer);
+    T.set_sign(A.sign);
 }
 
 }  // namespace trel

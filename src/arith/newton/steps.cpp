@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <bit>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 
@@ -28,19 +30,21 @@ constexpr Word kHalf = Word(1) << 63;
 
 void set_half(u64 p, const ParallelContext& parallel, BigFloat& T, const BigFloat& A) {
     T.set_mul_uW(p, parallel, A, kHalf);
-    if (T.L != 0) T.exp -= 1;
+    if (T.L != 0) T.move(-1);
 }
 
 void halve(const ParallelContext& parallel, BigFloat& T) {
     T.mul_uW(parallel, kHalf);
-    if (T.L != 0) T.exp -= 1;
+    if (T.L != 0) T.move(-1);
 }
 
 namespace {
 
 // T[0..L) = the words of A / n from the top down, for the divisors that the precomputed reciprocal does not
 // take. A division instruction a word.
-void divide_by_large_word(BigFloat& T, const BigFloat& A, u64 n, u64 L) {
+void divide_by_large_word(const ParallelContext& parallel, BigFloat& T, const BigFloat& all, u64 n, u64 L) {
+    take_up(parallel, "newton::divide_by_small()", all);
+    const BigFloat A = all.kept(parallel, L);
     if (T.buffer_size < L) throw BufferTooSmallException("newton::divide_by_small()", T.buffer_size, L);
     T.T = T.buffer;
     T.L = L;
@@ -53,6 +57,11 @@ void divide_by_large_word(BigFloat& T, const BigFloat& A, u64 n, u64 L) {
         rest = static_cast<Word>(x % n);
     }
     if (T.T[L - 1] == 0) T.L--;
+    const u64 exact = carried::sub(A.residue, carried::of_word(rest, T.exp, T.sign));
+    if (carried::known(exact) && n != goldilocks::kP)
+        T.residue = goldilocks::mul(exact, goldilocks::inverse(goldilocks::of_word(n)));
+    else
+        T.seal(parallel);
 }
 
 }  // namespace
@@ -64,11 +73,11 @@ void divide_by_small(const ParallelContext& parallel, BigFloat& T, const BigFloa
     const u64 words = std::max<u64>(static_cast<u64>(A.mag() - lowest), 2);
     if (std::has_single_bit(n)) {
         T.set_mul_uW(words, parallel, A, Word(1) << (64 - std::countr_zero(n)));
-        T.exp -= 1;
+        if (T.L != 0) T.move(-1);
     } else if (n < Word(1) << 63) {
         T.set_div_sW(words - 2, parallel, A, static_cast<i64>(n));
     } else {
-        divide_by_large_word(T, A, n, words);
+        divide_by_large_word(parallel, T, A, n, words);
     }
 }
 

@@ -3,18 +3,25 @@
 #include <algorithm>
 #include <string>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/newton/error_term.h"
+#include "arith/residue/carried.h"
 #include "base/errors/exceptions.h"
 
 namespace trel::newton {
 
 BigFloat words_between(const ParallelContext& parallel, const BigFloat& A, i64 low, i64 high) {
+    take_up(parallel, "newton::words_between()", A);
     BigFloat view = A;
     low = std::max(low, A.exp);
     high = std::min(high, A.mag());
     view.L = low < high ? static_cast<u64>(high - low) : 0;
     view.T += view.L == 0 ? 0 : low - A.exp;
     view.exp = low;
+    // From A's residue and the words outside, so that a change of the words inside shows.
+    const u64 outside = carried::add(A.residue_between(parallel, A.exp, low),
+                                     A.residue_between(parallel, std::max(low, high), A.mag()));
+    view.residue = carried::sub(A.residue, outside);
     strip(parallel, view);
     view.sign = A.sign;
     return view;

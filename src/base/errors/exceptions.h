@@ -156,7 +156,7 @@ class BSRModularCheckFailedException : public AlgorithmFailedException {
     TREL_EXCEPTION_TYPE(BSRModularCheckFailedException);
 
   public:
-    // The range [a, b) and the differences modulo 2^61 - 1.
+    // The range [a, b) and the differences of residues modulo 2^64 - 2^32 + 1.
     BSRModularCheckFailedException(std::string function, std::string message, u64 a, u64 b,
                                    std::vector<u64> hashes)
         : AlgorithmFailedException(std::move(function), std::move(message)),

@@ -1,4 +1,13 @@
 // Sums one block of a series after its plan (block_plan.h), for any family.
+//
+// What is checked, and where:
+//
+//   ranges of up to kRangeWords words      their results, once: every sum and product in them follows by
+//   residues longer ones                            their products one by one, with the residues that the
+//   operands carry exact results that leave the block,    once more, by kvb_Verify_BSR() or become
+//   floating-point numbers floating-point halves                  before they are merged
+//
+// A range that fails is done again from its terms (mend.h).
 #pragma once
 
 #include <algorithm>
@@ -9,9 +18,15 @@
 #include "base/status/silent_status.h"
 #include "base/status/status_scope.h"
 #include "constants/bsr/block_plan.h"
+#include "constants/bsr/mend.h"
+#include "constants/bsr/verify_bsr.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor::BinarySplitting {
+
+// Results of up to this many words come from products of at most this many, which the floating-point
+// transform does: their checks one by one would cost more than 10 percent of them.
+inline constexpr u64 kRangeWords = 3264;
 
 // An exact number as a floating-point number in the same words.
 inline BigFloat as_float(const ExactFloat& A) {
@@ -20,7 +35,27 @@ inline BigFloat as_float(const ExactFloat& A) {
     B.L = A.L;
     B.exp = A.exp;
     B.sign = A.sign;
+    B.residue = A.residue;
     return B;
+}
+
+// Numbers of the terms [a, b) that have waited: AlgorithmFailedException where one was damaged.
+template <std::size_t K>
+void verify_waiting(const ParallelContext& parallel, const std::array<BigFloat, K>& numbers, const char* what,
+                    u64 a, u64 b) {
+    for (std::size_t i = 0; i < K; i++) {
+        const std::string name = range_name(a, b) + ", " + what + ", number " + std::to_string(i + 1);
+        numbers[i].verify(parallel, name.c_str());
+    }
+}
+// Numbers that begin to wait. Those whose residue is not known take that of their words.
+template <std::size_t K>
+void leave_waiting(const ParallelContext& parallel, std::array<BigFloat, K>& numbers, const char* stage) {
+    for (BigFloat& A : numbers) {
+        if (A.L == 0) continue;
+        if (A.residue == goldilocks::kNone) A.seal(parallel);
+        parallel.stage(stage, A.T, A.L * sizeof(Word));
+    }
 }
 
 // The walks of a run. Results go to buffers of the plan's capacities; context.scratch holds the plan's needs.
@@ -31,7 +66,7 @@ class BlockRun {
 
     void run(const MultiplyContext& context, Status& status, ExactRange<F>& out) const {
         check(context, out);
-        run_B(context, status, plan_.block().a, plan_.block().b, plan_.depth(), out);
+        run_verified(context, status, plan_.block().a, plan_.block().b, plan_.depth(), out);
     }
     void run(const MultiplyContext& context, Status& status, FloatRange<F>& out) const {
         check(context, out);
@@ -62,18 +97,58 @@ class BlockRun {
             sequential(context, Work(), a, b, out);
             return work.add(plan_.range_work(a, b));
         }
-        if (b - a < plan_.series().leaf_threshold()) {
-            F::leaf(plan_.series(), a, b, out, plan_.edge(b), context.scratch);
+        const u64 words = words_of_range(a, b);
+        if (words <= kRangeWords) {
+            checked_range(context, a, b, out);
+            if (work) work.add(plan_.range_work(a, b));
             return;
         }
         const u64 m = plan_.split(a, b);
         MultiplyContext inner = context;
         ExactRange<F> left = carve_range<ExactFloat>(inner.scratch, plan_.capacities(a, m));
-        sequential(inner, work, a, m, left);
+        const MultiplyContext above_left = inner;
         ExactRange<F> right = carve_range<ExactFloat>(inner.scratch, plan_.capacities(m, b));
-        sequential(inner, work, m, b, right);
-        F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b));
+        const auto halves = [&](Work counted) {
+            sequential(above_left, counted, a, m, left);
+            sequential(inner, counted, m, b, right);
+        };
+        const auto merge = [&] { F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b)); };
+        halves(work);
+        mended(context.parallel, a, b, words, merge, [&] {
+            halves(Work());
+            merge();
+        });
         if (work) work.add(plan_.merge_work(a, m, b));
+    }
+
+    u64 words_of_range(u64 a, u64 b) const {
+        return b - a < plan_.series().leaf_threshold() ? 0 : plan_.series().plan_words(a, b);
+    }
+
+    // A range that is checked as one.
+    void checked_range(MultiplyContext context, u64 a, u64 b, ExactRange<F>& out) const {
+        const ParallelContext parallel = context.parallel;
+        context.parallel.inner_unchecked = true;
+        const auto once = [&] {
+            unchecked(context, a, b, out);
+            kvb_Verify_BSR(a, b, out, parallel);
+        };
+        mended(parallel, a, b, kRangeWords, once, once);
+        for (const ExactFloat& A : out) parallel.stage("rest", A.T, A.L * sizeof(Word));
+    }
+    void unchecked(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
+        if (b - a < plan_.series().leaf_threshold()) {
+            F::leaf(plan_.series(), a, b, out, plan_.edge(b), context.scratch);
+        } else {
+            const u64 m = plan_.split(a, b);
+            MultiplyContext inner = context;
+            ExactRange<F> left = carve_range<ExactFloat>(inner.scratch, plan_.capacities(a, m));
+            unchecked(inner, a, m, left);
+            ExactRange<F> right = carve_range<ExactFloat>(inner.scratch, plan_.capacities(m, b));
+            unchecked(inner, m, b, right);
+            F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b));
+        }
+        for (const ExactFloat& A : out) context.parallel.stage("piece", A.T, A.L * sizeof(Word));
     }
 
     // ---- exact: halves as two tasks; above them, one after the other with all tasks in the products
@@ -85,13 +160,24 @@ class BlockRun {
         AlignedBufferC memory = context.scratch;
         ExactRange<F> left = carve_range<ExactFloat>(memory, plan_.capacities(a, m));
         ExactRange<F> right = carve_range<ExactFloat>(memory, plan_.capacities(m, b));
-        const MemoryHalves half(memory);
-        fork_join(
-            context.parallel,
-            [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), work, a, m, left); },
-            [&] { run_T(context.with_scratch(half.second).with_tds(tds - tds / 2), work, m, b, right); });
-        F::merge(context.with_scratch(memory).with_tds(std::min(tds, plan_.tds())), plan_.subtracts(a, m),
-                 left, right, out, plan_.edge(b));
+        const auto halves = [&](Work counted) {
+            const MemoryHalves half(memory);
+            fork_join(
+                context.parallel,
+                [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), counted, a, m, left); },
+                [&] {
+                    run_T(context.with_scratch(half.second).with_tds(tds - tds / 2), counted, m, b, right);
+                });
+        };
+        const auto merge = [&] {
+            F::merge(context.with_scratch(memory).with_tds(std::min(tds, plan_.tds())), plan_.subtracts(a, m),
+                     left, right, out, plan_.edge(b));
+        };
+        halves(work);
+        mended(context.parallel, a, b, words_of_range(a, b), merge, [&] {
+            halves(Work());
+            merge();
+        });
         if (work) work.add(plan_.merge_work(a, m, b));
     }
 
@@ -101,19 +187,38 @@ class BlockRun {
         const u64 m = plan_.split(a, b);
         MultiplyContext inner = context;
         ExactRange<F> left = carve_range<ExactFloat>(inner.scratch, plan_.capacities(a, m));
-        {
-            StatusFrame frame(status, "0");
-            run_B(inner, frame.node(), a, m, depth - 1, left);
-        }
+        const MultiplyContext above_left = inner;
         ExactRange<F> right = carve_range<ExactFloat>(inner.scratch, plan_.capacities(m, b));
-        {
-            StatusFrame frame(status, "1");
+        const auto halves = [&](Status& to) {
+            {
+                StatusFrame frame(to, "0");
+                run_B(above_left, frame.node(), a, m, depth - 1, left);
+            }
+            StatusFrame frame(to, "1");
             run_B(inner, frame.node(), m, b, depth - 1, right);
-        }
+        };
+        const auto merge = [&] { F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b)); };
+        halves(status);
         StatusFrame frame(status, "-  ", digits_of(a, b));
         frame.node().refresh();
-        F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b));
+        mended(context.parallel, a, b, words_of_range(a, b), merge, [&] {
+            SilentStatus silent{Work()};
+            halves(silent);
+            merge();
+        });
         status.work().add(plan_.merge_work(a, m, b));
+    }
+
+    // Results that nobody will look at as exact numbers again.
+    void run_verified(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
+                      ExactRange<F>& out) const {
+        run_B(context, status, a, b, depth, out);
+        const auto verify = [&] { kvb_Verify_BSR(a, b, out, context.parallel); };
+        mended(context.parallel, a, b, words_of_range(a, b), verify, [&] {
+            SilentStatus silent{Work()};
+            run_B(context, silent, a, b, depth, out);
+            verify();
+        });
     }
 
     // The last range that is announced.
@@ -133,41 +238,58 @@ class BlockRun {
             ExactRange<F> exact;
             for (std::size_t i = 0; i < F::kNumbers; i++)
                 exact[i] = ExactFloat(out[i].buffer, out[i].buffer_size);
-            run_leaf(context, status, a, b, exact);
+            run_verified(context, status, a, b, 0, exact);
             for (std::size_t i = 0; i < F::kNumbers; i++) out[i] = as_float(exact[i]);
-            return;
+            return leave_waiting(context.parallel, out, "piece");
         }
         const u64 m = plan_.split(a, b);
         const u64 next = depth > 0 ? depth - 1 : 0;
         MultiplyContext inner = context;
-        FloatRange<F> left = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(a, m)), right;
-        if (tds < 2 || depth > 0 || !plan_.splits(a, b)) {
-            {
-                StatusFrame frame(status, "0");
-                run_float(inner, frame.node(), a, m, next, left);
+        FloatRange<F> left = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(a, m));
+        const MultiplyContext above_left = inner;
+        FloatRange<F> right = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(m, b));
+        const auto halves = [&](Status& to) {
+            if (tds < 2 || depth > 0 || !plan_.splits(a, b)) {
+                {
+                    StatusFrame frame(to, "0");
+                    run_float(above_left, frame.node(), a, m, next, left);
+                }
+                StatusFrame frame(to, "1");
+                run_float(inner, frame.node(), m, b, next, right);
+                return;
             }
-            right = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(m, b));
-            StatusFrame frame(status, "1");
-            run_float(inner, frame.node(), m, b, next, right);
-        } else {
-            right = carve_range<BigFloat>(inner.scratch, plan_.float_capacities(m, b));
             const MemoryHalves half(inner.scratch);
             fork_join(
                 context.parallel,
                 [&] {
-                    SilentStatus silent(status.work());
+                    SilentStatus silent(to.work());
                     run_float(inner.with_scratch(half.first).with_tds(tds / 2), silent, a, m, next, left);
                 },
                 [&] {
-                    SilentStatus silent(status.work());
+                    SilentStatus silent(to.work());
                     run_float(inner.with_scratch(half.second).with_tds(tds - tds / 2), silent, m, b, next,
                               right);
                 });
-        }
+        };
+        const auto merge = [&] {
+            verify_waiting(context.parallel, left, "left half", a, m);
+            verify_waiting(context.parallel, right, "right half", m, b);
+            F::merge_float(inner, plan_.subtracts(a, m), left, right, out, plan_.precision_at(a),
+                           plan_.link_precision_at(b), plan_.edge(b));
+        };
+        halves(status);
         StatusFrame frame(status, "-  ", status_digits(plan_.precision_at(a)));
         frame.node().refresh();
-        F::merge_float(inner, plan_.subtracts(a, m), left, right, out, plan_.precision_at(a),
-                       plan_.link_precision_at(b), plan_.edge(b));
+        mended(context.parallel, a, b, plan_.precision_at(a), merge, [&] {
+            SilentStatus silent{Work()};
+            for (auto* half : {&left, &right}) {
+                for (BigFloat& A : *half) A = BigFloat(A.buffer, A.buffer_size);
+            }
+            for (BigFloat& A : out) A = BigFloat(A.buffer, A.buffer_size);
+            halves(silent);
+            merge();
+        });
+        leave_waiting(context.parallel, out, "piece");
         status.work().add(float_merge_work(plan_.precision_at(a)));
     }
 

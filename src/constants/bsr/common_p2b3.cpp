@@ -66,7 +66,7 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
     const u64 n = R1.L + P2.L;
     if (KeptTransform::fits(context, n, 0)) {
         TransformHolder shorter;
-        make_transform(shorter, R1.L + R2.L, context);
+        make_transform(shorter, R1.L + R2.L, context, Wraps::never);
         KeptTransform transform(context, n);
         // Two transforms more of the common length, or three of the own.
         if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
@@ -100,12 +100,13 @@ void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Wor
         scratch += words;
         return T;
     };
-    BasicIntR P1 = take(n1 * term_words_.P), Q1 = take(n1 * term_words_.Q), R1 = take(n1 * term_words_.R);
+    const TermWords left = term_words_.of(n1), right = term_words_.of(n2);
+    BasicIntR P1 = take(left.P), Q1 = take(left.Q), R1 = take(left.R);
     bsr_end(a, m, P1, Q1, R1, scratch);
-    BasicIntR P2 = take(n2 * term_words_.P), Q2 = take(n2 * term_words_.Q), R2 = take(n2 * term_words_.R);
+    BasicIntR P2 = take(right.P), Q2 = take(right.Q), R2 = take(right.R);
     bsr_end(m, b, P2, Q2, R2, scratch);
     if (R.buffer_size != 0) R.set_mulB(R1, R2);
-    BasicIntR T = take(n1 * term_words_.R + n2 * term_words_.P);
+    BasicIntR T = take(left.R + right.P);
     T.set_mulB(R1, P2);
     Q.set_mulB(Q1, Q2);
     P.set_mulB(P1, Q2);
@@ -119,8 +120,8 @@ void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Wor
 Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
     const u64 n = b - a;
     if (n <= kSmallTerms) {
-        const Series::TermWords& words = series.term_words();
-        return {round_up_8(n * words.P + 2), round_up_8(n * words.Q + 2), round_up_8(n * words.R + 2)};
+        const Series::TermWords words = series.term_words().of(n);
+        return {round_up_8(words.P + 2), round_up_8(words.Q + 2), round_up_8(words.R + 2)};
     }
     const u64 full = series.plan_words(a, b);
     const u64 zeros = series.zero_bits_Q(a, b) / 64;

@@ -12,6 +12,8 @@
 // (Binary splitting: Brent 1976; Haible and Papanikolaou 1997.)
 #pragma once
 
+#include <algorithm>
+
 #include "base/names/names.h"
 #include "constants/bsr/family.h"
 
@@ -22,7 +24,13 @@ class Series : public BinarySplitting::Series {
     // The most words of one term's numbers.
     struct TermWords {
         u64 P, Q, R;
-        u64 total() const { return P + Q + R; }
+        // Of each further term together: P of a range grows by a Q or an R, which may be longer than a P.
+        u64 growth() const { return std::max({P, Q, R}) + Q + R; }
+        // Of the numbers of n terms, while they are computed. P is a sum of n products of one P and n - 1 of
+        // the others, so that one word more holds it, and its sums want one above.
+        TermWords of(u64 n) const {
+            return n == 1 ? *this : TermWords{P + (n - 1) * std::max(Q, R) + 2, n * Q, n * R};
+        }
     };
 
     Series(const Parameters& parameters, const TermWords& term_words)
@@ -57,7 +65,7 @@ struct Family {
     using Words = std::array<u64, kNumbers>;
 
     static Words capacities(const Series& series, u64 a, u64 b);
-    static u64 term_words(const Series& series) { return series.term_words().total(); }
+    static u64 term_words(const Series& series) { return series.term_words().growth(); }
     static u64 float_words(u64 precision) { return round_up_8(precision + 4); }
     static u64 split(const Series& series, u64 a, u64 b) { return series.split(a, b); }
     static Needs merge_needs(const MergeSizes<Family>& sizes);

@@ -19,16 +19,12 @@ void append(const Series& series, u64 a, u64 b, PsrBlocks& blocks) {
     blocks.push_back({a, b, series.precision_words(a), series.precision_words(b)});
 }
 
-double size_of(const Series& series, u64 a, u64 b) {
-    return b < (u64(1) << 48) ? series.log_size(a, b) : series.log_size_dd(a, b).high;
-}
-
 // The end of the block that starts at s and has log_size of about `limit`.
 u64 limited_end(const Series& series, u64 s, double limit) {
     u64 lo = s, hi = series.terms();
     while (hi - lo > 1) {
         const u64 mid = lo + (hi - lo) / 2;
-        (size_of(series, s, mid) < limit ? lo : hi) = mid;
+        (series.log_size_resolved(s, mid) < limit ? lo : hi) = mid;
     }
     return hi;
 }
@@ -81,7 +77,7 @@ PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
     u64 s = 0;
     while (s < series.terms()) {
         u64 e = equilibrium_end(series, s);
-        const double size = size_of(series, s, e);
+        const double size = series.log_size_resolved(s, e);
         if (blocks.size() == kMaxEquilibriumBlocks) {
             plan.remarks.push_back({"Equilibrium swap PSR plan has exceeded 1000 blocks.", 'Y'});
             plan.remarks.push_back({"Dropping down to aggressive PSR in memory...", 'Y'});

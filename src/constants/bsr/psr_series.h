@@ -130,22 +130,37 @@ class PSR_SeriesB {
             blocks_[i].working_precision());
     }
 
-    // Sums block i and folds it: the accumulator becomes the sum from the block's start on.
+    // Sums block i and folds it: the accumulator becomes the sum from the block's start on. The accumulator
+    // has waited meanwhile: its words are compared before they are used again. (It cannot be formed again.)
     void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area,
                    Word* lent, FloatRange<F>& accumulator) const {
         const BSR_BlockB<F>& plan = plans_[i];
         const PsrBlock& block = plan.block();
         MultiplyContext inner = context;
         FloatRange<F> results;
+        ExactRange<F> exact;
         if (plan.exact()) {
-            ExactRange<F> exact = carve_range<ExactFloat>(inner.scratch, plan.capacities());
-            BlockRun<F>(plan).run(inner, status, exact);
-            kvb_Verify_BSR(block.a, block.b, exact, context.parallel);
-            for (std::size_t j = 0; j < F::kNumbers; j++) results[j] = as_float(exact[j]);
+            exact = carve_range<ExactFloat>(inner.scratch, plan.capacities());
         } else {
             results = carve_range<BigFloat>(inner.scratch, plan.capacities());
-            BlockRun<F>(plan).run(inner, status, results);
         }
+        const auto sum = [&](Status& to) {
+            if (plan.exact()) {
+                BlockRun<F>(plan).run(inner, to, exact);
+                for (std::size_t j = 0; j < F::kNumbers; j++) results[j] = as_float(exact[j]);
+            } else {
+                for (BigFloat& A : results) A = BigFloat(A.buffer, A.buffer_size);
+                BlockRun<F>(plan).run(inner, to, results);
+            }
+        };
+        sum(status);
+        leave_waiting(context.parallel, results, "block");
+        const auto verify = [&] { verify_waiting(context.parallel, results, "block", block.a, block.b); };
+        mended(context.parallel, block.a, block.b, block_words(plan), verify, [&] {
+            SilentStatus silent{Work()};
+            sum(silent);
+            verify();
+        });
         Capacities<F> words = accumulator_capacities(i);
         const u64 first = words[0];
         if (i % 2 == 0) words[0] = 0;
@@ -159,11 +174,18 @@ class PSR_SeriesB {
         } else {
             StatusFrame frame(status, "-  ", status_digits(precision));
             frame.node().refresh();
+            verify_waiting(context.parallel, accumulator, "sum", block.b, series_.terms());
             F::merge_float(inner, series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
                            folded, precision, precision, true);
             status.work().add(fold_work(i));
         }
         accumulator = folded;
+        leave_waiting(context.parallel, accumulator, "sum");
+    }
+    static u64 block_words(const BSR_BlockB<F>& plan) {
+        u64 words = 0;
+        for (const u64 n : plan.capacities()) words = std::max(words, n);
+        return words;
     }
 
     const Series& series_;

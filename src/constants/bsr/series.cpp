@@ -5,7 +5,7 @@
 namespace kalvor::BinarySplitting {
 namespace {
 
-// Where doubles no longer resolve single terms.
+// Where doubles no longer resolve single terms, or their sizes.
 constexpr u64 kExactIndex = u64(1) << 48;
 constexpr double kExactSize = 4503599627370496.0;  // 2^52
 
@@ -37,10 +37,14 @@ u64 Series::precision_words(u64 k) const {
     return n < precision() ? n : precision();
 }
 
+double Series::log_size_resolved(u64 a, u64 b) const {
+    const double to = log_size_to(b);
+    return b < kExactIndex && to < kExactSize ? to - log_size_to(a) : log_size_dd(a, b).high;
+}
+
 u64 Series::plan_words(u64 a, u64 b) const {
-    const double nats = b < kExactIndex ? log_size(a, b) : log_size_dd(a, b).high;
     // One word for the fraction, one for what the doubles lose.
-    return static_cast<u64>(words_of(nats)) + 2;
+    return static_cast<u64>(words_of(log_size_resolved(a, b))) + 2;
 }
 
 u64 Series::output_words(u64 a, u64 b) const {

@@ -37,6 +37,9 @@ class Series {
     double log_size(u64 a, u64 b) const { return log_size_to(b) - log_size_to(a); }
     DoubleDouble log_size_dd(u64 a, u64 b) const { return log_size_to_dd(b) - log_size_to_dd(a); }
 
+    // The same as log_size(), from what resolves it.
+    double log_size_resolved(u64 a, u64 b) const;
+
     // Nats of precision that the sum's tail from index k on still needs: decreasing, within [0, full
     // precision].
     virtual DoubleDouble log_remaining(u64 k) const = 0;

@@ -22,6 +22,8 @@ double SeriesValuePlan::work() const {
 void SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                           BigFloat& x) const {
     status.work().enter("division");
+    P.verify(context.parallel, "the sum's numerator");
+    Q.verify(context.parallel, "the sum's denominator");
     AlignedBufferC memory = context.scratch;
     BigFloat N = carve<BigFloat>(memory, numerator_words_);
     {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 
 namespace kalvor::BinarySplitting {
@@ -11,7 +11,7 @@ namespace {
 constexpr u64 kParallelWords = 10000;
 
 u64 difference(const ExactFloat& A) {
-    return m61::canonical(m61::sub(A.computed_residue(), A.residue));
+    return goldilocks::sub(A.computed_residue(), A.residue);
 }
 
 }  // namespace
@@ -19,6 +19,10 @@ u64 difference(const ExactFloat& A) {
 void kvb_Verify_BSR(u64 a, u64 b, std::span<const ExactFloat> results, const ParallelContext& parallel) {
     u64 hashes[2] = {0, 0};
     u64 words = 0;
+    for (const ExactFloat& A : results) parallel.stage("range", A.T, A.L * sizeof(Word));
+    if (parallel.run != nullptr) {
+        parallel.run->checks.numbers.fetch_add(results.size(), std::memory_order_relaxed);
+    }
     for (const ExactFloat& A : results) words = std::max(words, A.L);
     const auto first = [&] { hashes[0] = difference(results.front()); };
     const auto others = [&] {

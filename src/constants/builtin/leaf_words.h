@@ -7,7 +7,7 @@
 #include <span>
 
 #include "arith/exact/basic_int.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/fatal.h"
 #include "base/names/names.h"
 
@@ -23,15 +23,16 @@ inline void require(const BasicIntR& T, u64 words, const char* function) {
 inline void set(BasicIntR& T, Word w) {
     T.T[0] = w;
     T.L = 1;
-    T.residue = m61::fold(w);
+    T.residue = goldilocks::of_word(w);
 }
 inline void set(BasicIntR& T, u128 x) {
-    set(T, static_cast<Word>(x));
+    T.T[0] = static_cast<Word>(x);
+    T.L = 1;
     if (x >> 64 != 0) {
         T.T[1] = static_cast<Word>(x >> 64);
         T.L = 2;
-        T.residue = m61::hash_words(T.T, 2);
     }
+    T.residue = goldilocks::reduce(x);
 }
 // T *= w, w != 0
 inline void multiply(BasicIntR& T, Word w) {
@@ -42,13 +43,13 @@ inline void multiply(BasicIntR& T, Word w) {
         carry = static_cast<Word>(p >> 64);
     }
     if (carry != 0) T.T[T.L++] = carry;
-    T.residue = m61::mul(T.residue, m61::fold(w));
+    T.residue = goldilocks::mul(T.residue, goldilocks::of_word(w));
 }
 inline void multiply(BasicIntR& T, Word w, int times) {
     for (int i = 0; i < times; i++) multiply(T, w);
 }
 inline void add(BasicIntR& T, Word w) {
-    T.residue = m61::add(T.residue, m61::fold(w));
+    T.residue = goldilocks::add(T.residue, goldilocks::of_word(w));
     for (u64 i = 0; w != 0; i++) {
         if (i == T.L) T.T[T.L++] = 0;
         T.T[i] += w;
@@ -57,7 +58,7 @@ inline void add(BasicIntR& T, Word w) {
 }
 // T -= w, w < T
 inline void subtract(BasicIntR& T, Word w) {
-    T.residue = m61::sub(T.residue, m61::fold(w));
+    T.residue = goldilocks::sub(T.residue, goldilocks::of_word(w));
     for (u64 i = 0; w != 0; i++) {
         const Word borrow = T.T[i] < w ? 1 : 0;
         T.T[i] -= w;

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cmath>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/fatal.h"
 
 namespace kalvor {
@@ -33,12 +33,12 @@ inline void multiply(BasicIntR& T, Word w) {
         carry = Word(p >> 64);
     }
     if (carry != 0) T.T[T.L++] = carry;
-    T.residue = m61::mul(T.residue, m61::fold(w));
+    T.residue = goldilocks::mul(T.residue, goldilocks::of_word(w));
 }
 inline void set(BasicIntR& T, Word w) {
     T.T[0] = w;
     T.L = 1;
-    T.residue = m61::fold(w);
+    T.residue = goldilocks::of_word(w);
 }
 
 double ln_factorial(double x) {
@@ -134,7 +134,7 @@ void PiSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
         Word words[2] = {Word(linear), Word(linear >> 64)};
         BasicIntR factor(words, 2);
         factor.L = 2;
-        factor.residue = m61::hash_words(words, 2);
+        factor.residue = goldilocks::reduce(linear);
         P.set_mulB(R, factor);
     }
 

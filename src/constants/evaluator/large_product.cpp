@@ -5,6 +5,7 @@
 #include "arith/bigfloat/combine.h"
 #include "arith/estimate/product_work.h"
 #include "arith/multiply/product_needs.h"
+#include "arith/residue/carried.h"
 #include "base/status/status_scope.h"
 
 namespace kalvor {
@@ -48,15 +49,18 @@ void LargeProduct::run(const MultiplyContext& context, Status& status, BigFloat&
     BigFloat lower = carve<BigFloat>(memory, low_product_words_);
     const MultiplyContext rest = context.with_scratch(memory);
     const u64 upper = precision_ + 2 - low_;
-    T.set_mul(precision_, rest, x, y.top(upper));
+    const BigFloat above = y.kept(context.parallel, upper);
+    T.set_mul(precision_, rest, x, above);
     progress.update(1);
     BigFloat bottom = y;
     bottom.L = y.L - upper;
+    bottom.residue = carried::sub(y.residue, above.residue);
     while (bottom.L > 0 && bottom.T[bottom.L - 1] == 0) bottom.L--;
     const i64 reach = x.mag() + bottom.mag() - T.exp;
     if (bottom.L > 0 && reach > 0) {
         const u64 words = static_cast<u64>(reach) + kOverlap;
-        lower.set_mul(static_cast<u64>(reach), rest, x.top(words), bottom.top(words));
+        lower.set_mul(static_cast<u64>(reach), rest, x.kept(context.parallel, words),
+                      bottom.kept(context.parallel, words));
         combine_ip(context.parallel, T, lower, false);
     }
     progress.update(2);

@@ -52,6 +52,7 @@ class Product final : public Evaluator {
         AlignedBufferC memory = context.scratch;
         BigFloat y = carve<BigFloat>(memory, second_->needs().result_words);
         second_->run(context.with_scratch(memory), status, y);
+        x.verify(context.parallel, "the first factor, which waited for the second");
         BigFloat T = carve<BigFloat>(memory, result_words_);
         const WorkPhase phase = product_.work();
         status.work().enter(phase.name);

@@ -105,6 +105,7 @@ void VerifyB::run(const MultiplyContext& context, Status& status, const Word* ra
         cut.T += drop;
         cut.L -= drop;
         cut.exp += static_cast<i64>(drop);
+        cut.residue = goldilocks::kNone;
     }
     const u64 B = hash_binary(context, status, cut, d);
     if (R == B) return;

@@ -43,8 +43,10 @@ struct ParallelContext {
     BasicParallelizer* framework;
     u64 tds;
     RunMonitor* run = nullptr;
+    // Inside an operation that checks its own results, short products are not checked one by one.
+    bool inner_unchecked = false;
 
-    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n, run}; }
+    ParallelContext with_tds(u64 n) const { return {framework, n < 1 ? 1 : n, run, inner_unchecked}; }
     // Throws RunStopped when the run was asked to stop. Costs a load; any thread.
     void poll() const {
         if (run != nullptr && run->stop.requested()) throw RunStopped();

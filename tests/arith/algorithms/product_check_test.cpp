@@ -7,6 +7,7 @@
 #include <string>
 
 #include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/dispatch.h"
 #include "arith/ntt/ntt_support.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
@@ -54,6 +55,7 @@ struct Shape {
 struct Outcome {
     bool thrown = false;
     u64 corrected = 0, checked = 0;
+    u64 residue = 0;
     std::vector<Word> words;
 };
 
@@ -65,13 +67,16 @@ class Bench {
                     transform->plain_bytes() / 8 + 64);
     }
     Outcome run(Operation operation, const Shape& s, std::vector<Word> A, const std::vector<Word>& B,
-                ComputationStages& stages) {
+                ComputationStages& stages, Carried carried = {}) {
         RunMonitor monitor;
         monitor.stages = &stages;
         ParallelContext parallel = serial_context();
         parallel.run = &monitor;
         Outcome o;
         o.words.assign(s.total - s.skip, 0x5555);
+        ParallelContext before = parallel;
+        before.inner_unchecked = unchecked_forward;
+        parallel.inner_unchecked = unchecked_product;
         u8* const memory = reinterpret_cast<u8*>((reinterpret_cast<u64>(data.data()) + 63) / 64 * 64);
         const u64 bytes = transform->data_bytes();
         u8 *const x = memory, *const y = x + bytes, *const work = y + bytes, *const scratch = work + bytes;
@@ -79,22 +84,25 @@ class Bench {
         try {
             switch (operation) {
                 case Operation::plain:
-                    transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA, B.data(), s.LB,
-                                              memory);
+                    o.residue = transform->multiply_plain(parallel, T, s.skip, s.total, A.data(), s.LA,
+                                                          B.data(), s.LB, memory, carried.a, carried.b);
                     break;
                 case Operation::square:
-                    transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory);
+                    o.residue = transform->square_plain(parallel, T, s.skip, s.total, A.data(), s.LA, memory,
+                                                        carried.a);
                     break;
                 case Operation::held:
-                    transform->forward(parallel, y, B.data(), s.LB, scratch);
-                    transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y, work, scratch);
+                    transform->forward(before, y, B.data(), s.LB, scratch, carried.b, words_stay);
+                    o.residue = transform->multiply_held(parallel, T, s.skip, s.total, A.data(), s.LA, y,
+                                                         work, scratch, carried.a);
                     break;
                 case Operation::transforms:
                 case Operation::in_place:
-                    transform->forward(parallel, x, A.data(), s.LA, scratch);
-                    transform->forward(parallel, y, B.data(), s.LB, scratch);
-                    transform->inverse(parallel, T, s.skip, s.total,
-                                       operation == Operation::in_place ? x : work, x, y, scratch);
+                    transform->forward(before, x, A.data(), s.LA, scratch, carried.a, words_stay);
+                    transform->forward(before, y, B.data(), s.LB, scratch, carried.b, words_stay);
+                    o.residue =
+                        transform->inverse(parallel, T, s.skip, s.total,
+                                           operation == Operation::in_place ? x : work, x, y, scratch);
                     break;
             }
         } catch (const AlgorithmFailedException&) {
@@ -106,12 +114,12 @@ class Bench {
     }
     TransformHolder transform;
     std::vector<Word> data;
+    bool words_stay = false, unchecked_forward = false, unchecked_product = false;
 };
 
 class ProductCheckTest : public testing::TestWithParam<const char*> {};
-// All products of BKT are shorter than those that are checked.
 INSTANTIATE_TEST_SUITE_P(Algorithms, ProductCheckTest,
-                         testing::Values("FFT", "C17", "VST", "N32", "N64", "HNT"),
+                         testing::Values("BKT", "FFT", "C17", "VST", "N32", "N64", "HNT"),
                          [](const auto& info) { return std::string(info.param); });
 
 const MultiplyAlgorithm& algorithm_called(const std::string& name) {
@@ -139,7 +147,13 @@ std::vector<Shape> shapes_of(const MultiplyAlgorithm& algorithm, u64 words, bool
 
 u64 largest_words(const std::string& name) {
     // of the FFT: lengths with a modulus that sees every branch
-    return name == "FFT" ? 1360 : name == "HNT" ? 1500 : 4000;
+    return name == "BKT" ? 90 : name == "FFT" ? 1360 : name == "HNT" ? 1500 : 4000;
+}
+// Rings of every kind of length: with a factor three, a power of two, and short ones.
+std::vector<u64> sizes_of(const std::string& name) {
+    const u64 largest = largest_words(name);
+    if (name == "BKT") return {largest, 31};
+    return {largest, largest / 2 + 1, 300, 90};
 }
 
 // The flips that any stage of any product would notice.
@@ -149,7 +163,7 @@ TEST_P(ProductCheckTest, NoFlipComesOut) {
     std::mt19937_64 rng(17);
     std::set<std::string> found_in, seen;
     u64 flips = 0, corrected = 0, thrown = 0;
-    for (const u64 words : {largest_words(name), largest_words(name) / 2 + 1}) {
+    for (const u64 words : sizes_of(name)) {
         Bench bench(algorithm, words);
         for (const Shape& s : shapes_of(algorithm, words, true)) {
             for (const Operation operation : kOperations) {
@@ -177,7 +191,12 @@ TEST_P(ProductCheckTest, NoFlipComesOut) {
                         if (flip.name == "operand") {
                             ASSERT_TRUE(o.thrown);
                         }
-                        if (o.thrown) continue;
+                        if (o.thrown) {
+                            // What is kept for the check alone never ends a run.
+                            ASSERT_NE(flip.name, "right");
+                            ASSERT_NE(flip.name, "residue");
+                            continue;
+                        }
                         ASSERT_EQ(o.words, right.words) << flip.name;
                         if (flip.name == "product") {
                             ASSERT_EQ(o.corrected, 1u) << flip.name;
@@ -192,6 +211,189 @@ TEST_P(ProductCheckTest, NoFlipComesOut) {
     RecordProperty("flips", static_cast<int>(flips));
     RecordProperty("corrected", static_cast<int>(corrected));
     RecordProperty("thrown", static_cast<int>(thrown));
+}
+
+// With the operands' words at hand a damaged transform is made anew, in place of one of the operands too.
+TEST_P(ProductCheckTest, DamagedTransformsAreMadeAnewFromTheirWords) {
+    const std::string name = GetParam();
+    const MultiplyAlgorithm& algorithm = algorithm_called(name);
+    std::mt19937_64 rng(29);
+    const u64 words = sizes_of(name)[1];
+    Bench bench(algorithm, words);
+    bench.words_stay = true;
+    u64 corrected = 0;
+    for (const Shape& s : shapes_of(algorithm, words, true)) {
+        for (const Operation operation : {Operation::held, Operation::transforms, Operation::in_place}) {
+            SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)));
+            const std::vector<Word> A = kalvor_test::operand(Kind::random, s.LA, 1),
+                                    B = kalvor_test::operand(Kind::random, s.LB, 2);
+            OneFlip none;
+            const Outcome right = bench.run(operation, s, A, B, none);
+            ASSERT_FALSE(right.thrown);
+            for (u64 stage = 0; stage < none.names.size(); stage++) {
+                if (none.names[stage] == "operand") continue;
+                for (int k = 0; k < 4; k++) {
+                    OneFlip flip(stage, rng());
+                    const Outcome o = bench.run(operation, s, A, B, flip);
+                    ASSERT_FALSE(o.thrown) << flip.name;
+                    ASSERT_EQ(o.words, right.words) << flip.name;
+                    corrected += o.corrected;
+                }
+            }
+        }
+    }
+    EXPECT_GT(corrected, 0u);
+}
+
+// A step that is checked as a whole: short products inside it are not looked at, and a transform that was
+// made there never meets a check that knows nothing of it.
+TEST_P(ProductCheckTest, ShortProductsOfACheckedStepAreNotChecked) {
+    const std::string name = GetParam();
+    const MultiplyAlgorithm& algorithm = algorithm_called(name);
+    for (const u64 words : sizes_of(name)) {
+        Bench bench(algorithm, words);
+        const bool is_short = bench.transform->convolution_words() <= kShortProductWords;
+        for (const Shape& s : shapes_of(algorithm, words, true)) {
+            for (const Operation operation : kOperations) {
+                if (operation == Operation::square && s.LA != s.LB) continue;
+                SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)) +
+                             " of " + std::to_string(words));
+                const std::vector<Word> A = kalvor_test::operand(Kind::random, s.LA, 1),
+                                        B = kalvor_test::operand(Kind::random, s.LB, 2);
+                const Carried carried{goldilocks::of_words(A.data(), s.LA),
+                                      goldilocks::of_words(B.data(), s.LB)};
+                OneFlip none;
+                for (const bool forward : {false, true}) {
+                    for (const bool product : {false, true}) {
+                        bench.unchecked_forward = forward;
+                        bench.unchecked_product = product;
+                        const Outcome o = bench.run(operation, s, A, B, none, carried);
+                        ASSERT_FALSE(o.thrown);
+                        ASSERT_EQ(o.corrected, 0u);
+                        ASSERT_EQ(o.residue, goldilocks::of_words(o.words.data(), o.words.size()));
+                        const bool transforms = operation == Operation::held ||
+                                                operation == Operation::transforms ||
+                                                operation == Operation::in_place;
+                        const bool off = is_short && (product || (forward && transforms));
+                        ASSERT_EQ(o.checked, off ? 0u : 1u);
+                    }
+                }
+            }
+        }
+    }
+}
+
+// The residue that comes back is that of the words, and the ones that operands carry are compared, in long
+// rings and in short ones.
+TEST_P(ProductCheckTest, ResiduesComeBackAndAreCompared) {
+    const std::string name = GetParam();
+    const MultiplyAlgorithm& algorithm = algorithm_called(name);
+    for (const u64 words : sizes_of(name)) {
+        Bench bench(algorithm, words);
+        for (const Shape& s : shapes_of(algorithm, words, true)) {
+            for (const Operation operation : kOperations) {
+                const bool square = operation == Operation::square;
+                if (square && s.LA != s.LB) continue;
+                SCOPED_TRACE(name + " " + s.name + " " + std::to_string(static_cast<int>(operation)) +
+                             " of " + std::to_string(words));
+                std::vector<Word> A = kalvor_test::operand(Kind::random, s.LA, 1),
+                                  B = kalvor_test::operand(Kind::random, s.LB, 2);
+                const Carried carried{goldilocks::of_words(A.data(), s.LA),
+                                      goldilocks::of_words(B.data(), s.LB)};
+                OneFlip none;
+                const Outcome o = bench.run(operation, s, A, B, none, carried);
+                ASSERT_FALSE(o.thrown);
+                ASSERT_EQ(o.residue, goldilocks::of_words(o.words.data(), o.words.size()));
+                A[s.LA / 2] ^= 1u << 7;
+                ASSERT_TRUE(bench.run(operation, s, A, B, none, carried).thrown);
+                A[s.LA / 2] ^= 1u << 7;
+                if (square) continue;
+                B[s.LB / 3] ^= 1u << 9;
+                ASSERT_TRUE(bench.run(operation, s, A, B, none, carried).thrown);
+            }
+        }
+    }
+}
+
+// Turns the sign of one double of a stage.
+class OneSign final : public ComputationStages {
+  public:
+    OneSign(const char* stage, u64 place) : stage_(stage), place_(place) {}
+    void at(const char* stage, void* memory, u64 bytes) override {
+        if (done_ || std::string(stage) != stage_) return;
+        done_ = true;
+        static_cast<u8*>(memory)[place_ % (bytes / 8) * 8 + 7] ^= 0x80;
+    }
+
+  private:
+    std::string stage_;
+    u64 place_;
+    bool done_ = false;
+};
+
+// An error in one branch of a transform of three or five times a power of two points comes out as a multiple
+// of another factor of the ring, which a divisor of only that factor does not see. All lengths that products
+// may wrap around.
+TEST(ProductCheckRunTest, ErrorsInEveryBranchOfWrappedProductsAreFound) {
+    const MultiplyAlgorithm& fft = algorithm_called("FFT");
+    std::mt19937_64 rng(41);
+    for (const u64 refused : {u64(768), u64(1280), u64(1536), u64(1632), u64(2560)}) {
+        EXPECT_GT(fft.wrapped_words(refused), refused);
+    }
+    EXPECT_EQ(fft.wrapped_words(816), 816u);
+    u64 lengths = 0, found = 0;
+    for (u64 words = 512; words <= kShortProductWords;) {
+        const u64 asked = fft.wrapped_words(words);
+        Bench bench(fft, asked);
+        const u64 W = bench.transform->convolution_words(), n = W + W / 3, a = n / 2;
+        const Shape s{"wrapped", asked, a, n - a, n - W, W};
+        const std::vector<Word> A = kalvor_test::operand(Kind::random, a, 1),
+                                B = kalvor_test::operand(Kind::random, n - a, 2);
+        OneFlip none;
+        const Outcome right = bench.run(Operation::transforms, s, A, B, none);
+        ASSERT_EQ(right.checked, 1u) << W;
+        for (const char* stage : {"data", "coefficients"}) {
+            for (int k = 0; k < 30; k++) {
+                OneSign fault(stage, rng());
+                const Outcome o = bench.run(Operation::transforms, s, A, B, fault);
+                ASSERT_TRUE(o.thrown || o.words == right.words) << W << " " << stage;
+                found += o.thrown || o.corrected != 0;
+            }
+        }
+        lengths++;
+        words = W + 1;
+    }
+    EXPECT_EQ(lengths, 15u);
+    EXPECT_GT(found, lengths * 40);
+}
+
+// One changed value of one prime changes all coefficients of a product by Code 17 alike, up to their sign:
+// its error is a multiple of (2^192 - 1) / (2^24 - 1). That is not 0 modulo 2^192 - 1, but 0 modulo most
+// divisors of it, 2^64 - 2^32 + 1 among them. So products are compared by all three words.
+TEST(ProductCheckRunTest, ErrorsOfOnePrimeNeedAllThreeWords) {
+    std::mt19937_64 rng(43);
+    for (int k = 0; k < 1000; k++) {
+        RingResidue error;
+        const u64 size = rng();
+        if (size % 0xffffff == 0) continue;
+        for (u32 bit = 0; bit < 192; bit += 24) error.add(u128(size) << bit % 64, bit / 64);
+        ASSERT_EQ(error.goldilocks(), 0u);
+        ASSERT_FALSE(error.equals(RingResidue()));
+    }
+    const MultiplyAlgorithm& c17 = algorithm_called("C17");
+    for (const u64 words : {3300, 4000, 5000, 6500}) {
+        Bench bench(c17, words);
+        const Shape s{"high", words, words / 2, words / 2, words / 2, words};
+        const std::vector<Word> A = kalvor_test::operand(Kind::random, words / 2, 1),
+                                B = kalvor_test::operand(Kind::random, words / 2, 2);
+        OneFlip none;
+        const Outcome right = bench.run(Operation::transforms, s, A, B, none);
+        for (int k = 0; k < 20; k++) {
+            OneSign fault("data", rng());
+            const Outcome o = bench.run(Operation::transforms, s, A, B, fault);
+            ASSERT_TRUE(o.thrown || o.words == right.words) << words;
+        }
+    }
 }
 
 // Changes a bit of every so many-th look at the words of a product.
@@ -242,6 +444,93 @@ TEST(ProductCheckRunTest, SaysWhatItCorrectedAndEndsAtTheThird) {
     EXPECT_NE(text.find("Computation error detected and corrected."), std::string::npos);
     EXPECT_NE(text.find("Operation: product by C17, 4000 words"), std::string::npos);
     EXPECT_THROW(run.multiply(), AlgorithmFailedException);
+}
+
+// Whole products that form no ring: the basecase, and the FFT's on a record that is too short.
+TEST(ProductCheckRunTest, NoFlipOfAWholeProductComesOut) {
+    std::mt19937_64 rng(3);
+    struct Case {
+        const char* name;
+        u64 LA, LB;
+    };
+    for (const Case& c : {Case{"BKT", 40, 40}, {"BKT", 7, 3}, {"BKT", 60, 11}, {"FFT", 690, 680}}) {
+        const MultiplyAlgorithm& algorithm = algorithm_called(c.name);
+        Scratch scratch(algorithm.mSBsize(2 * c.LA));
+        for (const bool square : {false, true}) {
+            const u64 LB = square ? c.LA : c.LB;
+            const std::vector<Word> A = kalvor_test::operand(Kind::random, c.LA, 1);
+            const std::vector<Word> B = square ? A : kalvor_test::operand(Kind::random, LB, 2);
+            const std::vector<Word> right = product(A, B);
+            std::set<std::string> found_in, seen;
+            OneFlip none;
+            for (u64 stage = 0; stage == 0 || stage < none.names.size(); stage++) {
+                for (int k = 0; k < 10; k++) {
+                    OneFlip flip(k == 0 && stage == 0 ? OneFlip::kNever : stage, rng());
+                    RunMonitor monitor;
+                    monitor.stages = &flip;
+                    ParallelContext parallel = serial_context();
+                    parallel.run = &monitor;
+                    std::vector<Word> a = A, b = B, T(c.LA + LB);
+                    bool thrown = false;
+                    try {
+                        if (square) {
+                            algorithm.sqr({parallel, scratch.view()}, T.data(), a.data(), c.LA);
+                        } else {
+                            algorithm.mul({parallel, scratch.view()}, T.data(), a.data(), c.LA, b.data(), LB);
+                        }
+                    } catch (const ConvolutionFailedException&) {
+                        thrown = true;
+                    }
+                    if (none.names.empty()) none.names = flip.names;
+                    seen.insert(flip.name);
+                    if (thrown || monitor.checks.corrected != 0) found_in.insert(flip.name);
+                    ASSERT_EQ(thrown, flip.name == "operand") << c.name << " " << flip.name;
+                    if (!thrown) {
+                        ASSERT_EQ(T, right) << c.name << " " << flip.name;
+                    }
+                }
+            }
+            seen.erase("");
+            EXPECT_EQ(found_in, seen);
+            EXPECT_TRUE(seen.contains("right") && seen.contains("product") && seen.contains("residue"));
+        }
+    }
+}
+
+// What fails twice is done by the next lower algorithm, where the memory allows.
+TEST(ProductCheckRunTest, AnAlgorithmThatFailsTwiceGivesWayToTheNextLower) {
+    constexpr u64 n = 2000;
+    class FirstTwo final : public ComputationStages {
+      public:
+        void at(const char* stage, void* memory, u64) override {
+            if (std::string(stage) == "product" && seen_++ < 2) static_cast<Word*>(memory)[5] ^= 4;
+        }
+
+      private:
+        u64 seen_ = 0;
+    };
+    std::vector<Word> A = kalvor_test::operand(Kind::random, n, 1),
+                      B = kalvor_test::operand(Kind::random, n, 2);
+    for (const bool room : {true, false}) {
+        FirstTwo stages;
+        RunMonitor monitor;
+        monitor.stages = &stages;
+        ParallelContext parallel = serial_context();
+        parallel.run = &monitor;
+        std::vector<Word> T(2 * n);
+        Scratch scratch(algorithm_called(room ? "FFT" : "C17").mSBsize(2 * n));
+        ASSERT_GT(algorithm_called("FFT").mSBsize(2 * n), algorithm_called("C17").mSBsize(2 * n));
+        const MultiplyContext context{parallel, scratch.view()};
+        if (!room) {
+            EXPECT_THROW(multiply_full(context, T.data(), A.data(), n, B.data(), n),
+                         ConvolutionFailedException);
+            continue;
+        }
+        const u64 residue = multiply_full(context, T.data(), A.data(), n, B.data(), n);
+        EXPECT_EQ(T, product(A, B));
+        EXPECT_EQ(residue, goldilocks::of_words(T.data(), T.size()));
+        EXPECT_EQ(monitor.checks.corrected, 1u);
+    }
 }
 
 TEST(ProductCheckRunTest, AnErrorThatComesBackIsAnException) {

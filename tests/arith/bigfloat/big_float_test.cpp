@@ -154,6 +154,7 @@ TEST(BigFloat, SumsAndDifferencesFollowTheFrame) {
         RandomNumber A(12, rng), B(12, rng);
         if (rng() % 8 == 0 && A->L == B->L) std::copy_n(A->T, A->L, B->T);
         if (rng() % 8 == 0) B->exp = A->exp;
+        B->seal(parallel);
         const Frame frame(p, A, B);
         const mpz_class a = magnitude_at(A, frame.bottom), b = magnitude_at(B, frame.bottom);
         Number T(p + 2);
@@ -260,11 +261,13 @@ TEST(BigFloat, AddIpAndPurturbUp) {
         T->L = words.size();
         T->exp = exp;
         T->sign = sign;
+        T->seal(parallel);
         T->add_ip(w, exp + i64(index));
         expect_value(T, to_mpz(words) + shifted(reference::mpz_of(w), i64(index)), exp, sign);
 
         std::copy(words.begin(), words.end(), T->T);
         T->L = words.size();
+        T->seal(parallel);
         T->purturb_up(index);
         const mpz_class one = index < words.size() ? 1 : 0;
         expect_value(T, to_mpz(words) + shifted(one, i64(index)), exp, sign);

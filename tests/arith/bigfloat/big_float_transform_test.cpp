@@ -310,6 +310,7 @@ TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
 
             Number A(random_words(LA, rng), static_cast<i64>(rng() % 7) - 3, true);
             if (repeat % 4 == 3) std::fill_n(A->T, LA, ~Word(0));
+            A->seal(parallel);
             const i64 e0 = 2 * A->exp;
             const mpz_class square = magnitude_at(A, A->exp) * magnitude_at(A, A->exp);
             Words random(te_words - 1);

@@ -31,8 +31,21 @@ struct RandomNumber : Number {
         : Number(random_words(1 + rng() % longest, rng), i64(rng() % 17) - 8, rng() % 2) {}
 };
 
-// Invariants of every result, and that it is (sign) magnitude * 2^(64 position).
+// What A should carry: its value modulo 2^64 - 2^32 + 1.
+inline u64 reference_residue(const BigFloat& A) {
+    if (A.L == 0) return 0;
+    const mpz_class modulus = reference::mpz_of(goldilocks::kP);
+    const mpz_class two(2), exponent = reference::mpz_of(static_cast<u64>((A.exp % 3 + 3) % 3 * 64));
+    mpz_class place;  // 2^192 is 1
+    mpz_powm(place.get_mpz_t(), two.get_mpz_t(), exponent.get_mpz_t(), modulus.get_mpz_t());
+    mpz_class r = reference::magnitude_at(A, A.exp) * place % modulus;
+    if (!A.sign && r != 0) r = modulus - r;
+    return reference::u64_of(r);
+}
+
+// Invariants of every result, the residue among them, and that it is (sign) magnitude * 2^(64 position).
 inline void expect_value(const BigFloat& T, const mpz_class& magnitude, i64 position, bool sign) {
+    EXPECT_EQ(T.residue, reference_residue(T));
     if (magnitude == 0) {
         EXPECT_EQ(T.L, 0u);
         EXPECT_EQ(T.exp, 0);

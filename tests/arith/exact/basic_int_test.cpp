@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
@@ -24,9 +24,8 @@ mpz_class value(const BasicInt& A) {
 void expect_sound(const BasicInt& A) {
     ASSERT_GE(A.L, 1u);
     ASSERT_NE(A.T[A.L - 1], 0u);
-    ASSERT_LT(A.residue, u64(1) << 63);
-    const mpz_class m = (mpz_class(1) << 61) - 1;
-    ASSERT_EQ(mpz_class(value(A) % m), to_mpz(std::vector<Word>{m61::canonical(A.residue)}));
+    const mpz_class m = (mpz_class(1) << 64) - (mpz_class(1) << 32) + 1;
+    ASSERT_EQ(mpz_class(value(A) % m), to_mpz(std::vector<Word>{A.residue}));
 }
 
 // Words that provoke carries: all ones, zeros, powers of two, random.
@@ -110,20 +109,15 @@ TEST(BasicIntTest, OwningNumbersGrow) {
     }
 }
 
-TEST(BasicIntTest, ResiduesNear2To63) {
-    // Any residue below 2^63 is valid; products and sums must still be congruent.
-    const mpz_class m = (mpz_class(1) << 61) - 1;
-    for (const u64 r : {(u64(1) << 63) - 1, 3 * m61::kM61 + 5, m61::kM61, u64(0), m61::kM61 - 1}) {
-        for (const u64 s : {(u64(1) << 63) - 1, 2 * m61::kM61, u64(1), m61::kM61 + 7}) {
-            Word wa = 0, wb = 0;
-            // The words are those of the canonical residues, so that the values fit the residues.
-            wa = m61::canonical(r) == 0 ? m61::kM61 : m61::canonical(r);
-            wb = m61::canonical(s) == 0 ? m61::kM61 : m61::canonical(s);
-            Number A({wa}, 1), B({wb}, 1);
-            A.value.residue = r;
-            B.value.residue = s;
+TEST(BasicIntTest, ResiduesAtTheEndsOfTheirRange) {
+    const Word P = goldilocks::kP;
+    for (const Word a : {Word(1), P - 1, P, P + 1, ~Word(0), Word(1) << 63}) {
+        for (const Word b : {Word(1), P - 1, P, P + 1, ~Word(0), Word(1) << 32}) {
+            Number A({a}, 1), B({b}, 1);
             Word buffer[2];
             BasicIntR T(buffer, 2);
+            T.set_word(a);
+            expect_sound(T);
             T.set_mulB(A.value, B.value);
             expect_sound(T);
             T.set_sqrB(A.value);

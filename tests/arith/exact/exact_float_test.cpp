@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "arith/m61/m61.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/number.h"
@@ -37,7 +37,7 @@ void expect_sound(const ExactFloat& A) {
     if (A.L != 0) {
         ASSERT_NE(A.T[A.L - 1], 0u);
     }
-    ASSERT_TRUE(m61::equal(A.residue, A.computed_residue())) << A.L << " " << A.exp;
+    ASSERT_EQ(A.residue, A.computed_residue()) << A.L << " " << A.exp;
 }
 
 using Number = kalvor_test::NumberOf<ExactFloat>;
@@ -73,7 +73,7 @@ TEST(ExactFloatTest, SetAndShift) {
     Word words[3] = {1, ~Word(0), 5};
     BasicIntR integer(words, 3);
     integer.L = 3;
-    integer.residue = m61::hash_words(words, 3);
+    integer.residue = goldilocks::of_words(words, 3);
     for (const bool sign : {true, false}) {
         Number A(3);
         A.value.set_BasicInt(integer, sign, serial_context());
@@ -107,12 +107,12 @@ TEST(ExactFloatTest, ShiftsByOneWordAndOneBit) {
     A.value.mp2(-64, serial_context());
     EXPECT_EQ(A.value.exp, -1);
     EXPECT_EQ(A.value.T[0], 3u);
-    EXPECT_TRUE(m61::equal(A.value.residue, m61::mul(3, u64(1) << 58)));
+    EXPECT_EQ(A.value.residue, goldilocks::mul(3, goldilocks::inverse(goldilocks::kEpsilon)));
     A.value.mp2(64, serial_context());
     A.value.mp2(1, serial_context());
     EXPECT_EQ(A.value.exp, 0);
     EXPECT_EQ(A.value.T[0], 6u);
-    EXPECT_TRUE(m61::equal(A.value.residue, 6));
+    EXPECT_EQ(A.value.residue, 6);
 }
 
 TEST(ExactFloatTest, SumsOfOneSign) {
@@ -122,7 +122,7 @@ TEST(ExactFloatTest, SumsOfOneSign) {
         RandomNumber B(rng, rng() % 9, static_cast<i64>(rng() % 20) - 10, 0, 0);
         if (A.value.sign != B.value.sign) {
             B.value.sign = A.value.sign;
-            B.value.residue = m61::neg(B.value.residue);
+            B.value.residue = goldilocks::neg(B.value.residue);
         }
         Number T(60);
         T.value.set_add(A.value, B.value, serial_context());
@@ -200,6 +200,44 @@ TEST(ExactFloatTest, InPlaceSumsAndDifferences) {
     }
     EXPECT_GT(sums, 1000);
     EXPECT_GT(differences, 1000);
+}
+
+// A fault that makes a number vanish must not vanish with it.
+TEST(ExactFloatTest, ZeroCarriesWhatItsOperandsCarry) {
+    std::mt19937_64 rng(17);
+    Memory memory(20);
+    const RandomNumber A(rng, 3, 0, 0, 0);
+    const u64 a = A.value.residue;
+    Number wrong(1), T(8);
+    wrong.value.residue = 5;
+    T.value.set_mul(memory.context, A.value, wrong.value);
+    EXPECT_EQ(T.value.L, 0u);
+    EXPECT_EQ(T.value.residue, goldilocks::mul(a, 5));
+    T.value.set_add(A.value, wrong.value, serial_context());
+    EXPECT_EQ(T.value.residue, goldilocks::add(a, 5));
+    const auto damaged = [](const ExactFloat& B) { return B.residue != B.computed_residue(); };
+    const auto left = [&](auto&& operation) {
+        RandomNumber N(rng, 3, 0, 1, 1);
+        operation(N.value);
+        return damaged(N.value);
+    };
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.uaddAB_ip(serial_context(), wrong.value); }));
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.uaddBA_ip(serial_context(), wrong.value); }));
+    EXPECT_TRUE(left([&](ExactFloat& N) { N.usubAB_ip(serial_context(), wrong.value); }));
+    // A difference of words that are equal but should not be.
+    for (const bool AB : {true, false}) {
+        RandomNumber N(rng, 3, 0, 0, 1);
+        Number M(3);
+        M.value.set_ExactFloat(N.value, serial_context());
+        M.value.residue = goldilocks::add(M.value.residue, 1);
+        if (AB) {
+            N.value.usubAB_ip(serial_context(), M.value);
+        } else {
+            N.value.usubBA_ip(serial_context(), M.value);
+        }
+        EXPECT_EQ(N.value.L, 0u);
+        EXPECT_TRUE(damaged(N.value));
+    }
 }
 
 TEST(ExactFloatTest, StripsZeroWords) {

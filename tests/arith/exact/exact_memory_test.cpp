@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "arith/exact/exact_float.h"
-#include "arith/m61/m61.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "reference/words.h"
@@ -39,7 +39,7 @@ void expect_product(const ExactFloat& T, const Number& A, const Number& B) {
               mpz_class(reference::to_mpz(A.value.T, A.value.L) * reference::to_mpz(B.value.T, B.value.L)));
     EXPECT_EQ(T.exp, A.value.exp + B.value.exp);
     EXPECT_EQ(T.sign, A.value.sign == B.value.sign);
-    EXPECT_TRUE(m61::equal(T.residue, T.computed_residue()));
+    EXPECT_EQ(T.residue, T.computed_residue());
 }
 
 using Run = std::function<void(const MultiplyContext&, ExactFloatTransformR&, ExactFloat& T,

@@ -162,6 +162,52 @@ TEST(Dispatch, PreCutOperandsAreAtMostTwoUnitsLow) {
     EXPECT_EQ(worst, 2u);  // the bound is reached
 }
 
+// Every entry gives the residue of the words that it writes, whatever is cut off the operands, and compares
+// those that the operands carry.
+TEST(Dispatch, ResiduesOfWindowsAndOperands) {
+    std::mt19937_64 rng(31);
+    for (const u64 most : {u64(30), u64(200), u64(2000)}) {
+        Scratch scratch(multiply_scratch_bytes(2 * most));
+        const MultiplyContext context{serial_context(), scratch.view()};
+        for (int repeat = 0; repeat < 60; repeat++) {
+            const u64 LA = 1 + rng() % most, LB = 1 + rng() % most;
+            Words A = reference::pattern(LA, rng), B = reference::pattern(LB, rng);
+            const u64 total = 1 + rng() % (LA + LB), skip = rng() % total;
+            const Carried carried{goldilocks::of_words(A.data(), LA), goldilocks::of_words(B.data(), LB)};
+            Words T(LA + LB);
+            const auto expect_residue = [&](u64 residue, u64 n) {
+                ASSERT_EQ(residue, goldilocks::of_words(T.data(), n))
+                    << "LA=" << LA << " LB=" << LB << " skip=" << skip << " total=" << total;
+            };
+            const auto truncated = [&] {
+                return multiply_truncated(context, T.data(), skip, total, A.data(), LA, B.data(), LB,
+                                          carried);
+            };
+            expect_residue(truncated(), total - skip);
+            expect_residue(multiply_truncated(context, T.data(), skip, total, A.data(), LA, B.data(), LB),
+                           total - skip);
+            u64 small = 0;
+            multiply_truncated_small(context, T.data(), skip, total, A.data(), LA, B.data(), LB, carried,
+                                     &small);
+            expect_residue(small, total - skip);
+            const auto full = [&] {
+                return multiply_full(context, T.data(), A.data(), LA, B.data(), LB, carried);
+            };
+            expect_residue(full(), LA + LB);
+            Words S(2 * LA);
+            const u64 end = 1 + rng() % (2 * LA), begin = rng() % end;
+            const u64 square = square_truncated(context, S.data(), begin, end, A.data(), LA, carried.a);
+            ASSERT_EQ(square, goldilocks::of_words(S.data(), end - begin));
+
+            A[rng() % LA] ^= Word(1) << rng() % 64;
+            ASSERT_THROW(full(), AlgorithmFailedException);
+            ASSERT_THROW(square_truncated(context, S.data(), begin, end, A.data(), LA, carried.a),
+                         AlgorithmFailedException);
+            ASSERT_THROW(truncated(), AlgorithmFailedException);
+        }
+    }
+}
+
 TEST(Dispatch, EmptyWindowWritesNothing) {
     const MultiplyContext context{serial_context(), {}};
     const Word A[3] = {1, 2, 3};

@@ -150,12 +150,12 @@ TEST(AgmTest, Homogeneous) {
     MeanSpace w2(plan, plan.temporaries2);
     w2.T.set_double(10005.0, 7);
     w2.b.set_mul_uW(p + 2, w2.context.parallel, x.value, 10005);
-    w2.b.exp += 7;
+    w2.b.move(7);
     AGM2_BigFloatR::run(plan, w2.context, null_status(), w2.T, w2.b, p, w2.buffer());
     GuardedWords words(p + 5);
     BigFloat scaled(words.get(), words.size());
     scaled.set_mul_uW(p + 2, w1.context.parallel, w1.T, 10005);
-    scaled.exp += 7;
+    scaled.move(7);
     GuardedWords rest(p + 5);
     BigFloat difference(rest.get(), rest.size());
     difference.set_sub(p + 3, w1.context.parallel, scaled, w2.T);

@@ -50,6 +50,7 @@ newton::Crossing crossing_of(const BigFloat& A, const BigFloat& B, u64 p, Word l
     Reciprocal_BigFloatR::run(plan.reciprocal, w.context, null_status(), x, B, plan.q, buffer);
     EXPECT_GE(x.T[0], lower);
     x.T[0] -= lower;
+    x.seal(serial_context());
     const newton::Crossing crossing =
         newton::division_step(plan, w.context, null_status(), w.T, A, B, x.top(plan.q + 2), buffer);
     EXPECT_LE(quotient_error(w.T, A, B, p), error_bits(p));
@@ -284,6 +285,7 @@ TEST(DivisionTest, WrongReciprocalIsFound) {
         BigFloat x(x_words.get(), x_words.size());
         Reciprocal_BigFloatR::run(plan.reciprocal, w.context, null_status(), x, B.value, plan.q, buffer);
         x.T[x.L - 1 - depth] ^= Word(1) << 20;
+        x.seal(serial_context());
         try {
             newton::division_step(plan, w.context, null_status(), w.T, A.value, B.value, x.top(plan.q + 2),
                                   buffer);

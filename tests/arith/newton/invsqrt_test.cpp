@@ -239,6 +239,7 @@ TEST(InvsqrtTest, CoupledSteps) {
                 Coupled c(A, p);
                 if (c.x.L >= c.previous) {
                     ASSERT_EQ(sub_word_ip(c.x.T, c.x.L, less), 0);
+                    c.x.seal(serial_context());
                 }
                 c.start(A);
                 ASSERT_LE(c.s.L, c.previous + 2);
@@ -299,12 +300,14 @@ TEST(InvsqrtTest, WrongCoupledEstimateIsFound) {
     for (u64 depth : {0, 1, 90}) {
         Coupled c(A, p);
         c.x.T[c.x.L - 1 - depth] ^= 1 << 30;
+        c.x.seal(serial_context());
         const std::string message = thrown([&] { c.start(A); });
         EXPECT_EQ(message.rfind("AlgorithmFailedException coupled Convergence Failure:\n    top = ", 0), 0u)
             << message;
         Coupled wrong_s(A, p);
         wrong_s.start(A);
         wrong_s.s.T[wrong_s.s.L - 1 - depth] ^= 1 << 30;
+        wrong_s.s.seal(serial_context());
         EXPECT_NE(thrown([&] { wrong_s.step(A, p); }), "") << depth;
     }
 }
@@ -330,6 +333,7 @@ TEST(InvsqrtTest, UnderEstimatesAreCorrected) {
             InvsqrtFloat_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
+            estimate.seal(serial_context());
             newton::invsqrt_step(w.context, status, w.T, A.value, estimate, p, w.buffer());
             ASSERT_LE(root_error(w.T, A.value, 2, p), error_bits(p) + 2) << p;
             runs++;
@@ -498,6 +502,7 @@ TEST(InvsqrtTest, WrongEstimateIsFound) {
         InvsqrtFloat_BigFloatR::run(plan, x.context, null_status(), x.T, A.value, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= 1 << 30;
+        estimate.seal(serial_context());
         const std::string message = thrown(
             [&] { newton::invsqrt_step(w.context, null_status(), w.T, A.value, estimate, p, w.buffer()); });
         const std::string begin =

@@ -90,6 +90,7 @@ TEST(InvsqrtWordTest, UnderEstimatesAreCorrected) {
             InvsqrtWord_BigFloatR::run(plan, x.context, null_status(), x.T, word, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
+            estimate.seal(serial_context());
             newton::invsqrt_word_step(w.context, status, w.T, word, estimate, p, w.buffer());
             ASSERT_LE(invsqrt_error(w.T, word, p), error_bits(p) + 2) << word << " p=" << p;
             runs++;
@@ -192,6 +193,7 @@ TEST(InvsqrtWordTest, WrongEstimateIsFound) {
         InvsqrtWord_BigFloatR::run(plan, x.context, null_status(), x.T, 10005, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= 1 << 30;
+        estimate.seal(serial_context());
         try {
             newton::invsqrt_word_step(w.context, null_status(), w.T, 10005, estimate, p, w.buffer());
             ADD_FAILURE() << depth;

@@ -53,7 +53,11 @@ struct Workspace {
     explicit Workspace(const Needs& needs, u64 tds = 1)
         : Workspace(needs.result_words, 0, needs.bytes, tds) {}
     LinearWordBuffer buffer() const { return {temporaries.get(), temporaries.size()}; }
-    bool intact() const { return result.intact() && temporaries.intact() && scratch.intact(); }
+    // The result carries its residue as well.
+    bool intact() const {
+        return result.intact() && temporaries.intact() && scratch.intact() &&
+               (T.L == 0 || T.residue == T.computed_residue(serial_context()));
+    }
 
     GuardedWords result, temporaries, scratch;
     BigFloat T;

@@ -292,6 +292,7 @@ TEST(NthRootTest, WrongEstimateIsFound) {
             BigFloat estimate = x.T.top(previous + 2);
             // from one word down, as a fault in a product leaves it
             for (u64 i = depth; i < estimate.L; i++) estimate.T[estimate.L - 1 - i] ^= rng() >> 1;
+            estimate.seal(serial_context());
             const std::string expanded = thrown([&] {
                 newton::nth_root_expanded_step(w.context, null_status(), w.T, A.value, n, estimate, p,
                                                w.buffer());

@@ -112,6 +112,7 @@ TEST(ReciprocalTest, UnderEstimatesAreCorrected) {
             Reciprocal_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
             BigFloat estimate = x.T.top(newton::used_estimate_words(p));
             ASSERT_EQ(sub_word_ip(estimate.T, estimate.L, 5), 0);
+            estimate.seal(serial_context());
             newton::reciprocal_step(w.context, status, w.T, A.value, estimate, p, w.buffer());
             const Number one({1});
             ASSERT_LE(quotient_error(w.T, one.value, A.value, p), error_bits(p) + 2) << p;
@@ -300,6 +301,7 @@ class ReciprocalFault : public ::testing::Test {
         Reciprocal_BigFloatR::run(below, x.context, null_status(), x.T, A.value, previous, x.buffer());
         BigFloat estimate = x.T.top(newton::used_estimate_words(p));
         estimate.T[estimate.L - 1 - depth] ^= Word(1) << bit;
+        estimate.seal(serial_context());
         const ReciprocalPlan plan = ReciprocalPlan::make(p, 1);
         Workspace w = workspace(plan);
         return fault([&] {
@@ -318,6 +320,7 @@ class ReciprocalFault : public ::testing::Test {
         Word& word = w.T.T[w.T.L - 1 - depth];
         *raised = (word >> bit & 1) == 0;
         word ^= Word(1) << bit;
+        w.T.seal(serial_context());
         return fault([&] { newton::reciprocal_basic_step(w.context, w.T, A.value, p, w.buffer()); });
     }
     // The message; its function is kept.

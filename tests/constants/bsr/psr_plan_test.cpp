@@ -45,6 +45,15 @@ void expect_cover(const PsrBlocks& blocks, u64 s, u64 N) {
     }
 }
 
+// Sizes pass 2^52 nats, where a double's last place is a word, long before indices do.
+TEST(SeriesTest, LargeSizesOfFewTerms) {
+    const LinearSeries series(u64(1) << 47, 100, 3000.1, 1);
+    for (u64 k = (u64(1) << 46) - 50; k < (u64(1) << 46) + 50; k++) {
+        ASSERT_EQ(series.plan_words(k, k + 1), 69u) << k;   // 67.6 words
+        ASSERT_EQ(series.plan_words(k, k + 7), 475u) << k;  // 473.4
+    }
+}
+
 TEST(SeriesTest, SplitPointIsTheFirstAtHalfOfTheSize) {
     const PiLikeSeries series(true, 20000);
     for (const auto& [a, b] :

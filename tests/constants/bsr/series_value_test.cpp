@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <vector>
+
 #include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
+#include "support/one_changed_number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -64,6 +68,40 @@ TEST(SeriesValueTest, WordsBelowAStrippedDenominatorCount) {
             EXPECT_LT(bits + 64 * p, 64 * static_cast<u64>(-x.exp) + kBits + 64)
                 << "p=" << p << " tds=" << tds;
         }
+    }
+}
+
+// A bit of P, Q or of what the finishing step makes of them, changed when it is taken up.
+TEST(SeriesValueTest, ChangedNumbersAreFound) {
+    const u64 p = 200;
+    const SeriesValuePlan plan(p, {3, 5, 7, 1, false}, 1);
+    trel::RunMonitor monitor;
+    const trel::ParallelContext parallel{thread_framework(), 1, &monitor};
+    const auto run = [&](trel::ComputationStages& stages) {
+        std::mt19937_64 rng(1);
+        std::vector<Word> words[2] = {std::vector<Word>(p + 8), std::vector<Word>(p + 8)};
+        BigFloat numbers[2];
+        for (int i = 0; i < 2; i++) {
+            for (Word& word : words[i]) word = rng() | 1;
+            numbers[i] = BigFloat(words[i].data(), p + 8);
+            numbers[i].L = p + 3;
+            numbers[i].sign = true;
+            numbers[i].seal(parallel);
+        }
+        Scratch result((p + 32) * sizeof(Word)), scratch(plan.needs().bytes);
+        BigFloat x(result.words(), p + 32);
+        monitor.stages = &stages;
+        plan.run({parallel, scratch.view(), nullptr}, trel::null_status(), numbers[0], numbers[1], x);
+        monitor.stages = nullptr;
+        x.verify(parallel, "the value");
+    };
+    kalvor_test::OneChangedNumber counter;
+    run(counter);
+    ASSERT_GT(counter.count, 20u);
+    std::mt19937_64 rng(2);
+    for (u64 i = 0; i < counter.count; i++) {
+        kalvor_test::OneChangedNumber change(i, rng());
+        EXPECT_ANY_THROW(run(change)) << i << " of " << counter.count;
     }
 }
 

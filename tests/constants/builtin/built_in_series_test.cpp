@@ -6,11 +6,14 @@
 #include <cmath>
 
 #include "arith/estimate/double_double.h"
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
+#include "constants/bsr/block_run.h"
+#include "constants/bsr/common_p2b3.h"
 #include "constants/builtin/huvent_terms.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
+#include "support/scratch.h"
 
 using namespace kalvor;
 using trel::BasicIntR;
@@ -79,7 +82,7 @@ class SeriesTerm {
             EXPECT_EQ(memory_[i].back(), kGuard) << series.name << " " << k;
             EXPECT_LE(number[i].L, words[i]);
             EXPECT_NE(number[i].T[number[i].L - 1], 0u);
-            EXPECT_TRUE(trel::m61::equal(number[i].residue, trel::m61::hash_words(number[i].T, number[i].L)))
+            EXPECT_EQ(number[i].residue, trel::goldilocks::of_words(number[i].T, number[i].L))
                 << series.name << " " << k;
         }
     }
@@ -143,6 +146,67 @@ Range sum(const BuiltInSeries& series, u64 a, u64 b) {
     const Range x = sum(series, a, m), y = sum(series, m, b);
     const bool subtract = series.alternating && (m - a) % 2 != 0;
     return {x.P * y.Q + (subtract ? -1 : 1) * mpz_class(x.R * y.P), x.Q * y.Q, x.R * y.R};
+}
+
+// A row of the table as a series, for its buffers alone.
+class RowSeries final : public BinarySplitting::CommonP2B3::Series {
+  public:
+    explicit RowSeries(const BuiltInSeries& row)
+        : Series({u64(1) << 52, 100, row.leaf_threshold, row.growth_words, row.alternating},
+                 {row.words_P, row.words_Q, row.words_R}),
+          row_(row),
+          growth_(trel::DoubleDouble::parse(row.growth)) {}
+    double log_size_to(u64 k) const override { return log_size_to_dd(k).high; }
+    trel::DoubleDouble log_size_to_dd(u64 k) const override {
+        const auto x = trel::DoubleDouble::from_u64(k);
+        return trel::DoubleDouble(static_cast<double>(row_.degree)) * ln_factorial(x) + x * growth_;
+    }
+    trel::DoubleDouble log_remaining(u64) const override { return trel::DoubleDouble(4436.0); }
+    double log_size_R(u64 a, u64 b) const override { return log_size_resolved(a, b); }
+    u64 zero_bits_Q(u64, u64) const override { return 0; }
+    void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override { row_.term(k, P, Q, R); }
+
+  private:
+    const BuiltInSeries& row_;
+    const trel::DoubleDouble growth_;
+};
+
+// P of a range grows by Q's words or R's, which are more than its own in some rows.
+TEST(BuiltInSeriesTest, LeavesAndMergesFarOut) {
+    static constexpr Word kGuard = 0x5555aaaa5555aaaa;
+    for_each_series([](const BuiltInSeries& row, Definition, bool) {
+        const RowSeries series(row);
+        std::vector<u64> ends;
+        for (int bits = 3; bits < 52; bits++) ends.push_back(u64(1) << bits);
+        ends.push_back((u64(1) << 52) - 200);
+        for (const u64 a : ends) {
+            for (u64 n = 1; n < row.leaf_threshold; n++) {
+                SCOPED_TRACE(testing::Message() << row.name << " " << a << " + " << n);
+                const auto words = series.term_words().of(n);
+                std::vector<Word> P(words.P + 1, kGuard), Q(words.Q + 1, kGuard), R(words.R + 1, kGuard);
+                std::vector<Word> scratch(4 * series.growth_words() * n + 1, kGuard);
+                BasicIntR p(P.data(), words.P), q(Q.data(), words.Q), r(R.data(), words.R);
+                series.bsr_end(a, a + n, p, q, r, scratch.data());
+                for (const auto* memory : {&P, &Q, &R, &scratch}) ASSERT_EQ(memory->back(), kGuard);
+                const Range want = sum(row, a, a + n);
+                ASSERT_EQ(reference::to_mpz(p.T, p.L), want.P);
+                ASSERT_EQ(reference::to_mpz(q.T, q.L), want.Q);
+                ASSERT_EQ(reference::to_mpz(r.T, r.L), want.R);
+            }
+            for (const u64 n : {50, 75, 100}) {
+                SCOPED_TRACE(testing::Message() << row.name << " " << a << " + " << n);
+                using Family = BinarySplitting::CommonP2B3::Family;
+                const BinarySplitting::BSR_BlockB<Family> plan(series, {a, a + n, 100, 100}, false, true, 1);
+                Scratch results(BinarySplitting::total_words(plan.capacities()) * sizeof(Word)), stack(plan.needs().bytes);
+                trel::AlignedBufferC memory = results.view();
+                auto range = BinarySplitting::carve_range<trel::ExactFloat>(memory, plan.capacities());
+                const trel::MultiplyContext context{trel::serial_context(), stack.view(), nullptr};
+                BinarySplitting::BlockRun<Family>(plan).run(context, trel::null_status(), range);
+                const Range want = sum(row, a, a + n);
+                ASSERT_EQ(reference::to_mpz(range[0].T, range[0].L), want.P);
+            }
+        }
+    });
 }
 
 class Float {
@@ -287,7 +351,7 @@ TEST(HuventTermsTest, TermsAndValue) {
         ASSERT_EQ(reference::to_mpz(P.T, P.L), huvent_P(reference::mpz_of(k))) << k;
         ASSERT_EQ(reference::to_mpz(Q.T, Q.L), Q_of(reference::mpz_of(k))) << k;
         for (const BasicIntR* T : {&P, &Q}) {
-            ASSERT_TRUE(trel::m61::equal(T->residue, trel::m61::hash_words(T->T, T->L)));
+            ASSERT_EQ(T->residue, trel::goldilocks::of_words(T->T, T->L));
         }
         EXPECT_EQ(words[18], guard);
         EXPECT_EQ(words[37], guard);

@@ -23,7 +23,7 @@ TEST(LeafWordsTest, CarriesAndBorrows) {
             words[i] = kind == 0 ? 0 : kind == 1 ? ~Word(0) : kind == 2 ? random() : random() % 3;
         }
         if (words[T.L - 1] == 0) words[T.L - 1] = 1;
-        T.residue = trel::m61::hash_words(words, T.L);
+        T.residue = trel::goldilocks::of_words(words, T.L);
         const mpz_class before = reference::to_mpz(words, T.L);
         const Word w = random() % 2 == 0 ? random() | 1 : 1 + random() % 3;
         const mpz_class factor = reference::mpz_of(w);
@@ -42,7 +42,7 @@ TEST(LeafWordsTest, CarriesAndBorrows) {
         }
         ASSERT_EQ(reference::to_mpz(words, T.L), want) << operation;
         ASSERT_NE(words[T.L - 1], 0u);
-        ASSERT_TRUE(trel::m61::equal(T.residue, trel::m61::hash_words(words, T.L)));
+        ASSERT_EQ(T.residue, trel::goldilocks::of_words(words, T.L));
     }
 }
 
@@ -53,7 +53,7 @@ TEST(LeafWordsTest, Numbers) {
         set(T, x);
         EXPECT_EQ(T.L, x >> 64 == 0 ? 1u : 2u);
         EXPECT_EQ(u128(words[0]) + (T.L == 2 ? u128(words[1]) << 64 : 0), x);
-        EXPECT_TRUE(trel::m61::equal(T.residue, trel::m61::hash_words(words, T.L)));
+        EXPECT_EQ(T.residue, trel::goldilocks::of_words(words, T.L));
     }
     // 3 k^2 - 5 k + 7 at 2^40
     static constexpr i64 kPolynomial[] = {3, -5, 7};

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "reference/mpz_words.h"
+#include "support/one_changed_number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -26,6 +27,7 @@ struct Operand {
         value.L = n;
         value.exp = exp;
         value.sign = sign;
+        value.seal(trel::serial_context());
     }
     std::vector<Word> words;
     BigFloat value;
@@ -40,6 +42,7 @@ void check(u64 p, u64 room, u64 tds, const BigFloat& x, const BigFloat& y) {
     BigFloat T(result.words(), product.needs().result_words);
     product.run({{thread_framework(), tds}, scratch.view(), nullptr}, trel::null_status(), T, x, y);
     ASSERT_TRUE(result.guards_intact() && scratch.guards_intact());
+    ASSERT_EQ(T.residue, T.computed_residue(trel::serial_context()));
     ASSERT_EQ(T.sign, x.sign == y.sign);
     const mpz_class want = reference::to_mpz(x.T, x.L) * reference::to_mpz(y.T, y.L);
     const mpz_class error = abs(want - reference::magnitude_at(T, x.exp + y.exp));
@@ -69,6 +72,37 @@ TEST(LargeProductTest, OperandsOfAnyLength) {
     }
 }
 
+// A bit of either operand changed when one of the steps takes it up, in any word that is left to read.
+TEST(LargeProductTest, ChangedOperandsAreFound) {
+    const u64 p = 300;
+    for (const u64 room : {u64(0), trel::kAnyRoom}) {
+        const LargeProduct product(p, room);
+        Scratch result(trel::round_up_8(product.needs().result_words) * sizeof(Word));
+        Scratch scratch(product.needs().bytes);
+        trel::RunMonitor monitor;
+        const auto run = [&](trel::ComputationStages& stages) {
+            std::mt19937_64 random(3);
+            const Operand x(p + 2, 0, true, random), y(p + 2, 5, true, random);
+            monitor.stages = &stages;
+            BigFloat T(result.words(), product.needs().result_words);
+            product.run({{thread_framework(), 1, &monitor}, scratch.view(), nullptr}, trel::null_status(), T,
+                        x.value, y.value);
+            monitor.stages = nullptr;
+            T.verify({thread_framework(), 1, &monitor}, "the product");
+        };
+        kalvor_test::OneChangedNumber counter;
+        run(counter);
+        ASSERT_GE(counter.count, room == 0 ? 6u : 2u);
+        std::mt19937_64 random(4);
+        for (u64 i = 0; i < counter.count; i++) {
+            for (int place = 0; place < 5; place++) {
+                kalvor_test::OneChangedNumber change(i, random());
+                EXPECT_ANY_THROW(run(change)) << room << " " << i;
+            }
+        }
+    }
+}
+
 // Zero words in the lower half, and a square.
 TEST(LargeProductTest, LowWordsMayBeZero) {
     std::mt19937_64 random(2);
@@ -77,6 +111,7 @@ TEST(LargeProductTest, LowWordsMayBeZero) {
         for (const u64 zeros : {p / 4, p / 2 + 1, p / 2 + 3}) {
             // Word 0 stays: a number may have zeros above its lowest word.
             std::fill_n(y.value.T + 1, zeros, 0);
+            y.value.seal(trel::serial_context());
             check(p, 0, 1, x.value, y.value);
             check(p, 0, 1, y.value, x.value);
             check(p, 0, 1, y.value, y.value);

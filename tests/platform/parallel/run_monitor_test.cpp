@@ -74,6 +74,10 @@ TEST(ParallelContextTest, FewerTasksKeepTheFlag) {
     RunMonitor monitor;
     const ParallelContext parallel = ParallelContext{serial_context().framework, 8, &monitor}.with_tds(0);
     EXPECT_EQ(parallel.tds, 1u);
+    EXPECT_FALSE(parallel.inner_unchecked);
+    ParallelContext inner = parallel;
+    inner.inner_unchecked = true;
+    EXPECT_TRUE(inner.with_tds(3).inner_unchecked);
     parallel.poll();
     monitor.stop.request();
     EXPECT_THROW(parallel.poll(), RunStopped);
