@@ -95,16 +95,13 @@ MultiplySizes FftAlgorithm::sizes(u64 words) const {
     return s;
 }
 
-// Lengths with three or five times a power of two points whose divisor misses errors of some branches, as far
-// as runs use them (up to kShortProductWords), and all without a divisor. Below kTrustedWords the step to the
-// next length would cost more than such small products are worth.
+// Refused are lengths with three or five times a power of two points whose divisor misses errors of some
+// branches, as far as runs use them by default, and all without a divisor.
 u64 FftAlgorithm::wrapped_words(u64 words) const {
-    constexpr u64 kTrustedWords = 512;
     const std::span<const FftParameters> table = fft_parameter_table();
     const FftParameters* record = &parameters_for(words);
     const auto is_refused = [](const FftParameters& r) {
-        const u64 W = r.capacity() / 64;
-        return !fft_modulus(r) || (W >= kTrustedWords && W <= kShortProductWords && !fft_modulus_is_good(r));
+        return !fft_modulus(r) || (r.capacity() / 64 <= kShortProductWords && !fft_modulus_is_good(r));
     };
     if (!is_refused(*record)) return words;
     while (is_refused(*record) && record != &table.back()) record++;
