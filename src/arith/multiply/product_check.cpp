@@ -42,11 +42,15 @@ void number_is_damaged(const char* operation, const char* name, u64 words, u64 c
 }
 
 void product_was_corrected(const CheckedProduct& product) {
-    product.parallel.warn(
-        {{"Computation error detected and corrected.", ' ', true}, {"Operation: " + described(product)}});
-    if (product.parallel.run == nullptr) return;
-    if (product.parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
-    throw AlgorithmFailedException(product.algorithm,
+    error_was_corrected(product.parallel, product.algorithm, described(product));
+}
+
+void error_was_corrected(const ParallelContext& parallel, const char* function,
+                         const std::string& operation) {
+    parallel.warn({{"Computation error detected and corrected.", ' ', true}, {"Operation: " + operation}});
+    if (parallel.run == nullptr) return;
+    if (parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
+    throw AlgorithmFailedException(function,
                                    "Three computation errors in one run: this machine cannot be trusted.");
 }
 

@@ -2,6 +2,8 @@
 // what follows when they differ.
 #pragma once
 
+#include <string>
+
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/odd_residue.h"
 #include "arith/residue/ring_residue.h"
@@ -38,6 +40,8 @@ struct CheckedProduct {
 // A product that was wrong came out right when it was done again: a warning of the run. The third one ends
 // the run.
 void product_was_corrected(const CheckedProduct& product);
+// The same for any operation: its name and its size.
+void error_was_corrected(const ParallelContext& parallel, const char* function, const std::string& operation);
 
 // A product that forms every word itself, without a ring: T[0..total - skip) = words skip .. total - 1 of A
 // B. run(rest) does it, and adds to rest the words that it leaves out. B == nullptr: the square.
