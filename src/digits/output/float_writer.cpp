@@ -270,6 +270,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         reader.load_words(buffer.words, static_cast<i64>(done / per_word), n);
         unpack(buffer.values, buffer.words, n);
         context_.parallel.stage("digits", buffer.values, count);
+        context_.parallel.stage("words", buffer.words, n * sizeof(Word));
         if (file != nullptr) {
             file->store_words({buffer.words, buffer.values, done}, done, count, {}, context_.parallel);
         }

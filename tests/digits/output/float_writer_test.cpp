@@ -394,6 +394,21 @@ TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     stats.hash = reference::u64_of(mpz_class("3" + text.substr(2)) % ((mpz_class(1) << 61) - 1));
     stats.first = text.substr(0, 52);
     EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
+    // The first digits, which a file may hold twice.
+    stats = run.writer.write_dec_digits(base("Pi"));
+    run.writer.read_check(base("Pi.txt"), stats, 10);
+    stats.first[40] ^= 1;
+    EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
+}
+
+// Without a verification nobody knows which of two different conversions is right.
+TEST_F(FloatWriterTest, ConversionsThatDifferAreRefused) {
+    CaptureConsole console;
+    Writing run(1500, 1500, 0, false);
+    FlipInProduct flip;
+    run.writer.convert({.correction = false, .observer = &flip});
+    run.writer.radix_words()[50] ^= 1;
+    EXPECT_THROW((void)run.writer.stat_dec_digits(), AlgorithmFailedException);
 }
 
 TEST_F(FloatWriterTest, TaskCounts) {
