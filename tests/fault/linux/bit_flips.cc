@@ -5,7 +5,8 @@
 // A campaign goes round its settings: every size, algorithm, instruction set and number of tasks in turn.
 // Every run has a generator of its own, made from the seed and the run's number. So --first N --runs 1 takes
 // the same choices as run N of a long campaign. The moment is a share of the processor time of an undisturbed
-// run; where exactly the program stands then is not the same twice.
+// run, from the beginning of its computation to its end; where exactly the program stands then is not the
+// same twice.
 #include <gmp.h>
 #include <mpfr.h>
 
@@ -214,11 +215,11 @@ std::vector<Mapping> mappings(pid_t pid) {
     return all;
 }
 
-// The mappings of one kind. The working memory is the anonymous one with the most pages in
-// use (stacks of threads are long but empty); tables are the writable and the
-// constant data of the program's file.
-std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string& kind,
-                             const std::string& program) {
+// The mappings of one kind. The working memory is the anonymous one with the most pages in use (stacks of
+// threads are long but empty); tables are the writable and the constant data of the program's file.
+std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const Options& o) {
+    const std::string& kind = o.place;
+    const std::string program = fs::canonical(o.program).string();
     std::vector<Mapping> chosen;
     for (const Mapping& m : all) {
         const bool own = m.name == program;
@@ -364,12 +365,12 @@ Fault damage(pid_t pid, const Options& o, std::mt19937_64& random) {
     f.kind = o.fault == "mixed" ? kMixed[random() % 6] : o.fault;
     const u64 where = random(), bits[6] = {random(), random(), random(), random(), random(), random()};
     f.bit = bits[0] % 64;
-    const std::vector<Mapping> all = of_kind(mappings(pid), o.place, fs::canonical(o.program).string());
+    const std::vector<Mapping> places = of_kind(mappings(pid), o);
     u64 size = 0;
-    for (const Mapping& m : all) size += m.size();
+    for (const Mapping& m : places) size += m.size();
     if (size == 0) return f;
     u64 offset = where % size;
-    for (const Mapping& m : all) {
+    for (const Mapping& m : places) {
         if (offset >= m.size()) {
             offset -= m.size();
             continue;
@@ -447,7 +448,17 @@ DigitFile digit_file(const fs::path& folder) {
     return found;
 }
 
-Result one_run(const Options& o, const Setting& setting, u64 number, double usual_cpu,
+// Processor time.
+struct Span {
+    double begin = 0, end = 0;  // of the computation; of the run
+};
+
+// Whether the run has begun to compute.
+bool computes(const fs::path& folder) {
+    return read_file(folder / "console.txt").find("Begin Computation") != std::string::npos;
+}
+
+Result one_run(const Options& o, const Setting& setting, u64 number, const Span& usual,
                const std::string& right, const fs::path& folder) {
     std::seed_seq seed{o.seed, number};
     std::mt19937_64 random(seed);
@@ -457,10 +468,11 @@ Result one_run(const Options& o, const Setting& setting, u64 number, double usua
     fs::create_directories(folder);
     Child child(o, setting, folder);
     const auto start = Clock::now();
-    const double longest = 60 + 40 * usual_cpu;
+    const double longest = 60 + 40 * usual.end;
+    const double at = usual.begin + r.moment * (usual.end - usual.begin);
     bool done = false;
     while (!child.ended()) {
-        if (!done && cpu_seconds_of(child.pid()) >= r.moment * usual_cpu) {
+        if (!done && cpu_seconds_of(child.pid()) >= at && computes(folder)) {
             done = true;
             if (!child.stop()) break;
             r.fault = damage(child.pid(), o, random);
@@ -500,8 +512,8 @@ Result one_run(const Options& o, const Setting& setting, u64 number, double usua
 
 // What a campaign needs to know of its settings.
 struct Known {
-    std::map<u64, std::string> right;       // by size
-    std::map<std::string, double> seconds;  // processor time, by Setting::work()
+    std::map<u64, std::string> right;   // by size
+    std::map<std::string, Span> usual;  // by Setting::work()
 };
 
 // One undisturbed run for each kind of work: what it delivers must be right, and the time it takes sets the
@@ -511,18 +523,23 @@ Known learn(const Options& o, const std::vector<Setting>& settings, const fs::pa
     for (const Setting& setting : settings) {
         std::string& right = known.right[setting.digits];
         if (right.empty()) right = right_digits(setting.digits);
-        if (known.seconds.count(setting.work()) != 0) continue;
+        if (known.usual.count(setting.work()) != 0) continue;
         fs::remove_all(folder);
         fs::create_directories(folder);
         Child child(o, setting, folder);
-        while (!child.ended()) pause_briefly();
+        Span span;
+        while (!child.ended()) {
+            if (span.begin == 0 && computes(folder)) span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
+            pause_briefly();
+        }
+        span.end = child.cpu_seconds();
         const DigitFile file = digit_file(folder);
         if (child.status() != 0 || !file.named || file.digits != right) {
             std::fprintf(stderr, "The undisturbed run failed:\n%s\n",
                          read_file(folder / "console.txt").c_str());
             std::exit(2);
         }
-        known.seconds[setting.work()] = child.cpu_seconds();
+        known.usual[setting.work()] = span;
     }
     return known;
 }
@@ -598,7 +615,7 @@ int main(int n, char** arguments) {
                 number = next++;
             }
             const Setting& setting = settings[number % settings.size()];
-            const Result r = one_run(o, setting, number, known.seconds.at(setting.work()),
+            const Result r = one_run(o, setting, number, known.usual.at(setting.work()),
                                      known.right.at(setting.digits), folder / std::to_string(job));
             const std::lock_guard<std::mutex> lock(mutex);
             table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
