@@ -5,8 +5,8 @@
 // A campaign goes round its settings: every size, algorithm, instruction set and number of tasks in turn.
 // Every run has a generator of its own, made from the seed and the run's number. So --first N --runs 1 takes
 // the same choices as run N of a long campaign. The moment is a share of the processor time of an undisturbed
-// run, from the beginning of its computation to its end; where exactly the program stands then is not the
-// same twice.
+// run, from the beginning of its computation (or --from) to its end; where exactly the program stands then is
+// not the same twice.
 #include <gmp.h>
 #include <mpfr.h>
 
@@ -51,7 +51,8 @@ struct Options {
     std::vector<std::string> isas;        // KALVOR_ISA of the program; "own": its own choice
     std::string place = "working";        // working, heap, stack, tables, code, any
     std::string fault = "bit";            // bit, bits, zero, ones, exchange, stuck, mixed
-    std::vector<std::string> more;        // further arguments of the program
+    std::string from = "Begin Computation";
+    std::vector<std::string> more;  // further arguments of the program
     bool verbose = false, summary = false;
 };
 
@@ -81,6 +82,7 @@ struct Setting {
         "  --isa L       avx2, avx512, or own for the program's own choice\n"
         "  --jobs N      runs at the same time (1)\n"
         "  --place P     working, heap, stack, tables, code, any (working)\n"
+        "  --from TEXT   no earlier than the program has printed this (Begin Computation)\n"
         "  --fault F     bit, bits (six of one word), zero, ones, exchange (64 bytes with the next 64), "
         "stuck,\n"
         "                mixed (bit)\n"
@@ -132,6 +134,8 @@ Options parse(int n, char** arguments) {
             o.summary = true;
         } else if (a == "--place") {
             o.place = value();
+        } else if (a == "--from") {
+            o.from = value();
         } else if (a == "--fault") {
             o.fault = value();
         } else if (a == "--isa") {
@@ -413,6 +417,7 @@ struct Result {
     Outcome outcome = Outcome::harmless;
     Fault fault;
     double moment = 0;
+    std::string during;  // the console's last words at the moment
     std::string report;
 };
 
@@ -450,12 +455,20 @@ DigitFile digit_file(const fs::path& folder) {
 
 // Processor time.
 struct Span {
-    double begin = 0, end = 0;  // of the computation; of the run
+    double begin = 0, end = 0;  // of the campaign's time; of the run
 };
 
-// Whether the run has begun to compute.
-bool computes(const fs::path& folder) {
-    return read_file(folder / "console.txt").find("Begin Computation") != std::string::npos;
+// Whether the time of the campaign has begun.
+bool has_begun(const Options& o, const fs::path& folder) {
+    return read_file(folder / "console.txt").find(o.from) != std::string::npos;
+}
+
+// What the run was doing.
+std::string last_words(const fs::path& folder) {
+    std::string console = read_file(folder / "console.txt");
+    console.erase(console.find_last_not_of(" \r\n") + 1);
+    std::string words = console.substr(console.find_last_of("\r\n") + 1);
+    return words.substr(0, 40);
 }
 
 Result one_run(const Options& o, const Setting& setting, u64 number, const Span& usual,
@@ -472,9 +485,10 @@ Result one_run(const Options& o, const Setting& setting, u64 number, const Span&
     const double at = usual.begin + r.moment * (usual.end - usual.begin);
     bool done = false;
     while (!child.ended()) {
-        if (!done && cpu_seconds_of(child.pid()) >= at && computes(folder)) {
+        if (!done && cpu_seconds_of(child.pid()) >= at && has_begun(o, folder)) {
             done = true;
             if (!child.stop()) break;
+            r.during = last_words(folder);
             r.fault = damage(child.pid(), o, random);
             child.resume();
         }
@@ -520,7 +534,8 @@ struct Known {
 // moments.
 Known learn(const Options& o, const std::vector<Setting>& settings, const fs::path& folder) {
     Known known;
-    for (const Setting& setting : settings) {
+    for (u64 i = 0; i < std::min<u64>(o.runs, settings.size()); i++) {
+        const Setting& setting = settings[(o.first + i) % settings.size()];
         std::string& right = known.right[setting.digits];
         if (right.empty()) right = right_digits(setting.digits);
         if (known.usual.count(setting.work()) != 0) continue;
@@ -529,7 +544,8 @@ Known learn(const Options& o, const std::vector<Setting>& settings, const fs::pa
         Child child(o, setting, folder);
         Span span;
         while (!child.ended()) {
-            if (span.begin == 0 && computes(folder)) span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
+            if (span.begin == 0 && has_begun(o, folder))
+                span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
             pause_briefly();
         }
         span.end = child.cpu_seconds();
@@ -549,11 +565,11 @@ using Table = std::map<std::string, std::map<Outcome, u64>>;  // by fault
 void print_run(u64 number, const Setting& setting, const Result& r) {
     std::string arguments;
     for (const std::string& a : setting.arguments()) arguments += a + " ";
-    std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu, %s%s: %s\n",
+    std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu, %s%s, at \"%s\": %s\n",
                 static_cast<unsigned long long>(number), kNames[static_cast<int>(r.outcome)],
                 r.fault.kind.c_str(), r.moment, static_cast<unsigned long long>(r.fault.address),
                 static_cast<unsigned long long>(r.fault.bit), arguments.c_str(), setting.isa.c_str(),
-                r.report.c_str());
+                r.during.c_str(), r.report.c_str());
     std::fflush(stdout);
 }
 
