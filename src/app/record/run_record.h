@@ -27,6 +27,9 @@ struct RunChecks {
     u64 series_checked = 0;  // of them, by their residues
     bool conversion = false;
     bool files = false;  // read back: hash and counts
+    u64 products = 0;    // compared with their operands
+    u64 numbers = 0;     // compared with the residues that they carried through memory
+    u64 errors = 0;      // found, and gone when the operation was done again
 };
 
 struct RunRecord {
@@ -44,7 +47,7 @@ struct RunRecord {
     std::optional<OutputStats> hexadecimal;
     std::vector<WrittenFile> files;
     RunChecks checks;
-    i64 spot_check = 0;  // the last position that agrees, minus the one that differs, 0: none compared
+    i64 spot_check = 0;  // the last position that was compared with known digits, 0: none
     std::string event_log;
 };
 

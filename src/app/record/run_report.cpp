@@ -14,11 +14,21 @@ namespace kalvor {
 namespace {
 
 constexpr u64 kNameWidth = 12;
+constexpr const char* kChecks = "Checks:";
 
 std::string joined(const std::vector<std::string>& parts) {
     std::string text;
     for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
     return text;
+}
+
+std::string counted(u64 n, const char* noun) {
+    return Console::format_commas(n) + " " + noun + (n == 1 ? "" : "s");
+}
+
+std::string counts_alone(const RunChecks& checks) {
+    return joined({counted(checks.products, "product"), counted(checks.numbers, "number"),
+                   counted(checks.errors, "error")});
 }
 
 // Its lines; the last one ends like the others.
@@ -62,6 +72,8 @@ void print_result(const RunRecord& record, Status& status) {
                                       Console::format_commas(file.bytes) + " bytes)"});
     }
     status.Status_Label(kNameWidth, "Verified:", {'G', checks_text(record.checks, !record.files.empty())});
+    status.Status_Label(kNameWidth, kChecks,
+                        {record.checks.errors == 0 ? 'G' : 'Y', counts_alone(record.checks)});
 }
 
 }  // namespace
@@ -79,6 +91,10 @@ std::string checks_text(const RunChecks& checks, bool written) {
     std::string text = done.empty() ? "nothing" : joined(done);
     if (!left_out.empty()) text += "; not checked: " + joined(left_out);
     return text;
+}
+
+std::string counts_of_checks(const RunChecks& checks) {
+    return std::string(kChecks) + " " + counts_alone(checks);
 }
 
 void print_run_report(const RunRecord& record, Status& status) {

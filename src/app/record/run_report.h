@@ -17,4 +17,7 @@ void print_run_report(const RunRecord& record, Status& status);
 // was switched off follows as "not checked: ...".
 std::string checks_text(const RunChecks& checks, bool written);
 
+// "Checks: 12,345 products, 6,789 numbers, 0 errors"
+std::string counts_of_checks(const RunChecks& checks);
+
 }  // namespace kalvor

@@ -1,6 +1,7 @@
 #include "app/session/digit_stage.h"
 
-#include "digits/output/spot_check.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
 
 namespace kalvor {
 
@@ -23,12 +24,21 @@ DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) 
         writer_.verify();
         report_warnings();
     }
+    // Before anything has its name.
+    const SpotCheck check = check_known_digits(request);
+    if (check.position < 0) {
+        report(status_, check);
+        throw AlgorithmFailedException(
+            "NormalFloatSession::run()",
+            "Spot check failed at: " + Console::format_commas(static_cast<u64>(-check.position)));
+    }
     if (request.hexadecimal) {
         if (request.verify) writer_.verify_binary_words();
         results.hexadecimal = output(request, files, 16);
     }
     results.decimal = output(request, files, 10);
-    results.spot_check = check_known_digits(request);
+    report(status_, check);
+    results.spot_check = check.position;
     return results;
 }
 
@@ -40,14 +50,11 @@ OutputStats DigitStage::output(const DigitRequest& request, OutputFiles& files, 
     return stats;
 }
 
-i64 DigitStage::check_known_digits(const DigitRequest& request) {
+SpotCheck DigitStage::check_known_digits(const DigitRequest& request) const {
     FloatReaderB digits = writer_.decimal_reader();
-    const SpotCheck check = request.reference_folder
-                                ? spot_check(digits, plan_.compute_digits, request.name,
-                                             *request.reference_folder, *request.calls)
-                                : spot_check(digits, plan_.compute_digits, request.name, *request.calls);
-    report(status_, check);
-    return check.position;
+    return request.reference_folder ? spot_check(digits, plan_.compute_digits, request.name,
+                                                 *request.reference_folder, *request.calls)
+                                    : spot_check(digits, plan_.compute_digits, request.name, *request.calls);
 }
 
 }  // namespace kalvor

@@ -9,6 +9,7 @@
 #include "base/status/status.h"
 #include "digits/output/float_writer.h"
 #include "digits/output/output_files.h"
+#include "digits/output/spot_check.h"
 
 namespace kalvor {
 
@@ -25,7 +26,7 @@ struct DigitRequest {
 struct DigitResults {
     OutputStats decimal;
     std::optional<OutputStats> hexadecimal;
-    i64 spot_check = 0;  // last position that agrees, minus the one that differs, 0: none compared
+    i64 spot_check = 0;  // the last position that was compared, 0: none
 };
 
 // In the order in which they stand here; what the work has to warn of is reported after each step. plan,
@@ -35,12 +36,13 @@ class DigitStage {
     DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status, const BigFloat& value);
 
     void convert();
-    // files: has every radix of the request when that writes files.
+    // Verification, comparison with known digits, output. A difference throws AlgorithmFailedException before
+    // anything has its final name. files: has every radix of the request when that writes files.
     DigitResults write(const DigitRequest& request, OutputFiles& files);
 
   private:
     OutputStats output(const DigitRequest& request, OutputFiles& files, u8 radix);
-    i64 check_known_digits(const DigitRequest& request);
+    SpotCheck check_known_digits(const DigitRequest& request) const;
     void report_warnings();
 
     const WriterPlan& plan_;

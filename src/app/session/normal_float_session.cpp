@@ -74,25 +74,24 @@ void NormalFloatSession::begin_record() {
     record_.hexadecimal_digits = settings_.enable_hex ? settings_.size.hexadecimal_digits : 0;
 }
 
+void NormalFloatSession::finish_checks() {
+    add_checks(record_.checks);
+    record_.checks.conversion = settings_.output_verify;
+    record_.checks.files = settings_.output_verify && settings_.output_enable;
+    record_.checks.products = monitor_.checks.products;
+    record_.checks.numbers = monitor_.checks.numbers;
+    record_.checks.errors = monitor_.checks.corrected;
+}
+
 void NormalFloatSession::finish_record() {
     record_.end_date = date_time_text();
     record_.compute_seconds = compute_.wall;
     record_.wall_seconds = wall_.seconds();
     record_.compute_time = compute_;
     record_.event_log = log_.text();
-    add_checks(record_.checks);
-    record_.checks.conversion = settings_.output_verify;
-    record_.checks.files = settings_.output_verify && settings_.output_enable;
     for (const auto& file : output_->written()) {
         record_.files.push_back({os::absolute_path(file.path), file.bytes});
     }
-}
-
-void NormalFloatSession::check_reference() const {
-    if (record_.spot_check >= 0) return;
-    throw AlgorithmFailedException(
-        "NormalFloatSession::run()",
-        "Spot check failed at: " + Console::format_commas(static_cast<u64>(-record_.spot_check)));
 }
 
 const RunRecord& NormalFloatSession::run() {
@@ -147,11 +146,12 @@ void NormalFloatSession::run_phases() {
     record_.hexadecimal = std::move(digits.hexadecimal);
     record_.decimal = std::move(digits.decimal);
     record_.spot_check = digits.spot_check;
+    finish_checks();
+    log(counts_of_checks(record_.checks));
     log("Digits Written");
     finish_record();
     report_warnings();
     print_run_report(record_, status_);
-    check_reference();
 }
 
 }  // namespace kalvor

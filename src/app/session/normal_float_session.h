@@ -86,8 +86,8 @@ class NormalFloatSession {
   private:
     void run_phases();
     void begin_record();
+    void finish_checks();
     void finish_record();
-    void check_reference() const;
     // Between two phases: what they had to warn of is told, and a stop takes effect.
     void end_phase();
     DigitRequest digit_request() const;

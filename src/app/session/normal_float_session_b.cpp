@@ -90,6 +90,8 @@ void NormalFloatSessionB::allocate() {
 void NormalFloatSessionB::compute() {
     if (const std::string label = plan_.constant->label(); !label.empty()) log(label);
     plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), *memory_->value);
+    // From here on every use of it begins with a comparison.
+    memory_->value->seal(parallel());
 }
 
 void NormalFloatSessionB::convert() {

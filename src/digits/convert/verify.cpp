@@ -28,6 +28,23 @@ Sizes sizes_of(u64 L, u64 d) {
     return {low, PowerWordPlan::exact_words(5, d)};
 }
 
+// (hash R^n + the n words below `end`, the highest first) mod M61. One link of the chain for four words: the
+// sum stays below 2^127.
+u64 extend_hash(u64 hash, const Word* end, u64 n) {
+    const u64 power = m61::canonical(kRadix19);
+    const u64 power2 = m61::canonical(m61::mul(power, power));
+    const u64 power3 = m61::canonical(m61::mul(power2, power));
+    const u64 power4 = m61::canonical(m61::mul(power2, power2));
+    for (; n >= 4; n -= 4, end -= 4) {
+        const u128 sum = u128(hash) * power4 + u128(end[-1]) * power3 + u128(end[-2]) * power2 +
+                         u128(end[-3]) * power + end[-4];
+        const u64 high = static_cast<u64>(sum >> 64), low = static_cast<u64>(sum);
+        hash = ((high << 3) & m61::kM61) + (high >> 58) + (low >> 61) + (low & m61::kM61);
+    }
+    for (; n > 0; n--, end--) hash = m61::add(m61::mul(hash, power), m61::fold(end[-1]));
+    return hash;
+}
+
 Sizes largest_sizes(u64 n, u64 n_verify) {
     return sizes_of(fraction_length(radix_word_size(kRadix19), n), kDigitsPerWord * n_verify);
 }
@@ -45,12 +62,36 @@ Needs VerifyB::needs(u64 n, u64 n_verify, u64 tds) {
         .above(round_up_8(power.result));
 }
 
-u64 VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify) {
-    u64 hash = 0;
-    for (u64 i = 0; i < n_verify; i++) {
-        hash = m61::add(m61::mul(hash, m61::fold(kRadix19)), m61::fold(radix_words[n - 1 - i]));
+VerifyB::Hashes VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify, u64 digits) {
+    const Word* const end = radix_words + n;  // the first word is below it
+    const u64 whole = digits / kDigitsPerWord, cut = digits % kDigitsPerWord;
+    Hashes hashes;
+    u64 hash = 0, done = 0;
+    const auto go_to = [&](u64 place) {
+        hash = extend_hash(hash, end - done, place - done);
+        done = place;
+    };
+    if (n_verify <= whole) {
+        go_to(n_verify);
+        hashes.words = m61::canonical(hash);
     }
-    return m61::canonical(hash);
+    go_to(whole);
+    hashes.digits = hash;
+    if (cut != 0) {
+        const Word word = end[-1 - static_cast<i64>(whole)];
+        const u64 power = m61::pow(10, cut);
+        Word behind = 1;
+        for (u64 i = cut; i < kDigitsPerWord; i++) behind *= 10;
+        hashes.digits = m61::add(m61::mul(hash, power), m61::fold(word / behind));
+        hash = m61::add(m61::mul(hash, m61::fold(kRadix19)), m61::fold(word));
+        done++;
+    }
+    hashes.digits = m61::canonical(hashes.digits);
+    if (n_verify > whole) {
+        go_to(n_verify);
+        hashes.words = m61::canonical(hash);
+    }
+    return hashes;
 }
 
 u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x, u64 d) {
@@ -91,12 +132,14 @@ u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const B
     return m61::canonical(m61::sub(residue, fraction));
 }
 
-void VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
-                  u64 n_verify, const BigFloat& x, const char* function) {
-    if (n < n_verify) throw BufferTooSmallException(function, n, n_verify);
+VerifyB::Hashes VerifyB::run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
+                             u64 n_verify, const BigFloat& x, u64 digits, const char* function) {
+    const u64 needed = std::max(n_verify, (digits + kDigitsPerWord - 1) / kDigitsPerWord);
+    if (n < needed) throw BufferTooSmallException(function, n, needed);
     const u64 d = kDigitsPerWord * n_verify;
     const u64 integer = m61::mul(m61::fold(x.word_at(0)), m61::pow(10, d));
-    const u64 R = m61::canonical(m61::add(integer, hash_radix(radix_words, n, n_verify)));
+    const Hashes hashes = hash_radix(radix_words, n, n_verify, digits);
+    const u64 R = m61::canonical(m61::add(integer, hashes.words));
 
     BigFloat cut = x;
     const u64 length = fraction_length(radix_word_size(kRadix19), n);
@@ -108,12 +151,12 @@ void VerifyB::run(const MultiplyContext& context, Status& status, const Word* ra
         cut.residue = goldilocks::kNone;
     }
     const u64 B = hash_binary(context, status, cut, d);
-    if (R == B) return;
+    if (R == B) return hashes;
     // convert() rounds nines up to the decimal that x approaches, and then x lies below it.
     if (n > n_verify &&
         std::all_of(radix_words, radix_words + (n - n_verify), [](Word w) { return w == 0; }) &&
         m61::canonical(m61::add(B, 1)) == R) {
-        return;
+        return hashes;
     }
     status.Status_Line("R = " + std::to_string(R));
     status.Status_Line("B = " + std::to_string(B));

@@ -23,14 +23,22 @@ struct VerifyB {
     // For n_verify of n radix words of any x.
     static Needs needs(u64 n, u64 n_verify, u64 tds);
 
-    // radix_words as written by convert() for n words. x is cut as it was there. Throws
-    // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;
-    // BufferTooSmallException when n < n_verify.
-    static void run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
-                    u64 n_verify, const BigFloat& x, const char* function = "FloatWriterB::verify()");
+    // What one pass over radix words finds: integers modulo M61, without the part before the point.
+    struct Hashes {
+        u64 words = 0;   // the first n_verify words
+        u64 digits = 0;  // the first `digits` digits
+    };
 
-    // Residue of the first n_verify radix words as one integer.
-    static u64 hash_radix(const Word* radix_words, u64 n, u64 n_verify);
+    // radix_words as written by convert() for n words. x is cut as it was there. The hashes come from the
+    // pass whose result was compared: digits that have this hash are the ones that were verified. Throws
+    // AlgorithmFailedException "Base Conversion Failed: Checksum Mismatch" naming `function`;
+    // BufferTooSmallException when n is less than n_verify or than `digits` take.
+    static Hashes run(const MultiplyContext& context, Status& status, const Word* radix_words, u64 n,
+                      u64 n_verify, const BigFloat& x, u64 digits = 0,
+                      const char* function = "FloatWriterB::verify()");
+
+    // Reads every word once.
+    static Hashes hash_radix(const Word* radix_words, u64 n, u64 n_verify, u64 digits = 0);
     // floor(|x| 10^d) mod M61
     static u64 hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x, u64 d);
 };

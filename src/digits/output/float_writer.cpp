@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 
 #include "arith/m61/m61.h"
+#include "arith/multiply/product_check.h"
 #include "base/clock/timer.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
@@ -12,6 +14,7 @@
 #include "digits/files/digit_kernels.h"
 #include "digits/files/word_digits.h"
 #include "digits/output/read_check.h"
+#include "digits/output/value_hash.h"
 
 namespace kalvor {
 
@@ -24,8 +27,17 @@ constexpr u64 kBytesPerWord = 27;
 constexpr u64 kOutputBytes = kBytesPerWord * 16384 + kSector;
 constexpr u64 kScratchForOutput = std::max(kOutputBytes, kReadCheckBytes);
 
+constexpr const char* kValue = "value";  // its name where it is damaged
+
 u64 words_for_digits(u64 digits, u64 per_word) {
     return (digits + per_word - 1) / per_word;
+}
+
+// The hash with the first `digits` digits of a word.
+u64 extend_cut_word(u64 hash, Word word, u64 digits, u8 radix) {
+    const u64 per_word = radix == 10 ? CBRv2::kDigitsPerWord : 16;
+    for (u64 i = digits; i < per_word; i++) word /= radix;
+    return m61::canonical(m61::add(m61::mul(hash, m61::pow(radix, digits)), m61::fold(word)));
 }
 
 // The two areas of the output buffer.
@@ -86,29 +98,119 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 }
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
+    options_ = options;
     const int sign = value_.L == 0 ? 0 : value_.sign ? 1 : -1;
     CBRv2::words_to_dec(status_, sign, value_.mag(), [this] { return value_.dump(); });
-    status_.work().enter("conversion");
-    StatusSection section(status_, "Base Converting:");
-    CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options);
+    try {
+        convert_once();
+    } catch (const AlgorithmFailedException&) {
+        begin_repeat();
+        convert_once();
+        conversion_was_corrected();
+    }
+    if (!plan_.verify) expect_radix_words();
+}
+
+void FloatWriterB::convert_once() {
+    value_.verify(context_.parallel, kValue);
+    {
+        status_.work().enter("conversion");
+        StatusSection section(status_, "Base Converting:");
+        CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options_);
+    }
+    value_.verify(context_.parallel, kValue);
+}
+
+void FloatWriterB::begin_repeat() {
+    if (repeated_) throw;
+    repeated_ = true;
+}
+
+void FloatWriterB::conversion_was_corrected() {
+    trel::operation_was_corrected(context_.parallel, "FloatWriterB::convert()",
+                                  "conversion, " + std::to_string(plan_.conversion.n) + " words");
 }
 
 void FloatWriterB::verify(u64 digits) {
     if (digits > plan_.compute_digits) {
         throw InvalidParametersException("FloatWriterB::verify()", "Too many digits.");
     }
-    status_.work().enter("verification");
-    StatusSection section(status_, "Verifying Base Conversion:");
-    CBRv2::VerifyB::run(context_, section.node(), radix_words_, plan_.conversion.n,
-                        words_for_digits(digits, CBRv2::kDigitsPerWord), value_);
+    context_.parallel.stage("radix words", radix_words_, plan_.conversion.n * sizeof(Word));
+    try {
+        verify_once(digits);
+    } catch (const AlgorithmFailedException&) {
+        begin_repeat();
+        convert_once();
+        verify_once(digits);
+        conversion_was_corrected();
+    }
+}
+
+void FloatWriterB::verify_once(u64 digits) {
+    const u64 n_verify = words_for_digits(digits, CBRv2::kDigitsPerWord);
+    {
+        status_.work().enter("verification");
+        StatusSection section(status_, "Verifying Base Conversion:");
+        set_expected(CBRv2::VerifyB::run(context_, section.node(), radix_words_, plan_.conversion.n, n_verify,
+                                         value_, plan_.output_digits),
+                     n_verify);
+    }
+    // What was compared with the digits was the value.
+    value_.verify(context_.parallel, kValue);
+    context_.parallel.stage("verified words", radix_words_, plan_.conversion.n * sizeof(Word));
+}
+
+void FloatWriterB::set_expected(const CBRv2::VerifyB::Hashes& hashes, u64 n_words) {
+    verified_words_ = n_words;
+    words_hash_ = hashes.words;
+    expected_dec_ = digit_hash(value_.word_at(0), hashes.digits, 10, plan_.output_digits);
+}
+
+// Without a verification: what the conversion has left is what must be written.
+void FloatWriterB::expect_radix_words() {
+    const u64 n = words_for_digits(plan_.compute_digits, CBRv2::kDigitsPerWord);
+    set_expected(CBRv2::VerifyB::hash_radix(radix_words_, plan_.conversion.n, n, plan_.output_digits), n);
+    context_.parallel.stage("verified words", radix_words_, plan_.conversion.n * sizeof(Word));
+}
+
+void FloatWriterB::expect_binary_words() {
+    const ValueHashes hashes =
+        hash_checked_value(context_.parallel, value_, plan_.hex_digits, "FloatWriterB::write_hex_digits()");
+    expected_hex_ = digit_hash(value_.word_at(0), hashes.digits, 16, plan_.hex_digits);
+}
+
+bool FloatWriterB::radix_words_changed() const {
+    return CBRv2::VerifyB::hash_radix(radix_words_, plan_.conversion.n, verified_words_).words != words_hash_;
+}
+
+void FloatWriterB::restore(u8 radix) {
+    begin_repeat();
+    value_.verify(context_.parallel, kValue);
+    if (radix == 16) {
+        expect_binary_words();
+    } else if (radix_words_changed()) {
+        const u64 before = words_hash_;
+        convert_once();
+        if (plan_.verify) {
+            verify_once(plan_.compute_digits);
+        } else {
+            expect_radix_words();
+            if (words_hash_ != before) throw;
+        }
+    }
+    trel::operation_was_corrected(context_.parallel, "FloatWriterB::restore()",
+                                  "digits in memory, " + std::to_string(plan_.conversion.n) + " words");
 }
 
 void FloatWriterB::verify_binary_words() {
     StatusSection section(status_, "Verifying Binary Output:");
+    const ValueHashes hashes = hash_checked_value(context_.parallel, value_, plan_.hex_digits,
+                                                  "FloatWriterB::verify_binary_words()");
+    expected_hex_ = digit_hash(value_.word_at(0), hashes.digits, 16, plan_.hex_digits);
+    const u64 before = hashes.words;
     const FloatReaderB reader = hexadecimal_reader();
     const CBRv2::RadixFraction f =
         CBRv2::RadixFraction::of(value_).top(words_for_digits(plan_.hex_digits, 16));
-    const u64 before = m61::canonical(m61::hash_words(f.words, f.stored));
     const OutputBuffer buffer(context_.scratch);
     u64 after = 0;
     for (u64 done = 0; done < f.L;) {
@@ -135,7 +237,8 @@ FloatReaderB FloatWriterB::hexadecimal_reader() const {
     return FloatReaderB(value_, plan_.hex_digits);
 }
 
-// One pass: words, their digits, hash and counts, and the digits to the file.
+// One pass: words, their digits, the digits to the file, counts and hash. The hash comes last: a digit that
+// changes in memory is in what was written or counted and in the hash, or in neither.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
                                  BasicDigitWriter* file) {
     status_.work().enter("writing");
@@ -149,19 +252,33 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     OutputStats stats;
     stats.digits = digits;
     stats.counts = DigitCounts(radix);
-    u64 hash = 0;
+    if (!(radix == 10 ? expected_dec_ : expected_hex_)) {
+        if (radix == 10)
+            expect_radix_words();
+        else
+            expect_binary_words();
+    }
+    // A file that is not read back may hold the words.
+    const bool words_too = file != nullptr && !plan_.verify;
+    u64 hash = 0, hash_of_words = 0;
     for (u64 done = 0; done < digits;) {
         context_.parallel.poll();
         const u64 count = std::min(buffer.step_words * per_word, digits - done);
         const u64 n = words_for_digits(count, per_word);
         reader.load_words(buffer.words, static_cast<i64>(done / per_word), n);
         unpack(buffer.values, buffer.words, n);
-        const u64 whole = count / per_word;
-        hash = extend_word_hash(hash, buffer.words, whole, radix);
-        hash = extend_digit_hash(hash, buffer.values + whole * per_word, count - whole * per_word, radix);
-        digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
+        context_.parallel.stage("digits", buffer.values, count);
+        context_.parallel.stage("words", buffer.words, n * sizeof(Word));
         if (file != nullptr) {
             file->store_words({buffer.words, buffer.values, done}, done, count, {}, context_.parallel);
+        }
+        digit_kernels().count(stats.counts.count.data(), buffer.values, count, radix);
+        hash = extend_digit_hash(hash, buffer.values, count, radix);
+        if (words_too) {
+            const u64 whole = count / per_word;
+            hash_of_words = extend_word_hash(hash_of_words, buffer.words, whole, radix);
+            if (whole < n)
+                hash_of_words = extend_cut_word(hash_of_words, buffer.words[whole], count % per_word, radix);
         }
         done += count;
         status_.work().add(static_cast<double>(count));
@@ -169,6 +286,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
                                               (file != nullptr ? "  digits written" : "  digits analyzed"));
         frame.node().refresh();
     }
+    context_.parallel.stage("counts", stats.counts.count.data(), radix * sizeof(u64));
     if (file != nullptr) file->finish();
     stats.hash = digit_hash(reader.integer_part(), hash, radix, digits);
     stats.first = reader.first_digits();
@@ -177,6 +295,14 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         stats.hidden.push_back(HashedDigits::make(reader, digits, plan_.compute_digits - digits));
     }
     stats.seconds = timer.seconds();
+    const u64 counted = std::accumulate(stats.counts.count.begin(), stats.counts.count.end(), u64(0));
+    if (stats.hash != expected(radix) || (words_too && hash_of_words != hash) || counted != digits ||
+        (radix == 10 && radix_words_changed())) {
+        throw AlgorithmFailedException(
+            radix == 10 ? "FloatWriterB::write_dec_digits()" : "FloatWriterB::write_hex_digits()",
+            "Digits changed in memory after their verification.");
+    }
+    if (radix == 16) value_.verify(context_.parallel, kValue);
     return stats;
 }
 
@@ -207,21 +333,43 @@ OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const s
 }
 
 OutputStats FloatWriterB::stat_dec_digits() {
-    return output(decimal_reader(), plan_.output_digits, "Processing Decimal Digits:", nullptr);
+    const auto analyze = [this] {
+        return output(decimal_reader(), plan_.output_digits, "Processing Decimal Digits:", nullptr);
+    };
+    try {
+        return analyze();
+    } catch (const AlgorithmFailedException&) {
+        restore(10);
+    }
+    return analyze();
 }
 
 OutputStats FloatWriterB::stat_hex_digits() {
-    return output(hexadecimal_reader(), plan_.hex_digits, "Processing Hexadecimal Digits:", nullptr);
+    const auto analyze = [this] {
+        return output(hexadecimal_reader(), plan_.hex_digits, "Processing Hexadecimal Digits:", nullptr);
+    };
+    try {
+        return analyze();
+    } catch (const AlgorithmFailedException&) {
+        restore(16);
+    }
+    return analyze();
+}
+
+OutputStats FloatWriterB::expected(const OutputStats& stats) const {
+    OutputStats verified = stats;
+    verified.hash = expected(stats.counts.radix);
+    return verified;
 }
 
 void FloatWriterB::read_check(const std::string& file, const OutputStats& stats, u8 radix,
                               const std::string& format) {
-    kalvor::read_check(status_, digit_format(format), file, stats, radix, context_.scratch,
+    kalvor::read_check(status_, digit_format(format), file, expected(stats), radix, context_.scratch,
                        context_.parallel);
 }
 
 void FloatWriterB::read_check(BasicDigitReader& file, const OutputStats& stats) {
-    kalvor::read_check(status_, file, stats, context_.scratch, context_.parallel);
+    kalvor::read_check(status_, file, expected(stats), context_.scratch, context_.parallel);
 }
 
 }  // namespace kalvor

@@ -7,8 +7,14 @@
 //   verify_binary_words()                hexadecimal digits
 //   write_*_digits() or stat_*_digits()  once per radix
 //   read_check()                         the written file, before it gets its name (output_files.h)
+//
+// The chain: the value carries a residue, which is compared before the conversion, after it and after its
+// verification. The pass over the radix words that is compared with the value yields the hash that the
+// written digits must have, and what is read back from the file. Whatever is taken from the words after the
+// digits are written (first, last and guard digits) comes before the words are hashed once more.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "arith/bigfloat/big_float.h"
@@ -48,13 +54,15 @@ class FloatWriterB {
     FloatWriterB(const WriterPlan& plan, const MultiplyContext& context, Status& status,
                  const BigFloat& value);
 
-    // Decimal digits: range check, then the conversion into radix words.
+    // Decimal digits: range check, then the conversion into radix words. What goes wrong in it, or is found
+    // by verify() or by writing, is done again once in a run; a value that does not fit its residue ends it.
     void convert(const CBRv2::ConvertOptions& options = {});
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
     // AlgorithmFailedException.
     void verify(u64 digits);
     void verify() { verify(plan_.compute_digits); }
-    // Hexadecimal digits: checks that the words pass unchanged through the buffer that output copies them to.
+    // Hexadecimal digits: checks the value, and that its words pass unchanged through the buffer that output
+    // copies them to.
     void verify_binary_words();
 
     // Integer part, "." and up to 50 digits.
@@ -66,13 +74,17 @@ class FloatWriterB {
                                  u64 digits_per_file = 0);
     OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat,
                                  u64 digits_per_file = 0);
-    // Into a file that is open already; it is finished and not published yet.
+    // Into a file that is open already; it is finished and not published yet. Throws AlgorithmFailedException
+    // "Digits changed in memory after their verification."; after restore() they can be written again.
     OutputStats write_dec_digits(BasicDigitWriter& file);
     OutputStats write_hex_digits(BasicDigitWriter& file);
-    // The statistics alone.
+    // The statistics alone. What is wrong at first is restored and done again.
     OutputStats stat_dec_digits();
     OutputStats stat_hex_digits();
-    // Re-reads a written file and compares.
+    // In a handler of the exception of writing: sees to it that the digits are right again. Throws that
+    // exception again when it cannot, or has done so before.
+    void restore(u8 radix);
+    // Re-reads a written file and compares it with what was verified.
     void read_check(const std::string& file, const OutputStats& stats, u8 radix,
                     const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
@@ -92,12 +104,30 @@ class FloatWriterB {
     FloatReaderB hexadecimal_reader() const;
     // file may be null: the statistics alone.
     OutputStats output(FloatReaderB reader, u64 digits, const char* section, BasicDigitWriter* file);
+    void convert_once();
+    void verify_once(u64 digits);
+    // Once in a run, inside a handler; otherwise throws what is being handled.
+    void begin_repeat();
+    void conversion_was_corrected();
+    void set_expected(const CBRv2::VerifyB::Hashes& hashes, u64 n_words);
+    void expect_radix_words();
+    void expect_binary_words();
+    bool radix_words_changed() const;
+    u64 expected(u8 radix) const { return *(radix == 10 ? expected_dec_ : expected_hex_); }
+    // stats with the hash that must be found.
+    OutputStats expected(const OutputStats& stats) const;
 
     const WriterPlan& plan_;
     MultiplyContext context_;  // scratch: behind the radix words
     Status& status_;
     const BigFloat& value_;
     Word* radix_words_;
+    CBRv2::ConvertOptions options_;
+    bool repeated_ = false;
+    // The first verified_words_ radix words as one integer, and the hashes of the digits to be written.
+    u64 verified_words_ = 0;
+    u64 words_hash_ = 0;
+    std::optional<u64> expected_dec_, expected_hex_;
 };
 
 }  // namespace kalvor

@@ -171,6 +171,10 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 choice = ask_for_space(*entry, attempt);
                 if (!choice.again) throw;
                 writer->abandon();
+            } catch (const AlgorithmFailedException&) {
+                digits.restore(radix);
+                writer->abandon();
+                choice.again = true;
             }
             if (!choice.again) {
                 note_begun(sink);

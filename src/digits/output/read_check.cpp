@@ -59,7 +59,9 @@ void read_check(Status& status, BasicDigitReader& reader, const OutputStats& sta
                 const AlignedBufferC& scratch, const ParallelContext& parallel) {
     status.work().enter("reading back");
     const u8 radix = reader.radix();
-    const u64 integer = integer_residue(reader.first_digits(), radix);
+    const std::string first = reader.first_digits();
+    const u64 integer = integer_residue(first, radix);
+    const std::size_t both = std::min(first.size(), stats.first.size());
     // A set of full files does not know its end.
     const bool unknown = reader.total_digits() == 0 && reader.is_in_range(0, stats.digits);
     const u64 total = unknown ? stats.digits : reader.total_digits();
@@ -83,7 +85,8 @@ void read_check(Status& status, BasicDigitReader& reader, const OutputStats& sta
     status.Status_Line("Read-Back Hash = " + std::to_string(hash));
     status.Status_Line("Pre-Write Counts = " + counts_text(stats.counts));
     status.Status_Line("Read-Back Counts = " + counts_text(found.counts));
-    if (hash != stats.hash || found.counts != stats.counts) {
+    if (hash != stats.hash || found.counts != stats.counts ||
+        first.compare(0, both, stats.first, 0, both) != 0) {
         throw AlgorithmFailedException("", "Digit output failed. Metadata cross-check doesn't match.");
     }
 }

@@ -19,13 +19,19 @@ TEST(RunReportTest, WhatWasCheckedAndWhatWasNot) {
     EXPECT_EQ(checks_text({}, false), "nothing; not checked: radix conversion");
 }
 
+TEST(RunReportTest, HowManyChecks) {
+    EXPECT_EQ(counts_of_checks({3, 2, true, true, 12345, 6789, 0}),
+              "Checks: 12,345 products, 6,789 numbers, 0 errors");
+    EXPECT_EQ(counts_of_checks({3, 2, true, true, 0, 0, 1}), "Checks: 0 products, 0 numbers, 1 error");
+}
+
 TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
     RunRecord record;
     record.decimal.emplace();
     record.decimal->first = "3.1415926535";
     record.decimal->last.text = "6535";
     record.files = {{"out/Pi.txt", 1000002}, {"\x1b]0;x\a/Pi.txt", 7}};
-    record.checks = {3, 2, true, true};
+    record.checks = {3, 2, true, true, 12345, 1, 0};
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
     print_run_report(record, status);
@@ -36,7 +42,8 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
     const std::string end =
         "\nWritten:    out/Pi.txt  (1,000,002 bytes)\n"
         "Written:    \\x1b]0;x\\x07/Pi.txt  (7 bytes)\n"
-        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files (read back)\n";
+        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files (read back)\n"
+        "Checks:     12,345 products, 1 number, 0 errors\n";
     ASSERT_GE(text.size(), end.size());
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
 }

@@ -184,8 +184,15 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
         std::vector<std::string> names;
         for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
             names.push_back(log.substr(log.rfind('\t', end) + 1, end - log.rfind('\t', end) - 1));
+        ASSERT_EQ(names.size(), 7U);
+        const std::string checks = names[5];
+        names.erase(names.begin() + 5);
         EXPECT_EQ(names, (std::vector<std::string>{"Working Memory", "Twiddle Tables", "Begin Computation",
                                                    series, "End Computation", "Digits Written"}));
+        EXPECT_EQ(checks.find("Checks: "), 0U);
+        EXPECT_EQ(checks.find(", 0 errors"), checks.size() - 10);
+        // The line of the result block says the same.
+        EXPECT_NE(recorder.text.find("Checks:     " + checks.substr(8) + "\n"), std::string::npos);
     }
 }
 
@@ -322,6 +329,13 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
     } catch (const trel::AlgorithmFailedException& e) {
         EXPECT_EQ(e.message, "Spot check failed at: 20");
     }
+    // Digits that are known to be wrong get no name.
+    LineRecorder recorder;
+    NormalFloatSessionB session(settings_for(1000, folder.file("out")), recorder);
+    session.set_reference_folder(folder.file(""));
+    EXPECT_THROW(session.run(), trel::AlgorithmFailedException);
+    EXPECT_NE(recorder.text.find("Spot Check: Mismatch at 20\n"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out/Pi - Dec - Chudnovsky.txt")));
 }
 
 TEST(ConsoleRunTest, TheLineOfAnInterruptedRun) {

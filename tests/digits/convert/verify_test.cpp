@@ -68,8 +68,27 @@ TEST(VerifyTest, HashOfRadixWords) {
     for (Word& w : words) w = rng() % kRadix19;
     mpz_class value = 0;
     for (u64 n = 0; n <= 12; n++) {
-        EXPECT_EQ(VerifyB::hash_radix(words.data(), 12, n), residue(value));
+        EXPECT_EQ(VerifyB::hash_radix(words.data(), 12, n).words, residue(value));
         if (n < 12) value = value * reference::to_mpz(&kRadix19, 1) + reference::to_mpz(&words[11 - n], 1);
+    }
+}
+
+TEST(VerifyTest, HashOfDigits) {
+    std::mt19937_64 rng(2);
+    std::vector<Word> words(23);
+    std::string digits;
+    for (Word& w : words) w = rng() % kRadix19;
+    for (u64 i = words.size(); i-- > 0;) {
+        const std::string word = std::to_string(words[i]);
+        digits += std::string(19 - word.size(), '0') + word;
+    }
+    const auto hash = [&](u64 n) { return n == 0 ? 0 : residue(mpz_class(digits.substr(0, n), 10)); };
+    for (const u64 n_verify : {0, 1, 7, 13, 22, 23}) {
+        for (u64 n = 0; n <= digits.size(); n++) {
+            const VerifyB::Hashes hashes = VerifyB::hash_radix(words.data(), 23, n_verify, n);
+            ASSERT_EQ(hashes.words, hash(19 * n_verify)) << n;
+            ASSERT_EQ(hashes.digits, hash(n)) << n;
+        }
     }
 }
 

@@ -297,11 +297,19 @@ TEST_F(FloatWriterTest, DamagedFilesFailTheReadBack) {
     EXPECT_EQ(failure("3.14", 8), "read_check() Invalid radix.");
 }
 
-TEST_F(FloatWriterTest, DamagedRadixWordFailsTheVerification) {
-    Writing run(1500, 1500, 0);
-    run.writer.convert();
+TEST_F(FloatWriterTest, ADamagedRadixWordIsConvertedAgain) {
+    CaptureConsole console;
     for (const u64 word : {0, 1, 40, 78}) {
+        Writing run(1500, 1500, 0);
+        run.writer.convert();
         Word& w = run.writer.radix_words()[run.plan.conversion.n - 1 - word];
+        w ^= Word(1) << 33;
+        run.writer.verify();
+        EXPECT_EQ(run.writer.stat_dec_digits().last.text, pi_digits(10, 1500).substr(1400));
+        run.monitored.show();
+        EXPECT_EQ(console.take(),
+                  "\nComputation error detected and corrected.\nOperation: conversion, 81 words\n");
+        // Once in a run.
         w ^= Word(1) << 33;
         try {
             run.writer.verify();
@@ -310,26 +318,95 @@ TEST_F(FloatWriterTest, DamagedRadixWordFailsTheVerification) {
             EXPECT_EQ(e.function, "FloatWriterB::verify()");
             EXPECT_EQ(e.message, "Base Conversion Failed: Checksum Mismatch");
         }
-        w ^= Word(1) << 33;
     }
-    run.writer.verify();
 }
 
+// A wrong bit in the middle of a product gives digits that fit each other; only the verification can tell.
 class FlipInProduct final : public CBRv2::ConvertObserver {
   public:
     void product_done(u64, Word* words, u64 n) override {
-        if (count++ == 1) words[n / 2] ^= 1 << 20;
+        if (count++ == at) words[n / 2] ^= 1 << 20;
     }
-    int count = 0;
+    int count = 0, at = 1;
 };
 
-// A wrong bit in the middle of a product gives digits that fit each other; only the verification can tell.
-TEST_F(FloatWriterTest, DamagedProductFailsTheVerification) {
-    Writing run(1500, 1500, 0);
+TEST_F(FloatWriterTest, ADamagedProductFailsTheVerification) {
+    CaptureConsole console;
+    for (const bool again : {false, true}) {
+        Writing run(1500, 1500, 0);
+        FlipInProduct flip;
+        run.writer.convert({.correction = false, .observer = &flip});
+        const int products = flip.count;
+        ASSERT_GT(products, 1);
+        if (again) {
+            flip.at = products + 1;
+            EXPECT_THROW(run.writer.verify(), AlgorithmFailedException);
+        } else {
+            run.writer.verify();
+            EXPECT_EQ(run.writer.stat_dec_digits().last.text, pi_digits(10, 1500).substr(1400));
+        }
+        EXPECT_EQ(flip.count, 2 * products);
+    }
+}
+
+// An error that the conversion notices itself.
+TEST_F(FloatWriterTest, AConversionThatFailsIsDoneAgain) {
+    class WrongOverlap final : public CBRv2::ConvertObserver {
+      public:
+        void ranges_meet(Word& first, Word&) override {
+            if (count++ < times) first ^= 1 << 20;
+        }
+        int count = 0, times = 1;
+    };
+    CaptureConsole console;
+    for (const int times : {1, 1000}) {
+        Writing run(1500, 1500, 0);
+        WrongOverlap wrong;
+        wrong.times = times;
+        const CBRv2::ConvertOptions options{.correction = false, .observer = &wrong};
+        if (times == 1) {
+            run.writer.convert(options);
+            run.writer.verify();
+            run.monitored.show();
+            const std::string text = console.take();
+            EXPECT_EQ(text.find("\nOverlap Mismatch\n"), 0u) << text;
+            EXPECT_NE(
+                text.find("\nComputation error detected and corrected.\nOperation: conversion, 81 words\n"),
+                std::string::npos)
+                << text;
+        } else {
+            EXPECT_THROW(run.writer.convert(options), AlgorithmFailedException);
+        }
+    }
+}
+
+// The file is held against what was verified, not against what the writer says that it wrote.
+TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
+    Writing run(5000, 5000, 100);
+    run.writer.convert();
+    run.writer.verify();
+    OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+    std::string text = contents(base("Pi.txt"));
+    std::swap(text[2], text[3]);
+    std::ofstream(base("Pi.txt"), std::ios::binary) << text;
+    stats.hash = reference::u64_of(mpz_class("3" + text.substr(2)) % ((mpz_class(1) << 61) - 1));
+    stats.first = text.substr(0, 52);
+    EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
+    // The first digits, which a file may hold twice.
+    stats = run.writer.write_dec_digits(base("Pi"));
+    run.writer.read_check(base("Pi.txt"), stats, 10);
+    stats.first[40] ^= 1;
+    EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
+}
+
+// Without a verification nobody knows which of two different conversions is right.
+TEST_F(FloatWriterTest, ConversionsThatDifferAreRefused) {
+    CaptureConsole console;
+    Writing run(1500, 1500, 0, false);
     FlipInProduct flip;
     run.writer.convert({.correction = false, .observer = &flip});
-    EXPECT_GT(flip.count, 1);
-    EXPECT_THROW(run.writer.verify(), AlgorithmFailedException);
+    run.writer.radix_words()[50] ^= 1;
+    EXPECT_THROW((void)run.writer.stat_dec_digits(), AlgorithmFailedException);
 }
 
 TEST_F(FloatWriterTest, TaskCounts) {

@@ -2,9 +2,11 @@
 // random place of the kind of memory asked for. Then looks at what came of it. A program of its own, not a
 // test: `bit_flips --help` lists its options.
 //
+// A campaign goes round its settings: every size, algorithm, instruction set and number of tasks in turn.
 // Every run has a generator of its own, made from the seed and the run's number. So --first N --runs 1 takes
 // the same choices as run N of a long campaign. The moment is a share of the processor time of an undisturbed
-// run; where exactly the program stands then is not the same twice.
+// run, from the beginning of its computation (or --from) to its end; where exactly the program stands then is
+// not the same twice.
 #include <gmp.h>
 #include <mpfr.h>
 
@@ -20,9 +22,11 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <mutex>
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -40,12 +44,30 @@ using Clock = std::chrono::steady_clock;
 
 struct Options {
     std::string program = KALVOR_PROGRAM_PATH;
-    u64 runs = 100, first = 0, seed = 1, digits = 1'000'000;
-    std::string place = "working";  // working, heap, stack, tables, code, any
-    std::string fault = "bit";      // bit, bits, zero, ones, exchange, stuck, mixed
-    std::string isa;                // KALVOR_ISA of the program; empty: its own choice
+    u64 runs = 100, first = 0, seed = 1, jobs = 1;
+    std::vector<u64> digits = {1'000'000};
+    std::vector<std::string> tasks;       // empty: what the program chooses
+    std::vector<std::string> algorithms;  // likewise
+    std::vector<std::string> isas;        // KALVOR_ISA of the program; "own": its own choice
+    std::string place = "working";        // working, heap, stack, tables, code, any
+    std::string fault = "bit";            // bit, bits, zero, ones, exchange, stuck, mixed
+    std::string from = "Begin Computation";
     std::vector<std::string> more;  // further arguments of the program
-    bool verbose = false;
+    bool verbose = false, summary = false;
+};
+
+// One of the settings that a campaign goes round.
+struct Setting {
+    u64 digits = 0;
+    std::string tasks, algorithm, isa;
+    std::vector<std::string> arguments() const {
+        std::vector<std::string> all = {"-dec:" + std::to_string(digits)};
+        if (!tasks.empty()) all.push_back("-TD:" + tasks);
+        if (!algorithm.empty()) all.push_back("-algorithm:" + algorithm);
+        return all;
+    }
+    // The same processor time, nearly.
+    std::string work() const { return std::to_string(digits) + " " + algorithm + " " + isa; }
 };
 
 [[noreturn]] void usage(int code) {
@@ -54,16 +76,32 @@ struct Options {
         "  --runs N      how many runs (100)\n"
         "  --first N     number of the first run (0)\n"
         "  --seed N      (1)\n"
-        "  --digits N    decimal digits of each run (1000000)\n"
+        "  --digits L    decimal digits of each run (1000000)\n"
+        "  --tasks L     tasks that the work is split into\n"
+        "  --algorithm L names of algorithms; all: every one\n"
+        "  --isa L       avx2, avx512, or own for the program's own choice\n"
+        "  --jobs N      runs at the same time (1)\n"
         "  --place P     working, heap, stack, tables, code, any (working)\n"
+        "  --from TEXT   no earlier than the program has printed this (Begin Computation)\n"
         "  --fault F     bit, bits (six of one word), zero, ones, exchange (64 bytes with the next 64), "
         "stuck,\n"
         "                mixed (bit)\n"
-        "  --isa I       avx2 or avx512\n"
         "  --program P   the program to run\n"
         "  --verbose     a line for each run that was not harmless\n"
-        "Exit code: 0 when no run delivered wrong digits, hung, or ended without a report; else 1.");
+        "  --summary     one line for all runs instead of the table\n"
+        "L: one or several, with commas between them; the runs take them in turn.\n"
+        "Exit code: 0 when no run delivered wrong digits or gave them their final name, hung, or ended "
+        "without\n"
+        "a report; else 1. Such runs are always printed.");
     std::exit(code);
+}
+
+std::vector<std::string> list(const std::string& text) {
+    std::vector<std::string> all;
+    std::istringstream in(text);
+    for (std::string one; std::getline(in, one, ',');) all.push_back(one);
+    if (all.empty()) usage(2);
+    return all;
 }
 
 Options parse(int n, char** arguments) {
@@ -81,13 +119,27 @@ Options parse(int n, char** arguments) {
         } else if (a == "--seed") {
             o.seed = std::stoull(value());
         } else if (a == "--digits") {
-            o.digits = std::stoull(value());
+            o.digits.clear();
+            for (const std::string& one : list(value())) o.digits.push_back(std::stoull(one));
+        } else if (a == "--tasks") {
+            o.tasks = list(value());
+        } else if (a == "--algorithm") {
+            o.algorithms = list(value());
+            if (o.algorithms[0] == "all") {
+                o.algorithms = {"chudnovsky", "ramanujan", "chudnovsky-reduced", "ramanujan-reduced"};
+            }
+        } else if (a == "--jobs") {
+            o.jobs = std::max<u64>(1, std::stoull(value()));
+        } else if (a == "--summary") {
+            o.summary = true;
         } else if (a == "--place") {
             o.place = value();
+        } else if (a == "--from") {
+            o.from = value();
         } else if (a == "--fault") {
             o.fault = value();
         } else if (a == "--isa") {
-            o.isa = value();
+            o.isas = list(value());
         } else if (a == "--program") {
             o.program = value();
         } else if (a == "--verbose") {
@@ -99,6 +151,24 @@ Options parse(int n, char** arguments) {
         }
     }
     return o;
+}
+
+std::vector<Setting> settings_of(const Options& o) {
+    const auto or_own = [](std::vector<std::string> all) {
+        if (all.empty()) all.emplace_back();
+        return all;
+    };
+    std::vector<Setting> all;
+    for (const u64 digits : o.digits) {
+        for (const std::string& algorithm : or_own(o.algorithms)) {
+            for (const std::string& isa : or_own(o.isas)) {
+                for (const std::string& tasks : or_own(o.tasks)) {
+                    all.push_back({digits, tasks, algorithm, isa == "own" ? "" : isa});
+                }
+            }
+        }
+    }
+    return all;
 }
 
 // "3." and the first digits, cut off, from a library that has nothing in common with the program.
@@ -149,11 +219,11 @@ std::vector<Mapping> mappings(pid_t pid) {
     return all;
 }
 
-// The mappings of one kind. The working memory is the anonymous one with the most pages in
-// use (stacks of threads are long but empty); tables are the writable and the
-// constant data of the program's file.
-std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string& kind,
-                             const std::string& program) {
+// The mappings of one kind. The working memory is the anonymous one with the most pages in use (stacks of
+// threads are long but empty); tables are the writable and the constant data of the program's file.
+std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const Options& o) {
+    const std::string& kind = o.place;
+    const std::string program = fs::canonical(o.program).string();
     std::vector<Mapping> chosen;
     for (const Mapping& m : all) {
         const bool own = m.name == program;
@@ -200,26 +270,35 @@ double cpu_seconds_of(pid_t pid) {
 
 class Child {
   public:
-    Child(const Options& o, const fs::path& folder) {
-        std::vector<std::string> words = {
-            o.program, "custom", "pi", "-dec:" + std::to_string(o.digits), "-o", (folder / "out").string()};
+    Child(const Options& o, const Setting& setting, const fs::path& folder) {
+        std::vector<std::string> words = {o.program, "custom", "pi", "-o", (folder / "out").string()};
+        const std::vector<std::string> own = setting.arguments();
+        words.insert(words.end(), own.begin(), own.end());
         words.insert(words.end(), o.more.begin(), o.more.end());
+        // Everything that needs memory comes before the fork: other threads may hold the heap's lock.
+        std::vector<std::string> variables;
+        for (char** v = environ; *v != nullptr; v++) {
+            if (setting.isa.empty() || std::strncmp(*v, "KALVOR_ISA=", 11) != 0) variables.emplace_back(*v);
+        }
+        if (!setting.isa.empty()) variables.push_back("KALVOR_ISA=" + setting.isa);
+        std::vector<char*> environment;
+        for (std::string& v : variables) environment.push_back(v.data());
+        environment.push_back(nullptr);
         std::vector<char*> argv;
         for (std::string& w : words) argv.push_back(w.data());
         argv.push_back(nullptr);
         const std::string console = (folder / "console.txt").string();
         pid_ = fork();
         if (pid_ != 0) return;
-        const int out = open(console.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        const int in = open("/dev/null", O_RDONLY);
+        const int out = open(console.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
         dup2(in, 0);
         dup2(out, 1);
         dup2(out, 2);
         const rlimit no_core{0, 0};
         setrlimit(RLIMIT_CORE, &no_core);
-        if (!o.isa.empty()) setenv("KALVOR_ISA", o.isa.c_str(), 1);
         if (chdir(folder.c_str()) != 0) _exit(126);
-        execv(argv[0], argv.data());
+        execve(argv[0], argv.data(), environment.data());
         _exit(127);
     }
     ~Child() {
@@ -275,6 +354,7 @@ void pause_briefly() {
 enum class Outcome { harmless, corrected, caught, wrong, hang, silent_end, not_placed };
 constexpr const char* kNames[] = {"harmless", "corrected",          "caught",    "WRONG",
                                   "hang",     "end without report", "not placed"};
+constexpr int kOutcomes = 7;
 
 struct Fault {
     std::string kind;
@@ -289,12 +369,12 @@ Fault damage(pid_t pid, const Options& o, std::mt19937_64& random) {
     f.kind = o.fault == "mixed" ? kMixed[random() % 6] : o.fault;
     const u64 where = random(), bits[6] = {random(), random(), random(), random(), random(), random()};
     f.bit = bits[0] % 64;
-    const std::vector<Mapping> all = of_kind(mappings(pid), o.place, fs::canonical(o.program).string());
+    const std::vector<Mapping> places = of_kind(mappings(pid), o);
     u64 size = 0;
-    for (const Mapping& m : all) size += m.size();
+    for (const Mapping& m : places) size += m.size();
     if (size == 0) return f;
     u64 offset = where % size;
-    for (const Mapping& m : all) {
+    for (const Mapping& m : places) {
         if (offset >= m.size()) {
             offset -= m.size();
             continue;
@@ -337,8 +417,8 @@ struct Result {
     Outcome outcome = Outcome::harmless;
     Fault fault;
     double moment = 0;
+    std::string during;  // the console's last words at the moment
     std::string report;
-    bool file_left = false;  // of a run that failed
 };
 
 // The line of the console that says what went wrong; empty when there is none.
@@ -356,32 +436,59 @@ std::string report_in(const std::string& console) {
     return "";
 }
 
-std::string digits_file(const fs::path& folder) {
+struct DigitFile {
+    std::string digits;
+    bool named = false;  // its final name
+};
+
+DigitFile digit_file(const fs::path& folder) {
     std::error_code error;
+    DigitFile found;
     for (const auto& entry : fs::directory_iterator(folder / "out", error)) {
-        if (entry.path().filename().string().find(" - Dec - ") != std::string::npos) {
-            return read_file(entry.path());
-        }
+        const std::string name = entry.path().filename().string();
+        if (name.find(" - Dec - ") == std::string::npos) continue;
+        const bool named = name.find("(incomplete)") == std::string::npos;
+        if (named || !found.named) found = {read_file(entry.path()), named};
     }
-    return "";
+    return found;
 }
 
-Result one_run(const Options& o, u64 number, double usual_cpu, const std::string& right,
-               const fs::path& folder) {
+// Processor time.
+struct Span {
+    double begin = 0, end = 0;  // of the campaign's time; of the run
+};
+
+// Whether the time of the campaign has begun.
+bool has_begun(const Options& o, const fs::path& folder) {
+    return read_file(folder / "console.txt").find(o.from) != std::string::npos;
+}
+
+// What the run was doing.
+std::string last_words(const fs::path& folder) {
+    std::string console = read_file(folder / "console.txt");
+    console.erase(console.find_last_not_of(" \r\n") + 1);
+    std::string words = console.substr(console.find_last_of("\r\n") + 1);
+    return words.substr(0, 40);
+}
+
+Result one_run(const Options& o, const Setting& setting, u64 number, const Span& usual,
+               const std::string& right, const fs::path& folder) {
     std::seed_seq seed{o.seed, number};
     std::mt19937_64 random(seed);
     Result r;
     r.moment = std::generate_canonical<double, 53>(random);
     fs::remove_all(folder);
     fs::create_directories(folder);
-    Child child(o, folder);
+    Child child(o, setting, folder);
     const auto start = Clock::now();
-    const double longest = 60 + 40 * usual_cpu;
+    const double longest = 60 + 40 * usual.end;
+    const double at = usual.begin + r.moment * (usual.end - usual.begin);
     bool done = false;
     while (!child.ended()) {
-        if (!done && cpu_seconds_of(child.pid()) >= r.moment * usual_cpu) {
+        if (!done && cpu_seconds_of(child.pid()) >= at && has_begun(o, folder)) {
             done = true;
             if (!child.stop()) break;
+            r.during = last_words(folder);
             r.fault = damage(child.pid(), o, random);
             child.resume();
         }
@@ -396,85 +503,151 @@ Result one_run(const Options& o, u64 number, double usual_cpu, const std::string
     }
     const std::string console = read_file(folder / "console.txt");
     const int status = child.status();
-    const std::string digits = digits_file(folder);
+    const DigitFile file = digit_file(folder);
     r.report = report_in(console);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
-        if (digits != right) {
+    const bool success = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (success || file.named) {
+        if (file.digits != right || !file.named) {
             r.outcome = Outcome::wrong;
-        } else if (console.find("Computation error detected and corrected.") != std::string::npos) {
+            return r;
+        }
+    }
+    if (success) {
+        if (console.find("Computation error detected and corrected.") != std::string::npos) {
             r.outcome = Outcome::corrected;
         } else {
             r.outcome = r.fault.placed ? Outcome::harmless : Outcome::not_placed;
         }
         return r;
     }
-    r.file_left = digits.size() == right.size();
     r.outcome = r.report.empty() ? Outcome::silent_end : Outcome::caught;
     return r;
+}
+
+// What a campaign needs to know of its settings.
+struct Known {
+    std::map<u64, std::string> right;   // by size
+    std::map<std::string, Span> usual;  // by Setting::work()
+};
+
+// One undisturbed run for each kind of work: what it delivers must be right, and the time it takes sets the
+// moments.
+Known learn(const Options& o, const std::vector<Setting>& settings, const fs::path& folder) {
+    Known known;
+    for (u64 i = 0; i < std::min<u64>(o.runs, settings.size()); i++) {
+        const Setting& setting = settings[(o.first + i) % settings.size()];
+        std::string& right = known.right[setting.digits];
+        if (right.empty()) right = right_digits(setting.digits);
+        if (known.usual.count(setting.work()) != 0) continue;
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+        Child child(o, setting, folder);
+        Span span;
+        while (!child.ended()) {
+            if (span.begin == 0 && has_begun(o, folder))
+                span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
+            pause_briefly();
+        }
+        span.end = child.cpu_seconds();
+        const DigitFile file = digit_file(folder);
+        if (child.status() != 0 || !file.named || file.digits != right) {
+            std::fprintf(stderr, "The undisturbed run failed:\n%s\n",
+                         read_file(folder / "console.txt").c_str());
+            std::exit(2);
+        }
+        known.usual[setting.work()] = span;
+    }
+    return known;
+}
+
+using Table = std::map<std::string, std::map<Outcome, u64>>;  // by fault
+
+void print_run(u64 number, const Setting& setting, const Result& r) {
+    std::string arguments;
+    for (const std::string& a : setting.arguments()) arguments += a + " ";
+    std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu, %s%s, at \"%s\": %s\n",
+                static_cast<unsigned long long>(number), kNames[static_cast<int>(r.outcome)],
+                r.fault.kind.c_str(), r.moment, static_cast<unsigned long long>(r.fault.address),
+                static_cast<unsigned long long>(r.fault.bit), arguments.c_str(), setting.isa.c_str(),
+                r.during.c_str(), r.report.c_str());
+    std::fflush(stdout);
+}
+
+void print_table(const Table& table) {
+    std::printf("%-10s", "fault");
+    for (const char* name : kNames) std::printf("  %s", name);
+    std::printf("\n");
+    for (const auto& [kind, counts] : table) {
+        std::printf("%-10s", kind.c_str());
+        for (int k = 0; k < kOutcomes; k++) {
+            const auto count = counts.find(static_cast<Outcome>(k));
+            std::printf("  %*llu", static_cast<int>(std::strlen(kNames[k])),
+                        static_cast<unsigned long long>(count == counts.end() ? 0 : count->second));
+        }
+        std::printf("\n");
+    }
+}
+
+void print_summary(const Table& table, double seconds) {
+    u64 all = 0, sums[kOutcomes] = {};
+    for (const auto& [kind, counts] : table) {
+        for (const auto& [outcome, count] : counts) {
+            sums[static_cast<int>(outcome)] += count;
+            all += count;
+        }
+    }
+    std::printf("%llu runs in %.0f s:", static_cast<unsigned long long>(all), seconds);
+    for (int k = 0; k < kOutcomes; k++) {
+        std::printf("%s %llu %s", k == 0 ? "" : ",", static_cast<unsigned long long>(sums[k]), kNames[k]);
+    }
+    std::printf("\n");
 }
 
 }  // namespace
 
 int main(int n, char** arguments) {
     const Options o = parse(n, arguments);
+    const std::vector<Setting> settings = settings_of(o);
     char pattern[] = "/tmp/bit_flips.XXXXXX";
     if (mkdtemp(pattern) == nullptr) return 2;
-    const fs::path folder = fs::path(pattern) / "run";
-    const std::string right = right_digits(o.digits);
-
-    // Undisturbed runs: what they deliver must be right, and what time they take sets the moments.
-    double usual_cpu = 1e9;
-    for (int i = 0; i < 3; i++) {
-        fs::remove_all(folder);
-        fs::create_directories(folder);
-        Child child(o, folder);
-        while (!child.ended()) pause_briefly();
-        if (child.status() != 0 || digits_file(folder) != right) {
-            std::fprintf(stderr, "The undisturbed run failed:\n%s\n",
-                         read_file(folder / "console.txt").c_str());
-            return 2;
-        }
-        usual_cpu = std::min(usual_cpu, child.cpu_seconds());
-    }
-    std::printf(
-        "%llu runs from %llu on, seed %llu, %llu digits, place %s, fault %s, %.3f s of processor time\n",
-        static_cast<unsigned long long>(o.runs), static_cast<unsigned long long>(o.first),
-        static_cast<unsigned long long>(o.seed), static_cast<unsigned long long>(o.digits), o.place.c_str(),
-        o.fault.c_str(), usual_cpu);
+    const fs::path folder = pattern;
+    const auto start = Clock::now();
+    const Known known = learn(o, settings, folder / "run");
+    std::printf("%llu runs from %llu on, seed %llu, %zu settings, place %s, fault %s\n",
+                static_cast<unsigned long long>(o.runs), static_cast<unsigned long long>(o.first),
+                static_cast<unsigned long long>(o.seed), settings.size(), o.place.c_str(), o.fault.c_str());
     std::fflush(stdout);
 
-    std::map<std::string, std::map<Outcome, u64>> table;
-    u64 left = 0, bad = 0;
-    for (u64 i = o.first; i < o.first + o.runs; i++) {
-        const Result r = one_run(o, i, usual_cpu, right, folder);
-        table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
-        if (r.file_left) left++;
-        if (r.outcome == Outcome::wrong || r.outcome == Outcome::hang || r.outcome == Outcome::silent_end) {
-            bad++;
+    Table table;
+    u64 next = o.first;
+    bool bad = false;
+    std::mutex mutex;
+    const auto work = [&](u64 job) {
+        for (;;) {
+            u64 number;
+            {
+                const std::lock_guard<std::mutex> lock(mutex);
+                if (next == o.first + o.runs) return;
+                number = next++;
+            }
+            const Setting& setting = settings[number % settings.size()];
+            const Result r = one_run(o, setting, number, known.usual.at(setting.work()),
+                                     known.right.at(setting.digits), folder / std::to_string(job));
+            const std::lock_guard<std::mutex> lock(mutex);
+            table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
+            const bool is_bad =
+                r.outcome == Outcome::wrong || r.outcome == Outcome::hang || r.outcome == Outcome::silent_end;
+            bad |= is_bad;
+            const bool quiet = r.outcome == Outcome::harmless || r.outcome == Outcome::not_placed;
+            if (is_bad || (o.verbose && !quiet)) print_run(number, setting, r);
         }
-        if (o.verbose && r.outcome != Outcome::harmless && r.outcome != Outcome::not_placed) {
-            std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu: %s\n",
-                        static_cast<unsigned long long>(i), kNames[static_cast<int>(r.outcome)],
-                        r.fault.kind.c_str(), r.moment, static_cast<unsigned long long>(r.fault.address),
-                        static_cast<unsigned long long>(r.fault.bit), r.report.c_str());
-            std::fflush(stdout);
-        }
-    }
-    std::printf("%-10s", "fault");
-    for (const char* name : kNames) std::printf("  %s", name);
-    std::printf("\n");
-    for (auto& [kind, counts] : table) {
-        std::printf("%-10s", kind.c_str());
-        for (int k = 0; k < 7; k++) {
-            std::printf("  %*llu", static_cast<int>(std::strlen(kNames[k])),
-                        static_cast<unsigned long long>(counts[static_cast<Outcome>(k)]));
-        }
-        std::printf("\n");
-    }
-    if (left != 0) {
-        std::printf("%llu failed runs left a file of digits of full length\n",
-                    static_cast<unsigned long long>(left));
-    }
-    fs::remove_all(pattern);
-    return bad == 0 ? 0 : 1;
+    };
+    std::vector<std::thread> jobs;
+    for (u64 job = 0; job < o.jobs; job++) jobs.emplace_back(work, job);
+    for (std::thread& job : jobs) job.join();
+
+    if (!o.summary) print_table(table);
+    print_summary(table, std::chrono::duration<double>(Clock::now() - start).count());
+    fs::remove_all(folder);
+    return bad ? 1 : 0;
 }
