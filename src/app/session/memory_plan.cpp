@@ -44,7 +44,7 @@ RunPlan RunPlan::make(const ComputeSettings& settings, const ComputeSize& size) 
     const Needs both = needs.maximum(plan.writer.needs);
     plan.max_product_words = both.product_words;
     MemoryPlan& memory = plan.memory;
-    memory.working_memory = both.above(round_up_8(needs.result_words)).bytes;
+    memory.working_memory = both.above(needs.result_words).bytes;
     memory.twiddle_tables = round_up_64(TransformTables::bytes(plan.max_product_words));
     memory.output = settings.output_enable ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +

@@ -132,7 +132,7 @@ FftTransform::FftTransform(const FftKernels& kernels, const FftParameters& param
     plan_.twiddles = fft_twiddles(parameters.a, hi, stride);
 }
 
-u64 FftTransform::tasks(const ParallelContext& parallel) const {
+u64 FftTransform::n_tasks(const ParallelContext& parallel) const {
     if (parallel.tds < 2 || (u64(plan_.a) << plan_.k) < kParallelPoints) return 1;
     return std::min({parallel.tds, kMaxTasks, plan_.columns() / plan_.step, u64(plan_.streams())});
 }
@@ -162,7 +162,7 @@ void FftTransform::do_forward(const ParallelContext& parallel, void* data, const
                               void*) const {
     double* const out = static_cast<double*>(data);
     const u8* const operand = reinterpret_cast<const u8*>(A);
-    const u64 n = tasks(parallel), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
+    const u64 n = n_tasks(parallel), streams = plan_.streams(), steps = plan_.columns() / plan_.step;
     in_parts(parallel, n, [&](u64 t) {
         kernels_->forward_top(plan_, out, operand, 8 * L, steps * t / n * plan_.step,
                               steps * (t + 1) / n * plan_.step);
@@ -176,7 +176,7 @@ i64 FftTransform::inverse_points(const ParallelContext& parallel, Word* T, u64 s
     double* const out = static_cast<double*>(work);
     const double* const x = static_cast<const double*>(X);
     const double* const y = static_cast<const double*>(Y);
-    const u64 n = tasks(parallel), streams = plan_.streams();
+    const u64 n = n_tasks(parallel), streams = plan_.streams();
     in_parts(parallel, n, [&](u64 t) {
         kernels_->inverse_streams(plan_, out, x, y, streams * t / n, streams * (t + 1) / n);
     });
@@ -211,7 +211,7 @@ i64 FftTransform::finish(const ParallelContext& parallel, Word* T, u64 skip, u64
                          double* worst) const {
     check_length("FFT", total);
     const FftWindow window{reinterpret_cast<u8*>(T) - 8 * skip, 8 * skip, 8 * total};
-    const u64 n = tasks(parallel), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
+    const u64 n = n_tasks(parallel), steps = plan_.columns() / plan_.step, points = 2 * plan_.streams();
     i64 carries[2 * FftPlan::kMaxStreams];
     const u64 stream_bits = convolution_bits_ / points;
     const auto resolve = [&](const i64* carry, u64 end_step) {

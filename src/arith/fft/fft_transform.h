@@ -49,7 +49,7 @@ class FftTransform final : public Transform {
     const OddModulus& odd_modulus() const override { return *modulus_; }
 
   private:
-    u64 tasks(const ParallelContext& parallel) const;
+    u64 n_tasks(const ParallelContext& parallel) const;
     template <class F>
     void in_parts(const ParallelContext& parallel, u64 n, F&& part) const;
     i64 inverse_points(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,

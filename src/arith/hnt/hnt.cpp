@@ -86,7 +86,7 @@ HntTransform::HntTransform(const HntParameters& parameters, const FftSharedTable
       task_bytes_(bytes_of_task(parameters)),
       max_tasks_(tasks_of_scratch(parameters)) {}
 
-u64 HntTransform::tasks(const ParallelContext& parallel) const {
+u64 HntTransform::n_tasks(const ParallelContext& parallel) const {
     if (parallel.tds < 2 || data_bytes_ < kParallelBytes) return 1;
     return std::min({parallel.tds, max_tasks_, parameters_.elements() >> kSharedLevels});
 }
@@ -174,7 +174,7 @@ void HntTransform::do_forward(const ParallelContext& parallel, void* data, const
                               void* scratch) const {
     check_work_area(parallel, scratch);
     Word* const x = static_cast<Word*>(data);
-    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
+    const u64 elements = parameters_.elements(), n_tasks = this->n_tasks(parallel);
     const u64 point_bytes = parameters_.point_bits() / 8, bytes = L * sizeof(Word);
     const auto temporary = [&](u64 task) {
         return reinterpret_cast<Word*>(static_cast<u8*>(scratch) + task * task_bytes_);
@@ -207,7 +207,7 @@ void HntTransform::do_forward(const ParallelContext& parallel, void* data, const
 // r = x y, element by element. 2^(64 n) is -1: where an element has that value, the other one is negated.
 void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Word* x, const Word* y,
                              u8* scratch) const {
-    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
+    const u64 elements = parameters_.elements(), n_tasks = this->n_tasks(parallel);
     const bool by_fft = parameters_.element_units() >= kHntFftUnits;
     TransformHolder holder;
     if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), tables_);
@@ -251,7 +251,7 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
                               const void* X, const void* Y, void* scratch, ProductRest* rest) const {
     check_work_area(parallel, scratch);
     Word* const r = static_cast<Word*>(work);
-    const u64 elements = parameters_.elements(), n_tasks = tasks(parallel);
+    const u64 elements = parameters_.elements(), n_tasks = this->n_tasks(parallel);
     const auto temporary = [&](u64 task) {
         return reinterpret_cast<Word*>(static_cast<u8*>(scratch) + task * task_bytes_);
     };

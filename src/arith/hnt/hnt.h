@@ -43,7 +43,7 @@ class HntTransform final : public Transform {
 
   private:
     u64 stride() const { return n_ + 1; }
-    u64 tasks(const ParallelContext& parallel) const;
+    u64 n_tasks(const ParallelContext& parallel) const;
     void multiply_by_root(Word* r, const Word* x, u64 j, bool negative, Word* temporary) const;
     void forward_butterfly(Word* x, Word* y, u64 j, Word* temporary) const;
     void inverse_butterfly(Word* x, Word* y, u64 j, Word* temporary) const;

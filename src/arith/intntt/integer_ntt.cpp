@@ -105,7 +105,7 @@ const char* IntegerNttTransform<W>::name() const {
 }
 
 template <class W>
-u64 IntegerNttTransform<W>::tasks(const ParallelContext& parallel) const {
+u64 IntegerNttTransform<W>::n_tasks(const ParallelContext& parallel) const {
     if (parallel.tds < 2 || record_.a * record_.points() < kParallelResidues) return 1;
     return std::min({parallel.tds, kMaxTasks, (u64(1) << record_.c) / kBlock});
 }
@@ -145,7 +145,7 @@ void IntegerNttTransform<W>::do_forward(const ParallelContext& parallel, void* d
     W* const out = static_cast<W*>(data);
     const u32 a = record_.a, b = record_.b, c = record_.c, n_units = a - 1;
     const u64 m = u64(1) << c, total_units = L * (sizeof(Word) / sizeof(Unit));
-    const u64 n = tasks(parallel), blocks = m / kBlock;
+    const u64 n = n_tasks(parallel), blocks = m / kBlock;
     parallel_for(parallel, n, [&](u64 task) {
         alignas(64) W units[kMaxB * kBlock * (IntegerNttTypes<W>::kMaxPrimes - 1)];
         alignas(64) W rows[kMaxB * kBlock];
@@ -217,7 +217,7 @@ void IntegerNttTransform<W>::do_inverse(const ParallelContext& parallel, Word* T
     const W* const x = static_cast<const W*>(X);
     const W* const y = static_cast<const W*>(Y);
     const u32 b = record_.b, c = record_.c;
-    const u64 n = tasks(parallel), n_rows = u64(record_.a) * b;
+    const u64 n = n_tasks(parallel), n_rows = u64(record_.a) * b;
     if (n < 2 || c < kSplitExponent) {
         parallel_for(parallel, n, [&](u64 task) {
             for (u64 r = n_rows * task / n; r < n_rows * (task + 1) / n; r++) {
@@ -350,7 +350,7 @@ void IntegerNttTransform<W>::recombine(const ParallelContext& parallel, Word* T,
     const u64 first_block = first / kBlock * kBlock;
     const PointRange points{first, (8 * total + point_bytes - 1) / point_bytes};
     const JoinWindow window(T, skip, total, below, first_block * point_bytes);
-    const u64 n = tasks(parallel), m = u64(1) << record_.c, blocks = m / kBlock;
+    const u64 n = n_tasks(parallel), m = u64(1) << record_.c, blocks = m / kBlock;
     const auto column_of = [&](u64 task) { return blocks * task / n * kBlock; };
     Carries carries[kMaxTasks];
     W excess[kMaxTasks];

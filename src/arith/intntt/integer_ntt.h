@@ -55,7 +55,7 @@ class IntegerNttTransform final : public Transform {
     struct Carries;
     struct Block;
 
-    u64 tasks(const ParallelContext& parallel) const;
+    u64 n_tasks(const ParallelContext& parallel) const;
     void load_columns(W* rows, const W* units, u32 prime, const bool* empty, u64 column) const;
     void load_block(Block& block, const W* residues, u64 column) const;
     void join(Block& block, u32 t, W* carry) const;

@@ -23,8 +23,10 @@ struct Needs {
         both.take_maximum(other);
         return both;
     }
-    // The same when so many words (a multiple of 8) are carved from the scratch memory first.
-    Needs above(u64 words) const { return {result_words, bytes + words * sizeof(Word), product_words}; }
+    // The same when so many words are carved from the scratch memory first, which moves by whole lines of it.
+    Needs above(u64 words) const {
+        return {result_words, bytes + round_up_8(words) * sizeof(Word), product_words};
+    }
     // Two at once, each in half of the memory.
     Needs twice() const { return {result_words, 2 * bytes, product_words}; }
 };
@@ -34,7 +36,8 @@ inline constexpr u64 kAnyRoom = ~u64(0);
 // What is left of a room above so many words.
 inline u64 room_above(u64 room, u64 words) {
     if (room == kAnyRoom) return room;
-    return room > words * sizeof(Word) ? room - words * sizeof(Word) : 0;
+    const u64 bytes = round_up_8(words) * sizeof(Word);
+    return room > bytes ? room - bytes : 0;
 }
 
 // The halves of a memory, for the two of Needs::twice().

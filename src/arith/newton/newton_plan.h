@@ -21,7 +21,7 @@ struct NewtonPlan {
 
   protected:
     Needs needs_with(u64 words) const {
-        return Needs{result, products.bytes, products.product_words}.above(round_up_8(words));
+        return Needs{result, products.bytes, products.product_words}.above(words);
     }
 };
 

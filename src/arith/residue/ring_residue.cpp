@@ -124,15 +124,15 @@ void RingResidue::add(const Word* A, u64 n, u64 at) {
 }
 
 void RingResidue::add(const ParallelContext& parallel, const Word* A, u64 n, u64 at) {
-    const u64 tasks = std::min({parallel.tds, kMaxTasks, n / (kParallelWords / 2)});
-    if (tasks < 2) return add(A, n, at);
+    const u64 n_tasks = std::min({parallel.tds, kMaxTasks, n / (kParallelWords / 2)});
+    if (n_tasks < 2) return add(A, n, at);
     RingResidue parts[kMaxTasks];
-    parallel_for(parallel, tasks, [&](u64 task) {
-        const u64 begin = n * task / tasks, end = n * (task + 1) / tasks;
+    parallel_for(parallel, n_tasks, [&](u64 task) {
+        const u64 begin = n * task / n_tasks, end = n * (task + 1) / n_tasks;
         parts[task] = RingResidue(p);
         parts[task].add(A + begin, end - begin, at + begin);
     });
-    for (u64 task = 0; task < tasks; task++) add(parts[task]);
+    for (u64 task = 0; task < n_tasks; task++) add(parts[task]);
 }
 
 RingResidue RingResidue::times(const RingResidue& other) const {

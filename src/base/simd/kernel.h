@@ -10,6 +10,9 @@
 #define TREL_UNROLL _Pragma("GCC unroll 16")
 // Before a loop that has to stay a loop, so that the sums it makes stay in registers.
 #define TREL_KEEP_LOOP _Pragma("GCC unroll 1")
+// The text of what a macro stands for: TREL_TEXT_OF(TREL_ISA) is the name of the level.
+#define TREL_TEXT_OF(macro) TREL_TEXT_(macro)
+#define TREL_TEXT_(text) #text
 
 namespace trel {
 

@@ -65,8 +65,7 @@ class SeriesEvaluator final : public Evaluator {
           // Q is no longer than the numerator.
           sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
                request.tds,
-               std::max(request.free_bytes,
-                        value_.needs().above(round_up_8(series_->precision() + 6)).bytes)) {
+               std::max(request.free_bytes, value_.needs().above(series_->precision() + 6).bytes)) {
         needs_ = sum_.needs().maximum(value_.needs().above(sum_.accumulator_words()));
         needs_.result_words = std::max(value_.needs().result_words, sum_.needs().result_words);
     }

@@ -291,12 +291,9 @@ void limbs_c(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept 
     }
 }
 
-#define TREL_NAME_(x) #x
-#define TREL_NAME(x) TREL_NAME_(x)
-
 }  // namespace
 
 constinit const kalvor::BbpKernels bbp_kernels{
-    TREL_NAME(TREL_ISA), power<Power::a>, power<Power::b>, limbs, power_c, limbs_c};
+    TREL_TEXT_OF(TREL_ISA), power<Power::a>, power<Power::b>, limbs, power_c, limbs_c};
 
 }  // namespace trel::TREL_ISA

@@ -93,7 +93,7 @@ Needs ConvertPlanP::split_needs(u64 l, u64 range_tds) const {
     if (l > 0)
         needs.take_maximum(range_tds >= 2 ? split_needs(l - 1, (range_tds + 1) / 2).twice()
                                           : split_needs(l - 1, 1));
-    return needs.above(round_up_8(v.lower_words + 1));
+    return needs.above(v.lower_words + 1);
 }
 
 void ConvertPlanP::make_sizes() {
@@ -113,8 +113,8 @@ void ConvertPlanP::make_sizes() {
         // conversion.
         const Level& v = level[levels - 1];
         const u64 pieces = n / v.radix_words + 1;
-        scratch.take_maximum(v.held.above(v.transform_words + round_up_8(v.held.product_words)));
-        scratch = scratch.above(2 * round_up_8(length(n)) + round_up_8(pieces));
+        scratch.take_maximum(v.held.above(v.transform_words).above(v.held.product_words));
+        scratch = scratch.above(length(n)).above(length(n)).above(pieces);
     }
 }
 

@@ -56,10 +56,7 @@ Needs VerifyB::needs(u64 n, u64 n_verify, u64 tds) {
     const Sizes sizes = largest_sizes(n, n_verify);
     if (sizes.low == 0) return {};
     const PowerWordPlan power = PowerWordPlan::make_exact(5, kDigitsPerWord * n_verify, tds);
-    return product_needs(sizes.product())
-        .above(round_up_8(sizes.low))
-        .maximum(power.needs())
-        .above(round_up_8(power.result));
+    return product_needs(sizes.product()).above(sizes.low).maximum(power.needs()).above(power.result);
 }
 
 VerifyB::Hashes VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify, u64 digits) {

@@ -126,11 +126,8 @@ void count(u64* counts, const u8* values, u64 n, u32 radix) noexcept {
     radix <= 10 ? count_below<10>(counts, values, n) : count_below<16>(counts, values, n);
 }
 
-#define TREL_DIGITS_NAME_(x) #x
-#define TREL_DIGITS_NAME(x) TREL_DIGITS_NAME_(x)
-
 }  // namespace
 
-constinit const kalvor::DigitKernels digit_kernels{TREL_DIGITS_NAME(TREL_ISA), to_text, to_values, count};
+constinit const kalvor::DigitKernels digit_kernels{TREL_TEXT_OF(TREL_ISA), to_text, to_values, count};
 
 }  // namespace trel::TREL_ISA

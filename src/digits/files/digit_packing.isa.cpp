@@ -289,12 +289,9 @@ bool are_decimal(const Word* words, u64 n) noexcept {
     return above == 0;
 }
 
-#define TREL_NAME_(x) #x
-#define TREL_NAME(x) TREL_NAME_(x)
-
 }  // namespace
 
-constinit const kalvor::DigitPacking digit_packing{TREL_NAME(TREL_ISA), decimal,           hexadecimal,
-                                                   shift_decimal,       shift_hexadecimal, are_decimal};
+constinit const kalvor::DigitPacking digit_packing{TREL_TEXT_OF(TREL_ISA), decimal,           hexadecimal,
+                                                   shift_decimal,          shift_hexadecimal, are_decimal};
 
 }  // namespace trel::TREL_ISA

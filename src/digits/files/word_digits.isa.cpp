@@ -2,6 +2,8 @@
 
 #include <immintrin.h>
 
+#include "base/simd/kernel.h"
+
 namespace trel::TREL_ISA {
 extern const kalvor::WordDigits word_digits;
 
@@ -59,11 +61,8 @@ void hexadecimal(u8* values, const Word* words, u64 n) noexcept {
     }
 }
 
-#define TREL_NAME_(x) #x
-#define TREL_NAME(x) TREL_NAME_(x)
-
 }  // namespace
 
-constinit const kalvor::WordDigits word_digits{TREL_NAME(TREL_ISA), decimal, hexadecimal};
+constinit const kalvor::WordDigits word_digits{TREL_TEXT_OF(TREL_ISA), decimal, hexadecimal};
 
 }  // namespace trel::TREL_ISA

@@ -84,7 +84,7 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
         work.take_maximum(
             CBRv2::VerifyB::needs(n, words_for_digits(compute_digits, CBRv2::kDigitsPerWord), tds));
     work.take_maximum({0, kScratchForOutput, 0});
-    plan.needs = work.above(round_up_8(n));
+    plan.needs = work.above(n);
     return plan;
 }
 

@@ -14,8 +14,8 @@ class TaskDecomposition final : public NumberSetting {
     static constexpr u64 kMost = 65536;
 
     TaskDecomposition();  // 1
-    TaskDecomposition& operator=(u64 tasks) {
-        set(tasks);
+    TaskDecomposition& operator=(u64 tds) {
+        set(tds);
         return *this;
     }
     operator u64() const { return value(); }

@@ -56,9 +56,9 @@ constexpr u32 kMaxPhases = 16;
 constexpr u64 kMaxPhaseTasks = 64;
 
 // Runs f(task, phase, i) for all i < items(phase) of phase 0, then of phase 1, and so on; n_phases phases, at
-// most kMaxPhases, and tasks at most kMaxPhaseTasks. task < tasks tells which of the tasks runs the item, and
-// no two items of one task run at the same time. Items may not throw, because the other tasks would wait for
-// an item that never finishes: both functions have to say noexcept.
+// most kMaxPhases, and n_tasks at most kMaxPhaseTasks. task < n_tasks tells which of the tasks runs the item,
+// and no two items of one task run at the same time. Items may not throw, because the other tasks would wait
+// for an item that never finishes: both functions have to say noexcept.
 //
 // In every phase a task first takes the items of its own run, then those left in the runs behind it:
 //
@@ -74,13 +74,13 @@ constexpr u64 kMaxPhaseTasks = 64;
 // Works with any framework: a task that finds no item left waits only for items that another task is running
 // already, so it does not matter whether the tasks run at the same time or one after the other.
 template <class Items, class F>
-void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&& items, F&& f) {
+void run_phases(const ParallelContext& parallel, u64 n_tasks, u32 n_phases, Items&& items, F&& f) {
     static_assert(std::is_nothrow_invocable_v<Items, u32> && std::is_nothrow_invocable_v<F, u64, u32, u64>);
-    if (n_phases > kMaxPhases || tasks > kMaxPhaseTasks) {
+    if (n_phases > kMaxPhases || n_tasks > kMaxPhaseTasks) {
         assertion_failure(kInvalidParameters, "run_phases()",
-                          std::to_string(n_phases) + " phases, " + std::to_string(tasks) + " tasks");
+                          std::to_string(n_phases) + " phases, " + std::to_string(n_tasks) + " tasks");
     }
-    if (tasks < 2 || parallel.tds < 2) {
+    if (n_tasks < 2 || parallel.tds < 2) {
         for (u32 k = 0; k < n_phases; k++) {
             parallel.poll();
             for (u64 i = 0; i < items(k); i++) f(0, k, i);
@@ -91,11 +91,12 @@ void run_phases(const ParallelContext& parallel, u64 tasks, u32 n_phases, Items&
         std::atomic<u64> taken[kMaxPhaseTasks] = {};  // items of each task's run
         PhaseEnd end;
     } phases[kMaxPhases];
-    parallel_for(parallel, tasks, [&](u64 task) {
+    parallel_for(parallel, n_tasks, [&](u64 task) {
         for (u32 k = 0; k < n_phases; k++) {
             const u64 n = items(k);
-            for (u64 t = 0; t < tasks; t++) {
-                const u64 run = (task + t) % tasks, first = n * run / tasks, last = n * (run + 1) / tasks;
+            for (u64 t = 0; t < n_tasks; t++) {
+                const u64 run = (task + t) % n_tasks, first = n * run / n_tasks,
+                          last = n * (run + 1) / n_tasks;
                 std::atomic<u64>& taken = phases[k].taken[run];
                 // Reads before it adds: the counter of an empty run then stays in every reader's cache.
                 while (first + taken.load(std::memory_order_relaxed) < last) {

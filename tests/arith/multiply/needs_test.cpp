@@ -18,13 +18,17 @@ TEST(Needs, StepsAreCombined) {
     EXPECT_EQ(above.result_words, 20u);
     EXPECT_EQ(above.bytes, 256u);
     EXPECT_EQ(above.product_words, 300u);
+    // Whole lines of memory, as carving takes them.
+    EXPECT_EQ(b.above(9).bytes, 256u);
+    EXPECT_EQ(b.above(0).bytes, 128u);
     EXPECT_EQ(twice.bytes, 1280u);
     EXPECT_EQ(twice.product_words, 100u);
 }
 
 TEST(Needs, RoomAboveWords) {
-    EXPECT_EQ(room_above(1000, 25), 800u);
-    EXPECT_EQ(room_above(200, 25), 0u);
+    EXPECT_EQ(room_above(1000, 32), 744u);
+    EXPECT_EQ(room_above(1000, 25), 744u);
+    EXPECT_EQ(room_above(256, 25), 0u);
     EXPECT_EQ(room_above(100, 25), 0u);
     EXPECT_EQ(room_above(kAnyRoom, 25), kAnyRoom);
 }
