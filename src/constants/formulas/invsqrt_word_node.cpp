@@ -16,9 +16,10 @@ class InvsqrtWord final : public Evaluator {
         const double work = newton::levels_work(plan_.p);
         return {{"square root", work * kWorkSeconds, work}};
     }
-    void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.work().enter("square root");
         invsqrt_word(plan_, context, status, result, w_);
+        return ErrorBound::of_words(result, plan_.p, newton::kErrorBits);
     }
 
   private:

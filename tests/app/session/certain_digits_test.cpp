@@ -1,0 +1,53 @@
+#include "app/session/certain_digits.h"
+
+#include <gtest/gtest.h>
+
+#include "app/settings/compute_size.h"
+#include "base/status/linear_console_node.h"
+#include "constants/catalog/catalog.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+namespace kalvor {
+namespace {
+
+std::string warning_of(const ErrorBound& error, u64 digits) {
+    const CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    warn_of_lost_digits(error, digits, status);
+    return console.text();
+}
+
+TEST(CertainDigitsTest, WarnsOfFewerDigitsThanAreWanted) {
+    const ErrorBound error = ErrorBound::within({-100, 0});  // 2^-6400
+    EXPECT_EQ(warning_of(error, 1926), "");
+    EXPECT_EQ(warning_of(error, 1927),
+              "Warning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
+    EXPECT_EQ(warning_of(ErrorBound::unlimited(), 100),
+              "Warning: Cancellation in the formula: only the first 0 decimal digits are certain.\n");
+    EXPECT_EQ(warning_of(ErrorBound::none(), ~u64(0)), "");
+}
+
+// Every built-in constant is computed with words enough for its digits.
+TEST(CertainDigitsTest, ConstantsAreCertain) {
+    for (const std::string& token : constant_tokens()) {
+        const auto constant = make_constant(token, "2");
+        for (const AlgorithmRow& algorithm : constant->algorithms()) {
+            constant->select_algorithm(algorithm.token);
+            for (u64 digits = 100; digits < 140; digits++) {
+                const auto evaluator = constant->make_evaluator({ComputeSize::from_decimal(digits).words, 1});
+                const Needs& needs = evaluator->needs();
+                Scratch result(trel::round_up_8(needs.result_words) * sizeof(trel::Word));
+                Scratch working(needs.bytes);
+                BigFloat x(result.words(), needs.result_words);
+                const ErrorBound error =
+                    evaluator->run({trel::serial_context(), working.view(), nullptr}, trel::null_status(), x);
+                EXPECT_GE(certain_decimal_digits(error), digits) << token << " " << algorithm.token;
+                EXPECT_FALSE(error.exact);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kalvor
