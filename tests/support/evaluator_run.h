@@ -36,7 +36,7 @@ struct EvaluatorRun {
     kalvor::ErrorBound error;
 };
 
-// |value - want 2^(-64 (p + kReferenceWords))| is within the bound of the run, which promises less than 2^8
+// |value - want 2^(-64 (p + kReferenceWords))| is within the bound of the run, which promises less than 2^16
 // units of the word at 1 - p. want is right to one unit.
 inline void expect_value(const kalvor::EvaluatorFactory& factory, trel::u64 p, trel::u64 tds,
                          const mpz_class& want, const std::string& what) {
@@ -45,7 +45,7 @@ inline void expect_value(const kalvor::EvaluatorFactory& factory, trel::u64 p, t
     ASSERT_TRUE(run.result.guards_intact() && run.working.guards_intact()) << what;
     ASSERT_TRUE(x.sign) << what;
     ASSERT_FALSE(run.error.exact) << what;
-    ASSERT_LT(run.error.limit, (kalvor::PowerOfTwo{1 - static_cast<trel::i64>(p), 8})) << what;
+    ASSERT_LT(run.error.limit, (kalvor::PowerOfTwo{1 - static_cast<trel::i64>(p), 16})) << what;
     const trel::i64 bottom = -static_cast<trel::i64>(p + kReferenceWords);
     mpz_class difference = reference::magnitude_at(x, bottom) - want;
     difference = abs(difference);
