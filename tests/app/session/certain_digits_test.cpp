@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "app/session/normal_float_session_b.h"
 #include "app/settings/compute_size.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
@@ -26,6 +27,56 @@ TEST(CertainDigitsTest, WarnsOfFewerDigitsThanAreWanted) {
     EXPECT_EQ(warning_of(ErrorBound::unlimited(), 100),
               "Warning: Cancellation in the formula: only the first 0 decimal digits are certain.\n");
     EXPECT_EQ(warning_of(ErrorBound::none(), ~u64(0)), "");
+}
+
+// Pi, of which it says that only 2^-6400 of it is certain.
+class DoubtfulPi final : public Constant {
+  public:
+    const CatalogRow& row() const override { return *catalog().find("pi"); }
+    std::string name_short() const override { return "Doubtful"; }
+    std::string name_long() const override { return "Doubtful"; }
+    std::vector<AlgorithmRow> algorithms() const override { return pi_->algorithms(); }
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
+        return std::make_unique<Doubtful>(pi_->make_evaluator(request));
+    }
+
+  private:
+    class Doubtful final : public Evaluator {
+      public:
+        explicit Doubtful(std::unique_ptr<Evaluator> value) : value_(std::move(value)) {}
+        const Needs& needs() const override { return value_->needs(); }
+        std::vector<trel::WorkPhase> work() const override { return value_->work(); }
+        ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+            value_->run(context, status, result);
+            return ErrorBound::within({-100, 0});
+        }
+
+      private:
+        const std::unique_ptr<Evaluator> value_;
+    };
+
+    const std::unique_ptr<Constant> pi_ = make_constant("pi", "");
+};
+
+TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
+    for (const i64 digits : {1926, 2000}) {
+        ComputeSettings settings;
+        settings.constant = std::make_unique<DoubtfulPi>();
+        settings.set_decimal_digits(digits);
+        settings.output_enable = false;
+        settings.parallelism.framework = trel::make_default_framework_config("none");
+        settings.parallelism.task_decomposition = 1;
+        const CaptureConsole console;
+        trel::LinearConsoleNode status(79, 1.0);
+        NormalFloatSessionB session(std::move(settings), status);
+        session.run();
+        const std::size_t warning = console.text().find(
+            "\nWarning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
+        EXPECT_EQ(warning == std::string::npos, digits == 1926);
+        if (digits == 2000) {
+            EXPECT_LT(warning, console.text().find("First Decimal Digits:"));
+        }
+    }
 }
 
 // Every built-in constant is computed with words enough for its digits.
