@@ -53,8 +53,9 @@ class Evaluator {
     virtual SeriesBlocks series_blocks() const { return {}; }
     // What a run announces itself with; empty when it does not.
     virtual std::string label() const { return {}; }
-    // result = the value to the precision of the request. Its buffer and context.scratch hold needs(). Returns
-    // what may be wrong with it: of a value without cancellation less than a unit of the last word but one.
+    // result = the value to the precision of the request. Its buffer and context.scratch hold needs().
+    // Returns what may be wrong with it: of a value without cancellation less than a unit of the last word
+    // but one.
     virtual ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
 };
 
