@@ -49,7 +49,7 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"pi", "-dec:1m"}, "Did you mean \"custom pi\"?"},
         {{"-dec:1m"}, "Did you mean \"custom pi -dec:1m\"?"},
         {{"color:0", "about"}, "Did you mean \"colors:0\"?"},
-        {{"custom", "Pi"}, "custom: \"Pi\" is not a constant. Did you mean \"pi\"? Known: pi."},
+        {{"custom", "Pi"}, "custom: \"Pi\" is not a constant. Did you mean \"pi\"? Known: sqrt, "},
         {{"custom", "-dec:100"}, "Did you mean \"custom pi -dec:100\"?"},
         {{"custom", "pi", "dec:100"}, "Did you mean \"-dec:100\"?"},
         {{"custom", "pi", "-dec=100"}, "Did you mean \"-dec:100\"?"},

@@ -5,6 +5,7 @@
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
+#include "app/settings/compute_settings.h"
 #include "app/settings/custom_options.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
@@ -48,7 +49,7 @@ std::string meant_by(const ParameterList& parameters) {
     const std::vector<std::string> constants = constant_tokens();
     if (nearest_name(word, constants) == lower_case(word)) return "custom " + raw;
     if (find_option(option_table(compute_settings_table()), word))
-        return "custom " + constants.front() + " " + raw;
+        return "custom " + ComputeSettings().constant->token() + " " + raw;
     std::vector<std::string> names = {"help", "version"};
     for (const ActionRow& action : action_table()) names.push_back(action.word);
     for (const auto& option : console_option_table()) names.push_back(option.text.name);

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "app/session/certain_digits.h"
 #include "app/session/memory_check.h"
 #include "app/session/run_work.h"
 #include "arith/multiply/transform_tables.h"
@@ -89,9 +90,13 @@ void NormalFloatSessionB::allocate() {
 
 void NormalFloatSessionB::compute() {
     if (const std::string label = plan_.constant->label(); !label.empty()) log(label);
-    plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), *memory_->value);
+    BigFloat& value = *memory_->value;
+    const ErrorBound error =
+        plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), value);
     // From here on every use of it begins with a comparison.
-    memory_->value->seal(parallel());
+    value.verify(parallel(), "value");
+    if (value.residue == trel::goldilocks::kNone) value.seal(parallel());
+    warn_of_lost_digits(error, settings().size.decimal_digits, status());
 }
 
 void NormalFloatSessionB::convert() {

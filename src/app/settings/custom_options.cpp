@@ -34,7 +34,8 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
             text = "custom: " + CommandLine::quoted(raw) + " cannot be used.";
         } else if (raw.starts_with('-')) {
             text = CommandLine::quoted(raw) + " stands where the constant's name belongs." +
-                   CommandLine::did_you_mean("custom " + known.front() + " " + CommandLine::shown(raw, 60)) +
+                   CommandLine::did_you_mean("custom " + ComputeSettings().constant->token() + " " +
+                                             CommandLine::shown(raw, 60)) +
                    list;
         } else {
             text = "custom: " + CommandLine::quoted(raw) + " is not a constant." +

@@ -27,6 +27,10 @@ struct NewtonPlan {
 
 namespace newton {
 
+// The error of a root, quotient or mean of p words: below 2^kErrorBits units of its p-th word. From p = 2 on
+// it is far below, because guard words follow.
+inline constexpr u32 kErrorBits = 6;
+
 // The temporaries at the front of a context's memory, and the context with what remains of it.
 struct RunMemory {
     RunMemory(const MultiplyContext& outer, u64 words)

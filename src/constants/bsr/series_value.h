@@ -44,6 +44,10 @@ class SeriesValuePlan {
     Needs needs_;
 };
 
+// The tail of a sum, its roundings and those of the value are less than 2^6 units of the precision's last
+// word: the tail is less than one, the others lie in the guard words.
+inline constexpr u32 kValueErrorBits = 6;
+
 // How much memory the sum of a series takes: blocks of up to the precision and a division that keeps a
 // transform, or blocks half as large and a division that makes it twice.
 enum class SeriesMemory { full, reduced };
@@ -82,7 +86,7 @@ class SeriesEvaluator final : public Evaluator {
         return {{"series", sum * kWorkSeconds, sum}, {"division", division * kWorkSeconds, division}};
     }
 
-    void run(const MultiplyContext& context, Status& status, BigFloat& x) const override {
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& x) const override {
         FloatRange<F> sum;
         {
             status.work().enter("series");
@@ -92,6 +96,7 @@ class SeriesEvaluator final : public Evaluator {
         AlignedBufferC memory = context.scratch;
         memory.spawn_words(sum_.accumulator_words());
         value_.run(context.with_scratch(memory), status, sum[0], sum[1], x);
+        return ErrorBound::of_words(x, series_->precision(), kValueErrorBits);
     }
 
   private:

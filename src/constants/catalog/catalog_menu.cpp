@@ -17,6 +17,10 @@ constexpr std::size_t kNameWidth = 28;
 constexpr std::size_t kValueWidth = 16;
 constexpr std::size_t kAlgorithmNumberWidth = 4;
 
+const std::string& menu_name(const AlgorithmRow& row) {
+    return row.menu_name.empty() ? row.name_long : row.menu_name;
+}
+
 // Texts that are longer are not cut.
 std::string padded(std::string_view text, std::size_t width) {
     std::string line(text);
@@ -79,12 +83,12 @@ std::unique_ptr<Constant> choose_constant_menu(const Catalog& catalog) {
 void Constant::algorithm_menu() {
     const std::vector<AlgorithmRow> rows = algorithms();
     std::size_t width = 0;
-    for (const AlgorithmRow& row : rows) width = std::max(width, row.name_long.size() + 2);
+    for (const AlgorithmRow& row : rows) width = std::max(width, menu_name(row).size() + 2);
     Console::print_line("Select an Algorithm:\n", 'w');
     for (const AlgorithmRow& row : rows) {
         Console::print(number_in(kAlgorithmNumberWidth, row.number) + std::string(4, ' '), 'w');
         const bool plain = row.note.empty();
-        Console::print_line((plain ? row.name_long : padded(row.name_long, width)) + row.note, 'T');
+        Console::print_line((plain ? menu_name(row) : padded(menu_name(row), width)) + row.note, 'T');
     }
     Console::set_color('w');
     Console::new_line();

@@ -6,7 +6,9 @@ namespace kalvor {
 
 std::vector<std::string> Constant::algorithm_tokens() const {
     std::vector<std::string> tokens;
-    for (const AlgorithmRow& row : algorithms()) tokens.push_back(row.token);
+    for (const AlgorithmRow& row : algorithms()) {
+        tokens.push_back(row.alias.empty() ? row.token : row.alias);
+    }
     return tokens;
 }
 
@@ -20,7 +22,8 @@ AlgorithmRow Constant::algorithm_row() const {
 
 void Constant::select_algorithm(std::string_view token) {
     for (const AlgorithmRow& row : algorithms()) {
-        if (token == row.token || token == std::to_string(row.number)) {
+        if (token == row.token || token == std::to_string(row.number) ||
+            (!row.alias.empty() && token == row.alias)) {
             algorithm_ = row.number;
             return;
         }

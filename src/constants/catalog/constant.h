@@ -34,7 +34,9 @@ struct AlgorithmRow {
     u64 number;         // in the menu; a token too
     std::string token;  // of settings files
     std::string name_short, name_long;
-    std::string note;  // behind the name in the menu
+    std::string note;            // behind the name in the menu
+    std::string menu_name = {};  // where the menu has another than name_long
+    std::string alias = {};      // a token too, which settings files do not get
 };
 
 // Its evaluators compute it by the chosen algorithm.
@@ -58,9 +60,9 @@ class Constant : public EvaluatorFactory {
     std::string algorithm_token() const { return algorithm_row().token; }
     std::string algorithm_short() const { return algorithm_row().name_short; }
     std::string algorithm_long() const { return algorithm_row().name_long; }
-    // Every token that select_algorithm() takes beside their numbers, in the order of these.
+    // A word for each, in the order of their numbers: the alias where there is one.
     std::vector<std::string> algorithm_tokens() const;
-    // By number or token. Throws InvalidParametersException "Invalid Algorithm: " + token.
+    // By number, token or alias. Throws InvalidParametersException "Invalid Algorithm: " + token.
     void select_algorithm(std::string_view token);
     // Lists them, asks for one and selects it. Throws EndOfStreamException when nobody answers.
     void algorithm_menu();

@@ -15,6 +15,7 @@
 #include "base/names/names.h"
 #include "base/status/status.h"
 #include "base/status/work_meter.h"
+#include "constants/evaluator/error_bound.h"
 
 namespace kalvor {
 
@@ -54,7 +55,9 @@ class Evaluator {
     // What a run announces itself with; empty when it does not.
     virtual std::string label() const { return {}; }
     // result = the value to the precision of the request. Its buffer and context.scratch hold needs().
-    virtual void run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
+    // Returns what may be wrong with it: of a value without cancellation less than a unit of the last word
+    // but one.
+    virtual ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const = 0;
 };
 
 class EvaluatorFactory {

@@ -1,30 +1,22 @@
 #include "constants/formulas/invsqrt_word_node.h"
 
-#include "arith/newton/invsqrt_word.h"
-#include "arith/newton/newton_work.h"
+#include "constants/formulas/word_root.h"
 
 namespace kalvor::Formulas {
 namespace {
 
 class InvsqrtWord final : public Evaluator {
   public:
-    InvsqrtWord(Word w, const EvaluatorRequest& request)
-        : w_(w), plan_(InvsqrtWordPlan::make(request.precision, request.tds)) {}
+    InvsqrtWord(Word w, const EvaluatorRequest& request) : root_(w, request) {}
 
-    const Needs& needs() const override { return needs_; }
-    std::vector<WorkPhase> work() const override {
-        const double work = newton::levels_work(plan_.p);
-        return {{"square root", work * kWorkSeconds, work}};
-    }
-    void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
-        status.work().enter("square root");
-        invsqrt_word(plan_, context, status, result, w_);
+    const Needs& needs() const override { return root_.needs(); }
+    std::vector<WorkPhase> work() const override { return {root_.work()}; }
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+        return root_.run(context, status, result, root_.announcement());
     }
 
   private:
-    const Word w_;
-    const InvsqrtWordPlan plan_;
-    const Needs needs_ = plan_.needs();
+    const WordRoot root_;
 };
 
 }  // namespace

@@ -10,6 +10,9 @@ namespace kalvor::Formulas {
 
 namespace {
 
+// The product and its move each drop less than a unit of a guard word.
+constexpr u32 kRoundingBits = 0;
+
 u64 words_of(const Evaluator& value) {
     return round_up_8(value.needs().result_words);
 }
@@ -45,19 +48,21 @@ class Product final : public Evaluator {
         return phases;
     }
 
-    void run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         if (!label_.empty()) status.Status_Line(label_);
         BigFloat& x = result;
-        first_->run(context, status, x);
+        const ErrorBound first_error = first_->run(context, status, x);
         AlignedBufferC memory = context.scratch;
         BigFloat y = carve<BigFloat>(memory, second_->needs().result_words);
-        second_->run(context.with_scratch(memory), status, y);
+        const ErrorBound second_error = second_->run(context.with_scratch(memory), status, y);
         x.verify(context.parallel, "the first factor, which waited for the second");
         BigFloat T = carve<BigFloat>(memory, result_words_);
         const WorkPhase phase = product_.work();
         status.work().enter(phase.name);
         product_.run(context.with_scratch(memory), status, T, x, y);
+        const ErrorBound error = product_error({x, first_error}, {y, second_error});
         result.set_BigFloat(precision_, context.parallel, T);
+        return error + ErrorBound::of_words(result, precision_, kRoundingBits);
     }
 
   private:

@@ -108,9 +108,9 @@ TEST(CatalogTest, TokensOfRowsWithoutAFactoryAreUnknown) {
     for (const CatalogRow& row : catalog_rows()) {
         for (const std::string_view token : row.tokens) {
             const std::string got = refusal_of([&] { make_constant(token, ""); });
-            EXPECT_EQ(got, catalog().factory(row)
-                               ? "nothing thrown"
-                               : "InvalidParametersException: Invalid Constant: " + std::string(token));
+            const std::string unknown = "InvalidParametersException: Invalid Constant: " + std::string(token);
+            // A constant may still want an argument.
+            EXPECT_EQ(got == unknown, catalog().factory(row) == nullptr) << got;
         }
     }
     EXPECT_NE(catalog().factory(*catalog().find("pi")), nullptr);

@@ -35,9 +35,10 @@ class Whole final : public EvaluatorFactory {
         const Needs& needs() const override { return needs_; }
         std::vector<trel::WorkPhase> work() const override { return {{"whole", 1, 1}}; }
         SeriesBlocks series_blocks() const override { return {3, 2}; }
-        void run(const MultiplyContext& context, Status&, BigFloat& result) const override {
+        ErrorBound run(const MultiplyContext& context, Status&, BigFloat& result) const override {
             runs_.push_back(context.scratch.size());
             result.set_double(value_, 0);
+            return ErrorBound::none();
         }
 
       private:

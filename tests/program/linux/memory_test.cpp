@@ -42,11 +42,11 @@ double peak_bytes(const ProgramRun& run) {
 }
 
 ProgramRun compute(const std::string& digits, const std::string& tasks, const std::string& allocator,
-                   const std::string& output = "-od:1") {
+                   const std::string& output = "-od:1", const std::string& constant = "pi") {
     TemporaryFolder folder;
     kalvor_test::RunOptions options;
     options.folder = folder.path();
-    return run_kalvor({"skip-warnings", "custom", "pi", "-dec:" + digits, "-TD:" + tasks, "-PF:spawn",
+    return run_kalvor({"skip-warnings", "custom", constant, "-dec:" + digits, "-TD:" + tasks, "-PF:spawn",
                        "-MA:" + allocator, "-hex:1", output},
                       options);
 }
@@ -130,6 +130,25 @@ TEST(SlowMemoryTest, TenMillionDigits) {
         EXPECT_LT(fixed, 16 * kMiB) << small.out;
         EXPECT_NEAR(peak_bytes(run) - fixed, announced, 0.03 * announced) << tasks << " tasks";
         EXPECT_LT(announced, 6.0 * 10000000) << tasks << " tasks";
+    }
+}
+
+// The same for the other constants; bytes a digit.
+TEST(SlowMemoryTest, TenMillionDigitsOfOtherConstants) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    const struct {
+        const char* constant;
+        double bytes;
+    } cases[] = {{"sqrt:2", 4.5}, {"goldenratio", 4.5}, {"lemniscate", 8}};
+    for (const auto& [constant, bytes] : cases) {
+        const ProgramRun small = compute("1m", "2", "mmap", "-od:0", constant);
+        const ProgramRun run = compute("10m", "2", "mmap", "-od:0", constant);
+        ASSERT_EQ(small.exit_code, 0) << small.out;
+        ASSERT_EQ(run.exit_code, 0) << run.out;
+        const double fixed = peak_bytes(small) - announced_bytes(small);
+        const double announced = announced_bytes(run);
+        EXPECT_NEAR(peak_bytes(run) - fixed, announced, 0.03 * announced) << constant;
+        EXPECT_LT(announced, bytes * 10000000) << constant;
     }
 }
 

@@ -1,0 +1,13 @@
+// Digits that a run is asked for and cannot vouch for.
+#pragma once
+
+#include "base/names/names.h"
+#include "base/status/status.h"
+#include "constants/evaluator/error_bound.h"
+
+namespace kalvor {
+
+// Warns when the error of the value leaves fewer digits behind the point certain than are wanted.
+void warn_of_lost_digits(const ErrorBound& error, u64 decimal_digits, Status& status);
+
+}  // namespace kalvor

@@ -1,0 +1,104 @@
+#include "app/session/certain_digits.h"
+
+#include <gtest/gtest.h>
+
+#include "app/session/normal_float_session_b.h"
+#include "app/settings/compute_size.h"
+#include "base/status/linear_console_node.h"
+#include "constants/catalog/catalog.h"
+#include "support/capture_console.h"
+#include "support/scratch.h"
+
+namespace kalvor {
+namespace {
+
+std::string warning_of(const ErrorBound& error, u64 digits) {
+    const CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    warn_of_lost_digits(error, digits, status);
+    return console.text();
+}
+
+TEST(CertainDigitsTest, WarnsOfFewerDigitsThanAreWanted) {
+    const ErrorBound error = ErrorBound::within({-100, 0});  // 2^-6400
+    EXPECT_EQ(warning_of(error, 1926), "");
+    EXPECT_EQ(warning_of(error, 1927),
+              "Warning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
+    EXPECT_EQ(warning_of(ErrorBound::unlimited(), 100),
+              "Warning: Cancellation in the formula: only the first 0 decimal digits are certain.\n");
+    EXPECT_EQ(warning_of(ErrorBound::none(), ~u64(0)), "");
+}
+
+// Pi, of which it says that only 2^-6400 of it is certain.
+class DoubtfulPi final : public Constant {
+  public:
+    const CatalogRow& row() const override { return *catalog().find("pi"); }
+    std::string name_short() const override { return "Doubtful"; }
+    std::string name_long() const override { return "Doubtful"; }
+    std::vector<AlgorithmRow> algorithms() const override { return pi_->algorithms(); }
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
+        return std::make_unique<Doubtful>(pi_->make_evaluator(request));
+    }
+
+  private:
+    class Doubtful final : public Evaluator {
+      public:
+        explicit Doubtful(std::unique_ptr<Evaluator> value) : value_(std::move(value)) {}
+        const Needs& needs() const override { return value_->needs(); }
+        std::vector<trel::WorkPhase> work() const override { return value_->work(); }
+        ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+            value_->run(context, status, result);
+            return ErrorBound::within({-100, 0});
+        }
+
+      private:
+        const std::unique_ptr<Evaluator> value_;
+    };
+
+    const std::unique_ptr<Constant> pi_ = make_constant("pi", "");
+};
+
+TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
+    for (const i64 digits : {1926, 2000}) {
+        ComputeSettings settings;
+        settings.constant = std::make_unique<DoubtfulPi>();
+        settings.set_decimal_digits(digits);
+        settings.output_enable = false;
+        settings.parallelism.framework = trel::make_default_framework_config("none");
+        settings.parallelism.task_decomposition = 1;
+        const CaptureConsole console;
+        trel::LinearConsoleNode status(79, 1.0);
+        NormalFloatSessionB session(std::move(settings), status);
+        session.run();
+        const std::size_t warning = console.text().find(
+            "\nWarning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
+        EXPECT_EQ(warning == std::string::npos, digits == 1926);
+        if (digits == 2000) {
+            EXPECT_LT(warning, console.text().find("First Decimal Digits:"));
+        }
+    }
+}
+
+// Every built-in constant is computed with words enough for its digits.
+TEST(CertainDigitsTest, ConstantsAreCertain) {
+    for (const std::string& token : constant_tokens()) {
+        const auto constant = make_constant(token, "2");
+        for (const AlgorithmRow& algorithm : constant->algorithms()) {
+            constant->select_algorithm(algorithm.token);
+            for (u64 digits = 100; digits < 140; digits++) {
+                const auto evaluator = constant->make_evaluator({ComputeSize::from_decimal(digits).words, 1});
+                const Needs& needs = evaluator->needs();
+                Scratch result(trel::round_up_8(needs.result_words) * sizeof(trel::Word));
+                Scratch working(needs.bytes);
+                BigFloat x(result.words(), needs.result_words);
+                const ErrorBound error =
+                    evaluator->run({trel::serial_context(), working.view(), nullptr}, trel::null_status(), x);
+                EXPECT_GE(certain_decimal_digits(error), digits) << token << " " << algorithm.token;
+                EXPECT_FALSE(error.exact);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kalvor
