@@ -44,7 +44,9 @@ inline void expect_said(const TemporaryFolder& folder, const std::string& text) 
     EXPECT_EQ(line, draft  ? std::string("Interrupted. Kept: ") + kDraft
                     : file ? std::string("Interrupted. Kept: ") + kFile
                            : "Interrupted. Nothing was kept.");
-    if (file) EXPECT_EQ(std::filesystem::file_size(folder / kFile), kShortRunBytes);
+    if (file) {
+        EXPECT_EQ(std::filesystem::file_size(folder / kFile), kShortRunBytes);
+    }
 }
 
 // An interrupt at a moment of the long run stops it.
