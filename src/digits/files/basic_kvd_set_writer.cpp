@@ -94,17 +94,11 @@ BasicKvdSetWriter::BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFil
       warnings_(warnings) {}
 
 BasicKvdSetWriter::~BasicKvdSetWriter() {
-    // What was finished and not published did not pass its check: the files keep their names.
-    if (is_finished_ || is_closed_) return;
+    // What was finished and not published did not pass its check: the files keep their names. For files that
+    // somebody else keeps there is no check any more either; their writers leave them or warn.
+    if (is_finished_ || is_closed_ || own_ == nullptr) return;
     try {
-        if (own_) {
-            close();
-            return;
-        }
-        // Nor is there a check any more for what somebody else keeps; what is not finished warns.
-        for (const auto& [id, writer] : writers_) {
-            if (writer->is_complete()) writer->finish();
-        }
+        close();
     } catch (const Exception& error) {
         error.print();
     }
@@ -125,7 +119,9 @@ BasicKvdSetWriter::Writer BasicKvdSetWriter::writer(u64 id) {
 
 void BasicKvdSetWriter::let_go_of_complete_files() {
     if (writers_.size() - resting_ < kOpenFiles) return;
+    // A second run asks for the first file before the others: while it is held, the set is.
     for (const auto& [id, writer] : writers_) {
+        if (id == writers_.begin()->first) continue;
         if (!writer->file().is_open() || !writer->is_complete()) continue;
         writer->finish();
         writer->file().rest();

@@ -39,7 +39,7 @@ class KvdSetFiles {
 class BasicKvdSetWriter final : public BasicDigitWriter {
   public:
     // Complete files beyond so many are closed, and opened again to be read back and published. Nothing can
-    // then be written into them any more.
+    // then be written into them any more. The first file stays open: it keeps other runs away from the set.
     static constexpr u64 kOpenFiles = 200;
     // Files that are neither complete nor untouched keep their window in memory up to this number of them.
     static constexpr u64 kOpenWindows = 32;

@@ -492,6 +492,11 @@ TEST_F(KvdSetTest, SetsOfManyFiles) {
             writer.store_digits(digits.data() + at, at, std::min<u64>(1000, total - at), {},
                                 serial_context());
         }
+        // Nobody takes the files for those of a run that has ended, though most of them are closed.
+        const std::string first = BasicKvdFileWriter::incomplete_path(folder_.file("x - 0"));
+        const trel::i64 opened = open;
+        EXPECT_NE(refusal_of([&] { trel::FileIO::PublishedFile::check(first); }), "nothing thrown");
+        open = opened;  // a refused call opened nothing
         writer.finish();
         EXPECT_LE(open, static_cast<trel::i64>(BasicKvdSetWriter::kOpenFiles) + 1);
         EXPECT_TRUE(load(*writer.read_back(), 0, total) == digits);

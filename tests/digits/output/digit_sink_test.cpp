@@ -404,6 +404,45 @@ TEST(DigitSinkTest, ASetThatFailsNamesNoFile) {
     EXPECT_NE(console.take().find("Warning, closing incomplete file"), std::string::npos);
 }
 
+// Nor does a disk that refuses a write and then a flush make the rest of them look checked.
+TEST(DigitSinkTest, ASetThatFailsTwiceNamesNoFile) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    for (const char* format : {kKvdFormat, kTextFormat}) {
+        const bool is_set = format == std::string(kKvdFormat);
+        const std::string name = is_set ? "Dec - 1.kvd" : "Dec.txt";
+        folder.write(name, "an older file");
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, format, is_set ? kPerFile / 2 : 0}},
+                           {.overwrite = true}, status);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, is_set ? 5 : 2, FaultyFile::write_fault());
+        disk.fail(FaultyFile::Call::flush, 1, FaultyFile::write_fault());
+        EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
+        EXPECT_EQ(folder.read(name), "an older file");
+        EXPECT_FALSE(folder.has("Dec - 2.kvd"));
+    }
+}
+
+// A file that others keep gets its name when they say so: not from a writer that is merely destroyed.
+TEST(DigitSinkTest, ACompleteFileThatNobodyCheckedKeepsItsName) {
+    const std::vector<u8> values(250, 7);
+    for (const char* format : {kKvdFormat, kTextFormat}) {
+        const kalvor_test::TemporaryFolder folder;
+        const auto sink = digit_format(format).make_sink(folder.file("x"), {10, 250, 100});
+        {
+            const auto writer = sink->make_writer("3.", nullptr);
+            writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
+        }
+        EXPECT_FALSE(folder.has("x.txt"));
+        EXPECT_FALSE(folder.has("x - 0.kvd"));
+        EXPECT_TRUE(
+            folder.has(format == std::string(kTextFormat) ? "x (incomplete).txt" : "x - 0 (incomplete).kvd"));
+    }
+}
+
 TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {
     const kalvor_test::TemporaryFolder folder;
     const DigitFormat& format = digit_format(kKvdFormat);
