@@ -20,7 +20,8 @@ class BasicKvdSetReader final : public BasicDigitReader {
     // its header. Throws FileException "File name is too short.", "Invalid Extension", "This file is
     // incomplete.", and what BasicKvdFileReader throws.
     explicit BasicKvdSetReader(const std::string& path);
-    // Files that the caller opens, whatever their names; nullptr: there is none of that id. `id` is there.
+    // Files that the caller opens, whatever their names; nullptr: the set has no file of that id. There is
+    // one of `id`.
     using Opener = std::function<std::shared_ptr<FileIO::RawFile>(u64 id)>;
     BasicKvdSetReader(std::string base, u64 id, Opener open);
     ~BasicKvdSetReader() override;

@@ -216,6 +216,7 @@ void SectorWindow::end(bool may_publish) {
     }
     warn_incomplete();
     if (failed_) return;
+    if (file_.is_resting()) file_.resume();
     write_all();
     fill_gaps();
     file_.complete(end_);
