@@ -11,7 +11,7 @@ namespace {
 // Limbs that are brought up to date for a whole tile before the next: their sums (16 KiB) stay in the first
 // cache beside the tile.
 constexpr u64 kLimbBlock = 256;
-// While lanes of a tail still join: 768 bits, so that 2^-767 is no problem for a double.
+// While lanes of a tail still join: 768 bits, so that 2^-767 is a normal double.
 constexpr u64 kTailBlock = 16;
 // Of the tail in mode C, whose terms are divided one by one.
 constexpr u64 kTailTermsC = 16;
