@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "os/folder.h"
 #include "os/path_kind.h"
 #include "os/privilege.h"
 #include "os/volume.h"
@@ -321,6 +324,22 @@ TEST_F(Files, ErrorsHaveTheSystemsText) {
     EXPECT_NE(text.back(), '.');
     EXPECT_EQ(text.find('\n'), std::string::npos);
     EXPECT_FALSE(system_error_text(987654321).empty());
+}
+
+TEST_F(Files, NamesInAFolder) {
+    const auto sorted = [](std::vector<std::string> names) {
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    EXPECT_TRUE(names_in_folder(folder_.file("no-such-folder")).empty());
+    const std::vector<std::string> before = sorted(names_in_folder(folder_.file("")));
+    folder_.write("one.kvd", "1");
+    folder_.write("zw\u00F6lf - 12 (incomplete).kvd", "");
+    std::vector<std::string> want = before;
+    want.insert(want.end(), {"one.kvd", "zw\u00F6lf - 12 (incomplete).kvd"});
+    EXPECT_EQ(sorted(names_in_folder(folder_.file(""))), sorted(want));
+    EXPECT_TRUE(names_in_folder(folder_.file("one.kvd")).empty()) << "not a folder";
+    EXPECT_FALSE(names_in_folder("").empty()) << "the current folder";
 }
 
 TEST_F(Files, KindsOfPaths) {

@@ -11,6 +11,7 @@
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
+#include "digits/bbp/bbp_command.h"
 #include "digits/viewer/viewer_command.h"
 
 namespace kalvor {
@@ -22,6 +23,7 @@ namespace {
 
 constexpr const char* kConfigPage = "config";
 constexpr const char* kCustomPage = "custom";
+constexpr const char* kBbpPage = "bbp";
 constexpr const char* kViewerPage = "digitviewer";
 
 void print_lines(const std::vector<std::string>& lines) {
@@ -40,11 +42,13 @@ bool is_help_word(const std::string& word) {
 }
 
 void print_page(const std::string& page) {
-    const std::vector<std::string> pages = {kCustomPage, kConfigPage, kViewerPage};
+    const std::vector<std::string> pages = {kCustomPage, kConfigPage, kBbpPage, kViewerPage};
     if (page == kCustomPage) {
         print_lines(custom_help());
     } else if (page == kConfigPage) {
         print_config_help();
+    } else if (page == kBbpPage) {
+        print_lines(BBPv2::bbp_help_page());
     } else if (page == kViewerPage) {
         print_lines(DigitViewer2::viewer_help_page());
     } else {
@@ -86,7 +90,7 @@ std::vector<std::string> usage_lines(const SettingsTable& table) {
         lines.insert(lines.end(), more.begin(), more.end());
     };
     for (const ActionRow& action : action_table()) add(help_lines({action.form, "", action.help, ""}, {}));
-    add({"    help [custom|config]    this page, or one on an action",
+    add({"    help [<action>]         this page, or one on an action",
          "    version                 the version alone", "", "Options of \"custom\":"});
     add(option_help(table));
     add({"", "Console options (before the action):"});

@@ -18,7 +18,7 @@ using CommandLine::WordValue;
 
 namespace {
 
-constexpr const char* kPage = "help";
+constexpr const char* kPage = "help bbp";
 
 // A row for a number from low to high.
 CommandLine::OptionRow<BBPSettings> number_row(const char* name, const char* help, u64 low, u64 high,
@@ -79,6 +79,22 @@ const OptionTable<BBPSettings>& bbp_option_table() {
          WordValue<BBPSettings>{set_modes}},
     };
     return table;
+}
+
+std::vector<std::string> bbp_help_page() {
+    std::vector<std::string> lines = {
+        "Usage:  kalvor bbp [options]",
+        "",
+        "Computes hexadecimal digits of Pi from any position, without those before it.",
+        "Without options a menu asks.",
+        "",
+        "Options:",
+    };
+    for (const auto& row : bbp_option_table()) {
+        for (const std::string& line : CommandLine::help_lines(row.text, {})) lines.push_back(line);
+    }
+    lines.insert(lines.end(), {"", "Example:  kalvor bbp -offset:1b -digits:32"});
+    return lines;
 }
 
 BBPSettings parse_bbp_options(ParameterList& parameters) {

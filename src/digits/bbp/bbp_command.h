@@ -1,6 +1,9 @@
 // The action word "bbp".
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "base/command_line/option_table.h"
 #include "base/command_line/parameter_list.h"
 #include "base/names/names.h"
@@ -10,6 +13,9 @@ namespace kalvor::BBPv2 {
 
 // The rows of "kalvor bbp": every value that a prompt of the menu would refuse is refused here.
 const CommandLine::OptionTable<BBPSettings>& bbp_option_table();
+
+// The lines of "help bbp".
+std::vector<std::string> bbp_help_page();
 
 // The settings that the words behind "bbp" describe. Throws RefusedException; an unknown option prints
 // "Invalid Parameter: " and ends the program.

@@ -2,8 +2,7 @@
 // terms are a vector; a tile of terms is brought through both stages at a time.
 //
 //     power     r = 2^x mod m          one of three arithmetics, by the size of m (README.md has the proofs)
-//     limbs     r 2^48 = q m + r'      q is the next limb, r' goes on; q and r' are signed, so that q is
-//     rounded
+//     limbs     r 2^48 = q m + r'      q is the next limb, r' goes on; q is rounded, so both are signed
 //
 // Limbs are added up, lane by lane, in an array of signed words: sums[8 j + lane], j = 0 the most
 // significant. The caller folds it before a sum can leave 63 bits: after at most kBbpFoldTerms terms.
@@ -16,7 +15,8 @@
 namespace kalvor {
 
 constexpr u64 kBbpTile = 1024;
-// |q| <= 2^49 + 1 in any mode, and a lane gets one limb of every eighth term.
+// |q| <= 2^49 + 1 in any mode, and a lane gets at most one limb of a term: of every eighth one, but for mode
+// C's tail, which adds every term to lane 0.
 constexpr u64 kBbpFoldTerms = u64(1) << 15;
 // The largest divisors of the modes; modes A and B are proved up to here, mode C below 2^61.
 constexpr u64 kBbpLimitA = (u64(1) << 49) - 1;

@@ -36,7 +36,7 @@ TREL_INLINE U64x8 ramp(u64 start, u64 step) {
     return broadcast(start) + mul_lo(lane_numbers(), broadcast(step));
 }
 
-// The nearest integer to x, |x| <= 2^51.
+// The nearest integer to x, |x| <= 2^51, from x + 1.5 2^52.
 TREL_INLINE F64x8 rounded(F64x8 x_biased) {
     return x_biased - broadcast(kRounder);
 }
@@ -46,7 +46,7 @@ enum class Power {
     a,      // m < 2^49
     b       // m < 2^51
 };
-// |r| <= m (1 + 2^-25) here, whose square is below 2^53.
+// Of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
 constexpr u64 kExactLimit = 90000000;
 
 // r r 2^bit modulo m.
@@ -231,14 +231,14 @@ void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
                 shift_right(exponents + broadcast(u64(1) << 62), static_cast<unsigned>(n_squarings)) -
                 broadcast((u64(1) << 62) >> n_squarings);
             const F64x8 power = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 16)), 52));
-            const Mask8 whole = less(lead + broadcast(u64(64)), broadcast(u64(48)));
+            const Mask8 is_small = less(lead + broadcast(u64(64)), broadcast(u64(48)));
             const F64x8 small = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 64)), 52));
-            const F64x8 first = select(whole, power, small);
+            const F64x8 first = select(is_small, power, small);
             const U64x8 q = i64_of_f64(first * reciprocal);
             const U64x8 start = i64_of_f64(first) - mul_lo(q, divisors);
             U64x8 limb;
             const U64x8 scaled = next_limb(start, divisors, reciprocal * broadcast(k2_48), limb);
-            const U64x8 signed_r = select(whole, scaled, start);
+            const U64x8 signed_r = select(is_small, scaled, start);
             r[v] = add_where_negative(signed_r, divisors);
             divisors = divisors + divisor_step;
             exponents = exponents - exponent_step;

@@ -28,12 +28,20 @@ std::string percent_text(u64 n_done, u64 n_terms) {
     return Console::format_fixed(100 * static_cast<double>(n_done) / static_cast<double>(n_terms), 6) + " %";
 }
 
-void add_signed(FractionFloat& total, const SubSum& s, const FractionFloat& sum) {
-    if (s.negative) {
-        total.subtract(sum);
-    } else {
-        total.add(sum);
+// The formula's sub-sums with their signs; sum_of(sub-sum at the offset) for one after the other.
+template <class SumOf>
+FractionFloat sum_formula(u64 number, u64 offset, const Figures& figures, SumOf sum_of) {
+    FractionFloat total(figures.limbs);
+    for (const SubSum& at_0 : formula(number).sub_sums) {
+        const SubSum s = at_offset(at_0, offset);
+        const FractionFloat sum = sum_of(s);
+        if (s.negative) {
+            total.subtract(sum);
+        } else {
+            total.add(sum);
+        }
     }
+    return total;
 }
 
 // The digits first .. first + n - 1 of a line, green as far as they were asked for.
@@ -56,12 +64,20 @@ void BBPSession::update_settings(BBPSettings settings) {
     settings_ = settings;
 }
 
-std::string BBPSession::cannot_start() const {
-    const Modes& modes = settings_.modes;
+std::string cannot_start(const Figures& figures, const Modes& modes) {
     if (modes.none()) return "Cannot Start: No modes enabled.";
-    if (figures_.largest_divisor <= modes.limit()) return "";
+    if (figures.largest_divisor <= modes.limit()) return "";
     return std::string("Cannot Start: Divisor exceeds limit of ") + mode_row(modes.highest()).limit_name +
            ".";
+}
+
+std::string BBPSession::cannot_start() const {
+    return BBPv2::cannot_start(figures_, settings_.modes);
+}
+
+const FractionFloat& BBPSession::total() const {
+    if (!total_) throw InvalidParametersException("BBPSession::total()", "There is no total.");
+    return *total_;
 }
 
 double BBPSession::percent_done() const {
@@ -73,13 +89,14 @@ double BBPSession::n_terms() const {
            static_cast<double>(figures_.terms);
 }
 
-Workers BBPSession::workers() const {
+Workers BBPSession::workers(const SessionCalls& calls) const {
     Workers workers{settings_.threads, {}, settings_.modes};
+    workers.set_affinity = calls.set_affinity;
     if (settings_.pin_threads) workers.processors = os::active_processors();
     return workers;
 }
 
-void BBPSession::run(Status& status, RunMonitor& monitor, u64 (*ticks)()) {
+void BBPSession::run(Status& status, RunMonitor& monitor, const SessionCalls& calls) {
     const std::string refused = cannot_start();
     if (!refused.empty()) throw InvalidParametersException("BBPSession::run()", refused);
     n_done_ = 0;
@@ -88,29 +105,27 @@ void BBPSession::run(Status& status, RunMonitor& monitor, u64 (*ticks)()) {
     trel::WorkMeter meter({{"terms", kSecondsATerm * n_terms(), n_terms()}});
     const trel::StatusWork metered(status, &meter);
     meter.enter("terms");
-    const u64 start = ticks();
-    FractionFloat total(figures_.limbs);
-    const Workers workers = this->workers();
-    for (const SubSum& at_0 : formula(settings_.formula).sub_sums) {
-        const SubSum s = at_offset(at_0, settings_.offset);
+    const u64 start = calls.ticks();
+    const Workers workers = this->workers(calls);
+    FractionFloat total = sum_formula(settings_.formula, settings_.offset, figures_, [&](const SubSum& s) {
         status.Status_Line(sub_sum_text(s));
         const u64 n_before = n_done_;
+        std::optional<FractionFloat> sum;
         {
             StatusFrame summing(status, "Summing...  ");
             std::optional<StatusFrame> percent;
-            const FractionFloat sum =
-                sum_terms(s, figures_.terms, figures_.limbs, workers, monitor, [&](u64 n_done) {
-                    meter.add(static_cast<double>(n_before + n_done - n_done_));
-                    n_done_ = n_before + n_done;
-                    percent.reset();
-                    percent.emplace(summing.node(), percent_text(n_done, figures_.terms));
-                    status.refresh(true);
-                });
-            add_signed(total, s, sum);
+            sum = sum_terms(s, figures_.terms, figures_.limbs, workers, monitor, [&](u64 n_done) {
+                meter.add(static_cast<double>(n_before + n_done - n_done_));
+                n_done_ = n_before + n_done;
+                percent.reset();
+                percent.emplace(summing.node(), percent_text(n_done, figures_.terms));
+                status.refresh(true);
+            });
         }
         monitor.warnings.report(status);
-    }
-    const u64 end = ticks(), frequency = os::performance_frequency();
+        return *std::move(sum);
+    });
+    const u64 end = calls.ticks(), frequency = os::performance_frequency();
     total_ = std::move(total);
     status.Status_Line("");
     status.Status_ColoredLine({{'w', "End Time: "}, {'Y', date_time_text()}});
@@ -164,12 +179,14 @@ void BBPSession::print_digits(Status& status) const {
 }
 
 std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor) {
+    constexpr const char* kFunction = "BBPv2::pi_digits()";
+    if (offset > kMaxOffset) throw InvalidParametersException(kFunction, "The offset is too large.");
     const Figures figures = figures_of(number, offset, digits);
-    FractionFloat total(figures.limbs);
-    for (const SubSum& at_0 : formula(number).sub_sums) {
-        const SubSum s = at_offset(at_0, offset);
-        add_signed(total, s, sum_terms(s, figures.terms, figures.limbs, workers, monitor, [](u64) {}));
-    }
+    const std::string refused = cannot_start(figures, workers.modes);
+    if (!refused.empty()) throw InvalidParametersException(kFunction, refused);
+    const FractionFloat total = sum_formula(number, offset, figures, [&](const SubSum& s) {
+        return sum_terms(s, figures.terms, figures.limbs, workers, monitor, [](u64) {});
+    });
     return total.hexadecimal(digits);
 }
 

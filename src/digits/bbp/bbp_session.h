@@ -29,6 +29,12 @@ struct BBPSettings {
     Modes modes;
 };
 
+// What a run asks of the system.
+struct SessionCalls {
+    u64 (*ticks)() = os::performance_counter;  // measures the time; 0: the clock cannot be read
+    os::OsError (*set_affinity)(const std::vector<u32>&) = os::set_thread_affinity;
+};
+
 class BBPSession {
   public:
     explicit BBPSession(BBPSettings settings = {});
@@ -43,13 +49,13 @@ class BBPSession {
     std::string cannot_start() const;
 
     // Sums all sub-sums and reports: settings, sub-sums, times, digits. Throws RunStopped when the monitor
-    // asks for it, and InvalidParametersException with cannot_start(). `ticks` is what the time is measured
-    // with; 0 says that it cannot be read.
-    void run(Status& status, RunMonitor& monitor, u64 (*ticks)() = os::performance_counter);
+    // asks for it, and InvalidParametersException with cannot_start().
+    void run(Status& status, RunMonitor& monitor, const SessionCalls& calls = {});
 
-    // The total of the last run that came to its end: every bit is defined by formula, offset and number of
-    // digits.
-    const FractionFloat& total() const { return *total_; }
+    // The total of the last run: every bit is defined by formula, offset and number of digits. Throws
+    // InvalidParametersException "There is no total." before a run and after one that did not come to its
+    // end.
+    const FractionFloat& total() const;
     // The percentage of all terms that is summed: of a run that was stopped.
     double percent_done() const;
 
@@ -57,7 +63,7 @@ class BBPSession {
     double n_terms() const;  // of all sub-sums
     void print_settings(Status& status) const;
     void print_digits(Status& status) const;
-    Workers workers() const;
+    Workers workers(const SessionCalls& calls) const;
 
     BBPSettings settings_;
     Figures figures_;
@@ -65,8 +71,12 @@ class BBPSession {
     u64 n_done_ = 0;  // terms, of all sub-sums
 };
 
+// Empty when a computation can start; else what BBPSession::cannot_start() says.
+std::string cannot_start(const Figures& figures, const Modes& modes);
+
 // The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
-// checks others with them. Reports nothing.
+// checks others with them. Reports nothing. Throws InvalidParametersException with cannot_start() and
+// "The offset is too large.", before anything is computed.
 std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor);
 
 }  // namespace kalvor::BBPv2

@@ -99,7 +99,7 @@ class Sum {
     void pin(u64 index) {
         const u32 processor = workers_.processors[index % workers_.processors.size()];
         if (!workers_.set_affinity({processor})) return;
-        if (pinning_refused_.exchange(true)) return;
+        if (workers_.pinning_refused->exchange(true)) return;
         monitor_.warnings.add({{"Failed to set thread affinity.", ' ', true}});
     }
 
@@ -116,7 +116,7 @@ class Sum {
                 n_left_begin_ = end;
             }
             for (const RangePiece& piece : SummableRange(workers_.modes, sub_sum_, begin, end)) {
-                warn_of_large_divisors(piece);
+                warn_of_large_divisors(sub_sum_, piece, monitor_.warnings);
                 sum.add(sub_sum_, piece.mode, piece.begin, piece.end, [this](u64 n) {
                     n_done_.fetch_add(n, std::memory_order_relaxed);
                     if (stopped_.load(std::memory_order_relaxed) || monitor_.stop.requested()) {
@@ -130,12 +130,6 @@ class Sum {
         }
     }
 
-    // The splitter sees to it that this never happens.
-    void warn_of_large_divisors(const RangePiece& piece) {
-        const ModeRow& mode = mode_row(piece.mode);
-        if (sub_sum_.divisor(piece.end - 1) > mode.limit) monitor_.warnings.add({{mode.warning, ' ', true}});
-    }
-
     const SubSum sub_sum_;
     const u64 n_terms_;
     const Workers& workers_;
@@ -143,7 +137,6 @@ class Sum {
 
     std::atomic<u64> n_done_{0};
     std::atomic<bool> stopped_{false};
-    std::atomic<bool> pinning_refused_{false};
     std::atomic<bool> failure_told_{false};
     std::mutex mutex_;  // of what follows
     std::condition_variable all_ended_;
@@ -159,6 +152,11 @@ u64 chunk_size(u64 n_left, u64 n_threads) {
     if (n_left < kSmallestChunk) return n_left;
     const u64 share = std::max(n_left / (2 * n_threads) + 1, kSmallestChunk);
     return std::min(kLargestChunk * n_threads, std::min(n_left, share));
+}
+
+void warn_of_large_divisors(const SubSum& sub_sum, const RangePiece& piece, Warnings& warnings) {
+    const ModeRow& mode = mode_row(piece.mode);
+    if (sub_sum.divisor(piece.end - 1) > mode.limit) warnings.add({{mode.warning, ' ', true}});
 }
 
 FractionFloat sum_terms(const SubSum& sub_sum, u64 n_terms, u64 n_limbs, const Workers& workers,

@@ -1,7 +1,10 @@
 // The sum of one sub-sum on several threads.
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include "base/names/names.h"
 #include "digits/bbp/bbp_formulas.h"
@@ -26,7 +29,12 @@ struct Workers {
     Modes modes = {};
     const BbpKernels* kernels = nullptr;  // nullptr: those of the level in use
     os::OsError (*set_affinity)(const std::vector<u32>&) = os::set_thread_affinity;
+    // Shared by the sub-sums of a run: whether its one warning of a refusal was given.
+    std::shared_ptr<std::atomic<bool>> pinning_refused = std::make_shared<std::atomic<bool>>(false);
 };
+
+// Warns when a piece reaches beyond the divisors of its mode. SummableRange() makes no such piece.
+void warn_of_large_divisors(const SubSum& sub_sum, const RangePiece& piece, Warnings& warnings);
 
 // The terms 0 <= k < n_terms, modulo 1 and without the sub-sum's sign. Any number of threads and any cut give
 // the same limbs. `progress` is called on the calling thread every tenth of a second, and at the end, with

@@ -14,8 +14,8 @@
 namespace kalvor::BBPv2 {
 
 // Every term is cut to the limbs of the sum by truncation, so that the sum is one defined number whatever the
-// mode, the instruction set and the order. About 30 operations of a vector and 5 for each limb, for eight
-// terms and a bit of the exponent (README.md); 72 bytes a limb and some 30 KiB.
+// mode, the instruction set and the order. For eight terms: about 30 vector operations, 8 for each bit of the
+// exponent, 5 for each limb (README.md). Takes 72 bytes a limb and some 30 KiB.
 class RangeSum {
   public:
     explicit RangeSum(u64 n_limbs, const BbpKernels& kernels = bbp_kernels());

@@ -49,7 +49,8 @@ std::vector<RangePiece> SummableRange(const Modes& modes, const SubSum& sub_sum,
         const u64 limit = mode_row(mode).limit;
         if (cursor >= k1) break;
         if (!modes.has(mode) || limit < sub_sum.b) continue;
-        const u64 end = (limit - sub_sum.b) / sub_sum.a;
+        // The k at the limit is left to the next mode; the last one has none to leave it to.
+        const u64 end = (limit - sub_sum.b) / sub_sum.a + (mode == modes.highest() ? 1 : 0);
         if (cursor >= end) continue;
         pieces.push_back({mode, cursor, std::min(end, k1)});
         cursor = pieces.back().end;

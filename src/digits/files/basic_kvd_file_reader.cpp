@@ -26,9 +26,9 @@ constexpr u64 kLeastWindow = 2 * kSectorBytes;
 // Words that stay in the first-level cache with their digits.
 constexpr u64 kBlockWords = 512;
 
-// Headers take some 200 bytes; one that goes on is read on.
+// Headers take some 200 bytes; one that goes on is read on, up to 64 KiB in all before it becomes rare.
 ParsedKvdHeader read_header(RawFile& file) {
-    for (const u64 bytes : {kSectorBytes, 16 * kSectorBytes, kLongestKvdHeader}) {
+    for (const u64 bytes : {kSectorBytes, 15 * kSectorBytes, kLongestKvdHeader}) {
         const GuardedBuffer head(bytes, kSectorBytes);
         const u64 got = file.load_available(head.get(), 0, bytes);
         if (auto parsed = parse_kvd_header({static_cast<const char*>(head.get()), got})) {

@@ -15,8 +15,8 @@ namespace kalvor {
 
 class BasicKvdFileReader final : public BasicDigitReader {
   public:
-    // Reads the header, and nothing else of the file. Throws FileException for one that is not a header of a
-    // compressed digit file, with the texts of check_kvd_header(), and InconsistentMetaData.
+    // Reads the header, and nothing else of the file. Throws FileException for one that is not the header of
+    // a compressed digit file, with the texts of check_kvd_header(), and InconsistentMetaData.
     explicit BasicKvdFileReader(const std::string& path,
                                 const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Through a handle that is open already; it stays open.
@@ -30,7 +30,7 @@ class BasicKvdFileReader final : public BasicDigitReader {
     u64 words() const { return shape_.words; }
     DigitRange get_range() const { return shape_.range; }
 
-    std::string first_digits() const override { return parsed_.header.first_digits; }
+    std::string first_digits() const override { return shape_.first_digits; }
     // Of the set: 0 in every file but a last one that is not full.
     u64 total_digits() const override { return parsed_.header.total_digits; }
     // Within this file.
@@ -38,8 +38,8 @@ class BasicKvdFileReader final : public BasicDigitReader {
     u64 buffer_size(u64 count, u64 limit) const override;
 
     // words[0..count) = the file's words from `first` on. scratch: at least three sectors. Throws
-    // FileException "Read error." for words that the file does not have, "Invalid Digit" for one that is no
-    // word of digits.
+    // FileException "Read error." for words that the file does not have, "Invalid Digit" for one that does
+    // not stand for digits.
     void read_words(Word* words, u64 first, u64 count, AlignedBufferC scratch);
     // Throw what read_words() does, and InvalidParametersException outside of the file's range.
     void load_digits(u8* values, u64 start, u64 count, AlignedBufferC scratch,

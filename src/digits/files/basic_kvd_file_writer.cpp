@@ -120,8 +120,8 @@ void BasicKvdFileWriter::store_range(u64 start, u64 count, const u8* values, Pac
                 "\nAvailable Range: " + range.text());
     }
     if (count == 0) return;
-    // A refused range must not spoil what stands there.
-    if (window_.overlaps_written(start, start + count) && !are_digits(values, count, radix_)) {
+    // A refused range must not spoil what stands there or behind it in the window: forget() drops both.
+    if (window_.overlaps_written(start, range.end) && !are_digits(values, count, radix_)) {
         throw InvalidParametersException(kStoring, "Invalid Digit");
     }
     const u64 begin = start - range.begin, end = begin + count;

@@ -21,7 +21,8 @@ class BasicKvdSetReader final : public BasicDigitReader {
     // incomplete.", and what BasicKvdFileReader throws.
     explicit BasicKvdSetReader(const std::string& path,
                                const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
-    // Files that the caller opens, whatever their names; nullptr: there is none of that id. `id` is there.
+    // Files that the caller opens, whatever their names; nullptr: the set has no file of that id. There is
+    // one of `id`.
     using Opener = std::function<std::shared_ptr<FileIO::RawFile>(u64 id)>;
     BasicKvdSetReader(std::string base, u64 id, Opener open);
     ~BasicKvdSetReader() override;

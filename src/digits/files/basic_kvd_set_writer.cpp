@@ -45,6 +45,7 @@ PublishedFile& KvdSetFiles::file(u64 id) {
             files_.erase(id);
             throw;
         }
+        if (replaces_read_only_) file->replace_read_only();
     } else if (!file->is_open()) {
         file->resume();
     }
@@ -60,14 +61,51 @@ std::map<u64, PublishedFile*> KvdSetFiles::files() const {
 
 void KvdSetFiles::discard() {
     const std::lock_guard<std::mutex> lock(mutex_);
+    failed_ = nullptr;
     for (const auto& [id, file] : files_) {
-        if (!file->is_open() && file->complete_bytes() != 0) file->resume();
+        if (file->is_resting()) file->resume();
         file->discard();
     }
     files_.clear();
 }
 
+void KvdSetFiles::replace_read_only() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    replaces_read_only_ = true;
+    for (const auto& [id, file] : files_) file->replace_read_only();
+}
+
+void KvdSetFiles::on_begun(std::function<void(const PublishedFile&)> begun) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    begun_ = std::move(begun);
+}
+
+void KvdSetFiles::note_begun(const PublishedFile& file) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (begun_) begun_(file);
+}
+
+bool KvdSetFiles::needs_space() const {
+    const PublishedFile* const failed = failed_;
+    return failed != nullptr && failed->needs_space();
+}
+
 // ---- the writer
+
+namespace {
+
+// Does work on a file; when it fails, the set knows which file it was.
+template <class Work>
+void watch(KvdSetFiles& files, const PublishedFile& file, Work work) {
+    try {
+        work();
+    } catch (...) {
+        files.note_failure(&file);
+        throw;
+    }
+}
+
+}  // namespace
 
 BasicKvdSetWriter::BasicKvdSetWriter(const std::string& base, std::string_view first_digits, u8 radix,
                                      u64 digits_per_file, u64 total_digits, u64 window_bytes,
@@ -94,17 +132,11 @@ BasicKvdSetWriter::BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFil
       warnings_(warnings) {}
 
 BasicKvdSetWriter::~BasicKvdSetWriter() {
-    // What was finished and not published did not pass its check: the files keep their names.
-    if (is_finished_ || is_closed_) return;
+    // What was finished and not published did not pass its check: the files keep their names. For files that
+    // somebody else keeps there is no check any more either; their writers leave them or warn.
+    if (is_finished_ || is_closed_ || own_ == nullptr) return;
     try {
-        if (own_) {
-            close();
-            return;
-        }
-        // Nor is there a check any more for what somebody else keeps; what is not finished warns.
-        for (const auto& [id, writer] : writers_) {
-            if (writer->is_complete()) writer->finish();
-        }
+        close();
     } catch (const Exception& error) {
         error.print();
     }
@@ -114,22 +146,61 @@ BasicKvdSetWriter::Writer BasicKvdSetWriter::writer(u64 id) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (is_finished_ || is_closed_) throw InvalidParametersException(kStoring, "File is closed.");
     const auto there = writers_.find(id);
-    if (there != writers_.end()) return there->second;
-    let_go_of_complete_files();
+    if (there != writers_.end()) {
+        const Writer& writer = there->second;
+        if (writer->file().is_resting() && !writer->is_complete()) {
+            let_go_of_files();
+            files_.file(id);
+            resting_--;
+        }
+        return writer;
+    }
+    let_go_of_files();
     const KvdFileSpec spec{first_digits_, radix_, digits_per_file_, total_digits_, id};
     (void)BasicKvdFileWriter::bytes(spec);  // refuses before the file is made
-    return writers_
-        .emplace(id, std::make_shared<BasicKvdFileWriter>(files_.file(id), spec, window_bytes_, warnings_))
+    PublishedFile& file = files_.file(id);
+    files_.note_begun(file);
+    return writers_.emplace(id, std::make_shared<BasicKvdFileWriter>(file, spec, window_bytes_, warnings_))
         .first->second;
 }
 
-void BasicKvdSetWriter::let_go_of_complete_files() {
-    if (writers_.size() - resting_ < kOpenFiles) return;
-    for (const auto& [id, writer] : writers_) {
-        if (!writer->file().is_open() || !writer->is_complete()) continue;
-        writer->finish();
-        writer->file().rest();
-        resting_++;
+// Closes files when too many are open: the complete ones, and where that is not enough all that no thread is
+// writing into.
+void BasicKvdSetWriter::let_go_of_files() {
+    for (const bool complete : {true, false}) {
+        if (writers_.size() - resting_ < kOpenFiles) return;
+        for (const auto& [id, writer] : writers_) {
+            // A second run asks for the first file before the others: while it is held, the set is.
+            if (id == writers_.begin()->first || !writer->file().is_open()) continue;
+            // Another thread gets its reference from writer() alone, under the mutex.
+            if (complete ? !writer->is_complete() : writer.use_count() > 1) continue;
+            watch(files_, writer->file(), [&, &file = writer] {
+                if (complete) {
+                    file->finish();
+                } else {
+                    file->rest();
+                }
+            });
+            writer->file().rest();
+            resting_++;
+        }
+    }
+}
+
+// After a file was used: those whose windows are the oldest give them back, outside of the mutex.
+void BasicKvdSetWriter::rest_windows(u64 used, bool is_complete) {
+    std::vector<Writer> oldest;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        std::erase(windows_, used);
+        if (!is_complete) windows_.push_back(used);
+        while (windows_.size() > kOpenWindows) {
+            oldest.push_back(writers_.at(windows_.front()));
+            windows_.erase(windows_.begin());
+        }
+    }
+    for (const Writer& writer : oldest) {
+        watch(files_, writer->file(), [&] { writer->rest(); });
     }
 }
 
@@ -151,10 +222,9 @@ void BasicKvdSetWriter::make_commands(u64 start, u64 count, Store store) {
         const u64 at = start + done;
         const u64 n = std::min(count - done, digits_per_file_ - at % digits_per_file_);
         const Writer file = writer(at / digits_per_file_);
-        store(*file, at, n);
+        watch(files_, file->file(), [&] { store(*file, at, n); });
         done += n;
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (writers_.size() > kOpenWindows) file->rest();
+        rest_windows(at / digits_per_file_, file->is_complete());
     }
 }
 
@@ -181,7 +251,9 @@ void BasicKvdSetWriter::finish() {
         throw FileException("BasicKvdSetWriter::finish()", "Not all digits were written.",
                             BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(files_.base(), id)));
     }
-    for (const auto& [id, writer] : writers_) writer->finish();
+    for (const auto& [id, writer] : writers_) {
+        watch(files_, writer->file(), [&, &file = writer] { file->finish(); });
+    }
     is_finished_ = true;
 }
 

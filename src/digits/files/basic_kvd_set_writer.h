@@ -2,11 +2,14 @@
 // the first of its digits comes, and is " (incomplete)" until it is closed with all of them.
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/names/names.h"
 #include "digits/files/basic_kvd_file_writer.h"
@@ -25,6 +28,14 @@ class KvdSetFiles {
     FileIO::PublishedFile& file(u64 id);
     // Those that were made.
     std::map<u64, FileIO::PublishedFile*> files() const;
+    // Also of the files that are made later: PublishedFile::replace_read_only().
+    void replace_read_only();
+    // Called with each file that a writer begins to write into.
+    void on_begun(std::function<void(const FileIO::PublishedFile&)> begun);
+    void note_begun(const FileIO::PublishedFile& file) const;
+    // The file that failed last, and whether it was for want of space that may come.
+    void note_failure(const FileIO::PublishedFile* file) { failed_ = file; }
+    bool needs_space() const;
     void discard();
 
     const std::string& base() const { return base_; }
@@ -38,14 +49,18 @@ class KvdSetFiles {
     const std::string base_;
     mutable std::mutex mutex_;
     std::map<u64, std::unique_ptr<FileIO::PublishedFile>> files_;
+    std::function<void(const FileIO::PublishedFile&)> begun_;
+    bool replaces_read_only_ = false;
+    std::atomic<const FileIO::PublishedFile*> failed_ = nullptr;
 };
 
 class BasicKvdSetWriter final : public BasicDigitWriter {
   public:
-    // Complete files beyond so many are closed, and opened again to be read back and published. Nothing can
-    // then be written into them any more.
+    // Files beyond so many are closed until there is something to do with them; into a complete one nothing
+    // can then be written any more. The first file stays open: it keeps other runs away from the set.
     static constexpr u64 kOpenFiles = 200;
-    // Files that are neither complete nor untouched keep their window in memory up to this number of them.
+    // Files that were begun and are not complete keep their window in memory up to this number of them; those
+    // that were used least recently give theirs back.
     static constexpr u64 kOpenWindows = 32;
 
     // digits_per_file: 0 = one file. total_digits: 0 = no end. Throws InvalidParametersException "Single-file
@@ -95,7 +110,8 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     template <class Store>
     void make_commands(u64 start, u64 count, Store store);
     Writer writer(u64 id);
-    void let_go_of_complete_files();
+    void let_go_of_files();
+    void rest_windows(u64 used, bool is_complete);
 
     const std::unique_ptr<KvdSetFiles> own_;  // empty when somebody else keeps the files
     KvdSetFiles& files_;
@@ -108,6 +124,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     std::mutex mutex_;
     std::map<u64, Writer> writers_;
     u64 resting_ = 0;
+    std::vector<u64> windows_;  // ids of files with a window in memory, the last used one at the end
     bool is_finished_ = false, is_closed_ = false;
 };
 

@@ -62,8 +62,8 @@ void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, Align
     const u64 total = window_.shape().end;
     if (start > total || count > total - start) throw InvalidParametersException(kFunction, "Out of range.");
     if (count == 0) return;
-    // A refused range must not spoil what stands there.
-    if (window_.overlaps_written(start, start + count) && !are_digits(values, count, radix_)) {
+    // A refused range must not spoil what stands there or behind it in the window: forget() drops both.
+    if (window_.overlaps_written(start, total) && !are_digits(values, count, radix_)) {
         throw InvalidParametersException(kFunction, "Invalid Digit");
     }
     window_.seek(window_.shape().head.size() + start);

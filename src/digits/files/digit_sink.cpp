@@ -23,8 +23,10 @@ class FileSink final : public DigitSink {
     os::OsError reserve() override { return file_.reserve(format_.most_bytes(amount_)); }
     bool needs_space() const override { return file_.needs_space(); }
     void replace_read_only() override { file_.replace_read_only(); }
+    void on_begun(std::function<void(const File&)> begun) override { begun_ = std::move(begun); }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
                                                   Warnings* warnings) override {
+        if (begun_) begun_({draft_path(), final_path()});
         return format_.make_writer(file_, first_digits, amount_.radix, amount_.digits, warnings);
     }
     u64 bytes() const override { return file_.file().size(); }
@@ -34,6 +36,7 @@ class FileSink final : public DigitSink {
     const FileFormat& format_;
     PublishedFile file_;
     const DigitAmount amount_;
+    std::function<void(const File&)> begun_;
 };
 
 Named<const DigitFormat*>& formats() {

@@ -5,6 +5,7 @@
 //   auto writer = sink->make_writer(first_digits, ...)   after it; the writer publishes what the sink holds
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -45,6 +46,9 @@ class DigitSink {
     [[nodiscard]] virtual os::OsError reserve() = 0;
     // Whether the last failure was one for want of space that may come.
     virtual bool needs_space() const = 0;
+    // Called from now on with every file that a writer begins to write into, on the thread that does. A file
+    // that was only made and reserved is not begun.
+    virtual void on_begun(std::function<void(const File& file)> begun) = 0;
     // A target that is marked as not to be written is replaced too.
     virtual void replace_read_only() = 0;
     // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
@@ -63,7 +67,8 @@ class DigitFormat {
     virtual ~DigitFormat();
     virtual std::string draft_path(const std::string& base) const = 0;
     virtual std::string final_path(const std::string& base) const = 0;
-    // The files to be, as far as they are made before the computation.
+    // The files to be. Of many, those that are made before the computation and those that may be there
+    // already.
     virtual std::vector<std::string> final_paths(const std::string& base, const DigitAmount&) const {
         return {final_path(base)};
     }

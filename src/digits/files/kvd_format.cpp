@@ -1,11 +1,18 @@
 #include "digits/files/kvd_format.h"
 
 #include <algorithm>
+#include <charconv>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
 #include "digits/files/basic_kvd_set_reader.h"
 #include "digits/files/basic_kvd_set_writer.h"
+#include "os/folder.h"
 
 namespace kalvor {
 
@@ -16,7 +23,7 @@ using FileIO::PublishedFile;
 namespace {
 
 // Files that are made and reserved before the computation. More of them would be more handles than some
-// systems give; the others are made when their digits come.
+// systems give; the others are made when their digits come. Their space is asked for, but not reserved.
 constexpr u64 kHeldFiles = 64;
 // Of a header whose numbers have 20 digits, and whose number has an integer part of 64 bits.
 constexpr u64 kMostHeaderBytes = 280;
@@ -32,6 +39,41 @@ u64 files_of(const DigitAmount& amount) {
 
 u64 held_files_of(const DigitAmount& amount) {
     return std::min(files_of(amount), kHeldFiles);
+}
+
+// The id of a name that ends in "<id>.kvd" or "<id> (incomplete).kvd", whatever the case of its letters.
+std::optional<u64> id_of_name(std::string name) {
+    for (char& c : name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    for (const std::string_view ending : {".kvd", " (incomplete)"}) {
+        if (name.ends_with(ending)) {
+            name.resize(name.size() - ending.size());
+        } else if (ending == ".kvd") {
+            return std::nullopt;
+        }
+    }
+    const std::string digits = name.substr(name.find_last_not_of("0123456789") + 1);
+    u64 id = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), id);
+    if (digits.empty() || error != std::errc()) return std::nullopt;
+    return id;
+}
+
+// The files of the set that may be there: those that are held, and of the others those whose id some name in
+// the folder has. There may be millions of ids; folders have fewer names.
+std::vector<u64> ids_to_check(const std::string& base, const DigitAmount& amount) {
+    const u64 files = files_of(amount), held = held_files_of(amount);
+    std::vector<u64> ids;
+    if (files > held) {
+        const std::string folder = base.substr(0, base.find_last_of("/\\") + 1);
+        for (const std::string& name : os::names_in_folder(folder)) {
+            const std::optional<u64> id = id_of_name(name);
+            if (id && *id >= held && *id < files) ids.push_back(*id);
+        }
+    }
+    for (u64 id = 0; id < held; id++) ids.push_back(id);
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    return ids;
 }
 
 // Written in whole sectors.
@@ -66,16 +108,16 @@ class KvdSink final : public DigitSink {
         }
         return {};
     }
-    bool needs_space() const override {
-        const auto files = files_.files();
-        return std::any_of(files.begin(), files.end(),
-                           [](const auto& entry) { return entry.second->needs_space(); });
-    }
-    void replace_read_only() override {
-        for (const auto& [id, file] : files_.files()) file->replace_read_only();
+    bool needs_space() const override { return files_.needs_space(); }
+    void replace_read_only() override { files_.replace_read_only(); }
+    void on_begun(std::function<void(const File&)> begun) override {
+        files_.on_begun([begun = std::move(begun)](const PublishedFile& file) {
+            begun({file.draft_path(), file.final_path()});
+        });
     }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
                                                   Warnings* warnings) override {
+        files_.note_failure(nullptr);
         return std::make_unique<BasicKvdSetWriter>(files_, first_digits, amount_.radix,
                                                    digits_per_file_of(amount_), amount_.digits,
                                                    SectorWindow::kDefaultBytes, warnings);
@@ -111,7 +153,7 @@ class KvdFormat final : public DigitFormat {
     }
     std::vector<std::string> final_paths(const std::string& base, const DigitAmount& amount) const override {
         std::vector<std::string> paths;
-        for (u64 id = 0; id < held_files_of(amount); id++) {
+        for (const u64 id : ids_to_check(base, amount)) {
             paths.push_back(BasicKvdFileWriter::final_path(KvdSetFiles::file_base(base, id)));
         }
         return paths;
@@ -122,7 +164,7 @@ class KvdFormat final : public DigitFormat {
                file_bytes(amount.radix, digits_of_file(amount, files - 1));
     }
     void check(const std::string& base, const DigitAmount& amount, const FileCalls& calls) const override {
-        for (u64 id = 0; id < held_files_of(amount); id++) {
+        for (const u64 id : ids_to_check(base, amount)) {
             PublishedFile::check(BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(base, id)),
                                  calls);
         }

@@ -109,13 +109,13 @@ KvdShape check_kvd_header(const KvdHeader& header, const std::string& path) {
     shape.digits_per_file = D;
     shape.range = {static_cast<u64>(start), static_cast<u64>(end)};
     shape.words = words_for(shape.range.end - shape.range.begin, header.radix);
-    kvd_first_digits(kFunction, header.first_digits, header.radix, path);
+    shape.first_digits = kvd_first_digits(kFunction, header.first_digits, header.radix, path);
     return shape;
 }
 
 std::string kvd_first_digits(const char* function, std::string_view text, u64 radix,
                              const std::string& path) {
-    const std::size_t point = text.find('.');
+    const std::size_t point = text.substr(0, kLongestIntegerPart).find('.');
     const std::string_view first =
         point == std::string_view::npos ? "" : text.substr(0, point + 1 + kKvdFirstDigits);
     for (std::size_t i = 0; i < first.size(); i++) {

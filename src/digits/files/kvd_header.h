@@ -18,7 +18,7 @@ struct DigitRange {
     std::string text() const;  // "[begin, end)"
 };
 
-// What stands in the header. Numbers are as they were read: letters in them have made them whatever they are.
+// What stands in the header. Numbers are as they were read: letters in them are not refused.
 struct KvdHeader {
     std::string version;
     u64 radix = 0;
@@ -38,12 +38,15 @@ struct KvdShape {
     u64 digits_per_file;  // never more than the total
     DigitRange range;
     u64 words;
+    std::string first_digits;  // the header's up to the 50th, all of them digits
 };
 
 inline constexpr const char* kKvdVersion = "1.1.0";
 inline constexpr u64 kLeastDigitsPerFile = 100;
 // A header's first digits end here.
 inline constexpr u64 kKvdFirstDigits = 50;
+// Integer parts are shorter.
+inline constexpr u64 kLongestIntegerPart = 64;
 inline constexpr u64 kLongestKvdHeader = u64(1) << 20;
 
 constexpr u32 digits_per_word(u64 radix) {
@@ -63,8 +66,8 @@ std::optional<ParsedKvdHeader> parse_kvd_header(std::string_view bytes);
 // Throws FileException and InconsistentMetaData located at BasicKvdFileReader's constructor.
 KvdShape check_kvd_header(const KvdHeader& header, const std::string& path);
 
-// A number's text up to its 50th digit. Throws InconsistentMetaData without a point or with a character that
-// is not a digit of the radix.
+// A number's text up to its 50th digit. Throws InconsistentMetaData without a point among the first 64
+// characters or with a character that is not a digit of the radix.
 std::string kvd_first_digits(const char* function, std::string_view text, u64 radix, const std::string& path);
 
 }  // namespace kalvor

@@ -11,8 +11,8 @@
 
 namespace kalvor {
 
-// What follows the last "." of the path, with it; empty without one. Compared exactly: ".TXT" is none of
-// ours.
+// What follows the last "." of the path, with it; empty without one. Compared exactly: ".TXT" is not an
+// extension of ours.
 std::string_view digit_file_extension(std::string_view path);
 
 // ".txt": a text file, whose radix is told from its digits; ".kvd": the set that the file belongs to, with

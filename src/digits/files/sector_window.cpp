@@ -38,7 +38,7 @@ SectorWindow::~SectorWindow() {
         if (is_finished_ && !is_closed_) {
             file_.leave();
         } else {
-            close();
+            end(own_ != nullptr);
         }
     } catch (const Exception& error) {
         error.print();
@@ -200,7 +200,7 @@ void SectorWindow::abandon() {
     is_closed_ = true;
 }
 
-void SectorWindow::close() {
+void SectorWindow::end(bool may_publish) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (is_closed_) return;
     is_closed_ = true;
@@ -211,11 +211,12 @@ void SectorWindow::close() {
     } closer{file_};
     if (is_finished_ || is_complete()) {
         if (!is_finished_) finish_locked();
-        file_.publish();
+        if (may_publish) file_.publish();
         return;
     }
     warn_incomplete();
     if (failed_) return;
+    if (file_.is_resting()) file_.resume();
     write_all();
     fill_gaps();
     file_.complete(end_);

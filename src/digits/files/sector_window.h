@@ -35,11 +35,13 @@ class SectorWindow {
   public:
     static constexpr u64 kDefaultBytes = u64(4) << 20;
 
-    // One of own and file is the file; what is not owned outlives the window and is closed only by publish().
+    // One of own and file is the file. What is not owned outlives the window, and its owner has it checked:
+    // only publish() and close() give it its final name.
     // window_bytes: the size of one write. warnings: of the run, or nullptr; hears of an incomplete file.
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
                  DigitFileShape shape, u64 window_bytes, Warnings* warnings);
-    // close(). Throws nothing: the report of what goes wrong is printed.
+    // close(), but a complete file that is not owned keeps its incomplete name: nobody has checked it. Throws
+    // nothing: the report of what goes wrong is printed.
     ~SectorWindow();
     SectorWindow(const SectorWindow&) = delete;
     SectorWindow& operator=(const SectorWindow&) = delete;
@@ -58,7 +60,8 @@ class SectorWindow {
     std::span<u8> room(u64 unit);
     // So many bytes behind the cursor were filled; it moves behind them.
     void advance(u64 bytes);
-    // What was put behind the cursor without advance() is dropped; nothing that was written may stand there.
+    // Everything behind the cursor is dropped, what was put there without advance() and the rest of the
+    // window: no written digits may stand at any place behind the cursor.
     void forget() { known_ = cursor_; }
     // The bytes behind the cursor (at most 8) as the file has them, fresh where it has none.
     u8* known(u64 bytes);
@@ -79,12 +82,13 @@ class SectorWindow {
     // finish() and publish() when every digit was written. Otherwise warns and leaves the file under its
     // incomplete name. Closing twice does nothing. After a write that failed no other is tried: its exception
     // has told what is wrong.
-    void close();
+    void close() { end(true); }
     // No more attempts, no warning.
     void abandon();
 
   private:
     void finish_locked();
+    void end(bool may_publish);
     void warn_incomplete() const;
     void open_at(u64 offset);
     void make_known(u64 end);

@@ -46,10 +46,12 @@ Replacement check_target(const std::string& folder, const OutputFiles::Request& 
     const DigitFormat& format = format_of(request);
     Replacement all;
     for (const std::string& path : format.final_paths(folder + request.base_name, request.amount())) {
-        const Replacement one =
-            check_replacement(format, path, request.radix, request.digits, options.overwrite, *options.calls);
+        const Replacement one = check_replacement(format, path, request.radix, request.digits,
+                                                  options.overwrite, *options.calls, all.digits);
         all.of_read_only |= one.of_read_only;
         if (all.remark.empty()) all.remark = one.remark;
+        // A file that belongs to no digits says nothing of those that follow.
+        if (!all.digits && one.digits != 0) all.digits = one.digits;
     }
     return all;
 }
@@ -110,6 +112,8 @@ std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Re
     auto sink = format_of(request).make_sink(folder + request.base_name, request.amount(), *options_.calls);
     if (options_.ledger) {
         for (const DigitSink::File& file : sink->files()) options_.ledger->made(file.draft_path);
+        sink->on_begun(
+            [ledger = options_.ledger](const DigitSink::File& file) { ledger->begun(file.draft_path); });
     }
     const Replacement replacement = check_target(folder, request, options_);
     if (!replacement.remark.empty()) status_.Status_Line(replacement.remark);
@@ -143,11 +147,6 @@ void OutputFiles::reserve_space() {
     status_.Status_ColoredLine({{'w', "Warning: "}, {'Y', text}});
 }
 
-void OutputFiles::note_begun(const DigitSink& sink) const {
-    if (options_.ledger == nullptr) return;
-    for (const DigitSink::File& file : sink.files()) options_.ledger->begun(file.draft_path);
-}
-
 OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
     Entry* entry = nullptr;
     for (Entry& e : entries_) {
@@ -162,7 +161,6 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
             DigitSink& sink = *entry->sink;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
             const auto writer = sink.make_writer(first, digits.warnings());
-            note_begun(sink);
             OutputStats stats;
             try {
                 stats = radix == 10 ? digits.write_dec_digits(*writer) : digits.write_hex_digits(*writer);
@@ -177,7 +175,6 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 choice.again = true;
             }
             if (!choice.again) {
-                note_begun(sink);
                 if (verify) digits.read_check(*writer->read_back(), stats);
                 const u64 bytes = sink.bytes();
                 const std::vector<DigitSink::File> files = sink.files();

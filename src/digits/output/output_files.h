@@ -75,7 +75,6 @@ class OutputFiles {
 
     std::unique_ptr<DigitSink> make(const std::string& folder, const Request& request) const;
     void reserve_space();
-    void note_begun(const DigitSink& sink) const;
     Choice ask_for_space(const Entry& entry, int attempt) const;
     void move(Entry& entry, const std::string& folder);
 

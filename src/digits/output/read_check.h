@@ -14,7 +14,7 @@ namespace kalvor {
 
 // Reads with one task, whatever the context has; polls it between pieces. scratch: kReadCheckBytes or more
 // make large reads; at least two sectors of 4096 bytes. Throws InvalidParametersException for a file that is
-// no digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
+// not a digit file of the radix, AlgorithmFailedException "Digit output failed. Metadata cross-check doesn't
 // match." when hash or counts differ.
 inline constexpr u64 kReadCheckBytes = (u64(1) << 20) + 4096;
 void read_check(Status& status, const DigitFormat& format, const std::string& file, const OutputStats& stats,

@@ -1,5 +1,6 @@
 #include "digits/output/replacement.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "base/command_line/shown_text.h"
@@ -20,8 +21,9 @@ constexpr const char* kWayOut =
 
 // The digits of a file that can be read; nothing when it is not a digit file.
 std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix,
-                             const FileCalls& calls) {
+                             std::optional<u64> of_set, const FileCalls& calls) {
     try {
+        if (of_set) return std::max(*of_set, format.make_reader(path, radix, calls)->total_digits());
         return format.digits_there(path, radix, calls);
     } catch (const Exception&) {
         return std::nullopt;
@@ -31,7 +33,7 @@ std::optional<u64> digits_of(const DigitFormat& format, const std::string& path,
 }  // namespace
 
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
-                              bool overwrite, const FileCalls& calls) {
+                              bool overwrite, const FileCalls& calls, std::optional<u64> of_set) {
     const os::OpenedFile old = calls.open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
@@ -58,7 +60,7 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
     const bool read_only = unreadable || calls.is_read_only(path.c_str());
     const std::optional<u64> there = empty        ? 0
                                      : unreadable ? std::nullopt
-                                                  : digits_of(format, path, radix, calls);
+                                                  : digits_of(format, path, radix, of_set, calls);
     if (!overwrite) {
         if (read_only) {
             throw FileException(kReplaceFunction,
@@ -67,18 +69,19 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
         if (!there) {
             throw FileException(
                 kReplaceFunction,
-                std::string("The file that is there holds something else than digits.") + kWayOut, path);
+                std::string("The file that is there holds something other than digits.") + kWayOut, path);
         }
         if (*there > digits) {
             throw FileException(kReplaceFunction,
-                                "The digit file that is there is longer: it has " +
+                                "The digit file already there is longer: it has " +
                                     Console::format_commas(*there) + " digits, this run makes " +
                                     Console::format_commas(digits) + "." + kWayOut,
                                 path);
         }
     }
-    return {read_only, "Replacing " + CommandLine::shown_path(path) +
-                           (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
+    return {read_only, there,
+            "Replacing " + CommandLine::shown_path(path) +
+                (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
 }
 
 }  // namespace kalvor

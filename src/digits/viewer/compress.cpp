@@ -1,6 +1,7 @@
 #include "digits/viewer/compress.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "base/console/console.h"
 #include "base/console/format.h"
@@ -24,15 +25,15 @@ std::string path_of(const CompressTarget& target, u64 id) {
 // Digits from + 1 ... to, which are those of the files first ... last.
 void compress_range(BasicDigitReader& reader, u64 from, u64 to, u64 total, u64 first, u64 last,
                     const CompressTarget& target, const ViewerRun& run) {
-    const u64 D =
-        target.digits_per_file == 0 ? BasicKvdSetWriter::single_file(total) : target.digits_per_file;
+    // What is there is measured as a whole, so what is made counts as a whole too.
+    const u64 digits = total == 0 ? to : total;
+    std::optional<u64> of_set;
     for (u64 id = first; id <= last; id++) {
-        const u64 begin = id * D;
-        announce_replacement(kKvdFormat, path_of(target, id), reader.radix(), std::min(D, to - begin));
+        announce_replacement(kKvdFormat, path_of(target, id), reader.radix(), digits, run, of_set);
         if (id == last) break;  // of all ids
     }
     BasicKvdSetWriter writer(target.base, reader.first_digits(), reader.radix(), target.digits_per_file,
-                             total, SectorWindow::kDefaultBytes, warnings_of(run));
+                             total, SectorWindow::kDefaultBytes, warnings_of(run), run.files);
     transfer(reader, from, to - from, writer, 0, run, print_offset);
     writer.close();
     print_written(first == last ? path_of(target, first)

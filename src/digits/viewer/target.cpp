@@ -7,9 +7,18 @@
 
 namespace kalvor::DigitViewer2 {
 
-void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits) {
-    const Replacement replacement = check_replacement(digit_format(format), path, radix, digits, false);
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
+                          const ViewerRun& run, std::optional<u64>& of_set) {
+    const Replacement replacement =
+        check_replacement(digit_format(format), path, radix, digits, false, run.files, of_set);
+    if (!of_set && replacement.digits != 0) of_set = replacement.digits;
     if (!replacement.remark.empty()) Console::print_line(replacement.remark);
+}
+
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
+                          const ViewerRun& run) {
+    std::optional<u64> alone;
+    announce_replacement(format, path, radix, digits, run, alone);
 }
 
 Warnings* warnings_of(const ViewerRun& run) {

@@ -1,6 +1,7 @@
 // What extracting and compressing say of the files that they write.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,8 +11,12 @@
 
 namespace kalvor::DigitViewer2 {
 
-// Refuses to replace what must not be replaced (replacement.h), and says what will be.
-void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits);
+// Refuses to replace what must not be replaced (replacement.h), and says what will be. of_set: see there; it
+// is filled for the next file of the same set.
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
+                          const ViewerRun& run, std::optional<u64>& of_set);
+void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
+                          const ViewerRun& run);
 
 // Of the run; nullptr without one.
 Warnings* warnings_of(const ViewerRun& run);

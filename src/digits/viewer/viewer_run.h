@@ -5,6 +5,7 @@
 
 #include "base/names/names.h"
 #include "os/types.h"
+#include "platform/fileio/file_calls.h"
 #include "platform/parallel/basic_parallelizer.h"
 
 namespace kalvor::DigitViewer2 {
@@ -19,6 +20,7 @@ struct ViewerCalls {
 struct ViewerRun {
     const ParallelContext& parallel;
     const ViewerCalls& calls = ViewerCalls::of_this_machine();
+    const FileIO::FileCalls& files = FileIO::FileCalls::of_this_machine();  // for what is written
 };
 
 // Carries out what an action does once it has been asked for: with tasks, and ended by interrupts

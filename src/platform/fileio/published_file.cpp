@@ -1,5 +1,7 @@
 #include "platform/fileio/published_file.h"
 
+#include <algorithm>
+
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/error_output.h"
@@ -94,13 +96,16 @@ void PublishedFile::complete(u64 bytes) {
 }
 
 void PublishedFile::rest() {
-    if (!is_complete_) throw FileException("PublishedFile::rest()", "The file is not complete.", draft_path_);
+    if (!is_open()) return;
+    written_before_ = std::max(written_before_, file_->written_end());
     file_->close();
+    is_resting_ = true;
 }
 
 void PublishedFile::resume() {
     file_ = std::make_shared<RawFile>(draft_path_, OpenMode::read_write, true, false, calls_);
-    require_complete_size();
+    is_resting_ = false;
+    if (is_complete_) require_complete_size();
 }
 
 void PublishedFile::require_complete_size() const {
@@ -137,9 +142,18 @@ void PublishedFile::publish() {
 }
 
 void PublishedFile::leave() {
+    if (is_resting_ && !is_complete_) {
+        // Its reserved space is given back.
+        try {
+            resume();
+        } catch (const FileException&) {
+            return;
+        }
+    }
     if (!is_open()) return;
-    if (!is_complete_ && file_->written_end() == 0) return discard();
-    if (!is_complete_) file_->cut_quietly(file_->written_end());
+    const u64 written = std::max(written_before_, file_->written_end());
+    if (!is_complete_ && written == 0) return discard();
+    if (!is_complete_) file_->cut_quietly(written);
     file_->close();
 }
 

@@ -47,10 +47,11 @@ class PublishedFile {
 
     // The content is there: the file is cut to `bytes` and on the device.
     void complete(u64 bytes);
-    // A complete file can be let go of until it is published, where there are more of them than handles;
-    // meanwhile nothing holds it. resume() throws FileException when it is not as complete() left it.
+    // A file can be let go of where there are more of them than handles; meanwhile nothing holds it. resume()
+    // throws FileException when it is not there, or not as complete() left it.
     void rest();
     void resume();
+    bool is_resting() const { return is_resting_; }
     // As complete() was told.
     u64 complete_bytes() const { return complete_bytes_; }
     // Gives the file its final name, durably, and closes it. Replaces what has that name. A refused rename is
@@ -74,6 +75,8 @@ class PublishedFile {
     std::shared_ptr<RawFile> file_;
     u64 complete_bytes_ = 0;
     bool is_complete_ = false;
+    bool is_resting_ = false;
+    u64 written_before_ = 0;  // the end of what was stored before the last rest()
     bool replaces_read_only_ = false;
 };
 

@@ -16,6 +16,7 @@
 #include "base/command_line/refusal.h"
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
+#include "digits/bbp/bbp_command.h"
 #include "platform/sysinfo/feature_check.h"
 #include "support/capture_console.h"
 #include "support/crash.h"
@@ -175,6 +176,14 @@ TEST_F(StartUp, HelpComesAtOnce) {
                                                             trel::Console::print_line(line);
                                                         }
                                                     }) + "{w}\n");
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"pause:-2", "help", "bbp"}, {"pause:-2", "bbp", "--help"}}) {
+        EXPECT_EQ(run(words, 0), "<console><path>" + printed([] {
+                                     for (const std::string& line : BBPv2::bbp_help_page()) {
+                                         trel::Console::print_line(line);
+                                     }
+                                 }) + "{w}\n");
+    }
     // What "-o" takes asks for nothing.
     const std::string text = run({"pause:-2", "custom", "pi", "-dec:x", "-o", "-h"}, 1);
     EXPECT_NE(text.find("-dec: \"x\" is not a number."), std::string::npos) << text;

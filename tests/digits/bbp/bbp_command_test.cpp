@@ -80,6 +80,29 @@ TEST(BbpCommandTest, RunsWhatIsAskedFor) {
     EXPECT_EQ(console.take(), "");
 }
 
+// The page that an error points at has every option that is read.
+TEST(BbpCommandTest, ThePageHasEveryOption) {
+    std::string page;
+    for (const std::string& line : bbp_help_page()) {
+        EXPECT_LE(line.size(), 79u) << line;
+        page += line + "\n";
+    }
+    for (const auto& row : bbp_option_table()) {
+        const std::string form = "\n    " + row.text.name + row.text.value_form;
+        const std::size_t at = page.find(form);
+        ASSERT_NE(at, std::string::npos) << row.text.name;
+        const std::size_t help = page.find(row.text.help.substr(0, 10), at);
+        EXPECT_LT(help - at, 100u) << row.text.name;
+    }
+    CaptureConsole console;
+    EXPECT_EXIT(
+        {
+            print_to_stderr();
+            parsed({"-offest:5"});
+        },
+        testing::ExitedWithCode(1), "kalvor help bbp");
+}
+
 TEST(BbpCommandTest, TheWordAloneIsTheMenu) {
     CaptureConsole console;
     ParameterList parameters({"kalvor", "bbp"});

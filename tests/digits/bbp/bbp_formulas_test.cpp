@@ -69,6 +69,24 @@ TEST(BbpFormulasTest, ReachOfTheModes) {
             EXPECT_GT(figures_of(number, reach - 23, 8).largest_divisor, row.limit);
         }
     }
+    // What may start has a mode for every term of every sub-sum.
+    for (u64 mode = 0; mode < kModes; mode++) {
+        Modes modes{{false, false, false}};
+        modes.enabled[mode] = true;
+        for (u64 number = 0; number < kFormulas; number++) {
+            const u64 reach = number == kOriginalBbp ? rows[mode].original : rows[mode].bellard;
+            for (u64 back = 24; back < 34; back++) {
+                const u64 terms = figures_of(number, reach - back, 8).terms;
+                for (const SubSum& s : formula(number).sub_sums) {
+                    std::vector<RangePiece> pieces;
+                    ASSERT_NO_THROW(pieces = SummableRange(modes, s, terms - 5, terms))
+                        << number << " " << s.a << "k + " << s.b;
+                    ASSERT_EQ(pieces.back().end, terms);
+                    EXPECT_LE(s.divisor(terms - 1), rows[mode].limit);
+                }
+            }
+        }
+    }
     // The largest offset that is accepted never starts, and its exponents fit.
     EXPECT_GT(figures_of(kOriginalBbp, kMaxOffset, 8).largest_divisor, kBbpLimitC);
     EXPECT_EQ(at_offset(formula(kOriginalBbp).sub_sums[0], kMaxOffset).e,
@@ -90,7 +108,7 @@ TEST(BbpFormulasTest, TailBegins) {
 
 class SummableRangeTest : public testing::Test {
   protected:
-    // One admissible k at each limit is left to the next mode.
+    // One admissible k at each limit is left to the next mode, if there is one.
     const SubSum s_{8, 5, -4, 0, false};
     const u64 end_a_ = (kBbpLimitA - 5) / 8, end_b_ = (kBbpLimitB - 5) / 8, end_c_ = (kBbpLimitC - 5) / 8;
 };
@@ -123,10 +141,11 @@ TEST_F(SummableRangeTest, Refuses) {
         return std::string("none");
     };
     EXPECT_EQ(message({{false, false, false}}, 0, 10), "No modes enabled.");
-    EXPECT_EQ(message({{true, false, false}}, 5, end_a_ + 1),
-              "No mode is able to handle this range.\n[5, " + std::to_string(end_a_ + 1) + ")");
-    EXPECT_EQ(message({}, end_c_, end_c_ + 1).substr(0, 37), "No mode is able to handle this range.");
-    EXPECT_EQ(message({}, end_c_ - 1, end_c_), "none");
+    EXPECT_EQ(message({{true, false, false}}, 5, end_a_ + 2),
+              "No mode is able to handle this range.\n[5, " + std::to_string(end_a_ + 2) + ")");
+    EXPECT_EQ(message({{true, false, false}}, 5, end_a_ + 1), "none");
+    EXPECT_EQ(message({}, end_c_ + 1, end_c_ + 2).substr(0, 37), "No mode is able to handle this range.");
+    EXPECT_EQ(message({}, end_c_ - 1, end_c_ + 1), "none");
 }
 
 TEST(BbpModesTest, TextsAndLimits) {

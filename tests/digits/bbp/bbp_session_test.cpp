@@ -30,7 +30,7 @@ std::string printed(BBPSession& session, bool colors, u64 (*ticks)() = trel::os:
     CaptureConsole console(colors ? CaptureConsole::terminal : CaptureConsole::redirected, colors);
     trel::LinearConsoleNode status(79, 0.1);
     trel::RunMonitor monitor;
-    session.run(status, monitor, ticks);
+    session.run(status, monitor, {.ticks = ticks});
     std::string text = console.take();
     text = std::regex_replace(text, std::regex("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9:]+"), "<date>");
     return std::regex_replace(text, std::regex("[0-9.]+ seconds  \\( [0-9.]+ minutes \\)"), "<time>");
@@ -176,6 +176,75 @@ TEST(BbpSessionTest, CannotStart) {
     s.formula = 2;
     EXPECT_THROW(session.update_settings(s), trel::InvalidParametersException);
     EXPECT_EQ(session.settings().offset, kMaxOffset);
+}
+
+// Every sub-sum starts its own workers; the run has one warning.
+TEST(BbpSessionTest, PinningRefusedIsOneWarningOfTheRun) {
+    BBPSettings s = settings(kBellardBbp, 1000, 8);
+    s.pin_threads = true;
+    BBPSession session(s);
+    for (int round = 0; round < 2; round++) {
+        CaptureConsole console;
+        trel::LinearConsoleNode status(79, 0.1);
+        trel::RunMonitor monitor;
+        session.run(status, monitor, {.set_affinity = [](const std::vector<trel::u32>&) {
+                        return trel::os::OsError{1, trel::os::ErrorCategory::other};
+                    }});
+        const std::string text = console.take(), warning = "Failed to set thread affinity.";
+        const std::size_t first = text.find(warning);
+        ASSERT_NE(first, std::string::npos);
+        EXPECT_EQ(text.find(warning, first + 1), std::string::npos);
+        EXPECT_NE(text.find("16^-1001\n\n  49F1C09B "), std::string::npos);
+    }
+}
+
+TEST(BbpSessionTest, DigitsForOthersAreRefusedBeforeTheyAreSummed) {
+    trel::RunMonitor monitor;
+    const auto message = [&](u64 offset, Modes modes) {
+        try {
+            return pi_digits(kBellardBbp, offset, 8, {2, {}, modes}, monitor);
+        } catch (const trel::InvalidParametersException& e) {
+            return e.function + "|" + e.message;
+        }
+    };
+    const std::string at = "BBPv2::pi_digits()|";
+    EXPECT_EQ(message(1000, {}), "49F1C09B");
+    EXPECT_EQ(message(kMaxOffset, {}), at + "Cannot Start: Divisor exceeds limit of 2^61 - 1.");
+    EXPECT_EQ(message(kMaxOffset + 1, {}), at + "The offset is too large.");
+    EXPECT_EQ(message(1000, {{false, false, false}}), at + "Cannot Start: No modes enabled.");
+}
+
+TEST(BbpSessionTest, NoTotalWithoutARunThatEnded) {
+    BBPSession session(settings(kBellardBbp, 1000, 8));
+    EXPECT_THROW((void)session.total(), trel::InvalidParametersException);
+    printed(session, false);
+    EXPECT_NO_THROW((void)session.total());
+    trel::RunMonitor monitor;
+    monitor.stop.request();
+    EXPECT_THROW(session.run(trel::null_status(), monitor), trel::RunStopped);
+    EXPECT_THROW((void)session.total(), trel::InvalidParametersException);
+}
+
+// Stopped when the fourth of four sub-sums begins.
+TEST(BbpSessionTest, AStoppedRunTellsItsPercentage) {
+    static int sub_sums;
+    static trel::RunMonitor* run;
+    BBPSettings s = settings(kOriginalBbp, 20000, 8);
+    s.threads = 1;
+    s.pin_threads = true;
+    BBPSession session(s);
+    trel::RunMonitor monitor;
+    sub_sums = 0;
+    run = &monitor;
+    EXPECT_THROW(session.run(trel::null_status(), monitor,
+                             {.set_affinity =
+                                  [](const std::vector<trel::u32>&) {
+                                      if (++sub_sums == 4) run->stop.request();
+                                      return trel::os::OsError{};
+                                  }}),
+                 trel::RunStopped);
+    EXPECT_GE(session.percent_done(), 75);
+    EXPECT_LT(session.percent_done(), 80);
 }
 
 TEST(BbpSessionTest, AStoppedRunTellsHowFarItCame) {

@@ -184,6 +184,23 @@ TEST(BbpSumTest, PinningRefusedIsOneWarning) {
     EXPECT_EQ(warned(monitor), "\nFailed to set thread affinity.\n");
 }
 
+// The splitter makes no such pieces.
+TEST(BbpSumTest, PiecesBeyondTheirModeAreWarnedOf) {
+    const SubSum s{8, 1, -4, 2, false};
+    const std::pair<Mode, const char*> rows[] = {
+        {Mode::a, "\nMaximum coefficient size of 2^49 has been exceeded.\n"},
+        {Mode::b, "\nMaximum coefficient size of 2^51 has been exceeded.\n"},
+        {Mode::c, "\nMaximum coefficient size of 2^61 has been exceeded.\n"}};
+    for (const auto& [mode, text] : rows) {
+        const u64 last = (mode_row(mode).limit - s.b) / s.a;
+        trel::RunMonitor monitor;
+        warn_of_large_divisors(s, {mode, last, last + 1}, monitor.warnings);
+        EXPECT_EQ(warned(monitor), "");
+        warn_of_large_divisors(s, {mode, last, last + 2}, monitor.warnings);
+        EXPECT_EQ(warned(monitor), text);
+    }
+}
+
 TEST(BbpSumTest, ExceptionsOfWorkersReachTheCaller) {
     const SubSum s = at_offset(formula(kOriginalBbp).sub_sums[0], 100);
     Workers w = workers(3);

@@ -257,6 +257,23 @@ TEST(KvdFileTest, ARefusedRangeSpoilsNothing) {
     }
 }
 
+// Pieces in descending order: what stands behind the refused one is in the window and not yet in the file.
+TEST(KvdFileTest, ARefusedRangeSpoilsNothingBehindIt) {
+    const kalvor_test::TemporaryFolder folder;
+    const std::vector<u8> digits = random_digits(2000, 10, 21);
+    for (const u64 at : {0, 700, 790}) {
+        BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, 2000, 0, 0});
+        writer.store_digits_B(digits.data() + 1000, 1000, 1000);
+        std::vector<u8> wrong(200, 1);
+        wrong[150] = 10;
+        EXPECT_EQ(refusal_of([&] { writer.store_digits_B(wrong.data(), at, 200); }),
+                  "InvalidParametersException|BasicKvdFileWriter::store_digits_B()|Invalid Digit");
+        writer.store_digits_B(digits.data(), 0, 1000);
+        writer.close();
+        EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, 2000, 0, 0, digits)) << at;
+    }
+}
+
 TEST(KvdFileTest, IncompleteFilesKeepTheirName) {
     const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> digits = random_digits(200, 10, 7);

@@ -165,6 +165,12 @@ TEST(KvdHeaderTest, FirstDigitsEndBehindTheFiftieth) {
     EXPECT_EQ(kvd_first_digits("f", kPi50 + "?", 10, "p"), kPi50);
 }
 
+TEST(KvdHeaderTest, IntegerPartsHaveALimit) {
+    const std::string longest(63, '1');
+    EXPECT_EQ(kvd_first_digits("f", longest + ".5", 10, "p"), longest + ".5");
+    EXPECT_THROW(kvd_first_digits("f", longest + "1.5", 10, "p"), DigitViewer2::InconsistentMetaData);
+}
+
 // ---- files
 
 class KvdHeaderFileTest : public testing::Test {
@@ -175,6 +181,33 @@ class KvdHeaderFileTest : public testing::Test {
     }
     const kalvor_test::TemporaryFolder folder_;
 };
+
+// What nobody has looked at goes to nobody's terminal.
+TEST_F(KvdHeaderFileTest, ReadersHandOutCheckedDigitsOnly) {
+    KvdHeader header = pi_header();
+    for (const std::string& rest : {std::string("\033[2J"), std::string(900000, '7')}) {
+        header.first_digits = kPi50 + rest;
+        folder_.write("x.kvd", header.text());
+        EXPECT_EQ(BasicKvdFileReader(folder_.file("x.kvd")).first_digits(), kPi50);
+    }
+}
+
+// At most 64 KiB are read to open a file whose header is no longer than that.
+TEST_F(KvdHeaderFileTest, LongHeadersCostLittle) {
+    KvdHeader header = pi_header();
+    for (const u64 more : {0, 10000, 60000}) {
+        header.first_digits = kPi50 + std::string(more, '7');
+        folder_.write("x.kvd", header.text() + std::string(100000, 'x'));
+        const FaultyFile disk;
+        const BasicKvdFileReader reader(folder_.file("x.kvd"));
+        u64 bytes = 0;
+        for (const FaultyFile::Made& call : disk.calls()) {
+            if (call.call == FaultyFile::Call::read) bytes += call.bytes;
+        }
+        EXPECT_GT(bytes, 0U);
+        EXPECT_LE(bytes, 65536U) << more;
+    }
+}
 
 TEST_F(KvdHeaderFileTest, FilesThatEndInTheirHeader) {
     const std::string end = "FileException|BufferedReader()|Unexpected end of file.";
@@ -201,6 +234,8 @@ TEST_F(KvdHeaderFileTest, HeadersWithoutEnd) {
 TEST_F(KvdHeaderFileTest, FirstDigitsOfAMegabyte) {
     KvdHeader header = pi_header();
     header.first_digits = std::string(900000, '1') + ".";
+    EXPECT_NE(refusal(header.text()).find("InconsistentMetaData"), std::string::npos);
+    header.first_digits = "3." + std::string(900000, '1');
     EXPECT_EQ(refusal(header.text()), "nothing thrown");
     header.first_digits = std::string(900000, 'x');
     EXPECT_NE(refusal(header.text()).find("InconsistentMetaData"), std::string::npos);

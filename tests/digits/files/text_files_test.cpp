@@ -178,6 +178,22 @@ TEST(TextWriter, ARefusedRangeSpoilsNothing) {
     EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
 }
 
+TEST(TextWriter, ARefusedRangeSpoilsNothingBehindIt) {
+    const kalvor_test::TemporaryFolder folder;
+    const std::vector<u8> values = random_values(2000, 10, 9);
+    std::vector<u8> wrong(200, 1);
+    wrong[150] = 10;
+    for (const u64 at : {0, 700, 790}) {
+        BasicTextWriter writer(folder.file("x"), "3.", 10, 2000);
+        writer.store_digits(values.data() + 1000, 1000, 1000, {}, serial_context());
+        EXPECT_EQ(message_of([&] { writer.store_digits(wrong.data(), at, 200, {}, serial_context()); }),
+                  "BasicTextWriter::store_digits()|Invalid Digit");
+        writer.store_digits(values.data(), 0, 1000, {}, serial_context());
+        writer.close();
+        EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values)) << at;
+    }
+}
+
 TEST(TextWriter, IncompleteFilesKeepTheirName) {
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(20000, 10, 5);

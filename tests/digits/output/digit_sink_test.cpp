@@ -368,6 +368,113 @@ TEST(DigitSinkTest, SetsFollowTheRuleForWhatIsThere) {
     EXPECT_THROW(open(kDigits), trel::FileIO::FileException);
 }
 
+// The rule holds for every file of a set, not only for those that are held before the computation.
+TEST(DigitSinkTest, LargeSetsFollowTheRuleToo) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    constexpr u64 kLarge = 7000;  // 70 files
+    Writing run(kLarge, kLarge, 0);
+    run.writer.convert();
+    const std::vector<OutputFiles::Request> requests = {{10, "x", kLarge, kKvdFormat, 100}};
+    const auto refusal = [&] {
+        std::string text;
+        for (const bool whole : {false, true}) {
+            try {
+                if (whole) {
+                    OutputFiles output(folder.file(""), requests, {}, status);
+                } else {
+                    OutputFiles::check(folder.file(""), requests, {});
+                }
+                text += "none|";
+            } catch (const trel::FileIO::FileException& e) {
+                text += e.message.substr(0, 30) + "|";
+            }
+        }
+        return text;
+    };
+    EXPECT_EQ(refusal(), "none|none|");
+    folder.write("x - 70.kvd", "a letter");
+    folder.write("another - 66 (incomplete).kvd", "a letter");
+    EXPECT_EQ(refusal(), "none|none|") << "not of this set";
+    folder.write("x - 66.kvd", "a letter");
+    EXPECT_EQ(refusal(), "The file that is there holds s|The file that is there holds s|");
+    std::filesystem::remove(folder.file("x - 66.kvd"));
+    {
+        const PublishedFile other(folder.file("x - 69 (incomplete).kvd"), folder.file("x - 69.kvd"));
+        EXPECT_THROW(OutputFiles::check(folder.file(""), requests, {}), trel::FileIO::FileException);
+    }
+    folder.write("x - 66.kvd", "a letter");
+    std::filesystem::permissions(folder.file("x - 66.kvd"), std::filesystem::perms::owner_read);
+    const OutputOptions options{.overwrite = true};
+    OutputFiles output(folder.file(""), requests, options, status);
+    (void)output.write(run.writer, 10, true);
+    EXPECT_TRUE(set_content(folder, "x", 70) == set_of(pi_digits(10, kLarge), 10, 100, 70));
+}
+
+// Each file of the old set is opened a few times, however many there are.
+TEST(DigitSinkTest, AnOldSetIsCountedOnce) {
+    const kalvor_test::TemporaryFolder folder;
+    constexpr u64 kFiles = 100;
+    const std::vector<u8> values(100 * kFiles, 7);
+    {
+        BasicKvdSetWriter writer(folder.file("x"), "3.", 10, 100, values.size());
+        writer.store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
+        writer.close();
+    }
+    const FaultyFile disk;
+    OutputFiles::check(folder.file(""), {{10, "x", values.size(), kKvdFormat, 100}}, {});
+    EXPECT_GE(disk.count(FaultyFile::Call::open), kFiles);
+    EXPECT_LE(disk.count(FaultyFile::Call::open), 5 * kFiles);
+}
+
+// An interrupt deletes what holds nothing, and names what was begun.
+TEST(DigitSinkTest, TheLedgerKnowsWhichFilesAreBegun) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    constexpr u64 kLarge = 7000;
+    Writing run(kLarge, kLarge, 0);
+    run.writer.convert();
+    FileLedger ledger;
+    const OutputOptions options{.ledger = &ledger};
+    OutputFiles output(folder.file(""), {{10, "x", kLarge, kKvdFormat, 100}}, options, status);
+    EXPECT_EQ(ledger.empty().size(), 64U);
+    std::vector<std::size_t> begun;
+    FaultyFile disk;
+    disk.on_call([&](FaultyFile::Call call) {
+        if (call != FaultyFile::Call::write) return;
+        begun.push_back(ledger.kept().size());
+        EXPECT_EQ(ledger.empty().size() + std::min<std::size_t>(begun.back(), 64), 64U);
+    });
+    (void)output.write(run.writer, 10, true);
+    ASSERT_FALSE(begun.empty());
+    EXPECT_EQ(begun.front(), 1U);
+    EXPECT_EQ(begun.back(), 70U) << "those that are made late are known too";
+    EXPECT_TRUE(ledger.empty().empty());
+    EXPECT_EQ(ledger.kept().size(), 70U);
+}
+
+// A volume that was full once says nothing of what fails later.
+TEST(DigitSinkTest, OnlyTheLastFailureAsksForSpace) {
+    const kalvor_test::TemporaryFolder folder;
+    const std::vector<u8> values(300, 7);
+    const auto sink = digit_format(kKvdFormat).make_sink(folder.file("x"), {10, 300, 100});
+    const auto fail = [&](u64 write, trel::os::OsError error) {
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, write, error);
+        const auto writer = sink->make_writer("3.", nullptr);
+        EXPECT_FALSE(sink->needs_space());
+        EXPECT_THROW(writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context()),
+                     trel::FileIO::FileException);
+        writer->abandon();
+    };
+    fail(2, FaultyFile::disk_full());
+    EXPECT_TRUE(sink->needs_space());
+    fail(1, FaultyFile::write_fault());
+    EXPECT_FALSE(sink->needs_space());
+}
+
 // Nobody is there: the digits are kept, and the set is written again from its beginning.
 TEST(DigitSinkTest, ASetIsTriedAgainOnAFullVolume) {
     const kalvor_test::TemporaryFolder folder;
@@ -406,6 +513,45 @@ TEST(DigitSinkTest, ASetThatFailsNamesNoFile) {
     EXPECT_FALSE(folder.has("Dec - 1.kvd"));
     run.monitored.show();
     EXPECT_NE(console.take().find("Warning, closing incomplete file"), std::string::npos);
+}
+
+// Nor does a disk that refuses a write and then a flush make the rest of them look checked.
+TEST(DigitSinkTest, ASetThatFailsTwiceNamesNoFile) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    Writing run(kDigits, kDigits, 0);
+    run.writer.convert();
+    for (const char* format : {kKvdFormat, kTextFormat}) {
+        const bool is_set = format == std::string(kKvdFormat);
+        const std::string name = is_set ? "Dec - 1.kvd" : "Dec.txt";
+        folder.write(name, "an older file");
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, format, is_set ? kPerFile / 2 : 0}},
+                           {.overwrite = true}, status);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, is_set ? 5 : 2, FaultyFile::write_fault());
+        disk.fail(FaultyFile::Call::flush, 1, FaultyFile::write_fault());
+        EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
+        EXPECT_EQ(folder.read(name), "an older file");
+        EXPECT_FALSE(folder.has("Dec - 2.kvd"));
+    }
+}
+
+// A file that others keep gets its name when they say so: not from a writer that is merely destroyed.
+TEST(DigitSinkTest, ACompleteFileThatNobodyCheckedKeepsItsName) {
+    const std::vector<u8> values(250, 7);
+    for (const char* format : {kKvdFormat, kTextFormat}) {
+        const kalvor_test::TemporaryFolder folder;
+        const auto sink = digit_format(format).make_sink(folder.file("x"), {10, 250, 100});
+        {
+            const auto writer = sink->make_writer("3.", nullptr);
+            writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context());
+        }
+        EXPECT_FALSE(folder.has("x.txt"));
+        EXPECT_FALSE(folder.has("x - 0.kvd"));
+        EXPECT_TRUE(
+            folder.has(format == std::string(kTextFormat) ? "x (incomplete).txt" : "x - 0 (incomplete).kvd"));
+    }
 }
 
 TEST(DigitSinkTest, TheSpaceOfASetIsReserved) {

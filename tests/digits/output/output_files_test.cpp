@@ -138,7 +138,7 @@ TEST_F(OutputFilesTest, LongerFilesAreKept) {
     const std::string longer = "3." + pi_digits(10, kDigits + 1);
     folder_.write("Pi.txt", longer);
     EXPECT_EQ(refusal(),
-              "The digit file that is there is longer: it has 20,001 digits, this run makes 20,000. "
+              "The digit file already there is longer: it has 20,001 digits, this run makes 20,000. "
               "Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.");
     EXPECT_EQ(folder_.read("Pi.txt"), longer);
     EXPECT_EQ(files().size(), 1U);
@@ -167,7 +167,7 @@ TEST_F(OutputFilesTest, WhatIsNotADigitFileIsKept) {
     folder_.write("Pi.txt", "a shopping list");
     EXPECT_EQ(
         refusal(),
-        "The file that is there holds something else than digits. Move it away or choose another folder. "
+        "The file that is there holds something other than digits. Move it away or choose another folder. "
         "\"kalvor custom\" replaces it with -overwrite:1.");
     EXPECT_EQ(folder_.read("Pi.txt"), "a shopping list");
     open({.overwrite = true});

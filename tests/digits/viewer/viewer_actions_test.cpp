@@ -61,7 +61,8 @@ TEST_F(ViewerActionsTest, TheFirstRowFromDigit26EndsInDigit50) {
     const auto reader = text(std::string(25, '1') + "2345678901234567890123456" + "7");
     CaptureConsole console(CaptureConsole::terminal, true);
     view_range(*reader, 26, 25, run_);
-    EXPECT_EQ(console.take(), "\n{Y}" + std::string(27, ' ') + "23456 7890123456 7890123456 {w} :  {G}50\n{w}");
+    EXPECT_EQ(console.take(),
+              "\n{Y}" + std::string(27, ' ') + "23456 7890123456 7890123456 {w} :  {G}50\n{w}");
 }
 
 TEST_F(ViewerActionsTest, HexadecimalDigitsAreLowerCase) {

@@ -294,8 +294,6 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
     {
         PublishedFile file(draft(), target());
         file.file().store(data.get(), 0, 8192);
-        EXPECT_EQ(message_of(Form::with_path, [&] { file.rest(); }),
-                  "PublishedFile::rest()|The file is not complete.|" + draft());
         file.complete(kBytes);
         file.rest();
         EXPECT_FALSE(file.is_open());
@@ -315,6 +313,39 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
             draft());
     file.leave();
     EXPECT_EQ(folder_.read("x (incomplete)"), "another") << "left as it is";
+}
+
+// Nor need they be complete: what was stored stays, what was only reserved does not.
+TEST_F(PublishedFiles, BegunFilesCanBeLetGoOf) {
+    GuardedBuffer data(8192, kSectorBytes);
+    std::memset(data.get(), 'r', 8192);
+    {
+        PublishedFile file(draft(), target());
+        EXPECT_FALSE(file.reserve(1 << 20).failed());
+        file.file().store(data.get(), 0, 4096);
+        file.rest();
+        EXPECT_TRUE(file.is_resting());
+        EXPECT_FALSE(file.is_open());
+        file.resume();
+        file.file().store(data.get(), 4096, 4096);
+        file.complete(kBytes);
+        file.publish();
+        EXPECT_EQ(folder_.read("x"), content('r'));
+    }
+    for (const bool resumed : {false, true}) {
+        {
+            PublishedFile file(draft(), target());
+            EXPECT_FALSE(file.reserve(1 << 20).failed());
+            file.file().store(data.get(), 0, 4096);
+            file.rest();
+            if (resumed) file.resume();
+        }
+        EXPECT_EQ(folder_.read("x (incomplete)"), std::string(4096, 'r')) << resumed;
+    }
+    PublishedFile gone(draft(), target());
+    gone.rest();
+    gone.leave();
+    EXPECT_FALSE(folder_.has("x (incomplete)")) << "nothing was stored";
 }
 
 TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {

@@ -31,7 +31,7 @@ TEST(OutputTest, ALongerFileIsKeptUnlessToldOtherwise) {
     const ProgramRun refused = run_in(folder, {"custom", "pi", "-dec:1000"});
     EXPECT_EQ(refused.exit_code, 1);
     EXPECT_TRUE(
-        says(refused, "The digit file that is there is longer: it has 2,000 digits, this run makes 1,000."))
+        says(refused, "The digit file already there is longer: it has 2,000 digits, this run makes 1,000."))
         << refused.out;
     EXPECT_FALSE(says(refused, "Begin Computation:")) << refused.out;
     EXPECT_EQ(read_file(folder / kFile), longer);
