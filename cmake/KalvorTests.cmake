@@ -11,7 +11,9 @@ enable_testing()
 add_test(NAME includes
          COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_SOURCE_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/check_includes.cmake)
 add_test(NAME docs COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_SOURCE_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/check_docs.cmake)
-set_tests_properties(includes docs PROPERTIES LABELS quick)
+add_test(NAME suites
+         COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_SOURCE_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/check_suites.cmake)
+set_tests_properties(includes docs suites PROPERTIES LABELS quick)
 
 if(NOT CMAKE_HOST_WIN32 AND NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_test(NAME launchers COMMAND sh ${CMAKE_SOURCE_DIR}/tests/launchers/launchers_test.sh ${CMAKE_SOURCE_DIR})

@@ -26,9 +26,9 @@ std::vector<std::string> seeds_of(const std::string& target) {
     return seeds;
 }
 
-class FuzzReplay : public testing::TestWithParam<fuzz::Target> {};
+class FuzzReplayTest : public testing::TestWithParam<fuzz::Target> {};
 
-TEST_P(FuzzReplay, SeedsAndTheirMutations) {
+TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
     const std::vector<std::string> seeds = seeds_of(GetParam().name);
     ASSERT_GE(seeds.size(), 5u);
     std::mt19937_64 random(20240229);
@@ -64,7 +64,7 @@ TEST_P(FuzzReplay, SeedsAndTheirMutations) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(fuzz::kTargets),
+INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplayTest, testing::ValuesIn(fuzz::kTargets),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(FuzzReplayDeathTest, ABrokenPropertyEndsTheProcess) {

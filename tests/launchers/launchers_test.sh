@@ -253,9 +253,9 @@ cat >build/release/Testing/Temporary/LastTest.log <<'LOG'
 x_test.cpp:5: Skipped
 lldb is not installed
 
-[  SKIPPED ] CrashDump.ADebuggerReadsIt (0 ms)
+[  SKIPPED ] CrashDumpTest.ADebuggerReadsIt (0 ms)
 [  SKIPPED ] 1 test, listed below:
-[  SKIPPED ] CrashDump.ADebuggerReadsIt
+[  SKIPPED ] CrashDumpTest.ADebuggerReadsIt
 x_test.cpp:7: Skipped
 no such disk
 [  SKIPPED ] Files/Some.Thing/1, where GetParam() = true (12 ms)
@@ -263,7 +263,7 @@ LOG
 END
 (cd / && echo "typed ahead" | PATH=$machine/bin "$root/run-tests" release -L quick) >"$machine/out" 2>"$machine/err"
 is $? 0
-is "$(cat "$machine/out")" "Skipped: CrashDump.ADebuggerReadsIt (lldb is not installed)
+is "$(cat "$machine/out")" "Skipped: CrashDumpTest.ADebuggerReadsIt (lldb is not installed)
 Skipped: Files/Some.Thing/1 (no such disk)"
 is "$(calls 'ctest --preset release -j[0-9]* -L quick$')" 1
 touch "$machine/failing"
@@ -296,8 +296,8 @@ case="tests that were run again"
 mkdir -p "$scratch/again/Testing/Temporary"
 cat >"$scratch/again/Testing/Temporary/LastTest.log" <<'EOF'
 1/3 Testing: os
-[  FAILED  ] Files.Rename (3 ms)
-[  FAILED  ] Files.Rename
+[  FAILED  ] FilesTest.Rename (3 ms)
+[  FAILED  ] FilesTest.Rename
 Test Failed.
 1/3 Testing: os
 Test Passed.
@@ -308,7 +308,7 @@ Test Failed.
 3/3 Testing: program
 Test Passed.
 EOF
-is "$("$source/.ci/repeated" "$scratch/again")" "Repeated: os (2 runs; failed: Files.Rename)
+is "$("$source/.ci/repeated" "$scratch/again")" "Repeated: os (2 runs; failed: FilesTest.Rename)
 Repeated: program (2 runs; failed: no case named: it crashed, or its time was up)"
 is "$("$source/.ci/repeated" "$scratch/nothing")" ""
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# A test program that is started in a terminal takes no keys from it: RunReported.AnythingElseIsACrash ends in the pause
+# A test program that is started in a terminal takes no keys from it: RunReportedTest.AnythingElseIsACrash ends in the pause
 # that waits for one.
 #   terminal_test.sh <test program of app/entry>
 set -u
@@ -8,7 +8,7 @@ trap 'rm -rf "$scratch"' EXIT
 cd "$scratch" || exit 1
 # A terminal on which nobody types, and whose end never comes.
 mkfifo keys
-timeout 60 script -qec "stty -g; '$1' --gtest_filter=RunReported.AnythingElseIsACrash; stty -g" /dev/null <>keys >out
+timeout 60 script -qec "stty -g; '$1' --gtest_filter=RunReportedTest.AnythingElseIsACrash; stty -g" /dev/null <>keys >out
 code=$?
 cat out
 [ $code -eq 0 ] || { echo "exit code $code"; exit 1; }

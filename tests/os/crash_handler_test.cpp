@@ -13,7 +13,7 @@
 using namespace trel;
 
 // The folder may be anybody's: a file that has the name may be the user's own, a link may point to one.
-TEST(MiniDumpFile, LeavesAloneWhatWasThere) {
+TEST(MiniDumpFileTest, LeavesAloneWhatWasThere) {
     const kalvor_test::TemporaryFolder folder;
     const std::string path = folder / "a.dmp", link = folder / "link.dmp", target = folder / "target";
     std::ofstream(path, std::ios::binary) << "mine";
@@ -27,7 +27,7 @@ TEST(MiniDumpFile, LeavesAloneWhatWasThere) {
     }
 }
 
-TEST(MiniDumpFile, OneThatIsDiscardedIsGone) {
+TEST(MiniDumpFileTest, OneThatIsDiscardedIsGone) {
     const kalvor_test::TemporaryFolder folder;
     const std::string path = folder / "a.dmp";
     const os::DumpFile file = os::create_dump_file(path.c_str());
@@ -36,7 +36,7 @@ TEST(MiniDumpFile, OneThatIsDiscardedIsGone) {
     EXPECT_TRUE(folder.files().empty());
 }
 
-TEST(MiniDumpFile, IsWhole) {
+TEST(MiniDumpFileTest, IsWhole) {
     const kalvor_test::TemporaryFolder folder;
     const std::string path = folder / "a.dmp";
     const os::DumpFile file = os::create_dump_file(path.c_str());
@@ -50,7 +50,7 @@ TEST(MiniDumpFile, IsWhole) {
     EXPECT_GE(dump.n_threads(), 1u);
 }
 
-TEST(MiniDumpFile, FailuresHaveANumber) {
+TEST(MiniDumpFileTest, FailuresHaveANumber) {
     const kalvor_test::TemporaryFolder folder;
     const os::DumpFile nowhere = os::create_dump_file((folder / "missing" + "/a.dmp").c_str());
     EXPECT_EQ(nowhere.handle, -1);

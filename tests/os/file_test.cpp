@@ -27,7 +27,7 @@ bool is_there(const std::string& path) {
     return !opened.error && !close_file(opened.handle);
 }
 
-class Files : public ::testing::Test {
+class FilesTest : public ::testing::Test {
   protected:
     OpenedFile open(const std::string& name, FileAccess access, FileFlags flags = {}) const {
         return open_file(folder_.file(name).c_str(), access, flags);
@@ -53,7 +53,7 @@ class Files : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(Files, BytesGoWhereTheyBelong) {
+TEST_F(FilesTest, BytesGoWhereTheyBelong) {
     const i64 file = handle("a", FileAccess::create);
     EXPECT_EQ(write_file(file, "hello", 0, 5).bytes, 5U);
     EXPECT_EQ(write_file(file, "world", 10, 5).bytes, 5U);
@@ -71,7 +71,7 @@ TEST_F(Files, BytesGoWhereTheyBelong) {
     EXPECT_EQ(folder_.read("a"), "heL");
 }
 
-TEST_F(Files, CreateEmptiesReadNeedsAFile) {
+TEST_F(FilesTest, CreateEmptiesReadNeedsAFile) {
     folder_.write("a", "content");
     EXPECT_EQ(refused("none", FileAccess::read), ErrorCategory::not_found);
     EXPECT_EQ(refused("none", FileAccess::read_write), ErrorCategory::not_found);
@@ -84,7 +84,7 @@ TEST_F(Files, CreateEmptiesReadNeedsAFile) {
     EXPECT_NE(refused("", FileAccess::read), ErrorCategory::none) << "a folder is not a file";
 }
 
-TEST_F(Files, SharingRules) {
+TEST_F(FilesTest, SharingRules) {
     using enum FileAccess;
     folder_.write("a", "content");
     for (const FileAccess writer : {create, read_write}) {
@@ -106,7 +106,7 @@ TEST_F(Files, SharingRules) {
     EXPECT_EQ(refused("a", read_write), ErrorCategory::none);
 }
 
-TEST_F(Files, PositionsThatAreNone) {
+TEST_F(FilesTest, PositionsThatAreNone) {
     const i64 file = handle("a", FileAccess::create);
     char byte = 'x';
     const Transfer put = write_file(file, &byte, u64(1) << 63, 1);
@@ -118,7 +118,7 @@ TEST_F(Files, PositionsThatAreNone) {
     EXPECT_FALSE(close_file(file));
 }
 
-TEST_F(Files, RenameReplacesAFileButNoFolder) {
+TEST_F(FilesTest, RenameReplacesAFileButNoFolder) {
     folder_.write("a", "new");
     folder_.write("b", "old");
     EXPECT_FALSE(rename_file(folder_.file("a").c_str(), folder_.file("b").c_str()));
@@ -135,7 +135,7 @@ TEST_F(Files, RenameReplacesAFileButNoFolder) {
     EXPECT_EQ(folder_.read("b"), "new");
 }
 
-TEST_F(Files, NewFilesReplaceNothing) {
+TEST_F(FilesTest, NewFilesReplaceNothing) {
     folder_.write("a", "content");
     EXPECT_EQ(refused("a", FileAccess::create_new), ErrorCategory::exists);
     EXPECT_EQ(folder_.read("a"), "content");
@@ -152,7 +152,7 @@ TEST_F(Files, NewFilesReplaceNothing) {
     EXPECT_EQ(refused("none/a", FileAccess::create_new), ErrorCategory::not_found);
 }
 
-TEST_F(Files, AForgottenFileIsTakenOverAndRemoved) {
+TEST_F(FilesTest, AForgottenFileIsTakenOverAndRemoved) {
     folder_.write("a", "content");
     const i64 file = handle("a", FileAccess::take_over);
     EXPECT_EQ(refused("a", FileAccess::take_over), ErrorCategory::sharing);
@@ -166,7 +166,7 @@ TEST_F(Files, AForgottenFileIsTakenOverAndRemoved) {
 }
 
 // A file is renamed, cut and looked at while its writer holds it.
-TEST_F(Files, AnOpenFileIsRenamed) {
+TEST_F(FilesTest, AnOpenFileIsRenamed) {
     folder_.write("b", "old");
     const i64 file = handle("a", FileAccess::create_new, {.unbuffered = true});
     alignas(4096) static u8 sector[4096];
@@ -185,7 +185,7 @@ TEST_F(Files, AnOpenFileIsRenamed) {
     EXPECT_EQ(folder_.read("b"), "xxxxx");
 }
 
-TEST_F(Files, ReadOnlyIsAMarkOfTheFile) {
+TEST_F(FilesTest, ReadOnlyIsAMarkOfTheFile) {
     folder_.write("a", "old");
     folder_.write("b", "new");
     const std::string a = folder_.file("a"), b = folder_.file("b");
@@ -202,7 +202,7 @@ TEST_F(Files, ReadOnlyIsAMarkOfTheFile) {
     EXPECT_EQ(folder_.read("a"), "new");
 }
 
-TEST_F(Files, TheVolumeHasAName) {
+TEST_F(FilesTest, TheVolumeHasAName) {
     const VolumeSpace space = volume_space(folder_.file("").c_str());
     EXPECT_FALSE(space.error);
     EXPECT_FALSE(space.volume.empty());
@@ -211,7 +211,7 @@ TEST_F(Files, TheVolumeHasAName) {
     EXPECT_TRUE(volume_space(folder_.file("none").c_str()).error);
 }
 
-TEST_F(Files, RemoveExistsAndFolders) {
+TEST_F(FilesTest, RemoveExistsAndFolders) {
     folder_.write("a", "x");
     const std::string a = folder_.file("a"), d = folder_.file("d");
     EXPECT_TRUE(is_there(a));
@@ -233,7 +233,7 @@ TEST_F(Files, RemoveExistsAndFolders) {
     EXPECT_FALSE(is_path_separator('x'));
 }
 
-TEST_F(Files, NamesAreUtf8) {
+TEST_F(FilesTest, NamesAreUtf8) {
     const std::string name = "\xcf\x80 \xe2\x89\x88 3 \xf0\x9f\x98\x80.txt";
     const std::string path = folder_.file("") + name, other = folder_.file("") + "\xc3\xa9";
     const OpenedFile opened = open_file(path.c_str(), FileAccess::create, {});
@@ -250,7 +250,7 @@ TEST_F(Files, NamesAreUtf8) {
 }
 
 // Deeper than the 260 characters that some calls end at.
-TEST_F(Files, LongPaths) {
+TEST_F(FilesTest, LongPaths) {
     std::string path = folder_.file("d"), middle;
     for (int i = 0; i < 6; i++) {
         ASSERT_FALSE(create_folder(path.c_str())) << path.size();
@@ -267,7 +267,7 @@ TEST_F(Files, LongPaths) {
     EXPECT_FALSE(rename_file(middle.c_str(), folder_.file("e").c_str()));
 }
 
-TEST_F(Files, SpaceIsReservedWithoutBytesGettingLost) {
+TEST_F(FilesTest, SpaceIsReservedWithoutBytesGettingLost) {
     const i64 file = handle("a", FileAccess::create);
     ASSERT_FALSE(set_file_size(file, 1 << 20).error);
     // Not every account has the right.
@@ -286,7 +286,7 @@ TEST_F(Files, SpaceIsReservedWithoutBytesGettingLost) {
     EXPECT_FALSE(close_file(file));
 }
 
-TEST_F(Files, UnbufferedAndWriteThrough) {
+TEST_F(FilesTest, UnbufferedAndWriteThrough) {
     std::vector<u8> memory(3 * 4096);
     u8* const buffer = memory.data() + (4096 - reinterpret_cast<u64>(memory.data()) % 4096);
     for (int i = 0; i < 8192; i++) buffer[i] = static_cast<u8>(i * 7);
@@ -315,7 +315,7 @@ TEST_F(Files, UnbufferedAndWriteThrough) {
 }
 
 // From the system's own table, which knows the error of a path that is missing by one of these numbers.
-TEST_F(Files, ErrorsHaveTheSystemsText) {
+TEST_F(FilesTest, ErrorsHaveTheSystemsText) {
     const OpenedFile missing = open("no-such-file", FileAccess::read);
     ASSERT_TRUE(missing.error);
     const std::string text = system_error_text(missing.error.code);
@@ -326,7 +326,7 @@ TEST_F(Files, ErrorsHaveTheSystemsText) {
     EXPECT_FALSE(system_error_text(987654321).empty());
 }
 
-TEST_F(Files, NamesInAFolder) {
+TEST_F(FilesTest, NamesInAFolder) {
     const auto sorted = [](std::vector<std::string> names) {
         std::sort(names.begin(), names.end());
         return names;
@@ -342,7 +342,7 @@ TEST_F(Files, NamesInAFolder) {
     EXPECT_FALSE(names_in_folder("").empty()) << "the current folder";
 }
 
-TEST_F(Files, KindsOfPaths) {
+TEST_F(FilesTest, KindsOfPaths) {
     EXPECT_EQ(path_kind("."), PathKind::folder);
     EXPECT_EQ(path_kind(folder_.file("no-such-file")), PathKind::missing);
     EXPECT_EQ(path_kind(folder_.file("no-such-folder/file")), PathKind::missing);

@@ -26,7 +26,7 @@ double exact(double a, double b, double c) {
 
 }  // namespace
 
-TEST(Fma, RoundsOnce) {
+TEST(FmaTest, RoundsOnce) {
     std::mt19937_64 rng(1);
     const auto number = [&](int spread) {
         const double m = static_cast<double>((rng() >> 11) | (u64(1) << 52));
@@ -57,7 +57,7 @@ TEST(Fma, RoundsOnce) {
     EXPECT_EQ(os::fma(0, 3, 4), 4);
 }
 
-TEST(Fma, ZerosHaveTheirSign) {
+TEST(FmaTest, ZerosHaveTheirSign) {
     const double zero = 0, values[] = {zero, -zero, 1.5, -1.5, 0x1p60 + 0x1p10, -(0x1p60 + 0x1p10)};
     for (const double a : values) {
         for (const double b : values) {
@@ -70,7 +70,7 @@ TEST(Fma, ZerosHaveTheirSign) {
     }
 }
 
-TEST(Fma, LargeFactors) {
+TEST(FmaTest, LargeFactors) {
     std::mt19937_64 rng(2);
     for (int i = 0; i < 20000; i++) {
         const int e = 850 + static_cast<int>(rng() % 173);

@@ -40,7 +40,7 @@ std::string end_of_table() {
 
 }  // namespace
 
-TEST(Smbios, SizesInEveryForm) {
+TEST(SmbiosTest, SizesInEveryForm) {
     const struct {
         u64 size, extended;
         u64 bytes;
@@ -61,7 +61,7 @@ TEST(Smbios, SizesInEveryForm) {
     EXPECT_TRUE(smbios_memory_modules(device(0)).empty());  // an empty socket
 }
 
-TEST(Smbios, ModulesStandInTheTablesOrderAmongOtherRecords) {
+TEST(SmbiosTest, ModulesStandInTheTablesOrderAmongOtherRecords) {
     const std::string table = structure(0, 0x1a, "", {"Maker", "1.0"}) + structure(16, 0x17, "", {}) +
                               device(8192, 0, 0x28, "  first  ") + device(0) +
                               structure(2, 0x0f, "", {"Board"}) + device(4096, 0, 0x54, "second") +
@@ -75,7 +75,7 @@ TEST(Smbios, ModulesStandInTheTablesOrderAmongOtherRecords) {
 }
 
 // Older versions of the standard have shorter records.
-TEST(Smbios, ShortRecordsLackWhatTheyDoNotHold) {
+TEST(SmbiosTest, ShortRecordsLackWhatTheyDoNotHold) {
     for (int length = 4; length <= 0x22; length++) {
         const auto modules = smbios_memory_modules(device(0x7fff, 40960, static_cast<u8>(length)));
         if (length < 0x0e) {
@@ -88,7 +88,7 @@ TEST(Smbios, ShortRecordsLackWhatTheyDoNotHold) {
     }
 }
 
-TEST(Smbios, PartNumberThatIsNotThere) {
+TEST(SmbiosTest, PartNumberThatIsNotThere) {
     std::string area;
     put(area, 0x0c, 1024, 2);
     for (const u64 number : {0, 3, 255}) {
@@ -103,7 +103,7 @@ TEST(Smbios, PartNumberThatIsNotThere) {
     EXPECT_EQ(modules[0].part_number, "");
 }
 
-TEST(Smbios, BrokenTablesEndTheWalk) {
+TEST(SmbiosTest, BrokenTablesEndTheWalk) {
     EXPECT_TRUE(smbios_memory_modules("").empty());
     EXPECT_TRUE(smbios_memory_modules(std::string(3, '\x11')).empty());
     EXPECT_TRUE(smbios_memory_modules(std::string(1000, '\0')).empty());
@@ -133,7 +133,7 @@ TEST(Smbios, BrokenTablesEndTheWalk) {
     }
 }
 
-TEST(Smbios, AnyBytesAreSurvived) {
+TEST(SmbiosTest, AnyBytesAreSurvived) {
     std::mt19937_64 random(20261121);
     const std::string good = structure(0, 0x1a, "", {"Maker", "1.0"}) + device(16384) +
                              device(0x7fff, 65536) + structure(2, 0x0f, "", {"Board"}) + device(512) +
@@ -176,7 +176,7 @@ TEST(Smbios, AnyBytesAreSurvived) {
     EXPECT_GT(found, 10000u);
 }
 
-TEST(Smbios, PrintableText) {
+TEST(SmbiosTest, PrintableText) {
     EXPECT_EQ(os::printable_text(""), "");
     EXPECT_EQ(os::printable_text(" \t\r\n\0 "), "");
     EXPECT_EQ(os::printable_text(" a b \n"), "a b");

@@ -11,7 +11,7 @@
 
 using namespace trel;
 
-TEST(Sync, TheMutexExcludes) {
+TEST(SyncTest, TheMutexExcludes) {
     os::Mutex mutex;
     u64 count = 0;
     std::vector<std::thread> threads;
@@ -35,7 +35,7 @@ TEST(Sync, TheMutexExcludes) {
 }
 
 // A lost wake-up would hang it.
-TEST(Sync, EveryNotificationArrives) {
+TEST(SyncTest, EveryNotificationArrives) {
     os::Mutex mutex;
     os::ConditionVariable wake;
     int turn = 0;
@@ -56,7 +56,7 @@ TEST(Sync, EveryNotificationArrives) {
 }
 
 // The counter lives in the frame that waits and is gone at once.
-TEST(Sync, JoinCountersComeAndGo) {
+TEST(SyncTest, JoinCountersComeAndGo) {
     struct Share {
         os::JoinCounter* join;
         u64 value = 0;

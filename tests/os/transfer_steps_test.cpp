@@ -42,7 +42,7 @@ Transfer run(Device& device, u64 bytes) {
 
 }  // namespace
 
-TEST(TransferSteps, AtMostOneGibibyteACall) {
+TEST(TransferStepsTest, AtMostOneGibibyteACall) {
     const u64 gib = u64(1) << 30;
     Device device({{gib, {}}, {gib, {}}, {5, {}}});
     const Transfer done = run(device, 2 * gib + 5);
@@ -51,13 +51,13 @@ TEST(TransferSteps, AtMostOneGibibyteACall) {
     EXPECT_EQ(device.asked, (Asked{{0, gib}, {gib, gib}, {2 * gib, 5}}));
 }
 
-TEST(TransferSteps, PartialStepsAreContinued) {
+TEST(TransferStepsTest, PartialStepsAreContinued) {
     Device device({{512, {}}, {100, {}}, {1, {}}, {4096 - 613, {}}});
     EXPECT_EQ(run(device, 4096).bytes, 4096U);
     EXPECT_EQ(device.asked, (Asked{{0, 4096}, {512, 3584}, {612, 3484}, {613, 3483}}));
 }
 
-TEST(TransferSteps, InterruptedStepsAreRepeated) {
+TEST(TransferStepsTest, InterruptedStepsAreRepeated) {
     Device device({{0, kInterrupted}, {0, kInterrupted}, {100, {}}, {0, kInterrupted}, {28, {}}});
     const Transfer done = run(device, 128);
     EXPECT_EQ(done.bytes, 128U);
@@ -65,14 +65,14 @@ TEST(TransferSteps, InterruptedStepsAreRepeated) {
     EXPECT_EQ(device.asked, (Asked{{0, 128}, {0, 128}, {0, 128}, {100, 28}, {100, 28}}));
 }
 
-TEST(TransferSteps, NothingMovedIsTheEnd) {
+TEST(TransferStepsTest, NothingMovedIsTheEnd) {
     Device device({{512, {}}, {0, {}}});
     const Transfer done = run(device, 4096);
     EXPECT_EQ(done.bytes, 512U);
     EXPECT_FALSE(done.error);
 }
 
-TEST(TransferSteps, AnErrorEndsIt) {
+TEST(TransferStepsTest, AnErrorEndsIt) {
     Device device({{1024, {}}, {0, kFull}});
     const Transfer done = run(device, 4096);
     EXPECT_EQ(done.bytes, 1024U);
@@ -81,7 +81,7 @@ TEST(TransferSteps, AnErrorEndsIt) {
 }
 
 // Unbuffered reading ends inside the last sector, where the system refuses to go on.
-TEST(TransferSteps, TheEndInsideASectorIsNoError) {
+TEST(TransferStepsTest, TheEndInsideASectorIsNoError) {
     Device inside({{5000, {}}, {0, kInvalid}});
     const Transfer done = run(inside, 8192);
     EXPECT_EQ(done.bytes, 5000U);
@@ -94,7 +94,7 @@ TEST(TransferSteps, TheEndInsideASectorIsNoError) {
     EXPECT_TRUE(run(other, 8192).error);
 }
 
-TEST(TransferSteps, NothingAskedIsNothingDone) {
+TEST(TransferStepsTest, NothingAskedIsNothingDone) {
     Device device({});
     EXPECT_EQ(run(device, 0).bytes, 0U);
 }

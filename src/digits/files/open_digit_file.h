@@ -19,9 +19,9 @@ std::string_view digit_file_extension(std::string_view path);
 // further folders to look for its files in. Throws FileException "This file is incomplete." for one that is
 // still written, InvalidParametersException "No Extension found.", "Unrecognized Extension: ...", and what
 // the readers throw. function: where these errors say that they are found.
-std::unique_ptr<BasicDigitReader> open_digit_file(const std::string& path,
-                                                  const std::vector<std::string>& folders = {},
-                                                  const char* function = "open_digit_file()",
-                                                  const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
+std::unique_ptr<BasicDigitReader> open_digit_file(
+    const std::string& path, const std::vector<std::string>& folders = {},
+    const char* function = "open_digit_file()",
+    const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 
 }  // namespace kalvor

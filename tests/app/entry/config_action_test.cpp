@@ -26,7 +26,7 @@ std::string refused(const std::function<ConfigJob()>& build) {
 
 }  // namespace
 
-TEST(BuildOrReject, SoundSettingsMakeTheJob) {
+TEST(BuildOrRejectTest, SoundSettingsMakeTheJob) {
     int runs = 0;
     CaptureConsole console;
     const ConfigJob job = build_or_reject([&] { return [&] { runs++; }; }, "Cannot run it.");
@@ -36,13 +36,13 @@ TEST(BuildOrReject, SoundSettingsMakeTheJob) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(BuildOrReject, AnExceptionIsReportedFirst) {
+TEST(BuildOrRejectTest, AnExceptionIsReportedFirst) {
     EXPECT_EQ(refused([]() -> ConfigJob { throw trel::KeyNotFoundException("", "Mode"); }),
               "{R}\n\nException Encountered: KeyNotFoundException\n\nMode\n\n\n{w}"
               "|run_config()|Cannot run it.");
 }
 
-TEST(BuildOrReject, AnExpectedExceptionIsAnErrorLine) {
+TEST(BuildOrRejectTest, AnExpectedExceptionIsAnErrorLine) {
     EXPECT_EQ(refused([]() -> ConfigJob { throw ConfigLoadException("Bad settings."); }),
               "\n{R}Bad settings.\n{w}|run_config()|Cannot run it.");
     EXPECT_EQ(refused([]() -> ConfigJob { throw ModeNotSupportedException("Not in RAM."); }),
@@ -50,7 +50,7 @@ TEST(BuildOrReject, AnExpectedExceptionIsAnErrorLine) {
 }
 
 // Another failure is none of the settings'.
-TEST(BuildOrReject, OtherExceptionsPass) {
+TEST(BuildOrRejectTest, OtherExceptionsPass) {
     CaptureConsole console;
     EXPECT_THROW(build_or_reject([]() -> ConfigJob { throw std::bad_alloc(); }, "Cannot run it."),
                  std::bad_alloc);

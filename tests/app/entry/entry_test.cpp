@@ -33,11 +33,11 @@ std::string said(const std::function<void()>& body, int exit_code) {
 
 }  // namespace
 
-TEST(RunReported, NothingEscapes) {
+TEST(RunReportedTest, NothingEscapes) {
     EXPECT_EQ(said([] { trel::Console::print("done"); }, 0), "done");
 }
 
-TEST(RunReported, AnExceptionPrintsItsReport) {
+TEST(RunReportedTest, AnExceptionPrintsItsReport) {
     EXPECT_EQ(said([] { throw trel::LimitExceededException("", "", 0, 1000); }, 1),
               "\n{R}This computation is larger than the program can do. Compute fewer digits.\nSee \"kalvor "
               "help\".\n{w}"
@@ -45,7 +45,7 @@ TEST(RunReported, AnExceptionPrintsItsReport) {
               "    Limit: Unknown\n    Attempted:      1,000\n\n\n{w}");
 }
 
-TEST(RunReported, AStandardExceptionIsARedLine) {
+TEST(RunReportedTest, AStandardExceptionIsARedLine) {
     EXPECT_EQ(
         said([] { throw std::bad_alloc(); }, 1),
         "\n{R}The system did not give more memory. Compute fewer digits, close other programs, or raise the "
@@ -57,11 +57,11 @@ TEST(RunReported, AStandardExceptionIsARedLine) {
               "{R}Uncaught std exception: To swap mode.\n");
 }
 
-TEST(RunReported, ARefusalIsAnErrorLine) {
+TEST(RunReportedTest, ARefusalIsAnErrorLine) {
     EXPECT_EQ(said([] { throw trel::CommandLine::RefusedException("-x: no."); }, 1), "\n{R}-x: no.\n{w}");
 }
 
-TEST(RunReported, WhatIsMissingIsAnErrorLine) {
+TEST(RunReportedTest, WhatIsMissingIsAnErrorLine) {
     EXPECT_EQ(said([] { not_available("The flying carpet"); }, 1),
               "\n{R}The flying carpet is not available in this version.\n{w}");
 }
@@ -69,7 +69,7 @@ TEST(RunReported, WhatIsMissingIsAnErrorLine) {
 namespace {
 
 // Runs the program on a machine of the test's own, whose calls leave their mark in what is printed.
-class StartUp : public testing::Test {
+class StartUpTest : public testing::Test {
   protected:
     void SetUp() override {
         before_ = trel::CommandLine::console_settings();
@@ -133,7 +133,7 @@ std::string checks(const std::string& priority, bool skip_warnings) {
 
 }  // namespace
 
-TEST_F(StartUp, TheStepsInTheirOrder) {
+TEST_F(StartUpTest, TheStepsInTheirOrder) {
     const std::string about = printed(print_about_page);
     // A prompt that was there before: the window stays as it is, and success does not pause.
     EXPECT_EQ(run({"about"}, 0), "<console><path>" + checks("-1", false) + about + "{w}\n");
@@ -148,7 +148,7 @@ TEST_F(StartUp, TheStepsInTheirOrder) {
               "<console><path><window 80 by 25>" + checks("2", true) + about + "{w}\n");
 }
 
-TEST_F(StartUp, PausesByHowItEnded) {
+TEST_F(StartUpTest, PausesByHowItEnded) {
     const std::string missing = "\n{R}Benchmark Pi is not available in this version.\n{w}{w}\n";
     for (const auto& [pause, after_success, after_failure] :
          {std::tuple("pause:0", false, true), std::tuple("pause:1", true, true),
@@ -159,7 +159,7 @@ TEST_F(StartUp, PausesByHowItEnded) {
 }
 
 // The menu comes up where no action is left, whatever options there were; nobody answers it here.
-TEST_F(StartUp, WithoutAnActionTheMenu) {
+TEST_F(StartUpTest, WithoutAnActionTheMenu) {
     for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"colors:1", "pause:-1"}}) {
         EXPECT_NE(run(words, 1).find("<integrity of /somewhere/bin/kalvor>{w}{g}Kalvor v"),
                   std::string::npos);
@@ -168,7 +168,7 @@ TEST_F(StartUp, WithoutAnActionTheMenu) {
 }
 
 // Before the checks of the machine.
-TEST_F(StartUp, HelpComesAtOnce) {
+TEST_F(StartUpTest, HelpComesAtOnce) {
     EXPECT_EQ(run({"--version"}, 0), "<console><path>{g}Kalvor v{w}0.7.8 Build 9507\n{w}\n");
     EXPECT_EQ(run({"pause:-2", "help"}, 0), "<console><path>" + printed(print_usage) + "{w}\n");
     EXPECT_EQ(run({"pause:-2", "custom", "-h"}, 0), "<console><path>" + printed([] {
@@ -190,7 +190,7 @@ TEST_F(StartUp, HelpComesAtOnce) {
 }
 
 // Builds that are not sealed have no such check.
-TEST_F(StartUp, WithoutACheckOfTheFile) {
+TEST_F(StartUpTest, WithoutACheckOfTheFile) {
     calls_.check_integrity = {};
     EXPECT_EQ(run({"about"}, 0).find("<integrity"), std::string::npos);
 }
@@ -208,7 +208,7 @@ TEST(RunProgramDeathTest, WithoutTheExecutablesPath) {
 }
 
 // Reported as a crash: the lines of the crash report and a dump, then the end of the process.
-TEST(RunReported, AnythingElseIsACrash) {
+TEST(RunReportedTest, AnythingElseIsACrash) {
     // The same for both processes: on Windows the one that crashes begins this test anew.
     const std::filesystem::path folder = "scratch-entry-crash";
     std::filesystem::remove_all(folder);

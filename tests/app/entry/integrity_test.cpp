@@ -19,7 +19,7 @@ std::string sealed(const std::string& program) {
     return program + kMark + trel::to_hex(trel::sha256(program));
 }
 
-class Integrity : public testing::Test {
+class IntegrityTest : public testing::Test {
   protected:
     bool intact(const std::string& content) {
         folder_.write("program", content);
@@ -27,11 +27,11 @@ class Integrity : public testing::Test {
     }
     TemporaryFolder folder_;
 };
-using IntegrityDeathTest = Integrity;
+using IntegrityDeathTest = IntegrityTest;
 
 }  // namespace
 
-TEST_F(Integrity, TheDigestIsOfEverythingBeforeIt) {
+TEST_F(IntegrityTest, TheDigestIsOfEverythingBeforeIt) {
     // The examples of FIPS 180-4.
     EXPECT_TRUE(intact("abc" + kMark + "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
     EXPECT_TRUE(intact(kMark + "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
@@ -39,7 +39,7 @@ TEST_F(Integrity, TheDigestIsOfEverythingBeforeIt) {
     EXPECT_FALSE(intact("abc" + kMark + "BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD"));
 }
 
-TEST_F(Integrity, WithoutASealNothingIsIntact) {
+TEST_F(IntegrityTest, WithoutASealNothingIsIntact) {
     EXPECT_FALSE(intact(""));
     EXPECT_FALSE(intact("abc"));
     EXPECT_FALSE(intact(std::string(1000, 'x')));
@@ -49,7 +49,7 @@ TEST_F(Integrity, WithoutASealNothingIsIntact) {
 }
 
 // Sizes around the pieces in which the file is read; each byte counts.
-TEST_F(Integrity, EveryByteCounts) {
+TEST_F(IntegrityTest, EveryByteCounts) {
     constexpr size_t kPiece = 1 << 20;
     for (const size_t bytes : {kPiece - 1, kPiece, kPiece + 1, 2 * kPiece + 5}) {
         std::string program(bytes, '\0');
@@ -65,7 +65,7 @@ TEST_F(Integrity, EveryByteCounts) {
     }
 }
 
-TEST_F(Integrity, AFileThatCannotBeReadIsAnError) {
+TEST_F(IntegrityTest, AFileThatCannotBeReadIsAnError) {
     EXPECT_THROW(is_intact(folder_.file("missing")), trel::FileIO::FileException);
 }
 

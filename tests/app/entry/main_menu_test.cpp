@@ -53,13 +53,13 @@ const std::string kOwnLines =
 
 }  // namespace
 
-TEST(MainMenu, Banner) {
+TEST(MainMenuTest, Banner) {
     CaptureConsole console(CaptureConsole::terminal, true);
     print_banner();
     EXPECT_EQ(console.take(), kBanner);
 }
 
-TEST(MainMenu, RunsEachEntryAndEnds) {
+TEST(MainMenuTest, RunsEachEntryAndEnds) {
     for (int choice = 0; choice < 8; choice++) {
         std::string ran;
         MainMenuActions actions;
@@ -74,7 +74,7 @@ TEST(MainMenu, RunsEachEntryAndEnds) {
     }
 }
 
-TEST(MainMenu, AsksAgainUntilTheChoiceIsInRange) {
+TEST(MainMenuTest, AsksAgainUntilTheChoiceIsInRange) {
     std::string ran;
     MainMenuActions actions;
     for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)].run = [&ran, i] { ran += std::to_string(i); };
@@ -85,12 +85,12 @@ TEST(MainMenu, AsksAgainUntilTheChoiceIsInRange) {
     EXPECT_EQ(console.take(), kMenu + "{w}option: {T}{w}option: {T}{w}option: {T}{w}option: {T}");
 }
 
-TEST(MainMenu, NobodyThere) {
+TEST(MainMenuTest, NobodyThere) {
     const CaptureConsole console;
     EXPECT_THROW(run_main_menu(), trel::EndOfStreamException);
 }
 
-TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
+TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
     const std::pair<const char*, const char*> missing[] = {
         {"0", "Benchmark Pi"}, {"1", "The Component Stress Tester"}, {"2", "The I/O Performance Analysis"}};
     for (const auto& [choice, name] : missing) {
@@ -103,7 +103,7 @@ TEST(MainMenu, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
     }
 }
 
-TEST(MainMenu, LeadsToTheViewer) {
+TEST(MainMenuTest, LeadsToTheViewer) {
     CaptureConsole console;
     console.type({"5", "digits"});
     EXPECT_THROW(run_main_menu(), trel::InvalidParametersException);
@@ -111,7 +111,7 @@ TEST(MainMenu, LeadsToTheViewer) {
         console.text().ends_with("Enter the path of the file (include .txt or .kvd extensions):\nPath: "));
 }
 
-TEST(MainMenu, LeadsToTheExtractor) {
+TEST(MainMenuTest, LeadsToTheExtractor) {
     CaptureConsole console;
     console.type({"4", "1", "1", "2", "100", "3", "8", "0"});
     run_main_menu();
@@ -122,7 +122,7 @@ TEST(MainMenu, LeadsToTheExtractor) {
     EXPECT_NE(text.find("16^-101\n\n  29B7C97C "), std::string::npos) << text;
 }
 
-TEST(MainMenu, LeadsToItsPages) {
+TEST(MainMenuTest, LeadsToItsPages) {
     const auto run = [](std::initializer_list<std::string> typed) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type(typed);

@@ -38,7 +38,7 @@ std::string section(const std::string& heading) {
 
 }  // namespace
 
-TEST(CompilationOptions, EveryLineOfIt) {
+TEST(CompilationOptionsTest, EveryLineOfIt) {
     CaptureConsole console(CaptureConsole::terminal, true);
     print_compilation_options();
     const std::string text =
@@ -99,7 +99,7 @@ TEST(CompilationOptions, EveryLineOfIt) {
             quantity("    c64i_mul: Basecase - Karatsuba", 40, "31", "iwords"));
 }
 
-TEST(AboutPage, EveryLineButTheIntroduction) {
+TEST(AboutPageTest, EveryLineButTheIntroduction) {
     CaptureConsole console(CaptureConsole::terminal, true);
     print_about_page();
     const std::string text = console.take();
@@ -121,7 +121,7 @@ TEST(AboutPage, EveryLineButTheIntroduction) {
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
 }
 
-TEST(AdvancedOptions, ShowsTheirPages) {
+TEST(AdvancedOptionsTest, ShowsTheirPages) {
     const auto run = [](const char* choice) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type({choice});

@@ -35,7 +35,7 @@ std::vector<std::string> words_after(const std::string& page, const std::string&
 
 }  // namespace
 
-TEST(UsagePage, NamesEveryFrameworkAndAllocator) {
+TEST(UsagePageTest, NamesEveryFrameworkAndAllocator) {
     CaptureConsole console;
     kalvor::print_usage();
     const std::string page = console.take();
@@ -48,7 +48,7 @@ TEST(UsagePage, NamesEveryFrameworkAndAllocator) {
 }
 
 // Every option and console option that the program reads, but for those of swap mode, which it refuses.
-TEST(UsagePage, HasARowForEveryOption) {
+TEST(UsagePageTest, HasARowForEveryOption) {
     CaptureConsole console;
     kalvor::print_usage();
     const std::string page = console.take();

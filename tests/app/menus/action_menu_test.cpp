@@ -24,7 +24,7 @@ ActionMenu menu_of(std::string& ran, size_t entries) {
 
 }  // namespace
 
-TEST(ActionMenu, RunsTheChosenEntry) {
+TEST(ActionMenuTest, RunsTheChosenEntry) {
     CaptureConsole console(CaptureConsole::terminal, true);
     std::string ran;
     console.type({"3", "-1", "2"});
@@ -38,7 +38,7 @@ TEST(ActionMenu, RunsTheChosenEntry) {
               "\n{w}option: {T}{w}option: {T}{w}option: {T}");
 }
 
-TEST(ActionMenu, RunAllComesFirstAndGoesOnAfterAFailure) {
+TEST(ActionMenuTest, RunAllComesFirstAndGoesOnAfterAFailure) {
     CaptureConsole console(CaptureConsole::terminal, true);
     std::string ran;
     console.type({"0"});
@@ -58,7 +58,7 @@ TEST(ActionMenu, RunAllComesFirstAndGoesOnAfterAFailure) {
 }
 
 // Dim, with a note, and back to the menu; "Run All" leaves it out.
-TEST(ActionMenu, WhatIsNotAvailable) {
+TEST(ActionMenuTest, WhatIsNotAvailable) {
     std::string ran;
     ActionMenu menu = menu_of(ran, 3);
     menu.entries[0].available = false;
@@ -80,7 +80,7 @@ TEST(ActionMenu, WhatIsNotAvailable) {
     EXPECT_EQ(ran, "bc");
 }
 
-TEST(ActionMenu, NumbersAreRightAligned) {
+TEST(ActionMenuTest, NumbersAreRightAligned) {
     CaptureConsole console;
     std::string ran;
     console.type({"11"});
@@ -91,7 +91,7 @@ TEST(ActionMenu, NumbersAreRightAligned) {
         std::string::npos);
 }
 
-TEST(ActionMenu, NobodyThere) {
+TEST(ActionMenuTest, NobodyThere) {
     CaptureConsole console;
     std::string ran;
     EXPECT_THROW(show_action_menu(menu_of(ran, 2), false), trel::EndOfStreamException);

@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, RunWorkTest,
                                          std::make_tuple("1", 1000000, 3),
                                          std::make_tuple("2", 3000000, 16)));
 
-TEST(RunWork, PhasesAreThoseOfTheSettings) {
+TEST(RunWorkTest, PhasesAreThoseOfTheSettings) {
     ComputeSettings settings;
     settings.set_decimal_digits(1000000);
     const auto names = [&] {
@@ -111,7 +111,7 @@ TEST(RunWork, PhasesAreThoseOfTheSettings) {
     EXPECT_EQ(names(), constant + "writing;");
 }
 
-TEST(RunWork, LargerRunsTakeLonger) {
+TEST(RunWorkTest, LargerRunsTakeLonger) {
     ComputeSettings settings;
     double before = 0;
     for (const u64 digits : {u64(1000000), u64(10000000), u64(1000000000), u64(100000000000)}) {

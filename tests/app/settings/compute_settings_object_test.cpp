@@ -24,7 +24,7 @@ ComputeSettings load(const std::string& text) {
 
 }  // namespace
 
-TEST(ComputeSettingsObject, DefaultsInTheOrderOfTheKeys) {
+TEST(ComputeSettingsObjectTest, DefaultsInTheOrderOfTheKeys) {
     ComputeSettings settings;
     settings.parallelism = trel::ParallelismSettings(1);
     EXPECT_EQ(save_compute_settings(settings)->to_acfg(),
@@ -57,7 +57,7 @@ TEST(ComputeSettingsObject, DefaultsInTheOrderOfTheKeys) {
 }
 
 // Every setting away from its default, through the text and back.
-TEST(ComputeSettingsObject, ComesBackAsItWasWritten) {
+TEST(ComputeSettingsObjectTest, ComesBackAsItWasWritten) {
     const CaptureConsole console;
     for (const char* algorithm : {"chudnovsky", "ramanujan", "chudnovsky-reduced", "ramanujan-reduced"}) {
         ComputeSettings settings;
@@ -87,14 +87,14 @@ TEST(ComputeSettingsObject, ComesBackAsItWasWritten) {
     }
 }
 
-TEST(ComputeSettingsObject, TokensAreNamesNotNumbers) {
+TEST(ComputeSettingsObjectTest, TokensAreNamesNotNumbers) {
     ComputeSettings settings;
     settings.constant->select_algorithm("3");
     EXPECT_EQ(settings.constant->algorithm_token(), "ramanujan-reduced");
 }
 
 // The same shape as the file, with what a user interface shows in place of every value.
-TEST(ComputeSettingsObject, SelectorsHaveValueAndText) {
+TEST(ComputeSettingsObjectTest, SelectorsHaveValueAndText) {
     ComputeSettings settings;
     settings.parallelism = trel::ParallelismSettings(1);
     settings.parallelism.framework.choose("spawn");
@@ -123,7 +123,7 @@ TEST(ComputeSettingsObject, SelectorsHaveValueAndText) {
 }
 
 // Whatever can be chosen, byte for byte through the text and back.
-TEST(ComputeSettingsObject, EveryFrameworkAndAllocatorComesBack) {
+TEST(ComputeSettingsObjectTest, EveryFrameworkAndAllocatorComesBack) {
     const CaptureConsole console;
     for (const std::string& framework : trel::framework_names()) {
         for (const std::string& allocator : trel::allocator_names()) {
@@ -138,7 +138,7 @@ TEST(ComputeSettingsObject, EveryFrameworkAndAllocatorComesBack) {
 }
 
 // What had to be corrected is told to the caller; settings never print.
-TEST(ComputeSettingsObject, CorrectionsAreReturned) {
+TEST(ComputeSettingsObjectTest, CorrectionsAreReturned) {
     const CaptureConsole console;
     std::string text = save_compute_settings(ComputeSettings())->to_acfg();
     std::vector<std::string> warnings;
@@ -152,7 +152,7 @@ TEST(ComputeSettingsObject, CorrectionsAreReturned) {
 }
 
 // Reading changes nothing outside: the folder is made by the run.
-TEST(ComputeSettingsObject, ReadingMakesNoFolder) {
+TEST(ComputeSettingsObjectTest, ReadingMakesNoFolder) {
     const CaptureConsole console;
     ComputeSettings settings;
     settings.path = "/nonexistent/for/sure";
@@ -161,7 +161,7 @@ TEST(ComputeSettingsObject, ReadingMakesNoFolder) {
 
 // Files that are wrong in one or two places are refused in one of the ways that are allowed, or mean settings
 // that come back as they were written.
-TEST(ComputeSettingsObject, MutatedFilesAreRefusedOrComeBack) {
+TEST(ComputeSettingsObjectTest, MutatedFilesAreRefusedOrComeBack) {
     CaptureConsole console;
     std::mt19937_64 random(20261122);
     const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };

@@ -157,7 +157,7 @@ class AddedRow {
 
 }  // namespace
 
-TEST(ComputeTable, AnAddedRowIsAnOption) {
+TEST(ComputeTableTest, AnAddedRowIsAnOption) {
     AddedRow added;
     (void)added.parse({"-flavour:sour"});
     EXPECT_EQ(added.value, "sour");
@@ -170,7 +170,7 @@ TEST(ComputeTable, AnAddedRowIsAnOption) {
               "See \"kalvor help custom\".\n");
 }
 
-TEST(ComputeTable, AnAddedRowStandsOnTheHelpPages) {
+TEST(ComputeTableTest, AnAddedRowStandsOnTheHelpPages) {
     AddedRow added;
     const std::string lines =
         "\n    -flavour:<name>         taste of the digits; default: sweet:\n        sweet, sour\n";
@@ -180,7 +180,7 @@ TEST(ComputeTable, AnAddedRowStandsOnTheHelpPages) {
     EXPECT_EQ(joined(usage_lines()).find("flavour"), std::string::npos);
 }
 
-TEST(ComputeTable, AnAddedRowIsWrittenAndReadBack) {
+TEST(ComputeTableTest, AnAddedRowIsWrittenAndReadBack) {
     AddedRow added;
     CaptureConsole console;
     const ComputeSettings settings;
@@ -214,7 +214,7 @@ TEST(ComputeTable, AnAddedRowIsWrittenAndReadBack) {
     }
 }
 
-TEST(ComputeTable, AnAddedRowReachesARemoteUserInterface) {
+TEST(ComputeTableTest, AnAddedRowReachesARemoteUserInterface) {
     AddedRow added;
     const auto selector = compute_settings_selector(ComputeSettings(), added.table);
     const Object& flavour = selector->get_object("Output").get_object("Flavour");
@@ -222,7 +222,7 @@ TEST(ComputeTable, AnAddedRowReachesARemoteUserInterface) {
     EXPECT_EQ(flavour.get_string("DisplayText"), "Tastes sweet");
 }
 
-TEST(ComputeTable, AnAddedRowIsInTheTablesOfTheDocs) {
+TEST(ComputeTableTest, AnAddedRowIsInTheTablesOfTheDocs) {
     AddedRow added;
     EXPECT_EQ(readme_rows(added.table).back(),
               "| `-flavour:<name>` | taste of the digits: `sweet` (default), `sour` |");
@@ -231,7 +231,7 @@ TEST(ComputeTable, AnAddedRowIsInTheTablesOfTheDocs) {
 }
 
 // When this fails, the left side is what belongs into the page.
-TEST(ComputeTable, TheTablesOfTheDocsAreThoseOfTheRows) {
+TEST(ComputeTableTest, TheTablesOfTheDocsAreThoseOfTheRows) {
     EXPECT_EQ(joined(readme_rows(compute_settings_table())),
               joined(as_built(rows_of_page("README.md", "| option | meaning |\n|---|---|\n"))));
     EXPECT_EQ(
@@ -240,7 +240,7 @@ TEST(ComputeTable, TheTablesOfTheDocsAreThoseOfTheRows) {
 }
 
 // The members of every framework and allocator are in their row of the page.
-TEST(ComputeTable, TheDocsKnowTheMembersOfFrameworksAndAllocators) {
+TEST(ComputeTableTest, TheDocsKnowTheMembersOfFrameworksAndAllocators) {
     const auto check = [](const std::string& head, const std::string& name,
                           const trel::SettingsObject& config) {
         const std::vector<std::string> rows = rows_of_page("docs/formats.md", head);
@@ -262,7 +262,7 @@ TEST(ComputeTable, TheDocsKnowTheMembersOfFrameworksAndAllocators) {
 }
 
 // Rows without a place, or places without rows, would be lost in silence.
-TEST(ComputeTable, EveryRowHasItsPlace) {
+TEST(ComputeTableTest, EveryRowHasItsPlace) {
     std::vector<std::string> members, options;
     std::vector<u64> numbers;
     for (const FileMember& member : compute_file_members()) members.push_back(member.key);
@@ -306,7 +306,7 @@ std::string edit(ComputeSettings& settings, u64 line, const std::vector<std::str
 
 }  // namespace
 
-TEST(ComputeTable, TheRowsAreALineEachOfTheMenu) {
+TEST(ComputeTableTest, TheRowsAreALineEachOfTheMenu) {
     ComputeSettings settings;
     settings.parallelism = trel::ParallelismSettings(1);
     EXPECT_EQ(menu(settings),
@@ -337,7 +337,7 @@ TEST(ComputeTable, TheRowsAreALineEachOfTheMenu) {
               std::string::npos);
 }
 
-TEST(ComputeTable, TheLinesOfTheMenuEditTheSettings) {
+TEST(ComputeTableTest, TheLinesOfTheMenuEditTheSettings) {
     ComputeSettings settings;
     EXPECT_NE(edit(settings, 1, {"3"}).find("Compute a Constant: "), std::string::npos);
     EXPECT_NE(edit(settings, 2, {"1"}).find("Select an Algorithm:\n"), std::string::npos);
@@ -369,7 +369,7 @@ TEST(ComputeTable, TheLinesOfTheMenuEditTheSettings) {
 }
 
 // A setting that stands in the settings is the one that rows work on, not a copy.
-TEST(ComputeTable, RowsWorkOnTheSettingsThemselves) {
+TEST(ComputeTableTest, RowsWorkOnTheSettingsThemselves) {
     ComputeSettings first, second;
     for (const SettingRow& row : compute_settings_table()) {
         if (row.key() == "TaskDecomposition") {

@@ -29,7 +29,7 @@ std::string summary(std::vector<std::string> words) {
 
 }  // namespace
 
-TEST(CustomOptions, InAnyOrder) {
+TEST(CustomOptionsTest, InAnyOrder) {
     CaptureConsole console;
     const ComputeSettings s = parse({"-verify:off", "-hex", "-o", "a b", "-dec:1,234", "-od:no", "-TD:3",
                                      "-PF:spawn", "-MA:malloc", "-algorithm:1", "-mode:ram", "-C:0"});
@@ -47,7 +47,7 @@ TEST(CustomOptions, InAnyOrder) {
               "chudnovsky-reduced");
 }
 
-TEST(CustomOptions, WhatMayBeRefusedMayBeChosen) {
+TEST(CustomOptionsTest, WhatMayBeRefusedMayBeChosen) {
     const CaptureConsole console;
     const ComputeSettings none = parse({"-dec:100"});
     EXPECT_FALSE(none.overwrite);
@@ -61,7 +61,7 @@ TEST(CustomOptions, WhatMayBeRefusedMayBeChosen) {
 }
 
 // A framework that this build lacks: the sentence says why, and what to do.
-TEST(CustomOptions, WhatTheBuildLacksIsNamedWithItsReason) {
+TEST(CustomOptionsTest, WhatTheBuildLacksIsNamedWithItsReason) {
     const trel::LeftOutFramework left_out("manual", "built without its library; install it and run again");
     CaptureConsole console;
     EXPECT_THROW(parse({"-PF:manual"}), trel::InvalidParametersException);
@@ -72,7 +72,7 @@ TEST(CustomOptions, WhatTheBuildLacksIsNamedWithItsReason) {
 }
 
 // A word that is not an option is shown without the characters that move a cursor.
-TEST(CustomOptions, UnknownNamesAreShownAndNotObeyed) {
+TEST(CustomOptionsTest, UnknownNamesAreShownAndNotObeyed) {
     const CaptureConsole console;
     const auto message = [](const char* word) {
         try {
@@ -86,7 +86,7 @@ TEST(CustomOptions, UnknownNamesAreShownAndNotObeyed) {
     EXPECT_EQ(message("-MA:\x1b]0;x"), "Invalid Memory Allocator: \\x1b]0;x");
 }
 
-TEST(CustomOptions, TheDefaultIsSaid) {
+TEST(CustomOptionsTest, TheDefaultIsSaid) {
     CaptureConsole console;
     EXPECT_EQ(parse({}).size.decimal_digits, 50000000u);
     EXPECT_EQ(console.take(), "Note: No -dec is given: the default of 50,000,000 decimal digits is taken.\n");
@@ -102,7 +102,7 @@ TEST(CustomOptions, TheDefaultIsSaid) {
               "digits.\n");
 }
 
-TEST(CustomOptions, ThreadsInOneOption) {
+TEST(CustomOptionsTest, ThreadsInOneOption) {
     EXPECT_EQ(summary({"-dec:100", "-threads:1"}), "none 1 / 1");
     EXPECT_EQ(summary({"-dec:100", "-threads:1", "-PF:spawn"}), "none 1 / 1");
     EXPECT_EQ(summary({"-threads:4", "-dec:100"}), "cilk 8 / 4");
@@ -122,7 +122,7 @@ TEST(CustomOptions, ThreadsInOneOption) {
 }
 
 // What would be right is said with its bounds, and where names have numbers, with these.
-TEST(CustomOptions, RefusalsSayTheBounds) {
+TEST(CustomOptionsTest, RefusalsSayTheBounds) {
     const auto refused = [](const char* word) {
         CaptureConsole console;
         try {
@@ -145,7 +145,7 @@ TEST(CustomOptions, RefusalsSayTheBounds) {
 }
 
 // Every name that a refusal lists is one that the option takes.
-TEST(CustomOptions, ListedNamesAreTaken) {
+TEST(CustomOptionsTest, ListedNamesAreTaken) {
     const ComputeChoices defaults;
     int with_names = 0;
     for (const auto& row : option_table(compute_settings_table())) {

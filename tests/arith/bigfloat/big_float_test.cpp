@@ -36,7 +36,7 @@ void expect_too_small(const char* function, u64 size, u64 required, F&& call) {
     }
 }
 
-TEST(BigFloat, FieldsAndViews) {
+TEST(BigFloatTest, FieldsAndViews) {
     Number A({0, 2, 3}, -5, true);
     EXPECT_EQ(A->mag(), -2);
     EXPECT_EQ(A->word_at(-6), 0u);
@@ -55,7 +55,7 @@ TEST(BigFloat, FieldsAndViews) {
     EXPECT_FALSE(A->sign);
 }
 
-TEST(BigFloat, SetBigFloatCutsToTwoExtraWords) {
+TEST(BigFloatTest, SetBigFloatCutsToTwoExtraWords) {
     Number A({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 20, false);
     Number T(5);
     T->set_BigFloat(3, parallel, A);
@@ -80,7 +80,7 @@ TEST(BigFloat, SetBigFloatCutsToTwoExtraWords) {
     EXPECT_EQ(T->exp, 0);
 }
 
-TEST(BigFloat, SetDoubleIsExact) {
+TEST(BigFloatTest, SetDoubleIsExact) {
     struct {
         double x;
         Word word;
@@ -146,7 +146,7 @@ struct Frame {
     i64 bottom;
 };
 
-TEST(BigFloat, SumsAndDifferencesFollowTheFrame) {
+TEST(BigFloatTest, SumsAndDifferencesFollowTheFrame) {
     std::mt19937_64 rng(3);
     int cancelled = 0, carried = 0;
     for (int repeat = 0; repeat < 20000; repeat++) {
@@ -190,7 +190,7 @@ TEST(BigFloat, SumsAndDifferencesFollowTheFrame) {
     EXPECT_GT(carried, 20);
 }
 
-TEST(BigFloat, SumsWithZero) {
+TEST(BigFloatTest, SumsWithZero) {
     Number A({1, 2, 3, 4}, -4, false), zero(0);
     Number T(4);
     const mpz_class top = to_mpz(Words{2, 3, 4});
@@ -220,7 +220,7 @@ TEST(BigFloat, SumsWithZero) {
     EXPECT_EQ(T->exp, 0);
 }
 
-TEST(BigFloat, CarryOutOfASumMakesATopWord) {
+TEST(BigFloatTest, CarryOutOfASumMakesATopWord) {
     Number A({kOnes, kOnes, kOnes, kOnes}, 0, true), B({1}, 0, true);
     Number T(5);
     T->set_uadd(3, parallel, A, B);
@@ -229,7 +229,7 @@ TEST(BigFloat, CarryOutOfASumMakesATopWord) {
     EXPECT_EQ(T->T[0], 0u);
 }
 
-TEST(BigFloat, SetRsubWorksInItsWindow) {
+TEST(BigFloatTest, SetRsubWorksInItsWindow) {
     std::mt19937_64 rng(4);
     for (int repeat = 0; repeat < 5000; repeat++) {
         const u64 p = rng() % 10;
@@ -248,7 +248,7 @@ TEST(BigFloat, SetRsubWorksInItsWindow) {
     EXPECT_TRUE(T->sign);
 }
 
-TEST(BigFloat, AddIpAndPurturbUp) {
+TEST(BigFloatTest, AddIpAndPurturbUp) {
     std::mt19937_64 rng(5);
     for (int repeat = 0; repeat < 3000; repeat++) {
         const Words words = random_words(1 + rng() % 6, rng);
@@ -304,7 +304,7 @@ TEST(BigFloatDeathTest, FatalReports) {
     A->check_normalization();
 }
 
-TEST(BigFloat, ProductsByAWord) {
+TEST(BigFloatTest, ProductsByAWord) {
     std::mt19937_64 rng(6);
     for (int repeat = 0; repeat < 3000; repeat++) {
         RandomNumber A(8, rng);
@@ -328,7 +328,7 @@ TEST(BigFloat, ProductsByAWord) {
     EXPECT_EQ(T->L, 0u);
 }
 
-TEST(BigFloat, InPlaceOperationsCountFromTheBufferStart) {
+TEST(BigFloatTest, InPlaceOperationsCountFromTheBufferStart) {
     Number T(4);
     T->T = T->buffer + 2;
     T->L = 2;
@@ -344,7 +344,7 @@ TEST(BigFloat, InPlaceOperationsCountFromTheBufferStart) {
     EXPECT_EQ(Words(T->T, T->T + 3), (Words{0, 0, 1}));
 }
 
-TEST(BigFloat, SetDivSW) {
+TEST(BigFloatTest, SetDivSW) {
     std::mt19937_64 rng(7);
     for (int repeat = 0; repeat < 5000; repeat++) {
         RandomNumber A(9, rng);
@@ -365,7 +365,7 @@ TEST(BigFloat, SetDivSW) {
     }
 }
 
-TEST(BigFloat, SetDivSWSpecialDivisors) {
+TEST(BigFloatTest, SetDivSWSpecialDivisors) {
     Number A({4, 6}, 3, true), zero(0), T(5);
     T->set_div_sW(3, parallel, A, 1);  // a copy
     EXPECT_EQ(T->L, 2u);
@@ -386,7 +386,7 @@ TEST(BigFloat, SetDivSWSpecialDivisors) {
     }
 }
 
-TEST(BigFloat, BuffersThatAreTooSmall) {
+TEST(BigFloatTest, BuffersThatAreTooSmall) {
     Number A({1, 2, 3}, 0, true), B({4, 5, 6}, 0, true);
     Scratch scratch(multiply_scratch_bytes(40));
     const MultiplyContext context{parallel, scratch.view()};
@@ -428,7 +428,7 @@ void expect_product(const BigFloat& T, u64 p, const BigFloat& A, const BigFloat&
     EXPECT_LE(low, dropped <= shorter ? 0 : 2) << "p=" << p << " LA=" << A.L << " LB=" << B.L;
 }
 
-TEST(BigFloat, Products) {
+TEST(BigFloatTest, Products) {
     std::mt19937_64 rng(8);
     for (int repeat = 0; repeat < 6000; repeat++) {
         const u64 longest = rng() % 8 ? 14 : 39;
@@ -451,7 +451,7 @@ TEST(BigFloat, Products) {
     }
 }
 
-TEST(BigFloat, ProductsOfEveryAlgorithm) {
+TEST(BigFloatTest, ProductsOfEveryAlgorithm) {
     const u64 limit = std::min<u64>(3000, basic_table64().items().back().threshold_words / 2);
     std::mt19937_64 rng(9);
     for (u64 longest = 20; longest <= limit; longest += longest / 3) {
@@ -472,7 +472,7 @@ TEST(BigFloat, ProductsOfEveryAlgorithm) {
     }
 }
 
-TEST(BigFloat, OneWordProducts) {
+TEST(BigFloatTest, OneWordProducts) {
     const MultiplyContext context{parallel, {}};  // no memory: the product is one instruction
     Number A({3}, 2, false), B({5}, -7, true), T(2);
     T->set_mul(0, context, A, B);
@@ -498,7 +498,7 @@ TEST(BigFloat, OneWordProducts) {
 }
 
 // Products that are not truncated and have an operand below 10 words never ask for memory.
-TEST(BigFloat, ShortProductsUseNoScratch) {
+TEST(BigFloatTest, ShortProductsUseNoScratch) {
     const MultiplyContext context{parallel, {}};
     std::mt19937_64 rng(10);
     Number A(random_words(9, rng), 0, true), B(random_words(500, rng), 0, true), T(509);
@@ -512,7 +512,7 @@ TEST(BigFloat, ShortProductsUseNoScratch) {
     EXPECT_THROW(T->set_sqr(15, context, A), BufferTooSmallException);
 }
 
-TEST(BigFloat, ComparesMagnitudes) {
+TEST(BigFloatTest, ComparesMagnitudes) {
     std::mt19937_64 rng(11);
     for (int repeat = 0; repeat < 3000; repeat++) {
         RandomNumber A(5, rng), B(5, rng);
@@ -526,7 +526,7 @@ TEST(BigFloat, ComparesMagnitudes) {
     EXPECT_EQ(cmp_magnitude(zero, zero), 0);
 }
 
-TEST(BigFloat, TopAsDouble) {
+TEST(BigFloatTest, TopAsDouble) {
     std::mt19937_64 rng(12);
     for (int repeat = 0; repeat < 3000; repeat++) {
         RandomNumber A(4, rng);
@@ -549,7 +549,7 @@ TEST(BigFloat, TopAsDouble) {
     EXPECT_EQ(top_as_double(ones).d, 0x1p64 - 2048);
 }
 
-TEST(BigFloat, DumpShowsTheTopTenWords) {
+TEST(BigFloatTest, DumpShowsTheTopTenWords) {
     Words words(12, 0xab);
     words[11] = 0xfedcba9876543210;
     words[1] = 0x999;
@@ -564,7 +564,7 @@ TEST(BigFloat, DumpShowsTheTopTenWords) {
 }
 
 // Long numbers are split over tasks: carries cross the blocks.
-TEST(BigFloat, LongOperationsOnTasks) {
+TEST(BigFloatTest, LongOperationsOnTasks) {
     std::mt19937_64 rng(13);
     ThreadFramework threads;
     const u64 n = 70000;

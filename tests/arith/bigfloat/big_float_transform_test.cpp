@@ -118,9 +118,9 @@ Words to_words(const mpz_class& z) {
     return words;
 }
 
-class WindowedProducts : public testing::TestWithParam<Source> {};
+class WindowedProductsTest : public testing::TestWithParam<Source> {};
 
-TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
+TEST_P(WindowedProductsTest, EveryOperationDeliversItsWindow) {
     std::mt19937_64 rng(1);
     for (int repeat = 0; repeat < 1500; repeat++) {
         // A product of LA + LB words on a transform that holds each operand but often not the product.
@@ -198,7 +198,7 @@ TEST_P(WindowedProducts, EveryOperationDeliversItsWindow) {
     }
 }
 
-TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
+TEST_P(WindowedProductsTest, ZeroOperandsAndEmptyWindows) {
     Bound t(GetParam(), 20);
     const MultiplyContext context = t.context();
     Number A({1, 2, 3}, 4, false), zero(0), T(10);
@@ -243,7 +243,7 @@ TEST_P(WindowedProducts, ZeroOperandsAndEmptyWindows) {
 }
 
 // A^2 - B for a B that agrees with A^2 above the window, on convolutions down to the window's own length.
-TEST_P(WindowedProducts, SquareMinusANearNumber) {
+TEST_P(WindowedProductsTest, SquareMinusANearNumber) {
     std::mt19937_64 rng(9);
     for (int repeat = 0; repeat < 400; repeat++) {
         const u64 LA = 4 + rng() % 20;
@@ -282,13 +282,13 @@ TEST_P(WindowedProducts, SquareMinusANearNumber) {
     EXPECT_THROW(t.object->sqr_rx_xf_minus(t.context(), T, A, 8, A, 0, W + 1), InvalidTransformException);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sources, WindowedProducts,
+INSTANTIATE_TEST_SUITE_P(Sources, WindowedProductsTest,
                          testing::Values(Source::cyclic, Source::negacyclic, Source::basecase, Source::table),
                          source_name);
 
 // The same where the algorithms fold: the window begins a word or two above A^2's bottom, for the transforms
 // whose carries are longer that many words above it.
-TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
+TEST(BigFloatTransformRTest, SquareMinusANearNumberFoldsInTransforms) {
     struct Case {
         const char* algorithm;
         u64 least, most;  // words of A
@@ -335,7 +335,7 @@ TEST(BigFloatTransformR, SquareMinusANearNumberFoldsInTransforms) {
     }
 }
 
-TEST(BigFloatTransformR, ParamsArithmetic) {
+TEST(BigFloatTransformRTest, ParamsArithmetic) {
     Bound t(Source::cyclic, 10);
     const auto expect_window = [&](i64 ie, i64 te, i64 e0, u64 n, i64 b, u64 m, u64 skip) {
         const BigFloatTransformR::Window w = t.object->params(ie, te, e0, n);
@@ -367,7 +367,7 @@ TEST(BigFloatTransformR, ParamsArithmetic) {
     }
 }
 
-TEST(BigFloatTransformR, OperandsLongerThanTheTransform) {
+TEST(BigFloatTransformRTest, OperandsLongerThanTheTransform) {
     Bound t(Source::cyclic, 5);
     const MultiplyContext context = t.context();
     Number A({1, 2, 3, 4, 5, 6}, 0, true), T(20);
@@ -390,7 +390,7 @@ TEST(BigFloatTransformR, OperandsLongerThanTheTransform) {
     expect_short([&] { t.object->mul_rr_xx(context, T, A, 3, A, 4, 0, 5); });
 }
 
-TEST(BigFloatTransformR, ResultsThatDoNotFit) {
+TEST(BigFloatTransformRTest, ResultsThatDoNotFit) {
     Bound t(Source::negacyclic, 20);
     const MultiplyContext context = t.context();
     Number A({1, 2, 3}, 0, true), T(3);
@@ -417,7 +417,7 @@ TEST(BigFloatTransformR, ResultsThatDoNotFit) {
     EXPECT_EQ(T->exp, 3);
 }
 
-TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
+TEST(BigFloatTransformRTest, HeldTransformsMustExistAndMatch) {
     Bound t(Source::cyclic, 12), same(Source::cyclic, 12), longer(Source::cyclic, 13);
     const MultiplyContext context = t.context();
     Number A({1, 2, 3}, 0, true), T(20);
@@ -461,7 +461,7 @@ TEST(BigFloatTransformR, HeldTransformsMustExistAndMatch) {
     EXPECT_FALSE(longer.object->held());
 }
 
-TEST(TransformHelper, SquaresKeepTheTopWordsAndTwoGuards) {
+TEST(TransformHelperTest, SquaresKeepTheTopWordsAndTwoGuards) {
     std::mt19937_64 rng(2);
     const u64 limit = std::min<u64>(600, basic_table64().items().back().threshold_words / 2 - 3);
     for (int repeat = 0; repeat < 400; repeat++) {

@@ -52,7 +52,7 @@ void expect_product(const BigFloat& T, const BigFloat& A, const BigFloat& B) {
                  A.sign == B.sign);
 }
 
-TEST(TransformMemory, ProductsUseExactlyTheirScratch) {
+TEST(TransformMemoryTest, ProductsUseExactlyTheirScratch) {
     std::mt19937_64 rng(1);
     for (u64 n : {4, 18, 64, 80, 81, 300, 2000, 3264, 3265, 8000}) {
         TransformHolder holder;
@@ -80,7 +80,7 @@ TEST(TransformMemory, ProductsUseExactlyTheirScratch) {
 }
 
 // Held transforms alone need the transform's scratch and nothing more.
-TEST(TransformMemory, HeldProductsUseTheTransformsScratch) {
+TEST(TransformMemoryTest, HeldProductsUseTheTransformsScratch) {
     std::mt19937_64 rng(2);
     for (u64 n : {18, 80, 81, 300, 3264, 3265, 8000}) {
         SCOPED_TRACE(n);
@@ -104,7 +104,7 @@ TEST(TransformMemory, HeldProductsUseTheTransformsScratch) {
 }
 
 // Products that keep nothing run without the object's own memory.
-TEST(TransformMemory, PlainProductsNeedNoData) {
+TEST(TransformMemoryTest, PlainProductsNeedNoData) {
     std::mt19937_64 rng(3);
     for (u64 n : {4, 18, 80, 81, 300, 3264, 3265, 8000}) {
         SCOPED_TRACE(n);
@@ -132,7 +132,7 @@ TEST(TransformMemory, PlainProductsNeedNoData) {
 }
 
 // A product written over an operand: the operand is transformed first.
-TEST(TransformMemory, ProductsOverTheirOperands) {
+TEST(TransformMemoryTest, ProductsOverTheirOperands) {
     std::mt19937_64 rng(4);
     for (u64 n : {18, 80, 81, 300, 3265}) {
         TransformHolder holder;
@@ -158,7 +158,7 @@ TEST(TransformMemory, ProductsOverTheirOperands) {
     }
 }
 
-TEST(TransformMemory, TransformHelperStaysInsideItsScratch) {
+TEST(TransformMemoryTest, TransformHelperStaysInsideItsScratch) {
     std::mt19937_64 rng(5);
     for (u64 p : {1, 9, 10, 36, 40, 100, 1000, 1629, 1630, 4000}) {
         SCOPED_TRACE(p);

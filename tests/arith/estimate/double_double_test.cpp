@@ -59,7 +59,7 @@ DoubleDouble random_value(std::mt19937_64& rng, int low_exponent, int high_expon
     return DoubleDouble(std::ldexp(unit(rng), e)) + DoubleDouble(std::ldexp(sign(rng), e - 54));
 }
 
-TEST(DoubleDouble, ConstantsCarryTheirTexts) {
+TEST(DoubleDoubleTest, ConstantsCarryTheirTexts) {
     const struct {
         const DoubleDouble& value;
         const char* text;
@@ -82,7 +82,7 @@ TEST(DoubleDouble, ConstantsCarryTheirTexts) {
     EXPECT_LT(error_bits(dd::ln2_64(), ln2_64), -99);
 }
 
-TEST(DoubleDouble, Parse) {
+TEST(DoubleDoubleTest, Parse) {
     EXPECT_EQ(DoubleDouble::parse("").high, 0);
     EXPECT_EQ(DoubleDouble::parse("-0.25").high, -0.25);
     EXPECT_EQ(DoubleDouble::parse("12abc").high, 12);
@@ -99,7 +99,7 @@ TEST(DoubleDouble, Parse) {
               -102);
 }
 
-TEST(DoubleDouble, IntegersAreExact) {
+TEST(DoubleDoubleTest, IntegersAreExact) {
     std::mt19937_64 rng(1);
     for (int i = 0; i < 2000; i++) {
         u64 n = rng() >> rng() % 64;
@@ -112,7 +112,7 @@ TEST(DoubleDouble, IntegersAreExact) {
     }
 }
 
-TEST(DoubleDouble, Arithmetic) {
+TEST(DoubleDoubleTest, Arithmetic) {
     std::mt19937_64 rng(2);
     for (int i = 0; i < 3000; i++) {
         const DoubleDouble a = random_value(rng, -60, 60), b = random_value(rng, -60, 60);
@@ -136,7 +136,7 @@ TEST(DoubleDouble, Arithmetic) {
     }
 }
 
-TEST(DoubleDouble, Powers) {
+TEST(DoubleDoubleTest, Powers) {
     std::mt19937_64 rng(3);
     for (int i = 0; i < 200; i++) {
         const DoubleDouble a = random_value(rng, -3, 3);
@@ -154,7 +154,7 @@ TEST(DoubleDouble, Powers) {
     EXPECT_TRUE(pow(DoubleDouble(1.0), i32(0x80000000)) == DoubleDouble(1.0));
 }
 
-TEST(DoubleDouble, Logarithm) {
+TEST(DoubleDoubleTest, Logarithm) {
     std::mt19937_64 rng(4);
     for (int i = 0; i < 2000; i++) {
         const DoubleDouble a = random_value(rng, -200, 200);
@@ -174,7 +174,7 @@ TEST(DoubleDouble, Logarithm) {
     EXPECT_TRUE(ln(DoubleDouble(2.0)) == ln(DoubleDouble(1.0)) + dd::ln2());
 }
 
-TEST(DoubleDouble, Exponential) {
+TEST(DoubleDoubleTest, Exponential) {
     std::mt19937_64 rng(5);
     EXPECT_TRUE(exp(DoubleDouble(0.0)) == DoubleDouble(1.0));
     for (int i = 0; i < 2000; i++) {
@@ -190,7 +190,7 @@ TEST(DoubleDouble, Exponential) {
     }
 }
 
-TEST(DoubleDouble, Stirling) {
+TEST(DoubleDoubleTest, Stirling) {
     for (double x : {1.0, 2.0, 10.0, 1000.0, 1e6, 1e15}) {
         Real want, argument{DoubleDouble(x)};
         mpfr_add_ui(argument.p(), argument.p(), 1, MPFR_RNDN);
@@ -209,7 +209,7 @@ TEST(DoubleDouble, Stirling) {
     }
 }
 
-TEST(DoubleDouble, ComparesByHighThenLow) {
+TEST(DoubleDoubleTest, ComparesByHighThenLow) {
     const DoubleDouble a(1.0, 1e-20), b(1.0, 2e-20), c(1.5, -1e-20);
     EXPECT_TRUE(a < b);
     EXPECT_FALSE(b < a);
@@ -218,7 +218,7 @@ TEST(DoubleDouble, ComparesByHighThenLow) {
     EXPECT_FALSE(a == b);
 }
 
-TEST(DoubleDouble, DigitCountText) {
+TEST(DoubleDoubleTest, DigitCountText) {
     EXPECT_EQ(digit_count_text(DoubleDouble(0x1p70)), ">= 2^63");
     EXPECT_EQ(digit_count_text(DoubleDouble(-0x1p70)), "< -2^63");
     EXPECT_EQ(digit_count_text(DoubleDouble(1000.0)), "434");
@@ -228,7 +228,7 @@ TEST(DoubleDouble, DigitCountText) {
     EXPECT_EQ(round_parts(DoubleDouble(0x1p60, 3.4)), (i64(1) << 60) + 3);
 }
 
-TEST(DoubleDouble, FirstUseFromSeveralThreads) {
+TEST(DoubleDoubleTest, FirstUseFromSeveralThreads) {
     std::vector<double> results(8);
     std::vector<std::thread> threads;
     for (u64 i = 0; i < results.size(); i++) {
@@ -239,7 +239,7 @@ TEST(DoubleDouble, FirstUseFromSeveralThreads) {
 }
 
 // To the ends of a double's range: the low part vanishes first, then the whole value.
-TEST(DoubleDoubleRange, ExponentialOfFarArguments) {
+TEST(DoubleDoubleRangeTest, ExponentialOfFarArguments) {
     for (double x = -800; x <= 720; x += 0.25) {
         const DoubleDouble e = exp(DoubleDouble(x));
         const double want = std::exp(x);

@@ -66,7 +66,7 @@ const Operation kOperations[] = {
     {"sqr_rx_xf", true, [](auto& context, auto& R, auto& T, auto& A, auto&) { R.sqr_rx_xf(context, T, A); }},
 };
 
-TEST(ExactMemory, ProductsUseExactlyTheirScratch) {
+TEST(ExactMemoryTest, ProductsUseExactlyTheirScratch) {
     std::mt19937_64 rng(1);
     for (u64 n : {4, 18, 64, 80, 81, 300, 2000, 3264, 3265, 8000}) {
         TransformHolder holder;
@@ -89,7 +89,7 @@ TEST(ExactMemory, ProductsUseExactlyTheirScratch) {
     }
 }
 
-TEST(ExactMemory, HeldProductsUseTheTransformsScratch) {
+TEST(ExactMemoryTest, HeldProductsUseTheTransformsScratch) {
     std::mt19937_64 rng(2);
     for (u64 n : {18, 80, 81, 300, 3264, 3265, 8000}) {
         SCOPED_TRACE(n);
@@ -111,7 +111,7 @@ TEST(ExactMemory, HeldProductsUseTheTransformsScratch) {
     }
 }
 
-TEST(ExactMemory, PlainProductsNeedNoData) {
+TEST(ExactMemoryTest, PlainProductsNeedNoData) {
     std::mt19937_64 rng(3);
     for (u64 n : {4, 18, 80, 81, 300, 3264, 3265, 8000}) {
         SCOPED_TRACE(n);
@@ -131,7 +131,7 @@ TEST(ExactMemory, PlainProductsNeedNoData) {
 }
 
 // Whole products by the dispatcher in exactly the memory of the table.
-TEST(ExactMemory, SetMulStaysInsideThePlan) {
+TEST(ExactMemoryTest, SetMulStaysInsideThePlan) {
     std::mt19937_64 rng(4);
     for (u64 n : {19, 20, 79, 80, 81, 1000, 3264, 3265}) {
         SCOPED_TRACE(n);

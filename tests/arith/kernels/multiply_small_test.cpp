@@ -39,7 +39,7 @@ Words karatsuba(const Words& a, const Words& b, const ParallelContext& parallel)
     return t;
 }
 
-TEST(Basecase, EitherOperandMayBeLonger) {
+TEST(BasecaseTest, EitherOperandMayBeLonger) {
     std::mt19937_64 rng(1);
     for (u64 n = 1; n <= 12; n++) {
         for (u64 m = 1; m <= 40; m++) {
@@ -55,7 +55,7 @@ TEST(Basecase, EitherOperandMayBeLonger) {
     }
 }
 
-TEST(Karatsuba, SquareOfEverySize) {
+TEST(KaratsubaTest, SquareOfEverySize) {
     std::mt19937_64 rng(2);
     for (u64 n = 1; n <= 140; n++) {
         for (int round = 0; round < 12; round++) {
@@ -69,7 +69,7 @@ TEST(Karatsuba, SquareOfEverySize) {
     }
 }
 
-TEST(Karatsuba, BalancedProductOfEverySize) {
+TEST(KaratsubaTest, BalancedProductOfEverySize) {
     std::mt19937_64 rng(3);
     for (u64 n = 1; n <= 140; n++) {
         for (int round = 0; round < 12; round++) {
@@ -83,7 +83,7 @@ TEST(Karatsuba, BalancedProductOfEverySize) {
     }
 }
 
-TEST(Karatsuba, UnbalancedProducts) {
+TEST(KaratsubaTest, UnbalancedProducts) {
     std::mt19937_64 rng(4);
     for (u64 m : {1, 2, 30, 31, 32, 33, 45, 61, 62, 63, 64, 65, 100}) {
         for (u64 n : {m, m + 1, m + 2, 2 * m - 1, 2 * m, 2 * m + 1, 3 * m - 1, 3 * m, 3 * m + 1, 4 * m - 1,
@@ -100,7 +100,7 @@ TEST(Karatsuba, UnbalancedProducts) {
 }
 
 // Which half is larger decides signs; equal halves make a zero difference.
-TEST(Karatsuba, HalvesThatAreEqualOrOrderedByOneWord) {
+TEST(KaratsubaTest, HalvesThatAreEqualOrOrderedByOneWord) {
     for (u64 n : {31, 32, 33, 62, 63, 64, 65}) {
         const u64 L = (n + 1) / 2;
         for (Word low_top : {Word(0), Word(1), ~Word(0)}) {
@@ -120,7 +120,7 @@ TEST(Karatsuba, HalvesThatAreEqualOrOrderedByOneWord) {
     }
 }
 
-TEST(Karatsuba, LargeProducts) {
+TEST(KaratsubaTest, LargeProducts) {
     std::mt19937_64 rng(5);
     for (u64 n : {500, 1000, 1023, 2047}) {
         const Words a = pattern(n, rng), b = pattern(n, rng), ones(n, ~Word(0));
@@ -130,7 +130,7 @@ TEST(Karatsuba, LargeProducts) {
     }
 }
 
-TEST(Karatsuba, ThresholdsAndSizes) {
+TEST(KaratsubaTest, ThresholdsAndSizes) {
     EXPECT_EQ(karatsuba_thresholds().sqr32, 10u);
     EXPECT_EQ(karatsuba_thresholds().mul32, 14u);
     EXPECT_EQ(karatsuba_thresholds().sqr64, 31u);
@@ -147,7 +147,7 @@ TEST(Karatsuba, ThresholdsAndSizes) {
 }
 
 // Beyond 131072 words of high half the differences are taken by tasks.
-TEST(SlowKaratsuba, DifferencesInTasks) {
+TEST(SlowKaratsubaTest, DifferencesInTasks) {
     std::mt19937_64 rng(6);
     ReverseFramework framework;
     const u64 n = 2 * 0x20000 + 3;

@@ -35,7 +35,7 @@ std::vector<Word> divisors() {
     return d;
 }
 
-TEST(ShoupDivider, RefusedDivisors) {
+TEST(ShoupDividerTest, RefusedDivisors) {
     const auto message = [](Word d) -> std::string {
         try {
             ShoupDivider divider(d);
@@ -53,7 +53,7 @@ TEST(ShoupDivider, RefusedDivisors) {
     EXPECT_EQ(message(3), "");
 }
 
-TEST(ShoupDivider, ReciprocalIsTheFloor) {
+TEST(ShoupDividerTest, ReciprocalIsTheFloor) {
     for (Word d : divisors()) {
         const ShoupDivider divider(d);
         mpz_t n, q;
@@ -70,7 +70,7 @@ TEST(ShoupDivider, ReciprocalIsTheFloor) {
     }
 }
 
-TEST(ShoupDivider, OneStepAndModularProducts) {
+TEST(ShoupDividerTest, OneStepAndModularProducts) {
     std::mt19937_64 rng(1);
     for (Word d : divisors()) {
         const ShoupDivider divider(d);
@@ -94,7 +94,7 @@ TEST(ShoupDivider, OneStepAndModularProducts) {
 
 // Dividends where the estimate is at its worst: multiples of d and their neighbours, of which the estimate
 // may fall one short, with words of all ones and without. Long divisors leave the least room.
-TEST(ShoupDivider, StepsBesideMultiplesOfLongDivisors) {
+TEST(ShoupDividerTest, StepsBesideMultiplesOfLongDivisors) {
     std::mt19937_64 rng(4);
     for (int bits = 33; bits <= 63; bits++) {
         for (int i = 0; i < 30; i++) {
@@ -148,7 +148,7 @@ void check_division(const ShoupDivider& divider, const Words& a, Word r, const P
     ASSERT_EQ(q, want) << n << " " << d << " " << parallel.tds;
 }
 
-TEST(ShoupDivider, SerialDivision) {
+TEST(ShoupDividerTest, SerialDivision) {
     std::mt19937_64 rng(2);
     for (Word d : divisors()) {
         const ShoupDivider divider(d);
@@ -160,7 +160,7 @@ TEST(ShoupDivider, SerialDivision) {
 }
 
 // Dividends of all ones, with words of zeros below, by long divisors.
-TEST(ShoupDivider, OnesByLongDivisors) {
+TEST(ShoupDividerTest, OnesByLongDivisors) {
     std::mt19937_64 rng(5);
     std::vector<Word> long_divisors = {1539025054188903444};
     for (int bits = 56; bits <= 63; bits++) {
@@ -177,7 +177,7 @@ TEST(ShoupDivider, OnesByLongDivisors) {
     }
 }
 
-TEST(ShoupDivider, LongDivisorsInTasks) {
+TEST(ShoupDividerTest, LongDivisorsInTasks) {
     std::mt19937_64 rng(6);
     ReverseFramework reverse;
     for (int i = 0; i < 40; i++) {
@@ -188,7 +188,7 @@ TEST(ShoupDivider, LongDivisorsInTasks) {
     }
 }
 
-TEST(ShoupDivider, DivisionInTasks) {
+TEST(ShoupDividerTest, DivisionInTasks) {
     std::mt19937_64 rng(3);
     ReverseFramework reverse;
     ThreadFramework threads;
@@ -209,7 +209,7 @@ TEST(ShoupDivider, DivisionInTasks) {
     }
 }
 
-TEST(ShoupDivider, RemainderMustBeBelowTheDivisor) {
+TEST(ShoupDividerTest, RemainderMustBeBelowTheDivisor) {
     ReverseFramework framework;
     const ShoupDivider divider(10);
     Words q(5000), a(5000, 1);
@@ -249,7 +249,7 @@ class FaultyFramework final : public BasicParallelizer {
     Word* victim_;
 };
 
-TEST(ShoupDivider, FaultBetweenThePassesIsSeen) {
+TEST(ShoupDividerTest, FaultBetweenThePassesIsSeen) {
     Words a(4000, 123456789), q(4000);
     for (u64 at : {0, 1500, 3999}) {
         FaultyFramework framework(&a[at]);

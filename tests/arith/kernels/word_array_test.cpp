@@ -49,7 +49,7 @@ void check_frame(const Words& a, i64 offset_a, const Words& b, i64 offset_b, u8 
     ASSERT_EQ(t, want) << "sub n=" << n << " tds=" << parallel.tds;
 }
 
-TEST(WordArray, AddAndSubtractInFrames) {
+TEST(WordArrayTest, AddAndSubtractInFrames) {
     std::mt19937_64 rng(1);
     Contexts contexts;
     for (int round = 0; round < 600; round++) {
@@ -67,7 +67,7 @@ TEST(WordArray, AddAndSubtractInFrames) {
     }
 }
 
-TEST(WordArray, ParallelAddAndSubtract) {
+TEST(WordArrayTest, ParallelAddAndSubtract) {
     std::mt19937_64 rng(2);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -84,7 +84,7 @@ TEST(WordArray, ParallelAddAndSubtract) {
     EXPECT_GT(contexts.reverse.dispatches, 100u);
 }
 
-TEST(WordArray, CarryThroughWholeBlocks) {
+TEST(WordArrayTest, CarryThroughWholeBlocks) {
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
         for (u64 n : {8192, 12288, 12289, 12290, 3 * 4096 + 3, 20000}) {
@@ -117,7 +117,7 @@ TEST(WordArray, CarryThroughWholeBlocks) {
     }
 }
 
-TEST(WordArray, InPlaceForms) {
+TEST(WordArrayTest, InPlaceForms) {
     std::mt19937_64 rng(3);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -140,7 +140,7 @@ TEST(WordArray, InPlaceForms) {
     }
 }
 
-TEST(WordArray, CarryJoin) {
+TEST(WordArrayTest, CarryJoin) {
     std::mt19937_64 rng(4);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -174,7 +174,7 @@ TEST(WordArray, CarryJoin) {
     }
 }
 
-TEST(WordArray, MultiplyByOneWord) {
+TEST(WordArrayTest, MultiplyByOneWord) {
     std::mt19937_64 rng(5);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -202,7 +202,7 @@ TEST(WordArray, MultiplyByOneWord) {
     }
 }
 
-TEST(WordArray, MultiplyByOneWordRipplesThroughBlocks) {
+TEST(WordArrayTest, MultiplyByOneWordRipplesThroughBlocks) {
     // (2^(64 n) - 1) / w * w for w | 2^64 - 1, plus 1: every word of the product is all ones and the carry
     // runs through the whole array.
     Contexts contexts;
@@ -216,7 +216,7 @@ TEST(WordArray, MultiplyByOneWordRipplesThroughBlocks) {
     }
 }
 
-TEST(WordArray, Compare) {
+TEST(WordArrayTest, Compare) {
     const Words a{5, 7}, zeros_below{0, 0, 5, 7}, bigger{6, 7}, smaller{~Word(0), 6}, tail{1, 5, 7};
     const auto cmp = [](const Words& x, i64 ex, const Words& y, i64 ey) {
         return bp_cmp({x.data(), x.size(), ex}, {y.data(), y.size(), ey});
@@ -238,7 +238,7 @@ TEST(WordArray, Compare) {
     EXPECT_EQ(cmp({7}, 1, a, 0), -1);  // the words left in the longer one decide
 }
 
-TEST(WordArray, NonzeroLength) {
+TEST(WordArrayTest, NonzeroLength) {
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
         EXPECT_EQ(bp_nonzero_length(nullptr, 0, parallel), 0u);
@@ -255,7 +255,7 @@ TEST(WordArray, NonzeroLength) {
     }
 }
 
-TEST(WordArray, Copy) {
+TEST(WordArrayTest, Copy) {
     std::mt19937_64 rng(6);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -270,7 +270,7 @@ TEST(WordArray, Copy) {
     }
 }
 
-TEST(WordArray, Negate) {
+TEST(WordArrayTest, Negate) {
     std::mt19937_64 rng(7);
     Contexts contexts;
     for (const ParallelContext& parallel : contexts.all) {
@@ -289,7 +289,7 @@ TEST(WordArray, Negate) {
     }
 }
 
-TEST(WordArray, SmallInPlaceRipples) {
+TEST(WordArrayTest, SmallInPlaceRipples) {
     Words a{~Word(0), ~Word(0), 3};
     EXPECT_EQ(add_word_ip(a.data(), 3, 2), 0);
     EXPECT_EQ(a, (Words{1, 0, 4}));

@@ -67,7 +67,7 @@ TEST_P(WordAddersTest, AddAndSubtract) {
     }
 }
 
-TEST(WordLoops, MultiplyByOneWord) {
+TEST(WordLoopsTest, MultiplyByOneWord) {
     std::mt19937_64 rng(2);
     for (u64 n = 0; n <= 140; n++) {
         for (int round = 0; round < 20; round++) {

@@ -32,7 +32,7 @@ Digits product(Digits a, Digits b) {
     return p;
 }
 
-TEST(Words32, Linear) {
+TEST(Words32Test, Linear) {
     std::mt19937_64 rng(1);
     for (u64 n = 2; n <= 60; n += 2) {
         for (int round = 0; round < 20; round++) {
@@ -65,7 +65,7 @@ TEST(Words32, Linear) {
     EXPECT_EQ(t, (Digits{0, 0, ~u32(0)}));
 }
 
-TEST(Words32, Products) {
+TEST(Words32Test, Products) {
     std::mt19937_64 rng(2);
     const auto check = [&](const Digits& a, const Digits& b) {
         const u64 n = a.size(), m = b.size();

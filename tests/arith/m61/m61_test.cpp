@@ -31,7 +31,7 @@ u64 gmp_mod(const reference::Words& a) {
     return r;
 }
 
-TEST(M61, EdgesOfCanonical) {
+TEST(M61Test, EdgesOfCanonical) {
     EXPECT_EQ(m61::canonical(0), 0u);
     EXPECT_EQ(m61::canonical(kM), 0u);
     EXPECT_EQ(m61::canonical(kM + 1), 1u);
@@ -41,7 +41,7 @@ TEST(M61, EdgesOfCanonical) {
     EXPECT_EQ(exact_mod(u128(1) << 64), 8u);
 }
 
-TEST(M61, OperationsOnLazyResidues) {
+TEST(M61Test, OperationsOnLazyResidues) {
     std::mt19937_64 rng(1);
     for (int i = 0; i < 20000; i++) {
         u64 a = rng() >> 1, b = rng() >> 1;
@@ -57,7 +57,7 @@ TEST(M61, OperationsOnLazyResidues) {
     }
 }
 
-TEST(M61, Powers) {
+TEST(M61Test, Powers) {
     std::mt19937_64 rng(2);
     EXPECT_EQ(m61::canonical(m61::pow(5, 0)), 1u);
     u64 p = 1;
@@ -70,7 +70,7 @@ TEST(M61, Powers) {
     }
 }
 
-TEST(M61, PowersOfTwo) {
+TEST(M61Test, PowersOfTwo) {
     std::mt19937_64 rng(3);
     EXPECT_TRUE(m61::equal(m61::mul_pow2_64(1, -1), u64(1) << 58));
     EXPECT_TRUE(m61::equal(m61::mul_pow2_64(1, 1), 8));
@@ -88,7 +88,7 @@ TEST(M61, PowersOfTwo) {
     EXPECT_TRUE(m61::equal(m61::mul_pow2_64(m61::mul_pow2_64(3, -big), big), 3));
 }
 
-TEST(M61, HashWordsAgreesWithDivision) {
+TEST(M61Test, HashWordsAgreesWithDivision) {
     std::mt19937_64 rng(4);
     EXPECT_TRUE(m61::equal(m61::hash_words(nullptr, 0), 0));
     for (u64 n = 1; n < 400; n++) {  // both sides of the vector threshold
@@ -107,7 +107,7 @@ TEST(M61, HashWordsAgreesWithDivision) {
 
 // Both vector loops where their instructions exist (AVX512 F and DQ for the wider one), with sums at their
 // limits.
-TEST(M61, HashBlocksOfEveryLevel) {
+TEST(M61Test, HashBlocksOfEveryLevel) {
     std::vector<Isa> isas;
     if (is_built(Isa::avx2)) isas.push_back(Isa::avx2);
     constexpr u32 kFDq = 1u << 16 | 1u << 17;

@@ -24,7 +24,7 @@ AlgorithmTableB two_entries() {
     return table;
 }
 
-TEST(AlgorithmTable, ChoosesTheFirstThresholdThatIsLargeEnough) {
+TEST(AlgorithmTableTest, ChoosesTheFirstThresholdThatIsLargeEnough) {
     const AlgorithmTableB table = two_entries();
     EXPECT_EQ(&table.get_algorithm(1), &first);
     EXPECT_EQ(&table.get_algorithm(10), &first);
@@ -35,13 +35,13 @@ TEST(AlgorithmTable, ChoosesTheFirstThresholdThatIsLargeEnough) {
     EXPECT_EQ(table.word_bits(), 64u);
 }
 
-TEST(AlgorithmTable, ThresholdsCountWordsOfTheTable) {
+TEST(AlgorithmTableTest, ThresholdsCountWordsOfTheTable) {
     AlgorithmTable table("Test", 32);
     table.add(5120, entry(first, 100000));
     EXPECT_EQ(table.items()[0].threshold_words, 160u);
 }
 
-TEST(AlgorithmTable, RefusesSizesBeyondTheLastThreshold) {
+TEST(AlgorithmTableTest, RefusesSizesBeyondTheLastThreshold) {
     const AlgorithmTableB table = two_entries();
     const auto expect_limit = [&](auto&& call, const std::string& function) {
         try {
@@ -64,7 +64,7 @@ TEST(AlgorithmTable, RefusesSizesBeyondTheLastThreshold) {
     expect_limit([&] { (void)swap.iPsize(101); }, "AlgorithmTableS::iPsize()");
 }
 
-TEST(AlgorithmTable, AddChecksOrderAndMaximum) {
+TEST(AlgorithmTableTest, AddChecksOrderAndMaximum) {
     const auto expect_add = [](AlgorithmTable& table, u64 bits, u64 max_bits, const std::string& message) {
         const u64 before = table.items().size();
         try {
@@ -91,7 +91,7 @@ TEST(AlgorithmTable, AddChecksOrderAndMaximum) {
     expect_add(bits, 100, 1000, "Thresholds must be increasing.");
 }
 
-TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
+TEST(AlgorithmTableTest, MemoryQueryTakesTheLargestOfAllReachableSizes) {
     // An algorithm that needs much memory at its own threshold, then one that needs little.
     class Fixed final : public MultiplyAlgorithm {
       public:
@@ -124,7 +124,7 @@ TEST(AlgorithmTable, MemoryQueryTakesTheLargestOfAllReachableSizes) {
     EXPECT_EQ(swap.iPsize(100), sizes.output + sizes.scratch);
 }
 
-TEST(AlgorithmTable, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
+TEST(AlgorithmTableTest, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
     static const bool registered = [] {
         static const PaddedAlgorithm32 padded(first, 100000);
         register_algorithm(TableSlot::basic32, {nullptr, 100000, "TestOnly32", "", "", "", &padded});
@@ -149,7 +149,7 @@ TEST(AlgorithmTable, BuildsFromAListAndSkipsWhatItDoesNotKnow) {
     EXPECT_EQ(other.items()[0].threshold_words, 200u);
 }
 
-TEST(AlgorithmTable, RegistryHoldsTheNamesOfTheEntries) {
+TEST(AlgorithmTableTest, RegistryHoldsTheNamesOfTheEntries) {
     bool known = false;
     const AlgorithmEntry* bkt = find_algorithm(TableSlot::basic64, "BKT", &known);
     ASSERT_NE(bkt, nullptr);
@@ -194,7 +194,7 @@ TEST(AlgorithmTableDeathTest, SlotsTakeAlgorithmsOfTheirWord) {
                 testing::ExitedWithCode(1), "Multiplication Algorithm for another Word: Other\n");
 }
 
-TEST(AlgorithmTable, BasicTableChoosesBySize) {
+TEST(AlgorithmTableTest, BasicTableChoosesBySize) {
     const AlgorithmTableB& table = basic_table64();
     EXPECT_EQ(table.name(), "Basic: 64-bit Word");
     EXPECT_EQ(table.word_bits(), 64u);
@@ -219,7 +219,7 @@ TEST(AlgorithmTable, BasicTableChoosesBySize) {
 }
 
 // The four tables of the program: names, thresholds, and which algorithm each row has.
-TEST(AlgorithmTable, FourTablesWithTheirRows) {
+TEST(AlgorithmTableTest, FourTablesWithTheirRows) {
     struct Row {
         const char* name;
         u64 bits;

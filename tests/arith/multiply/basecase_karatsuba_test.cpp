@@ -23,7 +23,7 @@ struct Forwarded {
     Scratch data;
 };
 
-TEST(BasecaseKaratsuba, TransformDeliversEveryWindowEvenOfLongerProducts) {
+TEST(BasecaseKaratsubaTest, TransformDeliversEveryWindowEvenOfLongerProducts) {
     std::mt19937_64 rng(1);
     for (int repeat = 0; repeat < 500; repeat++) {
         const u64 W = 1 + rng() % 90;
@@ -58,7 +58,7 @@ TEST(BasecaseKaratsuba, TransformDeliversEveryWindowEvenOfLongerProducts) {
     }
 }
 
-TEST(BasecaseKaratsuba, TransformRefusesLongerOperands) {
+TEST(BasecaseKaratsubaTest, TransformRefusesLongerOperands) {
     TransformHolder transform;
     basecase_karatsuba_algorithm().make_transform(transform, 5, {serial_context(), {}});
     const Words A(6, 1);
@@ -73,7 +73,7 @@ TEST(BasecaseKaratsuba, TransformRefusesLongerOperands) {
     }
 }
 
-TEST(BasecaseKaratsuba, TransformsOfOneSizeAreCompatible) {
+TEST(BasecaseKaratsubaTest, TransformsOfOneSizeAreCompatible) {
     TransformHolder a, b, c;
     basecase_karatsuba_algorithm().make_transform(a, 5, {serial_context(), {}});
     basecase_karatsuba_algorithm().make_transform(b, 5, {serial_context(), {}});
@@ -84,7 +84,7 @@ TEST(BasecaseKaratsuba, TransformsOfOneSizeAreCompatible) {
     EXPECT_FALSE(a->compatible(other));
 }
 
-TEST(BasecaseKaratsuba, SizesCoverWhatIsUsed) {
+TEST(BasecaseKaratsubaTest, SizesCoverWhatIsUsed) {
     const MultiplyAlgorithm& algorithm = basecase_karatsuba_algorithm();
     for (u64 n : {1, 2, 3, 19, 61, 62, 63, 64, 80, 81, 500, 1023, 1024}) {
         const MultiplySizes sizes = algorithm.sizes(n);

@@ -86,7 +86,7 @@ void check_all_squares(const MultiplyContext& context, const Words& A, u64 skip,
     }
 }
 
-TEST(Dispatch, EveryWindowOfSmallProducts) {
+TEST(DispatchTest, EveryWindowOfSmallProducts) {
     std::mt19937_64 rng(1);
     for (u64 LA = 1; LA <= 6; LA++) {
         for (u64 LB = 1; LB <= 6; LB++) {
@@ -105,7 +105,7 @@ TEST(Dispatch, EveryWindowOfSmallProducts) {
     }
 }
 
-TEST(Dispatch, RandomWindowsOfEveryAlgorithm) {
+TEST(DispatchTest, RandomWindowsOfEveryAlgorithm) {
     std::mt19937_64 rng(2);
     for (unsigned repeat = 0; repeat < 400 / kalvor_test::thinned(4); repeat++) {
         // Sizes on a geometric grid up to a few thousand words, often lopsided.
@@ -126,7 +126,7 @@ TEST(Dispatch, RandomWindowsOfEveryAlgorithm) {
     }
 }
 
-TEST(Dispatch, SizesAroundTheThresholds) {
+TEST(DispatchTest, SizesAroundTheThresholds) {
     std::mt19937_64 rng(3);
     for (u64 n : {79, 80, 81, 82}) {
         if (n > largest_product()) continue;
@@ -140,7 +140,7 @@ TEST(Dispatch, SizesAroundTheThresholds) {
 }
 
 // The cuts of the two-unit bound: everything that was dropped is as large as it can be.
-TEST(Dispatch, PreCutOperandsAreAtMostTwoUnitsLow) {
+TEST(DispatchTest, PreCutOperandsAreAtMostTwoUnitsLow) {
     Scratch scratch(multiply_scratch_bytes(64));
     const MultiplyContext context{serial_context(), scratch.view()};
     u64 worst = 0;
@@ -164,7 +164,7 @@ TEST(Dispatch, PreCutOperandsAreAtMostTwoUnitsLow) {
 
 // Every entry gives the residue of the words that it writes, whatever is cut off the operands, and compares
 // those that the operands carry.
-TEST(Dispatch, ResiduesOfWindowsAndOperands) {
+TEST(DispatchTest, ResiduesOfWindowsAndOperands) {
     std::mt19937_64 rng(31);
     for (const u64 most : {u64(30), u64(200), u64(2000)}) {
         Scratch scratch(multiply_scratch_bytes(2 * most));
@@ -208,7 +208,7 @@ TEST(Dispatch, ResiduesOfWindowsAndOperands) {
     }
 }
 
-TEST(Dispatch, EmptyWindowWritesNothing) {
+TEST(DispatchTest, EmptyWindowWritesNothing) {
     const MultiplyContext context{serial_context(), {}};
     const Word A[3] = {1, 2, 3};
     Word T = kCanary;
@@ -218,7 +218,7 @@ TEST(Dispatch, EmptyWindowWritesNothing) {
     EXPECT_EQ(T, kCanary);
 }
 
-TEST(Dispatch, ProductsBeyondTheTableAreRefused) {
+TEST(DispatchTest, ProductsBeyondTheTableAreRefused) {
     const MultiplyContext context{serial_context(), {}};
     const u64 n = largest_product() + 1;
     const Word one = 1;
@@ -236,7 +236,7 @@ TEST(Dispatch, ProductsBeyondTheTableAreRefused) {
     EXPECT_THROW((void)multiply_scratch_bytes(n), LimitExceededException);
 }
 
-TEST(Dispatch, ScratchThatIsTooSmallIsRefused) {
+TEST(DispatchTest, ScratchThatIsTooSmallIsRefused) {
     Scratch scratch(64);
     const MultiplyContext context{serial_context(), scratch.view()};
     const Words A(40, 3), B(40, 5);
@@ -249,9 +249,9 @@ TEST(Dispatch, ScratchThatIsTooSmallIsRefused) {
 }
 
 // The generic operations of the interface, on transforms that are nothing but the definition.
-class GenericOperations : public testing::TestWithParam<reference::Fold> {};
+class GenericOperationsTest : public testing::TestWithParam<reference::Fold> {};
 
-TEST_P(GenericOperations, EqualExactProducts) {
+TEST_P(GenericOperationsTest, EqualExactProducts) {
     const reference::FoldAlgorithm algorithm(GetParam());
     std::mt19937_64 rng(5);
     for (int repeat = 0; repeat < 300; repeat++) {
@@ -283,7 +283,7 @@ TEST_P(GenericOperations, EqualExactProducts) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Folds, GenericOperations,
+INSTANTIATE_TEST_SUITE_P(Folds, GenericOperationsTest,
                          testing::Values(reference::Fold::cyclic, reference::Fold::negacyclic));
 
 }  // namespace

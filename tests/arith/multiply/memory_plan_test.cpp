@@ -66,7 +66,7 @@ bool run(int i, const MultiplyAlgorithm& algorithm, const MultiplyContext& conte
     }
 }
 
-TEST(MemoryPlan, OperationsUseExactlyTheScratchOfTheirSize) {
+TEST(MemoryPlanTest, OperationsUseExactlyTheScratchOfTheirSize) {
     SpawnFramework spawn(64);
     for (const char* name : kNames) {
         const AlgorithmEntry* entry = find_algorithm(TableSlot::basic64, name);
@@ -109,7 +109,7 @@ TEST(MemoryPlan, OperationsUseExactlyTheScratchOfTheirSize) {
     }
 }
 
-TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
+TEST(MemoryPlanTest, SizesAreThoseOfTheTransform) {
     for (const char* name : kNames) {
         const AlgorithmEntry* entry = find_algorithm(TableSlot::basic64, name);
         if (entry == nullptr) continue;
@@ -131,7 +131,7 @@ TEST(MemoryPlan, SizesAreThoseOfTheTransform) {
 
 // A transform in memory of exactly its sizes: what it keeps, what it needs to keep nothing, and a held
 // operand.
-TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
+TEST(MemoryPlanTest, TransformsStayInsideTheirSizes) {
     SpawnFramework spawn(64);
     for (const char* name : kNames) {
         const AlgorithmEntry* entry = find_algorithm(TableSlot::basic64, name);
@@ -169,7 +169,7 @@ TEST(MemoryPlan, TransformsStayInsideTheirSizes) {
 }
 
 // A plan for one size serves every smaller product.
-TEST(MemoryPlan, TableSizesNeverFall) {
+TEST(MemoryPlanTest, TableSizesNeverFall) {
     for (const AlgorithmTableB* table : {&basic_table32(), &basic_table64()}) {
         MultiplySizes last;
         for (u64 n = 1; n < 40000; n += 1 + n / 50) {
@@ -185,7 +185,7 @@ TEST(MemoryPlan, TableSizesNeverFall) {
 }
 
 // The dispatcher's entries in exactly the memory of the table, and of any smaller product.
-TEST(MemoryPlan, DispatchStaysInsideThePlanOfALargerProduct) {
+TEST(MemoryPlanTest, DispatchStaysInsideThePlanOfALargerProduct) {
     std::mt19937_64 rng(1);
     for (u64 plan : {40, 80, 100, 400, 3264, 3265, 5000}) {
         Scratch scratch(multiply_scratch_bytes(plan));

@@ -81,21 +81,21 @@ void check_algorithm(const MultiplyAlgorithm32& algorithm, u64 largest, int repe
     }
 }
 
-TEST(MultiplyAlgorithm32, PaddedOperandsGiveExactProducts) {
+TEST(MultiplyAlgorithm32Test, PaddedOperandsGiveExactProducts) {
     for (reference::Fold fold : {reference::Fold::cyclic, reference::Fold::negacyclic}) {
         const reference::FoldAlgorithm fold_algorithm(fold);
         check_algorithm(PaddedAlgorithm32(fold_algorithm, u64(1) << 40), 40, 400, 1);
     }
 }
 
-TEST(MultiplyAlgorithm32, SmallProductsRunOnKernelsOf32BitWords) {
+TEST(MultiplyAlgorithm32Test, SmallProductsRunOnKernelsOf32BitWords) {
     check_algorithm(basecase_karatsuba_algorithm32(), 60, 300, 2);
     check_algorithm(basecase_karatsuba_algorithm32(), 2048, 40, 3);
     EXPECT_NO_THROW((void)basecase_karatsuba_algorithm32().sizes(2048));
     EXPECT_THROW((void)basecase_karatsuba_algorithm32().sizes(2049), LimitExceededException);
 }
 
-TEST(MultiplyAlgorithm32, EveryLengthAndWindowOfTinyProducts) {
+TEST(MultiplyAlgorithm32Test, EveryLengthAndWindowOfTinyProducts) {
     std::mt19937_64 rng(4);
     for (u64 LA = 1; LA <= 5; LA++) {
         for (u64 LB = 1; LB <= 5; LB++) {
@@ -124,7 +124,7 @@ TEST(MultiplyAlgorithm32, EveryLengthAndWindowOfTinyProducts) {
 }
 
 // Every name that serves 32-bit words, at sizes of its own.
-TEST(MultiplyAlgorithm32, EveryRegisteredAlgorithmMultiplies) {
+TEST(MultiplyAlgorithm32Test, EveryRegisteredAlgorithmMultiplies) {
     int found = 0;
     for (const char* name : {"BKT", "FFT", "N32", "N64", "HNT", "VST", "C17"}) {
         const AlgorithmEntry* entry = find_algorithm(TableSlot::basic32, name);
@@ -144,7 +144,7 @@ TEST(MultiplyAlgorithm32, EveryRegisteredAlgorithmMultiplies) {
     EXPECT_GE(found, 2);
 }
 
-TEST(MultiplyAlgorithm32, TableCountsWordsOf32Bits) {
+TEST(MultiplyAlgorithm32Test, TableCountsWordsOf32Bits) {
     const AlgorithmTableB& table = basic_table32();
     EXPECT_EQ(table.name(), "Basic: 32-bit Word");
     EXPECT_EQ(table.word_bits(), 32u);

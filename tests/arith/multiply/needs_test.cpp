@@ -9,7 +9,7 @@
 namespace trel {
 namespace {
 
-TEST(Needs, StepsAreCombined) {
+TEST(NeedsTest, StepsAreCombined) {
     const Needs a{10, 640, 100}, b{20, 128, 300};
     const Needs both = a.maximum(b), above = b.above(16), twice = a.twice();
     EXPECT_EQ(both.result_words, 10u);
@@ -25,7 +25,7 @@ TEST(Needs, StepsAreCombined) {
     EXPECT_EQ(twice.product_words, 100u);
 }
 
-TEST(Needs, RoomAboveWords) {
+TEST(NeedsTest, RoomAboveWords) {
     EXPECT_EQ(room_above(1000, 32), 744u);
     EXPECT_EQ(room_above(1000, 25), 744u);
     EXPECT_EQ(room_above(256, 25), 0u);
@@ -33,7 +33,7 @@ TEST(Needs, RoomAboveWords) {
     EXPECT_EQ(room_above(kAnyRoom, 25), kAnyRoom);
 }
 
-TEST(Needs, TwoHalvesHoldWhatTwoNeed) {
+TEST(NeedsTest, TwoHalvesHoldWhatTwoNeed) {
     alignas(64) static u8 memory[64 * 9];
     for (u64 lines : {0, 1, 2, 3, 8, 9}) {
         const MemoryHalves half(AlignedBufferC(memory, 64 * lines));
@@ -45,7 +45,7 @@ TEST(Needs, TwoHalvesHoldWhatTwoNeed) {
     }
 }
 
-TEST(Needs, WordsAreCarvedInWholeLines) {
+TEST(NeedsTest, WordsAreCarvedInWholeLines) {
     alignas(64) static u8 memory[64 * 4];
     AlignedBufferC view(memory, sizeof memory);
     EXPECT_EQ(carve_words(view, 9), reinterpret_cast<Word*>(memory));
@@ -55,7 +55,7 @@ TEST(Needs, WordsAreCarvedInWholeLines) {
     EXPECT_EQ(view.size(), 64u);
 }
 
-TEST(Needs, ProductsByTheirSizes) {
+TEST(NeedsTest, ProductsByTheirSizes) {
     MultiplySizes sizes;
     sizes.scratch = 1000 * 64;
     sizes.transform_data = 300 * 64;

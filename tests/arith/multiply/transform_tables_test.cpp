@@ -20,7 +20,7 @@ const MultiplyAlgorithm& named(const char* name) {
     return *find_algorithm(TableSlot::basic64, name)->algorithm;
 }
 
-TEST(TransformTables, HoldTheTablesOfReachableAlgorithms) {
+TEST(TransformTablesTest, HoldTheTablesOfReachableAlgorithms) {
     EXPECT_EQ(TransformTables::bytes(80), 0u);
     const TransformTables none(80, {}, serial_context());
     EXPECT_EQ(none.find(named("BKT")), nullptr);
@@ -41,7 +41,7 @@ TEST(TransformTables, HoldTheTablesOfReachableAlgorithms) {
     EXPECT_THROW((void)TransformTables::bytes(beyond), LimitExceededException);
 }
 
-TEST(TransformTables, SharedTablesChangeNoProduct) {
+TEST(TransformTablesTest, SharedTablesChangeNoProduct) {
     std::mt19937_64 rng(1);
     Scratch memory(TransformTables::bytes(3000));
     const TransformTables tables(3000, memory.view(), serial_context());

@@ -288,7 +288,7 @@ TEST(ReciprocalDeathTest, UnnormalisedDivisorIsFatal) {
 }
 
 // A fault in an estimate is found by the next level.
-class ReciprocalFault : public ::testing::Test {
+class ReciprocalFaultTest : public ::testing::Test {
   protected:
     // Runs the transform-based step of p words from the estimate with one bit flipped, `depth` words below
     // its top.
@@ -333,7 +333,7 @@ class ReciprocalFault : public ::testing::Test {
     std::string function_;
 };
 
-TEST_F(ReciprocalFault, WindowHasAnUnexpectedTopWord) {
+TEST_F(ReciprocalFaultTest, WindowHasAnUnexpectedTopWord) {
     for (u64 depth : {0, 1, 5}) {
         const std::string message = step_message(40, depth, 13);
         EXPECT_EQ(message.rfind("Convergence Failure:\n    top = ", 0), 0u) << message;
@@ -342,7 +342,7 @@ TEST_F(ReciprocalFault, WindowHasAnUnexpectedTopWord) {
     }
 }
 
-TEST_F(ReciprocalFault, BasicErrorAboveItsBound) {
+TEST_F(ReciprocalFaultTest, BasicErrorAboveItsBound) {
     int over = 0, under = 0;
     for (u64 p : {7, 8, 9})
         for (unsigned bit = 45; bit < 62; bit++)
@@ -360,7 +360,7 @@ TEST_F(ReciprocalFault, BasicErrorAboveItsBound) {
     EXPECT_GT(under, 10);
 }
 
-TEST_F(ReciprocalFault, BasicUnitsWordAboveOne) {
+TEST_F(ReciprocalFaultTest, BasicUnitsWordAboveOne) {
     const Number A({5});
     const ReciprocalPlan plan = ReciprocalPlan::make(3, 1);
     Workspace w = workspace(plan);

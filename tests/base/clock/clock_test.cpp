@@ -15,7 +15,7 @@
 
 using namespace trel;
 
-TEST(TscFrequency, AgreesWithThePerformanceCounterAndIsCached) {
+TEST(TscFrequencyTest, AgreesWithThePerformanceCounterAndIsCached) {
     std::vector<u32> before, after;
     ASSERT_FALSE(os::get_thread_affinity(before).failed());
     const u64 frequency = measure_tsc_frequency();
@@ -36,7 +36,7 @@ TEST(TscFrequency, AgreesWithThePerformanceCounterAndIsCached) {
     EXPECT_GE(by_tsc, 0.049);
 }
 
-TEST(ProcessTimer, CountsTheWorkOfAllThreads) {
+TEST(ProcessTimerTest, CountsTheWorkOfAllThreads) {
     const ProcessTimer timer;
     auto work = [] {
         const os::ProcessTimes start = os::process_times();
@@ -65,7 +65,7 @@ void print_lines(const std::array<std::vector<Console::ColoredText>, 2>& lines) 
 }
 }  // namespace
 
-TEST(CpuUtilization, Report) {
+TEST(CpuUtilizationTest, Report) {
     CaptureConsole console(CaptureConsole::terminal, true);
     print_lines(cpu_utilization_lines(cpu_utilization({10.0, 19.0, 0.5}, 2)));
     EXPECT_EQ(console.take(),
@@ -92,12 +92,12 @@ TEST(CpuUtilization, Report) {
     EXPECT_EQ(here, console.take());
 }
 
-TEST(CpuUtilization, WithoutWallTimeThereIsNoShare) {
+TEST(CpuUtilizationTest, WithoutWallTimeThereIsNoShare) {
     EXPECT_FALSE(cpu_utilization({0, 1.0, 0.5}, 2).measurable);
     EXPECT_FALSE(cpu_utilization({1.0, -1.0, 0.5}, 2).measurable);
 }
 
-TEST(DateText, HasTheFormOfAsctime) {
+TEST(DateTextTest, HasTheFormOfAsctime) {
     EXPECT_EQ(date_time_text({2026, 3, 1, 0, 9, 5, 7}), "Sun Mar  1 09:05:07 2026");
     for (i64 t = 0; t < 4000000000; t += 98765433) {
         const time_t c_time = static_cast<time_t>(t);
@@ -107,7 +107,7 @@ TEST(DateText, HasTheFormOfAsctime) {
     }
 }
 
-TEST(Processors, AreThoseOfTheAffinityMask) {
+TEST(ProcessorsTest, AreThoseOfTheAffinityMask) {
     std::vector<u32> mine;
     ASSERT_FALSE(os::get_thread_affinity(mine).failed());
     // A thread is in one group at a time.

@@ -9,7 +9,7 @@
 
 using namespace trel;
 
-TEST(ReferenceClock, KindByFrequency) {
+TEST(ReferenceClockTest, KindByFrequency) {
     constexpr u64 kTsc = 3000000000;
     const struct {
         u64 performance, tsc;
@@ -41,7 +41,7 @@ TEST(ReferenceClock, KindByFrequency) {
     }
 }
 
-TEST(ReferenceClock, KindByName) {
+TEST(ReferenceClockTest, KindByName) {
     EXPECT_EQ(reference_clock_kind("hpet"), "HPET");
     EXPECT_EQ(reference_clock_kind("acpi_pm"), "ACPI");
     EXPECT_EQ(reference_clock_kind("tsc"), "TSC");
@@ -51,7 +51,7 @@ TEST(ReferenceClock, KindByName) {
     }
 }
 
-TEST(ReferenceClock, OfThisMachine) {
+TEST(ReferenceClockTest, OfThisMachine) {
     const ReferenceClocks clocks = reference_clocks();
     EXPECT_EQ(clocks.kind, get_reference_clock_kind());
     EXPECT_TRUE(clocks.kind == "" || clocks.kind == "HPET" || clocks.kind == "ACPI" || clocks.kind == "TSC");
@@ -103,16 +103,16 @@ const FrequencyCalls kFake = {
     [] { return machine.frequency; },
 };
 
-class TscMeasurement : public testing::Test {
+class TscMeasurementTest : public testing::Test {
   protected:
     void SetUp() override { machine = FakeMachine(); }
 };
-using TscMeasurementDeathTest = TscMeasurement;
+using TscMeasurementDeathTest = TscMeasurementTest;
 
 }  // namespace
 
 // A second thread of the run may use the processor meanwhile: the clock is not read in a loop.
-TEST_F(TscMeasurement, SleepsThroughTheInterval) {
+TEST_F(TscMeasurementTest, SleepsThroughTheInterval) {
     FrequencyCalls sleeping = kFake;
     sleeping.pass = [](double seconds) {
         machine.time += static_cast<u64>(seconds * static_cast<double>(machine.frequency));
@@ -122,7 +122,7 @@ TEST_F(TscMeasurement, SleepsThroughTheInterval) {
     EXPECT_EQ(machine.readings, 2u);
 }
 
-TEST_F(TscMeasurement, OverASixteenthOfASecondOnTheLowestProcessor) {
+TEST_F(TscMeasurementTest, OverASixteenthOfASecondOnTheLowestProcessor) {
     CaptureConsole console;
     // 101 steps between the readings of the time-stamp counter, 100 between those of the clock.
     EXPECT_EQ(measure_tsc_frequency(kFake), 1616000u);
@@ -131,7 +131,7 @@ TEST_F(TscMeasurement, OverASixteenthOfASecondOnTheLowestProcessor) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST_F(TscMeasurement, AFrequencyIsCutOff) {
+TEST_F(TscMeasurementTest, AFrequencyIsCutOff) {
     CaptureConsole console;
     machine.frequency = 1615;  // still 100 ticks: 101000 / 100 x 1615 = 1631150
     EXPECT_EQ(measure_tsc_frequency(kFake), 1631150u);
@@ -143,7 +143,7 @@ TEST_F(TscMeasurement, AFrequencyIsCutOff) {
     EXPECT_EQ(measure_tsc_frequency(kFake), 1679145u);
 }
 
-TEST_F(TscMeasurement, UnreadableAffinityIsNotFatal) {
+TEST_F(TscMeasurementTest, UnreadableAffinityIsNotFatal) {
     CaptureConsole console(CaptureConsole::terminal, true);
     machine.affinity_known = false;
     EXPECT_EQ(measure_tsc_frequency(kFake), 1616000u);
@@ -151,7 +151,7 @@ TEST_F(TscMeasurement, UnreadableAffinityIsNotFatal) {
     EXPECT_EQ(console.take(), "\n{R}Unable to read thread affinity.\n{w}");
 }
 
-TEST_F(TscMeasurement, AClockThatIsSetBackBeginsAnew) {
+TEST_F(TscMeasurementTest, AClockThatIsSetBackBeginsAnew) {
     CaptureConsole console;
     machine.set_back_at = 60;
     EXPECT_EQ(measure_tsc_frequency(kFake), 1600000u);
@@ -159,7 +159,7 @@ TEST_F(TscMeasurement, AClockThatIsSetBackBeginsAnew) {
 }
 
 // A sandbox may refuse to place threads.
-TEST_F(TscMeasurement, GoesOnWithoutAPlace) {
+TEST_F(TscMeasurementTest, GoesOnWithoutAPlace) {
     CaptureConsole console;
     machine.refuses_pin = 0;
     // The counters of the processors differ a little.

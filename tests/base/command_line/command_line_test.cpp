@@ -29,7 +29,7 @@ class ConsoleSettingsTest : public testing::Test {
 
 }  // namespace
 
-TEST(ParameterList, SplitsAtTheFirstColon) {
+TEST(ParameterListTest, SplitsAtTheFirstColon) {
     ParameterList list({"path:to/kalvor", "custom", "-o:C:/out", "x:", ":y"});
     EXPECT_TRUE(list.has_more());
     EXPECT_EQ(list.current(), ParameterList::Pair("custom", ""));
@@ -56,13 +56,13 @@ TEST(ParameterList, SplitsAtTheFirstColon) {
     }
 }
 
-TEST(ParameterList, WithoutWords) {
+TEST(ParameterListTest, WithoutWords) {
     EXPECT_FALSE(ParameterList({"kalvor"}).has_more());
     EXPECT_FALSE(ParameterList({}).has_more());
     EXPECT_THROW(ParameterList({}).current(), std::exception);
 }
 
-TEST(ParseScaledInteger, Rule) {
+TEST(ParseScaledIntegerTest, Rule) {
     EXPECT_EQ(parse_scaled_integer(""), 0);
     EXPECT_EQ(parse_scaled_integer("0"), 0);
     EXPECT_EQ(parse_scaled_integer("123"), 123);
@@ -193,7 +193,7 @@ TEST_F(ConsoleSettingsTest, PauseRule) {
     }
 }
 
-TEST(DirectoryOf, KeepsTheSeparator) {
+TEST(DirectoryOfTest, KeepsTheSeparator) {
     EXPECT_EQ(directory_of("/usr/bin/kalvor"), "/usr/bin/");
     EXPECT_EQ(directory_of("C:\\k\\kalvor.exe"), "C:\\k\\");
     EXPECT_EQ(directory_of("kalvor"), "");
@@ -201,13 +201,13 @@ TEST(DirectoryOf, KeepsTheSeparator) {
     EXPECT_NE(path.find("test_base_command_line"), std::string::npos) << path;
 }
 
-TEST(Version, Record) {
+TEST(VersionTest, Record) {
     EXPECT_EQ(kVersion.text(), "0.7.8 Build 9507");
     EXPECT_EQ(kVersion.tuning_label(), "Windows/18-CNL ~ Elvatt");
 }
 
 // The list of changes has a section of the program's own version.
-TEST(Version, StandsInTheChangelog) {
+TEST(VersionTest, StandsInTheChangelog) {
     std::ifstream file(KALVOR_SOURCE_FOLDER "/CHANGELOG.md");
     bool found = false;
     const std::string heading = std::string("## ") + kVersion.version;

@@ -64,7 +64,7 @@ std::string refusal(std::vector<std::string> words) {
 
 }  // namespace
 
-TEST(OptionTable, ReadsEveryKindOfValue) {
+TEST(OptionTableTest, ReadsEveryKindOfValue) {
     Settings s;
     EXPECT_EQ(read(s, {"-count:1.5k", "-on", "-word:red", "-o", "-on:0"}), "");
     EXPECT_EQ(s.count, 1500);
@@ -78,7 +78,7 @@ TEST(OptionTable, ReadsEveryKindOfValue) {
     EXPECT_EQ(s.folder, "");
 }
 
-TEST(OptionTable, Refusals) {
+TEST(OptionTableTest, Refusals) {
     EXPECT_EQ(refusal({"-count:1x"}), "-count: \"1x\" is not a number. Write 5.\nSee \"kalvor help test\".");
     EXPECT_EQ(refusal({"-count:0"}), "-count: \"0\" is below 1. Write 5.\nSee \"kalvor help test\".");
     EXPECT_EQ(refusal({"-count"}), "-count needs a value: -count:<n>. Write 5.\nSee \"kalvor help test\".");
@@ -96,7 +96,7 @@ TEST(OptionTable, Refusals) {
     EXPECT_EQ(refusal({"-count:\x1b[2J"}).substr(0, 24), "-count: \"\\x1b[2J\" is not");
 }
 
-TEST(OptionTable, TheHandlersExceptionPassesBehindItsSentence) {
+TEST(OptionTableTest, TheHandlersExceptionPassesBehindItsSentence) {
     EXPECT_EQ(refusal({"-word:gren"}),
               "-word: \"gren\" cannot be used. Known: red, green. Did you mean \"green\"?\n"
               "See \"kalvor help test\".!no such colour");
@@ -104,7 +104,7 @@ TEST(OptionTable, TheHandlersExceptionPassesBehindItsSentence) {
               "-o needs a value: -o <folder>.\nSee \"kalvor help test\".!Expected more parameters.");
 }
 
-TEST(OptionTable, UnknownOptions) {
+TEST(OptionTableTest, UnknownOptions) {
     const auto unknown = [](const std::string& raw) {
         return unknown_option(raw, "an option of \"test\"", names_of(table()), "help test");
     };
@@ -117,7 +117,7 @@ TEST(OptionTable, UnknownOptions) {
     EXPECT_LT(unknown(std::string(100000, '-')).size(), 400u);
 }
 
-TEST(OptionTable, HelpLines) {
+TEST(OptionTableTest, HelpLines) {
     const auto lines = [](int row) {
         const OptionRow<Settings>& r = table()[static_cast<size_t>(row)];
         return help_lines(r.text, r.names ? r.names({}) : std::vector<std::string>());

@@ -5,14 +5,14 @@
 using namespace trel;
 using namespace trel::CommandLine;
 
-TEST(ShownText, OrdinaryTextStaysAsItIs) {
+TEST(ShownTextTest, OrdinaryTextStaysAsItIs) {
     for (const char* text : {"", "abc", "C:/temp/a b", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80", "\\x1b"}) {
         EXPECT_EQ(shown(text), text);
         EXPECT_EQ(shown_lines(text), text);
     }
 }
 
-TEST(ShownText, WhatMovesTheTerminalIsReplaced) {
+TEST(ShownTextTest, WhatMovesTheTerminalIsReplaced) {
     EXPECT_EQ(shown("\x1b]0;title\x07"), "\\x1b]0;title\\x07");
     EXPECT_EQ(shown("a\nb\tc\r\x7f"), "a\\x0ab\\x09c\\x0d\\x7f");
     EXPECT_EQ(shown(std::string("\0", 1)), "\\x00");
@@ -31,7 +31,7 @@ TEST(ShownText, WhatMovesTheTerminalIsReplaced) {
     EXPECT_EQ(shown_lines("a\nb\tc\r\x1b"), "a\nb\tc\\x0d\\x1b");
 }
 
-TEST(ShownText, LongTextsAreCutBehindAWholeCharacter) {
+TEST(ShownTextTest, LongTextsAreCutBehindAWholeCharacter) {
     EXPECT_EQ(shown("abcdef", 6), "abcdef");
     EXPECT_EQ(shown("abcdef", 5), "abcde... (6 bytes)");
     EXPECT_EQ(shown("a\xe2\x82\xac", 3), "a... (4 bytes)");
@@ -41,7 +41,7 @@ TEST(ShownText, LongTextsAreCutBehindAWholeCharacter) {
     EXPECT_EQ(quoted("a\x1b"), "\"a\\x1b\"");
 }
 
-TEST(ShownText, LengthOfASequence) {
+TEST(ShownTextTest, LengthOfASequence) {
     EXPECT_EQ(utf8_length("a"), 1u);
     EXPECT_EQ(utf8_length("\xc3\xa9x"), 2u);
     EXPECT_EQ(utf8_length("\xe2\x82\xac"), 3u);

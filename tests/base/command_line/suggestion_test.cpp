@@ -5,7 +5,7 @@
 using namespace trel;
 using namespace trel::CommandLine;
 
-TEST(Suggestion, EditDistance) {
+TEST(SuggestionTest, EditDistance) {
     EXPECT_EQ(edit_distance("", ""), 0u);
     EXPECT_EQ(edit_distance("abc", ""), 3u);
     EXPECT_EQ(edit_distance("", "ab"), 2u);
@@ -17,7 +17,7 @@ TEST(Suggestion, EditDistance) {
     EXPECT_EQ(edit_distance("kitten", "sitting"), 3u);
 }
 
-TEST(Suggestion, NearestName) {
+TEST(SuggestionTest, NearestName) {
     const std::vector<std::string> names = {"-dec", "-hex",    "-algorithm", "-o",
                                             "-od",  "-verify", "-PF",        "-MA"};
     EXPECT_EQ(nearest_name("-dex", names), "-dec");  // the first of equals
@@ -34,7 +34,7 @@ TEST(Suggestion, NearestName) {
     EXPECT_EQ(nearest_name("dec", {}), "");
 }
 
-TEST(Suggestion, Texts) {
+TEST(SuggestionTest, Texts) {
     EXPECT_EQ(list_of({"a", "b", "c"}), "a, b, c");
     EXPECT_EQ(list_of({}), "");
     EXPECT_EQ(did_you_mean("pi"), " Did you mean \"pi\"?");

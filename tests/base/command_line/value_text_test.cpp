@@ -15,7 +15,7 @@ constexpr i64 kMost = 0x7FFFFFFFFFFFFFFF;
 
 }  // namespace
 
-TEST(ParseCount, WhatPeopleWrite) {
+TEST(ParseCountTest, WhatPeopleWrite) {
     const std::pair<const char*, i64> rows[] = {
         {"0", 0},
         {"7", 7},
@@ -55,7 +55,7 @@ TEST(ParseCount, WhatPeopleWrite) {
     for (const auto& [text, value] : rows) EXPECT_EQ(parse_count(text), value) << text;
 }
 
-TEST(ParseCount, BeyondTheTypeIsItsEnd) {
+TEST(ParseCountTest, BeyondTheTypeIsItsEnd) {
     for (const char* text :
          {"9223372036854775808", "99999999999999999999999", "1e19", "1e999999999999999999", "10000000t"}) {
         EXPECT_EQ(parse_count(text), kMost) << text;
@@ -65,7 +65,7 @@ TEST(ParseCount, BeyondTheTypeIsItsEnd) {
     EXPECT_EQ(parse_count("0." + std::string(18, '0') + "1e19"), 1);
 }
 
-TEST(ParseCount, WhatIsNotWhollyANumber) {
+TEST(ParseCountTest, WhatIsNotWhollyANumber) {
     for (const char* text :
          {"",       "-",        "--1", "+1",     "abc",       "1x",        "x1",   "1 ",      " 1",
           "1 m",    "1mb",      "1mm", "m",      "1.",        ".5k",       "1.5",  "1.2345k", "1e",
@@ -79,7 +79,7 @@ TEST(ParseCount, WhatIsNotWhollyANumber) {
 }
 
 // Where the lenient rule reads the whole text, both agree.
-TEST(ParseCount, AgreesWithTheLenientRule) {
+TEST(ParseCountTest, AgreesWithTheLenientRule) {
     for (const char* sign : {"", "-"}) {
         for (const char* digits : {"0", "1", "12", "999", "123456789", "9223372036854775807"}) {
             for (const char* suffix : {"", "k", "K", "m", "M", "b", "B", "t", "T"}) {
@@ -90,7 +90,7 @@ TEST(ParseCount, AgreesWithTheLenientRule) {
     }
 }
 
-TEST(ParseSwitch, Words) {
+TEST(ParseSwitchTest, Words) {
     for (const char* on : {"1", "on", "ON", "yes", "Yes", "true", "True"})
         EXPECT_EQ(parse_switch(on), true) << on;
     for (const char* off : {"0", "off", "Off", "no", "NO", "false"})

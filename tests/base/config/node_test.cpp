@@ -26,7 +26,7 @@ class OfNoType final : public Node {
 
 }  // namespace
 
-TEST(ConfigObject, KeepsTheOrderOfItsMembers) {
+TEST(ConfigObjectTest, KeepsTheOrderOfItsMembers) {
     Object o;
     o.add_integer("z", 1);
     o.add_string("a", "x");
@@ -46,7 +46,7 @@ TEST(ConfigObject, KeepsTheOrderOfItsMembers) {
     EXPECT_EQ(o.get_array("r")[0].as<Integer>().value, 7);
 }
 
-TEST(ConfigObject, RefusesAnExistingKey) {
+TEST(ConfigObjectTest, RefusesAnExistingKey) {
     Object o;
     o.add_integer("k", 1);
     const std::string text = "Attempted to add an existing key.";
@@ -66,7 +66,7 @@ TEST(ConfigObject, RefusesAnExistingKey) {
     EXPECT_EQ(o.get_integer("k"), 1);
 }
 
-TEST(ConfigObject, GettersNameWhatIsWrong) {
+TEST(ConfigObjectTest, GettersNameWhatIsWrong) {
     Object o;
     o.add_string("s", "yes");
     o.add_integer("i", 1);
@@ -115,7 +115,7 @@ TEST(ConfigObject, GettersNameWhatIsWrong) {
     }
 }
 
-TEST(ConfigObject, ChecksItsKeysInTheirOrder) {
+TEST(ConfigObjectTest, ChecksItsKeysInTheirOrder) {
     Object o;
     o.add_integer("b", 1);
     o.add_integer("x", 1);
@@ -128,7 +128,7 @@ TEST(ConfigObject, ChecksItsKeysInTheirOrder) {
     Object().check_keys({});
 }
 
-TEST(ConfigNode, ClonesAreDeepAndMovesLeaveNothing) {
+TEST(ConfigNodeTest, ClonesAreDeepAndMovesLeaveNothing) {
     Object o;
     o.comment = "all";
     o.add_string("s", "a string that is longer than the small ones", "with a comment");
@@ -158,7 +158,7 @@ TEST(ConfigNode, ClonesAreDeepAndMovesLeaveNothing) {
     EXPECT_EQ(Integer(5).clone()->to_acfg(), "5");
 }
 
-TEST(ConfigWriter, IntegersAndStrings) {
+TEST(ConfigWriterTest, IntegersAndStrings) {
     EXPECT_EQ(Integer(0).to_acfg(), "0");
     EXPECT_EQ(Integer(-9223372036854775807 - 1).to_acfg(), "-9223372036854775808");
     EXPECT_EQ(Integer(12).to_json(true), "12,");
@@ -167,7 +167,7 @@ TEST(ConfigWriter, IntegersAndStrings) {
     EXPECT_EQ(String("x").to_json(), "\"x\"");
 }
 
-TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
+TEST(ConfigWriterTest, ArraysAreInlineForIntegersAndForOneString) {
     Array a;
     EXPECT_EQ(a.to_acfg(), "[]");
     EXPECT_EQ(a.to_json(), "[]");
@@ -208,7 +208,7 @@ TEST(ConfigWriter, ArraysAreInlineForIntegersAndForOneString) {
 }
 
 // Readers of JSON refuse them raw; acfg keeps them as they are.
-TEST(ConfigWriter, JsonEscapesEveryControlCharacter) {
+TEST(ConfigWriterTest, JsonEscapesEveryControlCharacter) {
     std::string all;
     for (int c = 1; c < 0x20; c++) all += static_cast<char>(c);
     all += "\x7f\"\\ \xc3\xa9";
@@ -223,7 +223,7 @@ TEST(ConfigWriter, JsonEscapesEveryControlCharacter) {
     EXPECT_EQ(o.to_json(), "{\r\n    \"k\\\"\\n\": 1\r\n}\r\n");
 }
 
-TEST(ConfigWriter, ObjectsAndTheirComments) {
+TEST(ConfigWriterTest, ObjectsAndTheirComments) {
     Object o;
     o.comment = "nothing to say it to";
     EXPECT_EQ(o.to_acfg(), "{}");

@@ -23,7 +23,7 @@ const std::string kTwo = "{\r\n    A : 1\r\n    B : 2\r\n}\r\n";
 
 // ---- what both forms share
 
-TEST(ConfigText, Integers) {
+TEST(ConfigTextTest, Integers) {
     for (const auto parse : {acfg, json}) {
         EXPECT_EQ(parse("[9223372036854775807]"), "[9223372036854775807]");
         EXPECT_EQ(parse("[-9223372036854775807]"), "[-9223372036854775807]");
@@ -50,7 +50,7 @@ TEST(ConfigText, Integers) {
     }
 }
 
-TEST(ConfigText, Strings) {
+TEST(ConfigTextTest, Strings) {
     for (const auto parse : {acfg, json}) {
         EXPECT_EQ(parse("\"\""), "\"\"");
         EXPECT_EQ(parse("\"a // no comment\""), "\"a // no comment\"");
@@ -72,7 +72,7 @@ TEST(ConfigText, Strings) {
     }
 }
 
-TEST(ConfigText, EscapesOfJson) {
+TEST(ConfigTextTest, EscapesOfJson) {
     const auto text = [](std::string_view in) { return parse_json(in)->as<String>().value; };
     EXPECT_EQ(text("\"\\b\\f\\n\\r\\t\\/\\\\\\\"\""), "\b\f\n\r\t/\\\"");
     EXPECT_EQ(text("\"\\u0041\\u00e9\\u20AC\\u001b\""), "A\xc3\xa9\xe2\x82\xac\x1b");
@@ -95,7 +95,7 @@ TEST(ConfigText, EscapesOfJson) {
     }
 }
 
-TEST(ConfigText, LinesAreCountedByTheirFeeds) {
+TEST(ConfigTextTest, LinesAreCountedByTheirFeeds) {
     for (const auto parse : {acfg, json}) {
         EXPECT_EQ(parse("\r\n\r\n ]"), error(2, "Unexpected ']'."));
         EXPECT_EQ(parse("// a\n// b\n\t}"), error(2, "Unexpected '}'."));
@@ -109,7 +109,7 @@ TEST(ConfigText, LinesAreCountedByTheirFeeds) {
     }
 }
 
-TEST(ConfigText, NestingHasALimit) {
+TEST(ConfigTextTest, NestingHasALimit) {
     const auto nested = [](u64 depth, const std::string& open, const std::string& close) {
         std::string text;
         for (u64 i = 0; i < depth; i++) text += open;
@@ -135,7 +135,7 @@ TEST(ConfigText, NestingHasALimit) {
 
 // ---- acfg
 
-TEST(Acfg, MembersStandSideBySide) {
+TEST(AcfgTest, MembersStandSideBySide) {
     EXPECT_EQ(acfg("{A : 1 B : 2}"), kTwo);
     EXPECT_EQ(acfg("{A:1\r\nB:2}"), kTwo);
     EXPECT_EQ(acfg("{\n//c\nA//c\n : //c\n 1//c\n B\r\n:2 } trailing"), kTwo);
@@ -151,7 +151,7 @@ TEST(Acfg, MembersStandSideBySide) {
     EXPECT_EQ(acfg("{A : 1B : 2}"), error(0, "Invalid integer literal."));
 }
 
-TEST(Acfg, ObjectErrors) {
+TEST(AcfgTest, ObjectErrors) {
     EXPECT_EQ(acfg("{A 1}"), error(0, "Expected colon after identifier."));
     EXPECT_EQ(acfg("{A}"), error(0, "Invalid character in identifier."));
     EXPECT_EQ(acfg("{A }"), error(0, "Expected colon after identifier."));
@@ -165,7 +165,7 @@ TEST(Acfg, ObjectErrors) {
     EXPECT_EQ(acfg("{A : {A : {}}}"), "{\r\n    A : {\r\n        A : {}\r\n    }\r\n}\r\n");
 }
 
-TEST(Acfg, Identifiers) {
+TEST(AcfgTest, Identifiers) {
     EXPECT_EQ(acfg("{aZ09!#$%&'()*+-./=?@^_|~:1}"), "{\r\n    aZ09!#$%&'()*+-./=?@^_|~ : 1\r\n}\r\n");
     for (const char c : std::string(",;<>[]{}`\x7f\x01\xc3")) {
         EXPECT_EQ(acfg(std::string("{A") + c + " : 1}"), error(0, "Invalid character in identifier.")) << c;
@@ -191,7 +191,7 @@ TEST(Acfg, Identifiers) {
 }
 
 // The example that docs/formats.md gives.
-TEST(Acfg, TheExampleOfTheDocumentation) {
+TEST(AcfgTest, TheExampleOfTheDocumentation) {
     std::ifstream in(std::string(KALVOR_SOURCE_FOLDER) + "/docs/formats.md");
     const std::string page((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     const size_t chapter = page.find("## Settings text (acfg)");
@@ -204,7 +204,7 @@ TEST(Acfg, TheExampleOfTheDocumentation) {
 
 // ---- JSON
 
-TEST(Json, Commas) {
+TEST(JsonTest, Commas) {
     EXPECT_EQ(json("{\"A\": 1, \"B\": 2}"), kTwo);
     EXPECT_EQ(json("{ // c\n\"A\"//c\n:1//c\n,//c\n\"B\":2//c\n}"), kTwo);
     EXPECT_EQ(json("[1, 2,3 , 4]"), "[1 2 3 4]");
@@ -226,7 +226,7 @@ TEST(Json, Commas) {
     EXPECT_EQ(json("{ }"), "{}");
 }
 
-TEST(Json, ObjectErrors) {
+TEST(JsonTest, ObjectErrors) {
     EXPECT_EQ(json("{A : 1}"), error(0, "Expected object key string."));
     EXPECT_EQ(json("{]"), error(0, "Expected object key string."));
     EXPECT_EQ(json("{\"A\": 1 B"), error(0, "Expected object key string."));
@@ -299,7 +299,7 @@ class RandomTree {
 
 }  // namespace
 
-TEST(ConfigText, RandomTreesSurviveBothForms) {
+TEST(ConfigTextTest, RandomTreesSurviveBothForms) {
     for (u64 seed = 0; seed < 3000; seed++) {
         const auto tree = RandomTree(seed).node(5);
         // An integer at the root needs something behind it.
@@ -316,7 +316,7 @@ TEST(ConfigText, RandomTreesSurviveBothForms) {
 
 // Lists of a million numbers, and objects of a hundred thousand members: sizes at which anything quadratic
 // would be felt.
-TEST(ConfigText, LongListsAreReadAndWritten) {
+TEST(ConfigTextTest, LongListsAreReadAndWritten) {
     std::string list = "[0";
     for (int i = 1; i < 1000000; i++) list += " " + std::to_string(i % 7919);
     list += "]";
@@ -336,7 +336,7 @@ TEST(ConfigText, LongListsAreReadAndWritten) {
 
 // Every prefix of a text ends in a tree or in an error, and never is an unfinished text taken for a whole
 // one.
-TEST(ConfigText, EveryPrefixIsRefused) {
+TEST(ConfigTextTest, EveryPrefixIsRefused) {
     const std::string acfg_text = "{ // c\r\n A : [1 -2 \"a\\\"\"] B//c\n : {C : []} D : \"\\\\\" }";
     const std::string json_text =
         "{ // c\r\n \"A\" : [1, -2, \"a\\\"\"], \"B\" : {\"C\" : []}, \"D\" : \"\\\\\" }";

@@ -39,7 +39,7 @@ const std::string kSee = "\nSee \"kalvor help config\".\n";
 
 }  // namespace
 
-TEST(ConfigSection, NamesTheMember) {
+TEST(ConfigSectionTest, NamesTheMember) {
     EXPECT_EQ(said("{Inner : {Colour : \"red\" Count : 5 Switch : \"true\"} }", read_inner), "|fine");
     EXPECT_EQ(said("{}", read_inner), "\nInner is missing." + kSee + "|Inner");
     EXPECT_EQ(said("{Inner : [] }", read_inner),
@@ -63,7 +63,7 @@ TEST(ConfigSection, NamesTheMember) {
               "\nOther: an object stands there." + kSee + "|Invalid Key: Other");
 }
 
-TEST(ConfigSection, AValueThatItsReaderRefuses) {
+TEST(ConfigSectionTest, AValueThatItsReaderRefuses) {
     const auto refuse = [](const Section& root) {
         root.read([](const Object& o) {
             throw InvalidParametersException("", "Invalid Colour: " + o.get_string("Colour"));

@@ -6,7 +6,7 @@
 
 using namespace trel;
 
-TEST(ConsolePrimitives, ColorsAreSetBeforeAndResetAfter) {
+TEST(ConsolePrimitivesTest, ColorsAreSetBeforeAndResetAfter) {
     CaptureConsole console(CaptureConsole::terminal, true);
     Console::print("a");
     Console::print("b", 'G');
@@ -31,7 +31,7 @@ TEST(ConsolePrimitives, ColorsAreSetBeforeAndResetAfter) {
     EXPECT_EQ(console.take(), "Name    value\n");
 }
 
-TEST(ConsolePrimitives, LongLabelsAreCutAndEndInABlank) {
+TEST(ConsolePrimitivesTest, LongLabelsAreCutAndEndInABlank) {
     CaptureConsole console;
     Console::aligned_line("A label that is long", 8, "v");
     EXPECT_EQ(console.take(), "A label v\n");
@@ -41,7 +41,7 @@ TEST(ConsolePrimitives, LongLabelsAreCutAndEndInABlank) {
     EXPECT_EQ(console.take(), "v\n");
 }
 
-TEST(ConsolePrimitives, NoColorsWhenRedirectedOrDisabled) {
+TEST(ConsolePrimitivesTest, NoColorsWhenRedirectedOrDisabled) {
     {
         CaptureConsole console(CaptureConsole::redirected, true);
         Console::print("text", 'R');
@@ -59,7 +59,7 @@ TEST(ConsolePrimitives, NoColorsWhenRedirectedOrDisabled) {
     EXPECT_EQ(console.color_changes(), 1);
 }
 
-TEST(ConsolePrimitives, PausePrintsItsPromptAndCounts) {
+TEST(ConsolePrimitivesTest, PausePrintsItsPromptAndCounts) {
     CaptureConsole console(CaptureConsole::terminal, true);
     const u64 before = Console::pause_count();
     EXPECT_TRUE(Console::pause());
@@ -69,7 +69,7 @@ TEST(ConsolePrimitives, PausePrintsItsPromptAndCounts) {
     EXPECT_EQ(Console::pause_count(), before + 2);
 }
 
-TEST(ConsolePrimitives, SinksNest) {
+TEST(ConsolePrimitivesTest, SinksNest) {
     CaptureConsole outer;
     {
         CaptureConsole inner;

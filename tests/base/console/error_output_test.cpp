@@ -30,14 +30,14 @@ const kalvor_test::Child prints("ErrorOutput", [] {
 
 }  // namespace
 
-TEST(ErrorOutput, DividesTheStreams) {
+TEST(ErrorOutputTest, DividesTheStreams) {
     const auto run = kalvor_test::run_this_test({"--child", "ErrorOutput"});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.err, "error 1\nerror 2\n\nproblem\n");
     EXPECT_EQ(run.out, "result, of another thread\nthe end\n");
 }
 
-TEST(ErrorOutput, ASinkGetsBothInTheirOrder) {
+TEST(ErrorOutputTest, ASinkGetsBothInTheirOrder) {
     CaptureConsole console(CaptureConsole::terminal, true);
     Console::print("a");
     Console::print_problem("b");

@@ -8,13 +8,13 @@ using namespace trel;
 using Console::format_bytes;
 using Console::format_time;
 
-TEST(FormatList, CommaAndBlank) {
+TEST(FormatListTest, CommaAndBlank) {
     EXPECT_EQ(Console::format_list(std::vector<u32>{}), "");
     EXPECT_EQ(Console::format_list(std::vector<u32>{7}), "7");
     EXPECT_EQ(Console::format_list(std::vector<u64>{0, 2, 4}), "0, 2, 4");
 }
 
-TEST(FormatNumber, Modes) {
+TEST(FormatNumberTest, Modes) {
     using Console::NumberFormat;
     EXPECT_EQ(Console::format_number(u64(1234567)), "1234567");
     EXPECT_EQ(Console::format_number(u64(1234567), NumberFormat::commas), "1,234,567");
@@ -28,7 +28,7 @@ TEST(FormatNumber, Modes) {
     EXPECT_EQ(Console::format_commas(~u64(0)), "18,446,744,073,709,551,615");
 }
 
-TEST(FormatBytes, Examples) {
+TEST(FormatBytesTest, Examples) {
     EXPECT_EQ(format_bytes(5), " 5 bytes");
     EXPECT_EQ(format_bytes(9), " 9 bytes");
     EXPECT_EQ(format_bytes(10), "10 bytes");
@@ -52,7 +52,7 @@ TEST(FormatBytes, Examples) {
 
 // From KiB upwards: four characters before the unit, and the value they say is within half a unit of their
 // last place of the true one.
-TEST(FormatBytes, FourCharactersAndCloseToTheTruth) {
+TEST(FormatBytesTest, FourCharactersAndCloseToTheTruth) {
     const std::string units[] = {" KiB", " MiB", " GiB", " TiB", " PiB", " EiB"};
     u64 state = 88172645463325252u;
     for (int i = 0; i < 200000; i++) {
@@ -79,7 +79,7 @@ TEST(FormatBytes, FourCharactersAndCloseToTheTruth) {
     }
 }
 
-TEST(FormatTime, UnitsChangeAtTwoHoursAndTwoDays) {
+TEST(FormatTimeTest, UnitsChangeAtTwoHoursAndTwoDays) {
     EXPECT_EQ(format_time(59.5), "59.500 seconds  ( 0.992 minutes )");
     EXPECT_EQ(format_time(0), "0.000 seconds  ( 0.000 minutes )");
     EXPECT_EQ(format_time(7199.9994), "7199.999 seconds  ( 120.000 minutes )");
@@ -89,7 +89,7 @@ TEST(FormatTime, UnitsChangeAtTwoHoursAndTwoDays) {
     EXPECT_EQ(format_time(-7200), "-7200.000 seconds  ( -2.000 hours )");
 }
 
-TEST(FormatFixed, IsCorrectlyRounded) {
+TEST(FormatFixedTest, IsCorrectlyRounded) {
     EXPECT_EQ(Console::format_fixed(0.125, 2), "0.12");  // exact tie, to even
     EXPECT_EQ(Console::format_fixed(0.375, 2), "0.38");
     EXPECT_EQ(Console::format_fixed(2.5, 0), "2");

@@ -25,7 +25,7 @@ std::string on_pipes(const std::string& test, const std::string& input) {
 
 // From a file, nothing is read ahead: what follows a line is there for the next reader. No key is taken from
 // it.
-TEST(Lines, FromAPipe) {
+TEST(LinesTest, FromAPipe) {
     const auto piped = [](const std::string& input) { return on_pipes("Lines", input); };
     EXPECT_EQ(piped("one\ntwo\r\n\nklast"), "[one][two][][no key][klast]");
     EXPECT_EQ(piped("one\r\r\n\r\n"), "[one\r][][end][no key][end]");
@@ -36,7 +36,7 @@ TEST(Lines, FromAPipe) {
 }
 
 // The texts are the same without a terminal, the escapes are not there.
-TEST(Redirected, HasNoEscapes) {
+TEST(RedirectedTest, HasNoEscapes) {
     EXPECT_EQ(on_pipes("Colors", ""), "BGTRPYbgtrpyw ");
     EXPECT_EQ(on_pipes("Resize", ""), "");
     EXPECT_EQ(on_pipes("Pause", "xy"),
@@ -44,7 +44,7 @@ TEST(Redirected, HasNoEscapes) {
 }
 
 // The pause is printed and nobody waited for.
-TEST(FatalExit, NeverBlocksWithoutATerminal) {
+TEST(FatalExitTest, NeverBlocksWithoutATerminal) {
     const kalvor_test::ProgramRun run = run_child("FatalExit", "");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_EQ(run.out, "<<\nbroken\n>>Press any key to continue . . . \n");

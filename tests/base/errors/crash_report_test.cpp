@@ -117,7 +117,7 @@ const Child key_child("one key", [] {
 
 // ---- the parent
 
-TEST(CrashReport, TheTextAndTheFile) {
+TEST(CrashReportTest, TheTextAndTheFile) {
     const time_t before = time(nullptr);
     const Crash out = crash("store");
     EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
@@ -141,7 +141,7 @@ TEST(CrashReport, TheTextAndTheFile) {
     EXPECT_LE(named, time(nullptr));
 }
 
-TEST(CrashReport, OtherKindsOfCrash) {
+TEST(CrashReportTest, OtherKindsOfCrash) {
     check_crash("divide", crash_code(CrashCause::division_by_zero));
     check_crash("instruction", crash_code(CrashCause::bad_instruction));
     check_crash("abort", crash_code(CrashCause::abort));
@@ -150,7 +150,7 @@ TEST(CrashReport, OtherKindsOfCrash) {
     check_crash("throw in a thread", crash_code(CrashCause::terminate));
 }
 
-TEST(CrashReport, ABadAccess) {
+TEST(CrashReportTest, ABadAccess) {
     for (const char* way : {"store", "thread"}) {
         SCOPED_TRACE(way);
         Crash out = crash(way);
@@ -179,7 +179,7 @@ TEST(CrashReport, ABadAccess) {
     }
 }
 
-TEST(CrashReport, AStackThatRanOut) {
+TEST(CrashReportTest, AStackThatRanOut) {
     for (const char* way : {"stack", "stack of a thread"}) {
         SCOPED_TRACE(way);
         Crash out = crash(way);
@@ -194,7 +194,7 @@ TEST(CrashReport, AStackThatRanOut) {
 }
 
 // The marks show that the memory around the copies is in the dump.
-TEST(CrashReport, NoCopiesOfTheEnvironment) {
+TEST(CrashReportTest, NoCopiesOfTheEnvironment) {
     Crash out = crash("secrets");
     EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
     EXPECT_EQ(out.out, report());
@@ -204,7 +204,7 @@ TEST(CrashReport, NoCopiesOfTheEnvironment) {
 }
 
 // The second one waits for the first and then a second, in which the process ends.
-TEST(CrashReport, TwoThreadsAreReportedOnce) {
+TEST(CrashReportTest, TwoThreadsAreReportedOnce) {
     Crash out = crash("two threads");
     EXPECT_EQ(out.out, report());
     EXPECT_EQ(out.dumps.size(), 1u);
@@ -215,14 +215,14 @@ TEST(CrashReport, TwoThreadsAreReportedOnce) {
 }
 
 // A report after the first waits a second, so its dump has another name.
-TEST(CrashReport, ASecondReportComesASecondLater) {
+TEST(CrashReportTest, ASecondReportComesASecondLater) {
     const Crash out = crash("two reports");
     EXPECT_EQ(out.exit_code, 1);
     EXPECT_EQ(out.dumps.size(), 2u);
     EXPECT_EQ(out.out, report() + kalvor_test::crash_report_text("Done!"));
 }
 
-TEST(CrashReport, TheConsoleLock) {
+TEST(CrashReportTest, TheConsoleLock) {
     // Held by the thread that crashes: it takes it once more.
     const Crash own = crash("while drawing");
     EXPECT_EQ(own.exit_code, crash_code(CrashCause::bad_access).exit_code);
@@ -233,7 +233,7 @@ TEST(CrashReport, TheConsoleLock) {
     EXPECT_EQ(other.out, "half a line drawn " + kalvor_test::crash_report_text("Done!"));
 }
 
-TEST(CrashReport, AFileThatCannotBeCreated) {
+TEST(CrashReportTest, AFileThatCannotBeCreated) {
     const Crash out = crash("names taken");
     EXPECT_EQ(out.exit_code, crash_code(CrashCause::bad_access).exit_code);
     EXPECT_EQ(out.dumps.size(), 0u);
@@ -242,7 +242,7 @@ TEST(CrashReport, AFileThatCannotBeCreated) {
 }
 
 // What a pipe holds is nobody's answer to this prompt.
-TEST(CrashReport, TakesNoKeyFromAPipe) {
+TEST(CrashReportTest, TakesNoKeyFromAPipe) {
     const kalvor_test::TemporaryFolder folder;
     kalvor_test::RunOptions options;
     options.input = "kleft\n";
@@ -252,14 +252,14 @@ TEST(CrashReport, TakesNoKeyFromAPipe) {
 }
 
 // "pause:-2": not after a crash either.
-TEST(CrashReport, WithoutThePauseBeforeAFatalExit) {
+TEST(CrashReportTest, WithoutThePauseBeforeAFatalExit) {
     const Crash out = crash("no pause");
     const std::string whole = report();
     EXPECT_EQ(out.out, whole.substr(0, whole.find("Press any key")));
     EXPECT_EQ(out.dumps.size(), 1u);
 }
 
-TEST(CrashReport, WithoutARecord) {
+TEST(CrashReportTest, WithoutARecord) {
     Crash out = crash("no record");
     EXPECT_EQ(out.exit_code, 1);
     EXPECT_EQ(out.out, report());

@@ -65,7 +65,7 @@ std::vector<std::unique_ptr<Exception>> one_of_each() {
 
 }  // namespace
 
-TEST(ExceptionReport, Generic) {
+TEST(ExceptionReportTest, Generic) {
     EXPECT_EQ(report(StringException("A::b()", "It failed.")),
               "{R}\n\nException Encountered: StringException\n\nIn Function: A::b()\n\nIt failed.\n\n\n{w}");
     EXPECT_EQ(report(ParseException("", "It failed.")),
@@ -76,7 +76,7 @@ TEST(ExceptionReport, Generic) {
               "{R}\n\nException Encountered: StdException\n\nbad_alloc\n\n\n{w}");
 }
 
-TEST(ExceptionReport, Limit) {
+TEST(ExceptionReportTest, Limit) {
     EXPECT_EQ(report(LimitExceededException("f()", "Too many.", 1000, 2000000)),
               "{R}\n\nException Encountered: LimitExceededException\n\n"
               "Limit Exceeded:\n"
@@ -94,7 +94,7 @@ TEST(ExceptionReport, Limit) {
               "\n\n{w}");
 }
 
-TEST(ExceptionReport, ExponentConvolutionBufferBounds) {
+TEST(ExceptionReportTest, ExponentConvolutionBufferBounds) {
     EXPECT_EQ(report(ExponentOverflowException("f()", "not shown", -1234567, 1000)),
               "{R}\n\nException Encountered: ExponentOverflowException\n\n"
               "Floating-point exponent has exceeded internal limit:\n"
@@ -129,7 +129,7 @@ TEST(ExceptionReport, ExponentConvolutionBufferBounds) {
               "\n\n{w}");
 }
 
-TEST(ExceptionReport, SystemFileAndRaid) {
+TEST(ExceptionReportTest, SystemFileAndRaid) {
     EXPECT_EQ(report(SystemException("f()", "m", 12345)),
               "{R}\n\nSystem Exception Encountered: SystemException\n\n"
               "In Function:        f()\n"
@@ -161,7 +161,7 @@ TEST(ExceptionReport, SystemFileAndRaid) {
               "\nm\n\n\n{w}");
 }
 
-TEST(ExceptionReport, AllocationAndModular) {
+TEST(ExceptionReportTest, AllocationAndModular) {
     EXPECT_EQ(report(MemoryAllocationFailedException("f()", "m", "malloc", u64(512) << 20)),
               "{R}\n\nException Encountered: MemoryAllocationFailedException\n\n"
               "In Function: f()\n\n"
@@ -183,7 +183,7 @@ TEST(ExceptionReport, AllocationAndModular) {
               "\n\n{w}");
 }
 
-TEST(ExceptionFamily, EveryClassIsRegisteredAndRoundTrips) {
+TEST(ExceptionFamilyTest, EveryClassIsRegisteredAndRoundTrips) {
     const auto all = one_of_each();
     EXPECT_EQ(registered_exception_types(), (std::vector<std::string>{"AlgorithmFailedException",
                                                                       "ArithmeticException",
@@ -235,7 +235,7 @@ TEST(ExceptionFamily, EveryClassIsRegisteredAndRoundTrips) {
 }
 
 // Records come from other machines: whatever their lengths say, nothing behind their end is read.
-TEST(ExceptionFamily, ARecordThatEndsTooEarlyIsRefused) {
+TEST(ExceptionFamilyTest, ARecordThatEndsTooEarlyIsRefused) {
     for (const auto& e : one_of_each()) {
         std::vector<u8> bytes;
         e->serialize(bytes);
@@ -254,7 +254,7 @@ TEST(ExceptionFamily, ARecordThatEndsTooEarlyIsRefused) {
     }
 }
 
-TEST(ExceptionFamily, LengthsThatCannotBeAreRefusedBeforeMemoryIsTaken) {
+TEST(ExceptionFamilyTest, LengthsThatCannotBeAreRefusedBeforeMemoryIsTaken) {
     const auto put = [](std::vector<u8>& bytes, u64 value) {
         for (int i = 0; i < 8; i++) bytes.push_back(static_cast<u8>(value >> (8 * i)));
     };
@@ -274,7 +274,7 @@ TEST(ExceptionFamily, LengthsThatCannotBeAreRefusedBeforeMemoryIsTaken) {
     }
 }
 
-TEST(ExceptionFamily, SerializedBytes) {
+TEST(ExceptionFamilyTest, SerializedBytes) {
     std::vector<u8> bytes;
     BufferTooSmallException("A function", 0x0102, 3).serialize(bytes);
     EXPECT_EQ(bytes, (std::vector<u8>{2, 1, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0}));
@@ -289,7 +289,7 @@ TEST(ExceptionFamily, SerializedBytes) {
     EXPECT_EQ(bytes[23], 0xff);
 }
 
-TEST(ExceptionFamily, CloneTakesTheStringsAndFireKeepsTheType) {
+TEST(ExceptionFamilyTest, CloneTakesTheStringsAndFireKeepsTheType) {
     for (const auto& e : one_of_each()) {
         const std::string before = report(*e);
         const std::unique_ptr<Exception> moved = e->clone();
@@ -318,7 +318,7 @@ TEST(ExceptionFamily, CloneTakesTheStringsAndFireKeepsTheType) {
     EXPECT_EQ(modular.hashes, std::vector<u64>{3});
 }
 
-TEST(ExceptionFamily, HandlersOfABaseCatchWhatIsBelow) {
+TEST(ExceptionFamilyTest, HandlersOfABaseCatchWhatIsBelow) {
     const KeyNotFoundException missing("f", "m");
     EXPECT_THROW(missing.fire(), ParseException);
     EXPECT_THROW(missing.fire(), StringException);
@@ -349,7 +349,7 @@ struct EarlyDuplicate {
 [[gnu::init_priority(101)]] EarlyDuplicate early_duplicate;
 }  // namespace
 
-TEST(FatalPaths, DuplicateRegistrationBeforeMain) {
+TEST(FatalPathsTest, DuplicateRegistrationBeforeMain) {
     kalvor_test::RunOptions options;
     options.environment = {"KALVOR_TEST_EARLY_DUPLICATE=1"};
     const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--gtest_list_tests"}, options);
@@ -357,7 +357,7 @@ TEST(FatalPaths, DuplicateRegistrationBeforeMain) {
     EXPECT_EQ(run.out, "\nDuplicate Exception Type\nPress any key to continue . . . \n");
 }
 
-TEST(FatalPaths, DuplicateRegistration) {
+TEST(FatalPathsTest, DuplicateRegistration) {
     EXPECT_EXIT(
         {
             print_to_stderr();
@@ -366,7 +366,7 @@ TEST(FatalPaths, DuplicateRegistration) {
         testing::ExitedWithCode(1), "\nDuplicate Exception Type\nPress any key to continue");
 }
 
-TEST(FatalPaths, AssertionFailure) {
+TEST(FatalPathsTest, AssertionFailure) {
     EXPECT_EXIT(
         {
             print_to_stderr();
@@ -379,7 +379,7 @@ TEST(FatalPaths, AssertionFailure) {
         "issues.\nAre you overclocking\\?\n\nTerminating Program...\nPress any key");
 }
 
-TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
+TEST(FatalPathsTest, AnAssertionFailureWaitsForNobodyWhenToldSo) {
     EXPECT_EXIT(
         {
             print_to_stderr();
@@ -393,7 +393,7 @@ TEST(FatalPaths, AnAssertionFailureWaitsForNobodyWhenToldSo) {
         "issues.\nAre you overclocking\\?\n\nTerminating Program...\n$");
 }
 
-TEST(FatalPaths, TheirColours) {
+TEST(FatalPathsTest, TheirColours) {
     const auto fail = [] {
         print_to_stderr(true);
         assertion_failure("text ", "f()", "detail");
@@ -410,7 +410,7 @@ TEST(FatalPaths, TheirColours) {
         testing::ExitedWithCode(3), "^\n.R.broken\n.w.$");
 }
 
-TEST(FatalPaths, ThreadEdges) {
+TEST(FatalPathsTest, ThreadEdges) {
     auto die_of = [](const std::function<void()>& thrower, std::string_view line,
                      std::string_view unknown = {}) {
         print_to_stderr();
@@ -438,7 +438,7 @@ TEST(FatalPaths, ThreadEdges) {
                 "^\nstd::bad_alloc\n\nAn exception was thrown from a worker thread.\n$");
 }
 
-TEST(FatalPaths, ReportOfStandardExceptionsIsAnErrorLine) {
+TEST(FatalPathsTest, ReportOfStandardExceptionsIsAnErrorLine) {
     CaptureConsole console(CaptureConsole::terminal, true);
     try {
         throw std::runtime_error("what");
@@ -454,7 +454,7 @@ TEST(FatalPaths, ReportOfStandardExceptionsIsAnErrorLine) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST(OneShotWarning, IsDueOnceInAllThreads) {
+TEST(OneShotWarningTest, IsDueOnceInAllThreads) {
     OneShotWarning warning;
     for (int round = 0; round < 2; round++) {
         std::atomic<int> firsts{0};

@@ -35,7 +35,7 @@ std::string caught_as(const Thrown& thrown) {
 
 }  // namespace
 
-TEST(ExpectedExceptions, CarryAMessageAndAreStandardExceptions) {
+TEST(ExpectedExceptionsTest, CarryAMessageAndAreStandardExceptions) {
     is_outside_the_family<Environment::WMI_Exception>();
     is_outside_the_family<kalvor::ConfigLoadException>();
     is_outside_the_family<kalvor::ModeChangeException>();
@@ -50,7 +50,7 @@ TEST(ExpectedExceptions, CarryAMessageAndAreStandardExceptions) {
     EXPECT_STREQ(kalvor::Formulas::ModeNotSupportedException("d").what(), "d");
 }
 
-TEST(ExpectedExceptions, AreCaughtByTheirOwnTypeOnly) {
+TEST(ExpectedExceptionsTest, AreCaughtByTheirOwnTypeOnly) {
     using kalvor::ModeChangeException;
     using Constant = kalvor::ModeNotSupportedException;
     using Node = kalvor::Formulas::ModeNotSupportedException;
@@ -62,7 +62,7 @@ TEST(ExpectedExceptions, AreCaughtByTheirOwnTypeOnly) {
               "second Could not connect.");
 }
 
-TEST(ExpectedExceptions, AreNotRegistered) {
+TEST(ExpectedExceptionsTest, AreNotRegistered) {
     const std::vector<std::string> names = registered_exception_types();
     for (const char* name : {"CommandLineException", "WMI_Exception", "ConfigLoadException",
                              "ModeChangeException", "ModeNotSupportedException", "Exception"}) {

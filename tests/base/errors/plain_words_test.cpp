@@ -30,7 +30,7 @@ constexpr const char* kChoose =
 
 }  // namespace
 
-TEST(PlainWords, FoldersThatCannotBeWritten) {
+TEST(PlainWordsTest, FoldersThatCannotBeWritten) {
     const TemporaryFolder folder;
     folder.write("file", "x");
     const std::string whole = os::absolute_path(folder.file("file"));
@@ -48,7 +48,7 @@ TEST(PlainWords, FoldersThatCannotBeWritten) {
     EXPECT_GT(os::absolute_path("").size(), 1u);
 }
 
-TEST(PlainWords, Files) {
+TEST(PlainWordsTest, Files) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder.file("folder"));
     EXPECT_EQ(plain_words(FileIO::FileException("f()", "Unable to open file.\n\nAccess Denied",
@@ -66,7 +66,7 @@ TEST(PlainWords, Files) {
                   ": Bad." + kSeeHelp);
 }
 
-TEST(PlainWords, ADetectedFaultIsTheMachines) {
+TEST(PlainWordsTest, ADetectedFaultIsTheMachines) {
     const std::string words = plain_words(AlgorithmFailedException("f()", "Convergence Failure"));
     for (const char* piece : {"memory", "heat", "power", "Run a memory\ntest"}) {
         std::string flat = words, wanted = piece;
@@ -78,7 +78,7 @@ TEST(PlainWords, ADetectedFaultIsTheMachines) {
     EXPECT_EQ(plain_words(BSRModularCheckFailedException("f()", "m", 0, 1, {})), words);
 }
 
-TEST(PlainWords, Memory) {
+TEST(PlainWordsTest, Memory) {
     EXPECT_EQ(plain_words(MemoryAllocationFailedException("f()", "mmap", u64(3) << 30)),
               "The system did not give 3.00 GiB of memory. Compute fewer digits, close other programs, or "
               "raise the "
@@ -87,7 +87,7 @@ TEST(PlainWords, Memory) {
 }
 
 // The readers of options and settings explain these, with the option's or the member's name.
-TEST(PlainWords, NothingWhereTheReportSaysItAll) {
+TEST(PlainWordsTest, NothingWhereTheReportSaysItAll) {
     EXPECT_EQ(plain_words(InvalidParametersException("f()", "Invalid Constant: tau")), "");
     EXPECT_EQ(plain_words(KeyNotFoundException("", "Mode")), "");
     EXPECT_EQ(plain_words(EndOfStreamException("parse_acfg()", "Unexpected end of stream.")), "");
@@ -96,7 +96,7 @@ TEST(PlainWords, NothingWhereTheReportSaysItAll) {
 }
 
 // Also at the edge of a thread.
-TEST(PlainWords, ComeBeforeTheReport) {
+TEST(PlainWordsTest, ComeBeforeTheReport) {
     CaptureConsole console;
     try {
         throw AlgorithmFailedException("f()", "Convergence Failure");
@@ -109,7 +109,7 @@ TEST(PlainWords, ComeBeforeTheReport) {
 }
 
 // No value or path of the user moves the terminal or fills it.
-TEST(Reports, HostileTextsAreTamed) {
+TEST(ReportsTest, HostileTextsAreTamed) {
     CaptureConsole console;
     InvalidParametersException("", "Invalid Mode: \x1b]0;x\x07" + std::string(1 << 20, 'y')).print();
     std::string text = console.take();

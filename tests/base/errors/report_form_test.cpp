@@ -24,7 +24,7 @@ const std::string kMostText = "18,446,744,073,709,551,615";
 
 }  // namespace
 
-TEST(ReportForm, Generic) {
+TEST(ReportFormTest, Generic) {
     EXPECT_EQ(body(StringException("", "")), "\n");
     EXPECT_EQ(body(StringException("f()", "")), "In Function: f()\n\n\n");
     EXPECT_EQ(body(StringException("", "two\nlines")), "two\nlines\n");
@@ -33,7 +33,7 @@ TEST(ReportForm, Generic) {
 }
 
 // Each class by its own name.
-TEST(ReportForm, GenericOfEveryClass) {
+TEST(ReportFormTest, GenericOfEveryClass) {
     const std::string text = "In Function: f()\n\nm\n";
     EXPECT_EQ(body(InvalidParametersException("f()", "m")), text);
     EXPECT_EQ(body(InvalidTransformException("f()", "m")), text);
@@ -50,7 +50,7 @@ TEST(ReportForm, GenericOfEveryClass) {
     EXPECT_EQ(body(UnsupportedNegativeException("f()", "m")), text);
 }
 
-TEST(ReportForm, Limit) {
+TEST(ReportFormTest, Limit) {
     EXPECT_EQ(body(LimitExceededException("f()", "", 1, 0)),
               "Limit Exceeded:\n    Function:       f()\n\n    Limit:          1\n    Attempted:      0\n");
     EXPECT_EQ(body(LimitExceededException("", "m", kMost, kMost)),
@@ -60,7 +60,7 @@ TEST(ReportForm, Limit) {
               "Limit Exceeded:\n    Function:       f()\nm\n\n    Limit: Unknown\n    Attempted:      5\n");
 }
 
-TEST(ReportForm, Convolution) {
+TEST(ReportFormTest, Convolution) {
     EXPECT_EQ(body(ConvolutionTooSmallException("f()", "m", 0, 0)),
               "In Function: f()\n\nLimit Exceeded:\n    Message:            m\n");
     // One size is enough.
@@ -71,7 +71,7 @@ TEST(ReportForm, Convolution) {
 }
 
 // These name a function that is empty, too.
-TEST(ReportForm, ExponentBufferBounds) {
+TEST(ReportFormTest, ExponentBufferBounds) {
     constexpr i64 kLowest = -9223372036854775807 - 1;
     EXPECT_EQ(body(ExponentOverflowException("", "", kLowest, 9223372036854775807)),
               "Floating-point exponent has exceeded internal limit:\n"
@@ -88,7 +88,7 @@ TEST(ReportForm, ExponentBufferBounds) {
 }
 
 // Numbers of errors have no separators.
-TEST(ReportForm, SystemFileRaid) {
+TEST(ReportFormTest, SystemFileRaid) {
     EXPECT_EQ(body(SystemException("", "m", 0), "System Exception Encountered"),
               "Error Code:         0\n\nm\n");
     EXPECT_EQ(body(SystemException("", "", 4294967295), "System Exception Encountered"),
@@ -106,7 +106,7 @@ TEST(ReportForm, SystemFileRaid) {
                   "\n\n\n");
 }
 
-TEST(ReportForm, AllocationAndModular) {
+TEST(ReportFormTest, AllocationAndModular) {
     EXPECT_EQ(body(MemoryAllocationFailedException("", "m", "", 5)),
               "Allocation Type:    {Y}{R}\nAllocation Size:    {Y} 5 bytes{R}\n");
     EXPECT_EQ(body(BSRModularCheckFailedException("", "m", kMost, 0, {})),

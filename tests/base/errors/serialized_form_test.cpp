@@ -51,7 +51,7 @@ const std::string p = "C:/a folder/and a file in it.txt", t = "a kind of memory,
 
 }  // namespace
 
-TEST(SerializedForm, OfTheClassesWithAFunctionAndAMessage) {
+TEST(SerializedFormTest, OfTheClassesWithAFunctionAndAMessage) {
     const Record before = Record().text(f).text(m), left = Record().text("").text("");
     check(StringException(f, m), before, left);
     check(InvalidParametersException(f, m), before, left);
@@ -69,7 +69,7 @@ TEST(SerializedForm, OfTheClassesWithAFunctionAndAMessage) {
     check(UnsupportedNegativeException(f, m), before, left);
 }
 
-TEST(SerializedForm, OfTheClassesWithTwoNumbers) {
+TEST(SerializedFormTest, OfTheClassesWithTwoNumbers) {
     const Record before = Record().text(f).text(m).number(kFirst, 8).number(kSecond, 8);
     const Record left = Record().text("").text("").number(kFirst, 8).number(kSecond, 8);
     check(LimitExceededException(f, m, kFirst, kSecond), before, left);
@@ -78,7 +78,7 @@ TEST(SerializedForm, OfTheClassesWithTwoNumbers) {
     check(ConvolutionFailedException(f, m, kFirst, kSecond), before, left);
 }
 
-TEST(SerializedForm, OfTheOthers) {
+TEST(SerializedFormTest, OfTheOthers) {
     check(StdException(m), Record().text(m), Record().text(""));
     check(SystemException(f, m, kCode), Record().text(f).text(m).number(kCode, 4),
           Record().text("").text("").number(kCode, 4));
@@ -109,7 +109,7 @@ TEST(SerializedForm, OfTheOthers) {
           Record().text("").text("").number(1, 8).number(2, 8).number(0, 8));
 }
 
-TEST(SerializedForm, AFunctionThatIsNotWrittenGoesToTheClone) {
+TEST(SerializedFormTest, AFunctionThatIsNotWrittenGoesToTheClone) {
     BufferTooSmallException e(f, 1, 2);
     const std::unique_ptr<Exception> clone = e.clone();
     EXPECT_EQ(dynamic_cast<BufferTooSmallException&>(*clone).function, f);

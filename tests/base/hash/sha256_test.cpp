@@ -7,7 +7,7 @@
 using namespace trel;
 
 // FIPS 180-4 examples.
-TEST(Sha256, PublishedVectors) {
+TEST(Sha256Test, PublishedVectors) {
     EXPECT_EQ(to_hex(sha256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
     EXPECT_EQ(to_hex(sha256("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     EXPECT_EQ(to_hex(sha256("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
@@ -21,7 +21,7 @@ TEST(Sha256, PublishedVectors) {
 }
 
 // Every length around the block boundaries, fed in one piece and in pieces of every size.
-TEST(Sha256, PiecesDoNotMatter) {
+TEST(Sha256Test, PiecesDoNotMatter) {
     std::string text;
     for (int i = 0; i < 200; i++) text += static_cast<char>('a' + i * 7 % 26);
     for (size_t n = 0; n <= text.size(); n++) {
@@ -36,7 +36,7 @@ TEST(Sha256, PiecesDoNotMatter) {
 }
 
 // RFC 4231, test cases 1, 2, 3 and 6.
-TEST(HmacSha256, PublishedVectors) {
+TEST(HmacSha256Test, PublishedVectors) {
     EXPECT_EQ(to_hex(hmac_sha256(std::string(20, '\x0b'), "Hi There")),
               "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7");
     EXPECT_EQ(to_hex(hmac_sha256("Jefe", "what do ya want for nothing?")),

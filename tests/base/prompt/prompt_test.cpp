@@ -16,7 +16,7 @@ constexpr i128 kBeyond = i128(1) << 64;
 
 }  // namespace
 
-TEST(PromptNumber, DigitsCommasAndSigns) {
+TEST(PromptNumberTest, DigitsCommasAndSigns) {
     EXPECT_TRUE(parse_number("0") == 0);
     EXPECT_TRUE(parse_number("1234567890123456789") == 1234567890123456789);
     EXPECT_TRUE(parse_number("18446744073709551615") == kBeyond - 1);
@@ -29,7 +29,7 @@ TEST(PromptNumber, DigitsCommasAndSigns) {
     }
 }
 
-TEST(PromptNumber, Scales) {
+TEST(PromptNumberTest, Scales) {
     const struct {
         char suffix;
         i128 scale;
@@ -59,7 +59,7 @@ TEST(PromptNumber, Scales) {
     EXPECT_TRUE(parse_number("1 0") == 1);
 }
 
-TEST(PromptNumber, HugeNumbersDoNotWrap) {
+TEST(PromptNumberTest, HugeNumbersDoNotWrap) {
     EXPECT_TRUE(parse_number("18446744073709551616") == kBeyond);
     EXPECT_TRUE(parse_number(std::string(1000, '9')) == kBeyond);
     EXPECT_TRUE(parse_number(std::string(1000, '9') + "E") == kBeyond << 60);
@@ -67,7 +67,7 @@ TEST(PromptNumber, HugeNumbersDoNotWrap) {
     EXPECT_TRUE(parse_number("16E") == kBeyond);
 }
 
-TEST(PromptMemorySize, Fractions) {
+TEST(PromptMemorySizeTest, Fractions) {
     EXPECT_TRUE(parse_memory_size("2.5GB") == 2684354560);
     EXPECT_TRUE(parse_memory_size("768MB") == i128(768) << 20);
     EXPECT_TRUE(parse_memory_size("0.5K") == 512);
@@ -84,7 +84,7 @@ TEST(PromptMemorySize, Fractions) {
                 (kBeyond << 60) + (i128(1) << 60) - 1);
 }
 
-TEST(Prompt, AsksUntilTheAnswerIsInRange) {
+TEST(PromptTest, AsksUntilTheAnswerIsInRange) {
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({"8", "-1", "x7", "3", "left"});
     EXPECT_EQ(Prompt::read_integer_in_range("option: ", 1, 7, 'T'), 3);
@@ -95,7 +95,7 @@ TEST(Prompt, AsksUntilTheAnswerIsInRange) {
 }
 
 // The rule reads an empty line as 0, which here would be a choice that nobody made.
-TEST(Prompt, AnEmptyLineOrAWordIsAskedAgain) {
+TEST(PromptTest, AnEmptyLineOrAWordIsAskedAgain) {
     CaptureConsole console;
     console.type({"", "about", "-", ",", ".", " ", "x0", "-x", "0"});
     EXPECT_EQ(Prompt::read_integer_in_range("option: ", 0, 7, 'T'), 0);
@@ -106,7 +106,7 @@ TEST(Prompt, AnEmptyLineOrAWordIsAskedAgain) {
     EXPECT_EQ(Prompt::read_unsigned_in_range("", 0, 7, 'w'), 5u);
 }
 
-TEST(Prompt, BoundsAreInTheRange) {
+TEST(PromptTest, BoundsAreInTheRange) {
     CaptureConsole console;
     constexpr i64 kLow = -9223372036854775807 - 1, kHigh = 9223372036854775807;
     console.type(
@@ -120,7 +120,7 @@ TEST(Prompt, BoundsAreInTheRange) {
     EXPECT_EQ(Prompt::read_memory_size_in_range("Bytes: ", 0, ~u64(0), 'w'), 2684354560u);
 }
 
-TEST(Prompt, TheEndOfTheInputIsAnError) {
+TEST(PromptTest, TheEndOfTheInputIsAnError) {
     CaptureConsole console;
     const auto ended = [](auto ask) {
         try {

@@ -20,7 +20,7 @@ using Names = std::vector<std::string>;
 
 }  // namespace
 
-TEST(Named, FindsWhatWasRegistered) {
+TEST(NamedTest, FindsWhatWasRegistered) {
     const Named<int> numbers = filled();
     ASSERT_NE(numbers.find("alpha"), nullptr);
     EXPECT_EQ(*numbers.find("alpha"), 'a');
@@ -29,7 +29,7 @@ TEST(Named, FindsWhatWasRegistered) {
         EXPECT_EQ(numbers.find(name), nullptr) << name;
 }
 
-TEST(Named, WhatWasFoundStaysWhereItIs) {
+TEST(NamedTest, WhatWasFoundStaysWhereItIs) {
     Named<int> numbers = filled();
     const int* const alpha = numbers.find("alpha");
     for (int i = 0; i < 1000; i++) numbers.add("name " + std::to_string(i), i);
@@ -37,7 +37,7 @@ TEST(Named, WhatWasFoundStaysWhereItIs) {
     EXPECT_EQ(*alpha, 'a');
 }
 
-TEST(Named, MenusListTheFixedOrderThenTheAlphabet) {
+TEST(NamedTest, MenusListTheFixedOrderThenTheAlphabet) {
     EXPECT_EQ(filled().names(), (Names{"delta", "alpha", "beta", "gamma"}));
     Named<int> unordered("");
     for (const char* name : {"b", "c", "a"}) unordered.add(name, 0);

@@ -10,7 +10,7 @@
 using namespace trel;
 using kalvor_test::message_of;
 
-TEST(OptionalFlag, WordsTextsAndColors) {
+TEST(OptionalFlagTest, WordsTextsAndColors) {
     const char* words[] = {"disabled", "attempt", "forced"};
     const char* texts[] = {"Disabled", "Attempt", "Forced"};
     const char colors[] = {'R', 'Y', 'G'};

@@ -80,7 +80,7 @@ std::string refusal_of_loading(const std::string& acfg) {
 
 }  // namespace
 
-TEST(SettingsObject, ASettingAddedToTheListIsInAllFiveOperations) {
+TEST(SettingsObjectTest, ASettingAddedToTheListIsInAllFiveOperations) {
     Plates before(without_count), after(with_count);
     const auto file =
         Config::parse_acfg("{ Hot : \"true\" Shape : \"flat\" Spoons : \"forced\" Count : 7 Other : [] }");
@@ -117,7 +117,7 @@ TEST(SettingsObject, ASettingAddedToTheListIsInAllFiveOperations) {
     EXPECT_EQ(console.lines_left(), 0U);
 }
 
-TEST(SettingsObject, EditingGoesToTheLineThatWasNamed) {
+TEST(SettingsObjectTest, EditingGoesToTheLineThatWasNamed) {
     Plates plates(with_count);
     CaptureConsole console;
     plates.edit(0);
@@ -136,7 +136,7 @@ TEST(SettingsObject, EditingGoesToTheLineThatWasNamed) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST(SettingsObject, TheMenuMayHaveAHeadingAndAnOrderOfItsOwn) {
+TEST(SettingsObjectTest, TheMenuMayHaveAHeadingAndAnOrderOfItsOwn) {
     struct Reversed final : SettingsObject {
         Reversed() : SettingsObject("", 0) {}
         SettingList settings() override { return {&first, &second}; }
@@ -154,7 +154,7 @@ TEST(SettingsObject, TheMenuMayHaveAHeadingAndAnOrderOfItsOwn) {
     EXPECT_EQ(console.take(), "Heading\n   1 B: on\n   2 A: off\n");
 }
 
-TEST(SettingsObject, SettingsOfTheFileAloneMayBeMissingAndAreSavedWhenTheyAreNotTheDefault) {
+TEST(SettingsObjectTest, SettingsOfTheFileAloneMayBeMissingAndAreSavedWhenTheyAreNotTheDefault) {
     struct Box final : SettingsObject {
         Box() : SettingsObject("Box", 0) {}
         SettingList settings() override { return {&open}; }
@@ -178,7 +178,7 @@ TEST(SettingsObject, SettingsOfTheFileAloneMayBeMissingAndAreSavedWhenTheyAreNot
               "InvalidParametersException||No square shape.");
 }
 
-TEST(SettingsObject, CopiesAreIndependent) {
+TEST(SettingsObjectTest, CopiesAreIndependent) {
     Plates plates(with_count);
     Plates copy = plates;
     copy.edit(0);
@@ -189,7 +189,7 @@ TEST(SettingsObject, CopiesAreIndependent) {
               "{ \"Hot\": \"true\", \"Shape\": \"round\", \"Spoons\": \"attempt\", \"Count\": 9}");
 }
 
-TEST(SettingsObject, RefusalsNameTheObject) {
+TEST(SettingsObjectTest, RefusalsNameTheObject) {
     EXPECT_EQ(refusal_of_loading("{ Hot : 1 }"), "ParseException||Plates: Expected String, got Integer.");
     EXPECT_EQ(refusal_of_loading("{ Hot : \"yes\" }"), "ParseException||Expected true or false.");
     EXPECT_EQ(refusal_of_loading("{ Hot : \"true\" }"), "KeyNotFoundException||Shape");
@@ -201,7 +201,7 @@ TEST(SettingsObject, RefusalsNameTheObject) {
               "ParseException||Plates: Expected Integer, got String.");
 }
 
-TEST(NumberSetting, NumbersBeyondAnEndAreThatEnd) {
+TEST(NumberSettingTest, NumbersBeyondAnEndAreThatEnd) {
     const struct {
         const char* given;
         u64 taken;
@@ -221,7 +221,7 @@ TEST(NumberSetting, NumbersBeyondAnEndAreThatEnd) {
     EXPECT_EQ(free.display_text(), "None");
 }
 
-TEST(NumberSetting, TheExplanationStandsAboveTheQuestion) {
+TEST(NumberSettingTest, TheExplanationStandsAboveTheQuestion) {
     NumberSetting number{
         "N", "    N:", {.prompt = "N = ", .title = "The Number", .explanation = "One.\nTwo."}, 1};
     CaptureConsole console(CaptureConsole::terminal, true);
@@ -272,7 +272,7 @@ Choices<Dish> menu_card() {
 
 }  // namespace
 
-TEST(Choices, AreFoundByName) {
+TEST(ChoicesTest, AreFoundByName) {
     const Choices<Dish> dishes = menu_card();
     EXPECT_EQ(dishes.names(), (std::vector<std::string>{"soup", "bread"}));
     const auto soup = dishes.find("soup").make_default_config();
@@ -283,7 +283,7 @@ TEST(Choices, AreFoundByName) {
               "InvalidParametersException||No Such Dish: salad");
 }
 
-TEST(Choices, ReadTheirOwnKeysOfTheObject) {
+TEST(ChoicesTest, ReadTheirOwnKeysOfTheObject) {
     const auto object = Config::parse_acfg("{ Dish : \"soup\" Salt : 5 }");
     const auto soup = menu_card().find("soup").make_config(object->as<Config::Object>());
     EXPECT_EQ(one_line(soup->to_config()), "{ \"Salt\": 5}");
@@ -294,7 +294,7 @@ TEST(Choices, ReadTheirOwnKeysOfTheObject) {
     EXPECT_EQ(menu_card().find("bread").make_config(object->as<Config::Object>())->to_config().size(), 0U);
 }
 
-TEST(Choices, AreSelectedInAMenu) {
+TEST(ChoicesTest, AreSelectedInAMenu) {
     CaptureConsole console;
     console.type({"2", "0"});
     EXPECT_EQ(menu_card().select()->name(), "soup");

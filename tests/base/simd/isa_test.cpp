@@ -11,7 +11,7 @@ const std::vector<Isa> kBoth = {Isa::avx2, Isa::avx512};
 const std::vector<Isa> kOne = {Isa::avx2};
 }  // namespace
 
-TEST(ChooseIsa, HighestUnlessNamed) {
+TEST(ChooseIsaTest, HighestUnlessNamed) {
     EXPECT_EQ(choose_isa(std::nullopt, kBoth).isa, Isa::avx512);
     EXPECT_EQ(choose_isa("", kBoth).isa, Isa::avx512);
     EXPECT_EQ(choose_isa(std::nullopt, kOne).isa, Isa::avx2);
@@ -20,7 +20,7 @@ TEST(ChooseIsa, HighestUnlessNamed) {
     EXPECT_EQ(choose_isa("avx512", kBoth).isa, Isa::avx512);
 }
 
-TEST(ChooseIsa, RefusalsNameTheValueAndWhatIsAccepted) {
+TEST(ChooseIsaTest, RefusalsNameTheValueAndWhatIsAccepted) {
     const IsaChoice unknown = choose_isa("sse9", kBoth);
     EXPECT_FALSE(unknown.isa);
     EXPECT_EQ(unknown.error,
@@ -33,7 +33,7 @@ TEST(ChooseIsa, RefusalsNameTheValueAndWhatIsAccepted) {
     EXPECT_FALSE(choose_isa("avx2 ", kBoth).isa);
 }
 
-TEST(ActiveIsa, IsOneOfTheAvailable) {
+TEST(ActiveIsaTest, IsOneOfTheAvailable) {
     const char* forced = std::getenv("KALVOR_ISA");
     if (forced && *forced) {
         EXPECT_STREQ(isa_name(active_isa()), forced);

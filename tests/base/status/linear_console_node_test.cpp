@@ -34,7 +34,7 @@ void expect_throws(const std::function<void()>& f, const std::string& function, 
 
 }  // namespace
 
-TEST(LinearConsole, PrintsTheLinesOfTheInterface) {
+TEST(LinearConsoleTest, PrintsTheLinesOfTheInterface) {
     CaptureConsole console(CaptureConsole::terminal, true);
     LinearConsoleNode node(79, kNever);
     Status& status = node;
@@ -56,7 +56,7 @@ TEST(LinearConsole, PrintsTheLinesOfTheInterface) {
     EXPECT_EQ(console.take(), "Writing...{G} done{w}\n");
 }
 
-TEST(LinearConsole, SectionsPrintTheirNameAndTime) {
+TEST(LinearConsoleTest, SectionsPrintTheirNameAndTime) {
     CaptureConsole console;
     LinearConsoleNode node(79, 1.0);
     {
@@ -71,7 +71,7 @@ TEST(LinearConsole, SectionsPrintTheirNameAndTime) {
     EXPECT_NE(time.find("( 0."), std::string::npos) << time;
 }
 
-TEST(LinearConsole, ASectionLeftByAnExceptionPrintsNoTimeAndLeavesNothing) {
+TEST(LinearConsoleTest, ASectionLeftByAnExceptionPrintsNoTimeAndLeavesNothing) {
     CaptureConsole console;
     LinearConsoleNode node(79, 1.0);
     try {
@@ -84,7 +84,7 @@ TEST(LinearConsole, ASectionLeftByAnExceptionPrintsNoTimeAndLeavesNothing) {
     StatusSection again(node, "Again");  // would throw if a child were left
 }
 
-TEST(LinearConsole, FramesAreTheSegmentsOfTheProgressLine) {
+TEST(LinearConsoleTest, FramesAreTheSegmentsOfTheProgressLine) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, 0);
     {
@@ -99,7 +99,7 @@ TEST(LinearConsole, FramesAreTheSegmentsOfTheProgressLine) {
     EXPECT_EQ(console.take(), blanks(20));  // nothing left to show
 }
 
-TEST(LinearConsole, OtherTextErasesTheProgressLineFirst) {
+TEST(LinearConsoleTest, OtherTextErasesTheProgressLineFirst) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
     {
@@ -119,7 +119,7 @@ TEST(LinearConsole, OtherTextErasesTheProgressLineFirst) {
 }
 
 // The time of a sub-step does not run into the line of the frames around it.
-TEST(LinearConsole, TheTimeOfASubStepErasesTheProgressLineFirst) {
+TEST(LinearConsoleTest, TheTimeOfASubStepErasesTheProgressLineFirst) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
     StatusFrame outer(node, "outer");
@@ -132,7 +132,7 @@ TEST(LinearConsole, TheTimeOfASubStepErasesTheProgressLineFirst) {
     EXPECT_EQ(console.take().substr(0, 31), blanks(20) + "Time:    ");
 }
 
-TEST(LinearConsole, RefreshesOncePerIntervalUnlessForced) {
+TEST(LinearConsoleTest, RefreshesOncePerIntervalUnlessForced) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
     StatusFrame frame(node, "frame");
@@ -155,7 +155,7 @@ void spin(double seconds) {
 
 }  // namespace
 
-TEST(LinearConsole, TheIntervalIsInSeconds) {
+TEST(LinearConsoleTest, TheIntervalIsInSeconds) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode slow(20, 1e4), quick(20, 0.02);
     StatusFrame frame(slow, "slow");
@@ -170,7 +170,7 @@ TEST(LinearConsole, TheIntervalIsInSeconds) {
 }
 
 // Seconds, not merely something long or short. A machine that was busy elsewhere meanwhile proves nothing.
-TEST(LinearConsole, TheIntervalIsAsLongAsItSays) {
+TEST(LinearConsoleTest, TheIntervalIsAsLongAsItSays) {
     constexpr double kInterval = 0.2;
     CaptureConsole console(CaptureConsole::terminal);
     bool early = false;
@@ -191,7 +191,7 @@ TEST(LinearConsole, TheIntervalIsAsLongAsItSays) {
     EXPECT_TRUE(early);
 }
 
-TEST(LinearConsole, CountsAreDrawnOncePerIntervalAndNeverStale) {
+TEST(LinearConsoleTest, CountsAreDrawnOncePerIntervalAndNeverStale) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
     StatusFrame frame(node, "Sum ");
@@ -204,7 +204,7 @@ TEST(LinearConsole, CountsAreDrawnOncePerIntervalAndNeverStale) {
 }
 
 // A line that is put together by pieces is not run over by the progress line, which comes back after it.
-TEST(LinearConsole, AnOpenLineIsNotDrawnOver) {
+TEST(LinearConsoleTest, AnOpenLineIsNotDrawnOver) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, 0);
     StatusFrame frame(node, "frame");
@@ -220,7 +220,7 @@ TEST(LinearConsole, AnOpenLineIsNotDrawnOver) {
     EXPECT_EQ(console.take(), blanks(20) + "frame");
 }
 
-TEST(LinearConsole, DrawingHoldsTheConsoleLock) {
+TEST(LinearConsoleTest, DrawingHoldsTheConsoleLock) {
     class Asking final : public Console::Sink {
       public:
         Asking() : before_(Console::set_sink(this)) {}
@@ -261,7 +261,7 @@ TEST(LinearConsole, DrawingHoldsTheConsoleLock) {
 }
 
 // A refresh that is not due returns although somebody else has the lock.
-TEST(LinearConsole, ARefreshThatIsNotDueTakesNoLock) {
+TEST(LinearConsoleTest, ARefreshThatIsNotDueTakesNoLock) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, kNever);
     StatusFrame frame(node, "frame");
@@ -283,7 +283,7 @@ TEST(LinearConsole, ARefreshThatIsNotDueTakesNoLock) {
     EXPECT_FALSE(gave_up);
 }
 
-TEST(LinearConsole, SegmentsPastTheWidthAreNotDrawn) {
+TEST(LinearConsoleTest, SegmentsPastTheWidthAreNotDrawn) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(79, 0);
     StatusFrame a(node, std::string(40, 'a'));
@@ -307,7 +307,7 @@ TEST(LinearConsole, SegmentsPastTheWidthAreNotDrawn) {
     EXPECT_EQ(console.take(), blanks(79) + std::string(40, 'd'));
 }
 
-TEST(LinearConsole, RedirectedOutputHasNoProgressLine) {
+TEST(LinearConsoleTest, RedirectedOutputHasNoProgressLine) {
     CaptureConsole console;
     LinearConsoleNode node(79, 0);
     {
@@ -320,7 +320,7 @@ TEST(LinearConsole, RedirectedOutputHasNoProgressLine) {
     EXPECT_EQ(console.take(), "line\n");
 }
 
-TEST(LinearConsole, IterationsShowPercentOrCount) {
+TEST(LinearConsoleTest, IterationsShowPercentOrCount) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(20, 0);
     StatusFrame frame(node, "Sum ");
@@ -348,7 +348,7 @@ TEST(LinearConsole, IterationsShowPercentOrCount) {
     EXPECT_EQ(console.take(), blanks(20) + "Sum 100 %");
 }
 
-TEST(LinearConsole, MisuseIsRefused) {
+TEST(LinearConsoleTest, MisuseIsRefused) {
     CaptureConsole console;
     LinearConsoleNode node(79, 1.0);
     expect_throws([&] { node.pop_frame(); }, "LinearConsoleNode::pop_frame()",
@@ -375,7 +375,7 @@ TEST(LinearConsole, MisuseIsRefused) {
                   "Attempted to pop a non-existent node.");
 }
 
-TEST(LinearConsole, AFatalErrorEndsTheProgram) {
+TEST(LinearConsoleTest, AFatalErrorEndsTheProgram) {
     EXPECT_EXIT(
         {
             print_to_stderr(true);
@@ -385,7 +385,7 @@ TEST(LinearConsole, AFatalErrorEndsTheProgram) {
         testing::ExitedWithCode(1), "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
 }
 
-TEST(LinearConsole, AsksTheUser) {
+TEST(LinearConsoleTest, AsksTheUser) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(79, 1.0);
     node.push_node({'w', "frame"});
@@ -405,12 +405,12 @@ TEST(LinearConsole, AsksTheUser) {
 }
 
 // Output that is redirected is read by nobody who could answer.
-TEST(LinearConsole, IsNotAttendedWithoutATerminal) {
+TEST(LinearConsoleTest, IsNotAttendedWithoutATerminal) {
     const CaptureConsole console;
     EXPECT_FALSE(LinearConsoleNode(79, 1.0).attended());
 }
 
-TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
+TEST(NullStatusTest, AcceptsEverythingAndPrintsNothing) {
     CaptureConsole console(CaptureConsole::terminal);
     Status& status = null_status();
     {
@@ -432,14 +432,14 @@ TEST(NullStatus, AcceptsEverythingAndPrintsNothing) {
         testing::ExitedWithCode(1), "^\nbroken\nFatal error encountered. Terminating program.\n$");
 }
 
-TEST(StatusDigits, Words) {
+TEST(StatusDigitsTest, Words) {
     EXPECT_EQ(status_digits(0), 0u);
     EXPECT_EQ(status_digits(1), 19u);
     EXPECT_EQ(status_digits(1000000), 19265919u);
 }
 
 // A sink that fails costs the report and not the program.
-TEST(StatusScopes, NothingLeavesTheirEnds) {
+TEST(StatusScopesTest, NothingLeavesTheirEnds) {
     class Broken final : public Console::Sink {
       public:
         void write(std::string_view) override {

@@ -58,7 +58,7 @@ class Output final : public DataRecord {
 
 }  // namespace
 
-TEST(LinearNetwork, EveryReportIsAMessage) {
+TEST(LinearNetworkTest, EveryReportIsAMessage) {
     CaptureConsole console;
     RecordingSink sink;
     LinearNetworkNode node(sink, false);
@@ -91,7 +91,7 @@ TEST(LinearNetwork, EveryReportIsAMessage) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(LinearNetwork, SubStepsHaveNumbersAndTimes) {
+TEST(LinearNetworkTest, SubStepsHaveNumbersAndTimes) {
     RecordingSink sink;
     LinearNetworkNode node(sink, false);
     {
@@ -121,7 +121,7 @@ TEST(LinearNetwork, SubStepsHaveNumbersAndTimes) {
     StatusSection again(node, "Again");
 }
 
-TEST(LinearNetwork, TheTreeShowsFramesAndCounts) {
+TEST(LinearNetworkTest, TheTreeShowsFramesAndCounts) {
     RecordingSink sink;
     LinearNetworkNode node(sink, false);
     const auto texts = [&] {
@@ -157,7 +157,7 @@ TEST(LinearNetwork, TheTreeShowsFramesAndCounts) {
 }
 
 // The thread that answers the client looks at the tree while the computation changes it.
-TEST(LinearNetwork, TheTreeMayBeReadFromAnotherThread) {
+TEST(LinearNetworkTest, TheTreeMayBeReadFromAnotherThread) {
     RecordingSink sink;
     LinearNetworkNode node(sink, false);
     std::atomic<bool> stop{false};
@@ -176,7 +176,7 @@ TEST(LinearNetwork, TheTreeMayBeReadFromAnotherThread) {
     reader.join();
 }
 
-TEST(LinearNetwork, PrintsLocallyWhatTheConsoleWould) {
+TEST(LinearNetworkTest, PrintsLocallyWhatTheConsoleWould) {
     const auto report = [](Status& status) {
         status.Status_Line("line");
         status.Status_ColoredLine({{'G', "a"}, {'Y', "b"}});
@@ -214,7 +214,7 @@ TEST(LinearNetwork, PrintsLocallyWhatTheConsoleWould) {
     EXPECT_EQ(console.take().substr(0, 15), "{w}Time:    {Y}");
 }
 
-TEST(LinearNetwork, AFatalErrorIsSentBeforeTheEnd) {
+TEST(LinearNetworkTest, AFatalErrorIsSentBeforeTheEnd) {
     class Printing final : public StatusSink {
       public:
         void send(const Config::Object& message) override { std::fputs(message.to_acfg().c_str(), stderr); }
@@ -235,7 +235,7 @@ TEST(LinearNetwork, AFatalErrorIsSentBeforeTheEnd) {
     }
 }
 
-TEST(LinearNetwork, MisuseIsRefused) {
+TEST(LinearNetworkTest, MisuseIsRefused) {
     RecordingSink sink;
     LinearNetworkNode node(sink, false);
     const std::string none = "Attempted to pop a non-existent node.";
@@ -260,7 +260,7 @@ TEST(LinearNetwork, MisuseIsRefused) {
     EXPECT_EQ(sink.take(), "");
 }
 
-TEST(DataRecords, TheConsoleShowsNothing) {
+TEST(DataRecordsTest, TheConsoleShowsNothing) {
     CaptureConsole console;
     LinearConsoleNode node(79, 1.0);
     static_cast<Status&>(node).Data_(Output());

@@ -51,7 +51,7 @@ class TerminalSink final : public Console::Sink {
 
 }  // namespace
 
-TEST(WorkMeter, PhasesWeighWhatTheModelExpects) {
+TEST(WorkMeterTest, PhasesWeighWhatTheModelExpects) {
     WorkMeter meter = three_phases();
     EXPECT_EQ(meter.read().done, 0);
     EXPECT_EQ(meter.read().total, 100);
@@ -77,7 +77,7 @@ TEST(WorkMeter, PhasesWeighWhatTheModelExpects) {
     EXPECT_EQ(WorkMeter({}).read().total, 0);
 }
 
-TEST(WorkMeter, PhasesOfOneNameFollowEachOther) {
+TEST(WorkMeterTest, PhasesOfOneNameFollowEachOther) {
     WorkMeter meter({{"writing", 1, 10}, {"reading", 1, 10}, {"writing", 2, 10}});
     for (const double done : {0.0, 2.0}) {
         meter.enter("writing");
@@ -85,7 +85,7 @@ TEST(WorkMeter, PhasesOfOneNameFollowEachOther) {
     }
 }
 
-TEST(WorkMeter, TasksOfAnyThreadAdd) {
+TEST(WorkMeterTest, TasksOfAnyThreadAdd) {
     WorkMeter meter({{"series", 1, 4000}});
     meter.enter("series");
     LinearConsoleNode node(79, 1.0);
@@ -105,7 +105,7 @@ TEST(WorkMeter, TasksOfAnyThreadAdd) {
     EXPECT_FALSE(null_status().work());
 }
 
-TEST(ProgressEstimate, TheTimeSoFarTellsTheSpeed) {
+TEST(ProgressEstimateTest, TheTimeSoFarTellsTheSpeed) {
     WorkMeter meter = three_phases();
     ProgressEstimate estimate;
     meter.enter("memory");
@@ -127,7 +127,7 @@ TEST(ProgressEstimate, TheTimeSoFarTellsTheSpeed) {
     EXPECT_NEAR(view.left, 60, 1e-9);
 }
 
-TEST(ProgressEstimate, TooLittleTellsNothing) {
+TEST(ProgressEstimateTest, TooLittleTellsNothing) {
     WorkMeter meter({{"series", 100, 1000}});
     ProgressEstimate estimate;
     EXPECT_LT(estimate.look(meter.read(), 0).left, 0);
@@ -138,7 +138,7 @@ TEST(ProgressEstimate, TooLittleTellsNothing) {
     EXPECT_NEAR(estimate.look(meter.read(), 10).left, 1990, 1e-9);
 }
 
-TEST(ProgressEstimate, TheWarmUpIsLeftOut) {
+TEST(ProgressEstimateTest, TheWarmUpIsLeftOut) {
     WorkMeter meter({{"series", 100, 1000}});
     meter.enter("series");
     ProgressEstimate estimate;
@@ -151,7 +151,7 @@ TEST(ProgressEstimate, TheWarmUpIsLeftOut) {
     EXPECT_NEAR(estimate.look(meter.read(), 31).left, 96, 1e-9);
 }
 
-TEST(ProgressEstimate, Texts) {
+TEST(ProgressEstimateTest, Texts) {
     EXPECT_EQ(duration_text(-1), "0 s");
     EXPECT_EQ(duration_text(23.6), "24 s");
     EXPECT_EQ(duration_text(99.4), "99 s");
@@ -163,7 +163,7 @@ TEST(ProgressEstimate, Texts) {
     EXPECT_EQ(progress_text({"series", 1, 0.001, -1}), "series, run 0 %");
 }
 
-TEST(ProgressLine, EndsWithTheWholeRun) {
+TEST(ProgressLineTest, EndsWithTheWholeRun) {
     FakeClock clock;
     TerminalSink terminal(0);
     LinearConsoleNode node(79, 1.0, clock.calls);
@@ -186,7 +186,7 @@ TEST(ProgressLine, EndsWithTheWholeRun) {
 }
 
 // Nothing reaches the last column, after which a terminal goes on to the next line.
-TEST(ProgressLine, FitsTheTerminal) {
+TEST(ProgressLineTest, FitsTheTerminal) {
     for (const u64 columns : {1, 5, 20, 30, 40, 60, 79, 80, 81, 200}) {
         FakeClock clock;
         TerminalSink terminal(columns);
@@ -211,7 +211,7 @@ TEST(ProgressLine, FitsTheTerminal) {
     }
 }
 
-TEST(ProgressLine, NothingIsDrawnByTicksBetweenFrames) {
+TEST(ProgressLineTest, NothingIsDrawnByTicksBetweenFrames) {
     FakeClock clock;
     TerminalSink terminal(80);
     LinearConsoleNode node(79, 0, clock.calls);
@@ -222,7 +222,7 @@ TEST(ProgressLine, NothingIsDrawnByTicksBetweenFrames) {
     EXPECT_EQ(terminal.take(), "");
 }
 
-TEST(ProgressLine, RedirectedOutputGetsOneLineAMinute) {
+TEST(ProgressLineTest, RedirectedOutputGetsOneLineAMinute) {
     FakeClock clock;
     CaptureConsole console;
     LinearConsoleNode node(79, 1.0, clock.calls);
@@ -250,7 +250,7 @@ TEST(ProgressLine, RedirectedOutputGetsOneLineAMinute) {
 }
 
 // A client's server shows the same.
-TEST(ProgressLine, ANetworkChainPassesTheMeterOn) {
+TEST(ProgressLineTest, ANetworkChainPassesTheMeterOn) {
     class Nowhere final : public StatusSink {
       public:
         void send(const Config::Object&) override {}
@@ -270,7 +270,7 @@ TEST(ProgressLine, ANetworkChainPassesTheMeterOn) {
     EXPECT_NE(console.take().find("series, run 50 %"), std::string::npos);
 }
 
-TEST(ProgressTicker, TicksUntilItEnds) {
+TEST(ProgressTickerTest, TicksUntilItEnds) {
     std::atomic<int> ticks{0};
     {
         const ProgressTicker ticker(0.001, [&] { ticks++; });

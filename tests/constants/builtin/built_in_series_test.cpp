@@ -197,7 +197,8 @@ TEST(BuiltInSeriesTest, LeavesAndMergesFarOut) {
                 SCOPED_TRACE(testing::Message() << row.name << " " << a << " + " << n);
                 using Family = BinarySplitting::CommonP2B3::Family;
                 const BinarySplitting::BSR_BlockB<Family> plan(series, {a, a + n, 100, 100}, false, true, 1);
-                Scratch results(BinarySplitting::total_words(plan.capacities()) * sizeof(Word)), stack(plan.needs().bytes);
+                Scratch results(BinarySplitting::total_words(plan.capacities()) * sizeof(Word)),
+                    stack(plan.needs().bytes);
                 trel::AlignedBufferC memory = results.view();
                 auto range = BinarySplitting::carve_range<trel::ExactFloat>(memory, plan.capacities());
                 const trel::MultiplyContext context{trel::serial_context(), stack.view(), nullptr};

@@ -43,18 +43,18 @@ u64 reference_hash(const std::vector<u8>& values, u32 radix) {
     return r;
 }
 
-class Kernels : public ::testing::TestWithParam<trel::Isa> {
+class KernelsTest : public ::testing::TestWithParam<trel::Isa> {
   protected:
     const DigitKernels& kernels_ = digit_kernels(GetParam());
 };
 
 }  // namespace
 
-TEST_P(Kernels, NamesItsLevel) {
+TEST_P(KernelsTest, NamesItsLevel) {
     EXPECT_STREQ(kernels_.isa, trel::isa_name(GetParam()));
 }
 
-TEST_P(Kernels, ThereAndBack) {
+TEST_P(KernelsTest, ThereAndBack) {
     for (const u32 radix : {10, 16}) {
         for (u64 n = 0; n < 300; n++) {
             const std::vector<u8> values = random_values(n, radix, n);
@@ -75,7 +75,7 @@ TEST_P(Kernels, ThereAndBack) {
     }
 }
 
-TEST_P(Kernels, EveryBadByteIsSeenEverywhere) {
+TEST_P(KernelsTest, EveryBadByteIsSeenEverywhere) {
     for (const u32 radix : {10, 16}) {
         for (const u64 n : {1, 31, 32, 33, 64, 200}) {
             std::vector<u8> values = random_values(n, radix, n);
@@ -100,7 +100,7 @@ TEST_P(Kernels, EveryBadByteIsSeenEverywhere) {
     }
 }
 
-TEST_P(Kernels, Counts) {
+TEST_P(KernelsTest, Counts) {
     for (const u32 radix : {10, 16}) {
         for (const u64 n : {u64(0), u64(1), u64(31), u64(32), u64(63), u64(65), u64(1000), u64(255 * 64),
                             u64(255 * 64 + 65), u64(100003)}) {
@@ -125,10 +125,10 @@ TEST_P(Kernels, Counts) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, Kernels, ::testing::ValuesIn(trel::available_isas()),
+INSTANTIATE_TEST_SUITE_P(Levels, KernelsTest, ::testing::ValuesIn(trel::available_isas()),
                          [](const auto& info) { return trel::isa_name(info.param); });
 
-TEST(DigitHash, MatchesTheIntegerOfTheDigits) {
+TEST(DigitHashTest, MatchesTheIntegerOfTheDigits) {
     for (const u32 radix : {10, 16}) {
         for (u64 n = 0; n < 200; n++) {
             const std::vector<u8> values = random_values(n, radix, n);
@@ -139,7 +139,7 @@ TEST(DigitHash, MatchesTheIntegerOfTheDigits) {
     }
 }
 
-TEST(DigitHash, RangesJoin) {
+TEST(DigitHashTest, RangesJoin) {
     const std::vector<u8> values = random_values(500, 10, 1);
     for (u64 cut = 0; cut <= 500; cut += 7) {
         const u64 first = extend_digit_hash(0, values.data(), cut, 10);
@@ -148,7 +148,7 @@ TEST(DigitHash, RangesJoin) {
 }
 
 // Words that are already there give the hash of their digits; words of radix 16 may be any.
-TEST(DigitHash, OfWordsIsThatOfTheirDigits) {
+TEST(DigitHashTest, OfWordsIsThatOfTheirDigits) {
     std::mt19937_64 random(9);
     for (const u32 radix : {10U, 16U}) {
         const u64 per_word = radix == 10 ? 19 : 16;
@@ -166,7 +166,7 @@ TEST(DigitHash, OfWordsIsThatOfTheirDigits) {
     }
 }
 
-TEST(DigitHash, KnownValues) {
+TEST(DigitHashTest, KnownValues) {
     // 2^61 - 1 = 2305843009213693951 is 0; pi to 50 digits.
     const auto hash_of = [](const std::string& text) {
         std::vector<u8> values(text.size());
@@ -179,7 +179,7 @@ TEST(DigitHash, KnownValues) {
     EXPECT_EQ(hash_of("314159265358979323846264338327950288419716939937510"), 1415131485477934574U);
 }
 
-TEST(DigitCounts, RadixRange) {
+TEST(DigitCountsTest, RadixRange) {
     EXPECT_NO_THROW(DigitCounts(2));
     EXPECT_NO_THROW(DigitCounts(16));
     for (const u8 radix : {0, 1, 17, 255}) {

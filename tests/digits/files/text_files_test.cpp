@@ -54,7 +54,7 @@ std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch
 
 }  // namespace
 
-TEST(TextWriter, FileHoldsPointAndDigitsOnly) {
+TEST(TextWriterTest, FileHoldsPointAndDigitsOnly) {
     const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         for (const u64 n : {0, 1, 4093, 4094, 4095, 8190, 100000}) {
@@ -73,7 +73,7 @@ TEST(TextWriter, FileHoldsPointAndDigitsOnly) {
     }
 }
 
-TEST(TextWriter, PiecesInAnyOrder) {
+TEST(TextWriterTest, PiecesInAnyOrder) {
     const TemporaryFolder folder;
     std::mt19937_64 random(3);
     for (int round = 0; round < 60; round++) {
@@ -101,7 +101,7 @@ TEST(TextWriter, PiecesInAnyOrder) {
     }
 }
 
-TEST(TextWriter, DisjointPiecesFromSeveralThreads) {
+TEST(TextWriterTest, DisjointPiecesFromSeveralThreads) {
     const TemporaryFolder folder;
     constexpr u64 kPiece = 5000, kThreads = 7;
     const std::vector<u8> values = random_values(kPiece * kThreads, 10, 4);
@@ -128,7 +128,7 @@ TEST(TextWriter, DisjointPiecesFromSeveralThreads) {
     for (std::thread& thread : readers) thread.join();
 }
 
-TEST(TextWriter, Refusals) {
+TEST(TextWriterTest, Refusals) {
     const TemporaryFolder folder;
     EXPECT_EQ(message_of([&] { BasicTextWriter(folder.file("x"), "3.", 8, 10); }),
               "BasicTextWriter::BasicTextWriter()|Invalid radix.");
@@ -162,7 +162,7 @@ TEST(TextWriter, Refusals) {
     EXPECT_EQ(folder.read("x (incomplete).txt"), "3.5555555");
 }
 
-TEST(TextWriter, ARefusedRangeSpoilsNothing) {
+TEST(TextWriterTest, ARefusedRangeSpoilsNothing) {
     const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> values = random_values(2000, 10, 8);
     BasicTextWriter writer(folder.file("x"), "3.", 10, 2000);
@@ -178,7 +178,7 @@ TEST(TextWriter, ARefusedRangeSpoilsNothing) {
     EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
 }
 
-TEST(TextWriter, ARefusedRangeSpoilsNothingBehindIt) {
+TEST(TextWriterTest, ARefusedRangeSpoilsNothingBehindIt) {
     const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> values = random_values(2000, 10, 9);
     std::vector<u8> wrong(200, 1);
@@ -194,7 +194,7 @@ TEST(TextWriter, ARefusedRangeSpoilsNothingBehindIt) {
     }
 }
 
-TEST(TextWriter, IncompleteFilesKeepTheirName) {
+TEST(TextWriterTest, IncompleteFilesKeepTheirName) {
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(20000, 10, 5);
     folder.write("x.txt", "an older file");
@@ -224,7 +224,7 @@ TEST(TextWriter, IncompleteFilesKeepTheirName) {
     EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
 }
 
-TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
+TEST(TextWriterTest, FullDiskLeavesNoFinishedFile) {
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     const std::string full = "RawFile::store()|WriteFile() failed.\n\nDisk is Full";
@@ -245,7 +245,7 @@ TEST(TextWriter, FullDiskLeavesNoFinishedFile) {
 }
 
 // The one who caught the exception of a failed write reports it; closing does not try, fail and report again.
-TEST(TextWriter, AFailedWriteIsReportedOnce) {
+TEST(TextWriterTest, AFailedWriteIsReportedOnce) {
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     for (const bool closed_by_hand : {false, true}) {
@@ -272,7 +272,7 @@ TEST(TextWriter, AFailedWriteIsReportedOnce) {
 }
 
 // A store that is tried again after a failure and succeeds counts.
-TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
+TEST(TextWriterTest, ARepeatedStoreMakesUpForAFailedWrite) {
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(100000, 10, 6);
     FaultyFile disk;
@@ -284,7 +284,7 @@ TEST(TextWriter, ARepeatedStoreMakesUpForAFailedWrite) {
     EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
 }
 
-TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
+TEST(TextWriterTest, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
     using Call = FaultyFile::Call;
     const TemporaryFolder folder;
     const std::vector<u8> values = random_values(30000, 10, 7);
@@ -312,7 +312,7 @@ TEST(TextWriter, EveryFailingCallIsReportedAndLeavesNoFinishedFile) {
     }
 }
 
-TEST(TextReader, RadixAndPoint) {
+TEST(TextReaderTest, RadixAndPoint) {
     const TemporaryFolder folder;
     const auto reader = [&](const std::string& content, u8 radix = 0) {
         folder.write("f.txt", content);
@@ -346,7 +346,7 @@ TEST(TextReader, RadixAndPoint) {
     EXPECT_EQ(reader("0." + std::string(62, '1') + "f"), 10);
 }
 
-TEST(TextReader, AnyRangeWithAnyScratch) {
+TEST(TextReaderTest, AnyRangeWithAnyScratch) {
     const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         const std::vector<u8> values = random_values(30000, radix, radix);
@@ -366,7 +366,7 @@ TEST(TextReader, AnyRangeWithAnyScratch) {
     }
 }
 
-TEST(TextReader, BufferSize) {
+TEST(TextReaderTest, BufferSize) {
     const TemporaryFolder folder;
     folder.write("f.txt", "3.1");
     const BasicTextReader reader(folder.file("f.txt"));
@@ -378,7 +378,7 @@ TEST(TextReader, BufferSize) {
     EXPECT_EQ(reader.buffer_size(u64(1) << 40, 100), 4096U);
 }
 
-TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
+TEST(TextReaderTest, StatsAreHashAndCountsOfTheRange) {
     const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {
         const std::vector<u8> values = random_values(70000, radix, 40 + radix);
@@ -411,7 +411,7 @@ TEST(TextReader, StatsAreHashAndCountsOfTheRange) {
     }
 }
 
-TEST(TextReader, Refusals) {
+TEST(TextReaderTest, Refusals) {
     const TemporaryFolder folder;
     std::string text = "3." + std::string(10000, '7');
     folder.write("f.txt", text);

@@ -189,9 +189,8 @@ TEST_F(OutputFilesTest, TooLittleSpaceIsToldBeforeTheComputation) {
                              ": the digits need 20.0 KiB, 19.5 KiB are free.";
     open({.calls = &disk.file_calls()});
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(
-        refusal({.minimum_space = true, .calls = &disk.file_calls()}),
-        text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
+    EXPECT_EQ(refusal({.minimum_space = true, .calls = &disk.file_calls()}),
+              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     disk.free_space(20480);
     open({.minimum_space = true, .calls = &disk.file_calls()});
@@ -209,10 +208,9 @@ TEST_F(OutputFilesTest, RefusedSpaceIsToldBeforeTheComputation) {
                              "are said to be free.";
     open({.calls = &disk.file_calls()});
     EXPECT_EQ(console_.take(), "Warning: " + text + "\n");
-    EXPECT_EQ(
-        message_of<trel::Exception>(Form::message,
-                                    [&] { open({.minimum_space = true, .calls = &disk.file_calls()}); }),
-        text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
+    EXPECT_EQ(message_of<trel::Exception>(
+                  Form::message, [&] { open({.minimum_space = true, .calls = &disk.file_calls()}); }),
+              text + " Make room or choose another folder. \"kalvor custom\" runs anyway with -minspace:0.");
     EXPECT_TRUE(files().empty());
     // Another failure is one.
     disk.fail(Call::reserve, 3, FaultyFile::write_fault());
@@ -302,7 +300,7 @@ class AnsweringTerminal final : public trel::Terminal {
 };
 
 // A terminal whose input is a file or a pipe: what stands in it is not an answer.
-TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
+TEST(OutputFilesOnATerminalTest, NobodyIsAskedWhoCannotAnswer) {
     const TemporaryFolder folder;
     CaptureConsole console(CaptureConsole::terminal);
     AnsweringTerminal terminal(false, {folder.file("y")});
@@ -324,7 +322,7 @@ TEST(OutputFilesOnATerminal, NobodyIsAskedWhoCannotAnswer) {
 }
 
 // Control characters of a path are not sent to the terminal.
-TEST(OutputFilesShown, PathsAreShownAndNotObeyed) {
+TEST(OutputFilesShownTest, PathsAreShownAndNotObeyed) {
     const TemporaryFolder folder;
     const std::string path = folder.file("\x7f]0;x");
     std::filesystem::create_directory(path);
@@ -368,7 +366,7 @@ TEST_F(OutputFilesTest, OtherFailuresEndTheRunAtOnce) {
     EXPECT_TRUE(disk.waits().empty());
 }
 
-TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
+TEST(OutputFilesOnATerminalTest, TheUserIsAskedForAnotherTryOrFolder) {
     const TemporaryFolder folder;
     folder.write("f", "a file");
     CaptureConsole console(CaptureConsole::terminal);
@@ -379,7 +377,8 @@ TEST(OutputFilesOnATerminal, TheUserIsAskedForAnotherTryOrFolder) {
     trel::LinearConsoleNode status(79, 1.0);
     // Again; a place that is none; another folder, to which the disk is large enough.
     AnsweringTerminal terminal(true, {"", folder.file("f/x"), folder.file("b")});
-    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}}, {.terminal = &terminal, .calls = &disk.file_calls()}, status);
+    OutputFiles files(folder.file("a/"), {{10, "Pi", kDigits}},
+                      {.terminal = &terminal, .calls = &disk.file_calls()}, status);
     disk.disk_full_after(10000);
     int answers = 0;
     disk.on_wait([&](double seconds) {

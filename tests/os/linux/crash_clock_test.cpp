@@ -40,7 +40,7 @@ bool same(const os::LocalTime& a, const os::LocalTime& b) {
 
 }  // namespace
 
-TEST(CrashClock, IsTheLocalTimeOfTwoYears) {
+TEST(CrashClockTest, IsTheLocalTimeOfTwoYears) {
     constexpr i64 kDay = 86400;
     std::mt19937_64 random(5);
     // With and without summer time, both hemispheres, offsets of a part of an hour; rules in the name itself
@@ -66,7 +66,7 @@ TEST(CrashClock, IsTheLocalTimeOfTwoYears) {
     }
 }
 
-TEST(CrashClock, NothingLearntIsUtc) {
+TEST(CrashClockTest, NothingLearntIsUtc) {
     const os::LocalTime time = os::CrashClock().local_time(951782399);  // the second before a leap day
     EXPECT_EQ(time.year, 2000);
     EXPECT_EQ(time.month, 2);

@@ -8,7 +8,7 @@
 using namespace trel;
 using namespace trel::os;
 
-TEST(ErrnoError, EveryRow) {
+TEST(ErrnoErrorTest, EveryRow) {
     using enum ErrorCategory;
     struct Row {
         int value;

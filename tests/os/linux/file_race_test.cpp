@@ -57,7 +57,7 @@ int exit_code_of(const std::function<int()>& body, long call, const std::functio
 }  // namespace
 
 // Between its creation and its lock another run takes the file for a forgotten one and removes it.
-TEST(LinuxFileRace, AFileThatIsRemovedBeforeItIsLockedIsNotOurs) {
+TEST(LinuxFileRaceTest, AFileThatIsRemovedBeforeItIsLockedIsNotOurs) {
     for (const bool another : {false, true}) {
         const TemporaryFolder folder;
         const std::string path = folder.file("x");
@@ -78,7 +78,7 @@ TEST(LinuxFileRace, AFileThatIsRemovedBeforeItIsLockedIsNotOurs) {
 }
 
 // Between the look at the name and the renaming another file comes under the name.
-TEST(LinuxFileRace, AnotherFileThatIsRenamedInsteadIsNoticed) {
+TEST(LinuxFileRaceTest, AnotherFileThatIsRenamedInsteadIsNoticed) {
     const TemporaryFolder folder;
     const std::string from = folder.file("draft"), to = folder.file("final");
     const int code = exit_code_of(

@@ -22,7 +22,7 @@ using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
 // A file system that refuses unbuffered access is used with buffers.
-TEST(LinuxFile, UnbufferedAccessFallsBack) {
+TEST(LinuxFileTest, UnbufferedAccessFallsBack) {
     // Kernels of many years refuse it on memory file systems, the newest grant it; both must work.
     const std::string path = "/dev/shm/kalvor-file-test-" + std::to_string(getpid());
     const OpenedFile file =
@@ -38,7 +38,7 @@ TEST(LinuxFile, UnbufferedAccessFallsBack) {
     EXPECT_FALSE(remove_file(path.c_str()));
 }
 
-TEST(LinuxFile, FlagsReachTheSystem) {
+TEST(LinuxFileTest, FlagsReachTheSystem) {
     const TemporaryFolder folder;
     const std::string path = folder.file("a");
     const OpenedFile plain =
@@ -58,7 +58,7 @@ TEST(LinuxFile, FlagsReachTheSystem) {
 }
 
 // The hint about sectors: the disk itself complains about misaligned unbuffered access.
-TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
+TEST(LinuxFileTest, MisalignedUnbufferedAccessIsAnInvalidParameter) {
     const TemporaryFolder folder;
     const OpenedFile file =
         open_file(folder.file("a").c_str(), FileAccess::create, {.unbuffered = true, .write_through = false});
@@ -78,7 +78,7 @@ TEST(LinuxFile, MisalignedUnbufferedAccessIsAnInvalidParameter) {
 }
 
 // The largest file that the process may write plays the full disk.
-TEST(LinuxFile, AFullDiskIsCutAndReported) {
+TEST(LinuxFileTest, AFullDiskIsCutAndReported) {
     const TemporaryFolder folder;
     const OpenedFile file = open_file(folder.file("a").c_str(), FileAccess::create, {});
     ASSERT_FALSE(file.error);
@@ -103,7 +103,7 @@ TEST(LinuxFile, AFullDiskIsCutAndReported) {
     EXPECT_FALSE(close_file(file.handle));
 }
 
-TEST(LinuxFile, PipesAreRefusedByPosition) {
+TEST(LinuxFileTest, PipesAreRefusedByPosition) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     char byte;
@@ -113,12 +113,12 @@ TEST(LinuxFile, PipesAreRefusedByPosition) {
     close(ends[1]);
 }
 
-TEST(LinuxFile, BackslashIsNoSeparator) {
+TEST(LinuxFileTest, BackslashIsNoSeparator) {
     EXPECT_FALSE(is_path_separator('\\'));
 }
 
 // Nothing is made, emptied or removed through a link, and nothing waits for a pipe.
-TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
+TEST(LinuxFileTest, ExclusiveAccessFollowsNoLink) {
     const TemporaryFolder folder;
     folder.write("victim", "content");
     ASSERT_EQ(symlink("victim", folder.file("link").c_str()), 0);
@@ -135,7 +135,7 @@ TEST(LinuxFile, ExclusiveAccessFollowsNoLink) {
     EXPECT_FALSE(folder.has("nothing"));
 }
 
-TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
+TEST(LinuxFileTest, PrivateFilesAreForTheirOwner) {
     const TemporaryFolder folder;
     const auto rights_of = [&](const char* name, bool is_private) {
         const OpenedFile made =
@@ -152,7 +152,7 @@ TEST(LinuxFile, PrivateFilesAreForTheirOwner) {
 }
 
 // A dump shows memory.
-TEST(LinuxFile, DumpsAreForTheirOwner) {
+TEST(LinuxFileTest, DumpsAreForTheirOwner) {
     const TemporaryFolder folder;
     const mode_t mask = umask(0);
     const DumpFile made = create_dump_file(folder.file("a.dmp").c_str());
@@ -165,7 +165,7 @@ TEST(LinuxFile, DumpsAreForTheirOwner) {
 }
 
 // The names must lead to the file that is meant; what somebody put in its place stays.
-TEST(LinuxFile, AnotherFileOfTheNameIsLeftAlone) {
+TEST(LinuxFileTest, AnotherFileOfTheNameIsLeftAlone) {
     const TemporaryFolder folder;
     const std::string a = folder.file("a"), b = folder.file("b");
     const OpenedFile file = open_file(a.c_str(), FileAccess::create_new, {});
@@ -181,7 +181,7 @@ TEST(LinuxFile, AnotherFileOfTheNameIsLeftAlone) {
 }
 
 // Unlike the device, a limit does not become free while one waits.
-TEST(LinuxFile, WaitingHelpsAgainstAFullDeviceOnly) {
+TEST(LinuxFileTest, WaitingHelpsAgainstAFullDeviceOnly) {
     EXPECT_TRUE(space_may_come({ENOSPC, ErrorCategory::disk_full}));
     EXPECT_TRUE(space_may_come({EDQUOT, ErrorCategory::disk_full}));
     EXPECT_FALSE(space_may_come({EFBIG, ErrorCategory::disk_full}));

@@ -19,7 +19,7 @@ constexpr u64 kKb = 1024;
 
 }  // namespace
 
-TEST(MemoryStatus, OfThisMachine) {
+TEST(MemoryStatusTest, OfThisMachine) {
     const os::MemoryStatus status = os::memory_status();
     EXPECT_GT(status.total_physical, u64(1) << 26);
     EXPECT_GT(status.available_physical, 0u);
@@ -27,7 +27,7 @@ TEST(MemoryStatus, OfThisMachine) {
     EXPECT_EQ(status.address_space, u64(1) << 47);
 }
 
-TEST(MemoryStatus, Unlimited) {
+TEST(MemoryStatusTest, Unlimited) {
     FakeRoot root;
     // Without files the system tells by a call.
     const os::MemoryStatus told = os::memory_status(root.path());
@@ -43,7 +43,7 @@ TEST(MemoryStatus, Unlimited) {
     EXPECT_EQ(os::memory_status(root.path()).available_physical, 300 * kKb);
 }
 
-TEST(MemoryStatus, ControlGroupVersion2) {
+TEST(MemoryStatusTest, ControlGroupVersion2) {
     FakeRoot root;
     root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemAvailable:  900 kB\n");
     root.file("/proc/self/cgroup", "0::/outer/inner\n");
@@ -57,7 +57,7 @@ TEST(MemoryStatus, ControlGroupVersion2) {
     EXPECT_EQ(status.available_physical, 450 * kKb);  // 150 of the 200 in use are cache
 }
 
-TEST(MemoryStatus, SwapSpaceOfAControlGroup) {
+TEST(MemoryStatusTest, SwapSpaceOfAControlGroup) {
     FakeRoot root;
     root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemAvailable:  900 kB\nSwapTotal:  800 kB\n");
     root.file("/proc/self/cgroup", "0::/\n");
@@ -75,7 +75,7 @@ TEST(MemoryStatus, SwapSpaceOfAControlGroup) {
     EXPECT_EQ(os::memory_status(root.path()).total_swap, 100 * kKb);
 }
 
-TEST(MemoryStatus, ControlGroupVersion1) {
+TEST(MemoryStatusTest, ControlGroupVersion1) {
     FakeRoot root;
     root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemAvailable:  900 kB\n");
     root.file("/proc/self/cgroup", "5:devices:/\n4:cpu,memory:/job\n0::/\n");
@@ -89,7 +89,7 @@ TEST(MemoryStatus, ControlGroupVersion1) {
 
 // Beyond "high" a group is slowed down; controllers that are mounted together have a folder of all their
 // names.
-TEST(MemoryStatus, OtherFormsOfLimits) {
+TEST(MemoryStatusTest, OtherFormsOfLimits) {
     FakeRoot root;
     root.file("/proc/meminfo", "MemTotal:   1000 kB\nMemAvailable:  900 kB\n");
     root.file("/proc/self/cgroup", "0::/job\n");
@@ -114,7 +114,7 @@ const kalvor_test::Child memory_child("memory status", [] {
 
 // The sanitizers take address space as they like.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(MemoryStatus, TheLimitOfTheProcess) {
+TEST(MemoryStatusTest, TheLimitOfTheProcess) {
     kalvor_test::RunOptions options;
     options.memory_limit = u64(1) << 30;
     const std::string out = kalvor_test::run_this_test({"--child", "memory status"}, options).out;
@@ -129,7 +129,7 @@ TEST(MemoryStatus, TheLimitOfTheProcess) {
 #endif
 
 // Rounded up: half a processor is one.
-TEST(ProcessorQuota, OfControlGroups) {
+TEST(ProcessorQuotaTest, OfControlGroups) {
     FakeRoot root;
     EXPECT_EQ(os::processor_quota(root.path()), 0u);
     root.file("/proc/self/cgroup", "0::/outer/inner\n");
@@ -159,7 +159,7 @@ TEST(ProcessorQuota, OfControlGroups) {
 }
 
 // For a process that may not ask for its affinity.
-TEST(ProcessorList, OfTheMachine) {
+TEST(ProcessorListTest, OfTheMachine) {
     FakeRoot root;
     EXPECT_GE(os::processors_of_machine(root.path()).size(), 1u);
     root.file("/sys/devices/system/cpu/online", "0,2-4\n");
@@ -167,7 +167,7 @@ TEST(ProcessorList, OfTheMachine) {
 }
 
 // Limits of control groups do not shrink what is built in.
-TEST(InstalledMemory, OfTheFileAlone) {
+TEST(InstalledMemoryTest, OfTheFileAlone) {
     FakeRoot root;
     EXPECT_GT(os::installed_memory(root.path()), u64(1) << 26);  // by a call
     root.file("/proc/meminfo", "MemFree:  5 kB\nMemTotal:   1000 kB\n");

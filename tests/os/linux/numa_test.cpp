@@ -10,7 +10,7 @@
 using namespace trel;
 using kalvor_test::TemporaryFolder;
 
-TEST(OsNuma, ReadsTheSystemsFiles) {
+TEST(OsNumaTest, ReadsTheSystemsFiles) {
     TemporaryFolder scratch;
     const std::string root = scratch.file("root");
     u32 highest = 7;

@@ -18,7 +18,7 @@ const kalvor_test::Child print_path("print path", [] {
 
 }  // namespace
 
-TEST(ProcessPriority, NiceValues) {
+TEST(ProcessPriorityTest, NiceValues) {
     EXPECT_EQ(os::system_priority_of_level(-5), 19);
     EXPECT_EQ(os::system_priority_of_level(-2), 19);
     EXPECT_EQ(os::system_priority_of_level(-1), 10);
@@ -29,7 +29,7 @@ TEST(ProcessPriority, NiceValues) {
     EXPECT_EQ(os::system_priority_of_level(7), -20);
 }
 
-TEST(CommandLine, IsWhatMainGot) {
+TEST(CommandLineTest, IsWhatMainGot) {
     std::string program = "kalvor", word = "pi:\xc3\xa4";
     char* words[] = {program.data(), word.data(), nullptr};
     EXPECT_EQ(os::command_line(2, words), (std::vector<std::string>{program, word}));
@@ -37,7 +37,7 @@ TEST(CommandLine, IsWhatMainGot) {
 }
 
 // Longer than the first buffer of 520 characters, and than the second; and about as long as the first.
-TEST(ExecutablePath, MayBeLong) {
+TEST(ExecutablePathTest, MayBeLong) {
     const kalvor_test::TemporaryFolder folder;
     const std::string program = *os::executable_path();
     for (const size_t length :

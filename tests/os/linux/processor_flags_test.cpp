@@ -12,7 +12,7 @@
 using namespace trel;
 
 // Another road to the same bits: the flags that the kernel prints.
-TEST(DetectFeatures, AgreesWithTheKernel) {
+TEST(DetectFeaturesTest, AgreesWithTheKernel) {
     std::ifstream info("/proc/cpuinfo");
     std::set<std::string> flags;
     std::string line, vendor, name;

@@ -69,26 +69,26 @@ int exit_code_of(const char* child) {
 
 }  // namespace
 
-TEST(PrepareProcess, ClosedStreamsGetTheNullDevice) {
+TEST(PrepareProcessTest, ClosedStreamsGetTheNullDevice) {
     EXPECT_EQ(exit_code_of("closed streams"), 0);
 }
 
-TEST(PrepareProcess, AClosedPipeIsAFailureOfTheOutput) {
+TEST(PrepareProcessTest, AClosedPipeIsAFailureOfTheOutput) {
     EXPECT_EQ(exit_code_of("closed pipe"), static_cast<int>(os::ErrorCategory::disconnected));
     EXPECT_EQ(exit_code_of("inherited"), 128 + SIGPIPE);
 }
 
-TEST(PrepareProcess, AFileThatIsTooLargeIsAFullDisk) {
+TEST(PrepareProcessTest, AFileThatIsTooLargeIsAFullDisk) {
     EXPECT_EQ(exit_code_of("large file"), static_cast<int>(os::ErrorCategory::disk_full));
 }
 
-TEST(StandardOutput, AFullDeviceIsNoticed) {
+TEST(StandardOutputTest, AFullDeviceIsNoticed) {
     EXPECT_EQ(exit_code_of("full output"), static_cast<int>(os::ErrorCategory::disk_full));
     EXPECT_FALSE(os::stdout_failure().failed());
 }
 
 // Without /proc the path comes from the start of the process.
-TEST(ExecutablePath, IsKnownTwice) {
+TEST(ExecutablePathTest, IsKnownTwice) {
     const std::optional<std::string> by_link = os::path_of_link("/proc/self/exe");
     ASSERT_TRUE(by_link);
     EXPECT_EQ(os::path_of_start(), by_link);
@@ -97,7 +97,7 @@ TEST(ExecutablePath, IsKnownTwice) {
     EXPECT_EQ(os::executable_path(), by_link);
 }
 
-TEST(StackLimit, IsTheUsers) {
+TEST(StackLimitTest, IsTheUsers) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_STACK, &limit), 0);
     EXPECT_EQ(os::stack_limit(), limit.rlim_cur == RLIM_INFINITY ? 0 : limit.rlim_cur);

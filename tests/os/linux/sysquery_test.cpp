@@ -42,7 +42,7 @@ std::string memory_device() {
 
 }  // namespace
 
-TEST(BoardQuery, ReadsTheNamePlate) {
+TEST(BoardQueryTest, ReadsTheNamePlate) {
     FakeRoot root;
     root.file(kId + "board_vendor", "Board Works Inc.\n");
     root.file(kId + "board_name", "  B-1000\n");
@@ -56,7 +56,7 @@ TEST(BoardQuery, ReadsTheNamePlate) {
     EXPECT_EQ(board(root, {}).objects[0], Values{});
 }
 
-TEST(BoardQuery, WithoutANamePlate) {
+TEST(BoardQueryTest, WithoutANamePlate) {
     FakeRoot root;
     EXPECT_EQ(board(root).failure, QueryFailure::query);
     root.folder(kId);
@@ -67,7 +67,7 @@ TEST(BoardQuery, WithoutANamePlate) {
 }
 
 // What only root may read: played by a folder, which opens and refuses to be read for everybody.
-TEST(BoardQuery, AFileThatCannotBeRead) {
+TEST(BoardQueryTest, AFileThatCannotBeRead) {
     FakeRoot root;
     root.file(kId + "board_name", "B-1000\n");
     root.folder(kId + "board_serial");
@@ -78,7 +78,7 @@ TEST(BoardQuery, AFileThatCannotBeRead) {
     EXPECT_EQ(board(root).objects[0][2], std::nullopt);
 }
 
-TEST(BoardQuery, AnyBytesAreSurvived) {
+TEST(BoardQueryTest, AnyBytesAreSurvived) {
     std::mt19937_64 random(5);
     FakeRoot root;
     for (int round = 0; round < 50; round++) {
@@ -92,7 +92,7 @@ TEST(BoardQuery, AnyBytesAreSurvived) {
     }
 }
 
-TEST(MemoryQuery, ReadsTheTable) {
+TEST(MemoryQueryTest, ReadsTheTable) {
     FakeRoot root;
     root.file(kTable, memory_device() + memory_device());
     const os::QueryResult result = modules(root);
@@ -107,14 +107,14 @@ TEST(MemoryQuery, ReadsTheTable) {
     EXPECT_TRUE(modules(root).objects.empty());
 }
 
-TEST(MemoryQuery, WithoutATable) {
+TEST(MemoryQueryTest, WithoutATable) {
     FakeRoot root;
     EXPECT_EQ(modules(root).failure, QueryFailure::query);
     root.folder(kTable);
     EXPECT_EQ(modules(root).failure, QueryFailure::query);
 }
 
-TEST(MemoryQuery, ALongTableIsReadInPieces) {
+TEST(MemoryQueryTest, ALongTableIsReadInPieces) {
     FakeRoot root;
     std::string table;
     for (int i = 0; i < 1000; i++) table += memory_device();
@@ -122,13 +122,13 @@ TEST(MemoryQuery, ALongTableIsReadInPieces) {
     EXPECT_EQ(modules(root).objects.size(), 1000u);
 }
 
-TEST(SystemQuery, AnUnknownClassFails) {
+TEST(SystemQueryTest, AnUnknownClassFails) {
     FakeRoot root;
     EXPECT_EQ(system_query("Win32_Fan", {"Name"}, root.path()).failure, QueryFailure::query);
     EXPECT_EQ(system_query("", {}).failure, QueryFailure::query);
 }
 
-TEST(ClockSource, OfTheFile) {
+TEST(ClockSourceTest, OfTheFile) {
     FakeRoot root;
     EXPECT_EQ(os::clock_source_name(root.path()), "");
     root.file("/sys/devices/system/clocksource/clocksource0/current_clocksource", "acpi_pm\n");

@@ -18,7 +18,7 @@ int nice_of(long thread) {
 
 }  // namespace
 
-TEST(LinuxThreadPriority, EveryLevelIsANiceValueOfTheThreadAlone) {
+TEST(LinuxThreadPriorityTest, EveryLevelIsANiceValueOfTheThreadAlone) {
     using enum os::ThreadPriority;
     const struct {
         os::ThreadPriority priority;

@@ -32,7 +32,7 @@ using Counts = std::vector<u32>;
 
 }  // namespace
 
-TEST(Topology, OneSocketWithTwoThreadsACore) {
+TEST(TopologyTest, OneSocketWithTwoThreadsACore) {
     FakeRoot root;
     root.file(std::string(kCpu) + "/online", "0-7\n");
     root.file(std::string(kNode) + "/online", "0\n");
@@ -41,7 +41,7 @@ TEST(Topology, OneSocketWithTwoThreadsACore) {
 }
 
 // Core numbers repeat on each socket, and on each die of one.
-TEST(Topology, SeveralSocketsDiesAndNodes) {
+TEST(TopologyTest, SeveralSocketsDiesAndNodes) {
     FakeRoot root;
     root.file(std::string(kCpu) + "/online", "0-15\n");
     root.file(std::string(kNode) + "/online", "0-1,4-5\n");
@@ -49,7 +49,7 @@ TEST(Topology, SeveralSocketsDiesAndNodes) {
     EXPECT_EQ(counts(root), (Counts{16, 8, 2, 4}));
 }
 
-TEST(Topology, ProcessorsThatAreSwitchedOffDoNotCount) {
+TEST(TopologyTest, ProcessorsThatAreSwitchedOffDoNotCount) {
     FakeRoot root;
     root.file(std::string(kCpu) + "/online", "0,2-3\n");
     root.file(std::string(kCpu) + "/present", "0-3\n");
@@ -57,7 +57,7 @@ TEST(Topology, ProcessorsThatAreSwitchedOffDoNotCount) {
     EXPECT_EQ(counts(root), (Counts{3, 3, 1, 1}));
 }
 
-TEST(Topology, APackageWithoutANumberIsOne) {
+TEST(TopologyTest, APackageWithoutANumberIsOne) {
     FakeRoot root;
     root.file(std::string(kCpu) + "/online", "0-1\n");
     processor(root, 0, -1, 0);
@@ -65,7 +65,7 @@ TEST(Topology, APackageWithoutANumberIsOne) {
     EXPECT_EQ(counts(root), (Counts{2, 2, 1, 1}));
 }
 
-TEST(Topology, WhatIsNotToldIsUnknown) {
+TEST(TopologyTest, WhatIsNotToldIsUnknown) {
     FakeRoot root;
     // Without sysfs the processor tells.
     const os::Topology by_cpuid = os::topology(root.path());
@@ -91,7 +91,7 @@ TEST(Topology, WhatIsNotToldIsUnknown) {
     EXPECT_EQ(counts(root), (Counts{0, 0, 0, 0}));
 }
 
-TEST(Topology, OfThisMachine) {
+TEST(TopologyTest, OfThisMachine) {
     const os::Topology t = os::topology();
     EXPECT_GE(t.logical_cores, os::active_processor_count());
     EXPECT_LE(t.physical_cores, t.logical_cores);
@@ -102,7 +102,7 @@ TEST(Topology, OfThisMachine) {
     EXPECT_GE(t.numa_nodes, 1u);
 }
 
-TEST(NumberList, Forms) {
+TEST(NumberListTest, Forms) {
     using os::parse_number_list;
     using List = std::vector<u32>;
     EXPECT_EQ(parse_number_list("0-3,8"), (List{0, 1, 2, 3, 8}));
@@ -118,7 +118,7 @@ TEST(NumberList, Forms) {
     }
 }
 
-TEST(NumberList, AnyTextIsSurvived) {
+TEST(NumberListTest, AnyTextIsSurvived) {
     std::mt19937_64 random(4);
     const std::string letters = "0123456789,,--\n x\xff";
     size_t lists = 0;

@@ -11,7 +11,7 @@
 using namespace trel;
 
 // The system writes the stacks as they are; where they cannot be cleared afterwards nothing is left of them.
-TEST(MiniDumpFile, IsEmptyWhenItCannotBeRead) {
+TEST(MiniDumpFileTest, IsEmptyWhenItCannotBeRead) {
     const kalvor_test::TemporaryFolder folder;
     const std::wstring path = os::to_utf16(folder / "a.dmp");
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,

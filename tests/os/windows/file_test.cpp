@@ -13,7 +13,7 @@ using namespace trel;
 using kalvor_test::TemporaryFolder;
 using namespace trel::os;
 
-TEST(WindowsFile, PathsBecomeWide) {
+TEST(WindowsFileTest, PathsBecomeWide) {
     std::wstring wide;
     DWORD error = 0;
     ASSERT_TRUE(wide_path("a/\xcf\x80\\\xf0\x9f\x98\x80", wide, error));
@@ -32,7 +32,7 @@ TEST(WindowsFile, PathsBecomeWide) {
     EXPECT_EQ(wide, L"\\\\?\\C:\\" + std::wstring(300, L'y'));
 }
 
-TEST(WindowsFile, BothSeparators) {
+TEST(WindowsFileTest, BothSeparators) {
     EXPECT_TRUE(is_path_separator('\\'));
     const TemporaryFolder folder;
     folder.write("a", "x");
@@ -45,14 +45,14 @@ TEST(WindowsFile, BothSeparators) {
     EXPECT_FALSE(close_file(opened.handle));
 }
 
-TEST(WindowsFile, InvalidTextNamesNoFile) {
+TEST(WindowsFileTest, InvalidTextNamesNoFile) {
     const OpenedFile opened = open_file("a\xff", FileAccess::create, {});
     EXPECT_EQ(opened.handle, kNoFile);
     EXPECT_EQ(opened.error.code, static_cast<u32>(ERROR_NO_UNICODE_TRANSLATION));
 }
 
 // A file that somebody holds open can be neither replaced nor deleted: it is in the way.
-TEST(WindowsFile, AnUndeletableTargetIsInTheWay) {
+TEST(WindowsFileTest, AnUndeletableTargetIsInTheWay) {
     const TemporaryFolder folder;
     folder.write("a", "new");
     folder.write("b", "old");

@@ -6,7 +6,7 @@
 using namespace trel;
 using namespace trel::os;
 
-TEST(LastError, EveryRow) {
+TEST(LastErrorTest, EveryRow) {
     using enum ErrorCategory;
     struct Row {
         DWORD value;

@@ -17,7 +17,7 @@
 
 using namespace trel;
 
-TEST(Memory, IsZeroedAndGivenBack) {
+TEST(MemoryTest, IsZeroedAndGivenBack) {
     const u64 bytes = 16 * os::page_size();
     const os::MappedMemory memory = os::map_memory(bytes, false);
     ASSERT_NE(memory.base, nullptr);
@@ -35,7 +35,7 @@ TEST(Memory, IsZeroedAndGivenBack) {
     EXPECT_TRUE(os::unmap_memory(memory.base, memory.bytes).failed());
 }
 
-TEST(Memory, LargePagesAreGivenOrRefusedWithANumber) {
+TEST(MemoryTest, LargePagesAreGivenOrRefusedWithANumber) {
     ASSERT_GT(os::large_page_size(), os::page_size());
     const os::MappedMemory memory = os::map_memory(os::large_page_size(), true);
     if (memory.base) {
@@ -49,14 +49,14 @@ TEST(Memory, LargePagesAreGivenOrRefusedWithANumber) {
     EXPECT_TRUE(too_much.error.failed());
 }
 
-TEST(MemoryStatus, IsPlausible) {
+TEST(MemoryStatusTest, IsPlausible) {
     const os::MemoryStatus status = os::memory_status();
     EXPECT_GT(status.available_physical, u64(1) << 20);
     EXPECT_GE(status.total_physical, status.available_physical);
     EXPECT_GE(status.address_space, u64(1) << 46);
 }
 
-TEST(Processors, AreNumberedThroughTheGroups) {
+TEST(ProcessorsTest, AreNumberedThroughTheGroups) {
     const std::vector<u32>& all = os::active_processors();
     ASSERT_FALSE(all.empty());
     u64 n = 0;
@@ -73,7 +73,7 @@ TEST(Processors, AreNumberedThroughTheGroups) {
     EXPECT_TRUE(os::active_processors(os::processor_group_count()).empty());
 }
 
-TEST(Affinity, IsSetAndReadBack) {
+TEST(AffinityTest, IsSetAndReadBack) {
     std::vector<u32> before, now;
     ASSERT_FALSE(os::get_thread_affinity(before));
     ASSERT_FALSE(before.empty());
@@ -89,7 +89,7 @@ TEST(Affinity, IsSetAndReadBack) {
 }
 
 // Wine tells neither processors nor memory of a node.
-TEST(Numa, AnswersForTheFirstNodeAlways) {
+TEST(NumaTest, AnswersForTheFirstNodeAlways) {
     u32 highest = 99;
     ASSERT_FALSE(os::highest_numa_node(highest));
     std::vector<u32> processors;
@@ -102,7 +102,7 @@ TEST(Numa, AnswersForTheFirstNodeAlways) {
     EXPECT_TRUE(processors.empty());
 }
 
-TEST(Numa, PagesAreCommittedOneByOne) {
+TEST(NumaTest, PagesAreCommittedOneByOne) {
     const u64 page = os::page_size();
     const os::MappedMemory memory = os::reserve_memory(8 * page);
     ASSERT_NE(memory.base, nullptr);
@@ -119,7 +119,7 @@ TEST(Numa, PagesAreCommittedOneByOne) {
     EXPECT_FALSE(os::unmap_memory(memory.base, memory.bytes));
 }
 
-TEST(Environment, ValuesAreUtf8) {
+TEST(EnvironmentTest, ValuesAreUtf8) {
     SetEnvironmentVariableW(L"KALVOR_TEST_VALUE", L"\u03c0 = 3");
     EXPECT_EQ(os::environment_variable("KALVOR_TEST_VALUE"), "\xcf\x80 = 3");
     SetEnvironmentVariableW(L"KALVOR_TEST_VALUE", std::wstring(3000, L'x').c_str());
@@ -128,7 +128,7 @@ TEST(Environment, ValuesAreUtf8) {
     EXPECT_FALSE(os::environment_variable("KALVOR_TEST_VALUE").has_value());
 }
 
-TEST(SharedLibrary, SymbolsAreFound) {
+TEST(SharedLibraryTest, SymbolsAreFound) {
     EXPECT_EQ(os::open_shared_library("no-such-library.dll"), nullptr);
     void* const library = os::open_shared_library("kernel32.dll");
     ASSERT_NE(library, nullptr);
@@ -136,7 +136,7 @@ TEST(SharedLibrary, SymbolsAreFound) {
     EXPECT_EQ(os::find_symbol(library, "no_such_symbol"), nullptr);
 }
 
-TEST(Clock, TicksAndLocalTime) {
+TEST(ClockTest, TicksAndLocalTime) {
     const u64 first = os::performance_counter();
     EXPECT_GE(os::performance_counter(), first);
     EXPECT_GE(os::performance_frequency(), 1000000u);
@@ -147,7 +147,7 @@ TEST(Clock, TicksAndLocalTime) {
     EXPECT_LE(t.day, 9);
 }
 
-TEST(ThreadPriority, EveryLevelIsTaken) {
+TEST(ThreadPriorityTest, EveryLevelIsTaken) {
     using enum os::ThreadPriority;
     const struct {
         os::ThreadPriority priority;

@@ -19,7 +19,7 @@ using namespace trel;
 using os::QueryFailure;
 using os::system_query;
 
-TEST(SystemVersion, IsThatOfTheSystemsLibrary) {
+TEST(SystemVersionTest, IsThatOfTheSystemsLibrary) {
     const std::optional<std::string> version = os::system_version();
     ASSERT_TRUE(version.has_value());
     unsigned major = 0, minor = 0, build = 0;
@@ -30,7 +30,7 @@ TEST(SystemVersion, IsThatOfTheSystemsLibrary) {
     EXPECT_GT(build, 1000u);
 }
 
-TEST(Topology, OfThisMachine) {
+TEST(TopologyTest, OfThisMachine) {
     const os::Topology t = os::topology();
     EXPECT_GE(t.logical_cores, t.physical_cores);
     EXPECT_GE(t.physical_cores, t.sockets);
@@ -38,18 +38,18 @@ TEST(Topology, OfThisMachine) {
     EXPECT_GE(t.numa_nodes, 1u);
 }
 
-TEST(InstalledMemory, IsAtLeastWhatTheSystemUses) {
+TEST(InstalledMemoryTest, IsAtLeastWhatTheSystemUses) {
     EXPECT_GE(os::installed_memory(), os::memory_status().total_physical);
 }
 
-TEST(SystemClock, IsOfThisCentury) {
+TEST(SystemClockTest, IsOfThisCentury) {
     const u64 before = os::system_clock_nanoseconds();
     EXPECT_GT(before / 1000000000, 1700000000u);
     EXPECT_LT(before / 1000000000, 4102444800u);
     EXPECT_GE(os::system_clock_nanoseconds(), before);
 }
 
-TEST(SystemQuery, TheBoard) {
+TEST(SystemQueryTest, TheBoard) {
     const os::QueryResult result = system_query("Win32_BaseBoard", {"Manufacturer", "NoSuchProperty"});
     ASSERT_EQ(result.failure, QueryFailure::none);
     ASSERT_GE(result.objects.size(), 1u);
@@ -58,7 +58,7 @@ TEST(SystemQuery, TheBoard) {
     EXPECT_FALSE(result.objects[0][1].has_value());
 }
 
-TEST(SystemQuery, NumbersAreTexts) {
+TEST(SystemQueryTest, NumbersAreTexts) {
     const os::QueryResult result = system_query("Win32_PhysicalMemory", {"Capacity"});
     ASSERT_EQ(result.failure, QueryFailure::none);
     for (const auto& module : result.objects) {
@@ -68,18 +68,18 @@ TEST(SystemQuery, NumbersAreTexts) {
     }
 }
 
-TEST(SystemQuery, AClassThatIsNoneFails) {
+TEST(SystemQueryTest, AClassThatIsNoneFails) {
     EXPECT_EQ(system_query("not a class", {"Name"}).failure, QueryFailure::query);
     // A name that nobody has is refused by some systems and answered with nothing by others.
     EXPECT_TRUE(system_query("Win32_NoSuchClass", {"Name"}).objects.empty());
 }
 
-TEST(SystemQuery, OneAfterTheOther) {
+TEST(SystemQueryTest, OneAfterTheOther) {
     for (int i = 0; i < 3; i++) EXPECT_EQ(system_query("Win32_BaseBoard", {}).failure, QueryFailure::none);
 }
 
 // A thread that has the library in its other mode.
-TEST(SystemQuery, InAnApartmentOfOneThread) {
+TEST(SystemQueryTest, InAnApartmentOfOneThread) {
     std::thread([] {
         ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
         EXPECT_EQ(system_query("Win32_BaseBoard", {"Product"}).failure, QueryFailure::none);
@@ -90,7 +90,7 @@ TEST(SystemQuery, InAnApartmentOfOneThread) {
     }).join();
 }
 
-TEST(Utf8, ThereAndBack) {
+TEST(Utf8Test, ThereAndBack) {
     for (const char* text : {"", "plain", "\xc3\xa4\xe2\x82\xac", "\xf0\x9f\x99\x82 end"}) {
         EXPECT_EQ(os::to_utf8(os::to_utf16(text)), text);
     }

@@ -17,7 +17,7 @@ const kalvor_test::Child print_words("print words", [] {
     for (const std::string& word : os::command_line(0, nullptr)) std::printf("[%s]", word.c_str());
 });
 
-TEST(CommandLine, WordsAreUtf8) {
+TEST(CommandLineTest, WordsAreUtf8) {
     const kalvor_test::ProgramRun run = kalvor_test::run_this_test(
         {"--child", "print words", "pi:\xcf\x80", "two words", "a \"quoted\" one", "ends in \\", "", "\\\""});
     EXPECT_EQ(run.exit_code, 0);
@@ -26,7 +26,7 @@ TEST(CommandLine, WordsAreUtf8) {
         << run.out;
 }
 
-TEST(ProcessPriority, Classes) {
+TEST(ProcessPriorityTest, Classes) {
     const struct {
         i32 level;
         DWORD priority_class;
@@ -41,7 +41,7 @@ TEST(ProcessPriority, Classes) {
     }
 }
 
-TEST(ExecutablePath, HasTheProgramsSeparators) {
+TEST(ExecutablePathTest, HasTheProgramsSeparators) {
     const std::string path = os::executable_path().value_or("");
     EXPECT_TRUE(path.ends_with(".exe")) << path;
     EXPECT_NE(path.find('/'), std::string::npos) << path;
@@ -71,7 +71,7 @@ std::vector<DWORD> asked_for(size_t length) {
 
 }  // namespace
 
-TEST(ExecutablePath, MayBeLong) {
+TEST(ExecutablePathTest, MayBeLong) {
     using Sizes = std::vector<DWORD>;
     EXPECT_EQ(asked_for(1), Sizes{520});
     EXPECT_EQ(asked_for(519), Sizes{520});

@@ -56,7 +56,7 @@ using Counts = std::vector<u32>;
 
 }  // namespace
 
-TEST(TopologyRecords, SeveralGroupsSocketsAndNodes) {
+TEST(TopologyRecordsTest, SeveralGroupsSocketsAndNodes) {
     Records records;
     for (int core = 0; core < 64; core++) {
         records.processors(RelationProcessorCore, {core % 32 == 0 ? KAFFINITY(3) << 62 : KAFFINITY(3)});
@@ -70,12 +70,12 @@ TEST(TopologyRecords, SeveralGroupsSocketsAndNodes) {
     EXPECT_EQ(counts(records.bytes), (Counts{128, 64, 2, 4}));
 }
 
-TEST(TopologyRecords, ACoreMayLieInTwoGroups) {
+TEST(TopologyRecordsTest, ACoreMayLieInTwoGroups) {
     EXPECT_EQ(counts(Records().processors(RelationProcessorCore, {1, KAFFINITY(1) << 63}).bytes),
               (Counts{2, 1, 0, 0}));
 }
 
-TEST(TopologyRecords, CutOffOrEmpty) {
+TEST(TopologyRecordsTest, CutOffOrEmpty) {
     EXPECT_EQ(counts({}), (Counts{0, 0, 0, 0}));
     Records records;
     records.processors(RelationProcessorCore, {7}).processors(RelationProcessorPackage, {7});

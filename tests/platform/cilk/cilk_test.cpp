@@ -40,7 +40,7 @@ struct Ranges {
 
 }  // namespace
 
-TEST(CilkEntries, Parameters) {
+TEST(CilkEntriesTest, Parameters) {
     __cilkrts_end_cilk();
     EXPECT_EQ(__cilkrts_set_param("nworkers", "3"), 0);
     EXPECT_EQ(__cilkrts_get_nworkers(), 3);
@@ -69,7 +69,7 @@ TEST(CilkEntries, Parameters) {
     EXPECT_EQ(__cilkrts_set_param("nworkers", "2"), 0);
 }
 
-TEST(CilkEntries, Grain) {
+TEST(CilkEntriesTest, Grain) {
     Ranges ranges;
     for (const int grain : {1, 2, 7, 100, 5000}) {
         for (const u64 n : {1, 2, 3, 100, 4097}) {
@@ -86,7 +86,7 @@ TEST(CilkEntries, Grain) {
     }
 }
 
-TEST(WorkStealingPool, OneWorkerRunsInOrderAndAlone) {
+TEST(WorkStealingPoolTest, OneWorkerRunsInOrderAndAlone) {
     WorkStealingPool pool(1);
     Ranges ranges;
     pool.run_loop(Ranges::run, &ranges, 5, 50, 1);
@@ -96,7 +96,7 @@ TEST(WorkStealingPool, OneWorkerRunsInOrderAndAlone) {
     EXPECT_EQ(pool.threads_started(), 0U);
 }
 
-TEST(WorkStealingPool, ThreadsAreStartedAsWorkAsksForThem) {
+TEST(WorkStealingPoolTest, ThreadsAreStartedAsWorkAsksForThem) {
     WorkStealingPool pool(5);
     EXPECT_EQ(pool.threads_started(), 0U);
     // All five must run at the same time.
@@ -116,7 +116,7 @@ TEST(WorkStealingPool, ThreadsAreStartedAsWorkAsksForThem) {
     EXPECT_EQ(pool.threads_started(), 4U);
 }
 
-TEST(WorkStealingPool, LoopsFromManyThreadsAndAcrossPools) {
+TEST(WorkStealingPoolTest, LoopsFromManyThreadsAndAcrossPools) {
     WorkStealingPool one(3), other(2);
     struct Work {
         WorkStealingPool* pool;
@@ -136,7 +136,7 @@ TEST(WorkStealingPool, LoopsFromManyThreadsAndAcrossPools) {
 }
 
 // More threads than a pool takes guests: the rest run their loops alone.
-TEST(WorkStealingPool, MoreGuestsThanPlaces) {
+TEST(WorkStealingPoolTest, MoreGuestsThanPlaces) {
     WorkStealingPool pool(2);
     std::atomic<u64> runs{0};
     std::mutex mutex;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr u32 kM = 0x7fffffff;
 
-class BlockChecksums : public ::testing::TestWithParam<Isa> {
+class BlockChecksumsTest : public ::testing::TestWithParam<Isa> {
   protected:
     u32 one(const std::vector<u8>& data, u32 seed) const {
         u32 sum = 0xdeadbeef;
@@ -36,7 +36,7 @@ std::vector<u8> random_block(u64 n, u64 seed) {
 
 }  // namespace
 
-TEST_P(BlockChecksums, AgreesWithTheDefinition) {
+TEST_P(BlockChecksumsTest, AgreesWithTheDefinition) {
     std::mt19937_64 random(7);
     for (u64 chunks = 1; chunks <= 140; chunks++) {
         for (const u32 seed : {u32(0), u32(1), kM - 1, kM, u32(random())}) {
@@ -58,7 +58,7 @@ TEST_P(BlockChecksums, AgreesWithTheDefinition) {
 }
 
 // Halves of words that are extreme one by one: 0, 1, M and their neighbours, all ones.
-TEST_P(BlockChecksums, ExtremeWords) {
+TEST_P(BlockChecksumsTest, ExtremeWords) {
     const u32 halves[] = {0, 1, kM - 1, kM, kM + 1, 0xfffffffe, 0xffffffff};
     std::mt19937 random(3);
     for (int round = 0; round < 2000; round++) {
@@ -70,7 +70,7 @@ TEST_P(BlockChecksums, ExtremeWords) {
 }
 
 // Values that are 0 modulo M come out as M; only nothing at all gives 0.
-TEST_P(BlockChecksums, ZeroIsOnlyForNothing) {
+TEST_P(BlockChecksumsTest, ZeroIsOnlyForNothing) {
     std::vector<u8> data(256);
     EXPECT_EQ(one(data, 0), 0U);
     EXPECT_EQ(one(data, kM), kM);
@@ -86,7 +86,7 @@ TEST_P(BlockChecksums, ZeroIsOnlyForNothing) {
 
 // A known value, worked out by hand: one chunk whose word 0 is 1 and whose word 7 is 2^32, no seed.
 //   2 * 2^14 + 1 * 2^0
-TEST_P(BlockChecksums, ByHand) {
+TEST_P(BlockChecksumsTest, ByHand) {
     std::vector<u8> data(64);
     data[0] = 1;
     data[60] = 1;
@@ -94,7 +94,7 @@ TEST_P(BlockChecksums, ByHand) {
     EXPECT_EQ(one(data, 5), 32769U + (5U << 16));  // the seed moves on by one chunk
 }
 
-TEST_P(BlockChecksums, BlocksOneByOneAndTogetherAtAnyAddress) {
+TEST_P(BlockChecksumsTest, BlocksOneByOneAndTogetherAtAnyAddress) {
     std::vector<u8> data = random_block(1 << 16, 9);
     for (const u64 block : {u64(64), u64(128), u64(192), u64(4096), u64(4096 + 64)}) {
         for (const u64 shift : {u64(0), u64(1), u64(7), u64(63)}) {
@@ -112,7 +112,7 @@ TEST_P(BlockChecksums, BlocksOneByOneAndTogetherAtAnyAddress) {
 }
 
 // Any single flipped bit, and words that change places within the block, change the checksum.
-TEST_P(BlockChecksums, NoticesEveryBitAndTheOrder) {
+TEST_P(BlockChecksumsTest, NoticesEveryBitAndTheOrder) {
     std::vector<u8> data = random_block(1024, 10);
     const u32 sum = one(data, 1);
     for (u64 bit = 0; bit < 8 * data.size(); bit++) {
@@ -129,11 +129,11 @@ TEST_P(BlockChecksums, NoticesEveryBitAndTheOrder) {
     EXPECT_NE(one(data, 2), sum);
 }
 
-TEST_P(BlockChecksums, NeverLooksUnrecorded) {
+TEST_P(BlockChecksumsTest, NeverLooksUnrecorded) {
     for (u64 i = 0; i < 2000; i++) EXPECT_LE(one(random_block(64, i), static_cast<u32>(i * 2654435761U)), kM);
 }
 
-TEST(BlockChecksum, TheChosenLevelIsOneOfThem) {
+TEST(BlockChecksumTest, TheChosenLevelIsOneOfThem) {
     const std::vector<u8> data = random_block(4096, 11);
     u32 sums[2];
     block_checksums(sums, data.data(), 2, 2048, 3);
@@ -141,5 +141,5 @@ TEST(BlockChecksum, TheChosenLevelIsOneOfThem) {
         EXPECT_EQ(sums[i], reference::block_checksum(data.data() + 2048 * i, 2048, 3));
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, BlockChecksums, ::testing::ValuesIn(available_isas()),
+INSTANTIATE_TEST_SUITE_P(Levels, BlockChecksumsTest, ::testing::ValuesIn(available_isas()),
                          [](const auto& info) { return std::string(isa_name(info.param)); });

@@ -33,7 +33,7 @@ GuardedBuffer random_bytes(u64 n, u64 seed) {
     return buffer;
 }
 
-class ChecksummedFiles : public ::testing::TestWithParam<bool> {
+class ChecksummedFilesTest : public ::testing::TestWithParam<bool> {
   protected:
     std::string path(const char* name = "data") const { return folder_.file(name); }
     ChecksummedFile open(OpenMode mode, const char* name = "data") const {
@@ -67,11 +67,11 @@ class ChecksummedFiles : public ::testing::TestWithParam<bool> {
     GuardedBuffer back_{8 * kBlock, kSectorBytes};
 };
 
-class ChecksummedFilesOfSmallBlocks : public ChecksummedFiles {};
+class ChecksummedFilesOfSmallBlocksTest : public ChecksummedFilesTest {};
 
 }  // namespace
 
-TEST_P(ChecksummedFiles, TheSideFileHoldsOneChecksumABlock) {
+TEST_P(ChecksummedFilesTest, TheSideFileHoldsOneChecksumABlock) {
     {
         ChecksummedFile file = open(OpenMode::create);
         EXPECT_TRUE(file.is_open());
@@ -103,7 +103,7 @@ TEST_P(ChecksummedFiles, TheSideFileHoldsOneChecksumABlock) {
     EXPECT_TRUE(side_file().empty());
 }
 
-TEST_P(ChecksummedFiles, AFlippedByteIsNamedByItsBlock) {
+TEST_P(ChecksummedFilesTest, AFlippedByteIsNamedByItsBlock) {
     open(OpenMode::create).store(data_.get(), 0, 8 * kBlock);
     flip("data", 2 * kBlock + 1000, 0x40);
     {
@@ -120,7 +120,7 @@ TEST_P(ChecksummedFiles, AFlippedByteIsNamedByItsBlock) {
     EXPECT_EQ(load(file, back_.get(), 0, 8 * kBlock), corrupt("[28,672, 32,768)"));
 }
 
-TEST_P(ChecksummedFiles, EverySeedReadsItsOwnBlocksOnly) {
+TEST_P(ChecksummedFilesTest, EverySeedReadsItsOwnBlocksOnly) {
     open(OpenMode::create).store(data_.get(), 0, kBlock);
     u32 scratch[1];
     ChecksummedFile other(path(), OpenMode::read, GetParam(), kLog2, kSeed + 1);
@@ -128,7 +128,7 @@ TEST_P(ChecksummedFiles, EverySeedReadsItsOwnBlocksOnly) {
               corrupt("[0, 4,096)"));
 }
 
-TEST_P(ChecksummedFiles, ABlockWithoutAChecksumIsNeverCorrupt) {
+TEST_P(ChecksummedFilesTest, ABlockWithoutAChecksumIsNeverCorrupt) {
     open(OpenMode::create).store(data_.get(), 0, 8 * kBlock);
     std::string sums = folder_.read("data.checksums");
     sums.replace(4 * 2, 4, std::string("\0\0\0\x80", 4));
@@ -145,7 +145,7 @@ TEST_P(ChecksummedFiles, ABlockWithoutAChecksumIsNeverCorrupt) {
 }
 
 // Space that was made but not stored to may hold anything.
-TEST_P(ChecksummedFiles, NewSpaceHasNoChecksums) {
+TEST_P(ChecksummedFilesTest, NewSpaceHasNoChecksums) {
     CaptureConsole console;  // where space cannot be reserved
     {
         ChecksummedFile file = open(OpenMode::create);
@@ -185,7 +185,7 @@ TEST_P(ChecksummedFiles, NewSpaceHasNoChecksums) {
 }
 
 // More blocks in one access than are summed at a time.
-TEST_P(ChecksummedFilesOfSmallBlocks, ManySmallBlocks) {
+TEST_P(ChecksummedFilesOfSmallBlocksTest, ManySmallBlocks) {
     const GuardedBuffer data = random_bytes(5000 * 64, 4);
     GuardedBuffer back(5000 * 64, 64);
     std::vector<u32> scratch(5000);
@@ -209,7 +209,7 @@ TEST_P(ChecksummedFilesOfSmallBlocks, ManySmallBlocks) {
               "ChecksummedFile::store()|Offset is misaligned.");
 }
 
-TEST_P(ChecksummedFiles, WholeBlocksOnly) {
+TEST_P(ChecksummedFilesTest, WholeBlocksOnly) {
     ChecksummedFile file = open(OpenMode::create);
     u32 scratch[2];
     file.store(data_.get(), 0, 2 * kBlock);
@@ -235,7 +235,7 @@ TEST_P(ChecksummedFiles, WholeBlocksOnly) {
     EXPECT_FALSE(folder_.has("x"));
 }
 
-TEST_P(ChecksummedFiles, AMissingOrShortSideFileIsAnError) {
+TEST_P(ChecksummedFilesTest, AMissingOrShortSideFileIsAnError) {
     open(OpenMode::create).store(data_.get(), 0, 4 * kBlock);
     const std::string sums = folder_.read("data.checksums");
     folder_.write("data.checksums", sums.substr(0, 9));
@@ -256,7 +256,7 @@ TEST_P(ChecksummedFiles, AMissingOrShortSideFileIsAnError) {
               "RawFile()|Unable to open file.\n\nPath does not exist.|" + path("data.checksums"));
 }
 
-TEST_P(ChecksummedFiles, RenameMovesBothAndReplaces) {
+TEST_P(ChecksummedFilesTest, RenameMovesBothAndReplaces) {
     open(OpenMode::create, "old").store(data_.get(), 0, 4 * kBlock);
     {
         ChecksummedFile file = open(OpenMode::create);
@@ -273,7 +273,7 @@ TEST_P(ChecksummedFiles, RenameMovesBothAndReplaces) {
     EXPECT_EQ(side_file("old.checksums").size(), 2U);
 }
 
-TEST_P(ChecksummedFiles, ClosedFilesAndTemporaryOnes) {
+TEST_P(ChecksummedFilesTest, ClosedFilesAndTemporaryOnes) {
     {
         ChecksummedFile file(path(), OpenMode::create, GetParam(), kLog2, kSeed, true);
         file.store(data_.get(), 0, kBlock);
@@ -291,7 +291,7 @@ TEST_P(ChecksummedFiles, ClosedFilesAndTemporaryOnes) {
 }
 
 // The two files share their rules: one writer, or many readers.
-TEST_P(ChecksummedFiles, SecondWriterIsRefused) {
+TEST_P(ChecksummedFilesTest, SecondWriterIsRefused) {
     ChecksummedFile writer = open(OpenMode::create);
     writer.store(data_.get(), 0, kBlock);
     for (const OpenMode mode : {OpenMode::create, OpenMode::read, OpenMode::read_write}) {
@@ -304,8 +304,8 @@ TEST_P(ChecksummedFiles, SecondWriterIsRefused) {
     EXPECT_EQ(load(second, back_.get(), 0, kBlock), "nothing thrown");
 }
 
-INSTANTIATE_TEST_SUITE_P(Buffering, ChecksummedFiles, ::testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(Buffering, ChecksummedFilesTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "unbuffered" : "buffered"; });
 // Unbuffered files have whole sectors for blocks.
-INSTANTIATE_TEST_SUITE_P(Buffering, ChecksummedFilesOfSmallBlocks, ::testing::Values(false),
+INSTANTIATE_TEST_SUITE_P(Buffering, ChecksummedFilesOfSmallBlocksTest, ::testing::Values(false),
                          [](const auto&) { return "buffered"; });

@@ -26,9 +26,9 @@ namespace {
 
 constexpr u64 kBlock = 4096;
 
-class Sweeps : public ::testing::TestWithParam<bool> {
+class SweepsTest : public ::testing::TestWithParam<bool> {
   protected:
-    Sweeps() {
+    SweepsTest() {
         for (u64 i = 0; i < 4 * kBlock; i++) data_.bytes()[i] = static_cast<u8>(i * 31 + i / 256 + 1);
     }
     std::string path(const char* name) const { return folder_.file(name); }
@@ -53,7 +53,7 @@ class Sweeps : public ::testing::TestWithParam<bool> {
 
 }  // namespace
 
-TEST_P(Sweeps, RawFile) {
+TEST_P(SweepsTest, RawFile) {
     u64 flushed = 0;
     bool loaded = false;
     FaultSweep sweep;
@@ -96,7 +96,7 @@ TEST_P(Sweeps, RawFile) {
 }
 
 // What a checksummed file gives back is what was stored, or an exception.
-TEST_P(Sweeps, ChecksummedFile) {
+TEST_P(SweepsTest, ChecksummedFile) {
     u64 mismatches = 0, stored = 0;
     constexpr u32 kSeed = 5;
     FaultSweep sweep;
@@ -153,7 +153,7 @@ TEST_P(Sweeps, ChecksummedFile) {
 }
 
 // A bit of every byte of data and checksums, on the way to the disk and back.
-TEST_P(Sweeps, EveryByteOfAChecksummedFileIsWatched) {
+TEST_P(SweepsTest, EveryByteOfAChecksummedFileIsWatched) {
     u32 scratch[2];
     for (const Call call : {Call::read, Call::write}) {
         for (const u64 n : {u64(1), u64(2)}) {  // the data, the checksums
@@ -173,7 +173,7 @@ TEST_P(Sweeps, EveryByteOfAChecksummedFileIsWatched) {
     }
 }
 
-TEST_P(Sweeps, RenameOntoAnotherFile) {
+TEST_P(SweepsTest, RenameOntoAnotherFile) {
     FaultSweep sweep;
     sweep.prepare = [&] {
         clear();
@@ -200,7 +200,7 @@ TEST_P(Sweeps, RenameOntoAnotherFile) {
 }
 
 // A folder is a target that no removal of files gets out of the way.
-TEST_P(Sweeps, RenameOntoWhatCannotBeDeleted) {
+TEST_P(SweepsTest, RenameOntoWhatCannotBeDeleted) {
     folder_.write("a", "new");
     std::filesystem::create_directory(path("b"));
     FileIO::RawFile file(path("a"), OpenMode::read_write, GetParam());
@@ -221,7 +221,7 @@ TEST_P(Sweeps, RenameOntoWhatCannotBeDeleted) {
     EXPECT_EQ(folder_.read("a"), "new");
 }
 
-TEST_P(Sweeps, TemporaryFilesAreAlwaysDeleted) {
+TEST_P(SweepsTest, TemporaryFilesAreAlwaysDeleted) {
     FaultSweep sweep;
     sweep.prepare = [&] { clear(); };
     sweep.operation = [&](const FileCalls& calls) {
@@ -241,7 +241,7 @@ TEST_P(Sweeps, TemporaryFilesAreAlwaysDeleted) {
     EXPECT_GE(sweep.run(), 10U);
 }
 
-TEST_P(Sweeps, PersistentRename) {
+TEST_P(SweepsTest, PersistentRename) {
     for (const int keys : {0, 1}) {
         FaultSweep sweep;
         sweep.keys = keys;
@@ -264,7 +264,7 @@ TEST_P(Sweeps, PersistentRename) {
     }
 }
 
-TEST_P(Sweeps, PersistentRemove) {
+TEST_P(SweepsTest, PersistentRemove) {
     for (const int keys : {0, 1}) {
         FaultSweep sweep;
         sweep.keys = keys;
@@ -282,7 +282,7 @@ TEST_P(Sweeps, PersistentRemove) {
     EXPECT_NO_THROW(persistent_remove(path("never there")));
 }
 
-TEST_P(Sweeps, BufferedReader) {
+TEST_P(SweepsTest, BufferedReader) {
     std::string text;
     for (int i = 0; i < 1500; i++) text += "line " + std::to_string(i) + "\n";
     folder_.write("text", text);
@@ -312,7 +312,7 @@ TEST_P(Sweeps, BufferedReader) {
     EXPECT_GT(sweep.run(), 8U);
 }
 
-TEST_P(Sweeps, LoadTextFile) {
+TEST_P(SweepsTest, LoadTextFile) {
     folder_.write("text", "some text");
     std::string read;
     FaultSweep sweep;
@@ -331,7 +331,7 @@ TEST_P(Sweeps, LoadTextFile) {
 }
 
 // The user is told that the file is not there; what is there is not a whole settings file by accident.
-TEST_P(Sweeps, SaveSettings) {
+TEST_P(SweepsTest, SaveSettings) {
     const std::string whole = config_file_text("A", std::make_unique<Config::Object>());
     FaultSweep sweep;
     sweep.typed = {path("a.cfg")};
@@ -354,7 +354,7 @@ TEST_P(Sweeps, SaveSettings) {
     EXPECT_GE(sweep.run(), 8U);
 }
 
-TEST_P(Sweeps, PrepareOutputFolder) {
+TEST_P(SweepsTest, PrepareOutputFolder) {
     std::string got;
     FaultSweep sweep;
     sweep.prepare = [&] {
@@ -388,10 +388,10 @@ TEST_P(Sweeps, PrepareOutputFolder) {
     EXPECT_GE(sweep.run(), 5U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Buffering, Sweeps, ::testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(Buffering, SweepsTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "unbuffered" : "buffered"; });
 
-TEST(OutputFolder, PrefixesAndNewFolders) {
+TEST(OutputFolderTest, PrefixesAndNewFolders) {
     EXPECT_EQ(folder_prefix(""), "");
     EXPECT_EQ(folder_prefix("a"), "a/");
     EXPECT_EQ(folder_prefix("a/"), "a/");
@@ -415,7 +415,7 @@ TEST(OutputFolder, PrefixesAndNewFolders) {
 }
 
 // A folder that cannot be made is told with the reason of that, not with "not found", which is what follows.
-TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
+TEST(OutputFolderTest, TellsWhyAFolderCannotBeMade) {
     const TemporaryFolder folder;
     for (const char* path : {"new", "new/further/folders"}) {
         FileCalls calls = FileCalls::of_this_machine();
@@ -439,7 +439,7 @@ TEST(OutputFolder, TellsWhyAFolderCannotBeMade) {
 }
 
 // The text belongs to the category, the number to the system; whichever call it comes from.
-TEST(ErrorTexts, EveryCategoryFromEveryCall) {
+TEST(ErrorTextsTest, EveryCategoryFromEveryCall) {
     const TemporaryFolder folder;
     GuardedBuffer buffer(4096, kSectorBytes);
     folder.write("a", std::string(4096, 'a'));

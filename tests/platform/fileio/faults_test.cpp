@@ -39,7 +39,7 @@ class KeyConsole final : public Console::Sink {
     Sink* before_;
 };
 
-class Faults : public ::testing::Test {
+class FaultsTest : public ::testing::Test {
   protected:
     TemporaryFolder folder_;
     FaultyFile disk_;
@@ -49,7 +49,7 @@ class Faults : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(Faults, FailingWritesAndReads) {
+TEST_F(FaultsTest, FailingWritesAndReads) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::write, 2, FaultyFile::write_fault());
     file.store(data_.get(), 0, 8192);
@@ -63,7 +63,7 @@ TEST_F(Faults, FailingWritesAndReads) {
 }
 
 // Every operation on a closed file, with its own name.
-TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
+TEST_F(FaultsTest, ClosedFilesSayWhatWasWanted) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     file.close();
     const u64 calls = disk_.calls().size();
@@ -86,7 +86,7 @@ TEST_F(Faults, ClosedFilesSayWhatWasWanted) {
 }
 
 // The checksums' own file, with the operation's name: the second read or write of an operation is theirs.
-TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
+TEST_F(FaultsTest, ChecksumsThatDoNotReachTheDiskOrComeBack) {
     const os::OsError refused{22, os::ErrorCategory::invalid_parameter};
     const std::string hint = "Invalid parameter. This can happen if the sector alignment is too small.|22";
     ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0, false, disk_.file_calls());
@@ -119,7 +119,7 @@ TEST_F(Faults, ChecksumsThatDoNotReachTheDiskOrComeBack) {
               "ChecksummedFile::set_size()|Unable to set file pointer.\n\n" + hint);
 }
 
-TEST_F(Faults, FullDisk) {
+TEST_F(FaultsTest, FullDisk) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.disk_full_after(10000);
     file.store(data_.get(), 0, 8192);
@@ -130,7 +130,7 @@ TEST_F(Faults, FullDisk) {
 }
 
 // Whoever is handed a disk works with that one alone.
-TEST_F(Faults, TwoDisksAtATime) {
+TEST_F(FaultsTest, TwoDisksAtATime) {
     FaultyFile other;
     other.disk_full_after(0);
     RawFile small(folder_.file("f"), OpenMode::create, true, false, other.file_calls());
@@ -144,7 +144,7 @@ TEST_F(Faults, TwoDisksAtATime) {
     EXPECT_EQ(disk_.count(Call::write), 1U);
 }
 
-TEST_F(Faults, ShortTransfersNameBothNumbers) {
+TEST_F(FaultsTest, ShortTransfersNameBothNumbers) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.short_write(1, 4096);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.store(data_.get(), 0, 8192); }),
@@ -155,7 +155,7 @@ TEST_F(Faults, ShortTransfersNameBothNumbers) {
               "RawFile::load()|Incomplete Read: 100 / 8192|0");
 }
 
-TEST_F(Faults, FlippedBits) {
+TEST_F(FaultsTest, FlippedBits) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.flip_bit_of_write(1, 8 * 5000 + 3);
     file.store(data_.get(), 0, 8192);
@@ -169,7 +169,7 @@ TEST_F(Faults, FlippedBits) {
     EXPECT_EQ(back.bytes()[0], 0x5A);
 }
 
-TEST_F(Faults, SizesFlushesAndOpening) {
+TEST_F(FaultsTest, SizesFlushesAndOpening) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::set_size, 1, FaultyFile::disk_full());
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(100); }),
@@ -184,7 +184,7 @@ TEST_F(Faults, SizesFlushesAndOpening) {
               "RawFile()|Unable to create file.\n\nAccess Denied|13");
 }
 
-TEST_F(Faults, TheEndOfUnbufferedWritingIsDurable) {
+TEST_F(FaultsTest, TheEndOfUnbufferedWritingIsDurable) {
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
     file.store(data_.get(), 0, 8192);
     EXPECT_EQ(disk_.count(Call::flush), 0U);
@@ -193,7 +193,7 @@ TEST_F(Faults, TheEndOfUnbufferedWritingIsDurable) {
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
 }
 
-TEST_F(Faults, ClosingFailsWithAWarningOnly) {
+TEST_F(FaultsTest, ClosingFailsWithAWarningOnly) {
     CaptureConsole console;
     disk_.fail(Call::close, 1, FaultyFile::write_fault());
     disk_.fail(Call::remove, 1, FaultyFile::access_denied());
@@ -207,7 +207,7 @@ TEST_F(Faults, ClosingFailsWithAWarningOnly) {
     EXPECT_EQ(folder_.read("g").size(), 5U);
 }
 
-TEST_F(Faults, TemporaryFilesAreDeletedOnce) {
+TEST_F(FaultsTest, TemporaryFilesAreDeletedOnce) {
     CaptureConsole console;
     {
         RawFile file(folder_.file("f"), OpenMode::create, true, true, disk_.file_calls());
@@ -220,7 +220,7 @@ TEST_F(Faults, TemporaryFilesAreDeletedOnce) {
 }
 
 // The data first: checksums of data that never reached the disk would name the wrong culprit.
-TEST_F(Faults, FlushingAChecksummedFileFlushesBoth) {
+TEST_F(FaultsTest, FlushingAChecksummedFileFlushesBoth) {
     ChecksummedFile file(folder_.file("f"), OpenMode::create, true, 12, 0, false, disk_.file_calls());
     file.store(data_.get(), 0, 8192);
     file.flush();
@@ -238,7 +238,7 @@ TEST_F(Faults, FlushingAChecksummedFileFlushesBoth) {
     EXPECT_EQ(disk_.count(Call::flush), 5U);
 }
 
-TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
+TEST_F(FaultsTest, ReservationFailureIsWarnedAboutOnce) {
     reservation_warning.reset();
     CaptureConsole console(CaptureConsole::terminal, true);
     disk_.fail(Call::reserve, 1, FaultyFile::access_denied(), 2);
@@ -252,7 +252,7 @@ TEST_F(Faults, ReservationFailureIsWarnedAboutOnce) {
     EXPECT_EQ(file.size(), 8192U);
 }
 
-TEST_F(Faults, AFullDiskIsNotAMissingRight) {
+TEST_F(FaultsTest, AFullDiskIsNotAMissingRight) {
     CaptureConsole console;
     const std::string full = "RawFile::reserve()|SetFileValidData() failed.\n\nDisk is Full|28";
     // A new file goes; a file that holds something keeps it.
@@ -288,7 +288,7 @@ TEST_F(Faults, AFullDiskIsNotAMissingRight) {
 }
 
 // Held from its creation to its end: nothing is closed, opened or deleted on the way.
-TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
+TEST_F(FaultsTest, AWritersFileIsHeldThroughItsRenaming) {
     const os::OsError exists{17, os::ErrorCategory::exists};
     folder_.write("b", "old");
     RawFile file(folder_.file("a"), OpenMode::create, true, false, disk_.file_calls());
@@ -318,7 +318,7 @@ TEST_F(Faults, AWritersFileIsHeldThroughItsRenaming) {
     EXPECT_TRUE(folder_.has("h"));
 }
 
-TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
+TEST_F(FaultsTest, PersistentRenameTriesUntilItSucceeds) {
     KeyConsole console(5);
     folder_.write("a", "new");
     folder_.write("b", "old");
@@ -334,7 +334,7 @@ TEST_F(Faults, PersistentRenameTriesUntilItSucceeds) {
 }
 
 // Whatever is wrong, the target is not what is given up for it.
-TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
+TEST_F(FaultsTest, PersistentRenameNeverDeletesTheTarget) {
     for (u32 category = 1; category <= static_cast<u32>(os::ErrorCategory::other); category++) {
         KeyConsole console(1);
         folder_.write("a", "new");
@@ -353,7 +353,7 @@ TEST_F(Faults, PersistentRenameNeverDeletesTheTarget) {
     EXPECT_EQ(disk_.count(Call::remove), 0U);
 }
 
-TEST_F(Faults, PersistentRenameEndsWithTheInput) {
+TEST_F(FaultsTest, PersistentRenameEndsWithTheInput) {
     KeyConsole console(2);
     folder_.write("b", "old");
     EXPECT_EQ(message_of<FileException>(

@@ -31,7 +31,7 @@ namespace {
 
 constexpr u64 kBytes = 5000;
 
-class PublishedFiles : public ::testing::Test {
+class PublishedFilesTest : public ::testing::Test {
   protected:
     std::string draft() const { return folder_.file("x (incomplete)"); }
     std::string target() const { return folder_.file("x"); }
@@ -64,7 +64,7 @@ class PublishedFiles : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(PublishedFiles, GetTheirNameAtTheEnd) {
+TEST_F(PublishedFilesTest, GetTheirNameAtTheEnd) {
     folder_.write("x", "old");
     PublishedFile file(draft(), target());
     EXPECT_TRUE(folder_.has("x (incomplete)"));
@@ -81,7 +81,7 @@ TEST_F(PublishedFiles, GetTheirNameAtTheEnd) {
 }
 
 // Every call fails once: never a lost good file, never a wrong one under the final name.
-TEST_F(PublishedFiles, EveryFailingCallLeavesTheGoodFile) {
+TEST_F(PublishedFilesTest, EveryFailingCallLeavesTheGoodFile) {
     for (const int keys : {0, 1}) {
         FaultSweep sweep;
         sweep.keys = keys;
@@ -101,7 +101,7 @@ TEST_F(PublishedFiles, EveryFailingCallLeavesTheGoodFile) {
     }
 }
 
-TEST_F(PublishedFiles, ASecondRunIsRefusedBeforeItStarts) {
+TEST_F(PublishedFilesTest, ASecondRunIsRefusedBeforeItStarts) {
     PublishedFile first(draft(), target());
     EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { PublishedFile(draft(), target()); }),
               "PublishedFile()|Another run is writing this file. Wait until it has ended, or choose another "
@@ -114,13 +114,13 @@ TEST_F(PublishedFiles, ASecondRunIsRefusedBeforeItStarts) {
     EXPECT_EQ(folder_.read("x").size(), 10U);
 }
 
-TEST_F(PublishedFiles, AForgottenDraftBlocksNobody) {
+TEST_F(PublishedFilesTest, AForgottenDraftBlocksNobody) {
     folder_.write("x (incomplete)", std::string(20000, 'f'));
     write('a');
     EXPECT_EQ(folder_.read("x"), content('a'));
 }
 
-TEST_F(PublishedFiles, UnfinishedOnesKeepWhatWasWritten) {
+TEST_F(PublishedFilesTest, UnfinishedOnesKeepWhatWasWritten) {
     const GuardedBuffer data(8192, kSectorBytes);
     {
         PublishedFile file(draft(), target());
@@ -143,7 +143,7 @@ TEST_F(PublishedFiles, UnfinishedOnesKeepWhatWasWritten) {
     EXPECT_FALSE(folder_.has("x"));
 }
 
-TEST_F(PublishedFiles, AFullDiskIsTold) {
+TEST_F(PublishedFilesTest, AFullDiskIsTold) {
     FaultyFile disk;
     PublishedFile file(draft(), target(), disk.file_calls());
     EXPECT_FALSE(file.needs_space());
@@ -163,7 +163,7 @@ TEST_F(PublishedFiles, AFullDiskIsTold) {
 }
 
 // Keys that never end do not make it spin; the name is given when the rename is granted.
-TEST_F(PublishedFiles, ARefusedNameIsAskedForAgain) {
+TEST_F(PublishedFilesTest, ARefusedNameIsAskedForAgain) {
     CaptureConsole console;  // gives a key at once, always
     folder_.write("x", "old");
     FaultyFile disk;
@@ -175,7 +175,7 @@ TEST_F(PublishedFiles, ARefusedNameIsAskedForAgain) {
 }
 
 // When nobody can press a key: the digits are whole, and the user is told where.
-TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
+TEST_F(PublishedFilesTest, ARefusedNameTellsWhereTheWholeFileIs) {
     class NobodyThere final : public Console::Sink {
       public:
         NobodyThere() : before_(Console::set_sink(this)) {}
@@ -204,7 +204,7 @@ TEST_F(PublishedFiles, ARefusedNameTellsWhereTheWholeFileIs) {
         << console.text;
 }
 
-TEST_F(PublishedFiles, AChangedSizeIsNoticed) {
+TEST_F(PublishedFilesTest, AChangedSizeIsNoticed) {
     PublishedFile file(draft(), target());
     const GuardedBuffer data(4096, kSectorBytes);
     file.file().store(data.get(), 0, 4096);
@@ -264,7 +264,7 @@ struct RunsOnePath {
 }  // namespace
 
 // The second run does its first j calls before the k-th call of the first one, and the rest at the end.
-TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
+TEST_F(PublishedFilesTest, TwoRunsAtAnyPointOfEachOther) {
     constexpr int kMostCalls = 14;
     RunsOnePath runs;
     runs.write = [&](char letter, const FileCalls& calls) { write(letter, calls); };
@@ -288,7 +288,7 @@ TEST_F(PublishedFiles, TwoRunsAtAnyPointOfEachOther) {
 }
 
 // Complete files of which there are more than handles.
-TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
+TEST_F(PublishedFilesTest, CompleteFilesCanBeLetGoOf) {
     GuardedBuffer data(8192, kSectorBytes);
     std::memset(data.get(), 'r', 8192);
     {
@@ -316,7 +316,7 @@ TEST_F(PublishedFiles, CompleteFilesCanBeLetGoOf) {
 }
 
 // Nor need they be complete: what was stored stays, what was only reserved does not.
-TEST_F(PublishedFiles, BegunFilesCanBeLetGoOf) {
+TEST_F(PublishedFilesTest, BegunFilesCanBeLetGoOf) {
     GuardedBuffer data(8192, kSectorBytes);
     std::memset(data.get(), 'r', 8192);
     {
@@ -348,7 +348,7 @@ TEST_F(PublishedFiles, BegunFilesCanBeLetGoOf) {
     EXPECT_FALSE(folder_.has("x (incomplete)")) << "nothing was stored";
 }
 
-TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
+TEST_F(PublishedFilesTest, ThreeRunsInRandomOrders) {
     RunsOnePath runs;
     runs.write = [&](char letter, const FileCalls& calls) { write(letter, calls); };
     runs.target = [&] { return readable(); };
@@ -374,7 +374,7 @@ TEST_F(PublishedFiles, ThreeRunsInRandomOrders) {
 }
 
 // A probe has a name of its own: a file of the user stays, whatever it is called.
-TEST(OutputFolderProbe, TouchesNoFileOfTheUser) {
+TEST(OutputFolderProbeTest, TouchesNoFileOfTheUser) {
     const TemporaryFolder folder;
     folder.write("pathcheck.sf", "mine");
     EXPECT_FALSE(check_writable(folder.file("")));
@@ -383,7 +383,7 @@ TEST(OutputFolderProbe, TouchesNoFileOfTheUser) {
 }
 
 // Nobody knows the name beforehand and lays something out for it.
-TEST(OutputFolderProbe, HasARandomName) {
+TEST(OutputFolderProbeTest, HasARandomName) {
     const TemporaryFolder folder;
     std::set<std::string> names;
     FaultyFile disk;

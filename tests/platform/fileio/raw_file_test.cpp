@@ -48,14 +48,14 @@ GuardedBuffer random_bytes(u64 n, u64 seed) {
     return buffer;
 }
 
-class RawFiles : public ::testing::TestWithParam<bool> {
+class RawFilesTest : public ::testing::TestWithParam<bool> {
   protected:
     TemporaryFolder folder_;
 };
 
 }  // namespace
 
-TEST_P(RawFiles, WhatIsStoredIsLoaded) {
+TEST_P(RawFilesTest, WhatIsStoredIsLoaded) {
     const std::string path = folder_.file("data");
     const GuardedBuffer data = random_bytes(3 << 20, 1);
     GuardedBuffer back(3 << 20, kSectorBytes);
@@ -80,7 +80,7 @@ TEST_P(RawFiles, WhatIsStoredIsLoaded) {
     EXPECT_EQ(std::memcmp(back.get(), data.get(), 4096), 0);
 }
 
-TEST_P(RawFiles, CreateEmptiesAndReadWriteDoesNot) {
+TEST_P(RawFilesTest, CreateEmptiesAndReadWriteDoesNot) {
     const std::string path = folder_.file("data");
     const GuardedBuffer data = random_bytes(8192, 2);
     RawFile(path, OpenMode::create, GetParam()).store(data.get(), 0, 8192);
@@ -92,7 +92,7 @@ TEST_P(RawFiles, CreateEmptiesAndReadWriteDoesNot) {
     EXPECT_EQ(RawFile(path, OpenMode::create, GetParam()).size(), 0U);
 }
 
-TEST_P(RawFiles, ReadingPastTheEndIsIncomplete) {
+TEST_P(RawFilesTest, ReadingPastTheEndIsIncomplete) {
     const std::string path = folder_.file("data");
     GuardedBuffer data = random_bytes(8192, 3);
     {
@@ -116,7 +116,7 @@ TEST_P(RawFiles, ReadingPastTheEndIsIncomplete) {
     EXPECT_EQ(file.load_available(data.get(), 8192, 4096), 0U);
 }
 
-TEST_P(RawFiles, SecondWriterIsRefused) {
+TEST_P(RawFilesTest, SecondWriterIsRefused) {
     const std::string path = folder_.file("data");
     const GuardedBuffer data = random_bytes(4096, 4);
     RawFile writer(path, OpenMode::create, GetParam());
@@ -134,7 +134,7 @@ TEST_P(RawFiles, SecondWriterIsRefused) {
     EXPECT_NO_THROW(RawFile(path, OpenMode::read, false));
 }
 
-TEST_P(RawFiles, MissingFileAndFolder) {
+TEST_P(RawFilesTest, MissingFileAndFolder) {
     for (const OpenMode mode : {OpenMode::read, OpenMode::read_write}) {
         const Thrown thrown = thrown_by([&] { RawFile(folder_.file("none"), mode, GetParam()); });
         EXPECT_EQ(thrown.function, "RawFile()");
@@ -146,7 +146,7 @@ TEST_P(RawFiles, MissingFileAndFolder) {
     EXPECT_EQ(thrown.message, "Unable to create file.\n\nPath does not exist.");
 }
 
-TEST_P(RawFiles, RenameReplacesAndKeepsOpen) {
+TEST_P(RawFilesTest, RenameReplacesAndKeepsOpen) {
     const GuardedBuffer data = random_bytes(4096, 5);
     GuardedBuffer back(4096, kSectorBytes);
     RawFile(folder_.file("b"), OpenMode::create, GetParam()).set_size(100);
@@ -161,7 +161,7 @@ TEST_P(RawFiles, RenameReplacesAndKeepsOpen) {
     EXPECT_EQ(thrown_by([&] { file.rename(folder_.file("c")); }).message, "File isn't open.");
 }
 
-TEST_P(RawFiles, TemporaryFilesGoWhenClosed) {
+TEST_P(RawFilesTest, TemporaryFilesGoWhenClosed) {
     const std::string path = folder_.file("temporary");
     {
         RawFile file(path, OpenMode::create, GetParam(), true);
@@ -172,7 +172,7 @@ TEST_P(RawFiles, TemporaryFilesGoWhenClosed) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-INSTANTIATE_TEST_SUITE_P(Buffering, RawFiles, ::testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(Buffering, RawFilesTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "unbuffered" : "buffered"; });
 
 namespace {
@@ -200,7 +200,7 @@ struct NotedOpenings {
 }  // namespace
 
 // Raw files go past the cache; others write through it, unless they only read.
-TEST(RawFileModes, AskTheSystemFor) {
+TEST(RawFileModesTest, AskTheSystemFor) {
     const TemporaryFolder folder;
     NotedOpenings noted;
     const struct {
@@ -232,7 +232,7 @@ TEST(RawFileModes, AskTheSystemFor) {
 }
 
 // A reader goes past the cache; of a checksummed file only the data does.
-TEST(RawFileModes, OfReadersAndChecksummedFiles) {
+TEST(RawFileModesTest, OfReadersAndChecksummedFiles) {
     const TemporaryFolder folder;
     folder.write("text", "x");
     NotedOpenings noted;
@@ -258,7 +258,7 @@ TEST(RawFileModes, OfReadersAndChecksummedFiles) {
     }
 }
 
-TEST(AlignedAccess, SectorsAreOfAnySize) {
+TEST(AlignedAccessTest, SectorsAreOfAnySize) {
     const TemporaryFolder folder;
     AlignedAccessFile file(folder.file("data"), OpenMode::create, false, 9);
     const GuardedBuffer buffer(4096, 4096);
@@ -269,7 +269,7 @@ TEST(AlignedAccess, SectorsAreOfAnySize) {
     EXPECT_EQ(thrown_by([&] { file.load(buffer.bytes() + 256, 512, 512); }).message, "Buffer is misaligned.");
 }
 
-TEST(AlignedAccess, EverythingIsWholeSectors) {
+TEST(AlignedAccessTest, EverythingIsWholeSectors) {
     const TemporaryFolder folder;
     AlignedAccessFile file(folder.file("data"), OpenMode::create, true);
     GuardedBuffer buffer(8192, 4096);
@@ -286,7 +286,7 @@ TEST(AlignedAccess, EverythingIsWholeSectors) {
     EXPECT_EQ(thrown_by([&] { file.store(buffer.get(), 1, 4096); }).message, "Offset is misaligned.");
 }
 
-TEST(ErrorTexts, OneForEachCategory) {
+TEST(ErrorTextsTest, OneForEachCategory) {
     using enum os::ErrorCategory;
     const std::pair<os::ErrorCategory, const char*> rows[] = {
         {not_found, "Path does not exist."},
@@ -312,7 +312,7 @@ TEST(ErrorTexts, OneForEachCategory) {
     EXPECT_EQ(e.error_code, 28U);
 }
 
-TEST(ErrorTexts, TheShortForm) {
+TEST(ErrorTextsTest, TheShortForm) {
     CaptureConsole console;
     print_error({112, os::ErrorCategory::disk_full});
     EXPECT_EQ(console.take(), "Windows Error Code: 112\nDisk is Full\n");
@@ -320,7 +320,7 @@ TEST(ErrorTexts, TheShortForm) {
     EXPECT_EQ(console.take(), "Windows Error Code: 4242\n" + os::system_error_text(4242) + "\n");
 }
 
-TEST(BufferedReader, LinesAndBytes) {
+TEST(BufferedReaderTest, LinesAndBytes) {
     const TemporaryFolder folder;
     std::string text = "first\r\n\nthird \r line\n";
     for (int i = 0; i < 3000; i++) text += "line " + std::to_string(i) + "\r\n";
@@ -347,7 +347,7 @@ TEST(BufferedReader, LinesAndBytes) {
     }
 }
 
-TEST(BufferedReader, FilesOfWholeBuffers) {
+TEST(BufferedReaderTest, FilesOfWholeBuffers) {
     const TemporaryFolder folder;
     folder.write("empty", "");
     EXPECT_TRUE(BufferedReader(folder.file("empty")).at_end());

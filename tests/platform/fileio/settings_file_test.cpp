@@ -54,11 +54,11 @@ const std::string kQuestion =
 
 }  // namespace
 
-TEST(SettingsFile, EveryByteOfIt) {
+TEST(SettingsFileTest, EveryByteOfIt) {
     EXPECT_EQ(config_file_text("CustomCompute", some_settings()), kHeader + kBody);
 }
 
-TEST(SettingsFile, ExtensionIsAddedToPathsWithoutADot) {
+TEST(SettingsFileTest, ExtensionIsAddedToPathsWithoutADot) {
     EXPECT_EQ(with_config_extension("name"), "name.cfg");
     EXPECT_EQ(with_config_extension("name.txt"), "name.txt");
     EXPECT_EQ(with_config_extension("./name"), "./name");
@@ -66,7 +66,7 @@ TEST(SettingsFile, ExtensionIsAddedToPathsWithoutADot) {
     EXPECT_EQ(with_config_extension(""), ".cfg");
 }
 
-TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
+TEST(SettingsFileTest, SavesWhereTheUserWantsItAndLoadsItAgain) {
     TemporaryFolder folder;
     CaptureConsole console;
     folder.write("set.cfg", std::string(100000, 'x'));  // is replaced
@@ -85,7 +85,7 @@ TEST(SettingsFile, SavesWhereTheUserWantsItAndLoadsItAgain) {
     EXPECT_EQ(settings.get_string("Path"), "C:/temp");
 }
 
-TEST(SettingsFile, ThePathIsAskedForInItsColor) {
+TEST(SettingsFileTest, ThePathIsAskedForInItsColor) {
     TemporaryFolder folder;
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({folder.file("x.cfg")});
@@ -94,7 +94,7 @@ TEST(SettingsFile, ThePathIsAskedForInItsColor) {
               "Enter path to save configuration file. (the .cfg extension can be omitted)\n{w}Path{T}");
 }
 
-TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
+TEST(SettingsFileTest, WithoutAnAnswerOrAPlaceNothingIsWritten) {
     TemporaryFolder folder;
     CaptureConsole console;
     EXPECT_THROW(save_config_file("A", some_settings()), EndOfStreamException);
@@ -108,7 +108,7 @@ TEST(SettingsFile, WithoutAnAnswerOrAPlaceNothingIsWritten) {
     }
 }
 
-TEST(SettingsFile, ReadsEveryEncoding) {
+TEST(SettingsFileTest, ReadsEveryEncoding) {
     TemporaryFolder folder;
     const std::string text = "{ // \xc3\xa9\r\n Name : \"\xf0\x9f\x98\x80\" }";
     const std::u16string units = u"{ // \u00e9\r\n Name : \"\U0001f600\" }";
@@ -128,7 +128,7 @@ TEST(SettingsFile, ReadsEveryEncoding) {
     }
 }
 
-TEST(SettingsFile, ErrorsOfTheText) {
+TEST(SettingsFileTest, ErrorsOfTheText) {
     TemporaryFolder folder;
     const auto message_of = [&](const std::string& content) {
         folder.write("f", content);
@@ -149,7 +149,7 @@ TEST(SettingsFile, ErrorsOfTheText) {
     EXPECT_EQ(message_of(std::string("{A : \0 1 }", 10)), "EndOfStreamException: Unexpected end of stream.");
 }
 
-TEST(SettingsFile, FilesThatCannotBeRead) {
+TEST(SettingsFileTest, FilesThatCannotBeRead) {
     TemporaryFolder folder;
     try {
         load_config_file(folder.file("missing.cfg"));
@@ -172,7 +172,7 @@ TEST(SettingsFile, FilesThatCannotBeRead) {
     EXPECT_THROW(load_config_file(folder.file("large")), EndOfStreamException);
 }
 
-TEST(SettingsFile, AFullDiskIsReported) {
+TEST(SettingsFileTest, AFullDiskIsReported) {
     TemporaryFolder folder;
     CaptureConsole console;
     FaultyFile disk;
@@ -186,7 +186,7 @@ TEST(SettingsFile, AFullDiskIsReported) {
     }
 }
 
-TEST(SettingsFile, AFileThatEndsEarlyIsReported) {
+TEST(SettingsFileTest, AFileThatEndsEarlyIsReported) {
     TemporaryFolder folder;
     folder.write("f", "{A : 1 }");
     FaultyFile disk;

@@ -10,7 +10,7 @@
 namespace trel::FileIO {
 namespace {
 
-TEST(SparseRanges, MatchesASetOfPositions) {
+TEST(SparseRangesTest, MatchesASetOfPositions) {
     std::mt19937_64 random(11);
     for (int round = 0; round < 300; round++) {
         SparseRanges ranges;

@@ -25,7 +25,7 @@ std::string utf16(const std::u16string& units, bool big_endian) {
 
 }  // namespace
 
-TEST(TextDecoding, Marks) {
+TEST(TextDecodingTest, Marks) {
     EXPECT_EQ(detect_encoding(""), TextEncoding::utf8);
     EXPECT_EQ(detect_encoding("\xff"), TextEncoding::utf8);
     EXPECT_EQ(detect_encoding("\xef\xbb\xbfx"), TextEncoding::utf8);
@@ -33,7 +33,7 @@ TEST(TextDecoding, Marks) {
     EXPECT_EQ(detect_encoding("\xfe\xff"), TextEncoding::utf16_big_endian);
 }
 
-TEST(TextDecoding, Utf8IsPassedOn) {
+TEST(TextDecodingTest, Utf8IsPassedOn) {
     EXPECT_EQ(decode_text(""), "");
     EXPECT_EQ(decode_text("\xef\xbb\xbf"), "");
     EXPECT_EQ(decode_text("\xef\xbb\xbf{}\r\n"), "{}\r\n");
@@ -42,7 +42,7 @@ TEST(TextDecoding, Utf8IsPassedOn) {
     EXPECT_EQ(decode_text("\xef\xbb\xbf\xef\xbb\xbf"), "\xef\xbb\xbf");  // one mark, not two
 }
 
-TEST(TextDecoding, Utf16) {
+TEST(TextDecodingTest, Utf16) {
     for (const bool big : {false, true}) {
         EXPECT_EQ(decode_text(utf16(u"", big)), "");
         EXPECT_EQ(decode_text(utf16(u"{A : 1}\r\n", big)), "{A : 1}\r\n");
@@ -66,7 +66,7 @@ TEST(TextDecoding, Utf16) {
 }
 
 // Random text against the C++ library's own conversion.
-TEST(TextDecoding, Utf16AgreesWithTheLibrary) {
+TEST(TextDecodingTest, Utf16AgreesWithTheLibrary) {
     std::mt19937 random(4);
     std::u32string text;
     for (int i = 0; i < 20000; i++) {

@@ -11,7 +11,7 @@
 using namespace trel;
 using kalvor_test::message_of;
 
-TEST(AllocatorSettings, SavedFormIsReadBack) {
+TEST(AllocatorSettingsTest, SavedFormIsReadBack) {
     CaptureConsole console;
     const char* texts[] = {
         "{\r\n    Allocator : \"malloc\"\r\n}\r\n",
@@ -30,7 +30,7 @@ TEST(AllocatorSettings, SavedFormIsReadBack) {
     EXPECT_EQ(allocator_to_config(*make_default_allocator_config("mmap")).to_acfg(), texts[1]);
 }
 
-TEST(AllocatorSettings, Refusals) {
+TEST(AllocatorSettingsTest, Refusals) {
     CaptureConsole console;
     const auto parse = [](const std::string& text) {
         return message_of<InvalidParametersException>(
@@ -60,7 +60,7 @@ TEST(AllocatorSettings, Refusals) {
     }
 }
 
-TEST(AllocatorMenus, MmapLinesAndSelection) {
+TEST(AllocatorMenusTest, MmapLinesAndSelection) {
     CaptureConsole console(CaptureConsole::terminal, true);
     MmapConfig config;
     EXPECT_EQ(config.print(4), 6U);

@@ -34,7 +34,7 @@ u32 word_at(const void* p, u64 i) {
 
 }  // namespace
 
-TEST(MemoryStats, Text) {
+TEST(MemoryStatsTest, Text) {
     MemoryStats stats;
     stats.total_bytes = 1000;
     EXPECT_EQ(memory_stats_text(stats), "spread: ?");
@@ -56,7 +56,7 @@ TEST(MemoryStats, Text) {
     EXPECT_EQ(memory_stats_text(stats), "99% locked, 99% 2.00 MiB pages, spread: ?");
 }
 
-TEST(MemoryStats, NodesByWhatLiesOnThem) {
+TEST(MemoryStatsTest, NodesByWhatLiesOnThem) {
     MemoryStats stats;
     stats.total_bytes = 1000;
     EXPECT_EQ(memory_nodes_text(stats), "");
@@ -68,7 +68,7 @@ TEST(MemoryStats, NodesByWhatLiesOnThem) {
     EXPECT_EQ(memory_nodes_text(stats), "node 3 (30%), 1 (30%), 2 (30%)");
 }
 
-TEST(AllocatorRegistry, NamesAndTexts) {
+TEST(AllocatorRegistryTest, NamesAndTexts) {
     EXPECT_EQ(allocator_names(), (std::vector<std::string>{"malloc", "mmap", "interleave"}));
     EXPECT_EQ(make_default_allocator_config("malloc")->display_name(), "C malloc()");
     EXPECT_EQ(make_default_allocator_config("mmap")->display_name(), "WinAPI VirtualAlloc()");
@@ -84,7 +84,7 @@ TEST(AllocatorRegistry, NamesAndTexts) {
     EXPECT_TRUE(make_default_allocator_config("malloc")->acquire_permissions(serial_context()));
 }
 
-TEST(AllocatorRegistry, SettingsAsAnObject) {
+TEST(AllocatorRegistryTest, SettingsAsAnObject) {
     const auto text = [](const AllocatorConfig& config) { return allocator_to_config(config).to_acfg(); };
     const auto parse = [](const std::string& acfg) {
         return make_allocator_config(*Config::parse_acfg(acfg));
@@ -131,7 +131,7 @@ TEST(AllocatorRegistryDeathTest, DuplicateNameEndsTheProcess) {
     EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Allocator Type\n$");
 }
 
-TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
+TEST(AllocatorsTest, RegionsAreAlignedFilledAndLargeEnough) {
     const auto framework = make_default_framework_config("spawn")->make_framework();
     for (const char* name : {"malloc", "mmap"}) {
         const auto config = make_default_allocator_config(name);
@@ -164,7 +164,7 @@ TEST(Allocators, RegionsAreAlignedFilledAndLargeEnough) {
     }
 }
 
-TEST(MmapAllocator, LargePagesForcedGivesThemOrNothing) {
+TEST(MmapAllocatorTest, LargePagesForcedGivesThemOrNothing) {
     MmapConfig config;
     config.large_pages.set("forced");
     u64 size = 3 << 20;
@@ -180,7 +180,7 @@ TEST(MmapAllocator, LargePagesForcedGivesThemOrNothing) {
     }
 }
 
-TEST(MmapAllocator, DisabledFlagsLockNothing) {
+TEST(MmapAllocatorTest, DisabledFlagsLockNothing) {
     MmapConfig config;
     config.large_pages.set("disabled");
     config.locked_pages.set("disabled");
@@ -193,7 +193,7 @@ TEST(MmapAllocator, DisabledFlagsLockNothing) {
     EXPECT_EQ(memory_stats_text(*region->stats()), "spread: ?");
 }
 
-TEST(MmapAllocator, ImpossibleSizesFail) {
+TEST(MmapAllocatorTest, ImpossibleSizesFail) {
     for (const u64 bytes : {~u64(0), ~u64(0) - 5000, u64(1) << 60}) {
         u64 size = bytes;
         const auto region = MmapConfig().allocate(serial_context(), 12, size);
@@ -232,7 +232,7 @@ u64 lock_with(u64 bytes, u64 lockable, bool may_raise = true,
 
 }  // namespace
 
-TEST(PageLocking, HalvesDownToAMebibyte) {
+TEST(PageLockingTest, HalvesDownToAMebibyte) {
     constexpr u64 kMiB = u64(1) << 20;
     EXPECT_EQ(lock_with(64 * kMiB, 64 * kMiB), 64 * kMiB);
     EXPECT_EQ(lock_with(64 * kMiB, 8 * kMiB), 8 * kMiB);
@@ -245,7 +245,7 @@ TEST(PageLocking, HalvesDownToAMebibyte) {
 }
 
 // Two computations that lock at once: one region after the other.
-TEST(PageLocking, OneRegionAtATime) {
+TEST(PageLockingTest, OneRegionAtATime) {
     static std::atomic<int> inside{0}, most{0};
     const LockingCalls calls{[](void*, u64) -> os::OsError {
                                  const int now = ++inside;
@@ -266,7 +266,7 @@ TEST(PageLocking, OneRegionAtATime) {
 }
 
 // What a limit does not take is tried again after the limit was raised.
-TEST(PageLocking, TheLimitIsRaisedBeforeTheSecondTry) {
+TEST(PageLockingTest, TheLimitIsRaisedBeforeTheSecondTry) {
     std::string calls;
     bool raised = false;
     const LockingCalls system{[&](void*, u64) -> os::OsError {
@@ -285,7 +285,7 @@ TEST(PageLocking, TheLimitIsRaisedBeforeTheSecondTry) {
     EXPECT_EQ(calls, "lock ");
 }
 
-TEST(AllocateHeap, SummaryAndBuffer) {
+TEST(AllocateHeapTest, SummaryAndBuffer) {
     const auto nothing = allocate_heap(MmapConfig(), serial_context(), 12, 0);
     EXPECT_EQ(nothing.region, nullptr);
     EXPECT_EQ(nothing.summary, Console::format_bytes(0));
@@ -300,7 +300,7 @@ TEST(AllocateHeap, SummaryAndBuffer) {
 }
 
 // An allocator that knows nothing about the region it gives.
-TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
+TEST(AllocateHeapTest, WithoutStatisticsTheSummaryIsTheSize) {
     struct Plain final : LargeAllocation {
         explicit Plain(u64 bytes) {
             pointer_ = memory;
@@ -323,7 +323,7 @@ TEST(AllocateHeap, WithoutStatisticsTheSummaryIsTheSize) {
     EXPECT_EQ(heap.buffer().size(), 1536U);
 }
 
-TEST(AllocateHeap, AFailureEndsTheRunWithItsReport) {
+TEST(AllocateHeapTest, AFailureEndsTheRunWithItsReport) {
     for (int run = 0; run < 2; run++) {
         CaptureConsole console(CaptureConsole::terminal, true);
         try {

@@ -28,7 +28,7 @@ void reference_fill(u8* p, u64 n) {
 
 }  // namespace
 
-TEST(FillPattern, MatchesTheDefinition) {
+TEST(FillPatternTest, MatchesTheDefinition) {
     alignas(64) static u8 got[1100], want[1100];
     for (u64 offset = 0; offset < 8; offset++) {
         for (u64 n = 0; n < 1050; n++) {
@@ -41,7 +41,7 @@ TEST(FillPattern, MatchesTheDefinition) {
     }
 }
 
-TEST(FillPattern, KnownBytes) {
+TEST(FillPatternTest, KnownBytes) {
     alignas(4) u8 three[4] = {};
     fill_memory(three, 3);
     EXPECT_EQ(three[0], '{');
@@ -56,7 +56,7 @@ TEST(FillPattern, KnownBytes) {
     EXPECT_EQ(one, '@');
 }
 
-TEST(FillPattern, LargeRegionsKeepTheSequence) {
+TEST(FillPatternTest, LargeRegionsKeepTheSequence) {
     std::vector<u32> words(1 << 20);
     fill_memory(words.data(), words.size() * 4);
     for (u64 i = 0; i < words.size(); i++) {
@@ -65,7 +65,7 @@ TEST(FillPattern, LargeRegionsKeepTheSequence) {
     }
 }
 
-TEST(FillPattern, ChunksAreFilledEachByItself) {
+TEST(FillPatternTest, ChunksAreFilledEachByItself) {
     const auto framework = make_default_framework_config("spawn")->make_framework();
     std::mt19937_64 random(7);
     for (const u64 tds : {1, 2, 7, 8, 12, 30, 64}) {

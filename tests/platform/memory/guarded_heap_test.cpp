@@ -24,7 +24,7 @@ u64 read_word(const void* p) {
 
 }  // namespace
 
-TEST(GuardedHeap, LayoutAroundTheBlock) {
+TEST(GuardedHeapTest, LayoutAroundTheBlock) {
     std::mt19937_64 random(1);
     for (int round = 0; round < 2000; round++) {
         const std::size_t alignment = std::size_t(1) << random() % 14;
@@ -42,7 +42,7 @@ TEST(GuardedHeap, LayoutAroundTheBlock) {
     }
 }
 
-TEST(GuardedHeap, AlignmentBelowEightIsEight) {
+TEST(GuardedHeapTest, AlignmentBelowEightIsEight) {
     for (const std::size_t alignment : {1, 2, 4, 8}) {
         void* block = aligned_malloc(100, alignment);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 8, 0U);
@@ -50,14 +50,14 @@ TEST(GuardedHeap, AlignmentBelowEightIsEight) {
     }
 }
 
-TEST(GuardedHeap, AlignmentMustBeAPowerOfTwo) {
+TEST(GuardedHeapTest, AlignmentMustBeAPowerOfTwo) {
     for (const std::size_t alignment : {3, 5, 6, 7, 12, 96, 4095}) {
         EXPECT_EQ(message_of<StringException>([&] { (void)aligned_malloc(10, alignment); }),
                   "aligned_malloc()|Alignment must be a power of two.");
     }
 }
 
-TEST(GuardedHeap, OverrunAndUnderrunShowWhenFreed) {
+TEST(GuardedHeapTest, OverrunAndUnderrunShowWhenFreed) {
     u8* block = static_cast<u8*>(aligned_malloc(100, 64));
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 64, 0U);
     for (const int byte : {100, 107}) {
@@ -79,7 +79,7 @@ TEST(GuardedHeap, OverrunAndUnderrunShowWhenFreed) {
     EXPECT_NO_THROW(aligned_free(nullptr));
 }
 
-TEST(GuardedHeap, ExhaustionIsTheStandardFailure) {
+TEST(GuardedHeapTest, ExhaustionIsTheStandardFailure) {
     EXPECT_THROW((void)aligned_malloc(SIZE_MAX, 64), std::bad_alloc);
     try {
         (void)aligned_malloc(SIZE_MAX, 64);
@@ -99,7 +99,7 @@ TEST(GuardedHeap, ExhaustionIsTheStandardFailure) {
 #endif
 }
 
-TEST(GuardedHeap, BufferMovesItsBlock) {
+TEST(GuardedHeapTest, BufferMovesItsBlock) {
     GuardedBuffer a(100, 64);
     void* block = a.get();
     GuardedBuffer b(std::move(a));
@@ -116,7 +116,7 @@ TEST(GuardedHeap, BufferMovesItsBlock) {
     EXPECT_EQ(a.get(), nullptr);
 }
 
-TEST(AlignedBuffer, CarvesFromTheFront) {
+TEST(AlignedBufferTest, CarvesFromTheFront) {
     GuardedBuffer memory(4096, 64);
     AlignedBufferC buffer(memory.get(), 4096);
     const AlignedBufferC a = buffer.spawn(128);
@@ -132,7 +132,7 @@ TEST(AlignedBuffer, CarvesFromTheFront) {
     EXPECT_EQ(AlignedBufferC().size(), 0U);
 }
 
-TEST(AlignedBuffer, Refusals) {
+TEST(AlignedBufferTest, Refusals) {
     GuardedBuffer memory(4096, 64);
     EXPECT_EQ(message_of<StringException>([&] { AlignedBufferC(memory.bytes() + 8, 64); }),
               "AlignedBufferC::AlignedBufferC()|Pointer is misaligned.");
@@ -164,7 +164,7 @@ TEST(AlignedBuffer, Refusals) {
     EXPECT_THROW(small.spawn_words(~u64(0) / 8 + 9), BufferTooSmallException);
 }
 
-TEST(AlignedBuffer, ExtractAligned) {
+TEST(AlignedBufferTest, ExtractAligned) {
     GuardedBuffer memory(3 * 4096, 4096);
     AlignedBufferC buffer(memory.bytes() + 64, 3 * 4096 - 64);
     const AlignedBufferC piece = buffer.extract_aligned(8192, 4096);

@@ -43,14 +43,14 @@ std::string joined(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-TEST(Interleave, ChecksumOfAnAddress) {
+TEST(InterleaveTest, ChecksumOfAnAddress) {
     for (const u64 a : {u64(0), u64(1), u64(4096), u64(0x7f0000001000), ~u64(0), u64(0x123456789abcdef0)}) {
         EXPECT_EQ(crc32c_of_address(a), slow_crc32c(a)) << a;
     }
     EXPECT_EQ(crc32c_of_address(1), 0x493c7d27U);
 }
 
-TEST(Interleave, RoundRobinPagesAlternate) {
+TEST(InterleaveTest, RoundRobinPagesAlternate) {
     FakeMachine machine;
     make_two_nodes(machine);
     InterleaveRig rig(machine);
@@ -80,7 +80,7 @@ TEST(Interleave, RoundRobinPagesAlternate) {
     EXPECT_EQ(machine.reservations, 1U);  // pages get their memory one by one
 }
 
-TEST(Interleave, HashedPagesGoByTheirAddress) {
+TEST(InterleaveTest, HashedPagesGoByTheirAddress) {
     FakeMachine machine;
     make_two_nodes(machine);
     InterleaveRig rig(machine);
@@ -99,7 +99,7 @@ TEST(Interleave, HashedPagesGoByTheirAddress) {
     EXPECT_EQ(machine.locked, 0U);
 }
 
-TEST(Interleave, Warnings) {
+TEST(InterleaveTest, Warnings) {
     FakeMachine machine;
     make_two_nodes(machine);
     machine.unbindable = {{4, 6}};
@@ -133,7 +133,7 @@ TEST(Interleave, Warnings) {
     EXPECT_EQ(memory_stats_text(*other->stats()), "locked, spread: 0%/2");
 }
 
-TEST(Interleave, Failures) {
+TEST(InterleaveTest, Failures) {
     FakeMachine machine;
     make_two_nodes(machine);
     InterleaveRig rig(machine);
@@ -158,7 +158,7 @@ TEST(Interleave, Failures) {
     EXPECT_EQ(size, ~u64(0) - 100);
 }
 
-TEST(Interleave, OnThisMachine) {
+TEST(InterleaveTest, OnThisMachine) {
     CaptureConsole console;
     InterleaveConfig config;
     for (const bool hashed : {false, true}) {
@@ -175,7 +175,7 @@ TEST(Interleave, OnThisMachine) {
     }
 }
 
-TEST(Interleave, DefaultNodes) {
+TEST(InterleaveTest, DefaultNodes) {
     FakeMachine machine;
     machine.nodes = {{0, {{0}, 0}}, {2, {{1}, 5}}, {5, {{2}, 4096}}};
     machine.all_processors = {0, 1, 2};
@@ -190,7 +190,7 @@ TEST(Interleave, DefaultNodes) {
     EXPECT_EQ(console.text(), "Unable to find any usable NUMA nodes. Will attempt to use all of them...\n");
 }
 
-TEST(Interleave, MenuAndSelector) {
+TEST(InterleaveTest, MenuAndSelector) {
     FakeMachine machine;
     make_two_nodes(machine);
     InterleaveRig rig(machine);
@@ -246,7 +246,7 @@ TEST(Interleave, MenuAndSelector) {
     EXPECT_EQ(allocator_to_config(*clone).to_acfg(), allocator_to_config(config).to_acfg());
 }
 
-TEST(Interleave, ColorsOfTheMenu) {
+TEST(InterleaveTest, ColorsOfTheMenu) {
     FakeMachine machine;
     InterleaveRig rig(machine);
     CaptureConsole console(CaptureConsole::terminal, true);
@@ -261,7 +261,7 @@ TEST(Interleave, ColorsOfTheMenu) {
     EXPECT_NE(console.take().find("{G}Round-Robin{w}"), std::string::npos);
 }
 
-TEST(Interleave, Permissions) {
+TEST(InterleaveTest, Permissions) {
     FakeMachine machine;
     machine.privilege = false;
     InterleaveRig rig(machine);
@@ -276,7 +276,7 @@ TEST(Interleave, Permissions) {
 
 // Threads that cannot be started: what has begun ends before the frame that it uses, the caller does the
 // rest.
-TEST(Interleave, WithoutEnoughThreads) {
+TEST(InterleaveTest, WithoutEnoughThreads) {
     for (const u32 threads : {0, 1, 2}) {
         FakeMachine machine;
         machine.nodes = {{0, {{0}}}, {1, {{1}}}, {2, {{2}}}};
@@ -303,7 +303,7 @@ TEST(Interleave, WithoutEnoughThreads) {
     }
 }
 
-TEST(Interleave, ANodeThatDoesNotExistGetsNoThread) {
+TEST(InterleaveTest, ANodeThatDoesNotExistGetsNoThread) {
     FakeMachine machine;
     make_two_nodes(machine);
     InterleaveRig rig(machine);
@@ -320,7 +320,7 @@ TEST(Interleave, ANodeThatDoesNotExistGetsNoThread) {
 }
 
 // What the user learns of a working region that is not as it was wanted.
-TEST(Interleave, TheHeapPassesWarningsAndSummaryOn) {
+TEST(InterleaveTest, TheHeapPassesWarningsAndSummaryOn) {
     FakeMachine machine;
     make_two_nodes(machine);
     machine.moved = {{1, 0}};

@@ -60,7 +60,7 @@ TEST(PageLockingDeathTest, AMissingRightIsToldOnce) {
     }
 }
 
-TEST(MmapAllocator, LargePagesGranted) {
+TEST(MmapAllocatorTest, LargePagesGranted) {
     FakeMachine machine;
     machine.grants_large_pages = true;
     const MemoryCalls calls = machine.calls();
@@ -92,7 +92,7 @@ TEST(MmapAllocator, LargePagesGranted) {
 }
 
 // A boundary beyond that of the large pages.
-TEST(MmapAllocator, LargePagesOnALargerBoundary) {
+TEST(MmapAllocatorTest, LargePagesOnALargerBoundary) {
     FakeMachine machine;
     machine.grants_large_pages = true;
     const MemoryCalls calls = machine.calls();
@@ -108,7 +108,7 @@ TEST(MmapAllocator, LargePagesOnALargerBoundary) {
     EXPECT_EQ(region->stats()->large_page_bytes, size);
 }
 
-TEST(MmapAllocator, Locks) {
+TEST(MmapAllocatorTest, Locks) {
     FakeMachine machine;
     const MemoryCalls calls = machine.calls();
     MmapConfig config(calls);
@@ -130,7 +130,7 @@ TEST(MmapAllocator, Locks) {
 }
 
 // The right is asked for before large pages are, and before anything is locked; without either, never.
-TEST(MmapAllocator, TheRightIsAskedForWhereItIsNeeded) {
+TEST(MmapAllocatorTest, TheRightIsAskedForWhereItIsNeeded) {
     const auto requests = [](const char* large, const char* locked) {
         FakeMachine machine;
         const MemoryCalls calls = machine.calls();
@@ -148,7 +148,7 @@ TEST(MmapAllocator, TheRightIsAskedForWhereItIsNeeded) {
 }
 
 // Normal pages that the system may back with large ones of its own accord; spread pages stay small.
-TEST(MmapAllocator, TheSystemIsToldWhichPagesMayBeLarge) {
+TEST(MmapAllocatorTest, TheSystemIsToldWhichPagesMayBeLarge) {
     FakeMachine machine;
     const MemoryCalls calls = machine.calls();
     u64 size = 5 << 20;
@@ -166,7 +166,7 @@ TEST(MmapAllocator, TheSystemIsToldWhichPagesMayBeLarge) {
     EXPECT_EQ(machine.bytes_advised_large, 2 * size);
 }
 
-TEST(MmapAllocator, Permissions) {
+TEST(MmapAllocatorTest, Permissions) {
     FakeMachine machine;
     machine.privilege = false;
     const MemoryCalls calls = machine.calls();

@@ -13,7 +13,7 @@
 
 using namespace trel;
 
-TEST(NodeWorkers, OneThreadANodeAndItsTasksInTurn) {
+TEST(NodeWorkersTest, OneThreadANodeAndItsTasksInTurn) {
     NodeWorkers workers;
     std::set<std::thread::id> threads;
     std::vector<int> order;
@@ -35,7 +35,7 @@ TEST(NodeWorkers, OneThreadANodeAndItsTasksInTurn) {
     EXPECT_NE(&workers.worker(5), &workers.worker(6));
 }
 
-TEST(SpinLock, LetsOneInAtATime) {
+TEST(SpinLockTest, LetsOneInAtATime) {
     SpinLock lock;
     u64 count = 0;  // not atomic
     std::vector<std::thread> threads;

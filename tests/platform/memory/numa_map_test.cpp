@@ -28,7 +28,7 @@ std::string lines_of(const NumaMap& map) {
 
 }  // namespace
 
-TEST(NumaMap, LinesAndLookUp) {
+TEST(NumaMapTest, LinesAndLookUp) {
     FakeMachine machine;
     make_two_nodes(machine);
     machine.nodes[12] = {{9, 10, 11, 20}};
@@ -52,7 +52,7 @@ TEST(NumaMap, LinesAndLookUp) {
               "core_to_node()|Invalid core id: 7");
 }
 
-TEST(NumaMap, TheWarningIsRed) {
+TEST(NumaMapTest, TheWarningIsRed) {
     FakeMachine machine;
     machine.nodes = {{0, {{0, 1}}}};
     const MemoryCalls calls = machine.calls();
@@ -66,7 +66,7 @@ TEST(NumaMap, TheWarningIsRed) {
 }
 
 // Cores are listed in ascending order, in whatever order a node names its processors.
-TEST(NumaMap, CoresAreInOrder) {
+TEST(NumaMapTest, CoresAreInOrder) {
     FakeMachine machine;
     machine.nodes = {{0, {{6, 2, 0}}}, {1, {{4}}}};
     machine.all_processors = {0, 2, 4, 6};
@@ -76,7 +76,7 @@ TEST(NumaMap, CoresAreInOrder) {
     EXPECT_EQ(lines_of(map), "Parsing NUMA -> Core Mappings...\n    Node  0:  0, 1, 3\n    Node  1:  2\n");
 }
 
-TEST(NumaMap, OfThisMachine) {
+TEST(NumaMapTest, OfThisMachine) {
     CaptureConsole console;
     const NumaMap& map = NumaMap::of_this_machine();
     ASSERT_FALSE(map.nodes().empty());
@@ -87,7 +87,7 @@ TEST(NumaMap, OfThisMachine) {
 }
 
 // The process goes on: only what needs the nodes cannot run.
-TEST(NumaMap, ASystemWithoutAnAnswer) {
+TEST(NumaMapTest, ASystemWithoutAnAnswer) {
     FakeMachine machine;
     machine.highest_error = 120;
     const MemoryCalls calls = machine.calls();
@@ -121,7 +121,7 @@ TEST(NumaMapDeathTest, TheUserSeesItOnce) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(OsNuma, ReservedPagesAreCommittedOneByOne) {
+TEST(OsNumaTest, ReservedPagesAreCommittedOneByOne) {
     const u64 page = os::page_size();
     const os::MappedMemory memory = os::reserve_memory(64 * page);
     ASSERT_NE(memory.base, nullptr);

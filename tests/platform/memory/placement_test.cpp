@@ -11,7 +11,7 @@
 
 using namespace trel;
 
-TEST(Placement, PagesAreCountedByNode) {
+TEST(PlacementTest, PagesAreCountedByNode) {
     FakeMachine machine;
     make_two_nodes(machine);
     machine.nodes[4] = {{7}};
@@ -40,7 +40,7 @@ TEST(Placement, PagesAreCountedByNode) {
     EXPECT_EQ(machine.queries, 0U);
 }
 
-TEST(Placement, MallocAndMmapTellTheirs) {
+TEST(PlacementTest, MallocAndMmapTellTheirs) {
     FakeMachine machine;
     make_two_nodes(machine);
     const MemoryCalls calls = machine.calls();
@@ -51,7 +51,7 @@ TEST(Placement, MallocAndMmapTellTheirs) {
     EXPECT_EQ(machine.queries, 2U);
 }
 
-TEST(Placement, Evenness) {
+TEST(PlacementTest, Evenness) {
     EXPECT_EQ(placement_evenness({{0, 5}}, 1), 1);
     EXPECT_EQ(placement_evenness({}, 0), 1);
     EXPECT_NEAR(placement_evenness({{0, 100}, {1, 100}}, 2), 1, 1e-12);

@@ -43,14 +43,14 @@ class RecordingDispatch final : public BoundedParallelizer {
     }
 };
 
-class Frameworks : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {
+class FrameworksTest : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {
   protected:
     kalvor_test::FrameworkUnderTest framework_ = GetParam().make();
 };
 
 }  // namespace
 
-TEST_P(Frameworks, EveryIndexRunsOnce) {
+TEST_P(FrameworksTest, EveryIndexRunsOnce) {
     for (const u64 n : {2, 3, 7, 15, 16, 17, 18, 63, 64, 65, 66, 127, 300}) {
         Recorder recorder(n + 10);
         framework_->run_in_parallel(recorder, 5, 5 + n);
@@ -58,21 +58,21 @@ TEST_P(Frameworks, EveryIndexRunsOnce) {
     }
 }
 
-TEST_P(Frameworks, EmptyRangeDoesNothing) {
+TEST_P(FrameworksTest, EmptyRangeDoesNothing) {
     Recorder recorder(10);
     framework_->run_in_parallel(recorder, 5, 5);
     framework_->run_in_parallel(recorder, 7, 5);
     recorder.expect_once(0, 0);
 }
 
-TEST_P(Frameworks, OneIndexRunsInTheCallingThread) {
+TEST_P(FrameworksTest, OneIndexRunsInTheCallingThread) {
     Recorder recorder(10);
     framework_->run_in_parallel(recorder, 5, 6);
     recorder.expect_once(5, 6);
     EXPECT_EQ(recorder.in_caller_, std::vector<u64>{5});
 }
 
-TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
+TEST_P(FrameworksTest, ForkJoinRunsBothWithIndexZero) {
     Recorder a(1), b(1);
     framework_->run_in_parallel(a, b);
     a.expect_once(0, 1);
@@ -82,11 +82,11 @@ TEST_P(Frameworks, ForkJoinRunsBothWithIndexZero) {
     }
 }
 
-TEST_P(Frameworks, NestedDispatchesFinish) {
+TEST_P(FrameworksTest, NestedDispatchesFinish) {
     kalvor_test::run_tree(*framework_, 3);
 }
 
-TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
+TEST_P(FrameworksTest, ResultsOfTasksAreVisibleToTheCaller) {
     for (u64 round = 0; round < 20; round++) {
         std::vector<u64> out(40, 0);
         const ParallelContext parallel{framework_.get(), 40};
@@ -100,7 +100,7 @@ TEST_P(Frameworks, ResultsOfTasksAreVisibleToTheCaller) {
     }
 }
 
-TEST_P(Frameworks, ExceptionOfTheCallersShareReachesTheCaller) {
+TEST_P(FrameworksTest, ExceptionOfTheCallersShareReachesTheCaller) {
     // The first task that comes to the calling thread throws; the others have finished when the exception
     // arrives.
     struct Thrower final : BasicAction {
@@ -136,7 +136,7 @@ TEST_P(Frameworks, ExceptionOfTheCallersShareReachesTheCaller) {
     dispatch_until_thrown(2, [&] { framework_->run_in_parallel(thrower, thrower); });
 }
 
-TEST_P(Frameworks, DispatchesFromSeveralThreads) {
+TEST_P(FrameworksTest, DispatchesFromSeveralThreads) {
     std::vector<std::thread> callers;
     std::atomic<u64> sum{0};
     for (u64 t = 0; t < 4; t++) {
@@ -153,7 +153,7 @@ TEST_P(Frameworks, DispatchesFromSeveralThreads) {
     EXPECT_EQ(sum.load(), 4U * 10 * (28 + 8));
 }
 
-TEST_P(Frameworks, IdleThreadsComeBack) {
+TEST_P(FrameworksTest, IdleThreadsComeBack) {
     for (int round = 0; round < 5; round++) {
         Recorder recorder(20);
         framework_->run_in_parallel(recorder, 0, 20);
@@ -162,26 +162,26 @@ TEST_P(Frameworks, IdleThreadsComeBack) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Frameworks, ::testing::ValuesIn(kalvor_test::framework_cases()),
+INSTANTIATE_TEST_SUITE_P(All, FrameworksTest, ::testing::ValuesIn(kalvor_test::framework_cases()),
                          [](const auto& info) { return info.param.label(); });
 
 // Every task waits inside for tasks of its own: whatever the number of workers, somebody must always be able
 // to go on.
-class NestedDispatch : public Frameworks {};
+class NestedDispatchTest : public FrameworksTest {};
 
-TEST_P(NestedDispatch, DepthEightOf65536Leaves) {
+TEST_P(NestedDispatchTest, DepthEightOf65536Leaves) {
     kalvor_test::run_tree(*framework_, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, NestedDispatch, ::testing::ValuesIn(kalvor_test::framework_cases(false)),
+INSTANTIATE_TEST_SUITE_P(All, NestedDispatchTest, ::testing::ValuesIn(kalvor_test::framework_cases(false)),
                          [](const auto& info) { return info.param.label(); });
-INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatch, ::testing::ValuesIn(kalvor_test::framework_cases(true)),
+INSTANTIATE_TEST_SUITE_P(SlowAll, NestedDispatchTest, ::testing::ValuesIn(kalvor_test::framework_cases(true)),
                          [](const auto& info) { return info.param.label(); });
-INSTANTIATE_TEST_SUITE_P(OtherCounts, NestedDispatch,
+INSTANTIATE_TEST_SUITE_P(OtherCounts, NestedDispatchTest,
                          ::testing::ValuesIn(kalvor_test::framework_cases_of_other_counts()),
                          [](const auto& info) { return info.param.label(); });
 
-TEST(NoneFramework, RunsInOrderInTheCallingThread) {
+TEST(NoneFrameworkTest, RunsInOrderInTheCallingThread) {
     const auto framework = make_default_framework_config("none")->make_framework();
     Recorder recorder(20);
     framework->run_in_parallel(recorder, 3, 20);
@@ -190,7 +190,7 @@ TEST(NoneFramework, RunsInOrderInTheCallingThread) {
     EXPECT_EQ(recorder.in_caller_.size(), 17U);
 }
 
-TEST(SpawnFramework, EachTaskButTheLastHasAThreadOfItsOwn) {
+TEST(SpawnFrameworkTest, EachTaskButTheLastHasAThreadOfItsOwn) {
     SpawnFramework framework(64);
     Recorder recorder(64);
     framework.run_in_parallel(recorder, 0, 64);
@@ -217,7 +217,7 @@ TEST(SpawnFramework, EachTaskButTheLastHasAThreadOfItsOwn) {
     }
 }
 
-TEST(BoundedDispatch, CutsAreAsDerived) {
+TEST(BoundedDispatchTest, CutsAreAsDerived) {
     const FanOut a = fan_out(65, 64);
     EXPECT_EQ(a.groups, 16U);
     EXPECT_EQ(a.chunk, 5U);
@@ -242,7 +242,7 @@ TEST(BoundedDispatch, CutsAreAsDerived) {
     }
 }
 
-TEST(BoundedDispatch, FlatUpToTheLimitAndFansOutAbove) {
+TEST(BoundedDispatchTest, FlatUpToTheLimitAndFansOutAbove) {
     {
         RecordingDispatch dispatch(64);
         Recorder recorder(64);
@@ -271,7 +271,7 @@ TEST(BoundedDispatch, FlatUpToTheLimitAndFansOutAbove) {
     }
 }
 
-TEST(SpawnFramework, DeepFanOutRunsEveryIndexOnce) {
+TEST(SpawnFrameworkTest, DeepFanOutRunsEveryIndexOnce) {
     SpawnFramework framework(4);
     Recorder recorder(1003);
     framework.run_in_parallel(recorder, 3, 1003);

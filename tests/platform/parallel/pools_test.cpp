@@ -109,7 +109,7 @@ std::string push_pool(u64 threads, bool randomize) {
 
 }  // namespace
 
-TEST(PushPool, OneWorkerMeansNoThread) {
+TEST(PushPoolTest, OneWorkerMeansNoThread) {
     for (const bool randomize : {false, true}) {
         const auto framework = made_from<PushPoolFramework>(push_pool(1, randomize));
         Recorder recorder(200);
@@ -124,7 +124,7 @@ TEST(PushPool, OneWorkerMeansNoThread) {
     }
 }
 
-TEST(PushPool, AFixedPoolStartsItsThreadsAtTheFirstDispatch) {
+TEST(PushPoolTest, AFixedPoolStartsItsThreadsAtTheFirstDispatch) {
     for (const u64 n : {2, 3, 9, 17}) {
         PushPoolFramework framework(n, n % 2 == 0, 64);
         EXPECT_EQ(framework.pool_threads(), 0U);
@@ -137,7 +137,7 @@ TEST(PushPool, AFixedPoolStartsItsThreadsAtTheFirstDispatch) {
     }
 }
 
-TEST(PushPool, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
+TEST(PushPoolTest, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
     const u64 most = 2 * u64(os::usable_processor_count());
     PushPoolFramework framework(0, true, 64);
     for (u64 n = 2; n <= std::min<u64>(most, 64); n++) {
@@ -151,7 +151,7 @@ TEST(PushPool, AnUnlimitedPoolGrowsToTwiceTheProcessors) {
     EXPECT_LT(framework.pool_threads(), most);
 }
 
-TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
+TEST(PushPoolTest, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
     const auto framework = made_from(push_pool(17, false));
     // A worker that is slow to go idle is passed over, so one quiet spell among several is enough. By chance,
     // twenty dispatches would not find the same of sixteen workers in any of them, even where the one of the
@@ -170,7 +170,7 @@ TEST(PushPool, WithoutRandomizationTheFirstIdleWorkerIsTaken) {
     EXPECT_TRUE(always_the_same);
 }
 
-TEST(PushPool, WithRandomizationAnyWorkerIsTaken) {
+TEST(PushPoolTest, WithRandomizationAnyWorkerIsTaken) {
     const auto framework = made_from(push_pool(9, true));
     std::set<std::thread::id> threads;
     for (int round = 0; round < 500 && threads.size() < 4; round++) {
@@ -182,7 +182,7 @@ TEST(PushPool, WithRandomizationAnyWorkerIsTaken) {
     EXPECT_GE(threads.size(), 4U);  // the caller and three of eight workers
 }
 
-TEST(TaskQueue, TasksAreTakenInTheOrderInWhichTheyWerePushed) {
+TEST(TaskQueueTest, TasksAreTakenInTheOrderInWhichTheyWerePushed) {
     Recorder recorder(100);
     os::JoinCounter join;
     join.add(100);
@@ -204,7 +204,7 @@ TEST(TaskQueue, TasksAreTakenInTheOrderInWhichTheyWerePushed) {
     for (u64 i = 0; i < 100; i++) ASSERT_EQ(recorder.order_[i], i);
 }
 
-TEST(TaskQueue, WorkersAreStartedWhenNoneWaitsAndNeverMoreThanAllowed) {
+TEST(TaskQueueTest, WorkersAreStartedWhenNoneWaitsAndNeverMoreThanAllowed) {
     std::mutex mutex;
     std::vector<u64> started;
     TaskQueue queue(3, [&](u64 worker) {
@@ -236,7 +236,7 @@ TEST(TaskQueue, WorkersAreStartedWhenNoneWaitsAndNeverMoreThanAllowed) {
     EXPECT_EQ(started, (std::vector<u64>{0, 1, 2}));
 }
 
-TEST(TaskQueue, AClosedQueueTakesNothingAndServesTheRest) {
+TEST(TaskQueueTest, AClosedQueueTakesNothingAndServesTheRest) {
     Recorder recorder(20);
     os::JoinCounter join;
     join.add(20);
@@ -249,7 +249,7 @@ TEST(TaskQueue, AClosedQueueTakesNothingAndServesTheRest) {
     recorder.expect_once(0, 20);
 }
 
-TEST(TaskQueue, NumbersEndAt63Bits) {
+TEST(TaskQueueTest, NumbersEndAt63Bits) {
     TaskQueue queue(1, {});
     Meeting gate(2);
     os::JoinCounter gate_join, join;
@@ -279,7 +279,7 @@ TEST(TaskQueue, NumbersEndAt63Bits) {
     recorder.expect_once(0, 2);
 }
 
-TEST(TaskQueue, TakeBackGivesOnlyOnesOwn) {
+TEST(TaskQueueTest, TakeBackGivesOnlyOnesOwn) {
     TaskQueue queue(1, {});
     Meeting gate(2);
     os::JoinCounter gate_join, join, other;
@@ -299,7 +299,7 @@ TEST(TaskQueue, TakeBackGivesOnlyOnesOwn) {
     gate_join.wait();
 }
 
-TEST(TaskQueueFramework, NestedDispatchFinishesWhenAllWorkersAreBusy) {
+TEST(TaskQueueFrameworkTest, NestedDispatchFinishesWhenAllWorkersAreBusy) {
     TaskQueueFramework framework(1);
     Meeting gate(2);
     struct Busy final : BasicAction {
@@ -329,7 +329,7 @@ TEST(TaskQueueFramework, NestedDispatchFinishesWhenAllWorkersAreBusy) {
     holder.join();
 }
 
-TEST(WinPool, WorkThatCannotBeCreated) {
+TEST(WinPoolTest, WorkThatCannotBeCreated) {
     static int left;
     const WinPoolFramework::CreateWork create = [](void (*run)(void*),
                                                    void* argument) noexcept -> os::PoolWork* {
@@ -354,7 +354,7 @@ TEST(WinPool, WorkThatCannotBeCreated) {
     again.expect_once(0, 10);
 }
 
-TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
+TEST(CppAsyncTest, DeferredTasksRunInTheCallersThread) {
     CppAsyncFramework framework(std::launch::deferred, 64);
     Recorder recorder(20);
     framework.run_in_parallel(recorder, 0, 20);
@@ -373,7 +373,7 @@ TEST(CppAsync, DeferredTasksRunInTheCallersThread) {
         "InvalidParametersException||three");
 }
 
-TEST(CppAsync, ThePolicyIsThatOfTheSettings) {
+TEST(CppAsyncTest, ThePolicyIsThatOfTheSettings) {
     const std::string settings = "Framework : \"cppasync\" MaxSequentialDispatch : 64 AsyncOnly : ";
     EXPECT_EQ(made_from<CppAsyncFramework>(settings + "\"true\"")->policy(), std::launch::async);
     EXPECT_EQ(made_from<CppAsyncFramework>(settings + "\"false\"")->policy(),
@@ -382,7 +382,7 @@ TEST(CppAsync, ThePolicyIsThatOfTheSettings) {
 }
 
 // Of several exceptions of tasks that ran in the caller, the one that came first goes on.
-TEST(CallersShare, TheFirstExceptionArrives) {
+TEST(CallersShareTest, TheFirstExceptionArrives) {
     struct Thrower final : BasicAction {
         void run(u64 index) override { throw InvalidParametersException("", std::to_string(index)); }
     } thrower;
@@ -394,7 +394,7 @@ TEST(CallersShare, TheFirstExceptionArrives) {
               "InvalidParametersException||0");
 }
 
-TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
+TEST(CilkTest, NumberOfThreadsIsTheRuntimesToGrant) {
     static std::string given;
     static int status;
     const CilkCalls refusing{[](const char* name, const char* value) {
@@ -422,7 +422,7 @@ TEST(Cilk, NumberOfThreadsIsTheRuntimesToGrant) {
     EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { CilkFramework(3, own); }), text);
 }
 
-TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
+TEST(CilkTest, TheNumberCanChangeFromFrameworkToFramework) {
     for (const u64 n : {4, 2, 9}) {
         CilkFramework framework(n, CilkCalls::load({}));
         Meeting all(n);
@@ -431,7 +431,7 @@ TEST(Cilk, TheNumberCanChangeFromFrameworkToFramework) {
     }
 }
 
-TEST(Cilk, AGenuineLibraryIsPreferred) {
+TEST(CilkTest, AGenuineLibraryIsPreferred) {
     const char* const names[] = {"no-such-library.so", KALVOR_FAKE_CILK};
     const CilkCalls genuine = CilkCalls::load(names);
     ASSERT_STREQ(genuine.library, KALVOR_FAKE_CILK);
@@ -459,7 +459,7 @@ const kalvor_test::Child planted_child("planted library", [] {
 }  // namespace
 
 // A folder that a program is started in may hold anybody's files.
-TEST(Cilk, APlantedLibraryIsNotTaken) {
+TEST(CilkTest, APlantedLibraryIsNotTaken) {
     const kalvor_test::TemporaryFolder folder;
     std::filesystem::copy_file(KALVOR_FAKE_CILK, folder / "planted-cilk.so");
     const std::string path = folder / "planted-cilk.so";
@@ -474,7 +474,7 @@ TEST(Cilk, APlantedLibraryIsNotTaken) {
     }
 }
 
-TEST(PushPool, ThreadsHaveACap) {
+TEST(PushPoolTest, ThreadsHaveACap) {
     PushPoolFramework framework(65536, false, 64);
     Recorder recorder(64);
     framework.run_in_parallel(recorder, 0, 64);
@@ -482,7 +482,7 @@ TEST(PushPool, ThreadsHaveACap) {
     EXPECT_LT(framework.pool_threads(), most_pool_threads());
 }
 
-TEST(Cilk, TheNumberIsThatOfTheSettings) {
+TEST(CilkTest, TheNumberIsThatOfTheSettings) {
     const struct {
         const char* given;
         int threads;
@@ -497,7 +497,7 @@ TEST(Cilk, TheNumberIsThatOfTheSettings) {
     }
 }
 
-TEST(ConfiguredFrameworks, RunAsManyTasksAtOnceAsTheSettingsSay) {
+TEST(ConfiguredFrameworksTest, RunAsManyTasksAtOnceAsTheSettingsSay) {
     const struct {
         std::string settings;
         u64 at_once;
@@ -511,7 +511,7 @@ TEST(ConfiguredFrameworks, RunAsManyTasksAtOnceAsTheSettingsSay) {
     }
 }
 
-TEST(ConfiguredFrameworks, StartAsManyTasksInARowAsTheSettingsSay) {
+TEST(ConfiguredFrameworksTest, StartAsManyTasksInARowAsTheSettingsSay) {
     for (const std::string framework : {"\"spawn\"", "\"cppasync\" AsyncOnly : \"true\"", "\"winpool\"",
                                         "\"pushpool\" WorkerThreads : 3 Randomization : \"true\""}) {
         const auto limit_of = [&](const std::string& given) {
@@ -524,7 +524,7 @@ TEST(ConfiguredFrameworks, StartAsManyTasksInARowAsTheSettingsSay) {
     }
 }
 
-TEST(Bisection, HalvesDownToSingleIndices) {
+TEST(BisectionTest, HalvesDownToSingleIndices) {
     std::string text;
     const auto fork = [&](const auto& a, const auto& b) {
         text += '(';
@@ -549,7 +549,7 @@ TEST(Bisection, HalvesDownToSingleIndices) {
 #ifdef KALVOR_HAVE_TBB
 // One thread runs the halves one after the other, the one that the library put on top first: the second one
 // as a rule, while loops begin with the first index.
-TEST(Tbb, WithoutALoopARangeIsBisected) {
+TEST(TbbTest, WithoutALoopARangeIsBisected) {
     const tbb::global_control one_thread(tbb::global_control::max_allowed_parallelism, 1);
     using enum TbbFramework::ForkJoin2;
     for (const auto fork_join : {task_group, parallel_invoke}) {
@@ -573,7 +573,7 @@ TEST(Tbb, WithoutALoopARangeIsBisected) {
     }
 }
 
-TEST(Tbb, TheModesAreThoseOfTheSettings) {
+TEST(TbbTest, TheModesAreThoseOfTheSettings) {
     const char* const joins[] = {"task_group", "parallel_invoke"};
     const char* const loops[] = {"disabled", "auto_partitioner", "static_partitioner", "simple_partitioner"};
     for (u32 mode = 0; mode < 8; mode++) {
@@ -585,7 +585,7 @@ TEST(Tbb, TheModesAreThoseOfTheSettings) {
     }
 }
 
-TEST(Tbb, AModeThatIsNone) {
+TEST(TbbTest, AModeThatIsNone) {
     TbbFramework framework(TbbFramework::ForkJoin2::task_group, static_cast<TbbFramework::ParallelFor>(4));
     Nothing nothing;
     EXPECT_EQ(message_of<StringException>(Form::with_type, [&] { framework.run_in_parallel(nothing, 0, 5); }),

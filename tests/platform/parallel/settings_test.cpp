@@ -32,7 +32,7 @@ ParallelismSettings parse_settings(const std::string& text) {
 
 }  // namespace
 
-TEST(FrameworkRegistry, NamesAndTexts) {
+TEST(FrameworkRegistryTest, NamesAndTexts) {
     std::vector<std::string> names{"none", "cppasync", "spawn", "taskqueue", "pushpool", "winpool", "cilk"};
 #ifdef KALVOR_HAVE_TBB
     names.push_back("tbb");
@@ -56,12 +56,12 @@ TEST(FrameworkRegistry, NamesAndTexts) {
     EXPECT_EQ(console.take(), "{T}None (No Multi-threading)  ->  {Y}1 / 1{w}");
 }
 
-TEST(FrameworkRegistry, UnknownName) {
+TEST(FrameworkRegistryTest, UnknownName) {
     EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_framework_config("openmp"); }),
               "|Invalid Parallel Framework: openmp");
 }
 
-TEST(FrameworkRegistry, WhatWasLeftOutIsNamedWithItsReason) {
+TEST(FrameworkRegistryTest, WhatWasLeftOutIsNamedWithItsReason) {
     const LeftOutFramework left_out("handmade", "built without its library; install it and run again");
     EXPECT_EQ(message_of<InvalidParametersException>([] { (void)make_default_framework_config("handmade"); }),
               "|Invalid Parallel Framework: handmade (built without its library; install it and run again)");
@@ -82,7 +82,7 @@ TEST(FrameworkRegistryDeathTest, DuplicateNameEndsTheProcess) {
     EXPECT_EXIT(twice(), ::testing::ExitedWithCode(1), "^\nDuplicate Framework Type\n$");
 }
 
-TEST(ParallelismSettings, TaskDecompositionRange) {
+TEST(ParallelismSettingsTest, TaskDecompositionRange) {
     const std::string text = "|Task decomposition must be between 1 and 65,536.";
     const auto parse = [](const std::string& tasks) {
         return parse_settings("{ TaskDecomposition : " + tasks + " Framework : \"none\" }");
@@ -94,7 +94,7 @@ TEST(ParallelismSettings, TaskDecompositionRange) {
     EXPECT_EQ(parse("65536").task_decomposition, 65536U);
 }
 
-TEST(ParallelismSettings, SavedFormIsReadBack) {
+TEST(ParallelismSettingsTest, SavedFormIsReadBack) {
     const char* texts[] = {
         "{\r\n    TaskDecomposition : 64\r\n    Framework : \"spawn\"\r\n    MaxSequentialDispatch : "
         "64\r\n}\r\n",
@@ -123,7 +123,7 @@ TEST(ParallelismSettings, SavedFormIsReadBack) {
     }
 }
 
-TEST(ParallelismSettings, ValuesOutsideTheirRange) {
+TEST(ParallelismSettingsTest, ValuesOutsideTheirRange) {
     const auto saved = [](const std::string& keys) {
         return parse_settings("{ TaskDecomposition : 1 " + keys + " }").to_config().to_acfg();
     };
@@ -153,7 +153,7 @@ TEST(ParallelismSettings, ValuesOutsideTheirRange) {
         ends_with(saved("Framework : \"taskqueue\" WorkerThreads : -3"), "WorkerThreads : 0\r\n}\r\n"));
 }
 
-TEST(ParallelismSettings, Refusals) {
+TEST(ParallelismSettingsTest, Refusals) {
     EXPECT_EQ(message_of<InvalidParametersException>(
                   [] { (void)parse_settings("{ TaskDecomposition : 1 Framework : \"openmp\" }"); }),
               "|Invalid Parallel Framework: openmp");
@@ -183,7 +183,7 @@ TEST(ParallelismSettings, Refusals) {
 #endif
 }
 
-TEST(ParallelismSettings, Defaults) {
+TEST(ParallelismSettingsTest, Defaults) {
     const struct {
         u64 processors, tasks;
         const char* framework;
@@ -203,7 +203,7 @@ TEST(ParallelismSettings, Defaults) {
 }
 
 // The settings of a run's parallelism are a list like any other.
-TEST(ParallelismSettings, LinesAndEditing) {
+TEST(ParallelismSettingsTest, LinesAndEditing) {
     CaptureConsole console;
     ParallelismSettings settings(1);
     EXPECT_EQ(settings.print(2), 4U);
@@ -241,7 +241,7 @@ std::string selector_of(const FrameworkConfig& config) {
 
 }  // namespace
 
-TEST(FrameworkSelectors, EverySettingWithItsText) {
+TEST(FrameworkSelectorsTest, EverySettingWithItsText) {
     EXPECT_EQ(selector_of(*make_default_framework_config("none")), "{\"Framework\":\"none\"}");
     EXPECT_EQ(selector_of(*make_default_framework_config("spawn")),
               "{\"Framework\":\"spawn\",\"MaxSequentialDispatch\":{\"Value\":64,\"DisplayText\":\"64\"}}");
@@ -294,7 +294,7 @@ constexpr const char* kDispatchExplanation =
 
 }  // namespace
 
-TEST(FrameworkMenus, LinesAndEditing) {
+TEST(FrameworkMenusTest, LinesAndEditing) {
     CaptureConsole console;
     const auto none = make_default_framework_config("none");
     EXPECT_EQ(menu_of(*none, 4, 0), "");
@@ -370,7 +370,7 @@ TEST(FrameworkMenus, LinesAndEditing) {
     EXPECT_EQ(menu_of(*cilk, 4, 1), "   4    Cilk Threads:               7\n");
 }
 
-TEST(FrameworkMenus, ColorsOfTheExplanation) {
+TEST(FrameworkMenusTest, ColorsOfTheExplanation) {
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({"5"});
     make_default_framework_config("spawn")->edit(0);
@@ -381,7 +381,7 @@ TEST(FrameworkMenus, ColorsOfTheExplanation) {
 }
 
 #ifdef KALVOR_HAVE_TBB
-TEST(FrameworkMenus, Tbb) {
+TEST(FrameworkMenusTest, Tbb) {
     const auto tbb = make_default_framework_config("tbb");
     EXPECT_EQ(tbb->summary(8), "Thread Building Blocks (TBB)  ->  8 / ?");
     const std::string warning =
@@ -412,7 +412,7 @@ TEST(FrameworkMenus, Tbb) {
 }
 #endif
 
-TEST(FrameworkMenus, Selection) {
+TEST(FrameworkMenusTest, Selection) {
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({"8", "-1", "4"});
     EXPECT_EQ(select_framework_menu()->name(), "pushpool");
@@ -428,7 +428,7 @@ TEST(FrameworkMenus, Selection) {
     EXPECT_EQ(select_framework_menu()->name(), "none");
 }
 
-TEST(ThreadControl, LevelsOutsideTheRangeAreItsEnds) {
+TEST(ThreadControlTest, LevelsOutsideTheRangeAreItsEnds) {
     using enum os::ThreadPriority;
     const os::ThreadPriority expected[] = {idle,         lowest,  below_normal, normal,
                                            above_normal, highest, time_critical};
@@ -454,7 +454,7 @@ std::string reported(const std::vector<Warnings::Line>& lines) {
 
 }  // namespace
 
-TEST(ThreadControl, RefusedPriority) {
+TEST(ThreadControlTest, RefusedPriority) {
     CaptureConsole console;
     constexpr ThreadPriorityCalls kRefusing{[](os::ThreadPriority priority) {
         EXPECT_EQ(priority, os::ThreadPriority::time_critical);
@@ -553,7 +553,7 @@ TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
+TEST(ThreadControlTest, SuccessiveIndicesFillSuccessiveGroups) {
     CaptureConsole console;
     static std::vector<u32> now;
     const ThreadGroupCalls calls{three_groups, list_two_processors,
@@ -573,7 +573,7 @@ TEST(ThreadControl, SuccessiveIndicesFillSuccessiveGroups) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(ThreadControl, GroupsHoldAllProcessors) {
+TEST(ThreadControlTest, GroupsHoldAllProcessors) {
     std::vector<u32> all;
     for (u32 group = 0; group < os::processor_group_count(); group++) {
         const std::vector<u32> processors = os::active_processors(group);
@@ -589,14 +589,14 @@ TEST(ThreadControl, GroupsHoldAllProcessors) {
     EXPECT_TRUE(all.empty());
 }
 
-TEST(ThreadControl, LoweringThePriorityIsSilent) {
+TEST(ThreadControlTest, LoweringThePriorityIsSilent) {
     CaptureConsole console;
     std::thread([] { EXPECT_TRUE(set_thread_priority(-2).empty()); }).join();
     EXPECT_EQ(console.text(), "");
 }
 
 // With one group there is nothing to choose, and a pinned thread stays where it is.
-TEST(ThreadControl, WithOneGroupNothingIsPlaced) {
+TEST(ThreadControlTest, WithOneGroupNothingIsPlaced) {
     CaptureConsole console;
     static int calls_made;
     calls_made = 0;
@@ -619,7 +619,7 @@ TEST(ThreadControl, WithOneGroupNothingIsPlaced) {
     EXPECT_EQ(console.text(), "");
 }
 
-TEST(ThreadControl, APinnedThread) {
+TEST(ThreadControlTest, APinnedThread) {
     CaptureConsole console;
     const auto& all = os::active_processors();
     const auto& group = os::active_processors(12345 % os::processor_group_count());
@@ -638,7 +638,7 @@ TEST(ThreadControl, APinnedThread) {
 }
 
 // Somebody else's library comes in only by a word of the settings.
-TEST(CilkSettings, TheRuntimeIsChosen) {
+TEST(CilkSettingsTest, TheRuntimeIsChosen) {
     const auto config_of = [](const std::string& more) {
         const auto node = Config::parse_acfg("{ Framework : \"cilk\" WorkerThreads : 2 " + more + " }");
         return make_framework_config(node->as<Config::Object>());

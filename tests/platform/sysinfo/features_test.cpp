@@ -45,7 +45,7 @@ const char* const kWarningText =
 
 }  // namespace
 
-TEST(FeatureCheck, PassesSilently) {
+TEST(FeatureCheckTest, PassesSilently) {
     EXPECT_TRUE(check_features(required_features()));
     CaptureConsole console(CaptureConsole::terminal, true);
     print_feature_check(required_features(), false);
@@ -54,7 +54,7 @@ TEST(FeatureCheck, PassesSilently) {
 
 // Exactly the features that the page marks: each feature alone is taken away from a machine that has them
 // all.
-TEST(FeatureCheck, EveryMarkedFeatureIsNeededAndNoOther) {
+TEST(FeatureCheckTest, EveryMarkedFeatureIsNeededAndNoOther) {
     static_assert(std::is_trivially_copyable_v<ProcessorFeatures>);
     constexpr size_t kFeatures = sizeof(ProcessorFeatures);
     auto machine_without = [](size_t feature) {
@@ -92,7 +92,7 @@ TEST(FeatureCheck, EveryMarkedFeatureIsNeededAndNoOther) {
     EXPECT_EQ(unmarked, 28u);
 }
 
-TEST(FeatureCheck, AnyVendorThatNamesItselfWillDo) {
+TEST(FeatureCheckTest, AnyVendorThatNamesItselfWillDo) {
     ProcessorFeatures f = required_features();
     f.intel = false;
     EXPECT_TRUE(check_features(f));
@@ -100,7 +100,7 @@ TEST(FeatureCheck, AnyVendorThatNamesItselfWillDo) {
     EXPECT_FALSE(check_features(f));
 }
 
-TEST(FeatureCheck, WarnsAndPausesUnlessSkipped) {
+TEST(FeatureCheckTest, WarnsAndPausesUnlessSkipped) {
     ProcessorFeatures f = required_features();
     f.avx512_vbmi = false;
     CaptureConsole console(CaptureConsole::terminal, true);
@@ -111,7 +111,7 @@ TEST(FeatureCheck, WarnsAndPausesUnlessSkipped) {
     EXPECT_EQ(console.take(), std::string(kListText) + kWarningText + "\n{w}\n");
 }
 
-TEST(GroupBalance, WarnsOnlyWhenGroupsDiffer) {
+TEST(GroupBalanceTest, WarnsOnlyWhenGroupsDiffer) {
     CaptureConsole console(CaptureConsole::terminal, true);
     print_group_balance_check({64});
     print_group_balance_check({64, 64, 64});
@@ -135,7 +135,7 @@ TEST(GroupBalance, WarnsOnlyWhenGroupsDiffer) {
 }
 
 // The whole page, colours included: on a machine without AVX512-VBMI, which makes the start-up check warn.
-TEST(HardwareFeatures, ThePageListsEveryFeature) {
+TEST(HardwareFeaturesTest, ThePageListsEveryFeature) {
     ProcessorFeatures f = required_features();
     f.avx512_vbmi = false;
     f.sha = f.avx512_cd = f.bmi1 = true;
@@ -216,7 +216,7 @@ TEST(HardwareFeatures, ThePageListsEveryFeature) {
 }
 
 // Each bit of each register lights the one feature that the vendors' manuals give it, and nothing else.
-TEST(FeaturesOf, EveryBitHasItsFeature) {
+TEST(FeaturesOfTest, EveryBitHasItsFeature) {
     using F = ProcessorFeatures;
     using Bits = std::map<unsigned, bool F::*>;
     struct Register {
@@ -292,7 +292,7 @@ TEST(FeaturesOf, EveryBitHasItsFeature) {
     EXPECT_EQ(features, sizeof(F) - 6);
 }
 
-TEST(FeaturesOf, Vendors) {
+TEST(FeaturesOfTest, Vendors) {
     auto of = [](const char* name) {
         RawProcessor raw;
         std::memcpy(&raw.leaf0.ebx, name, 4);
@@ -309,7 +309,7 @@ TEST(FeaturesOf, Vendors) {
     EXPECT_FALSE(of("\0\0\0\0\0\0\0\0\0\0\0\0").vendor_identified);
 }
 
-TEST(FeaturesOf, RegisterStateNeedsAllItsBits) {
+TEST(FeaturesOfTest, RegisterStateNeedsAllItsBits) {
     RawProcessor raw;
     EXPECT_FALSE(features_of(raw).os_avx);
     raw.xcr0 = 0x4;
@@ -371,7 +371,7 @@ constexpr u32 kOsXsave = u32(1) << 27;
 
 }  // namespace
 
-TEST(DetectFeatures, AnIntelProcessor) {
+TEST(DetectFeaturesTest, AnIntelProcessor) {
     FakeProcessor processor("GenuineIntel", 0x16, 0x80000008u);
     processor.leaf(1).ecx = kOsXsave | u32(1) << 28;
     processor.leaf(7).eax = 1;
@@ -387,7 +387,7 @@ TEST(DetectFeatures, AnIntelProcessor) {
     EXPECT_EQ(processor_name(processor.source()), "Some(R) Processor(TM) @ 2.60GHz");
 }
 
-TEST(DetectFeatures, AnAmdProcessor) {
+TEST(DetectFeaturesTest, AnAmdProcessor) {
     FakeProcessor processor("AuthenticAMD", 0x0d, 0x8000001eu);
     processor.leaf(1).ecx = kOsXsave | u32(1) << 28;
     processor.leaf(0x80000001u).ecx = u32(1) << 6 | u32(1) << 11 | u32(1) << 16;
@@ -401,7 +401,7 @@ TEST(DetectFeatures, AnAmdProcessor) {
 }
 
 // A virtual machine shows leaves of its own from 0x40000000 on; the processor's are what counts.
-TEST(DetectFeatures, AHypervisorChangesNothing) {
+TEST(DetectFeaturesTest, AHypervisorChangesNothing) {
     FakeProcessor processor("GenuineIntel", 0x0d, 0x80000008u);
     processor.leaf(1).ecx = kOsXsave;
     const ProcessorFeatures bare = detect_features(processor.source());
@@ -414,7 +414,7 @@ TEST(DetectFeatures, AHypervisorChangesNothing) {
 }
 
 // Executing XGETBV where the system has not enabled it would end the program.
-TEST(DetectFeatures, WithoutXgetbv) {
+TEST(DetectFeaturesTest, WithoutXgetbv) {
     FakeProcessor processor("GenuineIntel", 0x0d, 0x80000008u);
     processor.leaf(1).ecx = u32(1) << 26 | u32(1)
                                                << 28;  // the processor has XSAVE, the system does not use it
@@ -427,7 +427,7 @@ TEST(DetectFeatures, WithoutXgetbv) {
     EXPECT_EQ(processor.xgetbv, 1);
 }
 
-TEST(DetectFeatures, LeavesAboveTheHighestAreNotBelieved) {
+TEST(DetectFeaturesTest, LeavesAboveTheHighestAreNotBelieved) {
     for (const u32 highest : {0u, 1u, 2u, 6u}) {
         FakeProcessor processor("GenuineIntel", highest, 0x80000000u);
         if (highest >= 1) processor.leaf(1).ecx = kOsXsave;
@@ -447,7 +447,7 @@ TEST(DetectFeatures, LeavesAboveTheHighestAreNotBelieved) {
     EXPECT_TRUE(detect_features(processor.source()).avx512_bf16);
 }
 
-TEST(ProcessorName, UnableToDetect) {
+TEST(ProcessorNameTest, UnableToDetect) {
     for (const u32 highest_extended : {0u, 0x80000000u, 0x80000001u, 0x80000003u}) {
         FakeProcessor processor("GenuineIntel", 7, highest_extended);
         processor.brand("A name that is not there");

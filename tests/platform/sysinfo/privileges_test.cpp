@@ -21,7 +21,7 @@ PrivilegeResult answer(const std::string& name) {
 
 }  // namespace
 
-TEST(Privileges, TextsOfTheFailures) {
+TEST(PrivilegesTest, TextsOfTheFailures) {
     CaptureConsole console;
     // The answer, and the text of the warning behind it.
     const auto told = [](const std::string& name, PrivilegeResult (*acquire)(const std::string&)) {
@@ -48,7 +48,7 @@ TEST(Privileges, TextsOfTheFailures) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST(Privileges, OfThisSystem) {
+TEST(PrivilegesTest, OfThisSystem) {
     CaptureConsole console;
     EXPECT_EQ(os::acquire_privilege("SeNoSuchPrivilege").failure, PrivilegeFailure::lookup);
     EXPECT_EQ(os::acquire_privilege("").failure, PrivilegeFailure::lookup);
@@ -65,7 +65,7 @@ TEST(Privileges, OfThisSystem) {
     EXPECT_EQ(console.take(), "");
 }
 
-TEST(Privileges, SwapModeTexts) {
+TEST(PrivilegesTest, SwapModeTexts) {
     EXPECT_STREQ(kSwapModeNeedsPrivilege,
                  "Swap mode requires administrator privileges.\n"
                  "Please run Kalvor as administrator with SeManageVolumePrivilege.");

@@ -120,7 +120,7 @@ std::string wmi_error(os::QueryFailure failure) {
 
 }  // namespace
 
-TEST(WmiQuery, EveryFailureHasItsText) {
+TEST(WmiQueryTest, EveryFailureHasItsText) {
     EXPECT_EQ(wmi_error(os::QueryFailure::library), "Failed to initialize COM library.");
     EXPECT_EQ(wmi_error(os::QueryFailure::locator), "Failed to obtain initial locator to WMI.");
     EXPECT_EQ(wmi_error(os::QueryFailure::connection), "Could not connect.");
@@ -128,7 +128,7 @@ TEST(WmiQuery, EveryFailureHasItsText) {
     EXPECT_EQ(wmi_error(os::QueryFailure::none), "");
 }
 
-TEST(WmiQuery, AllObjectsOrTheFirst) {
+TEST(WmiQueryTest, AllObjectsOrTheFirst) {
     FakeQueries queries;
     const QueryCalls query{std::ref(queries)};
     const std::vector<WmiObject> all = query_wmi("Win32_PhysicalMemory", {"Capacity", "Nothing"}, query);
@@ -141,7 +141,7 @@ TEST(WmiQuery, AllObjectsOrTheFirst) {
     EXPECT_THROW(query_wmi_first("Win32_PhysicalMemory", {"PartNumber"}, query), Environment::WMI_Exception);
 }
 
-TEST(SystemRecord, GathersEverything) {
+TEST(SystemRecordTest, GathersEverything) {
     FakeMachine machine;
     const SystemRecord record = machine.gather(true);
     EXPECT_EQ(record.os_version, "System 1.2 Build 3");
@@ -163,7 +163,7 @@ TEST(SystemRecord, GathersEverything) {
     EXPECT_EQ(record.modules[1].bytes, 16 * kGiB);
 }
 
-TEST(SystemRecord, SerialNumberOnlyWhenAllowed) {
+TEST(SystemRecordTest, SerialNumberOnlyWhenAllowed) {
     const std::string suppressed = "Suppressed - Personally identifiable information is opt-in only.";
     FakeMachine machine;
     EXPECT_EQ(machine.gather(false).board_serial, suppressed);
@@ -187,7 +187,7 @@ TEST(SystemRecord, SerialNumberOnlyWhenAllowed) {
     EXPECT_EQ(machine.gather(true).board_serial, "Unable to Detect");
 }
 
-TEST(SystemRecord, EveryFailingQueryDegrades) {
+TEST(SystemRecordTest, EveryFailingQueryDegrades) {
     for (const os::QueryFailure failure : {os::QueryFailure::library, os::QueryFailure::locator,
                                            os::QueryFailure::connection, os::QueryFailure::query}) {
         FakeMachine machine;
@@ -212,7 +212,7 @@ TEST(SystemRecord, EveryFailingQueryDegrades) {
     EXPECT_EQ(record.board_version, "Unable to Detect");
 }
 
-TEST(SystemRecord, CapacitiesThatAreNoNumbers) {
+TEST(SystemRecordTest, CapacitiesThatAreNoNumbers) {
     for (const char* capacity : {"", "x", "12x", "-1", " 5", "99999999999999999999999", "0"}) {
         FakeMachine machine;
         machine.queries.modules[1]["Capacity"] = capacity;
@@ -230,7 +230,7 @@ TEST(SystemRecord, CapacitiesThatAreNoNumbers) {
     EXPECT_EQ(SystemRecord().module_memory(), 0u);
 }
 
-TEST(SystemRecord, ThreadsOfTheGroupsStandInForAnUnknownCount) {
+TEST(SystemRecordTest, ThreadsOfTheGroupsStandInForAnUnknownCount) {
     FakeMachine machine;
     machine.topology.logical_cores = 0;
     machine.groups = {64, 8};
@@ -239,7 +239,7 @@ TEST(SystemRecord, ThreadsOfTheGroupsStandInForAnUnknownCount) {
     EXPECT_EQ(machine.gather().topology.logical_cores, 0u);
 }
 
-TEST(TopologyText, Plurals) {
+TEST(TopologyTextTest, Plurals) {
     EXPECT_EQ(topology_text({1, 1, 1, 1}), "1 thread / 1 core / 1 socket / 1 NUMA node");
     EXPECT_EQ(topology_text({8, 4, 1, 1}), "8 threads / 4 cores / 1 socket / 1 NUMA node");
     EXPECT_EQ(topology_text({256, 128, 2, 8}), "256 threads / 128 cores / 2 sockets / 8 NUMA nodes");
@@ -247,7 +247,7 @@ TEST(TopologyText, Plurals) {
     EXPECT_EQ(topology_text({2, 0, 1, 0}), "2 threads / ? cores / 1 socket / ? NUMA nodes");
 }
 
-TEST(SystemSummary, WithKnownModules) {
+TEST(SystemSummaryTest, WithKnownModules) {
     FakeMachine machine;
     machine.queries.modules.resize(1);
     EXPECT_EQ(summary_of(machine.gather()),
@@ -259,7 +259,7 @@ TEST(SystemSummary, WithKnownModules) {
               "{w}CPU Base Frequency:   {Y}2,600,000,123 Hz{w}\n");
 }
 
-TEST(SystemSummary, WithoutThem) {
+TEST(SystemSummaryTest, WithoutThem) {
     FakeMachine machine;
     machine.queries.module_failure = os::QueryFailure::query;
     machine.frequency = 0;
@@ -274,7 +274,7 @@ TEST(SystemSummary, WithoutThem) {
               std::string::npos);
 }
 
-TEST(SystemBlock, OfAValidationFile) {
+TEST(SystemBlockTest, OfAValidationFile) {
     FakeMachine machine;
     EXPECT_EQ(system_block(machine.gather()),
               "Operating System:       System 1.2 Build 3\r\n"
@@ -297,7 +297,7 @@ TEST(SystemBlock, OfAValidationFile) {
               "    DIMM:               PART-B, 17,179,869,184 (16.0 GiB)\r\n");
 }
 
-TEST(SystemBlock, OfAMachineThatTellsNothing) {
+TEST(SystemBlockTest, OfAMachineThatTellsNothing) {
     FakeMachine machine;
     machine.os_version.reset();
     machine.processor.clear();
@@ -317,7 +317,7 @@ TEST(SystemBlock, OfAMachineThatTellsNothing) {
         std::string::npos);
 }
 
-TEST(SystemRecord, OfThisMachine) {
+TEST(SystemRecordTest, OfThisMachine) {
     const SystemRecord record = gather_system_record(false);
     EXPECT_EQ(record.os_version, get_os_version());
     EXPECT_TRUE(record.os_version.starts_with("Linux ") || record.os_version.starts_with("Windows "))
@@ -337,7 +337,7 @@ TEST(SystemRecord, OfThisMachine) {
 }
 
 // Only a limit that leaves less than there is.
-TEST(SystemSummary, TheQuotaOfAContainer) {
+TEST(SystemSummaryTest, TheQuotaOfAContainer) {
     FakeMachine machine;
     const std::string without = summary_of(machine.gather());
     EXPECT_EQ(without.find("Quota"), std::string::npos);

@@ -52,7 +52,7 @@ const kalvor_test::Child unreadable_child("unreadable", [] {
 }  // namespace
 
 // The digits are not mixed with what is printed.
-TEST(Start, WithClosedStreams) {
+TEST(StartTest, WithClosedStreams) {
     const TemporaryFolder folder;
     EXPECT_EQ(shell(folder, "", "custom pi -dec:1000 -o out", "0<&- >&- 2>&-"), 0);
     const std::string digits = read_file(folder / "out/Pi - Dec - Chudnovsky.txt");
@@ -61,7 +61,7 @@ TEST(Start, WithClosedStreams) {
 }
 
 // Nobody reads any more, but the digits are still wanted.
-TEST(Start, WithAReaderThatHasGone) {
+TEST(StartTest, WithAReaderThatHasGone) {
     const TemporaryFolder folder;
     kalvor_test::RunOptions options;
     options.folder = folder.path();
@@ -69,7 +69,7 @@ TEST(Start, WithAReaderThatHasGone) {
     EXPECT_EQ(read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1002u);
 }
 
-TEST(Start, AProgramThatMayBeRunButNotRead) {
+TEST(StartTest, AProgramThatMayBeRunButNotRead) {
     const TemporaryFolder folder;
     std::ofstream(folder / "unreadable") << "not intact";
     ASSERT_EQ(chmod((folder / "unreadable").c_str(), 0111), 0);
@@ -80,13 +80,13 @@ TEST(Start, AProgramThatMayBeRunButNotRead) {
     EXPECT_EQ(trel::os::executable_file(), "/proc/self/exe");
 }
 
-TEST(Start, ALimitOnTheSizeOfFilesIsAnError) {
+TEST(StartTest, ALimitOnTheSizeOfFilesIsAnError) {
     const TemporaryFolder folder;
     EXPECT_EQ(shell(folder, "ulimit -f 64;", "custom pi -dec:1m -o out"), 1);
     EXPECT_NE(read_file(folder / "log").find("Disk is Full"), std::string::npos);
 }
 
-TEST(Start, ASmallStackIsRefused) {
+TEST(StartTest, ASmallStackIsRefused) {
     const TemporaryFolder folder;
     EXPECT_EQ(shell(folder, "ulimit -s 128;", "custom pi -dec:1000"), 1);
     EXPECT_NE(read_file(folder / "log")
@@ -103,7 +103,7 @@ TEST(Start, ASmallStackIsRefused) {
 }
 
 // A run whose results nobody could see is not a success.
-TEST(Start, AnOutputThatCannotBeWritten) {
+TEST(StartTest, AnOutputThatCannotBeWritten) {
     const TemporaryFolder folder;
     EXPECT_EQ(shell(folder, "", "custom pi -dec:1000 -o out", "> /dev/full 2> errors"), 1);
     EXPECT_NE(read_file(folder / "errors").find("\nWhat the program printed could not be shown in full: "),

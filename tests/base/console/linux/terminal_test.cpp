@@ -105,7 +105,7 @@ Outcome on_terminal(const char* test, const std::string& input, const char* vari
 
 }  // namespace
 
-TEST(Terminal, LinesAreReadWithoutTheirEnds) {
+TEST(TerminalTest, LinesAreReadWithoutTheirEnds) {
     // The terminal echoes what is typed, wherever the output stands by then.
     const Outcome out = on_terminal("Lines", "first\n\nthird line\nklast\n");
     for (const char* text : {"[first]", "[]", "[third line]", "[key]", "[last]"}) {
@@ -117,7 +117,7 @@ TEST(Terminal, LinesAreReadWithoutTheirEnds) {
     EXPECT_NE(ended.output.find("[end]"), std::string::npos) << ended.output;
 }
 
-TEST(Terminal, ColorsAreEscapes) {
+TEST(TerminalTest, ColorsAreEscapes) {
     const Outcome colored = on_terminal("Colors", "");
     EXPECT_EQ(colored.output,
               "\x1b[94mB\x1b[92mG\x1b[96mT\x1b[91mR\x1b[95mP\x1b[93mY"
@@ -127,14 +127,14 @@ TEST(Terminal, ColorsAreEscapes) {
 }
 
 // A terminal that would show escapes as text, or of which nothing is known.
-TEST(Terminal, SomeHaveNoEscapes) {
+TEST(TerminalTest, SomeHaveNoEscapes) {
     for (const char* term : {"TERM=dumb", "TERM=", "TERM"}) {
         EXPECT_EQ(on_terminal("Colors", "", term).output, "BGTRPYbgtrpyw ") << term;
         EXPECT_EQ(on_terminal("Resize", "", term).output, "") << term;
     }
 }
 
-TEST(Terminal, LinesAreErasedByAnEscapeWhereThereIsOne) {
+TEST(TerminalTest, LinesAreErasedByAnEscapeWhereThereIsOne) {
     EXPECT_EQ(on_terminal("Erase", "", nullptr, 60).output, "60\r\x1b[K");
     EXPECT_EQ(on_terminal("Erase", "").output, "0\r\x1b[K");
     const auto blanks = [](size_t n) { return "\r" + std::string(n, ' ') + "\r"; };
@@ -144,11 +144,11 @@ TEST(Terminal, LinesAreErasedByAnEscapeWhereThereIsOne) {
     EXPECT_EQ(on_terminal("Erase", "", "TERM=").output, "0" + blanks(79));
 }
 
-TEST(Terminal, AWindowIsResizedByAnEscape) {
+TEST(TerminalTest, AWindowIsResizedByAnEscape) {
     EXPECT_EQ(on_terminal("Resize", "").output, "\x1b[8;25;80t");
 }
 
-TEST(Terminal, PauseTakesOneKeyWithoutEcho) {
+TEST(TerminalTest, PauseTakesOneKeyWithoutEcho) {
     // The second pause gets the end-of-input character as an ordinary key: nothing ends up waiting for a
     // line.
     const Outcome out = on_terminal("Pause", "x\x04");
@@ -159,7 +159,7 @@ TEST(Terminal, PauseTakesOneKeyWithoutEcho) {
     EXPECT_TRUE(WIFEXITED(out.status)) << out.status;
 }
 
-TEST(Terminal, FatalExitPausesAndExitsWithItsCode) {
+TEST(TerminalTest, FatalExitPausesAndExitsWithItsCode) {
     const Outcome out = on_terminal("FatalExit", "k");
     EXPECT_EQ(out.output, "\r\n\x1b[91mbroken\r\n\x1b[0m");
     ASSERT_TRUE(WIFEXITED(out.status));
@@ -167,14 +167,14 @@ TEST(Terminal, FatalExitPausesAndExitsWithItsCode) {
 }
 
 // A key with a sequence of its own is one key, and so is a character of several bytes.
-TEST(Terminal, KeysAreTakenWhole) {
+TEST(TerminalTest, KeysAreTakenWhole) {
     const Outcome out = on_terminal("ManyKeys", "\x1b[A\x1bOP\x1b[15~\x1b[[A\xc3\xa4qrest\n");
     EXPECT_NE(out.output.find("[key][key][key][key][key][key]"), std::string::npos) << out.output;
     EXPECT_NE(out.output.find("[rest]"), std::string::npos) << out.output;
 }
 
 // When the program is ended at its pause the terminal is as it was before.
-TEST(Terminal, ASignalAtThePauseGivesTheTerminalBack) {
+TEST(TerminalTest, ASignalAtThePauseGivesTheTerminalBack) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         Screen terminal("Pause");
         terminal.read_up_to("Press any key");
@@ -191,7 +191,7 @@ TEST(Terminal, ASignalAtThePauseGivesTheTerminalBack) {
     }
 }
 
-TEST(Terminal, AKeyGivesTheTerminalBack) {
+TEST(TerminalTest, AKeyGivesTheTerminalBack) {
     Screen terminal("Pause");
     terminal.wait_for_raw();
     terminal.type("xy");
@@ -200,7 +200,7 @@ TEST(Terminal, AKeyGivesTheTerminalBack) {
 }
 
 // Nobody sees the question when the output is a file, and nobody can answer when the input is.
-TEST(Terminal, KeysAreWaitedForOnBothSidesOnly) {
+TEST(TerminalTest, KeysAreWaitedForOnBothSidesOnly) {
     const kalvor_test::TemporaryFolder folder;
     const std::string file = folder / "out";
     Screen terminal("Pause", nullptr, file.c_str());

@@ -51,18 +51,18 @@ const kalvor_test::Child long_text_child("LongText", [] {
 }  // namespace
 
 // A window that was opened for the program has its cursor in the first corner.
-TEST(Terminal, AWindowOfItsOwnIsKnownByItsCursor) {
+TEST(TerminalTest, AWindowOfItsOwnIsKnownByItsCursor) {
     EXPECT_EQ(run_on_console("Start").screen, "text own shared");
 }
 
-TEST(Terminal, ColorsAreAttributes) {
+TEST(TerminalTest, ColorsAreAttributes) {
     const std::string colored = "<<{9}B{10}G{11}T{12}R{13}P{14}Y{1}b{2}g{3}t{4}r{5}p{6}y{7}w >>";
     EXPECT_EQ(run_on_console("Colors").screen, colored);
     EXPECT_EQ(run_on_console("NoColors").screen, "<<BGTRPYbgtrpyw >>");
     EXPECT_EQ(run_on_console("EmptyNoColor").screen, colored);
 }
 
-TEST(Terminal, AWindowIsResized) {
+TEST(TerminalTest, AWindowIsResized) {
     const ConsoleRun run = run_on_console("Resize");
     EXPECT_EQ(run.screen, "<<>>");
     EXPECT_EQ(run.columns, 80);
@@ -72,7 +72,7 @@ TEST(Terminal, AWindowIsResized) {
     EXPECT_EQ(high.rows, 43);
 }
 
-TEST(Terminal, PauseTakesOneKeyWithoutEcho) {
+TEST(TerminalTest, PauseTakesOneKeyWithoutEcho) {
     const ConsoleRun run = run_on_console("Pause", "x\r");
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.screen,
@@ -80,13 +80,13 @@ TEST(Terminal, PauseTakesOneKeyWithoutEcho) {
 }
 
 // A key without a character is one key.
-TEST(Terminal, ArrowsAreKeys) {
+TEST(TerminalTest, ArrowsAreKeys) {
     const ConsoleRun run = run_on_console("TwoKeys", "\x1b[Axyz\r");
     EXPECT_NE(run.screen.find("[key][key]"), std::string::npos) << run.screen;
     EXPECT_NE(run.screen.find("[yz]"), std::string::npos) << run.screen;
 }
 
-TEST(Terminal, LinesAreReadWithoutTheirEnds) {
+TEST(TerminalTest, LinesAreReadWithoutTheirEnds) {
     // The window echoes what is typed, wherever the output stands by then.
     const ConsoleRun run = run_on_console("Lines", "first\r\rthird \xcf\x80\rklast\r");
     for (const char* text : {"[first]", "[]", "[third \xcf\x80]", "[key]", "[last]"}) {
@@ -99,14 +99,14 @@ TEST(Terminal, LinesAreReadWithoutTheirEnds) {
     }
 }
 
-TEST(Terminal, LongTextsArriveWhole) {
+TEST(TerminalTest, LongTextsArriveWhole) {
     const ConsoleRun run = run_on_console("LongText");
     std::string want;
     for (int i = 0; i < 39; i++) want += "\xcf\x80 0123456\n";
     EXPECT_EQ(run.screen, want + "\xe2\x82\xac end");
 }
 
-TEST(Terminal, FatalExitPausesAndExitsWithItsCode) {
+TEST(TerminalTest, FatalExitPausesAndExitsWithItsCode) {
     const ConsoleRun run = run_on_console("FatalExit", "k");
     EXPECT_EQ(run.screen, "<<\n{12}broken\n{7}>>Press any key to continue . . .");
     EXPECT_EQ(run.exit_code, 7);

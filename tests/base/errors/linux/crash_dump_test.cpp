@@ -31,7 +31,7 @@ const Child colorless_child("store without colours", [] {
 
 }  // namespace
 
-TEST(CrashDump, OneThreadWithItsCodeAndTheSystemsTexts) {
+TEST(CrashDumpTest, OneThreadWithItsCodeAndTheSystemsTexts) {
     Crash out = crash("store");
     MiniDump& dump = out.dump;
     check_dump(dump, SIGSEGV);
@@ -62,7 +62,7 @@ TEST(CrashDump, OneThreadWithItsCodeAndTheSystemsTexts) {
 }
 
 // On a terminal the report is red up to its prompt, unless colours are off.
-TEST(CrashDump, TheReportHasItsColours) {
+TEST(CrashDumpTest, TheReportHasItsColours) {
     const auto on_terminal = [](const char* way, const char* no_color) {
         const TemporaryFolder folder;
         kalvor_test::RunOptions options;
@@ -81,13 +81,13 @@ TEST(CrashDump, TheReportHasItsColours) {
     EXPECT_EQ(on_terminal("store without colours", ""), text("", ""));
 }
 
-TEST(CrashDump, ASignalThatIsRaised) {
+TEST(CrashDumpTest, ASignalThatIsRaised) {
     check_crash("bus", {SIGBUS, 128 + SIGBUS});
 }
 
 // The allocator's lock may be held. A sanitizer has an allocator and a complaint of its own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(CrashDump, ABrokenHeap) {
+TEST(CrashDumpTest, ABrokenHeap) {
     Crash out = crash("heap");
     EXPECT_EQ(out.out, report());
     EXPECT_TRUE(out.exit_code == 128 + SIGABRT || out.exit_code == 128 + SIGSEGV) << out.exit_code;
@@ -95,7 +95,7 @@ TEST(CrashDump, ABrokenHeap) {
 }
 #endif
 
-TEST(CrashDump, ADumpThatCannotBeWritten) {
+TEST(CrashDumpTest, ADumpThatCannotBeWritten) {
     const TemporaryFolder folder;
     kalvor_test::RunOptions options;
     options.file_size_limit = 2000;
@@ -106,7 +106,7 @@ TEST(CrashDump, ADumpThatCannotBeWritten) {
 }
 
 // A dump shows memory: its owner alone may read it.
-TEST(CrashDump, IsTheOwnersAlone) {
+TEST(CrashDumpTest, IsTheOwnersAlone) {
     const TemporaryFolder folder;
     const Crash out = crash(folder, "store");
     ASSERT_EQ(out.dumps.size(), 1u);
@@ -116,7 +116,7 @@ TEST(CrashDump, IsTheOwnersAlone) {
 }
 
 // More environment than the buffer that it is read into. The secret comes last.
-TEST(CrashDump, ALargeEnvironmentIsKnownWhole) {
+TEST(CrashDumpTest, ALargeEnvironmentIsKnownWhole) {
     const TemporaryFolder folder;
     kalvor_test::RunOptions options;
     for (char name = 'A'; name < 'A' + 11; name++) {
@@ -129,7 +129,7 @@ TEST(CrashDump, ALargeEnvironmentIsKnownWhole) {
 }
 
 // More than a dump takes.
-TEST(CrashDump, ADeepStackIsCut) {
+TEST(CrashDumpTest, ADeepStackIsCut) {
     Crash out = crash("stack");
     check_dump(out.dump, SIGSEGV);
     EXPECT_LT(out.dump.size(), 3000000u);
@@ -137,7 +137,7 @@ TEST(CrashDump, ADeepStackIsCut) {
 
 // The environment stands above the main function's frame; the stack in the dump ends below it, but holds that
 // frame.
-TEST(CrashDump, TheStackReachesMainAndEndsThere) {
+TEST(CrashDumpTest, TheStackReachesMainAndEndsThere) {
     Crash out = crash("store");
     MiniDump& dump = out.dump;
     ASSERT_TRUE(dump.valid());
@@ -152,7 +152,7 @@ TEST(CrashDump, TheStackReachesMainAndEndsThere) {
     EXPECT_LT(dump.thread_stack().begin + dump.thread_stack().bytes, to);
 }
 
-TEST(CrashDump, ADebuggerReadsIt) {
+TEST(CrashDumpTest, ADebuggerReadsIt) {
     const auto has = [](const char* name) {
         return std::system(("command -v " + std::string(name) + " > /dev/null 2>&1").c_str()) == 0;
     };

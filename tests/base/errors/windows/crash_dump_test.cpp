@@ -5,7 +5,7 @@
 
 using namespace kalvor_test;
 
-TEST(CrashDump, TheRecordOfTheException) {
+TEST(CrashDumpTest, TheRecordOfTheException) {
     Crash out = crash("store");
     MiniDump& dump = out.dump;
     check_dump(dump, 0xc0000005);
@@ -19,7 +19,7 @@ TEST(CrashDump, TheRecordOfTheException) {
 }
 
 // Without a dump, which takes its time under Wine.
-TEST(CrashDump, TheReportIsRed) {
+TEST(CrashDumpTest, TheReportIsRed) {
     const kalvor_test::TemporaryFolder folder;
     const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("names taken", "k", folder.path());
     EXPECT_EQ(run.screen,

@@ -50,7 +50,7 @@ struct Counted final : BasicAction {
     std::array<std::atomic<int>, kTasks> times{};
 };
 
-class MemoryShortage : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {};
+class MemoryShortageTest : public ::testing::TestWithParam<kalvor_test::FrameworkCase> {};
 
 std::vector<kalvor_test::FrameworkCase> cases() {
     std::vector<kalvor_test::FrameworkCase> some;
@@ -75,7 +75,7 @@ void check(Counted& counted, u64 tasks, bool told) {
 
 }  // namespace
 
-TEST_P(MemoryShortage, EveryTaskRunsOrTheCallerIsTold) {
+TEST_P(MemoryShortageTest, EveryTaskRunsOrTheCallerIsTold) {
     for (const bool fork_join : {false, true}) {
         int told_at = 0;
         for (int n = 0;; n++) {
@@ -112,6 +112,6 @@ TEST_P(MemoryShortage, EveryTaskRunsOrTheCallerIsTold) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, MemoryShortage, ::testing::ValuesIn(cases()),
+INSTANTIATE_TEST_SUITE_P(All, MemoryShortageTest, ::testing::ValuesIn(cases()),
                          [](const auto& info) { return info.param.label(); });
 #endif
