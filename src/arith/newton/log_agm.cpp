@@ -76,8 +76,8 @@ void Log_AGM_BigFloatR::run(const LogAgmPlan& plan, const MultiplyContext& conte
     if (d > std::numeric_limits<i64>::max() / 64 || d < std::numeric_limits<i64>::min() / 64) {
         throw ExponentOverflowException(kRun, "", d, std::numeric_limits<i64>::max() / 64);
     }
-    BigFloat s = x.top(working + 2);
-    s.exp += d;
+    BigFloat s = x.kept(parallel, working + 2);
+    s.move(d);
     {
         StatusSection section(status, "Scaling...");
         const newton::RunMemory own(memory.context, plan.division.temporaries);
