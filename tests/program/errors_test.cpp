@@ -39,8 +39,6 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-M:1GB"}, "Option -M is not supported for this mode."},
         {{"custom", "pi", "-minIO:1MB"}, "Option -minIO is not supported for this mode."},
         {{"custom", "pi", "-swap:disk"}, "Option -swap is not supported for this mode."},
-        {{"custom", "pi", "-dec:2m", "-C:1m"}, "Compressed digit files are not available in this version."},
-        {{"custom", "pi", "-C:-1", "-dec:2m"}, "Compressed digit files are not available in this version."},
         {{"custom", "pi", "-o"}, "Expected more parameters."},
         // What the user may have meant.
         {{"Costum", "pi"},

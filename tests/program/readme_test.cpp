@@ -2,6 +2,7 @@
 // reader would.
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <sstream>
 
 #include "support/run_program.h"
@@ -20,7 +21,7 @@ std::vector<std::vector<std::string>> readme_commands() {
         std::vector<std::string> command;
         std::string word;
         words >> word;
-        while (words >> word) command.push_back(word);
+        while (words >> std::quoted(word)) command.push_back(word);
         commands.push_back(command);
     }
     return commands;

@@ -48,6 +48,7 @@ std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
     const auto add = [&](u8 radix, const char* name, u64 digits) {
         requests.push_back(
             {radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits});
+        requests.back().set_digits_per_file(static_cast<u64>(settings_.digits_per_file));
     };
     if (settings_.output_enable && settings_.enable_hex)
         add(16, " - Hex - ", settings_.size.hexadecimal_digits);

@@ -1,5 +1,7 @@
 #include "app/settings/compute_settings.h"
 
+#include <algorithm>
+
 #include "constants/catalog/catalog.h"
 
 namespace kalvor {
@@ -23,11 +25,18 @@ std::string ComputeSettings::set_decimal_digits(i64 digits) {
 
 std::string ComputeSettings::check_compression() {
     if (digits_per_file == 0) return {};
-    // A negative count is the largest one: all digits in one file.
+    // A negative count is a large one.
     const bool enough = static_cast<u64>(digits_per_file) >= kMinimumDigitsPerFile &&
                         size.decimal_digits >= kMinimumDigitsPerFile &&
                         (!enable_hex || size.hexadecimal_digits >= kMinimumDigitsPerFile);
-    if (enough) return {};
+    if (enough) {
+        // A file of more digits than there are has those that there are.
+        const u64 fewest = enable_hex ? size.hexadecimal_digits : size.decimal_digits;
+        if (digits_per_file != kOneFile) {
+            digits_per_file = static_cast<i64>(std::min(static_cast<u64>(digits_per_file), fewest));
+        }
+        return {};
+    }
     digits_per_file = 0;
     return "Digits per file below minimum: Disabling compression.";
 }

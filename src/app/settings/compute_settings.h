@@ -27,7 +27,8 @@ struct ComputeSettings {
     bool overwrite = false;             // replace longer and read-only digit files
     std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
     bool force = false;                 // run although the memory is not there
-    i64 digits_per_file = 0;            // 0: text files
+    static constexpr i64 kOneFile = -1;
+    i64 digits_per_file = 0;  // of compressed files; 0: text files
     ParallelismSettings parallelism;
     ChoiceSetting<AllocatorConfig> allocator{"Allocator", "    Memory Allocator:       ", allocator_choices(),
                                              kDefaultAllocator};

@@ -146,11 +146,14 @@ SettingsTable make_table() {
                     [](const C&) { return std::vector<std::string>{"ram"}; }}},
         {.of = digit_format_setting(),
          .member = "Output",
-         .values = "0",
+         .values = "count",
          .menu_number = 6,
-         .option = {{"-C", ":<n>", "", ""},
+         .option = {{"-C", ":<n>", "digits per compressed file; -1: one file", "", "0, text files"},
                     CountValue<C>{kAnyCount, [](C& c, i64 count) { c.settings.digits_per_file = count; }}},
-         .other_word = "-compress"},
+         .other_word = "-compress",
+         .meaning = "write compressed files (.kvd) of so many digits each, a million or more; `-1`: all "
+                    "digits in one "
+                    "file"},
         swap_mode_row("-M"),
         swap_mode_row("-minIO"),
         swap_mode_row("-swap"),

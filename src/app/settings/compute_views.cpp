@@ -133,7 +133,6 @@ class PathView final : public ViewOfSettings {
     std::unique_ptr<Node> value_node() const override { return node(s_.path); }
 };
 
-// In this version there is one format, and editing leaves it.
 class DigitFormatView final : public ViewOfSettings {
   public:
     DigitFormatView(S& s, SettingWarnings* warnings)
@@ -141,15 +140,12 @@ class DigitFormatView final : public ViewOfSettings {
     void load(const Object& object, Context context) override {
         s_.digits_per_file = object.get_integer(key(), context);
         warn(s_.check_compression());
-        if (s_.digits_per_file == 0) return;
-        throw InvalidParametersException(
-            "", "Compressed digit files are not available in this version. Use \"DigitsPerFile : 0\".");
     }
     void edit() override {}
     std::string display_text() const override {
         if (!s_.output_enable) return "Digit Output Disabled";
         if (s_.digits_per_file == 0) return "None - Write digits to a text file.";
-        if (s_.digits_per_file < 0) return "Compress digits into one .kvd file.";
+        if (s_.digits_per_file == S::kOneFile) return "Compress digits into one .kvd file.";
         return "Compress with " + Console::format_commas(static_cast<u64>(s_.digits_per_file)) +
                " digits per file.";
     }

@@ -129,12 +129,6 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
                                'Y');
     }
     print_warning(settings.check_compression());
-    if (settings.digits_per_file != 0) {
-        Console::print_problem("-C: this version writes digits as text only. Leave the option out.\n" +
-                               CommandLine::see_help(kPage));
-        throw InvalidParametersException(
-            "", "Compressed digit files are not available in this version. Use -C:0.");
-    }
     return std::move(choices.settings);
 }
 

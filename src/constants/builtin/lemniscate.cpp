@@ -52,6 +52,7 @@ class LemniscateMachin final : public Evaluator {
         BigFloat second = carve<BigFloat>(memory, second_->needs().result_words);
         status.Status_Line(second_label_);
         const ErrorBound second_error = second_->run(context.with_scratch(memory), status, second);
+        result.verify(context.parallel, "the first arcsine, which waited for the second");
         StatusSection section(status, "Accumulate...");
         StatusFrame frame(section.node(), "Adding: ");
         const i64 bottom = result.exp;

@@ -2,7 +2,8 @@
 
 #include <limits>
 
-#include "base/command_line/parameter_list.h"
+#include "base/command_line/shown_text.h"
+#include "base/command_line/value_text.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
@@ -16,8 +17,20 @@ const ConstantRegistration<SqrtConstant> g_registration;
 
 constexpr i64 kSmallest = 2;
 
-i64 checked(i64 n) {
+// The number that the text means.
+i64 checked(std::string_view text) {
     const char* const function = "SqrtConstant::SqrtConstant()";
+    const std::optional<i64> count = text.empty() ? 0 : CommandLine::parse_count(text);
+    if (!count) {
+        throw InvalidParametersException(
+            function, CommandLine::quoted(text) + " is not a number. " + CommandLine::kRightNumber);
+    }
+    const i64 n = *count;
+    // Counts end at the ends of their type; a root of another number than the one that was named is not an
+    // answer.
+    if (n == std::numeric_limits<i64>::max() && text != std::to_string(n)) {
+        throw InvalidParametersException(function, CommandLine::shown(text) + " is out of range.");
+    }
     if (n < kSmallest) {
         throw InvalidParametersException(function, std::to_string(n) + " is out of range.");
     }
@@ -29,8 +42,7 @@ i64 checked(i64 n) {
 
 }  // namespace
 
-SqrtConstant::SqrtConstant(std::string_view argument)
-    : n_(checked(CommandLine::parse_scaled_integer(std::string(argument)))) {}
+SqrtConstant::SqrtConstant(std::string_view argument) : n_(checked(argument)) {}
 
 std::unique_ptr<Constant> SqrtConstant::ask() {
     Console::print_line("Square Root of n");

@@ -10,8 +10,8 @@ class SqrtConstant final : public Constant {
     static constexpr std::string_view kToken = "sqrt";
     static constexpr bool kTakesArgument = true;
 
-    // argument: n, read as leniently as all numbers of a command line. Throws InvalidParametersException n +
-    // " is out of range." and n + " is a perfect square."
+    // argument: n, a count as people write it (value_text.h). Throws InvalidParametersException n + " is out
+    // of range.", n + " is a perfect square.", and what text is not a number.
     explicit SqrtConstant(std::string_view argument);
     // From the menu: asks for n until it is one to compute the root of.
     static std::unique_ptr<Constant> ask();

@@ -52,6 +52,7 @@ class Quotient final : public Evaluator {
         AlignedBufferC memory = context.scratch;
         BigFloat x = carve<BigFloat>(memory, x_->needs().result_words);
         const ErrorBound x_error = x_->run(context.with_scratch(memory), status, x);
+        y.verify(context.parallel, "the divisor, which waited for the dividend");
         BigFloat T = carve<BigFloat>(memory, quotient_words_);
         status.work().enter("division");
         large_division(division_, context.with_scratch(memory), status, T, x, y);

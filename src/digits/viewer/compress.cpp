@@ -27,6 +27,7 @@ void compress_range(BasicDigitReader& reader, u64 from, u64 to, u64 total, u64 f
                     const CompressTarget& target, const ViewerRun& run) {
     // What is there is measured as a whole, so what is made counts as a whole too.
     const u64 digits = total == 0 ? to : total;
+    if (!is_accessible(reader, from, to - from)) return;
     std::optional<u64> of_set;
     for (u64 id = first; id <= last; id++) {
         announce_replacement(kKvdFormat, path_of(target, id), reader.radix(), digits, run, of_set);

@@ -5,6 +5,7 @@
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 #include "digits/output/digit_stats.h"
+#include "digits/viewer/target.h"
 #include "digits/viewer/transfer.h"
 #include "digits/viewer/view_range.h"
 
@@ -42,10 +43,7 @@ void compute_stats(BasicDigitReader& reader, u64 start, u64 end, const ViewerRun
     Console::print_line("    From: " + from);
     Console::print_line("    To  : " + Console::format_commas(end));
     Console::new_line();
-    if (!reader.is_in_range(start - 1, count)) {
-        Console::print_line("This range of digits is not accessible.");
-        return;
-    }
+    if (!is_accessible(reader, start - 1, count)) return;
     const u64 top = top_hash(reader.first_digits(), reader.radix());
     DigitRangeStats stats(reader.radix());
     transfer(reader, start - 1, count, stats, run, [&](u64 position) {

@@ -13,7 +13,7 @@ namespace kalvor::DigitViewer2 {
 u64 top_hash(const std::string& first_digits, u8 radix);
 
 // Digits start ... end, numbered from 1: after every piece the position, the hashes and the counts so far; or
-// that the range is not accessible.
+// says that the range is not accessible.
 void compute_stats(BasicDigitReader& reader, u64 start, u64 end, const ViewerRun& run);
 // Asks for the range first.
 void compute_stats(BasicDigitReader& reader, const ViewerRunner& runner);

@@ -14,6 +14,7 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
     constexpr std::string_view kEnding = ".txt";
     const u64 count = end - start + 1;
     const std::string base = path.ends_with(kEnding) ? path.substr(0, path.size() - kEnding.size()) : path;
+    if (!is_accessible(reader, start - 1, count)) return;
     announce_replacement(kTextFormat, BasicTextWriter::final_path(base), reader.radix(), count, run);
     BasicTextWriter writer(base, reader.first_digits(), reader.radix(), count,
                            BasicTextWriter::kDefaultBufferBytes, warnings_of(run), run.files);

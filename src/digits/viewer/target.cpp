@@ -7,6 +7,12 @@
 
 namespace kalvor::DigitViewer2 {
 
+bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count) {
+    if (reader.is_in_range(start, count)) return true;
+    Console::print_line("This range of digits is not accessible.");
+    return false;
+}
+
 void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
                           const ViewerRun& run, std::optional<u64>& of_set) {
     const Replacement replacement =

@@ -11,6 +11,9 @@
 
 namespace kalvor::DigitViewer2 {
 
+// Whether the reader has digits start + 1 ... start + count; says so when it has not.
+bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count);
+
 // Refuses to replace what must not be replaced (replacement.h), and says what will be. of_set: see there; it
 // is filled for the next file of the same set.
 void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,

@@ -8,6 +8,7 @@
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 #include "digits/files/basic_kvd_set_reader.h"
+#include "digits/viewer/target.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor::DigitViewer2 {
@@ -35,10 +36,7 @@ void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun&
     if (reader.radix() != 10 && reader.radix() != 16) {
         throw InvalidParametersException("view_range()", "Invalid Radix");
     }
-    if (!reader.is_in_range(start - 1, count)) {
-        Console::print_line("This range of digits is not accessible.");
-        return;
-    }
+    if (!is_accessible(reader, start - 1, count)) return;
     const u64 bytes = round_up_64(std::max<u64>(reader.buffer_size(count, kScratchLimit), 1));
     GuardedBuffer scratch(bytes, kAlignment), values(count, kAlignment);
     reader.load_digits(values.bytes(), start - 1, count, AlignedBufferC(scratch.get(), bytes), run.parallel);

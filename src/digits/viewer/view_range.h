@@ -13,7 +13,7 @@ inline constexpr u64 kMaxViewed = 100000;
 u64 effective_total(const BasicDigitReader& reader);
 
 // Prints digits start ... start + count - 1, numbered from 1, in rows of 50 that end in the position of their
-// last digit; or that the range is not accessible. Throws InvalidParametersException "Invalid Radix" at
+// last digit; or says that the range is not accessible. Throws InvalidParametersException "Invalid Radix" at
 // "view_range()", and what the reader throws.
 void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run);
 // Asks for the range first.

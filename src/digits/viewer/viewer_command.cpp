@@ -157,19 +157,43 @@ struct ActionOfFile {
     const char* word;
     const char* help;
     void (*run)(BasicDigitReader&, const ViewerOptions&, const ViewerRunner&);
+    const char* options;  // each between blanks
 };
 constexpr ActionOfFile kActions[] = {
-    {"view", "show digits: -start, -end or -digits (1000)", view},
-    {"stats", "digit counts and hash: -start, -end or -digits", stats},
-    {"extract", "digits into a text file: -to, -start, -end or -digits", extract},
-    {"compress", "digits 1 to -end into .kvd files: -name, -to, -C", compress},
-    {"partial", "files of a set made again: -ids, -C, -name, -to", partial},
+    {"view", "show digits: -start, -end or -digits (1000)", view, " -start -end -digits "},
+    {"stats", "digit counts and hash: -start, -end or -digits", stats, " -start -end -digits "},
+    {"extract", "digits into a text file: -to, -start, -end or -digits", extract,
+     " -to -start -end -digits "},
+    {"compress", "digits 1 to -end into .kvd files: -name, -to, -C", compress, " -end -name -to -C "},
+    {"partial", "files of a set made again: -ids, -C, -name, -to", partial, " -ids -C -name -to "},
 };
 
 const ActionOfFile* find_action(const std::string& word) {
     const auto* const found = std::find_if(std::begin(kActions), std::end(kActions),
                                            [&](const ActionOfFile& action) { return word == action.word; });
     return found == std::end(kActions) ? nullptr : found;
+}
+
+// Options that the action does not look at would be ignored in silence.
+void require_use_of(const std::vector<std::string>& given, const ActionOfFile* action) {
+    constexpr const char* kOfEveryAction = "-dir";
+    const auto has = [&](const char* name) {
+        return std::find(given.begin(), given.end(), name) != given.end();
+    };
+    for (const std::string& name : given) {
+        if (name == kOfEveryAction) continue;
+        if (action == nullptr) {
+            throw RefusedException(name + " needs an action: view, stats, extract, compress or partial. " +
+                                   CommandLine::see_help(kPage));
+        }
+        if (std::string_view(action->options).find(" " + name + " ") == std::string_view::npos) {
+            throw RefusedException(name + " is not an option of \"" + action->word + "\". " +
+                                   CommandLine::see_help(kPage));
+        }
+    }
+    if (has("-end") && has("-digits")) {
+        throw RefusedException("-end and -digits say the same thing: give one of them.");
+    }
 }
 
 }  // namespace
@@ -223,6 +247,7 @@ void run_viewer_command(ParameterList& parameters, const ViewerRunner& runner) {
     const std::string path = parameters.current_raw();
     const ActionOfFile* action = nullptr;
     ViewerOptions options;
+    std::vector<std::string> given;
     for (parameters.advance(); parameters.has_more(); parameters.advance()) {
         const std::string& raw = parameters.current_raw();
         const bool is_option = raw.starts_with('-');
@@ -237,8 +262,10 @@ void run_viewer_command(ParameterList& parameters, const ViewerRunner& runner) {
             for (const ActionOfFile& known : kActions) names.emplace_back(known.word);
             refuse_parameter(parameters, names);
         }
+        given.push_back(option->text.name);
         read_option(*option, options, parameters, kPage, Console::print_problem);
     }
+    require_use_of(given, action);
     const std::unique_ptr<BasicDigitReader> reader = open_for_viewing(path);
     if (auto* const set = dynamic_cast<BasicKvdSetReader*>(reader.get())) {
         for (const std::string& folder : options.folders) set->add_search_folder(folder);

@@ -13,7 +13,7 @@
 
 namespace kalvor::DigitViewer2 {
 
-// What the options of an action say; what is not said is not there.
+// What the options of an action say; empty where nothing is given.
 struct ViewerOptions {
     std::vector<std::string> folders;  // where the files of a set are looked for too
     std::optional<u64> start, end, digits, digits_per_file, first_id, last_id;

@@ -1,5 +1,7 @@
 #include "digits/viewer/viewer_console_run.h"
 
+#include <algorithm>
+
 #include "base/console/console.h"
 #include "base/status/linear_console_node.h"
 #include "os/cpu.h"

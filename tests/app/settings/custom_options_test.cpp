@@ -159,6 +159,8 @@ TEST(CustomOptionsTest, ListedNamesAreTaken) {
     }
     EXPECT_EQ(with_names, 4);
     for (const std::string& token : constant_tokens()) {
-        EXPECT_EQ(make_constant(token, "2")->token(), catalog().find(token)->tokens.front()) << token;
+        EXPECT_EQ(make_constant(token, token == "sqrt" ? "2" : "")->token(),
+                  catalog().find(token)->tokens.front())
+            << token;
     }
 }

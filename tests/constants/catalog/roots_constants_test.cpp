@@ -48,6 +48,14 @@ TEST(SqrtConstantTest, Arguments) {
     EXPECT_EQ(refused("sqrt", "-3"), "-3 is out of range.");
     EXPECT_EQ(refused("sqrt", "16"), "16 is a perfect square.");
     EXPECT_EQ(refused("sqrt", "10k"), "10000 is a perfect square.");
+    EXPECT_EQ(make_constant("sqrt", "9223372036854775807")->argument(), 9223372036854775807);
+    for (const char* text : {"9223372036854775808", "99999999999999999999", "10000000t"}) {
+        EXPECT_EQ(refused("sqrt", text), std::string(text) + " is out of range.");
+    }
+    for (const char* text : {"2.5", "12abc", "two", "1 2"}) {
+        EXPECT_EQ(refused("sqrt", text),
+                  "\"" + std::string(text) + "\" is not a number. Write 1000000, 1m or 1,000,000.");
+    }
     EXPECT_EQ(refused("sqrt", "9223372030926249001"), "9223372030926249001 is a perfect square.");
     EXPECT_EQ(make_constant("sqrt", "9223372030926249000")->argument(), 9223372030926249000);
     EXPECT_EQ(make_constant("sqrt", "9223372036854775807")->argument(), 9223372036854775807);

@@ -164,6 +164,14 @@ TEST_F(ViewerCommandTest, WhatAPromptWouldRefuseIsAnError) {
     EXPECT_TRUE(refused({a_, "partial", "-ids:-1"}).find("is not a range") != std::string::npos);
 }
 
+TEST_F(ViewerCommandTest, OptionsThatAnActionDoesNotLookAtAreRefused) {
+    EXPECT_TRUE(refused({a_, "-start:5"}).starts_with("-start needs an action: "));
+    EXPECT_TRUE(refused({a_, "view", "-to", "x"}).starts_with("-to is not an option of \"view\". "));
+    EXPECT_TRUE(refused({a_, "stats", "-C:1m"}).starts_with("-C is not an option of \"stats\". "));
+    EXPECT_EQ(refused({a_, "view", "-end:5", "-digits:5"}),
+              "-end and -digits say the same thing: give one of them.");
+}
+
 TEST_F(ViewerCommandTest, EveryOptionStandsOnItsPage) {
     std::string page;
     for (const std::string& line : viewer_help_page()) page += line + "\n";
