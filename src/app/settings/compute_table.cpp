@@ -148,7 +148,7 @@ SettingsTable make_table() {
          .member = "Output",
          .values = "count",
          .menu_number = 6,
-         .option = {{"-C", ":<n>", "digits per compressed file; -1: one file", "", "0, text files"},
+         .option = {{"-C", ":<n>", "digits per compressed file", "", "text files"},
                     CountValue<C>{kAnyCount, [](C& c, i64 count) { c.settings.digits_per_file = count; }}},
          .other_word = "-compress",
          .meaning = "write compressed files (.kvd) of so many digits each, a million or more; `-1`: all "
@@ -203,6 +203,7 @@ OptionTable<C> option_table(const SettingsTable& table) {
         if (*row.other_word == 0) continue;
         options.push_back(row.option);
         options.back().text.name = row.other_word;
+        options.back().text.help.clear();  // the page has the first word
     }
     return options;
 }

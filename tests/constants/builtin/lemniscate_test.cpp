@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "arith/m61/m61.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/builtin/arcsinlemn.h"
@@ -27,7 +27,6 @@ using trel::InvalidParametersException;
 using trel::u64;
 using trel::Word;
 
-namespace m61 = trel::m61;
 
 namespace {
 
@@ -229,7 +228,7 @@ TEST(ArcSinlemnTest, Terms) {
         EXPECT_EQ(reference::to_mpz(R.T, R.L), mpz_class((2 * z - 1) * (4 * z - 3) * x4));
         EXPECT_EQ(reference::to_mpz(P.T, P.L), reference::to_mpz(R.T, R.L));
         EXPECT_EQ(reference::to_mpz(Q.T, Q.L), mpz_class(2 * z * (4 * z + 1) * y4));
-        EXPECT_EQ(Q.residue, m61::hash_words(Q.T, Q.L));
+        EXPECT_EQ(Q.residue, trel::goldilocks::of_words(Q.T, Q.L));
     }
 }
 

@@ -199,7 +199,7 @@ TEST_F(KvdHeaderFileTest, LongHeadersCostLittle) {
         header.first_digits = kPi50 + std::string(more, '7');
         folder_.write("x.kvd", header.text() + std::string(100000, 'x'));
         const FaultyFile disk;
-        const BasicKvdFileReader reader(folder_.file("x.kvd"));
+        const BasicKvdFileReader reader(folder_.file("x.kvd"), disk.file_calls());
         u64 bytes = 0;
         for (const FaultyFile::Made& call : disk.calls()) {
             if (call.call == FaultyFile::Call::read) bytes += call.bytes;

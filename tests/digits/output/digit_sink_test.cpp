@@ -423,7 +423,8 @@ TEST(DigitSinkTest, AnOldSetIsCountedOnce) {
         writer.close();
     }
     const FaultyFile disk;
-    OutputFiles::check(folder.file(""), {{10, "x", values.size(), kKvdFormat, 100}}, {});
+    OutputFiles::check(folder.file(""), {{10, "x", values.size(), kKvdFormat, 100}},
+                       {.calls = &disk.file_calls()});
     EXPECT_GE(disk.count(FaultyFile::Call::open), kFiles);
     EXPECT_LE(disk.count(FaultyFile::Call::open), 5 * kFiles);
 }
@@ -437,11 +438,11 @@ TEST(DigitSinkTest, TheLedgerKnowsWhichFilesAreBegun) {
     Writing run(kLarge, kLarge, 0);
     run.writer.convert();
     FileLedger ledger;
-    const OutputOptions options{.ledger = &ledger};
+    FaultyFile disk;
+    const OutputOptions options{.ledger = &ledger, .calls = &disk.file_calls()};
     OutputFiles output(folder.file(""), {{10, "x", kLarge, kKvdFormat, 100}}, options, status);
     EXPECT_EQ(ledger.empty().size(), 64U);
     std::vector<std::size_t> begun;
-    FaultyFile disk;
     disk.on_call([&](FaultyFile::Call call) {
         if (call != FaultyFile::Call::write) return;
         begun.push_back(ledger.kept().size());
@@ -459,10 +460,10 @@ TEST(DigitSinkTest, TheLedgerKnowsWhichFilesAreBegun) {
 TEST(DigitSinkTest, OnlyTheLastFailureAsksForSpace) {
     const kalvor_test::TemporaryFolder folder;
     const std::vector<u8> values(300, 7);
-    const auto sink = digit_format(kKvdFormat).make_sink(folder.file("x"), {10, 300, 100});
+    FaultyFile disk;
+    const auto sink = digit_format(kKvdFormat).make_sink(folder.file("x"), {10, 300, 100}, disk.file_calls());
     const auto fail = [&](u64 write, trel::os::OsError error) {
-        FaultyFile disk;
-        disk.fail(FaultyFile::Call::write, write, error);
+        disk.fail(FaultyFile::Call::write, disk.count(FaultyFile::Call::write) + write, error);
         const auto writer = sink->make_writer("3.", nullptr);
         EXPECT_FALSE(sink->needs_space());
         EXPECT_THROW(writer->store_digits(values.data(), 0, values.size(), {}, trel::serial_context()),
@@ -526,9 +527,9 @@ TEST(DigitSinkTest, ASetThatFailsTwiceNamesNoFile) {
         const bool is_set = format == std::string(kKvdFormat);
         const std::string name = is_set ? "Dec - 1.kvd" : "Dec.txt";
         folder.write(name, "an older file");
-        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, format, is_set ? kPerFile / 2 : 0}},
-                           {.overwrite = true}, status);
         FaultyFile disk;
+        OutputFiles output(folder.file(""), {{10, "Dec", kDigits, format, is_set ? kPerFile / 2 : 0}},
+                           {.overwrite = true, .calls = &disk.file_calls()}, status);
         disk.fail(FaultyFile::Call::write, is_set ? 5 : 2, FaultyFile::write_fault());
         disk.fail(FaultyFile::Call::flush, 1, FaultyFile::write_fault());
         EXPECT_THROW((void)output.write(run.writer, 10, true), trel::FileIO::FileException);
