@@ -27,7 +27,6 @@ using trel::InvalidParametersException;
 using trel::u64;
 using trel::Word;
 
-
 namespace {
 
 using Algorithm = LemniscateAlgorithm;
