@@ -121,7 +121,7 @@ TEST_F(OutputFaultsTest, TheWantedSpaceReachesTheFiles) {
 TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
     std::map<u64, std::string> want;
     for (u64 i = 0; i < 3; i++) want[kDigits + i] = digits_of(kDigits + i);
-    u64 seed = 5, total = 0;
+    u64 seed = 5, total = 0, all_refused = 0;
     const auto random = [&] {
         seed = seed * 6364136223846793005U + 1442695040888963407U;
         return seed >> 33;
@@ -155,14 +155,20 @@ TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
             schedule.insert(schedule.end(), burst, static_cast<int>(random() % runs.size()));
         }
         run_in_lock_step(runs, schedule);
-        ASSERT_FALSE(succeeded.empty()) << "all runs were refused";
         total += succeeded.size();
         const std::string there = folder_.read(out(kName));
+        if (succeeded.empty()) {
+            // Windows lets nobody replace a file that another run is just reading: then all may be refused.
+            all_refused++;
+            EXPECT_EQ(there, "3.14159");
+            continue;
+        }
         bool is_of_a_run = false;
         for (const u64 digits : succeeded) is_of_a_run |= want[digits] == there;
         EXPECT_TRUE(is_of_a_run) << there.size();
     }
     EXPECT_GE(total, 60U);
+    EXPECT_LE(all_refused, 3U);
 }
 
 }  // namespace
