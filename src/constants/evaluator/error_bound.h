@@ -21,7 +21,7 @@ struct PowerOfTwo {
     PowerOfTwo operator*(const PowerOfTwo& other) const;
     PowerOfTwo inverse() const;
     // This times 2^bits.
-    PowerOfTwo shifted(i64 bits) const;
+    PowerOfTwo shifted(i64 n) const;
 };
 // The powers of two around |A|, A != 0: at_least <= |A| < above.
 PowerOfTwo at_least(const BigFloat& A);
