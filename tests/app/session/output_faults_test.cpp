@@ -48,6 +48,15 @@ class OutputFaultsTest : public testing::Test {
             throw trel::FileIO::FileException(e.function, e.message, "");
         }
     }
+    // Whether this system renames over a file that is open for reading.
+    bool a_file_that_is_read_can_be_replaced() const {
+        folder_.write("read", "old");
+        folder_.write("new", "new");
+        const std::ifstream reader(folder_.file("read"));
+        std::error_code refused;
+        std::filesystem::rename(folder_.file("new"), folder_.file("read"), refused);
+        return !refused;
+    }
     void clear() const {
         std::filesystem::remove_all(folder_.file("out"));
         std::filesystem::create_directory(folder_.file("out"));
@@ -158,7 +167,7 @@ TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
         total += succeeded.size();
         const std::string there = folder_.read(out(kName));
         if (succeeded.empty()) {
-            // Windows lets nobody replace a file that another run is just reading: then all may be refused.
+            // Where a file that is being read cannot be replaced, all runs may refuse each other.
             all_refused++;
             EXPECT_EQ(there, "3.14159");
             continue;
@@ -168,7 +177,7 @@ TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {
         EXPECT_TRUE(is_of_a_run) << there.size();
     }
     EXPECT_GE(total, 60U);
-    EXPECT_LE(all_refused, 3U);
+    EXPECT_LE(all_refused, a_file_that_is_read_can_be_replaced() ? 0U : 3U);
 }
 
 }  // namespace

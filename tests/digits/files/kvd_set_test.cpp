@@ -44,6 +44,14 @@ std::map<std::string, std::string> files_in(const kalvor_test::TemporaryFolder& 
     return files;
 }
 
+// Keeps the number of open files, and the largest that it has been.
+void count_open_files(FaultyFile& disk, trel::i64& open, trel::i64& most) {
+    disk.on_call([&](FaultyFile::Call call) {
+        if (call == FaultyFile::Call::open) most = std::max(most, ++open);
+        if (call == FaultyFile::Call::close) open--;
+    });
+}
+
 void write_set(const kalvor_test::TemporaryFolder& folder, const std::string& base, u8 radix, u64 D,
                const std::vector<u8>& digits) {
     for (const auto& [name, content] : reference_set(base, radix, D, digits)) folder.write(name, content);
@@ -480,12 +488,9 @@ TEST_F(KvdSetTest, SetsOfManyFiles) {
     const u64 total = 100 * (2 * BasicKvdSetWriter::kOpenFiles + 70) + 50;
     const std::vector<u8> digits = random_digits(total, 10, 14);
     const auto want = reference_set("x", 10, 100, digits);
-    trel::i64 open = 0, most = 0;
     FaultyFile disk;
-    disk.on_call([&](FaultyFile::Call call) {
-        if (call == FaultyFile::Call::open) most = std::max(most, ++open);
-        if (call == FaultyFile::Call::close) open--;
-    });
+    trel::i64 open = 0, most = 0;
+    count_open_files(disk, open, most);
     {
         BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, total, SectorWindow::kDefaultBytes,
                                  nullptr, disk.file_calls());
@@ -516,12 +521,9 @@ TEST_F(KvdSetTest, SetsOfManyFiles) {
 TEST_F(KvdSetTest, ManyBegunFiles) {
     const u64 files = BasicKvdSetWriter::kOpenFiles + 30, total = 100 * files;
     const std::vector<u8> digits = random_digits(total, 10, 18);
-    trel::i64 open = 0, most = 0;
     FaultyFile disk;
-    disk.on_call([&](FaultyFile::Call call) {
-        if (call == FaultyFile::Call::open) most = std::max(most, ++open);
-        if (call == FaultyFile::Call::close) open--;
-    });
+    trel::i64 open = 0, most = 0;
+    count_open_files(disk, open, most);
     {
         BasicKvdSetWriter writer(folder_.file("x"), kPi50, 10, 100, total, SectorWindow::kDefaultBytes,
                                  nullptr, disk.file_calls());
