@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/entry/entry.h"
 #include "app/session/normal_float_session_b.h"
 #include "base/clock/timer.h"
 #include "base/console/console.h"
@@ -88,10 +89,11 @@ void BM_Progress(benchmark::State& state) {
         settings.set_decimal_digits(state.range(0));
         settings.parallelism.task_decomposition = static_cast<trel::u64>(state.range(1));
         std::vector<Sample> samples;
+        const kalvor::AuthorizationToken token = kalvor::StartUpCalls::authorization();
         {
             const Quiet quiet;
             trel::LinearConsoleNode status(79, 1.0);
-            kalvor::NormalFloatSessionB session(std::move(settings), status);
+            kalvor::NormalFloatSessionB session(std::move(settings), token, status);
             Watch watch(status, state.range(2) != 0);
             session.run();
             samples = watch.samples();

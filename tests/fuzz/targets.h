@@ -256,8 +256,17 @@ struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
 };
-inline constexpr Target kTargets[] = {{"acfg", acfg},       {"json", json},     {"text", text},
-                                      {"numbers", numbers}, {"smbios", smbios}, {"exceptions", exceptions},
-                                      {"kvd", kvd}};
+// One a line.
+// clang-format off
+inline constexpr Target kTargets[] = {
+    {"acfg", acfg},
+    {"json", json},
+    {"text", text},
+    {"numbers", numbers},
+    {"smbios", smbios},
+    {"exceptions", exceptions},
+    {"kvd", kvd},
+};
+// clang-format on
 
 }  // namespace fuzz

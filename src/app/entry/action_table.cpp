@@ -1,12 +1,12 @@
 #include "app/entry/action_table.h"
 
+#include "app/custom/compute_options.h"
 #include "app/entry/about_page.h"
 #include "app/entry/config_action.h"
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
-#include "app/session/console_run.h"
 #include "app/settings/compute_settings.h"
-#include "app/settings/custom_options.h"
+#include "app/settings/option_help.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
@@ -23,13 +23,22 @@ using CommandLine::ParameterList;
 
 namespace {
 
-void run_custom(ParameterList& parameters) {
+bool run_custom(ParameterList& parameters, const AuthorizationToken& token) {
     parameters.advance();
     if (!parameters.has_more()) {
         print_usage();
-        return;
+        return true;
     }
-    run_on_console(parse_custom_options(parameters));
+    run_or_save(parse_custom_options(parameters), token);
+    return true;
+}
+
+// An action that needs no token and has no other failure than an exception.
+auto plain(void (*run)(ParameterList&)) {
+    return [run](ParameterList& parameters, const AuthorizationToken&) {
+        run(parameters);
+        return true;
+    };
 }
 
 void run_about(ParameterList& parameters) {
@@ -38,7 +47,7 @@ void run_about(ParameterList& parameters) {
 }
 
 ActionRow missing(const char* word, const char* what) {
-    return {word, "", "", [what](ParameterList&) { not_available(what); }};
+    return {word, "", "", [what](ParameterList&, const AuthorizationToken&) -> bool { not_available(what); }};
 }
 
 // What the user may have meant by a word that is not an action.
@@ -79,27 +88,28 @@ std::string meant_by(const ParameterList& parameters) {
 
 const std::vector<ActionRow>& action_table() {
     static const std::vector<ActionRow> table = {
-        {"custom", "custom pi [options]", "compute Pi and write its digits", run_custom},
-        {"config", "config <file>", "what a settings file (\".cfg\") describes", run_config},
-        {"about", "about", "what this program is", run_about},
+        {"custom", "custom pi [options]", "compute Pi and write its digits", run_custom,
+         [] { return custom_help(); }},
+        {"config", "config <file>", "what a settings file (\".cfg\") describes", run_config,
+         config_help_page},
+        {"about", "about", "what this program is", plain(run_about)},
         missing("bench", Missing::kBenchmarkPi),
         missing("stress", Missing::kStressTester),
         missing("benchio", Missing::kIoAnalysis),
-        {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", BBPv2::run_bbp},
+        {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", plain(BBPv2::run_bbp),
+         BBPv2::bbp_help_page},
         {"digitviewer", "digitviewer [file]", "look at digit files, extract, compress",
-         [](ParameterList& parameters) { DigitViewer2::run_viewer_command(parameters); }},
+         plain([](ParameterList& parameters) { DigitViewer2::run_viewer_command(parameters); }),
+         DigitViewer2::viewer_help_page},
         missing("validate", Missing::kBenchmarkValidator),
         missing("slave", Missing::kSlaveMode),
     };
     return table;
 }
 
-void run_action(ParameterList& parameters) {
+bool run_action(ParameterList& parameters, const AuthorizationToken& token) {
     for (const ActionRow& action : action_table()) {
-        if (action.word == parameters.current().first) {
-            action.run(parameters);
-            return;
-        }
+        if (action.word == parameters.current().first) return action.run(parameters, token);
     }
     refuse_action(parameters);
 }

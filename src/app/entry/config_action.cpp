@@ -37,22 +37,25 @@ constexpr const char* kSeeHelp = "See \"kalvor help config\".";
 struct ConfigAction {
     const char* rejected;  // message when the settings cannot be used
     bool available;
-    std::function<ConfigJob(const Object& root)> build;
+    std::function<ConfigJob(const Object& root, const AuthorizationToken& token)> build;
 };
 
-ConfigJob build_custom_compute(const Object& root) {
+ConfigJob build_custom_compute(const Object& root, const AuthorizationToken& token) {
     const Section section = Section(root, "", {}).section("CustomCompute");
     std::vector<std::string> warnings;
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object(), warnings));
     for (const std::string& warning : warnings) Console::labelled_line("Warning", warning, 'Y');
     // Last: settings that are refused leave no folder behind.
     if (settings->wants_folder()) FileIO::prepare_output_folder(settings->path);
-    return [settings] { run_on_console(std::move(*settings)); };
+    return [settings, token] {
+        run_on_console(std::move(*settings), token);
+        return true;
+    };
 }
 
 // An action whose settings this version does not know how to use.
 auto build_missing(const char* key, const char* what) {
-    return [key, what](const Object& root) -> ConfigJob {
+    return [key, what](const Object& root, const AuthorizationToken&) -> ConfigJob {
         (void)Section(root, "", {}).section(key);
         not_available(what);
     };
@@ -125,7 +128,16 @@ std::unique_ptr<Config::Node> load(const std::string& path) {
 
 }  // namespace
 
-void run_config(ParameterList& parameters) {
+std::vector<std::string> config_help_page() {
+    return {"Usage:  kalvor [console options] config <file>",
+            "",
+            "Runs what the settings file describes. \".cfg\" may be left out.",
+            "docs/sample.cfg of the sources is a file that works; docs/formats.md tells the",
+            "form.",
+            ""};
+}
+
+bool run_config(ParameterList& parameters, const AuthorizationToken& token) {
     parameters.advance();
     if (!parameters.has_more()) {
         Console::print_problem(std::string("config needs the path of a settings file: config <file>.\n") +
@@ -152,7 +164,7 @@ void run_config(ParameterList& parameters) {
         }
         return found->second;
     });
-    build_or_reject([&] { return action.build(section.object()); }, action.rejected)();
+    return build_or_reject([&] { return action.build(section.object(), token); }, action.rejected)();
 }
 
 }  // namespace kalvor

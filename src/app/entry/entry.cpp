@@ -31,10 +31,10 @@ using CommandLine::ParameterList;
 
 namespace {
 
-void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
+bool run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     const CommandLine::ConsoleSettings& settings = CommandLine::console_settings();
     CommandLine::consume_console_options(parameters);
-    if (answer_help(parameters)) return;
+    if (answer_help(parameters)) return true;
     calls.install_crash_report();
     calls.set_process_priority(settings.process_priority);
     print_feature_check(calls.detect_features(), settings.skip_warnings);
@@ -43,12 +43,9 @@ void run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     if (const std::string error = isa_refusal(); !error.empty()) {
         throw CommandLine::RefusedException(error);
     }
+    const AuthorizationToken token = calls.authorize();
     Console::set_color('w');
-    if (parameters.has_more()) {
-        run_action(parameters);
-    } else {
-        run_main_menu();
-    }
+    return parameters.has_more() ? run_action(parameters, token) : run_main_menu(main_menu_actions(token));
 }
 
 // The sentence for the user, where there is one.
@@ -70,10 +67,9 @@ int shown_exit_code(int exit_code) {
 
 }  // namespace
 
-int run_reported(const std::function<void()>& body) {
+int run_reported(const std::function<bool()>& body) {
     try {
-        body();
-        return kExitSuccess;
+        return body() ? kExitSuccess : kExitFailure;
     } catch (const Exception& e) {
         const Console::ErrorOutput errors;
         print_words(plain_words(e));
@@ -101,6 +97,10 @@ int run_reported(const std::function<void()>& body) {
         os::exit_process(kExitFailure);
     }
     return kExitFailure;
+}
+
+AuthorizationToken StartUpCalls::authorization(u64 size_limit) {
+    return AuthorizationToken::issue(size_limit);
 }
 
 const StartUpCalls& StartUpCalls::of_this_machine() {
@@ -132,7 +132,7 @@ int run_program(const std::vector<std::string>& words, const StartUpCalls& calls
     ParameterList parameters(words);
     if (!settings.started_from_existing_console) calls.set_window_size(80, 25);
 
-    int exit_code = run_reported([&] { run_main_body(parameters, calls); });
+    int exit_code = run_reported([&] { return run_main_body(parameters, calls); });
     Console::set_color('w');
     Console::new_line();
     if (CommandLine::pauses_at_exit(settings, exit_code)) Console::pause('w');

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/session/authorization_token.h"
 #include "base/names/names.h"
 #include "os/types.h"
 #include "platform/sysinfo/processor_features.h"
@@ -16,10 +17,10 @@ namespace kalvor {
 // Exit codes of the process.
 enum ExitCode : int { kExitSuccess = 0, kExitFailure = 1 };
 
-// Runs the body and returns the exit code. RunStopped ends the process as an interrupted one. Any other
-// exception that escapes it prints its report, one of the standard library its message in red; anything else
-// is reported as a crash and ends the process.
-int run_reported(const std::function<void()>& body);
+// Runs the body and returns the exit code: failure when it returns false. RunStopped ends the process as an
+// interrupted one. Any other exception that escapes it prints its report, one of the standard library its
+// message in red; anything else is reported as a crash and ends the process.
+int run_reported(const std::function<bool()>& body);
 
 // What the start-up asks of the system, in the order in which it does. Tests put calls of their own in place.
 struct StartUpCalls {
@@ -32,6 +33,12 @@ struct StartUpCalls {
     std::function<std::vector<u32>()> processor_group_sizes;
     // Of the program's own file. Empty: a build that is not sealed (integrity.h).
     std::function<void(const std::string& executable_path)> check_integrity;
+    // After it: what the sessions of this process are shown.
+    std::function<AuthorizationToken()> authorize = [] { return authorization(); };
+
+    // Sessions of at most so many decimal digits.
+    static constexpr u64 kSizeLimit = 1000000000000000;
+    static AuthorizationToken authorization(u64 size_limit = kSizeLimit);
 
     // Without a check of the file.
     static const StartUpCalls& of_this_machine();

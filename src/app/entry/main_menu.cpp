@@ -19,7 +19,15 @@ namespace kalvor {
 namespace {
 
 MainMenuAction missing(const char* what) {
-    return {[what] { not_available(what); }, false};
+    return {[what]() -> bool { not_available(what); }, false};
+}
+
+// An entry that has no other failure than an exception.
+MainMenuAction plain(const std::function<void()>& run) {
+    return {[run] {
+        run();
+        return true;
+    }};
 }
 
 // The menu's lines; those with a number belong to an entry.
@@ -75,22 +83,24 @@ void print_banner() {
     Console::new_line();
 }
 
-void run_main_menu(const MainMenuActions& actions) {
+bool run_main_menu(const MainMenuActions& actions) {
     print_banner();
     for (;;) {
         print_menu(actions);
         const auto choice = Prompt::read_integer_in_range("option: ", 0, 7, 'T');
-        if (leads_on(actions[static_cast<size_t>(choice)].run)) return;
+        if (const auto passed = leads_on(actions[static_cast<size_t>(choice)].run)) return *passed;
     }
 }
 
-void run_main_menu() {
-    run_main_menu({missing(Missing::kBenchmarkPi), missing(Missing::kStressTester),
-                   missing(Missing::kIoAnalysis), MainMenuAction{print_usage},
-                   MainMenuAction{[] { BBPv2::run_bbp_menu(); }},
-                   MainMenuAction{[] { DigitViewer2::Menu_DigitViewer(); }},
-                   MainMenuAction{[] { show_action_menu(advanced_options_menu(), false); }},
-                   MainMenuAction{print_about_page}});
+MainMenuActions main_menu_actions(const AuthorizationToken&) {
+    return {missing(Missing::kBenchmarkPi),
+            missing(Missing::kStressTester),
+            missing(Missing::kIoAnalysis),
+            plain(print_usage),
+            plain([] { BBPv2::run_bbp_menu(); }),
+            plain([] { DigitViewer2::Menu_DigitViewer(); }),
+            MainMenuAction{[] { return show_action_menu(advanced_options_menu(), false); }},
+            plain(print_about_page)};
 }
 
 }  // namespace kalvor

@@ -11,8 +11,6 @@
 #include "base/command_line/suggestion.h"
 #include "base/console/console.h"
 #include "base/version/version.h"
-#include "digits/bbp/bbp_command.h"
-#include "digits/viewer/viewer_command.h"
 
 namespace kalvor {
 
@@ -21,20 +19,8 @@ using CommandLine::ParameterList;
 
 namespace {
 
-constexpr const char* kConfigPage = "config";
-constexpr const char* kCustomPage = "custom";
-constexpr const char* kBbpPage = "bbp";
-constexpr const char* kViewerPage = "digitviewer";
-
 void print_lines(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) Console::print_line(line);
-}
-
-void print_config_help() {
-    print_lines({"Usage:  kalvor [console options] config <file>", "",
-                 "Runs what the settings file describes. \".cfg\" may be left out.",
-                 "docs/sample.cfg of the sources is a file that works; docs/formats.md tells the", "form.",
-                 ""});
 }
 
 bool is_help_word(const std::string& word) {
@@ -42,28 +28,21 @@ bool is_help_word(const std::string& word) {
 }
 
 void print_page(const std::string& page) {
-    const std::vector<std::string> pages = {kCustomPage, kConfigPage, kBbpPage, kViewerPage};
-    if (page == kCustomPage) {
-        print_lines(custom_help());
-    } else if (page == kConfigPage) {
-        print_config_help();
-    } else if (page == kBbpPage) {
-        print_lines(BBPv2::bbp_help_page());
-    } else if (page == kViewerPage) {
-        print_lines(DigitViewer2::viewer_help_page());
-    } else {
-        const auto& actions = action_table();
-        const bool action = std::any_of(actions.begin(), actions.end(),
-                                        [&](const ActionRow& row) { return row.word == page; });
-        if (!action && !is_help_word(page) && page != "help") {
-            throw CommandLine::RefusedException(
-                "help: " + CommandLine::quoted(page) +
-                " is not a page. Known: " + CommandLine::list_of(pages) + "." +
-                CommandLine::did_you_mean(CommandLine::nearest_name(page, pages)) + "\n" +
-                CommandLine::see_help("help"));
-        }
-        print_usage();
+    std::vector<std::string> pages;
+    bool action = false;
+    for (const ActionRow& row : action_table()) {
+        if (row.page) pages.push_back(row.word);
+        if (row.word != page) continue;
+        action = true;
+        if (row.page) return print_lines(row.page());
     }
+    if (!action && !is_help_word(page) && page != "help") {
+        throw CommandLine::RefusedException(
+            "help: " + CommandLine::quoted(page) + " is not a page. Known: " + CommandLine::list_of(pages) +
+            "." + CommandLine::did_you_mean(CommandLine::nearest_name(page, pages)) + "\n" +
+            CommandLine::see_help("help"));
+    }
+    print_usage();
 }
 
 // Whether a word behind the action asks for its page. What an option takes does not.

@@ -1,5 +1,7 @@
 #include "app/menus/action_menu.h"
 
+#include <optional>
+
 #include "app/menus/not_available.h"
 #include "base/prompt/prompt.h"
 #include "os/types.h"
@@ -23,18 +25,19 @@ void print_entry(size_t index, const ActionMenuEntry& entry) {
     }
 }
 
-void run_entry(const ActionMenuEntry& entry) {
-    if (entry.run()) return;
+bool run_entry(const ActionMenuEntry& entry) {
+    if (entry.run()) return true;
     Console::error_line("Tests Failed");
     Console::pause();
+    return false;
 }
 
 }  // namespace
 
 namespace {
 
-// One showing and one choice; false when the menu is to be shown again.
-bool show_once(const ActionMenu& menu, bool offer_run_all) {
+// One showing and one choice; nothing when the menu is to be shown again.
+std::optional<bool> show_once(const ActionMenu& menu, bool offer_run_all) {
     const size_t first = offer_run_all ? 1 : 0;
     Console::print_line(menu.title, 'P');
     Console::new_line();
@@ -43,17 +46,19 @@ bool show_once(const ActionMenu& menu, bool offer_run_all) {
     Console::new_line();
     const i64 last = static_cast<i64>(menu.entries.size() + first) - 1;
     const size_t choice = static_cast<size_t>(Prompt::read_integer_in_range("option: ", 0, last, 'T'));
-    if (choice >= first) return leads_on([&] { run_entry(menu.entries[choice - first]); });
+    if (choice >= first) return leads_on([&] { return run_entry(menu.entries[choice - first]); });
+    bool passed = true;
     for (const ActionMenuEntry& entry : menu.entries) {
-        if (entry.available) run_entry(entry);
+        if (entry.available && !run_entry(entry)) passed = false;
     }
-    return true;
+    return passed;
 }
 
 }  // namespace
 
-void show_action_menu(const ActionMenu& menu, bool offer_run_all) {
-    while (!show_once(menu, offer_run_all)) {
+bool show_action_menu(const ActionMenu& menu, bool offer_run_all) {
+    for (;;) {
+        if (const std::optional<bool> passed = show_once(menu, offer_run_all)) return *passed;
     }
 }
 

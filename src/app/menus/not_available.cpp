@@ -10,14 +10,13 @@ void not_available(const std::string& what) {
     throw NotAvailableException(what + " is not available in this version.");
 }
 
-bool leads_on(const std::function<void()>& run) {
+std::optional<bool> leads_on(const std::function<bool()>& run) {
     try {
-        run();
-        return true;
+        return run();
     } catch (const NotAvailableException& e) {
         Console::print_problem(e.what());
         Console::new_line();
-        return false;
+        return std::nullopt;
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "base/errors/expected_exceptions.h"
@@ -18,9 +19,9 @@ TREL_EXPECTED_EXCEPTION(NotAvailableException);
 inline constexpr const char* kNotAvailableYet = "  (not available yet)";
 inline constexpr char kDim = 'd';
 
-// Runs what a menu's entry does. False when that is not available: the error line is printed, and the menu
-// comes again.
-bool leads_on(const std::function<void()>& run);
+// Runs what a menu's entry does and returns what that returns. Nothing when it is not available: the error
+// line is printed, and the menu comes again.
+std::optional<bool> leads_on(const std::function<bool()>& run);
 
 // What is missing, by the names that menus, action words and settings files answer with.
 namespace Missing {

@@ -6,9 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "base/clock/cpu_utilization.h"
+#include "base/clock/reference_clock.h"
 #include "base/clock/timer.h"
+#include "base/clock/timer_check.h"
+#include "base/console/colors.h"
 #include "base/names/names.h"
 #include "digits/output/digit_stats.h"
+#include "os/clock.h"
 #include "os/types.h"
 #include "platform/sysinfo/system_record.h"
 
@@ -32,23 +37,46 @@ struct RunChecks {
     u64 errors = 0;      // found, and gone when the operation was done again
 };
 
+// What the comparison with known digits found.
+struct SpotCheckResult {
+    i64 position = 0;   // the last that was compared, minus the first that differs, 0: none
+    u64 last_good = 0;  // before the one that differs
+};
+
 struct RunRecord {
     SystemRecord system;
-    std::string constant;
-    std::string algorithm;
+    std::string user;                                // as reports show it: a name, or why there is none
+    std::string constant, constant_file, algorithm;  // long name, name in file names, long name
+    Console::ColorLetter constant_color = 'w';
     u64 decimal_digits = 0;
-    u64 hexadecimal_digits = 0;  // 0 = disabled
+    u64 hexadecimal_digits = 0;                // 0 = disabled
+    std::string mode, threading;               // display texts
+    u64 working_memory = 0, total_memory = 0;  // bytes that the run announces
+    std::string configuration;                 // the settings object as text
+    std::string folder;                        // of the files, with its final "/"; as the settings name it
     std::string start_date;
     std::string end_date;
+    os::LocalTime end_time{};
     TimeSpan compute_time;
     double compute_seconds = 0;  // computation and radix conversion
     double wall_seconds = 0;     // start to end
+    u64 processors = 1;          // active ones of the machine
+    CpuUtilization utilization;
     std::optional<OutputStats> decimal;
     std::optional<OutputStats> hexadecimal;
     std::vector<WrittenFile> files;
     RunChecks checks;
-    i64 spot_check = 0;  // the last position that was compared with known digits, 0: none
+    SpotCheckResult spot_check;
+    // The last hexadecimal digits computed a second time: the last position, or the first that differs.
+    std::optional<u64> bbp_good_through, bbp_mismatch;
+    TimerCheck timer_check = TimerCheck::unable;
+    ReferenceClocks clocks;
+    bool debugger = false;
+    bool contiguous = true;  // not resumed from a checkpoint
+    bool colors = false;
+    u64 ecc_recovered = 0;  // errors in data that redundancy has corrected
     std::string event_log;
+    std::string validation_file;  // its path, once it is written
 };
 
 }  // namespace kalvor

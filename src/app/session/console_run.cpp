@@ -55,21 +55,22 @@ std::string interrupted_text(const std::vector<std::string>& kept) {
     return text;
 }
 
-void run_on_console(ComputeSettings settings) {
+RunRecord run_on_console(ComputeSettings settings, const AuthorizationToken& token) {
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     RunEnvironment environment;
     environment.include_pii = CommandLine::console_settings().include_pii;
-    NormalFloatSessionB session(std::move(settings), console, &console, std::move(environment));
+    NormalFloatSessionB session(std::move(settings), token, console, &console, std::move(environment));
+    RunRecord record;
     {
         const os::InterruptWatch watch([&] { session.request_stop(); },
                                        [&] { end_busy_run(session.files(), console); }, kGraceMilliseconds);
         try {
-            session.run();
+            record = session.run();
         } catch (const RunStopped&) {
         }
     }
     // Also when the interrupt came too late to stop anything: the exit code tells the caller of it.
-    if (!session.stop_requested()) return;
+    if (!session.stop_requested()) return record;
     print_interrupted(session.files().kept());
     throw RunStopped();
 }

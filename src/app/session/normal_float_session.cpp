@@ -20,12 +20,16 @@ constexpr u64 kLabelWidth = 22;
 
 }  // namespace
 
-NormalFloatSession::NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
+NormalFloatSession::NormalFloatSession(const char* constructor, ComputeSettings settings,
+                                       const AuthorizationToken& token, Status& status, Terminal* terminal,
                                        RunEnvironment environment)
     : settings_(std::move(settings)),
+      token_(token),
       status_(status),
       terminal_(terminal),
-      environment_(std::move(environment)) {}
+      environment_(std::move(environment)) {
+    token_.require(constructor, settings_.size.decimal_digits);
+}
 
 NormalFloatSession::~NormalFloatSession() = default;
 
@@ -136,6 +140,7 @@ void NormalFloatSession::run_phases() {
     status_.Status_Line("");
     log("Begin Computation");
     const ProcessTimer compute_timer;
+    token_.require("NormalFloatSession::run()", settings_.size.decimal_digits);
     compute();
     log("End Computation");
     end_phase();
@@ -146,7 +151,7 @@ void NormalFloatSession::run_phases() {
     DigitResults digits = write_digits(digit_request(), *output_);
     record_.hexadecimal = std::move(digits.hexadecimal);
     record_.decimal = std::move(digits.decimal);
-    record_.spot_check = digits.spot_check;
+    record_.spot_check.position = digits.spot_check;
     finish_checks();
     log(counts_of_checks(record_.checks));
     log("Digits Written");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/record/run_record.h"
+#include "app/session/authorization_token.h"
 #include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
 #include "app/settings/compute_settings.h"
@@ -56,9 +57,10 @@ class NormalFloatSession {
     void set_reference_folder(std::string folder) { reference_folder_ = std::move(folder); }
 
   protected:
-    // status and terminal outlive the session; the terminal may be missing.
-    NormalFloatSession(ComputeSettings settings, Status& status, Terminal* terminal,
-                       RunEnvironment environment);
+    // Throws InvalidParametersException at `constructor` for a token that is not valid or a size beyond its
+    // limit. token, status and terminal outlive the session; the terminal may be missing.
+    NormalFloatSession(const char* constructor, ComputeSettings settings, const AuthorizationToken& token,
+                       Status& status, Terminal* terminal, RunEnvironment environment);
 
     // The phases of a run, in this order.
     virtual void check_memory() = 0;
@@ -95,6 +97,7 @@ class NormalFloatSession {
     OutputOptions output_options();
 
     const ComputeSettings settings_;
+    const AuthorizationToken& token_;
     Status& status_;
     Terminal* const terminal_;
     const RunEnvironment environment_;

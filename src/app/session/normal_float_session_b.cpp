@@ -27,9 +27,10 @@ struct NormalFloatSessionB::Memory {
     std::optional<BigFloat> value;
 };
 
-NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal,
-                                         RunEnvironment environment)
-    : NormalFloatSession(std::move(settings), status, terminal, std::move(environment)),
+NormalFloatSessionB::NormalFloatSessionB(ComputeSettings settings, const AuthorizationToken& token,
+                                         Status& status, Terminal* terminal, RunEnvironment environment)
+    : NormalFloatSession("NormalFloatSessionB::NormalFloatSessionB()", std::move(settings), token, status,
+                         terminal, std::move(environment)),
       plan_(RunPlan::make(this->settings(), this->settings().size)) {}
 
 NormalFloatSessionB::~NormalFloatSessionB() = default;

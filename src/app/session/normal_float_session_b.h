@@ -13,8 +13,9 @@ namespace kalvor {
 // (LimitExceededException) before anything is allocated.
 class NormalFloatSessionB final : public NormalFloatSession {
   public:
-    NormalFloatSessionB(ComputeSettings settings, Status& status, Terminal* terminal = nullptr,
-                        RunEnvironment environment = {});
+    // What NormalFloatSession says of its parameters holds.
+    NormalFloatSessionB(ComputeSettings settings, const AuthorizationToken& token, Status& status,
+                        Terminal* terminal = nullptr, RunEnvironment environment = {});
     ~NormalFloatSessionB() override;
 
     MemoryPlan estimate_memory() const { return plan_.memory; }

@@ -29,6 +29,8 @@ struct ComputeSettings {
     bool force = false;                 // run although the memory is not there
     static constexpr i64 kOneFile = -1;
     i64 digits_per_file = 0;  // of compressed files; 0: text files
+    std::string log_path;     // every event is also appended to this file; empty: to none
+    u64 bbp_digits = 0;       // so many of the last hexadecimal digits are computed a second time
     ParallelismSettings parallelism;
     ChoiceSetting<AllocatorConfig> allocator{"Allocator", "    Memory Allocator:       ", allocator_choices(),
                                              kDefaultAllocator};

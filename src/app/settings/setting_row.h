@@ -1,6 +1,6 @@
 // A setting of a computation as a row of a table: all that files, command line, help, menus and remote user
 // interfaces know of it. How it is read, written, shown and edited is a Setting (base/settings); the row says
-// where that stands. The loops over the rows are in compute_settings_object.cpp, custom_options.cpp and
+// where that stands. The loops over the rows are in compute_settings_object.cpp, app/custom and
 // option_help.cpp.
 #pragma once
 
@@ -25,6 +25,7 @@ struct ComputeChoices {
     std::optional<u64> threads;
     bool framework_chosen = false;
     bool tasks_chosen = false;
+    std::string save_path;  // of the settings file that is to be written instead of a run; empty: none
 };
 
 // Texts for the user of what was corrected while a setting was read.

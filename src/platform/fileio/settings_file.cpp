@@ -54,13 +54,18 @@ std::string with_config_extension(std::string path) {
     return path;
 }
 
+void write_config_file(const std::string& path, const std::string& action,
+                       std::unique_ptr<Config::Object> settings, const FileCalls& calls) {
+    const std::string text = config_file_text(action, std::move(settings));
+    RawFile file(path, OpenMode::create, false, false, calls);
+    file.store(text.data(), 0, text.size());
+}
+
 void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,
                       const FileCalls& calls) {
     Console::print_line("Enter path to save configuration file. (the .cfg extension can be omitted)");
     const std::string path = with_config_extension(Prompt::read_text("Path", 'T'));
-    const std::string text = config_file_text(action, std::move(settings));
-    RawFile file(path, OpenMode::create, false, false, calls);
-    file.store(text.data(), 0, text.size());
+    write_config_file(path, action, std::move(settings), calls);
 }
 
 }  // namespace trel::FileIO

@@ -25,6 +25,10 @@ std::unique_ptr<Config::Node> load_config_file(const std::string& path,
 // the action's name}; lines end in CR LF.
 std::string config_file_text(const std::string& action, std::unique_ptr<Config::Object> settings);
 
+// Writes that file, over an existing one. Throws FileException.
+void write_config_file(const std::string& path, const std::string& action,
+                       std::unique_ptr<Config::Object> settings,
+                       const FileCalls& calls = FileCalls::of_this_machine());
 // Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one.
 // Throws FileException, and EndOfStreamException when nobody answers.
 void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,

@@ -29,10 +29,18 @@ std::string refused(const std::function<ConfigJob()>& build) {
 TEST(BuildOrRejectTest, SoundSettingsMakeTheJob) {
     int runs = 0;
     CaptureConsole console;
-    const ConfigJob job = build_or_reject([&] { return [&] { runs++; }; }, "Cannot run it.");
+    const ConfigJob job = build_or_reject(
+        [&] {
+            return [&] {
+                runs++;
+                return runs == 1;
+            };
+        },
+        "Cannot run it.");
     EXPECT_EQ(runs, 0);
-    job();
+    EXPECT_TRUE(job());
     EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(job());
     EXPECT_EQ(console.text(), "");
 }
 

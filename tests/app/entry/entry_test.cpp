@@ -27,7 +27,11 @@ namespace {
 
 std::string said(const std::function<void()>& body, int exit_code) {
     CaptureConsole console(CaptureConsole::terminal, true);
-    EXPECT_EQ(run_reported(body), exit_code);
+    EXPECT_EQ(run_reported([&] {
+                  body();
+                  return true;
+              }),
+              exit_code);
     return console.take();
 }
 
@@ -35,6 +39,12 @@ std::string said(const std::function<void()>& body, int exit_code) {
 
 TEST(RunReportedTest, NothingEscapes) {
     EXPECT_EQ(said([] { trel::Console::print("done"); }, 0), "done");
+}
+
+TEST(RunReportedTest, AFailureIsNoMoreThanTheExitCode) {
+    CaptureConsole console;
+    EXPECT_EQ(run_reported([] { return false; }), 1);
+    EXPECT_EQ(console.take(), "");
 }
 
 TEST(RunReportedTest, AnExceptionPrintsItsReport) {
@@ -97,6 +107,10 @@ class StartUpTest : public testing::Test {
             return std::vector<trel::u32>{64, 8};
         };
         calls_.check_integrity = [=](const std::string& path) { mark("integrity of " + path); };
+        calls_.authorize = [=] {
+            mark("token");
+            return StartUpCalls::authorization(1000);
+        };
     }
     void TearDown() override { trel::CommandLine::console_settings() = before_; }
 
@@ -128,7 +142,7 @@ std::string checks(const std::string& priority, bool skip_warnings) {
            printed([&] { trel::print_feature_check({}, skip_warnings); }) + "<groups>" + printed([] {
                trel::print_group_balance_check({64, 8});
            }) +
-           "<integrity of /somewhere/bin/kalvor>{w}";
+           "<integrity of /somewhere/bin/kalvor><token>{w}";
 }
 
 }  // namespace
@@ -161,7 +175,7 @@ TEST_F(StartUpTest, PausesByHowItEnded) {
 // The menu comes up where no action is left, whatever options there were; nobody answers it here.
 TEST_F(StartUpTest, WithoutAnActionTheMenu) {
     for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"colors:1", "pause:-1"}}) {
-        EXPECT_NE(run(words, 1).find("<integrity of /somewhere/bin/kalvor>{w}{g}Kalvor v"),
+        EXPECT_NE(run(words, 1).find("<integrity of /somewhere/bin/kalvor><token>{w}{g}Kalvor v"),
                   std::string::npos);
     }
     EXPECT_EQ(run({"colors:0", "pause:-2"}, 1).find('{'), std::string::npos);
@@ -187,6 +201,17 @@ TEST_F(StartUpTest, HelpComesAtOnce) {
     // What "-o" takes asks for nothing.
     const std::string text = run({"pause:-2", "custom", "pi", "-dec:x", "-o", "-h"}, 1);
     EXPECT_NE(text.find("-dec: \"x\" is not a number."), std::string::npos) << text;
+}
+
+// The action is given the token that the start-up has made.
+TEST_F(StartUpTest, TheTokenReachesTheSession) {
+    const std::string text = run({"custom", "pi", "-dec:1001", "-od:0"}, 1);
+    EXPECT_NE(text.find("Size Limit Exceeded.\n\nPlease contact the developer at bugs@kalvor.example."),
+              std::string::npos)
+        << text;
+    calls_.authorize = [] { return AuthorizationToken(); };
+    EXPECT_NE(run({"custom", "pi", "-dec:100", "-od:0"}, 1).find("AuthorizationToken is invalid."),
+              std::string::npos);
 }
 
 // Builds that are not sealed have no such check.
@@ -217,7 +242,7 @@ TEST(RunReportedTest, AnythingElseIsACrash) {
         {
             dup2(2, 1);  // where a death test looks
             std::filesystem::current_path(folder);
-            run_reported([] { throw "not ready to use."; });
+            run_reported([]() -> bool { throw "not ready to use."; });
         },
         testing::ExitedWithCode(1), "^" + kalvor_test::crash_report_text("Done!") + "$");
     int dumps = 0;

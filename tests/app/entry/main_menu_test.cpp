@@ -4,6 +4,7 @@
 
 #include "app/entry/about_page.h"
 #include "base/errors/exceptions.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 
 using namespace kalvor;
@@ -33,6 +34,10 @@ const std::string kLines =
     "{t}  7         About\n"
     "{w}\n\nEnter your choice:\n";
 const std::string kMenu = kBanner + kLines;
+
+MainMenuActions own_actions() {
+    return main_menu_actions(kalvor_test::authorized());
+}
 
 // The menu of this version.
 const std::string kOwnLines =
@@ -64,11 +69,14 @@ TEST(MainMenuTest, RunsEachEntryAndEnds) {
         std::string ran;
         MainMenuActions actions;
         for (int i = 0; i < 8; i++)
-            actions[static_cast<size_t>(i)].run = [&ran, i] { ran += std::to_string(i); };
+            actions[static_cast<size_t>(i)].run = [&ran, i] {
+                ran += std::to_string(i);
+                return i != 2;
+            };
         CaptureConsole console(CaptureConsole::terminal, true);
         const std::string typed = std::to_string(choice);
         console.type({typed.c_str()});
-        run_main_menu(actions);
+        EXPECT_EQ(run_main_menu(actions), choice != 2);
         EXPECT_EQ(ran, typed);
         EXPECT_EQ(console.take(), kMenu + "{w}option: {T}");
     }
@@ -77,7 +85,12 @@ TEST(MainMenuTest, RunsEachEntryAndEnds) {
 TEST(MainMenuTest, AsksAgainUntilTheChoiceIsInRange) {
     std::string ran;
     MainMenuActions actions;
-    for (int i = 0; i < 8; i++) actions[static_cast<size_t>(i)].run = [&ran, i] { ran += std::to_string(i); };
+    for (int i = 0; i < 8; i++) {
+        actions[static_cast<size_t>(i)].run = [&ran, i] {
+            ran += std::to_string(i);
+            return true;
+        };
+    }
     CaptureConsole console(CaptureConsole::terminal, true);
     console.type({"8", "-1", "1000000", "7"});
     run_main_menu(actions);
@@ -87,7 +100,7 @@ TEST(MainMenuTest, AsksAgainUntilTheChoiceIsInRange) {
 
 TEST(MainMenuTest, NobodyThere) {
     const CaptureConsole console;
-    EXPECT_THROW(run_main_menu(), trel::EndOfStreamException);
+    EXPECT_THROW(run_main_menu(own_actions()), trel::EndOfStreamException);
 }
 
 TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
@@ -96,7 +109,7 @@ TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type({choice, "", "about"});
-        EXPECT_THROW(run_main_menu(), trel::EndOfStreamException) << choice;
+        EXPECT_THROW(run_main_menu(own_actions()), trel::EndOfStreamException) << choice;
         EXPECT_EQ(console.take(), kBanner + kOwnLines + "{w}option: {T}\n{R}" + name +
                                       " is not available in this version.\n{w}\n" + kOwnLines +
                                       "{w}option: {T}{w}option: {T}{w}option: {T}");
@@ -106,7 +119,7 @@ TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
 TEST(MainMenuTest, LeadsToTheViewer) {
     CaptureConsole console;
     console.type({"5", "digits"});
-    EXPECT_THROW(run_main_menu(), trel::InvalidParametersException);
+    EXPECT_THROW(run_main_menu(own_actions()), trel::InvalidParametersException);
     EXPECT_TRUE(
         console.text().ends_with("Enter the path of the file (include .txt or .kvd extensions):\nPath: "));
 }
@@ -114,7 +127,7 @@ TEST(MainMenuTest, LeadsToTheViewer) {
 TEST(MainMenuTest, LeadsToTheExtractor) {
     CaptureConsole console;
     console.type({"4", "1", "1", "2", "100", "3", "8", "0"});
-    run_main_menu();
+    run_main_menu(own_actions());
     const std::string text = console.take();
     EXPECT_NE(text.find("  2     Hexadecimal Offset:       1,000,000,000\n"), std::string::npos);
     EXPECT_NE(text.find("  6     Modes:                    A, B, C\n"), std::string::npos);
@@ -126,7 +139,7 @@ TEST(MainMenuTest, LeadsToItsPages) {
     const auto run = [](std::initializer_list<std::string> typed) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type(typed);
-        run_main_menu();
+        run_main_menu(own_actions());
         return console.take().substr((kBanner + kOwnLines + "{w}option: {T}").size());
     };
     CaptureConsole console(CaptureConsole::terminal, true);

@@ -28,7 +28,7 @@ TEST(ActionMenuTest, RunsTheChosenEntry) {
     CaptureConsole console(CaptureConsole::terminal, true);
     std::string ran;
     console.type({"3", "-1", "2"});
-    show_action_menu(menu_of(ran, 3), false);
+    EXPECT_TRUE(show_action_menu(menu_of(ran, 3), false));
     EXPECT_EQ(ran, "c");
     EXPECT_EQ(console.take(),
               "{P}Some Tests\n\n"
@@ -42,7 +42,7 @@ TEST(ActionMenuTest, RunAllComesFirstAndGoesOnAfterAFailure) {
     CaptureConsole console(CaptureConsole::terminal, true);
     std::string ran;
     console.type({"0"});
-    show_action_menu(menu_of(ran, 3), true);
+    EXPECT_FALSE(show_action_menu(menu_of(ran, 3), true));
     EXPECT_EQ(ran, "abc");
     EXPECT_EQ(console.take(),
               "{P}Some Tests\n\n"
@@ -53,8 +53,10 @@ TEST(ActionMenuTest, RunAllComesFirstAndGoesOnAfterAFailure) {
               "\n{w}option: {T}\n{R}Tests Failed\n{w}{w}Press any key to continue . . . \n");
     ran.clear();
     console.type({"4", "3"});
-    show_action_menu(menu_of(ran, 3), true);
+    EXPECT_TRUE(show_action_menu(menu_of(ran, 3), true));
     EXPECT_EQ(ran, "c");
+    console.type({"2"});
+    EXPECT_FALSE(show_action_menu(menu_of(ran, 3), true));
 }
 
 // Dim, with a note, and back to the menu; "Run All" leaves it out.

@@ -6,6 +6,7 @@
 #include "app/settings/compute_size.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
 
@@ -68,7 +69,7 @@ TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
         settings.parallelism.task_decomposition = 1;
         const CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
-        NormalFloatSessionB session(std::move(settings), status);
+        NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), status);
         session.run();
         const std::size_t warning = console.text().find(
             "\nWarning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");

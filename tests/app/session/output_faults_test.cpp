@@ -15,6 +15,7 @@
 #include "fault/faulty_file.h"
 #include "fault/lock_step.h"
 #include "os/console.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 #include "support/temporary_folder.h"
 
@@ -41,7 +42,9 @@ class OutputFaultsTest : public testing::Test {
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
             trel::LinearConsoleNode status(79, 1.0);
-            NormalFloatSessionB(std::move(settings), status, nullptr, {.calls = &calls}).run();
+            NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), status, nullptr,
+                                {.calls = &calls})
+                .run();
         } catch (const trel::FileIO::FileException&) {
             throw;
         } catch (const trel::StringException& e) {  // a check that found something wrong

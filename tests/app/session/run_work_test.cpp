@@ -7,6 +7,7 @@
 
 #include "app/session/normal_float_session_b.h"
 #include "base/status/linear_console_node.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 
 namespace kalvor {
@@ -72,7 +73,7 @@ TEST_P(RunWorkTest, ARunAddsWhatItsPlanSays) {
     settings.output_enable = false;
     settings.parallelism.task_decomposition = tasks;
     Recorder recorder(settings);
-    NormalFloatSessionB session(std::move(settings), recorder);
+    NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), recorder);
     EXPECT_GT(session.expected_seconds(), 0);
     session.run();
     EXPECT_EQ(recorder.phases,

@@ -3,6 +3,7 @@
 
 #include "app/session/normal_float_session_b.h"
 #include "platform/sysinfo/system_record.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 
 namespace kalvor {
@@ -16,7 +17,8 @@ std::string recorded_serial(bool include_pii) {
     custom.output_enable = false;
     RunEnvironment environment;
     environment.include_pii = include_pii;
-    NormalFloatSessionB session(std::move(custom), trel::null_status(), nullptr, environment);
+    NormalFloatSessionB session(std::move(custom), kalvor_test::authorized(), trel::null_status(), nullptr,
+                                environment);
     return session.run().system.board_serial;
 }
 

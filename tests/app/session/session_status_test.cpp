@@ -12,6 +12,7 @@
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/interleave_allocator.h"
 #include "platform/memory/node_workers.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
 #include "support/temporary_folder.h"
 
@@ -99,13 +100,13 @@ TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
     {
         CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
-        NormalFloatSessionB(std::move(hexadecimal), status, &status).run();
+        NormalFloatSessionB(std::move(hexadecimal), kalvor_test::authorized(), status, &status).run();
         shown = console.take();
     }
     std::filesystem::remove_all(folder.file("a"));
     CaptureConsole console;
     LineRecorder recorder;
-    NormalFloatSessionB(std::move(same), recorder).run();
+    NormalFloatSessionB(std::move(same), kalvor_test::authorized(), recorder).run();
     // Nothing went past it.
     EXPECT_EQ(console.take(), "");
     EXPECT_EQ(lines_of(recorder.text), lines_of(shown));
@@ -122,13 +123,13 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
         {
             ComputeSettings settings = settings_for(3000, folder.file("one"));
             settings.output_verify = false;
-            NormalFloatSessionB session(std::move(settings), first);
+            NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), first);
             EXPECT_EQ(session.run().decimal_digits, 3000U);
         }
         {
             ComputeSettings settings = settings_for(12345, folder.file("two"));
             settings.enable_hex = true;
-            NormalFloatSessionB session(std::move(settings), second);
+            NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), second);
             const RunRecord& record = session.run();
             EXPECT_EQ(record.decimal->digits, 12345U);
             EXPECT_TRUE(record.checks.conversion);
@@ -157,7 +158,8 @@ TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
         EXPECT_GE(std::filesystem::file_size(draft), 3002U);
         LineRecorder second;
         try {
-            NormalFloatSessionB(settings_for(3000, folder.file("out")), second).run();
+            NormalFloatSessionB(settings_for(3000, folder.file("out")), kalvor_test::authorized(), second)
+                .run();
             ADD_FAILURE() << "two runs write one file";
         } catch (const trel::FileIO::FileException& e) {
             EXPECT_EQ(e.message,
@@ -165,7 +167,7 @@ TEST(SessionStatusTest, TheDigitFilesAreHeldBeforeTheComputation) {
         }
         EXPECT_EQ(second.text.find("Working Memory"), std::string::npos) << second.text;
     };
-    NormalFloatSessionB(settings_for(3000, folder.file("out")), first).run();
+    NormalFloatSessionB(settings_for(3000, folder.file("out")), kalvor_test::authorized(), first).run();
     EXPECT_TRUE(begun);
     EXPECT_EQ(folder.read("out/Pi - Dec - Chudnovsky.txt").size(), 3002U);
 }
@@ -180,7 +182,8 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
         settings.constant = make_constant("pi", "");
         settings.constant->select_algorithm(algorithm);
         LineRecorder recorder;
-        const std::string log = NormalFloatSessionB(std::move(settings), recorder).run().event_log;
+        const std::string log =
+            NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), recorder).run().event_log;
         std::vector<std::string> names;
         for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
             names.push_back(log.substr(log.rfind('\t', end) + 1, end - log.rfind('\t', end) - 1));
@@ -215,7 +218,7 @@ TEST(SessionStatusTest, AnotherAllocatorReportsThroughTheStatus) {
 
     CaptureConsole console;
     LineRecorder recorder;
-    NormalFloatSessionB session(std::move(settings), recorder);
+    NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), recorder);
     const std::string log = session.run().event_log;
     EXPECT_EQ(console.take(), "");
     // Once, before the line of the memory.
@@ -246,7 +249,7 @@ TEST(SessionStatusTest, WarningsOfTheFrameworkAreReported) {
     ComputeSettings settings = settings_for(1000, "");
     settings.output_enable = false;
     settings.parallelism.framework = std::make_unique<Warning>();
-    NormalFloatSessionB(std::move(settings), recorder).run();
+    NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), recorder).run();
     EXPECT_NE(recorder.text.find("\nof a thread\n"), std::string::npos) << recorder.text;
     EXPECT_EQ(recorder.text.find("of a thread"), recorder.text.rfind("of a thread"));
     EXPECT_EQ(console.take(), "");
@@ -259,7 +262,8 @@ TEST(SessionStatusTest, ARunBeyondTheAddressSpaceLeavesRoomForAnother) {
     RunEnvironment machine;
     machine.memory_status = [] { return trel::os::MemoryStatus{1000, 600, 1000000}; };
     LineRecorder first, second;
-    NormalFloatSessionB large(settings_for(1000, folder.file("out")), first, nullptr, machine);
+    NormalFloatSessionB large(settings_for(1000, folder.file("out")), kalvor_test::authorized(), first,
+                              nullptr, machine);
     try {
         large.run();
         ADD_FAILURE() << "not refused";
@@ -270,7 +274,7 @@ TEST(SessionStatusTest, ARunBeyondTheAddressSpaceLeavesRoomForAnother) {
     EXPECT_TRUE(large.files().kept().empty());
     EXPECT_EQ(console.take(), "");
 
-    NormalFloatSessionB(settings_for(1000, folder.file("out")), second).run();
+    NormalFloatSessionB(settings_for(1000, folder.file("out")), kalvor_test::authorized(), second).run();
     EXPECT_EQ(folder.read("out/Pi - Dec - Chudnovsky.txt").size(), 1002U);
 }
 
@@ -281,13 +285,15 @@ TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
     {
         LineRecorder recorder;
         recorder.stop_at_frame = [&] { frames++; };
-        NormalFloatSessionB(settings_for(200000, folder.file("out")), recorder).run();
+        NormalFloatSessionB(settings_for(200000, folder.file("out")), kalvor_test::authorized(), recorder)
+            .run();
     }
     ASSERT_GT(frames, 10);
     for (int at = 1; at <= frames; at += 1 + frames / 20) {
         std::filesystem::remove_all(folder.file("out"));
         LineRecorder recorder;
-        NormalFloatSessionB session(settings_for(200000, folder.file("out")), recorder);
+        NormalFloatSessionB session(settings_for(200000, folder.file("out")), kalvor_test::authorized(),
+                                    recorder);
         int seen = 0;
         recorder.stop_at_frame = [&] {
             if (++seen == at) session.request_stop();
@@ -317,9 +323,9 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
         LineRecorder recorder;
         ComputeSettings settings = settings_for(1000, "");
         settings.output_enable = false;
-        NormalFloatSessionB session(std::move(settings), recorder);
+        NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), recorder);
         session.set_reference_folder(folder.file(""));
-        return session.run().spot_check;
+        return session.run().spot_check.position;
     };
     EXPECT_EQ(run("10 | 1415926535\n20 | 8979323846\n2000 | 1\n"), 20);
     EXPECT_EQ(run("2000 | 1\n"), 0);
@@ -331,7 +337,7 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
     }
     // Digits that are known to be wrong get no name.
     LineRecorder recorder;
-    NormalFloatSessionB session(settings_for(1000, folder.file("out")), recorder);
+    NormalFloatSessionB session(settings_for(1000, folder.file("out")), kalvor_test::authorized(), recorder);
     session.set_reference_folder(folder.file(""));
     EXPECT_THROW(session.run(), trel::AlgorithmFailedException);
     EXPECT_NE(recorder.text.find("Spot Check: Mismatch at 20\n"), std::string::npos);

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "app/custom/compute_options.h"
 #include "app/entry/usage.h"
 #include "app/settings/compute_settings_object.h"
-#include "app/settings/custom_options.h"
 #include "app/settings/option_help.h"
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
@@ -149,7 +149,7 @@ class AddedRow {
     ComputeSettings parse(std::vector<std::string> words) {
         words.insert(words.begin(), {"kalvor", "pi", "-dec:100"});
         ParameterList parameters(words);
-        return parse_custom_options(parameters, table);
+        return parse_custom_options(parameters, table).settings;
     }
     SettingsTable table;
     std::string value = "sweet";

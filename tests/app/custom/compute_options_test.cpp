@@ -1,4 +1,4 @@
-#include "app/settings/custom_options.h"
+#include "app/custom/compute_options.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace {
 ComputeSettings parse(std::vector<std::string> words) {
     words.insert(words.begin(), {"kalvor", "pi"});
     ParameterList parameters(words);
-    return parse_custom_options(parameters);
+    return parse_custom_options(parameters).settings;
 }
 
 std::string summary(std::vector<std::string> words) {

@@ -1,7 +1,9 @@
-#include "app/settings/custom_options.h"
+#include "app/custom/compute_options.h"
 
 #include <algorithm>
 
+#include "app/session/console_run.h"
+#include "app/settings/compute_settings_object.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/shown_text.h"
 #include "base/command_line/suggestion.h"
@@ -10,15 +12,15 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
+#include "platform/fileio/settings_file.h"
 
 namespace kalvor {
 
 using CommandLine::ParameterList;
-using Options = CommandLine::OptionTable<ComputeChoices>;
 
 namespace {
 
-constexpr const char* kPage = "help custom";
+constexpr OptionUse kCustom{"custom", "help custom"};
 
 // The constant's own word.
 std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
@@ -41,26 +43,9 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
             text = "custom: " + CommandLine::quoted(raw) + " is not a constant." +
                    CommandLine::did_you_mean(CommandLine::nearest_name(token, known)) + list;
         }
-        Console::print_problem(text + "\n" + CommandLine::see_help(kPage));
+        Console::print_problem(text + "\n" + CommandLine::see_help(kCustom.page));
         throw;
     }
-}
-
-[[noreturn]] void refuse_option(const ParameterList& parameters, const Options& options) {
-    const std::string& raw = parameters.current_raw();
-    if (CommandLine::find_console_option(parameters.current().first)) {
-        const std::string text = CommandLine::shown(raw);
-        Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
-                               text + " custom ...\n" + CommandLine::see_help(kPage));
-    } else {
-        Console::print_problem(CommandLine::unknown_option(raw, "an option of \"custom\"",
-                                                           CommandLine::names_of(options), kPage));
-    }
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
-    }
-    Console::fatal_exit(1);
 }
 
 void print_warning(const std::string& warning) {
@@ -69,7 +54,7 @@ void print_warning(const std::string& warning) {
 
 // The word that an option takes may be meant as an option of its own.
 void warn_of_option_as_word(const CommandLine::OptionRow<ComputeChoices>& option,
-                            const ParameterList& parameters, const Options& options) {
+                            const ParameterList& parameters, const ComputeOptions& options) {
     const auto* const kind = takes_next_word(option);
     const std::string* const next = parameters.next();
     if (!kind || !next || parameters.current_raw().find(':') != std::string::npos) return;
@@ -82,7 +67,7 @@ void warn_of_option_as_word(const CommandLine::OptionRow<ComputeChoices>& option
 
 }  // namespace
 
-void choose_threads(ComputeChoices& choices) {
+void choose_threads(ComputeChoices& choices, const char* page) {
     ParallelismSettings& parallelism = choices.settings.parallelism;
     const u64 threads = *choices.threads;
     const ParallelismSettings usual(threads);
@@ -93,7 +78,7 @@ void choose_threads(ComputeChoices& choices) {
     if (threads != 1 && name == "none") {
         throw CommandLine::RefusedException("-threads: the framework \"none\" runs on one thread, not on " +
                                             std::to_string(threads) + ". Leave out -PF or name another.\n" +
-                                            CommandLine::see_help(kPage));
+                                            CommandLine::see_help(page));
     }
     const bool limited = parallelism.framework->limit_threads(threads);
     if (!choices.tasks_chosen)
@@ -105,20 +90,46 @@ void choose_threads(ComputeChoices& choices) {
                            'Y');
 }
 
-ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTable& table) {
-    const Options options = option_table(table);
-    ComputeChoices choices;
-    ComputeSettings& settings = choices.settings;
-    settings.constant = read_constant(parameters);
-    parameters.advance();
-    while (parameters.has_more()) {
-        const auto* const option = find_option(options, parameters.current().first);
-        if (!option) refuse_option(parameters, options);
-        warn_of_option_as_word(*option, parameters, options);
-        read_option(*option, choices, parameters, kPage, Console::print_problem);
-        parameters.advance();
+ComputeOptions options_named(const SettingsTable& table, std::span<const std::string_view> names) {
+    ComputeOptions options;
+    for (const auto& option : option_table(table)) {
+        if (std::find(names.begin(), names.end(), option.text.name) != names.end()) options.push_back(option);
     }
-    if (choices.threads) choose_threads(choices);
+    return options;
+}
+
+bool read_compute_option(ComputeChoices& choices, ParameterList& parameters, const ComputeOptions& options,
+                         const OptionUse& use) {
+    const auto* const option = find_option(options, parameters.current().first);
+    if (!option) return false;
+    warn_of_option_as_word(*option, parameters, options);
+    read_option(*option, choices, parameters, use.page, Console::print_problem);
+    parameters.advance();
+    return true;
+}
+
+void refuse_compute_option(const ParameterList& parameters, const ComputeOptions& options,
+                           const OptionUse& use) {
+    const std::string& raw = parameters.current_raw();
+    const std::string action = use.action;
+    if (CommandLine::find_console_option(parameters.current().first)) {
+        const std::string text = CommandLine::shown(raw);
+        Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
+                               text + " " + action + " ...\n" + CommandLine::see_help(use.page));
+    } else {
+        Console::print_problem(CommandLine::unknown_option(raw, "an option of \"" + action + "\"",
+                                                           CommandLine::names_of(options), use.page));
+    }
+    {
+        const Console::ErrorOutput errors;
+        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
+    }
+    Console::fatal_exit(1);
+}
+
+ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use) {
+    ComputeSettings& settings = choices.settings;
+    if (choices.threads) choose_threads(choices, use.page);
     print_warning(settings.set_decimal_digits(
         choices.decimal_digits.value_or(static_cast<i64>(settings.size.decimal_digits))));
     if (!choices.decimal_digits) {
@@ -129,7 +140,26 @@ ComputeSettings parse_custom_options(ParameterList& parameters, const SettingsTa
                                'Y');
     }
     print_warning(settings.check_compression());
-    return std::move(choices.settings);
+    return {std::move(settings), std::move(choices.save_path)};
+}
+
+ComputeCommand parse_custom_options(ParameterList& parameters, const SettingsTable& table) {
+    const ComputeOptions options = option_table(table);
+    ComputeChoices choices;
+    choices.settings.constant = read_constant(parameters);
+    parameters.advance();
+    while (parameters.has_more()) {
+        if (!read_compute_option(choices, parameters, options, kCustom))
+            refuse_compute_option(parameters, options, kCustom);
+    }
+    return settle(std::move(choices), kCustom);
+}
+
+std::optional<RunRecord> run_or_save(ComputeCommand command, const AuthorizationToken& token) {
+    if (command.save_path.empty()) return run_on_console(std::move(command.settings), token);
+    FileIO::write_config_file(command.save_path, "CustomCompute", save_compute_settings(command.settings));
+    Console::labelled_line("Written", CommandLine::shown_path(command.save_path), 'G');
+    return std::nullopt;
 }
 
 }  // namespace kalvor
