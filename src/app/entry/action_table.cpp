@@ -1,6 +1,8 @@
 #include "app/entry/action_table.h"
 
+#include "app/benchmark/bench_command.h"
 #include "app/custom/compute_options.h"
+#include "app/custom/custom_menu.h"
 #include "app/entry/about_page.h"
 #include "app/entry/config_action.h"
 #include "app/entry/usage.h"
@@ -25,10 +27,7 @@ namespace {
 
 bool run_custom(ParameterList& parameters, const AuthorizationToken& token) {
     parameters.advance();
-    if (!parameters.has_more()) {
-        print_usage();
-        return true;
-    }
+    if (!parameters.has_more()) return run_custom_menu(token);
     run_or_save(parse_custom_options(parameters), token);
     return true;
 }
@@ -93,7 +92,11 @@ const std::vector<ActionRow>& action_table() {
         {"config", "config <file>", "what a settings file (\".cfg\") describes", run_config,
          config_help_page},
         {"about", "about", "what this program is", plain(run_about)},
-        missing("bench", Missing::kBenchmarkPi),
+        {"bench", "bench <size> [options]", "Pi at a size at which machines are compared",
+         [](ParameterList& parameters, const AuthorizationToken& token) {
+             return run_bench(parameters, token);
+         },
+         bench_help_page},
         missing("stress", Missing::kStressTester),
         missing("benchio", Missing::kIoAnalysis),
         {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", plain(BBPv2::run_bbp),

@@ -2,9 +2,10 @@
 
 #include <string>
 
+#include "app/benchmark/benchmark_menu.h"
+#include "app/custom/custom_menu.h"
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
-#include "app/entry/usage.h"
 #include "app/menus/action_menu.h"
 #include "app/menus/not_available.h"
 #include "base/console/console.h"
@@ -92,11 +93,11 @@ bool run_main_menu(const MainMenuActions& actions) {
     }
 }
 
-MainMenuActions main_menu_actions(const AuthorizationToken&) {
-    return {missing(Missing::kBenchmarkPi),
+MainMenuActions main_menu_actions(const AuthorizationToken& token) {
+    return {MainMenuAction{[token] { return run_benchmark_menu(token); }},
             missing(Missing::kStressTester),
             missing(Missing::kIoAnalysis),
-            plain(print_usage),
+            MainMenuAction{[token] { return run_custom_menu(token); }},
             plain([] { BBPv2::run_bbp_menu(); }),
             plain([] { DigitViewer2::Menu_DigitViewer(); }),
             MainMenuAction{[] { return show_action_menu(advanced_options_menu(), false); }},

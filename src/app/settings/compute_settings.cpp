@@ -9,7 +9,6 @@ namespace kalvor {
 namespace {
 
 constexpr u64 kDefaultDecimalDigits = 50000000;
-constexpr u64 kMinimumDigitsPerFile = 1000000;
 
 }  // namespace
 
@@ -26,9 +25,9 @@ std::string ComputeSettings::set_decimal_digits(i64 digits) {
 std::string ComputeSettings::check_compression() {
     if (digits_per_file == 0) return {};
     // A negative count is a large one.
-    const bool enough = static_cast<u64>(digits_per_file) >= kMinimumDigitsPerFile &&
-                        size.decimal_digits >= kMinimumDigitsPerFile &&
-                        (!enable_hex || size.hexadecimal_digits >= kMinimumDigitsPerFile);
+    const bool enough = static_cast<u64>(digits_per_file) >= kLeastDigitsPerFile &&
+                        size.decimal_digits >= kLeastDigitsPerFile &&
+                        (!enable_hex || size.hexadecimal_digits >= kLeastDigitsPerFile);
     if (enough) {
         // A file of more digits than there are has those that there are.
         const u64 fewest = enable_hex ? size.hexadecimal_digits : size.decimal_digits;

@@ -28,6 +28,7 @@ struct ComputeSettings {
     std::optional<bool> minimum_space;  // whether too little free space is a refusal; empty: in long runs
     bool force = false;                 // run although the memory is not there
     static constexpr i64 kOneFile = -1;
+    static constexpr u64 kLeastDigitsPerFile = 1000000;
     i64 digits_per_file = 0;  // of compressed files; 0: text files
     std::string log_path;     // every event is also appended to this file; empty: to none
     u64 bbp_digits = 0;       // so many of the last hexadecimal digits are computed a second time

@@ -1,6 +1,7 @@
 #include "base/settings/setting_lines.h"
 
 #include "base/console/console.h"
+#include "base/console/wrapped_line.h"
 #include "base/prompt/prompt.h"
 
 namespace trel {
@@ -21,8 +22,7 @@ void print_setting_line(u64 number, std::string_view label, u64 width, std::stri
     text += label;
     if (label.size() < width && !label.ends_with(' ')) text.append(width - label.size(), ' ');
     Console::print(text, 'w');
-    Console::print(value, color);
-    Console::print_line("", 'w');
+    Console::wrapped_line(value, text.size(), color);
 }
 
 u64 select_from_list(std::string_view title, const std::vector<std::string>& display_names) {

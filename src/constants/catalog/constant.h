@@ -69,6 +69,11 @@ class Constant : public EvaluatorFactory {
 
     virtual u64 min_decimal_digits() const { return 100; }
     virtual u64 max_decimal_digits() const { return 1000000000000000; }
+    // How many digits stand before the point.
+    virtual u64 integer_digits(u32 radix) const {
+        (void)radix;
+        return 1;
+    }
 
     // The "Constant" object of a settings file, from which load_constant() makes this one again.
     virtual std::unique_ptr<Config::Object> to_config() const;

@@ -12,6 +12,7 @@
 #include "base/names/names.h"
 #include "digits/files/basic_kvd_set_reader.h"
 #include "digits/files/basic_kvd_set_writer.h"
+#include "digits/files/kvd_header.h"
 #include "os/folder.h"
 
 namespace kalvor {
@@ -85,6 +86,20 @@ u64 file_bytes(u8 radix, u64 digits) {
 u64 digits_of_file(const DigitAmount& amount, u64 id) {
     const u64 D = digits_per_file_of(amount);
     return std::min(D, amount.digits - std::min(amount.digits, id * D));
+}
+
+// Of a file of a set whose number has an integer part of so many digits. Headers of ids with as many digits
+// are equally long.
+u64 exact_file_bytes(const DigitAmount& amount, u64 integer_digits, u64 id) {
+    const u64 D = digits_per_file_of(amount), digits = digits_of_file(amount, id);
+    KvdHeader header;
+    header.version = kKvdVersion;
+    header.radix = amount.radix;
+    header.first_digits = std::string(integer_digits + 1 + kKvdFirstDigits, '0');
+    header.total_digits = digits < D ? amount.digits : 0;  // only a last file that is not full says it
+    header.digits_per_file = D;
+    header.id = id;
+    return header.text().size() + 8 * words_for(digits, amount.radix);
 }
 
 class KvdSink final : public DigitSink {
@@ -162,6 +177,15 @@ class KvdFormat final : public DigitFormat {
         const u64 files = files_of(amount);
         return (files - 1) * file_bytes(amount.radix, digits_per_file_of(amount)) +
                file_bytes(amount.radix, digits_of_file(amount, files - 1));
+    }
+    u64 exact_bytes(const DigitAmount& amount, u64 integer_digits) const override {
+        const u64 full = files_of(amount) - 1;
+        u64 bytes = exact_file_bytes(amount, integer_digits, full);
+        for (u64 first = 0, end = 10; first < full; first = end, end *= 10) {
+            bytes += (std::min(end, full) - first) * exact_file_bytes(amount, integer_digits, first);
+            if (end > full) break;
+        }
+        return bytes;
     }
     void check(const std::string& base, const DigitAmount& amount, const FileCalls& calls) const override {
         for (const u64 id : ids_to_check(base, amount)) {

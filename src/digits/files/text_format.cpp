@@ -20,6 +20,9 @@ class TextFormat final : public FileFormat {
         constexpr u64 kSector = FileIO::kSectorBytes;
         return (amount.digits + kMostBeforeDigits + kSector - 1) / kSector * kSector;
     }
+    u64 exact_bytes(const DigitAmount& amount, u64 integer_digits) const override {
+        return integer_digits + 1 + amount.digits;
+    }
     std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file, std::string_view first_digits,
                                                   u8 radix, u64 digits, Warnings* warnings) const override {
         return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,

@@ -1,0 +1,20 @@
+// Settings files as menus load and save them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/config/node.h"
+#include "base/names/names.h"
+
+namespace kalvor {
+
+// Asks for the path of a settings file of the action and hands its settings to `take`. What is wrong with the
+// file, and what `take` throws, is printed: then false. Throws EndOfStreamException when nobody answers.
+bool load_from_menu(const std::string& action,
+                    const std::function<void(const Config::Object& settings)>& take);
+// Asks for a path and writes the settings there.
+bool save_from_menu(const std::string& action, std::unique_ptr<Config::Object> settings);
+
+}  // namespace kalvor

@@ -1,0 +1,191 @@
+// The benchmark's menu and action: lists on a machine of the test's, sizes of the test's.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "app/benchmark/bench_command.h"
+#include "app/benchmark/benchmark_menu.h"
+#include "app/benchmark/benchmark_run.h"
+#include "app/session/memory_plan.h"
+#include "base/console/format.h"
+#include "base/errors/exceptions.h"
+#include "base/prompt/number_text.h"
+#include "support/authorized.h"
+#include "support/capture_console.h"
+#include "support/message_of.h"
+#include "support/temporary_folder.h"
+
+using kalvor_test::authorized;
+using kalvor_test::TemporaryFolder;
+
+namespace kalvor {
+namespace {
+
+BenchmarkMachine machine(u64 processors, u64 available) {
+    BenchmarkMachine machine{processors, {}};
+    machine.memory.available_physical = available;
+    return machine;
+}
+
+constexpr const char* kType =
+    "Benchmark Pi:\nSelect a Benchmark Type:\n\n  0     Single-Threaded\n  1     Multi-Threaded\n\noption: ";
+
+std::string memory_of(u64 digits) {
+    const ComputeSettings settings = benchmark_settings(digits);
+    return Console::format_bytes(RunPlan::make(settings, settings.size).memory.logical());
+}
+
+TEST(BenchmarkSizesTest, NamesAreCaseSensitive) {
+    const BenchmarkSizes& sizes = BenchmarkSizes::usual();
+    EXPECT_EQ(sizes.find("1m"), nullptr);
+    EXPECT_EQ(sizes.find("1M")->digits, 1048576u);
+    EXPECT_EQ(sizes.find("25m")->digits, 25000000u);
+    EXPECT_EQ(sizes.find("2.5t")->digits, 2500000000000u);
+    EXPECT_EQ(sizes.find("128G")->digits, 137438953472u);
+    EXPECT_EQ(sizes.find(""), nullptr);
+    EXPECT_EQ(sizes.presets.size(), 16u);
+    ASSERT_EQ(sizes.superpi.size(), 18u);
+    for (u64 i = 0; i < 16; i++) EXPECT_EQ(sizes.presets[i].option, i + 1);
+    for (u64 i = 0; i < 18; i++) {
+        EXPECT_EQ(sizes.superpi[i].option, 20 + i);
+        EXPECT_EQ(sizes.superpi[i].digits, u64(1) << (20 + i));
+        // The name says the same in the console's number rule.
+        EXPECT_EQ(Prompt::parse_number(sizes.superpi[i].name), static_cast<i128>(sizes.superpi[i].digits));
+    }
+}
+
+TEST(BenchmarkMenuTest, ListOfThePresets) {
+    CaptureConsole console;
+    console.type({"2", "1", "17"});  // no type; many threads; no size
+    EXPECT_THROW(run_benchmark_menu(authorized(), BenchmarkSizes::usual(), machine(8, u64(1) << 30)),
+                 EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_EQ(text.rfind(std::string(kType) +
+                             "option: \nAvailable Memory:   1.00 GiB\n"
+                             "Option      Decimal Digits          Approx. Memory Needed\n\n"
+                             "  1             25,000,000                " +
+                             memory_of(25000000) + "\n  2             50,000,000                " +
+                             memory_of(50000000) + "\n",
+                         0),
+              0u)
+        << text;
+    EXPECT_TRUE(text.ends_with("\n  0     I prefer SuperPi sizes... (1M, 2M, 4M...)\n\noption: option: "))
+        << text;
+    EXPECT_NE(text.find("\n 16      2,500,000,000,000                "), std::string::npos) << text;
+    std::istringstream lines(text);
+    u64 rows = 0;
+    for (std::string row; std::getline(lines, row);) {
+        if (row.size() < 42 || row.substr(26, 16) != std::string(16, ' ')) continue;
+        EXPECT_TRUE(row[25] >= '0' && row[25] <= '9') << row;
+        rows++;
+    }
+    EXPECT_EQ(rows, 16u);
+}
+
+TEST(BenchmarkMenuTest, WhatTheMachineHasNoMemoryForIsDim) {
+    CaptureConsole console(CaptureConsole::terminal, true);
+    console.type({"1"});
+    const ComputeSettings settings = benchmark_settings(25000000);
+    const u64 just = RunPlan::make(settings, settings.size).memory.total();
+    EXPECT_THROW(run_benchmark_menu(authorized(), BenchmarkSizes::usual(), machine(2, just)),
+                 EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("{G}             25,000,000                {Y}" + memory_of(25000000)),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("{g}             50,000,000                {y}" + memory_of(50000000)),
+              std::string::npos)
+        << text;
+}
+
+TEST(BenchmarkMenuTest, OneProcessorHasNoTypes) {
+    CaptureConsole console;
+    EXPECT_THROW(run_benchmark_menu(authorized(), BenchmarkSizes::usual(), machine(1, u64(1) << 30)),
+                 EndOfStreamException);
+    EXPECT_EQ(console.text().rfind("Benchmark Pi:\n\nAvailable Memory:   ", 0), 0u) << console.text();
+}
+
+TEST(BenchmarkMenuTest, ListOfThePowersOfTwo) {
+    CaptureConsole console;
+    console.type({"1", "0", "19", "38", "3M"});  // none of them is a size
+    EXPECT_THROW(run_benchmark_menu(authorized(), BenchmarkSizes::usual(), machine(2, u64(1) << 30)),
+                 EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("\n  1M   -         1,048,576                " + memory_of(1048576) + "\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\n128G   -   137,438,953,472                " + memory_of(u64(1) << 37) + "\n"),
+              std::string::npos)
+        << text;
+    EXPECT_TRUE(
+        text.ends_with("\nEnter 20 for 1M, 21 for 2M, ... 37 for 128G.\n\noption: option: option: option: "))
+        << text;
+}
+
+// Sizes that a test can run.
+constexpr BenchmarkSize kSmall[] = {{"5k", 5000, 1}};
+constexpr BenchmarkSize kPowers[] = {{"4K", 4096, 12}, {"8K", 8192, 13}};
+constexpr BenchmarkSizes kSmallSizes{kSmall, kPowers};
+
+class BenchCommandTest : public testing::Test {
+  protected:
+    bool bench(std::vector<std::string> words) {
+        words.insert(words.begin(), "bench");
+        CommandLine::ParameterList parameters(words);
+        return run_bench(parameters, authorized(), kSmallSizes);
+    }
+    CaptureConsole console_;
+    TemporaryFolder folder_;
+};
+
+TEST_F(BenchCommandTest, RunsASizeAndWritesItsDigits) {
+    EXPECT_TRUE(bench({"-TD:1", "5k", "-PF:none", "-o", folder_.file("out")}));
+    EXPECT_NE(console_.text().find("Decimal Digits:   5,000\n"), std::string::npos) << console_.text();
+    EXPECT_EQ(folder_.read("out/Pi - Dec - Chudnovsky.txt").size(), 5002u);
+    EXPECT_EQ(console_.text().find("No -dec"), std::string::npos);
+}
+
+TEST_F(BenchCommandTest, SaysThatTheDigitsAreRightOnlyWhenTheyWereCompared) {
+    EXPECT_TRUE(bench({"4K", "-o", folder_.file("out")}));
+    const std::string text = console_.text();
+    const bool compared = text.find("Spot Check: Good through 1,000\n") != std::string::npos;
+    EXPECT_EQ(text.find("Benchmark Successful. The digits appear to be OK.\n") != std::string::npos, compared)
+        << text;
+}
+
+TEST_F(BenchCommandTest, Refusals) {
+    const auto refusal = [&](const std::vector<std::string>& words) {
+        return kalvor_test::message_of<InvalidParametersException>([&] { bench(words); });
+    };
+    EXPECT_EQ(refusal({"3m"}), "Invalid Command: 3m");
+    EXPECT_EQ(refusal({"4k"}), "Invalid Command: 4k");
+    EXPECT_EQ(refusal({"5k", "4K"}), "Invalid Command: 4K");
+    EXPECT_EQ(refusal({"-o", folder_.file("out")}), "No benchmark size selected.");
+    EXPECT_FALSE(folder_.has("out"));
+}
+
+TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
+    for (const char* answer : {"13", "8192"}) {
+        CaptureConsole console;
+        console.type({"0", "0", answer});
+        const std::filesystem::path before = std::filesystem::current_path();
+        std::filesystem::current_path(folder_.path());
+        EXPECT_TRUE(run_benchmark_menu(authorized(), kSmallSizes, machine(2, u64(1) << 30)));
+        std::filesystem::current_path(before);
+        EXPECT_NE(console.text().find("Decimal Digits:   8,192\n"), std::string::npos) << console.text();
+        EXPECT_NE(console.text().find("None"), std::string::npos);
+        EXPECT_EQ(folder_.read("Pi - Dec - Chudnovsky.txt").size(), 8194u);
+    }
+}
+
+TEST_F(BenchCommandTest, TheHelpPageNamesEverySizeAndOption) {
+    std::string page;
+    for (const std::string& text : bench_help_page()) page += text + "\n";
+    for (const char* word : {"2.5t", "128G", "-o <folder>", "-TD:<n>", "-PF:<name>", "-MA:<name>", "-od"})
+        EXPECT_NE(page.find(word), std::string::npos) << word << "\n" << page;
+    EXPECT_EQ(page.find("-hex"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kalvor
