@@ -7,6 +7,7 @@
 #include "base/prompt/prompt.h"
 #include "constants/catalog/catalog.h"
 #include "constants/catalog/catalog_menu.h"
+#include "platform/fileio/output_folder.h"
 
 namespace kalvor {
 
@@ -125,7 +126,13 @@ class PathView final : public ViewOfSettings {
     void edit() override {
         Console::print_line("Enter the path to write all output. (e.g. \"C:\" or \"C:/temp\" )");
         Console::print_line("This is where both the digits and the validation file will be written to.");
-        s_.path = Prompt::read_text("Path", 'T');
+        const std::string path = Prompt::read_text("Path", 'T');
+        try {
+            FileIO::prepare_output_folder(path);
+            s_.path = path;
+        } catch (const FileIO::FileException&) {
+            Console::print_line("Path is not writable.");
+        }
     }
     std::string display_text() const override { return s_.path.empty() ? "Default Path" : s_.path; }
 

@@ -131,7 +131,7 @@ constexpr BenchmarkSizes kSmallSizes{kSmall, kPowers};
 class BenchCommandTest : public testing::Test {
   protected:
     bool bench(std::vector<std::string> words) {
-        words.insert(words.begin(), "bench");
+        words.insert(words.begin(), {"kalvor", "bench"});
         CommandLine::ParameterList parameters(words);
         return run_bench(parameters, authorized(), kSmallSizes);
     }
@@ -141,7 +141,7 @@ class BenchCommandTest : public testing::Test {
 
 TEST_F(BenchCommandTest, RunsASizeAndWritesItsDigits) {
     EXPECT_TRUE(bench({"-TD:1", "5k", "-PF:none", "-o", folder_.file("out")}));
-    EXPECT_NE(console_.text().find("Decimal Digits:   5,000\n"), std::string::npos) << console_.text();
+    EXPECT_NE(console_.text().find("Decimal Digits:       5,000\n"), std::string::npos) << console_.text();
     EXPECT_EQ(folder_.read("out/Pi - Dec - Chudnovsky.txt").size(), 5002u);
     EXPECT_EQ(console_.text().find("No -dec"), std::string::npos);
 }
@@ -158,10 +158,10 @@ TEST_F(BenchCommandTest, Refusals) {
     const auto refusal = [&](const std::vector<std::string>& words) {
         return kalvor_test::message_of<InvalidParametersException>([&] { bench(words); });
     };
-    EXPECT_EQ(refusal({"3m"}), "Invalid Command: 3m");
-    EXPECT_EQ(refusal({"4k"}), "Invalid Command: 4k");
-    EXPECT_EQ(refusal({"5k", "4K"}), "Invalid Command: 4K");
-    EXPECT_EQ(refusal({"-o", folder_.file("out")}), "No benchmark size selected.");
+    EXPECT_EQ(refusal({"3m"}), "run_bench()|Invalid Command: 3m");
+    EXPECT_EQ(refusal({"4k"}), "run_bench()|Invalid Command: 4k");
+    EXPECT_EQ(refusal({"5k", "4K"}), "run_bench()|Invalid Command: 4K");
+    EXPECT_EQ(refusal({"-o", folder_.file("out")}), "run_bench()|No benchmark size selected.");
     EXPECT_FALSE(folder_.has("out"));
 }
 
@@ -173,7 +173,7 @@ TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
         std::filesystem::current_path(folder_.path());
         EXPECT_TRUE(run_benchmark_menu(authorized(), kSmallSizes, machine(2, u64(1) << 30)));
         std::filesystem::current_path(before);
-        EXPECT_NE(console.text().find("Decimal Digits:   8,192\n"), std::string::npos) << console.text();
+        EXPECT_NE(console.text().find("Decimal Digits:       8,192\n"), std::string::npos) << console.text();
         EXPECT_NE(console.text().find("None"), std::string::npos);
         EXPECT_EQ(folder_.read("Pi - Dec - Chudnovsky.txt").size(), 8194u);
     }

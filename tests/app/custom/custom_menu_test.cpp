@@ -260,7 +260,7 @@ TEST(CustomMenuTest, StartRunsTheSettings) {
     CaptureConsole console;
     console.type({"3", "1000", "5", folder.file("out"), "0"});
     EXPECT_TRUE(run_custom_menu(kalvor_test::authorized(), small_settings(500)));
-    EXPECT_NE(console.text().find("Decimal Digits:   1,000\n"), std::string::npos) << console.text();
+    EXPECT_NE(console.text().find("Decimal Digits:       1,000\n"), std::string::npos) << console.text();
     EXPECT_EQ(folder.read("out/Pi - Dec - Chudnovsky.txt").substr(0, 12), "3.1415926535");
 }
 

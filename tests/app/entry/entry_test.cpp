@@ -163,12 +163,12 @@ TEST_F(StartUpTest, TheStepsInTheirOrder) {
 }
 
 TEST_F(StartUpTest, PausesByHowItEnded) {
-    const std::string missing = "\n{R}Benchmark Pi is not available in this version.\n{w}{w}\n";
+    const std::string missing = "\n{R}Slave mode is not available in this version.\n{w}{w}\n";
     for (const auto& [pause, after_success, after_failure] :
          {std::tuple("pause:0", false, true), std::tuple("pause:1", true, true),
           std::tuple("pause:-1", false, true), std::tuple("pause:-2", false, false)}) {
         EXPECT_EQ(run({pause, "about"}, 0).ends_with("{w}\n" + kKey), after_success) << pause;
-        EXPECT_TRUE(run({pause, "bench"}, 1).ends_with(missing + (after_failure ? kKey : ""))) << pause;
+        EXPECT_TRUE(run({pause, "slave"}, 1).ends_with(missing + (after_failure ? kKey : ""))) << pause;
     }
 }
 

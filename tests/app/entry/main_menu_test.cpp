@@ -41,7 +41,7 @@ MainMenuActions own_actions() {
 
 // The menu of this version.
 const std::string kOwnLines =
-    "{d}  0         Benchmark Pi  (all in ram)  (not available yet)\n"
+    "{T}  0         Benchmark Pi  (all in ram)\n"
     "{d}  1         Component Stress Tester  (not available yet)\n"
     "{d}  2         Run I/O Performance Analysis  (not available yet)\n"
     "\n"
@@ -104,8 +104,8 @@ TEST(MainMenuTest, NobodyThere) {
 }
 
 TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
-    const std::pair<const char*, const char*> missing[] = {
-        {"0", "Benchmark Pi"}, {"1", "The Component Stress Tester"}, {"2", "The I/O Performance Analysis"}};
+    const std::pair<const char*, const char*> missing[] = {{"1", "The Component Stress Tester"},
+                                                           {"2", "The I/O Performance Analysis"}};
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type({choice, "", "about"});
@@ -114,6 +114,22 @@ TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
                                       " is not available in this version.\n{w}\n" + kOwnLines +
                                       "{w}option: {T}{w}option: {T}{w}option: {T}");
     }
+}
+
+TEST(MainMenuTest, LeadsToTheBenchmark) {
+    CaptureConsole console;
+    console.type({"0"});
+    EXPECT_THROW(run_main_menu(own_actions()), trel::EndOfStreamException);
+    EXPECT_NE(console.text().find("\noption: Benchmark Pi:\n"), std::string::npos) << console.text();
+}
+
+TEST(MainMenuTest, LeadsToTheMenuOfAComputation) {
+    CaptureConsole console;
+    console.type({"3"});
+    EXPECT_THROW(run_main_menu(own_actions()), trel::EndOfStreamException);
+    EXPECT_NE(console.text().find("\n\nCustom Compute a Constant\n\n  1     Constant:               Pi\n"),
+              std::string::npos)
+        << console.text();
 }
 
 TEST(MainMenuTest, LeadsToTheViewer) {
@@ -146,6 +162,5 @@ TEST(MainMenuTest, LeadsToItsPages) {
     print_about_page();
     const std::string about = console.take();
     EXPECT_EQ(run({"7"}), about);
-    EXPECT_EQ(run({"3"}).rfind("{g}Kalvor v", 0), 0u);
     EXPECT_EQ(run({"6", "3"}).rfind("{P}Advanced Options\n\n", 0), 0u);
 }
