@@ -42,7 +42,7 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-o"}, "Expected more parameters."},
         // What the user may have meant.
         {{"Costum", "pi"},
-         "\"Costum\" is not an action. Known: custom, config, about, bbp, digitviewer, help, version. "
+         "\"Costum\" is not an action. Known: custom, config, about, bench, bbp, digitviewer, help, version. "
          "Did you mean \"custom\"?"},
         {{"pi", "-dec:1m"}, "Did you mean \"custom pi\"?"},
         {{"-dec:1m"}, "Did you mean \"custom pi -dec:1m\"?"},

@@ -105,7 +105,7 @@ TEST(UsageTest, HelpAndVersionAreAnsweredAtOnce) {
     const ProgramRun page = run_kalvor({"help", "custm"});
     EXPECT_EQ(page.exit_code, 1);
     EXPECT_TRUE(page.has(
-        "help: \"custm\" is not a page. Known: custom, config, bbp, digitviewer. Did you mean \"custom\"?"));
+        "help: \"custm\" is not a page. Known: custom, config, bench, bbp, digitviewer. Did you mean \"custom\"?"));
 }
 
 TEST(UsageTest, AnOptionWithoutItsArgument) {
