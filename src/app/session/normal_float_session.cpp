@@ -119,7 +119,8 @@ void NormalFloatSession::run_phases() {
     wall_.restart();
     begin_record();
     if (settings_.wants_folder())
-        folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls);
+        folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls,
+                                                FileIO::ask_again_through(status_, terminal_));
     record_.system = gather_system_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run

@@ -9,6 +9,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
+#include "fault/faulty_file.h"
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/interleave_allocator.h"
 #include "platform/memory/node_workers.h"
@@ -348,6 +349,51 @@ TEST(ConsoleRunTest, TheLineOfAnInterruptedRun) {
     EXPECT_EQ(interrupted_text({}), "Interrupted. Nothing was kept.");
     EXPECT_EQ(interrupted_text({"a.txt", "b (incomplete).txt"}),
               "Interrupted. Kept: a.txt, b (incomplete).txt");
+}
+
+// Somebody presses a key at every pause, so many times.
+class PatientTerminal final : public trel::Terminal {
+  public:
+    explicit PatientTerminal(int keys) : keys_(keys) {}
+    void tick() override {}
+    bool dismiss() override { return true; }
+    bool attended() const override { return true; }
+    std::optional<std::string> ask(std::string_view) override { return std::nullopt; }
+    bool pause() override {
+        pauses++;
+        return keys_-- > 0;
+    }
+    int pauses = 0;
+
+  private:
+    int keys_;
+};
+
+// A name that is refused is a matter between the run, its Status and its Terminal.
+TEST(SessionStatusTest, ARefusedNameIsToldAndAskedThroughStatusAndTerminal) {
+    for (const int keys : {2, 1}) {
+        const TemporaryFolder folder;
+        const CaptureConsole console(CaptureConsole::terminal);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::rename, 1, FaultyFile::access_denied(), 2);
+        LineRecorder recorder;
+        PatientTerminal terminal(keys);
+        NormalFloatSessionB session(settings_for(1000, folder.file("")), kalvor_test::authorized(), recorder,
+                                    &terminal, {.calls = &disk.file_calls()});
+        if (keys == 2) {
+            EXPECT_NO_THROW(session.run());
+        } else {
+            EXPECT_THROW(session.run(), trel::FileIO::FileException);
+        }
+        EXPECT_EQ(console.text(), "");
+        EXPECT_EQ(terminal.pauses, 2);
+        const std::string path = folder.file("Pi - Dec - Chudnovsky.txt");
+        EXPECT_EQ(folder.has("Pi - Dec - Chudnovsky.txt"), keys == 2);
+        EXPECT_NE(
+            recorder.text.find("\nUnable to rename file.\nError Code: 13\n" + path + "\nRe-attempting...\n"),
+            std::string::npos)
+            << recorder.text;
+    }
 }
 
 }  // namespace
