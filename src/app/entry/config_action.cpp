@@ -47,7 +47,7 @@ ConfigJob build_custom_compute(const Object& root, const AuthorizationToken& tok
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object(), warnings));
     for (const std::string& warning : warnings) Console::labelled_line("Warning", warning, 'Y');
     // Last: settings that are refused leave no folder behind.
-    if (settings->wants_folder()) {
+    {
         constexpr u64 kLineWidth = 79;
         LinearConsoleNode console(kLineWidth, 1.0);
         FileIO::prepare_output_folder(settings->path, FileIO::FileCalls::of_this_machine(),

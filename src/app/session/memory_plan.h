@@ -16,6 +16,8 @@ struct MemoryPlan {
     u64 output = 0;   // buffers of the digit files' writer
     u64 program = 0;  // the program itself, its threads, the system's page tables
 
+    // What the run announces.
+    u64 logical() const { return working_memory + twiddle_tables; }
     u64 total() const { return working_memory + twiddle_tables + output + program; }
 };
 
