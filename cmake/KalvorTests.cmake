@@ -144,7 +144,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
                                $<$<BOOL:${TBB_FOUND}>:KALVOR_HAVE_TBB>
                                $<$<CONFIG:Release>:KALVOR_SEALED>
                                $<$<BOOL:${CMAKE_CROSSCOMPILING}>:KALVOR_SLOW_THREADS>)
-    if(folder MATCHES "^(app/entry|program|fault)")
+    if(folder MATCHES "^(app/(entry|validation)|program|fault)")
       add_dependencies(test_${name} kalvor)
     endif()
     set(slow OFF)

@@ -45,7 +45,6 @@ set(console_files
   digits/viewer/viewer_command.cpp
   digits/viewer/viewer_console_run.cpp
   digits/viewer/viewer_menu.cpp
-  platform/fileio/persistent.cpp
   platform/fileio/settings_file.cpp
   platform/memory/interleave_allocator.cpp  # its menu, and the map of nodes when a setting is made
   platform/memory/node_list.cpp
@@ -55,8 +54,6 @@ set(console_files
   platform/sysinfo/feature_check.cpp
   platform/sysinfo/hardware_features.cpp
   platform/sysinfo/privileges.cpp
-  # a prompt has ended without an answer: where the whole file is, before the exception leaves
-  platform/fileio/published_file.cpp
   # destructors, which cannot throw, and the end of the process
   platform/fileio/raw_file.cpp
   platform/memory/guarded_heap.cpp

@@ -16,7 +16,7 @@ namespace {
 double run_kalvor(unsigned long digits, int tasks) {
     const std::string command =
         std::string(KALVOR_PROGRAM) + " pause:-2 skip-warnings custom pi -dec:" + std::to_string(digits) +
-        " -od:0 -verify:0 -TD:" + std::to_string(tasks) + (tasks == 1 ? " -PF:none" : "");
+        " -o pi-bench -od:0 -verify:0 -TD:" + std::to_string(tasks) + (tasks == 1 ? " -PF:none" : "");
     std::FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return -1;
     double seconds = -1;

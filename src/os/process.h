@@ -34,6 +34,10 @@ void set_process_priority(i32 level, bool only_lower = false);
 // The system's own number for a level, which the call above asks for: a nice value or a priority class.
 i32 system_priority_of_level(i32 level);
 
+// Whether another program watches or steers this one. `root` is put before the path of the system's file
+// (tests).
+bool is_debugger_present(const std::string& root = "");
+
 // Flushes standard output and error and ends the process at once: no destructors, no exit handlers, so that
 // it is safe while other threads run.
 [[noreturn]] void exit_process(int code);

@@ -105,7 +105,7 @@ void check(const Road& road, unsigned long digits, const std::string& tasks) {
     ASSERT_FALSE(run.has("Cancellation")) << run.out;
     const std::string tail = " - " + road.algorithm + ".txt";
     const std::string dec = "out/" + road.name + " - Dec" + tail, hex = "out/" + road.name + " - Hex" + tail;
-    ASSERT_EQ(folder.files(), (std::vector<std::string>{dec, hex})) << what;
+    ASSERT_EQ(kalvor_test::files_but_validation(folder), (std::vector<std::string>{dec, hex})) << what;
     ASSERT_TRUE(read_file(folder / dec) == digits_of(road.value(10, digits), 10, digits)) << what;
     const std::string hexadecimal = read_file(folder / hex);
     const std::size_t point = hexadecimal.find('.');
@@ -138,8 +138,8 @@ TEST(RootsTest, TheSecondRoads) {
         TemporaryFolder folder, other;
         ASSERT_EQ(compute(folder, first, 5001, {}).exit_code, 0);
         ASSERT_EQ(compute(other, second, 5000, {}).exit_code, 0);
-        std::string digits = read_file(folder / folder.files().at(0));
-        const std::string shifted = read_file(other / other.files().at(0));
+        std::string digits = read_file(folder / kalvor_test::files_but_validation(folder).at(0));
+        const std::string shifted = read_file(other / kalvor_test::files_but_validation(other).at(0));
         if (first == "goldenratio") {
             // sqrt(125) = 10 phi - 5
             ASSERT_EQ(digits.substr(0, 3), "1.6");

@@ -104,8 +104,9 @@ TEST(UsageTest, HelpAndVersionAreAnsweredAtOnce) {
     EXPECT_EQ(run_kalvor({"help", "config"}).exit_code, 0);
     const ProgramRun page = run_kalvor({"help", "custm"});
     EXPECT_EQ(page.exit_code, 1);
-    EXPECT_TRUE(page.has(
-        "help: \"custm\" is not a page. Known: custom, config, bench, bbp, digitviewer. Did you mean \"custom\"?"));
+    EXPECT_TRUE(
+        page.has("help: \"custm\" is not a page. Known: custom, config, bench, bbp, digitviewer, validate. Did you "
+                 "mean \"custom\"?"));
 }
 
 TEST(UsageTest, AnOptionWithoutItsArgument) {
@@ -126,7 +127,8 @@ TEST(UsageTest, PauseNeverBlocksAtTheEndOfInput) {
 }
 
 TEST(UsageTest, RedirectedOutputHasNoEscapesNorCarriageReturns) {
-    const ProgramRun run = run_kalvor({"skip-warnings", "custom", "pi", "-dec:1000", "-od:0"});
+    const kalvor_test::TemporaryFolder folder;
+    const ProgramRun run = kalvor_test::run_in(folder, {"custom", "pi", "-dec:1000", "-od:0"});
     EXPECT_EQ(run.exit_code, 0) << run.out;
     EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
     EXPECT_EQ(run.out.find('\r'), std::string::npos);

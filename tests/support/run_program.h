@@ -47,6 +47,9 @@ ProgramRun run_kalvor(const std::vector<std::string>& arguments, const RunOption
 // The running test program once more.
 ProgramRun run_this_test(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
+// The names of all files in a folder and below it, but for the validation files that every run leaves.
+std::vector<std::string> files_but_validation(const TemporaryFolder& folder);
+
 // Kalvor in that folder, without the pause after a warning.
 ProgramRun run_in(const TemporaryFolder& folder, std::vector<std::string> arguments, RunOptions options = {});
 

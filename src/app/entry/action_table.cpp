@@ -9,6 +9,7 @@
 #include "app/menus/not_available.h"
 #include "app/settings/compute_settings.h"
 #include "app/settings/option_help.h"
+#include "app/validation/validator.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
@@ -104,7 +105,9 @@ const std::vector<ActionRow>& action_table() {
         {"digitviewer", "digitviewer [file]", "look at digit files, extract, compress",
          plain([](ParameterList& parameters) { DigitViewer2::run_viewer_command(parameters); }),
          DigitViewer2::viewer_help_page},
-        missing("validate", Missing::kBenchmarkValidator),
+        {"validate", "validate [<file>]", "whether a validation file was changed",
+         [](ParameterList& parameters, const AuthorizationToken&) { return run_validate(parameters); },
+         validate_help_page},
         missing("slave", Missing::kSlaveMode),
     };
     return table;

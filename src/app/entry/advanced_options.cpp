@@ -2,6 +2,7 @@
 
 #include "app/entry/compilation_options_page.h"
 #include "app/menus/not_available.h"
+#include "app/validation/validator.h"
 #include "base/names/names.h"
 #include "platform/sysinfo/feature_check.h"
 #include "platform/sysinfo/processor_features.h"
@@ -29,7 +30,7 @@ void print_own_hardware_features() {
 
 ActionMenu advanced_options_menu() {
     return {"Advanced Options",
-            {missing("Benchmark Validator", 'T', Missing::kBenchmarkValidator),
+            {{"Benchmark Validator", 'T', run_validator_menu},
              missing("Log(n) Formula Generator", 'T', Missing::kLogFormulaGenerator),
              page("Hardware Features", print_own_hardware_features),
              page("Compilation Options", print_compilation_options),

@@ -17,6 +17,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/expected_exceptions.h"
 #include "base/errors/plain_words.h"
+#include "base/status/linear_console_node.h"
 #include "platform/fileio/output_folder.h"
 #include "platform/fileio/settings_file.h"
 
@@ -46,7 +47,12 @@ ConfigJob build_custom_compute(const Object& root, const AuthorizationToken& tok
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object(), warnings));
     for (const std::string& warning : warnings) Console::labelled_line("Warning", warning, 'Y');
     // Last: settings that are refused leave no folder behind.
-    if (settings->wants_folder()) FileIO::prepare_output_folder(settings->path);
+    {
+        constexpr u64 kLineWidth = 79;
+        LinearConsoleNode console(kLineWidth, 1.0);
+        FileIO::prepare_output_folder(settings->path, FileIO::FileCalls::of_this_machine(),
+                                      FileIO::ask_again_through(console, &console));
+    }
     return [settings, token] {
         run_on_console(std::move(*settings), token);
         return true;

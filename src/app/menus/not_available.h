@@ -27,7 +27,6 @@ std::optional<bool> leads_on(const std::function<bool()>& run);
 namespace Missing {
 inline constexpr const char* kStressTester = "The Component Stress Tester";
 inline constexpr const char* kIoAnalysis = "The I/O Performance Analysis";
-inline constexpr const char* kBenchmarkValidator = "The Benchmark Validator";
 inline constexpr const char* kLogFormulaGenerator = "The Log(n) Formula Generator";
 inline constexpr const char* kSwapMultiplyTest = "The swap multiply test";
 inline constexpr const char* kSlaveMode = "Slave mode";

@@ -58,7 +58,10 @@ std::string interrupted_text(const std::vector<std::string>& kept) {
 RunRecord run_on_console(ComputeSettings settings, const AuthorizationToken& token) {
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     RunEnvironment environment;
-    environment.include_pii = CommandLine::console_settings().include_pii;
+    const CommandLine::ConsoleSettings& console_settings = CommandLine::console_settings();
+    environment.include_pii = console_settings.include_pii;
+    environment.colors = console_settings.colors_enabled;
+    environment.user = user_line(console_settings.executable_directory);
     NormalFloatSessionB session(std::move(settings), token, console, &console, std::move(environment));
     RunRecord record;
     {

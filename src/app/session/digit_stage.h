@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "app/session/bbp_check.h"
 #include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/output/float_writer.h"
@@ -21,12 +22,17 @@ struct DigitRequest {
     // Where the folders of such tables are, with its final separator; none: the program's own folder.
     std::optional<std::string> reference_folder;
     const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
+    // So many of the last hexadecimal digits are computed a second time; 0: none. By so many threads.
+    u64 bbp_digits = 0;
+    u64 last_hexadecimal_digit = 0;
+    u64 bbp_threads = 1;
 };
 
 struct DigitResults {
     OutputStats decimal;
     std::optional<OutputStats> hexadecimal;
-    i64 spot_check = 0;  // the last position that was compared, 0: none
+    SpotCheck spot_check;
+    std::optional<BbpCheck> bbp_check;
 };
 
 // In the order in which they stand here; what the work has to warn of is reported after each step. plan,
@@ -36,18 +42,21 @@ class DigitStage {
     DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status, const BigFloat& value);
 
     void convert();
-    // Verification, comparison with known digits, output. A difference throws AlgorithmFailedException before
-    // anything has its final name. files: has every radix of the request when that writes files.
+    // Verification, comparison with digits that are known or computed another way, output. What differs is
+    // told, and then no file is written: digits that are wrong never have a final name. files: has every
+    // radix of the request when that writes files.
     DigitResults write(const DigitRequest& request, OutputFiles& files);
 
   private:
     OutputStats output(const DigitRequest& request, OutputFiles& files, u8 radix);
     SpotCheck check_known_digits(const DigitRequest& request) const;
+    BbpCheck check_last_digits(const DigitRequest& request) const;
     void report_warnings();
 
     const WriterPlan& plan_;
     const MultiplyContext context_;
     Status& status_;
+    const BigFloat& value_;
     FloatWriterB writer_;
 };
 

@@ -1,14 +1,22 @@
 #include "app/session/normal_float_session.h"
 
+#include <algorithm>
+
+#include "app/record/computation_diagnostics.h"
+#include "app/record/computation_output.h"
 #include "app/record/run_report.h"
 #include "app/session/run_header.h"
 #include "app/session/run_work.h"
+#include "app/settings/compute_settings_object.h"
+#include "app/validation/validation_file.h"
 #include "base/clock/date_text.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
+#include "os/cpu.h"
 #include "os/path_kind.h"
+#include "os/process.h"
 #include "platform/fileio/output_folder.h"
 
 namespace kalvor {
@@ -66,36 +74,98 @@ OutputOptions NormalFloatSession::output_options() {
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
-    return {settings_.enable_hex,    settings_.output_enable,
-            settings_.output_verify, settings_.constant->name_short(),
-            reference_folder_,       environment_.calls};
+    const ParallelismSettings& parallelism = settings_.parallelism;
+    const u64 threads = std::min<u64>(parallelism.task_decomposition.value(), parallelism.logical_cores);
+    return {settings_.enable_hex,     settings_.output_enable,
+            settings_.output_verify,  settings_.constant->name_short(),
+            reference_folder_,        environment_.calls,
+            settings_.bbp_digits,     settings_.size.hexadecimal_digits,
+            std::max<u64>(threads, 1)};
+}
+
+void NormalFloatSession::set(u64 seed) {
+    if (seed_.value_or(seed) != seed) {
+        throw InvalidParametersException("NormalFloatSession::set()", "Cannot set to different seed.");
+    }
+    seed_ = seed;
+}
+
+void NormalFloatSession::log(std::string_view event) {
+    log_.add(wall_.seconds(), event);
+    if (const auto failure = log_.take_file_failure()) status_.Warning(*failure);
 }
 
 void NormalFloatSession::begin_record() {
+    const Constant& constant = *settings_.constant;
     record_.start_date = date_time_text();
-    record_.constant = settings_.constant->name_long();
-    record_.algorithm = settings_.constant->algorithm_long();
+    record_.constant = constant.name_long();
+    record_.constant_file = constant.name_short();
+    record_.constant_color = constant.color();
+    record_.algorithm = constant.algorithm_long();
     record_.decimal_digits = settings_.size.decimal_digits;
     record_.hexadecimal_digits = settings_.enable_hex ? settings_.size.hexadecimal_digits : 0;
+    record_.mode = mode();
+    record_.threading = settings_.parallelism.summary();
+    const MemoryPlan memory = estimate_memory();
+    record_.working_memory = memory.working_memory;
+    record_.total_memory = memory.logical();
+    record_.configuration = save_compute_settings(settings_)->to_acfg();
+    record_.processors = std::max<u64>(os::active_processor_count(), 1);
+    record_.debugger = os::is_debugger_present();
+    record_.colors = environment_.colors;
+    record_.user = environment_.user;
 }
 
-void NormalFloatSession::finish_checks() {
+void NormalFloatSession::finish_checks(const DigitResults& digits) {
     add_checks(record_.checks);
+    record_.spot_check = {digits.spot_check.position, digits.spot_check.last_good};
+    if (digits.bbp_check) {
+        log("BBP Check: " + digits.bbp_check->text());
+        if (digits.bbp_check->mismatch != 0) {
+            record_.bbp_mismatch = digits.bbp_check->mismatch;
+        } else {
+            record_.bbp_good_through = digits.bbp_check->good_through;
+        }
+    }
+    const bool written = settings_.output_enable && !output_->written().empty();
     record_.checks.conversion = settings_.output_verify;
-    record_.checks.files = settings_.output_verify && settings_.output_enable;
+    record_.checks.files = settings_.output_verify && written;
     record_.checks.products = monitor_.checks.products;
     record_.checks.numbers = monitor_.checks.numbers;
     record_.checks.errors = monitor_.checks.corrected;
+    if (record_.checks.errors != 0)
+        log("Computation Errors Corrected: " + std::to_string(record_.checks.errors));
 }
 
 void NormalFloatSession::finish_record() {
-    record_.end_date = date_time_text();
+    const os::LocalTime now = os::local_time(os::unix_time());
+    record_.end_date = date_time_text(now);
+    record_.end_time = now;
     record_.compute_seconds = compute_.wall;
     record_.wall_seconds = wall_.seconds();
     record_.compute_time = compute_;
+    record_.utilization = cpu_utilization(compute_, record_.processors);
+    const ClockReading end = ClockReading::now();
     record_.event_log = log_.text();
     for (const auto& file : output_->written()) {
         record_.files.push_back({os::absolute_path(file.path), file.bytes});
+    }
+    // It measures for a moment, which is not of the run.
+    record_.clocks = reference_clocks();
+    record_.timer_check = check_timers(start_, end, record_.clocks.performance_frequency,
+                                       record_.clocks.tsc_by_performance_counter);
+}
+
+void NormalFloatSession::require_checks() const {
+    constexpr const char* kFunction = "NormalFloatSession::run()";
+    if (record_.spot_check.position < 0) {
+        throw AlgorithmFailedException(
+            kFunction, "Spot check failed at: " +
+                           Console::format_commas(static_cast<u64>(-record_.spot_check.position)));
+    }
+    if (record_.bbp_mismatch) {
+        throw AlgorithmFailedException(
+            kFunction, "BBP check failed at: " + Console::format_commas(*record_.bbp_mismatch));
     }
 }
 
@@ -111,15 +181,21 @@ const RunRecord& NormalFloatSession::run() {
         report_warnings();
         throw;
     }
+    // It may wait for a key, but not with the memory of the run.
     end();
+    record_.validation_file =
+        write_validation_file(record_, {status_, terminal_, &files_, environment_.calls});
     return record_;
 }
 
 void NormalFloatSession::run_phases() {
     wall_.restart();
+    start_ = ClockReading::now();
     begin_record();
-    if (settings_.wants_folder())
-        folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls);
+    folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls,
+                                            FileIO::ask_again_through(status_, terminal_));
+    record_.folder = folder_;
+    if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     record_.system = gather_system_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
@@ -149,15 +225,17 @@ void NormalFloatSession::run_phases() {
     end_phase();
 
     DigitResults digits = write_digits(digit_request(), *output_);
+    finish_checks(digits);
     record_.hexadecimal = std::move(digits.hexadecimal);
     record_.decimal = std::move(digits.decimal);
-    record_.spot_check.position = digits.spot_check;
-    finish_checks();
     log(counts_of_checks(record_.checks));
     log("Digits Written");
     finish_record();
     report_warnings();
     print_run_report(record_, status_);
+    status_.Data_(ComputationOutput(record_));
+    status_.Data_(ComputationDiagnostics(record_));
+    require_checks();
 }
 
 }  // namespace kalvor

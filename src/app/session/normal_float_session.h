@@ -11,8 +11,11 @@
 #include "app/session/authorization_token.h"
 #include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
+#include "app/session/memory_plan.h"
 #include "app/settings/compute_settings.h"
+#include "app/validation/user_name.h"
 #include "base/clock/timer.h"
+#include "base/clock/timer_check.h"
 #include "base/names/names.h"
 #include "base/status/status.h"
 #include "base/status/terminal.h"
@@ -29,7 +32,9 @@ namespace kalvor {
 struct RunEnvironment {
     // Of the machine, when the run begins.
     std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
-    bool include_pii = false;  // whether its record may name the machine
+    bool include_pii = false;        // whether its record may name the machine
+    bool colors = false;             // whether the user has them
+    std::string user = kNoUserFile;  // user_line()
     // For the digit files; they outlive the run.
     const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
 };
@@ -45,6 +50,8 @@ class NormalFloatSession {
     // Runs to the end and returns the record; the digit files are then complete. Throws RunStopped when it
     // was asked to stop. When an exception leaves, memory and files have been given back.
     const RunRecord& run();
+    // What it takes from the machine.
+    virtual MemoryPlan estimate_memory() const = 0;
     // By the model, at a default rate; 0 when nothing is known of the constant.
     double expected_seconds() const;
 
@@ -52,6 +59,10 @@ class NormalFloatSession {
     void request_stop() noexcept { monitor_.stop.request(); }
     bool stop_requested() const noexcept { return monitor_.stop.requested(); }
     const FileLedger& files() const { return files_; }
+
+    // The session's random seed: fixed once. Throws InvalidParametersException "Cannot set to different
+    // seed.". In memory nothing uses it.
+    void set(u64 seed);
 
     // Where known digits are looked for instead of the program's folder; with its final separator.
     void set_reference_folder(std::string folder) { reference_folder_ = std::move(folder); }
@@ -83,13 +94,15 @@ class NormalFloatSession {
     }
     // Reports what the work has warned of so far.
     void report_warnings();
-    void log(std::string_view event) { log_.add(wall_.seconds(), event); }
+    void log(std::string_view event);
 
   private:
     void run_phases();
     void begin_record();
-    void finish_checks();
+    void finish_checks(const DigitResults& digits);
     void finish_record();
+    // Throws AlgorithmFailedException for digits that were compared and differ.
+    void require_checks() const;
     // Between two phases: what they had to warn of is told, and a stop takes effect.
     void end_phase();
     DigitRequest digit_request() const;
@@ -103,11 +116,13 @@ class NormalFloatSession {
     const RunEnvironment environment_;
     RunMonitor monitor_;
     FileLedger files_;
+    std::optional<u64> seed_;
     std::optional<std::string> reference_folder_;
-    std::string folder_;                   // of the digit files, with its final "/"
+    std::string folder_;                   // of the files, with its final "/"
     std::unique_ptr<OutputFiles> output_;  // from before the computation
     std::unique_ptr<BasicParallelizer> framework_;
-    WallTimer wall_;    // since the start of the run
+    WallTimer wall_;  // since the start of the run
+    ClockReading start_;
     TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion
     EventLog log_;
     RunRecord record_;

@@ -18,7 +18,7 @@ class NormalFloatSessionB final : public NormalFloatSession {
                         Terminal* terminal = nullptr, RunEnvironment environment = {});
     ~NormalFloatSessionB() override;
 
-    MemoryPlan estimate_memory() const { return plan_.memory; }
+    MemoryPlan estimate_memory() const override { return plan_.memory; }
 
   protected:
     void check_memory() override;

@@ -21,7 +21,7 @@ struct ComputeSettings {
     std::unique_ptr<Constant> constant;
     ComputeSize size;
     bool enable_hex = false;
-    std::string path;  // where the digits go; empty: the current folder
+    std::string path;  // where digits and validation file go; empty: the current folder
     bool output_enable = true;
     bool output_verify = true;
     bool overwrite = false;             // replace longer and read-only digit files
@@ -42,9 +42,6 @@ struct ComputeSettings {
     // Compressed files hold a million digits or more: for fewer, in a file or in all, warns and goes back to
     // text.
     std::string check_compression();
-
-    // Whether the run writes into the folder `path`.
-    bool wants_folder() const { return output_enable || !path.empty(); }
 };
 
 }  // namespace kalvor

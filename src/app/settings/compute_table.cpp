@@ -22,6 +22,7 @@ using C = ComputeChoices;
 using Word = const std::string&;
 
 constexpr i64 kAnyCount = -0x7FFFFFFFFFFFFFFF;
+constexpr const char* kRightBbp = "Write a number from 8 to 1,048,576.";
 constexpr const char* kRightTasks = "Write a number from 1 to 65,536.";
 
 // A member of the settings that is on or off, as an option; a setting of files too if `of` is given.
@@ -48,6 +49,15 @@ void set_threads(C& c, i64 threads) {
         throw InvalidParametersException("", "The number of threads must be between 1 and 65,536.");
     }
     c.threads = static_cast<u64>(threads);
+}
+
+void set_bbp_digits(C& c, i64 digits) {
+    constexpr i64 kMost = 1048576;  // digits/bbp/bbp_formulas.h
+    if (digits > kMost) {
+        throw InvalidParametersException(
+            "", "The number of digits to be computed a second time must be between 8 and 1,048,576.");
+    }
+    c.settings.bbp_digits = static_cast<u64>(digits);
 }
 
 SettingsTable make_table() {
@@ -108,6 +118,20 @@ SettingsTable make_table() {
         switch_row({.option = {{"-force", "", "run without enough memory", ""}},
                     .meaning = "run although the machine has too little memory"},
                    &S::force),
+        {.option = {{"-save", " <file>", "write a settings file, run nothing", ""},
+                    NextWordValue<C>{[](C& c, Word path) { c.save_path = path; },
+                                     "the settings are written to"}},
+         .meaning = "write the settings to a file for `config` (`.cfg` is added to a name without a dot) "
+                    "instead of running"},
+        {.option = {{"-log", " <file>", "append the run's events to a file", ""},
+                    NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = path; },
+                                     "the events are appended to"}},
+         .meaning = "append every event of the run to a file, at once"},
+        {.option = {{"-bbp", ":<n>", "check the last n hex. digits (Pi)", kRightBbp},
+                    CountValue<C>{8, set_bbp_digits}},
+         .meaning =
+             "only Pi: compute the last n hexadecimal digits (8 to 1,048,576) a second time by another "
+             "formula and compare; needs neither `-hex` nor files"},
         {.option = {{"-threads", ":<n>", "threads, 1 to 65,536", kRightTasks, "all processors"},
                     CountValue<C>{1, set_threads}},
          .meaning = "threads to compute with, 1 to 65,536"},

@@ -42,6 +42,16 @@ std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const Cpu
             line("Multi-core Efficiency:  ", u.measurable, u.total_per_core, u.kernel_per_core)};
 }
 
+std::array<std::string, 2> cpu_utilization_file_lines(const CpuUtilization& u) {
+    const auto plain = [](const std::vector<Console::ColoredText>& pieces) {
+        std::string text;
+        for (const Console::ColoredText& piece : pieces) text += piece.text;
+        return text;
+    };
+    return {plain(line("CPU Utilization:           ", u.measurable, u.total, u.kernel)),
+            plain(line("Multi-core Efficiency:     ", u.measurable, u.total_per_core, u.kernel_per_core))};
+}
+
 std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const TimeSpan& span) {
     return cpu_utilization_lines(cpu_utilization(span, os::active_processor_count()));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <vector>
 
 #include "base/clock/timer.h"
@@ -23,6 +24,8 @@ CpuUtilization cpu_utilization(const TimeSpan& span, u64 n_processors);
 
 // Two lines, "CPU Utilization:        " and "Multi-core Efficiency:  ", each as its pieces.
 std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const CpuUtilization& utilization);
+// The same as plain text with the wider labels of files, without line ends.
+std::array<std::string, 2> cpu_utilization_file_lines(const CpuUtilization& utilization);
 // The same over all active processors of the machine.
 std::array<std::vector<Console::ColoredText>, 2> cpu_utilization_lines(const TimeSpan& span);
 

@@ -14,6 +14,13 @@ std::string date_time_text(const os::LocalTime& t) {
     return text;
 }
 
+std::string date_time_name(const os::LocalTime& t) {
+    char text[80];
+    std::snprintf(text, sizeof text, "%04d%02d%02d-%02d%02d%02d", t.year, t.month, t.day, t.hour, t.minute,
+                  t.second);
+    return text;
+}
+
 std::string date_time_text() {
     return date_time_text(os::local_time(os::unix_time()));
 }

@@ -139,6 +139,15 @@ std::optional<std::string> LinearConsoleNode::ask(std::string_view question) {
     return std::nullopt;
 }
 
+bool LinearConsoleNode::pause() {
+    { const Hidden hidden(line_); }
+    // As above.
+    line_.set_suspended(true);
+    const bool pressed = Console::pause();
+    line_.set_suspended(false);
+    return pressed;
+}
+
 bool LinearConsoleNode::dismiss() {
     return line_.try_dismiss();
 }

@@ -40,6 +40,8 @@ class LinearConsoleNode final : public LinearNode, public Terminal {
     // Standard input and output are both terminals.
     bool attended() const override;
     std::optional<std::string> ask(std::string_view question) override;
+    // The pause of the console.
+    bool pause() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
 

@@ -21,6 +21,8 @@ class Terminal {
     // Prints the question as it stands and waits for the line that answers it; nothing at the end of the
     // input. The run's own thread.
     virtual std::optional<std::string> ask(std::string_view question) = 0;
+    // Waits until somebody has read what stands above; false when nobody is there. The run's own thread.
+    virtual bool pause() { return attended() && ask("Press Enter to continue . . . ").has_value(); }
 
   protected:
     ~Terminal() = default;

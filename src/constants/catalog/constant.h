@@ -75,6 +75,10 @@ class Constant : public EvaluatorFactory {
         return 1;
     }
 
+    // Whether hexadecimal digits of it can be computed at any position without those before them
+    // (digits/bbp).
+    virtual bool has_extractor() const { return false; }
+
     // The "Constant" object of a settings file, from which load_constant() makes this one again.
     virtual std::unique_ptr<Config::Object> to_config() const;
 

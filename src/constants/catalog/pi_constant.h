@@ -19,6 +19,7 @@ class PiConstant final : public Constant {
     std::string name_long() const override { return "Pi"; }
     std::vector<AlgorithmRow> algorithms() const override;
     std::vector<std::string> algorithm_explanation() const override;
+    bool has_extractor() const override { return true; }
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 };
 

@@ -46,6 +46,7 @@ PublishedFile& KvdSetFiles::file(u64 id) {
             throw;
         }
         if (replaces_read_only_) file->replace_read_only();
+        file->ask_again(ask_again_);
     } else if (!file->is_open()) {
         file->resume();
     }
@@ -73,6 +74,12 @@ void KvdSetFiles::replace_read_only() {
     const std::lock_guard<std::mutex> lock(mutex_);
     replaces_read_only_ = true;
     for (const auto& [id, file] : files_) file->replace_read_only();
+}
+
+void KvdSetFiles::ask_again(FileIO::AskAgain ask_again) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ask_again_ = std::move(ask_again);
+    for (const auto& [id, file] : files_) file->ask_again(ask_again_);
 }
 
 void KvdSetFiles::on_begun(std::function<void(const PublishedFile&)> begun) {

@@ -30,6 +30,8 @@ class KvdSetFiles {
     std::map<u64, FileIO::PublishedFile*> files() const;
     // Also of the files that are made later: PublishedFile::replace_read_only().
     void replace_read_only();
+    // The same of PublishedFile::ask_again().
+    void ask_again(FileIO::AskAgain ask_again);
     // Called with each file that a writer begins to write into.
     void on_begun(std::function<void(const FileIO::PublishedFile&)> begun);
     void note_begun(const FileIO::PublishedFile& file) const;
@@ -51,6 +53,7 @@ class KvdSetFiles {
     std::map<u64, std::unique_ptr<FileIO::PublishedFile>> files_;
     std::function<void(const FileIO::PublishedFile&)> begun_;
     bool replaces_read_only_ = false;
+    FileIO::AskAgain ask_again_;
     std::atomic<const FileIO::PublishedFile*> failed_ = nullptr;
 };
 

@@ -23,6 +23,7 @@ class FileSink final : public DigitSink {
     os::OsError reserve() override { return file_.reserve(format_.most_bytes(amount_)); }
     bool needs_space() const override { return file_.needs_space(); }
     void replace_read_only() override { file_.replace_read_only(); }
+    void ask_again(FileIO::AskAgain again) override { file_.ask_again(std::move(again)); }
     void on_begun(std::function<void(const File&)> begun) override { begun_ = std::move(begun); }
     std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
                                                   Warnings* warnings) override {

@@ -51,6 +51,8 @@ class DigitSink {
     virtual void on_begun(std::function<void(const File& file)> begun) = 0;
     // A target that is marked as not to be written is replaced too.
     virtual void replace_read_only() = 0;
+    // What is to be done when a final name cannot be given: PublishedFile::ask_again().
+    virtual void ask_again(FileIO::AskAgain ask_again) = 0;
     // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
     // abandoned there may be another. warnings: of the run, or nullptr.
     virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,

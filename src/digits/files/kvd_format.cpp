@@ -125,6 +125,7 @@ class KvdSink final : public DigitSink {
     }
     bool needs_space() const override { return files_.needs_space(); }
     void replace_read_only() override { files_.replace_read_only(); }
+    void ask_again(FileIO::AskAgain again) override { files_.ask_again(std::move(again)); }
     void on_begun(std::function<void(const File&)> begun) override {
         files_.on_begun([begun = std::move(begun)](const PublishedFile& file) {
             begun({file.draft_path(), file.final_path()});

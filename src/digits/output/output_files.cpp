@@ -115,6 +115,7 @@ std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Re
         sink->on_begun(
             [ledger = options_.ledger](const DigitSink::File& file) { ledger->begun(file.draft_path); });
     }
+    sink->ask_again(FileIO::ask_again_through(status_, options_.terminal));
     const Replacement replacement = check_target(folder, request, options_);
     if (!replacement.remark.empty()) status_.Status_Line(replacement.remark);
     if (replacement.of_read_only) sink->replace_read_only();
@@ -215,7 +216,8 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
 // A folder that cannot be used leaves everything as it was; the next attempt asks again.
 void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
-        const std::string prefix = FileIO::prepare_output_folder(folder, *options_.calls);
+        const std::string prefix = FileIO::prepare_output_folder(
+            folder, *options_.calls, FileIO::ask_again_through(status_, options_.terminal));
         auto sink = make(prefix, entry.request);
         (void)sink->reserve().failed();
         const std::vector<DigitSink::File> files = entry.sink->files();

@@ -18,6 +18,8 @@ namespace {
 constexpr u64 kGroup = 10;  // digits of an entry
 constexpr u64 kBufferLimit = u64(1) << 30;
 constexpr u64 kPage = 4096;
+// A larger file is something else.
+constexpr u64 kMaxTableBytes = u64(16) << 20;
 constexpr std::array<const char*, 4> kFolders = {"Binaries/Digits/", "Digits/", "../../Digits/",
                                                  "../../../Digits/"};
 
@@ -61,7 +63,9 @@ std::optional<Entry> parse_line(std::string_view line) {
 std::optional<std::string> read_file(const std::string& path, const FileIO::FileCalls& calls) {
     try {
         FileIO::RawFile file(path, FileIO::OpenMode::read, false, false, calls);
-        std::string text(file.size(), '\0');
+        const u64 bytes = file.size();
+        if (bytes > kMaxTableBytes) return std::nullopt;
+        std::string text(bytes, '\0');
         file.load(text.data(), 0, text.size());
         return text;
     } catch (const FileIO::FileException&) {
@@ -118,11 +122,11 @@ SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& na
         for (const u8 digit : group) value = 10 * value + digit;
         if (value != expected) {
             return {-static_cast<i64>(position), "Mismatch at " + Console::format_commas(position), 'R',
-                    duplicates};
+                    duplicates, last};
         }
         last = position;
     }
-    return {static_cast<i64>(last), "Good through " + Console::format_commas(last), 'G', duplicates};
+    return {static_cast<i64>(last), "Good through " + Console::format_commas(last), 'G', duplicates, last};
 }
 
 SpotCheck spot_check(BasicDigitReader& source, u64 digits, const std::string& name,

@@ -30,6 +30,7 @@ struct SpotCheck {
     std::string text;  // "Good through 1,000"
     Console::ColorLetter color = 'Y';
     u64 duplicates = 0;  // of the table
+    u64 last_good = 0;   // the last position that agreed, also before one that differs
 };
 // "Spot Check: ..."; before it, for each repeated position, "Error parsing digit file: Duplicate entries.".
 void report(Status& status, const SpotCheck& check);

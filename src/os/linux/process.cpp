@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 
 #include "os/linux/executable.h"
 
@@ -121,6 +122,17 @@ void exit_process(int code) {
     std::fflush(stdout);
     std::fflush(stderr);
     _exit(code);
+}
+
+bool is_debugger_present(const std::string& root) {
+    std::ifstream file(root + "/proc/self/status");
+    std::string key;
+    while (file >> key) {
+        if (key != "TracerPid:") continue;
+        u64 tracer = 0;
+        return file >> tracer && tracer != 0;
+    }
+    return false;
 }
 
 }  // namespace trel::os

@@ -118,4 +118,10 @@ void exit_process(int code) {
     std::abort();
 }
 
+bool is_debugger_present(const std::string&) {
+    if (IsDebuggerPresent()) return true;
+    BOOL remote = FALSE;
+    return CheckRemoteDebuggerPresent(GetCurrentProcess(), &remote) && remote;
+}
+
 }  // namespace trel::os

@@ -135,9 +135,9 @@ void ChecksummedFile::set_size(u64 bytes) {
     checksums_.set_length(bytes >> block_log2_);
 }
 
-void ChecksummedFile::reserve(u64 bytes) {
+void ChecksummedFile::reserve(u64 bytes, Warnings& warnings) {
     set_size(bytes);
-    data_.reserve(bytes);
+    data_.reserve(bytes, warnings);
 }
 
 void ChecksummedFile::close() {

@@ -58,7 +58,7 @@ class ChecksummedFile final : public BaseFile {
     // bytes: whole blocks. New blocks have no checksum until they are stored.
     void set_size(u64 bytes);
     // As set_size, and reserves the space of the data (RawFile::reserve).
-    void reserve(u64 bytes);
+    void reserve(u64 bytes, Warnings& warnings);
 
     void close() override;
     // The data, then the checksums.

@@ -4,7 +4,6 @@
 
 #include "os/file.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
 namespace {
@@ -41,7 +40,7 @@ os::OsError create_folders(const std::string& prefix, const FileCalls& calls) {
     return last.category == os::ErrorCategory::not_found && first ? first : last;
 }
 
-os::OsError check_writable(const std::string& prefix, const FileCalls& calls) {
+os::OsError check_writable(const std::string& prefix, const FileCalls& calls, const AskAgain& ask_again) {
     constexpr int kAttempts = 100;
     os::OpenedFile opened;
     std::string probe;
@@ -53,14 +52,15 @@ os::OsError check_writable(const std::string& prefix, const FileCalls& calls) {
     }
     if (opened.error) return opened.error;
     const os::OsError closed = calls.close(opened.handle);
-    persistent_remove(probe, calls);
+    persistent_remove(probe, calls, ask_again);
     return closed;
 }
 
-std::string prepare_output_folder(const std::string& path, const FileCalls& calls) {
+std::string prepare_output_folder(const std::string& path, const FileCalls& calls,
+                                  const AskAgain& ask_again) {
     std::string prefix = folder_prefix(path);
     const os::OsError created = create_folders(prefix, calls);
-    if (os::OsError error = check_writable(prefix, calls)) {
+    if (os::OsError error = check_writable(prefix, calls, ask_again)) {
         // The probe only finds that there is no folder; why there is none was said when it was to be made.
         if (error.category == os::ErrorCategory::not_found && created) error = created;
         throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);

@@ -5,6 +5,7 @@
 
 #include "os/error.h"
 #include "platform/fileio/file_calls.h"
+#include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
 
@@ -17,10 +18,12 @@ os::OsError create_folders(const std::string& prefix, const FileCalls& calls = F
 
 // Whether a file can be made in the folder of a prefix: makes one of a name that nothing there has, for this
 // user alone, and deletes it (persistently). The error says why not.
-os::OsError check_writable(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine());
+os::OsError check_writable(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine(),
+                           const AskAgain& ask_again = {});
 
 // All three: returns the prefix. Throws FileException "Path is not writable.".
 std::string prepare_output_folder(const std::string& path,
-                                  const FileCalls& calls = FileCalls::of_this_machine());
+                                  const FileCalls& calls = FileCalls::of_this_machine(),
+                                  const AskAgain& ask_again = {});
 
 }  // namespace trel::FileIO

@@ -3,11 +3,8 @@
 #include <algorithm>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
-#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
-#include "platform/fileio/persistent.h"
 
 namespace trel::FileIO {
 namespace {
@@ -121,20 +118,21 @@ void PublishedFile::require_complete_size() const {
 void PublishedFile::publish() {
     if (!is_complete_) throw FileException(kPublishing, "The file is not complete.", draft_path_);
     require_complete_size();
+    os::OsError last;
+    const auto attempt = [&] {
+        if (replaces_read_only_) (void)calls_.allow_replacing(final_path_.c_str()).failed();
+        return last = file_->try_rename(final_path_);
+    };
+    const char* const refused = "Unable to rename file.";
     try {
-        persist(
-            kPublishing, "Unable to rename file.", final_path_,
-            [&] {
-                if (replaces_read_only_) (void)calls_.allow_replacing(final_path_.c_str()).failed();
-                return file_->try_rename(final_path_);
-            },
-            calls_);
+        persist(kPublishing, refused, final_path_, attempt, calls_, ask_again_);
     } catch (const FileException&) {
-        const Console::ErrorOutput errors;
-        Console::print_line(
-            "The file is whole. Only its name could not be given. It stays here, rename it by hand:");
-        Console::print_line(CommandLine::shown_path(draft_path_));
-        throw;
+        throw file_error(kPublishing,
+                         std::string(refused) +
+                             "\n\nThe file is whole. Only its name could not be given. It stays here, rename "
+                             "it by hand:\n" +
+                             CommandLine::shown_path(draft_path_),
+                         final_path_, last);
     }
     // The file is in place; a folder that cannot be flushed only makes its name less durable.
     (void)calls_.flush_folder(final_path_.c_str()).failed();

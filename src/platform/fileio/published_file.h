@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/fileio/persistent.h"
 #include "platform/fileio/raw_file.h"
 
 namespace trel::FileIO {
@@ -55,9 +56,10 @@ class PublishedFile {
     // As complete() was told.
     u64 complete_bytes() const { return complete_bytes_; }
     // Gives the file its final name, durably, and closes it. Replaces what has that name. A refused rename is
-    // tried again as persistent_rename() does. Throws FileException when the file is not as complete() left
-    // it.
+    // tried again as ask_again() says. Throws FileException when the file is not as complete() left it, and
+    // when the name cannot be given.
     void publish();
+    void ask_again(AskAgain ask_again) { ask_again_ = std::move(ask_again); }
     // A target that is marked as not to be written is replaced too (not every system asks for this).
     void replace_read_only() { replaces_read_only_ = true; }
     // Closes an unfinished draft and leaves it, cut to what was written; one without content is deleted.
@@ -78,6 +80,7 @@ class PublishedFile {
     bool is_resting_ = false;
     u64 written_before_ = 0;  // the end of what was stored before the last rest()
     bool replaces_read_only_ = false;
+    AskAgain ask_again_;
 };
 
 }  // namespace trel::FileIO

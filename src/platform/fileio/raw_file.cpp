@@ -28,15 +28,12 @@ os::FileAccess access_of(OpenMode mode) {
 
 constexpr const char* kPositionRefused = "SetFilePointerEx() failed.";
 
-void warn_about_reservation(const std::string& path) {
+void warn_about_reservation(const std::string& path, Warnings& warnings) {
     if (!reservation_warning.first_time()) return;
-    Console::print(
-        "SetFileValidData() has failed. Expect performance degradation.\n"
-        "Try re-running as administrator.\n",
-        'R');
-    Console::print_line("Path: " + CommandLine::shown_path(path));
-    Console::print_line("Further messages for this warning will be suppressed.");
-    Console::set_color('w');
+    warnings.add({{"SetFileValidData() has failed. Expect performance degradation.", 'R'},
+                  {"Try re-running as administrator.", 'R'},
+                  {"Path: " + CommandLine::shown_path(path), 'R'},
+                  {"Further messages for this warning will be suppressed.", 'R'}});
 }
 
 // No right to reserve space, or no way to: the file works without.
@@ -174,7 +171,7 @@ void RawFile::cut_quietly(u64 bytes) {
     if (is_open()) (void)calls_.set_size(handle_, bytes).error.failed();
 }
 
-void RawFile::reserve(u64 bytes) {
+void RawFile::reserve(u64 bytes, Warnings& warnings) {
     constexpr const char* kFunction = "RawFile::reserve()";
     const u64 before = size();
     const bool is_ours = mode_ == OpenMode::create || mode_ == OpenMode::create_new;
@@ -182,7 +179,7 @@ void RawFile::reserve(u64 bytes) {
         set_size(bytes);
         const os::OsError error = calls_.reserve(handle_, bytes);
         if (!error) return;
-        if (is_offer_refused(error)) return warn_about_reservation(path_);
+        if (is_offer_refused(error)) return warn_about_reservation(path_, warnings);
         throw file_error(kFunction, "SetFileValidData() failed.", path_, error);
     } catch (const FileException&) {
         if (is_ours && before == 0) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/errors/one_shot_warning.h"
+#include "base/status/warnings.h"
 #include "os/file.h"
 #include "os/types.h"
 #include "platform/fileio/file_calls.h"
@@ -79,9 +80,9 @@ class RawFile : public BaseFile {
     void set_size(u64 bytes);
     // Sets the size and reserves its space, so that later writes neither fail for want of it nor need
     // clearing. Where the system does not offer that or this user has no right to it, that is a warning,
-    // printed once per process. Any other failure leaves the file as it was and is an exception; a file that
+    // added once per process. Any other failure leaves the file as it was and is an exception; a file that
     // was made here and holds nothing is then deleted.
-    void reserve(u64 bytes);
+    void reserve(u64 bytes, Warnings& warnings);
     // The same without a warning and an exception: the error, and the file as it was. No error where only the
     // offer is refused.
     [[nodiscard]] os::OsError try_reserve(u64 bytes);

@@ -1,5 +1,6 @@
 #include "platform/memory/fill_pattern.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -16,11 +17,36 @@ constexpr u32 pattern(u64 i) {
 
 using Vec = u32 __attribute__((vector_size(16)));
 
-}  // namespace
+// Words i and following become `n` words of the pattern.
+void fill_words(char* p, u64 i, u64 n) {
+    // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and
+    // whose second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for
+    // 32-bit lanes.
+    Vec value[4];
+    Vec step[4];
+    for (u64 j = 0; j < kLanes; j++) {
+        value[j / 4][j % 4] = pattern(i + j);
+        step[j / 4][j % 4] = pattern(i + j + kLanes) - pattern(i + j);
+    }
+    const u32 second = static_cast<u32>(2 * kLanes * kLanes * kMultiplier);
+    const Vec step_of_step = {second, second, second, second};
+    u64 done = 0;
+    for (; done + kLanes <= n; done += kLanes) {
+        for (u64 v = 0; v < 4; v++) {
+            std::memcpy(p + 4 * done + 16 * v, &value[v], 16);
+            value[v] += step[v];
+            step[v] += step_of_step;
+        }
+    }
+    for (; done < n; done++) {
+        const u32 word = pattern(i + done);
+        std::memcpy(p + 4 * done, &word, 4);
+    }
+}
 
-void fill_memory(void* pointer, u64 bytes) {
-    if (bytes == 0) return;
-    char* const begin = static_cast<char*>(pointer);
+// Polls between steps of a tenth of a second at most.
+void fill_chunk(const ParallelContext& parallel, char* begin, u64 bytes) {
+    constexpr u64 kStepWords = kFillStep / 4;
     begin[0] = '{';
     begin[bytes - 1] = '@';
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(begin);
@@ -29,43 +55,28 @@ void fill_memory(void* pointer, u64 bytes) {
     if (first >= last) return;
     char* const p = begin + (first - address);
     const u64 n = (last - first) / 4;
-
-    // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and
-    // whose second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for
-    // 32-bit lanes.
-    Vec value[4];
-    Vec step[4];
-    for (u64 j = 0; j < kLanes; j++) {
-        value[j / 4][j % 4] = pattern(j);
-        step[j / 4][j % 4] = pattern(j + kLanes) - pattern(j);
-    }
-    const u32 second = static_cast<u32>(2 * kLanes * kLanes * kMultiplier);
-    const Vec step_of_step = {second, second, second, second};
-    u64 i = 0;
-    for (; i + kLanes <= n; i += kLanes) {
-        for (u64 v = 0; v < 4; v++) {
-            std::memcpy(p + 4 * i + 16 * v, &value[v], 16);
-            value[v] += step[v];
-            step[v] += step_of_step;
-        }
-    }
-    for (; i < n; i++) {
-        const u32 word = pattern(i);
-        std::memcpy(p + 4 * i, &word, 4);
+    for (u64 i = 0; i < n; i += kStepWords) {
+        parallel.poll();
+        parallel.stage("fill", p + 4 * i, 4 * (n - i));
+        fill_words(p + 4 * i, i, std::min(n - i, kStepWords));
     }
 }
 
+}  // namespace
+
+void fill_memory(void* pointer, u64 bytes) {
+    fill_memory(serial_context(), pointer, bytes);
+}
+
 void fill_memory(const ParallelContext& parallel, void* pointer, u64 bytes) {
+    if (bytes == 0) return;
+    char* const begin = static_cast<char*>(pointer);
     const u64 chunks = parallel.tds / 4;
-    if (chunks < 2 || bytes == 0) {
-        fill_memory(pointer, bytes);
-        return;
-    }
+    if (chunks < 2) return fill_chunk(parallel, begin, bytes);
     const u64 chunk = bytes / chunks + (bytes % chunks != 0);
     parallel_for(parallel, chunks, [&](u64 i) {
-        const u64 begin = i * chunk;
-        if (begin >= bytes) return;
-        fill_memory(static_cast<char*>(pointer) + begin, bytes - begin < chunk ? bytes - begin : chunk);
+        const u64 start = i * chunk;
+        if (start < bytes) fill_chunk(parallel, begin + start, std::min(bytes - start, chunk));
     });
 }
 

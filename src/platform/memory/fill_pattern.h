@@ -13,8 +13,12 @@ namespace trel {
 // left alone. bytes may be 0. Runs at memory speed.
 void fill_memory(void* pointer, u64 bytes);
 
+// Bytes between two looks at the run's stop flag.
+inline constexpr u64 kFillStep = u64(64) << 20;
+
 // The same in tds / 4 chunks as tasks (each numbered from its own start) when there are at least two: page
-// faults spread over the processors without flooding the memory.
+// faults spread over the processors without flooding the memory. Throws RunStopped when the run was asked to
+// stop; the rest of the region is then left as it was.
 void fill_memory(const ParallelContext& parallel, void* pointer, u64 bytes);
 
 }  // namespace trel

@@ -69,7 +69,8 @@ constexpr u64 kMaxPhaseTasks = 64;
 // work on neighbouring items, which lie beside each other in memory: their processors would fetch each
 // other's lines in advance for nothing.
 //
-// Throws RunStopped when the run was asked to stop; with one task also between two phases.
+// Throws RunStopped when the run was asked to stop: no item begins after that. The items that are left out
+// count as finished, so that no task waits for them.
 //
 // Works with any framework: a task that finds no item left waits only for items that another task is running
 // already, so it does not matter whether the tasks run at the same time or one after the other.
@@ -82,11 +83,14 @@ void run_phases(const ParallelContext& parallel, u64 n_tasks, u32 n_phases, Item
     }
     if (n_tasks < 2 || parallel.tds < 2) {
         for (u32 k = 0; k < n_phases; k++) {
-            parallel.poll();
-            for (u64 i = 0; i < items(k); i++) f(0, k, i);
+            for (u64 i = 0; i < items(k); i++) {
+                parallel.poll();
+                f(0, k, i);
+            }
         }
         return parallel.poll();
     }
+    const auto stopping = [&] { return parallel.run != nullptr && parallel.run->stop.requested(); };
     struct Phase {
         std::atomic<u64> taken[kMaxPhaseTasks] = {};  // items of each task's run
         PhaseEnd end;
@@ -102,7 +106,7 @@ void run_phases(const ParallelContext& parallel, u64 n_tasks, u32 n_phases, Item
                 while (first + taken.load(std::memory_order_relaxed) < last) {
                     const u64 i = first + taken.fetch_add(1, std::memory_order_relaxed);
                     if (i >= last) break;
-                    f(task, k, i);
+                    if (!stopping()) f(task, k, i);
                     phases[k].end.finish_one(n);
                 }
             }

@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 
+#include "app/settings/compute_settings_object.h"
+#include "base/command_line/refusal.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
+#include "platform/fileio/settings_file.h"
+#include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/temporary_folder.h"
 
 using namespace kalvor;
 using trel::CommandLine::ParameterList;
@@ -163,4 +169,96 @@ TEST(CustomOptionsTest, ListedNamesAreTaken) {
                   catalog().find(token)->tokens.front())
             << token;
     }
+}
+
+namespace {
+
+ComputeCommand command_of(const std::string& constant, std::vector<std::string> words) {
+    words.insert(words.begin(), {"kalvor", constant});
+    ParameterList parameters(words);
+    return parse_custom_options(parameters);
+}
+
+// What refuses the words; empty when nothing does.
+std::string refusal(const std::string& constant, const std::vector<std::string>& words) {
+    const CaptureConsole console;
+    try {
+        command_of(constant, words);
+    } catch (const trel::CommandLine::RefusedException& e) {
+        return e.what();
+    } catch (const trel::InvalidParametersException& e) {
+        return "(" + e.function + ") " + e.message;
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST(CustomOptionsTest, LastHexadecimalDigits) {
+    const CaptureConsole console;
+    EXPECT_EQ(command_of("pi", {"-dec:1000"}).settings.bbp_digits, 0u);
+    EXPECT_EQ(command_of("pi", {"-bbp:8", "-dec:1000"}).settings.bbp_digits, 8u);
+    EXPECT_EQ(command_of("pi", {"-bbp:1048576", "-dec:2m"}).settings.bbp_digits, 1048576u);
+    EXPECT_EQ(command_of("pi", {"-dec:1000", "-bbp:831"}).settings.bbp_digits, 831u);
+    // They may stand in any order.
+    EXPECT_EQ(refusal("pi", {"-bbp:832", "-dec:1000"}),
+              "-bbp: the run has only 831 hexadecimal digits.\nSee \"kalvor help custom\".");
+    EXPECT_EQ(refusal("pi", {"-bbp:7", "-dec:1000"}),
+              "-bbp: \"7\" is below 8. Write a number from 8 to 1,048,576.\nSee \"kalvor help custom\".");
+    EXPECT_EQ(refusal("pi", {"-bbp:1048577", "-dec:2m"}),
+              "() The number of digits to be computed a second time must be between 8 and 1,048,576.");
+    EXPECT_EQ(refusal("sqrt:2", {"-bbp:8", "-dec:1000"}), "() Option -bbp is only for Pi.");
+    EXPECT_EQ(refusal("goldenratio", {"-dec:1000", "-bbp:8"}), "() Option -bbp is only for Pi.");
+}
+
+TEST(CustomOptionsTest, EventLogFile) {
+    const CaptureConsole console;
+    EXPECT_EQ(command_of("pi", {"-log", "a:b", "-dec:100"}).settings.log_path, "a:b");
+    EXPECT_EQ(command_of("pi", {"-dec:100"}).settings.log_path, "");
+}
+
+TEST(CustomOptionsTest, SettingsFileInPlaceOfARun) {
+    const CaptureConsole console;
+    EXPECT_EQ(command_of("pi", {"-dec:100"}).save_path, "");
+    EXPECT_EQ(command_of("pi", {"-save", "run", "-dec:100"}).save_path, "run.cfg");
+    EXPECT_EQ(command_of("pi", {"-save:./run", "-dec:100"}).save_path, "./run");
+    EXPECT_EQ(refusal("pi", {"-save", "run", "-dec:1000", "-log", "x"}),
+              "-save: a settings file cannot hold -log.\nSee \"kalvor help custom\".");
+    EXPECT_EQ(refusal("pi", {"-bbp:8", "-save", "run", "-dec:1000"}),
+              "-save: a settings file cannot hold -bbp.\nSee \"kalvor help custom\".");
+}
+
+TEST(CustomOptionsTest, ASavedFileMakesTheSameSettings) {
+    const kalvor_test::TemporaryFolder folder;
+    CaptureConsole console;
+    ComputeCommand command = command_of(
+        "sqrt:7", {"-dec:2m", "-hex", "-o", folder.file("out"), "-C:1m", "-save", folder.file("run.cfg")});
+    const std::string want = save_compute_settings(command.settings)->to_acfg();
+    EXPECT_FALSE(run_or_save(std::move(command), kalvor_test::authorized()));
+    EXPECT_EQ(console.take(), "Written: " + folder.file("run.cfg") + "\n");
+    // Nothing was run, and nothing was made for it.
+    EXPECT_EQ(folder.files(), std::vector<std::string>{"run.cfg"});
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out")));
+    const auto root = trel::FileIO::load_config_file(folder.file("run.cfg"));
+    const auto& object = root->as<trel::Config::Object>();
+    EXPECT_EQ(object.get_string("Action"), "CustomCompute");
+    std::vector<std::string> warnings;
+    const ComputeSettings loaded = load_compute_settings(object.get_object("CustomCompute"), warnings);
+    EXPECT_EQ(save_compute_settings(loaded)->to_acfg(), want);
+    EXPECT_TRUE(warnings.empty());
+}
+
+TEST(CustomOptionsTest, AnotherActionTakesSomeOfTheOptions) {
+    const std::string_view names[] = {"-o", "-TD", "-compress"};
+    const ComputeOptions options = options_named(compute_settings_table(), names);
+    EXPECT_EQ(trel::CommandLine::names_of(options), (std::vector<std::string>{"-o", "-TD", "-compress"}));
+    ComputeChoices choices;
+    ParameterList parameters({"kalvor", "-TD:4", "-o", "x", "25m"});
+    const OptionUse use{"bench", "help bench"};
+    EXPECT_TRUE(read_compute_option(choices, parameters, options, use));
+    EXPECT_TRUE(read_compute_option(choices, parameters, options, use));
+    EXPECT_FALSE(read_compute_option(choices, parameters, options, use));
+    EXPECT_EQ(parameters.current_raw(), "25m");
+    EXPECT_EQ(choices.settings.path, "x");
+    EXPECT_EQ(choices.settings.parallelism.task_decomposition, 4u);
 }

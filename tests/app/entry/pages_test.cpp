@@ -130,7 +130,7 @@ TEST(AdvancedOptionsTest, ShowsTheirPages) {
     };
     const std::string menu =
         "{P}Advanced Options\n\n"
-        "{w}  0         {d}Benchmark Validator  (not available yet)\n"
+        "{w}  0         {T}Benchmark Validator\n"
         "{w}  1         {d}Log(n) Formula Generator  (not available yet)\n"
         "{w}  2         {T}Hardware Features\n"
         "{w}  3         {T}Compilation Options\n"
@@ -143,8 +143,8 @@ TEST(AdvancedOptionsTest, ShowsTheirPages) {
     };
     EXPECT_EQ(run("2"), menu + page([] { trel::print_hardware_features(trel::detect_features()); }));
     EXPECT_EQ(run("3"), menu + page(print_compilation_options));
-    const std::pair<const char*, const char*> missing[] = {{"0", "The Benchmark Validator"},
-                                                           {"1", "The Log(n) Formula Generator"},
+    EXPECT_THROW(run("0"), trel::EndOfStreamException);
+    const std::pair<const char*, const char*> missing[] = {{"1", "The Log(n) Formula Generator"},
                                                            {"4", "The swap multiply test"}};
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);

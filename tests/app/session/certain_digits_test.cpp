@@ -9,6 +9,7 @@
 #include "support/authorized.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -64,6 +65,8 @@ TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
         ComputeSettings settings;
         settings.constant = std::make_unique<DoubtfulPi>();
         settings.set_decimal_digits(digits);
+        const kalvor_test::TemporaryFolder folder;
+        settings.path = folder.path();
         settings.output_enable = false;
         settings.parallelism.framework = trel::make_default_framework_config("none");
         settings.parallelism.task_decomposition = 1;

@@ -9,6 +9,7 @@
 #include "base/status/linear_console_node.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -70,6 +71,8 @@ TEST_P(RunWorkTest, ARunAddsWhatItsPlanSays) {
     ComputeSettings settings;
     settings.constant->select_algorithm(algorithm);
     settings.set_decimal_digits(static_cast<trel::i64>(digits));
+    const kalvor_test::TemporaryFolder folder;
+    settings.path = folder.path();
     settings.output_enable = false;
     settings.parallelism.task_decomposition = tasks;
     Recorder recorder(settings);

@@ -5,6 +5,7 @@
 #include "platform/sysinfo/system_record.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -14,6 +15,8 @@ std::string recorded_serial(bool include_pii) {
     CaptureConsole console;
     ComputeSettings custom;
     custom.set_decimal_digits(100);
+    const kalvor_test::TemporaryFolder folder;
+    custom.path = folder.path();
     custom.output_enable = false;
     RunEnvironment environment;
     environment.include_pii = include_pii;

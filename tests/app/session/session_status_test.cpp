@@ -4,11 +4,13 @@
 #include <filesystem>
 
 #include "app/session/console_run.h"
+#include "app/session/line_recorder.h"
 #include "app/session/normal_float_session_b.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
+#include "fault/faulty_file.h"
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/interleave_allocator.h"
 #include "platform/memory/node_workers.h"
@@ -19,44 +21,8 @@
 namespace kalvor {
 namespace {
 
+using kalvor_test::LineRecorder;
 using kalvor_test::TemporaryFolder;
-
-// Notes what is reported, in the form that the console gives it.
-class LineRecorder final : public trel::Status, public trel::StatusIterationNode {
-  public:
-    void Status_ColoredLine(const std::vector<ColoredText>& segments) override {
-        for (const ColoredText& segment : segments) text += segment.text;
-        text += "\n";
-    }
-    void Status_Line(std::string_view line) override { text += std::string(line) + "\n"; }
-    void Status_Label(u64 width, std::string_view name, const ColoredText& value) override {
-        std::string label(name);
-        label.resize(width, ' ');
-        text += label + value.text + "\n";
-        if (at_label) at_label(name);
-    }
-    void Status_Time(std::string_view name, double) override { text += std::string(name) + ":  \n"; }
-    void Warning(std::string_view line) override { text += "\n" + std::string(line) + "\n"; }
-    void PauseWarning(std::string_view line) override { Warning(line); }
-    [[noreturn]] void FatalError(std::string_view) override { std::abort(); }
-    void Status_LineSectionStart(std::string_view line) override { text += line; }
-    void Status_LineSectionAdd(const ColoredText& piece) override { text += piece.text; }
-    void Status_LineSectionEnd() override { text += "\n"; }
-    void refresh(bool) override {}
-    Status& Status_MicroSectionStart(std::string_view name) override { return Status_Line(name), *this; }
-    void Status_MicroSectionEnd() override { text += "Time:    \n"; }
-    Status& push_node(const ColoredText&) override {
-        if (stop_at_frame) stop_at_frame();
-        return *this;
-    }
-    void pop_frame() override {}
-    trel::StatusIterationNode& make_iteration(IterationMode, u64) override { return *this; }
-    void update(u64) override {}
-
-    std::string text;
-    std::function<void()> stop_at_frame;
-    std::function<void(std::string_view name)> at_label;
-};
 
 ComputeSettings settings_for(u64 digits, const std::string& path) {
     ComputeSettings settings;
@@ -76,7 +42,7 @@ std::vector<std::string> lines_of(std::string_view text) {
         std::string line(text.substr(0, end));
         for (const char* label : {"Time:", "Start Time:", "End Time:", "Begin Computation:",
                                   "CPU Utilization:", "Multi-core Efficiency:", "Total Computation Time:",
-                                  "Start-to-End Wall Time:", "Working Memory:", "Available Memory"}) {
+                                  "Start-to-End Wall Time:", "Working Memory:", "Available Memory", "Validation File:"}) {
             if (line.find(label) == 0) line = label;
         }
         // Durations inside a line.
@@ -246,7 +212,8 @@ TEST(SessionStatusTest, WarningsOfTheFrameworkAreReported) {
     };
     CaptureConsole console;
     LineRecorder recorder;
-    ComputeSettings settings = settings_for(1000, "");
+    const TemporaryFolder folder;
+    ComputeSettings settings = settings_for(1000, folder.file("out"));
     settings.output_enable = false;
     settings.parallelism.framework = std::make_unique<Warning>();
     NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), recorder).run();
@@ -302,8 +269,10 @@ TEST(SessionStatusTest, AStopLeavesNothingBehindAndTheNextRunIsSound) {
             session.run();
             // There is no work behind the last two.
             EXPECT_GT(at, frames - 2) << "not stopped";
-            EXPECT_EQ(session.files().kept(),
-                      (std::vector<std::string>{folder.file("out") + "/Pi - Dec - Chudnovsky.txt"}));
+            const std::vector<std::string> kept = session.files().kept();
+            ASSERT_EQ(kept.size(), 2U);
+            EXPECT_EQ(kept[0], folder.file("out") + "/Pi - Dec - Chudnovsky.txt");
+            EXPECT_TRUE(kept[1].starts_with(folder.file("out") + "/Pi - 2")) << kept[1];
         } catch (const trel::RunStopped&) {
             for (const std::string& path : session.files().kept()) EXPECT_TRUE(std::filesystem::exists(path));
             EXPECT_FALSE(std::filesystem::exists(folder.file("out/Pi - Dec - Chudnovsky.txt")));
@@ -321,7 +290,7 @@ TEST(SessionStatusTest, KnownDigitsThatDifferEndTheRun) {
     const auto run = [&](const std::string& table) {
         folder.write("Digits/Pi.txt", table);
         LineRecorder recorder;
-        ComputeSettings settings = settings_for(1000, "");
+        ComputeSettings settings = settings_for(1000, folder.file("out"));
         settings.output_enable = false;
         NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), recorder);
         session.set_reference_folder(folder.file(""));
@@ -348,6 +317,51 @@ TEST(ConsoleRunTest, TheLineOfAnInterruptedRun) {
     EXPECT_EQ(interrupted_text({}), "Interrupted. Nothing was kept.");
     EXPECT_EQ(interrupted_text({"a.txt", "b (incomplete).txt"}),
               "Interrupted. Kept: a.txt, b (incomplete).txt");
+}
+
+// Somebody presses a key at every pause, so many times.
+class PatientTerminal final : public trel::Terminal {
+  public:
+    explicit PatientTerminal(int keys) : keys_(keys) {}
+    void tick() override {}
+    bool dismiss() override { return true; }
+    bool attended() const override { return true; }
+    std::optional<std::string> ask(std::string_view) override { return std::nullopt; }
+    bool pause() override {
+        pauses++;
+        return keys_-- > 0;
+    }
+    int pauses = 0;
+
+  private:
+    int keys_;
+};
+
+// A name that is refused is a matter between the run, its Status and its Terminal.
+TEST(SessionStatusTest, ARefusedNameIsToldAndAskedThroughStatusAndTerminal) {
+    for (const int keys : {2, 1}) {
+        const TemporaryFolder folder;
+        const CaptureConsole console(CaptureConsole::terminal);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::rename, 1, FaultyFile::access_denied(), 2);
+        LineRecorder recorder;
+        PatientTerminal terminal(keys);
+        NormalFloatSessionB session(settings_for(1000, folder.file("")), kalvor_test::authorized(), recorder,
+                                    &terminal, {.calls = &disk.file_calls()});
+        if (keys == 2) {
+            EXPECT_NO_THROW(session.run());
+        } else {
+            EXPECT_THROW(session.run(), trel::FileIO::FileException);
+        }
+        EXPECT_EQ(console.text(), "");
+        EXPECT_EQ(terminal.pauses, 2);
+        const std::string path = folder.file("Pi - Dec - Chudnovsky.txt");
+        EXPECT_EQ(folder.has("Pi - Dec - Chudnovsky.txt"), keys == 2);
+        EXPECT_NE(
+            recorder.text.find("\nUnable to rename file.\nError Code: 13\n" + path + "\nRe-attempting...\n"),
+            std::string::npos)
+            << recorder.text;
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "support/child.h"
+#include "support/fake_root.h"
 #include "support/run_program.h"
 
 using namespace trel;
@@ -53,4 +54,15 @@ TEST(ExecutablePathTest, MayBeLong) {
         EXPECT_EQ(run.exit_code, 0);
         EXPECT_NE(run.out.find("<" + path + ">"), std::string::npos) << length << "\n" << run.out;
     }
+}
+
+TEST(DebuggerTest, TheSystemNamesItsProcess) {
+    const FakeRoot root;
+    EXPECT_FALSE(os::is_debugger_present(root.path()));
+    root.file("/proc/self/status", "Name:\tkalvor\nState:\tR (running)\nTracerPid:\t0\nUid:\t1\n");
+    EXPECT_FALSE(os::is_debugger_present(root.path()));
+    root.file("/proc/self/status", "Name:\tTracerPid\nTracerPid:\t4711\nUid:\t1\n");
+    EXPECT_TRUE(os::is_debugger_present(root.path()));
+    root.file("/proc/self/status", "TracerPid:\t\n");
+    EXPECT_FALSE(os::is_debugger_present(root.path()));
 }

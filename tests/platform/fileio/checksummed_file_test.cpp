@@ -149,7 +149,8 @@ TEST_P(ChecksummedFilesTest, NewSpaceHasNoChecksums) {
     CaptureConsole console;  // where space cannot be reserved
     {
         ChecksummedFile file = open(OpenMode::create);
-        file.reserve(4 * kBlock);
+        Warnings warnings;
+        file.reserve(4 * kBlock, warnings);
         EXPECT_EQ(file.size(), 4 * kBlock);
         EXPECT_EQ(load(file, back_.get(), 0, 4 * kBlock), "nothing thrown");
         file.store(data_.get(), kBlock, kBlock);

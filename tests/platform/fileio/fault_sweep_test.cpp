@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "fault/fault_sweep.h"
 #include "platform/fileio/buffered_reader.h"
 #include "platform/fileio/checksummed_file.h"
@@ -64,7 +65,8 @@ TEST_P(SweepsTest, RawFile) {
     };
     sweep.operation = [&](const FileCalls& calls) {
         FileIO::RawFile file(path("a"), OpenMode::create, GetParam(), false, calls);
-        file.reserve(4 * kBlock);
+        Warnings warnings;
+        file.reserve(4 * kBlock, warnings);
         file.store(data_.get(), 0, 2 * kBlock);
         file.flush();
         flushed = 2 * kBlock;
@@ -108,7 +110,8 @@ TEST_P(SweepsTest, ChecksummedFile) {
     sweep.operation = [&](const FileCalls& calls) {
         {
             FileIO::ChecksummedFile file(path("a"), OpenMode::create, GetParam(), 12, kSeed, false, calls);
-            file.reserve(4 * kBlock);
+            Warnings warnings;
+            file.reserve(4 * kBlock, warnings);
             file.store(data_.get(), 0, 3 * kBlock);
             stored = 3;
             file.store(data_.bytes() + 3 * kBlock, 3 * kBlock, kBlock);
@@ -250,7 +253,10 @@ TEST_P(SweepsTest, PersistentRename) {
             folder_.write("a", "new");
             folder_.write("b", "old");
         };
-        sweep.operation = [&](const FileCalls& calls) { persistent_rename(path("a"), path("b"), calls); };
+        sweep.operation = [&](const FileCalls& calls) {
+            LinearConsoleNode console(79, 1.0);
+            persistent_rename(path("a"), path("b"), calls, ask_again_through(console, &console));
+        };
         sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
             const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + path("b") +
                                         "\nRe-attempting...\nPress any key to continue . . . \n";
@@ -269,7 +275,10 @@ TEST_P(SweepsTest, PersistentRemove) {
         FaultSweep sweep;
         sweep.keys = keys;
         sweep.prepare = [&] { folder_.write("a", "x"); };
-        sweep.operation = [&](const FileCalls& calls) { persistent_remove(path("a"), calls); };
+        sweep.operation = [&](const FileCalls& calls) {
+            LinearConsoleNode console(79, 1.0);
+            persistent_remove(path("a"), calls, ask_again_through(console, &console));
+        };
         sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
             const std::string attempt = "\nUnable to delete file.\nError Code: 13\n" + path("a") +
                                         "\nRe-attempting...\nPress any key to continue . . . \n";
@@ -361,7 +370,10 @@ TEST_P(SweepsTest, PrepareOutputFolder) {
         clear();
         std::filesystem::create_directories(path("x/y"));
     };
-    sweep.operation = [&](const FileCalls& calls) { got = prepare_output_folder(path("x/y"), calls); };
+    sweep.operation = [&](const FileCalls& calls) {
+        LinearConsoleNode console(79, 1.0);
+        got = prepare_output_folder(path("x/y"), calls, ask_again_through(console, &console));
+    };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         EXPECT_EQ(got, path("x/y/"));
         EXPECT_TRUE(std::filesystem::exists(path("x/y")));

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
 #include "fault/faulty_file.h"
 #include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
@@ -45,6 +46,13 @@ class FaultsTest : public ::testing::Test {
     FaultyFile disk_;
     GuardedBuffer data_{8192, kSectorBytes};
     void SetUp() override { std::memset(data_.get(), 0x5A, 8192); }
+    // Onto "b"; pauses of the console ask for another attempt.
+    void rename_persistently(const char* from) const {
+        LinearConsoleNode console(79, 1.0);
+        persistent_rename(folder_.file(from), folder_.file("b"), disk_.file_calls(),
+                          ask_again_through(console, &console));
+    }
+    Warnings warnings_;
 };
 
 }  // namespace
@@ -75,7 +83,8 @@ TEST_F(FaultsTest, ClosedFilesSayWhatWasWanted) {
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { (void)file.size(); }), "RawFile::size" + text);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.set_size(1); }),
               "RawFile::set_size" + text);
-    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1); }), "RawFile::size" + text);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1, warnings_); }),
+              "RawFile::size" + text);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.flush(); }), "RawFile::flush" + text);
     EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.close_and_set_size(1); }),
               "RawFile::close_and_set_size" + text);
@@ -240,15 +249,19 @@ TEST_F(FaultsTest, FlushingAChecksummedFileFlushesBoth) {
 
 TEST_F(FaultsTest, ReservationFailureIsWarnedAboutOnce) {
     reservation_warning.reset();
-    CaptureConsole console(CaptureConsole::terminal, true);
     disk_.fail(Call::reserve, 1, FaultyFile::access_denied(), 2);
     RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
-    file.reserve(4096);
-    file.reserve(8192);
+    CaptureConsole console;
+    Warnings warnings;
+    file.reserve(4096, warnings);
+    file.reserve(8192, warnings);
+    EXPECT_EQ(console.text(), "") << "printed past the run";
+    LinearConsoleNode node(79, 1.0);
+    warnings.report(node);
     EXPECT_EQ(console.text(),
-              "{R}SetFileValidData() has failed. Expect performance degradation.\n"
+              "SetFileValidData() has failed. Expect performance degradation.\n"
               "Try re-running as administrator.\nPath: " +
-                  folder_.file("f") + "\nFurther messages for this warning will be suppressed.\n{w}");
+                  folder_.file("f") + "\nFurther messages for this warning will be suppressed.\n");
     EXPECT_EQ(file.size(), 8192U);
 }
 
@@ -259,20 +272,21 @@ TEST_F(FaultsTest, AFullDiskIsNotAMissingRight) {
     {
         RawFile file(folder_.file("f"), OpenMode::create, true, false, disk_.file_calls());
         disk_.fail(Call::reserve, 1, FaultyFile::disk_full());
-        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
+        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20, warnings_); }),
+                  full);
         EXPECT_FALSE(folder_.has("f"));
     }
     {
         RawFile file(folder_.file("f"), OpenMode::create_new, true, false, disk_.file_calls());
         disk_.fail(Call::set_size, disk_.count(Call::set_size) + 1, FaultyFile::disk_full());
-        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }),
+        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20, warnings_); }),
                   "RawFile::set_size()|SetEndOfFile() failed.\n\nDisk is Full|28");
         EXPECT_FALSE(folder_.has("f"));
     }
     folder_.write("g", "content");
     RawFile file(folder_.file("g"), OpenMode::read_write, false, false, disk_.file_calls());
     disk_.fail(Call::reserve, 2, FaultyFile::disk_full());
-    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20); }), full);
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { file.reserve(1 << 20, warnings_); }), full);
     EXPECT_EQ(file.size(), 7U);
     EXPECT_EQ(console.text(), "");
     EXPECT_FALSE(file.try_reserve(1 << 20));
@@ -323,7 +337,7 @@ TEST_F(FaultsTest, PersistentRenameTriesUntilItSucceeds) {
     folder_.write("a", "new");
     folder_.write("b", "old");
     disk_.fail(Call::rename, 1, FaultyFile::access_denied(), 2);
-    persistent_rename(folder_.file("a"), folder_.file("b"), disk_.file_calls());
+    rename_persistently("a");
     EXPECT_EQ(folder_.read("b"), "new");
     EXPECT_FALSE(folder_.has("a"));
     const std::string attempt = "\nUnable to rename file.\nError Code: 13\n" + folder_.file("b") +
@@ -341,9 +355,7 @@ TEST_F(FaultsTest, PersistentRenameNeverDeletesTheTarget) {
         folder_.write("b", "old");
         disk_.fail(Call::rename, disk_.count(Call::rename) + 1,
                    {100 + category, static_cast<os::ErrorCategory>(category)}, 2);
-        EXPECT_EQ(message_of<FileException>(
-                      Form::with_code,
-                      [&] { persistent_rename(folder_.file("a"), folder_.file("b"), disk_.file_calls()); }),
+        EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { rename_persistently("a"); }),
                   "FileIO::persistent_rename()|Unable to rename file.\n\n" +
                       error_text({100 + category, static_cast<os::ErrorCategory>(category)}) + "|" +
                       std::to_string(100 + category));
@@ -356,9 +368,7 @@ TEST_F(FaultsTest, PersistentRenameNeverDeletesTheTarget) {
 TEST_F(FaultsTest, PersistentRenameEndsWithTheInput) {
     KeyConsole console(2);
     folder_.write("b", "old");
-    EXPECT_EQ(message_of<FileException>(
-                  Form::with_code,
-                  [&] { persistent_rename(folder_.file("missing"), folder_.file("b"), disk_.file_calls()); }),
+    EXPECT_EQ(message_of<FileException>(Form::with_code, [&] { rename_persistently("missing"); }),
               "FileIO::persistent_rename()|Unable to rename file.\n\nPath does not exist.|2");
     EXPECT_EQ(disk_.count(Call::rename), 3U);
     EXPECT_EQ(disk_.count(Call::remove), 0U);

@@ -41,8 +41,10 @@ class PublishedFilesTest : public ::testing::Test {
         }
     }
     // Whole sectors of one letter, read back through the same handle before the file gets its name.
-    void write(char letter, const FileCalls& calls = FileCalls::of_this_machine()) const {
+    void write(char letter, const FileCalls& calls = FileCalls::of_this_machine(),
+               AskAgain ask_again = {}) const {
         PublishedFile file(draft(), target(), calls);
+        file.ask_again(std::move(ask_again));
         if (file.reserve(8192)) throw FileException("reserve", "", draft());
         GuardedBuffer data(8192, kSectorBytes);
         std::memset(data.get(), letter, 8192);
@@ -162,46 +164,41 @@ TEST_F(PublishedFilesTest, AFullDiskIsTold) {
     EXPECT_TRUE(file.needs_space());
 }
 
-// Keys that never end do not make it spin; the name is given when the rename is granted.
+// Answers that never end do not make it spin; the name is given when the rename is granted.
 TEST_F(PublishedFilesTest, ARefusedNameIsAskedForAgain) {
-    CaptureConsole console;  // gives a key at once, always
     folder_.write("x", "old");
     FaultyFile disk;
     disk.fail(Call::rename, 1, FaultyFile::access_denied(), 3);
-    write('a', disk.file_calls());
+    std::vector<std::string> refusals;
+    write('a', disk.file_calls(), [&](const Refusal& refusal) {
+        refusals.push_back(refusal.message + ("|" + refusal.path) + "|" + std::to_string(refusal.error.code));
+        return true;
+    });
+    EXPECT_EQ(refusals, std::vector<std::string>(3, "Unable to rename file.|" + target() + "|13"));
     EXPECT_EQ(disk.waits(), (std::vector<double>{1, 1, 1}));
     EXPECT_EQ(folder_.read("x"), content('a'));
     EXPECT_EQ(disk.count(Call::remove), 0U);
 }
 
-// When nobody can press a key: the digits are whole, and the user is told where.
+// When nobody asks for another attempt: the digits are whole, and the exception tells where. Nothing is
+// printed beside it.
 TEST_F(PublishedFilesTest, ARefusedNameTellsWhereTheWholeFileIs) {
-    class NobodyThere final : public Console::Sink {
-      public:
-        NobodyThere() : before_(Console::set_sink(this)) {}
-        ~NobodyThere() override { Console::set_sink(before_); }
-        void write(std::string_view added) override { text += added; }
-        void set_color(Console::ColorLetter) override {}
-        bool is_terminal() const override { return false; }
-        bool wait_for_key() override { return false; }
-        std::string text;
-
-      private:
-        Console::Sink* before_;
-    } console;
-    folder_.write("x", "old");
-    FaultyFile disk;
-    disk.fail(Call::rename, 1, FaultyFile::access_denied());
-    EXPECT_EQ(message_of<FileException>(Form::with_path, [&] { write('a', disk.file_calls()); }),
-              "PublishedFile::publish()|Unable to rename file.\n\nAccess Denied|" + target());
-    EXPECT_EQ(folder_.read("x"), "old");
-    EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of("/\\") + 1)), content('a'));
-    EXPECT_NE(
-        console.text.find("The file is whole. Only its name could not be given. It stays here, rename it "
-                          "by hand:\n" +
-                          draft() + "\n"),
-        std::string::npos)
-        << console.text;
+    for (const bool asked : {false, true}) {
+        folder_.write("x", "old");
+        FaultyFile disk;
+        disk.fail(Call::rename, 1, FaultyFile::access_denied());
+        const CaptureConsole console(CaptureConsole::terminal);
+        AskAgain ask_again;
+        if (asked) ask_again = [](const Refusal&) { return false; };
+        EXPECT_EQ(
+            message_of<FileException>(Form::with_path, [&] { write('a', disk.file_calls(), ask_again); }),
+            "PublishedFile::publish()|Unable to rename file.\n\nThe file is whole. Only its name could "
+            "not be given. It stays here, rename it by hand:\n" +
+                draft() + "\n\nAccess Denied|" + target());
+        EXPECT_EQ(console.text(), "");
+        EXPECT_EQ(folder_.read("x"), "old");
+        EXPECT_EQ(folder_.read(draft().substr(draft().find_last_of("/\\") + 1)), content('a'));
+    }
 }
 
 TEST_F(PublishedFilesTest, AChangedSizeIsNoticed) {

@@ -165,7 +165,8 @@ TEST_P(RawFilesTest, TemporaryFilesGoWhenClosed) {
     const std::string path = folder_.file("temporary");
     {
         RawFile file(path, OpenMode::create, GetParam(), true);
-        file.reserve(1 << 20);
+        Warnings warnings;
+        file.reserve(1 << 20, warnings);
         EXPECT_EQ(file.size(), u64(1) << 20);
         EXPECT_TRUE(std::filesystem::exists(path));
     }

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -63,6 +65,53 @@ TEST(FillPatternTest, LargeRegionsKeepTheSequence) {
         const u32 k = static_cast<u32>(i);
         ASSERT_EQ(words[i], 0xC82B9175U * k * k + 0xC857661BU) << i;
     }
+}
+
+namespace {
+
+// Asks for a stop when a step begins, and counts the steps.
+class StopAtStep final : public ComputationStages {
+  public:
+    StopAtStep(RunMonitor& monitor, u64 step) : monitor_(monitor), step_(step) { monitor.stages = this; }
+    void at(const char*, void*, u64) override {
+        if (++steps == step_) monitor_.stop.request();
+    }
+    std::atomic<u64> steps{0};
+
+  private:
+    RunMonitor& monitor_;
+    const u64 step_;
+};
+
+}  // namespace
+
+// The steps are invisible in what is written, and a stop ends the filling between two of them.
+TEST(FillPatternTest, LargeRegionsAreFilledInStepsThatAStopEnds) {
+    constexpr u64 kStepWords = kFillStep / 4;
+    const std::unique_ptr<u32[]> words(new u32[2 * kStepWords + 5]);
+    const auto fill = [&](u64 stop_at) {
+        RunMonitor monitor;
+        StopAtStep stages(monitor, stop_at);
+        std::memset(words.get() + kStepWords, 0, 4 * kStepWords + 20);
+        try {
+            fill_memory(ParallelContext{serial_context().framework, 1, &monitor}, words.get(),
+                        8 * kStepWords + 20);
+            EXPECT_EQ(stop_at, 0u);
+        } catch (const RunStopped&) {
+        }
+        return stages.steps.load();
+    };
+    const auto wanted = [](u64 i) {
+        const u32 k = static_cast<u32>(i);
+        return 0xC82B9175U * k * k + 0xC857661BU;
+    };
+    EXPECT_EQ(fill(0), 3u);
+    for (const u64 step : {u64(0), kStepWords, 2 * kStepWords}) {
+        for (u64 i = step == 0 ? 0 : step - 5; i < step + 5; i++) ASSERT_EQ(words[i], wanted(i)) << i;
+    }
+    EXPECT_EQ(fill(1), 1u);
+    EXPECT_EQ(words[kStepWords], 0u);
+    EXPECT_EQ(words[kStepWords - 1], wanted(kStepWords - 1));
 }
 
 TEST(FillPatternTest, ChunksAreFilledEachByItself) {

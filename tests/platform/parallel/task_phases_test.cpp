@@ -70,23 +70,45 @@ TEST(TaskPhasesTest, SleepersAreWoken) {
     for (u32 i = 0; i < 5; i++) check_phases({thread_framework(), 3}, 3, 3000);
 }
 
-// With one task no phase begins after a stop, and a stop in the last one is seen as well.
-TEST(TaskPhasesTest, OneTaskStopsBetweenItsPhases) {
-    for (const u32 last : {0u, 2u}) {
-        RunMonitor monitor;
-        const ParallelContext parallel{serial_context().framework, 1, &monitor};
-        u64 runs = 0;
-        const auto run = [&] {
-            run_phases(
-                parallel, 1, 3, [](u32) noexcept { return u64(5); },
-                [&](u64, u32 phase, u64 i) noexcept {
-                    runs++;
-                    if (phase == last && i == 0) monitor.stop.request();
-                });
-        };
-        EXPECT_THROW(run(), RunStopped);
-        EXPECT_EQ(runs, 5 * (last + 1));
+// However many tasks there are, only items that other tasks had taken by then run after a request.
+TEST(TaskPhasesTest, NoItemBeginsAfterARequest) {
+    Backwards backwards;
+    for (const u64 tasks : {1, 2, 3}) {
+        for (const u32 last : {0u, 2u}) {
+            RunMonitor monitor;
+            const ParallelContext parallel{&backwards, tasks, &monitor};
+            u64 begun = 0, after = 0;
+            const auto run = [&] {
+                run_phases(
+                    parallel, tasks, 3, [](u32) noexcept { return u64(5); },
+                    [&](u64, u32 phase, u64) noexcept {
+                        if (monitor.stop.requested()) after++;
+                        if (phase == last && begun % 5 == 1) monitor.stop.request();
+                        begun++;
+                    });
+            };
+            EXPECT_THROW(run(), RunStopped);
+            EXPECT_EQ(after, 0u) << tasks;
+            EXPECT_EQ(begun, 5 * last + 2) << tasks;
+        }
     }
+}
+
+// Tasks that run at the same time: each has at most the item that it was about to run.
+TEST(TaskPhasesTest, AStopReachesTasksOfOtherThreads) {
+    RunMonitor monitor;
+    const ParallelContext parallel{thread_framework(), 3, &monitor};
+    std::atomic<u64> after{0};
+    const auto run = [&] {
+        run_phases(
+            parallel, 3, 2, [](u32) noexcept { return u64(3000); },
+            [&](u64, u32, u64 i) noexcept {
+                if (monitor.stop.requested()) after++;
+                if (i == 10) monitor.stop.request();
+            });
+    };
+    EXPECT_THROW(run(), RunStopped);
+    EXPECT_LE(after, 2u);
 }
 
 TEST(TaskPhasesDeathTest, TooManyPhasesOrTasksEndTheProcess) {

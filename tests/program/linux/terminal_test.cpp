@@ -13,7 +13,9 @@ using kalvor_test::RunOptions;
 
 ProgramRun on_terminal(std::vector<std::string> arguments, unsigned short columns = 0,
                        const std::string& kind = "xterm") {
+    const kalvor_test::TemporaryFolder folder;
     RunOptions options;
+    options.folder = folder.path();
     options.terminal = true;
     options.columns = columns;
     options.environment = {"TERM=" + kind};
@@ -70,8 +72,8 @@ TEST(TerminalTest, ProgressLinesLeaveNothingBehind) {
     EXPECT_NE(screen.find("\nWorking Memory: "), std::string::npos) << screen;
     EXPECT_NE(screen.find("\nTwiddle Tables: "), std::string::npos) << screen;
     // Line for line what is printed without a terminal, but for times and allocation.
-    const ProgramRun plain =
-        run_kalvor({"skip-warnings", "custom", "pi", "-dec:20000", "-od:0", "-TD:2", "-PF:spawn"});
+    const kalvor_test::TemporaryFolder folder;
+    const ProgramRun plain = kalvor_test::run_in(folder, arguments);
     EXPECT_EQ(std::count(screen.begin(), screen.end(), '\n'),
               std::count(plain.out.begin(), plain.out.end(), '\n'));
 }
