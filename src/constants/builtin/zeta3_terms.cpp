@@ -1,5 +1,7 @@
 #include "constants/builtin/zeta3_terms.h"
 
+#include <bit>
+
 #include "constants/builtin/leaf_words.h"
 
 namespace kalvor {
@@ -41,6 +43,16 @@ void zeta3_az_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     require(Q, 5, kLeaf);
     set(Q, 4 * k + 2);
     multiply(Q, 4 * k + 2, 4);
+}
+
+// (3k + 1)(3k + 2) = (3k + 2)! / ((3k - 1)! 3k), and n! has n - popcount(n) factors of two.
+u64 zeta3_wedeniwski_zero_bits(u64 n) {
+    return 3 * n + 2 * n + 1 + static_cast<u64>(std::popcount(n)) -
+           static_cast<u64>(std::popcount(3 * n + 2));
+}
+
+u64 zeta3_az_zero_bits(u64 n) {
+    return 5 * n;
 }
 
 }  // namespace kalvor
