@@ -7,15 +7,7 @@
 namespace kalvor {
 namespace {
 
-using BinarySplitting::Coefficients;
 using BinarySplitting::SeriesMemory;
-
-// The row's numbers are magnitudes relative to the sign of its first term.
-Coefficients coefficients_of(const BuiltInSeries& row, i64 P, i64 Q, i64 D, int power) {
-    const bool negative = P < 0;
-    return {negative ? Word(0) - static_cast<Word>(P) : static_cast<Word>(P), static_cast<Word>(Q),
-            static_cast<Word>(D), power, row.alternating != negative};
-}
 
 // A value that says what it is.
 class Labelled final : public Evaluator {
@@ -42,7 +34,8 @@ class Labelled final : public Evaluator {
 BuiltInValue::BuiltInValue(const BuiltInSeries& row, i64 coefficient_P, i64 coefficient_Q, i64 coefficient_D,
                            int power, SeriesMemory memory, std::string label)
     : row_(row),
-      coefficients_(coefficients_of(row, coefficient_P, coefficient_Q, coefficient_D, power)),
+      // The first term of a series that alternates is negative.
+      coefficients_{coefficient_P, coefficient_Q, static_cast<Word>(coefficient_D), power, row.alternating},
       memory_(memory),
       label_(std::move(label)) {}
 

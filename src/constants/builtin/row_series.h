@@ -22,13 +22,11 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
     double log_size_to(u64 k) const override;
     DoubleDouble log_size_to_dd(u64 k) const override;
     DoubleDouble log_remaining(u64 k) const override;
+    double log_size_P(u64 a, u64 b) const override;
+    double log_size_Q(u64 a, u64 b) const override;
     double log_size_R(u64 a, u64 b) const override;
     u64 zero_bits_Q(u64 a, u64 b) const override;
     void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;
-
-    // Upper bounds of the numbers of a range.
-    double log_size_P(u64 a, u64 b) const;
-    double log_size_Q(u64 a, u64 b) const;
 
   private:
     // d ln(b! / a!) + (b - a) each

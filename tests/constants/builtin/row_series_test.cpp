@@ -154,7 +154,7 @@ TEST(RowSeriesTest, SizesAreUpperBoundsOfShortRanges) {
                 SCOPED_TRACE(testing::Message() << c.row->name << " " << a << " + " << n);
                 const auto range = c.definition->sum(a, a + n);
                 ASSERT_GE(series.log_size_Q(a, a + n), ln(range.Q));
-                ASSERT_LE(series.log_size_Q(a, a + n), ln(range.Q) + 8);
+                ASSERT_LE(series.log_size_Q(a, a + n), ln(range.Q) + 12);
                 ASSERT_GE(series.log_size_R(a, a + n), ln(range.R));
                 ASSERT_GE(series.log_size_P(a, a + n), ln(range.P));
                 if (n == 1) continue;
@@ -187,7 +187,7 @@ TEST(RowSeriesTest, SizesAreUpperBoundsFarOut) {
                                  SeriesDefinition::ln(c.definition->term_Q(from + 1));
                 ASSERT_GE(series.log_size_P(a, a + n) + grain, P + 0.01);
                 // And not much above, so that announced memory is what is used.
-                ASSERT_LE(series.log_size_Q(a, a + n), Q + 8 + 2 * grain);
+                ASSERT_LE(series.log_size_Q(a, a + n), Q + 12 + 2 * grain);
             }
         }
         // F is what is announced.

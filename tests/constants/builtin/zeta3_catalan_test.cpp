@@ -180,8 +180,9 @@ TEST(Zeta3CatalanTest, Memory) {
         const auto evaluator = road.make(1)->make_evaluator({p, 1});
         const double bytes =
             static_cast<double>(evaluator->needs().bytes + 8 * evaluator->needs().result_words);
-        const bool first = road.zeta3 || road.row == &catalan_series()[0];
-        EXPECT_LT(bytes, (first ? 6.3 : 6.6) * 1e7) << road.name();
+        // R of Lupas' series is hardly shorter than Q.
+        const bool lupas = road.name() == "Lupas (2000)";
+        EXPECT_LT(bytes, (lupas ? 6.7 : 6.3) * 1e7) << road.name();
     }
 }
 
