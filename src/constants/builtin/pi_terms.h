@@ -4,7 +4,7 @@
 //   Chudnovsky (1988)         -(2k - 1)(6k - 5)(6k - 1)     k^3 640320^3 / 24
 //   Ramanujan (1914)          (2k - 1)(4k - 3)(4k - 1)      k^3 396^4 / 8
 //
-// and P(k) = R(k) (13591409 + 545140134 k), R(k) (1103 + 26390 k). 1 <= k < 2^60.
+// and P(k) = R(k) (13591409 + 545140134 k), R(k) (1103 + 26390 k). 1 <= k < 2^52.
 #pragma once
 
 #include "arith/exact/basic_int.h"

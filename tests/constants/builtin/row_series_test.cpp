@@ -131,7 +131,7 @@ TEST(RowSeriesTest, WhatTheTailNeeds) {
         const RowSeries series(*c.row, 100);
         EXPECT_EQ(series.precision_words(0), 100u);
         u64 before = 100;
-        for (u64 k = 1; k <= series.terms(); k++) {
+        for (u64 k = 1; k <= series.terms(); k += 1 + k / 30) {
             const u64 words = series.precision_words(k);
             ASSERT_LE(words, before);
             before = words;
@@ -140,7 +140,7 @@ TEST(RowSeriesTest, WhatTheTailNeeds) {
             ASSERT_GT(static_cast<double>(words) * 64 * std::log(2.0) - 100 * 64 * std::log(2.0), tail - 1)
                 << c.row->name << " " << k;
         }
-        EXPECT_EQ(before, 0u);
+        EXPECT_EQ(series.precision_words(series.terms()), 0u);
     }
 }
 
@@ -202,7 +202,7 @@ TEST(RowSeriesTest, LeavesAndMergesFarOut) {
     for (const Case& c : cases()) {
         const RowSeries series(*c.row, 100);
         std::vector<u64> ends;
-        for (int bits = 3; bits < 52; bits++) ends.push_back(u64(1) << bits);
+        for (unsigned bits = 3; bits < 52; bits += kalvor_test::thinned(5)) ends.push_back(u64(1) << bits);
         ends.push_back((u64(1) << 51) - 50);
         ends.push_back((u64(1) << 52) - 200);
         for (const u64 a : ends) {
