@@ -324,6 +324,30 @@ TEST_F(ConfigTest, AnAlgorithmByItsNumber) {
     EXPECT_EQ(out.value("Algorithm:"), "Ramanujan (1910)");
 }
 
+TEST_F(ConfigTest, ConstantsWithOneSeriesOrAnother) {
+    const std::string pi = "            Constant : \"pi\"\r\n            Algorithm : \"ramanujan\"\r\n";
+    const auto chosen = [](const std::string& token, const std::string& algorithm) {
+        return "            Constant : \"" + token + "\"\r\n            Algorithm : " + algorithm + "\r\n";
+    };
+    const struct {
+        const char *token, *algorithm, *file, *begin;
+    } cases[] = {
+        {"zeta3", "\"wedeniwski\"", "Zeta(3) - Dec - Wedeniwski.txt", "1.2020569031"},
+        {"zeta(3)", "\"1\"", "Zeta(3) - Dec - Amdeberhan-Zeilberger (1997).txt", "1.2020569031"},
+        {"catalan", "\"pilehrood-long\"", "Catalan - Dec - Pilehrood (long).txt", "0.9159655941"},
+        {"catalan", "4", "Catalan - Dec - Lupas.txt", "0.9159655941"},
+    };
+    for (const auto& [token, algorithm, file, begin] : cases) {
+        write("a.cfg", settings(pi, chosen(token, algorithm)));
+        const ProgramRun out = run({"a"});
+        EXPECT_EQ(out.exit_code, 0) << out.out;
+        const std::string digits = kalvor_test::read_file(folder_ / (std::string("digits/") + file));
+        EXPECT_EQ(digits.size(), 1002u) << file;
+        EXPECT_EQ(digits.substr(0, 12), begin);
+    }
+    EXPECT_NE(said(settings(pi, chosen("zeta3", "\"2\""))).find("Invalid Algorithm: 2"), std::string::npos);
+}
+
 TEST_F(ConfigTest, RefusedSettingsLeaveNoFolders) {
     for (const std::string& text :
          {settings("\"ram\"", "\"rom\""), settings("\"spawn\"", "\"spwan\""), settings("\"mmap\"", "\"map\""),
