@@ -5,10 +5,13 @@
 // As a series of the hypergeometric family the term 0 stands apart, and
 //
 //   P(k) = 1,   R(k) = 2k + 1,   Q(k) = (2k + 1) m^2
+//
+// Leaves take common factors out of the numbers of a range (arccoth_leaf.h).
 #pragma once
 
 #include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
+#include "constants/builtin/arccoth_leaf.h"
 #include "constants/evaluator/evaluator.h"
 
 namespace kalvor {
@@ -18,6 +21,7 @@ struct ArcCothArgument {
     explicit ArcCothArgument(Word argument);
 
     Word m, square;
+    std::shared_ptr<const ArcCothLeaf> leaf;
     DoubleDouble gain;  // nats by which a term falls at least: ln m^2
 };
 
@@ -30,25 +34,30 @@ class ArcCothSeries final : public BinarySplitting::CommonP2B3::Series {
     DoubleDouble log_remaining(u64 k) const override;
     double log_size_R(u64 a, u64 b) const override;
     u64 zero_bits_Q(u64 a, u64 b) const override;
-    void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;
+    double log_size_P(u64 a, u64 b) const override { return log_size_Q(a, b); }
+    double log_size_Q(u64 a, u64 b) const override;
+    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
+              Word* scratch) const override;
 
     static u64 term_count(const ArcCothArgument& argument, u64 precision_words);
 
   private:
     const ArcCothArgument argument_;
+    const double saved_;  // of each term, in the middle of a long series
     const DoubleDouble growth_, full_;
 };
 
-// coefficient * arccoth(m).
+// (coefficient * arccoth(m))^power.
 class ArcCoth final : public EvaluatorFactory {
   public:
-    // Throws the same as the argument, and for a coefficient of 0.
-    ArcCoth(Word coefficient, Word m);
+    // Throws the same as the argument, for a coefficient of 0, and for a power other than 1 and -1.
+    ArcCoth(i64 coefficient, Word m, i64 power = 1);
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 
   private:
-    const Word coefficient_;
+    const i64 coefficient_;
     const ArcCothArgument argument_;
+    const int power_;
 };
 
 }  // namespace kalvor

@@ -73,9 +73,7 @@ class LogSum final : public Evaluator {
     LogSum(u64 x, const LogFormula& formula, const EvaluatorRequest& request)
         : precision_(request.precision), label_("Log( " + std::to_string(x) + " )") {
         for (const LogTerm& term : formula.terms) {
-            const u64 magnitude = term.c < 0 ? u64(0) - static_cast<u64>(term.c) : static_cast<u64>(term.c);
-            terms_.push_back(
-                {ArcCoth(magnitude, term.m).make_evaluator(request), label_of(term), term.c > 0});
+            terms_.push_back({ArcCoth(term.c, term.m).make_evaluator(request), label_of(term)});
             Needs needs = terms_.back().value->needs();
             result_words_ = std::max(result_words_, round_up_8(needs.result_words + kSumWords));
             if (terms_.size() > 1) needs = needs.above(round_up_8(needs.result_words + kSumWords));
@@ -107,13 +105,11 @@ class LogSum final : public Evaluator {
             status.Status_Line(term.label);
             if (&term == &terms_.front()) {
                 error.add(term.value->run(context, status, result));
-                result.set_sign(term.positive);
                 continue;
             }
             AlignedBufferC memory = context.scratch;
             BigFloat next = carve<BigFloat>(memory, term.value->needs().result_words + kSumWords);
             error.add(term.value->run(context.with_scratch(memory), status, next));
-            next.set_sign(term.positive);
             result.verify(context.parallel, "the sum, which waited for a term");
             StatusSection section(status, "Accumulate...");
             StatusFrame frame(section.node(), "Adding: ");
@@ -130,7 +126,6 @@ class LogSum final : public Evaluator {
     struct Term {
         std::unique_ptr<Evaluator> value;
         std::string label;
-        bool positive;
     };
 
     const u64 precision_;
