@@ -33,6 +33,7 @@ set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
   constants/catalog/catalog_menu.cpp
+  constants/catalog/log_constant.cpp
   constants/catalog/sqrt_constant.cpp
   digits/bbp/bbp_command.cpp
   digits/bbp/bbp_console_run.cpp
