@@ -23,6 +23,12 @@ namespace AB = BinarySplitting::BrentMcMillanAB;
 
 namespace {
 
+// Its formula is searched for once.
+const LogMachin& logarithm_of_2() {
+    static const LogMachin log(2);
+    return log;
+}
+
 // Of A / B and of ln n, whose integer parts cancel: a word more than gamma has.
 u64 working_precision(u64 p) {
     return p + 1;
@@ -76,7 +82,7 @@ class BrentMcMillan final : public Evaluator {
             needs_.take_maximum(C_->needs().above(C_words_));
             needs_.take_maximum(product_needs(2 * (C_words_ + inverse_words_)).above(C_words_ + products));
         }
-        ln2_ = LogMachin(2).make_evaluator({p_, request.tds});
+        ln2_ = logarithm_of_2().make_evaluator({p_, request.tds});
         ln2_words_ = round_up_8(ln2_->needs().result_words + 1);
         needs_.take_maximum(ln2_->needs().above(ln2_words_));
         needs_ = needs_.above(inverse_words_);
