@@ -1,6 +1,7 @@
 #include "constants/bsr/brent_mcmillan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "arith/bigfloat/combine.h"
@@ -22,6 +23,13 @@ DoubleDouble ln_n(u64 m) {
 // ln x!, 0 for x = 0.
 DoubleDouble factorial(u64 x) {
     return x == 0 ? DoubleDouble(0.0) : ln_factorial(DoubleDouble::from_u64(x));
+}
+
+// The same where doubles resolve it: below kResolved the error is less than a nat.
+constexpr u64 kResolved = u64(1) << 44;
+double factorial_double(u64 k) {
+    const double x = static_cast<double>(k);
+    return k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
 }
 
 // ln of the term (n^x / x!)^2.
@@ -57,18 +65,29 @@ DoubleDouble Series::log_size_to_dd(u64 k) const {
     return size;
 }
 
+double Series::log_size_to(u64 k) const {
+    if (k >= kResolved) return log_size_to_dd(k).high;
+    const u64 n = u64(1) << m_;
+    const double size = factorial_double(k), all = 2 * static_cast<double>(std::min(k, n)) * ln_n(m_).high;
+    return size + all + (k > n ? 2 * (size - factorial_double(n)) : 0);
+}
+
 // As many terms, each with a sum of as many fractions.
 double Series::log_largest(u64 a, u64 b) const {
-    return log_size_dd(a, b).high + 2 * std::log(static_cast<double>(b - a) + 1);
+    const double size = b < kResolved ? log_size_to(b) - log_size_to(a) : log_size_dd(a, b).high;
+    return size + 2 * std::log(static_cast<double>(b - a) + 1) + 1;
 }
 
 double Series::log_size_Q(u64 a, u64 b) const {
-    return (factorial(b) - factorial(a)).high + 1;
+    return b < kResolved ? factorial_double(b) - factorial_double(a) + 1
+                         : (factorial(b) - factorial(a)).high + 1;
 }
 
 double Series::log_size_R(u64 a, u64 b) const {
-    return (log_size_dd(a, b) - (factorial(b) - factorial(a))).high +
-           std::log(static_cast<double>(b - a) + 1);
+    const double terms = std::log(static_cast<double>(b - a) + 1) + 1;
+    if (b < kResolved)
+        return log_size_to(b) - log_size_to(a) - (factorial_double(b) - factorial_double(a)) + terms;
+    return (log_size_dd(a, b) - (factorial(b) - factorial(a))).high + terms;
 }
 
 // The tail is below the term that it begins with, once the terms fall.
@@ -76,13 +95,36 @@ DoubleDouble Series::log_remaining(u64 k) const {
     const u64 n = u64(1) << m_;
     const DoubleDouble full = DoubleDouble::from_u64(precision()) * dd::ln2_64();
     if (k <= n) return full;
+    if (k < kResolved) {
+        const auto size = [&](u64 x) {
+            return 2 * (static_cast<double>(x) * ln_n(m_).high - factorial_double(x));
+        };
+        return DoubleDouble(std::max(0.0, full.high - (size(n) - size(k))));
+    }
     const DoubleDouble rest = full - (term_size(m_, n) - term_size(m_, k));
     return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
 }
 
+namespace {
+
+// By the bits of the largest index: ranges of few terms are many.
+Family::Words small_capacities(u64 m, u64 terms, u64 b) {
+    const u64 index = static_cast<u64>(std::bit_width(b)), square = 2 * std::max(index, m);
+    const auto words = [terms](u64 bits) { return (terms * bits) / 64 + 1; };
+    Family::Words capacities;
+    capacities[kT] = round_up_8(std::max(words(square + index) + 8, kLeafWords + 3));
+    capacities[kQ] = round_up_8(words(index) + 4);
+    capacities[kR] = round_up_8(std::max(words(square) + 6, kLeafWords + 3));
+    capacities[kP] = round_up_8(words(index) + 6);
+    return capacities;
+}
+
+}  // namespace
+
 // Products are written at the sum of their factors' lengths, sums at one more; an exponent of whole words
 // leaves up to a word of R and T above their lowest power of n.
 Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
+    if (b - a <= kSmallRange) return small_capacities(series.m(), b - a, b);
     const u64 Q = whole_words_of(series.log_size_Q(a, b)), R = whole_words_of(series.log_size_R(a, b));
     Words words;
     words[kT] = round_up_8(std::max(whole_words_of(series.log_largest(a, b)) + 8, kLeafWords + 3));

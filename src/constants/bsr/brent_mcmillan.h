@@ -25,7 +25,7 @@ class Series final : public BinarySplitting::Series {
     Series(u64 m, u64 precision_words);
 
     u64 m() const { return m_; }
-    double log_size_to(u64 k) const override { return log_size_to_dd(k).high; }
+    double log_size_to(u64 k) const override;
     DoubleDouble log_size_to_dd(u64 k) const override;
     double log_largest(u64 a, u64 b) const override;
     DoubleDouble log_remaining(u64 k) const override;
