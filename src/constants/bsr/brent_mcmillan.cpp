@@ -1,0 +1,311 @@
+#include "constants/bsr/brent_mcmillan.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "arith/bigfloat/combine.h"
+#include "arith/multiply/product_needs.h"
+#include "base/errors/exceptions.h"
+
+namespace kalvor::BinarySplitting::BrentMcMillanAB {
+namespace {
+
+constexpr const char* kLeaf = "BrentMcMillanAB_BSR_End()";
+// Words of the longest number of a leaf, j^3 + 2 n^2 j - n^2 with j below 2^55, shifted by less than a word.
+constexpr u64 kLeafWords = 5;
+constexpr u64 kSmallRange = 100;
+
+DoubleDouble ln_n(u64 m) {
+    return DoubleDouble::from_u64(m) * dd::ln2();
+}
+
+// ln x!, 0 for x = 0.
+DoubleDouble factorial(u64 x) {
+    return x == 0 ? DoubleDouble(0.0) : ln_factorial(DoubleDouble::from_u64(x));
+}
+
+// The same where doubles resolve it: below kResolved the error is less than a nat.
+constexpr u64 kResolved = u64(1) << 44;
+double factorial_double(u64 k) {
+    const double x = static_cast<double>(k);
+    return k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
+}
+
+// ln of the term (n^x / x!)^2.
+DoubleDouble term_size(u64 m, u64 x) {
+    return DoubleDouble(2.0) *
+           (DoubleDouble::from_u64(x) * ln_n(m) - ln_factorial(DoubleDouble::from_u64(x)));
+}
+
+}  // namespace
+
+u64 Series::term_count(u64 m, u64 precision_words) {
+    const u64 n = u64(1) << m;
+    const DoubleDouble down = DoubleDouble::from_u64(precision_words) * dd::ln2_64() + DoubleDouble(1.0);
+    const DoubleDouble threshold = term_size(m, n) - down;
+    u64 low = n, high = 2 * n;
+    while (threshold < term_size(m, high)) high *= 2;
+    while (high - low > 1) {
+        const u64 middle = low + (high - low) / 2;
+        (threshold < term_size(m, middle) ? low : high) = middle;
+    }
+    return high + 2;
+}
+
+Series::Series(u64 m, u64 precision_words)
+    : BinarySplitting::Series({term_count(m, precision_words), precision_words, 3, kLeafWords, false}),
+      m_(m) {}
+
+// Sum of 2 max(ln n, ln i) + ln i: of T, whose terms are products of such factors.
+DoubleDouble Series::log_size_to_dd(u64 k) const {
+    const u64 n = u64(1) << m_;
+    DoubleDouble size = factorial(k) + DoubleDouble(2.0) * DoubleDouble::from_u64(std::min(k, n)) * ln_n(m_);
+    if (k > n) size = size + DoubleDouble(2.0) * (factorial(k) - factorial(n));
+    return size;
+}
+
+double Series::log_size_to(u64 k) const {
+    if (k >= kResolved) return log_size_to_dd(k).high;
+    const u64 n = u64(1) << m_;
+    const double size = factorial_double(k), all = 2 * static_cast<double>(std::min(k, n)) * ln_n(m_).high;
+    return size + all + (k > n ? 2 * (size - factorial_double(n)) : 0);
+}
+
+// As many terms, each with a sum of as many fractions.
+double Series::log_largest(u64 a, u64 b) const {
+    const double size = b < kResolved ? log_size_to(b) - log_size_to(a) : log_size_dd(a, b).high;
+    return size + 2 * std::log(static_cast<double>(b - a) + 1) + 1;
+}
+
+double Series::log_size_Q(u64 a, u64 b) const {
+    return b < kResolved ? factorial_double(b) - factorial_double(a) + 1
+                         : (factorial(b) - factorial(a)).high + 1;
+}
+
+double Series::log_size_R(u64 a, u64 b) const {
+    const double terms = std::log(static_cast<double>(b - a) + 1) + 1;
+    if (b < kResolved)
+        return log_size_to(b) - log_size_to(a) - (factorial_double(b) - factorial_double(a)) + terms;
+    return (log_size_dd(a, b) - (factorial(b) - factorial(a))).high + terms;
+}
+
+// The tail is below the term that it begins with, once the terms fall.
+DoubleDouble Series::log_remaining(u64 k) const {
+    const u64 n = u64(1) << m_;
+    const DoubleDouble full = DoubleDouble::from_u64(precision()) * dd::ln2_64();
+    if (k <= n) return full;
+    if (k < kResolved) {
+        const auto size = [&](u64 x) {
+            return 2 * (static_cast<double>(x) * ln_n(m_).high - factorial_double(x));
+        };
+        return DoubleDouble(std::max(0.0, full.high - (size(n) - size(k))));
+    }
+    const DoubleDouble rest = full - (term_size(m_, n) - term_size(m_, k));
+    return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
+}
+
+namespace {
+
+// By the bits of the largest index: ranges of few terms are many.
+Family::Words small_capacities(u64 m, u64 terms, u64 b) {
+    const u64 index = static_cast<u64>(std::bit_width(b)), square = 2 * std::max(index, m);
+    const auto words = [terms](u64 bits) { return (terms * bits) / 64 + 1; };
+    Family::Words capacities;
+    capacities[kT] = round_up_8(std::max(words(square + index) + 8, kLeafWords + 3));
+    capacities[kQ] = round_up_8(words(index) + 4);
+    capacities[kR] = round_up_8(std::max(words(square) + 6, kLeafWords + 3));
+    capacities[kP] = round_up_8(words(index) + 6);
+    return capacities;
+}
+
+}  // namespace
+
+// Products are written at the sum of their factors' lengths, sums at one more; an exponent of whole words
+// leaves up to a word of R and T above their lowest power of n.
+Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
+    if (b - a <= kSmallRange) return small_capacities(series.m(), b - a, b);
+    const u64 Q = whole_words_of(series.log_size_Q(a, b)), R = whole_words_of(series.log_size_R(a, b));
+    Words words;
+    words[kT] = round_up_8(std::max(whole_words_of(series.log_largest(a, b)) + 8, kLeafWords + 3));
+    words[kQ] = round_up_8(Q + 4);
+    words[kR] = round_up_8(std::max(R + 6, kLeafWords + 3));
+    words[kP] = round_up_8(Q + 6);
+    return words;
+}
+
+u64 Family::split(const Series& series, u64 a, u64 b) {
+    const u64 middle = b - a > kSmallRange ? series.split_point(a, b) : a + (b - a + 1) / 2;
+    const u64 even = middle - middle % 2;
+    if (even <= a) return a + 1;
+    return even < b ? even : b - 1;
+}
+
+namespace {
+
+// U = T1 Q2^2 + P1 R2, which T is a multiple of. The second product begins at a higher power of n.
+u64 words_of_U(u64 T1, u64 Q2, u64 T) {
+    return round_up_8(std::max(T1 + 2 * Q2, T) + 1);
+}
+
+u64 longest_product(const Family::Words& left, const Family::Words& right, u64 square, u64 U) {
+    return std::max({2 * right[kQ], left[kT] + square, left[kR] + square, left[kP] + right[kR], U + right[kQ],
+                     left[kQ] + right[kT], left[kP] + right[kQ], left[kQ] + right[kP], left[kQ] + right[kQ]});
+}
+
+}  // namespace
+
+Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
+    const u64 square = 2 * sizes.right[kQ], U = words_of_U(sizes.left[kT], sizes.right[kQ], sizes.out[kT]);
+    const u64 term = std::max(sizes.out[kT], sizes.left[kP] + sizes.right[kR]);
+    return product_needs(longest_product(sizes.left, sizes.right, square, U)).above(square + U + term);
+}
+
+Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
+    const u64 words = float_words(precision);
+    return product_needs(longest_product(sizes.left, sizes.right, words, words)).above(3 * words);
+}
+
+namespace {
+
+void require(const ExactFloat& A) {
+    if (A.buffer_size < kLeafWords) throw BufferTooSmallException(kLeaf, A.buffer_size, kLeafWords);
+}
+
+// A sum is formed in the longer of the two.
+const BasicIntR& sum(BasicIntR& A, BasicIntR& B) {
+    BasicIntR& longer = A.L >= B.L ? A : B;
+    longer += &longer == &A ? B : A;
+    return longer;
+}
+
+void set(ExactFloat& out, const BasicInt& A) {
+    out.set_BasicInt(A, true, serial_context());
+}
+
+}  // namespace
+
+void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC) {
+    for (const std::size_t i : {kT, kQ, kR}) require(out[i]);
+    const bool two = b - a == 2;
+    const u64 j = b, m = series.m();
+    Word words[kLeafWords + 1], more[kLeafWords + 1];
+    BasicIntR A(words, kLeafWords + 1), B(more, kLeafWords + 1);
+    const auto times_n_squared = [&](BasicIntR& value) {
+        value.mul_uW(Word(1) << m);
+        value.mul_uW(Word(1) << m);
+    };
+
+    A.set_word(j);
+    if (two) A.mul_uW(j - 1);
+    set(out[kQ], A);
+    if (edge) {
+        out[kP].clear();
+    } else {
+        A.set_word(two ? 2 * j - 1 : 1);
+        set(out[kP], A);
+    }
+    const i64 shift = static_cast<i64>(2 * m * (two ? j - 1 : j));
+    // R = j^2 + n^2, T = j^3 + n^2 (2j - 1); of one term 1.
+    if (two) {
+        A.set_word(j);
+        A.mul_uW(j);
+        B.set_word(1);
+        times_n_squared(B);
+        set(out[kR], sum(A, B));
+    } else {
+        A.set_word(1);
+        set(out[kR], A);
+    }
+    out[kR].mp2(shift, serial_context());
+    if (two) {
+        A.set_word(j);
+        A.mul_uW(j);
+        A.mul_uW(j);
+        B.set_word(2 * j - 1);
+        times_n_squared(B);
+        set(out[kT], sum(A, B));
+    } else {
+        set(out[kT], A);
+    }
+    out[kT].mp2(shift, serial_context());
+}
+
+// The powers of n of the right half are the higher ones, so every sum grows upwards only.
+void Family::merge(const MultiplyContext& context, bool, const Exact& left, const Exact& right, Exact& out,
+                   bool edge) {
+    MultiplyContext inner = context;
+    const ParallelContext& parallel = context.parallel;
+    auto square = carve<ExactFloat>(inner.scratch, 2 * right[kQ].buffer_size);
+    auto U = carve<ExactFloat>(inner.scratch,
+                               words_of_U(left[kT].buffer_size, right[kQ].buffer_size, out[kT].buffer_size));
+    auto term = carve<ExactFloat>(
+        inner.scratch, std::max(out[kT].buffer_size, left[kP].buffer_size + right[kR].buffer_size));
+    square.set_mul(inner, right[kQ], right[kQ]);
+
+    U.set_mul(inner, left[kT], square);
+    term.set_mul(inner, left[kP], right[kR]);
+    U.uaddAB_ip(parallel, term);
+    out[kT].set_mul(inner, U, right[kQ]);
+    term.set_mul(inner, left[kQ], right[kT]);
+    out[kT].uaddAB_ip(parallel, term);
+
+    out[kR].set_mul(inner, left[kR], square);
+    out[kR].uaddAB_ip(parallel, right[kR]);
+    if (edge) {
+        out[kP].clear();
+    } else {
+        out[kP].set_mul(inner, left[kP], right[kQ]);
+        term.set_mul(inner, right[kP], left[kQ]);
+        out[kP].uaddAB_ip(parallel, term);
+    }
+    out[kQ].set_mul(inner, left[kQ], right[kQ]);
+}
+
+namespace {
+
+// A += B, to `precision` words below the larger top.
+void add(const ParallelContext& parallel, u64 precision, BigFloat& A, const BigFloat& B) {
+    if (B.L == 0) return;
+    const i64 lowest = std::max(A.mag(), B.mag()) - static_cast<i64>(precision) - 2;
+    if (A.L != 0 && A.exp < lowest) cut_below(parallel, A, lowest);
+    if (A.L == 0) {
+        A.set_BigFloat(precision, parallel, B);
+        return;
+    }
+    const i64 floor = std::max(B.exp, lowest);
+    if (A.exp > floor) extend_down(A, floor, "BrentMcMillanAB::merge_float()");
+    combine_ip(parallel, A, B, false);
+}
+
+}  // namespace
+
+void Family::merge_float(const MultiplyContext& context, bool, const Floats& left, const Floats& right,
+                         Floats& out, u64 precision, u64 link_precision, bool edge) {
+    MultiplyContext inner = context;
+    const ParallelContext& parallel = context.parallel;
+    const u64 words = float_words(precision);
+    auto square = carve<BigFloat>(inner.scratch, words), U = carve<BigFloat>(inner.scratch, words);
+    auto term = carve<BigFloat>(inner.scratch, words);
+    square.set_sqr(precision, inner, right[kQ]);
+
+    U.set_mul(precision, inner, left[kT], square);
+    term.set_mul(precision, inner, left[kP], right[kR]);
+    add(parallel, precision, U, term);
+    out[kT].set_mul(precision, inner, U, right[kQ]);
+    term.set_mul(precision, inner, left[kQ], right[kT]);
+    add(parallel, precision, out[kT], term);
+
+    out[kR].set_mul(precision, inner, left[kR], square);
+    add(parallel, precision, out[kR], right[kR]);
+    if (edge) {
+        out[kP].clear();
+    } else {
+        out[kP].set_mul(link_precision, inner, left[kP], right[kQ]);
+        term.set_mul(link_precision, inner, right[kP], left[kQ]);
+        add(parallel, link_precision, out[kP], term);
+    }
+    out[kQ].set_mul(precision, inner, left[kQ], right[kQ]);
+}
+
+}  // namespace kalvor::BinarySplitting::BrentMcMillanAB

@@ -1,0 +1,250 @@
+#include "constants/builtin/euler_gamma.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "arith/bigfloat/combine.h"
+#include "arith/multiply/product_needs.h"
+#include "arith/newton/division.h"
+#include "arith/newton/newton_work.h"
+#include "base/console/format.h"
+#include "base/status/status_scope.h"
+#include "constants/bsr/brent_mcmillan.h"
+#include "constants/bsr/psr_series.h"
+#include "constants/builtin/gamma_c_series.h"
+#include "constants/builtin/log_machin.h"
+
+namespace kalvor {
+
+namespace AB = BinarySplitting::BrentMcMillanAB;
+
+namespace {
+
+// Its formula is searched for once.
+const LogMachin& logarithm_of_2() {
+    static const LogMachin log(2);
+    return log;
+}
+
+// Of A / B and of ln n, whose integer parts cancel: a word more than gamma has.
+u64 working_precision(u64 p) {
+    return p + 1;
+}
+
+// C / B^2 is about e^(-4n), so that much of it is not needed.
+u64 precision_of_C(u64 m, u64 p) {
+    const double words = 4 * std::ldexp(1.0, static_cast<int>(m)) / dd::ln2_64().high;
+    const u64 small = words < static_cast<double>(p) ? static_cast<u64>(words) : p;
+    return std::max<u64>(3, p - small + 2);
+}
+
+std::string label_of(GammaAlgorithm algorithm, u64 m) {
+    return std::string("EulerGamma - Brent-McMillan") +
+           (algorithm == GammaAlgorithm::refined ? " (refined)" : "") + ": (n = 2^" + std::to_string(m) + ")";
+}
+
+// e^(-4 2^k), and a word for what stands before it.
+ErrorBound method_error(u64 k) {
+    const double bits = 4 * std::ldexp(1.0, static_cast<int>(k)) / dd::ln2().high;
+    return ErrorBound::within(PowerOfTwo{1, 0}.shifted(-static_cast<i64>(bits)));
+}
+
+// Working memory:
+//
+//   [1 / B][the sums, then the numbers of the fraction, then C, then ln 2]
+//
+// The sum's numerator waits in the result's words.
+class BrentMcMillan final : public Evaluator {
+  public:
+    BrentMcMillan(GammaAlgorithm algorithm, u64 k, const EvaluatorRequest& request)
+        : refined_(algorithm == GammaAlgorithm::refined),
+          k_(k),
+          m_(refined_ ? k - 1 : k),
+          result_precision_(request.precision),
+          p_(working_precision(request.precision)),
+          C_precision_(refined_ ? precision_of_C(m_, p_) : 0),
+          label_(label_of(algorithm, m_)),
+          series_(m_, p_),
+          sum_(series_, p_, request.tds),
+          division_(DivisionPlan::make(p_, request.tds)),
+          number_words_(round_up_8(p_ + 6)) {
+        needs_ = sum_.needs().maximum(division_.needs().above(sum_.accumulator_words() + 3 * number_words_));
+        if (refined_) {
+            inverse_.emplace(DivisionPlan::make(C_precision_, request.tds));
+            inverse_words_ = round_up_8(inverse_->result);
+            needs_.take_maximum(inverse_->needs().above(sum_.accumulator_words() + 3 * number_words_));
+            C_ = GammaC(m_).make_evaluator({C_precision_, request.tds});
+            C_words_ = round_up_8(C_->needs().result_words);
+            const u64 products = 2 * round_up_8(C_precision_ + 6);
+            needs_.take_maximum(C_->needs().above(C_words_));
+            needs_.take_maximum(product_needs(2 * (C_words_ + inverse_words_)).above(C_words_ + products));
+        }
+        ln2_ = logarithm_of_2().make_evaluator({p_, request.tds});
+        ln2_words_ = round_up_8(ln2_->needs().result_words + 1);
+        needs_.take_maximum(ln2_->needs().above(ln2_words_));
+        needs_ = needs_.above(inverse_words_);
+        needs_.result_words =
+            std::max(sum_.needs().result_words, std::max(number_words_, round_up_8(division_.result + 1)));
+    }
+
+    const Needs& needs() const override { return needs_; }
+    std::string label() const override { return label_; }
+    SeriesBlocks series_blocks() const override {
+        SeriesBlocks blocks{sum_.blocks(), 0};
+        for (std::size_t i = 0; i < sum_.blocks(); i++) blocks.checked += sum_.block(i).exact() ? 1 : 0;
+        if (C_) blocks = blocks + C_->series_blocks();
+        return blocks + ln2_->series_blocks();
+    }
+    std::vector<WorkPhase> work() const override {
+        const double sum = sum_.work();
+        double division = newton::division_work(division_.p, division_.q);
+        if (inverse_) division += newton::division_work(inverse_->p, inverse_->q);
+        std::vector<WorkPhase> phases = {{"series", sum * kWorkSeconds, sum},
+                                         {"division", division * kWorkSeconds, division}};
+        for (const Evaluator* part : {C_.get(), ln2_.get()}) {
+            if (!part) continue;
+            for (WorkPhase& phase : part->work()) phases.push_back(std::move(phase));
+        }
+        return phases;
+    }
+
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+        status.Status_Line(label_);
+        warn_of_small_parameter(status);
+        AlignedBufferC memory = context.scratch;
+        BigFloat inverse = carve<BigFloat>(memory, inverse_words_);
+        const MultiplyContext rest = context.with_scratch(memory);
+        fraction(rest, status, result, inverse);
+        ErrorBound error = ErrorBound::of_words(result, p_, kErrorBits) + method_error(k_);
+        if (refined_) error = error + subtract_C(rest, status, result, inverse);
+        error = error + subtract_logarithm(rest, status, result);
+        if (result.L > result_precision_ + 2) result = result.kept(context.parallel, result_precision_ + 2);
+        return error + ErrorBound::of_words(result, result_precision_, 0);
+    }
+
+  private:
+    // The tails of the sums and the roundings of folds and quotient.
+    static constexpr u32 kErrorBits = 6;
+
+    // What a parameter of the user's own cannot reach.
+    void warn_of_small_parameter(Status& status) const {
+        const double target = (DoubleDouble::from_u64(result_precision_) * dd::ln2_64()).high;
+        const double limit = 4 * std::ldexp(1.0, static_cast<int>(k_));
+        if (target <= limit) return;
+        status.Status_ColoredLine({{'R', "Warning:"}});
+        status.Status_Line("The current parameter is too small to meet the target precision.");
+        status.Status_Label(8, "Target:", {'Y', Console::format_commas(static_cast<u64>(std::rint(target)))});
+        status.Status_Label(8, "Limit:", {'Y', Console::format_commas(static_cast<u64>(std::rint(limit)))});
+    }
+
+    // result = A / B = T / (Q (Q^2 + R)), inverse = 1 / B = Q^2 / (Q^2 + R).
+    void fraction(const MultiplyContext& context, Status& status, BigFloat& result, BigFloat& inverse) const {
+        FloatNumbers sum;
+        {
+            status.work().enter("series");
+            StatusSection section(status, sum_.banner());
+            sum = sum_.run(context, section.node(), result.buffer);
+        }
+        status.work().enter("division");
+        for (const std::size_t i : {AB::kT, AB::kQ, AB::kR})
+            sum[i].verify(context.parallel, "a sum of Brent and McMillan");
+        AlignedBufferC memory = context.scratch;
+        memory.spawn_words(sum_.accumulator_words());
+        BigFloat S = carve<BigFloat>(memory, number_words_), D = carve<BigFloat>(memory, number_words_),
+                 N = carve<BigFloat>(memory, number_words_);
+        const MultiplyContext rest = context.with_scratch(memory);
+        BigFloat& sums = N;  // Q^2 + R, until N is needed
+        {
+            StatusSection section(status, "Summing: ");
+            S.set_sqr(p_, rest, sum[AB::kQ]);
+            sums.set_add(p_, context.parallel, S, sum[AB::kR]);
+            D.set_mul(p_, rest, sum[AB::kQ], sums);
+        }
+        if (refined_) large_division(*inverse_, rest, status, inverse, S, sums);
+        N.set_BigFloat(p_ + 2, context.parallel, sum[AB::kT]);
+        large_division(division_, rest, status, result, N, D);
+    }
+
+    // result -= C / B^2
+    ErrorBound subtract_C(const MultiplyContext& context, Status& status, BigFloat& result,
+                          BigFloat& inverse) const {
+        AlignedBufferC memory = context.scratch;
+        BigFloat C = carve<BigFloat>(memory, C_words_);
+        MultiplyContext rest = context.with_scratch(memory);
+        const ErrorBound C_error = C_->run(rest, status, C);
+        inverse.verify(context.parallel, "1 / B, which waited for C");
+        result.verify(context.parallel, "A / B, which waited for C");
+        BigFloat square = carve<BigFloat>(rest.scratch, C_precision_ + 6),
+                 term = carve<BigFloat>(rest.scratch, C_precision_ + 6);
+        {
+            StatusSection section(status, "Squaring...");
+            square.set_sqr(C_precision_, rest, inverse);
+            term.set_mul(C_precision_, rest, C, square);
+        }
+        StatusSection section(status, "Substracting");
+        StatusFrame frame(section.node(), "Subtracting: ");
+        ErrorBound error =
+            product_error({C, C_error}, {square, ErrorBound::of_words(square, C_precision_, 4)}) +
+            ErrorBound::of_words(term, C_precision_, 0);
+        return error + subtract(context.parallel, result, term);
+    }
+
+    // result -= m ln 2
+    ErrorBound subtract_logarithm(const MultiplyContext& context, Status& status, BigFloat& result) const {
+        AlignedBufferC memory = context.scratch;
+        BigFloat ln = carve<BigFloat>(memory, ln2_words_);
+        const ErrorBound error = ln2_->run(context.with_scratch(memory), status, ln);
+        result.verify(context.parallel, "A / B, which waited for ln 2");
+        StatusSection section(status, "Finishing: ");
+        if (m_ == 0) return ErrorBound::none();
+        ln.mul_uW(context.parallel, m_);
+        return error.times_word(m_) + subtract(context.parallel, result, ln);
+    }
+
+    // Returns what the dropped words may come to.
+    static ErrorBound subtract(const ParallelContext& parallel, BigFloat& result, const BigFloat& term) {
+        if (result.exp > term.exp && result.L + 1 < result.buffer_size) {
+            // A quotient may end above words of what is subtracted.
+            const i64 room = static_cast<i64>(result.buffer_size - result.L) - 1;
+            extend_down(result, std::max(term.exp, result.exp - std::min<i64>(room, 2)), "EulerGamma");
+        }
+        const i64 bottom = result.exp;
+        combine_signed_ip(parallel, result, term, true);
+        return ErrorBound::within(PowerOfTwo{bottom, 0});
+    }
+
+    using FloatNumbers = BinarySplitting::FloatRange<AB::Family>;
+
+    const bool refined_;
+    const u64 k_, m_;
+    const u64 result_precision_, p_, C_precision_;
+    const std::string label_;
+    const AB::Series series_;
+    const BinarySplitting::PSR_SeriesB<AB::Family> sum_;
+    const DivisionPlan division_;
+    const u64 number_words_;
+    std::optional<DivisionPlan> inverse_;
+    std::unique_ptr<Evaluator> C_, ln2_;
+    u64 inverse_words_ = 0, C_words_ = 0, ln2_words_ = 0;
+    Needs needs_;
+};
+
+}  // namespace
+
+u64 EulerGamma::parameter_for(u64 precision_words) {
+    const DoubleDouble needed =
+        DoubleDouble::from_u64(precision_words) * dd::ln2_64() * DoubleDouble(0.25) + DoubleDouble(10.0);
+    u64 k = 2;
+    while (DoubleDouble::from_u64(u64(1) << k) < needed) k++;
+    return k;
+}
+
+std::unique_ptr<Evaluator> EulerGamma::make_evaluator(const EvaluatorRequest& request) const {
+    const u64 k = k_.value_or(parameter_for(request.precision));
+    return std::make_unique<BrentMcMillan>(algorithm_, k, request);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,91 @@
+#include "constants/builtin/gamma_c_series.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "constants/bsr/series_value.h"
+#include "constants/builtin/leaf_words.h"
+
+namespace kalvor {
+namespace {
+
+// Of a term's numbers for j up to 2^51 and m up to 50.
+constexpr BinarySplitting::CommonP2B3::Series::TermWords kTermWords = {3, 3, 3};
+constexpr u64 kLeafThreshold = 8, kGrowthWords = 12;
+constexpr const char* kLeaf = "Gamma_C_BSR_End()";
+
+// ln x!, 0 for x = 0.
+DoubleDouble factorial(u64 x) {
+    return x == 0 ? DoubleDouble(0.0) : ln_factorial(DoubleDouble::from_u64(x));
+}
+
+// ln of the term j.
+DoubleDouble term_size(u64 m, u64 j) {
+    return DoubleDouble(3.0) * factorial(2 * j) - DoubleDouble(4.0) * factorial(j) -
+           DoubleDouble::from_u64(2 * j * (m + 4)) * dd::ln2();
+}
+
+// ln(1 * 3 * ... * (2k - 1)).
+DoubleDouble odd_factorial(u64 k) {
+    return factorial(2 * k) - factorial(k) - DoubleDouble::from_u64(k) * dd::ln2();
+}
+
+}  // namespace
+
+u64 GammaCSeries::term_count(u64 m, u64 precision_words) {
+    const u64 most = u64(2) << m;
+    const DoubleDouble threshold =
+        -(DoubleDouble::from_u64(precision_words) * dd::ln2_64() + DoubleDouble(1.0));
+    if (threshold < term_size(m, most)) return most;
+    u64 low = 0, high = most;
+    while (high - low > 1) {
+        const u64 middle = low + (high - low) / 2;
+        (threshold < term_size(m, middle) ? low : high) = middle;
+    }
+    return std::min(high + 2, most);
+}
+
+GammaCSeries::GammaCSeries(u64 m, u64 precision_words)
+    : Series({term_count(m, precision_words), precision_words, kLeafThreshold, kGrowthWords, false},
+             kTermWords),
+      m_(m) {}
+
+DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
+    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2();
+}
+
+DoubleDouble GammaCSeries::log_remaining(u64 k) const {
+    const DoubleDouble rest = DoubleDouble::from_u64(precision()) * dd::ln2_64() + term_size(m_, k);
+    return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
+}
+
+// Terms of a range are below 1, so P is below Q for each of them.
+double GammaCSeries::log_size_P(u64 a, u64 b) const {
+    return log_size_resolved(a, b) + std::log(static_cast<double>(b - a) + 1) + 2;
+}
+
+double GammaCSeries::log_size_R(u64 a, u64 b) const {
+    return (DoubleDouble(3.0) * (odd_factorial(b) - odd_factorial(a))).high + 2;
+}
+
+void GammaCSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
+    leaf::require(P, kTermWords.P, kLeaf);
+    leaf::require(Q, kTermWords.Q, kLeaf);
+    leaf::require(R, kTermWords.R, kLeaf);
+    const Word odd = 2 * k - 1;
+    leaf::set(R, u128(odd) * odd);
+    R.mul_uW(odd);
+    P.set_BasicInt(R);
+    leaf::set(Q, k);
+    Q.mul_uW(Word(1) << m_);
+    Q.mul_uW(Word(32) << m_);
+}
+
+// (S + 1) / 2^(m + 2)
+std::unique_ptr<Evaluator> GammaC::make_evaluator(const EvaluatorRequest& request) const {
+    return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
+        std::make_shared<const GammaCSeries>(m_, request.precision), {1, 1, Word(4) << m_, 1, false}, request,
+        BinarySplitting::SeriesMemory::full);
+}
+
+}  // namespace kalvor

@@ -1,0 +1,173 @@
+#include "constants/builtin/euler_gamma.h"
+
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <cmath>
+
+#include "base/errors/exceptions.h"
+#include "base/status/linear_console_node.h"
+#include "constants/bsr/brent_mcmillan.h"
+#include "constants/builtin/gamma_c_series.h"
+#include "support/capture_console.h"
+#include "support/effort.h"
+#include "support/evaluator_run.h"
+
+using namespace kalvor;
+using kalvor_test::EvaluatorRun;
+using kalvor_test::expect_value;
+using kalvor_test::kReferenceWords;
+using trel::u64;
+
+namespace {
+
+constexpr GammaAlgorithm kAlgorithms[] = {GammaAlgorithm::refined, GammaAlgorithm::plain};
+
+// floor(gamma 2^(64 words))
+mpz_class euler(u64 words) {
+    mpfr_t y;
+    mpfr_init2(y, static_cast<mpfr_prec_t>(64 * words + 128));
+    mpfr_const_euler(y, MPFR_RNDN);
+    mpfr_mul_2ui(y, y, static_cast<unsigned long>(64 * words), MPFR_RNDN);
+    mpz_class z;
+    mpfr_get_z(z.get_mpz_t(), y, MPFR_RNDD);
+    mpfr_clear(y);
+    return z;
+}
+
+void expect_both(u64 p, u64 tds) {
+    const mpz_class want = euler(p + kReferenceWords);
+    for (const GammaAlgorithm algorithm : kAlgorithms) {
+        expect_value(EulerGamma(algorithm), p, tds, want,
+                     std::string(algorithm == GammaAlgorithm::plain ? "plain" : "refined") +
+                         " p=" + std::to_string(p) + " tds=" + std::to_string(tds));
+        if (testing::Test::HasFatalFailure()) return;
+    }
+}
+
+// By an exact model of the formulas.
+TEST(EulerGammaTest, Parameters) {
+    const std::pair<u64, u64> cases[] = {{1, 5},  {2, 6},  {3, 6},     {5, 7},      {10, 7},
+                                         {20, 8}, {40, 9}, {1000, 14}, {51908, 20}, {519053, 23}};
+    for (const auto& [p, k] : cases) EXPECT_EQ(EulerGamma::parameter_for(p), k) << p;
+}
+
+TEST(EulerGammaTest, AllSmallPrecisions) {
+    for (u64 p = 3; p <= 130; p += p < 40 ? 1 : kalvor_test::thinned(9)) {
+        expect_both(p, 1 + p % 3);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(EulerGammaTest, TenThousandDigits) {
+    for (const u64 tds : {1, 2, 7}) {
+        expect_both(521, tds);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(SlowEulerGammaTest, AHundredThousandDigits) {
+    expect_both(5193, 2);
+}
+
+// A larger parameter than needed is as right; a smaller one is right to what it says.
+TEST(EulerGammaTest, ForcedParameters) {
+    const u64 p = 30;
+    const mpz_class want = euler(p + kReferenceWords);
+    for (const GammaAlgorithm algorithm : kAlgorithms) {
+        for (u64 k = EulerGamma::parameter_for(p); k <= 13; k++)
+            expect_value(EulerGamma(algorithm, k), p, 2, want, "k=" + std::to_string(k));
+        for (u64 k = 1; k < EulerGamma::parameter_for(p); k++) {
+            EvaluatorRun run(EulerGamma(algorithm, k), p, 1);
+            const trel::BigFloat x = run.value();
+            const i64 bottom = -static_cast<i64>(p + kReferenceWords);
+            mpz_class difference = reference::magnitude_at(x, bottom) - want;
+            difference = abs(difference);
+            mpz_class bound = 1;
+            const i64 bits = 64 * (run.error.limit.words - bottom) + run.error.limit.bits;
+            mpz_mul_2exp(bound.get_mpz_t(), bound.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
+            EXPECT_LE(difference, bound) << k;
+            // e^(-4 2^k), to a word and a few bits.
+            EXPECT_LT(bits,
+                      64 * static_cast<i64>(p + kReferenceWords) - static_cast<i64>(5.77 * (1 << k)) + 70);
+        }
+    }
+}
+
+TEST(EulerGammaTest, ASmallParameterIsSaid) {
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    EvaluatorRun run(EulerGamma(GammaAlgorithm::plain, 3), 10, 1);
+    run.value(status);
+    EXPECT_NE(console.text().find("EulerGamma - Brent-McMillan: (n = 2^3)\n"
+                                  "Warning:\n"
+                                  "The current parameter is too small to meet the target precision.\n"
+                                  "Target: 444\nLimit:  32\n"),
+              std::string::npos)
+        << console.text();
+}
+
+TEST(EulerGammaTest, Labels) {
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    EvaluatorRun run(EulerGamma(GammaAlgorithm::refined), 1000, 1);
+    run.value(status);
+    EXPECT_NE(console.text().find("EulerGamma - Brent-McMillan (refined): (n = 2^13)\nSeries A and B...  "),
+              std::string::npos)
+        << console.text();
+    EXPECT_EQ(console.text().find("Warning"), std::string::npos);
+}
+
+// The term counts of an independent model of high precision.
+TEST(BrentMcMillanSeriesTest, TermCounts) {
+    using BinarySplitting::BrentMcMillanAB::Series;
+    const struct { u64 p, m, AB; } cases[] = {{1, 5, 0}, {10, 7, 0}, {1000, 14, 0}};
+    for (const auto& c : cases) {
+        // The first term that is small enough, by doubles: far from a tie.
+        const double n = std::ldexp(1.0, static_cast<int>(c.m));
+        const auto size = [&](double x) { return 2 * (x * std::log(n) - std::lgamma(x + 1)); };
+        u64 first = static_cast<u64>(n);
+        while (size(static_cast<double>(first)) > size(n) - 44.3614195558365 * static_cast<double>(c.p) - 1)
+            first++;
+        EXPECT_NEAR(static_cast<double>(Series::term_count(c.m, c.p)), static_cast<double>(first + 2), 1);
+    }
+}
+
+TEST(GammaCTest, TermCounts) {
+    for (const u64 m : {3, 6, 9, 12}) {
+        for (const u64 p : {3, 10, 100}) {
+            const double n = std::ldexp(1.0, static_cast<int>(m));
+            const auto size = [&](double j) {
+                return 3 * std::lgamma(2 * j + 1) - 4 * std::lgamma(j + 1) - 2 * j * std::log(16 * n);
+            };
+            u64 first = 0;
+            while (first < (u64(2) << m) &&
+                   size(static_cast<double>(first)) > -44.3614195558365 * static_cast<double>(p) - 1)
+                first++;
+            const double want = std::min(static_cast<double>(first + 2), 2 * n);
+            EXPECT_NEAR(static_cast<double>(GammaCSeries::term_count(m, p)), want, 1) << m << " " << p;
+        }
+    }
+}
+
+// C = 1/(4n) (1 + sum of the terms), against exact fractions.
+TEST(GammaCTest, Values) {
+    for (const u64 m : {1, 4, 7}) {
+        for (const u64 p : {3, 5, 20}) {
+            mpq_class sum = 1, term = 1;
+            for (unsigned long j = 1; j <= (2ul << m); j++) {
+                const mpz_class odd = 2 * j - 1;
+                mpz_class down = 32 * j;
+                down <<= 2 * m;
+                term *= mpq_class(odd * odd * odd, down);
+                term.canonicalize();
+                sum += term;
+            }
+            sum /= mpq_class(mpz_class(4) << m);
+            const mpz_class want = (sum.get_num() << (64 * (p + kReferenceWords))) / sum.get_den();
+            expect_value(GammaC(m), p, 2, want, "m=" + std::to_string(m) + " p=" + std::to_string(p));
+        }
+    }
+}
+
+}  // namespace
