@@ -231,8 +231,6 @@ TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
          "Cannot run benchmark with these parameters."},
         {"{Action : \"BenchIO\" BenchIO : []}", "ParseException", "Expected Object, got Array.",
          "Cannot run benchmark with these parameters."},
-        {"{Action : \"StressTest\"}", "KeyNotFoundException", "StressTest",
-         "Cannot run stress test with these parameters."},
     };
     for (const auto& c : faulty) {
         const std::string out = said(c.text);
@@ -249,8 +247,6 @@ TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
     } sound[] = {
         {"{Action : \"BenchIO\" BenchIO : {}}", "The I/O Performance Analysis",
          "Cannot run benchmark with these parameters."},
-        {"{Action : \"StressTest\" StressTest : {}}", "The Component Stress Tester",
-         "Cannot run stress test with these parameters."},
     };
     for (const auto& c : sound) {
         write("sound.cfg", c.text);

@@ -138,7 +138,6 @@ TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
         const char* what;
     } cases[] = {
         {{"bench", "1m"}, "Benchmark Pi"},
-        {{"stress"}, "The Component Stress Tester"},
         {{"benchio", "-swap:disk-raid0"}, "The I/O Performance Analysis"},
         {{"validate", "file.txt"}, "The Benchmark Validator"},
         {{"slave:0"}, "Slave mode"},

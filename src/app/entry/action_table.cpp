@@ -7,6 +7,8 @@
 #include "app/menus/not_available.h"
 #include "app/settings/compute_settings.h"
 #include "app/settings/option_help.h"
+#include "app/stress/stress_command.h"
+#include "app/stress/stress_options.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
 #include "base/command_line/shown_text.h"
@@ -94,7 +96,9 @@ const std::vector<ActionRow>& action_table() {
          config_help_page},
         {"about", "about", "what this program is", plain(run_about)},
         missing("bench", Missing::kBenchmarkPi),
-        missing("stress", Missing::kStressTester),
+        {"stress", "stress [options]", "load the cores with work that checks itself",
+         [](ParameterList& parameters, const AuthorizationToken&) { return run_stress_action(parameters); },
+         stress_help_page},
         missing("benchio", Missing::kIoAnalysis),
         {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", plain(BBPv2::run_bbp),
          BBPv2::bbp_help_page},

@@ -7,6 +7,7 @@
 #include "app/entry/usage.h"
 #include "app/menus/action_menu.h"
 #include "app/menus/not_available.h"
+#include "app/stress/stress_menu.h"
 #include "base/console/console.h"
 #include "base/names/names.h"
 #include "base/prompt/prompt.h"
@@ -94,7 +95,7 @@ bool run_main_menu(const MainMenuActions& actions) {
 
 MainMenuActions main_menu_actions(const AuthorizationToken&) {
     return {missing(Missing::kBenchmarkPi),
-            missing(Missing::kStressTester),
+            MainMenuAction{[] { return run_stress_menu(); }},
             missing(Missing::kIoAnalysis),
             plain(print_usage),
             plain([] { BBPv2::run_bbp_menu(); }),
