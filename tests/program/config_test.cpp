@@ -298,10 +298,10 @@ TEST_F(ConfigTest, WhatIsWrongIsToldByItsMember) {
          "there."},
         {settings("\"ram\"", "\"\x1b]0;x\x07\""),
          "CustomCompute.Mode: the text \"\\x1b]0;x\\x07\" stands there. Known: ram."},
-        {"{}", "Action is missing. Known: CustomCompute."},
+        {"{}", "Action is missing. Known: CustomCompute, StressTest."},
         {"{Action : \"CustomComputer\"}",
          "Action: the text \"CustomComputer\" stands there. Did you mean \"CustomCompute\"? Known: "
-         "CustomCompute."},
+         "CustomCompute, StressTest."},
         {"{Action : \"CustomCompute\"}", "CustomCompute is missing."},
         {"{\n  Action : 1,\n}", "The settings file \"said.cfg\" is wrong in line 2."},
         {"{ Action : \"x",

@@ -42,7 +42,8 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-o"}, "Expected more parameters."},
         // What the user may have meant.
         {{"Costum", "pi"},
-         "\"Costum\" is not an action. Known: custom, config, about, bbp, digitviewer, help, version. "
+         "\"Costum\" is not an action. Known: custom, config, about, stress, bbp, digitviewer, help, "
+         "version. "
          "Did you mean \"custom\"?"},
         {{"pi", "-dec:1m"}, "Did you mean \"custom pi\"?"},
         {{"-dec:1m"}, "Did you mean \"custom pi -dec:1m\"?"},

@@ -104,8 +104,9 @@ TEST(UsageTest, HelpAndVersionAreAnsweredAtOnce) {
     EXPECT_EQ(run_kalvor({"help", "config"}).exit_code, 0);
     const ProgramRun page = run_kalvor({"help", "custm"});
     EXPECT_EQ(page.exit_code, 1);
-    EXPECT_TRUE(page.has(
-        "help: \"custm\" is not a page. Known: custom, config, bbp, digitviewer. Did you mean \"custom\"?"));
+    EXPECT_TRUE(
+        page.has("help: \"custm\" is not a page. Known: custom, config, stress, bbp, digitviewer. Did you "
+                 "mean \"custom\"?"));
 }
 
 TEST(UsageTest, AnOptionWithoutItsArgument) {

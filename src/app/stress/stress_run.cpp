@@ -131,7 +131,7 @@ class StressRun {
         const double start = calls_.seconds();
         bool turn_failed = false;
         for (bool ended = false;;) {
-            const bool all_done = team.wait(turn);
+            const bool all_done = team.watch(turn);
             turn_failed |= report_failures(team, turn);
             if (all_done) break;
             if (ended && !monitor_.stop.requested()) continue;

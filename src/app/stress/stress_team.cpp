@@ -71,7 +71,7 @@ void StressTeam::stop() {
     go_.notify_all();
 }
 
-bool StressTeam::wait(u64 turn) {
+bool StressTeam::watch(u64 turn) {
     std::unique_lock<std::mutex> lock(mutex_);
     const auto all_done = [&] {
         return std::all_of(members_.begin(), members_.end(),

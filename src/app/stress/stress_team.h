@@ -55,7 +55,7 @@ class StressTeam {
     void stop();
 
     // Waits for news, but not long. True when every thread has left the turn or has failed in it.
-    bool wait(u64 turn);
+    bool watch(u64 turn);
     // What went wrong up to this turn since the last call.
     std::vector<StressFailure> take_failures(u64 last_turn);
 

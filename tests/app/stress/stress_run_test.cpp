@@ -83,12 +83,12 @@ class OneFlip final : public ComputationStages {
     bool flipped_ = false;
 };
 
-class EveryProduct : public testing::TestWithParam<const char*> {};
-INSTANTIATE_TEST_SUITE_P(Stress, EveryProduct,
+class EveryProductTest : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Stress, EveryProductTest,
                          testing::Values("BKT", "SFT", "FFT", "N32", "N64", "HNT", "VST", "C17"),
                          [](const auto& info) { return std::string(info.param); });
 
-TEST_P(EveryProduct, OneThatMendedItselfIsAFailure) {
+TEST_P(EveryProductTest, OneThatMendedItselfIsAFailure) {
     PlayedMachine machine(2);
     machine.only({GetParam()});
     machine.settings().seconds_per_test = 0;
