@@ -5,6 +5,7 @@
 
 #include "app/stress/stress_machine.h"
 #include "base/errors/exceptions.h"
+#include "base/status/linear_network_node.h"
 
 namespace kalvor {
 namespace {
@@ -203,6 +204,34 @@ TEST(StressRunTest, NoTestAndTooLittleMemory) {
     none.only({"BBP"});
     none.settings().seconds_total = 30;
     EXPECT_TRUE(none.run());
+}
+
+// A program that listens is told of each iteration that came to its end.
+TEST(StressRunTest, IterationsAreRecords) {
+    struct Sink final : StatusSink {
+        void send(const Config::Object& message) override {
+            if (!message.contains("Data_StressTestIteration")) return;
+            const Config::Object& record = message.get_object("Data_StressTestIteration");
+            EXPECT_EQ(record.size(), 2u);
+            iterations.push_back(record.get_integer("Iteration"));
+            milliseconds.push_back(record.get_integer("ElapsedTimeMillis"));
+        }
+        void wait_for_continue() override {}
+        std::vector<i64> iterations, milliseconds;
+    } sink;
+    PlayedMachine machine(2);
+    machine.only({"BKT"});
+    machine.settings().seconds_per_test = 20;
+    machine.settings().seconds_total = 200;
+    const CaptureConsole console;
+    LinearNetworkNode status(sink, false);
+    EXPECT_TRUE(run_stress(machine.settings(), status, machine.monitor(), machine.calls()));
+    ASSERT_GE(sink.iterations.size(), 2u);
+    for (u64 i = 0; i < sink.iterations.size(); i++) {
+        EXPECT_EQ(sink.iterations[i], static_cast<i64>(i + 1));
+        EXPECT_EQ(sink.milliseconds[i] % 10000, 0);
+        EXPECT_GE(sink.milliseconds[i], static_cast<i64>(20000 * (i + 1)));
+    }
 }
 
 TEST(StressRunTest, WithoutATimeForEachTestTheFirstHasAllOfIt) {
