@@ -156,7 +156,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     endforeach()
     kalvor_register_test(${folder} test_${name} SLOW ${slow})
     # What runs tasks: the part that the thread sanitizer is worth its time for.
-    if(folder MATCHES "^(platform/parallel|platform/cilk|platform/memory|arith|constants|digits)")
+    if(folder MATCHES "^(platform/parallel|platform/cilk|platform/memory|arith|constants|digits|app/stress)")
       add_dependencies(task_tests test_${name})
       set_property(TEST ${folder} APPEND PROPERTY LABELS tasks)
     endif()

@@ -52,6 +52,7 @@ set(console_files
   platform/parallel/framework_registry.cpp
   platform/parallel/tbb_framework.cpp
   # pages at the start of the program and in place of a run
+  platform/sysinfo/core_numbers.cpp
   platform/sysinfo/feature_check.cpp
   platform/sysinfo/hardware_features.cpp
   platform/sysinfo/privileges.cpp

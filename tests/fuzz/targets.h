@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/stress/stress_settings.h"
 #include "base/command_line/parameter_list.h"
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
@@ -19,6 +20,7 @@
 #include "digits/files/kvd_header.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
+#include "platform/sysinfo/core_numbers.h"
 
 namespace fuzz {
 
@@ -252,6 +254,44 @@ inline void kvd(std::string_view bytes) {
     }
 }
 
+// Settings of the stress tester, as they stand in a file.
+inline void stress_settings(std::string_view bytes) {
+    using namespace kalvor;
+    static const CoreNumbers numbers = CoreNumbers::of({{0, 1, 2, 3}, {64, 65}});
+    const StressMachine machine{&numbers, 1 << 30, 0};
+    const Tree tree = parse_or_refuse(trel::Config::parse_acfg, bytes);
+    if (!tree || tree->type() != trel::Config::NodeType::object) return;
+    const auto& object = tree->as<trel::Config::Object>();
+    try {
+        const StressSettings settings = load_stress_settings(object, machine);
+        require(!settings.cores.empty() && settings.cores.back() < numbers.count(), "cores exist");
+        require(std::is_sorted(settings.cores.begin(), settings.cores.end()), "cores are in order");
+        require(settings.tests.size() <= kStressTags.size(), "each test once");
+        const auto again = stress_settings_to_config(settings);
+        require(load_stress_settings(*again, machine) == settings, "what was read is written and read again");
+    } catch (const trel::InvalidParametersException& refusal) {
+        require(refusal.message.size() < 1000, "a refusal is short");
+    } catch (const trel::ParseException&) {
+    }
+}
+
+// Lists of cores, as options and menus take them.
+inline void core_list(std::string_view bytes) {
+    constexpr trel::u64 kCores = 100;
+    const auto list = trel::parse_core_list(bytes, kCores);
+    if (!list) return;
+    require(list->missing || !list->cores.empty(), "a list names something");
+    require(list->cores.empty() || list->cores.back() < kCores, "cores exist");
+    require(!list->missing || (*list->missing >= kCores && *list->missing <= 65535), "the others do not");
+    for (size_t i = 1; i < list->cores.size(); i++) {
+        require(list->cores[i - 1] < list->cores[i], "cores are in order, each once");
+    }
+    if (list->cores.empty()) return;
+    const auto again = trel::parse_core_list(trel::core_list_text(list->cores), kCores);
+    require(again && again->cores == list->cores && !again->missing,
+            "what was read is written and read again");
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
@@ -266,6 +306,8 @@ inline constexpr Target kTargets[] = {
     {"smbios", smbios},
     {"exceptions", exceptions},
     {"kvd", kvd},
+    {"stress_settings", stress_settings},
+    {"core_list", core_list},
 };
 // clang-format on
 

@@ -231,8 +231,6 @@ TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
          "Cannot run benchmark with these parameters."},
         {"{Action : \"BenchIO\" BenchIO : []}", "ParseException", "Expected Object, got Array.",
          "Cannot run benchmark with these parameters."},
-        {"{Action : \"StressTest\"}", "KeyNotFoundException", "StressTest",
-         "Cannot run stress test with these parameters."},
     };
     for (const auto& c : faulty) {
         const std::string out = said(c.text);
@@ -249,8 +247,6 @@ TEST_F(ConfigTest, ActionsThatThisVersionDoesNotHave) {
     } sound[] = {
         {"{Action : \"BenchIO\" BenchIO : {}}", "The I/O Performance Analysis",
          "Cannot run benchmark with these parameters."},
-        {"{Action : \"StressTest\" StressTest : {}}", "The Component Stress Tester",
-         "Cannot run stress test with these parameters."},
     };
     for (const auto& c : sound) {
         write("sound.cfg", c.text);
@@ -302,10 +298,10 @@ TEST_F(ConfigTest, WhatIsWrongIsToldByItsMember) {
          "there."},
         {settings("\"ram\"", "\"\x1b]0;x\x07\""),
          "CustomCompute.Mode: the text \"\\x1b]0;x\\x07\" stands there. Known: ram."},
-        {"{}", "Action is missing. Known: CustomCompute."},
+        {"{}", "Action is missing. Known: CustomCompute, StressTest."},
         {"{Action : \"CustomComputer\"}",
          "Action: the text \"CustomComputer\" stands there. Did you mean \"CustomCompute\"? Known: "
-         "CustomCompute."},
+         "CustomCompute, StressTest."},
         {"{Action : \"CustomCompute\"}", "CustomCompute is missing."},
         {"{\n  Action : 1,\n}", "The settings file \"said.cfg\" is wrong in line 2."},
         {"{ Action : \"x",

@@ -42,7 +42,8 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
         {{"custom", "pi", "-o"}, "Expected more parameters."},
         // What the user may have meant.
         {{"Costum", "pi"},
-         "\"Costum\" is not an action. Known: custom, config, about, bench, bbp, digitviewer, validate, help, "
+         "\"Costum\" is not an action. Known: custom, config, about, bench, stress, bbp, digitviewer, "
+         "validate, help, "
          "version. "
          "Did you mean \"custom\"?"},
         {{"pi", "-dec:1m"}, "Did you mean \"custom pi\"?"},
@@ -138,7 +139,6 @@ TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
         std::vector<std::string> arguments;
         const char* what;
     } cases[] = {
-        {{"stress"}, "The Component Stress Tester"},
         {{"benchio", "-swap:disk-raid0"}, "The I/O Performance Analysis"},
         {{"slave:0"}, "Slave mode"},
     };

@@ -105,7 +105,8 @@ TEST(UsageTest, HelpAndVersionAreAnsweredAtOnce) {
     const ProgramRun page = run_kalvor({"help", "custm"});
     EXPECT_EQ(page.exit_code, 1);
     EXPECT_TRUE(
-        page.has("help: \"custm\" is not a page. Known: custom, config, bench, bbp, digitviewer, validate. Did you "
+        page.has("help: \"custm\" is not a page. Known: custom, config, bench, stress, bbp, digitviewer, "
+                 "validate. Did you "
                  "mean \"custom\"?"));
 }
 

@@ -9,6 +9,8 @@
 #include "app/menus/not_available.h"
 #include "app/settings/compute_settings.h"
 #include "app/settings/option_help.h"
+#include "app/stress/stress_command.h"
+#include "app/stress/stress_options.h"
 #include "app/validation/validator.h"
 #include "base/command_line/console_settings.h"
 #include "base/command_line/option_table.h"
@@ -98,7 +100,9 @@ const std::vector<ActionRow>& action_table() {
              return run_bench(parameters, token);
          },
          bench_help_page},
-        missing("stress", Missing::kStressTester),
+        {"stress", "stress [options]", "load the cores with work that checks itself",
+         [](ParameterList& parameters, const AuthorizationToken&) { return run_stress_action(parameters); },
+         stress_help_page},
         missing("benchio", Missing::kIoAnalysis),
         {"bbp", "bbp [options]", "hexadecimal digits of Pi at any position", plain(BBPv2::run_bbp),
          BBPv2::bbp_help_page},

@@ -9,6 +9,7 @@
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
 #include "app/settings/compute_settings_object.h"
+#include "app/stress/stress_command.h"
 #include "base/command_line/refusal.h"
 #include "base/command_line/shown_text.h"
 #include "base/config/section.h"
@@ -81,8 +82,8 @@ const std::map<std::string, ConfigAction>& config_actions() {
          {"Cannot run benchmark with these parameters.", false,
           build_missing("BenchIO", Missing::kIoAnalysis)}},
         {"StressTest",
-         {"Cannot run stress test with these parameters.", false,
-          build_missing("StressTest", Missing::kStressTester)}},
+         {"Cannot run stress test with these parameters.", true,
+          [](const Object& root, const AuthorizationToken&) { return build_stress_test(root); }}},
     };
     return actions;
 }

@@ -13,8 +13,8 @@ namespace kalvor {
 
 // The cursor stands on "config"; the word after it is the file's path, ".cfg" may be left out. Throws
 // InvalidParametersException "Please specify a config file.", "Invalid Action: " + action, or, after the
-// report of what is wrong with the settings, "Cannot run computation with these parameters." ("benchmark" and
-// "stress test" for the actions "BenchIO" and "StressTest", which this version does not have). Errors of the
+// report of what is wrong with the settings, "Cannot run computation with these parameters." ("stress test"
+// for the action "StressTest", "benchmark" for "BenchIO", which this version does not have). Errors of the
 // file itself pass as they are. False when the action failed.
 bool run_config(CommandLine::ParameterList& parameters, const AuthorizationToken& token);
 // The lines of "help config".

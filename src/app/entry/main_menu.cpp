@@ -8,6 +8,7 @@
 #include "app/entry/advanced_options.h"
 #include "app/menus/action_menu.h"
 #include "app/menus/not_available.h"
+#include "app/stress/stress_menu.h"
 #include "base/console/console.h"
 #include "base/names/names.h"
 #include "base/prompt/prompt.h"
@@ -95,7 +96,7 @@ bool run_main_menu(const MainMenuActions& actions) {
 
 MainMenuActions main_menu_actions(const AuthorizationToken& token) {
     return {MainMenuAction{[token] { return run_benchmark_menu(token); }},
-            missing(Missing::kStressTester),
+            MainMenuAction{[] { return run_stress_menu(); }},
             missing(Missing::kIoAnalysis),
             MainMenuAction{[token] { return run_custom_menu(token); }},
             plain([] { BBPv2::run_bbp_menu(); }),

@@ -25,7 +25,6 @@ std::optional<bool> leads_on(const std::function<bool()>& run);
 
 // What is missing, by the names that menus, action words and settings files answer with.
 namespace Missing {
-inline constexpr const char* kStressTester = "The Component Stress Tester";
 inline constexpr const char* kIoAnalysis = "The I/O Performance Analysis";
 inline constexpr const char* kLogFormulaGenerator = "The Log(n) Formula Generator";
 inline constexpr const char* kSwapMultiplyTest = "The swap multiply test";

@@ -35,6 +35,13 @@ TransformTables::TransformTables(u64 words, AlignedBufferC memory, const Paralle
     });
 }
 
+TransformTables::TransformTables(const MultiplyAlgorithm& algorithm, u64 words, AlignedBufferC memory,
+                                 const ParallelContext& parallel) {
+    const u64 bytes = round_up_64(algorithm.table_bytes(words));
+    if (bytes == 0) return;
+    entries_.push_back({&algorithm, algorithm.make_tables(words, memory.spawn(bytes), parallel)});
+}
+
 const SharedTables* TransformTables::find(const MultiplyAlgorithm& algorithm) const {
     for (const Entry& entry : entries_) {
         if (entry.algorithm == &algorithm) return entry.tables.get();

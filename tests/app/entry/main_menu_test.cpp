@@ -42,7 +42,7 @@ MainMenuActions own_actions() {
 // The menu of this version.
 const std::string kOwnLines =
     "{T}  0         Benchmark Pi  (all in ram)\n"
-    "{d}  1         Component Stress Tester  (not available yet)\n"
+    "{T}  1         Component Stress Tester\n"
     "{d}  2         Run I/O Performance Analysis  (not available yet)\n"
     "\n"
     "{Y}  3         Custom Compute a Constant\n"
@@ -104,8 +104,7 @@ TEST(MainMenuTest, NobodyThere) {
 }
 
 TEST(MainMenuTest, WhatThisVersionDoesNotHaveSaysSoAndLeadsBack) {
-    const std::pair<const char*, const char*> missing[] = {{"1", "The Component Stress Tester"},
-                                                           {"2", "The I/O Performance Analysis"}};
+    const std::pair<const char*, const char*> missing[] = {{"2", "The I/O Performance Analysis"}};
     for (const auto& [choice, name] : missing) {
         CaptureConsole console(CaptureConsole::terminal, true);
         console.type({choice, "", "about"});
@@ -130,6 +129,13 @@ TEST(MainMenuTest, LeadsToTheMenuOfAComputation) {
     EXPECT_NE(console.text().find("\n\nCustom Compute a Constant\n\n  1     Constant:               Pi\n"),
               std::string::npos)
         << console.text();
+}
+
+TEST(MainMenuTest, LeadsToTheStressTester) {
+    CaptureConsole console;
+    console.type({"1", "8"});
+    EXPECT_THROW(run_main_menu(own_actions()), trel::EndOfStreamException);
+    EXPECT_TRUE(console.text().ends_with("\n      Please select at least one test.\n\noption: "));
 }
 
 TEST(MainMenuTest, LeadsToTheViewer) {

@@ -182,4 +182,20 @@ TEST(InterruptedRunTest, TheExtractorSaysHowFarItCame) {
     }
 }
 
+// The stress tester, in the middle of a test of a day: with its closing lines.
+TEST(InterruptedRunTest, TheStressTesterEndsAsItAlwaysDoes) {
+    for (const char* const tag : {"BBP", "C17"}) {
+        const TemporaryFolder folder;
+        ProgramOnPipe day(folder, {"stress", tag, "-pertest:86400", "-M:64M", "-cores:0"}, false);
+        ASSERT_TRUE(day.wait_for(std::string("Running ") + tag)) << day.text();
+        day.interrupt(SIGINT);
+        EXPECT_EQ(day.end(), 128 + SIGINT) << day.text();
+        const std::size_t passed = day.text().find("\nPassed\n  Test Time:  ");
+        EXPECT_NE(passed, std::string::npos) << day.text();
+        EXPECT_NE(day.text().find("\nTest Finished. Waiting for threads to terminate...\n", passed),
+                  std::string::npos)
+            << day.text();
+    }
+}
+
 }  // namespace

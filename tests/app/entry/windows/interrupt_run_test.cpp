@@ -125,4 +125,15 @@ TEST(InterruptedRunTest, AnIgnoredInterruptStaysIgnored) {
     EXPECT_TRUE(std::filesystem::exists(folder / kFile));
 }
 
+// The stress tester, in the middle of a test of a day: with its closing lines.
+TEST(InterruptedRunTest, TheStressTesterEndsAsItAlwaysDoes) {
+    const TemporaryFolder folder;
+    const ConsoleRun run =
+        interrupt(folder, {"stress", "BBP", "-pertest:86400", "-M:64M", "-cores:0"}, "Running BBP", false);
+    EXPECT_EQ(run.exit_code, kInterrupted) << run.screen;
+    EXPECT_EQ(kalvor_test::count(run.screen, "Passed"), 1) << run.screen;
+    EXPECT_EQ(kalvor_test::count(run.screen, "Test Finished. Waiting for threads to terminate..."), 1)
+        << run.screen;
+}
+
 }  // namespace
