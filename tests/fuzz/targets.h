@@ -16,6 +16,7 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
+#include "constants/formulas/build.h"
 #include "digits/files/kvd_header.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
@@ -252,12 +253,35 @@ inline void kvd(std::string_view bytes) {
     }
 }
 
+// The text of a formula: a tree of nodes or an exception of the program.
+inline void formula(std::string_view bytes) {
+    using namespace kalvor::Formulas;
+    const Tree text = parse_or_refuse(trel::Config::parse_acfg, bytes);
+    if (!text) return;
+    try {
+        const auto root = build(*text, {});
+        require(root->parent() == nullptr && root->depth() == 0, "a root stands above all");
+        std::vector<const VFormulaNode*> open = {root.get()};
+        while (!open.empty()) {
+            const VFormulaNode& node = *open.back();
+            open.pop_back();
+            for (const auto& child : node.children()) {
+                require(child->parent() == &node && child->depth() == node.depth() + 1,
+                        "children know their parent");
+                open.push_back(child.get());
+            }
+        }
+    } catch (const trel::StringException& refusal) {
+        require(!refusal.message.empty(), "a refusal says why");
+    }
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
 };
-inline constexpr Target kTargets[] = {{"acfg", acfg},       {"json", json},     {"text", text},
-                                      {"numbers", numbers}, {"smbios", smbios}, {"exceptions", exceptions},
-                                      {"kvd", kvd}};
+inline constexpr Target kTargets[] = {{"acfg", acfg},       {"json", json},      {"text", text},
+                                      {"numbers", numbers}, {"smbios", smbios},  {"exceptions", exceptions},
+                                      {"kvd", kvd},         {"formula", formula}};
 
 }  // namespace fuzz
