@@ -22,25 +22,28 @@ class FormulaEvaluator final : public Evaluator {
         }
         return blocks;
     }
-    // Phases of one name are one phase, in the place of the first, so that a sum of many terms has as many
-    // phases as one of them.
+    // Each step by itself, as long as they can be told apart. Of a sum of many terms the phases of one name
+    // are one phase, in the place of the first.
     std::vector<WorkPhase> work() const override {
-        std::vector<WorkPhase> phases;
+        constexpr std::size_t kManyPhases = 64;
+        std::vector<WorkPhase> phases, merged;
         std::map<std::string, std::size_t> known;
         for (const Operation& operation : plan_.operations) {
-            if (operation.kind != Operation::Kind::finish && operation.kind != Operation::Kind::take)
-                continue;
+            const bool works = operation.kind == Operation::Kind::finish ||
+                               (operation.kind == Operation::Kind::take && !operation.begins);
+            if (!works) continue;
             for (const WorkPhase& phase : plan_.values[operation.value].step->work()) {
-                const auto [place, is_new] = known.emplace(phase.name, phases.size());
+                if (phases.size() <= kManyPhases) phases.push_back(phase);
+                const auto [place, is_new] = known.emplace(phase.name, merged.size());
                 if (is_new) {
-                    phases.push_back(phase);
+                    merged.push_back(phase);
                 } else {
-                    phases[place->second].seconds += phase.seconds;
-                    phases[place->second].units += phase.units;
+                    merged[place->second].seconds += phase.seconds;
+                    merged[place->second].units += phase.units;
                 }
             }
         }
-        return phases;
+        return phases.size() <= kManyPhases ? phases : merged;
     }
 
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
@@ -57,19 +60,23 @@ class FormulaEvaluator final : public Evaluator {
                 continue;
             }
             if (operation.kind == Operation::Kind::copy_to_result) {
-                value.number->verify(context.parallel, kWaited);
-                result.set_BigFloat(value.number->L, context.parallel, *value.number);
+                if (value.own.buffer == result.buffer) {
+                    result = value.own;
+                } else {
+                    value.own.verify(context.parallel, kWaited);
+                    result.set_BigFloat(value.own.L, context.parallel, value.own);
+                }
                 return value.error;
             }
             const PlannedValue& planned = plan_.values[operation.value];
             const Step& step = *planned.step;
             const auto operand = [&](std::size_t child) {
                 Value& x = values[planned.operands[child]];
-                if (x.made + 1 != i) x.number->verify(context.parallel, kWaited);
-                return Operand{x.number, x.error};
+                if (x.made + 1 != i) x.own.verify(context.parallel, kWaited);
+                return Operand{&x.own, x.error};
             };
             if (operation.kind == Operation::Kind::finish || operation.begins) {
-                begin(value, step, operation, words, result);
+                begin(value, at(operation.place, step, words, result));
             }
             const MultiplyContext own = context.with_scratch(part(context.scratch, operation.scratch, step));
             if (operation.kind == Operation::Kind::finish) {
@@ -77,21 +84,22 @@ class FormulaEvaluator final : public Evaluator {
                 for (std::size_t child = 0; child < planned.operands.size(); child++) {
                     operands.push_back(operand(child));
                 }
-                value.error = step.finish(own, status, operands, *value.number);
+                value.error = step.finish(own, status, operands, value.own);
             } else {
-                Accumulated sum{*value.number, value.error, value.taken, value.first};
+                Accumulated sum{value.own, value.error, value.taken, value.first};
                 const Operand x = operand(operation.child);
                 step.take(own, status, operation.child, x, sum);
                 value.error = sum.error;
                 if (value.taken++ == 0) value.first = x.value;
             }
             if (operation.moves_to != kNowhere) {
-                BigFloat moved(words + operation.moves_to, step.needs().result_words);
-                moved.set_BigFloat(value.number->L, context.parallel, *value.number);
+                BigFloat moved = at(operation.moves_to, step, words, result);
+                moved.set_BigFloat(value.own.L, context.parallel, value.own);
                 value.own = moved;
             }
             value.made = i;
         }
+        result = values[plan_.root].own;
         return values[plan_.root].error;
     }
 
@@ -100,22 +108,21 @@ class FormulaEvaluator final : public Evaluator {
 
     struct Value {
         BigFloat own;
-        BigFloat* number = nullptr;  // own, or the caller's
         ErrorBound error;
         u64 taken = 0;
         const BigFloat* first = nullptr;
         std::size_t made = 0;  // by which operation
     };
 
-    static void begin(Value& value, const Step& step, const Operation& operation, Word* words,
-                      BigFloat& result) {
-        if (operation.place == kNowhere) {
-            value.number = &result;
-        } else {
-            value.own = BigFloat(words + operation.place, step.needs().result_words);
-            value.number = &value.own;
-        }
-        value.number->clear();
+    // The buffer of a value.
+    static BigFloat at(u64 place, const Step& step, Word* words, const BigFloat& result) {
+        Word* const buffer = place == kInResult ? result.buffer : words + place;
+        return BigFloat(buffer, step.needs().result_words);
+    }
+
+    static void begin(Value& value, const BigFloat& buffer) {
+        value.own = buffer;
+        value.own.clear();
         value.error = ErrorBound::none();
         value.taken = 0;
     }

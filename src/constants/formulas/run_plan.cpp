@@ -11,6 +11,8 @@ namespace {
 // Words of working precision that the formula has beyond what is asked for.
 constexpr u64 kGuardWords = 1;
 constexpr u64 kWordBits = 64;
+// By which values of one precision differ in length.
+constexpr u64 kWordsMore = 64;
 
 // A node of the flattened tree. Parents stand before their children, later children before earlier ones.
 struct Item {
@@ -21,10 +23,21 @@ struct Item {
     u64 words = 0;                      // that its value keeps
 };
 
-// Places of words that are in use, in the order of their addresses.
+// Places of words that are in use, in the order of their addresses, and the caller's result.
 class Places {
   public:
+    // result: words of it that values may use; 0 keeps it for the formula's own value.
+    explicit Places(u64 result) : result_words_(result) {}
+
+    // The result where it is free and large enough, else the lowest place.
     u64 take(u64 words) {
+        if (result_is_free(words)) {
+            result_is_used_ = true;
+            return kInResult;
+        }
+        return take_memory(words);
+    }
+    u64 take_memory(u64 words) {
         if (words == 0) return 0;
         const u64 place = first_free(words);
         const auto next =
@@ -34,10 +47,28 @@ class Places {
         return place;
     }
     void release(u64 place, u64 words) {
-        if (words == 0) return;
-        used_.erase(
-            std::find_if(used_.begin(), used_.end(), [&](const Place& each) { return each.begin == place; }));
+        if (place == kInResult) {
+            result_is_used_ = false;
+        } else if (words != 0) {
+            used_.erase(std::find_if(used_.begin(), used_.end(),
+                                     [&](const Place& each) { return each.begin == place; }));
+        }
     }
+    // Where a value at a place could go without overlapping it; kNowhere.
+    u64 better_than(u64 place, u64 words) const {
+        if (place == kInResult) return kNowhere;
+        if (result_is_free(words)) return kInResult;
+        const u64 lower = first_free(words);
+        return lower + words <= place ? lower : kNowhere;
+    }
+    u64 peak() const { return peak_; }
+
+  private:
+    struct Place {
+        u64 begin, end;
+    };
+
+    bool result_is_free(u64 words) const { return !result_is_used_ && words <= result_words_; }
     u64 first_free(u64 words) const {
         u64 place = 0;
         for (const Place& each : used_) {
@@ -46,12 +77,9 @@ class Places {
         }
         return place;
     }
-    u64 peak() const { return peak_; }
 
-  private:
-    struct Place {
-        u64 begin, end;
-    };
+    const u64 result_words_;
+    bool result_is_used_ = false;
     std::vector<Place> used_;
     u64 peak_ = 0;
 };
@@ -221,57 +249,76 @@ class Planner {
         return {};
     }
 
+    // With the caller's result for the formula's value alone, and for whatever waits; the cheaper one.
     void give_places() {
+        std::vector<Operation> alone = plan_.operations;
+        const u64 own_words = words_of_value(*step(plan_.root));
+        const u64 bytes_alone = give_places(alone, 0);
+        u64 shared_words = own_words;
+        for (std::size_t i = 0; i < items_.size(); i++) {
+            // Of values that have a few words more, not of those that are much more precise.
+            const u64 words = step(i) == nullptr ? 0 : words_of_value(*step(i));
+            if (words <= own_words + kWordsMore) shared_words = std::max(shared_words, words);
+        }
+        std::vector<Operation> shared = plan_.operations;
+        const u64 bytes_shared = give_places(shared, shared_words);
+        const bool is_shared = bytes_shared + (shared_words - own_words) * sizeof(Word) < bytes_alone;
+        plan_.operations = is_shared ? std::move(shared) : std::move(alone);
+        plan_.needs.bytes = is_shared ? bytes_shared : bytes_alone;
+        plan_.needs.result_words = is_shared ? shared_words : step(plan_.root)->needs().result_words;
+        for (const PlannedValue& value : plan_.values) {
+            if (!value.step) continue;
+            plan_.needs.product_words =
+                std::max(plan_.needs.product_words, value.step->needs().product_words);
+        }
+    }
+
+    // The bytes that it takes.
+    u64 give_places(std::vector<Operation>& operations, u64 result_words) const {
+        const std::size_t root = plan_.root;
         std::vector<u64> readers(items_.size(), 0), place(items_.size(), kNowhere);
-        for (const Operation& each : plan_.operations) {
+        for (const Operation& each : operations) {
             for (const std::size_t x : read_by(each)) readers[x]++;
         }
-        // The formula's value is made in the caller's result, unless others read it too.
-        const std::size_t root = plan_.root;
-        if (readers[root] > 0) {
-            plan_.operations.push_back({Operation::Kind::copy_to_result, root});
+        // The formula's value is made in the result, unless others read it too or wait there.
+        const bool is_direct = readers[root] == 0 && result_words == 0;
+        if (!is_direct) {
+            operations.push_back({Operation::Kind::copy_to_result, root});
             readers[root]++;
         }
-        const bool is_copied = readers[root] > 0;
-        Places places;
-        const auto release = [&](std::size_t x) {
-            if (place[x] != kNowhere) places.release(place[x], words_of_value(*step(x)));
-            place[x] = kNowhere;
-        };
-        for (Operation& operation : plan_.operations) {
+        Places places(result_words);
+        const auto release = [&](std::size_t x) { places.release(place[x], words_of_value(*step(x))); };
+        for (Operation& operation : operations) {
             const std::size_t x = operation.value;
             const bool makes =
                 operation.kind == Operation::Kind::finish || operation.kind == Operation::Kind::take;
-            const Step* const own = makes ? step(x) : nullptr;
-            const bool placed = makes && (x != root || is_copied);
+            const bool moves = makes && !(x == root && is_direct);
             if (makes) {
-                if (placed && (operation.kind == Operation::Kind::finish || operation.begins)) {
-                    place[x] = places.take(words_of_value(*own));
+                if (operation.kind == Operation::Kind::finish || operation.begins) {
+                    place[x] = moves ? places.take(words_of_value(*step(x))) : kInResult;
                 }
                 operation.place = place[x];
-                const u64 words = words_of_scratch(*own);
-                operation.scratch = places.take(words);
+                const u64 words = words_of_scratch(*step(x));
+                operation.scratch = places.take_memory(words);
                 places.release(operation.scratch, words);
-                plan_.needs.product_words = std::max(plan_.needs.product_words, own->needs().product_words);
             }
             for (const std::size_t read : read_by(operation)) {
                 if (--readers[read] == 0) release(read);
             }
-            if (!makes || !placed) continue;
-            // The end of its last operation, if nobody reads it.
-            if (readers[x] == 0 && (operation.kind == Operation::Kind::finish || is_last_take(operation))) {
-                release(x);
+            if (!moves) continue;
+            // The end of a value that nobody reads.
+            if (readers[x] == 0) {
+                if (operation.kind == Operation::Kind::finish || is_last_take(operation)) release(x);
                 continue;
             }
-            const u64 words = words_of_value(*own);
-            const u64 lower = places.first_free(words);
-            if (lower + words > operation.place) continue;
-            operation.moves_to = lower;
+            const u64 words = words_of_value(*step(x));
+            const u64 better = places.better_than(operation.place, words);
+            if (better == kNowhere) continue;
+            operation.moves_to = better;
             places.release(operation.place, words);
             place[x] = places.take(words);
         }
-        plan_.needs.bytes = places.peak() * sizeof(Word);
-        plan_.needs.result_words = step(root)->needs().result_words;
+        return places.peak() * sizeof(Word);
     }
 
     bool is_last_take(const Operation& operation) const {

@@ -9,6 +9,9 @@
 //
 //   [value][value][    free    ][value][working memory of the operation]
 //
+// The caller's result is a place too, in which values may wait for each other until the formula's own is
+// made; that one is then made in working memory and moved, where this takes less memory in all.
+//
 // Time and memory of a plan are linear in the number of nodes but for the values that are alive at a time.
 #pragma once
 
@@ -23,6 +26,8 @@
 namespace kalvor::Formulas {
 
 inline constexpr u64 kNowhere = ~u64(0);
+// The buffer of the caller's result.
+inline constexpr u64 kInResult = kNowhere - 1;
 
 struct PlannedValue {
     std::unique_ptr<Step> step;         // nullptr: the value of another
@@ -36,7 +41,7 @@ struct Operation {
     std::size_t value;        // which it makes, or takes into, or copies
     std::size_t child = 0;    // of a take: its number
     bool begins = false;      // of a take: the first of its value
-    u64 place = kNowhere;     // of the value in words; kNowhere: the caller's result
+    u64 place = kNowhere;     // of the value in words, or kInResult
     u64 scratch = 0;          // place of the working memory in words
     u64 moves_to = kNowhere;  // where the value goes afterwards
     const char* announcement = nullptr;

@@ -489,6 +489,26 @@ TEST(FormulaValuesTest, AHundredThousandTerms) {
                    [&](mpfr_t x) { mpfr_set_si(x, sum, kR); });
 }
 
+// The result's buffer serves for what waits: a quotient takes no more than the value that takes most of it.
+TEST(FormulaValuesTest, ValuesWaitInTheResult) {
+    const std::string mean = "{AGM : {Sqrt : 2}}";
+    EXPECT_LE(peak_words("{Divide : [{Pi : {}} " + mean + "]}", 5000), peak_words(mean, 5000) + 64);
+}
+
+TEST(FormulaValuesTest, PhasesOfARun) {
+    const auto phases = [](const std::string& text) {
+        std::string names;
+        for (const trel::WorkPhase& phase : FormulaFactory(text).make_evaluator({60, 1})->work())
+            names += phase.name + ";";
+        return names;
+    };
+    EXPECT_EQ(phases("{Divide : [{Sqrt : 2} {Multiply : [{Sqrt : 3} {Sqrt : 5}]}]}"),
+              "square root;square root;multiplication;square root;division;");
+    std::string terms;
+    for (int i = 0; i < 100; i++) terms += "[1 {Power : [{Sqrt : 2} 3]}]";
+    EXPECT_EQ(phases("{LinearCombination : [" + terms + "]}"), "square root;power;");
+}
+
 // A run leaves nothing behind: the next one is the same.
 TEST(FormulaValuesTest, RunsRepeat) {
     const FormulaFactory formula(
