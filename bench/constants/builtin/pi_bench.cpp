@@ -11,7 +11,7 @@
 #include "base/simd/isa.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/builtin/pi.h"
-#include "constants/builtin/pi_series.h"
+#include "constants/builtin/row_series.h"
 
 using namespace kalvor;
 using trel::AlignedBufferC;
@@ -68,7 +68,7 @@ void BM_Pi(benchmark::State& state) {
 void BM_PiSeries(benchmark::State& state) {
     using Family = BinarySplitting::CommonP2B3::Family;
     const u64 digits = static_cast<u64>(state.range(0));
-    const PiSeries series(PiSeriesKind::chudnovsky, words_for(digits));
+    const RowSeries series(pi_series()[0], words_for(digits));
     const BinarySplitting::PSR_SeriesB<Family> plan(series, series.precision(), 1);
     Setup setup(plan.needs().product_words, plan.needs().bytes);
     std::vector<trel::Word> lent(plan.needs().result_words);

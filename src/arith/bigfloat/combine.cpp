@@ -46,6 +46,48 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
     hand_over(function, A);
 }
 
+void combine_signed_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract) {
+    constexpr const char* function = "combine_signed_ip()";
+    if (B.L == 0 || B.mag() <= A.exp) return;
+    if ((A.sign == B.sign) != subtract) return combine_ip(parallel, A, B, false);
+    if (cmp_magnitude(A, B) >= 0) {
+        combine_ip(parallel, A, B, true);
+    } else {
+        // |B| - |A|: B covers A.
+        const u64 room = A.buffer_size - static_cast<u64>(A.T - A.buffer);
+        const u64 words = static_cast<u64>(B.mag() - A.exp);
+        if (room < words + 1) throw BufferTooSmallException(function, room, words + 1);
+        take_up(parallel, function, A);
+        take_up(parallel, function, B);
+        const u64 added = carried::sub(B.residue, B.residue_between(parallel, B.exp, A.exp));
+        const u64 residue = subtract ? carried::sub(A.residue, added) : carried::add(A.residue, added);
+        const PlacedWords a{A.T, A.L, A.exp}, b{B.T, B.L, B.exp};
+        if (bp_sub(A.T, b, a, 0, A.exp, B.mag(), parallel) != 0) {
+            throw UnsupportedNegativeException(function, "A negative value was encountered.");
+        }
+        A.L = bp_nonzero_length(A.T, words, parallel);
+        A.sign = !A.sign;
+        A.residue = residue;
+        hand_over(function, A);
+    }
+    if (A.L == 0) {
+        const u64 residue = A.residue;
+        A.clear();
+        A.residue = residue;
+    }
+}
+
+void cut_below(const ParallelContext& parallel, BigFloat& A, i64 floor) {
+    take_up(parallel, "cut_below()", A);
+    if (floor >= A.mag()) return A.clear();
+    const BigFloat view = A.kept(parallel, static_cast<u64>(A.mag() - floor));
+    std::memmove(A.buffer, view.T, view.L * sizeof(Word));
+    A.T = A.buffer;
+    A.L = view.L;
+    A.exp = view.exp;
+    A.residue = view.residue;
+}
+
 void extend_down(BigFloat& A, i64 floor, const char* function) {
     const u64 n = static_cast<u64>(A.exp - floor);
     const u64 words = A.L + n;

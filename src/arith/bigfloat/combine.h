@@ -11,6 +11,14 @@ namespace trel {
 // > |A| is subtracted.
 void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract);
 
+// A += B or A -= B with their signs, in place, B's words below A's bottom dropped; A keeps its bottom and may
+// become zero. A is not zero before. Room as above.
+void combine_signed_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract);
+
+// Drops A's words below the exponent `floor`, which is above its own, and moves the others to the buffer's
+// start. A may become zero.
+void cut_below(const ParallelContext& parallel, BigFloat& A, i64 floor);
+
 // Gives A zero words down to the exponent `floor`, which is not above its own. BufferTooSmallException naming
 // the function when A's buffer has no room for them.
 void extend_down(BigFloat& A, i64 floor, const char* function);

@@ -219,6 +219,39 @@ void ExactFloat::usubBA_ip(const ParallelContext& parallel, const ExactFloat& B)
     residue = difference;
 }
 
+int compare_magnitudes(const ExactFloat& A, const ExactFloat& B) {
+    if (A.L == 0 || B.L == 0) return int(A.L != 0) - int(B.L != 0);
+    return bp_cmp(placed(A), placed(B));
+}
+
+void ExactFloat::add_signed_ip(const ParallelContext& parallel, const ExactFloat& B, bool subtract) {
+    const bool sign_of_B = B.sign != subtract;
+    if (B.L == 0) {
+        residue = subtract ? goldilocks::sub(residue, B.residue) : goldilocks::add(residue, B.residue);
+        return;
+    }
+    if (L == 0) {
+        const u64 sum = subtract ? goldilocks::sub(residue, B.residue) : goldilocks::add(residue, B.residue);
+        set_ExactFloat(B, parallel);
+        sign = sign_of_B;
+        residue = sum;
+        return;
+    }
+    if (sign == sign_of_B) return uaddAB_ip(parallel, B);
+    if (compare_magnitudes(*this, B) >= 0) {
+        usubAB_ip(parallel, B);
+    } else {
+        usubBA_ip(parallel, B);
+        sign = !sign;
+        residue = goldilocks::neg(residue);
+    }
+    if (L != 0) return;
+    // Nothing is left but a residue, which is 0 unless there was a fault.
+    sign = true;
+    exp = 0;
+    T = buffer;
+}
+
 void ExactFloat::strip_low_zeros(u64 unit) {
     u64 zeros = 0;
     while (zeros < L && T[zeros] == 0) zeros++;

@@ -66,6 +66,10 @@ class ExactFloat {
     void usubAB_ip(const ParallelContext& parallel, const ExactFloat& B);  // |this| - |B|
     void usubBA_ip(const ParallelContext& parallel, const ExactFloat& B);  // |B| - |this|
 
+    // this += B or this -= B with their signs, in place as above. A zero takes B's words at the buffer's
+    // start.
+    void add_signed_ip(const ParallelContext& parallel, const ExactFloat& B, bool subtract);
+
     // Drops zero words from the bottom, `unit` at a time (T moves up, exp grows). The value stays.
     void strip_low_zeros(u64 unit);
 
@@ -80,6 +84,9 @@ class ExactFloat {
     Word* at(i64 position) const { return buffer + (position - Tmin()); }
     void uadd_ip(const ParallelContext& parallel, const ExactFloat& B);
 };
+
+// |A| against |B|: -1, 0 or 1.
+int compare_magnitudes(const ExactFloat& A, const ExactFloat& B);
 
 // An ExactFloat operand's forward transform with its place, sign and residue, and exact products made with
 // it. The names tell the operands and what is kept: r a plain number, f a held transform; x the product only,

@@ -1,64 +1,21 @@
 #include "constants/bsr/common_p2b3.h"
 
-#include <cstring>
+#include <cstdint>
 
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
+#include "constants/bsr/merge_steps.h"
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
 namespace {
 
 // Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
 constexpr u64 kSmallTerms = 100;
-// Zero words at the bottom of Q go in lines of 8 words from this length on, singly below.
-constexpr u64 kLineWords = 256;
 // What a stripped Q may still hold of zero words, in each of two factors.
 constexpr u64 kUnstripped = 16;
-
-void bind(ExactFloat& out, const BasicIntR& A) {
-    out.T = out.buffer;
-    out.L = A.L;
-    out.exp = 0;
-    out.sign = true;
-    out.residue = A.residue;
-}
-
-void strip(ExactFloat& Q) {
-    Q.strip_low_zeros(Q.L < kLineWords ? 1 : 8);
-}
-
-// T = A * B, placed so that an addition can grow it down to `floor`.
-void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
-                    i64 floor) {
-    const i64 exp = A.exp + B.exp;
-    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
-    if (T.buffer_size < headroom) {
-        throw BufferTooSmallException("CommonP2B3::merge()", T.buffer_size, headroom);
-    }
-    ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
-    upper.set_mul(context, A, B);
-    upper.buffer = T.buffer;
-    upper.buffer_size = T.buffer_size;
-    T = upper;
-}
-
-// P = P1 Q2 placed for the addition at `floor`, Q = Q1 Q2. Q2 is transformed once.
-void multiply_by_Q2(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,
-                    const ExactFloat& Q1, const ExactFloat& Q2, i64 floor) {
-    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    if (!KeptTransform::fits(context, n, 0)) {
-        multiply_above(context, P, P1, Q2, floor);
-        Q.set_mul(context, Q1, Q2);
-        return;
-    }
-    KeptTransform transform(context, n);
-    ExactFloatTransformR kept(*transform.holder, transform.data);
-    kept.mul_rr_xf(transform.context, P, Q2, P1, floor);
-    kept.mul_rf_xf(transform.context, Q, Q1);
-}
 
 // T = R1 P2, R = R1 R2. R1 is transformed once when the common length is not much more than R needs.
 void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R, const ExactFloat& R1,
@@ -80,13 +37,20 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
     R.set_mul(context, R1, R2);
 }
 
-// The product that T's words and P's place leave over: P += R1 P2 or P -= R1 P2, to `precision` words.
+// P += R1 P2 or P -= R1 P2, to `precision` words below the larger top. T's words are free.
 void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, const BigFloat& P2,
              u64 precision, bool subtract, BigFloat& T) {
-    const i64 reach = R1.mag() + P2.mag() - P.exp;
-    if (R1.L == 0 || P2.L == 0 || reach <= 0) return;
+    if (R1.L == 0 || P2.L == 0) return;
+    const i64 top = R1.mag() + P2.mag();
+    if (!make_room_for(context.parallel, P, top, R1.exp + P2.exp, precision)) {
+        P.set_mul(precision, context, R1, P2);
+        if (subtract && P.L != 0) P.set_sign(!P.sign);
+        return;
+    }
+    const i64 reach = top - P.exp;
+    if (reach <= 0) return;
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
-    combine_ip(context.parallel, P, T, subtract);
+    combine_signed_ip(context.parallel, P, T, subtract);
 }
 
 }  // namespace
@@ -123,11 +87,12 @@ Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
         const Series::TermWords words = series.term_words().of(n);
         return {round_up_8(words.P + 2), round_up_8(words.Q + 2), round_up_8(words.R + 2)};
     }
-    const u64 full = series.plan_words(a, b);
+    const u64 P = whole_words_of(series.log_size_P(a, b));
+    const u64 Q = whole_words_of(series.log_size_Q(a, b));
+    const u64 R = whole_words_of(series.log_size_R(a, b));
     const u64 zeros = series.zero_bits_Q(a, b) / 64;
     // Products are written at the sum of their factors' lengths, and sums at one more.
-    return {round_up_8(full + 4), round_up_8(full - zeros + kUnstripped + 4),
-            round_up_8(static_cast<u64>(words_of(series.log_size_R(a, b))) + 6)};
+    return {round_up_8(P + 4), round_up_8(Q - zeros + kUnstripped + 4), round_up_8(R + 4)};
 }
 
 namespace {
@@ -153,22 +118,26 @@ Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
     return product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
 }
 
-void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
+void Series::term(u64, BasicIntR&, BasicIntR&, BasicIntR&) const {
+    throw InvalidParametersException("CommonP2B3::Series::term()", "Not Implemented");
+}
+
+void Series::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch) const {
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
-    BasicIntR P = view(out[kP]), Q = view(out[kQ]), R = view(out[kR]);
-    const u64 scratch_words = 4 * series.growth_words() * (b - a);
-    Word* scratch = carve_words(memory, scratch_words + series.term_words().R);
+    BasicIntR p = view(P), q = view(Q), r = view(R);
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
-    if (edge) R = b - a == 1 ? BasicIntR(scratch, series.term_words().R) : BasicIntR();
-    series.bsr_end(a, b, P, Q, R, scratch + series.term_words().R);
-    bind(out[kP], P);
-    bind(out[kQ], Q);
-    if (edge) {
-        out[kR].clear();
-    } else {
-        bind(out[kR], R);
-    }
-    strip(out[kQ]);
+    if (edge) r = b - a == 1 ? BasicIntR(scratch, term_words_.R) : BasicIntR();
+    bsr_end(a, b, p, q, r, scratch + term_words_.R);
+    set_natural(P, p);
+    set_natural(Q, q);
+    if (!edge) set_natural(R, r);
+}
+
+void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
+    Word* scratch = carve_words(memory, series.leaf_scratch_words(a, b));
+    if (edge) out[kR].clear();
+    series.leaf(a, b, out[kP], out[kQ], out[kR], edge, scratch);
+    strip_zero_words(out[kQ]);
 }
 
 void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
@@ -182,13 +151,11 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     } else {
         multiply_by_R1(inner, T, out[kR], left[kR], right[kP], right[kR]);
     }
-    multiply_by_Q2(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
-    if (subtract) {
-        out[kP].usubAB_ip(context.parallel, T);
-    } else {
-        out[kP].uaddBA_ip(context.parallel, T);
-    }
-    strip(out[kQ]);
+    // Where one of the two is zero there is nothing to grow down to.
+    const i64 floor = T.L == 0 || left[kP].L == 0 ? INT64_MAX : T.exp;
+    multiply_both(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+    out[kP].add_signed_ip(context.parallel, T, subtract);
+    strip_zero_words(out[kQ]);
 }
 
 // P1 Q2 and Q1 Q2 with one transform of Q2, then R1 P2 in words of its own; or, where that does not fit, one
@@ -202,7 +169,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     MultiplyContext inner = context;
     const u64 T_words = float_words(precision);
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    const bool kept = KeptTransform::fits(context, n, T_words);
+    const bool kept = P1.L != 0 && KeptTransform::fits(context, n, T_words);
     BigFloat T(Q.buffer, Q.buffer_size);
     if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
     if (kept) {
@@ -215,9 +182,6 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     } else {
         P.set_mul(precision, inner, P1, Q2);
     }
-    // Q2 may have dropped zero words, so that P1 Q2 ends above words of R1 P2 that the precision still holds.
-    const i64 floor = std::max(R1.exp + P2.exp, P.mag() - static_cast<i64>(precision) - 2);
-    if (P.L != 0 && P.exp > floor) extend_down(P, floor, "CommonP2B3::merge_float()");
     fold_in(inner, P, R1, P2, precision, subtract, T);
     if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {

@@ -6,8 +6,10 @@
 //
 //   R = R1 R2,   Q = Q1 Q2,   P = P1 Q2 + s R1 P2,
 //
-// s = -1 when the series alternates and the left half has an odd number of terms. All numbers are magnitudes,
-// so the sum of a range is relative to the sign of its first term.
+// s = -1 when the series alternates and the left half has an odd number of terms. Then the terms are
+// magnitudes, and the sum of a range is relative to the sign of its first term. Series whose terms have signs
+// that follow no rule do not alternate: their leaves give P and R with signs, and P may be zero. Q and R
+// never are.
 //
 // (Binary splitting: Brent 1976; Haible and Papanikolaou 1997.)
 #pragma once
@@ -36,10 +38,20 @@ class Series : public BinarySplitting::Series {
     Series(const Parameters& parameters, const TermWords& term_words)
         : BinarySplitting::Series(parameters), term_words_(term_words) {}
 
-    // |P(k)|, |Q(k)|, |R(k)|, k >= 1, into buffers of at least term_words().
-    virtual void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const = 0;
-    // Size of R(a + 1) ... R(b), never below the truth.
+    // |P(k)|, |Q(k)|, |R(k)|, k >= 1, into buffers of at least term_words(). For leaf() as it is here.
+    virtual void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const;
+    // The results of [a, b), fewer terms than the leaf threshold. R is left out at an edge. scratch:
+    // leaf_scratch_words(). By default the magnitudes of bsr_end().
+    virtual void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
+                      Word* scratch) const;
+    u64 leaf_scratch_words(u64 a, u64 b) const { return 4 * growth_words() * (b - a) + term_words_.R; }
+    // Sizes of a range's numbers, never below the truth. That of P bounds |P1 Q2| + |R1 P2| for every merge
+    // of the range. By default P and Q have F.
+    virtual double log_size_P(u64 a, u64 b) const { return log_size_resolved(a, b); }
+    virtual double log_size_Q(u64 a, u64 b) const { return log_size_resolved(a, b); }
     virtual double log_size_R(u64 a, u64 b) const = 0;
+    // R of a sum that converges is below Q.
+    double log_largest(u64 a, u64 b) const override { return std::max(log_size_P(a, b), log_size_Q(a, b)); }
     // A power of two that divides Q(a + 1) ... Q(b).
     virtual u64 zero_bits_Q(u64 a, u64 b) const = 0;
 

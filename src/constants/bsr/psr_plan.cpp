@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/console/format.h"
+#include "base/errors/exceptions.h"
 
 namespace kalvor::BinarySplitting {
 namespace {
@@ -16,7 +17,8 @@ constexpr double kSmallestBlockBits = 208897;
 constexpr double kFewestSmallestBlocks = 16;
 
 void append(const Series& series, u64 a, u64 b, PsrBlocks& blocks) {
-    blocks.push_back({a, b, series.precision_words(a), series.precision_words(b)});
+    const u64 precision = series.precision_words(a);
+    blocks.push_back({a, b, precision, series.precision_words(b), precision >= series.plan_words(a, b)});
 }
 
 // The end of the block that starts at s and has log_size of about `limit`.
@@ -38,6 +40,16 @@ u64 equilibrium_end(const Series& series, u64 s) {
     return hi;
 }
 
+// Every block but the last reaches the limit, and each has a term.
+void refuse_too_many(const Series& series, u64 s, double limit) {
+    if (series.terms() - s <= kMostBlocks) return;
+    const double blocks = series.log_size_resolved(s, series.terms()) / limit;
+    if (blocks <= static_cast<double>(kMostBlocks)) return;
+    throw LimitExceededException(
+        "plan_blocks()", "The series takes more than " + Console::format_commas(kMostBlocks) + " blocks.",
+        kMostBlocks, blocks < 0x1p63 ? static_cast<u64>(blocks) : u64(1) << 63);
+}
+
 }  // namespace
 
 double aggressive_limit(u64 tds) {
@@ -48,6 +60,7 @@ double aggressive_limit(u64 tds) {
 
 void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan) {
     PsrBlocks& blocks = plan.blocks;
+    refuse_too_many(series, s, limit);
     while (s < series.terms()) {
         const u64 e = limited_end(series, s, limit);
         append(series, s, e, blocks);
@@ -74,7 +87,7 @@ PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
         std::min(aggressive_limit(tds), std::max(aggressive_limit(1), largest / kFewestSmallestBlocks));
     PsrPlan plan;
     PsrBlocks& blocks = plan.blocks;
-    u64 s = 0;
+    u64 s = series.first();
     while (s < series.terms()) {
         u64 e = equilibrium_end(series, s);
         const double size = series.log_size_resolved(s, e);
@@ -93,6 +106,16 @@ PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds) {
         s = e;
     }
     return plan;
+}
+
+PsrPlan plan_single_block(const Series& series) {
+    PsrPlan plan;
+    plan.blocks.push_back({series.first(), series.terms(), series.precision(), 0, true});
+    return plan;
+}
+
+PsrPlan plan_series(const Series& series, u64 block_limit_words, u64 tds) {
+    return series.one_block() ? plan_single_block(series) : plan_equilibrium(series, block_limit_words, tds);
 }
 
 }  // namespace kalvor::BinarySplitting

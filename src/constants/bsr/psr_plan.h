@@ -14,6 +14,8 @@ struct PsrBlock {
     u64 a, b;             // [a, b)
     u64 precision_start;  // words needed at a
     u64 precision_end;    // words needed at b
+    // The results are no longer than the precision at a, so that nothing is gained by cutting them.
+    bool exact = false;
 
     // The accumulator's precision after this block.
     u64 working_precision() const { return precision_start + 2; }
@@ -25,6 +27,9 @@ struct PsrPlan {
     std::vector<Warnings::Line> remarks;  // what the run warns of
 };
 
+// Plans of more blocks are refused with a LimitExceededException.
+inline constexpr u64 kMostBlocks = 1000000;
+
 // Appends blocks over [s, series.terms()) of log_size about `limit` nats (at least one term each). 10,000
 // blocks or more get remarks.
 void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan);
@@ -33,6 +38,12 @@ void plan_blocks(const Series& series, u64 s, double limit, PsrPlan& plan);
 // precision that the rest still needs or at block_limit_words, as long as they are worth spreading over the
 // tasks; then blocks of that smallest size.
 PsrPlan plan_equilibrium(const Series& series, u64 block_limit_words, u64 tds);
+
+// One exact block over the whole sum.
+PsrPlan plan_single_block(const Series& series);
+
+// The one of the two that the series wants.
+PsrPlan plan_series(const Series& series, u64 block_limit_words, u64 tds);
 
 // The smallest block worth spreading over tasks, in nats.
 double aggressive_limit(u64 tds);

@@ -33,7 +33,7 @@ class PSR_SeriesB {
     // block_limit_words: the precision, or less for less memory. The series outlives the plan. floor_bytes:
     // what the caller takes in any case, so that needs() up to it cost nothing.
     PSR_SeriesB(const Series& series, u64 block_limit_words, u64 tds, u64 floor_bytes = 0)
-        : PSR_SeriesB(series, plan_equilibrium(series, block_limit_words, tds), tds, floor_bytes) {}
+        : PSR_SeriesB(series, plan_series(series, block_limit_words, tds), tds, floor_bytes) {}
 
     PSR_SeriesB(const Series& series, PsrPlan plan, u64 tds, u64 floor_bytes = 0)
         : series_(series), blocks_(std::move(plan.blocks)), remarks_(std::move(plan.remarks)) {
@@ -50,13 +50,13 @@ class PSR_SeriesB {
         const u64 areas = area_words_[0] + area_words_[1];
         u64 floor = room_above(floor_bytes, areas);
         for (std::size_t i = 0; i < blocks_.size(); i++) {
-            plans_.emplace_back(series, blocks_[i], last(i), exact(i), 1, 0);
+            plans_.emplace_back(series, blocks_[i], last(i), blocks_[i].exact, 1, 0);
             floor = std::max(floor, fold_needs(i, 0).above(total_words(plans_[i].capacities())).bytes);
         }
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             const u64 words = total_words(plans_[i].capacities());
             const u64 room = room_above(floor, words);
-            plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), exact(i), tds, room);
+            plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), blocks_[i].exact, tds, room);
             // The block's stack is free again when it is folded.
             needs_.take_maximum(plans_[i].needs().maximum(fold_needs(i, room)).above(words));
         }
@@ -82,7 +82,7 @@ class PSR_SeriesB {
     }
     // Size of the final denominator by the precision.
     double expansion_factor() const {
-        return words_of(series_.log_size_dd(0, series_.terms()).high) /
+        return words_of(series_.log_size_dd(series_.first(), series_.terms()).high) /
                static_cast<double>(series_.precision());
     }
     std::string banner() const {
@@ -100,7 +100,7 @@ class PSR_SeriesB {
         for (std::size_t i = plans_.size(); i-- > 0;) {
             const BSR_BlockB<F>& plan = plans_[i];
             const std::string kind = plan.exact() ? "E" : "A";
-            const u64 percent = (series_.terms() - plan.block().b) * 100 / series_.terms();
+            const u64 percent = percent_behind(plan.block().b);
             StatusFrame number(
                 status, "Series: " + kind + " " + std::to_string(i) + "  " + std::to_string(percent) + " %");
             StatusFrame frame(number.node(), " " + kind + " ");
@@ -111,9 +111,9 @@ class PSR_SeriesB {
 
   private:
     bool last(std::size_t i) const { return i + 1 == blocks_.size(); }
-    // Exact where the numbers are no longer than the precision that their place needs.
-    bool exact(std::size_t i) const {
-        return blocks_[i].precision_start >= series_.plan_words(blocks_[i].a, blocks_[i].b);
+    u64 percent_behind(u64 b) const {
+        const u64 N = series_.terms();
+        return static_cast<u64>(u128(N - b) * 100 / (N - series_.first()));
     }
 
     Capacities<F> accumulator_capacities(std::size_t i) const {

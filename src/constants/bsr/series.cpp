@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "base/errors/exceptions.h"
+
 namespace kalvor::BinarySplitting {
 namespace {
 
@@ -28,6 +30,14 @@ double words_of(double nats) {
     return nats * dd::inv_ln2_64().high;
 }
 
+u64 whole_words_of(double nats) {
+    return static_cast<u64>(words_of(nats)) + 2;
+}
+
+DoubleDouble Series::log_remaining(u64) const {
+    throw InvalidParametersException("Series::log_remaining()", "Not Implemented");
+}
+
 u64 Series::precision_words(u64 k) const {
     const DoubleDouble words = log_remaining(k) * dd::inv_ln2_64();
     const double floor = std::floor(words.high);
@@ -43,8 +53,7 @@ double Series::log_size_resolved(u64 a, u64 b) const {
 }
 
 u64 Series::plan_words(u64 a, u64 b) const {
-    // One word for the fraction, one for what the doubles lose.
-    return static_cast<u64>(words_of(log_size_resolved(a, b))) + 2;
+    return whole_words_of(log_largest(a, b));
 }
 
 u64 Series::output_words(u64 a, u64 b) const {

@@ -5,6 +5,8 @@
 // logarithms (nats); 64 ln 2 nats are a word. Read-only after construction, any thread.
 #pragma once
 
+#include <optional>
+
 #include "arith/estimate/double_double.h"
 #include "base/names/names.h"
 #include "os/types.h"
@@ -14,24 +16,28 @@ namespace kalvor::BinarySplitting {
 class Series {
   public:
     struct Parameters {
-        u64 terms;            // N: the sum is over [0, N)
-        u64 precision_words;  // of the sum
-        u64 leaf_threshold;   // ranges of fewer terms are leaves; at least 2
-        u64 growth_words;     // scratch words that a leaf takes per term
-        bool alternating;
+        u64 terms;               // N: the sum is over [first, N)
+        u64 precision_words;     // of the sum
+        u64 leaf_threshold;      // ranges of fewer terms are leaves; at least 2
+        u64 growth_words;        // scratch words that a leaf takes per term
+        bool alternating;        // terms are magnitudes, every second one is subtracted
+        u64 first = 0;           // below N
+        bool one_block = false;  // summed as one exact block; nobody asks what its tail needs
     };
 
     explicit Series(const Parameters& parameters) : parameters_(parameters) {}
     virtual ~Series();
 
+    u64 first() const { return parameters_.first; }
     u64 terms() const { return parameters_.terms; }
     u64 precision() const { return parameters_.precision_words; }
     u64 leaf_threshold() const { return parameters_.leaf_threshold; }
     u64 growth_words() const { return parameters_.growth_words; }
     bool alternating() const { return parameters_.alternating; }
+    bool one_block() const { return parameters_.one_block; }
 
-    // F(k): cumulative size of the largest result over the first k terms, never below the truth for a range,
-    // and increasing.
+    // F(k): cumulative size of the largest result over the first k terms, increasing. It tells where blocks
+    // end and ranges are split, and what the sum is announced with; memory is planned by log_largest().
     virtual double log_size_to(u64 k) const = 0;
     virtual DoubleDouble log_size_to_dd(u64 k) const = 0;
     double log_size(u64 a, u64 b) const { return log_size_to(b) - log_size_to(a); }
@@ -40,10 +46,16 @@ class Series {
     // The same as log_size(), from what resolves it.
     double log_size_resolved(u64 a, u64 b) const;
 
+    // Size of the largest number of a range, never below the truth. By default F.
+    virtual double log_largest(u64 a, u64 b) const { return log_size_resolved(a, b); }
+
     // Nats of precision that the sum's tail from index k on still needs: decreasing, within [0, full
-    // precision].
-    virtual DoubleDouble log_remaining(u64 k) const = 0;
-    // The same rounded up to words.
+    // precision]. InvalidParametersException "Not Implemented" where a series does not know.
+    virtual DoubleDouble log_remaining(u64 k) const;
+    // Of series whose terms have signs of their own, so that they may cancel: ln of a bound of all terms and
+    // of their sum. The precision, and with it log_remaining(), is relative to that. None: to the sum itself.
+    virtual std::optional<double> log_scale() const { return {}; }
+    // log_remaining() rounded up to words.
     u64 precision_words(u64 k) const;
 
     // An upper bound of the words of a range's largest result.
@@ -63,5 +75,7 @@ class Series {
 
 // Nats as words.
 double words_of(double nats);
+// Words that hold a number of so many nats: one for the fraction, one for what doubles lose.
+u64 whole_words_of(double nats);
 
 }  // namespace kalvor::BinarySplitting

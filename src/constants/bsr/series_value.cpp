@@ -1,8 +1,12 @@
 #include "constants/bsr/series_value.h"
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
 #include "arith/bigfloat/combine.h"
 #include "arith/newton/newton_work.h"
-#include "base/status/status_scope.h"
+#include "base/errors/exceptions.h"
 
 namespace kalvor::BinarySplitting {
 
@@ -18,36 +22,99 @@ double SeriesValuePlan::work() const {
     return newton::division_work(division_.p, division_.q);
 }
 
-// N = coefP P + coefQ Q, D = coefD Q.
-void SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
-                          BigFloat& x) const {
+namespace {
+
+Word magnitude(i128 c) {
+    return static_cast<Word>(c < 0 ? -c : c);
+}
+
+// A power of two above exp(nats).
+PowerOfTwo above_exp(double nats) {
+    return PowerOfTwo{}.shifted(static_cast<i64>(std::floor(nats / dd::ln2().high)) + 1);
+}
+
+// What a sum of terms of up to `largest` loses of its bits when it comes out as N.
+PowerOfTwo cancelled(const PowerOfTwo& largest, const BigFloat& N) {
+    const PowerOfTwo ratio = largest * at_least(N).inverse();
+    return std::max(ratio, PowerOfTwo{});
+}
+
+}  // namespace
+
+// N = coefP P + coefQ Q
+PowerOfTwo SeriesValuePlan::numerator(const ParallelContext& parallel, StatusIteration& progress, BigFloat& P,
+                                      BigFloat& Q, BigFloat& N, std::optional<double> log_scale) const {
+    constexpr const char* function = "SeriesValuePlan::run()";
+    const Word cP = magnitude(coefficients_.P), cQ = magnitude(coefficients_.Q);
+    PowerOfTwo largest = PowerOfTwo{}.shifted(INT64_MIN / 4);
+    if (log_scale) largest = above(Q) * above_exp(*log_scale) * PowerOfTwo{}.shifted(std::bit_width(cP));
+    P.mul_uW(parallel, cP);
+    if (P.L != 0) largest = std::max(largest, above(P));
+    progress.update(1);
+    const bool subtract = coefficients_.negative_sum != (coefficients_.P < 0);
+    if (cQ == 0) {
+        N.set_BigFloat(precision_ + 2, parallel, P);
+        if (subtract && N.L != 0) N.set_sign(!N.sign);
+        progress.update(2);
+        return largest;
+    }
+    N.set_mul_uW(precision_ + 2, parallel, Q, cQ);
+    if (coefficients_.Q < 0) N.set_sign(!N.sign);
+    largest = std::max(largest, above(N));
+    progress.update(2);
+    if (P.L == 0) return largest;
+    const i64 top = std::max(N.mag(), P.mag());
+    const i64 bottom = top - static_cast<i64>(precision_) - 4;
+    if (N.exp < bottom) cut_below(parallel, N, bottom);
+    if (N.L == 0) {
+        N.set_BigFloat(precision_ + 2, parallel, P);
+        if (subtract) N.set_sign(!N.sign);
+        return largest;
+    }
+    // Q may have dropped zero words, so that N ends above words of P that the precision still holds.
+    const i64 floor = std::max(P.exp, bottom);
+    if (N.exp > floor) extend_down(N, floor, function);
+    combine_signed_ip(parallel, N, P, subtract);
+    return largest;
+}
+
+// N / D with D = coefD Q, or D / N.
+ErrorBound SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
+                                BigFloat& x, std::optional<double> log_scale) const {
     status.work().enter("division");
     P.verify(context.parallel, "the sum's numerator");
     Q.verify(context.parallel, "the sum's denominator");
     AlignedBufferC memory = context.scratch;
     BigFloat N = carve<BigFloat>(memory, numerator_words_);
+    PowerOfTwo largest;
     {
         StatusSection section(status, "Finishing Series");
         StatusFrame frame(section.node(), "Summing: ");
         StatusIteration progress(frame.node(), Status::IterationMode::percentage, 4);
-        P.mul_uW(context.parallel, coefficients_.P);
-        progress.update(1);
-        N.set_mul_uW(precision_ + 2, context.parallel, Q, coefficients_.Q);
-        // Q may have dropped zero words, so that N ends above words of P that the precision still holds.
-        const i64 floor = std::max(P.exp, N.mag() - static_cast<i64>(precision_) - 4);
-        if (N.exp > floor) extend_down(N, floor, "SeriesValuePlan::run()");
-        progress.update(2);
-        Q.mul_uW(context.parallel, coefficients_.D);
+        largest = numerator(context.parallel, progress, P, Q, N, log_scale);
         progress.update(3);
-        combine_ip(context.parallel, N, P, coefficients_.negative_sum);
+        Q.mul_uW(context.parallel, coefficients_.D);
         progress.update(4);
     }
+    if (N.L == 0) {
+        N.verify(context.parallel, "the numerator");
+        if (coefficients_.power < 0) throw ArithmeticException("SeriesValuePlan::run()", "Divide by zero.");
+        x.clear();
+        const PowerOfTwo limit =
+            largest * at_least(Q).inverse() * PowerOfTwo{-static_cast<i64>(precision_), 0};
+        return ErrorBound::within(limit.shifted(kValueErrorBits));
+    }
+    const PowerOfTwo lost = cancelled(largest, N);
     const MultiplyContext rest = context.with_scratch(memory);
     if (coefficients_.power < 0) {
         large_division(division_, rest, status, x, Q, N);
     } else {
         large_division(division_, rest, status, x, N, Q);
     }
+    ErrorBound error = ErrorBound::of_words(x, precision_, kValueErrorBits);
+    // Two bits of it are roundings of these bounds.
+    if (lost > PowerOfTwo{0, 2}) error.limit = error.limit * lost;
+    return error;
 }
 
 }  // namespace kalvor::BinarySplitting

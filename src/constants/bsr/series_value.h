@@ -7,19 +7,22 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "arith/newton/division.h"
 #include "base/names/names.h"
+#include "base/status/status_scope.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/evaluator/evaluator.h"
 
 namespace kalvor::BinarySplitting {
 
-// CoefficientP, CoefficientD >= 1; CoefficientQ of the size of the sum or larger, so that nothing cancels.
+// CoefficientP and CoefficientD are not 0, and all of them are words with a sign.
 struct Coefficients {
-    Word P, Q, D;
+    i128 P, Q;
+    Word D;
     int power;          // 1 or -1
     bool negative_sum;  // the first term is negative: S = -P/Q
 };
@@ -32,11 +35,17 @@ class SeriesValuePlan {
 
     const Needs& needs() const { return needs_; }
     double work() const;
-    // x to the plan's precision. P and Q are used up; P may stand in x's buffer. context.scratch holds
-    // needs().
-    void run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x) const;
+    // x to the plan's precision, with what may be wrong with it. P and Q are used up; P may stand in x's
+    // buffer. context.scratch holds needs(). log_scale: see Series. ArithmeticException "Divide by zero."
+    // where 1 / x is zero.
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x,
+                   std::optional<double> log_scale = {}) const;
 
   private:
+    // The numerator N, and the largest that it is a sum of.
+    PowerOfTwo numerator(const ParallelContext& parallel, StatusIteration& progress, BigFloat& P, BigFloat& Q,
+                         BigFloat& N, std::optional<double> log_scale) const;
+
     u64 precision_;
     Coefficients coefficients_;
     DivisionPlan division_;
@@ -45,7 +54,8 @@ class SeriesValuePlan {
 };
 
 // The tail of a sum, its roundings and those of the value are less than 2^6 units of the precision's last
-// word: the tail is less than one, the others lie in the guard words.
+// word: the tail is less than one, the others lie in the guard words. What cancels in the numerator comes on
+// top.
 inline constexpr u32 kValueErrorBits = 6;
 
 // How much memory the sum of a series takes: blocks of up to the precision and a division that keeps a
@@ -95,8 +105,7 @@ class SeriesEvaluator final : public Evaluator {
         }
         AlignedBufferC memory = context.scratch;
         memory.spawn_words(sum_.accumulator_words());
-        value_.run(context.with_scratch(memory), status, sum[0], sum[1], x);
-        return ErrorBound::of_words(x, series_->precision(), kValueErrorBits);
+        return value_.run(context.with_scratch(memory), status, sum[0], sum[1], x, series_->log_scale());
     }
 
   private:

@@ -1,4 +1,4 @@
-// The built-in series of zeta(3) and Catalan's constant, a row each.
+// The built-in hypergeometric series, a row each: those of Pi, zeta(3) and Catalan's constant.
 #pragma once
 
 #include <span>
@@ -9,25 +9,35 @@
 
 namespace kalvor {
 
-// The value ((coefficient_P S + coefficient_Q) / coefficient_D)^power of a sum S. Leaves hold magnitudes; the
-// sum relative to the sign of the first term is P / Q, so S = -P / Q for an alternating series and P / Q for
-// others.
+// Leaves hold magnitudes; the sum relative to the sign of the first term is P / Q, so S = -P / Q for an
+// alternating series and P / Q for others. The constant is x = (coefficient_P S + coefficient_Q) /
+// coefficient_D, or, in the rows of Pi, 1 / x times the inverse square root of an integer (pi.h).
 struct BuiltInSeries {
-    const char* name;  // author and year
-    const char* node;  // of the formula language; null where there is none
-    const char* leaf;  // named by a failure; Wedeniwski's has three
+    const char* name;            // author and year
+    const char* node = nullptr;  // of the formula language; null where there is none
     i64 coefficient_P, coefficient_Q, coefficient_D;
-    const char* gain;    // nats by which a term falls
-    const char* growth;  // ln c with Q(k) about c k^degree, in nats
-    u64 degree;          // of Q
+    const char* gain;    // nats by which a term falls at least
+    const char* growth;  // nats by which a term grows Q beside k^degree, for plans
+    u64 degree;          // of Q and R
     u64 leaf_threshold;  // ranges of fewer terms are leaves
     u64 growth_words;    // scratch words that a leaf takes per term
     bool alternating;
     u64 words_P, words_Q, words_R;  // of a term
     void (*term)(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R);
+
+    // What bounds the numbers of a range (row_series.h).
+
+    Word leading_Q;    // C of Q(k) = C k^degree (1 + ...)
+    double shift = 0;  // the sum of b / a over Q's factors ak + b: Q(k) is about C k^degree (1 + shift / k)
+    // P(k) = R(k) p(k): p's degree and p(1), which is the sum of positive coefficients. 0 and 0 where P is a
+    // polynomial alone, which is smaller than Q but for the first term.
+    u64 fold_degree = 0;
+    Word fold_at_1 = 0;
+    u64 (*zero_bits)(u64 n) = nullptr;  // the power of two in Q(1) ... Q(n); null where they are odd
 };
 
 // In the order of the menus. Huvent's series, a sum of independent fractions, is not among them.
+std::span<const BuiltInSeries> pi_series();
 std::span<const BuiltInSeries> zeta3_series();
 std::span<const BuiltInSeries> catalan_series();
 

@@ -12,14 +12,10 @@ void catalan_pilehrood_short_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& 
 
     require(Q, 5, kLeaf);
     // 9 (6k - 5)^2 = (18k - 15)^2
-    set(Q, 18 * k - 15);
-    multiply(Q, 18 * k - 15);
-    multiply(Q, 6 * k - 1, 2);
+    set_product(Q, 18 * k - 15, 18 * k - 15, 6 * k - 1, 6 * k - 1);
 
     require(R, 4, kLeaf);
-    set(R, 32 * k);
-    multiply(R, k, 2);
-    multiply(R, 2 * k - 1);
+    set_product(R, 32 * k, k, k, 2 * k - 1);
 }
 
 void catalan_pilehrood_long_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
@@ -38,17 +34,10 @@ void catalan_pilehrood_long_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R
     }
     set_polynomial(P, kPolynomial, k);
 
-    set(Q, 8 * k - 7);
-    multiply(Q, 8 * k - 7);
-    multiply(Q, 8 * k - 5, 2);
-    multiply(Q, 8 * k - 3, 2);
-    multiply(Q, 8 * k - 1, 2);
-
-    set(R, 32 * k);
-    multiply(R, k, 2);
-    multiply(R, 2 * k - 1);
-    multiply(R, 4 * k - 3, 2);
-    multiply(R, 4 * k - 1, 2);
+    const u64 q7 = 8 * k - 7, q5 = 8 * k - 5, q3 = 8 * k - 3, q1 = 8 * k - 1;
+    set_product(Q, q7, q7, q5, q5, q3, q3, q1, q1);
+    const u64 r3 = 4 * k - 3, r1 = 4 * k - 1;
+    set_product(R, 32 * k, k, k, 2 * k - 1, r3, r3, r1, r1);
 }
 
 // The name of the leaf has another year than the series.
@@ -56,16 +45,14 @@ void catalan_guillera2008_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) 
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Guillera2018_BSR_End()";
     require(R, 3, kLeaf);
-    set(R, k);
-    multiply(R, k, 2);
+    set_product(R, k, k, k);
 
     require(P, 4, kLeaf);
     P.set_BasicInt(R);
     multiply(P, 3 * k + 2);
 
     require(Q, 3, kLeaf);
-    set(Q, 2 * k + 1);
-    multiply(Q, 2 * k + 1, 2);
+    set_product(Q, 2 * k + 1, 2 * k + 1, 2 * k + 1);
 }
 
 void catalan_guillera2019_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
@@ -85,23 +72,19 @@ void catalan_guillera2019_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) 
     set_polynomial(P, kPolynomial, k);
 
     // 27 (6k - 1)^3 = (18k - 3)^3
-    set(Q, 6 * k - 5);
-    multiply(Q, 6 * k - 5, 2);
-    multiply(Q, 18 * k - 3, 3);
+    const u64 q5 = 6 * k - 5, q3 = 18 * k - 3;
+    set_product(Q, q5, q3, q5, q3, q5, q3);
 
     // 512 k^3 (2k - 1)^3 = (4k)^3 (4k - 2)^3
-    set(R, 4 * k);
-    multiply(R, 4 * k, 2);
-    multiply(R, 4 * k - 2, 3);
+    const u64 r4 = 4 * k, r2 = 4 * k - 2;
+    set_product(R, r4, r2, r4, r2, r4, r2);
 }
 
 void catalan_lupas_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     using namespace leaf;
     constexpr const char* kLeaf = "Catalan_Lupas_BSR_End1()";
     require(R, 4, kLeaf);
-    set(R, 32 * k);
-    multiply(R, k, 2);
-    multiply(R, 2 * k - 1);
+    set_product(R, 32 * k, k, k, 2 * k - 1);
 
     require(P, 6, kLeaf);
     Word words[2];
@@ -110,9 +93,7 @@ void catalan_lupas_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     P.set_mulB(R, polynomial);
 
     require(Q, 4, kLeaf);
-    set(Q, 4 * k + 1);
-    multiply(Q, 4 * k + 1);
-    multiply(Q, 4 * k + 3, 2);
+    set_product(Q, 4 * k + 1, 4 * k + 3, 4 * k + 1, 4 * k + 3);
 }
 
 }  // namespace kalvor

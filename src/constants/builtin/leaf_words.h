@@ -48,6 +48,32 @@ inline void multiply(BasicIntR& T, Word w) {
 inline void multiply(BasicIntR& T, Word w, int times) {
     for (int i = 0; i < times; i++) multiply(T, w);
 }
+// T = the product of factors, each not 0. As many as fit are multiplied into one word first, which are two or
+// three for the terms of all but the longest sums.
+template <class... Factors>
+inline void set_product(BasicIntR& T, Word first, Factors... factors) {
+    Word product = first;
+    bool empty = true;
+    const auto flush = [&] {
+        if (empty) {
+            set(T, product);
+        } else {
+            multiply(T, product);
+        }
+        empty = false;
+    };
+    const auto take = [&](Word factor) {
+        const u128 p = u128(product) * factor;
+        if (p >> 64 == 0) {
+            product = static_cast<Word>(p);
+        } else {
+            flush();
+            product = factor;
+        }
+    };
+    (take(factors), ...);
+    flush();
+}
 inline void add(BasicIntR& T, Word w) {
     T.residue = goldilocks::add(T.residue, goldilocks::of_word(w));
     for (u64 i = 0; w != 0; i++) {

@@ -2,37 +2,18 @@
 
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
-#include "constants/bsr/common_p2b3.h"
-#include "constants/bsr/series_value.h"
-#include "constants/builtin/pi_series.h"
+#include "constants/builtin/built_in_value.h"
 #include "constants/formulas/invsqrt_word_node.h"
 #include "constants/formulas/product.h"
 
 namespace kalvor {
 
-using BinarySplitting::Coefficients;
 using BinarySplitting::SeriesMemory;
 
 namespace {
 
-struct Finish {
-    Coefficients coefficients;
-    Word invsqrt;
-};
-
-// Pi^power = x invsqrt^(-1/2). 4270934400 = 426880 * 10005.
-Finish finish_of(PiSeriesKind kind, int power) {
-    if (kind == PiSeriesKind::chudnovsky) {
-        return {{1, 13591409, power == 1 ? Word(4270934400) : Word(426880), -power, true}, 10005};
-    }
-    if (power == 1) return {{1, 1103, 9801, -1, false}, 8};
-    return {{4, 4412, 9801, 1, false}, 2};
-}
-
-PiSeriesKind kind_of(PiAlgorithm algorithm) {
-    return algorithm == PiAlgorithm::chudnovsky || algorithm == PiAlgorithm::chudnovsky_reduced
-               ? PiSeriesKind::chudnovsky
-               : PiSeriesKind::ramanujan;
+bool is_chudnovsky(PiAlgorithm algorithm) {
+    return algorithm == PiAlgorithm::chudnovsky || algorithm == PiAlgorithm::chudnovsky_reduced;
 }
 SeriesMemory memory_of(PiAlgorithm algorithm) {
     return algorithm == PiAlgorithm::chudnovsky_reduced || algorithm == PiAlgorithm::ramanujan_reduced
@@ -40,20 +21,19 @@ SeriesMemory memory_of(PiAlgorithm algorithm) {
                : SeriesMemory::full;
 }
 
-class PiSeriesValue final : public EvaluatorFactory {
-  public:
-    PiSeriesValue(PiSeriesKind kind, const Coefficients& coefficients, SeriesMemory memory)
-        : kind_(kind), coefficients_(coefficients), memory_(memory) {}
-    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
-        return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
-            std::make_shared<const PiSeries>(kind_, request.precision), coefficients_, request, memory_);
-    }
-
-  private:
-    const PiSeriesKind kind_;
-    const Coefficients coefficients_;
-    const SeriesMemory memory_;
+// Pi^power = x invsqrt^(-1/2), x = ((P S + Q) / D)^-power.
+struct Finish {
+    i64 P, Q, D;
+    Word invsqrt;
 };
+
+// 4270934400 = 426880 * 10005.
+Finish finish_of(bool chudnovsky, const BuiltInSeries& row, int power) {
+    const Word root = chudnovsky ? 10005 : 8;
+    if (power == 1) return {row.coefficient_P, row.coefficient_Q, row.coefficient_D, root};
+    if (chudnovsky) return {1, 13591409, 426880, 10005};
+    return {4, 4412, 9801, 2};
+}
 
 }  // namespace
 
@@ -62,12 +42,12 @@ Pi::Pi(PiAlgorithm algorithm, int power) : algorithm_(algorithm), power_(power) 
 }
 
 std::unique_ptr<Evaluator> Pi::make_evaluator(const EvaluatorRequest& request) const {
-    const PiSeriesKind kind = kind_of(algorithm_);
-    const Finish finish = finish_of(kind, power_);
+    const bool chudnovsky = is_chudnovsky(algorithm_);
+    const BuiltInSeries& row = pi_series()[chudnovsky ? 0 : 1];
+    const Finish finish = finish_of(chudnovsky, row, power_);
     return Formulas::make_product(
-        request, PiSeriesValue(kind, finish.coefficients, memory_of(algorithm_)),
-        Formulas::InvsqrtWordNode(finish.invsqrt),
-        kind == PiSeriesKind::chudnovsky ? "Pi - Chudnovsky (1988):" : "Pi - Ramanujan (1910):");
+        request, BuiltInValue(row, finish.P, finish.Q, finish.D, -power_, memory_of(algorithm_)),
+        Formulas::InvsqrtWordNode(finish.invsqrt), "Pi - " + std::string(row.name) + ":");
 }
 
 }  // namespace kalvor

@@ -45,3 +45,89 @@ TEST(CombineTest, SumsAndDifferencesInPlace) {
         }
     }
 }
+
+// With signs; operands that cancel wholly or to some words come up by choice.
+TEST(CombineTest, SignedSumsInPlace) {
+    std::mt19937_64 rng(9);
+    u64 zeros = 0, shorter = 0, turned = 0;
+    for (int round = 0; round < 6000; round++) {
+        const u64 la = 1 + rng() % 8, lb = 1 + rng() % 8;
+        std::vector<Word> a(40), b(20);
+        for (u64 i = 0; i < la; i++) a[i] = rng() % 3 != 0 ? rng() : ~Word(0);
+        for (Word& w : b) w = rng() % 3 != 0 ? rng() : 0;
+        a[la - 1] |= 1;
+        b[lb - 1] |= 1;
+        BigFloat A(a.data(), a.size()), B(b.data(), b.size());
+        A.L = la;
+        B.L = lb;
+        A.exp = static_cast<i64>(rng() % 12);
+        B.exp = static_cast<i64>(rng() % 12);
+        if (rng() % 2 != 0) {
+            // The same words from the top down, to some of them.
+            B.L = A.L;
+            B.exp = A.exp;
+            std::copy(a.begin(), a.begin() + static_cast<long>(la), b.begin());
+            b[0] ^= rng() % 3 == 0 ? 1 : 0;
+            if (la > 2) b[la / 2] += rng() % 3 - 1;
+            b[la - 1] |= 1;
+        }
+        A.sign = rng() % 2;
+        B.sign = rng() % 2;
+        A.seal(serial_context());
+        B.seal(serial_context());
+        const i64 bottom = A.exp;
+        const auto value = [&](const BigFloat& X) {
+            const mpz_class z = reference::magnitude_at(X, bottom);
+            return X.sign ? z : mpz_class(-z);
+        };
+        const bool subtract = rng() % 2, sign = A.sign;
+        const mpz_class want = subtract ? mpz_class(value(A) - value(B)) : mpz_class(value(A) + value(B));
+        combine_signed_ip(serial_context(), A, B, subtract);
+        ASSERT_EQ(value(A), want) << round;
+        ASSERT_EQ(A.residue, A.computed_residue(serial_context())) << round;
+        if (A.L == 0) {
+            zeros++;
+            continue;
+        }
+        ASSERT_EQ(A.exp, bottom);
+        ASSERT_NE(A.T[A.L - 1], 0u);
+        shorter += A.L + 1 < la ? 1 : 0;
+        turned += A.sign != sign ? 1 : 0;
+    }
+    EXPECT_GT(zeros, 50u);
+    EXPECT_GT(shorter, 50u);
+    EXPECT_GT(turned, 500u);
+}
+
+TEST(CombineTest, SignedSumsNeedRoom) {
+    std::vector<Word> a(4, 1), b(4, 9);
+    BigFloat A(a.data(), 4), B(b.data(), 4);
+    A.L = 2;
+    B.L = 4;
+    A.sign = B.sign = true;
+    EXPECT_THROW(combine_signed_ip(serial_context(), A, B, true), BufferTooSmallException);
+}
+
+TEST(CombineTest, WordsBelowAPlaceAreCut) {
+    std::mt19937_64 rng(10);
+    std::vector<Word> words(20);
+    for (Word& w : words) w = rng() | 1;
+    for (u64 drop = 1; drop < 12; drop++) {
+        std::vector<Word> a = words;
+        BigFloat A(a.data(), a.size());
+        A.T += 3;
+        A.L = 10;
+        A.exp = -4;
+        A.seal(serial_context());
+        const i64 floor = A.exp + static_cast<i64>(drop);
+        const mpz_class want = reference::magnitude_at(A, floor);
+        cut_below(serial_context(), A, floor);
+        EXPECT_EQ(A.L, drop < 10 ? 10 - drop : 0);
+        if (drop < 10) {
+            EXPECT_EQ(reference::magnitude_at(A, floor), want);
+            EXPECT_EQ(A.T, A.buffer);
+            EXPECT_EQ(A.exp, floor);
+        }
+        EXPECT_EQ(A.residue, A.computed_residue(serial_context()));
+    }
+}

@@ -470,4 +470,48 @@ TEST(ExactFloatTest, Errors) {
               "ExactFloatTransformR::inverse_fmul() Mismatching Transform Parameters");
 }
 
+// Sums of numbers with any signs, in place: they grow down into the headroom, cancel to some words or to
+// nothing, or turn round.
+TEST(ExactFloatTest, SignedSumsInPlace) {
+    std::mt19937_64 rng(31);
+    u64 zeros = 0, turned = 0;
+    for (int round = 0; round < 5000; round++) {
+        RandomNumber a(rng, rng() % 8, static_cast<i64>(rng() % 6), 8, 16);
+        RandomNumber b(rng, rng() % 8, static_cast<i64>(rng() % 6), 0, 0);
+        if (rng() % 3 == 0) {
+            b.value.L = std::min(a.value.L, b.value.L);
+            b.value.exp = a.value.mag() - static_cast<i64>(b.value.L);
+            std::copy(a.value.T + a.value.L - b.value.L, a.value.T + a.value.L, b.value.T);
+            b.value.residue = b.value.computed_residue();
+        }
+        const bool subtract = rng() % 2, sign = a.value.sign, some = a.value.L != 0;
+        const mpz_class want = subtract ? mpz_class(value(a.value) - value(b.value))
+                                        : mpz_class(value(a.value) + value(b.value));
+        const mpz_class x = value(a.value), y = value(b.value);
+        const mpz_class over = abs(x) - abs(y);
+        ASSERT_EQ(compare_magnitudes(a.value, b.value), sgn(over));
+        a.value.add_signed_ip(serial_context(), b.value, subtract);
+        ASSERT_EQ(value(a.value), want) << round;
+        expect_sound(a.value);
+        zeros += a.value.L == 0 && some ? 1 : 0;
+        turned += a.value.L != 0 && some && a.value.sign != sign ? 1 : 0;
+    }
+    EXPECT_GT(zeros, 50u);
+    EXPECT_GT(turned, 200u);
+}
+
+// A fault that makes a number vanish shows in the residue that is left.
+TEST(ExactFloatTest, ASumThatVanishedKeepsItsResidue) {
+    std::mt19937_64 rng(32);
+    for (const bool subtract : {false, true}) {
+        RandomNumber a(rng, 4, 0, 4, 4), b(rng, 4, 0, 0, 0);
+        std::copy(a.value.T, a.value.T + 4, b.value.T);
+        b.value.sign = a.value.sign == subtract;
+        b.value.residue = goldilocks::add(b.value.computed_residue(), 1);
+        a.value.add_signed_ip(serial_context(), b.value, subtract);
+        EXPECT_EQ(a.value.L, 0u);
+        EXPECT_NE(a.value.residue, a.value.computed_residue());
+    }
+}
+
 }  // namespace

@@ -5,13 +5,13 @@
 
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/psr_series.h"
-#include "constants/builtin/pi_series.h"
+#include "constants/builtin/row_series.h"
 #include "support/harmonic_family.h"
 
 using namespace kalvor;
 using namespace kalvor::BinarySplitting;
-using kalvor::PiSeries;
-using kalvor::PiSeriesKind;
+using kalvor::BuiltInSeries;
+using kalvor::RowSeries;
 using trel::u64;
 
 namespace {
@@ -78,12 +78,12 @@ void expect_close(const typename F::Series& series, u64 a, u64 b, bool edge, u64
 }
 
 TEST(BlockPlanTest, ManyTasksCoverEveryRange) {
-    for (const PiSeriesKind kind : {PiSeriesKind::chudnovsky, PiSeriesKind::ramanujan}) {
-        const PiSeries near(kind, 2000000), far(kind, u64(1) << 47);
+    for (const BuiltInSeries& row : kalvor::pi_series()) {
+        const RowSeries near(row, 2000000), far(row, u64(1) << 47);
         for (const u64 tds : {129, 150, 256, 700}) {
             for (const u64 room : {kAnyRoom, u64(0)}) {
                 for (const bool edge : {false, true}) {
-                    const auto expect = [&](const PiSeries& series, u64 a, u64 b) {
+                    const auto expect = [&](const RowSeries& series, u64 a, u64 b) {
                         expect_close<CommonP2B3::Family>(series, a, b, edge, tds, room);
                     };
                     expect(near, 0, 300000);
@@ -130,7 +130,7 @@ struct Counted : CommonP2B3::Family {
 TEST(BlockPlanTest, PlanningDoesNotGrowWithTheTasks) {
     // 10^11 and 10^15 digits.
     for (const u64 precision : {u64(5190512603), u64(51905126036840)}) {
-        const PiSeries series(PiSeriesKind::chudnovsky, precision);
+        const RowSeries series(kalvor::pi_series()[0], precision);
         const auto asked = [&](u64 tds) {
             Counted::asked = 0;
             const PSR_SeriesB<Counted> plan(series, precision, tds);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -219,6 +220,49 @@ TEST_P(RangeTest, SmallBuffersAreRefused) {
         (print_to_stderr(), BlockRun<Family>(run.plan).run(run.context, trel::null_status(), run.exacts)),
         testing::ExitedWithCode(1),
         "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   BSR_BlockB::run\\(\\)\n");
+}
+
+// P(k) is longer than Q(k) and R(k) shorter by far: every number has a bound of its own.
+class UnevenSeries final : public CommonP2B3::Series {
+  public:
+    UnevenSeries() : Series({4000, 100, 4, 60, false}, {40, 1, 1}) {}
+    double log_size_to(u64 k) const override {
+        const double x = static_cast<double>(k);
+        return k == 0 ? 0 : (x + 0.5) * std::log(x) - x + 1 + x * std::log(3.0);
+    }
+    DoubleDouble log_size_to_dd(u64 k) const override { return DoubleDouble(log_size_to(k)); }
+    DoubleDouble log_remaining(u64) const override { return DoubleDouble(4436.0); }
+    double log_size_P(u64 a, u64 b) const override { return log_size(a, b) + 40 * 64 * std::log(2.0) + 1; }
+    double log_size_R(u64, u64) const override { return 1; }
+    u64 zero_bits_Q(u64, u64) const override { return 0; }
+    void term(u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) const override {
+        P.set_word(~Word(0));
+        for (int i = 0; i < 39; i++) P.mul_uW(~Word(0));
+        Q.set_word(3 * k);
+        R.set_word(1);
+    }
+    static reference::HypergeometricTerm reference_term(u64 k) {
+        mpz_class P, n = (mpz_class(1) << 64) - 1;
+        mpz_pow_ui(P.get_mpz_t(), n.get_mpz_t(), 40);
+        return {P, 3 * mpz_class(static_cast<unsigned long>(k)), 1};
+    }
+};
+
+TEST(UnevenSeriesTest, EachNumberHasItsOwnBound) {
+    const UnevenSeries series;
+    const Family::Words words = Family::capacities(series, 100, 1100);
+    EXPECT_GT(words[kP], words[kQ]);
+    EXPECT_LT(words[kR], 20u);
+    for (const auto& [a, b] :
+         std::vector<std::pair<u64, u64>>{{0, 2}, {0, 100}, {0, 101}, {7, 250}, {0, 4000}}) {
+        const reference::HypergeometricTerm want =
+            reference::hypergeometric_range(UnevenSeries::reference_term, false, a, b);
+        for (const u64 tds : {1, 2, 7}) {
+            const PlannedBlock run(series, a, b, true, tds);
+            expect_range(run.exacts, want.P, want.Q, want.R);
+            if (HasFatalFailure()) FAIL() << a << " " << b << " " << tds;
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Series, RangeTest, testing::Bool());

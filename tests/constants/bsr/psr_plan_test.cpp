@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
+#include "base/errors/exceptions.h"
 #include "support/capture_console.h"
+#include "support/message_of.h"
 #include "support/monitored_run.h"
 #include "support/pi_like_series.h"
 
@@ -165,6 +168,80 @@ TEST(PsrPlanTest, TooManyEquilibriumBlocks) {
     EXPECT_EQ(console.take(),
               "Equilibrium swap PSR plan has exceeded 1000 blocks.\nDropping down to aggressive PSR in "
               "memory...\n");
+}
+
+// The same sizes from another index on: the plan is the same but for that index.
+TEST(PsrPlanTest, SeriesMayStartAtAnyIndex) {
+    class Late final : public Series {
+      public:
+        explicit Late(u64 first) : Series({first + 3000000, 400000, 8, 10, false, first}) {}
+        double log_size_to(u64 k) const override { return 30.0 * static_cast<double>(k); }
+        DoubleDouble log_size_to_dd(u64 k) const override { return DoubleDouble(log_size_to(k)); }
+        DoubleDouble log_remaining(u64 k) const override {
+            return DoubleDouble(std::max(0.0, 44.0 * 400000 - 6.0 * static_cast<double>(k - first())));
+        }
+    };
+    const PsrBlocks from_0 = plan_equilibrium(Late(0), 400000, 1).blocks;
+    const PsrBlocks from_7 = plan_equilibrium(Late(7), 400000, 1).blocks;
+    expect_cover(from_0, 0, 3000000);
+    expect_cover(from_7, 7, 3000007);
+    ASSERT_GT(from_0.size(), 3u);
+    ASSERT_EQ(from_0.size(), from_7.size());
+    for (std::size_t i = 0; i < from_0.size(); i++) {
+        EXPECT_EQ(from_0[i].a + 7, from_7[i].a);
+        EXPECT_EQ(from_0[i].precision_start, from_7[i].precision_start);
+        EXPECT_EQ(from_0[i].exact, from_7[i].exact);
+    }
+}
+
+// A block is exact where its results are no longer than the precision of its start.
+TEST(PsrPlanTest, ExactBlocks) {
+    const PiLikeSeries series(true, 519000);
+    const PsrBlocks blocks = plan_equilibrium(series, 519000, 1).blocks;
+    EXPECT_TRUE(blocks.front().exact);
+    EXPECT_FALSE(blocks.back().exact);
+    for (const PsrBlock& block : blocks)
+        EXPECT_EQ(block.exact, series.plan_words(block.a, block.b) <= block.precision_start);
+}
+
+// A series that does not know what its tail needs is one exact block, even though its results are longer than
+// the precision.
+TEST(PsrPlanTest, ASingleBlockAsksNothing) {
+    class Unknown final : public Series {
+      public:
+        explicit Unknown(bool one_block) : Series({500, 10, 8, 10, false, 1, one_block}) {}
+        double log_size_to(u64 k) const override { return 5.0 * static_cast<double>(k); }
+        DoubleDouble log_size_to_dd(u64 k) const override { return DoubleDouble(log_size_to(k)); }
+    };
+    const PsrBlocks blocks = plan_series(Unknown(true), 10, 1).blocks;
+    ASSERT_EQ(blocks.size(), 1u);
+    EXPECT_EQ(blocks[0].a, 1u);
+    EXPECT_EQ(blocks[0].b, 500u);
+    EXPECT_EQ(blocks[0].precision_start, 10u);
+    EXPECT_TRUE(blocks[0].exact);
+    for (const auto& ask : {std::function<void()>([] { Unknown(false).log_remaining(3); }),
+                            std::function<void()>([] { Unknown(false).precision_words(3); }),
+                            std::function<void()>([] { plan_series(Unknown(false), 10, 1); })}) {
+        EXPECT_EQ(kalvor_test::message_of<trel::InvalidParametersException>(kalvor_test::Form::message, ask),
+                  "Not Implemented");
+    }
+}
+
+TEST(PsrPlanTest, MoreThanAMillionBlocksAreRefused) {
+    PsrPlan plan;
+    plan_blocks(LinearSeries(1000000, 100, 1.0, 0.5), 0, 0.5, plan);
+    EXPECT_EQ(plan.blocks.size(), 1000000u);
+    for (const u64 terms : {u64(1000002), u64(1) << 50, (u64(1) << 60) + 1}) {
+        PsrPlan refused;
+        try {
+            plan_blocks(LinearSeries(terms, 100, 1.0, 0.5), 0, 1.0, refused);
+            FAIL() << terms;
+        } catch (const trel::LimitExceededException& e) {
+            EXPECT_EQ(e.message, "The series takes more than 1,000,000 blocks.");
+            EXPECT_EQ(e.limit, 1000000u);
+        }
+        EXPECT_TRUE(refused.blocks.empty());
+    }
 }
 
 TEST(PsrPlanTest, ShortSeriesAreOneBlock) {

@@ -7,8 +7,10 @@
 #include <random>
 #include <vector>
 
+#include "base/errors/exceptions.h"
 #include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
+#include "support/message_of.h"
 #include "support/one_changed_number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -18,7 +20,9 @@ using namespace kalvor::BinarySplitting;
 using trel::BasicIntR;
 using trel::BigFloat;
 using trel::DoubleDouble;
+using trel::i64;
 using trel::MultiplyContext;
+using trel::serial_context;
 using trel::u64;
 using trel::Word;
 
@@ -69,6 +73,97 @@ TEST(SeriesValueTest, WordsBelowAStrippedDenominatorCount) {
                 << "p=" << p << " tds=" << tds;
         }
     }
+}
+
+// The value of P/Q, one or two words each.
+struct SmallValue {
+    SmallValue(const Coefficients& c, i64 P_value, u64 Q_value, u64 p = 20) : plan(p, c, 1) {
+        P.set_double(1, 0);
+        P.mul_uW(serial_context(), static_cast<Word>(P_value < 0 ? -P_value : P_value));
+        if (P.L != 0) P.set_sign(P_value > 0);
+        Q.set_double(1, 0);
+        Q.mul_uW(serial_context(), Q_value);
+        Scratch memory(plan.needs().bytes);
+        error = plan.run({serial_context(), memory.view(), nullptr}, trel::null_status(), P, Q, x);
+    }
+    // x D - N in units of 2^(-64 low)
+    mpz_class difference(const mpz_class& N, const mpz_class& D, u64 low) const {
+        mpz_class z = reference::magnitude_at(x, -static_cast<i64>(low));
+        if (!x.sign) z = -z;
+        return z * D - reference::shifted(1, static_cast<i64>(low)) * N;
+    }
+
+    SeriesValuePlan plan;
+    std::vector<Word> words[3] = {std::vector<Word>(64), std::vector<Word>(64), std::vector<Word>(64)};
+    BigFloat P{words[0].data(), 64}, Q{words[1].data(), 64}, x{words[2].data(), 64};
+    kalvor::ErrorBound error;
+};
+
+TEST(SeriesValueTest, CoefficientsHaveSigns) {
+    constexpr i64 kMost = INT64_MAX, kLeast = INT64_MIN;
+    const std::vector<i64> coefficients = {1, -1, 2, -7, kMost, -kMost, kLeast};
+    for (const i64 cP : coefficients) {
+        for (const i64 cQ : {i64(0), i64(1), i64(-1), i64(-3), kMost, -kMost, kLeast}) {
+            for (const i64 cD : {i64(1), i64(9), kMost}) {
+                for (const int power : {1, -1}) {
+                    for (const bool negative : {false, true}) {
+                        for (const i64 P : {i64(3), i64(-3), kMost, i64(0)}) {
+                            const u64 Q = 1000003;
+                            const auto wide = [](i64 n) { return reference::mpz_of_signed(n); };
+                            mpz_class N = (negative ? -1 : 1) * wide(cP) * wide(P) + wide(cQ) * wide(Q);
+                            mpz_class D = wide(cD) * wide(Q);
+                            SCOPED_TRACE(testing::Message() << cP << " " << cQ << " " << cD << " " << power
+                                                            << " " << negative << " " << P);
+                            const Coefficients c = {cP, cQ, static_cast<Word>(cD), power, negative};
+                            if (N == 0 && power < 0) continue;
+                            const SmallValue got(c, P, Q);
+                            if (power < 0) std::swap(N, D);
+                            const mpz_class off = abs(got.difference(N, D, 40)), limit = abs(D) << (64 * 21);
+                            ASSERT_LE(off, limit) << "19 words behind the point";
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(SeriesValueTest, ANumeratorThatIsZero) {
+    // 5 (3/5) - 3
+    const SmallValue zero({5, -3, 7, 1, false}, 3, 5);
+    EXPECT_EQ(zero.x.L, 0u);
+    EXPECT_EQ(zero.x.residue, 0u);
+    // Unknown below the precision of the terms that cancelled: 3 / 7 2^(-64 20) and roundings.
+    EXPECT_GE(zero.error.limit, (kalvor::PowerOfTwo{-20, 0}));
+    EXPECT_LE(zero.error.limit, (kalvor::PowerOfTwo{-20, 10}));
+    for (const Coefficients& c : {Coefficients{5, -3, 7, -1, false}, Coefficients{5, 3, 7, -1, true},
+                                  Coefficients{-5, 3, 7, -1, false}}) {
+        EXPECT_EQ(kalvor_test::message_of<trel::ArithmeticException>(kalvor_test::Form::message,
+                                                                     [&] { SmallValue(c, 3, 5); }),
+                  "Divide by zero.");
+    }
+    // A sum of zero without a constant.
+    EXPECT_EQ(SmallValue({5, 0, 7, 1, false}, 0, 5).x.L, 0u);
+    EXPECT_EQ(kalvor_test::message_of<trel::ArithmeticException>(kalvor_test::Form::message,
+                                                                 [&] {
+                                                                     SmallValue({5, 0, 7, -1, false}, 0, 5);
+                                                                 }),
+              "Divide by zero.");
+}
+
+// What cancels in the numerator is missing in the value, and the bound says so.
+TEST(SeriesValueTest, LostDigitsAreReported) {
+    const kalvor::ErrorBound none = SmallValue({1, 1, 1, 1, false}, 1, 3).error;
+    EXPECT_EQ(none.limit, (kalvor::PowerOfTwo{1 - 20, kValueErrorBits}));
+    EXPECT_EQ(SmallValue({1, -4, 1, 1, false}, 1, 3).error.limit, none.limit);
+    // 2^62 (2^62 / (2^62 + 1)) - 2^62 + 1 = 1 / (2^62 + 1): 124 bits lost.
+    const u64 n = u64(1) << 62;
+    const kalvor::ErrorBound lost =
+        SmallValue({static_cast<i64>(n), 1 - static_cast<i64>(n), 1, 1, false}, static_cast<i64>(n), n + 1)
+            .error;
+    // The true bound is 2^62 2^(-64 20), to some bits.
+    EXPECT_GE(lost.limit, (kalvor::PowerOfTwo{-20, 62}));
+    EXPECT_LE(lost.limit, (kalvor::PowerOfTwo{-18, 20}));
 }
 
 // A bit of P, Q or of what the finishing step makes of them, changed when it is taken up.

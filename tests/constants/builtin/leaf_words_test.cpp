@@ -61,4 +61,24 @@ TEST(LeafWordsTest, Numbers) {
     EXPECT_EQ(reference::to_mpz(words, T.L), mpz_class("3626777458838389965979655"));
 }
 
+// Factors that fit into a word together, and ones that do not, up to products of exactly a word.
+TEST(LeafWordsTest, Products) {
+    std::mt19937_64 random(32);
+    for (int round = 0; round < 3000; round++) {
+        Word words[5], f[5];
+        mpz_class want = 1;
+        const u64 bits = 1 + random() % 64;
+        for (Word& factor : f) {
+            factor = (random() >> (64 - bits)) | 1;
+            if (random() % 8 == 0) factor = Word(1) << (bits - 1);
+            want *= reference::mpz_of(factor);
+        }
+        BasicIntR T(words, 5);
+        set_product(T, f[0], f[1], f[2], f[3], f[4]);
+        ASSERT_EQ(reference::to_mpz(words, T.L), want) << bits;
+        ASSERT_NE(words[T.L - 1], 0u);
+        ASSERT_EQ(T.residue, trel::goldilocks::of_words(words, T.L));
+    }
+}
+
 }  // namespace

@@ -9,7 +9,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/bsr/psr_series.h"
-#include "constants/builtin/pi_series.h"
+#include "constants/builtin/row_series.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/masked.h"
@@ -152,7 +152,7 @@ TEST(PiPlanTest, ReducedMemoryIsLess) {
     using Sum = BinarySplitting::PSR_SeriesB<BinarySplitting::CommonP2B3::Family>;
     const u64 p = 100000;
     for (const int algorithm : {0, 1}) {
-        const PiSeries series(algorithm == 0 ? PiSeriesKind::chudnovsky : PiSeriesKind::ramanujan, p);
+        const RowSeries series(pi_series()[static_cast<u64>(algorithm)], p);
         const Sum full(series, p, 1), less(series, p / 2, 1);
         EXPECT_LT(less.needs().bytes, full.needs().bytes);
         EXPECT_LT(less.block(0).needs().bytes, full.block(0).needs().bytes);

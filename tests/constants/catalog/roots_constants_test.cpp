@@ -1,4 +1,4 @@
-// The entries "sqrt", "goldenratio" and "lemniscate" of the list of constants.
+// The entries "sqrt", "goldenratio", "e" and "lemniscate" of the list of constants.
 #include <gtest/gtest.h>
 
 #include "base/config/parser.h"
@@ -77,6 +77,37 @@ TEST(GoldenRatioConstantTest, WhatItSaysOfItself) {
     }
 }
 
+TEST(EConstantTest, WhatItSaysOfItself) {
+    const auto e = make_constant("e", "");
+    EXPECT_EQ(e->token(), "e");
+    EXPECT_EQ(e->name_short(), "e");
+    EXPECT_EQ(e->name_long(), "e");
+    EXPECT_EQ(e->color(), 'P');
+    EXPECT_FALSE(e->argument().has_value());
+    EXPECT_EQ(e->algorithm_tokens(), (Lines{"exp(1)", "exp(-1)"}));
+    for (const char* token : {"1", "exp(-1)"}) {
+        e->select_algorithm("exp(1)");
+        EXPECT_EQ(e->algorithm_short(), "exp(1)");
+        EXPECT_EQ(e->algorithm_long(), "Taylor Series of exp(1)");
+        e->select_algorithm(token);
+        EXPECT_EQ(e->algorithm_token(), "exp(-1)");
+        EXPECT_EQ(e->algorithm_short(), "exp(-1)");
+        EXPECT_EQ(e->algorithm_long(), "Taylor Series of exp(-1)");
+    }
+    for (const char* token : {"exp", "2", "-1"}) {
+        EXPECT_EQ(message_of<InvalidParametersException>(Form::message, [&] { e->select_algorithm(token); }),
+                  "Invalid Algorithm: " + std::string(token));
+    }
+    EXPECT_EQ(refused("e", "1"), "The constant \"e\" takes no argument: 1");
+    CaptureConsole console;
+    console.type({"0"});
+    make_constant("e", "")->algorithm_menu();
+    EXPECT_EQ(console.take(),
+              "Select an Algorithm:\n\n"
+              "   0    Taylor Series of exp(1)   (same speed)\n\n"
+              "   1    Taylor Series of exp(-1)  (same speed)\n\n\nAlgorithm: ");
+}
+
 TEST(LemniscateConstantTest, WhatItSaysOfItself) {
     const auto lemniscate = make_constant("lemniscate", "");
     EXPECT_EQ(lemniscate->name_short(), "Lemniscate");
@@ -112,6 +143,8 @@ TEST(RootsConstantsTest, ObjectsMakeTheRoundTrip) {
     } cases[] = {{"sqrt", "2", "0"},
                  {"sqrt", "9223372036854775807", "newton"},
                  {"goldenratio", "", "newton"},
+                 {"e", "", "0"},
+                 {"e", "", "exp(-1)"},
                  {"lemniscate", "", "0"},
                  {"lemniscate", "", "gauss"},
                  {"lemniscate", "", "2"}};

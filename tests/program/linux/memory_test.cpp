@@ -139,7 +139,7 @@ TEST(SlowMemoryTest, TenMillionDigitsOfOtherConstants) {
     const struct {
         const char* constant;
         double bytes;
-    } cases[] = {{"sqrt:2", 4.5}, {"goldenratio", 4.5}, {"lemniscate", 8}};
+    } cases[] = {{"sqrt:2", 4.5}, {"goldenratio", 4.5}, {"e", 5.3}, {"lemniscate", 8}};
     for (const auto& [constant, bytes] : cases) {
         const ProgramRun small = compute("1m", "2", "mmap", "-od:0", constant);
         const ProgramRun run = compute("10m", "2", "mmap", "-od:0", constant);

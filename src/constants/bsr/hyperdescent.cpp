@@ -1,0 +1,85 @@
+#include "constants/bsr/hyperdescent.h"
+
+#include <cstdint>
+
+#include "arith/bigfloat/big_float_transform.h"
+#include "arith/bigfloat/combine.h"
+#include "arith/multiply/product_needs.h"
+#include "constants/bsr/merge_steps.h"
+
+namespace kalvor::BinarySplitting::Hyperdescent {
+namespace {
+
+// Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
+constexpr u64 kSmallTerms = 100;
+// What a stripped Q may still hold of zero words, in each of two factors.
+constexpr u64 kUnstripped = 16;
+
+u64 longest_product(const MergeSizes<Family>& sizes) {
+    return std::max(sizes.left[kP], sizes.left[kQ]) + sizes.right[kQ];
+}
+
+}  // namespace
+
+Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
+    if (b - a <= kSmallTerms) {
+        const Series::TermWords words = series.term_words().of(b - a);
+        return {round_up_8(words.P + 2), round_up_8(words.Q + 2)};
+    }
+    const u64 P = whole_words_of(series.log_size_P(a, b));
+    const u64 Q = whole_words_of(series.log_size_Q(a, b));
+    const u64 zeros = series.zero_bits_Q(a, b) / 64;
+    // Products are written at the sum of their factors' lengths, and sums at one more.
+    return {round_up_8(P + 4), round_up_8(Q - zeros + kUnstripped + 4)};
+}
+
+Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
+    return kept_product_needs(longest_product(sizes), sizes.room);
+}
+
+Needs Family::float_needs(const MergeSizes<Family>& sizes, u64) {
+    const Needs kept = kept_product_needs(longest_product(sizes), kAnyRoom);
+    return kept.bytes <= sizes.room ? kept : product_needs(longest_product(sizes));
+}
+
+void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool, AlignedBufferC memory) {
+    series.leaf(a, b, out[kP], out[kQ], carve_words(memory, series.leaf_scratch_words(a, b)));
+    strip_zero_words(out[kQ]);
+}
+
+void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
+                   Exact& out, bool) {
+    const ExactFloat& P2 = right[kP];
+    // Where one of the two is zero there is nothing to grow down to.
+    const i64 floor = P2.L == 0 || left[kP].L == 0 ? INT64_MAX : P2.exp;
+    multiply_both(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+    out[kP].add_signed_ip(context.parallel, P2, subtract);
+    strip_zero_words(out[kQ]);
+}
+
+void Family::merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
+                         const Floats& right, Floats& out, u64 precision, u64, bool) {
+    const BigFloat &P1 = left[kP], &Q1 = left[kQ], &P2 = right[kP], &Q2 = right[kQ];
+    BigFloat &P = out[kP], &Q = out[kQ];
+    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
+    if (P1.L != 0 && KeptTransform::fits(context, n, 0)) {
+        KeptTransform transform(context, n);
+        BigFloatTransformR held(*transform.holder, transform.data);
+        const i64 window = static_cast<i64>(precision);
+        const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
+        held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
+        held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
+    } else {
+        P.set_mul(precision, context, P1, Q2);
+        Q.set_mul(precision, context, Q1, Q2);
+    }
+    if (P2.L == 0) return;
+    if (make_room_for(context.parallel, P, P2.mag(), P2.exp, precision)) {
+        combine_signed_ip(context.parallel, P, P2, subtract);
+    } else {
+        P.set_BigFloat(precision, context.parallel, P2);
+        if (subtract) P.set_sign(!P.sign);
+    }
+}
+
+}  // namespace kalvor::BinarySplitting::Hyperdescent

@@ -1,0 +1,70 @@
+#include "constants/bsr/merge_steps.h"
+
+#include <algorithm>
+
+#include "arith/bigfloat/combine.h"
+#include "arith/multiply/product_needs.h"
+#include "base/errors/exceptions.h"
+
+namespace kalvor::BinarySplitting {
+namespace {
+
+// Zero words go in lines of 8 words from this length on, singly below.
+constexpr u64 kLineWords = 256;
+
+// T = A * B, placed so that an addition can grow it down to `floor`.
+void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                    i64 floor) {
+    const i64 exp = A.exp + B.exp;
+    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
+    if (T.buffer_size < headroom) {
+        throw BufferTooSmallException("multiply_both()", T.buffer_size, headroom);
+    }
+    ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
+    upper.set_mul(context, A, B);
+    upper.buffer = T.buffer;
+    upper.buffer_size = T.buffer_size;
+    T = upper;
+}
+
+}  // namespace
+
+void strip_zero_words(ExactFloat& Q) {
+    Q.strip_low_zeros(Q.L < kLineWords ? 1 : 8);
+}
+
+void set_natural(ExactFloat& A, const BasicInt& B) {
+    A.T = A.buffer;
+    A.L = B.L;
+    A.exp = 0;
+    A.sign = true;
+    A.residue = B.residue;
+}
+
+void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,
+                   const ExactFloat& Q1, const ExactFloat& Q2, i64 floor) {
+    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
+    if (!KeptTransform::fits(context, n, 0)) {
+        multiply_above(context, P, P1, Q2, floor);
+        Q.set_mul(context, Q1, Q2);
+        return;
+    }
+    KeptTransform transform(context, n);
+    ExactFloatTransformR kept(*transform.holder, transform.data);
+    kept.mul_rr_xf(transform.context, P, Q2, P1, floor);
+    kept.mul_rf_xf(transform.context, Q, Q1);
+}
+
+bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bottom, u64 precision) {
+    const i64 window = static_cast<i64>(precision);
+    // One word more than P has beside a number that is not longer.
+    const i64 lowest = top - window - 3;
+    if (P.L != 0 && P.exp < lowest) cut_below(parallel, P, lowest);
+    if (P.L == 0) return false;
+    // A denominator may have dropped zero words, so that its product ends above words that still count.
+    const i64 floor = std::max({bottom, P.mag() - window - 2, lowest});
+    if (P.exp > floor) extend_down(P, floor, "make_room_for()");
+    return true;
+}
+
+}  // namespace kalvor::BinarySplitting

@@ -1,0 +1,19 @@
+#include "constants/builtin/catalan.h"
+
+#include "base/errors/exceptions.h"
+#include "base/names/names.h"
+#include "constants/builtin/built_in_value.h"
+
+namespace kalvor {
+
+Catalan::Catalan(CatalanAlgorithm algorithm, i64 power)
+    : algorithm_(algorithm), power_(static_cast<int>(power)) {
+    if (power != 1 && power != -1) throw InvalidParametersException("Catalan", "Power must be 1 or -1.");
+}
+
+std::unique_ptr<Evaluator> Catalan::make_evaluator(const EvaluatorRequest& request) const {
+    const BuiltInSeries& row = catalan_series()[static_cast<std::size_t>(algorithm_)];
+    return BuiltInValue(row, power_, "Catalan - " + std::string(row.name) + ":").make_evaluator(request);
+}
+
+}  // namespace kalvor
