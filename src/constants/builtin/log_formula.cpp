@@ -46,17 +46,11 @@ constexpr LogSearch::Strategy kStrategies[] = {
     {.steps = {.multiples = true, .most = 8}, .table_rows = true, .whole_number = true},
 };
 
-}  // namespace
-
-GeneratedLogFormula generate_log_formula(u64 x, LogFormulaKind kind) {
+GeneratedLogFormula generate(u64 x, LogFormulaKind kind, const LogFormula* excluded) {
     if (x == 0) throw InvalidParametersException(kGenerator, "Error: Log(0)");
     if (x == 1) return {};
     if (x > kLargestArgument) not_derived(kGenerator);
-    LogFormula primary;
-    if (kind == LogFormulaKind::secondary) {
-        primary = generate_log_formula(x, LogFormulaKind::primary).formula;
-    }
-    LogSearch search(x, kind, kind == LogFormulaKind::secondary ? &primary : nullptr);
+    LogSearch search(x, kind, excluded);
     const LogRecord* entry = find_log_record(kind, x);
     if (entry != nullptr) search.offer(entry->formula());
     const double entry_cost = search.best() ? search.best()->cost() : 0x1p100;
@@ -64,7 +58,21 @@ GeneratedLogFormula generate_log_formula(u64 x, LogFormulaKind kind) {
     for (const LogSearch::Strategy& strategy : kStrategies) search.run(strategy);
     if (!search.best()) not_derived(kGenerator);
     verify_log_formula(x, *search.best());
-    return {*search.best(), entry != nullptr && search.best()->cost() < entry_cost};
+    return {*search.best(), entry != nullptr && search.best()->cost() < entry_cost, search.points()};
+}
+
+}  // namespace
+
+GeneratedLogFormula generate_log_formula(u64 x, LogFormulaKind kind) {
+    if (kind == LogFormulaKind::primary) return generate(x, kind, nullptr);
+    return generate_log_formulas(x).secondary;
+}
+
+GeneratedLogFormulas generate_log_formulas(u64 x) {
+    GeneratedLogFormulas both;
+    both.primary = generate(x, LogFormulaKind::primary, nullptr);
+    both.secondary = generate(x, LogFormulaKind::secondary, &both.primary.formula);
+    return both;
 }
 
 LogFormula table_route(u64 x, LogFormulaKind kind) {

@@ -12,6 +12,8 @@ struct GeneratedLogFormula {
     LogFormula formula;
     // x is a prime of the table, and its row costs more.
     bool better_than_table = false;
+    // Points that the search visited, what its time goes by: at most 20,000 a strategy.
+    u64 points = 0;
 };
 
 // What a user is told of such a result.
@@ -23,6 +25,16 @@ inline constexpr const char* kHeuristicIsBetter =
 // InvalidParametersException "Error: Log(0)", AlgorithmFailedException "Unable to derive formula." (also
 // above 2^31 - 1) and "Unable to verify correctness of formula.".
 GeneratedLogFormula generate_log_formula(u64 x, LogFormulaKind kind);
+
+// Both formulas of x. The secondary one depends on the primary one, which is not to be found again.
+struct GeneratedLogFormulas {
+    GeneratedLogFormula primary, secondary;
+
+    const GeneratedLogFormula& of(LogFormulaKind kind) const {
+        return kind == LogFormulaKind::primary ? primary : secondary;
+    }
+};
+GeneratedLogFormulas generate_log_formulas(u64 x);
 
 // The formula that the tables alone give: rows of the formula table for primes that have one, else the first
 // relation of the largest prime. Throws InvalidParametersException "Non-base prime found in queue." when a

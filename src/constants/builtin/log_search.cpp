@@ -73,6 +73,7 @@ void LogSearch::offer(const Terms& terms) {
 void LogSearch::descend(const Point& point) {
     if (points_left_ == 0) return;
     points_left_--;
+    points_++;
     if (cost_of(point.terms) >= best_cost_ || point.terms.size() > most_terms_) return;
     if (point.left.empty()) return offer(point.terms);
     const auto [p, exponent] = *point.left.rbegin();

@@ -31,6 +31,9 @@ class LogSearch {
     // A formula from elsewhere.
     void offer(const LogFormula& formula);
 
+    // Points visited so far, what the time goes by.
+    u64 points() const { return points_; }
+
     // The best so far. Its terms are in the order of the arguments.
     const std::optional<LogFormula>& best() const { return best_; }
 
@@ -58,6 +61,8 @@ class LogSearch {
     LogSteps* steps_ = nullptr;
     bool table_rows_ = false;
     u64 points_left_ = 0;
+    // of all
+    u64 points_ = 0;
 };
 
 }  // namespace kalvor

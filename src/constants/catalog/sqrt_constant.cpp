@@ -2,13 +2,12 @@
 
 #include <limits>
 
-#include "base/command_line/shown_text.h"
-#include "base/command_line/value_text.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 #include "constants/builtin/square_root.h"
 #include "constants/catalog/catalog.h"
+#include "constants/catalog/constant_argument.h"
 
 namespace kalvor {
 namespace {
@@ -20,17 +19,7 @@ constexpr i64 kSmallest = 2;
 // The number that the text means.
 i64 checked(std::string_view text) {
     const char* const function = "SqrtConstant::SqrtConstant()";
-    const std::optional<i64> count = text.empty() ? 0 : CommandLine::parse_count(text);
-    if (!count) {
-        throw InvalidParametersException(
-            function, CommandLine::quoted(text) + " is not a number. " + CommandLine::kRightNumber);
-    }
-    const i64 n = *count;
-    // Counts end at the ends of their type; a root of another number than the one that was named is not an
-    // answer.
-    if (n == std::numeric_limits<i64>::max() && text != std::to_string(n)) {
-        throw InvalidParametersException(function, CommandLine::shown(text) + " is out of range.");
-    }
+    const i64 n = parsed_argument(text, function);
     if (n < kSmallest) {
         throw InvalidParametersException(function, std::to_string(n) + " is out of range.");
     }

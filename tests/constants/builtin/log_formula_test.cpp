@@ -138,6 +138,22 @@ TEST(SlowLogFormulaTest, RandomLargeNumbers) {
     expect_random_within_limits(16 / kalvor_test::thinned(8));
 }
 
+// The time of a search goes by the points that it visits: those of the numbers that need most.
+TEST(LogFormulaTest, PointsVisited) {
+    for (const u64 x : {2147483647ull, 2147483629ull, 65537ull * 32749, 1289ull * 1291 * 1283}) {
+        const GeneratedLogFormulas both = generate_log_formulas(x);
+        EXPECT_LE(both.primary.points, 80007u) << x;
+        EXPECT_LE(both.secondary.points, 80007u) << x;
+        EXPECT_GT(both.primary.points + both.secondary.points, 1000u) << x;
+        EXPECT_EQ(both.of(LogFormulaKind::primary).formula, both.primary.formula);
+        EXPECT_EQ(both.of(LogFormulaKind::secondary).formula,
+                  generate_log_formula(x, LogFormulaKind::secondary).formula);
+    }
+    const GeneratedLogFormulas small = generate_log_formulas(10);
+    EXPECT_GT(small.primary.points, 5u);
+    EXPECT_LT(small.primary.points, 2000u);
+}
+
 TEST(LogFormulaTest, TableRoute) {
     for (const LogFormulaKind kind : kKinds) {
         for (u64 x = 2; x <= 256; x++) expect_exact(x, table_route(x, kind));
