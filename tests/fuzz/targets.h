@@ -17,6 +17,7 @@
 #include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
 #include "constants/formulas/build.h"
+#include "constants/formulas/formula_file.h"
 #include "digits/files/kvd_header.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
@@ -253,13 +254,21 @@ inline void kvd(std::string_view bytes) {
     }
 }
 
-// The text of a formula: a tree of nodes or an exception of the program.
+// The text of a formula, or of a formula file: a tree of nodes or an exception of the program.
 inline void formula(std::string_view bytes) {
     using namespace kalvor::Formulas;
     const Tree text = parse_or_refuse(trel::Config::parse_acfg, bytes);
     if (!text) return;
     try {
-        const auto root = build(*text, {});
+        const auto* const file = dynamic_cast<const trel::Config::Object*>(text.get());
+        std::unique_ptr<const VFormulaNode> root;
+        if (file != nullptr && file->contains("Constant")) {
+            FormulaDescription description = read_description(file->get_object("Constant"), {});
+            require(write_description(description)->size() == 5, "a description has five keys");
+            root = std::move(description.root);
+        } else {
+            root = build(*text, {});
+        }
         require(root->parent() == nullptr && root->depth() == 0, "a root stands above all");
         std::vector<const VFormulaNode*> open = {root.get()};
         while (!open.empty()) {
@@ -272,7 +281,7 @@ inline void formula(std::string_view bytes) {
             }
         }
     } catch (const trel::StringException& refusal) {
-        require(!refusal.message.empty(), "a refusal says why");
+        require(!refusal.function.empty() || !refusal.message.empty(), "a refusal says why");
     }
 }
 

@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "base/errors/exceptions.h"
+#include "constants/builtin/catalan.h"
+#include "constants/builtin/e.h"
 #include "constants/builtin/golden_ratio.h"
 #include "constants/builtin/lemniscate.h"
 #include "constants/builtin/pi.h"
+#include "constants/builtin/zeta3.h"
 #include "constants/formulas/arguments.h"
 #include "constants/formulas/function_registry.h"
 #include "constants/formulas/leaf_node.h"
@@ -41,6 +44,28 @@ const std::vector<ConstantRow>& rows() {
          [](std::size_t algorithm, int power) {
              return Shared(std::make_shared<const Pi>(
                  algorithm == 0 ? PiAlgorithm::chudnovsky : PiAlgorithm::ramanujan, power));
+         }},
+        {"Zeta3",
+         {"wedeniwski", "az"},
+         "Algorithm must be \"wedeniwski\" or \"az\".",
+         [](std::size_t algorithm, int power) {
+             return Shared(std::make_shared<const Zeta3>(
+                 algorithm == 0 ? Zeta3Algorithm::wedeniwski : Zeta3Algorithm::amdeberhan_zeilberger, power));
+         }},
+        {"Catalan",
+         {"pilehrood-short", "pilehrood-long"},
+         "Algorithm must be \"pilehrood-short\" or \"pilehrood-long\".",
+         [](std::size_t algorithm, int power) {
+             return Shared(std::make_shared<const Catalan>(
+                 algorithm == 0 ? CatalanAlgorithm::pilehrood_short : CatalanAlgorithm::pilehrood_long,
+                 power));
+         }},
+        {"E",
+         {},
+         "",
+         [](std::size_t, int power) {
+             return Shared(
+                 std::make_shared<const E>(power == 1 ? EAlgorithm::exp_1 : EAlgorithm::exp_minus_1, power));
          }},
         {"GoldenRatio",
          {},

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,7 @@
 #include "support/capture_console.h"
 #include "support/evaluator_run.h"
 #include "support/message_of.h"
+#include "support/temporary_folder.h"
 
 using namespace kalvor;
 using kalvor_test::Form;
@@ -64,7 +67,15 @@ TEST(CustomConstantTest, HasNoAlgorithmToChoose) {
               "Invalid Key: Algorithm");
 }
 
-TEST(CustomConstantTest, EveryExampleIsComputed) {
+// The value that a comment promises with six decimals and three dots; 0 where there is none.
+double promised_by(const std::string& text) {
+    const std::string comment = text.substr(0, text.find('{'));
+    std::smatch match;
+    if (!std::regex_search(comment, match, std::regex("([0-9]+\\.[0-9]{6})\\.\\.\\."))) return 0;
+    return std::stod(match[1]);
+}
+
+TEST(CustomConstantTest, EveryExampleHasTheValueThatItPromises) {
     const auto folder = std::filesystem::path(KALVOR_SOURCE_FOLDER) / "Custom Formulas";
     std::size_t files = 0;
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
@@ -76,9 +87,18 @@ TEST(CustomConstantTest, EveryExampleIsComputed) {
         const trel::BigFloat value = run.value();
         EXPECT_TRUE(value.sign && value.L > 0);
         EXPECT_FALSE(run.error.exact);
+        const double promised = promised_by(kalvor_test::read_file(file.path().string()));
+        const trel::ScaledDouble top = trel::top_as_double(value);
+        const double computed = std::ldexp(top.d, static_cast<int>(64 * top.e));
+        if (promised == 0) {
+            // "Tiny pi" promises zeros.
+            EXPECT_EQ(file.path().filename(), "Tiny pi.cfg");
+        } else {
+            EXPECT_NEAR(computed, promised + 5e-7, 6e-7);
+        }
         files++;
     }
-    EXPECT_GE(files, 10u);
+    EXPECT_GE(files, 30u);
 }
 
 }  // namespace

@@ -82,8 +82,7 @@ inline void expect_formula(const std::string& text, trel::u64 p, trel::u64 tds,
         FAIL() << e.function << ": " << e.message;
     }
     ASSERT_TRUE(run.result.guards_intact() && run.working.guards_intact());
-    // What stands far below the precision, a whole word of it, is rounding of the reference.
-    Real reference(2 * p + 40), computed(2 * p + 40), bound(4);
+    Real reference(p + 80), computed(p + 80), bound(4);
     want(reference.x);
     set_number(computed, value);
     mpfr_sub(computed.x, computed.x, reference.x, MPFR_RNDN);

@@ -76,6 +76,62 @@ const std::vector<Case>& cases() {
              lemniscate(x);
              mpfr_ui_div(x, 1, x, kR);
          }},
+        {"{E : {}}",
+         [](mpfr_t x) {
+             mpfr_set_ui(x, 1, kR);
+             mpfr_exp(x, x, kR);
+         }},
+        {"{E : {Power : -1}}",
+         [](mpfr_t x) {
+             mpfr_set_si(x, -1, kR);
+             mpfr_exp(x, x, kR);
+         }},
+        {"{Zeta3 : {}}", [](mpfr_t x) { mpfr_zeta_ui(x, 3, kR); }},
+        {"{Zeta3 : {Algorithm : \"az\" Power : -1}}",
+         [](mpfr_t x) {
+             mpfr_zeta_ui(x, 3, kR);
+             mpfr_ui_div(x, 1, x, kR);
+         }},
+        {"{Catalan : {}}", [](mpfr_t x) { mpfr_const_catalan(x, kR); }},
+        {"{Catalan : {Algorithm : \"pilehrood-long\" Power : -1}}",
+         [](mpfr_t x) {
+             mpfr_const_catalan(x, kR);
+             mpfr_ui_div(x, 1, x, kR);
+         }},
+        // 2 arccoth(3) = ln 2
+        {"{ArcCoth : {x : 3 Coefficient : 2}}", [](mpfr_t x) { mpfr_const_log2(x, kR); }},
+        {"{ArcCoth : {x : 3 Coefficient : -2 Power : -1}}",
+         [](mpfr_t x) {
+             mpfr_const_log2(x, kR);
+             mpfr_si_div(x, -1, x, kR);
+         }},
+        {"{Log : 10}", [](mpfr_t x) { mpfr_log_ui(x, 10, kR); }},
+        {"{Log : 2147483647}", [](mpfr_t x) { mpfr_log_ui(x, 2147483647, kR); }},
+        {"{Log : {Pi : {}}}",
+         [](mpfr_t x) {
+             mpfr_const_pi(x, kR);
+             mpfr_log(x, x, kR);
+         }},
+        // Below one, and far away
+        {"{Log : {Shift : [{Sqrt : 3} -1]}}",
+         [](mpfr_t x) {
+             mpfr_sqrt_ui(x, 3, kR);
+             mpfr_div_2ui(x, x, 1, kR);
+             mpfr_log(x, x, kR);
+         }},
+        {"{Log : {Shift : [3 1000000]}}",
+         [](mpfr_t x) {
+             mpfr_set_ui(x, 3, kR);
+             mpfr_mul_2ui(x, x, 1000000, kR);
+             mpfr_log(x, x, kR);
+         }},
+        {"{Scope : {Locals : [{pi : {Pi : {}}} {two : {Log : 2}}] Formula : "
+         "{Log-AGM : {Pi : \"pi\" Log2 : \"two\" Argument : {Multiply : [\"pi\" \"pi\"]}}}}}",
+         [](mpfr_t x) {
+             mpfr_const_pi(x, kR);
+             mpfr_log(x, x, kR);
+             mpfr_mul_2ui(x, x, 1, kR);
+         }},
         // Gauss's formula with coefficients of both signs: 5.244... / 4 = 2 asl(1/2) + asl(7/23)
         {"{LinearCombination : [[-1 {ArcSinlemn : {x : 1 y : 2 Coefficient : -8}}]"
          " [1 {ArcSinlemn : {x : 7 y : 23 Coefficient : 4}}]]}",
@@ -286,6 +342,11 @@ TEST(FormulaValuesTest, NestedThreeDeepInExactMemory) {
              mpfr_mul_ui(y, y, 7, kR);
              mpfr_add(x, x, y, kR);
          })},
+        {"{Log : {Shift : [", " 40]}}",
+         [](mpfr_t x) {
+             mpfr_mul_2ui(x, x, 40, kR);
+             mpfr_log(x, x, kR);
+         }},
         {"{Invsqrt : ", "}", [](mpfr_t x) { mpfr_rec_sqrt(x, x, kR); }},
         {"{Sqrt : ", "}", [](mpfr_t x) { mpfr_sqrt(x, x, kR); }},
         {"{InvNthRoot : [5 ", "]}",
