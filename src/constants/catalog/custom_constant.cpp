@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/command_line/console_settings.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
@@ -26,10 +27,9 @@ bool is_file(const std::string& path) {
     return os::path_kind(path) == os::PathKind::file;
 }
 
-// With its separator; empty where the system does not say.
+// Empty where the system does not say.
 std::string own_folder() {
-    const std::string path = os::executable_path().value_or("");
-    return path.substr(0, path.find_last_of("/\\") + 1);
+    return CommandLine::directory_of(os::executable_path().value_or(""));
 }
 
 Formulas::FormulaDescription open(const std::string& path) {

@@ -547,7 +547,7 @@ TEST(FormulaValuesTest, AHundredThousandTerms) {
     EXPECT_EQ(formula.warnings,
               std::vector<std::string>{"Really?!?! You're gonna make me sum up 100000 elements?"});
     expect_formula("{LinearCombination : [" + terms + "]}", 10, 1,
-                   [&](mpfr_t x) { mpfr_set_si(x, sum, kR); });
+                   [&](mpfr_t x) { mpfr_set_str(x, std::to_string(sum).c_str(), 10, kR); });
 }
 
 // The result's buffer serves for what waits: a quotient takes no more than the value that takes most of it.
