@@ -33,6 +33,7 @@ set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
   constants/catalog/catalog_menu.cpp
+  constants/catalog/custom_constant.cpp  # its warnings and the file that it opens, too
   constants/catalog/log_constant.cpp
   constants/catalog/sqrt_constant.cpp
   digits/bbp/bbp_command.cpp

@@ -13,9 +13,14 @@ namespace {
 
 std::vector<std::string> seeds_of(const std::string& target) {
     std::vector<std::filesystem::path> paths;
-    for (const auto& file : std::filesystem::directory_iterator(std::filesystem::path(KALVOR_SOURCE_FOLDER) /
-                                                                "tests/fuzz/seeds" / target)) {
+    const std::filesystem::path source = KALVOR_SOURCE_FOLDER;
+    for (const auto& file : std::filesystem::directory_iterator(source / "tests/fuzz/seeds" / target)) {
         paths.push_back(file.path());
+    }
+    if (target == "formula") {
+        for (const auto& file : std::filesystem::directory_iterator(source / "Custom Formulas")) {
+            paths.push_back(file.path());
+        }
     }
     std::sort(paths.begin(), paths.end());
     std::vector<std::string> seeds;
@@ -26,17 +31,16 @@ std::vector<std::string> seeds_of(const std::string& target) {
     return seeds;
 }
 
-class FuzzReplayTest : public testing::TestWithParam<fuzz::Target> {};
-
-TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
-    const std::vector<std::string> seeds = seeds_of(GetParam().name);
+// Every seed, and so many mutations of each.
+void replay(const fuzz::Target& target, int mutations) {
+    const std::vector<std::string> seeds = seeds_of(target.name);
     ASSERT_GE(seeds.size(), 5u);
     std::mt19937_64 random(20240229);
     const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
     const std::string marks("\"\\/:,[]{}-\r\n \t0A\0\xff", 19);
     for (const std::string& seed : seeds) {
-        GetParam().run(seed);
-        for (int i = 0; i < 500; i++) {
+        target.run(seed);
+        for (int i = 0; i < mutations; i++) {
             std::string input = seed;
             for (size_t changes = 1 + pick(4); changes > 0 && !input.empty(); changes--) {
                 const size_t at = pick(input.size());
@@ -59,9 +63,21 @@ TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
                     }
                 }
             }
-            GetParam().run(input);
+            target.run(input);
         }
     }
+}
+
+class FuzzReplayTest : public testing::TestWithParam<fuzz::Target> {};
+
+TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
+    replay(GetParam(), 500);
+}
+
+// The builder of formulas needs rooms that the fuzzer's program does not have.
+TEST(SlowFuzzReplayTest, AMillionFormulas) {
+    const fuzz::Target formula = {"formula", fuzz::formula};
+    replay(formula, 1000000 / static_cast<int>(seeds_of("formula").size()) + 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplayTest, testing::ValuesIn(fuzz::kTargets),

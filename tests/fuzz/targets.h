@@ -17,6 +17,8 @@
 #include "base/errors/exceptions.h"
 #include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
+#include "constants/formulas/build.h"
+#include "constants/formulas/formula_file.h"
 #include "digits/files/kvd_header.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
@@ -292,6 +294,37 @@ inline void core_list(std::string_view bytes) {
             "what was read is written and read again");
 }
 
+// The text of a formula, or of a formula file: a tree of nodes or an exception of the program.
+inline void formula(std::string_view bytes) {
+    using namespace kalvor::Formulas;
+    const Tree text = parse_or_refuse(trel::Config::parse_acfg, bytes);
+    if (!text) return;
+    try {
+        const auto* const file = dynamic_cast<const trel::Config::Object*>(text.get());
+        std::unique_ptr<const VFormulaNode> root;
+        if (file != nullptr && file->contains("Constant")) {
+            FormulaDescription description = read_description(file->get_object("Constant"), {});
+            require(write_description(description)->size() == 5, "a description has five keys");
+            root = std::move(description.root);
+        } else {
+            root = build(*text, {});
+        }
+        require(root->parent() == nullptr && root->depth() == 0, "a root stands above all");
+        std::vector<const VFormulaNode*> open = {root.get()};
+        while (!open.empty()) {
+            const VFormulaNode& node = *open.back();
+            open.pop_back();
+            for (const auto& child : node.children()) {
+                require(child->parent() == &node && child->depth() == node.depth() + 1,
+                        "children know their parent");
+                open.push_back(child.get());
+            }
+        }
+    } catch (const trel::StringException& refusal) {
+        require(!refusal.function.empty() || !refusal.message.empty(), "a refusal says why");
+    }
+}
+
 struct Target {
     const char* name;
     void (*run)(std::string_view bytes);
@@ -306,6 +339,7 @@ inline constexpr Target kTargets[] = {
     {"smbios", smbios},
     {"exceptions", exceptions},
     {"kvd", kvd},
+    {"formula", formula},
     {"stress_settings", stress_settings},
     {"core_list", core_list},
 };

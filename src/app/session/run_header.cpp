@@ -19,7 +19,7 @@ void print_run_header(const ComputeSettings& settings, const RunRecord& record, 
     const Constant& constant = *settings.constant;
     print_system_summary(record.system, status);
     status.Status_Line("");
-    status.Status_Label(kNameWidth, "Constant:", {constant.color(), constant.name_long()});
+    status.Status_Label(kNameWidth, "Constant:", {constant.color(), constant.header_name()});
     status.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});
     status.Status_Line("");
     status.Status_Label(kLabelWidth, "Decimal Digits:", {'G', format_commas(settings.size.decimal_digits)});

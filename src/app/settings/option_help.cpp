@@ -1,6 +1,5 @@
 #include "app/settings/option_help.h"
 
-#include "base/command_line/suggestion.h"
 #include "base/names/names.h"
 #include "constants/catalog/catalog.h"
 
@@ -12,6 +11,21 @@ namespace {
 
 void append(Lines& lines, const Lines& more) {
     lines.insert(lines.end(), more.begin(), more.end());
+}
+
+// "Constants:  sqrt, e, ...", in lines of the page.
+Lines list_of_constants() {
+    constexpr std::size_t kColumns = 79;
+    const std::string label = "Constants:  ";
+    Lines lines = {label};
+    const Lines tokens = constant_tokens();
+    for (const std::string& token : tokens) {
+        const std::string item = token + (&token == &tokens.back() ? "" : ", ");
+        if (lines.back().size() + item.size() > kColumns) lines.emplace_back(label.size(), ' ');
+        lines.back() += item;
+    }
+    for (std::string& line : lines) line.erase(line.find_last_not_of(' ') + 1);
+    return lines;
 }
 
 }  // namespace
@@ -27,8 +41,9 @@ Lines option_help(const SettingsTable& table) {
 }
 
 Lines custom_help(const SettingsTable& table) {
-    Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", "",
-                   "Constants:  " + CommandLine::list_of(constant_tokens()), "", "Options, in any order:"};
+    Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", ""};
+    append(lines, list_of_constants());
+    append(lines, {"", "Options, in any order:"});
     append(lines, option_help(table));
     append(lines,
            {"", "Values:", "    <n>       1000000, 1,000,000, 1_000_000, 1.5m, 1e6; suffixes k m b (g) t",

@@ -1,4 +1,5 @@
 #include <string>
+#include <vector>
 
 #include "base/config/parser.h"
 #include "base/config/text_cursor.h"
@@ -12,15 +13,42 @@ class AcfgParser {
   public:
     explicit AcfgParser(std::string_view text) : in_("parse_acfg()", text) {}
 
+    // A list of open containers instead of a recursion: texts may nest deeper than a stack.
     std::unique_ptr<Node> value() {
+        std::vector<OpenContainer> open;
+        for (;;) {
+            std::unique_ptr<Node> done = begin_value(open);
+            // Until another value is to follow.
+            for (;;) {
+                if (done) {
+                    if (open.empty()) return done;
+                    add(open.back(), std::move(done));
+                }
+                if (value_follows(open.back())) break;
+                done = std::move(open.back().node);
+                open.pop_back();
+            }
+        }
+    }
+
+  private:
+    struct OpenContainer {
+        std::unique_ptr<Node> node;
+        std::string key;  // of an object's member that is being read
+    };
+
+    // A value that is no container; or nullptr, and a container has been opened.
+    std::unique_ptr<Node> begin_value(std::vector<OpenContainer>& open) {
         in_.skip_whitespace();
         switch (in_.peek()) {
             case '"':
                 return std::make_unique<String>(in_.read_string());
             case '[':
-                return array();
+                open.push_back({std::make_unique<Array>(), {}});
+                break;
             case '{':
-                return object();
+                open.push_back({std::make_unique<Object>(), {}});
+                break;
             case ']':
                 in_.fail("Unexpected ']'.");
             case '}':
@@ -30,49 +58,41 @@ class AcfgParser {
             default:
                 return integer();
         }
+        in_.open_level();
+        in_.skip();
+        return nullptr;
     }
 
-  private:
+    // Goes to the next value of a container, or behind its end.
+    bool value_follows(OpenContainer& open) {
+        in_.skip_whitespace();
+        const bool is_array = open.node->type() == NodeType::array;
+        if (in_.peek() == (is_array ? ']' : '}')) {
+            in_.skip();
+            in_.close_level();
+            return false;
+        }
+        if (is_array) return true;
+        open.key = identifier();
+        if (open.key.empty()) in_.fail("Expected identifier.");
+        in_.skip_whitespace();
+        if (in_.peek() != ':') in_.fail("Expected colon after identifier.");
+        in_.skip();
+        return true;
+    }
+
+    void add(OpenContainer& open, std::unique_ptr<Node> value) {
+        if (open.node->type() == NodeType::array) return open.node->as<Array>().add_node(std::move(value));
+        Object& object = open.node->as<Object>();
+        if (object.contains(open.key)) in_.fail("Duplicate key in object.");
+        object.add_node(std::move(open.key), std::move(value));
+    }
+
     std::unique_ptr<Node> integer() {
         auto out = std::make_unique<Integer>(in_.read_integer());
         const char next = in_.peek();
         if (next == ',') in_.fail(kNoCommas);
         if (next != ']' && next != '}' && !in_.at_whitespace()) in_.fail("Invalid integer literal.");
-        return out;
-    }
-
-    std::unique_ptr<Node> array() {
-        auto out = std::make_unique<Array>();
-        in_.open_level();
-        in_.skip();
-        for (;;) {
-            in_.skip_whitespace();
-            if (in_.peek() == ']') break;
-            out->add_node(value());
-        }
-        in_.skip();
-        in_.close_level();
-        return out;
-    }
-
-    std::unique_ptr<Node> object() {
-        auto out = std::make_unique<Object>();
-        in_.open_level();
-        in_.skip();
-        for (;;) {
-            in_.skip_whitespace();
-            if (in_.peek() == '}') break;
-            std::string key = identifier();
-            if (key.empty()) in_.fail("Expected identifier.");
-            in_.skip_whitespace();
-            if (in_.peek() != ':') in_.fail("Expected colon after identifier.");
-            in_.skip();
-            auto member = value();
-            if (out->contains(key)) in_.fail("Duplicate key in object.");
-            out->add_node(std::move(key), std::move(member));
-        }
-        in_.skip();
-        in_.close_level();
         return out;
     }
 

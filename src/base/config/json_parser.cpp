@@ -1,4 +1,5 @@
 #include <string>
+#include <vector>
 
 #include "base/config/parser.h"
 #include "base/config/text_cursor.h"
@@ -10,15 +11,46 @@ class JsonParser {
   public:
     explicit JsonParser(std::string_view text) : in_("parse_json()", text) {}
 
+    // A list of open containers instead of a recursion: texts may nest deeper than a stack.
     std::unique_ptr<Node> value() {
+        std::vector<OpenContainer> open;
+        for (;;) {
+            std::unique_ptr<Node> done = begin_value(open);
+            // Until another value is to follow.
+            for (;;) {
+                if (done) {
+                    if (open.empty()) return done;
+                    add(open.back(), std::move(done));
+                }
+                if (value_follows(open.back())) break;
+                done = std::move(open.back().node);
+                open.pop_back();
+            }
+        }
+    }
+
+  private:
+    // What may come next in a list: its end or an element at first, then a comma or the end, then an element.
+    enum class Expect { first, comma, element };
+
+    struct OpenContainer {
+        std::unique_ptr<Node> node;
+        std::string key;  // of an object's member that is being read
+        Expect expect = Expect::first;
+    };
+
+    // A value that is no container; or nullptr, and a container has been opened.
+    std::unique_ptr<Node> begin_value(std::vector<OpenContainer>& open) {
         in_.skip_whitespace();
         switch (in_.peek()) {
             case '"':
                 return std::make_unique<String>(in_.read_json_string());
             case '[':
-                return array();
+                open.push_back({std::make_unique<Array>(), {}});
+                break;
             case '{':
-                return object();
+                open.push_back({std::make_unique<Object>(), {}});
+                break;
             case ']':
                 in_.fail("Unexpected ']'.");
             case '}':
@@ -28,11 +60,10 @@ class JsonParser {
             default:
                 return integer();
         }
+        in_.open_level();
+        in_.skip();
+        return nullptr;
     }
-
-  private:
-    // What may come next in a list: its end or an element at first, then a comma or the end, then an element.
-    enum class Expect { first, comma, element };
 
     std::unique_ptr<Node> integer() {
         auto out = std::make_unique<Integer>(in_.read_integer());
@@ -59,45 +90,34 @@ class JsonParser {
         return 1;
     }
 
-    std::unique_ptr<Node> array() {
-        auto out = std::make_unique<Array>();
-        in_.open_level();
-        in_.skip();
-        Expect expect = Expect::first;
-        for (;;) {
-            const int taken = take_separator(']', expect);
-            if (taken == 1) break;
-            if (taken == 0) continue;
-            if (expect == Expect::comma) in_.fail("Expected ',' before identifier.");
-            out->add_node(value());
-            expect = Expect::comma;
+    // Goes to the next value of a container, or behind its end.
+    bool value_follows(OpenContainer& open) {
+        const bool is_array = open.node->type() == NodeType::array;
+        int taken = 0;
+        while ((taken = take_separator(is_array ? ']' : '}', open.expect)) == 0) continue;
+        if (taken == 1) {
+            in_.close_level();
+            return false;
         }
-        in_.close_level();
-        return out;
+        if (is_array) {
+            if (open.expect == Expect::comma) in_.fail("Expected ',' before identifier.");
+            return true;
+        }
+        if (in_.peek() != '"') in_.fail("Expected object key string.");
+        if (open.expect == Expect::comma) in_.fail("Expected ',' before object key string.");
+        open.key = in_.read_json_string();
+        in_.skip_whitespace();
+        if (in_.peek() != ':') in_.fail("Expected colon after object key string.");
+        in_.skip();
+        return true;
     }
 
-    std::unique_ptr<Node> object() {
-        auto out = std::make_unique<Object>();
-        in_.open_level();
-        in_.skip();
-        Expect expect = Expect::first;
-        for (;;) {
-            const int taken = take_separator('}', expect);
-            if (taken == 1) break;
-            if (taken == 0) continue;
-            if (in_.peek() != '"') in_.fail("Expected object key string.");
-            if (expect == Expect::comma) in_.fail("Expected ',' before object key string.");
-            std::string key = in_.read_json_string();
-            in_.skip_whitespace();
-            if (in_.peek() != ':') in_.fail("Expected colon after object key string.");
-            in_.skip();
-            auto member = value();
-            if (out->contains(key)) in_.fail("Duplicate key in object.");
-            out->add_node(std::move(key), std::move(member));
-            expect = Expect::comma;
-        }
-        in_.close_level();
-        return out;
+    void add(OpenContainer& open, std::unique_ptr<Node> value) {
+        open.expect = Expect::comma;
+        if (open.node->type() == NodeType::array) return open.node->as<Array>().add_node(std::move(value));
+        Object& object = open.node->as<Object>();
+        if (object.contains(open.key)) in_.fail("Duplicate key in object.");
+        object.add_node(std::move(open.key), std::move(value));
     }
 
     TextCursor in_;

@@ -40,6 +40,78 @@ void Node::check_type(NodeType expected, std::string_view context) const {
     throw ParseException("", message);
 }
 
+namespace {
+
+// Copies and ends use a list of what is open instead of a recursion: trees may be deeper than a stack.
+
+// A copy without what is inside.
+std::unique_ptr<Node> copy_outside(const Node& node) {
+    switch (node.type()) {
+        case NodeType::array:
+            return std::make_unique<Array>();
+        case NodeType::object: {
+            auto out = std::make_unique<Object>();
+            out->comment = node.as<Object>().comment;
+            return out;
+        }
+        default:
+            return node.clone();
+    }
+}
+
+std::unique_ptr<Node> deep_copy(const Node& root) {
+    struct Pair {
+        const Node* from;
+        Node* to;
+    };
+    std::unique_ptr<Node> out = copy_outside(root);
+    std::vector<Pair> open = {{&root, out.get()}};
+    const auto copy = [&](const Node& node) {
+        std::unique_ptr<Node> copied = copy_outside(node);
+        if (node.is_container()) open.push_back({&node, copied.get()});
+        return copied;
+    };
+    while (!open.empty()) {
+        const Pair pair = open.back();
+        open.pop_back();
+        if (pair.from->type() == NodeType::array) {
+            Array& to = pair.to->as<Array>();
+            to.elements.reserve(pair.from->as<Array>().size());
+            for (const auto& element : pair.from->as<Array>().elements) to.add_node(copy(*element));
+        } else if (pair.from->type() == NodeType::object) {
+            Object& to = pair.to->as<Object>();
+            for (const auto& entry : pair.from->as<Object>().entries()) {
+                to.add_node(entry->key, copy(*entry->value), entry->comment);
+            }
+        }
+    }
+    return out;
+}
+
+// Moves the containers inside a node, which dies, into the list.
+void take_containers(Node& node, std::vector<std::unique_ptr<Node>>& list) {
+    const auto take = [&](std::unique_ptr<Node>& child) {
+        if (child && child->is_container()) list.push_back(std::move(child));
+    };
+    if (node.type() == NodeType::array) {
+        for (auto& element : node.as<Array>().elements) take(element);
+    } else {
+        for (auto& entry : node.as<Object>().entries()) take(entry->value);
+    }
+}
+
+void destroy_below(Node& root) {
+    std::vector<std::unique_ptr<Node>> list;
+    take_containers(root, list);
+    while (!list.empty()) {
+        const std::unique_ptr<Node> node = std::move(list.back());
+        list.pop_back();
+        take_containers(*node, list);
+    }
+}
+
+}  // namespace
+
 // ---- copies
 
 std::unique_ptr<Node> Integer::move_clone() {
@@ -62,10 +134,7 @@ std::unique_ptr<Node> Array::move_clone() {
     return std::make_unique<Array>(std::move(*this));
 }
 std::unique_ptr<Node> Array::clone() const {
-    auto out = std::make_unique<Array>();
-    out->elements.reserve(elements.size());
-    for (const auto& element : elements) out->elements.push_back(element->clone());
-    return out;
+    return deep_copy(*this);
 }
 
 Object::Object(Object&& other) noexcept
@@ -81,10 +150,17 @@ std::unique_ptr<Node> Object::move_clone() {
     return std::make_unique<Object>(std::move(*this));
 }
 std::unique_ptr<Node> Object::clone() const {
-    auto out = std::make_unique<Object>();
-    out->comment = comment;
-    for (const auto& entry : entries_) out->add_node(entry->key, entry->value->clone(), entry->comment);
-    return out;
+    return deep_copy(*this);
+}
+
+// ---- the end
+
+Array::~Array() {
+    destroy_below(*this);
+}
+
+Object::~Object() {
+    destroy_below(*this);
 }
 
 // ---- building

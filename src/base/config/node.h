@@ -2,7 +2,8 @@
 // messages. Four kinds of node; true and false are the strings "true" and "false".
 //
 // Every node has exactly one owner: its parent, or the holder of the root. Text is bytes, UTF-8 by convention
-// and never checked. A tree is used by one thread at a time.
+// and never checked. A tree is used by one thread at a time. Reading, copying, writing and destroying a tree
+// takes the same small stack whatever its depth.
 #pragma once
 
 #include <initializer_list>
@@ -26,6 +27,7 @@ class Node {
     Node& operator=(const Node&) = delete;
 
     NodeType type() const { return type_; }
+    bool is_container() const { return type_ == NodeType::array || type_ == NodeType::object; }
 
     // The text in the program's own form (acfg) and as JSON; lines end in CR LF, four blanks a level.
     std::string to_acfg(u64 level = 0) const;
@@ -95,6 +97,7 @@ class Array final : public Node {
     static constexpr NodeType kType = NodeType::array;
 
     Array() : Node(kType) {}
+    ~Array() override;
     Array(Array&& other) noexcept : Node(kType), elements(std::move(other.elements)) {}
     void append_acfg(std::string& out, u64 level) const override;
     void append_json(std::string& out, bool trailing_comma, u64 level) const override;
@@ -109,11 +112,10 @@ class Array final : public Node {
     Object& add_object();
     Array& add_array();
 
-    std::vector<std::unique_ptr<Node>> elements;
-
-  private:
-    // Whether the elements stand on one line: integers only, or one string.
+    // Whether the elements stand on one line when they are written: integers only, or one string.
     bool is_inline() const;
+
+    std::vector<std::unique_ptr<Node>> elements;
 };
 
 // Members keep the order in which they were added, which is the order of output.
@@ -128,6 +130,7 @@ class Object final : public Node {
     };
 
     Object() : Node(kType) {}
+    ~Object() override;
     Object(Object&& other) noexcept;
     void append_acfg(std::string& out, u64 level) const override;
     void append_json(std::string& out, bool trailing_comma, u64 level) const override;

@@ -14,9 +14,10 @@
 
 namespace trel::Config {
 
-// Arrays and objects within each other beyond this are refused ("Nesting is deeper than 256 levels."), so
-// that no text can exhaust the stack of the thread that reads, copies, writes or destroys its tree.
-inline constexpr u64 kMaxDepth = 256;
+// Arrays and objects within each other beyond this are refused ("Nesting is deeper than 8256 levels."). A
+// formula of 2000 nodes within each other takes up to four levels a node; the rest is for what stands around
+// it.
+inline constexpr u64 kMaxDepth = 8192 + 64;
 
 std::unique_ptr<Node> parse_acfg(std::string_view text);
 std::unique_ptr<Node> parse_json(std::string_view text);

@@ -4,13 +4,12 @@
 #include <utility>
 
 #include "arith/bigfloat/combine.h"
+#include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "constants/builtin/arcsinlemn.h"
-#include "constants/builtin/pi.h"
-#include "constants/formulas/agm_node.h"
-#include "constants/formulas/quotient.h"
-#include "constants/formulas/sqrt_word_node.h"
+#include "constants/formulas/build.h"
+#include "constants/formulas/formula_evaluator.h"
 
 namespace kalvor {
 namespace {
@@ -75,6 +74,31 @@ class LemniscateMachin final : public Evaluator {
     Needs needs_;
 };
 
+// Formulas of the formula language: 2 Pi / AGM(1, 2^(1/2)) and its inverse.
+constexpr const char* kByAgmPi =
+    "{    Divide : [        {LinearCombination : [[2 {Pi : {}}]]}        {AGM : {Sqrt : 2}}    ]}";
+constexpr const char* kInverseByAgmPi =
+    "{    Divide : [        {AGM : {Sqrt : 2}}        {LinearCombination : [[2 {Pi : {}}]]}    ]}";
+
+class LemniscateAgmPi final : public Evaluator {
+  public:
+    LemniscateAgmPi(const char* formula, const EvaluatorRequest& request)
+        : value_(Formulas::make_formula_evaluator(*Formulas::build(*Config::parse_acfg(formula), {}),
+                                                  request)) {}
+
+    const Needs& needs() const override { return value_->needs(); }
+    std::string label() const override { return "Lemniscate - AGM-Pi"; }
+    SeriesBlocks series_blocks() const override { return value_->series_blocks(); }
+    std::vector<WorkPhase> work() const override { return value_->work(); }
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+        status.Status_Line(label());
+        return value_->run(context, status, result);
+    }
+
+  private:
+    const std::unique_ptr<Evaluator> value_;
+};
+
 }  // namespace
 
 Lemniscate::Lemniscate(LemniscateAlgorithm algorithm, i64 power)
@@ -91,15 +115,9 @@ Lemniscate::Lemniscate(LemniscateAlgorithm algorithm, i64 power)
 }
 
 std::unique_ptr<Evaluator> Lemniscate::make_evaluator(const EvaluatorRequest& request) const {
-    using Formulas::AfterDivision;
     switch (algorithm_) {
-        case LemniscateAlgorithm::agm_pi: {
-            const Pi pi(PiAlgorithm::chudnovsky);
-            const Formulas::AgmNode mean(std::make_unique<Formulas::SqrtWordNode>(2));
-            const std::string label = "Lemniscate - AGM-Pi";
-            return inverse_ ? Formulas::make_quotient(request, mean, pi, AfterDivision::half, label)
-                            : Formulas::make_quotient(request, pi, mean, AfterDivision::twice, label);
-        }
+        case LemniscateAlgorithm::agm_pi:
+            return std::make_unique<LemniscateAgmPi>(inverse_ ? kInverseByAgmPi : kByAgmPi, request);
         case LemniscateAlgorithm::gauss:
             return std::make_unique<LemniscateMachin>(ArcSinlemn(8, 1, 2), ArcSinlemn(4, 7, 23), false,
                                                       "Lemniscate - Gauss", request);

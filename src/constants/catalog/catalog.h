@@ -33,7 +33,7 @@ class ConstantFactory {
     virtual std::unique_ptr<Constant> ask() const { return make({}); }
 };
 
-// The factory of a class that its argument makes, and its own ask() where it has one.
+// The factory of a class that its argument makes, and its own ask() and load() where it has them.
 template <class C>
 class ConstantFactoryOf final : public ConstantFactory {
   public:
@@ -41,6 +41,13 @@ class ConstantFactoryOf final : public ConstantFactory {
         return std::make_unique<C>(argument);
     }
     bool takes_argument() const override { return C::kTakesArgument; }
+    std::unique_ptr<Constant> load(const Config::Object& object) const override {
+        if constexpr (requires { C::load(object); }) {
+            return C::load(object);
+        } else {
+            return ConstantFactory::load(object);
+        }
+    }
     std::unique_ptr<Constant> ask() const override {
         if constexpr (requires { C::ask(); }) {
             return C::ask();

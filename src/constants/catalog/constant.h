@@ -47,7 +47,8 @@ class Constant : public EvaluatorFactory {
     Console::ColorLetter color() const { return row().color; }
 
     virtual std::string name_short() const = 0;  // file names: "Pi"
-    virtual std::string name_long() const = 0;   // header: "Pi"
+    virtual std::string name_long() const = 0;   // records: "Pi"
+    virtual std::string header_name() const { return name_long(); }
     // n of Sqrt(n); nothing for most constants.
     virtual std::optional<i64> argument() const { return std::nullopt; }
 
@@ -63,7 +64,7 @@ class Constant : public EvaluatorFactory {
     // A word for each, in the order of their numbers: the alias where there is one.
     std::vector<std::string> algorithm_tokens() const;
     // By number, token or alias. Throws InvalidParametersException "Invalid Algorithm: " + token.
-    void select_algorithm(std::string_view token);
+    virtual void select_algorithm(std::string_view token);
     // Lists them, asks for one and selects it. Throws EndOfStreamException when nobody answers.
     void algorithm_menu();
 

@@ -92,6 +92,8 @@ VerifyB::Hashes VerifyB::hash_radix(const Word* radix_words, u64 n, u64 n_verify
 }
 
 u64 VerifyB::hash_binary(const MultiplyContext& context, Status& status, const BigFloat& x, u64 d) {
+    // What is left of a value far below the last digit, however far.
+    if (x.L == 0) return 0;
     const u64 ten_d = m61::pow(10, d);
     const u64 residue = m61::mul(m61::mul_pow2_64(m61::hash_words(x.T, x.L), x.exp), ten_d);
     if (x.exp >= 0 || 64 * static_cast<u64>(-x.exp) <= d) return m61::canonical(residue);  // an integer

@@ -164,10 +164,11 @@ TEST(CustomOptionsTest, ListedNamesAreTaken) {
         }
     }
     EXPECT_EQ(with_names, 4);
+    const std::string example = KALVOR_SOURCE_FOLDER "/Custom Formulas/Silver ratio.cfg";
     for (const std::string& token : constant_tokens()) {
-        EXPECT_EQ(make_constant(token, token == "sqrt" ? "2" : "")->token(),
-                  catalog().find(token)->tokens.front())
-            << token;
+        const bool wants_number = token == "sqrt" || token == "log" || token == "brent";
+        const std::string argument = wants_number ? "2" : token == "custom" ? example : "";
+        EXPECT_EQ(make_constant(token, argument)->token(), catalog().find(token)->tokens.front()) << token;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "config_support.h"
+#include "support/small_stack.h"
 
 using namespace trel;
 using namespace trel::Config;
@@ -116,10 +117,10 @@ TEST(ConfigTextTest, NestingHasALimit) {
         for (u64 i = 0; i < depth; i++) text += close;
         return text;
     };
-    const std::string refusal = error(0, "Nesting is deeper than 256 levels.");
+    const std::string refusal = error(0, "Nesting is deeper than 8256 levels.");
     for (const auto parse : {acfg, json}) {
-        EXPECT_NE(parse(nested(256, "[", "]")), refusal);
-        EXPECT_EQ(parse(nested(257, "[", "]")), refusal);
+        EXPECT_NE(parse(nested(kMaxDepth, "[", "]")), refusal);
+        EXPECT_EQ(parse(nested(kMaxDepth + 1, "[", "]")), refusal);
         EXPECT_EQ(parse(nested(1000000, "[", "]")), refusal);
         EXPECT_EQ(parse(nested(1000000, "[", "")), refusal);
         // Closed levels do not count.
@@ -129,8 +130,38 @@ TEST(ConfigTextTest, NestingHasALimit) {
     }
     EXPECT_EQ(acfg(nested(1000000, "{a:", "}")), refusal);
     EXPECT_EQ(json(nested(1000000, "{\"a\":", "}")), refusal);
-    EXPECT_NE(acfg(nested(255, "{a:", "") + "{}" + nested(255, "", "}")), refusal);
-    EXPECT_EQ(acfg(nested(256, "{a:", "") + "{}" + nested(256, "", "}")), refusal);
+    EXPECT_NE(acfg(nested(kMaxDepth - 1, "{a:", "") + "{}" + nested(kMaxDepth - 1, "", "}")), refusal);
+    EXPECT_EQ(acfg(nested(kMaxDepth, "{a:", "") + "{}" + nested(kMaxDepth, "", "}")), refusal);
+}
+
+// 2000 nodes of a formula within each other, each with the four levels of a local of a scope; the same as
+// JSON; arrays alone. Blanks make a written text of that depth 200 MB long, so that one of them is enough.
+TEST(ConfigTextTest, DeepTreesFitASmallStack) {
+    const auto nested = [](u64 n, const std::string& open, const std::string& close) {
+        std::string text;
+        for (u64 i = 0; i < n; i++) text += open;
+        text += "1 ";
+        for (u64 i = 0; i < n; i++) text += close;
+        return text;
+    };
+    const std::string nodes = nested(2000, "{Scope:{Locals:[{x:", "}]Formula:\"x\"}}");
+    const std::string objects = nested(2000, R"({"Scope":{"Locals":[{"x":)", "}]}}");
+    const std::string arrays = nested(kMaxDepth, "[", "]");
+    kalvor_test::run_on_small_stack([&] {
+        for (const std::string* const text : {&nodes, &objects, &arrays}) {
+            std::unique_ptr<Node> tree = text == &objects ? parse_json(*text) : parse_acfg(*text);
+            const std::unique_ptr<Node> copy = tree->clone();
+            tree.reset();
+            const std::unique_ptr<Node> moved = copy->move_clone();
+            if (text != &nodes) continue;
+            std::string written = moved->to_acfg();
+            std::erase_if(written, [](char c) { return c == ' ' || c == '\r' || c == '\n'; });
+            std::string want = *text;
+            std::erase(want, ' ');
+            EXPECT_TRUE(written == want);
+        }
+        EXPECT_EQ(acfg(std::string(kMaxDepth, '[')), kEnd);
+    });
 }
 
 // ---- acfg

@@ -132,10 +132,16 @@ std::string said(Algorithm algorithm) {
 }
 
 TEST(LemniscateTest, StepsAreAnnounced) {
-    EXPECT_EQ(said(Algorithm::agm_pi),
-              "Lemniscate - AGM-Pi\nInvSqrt(2)...\n; AGM(1,x)...\n; Pi - Chudnovsky (1988):\n"
-              "Series CommonP2B3...  76 terms  (Expansion Factor = 1.466)\n; Finishing Series\n; "
-              "Large Division...\n; InvSqrt(10005)...\n; Large Multiply...\n; Large Division...\n; ");
+    // Pi or the mean comes first, whichever takes more.
+    const std::string mean = "InvSqrt(2)...\n; AGM(1,x)...\n; ";
+    const std::string pi =
+        "Pi - Chudnovsky (1988):\nSeries CommonP2B3...  79 terms  (Expansion Factor = "
+        "1.473)\n; Finishing Series\n; Large Division...\n; InvSqrt(10005)...\n; "
+        "Large Multiply...\n; Small Multiply...\n; ";
+    const std::string said_of_agm_pi = said(Algorithm::agm_pi), begin = "Lemniscate - AGM-Pi\n",
+                      end = "Large Division...\n; ";
+    EXPECT_TRUE(said_of_agm_pi == begin + mean + pi + end || said_of_agm_pi == begin + pi + mean + end)
+        << said_of_agm_pi;
     const std::string finish = "; Finishing Series\n; Large Division...\n; ";
     std::string gauss = said(Algorithm::gauss), sebah = said(Algorithm::sebah);
     EXPECT_EQ(gauss.find("Lemniscate - Gauss\n8 ArcSinlemn( 1/2 ):\nSeries CommonP2B3...  "), 0u) << gauss;
@@ -154,8 +160,9 @@ TEST(LemniscateTest, PhasesAndBlocks) {
             names += phase.name + ";";
         return names;
     };
-    EXPECT_EQ(phases(Algorithm::agm_pi),
-              "square root;mean;series;division;square root;multiplication;division;");
+    const std::string mean = "square root;mean;", pi = "series;division;square root;multiplication;";
+    const std::string of_agm_pi = phases(Algorithm::agm_pi);
+    EXPECT_TRUE(of_agm_pi == mean + pi + "division;" || of_agm_pi == pi + mean + "division;") << of_agm_pi;
     EXPECT_EQ(phases(Algorithm::gauss), "series;division;series;division;");
     EXPECT_GE(Lemniscate(Algorithm::gauss).make_evaluator({60, 1})->series_blocks().all, 2u);
 }

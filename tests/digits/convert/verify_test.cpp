@@ -127,6 +127,19 @@ TEST(VerifyTest, AcceptsConversions) {
     }
 }
 
+// Values below the last digit have the hash of zero, in memory that does not grow with their distance.
+TEST(VerifyTest, ValuesFarBelowTheLastDigit) {
+    for (const i64 exp : {i64(-100), i64(-1000000), -(i64(1) << 58)}) {
+        const Value v(7, exp, 3);
+        const std::vector<Word> zeros(20, 0);
+        Scratch memory(VerifyB::needs(20, 15, 1).bytes);
+        const MultiplyContext context{trel::serial_context(), memory.view(), nullptr};
+        const VerifyB::Hashes hashes =
+            VerifyB::run(context, trel::null_status(), zeros.data(), 20, 15, v.x, 15 * 19, "test");
+        EXPECT_EQ(hashes.digits, 0u);
+    }
+}
+
 TEST(VerifyTest, EveryFlippedBitIsFound) {
     Converted c(20);
     for (u64 i = 0; i < 17; i++) {

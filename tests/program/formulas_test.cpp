@@ -1,0 +1,249 @@
+// Formulas by the whole program: found where they may be, digits as MPFR has them, refusals before anything
+// is computed or written, settings that go round.
+#include <gmpxx.h>
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::read_file;
+using kalvor_test::run_kalvor;
+using kalvor_test::RunOptions;
+using kalvor_test::TemporaryFolder;
+
+std::string file_of(const std::string& formula) {
+    return "{ Constant : { NameShort : \"Short\" NameLong : \"A long name\" AlgorithmShort : \"Road\" "
+           "AlgorithmLong : \"The long road\" Formula : " +
+           formula + " } }\n";
+}
+
+ProgramRun run_in_folder(const TemporaryFolder& folder, std::vector<std::string> arguments) {
+    RunOptions options;
+    options.folder = folder.path();
+    arguments.insert(arguments.begin(), {"pause:-2", "skip-warnings"});
+    return run_kalvor(arguments, options);
+}
+
+ProgramRun compute(const TemporaryFolder& folder, const std::string& word, unsigned long digits,
+                   const std::vector<std::string>& more = {}) {
+    std::vector<std::string> arguments = {"custom", word, "-dec:" + std::to_string(digits), "-o", "out"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run_in_folder(folder, arguments);
+}
+
+// The run of a file with the formula, in a folder of its own that has nothing else.
+ProgramRun run_formula(const std::string& formula, unsigned long digits = 1000,
+                       const std::vector<std::string>& more = {}) {
+    TemporaryFolder folder;
+    folder.write("f.cfg", file_of(formula));
+    return compute(folder, "custom:f", digits, more);
+}
+
+// 2 Pi / phi^2
+std::string golden_angle(unsigned base, unsigned long digits) {
+    mpz_class scale;
+    mpz_ui_pow_ui(scale.get_mpz_t(), base, digits);
+    mpfr_t x, phi;
+    mpfr_inits2(static_cast<mpfr_prec_t>(mpz_sizeinbase(scale.get_mpz_t(), 2) + 128), x, phi,
+                static_cast<mpfr_ptr>(nullptr));
+    mpfr_sqrt_ui(phi, 5, MPFR_RNDN);
+    mpfr_add_ui(phi, phi, 1, MPFR_RNDN);
+    mpfr_sqr(phi, phi, MPFR_RNDN);
+    mpfr_const_pi(x, MPFR_RNDN);
+    mpfr_mul_ui(x, x, 8, MPFR_RNDN);
+    mpfr_div(x, x, phi, MPFR_RNDN);
+    mpfr_mul_z(x, x, scale.get_mpz_t(), MPFR_RNDD);
+    mpz_class z;
+    mpfr_get_z(z.get_mpz_t(), x, MPFR_RNDD);
+    mpfr_clears(x, phi, static_cast<mpfr_ptr>(nullptr));
+    std::string text = z.get_str(static_cast<int>(base));
+    text.insert(text.size() - digits, ".");
+    return text;
+}
+
+TEST(FormulasTest, AnExampleByItsNameAlone) {
+    for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL}) {
+        TemporaryFolder folder;
+        const ProgramRun run =
+            compute(folder, "custom:Golden angle", digits, {"-hex:1", digits % 2 == 0 ? "-TD:2" : "-TD:1"});
+        ASSERT_EQ(run.exit_code, 0) << run.out << run.err;
+        EXPECT_TRUE(run.has("Custom Formulas/Golden angle.cfg\n")) << run.out;
+        EXPECT_EQ(run.value("Constant:"), "Custom Formula: Golden Angle");
+        EXPECT_EQ(run.value("Algorithm:"), "2 pi / phi^2");
+        EXPECT_FALSE(run.has("Cancellation"));
+        const std::string dec = read_file(folder / "out/Golden Angle - Dec - Pi.txt");
+        EXPECT_TRUE(dec == golden_angle(10, digits)) << dec.substr(0, 100);
+        const std::string hex = read_file(folder / "out/Golden Angle - Hex - Pi.txt");
+        ASSERT_GT(hex.size(), 2u);
+        EXPECT_TRUE(hex == golden_angle(16, hex.size() - 2));
+    }
+}
+
+// The sixth candidate, only where those before it do not exist.
+TEST(FormulasTest, TheSixthCandidate) {
+    TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "Custom Formulas");
+    folder.write("Custom Formulas/x.cfg", file_of("{Sqrt : 2}"));
+    ProgramRun run = compute(folder, "custom:x", 100, {"-od:0"});
+    EXPECT_TRUE(run.has("Opening: Custom Formulas/x.cfg\n")) << run.out;
+    EXPECT_EQ(run.exit_code, 0);
+    folder.write("Custom Formulas/x", file_of("{Sqrt : 3}"));
+    EXPECT_TRUE(compute(folder, "custom:x", 100, {"-od:0"}).has("Opening: Custom Formulas/x\n"));
+    folder.write("x.cfg", file_of("{Sqrt : 5}"));
+    EXPECT_TRUE(compute(folder, "custom:x", 100, {"-od:0"}).has("Opening: x.cfg\n"));
+    folder.write("x", file_of("{Sqrt : 7}"));
+    run = compute(folder, "custom:x", 100, {"-od:0"});
+    EXPECT_TRUE(run.has("Opening: x\n"));
+    EXPECT_TRUE(run.has("2.6457513110")) << run.out;
+}
+
+void expect_refusal(const TemporaryFolder& folder, const std::string& word, const std::string& text,
+                    const std::vector<std::string>& more = {}) {
+    const std::vector<std::string> before = folder.files();
+    const ProgramRun run = compute(folder, word, 1000, more);
+    EXPECT_EQ(run.exit_code, 1) << text;
+    EXPECT_TRUE(run.has(text)) << text << "\n" << run.out << run.err;
+    EXPECT_FALSE(run.has("Working Memory")) << text;
+    EXPECT_EQ(folder.files(), before) << text;
+}
+
+TEST(FormulasTest, RefusalsOfTheWord) {
+    TemporaryFolder folder;
+    expect_refusal(folder, "custom", "No formula file specified.");
+    expect_refusal(folder, "custom:nosuch", "File not found.");
+    folder.write("f", file_of("{Sqrt : 2}"));
+    expect_refusal(folder, "custom:f", "Invalid Algorithm: 0", {"-algorithm:0"});
+    expect_refusal(folder, "custom:f", "Invalid Algorithm: Road", {"-algorithm:Road"});
+}
+
+TEST(FormulasTest, RefusalsOfTheText) {
+    std::string deep;
+    for (int i = 0; i < 9000; i++) deep += "[";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"{\nConstant : {\n\n: 2", "Line 3: Expected identifier."},
+        {"{ Constant : {", "Unexpected end of stream."},
+        {"{ Constant : { Formula : {Sqrt : 2, } } }", "Line 0: Don't use commas to separate elements."},
+        {file_of("9223372036854775808"), "Line 0: Integer literal is too large."},
+        {file_of(deep), "Line 0: Nesting is deeper than 8256 levels."},
+        {"{ Formula : 2 }", "Invalid Key: Formula"},
+        {"{ Constant : \"e\" }", "Expected Object, got String."},
+        {"{ Constant : { NameShort : \"a:b\" NameLong : \"\" AlgorithmShort : \"\" AlgorithmLong : \"\" "
+         "Formula : 2 } }",
+         "In Function: NameShort\n\nInvalid character in name: :"},
+        {"{ Constant : { NameShort : \"\" NameLong : \"" + std::string(51, 'x') +
+             "\" AlgorithmShort : \"\" AlgorithmLong : \"\" Formula : 2 } }",
+         "In Function: NameLong\n\nString cannot be longer than 50 characters."},
+        {"{ Constant : { NameShort : \"\" NameLong : \"\" AlgorithmShort : \"\x7f\" AlgorithmLong : \"\" "
+         "Formula : 2 } }",
+         "In Function: AlgorithmShort\n\nASCII 127 is not allowed in name."},
+        {"{ Constant : { NameShort : \"\" NameLong : \"\" AlgorithmShort : \"\" AlgorithmLong : \"\t\" "
+         "Formula : 2 } }",
+         "In Function: AlgorithmLong\n\nControl characters are not allowed in name."},
+        {file_of("{}"), "In Function: load_function()\n\nNumber of items must be 1."},
+        {file_of("{Sqrt : 2 Pi : {}}"), "In Function: load_function()\n\nNumber of items must be 1."},
+        {file_of("{Foo : 2}"), "Unknown function: Foo"},
+        {file_of("{Sqrt : []}"), "Expected Object, got Array."},
+        {file_of("{Sqrt : 16}"), "In Function: Sqrt(x)\n\nArgument is a perfect square: 16"},
+        {file_of("{Divide : [2 8]}"), "In Function: Divide()\n\nUse Shift() to divide by a power-of-two."},
+        {file_of("{ArcSinlemn : {x : 4 y : 5}}"), "Convergence is too slow: N / D < 0.75"},
+        {file_of("{InvNthRoot : [4294967297 2]}"), "LimitExceededException"},
+    };
+    for (const auto& [text, refusal] : cases) {
+        TemporaryFolder folder;
+        folder.write("f.cfg", text);
+        expect_refusal(folder, "custom:f", refusal);
+        EXPECT_TRUE(compute(folder, "custom:f", 1000).has("Opening: f.cfg\n"));
+    }
+}
+
+// Found while it is computed: nothing is left in the folder.
+TEST(FormulasTest, RefusalsOfARun) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"{Divide : [1 {Shift : [0 1]}]}", "Divide by zero."},
+        {"{Sqrt : {Shift : [-2 1]}}", "Square root of negative number."},
+        {"{InvNthRoot : [3 -2]}", "Nth root of negative number."},
+        {"{AGM : -2}", "AGM of negative number."},
+        {"{AGM : [-2 3]}", "One of the inputs is negative."},
+        {"{LinearCombination : [[1 3] [-1 3]]}", "Number is zero and out of range."},
+        {"{Shift : [{Pi : {}} 64]}", "Number is out of range."},
+    };
+    for (const auto& [formula, refusal] : cases) {
+        TemporaryFolder folder;
+        folder.write("f.cfg", file_of(formula));
+        const ProgramRun run = compute(folder, "custom:f", 1000);
+        EXPECT_EQ(run.exit_code, 1) << formula;
+        EXPECT_TRUE(run.has(refusal)) << formula << "\n" << run.out << run.err;
+        EXPECT_EQ(folder.files(), std::vector<std::string>{"f.cfg"}) << formula;
+    }
+}
+
+TEST(FormulasTest, ValuesAtTheEndsOfTheRange) {
+    const std::string minus = "{LinearCombination : [[-1 {Pi : {}}]]}";
+    ProgramRun run = run_formula(minus);
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_TRUE(run.has("Kalvor's digit output cannot handle negative numbers.")) << run.out;
+    EXPECT_TRUE(run.has("3.1415926535 8979323846")) << run.out;
+    // Zeros, however small the value.
+    for (const char* bits : {"1000", "4000", "100000", "10000000000", "9223372036854775807"}) {
+        run = run_formula(std::string("{Shift : [{Pi : {}} -") + bits + "]}");
+        EXPECT_EQ(run.exit_code, 0) << bits << run.out << run.err;
+        EXPECT_TRUE(run.has("0.0000000000 0000000000")) << bits << run.out;
+        EXPECT_FALSE(run.has("Cancellation")) << bits;
+    }
+    EXPECT_TRUE(run_formula("{Shift : [{Pi : {}} -1000]}", 310).has("2931934127"));
+    EXPECT_EQ(run_formula("{Shift : [{Pi : {}} 62]}").exit_code, 0);
+}
+
+TEST(FormulasTest, LostDigitsAreTold) {
+    // (Pi + 2^-1000 - Pi) 2^1001 = 2
+    const ProgramRun run = run_formula(
+        "{Shift : [{LinearCombination : [[1 {LinearCombination : [[1 {Pi : {}}] [1 {Shift : [1 -1000]}]]}]"
+        " [-1 {Pi : {Algorithm : \"ramanujan\"}}]]} 1001]}");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_TRUE(run.has("Warning: Cancellation in the formula: only the first ")) << run.out;
+    EXPECT_TRUE(run.has(" decimal digits are certain.")) << run.out;
+}
+
+TEST(FormulasTest, WarningsOfTheBuilder) {
+    EXPECT_TRUE(run_formula("{Scope : {Locals : {x : {Pi : {}}} Formula : \"x\"}}")
+                    .has("There is a new syntax for \"Scope\". Please switch to the new one."));
+    std::string terms, chain = "3 ";
+    for (int i = 0; i < 1025; i++) terms += "[1 {Sqrt : 2}]";
+    ProgramRun run = run_formula("{LinearCombination : [" + terms + "]}");
+    EXPECT_TRUE(run.has("Really?!?! You're gonna make me sum up 1025 elements?"));
+    // 1025 sqrt(2)
+    EXPECT_TRUE(run.has("1449.5689014324")) << run.out;
+    for (int i = 0; i < 1999; i++) chain = "{Shift : [" + chain + " " + (i % 2 == 0 ? "1" : "-1") + "]}";
+    run = run_formula("{Sqrt : " + chain + "}");
+    EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
+    EXPECT_TRUE(run.has("Function depth has reached 256, possible risk of stack overflow.\n"));
+    EXPECT_TRUE(run.has("Function depth has reached 1,792, possible") ||
+                run.has("Function depth has reached 1792, possible"));
+    EXPECT_TRUE(run.has("2.4494897427")) << run.out;
+}
+
+TEST(FormulasTest, SettingsRunAFormula) {
+    TemporaryFolder folder;
+    folder.write(
+        "s.cfg",
+        "{ Action : \"CustomCompute\" CustomCompute : { Constant : " + file_of("{Sqrt : 2}") +
+            " ComputeSize : { DecimalDigits : 1000 EnableHexDigits : \"false\" }"
+            " Output : { Path : \"digits\" OutputEnable : \"true\" DigitsPerFile : 0 }"
+            " OutputVerify : \"true\" Mode : \"ram\""
+            " Parallelism : { TaskDecomposition : 1 Framework : \"none\" }"
+            " Allocator : { Allocator : \"mmap\" LargePages : \"disabled\" LockedPages : \"disabled\" } } }");
+    const ProgramRun run = run_in_folder(folder, {"config", "s"});
+    EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
+    EXPECT_EQ(run.value("Constant:"), "Custom Formula: A long name");
+    EXPECT_EQ(read_file(folder / "digits/Short - Dec - Road.txt").substr(0, 12), "1.4142135623");
+}
+
+}  // namespace
