@@ -36,6 +36,8 @@ double NormalFloatSession::expected_seconds() const {
 void NormalFloatSession::report_warnings() {
     if (framework_) framework_->warnings().report(status_);
     monitor_.warnings.report(status_);
+    for (const std::string& operation : monitor_.corrections.news())
+        log("Computation error detected and corrected: " + operation);
 }
 
 void NormalFloatSession::end_phase() {

@@ -114,12 +114,19 @@ bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n
 }
 
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
-                             const std::string& operation) {
+                             const std::string& operation, const std::string& found) {
     parallel.warn({{"Computation error detected and corrected.", ' ', true}, {"Operation: " + operation}});
     if (parallel.run == nullptr) return;
+    parallel.run->corrections.add(found.empty() ? operation : operation + " (" + found + ")");
     if (parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
-    throw AlgorithmFailedException(function,
-                                   "Three computation errors in one run: this machine cannot be trusted.");
+    // Where this ends the process nobody reports the warnings.
+    std::string message = "Three computation errors in one run: this machine cannot be trusted.";
+    for (const std::string& corrected : parallel.run->corrections.all()) message += "\n    " + corrected;
+    throw AlgorithmFailedException(function, message);
+}
+
+bool may_correct(const ParallelContext& parallel) {
+    return parallel.run == nullptr || parallel.run->checks.corrected.load() < kMaxCorrected;
 }
 
 void product_was_corrected(const CheckedProduct& product) {

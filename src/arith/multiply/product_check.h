@@ -70,9 +70,12 @@ class OperandDamaged final : public ConvolutionFailedException {
                                     u64 found);
 // An operation that was wrong came out right when it was done again: a warning of the run. The one that makes
 // kMaxCorrected of them ends the run.
+// `found`: what was wrong with it, for the event log.
 inline constexpr u64 kMaxCorrected = 3;
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
-                             const std::string& operation);
+                             const std::string& operation, const std::string& found = "");
+// Whether the run has not met so many errors yet that nothing is done again.
+bool may_correct(const ParallelContext& parallel);
 // The words of an operand against the residue that they carry (goldilocks::kNone: nothing is compared) and
 // its value as just formed. True: the words fit but were misread, so what was formed must be formed again.
 // Words that do not fit are refused.

@@ -21,6 +21,7 @@
 #include "constants/bsr/mend.h"
 #include "constants/bsr/verify_bsr.h"
 #include "platform/parallel/basic_parallelizer.h"
+#include "platform/parallel/fork_join_catching.h"
 
 namespace kalvor::BinarySplitting {
 
@@ -162,7 +163,7 @@ class BlockRun {
         ExactRange<F> right = carve_range<ExactFloat>(memory, plan_.capacities(m, b));
         const auto halves = [&](Work counted) {
             const MemoryHalves half(memory);
-            fork_join(
+            fork_join_catching(
                 context.parallel,
                 [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), counted, a, m, left); },
                 [&] {
@@ -259,7 +260,7 @@ class BlockRun {
                 return;
             }
             const MemoryHalves half(inner.scratch);
-            fork_join(
+            fork_join_catching(
                 context.parallel,
                 [&] {
                     SilentStatus silent(to.work());

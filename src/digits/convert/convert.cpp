@@ -12,6 +12,7 @@
 #include "digits/convert/direct_convert.h"
 #include "digits/convert/overlap.h"
 #include "digits/convert/remainder.h"
+#include "platform/parallel/fork_join_catching.h"
 
 namespace kalvor::CBRv2 {
 
@@ -84,7 +85,7 @@ Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, St
     const u64 tds = context.parallel.tds;
     const MultiplyContext low = context.with_scratch(memory.first).with_tds((tds + 1) / 2);
     const MultiplyContext high = context.with_scratch(memory.second).with_tds(tds / 2);
-    fork_join(
+    fork_join_catching(
         context.parallel,
         [&] {
             SilentStatus silent(status.work());

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <thread>
 
 #include "base/errors/exceptions.h"
 #include "base/hash/sha256.h"
@@ -377,6 +379,30 @@ TEST_F(FloatWriterTest, AConversionThatFailsIsDoneAgain) {
         } else {
             EXPECT_THROW(run.writer.convert(options), AlgorithmFailedException);
         }
+    }
+}
+
+// Whichever thread it is met on. A conversion has two tasks from this size on.
+TEST_F(FloatWriterTest, AConversionThatFailsOnAnyThreadIsDoneAgain) {
+    class WrongOverlap final : public CBRv2::ConvertObserver {
+      public:
+        void ranges_meet(Word& first, Word&) override {
+            const bool here = std::this_thread::get_id() == caller;
+            if (here == on_caller && !done.exchange(true)) first ^= 1 << 20;
+        }
+        const std::thread::id caller = std::this_thread::get_id();
+        bool on_caller = true;
+        std::atomic<bool> done{false};
+    };
+    CaptureConsole console;
+    for (const bool on_caller : {true, false}) {
+        Writing run(200000, 200000, 0, true, 2);
+        WrongOverlap wrong;
+        wrong.on_caller = on_caller;
+        run.writer.convert({.correction = false, .observer = &wrong});
+        run.writer.verify();
+        EXPECT_TRUE(wrong.done) << on_caller;
+        EXPECT_EQ(run.monitored.corrected(), 1u) << on_caller;
     }
 }
 
