@@ -32,7 +32,8 @@ constexpr u64 bytes(u32 period) {
     return 2 * round_up_64((5 + period) * sizeof(Word));
 }
 void write(void* place, const OperandResidue& r);
-// A damaged copy is written anew from the other one, and healed is set. Two damaged ones: not is_whole().
+// A damaged copy is written anew from the other one, and healed is set; of several threads that do so at the
+// same time, for one. Two damaged ones: not is_whole().
 OperandResidue read(const void* place, u32 period, bool& healed);
 }  // namespace operand_label
 
