@@ -54,7 +54,12 @@ template <std::size_t K>
 void leave_waiting(const ParallelContext& parallel, std::array<BigFloat, K>& numbers, const char* stage) {
     for (BigFloat& A : numbers) {
         if (A.L == 0) continue;
-        if (A.residue == goldilocks::kNone) A.seal(parallel);
+        if (A.residue == goldilocks::kNone) {
+#ifdef KALVOR_CHECK_NUMBERS
+            throw AlgorithmFailedException("leave_waiting()", "A number carries no residue.");
+#endif
+            A.seal(parallel);
+        }
         parallel.stage(stage, A.T, A.L * sizeof(Word));
     }
 }

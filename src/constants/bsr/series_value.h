@@ -76,9 +76,8 @@ class SeriesEvaluator final : public Evaluator {
 
     const Needs& needs() const override { return needs_; }
     SeriesBlocks series_blocks() const override {
-        SeriesBlocks blocks{sum_.blocks(), 0};
-        for (std::size_t i = 0; i < sum_.blocks(); i++) blocks.checked += sum_.block(i).exact() ? 1 : 0;
-        return blocks;
+        // Exact or not, the results of a block are compared with their residues.
+        return {sum_.blocks(), sum_.blocks()};
     }
     // The phases "series" and "division".
     std::vector<WorkPhase> work() const override {

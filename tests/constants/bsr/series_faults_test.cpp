@@ -217,7 +217,7 @@ TEST_P(SeriesFaultsTest, BlocksAndTheSumThatWaits) {
     std::mt19937_64 random(13);
     for (const u64 precision : {60, 519, 15000}) {
         const auto shared = std::make_shared<const PiLikeSeries>(true, precision);
-        for (const char* name : {"block", "sum"}) {
+        for (const char* name : {"block", "fold", "sum"}) {
             Flips none(name, {}, 0);
             const Outcome right = run_series(shared, tds(), none);
             ASSERT_EQ(right.numbers.size(), 1u);
