@@ -20,10 +20,8 @@ void DigitStage::convert() {
 
 DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) {
     DigitResults results;
-    if (request.verify) {
-        writer_.verify();
-        report_warnings();
-    }
+    writer_.verify();
+    report_warnings();
     // Before anything has its name.
     const SpotCheck check = check_known_digits(request);
     if (check.position < 0) {

@@ -79,7 +79,7 @@ void NormalFloatSession::begin_record() {
 
 void NormalFloatSession::finish_checks() {
     add_checks(record_.checks);
-    record_.checks.conversion = settings_.output_verify;
+    record_.checks.conversion = true;
     record_.checks.files = settings_.output_verify && settings_.output_enable;
     record_.checks.products = monitor_.checks.products;
     record_.checks.numbers = monitor_.checks.numbers;

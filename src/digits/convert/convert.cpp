@@ -62,7 +62,7 @@ RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, R
     context.parallel.poll();
     const ReadyTableB::Entry& entry = table_[l];
     const RadixFraction r = RemainderFloatB::set_inverse_fmul(
-        context, level, {entry.words, entry.n, *entry.transform, entry.data}, f, words, g);
+        context, level, {entry.words, entry.n, *entry.transform, entry.data, entry.carried}, f, words, g);
     if (observer_ != nullptr && r.stored > 0) {
         observer_->product_done(l, g + (r.words - g), r.stored);
     }
@@ -170,7 +170,7 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     void* const work = scratch.spawn(transform.data_bytes()).get();
     void* const space = scratch.spawn(transform.scratch_bytes()).get();
     Word* const product = carve_words(scratch, level.held.product_words);
-    transform.forward(context.parallel, power, entry.words, entry.n, space);
+    transform.forward(context.parallel, power, entry.words, entry.n, space, entry.carried, true);
 
     std::fill_n(g, q, Word(0));
     const u64 block = level.held.product_words - entry.n;
