@@ -19,6 +19,7 @@ class MonitoredRun {
         return parallel;
     }
     Warnings& warnings() { return monitor_.warnings; }
+    u64 corrected() const { return monitor_.checks.corrected; }
     void show() {
         LinearConsoleNode status(79, 1.0);
         monitor_.warnings.report(status);

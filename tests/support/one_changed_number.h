@@ -8,14 +8,16 @@
 
 namespace kalvor_test {
 
-// Changes a bit of the number that is taken up n-th. Without n it only counts.
+// Changes a bit of the number that is taken up n-th, or of what another stage ends with. Without n it only
+// counts.
 class OneChangedNumber final : public trel::ComputationStages {
   public:
     static constexpr trel::u64 kNever = ~trel::u64(0);
-    explicit OneChangedNumber(trel::u64 n = kNever, trel::u64 place = 0) : n_(n), place_(place) {}
+    explicit OneChangedNumber(trel::u64 n = kNever, trel::u64 place = 0, const char* stage = "number")
+        : n_(n), place_(place), stage_(stage) {}
 
     void at(const char* stage, void* memory, trel::u64 bytes) override {
-        if (std::strcmp(stage, "number") != 0 || bytes == 0) return;
+        if (std::strcmp(stage, stage_) != 0 || bytes == 0) return;
         if (count++ != n_) return;
         const trel::u64 bit = place_ % (8 * bytes);
         static_cast<trel::u8*>(memory)[bit / 8] ^= static_cast<trel::u8>(1u << bit % 8);
@@ -24,6 +26,7 @@ class OneChangedNumber final : public trel::ComputationStages {
 
   private:
     trel::u64 n_, place_;
+    const char* stage_;
 };
 
 }  // namespace kalvor_test

@@ -19,10 +19,8 @@ void DigitStage::convert() {
 
 DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) {
     DigitResults results;
-    if (request.verify) {
-        writer_.verify();
-        report_warnings();
-    }
+    writer_.verify();
+    report_warnings();
     // Before anything has its name.
     results.spot_check = check_known_digits(request);
     if (request.bbp_digits != 0) results.bbp_check = check_last_digits(request);

@@ -17,8 +17,8 @@ namespace kalvor {
 struct DigitRequest {
     bool hexadecimal = false;  // besides decimal
     bool to_files = true;      // otherwise the statistics alone
-    bool verify = true;
-    std::string name;  // of the table of known digits
+    bool verify = true;        // files are read back
+    std::string name;          // of the table of known digits
     // Where the folders of such tables are, with its final separator; none: the program's own folder.
     std::optional<std::string> reference_folder;
     const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();

@@ -48,6 +48,8 @@ double NormalFloatSession::expected_seconds() const {
 void NormalFloatSession::report_warnings() {
     if (framework_) framework_->warnings().report(status_);
     monitor_.warnings.report(status_);
+    for (const std::string& operation : monitor_.corrections.news())
+        log("Computation error detected and corrected: " + operation);
 }
 
 void NormalFloatSession::end_phase() {
@@ -128,7 +130,7 @@ void NormalFloatSession::finish_checks(const DigitResults& digits) {
         }
     }
     const bool written = settings_.output_enable && !output_->written().empty();
-    record_.checks.conversion = settings_.output_verify;
+    record_.checks.conversion = true;
     record_.checks.files = settings_.output_verify && written;
     record_.checks.products = monitor_.checks.products;
     record_.checks.numbers = monitor_.checks.numbers;

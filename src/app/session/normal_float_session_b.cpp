@@ -7,6 +7,7 @@
 #include "app/session/run_work.h"
 #include "arith/multiply/transform_tables.h"
 #include "base/console/format.h"
+#include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "platform/memory/allocate_heap.h"
 
@@ -94,9 +95,13 @@ void NormalFloatSessionB::compute() {
     BigFloat& value = *memory_->value;
     const ErrorBound error =
         plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), value);
-    // From here on every use of it begins with a comparison.
-    value.verify(parallel(), "value");
-    if (value.residue == trel::goldilocks::kNone) value.seal(parallel());
+    // Every use of it begins with a comparison.
+    if (value.residue == trel::goldilocks::kNone) {
+#ifdef KALVOR_CHECK_NUMBERS
+        throw AlgorithmFailedException("NormalFloatSessionB::compute()", "The value carries no residue.");
+#endif
+        value.seal(parallel());
+    }
     warn_of_lost_digits(error, settings().size.decimal_digits, status());
 }
 

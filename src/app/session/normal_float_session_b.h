@@ -11,7 +11,7 @@ namespace kalvor {
 
 // Plans everything when it is made, so that a size which no algorithm reaches is refused
 // (LimitExceededException) before anything is allocated.
-class NormalFloatSessionB final : public NormalFloatSession {
+class NormalFloatSessionB : public NormalFloatSession {
   public:
     // What NormalFloatSession says of its parameters holds.
     NormalFloatSessionB(ComputeSettings settings, const AuthorizationToken& token, Status& status,

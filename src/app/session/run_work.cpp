@@ -39,7 +39,7 @@ std::vector<WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& sett
     }
     const u64 radix_words = plan.writer.conversion.n;
     parallel("conversion", CBRv2::range_work(radix_words) + CBRv2::table_work(radix_words));
-    if (settings.output_verify) parallel("verification", CBRv2::verify_work(radix_words));
+    parallel("verification", CBRv2::verify_work(radix_words));
     const auto output = [&](u64 n) {
         const double digits = static_cast<double>(n);
         phases.push_back({"writing", digits * kWriteSeconds, digits});

@@ -44,15 +44,24 @@ u64 magnitude_residue(const ParallelContext& parallel, const BigFloat& A, i64 bo
     return A.sign ? r : carried::neg(r);
 }
 
+// A zero that carries the residue of another number has lost its words.
+bool is_zero(const BigFloat& A, const char* operation) {
+    if (A.L != 0) return false;
+    if (carried::known(A.residue) && A.residue != 0)
+        number_is_damaged(operation, "a number without words", 0, A.residue, 0);
+    return true;
+}
+
 // T = A + B or A - B, given B's sign as it enters the sum.
 void add_signed(BigFloat& T, u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B,
                 bool sign_B) {
-    if (A.L == 0) {
+    constexpr const char* function = "BigFloat::add_signed()";
+    if (is_zero(A, function)) {
         T.set_BigFloat(p, parallel, B);
         if (T.L != 0) T.set_sign(sign_B);
         return;
     }
-    if (B.L == 0) {
+    if (is_zero(B, function)) {
         T.set_BigFloat(p, parallel, A);
         return;
     }
@@ -62,6 +71,12 @@ void add_signed(BigFloat& T, u64 p, const ParallelContext& parallel, const BigFl
     }
     const int order = cmp_magnitude(A, B);
     if (order == 0) {
+        // Equal words with residues that are not.
+        const u64 entering = sign_B == B.sign ? B.residue : carried::neg(B.residue);
+        const u64 rest = carried::add(A.residue, entering);
+        if (carried::known(rest) && rest != 0) {
+            number_is_damaged(function, "one of two equal numbers", A.L, A.residue, carried::neg(entering));
+        }
         T.clear();
     } else if (order > 0) {
         T.set_usub(p, parallel, A, B);
@@ -190,7 +205,7 @@ void BigFloat::verify(const ParallelContext& parallel, const char* name) const {
 
 void BigFloat::set_BigFloat(u64 p, const ParallelContext& parallel, const BigFloat& A) {
     constexpr const char* function = "BigFloat::set_BigFloat()";
-    if (A.L == 0) return clear();
+    if (is_zero(A, function)) return clear();
     take_up(parallel, function, A);
     const BigFloat source = A.kept(parallel, p + 2);
     start_result(*this, source.L, function);
@@ -326,9 +341,9 @@ void BigFloat::add_ip(Word w, i64 e) {
 }
 
 void BigFloat::mul_uW(const ParallelContext& parallel, Word w) {
-    if (L == 0 || w == 1) return;
-    if (w == 0) return clear();
     constexpr const char* function = "BigFloat::mul_uW()";
+    if (is_zero(*this, function) || w == 1) return;
+    if (w == 0) return clear();
     take_up(parallel, function, *this);
     check_capacity(*this, offset_in_buffer(*this), L + 1, function);
     const Word top = bp_mul_uW(T, T, L, w, 0, parallel);
@@ -338,8 +353,8 @@ void BigFloat::mul_uW(const ParallelContext& parallel, Word w) {
 }
 
 void BigFloat::set_mul_uW(u64 p, const ParallelContext& parallel, const BigFloat& A, Word w) {
-    if (A.L == 0 || w == 0) return clear();
     constexpr const char* function = "BigFloat::set_mul_uW()";
+    if (is_zero(A, function) || w == 0) return clear();
     take_up(parallel, function, A);
     const BigFloat source = A.kept(parallel, p + 1);
     start_result(*this, p + 2, function);
@@ -355,7 +370,7 @@ void BigFloat::set_mul_uW(u64 p, const ParallelContext& parallel, const BigFloat
 void BigFloat::set_div_sW(u64 p, const ParallelContext& parallel, const BigFloat& A, i64 w) {
     if (w == 0) throw ArithmeticException("BigFloat::set_div_sW()", "Divide by zero.");
     if (w == 1) return set_BigFloat(p, parallel, A);
-    if (A.L == 0) return clear();
+    if (is_zero(A, "BigFloat::set_div_sW()")) return clear();
     // The name is the addition's on purpose: both report the same shortage with the same text.
     start_result(*this, p + 2, "BigFloat::set_uadd()");
     take_up(parallel, "BigFloat::set_div_sW()", A);
@@ -380,8 +395,8 @@ void BigFloat::set_div_sW(u64 p, const ParallelContext& parallel, const BigFloat
 }
 
 void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B) {
-    if (A.L == 0 || B.L == 0) return clear();
     constexpr const char* function = "BigFloat::set_mul()";
+    if (is_zero(A, function) || is_zero(B, function)) return clear();
     const ProductOperands o = product_operands(context.parallel, function, p, A, B);
     start_result(*this, o.kept, function);
     const u64 shorter = std::min(o.A.L, o.B.L);
@@ -401,8 +416,8 @@ void BigFloat::set_mul(u64 p, const MultiplyContext& context, const BigFloat& A,
 }
 
 void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A) {
-    if (A.L == 0) return clear();
     constexpr const char* function = "BigFloat::set_sqr()";
+    if (is_zero(A, function)) return clear();
     const ProductOperands o = product_operands(context.parallel, function, p, A, A);
     start_result(*this, o.kept, function);
     u64 found = carried::kNone;

@@ -52,9 +52,19 @@ void BigFloatTransformR::forward(const MultiplyContext& context, const BigFloat&
     if (A.L == 0) return place(BigFloat());
     const BigFloat cut = operand(context.parallel, A, p);
     AlignedBufferC memory = context.scratch;
-    transform_.forward(context.parallel, data_, cut.T, cut.L, memory.spawn(transform_.scratch_bytes()).get(),
-                       words_residue(cut));
+    hold(context.parallel, cut, memory.spawn(transform_.scratch_bytes()).get());
     place(cut);
+}
+
+void BigFloatTransformR::hold(const ParallelContext& parallel, const BigFloat& cut, void* scratch) {
+    transform_.forward(parallel, data_, cut.T, cut.L, scratch, words_residue(cut), words_stay_);
+    source_ = words_stay_ ? cut.T : nullptr;
+}
+
+void BigFloatTransformR::expect(const BigFloat& T, u64 n) {
+    if (source_ == nullptr || !bp_overlap(T.buffer, n, source_, L_)) return;
+    transform_.forget_words(data_);
+    source_ = nullptr;
 }
 
 BigFloatTransformR::Window BigFloatTransformR::params(i64 ie, i64 te, i64 e0, u64 n) const {
@@ -183,6 +193,7 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFl
     const BigFloat b = operand(context.parallel, B, p);
     const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
     if (window.empty) return T.clear();
+    expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
     if (overlap(T, window.m, b)) {
         transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
@@ -202,6 +213,7 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& context, BigFloat& T, 
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
+    expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
     inverse(context, T, window, true, memory.data, data_, data_, memory.scratch,
             "BigFloatTransformR::sqr_rx_xf()");
@@ -219,6 +231,7 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     if (L_ == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
     const Window window{false, ie, static_cast<u64>(te - ie), static_cast<u64>(ie - e0),
                         static_cast<u64>(te - e0)};
+    expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
     inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
     const ParallelContext& parallel = context.parallel;
@@ -248,6 +261,8 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& 
     if (L_ == 0 || other.L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, exp_ + other.exp_, L_ + other.L_);
     if (window.empty) return T.clear();
+    expect(T, window.m);
+    other.expect(T, window.m);
     AlignedBufferC memory = context.scratch;
     inverse(context, T, window, sign_ == other.sign_, data_, data_, other.data_,
             memory.spawn(transform_.scratch_bytes()).get(), function);
@@ -260,6 +275,7 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& context, BigFloat& 
     if (L_ == 0) return T.clear();
     const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
     if (window.empty) return T.clear();
+    expect(T, window.m);
     AlignedBufferC memory = context.scratch;
     inverse(context, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
             function);

@@ -25,7 +25,9 @@ class BigFloatTransformR {
 
     // data: transform.data_bytes() bytes that will hold the forward transform. nullptr serves sqr_r_x and
     // mul_rr_xx with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
-    BigFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
+    // words: of the number whose transform is held. They may be overwritten by a product all the same.
+    BigFloatTransformR(const Transform& transform, void* data, HeldWords words = HeldWords::change)
+        : transform_(transform), data_(data), words_stay_(words == HeldWords::stay) {}
 
     // Holds A's transform (its top min(L, p + 2) words). Throws TransformTooSmallException.
     void forward(const MultiplyContext& context, const BigFloat& A, u64 p);
@@ -95,8 +97,14 @@ class BigFloatTransformR {
     void inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign, void* work,
                  const void* X, const void* Y, void* scratch, const char* function) const;
 
+    void hold(const ParallelContext& parallel, const BigFloat& cut, void* scratch);
+    // Before a product is written to n words of T.
+    void expect(const BigFloat& T, u64 n);
+
     const Transform& transform_;
     void* data_;
+    bool words_stay_;
+    const Word* source_ = nullptr;  // the words that stay
     bool held_ = false;
     i64 exp_ = 0;
     u64 L_ = 0;

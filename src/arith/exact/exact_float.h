@@ -101,7 +101,9 @@ class ExactFloatTransformR {
   public:
     // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object. nullptr serves mul_rr_xx
     // with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
-    ExactFloatTransformR(const Transform& transform, void* data) : transform_(transform), data_(data) {}
+    // words: of the number whose transform is held. They may be overwritten by a product all the same.
+    ExactFloatTransformR(const Transform& transform, void* data, HeldWords words = HeldWords::change)
+        : transform_(transform), data_(data), words_stay_(words == HeldWords::stay) {}
 
     // Holds A's transform. context.scratch: the transform's scratch.
     void forward(const MultiplyContext& context, const ExactFloat& A);
@@ -148,8 +150,14 @@ class ExactFloatTransformR {
     void mul_rf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, i64 floor,
                 const char* function);
 
+    void hold(const MultiplyContext& context, const ExactFloat& A, void* scratch);
+    // Before a product is written to T.
+    void expect(const ExactFloat& T);
+
     const Transform& transform_;
     void* data_;
+    bool words_stay_;
+    const Word* source_ = nullptr;  // the words that stay
     bool held_ = false;
     Operand A_;
 };

@@ -47,9 +47,20 @@ void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T
 void ExactFloatTransformR::forward(const MultiplyContext& context, const ExactFloat& A) {
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    transform_.forward(context.parallel, data_, A.T, A.L, scratch, A.words_residue());
-    A_ = operand(A);
+    hold(context, A, scratch);
     held_ = true;
+}
+
+void ExactFloatTransformR::hold(const MultiplyContext& context, const ExactFloat& A, void* scratch) {
+    transform_.forward(context.parallel, data_, A.T, A.L, scratch, A.words_residue(), words_stay_);
+    source_ = words_stay_ ? A.T : nullptr;
+    A_ = operand(A);
+}
+
+void ExactFloatTransformR::expect(const ExactFloat& T) {
+    if (source_ == nullptr || !bp_overlap(T.T, T.L, source_, A_.L)) return;
+    transform_.forget_words(data_);
+    source_ = nullptr;
 }
 
 void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
@@ -79,8 +90,8 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     if (zero) return forward(context, a);
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
-    transform_.forward(parallel, data_, a.T, a.L, scratch, a.words_residue());
-    A_ = operand(a);
+    hold(context, a, scratch);
+    expect(T);
     held_ = keep;
     if (square)
         return inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
@@ -97,6 +108,7 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T,
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const ExactFloat a = A;
     if (prepare(T, operand(a), A_, floor, function)) return;
+    expect(T);
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
     if (!overlap(T, a)) {
         transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch,
@@ -143,6 +155,9 @@ void ExactFloatTransformR::inverse_fmul(const MultiplyContext& context, ExactFlo
         throw InvalidParametersException(function, "Mismatching Transform Parameters");
     }
     if (prepare(T, A_, other.A_, kNoFloor, function)) return;
+    expect(T);
+    if (other.source_ != nullptr && bp_overlap(T.T, T.L, other.source_, other.A_.L))
+        transform_.forget_words(other.data_);
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
     inverse(context, T, A_, other.A_, data_, data_, other.data_, scratch);
@@ -153,6 +168,7 @@ void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& context, ExactFlo
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     held_ = false;
     if (prepare(T, A_, A_, kNoFloor, function)) return;
+    expect(T);
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
     inverse(context, T, A_, A_, data_, data_, data_, scratch);

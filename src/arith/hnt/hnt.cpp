@@ -216,9 +216,7 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
     parallel_for(parallel, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;
         Word* const product = reinterpret_cast<Word*>(memory);
-        // The check of the whole product covers those of its elements.
-        ParallelContext inner = parallel.with_tds(1);
-        inner.inner_unchecked = true;
+        const ParallelContext inner = parallel.with_tds(1);
         for (u64 i = elements * task / n_tasks; i < elements * (task + 1) / n_tasks; i++) {
             const Word *a = x + i * stride(), *b = y + i * stride();
             Word* const to = r + i * stride();
@@ -234,11 +232,12 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
                 rounded_right.store(false, std::memory_order_relaxed);
                 return;
             } else if (a == b) {
-                holder->square_plain(inner, product, 0, 2 * n_, a, n_,
-                                     memory + round_up_64(2 * n_ * sizeof(Word)));
-            } else {
-                holder->multiply_plain(inner, product, 0, 2 * n_, a, n_, b, n_,
+                // The check of the whole product covers those of its elements.
+                holder->square_element(inner, product, 2 * n_, a, n_,
                                        memory + round_up_64(2 * n_ * sizeof(Word)));
+            } else {
+                holder->multiply_element(inner, product, 2 * n_, a, n_, b, n_,
+                                         memory + round_up_64(2 * n_ * sizeof(Word)));
             }
             fermat::reduce(to, product, n_);
         }

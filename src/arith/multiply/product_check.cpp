@@ -1,6 +1,7 @@
 #include "arith/multiply/product_check.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 #include <iomanip>
@@ -47,13 +48,14 @@ void operand_label::write(void* place, const OperandResidue& r) {
 }
 
 OperandResidue operand_label::read(const void* place, u32 period, bool& healed) {
-    const u64 n = (kFirstOfRing + period) * sizeof(Word);
-    u8* const copies[2] = {static_cast<u8*>(const_cast<void*>(place)),
-                           static_cast<u8*>(const_cast<void*>(place)) + bytes(period) / 2};
+    const u64 n = kFirstOfRing + period;
+    Word* const copies[2] = {static_cast<Word*>(const_cast<void*>(place)),
+                             static_cast<Word*>(const_cast<void*>(place)) + bytes(period) / 2 / sizeof(Word)};
     OperandResidue all[2];
+    Word labels[2][kFirstOfRing + RingResidue::kMaxWords];
     for (u32 k = 0; k < 2; k++) {
-        Word label[kFirstOfRing + RingResidue::kMaxWords];
-        std::memcpy(label, copies[k], n);
+        Word* const label = labels[k];
+        for (u64 i = 0; i < n; i++) label[i] = std::atomic_ref(copies[k][i]).load(std::memory_order_relaxed);
         all[k].seal = label[0];
         all[k].length = label[1] & ~kFormed;
         all[k].formed = (label[1] & kFormed) != 0;
@@ -63,10 +65,21 @@ OperandResidue operand_label::read(const void* place, u32 period, bool& healed) 
         all[k].ring = RingResidue(period);
         std::copy_n(label + kFirstOfRing, period, all[k].ring.w);
     }
-    const bool whole[2] = {all[0].is_whole(), all[1].is_whole()};
-    healed = whole[0] != whole[1];
-    const u32 good = whole[0] ? 0 : 1;
-    if (healed) std::memcpy(copies[1 - good], copies[good], n);
+    healed = false;
+    const bool whole = all[0].is_whole();
+    if (whole && std::equal(labels[0], labels[0] + n, labels[1])) return all[0];
+    if (!whole && !all[1].is_whole()) return all[0];
+    // Other threads may see the same damage. The one that changes the first word counts it.
+    const u32 good = whole ? 0 : 1;
+    bool first = true;
+    for (u64 i = 0; i < n; i++) {
+        Word damaged = labels[1 - good][i];
+        const Word right = labels[good][i];
+        if (damaged == right) continue;
+        const bool changed = std::atomic_ref(copies[1 - good][i]).compare_exchange_strong(damaged, right);
+        if (first) healed = changed;
+        first = false;
+    }
     return all[good];
 }
 
@@ -114,12 +127,19 @@ bool operand_was_misread(const CheckedProduct& product, const Word* words, u64 n
 }
 
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
-                             const std::string& operation) {
+                             const std::string& operation, const std::string& found) {
     parallel.warn({{"Computation error detected and corrected.", ' ', true}, {"Operation: " + operation}});
     if (parallel.run == nullptr) return;
+    parallel.run->corrections.add(found.empty() ? operation : operation + " (" + found + ")");
     if (parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
-    throw AlgorithmFailedException(function,
-                                   "Three computation errors in one run: this machine cannot be trusted.");
+    // Where this ends the process nobody reports the warnings.
+    std::string message = "Three computation errors in one run: this machine cannot be trusted.";
+    for (const std::string& corrected : parallel.run->corrections.all()) message += "\n    " + corrected;
+    throw AlgorithmFailedException(function, message);
+}
+
+bool may_correct(const ParallelContext& parallel) {
+    return parallel.run == nullptr || parallel.run->checks.corrected.load() < kMaxCorrected;
 }
 
 void product_was_corrected(const CheckedProduct& product) {

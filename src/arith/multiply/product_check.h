@@ -32,7 +32,8 @@ constexpr u64 bytes(u32 period) {
     return 2 * round_up_64((5 + period) * sizeof(Word));
 }
 void write(void* place, const OperandResidue& r);
-// A damaged copy is written anew from the other one, and healed is set. Two damaged ones: not is_whole().
+// A damaged copy is written anew from the other one, and healed is set; of several threads that do so at the
+// same time, for one. Two damaged ones: not is_whole().
 OperandResidue read(const void* place, u32 period, bool& healed);
 }  // namespace operand_label
 
@@ -70,9 +71,12 @@ class OperandDamaged final : public ConvolutionFailedException {
                                     u64 found);
 // An operation that was wrong came out right when it was done again: a warning of the run. The one that makes
 // kMaxCorrected of them ends the run.
+// `found`: what was wrong with it, for the event log.
 inline constexpr u64 kMaxCorrected = 3;
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
-                             const std::string& operation);
+                             const std::string& operation, const std::string& found = "");
+// Whether the run has not met so many errors yet that nothing is done again.
+bool may_correct(const ParallelContext& parallel);
 // The words of an operand against the residue that they carry (goldilocks::kNone: nothing is compared) and
 // its value as just formed. True: the words fit but were misread, so what was formed must be formed again.
 // Words that do not fit are refused.

@@ -55,12 +55,13 @@ OperandResidue Transform::operand(const ParallelContext& parallel, const char* o
                 r.fold = carried;
             }
         }
+        r.seal = r.sealed();
     } else {
+        // Sealed by the one who keeps it.
         r.length = L;
         r.ring = RingResidue(period_);
         r.fold = carried;
     }
-    r.seal = r.sealed();
     return r;
 }
 
@@ -216,7 +217,7 @@ void Transform::forward(const ParallelContext& parallel, void* data, const Word*
     check_length(name(), L);
     OperandResidue a = operand(parallel, "transform", A, L, true, carried);
     a.source = words_stay && L != 0 ? A : nullptr;
-    a.seal = a.sealed();
+    if (!a.formed || a.source != nullptr) a.seal = a.sealed();
     u8* const label = static_cast<u8*>(data) + label_at_;
     operand_label::write(label, a);
     if (!a.formed) return do_forward(parallel, data, A, L, scratch);
@@ -224,6 +225,17 @@ void Transform::forward(const ParallelContext& parallel, void* data, const Word*
     do_forward(parallel, data, A, L, scratch);
     parallel.stage("data", data, label_at_);
     parallel.stage("residue", label, data_bytes_ - label_at_);
+}
+
+void Transform::forget_words(void* data) const {
+    u8* const label = static_cast<u8*>(data) + label_at_;
+    bool healed = false;
+    OperandResidue r = operand_label::read(label, period_, healed);
+    // A damaged one is refused when the transform is used.
+    if (r.source == nullptr || !r.is_whole()) return;
+    r.source = nullptr;
+    r.seal = r.sealed();
+    operand_label::write(label, r);
 }
 
 u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,

@@ -36,6 +36,10 @@ namespace trel {
 // those of L by no more than one unit of the lowest.
 enum class Fold { cyclic, negacyclic, none };
 
+// Whether the words of an operand stay as they are while its transform is held: then a damaged transform is
+// made anew from them.
+enum class HeldWords { change, stay };
+
 class Transform {
   public:
     // At the end of the data of a transform: what is known of the operand, twice. The longer one for rings
@@ -61,9 +65,9 @@ class Transform {
     // they are known: compared with the words before anything is done with them. The products return that of
     // the words T[0..total - skip).
     //
-    // Short products (kShortProductWords) are not checked where ParallelContext::inner_unchecked is set: then
-    // nothing is compared, and the residue of a whole product is that of its operands where they are known. A
-    // transform that was made so is not checked later either.
+    // Short products (kShortProductWords) that do not wrap cyclically are not checked where
+    // ParallelContext::inner_unchecked is set: then nothing is compared, and the residue of a whole product
+    // is that of its operands where they are known. A transform that was made so is not checked later either.
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution. words_stay: A stays as it is
@@ -71,6 +75,8 @@ class Transform {
     // transform is made anew from A, provided that A fits its residue.
     void forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
                  u64 carried = goldilocks::kNone, bool words_stay = false) const;
+    // The words of which a transform was made change from now on.
+    void forget_words(void* data) const;
 
     // T[0..total - skip) = words skip .. total - 1 of the product of two transforms (total <= convolution
     // words). work: data_bytes() of space for the pointwise product; work == X or work == Y is allowed (that
@@ -91,6 +97,16 @@ class Transform {
     // The product of A and a kept transform Y, which stays as it is. work: data_bytes().
     u64 multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A, u64 LA,
                       const void* Y, void* work, void* scratch, u64 carried = goldilocks::kNone) const;
+    // Without checks and without what they need: for elements of a product that is checked as a whole. On any
+    // thread, where a difference could not be thrown.
+    void multiply_element(const ParallelContext& parallel, Word* T, u64 total, const Word* A, u64 LA,
+                          const Word* B, u64 LB, void* memory) const {
+        do_multiply_plain(parallel, T, 0, total, A, LA, B, LB, memory, nullptr);
+    }
+    void square_element(const ParallelContext& parallel, Word* T, u64 total, const Word* A, u64 L,
+                        void* memory) const {
+        do_square_plain(parallel, T, 0, total, A, L, memory, nullptr);
+    }
     u64 plain_bytes() const { return plain_bytes_; }
     // Memory for whole products and whole squares.
     u64 whole_bytes() const { return std::max(plain_bytes_, data_bytes_ + scratch_bytes_); }
@@ -138,8 +154,11 @@ class Transform {
 
   private:
     struct Job;
+    // Number theoretic transforms are checked whatever their length: a wrong value modulo one of their primes
+    // changes nothing modulo 2^64 - 2^32 + 1, by which operations compare their results.
     bool is_checked(const ParallelContext& parallel) const {
-        return !parallel.inner_unchecked || convolution_words() > kShortProductWords;
+        return !parallel.inner_unchecked || convolution_words() > kShortProductWords ||
+               fold() == Fold::cyclic;
     }
     OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
     // The same of an operand that carries a residue; only length and fold where nothing is checked.

@@ -58,7 +58,7 @@ void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root,
     root.s.set_mul(p + 1, context, A, x);
     set_length(context.parallel, root.s, p + 2);
     const HeldTransforms memory(context, p + kExtraWords, 1);
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    BigFloatTransformR held(memory.transform(), memory.data(0), HeldWords::stay);
     set_residual(memory.context(), root, held, A, p, function);
 }
 
@@ -70,8 +70,9 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
     const i64 t = error_bound(previous);
     const HeldTransforms memory(context, p + kExtraWords, above != nullptr ? 2 : 1);
     const MultiplyContext& inner = memory.context();
-    BigFloatTransformR held_x(memory.transform(), memory.data(0));
-    BigFloatTransformR held_s(memory.transform(), above != nullptr ? memory.data(1) : nullptr);
+    BigFloatTransformR held_x(memory.transform(), memory.data(0), HeldWords::stay);
+    BigFloatTransformR held_s(memory.transform(), above != nullptr ? memory.data(1) : nullptr,
+                              HeldWords::stay);
     BigFloat& root = above != nullptr ? above->s : T;
     {
         StatusFrame frame(status, " 0S ", status_digits(p));

@@ -81,7 +81,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
 
     const bool keep = plan.transforms == DivisionTransforms::kept;
     const StepTransform memory(context, p + 9, keep);
-    BigFloatTransformR held(memory.transform(), memory.data());
+    BigFloatTransformR held(memory.transform(), memory.data(), HeldWords::stay);
     {
         StatusFrame frame(status, " 0M ", status_digits(q));
         const i64 top = A.mag() + x_top;
@@ -111,6 +111,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     StatusFrame frame(status, " 2M ", status_digits(p));
     const i64 lowest = y.mag() - static_cast<i64>(p);
     if (keep) {
+        // It is written over x.
         held.mul_rf_xf(memory.context(), e, d, q + 3, lowest, x_top + d.mag());
     } else {
         // A product without transforms is written clear of its operands: T's words are free again.

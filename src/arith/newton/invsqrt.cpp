@@ -176,7 +176,7 @@ void invsqrt_step(const MultiplyContext& context, Status& status, BigFloat& T, c
     BigFloat e = carve<BigFloat>(buffer, root_error_words(p));
 
     const HeldTransforms memory(context, p + 8, 1);
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    BigFloatTransformR held(memory.transform(), memory.data(0), HeldWords::stay);
     BigFloat& square = T;
     {
         StatusFrame frame(status, " 0S ", status_digits(p));

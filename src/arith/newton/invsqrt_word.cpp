@@ -92,7 +92,7 @@ void invsqrt_word_step(const MultiplyContext& context, Status& status, BigFloat&
     BigFloat y = carve<BigFloat>(buffer, correction_words(p));
 
     const HeldTransforms memory(context, p + 8, 1);
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    BigFloatTransformR held(memory.transform(), memory.data(0), HeldWords::stay);
     {
         // One word more at the bottom than a reciprocal's: the multiplication by w moves the truncation up by
         // a word.

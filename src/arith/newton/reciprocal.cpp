@@ -103,7 +103,7 @@ void reciprocal_step(const MultiplyContext& context, Status& status, BigFloat& T
     BigFloat y = carve<BigFloat>(buffer, correction_words(p));
 
     const HeldTransforms memory(context, p + 8, 1);
-    BigFloatTransformR held(memory.transform(), memory.data(0));
+    BigFloatTransformR held(memory.transform(), memory.data(0), HeldWords::stay);
     {
         StatusFrame frame(status, " 0M ", status_digits(p));
         held.mul_rr_xf(memory.context(), T, x, previous, A, p, -static_cast<i64>(p), t);

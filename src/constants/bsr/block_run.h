@@ -21,6 +21,7 @@
 #include "constants/bsr/mend.h"
 #include "constants/bsr/verify_bsr.h"
 #include "platform/parallel/basic_parallelizer.h"
+#include "platform/parallel/fork_join_catching.h"
 
 namespace kalvor::BinarySplitting {
 
@@ -53,7 +54,12 @@ template <std::size_t K>
 void leave_waiting(const ParallelContext& parallel, std::array<BigFloat, K>& numbers, const char* stage) {
     for (BigFloat& A : numbers) {
         if (A.L == 0) continue;
-        if (A.residue == goldilocks::kNone) A.seal(parallel);
+        if (A.residue == goldilocks::kNone) {
+#ifdef KALVOR_CHECK_NUMBERS
+            throw AlgorithmFailedException("leave_waiting()", "A number carries no residue.");
+#endif
+            A.seal(parallel);
+        }
         parallel.stage(stage, A.T, A.L * sizeof(Word));
     }
 }
@@ -162,7 +168,7 @@ class BlockRun {
         ExactRange<F> right = carve_range<ExactFloat>(memory, plan_.capacities(m, b));
         const auto halves = [&](Work counted) {
             const MemoryHalves half(memory);
-            fork_join(
+            fork_join_catching(
                 context.parallel,
                 [&] { run_T(context.with_scratch(half.first).with_tds(tds / 2), counted, a, m, left); },
                 [&] {
@@ -259,7 +265,7 @@ class BlockRun {
                 return;
             }
             const MemoryHalves half(inner.scratch);
-            fork_join(
+            fork_join_catching(
                 context.parallel,
                 [&] {
                     SilentStatus silent(to.work());

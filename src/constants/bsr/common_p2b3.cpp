@@ -25,7 +25,7 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
         KeptTransform transform(context, n);
         // Two transforms more of the common length, or three of the own.
         if (2 * transform.holder->data_bytes() <= 3 * shorter->data_bytes()) {
-            ExactFloatTransformR kept(*transform.holder, transform.data);
+            ExactFloatTransformR kept(*transform.holder, transform.data, HeldWords::stay);
             kept.mul_rr_xf(transform.context, T, R1, P2);
             kept.mul_rf_xf(transform.context, R, R2);
             return;
@@ -170,7 +170,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
     if (kept) {
         KeptTransform transform(inner, n);
-        BigFloatTransformR held(*transform.holder, transform.data);
+        BigFloatTransformR held(*transform.holder, transform.data, HeldWords::stay);
         const i64 window = static_cast<i64>(precision);
         const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
         held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);

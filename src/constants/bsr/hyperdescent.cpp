@@ -60,7 +60,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
     if (P1.L != 0 && KeptTransform::fits(context, n, 0)) {
         KeptTransform transform(context, n);
-        BigFloatTransformR held(*transform.holder, transform.data);
+        BigFloatTransformR held(*transform.holder, transform.data, HeldWords::stay);
         const i64 window = static_cast<i64>(precision);
         const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
         held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);

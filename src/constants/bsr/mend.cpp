@@ -9,11 +9,17 @@ std::string range_name(u64 a, u64 b) {
 }
 
 bool may_mend(const ParallelContext& parallel) {
-    return parallel.run == nullptr || parallel.run->checks.corrected.load() < kMaxCorrected;
+    return may_correct(parallel);
 }
 
-void range_was_mended(const ParallelContext& parallel, u64 a, u64 b) {
-    operation_was_corrected(parallel, "BSR_BlockB::run()", range_name(a, b));
+std::string what_was_found(const Exception& error) {
+    const auto* told = dynamic_cast<const StringException*>(&error);
+    if (told == nullptr) return error.get_typename();
+    return told->message.substr(0, told->message.find('\n'));
+}
+
+void range_was_mended(const ParallelContext& parallel, u64 a, u64 b, const std::string& found) {
+    operation_was_corrected(parallel, "BSR_BlockB::run()", range_name(a, b), found);
 }
 
 }  // namespace kalvor::BinarySplitting

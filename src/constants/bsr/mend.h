@@ -20,23 +20,27 @@ std::string range_name(u64 a, u64 b);
 
 // Whether the run has not met so many errors yet that it has to end.
 bool may_mend(const ParallelContext& parallel);
+// The first line of an error's text.
+std::string what_was_found(const Exception& error);
 // A warning of the run, counted; the third one ends the run.
-void range_was_mended(const ParallelContext& parallel, u64 a, u64 b);
+void range_was_mended(const ParallelContext& parallel, u64 a, u64 b, const std::string& found);
 
 // Runs once(), and where that ends with an error, again() in its place, a single time. `words`: of the
 // longest result of [a, b).
 template <class Once, class Again>
 void mended(const ParallelContext& parallel, u64 a, u64 b, u64 words, Once&& once, Again&& again) {
+    std::string found;
     try {
         once();
         return;
     } catch (const WronglyRounded&) {
         throw;
-    } catch (const Exception&) {
+    } catch (const Exception& e) {
         if (words > kMendedWords || !may_mend(parallel)) throw;
+        found = what_was_found(e);
     }
     again();
-    range_was_mended(parallel, a, b);
+    range_was_mended(parallel, a, b, found);
 }
 
 }  // namespace kalvor::BinarySplitting

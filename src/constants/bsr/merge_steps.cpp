@@ -50,7 +50,7 @@ void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q,
         return;
     }
     KeptTransform transform(context, n);
-    ExactFloatTransformR kept(*transform.holder, transform.data);
+    ExactFloatTransformR kept(*transform.holder, transform.data, HeldWords::stay);
     kept.mul_rr_xf(transform.context, P, Q2, P1, floor);
     kept.mul_rf_xf(transform.context, Q, Q1);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -197,30 +198,40 @@ class PSR_SeriesB {
         };
         sum(status);
         leave_waiting(context.parallel, results, "block");
-        const auto verify = [&] { verify_waiting(context.parallel, results, "block", block.a, block.b); };
-        mended(context.parallel, block.a, block.b, block_words(plan), verify, [&] {
-            SilentStatus silent{Work()};
-            sum(silent);
-            verify();
-        });
         Capacities<F> words = accumulator_capacities(i);
         const u64 first = words[0];
         if (i % 2 == 0) words[0] = 0;
         FloatRange<F> folded = carve_range<BigFloat>(area, words);
         if (i % 2 == 0) folded[0] = BigFloat(lent, first);
         const u64 precision = block.working_precision();
-        if (last(i)) {
-            for (std::size_t j = 0; j < F::kNumbers; j++) {
-                if (j != F::kLink) folded[j].set_BigFloat(precision, context.parallel, results[j]);
+        if (!last(i)) verify_waiting(context.parallel, accumulator, "sum", block.b, series_.terms());
+        const auto fold = [&] {
+            const auto verify = [&] { verify_waiting(context.parallel, results, "block", block.a, block.b); };
+            // Products compare their operands; a copy is right when the words still are behind it.
+            if (!last(i)) verify();
+            leave_waiting(context.parallel, results, "fold");
+            for (BigFloat& A : folded) A = BigFloat(A.buffer, A.buffer_size);
+            if (last(i)) {
+                for (std::size_t j = 0; j < F::kNumbers; j++) {
+                    if (j != F::kLink) folded[j].set_BigFloat(precision, context.parallel, results[j]);
+                }
+                return verify();
             }
-        } else {
-            StatusFrame frame(status, "-  ", status_digits(precision));
-            frame.node().refresh();
-            verify_waiting(context.parallel, accumulator, "sum", block.b, series_.terms());
             F::merge_float(inner, series_.alternating() && (block.b - block.a) % 2 != 0, results, accumulator,
                            folded, precision, precision, true);
-            status.work().add(fold_work(i));
+        };
+        // What the fold finds in the block's results is mended with them.
+        std::optional<StatusFrame> frame;
+        if (!last(i)) {
+            frame.emplace(status, "-  ", status_digits(precision));
+            frame->node().refresh();
         }
+        mended(context.parallel, block.a, block.b, block_words(plan), fold, [&] {
+            SilentStatus silent{Work()};
+            sum(silent);
+            fold();
+        });
+        if (!last(i)) status.work().add(fold_work(i));
         accumulator = folded;
         leave_waiting(context.parallel, accumulator, "sum");
     }

@@ -85,7 +85,10 @@ class SeriesEvaluator final : public Evaluator {
     }
 
     const Needs& needs() const override { return needs_; }
-    SeriesBlocks series_blocks() const override { return {sum_.blocks(), sum_.exact_blocks()}; }
+    SeriesBlocks series_blocks() const override {
+        // Exact or not, the results of a block are compared with their residues.
+        return {sum_.blocks(), sum_.blocks()};
+    }
     // The phases "series" and "division".
     std::vector<WorkPhase> work() const override {
         const double sum = sum_.work(), division = value_.work();

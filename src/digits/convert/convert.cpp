@@ -12,6 +12,7 @@
 #include "digits/convert/direct_convert.h"
 #include "digits/convert/overlap.h"
 #include "digits/convert/remainder.h"
+#include "platform/parallel/fork_join_catching.h"
 
 namespace kalvor::CBRv2 {
 
@@ -61,7 +62,7 @@ RadixFraction Converter::lower_fraction(u64 l, const MultiplyContext& context, R
     context.parallel.poll();
     const ReadyTableB::Entry& entry = table_[l];
     const RadixFraction r = RemainderFloatB::set_inverse_fmul(
-        context, level, {entry.words, entry.n, *entry.transform, entry.data}, f, words, g);
+        context, level, {entry.words, entry.n, *entry.transform, entry.data, entry.carried}, f, words, g);
     if (observer_ != nullptr && r.stored > 0) {
         observer_->product_done(l, g + (r.words - g), r.stored);
     }
@@ -84,7 +85,7 @@ Converter::Halves Converter::convert_T(u64 l, const MultiplyContext& context, St
     const u64 tds = context.parallel.tds;
     const MultiplyContext low = context.with_scratch(memory.first).with_tds((tds + 1) / 2);
     const MultiplyContext high = context.with_scratch(memory.second).with_tds(tds / 2);
-    fork_join(
+    fork_join_catching(
         context.parallel,
         [&] {
             SilentStatus silent(status.work());
@@ -169,7 +170,7 @@ RadixFraction Converter::advance(const MultiplyContext& context, RadixFraction f
     void* const work = scratch.spawn(transform.data_bytes()).get();
     void* const space = scratch.spawn(transform.scratch_bytes()).get();
     Word* const product = carve_words(scratch, level.held.product_words);
-    transform.forward(context.parallel, power, entry.words, entry.n, space);
+    transform.forward(context.parallel, power, entry.words, entry.n, space, entry.carried, true);
 
     std::fill_n(g, q, Word(0));
     const u64 block = level.held.product_words - entry.n;

@@ -5,20 +5,11 @@
 
 #include "arith/m61/m61.h"
 #include "arith/multiply/dispatch.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 
 namespace kalvor::CBRv2 {
-
-namespace {
-
-u64 transform_checksum(const ReadyTableB::Entry& entry) {
-    return entry.data == nullptr ? 0
-                                 : m61::canonical(m61::hash_words(static_cast<const Word*>(entry.data),
-                                                                  entry.transform->data_bytes() / 8));
-}
-
-}  // namespace
 
 ConvertObserver::~ConvertObserver() = default;
 
@@ -77,7 +68,8 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
         if (exp != level.power_exp || entry.n == 0 || entry.n > level.power_words) {
             throw AlgorithmFailedException("trel_CBRv2_ci_btrf_build_table()", "Mismatching exponents.");
         }
-        entry.checksum_words = m61::canonical(m61::hash_words(words, entry.n));
+        // Before CheckP compares them. Transforms carry the residues of the others.
+        if (l + 1 == plan_.levels) entry.carried = goldilocks::of_words(context.parallel, words, entry.n);
         if (observer != nullptr) observer->power_stored(l, words, entry.n);
 
         make_transform(entry.transform, level.held.product_words, context);
@@ -86,7 +78,6 @@ void ReadyTableB::build_table(const MultiplyContext& context, AlignedBufferC mem
         AlignedBufferC scratch = context.scratch;
         void* const space = scratch.spawn(entry.transform->scratch_bytes()).get();
         entry.transform->forward(context.parallel, entry.data, words, entry.n, space);
-        entry.checksum_transform = transform_checksum(entry);
         if (observer != nullptr) observer->transform_stored(l, entry.data, entry.transform->data_bytes());
     }
 }
@@ -95,13 +86,6 @@ void ReadyTableB::make_tables(const MultiplyContext& context, AlignedBufferC mem
                               ConvertObserver* observer) {
     build_table(context, memory, status, observer);
     CheckP(*this, status);
-    for (u64 l = 0; l < plan_.levels; l++) {
-        const Entry& entry = entries_[l];
-        if (m61::canonical(m61::hash_words(entry.words, entry.n)) != entry.checksum_words ||
-            transform_checksum(entry) != entry.checksum_transform) {
-            throw AlgorithmFailedException("ReadyTableB::make_tables()", "Checksum Mismatch");
-        }
-    }
     if (observer == nullptr) return;
     for (u64 l = 0; l + 1 < plan_.levels; l++) {
         observer->table_ready(l, entries_[l].data, entries_[l].transform->data_bytes());

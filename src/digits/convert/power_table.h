@@ -5,6 +5,7 @@
 
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
+#include "arith/residue/goldilocks.h"
 #include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/convert/convert_plan.h"
@@ -34,8 +35,7 @@ class ReadyTableB {
     struct Entry {
         Word* words = nullptr;
         u64 n = 0;
-        u64 checksum_words = 0;  // residues of the number's words and of the transform's bytes when they were
-        u64 checksum_transform = 0;  // stored
+        u64 carried = goldilocks::kNone;  // residue of the words when they were stored; at the top level
         TransformHolder transform;
         void* data = nullptr;  // the forward transform; null at the top level
     };

@@ -21,7 +21,8 @@ struct Convolution {
         AlignedBufferC scratch = context.scratch;
         if (power.data == nullptr) {
             transform.multiply_plain(context.parallel, out, skip, total, A, length, power.words, power.n,
-                                     scratch.spawn(transform.plain_bytes()).get());
+                                     scratch.spawn(transform.plain_bytes()).get(), goldilocks::kNone,
+                                     power.carried);
             return;
         }
         const auto [work, space] = TransformMemory(transform, scratch);

@@ -16,6 +16,7 @@ struct PowerView {
     u64 n;
     const Transform& transform;
     const void* data;
+    u64 carried = goldilocks::kNone;  // the residue of the words, where there is no transform
 };
 
 struct RemainderFloatB {

@@ -80,9 +80,7 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
     plan.conversion = CBRv2::ConvertPlanP::make(CBRv2::kRadix19, n, budget, tds);
     // The radix words, and above them first the conversion, then its check, then output.
     Needs work = plan.conversion.needs().above(CBRv2::kWriterReserveBytes / sizeof(Word));
-    if (verify)
-        work.take_maximum(
-            CBRv2::VerifyB::needs(n, words_for_digits(compute_digits, CBRv2::kDigitsPerWord), tds));
+    work.take_maximum(CBRv2::VerifyB::needs(n, words_for_digits(compute_digits, CBRv2::kDigitsPerWord), tds));
     work.take_maximum({0, kScratchForOutput, 0});
     plan.needs = work.above(n);
     return plan;
@@ -108,7 +106,6 @@ void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {
         convert_once();
         conversion_was_corrected();
     }
-    if (!plan_.verify) expect_radix_words();
 }
 
 void FloatWriterB::convert_once() {
@@ -116,13 +113,16 @@ void FloatWriterB::convert_once() {
     {
         status_.work().enter("conversion");
         StatusSection section(status_, "Base Converting:");
-        CBRv2::convert(plan_.conversion, context_, section.node(), radix_words_, value_, options_);
+        // verify() holds the conversion against the value from end to end.
+        MultiplyContext context = context_;
+        context.parallel.inner_unchecked = true;
+        CBRv2::convert(plan_.conversion, context, section.node(), radix_words_, value_, options_);
     }
     value_.verify(context_.parallel, kValue);
 }
 
 void FloatWriterB::begin_repeat() {
-    if (repeated_) throw;
+    if (repeated_ || !trel::may_correct(context_.parallel)) throw;
     repeated_ = true;
 }
 
@@ -166,13 +166,6 @@ void FloatWriterB::set_expected(const CBRv2::VerifyB::Hashes& hashes, u64 n_word
     expected_dec_ = digit_hash(value_.word_at(0), hashes.digits, 10, plan_.output_digits);
 }
 
-// Without a verification: what the conversion has left is what must be written.
-void FloatWriterB::expect_radix_words() {
-    const u64 n = words_for_digits(plan_.compute_digits, CBRv2::kDigitsPerWord);
-    set_expected(CBRv2::VerifyB::hash_radix(radix_words_, plan_.conversion.n, n, plan_.output_digits), n);
-    context_.parallel.stage("verified words", radix_words_, plan_.conversion.n * sizeof(Word));
-}
-
 void FloatWriterB::expect_binary_words() {
     const ValueHashes hashes =
         hash_checked_value(context_.parallel, value_, plan_.hex_digits, "FloatWriterB::write_hex_digits()");
@@ -188,16 +181,24 @@ void FloatWriterB::restore(u8 radix) {
     value_.verify(context_.parallel, kValue);
     if (radix == 16) {
         expect_binary_words();
-    } else if (radix_words_changed()) {
-        const u64 before = words_hash_;
-        convert_once();
-        if (plan_.verify) {
-            verify_once(plan_.compute_digits);
+    } else {
+        const CBRv2::VerifyB::Hashes hashes = CBRv2::VerifyB::hash_radix(
+            radix_words_, plan_.conversion.n, verified_words_, plan_.output_digits);
+        if (hashes.words == words_hash_) {
+            // The digits were damaged, or what was kept of them.
+            set_expected(hashes, verified_words_);
         } else {
-            expect_radix_words();
-            if (words_hash_ != before) throw;
+            convert_once();
+            verify_once(plan_.compute_digits);
         }
     }
+    restored_ = true;
+}
+
+// What was restored has come out right.
+void FloatWriterB::restoring_was_right() {
+    if (!restored_) return;
+    restored_ = false;
     trel::operation_was_corrected(context_.parallel, "FloatWriterB::restore()",
                                   "digits in memory, " + std::to_string(plan_.conversion.n) + " words");
 }
@@ -241,6 +242,9 @@ FloatReaderB FloatWriterB::hexadecimal_reader() const {
 // changes in memory is in what was written or counted and in the hash, or in neither.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
                                  BasicDigitWriter* file) {
+    // Digits that nothing was held against leave on no road.
+    if (reader.radix() == 10 && !expected_dec_) verify(plan_.compute_digits);
+    if (reader.radix() == 16 && !expected_hex_) expect_binary_words();
     status_.work().enter("writing");
     StatusSection section(status_, section_name);
     const WallTimer timer;
@@ -252,12 +256,6 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     OutputStats stats;
     stats.digits = digits;
     stats.counts = DigitCounts(radix);
-    if (!(radix == 10 ? expected_dec_ : expected_hex_)) {
-        if (radix == 10)
-            expect_radix_words();
-        else
-            expect_binary_words();
-    }
     // A file that is not read back may hold the words.
     const bool words_too = file != nullptr && !plan_.verify;
     u64 hash = 0, hash_of_words = 0;
@@ -303,6 +301,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
             "Digits changed in memory after their verification.");
     }
     if (radix == 16) value_.verify(context_.parallel, kValue);
+    restoring_was_right();
     return stats;
 }
 

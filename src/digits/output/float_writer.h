@@ -35,8 +35,8 @@ struct WriterPlan {
     u64 compute_digits = 0;  // decimal digits computed
     u64 output_digits = 0;   // decimal digits written
     u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
-    bool verify = false;
-    Needs needs;  // beside the value
+    bool verify = false;     // files are read back
+    Needs needs;             // beside the value
     CBRv2::ConvertPlanP conversion{};
 
     // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with
@@ -58,7 +58,7 @@ class FloatWriterB {
     // by verify() or by writing, is done again once in a run; a value that does not fit its residue ends it.
     void convert(const CBRv2::ConvertOptions& options = {});
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
-    // AlgorithmFailedException.
+    // AlgorithmFailedException. Digits that are written without it are checked then: no road leads past it.
     void verify(u64 digits);
     void verify() { verify(plan_.compute_digits); }
     // Hexadecimal digits: checks the value, and that its words pass unchanged through the buffer that output
@@ -96,6 +96,8 @@ class FloatWriterB {
 
     // The radix words, radix_words()[plan.conversion.n - 1] first; for tests.
     Word* radix_words() { return radix_words_; }
+    // What the written digits are compared with, once they are verified; for tests.
+    u64& expected_hash(u8 radix) { return radix == 10 ? *expected_dec_ : *expected_hex_; }
 
     // The decimal digits in memory, from the radix words.
     FloatReaderB decimal_reader() const;
@@ -109,8 +111,8 @@ class FloatWriterB {
     // Once in a run, inside a handler; otherwise throws what is being handled.
     void begin_repeat();
     void conversion_was_corrected();
+    void restoring_was_right();
     void set_expected(const CBRv2::VerifyB::Hashes& hashes, u64 n_words);
-    void expect_radix_words();
     void expect_binary_words();
     bool radix_words_changed() const;
     u64 expected(u8 radix) const { return *(radix == 10 ? expected_dec_ : expected_hex_); }
@@ -124,6 +126,7 @@ class FloatWriterB {
     Word* radix_words_;
     CBRv2::ConvertOptions options_;
     bool repeated_ = false;
+    bool restored_ = false;  // and not yet written
     // The first verified_words_ radix words as one integer, and the hashes of the digits to be written.
     u64 verified_words_ = 0;
     u64 words_hash_ = 0;

@@ -171,8 +171,9 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 if (!choice.again) throw;
                 writer->abandon();
             } catch (const AlgorithmFailedException&) {
-                digits.restore(radix);
+                // The writer holds pieces of the memory that a conversion takes.
                 writer->abandon();
+                digits.restore(radix);
                 choice.again = true;
             }
             if (!choice.again) {

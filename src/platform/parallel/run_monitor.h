@@ -4,6 +4,10 @@
 
 #include <atomic>
 #include <exception>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "base/status/warnings.h"
 #include "os/types.h"
@@ -35,6 +39,31 @@ struct CheckCounts {
     std::atomic<u64> corrected{0};  // operations that were wrong and came out right when done again
 };
 
+// Which operations these were, in the order in which they were done again. Any thread.
+class Corrections {
+  public:
+    void add(std::string operation) {
+        const std::lock_guard lock(mutex_);
+        operations_.push_back(std::move(operation));
+    }
+    std::vector<std::string> all() const {
+        const std::lock_guard lock(mutex_);
+        return operations_;
+    }
+    // Those that came after the last call.
+    std::vector<std::string> news() {
+        const std::lock_guard lock(mutex_);
+        const auto first = operations_.begin() + static_cast<std::ptrdiff_t>(told_);
+        told_ = operations_.size();
+        return {first, operations_.end()};
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> operations_;
+    std::size_t told_ = 0;
+};
+
 // Sees the memory of an operation between its stages, and may change it: how tests bring in faults. It is
 // handed down with the run, because it belongs to that and not to the machine. Calls come from any thread.
 class ComputationStages {
@@ -48,6 +77,7 @@ struct RunMonitor {
     StopFlag stop;
     Warnings warnings;
     CheckCounts checks;
+    Corrections corrections;
     ComputationStages* stages = nullptr;  // only tests have one
 };
 

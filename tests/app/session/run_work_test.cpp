@@ -112,7 +112,7 @@ TEST(RunWorkTest, PhasesAreThoseOfTheSettings) {
     EXPECT_EQ(names(), constant + "verification;writing;reading back;writing;reading back;");
     settings.output_verify = false;
     settings.enable_hex = false;
-    EXPECT_EQ(names(), constant + "writing;");
+    EXPECT_EQ(names(), constant + "verification;writing;");
 }
 
 TEST(RunWorkTest, LargerRunsTakeLonger) {

@@ -6,6 +6,7 @@
 #include "app/session/console_run.h"
 #include "app/session/line_recorder.h"
 #include "app/session/normal_float_session_b.h"
+#include "arith/multiply/product_check.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
@@ -103,7 +104,7 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
         }
         EXPECT_EQ(first.text.find("Hex Counts"), std::string::npos);
         EXPECT_NE(second.text.find("Hex Counts"), std::string::npos);
-        EXPECT_NE(first.text.find("not checked: "), std::string::npos);
+        EXPECT_NE(first.text.find("not checked: written files"), std::string::npos);
         EXPECT_EQ(folder.read("one/Pi - Dec - Chudnovsky.txt").size(), 3002U);
         EXPECT_EQ(folder.read("two/Pi - Dec - Chudnovsky.txt").size(), 12347U);
     }
@@ -220,6 +221,34 @@ TEST(SessionStatusTest, WarningsOfTheFrameworkAreReported) {
     EXPECT_NE(recorder.text.find("\nof a thread\n"), std::string::npos) << recorder.text;
     EXPECT_EQ(recorder.text.find("of a thread"), recorder.text.rfind("of a thread"));
     EXPECT_EQ(console.take(), "");
+}
+
+// What came right when it was done again is a warning, and a line of the event log with what was found.
+TEST(SessionStatusTest, CorrectionsAreReportedAndLogged) {
+    class Corrected final : public NormalFloatSessionB {
+      public:
+        using NormalFloatSessionB::NormalFloatSessionB;
+
+      protected:
+        void compute() override {
+            NormalFloatSessionB::compute();
+            trel::operation_was_corrected(parallel(), "here", "product, 40 words", "one bit");
+        }
+    };
+    CaptureConsole console;
+    LineRecorder recorder;
+    ComputeSettings settings = settings_for(1000, "");
+    settings.output_enable = false;
+    Corrected session(std::move(settings), recorder);
+    const std::string log = session.run().event_log;
+    EXPECT_NE(
+        recorder.text.find("\nComputation error detected and corrected.\nOperation: product, 40 words\n"),
+        std::string::npos)
+        << recorder.text;
+    const std::string line = "\tComputation error detected and corrected: product, 40 words (one bit)\r\n";
+    EXPECT_NE(log.find(line), std::string::npos) << log;
+    EXPECT_EQ(log.find(line), log.rfind(line));
+    EXPECT_NE(log.find(", 1 error"), std::string::npos) << log;
 }
 
 // A run that is too large ends itself and not the process.

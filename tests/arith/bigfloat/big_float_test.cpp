@@ -597,4 +597,40 @@ TEST(BigFloatTest, LongOperationsOnTasks) {
     }
 }
 
+// A number that has lost its words, or of which a difference is zero though its residues differ.
+TEST(BigFloatTest, NumbersThatVanishAreNoticed) {
+    Scratch memory(1 << 16);
+    const MultiplyContext context{parallel, memory.view(), nullptr};
+    Number A({5, 6, 7}, 2, true), B({1, 2, 3, 4}, 1, true), T(20);
+    A->seal(parallel);
+    B->seal(parallel);
+    BigFloat gone = A.value;
+    gone.L = 0;
+    EXPECT_THROW(T->set_BigFloat(9, parallel, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_add(9, parallel, gone, B), AlgorithmFailedException);
+    EXPECT_THROW(T->set_add(9, parallel, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_sub(9, parallel, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_mul(9, context, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_mul(9, context, gone, B), AlgorithmFailedException);
+    EXPECT_THROW(T->set_sqr(9, context, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_mul_uW(9, parallel, gone, 3), AlgorithmFailedException);
+    EXPECT_THROW(T->set_div_sW(9, parallel, gone, 3), AlgorithmFailedException);
+    BigFloat in_place = gone;
+    EXPECT_THROW(in_place.mul_uW(parallel, 3), AlgorithmFailedException);
+
+    Number C({5, 6, 7}, 2, true);
+    C->seal(parallel);
+    T->set_sub(9, parallel, A, C);
+    EXPECT_EQ(T->L, 0u);
+    C->residue ^= 16;
+    EXPECT_THROW(T->set_sub(9, parallel, A, C), AlgorithmFailedException);
+    // Zero is zero, and a residue that is not known says nothing.
+    gone.residue = 0;
+    T->set_mul(9, context, gone, B);
+    EXPECT_EQ(T->L, 0u);
+    gone.residue = goldilocks::kNone;
+    T->set_add(9, parallel, gone, B);
+    EXPECT_EQ(T->L, 4u);
+}
+
 }  // namespace

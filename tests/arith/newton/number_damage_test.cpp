@@ -32,6 +32,7 @@ struct Outcome {
     bool found = false;
     std::vector<Word> words;
     i64 exp = 0;
+    u64 corrected = 0;
 };
 
 Outcome outcome(const Computation& c, ComputationStages& stages) {
@@ -49,6 +50,7 @@ Outcome outcome(const Computation& c, ComputationStages& stages) {
     } catch (const StringException&) {
         o.found = true;
     }
+    o.corrected = monitor.checks.corrected;
     return o;
 }
 
@@ -166,6 +168,28 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(NumberDamageTest, FoundOrHarmless) {
     std::mt19937_64 rng(97);
     expect_found_or_harmless(GetParam(), 60 / thinned(4), rng);
+}
+
+// A transform that is damaged while it is held is made anew from its number, whose words are still there.
+TEST(NumberDamageTest, HeldTransformsAreMadeAnew) {
+    std::mt19937_64 rng(17);
+    for (const Computation& c :
+         {reciprocal(700), reciprocal(4000), root(700, 3000), root_of_word(700),
+          division(700, DivisionTransforms::kept), division(4000, DivisionTransforms::kept)}) {
+        OneChangedNumber counter(OneChangedNumber::kNever, 0, "data");
+        const Outcome right = outcome(c, counter);
+        ASSERT_GT(counter.count, 3u) << c.name;
+        u64 corrected = 0;
+        for (u64 i = 0; i < counter.count; i++) {
+            // The highest bit of a fraction, where the data are floating-point numbers.
+            OneChangedNumber change(i, rng() % 256 * 64 + 51, "data");
+            const Outcome now = outcome(c, change);
+            ASSERT_FALSE(now.found) << c.name << ", transform " << i << " of " << counter.count;
+            ASSERT_TRUE(agree(right, now, c.p)) << c.name << ", transform " << i;
+            corrected += now.corrected;
+        }
+        EXPECT_GE(2 * corrected, counter.count) << c.name;
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // again, or an exception ends the run. Wrong numbers never come out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <mutex>
 #include <random>
 #include <string>
@@ -170,7 +171,23 @@ TEST(SeriesFaultTest, TheThirdCorrectionEndsTheRun) {
     EXPECT_EQ(run_block(series, 0, 15000, true, 1, two).corrected, 2u);
     Flips three("range", {0, 9, 18}, 77);
     const Outcome got = run_block(series, 0, 15000, true, 1, three);
-    EXPECT_EQ(got.error, "Three computation errors in one run: this machine cannot be trusted.");
+    // With the earlier two, which may not have been reported yet.
+    EXPECT_EQ(got.error.find("Three computation errors in one run: this machine cannot be trusted.\n"
+                             "    series, terms "),
+              0u)
+        << got.error;
+    EXPECT_EQ(std::count(got.error.begin(), got.error.end(), '\n'), 3) << got.error;
+    EXPECT_NE(got.error.find(" (Modular Redundancy Check Failed)"), std::string::npos) << got.error;
+}
+
+// With several tasks the error is met on other threads. It ends the run, not the process.
+TEST_P(SeriesFaultsTest, ARangeThatFailsTwiceOnAnyThreadEndsTheRun) {
+    for (const bool exact : {true, false}) {
+        Flips flips("range", {Flips::kEvery}, 77);
+        const Outcome got = run_block(series, exact ? 0 : 5000, 15000, exact, tds(), flips);
+        EXPECT_NE(got.error, "");
+        EXPECT_TRUE(got.numbers.empty());
+    }
 }
 
 // ---- whole series
@@ -200,7 +217,7 @@ TEST_P(SeriesFaultsTest, BlocksAndTheSumThatWaits) {
     std::mt19937_64 random(13);
     for (const u64 precision : {60, 519, 15000}) {
         const auto shared = std::make_shared<const PiLikeSeries>(true, precision);
-        for (const char* name : {"block", "sum"}) {
+        for (const char* name : {"block", "fold", "sum"}) {
             Flips none(name, {}, 0);
             const Outcome right = run_series(shared, tds(), none);
             ASSERT_EQ(right.numbers.size(), 1u);

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <thread>
 
+#include "arith/multiply/product_check.h"
 #include "base/errors/exceptions.h"
 #include "base/hash/sha256.h"
 #include "base/status/linear_console_node.h"
@@ -380,6 +383,30 @@ TEST_F(FloatWriterTest, AConversionThatFailsIsDoneAgain) {
     }
 }
 
+// Whichever thread it is met on. A conversion has two tasks from this size on.
+TEST_F(FloatWriterTest, AConversionThatFailsOnAnyThreadIsDoneAgain) {
+    class WrongOverlap final : public CBRv2::ConvertObserver {
+      public:
+        void ranges_meet(Word& first, Word&) override {
+            const bool here = std::this_thread::get_id() == caller;
+            if (here == on_caller && !done.exchange(true)) first ^= 1 << 20;
+        }
+        const std::thread::id caller = std::this_thread::get_id();
+        bool on_caller = true;
+        std::atomic<bool> done{false};
+    };
+    CaptureConsole console;
+    for (const bool on_caller : {true, false}) {
+        Writing run(200000, 200000, 0, true, 2);
+        WrongOverlap wrong;
+        wrong.on_caller = on_caller;
+        run.writer.convert({.correction = false, .observer = &wrong});
+        run.writer.verify();
+        EXPECT_TRUE(wrong.done) << on_caller;
+        EXPECT_EQ(run.monitored.corrected(), 1u) << on_caller;
+    }
+}
+
 // The file is held against what was verified, not against what the writer says that it wrote.
 TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     Writing run(5000, 5000, 100);
@@ -399,14 +426,40 @@ TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
 }
 
-// Without a verification nobody knows which of two different conversions is right.
-TEST_F(FloatWriterTest, ConversionsThatDifferAreRefused) {
+// Digits that nobody asked to verify are verified when they are used.
+TEST_F(FloatWriterTest, NoDigitsLeaveUnverified) {
     CaptureConsole console;
     Writing run(1500, 1500, 0, false);
     FlipInProduct flip;
     run.writer.convert({.correction = false, .observer = &flip});
     run.writer.radix_words()[50] ^= 1;
-    EXPECT_THROW((void)run.writer.stat_dec_digits(), AlgorithmFailedException);
+    EXPECT_EQ(run.writer.stat_dec_digits().last.text, pi_digits(10, 1500).substr(1400));
+    EXPECT_EQ(run.monitored.corrected(), 1u);
+}
+
+// What is kept to compare the digits with may change as well: it is formed again from the radix words.
+TEST_F(FloatWriterTest, ADamagedHashOfTheDigitsIsFormedAgain) {
+    CaptureConsole console;
+    Writing run(1500, 1500, 0);
+    run.writer.convert();
+    run.writer.verify();
+    run.writer.expected_hash(10) ^= u64(1) << 40;
+    EXPECT_EQ(run.writer.stat_dec_digits().last.text, pi_digits(10, 1500).substr(1400));
+    EXPECT_EQ(run.monitored.corrected(), 1u);
+}
+
+// After the third correction of a run nothing is converted again.
+TEST_F(FloatWriterTest, TheThirdCorrectionStartsNoConversion) {
+    CaptureConsole console;
+    Writing run(1500, 1500, 0);
+    const trel::ParallelContext parallel = run.monitored.context();
+    for (int i = 0; i < 2; i++) trel::operation_was_corrected(parallel, "here", "product");
+    EXPECT_THROW(trel::operation_was_corrected(parallel, "here", "product"), AlgorithmFailedException);
+    FlipInProduct flip;
+    run.writer.convert({.correction = false, .observer = &flip});
+    const int products = flip.count;
+    EXPECT_THROW(run.writer.verify(), AlgorithmFailedException);
+    EXPECT_EQ(flip.count, products);
 }
 
 TEST_F(FloatWriterTest, TaskCounts) {

@@ -11,6 +11,7 @@
 #include "reference/mpz_words.h"
 #include "support/monitored_run.h"
 #include "support/scratch.h"
+#include "support/threads.h"
 
 namespace kalvor {
 namespace {
@@ -66,8 +67,8 @@ struct Writing {
         : value(value_words(compute)),
           plan(WriterPlan::make(value_words(compute) + 1, compute, output, hex, verify, tds)),
           memory(plan.needs.bytes),
-          writer(plan, {monitored.context().with_tds(tds), memory.view(), nullptr}, trel::null_status(),
-                 value.x) {}
+          writer(plan, {monitored.context({thread_framework(), tds}), memory.view(), nullptr},
+                 trel::null_status(), value.x) {}
     ~Writing() { EXPECT_TRUE(memory.guards_intact()); }
     Pi value;
     WriterPlan plan;
