@@ -1,6 +1,7 @@
 #include "app/menus/action_menu.h"
 
 #include "app/menus/not_available.h"
+#include "base/console/console.h"
 #include "base/prompt/prompt.h"
 #include "os/types.h"
 
