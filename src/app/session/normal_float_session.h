@@ -49,7 +49,8 @@ class NormalFloatSession {
 
     // Any thread.
     void request_stop() noexcept { monitor_.stop.request(); }
-    bool stop_requested() const noexcept { return monitor_.stop.requested(); }
+    // Whatever carries the run out may ask it to stop.
+    RunMonitor& monitor() noexcept { return monitor_; }
     const FileLedger& files() const { return files_; }
 
     // Where known digits are looked for instead of the program's folder; with its final separator.

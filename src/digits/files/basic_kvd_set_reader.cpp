@@ -194,6 +194,11 @@ void BasicKvdSetReader::check_range(u64 start, u64 count) const {
     if (is_out) throw InvalidParametersException("BasicKvdSetReader::load_stats()", "Out of range.");
 }
 
+void BasicKvdSetReader::require(u64 start, u64 count) const {
+    check_range(start, count);
+    make_commands(start, count);
+}
+
 // All files that a range needs are there, or all that are missing are named at once.
 void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
     constexpr const char* kFunction = "BasicKvdSetReader::make_commands()";

@@ -182,4 +182,31 @@ TEST(InterruptedRunTest, TheExtractorSaysHowFarItCame) {
     }
 }
 
+// The viewer, while it moves many digits: it says which files it leaves, and none looks finished and is not.
+TEST(InterruptedRunTest, TheViewerSaysWhatItKept) {
+    const TemporaryFolder folder;
+    folder.write("a.txt", "3." + std::string(300000000, '1'));
+    ProgramOnPipe run(folder, {"digitviewer", "a.txt", "extract", "-to", "b.txt"}, false);
+    const std::string draft = folder / "b (incomplete).txt", file = folder / "b.txt";
+    for (int i = 0; i < 10 * kPatience && !std::filesystem::exists(draft); i++) usleep(100000 / 50);
+    ASSERT_TRUE(std::filesystem::exists(draft));
+    run.interrupt(SIGINT);
+    EXPECT_EQ(run.end(), 128 + SIGINT) << run.text();
+    ASSERT_EQ(count(run.text(), "Interrupted. "), 1) << run.text();
+    EXPECT_FALSE(std::filesystem::exists(file)) << run.text();
+    EXPECT_EQ(count(run.text(), std::filesystem::exists(draft) ? "Interrupted. Kept: b (incomplete).txt"
+                                                               : "Interrupted. Nothing was kept."),
+              1)
+        << run.text();
+}
+
+TEST(InterruptedRunTest, TheViewerRunsToItsEnd) {
+    const TemporaryFolder folder;
+    folder.write("a.txt", "3.14159265358979");
+    ProgramOnPipe run(folder, {"digitviewer", "a.txt", "extract", "-to", "b.txt", "-digits:5"}, false);
+    EXPECT_EQ(run.end(), 0) << run.text();
+    EXPECT_EQ(folder.read("b.txt"), "3.14159");
+    EXPECT_EQ(count(run.text(), "Written: b.txt"), 1) << run.text();
+}
+
 }  // namespace
