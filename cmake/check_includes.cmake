@@ -34,13 +34,11 @@ set(console_files
   # menus and prompts
   constants/catalog/catalog_menu.cpp
   constants/catalog/sqrt_constant.cpp
-  digits/bbp/bbp_command.cpp
   digits/bbp/bbp_menu.cpp
   digits/viewer/compress.cpp
   digits/viewer/compute_stats.cpp
   digits/viewer/extract_txt.cpp
   digits/viewer/view_range.cpp
-  digits/viewer/viewer_command.cpp
   digits/viewer/viewer_menu.cpp
   platform/fileio/settings_file.cpp
   platform/memory/interleave_allocator.cpp  # its menu, and the map of nodes when a setting is made

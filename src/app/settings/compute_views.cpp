@@ -7,6 +7,7 @@
 #include "base/prompt/prompt.h"
 #include "constants/catalog/catalog.h"
 #include "constants/catalog/catalog_menu.h"
+#include "platform/fileio/output_folder.h"
 
 namespace kalvor {
 
@@ -63,7 +64,12 @@ class ConstantView final : public ViewOfSettings {
     void load(const Object& object, Context) override { s_.constant = load_constant(object); }
     void save(Object& object) const override { object.add_members(*s_.constant->to_config()); }
     void edit() override {
-        if (auto constant = choose_constant_menu()) s_.constant = std::move(constant);
+        auto constant = choose_constant_menu();
+        if (!constant) return;
+        s_.constant = std::move(constant);
+        // Its bounds may be others.
+        const std::string warning = s_.set_decimal_digits(static_cast<i64>(s_.size.decimal_digits));
+        if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
     }
     std::string display_text() const override { return s_.constant->name_long(); }
     Console::ColorLetter color() const override { return s_.constant->color(); }
@@ -125,7 +131,14 @@ class PathView final : public ViewOfSettings {
     void edit() override {
         Console::print_line("Enter the path to write all output. (e.g. \"C:\" or \"C:/temp\" )");
         Console::print_line("This is where both the digits and the validation file will be written to.");
-        s_.path = Prompt::read_text("Path", 'T');
+        const std::string path = Prompt::read_text("Path", 'T');
+        try {
+            if (!path.empty()) FileIO::prepare_output_folder(path);
+        } catch (const FileIO::FileException&) {
+            Console::print_line("Path is not writable.");
+            return;
+        }
+        s_.path = path;
     }
     std::string display_text() const override { return s_.path.empty() ? "Default Path" : s_.path; }
 

@@ -50,17 +50,11 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
     const std::string& raw = parameters.current_raw();
     if (CommandLine::find_console_option(parameters.current().first)) {
         const std::string text = CommandLine::shown(raw);
-        Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
-                               text + " custom ...\n" + CommandLine::see_help(kPage));
-    } else {
-        Console::print_problem(CommandLine::unknown_option(raw, "an option of \"custom\"",
-                                                           CommandLine::names_of(options), kPage));
+        CommandLine::refuse_word(
+            parameters, "\"" + text + "\" is a console option and stands before the action: kalvor " + text +
+                            " custom ...\n" + CommandLine::see_help(kPage));
     }
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
-    }
-    Console::fatal_exit(1);
+    CommandLine::refuse_option(parameters, "an option of \"custom\"", CommandLine::names_of(options), kPage);
 }
 
 void print_warning(const std::string& warning) {

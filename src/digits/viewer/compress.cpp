@@ -85,10 +85,10 @@ void print_least(u64 least) {
 std::string ask_base() {
     Console::print_line("Enter a name for the digits:", 'w');
     std::string name;
-    while (name.empty()) name = Prompt::read_text("Name: ", 'T');
+    while (name.empty()) name = Prompt::read_text("Name", 'T');
     Console::new_line();
     Console::print_line("Enter the destination path (SPACE for default):", 'w');
-    return destination_folder(Prompt::read_text("Path: ", 'T')) + name;
+    return destination_folder(Prompt::read_text("Path", 'T')) + name;
 }
 
 u64 ask_digits_per_file(u64 end) {

@@ -44,7 +44,7 @@ void extract_txt(BasicDigitReader& reader, const ViewerRunner& runner) {
     const u64 end = Prompt::read_unsigned_in_range("Ending Digit:   ", start, total, 'T');
     Console::print_line("Enter the path of the destination file:", 'w');
     std::string path;
-    while (path.empty()) path = Prompt::read_text("Path: ", 'T');
+    while (path.empty()) path = Prompt::read_text("Path", 'T');
     runner([&](const ViewerRun& run) { extract_txt(reader, start, end, path, run); });
 }
 

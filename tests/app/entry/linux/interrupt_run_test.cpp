@@ -146,6 +146,16 @@ TEST_P(InterruptedLateTest, EndsByTheSignalOrIsComplete) {
     kalvor_test::expect_stopped_or_complete(folder, run.text(), code, 128 + number);
 }
 
+// The short run may end before the interrupt on a fast machine; this one may not.
+TEST(SlowInterruptedLateTest, TheConversionIsStopped) {
+    const TemporaryFolder folder;
+    ProgramOnPipe run(folder, kalvor_test::kLateRun, true);
+    ASSERT_TRUE(run.wait_for(kalvor_test::kLateMoment)) << run.text();
+    run.interrupt(SIGTERM);
+    const int code = run.end();
+    kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + SIGTERM);
+}
+
 INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 
 // A terminal that goes away means nothing to a run that was started not to care.
