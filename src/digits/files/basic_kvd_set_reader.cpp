@@ -57,10 +57,6 @@ void BasicKvdSetReader::take_over(File file) {
     files_.emplace(named_id_, std::move(file));
 }
 
-u64 BasicKvdSetReader::number_of_files() const {
-    return total_digits_ == 0 ? 0 : (total_digits_ - 1) / digits_per_file_ + 1;
-}
-
 u64 BasicKvdSetReader::digits_there() const {
     if (total_digits_ != 0) return total_digits_;
     const std::lock_guard<std::mutex> lock(mutex_);

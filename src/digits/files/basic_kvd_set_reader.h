@@ -28,8 +28,6 @@ class BasicKvdSetReader final : public BasicDigitReader {
     ~BasicKvdSetReader() override;
 
     u64 digits_per_file() const { return digits_per_file_; }
-    // 0 = unknown
-    u64 number_of_files() const;
     // Where the files are looked for, with their final "/", the folder of the named file first.
     std::vector<std::string> search_folders() const;
     void add_search_folder(const std::string& folder);
