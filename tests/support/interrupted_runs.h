@@ -19,6 +19,10 @@ inline constexpr unsigned kShortRunBytes = 5000002;
 inline const std::vector<std::string> kLongRun = {"custom", "pi", "-dec:50m", "-o", "out"};
 inline const std::vector<std::string> kShortRun = {"custom", "pi", "-dec:5m", "-o", "out"};
 
+// At its last phases it has seconds left, so that an interrupt there must stop it.
+inline const std::vector<std::string> kLateRun = {"custom", "pi", "-dec:20m", "-o", "out"};
+inline constexpr const char* kLateMoment = "Base Converting:";
+
 // A moment is what the program has printed by then.
 inline const std::vector<std::string> kMomentsOfLongRun = {
     "Multi-Threading:", "Start Time:", "Working Memory: ", "Twiddle Tables: ", "Begin Computation:"};

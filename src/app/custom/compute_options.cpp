@@ -110,43 +110,16 @@ bool read_compute_option(ComputeChoices& choices, ParameterList& parameters, con
 
 void refuse_compute_option(const ParameterList& parameters, const ComputeOptions& options,
                            const OptionUse& use) {
-    const std::string& raw = parameters.current_raw();
     const std::string action = use.action;
     if (CommandLine::find_console_option(parameters.current().first)) {
-        const std::string text = CommandLine::shown(raw);
-        Console::print_problem("\"" + text + "\" is a console option and stands before the action: kalvor " +
-                               text + " " + action + " ...\n" + CommandLine::see_help(use.page));
-    } else {
-        Console::print_problem(CommandLine::unknown_option(raw, "an option of \"" + action + "\"",
-                                                           CommandLine::names_of(options), use.page));
+        const std::string text = CommandLine::shown(parameters.current_raw());
+        CommandLine::refuse_word(parameters, "\"" + text +
+                                                 "\" is a console option and stands before the action: kalvor " +
+                                                 text + " " + action + " ...\n" + CommandLine::see_help(use.page));
     }
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
-    }
-    Console::fatal_exit(1);
+    CommandLine::refuse_option(parameters, "an option of \"" + action + "\"", CommandLine::names_of(options),
+                               use.page);
 }
-
-namespace {
-
-void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
-    if (!settings.constant->has_extractor())
-        throw InvalidParametersException("", "Option -bbp is only for Pi.");
-    const u64 there = settings.size.hexadecimal_digits;
-    if (settings.bbp_digits <= there) return;
-    throw CommandLine::RefusedException("-bbp: the run has only " + Console::format_commas(there) +
-                                        " hexadecimal digits.\n" + CommandLine::see_help(use.page));
-}
-
-// A check that is left out in silence would be taken for one that was passed.
-void refuse_what_files_cannot_hold(const ComputeSettings& settings, const OptionUse& use) {
-    const char* const option = !settings.log_path.empty() ? "-log" : settings.bbp_digits != 0 ? "-bbp" : "";
-    if (*option == 0) return;
-    throw CommandLine::RefusedException(std::string("-save: a settings file cannot hold ") + option + ".\n" +
-                                        CommandLine::see_help(use.page));
-}
-
-}  // namespace
 
 ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use) {
     ComputeSettings& settings = choices.settings;

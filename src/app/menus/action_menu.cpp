@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "app/menus/not_available.h"
+#include "base/console/console.h"
 #include "base/prompt/prompt.h"
 #include "os/types.h"
 

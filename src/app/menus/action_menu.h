@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "base/names/names.h"
 
 namespace kalvor {

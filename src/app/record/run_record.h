@@ -35,6 +35,8 @@ struct RunChecks {
     u64 products = 0;    // compared with their operands
     u64 numbers = 0;     // compared with the residues that they carried through memory
     u64 errors = 0;      // found, and gone when the operation was done again
+    // Decimal digits that the value's own error leaves certain, when these are not all.
+    std::optional<u64> certain_digits = {};
 };
 
 // What the comparison with known digits found.

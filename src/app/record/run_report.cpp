@@ -90,6 +90,10 @@ std::string checks_text(const RunChecks& checks, bool written) {
     if (written) (checks.files ? done : left_out).push_back("written files (read back)");
     std::string text = done.empty() ? "nothing" : joined(done);
     if (!left_out.empty()) text += "; not checked: " + joined(left_out);
+    if (checks.certain_digits) {
+        text +=
+            "; not certain: the digits behind the first " + Console::format_commas(*checks.certain_digits);
+    }
     return text;
 }
 

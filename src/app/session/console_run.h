@@ -1,9 +1,6 @@
 // A run as the program carries it out: shown on the console, ended by interrupts.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "app/record/run_record.h"
 #include "app/session/authorization_token.h"
 #include "app/settings/compute_settings.h"
@@ -14,8 +11,5 @@ namespace kalvor {
 // line says which files are left, and RunStopped is thrown. A run that does not stop in time ends the process
 // from another thread, with the same line. While it lasts interrupts are taken from the process.
 RunRecord run_on_console(ComputeSettings settings, const AuthorizationToken& token);
-
-// "Interrupted. Kept: a, b" or "Interrupted. Nothing was kept."
-std::string interrupted_text(const std::vector<std::string>& kept);
 
 }  // namespace kalvor

@@ -57,7 +57,8 @@ class NormalFloatSession {
 
     // Any thread.
     void request_stop() noexcept { monitor_.stop.request(); }
-    bool stop_requested() const noexcept { return monitor_.stop.requested(); }
+    // Whatever carries the run out may ask it to stop.
+    RunMonitor& monitor() noexcept { return monitor_; }
     const FileLedger& files() const { return files_; }
 
     // The session's random seed: fixed once. Throws InvalidParametersException "Cannot set to different

@@ -102,7 +102,7 @@ void NormalFloatSessionB::compute() {
 #endif
         value.seal(parallel());
     }
-    warn_of_lost_digits(error, settings().size.decimal_digits, status());
+    certain_digits_ = warn_of_lost_digits(error, settings().size.decimal_digits, status());
 }
 
 void NormalFloatSessionB::convert() {
@@ -119,6 +119,7 @@ void NormalFloatSessionB::add_checks(RunChecks& checks) const {
     const SeriesBlocks blocks = plan_.constant->series_blocks();
     checks.series_blocks = blocks.all;
     checks.series_checked = blocks.checked;
+    checks.certain_digits = certain_digits_;
 }
 
 void NormalFloatSessionB::release() noexcept {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "app/session/memory_plan.h"
 #include "app/session/normal_float_session.h"
@@ -35,6 +36,7 @@ class NormalFloatSessionB : public NormalFloatSession {
     struct Memory;
 
     const RunPlan plan_;
+    std::optional<u64> certain_digits_;   // when these are not all
     std::unique_ptr<Memory> memory_;      // while it runs
     std::unique_ptr<DigitStage> digits_;  // from the conversion on
 };

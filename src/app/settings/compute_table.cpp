@@ -83,7 +83,7 @@ SettingsTable make_table() {
                    &S::enable_hex),
         {.of = algorithm_setting(),
          .member = "Constant",
-         .values = "token",
+         .values = "token, and for \"sqrt\" Argument : integer",
          .menu_number = 2,
          .option = {{"-algorithm", ":<name>", "by name or number (from 0)", "",
                      S().constant->algorithm_tokens().front(), true},

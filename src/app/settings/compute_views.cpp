@@ -64,7 +64,12 @@ class ConstantView final : public ViewOfSettings {
     void load(const Object& object, Context) override { s_.constant = load_constant(object); }
     void save(Object& object) const override { object.add_members(*s_.constant->to_config()); }
     void edit() override {
-        if (auto constant = choose_constant_menu()) s_.constant = std::move(constant);
+        auto constant = choose_constant_menu();
+        if (!constant) return;
+        s_.constant = std::move(constant);
+        // Its bounds may be others.
+        const std::string warning = s_.set_decimal_digits(static_cast<i64>(s_.size.decimal_digits));
+        if (!warning.empty()) Console::labelled_line("Warning", warning, 'Y');
     }
     std::string display_text() const override { return s_.constant->name_long(); }
     Console::ColorLetter color() const override { return s_.constant->color(); }
@@ -129,10 +134,11 @@ class PathView final : public ViewOfSettings {
         const std::string path = Prompt::read_text("Path", 'T');
         try {
             FileIO::prepare_output_folder(path);
-            s_.path = path;
         } catch (const FileIO::FileException&) {
             Console::print_line("Path is not writable.");
+            return;
         }
+        s_.path = path;
     }
     std::string display_text() const override { return s_.path.empty() ? "Default Path" : s_.path; }
 

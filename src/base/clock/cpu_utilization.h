@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/clock/timer.h"
-#include "base/console/console.h"
+#include "base/console/colors.h"
 #include "os/types.h"
 
 namespace trel {

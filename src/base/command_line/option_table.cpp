@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/command_line/refusal.h"
 #include "base/command_line/shown_text.h"
 #include "base/command_line/suggestion.h"
 #include "base/command_line/value_text.h"
@@ -17,6 +18,15 @@ std::string and_then(const std::string& sentence) {
 }
 
 }  // namespace
+
+void refuse_option(const ParameterList& parameters, const std::string& what,
+                   const std::vector<std::string>& names, const std::string& page) {
+    refuse_word(parameters, unknown_option(parameters.current_raw(), what, names, page));
+}
+
+void refuse_word(const ParameterList& parameters, const std::string& words) {
+    throw RefusedException(words + "\n\nInvalid Parameter: " + shown(parameters.current_raw()));
+}
 
 std::string see_help(const std::string& page) {
     return "See \"kalvor " + page + "\".";

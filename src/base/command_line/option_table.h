@@ -77,6 +77,11 @@ std::string unusable_value(const OptionText& option, const std::string& value,
 // table.
 std::string unknown_option(const std::string& raw, const std::string& what,
                            const std::vector<std::string>& names, const std::string& page);
+// Refuses the current word with that, and with the line "Invalid Parameter: ..." below it.
+[[noreturn]] void refuse_option(const ParameterList& parameters, const std::string& what,
+                                const std::vector<std::string>& names, const std::string& page);
+// The same with other words before that line.
+[[noreturn]] void refuse_word(const ParameterList& parameters, const std::string& words);
 // `See "kalvor help custom".` for the page "help custom".
 std::string see_help(const std::string& page);
 

@@ -29,7 +29,9 @@ i128 ask_in_range(const char* function, std::string_view prompt, i128 low, i128 
 }  // namespace
 
 std::string read_text(std::string_view prompt, Console::ColorLetter color) {
-    return ask("Prompt::read_text()", prompt, color);
+    std::string text(prompt);
+    if (!text.empty() && text.back() != ' ') text += ": ";
+    return ask("Prompt::read_text()", text, color);
 }
 
 i64 read_integer_in_range(std::string_view prompt, i64 low, i64 high, Console::ColorLetter color) {

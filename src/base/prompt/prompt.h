@@ -14,6 +14,7 @@
 
 namespace trel::Prompt {
 
+// prompt: what is asked for; ": " follows unless it ends in a blank.
 std::string read_text(std::string_view prompt, Console::ColorLetter color);
 
 // Ask again until the number (parse_number) lies in [low, high].

@@ -15,6 +15,8 @@
 
 namespace trel {
 
+// load() and edit() change what the setting works on; the const members only read it. A list of a const
+// object's settings is used for those alone.
 class Setting {
   public:
     virtual ~Setting() = default;

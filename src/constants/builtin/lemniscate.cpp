@@ -8,57 +8,43 @@
 #include "base/errors/exceptions.h"
 #include "base/status/status_scope.h"
 #include "constants/builtin/arcsinlemn.h"
+#include "constants/evaluator/two_operands.h"
 #include "constants/formulas/build.h"
 #include "constants/formulas/formula_evaluator.h"
 
 namespace kalvor {
 namespace {
 
-// The sum or difference of two arcsines. The first waits in the buffer of the result. Working memory:
-//
-//   [all that the first takes]
-//   [the second][all that it takes]
+// The sum or difference of two arcsines. The second is added to the first where that has waited.
 class LemniscateMachin final : public Evaluator {
   public:
     LemniscateMachin(const ArcSinlemn& first, const ArcSinlemn& second, bool subtract, std::string label,
                      const EvaluatorRequest& request)
-        : first_(first.make_evaluator(request)),
-          second_(second.make_evaluator(request)),
-          first_label_(text_of(first, "")),
-          second_label_(text_of(second, subtract ? "-" : "")),
+        : operands_(request, first, second, TwoOperands::PlanFirst::second),
+          words_{"the first arcsine, which waited for the second", text_of(first, ""),
+                 text_of(second, subtract ? "-" : "")},
           subtract_(subtract),
-          label_(std::move(label)) {
-        const u64 words = round_up_8(second_->needs().result_words);
-        needs_ = first_->needs().maximum(second_->needs().above(words));
+          label_(std::move(label)),
+          needs_(operands_.needs()) {
         // A word for the carry of the sum.
-        needs_.result_words = first_->needs().result_words + 1;
+        needs_.result_words++;
     }
 
     const Needs& needs() const override { return needs_; }
     std::string label() const override { return label_; }
-    SeriesBlocks series_blocks() const override { return first_->series_blocks() + second_->series_blocks(); }
-    std::vector<WorkPhase> work() const override {
-        std::vector<WorkPhase> phases = first_->work();
-        for (WorkPhase& phase : second_->work()) phases.push_back(std::move(phase));
-        return phases;
-    }
+    SeriesBlocks series_blocks() const override { return operands_.series_blocks(); }
+    std::vector<WorkPhase> work() const override { return operands_.work(); }
 
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.Status_Line(label_);
-        status.Status_Line(first_label_);
-        const ErrorBound first_error = first_->run(context, status, result);
-        AlignedBufferC memory = context.scratch;
-        BigFloat second = carve<BigFloat>(memory, second_->needs().result_words);
-        status.Status_Line(second_label_);
-        const ErrorBound second_error = second_->run(context.with_scratch(memory), status, second);
-        result.verify(context.parallel, "the first arcsine, which waited for the second");
+        const OperandValues values = operands_.run(context, status, result, words_);
         StatusSection section(status, "Accumulate...");
         StatusFrame frame(section.node(), "Adding: ");
         const i64 bottom = result.exp;
-        combine_ip(context.parallel, result, second, subtract_);
+        combine_ip(context.parallel, result, values.second, subtract_);
         // Words of the second below the first one's are dropped.
         const ErrorBound dropped = ErrorBound::within(PowerOfTwo{bottom, 0});
-        return first_error + second_error + dropped;
+        return ErrorBound::sum({values.first_error, values.second_error, dropped});
     }
 
   private:
@@ -67,8 +53,8 @@ class LemniscateMachin final : public Evaluator {
         return sign + std::to_string(term.coefficient()) + " ArcSinlemn( " + term.argument_text() + " ):";
     }
 
-    const std::unique_ptr<Evaluator> first_, second_;
-    const std::string first_label_, second_label_;
+    const TwoOperands operands_;
+    const TwoOperands::Words words_;
     const bool subtract_;
     const std::string label_;
     Needs needs_;

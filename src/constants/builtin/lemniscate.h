@@ -9,7 +9,7 @@
 
 namespace kalvor {
 
-enum class LemniscateAlgorithm { agm_pi = 0, gauss = 1, sebah = 2 };
+enum class LemniscateAlgorithm { agm_pi, gauss, sebah };
 
 class Lemniscate final : public EvaluatorFactory {
   public:

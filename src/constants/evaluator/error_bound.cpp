@@ -85,6 +85,18 @@ ErrorBound ErrorBound::operator+(const ErrorBound& other) const {
     return within(std::max(limit, other.limit).shifted(1));
 }
 
+// n terms of at most the largest of them.
+ErrorBound ErrorBound::sum(std::span<const ErrorBound> terms) {
+    ErrorBound all;
+    u64 n = 0;
+    for (const ErrorBound& term : terms) {
+        if (term.exact) continue;
+        if (term.is_unlimited()) return term;
+        all = within(n++ == 0 ? term.limit : std::max(all.limit, term.limit));
+    }
+    return n < 2 ? all : all.shifted(static_cast<i64>(std::bit_width(n - 1)));
+}
+
 ErrorBound ErrorBound::shifted(i64 bits) const {
     return exact || is_unlimited() ? *this : within(limit.shifted(bits));
 }

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <compare>
+#include <initializer_list>
+#include <span>
 
 #include "arith/bigfloat/big_float.h"
 #include "base/names/names.h"
@@ -43,6 +45,11 @@ struct ErrorBound {
     bool is_unlimited() const;
     // That of a sum or difference of two values.
     ErrorBound operator+(const ErrorBound& other) const;
+    // That of a sum of many values: + from term to term would lose a bit with each.
+    static ErrorBound sum(std::span<const ErrorBound> terms);
+    static ErrorBound sum(std::initializer_list<ErrorBound> terms) {
+        return sum(std::span<const ErrorBound>(terms.begin(), terms.size()));
+    }
     // That of the value times 2^bits, and times a word.
     ErrorBound shifted(i64 bits) const;
     ErrorBound times_word(Word w) const;
@@ -55,15 +62,15 @@ struct Approximation {
 };
 
 // What the errors of the operands make of an operation that is done exactly. Its own rounding is added to
-// that (of_words). T: the result.
+// that (of_words).
 ErrorBound product_error(const Approximation& x, const Approximation& y);
 // x / y; unlimited where y may be zero.
 ErrorBound quotient_error(const Approximation& x, const Approximation& y);
-// x^n, n != 0.
+// T = x^n, n != 0.
 ErrorBound power_error(const BigFloat& T, const Approximation& x, i64 n);
-// x^(1/n) and x^(-1/n), n >= 2.
+// T = x^(1/n) or x^(-1/n), n >= 2.
 ErrorBound root_error(const BigFloat& T, const Approximation& x);
-// AGM(x, y).
+// T = AGM(x, y).
 ErrorBound mean_error(const BigFloat& T, const Approximation& x, const Approximation& y);
 // ln x.
 ErrorBound logarithm_error(const Approximation& x);

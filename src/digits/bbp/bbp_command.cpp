@@ -1,7 +1,6 @@
 #include "digits/bbp/bbp_command.h"
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "digits/bbp/bbp_console_run.h"
@@ -51,17 +50,6 @@ void set_modes(BBPSettings& settings, const std::string& letters) {
     settings.modes = modes;
 }
 
-[[noreturn]] void refuse_option(const ParameterList& parameters) {
-    const std::string& raw = parameters.current_raw();
-    Console::print_problem(CommandLine::unknown_option(raw, "an option of \"bbp\"",
-                                                       CommandLine::names_of(bbp_option_table()), kPage));
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
-    }
-    Console::fatal_exit(1);
-}
-
 }  // namespace
 
 const OptionTable<BBPSettings>& bbp_option_table() {
@@ -101,7 +89,10 @@ BBPSettings parse_bbp_options(ParameterList& parameters) {
     BBPSettings settings;
     for (; parameters.has_more(); parameters.advance()) {
         const auto* const option = find_option(bbp_option_table(), parameters.current().first);
-        if (!option) refuse_option(parameters);
+        if (!option) {
+            CommandLine::refuse_option(parameters, "an option of \"bbp\"",
+                                       CommandLine::names_of(bbp_option_table()), kPage);
+        }
         read_option(*option, settings, parameters, kPage, Console::print_problem);
     }
     return settings;

@@ -1,9 +1,9 @@
 #include "digits/bbp/bbp_console_run.h"
 
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/names/names.h"
 #include "base/status/linear_console_node.h"
+#include "digits/output/interrupted.h"
 #include "platform/parallel/interruptible_run.h"
 
 namespace kalvor::BBPv2 {
@@ -20,17 +20,15 @@ void run_on_console(BBPSession& session) {
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     bool stopped = false;
     try {
-        stopped = run_interruptible(monitor, [&] { session.run(console, monitor); });
+        stopped = run_interruptible(
+            monitor, [&] { session.run(console, monitor); }, [&] { end_busy_run("Interrupted.", console); });
     } catch (...) {
         monitor.warnings.report(console);
         throw;
     }
     if (!stopped) return;
-    Console::set_color('w');
-    Console::new_line();
-    Console::print_line("Interrupted. " + Console::format_fixed(session.percent_done(), 2) +
-                        " % of the terms were summed.");
-    Console::flush();
+    print_interrupted("Interrupted. " + Console::format_fixed(session.percent_done(), 2) +
+                      " % of the terms were summed.");
     throw RunStopped();
 }
 

@@ -80,6 +80,11 @@ const FractionFloat& BBPSession::total() const {
     return *total_;
 }
 
+const SessionCalls& SessionCalls::of_this_machine() {
+    static const SessionCalls calls;
+    return calls;
+}
+
 double BBPSession::percent_done() const {
     return 100 * static_cast<double>(n_done_) / n_terms();
 }

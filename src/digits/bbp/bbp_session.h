@@ -33,6 +33,8 @@ struct BBPSettings {
 struct SessionCalls {
     u64 (*ticks)() = os::performance_counter;  // measures the time; 0: the clock cannot be read
     os::OsError (*set_affinity)(const std::vector<u32>&) = os::set_thread_affinity;
+
+    static const SessionCalls& of_this_machine();
 };
 
 class BBPSession {
@@ -50,7 +52,8 @@ class BBPSession {
 
     // Sums all sub-sums and reports: settings, sub-sums, times, digits. Throws RunStopped when the monitor
     // asks for it, and InvalidParametersException with cannot_start().
-    void run(Status& status, RunMonitor& monitor, const SessionCalls& calls = {});
+    void run(Status& status, RunMonitor& monitor,
+             const SessionCalls& calls = SessionCalls::of_this_machine());
 
     // The total of the last run: every bit is defined by formula, offset and number of digits. Throws
     // InvalidParametersException "There is no total." before a run and after one that did not come to its

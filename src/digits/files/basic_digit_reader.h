@@ -35,6 +35,11 @@ class BasicDigitReader {
     // 0 = unknown
     virtual u64 total_digits() const = 0;
     virtual bool is_in_range(u64 start, u64 count) const;
+    // Throws what a load of the range would throw because of files that are missing or too short, before
+    // anything is done with it.
+    virtual void require(u64 /*start*/, u64 /*count*/) const {}
+    // What the paths of its files begin with; of a single file, its path. Empty: they are not known.
+    virtual std::string source() const { return {}; }
     // Bytes of scratch with which `count` digits are read at once, or as many of them as `limit` bytes allow.
     virtual u64 buffer_size(u64 count, u64 limit) const = 0;
 

@@ -57,10 +57,6 @@ void BasicKvdSetReader::take_over(File file) {
     files_.emplace(named_id_, std::move(file));
 }
 
-u64 BasicKvdSetReader::number_of_files() const {
-    return total_digits_ == 0 ? 0 : (total_digits_ - 1) / digits_per_file_ + 1;
-}
-
 u64 BasicKvdSetReader::digits_there() const {
     if (total_digits_ != 0) return total_digits_;
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -192,6 +188,11 @@ u64 BasicKvdSetReader::buffer_size(u64 count, u64 limit) const {
 void BasicKvdSetReader::check_range(u64 start, u64 count) const {
     const bool is_out = total_digits_ != 0 ? !BasicDigitReader::is_in_range(start, count) : count > ~start;
     if (is_out) throw InvalidParametersException("BasicKvdSetReader::load_stats()", "Out of range.");
+}
+
+void BasicKvdSetReader::require(u64 start, u64 count) const {
+    check_range(start, count);
+    make_commands(start, count);
 }
 
 // All files that a range needs are there, or all that are missing are named at once.

@@ -28,8 +28,6 @@ class BasicKvdSetReader final : public BasicDigitReader {
     ~BasicKvdSetReader() override;
 
     u64 digits_per_file() const { return digits_per_file_; }
-    // 0 = unknown
-    u64 number_of_files() const;
     // Where the files are looked for, with their final "/", the folder of the named file first.
     std::vector<std::string> search_folders() const;
     void add_search_folder(const std::string& folder);
@@ -43,6 +41,8 @@ class BasicKvdSetReader final : public BasicDigitReader {
     u64 total_digits() const override { return total_digits_; }
     // With an unknown total: when every file that is needed opens.
     bool is_in_range(u64 start, u64 count) const override;
+    void require(u64 start, u64 count) const override;
+    std::string source() const override { return open_ ? std::string() : directory_ + base_name_; }
     u64 buffer_size(u64 count, u64 limit) const override;
     // Use the tasks that they are given. Throw InvalidParametersException "Out of range." beyond a known
     // total, FileException "Missing required files." (behind a list of their names), "This

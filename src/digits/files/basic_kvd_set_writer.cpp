@@ -5,6 +5,7 @@
 
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_kvd_set_reader.h"
+#include "digits/files/failed_closing.h"
 
 namespace kalvor {
 
@@ -145,7 +146,7 @@ BasicKvdSetWriter::~BasicKvdSetWriter() {
     try {
         close();
     } catch (const Exception& error) {
-        error.print();
+        warn_of_failed_closing(warnings_, error);
     }
 }
 
@@ -258,6 +259,15 @@ void BasicKvdSetWriter::finish() {
         throw FileException("BasicKvdSetWriter::finish()", "Not all digits were written.",
                             BasicKvdFileWriter::incomplete_path(KvdSetFiles::file_base(files_.base(), id)));
     }
+    finish_locked();
+}
+
+void BasicKvdSetWriter::finish_begun() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!is_finished_ && !is_closed_) finish_locked();
+}
+
+void BasicKvdSetWriter::finish_locked() {
     for (const auto& [id, writer] : writers_) {
         watch(files_, writer->file(), [&, &file = writer] { file->finish(); });
     }

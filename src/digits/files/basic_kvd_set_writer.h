@@ -77,7 +77,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix, u64 digits_per_file,
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr);
-    // Closes. Throws nothing: the report of what goes wrong is printed.
+    // Closes. Throws nothing: what goes wrong is a warning of the run.
     ~BasicKvdSetWriter() override;
 
     // What the constructor makes of digits_per_file 0.
@@ -95,6 +95,8 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
 
     // Every file of the total; without one, every file that was begun.
     void finish() override;
+    // The files that were begun, and no others: of a part of a set.
+    void finish_begun();
     std::unique_ptr<BasicDigitReader> read_back() override;
     // In ascending order.
     void publish() override;
@@ -113,6 +115,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     template <class Store>
     void make_commands(u64 start, u64 count, Store store);
     Writer writer(u64 id);
+    void finish_locked();
     void let_go_of_files();
     void rest_windows(u64 used, bool is_complete);
 

@@ -23,6 +23,7 @@ class BasicTextReader final : public BasicDigitReader {
 
     std::string first_digits() const override { return head_; }
     u64 total_digits() const override { return total_digits_; }
+    std::string source() const override { return file_->path(); }
     u64 buffer_size(u64 count, u64 limit) const override;
 
     // Throw InvalidParametersException "Out of range." or "Invalid Digit", FileException "Incomplete read.",

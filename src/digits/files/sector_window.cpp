@@ -5,6 +5,7 @@
 
 #include "base/command_line/shown_text.h"
 #include "base/errors/exceptions.h"
+#include "digits/files/failed_closing.h"
 
 namespace kalvor {
 
@@ -41,7 +42,7 @@ SectorWindow::~SectorWindow() {
             end(own_ != nullptr);
         }
     } catch (const Exception& error) {
-        error.print();
+        warn_of_failed_closing(warnings_, error);
     }
 }
 

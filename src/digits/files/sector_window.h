@@ -41,7 +41,7 @@ class SectorWindow {
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
                  DigitFileShape shape, u64 window_bytes, Warnings* warnings);
     // close(), but a complete file that is not owned keeps its incomplete name: nobody has checked it. Throws
-    // nothing: the report of what goes wrong is printed.
+    // nothing: what goes wrong is a warning of the run.
     ~SectorWindow();
     SectorWindow(const SectorWindow&) = delete;
     SectorWindow& operator=(const SectorWindow&) = delete;

@@ -3,6 +3,7 @@
 #include "base/command_line/shown_text.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "digits/output/free_space.h"
 #include "digits/output/replacement.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/output_folder.h"
@@ -20,12 +21,6 @@ constexpr int kUnattendedAttempts = 10;
 constexpr double kSecondsUnattended = 60;
 // Answers may come from a program that never stops.
 constexpr double kSecondsAfterAnAnswer = 1;
-
-// Inside a sentence.
-std::string bytes_text(u64 bytes) {
-    const std::string text = Console::format_bytes(bytes);
-    return text.substr(text.find_first_not_of(' '));
-}
 
 const DigitFormat& format_of(const OutputFiles::Request& request) {
     return digit_format(request.format);
@@ -54,13 +49,6 @@ Replacement check_target(const std::string& folder, const OutputFiles::Request& 
         if (!all.digits && one.digits != 0) all.digits = one.digits;
     }
     return all;
-}
-
-// Empty when the volume has the space, or does not say.
-std::string shortage(const os::VolumeSpace& space, u64 needed) {
-    if (space.error || space.free_bytes >= needed) return "";
-    return "There is too little space on the volume " + shown_path(space.volume) + ": the digits need " +
-           bytes_text(needed) + ", " + bytes_text(space.free_bytes) + " are free.";
 }
 
 [[noreturn]] void refuse_shortage(const std::string& text, const std::string& folder) {

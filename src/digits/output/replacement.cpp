@@ -15,10 +15,6 @@ using FileIO::FileException;
 
 namespace {
 
-constexpr const char* kReplaceFunction = "OutputFiles()";
-constexpr const char* kWayOut =
-    " Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
-
 // The digits of a file that can be read; nothing when it is not a digit file.
 std::optional<u64> digits_of(const DigitFormat& format, const std::string& path, u8 radix,
                              std::optional<u64> of_set, const FileCalls& calls) {
@@ -33,23 +29,23 @@ std::optional<u64> digits_of(const DigitFormat& format, const std::string& path,
 }  // namespace
 
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
-                              bool overwrite, const FileCalls& calls, std::optional<u64> of_set) {
+                              bool overwrite, const FileCalls& calls, std::optional<u64> of_set,
+                              const ReplacementWords& words) {
     const os::OpenedFile old = calls.open(path.c_str(), os::FileAccess::read, {});
     if (old.error.category == os::ErrorCategory::not_found) return {};
     if (old.error.category == os::ErrorCategory::sharing) {
-        throw FileException(kReplaceFunction,
+        throw FileException(words.function,
                             "Another program is writing this file. Wait until it has ended, or choose "
                             "another folder.",
                             path, old.error.code);
     }
     if (old.error && os::is_folder(path.c_str())) {
-        throw FileException(kReplaceFunction,
-                            "A folder has the name of the digit file. Choose another folder.", path,
-                            old.error.code);
+        throw FileException(words.function, "A folder has the name of the digit file. Choose another folder.",
+                            path, old.error.code);
     }
     const bool unreadable = old.error.category == os::ErrorCategory::access_denied;
     if (old.error && !unreadable) {
-        throw FileIO::file_error(kReplaceFunction, "The digit file cannot be replaced.", path, old.error);
+        throw FileIO::file_error(words.function, "The digit file cannot be replaced.", path, old.error);
     }
     bool empty = false;
     if (!old.error) {
@@ -63,19 +59,21 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
                                                   : digits_of(format, path, radix, of_set, calls);
     if (!overwrite) {
         if (read_only) {
-            throw FileException(kReplaceFunction,
-                                std::string("The digit file that is there is read-only.") + kWayOut, path);
+            throw FileException(
+                words.function,
+                std::string("The digit file that is there is read-only.") + " " + words.way_out, path);
         }
         if (!there) {
-            throw FileException(
-                kReplaceFunction,
-                std::string("The file that is there holds something other than digits.") + kWayOut, path);
+            throw FileException(words.function,
+                                std::string("The file that is there holds something other than digits.") +
+                                    " " + words.way_out,
+                                path);
         }
         if (*there > digits) {
-            throw FileException(kReplaceFunction,
+            throw FileException(words.function,
                                 "The digit file already there is longer: it has " +
-                                    Console::format_commas(*there) + " digits, this run makes " +
-                                    Console::format_commas(digits) + "." + kWayOut,
+                                    Console::format_commas(*there) + " digits, " + words.maker + " " +
+                                    Console::format_commas(digits) + ". " + words.way_out,
                                 path);
         }
     }

@@ -16,6 +16,14 @@ struct Replacement {
     std::string remark;         // "Replacing <path> (1,000,000 digits)."; empty: nothing is there
 };
 
+// How a refusal speaks of whoever wants to write.
+struct ReplacementWords {
+    const char* function = "OutputFiles()";
+    const char* maker = "this run makes";  // so many digits
+    const char* way_out =
+        "Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
+};
+
 // Whether a run may put a file of `digits` digits under that name, and what it then replaces. Throws
 // FileException: for a longer file, one that is not a digit file, and one that must not be written or cannot
 // be read, unless `overwrite`; for a folder and a file that is being written in any case. `of_set`: what
@@ -23,6 +31,6 @@ struct Replacement {
 Replacement check_replacement(const DigitFormat& format, const std::string& path, u8 radix, u64 digits,
                               bool overwrite,
                               const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine(),
-                              std::optional<u64> of_set = {});
+                              std::optional<u64> of_set = {}, const ReplacementWords& words = {});
 
 }  // namespace kalvor

@@ -7,6 +7,7 @@
 #include "base/console/format.h"
 #include "base/prompt/prompt.h"
 #include "digits/files/basic_kvd_set_writer.h"
+#include "digits/files/digit_sink.h"
 #include "digits/viewer/target.h"
 #include "digits/viewer/transfer.h"
 #include "digits/viewer/view_range.h"
@@ -22,23 +23,56 @@ std::string path_of(const CompressTarget& target, u64 id) {
     return BasicKvdFileWriter::final_path(KvdSetFiles::file_base(target.base, id));
 }
 
+// Files that are made and reserved before the first digit is moved; more of them would be too many handles.
+constexpr u64 kReservedFiles = 64;
+
 // Digits from + 1 ... to, which are those of the files first ... last.
-void compress_range(BasicDigitReader& reader, u64 from, u64 to, u64 total, u64 first, u64 last,
-                    const CompressTarget& target, const ViewerRun& run) {
-    // What is there is measured as a whole, so what is made counts as a whole too.
-    const u64 digits = total == 0 ? to : total;
-    if (!is_accessible(reader, from, to - from)) return;
-    std::optional<u64> of_set;
-    for (u64 id = first; id <= last; id++) {
-        announce_replacement(kKvdFormat, path_of(target, id), reader.radix(), digits, run, of_set);
-        if (id == last) break;  // of all ids
+struct FileRange {
+    u64 from, to, first, last;
+};
+
+void reserve(KvdSetFiles& files, const FileRange& range, u64 digits_per_file, u8 radix,
+             const ViewerRun& run) {
+    const auto bytes_of = [&](u64 digits) { return digit_format(kKvdFormat).most_bytes({radix, digits}); };
+    const u64 in_last = range.to - range.last * digits_per_file;
+    require_space(files.base(), (range.last - range.first) * bytes_of(digits_per_file) + bytes_of(in_last),
+                  run);
+    const u64 end = range.last - range.first < kReservedFiles ? range.last : range.first + kReservedFiles - 1;
+    for (u64 id = range.first; id <= end; id++) {
+        FileIO::PublishedFile& file = files.file(id);
+        require_reserved(file.reserve(bytes_of(id == range.last ? in_last : digits_per_file)),
+                         file.draft_path());
     }
-    BasicKvdSetWriter writer(target.base, reader.first_digits(), reader.radix(), target.digits_per_file,
-                             total, SectorWindow::kDefaultBytes, warnings_of(run), run.files);
-    transfer(reader, from, to - from, writer, 0, run, print_offset);
-    writer.close();
-    print_written(first == last ? path_of(target, first)
-                                : path_of(target, first) + " ... " + path_of(target, last));
+}
+
+// total: of the number, 0 = unknown.
+void compress_range(BasicDigitReader& reader, const FileRange& range, u64 total, const CompressTarget& target,
+                    const ViewerRun& run) {
+    const u64 count = range.to - range.from;
+    if (!is_accessible(reader, range.from, count, run)) return;
+    require_other_files(reader, target.base + " - ");
+    // What is there is measured as a whole, so what is made counts as a whole too.
+    const u64 digits = total == 0 ? range.to : total;
+    std::optional<u64> of_set;
+    for (u64 id = range.first; id <= range.last; id++) {
+        run.parallel.poll();
+        announce_replacement(kKvdFormat, path_of(target, id), reader.radix(), digits, run, of_set);
+        if (id == range.last) break;  // of all ids
+    }
+    KvdSetFiles files(target.base, run.files);
+    files.ask_again(FileIO::ask_again_through(run.status, run.terminal));
+    files.on_begun([&](const FileIO::PublishedFile& file) { note_begun(run, file.draft_path()); });
+    BasicKvdSetWriter writer(files, reader.first_digits(), reader.radix(), target.digits_per_file, total,
+                             SectorWindow::kDefaultBytes, warnings_of(run));
+    reserve(files, range, writer.digits_per_file(), reader.radix(), run);
+    const DigitRangeStats stats = transfer(reader, range.from, count, writer, 0, run,
+                                           [&](u64 position) { print_offset(run, position); });
+    writer.finish_begun();
+    check_written(*writer.read_back(), range.from, count, stats, run);
+    writer.publish();
+    for (const auto& [id, file] : files.files()) note_named(run, file->draft_path(), file->final_path());
+    const std::string first = path_of(target, range.first);
+    print_written(run, range.first == range.last ? first : first + " ... " + path_of(target, range.last));
 }
 
 void print_least(u64 least) {
@@ -51,10 +85,10 @@ void print_least(u64 least) {
 std::string ask_base() {
     Console::print_line("Enter a name for the digits:", 'w');
     std::string name;
-    while (name.empty()) name = Prompt::read_text("Name: ", 'T');
+    while (name.empty()) name = Prompt::read_text("Name", 'T');
     Console::new_line();
     Console::print_line("Enter the destination path (SPACE for default):", 'w');
-    return destination_folder(Prompt::read_text("Path: ", 'T')) + name;
+    return destination_folder(Prompt::read_text("Path", 'T')) + name;
 }
 
 u64 ask_digits_per_file(u64 end) {
@@ -74,18 +108,18 @@ std::string destination_folder(const std::string& answer) {
 
 void compress_all(BasicDigitReader& reader, u64 end, const CompressTarget& target, const ViewerRun& run) {
     const u64 D = target.digits_per_file == 0 ? BasicKvdSetWriter::single_file(end) : target.digits_per_file;
-    compress_range(reader, 0, end, end, 0, (end - 1) / D, target, run);
+    compress_range(reader, {0, end, 0, (end - 1) / D}, end, target, run);
 }
 
 void compress_partial(BasicDigitReader& reader, u64 first_id, u64 last_id, const CompressTarget& target,
                       const ViewerRun& run) {
     const u64 total = effective_total(reader), D = target.digits_per_file;
     if (u128(first_id) * D >= total) {
-        Console::error_line("No Digits to Recompress.");
+        run.status.Warning("No Digits to Recompress.");
         return;
     }
     const u64 to = static_cast<u64>(std::min<u128>(total, u128(D) * (u128(last_id) + 1)));
-    compress_range(reader, first_id * D, to, reader.total_digits(), first_id, (to - 1) / D, target, run);
+    compress_range(reader, {first_id * D, to, first_id, (to - 1) / D}, reader.total_digits(), target, run);
 }
 
 void compress_all(BasicDigitReader& reader, const ViewerRunner& runner) {

@@ -21,8 +21,8 @@ std::string destination_folder(const std::string& answer);
 
 // Digits 1 ... end. Throws what reader and writer throw, and FileException where a file must not be replaced.
 void compress_all(BasicDigitReader& reader, u64 end, const CompressTarget& target, const ViewerRun& run);
-// The files first_id ... last_id of the reader's number, cut into digits_per_file; or that there are none of
-// its digits in them.
+// The files first_id ... last_id of the reader's number, cut into digits_per_file; or says that none of its
+// digits are in them.
 void compress_partial(BasicDigitReader& reader, u64 first_id, u64 last_id, const CompressTarget& target,
                       const ViewerRun& run);
 

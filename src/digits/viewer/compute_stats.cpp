@@ -38,26 +38,26 @@ u64 top_hash(const std::string& first_digits, u8 radix) {
 void compute_stats(BasicDigitReader& reader, u64 start, u64 end, const ViewerRun& run) {
     const std::string from = Console::format_commas(start);
     const u64 count = end - start + 1;
-    Console::new_line();
-    Console::print_line("Processing " + Console::format_commas(count) + " digits...");
-    Console::print_line("    From: " + from);
-    Console::print_line("    To  : " + Console::format_commas(end));
-    Console::new_line();
-    if (!is_accessible(reader, start - 1, count)) return;
+    run.status.Status_Line("");
+    run.status.Status_Line("Processing " + Console::format_commas(count) + " digits...");
+    run.status.Status_Line("    From: " + from);
+    run.status.Status_Line("    To  : " + Console::format_commas(end));
+    run.status.Status_Line("");
+    if (!is_accessible(reader, start - 1, count, run)) return;
     const u64 top = top_hash(reader.first_digits(), reader.radix());
     DigitRangeStats stats(reader.radix());
     transfer(reader, start - 1, count, stats, run, [&](u64 position) {
-        Console::labelled_line("Current Offset", Console::format_commas(position), 'T');
+        print_label(run, "Current Offset", Console::format_commas(position), 'T');
         if (start == 1) {
             const u64 whole = digit_hash(top, stats.hash, reader.radix(), position);
-            Console::labelled_line("Hash(start - current)", Console::format_number(whole), 'Y');
+            print_label(run, "Hash(start - current)", Console::format_number(whole), 'Y');
         }
-        Console::labelled_line("Hash(" + from + " - current)  ", Console::format_number(stats.hash), 'Y');
-        Console::labelled_line("Digit Counts (" + from + " - current)", counts_text(stats.counts), 'G');
-        Console::new_line();
+        print_label(run, "Hash(" + from + " - current)  ", Console::format_number(stats.hash), 'Y');
+        print_label(run, "Digit Counts (" + from + " - current)", counts_text(stats.counts), 'G');
+        run.status.Status_Line("");
     });
-    Console::print_line("Hash(A - B) are the digits from A - B as an integer modulo (2^61 - 1).");
-    Console::new_line();
+    run.status.Status_Line("Hash(A - B) are the digits from A - B as an integer modulo (2^61 - 1).");
+    run.status.Status_Line("");
 }
 
 void compute_stats(BasicDigitReader& reader, const ViewerRunner& runner) {

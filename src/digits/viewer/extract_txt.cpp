@@ -2,7 +2,7 @@
 
 #include "base/console/console.h"
 #include "base/prompt/prompt.h"
-#include "digits/files/basic_text_writer.h"
+#include "digits/files/digit_sink.h"
 #include "digits/viewer/target.h"
 #include "digits/viewer/transfer.h"
 #include "digits/viewer/view_range.h"
@@ -14,13 +14,26 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
     constexpr std::string_view kEnding = ".txt";
     const u64 count = end - start + 1;
     const std::string base = path.ends_with(kEnding) ? path.substr(0, path.size() - kEnding.size()) : path;
-    if (!is_accessible(reader, start - 1, count)) return;
-    announce_replacement(kTextFormat, BasicTextWriter::final_path(base), reader.radix(), count, run);
-    BasicTextWriter writer(base, reader.first_digits(), reader.radix(), count,
-                           BasicTextWriter::kDefaultBufferBytes, warnings_of(run), run.files);
-    transfer(reader, start - 1, count, writer, start - 1, run, print_offset);
-    writer.close();
-    print_written(BasicTextWriter::final_path(base));
+    if (!is_accessible(reader, start - 1, count, run)) return;
+    const DigitFormat& format = digit_format(kTextFormat);
+    const DigitAmount amount = {reader.radix(), count};
+    const std::string target = format.final_path(base);
+    require_other_files(reader, target);
+    // The draft first: what is found under the final name is then nobody else's work in progress.
+    const auto sink = format.make_sink(base, amount, run.files);
+    announce_replacement(kTextFormat, target, reader.radix(), count, run);
+    require_space(target, format.most_bytes(amount), run);
+    require_reserved(sink->reserve(), sink->draft_path());
+    sink->ask_again(FileIO::ask_again_through(run.status, run.terminal));
+    sink->on_begun([&](const DigitSink::File& file) { note_begun(run, file.draft_path); });
+    const auto writer = sink->make_writer(reader.first_digits(), warnings_of(run));
+    const DigitRangeStats stats = transfer(reader, start - 1, count, *writer, start - 1, run,
+                                           [&](u64 position) { print_offset(run, position); });
+    writer->finish();
+    check_written(*writer->read_back(), 0, count, stats, run);
+    writer->publish();
+    note_named(run, sink->draft_path(), target);
+    print_written(run, target);
 }
 
 void extract_txt(BasicDigitReader& reader, const ViewerRunner& runner) {
@@ -31,7 +44,7 @@ void extract_txt(BasicDigitReader& reader, const ViewerRunner& runner) {
     const u64 end = Prompt::read_unsigned_in_range("Ending Digit:   ", start, total, 'T');
     Console::print_line("Enter the path of the destination file:", 'w');
     std::string path;
-    while (path.empty()) path = Prompt::read_text("Path: ", 'T');
+    while (path.empty()) path = Prompt::read_text("Path", 'T');
     runner([&](const ViewerRun& run) { extract_txt(reader, start, end, path, run); });
 }
 

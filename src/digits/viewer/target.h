@@ -1,4 +1,5 @@
-// What extracting and compressing say of the files that they write.
+// The files that extracting and compressing write: what is asked before they are made, and how they come to
+// their names.
 #pragma once
 
 #include <optional>
@@ -11,8 +12,9 @@
 
 namespace kalvor::DigitViewer2 {
 
-// Whether the reader has digits start + 1 ... start + count; says so when it has not.
-bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count);
+// Whether the reader has digits start + 1 ... start + count; says so when it has not. Throws what
+// BasicDigitReader::require() throws.
+bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run);
 
 // Refuses to replace what must not be replaced (replacement.h), and says what will be. of_set: see there; it
 // is filled for the next file of the same set.
@@ -21,11 +23,30 @@ void announce_replacement(std::string_view format, const std::string& path, u8 r
 void announce_replacement(std::string_view format, const std::string& path, u8 radix, u64 digits,
                           const ViewerRun& run);
 
+// Refuses to write over what is read: `begin` is what the paths of the new files begin with.
+void require_other_files(const BasicDigitReader& reader, const std::string& begin);
+
+// Throws FileException when the volume of a path says that it has too little space.
+void require_space(const std::string& path, u64 bytes, const ViewerRun& run);
+// The same with the answer of a reservation.
+void require_reserved(os::OsError error, const std::string& path);
+
+// Tells the ledger of a file that a writer begins, and of one that has its name.
+void note_begun(const ViewerRun& run, const std::string& draft);
+void note_named(const ViewerRun& run, const std::string& draft, const std::string& final_path);
+
+// Reads `count` digits behind `start` of what was written and compares them with what was to be written.
+// Throws AlgorithmFailedException.
+void check_written(BasicDigitReader& written, u64 start, u64 count, const DigitRangeStats& stats,
+                   const ViewerRun& run);
+
 // Of the run; nullptr without one.
 Warnings* warnings_of(const ViewerRun& run);
 
+// "label: value"
+void print_label(const ViewerRun& run, const std::string& label, const std::string& value, char color);
 // After a piece: the position of its last digit.
-void print_offset(u64 position);
-void print_written(const std::string& path);
+void print_offset(const ViewerRun& run, u64 position);
+void print_written(const ViewerRun& run, const std::string& path);
 
 }  // namespace kalvor::DigitViewer2

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "digits/files/digit_hash.h"
+#include "digits/files/digit_kernels.h"
 #include "os/memory_status.h"
 #include "platform/memory/guarded_heap.h"
 
@@ -53,21 +55,23 @@ u64 memory_budget(const ViewerCalls& calls) {
     return std::min(calls.available_memory(), kMostMemory) / 4;
 }
 
-u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch) {
+u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch, u64 least) {
+    const u64 floor = std::min(count, std::max<u64>(least, 1));
     u64 c = 2 * std::min(count, kMaxPiece);
     do {
         c = (c + 1) / 2;
-    } while (c > 1 && c + scratch(c) > budget);
-    return c;
+    } while (c > floor && c + scratch(c) > budget);
+    return std::max(c, floor);
 }
 
-void transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& writer, u64 file_offset,
-              const ViewerRun& run, const AfterPiece& after_piece) {
-    if (count == 0) return;
+DigitRangeStats transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& writer,
+                         u64 file_offset, const ViewerRun& run, const AfterPiece& after_piece) {
+    DigitRangeStats moved(reader.radix());
+    if (count == 0) return moved;
     const auto needed = [&](u64 digits) {
         return std::max(reader.buffer_size(digits, kScratchLimit), writer.buffer_size(digits, kScratchLimit));
     };
-    const u64 c = piece_size(count, memory_budget(run.calls), needed);
+    const u64 c = piece_size(count, memory_budget(run.calls), needed, run.calls.least_piece);
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment), digits(c, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);
@@ -76,12 +80,15 @@ void transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& 
             reader.load_digits(digits.bytes() + (at - position), at, part, scratch, run.parallel);
         });
         in_steps(run, position, n, [&](u64 at, u64 part) {
-            writer.store_digits(digits.bytes() + (at - position), at - file_offset, part, scratch,
-                                run.parallel);
+            const u8* const values = digits.bytes() + (at - position);
+            digit_kernels().count(moved.counts.count.data(), values, part, reader.radix());
+            moved.hash = extend_digit_hash(moved.hash, values, part, reader.radix());
+            writer.store_digits(values, at - file_offset, part, scratch, run.parallel);
         });
     });
     digits.free();
     scratch_memory.free();
+    return moved;
 }
 
 void transfer(BasicDigitReader& reader, u64 start, u64 count, DigitRangeStats& stats, const ViewerRun& run,
@@ -89,7 +96,7 @@ void transfer(BasicDigitReader& reader, u64 start, u64 count, DigitRangeStats& s
     if (count == 0) return;
     // The reader counts and hashes as it reads: there are no digits to keep.
     const auto needed = [&](u64 digits) { return reader.buffer_size(digits, kScratchLimit); };
-    const u64 c = piece_size(count, memory_budget(run.calls), needed);
+    const u64 c = piece_size(count, memory_budget(run.calls), needed, run.calls.least_piece);
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);

@@ -14,16 +14,16 @@ namespace kalvor::DigitViewer2 {
 u64 memory_budget(const ViewerCalls& calls);
 
 // Digits of a piece: `count`, at most 10^9, halved until a piece of a byte a digit and its scratch, which is
-// scratch(piece) bytes, fit into the budget. At least 1, whatever the budget.
-u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch);
+// scratch(piece) bytes, fit into the budget. At least `least` of them, whatever the budget.
+u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch, u64 least = 1);
 
 // Called when a piece is done, with the position of its last digit. From the thread that called transfer().
 using AfterPiece = std::function<void(u64 position)>;
 
 // Digits start + 1 ... start + count of the reader become digits start + 1 - file_offset ... of the writer.
-// Throws what reader and writer throw, and RunStopped between two steps of a piece.
-void transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& writer, u64 file_offset,
-              const ViewerRun& run, const AfterPiece& after_piece);
+// Returns what was read. Throws what reader and writer throw, and RunStopped between two steps of a piece.
+DigitRangeStats transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& writer,
+                         u64 file_offset, const ViewerRun& run, const AfterPiece& after_piece);
 // Adds them to the statistics.
 void transfer(BasicDigitReader& reader, u64 start, u64 count, DigitRangeStats& stats, const ViewerRun& run,
               const AfterPiece& after_piece);

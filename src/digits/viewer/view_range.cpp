@@ -36,24 +36,21 @@ void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun&
     if (reader.radix() != 10 && reader.radix() != 16) {
         throw InvalidParametersException("view_range()", "Invalid Radix");
     }
-    if (!is_accessible(reader, start - 1, count)) return;
+    if (!is_accessible(reader, start - 1, count, run)) return;
     const u64 bytes = round_up_64(std::max<u64>(reader.buffer_size(count, kScratchLimit), 1));
     GuardedBuffer scratch(bytes, kAlignment), values(count, kAlignment);
     reader.load_digits(values.bytes(), start - 1, count, AlignedBufferC(scratch.get(), bytes), run.parallel);
     std::string row = blanks((start - 1) % kRow);
-    Console::new_line();
+    run.status.Status_Line("");
     for (u64 i = 0; i < count; i++) {
         const u64 position = start + i;
         row += "0123456789abcdef"[values.bytes()[i]];
         if (position % kGroup == 0) row += ' ';
         if (position % kRow != 0) continue;
-        Console::print(row, 'Y');
-        Console::print(" :  ", 'w');
-        Console::print_line(Console::format_commas(position), 'G');
+        run.status.Status_ColoredLine({{'Y', row}, {'w', " :  "}, {'G', Console::format_commas(position)}});
         row.clear();
     }
-    if (!row.empty()) Console::print_line(row, 'Y');
-    Console::set_color('w');
+    if (!row.empty()) run.status.Status_ColoredLine({{'Y', row}});
     values.free();
     scratch.free();
 }

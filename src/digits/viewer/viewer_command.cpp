@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "digits/files/basic_kvd_set_reader.h"
@@ -55,16 +54,6 @@ void set_ids(ViewerOptions& options, const std::string& text) {
     if (*options.last_id < *options.first_id) {
         throw RefusedException("-ids: " + CommandLine::quoted(text) + " ends before it begins.");
     }
-}
-
-[[noreturn]] void refuse_parameter(const ParameterList& parameters, const std::vector<std::string>& names) {
-    const std::string& raw = parameters.current_raw();
-    Console::print_problem(CommandLine::unknown_option(raw, "an option of \"digitviewer\"", names, kPage));
-    {
-        const Console::ErrorOutput errors;
-        Console::error_line("Invalid Parameter: " + CommandLine::shown(raw));
-    }
-    Console::fatal_exit(1);
 }
 
 // What an action needs and was not given.
@@ -260,7 +249,7 @@ void run_viewer_command(ParameterList& parameters, const ViewerRunner& runner) {
         if (option == nullptr) {
             std::vector<std::string> names = CommandLine::names_of(viewer_option_table());
             for (const ActionOfFile& known : kActions) names.emplace_back(known.word);
-            refuse_parameter(parameters, names);
+            CommandLine::refuse_option(parameters, "an option of \"digitviewer\"", names, kPage);
         }
         given.push_back(option->text.name);
         read_option(*option, options, parameters, kPage, Console::print_problem);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/console/console.h"
 #include "base/status/linear_console_node.h"
+#include "digits/output/interrupted.h"
 #include "os/cpu.h"
 #include "platform/parallel/interruptible_run.h"
 #include "platform/parallel/parallelism_settings.h"
@@ -23,19 +23,25 @@ void run_on_console(const std::function<void(const ViewerRun& run)>& action) {
     const u64 processors = std::max<u64>(os::active_processors().size(), 1);
     const auto framework = ParallelismSettings().framework->make_framework();
     const ParallelContext parallel{framework.get(), processors, &monitor};
+    FileLedger files;
+    const ViewerRun run = {
+        parallel, console, ViewerCalls::of_this_machine(), FileIO::FileCalls::of_this_machine(),
+        &files,   &console};
+    const auto report = [&] {
+        framework->warnings().report(console);
+        monitor.warnings.report(console);
+    };
     bool stopped = false;
     try {
-        stopped = run_interruptible(monitor, [&] { action(ViewerRun{parallel}); });
+        stopped = run_interruptible(
+            monitor, [&] { action(run); }, [&] { end_busy_run(files, console); });
     } catch (...) {
-        monitor.warnings.report(console);
+        report();
         throw;
     }
-    monitor.warnings.report(console);
+    report();
     if (!stopped) return;
-    Console::set_color('w');
-    Console::new_line();
-    Console::print_line("Interrupted.");
-    Console::flush();
+    print_interrupted(interrupted_text(files.kept()));
     throw RunStopped();
 }
 

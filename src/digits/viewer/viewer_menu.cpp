@@ -59,7 +59,7 @@ void print_head(const BasicKvdSetReader& reader) {
 void add_folder(BasicKvdSetReader& set) {
     Console::new_line();
     Console::print_line("Enter directory:", 'w');
-    set.add_search_folder(Prompt::read_text("Path: ", 'T'));
+    set.add_search_folder(Prompt::read_text("Path", 'T'));
 }
 
 }  // namespace
@@ -103,7 +103,7 @@ void Menu_DigitViewer(const ViewerRunner& runner) {
     Console::print_line("Kalvor Digit Viewer v2.5.313", 'g');
     Console::new_line();
     Console::print_line("Enter the path of the file (include .txt or .kvd extensions):", 'w');
-    const std::unique_ptr<BasicDigitReader> reader = open_for_viewing(Prompt::read_text("Path: ", 'T'));
+    const std::unique_ptr<BasicDigitReader> reader = open_for_viewing(Prompt::read_text("Path", 'T'));
     show_file_menu(*reader, runner);
 }
 

@@ -1,9 +1,11 @@
-// What the viewer's transfers run on: tasks, memory, and the run's stop flag.
+// What the viewer's actions run on: tasks, memory, the run's stop flag, and whom they report to.
 #pragma once
 
 #include <functional>
 
 #include "base/names/names.h"
+#include "base/status/terminal.h"
+#include "digits/output/file_ledger.h"
 #include "os/types.h"
 #include "platform/fileio/file_calls.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -13,14 +15,19 @@ namespace kalvor::DigitViewer2 {
 // What the viewer asks the machine for.
 struct ViewerCalls {
     u64 (*available_memory)();  // physical, bytes; 0 = unknown
+    // Digits of a piece whatever that says. The program would not run where there is no room for them.
+    u64 least_piece = u64(1) << 24;
 
     static const ViewerCalls& of_this_machine();
 };
 
 struct ViewerRun {
     const ParallelContext& parallel;
+    Status& status;
     const ViewerCalls& calls = ViewerCalls::of_this_machine();
     const FileIO::FileCalls& files = FileIO::FileCalls::of_this_machine();  // for what is written
+    FileLedger* ledger = nullptr;  // learns of every file that is written
+    Terminal* terminal = nullptr;  // asks whether a refused name is tried again
 };
 
 // Carries out what an action does once it has been asked for: with tasks, and ended by interrupts

@@ -1,7 +1,5 @@
 #include "platform/fileio/error_text.h"
 
-#include "base/console/console.h"
-
 namespace trel::FileIO {
 
 std::string error_text(os::OsError error) {
@@ -42,11 +40,6 @@ std::string error_text(os::OsError error) {
 FileException file_error(const char* function, const std::string& message, const std::string& path,
                          os::OsError error) {
     return FileException(function, message + "\n\n" + error_text(error), path, error.code);
-}
-
-void print_error(os::OsError error) {
-    Console::labelled_line("Windows Error Code", std::to_string(error.code));
-    Console::print_line(error_text(error));
 }
 
 }  // namespace trel::FileIO

@@ -15,7 +15,4 @@ std::string error_text(os::OsError error);
 FileException file_error(const char* function, const std::string& message, const std::string& path,
                          os::OsError error);
 
-// The short form for status lines: "Windows Error Code: 112", then the text.
-void print_error(os::OsError error);
-
 }  // namespace trel::FileIO

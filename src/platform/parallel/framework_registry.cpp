@@ -1,7 +1,5 @@
 #include "platform/parallel/framework_registry.h"
 
-#include "base/console/console.h"
-
 namespace trel {
 namespace {
 
@@ -21,14 +19,6 @@ std::string numbers_text(u64 tds, u64 worker_threads) {
 
 std::string FrameworkConfig::summary(u64 tds) const {
     return display_name() + "  ->  " + numbers_text(tds, worker_threads()) + mode_text();
-}
-
-void FrameworkConfig::print_summary(u64 tds) const {
-    Console::print(display_name(), 'T');
-    Console::print("  ->  ");
-    Console::print(numbers_text(tds, worker_threads()), 'Y');
-    Console::print(mode_text());
-    Console::set_color('w');
 }
 
 Config::Object FrameworkConfig::to_selector() const {

@@ -36,8 +36,6 @@ class FrameworkConfig : public SettingsObject {
 
     // "Thread Spawn (1 Thread/Task)  ->  4 / ?": display name, tasks, threads, mode.
     std::string summary(u64 tds) const;
-    // The same on the console, in colours; no line feed.
-    void print_summary(u64 tds) const;
 };
 
 // Of a machine with several processors: the winner of Pi to 10 million digits.

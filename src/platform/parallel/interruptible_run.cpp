@@ -1,7 +1,5 @@
 #include "platform/parallel/interruptible_run.h"
 
-#include "os/interrupt.h"
-
 namespace trel {
 
 namespace {
@@ -12,10 +10,10 @@ constexpr u32 kGraceMilliseconds = 1500;
 
 }  // namespace
 
-bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body) {
+bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body,
+                       const std::function<void()>& overdue) {
     {
-        const os::InterruptWatch watch([&] { monitor.stop.request(); }, [] { os::end_as_interrupted(); },
-                                       kGraceMilliseconds);
+        const os::InterruptWatch watch([&] { monitor.stop.request(); }, overdue, kGraceMilliseconds);
         try {
             body();
         } catch (const RunStopped&) {

@@ -3,13 +3,18 @@
 
 #include <functional>
 
+#include "os/interrupt.h"
 #include "platform/parallel/run_monitor.h"
 
 namespace trel {
 
-// Runs the body with interrupts (os/interrupt.h) taken: the first one asks the monitor's work to stop; a body
-// that goes on for 1.5 seconds more is ended with the process, as is one that is interrupted twice. Whether
-// it was interrupted; RunStopped does not pass, every other exception does. One at a time.
-bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body);
+// Runs the body with interrupts (os/interrupt.h) taken: the first one asks the monitor's work to stop. When
+// the body goes on for 1.5 seconds more, `overdue` is called on another thread; it may say what is left, and
+// ends the process. A second interrupt ends the process at once.
+//
+// Returns whether the body was interrupted. RunStopped does not pass. Every other exception does, also after
+// an interrupt: the program then ends as a failed one and not as an interrupted one. One at a time.
+bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body,
+                       const std::function<void()>& overdue = os::end_as_interrupted);
 
 }  // namespace trel

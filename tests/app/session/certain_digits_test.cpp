@@ -27,7 +27,7 @@ TEST(CertainDigitsTest, WarnsOfFewerDigitsThanAreWanted) {
     EXPECT_EQ(warning_of(error, 1927),
               "Warning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
     EXPECT_EQ(warning_of(ErrorBound::unlimited(), 100),
-              "Warning: Cancellation in the formula: only the first 0 decimal digits are certain.\n");
+              "Warning: Cancellation in the formula: no decimal digit is certain.\n");
     EXPECT_EQ(warning_of(ErrorBound::none(), ~u64(0)), "");
 }
 
@@ -73,11 +73,16 @@ TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
         const CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
         NormalFloatSessionB session(std::move(settings), kalvor_test::authorized(), status);
-        session.run();
+        const RunRecord& record = session.run();
         const std::size_t warning = console.text().find(
             "\nWarning: Cancellation in the formula: only the first 1,926 decimal digits are certain.\n");
         EXPECT_EQ(warning == std::string::npos, digits == 1926);
+        EXPECT_EQ(record.checks.certain_digits.has_value(), digits == 2000);
+        EXPECT_EQ(
+            console.text().find("; not certain: the digits behind the first 1,926") == std::string::npos,
+            digits == 1926);
         if (digits == 2000) {
+            EXPECT_EQ(record.checks.certain_digits, 1926u);
             EXPECT_LT(warning, console.text().find("First Decimal Digits:"));
         }
     }

@@ -11,6 +11,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/catalog/catalog.h"
+#include "digits/output/interrupted.h"
 #include "fault/faulty_file.h"
 #include "platform/memory/fake_machine.h"
 #include "platform/memory/interleave_allocator.h"

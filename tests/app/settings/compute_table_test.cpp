@@ -16,6 +16,7 @@
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
 #include "support/run_program.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -353,11 +354,23 @@ TEST(ComputeTableTest, TheLinesOfTheMenuEditTheSettings) {
     EXPECT_TRUE(settings.enable_hex);
     (void)edit(settings, 4, {"0"});
     EXPECT_FALSE(settings.enable_hex);
-    EXPECT_EQ(edit(settings, 5, {"a b"}),
-              "Enter the path to write all output. (e.g. \"C:\" or \"C:/temp\" )\n"
-              "This is where both the digits and the validation file will be written to.\n"
-              "Path");
-    EXPECT_EQ(settings.path, "a b");
+    const kalvor_test::TemporaryFolder folder;
+    const std::string question =
+        "Enter the path to write all output. (e.g. \"C:\" or \"C:/temp\" )\n"
+        "This is where both the digits and the validation file will be written to.\n"
+        "Path: ";
+    EXPECT_EQ(edit(settings, 5, {folder.file("a b")}), question);
+    EXPECT_EQ(settings.path, folder.file("a b"));
+    // What cannot be written to is refused, and the path stays as it is.
+    folder.write("file", "");
+    EXPECT_EQ(edit(settings, 5, {folder.file("file/x")}), question + "Path is not writable.\n");
+    EXPECT_EQ(settings.path, folder.file("a b"));
+    EXPECT_EQ(edit(settings, 5, {""}), question);
+    EXPECT_EQ(settings.path, "");
+    // Another constant may have other bounds.
+    settings.size = ComputeSize::from_decimal(5);
+    EXPECT_NE(edit(settings, 1, {"3"}).find("Warning: "), std::string::npos);
+    EXPECT_EQ(settings.size.decimal_digits, settings.constant->min_decimal_digits());
     EXPECT_EQ(edit(settings, 7), "");
     EXPECT_FALSE(settings.output_verify);
     EXPECT_TRUE(edit(settings, 9, {"0"}).starts_with("Select a Parallel Framework:\n"));

@@ -91,7 +91,7 @@ TEST(PromptTest, AsksUntilTheAnswerIsInRange) {
     EXPECT_EQ(console.take(), "{w}option: {T}{w}option: {T}{w}option: {T}{w}option: {T}");
     EXPECT_EQ(console.lines_left(), 1u);
     EXPECT_EQ(Prompt::read_text("Path", ' '), "left");
-    EXPECT_EQ(console.take(), "Path");
+    EXPECT_EQ(console.take(), "Path: ");
 }
 
 // The rule reads an empty line as 0, which here would be a choice that nobody made.

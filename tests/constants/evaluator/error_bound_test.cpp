@@ -226,4 +226,17 @@ TEST(ErrorBoundTest, CertainDecimalDigits) {
     }
 }
 
+// A sum of n terms loses the logarithm of n, and not a bit with each term.
+TEST(ErrorBoundTest, SumsOfManyTerms) {
+    const auto bound = [](i64 words) { return ErrorBound::within({words, 0}); };
+    std::vector<ErrorBound> terms(64, bound(-100));
+    EXPECT_EQ(ErrorBound::sum(terms).limit, (PowerOfTwo{-100, 6}));
+    terms.push_back(bound(-200));
+    EXPECT_EQ(ErrorBound::sum(terms).limit, (PowerOfTwo{-100, 7}));
+    EXPECT_EQ(ErrorBound::sum({bound(-3), ErrorBound::none()}).limit, (PowerOfTwo{-3, 0}));
+    EXPECT_EQ(ErrorBound::sum({bound(-5), bound(-3), bound(-4)}).limit, (PowerOfTwo{-3, 2}));
+    EXPECT_TRUE(ErrorBound::sum({ErrorBound::none(), ErrorBound::none()}).exact);
+    EXPECT_TRUE(ErrorBound::sum({bound(-3), ErrorBound::unlimited()}).is_unlimited());
+}
+
 }  // namespace

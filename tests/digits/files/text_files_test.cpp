@@ -271,6 +271,29 @@ TEST(TextWriterTest, AFailedWriteIsReportedOnce) {
     EXPECT_FALSE(folder.has("x.txt"));
 }
 
+// What a destructor cannot throw is a warning of the run, and not printed past it.
+TEST(TextWriterTest, ADestructorThatCannotNameItsFileWarns) {
+    const TemporaryFolder folder;
+    const std::vector<u8> values = random_values(1000, 10, 6);
+    FaultyFile disk;
+    disk.fail(FaultyFile::Call::rename, 1, FaultyFile::access_denied());
+    trel::RunMonitor monitor;
+    CaptureConsole console;
+    {
+        BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384, &monitor.warnings,
+                               disk.file_calls());
+        writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
+    }
+    EXPECT_EQ(console.text(), "");
+    trel::LinearConsoleNode status(79, 1.0);
+    monitor.warnings.report(status);
+    const std::string text = console.take();
+    EXPECT_TRUE(
+        text.starts_with("\nWarning, unable to close a digit file properly\nUnable to rename file.\n"))
+        << text;
+    EXPECT_NE(text.find("Access Denied\n" + folder.file("x.txt") + "\n"), std::string::npos) << text;
+}
+
 // A store that is tried again after a failure and succeeds counts.
 TEST(TextWriterTest, ARepeatedStoreMakesUpForAFailedWrite) {
     const TemporaryFolder folder;

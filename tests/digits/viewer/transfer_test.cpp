@@ -21,10 +21,17 @@ TEST(ViewerTransferTest, PiecesAreHalvedUntilTheyFit) {
     EXPECT_EQ(piece_size(5, 1, none), 1u);
 }
 
-TEST(ViewerTransferTest, NoMemoryAtAllStillMovesADigitAtATime) {
-    for (const u64 count : {u64(1), u64(2), u64(3), u64(1000000000), ~u64(0)}) {
-        EXPECT_EQ(piece_size(count, 0, [](u64) { return u64(4096); }), 1u) << count;
+// A machine that says that it has no memory still moves more than a digit at a time.
+TEST(ViewerTransferTest, PiecesHaveAFloor) {
+    const auto scratch = [](u64) { return u64(4096); };
+    for (const u64 count : {u64(1), u64(99), u64(100), u64(101), u64(1000000000), ~u64(0)}) {
+        EXPECT_EQ(piece_size(count, 0, scratch, 100), std::min<u64>(count, 100)) << count;
+        EXPECT_EQ(piece_size(count, 0, scratch, 0), 1u) << count;
     }
+    EXPECT_EQ(piece_size(
+                  1000, 600, [](u64) { return u64(0); }, 100),
+              500u);
+    EXPECT_EQ(ViewerCalls::of_this_machine().least_piece, u64(1) << 24);
 }
 
 TEST(ViewerTransferTest, TheBudgetIsAQuarterOfTheFreeMemory) {
@@ -39,11 +46,14 @@ TEST(ViewerTransferTest, SmallPiecesMoveTheSameDigits) {
     const std::string digits = random_digits(3000, 10, 1);
     folder.write("a.txt", "3." + digits);
     const auto reader = open_digit_file(folder.file("a.txt"));
-    const ViewerCalls poor = {[] { return u64(40000); }};
-    const ViewerRun run{serial_context(), poor};
+    const ViewerCalls poor = {[] { return u64(40000); }, 1};
+    LinearConsoleNode status(79, 1.0);
+    const ViewerRun run{serial_context(), status, poor};
     BasicTextWriter writer(folder.file("b"), "3.", 10, 2000);
     std::vector<u64> positions;
-    transfer(*reader, 500, 2000, writer, 500, run, [&](u64 position) { positions.push_back(position); });
+    const DigitRangeStats moved =
+        transfer(*reader, 500, 2000, writer, 500, run, [&](u64 position) { positions.push_back(position); });
+    EXPECT_EQ(moved.hash, plain_hash(digits.substr(500, 2000), 10));
     writer.close();
     EXPECT_EQ(folder.read("b.txt"), "3." + digits.substr(500, 2000));
     EXPECT_GT(positions.size(), 1u);
@@ -62,14 +72,15 @@ TEST(ViewerTransferTest, AnInterruptStopsItAndTheFileKeepsItsDraftName) {
     folder.write("a.txt", "3." + random_digits(3000, 10, 1));
     const auto reader = open_digit_file(folder.file("a.txt"));
     RunMonitor monitor;
+    LinearConsoleNode status(79, 1.0);
     const ParallelContext parallel{serial_context().framework, 1, &monitor};
-    const ViewerCalls poor = {[] { return u64(40000); }};
+    const ViewerCalls poor = {[] { return u64(40000); }, 1};
     {
         BasicTextWriter writer(folder.file("b"), "3.", 10, 3000, BasicTextWriter::kDefaultBufferBytes,
                                &monitor.warnings);
-        EXPECT_THROW(
-            transfer(*reader, 0, 3000, writer, 0, {parallel, poor}, [&](u64) { monitor.stop.request(); }),
-            RunStopped);
+        EXPECT_THROW(transfer(*reader, 0, 3000, writer, 0, {parallel, status, poor},
+                              [&](u64) { monitor.stop.request(); }),
+                     RunStopped);
     }
     EXPECT_FALSE(folder.has("b.txt"));
     EXPECT_TRUE(folder.has("b (incomplete).txt"));

@@ -23,7 +23,8 @@ class ViewerActionsTest : public testing::Test {
         return open_digit_file(folder_.file("a.txt"));
     }
     const kalvor_test::TemporaryFolder folder_;
-    const ViewerRun run_{serial_context()};
+    LinearConsoleNode status_{79, 1.0};
+    const ViewerRun run_{serial_context(), status_};
 };
 
 // Rows as they are to be, made digit by digit.
@@ -62,7 +63,7 @@ TEST_F(ViewerActionsTest, TheFirstRowFromDigit26EndsInDigit50) {
     CaptureConsole console(CaptureConsole::terminal, true);
     view_range(*reader, 26, 25, run_);
     EXPECT_EQ(console.take(),
-              "\n{Y}" + std::string(27, ' ') + "23456 7890123456 7890123456 {w} :  {G}50\n{w}");
+              "\n{Y}" + std::string(27, ' ') + "23456 7890123456 7890123456 {w} :  {G}50{w}\n");
 }
 
 TEST_F(ViewerActionsTest, HexadecimalDigitsAreLowerCase) {
@@ -132,7 +133,8 @@ TEST_F(ViewerActionsTest, ExtractsARangeBehindThePoint) {
     CaptureConsole console;
     extract_txt(*reader, 101, 300, folder_.file("part"), run_);
     EXPECT_EQ(folder_.read("part.txt"), "3." + digits.substr(100, 200));
-    EXPECT_EQ(console.take(), "Current Offset: 300\nWritten: " + folder_.file("part.txt") + "\n");
+    EXPECT_EQ(console.take(),
+              "Current Offset: 300\nRead Back: 200\nWritten: " + folder_.file("part.txt") + "\n");
     extract_txt(*reader, 1, 1000, folder_.file("whole.txt"), run_);
     EXPECT_EQ(folder_.read("whole.txt"), "3." + digits);
 }

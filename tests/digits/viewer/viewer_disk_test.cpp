@@ -1,6 +1,7 @@
 // What the viewer does with the disk: calls that fail, bytes that it reads, pieces of any size.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -11,6 +12,7 @@
 #include "digits/viewer/view_range.h"
 #include "digits/viewer/viewer_files.h"
 #include "fault/fault_sweep.h"
+#include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
 
 namespace kalvor::DigitViewer2 {
@@ -75,11 +77,12 @@ class ViewerDiskTest : public testing::Test {
     std::unique_ptr<BasicDigitReader> opened(const char* name, const FileIO::FileCalls& calls) const {
         return open_digit_file(folder_.file(name), {}, "", calls);
     }
-    static ViewerRun run_on(const FileIO::FileCalls& calls) {
-        return {serial_context(), ViewerCalls::of_this_machine(), calls};
+    ViewerRun run_on(const FileIO::FileCalls& calls) {
+        return {serial_context(), status_, ViewerCalls::of_this_machine(), calls};
     }
     const kalvor_test::TemporaryFolder folder_;
-    const ViewerRun run_{serial_context()};
+    LinearConsoleNode status_{79, 1.0};
+    const ViewerRun run_{serial_context(), status_};
 };
 
 TEST_F(ViewerDiskTest, EveryFailingCallOfExtracting) {
@@ -164,8 +167,8 @@ TEST_F(ViewerDiskTest, OpeningAndViewingReadsLittle) {
 // Another amount of memory for every action: the digits are the same.
 TEST_F(ViewerDiskTest, RandomPiecesMoveTheSameDigits) {
     static std::mt19937_64 memory(5);
-    const ViewerCalls calls = {[] { return u64(30000 + memory() % 200000); }};
-    const ViewerRun run{serial_context(), calls};
+    const ViewerCalls calls = {[] { return u64(30000 + memory() % 200000); }, 1};
+    const ViewerRun run{serial_context(), status_, calls};
     std::mt19937_64 random(6);
     for (const u8 radix : {u8(10), u8(16)}) {
         const std::string digits = random_digits(60000, radix, radix) + (radix == 16 ? "f" : "1");
@@ -185,6 +188,132 @@ TEST_F(ViewerDiskTest, RandomPiecesMoveTheSameDigits) {
                 << id << " " << end << " " << D << " " << from << " " << to;
         }
     }
+}
+
+std::string refusal(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const FileIO::FileException& error) {
+        return error.message;
+    } catch (const AlgorithmFailedException& error) {
+        return error.message;
+    }
+    return "";
+}
+
+// Everything that can be known is asked before anything is made or announced.
+TEST_F(ViewerDiskTest, RefusesBeforeItMakesAnything) {
+    const std::string digits = random_digits(350, 10, 8);
+    folder_.write("a.txt", "3." + digits);
+    folder_.write("old.txt", "3.1");
+    CaptureConsole console;
+    const auto text = open_digit_file(folder_.file("a.txt"));
+    compress_all(*text, 350, {folder_.file("set"), 100}, run_);
+    std::filesystem::remove(folder_.file("set - 1.kvd"));
+    const auto set = open_digit_file(folder_.file("set - 3.kvd"));
+    const auto names = [&] {
+        return std::distance(std::filesystem::directory_iterator(folder_.file("")), {});
+    };
+    const auto before = names();
+    console.take();
+
+    // A file of the set is missing.
+    std::string refused = refusal([&] { extract_txt(*set, 1, 350, folder_.file("old"), run_); });
+    EXPECT_NE(refused.find("set - 1.kvd\nMissing required files."), std::string::npos) << refused;
+    refused = refusal([&] { compress_all(*set, 350, {folder_.file("new"), 100}, run_); });
+    EXPECT_NE(refused.find("Missing required files."), std::string::npos) << refused;
+    // The new files are those that are read, whatever the path says.
+    for (const char* path : {"a", "./a.txt", "x/../a"}) {
+        refused = refusal([&] { extract_txt(*text, 1, 350, folder_.file(path), run_); });
+        EXPECT_TRUE(refused.starts_with("The digits are read from there.")) << path << refused;
+    }
+    refused = refusal([&] { compress_partial(*set, 2, 2, {folder_.file("set"), 100}, run_); });
+    EXPECT_TRUE(refused.starts_with("The digits are read from there.")) << refused;
+    // A volume without room.
+    FileIO::FileCalls full = FileIO::FileCalls::of_this_machine();
+    full.volume_space = [](const char*) {
+        os::VolumeSpace space;
+        space.free_bytes = 100;
+        return space;
+    };
+    for (int i = 0; i < 2; i++) {
+        refused = refusal([&] {
+            if (i == 0) extract_txt(*text, 1, 350, folder_.file("new"), run_on(full));
+            if (i == 1) compress_all(*text, 350, {folder_.file("new"), 100}, run_on(full));
+        });
+        EXPECT_NE(refused.find("too little space"), std::string::npos) << refused;
+    }
+    FaultyFile disk;
+    disk.fail(FaultyFile::Call::reserve, 1, FaultyFile::disk_full());
+    refused = refusal([&] {
+        compress_all(*text, 350, {folder_.file("new"), 100}, run_on(disk.file_calls()));
+    });
+    EXPECT_EQ(refused, "The space for the digits cannot be reserved.\n\nDisk is Full");
+    EXPECT_EQ(console.take(), "");
+    EXPECT_EQ(names(), before);
+
+    // The words of a refused replacement are the viewer's own.
+    folder_.write("longer.txt", "3." + std::string(400, '1'));
+    refused = refusal([&] { extract_txt(*text, 1, 350, folder_.file("longer"), run_); });
+    EXPECT_EQ(refused,
+              "The digit file already there is longer: it has 400 digits, the new one has 350. Move it away, "
+              "or choose another name or folder.");
+}
+
+// A digit that the disk changes is found before the file has its name.
+TEST_F(ViewerDiskTest, ReadsBackWhatItWrote) {
+    folder_.write("a.txt", "3." + random_digits(20000, 10, 9));
+    const auto text = open_digit_file(folder_.file("a.txt"));
+    CaptureConsole console;
+    for (int i = 0; i < 2; i++) {
+        FileIO::FileCalls calls = FileIO::FileCalls::of_this_machine();
+        calls.write = [](i64 handle, const void* buffer, u64 offset, u64 bytes) {
+            std::string changed(static_cast<const char*>(buffer), bytes);
+            if (bytes > 3000) changed[3000] ^= 1;
+            GuardedBuffer copy(bytes, 4096);
+            std::memcpy(copy.get(), changed.data(), bytes);
+            return FileIO::FileCalls::of_this_machine().write(handle, copy.get(), offset, bytes);
+        };
+        const std::string refused = refusal([&] {
+            if (i == 0) extract_txt(*text, 1, 20000, folder_.file("b"), run_on(calls));
+            if (i == 1) compress_all(*text, 20000, {folder_.file("b"), 0}, run_on(calls));
+        });
+        EXPECT_EQ(refused, "The files do not have the digits that were written to them.");
+        EXPECT_FALSE(folder_.has(i == 0 ? "b.txt" : "b - 0.kvd"));
+    }
+}
+
+// What an interrupt says of the files comes from the ledger.
+TEST_F(ViewerDiskTest, TheLedgerKnowsEveryFile) {
+    folder_.write("a.txt", "3." + random_digits(350, 10, 10));
+    const auto text = open_digit_file(folder_.file("a.txt"));
+    CaptureConsole console;
+    FileLedger ledger;
+    ViewerRun run{serial_context(), status_};
+    run.ledger = &ledger;
+    extract_txt(*text, 1, 350, folder_.file("b"), run);
+    compress_all(*text, 350, {folder_.file("y"), 100}, run);
+    std::vector<std::string> want = {folder_.file("b.txt")};
+    for (const char* id : {"0", "1", "2", "3"})
+        want.push_back(folder_.file(std::string("y - ") + id + ".kvd"));
+    EXPECT_EQ(ledger.kept(), want);
+
+    // Ended in the middle: the drafts.
+    FileLedger drafts;
+    RunMonitor monitor;
+    const ParallelContext parallel{serial_context().framework, 1, &monitor};
+    const ViewerCalls poor = {[] { return u64(40000); }, 1};
+    FileIO::FileCalls calls = FileIO::FileCalls::of_this_machine();
+    calls.write = [&](i64 handle, const void* buffer, u64 offset, u64 bytes) {
+        monitor.stop.request();
+        return FileIO::FileCalls::of_this_machine().write(handle, buffer, offset, bytes);
+    };
+    folder_.write("c.txt", "3." + random_digits(50000, 10, 11));
+    const auto longer = open_digit_file(folder_.file("c.txt"));
+    const ViewerRun watched{parallel, status_, poor, calls, &drafts};
+    EXPECT_THROW(compress_all(*longer, 50000, {folder_.file("z"), 10000}, watched), RunStopped);
+    EXPECT_EQ(drafts.kept().at(0), folder_.file("z - 0 (incomplete).kvd"));
+    EXPECT_FALSE(folder_.has("z - 0.kvd"));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <random>
 #include <string>
 
+#include "base/status/linear_console_node.h"
 #include "digits/files/open_digit_file.h"
 #include "digits/viewer/viewer_console_run.h"
 #include "platform/parallel/framework_registry.h"
@@ -33,7 +34,8 @@ inline u64 plain_hash(const std::string& digits, u8 radix, u64 hash = 0) {
 inline ViewerRunner serial_runner(RunMonitor* monitor = nullptr) {
     return [monitor](const std::function<void(const ViewerRun& run)>& work) {
         const ParallelContext parallel{serial_context().framework, 1, monitor};
-        work(ViewerRun{parallel});
+        LinearConsoleNode status(79, 1.0);
+        work(ViewerRun{parallel, status});
     };
 }
 

@@ -33,7 +33,9 @@ class ViewerMenuTest : public testing::Test {
     void write_set() const {
         CaptureConsole console;
         const auto reader = open_digit_file(folder_.file("a.txt"));
-        compress_all(*reader, digits_.size(), {folder_.file("set"), 1000000}, ViewerRun{serial_context()});
+        LinearConsoleNode status(79, 1.0);
+        compress_all(*reader, digits_.size(), {folder_.file("set"), 1000000},
+                     ViewerRun{serial_context(), status});
     }
     const std::string digits_ = random_digits(1200000, 10, 1);
     const kalvor_test::TemporaryFolder folder_;

@@ -350,7 +350,7 @@ TEST_P(SweepsTest, SaveSettings) {
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         const std::string question =
-            "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
+            "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath: ";
         EXPECT_TRUE(outcome.console.starts_with(question)) << outcome.console;
         if (undisturbed(point)) {
             EXPECT_FALSE(outcome.thrown);

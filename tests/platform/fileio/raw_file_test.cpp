@@ -313,14 +313,6 @@ TEST(ErrorTextsTest, OneForEachCategory) {
     EXPECT_EQ(e.error_code, 28U);
 }
 
-TEST(ErrorTextsTest, TheShortForm) {
-    CaptureConsole console;
-    print_error({112, os::ErrorCategory::disk_full});
-    EXPECT_EQ(console.take(), "Windows Error Code: 112\nDisk is Full\n");
-    print_error({4242, os::ErrorCategory::other});
-    EXPECT_EQ(console.take(), "Windows Error Code: 4242\n" + os::system_error_text(4242) + "\n");
-}
-
 TEST(BufferedReaderTest, LinesAndBytes) {
     const TemporaryFolder folder;
     std::string text = "first\r\n\nthird \r line\n";

@@ -50,7 +50,7 @@ const std::string kBody =
     "    }\r\n"
     "}\r\n";
 const std::string kQuestion =
-    "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath";
+    "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath: ";
 
 }  // namespace
 
@@ -91,7 +91,7 @@ TEST(SettingsFileTest, ThePathIsAskedForInItsColor) {
     console.type({folder.file("x.cfg")});
     save_config_file("CustomCompute", some_settings());
     EXPECT_EQ(console.take(),
-              "Enter path to save configuration file. (the .cfg extension can be omitted)\n{w}Path{T}");
+              "Enter path to save configuration file. (the .cfg extension can be omitted)\n{w}Path: {T}");
 }
 
 TEST(SettingsFileTest, WithoutAnAnswerOrAPlaceNothingIsWritten) {

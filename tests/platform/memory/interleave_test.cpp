@@ -209,7 +209,7 @@ TEST(InterleaveTest, MenuAndSelector) {
               "\n\nEnter NUMA node #'s one-by-one. Enter nothing to stop.\n"
               "    - Duplicating nodes allow for imbalanced interleaving.\n"
               "    - Non-existant nodes simply won't bind.\n"
-              "Node #Node #Node #Node #");
+              "Node #: Node #: Node #: Node #: ");
     EXPECT_EQ(config.print(1), 4U);
     EXPECT_EQ(console.take(),
               "   1    NUMA nodes:             1, 12, 1\n"

@@ -146,6 +146,16 @@ TEST_P(InterruptedLateTest, EndsByTheSignalOrIsComplete) {
     kalvor_test::expect_stopped_or_complete(folder, run.text(), code, 128 + number);
 }
 
+// The short run may end before the interrupt on a fast machine; this one may not.
+TEST(SlowInterruptedLateTest, TheConversionIsStopped) {
+    const TemporaryFolder folder;
+    ProgramOnPipe run(folder, kalvor_test::kLateRun, true);
+    ASSERT_TRUE(run.wait_for(kalvor_test::kLateMoment)) << run.text();
+    run.interrupt(SIGTERM);
+    const int code = run.end();
+    kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + SIGTERM);
+}
+
 INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 
 // A terminal that goes away means nothing to a run that was started not to care.
@@ -196,6 +206,33 @@ TEST(InterruptedRunTest, TheStressTesterEndsAsItAlwaysDoes) {
                   std::string::npos)
             << day.text();
     }
+}
+
+// The viewer, while it moves many digits: it says which files it leaves, and none looks finished and is not.
+TEST(InterruptedRunTest, TheViewerSaysWhatItKept) {
+    const TemporaryFolder folder;
+    folder.write("a.txt", "3." + std::string(300000000, '1'));
+    ProgramOnPipe run(folder, {"digitviewer", "a.txt", "extract", "-to", "b.txt"}, false);
+    const std::string draft = folder / "b (incomplete).txt", file = folder / "b.txt";
+    for (int i = 0; i < 10 * kPatience && !std::filesystem::exists(draft); i++) usleep(100000 / 50);
+    ASSERT_TRUE(std::filesystem::exists(draft));
+    run.interrupt(SIGINT);
+    EXPECT_EQ(run.end(), 128 + SIGINT) << run.text();
+    ASSERT_EQ(count(run.text(), "Interrupted. "), 1) << run.text();
+    EXPECT_FALSE(std::filesystem::exists(file)) << run.text();
+    EXPECT_EQ(count(run.text(), std::filesystem::exists(draft) ? "Interrupted. Kept: b (incomplete).txt"
+                                                               : "Interrupted. Nothing was kept."),
+              1)
+        << run.text();
+}
+
+TEST(InterruptedRunTest, TheViewerRunsToItsEnd) {
+    const TemporaryFolder folder;
+    folder.write("a.txt", "3.14159265358979");
+    ProgramOnPipe run(folder, {"digitviewer", "a.txt", "extract", "-to", "b.txt", "-digits:5"}, false);
+    EXPECT_EQ(run.end(), 0) << run.text();
+    EXPECT_EQ(folder.read("b.txt"), "3.14159");
+    EXPECT_EQ(count(run.text(), "Written: b.txt"), 1) << run.text();
 }
 
 }  // namespace

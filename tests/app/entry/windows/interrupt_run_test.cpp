@@ -113,6 +113,13 @@ TEST_P(InterruptedLateTest, EndsAsAnInterruptedProcessOrIsComplete) {
     kalvor_test::expect_stopped_or_complete(folder, run.screen, run.exit_code, kInterrupted);
 }
 
+// The short run may end before the interrupt on a fast machine; this one may not.
+TEST(SlowInterruptedLateTest, TheConversionIsStopped) {
+    const TemporaryFolder folder;
+    const ConsoleRun run = interrupt(folder, kalvor_test::kLateRun, kalvor_test::kLateMoment);
+    kalvor_test::expect_stopped_early(folder, run.screen, run.exit_code, kInterrupted);
+}
+
 INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 
 // Ctrl-C means nothing to a run that was started not to care.
