@@ -30,15 +30,25 @@ class BSR_BlockB {
   public:
     using Series = typename F::Series;
 
+    // Sizes and work alone, for a block that is planned later.
+    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact)
+        : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(0) {
+        capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
+    }
+
+    // Which blocks a plan answers for: its own, or those of its size and precision anywhere in the series.
+    enum class Answers { itself, its_like };
+
     // right_edge: nothing follows the block, so that its link is not needed. exact: the results are exact
     // numbers; otherwise floating-point numbers at the block's working precision. room: bytes that cost
     // nothing; when the tasks would take more, fewer levels are spread over them.
     BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact, u64 tds,
-               u64 room = kAnyRoom)
+               u64 room = kAnyRoom, Answers answers = Answers::itself)
         : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
+        const u64 spread = round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
+        if (widened(tds) > kFollowedTasks) spread_ = spread;
+        if (answers == Answers::its_like) added_ = spread;
         capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
-        if (widened(tds) > kFollowedTasks)
-            spread_ = round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
         const double size = series.log_size(block.a, block.b);
         const double nats_each = aggressive_limit(tds) * kLeafBlocks;
         u64 depth = 0;
@@ -75,14 +85,18 @@ class BSR_BlockB {
     bool subtracts(u64 a, u64 m) const { return (m - a) % 2 != 0 && series_->alternating(); }
 
     Capacities<F> capacities(u64 a, u64 b) const {
-        Capacities<F> words = F::capacities(*series_, a, b);
+        Capacities<F> words = added(F::capacities(*series_, a, b));
         if (F::kLink < F::kNumbers && edge(b)) words[F::kLink] = 0;
         return words;
     }
     // An upper bound for any range of the size of [a, b) that is not at the edge.
     Capacities<F> wide_capacities(u64 a, u64 b) const {
         Capacities<F> words = F::capacities(*series_, a, b);
-        for (u64& n : words) n += spread_;
+        for (u64& n : words) n += spread_ + added_;
+        return words;
+    }
+    Capacities<F> added(Capacities<F> words) const {
+        for (u64& n : words) n += added_;
         return words;
     }
     Capacities<F> float_capacities(u64 a, u64 b) const {
@@ -90,7 +104,7 @@ class BSR_BlockB {
         if (fits(a, b)) return words;
         for (std::size_t i = 0; i < F::kNumbers; i++) {
             const u64 precision = i == F::kLink ? link_precision_at(b) : precision_at(a);
-            words[i] = std::min(words[i], F::float_words(precision));
+            words[i] = std::min(words[i], F::float_words(precision) + added_);
         }
         return words;
     }
@@ -149,7 +163,7 @@ class BSR_BlockB {
         return whom == For::itself ? capacities(a, b) : wide_capacities(a, b);
     }
     Capacities<F> inner_capacities(u64 a, u64 b, For whom) const {
-        return whom == For::itself ? F::capacities(*series_, a, b) : wide_capacities(a, b);
+        return whom == For::itself ? added(F::capacities(*series_, a, b)) : wide_capacities(a, b);
     }
 
     Needs merge_needs(u64 a, u64 m, u64 b, u64 room, For whom = For::itself) const {
@@ -285,6 +299,8 @@ class BSR_BlockB {
     u64 depth_ = 0;
     // Words by which a number of a range may exceed that of the outermost ranges of its level.
     u64 spread_ = 0;
+    // Words by which one may exceed that of a block of the same size.
+    u64 added_ = 0;
     Capacities<F> capacities_;
     Needs needs_;
 };

@@ -1,7 +1,5 @@
 #include "constants/bsr/common_p2b3.h"
 
-#include <cstdint>
-
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/dispatch.h"
@@ -151,9 +149,7 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     } else {
         multiply_by_R1(inner, T, out[kR], left[kR], right[kP], right[kR]);
     }
-    // Where one of the two is zero there is nothing to grow down to.
-    const i64 floor = T.L == 0 || left[kP].L == 0 ? INT64_MAX : T.exp;
-    multiply_both(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+    multiply_both(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
     out[kP].add_signed_ip(context.parallel, T, subtract);
     strip_zero_words(out[kQ]);
 }

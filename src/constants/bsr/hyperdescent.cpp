@@ -1,7 +1,5 @@
 #include "constants/bsr/hyperdescent.h"
 
-#include <cstdint>
-
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/product_needs.h"
@@ -50,9 +48,7 @@ void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool, AlignedB
 void Family::merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                    Exact& out, bool) {
     const ExactFloat& P2 = right[kP];
-    // Where one of the two is zero there is nothing to grow down to.
-    const i64 floor = P2.L == 0 || left[kP].L == 0 ? INT64_MAX : P2.exp;
-    multiply_both(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+    multiply_both(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], P2.exp);
     out[kP].add_signed_ip(context.parallel, P2, subtract);
     strip_zero_words(out[kQ]);
 }

@@ -2,6 +2,7 @@
 // an accumulator, for any family of series (family.h).
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,7 +37,7 @@ class PSR_SeriesB {
         : PSR_SeriesB(series, plan_series(series, block_limit_words, tds), tds, floor_bytes) {}
 
     PSR_SeriesB(const Series& series, PsrPlan plan, u64 tds, u64 floor_bytes = 0)
-        : series_(series), blocks_(std::move(plan.blocks)), remarks_(std::move(plan.remarks)) {
+        : series_(series), blocks_(std::move(plan.blocks)), remarks_(std::move(plan.remarks)), tds_(tds) {
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             Capacities<F> words = accumulator_capacities(i);
             if (i % 2 == 0) {
@@ -48,17 +49,26 @@ class PSR_SeriesB {
         // What the folds need with products done one by one is the least that the series can do with; the
         // blocks, and folds that keep transforms, may take as much.
         const u64 areas = area_words_[0] + area_words_[1];
-        u64 floor = room_above(floor_bytes, areas);
+        floor_ = room_above(floor_bytes, areas);
         for (std::size_t i = 0; i < blocks_.size(); i++) {
-            plans_.emplace_back(series, blocks_[i], last(i), blocks_[i].exact, 1, 0);
-            floor = std::max(floor, fold_needs(i, 0).above(total_words(plans_[i].capacities())).bytes);
+            const Sample sample = sample_of(i);
+            if (sample == Sample::none) continue;
+            const BSR_BlockB<F> plan(series, blocks_[i], last(i), blocks_[i].exact, 1, 0, answers(sample));
+            const Capacities<F>& words = plan.capacities();
+            floor_ = std::max(floor_, fold_needs(i, words, 0).above(total_words(words)).bytes);
         }
         for (std::size_t i = 0; i < blocks_.size(); i++) {
-            const u64 words = total_words(plans_[i].capacities());
-            const u64 room = room_above(floor, words);
-            plans_[i] = BSR_BlockB<F>(series, blocks_[i], last(i), blocks_[i].exact, tds, room);
+            const Sample sample = sample_of(i);
+            if (sample == Sample::none) continue;
+            const Capacities<F> words = sizes(i).capacities();
+            const u64 room = room_above(floor_, total_words(words));
+            const BSR_BlockB<F> plan(series, blocks_[i], last(i), blocks_[i].exact, tds, room,
+                                     answers(sample));
             // The block's stack is free again when it is folded.
-            needs_.take_maximum(plans_[i].needs().maximum(fold_needs(i, room)).above(words));
+            needs_.take_maximum(plan.needs()
+                                    .maximum(fold_needs(i, plan.capacities(), room))
+                                    .above(total_words(plan.capacities())));
+            if (blocks_.size() <= kPlannedBlocks) plans_.push_back(plan);
         }
         needs_ = needs_.above(areas);
     }
@@ -66,8 +76,17 @@ class PSR_SeriesB {
     PSR_SeriesB(const PSR_SeriesB&) = delete;
     PSR_SeriesB& operator=(const PSR_SeriesB&) = delete;
 
-    std::size_t blocks() const { return plans_.size(); }
-    const BSR_BlockB<F>& block(std::size_t i) const { return plans_[i]; }
+    std::size_t blocks() const { return blocks_.size(); }
+    u64 exact_blocks() const {
+        return static_cast<u64>(
+            std::count_if(blocks_.begin(), blocks_.end(), [](const PsrBlock& block) { return block.exact; }));
+    }
+    // The plan of one block; made anew where there are very many.
+    BSR_BlockB<F> block(std::size_t i) const {
+        if (i < plans_.size()) return plans_[i];
+        const u64 room = room_above(floor_, total_words(sizes(i).capacities()));
+        return BSR_BlockB<F>(series_, blocks_[i], last(i), blocks_[i].exact, tds_, room);
+    }
     // The result's words are those that the caller lends for its number 0.
     const Needs& needs() const { return needs_; }
     // Words at the front of the memory that hold the result's other numbers.
@@ -75,9 +94,12 @@ class PSR_SeriesB {
 
     // What a run adds to the meter of its status.
     double work() const {
-        double work = 0;
-        for (std::size_t i = 0; i < plans_.size(); i++)
-            work += plans_[i].work() + (last(i) ? 0 : fold_work(i));
+        double work = 0, alike = 0;
+        for (std::size_t i = 0; i < blocks_.size(); i++) {
+            // Blocks inside a row of blocks that are alike do as much as its first one.
+            if (sample_of(i) != Sample::none) alike = sizes(i).work();
+            work += alike + (last(i) ? 0 : fold_work(i));
+        }
         return work;
     }
     // Size of the final denominator by the precision.
@@ -97,20 +119,42 @@ class PSR_SeriesB {
         AlignedBufferC memory = context.scratch;
         AlignedBufferC areas[2] = {memory.spawn_words(area_words_[0]), memory.spawn_words(area_words_[1])};
         FloatRange<F> accumulator{};
-        for (std::size_t i = plans_.size(); i-- > 0;) {
-            const BSR_BlockB<F>& plan = plans_[i];
+        for (std::size_t i = blocks_.size(); i-- > 0;) {
+            const BSR_BlockB<F> plan = block(i);
             const std::string kind = plan.exact() ? "E" : "A";
             const u64 percent = percent_behind(plan.block().b);
             StatusFrame number(
                 status, "Series: " + kind + " " + std::to_string(i) + "  " + std::to_string(percent) + " %");
             StatusFrame frame(number.node(), " " + kind + " ");
-            run_block(context.with_scratch(memory), frame.node(), i, areas[i % 2], lent, accumulator);
+            run_block(context.with_scratch(memory), frame.node(), i, plan, areas[i % 2], lent, accumulator);
         }
         return accumulator;
     }
 
   private:
+    // Up to so many blocks are planned one by one and kept. Of more, rows of blocks that are alike (they have
+    // the same precision, and sizes of the same limit) are planned by their first and last one, with what an
+    // inner one may take beyond them.
+    static constexpr std::size_t kPlannedBlocks = 1000;
+    enum class Sample { none, itself, its_like };
+
     bool last(std::size_t i) const { return i + 1 == blocks_.size(); }
+    bool alike(std::size_t i, std::size_t j) const {
+        const PsrBlock &x = blocks_[i], &y = blocks_[j];
+        return x.precision_start == y.precision_start && x.precision_end == y.precision_end &&
+               x.exact == y.exact;
+    }
+    Sample sample_of(std::size_t i) const {
+        if (blocks_.size() <= kPlannedBlocks || i == 0 || last(i)) return Sample::itself;
+        const bool before = i > 1 && alike(i - 1, i), behind = !last(i + 1) && alike(i, i + 1);
+        return before && behind ? Sample::none : before || behind ? Sample::its_like : Sample::itself;
+    }
+    static typename BSR_BlockB<F>::Answers answers(Sample sample) {
+        return sample == Sample::its_like ? BSR_BlockB<F>::Answers::its_like : BSR_BlockB<F>::Answers::itself;
+    }
+    BSR_BlockB<F> sizes(std::size_t i) const {
+        return BSR_BlockB<F>(series_, blocks_[i], last(i), blocks_[i].exact);
+    }
     u64 percent_behind(u64 b) const {
         const u64 N = series_.terms();
         return static_cast<u64>(u128(N - b) * 100 / (N - series_.first()));
@@ -123,18 +167,16 @@ class PSR_SeriesB {
         return words;
     }
     double fold_work(std::size_t i) const { return float_merge_work(blocks_[i].working_precision()); }
-    Needs fold_needs(std::size_t i, u64 room) const {
+    Needs fold_needs(std::size_t i, const Capacities<F>& words, u64 room) const {
         if (last(i)) return {};
-        return F::float_needs(
-            {plans_[i].capacities(), accumulator_capacities(i + 1), accumulator_capacities(i), room},
-            blocks_[i].working_precision());
+        return F::float_needs({words, accumulator_capacities(i + 1), accumulator_capacities(i), room},
+                              blocks_[i].working_precision());
     }
 
     // Sums block i and folds it: the accumulator becomes the sum from the block's start on. The accumulator
     // has waited meanwhile: its words are compared before they are used again. (It cannot be formed again.)
-    void run_block(const MultiplyContext& context, Status& status, std::size_t i, AlignedBufferC area,
-                   Word* lent, FloatRange<F>& accumulator) const {
-        const BSR_BlockB<F>& plan = plans_[i];
+    void run_block(const MultiplyContext& context, Status& status, std::size_t i, const BSR_BlockB<F>& plan,
+                   AlignedBufferC area, Word* lent, FloatRange<F>& accumulator) const {
         const PsrBlock& block = plan.block();
         MultiplyContext inner = context;
         FloatRange<F> results;
@@ -191,6 +233,8 @@ class PSR_SeriesB {
     const Series& series_;
     PsrBlocks blocks_;
     std::vector<Warnings::Line> remarks_;
+    const u64 tds_;
+    u64 floor_ = 0;
     std::vector<BSR_BlockB<F>> plans_;
     u64 area_words_[2] = {0, 0};
     Needs needs_;

@@ -85,11 +85,7 @@ class SeriesEvaluator final : public Evaluator {
     }
 
     const Needs& needs() const override { return needs_; }
-    SeriesBlocks series_blocks() const override {
-        SeriesBlocks blocks{sum_.blocks(), 0};
-        for (std::size_t i = 0; i < sum_.blocks(); i++) blocks.checked += sum_.block(i).exact() ? 1 : 0;
-        return blocks;
-    }
+    SeriesBlocks series_blocks() const override { return {sum_.blocks(), sum_.exact_blocks()}; }
     // The phases "series" and "division".
     std::vector<WorkPhase> work() const override {
         const double sum = sum_.work(), division = value_.work();

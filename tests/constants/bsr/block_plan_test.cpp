@@ -3,16 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/builtin/row_series.h"
 #include "support/harmonic_family.h"
+#include "support/scratch.h"
+#include "support/threads.h"
 
 using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using kalvor::BuiltInSeries;
 using kalvor::RowSeries;
 using trel::u64;
+using trel::Word;
 
 namespace {
 
@@ -126,6 +131,75 @@ struct Counted : CommonP2B3::Family {
     }
     static inline u64 asked = 0;
 };
+
+// Terms that fall so slowly that very many blocks have one precision; their sizes drift as k grows.
+class SlowSeries final : public CommonP2B3::Series {
+  public:
+    SlowSeries(u64 terms, u64 precision) : Series({terms, precision, 4, 20, true}, {2, 2, 1}) {}
+    double log_size_to(u64 k) const override {
+        const double x = static_cast<double>(k);
+        return 2 * ((x + 0.5) * std::log(x + 1) - x) + 1.1 * x;
+    }
+    DoubleDouble log_size_to_dd(u64 k) const override {
+        const DoubleDouble x = DoubleDouble::from_u64(k);
+        return DoubleDouble(2.0) * ln_factorial(x) + x * DoubleDouble(1.1);
+    }
+    DoubleDouble log_remaining(u64) const override {
+        return DoubleDouble(44.3 * static_cast<double>(precision()));
+    }
+    double log_size_R(u64 a, u64 b) const override { return log_size_resolved(a, b); }
+    u64 zero_bits_Q(u64, u64) const override { return 0; }
+    void term(u64 k, trel::BasicIntR& P, trel::BasicIntR& Q, trel::BasicIntR& R) const override {
+        for (auto* number : {&P, &Q, &R}) number->set_word(k);
+        P.mul_uW(2);
+        Q.mul_uW(3 * k);
+    }
+};
+
+// Rows of blocks that are alike are planned by their ends: no block inside takes more, as its own plan says
+// for the room that the run gives it, and the run stays inside exactly the planned memory.
+TEST(BlockPlanTest, RowsOfBlocksThatAreAlike) {
+    for (const u64 precision : {10, 60, 300}) {
+        for (const double nats : {500.0, 2500.0}) {
+            const SlowSeries series(static_cast<u64>(nats * 100), precision);
+            PsrPlan plan;
+            plan_blocks(series, 0, nats, plan);
+            ASSERT_GT(plan.blocks.size(), 1000u);
+            for (const u64 tds : {1, 2, 7}) {
+                const PSR_SeriesB<CommonP2B3::Family> sum(series, plan, tds);
+                SCOPED_TRACE(testing::Message()
+                             << precision << " words, " << sum.blocks() << " blocks of " << nats);
+                u64 most = 0;
+                for (std::size_t i = 0; i < sum.blocks(); i += 1 + i % 61) {
+                    const BSR_BlockB<CommonP2B3::Family> block = sum.block(i);
+                    most = std::max(most, block.needs().above(total_words(block.capacities())).bytes);
+                }
+                EXPECT_LE(most + 8 * sum.accumulator_words(), sum.needs().bytes);
+                // What the rows' ends are given beyond their own needs is little.
+                EXPECT_LT(sum.needs().bytes, 2 * most + 100000);
+                if (tds == 2 && nats == 2500.0) {
+                    Scratch lent(sum.needs().result_words * sizeof(Word)), memory(sum.needs().bytes);
+                    sum.run({{thread_framework(), tds}, memory.view(), nullptr}, trel::null_status(),
+                            lent.words());
+                }
+            }
+        }
+    }
+}
+
+// A hundred thousand blocks and more are not planned one by one.
+TEST(BlockPlanTest, PlanningDoesNotGrowWithTheBlocks) {
+    const SlowSeries series(u64(1) << 34, 100);
+    PsrPlan plan;
+    plan_blocks(series, 0, series.log_size(0, series.terms()) / 200000, plan);
+    ASSERT_GT(plan.blocks.size(), 100000u);
+    for (PsrBlock& block : plan.blocks) block.exact = true;
+    Counted::asked = 0;
+    const PSR_SeriesB<Counted> sum(series, plan, 2);
+    EXPECT_LT(Counted::asked, 20000u);
+    EXPECT_EQ(sum.exact_blocks(), plan.blocks.size());
+    EXPECT_GT(sum.work(), 0);
+}
 
 TEST(BlockPlanTest, PlanningDoesNotGrowWithTheTasks) {
     // 10^11 and 10^15 digits.

@@ -209,6 +209,44 @@ TEST(HyperdescentTest, SignedExactBlocks) {
     }
 }
 
+// A left half far below the right one, as large terms behind small ones make it, and one far above: the sum
+// keeps the words of the larger one, in a buffer of the planned size.
+TEST(HyperdescentTest, HalvesOfVeryDifferentSizes) {
+    const u64 p = 20;
+    for (const i64 place : {-60, -23, -2, 0, 1, 5, 18, 22, 23, 24, 60}) {
+        for (const bool subtract : {false, true}) {
+            for (const u64 left_words : {u64(0), u64(1), p + 2}) {
+                std::vector<Word> words(6 * 64, 0x123456789abcdef1);
+                const auto number = [&](int i, u64 length, i64 exp, u64 size) {
+                    BigFloat A(words.data() + 64 * i, size);
+                    A.L = length;
+                    A.exp = length == 0 ? 0 : exp;
+                    A.sign = true;
+                    A.seal(serial_context());
+                    return A;
+                };
+                const FloatRange<Family> left = {number(0, left_words, 0, 64), number(1, p + 2, 0, 64)};
+                const FloatRange<Family> right = {number(2, p + 2, place, 64), number(3, p, -3, 64)};
+                FloatRange<Family> out = {number(4, 0, 0, Family::float_words(p)),
+                                          number(5, 0, 0, Family::float_words(p))};
+                words[64 * 4 + Family::float_words(p)] = 77;
+                Scratch memory(Family::float_needs({{64, 64}, {64, 64}, {64, 64}, 0}, p).bytes);
+                Family::merge_float({serial_context(), memory.view(), nullptr}, subtract, left, right, out, p,
+                                    p, true);
+                const i64 low = -200;
+                const mpz_class a = value(left[kP], low) * value(right[kQ], low) >> (64 * 200),
+                                b = value(right[kP], low);
+                const mpz_class sum = subtract ? mpz_class(a - b) : mpz_class(a + b);
+                const mpz_class larger = a > b ? a : b;
+                const mpz_class difference = abs(value(out[kP], low) - sum) << (64 * p);
+                EXPECT_LE(difference, larger) << place << " " << left_words << " " << subtract;
+                EXPECT_EQ(out[kP].residue, out[kP].computed_residue(serial_context()));
+                EXPECT_EQ(words[64 * 4 + Family::float_words(p)], 77u);
+            }
+        }
+    }
+}
+
 // One floating-point block, several of them, and sums in which both kinds of blocks meet: |P / Q - S| stays
 // below what the precision promises.
 TEST(HyperdescentTest, SignedFloatingPointSums) {

@@ -151,6 +151,46 @@ TEST(SeriesValueTest, ANumeratorThatIsZero) {
               "Divide by zero.");
 }
 
+// A sum far above the constant, and far below it: the numerator is cut to the words of the larger one.
+TEST(SeriesValueTest, SumsOfAnySize) {
+    const u64 p = 20;
+    std::mt19937_64 rng(5);
+    for (const i64 place : {-60, -24, -23, -1, 0, 1, 5, 6, 7, 20, 23, 24, 25, 60}) {
+        for (const i64 cQ : {i64(3), i64(-3)}) {
+            const SeriesValuePlan plan(p, {7, cQ, 1, 1, false}, 1);
+            std::vector<Word> words[3] = {std::vector<Word>(32), std::vector<Word>(32),
+                                          std::vector<Word>(64)};
+            BigFloat numbers[2];
+            for (int i = 0; i < 2; i++) {
+                for (Word& word : words[i]) word = rng() >> 1 | 1;
+                numbers[i] = BigFloat(words[i].data(), 32);
+                numbers[i].L = p + 2;
+                numbers[i].exp = i == 0 ? place : 0;
+                numbers[i].sign = true;
+                numbers[i].seal(serial_context());
+            }
+            const i64 low = -200;
+            const mpz_class P = reference::magnitude_at(numbers[0], low),
+                            Q = reference::magnitude_at(numbers[1], low);
+            Scratch memory(plan.needs().bytes);
+            BigFloat x(words[2].data(), 64);
+            const kalvor::ErrorBound error = plan.run({serial_context(), memory.view(), nullptr},
+                                                      trel::null_status(), numbers[0], numbers[1], x);
+            EXPECT_TRUE(memory.guards_intact());
+            mpz_class got = reference::magnitude_at(x, low);
+            if (!x.sign) got = -got;
+            const mpz_class want =
+                reference::shifted(1, -low) * (7 * P + mpz_class(static_cast<long>(cQ)) * Q) / Q;
+            const mpz_class difference = abs(got - want);
+            const mpz_class limit = (mpz_class(1) << static_cast<mp_bitcnt_t>(64 * (error.limit.words - low) +
+                                                                              error.limit.bits)) +
+                                    2;
+            EXPECT_LE(difference, limit) << place;
+            EXPECT_LE(error.limit, (kalvor::PowerOfTwo{x.mag() - static_cast<i64>(p), 12})) << place;
+        }
+    }
+}
+
 // What cancels in the numerator is missing in the value, and the bound says so.
 TEST(SeriesValueTest, LostDigitsAreReported) {
     const kalvor::ErrorBound none = SmallValue({1, 1, 1, 1, false}, 1, 3).error;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <vector>
 
@@ -58,7 +59,11 @@ class ListSeries final : public CommonP2B3::Series {
         const double rest = full + 64 * kLn2 + R_[k] - Q_[k] - scale_;
         return DoubleDouble(std::clamp(rest, 0.0, full));
     }
-    u64 zero_bits_Q(u64, u64) const override { return 0; }
+    u64 zero_bits_Q(u64 a, u64 b) const override {
+        u64 bits = 0;
+        for (u64 k = a; k < b; k++) bits += static_cast<u64>(std::countr_zero(static_cast<u64>(list_[k].Q)));
+        return bits;
+    }
     std::optional<double> log_scale() const override { return scale_; }
     void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word*) const override {
         const Term& t = list_[b - 1];
@@ -146,6 +151,23 @@ TEST(SignedSumTest, ExactBlocks) {
                 SCOPED_TRACE(testing::Message() << n << " terms, tds=" << tds << " edge=" << edge);
                 expect_exact(series, 0, n, tds, edge);
                 expect_exact(series, 3000 - n, 3000, tds, edge);
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+}
+
+// Denominators that drop most of their words, beside numerators that are zero.
+TEST(SignedSumTest, PowersOfTwoInQ) {
+    for (const u64 zeros : {0, 1, 300}) {
+        std::vector<Term> terms = random_terms(1500, zeros);
+        for (Term& t : terms) t.Q &= ~((i64(1) << 38) - 1);
+        const ListSeries series(terms, 700);
+        for (const u64 tds : {1, 2, 7}) {
+            for (const u64 n : {2, 9, 101, 600, 1500}) {
+                SCOPED_TRACE(testing::Message() << n << " terms, " << zeros << " zeros, tds=" << tds);
+                expect_exact(series, 0, n, tds, false);
+                expect_exact(series, 1500 - n, 1500, tds, true);
                 if (HasFatalFailure()) return;
             }
         }
