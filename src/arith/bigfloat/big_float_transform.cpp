@@ -237,15 +237,28 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     const ParallelContext& parallel = context.parallel;
     // The products that read B next compare it; here its words are read in part.
     take_up(parallel, function, B);
+    parallel.stage("window", T.T, window.m * sizeof(Word));
     const PlacedWords square{T.T, window.m, ie};
-    bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, parallel);
-    const PlacedWords above{B.T, B.L, B.exp - W};
-    if (transform_.fold() == Fold::cyclic) bp_sub(T.T, square, above, 0, ie, te, parallel);
-    if (transform_.fold() == Fold::negacyclic) bp_add(T.T, square, above, 0, ie, te, parallel);
+    BigFloat above = B;
+    above.exp -= W;
+    // From the square's residue and from what is taken out of it, not from the words that come out.
+    const auto units = [te](u8 n) { return carried::of_word(n, te, true); };
+    u64 r = carried::sub(T.residue, B.residue_between(parallel, ie, te));
+    r = carried::add(r, units(bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, parallel)));
+    const PlacedWords folded{above.T, above.L, above.exp};
+    if (transform_.fold() == Fold::cyclic) {
+        r = carried::sub(r, above.residue_between(parallel, ie, te));
+        r = carried::add(r, units(bp_sub(T.T, square, folded, 0, ie, te, parallel)));
+    }
+    if (transform_.fold() == Fold::negacyclic) {
+        r = carried::add(r, above.residue_between(parallel, ie, te));
+        r = carried::sub(r, units(bp_add(T.T, square, folded, 0, ie, te, parallel)));
+    }
     T.exp = ie;
     T.L = bp_nonzero_length(T.T, window.m, parallel);
     if (T.L == 0) T.exp = 0;
-    T.seal(parallel);
+    T.residue = r;
+    if (!carried::known(r)) T.seal(parallel);
     hand_over(function, T);
 }
 

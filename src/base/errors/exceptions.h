@@ -2,7 +2,7 @@
 // for a base class catches all classes below it.
 //
 // `function` is the thrower, written "Class::method()"; it may be empty. Strings are owned by value.
-// Objects are not thread-safe; exceptions never cross threads.
+// Objects are not thread-safe; an exception crosses threads in fork_join_catching() alone.
 #pragma once
 
 #include <memory>
