@@ -141,25 +141,25 @@ class StressRun {
                 team.stop();
             } else if (over_ || has_passed(settings_.seconds_per_test, now - start) ||
                        (turn_failed && nothing_else_ends_it())) {
-                team.end_turn(turn);
+                team.end_turn(turn, over_ || (turn_failed && settings_.stop_on_error));
             } else {
                 continue;
             }
             ended = true;
         }
         const double end = calls_.seconds();
-        over_ = over_ || has_passed(settings_.seconds_total, end - start_);
+        const bool stopping = turn_failed && settings_.stop_on_error;
+        over_ = over_ || stopping || has_passed(settings_.seconds_total, end - start_);
         // All threads of a turn may have failed before its time.
-        team.end_turn(turn);
+        team.end_turn(turn, over_);
         if (monitor_.stop.requested()) status_.Status_Line("");
         status_.Status_ColoredLine(
             {turn_failed ? Status::ColoredText{'R', "Failed"} : Status::ColoredText{'G', "Passed"}});
         status_.Status_ColoredLine({{'w', "  Test Time:  "}, {'Y', Console::format_time(end - start)}});
         status_.Status_ColoredLine(
             {{'w', "  Total Elapsed Time: "}, {'Y', Console::format_time(end - start_)}});
-        if (turn_failed && settings_.stop_on_error) {
+        if (stopping) {
             status_.Status_ColoredLine({{'R', "\nErrors encountered. Stopping test..."}});
-            over_ = true;
         }
     }
 

@@ -55,8 +55,9 @@ void StressTeam::begin(std::vector<const StressTest*> tests) {
     go_.notify_all();
 }
 
-void StressTeam::end_turn(u64 turn) {
+void StressTeam::end_turn(u64 turn, bool last) {
     const std::lock_guard<std::mutex> lock(mutex_);
+    over_ = over_ || last;
     turns_ended_ = turn + 1;
     go_.notify_all();
 }

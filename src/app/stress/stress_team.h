@@ -49,8 +49,8 @@ class StressTeam {
 
     // Turn t is test t mod their number. The threads begin.
     void begin(std::vector<const StressTest*> tests);
-    // Lets the threads leave turn t after their iteration.
-    void end_turn(u64 turn);
+    // Lets the threads leave turn t after their iteration; last: they begin no other.
+    void end_turn(u64 turn, bool last);
     // Lets them leave whatever they do, at their next poll.
     void stop();
 

@@ -46,7 +46,11 @@ TEST_P(EveryStressTest, Passes) {
     EXPECT_TRUE(machine.run()) << machine.text();
     EXPECT_EQ(machine.count("Passed\n"), 1u) << machine.text();
     EXPECT_EQ(machine.count("Failed") + machine.count("Error"), 0u) << machine.text();
-    for (u32 core = 0; core < 3; core++) EXPECT_GE(machine.iterations(core)[0], 6u);
+    for (u32 core = 0; core < 3; core++) {
+        // No thread has begun another turn.
+        ASSERT_EQ(machine.iterations(core).size(), 1u);
+        EXPECT_GE(machine.iterations(core)[0], 6u);
+    }
 }
 
 TEST_P(EveryStressTest, AFlippedBitIsThatCoresFailureAndNobodyElses) {
@@ -146,8 +150,9 @@ TEST(StressRunTest, AnErrorEndsTheRunWhereThatIsSet) {
         machine.text().ends_with("\nErrors encountered. Stopping test...\n"
                                  "\nTest Finished. Waiting for threads to terminate...\n"))
         << machine.text();
-    // The others have had the whole time of the test.
+    // The others have had the whole time of the test, and nobody has begun the next.
     EXPECT_GE(machine.iterations(0)[0], 5u);
+    for (u32 core = 0; core < 3; core++) EXPECT_EQ(machine.iterations(core).size(), 1u);
 }
 
 TEST(StressRunTest, AnErrorEndsATestThatNothingElseEnds) {
