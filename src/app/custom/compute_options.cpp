@@ -121,6 +121,27 @@ void refuse_compute_option(const ParameterList& parameters, const ComputeOptions
                                use.page);
 }
 
+namespace {
+
+void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
+    if (!settings.constant->has_extractor())
+        throw InvalidParametersException("", "Option -bbp is only for Pi.");
+    const u64 there = settings.size.hexadecimal_digits;
+    if (settings.bbp_digits <= there) return;
+    throw CommandLine::RefusedException("-bbp: the run has only " + Console::format_commas(there) +
+                                        " hexadecimal digits.\n" + CommandLine::see_help(use.page));
+}
+
+// A check that is left out in silence would be taken for one that was passed.
+void refuse_what_files_cannot_hold(const ComputeSettings& settings, const OptionUse& use) {
+    const char* const option = !settings.log_path.empty() ? "-log" : settings.bbp_digits != 0 ? "-bbp" : "";
+    if (*option == 0) return;
+    throw CommandLine::RefusedException(std::string("-save: a settings file cannot hold ") + option + ".\n" +
+                                        CommandLine::see_help(use.page));
+}
+
+}  // namespace
+
 ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use) {
     ComputeSettings& settings = choices.settings;
     if (choices.threads) choose_threads(choices, use.page);
