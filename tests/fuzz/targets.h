@@ -3,8 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
@@ -17,16 +15,13 @@
 #include "base/errors/registry.h"
 #include "base/prompt/number_text.h"
 #include "digits/files/kvd_header.h"
+#include "fuzz/require.h"
+#include "fuzz/target_user_name.h"
+#include "fuzz/target_validation.h"
 #include "os/smbios.h"
 #include "platform/fileio/text_decoding.h"
 
 namespace fuzz {
-
-inline void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 using Tree = std::unique_ptr<trel::Config::Node>;
 
@@ -266,6 +261,8 @@ inline constexpr Target kTargets[] = {
     {"smbios", smbios},
     {"exceptions", exceptions},
     {"kvd", kvd},
+    {"validation", validation},
+    {"user_name", user_name},
 };
 // clang-format on
 
