@@ -6,8 +6,7 @@
 #include <optional>
 
 #include "app/record/digit_report.h"
-#include "app/validation/signature.h"
-#include "app/validation/validator.h"
+#include "app/validation/validate.h"
 #include "base/clock/cpu_utilization.h"
 #include "base/clock/date_text.h"
 #include "base/command_line/shown_text.h"
@@ -211,12 +210,6 @@ std::string validation_text(const RunRecord& record) {
     out.line("Event Log:");
     out.raw(record.event_log);
     return out.take();
-}
-
-std::string signed_text(const std::string& text) {
-    // The line feed before the separator is the separator's.
-    const std::string_view what = std::string_view(text).substr(0, text.size() - 1);
-    return text + kValidationSeparator + signature_of(what) + kLineEnd;
 }
 
 std::string write_validation_file(const RunRecord& record, const ValidationOutput& output) {

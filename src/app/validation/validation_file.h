@@ -15,9 +15,6 @@ namespace kalvor {
 // From the byte-order mark to the event log, which is what is signed, and a line end. Lines end in CR LF.
 std::string validation_text(const RunRecord& record);
 
-// The whole file: the text, the separator, and the signature of all before it.
-std::string signed_text(const std::string& text);
-
 // Who hears of a file that is written; they outlive it.
 struct ValidationOutput {
     Status& status;

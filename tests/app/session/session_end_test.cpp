@@ -6,7 +6,7 @@
 
 #include "app/session/line_recorder.h"
 #include "app/session/normal_float_session_b.h"
-#include "app/validation/validator.h"
+#include "app/validation/validate.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "app/validation/hand_made_record.h"
-#include "app/validation/validator.h"
+#include "app/validation/validate.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "fault/fault_sweep.h"

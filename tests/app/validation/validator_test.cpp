@@ -8,6 +8,7 @@
 
 #include "app/validation/hand_made_record.h"
 #include "app/validation/signature.h"
+#include "app/validation/validate.h"
 #include "app/validation/validation_file.h"
 #include "base/command_line/refusal.h"
 #include "base/errors/exceptions.h"

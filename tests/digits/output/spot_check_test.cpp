@@ -148,5 +148,21 @@ TEST(SpotCheckTest, Folders) {
     }
 }
 
+// The position before the one that differs is told, and a file that is too large for a table is not read.
+TEST(SpotCheckTest, TheLastGoodPositionAndFilesThatAreNoTables) {
+    Folder folder;
+    CaptureConsole console;
+    folder.table("Digits/", "10 | " + PiSource::group(10) + "\n30 | 1\n");
+    PiSource pi;
+    FloatReaderB reader = pi.reader();
+    const SpotCheck differs = spot_check(reader, 95, "Pi", folder.program);
+    EXPECT_EQ(differs.position, -30);
+    EXPECT_EQ(differs.last_good, 10u);
+    std::filesystem::resize_file(folder.program + "Digits/Pi.txt", (u64(16) << 20) + 1);
+    EXPECT_EQ(folder.run(95), 0);
+    std::filesystem::resize_file(folder.program + "Digits/Pi.txt", u64(16) << 20);
+    EXPECT_EQ(folder.run(20), 10);
+}
+
 }  // namespace
 }  // namespace kalvor
