@@ -40,7 +40,7 @@ class ArcCothLeaf {
     void run(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
              u64 scratch_words) const;
     // What a run takes at most.
-    static constexpr u64 kScratchWordsPerTerm = 64;
+    static constexpr u64 kScratchWordsPerTerm = 48;
 
   private:
     static constexpr u64 kWordTerms = 32;    // summed word by word
