@@ -101,4 +101,39 @@ TEST(CustomConstantTest, EveryExampleHasTheValueThatItPromises) {
     EXPECT_GE(files, 30u);
 }
 
+constexpr const char* kQuestion =
+    "Custom Constant with User-Defined Formula:\n\n\n"
+    "Enter Path of Formula File:  (enter nothing to cancel)\n"
+    "Examples can be found in the \"Custom Formulas\" folder.\n\n";
+
+TEST(CustomConstantTest, TheMenuAsksForAFile) {
+    CaptureConsole console;
+    console.type({""});
+    EXPECT_EQ(CustomConstant::ask(), nullptr);
+    EXPECT_EQ(console.take().find(kQuestion), 0u);
+    console.type({"no such file"});
+    EXPECT_EQ(CustomConstant::ask(), nullptr);
+    EXPECT_NE(console.take().find("File not found.\n"), std::string::npos);
+    const std::string path = KALVOR_SOURCE_FOLDER "/Custom Formulas/Silver ratio";
+    console.type({path});
+    const auto constant = CustomConstant::ask();
+    ASSERT_NE(constant, nullptr);
+    EXPECT_EQ(constant->name_short(), "Silver Ratio");
+    EXPECT_NE(console.take().find("Opening: " + path + ".cfg\n"), std::string::npos);
+}
+
+TEST(CustomConstantTest, WarningsAreYellow) {
+    const auto tree = trel::Config::parse_acfg(settings());
+    trel::Config::Object& description = tree->as<trel::Config::Object>();
+    const std::string old_scope =
+        "{Constant : {NameShort : \"\" NameLong : \"\" AlgorithmShort : \"\" AlgorithmLong : \"\" "
+        "Formula : {Scope : {Locals : {x : 2} Formula : \"x\"}}}}";
+    CaptureConsole console(CaptureConsole::terminal, true);
+    load_constant(description);
+    EXPECT_EQ(console.take(), "");
+    const auto old_tree = trel::Config::parse_acfg(old_scope);
+    load_constant(old_tree->as<trel::Config::Object>());
+    EXPECT_EQ(console.take(), "{Y}There is a new syntax for \"Scope\". Please switch to the new one.\n{w}");
+}
+
 }  // namespace
