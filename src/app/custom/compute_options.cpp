@@ -113,9 +113,9 @@ void refuse_compute_option(const ParameterList& parameters, const ComputeOptions
     const std::string action = use.action;
     if (CommandLine::find_console_option(parameters.current().first)) {
         const std::string text = CommandLine::shown(parameters.current_raw());
-        CommandLine::refuse_word(parameters, "\"" + text +
-                                                 "\" is a console option and stands before the action: kalvor " +
-                                                 text + " " + action + " ...\n" + CommandLine::see_help(use.page));
+        CommandLine::refuse_word(
+            parameters, "\"" + text + "\" is a console option and stands before the action: kalvor " + text +
+                            " " + action + " ...\n" + CommandLine::see_help(use.page));
     }
     CommandLine::refuse_option(parameters, "an option of \"" + action + "\"", CommandLine::names_of(options),
                                use.page);

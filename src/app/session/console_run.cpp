@@ -27,7 +27,8 @@ RunRecord run_on_console(ComputeSettings settings, const AuthorizationToken& tok
     NormalFloatSessionB session(std::move(settings), token, console, &console, std::move(environment));
     RunRecord record;
     if (!run_interruptible(
-            session.monitor(), [&] { record = session.run(); }, [&] { end_busy_run(session.files(), console); }))
+            session.monitor(), [&] { record = session.run(); },
+            [&] { end_busy_run(session.files(), console); }))
         return record;
     print_interrupted(interrupted_text(session.files().kept()));
     throw RunStopped();
