@@ -40,9 +40,10 @@ std::vector<std::string> lines_of(std::string_view text) {
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         std::string line(text.substr(0, end));
-        for (const char* label : {"Time:", "Start Time:", "End Time:", "Begin Computation:",
-                                  "CPU Utilization:", "Multi-core Efficiency:", "Total Computation Time:",
-                                  "Start-to-End Wall Time:", "Working Memory:", "Available Memory", "Validation File:"}) {
+        for (const char* label :
+             {"Time:", "Start Time:", "End Time:", "Begin Computation:", "CPU Utilization:",
+              "Multi-core Efficiency:", "Total Computation Time:", "Start-to-End Wall Time:",
+              "Working Memory:", "Available Memory", "Validation File:"}) {
             if (line.find(label) == 0) line = label;
         }
         // Durations inside a line.
