@@ -9,6 +9,7 @@
 #include "base/errors/exceptions.h"
 #include "constants/builtin/catalan.h"
 #include "constants/builtin/e.h"
+#include "constants/builtin/euler_gamma.h"
 #include "constants/builtin/golden_ratio.h"
 #include "constants/builtin/lemniscate.h"
 #include "constants/builtin/pi.h"
@@ -78,6 +79,13 @@ const std::vector<ConstantRow>& rows() {
              return Shared(
                  std::make_shared<const Lemniscate>(static_cast<LemniscateAlgorithm>(algorithm), power));
          }},
+        {"EulerGamma",
+         {"brent-refined", "brent-original"},
+         "Algorithm must be \"brent-refined\" or \"brent-original\".",
+         [](std::size_t algorithm, int) {
+             return Shared(std::make_shared<const EulerGamma>(static_cast<GammaAlgorithm>(algorithm)));
+         },
+         false},
     };
     return rows;
 }

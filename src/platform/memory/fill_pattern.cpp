@@ -22,8 +22,8 @@ void fill_words(char* p, u64 i, u64 n) {
     // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and
     // whose second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for
     // 32-bit lanes.
-    Vec value[4];
-    Vec step[4];
+    Vec value[4] = {};
+    Vec step[4] = {};
     for (u64 j = 0; j < kLanes; j++) {
         value[j / 4][j % 4] = pattern(i + j);
         step[j / 4][j % 4] = pattern(i + j + kLanes) - pattern(i + j);

@@ -239,9 +239,10 @@ TEST(SessionStatusTest, CorrectionsAreReportedAndLogged) {
     };
     CaptureConsole console;
     LineRecorder recorder;
-    ComputeSettings settings = settings_for(1000, "");
+    const TemporaryFolder folder;
+    ComputeSettings settings = settings_for(1000, folder.path());
     settings.output_enable = false;
-    Corrected session(std::move(settings), recorder);
+    Corrected session(std::move(settings), kalvor_test::authorized(), recorder);
     const std::string log = session.run().event_log;
     EXPECT_NE(
         recorder.text.find("\nComputation error detected and corrected.\nOperation: product, 40 words\n"),

@@ -93,6 +93,8 @@ const std::vector<Case>& cases() {
              mpfr_ui_div(x, 1, x, kR);
          }},
         {"{Catalan : {}}", [](mpfr_t x) { mpfr_const_catalan(x, kR); }},
+        {"{EulerGamma : {}}", [](mpfr_t x) { mpfr_const_euler(x, kR); }},
+        {"{EulerGamma : {Algorithm : \"brent-original\"}}", [](mpfr_t x) { mpfr_const_euler(x, kR); }},
         {"{Catalan : {Algorithm : \"pilehrood-long\" Power : -1}}",
          [](mpfr_t x) {
              mpfr_const_catalan(x, kR);
