@@ -22,12 +22,14 @@ void fill_words(char* p, u64 i, u64 n) {
     // Lane j of 16 goes i, i + 16, i + 32, ...: a quadratic sequence, whose first difference is linear and
     // whose second is constant. Two additions a word replace the multiplication, which plain x86-64 lacks for
     // 32-bit lanes.
-    Vec value[4] = {};
-    Vec step[4] = {};
+    u32 values[kLanes], steps[kLanes];
     for (u64 j = 0; j < kLanes; j++) {
-        value[j / 4][j % 4] = pattern(i + j);
-        step[j / 4][j % 4] = pattern(i + j + kLanes) - pattern(i + j);
+        values[j] = pattern(i + j);
+        steps[j] = pattern(i + j + kLanes) - values[j];
     }
+    Vec value[4], step[4];
+    std::memcpy(value, values, sizeof(value));
+    std::memcpy(step, steps, sizeof(step));
     const u32 second = static_cast<u32>(2 * kLanes * kLanes * kMultiplier);
     const Vec step_of_step = {second, second, second, second};
     u64 done = 0;
