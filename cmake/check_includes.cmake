@@ -32,6 +32,7 @@ endfunction()
 set(silent_floors arith constants digits platform)
 set(console_files
   # menus and prompts
+  constants/catalog/brent_constant.cpp
   constants/catalog/catalog_menu.cpp
   constants/catalog/custom_constant.cpp  # its warnings and the file that it opens, too
   constants/catalog/log_constant.cpp

@@ -185,6 +185,18 @@ TEST(FormulasTest, RefusalsOfARun) {
     }
 }
 
+// A sum of very many terms loses the bits of their number, not one a term.
+TEST(FormulasTest, ALongSumIsCertain) {
+    std::string terms;
+    for (int i = 0; i < 3000; i++) terms += "[1 {Sqrt : 2}] ";
+    TemporaryFolder folder;
+    folder.write("f.cfg", file_of("{LinearCombination : [" + terms + "]}"));
+    const ProgramRun run = compute(folder, "custom:f", 1000, {"-od:0"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_FALSE(run.has("certain")) << run.out;
+    EXPECT_TRUE(run.has("4242.6406871192 8514640506")) << run.out;
+}
+
 TEST(FormulasTest, ValuesAtTheEndsOfTheRange) {
     const std::string minus = "{LinearCombination : [[-1 {Pi : {}}]]}";
     ProgramRun run = run_formula(minus);

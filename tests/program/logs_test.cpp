@@ -57,7 +57,7 @@ void check(unsigned long n, const std::string& algorithm, unsigned long digits, 
         std::string(" - Machin (") + (algorithm == "0" ? "primary" : "secondary") + ").txt";
     const std::string name = "out/Log(" + std::to_string(n) + ")";
     const std::string dec = name + " - Dec" + tail, hex = name + " - Hex" + tail;
-    ASSERT_EQ(folder.files(), (std::vector<std::string>{dec, hex})) << what;
+    ASSERT_EQ(kalvor_test::files_but_validation(folder), (std::vector<std::string>{dec, hex})) << what;
     ASSERT_TRUE(read_file(folder / dec) == logarithm(n, 10, digits)) << what;
     const std::string hexadecimal = read_file(folder / hex);
     const std::size_t point = hexadecimal.find('.');

@@ -78,7 +78,7 @@ void check(const Road& road, unsigned long digits, const std::string& tasks) {
     ASSERT_FALSE(run.has("Cancellation")) << run.out;
     const std::string tail = " - " + road.algorithm + ".txt";
     const std::string dec = "out/" + road.name + " - Dec" + tail, hex = "out/" + road.name + " - Hex" + tail;
-    ASSERT_EQ(folder.files(), (std::vector<std::string>{dec, hex})) << what;
+    ASSERT_EQ(kalvor_test::files_but_validation(folder), (std::vector<std::string>{dec, hex})) << what;
     ASSERT_TRUE(read_file(folder / dec) == text_of(road.zeta3, 10, digits)) << what;
     const std::string hexadecimal = read_file(folder / hex);
     ASSERT_GT(hexadecimal.size(), 2u);
@@ -107,7 +107,7 @@ TEST(SlowSeriesConstantsProgramTest, ZetaToAMillionDigitsByTwoRoads) {
         TemporaryFolder folder;
         const ProgramRun run = compute(folder, "apery", 1000000, {algorithm, "-TD:2"});
         ASSERT_EQ(run.exit_code, 0) << run.out;
-        const std::string file = read_file(folder / folder.files().at(0));
+        const std::string file = read_file(folder / kalvor_test::files_but_validation(folder).at(0));
         ASSERT_EQ(file.size(), 1000002u);
         if (digits.empty()) {
             digits = file;

@@ -132,9 +132,17 @@ void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
                                         " hexadecimal digits.\n" + CommandLine::see_help(use.page));
 }
 
-// A check that is left out in silence would be taken for one that was passed.
+// What is left out in silence would be taken for something that the file does.
 void refuse_what_files_cannot_hold(const ComputeSettings& settings, const OptionUse& use) {
-    const char* const option = !settings.log_path.empty() ? "-log" : settings.bbp_digits != 0 ? "-bbp" : "";
+    const std::pair<bool, const char*> given[] = {{!settings.log_path.empty(), "-log"},
+                                                  {settings.bbp_digits != 0, "-bbp"},
+                                                  {settings.overwrite, "-overwrite"},
+                                                  {settings.minimum_space.has_value(), "-minspace"},
+                                                  {settings.force, "-force"}};
+    const char* option = "";
+    for (const auto& [is_given, name] : given) {
+        if (is_given && *option == 0) option = name;
+    }
     if (*option == 0) return;
     throw CommandLine::RefusedException(std::string("-save: a settings file cannot hold ") + option + ".\n" +
                                         CommandLine::see_help(use.page));

@@ -36,11 +36,11 @@ enum Choice : u64 {
     kSave = 21,
 };
 
-// What the computation takes; nothing for a size that no algorithm reaches.
+// What the computation takes; nothing for one that cannot be planned.
 std::optional<MemoryPlan> memory_of(const ComputeSettings& settings) {
     try {
         return RunPlan::make(settings, settings.size).memory;
-    } catch (const LimitExceededException&) {
+    } catch (const Exception&) {
         return std::nullopt;
     }
 }
@@ -127,7 +127,7 @@ bool can_start(const ComputeSettings& settings) {
     try {
         RunPlan::make(settings, settings.size);
         return true;
-    } catch (const LimitExceededException& e) {
+    } catch (const Exception& e) {
         e.print();
         return false;
     }

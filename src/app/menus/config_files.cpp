@@ -47,7 +47,10 @@ bool load_from_menu(const std::string& action, const std::function<void(const Ob
 bool save_from_menu(const std::string& action, std::unique_ptr<Object> settings) {
     Console::print_line("Enter path to save configuration file. (the .cfg extension can be omitted)");
     const std::string path = FileIO::with_config_extension(Prompt::read_text("Path", 'T'));
-    return report_failure([&] { FileIO::write_config_file(path, action, std::move(settings)); });
+    return report_failure([&] {
+        FileIO::write_config_file(path, action, std::move(settings));
+        Console::labelled_line("Written", CommandLine::shown_path(path), 'G');
+    });
 }
 
 }  // namespace kalvor

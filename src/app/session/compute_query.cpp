@@ -27,7 +27,7 @@ std::unique_ptr<Object> query_compute_settings(const ComputeSettings& settings,
     std::string too_large;
     try {
         bytes = RunPlan::make(settings, settings.size).memory.total();
-    } catch (const LimitExceededException& e) {
+    } catch (const StringException& e) {
         too_large = e.message;
     }
     auto object = compute_settings_selector(settings);

@@ -60,6 +60,12 @@ void set_bbp_digits(C& c, i64 digits) {
     c.settings.bbp_digits = static_cast<u64>(digits);
 }
 
+// A script's unset variable is not meant as no file.
+Word not_empty(Word path, const char* option) {
+    if (path.empty()) throw InvalidParametersException("", std::string(option) + ": the path is empty.");
+    return path;
+}
+
 SettingsTable make_table() {
     return {
         {.of = constant_setting(),
@@ -119,12 +125,12 @@ SettingsTable make_table() {
                     .meaning = "run although the machine has too little memory"},
                    &S::force),
         {.option = {{"-save", " <file>", "write a settings file, run nothing", ""},
-                    NextWordValue<C>{[](C& c, Word path) { c.save_path = path; },
+                    NextWordValue<C>{[](C& c, Word path) { c.save_path = not_empty(path, "-save"); },
                                      "the settings are written to"}},
          .meaning = "write the settings to a file for `config` (`.cfg` is added to a name without a dot) "
                     "instead of running"},
         {.option = {{"-log", " <file>", "append the run's events to a file", ""},
-                    NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = path; },
+                    NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = not_empty(path, "-log"); },
                                      "the events are appended to"}},
          .meaning = "append every event of the run to a file, at once"},
         {.option = {{"-bbp", ":<n>", "check the last n hex. digits (Pi)", kRightBbp},

@@ -140,7 +140,9 @@ class PathView final : public ViewOfSettings {
         }
         s_.path = path;
     }
-    std::string display_text() const override { return s_.path.empty() ? "Default Path" : s_.path; }
+    std::string display_text() const override {
+        return s_.path.empty() ? "Default Path" : CommandLine::shown_path(s_.path);
+    }
 
   protected:
     std::unique_ptr<Node> value_node() const override { return node(s_.path); }

@@ -60,6 +60,13 @@ Validation::Result check_version(std::string_view version) {
     return known ? Validation::passed : Validation::invalid_file;
 }
 
+// Of the last line that begins so: the settings, which may hold any text, stand above the times, and lines of
+// the event log begin with a date.
+std::string_view last_value_behind(std::string_view file, std::string_view label) {
+    const std::size_t at = file.rfind("\n" + std::string(label));
+    return at == std::string_view::npos ? std::string_view() : value_behind(file.substr(at + 1), label);
+}
+
 }  // namespace
 
 Validation validate(std::string_view file) {
@@ -71,8 +78,8 @@ Validation validate(std::string_view file) {
     if (found.result != Validation::passed) return found;
     found.result = check_signature(file);
     if (found.result != Validation::passed) return found;
-    found.computation_time = value_behind(file, "Total Computation Time:");
-    found.total_time = value_behind(file, "Start-to-End Wall Time:");
+    found.computation_time = last_value_behind(file, "Total Computation Time:");
+    found.total_time = last_value_behind(file, "Start-to-End Wall Time:");
     return found;
 }
 

@@ -159,8 +159,10 @@ void step(os::LocalTime& time) {
     time.year++;
 }
 
-bool is_free(const std::string& path) {
-    return os::path_kind(path) == os::PathKind::missing;
+// What the system does not tell of is left to the draft, whose failure says why.
+bool is_taken(const std::string& path) {
+    const os::PathKind kind = os::path_kind(path);
+    return kind != os::PathKind::missing && kind != os::PathKind::unknown;
 }
 
 // The draft under the first name from `time` on that nothing has, or why there is none.
@@ -175,16 +177,16 @@ class NewFile {
         for (;; step(time_)) {
             const std::string path = base_ + date_time_name(time_);
             const std::string final_path = path + ".txt", draft_path = path + " (incomplete).txt";
-            if (!is_free(final_path) || !is_free(draft_path)) continue;
+            if (is_taken(final_path) || is_taken(draft_path)) continue;
             try {
                 file = std::make_unique<PublishedFile>(draft_path, final_path, calls_);
             } catch (const FileIO::FileException& e) {
                 // Another run was faster.
-                if (!is_free(draft_path)) continue;
+                if (is_taken(draft_path)) continue;
                 return {e.error_code, os::ErrorCategory::other};
             }
             // Nobody else takes the name while the draft is held; who had it before may be done by now.
-            if (is_free(final_path)) return {};
+            if (!is_taken(final_path)) return {};
             file->discard();
         }
     }

@@ -68,7 +68,8 @@ bool show(const Validation& found) {
 bool validate_file(std::string path) {
     if (path.size() <= kExtension.size() || !path.ends_with(kExtension)) path += kExtension;
     const Validation found = validate(read_whole(path));
-    Console::labelled_line("File Format", CommandLine::shown(found.version, kShownVersion), 'Y');
+    if (!found.version.empty())
+        Console::labelled_line("File Format", CommandLine::shown(found.version, kShownVersion), 'Y');
     Console::new_line();
     return show(found);
 }

@@ -19,8 +19,8 @@ bool begins_character(char c) {
 std::size_t fitting(std::string_view text, u64 columns) {
     std::size_t end = 0, blank = 0;
     for (u64 used = 0; end < text.size(); end++) {
-        if (begins_character(text[end]) && used++ == columns) break;
         if (text[end] == ' ') blank = end;
+        if (begins_character(text[end]) && used++ == columns) break;
     }
     return end == text.size() || blank == 0 ? end : blank;
 }

@@ -46,10 +46,10 @@ std::string label_of(GammaAlgorithm algorithm, u64 m) {
            (algorithm == GammaAlgorithm::refined ? " (refined)" : "") + ": (n = 2^" + std::to_string(m) + ")";
 }
 
-// e^(-4 2^k), and a word for what stands before it.
+// At most pi e^(-4 2^k).
 ErrorBound method_error(u64 k) {
     const double bits = 4 * std::ldexp(1.0, static_cast<int>(k)) / dd::ln2().high;
-    return ErrorBound::within(PowerOfTwo{1, 0}.shifted(-static_cast<i64>(bits)));
+    return ErrorBound::within(PowerOfTwo{}.shifted(2 - static_cast<i64>(bits)));
 }
 
 // Working memory:
@@ -93,8 +93,7 @@ class BrentMcMillan final : public Evaluator {
     const Needs& needs() const override { return needs_; }
     std::string label() const override { return label_; }
     SeriesBlocks series_blocks() const override {
-        SeriesBlocks blocks{sum_.blocks(), 0};
-        for (std::size_t i = 0; i < sum_.blocks(); i++) blocks.checked += sum_.block(i).exact() ? 1 : 0;
+        SeriesBlocks blocks{sum_.blocks(), sum_.blocks()};
         if (C_) blocks = blocks + C_->series_blocks();
         return blocks + ln2_->series_blocks();
     }

@@ -54,6 +54,14 @@ DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
     return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2();
 }
 
+// Below 2^44 doubles are right to less than a nat.
+double GammaCSeries::log_size_to(u64 k) const {
+    if (k >= u64(1) << 44) return log_size_to_dd(k).high;
+    const double x = static_cast<double>(k);
+    const double factorial = k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
+    return factorial + x * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
+}
+
 DoubleDouble GammaCSeries::log_remaining(u64 k) const {
     const DoubleDouble rest = DoubleDouble::from_u64(precision()) * dd::ln2_64() + term_size(m_, k);
     return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;

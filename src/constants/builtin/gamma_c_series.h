@@ -18,7 +18,7 @@ class GammaCSeries final : public BinarySplitting::CommonP2B3::Series {
     // m from 0 to 50.
     GammaCSeries(u64 m, u64 precision_words);
 
-    double log_size_to(u64 k) const override { return log_size_to_dd(k).high; }
+    double log_size_to(u64 k) const override;
     DoubleDouble log_size_to_dd(u64 k) const override;
     DoubleDouble log_remaining(u64 k) const override;
     double log_size_P(u64 a, u64 b) const override;

@@ -1,7 +1,6 @@
 #include "constants/builtin/log_machin.h"
 
 #include <algorithm>
-#include <bit>
 #include <string>
 #include <utility>
 
@@ -28,21 +27,6 @@ std::string label_of(const LogTerm& term) {
     }
     return sign + "ArcCoth( " + std::to_string(term.m) + " ):";
 }
-
-// Errors that are added up. One after the other would be rounded up to a power of two each time.
-class ErrorSum {
-  public:
-    void add(const ErrorBound& error) {
-        if (error.exact) return;
-        count_++;
-        largest_ = largest_.exact ? error : ErrorBound::within(std::max(largest_.limit, error.limit));
-    }
-    ErrorBound total() const { return count_ == 0 ? largest_ : largest_.shifted(std::bit_width(count_ - 1)); }
-
-  private:
-    ErrorBound largest_ = ErrorBound::none();
-    u64 count_ = 0;
-};
 
 // sum += term, to the sum's words or, where the term is the larger one and has the other sign, to the term's.
 // Returns what the dropped words may come to.

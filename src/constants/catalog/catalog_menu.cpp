@@ -95,7 +95,7 @@ void Constant::algorithm_menu() {
     const std::vector<std::string> explanation = algorithm_explanation();
     for (const std::string& line : explanation) Console::print_line(line);
     if (!explanation.empty()) Console::new_line();
-    select_algorithm(std::to_string(read_unsigned_in_range("Algorithm: ", 0, rows.size() - 1, 'T')));
+    algorithm_ = read_unsigned_in_range("Algorithm: ", 0, rows.size() - 1, 'T');
 }
 
 }  // namespace kalvor

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "base/command_line/console_settings.h"
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/expected_exceptions.h"
 #include "base/prompt/prompt.h"
 #include "constants/catalog/catalog.h"
 #include "os/path_kind.h"
@@ -36,7 +38,7 @@ Formulas::FormulaDescription open(const std::string& path) {
     if (path.empty()) throw InvalidParametersException(kFunction, "No formula file specified.");
     const std::optional<std::string> found = Formulas::find_formula_file(path, own_folder(), is_file);
     if (!found) throw InvalidParametersException(kFunction, "File not found.");
-    Console::print_line("Opening: " + *found);
+    Console::print_line("Opening: " + CommandLine::shown_path(*found));
     const std::unique_ptr<Config::Node> file = FileIO::load_config_file(*found);
     const Config::Object& root = file->as<Config::Object>();
     root.check_keys({"Constant"});
@@ -63,7 +65,15 @@ std::unique_ptr<Constant> CustomConstant::ask() {
         Console::print_line("File not found.");
         return nullptr;
     }
-    return std::make_unique<CustomConstant>(path);
+    // A file that cannot be used is no reason to lose what was chosen before.
+    try {
+        return std::make_unique<CustomConstant>(path);
+    } catch (const Exception& e) {
+        e.print();
+    } catch (const ExpectedException& e) {
+        Console::print_line(e.what());
+    }
+    return nullptr;
 }
 
 std::unique_ptr<Constant> CustomConstant::load(const Config::Object& object) {

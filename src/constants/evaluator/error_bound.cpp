@@ -97,6 +97,18 @@ ErrorBound ErrorBound::sum(std::span<const ErrorBound> terms) {
     return n < 2 ? all : all.shifted(static_cast<i64>(std::bit_width(n - 1)));
 }
 
+void ErrorSum::add(const ErrorBound& error) {
+    if (error.exact || largest_.is_unlimited()) return;
+    count_++;
+    largest_ = largest_.exact || error.is_unlimited()
+                   ? error
+                   : ErrorBound::within(std::max(largest_.limit, error.limit));
+}
+
+ErrorBound ErrorSum::total() const {
+    return count_ == 0 ? largest_ : largest_.shifted(static_cast<i64>(std::bit_width(count_ - 1)));
+}
+
 ErrorBound ErrorBound::shifted(i64 bits) const {
     return exact || is_unlimited() ? *this : within(limit.shifted(bits));
 }

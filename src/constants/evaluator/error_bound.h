@@ -55,6 +55,18 @@ struct ErrorBound {
     ErrorBound times_word(Word w) const;
 };
 
+// Errors that are added up one by one. + would round up to a power of two each time, which loses a bit a
+// term.
+class ErrorSum {
+  public:
+    void add(const ErrorBound& error);
+    ErrorBound total() const;
+
+  private:
+    ErrorBound largest_ = ErrorBound::none();
+    u64 count_ = 0;
+};
+
 // A number as it was computed, with its bound.
 struct Approximation {
     const BigFloat& value;

@@ -86,10 +86,11 @@ class FormulaEvaluator final : public Evaluator {
                 }
                 value.error = step.finish(own, status, operands, value.own);
             } else {
-                Accumulated sum{value.own, value.error, value.taken, value.first};
+                Accumulated sum{value.own, value.error, value.taken, value.first, value.errors};
                 const Operand x = operand(operation.child);
                 step.take(own, status, operation.child, x, sum);
                 value.error = sum.error;
+                value.errors = sum.errors;
                 if (value.taken++ == 0) value.first = x.value;
             }
             if (operation.moves_to != kNowhere) {
@@ -111,6 +112,7 @@ class FormulaEvaluator final : public Evaluator {
         ErrorBound error;
         u64 taken = 0;
         const BigFloat* first = nullptr;
+        ErrorSum errors;
         std::size_t made = 0;  // by which operation
     };
 
@@ -125,6 +127,7 @@ class FormulaEvaluator final : public Evaluator {
         value.own.clear();
         value.error = ErrorBound::none();
         value.taken = 0;
+        value.errors = {};
     }
 
     // The working memory of a step: as much as it asked for and no more.

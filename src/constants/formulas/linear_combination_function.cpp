@@ -49,21 +49,23 @@ class LinearCombinationStep final : public Step {
         check_exponent(term, kLinearCombination);
         if (sum.taken == 0) {
             sum.value.set_BigFloat(precision() + 1, parallel, term);
-            sum.error = term_error;
+            sum.errors.add(term_error);
+            sum.error = sum.errors.total();
             return;
         }
         StatusSection section(status, "Accumulate...");
         StatusFrame frame(section.node(), "Adding:  ");
         BigFloat T = carve<BigFloat>(memory, words_);
         T.set_add(precision() + 1, parallel, sum.value, term);
-        sum.error = sum.error + term_error;
+        sum.errors.add(term_error);
         if (sum.value.L != 0 && term.L != 0) {
             const i64 bottom = std::max(sum.value.mag(), term.mag()) - static_cast<i64>(precision() + 2);
             if (std::min(sum.value.exp, term.exp) < bottom) {
                 // Two numbers are cut, and the sum.
-                sum.error = sum.error + ErrorBound::within({bottom, 2});
+                sum.errors.add(ErrorBound::within({bottom, 2}));
             }
         }
+        sum.error = sum.errors.total();
         sum.value.set_BigFloat(precision() + 1, parallel, T);
     }
 

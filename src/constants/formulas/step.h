@@ -36,6 +36,7 @@ struct Accumulated {
     ErrorBound error;
     u64 taken = 0;
     const BigFloat* first = nullptr;  // the first operand; for comparing, it may be gone
+    ErrorSum errors = {};             // of sums: those that `error` is the total of
 };
 
 class Step {

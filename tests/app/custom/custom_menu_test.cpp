@@ -219,10 +219,11 @@ TEST(CustomMenuTest, SavedAndLoadedSettingsShowTheSameMenu) {
     const std::string text = menu(settings), file = folder.file("settings");
     EXPECT_EQ(
         shown(std::move(settings), {"21", file}),
-        text + "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath" + text);
+        text + "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath: Written: " +
+            file + ".cfg\n" + text);
     EXPECT_EQ(shown(small_settings(), {"20", file}),
               menu(small_settings()) +
-                  "Enter path of configuration file. (the .cfg extension can be omitted)\nPath" + text);
+                  "Enter path of configuration file. (the .cfg extension can be omitted)\nPath: " + text);
 }
 
 TEST(CustomMenuTest, AFileThatIsRefusedChangesNothing) {

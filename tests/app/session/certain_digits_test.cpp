@@ -91,7 +91,9 @@ TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
 // Every built-in constant is computed with words enough for its digits.
 TEST(CertainDigitsTest, ConstantsAreCertain) {
     for (const std::string& token : constant_tokens()) {
-        const auto constant = make_constant(token, token == "sqrt" ? "2" : "");
+        if (token == "custom") continue;  // any formula
+        const bool asks = catalog().factory(*catalog().find(token))->takes_argument();
+        const auto constant = make_constant(token, token == "brent" ? "12" : asks ? "2" : "");
         for (const AlgorithmRow& algorithm : constant->algorithms()) {
             constant->select_algorithm(algorithm.token);
             for (u64 digits = 100; digits < 140; digits++) {

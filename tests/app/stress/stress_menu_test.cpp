@@ -127,8 +127,9 @@ TEST_F(StressMenuTest, SavesAndLoads) {
     Shown menu;
     std::string expected = menu.text();
     const std::string save =
-        "\nEnter path to save configuration file. (the .cfg extension can be omitted)\nPath";
-    const std::string load = "\nEnter path of configuration file. (the .cfg extension can be omitted)\nPath";
+        "\nEnter path to save configuration file. (the .cfg extension can be omitted)\nPath: ";
+    const std::string load =
+        "\nEnter path of configuration file. (the .cfg extension can be omitted)\nPath: ";
     menu.stop = "Disabled\n";
     const std::string changed = menu.text();
     expected += "\n" + changed + save + changed + "\n";

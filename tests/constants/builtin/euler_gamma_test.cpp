@@ -87,9 +87,9 @@ TEST(EulerGammaTest, ForcedParameters) {
             const i64 bits = 64 * (run.error.limit.words - bottom) + run.error.limit.bits;
             mpz_mul_2exp(bound.get_mpz_t(), bound.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
             EXPECT_LE(difference, bound) << k;
-            // e^(-4 2^k), to a word and a few bits.
+            // e^(-4 2^k), to a few bits.
             EXPECT_LT(bits,
-                      64 * static_cast<i64>(p + kReferenceWords) - static_cast<i64>(5.77 * (1 << k)) + 70);
+                      64 * static_cast<i64>(p + kReferenceWords) - static_cast<i64>(5.77 * (1 << k)) + 10);
         }
     }
 }
