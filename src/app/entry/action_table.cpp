@@ -90,7 +90,7 @@ std::string meant_by(const ParameterList& parameters) {
 
 const std::vector<ActionRow>& action_table() {
     static const std::vector<ActionRow> table = {
-        {"custom", "custom pi [options]", "compute Pi and write its digits", run_custom,
+        {"custom", "custom <constant> [options]", "compute a constant and write its digits", run_custom,
          [] { return custom_help(); }},
         {"config", "config <file>", "what a settings file (\".cfg\") describes", run_config,
          config_help_page},

@@ -10,8 +10,7 @@
 
 namespace kalvor {
 
-// Everything: actions, options, console options. Shown for "custom" without a constant, by the main menu's
-// entry for it, and for "help".
+// Everything: actions, options, console options. Shown for "help".
 void print_usage();
 // The same behind its version, with the options of a table.
 std::vector<std::string> usage_lines(const SettingsTable& table = compute_settings_table());
