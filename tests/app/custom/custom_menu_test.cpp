@@ -212,7 +212,7 @@ TEST(CustomMenuTest, SavedAndLoadedSettingsShowTheSameMenu) {
     ComputeSettings settings = small_settings(3000000);
     settings.enable_hex = true;
     settings.digits_per_file = 1000000;
-    settings.path = folder.file("out");
+    settings.path = "./";  // short enough for its line
     settings.parallelism.framework.choose("spawn");
     settings.parallelism.task_decomposition = 6;
     settings.constant->select_algorithm("1");
@@ -242,6 +242,47 @@ TEST(CustomMenuTest, AFileThatIsRefusedChangesNothing) {
         EXPECT_NE(got.find(text, menu(small_settings()).size() + 100), std::string::npos) << got;
         EXPECT_TRUE(ends_with(got, menu(small_settings())));
     }
+}
+
+// A constant that cannot be used leaves the one that was chosen before.
+TEST(CustomMenuTest, AFormulaThatIsRefusedChangesNothing) {
+    TemporaryFolder folder;
+    folder.write("ends.cfg", "{ Bad ");
+    folder.write(
+        "unknown.cfg",
+        "{ Constant : { NameShort : \"a\" NameLong : \"a\" AlgorithmShort : \"b\" AlgorithmLong : \"b\" "
+        "Formula : {Bad : 2} } }");
+    const std::pair<const char*, const char*> cases[] = {{"ends.cfg", "Unexpected end of stream."},
+                                                         {"unknown.cfg", "Unknown function: Bad"},
+                                                         {"none.cfg", "File not found."}};
+    for (const auto& [file, text] : cases) {
+        const std::string got = shown(small_settings(), {"1", "10", folder.file(file)});
+        EXPECT_NE(got.find(text), std::string::npos) << got;
+        EXPECT_TRUE(ends_with(got, menu(small_settings())));
+    }
+}
+
+// Every constant has a line of its algorithms that can be chosen; one that cannot be planned still has a
+// menu.
+TEST(CustomMenuTest, TheAlgorithmsOfEveryConstant) {
+    TemporaryFolder folder;
+    folder.write(
+        "f.cfg",
+        "{ Constant : { NameShort : \"a\" NameLong : \"a\" AlgorithmShort : \"b\" AlgorithmLong : \"b\" "
+        "Formula : {Sqrt : 2} } }");
+    for (u64 row = 0; row < catalog_rows().size(); row++) {
+        CaptureConsole console;
+        console.type({"1", std::to_string(row)});
+        if (row == 0 || row == 4 || row == 9) console.type({"3"});
+        if (row == 10) console.type({folder.file("f.cfg")});
+        console.type({"2", "0"});
+        EXPECT_THROW(run_custom_menu(kalvor_test::authorized(), small_settings()), EndOfStreamException)
+            << row;
+        EXPECT_EQ(console.lines_left(), 0u) << row << console.text();
+    }
+    const std::string text = shown(small_settings(), {"1", "9", "50", "0"});
+    EXPECT_NE(text.find(" 10     Logical Memory Needed:  Not Supported\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("50 is out of range."), std::string::npos) << text;
 }
 
 // Wherever the input ends, the question that nobody answers ends the menu.

@@ -182,7 +182,7 @@ TEST_F(ValidatorTest, WhatItSays) {
     EXPECT_EQ(run(sound_file() + "x", false), kHead13 + "{R}Validation Failed: Invalid Hash\n{w}");
     EXPECT_EQ(run("Validation Version: 1.3 \n", false),
               kHead + "1.3 {w}\n\n{R}Validation Failed - Invalid File\n{w}");
-    EXPECT_EQ(run("no version", false), kHead + "{w}\n\n{R}Validation Failed - Invalid File\n{w}");
+    EXPECT_EQ(run("no version", false), "Benchmark Validator\n\n\n{R}Validation Failed - Invalid File\n{w}");
     for (const std::string version : {"1.0", "1.1"}) {
         EXPECT_EQ(run("Validation Version: " + version, false),
                   kHead + version +
