@@ -277,9 +277,13 @@ TEST_P(WindowedProductsTest, SquareMinusANearNumber) {
             MultiplyContext context = t.context();
             context.parallel.run = &monitor;
             Number damaged(te_words - from);
-            t.object->sqr_rx_xf_minus(context, damaged, A, LA, B, ie, te);
+            // Builds that compare every number notice it at once.
+            const auto found = [&] {
+                t.object->sqr_rx_xf_minus(context, damaged, A, LA, B, ie, te);
+                damaged->verify(serial_context(), "window");
+            };
+            EXPECT_THROW(found(), AlgorithmFailedException);
             EXPECT_EQ(change.count, 1u);
-            EXPECT_THROW(damaged->verify(serial_context(), "window"), AlgorithmFailedException);
         }
         const u64 m = te_words - from;
         const mpz_class got = T->L == 0 ? mpz_class(0) : shifted(magnitude_at(T, T->exp), T->exp - ie);
