@@ -40,7 +40,7 @@ bool load_from_menu(const std::string& action, const std::function<void(const Ob
             throw InvalidParametersException("load_from_menu()",
                                              "Invalid Action: " + CommandLine::shown(name));
         }
-        take(Config::Section(object, "", {}).section(action.c_str()).object());
+        take(Config::Section(object, "", {}).section(action).object());
     });
 }
 

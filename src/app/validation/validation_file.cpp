@@ -239,7 +239,7 @@ std::string write_validation_file(const RunRecord& record, const ValidationOutpu
     }
     file.publish();
     if (output.ledger != nullptr) output.ledger->renamed(file.draft_path(), file.final_path());
-    const std::string path = os::absolute_path(file.final_path());
+    std::string path = os::absolute_path(file.final_path());
     output.status.Status_ColoredLine({{'G', "Validation File: "}, {'P', CommandLine::shown_path(path)}});
     return path;
 }

@@ -41,7 +41,7 @@ class LogNode final : public VFormulaNode {
     }
 
   private:
-    std::unique_ptr<VFormulaNode> leaf(std::shared_ptr<const EvaluatorFactory> constant) {
+    std::unique_ptr<VFormulaNode> leaf(const std::shared_ptr<const EvaluatorFactory>& constant) {
         return std::make_unique<LeafNode>(Place{this, nullptr}, [constant](const EvaluatorRequest& request) {
             return constant->make_evaluator(request);
         });

@@ -74,7 +74,11 @@ std::vector<std::string> formula_candidates(const std::string& path, const std::
     add(path);
     add(own_folder + path);
     for (const char* folder : kFolders) add(folder + path);
-    for (const char* folder : kFolders) add(own_folder + folder + path);
+    for (const char* folder : kFolders) {
+        std::string candidate = own_folder;
+        candidate.append(folder).append(path);
+        add(candidate);
+    }
     return candidates;
 }
 
