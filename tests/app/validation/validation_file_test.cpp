@@ -169,7 +169,7 @@ class WriteValidationFileTest : public testing::Test {
 TEST_F(WriteValidationFileTest, HasTheNameOfItsSecond) {
     CaptureConsole console(CaptureConsole::terminal, true);
     const std::string path = write(record());
-    EXPECT_TRUE(path.ends_with("/Pi - 20260102-030415.txt")) << path;
+    EXPECT_TRUE(path.ends_with("Pi - 20260102-030415.txt")) << path;
     EXPECT_EQ(console.take(), "{G}Validation File: {P}" + path + "{w}\n");
     EXPECT_EQ(folder_.files(), std::vector<std::string>{"Pi - 20260102-030415.txt"});
     EXPECT_EQ(folder_.read("Pi - 20260102-030415.txt"), signed_text(validation_text(record())));
