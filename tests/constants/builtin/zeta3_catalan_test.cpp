@@ -81,10 +81,18 @@ TEST(Zeta3CatalanTest, AllSmallPrecisions) {
     }
 }
 
+// mpfr_zeta_ui() multiplies integers that grow with the precision as unsigned long, and where that has 32
+// bits they overflow at 2600 words. There the last series of zeta(3) is the reference of them all.
+mpz_class zeta3_reference(u64 words) {
+    if (sizeof(unsigned long) >= sizeof(u64) || words < 2000) return constant(true, 1, words);
+    EvaluatorRun run(Zeta3(Zeta3Algorithm::amdeberhan_zeilberger, 1), words + 2, 1);
+    return reference::magnitude_at(run.value(), -static_cast<i64>(words));
+}
+
 // 10,000 digits and more, by one, two and seven tasks.
 TEST(Zeta3CatalanTest, TenThousandDigitsAndMore) {
     for (const u64 p : {521, 523, 1300, 2600}) {
-        const mpz_class zeta3 = constant(true, 1, p + kReferenceWords),
+        const mpz_class zeta3 = zeta3_reference(p + kReferenceWords),
                         catalan = constant(false, 1, p + kReferenceWords);
         for (const Road& road : roads()) {
             for (const u64 tds : {1, 2, 7}) {
