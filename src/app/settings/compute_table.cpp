@@ -89,7 +89,7 @@ SettingsTable make_table() {
                    &S::enable_hex),
         {.of = algorithm_setting(),
          .member = "Constant",
-         .values = "token, and for \"sqrt\" Argument : integer",
+         .values = "token, and for \"sqrt\", \"log\" and \"brent\" Argument : integer",
          .menu_number = 2,
          .option = {{"-algorithm", ":<name>", "by name or number (from 0)", "",
                      S().constant->algorithm_tokens().front(), true},
