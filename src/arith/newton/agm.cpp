@@ -56,67 +56,138 @@ AGMPlan AGMPlan::make(u64 p, u64 tds) {
     const u64 working = working_precision(p);
     plan.p = p;
     plan.tds = tds;
-    plan.invsqrt = InvsqrtFloatPlan::make(working, tds);
-    plan.result = std::max(plan.invsqrt.result, working + 3);
-    plan.temporaries2 = 2 * sum_words(working) + plan.invsqrt.temporaries;
+    plan.root = SqrtFloatPlan::make(working, tds);
+    plan.result = std::max(plan.root.result, working + 3);
+    plan.temporaries2 = 2 * sum_words(working) + std::max(plan.root.temporaries, sum_words(working));
     plan.temporaries = round_up_8(plan.result) + plan.temporaries2;
-    plan.products = plan.invsqrt.products.maximum(product_needs(2 * working + 4));
+    plan.products = plan.root.products.maximum(product_needs(2 * working + 4));
     return plan;
 }
 
 namespace {
 
-// a, b >= 0, not zero. The root is made in a's words: by then the sum is all that is needed of a.
-void mean(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a, BigFloat& b,
-          u64 p, LinearWordBuffer buffer) {
-    const ParallelContext& parallel = context.parallel;
-    const u64 working = working_precision(p);
-    const u64 digits = status_digits(working);
-    const i64 target = -static_cast<i64>(working - 2);
-    BigFloat s = carve<BigFloat>(buffer, sum_words(working));
-    BigFloat g = carve<BigFloat>(buffer, sum_words(working));
+// Bits by which one number may exceed the other when the squares are taken: as many bits of a b are lost to
+// the difference that it is then.
+constexpr double kNearBits = 8;
 
+// A quarter of a number is 2^62 of it one word down.
+constexpr Word kQuarter = Word(1) << 62;
+
+bool are_near(const BigFloat& a, const BigFloat& b) {
+    const ScaledDouble x = top_as_double(a), y = top_as_double(b);
+    return std::abs(std::log2(x.d) - std::log2(y.d) + 64.0 * static_cast<double>(x.e - y.e)) <= kNearBits;
+}
+
+// The loop of both means. Numbers of the working precision: a and b in the caller's words, A and B in the
+// buffer; what a step needs beside them uses the root's words.
+class Mean {
+  public:
+    Mean(const AGMPlan& plan, const MultiplyContext& context, u64 p, BigFloat& a, BigFloat& b,
+         LinearWordBuffer buffer)
+        : plan_(plan),
+          context_(context),
+          parallel_(context.parallel),
+          working_(working_precision(p)),
+          digits_(status_digits(working_)),
+          a_(a),
+          b_(b),
+          A_(carve<BigFloat>(buffer, sum_words(working_))),
+          B_(carve<BigFloat>(buffer, sum_words(working_))),
+          buffer_(buffer) {}
+
+    void run(Status& status);
+
+  private:
+    BigFloat temporary() const {
+        LinearWordBuffer rest = buffer_;
+        return carve<BigFloat>(rest, sum_words(working_));
+    }
+    // a and B of the next step.
+    void step_by_product(Status& status);
+    void step_by_squares(Status& status);
+
+    const AGMPlan& plan_;
+    const MultiplyContext& context_;
+    const ParallelContext& parallel_;
+    const u64 working_, digits_;
+    BigFloat &a_, &b_;
+    BigFloat A_, B_;
+    bool knows_A_ = false, knows_B_ = false;
+    const LinearWordBuffer buffer_;
+};
+
+void Mean::step_by_product(Status& status) {
+    BigFloat s = temporary();
+    {
+        StatusFrame frame(status, " 1A ", digits_);
+        s.set_add(working_, parallel_, a_, b_);
+    }
+    {
+        StatusFrame frame(status, " 2M ", digits_);
+        B_.set_mul(working_, context_, a_, b_);
+        knows_B_ = true;
+    }
+    StatusFrame frame(status, " 5S ", digits_);
+    newton::set_half(working_, parallel_, a_, s);
+}
+
+void Mean::step_by_squares(Status& status) {
+    if (!knows_A_ || !knows_B_) {
+        StatusFrame frame(status, " 2M ", digits_);
+        if (!knows_A_) A_.set_sqr(working_, context_, a_);
+        if (!knows_B_) B_.set_sqr(working_, context_, b_);
+        knows_A_ = knows_B_ = true;
+    }
+    BigFloat s = temporary();
+    BigFloat& squares = b_;
+    {
+        StatusFrame frame(status, " 1A ", digits_);
+        s.set_add(working_, parallel_, a_, b_);
+        squares.set_add(working_, parallel_, A_, B_);
+    }
+    {
+        StatusFrame frame(status, " 2M ", digits_);
+        A_.set_sqr(working_, context_, s);
+        B_.set_sub(working_, parallel_, A_, squares);
+    }
+    StatusFrame frame(status, " 5S ", digits_);
+    newton::set_half(working_, parallel_, a_, s);
+    newton::halve(parallel_, B_);
+    A_.mul_uW(parallel_, kQuarter);
+    A_.move(-1);
+}
+
+void Mean::run(Status& status) {
+    const i64 target = -static_cast<i64>(working_ - 2);
     std::optional<MeanFrames> frames;
     frames.emplace(status, "?");
     i64 distance = 0;
     do {
-        BigFloat& d = s;
+        BigFloat d = temporary();
         {
-            StatusFrame frame(frames->node(), " 0A ", digits);
-            d.set_sub(working, parallel, a, b);
+            StatusFrame frame(frames->node(), " 0A ", digits_);
+            d.set_sub(working_, parallel_, a_, b_);
         }
         if (d.L == 0) break;
-        distance = d.mag() - std::min(a.mag(), b.mag());
-        frames.emplace(status, agreeing_digits(a, b, d));
+        distance = d.mag() - std::min(a_.mag(), b_.mag());
+        frames.emplace(status, agreeing_digits(a_, b_, d));
         if (distance < target) break;
-        {
-            StatusFrame frame(frames->node(), " 1A ", digits);
-            s.set_add(working, parallel, a, b);
-        }
-        {
-            StatusFrame frame(frames->node(), " 2M ", digits);
-            g.set_mul(working, context, a, b);
-        }
-        BigFloat& h = a;
-        {
-            StatusFrame frame(frames->node(), " 3Q ", digits);
-            InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, frame.node(), h, g, working, buffer);
-        }
-        {
-            StatusFrame frame(frames->node(), " 4M ", digits);
-            b.set_mul(working, context, g, h);
-        }
-        StatusFrame frame(frames->node(), " 5S ", digits);
-        newton::set_half(working, parallel, a, s);
+        if (are_near(a_, b_))
+            step_by_squares(frames->node());
+        else
+            step_by_product(frames->node());
+        StatusFrame frame(frames->node(), " 3Q ", digits_);
+        SqrtFloat_BigFloatR::run(plan_.root, context_, frame.node(), b_, B_, working_, buffer_);
     } while (target < 2 * distance);
 
     frames.emplace(status, "Final");
+    BigFloat s = temporary();
     {
-        StatusFrame frame(frames->node(), " 0A ", digits);
-        s.set_add(working, parallel, a, b);
+        StatusFrame frame(frames->node(), " 0A ", digits_);
+        s.set_add(working_, parallel_, a_, b_);
     }
-    StatusFrame frame(frames->node(), " 1S ", digits);
-    newton::set_half(working, parallel, a, s);
+    StatusFrame frame(frames->node(), " 1S ", digits_);
+    newton::set_half(working_, parallel_, a_, s);
 }
 
 }  // namespace
@@ -135,7 +206,7 @@ void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
     const u64 needed = working_precision(p) + 4;
     const u64 given = std::min(a.buffer_size, b.buffer_size);
     if (given < needed) throw BufferTooSmallException(kRun2, given, needed);
-    mean(plan, context, status, a, b, p, buffer);
+    Mean(plan, context, p, a, b, buffer).run(status);
 }
 
 void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
@@ -163,16 +234,12 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
         }
         {
             StatusFrame frame(start.node(), " 1Q ", digits);
-            InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, frame.node(), T, x, working, rest);
-        }
-        {
-            StatusFrame frame(start.node(), " 2M ", digits);
-            b.set_mul(working, context, x, T);
+            SqrtFloat_BigFloatR::run(plan.root, context, frame.node(), b, x, working, rest);
         }
         StatusFrame frame(start.node(), " 3S ", digits);
         newton::set_half(working, parallel, T, s);
     }
-    mean(plan, context, status, T, b, p, buffer);
+    Mean(plan, context, p, T, b, buffer).run(status);
 }
 
 void agm1(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,

@@ -1,8 +1,14 @@
-// Arithmetic-geometric means of BigFloats.
+// Arithmetic-geometric means of BigFloats. While one number is far above the other a step is a product and a
+// square root. After that the squares A = a^2 and B = b^2 go along:
+//
+//     s = a + b,   a' = s / 2,   A' = s^2 / 4,   B' = a b = (s^2 - A - B) / 2,   b' = B'^(1/2)
+//
+// a square and a root, 15 transforms of p words instead of 17. Errors do not add up: those of A and B enter
+// B' by a half and against those of a and b.
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
-#include "arith/newton/invsqrt.h"
+#include "arith/newton/sqrt.h"
 #include "base/status/status.h"
 
 namespace trel {
@@ -12,8 +18,8 @@ namespace trel {
 //
 // needs() are those of AGM1. a and b of AGM2 have as many words as the result.
 struct AGMPlan : NewtonPlan {
-    InvsqrtFloatPlan invsqrt;  // of p + 2 words
-    u64 temporaries2;          // words of the word buffer of AGM2
+    SqrtFloatPlan root;  // of p + 2 words
+    u64 temporaries2;    // words of the word buffer of AGM2
 
     Needs needs2() const { return needs_with(temporaries2); }
     static AGMPlan make(u64 p, u64 tds);

@@ -41,6 +41,15 @@ void set_residual(const MultiplyContext& context, const CoupledRoot& root, BigFl
     d.set_sign(side == Estimate::under);
 }
 
+// d = x d / 2, of which x's transform is held: what s lacks of the root.
+void halve_product(const MultiplyContext& context, BigFloatTransformR& held_x, const BigFloat& x, BigFloat& d,
+                   u64 previous) {
+    if (d.L == 0) return;
+    const i64 top = x.mag() + d.mag();
+    held_x.mul_rf_xf(context, d, d, previous, top - static_cast<i64>(previous), top);
+    halve(context.parallel, d);
+}
+
 }  // namespace
 
 CoupledRange CoupledRange::of(const AlgorithmTable& table) {
@@ -77,11 +86,7 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
     {
         StatusFrame frame(status, " 0S ", status_digits(p));
         held_x.forward(inner, x, previous);
-        if (d.L != 0) {
-            const i64 top = x.mag() + d.mag();
-            held_x.mul_rf_xf(inner, d, d, previous, top - static_cast<i64>(previous), top);
-            halve(parallel, d);
-        }
+        halve_product(inner, held_x, x, d, previous);
         root.set_add(p + 1, parallel, s, d);
         set_length(parallel, root, p + 2);
         if (above != nullptr) set_residual(inner, *above, held_s, A, p, function);
@@ -100,6 +105,17 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
 
     BigFloat y(s.buffer, s.buffer_size);
     correct(inner, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});
+}
+
+void coupled_root_finish(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
+                         const BigFloat& s, BigFloat& d, u64 p) {
+    StatusFrame frame(status, " 0S ", status_digits(p));
+    const u64 previous = previous_precision(p);
+    const HeldTransforms memory(context, p + kExtraWords, 1);
+    BigFloatTransformR held_x(memory.transform(), memory.data(0), HeldWords::stay);
+    held_x.forward(memory.context(), x, previous);
+    halve_product(memory.context(), held_x, x, d, previous);
+    T.set_add(p, context.parallel, s, d);
 }
 
 }  // namespace trel::newton

@@ -123,24 +123,16 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& cont
         return run_windowed(context, status, T, A, p, buffer);
     if (T.buffer_size < p + kIteration.extra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kIteration.extra);
-    const u64 previous = newton::previous_precision(p);
     BigFloat x = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     if (!coupled.contains(p)) {
-        run_levels(coupled, context, status, x, A, previous, buffer);
+        run_levels(coupled, context, status, x, A, newton::previous_precision(p), buffer);
         return newton::invsqrt_step(context, status, T, A,
                                     x.kept(context.parallel, newton::used_estimate_words(p)), p, buffer);
     }
     BigFloat s = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     BigFloat d = carve<BigFloat>(buffer, newton::root_error_words(p));
 
-    const newton::CoupledRoot root{s, d, p};
-    const LinearWordBuffer below = newton::larger_of(buffer, T);
-    if (coupled.contains(previous)) {
-        run_levels(coupled, context, status, x, A, previous, below, &root);
-    } else {
-        run_windowed(context, status, x, A, previous, below);
-        newton::coupled_root_start(context, root, A, x, previous, kRun);
-    }
+    newton::coupled_estimate(coupled, context, status, x, A, {s, d, p}, newton::larger_of(buffer, T));
     newton::coupled_root_step(context, status, T, A, x.kept(context.parallel, newton::used_estimate_words(p)),
                               s, d, p, above, kRun);
 }
@@ -148,6 +140,17 @@ void run_levels(const newton::CoupledRange& coupled, const MultiplyContext& cont
 }  // namespace
 
 namespace newton {
+
+void coupled_estimate(const CoupledRange& coupled, const MultiplyContext& context, Status& status,
+                      BigFloat& x, const BigFloat& A, const CoupledRoot& root, LinearWordBuffer buffer) {
+    const u64 previous = previous_precision(root.next);
+    if (coupled.contains(previous)) {
+        run_levels(coupled, context, status, x, A, previous, buffer, &root);
+    } else {
+        run_windowed(context, status, x, A, previous, buffer);
+        coupled_root_start(context, root, A, x, previous, kRun);
+    }
+}
 
 void invsqrt_basic_step(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
                         LinearWordBuffer buffer) {

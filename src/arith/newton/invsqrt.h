@@ -31,4 +31,14 @@ struct InvsqrtFloat_BigFloatR {
 void large_invsqrt(const InvsqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                    const BigFloat& A);
 
+namespace newton {
+
+// x = A^(-1/2) to previous_precision(root.next) words, and s and d of it, for a root.next of the coupled
+// range. x: root_estimate_words(root.next) words; buffer: what the plan of root.next words leaves beside x, s
+// and d, or T's words where those are more.
+void coupled_estimate(const CoupledRange& coupled, const MultiplyContext& context, Status& status,
+                      BigFloat& x, const BigFloat& A, const CoupledRoot& root, LinearWordBuffer buffer);
+
+}  // namespace newton
+
 }  // namespace trel

@@ -141,6 +141,16 @@ Computation power(u64 p, u64 length, u64 n) {
                 Power_BF_uL_BigFloatR::run(*plan, w.context, null_status(), w.T, A.value, n, p, w.buffer());
             }};
 }
+Computation square_root(u64 p) {
+    const auto plan = std::make_shared<const SqrtFloatPlan>(SqrtFloatPlan::make(p, 1));
+    return {"square root", p,
+            [=] { return Workspace(plan->result, plan->temporaries, plan->products.bytes); },
+            [=](Workspace& w) {
+                std::mt19937_64 rng(98);
+                const Number A(make_words(Shape::random, p, rng));
+                SqrtFloat_BigFloatR::run(*plan, w.context, null_status(), w.T, A.value, p, w.buffer());
+            }};
+}
 Computation mean(u64 p) {
     const auto plan = std::make_shared<const AGMPlan>(AGMPlan::make(p, 1));
     return {"mean", p, [=] { return Workspace(plan->result, plan->temporaries, plan->products.bytes); },
@@ -158,7 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
                     division(700, DivisionTransforms::kept), division(700, DivisionTransforms::none),
                     reciprocal(300), root(60, 1000), root(700, 10000), root(700, 84), root_of_word(60),
                     root_of_word(700), nth_root(60, 3, true), nth_root(600, 4, false), power(300, 1, 77),
-                    power(300, 302, 5), mean(80)),
+                    power(300, 302, 5), mean(80), square_root(60), square_root(2700)),
     [](const auto& info) {
         std::string name = std::string(info.param.name) + " " + std::to_string(info.index);
         std::replace(name.begin(), name.end(), ' ', '_');
