@@ -28,4 +28,10 @@ inline double division_work(u64 p, u64 q) {
     return levels_work(q) + 3 * division_product_work(p);
 }
 
+// A step of a mean of p words: a square and a square root.
+inline double mean_step_work(u64 p) {
+    const double words = static_cast<double>(p);
+    return 2.0 / 3 * product_work(2 * words) + 2 * levels_work(previous_precision(p)) + product_work(words);
+}
+
 }  // namespace trel::newton

@@ -23,8 +23,7 @@ class AgmStep final : public Step {
     std::vector<WorkPhase> work() const override {
         const double p = static_cast<double>(plan_.p);
         const double steps = std::log2(64 * p + 64) + 1;
-        const double step = 2 * newton::levels_work(plan_.p) + 2 * product_work(2 * p);
-        return {{"mean", steps * step * kWorkSeconds, 0}};
+        return {{"mean", steps * newton::mean_step_work(plan_.p) * kWorkSeconds, 0}};
     }
     ErrorBound finish(const MultiplyContext& context, Status& status, std::span<const Operand> x,
                       BigFloat& result) const override {

@@ -26,11 +26,10 @@ class Agm final : public Evaluator {
     SeriesBlocks series_blocks() const override { return x_->series_blocks(); }
     std::vector<WorkPhase> work() const override {
         std::vector<WorkPhase> phases = x_->work();
-        // A step takes a root and two products, and every step doubles the words that agree.
+        // Every step doubles the words that agree.
         const double p = static_cast<double>(plan_.p);
         const double steps = std::log2(64 * p + 64) + 1;
-        const double step = 2 * newton::levels_work(plan_.p) + 2 * product_work(2 * p);
-        phases.push_back({"mean", steps * step * kWorkSeconds, 0});
+        phases.push_back({"mean", steps * newton::mean_step_work(plan_.p) * kWorkSeconds, 0});
         return phases;
     }
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {

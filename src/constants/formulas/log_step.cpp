@@ -21,8 +21,7 @@ std::vector<WorkPhase> LogStep::work() const {
     // Half of the steps make the numbers alike, the others double the words that agree.
     const double p = static_cast<double>(plan_.mean.p);
     const double steps = 2 * std::log2(64 * p + 64);
-    const double step = 2 * newton::levels_work(plan_.mean.p) + 2 * product_work(2 * p);
-    return {{"mean", steps * step * kWorkSeconds, 0}};
+    return {{"mean", steps * newton::mean_step_work(plan_.mean.p) * kWorkSeconds, 0}};
 }
 
 ErrorBound LogStep::finish(const MultiplyContext& context, Status& status, std::span<const Operand> x,
