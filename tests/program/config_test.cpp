@@ -332,6 +332,7 @@ TEST_F(ConfigTest, ConstantsWithOneSeriesOrAnother) {
         {"zeta(3)", "\"1\"", "Zeta(3) - Dec - Amdeberhan-Zeilberger (1997).txt", "1.2020569031"},
         {"catalan", "\"pilehrood-long\"", "Catalan - Dec - Pilehrood (long).txt", "0.9159655941"},
         {"catalan", "4", "Catalan - Dec - Lupas.txt", "0.9159655941"},
+        {"catalan", "5", "Catalan - Dec - Huvent.txt", "0.9159655941"},
     };
     for (const auto& [token, algorithm, file, begin] : cases) {
         write("a.cfg", settings(pi, chosen(token, algorithm)));

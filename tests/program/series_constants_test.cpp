@@ -56,7 +56,8 @@ const std::vector<Road>& roads() {
         {false, "catalan", "-algorithm:1", "Catalan", "Guillera (2019)"},
         {false, "catalan", "-algorithm:2", "Catalan", "Pilehrood (long)"},
         {false, "catalan", "-algorithm:3", "Catalan", "Guillera (2008)"},
-        {false, "catalan", "-algorithm:4", "Catalan", "Lupas"}};
+        {false, "catalan", "-algorithm:4", "Catalan", "Lupas"},
+        {false, "catalan", "-algorithm:5", "Catalan", "Huvent"}};
     return list;
 }
 

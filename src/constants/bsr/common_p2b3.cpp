@@ -35,22 +35,6 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
     R.set_mul(context, R1, R2);
 }
 
-// P += R1 P2 or P -= R1 P2, to `precision` words below the larger top. T's words are free.
-void fold_in(const MultiplyContext& context, BigFloat& P, const BigFloat& R1, const BigFloat& P2,
-             u64 precision, bool subtract, BigFloat& T) {
-    if (R1.L == 0 || P2.L == 0) return;
-    const i64 top = R1.mag() + P2.mag();
-    if (!make_room_for(context.parallel, P, top, R1.exp + P2.exp, precision)) {
-        P.set_mul(precision, context, R1, P2);
-        if (subtract && P.L != 0) P.set_sign(!P.sign);
-        return;
-    }
-    const i64 reach = top - P.exp;
-    if (reach <= 0) return;
-    T.set_mul(std::min(static_cast<u64>(reach), precision), context, R1, P2);
-    combine_signed_ip(context.parallel, P, T, subtract);
-}
-
 }  // namespace
 
 void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const {
@@ -178,7 +162,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     } else {
         P.set_mul(precision, inner, P1, Q2);
     }
-    fold_in(inner, P, R1, P2, precision, subtract, T);
+    add_product(inner, P, R1, P2, precision, subtract, T);
     if (!kept) Q.set_mul(precision, inner, Q1, Q2);
     if (edge) {
         R.clear();

@@ -67,4 +67,19 @@ bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bo
     return true;
 }
 
+void add_product(const MultiplyContext& context, BigFloat& P, const BigFloat& A, const BigFloat& B,
+                 u64 precision, bool subtract, BigFloat& T) {
+    if (A.L == 0 || B.L == 0) return;
+    const i64 top = A.mag() + B.mag();
+    if (!make_room_for(context.parallel, P, top, A.exp + B.exp, precision)) {
+        P.set_mul(precision, context, A, B);
+        if (subtract && P.L != 0) P.set_sign(!P.sign);
+        return;
+    }
+    const i64 reach = top - P.exp;
+    if (reach <= 0) return;
+    T.set_mul(std::min(static_cast<u64>(reach), precision), context, A, B);
+    combine_signed_ip(context.parallel, P, T, subtract);
+}
+
 }  // namespace kalvor::BinarySplitting

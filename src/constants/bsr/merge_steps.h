@@ -25,4 +25,8 @@ void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q,
 // zero or nothing of it is left, so that B takes its place.
 bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bottom, u64 precision);
 
+// P += A B or P -= A B, to `precision` words below the larger top. T's words are free.
+void add_product(const MultiplyContext& context, BigFloat& P, const BigFloat& A, const BigFloat& B,
+                 u64 precision, bool subtract, BigFloat& T);
+
 }  // namespace kalvor::BinarySplitting

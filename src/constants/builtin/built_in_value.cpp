@@ -31,6 +31,10 @@ class Labelled final : public Evaluator {
 
 }  // namespace
 
+std::unique_ptr<Evaluator> labelled(std::unique_ptr<Evaluator> value, std::string label) {
+    return std::make_unique<Labelled>(std::move(value), std::move(label));
+}
+
 BuiltInValue::BuiltInValue(const BuiltInSeries& row, i64 coefficient_P, i64 coefficient_Q, i64 coefficient_D,
                            int power, SeriesMemory memory, std::string label)
     : row_(row),
@@ -47,7 +51,7 @@ std::unique_ptr<Evaluator> BuiltInValue::make_evaluator(const EvaluatorRequest& 
     auto value = BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
         std::make_shared<const RowSeries>(row_, request.precision), coefficients_, request, memory_);
     if (label_.empty()) return value;
-    return std::make_unique<Labelled>(std::move(value), label_);
+    return labelled(std::move(value), label_);
 }
 
 }  // namespace kalvor

@@ -1,6 +1,7 @@
 // The value of a built-in series, with the coefficients of its row or others.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "base/names/names.h"
@@ -9,6 +10,9 @@
 #include "constants/evaluator/evaluator.h"
 
 namespace kalvor {
+
+// An evaluator whose run begins by saying what it is.
+std::unique_ptr<Evaluator> labelled(std::unique_ptr<Evaluator> value, std::string label);
 
 // ((P S + Q) / D)^power. The row outlives it and its evaluators. label: what a run announces itself with, if
 // with anything.

@@ -3,6 +3,7 @@
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
 #include "constants/builtin/built_in_value.h"
+#include "constants/builtin/huvent_series.h"
 
 namespace kalvor {
 
@@ -12,6 +13,13 @@ Catalan::Catalan(CatalanAlgorithm algorithm, i64 power)
 }
 
 std::unique_ptr<Evaluator> Catalan::make_evaluator(const EvaluatorRequest& request) const {
+    if (algorithm_ == CatalanAlgorithm::huvent) {
+        using namespace BinarySplitting;
+        return labelled(make_series_evaluator<BinaryBBP::Family>(
+                            std::make_shared<const HuventSeries>(request.precision),
+                            {1334025, 469137217, 512265600, power_, false}, request, SeriesMemory::full),
+                        "Catalan - Huvent (2006):");
+    }
     const BuiltInSeries& row = catalan_series()[static_cast<std::size_t>(algorithm_)];
     return BuiltInValue(row, power_, "Catalan - " + std::string(row.name) + ":").make_evaluator(request);
 }

@@ -5,13 +5,14 @@
 
 namespace kalvor {
 
-// Rows of catalan_series().
+// Rows of catalan_series(), and Huvent's series behind them.
 enum class CatalanAlgorithm {
     pilehrood_short = 0,
     guillera_2019 = 1,
     pilehrood_long = 2,
     guillera_2008 = 3,
-    lupas = 4
+    lupas = 4,
+    huvent = 5
 };
 
 // Catalan's constant^power.

@@ -22,6 +22,7 @@ std::vector<AlgorithmRow> CatalanConstant::algorithms() const {
         {2, "2", "Pilehrood (long)", "Pilehrood (2010-long)", "(1.5x slower)", "", "pilehrood-long"},
         {3, "3", "Guillera (2008)", "Guillera (2008)", "(1.8x slower)"},
         {4, "4", "Lupas", "Lupas (2000)", "(3.8x slower)"},
+        {5, "5", "Huvent", "Huvent (2006)", "(4.3x slower)"},
     };
 }
 

@@ -9,6 +9,7 @@
 #include "base/status/linear_console_node.h"
 #include "constants/builtin/built_in_series.h"
 #include "constants/builtin/catalan.h"
+#include "constants/builtin/huvent_series.h"
 #include "constants/builtin/zeta3.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
@@ -42,24 +43,28 @@ mpz_class constant(bool zeta3, int power, u64 words) {
 
 // Every row of the two constants.
 struct Road {
-    const BuiltInSeries* row;
+    std::string title, family;
+    u64 terms;  // at 55 words
     bool zeta3;
     std::function<std::unique_ptr<EvaluatorFactory>(int power)> make;
-    std::string name() const { return row->name; }
+    std::string name() const { return title; }
 };
 
 std::vector<Road> roads() {
     std::vector<Road> list;
+    const auto add = [&](const BuiltInSeries& row, bool zeta3, auto make) {
+        list.push_back({row.name, "CommonP2B3", built_in_terms(row.gain, 55), zeta3, make});
+    };
     for (u64 i = 0; i < zeta3_series().size(); i++) {
-        list.push_back({&zeta3_series()[i], true, [i](int power) {
-                            return std::make_unique<Zeta3>(static_cast<Zeta3Algorithm>(i), power);
-                        }});
+        add(zeta3_series()[i], true,
+            [i](int power) { return std::make_unique<Zeta3>(static_cast<Zeta3Algorithm>(i), power); });
     }
     for (u64 i = 0; i < catalan_series().size(); i++) {
-        list.push_back({&catalan_series()[i], false, [i](int power) {
-                            return std::make_unique<Catalan>(static_cast<CatalanAlgorithm>(i), power);
-                        }});
+        add(catalan_series()[i], false,
+            [i](int power) { return std::make_unique<Catalan>(static_cast<CatalanAlgorithm>(i), power); });
     }
+    list.push_back({"Huvent (2006)", "BinaryBBP", HuventSeries(55).terms(), false,
+                    [](int power) { return std::make_unique<Catalan>(CatalanAlgorithm::huvent, power); }});
     return list;
 }
 
@@ -150,13 +155,11 @@ TEST(Zeta3CatalanTest, Powers) {
 }
 
 TEST(Zeta3CatalanTest, StepsAreAnnounced) {
-    const char* const labels[] = {"Zeta(3) - Wedeniwski (1998):",
-                                  "Zeta(3) - Amdeberhan-Zeilberger (1997):",
-                                  "Catalan - Pilehrood (2010-short):",
-                                  "Catalan - Guillera (2019):",
-                                  "Catalan - Pilehrood (2010-long):",
-                                  "Catalan - Guillera (2008):",
-                                  "Catalan - Lupas (2000):"};
+    const char* const labels[] = {
+        "Zeta(3) - Wedeniwski (1998):",      "Zeta(3) - Amdeberhan-Zeilberger (1997):",
+        "Catalan - Pilehrood (2010-short):", "Catalan - Guillera (2019):",
+        "Catalan - Pilehrood (2010-long):",  "Catalan - Guillera (2008):",
+        "Catalan - Lupas (2000):",           "Catalan - Huvent (2006):"};
     const std::string time = "Time:<number> seconds  (<number> minutes )\n";
     const char* const* label = labels;
     for (const Road& road : roads()) {
@@ -168,10 +171,9 @@ TEST(Zeta3CatalanTest, StepsAreAnnounced) {
         const std::string got = without_numbers_behind(
             " seconds  (",
             without_numbers_behind("Time:", without_numbers_behind("Factor =", console.take())));
-        const std::string terms = std::to_string(built_in_terms(road.row->gain, 55));
-        std::string grouped = terms;
+        std::string grouped = std::to_string(road.terms);
         if (grouped.size() > 3) grouped.insert(grouped.size() - 3, ",");
-        EXPECT_EQ(got, *label++ + std::string("\nSeries CommonP2B3...  ") + grouped +
+        EXPECT_EQ(got, *label++ + std::string("\nSeries ") + road.family + "...  " + grouped +
                            " terms  (Expansion Factor =<number>)\n" + time + "Finishing Series\n" + time +
                            "Large Division...\n" + time);
         std::string phases;

@@ -76,7 +76,8 @@ TEST(SeriesConstantsTest, Catalan) {
                  {"1", "", "Guillera (2019)", "Guillera (2019)", "(1.3x slower)"},
                  {"2", "pilehrood-long", "Pilehrood (long)", "Pilehrood (2010-long)", "(1.5x slower)"},
                  {"3", "", "Guillera (2008)", "Guillera (2008)", "(1.8x slower)"},
-                 {"4", "", "Lupas", "Lupas (2000)", "(3.8x slower)"}});
+                 {"4", "", "Lupas", "Lupas (2000)", "(3.8x slower)"},
+                 {"5", "", "Huvent", "Huvent (2006)", "(4.3x slower)"}});
     const auto catalan = make_constant("catalan", "");
     EXPECT_EQ(catalan->name_short(), "Catalan");
     EXPECT_EQ(catalan->name_long(), "Catalan's Constant");
