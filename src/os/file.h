@@ -83,6 +83,8 @@ bool is_read_only(const char* path);
 OsError allow_replacing(const char* path);
 // Category exists when there is something of that name already.
 OsError create_folder(const char* path);
+// An empty one; what holds anything stays.
+OsError remove_folder(const char* path);
 // "/" everywhere, "\\" too where the system's calls take it.
 bool is_path_separator(char c);
 

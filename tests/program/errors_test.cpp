@@ -98,7 +98,7 @@ TEST(ErrorsTest, WhatIsNoNumberOrSwitchIsRefused) {
         run_in(folder, {"custom", "pi", "-dec:1x"}).err,
         "\n-dec: \"1x\" is not a number. Write 1000000, 1m or 1,000,000.\nSee \"kalvor help custom\".\n");
     EXPECT_EQ(run_in(folder, {"custom", "pi", "-dec"}).exit_code, 1);
-    for (const char* option : {"-hex:2", "-od:maybe", "-verify:", "-TD:x", "-C:x", "-threads:two"}) {
+    for (const char* option : {"-hex:x", "-od:maybe", "-verify:", "-TD:x", "-C:x", "-threads:two"}) {
         const ProgramRun run = run_in(folder, {"custom", "pi", "-dec:100", option});
         EXPECT_EQ(run.exit_code, 1) << option;
         EXPECT_FALSE(run.has("Decimal Digits:")) << option;

@@ -25,8 +25,16 @@ std::vector<std::string> names_of(std::span<const BenchmarkSize> sizes) {
     return names;
 }
 
-[[noreturn]] void refuse_word(const ParameterList& parameters, const BenchmarkSizes& sizes) {
+// `chosen` is the size that was named before, if one was.
+[[noreturn]] void refuse_word(const ParameterList& parameters, const BenchmarkSizes& sizes,
+                              const BenchmarkSize* chosen) {
     const std::string& raw = parameters.current_raw();
+    if (chosen && sizes.find(raw)) {
+        Console::print_problem("bench: one size at a time, and " +
+                               CommandLine::quoted(std::string(chosen->name)) + " is named already.\n" +
+                               CommandLine::see_help(kBench.page));
+        throw InvalidParametersException("run_bench()", "Invalid Command: " + CommandLine::shown(raw));
+    }
     std::vector<std::string> names = names_of(sizes.presets);
     for (const std::string& name : names_of(sizes.superpi)) names.push_back(name);
     Console::print_problem("bench: " + CommandLine::quoted(raw) +
@@ -48,8 +56,10 @@ std::vector<std::string> bench_help_page() {
         "menu comes up.",
         "",
         "Sizes:"};
-    for (const auto list : {sizes.presets, sizes.superpi})
-        lines.push_back("    " + CommandLine::list_of(names_of(list)));
+    for (const auto list : {sizes.presets, sizes.superpi}) {
+        const auto more = CommandLine::wrapped_names("    ", names_of(list));
+        lines.insert(lines.end(), more.begin(), more.end());
+    }
     lines.insert(lines.end(), {"", "Options, in any order:"});
     for (const auto& option : options_named(compute_settings_table(), kOptions)) {
         const auto more = CommandLine::help_lines(
@@ -70,9 +80,13 @@ bool run_bench(ParameterList& parameters, const AuthorizationToken& token, const
         if (read_compute_option(choices, parameters, options, kBench)) continue;
         if (parameters.current_raw().starts_with('-')) refuse_compute_option(parameters, options, kBench);
         const BenchmarkSize* const named = sizes.find(parameters.current_raw());
-        if (!named || size) refuse_word(parameters, sizes);
+        if (!named || size) refuse_word(parameters, sizes, size);
         size = named;
         parameters.advance();
+    }
+    if (!size) {
+        Console::print_problem("bench needs a size: bench " + std::string(sizes.presets.front().name) +
+                               ".\n" + CommandLine::see_help(kBench.page));
     }
     if (!size) throw InvalidParametersException("run_bench()", "No benchmark size selected.");
     choices.decimal_digits = static_cast<i64>(size->digits);

@@ -1,6 +1,7 @@
 #include "app/custom/output_format_menu.h"
 
 #include <limits>
+#include <optional>
 
 #include "base/console/console.h"
 #include "base/prompt/prompt.h"
@@ -26,14 +27,16 @@ bool enough_digits(const ComputeSettings& settings) {
     return true;
 }
 
-i64 digits_per_file(const ComputeSettings& settings, u64 choice) {
-    if (choice == kText || !enough_digits(settings)) return 0;
+// Nothing when the choice is refused.
+std::optional<i64> digits_per_file(const ComputeSettings& settings, u64 choice) {
+    if (choice == kText) return 0;
+    if (!enough_digits(settings)) return std::nullopt;
     if (choice == kOneFile) return ComputeSettings::kOneFile;
     const i64 digits =
         Prompt::read_integer_in_range("Digits per file: ", 0, std::numeric_limits<i64>::max(), 'T');
     if (digits >= static_cast<i64>(kLeast)) return digits;
     Console::labelled_line("Warning", "Too few digits for file.", 'Y');
-    return 0;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -48,9 +51,14 @@ void output_format_menu(ComputeSettings& settings) {
         Console::print_line(line, 'w');
     }
     const u64 choice = Prompt::read_unsigned_in_range("option: ", kDisable, kManyFiles, 'T');
-    settings.output_enable = choice != kDisable;
-    if (choice == kDisable) return;
-    settings.digits_per_file = digits_per_file(settings, choice);
+    if (choice == kDisable) {
+        settings.output_enable = false;
+        return;
+    }
+    const std::optional<i64> chosen = digits_per_file(settings, choice);
+    if (!chosen) return;
+    settings.output_enable = true;
+    settings.digits_per_file = *chosen;
     // More digits a file than there are is all of them.
     (void)settings.check_compression();
 }

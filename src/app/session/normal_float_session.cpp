@@ -191,18 +191,21 @@ const RunRecord& NormalFloatSession::run() {
 }
 
 void NormalFloatSession::run_phases() {
+    // Measured now: clocks that cannot be read end the process, which must not happen to a finished run.
+    (void)reference_clocks();
     wall_.restart();
     start_ = ClockReading::now();
     begin_record();
     folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls,
                                             FileIO::ask_again_through(status_, terminal_));
     record_.folder = folder_;
-    if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     record_.system = gather_system_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
     OutputFiles::check(folder_, output_requests(), output_options());
+    // Not before: a run that is refused leaves no log.
+    if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     print_run_header(settings_, record_, mode(), status_);
     framework_ = settings_.parallelism.framework->make_framework();
     WorkMeter meter(work());

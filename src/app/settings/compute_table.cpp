@@ -9,6 +9,7 @@
 
 namespace kalvor {
 
+using CommandLine::CountOrSwitchValue;
 using CommandLine::CountValue;
 using CommandLine::NextWordValue;
 using CommandLine::OptionTable;
@@ -82,11 +83,14 @@ SettingsTable make_table() {
                     CountValue<C>{0, [](C& c, i64 n) { c.decimal_digits = n; }}},
          .meaning = "decimal digits: `1000000`, `1,000,000`, `1m`, `1.5m` or `1e6`; k, m, b (or g) and t "
                     "stand for 10^3, 10^6, 10^9 and 10^12"},
-        switch_row({.of = hexadecimal_digits_setting(),
-                    .member = "ComputeSize",
-                    .menu_number = 4,
-                    .option = {{"-hex", "", "also write hexadecimal digits", ""}}},
-                   &S::enable_hex),
+        {.of = hexadecimal_digits_setting(),
+         .member = "ComputeSize",
+         .values = R"("true" or "false")",
+         .menu_number = 4,
+         .option = {{"-hex", ":<n>", "hexadecimal digits as well, 0: none", "Write 0, 1 or how many.", "0"},
+                    CountOrSwitchValue<C>{[](C& c, bool on) { c.settings.enable_hex = on; }}},
+         .meaning = "hexadecimal digits as well: `0` or `off` for none, any other number or `on` for as many "
+                    "as the decimal digits make"},
         {.of = algorithm_setting(),
          .member = "Constant",
          .values = "token, and for \"sqrt\", \"log\" and \"brent\" Argument : integer",

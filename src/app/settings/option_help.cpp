@@ -13,21 +13,6 @@ void append(Lines& lines, const Lines& more) {
     lines.insert(lines.end(), more.begin(), more.end());
 }
 
-// "Constants:  sqrt, e, ...", in lines of the page.
-Lines list_of_constants() {
-    constexpr std::size_t kColumns = 79;
-    const std::string label = "Constants:  ";
-    Lines lines = {label};
-    const Lines tokens = constant_tokens();
-    for (const std::string& token : tokens) {
-        const std::string item = token + (&token == &tokens.back() ? "" : ", ");
-        if (lines.back().size() + item.size() > kColumns) lines.emplace_back(label.size(), ' ');
-        lines.back() += item;
-    }
-    for (std::string& line : lines) line.erase(line.find_last_not_of(' ') + 1);
-    return lines;
-}
-
 }  // namespace
 
 Lines option_help(const SettingsTable& table) {
@@ -42,7 +27,7 @@ Lines option_help(const SettingsTable& table) {
 
 Lines custom_help(const SettingsTable& table) {
     Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", ""};
-    append(lines, list_of_constants());
+    append(lines, CommandLine::wrapped_names("Constants:  ", constant_tokens()));
     append(lines, {"", "Options, in any order:"});
     append(lines, option_help(table));
     append(lines,

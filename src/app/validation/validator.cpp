@@ -14,7 +14,7 @@ namespace kalvor {
 namespace {
 
 constexpr std::string_view kExtension = ".txt";
-constexpr u64 kMostBytes = u64(64) << 20;
+constexpr u64 kMostBytes = u64(16) << 20;
 constexpr u64 kShownVersion = 60;  // characters
 constexpr u64 kTimeWidth = 18;
 

@@ -10,7 +10,7 @@
 namespace trel::CommandLine {
 namespace {
 
-constexpr size_t kHelpColumn = 28, kNamesColumn = 8;
+constexpr size_t kHelpColumn = 28, kNamesColumn = 8, kPageColumns = 79;
 
 // A sentence behind others, if there is one.
 std::string and_then(const std::string& sentence) {
@@ -88,6 +88,22 @@ bool switch_of(const OptionText& option, const std::string& value, const std::st
     return *on;
 }
 
+bool count_or_switch_of(const OptionText& option, const std::string& value, const std::string& page) {
+    if (const std::optional<bool> on = parse_switch(value)) return *on;
+    return count_of(option, value, 0, page) != 0;
+}
+
+std::vector<std::string> wrapped_names(const std::string& label, const std::vector<std::string>& names) {
+    std::vector<std::string> lines = {label};
+    for (size_t i = 0; i < names.size(); i++) {
+        const std::string item = names[i] + (i + 1 == names.size() ? "" : ", ");
+        if (lines.back().size() + item.size() > kPageColumns) lines.emplace_back(label.size(), ' ');
+        lines.back() += item;
+    }
+    for (std::string& line : lines) line.erase(line.find_last_not_of(' ') + 1);
+    return lines;
+}
+
 std::vector<std::string> help_lines(const OptionText& option, const std::vector<std::string>& names) {
     if (option.help.empty()) return {};
     std::string what = option.help;
@@ -95,7 +111,9 @@ std::vector<std::string> help_lines(const OptionText& option, const std::vector<
     head.resize(std::max(kHelpColumn, head.size() + 1), ' ');
     if (!option.fallback.empty()) what += "; default: " + option.fallback;
     std::vector<std::string> lines = {head + what + (names.empty() ? "" : ":")};
-    if (!names.empty()) lines.push_back(std::string(kNamesColumn, ' ') + list_of(names));
+    if (names.empty()) return lines;
+    const std::vector<std::string> more = wrapped_names(std::string(kNamesColumn, ' '), names);
+    lines.insert(lines.end(), more.begin(), more.end());
     return lines;
 }
 

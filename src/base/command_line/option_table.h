@@ -27,6 +27,11 @@ template <class Settings>
 struct SwitchValue {
     std::function<void(Settings&, bool)> apply;
 };
+// A count of which only matters whether it is 0, or a switch; on when no value is given.
+template <class Settings>
+struct CountOrSwitchValue {
+    std::function<void(Settings&, bool)> apply;
+};
 // A word; an empty one is refused.
 template <class Settings>
 struct WordValue {
@@ -52,7 +57,8 @@ struct OptionText {
 template <class Settings>
 struct OptionRow {
     OptionText text = {};
-    std::variant<CountValue<Settings>, SwitchValue<Settings>, WordValue<Settings>, NextWordValue<Settings>>
+    std::variant<CountValue<Settings>, SwitchValue<Settings>, CountOrSwitchValue<Settings>,
+                 WordValue<Settings>, NextWordValue<Settings>>
         value = {};
     // The values that there are, if they are names; from their registry.
     std::function<std::vector<std::string>(const Settings&)> names = {};
@@ -88,10 +94,15 @@ std::string see_help(const std::string& page);
 // Values as the rules read them. Throw RefusedException.
 i64 count_of(const OptionText& option, const std::string& value, i64 least, const std::string& page);
 bool switch_of(const OptionText& option, const std::string& value, const std::string& page);
+bool count_or_switch_of(const OptionText& option, const std::string& value, const std::string& page);
 
 // The lines of the help page for an option: the option padded, its help, and below it the names if there are
 // any. Empty for one that the page leaves out.
 std::vector<std::string> help_lines(const OptionText& option, const std::vector<std::string>& names);
+
+// Names behind a label, separated by commas, in lines of a page; the further lines begin below the first
+// name.
+std::vector<std::string> wrapped_names(const std::string& label, const std::vector<std::string>& names);
 
 template <class Settings>
 std::vector<std::string> names_of(const OptionTable<Settings>& table) {
@@ -124,6 +135,11 @@ void apply_value(const OptionText& text, const SwitchValue<Settings>& kind, Sett
                  const std::string& value, const std::string& page) {
     kind.apply(settings, switch_of(text, value, page));
 }
+template <class Settings>
+void apply_value(const OptionText& text, const CountOrSwitchValue<Settings>& kind, Settings& settings,
+                 const std::string& value, const std::string& page) {
+    kind.apply(settings, count_or_switch_of(text, value, page));
+}
 template <class Settings, template <class> class Kind>
 void apply_value(const OptionText&, const Kind<Settings>& kind, Settings& settings, const std::string& value,
                  const std::string&) {
@@ -145,7 +161,8 @@ void read_option(const OptionRow<Settings>& row, Settings& settings, ParameterLi
         if (!parameters.next()) explain(missing_value(text, "", page));
         parameters.advance();
         value = parameters.current_raw();
-    } else if (!colon && std::holds_alternative<SwitchValue<Settings>>(row.value)) {
+    } else if (!colon && (std::holds_alternative<SwitchValue<Settings>>(row.value) ||
+                          std::holds_alternative<CountOrSwitchValue<Settings>>(row.value))) {
         value = "1";
     } else if (value.empty()) {
         const std::string* const next = colon ? nullptr : parameters.next();

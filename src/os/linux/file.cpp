@@ -232,6 +232,11 @@ OsError create_folder(const char* path) {
     return {};
 }
 
+OsError remove_folder(const char* path) {
+    if (rmdir(path) != 0) return error_of(errno, Direction::writing);
+    return {};
+}
+
 bool is_path_separator(char c) {
     return c == '/';
 }

@@ -8,8 +8,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 #include <thread>
 #include <utility>
+
+#include "os/console.h"
+#include "os/linux/text_color.h"
 
 namespace trel::os {
 namespace {
@@ -37,6 +41,7 @@ void on_signal(int signal) {
     last_signal = signal;
     // The second one does not wait for anybody.
     if (interrupted.exchange(true)) {
+        leave_terminal(true);
         take_default(signal);
     } else {
         const char byte = 1;
@@ -58,6 +63,7 @@ struct InterruptWatch::State {
     std::function<void()> first, overdue;
     int grace;
     int ends[2] = {-1, -1};
+    int outer = -1;  // what wake_up was before
     bool taken[std::size(kInterrupts)] = {};
     struct sigaction before[std::size(kInterrupts)] = {};
     std::thread thread;
@@ -105,7 +111,7 @@ InterruptWatch::InterruptWatch(std::function<void()> first, std::function<void()
     if (!state.thread.joinable()) return;
     interrupted = false;
     last_signal = 0;
-    wake_up = state.ends[1];
+    state.outer = wake_up.exchange(state.ends[1]);
     for (std::size_t i = 0; i < std::size(kInterrupts); i++) {
         sigaction(kInterrupts[i], nullptr, &state.before[i]);
         if (state.before[i].sa_handler == SIG_IGN) continue;
@@ -122,8 +128,8 @@ InterruptWatch::~InterruptWatch() {
     for (std::size_t i = 0; i < std::size(kInterrupts); i++) {
         if (state.taken[i]) sigaction(kInterrupts[i], &state.before[i], nullptr);
     }
-    wake_up = -1;
     if (state.thread.joinable()) {
+        wake_up = state.outer;
         const char byte = 0;
         [[maybe_unused]] const ssize_t written = write(state.ends[1], &byte, 1);
         state.thread.join();
@@ -131,6 +137,15 @@ InterruptWatch::~InterruptWatch() {
     for (const int end : state.ends) {
         if (end >= 0) close(end);
     }
+}
+
+void leave_terminal(bool erase) {
+    if (isatty(STDOUT_FILENO) != 1) return;
+    pollfd writable{STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&writable, 1, 0) <= 0) return;
+    static_assert(color_escape('w') == "\x1b[0m");
+    const std::string_view text = !stdout_shows_colors() ? "\n" : erase ? "\r\x1b[K\x1b[0m\n" : "\x1b[0m\n";
+    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
 }
 
 void end_as_interrupted() {

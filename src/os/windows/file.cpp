@@ -261,6 +261,13 @@ OsError create_folder(const char* path) {
     return CreateDirectoryW(wide.c_str(), nullptr) == 0 ? last_error() : OsError{};
 }
 
+OsError remove_folder(const char* path) {
+    std::wstring wide;
+    DWORD error = 0;
+    if (!wide_path(path, wide, error)) return error_of(error);
+    return RemoveDirectoryW(wide.c_str()) == 0 ? last_error() : OsError{};
+}
+
 bool is_path_separator(char c) {
     return c == '/' || c == '\\';
 }

@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "os/console.h"
+
 namespace trel::os {
 namespace {
 
@@ -19,7 +21,10 @@ std::atomic<HANDLE> wake_up{nullptr};
 
 BOOL WINAPI on_event(DWORD event) {
     // The second one does not wait for anybody.
-    if (interrupted.exchange(true)) TerminateProcess(GetCurrentProcess(), kInterruptedExitCode);
+    if (interrupted.exchange(true)) {
+        leave_terminal(true);
+        TerminateProcess(GetCurrentProcess(), kInterruptedExitCode);
+    }
     SetEvent(wake_up);
     // The system ends the process when this returns from a window that closes, a user who logs off, or a
     // machine that shuts down; the watch's thread is quicker.
@@ -34,6 +39,7 @@ struct InterruptWatch::State {
     DWORD grace;
     HANDLE interrupt = nullptr;
     HANDLE end = nullptr;
+    HANDLE outer = nullptr;  // what wake_up was before
     std::thread thread;
 
     void run() const {
@@ -62,7 +68,7 @@ InterruptWatch::InterruptWatch(std::function<void()> first, std::function<void()
         return;
     }
     interrupted = false;
-    wake_up = state.interrupt;
+    state.outer = wake_up.exchange(state.interrupt);
     SetConsoleCtrlHandler(on_event, TRUE);
 }
 
@@ -70,11 +76,20 @@ InterruptWatch::~InterruptWatch() {
     State& state = *state_;
     if (state.thread.joinable()) {
         SetConsoleCtrlHandler(on_event, FALSE);
+        wake_up = state.outer;
         SetEvent(state.end);
         state.thread.join();
     }
     if (state.interrupt) CloseHandle(state.interrupt);
     if (state.end) CloseHandle(state.end);
+}
+
+void leave_terminal(bool erase) {
+    // Console calls: nothing of the C library, whose locks another thread may hold.
+    if (!stdout_is_terminal()) return;
+    if (erase) erase_terminal_line(0);
+    set_stdout_color('w');
+    write_stdout("\n");
 }
 
 void end_as_interrupted() {

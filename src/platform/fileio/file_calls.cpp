@@ -19,6 +19,7 @@ const FileCalls& FileCalls::of_this_machine() {
         os::rename_file,
         os::remove_file,
         os::create_folder,
+        os::remove_folder,
         os::rename_open_file,
         os::remove_open_file,
         os::is_read_only,

@@ -23,6 +23,7 @@ struct FileCalls {
     std::function<os::OsError(const char* from, const char* to)> rename;
     std::function<os::OsError(const char* path)> remove;
     std::function<os::OsError(const char* path)> create_folder;
+    std::function<os::OsError(const char* path)> remove_folder;
     std::function<os::OsError(i64 handle, const char* from, const char* to)> rename_open;
     std::function<os::OsError(i64 handle, const char* path)> remove_open;
     std::function<bool(const char* path)> is_read_only;

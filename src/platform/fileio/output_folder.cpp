@@ -23,13 +23,16 @@ std::string folder_prefix(const std::string& path) {
     return path + '/';
 }
 
-os::OsError create_folders(const std::string& prefix, const FileCalls& calls) {
+os::OsError create_folders(const std::string& prefix, const FileCalls& calls,
+                           std::vector<std::string>* made) {
     // Parents first; one that exists already is not an error, and a real failure shows when the folder is
     // used.
     os::OsError first, last;
     for (std::size_t i = 1; i < prefix.size(); i++) {
         if (os::is_path_separator(prefix[i])) {
-            last = calls.create_folder(prefix.substr(0, i).c_str());
+            const std::string folder = prefix.substr(0, i);
+            last = calls.create_folder(folder.c_str());
+            if (!last && made != nullptr) made->push_back(folder);
             // A parent that is missing is the consequence of the failure before; one that is there is not
             // one.
             if (last.category == os::ErrorCategory::not_found || last.category == os::ErrorCategory::exists)
@@ -59,10 +62,14 @@ os::OsError check_writable(const std::string& prefix, const FileCalls& calls, co
 std::string prepare_output_folder(const std::string& path, const FileCalls& calls,
                                   const AskAgain& ask_again) {
     std::string prefix = folder_prefix(path);
-    const os::OsError created = create_folders(prefix, calls);
+    std::vector<std::string> made;
+    const os::OsError created = create_folders(prefix, calls, &made);
     if (os::OsError error = check_writable(prefix, calls, ask_again)) {
         // The probe only finds that there is no folder; why there is none was said when it was to be made.
         if (error.category == os::ErrorCategory::not_found && created) error = created;
+        // One that somebody else has put something into meanwhile stays.
+        for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
+            (void)calls.remove_folder(folder->c_str());
         throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);
     }
     return prefix;

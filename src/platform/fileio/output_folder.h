@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "os/error.h"
 #include "platform/fileio/file_calls.h"
@@ -13,15 +14,17 @@ namespace trel::FileIO {
 std::string folder_prefix(const std::string& path);
 
 // Makes the folder of a prefix and its missing parents, as far as that is possible. The error of the last
-// call: why the folder itself is missing, if it is.
-os::OsError create_folders(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine());
+// call: why the folder itself is missing, if it is. `made` gets the folders that were made, parents first.
+os::OsError create_folders(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine(),
+                           std::vector<std::string>* made = nullptr);
 
 // Whether a file can be made in the folder of a prefix: makes one of a name that nothing there has, for this
 // user alone, and deletes it (persistently). The error says why not.
 os::OsError check_writable(const std::string& prefix, const FileCalls& calls = FileCalls::of_this_machine(),
                            const AskAgain& ask_again = {});
 
-// All three: returns the prefix. Throws FileException "Path is not writable.".
+// All three: returns the prefix. Throws FileException "Path is not writable."; then the folders that it made
+// are gone again.
 std::string prepare_output_folder(const std::string& path,
                                   const FileCalls& calls = FileCalls::of_this_machine(),
                                   const AskAgain& ask_again = {});

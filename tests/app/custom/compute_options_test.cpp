@@ -53,6 +53,19 @@ TEST(CustomOptionsTest, InAnyOrder) {
               "chudnovsky-reduced");
 }
 
+// How many there are follows from the decimal digits.
+TEST(CustomOptionsTest, HexadecimalDigitsAreACountOrASwitch) {
+    const CaptureConsole console;
+    for (const char* on : {"-hex", "-hex:1", "-hex:500", "-hex:1m", "-hex:on"}) {
+        const ComputeSettings s = parse({"-dec:1000", on});
+        EXPECT_TRUE(s.enable_hex) << on;
+        EXPECT_EQ(s.size.hexadecimal_digits, 831u) << on;
+    }
+    for (const char* off : {"-hex:0", "-hex:off"}) EXPECT_FALSE(parse({"-dec:1000", off}).enable_hex) << off;
+    for (const char* slip : {"-hex:x", "-hex:-1", "-hex:", "-hex:0.5"})
+        EXPECT_THROW(parse({"-dec:1000", slip}), trel::CommandLine::RefusedException) << slip;
+}
+
 TEST(CustomOptionsTest, WhatMayBeRefusedMayBeChosen) {
     const CaptureConsole console;
     const ComputeSettings none = parse({"-dec:100"});

@@ -92,9 +92,8 @@ TEST(CustomMenuTest, ValuesHaveTheirColours) {
 }
 
 TEST(CustomMenuTest, EveryNumberBetweenTheEntriesIsAskedAgain) {
-    for (const char* number : {"11", "12", "19", "22", "-1", "x9"}) {
+    for (const char* number : {"11", "12", "19", "22", "-1", "x9", "", "o"}) {
         const std::string text = shown(small_settings(), {number});
-        if (std::string(number) == "x9") continue;  // not a number at all: 0, which starts
         EXPECT_EQ(text, menu(small_settings()) + "option: ") << number;
     }
 }
@@ -185,18 +184,25 @@ TEST_F(OutputFormatTest, EveryChoice) {
               menu(with(n, 0)) + kQuestion + "Digits per file: " + menu(with(n, n)));
 }
 
-TEST_F(OutputFormatTest, TooFewDigitsBecomeText) {
+// Text files stay text files, and no output stays none.
+TEST_F(OutputFormatTest, ARefusedChoiceChangesNothing) {
     for (const char* choice : {"2", "3"}) {
         EXPECT_EQ(shown(with(999999, 0, false), {"6", choice}), menu(with(999999, 0, false)) + kQuestion +
                                                                     "\n\nToo few digits to compress.\n\n" +
-                                                                    menu(with(999999, 0)));
+                                                                    menu(with(999999, 0, false)));
+        EXPECT_EQ(shown(with(999999, 0), {"6", choice}), menu(with(999999, 0)) + kQuestion +
+                                                             "\n\nToo few digits to compress.\n\n" +
+                                                             menu(with(999999, 0)));
         EXPECT_EQ(shown(with(1000000, 0, true, true), {"6", choice}),
                   menu(with(1000000, 0, true, true)) + kQuestion + "Warning: Too few digits to compress.\n" +
                       menu(with(1000000, 0, true, true)));
     }
     EXPECT_EQ(shown(with(2000000, 1000000), {"6", "3", "999999"}),
               menu(with(2000000, 1000000)) + kQuestion +
-                  "Digits per file: Warning: Too few digits for file.\n" + menu(with(2000000, 0)));
+                  "Digits per file: Warning: Too few digits for file.\n" + menu(with(2000000, 1000000)));
+    EXPECT_EQ(shown(with(2000000, 0, false), {"6", "3", "999999"}),
+              menu(with(2000000, 0, false)) + kQuestion +
+                  "Digits per file: Warning: Too few digits for file.\n" + menu(with(2000000, 0, false)));
 }
 
 TEST_F(OutputFormatTest, FewerDigitsEndTheCompression) {

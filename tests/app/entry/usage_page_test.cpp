@@ -79,3 +79,15 @@ TEST(UsagePageTest, HasARowForEveryOption) {
         }
     }
 }
+
+// A terminal of 80 columns shows every page without wrapping.
+TEST(UsagePageTest, EveryPageFits) {
+    int pages = 0;
+    for (const auto& action : kalvor::action_table()) {
+        if (!action.page) continue;
+        pages++;
+        for (const std::string& line : action.page())
+            EXPECT_LE(line.size(), 80u) << action.word << ": " << line;
+    }
+    EXPECT_GE(pages, 6);
+}

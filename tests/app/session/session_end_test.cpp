@@ -179,6 +179,19 @@ TEST(SessionEndTest, TheLogFileHasEveryEventAtOnce) {
     EXPECT_EQ(status.text.find("Working Memory"), std::string::npos);
 }
 
+TEST(SessionEndTest, ARefusedRunLeavesNoLog) {
+    const TemporaryFolder folder;
+    const CaptureConsole console;
+    LineRecorder status;
+    std::filesystem::create_directory(folder.file("out"));
+    folder.write("out/Pi - Dec - Chudnovsky.txt", "3." + std::string(2000, '1'));
+    ComputeSettings settings = settings_for(1000, folder.file("out"));
+    settings.log_path = folder.file("run.log");
+    NormalFloatSessionB session(std::move(settings), authorized(), status);
+    EXPECT_ANY_THROW(session.run());
+    EXPECT_FALSE(folder.has("run.log"));
+}
+
 TEST(SessionEndTest, TheLastHexadecimalDigitsComputedAgain) {
     const TemporaryFolder folder;
     for (const bool hexadecimal : {false, true}) {

@@ -10,6 +10,7 @@ namespace {
 struct Settings {
     i64 count = -1;
     int on = -1;
+    int many = -1;
     std::string word, folder;
 };
 
@@ -19,6 +20,8 @@ const OptionTable<Settings>& table() {
          CountValue<Settings>{1, [](Settings& s, i64 n) { s.count = n; }}},
         {{"-on", ":<switch>", "on or off", ""},
          SwitchValue<Settings>{[](Settings& s, bool on) { s.on = on; }}},
+        {{"-many", ":<n>", "all or none", "Write 0 or 1."},
+         CountOrSwitchValue<Settings>{[](Settings& s, bool on) { s.many = on; }}},
         {{"-word", ":<name>", "a name", ""},
          WordValue<Settings>{[](Settings& s, const std::string& word) {
              if (word != "red" && word != "green") throw std::string("no such colour");
@@ -78,6 +81,27 @@ TEST(OptionTableTest, ReadsEveryKindOfValue) {
     EXPECT_EQ(s.folder, "");
 }
 
+TEST(OptionTableTest, ACountOfWhichOnlyZeroMatters) {
+    for (const auto& [word, many] : std::vector<std::pair<std::string, int>>{{"-many", 1},
+                                                                             {"-many:0", 0},
+                                                                             {"-many:1", 1},
+                                                                             {"-many:500", 1},
+                                                                             {"-many:1.5m", 1},
+                                                                             {"-many:2", 1},
+                                                                             {"-many:off", 0},
+                                                                             {"-many:yes", 1},
+                                                                             {"-many:0k", 0},
+                                                                             {"-many:1t", 1}}) {
+        Settings s;
+        EXPECT_EQ(read(s, {word}), "") << word;
+        EXPECT_EQ(s.many, many) << word;
+    }
+    EXPECT_EQ(refusal({"-many:x"}), "-many: \"x\" is not a number. Write 0 or 1.\nSee \"kalvor help test\".");
+    EXPECT_EQ(refusal({"-many:-5"}), "-many: \"-5\" is below 0. Write 0 or 1.\nSee \"kalvor help test\".");
+    EXPECT_EQ(refusal({"-many:"}),
+              "-many needs a value: -many:<n>. Write 0 or 1.\nSee \"kalvor help test\".");
+}
+
 TEST(OptionTableTest, Refusals) {
     EXPECT_EQ(refusal({"-count:1x"}), "-count: \"1x\" is not a number. Write 5.\nSee \"kalvor help test\".");
     EXPECT_EQ(refusal({"-count:0"}), "-count: \"0\" is below 1. Write 5.\nSee \"kalvor help test\".");
@@ -124,7 +148,7 @@ TEST(OptionTableTest, HelpLines) {
     };
     using Lines = std::vector<std::string>;
     EXPECT_EQ(lines(0), Lines({"    -count:<n>              how many"}));
-    EXPECT_EQ(lines(2), Lines({"    -word:<name>            a name:", "        red, green"}));
-    EXPECT_EQ(lines(3), Lines({"    -o <folder>             where to"}));
-    EXPECT_EQ(lines(4), Lines());
+    EXPECT_EQ(lines(3), Lines({"    -word:<name>            a name:", "        red, green"}));
+    EXPECT_EQ(lines(4), Lines({"    -o <folder>             where to"}));
+    EXPECT_EQ(lines(5), Lines());
 }

@@ -106,6 +106,33 @@ const kalvor_test::Child again("again", [] {
     }
 });
 
+// The inner watch has the interrupts while it exists, the outer one before and after it.
+const kalvor_test::Child nested("nested", [] {
+    std::atomic<int> called{0};
+    os::InterruptWatch outer(
+        [&] {
+            say("outer");
+            called = 1;
+        },
+        [] {}, kNever);
+    {
+        std::atomic<bool> inside{false};
+        os::InterruptWatch inner(
+            [&] {
+                say("inner");
+                inside = true;
+            },
+            [] {}, kNever);
+        kill(getpid(), SIGINT);
+        wait_until(inside);
+    }
+    {
+        os::InterruptWatch unused([] { say("unused"); }, [] {}, kNever);
+    }
+    kill(getpid(), SIGINT);
+    while (called == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+});
+
 kalvor_test::ProgramRun run(const char* piece) {
     return kalvor_test::run_this_test({"--child", piece});
 }
@@ -149,5 +176,11 @@ TEST(InterruptWatchTest, AfterwardsSignalsEndTheProcessAsBefore) {
 TEST(InterruptWatchTest, TheNextWatchBeginsAnew) {
     const kalvor_test::ProgramRun result = run("again");
     EXPECT_EQ(result.out, "first\nfirst\n");
+    EXPECT_EQ(result.exit_code, 0);
+}
+
+TEST(InterruptWatchTest, WatchesNest) {
+    const kalvor_test::ProgramRun result = run("nested");
+    EXPECT_EQ(result.out, "inner\nouter\n");
     EXPECT_EQ(result.exit_code, 0);
 }

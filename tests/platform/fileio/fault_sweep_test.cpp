@@ -343,15 +343,11 @@ TEST_P(SweepsTest, LoadTextFile) {
 TEST_P(SweepsTest, SaveSettings) {
     const std::string whole = config_file_text("A", std::make_unique<Config::Object>());
     FaultSweep sweep;
-    sweep.typed = {path("a.cfg")};
     sweep.prepare = [&] { clear(); };
     sweep.operation = [&](const FileCalls& calls) {
-        save_config_file("A", std::make_unique<Config::Object>(), calls);
+        write_config_file(path("a.cfg"), "A", std::make_unique<Config::Object>(), calls);
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
-        const std::string question =
-            "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath: ";
-        EXPECT_TRUE(outcome.console.starts_with(question)) << outcome.console;
         if (undisturbed(point)) {
             EXPECT_FALSE(outcome.thrown);
         } else {
@@ -424,6 +420,27 @@ TEST(OutputFolderTest, PrefixesAndNewFolders) {
         EXPECT_NE(e.error_code, 0U);
     }
     EXPECT_EQ(folder.read("f"), "content");
+}
+
+// What was made on the way to a folder that cannot be had goes again, and nothing else does.
+TEST(OutputFolderTest, ARefusedPathLeavesNoFolders) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("there"));
+    const std::string too_long(300, 'x');
+    for (const char* parents : {"there/a/b/", "c/"}) {
+        EXPECT_THROW(prepare_output_folder(folder.file(parents + too_long)), FileException) << parents;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("there")));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("c")));
+    // One that has got a file meanwhile.
+    FileCalls calls = FileCalls::of_this_machine();
+    calls.open = [&](const char*, os::FileAccess, os::FileFlags) {
+        folder.write("d/e/file", "content");
+        return os::OpenedFile{.error = {4711, os::ErrorCategory::access_denied}};
+    };
+    EXPECT_THROW(prepare_output_folder(folder.file("d/e/f"), calls), FileException);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("d/e/f")));
+    EXPECT_EQ(folder.read("d/e/file"), "content");
 }
 
 // A folder that cannot be made is told with the reason of that, not with "not found", which is what follows.

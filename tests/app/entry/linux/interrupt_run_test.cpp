@@ -6,7 +6,9 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,11 +32,12 @@ using kalvor_test::TemporaryFolder;
 
 constexpr int kPatience = 300;  // seconds; a run that ignores interrupts takes longer
 
-// The program with its standard output on a pipe, or on a terminal.
+// The program with its standard output on a pipe, or on a terminal; with a keyboard the terminal is its own,
+// input too.
 class ProgramOnPipe {
   public:
     ProgramOnPipe(const TemporaryFolder& folder, std::vector<std::string> words, bool terminal,
-                  int ignored = 0) {
+                  int ignored = 0, bool keyboard = false) {
         int ends[2] = {-1, -1};
         if (terminal) {
             ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -44,7 +47,8 @@ class ProgramOnPipe {
         } else if (pipe2(ends, O_CLOEXEC) != 0) {
             return;
         }
-        words.insert(words.begin(), {kalvor_test::kalvor_path(), "skip-warnings", "pause:-2"});
+        words.insert(words.begin(), {kalvor_test::kalvor_path(), "skip-warnings"});
+        if (!keyboard) words.insert(words.begin() + 2, "pause:-2");
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
         arguments.push_back(nullptr);
@@ -52,7 +56,13 @@ class ProgramOnPipe {
         if (child_ == 0) {
             for (const int number : {SIGINT, SIGTERM, SIGHUP})
                 signal(number, number == ignored ? SIG_IGN : SIG_DFL);
-            dup2(open("/dev/null", O_RDONLY), 0);
+            if (keyboard) {
+                setsid();
+                ioctl(ends[1], TIOCSCTTY, 0);
+                dup2(ends[1], 0);
+            } else {
+                dup2(open("/dev/null", O_RDONLY), 0);
+            }
             dup2(ends[1], 1);
             dup2(ends[1], 2);
             setenv("TERM", "xterm", 1);
@@ -73,6 +83,13 @@ class ProgramOnPipe {
     }
 
     void interrupt(int number) const { kill(child_, number); }
+    void type(std::string_view keys) const {
+        ASSERT_EQ(write(out_, keys.data(), keys.size()), ssize_t(keys.size()));
+    }
+    bool echoes() const {
+        termios settings{};
+        return tcgetattr(inner_, &settings) == 0 && (settings.c_lflag & (ECHO | ICANON)) == (ECHO | ICANON);
+    }
     // Reads until `text` has come; false when the program has ended without it.
     bool wait_for(const std::string& text) {
         while (text_.find(text) == std::string::npos) {
@@ -178,6 +195,41 @@ TEST(InterruptedRunTest, ASecondInterruptEndsIt) {
     run.interrupt(SIGTERM);
     EXPECT_EQ(run.end(), 128 + SIGTERM) << run.text();
     EXPECT_FALSE(std::filesystem::exists(folder / kFile));
+}
+
+// Outside of runs: at every kind of question, and while a key is waited for.
+TEST(InterruptedRunTest, AtAQuestionItLeavesTheTerminalAsItWas) {
+    struct Case {
+        std::vector<std::string> words;
+        const char* question;
+        const char* keys;  // that lead to it
+        const char* first;
+    };
+    for (const Case& c :
+         {Case{{}, "option: ", "", nullptr}, Case{{}, "Digits: ", "3\n3\n", "option: "},
+          Case{{"pause:1", "about"}, "Press any key to continue . . . ", "", nullptr},
+          Case{{"validate"}, "Path: ", "", nullptr}, Case{{"stress"}, "option: ", "", nullptr}}) {
+        const TemporaryFolder folder;
+        ProgramOnPipe run(folder, c.words, true, 0, true);
+        if (c.first) {
+            ASSERT_TRUE(run.wait_for(c.first)) << run.text();
+            run.type(c.keys);
+        }
+        ASSERT_TRUE(run.wait_for(c.question)) << run.text();
+        usleep(200000);  // until the key is waited for
+        run.type("\x03");
+        EXPECT_EQ(run.end(), 128 + SIGINT) << run.text();
+        EXPECT_TRUE(run.text().ends_with("\x1b[0m\r\n")) << run.text();
+        EXPECT_TRUE(run.echoes()) << c.question;
+    }
+    // Not a terminal: nothing is added.
+    const TemporaryFolder folder;
+    ProgramOnPipe run(folder, {"bbp"}, false, 0, true);
+    ASSERT_TRUE(run.wait_for("option: ") || run.wait_for(": ")) << run.text();
+    const std::string before = run.text();
+    run.interrupt(SIGTERM);
+    EXPECT_EQ(run.end(), 128 + SIGTERM);
+    EXPECT_EQ(run.text().find('\x1b'), std::string::npos) << run.text();
 }
 
 // The digit extractor, whose sub-sum would take a day: on a pipe, and on a terminal where progress is shown.
