@@ -2,11 +2,14 @@
 
 #include "app/benchmark/benchmark_run.h"
 #include "app/session/memory_plan.h"
+#include "app/session/output_requests.h"
+#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/number_text.h"
 #include "base/prompt/prompt.h"
+#include "digits/output/replacement.h"
 
 namespace kalvor {
 
@@ -108,6 +111,39 @@ const BenchmarkSize& ask_size(const BenchmarkSizes& sizes, const BenchmarkMachin
     return option == kSuperPiMenu ? ask_superpi(sizes, machine, type) : sizes.presets[option - 1];
 }
 
+// Whether the size may be run now. A digit file that another run has left may be replaced by longer ones
+// only, unless the user says so.
+bool settle_replacement(ComputeSettings& settings) {
+    constexpr ReplacementWords kWords = {"run_benchmark_menu()", "this size has",
+                                         "Choose another size, or replace it."};
+    const auto check = [&](bool overwrite) {
+        for (const OutputFiles::Request& request : output_requests(settings)) {
+            const DigitFormat& format = digit_format(request.format);
+            for (const std::string& path :
+                 format.final_paths(settings.path + request.base_name, request.amount())) {
+                check_replacement(format, path, request.radix, request.digits, overwrite,
+                                  FileIO::FileCalls::of_this_machine(), {}, kWords);
+            }
+        }
+    };
+    // What stands in the way of every size ends the menu.
+    check(true);
+    try {
+        check(false);
+        return true;
+    } catch (const FileIO::FileException& e) {
+        Console::new_line();
+        Console::print_line(CommandLine::shown_path(e.path), 'T');
+        Console::print_line(e.message, 'Y');
+    }
+    Console::new_line();
+    Console::aligned_line("  0     ", kTypeWidth, "Choose another size", 'G');
+    Console::aligned_line("  1     ", kTypeWidth, "Replace the file", 'G');
+    Console::new_line();
+    settings.overwrite = Prompt::read_unsigned_in_range("option: ", 0, 1, 'T') == 1;
+    return settings.overwrite;
+}
+
 }  // namespace
 
 BenchmarkMachine BenchmarkMachine::of_this_machine() {
@@ -118,7 +154,10 @@ bool run_benchmark_menu(const AuthorizationToken& token, const BenchmarkSizes& s
                         const BenchmarkMachine& machine) {
     Console::print_line("Benchmark Pi:", 'P');
     const Type type = ask_type(machine);
-    return run_benchmark({settings_for(ask_size(sizes, machine, type).digits, type), ""}, token);
+    for (;;) {
+        ComputeSettings settings = settings_for(ask_size(sizes, machine, type).digits, type);
+        if (settle_replacement(settings)) return run_benchmark({std::move(settings), ""}, token);
+    }
 }
 
 }  // namespace kalvor

@@ -5,6 +5,7 @@
 #include "app/record/computation_diagnostics.h"
 #include "app/record/computation_output.h"
 #include "app/record/run_report.h"
+#include "app/session/output_requests.h"
 #include "app/session/run_header.h"
 #include "app/session/run_work.h"
 #include "app/settings/compute_settings_object.h"
@@ -58,16 +59,7 @@ void NormalFloatSession::end_phase() {
 }
 
 std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
-    std::vector<OutputFiles::Request> requests;
-    const auto add = [&](u8 radix, const char* name, u64 digits) {
-        requests.push_back(
-            {radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits});
-        requests.back().set_digits_per_file(static_cast<u64>(settings_.digits_per_file));
-    };
-    if (settings_.output_enable && settings_.enable_hex)
-        add(16, " - Hex - ", settings_.size.hexadecimal_digits);
-    if (settings_.output_enable) add(10, " - Dec - ", settings_.size.decimal_digits);
-    return requests;
+    return kalvor::output_requests(settings_);
 }
 
 OutputOptions NormalFloatSession::output_options() {

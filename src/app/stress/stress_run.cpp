@@ -52,11 +52,11 @@ class StressRun {
         status_.Status_Line("Allocating Memory...");
         StressTeam team(settings_, calls_);
         report_start(team);
-        const std::vector<const StressTest*> able = able_tests();
+        able_ = able_tests();
         if (team.n_ready() != 0) {
             start_ = calls_.seconds();
-            if (!able.empty()) team.begin(able);
-            for (u64 iteration = 1; !over_; iteration++) run_iteration(team, iteration, able.empty());
+            if (!able_.empty()) team.begin(able_);
+            for (u64 iteration = 1; !over_; iteration++) run_iteration(team, iteration);
         }
         status_.Status_Line("");
         status_.Status_Line("Test Finished. Waiting for threads to terminate...");
@@ -92,18 +92,20 @@ class StressRun {
                                     {'Y', kind}});
     }
 
+    u64 size_of(const StressTest& test) const {
+        return test.size_for(settings_.memory_per_thread() / 64 * 64);
+    }
+
     // Those for which a thread's memory suffices.
     std::vector<const StressTest*> able_tests() const {
-        const u64 bytes = settings_.memory_per_thread() / 64 * 64;
         std::vector<const StressTest*> able;
         for (const StressTest* test : enabled_) {
-            if (test->size_for(bytes) != 0) able.push_back(test);
+            if (size_of(*test) != 0) able.push_back(test);
         }
         return able;
     }
 
-    void run_iteration(StressTeam& team, u64 iteration, bool none_is_able) {
-        const u64 bytes = settings_.memory_per_thread() / 64 * 64;
+    void run_iteration(StressTeam& team, u64 iteration) {
         status_.Status_Line("");
         status_.Status_ColoredLine({{'w', "Iteration "}, {'Y', Console::format_commas(iteration)}});
         status_.Status_Line("");
@@ -111,7 +113,7 @@ class StressRun {
             const StressTest::Texts& texts = test->texts();
             status_.Status_ColoredLine(
                 {{'w', "Running "}, {'T', std::string(texts.tag) + " - " + texts.name}});
-            if (test->size_for(bytes) == 0) {
+            if (size_of(*test) == 0) {
                 status_.Status_ColoredLine({{'R', "Insufficient memory to run this test."}});
                 continue;
             }
@@ -119,7 +121,7 @@ class StressRun {
             if (over_) return;
         }
         status_.Data_(StressTestIteration(iteration, calls_.seconds() - start_));
-        if (none_is_able) {
+        if (able_.empty()) {
             // Nothing was tested, and nothing ever would be.
             failed_ = true;
             over_ = true;
@@ -133,14 +135,17 @@ class StressRun {
         for (bool ended = false;;) {
             const bool all_done = team.watch(turn);
             turn_failed |= report_failures(team, turn);
-            if (all_done) break;
-            if (ended && !monitor_.stop.requested()) continue;
             const double now = calls_.seconds();
+            // Without a core that still works nothing happens in the time that is left. A run that goes on
+            // after errors waits for it, or it would report one failed turn after the other without a pause.
+            if (all_done && (ended || settings_.stop_on_error || now - start >= least_seconds())) break;
+            if (all_done) team.rest();
+            if (ended && !monitor_.stop.requested()) continue;
             over_ = over_ || monitor_.stop.requested() || has_passed(settings_.seconds_total, now - start_);
             if (monitor_.stop.requested()) {
                 team.stop();
             } else if (over_ || has_passed(settings_.seconds_per_test, now - start) ||
-                       (turn_failed && nothing_else_ends_it())) {
+                       (turn_failed && an_error_ends_it())) {
                 team.end_turn(turn, over_ || (turn_failed && settings_.stop_on_error));
             } else {
                 continue;
@@ -163,9 +168,10 @@ class StressRun {
         }
     }
 
-    bool nothing_else_ends_it() const {
-        return settings_.stop_on_error && settings_.seconds_per_test == 0 && settings_.seconds_total == 0;
-    }
+    // Where a test has a time, the cores without an error have all of it. Where it has none, it would go on
+    // to the end of the whole run.
+    bool an_error_ends_it() const { return settings_.stop_on_error && settings_.seconds_per_test == 0; }
+    double least_seconds() const { return static_cast<double>(std::max<u64>(settings_.seconds_per_test, 1)); }
     static bool has_passed(u64 limit, double seconds) {
         return limit != 0 && seconds >= static_cast<double>(limit);
     }
@@ -175,10 +181,30 @@ class StressRun {
         const auto failures = team.take_failures(last_turn);
         for (const StressFailure& failure : failures) {
             const std::lock_guard<std::recursive_mutex> lock(Console::console_lock());
-            failure.report->print();
-            fail("Error(s) encountered on logical core " + std::to_string(failure.core) + ".");
+            report(failure);
         }
         return !failures.empty();
+    }
+
+    void report(const StressFailure& failure) {
+        const std::string core = std::to_string(failure.core);
+        if (failure.report) failure.report->print();
+        switch (failure.kind) {
+            case StressFailure::Kind::wrong_result:
+                fail("Error(s) encountered on logical core " + core + ".");
+                break;
+            case StressFailure::Kind::no_memory:
+                fail("Memory Allocation Failed: " + core);
+                break;
+            default:
+                fail("The test was broken off on logical core " + core + ".");
+        }
+        const StressTest& test = *able_[failure.turn % able_.size()];
+        const StressTest::Texts& texts = test.texts();
+        status_.Status_ColoredLine({{'w', "  Test:  "},
+                                    {'T', std::string(texts.tag) + " - " + texts.name},
+                                    {'w', ", "},
+                                    {'Y', Console::format_commas(size_of(test)) + " " + texts.unit}});
     }
 
     void fail(const std::string& text) {
@@ -190,7 +216,7 @@ class StressRun {
     Status& status_;
     RunMonitor& monitor_;
     const StressCalls& calls_;
-    std::vector<const StressTest*> enabled_;
+    std::vector<const StressTest*> enabled_, able_;
     double start_ = 0;
     u64 turn_ = 0;
     bool over_ = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 
 #include "base/console/console.h"
 #include "base/console/error_output.h"
@@ -82,6 +83,10 @@ bool StressTeam::watch(u64 turn) {
     return all_done();
 }
 
+void StressTeam::rest() {
+    std::this_thread::sleep_for(kLook);
+}
+
 std::vector<StressFailure> StressTeam::take_failures(u64 last_turn) {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<StressFailure> taken, left;
@@ -143,10 +148,10 @@ void StressTeam::prepare(Member& member, Start& start, HeapAllocation& memory) {
 
 void StressTeam::take_turns(Member& member, const AlignedBufferC& memory) {
     for (u64 turn = 0;; turn++) {
-        std::unique_ptr<Exception> failed = take_turn(member, memory, turn);
+        std::optional<StressFailure> failed = take_turn(member, memory, turn);
         std::unique_lock<std::mutex> lock(mutex_);
         member.turns_done = turn + 1;
-        if (failed) failures_.push_back({member.core, turn, std::move(failed)});
+        if (failed) failures_.push_back(std::move(*failed));
         news_.notify_one();
         // After a failure the others go on to the end of the turn.
         go_.wait(lock, [&] { return over_ || turns_ended_ > turn; });
@@ -158,7 +163,7 @@ void StressTeam::take_turns(Member& member, const AlignedBufferC& memory) {
     }
 }
 
-std::unique_ptr<Exception> StressTeam::take_turn(Member& member, const AlignedBufferC& memory, u64 turn) {
+std::optional<StressFailure> StressTeam::take_turn(Member& member, const AlignedBufferC& memory, u64 turn) {
     RunMonitor monitor;
     if (calls_.stages) monitor.stages = calls_.stages(member.core);
     const auto enter = [&](RunMonitor* now) {
@@ -167,14 +172,26 @@ std::unique_ptr<Exception> StressTeam::take_turn(Member& member, const AlignedBu
         if (stopped_) monitor.stop.request();
     };
     enter(&monitor);
-    std::unique_ptr<Exception> failed;
+    using Kind = StressFailure::Kind;
+    std::optional<StressFailure> failed;
+    const auto fail = [&](Kind kind, std::unique_ptr<Exception> report) {
+        failed = StressFailure{member.core, turn, kind, std::move(report)};
+    };
     try {
         iterate(member, memory, turn, monitor);
     } catch (const RunStopped&) {
+    } catch (AlgorithmFailedException& e) {
+        fail(Kind::wrong_result, e.clone());
+    } catch (const MemoryAllocationFailedException&) {
+        fail(Kind::no_memory, nullptr);
+    } catch (const AllocationFailed&) {
+        fail(Kind::no_memory, nullptr);
+    } catch (const std::bad_alloc&) {
+        fail(Kind::no_memory, nullptr);
     } catch (Exception& e) {
-        failed = e.clone();
+        fail(Kind::other, e.clone());
     } catch (const std::exception& e) {
-        failed = std::make_unique<StdException>(e.what());
+        fail(Kind::other, std::make_unique<StdException>(e.what()));
     }
     enter(nullptr);
     return failed;

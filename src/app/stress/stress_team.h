@@ -17,11 +17,14 @@
 
 namespace kalvor {
 
-// A wrong result.
+// Why a core left a turn before its end.
 struct StressFailure {
+    // Only a wrong result speaks against the core.
+    enum class Kind { wrong_result, no_memory, other };
     u32 core;
     u64 turn;
-    std::unique_ptr<Exception> report;
+    Kind kind;
+    std::unique_ptr<Exception> report;  // nullptr where the kind says it all
 };
 
 // All functions belong to one thread, that of the run.
@@ -56,6 +59,8 @@ class StressTeam {
 
     // Waits for news, but not long. True when every thread has left the turn or has failed in it.
     bool watch(u64 turn);
+    // Lets as much time pass as watch() waits at the most.
+    void rest();
     // What went wrong up to this turn since the last call.
     std::vector<StressFailure> take_failures(u64 last_turn);
 
@@ -73,7 +78,7 @@ class StressTeam {
     void work(Member& member, Start& start);
     void prepare(Member& member, Start& start, HeapAllocation& memory);
     void take_turns(Member& member, const AlignedBufferC& memory);
-    std::unique_ptr<Exception> take_turn(Member& member, const AlignedBufferC& memory, u64 turn);
+    std::optional<StressFailure> take_turn(Member& member, const AlignedBufferC& memory, u64 turn);
     void iterate(Member& member, const AlignedBufferC& memory, u64 turn, RunMonitor& monitor);
 
     const StressSettings& settings_;

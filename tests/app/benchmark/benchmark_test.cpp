@@ -179,6 +179,40 @@ TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
     }
 }
 
+// A folder that holds the digits of a larger size. The user is told before anything runs, and decides.
+TEST_F(BenchCommandTest, ASmallerSizeReplacesALongerFileOnlyWhenAsked) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.path());
+    const auto menu = [](std::initializer_list<std::string> answers) {
+        CaptureConsole console;
+        console.type({"0", "0"});  // one thread, the powers of two
+        console.type(answers);
+        EXPECT_TRUE(run_benchmark_menu(authorized(), kSmallSizes, machine(2, u64(1) << 30)));
+        EXPECT_EQ(console.lines_left(), 0u);
+        return console.take();
+    };
+    constexpr const char* kFile = "Pi - Dec - Chudnovsky.txt";
+    const std::string question =
+        "\nPi - Dec - Chudnovsky.txt\n"
+        "The digit file already there is longer: it has 8,192 digits, this size has 4,096. "
+        "Choose another size, or replace it.\n"
+        "\n  0     Choose another size\n  1     Replace the file\n\noption: ";
+    EXPECT_EQ(menu({"13"}).find("Replace the file"), std::string::npos);
+    // The same size again is no question.
+    EXPECT_EQ(menu({"13"}).find("Replace the file"), std::string::npos);
+    const std::string longer = folder_.read(kFile);
+    EXPECT_EQ(longer.size(), 8194u);
+    const std::string kept = menu({"12", "2", "0", "0", "13"});
+    EXPECT_NE(kept.find(question + "option: \nAvailable Memory:   "), std::string::npos) << kept;
+    EXPECT_NE(kept.find("Decimal Digits:       8,192\n"), std::string::npos) << kept;
+    EXPECT_EQ(kept.find("Decimal Digits:       4,096\n"), std::string::npos) << kept;
+    EXPECT_EQ(folder_.read(kFile), longer);
+    const std::string replaced = menu({"12", "1"});
+    EXPECT_NE(replaced.find(question), std::string::npos) << replaced;
+    EXPECT_EQ(folder_.read(kFile), longer.substr(0, 4098));
+    std::filesystem::current_path(before);
+}
+
 TEST_F(BenchCommandTest, TheHelpPageNamesEverySizeAndOption) {
     std::string page;
     for (const std::string& text : bench_help_page()) page += text + "\n";

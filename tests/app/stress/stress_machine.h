@@ -100,7 +100,8 @@ class PlayedMachine {
         for (const auto& [core, counts] : counts_) {
             if (counts.waited_for) least = std::min(least, counts.all);
         }
-        if (least != ~u64(0) && 10.0 * static_cast<double>(least) > time_) time_ += 10;
+        // With all of ~u64(0) no core works any more, and time passes by itself.
+        if (10.0 * static_cast<double>(least) > time_) time_ += 10;
         return time_;
     }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "app/stress/stress_machine.h"
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_network_node.h"
 
@@ -61,6 +62,14 @@ TEST_P(EveryStressTest, AFlippedBitIsThatCoresFailureAndNobodyElses) {
         EXPECT_EQ(machine.count("Checksum Mismatch\n"), 1u) << machine.text();
         EXPECT_EQ(machine.count("Error(s) encountered on logical core 1.\n"), 1u) << machine.text();
         EXPECT_EQ(machine.count("Error(s)"), 1u) << machine.text();
+        // The report says what it was doing, and with how much.
+        const StressTest& test = *find_stress_test(GetParam());
+        EXPECT_TRUE(machine.has(
+            "\nError(s) encountered on logical core 1.\n  Test:  " + std::string(test.texts().tag) + " - " +
+            test.texts().name + ", " +
+            Console::format_commas(test.size_for(machine.settings().memory_per_thread())) + " " +
+            test.texts().unit + "\n"))
+            << machine.text();
         EXPECT_EQ(machine.count("Failed\n"), 1u);
         EXPECT_EQ(machine.count("Passed"), 0u);
         // It was seen in that iteration; the others went on.
@@ -161,6 +170,38 @@ TEST(StressRunTest, AnErrorEndsATestThatNothingElseEnds) {
     machine.settings().seconds_total = 0;
     EXPECT_FALSE(machine.run());
     EXPECT_TRUE(machine.has("\nErrors encountered. Stopping test...\n"));
+}
+
+// A test without a time of its own would go on to the end of the run.
+TEST(StressRunTest, AnErrorEndsATestThatOnlyTheTotalTimeEnds) {
+    InjectedFault fault("BKT", 5, true);
+    PlayedMachine& machine = fault.machine;
+    machine.settings().seconds_total = 28800;
+    EXPECT_FALSE(machine.run());
+    EXPECT_TRUE(machine.has("Failed\n")) << machine.text();
+    EXPECT_TRUE(
+        machine.text().ends_with("\nErrors encountered. Stopping test...\n"
+                                 "\nTest Finished. Waiting for threads to terminate...\n"))
+        << machine.text();
+    // A played second is a fraction of an iteration: the others would have made 2880 of them.
+    EXPECT_LT(machine.iterations(0)[0], 1000u);
+}
+
+// A run that does not stop at errors, on cores that all fail at once: each test still has its time.
+TEST(StressRunTest, FailuresOfAllCoresDoNotHurryTheRun) {
+    PlayedMachine machine(2);
+    machine.only({"BKT", "SFT"});
+    machine.settings().stop_on_error = false;
+    machine.settings().seconds_per_test = 100;
+    machine.settings().seconds_total = 400;
+    machine.on_iteration = [&](u32 core, std::string_view, u64, void* product, u64) {
+        static_cast<u8*>(product)[0] ^= 1;
+        machine.give_up(core);
+    };
+    EXPECT_FALSE(machine.run());
+    EXPECT_LE(machine.count("Failed\n"), 4u) << machine.text();
+    EXPECT_EQ(machine.count("Errors encountered. Stopping"), 0u);
+    EXPECT_EQ(machine.count("Error(s)"), 2 * machine.count("Failed\n")) << machine.text();
 }
 
 TEST(StressRunTest, AnErrorIsOnlyOfItsTest) {
@@ -309,23 +350,44 @@ class ThrowingTest final : public StressTest {
     std::function<void()> thrower_;
 };
 
-TEST(StressRunTest, ExceptionsOfAWorkerAreItsFailure) {
-    const auto run = [](std::function<void()> thrower) {
-        const ThrowingTest test(std::move(thrower));
-        const StressTest* const tests[] = {&test};
-        PlayedMachine machine(1);
-        machine.only({"BKT"});
-        machine.calls().tests = tests;
-        EXPECT_FALSE(machine.run());
-        EXPECT_TRUE(machine.has("Error(s) encountered on logical core 0.\nFailed\n")) << machine.text();
-        return machine.text();
+// What run_stress() prints when a worker throws.
+std::string text_of_run(std::function<void()> thrower) {
+    const ThrowingTest test(std::move(thrower));
+    const StressTest* const tests[] = {&test};
+    PlayedMachine machine(1);
+    machine.only({"BKT"});
+    machine.calls().tests = tests;
+    EXPECT_FALSE(machine.run());
+    EXPECT_TRUE(machine.has("\n  Test:  BKT - Thrower, 1 words\nFailed\n")) << machine.text();
+    EXPECT_TRUE(machine.has("\nErrors encountered. Stopping test...\n")) << machine.text();
+    return machine.text();
+}
+
+TEST(StressRunTest, WrongResultsOfEveryKindAccuseTheCore) {
+    for (const char* message : {"Coefficient is too large.", "Checksum Mismatch"}) {
+        const std::string text = text_of_run([&] { throw ConvolutionFailedException("f()", message, 1, 2); });
+        EXPECT_NE(text.find(std::string(message) + "\n"), std::string::npos) << text;
+        EXPECT_NE(text.find("\nError(s) encountered on logical core 0.\n"), std::string::npos) << text;
+    }
+}
+
+// A sound core is not accused of what the program or the system did.
+TEST(StressRunTest, OnlyWrongResultsAccuseTheCore) {
+    const auto expect_free = [](const std::string& text, const char* line) {
+        EXPECT_EQ(text.find("Error(s)"), std::string::npos) << text;
+        EXPECT_NE(text.find(line), std::string::npos) << text;
     };
-    EXPECT_NE(run([] {
-                  throw ConvolutionFailedException("f()", "Coefficient is too large.", 1, 2);
-              }).find("Coefficient is too large.\n"),
-              std::string::npos);
-    EXPECT_NE(run([] { throw std::runtime_error("of the library"); }).find("of the library"),
-              std::string::npos);
+    constexpr const char* kNoMemory = "\nMemory Allocation Failed: 0\n";
+    expect_free(text_of_run([] { throw std::bad_alloc(); }), kNoMemory);
+    expect_free(text_of_run([] { throw AllocationFailed(4096); }), kNoMemory);
+    expect_free(text_of_run([] { throw MemoryAllocationFailedException("f()", "heap", 4096); }), kNoMemory);
+    constexpr const char* kBrokenOff = "\nThe test was broken off on logical core 0.\n";
+    const std::string of_library = text_of_run([] { throw std::runtime_error("of the library"); });
+    expect_free(of_library, kBrokenOff);
+    EXPECT_NE(of_library.find("of the library"), std::string::npos);
+    const std::string of_program = text_of_run([] { throw InvalidParametersException("f()", "Too short."); });
+    expect_free(of_program, kBrokenOff);
+    EXPECT_NE(of_program.find("Too short."), std::string::npos);
 }
 
 TEST(StressRunDeathTest, AnUnknownExceptionIsFatal) {
