@@ -39,6 +39,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(KALVOR_ISA_FLAGS_arith_intntt_avx512 ${KALVOR_ISA_FLAGS_arith_c17_avx512})
 endif()
 
+# Run only where CPUID names the SHA extensions.
+set_source_files_properties(${CMAKE_SOURCE_DIR}/src/base/hash/sha256_instructions.cpp PROPERTIES
+                            COMPILE_OPTIONS "-msha;-msse4.1" SKIP_PRECOMPILE_HEADERS ON)
+
 # Every vector that a kernel passes on is a local of an inlined function; watching where their scopes end makes the
 # compiler ten times as slow. Accesses themselves are watched as everywhere.
 if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=address")

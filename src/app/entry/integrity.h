@@ -9,7 +9,8 @@
 namespace kalvor {
 
 // Whether the file ends with the SHA-256 digest of everything before it. Reads the file once, a megabyte at a
-// time: some 20 ms. Throws FileException when it cannot be read.
+// time: some 5 ms where the processor has the SHA extensions, 25 ms elsewhere. Throws FileException when it
+// cannot be read.
 bool is_intact(const std::string& path);
 
 // Ends the process with an error line that names the path, exit code 1, unless the file is intact. Reads
