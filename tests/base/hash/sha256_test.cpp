@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
+
+#include "base/hash/sha256_blocks.h"
 
 using namespace trel;
 
@@ -32,6 +35,20 @@ TEST(Sha256Test, PiecesDoNotMatter) {
             for (size_t i = 0; i < n; i += piece) hash.update(part.substr(i, piece));
             ASSERT_EQ(hash.finish(), whole) << "n=" << n << " piece=" << piece;
         }
+    }
+}
+
+// The processor's own instructions give what the plain code gives.
+TEST(Sha256Test, BothWaysAgree) {
+    if (!sha256_is_built_in()) GTEST_SKIP() << "This processor has no instructions for it.";
+    std::vector<u8> data(64 * 9);
+    for (size_t i = 0; i < data.size(); i++) data[i] = static_cast<u8>(i * i + 5 * i);
+    for (u64 n = 0; n <= 9; n++) {
+        u32 plain[8], built_in[8];
+        for (u32 i = 0; i < 8; i++) plain[i] = built_in[i] = 0x9e3779b9 * (i + 1);
+        sha256_blocks_plain(plain, data.data(), n);
+        sha256_blocks_built_in(built_in, data.data(), n);
+        EXPECT_TRUE(std::equal(plain, plain + 8, built_in)) << n;
     }
 }
 
