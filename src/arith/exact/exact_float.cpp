@@ -126,7 +126,12 @@ void ExactFloat::set_mul(const MultiplyContext& context, const ExactFloat& A, co
             mul_basecase(T, B.T, B.L, A.T, A.L);
         }
     } else {
-        multiply_full(context, T, A.T, A.L, B.T, B.L, {A.words_residue(), B.words_residue()});
+        // Products that are not checked have no use for what the operands carry.
+        Carried carried;
+        if (!context.parallel.inner_unchecked || n > kShortProductWords) {
+            carried = {A.words_residue(), B.words_residue()};
+        }
+        multiply_full(context, T, A.T, A.L, B.T, B.L, carried);
     }
     exp = A.exp + B.exp;
     L = n - (T[n - 1] == 0);

@@ -151,6 +151,8 @@ class ExactFloatTransformR {
                 const char* function);
 
     void hold(const MultiplyContext& context, const ExactFloat& A, void* scratch);
+    // What the product is to compare with A's words; nothing where it is not checked.
+    u64 carried(const MultiplyContext& context, const ExactFloat& A) const;
     // Before a product is written to T.
     void expect(const ExactFloat& T);
 

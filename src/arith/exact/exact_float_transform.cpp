@@ -51,8 +51,12 @@ void ExactFloatTransformR::forward(const MultiplyContext& context, const ExactFl
     held_ = true;
 }
 
+u64 ExactFloatTransformR::carried(const MultiplyContext& context, const ExactFloat& A) const {
+    return transform_.is_checked(context.parallel) ? A.words_residue() : goldilocks::kNone;
+}
+
 void ExactFloatTransformR::hold(const MultiplyContext& context, const ExactFloat& A, void* scratch) {
-    transform_.forward(context.parallel, data_, A.T, A.L, scratch, A.words_residue(), words_stay_);
+    transform_.forward(context.parallel, data_, A.T, A.L, scratch, carried(context, A), words_stay_);
     source_ = words_stay_ ? A.T : nullptr;
     A_ = operand(A);
 }
@@ -77,13 +81,13 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
         // Without a transform the product may need less memory and fewer trips through it.
         if (square) {
             void* const work = memory.spawn(scratch_bytes()).get();
-            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work, a.words_residue());
+            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work, carried(context, a));
             return finish(T, operand(a), operand(b));
         }
         if (data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) {
             void* const work = memory.spawn(transform_.plain_bytes()).get();
-            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work, a.words_residue(),
-                                      b.words_residue());
+            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work, carried(context, a),
+                                      carried(context, b));
             return finish(T, operand(a), operand(b));
         }
     }
@@ -96,10 +100,10 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
     if (square)
         return inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
     if (keep && !overlap(T, b)) {
-        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch, b.words_residue());
+        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch, carried(context, b));
         return finish(T, operand(a), operand(b));
     }
-    transform_.forward(parallel, other, b.T, b.L, scratch, b.words_residue());
+    transform_.forward(parallel, other, b.T, b.L, scratch, carried(context, b));
     inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
 }
 
@@ -112,10 +116,10 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T,
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
     if (!overlap(T, a)) {
         transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch,
-                                 a.words_residue());
+                                 carried(context, a));
         return finish(T, operand(a), A_);
     }
-    transform_.forward(context.parallel, other, a.T, a.L, scratch, a.words_residue());
+    transform_.forward(context.parallel, other, a.T, a.L, scratch, carried(context, a));
     inverse(context, T, operand(a), A_, other, other, data_, scratch);
 }
 

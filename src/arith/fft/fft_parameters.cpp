@@ -1,6 +1,7 @@
 #include "arith/fft/fft_parameters.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/errors/exceptions.h"
 
@@ -27,6 +28,22 @@ constexpr FftParameters kTable[] = {
 };
 static_assert(std::size(kTable) == 105);
 
+// The entries for products of 0, 256, 512, ... bits, as far as short products go: those are so many that a
+// search would show.
+constexpr u64 kGrain = 256;
+constexpr u64 kShortBits = 208896;
+static_assert(std::size(kTable) < 256 &&
+              std::ranges::all_of(kTable, [](const FftParameters& p) { return p.capacity() % kGrain == 0; }));
+constexpr auto kShortEntries = [] {
+    std::array<u8, kShortBits / kGrain + 1> entries{};
+    u8 entry = 0;
+    for (u64 i = 0; i < entries.size(); i++) {
+        while (kTable[entry].capacity() < kGrain * i) entry++;
+        entries[i] = entry;
+    }
+    return entries;
+}();
+
 }  // namespace
 
 std::span<const FftParameters> fft_parameter_table() {
@@ -34,6 +51,7 @@ std::span<const FftParameters> fft_parameter_table() {
 }
 
 u64 fft_entry_for(u64 bits) {
+    if (bits <= kShortBits) return kShortEntries[(bits + kGrain - 1) / kGrain];
     const auto* entry = std::lower_bound(std::begin(kTable), std::end(kTable), bits,
                                          [](const FftParameters& p, u64 n) { return p.capacity() < n; });
     if (entry == std::end(kTable)) {

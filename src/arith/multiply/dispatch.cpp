@@ -126,7 +126,9 @@ int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, 
 void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context, Wraps wraps) {
     context.parallel.poll();
     const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
-    const u64 asked = wraps == Wraps::may ? algorithm.wrapped_words(words) : words;
+    // Where nothing is checked any ring will do.
+    const bool checked = !context.parallel.inner_unchecked || words > kShortProductWords;
+    const u64 asked = wraps == Wraps::may && checked ? algorithm.wrapped_words(words) : words;
     algorithm.make_transform(holder, asked, context);
 }
 

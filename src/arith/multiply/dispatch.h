@@ -3,8 +3,9 @@
 // words). Each polls the run's stop flag first and may throw RunStopped.
 //
 // All return the residue modulo 2^64 - 2^32 + 1 of the words that they write, and compare those that the
-// operands carry, of all their words, with what they read. A product that is wrong twice is done by the next
-// lower algorithm that the scratch memory allows.
+// operands carry, of all their words, with what they read. Short products in an operation that checks itself
+// (ParallelContext::inner_unchecked) do neither and return goldilocks::kNone. A product that is wrong twice
+// is done by the next lower algorithm that the scratch memory allows.
 #pragma once
 
 #include "arith/multiply/multiply_context.h"

@@ -22,8 +22,11 @@ u64 basecase_words() {
 }
 
 bool KeptTransform::fits(const MultiplyContext& context, u64 product_words, u64 words) {
-    return product_words > basecase_words() &&
-           kept_product_needs(product_words, kAnyRoom).above(words).bytes <= context.scratch.size();
+    if (product_words <= basecase_words()) return false;
+    // Most merges are short, and their memory is ample.
+    static const Needs most = kept_product_needs(kShortProductWords, kAnyRoom);
+    if (product_words <= kShortProductWords && most.above(words).bytes <= context.scratch.size()) return true;
+    return kept_product_needs(product_words, kAnyRoom).above(words).bytes <= context.scratch.size();
 }
 
 KeptTransform::KeptTransform(const MultiplyContext& outer, u64 product_words) : context(outer) {

@@ -45,23 +45,15 @@ OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word
 
 OperandResidue Transform::operand(const ParallelContext& parallel, const char* operation, const Word* A,
                                   u64 L, bool odd, u64 carried) const {
-    OperandResidue r;
-    if (is_checked(parallel)) {
-        r = residue_of(parallel, A, L, odd);
-        if (carried != goldilocks::kNone) {
-            if (period_ != 3) r.fold = goldilocks::of_words(parallel, A, L);
-            if (operand_was_misread({parallel, name(), operation, L}, A, L, carried, r.fold)) {
-                r = residue_of(parallel, A, L, odd);
-                r.fold = carried;
-            }
+    OperandResidue r = residue_of(parallel, A, L, odd);
+    if (carried != goldilocks::kNone) {
+        if (period_ != 3) r.fold = goldilocks::of_words(parallel, A, L);
+        if (operand_was_misread({parallel, name(), operation, L}, A, L, carried, r.fold)) {
+            r = residue_of(parallel, A, L, odd);
+            r.fold = carried;
         }
-        r.seal = r.sealed();
-    } else {
-        // Sealed by the one who keeps it.
-        r.length = L;
-        r.ring = RingResidue(period_);
-        r.fold = carried;
     }
+    r.seal = r.sealed();
     return r;
 }
 
@@ -126,7 +118,7 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
     const bool all = job.skip == 0 && job.total >= n;  // T is the product
     // Nothing is known of a ring without a divisor.
     const bool known = by_odd ? bool(odd_modulus()) : !wraps || W % period_ == 0;
-    if (wanted == 0 || !known || !job.a.formed || !job.b.formed || !is_checked(parallel)) {
+    if (wanted == 0 || !known || !job.a.formed || !job.b.formed) {
         run(job.T, job.skip, job.total, nullptr);
         return unchecked_residue(parallel, job.T, wanted, all, {job.a.fold, job.b.fold});
     }
@@ -215,12 +207,21 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
 void Transform::forward(const ParallelContext& parallel, void* data, const Word* A, u64 L, void* scratch,
                         u64 carried, bool words_stay) const {
     check_length(name(), L);
+    u8* const label = static_cast<u8*>(data) + label_at_;
+    if (!is_checked(parallel)) {
+        // For a product that is checked: it finds that it cannot be.
+        OperandResidue a;
+        a.length = L;
+        a.ring = RingResidue(period_);
+        a.fold = carried;
+        a.seal = a.sealed();
+        operand_label::write(label, a);
+        return do_forward(parallel, data, A, L, scratch);
+    }
     OperandResidue a = operand(parallel, "transform", A, L, true, carried);
     a.source = words_stay && L != 0 ? A : nullptr;
-    if (!a.formed || a.source != nullptr) a.seal = a.sealed();
-    u8* const label = static_cast<u8*>(data) + label_at_;
+    if (a.source != nullptr) a.seal = a.sealed();
     operand_label::write(label, a);
-    if (!a.formed) return do_forward(parallel, data, A, L, scratch);
     parallel.stage("operand", A, L * sizeof(Word));
     do_forward(parallel, data, A, L, scratch);
     parallel.stage("data", data, label_at_);
@@ -241,6 +242,10 @@ void Transform::forget_words(void* data) const {
 u64 Transform::inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                        const void* X, const void* Y, void* scratch) const {
     check_length(name(), total);
+    if (!is_checked(parallel)) {
+        do_inverse(parallel, T, skip, total, work, X, Y, scratch, nullptr);
+        return goldilocks::kNone;
+    }
     const char* const operation = "product of transforms";
     const bool square = X == Y;
     const OperandResidue a = label_of(parallel, operation, X),
@@ -267,6 +272,11 @@ u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip
                               u64 carried_b) const {
     check_length(name(), LA);
     check_length(name(), LB);
+    if (!is_checked(parallel)) {
+        parallel.stage("operand", A, LA * sizeof(Word));
+        do_multiply_plain(parallel, T, skip, total, A, LA, B, LB, memory, nullptr);
+        return goldilocks::kNone;
+    }
     const char* const operation = "product";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
     const bool wraps = LA + LB > convolution_words();
@@ -294,6 +304,11 @@ u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip
 u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                             u64 L, void* memory, u64 carried) const {
     check_length(name(), L);
+    if (!is_checked(parallel)) {
+        parallel.stage("operand", A, L * sizeof(Word));
+        do_square_plain(parallel, T, skip, total, A, L, memory, nullptr);
+        return goldilocks::kNone;
+    }
     const char* const operation = "square";
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
@@ -311,6 +326,11 @@ u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, 
 u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip, u64 total, const Word* A,
                              u64 LA, const void* Y, void* work, void* scratch, u64 carried) const {
     check_length(name(), LA);
+    if (!is_checked(parallel)) {
+        parallel.stage("operand", A, LA * sizeof(Word));
+        do_multiply_held(parallel, T, skip, total, A, LA, Y, work, scratch, nullptr);
+        return goldilocks::kNone;
+    }
     const char* const operation = "product by a kept transform";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const OperandResidue b = label_of(parallel, operation, Y);

@@ -66,8 +66,14 @@ class Transform {
     // the words T[0..total - skip).
     //
     // Short products (kShortProductWords) that do not wrap cyclically are not checked where
-    // ParallelContext::inner_unchecked is set: then nothing is compared, and the residue of a whole product
-    // is that of its operands where they are known. A transform that was made so is not checked later either.
+    // ParallelContext::inner_unchecked is set: then nothing is compared, and they return
+    // goldilocks::kNone. A transform that was made so is not checked later either. Number theoretic
+    // transforms are checked whatever their length: a wrong value modulo one of their primes changes nothing
+    // modulo 2^64 - 2^32 + 1, by which operations compare their results.
+    bool is_checked(const ParallelContext& parallel) const {
+        return !parallel.inner_unchecked || convolution_words() > kShortProductWords ||
+               fold() == Fold::cyclic;
+    }
 
     // data = transform of A[0..L). L = 0 gives the transform of zero. Throws ConvolutionTooSmallException
     // "Convolution length is too small." when 64 L exceeds the convolution. words_stay: A stays as it is
@@ -154,14 +160,8 @@ class Transform {
 
   private:
     struct Job;
-    // Number theoretic transforms are checked whatever their length: a wrong value modulo one of their primes
-    // changes nothing modulo 2^64 - 2^32 + 1, by which operations compare their results.
-    bool is_checked(const ParallelContext& parallel) const {
-        return !parallel.inner_unchecked || convolution_words() > kShortProductWords ||
-               fold() == Fold::cyclic;
-    }
     OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
-    // The same of an operand that carries a residue; only length and fold where nothing is checked.
+    // The same of an operand that carries a residue.
     OperandResidue operand(const ParallelContext& parallel, const char* operation, const Word* A, u64 L,
                            bool odd, u64 carried) const;
     OperandResidue label_of(const ParallelContext& parallel, const char* operation, const void* data) const;

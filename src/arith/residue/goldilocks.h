@@ -19,28 +19,34 @@ inline constexpr u64 kEpsilon = 0xffffffff;  // 2^64 modulo P
 // Stands for "not known"; it is not canonical.
 inline constexpr u64 kNone = ~u64(0);
 
+// value where the condition holds, else 0: half of the conditions below hold by chance, so that a branch
+// would be foretold wrongly half of the time.
+constexpr u64 where(bool condition, u64 value) {
+    return (u64(0) - u64(condition)) & value;
+}
+
 constexpr u64 of_word(u64 w) {
-    return w >= kP ? w - kP : w;
+    return w + where(w >= kP, kEpsilon);  // - P modulo 2^64
 }
 constexpr u64 add(u64 a, u64 b) {
     const u64 s = a + b;
-    return s < a || s >= kP ? s - kP : s;
+    return s + where((s < a) | (s >= kP), kEpsilon);
 }
 constexpr u64 neg(u64 a) {
-    return a == 0 ? 0 : kP - a;
+    return where(a != 0, kP - a);
 }
 constexpr u64 sub(u64 a, u64 b) {
-    return a >= b ? a - b : a - b + kP;
+    return a - b - where(a < b, kEpsilon);  // + P modulo 2^64
 }
 // With 2^64 = 2^32 - 1 and 2^96 = -1.
 constexpr u64 reduce(u128 x) {
     const u64 low = static_cast<u64>(x), high = static_cast<u64>(x >> 64);
     const u64 high_high = high >> 32, high_low = high & kEpsilon;
     u64 t = low - high_high;
-    if (low < high_high) t -= kEpsilon;  // adds P modulo 2^64
-    const u64 product = high_low * kEpsilon;
+    t -= where(low < high_high, kEpsilon);  // adds P modulo 2^64
+    const u64 product = (high_low << 32) - high_low;
     const u64 s = t + product;
-    return of_word(s < t ? s + kEpsilon : s);
+    return of_word(s + where(s < t, kEpsilon));
 }
 constexpr u64 mul(u64 a, u64 b) {
     return reduce(u128(a) * b);

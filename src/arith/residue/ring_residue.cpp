@@ -168,9 +168,14 @@ RingResidue RingResidue::times(const RingResidue& other) const {
 
 RingResidue RingResidue::rotated(u64 bits) const {
     RingResidue r(p);
-    const u64 words = bits / 64;
     const u32 up = static_cast<u32>(bits % 64);
-    for (u32 i = 0; i < p; i++) r.add(u128(w[i]) << up, words + i);
+    u32 to = place(bits / 64);
+    Word below = w[p - 1];
+    for (u32 i = 0; i < p; i++) {
+        r.w[to] = up == 0 ? w[i] : w[i] << up | below >> (64 - up);
+        below = w[i];
+        to = to + 1 == p ? 0 : to + 1;
+    }
     return r;
 }
 

@@ -6,12 +6,18 @@
 namespace trel::TREL_ISA {
 namespace {
 
-template <u32 vectors>
+// Arrays from here on have mostly left the second cache when they are summed, because a transform has passed
+// since. They are fetched kAhead words before they are read: out of the third cache that is twice as fast.
+constexpr u64 kFarBlocks = (u64(1) << 12) / RingSumKernels::kBlock;
+constexpr u64 kAhead = 256;
+
+template <u32 vectors, bool ahead>
 TREL_INLINE void sum(const Word* A, u64 blocks, u64* words, u64* high) {
     U64x8 w[vectors], h[vectors];
     TREL_UNROLL for (u32 i = 0; i < vectors; i++) w[i] = h[i] = zero_u64();
     for (const Word* const end = A + blocks * RingSumKernels::kBlock; A < end; A += 8 * vectors) {
         TREL_UNROLL for (u32 i = 0; i < vectors; i++) {
+            if constexpr (ahead) __builtin_prefetch(A + kAhead + 8 * i);
             const U64x8 x = load(A + 8 * i);
             w[i] = w[i] + x;
             h[i] = h[i] + shift_right(x, 32);
@@ -23,11 +29,20 @@ TREL_INLINE void sum(const Word* A, u64 blocks, u64* words, u64* high) {
     }
 }
 
+template <u32 vectors>
+TREL_INLINE void sum_of_any(const Word* A, u64 blocks, u64* words, u64* high) {
+    if (blocks < kFarBlocks) {
+        sum<vectors, false>(A, blocks, words, high);
+    } else {
+        sum<vectors, true>(A, blocks, words, high);
+    }
+}
+
 void sum24(const Word* A, u64 blocks, u64* words, u64* high) {
-    sum<3>(A, blocks, words, high);
+    sum_of_any<3>(A, blocks, words, high);
 }
 void sum16(const Word* A, u64 blocks, u64* words, u64* high) {
-    sum<2>(A, blocks, words, high);
+    sum_of_any<2>(A, blocks, words, high);
 }
 
 }  // namespace

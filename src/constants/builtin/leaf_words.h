@@ -45,6 +45,18 @@ inline void multiply(BasicIntR& T, Word w) {
     if (carry != 0) T.T[T.L++] = carry;
     T.residue = goldilocks::mul(T.residue, goldilocks::of_word(w));
 }
+// T = A w, w != 0; T is not A
+inline void set_multiple(BasicIntR& T, const BasicIntR& A, Word w) {
+    Word carry = 0;
+    for (u64 i = 0; i < A.L; i++) {
+        const u128 p = u128(A.T[i]) * w + carry;
+        T.T[i] = static_cast<Word>(p);
+        carry = static_cast<Word>(p >> 64);
+    }
+    T.L = A.L;
+    if (carry != 0) T.T[T.L++] = carry;
+    T.residue = goldilocks::mul(A.residue, goldilocks::of_word(w));
+}
 inline void multiply(BasicIntR& T, Word w, int times) {
     for (int i = 0; i < times; i++) multiply(T, w);
 }

@@ -9,19 +9,12 @@ namespace {
 
 // P = R (A + B k)
 void set_P(BasicIntR& P, const BasicIntR& R, Word A, Word B, u64 k) {
-    P.set_BasicInt(R);
     const u128 linear = A + u128(B) * k;
-    if (linear >> 64 == 0) return leaf::multiply(P, static_cast<Word>(linear));
+    if (linear >> 64 == 0) return leaf::set_multiple(P, R, static_cast<Word>(linear));
     Word words[2];
     BasicIntR factor(words, 2);
     leaf::set(factor, linear);
     P.set_mulB(R, factor);
-}
-
-void set_Q(BasicIntR& Q, Word C, u64 k) {
-    leaf::set(Q, k);
-    leaf::multiply(Q, k, 2);
-    leaf::multiply(Q, C);
 }
 
 // n! has n - popcount(n) factors of two.
@@ -33,24 +26,20 @@ u64 in_factorial(u64 n) {
 
 void pi_chudnovsky_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     leaf::require(R, 3, "Pi_Chudnovsky_BSR_End_R1()");
-    leaf::set(R, 2 * k - 1);
-    leaf::multiply(R, 6 * k - 5);
-    leaf::multiply(R, 6 * k - 1);
+    leaf::set_product(R, 2 * k - 1, 6 * k - 5, 6 * k - 1);
     leaf::require(P, 5, "Pi_Chudnovsky_BSR_End_P1()");
     set_P(P, R, 13591409, 545140134, k);
     leaf::require(Q, 4, "Pi_Chudnovsky_BSR_End_Q1()");
-    set_Q(Q, 10939058860032000, k);
+    leaf::set_product(Q, k, k, k, Word(10939058860032000));
 }
 
 void pi_ramanujan_term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) {
     leaf::require(R, 3, "Pi_Ramanujan_BSR_End_R1()");
-    leaf::set(R, 2 * k - 1);
-    leaf::multiply(R, 4 * k - 3);
-    leaf::multiply(R, 4 * k - 1);
+    leaf::set_product(R, 2 * k - 1, 4 * k - 3, 4 * k - 1);
     leaf::require(P, 5, "Pi_Ramanujan_BSR_End_P1()");
     set_P(P, R, 1103, 26390, k);
     leaf::require(Q, 4, "Pi_Ramanujan_BSR_End_Q1()");
-    set_Q(Q, 3073907232, k);
+    leaf::set_product(Q, k, k, k, Word(3073907232));
 }
 
 u64 pi_chudnovsky_zero_bits(u64 n) {

@@ -304,7 +304,9 @@ TEST_P(ProductCheckTest, ShortProductsOfACheckedStepAreNotChecked) {
                         const Outcome o = bench.run(operation, s, A, B, none, carried);
                         ASSERT_FALSE(o.thrown);
                         ASSERT_EQ(o.corrected, 0u);
-                        ASSERT_EQ(o.residue, goldilocks::of_words(o.words.data(), o.words.size()));
+                        ASSERT_EQ(o.residue, is_short && product
+                                                 ? goldilocks::kNone
+                                                 : goldilocks::of_words(o.words.data(), o.words.size()));
                         const bool transforms = operation == Operation::held ||
                                                 operation == Operation::transforms ||
                                                 operation == Operation::in_place;

@@ -41,7 +41,9 @@ TEST(RingResidueTest, AgreesWithGmp) {
             by_tasks.add(ParallelContext{&spawn, 3}, A.data(), n, at);
             EXPECT_TRUE(by_tasks.equals(r));
             EXPECT_TRUE(value_of(r.times(r)) == mpz_class(right * right % m));
-            EXPECT_TRUE(value_of(r.rotated(100)) == mpz_class((right << 100) % m));
+            for (const u64 bits : {0, 1, 64, 100, 128, 192, 1023, 1024, 64 * 1000 + 63}) {
+                EXPECT_TRUE(value_of(r.rotated(bits)) == mpz_class((right << bits) % m)) << bits;
+            }
             RingResidue difference = r;
             difference.subtract(r);
             EXPECT_TRUE(difference.equals(none));
