@@ -2,14 +2,12 @@
 
 #include <string>
 
+#include "app/menus/config_files.h"
 #include "app/stress/core_menu.h"
 #include "app/stress/stress_console_run.h"
-#include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
-#include "platform/fileio/settings_file.h"
 
 namespace kalvor {
 
@@ -103,33 +101,6 @@ u64 ask_seconds() {
     return seconds;
 }
 
-// What is wrong with a file is printed, and the menu comes again with the settings as they were. The end of
-// the input is not the file's: the question is asked outside, or its exception passes.
-void load(StressSettings& settings, const StressMachine& machine) {
-    Console::print_line("Enter path of configuration file. (the .cfg extension can be omitted)");
-    const std::string path = FileIO::with_config_extension(Prompt::read_text("Path", 'T'));
-    try {
-        const auto root = FileIO::load_config_file(path);
-        const Config::Object& object = root->as<Config::Object>();
-        const std::string& action = object.get_string("Action");
-        if (action != StressSettings::kAction) {
-            throw InvalidParametersException("run_stress_menu()",
-                                             "Invalid Action: " + CommandLine::shown(action));
-        }
-        settings = load_stress_settings(object.get_object(StressSettings::kAction), machine);
-    } catch (const Exception& e) {
-        e.print();
-    }
-}
-
-void save(const StressSettings& settings) {
-    try {
-        FileIO::save_config_file(StressSettings::kAction, stress_settings_to_config(settings));
-    } catch (const FileIO::FileException& e) {
-        e.print();
-    }
-}
-
 }  // namespace
 
 bool run_stress_menu(StressSettings settings, const StressMachine& machine, const StressCalls& calls) {
@@ -166,10 +137,13 @@ bool run_stress_menu(StressSettings settings, const StressMachine& machine, cons
                 settings.enable_all(choice == 7);
                 break;
             case 9:
-                load(settings, machine);
+                // What cannot be used is reported, and the menu comes again with the settings as they were.
+                load_from_menu(StressSettings::kAction, [&](const Config::Object& loaded) {
+                    settings = load_stress_settings(loaded, machine);
+                });
                 break;
             case 10:
-                save(settings);
+                save_from_menu(StressSettings::kAction, stress_settings_to_config(settings));
                 break;
             default: {
                 const char* const tag = tests[choice - kFirstTest]->texts().tag;

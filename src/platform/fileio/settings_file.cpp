@@ -1,10 +1,8 @@
 #include "platform/fileio/settings_file.h"
 
 #include "base/config/parser.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
-#include "base/prompt/prompt.h"
 #include "base/version/version.h"
 #include "platform/fileio/raw_file.h"
 #include "platform/fileio/text_decoding.h"
@@ -59,13 +57,6 @@ void write_config_file(const std::string& path, const std::string& action,
     const std::string text = config_file_text(action, std::move(settings));
     RawFile file(path, OpenMode::create, false, false, calls);
     file.store(text.data(), 0, text.size());
-}
-
-void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,
-                      const FileCalls& calls) {
-    Console::print_line("Enter path to save configuration file. (the .cfg extension can be omitted)");
-    const std::string path = with_config_extension(Prompt::read_text("Path", 'T'));
-    write_config_file(path, action, std::move(settings), calls);
 }
 
 }  // namespace trel::FileIO

@@ -29,10 +29,6 @@ std::string config_file_text(const std::string& action, std::unique_ptr<Config::
 void write_config_file(const std::string& path, const std::string& action,
                        std::unique_ptr<Config::Object> settings,
                        const FileCalls& calls = FileCalls::of_this_machine());
-// Asks for a path (".cfg" is added to one without any dot) and writes the file there, over an existing one.
-// Throws FileException, and EndOfStreamException when nobody answers.
-void save_config_file(const std::string& action, std::unique_ptr<Config::Object> settings,
-                      const FileCalls& calls = FileCalls::of_this_machine());
 
 // The path with ".cfg" unless it holds a dot anywhere, be it in a folder's name.
 std::string with_config_extension(std::string path);

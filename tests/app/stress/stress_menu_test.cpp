@@ -132,7 +132,7 @@ TEST_F(StressMenuTest, SavesAndLoads) {
         "\nEnter path of configuration file. (the .cfg extension can be omitted)\nPath: ";
     menu.stop = "Disabled\n";
     const std::string changed = menu.text();
-    expected += "\n" + changed + save + changed + "\n";
+    expected += "\n" + changed + save + "Written: " + path + ".cfg\n" + changed + "\n";
     menu.stop = "Enabled\n";
     expected += menu.text() + load + changed;
     EXPECT_EQ(shown({"6", "10", path + ".cfg", "6", "9", path + ".cfg"}), expected);

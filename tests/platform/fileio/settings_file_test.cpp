@@ -49,8 +49,6 @@ const std::string kBody =
     "        }\r\n"
     "    }\r\n"
     "}\r\n";
-const std::string kQuestion =
-    "Enter path to save configuration file. (the .cfg extension can be omitted)\nPath: ";
 
 }  // namespace
 
@@ -66,16 +64,10 @@ TEST(SettingsFileTest, ExtensionIsAddedToPathsWithoutADot) {
     EXPECT_EQ(with_config_extension(""), ".cfg");
 }
 
-TEST(SettingsFileTest, SavesWhereTheUserWantsItAndLoadsItAgain) {
+TEST(SettingsFileTest, WritesOverAFileAndLoadsItAgain) {
     TemporaryFolder folder;
-    CaptureConsole console;
     folder.write("set.cfg", std::string(100000, 'x'));  // is replaced
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.file(""));
-    console.type({"set"});
-    save_config_file("CustomCompute", some_settings());
-    std::filesystem::current_path(before);
-    EXPECT_EQ(console.take(), kQuestion);
+    write_config_file(folder.file("set.cfg"), "CustomCompute", some_settings());
     EXPECT_EQ(folder.read("set.cfg"), kHeader + kBody);
 
     const auto root = load_config_file(folder.file("set.cfg"));
@@ -85,22 +77,10 @@ TEST(SettingsFileTest, SavesWhereTheUserWantsItAndLoadsItAgain) {
     EXPECT_EQ(settings.get_string("Path"), "C:/temp");
 }
 
-TEST(SettingsFileTest, ThePathIsAskedForInItsColor) {
+TEST(SettingsFileTest, WithoutAPlaceNothingIsWritten) {
     TemporaryFolder folder;
-    CaptureConsole console(CaptureConsole::terminal, true);
-    console.type({folder.file("x.cfg")});
-    save_config_file("CustomCompute", some_settings());
-    EXPECT_EQ(console.take(),
-              "Enter path to save configuration file. (the .cfg extension can be omitted)\n{w}Path: {T}");
-}
-
-TEST(SettingsFileTest, WithoutAnAnswerOrAPlaceNothingIsWritten) {
-    TemporaryFolder folder;
-    CaptureConsole console;
-    EXPECT_THROW(save_config_file("A", some_settings()), EndOfStreamException);
-    console.type({folder.file("no-such-folder/x.cfg")});
     try {
-        save_config_file("A", some_settings());
+        write_config_file(folder.file("no-such-folder/x.cfg"), "A", some_settings());
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "Unable to create file.\n\nPath does not exist.");
@@ -174,12 +154,10 @@ TEST(SettingsFileTest, FilesThatCannotBeRead) {
 
 TEST(SettingsFileTest, AFullDiskIsReported) {
     TemporaryFolder folder;
-    CaptureConsole console;
     FaultyFile disk;
     disk.disk_full_after(100);
-    console.type({folder.file("x.cfg")});
     try {
-        save_config_file("A", some_settings(), disk.file_calls());
+        write_config_file(folder.file("x.cfg"), "A", some_settings(), disk.file_calls());
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "WriteFile() failed.\n\nDisk is Full");
