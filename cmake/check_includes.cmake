@@ -43,7 +43,6 @@ set(console_files
   digits/viewer/extract_txt.cpp
   digits/viewer/view_range.cpp
   digits/viewer/viewer_menu.cpp
-  platform/fileio/settings_file.cpp
   platform/memory/interleave_allocator.cpp  # its menu, and the map of nodes when a setting is made
   platform/memory/node_list.cpp
   platform/parallel/tbb_framework.cpp

@@ -14,23 +14,16 @@ namespace {
 
 class KeyConsole final : public Console::Sink {
   public:
-    KeyConsole(int keys, const std::vector<std::string>& typed)
-        : keys_(keys), typed_(typed), before_(Console::set_sink(this)) {}
+    explicit KeyConsole(int keys) : keys_(keys), before_(Console::set_sink(this)) {}
     ~KeyConsole() override { Console::set_sink(before_); }
     void write(std::string_view text) override { text_ += text; }
     void set_color(Console::ColorLetter) override {}
     bool is_terminal() const override { return false; }
     bool wait_for_key() override { return keys_-- > 0; }
-    bool read_line(std::string& line) override {
-        line = next_ < typed_.size() ? typed_[next_] : "";
-        return next_++ < typed_.size();
-    }
     std::string text_;
 
   private:
     int keys_;
-    const std::vector<std::string>& typed_;
-    u64 next_ = 0;
     Sink* before_;
 };
 
@@ -89,7 +82,7 @@ u64 FaultSweep::run() const {
         FaultOutcome outcome;
         std::vector<FaultyFile::Made> calls;
         {
-            KeyConsole console(keys, typed);
+            KeyConsole console(keys);
             FaultyFile disk;
             if (point) install(disk, *point);
             try {

@@ -33,8 +33,7 @@ struct FaultSweep {
     std::function<void(const trel::FileIO::FileCalls&)> operation;
     // Looks at the outcome and at what is left; not disturbed. Begins with a point that has no fault.
     std::function<void(const FaultPoint&, const FaultOutcome&)> check;
-    int keys = 0;                    // pauses that get a key before the input ends
-    std::vector<std::string> typed;  // lines that prompts get
+    int keys = 0;  // pauses that get a key before the input ends
 
     // Returns how many points there were. Fails the test when the undisturbed operation makes no call.
     trel::u64 run() const;

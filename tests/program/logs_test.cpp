@@ -6,17 +6,15 @@
 
 #include <filesystem>
 
-#include "support/run_program.h"
+#include "support/constant_program.h"
 
 namespace {
 
+using kalvor_test::check_digits;
+using kalvor_test::kDecHash;
 using kalvor_test::ProgramRun;
-using kalvor_test::read_file;
-using kalvor_test::run_kalvor;
-using kalvor_test::RunOptions;
+using kalvor_test::run_custom;
 using kalvor_test::TemporaryFolder;
-
-constexpr const char* kHash = "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) =";
 
 // floor(ln n base^digits), with its point.
 std::string logarithm(unsigned long n, unsigned base, unsigned long digits) {
@@ -35,34 +33,14 @@ std::string logarithm(unsigned long n, unsigned base, unsigned long digits) {
     return text;
 }
 
-ProgramRun compute(const TemporaryFolder& folder, const std::string& word, unsigned long digits,
-                   const std::vector<std::string>& more) {
-    RunOptions options;
-    options.folder = folder.path();
-    std::vector<std::string> arguments = {
-        "skip-warnings", "custom", word, "-dec:" + std::to_string(digits), "-o", "out"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return run_kalvor(arguments, options);
-}
-
 void check(unsigned long n, const std::string& algorithm, unsigned long digits, const std::string& tasks) {
-    TemporaryFolder folder;
-    const std::string word = "log:" + std::to_string(n);
-    const ProgramRun run =
-        compute(folder, word, digits, {"-algorithm:" + algorithm, "-hex:1", "-TD:" + tasks});
-    const std::string what = word + " " + algorithm + " " + std::to_string(digits);
-    ASSERT_EQ(run.exit_code, 0) << what << "\n" << run.out;
-    ASSERT_FALSE(run.has("Cancellation")) << run.out;
-    const std::string tail =
-        std::string(" - Machin (") + (algorithm == "0" ? "primary" : "secondary") + ").txt";
-    const std::string name = "out/Log(" + std::to_string(n) + ")";
-    const std::string dec = name + " - Dec" + tail, hex = name + " - Hex" + tail;
-    ASSERT_EQ(kalvor_test::files_but_validation(folder), (std::vector<std::string>{dec, hex})) << what;
-    ASSERT_TRUE(read_file(folder / dec) == logarithm(n, 10, digits)) << what;
-    const std::string hexadecimal = read_file(folder / hex);
-    const std::size_t point = hexadecimal.find('.');
-    ASSERT_NE(point, std::string::npos);
-    ASSERT_TRUE(hexadecimal == logarithm(n, 16, hexadecimal.size() - point - 1)) << what;
+    const std::string number = std::to_string(n);
+    check_digits({"log:" + number,
+                  {"-algorithm:" + algorithm},
+                  "Log(" + number + ")",
+                  std::string("Machin (") + (algorithm == "0" ? "primary" : "secondary") + ")",
+                  [n](unsigned base, unsigned long count) { return logarithm(n, base, count); }},
+                 digits, tasks);
 }
 
 constexpr unsigned long kArguments[] = {2, 3, 10, 11, 97, 251, 257, 1000003, 2147483647};
@@ -93,50 +71,33 @@ TEST(SlowLogsTest, AHundredThousandDigitsAndAMillion) {
 
 TEST(SlowLogsTest, TenMillionDigits) {
     TemporaryFolder folder;
-    const ProgramRun first = compute(folder, "log:10", 10000000, {"-od:0", "-verify:0"});
-    const ProgramRun second = compute(folder, "log:10", 10000000, {"-od:0", "-verify:0", "-algorithm:1"});
+    const ProgramRun first = run_custom(folder, "log:10", 10000000, {"-od:0", "-verify:0"});
+    const ProgramRun second = run_custom(folder, "log:10", 10000000, {"-od:0", "-verify:0", "-algorithm:1"});
     ASSERT_EQ(first.exit_code, 0) << first.out;
-    EXPECT_NE(first.value(kHash), "");
-    EXPECT_EQ(first.value(kHash), second.value(kHash));
+    EXPECT_NE(first.value(kDecHash), "");
+    EXPECT_EQ(first.value(kDecHash), second.value(kDecHash));
 }
 
 TEST(LogsTest, TheReportNamesTheConstant) {
     TemporaryFolder folder;
-    const ProgramRun run = compute(folder, "log:10", 1000, {});
+    const ProgramRun run = run_custom(folder, "log:10", 1000, {});
     EXPECT_EQ(run.value("Constant:"), "Log(10)");
     EXPECT_EQ(run.value("Algorithm:"), "Primary Machin-like Formula (4 terms)");
     EXPECT_TRUE(run.has("\nLog( 10 )\n478 ArcCoth( 251 ):\nSeries CommonP2B3...  ")) << run.out;
     EXPECT_TRUE(run.has("\n-126 ArcCoth( 4801 ):\n")) << run.out;
     EXPECT_TRUE(run.has("\nAccumulate...\nTime: ")) << run.out;
-    const ProgramRun series = compute(folder, "log:2", 1000000, {"-od:0"});
+    const ProgramRun series = run_custom(folder, "log:2", 1000000, {"-od:0"});
     EXPECT_EQ(series.value("Verified:").find("residues of "), 0u) << series.out;
 }
 
-// Nothing is allocated or written.
 TEST(LogsTest, Refusals) {
-    const struct {
-        std::vector<std::string> words;
-        const char* text;
-    } cases[] = {{{"log"}, "Argument must be greater than 1."},
-                 {{"log:1"}, "Argument must be greater than 1."},
-                 {{"log:-5"}, "Argument must be greater than 1."},
-                 {{"log:2147483648"}, "2147483648 is out of range."},
-                 {{"log:two"}, "\"two\" is not a number."},
-                 {{"log:2", "-algorithm:2"}, "Invalid Algorithm: 2"},
-                 {{"log:2", "-algorithm:agm"}, "Invalid Algorithm: agm"}};
-    for (const auto& [words, text] : cases) {
-        TemporaryFolder folder;
-        RunOptions options;
-        options.folder = folder.path();
-        std::vector<std::string> arguments = {"pause:-2", "skip-warnings", "custom"};
-        arguments.insert(arguments.end(), words.begin(), words.end());
-        arguments.insert(arguments.end(), {"-dec:1000", "-o", "out"});
-        const ProgramRun run = run_kalvor(arguments, options);
-        EXPECT_EQ(run.exit_code, 1) << text;
-        EXPECT_TRUE(run.has(text)) << text << "\n" << run.err;
-        EXPECT_FALSE(run.has("Working Memory")) << text;
-        EXPECT_TRUE(folder.files().empty()) << text;
-    }
+    kalvor_test::check_refusals({{{"log"}, "Argument must be greater than 1."},
+                                 {{"log:1"}, "Argument must be greater than 1."},
+                                 {{"log:-5"}, "Argument must be greater than 1."},
+                                 {{"log:2147483648"}, "2147483648 is out of range."},
+                                 {{"log:two"}, "\"two\" is not a number."},
+                                 {{"log:2", "-algorithm:2"}, "Invalid Algorithm: 2"},
+                                 {{"log:2", "-algorithm:agm"}, "Invalid Algorithm: agm"}});
 }
 
 }  // namespace

@@ -11,7 +11,10 @@
 #include "app/settings/compute_settings_object.h"
 #include "app/validation/validation_file.h"
 #include "base/clock/date_text.h"
+#include "base/clock/tsc_frequency.h"
+#include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/console/late_line.h"
 #include "base/errors/exceptions.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
@@ -19,6 +22,7 @@
 #include "os/path_kind.h"
 #include "os/process.h"
 #include "platform/fileio/output_folder.h"
+#include "platform/sysinfo/system_summary.h"
 
 namespace kalvor {
 
@@ -144,8 +148,6 @@ void NormalFloatSession::finish_record() {
     for (const auto& file : output_->written()) {
         record_.files.push_back({os::absolute_path(file.path), file.bytes});
     }
-    // It measures for a moment, which is not of the run.
-    record_.clocks = reference_clocks();
     record_.timer_check = check_timers(start_, end, record_.clocks.performance_frequency,
                                        record_.clocks.tsc_by_performance_counter);
 }
@@ -161,6 +163,25 @@ void NormalFloatSession::require_checks() const {
         throw AlgorithmFailedException(
             kFunction, "BBP check failed at: " + Console::format_commas(*record_.bbp_mismatch));
     }
+}
+
+std::shared_ptr<Console::LateLine> NormalFloatSession::print_base_frequency() {
+    std::shared_ptr<Console::LateLine> late = terminal_ != nullptr ? terminal_->late_line() : nullptr;
+    if (late == nullptr) {
+        const SummaryLine line = base_frequency_line(measure_tsc_frequency());
+        status_.Status_Label(line.width, line.name, line.value);
+        return late;
+    }
+    SharedTscRates::of_this_machine().when_there([late](const TscRates* rates) {
+        late->arrive([rates] {
+            if (rates == nullptr || rates->failure != nullptr) return;
+            const SummaryLine line = base_frequency_line(rates->by_performance_counter);
+            Console::aligned_line(line.name, line.width, line.value.text, line.value.color);
+        });
+        // Now, and not when hours have been computed.
+        if (rates != nullptr && rates->failure != nullptr) rates->require();
+    });
+    return late;
 }
 
 const RunRecord& NormalFloatSession::run() {
@@ -191,14 +212,21 @@ void NormalFloatSession::run_phases() {
     folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls,
                                             FileIO::ask_again_through(status_, terminal_));
     record_.folder = folder_;
-    record_.system = gather_system_record(environment_.include_pii);
+    record_.system = gather_unclocked_record(environment_.include_pii);
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
     OutputFiles::check(folder_, output_requests(), output_options());
     // Not before: a run that is refused leaves no log.
     if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
-    print_run_header(settings_, record_, mode(), status_);
+    // Behind it everything waits on its way to the screen, and not to be done. Not longer than this run.
+    struct Late {
+        std::shared_ptr<Console::LateLine> line;
+        ~Late() {
+            if (line) line->wait();
+        }
+    } late;
+    print_run_header(settings_, record_, mode(), status_, [&] { late.line = print_base_frequency(); });
     framework_ = settings_.parallelism.framework->make_framework();
     WorkMeter meter(work());
     const StatusWork metered(status_, meter.read().total > 0 ? &meter : nullptr);
@@ -221,6 +249,9 @@ void NormalFloatSession::run_phases() {
     compute_ = compute_timer.elapsed();
     end_phase();
 
+    // Measured when the run began; a short one is here first. Nothing is asked of the clocks behind this.
+    add_clocks(record_.system);
+    record_.clocks = reference_clocks();
     DigitResults digits = write_digits(digit_request(), *output_);
     finish_checks(digits);
     record_.hexadecimal = std::move(digits.hexadecimal);

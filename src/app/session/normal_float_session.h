@@ -100,6 +100,8 @@ class NormalFloatSession {
   private:
     void run_phases();
     void begin_record();
+    // The line of the header that takes a moment to measure: at once, or late where the terminal can.
+    std::shared_ptr<Console::LateLine> print_base_frequency();
     void finish_checks(const DigitResults& digits);
     void finish_record();
     // Throws AlgorithmFailedException for digits that were compared and differ.

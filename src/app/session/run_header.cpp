@@ -15,9 +15,10 @@ constexpr u64 kNameWidth = 12;
 }  // namespace
 
 void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
-                      Status& status) {
+                      Status& status, const std::function<void()>& print_base_frequency) {
     const Constant& constant = *settings.constant;
-    print_system_summary(record.system, status);
+    print_unclocked_summary(record.system, status);
+    print_base_frequency();
     status.Status_Line("");
     status.Status_Label(kNameWidth, "Constant:", {constant.color(), constant.header_name()});
     status.Status_Label(kNameWidth, "Algorithm:", {'Y', constant.algorithm_long()});

@@ -1,6 +1,7 @@
 // What opens a run on the console.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "app/record/run_record.h"
@@ -11,8 +12,9 @@
 namespace kalvor {
 
 // The machine, the constant with its algorithm, the digits, the mode, the tasks and the start time of the
-// record. mode: "Ram Only"
+// record. mode: "Ram Only". The machine's last line is printed by the caller, who knows the number when it
+// has been measured.
 void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
-                      Status& status);
+                      Status& status, const std::function<void()>& print_base_frequency);
 
 }  // namespace kalvor

@@ -7,7 +7,6 @@
 #include "app/stress/stress_console_run.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 
 namespace kalvor {
@@ -102,11 +101,6 @@ u64 ask_seconds() {
     return seconds;
 }
 
-void load(StressSettings& settings, const StressMachine& machine) {
-    load_from_menu(StressSettings::kAction,
-                   [&](const Config::Object& object) { settings = load_stress_settings(object, machine); });
-}
-
 }  // namespace
 
 bool run_stress_menu(StressSettings settings, const StressMachine& machine, const StressCalls& calls) {
@@ -143,7 +137,10 @@ bool run_stress_menu(StressSettings settings, const StressMachine& machine, cons
                 settings.enable_all(choice == 7);
                 break;
             case 9:
-                load(settings, machine);
+                // What cannot be used is reported, and the menu comes again with the settings as they were.
+                load_from_menu(StressSettings::kAction, [&](const Config::Object& loaded) {
+                    settings = load_stress_settings(loaded, machine);
+                });
                 break;
             case 10:
                 save_from_menu(StressSettings::kAction, stress_settings_to_config(settings));

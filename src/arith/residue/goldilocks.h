@@ -61,8 +61,6 @@ constexpr u64 times_words(u64 a, i64 e) {
     if (place == 1) return mul(a, kEpsilon);  // 2^64
     return neg(reduce(u128(a) << 32));        // 2^128 = -2^32
 }
-// a 2^k, k of either sign
-u64 times_pow2(u64 a, i64 k);
 // The sum of words[i] 2^(64 (exp + i)), negative where sign is false. Runs at memory speed; long arrays are
 // shared out to the tasks.
 u64 of_words(const ParallelContext& parallel, const Word* words, u64 n, i64 exp = 0, bool sign = true);

@@ -25,7 +25,7 @@ struct ReferenceClocks {
     u64 tsc_by_performance_counter = 0;  // of the time-stamp counter
     u64 tsc_by_system_clock = 0;
 };
-// Measures for an eighth of a second on the first call.
+// Waits for the rates, which are measured once (tsc_frequency.h).
 ReferenceClocks reference_clocks();
 
 }  // namespace trel

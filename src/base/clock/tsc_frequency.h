@@ -1,20 +1,14 @@
 // The rate of the time-stamp counter.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 #include "os/error.h"
 #include "os/types.h"
 
 namespace trel {
-
-// Ticks a second. Measured over a sixteenth of a second, nearly all of it asleep, with the calling thread
-// pinned to one processor, on the first call; other calls return the same number. Any thread. Ends the
-// process when the machine refuses.
-u64 measure_tsc_frequency();
-
-// The same against the system's wall clock instead of the performance counter.
-u64 measure_tsc_frequency_by_system_clock();
 
 // The system calls behind a measurement; tests put their own in place. Clocks answer 0 when they cannot be
 // read.
@@ -24,12 +18,74 @@ struct FrequencyCalls {
     u64 (*tsc)();
     u64 (*clock)();
     u64 (*clock_frequency)();
-    // Lets at least so much time pass without using the processor; nullptr: the clock is read all the time.
-    void (*pass)(double seconds) = nullptr;
+    u64 (*system_clock)();  // nanoseconds
+    // Lets at least so much time pass without using the processor, or returns false because the measurement
+    // is not wanted any more; empty: the clock is read all the time.
+    std::function<bool(double seconds)> pass;
 
-    static const FrequencyCalls& of_this_machine();
+    static FrequencyCalls of_this_machine();
 };
-// One measurement.
-u64 measure_tsc_frequency(const FrequencyCalls& calls);
+
+// Ticks a second of the time-stamp counter, by two clocks over the same sixteenth of a second. Nothing is
+// printed while it is measured, since that may go on beside the program.
+struct TscRates {
+    u64 by_performance_counter = 0;
+    u64 by_system_clock = 0;
+    bool affinity_known = true;
+    const char* failure = nullptr;  // what the machine refused; the rates are then 0
+    bool abandoned = false;         // `pass` returned false
+
+    // Prints what there is to say; a failure ends the process.
+    void require() const;
+};
+
+// One measurement, with the calling thread pinned to one processor.
+TscRates measure_tsc(const FrequencyCalls& calls);
+
+// One measurement for all who need it. Any thread.
+class SharedTscRates {
+  public:
+    explicit SharedTscRates(FrequencyCalls calls);
+    // No Measuring may be left.
+    ~SharedTscRates();
+    SharedTscRates(const SharedTscRates&) = delete;
+    SharedTscRates& operator=(const SharedTscRates&) = delete;
+    static SharedTscRates& of_this_machine();
+
+    // Waits for a measurement under way; where none is, measures.
+    const TscRates& wait();
+    // The same without waiting: nullptr while there is nothing.
+    const TscRates* look() const;
+    // Calls `action` when the rates are there: on the thread that measures them, on this one when they are
+    // there already or nobody measures. With nullptr when the measurement was abandoned.
+    void when_there(std::function<void(const TscRates*)> action);
+
+    // While one lives, the rates are measured on a thread of its own; at once, unless they are there or
+    // another one has begun. The end of the last one abandons a measurement that is not done.
+    class Measuring {
+      public:
+        explicit Measuring(SharedTscRates& rates = of_this_machine()) : rates_(rates) { rates_.begin(); }
+        ~Measuring() { rates_.end(); }
+        Measuring(const Measuring&) = delete;
+        Measuring& operator=(const Measuring&) = delete;
+
+      private:
+        SharedTscRates& rates_;
+    };
+
+  private:
+    void begin();
+    void end();
+    void measured();
+
+    struct State;
+    const std::unique_ptr<State> state_;
+};
+
+// Of this machine, by the performance counter; measured once a process. Ends the process when the machine
+// refuses.
+u64 measure_tsc_frequency();
+// The same by the system's wall clock.
+u64 measure_tsc_frequency_by_system_clock();
 
 }  // namespace trel

@@ -4,6 +4,7 @@
 
 #include "base/command_line/console_settings.h"
 #include "base/console/error_output.h"
+#include "base/console/late_line.h"
 #include "os/console.h"
 #include "os/environment.h"
 #include "os/error_console.h"
@@ -58,18 +59,24 @@ std::atomic<u64> pauses{0};
 thread_local int error_outputs = 0;  // how many ErrorOutputs of this thread live
 
 Sink& sink() {
-    if (Sink* s = installed.load(std::memory_order_acquire)) return *s;
+    Sink* const own = installed.load(std::memory_order_acquire);
     static StandardOutput standard_output;
     static StandardError standard_error;
-    if (error_outputs != 0) return standard_error;
-    return standard_output;
+    if (own == nullptr && error_outputs != 0) return standard_error;
+    if (LateLine* const line = LateLine::open()) return *line;
+    return own != nullptr ? *own : standard_output;
 }
 
 }  // namespace
 
+Sink& current_sink() {
+    return sink();
+}
+
 Sink::~Sink() = default;
 
 ErrorOutput::ErrorOutput() {
+    LateLine::wait_for_open();
     flush();
     error_outputs++;
 }
@@ -161,6 +168,7 @@ void aligned_line(std::string_view label, u64 width, std::string_view value, Col
 
 bool pause(ColorLetter color) {
     pauses++;
+    LateLine::wait_for_open();
     print("Press any key to continue . . . ", color);
     flush();
     const bool key = sink().wait_for_key();
@@ -173,6 +181,7 @@ u64 pause_count() {
 }
 
 bool read_line(std::string& line) {
+    LateLine::wait_for_open();
     flush();
     return sink().read_line(line);
 }
@@ -184,6 +193,7 @@ std::recursive_mutex& console_lock() {
 }
 
 void fatal_exit(int code) {
+    LateLine::wait_for_open();
     set_color('w');
     if (CommandLine::console_settings().pause_before_fatal_exit) pause('w');
     flush();

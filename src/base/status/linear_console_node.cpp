@@ -3,6 +3,7 @@
 #include "base/console/console.h"
 #include "base/console/error_output.h"
 #include "base/console/format.h"
+#include "base/console/late_line.h"
 #include "base/status/progress_line.h"
 #include "os/console.h"
 
@@ -146,6 +147,11 @@ bool LinearConsoleNode::pause() {
     const bool pressed = Console::pause();
     line_.set_suspended(false);
     return pressed;
+}
+
+std::shared_ptr<Console::LateLine> LinearConsoleNode::late_line() {
+    const Hidden hidden(line_);
+    return std::make_shared<Console::LateLine>();
 }
 
 bool LinearConsoleNode::dismiss() {

@@ -19,7 +19,7 @@ namespace trel {
 
 class LinearConsoleNode final : public LinearNode, public Terminal {
   public:
-    // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter here.
+    // Width in characters; the interval in seconds is turned into ticks of the time-stamp counter.
     LinearConsoleNode(u64 line_width, double refresh_interval,
                       const ProgressCalls& calls = ProgressCalls::of_this_machine());
     ~LinearConsoleNode() override;
@@ -42,6 +42,7 @@ class LinearConsoleNode final : public LinearNode, public Terminal {
     std::optional<std::string> ask(std::string_view question) override;
     // The pause of the console.
     bool pause() override;
+    std::shared_ptr<Console::LateLine> late_line() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
 

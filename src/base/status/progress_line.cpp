@@ -15,13 +15,40 @@ constexpr double kPlainLineSeconds = 60;
 }  // namespace
 
 const ProgressCalls& ProgressCalls::of_this_machine() {
-    static const ProgressCalls& calls =
-        *new ProgressCalls{os::read_tsc, static_cast<double>(measure_tsc_frequency())};
+    static const ProgressCalls& calls = *new ProgressCalls{
+        os::read_tsc,
+        [] {
+            const TscRates* const rates = SharedTscRates::of_this_machine().look();
+            return rates == nullptr ? 0.0 : static_cast<double>(rates->by_performance_counter);
+        },
+        [] { return std::make_shared<SharedTscRates::Measuring>(); }};
     return calls;
 }
 
 ProgressLine::ProgressLine(u64 width, double interval, const ProgressCalls& calls)
-    : width_(width), calls_(calls), interval_(static_cast<u64>(interval * calls.frequency)) {}
+    : width_(width), calls_(calls), interval_(interval), measuring_(calls.begin ? calls.begin() : nullptr) {}
+
+double ProgressLine::frequency() {
+    double known = frequency_.load(std::memory_order_relaxed);
+    if (known == 0) {
+        known = calls_.frequency();
+        frequency_.store(known, std::memory_order_relaxed);
+    }
+    return known;
+}
+
+double ProgressLine::elapsed(u64 now) {
+    const double known = frequency();
+    return known == 0 ? 0 : static_cast<double>(now - started_) / known;
+}
+
+// Without a frequency the line is younger than the measurement takes, and every interval is longer.
+bool ProgressLine::is_due(u64 now) {
+    if (interval_ == 0 || !drawn_.load(std::memory_order_relaxed)) return true;
+    const double known = frequency();
+    return known != 0 &&
+           now - last_drawn_.load(std::memory_order_relaxed) >= static_cast<u64>(interval_ * known);
+}
 
 void ProgressLine::push(Console::ColoredText segment) {
     {
@@ -79,10 +106,7 @@ void ProgressLine::shrink() {
 
 void ProgressLine::draw(bool force) {
     const u64 now = calls_.ticks();
-    if (!force && drawn_.load(std::memory_order_relaxed) &&
-        now - last_drawn_.load(std::memory_order_relaxed) < interval_) {
-        return;
-    }
+    if (!force && !is_due(now)) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     draw_now(now);
 }

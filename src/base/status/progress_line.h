@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -17,9 +18,11 @@ namespace trel {
 // What a progress line takes the time from. Outlives it.
 struct ProgressCalls {
     std::function<u64()> ticks;
-    double frequency;  // ticks a second
+    std::function<double()> frequency;  // ticks a second; 0 = not known yet
+    // What has to live while the frequency is asked for; may be empty.
+    std::function<std::shared_ptr<void>()> begin = {};
 
-    // The time-stamp counter.
+    // The time-stamp counter, whose rate is measured beside the work.
     static const ProgressCalls& of_this_machine();
 };
 
@@ -78,14 +81,20 @@ class ProgressLine {
     void draw_on_terminal(u64 now);
     void print_plain_line(u64 now);
     void erase();
-    double elapsed(u64 now) const { return static_cast<double>(now - started_) / calls_.frequency; }
+    // Ticks a second; 0 in the first sixteenth of a second, while they are measured.
+    double frequency();
+    bool is_due(u64 now);
+    // Of the meter's run, in seconds.
+    double elapsed(u64 now);
     bool empty() const { return segments_.empty() && !count_; }
     // After something was removed.
     void shrink();
 
     const u64 width_;
     const ProgressCalls& calls_;
-    const u64 interval_;  // ticks
+    const double interval_;  // seconds
+    const std::shared_ptr<void> measuring_;
+    std::atomic<double> frequency_{0};
     std::mutex mutex_;
     std::vector<Console::ColoredText> segments_;
     std::optional<Count> count_;

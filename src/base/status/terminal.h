@@ -2,11 +2,16 @@
 // at it who answers questions.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace trel {
+
+namespace Console {
+class LateLine;
+}
 
 // Beside the Status of a run that shows itself to somebody; any run is complete without one.
 class Terminal {
@@ -23,6 +28,9 @@ class Terminal {
     virtual std::optional<std::string> ask(std::string_view question) = 0;
     // Waits until somebody has read what stands above; false when nobody is there. The run's own thread.
     virtual bool pause() { return attended() && ask("Press Enter to continue . . . ").has_value(); }
+    // Keeps a place for a line of the report that is not known yet (base/console/late_line.h); nothing where
+    // whoever reports has to wait for it. The run's own thread.
+    virtual std::shared_ptr<Console::LateLine> late_line() { return nullptr; }
 
   protected:
     ~Terminal() = default;

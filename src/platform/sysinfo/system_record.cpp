@@ -83,6 +83,18 @@ const MachineCalls& MachineCalls::of_this_machine() {
 }
 
 SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {
+    SystemRecord record = gather_unclocked_record(include_pii, calls);
+    add_clocks(record, calls);
+    return record;
+}
+
+void add_clocks(SystemRecord& record, const MachineCalls& calls) {
+    record.base_frequency = calls.base_frequency();
+    record.reference_clock = calls.reference_clock();
+    record.performance_frequency = calls.performance_frequency();
+}
+
+SystemRecord gather_unclocked_record(bool include_pii, const MachineCalls& calls) {
     SystemRecord record;
     record.os_version = or_unknown(calls.os_version());
     record.processor = processor_name(calls.processor);
@@ -94,9 +106,6 @@ SystemRecord gather_system_record(bool include_pii, const MachineCalls& calls) {
             std::accumulate(record.group_sizes.begin(), record.group_sizes.end(), u32(0));
     }
     record.usable_memory = calls.memory_status().total_physical;
-    record.base_frequency = calls.base_frequency();
-    record.reference_clock = calls.reference_clock();
-    record.performance_frequency = calls.performance_frequency();
     ask_for_board(record, include_pii, calls.query);
     ask_for_modules(record, calls.query);
     record.total_memory = record.module_memory();

@@ -67,6 +67,11 @@ struct MachineCalls {
 SystemRecord gather_system_record(bool include_pii,
                                   const MachineCalls& calls = MachineCalls::of_this_machine());
 
+// The same but for the clocks, which take a moment to measure; and those, which waits for them.
+SystemRecord gather_unclocked_record(bool include_pii,
+                                     const MachineCalls& calls = MachineCalls::of_this_machine());
+void add_clocks(SystemRecord& record, const MachineCalls& calls = MachineCalls::of_this_machine());
+
 // The system's name and version; "Unable to Detect" when it does not tell.
 std::string get_os_version();
 

@@ -25,7 +25,7 @@ std::string frequency_text(u64 hertz) {
 
 }  // namespace
 
-void print_system_summary(const SystemRecord& record, Status& status) {
+void print_unclocked_summary(const SystemRecord& record, Status& status) {
     auto line = [&](const char* label, char color, std::string value) {
         status.Status_Label(kSummaryWidth, label, {color, std::move(value)});
     };
@@ -46,9 +46,19 @@ void print_system_summary(const SystemRecord& record, Status& status) {
         line("Usable Memory:", 'G', size_text(record.usable_memory));
         line("Memory:", 'G', size_text(modules));
     }
+}
+
+SummaryLine base_frequency_line(u64 hertz) {
     // The label of the unknown frequency is another one; programs that read this output know both.
-    line(record.base_frequency == 0 ? " CPU BaseFrequency:" : "CPU Base Frequency:", 'Y',
-         frequency_text(record.base_frequency));
+    return {kSummaryWidth,
+            hertz == 0 ? " CPU BaseFrequency:" : "CPU Base Frequency:",
+            {'Y', frequency_text(hertz)}};
+}
+
+void print_system_summary(const SystemRecord& record, Status& status) {
+    print_unclocked_summary(record, status);
+    const SummaryLine line = base_frequency_line(record.base_frequency);
+    status.Status_Label(line.width, line.name, line.value);
 }
 
 std::string system_block(const SystemRecord& record) {

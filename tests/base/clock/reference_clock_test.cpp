@@ -71,6 +71,7 @@ struct FakeMachine {
     std::vector<std::vector<u32>> pinned;
     u64 time = 1000;
     u64 readings = 0;
+    u64 system = 1000000000;  // nanoseconds
     u64 frequency = 1600;
     u64 fails_at = ~u64(0);     // the reading that fails
     u64 set_back_at = ~u64(0);  // the reading before which the clock is set back
@@ -98,10 +99,20 @@ const FrequencyCalls kFake = {
     [] {
         if (machine.readings == machine.set_back_at) machine.time -= 500;
         if (machine.readings++ == machine.fails_at) return u64(0);
+        machine.system += 625000;
         return machine.time++;
     },
     [] { return machine.frequency; },
+    [] { return machine.system; },
+    {},
 };
+
+// As by whoever needs the number.
+u64 measured(const FrequencyCalls& calls) {
+    const TscRates rates = measure_tsc(calls);
+    rates.require();
+    return rates.by_performance_counter;
+}
 
 class TscMeasurementTest : public testing::Test {
   protected:
@@ -116,16 +127,17 @@ TEST_F(TscMeasurementTest, SleepsThroughTheInterval) {
     FrequencyCalls sleeping = kFake;
     sleeping.pass = [](double seconds) {
         machine.time += static_cast<u64>(seconds * static_cast<double>(machine.frequency));
+        return true;
     };
     // 102 steps between the readings of the time-stamp counter, 101 between those of the clock.
-    EXPECT_EQ(measure_tsc_frequency(sleeping), 102000u * 1600 / 101);
+    EXPECT_EQ(measured(sleeping), 102000u * 1600 / 101);
     EXPECT_EQ(machine.readings, 2u);
 }
 
 TEST_F(TscMeasurementTest, OverASixteenthOfASecondOnTheLowestProcessor) {
     CaptureConsole console;
     // 101 steps between the readings of the time-stamp counter, 100 between those of the clock.
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1616000u);
+    EXPECT_EQ(measured(kFake), 1616000u);
     EXPECT_EQ(machine.readings, 101u);
     EXPECT_EQ(machine.pinned, (std::vector<std::vector<u32>>{{3}, {3, 5, 64}}));
     EXPECT_EQ(console.take(), "");
@@ -134,19 +146,19 @@ TEST_F(TscMeasurementTest, OverASixteenthOfASecondOnTheLowestProcessor) {
 TEST_F(TscMeasurementTest, AFrequencyIsCutOff) {
     CaptureConsole console;
     machine.frequency = 1615;  // still 100 ticks: 101000 / 100 x 1615 = 1631150
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1631150u);
+    EXPECT_EQ(measured(kFake), 1631150u);
     machine = FakeMachine();
     machine.frequency = 1648;  // 103 ticks: 104000 / 103 x 1648
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1664000u);
+    EXPECT_EQ(measured(kFake), 1664000u);
     machine = FakeMachine();
     machine.frequency = 1663;  // 104000 / 103 x 1663 = 1679145.6
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1679145u);
+    EXPECT_EQ(measured(kFake), 1679145u);
 }
 
 TEST_F(TscMeasurementTest, UnreadableAffinityIsNotFatal) {
     CaptureConsole console(CaptureConsole::terminal, true);
     machine.affinity_known = false;
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1616000u);
+    EXPECT_EQ(measured(kFake), 1616000u);
     EXPECT_TRUE(machine.pinned.empty());
     EXPECT_EQ(console.take(), "\n{R}Unable to read thread affinity.\n{w}");
 }
@@ -154,8 +166,43 @@ TEST_F(TscMeasurementTest, UnreadableAffinityIsNotFatal) {
 TEST_F(TscMeasurementTest, AClockThatIsSetBackBeginsAnew) {
     CaptureConsole console;
     machine.set_back_at = 60;
-    EXPECT_EQ(measure_tsc_frequency(kFake), 1600000u);
-    EXPECT_EQ(machine.readings, 60u + 101u);
+    EXPECT_EQ(measured(kFake), 1616000u);
+    EXPECT_EQ(machine.readings, 61u + 101u);
+}
+
+// Both rates are of one interval: the clock on the wall is read at its ends.
+TEST_F(TscMeasurementTest, TheWallClockIsReadOverTheSameInterval) {
+    FrequencyCalls sleeping = kFake;
+    sleeping.pass = [](double) {
+        machine.time += 100;
+        machine.system += 50000000;
+        return true;
+    };
+    const TscRates rates = measure_tsc(sleeping);
+    EXPECT_EQ(rates.by_performance_counter, 102000u * 1600 / 101);
+    // Two readings of the other clock took 625 us each.
+    EXPECT_EQ(rates.by_system_clock, static_cast<u64>(102000 / 0.05125));
+}
+
+TEST_F(TscMeasurementTest, AWallClockThatIsSetBackBeginsAnew) {
+    int n = 0;
+    FrequencyCalls sleeping = kFake;
+    sleeping.pass = [&n](double) {
+        machine.time += 100;
+        machine.system += n++ == 0 ? u64(0) - 100000000 : 50000000;
+        return true;
+    };
+    EXPECT_GT(measure_tsc(sleeping).by_system_clock, 0u);
+    EXPECT_EQ(n, 2);
+}
+
+TEST_F(TscMeasurementTest, AnAbandonedOneHasNoRatesAndGivesThePlaceBack) {
+    FrequencyCalls sleeping = kFake;
+    sleeping.pass = [](double) { return false; };
+    const TscRates rates = measure_tsc(sleeping);
+    EXPECT_TRUE(rates.abandoned);
+    EXPECT_EQ(rates.by_performance_counter, 0u);
+    EXPECT_EQ(machine.pinned, (std::vector<std::vector<u32>>{{3}, {3, 5, 64}}));
 }
 
 // A sandbox may refuse to place threads.
@@ -163,19 +210,22 @@ TEST_F(TscMeasurementTest, GoesOnWithoutAPlace) {
     CaptureConsole console;
     machine.refuses_pin = 0;
     // The counters of the processors differ a little.
-    EXPECT_NEAR(static_cast<double>(measure_tsc_frequency(kFake)), 1600000, 50000);
+    EXPECT_NEAR(static_cast<double>(measured(kFake)), 1600000, 50000);
     EXPECT_EQ(console.take(), "");
 }
 
 TEST_F(TscMeasurementDeathTest, WhatEndsTheProcess) {
     auto measure = [] {
         print_to_stderr();
-        measure_tsc_frequency(kFake);
+        measured(kFake);
     };
     machine.refuses_pin = 1;
     EXPECT_EXIT(measure(), testing::ExitedWithCode(1), "\nUnable to set Affinity Mask.\n");
     machine = FakeMachine();
     machine.frequency = 0;
+    EXPECT_EXIT(measure(), testing::ExitedWithCode(1), "\nUnable to measure clock speed.\n");
+    machine = FakeMachine();
+    machine.system = 0;
     EXPECT_EXIT(measure(), testing::ExitedWithCode(1), "\nUnable to measure clock speed.\n");
     for (const u64 reading : {0, 1, 50, 100}) {
         machine = FakeMachine();

@@ -24,7 +24,8 @@ WorkMeter three_phases() {
 struct FakeClock {
     u64 now = 1000000;
     void pass(double seconds) { now += static_cast<u64>(seconds * 1000); }
-    ProgressCalls calls{[this] { return now; }, 1000};
+    double frequency = 1000;
+    ProgressCalls calls{[this] { return now; }, [this] { return frequency; }};
 };
 
 // A terminal of so many columns that notes how its lines are erased.
@@ -220,6 +221,31 @@ TEST(ProgressLineTest, NothingIsDrawnByTicksBetweenFrames) {
     clock.pass(100);
     node.tick();
     EXPECT_EQ(terminal.take(), "");
+}
+
+// The rate of the counter is measured beside the work; nothing waits for it.
+TEST(ProgressLineTest, WithoutTheCountersRateNothingIsDue) {
+    FakeClock clock;
+    clock.frequency = 0;
+    TerminalSink terminal(80);
+    LinearConsoleNode node(79, 1.0, clock.calls);
+    WorkMeter meter({{"series", 60, 600}});
+    const StatusWork work(node, &meter);
+    meter.enter("series");
+    StatusFrame frame(node, "frame");
+    EXPECT_NE(terminal.take().find("frame"), std::string::npos);  // the first drawing waits for nothing
+    clock.pass(5);
+    node.refresh();
+    EXPECT_EQ(terminal.take(), "");
+    node.refresh(true);
+    EXPECT_NE(terminal.take().find("frame"), std::string::npos);
+    clock.frequency = 1000;
+    clock.pass(0.5);
+    node.refresh();
+    EXPECT_EQ(terminal.take(), "");
+    clock.pass(0.5);
+    node.refresh();
+    EXPECT_NE(terminal.take().find("6 s, "), std::string::npos);
 }
 
 TEST(ProgressLineTest, RedirectedOutputGetsOneLineAMinute) {

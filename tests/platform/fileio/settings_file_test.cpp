@@ -62,7 +62,7 @@ TEST(SettingsFileTest, ExtensionIsAddedToPathsWithoutADot) {
     EXPECT_EQ(with_config_extension(""), ".cfg");
 }
 
-TEST(SettingsFileTest, SavesWhereTheUserWantsItAndLoadsItAgain) {
+TEST(SettingsFileTest, WritesOverAFileAndLoadsItAgain) {
     TemporaryFolder folder;
     folder.write("set.cfg", std::string(100000, 'x'));  // is replaced
     write_config_file(folder.file("set.cfg"), "CustomCompute", some_settings());
