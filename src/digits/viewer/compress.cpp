@@ -31,12 +31,24 @@ struct FileRange {
     u64 from, to, first, last;
 };
 
-void reserve(KvdSetFiles& files, const FileRange& range, u64 digits_per_file, u8 radix,
-             const ViewerRun& run) {
-    const auto bytes_of = [&](u64 digits) { return digit_format(kKvdFormat).most_bytes({radix, digits}); };
-    const u64 in_last = range.to - range.last * digits_per_file;
-    require_space(files.base(), (range.last - range.first) * bytes_of(digits_per_file) + bytes_of(in_last),
-                  run);
+u64 most_bytes(u64 digits, u8 radix) {
+    return digit_format(kKvdFormat).most_bytes({radix, digits});
+}
+
+u64 in_last_file(const FileRange& range, u64 digits_per_file) {
+    return range.to - range.last * digits_per_file;
+}
+
+void require_space(const std::string& base, const FileRange& range, u64 digits_per_file, u8 radix,
+                   const ViewerRun& run) {
+    const u128 bytes = u128(range.last - range.first) * most_bytes(digits_per_file, radix) +
+                       most_bytes(in_last_file(range, digits_per_file), radix);
+    require_space(base, static_cast<u64>(std::min<u128>(bytes, ~u64(0))), run);
+}
+
+void reserve(KvdSetFiles& files, const FileRange& range, u64 digits_per_file, u8 radix) {
+    const auto bytes_of = [&](u64 digits) { return most_bytes(digits, radix); };
+    const u64 in_last = in_last_file(range, digits_per_file);
     const u64 end = range.last - range.first < kReservedFiles ? range.last : range.first + kReservedFiles - 1;
     for (u64 id = range.first; id <= end; id++) {
         FileIO::PublishedFile& file = files.file(id);
@@ -51,6 +63,9 @@ void compress_range(BasicDigitReader& reader, const FileRange& range, u64 total,
     const u64 count = range.to - range.from;
     if (!is_accessible(reader, range.from, count, run)) return;
     require_other_files(reader, target.base + " - ");
+    // First, because a header may promise more files than anybody can look at.
+    const u64 in_file = target.digits_per_file == 0 ? range.to : target.digits_per_file;
+    require_space(target.base, range, in_file, reader.radix(), run);
     // What is there is measured as a whole, so what is made counts as a whole too.
     const u64 digits = total == 0 ? range.to : total;
     std::optional<u64> of_set;
@@ -64,7 +79,7 @@ void compress_range(BasicDigitReader& reader, const FileRange& range, u64 total,
     files.on_begun([&](const FileIO::PublishedFile& file) { note_begun(run, file.draft_path()); });
     BasicKvdSetWriter writer(files, reader.first_digits(), reader.radix(), target.digits_per_file, total,
                              SectorWindow::kDefaultBytes, warnings_of(run));
-    reserve(files, range, writer.digits_per_file(), reader.radix(), run);
+    reserve(files, range, writer.digits_per_file(), reader.radix());
     const DigitRangeStats stats = transfer(reader, range.from, count, writer, 0, run,
                                            [&](u64 position) { print_offset(run, position); });
     writer.finish_begun();

@@ -63,6 +63,7 @@ void compute_stats(BasicDigitReader& reader, u64 start, u64 end, const ViewerRun
 void compute_stats(BasicDigitReader& reader, const ViewerRunner& runner) {
     Console::print("\n\n", 'w');
     Console::print_line("Compute Digit Statistics", 'w');
+    if (!has_positions(reader)) return;
     const u64 total = effective_total(reader);
     const u64 start = Prompt::read_unsigned_in_range("Starting Digit: ", 1, total, 'T');
     const u64 end = Prompt::read_unsigned_in_range("Ending Digit:   ", start, total, 'T');

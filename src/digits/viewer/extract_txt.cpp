@@ -1,5 +1,7 @@
 #include "digits/viewer/extract_txt.h"
 
+#include <algorithm>
+
 #include "base/console/console.h"
 #include "base/prompt/prompt.h"
 #include "digits/files/digit_sink.h"
@@ -22,7 +24,8 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
     // The draft first: what is found under the final name is then nobody else's work in progress.
     const auto sink = format.make_sink(base, amount, run.files);
     announce_replacement(kTextFormat, target, reader.radix(), count, run);
-    require_space(target, format.most_bytes(amount), run);
+    // A header may promise so many digits that their bytes cannot be counted.
+    require_space(target, std::max(format.most_bytes(amount), count), run);
     require_reserved(sink->reserve(), sink->draft_path());
     sink->ask_again(FileIO::ask_again_through(run.status, run.terminal));
     sink->on_begun([&](const DigitSink::File& file) { note_begun(run, file.draft_path); });
@@ -39,6 +42,7 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
 void extract_txt(BasicDigitReader& reader, const ViewerRunner& runner) {
     Console::print("\n\n", 'w');
     Console::print_line("Write to Text File", 'w');
+    if (!has_positions(reader)) return;
     const u64 total = effective_total(reader);
     const u64 start = Prompt::read_unsigned_in_range("Starting Digit: ", 1, total, 'T');
     const u64 end = Prompt::read_unsigned_in_range("Ending Digit:   ", start, total, 'T');

@@ -6,6 +6,7 @@
 #include "digits/output/free_space.h"
 #include "digits/output/replacement.h"
 #include "digits/viewer/transfer.h"
+#include "digits/viewer/view_range.h"
 #include "os/file.h"
 #include "os/path_kind.h"
 #include "platform/fileio/error_text.h"
@@ -39,7 +40,7 @@ std::vector<std::string> parts_of(const std::string& path) {
 
 bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run) {
     if (!reader.is_in_range(start, count)) {
-        run.status.Status_Line("This range of digits is not accessible.");
+        run.status.Status_Line(kNotAccessible);
         return false;
     }
     reader.require(start, count);

@@ -32,6 +32,12 @@ u64 effective_total(const BasicDigitReader& reader) {
     return unknown ? ~u64(0) : total;
 }
 
+bool has_positions(const BasicDigitReader& reader) {
+    if (effective_total(reader) != 0) return true;
+    Console::print_line(kNotAccessible, 'w');
+    return false;
+}
+
 void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run) {
     if (reader.radix() != 10 && reader.radix() != 16) {
         throw InvalidParametersException("view_range()", "Invalid Radix");
@@ -58,6 +64,7 @@ void view_range(BasicDigitReader& reader, u64 start, u64 count, const ViewerRun&
 void view_range(BasicDigitReader& reader, const ViewerRunner& runner) {
     Console::print("\n\n", 'w');
     Console::print_line("View a Range of Digits", 'w');
+    if (!has_positions(reader)) return;
     const u64 total = effective_total(reader);
     const u64 start = Prompt::read_unsigned_in_range("Starting Digit: ", 1, total, 'T');
     const u64 most = std::min(total - start, kMaxViewed - 1) + 1;

@@ -12,6 +12,12 @@ inline constexpr u64 kMaxViewed = 100000;
 // The largest position that may be asked for: the total, or 2^64 - 1 where a set does not know it.
 u64 effective_total(const BasicDigitReader& reader);
 
+// What is said of digits that are not there.
+inline constexpr const char* kNotAccessible = "This range of digits is not accessible.";
+// Whether there are positions to ask for; says so when there are none. A question about them would have no
+// right answer.
+bool has_positions(const BasicDigitReader& reader);
+
 // Prints digits start ... start + count - 1, numbered from 1, in rows of 50 that end in the position of their
 // last digit; or says that the range is not accessible. Throws InvalidParametersException "Invalid Radix" at
 // "view_range()", and what the reader throws.

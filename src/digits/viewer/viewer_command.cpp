@@ -75,8 +75,15 @@ u64 within(const char* option, u64 value, u64 least, u64 most) {
 struct Range {
     u64 start, end;
 };
-Range range_of(const BasicDigitReader& reader, const ViewerOptions& options) {
+// Positions of the file that may be asked for.
+u64 positions_of(const BasicDigitReader& reader) {
     const u64 total = effective_total(reader);
+    if (total == 0) throw RefusedException(kNotAccessible);
+    return total;
+}
+
+Range range_of(const BasicDigitReader& reader, const ViewerOptions& options) {
+    const u64 total = positions_of(reader);
     const u64 start = within("-start", options.start.value_or(1), 1, total);
     if (options.end) return {start, within("-end", *options.end, start, total)};
     if (options.digits) return {start, start - 1 + within("-digits", *options.digits, 1, total - start + 1)};
@@ -100,7 +107,7 @@ void require_enough(u64 digits) {
 }
 
 void view(BasicDigitReader& reader, const ViewerOptions& options, const ViewerRunner& runner) {
-    const u64 total = effective_total(reader);
+    const u64 total = positions_of(reader);
     const u64 start = within("-start", options.start.value_or(1), 1, total);
     const u64 most = std::min(total - start, kMaxViewed - 1) + 1;
     if (options.end) within("-end", *options.end, start, start - 1 + most);

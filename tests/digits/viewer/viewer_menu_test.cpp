@@ -86,6 +86,18 @@ TEST_F(ViewerMenuTest, EndingsDecideWhatAFileIs) {
     EXPECT_THROW(open_for_viewing("a (incomplete).txt"), FileIO::FileException);
 }
 
+// A question about its digits would have no answer.
+TEST_F(ViewerMenuTest, AFileWithoutDigitsAsksNothing) {
+    folder_.write("b.txt", "3.");
+    for (const char* choice : {"0", "1", "2"}) {
+        CaptureConsole console;
+        console.type({folder_.file("b.txt"), choice, "1"});
+        Menu_DigitViewer(serial_runner());
+        EXPECT_EQ(console.lines_left(), 1u);
+        EXPECT_TRUE(console.take().ends_with("\nThis range of digits is not accessible.\n"));
+    }
+}
+
 // The input may end at any question.
 TEST_F(ViewerMenuTest, NobodyThereAtAnyQuestion) {
     write_set();
@@ -157,6 +169,10 @@ TEST_F(ViewerCommandTest, WhatAPromptWouldRefuseIsAnError) {
               "-digits: 100,001 is out of range. Write a number from 1 to 100,000.");
     EXPECT_EQ(refused({a_, "stats", "-start:5", "-end:4"}),
               "-end: 4 is out of range. Write a number from 5 to 1,200,000.");
+    folder_.write("b.txt", "3.");
+    for (const char* action : {"view", "stats", "extract"}) {
+        EXPECT_EQ(refused({folder_.file("b.txt"), action}), "This range of digits is not accessible.");
+    }
     EXPECT_TRUE(refused({a_, "extract"}).starts_with("-to is missing: "));
     EXPECT_TRUE(refused({a_, "compress"}).starts_with("-name is missing: "));
     EXPECT_EQ(refused({a_, "compress", "-name", "x", "-C:999999"}),
