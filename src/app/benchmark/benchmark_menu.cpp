@@ -2,9 +2,11 @@
 
 #include "app/benchmark/benchmark_run.h"
 #include "app/session/memory_plan.h"
+#include "app/session/start_check.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/run_error.h"
 #include "base/prompt/number_text.h"
 #include "base/prompt/prompt.h"
 
@@ -108,6 +110,19 @@ const BenchmarkSize& ask_size(const BenchmarkSizes& sizes, const BenchmarkMachin
     return option == kSuperPiMenu ? ask_superpi(sizes, machine, type) : sizes.presets[option - 1];
 }
 
+// Whether a run may begin; prints why not, so that another size can be chosen.
+bool can_start(const ComputeSettings& settings, const BenchmarkMachine& machine) {
+    try {
+        check_start(settings, machine.memory);
+        return true;
+    } catch (const Exception& e) {
+        e.print();
+    } catch (const RunError& e) {
+        e.print();
+    }
+    return false;
+}
+
 }  // namespace
 
 BenchmarkMachine BenchmarkMachine::of_this_machine() {
@@ -118,7 +133,10 @@ bool run_benchmark_menu(const AuthorizationToken& token, const BenchmarkSizes& s
                         const BenchmarkMachine& machine) {
     Console::print_line("Benchmark Pi:", 'P');
     const Type type = ask_type(machine);
-    return run_benchmark({settings_for(ask_size(sizes, machine, type).digits, type), ""}, token);
+    for (;;) {
+        ComputeSettings settings = settings_for(ask_size(sizes, machine, type).digits, type);
+        if (can_start(settings, machine)) return run_benchmark({std::move(settings), ""}, token);
+    }
 }
 
 }  // namespace kalvor

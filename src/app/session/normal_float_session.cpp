@@ -7,6 +7,7 @@
 #include "app/record/run_report.h"
 #include "app/session/run_header.h"
 #include "app/session/run_work.h"
+#include "app/session/start_check.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/validation/validation_file.h"
 #include "base/clock/date_text.h"
@@ -55,19 +56,6 @@ void NormalFloatSession::report_warnings() {
 void NormalFloatSession::end_phase() {
     report_warnings();
     parallel().poll();
-}
-
-std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
-    std::vector<OutputFiles::Request> requests;
-    const auto add = [&](u8 radix, const char* name, u64 digits) {
-        requests.push_back(
-            {radix, settings_.constant->name_short() + name + settings_.constant->algorithm_short(), digits});
-        requests.back().set_digits_per_file(static_cast<u64>(settings_.digits_per_file));
-    };
-    if (settings_.output_enable && settings_.enable_hex)
-        add(16, " - Hex - ", settings_.size.hexadecimal_digits);
-    if (settings_.output_enable) add(10, " - Dec - ", settings_.size.decimal_digits);
-    return requests;
 }
 
 OutputOptions NormalFloatSession::output_options() {
@@ -203,7 +191,7 @@ void NormalFloatSession::run_phases() {
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
-    OutputFiles::check(folder_, output_requests(), output_options());
+    OutputFiles::check(folder_, digit_file_requests(settings_), output_options());
     // Not before: a run that is refused leaves no log.
     if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     print_run_header(settings_, record_, mode(), status_);
@@ -214,7 +202,8 @@ void NormalFloatSession::run_phases() {
     if (terminal_ != nullptr) ticker.emplace(kTickSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
-    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
+    output_ =
+        std::make_unique<OutputFiles>(folder_, digit_file_requests(settings_), output_options(), status_);
     end_phase();
 
     status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', date_time_text()});

@@ -179,6 +179,31 @@ TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
     }
 }
 
+// Sizes can be compared from the largest down: what is in the way is said, and the size asked again.
+TEST_F(BenchCommandTest, AStartThatIsRefusedAsksForTheSizeAgain) {
+    folder_.write("Pi - Dec - Chudnovsky.txt", "3." + std::string(8000, '1'));
+    CaptureConsole console;
+    console.type({"0", "1", "0", "8192"});
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.path());
+    EXPECT_TRUE(run_benchmark_menu(authorized(), kSmallSizes, machine(2, u64(1) << 30)));
+    std::filesystem::current_path(before);
+    const std::string text = console.text();
+    const std::size_t refused = text.find("The digit file already there is longer: it has 8,000 digits");
+    ASSERT_NE(refused, std::string::npos) << text;
+    EXPECT_NE(text.find("Available Memory:", refused), std::string::npos) << text;
+    EXPECT_EQ(folder_.read("Pi - Dec - Chudnovsky.txt").size(), 8194u);
+}
+
+TEST_F(BenchCommandTest, SentencesOfRefusals) {
+    EXPECT_THROW(bench({"5k", "4K"}), InvalidParametersException);
+    EXPECT_NE(console_.take().find("bench: one size at a time, and \"5k\" is named already.\n"),
+              std::string::npos);
+    EXPECT_THROW(bench({"-o", folder_.file("out")}), InvalidParametersException);
+    EXPECT_NE(console_.take().find("bench needs a size: bench 5k.\nSee \"kalvor help bench\".\n"),
+              std::string::npos);
+}
+
 TEST_F(BenchCommandTest, TheHelpPageNamesEverySizeAndOption) {
     std::string page;
     for (const std::string& text : bench_help_page()) page += text + "\n";
