@@ -2,11 +2,12 @@
 
 #include "app/benchmark/benchmark_run.h"
 #include "app/session/memory_plan.h"
-#include "app/session/output_requests.h"
+#include "app/session/start_check.h"
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/run_error.h"
 #include "base/prompt/number_text.h"
 #include "base/prompt/prompt.h"
 #include "digits/output/replacement.h"
@@ -117,7 +118,7 @@ bool settle_replacement(ComputeSettings& settings) {
     constexpr ReplacementWords kWords = {"run_benchmark_menu()", "this size has",
                                          "Choose another size, or replace it."};
     const auto check = [&](bool overwrite) {
-        for (const OutputFiles::Request& request : output_requests(settings)) {
+        for (const OutputFiles::Request& request : digit_file_requests(settings)) {
             const DigitFormat& format = digit_format(request.format);
             for (const std::string& path :
                  format.final_paths(settings.path + request.base_name, request.amount())) {
@@ -126,8 +127,11 @@ bool settle_replacement(ComputeSettings& settings) {
             }
         }
     };
-    // What stands in the way of every size ends the menu.
-    check(true);
+    try {
+        check(true);
+    } catch (const FileIO::FileException&) {
+        return true;  // the start's check says why
+    }
     try {
         check(false);
         return true;
@@ -144,6 +148,19 @@ bool settle_replacement(ComputeSettings& settings) {
     return settings.overwrite;
 }
 
+// Whether a run may begin; prints why not, so that another size can be chosen.
+bool can_start(const ComputeSettings& settings, const BenchmarkMachine& machine) {
+    try {
+        check_start(settings, machine.memory);
+        return true;
+    } catch (const Exception& e) {
+        e.print();
+    } catch (const RunError& e) {
+        e.print();
+    }
+    return false;
+}
+
 }  // namespace
 
 BenchmarkMachine BenchmarkMachine::of_this_machine() {
@@ -156,7 +173,8 @@ bool run_benchmark_menu(const AuthorizationToken& token, const BenchmarkSizes& s
     const Type type = ask_type(machine);
     for (;;) {
         ComputeSettings settings = settings_for(ask_size(sizes, machine, type).digits, type);
-        if (settle_replacement(settings)) return run_benchmark({std::move(settings), ""}, token);
+        if (settle_replacement(settings) && can_start(settings, machine))
+            return run_benchmark({std::move(settings), ""}, token);
     }
 }
 

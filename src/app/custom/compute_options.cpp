@@ -34,6 +34,11 @@ std::unique_ptr<Constant> read_constant(const ParameterList& parameters) {
         std::string text;
         if (std::find(known.begin(), known.end(), token) != known.end()) {
             text = "custom: " + CommandLine::quoted(raw) + " cannot be used.";
+            if (!constant_takes_argument(token)) {
+                text += " Write \"custom " + token + "\".";
+            } else if (parameters.current_value().empty()) {
+                text += " Its argument stands behind a colon: custom " + token + ":<argument>.";
+            }
         } else if (raw.starts_with('-')) {
             text = CommandLine::quoted(raw) + " stands where the constant's name belongs." +
                    CommandLine::did_you_mean("custom " + ComputeSettings().constant->token() + " " +

@@ -9,11 +9,13 @@
 #include "app/menus/parallelism_menu.h"
 #include "app/session/console_run.h"
 #include "app/session/memory_plan.h"
+#include "app/session/start_check.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/settings/output_bytes.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/run_error.h"
 #include "base/prompt/prompt.h"
 #include "platform/fileio/output_folder.h"
 
@@ -122,15 +124,17 @@ void edit(ComputeSettings& settings, const SettingsTable& table, u64 choice) {
     }
 }
 
-// Whether there is a plan for the computation; prints why not.
+// Whether a run may begin; prints why not.
 bool can_start(const ComputeSettings& settings) {
     try {
-        RunPlan::make(settings, settings.size);
+        check_start(settings);
         return true;
     } catch (const Exception& e) {
         e.print();
-        return false;
+    } catch (const RunError& e) {
+        e.print();
     }
+    return false;
 }
 
 }  // namespace

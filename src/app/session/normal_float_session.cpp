@@ -5,9 +5,9 @@
 #include "app/record/computation_diagnostics.h"
 #include "app/record/computation_output.h"
 #include "app/record/run_report.h"
-#include "app/session/output_requests.h"
 #include "app/session/run_header.h"
 #include "app/session/run_work.h"
+#include "app/session/start_check.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/validation/validation_file.h"
 #include "base/clock/date_text.h"
@@ -60,10 +60,6 @@ void NormalFloatSession::report_warnings() {
 void NormalFloatSession::end_phase() {
     report_warnings();
     parallel().poll();
-}
-
-std::vector<OutputFiles::Request> NormalFloatSession::output_requests() const {
-    return kalvor::output_requests(settings_);
 }
 
 OutputOptions NormalFloatSession::output_options() {
@@ -216,7 +212,7 @@ void NormalFloatSession::run_phases() {
     check_memory();
     // What stands in the way of the digit files is told now; they are made when nothing else can end the run
     // before it computes.
-    OutputFiles::check(folder_, output_requests(), output_options());
+    OutputFiles::check(folder_, digit_file_requests(settings_), output_options());
     // Not before: a run that is refused leaves no log.
     if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     // Behind it everything waits on its way to the screen, and not to be done. Not longer than this run.
@@ -234,7 +230,8 @@ void NormalFloatSession::run_phases() {
     if (terminal_ != nullptr) ticker.emplace(kTickSeconds, [this] { terminal_->tick(); });
     end_phase();
     allocate();
-    output_ = std::make_unique<OutputFiles>(folder_, output_requests(), output_options(), status_);
+    output_ =
+        std::make_unique<OutputFiles>(folder_, digit_file_requests(settings_), output_options(), status_);
     end_phase();
 
     status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', date_time_text()});

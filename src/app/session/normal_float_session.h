@@ -109,7 +109,6 @@ class NormalFloatSession {
     // Between two phases: what they had to warn of is told, and a stop takes effect.
     void end_phase();
     DigitRequest digit_request() const;
-    std::vector<OutputFiles::Request> output_requests() const;
     OutputOptions output_options();
 
     const ComputeSettings settings_;

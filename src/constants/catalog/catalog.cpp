@@ -135,6 +135,10 @@ std::span<const CatalogRow> catalog_rows() {
     return catalog().rows();
 }
 
+bool constant_takes_argument(std::string_view token) {
+    return catalog().factory_of(token).takes_argument();
+}
+
 std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view argument) {
     return catalog().make(token, argument);
 }

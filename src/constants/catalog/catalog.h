@@ -78,10 +78,10 @@ class Catalog {
     void add(std::string_view token, const ConstantFactory& factory);
     std::unique_ptr<Constant> make(std::string_view token, std::string_view argument) const;
     std::unique_ptr<Constant> load(const Config::Object& object) const;
-
-  private:
+    // Throws InvalidParametersException for a token that is none.
     const ConstantFactory& factory_of(std::string_view token) const;
 
+  private:
     std::span<const CatalogRow> rows_;
     Named<const ConstantFactory*> factories_;  // by the first token
 };
@@ -100,6 +100,8 @@ std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view
 std::unique_ptr<Constant> load_constant(const Config::Object& object);
 // Every token that make_constant() takes, in the order of the rows.
 std::vector<std::string> constant_tokens();
+// Of those, whether the token may have an argument behind a colon.
+bool constant_takes_argument(std::string_view token);
 
 void register_constant(std::string_view token, const ConstantFactory& factory);
 

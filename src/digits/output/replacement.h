@@ -21,7 +21,7 @@ struct ReplacementWords {
     const char* function = "OutputFiles()";
     const char* maker = "this run makes";  // so many digits
     const char* way_out =
-        "Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.";
+        "Move it away or choose another folder. On a command line -overwrite:1 replaces it.";
 };
 
 // Whether a run may put a file of `digits` digits under that name, and what it then replaces. Throws

@@ -213,6 +213,15 @@ TEST_F(BenchCommandTest, ASmallerSizeReplacesALongerFileOnlyWhenAsked) {
     std::filesystem::current_path(before);
 }
 
+TEST_F(BenchCommandTest, SentencesOfRefusals) {
+    EXPECT_THROW(bench({"5k", "4K"}), InvalidParametersException);
+    EXPECT_NE(console_.take().find("bench: one size at a time, and \"5k\" is named already.\n"),
+              std::string::npos);
+    EXPECT_THROW(bench({"-o", folder_.file("out")}), InvalidParametersException);
+    EXPECT_NE(console_.take().find("bench needs a size: bench 5k.\nSee \"kalvor help bench\".\n"),
+              std::string::npos);
+}
+
 TEST_F(BenchCommandTest, TheHelpPageNamesEverySizeAndOption) {
     std::string page;
     for (const std::string& text : bench_help_page()) page += text + "\n";

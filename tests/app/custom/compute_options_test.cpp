@@ -79,6 +79,22 @@ TEST(CustomOptionsTest, WhatMayBeRefusedMayBeChosen) {
     EXPECT_EQ(parse({"-dec:100", "-minspace:0"}).minimum_space, std::optional<bool>(false));
 }
 
+// The sentence before the exception shows what may stand behind the constant's name.
+TEST(CustomOptionsTest, ArgumentsOfConstants) {
+    const auto said = [](const char* word) {
+        CaptureConsole console;
+        ParameterList parameters({"kalvor", word});
+        EXPECT_THROW((void)parse_custom_options(parameters), trel::InvalidParametersException) << word;
+        return console.take();
+    };
+    EXPECT_EQ(said("sqrt"),
+              "\ncustom: \"sqrt\" cannot be used. Its argument stands behind a colon: custom "
+              "sqrt:<argument>.\nSee \"kalvor help custom\".\n");
+    EXPECT_EQ(said("e:5"),
+              "\ncustom: \"e:5\" cannot be used. Write \"custom e\".\nSee \"kalvor help custom\".\n");
+    EXPECT_EQ(said("sqrt:x"), "\ncustom: \"sqrt:x\" cannot be used.\nSee \"kalvor help custom\".\n");
+}
+
 // A framework that this build lacks: the sentence says why, and what to do.
 TEST(CustomOptionsTest, WhatTheBuildLacksIsNamedWithItsReason) {
     const trel::LeftOutFramework left_out("manual", "built without its library; install it and run again");

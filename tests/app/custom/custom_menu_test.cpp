@@ -303,6 +303,25 @@ TEST(CustomMenuTest, TheInputMayEndAnywhere) {
     }
 }
 
+// What a run refuses before it computes leads back to the menu, where another folder can be chosen.
+TEST(CustomMenuTest, AStartThatIsRefusedChangesNothing) {
+    TemporaryFolder folder;
+    folder.write("Pi - Dec - Chudnovsky.txt", "3." + std::string(2000, '1'));
+    ComputeSettings settings = small_settings();
+    settings.path = folder.path() + "/";
+    CaptureConsole console;
+    console.type({"0", "5", folder.file("other"), "0"});
+    EXPECT_TRUE(run_custom_menu(kalvor_test::authorized(), std::move(settings)));
+    std::string text = console.take();
+    const std::size_t refused = text.find("The digit file already there is longer");
+    ASSERT_NE(refused, std::string::npos) << text;
+    EXPECT_NE(text.find("Custom Compute a Constant", refused), std::string::npos) << text;
+    EXPECT_TRUE(folder.has("other/Pi - Dec - Chudnovsky.txt"));
+    text = shown(small_settings(1000000000000000), {"0"});
+    EXPECT_NE(text.find("needs"), std::string::npos) << text;
+    EXPECT_TRUE(text.ends_with(menu(small_settings(1000000000000000)))) << text;
+}
+
 TEST(CustomMenuTest, StartRunsTheSettings) {
     TemporaryFolder folder;
     CaptureConsole console;

@@ -139,7 +139,7 @@ TEST_F(OutputFilesTest, LongerFilesAreKept) {
     folder_.write("Pi.txt", longer);
     EXPECT_EQ(refusal(),
               "The digit file already there is longer: it has 20,001 digits, this run makes 20,000. "
-              "Move it away or choose another folder. \"kalvor custom\" replaces it with -overwrite:1.");
+              "Move it away or choose another folder. On a command line -overwrite:1 replaces it.");
     EXPECT_EQ(folder_.read("Pi.txt"), longer);
     EXPECT_EQ(files().size(), 1U);
     EXPECT_EQ(console_.text(), "");
@@ -157,7 +157,7 @@ TEST_F(OutputFilesTest, ReadOnlyFilesAreKept) {
                                  std::filesystem::perm_options::remove);
     EXPECT_EQ(refusal(),
               "The digit file that is there is read-only. Move it away or choose another folder. "
-              "\"kalvor custom\" replaces it with -overwrite:1.");
+              "On a command line -overwrite:1 replaces it.");
     OutputFiles output = open({.overwrite = true});
     (void)output.write(run_.writer, 10, true);
     EXPECT_EQ(folder_.read("Pi.txt"), good());
@@ -168,7 +168,7 @@ TEST_F(OutputFilesTest, WhatIsNotADigitFileIsKept) {
     EXPECT_EQ(
         refusal(),
         "The file that is there holds something other than digits. Move it away or choose another folder. "
-        "\"kalvor custom\" replaces it with -overwrite:1.");
+        "On a command line -overwrite:1 replaces it.");
     EXPECT_EQ(folder_.read("Pi.txt"), "a shopping list");
     open({.overwrite = true});
     EXPECT_EQ(console_.take(), "Replacing " + folder_.file("Pi.txt") + ".\n");
