@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "formula_support.h"
-#include "support/effort.h"
 
 using namespace kalvor;
 using kalvor_test::built;
@@ -257,7 +256,7 @@ std::vector<Case> built_in_series() {
 
 void expect_cases(const std::vector<Case>& cases) {
     for (const Case& c : cases) {
-        for (const u64 p : {3, 4, 17, 60, 521}) {
+        for (const u64 p : {3, 4, 17, 60}) {
             expect_formula(c.text, p, 1 + p % 3, c.want, c.bits);
             if (testing::Test::HasFailure()) return;
         }
@@ -272,7 +271,9 @@ TEST(SeriesNodesTest, BuiltInSeries) {
 }
 TEST(SlowSeriesNodesTest, AHundredThousandDigits) {
     for (const auto& list : {user_series(), built_in_series()}) {
-        for (const Case& c : list) expect_formula(c.text, 5193, 2, c.want, c.bits);
+        for (const Case& c : list) {
+            for (const u64 p : {521, 5193}) expect_formula(c.text, p, 2, c.want, c.bits);
+        }
     }
 }
 
@@ -283,13 +284,13 @@ TEST(SeriesNodesTest, ADegreeOfAThousand) {
         zeros += "0 ";
         signs += std::to_string((i * i + 7) % 23 - 11) + " ";
     }
-    for (const u64 p : {5, 120}) {
+    for (const u64 p : {5, 40}) {
         expect_formula(
             hyperdescent(zeros + "1", "0 1", kPlain), p, 2,
             [](mpfr_t x) {
                 direct(
                     x, [](mpfr_t t, unsigned long k) { mpfr_ui_pow_ui(t, k, 1000, kR); },
-                    [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, k, kR); }, 6000);
+                    [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, k, kR); }, 3000);
             },
             64);
         expect_formula(
@@ -310,7 +311,7 @@ TEST(SeriesNodesTest, ADegreeOfAThousand) {
                         if (k > 1) mpfr_mul_ui(power, power, k, kR);
                         mpfr_mul(t, t, power, kR);
                     },
-                    [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, 100 * k + 7, kR); }, 4000);
+                    [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, 100 * k + 7, kR); }, 3500);
                 mpfr_clears(power, inner, nullptr);
             },
             1000);
@@ -346,10 +347,6 @@ TEST(SeriesNodesTest, SumsThatCancel) {
         }
         EXPECT_LE(run.error.limit, (PowerOfTwo{-28, 0}));
     }
-    // 1 / 0
-    EvaluatorRun run(FormulaFactory(hyperdescent("0 -1 1", "0 0 1", coefficients("1", "0", "1", "-1"))), 30,
-                     2);
-    EXPECT_NO_THROW(run.value());
 }
 
 const std::string kQ = "PolynomialQ : [0 1]", kP = "PolynomialP : [1]";
