@@ -202,7 +202,7 @@ TEST(FormulasTest, ALongSumIsCertain) {
 // So does a product of very many factors.
 TEST(FormulasTest, ALongProductIsCertain) {
     std::string factors;
-    for (int i = 0; i < 3000; i++) factors += "r ";
+    for (int i = 0; i < 3000; i++) factors += "\"r\" ";
     TemporaryFolder folder;
     folder.write("f.cfg", file_of("{Scope : {Locals : [{r : {Sqrt : {Divide : [{Pi : {}} 3]}}}]"
                                   " Formula : {Shift : [{Multiply : [" +

@@ -109,9 +109,9 @@ TEST(CertainDigitsTest, ACarryThatMayReachTheDigitsIsSaid) {
         return chance.substr(0, start) + std::string(57 - start, digit);
     };
     std::string printed;
-    EXPECT_EQ(open_carry(error, row(30, '9'), 40, printed), 29u);
+    EXPECT_EQ(open_carry(error, row(31, '9'), 40, printed), 30u);
     EXPECT_EQ(printed,
-              "Warning: The digits end in a row of nines: those behind the first 29 may be rounded either "
+              "Warning: The digits end in a row of nines: those behind the first 30 may be rounded either "
               "way.\n");
     EXPECT_EQ(open_carry(error, row(0, '9'), 40, printed, 0), 0u);
     EXPECT_EQ(open_carry(error, row(25, '0'), 40, printed), 24u);
@@ -119,15 +119,15 @@ TEST(CertainDigitsTest, ACarryThatMayReachTheDigitsIsSaid) {
               "Warning: The digits end in a row of zeros: those behind the first 24 may be rounded either "
               "way.\n");
     EXPECT_EQ(open_carry(error, row(0, '0'), 40, printed), 0u);
-    EXPECT_EQ(open_carry(error, row(19, '9'), 38, printed), 18u);
-    EXPECT_EQ(open_carry(error, row(37, '9'), 37, printed), 36u);
+    EXPECT_EQ(open_carry(error, row(18, '9'), 38, printed), 17u);
+    EXPECT_EQ(open_carry(error, row(37, '9'), 39, printed), 36u);
 
     // By chance, exact, near to zero, known to be no row, or behind the digits.
-    EXPECT_EQ(open_carry(error, row(38, '9'), 40, printed), std::nullopt);
-    EXPECT_EQ(open_carry(ErrorBound::none(), row(30, '9'), 40, printed), std::nullopt);
+    EXPECT_EQ(open_carry(error, row(39, '9'), 40, printed), std::nullopt);
+    EXPECT_EQ(open_carry(ErrorBound::none(), row(31, '9'), 40, printed), std::nullopt);
     EXPECT_EQ(open_carry(error, row(0, '0'), 40, printed, 0), std::nullopt);
     EXPECT_EQ(open_carry(error, row(20, '9').substr(0, 56) + "8", 40, printed), std::nullopt);
-    EXPECT_EQ(open_carry(error, row(30, '9'), 29, printed), std::nullopt);
+    EXPECT_EQ(open_carry(error, row(31, '9'), 30, printed), std::nullopt);
     EXPECT_EQ(printed, "");
     // What is not certain does not end the row.
     const ErrorBound less = ErrorBound::within({-3, 8});  // 2^-184, 55 digits
