@@ -172,6 +172,8 @@ TEST(FormulasTest, RefusalsOfARun) {
         {"{InvNthRoot : [3 -2]}", "Nth root of negative number."},
         {"{AGM : -2}", "AGM of negative number."},
         {"{AGM : [-2 3]}", "One of the inputs is negative."},
+        {"{Log : {Shift : [-2 1]}}", "Log of a negative number is complex."},
+        {"{Log : {Shift : [0 1]}}", "Log(0) is negative infinity."},
         {"{LinearCombination : [[1 3] [-1 3]]}", "Number is zero and out of range."},
         {"{Shift : [{Pi : {}} 64]}", "Number is out of range."},
     };
@@ -195,6 +197,34 @@ TEST(FormulasTest, ALongSumIsCertain) {
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_FALSE(run.has("certain")) << run.out;
     EXPECT_TRUE(run.has("4242.6406871192 8514640506")) << run.out;
+}
+
+// So does a product of very many factors.
+TEST(FormulasTest, ALongProductIsCertain) {
+    std::string factors;
+    for (int i = 0; i < 3000; i++) factors += "\"r\" ";
+    TemporaryFolder folder;
+    folder.write("f.cfg", file_of("{Scope : {Locals : [{r : {Sqrt : {Divide : [{Pi : {}} 3]}}}]"
+                                  " Formula : {Shift : [{Multiply : [" +
+                                  factors + "]} -100]}}}"));
+    const ProgramRun run = compute(folder, "custom:f", 1000, {"-od:0"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_FALSE(run.has("certain")) << run.out;
+    // (Pi / 3)^1500 / 2^100
+    EXPECT_TRUE(run.has("0.8708179957 5815188307 3541724939")) << run.out;
+}
+
+// The value is 1, and what is computed ends below it.
+TEST(FormulasTest, ACarryIntoTheDigitsIsTold) {
+    ProgramRun run = run_formula("{Multiply : [{Divide : [{Integer : 1} 3]} 3]}");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_TRUE(
+        run.has("Warning: The digits end in a row of nines: those behind the first 0 may be rounded "
+                "either way."))
+        << run.out;
+    run = run_formula("{AGM : [1 {LinearCombination : [[1 1] [1 {Power : [10 -300]}]]}]}", 1000);
+    EXPECT_TRUE(run.has("Warning: The digits end in a row of zeros: those behind the first ")) << run.out;
+    EXPECT_FALSE(run_formula("{Divide : [{Integer : 1} 3]}").has("may be rounded"));
 }
 
 TEST(FormulasTest, ValuesAtTheEndsOfTheRange) {

@@ -42,6 +42,8 @@ class DigitStage {
     DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status, const BigFloat& value);
 
     void convert();
+    // Behind the conversion.
+    FloatReaderB decimal_digits() const { return writer_.decimal_reader(); }
     // Verification, comparison with digits that are known or computed another way, output. What differs is
     // told, and then no file is written: digits that are wrong never have a final name. files: has every
     // radix of the request when that writes files.

@@ -93,8 +93,7 @@ void NormalFloatSessionB::allocate() {
 void NormalFloatSessionB::compute() {
     if (const std::string label = plan_.constant->label(); !label.empty()) log(label);
     BigFloat& value = *memory_->value;
-    const ErrorBound error =
-        plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), value);
+    error_ = plan_.constant->run({parallel(), memory_->scratch, memory_->tables.get()}, status(), value);
     // Every use of it begins with a comparison.
     if (value.residue == trel::goldilocks::kNone) {
 #ifdef KALVOR_CHECK_NUMBERS
@@ -102,13 +101,17 @@ void NormalFloatSessionB::compute() {
 #endif
         value.seal(parallel());
     }
-    certain_digits_ = warn_of_lost_digits(error, settings().size.decimal_digits, status());
+    certain_digits_ = warn_of_lost_digits(error_, settings().size.decimal_digits, status());
 }
 
 void NormalFloatSessionB::convert() {
     const MultiplyContext context{parallel(), memory_->scratch, memory_->tables.get()};
     digits_ = std::make_unique<DigitStage>(plan_.writer, context, status(), *memory_->value);
     digits_->convert();
+    if (!certain_digits_) {
+        certain_digits_ =
+            warn_of_open_carry(error_, digits_->decimal_digits(), settings().size.decimal_digits, status());
+    }
 }
 
 DigitResults NormalFloatSessionB::write_digits(const DigitRequest& request, OutputFiles& files) {

@@ -7,6 +7,7 @@
 #include "app/session/memory_plan.h"
 #include "app/session/normal_float_session.h"
 #include "base/names/names.h"
+#include "constants/evaluator/error_bound.h"
 
 namespace kalvor {
 
@@ -36,6 +37,7 @@ class NormalFloatSessionB : public NormalFloatSession {
     struct Memory;
 
     const RunPlan plan_;
+    ErrorBound error_;                    // of the value
     std::optional<u64> certain_digits_;   // when these are not all
     std::unique_ptr<Memory> memory_;      // while it runs
     std::unique_ptr<DigitStage> digits_;  // from the conversion on

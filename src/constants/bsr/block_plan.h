@@ -46,7 +46,9 @@ class BSR_BlockB {
                u64 room = kAnyRoom, Answers answers = Answers::itself)
         : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
         const u64 spread = round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
-        if (widened(tds) > kFollowedTasks) spread_ = spread;
+        deep_ = !exact && words_of(series.log_size_resolved(block.a, block.b)) >
+                              kFollowedShare * static_cast<double>(block.working_precision());
+        if (deep_ || widened(tds) > kFollowedTasks) spread_ = spread;
         if (answers == Answers::its_like) added_ = spread;
         capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
         const double size = series.log_size(block.a, block.b);
@@ -76,8 +78,9 @@ class BSR_BlockB {
     // ---- ranges of the block, as plan and run see them
 
     bool edge(u64 b) const { return right_edge_ && b == block_.b; }
-    // Whether a range is worth spreading over tasks or upper levels.
-    static bool splits(u64 a, u64 b) { return b - a >= kMinSplitTerms; }
+    // Whether a range is worth spreading over tasks or upper levels. A leaf is not: what its numbers have in
+    // common it takes out of them as a whole.
+    bool splits(u64 a, u64 b) const { return b - a >= std::max(kMinSplitTerms, series_->leaf_threshold()); }
     u64 split(u64 a, u64 b) const { return F::split(*series_, a, b); }
     // Small tasks balance.
     static u64 widened(u64 tds) { return tds >= 2 ? tds << kShift : tds; }
@@ -147,7 +150,11 @@ class BSR_BlockB {
     static constexpr u64 kPlanTerms = 2048;
     // Task levels of so many tasks are followed into both halves of every range; larger ones by their
     // outermost ranges.
-    static constexpr u64 kFollowedTasks = 256;
+    static constexpr u64 kFollowedTasks = 16;
+    // Blocks so many times as long as their precision have floating-point levels that are followed into both
+    // halves kFloatLevels deep, and by their outermost ranges below that.
+    static constexpr double kFollowedShare = 64;
+    static constexpr int kFloatLevels = 4;
     // Upper levels tried in vain before the plan takes the memory it needs.
     static constexpr u64 kMoreDepth = 8;
 
@@ -265,8 +272,9 @@ class BSR_BlockB {
 
     // ---- floating point
 
-    Needs needs_float(u64 a, u64 b, u64 tds, u64 depth, u64 room) const {
+    Needs needs_float(u64 a, u64 b, u64 tds, u64 depth, u64 room, int level = 0) const {
         if (fits(a, b)) return needs_T(a, b, widened(tds), room);
+        if (deep_ && level == kFloatLevels) return needs_float_level({a, b}, {a, b}, tds, depth, room);
         const bool serial = tds < 2 || depth > 0 || !splits(a, b);
         const u64 m = split(a, b);
         const u64 next = depth > 0 ? depth - 1 : 0;
@@ -277,18 +285,72 @@ class BSR_BlockB {
         const Needs merge =
             F::float_needs({left, right, float_capacities(a, b), above_both}, precision_at(a));
         if (serial) {
-            return needs_float(m, b, tds, next, above_both)
+            return needs_float(m, b, tds, next, above_both, level + 1)
                 .maximum(merge)
                 .above(right_words)
-                .maximum(needs_float(a, m, tds, next, above_left))
+                .maximum(needs_float(a, m, tds, next, above_left, level + 1))
                 .above(left_words);
         }
         const u64 each = above_both == kAnyRoom ? above_both : above_both / 2;
-        return needs_float(a, m, tds / 2, next, each)
-            .maximum(needs_float(m, b, tds - tds / 2, next, each))
+        return needs_float(a, m, tds / 2, next, each, level + 1)
+            .maximum(needs_float(m, b, tds - tds / 2, next, each, level + 1))
             .twice()
             .maximum(merge)
             .above(left_words + right_words);
+    }
+
+    // What any range of one level needs, exact or not: sizes are those of the first and the last one to the
+    // words of spread_, and the first one's place has the highest precision.
+    Needs needs_float_level(Range first, Range last, u64 tds, u64 depth, u64 room) const {
+        Needs needs;
+        if (any_fits(first, last)) needs = needs_level(first, last, widened(tds), room);
+        if (all_fit(first, last)) return needs;
+        const Range first_half{first.a, split(first.a, first.b)};
+        const Range last_half{split(last.a, last.b), last.b};
+        const Capacities<F> whole = widest_float(first, last), half = widest_float(first_half, last_half);
+        const u64 words = 2 * total_words(half);
+        const u64 rest = room_above(room, words);
+        const u64 next = depth > 0 ? depth - 1 : 0;
+        const Needs merge = F::float_needs({half, half, whole, rest}, precision_at(first.a));
+        const bool first_splits = splits(first.a, first.b), last_splits = splits(last.a, last.b);
+        const bool serial = tds < 2 || depth > 0;
+        if (serial || !first_splits || !last_splits) {
+            needs.take_maximum(
+                needs_float_level(first_half, last_half, tds, next, rest).maximum(merge).above(words));
+        }
+        if (!serial && (first_splits || last_splits)) {
+            const u64 each = rest == kAnyRoom ? rest : rest / 2;
+            needs.take_maximum(needs_float_level(first_half, last_half, tds - tds / 2, next, each)
+                                   .twice()
+                                   .maximum(merge)
+                                   .above(words));
+        }
+        return needs;
+    }
+    Capacities<F> widest_float(Range first, Range last) const {
+        Capacities<F> words{};
+        if (any_fits(first, last)) words = widest(first, last);
+        for (std::size_t i = 0; i < F::kNumbers; i++) {
+            const u64 precision = i == F::kLink ? link_precision_at(first.b) : precision_at(first.a);
+            words[i] = std::max(words[i], F::float_words(precision) + added_);
+        }
+        return words;
+    }
+    // Ranges of one level differ by a term, and by the words of spread_.
+    static u64 most_terms(Range first, Range last) {
+        return std::max(first.b - first.a, last.b - last.a) + 1;
+    }
+    bool any_fits(Range first, Range last) const {
+        const u64 shortest =
+            std::min(series_->plan_words(first.a, first.b), series_->plan_words(last.a, last.b));
+        return shortest <= precision_at(first.a) + spread_ ||
+               most_terms(first, last) < series_->leaf_threshold() + 2;
+    }
+    bool all_fit(Range first, Range last) const {
+        const u64 longest =
+            std::max(series_->plan_words(first.a, first.b), series_->plan_words(last.a, last.b));
+        return longest + spread_ <= precision_at(last.a) ||
+               most_terms(first, last) < std::max<u64>(series_->leaf_threshold(), 4);
     }
 
     const Series* series_;
@@ -297,6 +359,8 @@ class BSR_BlockB {
     bool exact_;
     u64 tds_;
     u64 depth_ = 0;
+    // Whether floating-point levels are followed by their outermost ranges.
+    bool deep_ = false;
     // Words by which a number of a range may exceed that of the outermost ranges of its level.
     u64 spread_ = 0;
     // Words by which one may exceed that of a block of the same size.

@@ -55,14 +55,22 @@ u64 Series::term_count(u64 m, u64 precision_words) {
 
 Series::Series(u64 m, u64 precision_words)
     : BinarySplitting::Series({term_count(m, precision_words), precision_words, 3, kLeafWords, false}),
-      m_(m) {}
+      m_(m),
+      factorial_n_(factorial(u64(1) << m)),
+      largest_term_(term_size(m, u64(1) << m)) {}
 
 // Sum of 2 max(ln n, ln i) + ln i: of T, whose terms are products of such factors.
 DoubleDouble Series::log_size_to_dd(u64 k) const {
     const u64 n = u64(1) << m_;
-    DoubleDouble size = factorial(k) + DoubleDouble(2.0) * DoubleDouble::from_u64(std::min(k, n)) * ln_n(m_);
-    if (k > n) size = size + DoubleDouble(2.0) * (factorial(k) - factorial(n));
-    return size;
+    const DoubleDouble all = factorial(k);
+    const DoubleDouble size = all + DoubleDouble::from_u64(2 * std::min(k, n)) * ln_n(m_);
+    return k > n ? size + DoubleDouble(2.0) * (all - factorial_n_) : size;
+}
+
+DoubleDouble Series::log_size_of_R(u64 k) const {
+    const u64 n = u64(1) << m_;
+    const DoubleDouble size = DoubleDouble::from_u64(2 * std::min(k, n)) * ln_n(m_);
+    return k > n ? size + DoubleDouble(2.0) * (factorial(k) - factorial_n_) : size;
 }
 
 double Series::log_size_to(u64 k) const {
@@ -87,7 +95,7 @@ double Series::log_size_R(u64 a, u64 b) const {
     const double terms = std::log(static_cast<double>(b - a) + 1) + 1;
     if (b < kResolved)
         return log_size_to(b) - log_size_to(a) - (factorial_double(b) - factorial_double(a)) + terms;
-    return (log_size_dd(a, b) - (factorial(b) - factorial(a))).high + terms;
+    return (log_size_of_R(b) - log_size_of_R(a)).high + terms;
 }
 
 // The tail is below the term that it begins with, once the terms fall.
@@ -101,7 +109,7 @@ DoubleDouble Series::log_remaining(u64 k) const {
         };
         return DoubleDouble(std::max(0.0, full.high - (size(n) - size(k))));
     }
-    const DoubleDouble rest = full - (term_size(m_, n) - term_size(m_, k));
+    const DoubleDouble rest = full - (largest_term_ - term_size(m_, k));
     return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
 }
 

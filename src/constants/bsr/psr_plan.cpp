@@ -4,6 +4,7 @@
 
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "constants/bsr/crossing.h"
 
 namespace kalvor::BinarySplitting {
 namespace {
@@ -23,21 +24,14 @@ void append(const Series& series, u64 a, u64 b, PsrBlocks& blocks) {
 
 // The end of the block that starts at s and has log_size of about `limit`.
 u64 limited_end(const Series& series, u64 s, double limit) {
-    u64 lo = s, hi = series.terms();
-    while (hi - lo > 1) {
-        const u64 mid = lo + (hi - lo) / 2;
-        (series.log_size_resolved(s, mid) < limit ? lo : hi) = mid;
-    }
-    return hi;
+    return first_reaching<double>(s, series.terms(), limit,
+                                  [&](u64 k) { return series.log_size_resolved(s, k); });
 }
 
 u64 equilibrium_end(const Series& series, u64 s) {
-    u64 lo = s, hi = series.terms();
-    while (hi - lo > 1) {
-        const u64 mid = lo + (hi - lo) / 2;
-        (series.log_remaining(mid) > series.log_size_dd(s, mid) ? lo : hi) = mid;
-    }
-    return hi;
+    return first_reaching<DoubleDouble>(s, series.terms(), DoubleDouble(0.0), [&](u64 k) {
+        return series.log_size_dd(s, k) - series.log_remaining(k);
+    });
 }
 
 // Every block but the last reaches the limit, and each has a term.

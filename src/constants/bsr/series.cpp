@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "base/errors/exceptions.h"
+#include "constants/bsr/crossing.h"
 
 namespace kalvor::BinarySplitting {
 namespace {
@@ -12,14 +13,8 @@ constexpr u64 kExactIndex = u64(1) << 48;
 constexpr double kExactSize = 4503599627370496.0;  // 2^52
 
 template <class Size, class F>
-u64 bisect(u64 a, u64 b, F&& size_to) {
-    const Size half = (size_to(a) + size_to(b)) * Size(0.5);
-    u64 lo = a, hi = b;
-    while (hi - lo > 1) {
-        const u64 mid = lo + (hi - lo) / 2;
-        (half > size_to(mid) ? lo : hi) = mid;
-    }
-    return hi;
+u64 halfway(u64 a, u64 b, F&& size_to) {
+    return first_reaching<Size>(a, b, (size_to(a) + size_to(b)) * Size(0.5), size_to);
 }
 
 }  // namespace
@@ -62,9 +57,9 @@ u64 Series::output_words(u64 a, u64 b) const {
 
 u64 Series::split_point(u64 a, u64 b) const {
     if (b >= kExactIndex || log_size_to(b) >= kExactSize) {
-        return bisect<DoubleDouble>(a, b, [this](u64 k) { return log_size_to_dd(k); });
+        return halfway<DoubleDouble>(a, b, [this](u64 k) { return log_size_to_dd(k); });
     }
-    return bisect<double>(a, b, [this](u64 k) { return log_size_to(k); });
+    return halfway<double>(a, b, [this](u64 k) { return log_size_to(k); });
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -20,11 +20,8 @@ constexpr Word kMost = std::numeric_limits<Word>::max();
 // - 1.69) nats.
 constexpr double kKeptByBlocks = 420;
 constexpr u64 kFewestTerms = 400;
-// Tasks split ranges from 1000 terms on, into halves of 400 or more, whether a leaf could take them or not.
-constexpr u64 kSplitTerms = 1000;
-constexpr u64 kShortestLeaf = 400;
-// The shortest leaf of one task.
-constexpr u64 kUsualLeaf = 1638;
+// The shortest leaf of a range that is split into leaves: halves of the smallest one.
+constexpr u64 kShortestLeaf = 1638;
 
 double saved_by_one(u64 n) {
     const double terms = static_cast<double>(n);
@@ -103,12 +100,12 @@ void step(BasicIntR& P, BasicIntR& D, Word w, Word v, Word d) {
 // n (ln n - 2.72) from 380 to kTerms.
 double ArcCothLeaf::saved(u64 n) {
     if (n < kFewestTerms) return 0;
-    if (n < kSplitTerms) return saved_by_one(n);
-    return saved_by_one(kShortestLeaf) / static_cast<double>(kShortestLeaf) * static_cast<double>(n);
+    if (n < kTerms) return saved_by_one(n);
+    return usually_saved_per_term() * static_cast<double>(n);
 }
 
 double ArcCothLeaf::usually_saved_per_term() {
-    return saved_by_one(kUsualLeaf) / static_cast<double>(kUsualLeaf);
+    return saved_by_one(kShortestLeaf) / static_cast<double>(kShortestLeaf);
 }
 
 const std::vector<ArcCothLeaf::Prime>& ArcCothLeaf::primes() {

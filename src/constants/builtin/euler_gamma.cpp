@@ -12,6 +12,7 @@
 #include "arith/newton/newton_work.h"
 #include "base/console/format.h"
 #include "base/status/status_scope.h"
+#include "base/status/terminal.h"
 #include "constants/bsr/brent_mcmillan.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/builtin/gamma_c_series.h"
@@ -137,6 +138,8 @@ class BrentMcMillan final : public Evaluator {
         status.Status_Line("The current parameter is too small to meet the target precision.");
         status.Status_Label(8, "Target:", {'Y', Console::format_commas(static_cast<u64>(std::rint(target)))});
         status.Status_Label(8, "Limit:", {'Y', Console::format_commas(static_cast<u64>(std::rint(limit)))});
+        // Where somebody can read it.
+        if (auto* terminal = dynamic_cast<Terminal*>(&status)) terminal->pause();
     }
 
     // result = A / B = T / (Q (Q^2 + R)), inverse = 1 / B = Q^2 / (Q^2 + R).
@@ -183,11 +186,13 @@ class BrentMcMillan final : public Evaluator {
             square.set_sqr(C_precision_, rest, inverse);
             term.set_mul(C_precision_, rest, C, square);
         }
+        const Approximation root{inverse, ErrorBound::of_words(inverse, C_precision_, 2)};
+        const ErrorBound square_error =
+            ErrorBound::sum({product_error(root, root), ErrorBound::of_words(square, C_precision_, 0)});
         StatusSection section(status, "Substracting");
         StatusFrame frame(section.node(), "Subtracting: ");
         ErrorBound error =
-            product_error({C, C_error}, {square, ErrorBound::of_words(square, C_precision_, 4)}) +
-            ErrorBound::of_words(term, C_precision_, 0);
+            product_error({C, C_error}, {square, square_error}) + ErrorBound::of_words(term, C_precision_, 0);
         return error + subtract(context.parallel, result, term);
     }
 

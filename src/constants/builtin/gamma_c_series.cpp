@@ -30,6 +30,16 @@ DoubleDouble odd_factorial(u64 k) {
     return factorial(2 * k) - factorial(k) - DoubleDouble::from_u64(k) * dd::ln2();
 }
 
+// The same where doubles are right to less than a nat.
+constexpr u64 kResolved = u64(1) << 44;
+double factorial_double(u64 k) {
+    const double x = static_cast<double>(k);
+    return k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
+}
+double odd_factorial_double(u64 k) {
+    return factorial_double(2 * k) - factorial_double(k) - static_cast<double>(k) * dd::ln2().high;
+}
+
 }  // namespace
 
 u64 GammaCSeries::term_count(u64 m, u64 precision_words) {
@@ -54,16 +64,19 @@ DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
     return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2();
 }
 
-// Below 2^44 doubles are right to less than a nat.
 double GammaCSeries::log_size_to(u64 k) const {
-    if (k >= u64(1) << 44) return log_size_to_dd(k).high;
-    const double x = static_cast<double>(k);
-    const double factorial = k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
-    return factorial + x * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
+    if (k >= kResolved) return log_size_to_dd(k).high;
+    return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
 }
 
 DoubleDouble GammaCSeries::log_remaining(u64 k) const {
-    const DoubleDouble rest = DoubleDouble::from_u64(precision()) * dd::ln2_64() + term_size(m_, k);
+    const DoubleDouble full = DoubleDouble::from_u64(precision()) * dd::ln2_64();
+    if (k < kResolved) {
+        const double term = 3 * factorial_double(2 * k) - 4 * factorial_double(k) -
+                            static_cast<double>(2 * k) * static_cast<double>(m_ + 4) * dd::ln2().high;
+        return DoubleDouble(std::max(0.0, full.high + std::min(term, 0.0)));
+    }
+    const DoubleDouble rest = full + term_size(m_, k);
     return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
 }
 
@@ -73,6 +86,7 @@ double GammaCSeries::log_size_P(u64 a, u64 b) const {
 }
 
 double GammaCSeries::log_size_R(u64 a, u64 b) const {
+    if (b < kResolved) return 3 * (odd_factorial_double(b) - odd_factorial_double(a)) + 4;
     return (DoubleDouble(3.0) * (odd_factorial(b) - odd_factorial(a))).high + 2;
 }
 

@@ -29,12 +29,17 @@ class SquareRootValue final : public Evaluator {
 
 }  // namespace
 
-bool is_perfect_square(u64 n) {
+u64 integer_root(u64 n) {
     u64 root = 0;
     for (u64 bit = u64(1) << 31; bit != 0; bit >>= 1) {
         const u64 next = root | bit;
         if (next * next <= n) root = next;
     }
+    return root;
+}
+
+bool is_perfect_square(u64 n) {
+    const u64 root = integer_root(n);
     return root * root == n;
 }
 

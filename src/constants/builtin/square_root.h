@@ -6,6 +6,8 @@
 
 namespace kalvor {
 
+// floor(sqrt(n)).
+u64 integer_root(u64 n);
 // By an exact integer root: a double does not tell 2^62 - 1 from 2^62.
 bool is_perfect_square(u64 n);
 

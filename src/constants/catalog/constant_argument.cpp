@@ -23,4 +23,10 @@ i64 parsed_argument(std::string_view text, const char* function) {
     return *count;
 }
 
+u64 digits_of_number(u64 n, u32 radix) {
+    u64 digits = 1;
+    for (; n >= radix; n /= radix) digits++;
+    return digits;
+}
+
 }  // namespace kalvor

@@ -1,5 +1,7 @@
 #include "constants/catalog/log_constant.h"
 
+#include <cmath>
+
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
@@ -46,6 +48,11 @@ const CatalogRow& LogConstant::row() const {
 std::vector<AlgorithmRow> LogConstant::algorithms() const {
     return {{0, "machin-primary", "Machin (primary)", "Primary" + terms_text(formulas_.primary), ""},
             {1, "machin-secondary", "Machin (secondary)", "Secondary" + terms_text(formulas_.secondary), ""}};
+}
+
+// No logarithm of an integer above 1 is an integer, so a double tells its whole part.
+u64 LogConstant::integer_digits(u32 radix) const {
+    return digits_of_number(static_cast<u64>(std::log(static_cast<double>(n_))), radix);
 }
 
 std::unique_ptr<Evaluator> LogConstant::make_evaluator(const EvaluatorRequest& request) const {

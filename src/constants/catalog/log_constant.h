@@ -22,6 +22,7 @@ class LogConstant final : public Constant {
     std::string name_long() const override { return name_short(); }
     std::optional<i64> argument() const override { return n_; }
     std::vector<AlgorithmRow> algorithms() const override;
+    u64 integer_digits(u32 radix) const override;
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 
   private:

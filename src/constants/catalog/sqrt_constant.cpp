@@ -57,6 +57,10 @@ std::vector<std::string> SqrtConstant::algorithm_explanation() const {
             "    over by one digit."};
 }
 
+u64 SqrtConstant::integer_digits(u32 radix) const {
+    return digits_of_number(integer_root(static_cast<u64>(n_)), radix);
+}
+
 std::unique_ptr<Evaluator> SqrtConstant::make_evaluator(const EvaluatorRequest& request) const {
     return SquareRoot(static_cast<Word>(n_)).make_evaluator(request);
 }

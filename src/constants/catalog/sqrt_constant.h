@@ -22,6 +22,7 @@ class SqrtConstant final : public Constant {
     std::optional<i64> argument() const override { return n_; }
     std::vector<AlgorithmRow> algorithms() const override;
     std::vector<std::string> algorithm_explanation() const override;
+    u64 integer_digits(u32 radix) const override;
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 
   private:

@@ -109,6 +109,23 @@ ErrorBound ErrorSum::total() const {
     return count_ == 0 ? largest_ : largest_.shifted(static_cast<i64>(std::bit_width(count_ - 1)));
 }
 
+void ShareSum::add(const Approximation& x) {
+    shares_.add(relative(x));
+}
+
+// With D the sum of the shares, the product of all (1 + d) differs from 1 by at most 2 D where D <= 1/2.
+ErrorBound ShareSum::of(const BigFloat& T) const {
+    const ErrorBound sum = shares_.total();
+    if (sum.exact || sum.is_unlimited()) return sum;
+    if (PowerOfTwo{}.shifted(-1) < sum.limit) return ErrorBound::unlimited();
+    return share_of(T, sum.shifted(1));
+}
+
+ErrorBound tighter(const ErrorBound& x, const ErrorBound& y) {
+    if (x.exact || y.exact) return ErrorBound::none();
+    return ErrorBound::within(std::min(x.limit, y.limit));
+}
+
 ErrorBound ErrorBound::shifted(i64 bits) const {
     return exact || is_unlimited() ? *this : within(limit.shifted(bits));
 }

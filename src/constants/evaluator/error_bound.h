@@ -73,6 +73,22 @@ struct Approximation {
     ErrorBound error;
 };
 
+// The errors of a product of many factors, as shares of their values: product_error() from factor to factor
+// would double the bound with each.
+class ShareSum {
+  public:
+    // Of a factor, or of a rounding of the product.
+    void add(const Approximation& x);
+    // Of the product T; unlimited once a factor may be zero, or the shares are not small.
+    ErrorBound of(const BigFloat& T) const;
+
+  private:
+    ErrorSum shares_;
+};
+
+// The smaller of two bounds of one error.
+ErrorBound tighter(const ErrorBound& x, const ErrorBound& y);
+
 // What the errors of the operands make of an operation that is done exactly. Its own rounding is added to
 // that (of_words).
 ErrorBound product_error(const Approximation& x, const Approximation& y);

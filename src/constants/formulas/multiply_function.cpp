@@ -1,4 +1,6 @@
 // "Multiply": [x1, x2, ...], their product.
+#include <bit>
+
 #include "arith/bigfloat/big_float.h"
 #include "constants/evaluator/large_product.h"
 #include "constants/formulas/arguments.h"
@@ -12,8 +14,9 @@ const char kMultiply[] = "Multiply()";
 // Memory of a product: [the product before it is moved][its scratch]
 class MultiplyStep final : public Step {
   public:
-    explicit MultiplyStep(const StepRequest& request)
+    MultiplyStep(u64 factors, const StepRequest& request)
         : Step(request.precision),
+          factors_(factors),
           product_(precision(), kAnyRoom),
           product_words_(round_up_8(precision() + 3)) {
         needs_ = product_.needs().above(product_words_);
@@ -21,7 +24,7 @@ class MultiplyStep final : public Step {
     }
     bool accumulates() const override { return true; }
     // A few units of the last word for each factor.
-    u64 extra_bits() const override { return 4; }
+    u64 extra_bits() const override { return 4 + static_cast<u64>(std::bit_width(factors_)); }
     std::vector<WorkPhase> work() const override { return {product_.work()}; }
 
     void take(const MultiplyContext& context, Status& status, u64, const Operand& x,
@@ -29,7 +32,9 @@ class MultiplyStep final : public Step {
         const BigFloat factor = x.value->kept(context.parallel, precision() + 2);
         if (product.taken == 0) {
             product.value.set_BigFloat(precision(), context.parallel, factor);
-            product.error = x.error + cut(*x.value, product.value);
+            const ErrorBound cut_off = cut(*x.value, product.value);
+            product.error = x.error + cut_off;
+            product.shares.add({product.value, product.error});
             return;
         }
         AlignedBufferC memory = context.scratch;
@@ -41,11 +46,14 @@ class MultiplyStep final : public Step {
         ErrorBound error = product_error({product.value, product.error}, x);
         product.value.set_BigFloat(precision(), context.parallel, T);
         check_exponent(product.value, kMultiply);
+        product.shares.add(x);
         // The factor's cut, the product's and the move's.
         if (product.value.L != 0 && (T.exp != product.value.exp || !is_exact(product, x))) {
-            error = error + ErrorBound::of_words(product.value, precision(), 1);
+            const ErrorBound rounding = ErrorBound::of_words(product.value, precision(), 1);
+            error = error + rounding;
+            product.shares.add({product.value, rounding});
         }
-        product.error = error;
+        product.error = tighter(error, product.shares.of(product.value));
     }
 
   private:
@@ -55,6 +63,7 @@ class MultiplyStep final : public Step {
                x.value->L <= precision() + 2;
     }
 
+    const u64 factors_;
     const LargeProduct product_;
     const u64 product_words_;
 };
@@ -69,7 +78,7 @@ class MultiplyNode final : public VFormulaNode {
         for (const auto& item : items.elements) expect(*item);
     }
     std::unique_ptr<Step> make_step(const StepRequest& request) const override {
-        return std::make_unique<MultiplyStep>(request);
+        return std::make_unique<MultiplyStep>(children().size(), request);
     }
 };
 

@@ -37,6 +37,7 @@ struct Accumulated {
     u64 taken = 0;
     const BigFloat* first = nullptr;  // the first operand; for comparing, it may be gone
     ErrorSum errors = {};             // of sums: those that `error` is the total of
+    ShareSum shares = {};             // of products: the same
 };
 
 class Step {

@@ -88,6 +88,52 @@ TEST(CertainDigitsTest, ARunWarnsBeforeItsDigits) {
     }
 }
 
+std::optional<u64> open_carry(const ErrorBound& error, const std::string& digits, u64 wanted,
+                              std::string& printed, trel::Word integer = 3) {
+    std::vector<trel::Word> words(digits.size() / 19);
+    for (std::size_t i = 0; i < words.size(); i++)
+        words[words.size() - 1 - i] = std::stoull(digits.substr(19 * i, 19));
+    const FloatReaderB reader(integer, words.data(), words.size(), wanted);
+    const CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    const std::optional<u64> certain = warn_of_open_carry(error, reader, wanted, status);
+    printed = console.text();
+    return certain;
+}
+
+// Behind 40 digits of 57 that were computed.
+TEST(CertainDigitsTest, ACarryThatMayReachTheDigitsIsSaid) {
+    const ErrorBound error = ErrorBound::within({-10, 0});
+    const std::string chance = "1415926535897932384626433832795028841971";
+    const auto row = [&](u64 start, char digit) {
+        return chance.substr(0, start) + std::string(57 - start, digit);
+    };
+    std::string printed;
+    EXPECT_EQ(open_carry(error, row(31, '9'), 40, printed), 30u);
+    EXPECT_EQ(printed,
+              "Warning: The digits end in a row of nines: those behind the first 30 may be rounded either "
+              "way.\n");
+    EXPECT_EQ(open_carry(error, row(0, '9'), 40, printed, 0), 0u);
+    EXPECT_EQ(open_carry(error, row(25, '0'), 40, printed), 24u);
+    EXPECT_EQ(printed,
+              "Warning: The digits end in a row of zeros: those behind the first 24 may be rounded either "
+              "way.\n");
+    EXPECT_EQ(open_carry(error, row(0, '0'), 40, printed), 0u);
+    EXPECT_EQ(open_carry(error, row(18, '9'), 38, printed), 17u);
+    EXPECT_EQ(open_carry(error, row(37, '9'), 39, printed), 36u);
+
+    // By chance, exact, near to zero, known to be no row, or behind the digits.
+    EXPECT_EQ(open_carry(error, row(39, '9'), 40, printed), std::nullopt);
+    EXPECT_EQ(open_carry(ErrorBound::none(), row(31, '9'), 40, printed), std::nullopt);
+    EXPECT_EQ(open_carry(error, row(0, '0'), 40, printed, 0), std::nullopt);
+    EXPECT_EQ(open_carry(error, row(20, '9').substr(0, 56) + "8", 40, printed), std::nullopt);
+    EXPECT_EQ(open_carry(error, row(31, '9'), 30, printed), std::nullopt);
+    EXPECT_EQ(printed, "");
+    // What is not certain does not end the row.
+    const ErrorBound less = ErrorBound::within({-3, 8});  // 2^-184, 55 digits
+    EXPECT_EQ(open_carry(less, row(20, '9').substr(0, 55) + "47", 40, printed), 19u);
+}
+
 // Every built-in constant is computed with words enough for its digits.
 TEST(CertainDigitsTest, ConstantsAreCertain) {
     for (const std::string& token : constant_tokens()) {

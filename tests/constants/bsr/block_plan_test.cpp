@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "constants/bsr/brent_mcmillan.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/builtin/row_series.h"
@@ -199,6 +200,35 @@ TEST(BlockPlanTest, PlanningDoesNotGrowWithTheBlocks) {
     EXPECT_LT(Counted::asked, 20000u);
     EXPECT_EQ(sum.exact_blocks(), plan.blocks.size());
     EXPECT_GT(sum.work(), 0);
+}
+
+// The same for the sums of Euler's constant.
+struct CountedAB : BrentMcMillanAB::Family {
+    static Words capacities(const Series& series, u64 a, u64 b) {
+        asked++;
+        return Family::capacities(series, a, b);
+    }
+    static Needs merge_needs(const MergeSizes<CountedAB>& sizes) {
+        return Family::merge_needs({sizes.left, sizes.right, sizes.out, sizes.room});
+    }
+    static Needs float_needs(const MergeSizes<CountedAB>& sizes, u64 precision) {
+        return Family::float_needs({sizes.left, sizes.right, sizes.out, sizes.room}, precision);
+    }
+    static inline u64 asked = 0;
+};
+
+// 2^k terms and more for a few digits: blocks a thousand times as long as their precision, and many of them.
+TEST(BlockPlanTest, PlanningDoesNotGrowWithAForcedParameter) {
+    for (const u64 k : {16, 20, 21, 22, 23, 28}) {
+        const BrentMcMillanAB::Series series(k, 8);
+        for (const u64 tds : {1, 2, 64}) {
+            CountedAB::asked = 0;
+            const PSR_SeriesB<CountedAB> sum(series, 8, tds);
+            // 3 10^6 where every block and both halves of every range are followed.
+            EXPECT_LT(CountedAB::asked, 200000u) << k << " " << tds;
+            EXPECT_LT(sum.needs().bytes, 300000u) << k << " " << tds;
+        }
+    }
 }
 
 TEST(BlockPlanTest, PlanningDoesNotGrowWithTheTasks) {

@@ -94,6 +94,31 @@ TEST(EulerGammaTest, ForcedParameters) {
     }
 }
 
+// Blocks far longer than their precision, in memory of exactly the planned size.
+TEST(EulerGammaTest, ParametersFarAboveTheNeed) {
+    for (const u64 p : {8, 40}) {
+        const mpz_class want = euler(p + kReferenceWords);
+        for (const u64 tds : {1, 2, 7}) {
+            expect_value(EulerGamma(GammaAlgorithm::plain, 16), p, tds, want, "plain");
+            expect_value(EulerGamma(GammaAlgorithm::refined, 17), p, tds, want, "refined");
+        }
+    }
+}
+
+TEST(EulerGammaTest, ASmallParameterPauses) {
+    const CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    const u64 before = trel::Console::pause_count();
+    EvaluatorRun(EulerGamma(GammaAlgorithm::refined, 3), 10, 1).value(status);
+    EXPECT_EQ(trel::Console::pause_count(), before + 1);
+    const std::string limit = "Limit:  32\n";
+    const std::size_t place = console.text().find(limit);
+    ASSERT_NE(place, std::string::npos) << console.text();
+    EXPECT_EQ(console.text().substr(place + limit.size(), 16), "Press any key to");
+    EvaluatorRun(EulerGamma(GammaAlgorithm::refined, 9), 10, 1).value(status);
+    EXPECT_EQ(trel::Console::pause_count(), before + 1);
+}
+
 TEST(EulerGammaTest, ASmallParameterIsSaid) {
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);

@@ -203,4 +203,15 @@ TEST(LogMachinTest, FlippedBitsNeverComeOut) {
     EXPECT_GT(mended + ended, 40u);
 }
 
+// Tasks do not cut leaves, whose numbers would be longer then.
+TEST(LogMachinTest, ManyTasksTakeLittleMoreMemory) {
+    for (const u64 words : {u64(519053), u64(5190513)}) {
+        const u64 one = LogMachin(2).make_evaluator({words, 1})->needs().bytes;
+        for (const u64 tds : {2, 64})
+            EXPECT_LE(static_cast<double>(LogMachin(2).make_evaluator({words, tds})->needs().bytes),
+                      1.3 * static_cast<double>(one))
+                << words << " " << tds;
+    }
+}
+
 }  // namespace

@@ -12,6 +12,7 @@ using namespace kalvor;
 using kalvor_test::Form;
 using kalvor_test::message_of;
 using trel::InvalidParametersException;
+using trel::u64;
 
 namespace {
 
@@ -40,6 +41,29 @@ TEST(SqrtConstantTest, WhatItSaysOfItself) {
                      "    over by one digit."}));
     EXPECT_EQ(message_of<InvalidParametersException>(Form::message, [&] { root->select_algorithm("1"); }),
               "Invalid Algorithm: 1");
+}
+
+TEST(SqrtConstantTest, DigitsBeforeThePoint) {
+    const struct {
+        const char* n;
+        u64 decimal, hexadecimal;
+    } cases[] = {{"2", 1, 1},
+                 {"99", 1, 1},
+                 {"101", 2, 1},
+                 {"255", 2, 1},
+                 {"257", 2, 2},
+                 {"10001", 3, 2},
+                 {"9223372036854775807", 10, 8}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(make_constant("sqrt", c.n)->integer_digits(10), c.decimal) << c.n;
+        EXPECT_EQ(make_constant("sqrt", c.n)->integer_digits(16), c.hexadecimal) << c.n;
+    }
+    // e^10 = 22026.46..., e^16 = 8886110.52...
+    EXPECT_EQ(make_constant("log", "22026")->integer_digits(10), 1u);
+    EXPECT_EQ(make_constant("log", "22027")->integer_digits(10), 2u);
+    EXPECT_EQ(make_constant("log", "8886110")->integer_digits(16), 1u);
+    EXPECT_EQ(make_constant("log", "8886111")->integer_digits(16), 2u);
+    EXPECT_EQ(make_constant("pi", "")->integer_digits(10), 1u);
 }
 
 TEST(SqrtConstantTest, Arguments) {

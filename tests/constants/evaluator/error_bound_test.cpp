@@ -226,6 +226,26 @@ TEST(ErrorBoundTest, CertainDecimalDigits) {
     }
 }
 
+// A product of n factors loses the logarithm of n.
+TEST(ErrorBoundTest, ProductsOfManyFactors) {
+    trel::Word three = 3;
+    trel::BigFloat x(&three, 1);
+    x.L = 1;
+    x.sign = true;
+    // 3 is between 2 and 4.
+    ShareSum shares;
+    for (int i = 0; i < 64; i++) shares.add({x, ErrorBound::within({-100, 0})});
+    EXPECT_EQ(shares.of(x).limit, PowerOfTwo({-100, 0}).shifted(-1 + 6 + 1 + 2));
+    shares.add({x, ErrorBound::none()});
+    EXPECT_EQ(shares.of(x).limit, PowerOfTwo({-100, 0}).shifted(8));
+    shares.add({x, ErrorBound::within({0, 0})});  // as large as 1/2 of it
+    EXPECT_TRUE(shares.of(x).is_unlimited());
+    EXPECT_TRUE(ShareSum().of(x).exact);
+    EXPECT_EQ(tighter(ErrorBound::within({-3, 1}), ErrorBound::within({-3, 2})).limit, (PowerOfTwo{-3, 1}));
+    EXPECT_EQ(tighter(ErrorBound::unlimited(), ErrorBound::within({-3, 2})).limit, (PowerOfTwo{-3, 2}));
+    EXPECT_TRUE(tighter(ErrorBound::none(), ErrorBound::within({-3, 2})).exact);
+}
+
 // A sum of n terms loses the logarithm of n, and not a bit with each term.
 TEST(ErrorBoundTest, SumsOfManyTerms) {
     const auto bound = [](i64 words) { return ErrorBound::within({words, 0}); };

@@ -1,0 +1,105 @@
+// What holds for every constant: roads that meet, words that are refused, parameters at the ends of their
+// range.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "constants/catalog/catalog.h"
+#include "support/run_program.h"
+
+namespace {
+
+using kalvor_test::ProgramRun;
+using kalvor_test::run_kalvor;
+using kalvor_test::RunOptions;
+using kalvor_test::TemporaryFolder;
+
+constexpr const char* kHash = "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) =";
+
+ProgramRun compute(const std::string& word, const std::string& digits,
+                   const std::vector<std::string>& more = {}) {
+    const TemporaryFolder folder;
+    RunOptions options;
+    options.folder = folder.path();
+    std::vector<std::string> arguments = {"pause:-2", "skip-warnings", "custom", word, "-dec:" + digits,
+                                          "-o",       "out",           "-od:0"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    ProgramRun run = run_kalvor(arguments, options);
+    EXPECT_TRUE(kalvor_test::files_but_validation(folder).empty()) << word;
+    return run;
+}
+
+// The word of a constant on a command line, for each that has more roads than one.
+std::vector<std::pair<std::string, std::string>> words() {
+    std::vector<std::pair<std::string, std::string>> list;
+    for (const std::string& token : kalvor::constant_tokens()) {
+        if (token == "custom") continue;  // any formula
+        const bool asks = kalvor::catalog().factory(*kalvor::catalog().find(token))->takes_argument();
+        const std::string argument = !asks ? "" : token == "brent" ? "20" : "10";
+        if (kalvor::make_constant(token, argument)->algorithms().size() < 2) continue;
+        list.emplace_back(token, argument);
+    }
+    return list;
+}
+
+void expect_equal_hashes(const std::string& digits) {
+    EXPECT_GE(words().size(), 8u);
+    for (const auto& [token, argument] : words()) {
+        const std::string word = argument.empty() ? token : token + ":" + argument;
+        std::string hash;
+        for (const auto& algorithm : kalvor::make_constant(token, argument)->algorithms()) {
+            const ProgramRun run =
+                compute(word, digits, {"-algorithm:" + std::to_string(algorithm.number), "-TD:2"});
+            ASSERT_EQ(run.exit_code, 0) << word << " " << algorithm.token << "\n" << run.out << run.err;
+            const std::string this_hash = run.value(kHash);
+            EXPECT_FALSE(this_hash.empty()) << word;
+            EXPECT_FALSE(run.has("certain")) << word << " " << algorithm.token << "\n" << run.out;
+            if (hash.empty()) hash = this_hash;
+            EXPECT_EQ(this_hash, hash) << word << " " << algorithm.token;
+        }
+    }
+}
+
+TEST(ConstantsProgramTest, EveryRoadLeadsToTheSameDigits) {
+    expect_equal_hashes("1234");
+}
+TEST(SlowConstantsProgramTest, EveryRoadLeadsToTheSameMillionDigits) {
+    expect_equal_hashes("1000000");
+}
+
+TEST(ConstantsProgramTest, Refusals) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "Invalid constant token."},
+        {"euler", "Invalid Constant: euler"},
+        {"brent:0", "Argument must be greater than 0."},
+        {"brent", "Argument must be greater than 0."},
+        {"brent:51", "51 is out of range."},
+        {"log:1", "Argument must be greater than 1."},
+        {"log:2147483648", "2147483648 is out of range."},
+        {"sqrt:10k", "10000 is a perfect square."},
+        // A sum of 2^50 terms for a hundred digits.
+        {"brent:50", "50 is out of range."},
+    };
+    for (const auto& [word, refusal] : cases) {
+        const ProgramRun run = compute(word, "100");
+        EXPECT_EQ(run.exit_code, 1) << word;
+        EXPECT_TRUE(run.has(refusal)) << word << "\n" << run.out << run.err;
+        EXPECT_FALSE(run.has("Working Memory")) << word << "\n" << run.out;
+    }
+}
+
+// More than its precision takes, and less: the run goes on, and says what is certain.
+TEST(ConstantsProgramTest, ParametersOfTheUsersOwn) {
+    const ProgramRun gamma = compute("gamma", "1000");
+    const ProgramRun more = compute("brent:22", "1000", {"-TD:2"});
+    EXPECT_EQ(more.value(kHash), gamma.value(kHash)) << more.out;
+    EXPECT_FALSE(more.value(kHash).empty());
+    const ProgramRun less = compute("brent:5", "1000");
+    EXPECT_EQ(less.exit_code, 0);
+    EXPECT_TRUE(less.has("The current parameter is too small to meet the target precision.")) << less.out;
+    EXPECT_TRUE(less.has(" decimal digits are certain.")) << less.out;
+}
+
+}  // namespace
