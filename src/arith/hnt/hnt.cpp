@@ -187,6 +187,7 @@ void HntTransform::do_forward(const ParallelContext& parallel, void* data, const
             if (here != 0) std::memcpy(to, reinterpret_cast<const u8*>(A) + from, here);
         }
     });
+    parallel.stage("pass", x, elements * stride() * sizeof(Word));
     if (n_tasks < 2) {
         forward_node(x, parameters_.k, temporary(0));
         return;
@@ -212,7 +213,7 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
     TransformHolder holder;
     if (by_fft) holder.emplace<FftTransform>(fft_kernels(), element_fft(n_), tables_);
     // Checked here: the FFT would throw under its own name, on a worker's thread, where it cannot be caught.
-    std::atomic<bool> rounded_right{true};
+    std::atomic<bool> rounded_right{true}, failed{false};
     parallel_for(parallel, n_tasks, [&](u64 task) {
         u8* const memory = scratch + task * task_bytes_;
         Word* const product = reinterpret_cast<Word*>(memory);
@@ -231,19 +232,29 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
             } else if (!floating_point_control_is_right()) {
                 rounded_right.store(false, std::memory_order_relaxed);
                 return;
-            } else if (a == b) {
-                // The check of the whole product covers those of its elements.
-                holder->square_element(inner, product, 2 * n_, a, n_,
-                                       memory + round_up_64(2 * n_ * sizeof(Word)));
             } else {
-                holder->multiply_element(inner, product, 2 * n_, a, n_, b, n_,
-                                         memory + round_up_64(2 * n_ * sizeof(Word)));
+                // The check of the whole product covers those of its elements. What the FFT finds itself is
+                // thrown when all tasks have ended.
+                u8* const rest = memory + round_up_64(2 * n_ * sizeof(Word));
+                try {
+                    if (a == b) {
+                        holder->square_element(inner, product, 2 * n_, a, n_, rest);
+                    } else {
+                        holder->multiply_element(inner, product, 2 * n_, a, n_, b, n_, rest);
+                    }
+                } catch (const ConvolutionFailedException&) {
+                    failed.store(true, std::memory_order_relaxed);
+                    return;
+                }
             }
             fermat::reduce(to, product, n_);
         }
     });
     check_rounding(parallel, "HNT", rounded_right.load(std::memory_order_relaxed), excess_bound(),
                    excess_bound());
+    if (failed.load(std::memory_order_relaxed)) {
+        throw ConvolutionFailedException("HNT", "Coefficient is not an integer.", 0, 0);
+    }
 }
 
 void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
@@ -256,6 +267,7 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
     };
     pointwise(parallel, r, static_cast<const Word*>(X), static_cast<const Word*>(Y),
               static_cast<u8*>(scratch));
+    parallel.stage("pass", r, elements * stride() * sizeof(Word));
     if (n_tasks < 2) {
         inverse_node(r, parameters_.k, temporary(0));
     } else {
@@ -271,6 +283,7 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
             });
         }
     }
+    parallel.stage("pass", r, elements * stride() * sizeof(Word));
     // 2^-k is -2^(64 n - k)
     parallel_for(parallel, n_tasks, [&](u64 task) {
         Word* const t = temporary(task);

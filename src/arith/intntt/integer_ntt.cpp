@@ -186,6 +186,7 @@ void IntegerNttTransform<W>::do_forward(const ParallelContext& parallel, void* d
         }
     });
     const u64 n_rows = u64(a) * b;
+    parallel.stage("pass", out, a * record_.points() * sizeof(W));
     if (n < 2 || c < kSplitExponent) {
         parallel_for(parallel, n, [&](u64 task) {
             for (u64 r = n_rows * task / n; r < n_rows * (task + 1) / n; r++) {

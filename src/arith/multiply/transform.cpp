@@ -127,8 +127,9 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
     for (u32 attempt = 0;; attempt++) {
         const bool last = attempt != 0 || !job.repeatable;
         RingResidue right = job.a.ring.times(job.b.ring);
-        const u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
+        u64 odd_right = by_odd ? odd_modulus().product(job.a.odd, job.b.odd) : 0;
         parallel.stage("right", &right.w, right.p * sizeof(Word));
+        if (by_odd) parallel.stage("odd right", &odd_right, sizeof(odd_right));
         ProductRest rest{RingResidue(period_), 0};
         Word* whole = nullptr;
         bool failed = false;
@@ -151,6 +152,7 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
         }
         if (!failed) {
             parallel.stage("product", job.T, wanted * sizeof(Word));
+            parallel.stage("rest", &rest.ring.w, rest.ring.p * sizeof(Word));
             bool right_one = false;
             u64 digests[2], fold = 0;
             // The fold comes first, or from the same reading: what changes afterwards the comparison sees.
@@ -161,6 +163,11 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
                 digests[0] = odd_right;
                 digests[1] = odd_modulus().add(odd_modulus().residue(whole, W), -rest.above);
                 right_one = odd_modulus().equal(digests[0], digests[1]);
+                if (!right_one &&
+                    odd_modulus().equal(odd_modulus().product(job.a.odd, job.b.odd), digests[1])) {
+                    product_was_corrected(product);
+                    return fold;
+                }
             } else {
                 RingResidue& found = rest.ring;
                 if (period_ == 3) {
@@ -292,6 +299,8 @@ u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip
             B,
             true,
             spare};
+    parallel.stage("residue", &job.a.ring.w, job.a.ring.p * sizeof(Word));
+    parallel.stage("residue", &job.b.ring.w, job.b.ring.p * sizeof(Word));
     parallel.stage("operand", A, LA * sizeof(Word));
     return checked(
         job,
@@ -314,6 +323,7 @@ u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, 
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
     const OperandResidue a = operand(parallel, operation, A, L, 2 * L > convolution_words(), carried);
     Job job{parallel, operation, T, skip, total, a, a, true, A, A, true, spare};
+    parallel.stage("residue", &job.a.ring.w, job.a.ring.p * sizeof(Word));
     parallel.stage("operand", A, L * sizeof(Word));
     return checked(
         job,
@@ -337,6 +347,7 @@ u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip,
     const OperandResidue a =
         operand(parallel, operation, A, LA, LA + b.length > convolution_words(), carried);
     Job job{parallel, operation, T, skip, total, a, b, false, A, b.source, true, spare};
+    parallel.stage("residue", &job.a.ring.w, job.a.ring.p * sizeof(Word));
     parallel.stage("operand", A, LA * sizeof(Word));
     return checked(
         job,

@@ -96,6 +96,17 @@ class BlockRun {
         }
     }
 
+    // The sums of [a, m) and [m, b) become that of [a, b).
+    void merge(const MultiplyContext& context, u64 a, u64 m, u64 b, const ExactRange<F>& left,
+               const ExactRange<F>& right, ExactRange<F>& out) const {
+        F::merge(context, plan_.subtracts(a, m), left, right, out, plan_.edge(b));
+        out.terms = joined(context.parallel, left.terms, right.terms);
+    }
+    void verify(const ParallelContext& parallel, u64 a, u64 b, const ExactRange<F>& out) const {
+        check_terms(out.terms, a, b);
+        kvb_Verify_BSR(a, b, out, parallel);
+    }
+
     // ---- the word level: one task
 
     void sequential(const MultiplyContext& context, Work work, u64 a, u64 b, ExactRange<F>& out) const {
@@ -118,7 +129,7 @@ class BlockRun {
             sequential(above_left, counted, a, m, left);
             sequential(inner, counted, m, b, right);
         };
-        const auto merge = [&] { F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b)); };
+        const auto merge = [&] { this->merge(inner, a, m, b, left, right, out); };
         halves(work);
         mended(context.parallel, a, b, words, merge, [&] {
             halves(Work());
@@ -137,7 +148,7 @@ class BlockRun {
         context.parallel.inner_unchecked = true;
         const auto once = [&] {
             unchecked(context, a, b, out);
-            kvb_Verify_BSR(a, b, out, parallel);
+            verify(parallel, a, b, out);
         };
         mended(parallel, a, b, kRangeWords, once, once);
         for (const ExactFloat& A : out) parallel.stage("rest", A.T, A.L * sizeof(Word));
@@ -145,6 +156,7 @@ class BlockRun {
     void unchecked(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
         if (b - a < plan_.series().leaf_threshold()) {
             F::leaf(plan_.series(), a, b, out, plan_.edge(b), context.scratch);
+            out.terms = {a, b};
         } else {
             const u64 m = plan_.split(a, b);
             MultiplyContext inner = context;
@@ -152,7 +164,7 @@ class BlockRun {
             unchecked(inner, a, m, left);
             ExactRange<F> right = carve_range<ExactFloat>(inner.scratch, plan_.capacities(m, b));
             unchecked(inner, m, b, right);
-            F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b));
+            merge(inner, a, m, b, left, right, out);
         }
         for (const ExactFloat& A : out) context.parallel.stage("piece", A.T, A.L * sizeof(Word));
     }
@@ -176,8 +188,8 @@ class BlockRun {
                 });
         };
         const auto merge = [&] {
-            F::merge(context.with_scratch(memory).with_tds(std::min(tds, plan_.tds())), plan_.subtracts(a, m),
-                     left, right, out, plan_.edge(b));
+            this->merge(context.with_scratch(memory).with_tds(std::min(tds, plan_.tds())), a, m, b, left,
+                        right, out);
         };
         halves(work);
         mended(context.parallel, a, b, words_of_range(a, b), merge, [&] {
@@ -203,7 +215,7 @@ class BlockRun {
             StatusFrame frame(to, "1");
             run_B(inner, frame.node(), m, b, depth - 1, right);
         };
-        const auto merge = [&] { F::merge(inner, plan_.subtracts(a, m), left, right, out, plan_.edge(b)); };
+        const auto merge = [&] { this->merge(inner, a, m, b, left, right, out); };
         halves(status);
         StatusFrame frame(status, "-  ", digits_of(a, b));
         frame.node().refresh();
@@ -219,11 +231,11 @@ class BlockRun {
     void run_verified(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
                       ExactRange<F>& out) const {
         run_B(context, status, a, b, depth, out);
-        const auto verify = [&] { kvb_Verify_BSR(a, b, out, context.parallel); };
-        mended(context.parallel, a, b, words_of_range(a, b), verify, [&] {
+        const auto compare = [&] { verify(context.parallel, a, b, out); };
+        mended(context.parallel, a, b, words_of_range(a, b), compare, [&] {
             SilentStatus silent{Work()};
             run_B(context, silent, a, b, depth, out);
-            verify();
+            compare();
         });
     }
 
@@ -246,6 +258,7 @@ class BlockRun {
                 exact[i] = ExactFloat(out[i].buffer, out[i].buffer_size);
             run_verified(context, status, a, b, 0, exact);
             for (std::size_t i = 0; i < F::kNumbers; i++) out[i] = as_float(exact[i]);
+            out.terms = exact.terms;
             return leave_waiting(context.parallel, out, "piece");
         }
         const u64 m = plan_.split(a, b);
@@ -282,6 +295,8 @@ class BlockRun {
             verify_waiting(context.parallel, right, "right half", m, b);
             F::merge_float(inner, plan_.subtracts(a, m), left, right, out, plan_.precision_at(a),
                            plan_.link_precision_at(b), plan_.edge(b));
+            out.terms = joined(context.parallel, left.terms, right.terms);
+            check_terms(out.terms, a, b);
         };
         halves(status);
         StatusFrame frame(status, "-  ", status_digits(plan_.precision_at(a)));

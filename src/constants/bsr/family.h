@@ -13,13 +13,20 @@
 #include "arith/multiply/needs.h"
 #include "base/names/names.h"
 #include "constants/bsr/series.h"
+#include "constants/bsr/term_span.h"
 
 namespace kalvor::BinarySplitting {
 
+// A range's numbers, and the terms that they are the sum of: set where a leaf is summed, joined at merges, so
+// that a range that is lost, taken twice or put in the wrong place is noticed (term_span.h).
+template <class Number, std::size_t K>
+struct RangeNumbers : std::array<Number, K> {
+    TermSpan terms;
+};
 template <class F>
-using ExactRange = std::array<ExactFloat, F::kNumbers>;
+using ExactRange = RangeNumbers<ExactFloat, F::kNumbers>;
 template <class F>
-using FloatRange = std::array<BigFloat, F::kNumbers>;
+using FloatRange = RangeNumbers<BigFloat, F::kNumbers>;
 // Words of each number's buffer, multiples of 8; 0 for a number that is not needed.
 template <class F>
 using Capacities = std::array<u64, F::kNumbers>;
@@ -80,8 +87,8 @@ u64 total_words(const std::array<u64, K>& capacities) {
 
 // Buffers for a range's numbers.
 template <class Number, std::size_t K>
-std::array<Number, K> carve_range(AlignedBufferC& memory, const std::array<u64, K>& capacities) {
-    std::array<Number, K> range;
+RangeNumbers<Number, K> carve_range(AlignedBufferC& memory, const std::array<u64, K>& capacities) {
+    RangeNumbers<Number, K> range;
     for (std::size_t i = 0; i < K; i++) range[i] = carve<Number>(memory, capacities[i]);
     return range;
 }

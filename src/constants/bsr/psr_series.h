@@ -129,6 +129,7 @@ class PSR_SeriesB {
             StatusFrame frame(number.node(), " " + kind + " ");
             run_block(context.with_scratch(memory), frame.node(), i, plan, areas[i % 2], lent, accumulator);
         }
+        check_terms(accumulator.terms, series_.first(), series_.terms());
         return accumulator;
     }
 
@@ -191,6 +192,7 @@ class PSR_SeriesB {
             if (plan.exact()) {
                 BlockRun<F>(plan).run(inner, to, exact);
                 for (std::size_t j = 0; j < F::kNumbers; j++) results[j] = as_float(exact[j]);
+                results.terms = exact.terms;
             } else {
                 for (BigFloat& A : results) A = BigFloat(A.buffer, A.buffer_size);
                 BlockRun<F>(plan).run(inner, to, results);
@@ -209,6 +211,9 @@ class PSR_SeriesB {
             const auto verify = [&] { verify_waiting(context.parallel, results, "block", block.a, block.b); };
             // Products compare their operands; a copy is right when the words still are behind it.
             if (!last(i)) verify();
+            check_terms(results.terms, block.a, block.b);
+            folded.terms =
+                last(i) ? results.terms : joined(context.parallel, results.terms, accumulator.terms);
             leave_waiting(context.parallel, results, "fold");
             for (BigFloat& A : folded) A = BigFloat(A.buffer, A.buffer_size);
             if (last(i)) {

@@ -419,12 +419,13 @@ struct Result {
     double moment = 0;
     std::string during;  // the console's last words at the moment
     std::string report;
+    std::string found_in;  // of what was corrected or caught: products, ranges of the series, ...
 };
 
 // The line of the console that says what went wrong; empty when there is none.
 std::string report_in(const std::string& console) {
-    for (const char* mark :
-         {"Exception Encountered", "Error", "Failed", "failed", "Mismatch", "corrupt", "damaged"}) {
+    for (const char* mark : {"Exception Encountered", "has crashed", "Error", "Failed", "failed", "Mismatch",
+                             "corrupt", "damaged"}) {
         const size_t at = console.find(mark);
         if (at == std::string::npos) continue;
         std::string text = console.substr(at, 160);
@@ -434,6 +435,29 @@ std::string report_in(const std::string& console) {
         return text;
     }
     return "";
+}
+
+// What met the error. A run that was corrected names the operation, one that was caught says what is wrong.
+std::string found_in(const std::string& console) {
+    const size_t corrected = console.find("Computation error detected and corrected.");
+    const std::string text = console.substr(corrected == std::string::npos ? 0 : corrected);
+    const auto says = [&text](const char* words) { return text.find(words) != std::string::npos; };
+    if (corrected != std::string::npos) {
+        return says("Operation: series")       ? "ranges of the series"
+               : says("Operation: conversion") ? "the conversion"
+               : says("Operation: digits")     ? "digits"
+                                               : "products";
+    }
+    if (says("The product does not fit its operands") || says("An operand was damaged in memory") ||
+        says("Coefficient is too large")) {
+        return "products";
+    }
+    return says("A number was damaged in memory")              ? "numbers at rest"
+           : says("Modular Redundancy Check Failed")           ? "ranges of the series"
+           : says("has crashed")                               ? "crashes"
+           : says("Base Conversion Failed") || says("Overlap") ? "the conversion"
+           : says("Digits changed in memory")                  ? "digits"
+                                                               : "other checks";
 }
 
 struct DigitFile {
@@ -515,12 +539,20 @@ Result one_run(const Options& o, const Setting& setting, u64 number, const Span&
     if (success) {
         if (console.find("Computation error detected and corrected.") != std::string::npos) {
             r.outcome = Outcome::corrected;
+            r.found_in = found_in(console);
         } else {
             r.outcome = r.fault.placed ? Outcome::harmless : Outcome::not_placed;
         }
         return r;
     }
     r.outcome = r.report.empty() ? Outcome::silent_end : Outcome::caught;
+    // What there is instead: the signal or the code, and the last words.
+    if (r.outcome == Outcome::silent_end) {
+        r.report = (WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                                        : "code " + std::to_string(WEXITSTATUS(status))) +
+                   ", " + last_words(folder);
+    }
+    if (r.outcome == Outcome::caught) r.found_in = found_in(console);
     return r;
 }
 
@@ -588,6 +620,19 @@ void print_table(const Table& table) {
     }
 }
 
+// Of the faults that mattered: where they were met, and how many of them were corrected.
+struct Tally {
+    u64 corrected = 0, caught = 0;
+};
+void print_tally(const std::map<std::string, Tally>& tally) {
+    for (const auto& [where, t] : tally) {
+        const u64 all = t.corrected + t.caught;
+        std::printf("found in %-21s %llu, %llu corrected (%.0f %%)\n", (where + ":").c_str(),
+                    static_cast<unsigned long long>(all), static_cast<unsigned long long>(t.corrected),
+                    100.0 * static_cast<double>(t.corrected) / static_cast<double>(all));
+    }
+}
+
 void print_summary(const Table& table, double seconds) {
     u64 all = 0, sums[kOutcomes] = {};
     for (const auto& [kind, counts] : table) {
@@ -619,6 +664,7 @@ int main(int n, char** arguments) {
     std::fflush(stdout);
 
     Table table;
+    std::map<std::string, Tally> tally;
     u64 next = o.first;
     bool bad = false;
     std::mutex mutex;
@@ -635,6 +681,8 @@ int main(int n, char** arguments) {
                                      known.right.at(setting.digits), folder / std::to_string(job));
             const std::lock_guard<std::mutex> lock(mutex);
             table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
+            if (r.outcome == Outcome::corrected) tally[r.found_in].corrected++;
+            if (r.outcome == Outcome::caught) tally[r.found_in].caught++;
             const bool is_bad =
                 r.outcome == Outcome::wrong || r.outcome == Outcome::hang || r.outcome == Outcome::silent_end;
             bad |= is_bad;
@@ -646,7 +694,10 @@ int main(int n, char** arguments) {
     for (u64 job = 0; job < o.jobs; job++) jobs.emplace_back(work, job);
     for (std::thread& job : jobs) job.join();
 
-    if (!o.summary) print_table(table);
+    if (!o.summary) {
+        print_table(table);
+        print_tally(tally);
+    }
     print_summary(table, std::chrono::duration<double>(Clock::now() - start).count());
     fs::remove_all(folder);
     return bad ? 1 : 0;
