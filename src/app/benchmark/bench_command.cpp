@@ -25,6 +25,23 @@ std::vector<std::string> names_of(std::span<const BenchmarkSize> sizes) {
     return names;
 }
 
+// Their names, separated by commas, in lines of the page.
+std::vector<std::string> lines_of(std::span<const BenchmarkSize> sizes) {
+    constexpr std::size_t kColumns = 79;
+    const std::string indent = "    ";
+    std::vector<std::string> lines = {indent};
+    for (const BenchmarkSize& size : sizes) {
+        const std::string item = std::string(size.name) + (&size == &sizes.back() ? "" : ",");
+        std::string& line = lines.back();
+        if (line != indent && line.size() + 1 + item.size() > kColumns) {
+            lines.push_back(indent + item);
+        } else {
+            line += (line == indent ? "" : " ") + item;
+        }
+    }
+    return lines;
+}
+
 [[noreturn]] void refuse_word(const ParameterList& parameters, const BenchmarkSizes& sizes) {
     const std::string& raw = parameters.current_raw();
     std::vector<std::string> names = names_of(sizes.presets);
@@ -48,8 +65,10 @@ std::vector<std::string> bench_help_page() {
         "menu comes up.",
         "",
         "Sizes:"};
-    for (const auto list : {sizes.presets, sizes.superpi})
-        lines.push_back("    " + CommandLine::list_of(names_of(list)));
+    for (const auto list : {sizes.presets, sizes.superpi}) {
+        const auto more = lines_of(list);
+        lines.insert(lines.end(), more.begin(), more.end());
+    }
     lines.insert(lines.end(), {"", "Options, in any order:"});
     for (const auto& option : options_named(compute_settings_table(), kOptions)) {
         const auto more = CommandLine::help_lines(

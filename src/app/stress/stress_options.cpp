@@ -142,8 +142,8 @@ std::vector<std::string> stress_help_page() {
     std::vector<std::string> lines = {
         "Usage:  kalvor stress [tests] [options]",
         "",
-        "Loads logical cores with work whose results are known, and names every core that",
-        "miscalculates. Without tests and options a menu asks.",
+        "Loads logical cores with work whose results are known, and names every core",
+        "that miscalculates. Without tests and options a menu asks.",
         "",
         "Tests (all of them unless some are named):",
     };

@@ -208,7 +208,7 @@ const OptionTable<ViewerOptions>& viewer_option_table() {
         {{"-name", " <text>", "name of compressed files", ""},
          NextWordValue<ViewerOptions>{
              [](ViewerOptions& options, const std::string& name) { options.name = name; }}},
-        number_row("-C", "digits of a compressed file; default, or 0: all in one", 0,
+        number_row("-C", "digits of a compressed file; 0, default: all in one", 0,
                    &ViewerOptions::digits_per_file),
         {{"-ids", ":<a>-<b>", "numbers of the files of a set", "Write a number, or two of them: -ids:0-4."},
          WordValue<ViewerOptions>{set_ids}},
@@ -220,7 +220,8 @@ std::vector<std::string> viewer_help_page() {
     std::vector<std::string> lines = {
         "Usage: kalvor digitviewer [<file> [-dir <folder>] ... [<action> [options]]]",
         "",
-        "<file> is a text file (.txt) or any file of a compressed set (.kvd). Without an action a menu asks.",
+        "<file> is a text file (.txt) or any file of a compressed set (.kvd). Without an",
+        "action a menu asks.",
         "",
         "Actions:",
     };
