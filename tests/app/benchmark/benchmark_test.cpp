@@ -224,7 +224,12 @@ TEST_F(BenchCommandTest, SentencesOfRefusals) {
 
 TEST_F(BenchCommandTest, TheHelpPageNamesEverySizeAndOption) {
     std::string page;
-    for (const std::string& text : bench_help_page()) page += text + "\n";
+    for (const std::string& text : bench_help_page()) {
+        EXPECT_LE(text.size(), 79u) << text;
+        page += text + "\n";
+    }
+    EXPECT_NE(page.find("\n    25m, 50m, "), std::string::npos) << page;
+    EXPECT_NE(page.find(",\n    1t, 2.5t\n    1M, 2M, "), std::string::npos) << page;
     for (const char* word : {"2.5t", "128G", "-o <folder>", "-TD:<n>", "-PF:<name>", "-MA:<name>", "-od"})
         EXPECT_NE(page.find(word), std::string::npos) << word << "\n" << page;
     EXPECT_EQ(page.find("-hex"), std::string::npos);

@@ -192,7 +192,10 @@ TEST_F(ViewerCommandTest, OptionsThatAnActionDoesNotLookAtAreRefused) {
 
 TEST_F(ViewerCommandTest, EveryOptionStandsOnItsPage) {
     std::string page;
-    for (const std::string& line : viewer_help_page()) page += line + "\n";
+    for (const std::string& line : viewer_help_page()) {
+        EXPECT_LE(line.size(), 79u) << line;
+        page += line + "\n";
+    }
     for (const auto& row : viewer_option_table()) EXPECT_NE(page.find(row.text.name), std::string::npos);
     for (const char* word : {"view", "stats", "extract", "compress", "partial"}) {
         EXPECT_NE(page.find(word), std::string::npos);
