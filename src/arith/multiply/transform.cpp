@@ -152,7 +152,7 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
         }
         if (!failed) {
             parallel.stage("product", job.T, wanted * sizeof(Word));
-            parallel.stage("rest", &rest.ring.w, rest.ring.p * sizeof(Word));
+            parallel.stage("ring rest", &rest.ring.w, rest.ring.p * sizeof(Word));
             bool right_one = false;
             u64 digests[2], fold = 0;
             // The fold comes first, or from the same reading: what changes afterwards the comparison sees.
