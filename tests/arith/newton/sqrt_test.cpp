@@ -22,8 +22,8 @@ double square_root_error(const BigFloat& T, const BigFloat& A, u64 p) {
     return difference.log2() - 1 - t.log2() + 64.0 * static_cast<double>(low - T.exp - last_kept(T, p));
 }
 
-// Four units of the p-th word, 64 bits above the last: A^(-1/2) is right to p words, and where its top word is
-// small that of the root is large.
+// Four units of the p-th word, 64 bits above the last: A^(-1/2) is right to p words, and where its top word
+// is small that of the root is large.
 constexpr double kErrorBits = 66;
 
 void expect_root(const SqrtFloatPlan& plan, const BigFloat& A, u64 p, const std::string& what) {
