@@ -21,7 +21,7 @@ namespace kalvor::BinarySplitting {
 // that a range that is lost, taken twice or put in the wrong place is noticed (term_span.h).
 template <class Number, std::size_t K>
 struct RangeNumbers : std::array<Number, K> {
-    TermSpan terms;
+    TermSpan terms = {};
 };
 template <class F>
 using ExactRange = RangeNumbers<ExactFloat, F::kNumbers>;

@@ -262,21 +262,21 @@ SeriesBinaryBBP_PolyData::SeriesBinaryBBP_PolyData(u64 power_of_two, const Polyn
       sizer_Q(sizer("Q(x)", q, remarks, DoubleDouble::from_u64(power) * dd::ln2())),
       log_scale(log_scale_of({p, q, nullptr, power})) {}
 
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesHypergeometric_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHypergeometric_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request) {
-    return evaluator_of<CommonP2B3::Family, HypergeometricSeries>(coefficients, request, std::move(data));
+    return evaluator_of<CommonP2B3::Family, HypergeometricSeries>(coefficients, request, data);
 }
 
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesHyperdescent_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHyperdescent_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request) {
-    return evaluator_of<Hyperdescent::Family, HyperdescentSeries>(coefficients, request, std::move(data));
+    return evaluator_of<Hyperdescent::Family, HyperdescentSeries>(coefficients, request, data);
 }
 
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesBinaryBBP_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data,
                                           bool alternating, i64 power_shift, const Coefficients& coefficients,
                                           const EvaluatorRequest& request) {
-    return evaluator_of<BinaryBBP::Family, BinaryBBPSeries>(coefficients, request, std::move(data),
-                                                            alternating, power_shift);
+    return evaluator_of<BinaryBBP::Family, BinaryBBPSeries>(coefficients, request, data, alternating,
+                                                            power_shift);
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -57,12 +57,12 @@ struct SeriesBinaryBBP_PolyData {
 };
 
 // The value ((P S + Q) / D)^power.
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesHypergeometric_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHypergeometric_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request);
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesHyperdescent_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHyperdescent_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request);
 // s_k is (-1)^k where `alternating`, else 1.
-std::unique_ptr<Evaluator> make_evaluator(std::shared_ptr<const SeriesBinaryBBP_PolyData> data,
+std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data,
                                           bool alternating, i64 power_shift, const Coefficients& coefficients,
                                           const EvaluatorRequest& request);
 
