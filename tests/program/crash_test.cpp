@@ -35,7 +35,7 @@ TEST(CrashTest, AComputationThatCrashesLeavesADump) {
     // One task: the summation of the series, which prints nothing, is far from its end when the dump is
     // written.
     std::thread runner([&] {
-        run = kalvor_test::run_kalvor({"pause:-1", "skip-warnings", "custom", "pi", "-dec:100m", "-TD:1",
+        run = kalvor_test::run_kalvor({"pause:-1", "skip-warnings", "custom", "pi", "-dec:300m", "-TD:1",
                                        "-od:0", "-o", "swordfish-of-the-command-line"},
                                       options);
     });
