@@ -105,7 +105,16 @@ class FractionSeries final : public BinaryBBP::Series {
     i64 unit(u64 b) const { return shift_ - static_cast<i64>(power() * b); }
 
   private:
-    static double ln_factorial(u64 k) { return std::lgamma(static_cast<double>(k) + 1); }
+    // Stirling above; lgamma() writes a global of the C library, so tasks must not call it.
+    static double ln_factorial(u64 k) {
+        if (k < 64) {
+            double sum = 0;
+            for (u64 i = 2; i <= k; i++) sum += std::log(static_cast<double>(i));
+            return sum;
+        }
+        const double x = static_cast<double>(k);
+        return (x + 0.5) * std::log(x) - x + 0.918938533204672742 + 1 / (12 * x) - 1 / (360 * x * x * x);
+    }
 
     const i64 shift_;
     const u64 c_, zeros_;
