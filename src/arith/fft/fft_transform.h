@@ -16,8 +16,9 @@ const FftKernels& fft_kernels(Isa isa);
 const FftKernels& fft_kernels();
 
 // Convolution modulo 2^capacity + 1 (negacyclic) with results cut to the words below the capacity.
-// Coefficients are not checked, because the list of parameters keeps errors below 1/4. A thread that does not
-// round to nearest ends the operation with "The FPU Control Word has been corrupted." and
+// The list of parameters keeps rounding errors below 1/4: a coefficient that is further from an integer ends
+// the operation with ConvolutionFailedException "Coefficient is not an integer.", which has the product done
+// again. A thread that does not round to nearest ends it with "The FPU Control Word has been corrupted." and
 // ConvolutionFailedException "Coefficient is too large.". Read-only after construction: operations may run on
 // several threads at once, each with buffers of its own. Scratch: a place for the whole ring, in which the
 // check looks at windows.
