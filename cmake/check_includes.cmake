@@ -53,8 +53,7 @@ set(console_files
   platform/sysinfo/privileges.cpp
   # the last line of an interrupted run, after its Status
   digits/output/interrupted.cpp
-  # destructors, which cannot throw, and the end of the process
-  platform/fileio/raw_file.cpp
+  # the end of the process
   platform/memory/guarded_heap.cpp)
 set(console_files_found)
 

@@ -10,7 +10,7 @@ namespace trel::os {
 enum class FileAccess {
     create,      // read and write; made if missing, emptied if not; nobody else may have it open
     create_new,  // read and write; category exists where anything has that name, be it a link; nobody else
-    read,        // must exist; other readers are allowed, a writer is not
+    read,        // must exist and not be a pipe; other readers are allowed, a writer is not
     read_write,  // must exist; nobody else may have it open
     take_over,   // must exist and be a plain file, not a link; nobody else may have it open. To remove it.
 };

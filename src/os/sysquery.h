@@ -12,6 +12,12 @@
 
 namespace trel::os {
 
+// Where Windows keeps the classes, and how it is asked for all objects of one.
+inline constexpr const char* kQueryNamespace = "ROOT\\CIMV2";
+inline std::string query_text(const std::string& class_name) {
+    return "SELECT * FROM " + class_name;
+}
+
 // How far a query came.
 enum class QueryFailure : u8 {
     none,

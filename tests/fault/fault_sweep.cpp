@@ -148,12 +148,13 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
         case FaultPoint::refused_position:
             switch (point.made.call) {
                 case Call::close:
-                    EXPECT_NE(outcome.console.find("Unable to close file.\n"), std::string::npos)
-                        << outcome.console;
+                    EXPECT_FALSE(outcome.thrown) << outcome.message;
+                    EXPECT_EQ(outcome.console, "");
                     return;
                 case Call::remove:
-                    EXPECT_NE(outcome.console.find("Unable to delete file.\n"), std::string::npos)
-                        << outcome.console;
+                    EXPECT_NE((outcome.console + outcome.message).find("Unable to delete file."),
+                              std::string::npos)
+                        << outcome.console << outcome.message;
                     return;
                 case Call::reserve:
                 case Call::flush_folder:

@@ -44,7 +44,7 @@ trel::os::OsError usual_error(FaultyFile::Call call);
 // Every category, with numbers of no meaning.
 std::vector<trel::os::OsError> errors_of_all_categories();
 
-// The rules that hold for nearly every operation: a failed close or removal is a line on the console;
-// reserving space, flushing and making folders may fail in silence; everything else is an exception that
-// carries the text and the number.
+// The rules that hold for nearly every operation: a failed close is not an exception and prints nothing; a
+// failed removal is told; reserving space, flushing and making folders may fail in silence; everything else
+// is an exception that carries the text and the number.
 void expect_reported(const FaultPoint& point, const FaultOutcome& outcome);

@@ -1,6 +1,7 @@
 // The seeds of the fuzzers, and some thousand simple mutations of them, without a fuzzer.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -74,11 +75,30 @@ TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
     replay(GetParam(), 500);
 }
 
-// The builder of formulas needs rooms that the fuzzer's program does not have.
-TEST(SlowFuzzReplayTest, AMillionFormulas) {
+// What needs rooms that the fuzzer's program does not have is tried here as often as it is there. The
+// formulas always; the others in every run of the slow suite a part of it, KALVOR_FUZZ_INPUTS=1000000 is all.
+TEST(SlowFormulaReplayTest, AMillionFormulas) {
     const fuzz::Target formula = {"formula", fuzz::formula};
     replay(formula, 1000000 / static_cast<int>(seeds_of("formula").size()) + 1);
 }
+
+class SlowFuzzReplayTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(SlowFuzzReplayTest, ManyInputs) {
+    constexpr int kInputs = 50000;
+    const char* const asked = std::getenv("KALVOR_FUZZ_INPUTS");
+    const int inputs = asked == nullptr ? kInputs : std::atoi(asked);
+    const std::string name = GetParam();
+    const auto* const target = std::find_if(std::begin(fuzz::kTargets), std::end(fuzz::kTargets),
+                                            [&](const fuzz::Target& known) { return name == known.name; });
+    ASSERT_NE(target, std::end(fuzz::kTargets));
+    replay(*target, inputs / static_cast<int>(seeds_of(name).size()) + 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(WholeProgram, SlowFuzzReplayTest,
+                         testing::Values("digit_text", "kvd_file", "spot_check", "custom_settings",
+                                         "options"),
+                         [](const auto& info) { return std::string(info.param); });
 
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplayTest, testing::ValuesIn(fuzz::kTargets),
                          [](const auto& info) { return std::string(info.param.name); });

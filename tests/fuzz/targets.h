@@ -21,6 +21,10 @@
 #endif
 #include "digits/files/kvd_header.h"
 #include "fuzz/require.h"
+#ifndef FUZZ_PARSERS_ONLY
+#include "fuzz/target_files.h"
+#include "fuzz/target_settings.h"
+#endif
 #include "fuzz/target_user_name.h"
 #include "fuzz/target_validation.h"
 #include "os/smbios.h"
@@ -341,6 +345,11 @@ inline constexpr Target kTargets[] = {
     {"kvd", kvd},
 #ifndef FUZZ_PARSERS_ONLY
     {"formula", formula},
+    {"digit_text", digit_text},
+    {"kvd_file", kvd_file},
+    {"spot_check", spot_check},
+    {"custom_settings", custom_settings},
+    {"options", options},
 #endif
     {"stress_settings", stress_settings},
     {"core_list", core_list},

@@ -283,7 +283,7 @@ TEST_F(ConfigTest, WhatIsWrongIsToldByItsMember) {
          "CustomCompute.Output.Path: the number 1 stands there. A text in quotes belongs there."},
         {settings("        OutputVerify : \"true\"\r\n", ""), "CustomCompute.OutputVerify is missing."},
         {settings("        Mode :", "        Extra : 1\r\n        Mode :"),
-         "CustomCompute.Extra: the number 1 stands there."},
+         "There is no setting CustomCompute.Extra."},
         {settings("\"ramanujan\"", "\"ramanujam\""),
          "CustomCompute.Constant.Algorithm: the text \"ramanujam\" stands there. Did you mean \"ramanujan\"? "
          "Known: "

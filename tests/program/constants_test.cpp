@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "constants/catalog/catalog.h"
+#include "support/effort.h"
 #include "support/run_program.h"
 
 namespace {
@@ -17,6 +18,8 @@ using kalvor_test::RunOptions;
 using kalvor_test::TemporaryFolder;
 
 constexpr const char* kHash = "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) =";
+// Of "brent": far above the need.
+constexpr const char* kHighParameter = kalvor_test::thinned(2) == 1 ? "22" : "15";
 
 ProgramRun compute(const std::string& word, const std::string& digits,
                    const std::vector<std::string>& more = {}) {
@@ -37,7 +40,7 @@ std::vector<std::pair<std::string, std::string>> words() {
     for (const std::string& token : kalvor::constant_tokens()) {
         if (token == "custom") continue;  // any formula
         const bool asks = kalvor::catalog().factory(*kalvor::catalog().find(token))->takes_argument();
-        const std::string argument = !asks ? "" : token == "brent" ? "20" : "10";
+        const std::string argument = !asks ? "" : token == "brent" ? kHighParameter : "10";
         if (kalvor::make_constant(token, argument)->algorithms().size() < 2) continue;
         list.emplace_back(token, argument);
     }
@@ -93,7 +96,7 @@ TEST(ConstantsProgramTest, Refusals) {
 // More than its precision takes, and less: the run goes on, and says what is certain.
 TEST(ConstantsProgramTest, ParametersOfTheUsersOwn) {
     const ProgramRun gamma = compute("gamma", "1000");
-    const ProgramRun more = compute("brent:22", "1000", {"-TD:2"});
+    const ProgramRun more = compute(std::string("brent:") + kHighParameter, "1000", {"-TD:2"});
     EXPECT_EQ(more.value(kHash), gamma.value(kHash)) << more.out;
     EXPECT_FALSE(more.value(kHash).empty());
     const ProgramRun less = compute("brent:5", "1000");

@@ -161,8 +161,7 @@ TEST(ErrorsTest, SizeBeyondTheAddressSpaceIsRefusedWhenMemoryIsPlanned) {
                           "program.\n"))
         << run.err;
     EXPECT_NE(run.err.find("The run needs 5.4"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find(" digits. Choose fewer digits with -dec:<n>.\nSee \"kalvor help custom\".\n"),
-              std::string::npos)
+    EXPECT_NE(run.err.find(" digits. Choose fewer digits.\nSee \"kalvor help custom\".\n"), std::string::npos)
         << run.err;
     EXPECT_FALSE(run.has("Working Memory:")) << run.out;
     EXPECT_TRUE(folder.files().empty());

@@ -164,6 +164,143 @@ TEST(FormulasTest, RefusalsOfTheText) {
     }
 }
 
+// Each with the function that refuses it, before anything is allocated.
+TEST(FormulasTest, RefusalsOfEveryFunction) {
+    const std::string locals = "{Scope : {Locals : [{x : 2}] Formula : ";
+    const auto series = [](const char* name, const std::string& members) {
+        return std::string("{Series") + name + " : {" + members + "}}";
+    };
+    const std::string one = "CoefficientP : 1 CoefficientQ : 0 CoefficientD : 1 ";
+    const std::string Q = "PolynomialQ : [0 1] ", P = "PolynomialP : [1] ";
+    const std::string powers = "Alternating : \"false\" PowerCoef : -1 PowerShift : 0 ";
+    const auto list = [](int n) {
+        std::string text;
+        for (int i = 0; i < n; i++) text += "1 ";
+        return text;
+    };
+    const std::string slow =
+        "Series does not meet convergence requirements.\n"
+        "Requirement: |R(x)/Q(x)| < 0.75  for all x >= 1\n\n";
+    struct Case {
+        std::string formula, function, text;
+    };
+    const std::vector<Case> cases = {
+        {"\"x\"", "LoadVariable()", "Cannot load variable outside of a Scope."},
+        {locals + "\"y\"}}", "LoadVariable()", "Variable \"y\" is not defined in this scope."},
+        {"{Scope : {Locals : [{x : 2 y : 3}] Formula : 2}}", "Scope local must have exactly one element.",
+         "Invalid Parameters"},
+        {"{Scope : {Locals : [{pi-2 : 2}] Formula : 2}}", "Scope()",
+         "Variable \"pi-2\" contains an invalid character: '-'"},
+        {"{Scope : {Locals : [{" + std::string(65, 'a') + " : 2}] Formula : 2}}", "Scope()",
+         "Variable name is too long."},
+        {"{Scope : {Locals : [{x : 2} {x : 3}] Formula : 2}}", "Scope()",
+         "Variable \"x\" already exists in this scope."},
+        {"{Shift : [2]}", "Shift()", "Set must have 2 terms."},
+        {"{Multiply : [2]}", "Multiply()", "Set must have at least 2 terms."},
+        {"{Divide : [2]}", "Divide()", "Set must have exactly 2 terms."},
+        {"{Divide : [2 0]}", "Divide()", "Divide by zero."},
+        {"{Divide : [2 -8]}", "Divide()", "Use Shift() to divide by a power-of-two."},
+        {"{Power : [2]}", "Power()", "Set must have exactly 2 terms."},
+        {"{Power : [2 0]}", "Power(x, p)", "Exponent cannot be zero."},
+        {"{LinearCombination : []}", "LinearCombination()", "Set is empty."},
+        {"{LinearCombination : [[1]]}", "LinearCombination()", "Each term must have two parts."},
+        {"{Invsqrt : 1}", "Invsqrt(x)", "Argument is invalid: 1"},
+        {"{Invsqrt : 16}", "Invsqrt(x)", "Argument is a perfect square: 16"},
+        {"{Sqrt : 1}", "Sqrt(x)", "Argument is invalid: 1"},
+        {"{Sqrt : 16}", "Sqrt(x)", "Argument is a perfect square: 16"},
+        {"{InvNthRoot : [3]}", "InvNthRoot()", "Set must have exactly 2 terms."},
+        {"{InvNthRoot : [2 5]}", "InvNthRoot()", "Degree must be greater than 2."},
+        {"{AGM : [2]}", "AGM()", "Set must have exactly 2 terms."},
+        {"{ArcCoth : {x : 1}}", "ArcCoth(x)", "Argument must be greater than 1: x = 1"},
+        {"{ArcCoth : {x : 4294967296}}", "ArcCoth(x)", "Argument is too large: x = 4294967296"},
+        {"{ArcCoth : {x : 3 Power : 2}}", "ArcCoth(x)", "Power must be 1 or -1."},
+        {"{ArcCoth : {x : 3 Coefficient : 0}}", "ArcCoth(x)", "CoefficientP cannot be zero."},
+        {"{ArcSinlemn : {x : 0 y : 2}}", "ArcSinlemn(x/y)", "Argument for ArcSinlemn is invalid: 0"},
+        {"{ArcSinlemn : {x : 65536 y : 65537}}", "ArcSinlemn(x/y)",
+         "x^4 doesn't fit into a machine word: 65536"},
+        {"{ArcSinlemn : {x : 2 y : 65536}}", "ArcSinlemn(x/y)", "y^4 doesn't fit into a machine word: 65536"},
+        {"{ArcSinlemn : {x : 2 y : 2}}", "ArcSinlemn(x/y)",
+         "x must be less than y or series won't converge."},
+        {"{ArcSinlemn : {x : 16 y : 17}}", "ArcSinlemn(x/y)",
+         "x/y is too close to 1.0. Series converges too slowly."},
+        {"{ArcSinlemn : {x : 1 y : 2 Power : 0}}", "ArcSinlemn(x/y)", "Power must be 1 or -1."},
+        {"{Log : 1}", "Log(x)", "Argument is invalid: 1"},
+        {"{Log : 2147483648}", "Log(x)", "Argument is too large: 2147483648"},
+        {locals + "{Log-AGM : {Pi : \"x\" Log2 : \"y\" Argument : 3}}}}", "LoadVariable()",
+         "Variable \"y\" is not defined in this scope."},
+        {"{GoldenRatio : {Power : 2}}", "GoldenRatio", "Power must be 1 or -1."},
+        {"{E : {Power : 2}}", "E", "Power must be 1 or -1."},
+        {"{Pi : {Power : 2}}", "Pi", "Power must be 1 or -1."},
+        {"{Pi : {Algorithm : \"x\"}}", "Pi", "Algorithm must be \"chudnovsky\" or \"ramanujan\"."},
+        {"{Zeta3 : {Power : 2}}", "Zeta3", "Power must be 1 or -1."},
+        {"{Zeta3 : {Algorithm : \"x\"}}", "Zeta3", "Algorithm must be \"wedeniwski\" or \"az\"."},
+        {"{Catalan : {Power : 2}}", "Catalan", "Power must be 1 or -1."},
+        {"{Catalan : {Algorithm : \"x\"}}", "Catalan",
+         "Algorithm must be \"pilehrood-short\" or \"pilehrood-long\"."},
+        {"{Lemniscate : {Power : 2}}", "Lemniscate", "Power must be 1 or -1."},
+        {"{Lemniscate : {Algorithm : \"x\"}}", "Lemniscate",
+         "Algorithm must be \"agm-pi\", \"gauss\", or \"sebah\"."},
+        {"{Lemniscate : {Power : -1 Algorithm : \"gauss\"}}", "Lemniscate",
+         "(Power = -1) is not supported for (Algorithm = gauss)."},
+        {"{Lemniscate : {Power : -1 Algorithm : \"sebah\"}}", "Lemniscate",
+         "(Power = -1) is not supported for (Algorithm = sebah)."},
+        {"{EulerGamma : {Algorithm : \"x\"}}", "EulerGamma",
+         "Algorithm must be \"brent-refined\" or \"brent-original\"."},
+        {"{EulerGamma : {Power : 1}}", "", "Invalid Key: Power"},
+        // Series
+        {series("Hyperdescent", one + P + Q + "Foo : 1"), "", "Invalid Key: Foo"},
+        {series("Hyperdescent", "Power : 2 " + one + P + Q), "SeriesHyperdescent()",
+         "Power must be 1 or -1."},
+        {series("PiChudnovsky", "Power : 0 " + one), "SeriesPiChudnovsky()", "Power must be 1 or -1."},
+        {series("Hyperdescent", "CoefficientP : 0 CoefficientQ : 0 CoefficientD : 1 " + P + Q),
+         "SeriesHyperdescent()", "CoefficientP cannot be zero."},
+        {series("Hyperdescent", "CoefficientP : 1 CoefficientQ : 0 CoefficientD : 0 " + P + Q),
+         "SeriesHyperdescent()", "CoefficientD must be positive."},
+        {series("BinaryBBP", one + P + Q + "Alternating : \"false\" PowerCoef : 0 PowerShift : 0"),
+         "SeriesBinaryBBP()", "PowerCoef must be in [-1024, -1]."},
+        {series("BinaryBBP", one + P + Q + "Alternating : \"false\" PowerCoef : -1 PowerShift : 1024"),
+         "SeriesBinaryBBP()", "PowerShift must be in [-1023, 1023]."},
+        {series("Hyperdescent", one + P + "PolynomialQ : [" + list(64) + "]"), "SeriesHyperdescent()",
+         "Polynomial degree limit is 62."},
+        {series("Hypergeometric", one + P + Q + "PolynomialR : [" + list(64) + "]"), "SeriesHypergeometric()",
+         "Polynomial degree limit is 62."},
+        {series("Hyperdescent", one + Q + "PolynomialP : []"), "SeriesHyperdescent_PolyData()",
+         "Polynomial P(x) is zero."},
+        {series("Hypergeometric", one + P + Q + "PolynomialR : []"), "SeriesHypergeometric_PolyData()",
+         "Polynomial R(x) is zero."},
+        {series("BinaryBBP", one + powers + P + "PolynomialQ : [3]"), "SeriesBinaryBBP_PolyData()",
+         "Polynomial Q(x) must be degree 1 or higher."},
+        {series("Hyperdescent", one + Q + "PolynomialP : [1 0]"), "SeriesHyperdescent_PolyData()",
+         "Polynomial P(x) has a zero top coefficient."},
+        {series("Hyperdescent", one + P + "PolynomialQ : [1 0]"), "SeriesHyperdescent_PolyData()",
+         "Polynomial Q(x) has a zero top coefficient."},
+        {series("Hypergeometric", one + P + Q + "PolynomialR : [1 0]"), "SeriesHypergeometric_PolyData()",
+         "Polynomial R(x) has a zero top coefficient."},
+        {series("Hyperdescent", one + P + "PolynomialQ : [-3 1]"), "make_sizer()",
+         "Polynomial Q(x) is zero at x = 3."},
+        {series("Hypergeometric", one + P + "PolynomialQ : [0 9] PolynomialR : [-3 1]"), "make_sizer()",
+         "Polynomial R(x) is zero at x = 3."},
+        {series("Hypergeometric", one + P + "PolynomialQ : [0 4] PolynomialR : [0 3]"),
+         "SeriesHypergeometric_PolyData::enforce_convergence()", slow + "|R(x)/Q(x)| >= 0.75 at x = 1."},
+        {series("Hypergeometric", one + P + "PolynomialQ : [20] PolynomialR : [0 1]"),
+         "SeriesHypergeometric_PolyData()", "Polynomial Q(x) must be degree 1 or higher."},
+        {series("Hypergeometric", one + P + "PolynomialQ : [10 4] PolynomialR : [0 6]"),
+         "SeriesHypergeometric_PolyData::enforce_convergence()",
+         slow + "R(x)/Q(x) >= 0.75 at or around x = 2.5."},
+        {series("Hypergeometric", one + P + "PolynomialQ : [10 4] PolynomialR : [0 -6]"),
+         "SeriesHypergeometric_PolyData::enforce_convergence()",
+         slow + "R(x)/Q(x) <= -0.75 at or around x = 2.5."},
+        {series("ETaylor", one + "Power : -1 Alternating : \"false\""), "",
+         "Inversion not supported for non-alternating series."},
+    };
+    TemporaryFolder folder;
+    for (const Case& c : cases) {
+        folder.write("f.cfg", file_of(c.formula));
+        const std::string where = c.function.empty() ? "" : "In Function: " + c.function + "\n\n";
+        expect_refusal(folder, "custom:f", where + c.text);
+    }
+}
+
 // Found while it is computed: nothing is left in the folder.
 TEST(FormulasTest, RefusalsOfARun) {
     const std::vector<std::pair<std::string, std::string>> cases = {

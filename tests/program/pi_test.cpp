@@ -119,7 +119,7 @@ TEST(PiTest, EveryCombinationAt10000Digits) {
 
 // Beyond the 28 digits at which a sign counted twice would show.
 TEST(PiTest, ConsecutiveDigitCounts) {
-    for (unsigned long digits = 100; digits < 160; digits += kalvor_test::thinned(7)) {
+    for (unsigned long digits = 100; digits < 160; digits += kalvor_test::thinned_under_wine_too(7)) {
         check({0, 1, "none", ""}, digits, mpfr_pi_decimal(digits));
     }
 }

@@ -88,8 +88,10 @@ std::vector<Road> roads() {
 
 TEST(RootsTest, DigitsOfEveryRoad) {
     for (const Road& road : roads()) {
-        for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL})
+        for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL}) {
+            if (digits != 100 && digits != 10000 && kalvor_test::thinned_under_wine_too(2) != 1) continue;
             check_digits(road, digits, digits % 2 == 0 ? "2" : "1");
+        }
         check_digits(road, 1000, "7");
     }
 }

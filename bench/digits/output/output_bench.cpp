@@ -91,9 +91,13 @@ void WriteAndReadBack(benchmark::State& state) {
     Writing s(static_cast<u64>(state.range(0)));
     FloatWriterB writer = s.writer();
     const std::string base = (std::filesystem::temp_directory_path() / "kalvor-output-bench").string();
+    const DigitFormat& format = digit_format(kTextFormat);
     double write = 0, read = 0;
     for (auto _ : state) {
-        const OutputStats stats = writer.write_dec_digits(base);
+        const auto sink = format.make_sink(base, {10, s.plan.output_digits});
+        const auto file = sink->make_writer(writer.first_dec_digits(), nullptr);
+        const OutputStats stats = writer.write_dec_digits(*file);
+        file->publish();
         write += stats.seconds;
         const auto start = std::chrono::steady_clock::now();
         writer.read_check(base + ".txt", stats, 10);

@@ -1,13 +1,14 @@
 #include "app/benchmark/benchmark_menu.h"
 
 #include "app/benchmark/benchmark_run.h"
+#include "app/session/memory_check.h"
 #include "app/session/memory_plan.h"
 #include "app/session/start_check.h"
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 #include "base/errors/exceptions.h"
-#include "base/errors/run_error.h"
 #include "base/prompt/number_text.h"
 #include "base/prompt/prompt.h"
 #include "digits/output/replacement.h"
@@ -137,8 +138,8 @@ bool settle_replacement(ComputeSettings& settings) {
         return true;
     } catch (const FileIO::FileException& e) {
         Console::new_line();
-        Console::print_line(CommandLine::shown_path(e.path), 'T');
-        Console::print_line(e.message, 'Y');
+        Console::wrapped_line(CommandLine::shown_path(e.path), 0, 'T');
+        Console::wrapped_line(e.message, 0, 'Y');
     }
     Console::new_line();
     Console::aligned_line("  0     ", kTypeWidth, "Choose another size", 'G');
@@ -155,8 +156,9 @@ bool can_start(const ComputeSettings& settings, const BenchmarkMachine& machine)
         return true;
     } catch (const Exception& e) {
         e.print();
-    } catch (const RunError& e) {
-        e.print();
+    } catch (const AddressSpaceExceeded& e) {
+        Console::error_line(e.what());
+        Console::wrapped_line(e.figures, 0, 'Y');
     }
     return false;
 }

@@ -9,7 +9,9 @@ namespace kalvor {
 
 // The settings of a computation of Pi to so many decimal digits.
 ComputeSettings benchmark_settings(u64 decimal_digits);
-// Runs it, or writes the settings file that the command names. Says whether the digits are known to be right.
+// Says that the digits are right when they were compared with known ones.
+void report_benchmark(const RunRecord& record);
+// Runs it, or writes the settings file that the command names.
 bool run_benchmark(ComputeCommand command, const AuthorizationToken& token);
 
 }  // namespace kalvor

@@ -130,7 +130,7 @@ namespace {
 
 void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
     if (!settings.constant->has_extractor())
-        throw InvalidParametersException("", "Option -bbp is only for Pi.");
+        throw InvalidParametersException("", "Option -bbp is only for " + names_with_extractor() + ".");
     const u64 there = settings.size.hexadecimal_digits;
     if (settings.bbp_digits <= there) return;
     throw CommandLine::RefusedException("-bbp: the run has only " + Console::format_commas(there) +

@@ -8,14 +8,15 @@
 #include "app/menus/mode_menu.h"
 #include "app/menus/parallelism_menu.h"
 #include "app/session/console_run.h"
+#include "app/session/memory_check.h"
 #include "app/session/memory_plan.h"
 #include "app/session/start_check.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/settings/output_bytes.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 #include "base/errors/exceptions.h"
-#include "base/errors/run_error.h"
 #include "base/prompt/prompt.h"
 #include "platform/fileio/output_folder.h"
 
@@ -131,8 +132,9 @@ bool can_start(const ComputeSettings& settings) {
         return true;
     } catch (const Exception& e) {
         e.print();
-    } catch (const RunError& e) {
-        e.print();
+    } catch (const AddressSpaceExceeded& e) {
+        Console::error_line(e.what());
+        Console::wrapped_line(e.figures, 0, 'Y');
     }
     return false;
 }

@@ -17,9 +17,9 @@ void print_about_page() {
     Console::print_line(kMaker.contact_address);
     Console::new_line();
     for (const char* line :
-         {"Kalvor is a number-crunching program for mathematical constants: it computes them to",
-          "as many digits as time and memory allow and checks every one of them. It is also a",
-          "multi-threaded Pi benchmark for overclockers and a stress test of the machine."}) {
+         {"Kalvor is a number-crunching program for mathematical constants. It computes",
+          "them to as many digits as time and memory allow and checks what it computes.",
+          "It is also a multi-threaded Pi benchmark for overclockers and a stress test of", "the machine."}) {
         Console::print_line(line);
     }
     Console::new_line();

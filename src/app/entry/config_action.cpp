@@ -1,11 +1,11 @@
 #include "app/entry/config_action.h"
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "app/menus/config_files.h"
 #include "app/menus/not_available.h"
 #include "app/session/console_run.h"
 #include "app/settings/compute_settings_object.h"
@@ -68,13 +68,6 @@ auto build_missing(const char* key, const char* what) {
     };
 }
 
-// "line 5" for people, who count from 1; `message` is "Line 4: ...".
-std::string place_of(const std::string& message) {
-    constexpr std::string_view kLine = "Line ";
-    if (!message.starts_with(kLine)) return "its form";
-    return "line " + std::to_string(std::strtoull(message.c_str() + kLine.size(), nullptr, 10) + 1);
-}
-
 const std::map<std::string, ConfigAction>& config_actions() {
     static const std::map<std::string, ConfigAction> actions = {
         {"CustomCompute", {"Cannot run computation with these parameters.", true, build_custom_compute}},
@@ -112,29 +105,6 @@ ConfigJob build_or_reject(const std::function<ConfigJob()>& build, const char* r
     throw InvalidParametersException(kFunction, rejected);
 }
 
-namespace {
-
-// The tree of the file. What is wrong with its form is told with the file and the line.
-std::unique_ptr<Config::Node> load(const std::string& path) {
-    try {
-        auto root = FileIO::load_config_file(path);
-        (void)root->as<Object>();
-        return root;
-    } catch (const FileIO::FileException& e) {
-        throw SettingsFileException(e);
-    } catch (const EndOfStreamException&) {
-        Console::print_problem("The settings file " + quoted(path) +
-                               " ends too early: a quote, bracket or brace is not closed.\n" + kSeeHelp);
-        throw;
-    } catch (const ParseException& e) {
-        Console::print_problem("The settings file " + quoted(path) + " is wrong in " + place_of(e.message) +
-                               ".\n" + kSeeHelp);
-        throw;
-    }
-}
-
-}  // namespace
-
 std::vector<std::string> config_help_page() {
     return {"Usage:  kalvor [console options] config <file>",
             "",
@@ -159,7 +129,7 @@ bool run_config(ParameterList& parameters, const AuthorizationToken& token) {
                                             kSeeHelp);
     }
 
-    const auto root = load(path);
+    const auto root = load_settings_file(path);
     const Section section(root->as<Object>(), "", [](const std::string& key) {
         return key == "Action" ? action_names() : std::vector<std::string>();
     });

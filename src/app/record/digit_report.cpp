@@ -2,6 +2,7 @@
 
 #include "arith/m61/m61.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 #include "base/names/names.h"
 
 namespace kalvor {
@@ -35,8 +36,20 @@ std::string last_digits_block(const LastDigits& last) {
     return text + "\n";
 }
 
+namespace {
+
+const char* counts_label(const DigitCounts& counts) {
+    return counts.radix == 16 ? "Hex Counts: " : "Dec Counts: ";
+}
+
+}  // namespace
+
 std::string counts_line(const DigitCounts& counts) {
-    return (counts.radix == 16 ? "Hex Counts: " : "Dec Counts: ") + counts_text(counts);
+    return counts_label(counts) + counts_text(counts);
+}
+
+std::vector<std::string> counts_lines(const DigitCounts& counts) {
+    return Console::wrapped_text(counts_label(counts), counts_text(counts));
 }
 
 std::string hash_line(const OutputStats& stats) {

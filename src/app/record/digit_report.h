@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "digits/output/digit_stats.h"
 
@@ -15,6 +16,8 @@ std::string first_digits_block(const OutputStats& stats);
 std::string last_digits_block(const LastDigits& last);
 // "Dec Counts: {...}" / "Hex Counts: {...}", without a line end.
 std::string counts_line(const DigitCounts& counts);
+// The same for a screen: what does not fit into a line stands below.
+std::vector<std::string> counts_lines(const DigitCounts& counts);
 // "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = N", without a line end.
 std::string hash_line(const OutputStats& stats);
 

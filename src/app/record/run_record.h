@@ -21,8 +21,9 @@ namespace kalvor {
 
 // A file that a run has left.
 struct WrittenFile {
-    std::string path;
-    u64 bytes = 0;
+    std::string path;  // of a set's first file
+    u64 bytes = 0;     // of all its files
+    u64 files = 1;
 };
 
 // What was compared with something computed another way, and agreed; a run that finds a difference ends with

@@ -8,6 +8,7 @@
 #include "base/clock/cpu_utilization.h"
 #include "base/command_line/shown_text.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 
 namespace kalvor {
 
@@ -46,8 +47,10 @@ void print_digits(const RunRecord& record, Status& status) {
         report_block(first_digits_block(**stats), status);
         report_block(last_digits_block((*stats)->last), status);
     }
-    if (record.decimal) status.Status_Line(counts_line(record.decimal->counts));
-    if (record.hexadecimal) status.Status_Line(counts_line(record.hexadecimal->counts));
+    for (const std::optional<OutputStats>* stats : {&record.decimal, &record.hexadecimal}) {
+        if (!*stats) continue;
+        for (const std::string& line : counts_lines((*stats)->counts)) status.Status_Line(line);
+    }
     if (record.decimal) status.Status_Line(hash_line(*record.decimal));
     if (record.hexadecimal) status.Status_Line(hash_line(*record.hexadecimal));
 }
@@ -67,11 +70,17 @@ void print_times(const RunRecord& record, Status& status) {
 void print_result(const RunRecord& record, Status& status) {
     status.Status_Line("");
     for (const WrittenFile& file : record.files) {
+        const std::string more = file.files > 1 ? counted(file.files, "file") + ", " : "";
         status.Status_Label(kNameWidth, "Written:",
-                            {'G', CommandLine::shown_path(file.path) + "  (" +
+                            {'G', CommandLine::shown_path(file.path) + "  (" + more +
                                       Console::format_commas(file.bytes) + " bytes)"});
     }
-    status.Status_Label(kNameWidth, "Verified:", {'G', checks_text(record.checks, !record.files.empty())});
+    const char* label = "Verified:";
+    for (const std::string& line : Console::wrapped_text(std::string(kNameWidth, ' '),
+                                                         checks_text(record.checks, !record.files.empty()))) {
+        status.Status_Label(kNameWidth, label, {'G', line.substr(kNameWidth)});
+        label = "";
+    }
     status.Status_Label(kNameWidth, kChecks,
                         {record.checks.errors == 0 ? 'G' : 'Y', counts_alone(record.checks)});
 }

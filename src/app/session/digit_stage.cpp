@@ -1,7 +1,5 @@
 #include "app/session/digit_stage.h"
 
-#include "base/status/status_scope.h"
-
 namespace kalvor {
 
 DigitStage::DigitStage(const WriterPlan& plan, const MultiplyContext& context, Status& status,
@@ -23,17 +21,14 @@ DigitResults DigitStage::write(const DigitRequest& request, OutputFiles& files) 
     report_warnings();
     // Before anything has its name.
     results.spot_check = check_known_digits(request);
-    if (request.bbp_digits != 0) results.bbp_check = check_last_digits(request);
     DigitRequest output = request;
-    if (results.spot_check.position < 0 || (results.bbp_check && results.bbp_check->mismatch != 0))
-        output.to_files = false;
+    if (results.spot_check.position < 0 || request.value_is_wrong) output.to_files = false;
     if (request.hexadecimal) {
         if (request.verify) writer_.verify_binary_words();
         results.hexadecimal = this->output(output, files, 16);
     }
     results.decimal = this->output(output, files, 10);
     report(status_, results.spot_check);
-    if (results.bbp_check) report(status_, *results.bbp_check);
     return results;
 }
 
@@ -50,15 +45,6 @@ SpotCheck DigitStage::check_known_digits(const DigitRequest& request) const {
     return request.reference_folder ? spot_check(digits, plan_.compute_digits, request.name,
                                                  *request.reference_folder, *request.calls)
                                     : spot_check(digits, plan_.compute_digits, request.name, *request.calls);
-}
-
-BbpCheck DigitStage::check_last_digits(const DigitRequest& request) const {
-    const StatusFrame frame(status_, "BBP Check...  ");
-    FloatReaderB digits(value_, request.last_hexadecimal_digit);
-    BBPv2::Workers workers;
-    workers.threads = request.bbp_threads;
-    return bbp_check(digits, request.last_hexadecimal_digit, request.bbp_digits, workers,
-                     *context_.parallel.run);
 }
 
 }  // namespace kalvor

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 
-#include "app/session/bbp_check.h"
 #include "base/names/names.h"
 #include "base/status/status.h"
 #include "digits/output/float_writer.h"
@@ -22,17 +21,13 @@ struct DigitRequest {
     // Where the folders of such tables are, with its final separator; none: the program's own folder.
     std::optional<std::string> reference_folder;
     const FileIO::FileCalls* calls = &FileIO::FileCalls::of_this_machine();
-    // So many of the last hexadecimal digits are computed a second time; 0: none. By so many threads.
-    u64 bbp_digits = 0;
-    u64 last_hexadecimal_digit = 0;
-    u64 bbp_threads = 1;
+    bool value_is_wrong = false;  // then there are statistics, and no file
 };
 
 struct DigitResults {
     OutputStats decimal;
     std::optional<OutputStats> hexadecimal;
     SpotCheck spot_check;
-    std::optional<BbpCheck> bbp_check;
 };
 
 // In the order in which they stand here; what the work has to warn of is reported after each step. plan,
@@ -44,15 +39,14 @@ class DigitStage {
     void convert();
     // Behind the conversion.
     FloatReaderB decimal_digits() const { return writer_.decimal_reader(); }
-    // Verification, comparison with digits that are known or computed another way, output. What differs is
-    // told, and then no file is written: digits that are wrong never have a final name. files: has every
-    // radix of the request when that writes files.
+    // Verification, comparison with known digits, output. Digits that differ are told, and then no file is
+    // written: digits that are wrong never have a final name. files: has every radix of the request when that
+    // writes files.
     DigitResults write(const DigitRequest& request, OutputFiles& files);
 
   private:
     OutputStats output(const DigitRequest& request, OutputFiles& files, u8 radix);
     SpotCheck check_known_digits(const DigitRequest& request) const;
-    BbpCheck check_last_digits(const DigitRequest& request) const;
     void report_warnings();
 
     const WriterPlan& plan_;

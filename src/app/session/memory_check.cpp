@@ -10,6 +10,8 @@ namespace kalvor {
 namespace {
 
 constexpr const char* kNoAddressSpace = "Insufficient Address Space";
+// Menus and settings files lead here too.
+constexpr const char* kWayOut = "Choose fewer digits. On a command line -force:1 runs it anyway.";
 constexpr const char* kSeeHelp = "See \"kalvor help custom\".";
 
 bool exceeds(u64 needed, u64 there) {
@@ -43,14 +45,15 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) 
     return {};
 }
 
-AddressSpaceExceeded::AddressSpaceExceeded(const std::string& words)
+AddressSpaceExceeded::AddressSpaceExceeded(const std::string& figures)
     : RunError(kNoAddressSpace,
                {{' ', "\n"},
-                {'R', words + "\n"},
+                {'R', figures + " Choose fewer digits.\n" + kSeeHelp + "\n"},
                 {'w', "\n"},
                 {'R', std::string(kNoAddressSpace) + "\n"},
                 {'w', "Fatal error encountered. Terminating program.\n"}},
-               Stream::error) {}
+               Stream::error),
+      figures(figures) {}
 
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {
     const u64 needed = demand.bytes;
@@ -58,7 +61,7 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
         u64 there = machine.address_space;
         if (machine.available_physical != 0) there = std::min(there, machine.available_physical);
         throw AddressSpaceExceeded("The run " + memory_figures(needed, there, demand.digits_that_fit(there)) +
-                                   ". Choose fewer digits with -dec:<n>.\n" + kSeeHelp);
+                                   ".");
     }
     const std::string what = physical_memory_warning(machine, needed);
     if (what.empty()) return;
@@ -68,10 +71,9 @@ void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, S
     const std::string figures = "The computation " + memory_figures(needed, free, fit) + ".";
     if (!demand.forced && exceeds(needed, machine.total_physical) &&
         needed - machine.total_physical > machine.total_swap) {
-        throw ExplainedException(
-            what + "\n" + figures + "\nChoose fewer digits, or run it anyway with -force:1.",
-            "The run does not fit into this machine's memory: it " + memory_figures(needed, free, fit) +
-                ". Choose fewer digits with -dec:<n>, or run it anyway with -force:1.\n" + kSeeHelp);
+        throw ExplainedException(what + "\n" + figures + "\n" + kWayOut,
+                                 "The run does not fit into this machine's memory: it " +
+                                     memory_figures(needed, free, fit) + ". " + kWayOut + "\n" + kSeeHelp);
     }
     status.Warning(what);
     status.Warning(figures);

@@ -28,8 +28,10 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes);
 // The run is beyond the address space.
 class AddressSpaceExceeded final : public trel::RunError {
   public:
-    // words: the figures and what to do.
-    explicit AddressSpaceExceeded(const std::string& words);
+    explicit AddressSpaceExceeded(const std::string& figures);
+
+    // "The run needs ... digits.", for menus, where its report would say that the program ends.
+    const std::string figures;
 };
 
 // Before anything is allocated. Throws AddressSpaceExceeded. What is beyond physical memory and swap space

@@ -68,13 +68,13 @@ OutputOptions NormalFloatSession::output_options() {
 }
 
 DigitRequest NormalFloatSession::digit_request() const {
-    const ParallelismSettings& parallelism = settings_.parallelism;
-    const u64 threads = std::min<u64>(parallelism.task_decomposition.value(), parallelism.logical_cores);
-    return {settings_.enable_hex,     settings_.output_enable,
-            settings_.output_verify,  settings_.constant->name_short(),
-            reference_folder_,        environment_.calls,
-            settings_.bbp_digits,     settings_.size.hexadecimal_digits,
-            std::max<u64>(threads, 1)};
+    return {settings_.enable_hex,
+            settings_.output_enable,
+            settings_.output_verify,
+            settings_.constant->name_short(),
+            reference_folder_,
+            environment_.calls,
+            record_.bbp_mismatch.has_value()};
 }
 
 void NormalFloatSession::set(u64 seed) {
@@ -110,17 +110,24 @@ void NormalFloatSession::begin_record() {
     record_.user = environment_.user;
 }
 
+void NormalFloatSession::check_value() {
+    const BbpRequest request = bbp_request(settings_, settings_.size);
+    if (request.digits == 0) return;
+    bbp_check_ = check_last_digits(request);
+    log("BBP Check: " + bbp_check_->text());
+    if (bbp_check_->mismatch != 0) {
+        record_.bbp_mismatch = bbp_check_->mismatch;
+    } else {
+        record_.bbp_good_through = bbp_check_->good_through;
+    }
+    end_phase();
+}
+
 void NormalFloatSession::finish_checks(const DigitResults& digits) {
     add_checks(record_.checks);
     record_.spot_check = {digits.spot_check.position, digits.spot_check.last_good};
-    if (digits.bbp_check) {
-        log("BBP Check: " + digits.bbp_check->text());
-        if (digits.bbp_check->mismatch != 0) {
-            record_.bbp_mismatch = digits.bbp_check->mismatch;
-        } else {
-            record_.bbp_good_through = digits.bbp_check->good_through;
-        }
-    }
+    // Unasked it says nothing of digits that are right.
+    if (bbp_check_ && (settings_.bbp_digits != 0 || bbp_check_->mismatch != 0)) report(status_, *bbp_check_);
     const bool written = settings_.output_enable && !output_->written().empty();
     record_.checks.conversion = true;
     record_.checks.files = settings_.output_verify && written;
@@ -142,7 +149,7 @@ void NormalFloatSession::finish_record() {
     const ClockReading end = ClockReading::now();
     record_.event_log = log_.text();
     for (const auto& file : output_->written()) {
-        record_.files.push_back({os::absolute_path(file.path), file.bytes});
+        record_.files.push_back({os::absolute_path(file.path), file.bytes, file.files});
     }
     record_.timer_check = check_timers(start_, end, record_.clocks.performance_frequency,
                                        record_.clocks.tsc_by_performance_counter);
@@ -235,13 +242,16 @@ void NormalFloatSession::run_phases() {
     status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', date_time_text()});
     status_.Status_Line("");
     log("Begin Computation");
-    const ProcessTimer compute_timer;
+    ProcessTimer timer;
     token_.require("NormalFloatSession::run()", settings_.size.decimal_digits);
     compute();
     log("End Computation");
     end_phase();
+    compute_ = timer.elapsed();
+    check_value();
+    timer.restart();
     convert();
-    compute_ = compute_timer.elapsed();
+    compute_ += timer.elapsed();
     end_phase();
 
     // Measured when the run began; a short one is here first. Nothing is asked of the clocks behind this.

@@ -9,6 +9,7 @@
 
 #include "app/record/run_record.h"
 #include "app/session/authorization_token.h"
+#include "app/session/bbp_check.h"
 #include "app/session/digit_stage.h"
 #include "app/session/event_log.h"
 #include "app/session/memory_plan.h"
@@ -78,6 +79,8 @@ class NormalFloatSession {
     virtual void check_memory() = 0;
     virtual void allocate() = 0;
     virtual void compute() = 0;
+    // Only where request.digits is not 0.
+    virtual BbpCheck check_last_digits(const BbpRequest& request) = 0;
     virtual void convert() = 0;
     virtual DigitResults write_digits(const DigitRequest& request, OutputFiles& files) = 0;
     // Gives back the memory, also when a phase has failed.
@@ -102,6 +105,8 @@ class NormalFloatSession {
     void begin_record();
     // The line of the header that takes a moment to measure: at once, or late where the terminal can.
     std::shared_ptr<Console::LateLine> print_base_frequency();
+    // The value against digits that are computed another way. What differs is told at the end of the run.
+    void check_value();
     void finish_checks(const DigitResults& digits);
     void finish_record();
     // Throws AlgorithmFailedException for digits that were compared and differ.
@@ -125,7 +130,8 @@ class NormalFloatSession {
     std::unique_ptr<BasicParallelizer> framework_;
     WallTimer wall_;  // since the start of the run
     ClockReading start_;
-    TimeSpan compute_;  // from "Begin Computation:" to the end of the radix conversion
+    TimeSpan compute_;  // of the computation and the radix conversion, without the checks of their results
+    std::optional<BbpCheck> bbp_check_;
     EventLog log_;
     RunRecord record_;
 };

@@ -104,6 +104,11 @@ void NormalFloatSessionB::compute() {
     certain_digits_ = warn_of_lost_digits(error_, settings().size.decimal_digits, status());
 }
 
+BbpCheck NormalFloatSessionB::check_last_digits(const BbpRequest& request) {
+    FloatReaderB digits(*memory_->value, request.last);
+    return bbp_check(digits, request, status(), parallel());
+}
+
 void NormalFloatSessionB::convert() {
     const MultiplyContext context{parallel(), memory_->scratch, memory_->tables.get()};
     digits_ = std::make_unique<DigitStage>(plan_.writer, context, status(), *memory_->value);

@@ -26,6 +26,7 @@ class NormalFloatSessionB : public NormalFloatSession {
     void check_memory() override;
     void allocate() override;
     void compute() override;
+    BbpCheck check_last_digits(const BbpRequest& request) override;
     void convert() override;
     DigitResults write_digits(const DigitRequest& request, OutputFiles& files) override;
     void release() noexcept override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/session/bbp_check.h"
 #include "arith/estimate/product_work.h"
 #include "digits/convert/convert_work.h"
 
@@ -37,6 +38,8 @@ std::vector<WorkPhase> run_work(const RunPlan& plan, const ComputeSettings& sett
         phase.seconds /= speed;
         phases.push_back(phase);
     }
+    const BbpRequest check = bbp_request(settings, settings.size);
+    if (check.digits != 0) phases.push_back({kBbpCheckPhase, check.seconds() / speed, kBbpCheckUnits});
     const u64 radix_words = plan.writer.conversion.n;
     parallel("conversion", CBRv2::range_work(radix_words) + CBRv2::table_work(radix_words));
     parallel("verification", CBRv2::verify_work(radix_words));

@@ -13,7 +13,7 @@ constexpr u64 kDefaultDecimalDigits = 50000000;
 }  // namespace
 
 ComputeSettings::ComputeSettings()
-    : constant(make_constant("pi", "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
+    : constant(make_constant(kUsualConstant, "")), size(ComputeSize::from_decimal(kDefaultDecimalDigits)) {}
 
 std::string ComputeSettings::set_decimal_digits(i64 digits) {
     std::string warning;

@@ -14,8 +14,8 @@
 namespace kalvor {
 
 struct ComputeSettings {
-    // Pi by its first algorithm to 50,000,000 digits, output and verification on, the machine's default
-    // tasks, "mmap".
+    // The usual constant by its first algorithm to 50,000,000 digits, output and verification on, the
+    // machine's default tasks, "mmap".
     ComputeSettings();
 
     std::unique_ptr<Constant> constant;

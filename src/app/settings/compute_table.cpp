@@ -93,7 +93,7 @@ SettingsTable make_table() {
                     "as the decimal digits make"},
         {.of = algorithm_setting(),
          .member = "Constant",
-         .values = "token, and for \"sqrt\", \"log\" and \"brent\" Argument : integer",
+         .values = "token, and Argument : integer where the constant has one",
          .menu_number = 2,
          .option = {{"-algorithm", ":<name>", "by name or number (from 0)", "",
                      S().constant->algorithm_tokens().front(), true},
@@ -137,11 +137,13 @@ SettingsTable make_table() {
                     NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = not_empty(path, "-log"); },
                                      "the events are appended to"}},
          .meaning = "append every event of the run to a file, at once"},
-        {.option = {{"-bbp", ":<n>", "check the last n hex. digits (Pi)", kRightBbp},
+        {.option = {{"-bbp", ":<n>", "check last hex. digits (" + names_with_extractor() + ")", kRightBbp,
+                     "32 up to 10m"},
                     CountValue<C>{8, set_bbp_digits}},
-         .meaning =
-             "only Pi: compute the last n hexadecimal digits (8 to 1,048,576) a second time by another "
-             "formula and compare; needs neither `-hex` nor files"},
+         .meaning = "only " + names_with_extractor() +
+                    ": compute the last n hexadecimal digits (8 to 1,048,576) a second time by another "
+                    "formula and compare; needs neither `-hex` nor files; runs of more than 10m digits and "
+                    "those with `-verify:0` do so only with this option"},
         {.option = {{"-threads", ":<n>", "threads, 1 to 65,536", kRightTasks, "all processors"},
                     CountValue<C>{1, set_threads}},
          .meaning = "threads to compute with, 1 to 65,536"},

@@ -30,11 +30,13 @@ Lines custom_help(const SettingsTable& table) {
     append(lines, CommandLine::wrapped_names("Constants:  ", constant_tokens()));
     append(lines, {"", "Options, in any order:"});
     append(lines, option_help(table));
+    const ComputeSettings usual;
+    const std::string example = "    kalvor custom " + usual.constant->token();
     append(lines,
            {"", "Values:", "    <n>       1000000, 1,000,000, 1_000_000, 1.5m, 1e6; suffixes k m b (g) t",
-            "    <switch>  1 or 0, on or off, yes or no, true or false; no value: on", "", "Examples:",
-            "    kalvor custom pi -dec:1m -o out", "    kalvor custom pi -dec:100m -hex -threads:8",
-            "    kalvor custom pi -dec:10m -od:off -algorithm:ramanujan"});
+            "    <switch>  1 or 0, on or off, yes or no, true or false; no value: on", "",
+            "Examples:", example + " -dec:1m -o out", example + " -dec:100m -hex -threads:8",
+            example + " -dec:10m -od:off -algorithm:" + usual.constant->algorithm_tokens().back()});
     return lines;
 }
 

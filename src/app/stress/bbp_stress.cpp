@@ -22,10 +22,10 @@ constexpr const char* kTag = "BBP";
 
 class BbpWorker final : public StressWorker {
   public:
-    explicit BbpWorker(const WorkerPlace& place)
+    BbpWorker(const WorkerPlace& place, const BbpKernels& kernels)
         : place_(place),
           sub_sum_(at_offset(BBPv2::formula(BBPv2::kOriginalBbp).sub_sums[0], kOffset)),
-          sum_(kLimbs),
+          sum_(kLimbs, kernels),
           expected_(summed(Mode::c)) {}
 
     void iterate(u64 iteration) override {
@@ -51,17 +51,18 @@ class BbpWorker final : public StressWorker {
     const FractionFloat expected_;
 };
 
-class BbpStress final : public StressTest {
-  public:
-    BbpStress() : StressTest({kTag, "BBP Digit Extraction", "terms", "AVX512 Float", 0}, true) {}
-
-    u64 size_for(u64) const override { return kTerms; }
-    std::unique_ptr<StressWorker> make_worker(const WorkerPlace& place) const override {
-        return std::make_unique<BbpWorker>(place);
-    }
-};
-
 }  // namespace
+
+BbpStress::BbpStress(const BbpKernels& kernels)
+    : StressTest({kTag, "BBP Digit Extraction", "terms", "AVX512 Float", 0}, true), kernels_(kernels) {}
+
+u64 BbpStress::size_for(u64) const {
+    return kTerms;
+}
+
+std::unique_ptr<StressWorker> BbpStress::make_worker(const WorkerPlace& place) const {
+    return std::make_unique<BbpWorker>(place, kernels_);
+}
 
 const StressTest& bbp_stress() {
     static const BbpStress test;

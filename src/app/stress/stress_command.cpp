@@ -5,6 +5,7 @@
 #include "app/stress/stress_console_run.h"
 #include "app/stress/stress_menu.h"
 #include "app/stress/stress_options.h"
+#include "base/command_line/shown_text.h"
 #include "base/config/section.h"
 #include "base/console/console.h"
 #include "platform/fileio/settings_file.h"
@@ -20,7 +21,7 @@ bool run_stress_action(CommandLine::ParameterList& parameters) {
     }
     const std::string path = FileIO::with_config_extension(choices.save_path);
     FileIO::write_config_file(path, StressSettings::kAction, stress_settings_to_config(choices.settings));
-    Console::labelled_line("Written", path, 'T');
+    Console::labelled_line("Written", CommandLine::shown_path(path), 'G');
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include "app/menus/config_files.h"
 #include "app/stress/core_menu.h"
 #include "app/stress/stress_console_run.h"
+#include "base/config/section.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/prompt/prompt.h"
@@ -138,8 +139,11 @@ bool run_stress_menu(StressSettings settings, const StressMachine& machine, cons
                 break;
             case 9:
                 // What cannot be used is reported, and the menu comes again with the settings as they were.
-                load_from_menu(StressSettings::kAction, [&](const Config::Object& loaded) {
-                    settings = load_stress_settings(loaded, machine);
+                load_from_menu(StressSettings::kAction, [&](const Config::Object& file) {
+                    settings = Config::Section(file, StressSettings::kAction, {})
+                                   .read([&](const Config::Object& object) {
+                                       return load_stress_settings(object, machine);
+                                   });
                 });
                 break;
             case 10:

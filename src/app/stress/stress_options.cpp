@@ -27,7 +27,7 @@ constexpr const char* kPage = "help stress";
 constexpr const char* kFunction = "parse_stress_options()";
 constexpr const char* kRightCores = "Write numbers and ranges: -cores:0-3,8.";
 constexpr const char* kRightMemory = "Write 768MB, 2.5GB or a number of bytes.";
-constexpr const char* kRightSeconds = "Write seconds; 0 is no limit.";
+constexpr const char* kRightSeconds = "Write seconds; 0 means no limit.";
 
 bool is_digit(char c) {
     return c >= '0' && c <= '9';
@@ -93,7 +93,7 @@ u64 parse_stress_memory(const std::string& text) {
     };
     if (!whole) refuse(" is not a memory size. ");
     const auto bytes = Prompt::parse_memory_size(text);
-    if (bytes == 0) refuse(" is no memory at all. ");
+    if (bytes == 0) refuse(" is not an amount of memory. ");
     if (bytes > StressSettings::kMostMemory) return StressSettings::kMostMemory;
     return static_cast<u64>(bytes);
 }

@@ -50,12 +50,11 @@ class StressRun {
             return false;
         }
         status_.Status_Line("Allocating Memory...");
-        StressTeam team(settings_, calls_);
-        report_start(team);
         able_ = able_tests();
+        StressTeam team(settings_, calls_, able_);
+        report_start(team);
         if (team.n_ready() != 0) {
             start_ = calls_.seconds();
-            if (!able_.empty()) team.begin(able_);
             for (u64 iteration = 1; !over_; iteration++) run_iteration(team, iteration);
         }
         status_.Status_Line("");

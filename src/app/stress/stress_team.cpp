@@ -25,8 +25,9 @@ constexpr auto kLook = std::chrono::milliseconds(20);
 
 }  // namespace
 
-StressTeam::StressTeam(const StressSettings& settings, const StressCalls& calls)
-    : settings_(settings), calls_(calls) {
+StressTeam::StressTeam(const StressSettings& settings, const StressCalls& calls,
+                       std::vector<const StressTest*> tests)
+    : settings_(settings), calls_(calls), tests_(std::move(tests)) {
     for (const u32 core : settings.cores) starts_.push_back({core, false, false, {}, {}});
     try {
         for (Start& start : starts_) {
@@ -47,13 +48,6 @@ StressTeam::StressTeam(const StressSettings& settings, const StressCalls& calls)
 StressTeam::~StressTeam() {
     stop();
     join();
-}
-
-void StressTeam::begin(std::vector<const StressTest*> tests) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    tests_ = std::move(tests);
-    begun_ = true;
-    go_.notify_all();
 }
 
 void StressTeam::end_turn(u64 turn, bool last) {
@@ -115,14 +109,13 @@ void StressTeam::work(Member& member, Start& start) {
         prepare(member, start, memory);
         bool ready;
         {
-            std::unique_lock<std::mutex> lock(mutex_);
+            const std::lock_guard<std::mutex> lock(mutex_);
             ready = start.bound && start.has_memory;
             // One that cannot run keeps nobody waiting.
             if (!ready) member.turns_done = ~u64(0);
             n_started_++;
             news_.notify_one();
-            go_.wait(lock, [this] { return begun_ || over_; });
-            ready = ready && begun_;
+            ready = ready && !tests_.empty() && !over_;
         }
         if (!ready) return;
         const u64 bytes = settings_.memory_per_thread() / 64 * 64;

@@ -30,9 +30,10 @@ struct StressFailure {
 // All functions belong to one thread, that of the run.
 class StressTeam {
   public:
-    // Starts a thread for each core, which is then bound to it and gets its memory; returns when all are
-    // ready or have failed.
-    StressTeam(const StressSettings& settings, const StressCalls& calls);
+    // Starts a thread for each core, which is then bound to it, gets its memory and begins: turn t is test t
+    // mod their number. Returns when all have begun or failed. Without tests they begin nothing.
+    StressTeam(const StressSettings& settings, const StressCalls& calls,
+               std::vector<const StressTest*> tests);
     // Ends all threads.
     ~StressTeam();
     StressTeam(const StressTeam&) = delete;
@@ -50,8 +51,6 @@ class StressTeam {
     // Cores that can run.
     u64 n_ready() const { return n_ready_; }
 
-    // Turn t is test t mod their number. The threads begin.
-    void begin(std::vector<const StressTest*> tests);
     // Lets the threads leave turn t after their iteration; last: they begin no other.
     void end_turn(u64 turn, bool last);
     // Lets them leave whatever they do, at their next poll.
@@ -85,7 +84,7 @@ class StressTeam {
     const StressCalls& calls_;
     std::vector<Start> starts_;
     u64 n_ready_ = 0;
-    std::vector<const StressTest*> tests_;
+    const std::vector<const StressTest*> tests_;
     std::deque<Member> members_;
 
     std::atomic<u64> turns_ended_{0};  // turns below it are over
@@ -93,7 +92,6 @@ class StressTeam {
     std::condition_variable news_;     // for the run
     std::condition_variable go_;       // for the threads
     u64 n_started_ = 0;
-    bool begun_ = false;
     bool over_ = false;  // no thread begins another turn
     bool stopped_ = false;
     std::vector<StressFailure> failures_;

@@ -12,9 +12,9 @@ namespace kalvor {
 inline constexpr const char* kNoUserFile = "Username.txt not found.";
 
 // The name behind "Username:" in the first "Username.txt" that can be read, in this folder (with its final
-// separator) or the one above it. A folder of that name, a file without the right to read it and one above a
-// megabyte count as not there. Otherwise why there is none: "Username.txt not found." or "Tag not found in
-// Username.txt".
+// separator) or the one above it. A folder or a pipe of that name, a file without the right to read it and
+// one above a megabyte count as not there. Otherwise why there is none: "Username.txt not found." or "Tag not
+// found in Username.txt".
 std::string user_line(const std::string& executable_directory,
                       const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
 

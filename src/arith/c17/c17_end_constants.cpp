@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "arith/residue/residue_power.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -15,12 +16,7 @@ u64 multiply_mod(u64 x, u64 y, u64 p) {
     return static_cast<u64>(u128(x) * y % p);
 }
 u64 inverse_mod(u64 x, u64 p) {  // x^(p - 2)
-    u64 result = 1;
-    for (u64 e = p - 2; e != 0; e >>= 1) {
-        if (e & 1) result = multiply_mod(result, x, p);
-        x = multiply_mod(x, x, p);
-    }
-    return result;
+    return residue_power(x, p - 2, [p](u64 a, u64 b) { return multiply_mod(a, b, p); });
 }
 // The representative of x, 0 <= x < p, between -p / 2 and p / 2.
 i64 balanced(u64 x, u64 p) {

@@ -7,6 +7,8 @@
 #include <memory>
 #include <mutex>
 
+#include "arith/residue/residue_power.h"
+
 namespace trel {
 namespace {
 
@@ -20,11 +22,7 @@ struct Field {
     u64 add(u64 x, u64 y) const { return (x + y) % p; }
     u64 sub(u64 x, u64 y) const { return (x + p - y) % p; }
     u64 power(u64 x, u64 e) const {
-        u64 r = 1;
-        for (; e != 0; e >>= 1, x = mul(x, x)) {
-            if (e & 1) r = mul(r, x);
-        }
-        return r;
+        return residue_power(x, e, [this](u64 a, u64 b) { return mul(a, b); });
     }
     u64 inverse(u64 x) const { return power(x, p - 2); }
     // The representative of least magnitude.

@@ -46,7 +46,7 @@ constexpr Entry kModuli[] = {
     {444165519067545601, true},  // 5 * 2^9 points of 16 bits
     {1321791980350283777, true},  // 5 * 2^9 points of 18 bits
     {0, false},  // 3 * 2^10 points of 16 bits
-    {312111894934609921, true},  // 3 * 2^10 points of 17 bits
+    {312111894934609921, false},  // 3 * 2^10 points of 17 bits
     {826662768143515649, true},  // 3 * 2^10 points of 18 bits
     {825753601, true},  // 1 * 2^12 points of 16 bits
     {2663848877152141313, true},  // 1 * 2^12 points of 18 bits

@@ -9,6 +9,7 @@
 #include "arith/fft/fft_tables.h"
 #include "arith/fft/fft_transform.h"
 #include "arith/hnt/fermat_ring.h"
+#include "arith/hnt/residue_transform.h"
 #include "arith/kernels/word_array.h"
 #include "arith/kernels/words32.h"
 #include "arith/multiply/transform_tables.h"
@@ -43,12 +44,17 @@ u64 bytes_of_task(const HntParameters& p) {
                     2 * transform + round_up_64(fft.capacity() / 8) + round_up_64(2 * n * sizeof(Word)));
 }
 
-u64 bytes_of_data(const HntParameters& p) {
+u64 bytes_of_elements(const HntParameters& p) {
     return round_up_64(p.elements() * (p.element_units() / 2 + 1) * sizeof(Word));
 }
 
+// Behind the elements the transform of the points' residues, a word for each.
+u64 bytes_of_data(const HntParameters& p) {
+    return bytes_of_elements(p) + round_up_64(p.elements() * sizeof(u64));
+}
+
 u64 tasks_of_scratch(const HntParameters& p) {
-    return std::clamp<u64>(bytes_of_data(p) / bytes_of_task(p), 1, kMaxTasks);
+    return std::clamp<u64>(bytes_of_elements(p) / bytes_of_task(p), 1, kMaxTasks);
 }
 
 u64 bytes_of_scratch(const HntParameters& p) {
@@ -83,6 +89,7 @@ HntTransform::HntTransform(const HntParameters& parameters, const FftSharedTable
       parameters_(parameters),
       tables_(tables),
       n_(parameters.element_units() / 2),
+      residues_at_(bytes_of_elements(parameters)),
       task_bytes_(bytes_of_task(parameters)),
       max_tasks_(tasks_of_scratch(parameters)) {}
 
@@ -179,20 +186,24 @@ void HntTransform::do_forward(const ParallelContext& parallel, void* data, const
     const auto temporary = [&](u64 task) {
         return reinterpret_cast<Word*>(static_cast<u8*>(scratch) + task * task_bytes_);
     };
+    u64* const residues = residues_of(data);
     parallel_for(parallel, n_tasks, [&](u64 task) {
         for (u64 j = elements * task / n_tasks; j < elements * (task + 1) / n_tasks; j++) {
             Word* const to = x + j * stride();
             const u64 from = std::min(j * point_bytes, bytes), here = std::min(point_bytes, bytes - from);
             std::memset(to, 0, stride() * sizeof(Word));
             if (here != 0) std::memcpy(to, reinterpret_cast<const u8*>(A) + from, here);
+            residues[j] = residue_transform::of_words(to, n_);
         }
     });
+    residue_transform::forward(residues, parameters_.k);
     parallel.stage("pass", x, elements * stride() * sizeof(Word));
     if (n_tasks < 2) {
         forward_node(x, parameters_.k, temporary(0));
         return;
     }
     for (u32 level = 0; level < kSharedLevels; level++) {
+        if (level != 0) parallel.stage("pass", x, elements * stride() * sizeof(Word));
         shared_level(parallel, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
             forward_butterfly(x + i * stride(), x + partner * stride(), j, temporary(task));
         });
@@ -257,6 +268,30 @@ void HntTransform::pointwise(const ParallelContext& parallel, Word* r, const Wor
     }
 }
 
+// The coefficients against those of the points' residues. What changed between the product of the points and
+// here changes a coefficient by a power of two or the difference of two, or makes it too large. The check of
+// the words would not see it where the modulus has no factor in common with that of the branch.
+void HntTransform::check_residues(const ParallelContext& parallel, const Word* elements,
+                                  const u64* residues) const {
+    const u64 n = parameters_.elements(), n_tasks = this->n_tasks(parallel);
+    u64 right[kMaxTasks], found[kMaxTasks];
+    parallel_for(parallel, n_tasks, [&](u64 task) {
+        right[task] = found[task] = 0;
+        for (u64 i = n * task / n_tasks; i < n * (task + 1) / n_tasks; i++) {
+            const u64 now = residue_transform::of_words(elements + i * stride(), stride());
+            if (now == residues[i]) continue;
+            right[task] = residues[i];
+            found[task] = now;
+            return;
+        }
+    });
+    for (u64 task = 0; task < n_tasks; task++) {
+        if (right[task] == found[task]) continue;
+        throw ConvolutionFailedException("HNT", "Coefficient does not fit its residue.", right[task],
+                                         found[task]);
+    }
+}
+
 void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip, u64 total, void* work,
                               const void* X, const void* Y, void* scratch, ProductRest* rest) const {
     check_work_area(parallel, scratch);
@@ -267,7 +302,10 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
     };
     pointwise(parallel, r, static_cast<const Word*>(X), static_cast<const Word*>(Y),
               static_cast<u8*>(scratch));
+    u64* const residues = residues_of(work);
+    residue_transform::multiply(residues, residues_of(X), residues_of(Y), parameters_.k);
     parallel.stage("pass", r, elements * stride() * sizeof(Word));
+    residue_transform::inverse(residues, parameters_.k);
     if (n_tasks < 2) {
         inverse_node(r, parameters_.k, temporary(0));
     } else {
@@ -281,6 +319,7 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
             shared_level(parallel, n_tasks, level, [&](u64 i, u64 partner, u64 j, u64 task) {
                 inverse_butterfly(r + i * stride(), r + partner * stride(), j, temporary(task));
             });
+            if (level != 0) parallel.stage("pass", r, elements * stride() * sizeof(Word));
         }
     }
     parallel.stage("pass", r, elements * stride() * sizeof(Word));
@@ -294,6 +333,7 @@ void HntTransform::do_inverse(const ParallelContext& parallel, Word* T, u64 skip
         }
     });
     parallel.stage("coefficients", r, elements * stride() * sizeof(Word));
+    check_residues(parallel, r, residues);
     join(parallel, T, skip, total, r, scratch, rest);
 }
 

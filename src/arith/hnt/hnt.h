@@ -12,7 +12,12 @@ class FftSharedTables;
 
 // Cyclic convolution modulo 2^capacity - 1 (Schoenhage and Strassen 1971). The root of unity of order 2^k is
 // 2^(m/2), or 2^(1/2) to the power m for odd m, where 2^(1/2) is 2^(24 L) - 2^(8 L). Windows of products that
-// do not wrap are exact. Data: 2^k elements of L / 2 + 1 words. Read-only after construction.
+// do not wrap are exact. Data: 2^k elements of L / 2 + 1 words, and a word for each, the transform of the
+// points' residues (residue_transform.h). Read-only after construction.
+//
+// The convolution is done with the points and with their residues. inverse() throws
+// ConvolutionFailedException "Coefficient does not fit its residue." where the two differ, so that a changed
+// bit is found in every branch of the transform.
 //
 // Elements of 24 units or more are multiplied by the floating-point FFT: when a thread that takes part in
 // that does not round to nearest, inverse() throws ConvolutionFailedException "Coefficient is too large.".
@@ -51,13 +56,21 @@ class HntTransform final : public Transform {
     void inverse_node(Word* x, u32 levels, Word* temporary) const;
     template <class F>
     void shared_level(const ParallelContext& parallel, u64 n_tasks, u32 level, const F& f) const;
+    u64* residues_of(void* data) const {
+        return reinterpret_cast<u64*>(static_cast<u8*>(data) + residues_at_);
+    }
+    const u64* residues_of(const void* data) const {
+        return reinterpret_cast<const u64*>(static_cast<const u8*>(data) + residues_at_);
+    }
+    void check_residues(const ParallelContext& parallel, const Word* elements, const u64* residues) const;
     void pointwise(const ParallelContext& parallel, Word* r, const Word* x, const Word* y, u8* scratch) const;
 
     u64 excess_bound() const { return u64(2) << parameters_.k; }
 
     HntParameters parameters_;
     const FftSharedTables* tables_;
-    u64 n_;  // words of an element without its top
+    u64 n_;            // words of an element without its top
+    u64 residues_at_;  // offset of the residues in the data
     u64 task_bytes_;
     u64 max_tasks_;  // that the scratch is for
 };

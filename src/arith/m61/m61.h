@@ -1,5 +1,5 @@
-// Residues modulo M61 = 2^61 - 1, which ride along with every exact number. A residue is lazily reduced: any
-// value below 2^63 that is congruent; canonical() gives the one in [0, M61).
+// Residues modulo M61 = 2^61 - 1, by which digits and their conversion are checked. A residue is lazily
+// reduced: any value below 2^63 that is congruent; canonical() gives the one in [0, M61).
 #pragma once
 
 #include "os/types.h"

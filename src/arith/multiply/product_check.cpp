@@ -24,7 +24,13 @@ u64 mixed(u64 h, u64 word) {
 }
 
 constexpr u64 kFormed = u64(1) << 63;
-constexpr u64 kFirstOfRing = 5;  // seal, length and kFormed, source, fold, odd
+constexpr u64 kFirstOfRing = 5;  // seal, length and kFormed, source, fold or m61, odd
+
+// Three words of a ring say what their fold is. Then its place is that of the residue modulo 2^61 - 1, so
+// that a label stays within a cache line.
+bool fold_follows(const OperandResidue& r) {
+    return r.formed && r.ring.p == 3;
+}
 
 }  // namespace
 
@@ -33,13 +39,15 @@ u64 OperandResidue::sealed() const {
     h = mixed(h, reinterpret_cast<u64>(source));
     h = mixed(h, fold);
     h = mixed(h, odd);
+    h = mixed(h, m61);
     for (u32 i = 0; i < ring.p; i++) h = mixed(h, ring.w[i]);
     return h;
 }
 
 void operand_label::write(void* place, const OperandResidue& r) {
     Word label[kFirstOfRing + RingResidue::kMaxWords] = {r.seal, r.length | (r.formed ? kFormed : 0),
-                                                         reinterpret_cast<u64>(r.source), r.fold, r.odd};
+                                                         reinterpret_cast<u64>(r.source),
+                                                         fold_follows(r) ? r.m61 : r.fold, r.odd};
     const u64 n = kFirstOfRing + r.ring.p;
     std::copy_n(r.ring.w, r.ring.p, label + kFirstOfRing);
     u8* const at = static_cast<u8*>(place);
@@ -60,10 +68,15 @@ OperandResidue operand_label::read(const void* place, u32 period, bool& healed) 
         all[k].length = label[1] & ~kFormed;
         all[k].formed = (label[1] & kFormed) != 0;
         all[k].source = reinterpret_cast<const Word*>(label[2]);
-        all[k].fold = label[3];
         all[k].odd = label[4];
         all[k].ring = RingResidue(period);
         std::copy_n(label + kFirstOfRing, period, all[k].ring.w);
+        if (fold_follows(all[k])) {
+            all[k].m61 = label[3];
+            all[k].fold = all[k].ring.goldilocks();
+        } else {
+            all[k].fold = label[3];
+        }
     }
     healed = false;
     const bool whole = all[0].is_whole();

@@ -20,6 +20,7 @@ struct OperandResidue {
     const Word* source = nullptr;  // the words, where they stay as they are
     u64 fold = goldilocks::kNone;  // modulo 2^64 - 2^32 + 1
     u64 odd = 0;                   // where the ring needs an odd modulus
+    u64 m61 = 0;                   // modulo 2^61 - 1, where the transform needs it
     RingResidue ring;
     u64 seal = 0;  // of all the above
 
@@ -27,7 +28,7 @@ struct OperandResidue {
     bool is_whole() const { return seal == sealed(); }
 };
 
-// The same at the end of the data of a transform: twice, so that damage to one is no loss.
+// The same at the end of the data of a transform: twice, so that damage to one of them does no harm.
 namespace operand_label {
 constexpr u64 bytes(u32 period) {
     return 2 * round_up_64((5 + period) * sizeof(Word));

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "arith/m61/hash_parallel.h"
 #include "arith/multiply/floating_point_control.h"
 #include "base/errors/exceptions.h"
 
@@ -32,24 +33,27 @@ const OddModulus& Transform::odd_modulus() const {
     return none;
 }
 
-OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const {
+OperandResidue Transform::residue_of(const ParallelContext& parallel, const Word* A, u64 L, For use) const {
     OperandResidue r;
     r.length = L;
     r.formed = true;
     r.ring = RingResidue(period_);
     r.ring.add(parallel, A, L, 0);
     if (period_ == 3) r.fold = r.ring.goldilocks();
-    if (odd && odd_modulus()) r.odd = odd_modulus().residue(A, L);
+    if (use != For::products_that_fit && odd_modulus()) r.odd = odd_modulus().residue(A, L);
+    if (use != For::products_that_wrap && wants_m61()) {
+        r.m61 = m61::hash_words(parallel, A, L);
+    }
     return r;
 }
 
 OperandResidue Transform::operand(const ParallelContext& parallel, const char* operation, const Word* A,
-                                  u64 L, bool odd, u64 carried) const {
-    OperandResidue r = residue_of(parallel, A, L, odd);
+                                  u64 L, For use, u64 carried) const {
+    OperandResidue r = residue_of(parallel, A, L, use);
     if (carried != goldilocks::kNone) {
         if (period_ != 3) r.fold = goldilocks::of_words(parallel, A, L);
         if (operand_was_misread({parallel, name(), operation, L}, A, L, carried, r.fold)) {
-            r = residue_of(parallel, A, L, odd);
+            r = residue_of(parallel, A, L, use);
             r.fold = carried;
         }
     }
@@ -94,7 +98,7 @@ struct Transform::Job {
 // After a difference: the words again. What was kept of them may be damaged instead; two of three decide.
 void Transform::look_at(const Job& job, const Word* words, OperandResidue& kept) const {
     if (words == nullptr) return;
-    OperandResidue now = residue_of(job.parallel, words, kept.length, true);
+    OperandResidue now = residue_of(job.parallel, words, kept.length, For::both);
     if (!now.ring.equals(kept.ring)) {
         if (period_ != 3) now.fold = goldilocks::of_words(job.parallel, words, kept.length);
         const bool same = kept.fold == goldilocks::kNone || kept.fold == now.fold;
@@ -116,6 +120,8 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
     const bool wraps = n > W && fold() != Fold::none;
     const bool by_odd = wraps && fold() == Fold::negacyclic;
     const bool all = job.skip == 0 && job.total >= n;  // T is the product
+    // With all words of the product at hand.
+    const bool by_m61 = !wraps && wants_m61() && (all || spare_bytes_ != 0);
     // Nothing is known of a ring without a divisor.
     const bool known = by_odd ? bool(odd_modulus()) : !wraps || W % period_ == 0;
     if (wanted == 0 || !known || !job.a.formed || !job.b.formed) {
@@ -179,12 +185,25 @@ u64 Transform::checked(Job& job, Run&& run, Remake&& remake) const {
                     fold = goldilocks::of_words(parallel, job.T, wanted);
                     found.add(parallel, job.T, wanted, job.skip);
                 }
+                bool waves = true;  // modulo 2^61 - 1 nothing differs
+                if (by_m61) {
+                    const auto part = [&](const Word* words, u64 count, u64 at) {
+                        return m61::mul_pow2_64(m61::hash_words(parallel, words, count),
+                                                static_cast<i64>(at));
+                    };
+                    u64 sum = part(job.T, wanted, job.skip);
+                    if (whole != nullptr && whole != job.T) {
+                        sum = m61::add(sum, part(whole, job.skip, 0));
+                        sum = m61::add(sum, part(whole + job.total, W - job.total, job.total));
+                    }
+                    waves = m61::equal(sum, m61::mul(job.a.m61, job.b.m61));
+                }
                 if (whole != nullptr && whole != job.T) {
                     found.add(parallel, whole, job.skip, 0);
                     found.add(parallel, whole + job.total, W - job.total, job.total);
                 }
-                right_one = found.equals(right);
-                if (!right_one && found.equals(job.a.ring.times(job.b.ring))) {
+                right_one = waves && found.equals(right);
+                if (waves && !right_one && found.equals(job.a.ring.times(job.b.ring))) {
                     // It was the other side of the comparison that changed.
                     product_was_corrected(product);
                     return fold;
@@ -225,7 +244,7 @@ void Transform::forward(const ParallelContext& parallel, void* data, const Word*
         operand_label::write(label, a);
         return do_forward(parallel, data, A, L, scratch);
     }
-    OperandResidue a = operand(parallel, "transform", A, L, true, carried);
+    OperandResidue a = operand(parallel, "transform", A, L, For::both, carried);
     a.source = words_stay && L != 0 ? A : nullptr;
     if (a.source != nullptr) a.seal = a.sealed();
     operand_label::write(label, a);
@@ -286,14 +305,14 @@ u64 Transform::multiply_plain(const ParallelContext& parallel, Word* T, u64 skip
     }
     const char* const operation = "product";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(memory) + plain_bytes_ - spare_bytes_);
-    const bool wraps = LA + LB > convolution_words();
+    const For use = purpose(LA + LB);
     Job job{parallel,
             operation,
             T,
             skip,
             total,
-            operand(parallel, operation, A, LA, wraps, carried_a),
-            operand(parallel, operation, B, LB, wraps, carried_b),
+            operand(parallel, operation, A, LA, use, carried_a),
+            operand(parallel, operation, B, LB, use, carried_b),
             false,
             A,
             B,
@@ -321,7 +340,7 @@ u64 Transform::square_plain(const ParallelContext& parallel, Word* T, u64 skip, 
     const char* const operation = "square";
     Word* const spare =
         reinterpret_cast<Word*>(static_cast<u8*>(memory) + data_bytes_ + scratch_bytes_ - spare_bytes_);
-    const OperandResidue a = operand(parallel, operation, A, L, 2 * L > convolution_words(), carried);
+    const OperandResidue a = operand(parallel, operation, A, L, purpose(2 * L), carried);
     Job job{parallel, operation, T, skip, total, a, a, true, A, A, true, spare};
     parallel.stage("residue", &job.a.ring.w, job.a.ring.p * sizeof(Word));
     parallel.stage("operand", A, L * sizeof(Word));
@@ -344,8 +363,7 @@ u64 Transform::multiply_held(const ParallelContext& parallel, Word* T, u64 skip,
     const char* const operation = "product by a kept transform";
     Word* const spare = reinterpret_cast<Word*>(static_cast<u8*>(scratch) + scratch_bytes_ - spare_bytes_);
     const OperandResidue b = label_of(parallel, operation, Y);
-    const OperandResidue a =
-        operand(parallel, operation, A, LA, LA + b.length > convolution_words(), carried);
+    const OperandResidue a = operand(parallel, operation, A, LA, purpose(LA + b.length), carried);
     Job job{parallel, operation, T, skip, total, a, b, false, A, b.source, true, spare};
     parallel.stage("residue", &job.a.ring.w, job.a.ring.p * sizeof(Word));
     parallel.stage("operand", A, LA * sizeof(Word));

@@ -160,10 +160,19 @@ class Transform {
 
   private:
     struct Job;
-    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, bool odd) const;
+    // Which products an operand may be for; transforms that are kept do not know.
+    enum class For { products_that_fit, products_that_wrap, both };
+    For purpose(u64 words) const {
+        return words > convolution_words() ? For::products_that_wrap : For::products_that_fit;
+    }
+    // Products that fit a ring modulo 2^(64 W) + 1 are compared modulo 2^61 - 1 as well. Errors of the same
+    // size in several coefficients are 0 modulo 2^192 - 1 where the coefficients lie a multiple of 192 bits
+    // apart and their signs cancel; modulo 2^61 - 1 such places have different weights.
+    bool wants_m61() const { return fold() == Fold::negacyclic && period_ == 3; }
+    OperandResidue residue_of(const ParallelContext& parallel, const Word* A, u64 L, For use) const;
     // The same of an operand that carries a residue.
     OperandResidue operand(const ParallelContext& parallel, const char* operation, const Word* A, u64 L,
-                           bool odd, u64 carried) const;
+                           For use, u64 carried) const;
     OperandResidue label_of(const ParallelContext& parallel, const char* operation, const void* data) const;
     void look_at(const Job& job, const Word* words, OperandResidue& kept) const;
     template <class Run, class Remake>

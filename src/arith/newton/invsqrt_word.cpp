@@ -127,8 +127,8 @@ void InvsqrtWord_BigFloatR::run(const InvsqrtWordPlan& plan, const MultiplyConte
 }
 
 void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                  Word w) {
-    StatusSection section(status, "InvSqrt(" + std::to_string(w) + ")...");
+                  Word w, const std::string& announcement) {
+    StatusSection section(status, announcement);
     StatusFrame frame(section.node(), "Iterating: ");
     const newton::RunMemory memory(context, plan.temporaries);
     InvsqrtWord_BigFloatR::run(plan, memory.context, frame.node(), T, w, plan.p, memory.temporaries);

@@ -1,6 +1,8 @@
 // Newton's iteration for the inverse square root of one word.
 #pragma once
 
+#include <string>
+
 #include "arith/bigfloat/big_float.h"
 #include "arith/newton/newton_plan.h"
 #include "base/status/status.h"
@@ -19,8 +21,8 @@ struct InvsqrtWord_BigFloatR {
     static void run(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                     Word w, u64 p, LinearWordBuffer buffer);
 };
-// The same as formulas call it: announced as "InvSqrt(w)...", progress behind "Iterating: ".
+// The same as formulas call it: announced, with progress behind "Iterating: ".
 void invsqrt_word(const InvsqrtWordPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                  Word w);
+                  Word w, const std::string& announcement);
 
 }  // namespace trel

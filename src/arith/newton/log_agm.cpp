@@ -16,28 +16,19 @@ const char kRun[] = "Log_AGM_BigFloatR::run()";
 
 constexpr u64 kLeastPrecision = 3;
 // Of the working precision beyond what is asked for: one because m ln 2 and the quotient are larger than
-// their difference, one for the word of a number near 1 that is known but for its top bits.
+// their difference, one for what the steps of the mean round off.
 constexpr u64 kGuardWords = 2;
 
-// |A - 1| < 2^(64 * result); the smallest i64 for A = 1.
-i64 magnitude_from_one(const BigFloat& A) {
-    const i64 top = A.mag();
-    if (top > 1 || (top == 1 && A.T[A.L - 1] > 1)) return std::max<i64>(top, 1);
-    if (top < 0) return 1;
-    // 1.000... or 0.999...: the words below the point that are all zeros or all ones.
-    const bool below = top <= 0;
-    const Word same = below ? ~Word(0) : 0;
-    i64 position = -1;
-    while (position >= A.exp && A.word_at(position) == same) position--;
-    if (position < A.exp && !below) return std::numeric_limits<i64>::min();
-    return position + 1;
+bool is_one(const BigFloat& A) {
+    return A.mag() == 1 && A.T[A.L - 1] == 1 &&
+           std::all_of(A.T, A.T + A.L - 1, [](Word w) { return w == 0; });
 }
 
 }  // namespace
 
-LogAgmPlan LogAgmPlan::make(u64 p, u64 lost, u64 tds) {
+LogAgmPlan LogAgmPlan::make(u64 p, u64 tds) {
     LogAgmPlan plan;
-    const u64 working = std::max(p, kLeastPrecision) + lost + kGuardWords;
+    const u64 working = std::max(p, kLeastPrecision) + kGuardWords;
     plan.p = p;
     plan.tds = tds;
     plan.mean = AGMPlan::make(working, tds);
@@ -49,20 +40,13 @@ LogAgmPlan LogAgmPlan::make(u64 p, u64 lost, u64 tds) {
     return plan;
 }
 
-u64 Log_AGM_BigFloatR::words_near_one(const BigFloat& x, u64 most) {
-    if (x.L == 0) return 0;
-    const i64 magnitude = magnitude_from_one(x);
-    if (magnitude >= 0) return 0;
-    return magnitude <= -static_cast<i64>(most) ? most : static_cast<u64>(-magnitude);
-}
-
 void Log_AGM_BigFloatR::run(const LogAgmPlan& plan, const MultiplyContext& context, Status& status,
                             BigFloat& T, const BigFloat& x, const BigFloat& pi, const BigFloat& log2) {
     newton::check_plan(plan.p, plan.tds, plan.p, context.parallel.tds, kRun);
     if (x.L == 0) throw InvalidParametersException(kRun, "Log(0) is negative infinity.");
     if (!x.sign) throw InvalidParametersException(kRun, "Log of a negative number is complex.");
     status.Status_Line("Log(x) - AGM:");
-    if (magnitude_from_one(x) == std::numeric_limits<i64>::min()) return T.clear();
+    if (is_one(x)) return T.clear();
 
     const ParallelContext& parallel = context.parallel;
     const u64 working = plan.mean.p;

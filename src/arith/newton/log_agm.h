@@ -16,15 +16,13 @@ struct LogAgmPlan : NewtonPlan {
     DivisionPlan division;
     u64 value_words;  // of the temporaries
 
-    // lost: words by which x is near 1 (Log_AGM_BigFloatR::words_near_one), added to the working precision.
-    static LogAgmPlan make(u64 p, u64 lost, u64 tds);
+    static LogAgmPlan make(u64 p, u64 tds);
 };
 
 struct Log_AGM_BigFloatR {
-    // The words by which ln x is smaller than 1, at most `most`: x near 1 loses them. x > 0.
-    static u64 words_near_one(const BigFloat& x, u64 most);
-    // T = ln x to p words, x > 0; zero for x = 1. pi and log2: to plan.mean.p words at least. All of the
-    // plan's memory is the context's. Announced as "Log(x) - AGM:" with its steps.
+    // T = ln x, x > 0; zero for x = 1. The error is below 2^(-64 p) of the larger of |ln x| and 1: where x is
+    // near 1, T has fewer than p correct words. pi and log2: to plan.mean.p words at least. All of the plan's
+    // memory is the context's. Announced as "Log(x) - AGM:" with its steps.
     static void run(const LogAgmPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                     const BigFloat& x, const BigFloat& pi, const BigFloat& log2);
 };

@@ -1,5 +1,6 @@
 #include "arith/residue/goldilocks.h"
 
+#include "arith/residue/residue_power.h"
 #include "arith/residue/ring_residue.h"
 
 namespace trel::goldilocks {
@@ -13,12 +14,7 @@ u64 placed(const RingResidue& sum, i64 exp, bool sign) {
 }  // namespace
 
 u64 pow(u64 base, u64 exponent) {
-    u64 r = 1;
-    for (; exponent != 0; exponent >>= 1) {
-        if ((exponent & 1) != 0) r = mul(r, base);
-        base = mul(base, base);
-    }
-    return r;
+    return residue_power(base, exponent, mul);
 }
 
 u64 inverse(u64 a) {

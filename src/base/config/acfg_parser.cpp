@@ -1,78 +1,28 @@
 #include <string>
-#include <vector>
 
 #include "base/config/parser.h"
-#include "base/config/text_cursor.h"
+#include "base/config/tree_parser.h"
 
 namespace trel::Config {
 namespace {
 
 constexpr const char* kNoCommas = "Don't use commas to separate elements.";
 
-class AcfgParser {
+class AcfgParser final : public TreeParser {
   public:
-    explicit AcfgParser(std::string_view text) : in_("parse_acfg()", text) {}
-
-    // A list of open containers instead of a recursion: texts may nest deeper than a stack.
-    std::unique_ptr<Node> value() {
-        std::vector<OpenContainer> open;
-        for (;;) {
-            std::unique_ptr<Node> done = begin_value(open);
-            // Until another value is to follow.
-            for (;;) {
-                if (done) {
-                    if (open.empty()) return done;
-                    add(open.back(), std::move(done));
-                }
-                if (value_follows(open.back())) break;
-                done = std::move(open.back().node);
-                open.pop_back();
-            }
-        }
-    }
+    explicit AcfgParser(std::string_view text) : TreeParser("parse_acfg()", text, kNoCommas) {}
 
   private:
-    struct OpenContainer {
-        std::unique_ptr<Node> node;
-        std::string key;  // of an object's member that is being read
-    };
+    std::string string() override { return in_.read_string(); }
 
-    // A value that is no container; or nullptr, and a container has been opened.
-    std::unique_ptr<Node> begin_value(std::vector<OpenContainer>& open) {
+    bool value_follows(OpenContainer& open) override {
         in_.skip_whitespace();
-        switch (in_.peek()) {
-            case '"':
-                return std::make_unique<String>(in_.read_string());
-            case '[':
-                open.push_back({std::make_unique<Array>(), {}});
-                break;
-            case '{':
-                open.push_back({std::make_unique<Object>(), {}});
-                break;
-            case ']':
-                in_.fail("Unexpected ']'.");
-            case '}':
-                in_.fail("Unexpected '}'.");
-            case ',':
-                in_.fail(kNoCommas);
-            default:
-                return integer();
-        }
-        in_.open_level();
-        in_.skip();
-        return nullptr;
-    }
-
-    // Goes to the next value of a container, or behind its end.
-    bool value_follows(OpenContainer& open) {
-        in_.skip_whitespace();
-        const bool is_array = open.node->type() == NodeType::array;
-        if (in_.peek() == (is_array ? ']' : '}')) {
+        if (in_.peek() == (open.is_array() ? ']' : '}')) {
             in_.skip();
             in_.close_level();
             return false;
         }
-        if (is_array) return true;
+        if (open.is_array()) return true;
         open.key = identifier();
         if (open.key.empty()) in_.fail("Expected identifier.");
         in_.skip_whitespace();
@@ -81,14 +31,7 @@ class AcfgParser {
         return true;
     }
 
-    void add(OpenContainer& open, std::unique_ptr<Node> value) {
-        if (open.node->type() == NodeType::array) return open.node->as<Array>().add_node(std::move(value));
-        Object& object = open.node->as<Object>();
-        if (object.contains(open.key)) in_.fail("Duplicate key in object.");
-        object.add_node(std::move(open.key), std::move(value));
-    }
-
-    std::unique_ptr<Node> integer() {
+    std::unique_ptr<Node> integer() override {
         auto out = std::make_unique<Integer>(in_.read_integer());
         const char next = in_.peek();
         if (next == ',') in_.fail(kNoCommas);
@@ -134,8 +77,6 @@ class AcfgParser {
             }
         }
     }
-
-    TextCursor in_;
 };
 
 }  // namespace

@@ -61,6 +61,11 @@ void Section::print_problem_with(const Exception& e) const {
     } else if (!object_.contains(key)) {
         text = name + " is missing.";
     } else {
+        const auto* const refused = dynamic_cast<const InvalidParametersException*>(&e);
+        if (refused && refused->message.starts_with("Invalid Key: ")) {
+            Console::print_problem("There is no setting " + name + ".\nSee \"kalvor help config\".");
+            return;
+        }
         const Node& node = object_.get(key);
         text = name + ": " + describe(node) + " stands there.";
         if (const auto* const type_error = dynamic_cast<const ParseException*>(&e)) {

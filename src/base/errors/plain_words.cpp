@@ -1,5 +1,6 @@
 #include "base/errors/plain_words.h"
 
+#include <algorithm>
 #include <new>
 
 #include "base/command_line/shown_text.h"
@@ -49,14 +50,25 @@ std::string folder_in_the_way(const std::string& path, u32 error_code) {
     return "Nothing can be written into the folder " + named(whole) + reason(error_code) + ".";
 }
 
+// It says what was tried. Where a list follows, its first line is added.
+std::string first_line(const std::string& message) {
+    const size_t end = message.find('\n');
+    std::string line = message.substr(0, end);
+    if (!line.ends_with(':') || end == std::string::npos) return line;
+    const size_t next = message.find('\n', end + 1);
+    line += ' ' + message.substr(end + 1, next - end - 1);
+    // The last line is not one of the list.
+    const auto lines = std::count(message.begin(), message.end(), '\n');
+    return lines > 2 ? line + " and " + std::to_string(lines - 2) + " more" : line;
+}
+
 std::string words_of(const FileIO::FileException& e) {
     if (e.message == "Path is not writable.") {
         return folder_in_the_way(e.path, e.error_code) +
                " Choose a folder that you may write to (-o <folder>, or \"Path\" in a settings file).";
     }
     if (os::path_kind(e.path) == PathKind::folder) return named(e.path) + " is a folder, not a file.";
-    // The first line of the message says what was tried.
-    std::string what = e.message.substr(0, e.message.find('\n'));
+    std::string what = first_line(e.message);
     while (!what.empty() && what.back() == '.') what.pop_back();
     return named(e.path) + ": " + shown(what) + reason(e.error_code) + ".";
 }

@@ -30,6 +30,7 @@ class LinearConsoleNode final : public LinearNode, public Terminal {
     void Status_Time(std::string_view name, double seconds) override;
     void Warning(std::string_view text) override;
     void PauseWarning(std::string_view text) override;
+    void Pause() override { (void)pause(); }
     [[noreturn]] void FatalError(std::string_view text) override;
     void Status_LineSectionStart(std::string_view text) override;
     void Status_LineSectionAdd(const ColoredText& piece) override;

@@ -1,17 +1,10 @@
 #include "constants/bsr/binary_bbp.h"
 
-#include "arith/bigfloat/big_float_transform.h"
-#include "arith/bigfloat/combine.h"
 #include "arith/multiply/product_needs.h"
 #include "constants/bsr/merge_steps.h"
 
 namespace kalvor::BinarySplitting::BinaryBBP {
 namespace {
-
-// Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
-constexpr u64 kSmallTerms = 100;
-// What a stripped Q may still hold of zero words, in each of two factors.
-constexpr u64 kUnstripped = 16;
 
 u64 longest_product(const MergeSizes<Family>& sizes) {
     return std::max({sizes.left[kP] + sizes.right[kQ], sizes.left[kQ] + sizes.right[kQ],
@@ -33,7 +26,7 @@ void set_power_and_sign(ExactFloat& P, i64 bits, bool negative) {
 }
 
 Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
-    if (b - a <= kSmallTerms) {
+    if (b - a <= kSmallRange) {
         const Series::TermWords words = series.words_of_terms(b - a);
         return {round_up_8(words.P + 2), round_up_8(words.Q + 2)};
     }
@@ -52,11 +45,8 @@ Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
 }
 
 Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
-    const u64 T = float_words(precision);
-    const u64 product = longest_product(sizes);
-    const Needs kept = kept_product_needs(product, kAnyRoom).above(T);
-    if (kept.bytes <= sizes.room) return kept;
-    return product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
+    return float_merge_needs(longest_product(sizes), float_words(precision), sizes.bounds ? 0 : sizes.out[kQ],
+                             sizes.room);
 }
 
 void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool, AlignedBufferC memory) {
@@ -80,26 +70,8 @@ void Family::merge(const MultiplyContext& context, bool, const Exact& left, cons
 // As in the hypergeometric family, with Q1 in the place of R1.
 void Family::merge_float(const MultiplyContext& context, bool, const Floats& left, const Floats& right,
                          Floats& out, u64 precision, u64, bool) {
-    const BigFloat &P1 = left[kP], &Q1 = left[kQ], &P2 = right[kP], &Q2 = right[kQ];
-    BigFloat &P = out[kP], &Q = out[kQ];
-    MultiplyContext inner = context;
-    const u64 T_words = float_words(precision);
-    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    const bool kept = P1.L != 0 && KeptTransform::fits(context, n, T_words);
-    BigFloat T(Q.buffer, Q.buffer_size);
-    if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
-    if (kept) {
-        KeptTransform transform(inner, n);
-        BigFloatTransformR held(*transform.holder, transform.data, HeldWords::stay);
-        const i64 window = static_cast<i64>(precision);
-        const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
-        held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
-        held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
-    } else {
-        P.set_mul(precision, inner, P1, Q2);
-    }
-    add_product(inner, P, Q1, P2, precision, false, T);
-    if (!kept) Q.set_mul(precision, inner, Q1, Q2);
+    merge_floats(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], left[kQ], right[kP], precision,
+                 float_words(precision), false);
 }
 
 }  // namespace kalvor::BinarySplitting::BinaryBBP

@@ -20,6 +20,7 @@
 #include "arith/multiply/product_needs.h"
 #include "base/names/names.h"
 #include "constants/bsr/family.h"
+#include "constants/bsr/plan_memo.h"
 #include "constants/bsr/psr_plan.h"
 #include "constants/bsr/series_work.h"
 
@@ -30,27 +31,29 @@ class BSR_BlockB {
   public:
     using Series = typename F::Series;
 
-    // Sizes and work alone, for a block that is planned later.
-    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact)
-        : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(0) {
-        capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
-    }
-
     // Which blocks a plan answers for: its own, or those of its size and precision anywhere in the series.
     enum class Answers { itself, its_like };
+
+    // Sizes and work alone, for a block that is planned later.
+    BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact,
+               Answers answers = Answers::itself)
+        : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(0) {
+        if (answers == Answers::its_like) added_ = spread();
+        capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
+    }
 
     // right_edge: nothing follows the block, so that its link is not needed. exact: the results are exact
     // numbers; otherwise floating-point numbers at the block's working precision. room: bytes that cost
     // nothing; when the tasks would take more, fewer levels are spread over them.
     BSR_BlockB(const Series& series, const PsrBlock& block, bool right_edge, bool exact, u64 tds,
                u64 room = kAnyRoom, Answers answers = Answers::itself)
-        : series_(&series), block_(block), right_edge_(right_edge), exact_(exact), tds_(tds) {
-        const u64 spread = round_up_8(2 * series.plan_words(block.b - 1, block.b)) + 16;
+        : BSR_BlockB(series, block, right_edge, exact, answers) {
+        tds_ = tds;
         deep_ = !exact && words_of(series.log_size_resolved(block.a, block.b)) >
                               kFollowedShare * static_cast<double>(block.working_precision());
-        if (deep_ || widened(tds) > kFollowedTasks) spread_ = spread;
-        if (answers == Answers::its_like) added_ = spread;
-        capacities_ = exact ? capacities(block.a, block.b) : float_capacities(block.a, block.b);
+        if (deep_ || widened(tds) > kFollowedTasks) spread_ = spread();
+        PlanMemo<F> memo;
+        memo_ = &memo;
         const double size = series.log_size(block.a, block.b);
         const double nats_each = aggressive_limit(tds) * kLeafBlocks;
         u64 depth = 0;
@@ -61,6 +64,7 @@ class BSR_BlockB {
             choose(++depth, room);
             if (needs_.bytes >= before.needs_.bytes) *this = before;
         }
+        memo_ = nullptr;
     }
 
     const Series& series() const { return *series_; }
@@ -81,20 +85,22 @@ class BSR_BlockB {
     // Whether a range is worth spreading over tasks or upper levels. A leaf is not: what its numbers have in
     // common it takes out of them as a whole.
     bool splits(u64 a, u64 b) const { return b - a >= std::max(kMinSplitTerms, series_->leaf_threshold()); }
-    u64 split(u64 a, u64 b) const { return F::split(*series_, a, b); }
+    u64 split(u64 a, u64 b) const {
+        return memo_ == nullptr ? F::split(*series_, a, b) : memo_->split(*series_, a, b);
+    }
     // Small tasks balance.
     static u64 widened(u64 tds) { return tds >= 2 ? tds << kShift : tds; }
     // Whether the right half has the other sign.
     bool subtracts(u64 a, u64 m) const { return (m - a) % 2 != 0 && series_->alternating(); }
 
     Capacities<F> capacities(u64 a, u64 b) const {
-        Capacities<F> words = added(F::capacities(*series_, a, b));
+        Capacities<F> words = added(own_capacities(a, b));
         if (F::kLink < F::kNumbers && edge(b)) words[F::kLink] = 0;
         return words;
     }
     // An upper bound for any range of the size of [a, b) that is not at the edge.
     Capacities<F> wide_capacities(u64 a, u64 b) const {
-        Capacities<F> words = F::capacities(*series_, a, b);
+        Capacities<F> words = own_capacities(a, b);
         for (u64& n : words) n += spread_ + added_;
         return words;
     }
@@ -158,6 +164,11 @@ class BSR_BlockB {
     // Upper levels tried in vain before the plan takes the memory it needs.
     static constexpr u64 kMoreDepth = 8;
 
+    // Words by which a number may differ from that of another range of its size.
+    u64 spread() const { return round_up_8(2 * series_->plan_words(block_.b - 1, block_.b)) + 16; }
+    Capacities<F> own_capacities(u64 a, u64 b) const {
+        return memo_ == nullptr ? F::capacities(*series_, a, b) : memo_->capacities(*series_, a, b);
+    }
     void choose(u64 depth, u64 room) {
         depth_ = depth;
         needs_ = exact_ ? needs_B(block_.a, block_.b, depth, room)
@@ -170,7 +181,7 @@ class BSR_BlockB {
         return whom == For::itself ? capacities(a, b) : wide_capacities(a, b);
     }
     Capacities<F> inner_capacities(u64 a, u64 b, For whom) const {
-        return whom == For::itself ? added(F::capacities(*series_, a, b)) : wide_capacities(a, b);
+        return whom == For::itself ? added(own_capacities(a, b)) : wide_capacities(a, b);
     }
 
     Needs merge_needs(u64 a, u64 m, u64 b, u64 room, For whom = For::itself) const {
@@ -179,28 +190,38 @@ class BSR_BlockB {
     }
     // Both halves one after the other. They are of one size but for a few words, so what the left one needs
     // stands below what the right one needs above the left one's results: a plan follows the right one alone,
-    // one path for any number of terms.
-    template <class Right>
-    Needs halves(u64 a, u64 m, u64 b, u64 room, For whom, Right&& right) const {
-        const u64 words = total_words(capacities(a, m, whom)) + total_words(capacities(m, b, whom));
+    // one path for any number of terms. Only where that ends in a leaf and the left one is split once more,
+    // the plan follows the left one as well.
+    template <class Half>
+    Needs halves(u64 a, u64 m, u64 b, u64 room, For whom, Half&& half) const {
+        const u64 left = total_words(capacities(a, m, whom));
+        const u64 words = left + total_words(capacities(m, b, whom));
         const u64 rest = room_above(room, words);
-        return right(rest).maximum(merge_needs(a, m, b, rest, whom)).above(words);
+        const Needs needs = half(m, b, rest).maximum(merge_needs(a, m, b, rest, whom)).above(words);
+        if (!long_leaf(b - m, whom) || long_leaf(m - a, whom)) return needs;
+        return needs.maximum(half(a, m, room_above(room, left)).above(left));
     }
 
     // ---- the word level: one task
 
     // Each level carves the results of both its halves, which take the words of their terms and padding.
     u64 small_words() const {
-        return 3 * F::term_words(*series_) * kSmallTerms + 1024 +
-               round_up_8(4 * series_->growth_words() * series_->leaf_threshold());
+        return 3 * F::term_words(*series_) * kSmallTerms + 1024 + round_up_8(series_->most_leaf_words());
+    }
+    // Whether a range is a leaf of more terms than are planned by their number, and any of its size as well.
+    bool long_leaf(u64 terms, For whom) const {
+        const u64 more = whom == For::its_size || added_ != 0 ? 2 : 0;
+        return terms > kSmallTerms && terms + more < series_->leaf_threshold();
     }
     Needs needs_sequential(u64 a, u64 b, int levels, u64 room, For whom = For::itself) const {
         const Capacities<F> words = inner_capacities(a, b, whom);
         if (b - a <= kSmallTerms) return F::merge_needs({words, words, words, kAnyRoom}).above(small_words());
+        if (long_leaf(b - a, whom)) return Needs().above(series_->most_leaf_words());
         const u64 m = split(a, b);
         if (levels > 0 && b - a > kPlanTerms) {
-            return halves(a, m, b, room, whom,
-                          [&](u64 rest) { return needs_sequential(m, b, levels - 1, rest, whom); });
+            return halves(a, m, b, room, whom, [&](u64 from, u64 to, u64 rest) {
+                return needs_sequential(from, to, levels - 1, rest, whom);
+            });
         }
         // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
         // not where the stack is deepest: it stands on the results of its own halves alone.
@@ -267,13 +288,14 @@ class BSR_BlockB {
     Needs needs_B(u64 a, u64 b, u64 depth, u64 room) const {
         if (depth == 0 || !splits(a, b)) return needs_T(a, b, widened(tds_), room);
         const u64 m = split(a, b);
-        return halves(a, m, b, room, For::itself, [&](u64 rest) { return needs_B(m, b, depth - 1, rest); });
+        return halves(a, m, b, room, For::itself,
+                      [&](u64 from, u64 to, u64 rest) { return needs_B(from, to, depth - 1, rest); });
     }
 
     // ---- floating point
 
     Needs needs_float(u64 a, u64 b, u64 tds, u64 depth, u64 room, int level = 0) const {
-        if (fits(a, b)) return needs_T(a, b, widened(tds), room);
+        if (fits(a, b)) return depth > 0 ? needs_B(a, b, depth, room) : needs_T(a, b, widened(tds), room);
         if (deep_ && level == kFloatLevels) return needs_float_level({a, b}, {a, b}, tds, depth, room);
         const bool serial = tds < 2 || depth > 0 || !splits(a, b);
         const u64 m = split(a, b);
@@ -283,7 +305,7 @@ class BSR_BlockB {
         const u64 above_left = room_above(room, left_words);
         const u64 above_both = room_above(above_left, right_words);
         const Needs merge =
-            F::float_needs({left, right, float_capacities(a, b), above_both}, precision_at(a));
+            F::float_needs({left, right, float_capacities(a, b), above_both, added_ != 0}, precision_at(a));
         if (serial) {
             return needs_float(m, b, tds, next, above_both, level + 1)
                 .maximum(merge)
@@ -311,7 +333,7 @@ class BSR_BlockB {
         const u64 words = 2 * total_words(half);
         const u64 rest = room_above(room, words);
         const u64 next = depth > 0 ? depth - 1 : 0;
-        const Needs merge = F::float_needs({half, half, whole, rest}, precision_at(first.a));
+        const Needs merge = F::float_needs({half, half, whole, rest, true}, precision_at(first.a));
         const bool first_splits = splits(first.a, first.b), last_splits = splits(last.a, last.b);
         const bool serial = tds < 2 || depth > 0;
         if (serial || !first_splits || !last_splits) {
@@ -367,6 +389,8 @@ class BSR_BlockB {
     u64 added_ = 0;
     Capacities<F> capacities_;
     Needs needs_;
+    // While it is planned.
+    PlanMemo<F>* memo_ = nullptr;
 };
 
 }  // namespace kalvor::BinarySplitting

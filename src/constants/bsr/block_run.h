@@ -256,7 +256,7 @@ class BlockRun {
             ExactRange<F> exact;
             for (std::size_t i = 0; i < F::kNumbers; i++)
                 exact[i] = ExactFloat(out[i].buffer, out[i].buffer_size);
-            run_verified(context, status, a, b, 0, exact);
+            run_verified(context, status, a, b, depth, exact);
             for (std::size_t i = 0; i < F::kNumbers; i++) out[i] = as_float(exact[i]);
             out.terms = exact.terms;
             return leave_waiting(context.parallel, out, "piece");

@@ -7,6 +7,7 @@
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
+#include "constants/polynomials/log_products.h"
 
 namespace kalvor::BinarySplitting::BrentMcMillanAB {
 namespace {
@@ -30,6 +31,14 @@ constexpr u64 kResolved = u64(1) << 44;
 double factorial_double(u64 k) {
     const double x = static_cast<double>(k);
     return k == 0 ? 0 : (x + 0.5) * std::log(x + 1) - x - dd::stirling().high;
+}
+
+// ln((a + 1) ... b), in doubles and never below the truth. Plans ask this of every range, and far out each
+// logarithm of a double-double takes as long as all of it.
+double log_product(u64 a, u64 b) {
+    if (b < kResolved) return factorial_double(b) - factorial_double(a);
+    constexpr double kAboveRounding = 1 + 0x1p-45;
+    return Polynomials::near_ln_rising_product(static_cast<double>(a) + 1, 0, b - a) * kAboveRounding;
 }
 
 // ln of the term (n^x / x!)^2.
@@ -67,12 +76,6 @@ DoubleDouble Series::log_size_to_dd(u64 k) const {
     return k > n ? size + DoubleDouble(2.0) * (all - factorial_n_) : size;
 }
 
-DoubleDouble Series::log_size_of_R(u64 k) const {
-    const u64 n = u64(1) << m_;
-    const DoubleDouble size = DoubleDouble::from_u64(2 * std::min(k, n)) * ln_n(m_);
-    return k > n ? size + DoubleDouble(2.0) * (factorial(k) - factorial_n_) : size;
-}
-
 double Series::log_size_to(u64 k) const {
     if (k >= kResolved) return log_size_to_dd(k).high;
     const u64 n = u64(1) << m_;
@@ -80,22 +83,23 @@ double Series::log_size_to(u64 k) const {
     return size + all + (k > n ? 2 * (size - factorial_double(n)) : 0);
 }
 
+double Series::log_powers(u64 a, u64 b) const {
+    const u64 n = u64(1) << m_;
+    const double up_to_n = 2 * static_cast<double>(std::min(b, n) - std::min(a, n)) * ln_n(m_).high;
+    return up_to_n + (b > n ? 2 * log_product(std::max(a, n), b) : 0);
+}
+
 // As many terms, each with a sum of as many fractions.
 double Series::log_largest(u64 a, u64 b) const {
-    const double size = b < kResolved ? log_size_to(b) - log_size_to(a) : log_size_dd(a, b).high;
-    return size + 2 * std::log(static_cast<double>(b - a) + 1) + 1;
+    return log_product(a, b) + log_powers(a, b) + 2 * std::log(static_cast<double>(b - a) + 1) + 1;
 }
 
 double Series::log_size_Q(u64 a, u64 b) const {
-    return b < kResolved ? factorial_double(b) - factorial_double(a) + 1
-                         : (factorial(b) - factorial(a)).high + 1;
+    return log_product(a, b) + 1;
 }
 
 double Series::log_size_R(u64 a, u64 b) const {
-    const double terms = std::log(static_cast<double>(b - a) + 1) + 1;
-    if (b < kResolved)
-        return log_size_to(b) - log_size_to(a) - (factorial_double(b) - factorial_double(a)) + terms;
-    return (log_size_of_R(b) - log_size_of_R(a)).high + terms;
+    return log_powers(a, b) + std::log(static_cast<double>(b - a) + 1) + 1;
 }
 
 // The tail is below the term that it begins with, once the terms fall.
@@ -163,6 +167,25 @@ u64 longest_product(const Family::Words& left, const Family::Words& right, u64 s
 
 }  // namespace
 
+// What a floating-point merge has between its operands and its results. It stands in the buffers of results
+// that are formed later, as far as it fits: Q2^2 in that of Q, U and then the second terms of sums in that of
+// R, the second term of U in that of T.
+struct FloatWords {
+    u64 square, U, term;
+
+    static FloatWords of(const Family::Words& left, const Family::Words& right, const Family::Words& out,
+                         u64 precision) {
+        const u64 words = Family::float_words(precision);
+        return {std::min(words, 2 * right[kQ]), std::min(words, words_of_U(left[kT], right[kQ], out[kT])),
+                words};
+    }
+    // Words of buffers of their own.
+    u64 beside(const Family::Words& out) const {
+        return (out[kQ] < square ? square : 0) + (out[kR] < U ? U : 0) +
+               (std::min(out[kT], out[kR]) < term ? term : 0);
+    }
+};
+
 Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
     const u64 square = 2 * sizes.right[kQ], U = words_of_U(sizes.left[kT], sizes.right[kQ], sizes.out[kT]);
     const u64 term = std::max(sizes.out[kT], sizes.left[kP] + sizes.right[kR]);
@@ -170,8 +193,9 @@ Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
 }
 
 Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
-    const u64 words = float_words(precision);
-    return product_needs(longest_product(sizes.left, sizes.right, words, words)).above(3 * words);
+    const FloatWords between = FloatWords::of(sizes.left, sizes.right, sizes.out, precision);
+    const u64 above = sizes.bounds ? between.square + between.U + between.term : between.beside(sizes.out);
+    return product_needs(longest_product(sizes.left, sizes.right, between.square, between.U)).above(above);
 }
 
 namespace {
@@ -292,27 +316,44 @@ void Family::merge_float(const MultiplyContext& context, bool, const Floats& lef
                          Floats& out, u64 precision, u64 link_precision, bool edge) {
     MultiplyContext inner = context;
     const ParallelContext& parallel = context.parallel;
-    const u64 words = float_words(precision);
-    auto square = carve<BigFloat>(inner.scratch, words), U = carve<BigFloat>(inner.scratch, words);
-    auto term = carve<BigFloat>(inner.scratch, words);
+    const auto sizes = [](const Floats& range) {
+        Words words;
+        for (std::size_t i = 0; i < kNumbers; i++) words[i] = range[i].buffer_size;
+        return words;
+    };
+    const FloatWords between = FloatWords::of(sizes(left), sizes(right), sizes(out), precision);
+    const auto place = [&inner](const BigFloat& owner, u64 words) {
+        return owner.buffer_size < words ? carve<BigFloat>(inner.scratch, words)
+                                         : BigFloat(owner.buffer, owner.buffer_size);
+    };
+    BigFloat square = place(out[kQ], between.square), U = place(out[kR], between.U);
+    const bool own_term = std::min(out[kT].buffer_size, out[kR].buffer_size) < between.term;
+    const BigFloat own = own_term ? carve<BigFloat>(inner.scratch, between.term) : BigFloat();
+    const auto term_in = [&](const BigFloat& owner) {
+        const BigFloat& place = own_term ? own : owner;
+        return BigFloat(place.buffer, place.buffer_size);
+    };
     square.set_sqr(precision, inner, right[kQ]);
 
     U.set_mul(precision, inner, left[kT], square);
+    BigFloat term = term_in(out[kT]);
     term.set_mul(precision, inner, left[kP], right[kR]);
     add(parallel, precision, U, term);
     out[kT].set_mul(precision, inner, U, right[kQ]);
+    term = term_in(out[kR]);
     term.set_mul(precision, inner, left[kQ], right[kT]);
     add(parallel, precision, out[kT], term);
 
-    out[kR].set_mul(precision, inner, left[kR], square);
-    add(parallel, precision, out[kR], right[kR]);
     if (edge) {
         out[kP].clear();
     } else {
         out[kP].set_mul(link_precision, inner, left[kP], right[kQ]);
+        term = term_in(out[kR]);
         term.set_mul(link_precision, inner, right[kP], left[kQ]);
         add(parallel, link_precision, out[kP], term);
     }
+    out[kR].set_mul(precision, inner, left[kR], square);
+    add(parallel, precision, out[kR], right[kR]);
     out[kQ].set_mul(precision, inner, left[kQ], right[kQ]);
 }
 

@@ -37,8 +37,8 @@ class Series final : public BinarySplitting::Series {
     static u64 term_count(u64 m, u64 precision_words);
 
   private:
-    // Of log_size_to_dd(), what is not ln k!: sum of 2 max(ln n, ln i).
-    DoubleDouble log_size_of_R(u64 k) const;
+    // Sum of 2 max(ln n, ln i) over a < i <= b.
+    double log_powers(u64 a, u64 b) const;
 
     const u64 m_;
     const DoubleDouble factorial_n_, largest_term_;  // ln n!, ln of the term n

@@ -1,7 +1,5 @@
 #include "constants/bsr/common_p2b3.h"
 
-#include "arith/bigfloat/big_float_transform.h"
-#include "arith/bigfloat/combine.h"
 #include "arith/multiply/dispatch.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
@@ -9,11 +7,6 @@
 
 namespace kalvor::BinarySplitting::CommonP2B3 {
 namespace {
-
-// Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
-constexpr u64 kSmallTerms = 100;
-// What a stripped Q may still hold of zero words, in each of two factors.
-constexpr u64 kUnstripped = 16;
 
 // T = R1 P2, R = R1 R2. R1 is transformed once when the common length is not much more than R needs.
 void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R, const ExactFloat& R1,
@@ -36,6 +29,14 @@ void multiply_by_R1(const MultiplyContext& context, ExactFloat& T, ExactFloat& R
 }
 
 }  // namespace
+
+// Both halves' numbers, and above them the longer half's own stack or the product that is added.
+u64 Series::bsr_end_words(u64 n) const {
+    if (n == 1) return 0;
+    const TermWords left = term_words_.of(n / 2), right = term_words_.of(n - n / 2);
+    return left.P + left.Q + left.R + right.P + right.Q + right.R +
+           std::max(bsr_end_words(n - n / 2), left.R + right.P);
+}
 
 void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const {
     if (b - a == 1) return term(b, P, Q, R);
@@ -65,7 +66,7 @@ void Series::bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Wor
 
 Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
     const u64 n = b - a;
-    if (n <= kSmallTerms) {
+    if (n <= kSmallRange) {
         const Series::TermWords words = series.term_words().of(n);
         return {round_up_8(words.P + 2), round_up_8(words.Q + 2), round_up_8(words.R + 2)};
     }
@@ -93,11 +94,8 @@ Needs Family::merge_needs(const MergeSizes<Family>& sizes) {
 }
 
 Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
-    const u64 T = float_words(precision);
-    const u64 product = merge_products(sizes.left, sizes.right);
-    const Needs kept = kept_product_needs(product, kAnyRoom).above(T);
-    if (kept.bytes <= sizes.room) return kept;
-    return product_needs(product).above(sizes.out[kQ] >= T ? 0 : T);
+    return float_merge_needs(merge_products(sizes.left, sizes.right), float_words(precision),
+                             sizes.bounds ? 0 : sizes.out[kQ], sizes.room);
 }
 
 void Series::term(u64, BasicIntR&, BasicIntR&, BasicIntR&) const {
@@ -138,36 +136,14 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     strip_zero_words(out[kQ]);
 }
 
-// P1 Q2 and Q1 Q2 with one transform of Q2, then R1 P2 in words of its own; or, where that does not fit, one
-// product after the other, R1 P2 in the words that Q takes at the end.
 void Family::merge_float(const MultiplyContext& context, bool subtract, const Floats& left,
                          const Floats& right, Floats& out, u64 precision, u64 link_precision, bool edge) {
-    const BigFloat &P1 = left[kP], &Q1 = left[kQ], &R1 = left[kR];
-    const BigFloat &P2 = right[kP], &Q2 = right[kQ], &R2 = right[kR];
-    BigFloat &P = out[kP], &Q = out[kQ], &R = out[kR];
-
-    MultiplyContext inner = context;
-    const u64 T_words = float_words(precision);
-    const u64 n = std::max(P1.L, Q1.L) + Q2.L;
-    const bool kept = P1.L != 0 && KeptTransform::fits(context, n, T_words);
-    BigFloat T(Q.buffer, Q.buffer_size);
-    if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
-    if (kept) {
-        KeptTransform transform(inner, n);
-        BigFloatTransformR held(*transform.holder, transform.data, HeldWords::stay);
-        const i64 window = static_cast<i64>(precision);
-        const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
-        held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
-        held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
-    } else {
-        P.set_mul(precision, inner, P1, Q2);
-    }
-    add_product(inner, P, R1, P2, precision, subtract, T);
-    if (!kept) Q.set_mul(precision, inner, Q1, Q2);
+    merge_floats(context, out[kP], out[kQ], left[kP], left[kQ], right[kQ], left[kR], right[kP], precision,
+                 float_words(precision), subtract);
     if (edge) {
-        R.clear();
+        out[kR].clear();
     } else {
-        R.set_mul(link_precision, inner, R1, R2);
+        out[kR].set_mul(link_precision, context, left[kR], right[kR]);
     }
 }
 

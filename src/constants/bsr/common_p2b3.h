@@ -41,10 +41,13 @@ class Series : public BinarySplitting::Series {
     // |P(k)|, |Q(k)|, |R(k)|, k >= 1, into buffers of at least term_words(). For leaf() as it is here.
     virtual void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const;
     // The results of [a, b), fewer terms than the leaf threshold. R is left out at an edge. scratch:
-    // leaf_scratch_words(). By default the magnitudes of bsr_end().
+    // leaf_scratch_words(), no more than most_leaf_words(). By default the magnitudes of bsr_end().
     virtual void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
                       Word* scratch) const;
-    u64 leaf_scratch_words(u64 a, u64 b) const { return 4 * growth_words() * (b - a) + term_words_.R; }
+    virtual u64 leaf_scratch_words(u64 a, u64 b) const {
+        return 4 * growth_words() * (b - a) + term_words_.R;
+    }
+    u64 most_leaf_words() const override { return 4 * growth_words() * leaf_threshold() + term_words_.R; }
     // Sizes of a range's numbers, never below the truth. That of P bounds |P1 Q2| + |R1 P2| for every merge
     // of the range. By default P and Q have F.
     virtual double log_size_P(u64 a, u64 b) const { return log_size_resolved(a, b); }
@@ -57,9 +60,12 @@ class Series : public BinarySplitting::Series {
 
     const TermWords& term_words() const { return term_words_; }
 
-    // The word-level leaf: the results of [a, b), computed down to single terms. scratch: 4 growth_words()
-    // words per term. R is left out when its buffer is empty and the range has more than one term.
+    // The word-level leaf: the results of [a, b), computed down to single terms. scratch: bsr_end_words(),
+    // which is below 4 growth_words() per term. R is left out when its buffer is empty and the range has more
+    // than one term.
     void bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const;
+    // Of n terms.
+    u64 bsr_end_words(u64 n) const;
 
   private:
     TermWords term_words_;

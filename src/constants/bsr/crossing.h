@@ -22,11 +22,12 @@ inline double nearly(const DoubleDouble& x) {
 // The straight line through the ends of what is left tells where to look. The look after that goes twice as
 // far from the end that has just moved, so that both ends come close. Where two looks leave more than half,
 // the next one halves.
+// The ends' sizes are given.
 template <class Size, class F>
-u64 first_reaching(u64 a, u64 b, const Size& limit, F&& size) {
+u64 first_reaching(u64 a, u64 b, const Size& limit, F&& size, const Size& at_a, const Size& at_b) {
     u64 lo = a, hi = b;
     if (hi - lo <= 1) return hi;
-    double below = nearly(size(lo) - limit), above = nearly(size(hi) - limit);
+    double below = nearly(at_a - limit), above = nearly(at_b - limit);
     u64 before = 0;
     bool second = false, halve = false, from_below = false;
     while (hi - lo > 1) {
@@ -54,6 +55,11 @@ u64 first_reaching(u64 a, u64 b, const Size& limit, F&& size) {
         second = line && !second;
     }
     return hi;
+}
+template <class Size, class F>
+u64 first_reaching(u64 a, u64 b, const Size& limit, F&& size) {
+    if (b - a <= 1) return b;
+    return first_reaching<Size>(a, b, limit, size, size(a), size(b));
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -40,6 +40,7 @@ struct MergeSizes {
     Capacities<F> left, right;  // of the halves
     Capacities<F> out;          // of the result, the link included
     u64 room;                   // bytes that cost nothing, for kept transforms (kAnyRoom: any number)
+    bool bounds = false;        // the buffers may be shorter, for ranges that one plan answers for
 };
 
 // A family is a struct of static members. Exact results carry residues. A merge never reads the words of

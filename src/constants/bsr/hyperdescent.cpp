@@ -1,17 +1,11 @@
 #include "constants/bsr/hyperdescent.h"
 
-#include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/product_needs.h"
 #include "constants/bsr/merge_steps.h"
 
 namespace kalvor::BinarySplitting::Hyperdescent {
 namespace {
-
-// Up to this many terms buffers are sized by the terms' words, above by the sizes of the series.
-constexpr u64 kSmallTerms = 100;
-// What a stripped Q may still hold of zero words, in each of two factors.
-constexpr u64 kUnstripped = 16;
 
 u64 longest_product(const MergeSizes<Family>& sizes) {
     return std::max(sizes.left[kP], sizes.left[kQ]) + sizes.right[kQ];
@@ -20,7 +14,7 @@ u64 longest_product(const MergeSizes<Family>& sizes) {
 }  // namespace
 
 Family::Words Family::capacities(const Series& series, u64 a, u64 b) {
-    if (b - a <= kSmallTerms) {
+    if (b - a <= kSmallRange) {
         const Series::TermWords words = series.term_words().of(b - a);
         return {round_up_8(words.P + 2), round_up_8(words.Q + 2)};
     }
@@ -59,12 +53,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
     BigFloat &P = out[kP], &Q = out[kQ];
     const u64 n = std::max(P1.L, Q1.L) + Q2.L;
     if (P1.L != 0 && KeptTransform::fits(context, n, 0)) {
-        KeptTransform transform(context, n);
-        BigFloatTransformR held(*transform.holder, transform.data, HeldWords::stay);
-        const i64 window = static_cast<i64>(precision);
-        const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
-        held.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
-        held.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
+        multiply_both(context, P, Q, P1, Q1, Q2, precision);
     } else {
         P.set_mul(precision, context, P1, Q2);
         Q.set_mul(precision, context, Q1, Q2);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
@@ -55,6 +56,16 @@ void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q,
     kept.mul_rf_xf(transform.context, Q, Q1);
 }
 
+void multiply_both(const MultiplyContext& context, BigFloat& P, BigFloat& Q, const BigFloat& P1,
+                   const BigFloat& Q1, const BigFloat& Q2, u64 precision) {
+    KeptTransform transform(context, std::max(P1.L, Q1.L) + Q2.L);
+    BigFloatTransformR kept(*transform.holder, transform.data, HeldWords::stay);
+    const i64 window = static_cast<i64>(precision);
+    const i64 top_P = P1.mag() + Q2.mag(), top_Q = Q1.mag() + Q2.mag();
+    kept.mul_rr_xf(transform.context, P, Q2, Q2.L, P1, P1.L, top_P - window, top_P);
+    kept.mul_rf_xf(transform.context, Q, Q1, Q1.L, top_Q - window, top_Q);
+}
+
 bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bottom, u64 precision) {
     const i64 window = static_cast<i64>(precision);
     // One word more than P has beside a number that is not longer.
@@ -80,6 +91,30 @@ void add_product(const MultiplyContext& context, BigFloat& P, const BigFloat& A,
     if (reach <= 0) return;
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, A, B);
     combine_signed_ip(context.parallel, P, T, subtract);
+}
+
+void merge_floats(const MultiplyContext& context, BigFloat& P, BigFloat& Q, const BigFloat& P1,
+                  const BigFloat& Q1, const BigFloat& Q2, const BigFloat& A, const BigFloat& B, u64 precision,
+                  u64 T_words, bool subtract) {
+    MultiplyContext inner = context;
+    // A B is formed beside T as well.
+    const u64 longest = std::max(std::max(P1.L, Q1.L) + Q2.L, A.L + B.L);
+    const bool kept = P1.L != 0 && KeptTransform::fits(context, longest, T_words);
+    BigFloat T(Q.buffer, Q.buffer_size);
+    if (kept || Q.buffer_size < T_words) T = carve<BigFloat>(inner.scratch, T_words);
+    if (kept) {
+        multiply_both(inner, P, Q, P1, Q1, Q2, precision);
+    } else {
+        P.set_mul(precision, inner, P1, Q2);
+    }
+    add_product(inner, P, A, B, precision, subtract, T);
+    if (!kept) Q.set_mul(precision, inner, Q1, Q2);
+}
+
+Needs float_merge_needs(u64 longest, u64 T_words, u64 Q_words, u64 room) {
+    const Needs kept = kept_product_needs(longest, kAnyRoom).above(T_words);
+    if (kept.bytes <= room) return kept;
+    return product_needs(longest).above(Q_words >= T_words ? 0 : T_words);
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -61,6 +61,15 @@ double scale_if_convergent(const PolynomialCoefficients& P, const PolynomialCoef
     return log_scale_of({P, Q, &R});
 }
 
+// What ranges and splits take. Runs ask it of every range of some hundred terms.
+double size_of(const PolynomialTermSizer& sizer, u64 a, u64 b) {
+    return b - a <= PolynomialTermSizer::kNearTerms ? sizer.near_log_size(a, b) : sizer.log_size(a, b).high;
+}
+// All of a series the same way.
+double size_to(const PolynomialTermSizer& sizer, u64 k, u64 terms) {
+    return terms <= PolynomialTermSizer::kNearTerms ? sizer.near_log_size_to(k) : sizer.log_size_to(k).high;
+}
+
 double nats(u64 words) {
     return static_cast<double>(words) * dd::ln2_64().high;
 }
@@ -82,12 +91,12 @@ class HypergeometricSeries final : public CommonP2B3::Series {
     HypergeometricSeries(const std::shared_ptr<const SeriesHypergeometric_PolyData>& data, u64 p)
         : HypergeometricSeries(data, p, sizes(*data).terms(p)) {}
 
-    double log_size_to(u64 k) const override { return data_->sizer_Q.log_size_to(k).high; }
+    double log_size_to(u64 k) const override { return size_to(data_->sizer_Q, k, terms()); }
     DoubleDouble log_size_to_dd(u64 k) const override { return data_->sizer_Q.log_size_to(k); }
     DoubleDouble log_remaining(u64 k) const override { return sizes(*data_).log_remaining(precision(), k); }
     std::optional<double> log_scale() const override { return scale_; }
-    double log_size_Q(u64 a, u64 b) const override { return data_->sizer_Q.log_size(a, b).high + kSlack; }
-    double log_size_R(u64 a, u64 b) const override { return data_->sizer_R.log_size(a, b).high + kSlack; }
+    double log_size_Q(u64 a, u64 b) const override { return size_of(data_->sizer_Q, a, b) + kSlack; }
+    double log_size_R(u64 a, u64 b) const override { return size_of(data_->sizer_R, a, b) + kSlack; }
     // Q times a sum of P(k) (3/4)^(k - 1 - a), and 3/4 = 6/7 7/8.
     double log_size_P(u64 a, u64 b) const override {
         return log_size_Q(a, b) + data_->P.log_coefficients() + largest_of_falling(data_->P.degree(), a, b) +
@@ -131,11 +140,11 @@ class HyperdescentSeries final : public Hyperdescent::Series {
     HyperdescentSeries(const std::shared_ptr<const SeriesHyperdescent_PolyData>& data, u64 p)
         : HyperdescentSeries(data, p, sizes(*data).terms(p)) {}
 
-    double log_size_to(u64 k) const override { return data_->sizer_Q.log_size_to(k).high; }
+    double log_size_to(u64 k) const override { return size_to(data_->sizer_Q, k, terms()); }
     DoubleDouble log_size_to_dd(u64 k) const override { return data_->sizer_Q.log_size_to(k); }
     DoubleDouble log_remaining(u64 k) const override { return sizes(*data_).log_remaining(precision(), k); }
     std::optional<double> log_scale() const override { return scale_; }
-    double log_size_Q(u64 a, u64 b) const override { return data_->sizer_Q.log_size(a, b).high + kSlack; }
+    double log_size_Q(u64 a, u64 b) const override { return size_of(data_->sizer_Q, a, b) + kSlack; }
     // Q times a sum of P(k).
     double log_size_P(u64 a, u64 b) const override {
         return log_size_Q(a, b) + data_->P.log_coefficients() +
@@ -176,21 +185,24 @@ class BinaryBBPSeries final : public BinaryBBP::Series {
         : BinaryBBPSeries(data, alternating, shift, p,
                           Polynomials::binary_bbp_terms(p, data->P.degree(), data->power)) {}
 
-    double log_size_to(u64 k) const override { return data_->sizer_Q.log_size_to(k).high; }
+    double log_size_to(u64 k) const override { return size_to(data_->sizer_Q, k, terms()); }
     DoubleDouble log_size_to_dd(u64 k) const override { return data_->sizer_Q.log_size_to(k); }
     DoubleDouble log_remaining(u64 k) const override {
         return Polynomials::binary_bbp_remaining(precision(), data_->P.degree(), power(), k);
     }
     std::optional<double> log_scale() const override { return scale_; }
     double log_size_Q(u64 a, u64 b) const override {
+        if (b - a <= PolynomialTermSizer::kNearTerms) {
+            const double powers = static_cast<double>((b - a) * power()) * dd::ln2().high;
+            return std::max(0.0, data_->sizer_Q.near_log_size(a, b) - powers) + kSlack;
+        }
         const DoubleDouble powers = DoubleDouble::from_u64((b - a) * power()) * dd::ln2();
         return std::max(0.0, (data_->sizer_Q.log_size(a, b) - powers).high) + kSlack;
     }
     // Q times a sum of 2^(power (b - k)) P(k), the powers of which fall by 2 or more.
     double log_size_P(u64 a, u64 b) const override {
-        return data_->sizer_Q.log_size(a, b).high - static_cast<double>(power()) * dd::ln2().high +
-               std::log(2.0) + data_->P.log_coefficients() +
-               static_cast<double>(data_->P.degree()) * ln_of(b) + kSlack;
+        return size_of(data_->sizer_Q, a, b) - static_cast<double>(power()) * dd::ln2().high + std::log(2.0) +
+               data_->P.log_coefficients() + static_cast<double>(data_->P.degree()) * ln_of(b) + kSlack;
     }
     u64 zero_bits_Q(u64, u64) const override { return 0; }
     void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, Word*) const override {

@@ -54,7 +54,7 @@ class PSR_SeriesB {
         for (std::size_t i = 0; i < blocks_.size(); i++) {
             const Sample sample = sample_of(i);
             if (sample == Sample::none) continue;
-            const BSR_BlockB<F> plan(series, blocks_[i], last(i), blocks_[i].exact, 1, 0, answers(sample));
+            const BSR_BlockB<F> plan(series, blocks_[i], last(i), blocks_[i].exact, answers(sample));
             const Capacities<F>& words = plan.capacities();
             floor_ = std::max(floor_, fold_needs(i, words, 0).above(total_words(words)).bytes);
         }

@@ -14,7 +14,8 @@ constexpr double kExactSize = 4503599627370496.0;  // 2^52
 
 template <class Size, class F>
 u64 halfway(u64 a, u64 b, F&& size_to) {
-    return first_reaching<Size>(a, b, (size_to(a) + size_to(b)) * Size(0.5), size_to);
+    const Size at_a = size_to(a), at_b = size_to(b);
+    return first_reaching<Size>(a, b, (at_a + at_b) * Size(0.5), size_to, at_a, at_b);
 }
 
 }  // namespace

@@ -35,6 +35,8 @@ class Series {
     u64 growth_words() const { return parameters_.growth_words; }
     bool alternating() const { return parameters_.alternating; }
     bool one_block() const { return parameters_.one_block; }
+    // Words that a leaf takes beside its results, whichever it is.
+    virtual u64 most_leaf_words() const { return 4 * growth_words() * leaf_threshold(); }
 
     // F(k): cumulative size of the largest result over the first k terms, increasing. It tells where blocks
     // end and ranges are split, and what the sum is announced with; memory is planned by log_largest().

@@ -10,6 +10,22 @@ namespace {
 
 constexpr const char* kLn1024 = "6.931471805599453094172321214581765680755";
 
+// Linear factors of Q(k) and R(k).
+constexpr LinearFactor kWedeniwskiQ[] = {{3, 1, 1}, {3, 2, 1}, {4, 1, 3}, {4, 3, 3}};
+constexpr LinearFactor kWedeniwskiR[] = {{1, 0, 5}, {2, -1, 3}};
+constexpr LinearFactor kAmdeberhanZeilbergerQ[] = {{2, 1, 5}};
+constexpr LinearFactor kAmdeberhanZeilbergerR[] = {{1, 0, 5}};
+constexpr LinearFactor kPilehroodShortQ[] = {{6, -5, 2}, {6, -1, 2}};
+constexpr LinearFactor kPilehroodShortR[] = {{1, 0, 3}, {2, -1, 1}};
+constexpr LinearFactor kGuillera2019Q[] = {{6, -5, 3}, {6, -1, 3}};
+constexpr LinearFactor kGuillera2019R[] = {{1, 0, 3}, {2, -1, 3}};
+constexpr LinearFactor kPilehroodLongQ[] = {{8, -7, 2}, {8, -5, 2}, {8, -3, 2}, {8, -1, 2}};
+constexpr LinearFactor kPilehroodLongR[] = {{1, 0, 3}, {2, -1, 1}, {4, -3, 2}, {4, -1, 2}};
+constexpr LinearFactor kGuillera2008Q[] = {{2, 1, 3}};
+constexpr LinearFactor kGuillera2008R[] = {{1, 0, 3}};
+constexpr LinearFactor kLupasQ[] = {{4, 1, 2}, {4, 3, 2}};
+constexpr LinearFactor kLupasR[] = {{1, 0, 3}, {2, -1, 1}};
+
 constexpr BuiltInSeries kPi[] = {
     {.name = "Chudnovsky (1988)",
      .node = "SeriesPiChudnovsky",
@@ -72,6 +88,8 @@ constexpr BuiltInSeries kZeta3[] = {
      .shift = 4,
      .fold_degree = 5,
      .fold_at_1 = 1523508,
+     .factored_Q = {24, kWedeniwskiQ},
+     .factored_R = {1, kWedeniwskiR},
      .zero_bits = zeta3_wedeniwski_zero_bits},
     {.name = "Amdeberhan-Zeilberger (1997)",
      .node = "SeriesZeta3AZ1",
@@ -92,6 +110,8 @@ constexpr BuiltInSeries kZeta3[] = {
      .shift = 2.5,
      .fold_degree = 2,
      .fold_at_1 = 532,
+     .factored_Q = {32, kAmdeberhanZeilbergerQ},
+     .factored_R = {1, kAmdeberhanZeilbergerR},
      .zero_bits = zeta3_az_zero_bits},
 };
 
@@ -112,7 +132,9 @@ constexpr BuiltInSeries kCatalan[] = {
      .words_R = 4,
      .term = catalan_pilehrood_short_term,
      .leading_Q = 11664,
-     .shift = -2},
+     .shift = -2,
+     .factored_Q = {9, kPilehroodShortQ},
+     .factored_R = {32, kPilehroodShortR}},
     {.name = "Guillera (2019)",
      .node = "SeriesCatalanGuillera2019",
      .coefficient_P = -1,
@@ -129,7 +151,9 @@ constexpr BuiltInSeries kCatalan[] = {
      .words_R = 6,
      .term = catalan_guillera2019_term,
      .leading_Q = 1259712,
-     .shift = -3},
+     .shift = -3,
+     .factored_Q = {27, kGuillera2019Q},
+     .factored_R = {512, kGuillera2019R}},
     {.name = "Pilehrood (2010-long)",
      .node = "SeriesCatalanPilehoodLong",
      .coefficient_P = -1,
@@ -146,7 +170,9 @@ constexpr BuiltInSeries kCatalan[] = {
      .words_R = 8,
      .term = catalan_pilehrood_long_term,
      .leading_Q = 16777216,
-     .shift = -4},
+     .shift = -4,
+     .factored_Q = {1, kPilehroodLongQ},
+     .factored_R = {32, kPilehroodLongR}},
     // The growth is ln 64, though Q is about 8 k^3.
     {.name = "Guillera (2008)",
      .node = "SeriesCatalanGuillera2008",
@@ -166,7 +192,9 @@ constexpr BuiltInSeries kCatalan[] = {
      .leading_Q = 8,
      .shift = 1.5,
      .fold_degree = 1,
-     .fold_at_1 = 5},
+     .fold_at_1 = 5,
+     .factored_Q = {1, kGuillera2008Q},
+     .factored_R = {1, kGuillera2008R}},
     {.name = "Lupas (2000)",
      .coefficient_P = 1,
      .coefficient_Q = 19,
@@ -184,7 +212,9 @@ constexpr BuiltInSeries kCatalan[] = {
      .leading_Q = 256,
      .shift = 2,
      .fold_degree = 2,
-     .fold_at_1 = 115},
+     .fold_at_1 = 115,
+     .factored_Q = {1, kLupasQ},
+     .factored_R = {32, kLupasR}},
 };
 
 }  // namespace

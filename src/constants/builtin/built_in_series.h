@@ -5,6 +5,7 @@
 
 #include "arith/exact/basic_int.h"
 #include "base/names/names.h"
+#include "constants/builtin/factored_number.h"
 #include "os/types.h"
 
 namespace kalvor {
@@ -33,6 +34,8 @@ struct BuiltInSeries {
     // polynomial alone, which is smaller than Q but for the first term.
     u64 fold_degree = 0;
     Word fold_at_1 = 0;
+    // Q(k) and R(k) where sums leave out what the terms share (factored_leaf.h), else without factors.
+    FactoredNumber factored_Q = {}, factored_R = {};
     u64 (*zero_bits)(u64 n) = nullptr;  // the power of two in Q(1) ... Q(n); null where they are odd
 };
 

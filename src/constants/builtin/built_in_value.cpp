@@ -18,6 +18,7 @@ class Labelled final : public Evaluator {
     const Needs& needs() const override { return value_->needs(); }
     std::vector<WorkPhase> work() const override { return value_->work(); }
     SeriesBlocks series_blocks() const override { return value_->series_blocks(); }
+    u64 plan_bytes() const override { return value_->plan_bytes(); }
     std::string label() const override { return label_; }
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.Status_Line(label_);

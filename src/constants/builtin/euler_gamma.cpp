@@ -12,7 +12,6 @@
 #include "arith/newton/newton_work.h"
 #include "base/console/format.h"
 #include "base/status/status_scope.h"
-#include "base/status/terminal.h"
 #include "constants/bsr/brent_mcmillan.h"
 #include "constants/bsr/psr_series.h"
 #include "constants/builtin/gamma_c_series.h"
@@ -138,8 +137,7 @@ class BrentMcMillan final : public Evaluator {
         status.Status_Line("The current parameter is too small to meet the target precision.");
         status.Status_Label(8, "Target:", {'Y', Console::format_commas(static_cast<u64>(std::rint(target)))});
         status.Status_Label(8, "Limit:", {'Y', Console::format_commas(static_cast<u64>(std::rint(limit)))});
-        // Where somebody can read it.
-        if (auto* terminal = dynamic_cast<Terminal*>(&status)) terminal->pause();
+        status.Pause();
     }
 
     // result = A / B = T / (Q (Q^2 + R)), inverse = 1 / B = Q^2 / (Q^2 + R).

@@ -5,6 +5,7 @@
 
 #include "constants/bsr/series_value.h"
 #include "constants/builtin/leaf_words.h"
+#include "constants/polynomials/log_products.h"
 
 namespace kalvor {
 namespace {
@@ -25,11 +26,6 @@ DoubleDouble term_size(u64 m, u64 j) {
            DoubleDouble::from_u64(2 * j * (m + 4)) * dd::ln2();
 }
 
-// ln(1 * 3 * ... * (2k - 1)).
-DoubleDouble odd_factorial(u64 k) {
-    return factorial(2 * k) - factorial(k) - DoubleDouble::from_u64(k) * dd::ln2();
-}
-
 // The same where doubles are right to less than a nat.
 constexpr u64 kResolved = u64(1) << 44;
 double factorial_double(u64 k) {
@@ -38,6 +34,11 @@ double factorial_double(u64 k) {
 }
 double odd_factorial_double(u64 k) {
     return factorial_double(2 * k) - factorial_double(k) - static_cast<double>(k) * dd::ln2().high;
+}
+
+// ln(u (u + 1) ...) of n factors, never below the truth.
+double log_product(double u, u64 n) {
+    return Polynomials::near_ln_rising_product(u, 0, n) * (1 + 0x1p-45);
 }
 
 }  // namespace
@@ -80,14 +81,22 @@ DoubleDouble GammaCSeries::log_remaining(u64 k) const {
     return rest < DoubleDouble(0.0) ? DoubleDouble(0.0) : rest;
 }
 
+double GammaCSeries::log_size_Q(u64 a, u64 b) const {
+    if (b < kResolved) return log_size_to(b) - log_size_to(a) + 1;
+    const double powers = static_cast<double>(b - a) * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
+    return log_product(static_cast<double>(a) + 1, b - a) + powers * (1 + 0x1p-45) + 1;
+}
+
 // Terms of a range are below 1, so P is below Q for each of them.
 double GammaCSeries::log_size_P(u64 a, u64 b) const {
-    return log_size_resolved(a, b) + std::log(static_cast<double>(b - a) + 1) + 2;
+    return log_size_Q(a, b) + std::log(static_cast<double>(b - a) + 1) + 1;
 }
 
 double GammaCSeries::log_size_R(u64 a, u64 b) const {
     if (b < kResolved) return 3 * (odd_factorial_double(b) - odd_factorial_double(a)) + 4;
-    return (DoubleDouble(3.0) * (odd_factorial(b) - odd_factorial(a))).high + 2;
+    // 2^n times (a + 1/2) ... (b - 1/2)
+    const double ln2 = static_cast<double>(b - a) * dd::ln2().high;
+    return 3 * (ln2 + log_product(static_cast<double>(a) + 0.5, b - a)) + 2;
 }
 
 void GammaCSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {

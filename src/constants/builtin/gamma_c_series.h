@@ -22,6 +22,7 @@ class GammaCSeries final : public BinarySplitting::CommonP2B3::Series {
     DoubleDouble log_size_to_dd(u64 k) const override;
     DoubleDouble log_remaining(u64 k) const override;
     double log_size_P(u64 a, u64 b) const override;
+    double log_size_Q(u64 a, u64 b) const override;
     double log_size_R(u64 a, u64 b) const override;
     u64 zero_bits_Q(u64 a, u64 b) const override { return (b - a) * (2 * m_ + 5); }
     void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;

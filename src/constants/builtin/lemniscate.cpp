@@ -20,7 +20,7 @@ class LemniscateMachin final : public Evaluator {
   public:
     LemniscateMachin(const ArcSinlemn& first, const ArcSinlemn& second, bool subtract, std::string label,
                      const EvaluatorRequest& request)
-        : operands_(request, first, second, TwoOperands::PlanFirst::second),
+        : operands_(request, first, second),
           words_{"the first arcsine, which waited for the second", text_of(first, ""),
                  text_of(second, subtract ? "-" : "")},
           subtract_(subtract),

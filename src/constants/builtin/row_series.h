@@ -6,11 +6,17 @@
 //       most s ln((b + 1/2) / (a + 1/2)), and s ln((b + 1) / (a + 1)) for a negative s.
 //   R   d ln(b! / a!) + (b - a) (ln C - gain): its factors are ak - b, b >= 0
 //   P   Q times P(a + 1) / Q(a + 1), as a sum is no more than its first term, or little more
+//
+// Rows that name their linear factors have leaves of thousands of terms that leave out shared factors; then
+// all three are less by what is saved.
 #pragma once
+
+#include <memory>
 
 #include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/builtin/built_in_series.h"
+#include "constants/builtin/factored_leaf.h"
 
 namespace kalvor {
 
@@ -27,12 +33,26 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
     double log_size_R(u64 a, u64 b) const override;
     u64 zero_bits_Q(u64 a, u64 b) const override;
     void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;
+    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
+              Word* scratch) const override;
+    u64 leaf_scratch_words(u64 a, u64 b) const override;
+    u64 most_leaf_words() const override;
+    // Nats that the numbers of a range are less than the products of the terms' numbers, at least.
+    double saved(u64 a, u64 b) const;
 
   private:
+    RowSeries(const BuiltInSeries& row, u64 precision_words, std::shared_ptr<const FactoredLeaf> leaf);
+    // Of leaf() as it is in the base class, of n terms.
+    u64 plain_leaf_words(u64 n) const { return term_words().R + bsr_end_words(n); }
+    // The terms of which F saves something, of k.
+    static double saving_terms(double k);
+
     // d ln(b! / a!) + (b - a) each
     double factors(u64 a, u64 b, const DoubleDouble& each) const;
 
     const BuiltInSeries& row_;
+    const std::shared_ptr<const FactoredLeaf> leaf_;  // null: none
+    const double saved_each_;                         // of each term of long ranges, at least
     const DoubleDouble degree_, gain_, growth_, full_;
     const DoubleDouble each_Q_, each_R_;  // beside k^degree
     const double fold_;                   // ln p(1) - gain; 0 where P is not folded

@@ -139,6 +139,16 @@ bool constant_takes_argument(std::string_view token) {
     return catalog().factory_of(token).takes_argument();
 }
 
+std::string names_with_extractor() {
+    std::string names;
+    for (const CatalogRow& row : catalog_rows()) {
+        const ConstantFactory* const factory = catalog().factory(row);
+        if (!factory || factory->takes_argument() || !factory->make({})->has_extractor()) continue;
+        names += (names.empty() ? "" : ", ") + std::string(row.name);
+    }
+    return names;
+}
+
 std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view argument) {
     return catalog().make(token, argument);
 }

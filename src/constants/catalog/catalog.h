@@ -98,10 +98,14 @@ std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view
 // formula of its own. Throws the same, "Invalid Algorithm: " + token, and the type errors and key errors of
 // Config::Object.
 std::unique_ptr<Constant> load_constant(const Config::Object& object);
+// What is computed before another constant is chosen.
+inline constexpr std::string_view kUsualConstant = "pi";
 // Every token that make_constant() takes, in the order of the rows.
 std::vector<std::string> constant_tokens();
 // Of those, whether the token may have an argument behind a colon.
 bool constant_takes_argument(std::string_view token);
+// The names of the rows whose constant has an extractor, with ", " between them.
+std::string names_with_extractor();
 
 void register_constant(std::string_view token, const ConstantFactory& factory);
 

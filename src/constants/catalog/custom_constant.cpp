@@ -65,7 +65,7 @@ std::unique_ptr<Constant> CustomConstant::ask() {
         Console::print_line("File not found.");
         return nullptr;
     }
-    // A file that cannot be used is no reason to lose what was chosen before.
+    // A file that cannot be used does not replace what was chosen before.
     try {
         return std::make_unique<CustomConstant>(path);
     } catch (const Exception& e) {

@@ -49,6 +49,9 @@ class Evaluator {
     Evaluator& operator=(const Evaluator&) = delete;
 
     virtual const Needs& needs() const = 0;
+    // Bytes of the plan and of what it was made from, beside working memory and result, where that grows with
+    // what the user wrote.
+    virtual u64 plan_bytes() const { return 0; }
     // The phases of a run, in seconds of one core.
     virtual std::vector<WorkPhase> work() const = 0;
     virtual SeriesBlocks series_blocks() const { return {}; }

@@ -9,48 +9,25 @@ namespace {
 // A value takes a few words more than its precision.
 constexpr u64 kSpareWords = 24;
 
-u64 words_of(const Evaluator& value) {
-    return round_up_8(value.needs().result_words);
-}
-
-Needs needs_of(const Evaluator& first, const Evaluator& second) {
-    Needs needs = first.needs().maximum(second.needs().above(words_of(second)));
-    needs.result_words = first.needs().result_words;
-    return needs;
-}
-
 }  // namespace
 
 TwoOperands::TwoOperands(const EvaluatorRequest& request, const EvaluatorFactory& first,
-                         const EvaluatorFactory& second, PlanFirst plan_first) {
+                         const EvaluatorFactory& second) {
     const u64 words = round_up_8(request.precision + kSpareWords);
-    const auto make_first = [&](u64 free_bytes) {
-        first_ = first.make_evaluator({request.precision, request.tds, request.memory_budget, free_bytes});
-    };
-    const auto make_second = [&](u64 free_bytes) {
-        second_ =
-            second.make_evaluator({request.precision, request.tds, room_above(request.memory_budget, words),
-                                   room_above(free_bytes, words)});
-    };
-    if (plan_first == PlanFirst::first) {
-        make_first(request.free_bytes);
-        make_second(std::max(request.free_bytes, first_->needs().bytes));
-    } else {
-        make_second(request.free_bytes);
-        make_first(std::max(request.free_bytes, second_->needs().above(second_words()).bytes));
-    }
-}
-
-void TwoOperands::take_cheaper_order() {
-    if (needs_of(*second_, *first_).bytes < needs_of(*first_, *second_).bytes) std::swap(first_, second_);
+    second_ = second.make_evaluator({request.precision, request.tds, room_above(request.memory_budget, words),
+                                     room_above(request.free_bytes, words)});
+    const u64 free_bytes = std::max(request.free_bytes, second_->needs().above(second_words()).bytes);
+    first_ = first.make_evaluator({request.precision, request.tds, request.memory_budget, free_bytes});
 }
 
 Needs TwoOperands::needs() const {
-    return needs_of(*first_, *second_);
+    Needs needs = first_->needs().maximum(second_->needs().above(second_words()));
+    needs.result_words = first_->needs().result_words;
+    return needs;
 }
 
 u64 TwoOperands::second_words() const {
-    return words_of(*second_);
+    return round_up_8(second_->needs().result_words);
 }
 
 std::vector<WorkPhase> TwoOperands::work() const {

@@ -26,14 +26,9 @@ struct OperandValues {
 // other in any case.
 class TwoOperands {
   public:
-    // Which value is planned before it is known what the other one takes. Each is made once, so that a tree
-    // of formulas is planned in one walk.
-    enum class PlanFirst { first, second };
+    // Plans the second value first, before it is known what the other one takes.
     TwoOperands(const EvaluatorRequest& request, const EvaluatorFactory& first,
-                const EvaluatorFactory& second, PlanFirst plan_first);
-
-    // Swaps them when the other order takes less memory.
-    void take_cheaper_order();
+                const EvaluatorFactory& second);
 
     const Evaluator& first() const { return *first_; }
     const Evaluator& second() const { return *second_; }

@@ -7,7 +7,7 @@
 namespace kalvor::Formulas {
 
 LogStep::LogStep(const StepRequest& request)
-    : Step(request.precision), plan_(LogAgmPlan::make(request.precision, 0, request.tds)) {
+    : Step(request.precision), plan_(LogAgmPlan::make(request.precision, request.tds)) {
     needs_ = plan_.needs();
     needs_.result_words = plan_.result;
 }

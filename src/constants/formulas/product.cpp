@@ -16,9 +16,10 @@ constexpr u32 kRoundingBits = 0;
 
 class Product final : public Evaluator {
   public:
-    Product(const EvaluatorRequest& request, TwoOperands operands, std::string label)
+    Product(const EvaluatorRequest& request, const EvaluatorFactory& first, const EvaluatorFactory& second,
+            std::string label)
         : precision_(request.precision),
-          operands_(std::move(operands)),
+          operands_(request, first, second),
           label_(std::move(label)),
           needs_(operands_.needs()),
           result_words_(round_up_8(std::max(needs_.result_words, precision_ + 3))),
@@ -65,15 +66,7 @@ class Product final : public Evaluator {
 
 std::unique_ptr<Evaluator> make_product(const EvaluatorRequest& request, const EvaluatorFactory& first,
                                         const EvaluatorFactory& second, std::string label) {
-    return std::make_unique<Product>(
-        request, TwoOperands(request, first, second, TwoOperands::PlanFirst::second), std::move(label));
-}
-
-std::unique_ptr<Evaluator> make_product(const EvaluatorRequest& request, const EvaluatorFactory& first,
-                                        const EvaluatorFactory& second) {
-    TwoOperands operands(request, first, second, TwoOperands::PlanFirst::second);
-    operands.take_cheaper_order();
-    return std::make_unique<Product>(request, std::move(operands), "");
+    return std::make_unique<Product>(request, first, second, std::move(label));
 }
 
 }  // namespace kalvor::Formulas

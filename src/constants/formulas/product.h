@@ -14,11 +14,8 @@ namespace kalvor::Formulas {
 //   [the second value][all that the second takes]
 //   [the second value][the product][its scratch]
 //
-// first, then second, whatever they take; label: what a run announces itself with.
+// label: what a run announces itself with; nothing when it is empty.
 std::unique_ptr<Evaluator> make_product(const EvaluatorRequest& request, const EvaluatorFactory& first,
                                         const EvaluatorFactory& second, std::string label);
-// The same in the order that takes less memory, which a product of values without a name may choose.
-std::unique_ptr<Evaluator> make_product(const EvaluatorRequest& request, const EvaluatorFactory& first,
-                                        const EvaluatorFactory& second);
 
 }  // namespace kalvor::Formulas

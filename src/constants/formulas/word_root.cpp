@@ -1,7 +1,6 @@
 #include "constants/formulas/word_root.h"
 
 #include "arith/newton/newton_work.h"
-#include "base/status/status_scope.h"
 
 namespace kalvor::Formulas {
 
@@ -20,10 +19,7 @@ std::string WordRoot::announcement() const {
 ErrorBound WordRoot::run(const MultiplyContext& context, Status& status, BigFloat& result,
                          const std::string& announcement) const {
     status.work().enter("square root");
-    StatusSection section(status, announcement);
-    StatusFrame frame(section.node(), "Iterating: ");
-    const newton::RunMemory memory(context, plan_.temporaries);
-    InvsqrtWord_BigFloatR::run(plan_, memory.context, frame.node(), result, w_, plan_.p, memory.temporaries);
+    invsqrt_word(plan_, context, status, result, w_, announcement);
     return ErrorBound::of_words(result, plan_.p, newton::kErrorBits);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arith/m61/m61.h"
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
 
@@ -11,18 +12,13 @@ namespace {
 using Coefficients = std::vector<SimpleInt>;
 
 // A prime for the quick proof that two polynomials have no common zero.
-constexpr Word kPrime = (Word(1) << 61) - 1;
+constexpr Word kPrime = m61::kM61;
 
 Word multiply_mod(Word a, Word b) {
-    return static_cast<Word>(u128(a) * b % kPrime);
+    return m61::canonical(m61::mul(a, b));
 }
 Word inverse_mod(Word a) {
-    Word result = 1;
-    for (Word e = kPrime - 2; e != 0; e >>= 1) {
-        if (e & 1) result = multiply_mod(result, a);
-        a = multiply_mod(a, a);
-    }
-    return result;
+    return m61::canonical(m61::pow(a, kPrime - 2));
 }
 
 std::vector<Word> residues(const IntegerPolynomial& p) {

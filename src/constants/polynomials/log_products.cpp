@@ -111,4 +111,36 @@ DoubleDouble ln_rising_product(const DoubleDouble& u, const DoubleDouble& b, u64
     return sum + tail(end) - tail(w);
 }
 
+namespace {
+
+// From this norm on three terms of Stirling's series are right to 2^-30.
+constexpr double kNearStirlingFrom = 12.0 * 12.0;
+
+double near_tail(double re, double im) {
+    const double inverse_norm = 1 / (re * re + im * im);
+    const double x = re * inverse_norm, y = -im * inverse_norm;
+    const double square_re = x * x - y * y, square_im = 2 * x * y;
+    const double cube_re = x * square_re - y * square_im, cube_im = x * square_im + y * square_re;
+    const double fifth_re = cube_re * square_re - cube_im * square_im;
+    return x / 12 - cube_re / 360 + fifth_re / 1260;
+}
+
+}  // namespace
+
+double near_ln_rising_product(double u, double b, u64 n) {
+    double sum = 0;
+    while (n != 0 && u * u + b * b < kNearStirlingFrom) {
+        sum += std::log(u * u + b * b) / 2;
+        u += 1;
+        n--;
+    }
+    if (n == 0) return sum;
+    const double count = static_cast<double>(n), end = u + count;
+    const double start_norm = u * u + b * b;
+    const double growth = count * (u + end) / start_norm;
+    sum += count * std::log(end * end + b * b) / 2 + (u - 0.5) * std::log1p(growth) / 2 - count;
+    if (b != 0) sum += std::fabs(b) * std::atan(count * std::fabs(b) / (start_norm + count * u));
+    return sum + near_tail(end, b) - near_tail(u, b);
+}
+
 }  // namespace kalvor::Polynomials

@@ -19,5 +19,8 @@ DoubleDouble arctangent(const DoubleDouble& t);
 //     n ln|w + n| + (u - 1/2) ln|(w + n) / w| - b arg((w + n) / w) - n + tail(w + n) - tail(w).
 // Points nearer to zero than its range are taken one by one.
 DoubleDouble ln_rising_product(const DoubleDouble& u, const DoubleDouble& b, u64 n);
+// The same in doubles, in a fraction of the time: the error is below 2^-44 of the sum of the magnitudes and
+// 2^-20 more. n is below 2^52.
+double near_ln_rising_product(double u, double b, u64 n);
 
 }  // namespace kalvor::Polynomials

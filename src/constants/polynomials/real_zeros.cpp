@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kFunction = "isolate_real_zeros()";
 
-// A range whose ends are no zeros, with the sequence's sign changes there.
+// A range whose ends are not zeros, with the sequence's sign changes there.
 struct Range {
     Dyadic low, high;
     u64 changes_low, changes_high;

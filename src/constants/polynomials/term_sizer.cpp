@@ -13,6 +13,10 @@ constexpr u64 kFirstWidth = 112;
 // of some 200 operations, up to 10^15 terms of degree 62.
 constexpr double kSlack = 0x1p-28;
 
+// The same of the sizes in doubles for a term of a polynomial, by its degree and one more: sums of up to
+// kNearTerms terms are below 2^39 nats for each of these, with errors below 2^-46 of them.
+constexpr double kNearSlack = 0x1p-6;
+
 DoubleDouble ln(const ScaledDoubleDouble& x) {
     const DoubleDouble mantissa = x.mantissa.high < 0 ? -x.mantissa : x.mantissa;
     return ln(mantissa) + DoubleDouble(static_cast<double>(x.exponent)) * dd::ln2();
@@ -95,6 +99,27 @@ DoubleDouble PolynomialTermSizer::log_size(u64 a, u64 b) const {
 
 DoubleDouble PolynomialTermSizer::log_size_to(u64 k) const {
     return log_size(0, k) + DoubleDouble::from_u64(k) * DoubleDouble(kSlack);
+}
+
+double PochhammerRealSizer::near_log_size(u64 a, u64 b) const {
+    return place_.near_log_size(a, b, 0, at_nearest_.high);
+}
+
+double PochhammerComplexPairSizer::near_log_size(u64 a, u64 b) const {
+    return 2 * place_.near_log_size(a, b, y_.high, at_nearest_.high);
+}
+
+double PolynomialTermSizer::near_log_size(u64 a, u64 b) const {
+    if (a >= b) return 0;
+    double sum = static_cast<double>(b - a) * per_term_.high;
+    for (const Real& zero : real_) sum += zero.sizer.near_log_size(a, b) * zero.multiplicity;
+    for (const Pair& pair : pairs_) sum += pair.sizer.near_log_size(a, b) * pair.multiplicity;
+    return sum < 0 ? 0 : sum;
+}
+
+double PolynomialTermSizer::near_log_size_to(u64 k) const {
+    const double slack = kNearSlack * static_cast<double>(degree_ + 1);
+    return near_log_size(0, k) + static_cast<double>(k) * slack;
 }
 
 PolynomialTermSizer make_sizer(const std::string& name, const IntegerPolynomial& p, const DoubleDouble& extra,

@@ -18,6 +18,7 @@ class PochhammerRealSizer {
     explicit PochhammerRealSizer(RealZero zero);
     // a < k <= b
     DoubleDouble log_size(u64 a, u64 b) const;
+    double near_log_size(u64 a, u64 b) const;
 
   private:
     ZeroPlace place_;
@@ -33,6 +34,7 @@ class PochhammerComplexPairSizer {
     // the range of a double).
     PochhammerComplexPairSizer(const ZeroPlace& x, const Dyadic& y);
     DoubleDouble log_size(u64 a, u64 b) const;
+    double near_log_size(u64 a, u64 b) const;
 
   private:
     void set_imaginary(const Dyadic& y, const Dyadic& at_least);
@@ -54,6 +56,13 @@ class PolynomialTermSizer {
     // For plans: log_size(0, k) and a little for every term, so that it grows from term to term although each
     // value is rounded. Never below log_size(0, k).
     DoubleDouble log_size_to(u64 k) const;
+
+    // Both in doubles, in a fraction of the time, for the ranges of a run. Up to kNearTerms terms the first
+    // is right to half a nat; the second never falls, covers the first, and exceeds log_size_to() by less
+    // than a thousandth of a word a term and degree.
+    static constexpr u64 kNearTerms = u64(1) << 32;
+    double near_log_size(u64 a, u64 b) const;
+    double near_log_size_to(u64 k) const;
 
   private:
     u64 degree_;

@@ -42,21 +42,32 @@ bool ZeroPlace::is_precise(const Dyadic& low, const Dyadic& high, const Dyadic& 
     return Dyadic{width.n << kPrecision, width.k} <= distance;
 }
 
-DoubleDouble ZeroPlace::log_size(u64 a, u64 b, const DoubleDouble& y, const DoubleDouble& at_nearest) const {
-    if (a >= b) return {};
-    if (nearest_ == 0) return ln_rising_product(DoubleDouble::from_u64(a + 1) - value_, y, b - a);
-    if (nearest_ == kBeyond) return ln_rising_product(value_ - DoubleDouble::from_u64(b), y, b - a);
-    const DoubleDouble offset = offset_.value();
-    DoubleDouble sum;
+template <class Number, class Of, class Product>
+Number ZeroPlace::sum_of_logarithms(u64 a, u64 b, const Number& value, const Number& offset,
+                                    const Number& at_nearest, Of&& of, Product&& product) const {
+    if (a >= b) return Number();
+    if (nearest_ == 0) return product(of(a + 1) - value, b - a);
+    if (nearest_ == kBeyond) return product(value - of(b), b - a);
+    Number sum = Number();
     // Below: x - k, downwards from k = min(b, nearest - 1).
     const u64 below = std::min(b, nearest_ - 1);
-    if (below > a) sum = ln_rising_product(DoubleDouble::from_u64(nearest_ - below) + offset, y, below - a);
+    if (below > a) sum = product(of(nearest_ - below) + offset, below - a);
     if (a < nearest_ && nearest_ <= b) sum = sum + at_nearest;
     const u64 above = std::max(a, nearest_);
-    if (b > above) {
-        sum = sum + ln_rising_product(DoubleDouble::from_u64(above + 1 - nearest_) - offset, y, b - above);
-    }
+    if (b > above) sum = sum + product(of(above + 1 - nearest_) - offset, b - above);
     return sum;
+}
+
+DoubleDouble ZeroPlace::log_size(u64 a, u64 b, const DoubleDouble& y, const DoubleDouble& at_nearest) const {
+    return sum_of_logarithms<DoubleDouble>(
+        a, b, value_, offset_.value(), at_nearest, [](u64 n) { return DoubleDouble::from_u64(n); },
+        [&y](const DoubleDouble& u, u64 n) { return ln_rising_product(u, y, n); });
+}
+
+double ZeroPlace::near_log_size(u64 a, u64 b, double y, double at_nearest) const {
+    return sum_of_logarithms<double>(
+        a, b, value_.high, offset_.value().high, at_nearest, [](u64 n) { return static_cast<double>(n); },
+        [y](double u, u64 n) { return near_ln_rising_product(u, y, n); });
 }
 
 }  // namespace kalvor::Polynomials

@@ -21,8 +21,15 @@ class ZeroPlace {
     const ScaledDoubleDouble& offset() const { return offset_; }
     // ln|k - x + y i| summed over a < k <= b, of which `at_nearest` is the one at the nearest index.
     DoubleDouble log_size(u64 a, u64 b, const DoubleDouble& y, const DoubleDouble& at_nearest) const;
+    // The same in doubles.
+    double near_log_size(u64 a, u64 b, double y, double at_nearest) const;
 
   private:
+    // `of` an integer as a number, `product` of n factors from a first one on.
+    template <class Number, class Of, class Product>
+    Number sum_of_logarithms(u64 a, u64 b, const Number& value, const Number& offset,
+                             const Number& at_nearest, Of&& of, Product&& product) const;
+
     u64 nearest_;         // 0: below 1/2; kBeyond: above every index
     DoubleDouble value_;  // x where there is no nearest index
     ScaledDoubleDouble offset_;

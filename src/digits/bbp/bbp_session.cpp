@@ -183,14 +183,22 @@ void BBPSession::print_digits(Status& status) const {
     status.Status_Line("");
 }
 
-std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor) {
+std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor,
+                      const std::function<void(double part)>& progress) {
     constexpr const char* kFunction = "BBPv2::pi_digits()";
     if (offset > kMaxOffset) throw InvalidParametersException(kFunction, "The offset is too large.");
     const Figures figures = figures_of(number, offset, digits);
     const std::string refused = cannot_start(figures, workers.modes);
     if (!refused.empty()) throw InvalidParametersException(kFunction, refused);
+    const double terms = static_cast<double>(figures.terms);
+    const double n_terms = terms * static_cast<double>(formula(number).sub_sums.size());
+    double before = 0;
     const FractionFloat total = sum_formula(number, offset, figures, [&](const SubSum& s) {
-        return sum_terms(s, figures.terms, figures.limbs, workers, monitor, [](u64) {});
+        FractionFloat sum = sum_terms(s, figures.terms, figures.limbs, workers, monitor, [&](u64 n_done) {
+            progress((before + static_cast<double>(n_done)) / n_terms);
+        });
+        before += terms;
+        return sum;
     });
     return total.hexadecimal(digits);
 }

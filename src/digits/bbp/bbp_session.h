@@ -2,6 +2,7 @@
 // run.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -78,8 +79,11 @@ class BBPSession {
 std::string cannot_start(const Figures& figures, const Modes& modes);
 
 // The hexadecimal digits offset + 1 to offset + digits of Pi behind the point, upper case; for a caller that
-// checks others with them. Reports nothing. Throws InvalidParametersException with cannot_start() and
-// "The offset is too large.", before anything is computed.
-std::string pi_digits(u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor);
+// checks others with them. Prints nothing; `progress` is called on the calling thread, every tenth of a
+// second, with the part of the terms that is summed. Throws InvalidParametersException with cannot_start()
+// and "The offset is too large.", before anything is computed.
+std::string pi_digits(
+    u64 number, u64 offset, u64 digits, const Workers& workers, RunMonitor& monitor,
+    const std::function<void(double part)>& progress = [](double) {});
 
 }  // namespace kalvor::BBPv2

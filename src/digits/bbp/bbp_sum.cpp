@@ -8,6 +8,7 @@
 #include <mutex>
 #include <thread>
 
+#include "base/clock/timer.h"
 #include "base/errors/exceptions.h"
 #include "digits/bbp/range_sum.h"
 
@@ -18,6 +19,7 @@ namespace {
 constexpr u64 kSmallestChunk = 10000;
 constexpr u64 kLargestChunk = 100000000;  // for each thread
 constexpr auto kProgressInterval = std::chrono::milliseconds(100);
+constexpr double kProgressSeconds = 0.1;
 
 // What the workers of one sub-sum share.
 class Sum {
@@ -28,18 +30,20 @@ class Sum {
     FractionFloat run(const std::function<void(u64)>& progress) {
         std::vector<std::thread> threads;
         try {
-            for (u64 i = 0; i < workers_.threads; i++) {
+            if (workers_.caller_works) n_running_++;
+            for (u64 i = n_running_; i < workers_.threads; i++) {
                 {
                     const std::lock_guard<std::mutex> lock(mutex_);
                     n_running_++;
                 }
-                threads.emplace_back([this, i] { work(i); });
+                threads.emplace_back([this, i] { work(i, nullptr); });
             }
         } catch (...) {
             const std::lock_guard<std::mutex> lock(mutex_);
             n_running_--;
             fail(std::current_exception());
         }
+        if (workers_.caller_works) work(0, &progress);
         try {
             show(progress);
         } catch (...) {
@@ -70,11 +74,11 @@ class Sum {
         n_left_begin_ = n_terms_;
     }
 
-    void work(u64 index) {
+    void work(u64 index, const std::function<void(u64)>* progress) {
         std::exception_ptr failure;
         try {
             if (!workers_.processors.empty()) pin(index);
-            sum_chunks();
+            sum_chunks(progress);
         } catch (const RunStopped&) {
         } catch (const Exception&) {
             failure = told();
@@ -103,7 +107,8 @@ class Sum {
         monitor_.warnings.add({{"Failed to set thread affinity.", ' ', true}});
     }
 
-    void sum_chunks() {
+    void sum_chunks(const std::function<void(u64)>* progress) {
+        WallTimer shown;
         const BbpKernels& kernels = workers_.kernels != nullptr ? *workers_.kernels : bbp_kernels();
         RangeSum sum(total_.limbs().size(), kernels);
         for (;;) {
@@ -117,11 +122,14 @@ class Sum {
             }
             for (const RangePiece& piece : SummableRange(workers_.modes, sub_sum_, begin, end)) {
                 warn_of_large_divisors(sub_sum_, piece, monitor_.warnings);
-                sum.add(sub_sum_, piece.mode, piece.begin, piece.end, [this](u64 n) {
+                sum.add(sub_sum_, piece.mode, piece.begin, piece.end, [&](u64 n) {
                     n_done_.fetch_add(n, std::memory_order_relaxed);
                     if (stopped_.load(std::memory_order_relaxed) || monitor_.stop.requested()) {
                         throw RunStopped();
                     }
+                    if (progress == nullptr || shown.seconds() < kProgressSeconds) return;
+                    (*progress)(n_done_);
+                    shown.restart();
                 });
             }
             const FractionFloat local = sum.take();

@@ -31,6 +31,8 @@ struct Workers {
     os::OsError (*set_affinity)(const std::vector<u32>&) = os::set_thread_affinity;
     // Shared by the sub-sums of a run: whether its one warning of a refusal was given.
     std::shared_ptr<std::atomic<bool>> pinning_refused = std::make_shared<std::atomic<bool>>(false);
+    // The calling thread is one of the threads: the first. Otherwise it shows the progress alone.
+    bool caller_works = false;
 };
 
 // Warns when a piece reaches beyond the divisors of its mode. SummableRange() makes no such piece.

@@ -1,5 +1,6 @@
 #include "digits/files/basic_digit_reader.h"
 
+#include "base/console/format.h"
 #include "digits/files/basic_digit_writer.h"
 
 namespace kalvor {
@@ -19,6 +20,12 @@ u64 BasicDigitWriter::buffer_size(u64, u64) const {
 bool BasicDigitReader::is_in_range(u64 start, u64 count) const {
     const u64 total = total_digits();
     return start <= total && count <= total - start;
+}
+
+std::string BasicDigitReader::what_is_missing(u64, u64) const {
+    const u64 total = total_digits();
+    return total == 0 ? "There are no digits behind the point."
+                      : "The last digit is number " + Console::format_commas(total) + ".";
 }
 
 }  // namespace kalvor

@@ -35,6 +35,9 @@ class BasicDigitReader {
     // 0 = unknown
     virtual u64 total_digits() const = 0;
     virtual bool is_in_range(u64 start, u64 count) const;
+    // For people, one or more lines without the last line end: what a range that is not in range lacks. Empty
+    // where that is not known.
+    virtual std::string what_is_missing(u64 start, u64 count) const;
     // Throws what a load of the range would throw because of files that are missing or too short, before
     // anything is done with it.
     virtual void require(u64 /*start*/, u64 /*count*/) const {}

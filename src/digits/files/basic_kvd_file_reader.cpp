@@ -161,7 +161,7 @@ void BasicKvdFileReader::load_stats_here(DigitRangeStats& stats, u64 start, u64 
         unpack(values, words, n);
         const u64 from = std::max(begin, at * k), to = std::min(end, (at + n) * k);
         digit_kernels().count(stats.counts.count.data(), values + (from - at * k), to - from, radix_);
-        // Digits of the first and the last word that were not asked for are no part of the hash.
+        // Digits of the first and the last word that were not asked for do not belong to the hash.
         u64 i = 0, m = n;
         if (from > at * k) {
             const u64 last = std::min(to, (at + 1) * k);

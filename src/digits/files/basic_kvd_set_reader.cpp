@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/command_line/shown_text.h"
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_parts.h"
 
@@ -20,6 +21,9 @@ constexpr const char* kIncomplete = " (incomplete).kvd";
 constexpr u64 kOpenFiles = 256;
 // A header may promise any number of files.
 constexpr u64 kMostMissing = 10000;
+// Those that people are told of where nobody has promised them.
+constexpr u64 kMostNamed = 10;
+constexpr const char* kMissing = "The following needed files are missing or inaccessible:\n";
 
 }  // namespace
 
@@ -180,6 +184,33 @@ bool BasicKvdSetReader::is_in_range(u64 start, u64 count) const {
     return all;
 }
 
+std::string BasicKvdSetReader::what_is_missing(u64 start, u64 count) const {
+    if (total_digits_ != 0) return BasicDigitReader::what_is_missing(start, count);
+    if (count > ~start) return {};
+    std::string missing, other;
+    u64 n_missing = 0;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for_files(start, count, [&](u64 id, u64 begin, u64 end) {
+        const std::string name = CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension);
+        try {
+            const File file = find_file(id);
+            if (file == nullptr) {
+                missing += "\n" + (n_missing++ < kMostNamed ? name : "and more");
+            } else if (!file->is_in_range(begin, end - begin)) {
+                other = name + ": Its last digit is number " + Console::format_commas(file->get_range().end) +
+                        ".";
+            }
+        } catch (const PathException& e) {
+            other = name + ": " + CommandLine::shown_lines(e.message);
+        } catch (const Exception&) {
+            other = name + ": It cannot be read.";
+        }
+        return other.empty() && n_missing <= kMostNamed;
+    });
+    if (missing.empty()) return other;
+    return kMissing + missing.substr(1) + (other.empty() ? "" : "\n" + other);
+}
+
 u64 BasicKvdSetReader::buffer_size(u64 count, u64 limit) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return files_.at(named_id_)->buffer_size(count, limit);
@@ -213,7 +244,7 @@ void BasicKvdSetReader::make_commands(u64 start, u64 count) const {
         });
     }
     if (!missing.empty()) {
-        std::string text = "The following needed files are missing or inaccessible:\n";
+        std::string text = kMissing;
         for (const u64 id : missing) {
             text += CommandLine::shown_path(base_name_ + std::to_string(id) + kExtension) + "\n";
         }

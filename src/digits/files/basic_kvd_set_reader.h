@@ -41,6 +41,8 @@ class BasicKvdSetReader final : public BasicDigitReader {
     u64 total_digits() const override { return total_digits_; }
     // With an unknown total: when every file that is needed opens.
     bool is_in_range(u64 start, u64 count) const override;
+    // With an unknown total: the first files that are missing, or the one that has other digits or too few.
+    std::string what_is_missing(u64 start, u64 count) const override;
     void require(u64 start, u64 count) const override;
     std::string source() const override { return open_ ? std::string() : directory_ + base_name_; }
     u64 buffer_size(u64 count, u64 limit) const override;

@@ -92,6 +92,8 @@ class DigitFormat {
                              const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine()) const {
         return make_reader(path, radix, calls)->total_digits();
     }
+    // Whether 0 is the answer for files that do not tell, as those in the middle of a set.
+    virtual bool may_not_tell() const { return false; }
 };
 
 // A format of one file: base + " (incomplete)" + ending until it is published as base + ending.

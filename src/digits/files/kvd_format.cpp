@@ -205,6 +205,7 @@ class KvdFormat final : public DigitFormat {
     u64 digits_there(const std::string& path, u8 radix, const FileCalls& calls) const override {
         return open(path, radix, calls)->digits_there();
     }
+    bool may_not_tell() const override { return true; }
 
   private:
     static std::unique_ptr<BasicKvdSetReader> open(const std::string& path, u8 radix,

@@ -190,10 +190,16 @@ void SectorWindow::require_finished(const char* function) {
     if (!is_finished_) throw InvalidParametersException(function, "The file is not finished.");
 }
 
+void SectorWindow::publish_locked() {
+    file_.publish();
+    if (warnings_ == nullptr) return;
+    for (const std::string& text : file_.file().closing_failures()) warnings_->add({{text, ' ', true}});
+}
+
 void SectorWindow::publish() {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_closed_ = true;
-    file_.publish();
+    publish_locked();
 }
 
 void SectorWindow::abandon() {
@@ -212,7 +218,7 @@ void SectorWindow::end(bool may_publish) {
     } closer{file_};
     if (is_finished_ || is_complete()) {
         if (!is_finished_) finish_locked();
-        if (may_publish) file_.publish();
+        if (may_publish) publish_locked();
         return;
     }
     warn_incomplete();

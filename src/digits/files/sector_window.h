@@ -88,6 +88,7 @@ class SectorWindow {
 
   private:
     void finish_locked();
+    void publish_locked();
     void end(bool may_publish);
     void warn_incomplete() const;
     void open_at(u64 offset);

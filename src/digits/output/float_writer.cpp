@@ -9,6 +9,7 @@
 #include "base/clock/timer.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/status/changing_frame.h"
 #include "base/status/status_scope.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
@@ -259,6 +260,7 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
     // A file that is not read back may hold the words.
     const bool words_too = file != nullptr && !plan_.verify;
     u64 hash = 0, hash_of_words = 0;
+    trel::ChangingFrame line(section.node());
     for (u64 done = 0; done < digits;) {
         context_.parallel.poll();
         const u64 count = std::min(buffer.step_words * per_word, digits - done);
@@ -280,9 +282,10 @@ OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* se
         }
         done += count;
         status_.work().add(static_cast<double>(count));
-        StatusFrame frame(section.node(), "Writing...     " + Console::format_commas(done) +
-                                              (file != nullptr ? "  digits written" : "  digits analyzed"));
-        frame.node().refresh();
+        line.show([&] {
+            return "Writing...     " + Console::format_commas(done) +
+                   (file != nullptr ? "  digits written" : "  digits analyzed");
+        });
     }
     context_.parallel.stage("counts", stats.counts.count.data(), radix * sizeof(u64));
     if (file != nullptr) file->finish();
@@ -311,24 +314,6 @@ OutputStats FloatWriterB::write_dec_digits(BasicDigitWriter& file) {
 
 OutputStats FloatWriterB::write_hex_digits(BasicDigitWriter& file) {
     return output(hexadecimal_reader(), plan_.hex_digits, "Writing Hexadecimal Digits:", &file);
-}
-
-OutputStats FloatWriterB::write_dec_digits(const std::string& base_path, const std::string& format,
-                                           u64 digits_per_file) {
-    const auto sink = digit_format(format).make_sink(base_path, {10, plan_.output_digits, digits_per_file});
-    const auto file = sink->make_writer(first_dec_digits(), warnings());
-    OutputStats stats = write_dec_digits(*file);
-    file->publish();
-    return stats;
-}
-
-OutputStats FloatWriterB::write_hex_digits(const std::string& base_path, const std::string& format,
-                                           u64 digits_per_file) {
-    const auto sink = digit_format(format).make_sink(base_path, {16, plan_.hex_digits, digits_per_file});
-    const auto file = sink->make_writer(first_hex_digits(), warnings());
-    OutputStats stats = write_hex_digits(*file);
-    file->publish();
-    return stats;
 }
 
 OutputStats FloatWriterB::stat_dec_digits() {

@@ -69,13 +69,9 @@ class FloatWriterB {
     std::string first_dec_digits() const { return decimal_reader().first_digits(); }
     std::string first_hex_digits() const { return hexadecimal_reader().first_digits(); }
 
-    // Write base_path in a format and return the statistics.
-    OutputStats write_dec_digits(const std::string& base_path, const std::string& format = kTextFormat,
-                                 u64 digits_per_file = 0);
-    OutputStats write_hex_digits(const std::string& base_path, const std::string& format = kTextFormat,
-                                 u64 digits_per_file = 0);
-    // Into a file that is open already; it is finished and not published yet. Throws AlgorithmFailedException
-    // "Digits changed in memory after their verification."; after restore() they can be written again.
+    // Into a file that is open already; it is finished and not published yet. Returns the statistics. Throws
+    // AlgorithmFailedException "Digits changed in memory after their verification."; after restore() they can
+    // be written again.
     OutputStats write_dec_digits(BasicDigitWriter& file);
     OutputStats write_hex_digits(BasicDigitWriter& file);
     // The statistics alone. What is wrong at first is restored and done again.

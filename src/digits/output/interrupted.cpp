@@ -16,11 +16,11 @@ constexpr auto kBetweenAttempts = std::chrono::milliseconds(10);
 
 }  // namespace
 
-std::string interrupted_text(const std::vector<std::string>& kept) {
-    if (kept.empty()) return "Interrupted. Nothing was kept.";
+std::string interrupted_text(const std::vector<std::string>& kept, const std::string& how_far) {
+    if (kept.empty()) return "Interrupted. " + (how_far.empty() ? "Nothing was kept." : how_far);
     std::string text;
-    for (const std::string& path : kept) text += (text.empty() ? "Interrupted. Kept: " : ", ") + path;
-    return text;
+    for (const std::string& path : kept) text += (text.empty() ? "Kept: " : ", ") + path;
+    return "Interrupted. " + how_far + (how_far.empty() ? "" : " ") + text;
 }
 
 void print_interrupted(const std::string& text) {
@@ -43,10 +43,10 @@ void end_busy_run(const std::string& text, Terminal& terminal) {
     os::end_as_interrupted();
 }
 
-void end_busy_run(const FileLedger& files, Terminal& terminal) {
+void end_busy_run(const FileLedger& files, Terminal& terminal, const std::string& how_far) {
     for (const std::string& path : files.empty())
         (void)FileIO::FileCalls::of_this_machine().remove(path.c_str()).failed();
-    end_busy_run(interrupted_text(files.kept()), terminal);
+    end_busy_run(interrupted_text(files.kept(), how_far), terminal);
 }
 
 }  // namespace kalvor

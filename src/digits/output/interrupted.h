@@ -10,8 +10,9 @@
 
 namespace kalvor {
 
-// "Interrupted. Kept: a, b" or "Interrupted. Nothing was kept."
-std::string interrupted_text(const std::vector<std::string>& kept);
+// "Interrupted. Kept: a, b" or "Interrupted. Nothing was kept."; how_far: a sentence that stands behind the
+// first word, or in place of "Nothing was kept.".
+std::string interrupted_text(const std::vector<std::string>& kept, const std::string& how_far = "");
 
 // On a line of its own on the console, in the usual colour.
 void print_interrupted(const std::string& text);
@@ -20,6 +21,6 @@ void print_interrupted(const std::string& text);
 // cannot get rid of its output, and ends the process. Nothing that the run uses is touched.
 [[noreturn]] void end_busy_run(const std::string& text, Terminal& terminal);
 // The same, and deletes files that hold nothing.
-[[noreturn]] void end_busy_run(const FileLedger& files, Terminal& terminal);
+[[noreturn]] void end_busy_run(const FileLedger& files, Terminal& terminal, const std::string& how_far = "");
 
 }  // namespace kalvor

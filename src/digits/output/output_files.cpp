@@ -172,7 +172,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
                 if (options_.ledger) {
                     for (const auto& [draft, final] : files) options_.ledger->renamed(draft, final);
                 }
-                written_.push_back({sink.final_path(), bytes});
+                written_.push_back({sink.final_path(), bytes, files.size()});
                 return stats;
             }
         }

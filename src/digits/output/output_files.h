@@ -41,8 +41,9 @@ class OutputFiles {
     };
     // Of a set: its first file, and the bytes of all.
     struct WrittenFile {
-        std::string path;
-        u64 bytes;
+        std::string path;  // of a set's first file
+        u64 bytes;         // of all its files
+        u64 files;
     };
 
     // folder: with its final "/", or empty for the current one. Says which files will be replaced and warns

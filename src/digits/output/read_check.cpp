@@ -5,7 +5,9 @@
 
 #include "arith/m61/m61.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 #include "base/errors/exceptions.h"
+#include "base/status/changing_frame.h"
 #include "base/status/status_scope.h"
 #include "digits/files/digit_kernels.h"
 #include "platform/fileio/raw_file.h"
@@ -69,22 +71,25 @@ void read_check(Status& status, BasicDigitReader& reader, const OutputStats& sta
     {
         StatusSection section(status,
                               radix == 10 ? "Verifying Decimal Output:" : "Verifying Hexadecimal Output:");
+        trel::ChangingFrame line(section.node());
         for (u64 done = 0; done < total;) {
             parallel.poll();
             const u64 n = std::min(kStepDigits, total - done);
             reader.load_stats(found, done, n, scratch, serial_context());
             done += n;
             status.work().add(static_cast<double>(n));
-            StatusFrame frame(section.node(),
-                              "Verifying...    " + Console::format_commas(done) + "  digits hashed");
-            frame.node().refresh();
+            line.show([&] { return "Verifying...    " + Console::format_commas(done) + "  digits hashed"; });
         }
     }
     const u64 hash = digit_hash(integer, found.hash, radix, total);
     status.Status_Line("Pre-Write Hash = " + std::to_string(stats.hash));
     status.Status_Line("Read-Back Hash = " + std::to_string(hash));
-    status.Status_Line("Pre-Write Counts = " + counts_text(stats.counts));
-    status.Status_Line("Read-Back Counts = " + counts_text(found.counts));
+    const auto report_counts = [&](const char* label, const DigitCounts& counts) {
+        for (const std::string& line : Console::wrapped_text(label, counts_text(counts)))
+            status.Status_Line(line);
+    };
+    report_counts("Pre-Write Counts = ", stats.counts);
+    report_counts("Read-Back Counts = ", found.counts);
     if (hash != stats.hash || found.counts != stats.counts ||
         first.compare(0, both, stats.first, 0, both) != 0) {
         throw AlgorithmFailedException("", "Digit output failed. Metadata cross-check doesn't match.");

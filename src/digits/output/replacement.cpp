@@ -77,9 +77,10 @@ Replacement check_replacement(const DigitFormat& format, const std::string& path
                                 path);
         }
     }
+    const bool is_known = there && (*there != 0 || empty || !format.may_not_tell());
     return {read_only, there,
             "Replacing " + CommandLine::shown_path(path) +
-                (there ? " (" + Console::format_commas(*there) + " digits)." : ".")};
+                (is_known ? " (" + Console::format_commas(*there) + " digits)." : ".")};
 }
 
 }  // namespace kalvor

@@ -80,6 +80,7 @@ void compress_range(BasicDigitReader& reader, const FileRange& range, u64 total,
     BasicKvdSetWriter writer(files, reader.first_digits(), reader.radix(), target.digits_per_file, total,
                              SectorWindow::kDefaultBytes, warnings_of(run));
     reserve(files, range, writer.digits_per_file(), reader.radix());
+    const ActionProgress progress(ActionProgress::moving, count, run);
     const DigitRangeStats stats = transfer(reader, range.from, count, writer, 0, run,
                                            [&](u64 position) { print_offset(run, position); });
     writer.finish_begun();

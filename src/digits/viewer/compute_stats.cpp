@@ -45,6 +45,7 @@ void compute_stats(BasicDigitReader& reader, u64 start, u64 end, const ViewerRun
     run.status.Status_Line("");
     if (!is_accessible(reader, start - 1, count, run)) return;
     const u64 top = top_hash(reader.first_digits(), reader.radix());
+    const ActionProgress progress(ActionProgress::reading, count, run);
     DigitRangeStats stats(reader.radix());
     transfer(reader, start - 1, count, stats, run, [&](u64 position) {
         print_label(run, "Current Offset", Console::format_commas(position), 'T');

@@ -30,6 +30,7 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
     sink->ask_again(FileIO::ask_again_through(run.status, run.terminal));
     sink->on_begun([&](const DigitSink::File& file) { note_begun(run, file.draft_path); });
     const auto writer = sink->make_writer(reader.first_digits(), warnings_of(run));
+    const ActionProgress progress(ActionProgress::moving, count, run);
     const DigitRangeStats stats = transfer(reader, start - 1, count, *writer, start - 1, run,
                                            [&](u64 position) { print_offset(run, position); });
     writer->finish();

@@ -19,6 +19,22 @@ namespace {
 
 constexpr const char* kFunction = "DigitViewer()";
 
+// What the shares of the progress are made of; the run's own pace soon tells the time.
+constexpr double kSecondsToRead = 1e-9, kSecondsToMove = 4e-9;  // a digit
+constexpr const char *kReading = "reading", *kMoving = "moving", *kVerifying = "verifying";
+
+std::vector<trel::WorkPhase> phases_of(ActionProgress::Kind kind, u64 digits) {
+    const double n = static_cast<double>(digits);
+    if (kind == ActionProgress::reading) return {{kReading, kSecondsToRead * n, n}};
+    // What is moved counts when it is read and when it is written.
+    return {{kMoving, kSecondsToMove * n, 2 * n}, {kVerifying, kSecondsToRead * n, n}};
+}
+
+void begin_part(const ViewerRun& run, const char* phase, const char* done, u64 digits) {
+    run.status.work().enter(phase);
+    if (run.moved != nullptr) run.moved->begin(done, digits);
+}
+
 // The path from the root, without parts that lead nowhere.
 std::vector<std::string> parts_of(const std::string& path) {
     std::vector<std::string> parts(1);
@@ -40,7 +56,7 @@ std::vector<std::string> parts_of(const std::string& path) {
 
 bool is_accessible(const BasicDigitReader& reader, u64 start, u64 count, const ViewerRun& run) {
     if (!reader.is_in_range(start, count)) {
-        run.status.Status_Line(kNotAccessible);
+        run.status.Status_Line(not_accessible(reader, start, count));
         return false;
     }
     reader.require(start, count);
@@ -89,8 +105,14 @@ void note_named(const ViewerRun& run, const std::string& draft, const std::strin
     if (run.ledger != nullptr) run.ledger->renamed(draft, final_path);
 }
 
+ActionProgress::ActionProgress(Kind kind, u64 digits, const ViewerRun& run)
+    : meter_(phases_of(kind, digits)), shown_(run.status, &meter_) {
+    begin_part(run, kind == reading ? kReading : kMoving, kind == reading ? "read" : "moved", digits);
+}
+
 void check_written(BasicDigitReader& written, u64 start, u64 count, const DigitRangeStats& stats,
                    const ViewerRun& run) {
+    begin_part(run, kVerifying, "read back", count);
     DigitRangeStats found(written.radix());
     transfer(written, start, count, found, run,
              [&](u64 position) { print_label(run, "Read Back", Console::format_commas(position), 'T'); });

@@ -6,7 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/status/status_scope.h"
 #include "base/status/warnings.h"
+#include "base/status/work_meter.h"
 #include "digits/files/digit_sink.h"
 #include "digits/viewer/viewer_run.h"
 
@@ -34,6 +36,18 @@ void require_reserved(os::OsError error, const std::string& path);
 // Tells the ledger of a file that a writer begins, and of one that has its name.
 void note_begun(const ViewerRun& run, const std::string& draft);
 void note_named(const ViewerRun& run, const std::string& draft, const std::string& final_path);
+
+// An action begins whose digits are moved and then read back, or read alone: for the progress line, as long
+// as this lives, and for the last line of an interrupted action.
+class ActionProgress {
+  public:
+    enum Kind { moving, reading };
+    ActionProgress(Kind kind, u64 digits, const ViewerRun& run);
+
+  private:
+    trel::WorkMeter meter_;
+    trel::StatusWork shown_;
+};
 
 // Reads `count` digits behind `start` of what was written and compares them with what was to be written.
 // Throws AlgorithmFailedException.

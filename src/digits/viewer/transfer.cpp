@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/console/format.h"
+#include "base/status/changing_frame.h"
 #include "digits/files/digit_hash.h"
 #include "digits/files/digit_kernels.h"
 #include "os/memory_status.h"
@@ -22,14 +24,17 @@ u64 scratch_bytes(u64 wanted) {
     return round_up_64(std::max<u64>(wanted, 1));
 }
 
-// part(position, n) for the steps of a piece.
+// part(position, n) for the steps of a piece, which the progress line shows as "doing", a number.
 template <class Part>
-void in_steps(const ViewerRun& run, u64 position, u64 count, Part part) {
+void in_steps(const ViewerRun& run, trel::ChangingFrame& line, const char* doing, u64 position, u64 count,
+              Part part) {
     for (u64 done = 0; done < count;) {
         run.parallel.poll();
         const u64 n = std::min(count - done, kStep);
         part(position + done, n);
         done += n;
+        run.status.work().add(static_cast<double>(n));
+        line.show([&] { return doing + Console::format_commas(position + done); });
     }
 }
 
@@ -75,15 +80,17 @@ DigitRangeStats transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDi
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment), digits(c, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);
+    trel::ChangingFrame line(run.status);
     in_pieces(start, count, c, after_piece, [&](u64 position, u64 n) {
-        in_steps(run, position, n, [&](u64 at, u64 part) {
+        in_steps(run, line, "Reading...  ", position, n, [&](u64 at, u64 part) {
             reader.load_digits(digits.bytes() + (at - position), at, part, scratch, run.parallel);
         });
-        in_steps(run, position, n, [&](u64 at, u64 part) {
+        in_steps(run, line, "Writing...  ", position, n, [&](u64 at, u64 part) {
             const u8* const values = digits.bytes() + (at - position);
             digit_kernels().count(moved.counts.count.data(), values, part, reader.radix());
             moved.hash = extend_digit_hash(moved.hash, values, part, reader.radix());
             writer.store_digits(values, at - file_offset, part, scratch, run.parallel);
+            if (run.moved != nullptr) run.moved->add(part);
         });
     });
     digits.free();
@@ -100,9 +107,12 @@ void transfer(BasicDigitReader& reader, u64 start, u64 count, DigitRangeStats& s
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);
+    trel::ChangingFrame line(run.status);
     in_pieces(start, count, c, after_piece, [&](u64 position, u64 n) {
-        in_steps(run, position, n,
-                 [&](u64 at, u64 part) { reader.load_stats(stats, at, part, scratch, run.parallel); });
+        in_steps(run, line, "Reading...  ", position, n, [&](u64 at, u64 part) {
+            reader.load_stats(stats, at, part, scratch, run.parallel);
+            if (run.moved != nullptr) run.moved->add(part);
+        });
     });
     scratch_memory.free();
 }

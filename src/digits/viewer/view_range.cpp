@@ -32,9 +32,14 @@ u64 effective_total(const BasicDigitReader& reader) {
     return unknown ? ~u64(0) : total;
 }
 
+std::string not_accessible(const BasicDigitReader& reader, u64 start, u64 count) {
+    const std::string missing = reader.what_is_missing(start, count);
+    return "This range of digits is not accessible." + (missing.empty() ? "" : "\n" + missing);
+}
+
 bool has_positions(const BasicDigitReader& reader) {
     if (effective_total(reader) != 0) return true;
-    Console::print_line(kNotAccessible, 'w');
+    Console::print_line(not_accessible(reader, 0, 1), 'w');
     return false;
 }
 

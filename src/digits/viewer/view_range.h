@@ -1,6 +1,8 @@
 // Rows of digits for the eye.
 #pragma once
 
+#include <string>
+
 #include "digits/files/basic_digit_reader.h"
 #include "digits/viewer/viewer_run.h"
 
@@ -12,8 +14,8 @@ inline constexpr u64 kMaxViewed = 100000;
 // The largest position that may be asked for: the total, or 2^64 - 1 where a set does not know it.
 u64 effective_total(const BasicDigitReader& reader);
 
-// What is said of digits that are not there.
-inline constexpr const char* kNotAccessible = "This range of digits is not accessible.";
+// What is said of digits start + 1 ... start + count when they are not there: that, and what is missing.
+std::string not_accessible(const BasicDigitReader& reader, u64 start, u64 count);
 // Whether there are positions to ask for; says so when there are none. A question about them would have no
 // right answer.
 bool has_positions(const BasicDigitReader& reader);

@@ -64,6 +64,16 @@ T needed(const std::optional<T>& value, const char* option, const char* what) {
                            CommandLine::see_help(kPage));
 }
 
+// Of a set that does not know its total.
+void require_end(const BasicDigitReader& reader, const ViewerOptions& options) {
+    if (options.end) return;
+    const auto* const set = dynamic_cast<const BasicKvdSetReader*>(&reader);
+    const u64 there = set == nullptr ? 0 : set->digits_there();
+    std::string what = "the file does not know how many digits there are";
+    if (there != 0) what += "; the first " + Console::format_commas(there) + " are here";
+    needed(options.end, "-end", what.c_str());
+}
+
 // A position between least and most, which is what a prompt would accept.
 u64 within(const char* option, u64 value, u64 least, u64 most) {
     if (least <= value && value <= most) return value;
@@ -75,10 +85,17 @@ u64 within(const char* option, u64 value, u64 least, u64 most) {
 struct Range {
     u64 start, end;
 };
+// A script sees by the exit code that nothing was done.
+void require_accessible(const BasicDigitReader& reader, u64 start, u64 end) {
+    const u64 count = end - start + 1;
+    if (!reader.is_in_range(start - 1, count))
+        throw RefusedException(not_accessible(reader, start - 1, count));
+}
+
 // Positions of the file that may be asked for.
 u64 positions_of(const BasicDigitReader& reader) {
     const u64 total = effective_total(reader);
-    if (total == 0) throw RefusedException(kNotAccessible);
+    if (total == 0) throw RefusedException(not_accessible(reader, 0, 1));
     return total;
 }
 
@@ -87,7 +104,7 @@ Range range_of(const BasicDigitReader& reader, const ViewerOptions& options) {
     const u64 start = within("-start", options.start.value_or(1), 1, total);
     if (options.end) return {start, within("-end", *options.end, start, total)};
     if (options.digits) return {start, start - 1 + within("-digits", *options.digits, 1, total - start + 1)};
-    if (total == ~u64(0)) needed(options.end, "-end", "the file does not know how many digits there are");
+    if (total == ~u64(0)) require_end(reader, options);
     return {start, total};
 }
 
@@ -114,27 +131,31 @@ void view(BasicDigitReader& reader, const ViewerOptions& options, const ViewerRu
     const u64 count = options.end      ? *options.end - start + 1
                       : options.digits ? within("-digits", *options.digits, 1, most)
                                        : std::min(most, kUsualView);
+    require_accessible(reader, start, start + count - 1);
     runner([&](const ViewerRun& run) { view_range(reader, start, count, run); });
 }
 
 void stats(BasicDigitReader& reader, const ViewerOptions& options, const ViewerRunner& runner) {
     const Range range = range_of(reader, options);
+    require_accessible(reader, range.start, range.end);
     runner([&](const ViewerRun& run) { compute_stats(reader, range.start, range.end, run); });
 }
 
 void extract(BasicDigitReader& reader, const ViewerOptions& options, const ViewerRunner& runner) {
     const Range range = range_of(reader, options);
     const std::string to = needed(options.to, "-to", "the path of the new file");
+    require_accessible(reader, range.start, range.end);
     runner([&](const ViewerRun& run) { extract_txt(reader, range.start, range.end, to, run); });
 }
 
 void compress(BasicDigitReader& reader, const ViewerOptions& options, const ViewerRunner& runner) {
     const u64 total = effective_total(reader);
     require_enough(total);
-    if (total == ~u64(0)) needed(options.end, "-end", "the file does not know how many digits there are");
+    if (total == ~u64(0)) require_end(reader, options);
     const u64 end = within("-end", options.end.value_or(total), kLeastCompressed, total);
     const CompressTarget target = target_of(options);
     if (target.digits_per_file > end) within("-C", target.digits_per_file, kLeastCompressed, end);
+    require_accessible(reader, 1, end);
     runner([&](const ViewerRun& run) { compress_all(reader, end, target, run); });
 }
 
@@ -145,7 +166,10 @@ void partial(BasicDigitReader& reader, const ViewerOptions& options, const Viewe
     const CompressTarget target = target_of(options);
     within("-C", target.digits_per_file, kLeastCompressed, total);
     const u64 first = needed(options.first_id, "-ids", "the numbers of the files");
-    if (u128(first) * target.digits_per_file >= total) throw RefusedException("No Digits to Recompress.");
+    const u128 D = target.digits_per_file;
+    if (first * D >= total) throw RefusedException("No Digits to Recompress.");
+    const u128 end = std::min<u128>(total, D * (u128(*options.last_id) + 1));
+    require_accessible(reader, static_cast<u64>(first * D + 1), static_cast<u64>(end));
     runner([&](const ViewerRun& run) { compress_partial(reader, first, *options.last_id, target, run); });
 }
 
@@ -218,7 +242,7 @@ const OptionTable<ViewerOptions>& viewer_option_table() {
 
 std::vector<std::string> viewer_help_page() {
     std::vector<std::string> lines = {
-        "Usage: kalvor digitviewer [<file> [-dir <folder>] ... [<action> [options]]]",
+        "Usage:  kalvor digitviewer [<file> [-dir <folder>] ... [<action> [options]]]",
         "",
         "<file> is a text file (.txt) or any file of a compressed set (.kvd). Without an",
         "action a menu asks.",
@@ -235,6 +259,7 @@ std::vector<std::string> viewer_help_page() {
     for (const auto& row : viewer_option_table()) {
         for (const std::string& line : CommandLine::help_lines(row.text, {})) lines.push_back(line);
     }
+    lines.insert(lines.end(), {"", "Example:  kalvor digitviewer pi.txt view -start:999990 -digits:20"});
     return lines;
 }
 

@@ -24,9 +24,10 @@ void run_on_console(const std::function<void(const ViewerRun& run)>& action) {
     const auto framework = ParallelismSettings().framework->make_framework();
     const ParallelContext parallel{framework.get(), processors, &monitor};
     FileLedger files;
+    MovedDigits moved;
     const ViewerRun run = {
-        parallel, console, ViewerCalls::of_this_machine(), FileIO::FileCalls::of_this_machine(),
-        &files,   &console};
+        parallel, console, ViewerCalls::of_this_machine(), FileIO::FileCalls::of_this_machine(), &files,
+        &console, &moved};
     const auto report = [&] {
         framework->warnings().report(console);
         monitor.warnings.report(console);
@@ -34,14 +35,14 @@ void run_on_console(const std::function<void(const ViewerRun& run)>& action) {
     bool stopped = false;
     try {
         stopped = run_interruptible(
-            monitor, [&] { action(run); }, [&] { end_busy_run(files, console); });
+            monitor, [&] { action(run); }, [&] { end_busy_run(files, console, moved.text()); });
     } catch (...) {
         report();
         throw;
     }
     report();
     if (!stopped) return;
-    print_interrupted(interrupted_text(files.kept()));
+    print_interrupted(interrupted_text(files.kept(), moved.text()));
     throw RunStopped();
 }
 

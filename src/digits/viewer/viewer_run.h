@@ -6,6 +6,7 @@
 #include "base/names/names.h"
 #include "base/status/terminal.h"
 #include "digits/output/file_ledger.h"
+#include "digits/viewer/moved_digits.h"
 #include "os/types.h"
 #include "platform/fileio/file_calls.h"
 #include "platform/parallel/basic_parallelizer.h"
@@ -28,6 +29,7 @@ struct ViewerRun {
     const FileIO::FileCalls& files = FileIO::FileCalls::of_this_machine();  // for what is written
     FileLedger* ledger = nullptr;  // learns of every file that is written
     Terminal* terminal = nullptr;  // asks whether a refused name is tried again
+    MovedDigits* moved = nullptr;  // learns how far the action is
 };
 
 // Carries out what an action does once it has been asked for: with tasks, and ended by interrupts

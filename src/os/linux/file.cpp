@@ -63,6 +63,7 @@ int open_for(const char* path, FileAccess access, int mode, bool& unbuffered, bo
         return retry_interrupted([&] { return open(path, (mode & ~O_ACCMODE) | O_RDONLY); });
     }
     if (access == FileAccess::create) mode |= O_CREAT;
+    if (access == FileAccess::read) mode |= O_NONBLOCK;  // nor does a reader wait for a pipe's writer
     const int handle =
         retry_interrupted([&] { return open(path, mode | (unbuffered ? O_DIRECT : 0), rights); });
     if (handle >= 0 || errno != EINVAL || !unbuffered) return handle;
@@ -88,6 +89,10 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
     if (access == FileAccess::take_over && !S_ISREG(status.st_mode)) {
         close(handle);
         return {kNoFile, error_of(ELOOP), false};
+    }
+    if (access == FileAccess::read && S_ISFIFO(status.st_mode)) {
+        close(handle);
+        return {kNoFile, error_of(ESPIPE), false};
     }
 
     const int lock = (access == FileAccess::read ? LOCK_SH : LOCK_EX) | LOCK_NB;

@@ -83,8 +83,8 @@ QueryResult system_query(const std::string& class_name, const std::vector<std::s
     }
 
     ComPointer<IWbemServices> services;
-    if (FAILED(locator->ConnectServer(AutomationText(L"ROOT\\CIMV2").get(), nullptr, nullptr, nullptr, 0,
-                                      nullptr, nullptr, services.receive()))) {
+    if (FAILED(locator->ConnectServer(AutomationText(to_utf16(kQueryNamespace)).get(), nullptr, nullptr,
+                                      nullptr, 0, nullptr, nullptr, services.receive()))) {
         return {QueryFailure::connection, {}};
     }
     // The service answers with the caller's rights. What a refusal means shows in the query.
@@ -93,7 +93,7 @@ QueryResult system_query(const std::string& class_name, const std::vector<std::s
 
     ComPointer<IEnumWbemClassObject> objects;
     if (FAILED(services->ExecQuery(
-            AutomationText(L"WQL").get(), AutomationText(L"SELECT * FROM " + to_utf16(class_name)).get(),
+            AutomationText(L"WQL").get(), AutomationText(to_utf16(query_text(class_name))).get(),
             WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, objects.receive()))) {
         return {QueryFailure::query, {}};
     }

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "base/command_line/shown_text.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "platform/fileio/error_text.h"
@@ -202,12 +201,12 @@ void RawFile::close() {
     if (is_open()) {
         const i64 handle = handle_;
         handle_ = os::kNoFile;
-        if (calls_.close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+        if (calls_.close(handle)) closing_failures_.emplace_back("RawFile::close(): Unable to close file.");
     }
     if (!delete_on_close_) return;
     delete_on_close_ = false;
     if (calls_.remove(path_.c_str())) {
-        Console::error_line("RawFile::close(): Unable to delete file.");
+        closing_failures_.emplace_back("RawFile::close(): Unable to delete file.");
     }
 }
 
@@ -218,7 +217,7 @@ void RawFile::close_and_set_size(u64 bytes) {
     const i64 handle = handle_;
     handle_ = os::kNoFile;
     if (calls_.close(handle)) {
-        Console::error_line("RawFile::close_and_set_size(): Unable to close file.");
+        closing_failures_.emplace_back("RawFile::close_and_set_size(): Unable to close file.");
     }
     close();  // what is left of it, if the file is temporary
 }
@@ -230,7 +229,7 @@ void RawFile::close_and_remove() {
     close();
     // A file that is gone already is as wanted.
     if (removal && removal.category != os::ErrorCategory::not_found) {
-        Console::error_line("RawFile::close(): Unable to delete file.");
+        closing_failures_.emplace_back("RawFile::close(): Unable to delete file.");
     }
 }
 
@@ -248,7 +247,7 @@ void RawFile::rename(const std::string& new_path) {
     if (mode_ == OpenMode::read) {
         const i64 handle = handle_;
         handle_ = os::kNoFile;
-        if (calls_.close(handle)) Console::error_line("RawFile::close(): Unable to close file.");
+        if (calls_.close(handle)) closing_failures_.emplace_back("RawFile::close(): Unable to close file.");
         error = calls_.rename(path_.c_str(), new_path.c_str());
     } else {
         error = try_rename(new_path);

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/errors/one_shot_warning.h"
 #include "base/status/warnings.h"
@@ -27,7 +28,7 @@ class BaseFile {
 
     const std::string& path() const { return path_; }
     virtual bool is_open() const = 0;
-    // Failures are printed as warnings.
+    // Never throws: files are closed in destructors. RawFile::closing_failures() tells what failed.
     virtual void close() = 0;
     // Returns when the device has everything.
     virtual void flush() = 0;
@@ -94,8 +95,11 @@ class RawFile : public BaseFile {
     // Cuts the file to `bytes` and closes it. For the end of unbuffered writing, whose last sector may reach
     // past the data. Durable on return. The file is held until then.
     void close_and_set_size(u64 bytes);
-    // Failures are printed as warnings.
+    // Failures are kept like those of close().
     void close_and_remove();
+    // What could not be closed or deleted, in words for the user. The caller tells them, or lets them go with
+    // the file.
+    const std::vector<std::string>& closing_failures() const { return closing_failures_; }
 
     // A writer's file is held throughout; after a failure it is open and has its old name. A reader's is
     // closed, renamed and opened again. A failing rename leaves the target as it was.
@@ -138,6 +142,7 @@ class RawFile : public BaseFile {
     Caching caching_;
     bool delete_on_close_;
     u64 written_end_ = 0;
+    std::vector<std::string> closing_failures_;
     os::OsError failure_;
 };
 

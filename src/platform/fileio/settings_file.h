@@ -25,7 +25,8 @@ std::unique_ptr<Config::Node> load_config_file(const std::string& path,
 // the action's name}; lines end in CR LF.
 std::string config_file_text(const std::string& action, std::unique_ptr<Config::Object> settings);
 
-// Writes that file, over an existing one. Throws FileException.
+// Writes that file. An existing one stays as it is until the new one is whole; meanwhile that is "
+// (incomplete)" before its extension. Throws FileException.
 void write_config_file(const std::string& path, const std::string& action,
                        std::unique_ptr<Config::Object> settings,
                        const FileCalls& calls = FileCalls::of_this_machine());

@@ -18,19 +18,22 @@ namespace trel {
 //
 //     waiting task                      task that finishes the last item
 //
-//     lock                              done = n
+//     lock                              done >= n
 //     sleepers = sleepers + 1           sleepers == 0?  yes: nobody has to be woken
-//     done == n?  yes: return           lock, notify all
+//     done >= n?  yes: return           lock, notify all
 //     sleep (this unlocks)
 //
 // Each side writes first and then reads what the other one writes, so at least one of them sees the other:
 // either the waiting task finds that all items are done, or the finishing task finds a sleeper. The lock
 // keeps the notification from coming between the waiting task's last look and its sleep.
+//
+// More than n cannot be counted. But a bit of the count that memory sets would leave all tasks asleep if they
+// waited for n itself. This way a phase ends too early, and the check of the product finds that.
 class PhaseEnd {
   public:
     // An item has finished; the phase has n of them.
     void finish_one(u64 n) {
-        if (done_.fetch_add(1) + 1 != n || sleepers_.load() == 0) return;
+        if (done_.fetch_add(1) + 1 < n || sleepers_.load() == 0) return;
         const std::lock_guard<os::Mutex> lock(mutex_);
         wake_.notify_all();
     }
@@ -40,7 +43,7 @@ class PhaseEnd {
             if (spin.once()) continue;
             std::unique_lock<os::Mutex> lock(mutex_);
             sleepers_.fetch_add(1);
-            wake_.wait(lock, [&] { return done_.load() == n; });
+            wake_.wait(lock, [&] { return done_.load() >= n; });
             return;
         }
     }

@@ -46,7 +46,16 @@ TEST(BenchmarkSizesTest, NamesAreCaseSensitive) {
     EXPECT_EQ(sizes.find(""), nullptr);
     EXPECT_EQ(sizes.presets.size(), 16u);
     ASSERT_EQ(sizes.superpi.size(), 18u);
-    for (u64 i = 0; i < 16; i++) EXPECT_EQ(sizes.presets[i].option, i + 1);
+    constexpr std::pair<const char*, u64> kPresets[] = {
+        {"25m", 25000000},      {"50m", 50000000},      {"100m", 100000000},   {"250m", 250000000},
+        {"500m", 500000000},    {"1b", 1000000000},     {"2.5b", 2500000000},  {"5b", 5000000000},
+        {"10b", 10000000000},   {"25b", 25000000000},   {"50b", 50000000000},  {"100b", 100000000000},
+        {"250b", 250000000000}, {"500b", 500000000000}, {"1t", 1000000000000}, {"2.5t", 2500000000000}};
+    for (u64 i = 0; i < 16; i++) {
+        EXPECT_EQ(sizes.presets[i].option, i + 1);
+        EXPECT_EQ(sizes.presets[i].name, kPresets[i].first);
+        EXPECT_EQ(sizes.presets[i].digits, kPresets[i].second);
+    }
     for (u64 i = 0; i < 18; i++) {
         EXPECT_EQ(sizes.superpi[i].option, 20 + i);
         EXPECT_EQ(sizes.superpi[i].digits, u64(1) << (20 + i));
@@ -154,6 +163,16 @@ TEST_F(BenchCommandTest, SaysThatTheDigitsAreRightOnlyWhenTheyWereCompared) {
         << text;
 }
 
+TEST(BenchmarkReportTest, DigitsThatWereNotComparedAreNotCalledRight) {
+    CaptureConsole console;
+    RunRecord record;
+    for (const i64 position : {0, -1000, 1000}) {
+        record.spot_check.position = position;
+        report_benchmark(record);
+        EXPECT_EQ(console.take(), position > 0 ? "Benchmark Successful. The digits appear to be OK.\n" : "");
+    }
+}
+
 TEST_F(BenchCommandTest, Refusals) {
     const auto refusal = [&](const std::vector<std::string>& words) {
         return kalvor_test::message_of<InvalidParametersException>([&] { bench(words); });
@@ -179,6 +198,22 @@ TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
     }
 }
 
+// What the machine has no memory for leads back to the list. The way out is one that a menu has.
+TEST_F(BenchCommandTest, MenuRefusesASizeThatDoesNotFit) {
+    BenchmarkMachine small = machine(2, u64(1) << 20);
+    small.memory.total_physical = u64(2) << 20;
+    console_.type({"0", "1"});
+    EXPECT_THROW(run_benchmark_menu(authorized(), kSmallSizes, small), EndOfStreamException);
+    const std::string text = console_.take();
+    EXPECT_NE(text.find("There is insufficient physical memory.\nThe computation needs "), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\nChoose fewer digits. On a command line -force:1 runs it anyway.\n"),
+              std::string::npos)
+        << text;
+    EXPECT_TRUE(text.ends_with("I prefer SuperPi sizes... (1M, 2M, 4M...)\n\noption: ")) << text;
+    EXPECT_EQ(text.find("Decimal Digits:"), std::string::npos) << text;
+}
+
 // A folder that holds the digits of a larger size. The user is told before anything runs, and decides.
 TEST_F(BenchCommandTest, ASmallerSizeReplacesALongerFileOnlyWhenAsked) {
     const std::filesystem::path before = std::filesystem::current_path();
@@ -194,11 +229,11 @@ TEST_F(BenchCommandTest, ASmallerSizeReplacesALongerFileOnlyWhenAsked) {
     constexpr const char* kFile = "Pi - Dec - Chudnovsky.txt";
     const std::string question =
         "\nPi - Dec - Chudnovsky.txt\n"
-        "The digit file already there is longer: it has 8,192 digits, this size has 4,096. "
-        "Choose another size, or replace it.\n"
+        "The digit file already there is longer: it has 8,192 digits, this size has\n"
+        "4,096. Choose another size, or replace it.\n"
         "\n  0     Choose another size\n  1     Replace the file\n\noption: ";
     EXPECT_EQ(menu({"13"}).find("Replace the file"), std::string::npos);
-    // The same size again is no question.
+    // The same size again is not a question.
     EXPECT_EQ(menu({"13"}).find("Replace the file"), std::string::npos);
     const std::string longer = folder_.read(kFile);
     EXPECT_EQ(longer.size(), 8194u);

@@ -13,8 +13,10 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
+#include "platform/fileio/settings_file.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/effort.h"
 #include "support/temporary_folder.h"
 
 using kalvor_test::TemporaryFolder;
@@ -232,22 +234,53 @@ TEST(CustomMenuTest, SavedAndLoadedSettingsShowTheSameMenu) {
                   "Enter path of configuration file. (the .cfg extension can be omitted)\nPath: " + text);
 }
 
+// Somebody who chose the line by mistake gets back.
+TEST(CustomMenuTest, AnEmptyPathIsNoFile) {
+    for (const char* line : {"20", "21"}) {
+        const std::string got = shown(small_settings(), {line, ""});
+        EXPECT_TRUE(got.ends_with("Path: \nNo path is given.\n" + menu(small_settings()))) << got;
+    }
+    EXPECT_FALSE(std::filesystem::exists(".cfg"));
+}
+
 TEST(CustomMenuTest, AFileThatIsRefusedChangesNothing) {
     TemporaryFolder folder;
     folder.write("ends.cfg", "{ Action : \"CustomCompute\" CustomCompute : {");
     folder.write("other.cfg", "{ Action : \"StressTest\" StressTest : {} }");
     folder.write("few.cfg", "{ Action : \"CustomCompute\" CustomCompute : {} }");
+    folder.write("empty.cfg", "{}");
+    folder.write("comma.cfg", "{\n  Action : 1,\n}");
     const std::pair<const char*, const char*> cases[] = {
         {"ends.cfg", "Unexpected end of stream."},
         {"other.cfg", "Invalid Action: StressTest"},
         {"few.cfg", "Constant"},
         {"none.cfg", "none.cfg"},
+        // As people count lines, and in the reader's report behind that.
+        {"ends.cfg", "ends.cfg\" ends too early: a quote, bracket or brace is not closed.\n"},
+        {"comma.cfg", "comma.cfg\" is wrong in line 2.\nSee \"kalvor help config\".\n"},
+        {"comma.cfg", "Line 1: "},
+        {"other.cfg", "Action: the text \"StressTest\" stands there. Known: CustomCompute.\n"},
+        {"empty.cfg", "Action is missing. Known: CustomCompute.\n"},
     };
+    const std::string_view kQuestion =
+        "Enter path of configuration file. (the .cfg extension can be omitted)\nPath: ";
     for (const auto& [file, text] : cases) {
         const std::string got = shown(small_settings(), {"20", folder.file(file)});
-        EXPECT_NE(got.find(text, menu(small_settings()).size() + 100), std::string::npos) << got;
+        EXPECT_NE(got.find(text, menu(small_settings()).size() + kQuestion.size()), std::string::npos) << got;
         EXPECT_TRUE(ends_with(got, menu(small_settings())));
     }
+}
+
+// The folder is looked at before anything is taken over.
+TEST(CustomMenuTest, AFileWhoseFolderCannotBeMadeChangesNothing) {
+    TemporaryFolder folder;
+    folder.write("file", "x");
+    ComputeSettings settings = small_settings(7777);
+    settings.path = folder.file("file/below");
+    FileIO::write_config_file(folder.file("it.cfg"), "CustomCompute", save_compute_settings(settings));
+    const std::string got = shown(small_settings(), {"20", folder.file("it")});
+    EXPECT_NE(got.find("Path is not writable."), std::string::npos) << got;
+    EXPECT_TRUE(ends_with(got, menu(small_settings())));
 }
 
 // A constant that cannot be used leaves the one that was chosen before.
@@ -318,7 +351,8 @@ TEST(CustomMenuTest, AStartThatIsRefusedChangesNothing) {
     EXPECT_NE(text.find("Custom Compute a Constant", refused), std::string::npos) << text;
     EXPECT_TRUE(folder.has("other/Pi - Dec - Chudnovsky.txt"));
     text = shown(small_settings(1000000000000000), {"0"});
-    EXPECT_NE(text.find("needs"), std::string::npos) << text;
+    EXPECT_NE(text.find("option: \nInsufficient Address Space\nThe run needs "), std::string::npos) << text;
+    EXPECT_EQ(text.find("Terminating"), std::string::npos) << text;
     EXPECT_TRUE(text.ends_with(menu(small_settings(1000000000000000)))) << text;
 }
 
@@ -347,7 +381,8 @@ TEST(OutputBytesTest, AreThoseOfTheFiles) {
 // A run's files, against what the menu said.
 TEST(OutputBytesTest, OfASetOfFiles) {
     TemporaryFolder folder;
-    for (const i64 digits : {11000000, 11500000}) {
+    constexpr i64 kSizes[] = {11000000 / kalvor_test::thinned(5), 11500000 / kalvor_test::thinned(5)};
+    for (const i64 digits : kSizes) {
         ComputeSettings settings = small_settings(digits);
         settings.digits_per_file = 1000000;
         settings.enable_hex = true;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "app/entry/about_page.h"
 #include "app/entry/advanced_options.h"
 #include "app/entry/compilation_options_page.h"
@@ -119,6 +121,16 @@ TEST(AboutPageTest, EveryLineButTheIntroduction) {
         "program.\n";
     ASSERT_GE(text.size(), end.size());
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+// A terminal of 80 columns shows the pages without wrapping.
+TEST(PagesTest, Fit) {
+    for (void (*print)() : {print_about_page, print_compilation_options}) {
+        CaptureConsole console;
+        print();
+        std::istringstream lines(console.take());
+        for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 79U) << line;
+    }
 }
 
 TEST(AdvancedOptionsTest, ShowsTheirPages) {

@@ -120,14 +120,19 @@ TEST(ModeMenuTest, ShowsBothModes) {
     CaptureConsole console;
     console.type({"0", "3", "2"});
     mode_menu("51.0 MiB");
-    const std::string out = console.take();
-    EXPECT_TRUE(
-        out.starts_with("\n\nSelect a Mode:\n\nOption      Mode            Memory      Disk Memory\n\n"
-                        " 1      Ram Only            51.0 MiB\n"
-                        " 2      Swap Mode           Not Supported\n\n"
-                        "    *Disk usage varies with the amount of memory that is being used.\n"))
-        << out;
-    EXPECT_TRUE(out.ends_with("    what is displayed.\n\noption: option: option: ")) << out;
+    EXPECT_EQ(console.take(),
+              "\n\nSelect a Mode:\n\nOption      Mode            Memory      Disk Memory\n\n"
+              " 1      Ram Only            51.0 MiB\n"
+              " 2      Swap Mode           Not Supported\n\n"
+              "    *Disk usage varies with the amount of memory that is being used.\n"
+              "    More memory usually means more disk usage. The value shown here is for\n"
+              "    the lowest possible amount of working memory.\n\n"
+              "    Memory and disk usage estimates are provable upper-bounds for what they\n"
+              "    are measuring. But they do not include unmeasureable overheads such as\n"
+              "    run-time libraries, bookkeeping, OS system memory, etc...\n\n"
+              "    Disk usage estimates is for the amount of logical data. Overheads such as\n"
+              "    redundant RAID will cause the actual disk requirement to be higher than\n"
+              "    what is displayed.\n\noption: option: option: ");
     EXPECT_THROW(mode_menu(""), EndOfStreamException);
 }
 

@@ -30,6 +30,13 @@ TEST(DigitReportTest, AnIncompleteLineEndsWithoutAPosition) {
               "\n");
 }
 
+TEST(DigitReportTest, OtherRadicesHaveNoNameOfTheirOwn) {
+    LastDigits last;
+    last.radix = 8;
+    last.text = "01234567012";
+    EXPECT_EQ(last_digits_block(last), "Last Digits:\n0123456701 2\n\n");
+}
+
 TEST(DigitReportTest, FirstDigitsInGroupsOfTen) {
     OutputStats stats;
     stats.first = "3.14159265358979323846264338327950288419716939937510";

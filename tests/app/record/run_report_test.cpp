@@ -30,7 +30,7 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
     record.decimal.emplace();
     record.decimal->first = "3.1415926535";
     record.decimal->last.text = "6535";
-    record.files = {{"out/Pi.txt", 1000002}, {"\x1b]0;x\a/Pi.txt", 7}};
+    record.files = {{"out/Pi.txt", 1000002}, {"\x1b]0;x\a/Pi.txt", 7}, {"out/Pi - 0.kvd", 1053231, 3}};
     record.checks = {3, 2, true, true, 12345, 1, 0};
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
@@ -42,10 +42,30 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
     const std::string end =
         "\nWritten:    out/Pi.txt  (1,000,002 bytes)\n"
         "Written:    \\x1b]0;x\\x07/Pi.txt  (7 bytes)\n"
-        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files (read back)\n"
+        "Written:    out/Pi - 0.kvd  (3 files, 1,053,231 bytes)\n"
+        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files\n"
+        "            (read back)\n"
         "Checks:     12,345 products, 1 number, 0 errors\n";
     ASSERT_GE(text.size(), end.size());
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+// Every line but those of paths fits into 80 columns, whatever the counts.
+TEST(RunReportTest, CountsGoOnInTheNextLine) {
+    RunRecord record;
+    record.hexadecimal.emplace();
+    record.hexadecimal->counts = DigitCounts(16);
+    for (u64& count : record.hexadecimal->counts.count) count = 62500000000;
+    CaptureConsole console;
+    trel::LinearConsoleNode status(79, 1.0);
+    print_run_report(record, status);
+    const std::string text = console.text();
+    EXPECT_NE(text.find("\nHex Counts: {62500000000, 62500000000, 62500000000, 62500000000, 62500000000,\n"
+                        "            62500000000, 62500000000, 62500000000, 62500000000, 62500000000,\n"
+                        "            62500000000, 62500000000, 62500000000, 62500000000, 62500000000,\n"
+                        "            62500000000}\n"),
+              std::string::npos)
+        << text;
 }
 
 }  // namespace

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "base/status/linear_console_node.h"
+#include "constants/catalog/catalog.h"
 #include "digits/bbp/bbp_session.h"
 #include "support/capture_console.h"
 
@@ -69,6 +73,101 @@ TEST(BbpCheckTest, ManyDigitsComeInPieces) {
     EXPECT_LE(digits.most_at_once, 65536u);
     digits.values[69999] ^= 8;
     EXPECT_EQ(check(digits, 70000, 70000).mismatch, 70000u);
+}
+
+// It may take minutes: it says how far it is.
+TEST(BbpCheckTest, Progress) {
+    Digits digits(2000);
+    RunMonitor monitor;
+    std::vector<double> parts;
+    bbp_check(digits, 2000, 2000, {}, monitor, [&](double part) { parts.push_back(part); });
+    EXPECT_GE(parts.size(), 14u);
+    EXPECT_TRUE(std::is_sorted(parts.begin(), parts.end()));
+    EXPECT_GT(parts.front(), 0);
+    EXPECT_DOUBLE_EQ(parts.back(), 1);
+    const BbpRequest few{83000000, 32, 1}, many{83000000, 1000000, 1};
+    EXPECT_GT(few.seconds(), 0.1);
+    EXPECT_GT(many.seconds(), 10 * few.seconds());
+}
+
+// One side was damaged, and it was not the digits of the run.
+TEST(BbpCheckTest, WhatDiffersIsComputedAgain) {
+    class WrongAtFirst final : public BasicDigitReader {
+      public:
+        WrongAtFirst(Digits& digits, int times) : BasicDigitReader(16), digits_(digits), times_(times) {}
+        std::string first_digits() const override { return digits_.first_digits(); }
+        u64 total_digits() const override { return digits_.total_digits(); }
+        u64 buffer_size(u64 count, u64 limit) const override { return digits_.buffer_size(count, limit); }
+        void load_digits(u8* to, u64 start, u64 count, AlignedBufferC scratch,
+                         const ParallelContext& parallel) override {
+            digits_.load_digits(to, start, count, scratch, parallel);
+            if (times_-- > 0) to[3] ^= 1;
+        }
+        void load_stats(DigitRangeStats&, u64, u64, AlignedBufferC, const ParallelContext&) override {}
+
+      private:
+        Digits& digits_;
+        int times_;
+    };
+    Digits digits(1000);
+    for (const int times : {0, 1, 2}) {
+        RunMonitor monitor;
+        ParallelContext parallel = trel::serial_context();
+        parallel.run = &monitor;
+        WrongAtFirst wrong(digits, times);
+        const BbpCheck found = bbp_check(wrong, {1000, 32, 1}, trel::null_status(), parallel);
+        EXPECT_EQ(found.mismatch, times == 2 ? 972u : 0u);
+        EXPECT_EQ(monitor.checks.corrected, times == 1 ? 1u : 0u);
+        if (times != 1) continue;
+        EXPECT_EQ(monitor.corrections.all(),
+                  std::vector<std::string>{"last hexadecimal digits, 32 digits (Mismatch at 972)"});
+    }
+}
+
+// What a run does that nobody has asked.
+TEST(BbpRequestTest, Unasked) {
+    ComputeSettings settings;
+    settings.parallelism.logical_cores = 4;
+    settings.parallelism.task_decomposition = 16;
+    const auto request = [&](u64 digits) { return bbp_request(settings, ComputeSize::from_decimal(digits)); };
+    for (const u64 digits : {1000, 1000000, 10000000}) {
+        EXPECT_EQ(request(digits).digits, 32u) << digits;
+        EXPECT_EQ(request(digits).last, ComputeSize::from_decimal(digits).hexadecimal_digits);
+    }
+    // It would take too long, or there are not so many digits.
+    EXPECT_EQ(request(10000001).digits, 0u);
+    EXPECT_EQ(request(1000000000).digits, 0u);
+    EXPECT_EQ(request(38).digits, 32u);
+    EXPECT_EQ(request(37).digits, 0u);
+
+    settings.output_verify = false;
+    EXPECT_EQ(request(1000000).digits, 0u);
+    settings.bbp_digits = 8;
+    EXPECT_EQ(request(1000000).digits, 8u);
+    settings.output_verify = true;
+    EXPECT_EQ(request(10000001).digits, 8u);
+    settings.bbp_digits = 0;
+    settings.constant = make_constant("sqrt", "2");
+    EXPECT_EQ(request(1000000).digits, 0u);
+    EXPECT_EQ(request(1000000).bytes(), 0u);
+    EXPECT_DOUBLE_EQ(request(1000000).seconds(), 0);
+}
+
+TEST(BbpRequestTest, ThreadsAndMemory) {
+    ComputeSettings settings;
+    const auto request = [&](u64 cores, u64 tasks, u64 digits) {
+        settings.parallelism.logical_cores = cores;
+        settings.parallelism.task_decomposition = tasks;
+        return bbp_request(settings, ComputeSize::from_decimal(digits));
+    };
+    EXPECT_EQ(request(4, 16, 10000000).threads, 4u);
+    EXPECT_EQ(request(4, 1, 10000000).threads, 1u);
+    // 1,660,970 terms of each sub-sum, and 166,100.
+    EXPECT_EQ(request(64, 64, 10000000).threads, 9u);
+    EXPECT_EQ(request(64, 64, 1000000).threads, 1u);
+    EXPECT_EQ(request(4, 4, 10000000).bytes(), 4 * request(1, 1, 10000000).bytes());
+    settings.bbp_digits = 1048576;
+    EXPECT_GT(request(2, 2, 2000000).bytes(), u64(12) << 20);
 }
 
 TEST(BbpCheckTest, ItsLine) {

@@ -32,6 +32,7 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
     void Status_Time(std::string_view name, double) override { text += std::string(name) + ":  \n"; }
     void Warning(std::string_view line) override { text += "\n" + std::string(line) + "\n"; }
     void PauseWarning(std::string_view line) override { Warning(line); }
+    void Pause() override { pauses++; }
     [[noreturn]] void FatalError(std::string_view) override { std::abort(); }
     void Status_LineSectionStart(std::string_view line) override { text += line; }
     void Status_LineSectionAdd(const ColoredText& piece) override { text += piece.text; }
@@ -39,7 +40,8 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
     void refresh(bool) override {}
     Status& Status_MicroSectionStart(std::string_view name) override { return Status_Line(name), *this; }
     void Status_MicroSectionEnd() override { text += "Time:    \n"; }
-    Status& push_node(const ColoredText&) override {
+    Status& push_node(const ColoredText& frame) override {
+        frames.push_back(frame.text);
         if (stop_at_frame) stop_at_frame();
         return *this;
     }
@@ -56,6 +58,8 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
     }
 
     std::string text;
+    std::vector<std::string> frames;  // of the progress line
+    int pauses = 0;
     // Data records, and where in the text the first one came.
     std::vector<std::string> records, record_names;
     std::size_t records_begin = std::string::npos;

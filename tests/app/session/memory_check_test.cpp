@@ -87,8 +87,9 @@ TEST(MemoryCheckTest, MoreThanThereIsButForSwapSpace) {
 TEST(MemoryCheckTest, BeyondSwapSpaceTheRunIsRefusedUnlessItIsForced) {
     const std::string figures =
         "The computation needs 0.98 KiB, 600 bytes are free: at most 4,500,000,000 digits.";
-    EXPECT_EQ(refusal(kMachine, 1001), "There is insufficient physical memory.\n" + figures +
-                                           "\nChoose fewer digits, or run it anyway with -force:1.");
+    EXPECT_EQ(refusal(kMachine, 1001),
+              "There is insufficient physical memory.\n" + figures +
+                  "\nChoose fewer digits. On a command line -force:1 runs it anyway.");
     EXPECT_EQ(said(kMachine, demand(1001, true)), warned("There is insufficient physical memory.", figures));
 }
 
@@ -107,8 +108,8 @@ TEST(MemoryCheckTest, RefusalsBeginInPlainWords) {
     EXPECT_EQ(
         words,
         "The run does not fit into this machine's memory: it needs 0.98 KiB, 600 bytes are free: at most "
-        "4,500,000,000 digits. Choose fewer digits with -dec:<n>, or run it anyway with "
-        "-force:1.\nSee \"kalvor help custom\".");
+        "4,500,000,000 digits. Choose fewer digits. On a command line -force:1 runs it anyway.\nSee \"kalvor "
+        "help custom\".");
 }
 
 TEST(MemoryCheckTest, UnknownSizesAreNotHeldAgainstTheRun) {
@@ -127,7 +128,7 @@ TEST(MemoryCheckTest, BeyondTheAddressSpaceTheRunEnds) {
         e.print();
         EXPECT_EQ(console.text(),
                   "\nThe run needs 977 KiB, 600 bytes are free: at most 4,500,000,000 digits. Choose fewer "
-                  "digits with -dec:<n>.\nSee \"kalvor help custom\".\n"
+                  "digits.\nSee \"kalvor help custom\".\n"
                   "\nInsufficient Address Space\n"
                   "Fatal error encountered. Terminating program.\n");
     }

@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include "app/session/bbp_check.h"
+#include "base/config/parser.h"
+#include "constants/catalog/custom_constant.h"
+#include "support/capture_console.h"
+
 namespace kalvor {
 namespace {
 
@@ -23,6 +28,18 @@ TEST(MemoryPlanTest, TheProgramAndItsOutputCount) {
     EXPECT_EQ(counted.total(), counted.working_memory + counted.twiddle_tables + counted.program);
 }
 
+TEST(MemoryPlanTest, TheCheckOfTheLastDigitsCounts) {
+    ComputeSettings settings;
+    settings.set_decimal_digits(2000000);
+    settings.output_verify = false;
+    const u64 without = RunPlan::make(settings, settings.size).memory.program;
+    settings.output_verify = true;
+    const u64 unasked = RunPlan::make(settings, settings.size).memory.program;
+    EXPECT_EQ(unasked - without, bbp_request(settings, settings.size).bytes());
+    settings.bbp_digits = 1048576;
+    EXPECT_GT(RunPlan::make(settings, settings.size).memory.program, unasked + (u64(5) << 20));
+}
+
 TEST(MemoryPlanTest, TheLargestSizeThatFits) {
     ComputeSettings settings;
     settings.set_decimal_digits(1000000000);
@@ -38,6 +55,26 @@ TEST(MemoryPlanTest, TheLargestSizeThatFits) {
     }
     EXPECT_EQ(digits_that_fit(settings, 1 << 20), 0u);
     EXPECT_EQ(digits_that_fit(settings, u64(1) << 50), 1000000000u);
+}
+
+// A formula of very many terms is itself large.
+TEST(MemoryPlanTest, ThePlanOfTheConstantCounts) {
+    const auto program = [](int terms) {
+        std::string list;
+        for (int i = 0; i < terms; i++) list += "[1 1]";
+        const auto tree = Config::parse_acfg(
+            "{NameShort : \"a\" NameLong : \"b\" AlgorithmShort : \"c\" AlgorithmLong : \"d\" "
+            "Formula : {LinearCombination : [" +
+            list + "]}}");
+        CaptureConsole console;
+        ComputeSettings settings;
+        settings.constant = std::make_unique<CustomConstant>(tree->as<Config::Object>());
+        settings.set_decimal_digits(100);
+        const RunPlan plan = RunPlan::make(settings, settings.size);
+        EXPECT_GT(plan.constant->plan_bytes(), 0u);
+        return plan.memory.program;
+    };
+    EXPECT_GT(program(10000), program(2) + 10000 * 1000);
 }
 
 // Sizes that no algorithm reaches do not fit either.

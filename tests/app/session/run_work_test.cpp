@@ -81,8 +81,8 @@ TEST_P(RunWorkTest, ARunAddsWhatItsPlanSays) {
     session.run();
     EXPECT_EQ(recorder.phases,
               (std::vector<std::string>{"memory", "series", "division", "square root", "multiplication",
-                                        "conversion", "verification", "writing"}));
-    for (const char* phase : {"series", "square root", "conversion", "writing"}) {
+                                        "BBP check", "conversion", "verification", "writing"}));
+    for (const char* phase : {"series", "square root", "BBP check", "conversion", "writing"}) {
         EXPECT_NEAR(recorder.done[phase], 0.5, 0.0005) << phase;
     }
     // Its last product ends the phase.
@@ -106,13 +106,21 @@ TEST(RunWorkTest, PhasesAreThoseOfTheSettings) {
         }
         return text;
     };
-    const std::string constant = "memory;series;division;square root;multiplication;conversion;";
-    EXPECT_EQ(names(), constant + "verification;writing;reading back;");
+    const std::string constant = "memory;series;division;square root;multiplication;";
+    const std::string digits = "conversion;verification;writing;";
+    EXPECT_EQ(names(), constant + "BBP check;" + digits + "reading back;");
+    settings.set_decimal_digits(10000001);
+    EXPECT_EQ(names(), constant + digits + "reading back;");
+    settings.bbp_digits = 32;
+    EXPECT_EQ(names(), constant + "BBP check;" + digits + "reading back;");
+    settings.bbp_digits = 0;
     settings.enable_hex = true;
-    EXPECT_EQ(names(), constant + "verification;writing;reading back;writing;reading back;");
+    EXPECT_EQ(names(), constant + digits + "reading back;writing;reading back;");
     settings.output_verify = false;
     settings.enable_hex = false;
-    EXPECT_EQ(names(), constant + "verification;writing;");
+    EXPECT_EQ(names(), constant + digits);
+    settings.set_decimal_digits(1000000);
+    EXPECT_EQ(names(), constant + digits);
 }
 
 TEST(RunWorkTest, LargerRunsTakeLonger) {

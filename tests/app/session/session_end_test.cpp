@@ -30,6 +30,44 @@ ComputeSettings settings_for(u64 digits, const std::string& path) {
     return settings;
 }
 
+// Pi with one of its hexadecimal digits changed, and a residue that says nothing of it.
+class DamagedPi final : public Constant {
+  public:
+    explicit DamagedPi(u64 digit) : digit_(digit) {}
+
+    const CatalogRow& row() const override { return pi_->row(); }
+    std::string name_short() const override { return pi_->name_short(); }
+    std::string name_long() const override { return pi_->name_long(); }
+    std::vector<AlgorithmRow> algorithms() const override { return pi_->algorithms(); }
+    bool has_extractor() const override { return pi_->has_extractor(); }
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
+        return std::make_unique<Value>(pi_->make_evaluator(request), digit_ - 1);
+    }
+
+  private:
+    class Value final : public Evaluator {
+      public:
+        Value(std::unique_ptr<Evaluator> pi, u64 place) : pi_(std::move(pi)), place_(place) {}
+
+        const Needs& needs() const override { return pi_->needs(); }
+        std::vector<WorkPhase> work() const override { return pi_->work(); }
+        ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
+            const ErrorBound error = pi_->run(context, status, result);
+            const i64 position = -1 - static_cast<i64>(place_ / 16);
+            result.T[position - result.exp] ^= Word(1) << (60 - 4 * (place_ % 16));
+            result.seal(context.parallel);
+            return error;
+        }
+
+      private:
+        const std::unique_ptr<Evaluator> pi_;
+        const u64 place_;
+    };
+
+    const std::unique_ptr<Constant> pi_ = make_constant("pi", "");
+    const u64 digit_;
+};
+
 // The validation files in the folder.
 std::vector<std::string> validation_files(const TemporaryFolder& folder) {
     std::vector<std::string> names = folder.files();
@@ -225,6 +263,63 @@ TEST(SessionEndTest, LastHexadecimalDigitsThatDiffer) {
     EXPECT_NE(status.text.find("\nBBP Check: Mismatch at 824\n"), std::string::npos);
     EXPECT_EQ(status.records.size(), 2u);
     EXPECT_TRUE(folder.files().empty());
+}
+
+// What residues do not show ends a run that nobody asked to look.
+TEST(SessionEndTest, ADamagedValueEndsARunUnasked) {
+    // Behind the known digits, which are compared as well.
+    for (const u64 digit : {883, 900, 914}) {
+        const TemporaryFolder folder;
+        const CaptureConsole console;
+        LineRecorder status;
+        ComputeSettings settings = settings_for(1100, folder.file("out"));
+        settings.constant = std::make_unique<DamagedPi>(digit);
+        settings.log_path = folder.file("run.log");
+        const std::string place = std::to_string(digit);
+        {
+            NormalFloatSessionB session(std::move(settings), authorized(), status);
+            session.set_reference_folder(folder.file(""));
+            EXPECT_EQ(failure([&] { session.run(); }),
+                      "NormalFloatSession::run(): BBP check failed at: " + place);
+        }
+        EXPECT_NE(status.text.find("\nBBP Check: Mismatch at " + place + "\n"), std::string::npos);
+        // Windows lets nobody else read it while the session has it open.
+        EXPECT_NE(folder.read("run.log").find("\tBBP Check: Mismatch at " + place + "\r\n"),
+                  std::string::npos);
+        EXPECT_EQ(folder.files(), std::vector<std::string>{"run.log"});
+    }
+}
+
+// Not where the user wants no results verified.
+TEST(SessionEndTest, UnverifiedDigitsAreNotComputedAgainUnasked) {
+    const TemporaryFolder folder;
+    const auto run = [&](u64 asked) {
+        const CaptureConsole console;
+        LineRecorder status;
+        ComputeSettings settings = settings_for(1000, folder.path());
+        settings.constant = std::make_unique<DamagedPi>(831);
+        settings.output_enable = false;
+        settings.output_verify = false;
+        settings.bbp_digits = asked;
+        NormalFloatSessionB session(std::move(settings), authorized(), status);
+        session.set_reference_folder(folder.file(""));
+        return failure([&] { EXPECT_EQ(session.run().event_log.find("BBP"), std::string::npos); });
+    };
+    EXPECT_EQ(run(0), "nothing");
+    EXPECT_EQ(run(8), "NormalFloatSession::run(): BBP check failed at: 831");
+}
+
+// It shows itself while it runs and in the log of events; the report has no line of it.
+TEST(SessionEndTest, RightDigitsComputedAgainUnasked) {
+    const TemporaryFolder folder;
+    const CaptureConsole console;
+    LineRecorder status;
+    const RunRecord record =
+        NormalFloatSessionB(settings_for(1000, folder.path()), authorized(), status).run();
+    EXPECT_EQ(record.bbp_good_through, 831u);
+    EXPECT_NE(record.event_log.find("\tBBP Check: Good through 831\r\n"), std::string::npos);
+    EXPECT_EQ(std::count(status.frames.begin(), status.frames.end(), "BBP Check...  "), 1);
+    EXPECT_EQ(status.text.find("BBP"), std::string::npos);
 }
 
 TEST(SessionEndTest, TheSeedIsFixedOnce) {

@@ -83,6 +83,35 @@ TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
     EXPECT_NE(shown.find("Multi-core Efficiency:"), std::string::npos);
 }
 
+// Behind its text a progress line tells how far the digits are.
+TEST(SessionStatusTest, ProgressOfMemoryAndDigits) {
+    const TemporaryFolder folder;
+    const auto frames_of = [&](bool output) {
+        ComputeSettings settings = settings_for(3000, folder.file("out"));
+        settings.enable_hex = true;
+        settings.output_enable = output;
+        const CaptureConsole console;
+        LineRecorder recorder;
+        NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), recorder).run();
+        return recorder.frames;
+    };
+    const std::vector<std::string> written = frames_of(true), analyzed = frames_of(false);
+    const auto count = [](const std::vector<std::string>& frames, const char* frame) {
+        return std::count(frames.begin(), frames.end(), frame);
+    };
+    for (const char* frame :
+         {"Working Memory...  ", "Twiddle Tables...  ", "Writing...     3,000  digits written",
+          "Writing...     2,492  digits written", "Verifying...    3,000  digits hashed",
+          "Verifying...    2,492  digits hashed"}) {
+        EXPECT_EQ(count(written, frame), 1) << frame;
+    }
+    for (const char* frame :
+         {"Writing...     3,000  digits analyzed", "Writing...     2,492  digits analyzed"}) {
+        EXPECT_EQ(count(analyzed, frame), 1) << frame;
+        EXPECT_EQ(count(written, frame), 0) << frame;
+    }
+}
+
 TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
     const TemporaryFolder folder;
     CaptureConsole console;
@@ -106,7 +135,9 @@ TEST(SessionStatusTest, RunsOfOneProcessShareNothing) {
         }
         EXPECT_EQ(first.text.find("Hex Counts"), std::string::npos);
         EXPECT_NE(second.text.find("Hex Counts"), std::string::npos);
-        EXPECT_NE(first.text.find("not checked: written files"), std::string::npos);
+        EXPECT_NE(first.text.find("; not checked:\n            written files (read back)\n"),
+                  std::string::npos)
+            << first.text;
         EXPECT_EQ(folder.read("one/Pi - Dec - Chudnovsky.txt").size(), 3002U);
         EXPECT_EQ(folder.read("two/Pi - Dec - Chudnovsky.txt").size(), 12347U);
     }
@@ -156,11 +187,12 @@ TEST(SessionStatusTest, TheEventLogNamesTheSeries) {
         std::vector<std::string> names;
         for (std::size_t at = 0, end; (end = log.find("\r\n", at)) != std::string::npos; at = end + 2)
             names.push_back(log.substr(log.rfind('\t', end) + 1, end - log.rfind('\t', end) - 1));
-        ASSERT_EQ(names.size(), 7U);
-        const std::string checks = names[5];
-        names.erase(names.begin() + 5);
+        ASSERT_EQ(names.size(), 8U);
+        const std::string checks = names[6];
+        names.erase(names.begin() + 6);
         EXPECT_EQ(names, (std::vector<std::string>{"Working Memory", "Twiddle Tables", "Begin Computation",
-                                                   series, "End Computation", "Digits Written"}));
+                                                   series, "End Computation", "BBP Check: Good through 831",
+                                                   "Digits Written"}));
         EXPECT_EQ(checks.find("Checks: "), 0U);
         EXPECT_EQ(checks.find(", 0 errors"), checks.size() - 10);
         // The line of the result block says the same.
@@ -195,7 +227,8 @@ TEST(SessionStatusTest, AnotherAllocatorReportsThroughTheStatus) {
     ASSERT_NE(advice, std::string::npos) << recorder.text;
     EXPECT_EQ(recorder.text.find("Unable to acquire the permission, ", advice + 1), std::string::npos);
     EXPECT_LT(advice, recorder.text.find("Working Memory: "));
-    EXPECT_NE(recorder.text.find("Memory allocation errors detected. Possible performance degradation."),
+    EXPECT_NE(recorder.text.find("\nMemory allocation errors detected. Possible performance degradation.\n"
+                                 "Please see event log for details.\n\n"),
               std::string::npos);
     EXPECT_NE(log.find("Allocation Error: Thread 1 VirtualAllocExNuma() error 12"), std::string::npos) << log;
 }

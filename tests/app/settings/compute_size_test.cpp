@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
+#include "app/settings/compute_settings.h"
 #include "reference/mpz_u64.h"
 
 namespace kalvor {
@@ -54,6 +55,33 @@ TEST(ComputeSizeTest, ClampsToTheBoundsWithAWarning) {
     EXPECT_EQ(warning, "");
     EXPECT_EQ(clamp_decimal_digits(100, 100, 1000, warning), 100U);
     EXPECT_EQ(warning, "");
+}
+
+// Both kinds of digits must be enough for a file; then no file has more than there are.
+TEST(CompressionTest, NeedsAMillionDigitsOfEachKind) {
+    const auto settled = [](i64 decimal, bool hex, i64 per_file, bool warns) {
+        ComputeSettings settings;
+        EXPECT_EQ(settings.set_decimal_digits(decimal), "");
+        settings.enable_hex = hex;
+        settings.digits_per_file = per_file;
+        EXPECT_EQ(settings.check_compression(),
+                  warns ? "Digits per file below minimum: Disabling compression." : "");
+        return settings.digits_per_file;
+    };
+    EXPECT_EQ(settled(1000000, false, 1000000, false), 1000000);
+    EXPECT_EQ(settled(999999, false, 1000000, true), 0);
+    EXPECT_EQ(settled(1000000, false, 999999, true), 0);
+    EXPECT_EQ(settled(1000000, false, 1, true), 0);
+    EXPECT_EQ(settled(100, false, 0, false), 0);
+    // 1,200,000 digits are 996,579 hexadecimal ones, 1,210,000 are 1,004,884.
+    EXPECT_EQ(settled(1200000, false, 1000000, false), 1000000);
+    EXPECT_EQ(settled(1200000, true, 1000000, true), 0);
+    EXPECT_EQ(settled(1210000, true, 1000000, false), 1000000);
+    EXPECT_EQ(settled(2000000, false, 5000000, false), 2000000);
+    EXPECT_EQ(settled(2000000, true, 5000000, false), 1660965);
+    EXPECT_EQ(settled(2000000, true, -2, false), 1660965);
+    EXPECT_EQ(settled(2000000, true, -1, false), -1);
+    EXPECT_EQ(settled(999999, true, -1, true), 0);
 }
 
 }  // namespace

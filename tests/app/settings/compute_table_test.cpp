@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/custom/compute_options.h"
@@ -14,6 +18,7 @@
 #include "app/settings/option_help.h"
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 #include "support/capture_console.h"
 #include "support/run_program.h"
 #include "support/temporary_folder.h"
@@ -260,6 +265,54 @@ TEST(ComputeTableTest, TheDocsKnowTheMembersOfFrameworksAndAllocators) {
     for (const std::string& name : trel::allocator_names()) {
         check("| Allocator | its members |\n|---|---|\n", name, *trel::make_default_allocator_config(name));
     }
+}
+
+namespace {
+
+// In lower case, of every literal of a source file but those that include others.
+std::vector<std::string> words_of_literals(const std::string& source) {
+    std::vector<std::string> words;
+    std::istringstream lines(source);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("#include")) continue;
+        bool inside = false;
+        std::string word;
+        for (const char c : line + "\"") {
+            if (inside && std::isalnum(static_cast<unsigned char>(c)) != 0) {
+                word += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                continue;
+            }
+            if (!word.empty()) words.push_back(std::exchange(word, {}));
+            if (c == '"') inside = !inside;
+        }
+    }
+    return words;
+}
+
+}  // namespace
+
+// A constant that is added to the catalog is known wherever constants are named, because the menus, the
+// options and the settings take their words from there.
+TEST(ComputeTableTest, WhatHasAnExtractorSaysSo) {
+    EXPECT_EQ(names_with_extractor(), "Pi");
+}
+
+TEST(ComputeTableTest, NoSourceOfMenusAndSettingsNamesAConstant) {
+    std::vector<std::string> names = constant_tokens();
+    for (const char* also : {"e", "log", "custom"}) std::erase(names, also);  // words of other things, too
+    ASSERT_GT(names.size(), 8U);
+    const std::string root = KALVOR_SOURCE_FOLDER;
+    std::size_t files = 0;
+    for (const char* room : {"settings", "custom", "menus"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(root + "/src/app/" + room)) {
+            if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+            files++;
+            for (const std::string& word : words_of_literals(kalvor_test::read_file(entry.path().string()))) {
+                EXPECT_EQ(std::count(names.begin(), names.end(), word), 0) << entry.path() << " " << word;
+            }
+        }
+    }
+    EXPECT_GT(files, 20U);
 }
 
 // Rows without a place, or places without rows, would be lost in silence.

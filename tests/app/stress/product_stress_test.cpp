@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
+#include <string>
 
 #include "app/stress/product_worker.h"
 #include "app/stress/stress_settings.h"
@@ -200,6 +202,38 @@ TEST(ProductWorkerTest, OperandsAreNewEveryTime) {
         }
     }
     EXPECT_EQ(all.size(), 9u * 8u);
+}
+
+// Squares go another way than products, and both are to be tried.
+TEST(ProductWorkerTest, EveryFourthIterationMultiplies) {
+    class Noted final : public MultiplyAlgorithm {
+      public:
+        MultiplySizes sizes(u64 words) const override { return inner.sizes(words); }
+        void make_transform(TransformHolder& holder, u64 words,
+                            const MultiplyContext& context) const override {
+            inner.make_transform(holder, words, context);
+        }
+        u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const override {
+            calls += 's';
+            return inner.sqr(context, T, A, L, carried);
+        }
+        u64 mul(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
+                Carried carried) const override {
+            calls += std::equal(A, A + LA, B, B + LB) ? '=' : 'm';
+            return inner.mul(context, T, A, LA, B, LB, carried);
+        }
+        const MultiplyAlgorithm& inner = product("BKT").algorithm();
+        mutable std::string calls;
+    };
+    for (const bool one_operand : {false, true}) {
+        const Noted noted;
+        Scratch scratch(kMiB);
+        RunMonitor monitor;
+        const StressFault none;
+        ProductWorker worker({scratch.view(), 0, 0, monitor, none}, "SFT", noted, 300, {one_operand, false});
+        for (u64 i = 0; i < 8; i++) worker.iterate(i);
+        EXPECT_EQ(noted.calls, one_operand ? "ssssssss" : "sssmsssm");
+    }
 }
 
 TEST(ProductWorkerTest, AnOldProductIsNotTakenForANewOne) {

@@ -150,7 +150,10 @@ TEST_F(StressMenuTest, SavesAndLoads) {
     write("{ Action : \"CustomCompute\" }");
     EXPECT_NE(report(path + ".cfg").find("\nInvalid Action: CustomCompute\n"), std::string::npos);
     write("{ Action : \"StressTest\" StressTest : { LogicalCores : [9] } }");
-    EXPECT_NE(report(path + ".cfg").find("\nInvalid core #: 9\n"), std::string::npos);
+    const std::string no_such_core = report(path + ".cfg");
+    EXPECT_NE(no_such_core.find("\nInvalid core #: 9\n"), std::string::npos);
+    EXPECT_NE(no_such_core.find("StressTest.LogicalCores: a list stands there.\n"), std::string::npos)
+        << no_such_core;
     write("{ Action : \"StressTest\" StressTest : {");
     EXPECT_NE(report(path + ".cfg").find("EndOfStreamException"), std::string::npos);
     EXPECT_NE(report(path + "-missing.cfg").find("FileException"), std::string::npos);

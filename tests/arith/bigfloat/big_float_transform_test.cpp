@@ -12,9 +12,9 @@
 #include "base/errors/exceptions.h"
 #include "reference/fold_transform.h"
 #include "support/capture_console.h"
+#include "support/changed_numbers.h"
 #include "support/effort.h"
 #include "support/monitored_run.h"
-#include "support/one_changed_number.h"
 #include "support/scratch.h"
 
 using namespace trel;

@@ -7,12 +7,14 @@
 #include "arith/fft/fft_algorithm.h"
 #include "arith/fft/fft_tables.h"
 #include "arith/hnt/fermat_ring.h"
+#include "arith/hnt/residue_transform.h"
 #include "arith/multiply/transform_tables.h"
 #include "arith/ntt/ntt_support.h"
 #include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/monitored_run.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -211,6 +213,85 @@ TEST(HntTransformTest, CorruptedCoefficientIsFound) {
     elements[9 * (n + 1) + n - 1] = 0;
     elements[63 * (n + 1) + n] = 1;
     EXPECT_TRUE(fails());
+}
+
+// Changes one bit at the n-th stage "pass" of so many bytes. Products of elements have stages of their own.
+class FlipAtPass final : public ComputationStages {
+  public:
+    FlipAtPass(u64 of_bytes, u64 pass, u64 place) : of_bytes_(of_bytes), pass_(pass), place_(place) {}
+    void at(const char* stage, void* memory, u64 bytes) override {
+        if (bytes != of_bytes_ || std::string(stage) != "pass" || passes++ != pass_) return;
+        const u64 bit = place_ % (8 * bytes);
+        static_cast<u8*>(memory)[bit / 8] ^= static_cast<u8>(1u << bit % 8);
+    }
+    u64 passes = 0;
+
+  private:
+    u64 of_bytes_, pass_, place_;
+};
+
+// Between the levels, which tasks go through together. Roots with the root of two in them change coefficients
+// by 2^a - 2^b: with a pair where a - b is a multiple of 192, the order of two modulo the prime of other
+// residues, and one where it is not.
+TEST(HntTransformTest, ChangedBitsBetweenLevelsAreFound) {
+    std::mt19937_64 rng(61);
+    for (const HntParameters& p : {HntParameters{12, 3}, HntParameters{12, 1}}) {
+        const HntTransform t(p);
+        ASSERT_EQ(p.element_units() / 2 % 6 == 0, p.m == 3);
+        const u64 n = t.convolution_words() / 2;
+        const auto A = operand(Kind::random, n, 1), B = operand(Kind::random, n, 2);
+        const auto C = product(A, B);
+        Scratch memory(t.plain_bytes());
+        std::vector<Word> T(2 * n);
+        const u64 bytes = p.elements() * (p.element_units() / 2 + 1) * sizeof(Word);
+        u64 passes = 0, corrected = 0;
+        for (u64 k = 0; k <= 40; k++) {
+            // of the first run none, then those of the inverse transform, the last ones first
+            FlipAtPass flip(bytes, k == 0 ? ~u64(0) : passes - 1 - k % 6, rng());
+            RunMonitor monitor;
+            monitor.stages = &flip;
+            const ParallelContext parallel{thread_framework(), 4, &monitor};
+            std::fill(T.begin(), T.end(), 0);
+            t.multiply_plain(parallel, T.data(), 0, 2 * n, A.data(), n, B.data(), n, memory.view().get());
+            ASSERT_EQ(T, C) << p.m << " " << k;
+            if (k == 0) {
+                passes = flip.passes;
+                ASSERT_EQ(passes, 4u + 4 + 5);
+            }
+            corrected += monitor.checks.corrected;
+        }
+        EXPECT_GE(corrected, 38u) << "of 40; the highest word of an element may be ignored";
+    }
+}
+
+// Residues of points give those of coefficients.
+TEST(ResidueTransformTest, IsACyclicConvolution) {
+    std::mt19937_64 rng(67);
+    namespace r = residue_transform;
+    for (u32 k = 0; k <= 6; k++) {
+        const u64 n = u64(1) << k;
+        std::vector<u64> x(n), y(n), z(n, 0);
+        for (u64& v : x) v = rng() % 5 == 0 ? r::kQ - 1 : rng() % r::kQ;
+        for (u64& v : y) v = rng() % r::kQ;
+        for (u64 i = 0; i < n; i++) {
+            for (u64 j = 0; j < n; j++) {
+                u64& to = z[(i + j) % n];
+                to = static_cast<u64>((u128(x[i]) * y[j] + to) % r::kQ);
+            }
+        }
+        r::forward(x.data(), k);
+        r::forward(y.data(), k);
+        r::multiply(x.data(), x.data(), y.data(), k);
+        r::inverse(x.data(), k);
+        EXPECT_EQ(x, z) << k;
+    }
+    const mpz_class q = to_mpz(std::vector<Word>{r::kQ});
+    EXPECT_NE(mpz_probab_prime_p(q.get_mpz_t(), 30), 0);
+    for (u64 n = 1; n < 30; n++) {
+        const auto words = operand(Kind::random, n, n);
+        const mpz_class rest = to_mpz(words) % q;
+        EXPECT_EQ(to_mpz(std::vector<Word>{r::of_words(words.data(), n)}), rest);
+    }
 }
 
 TEST(HntTransformTest, CompatibleWithItsOwnShapeOnly) {

@@ -228,7 +228,7 @@ TEST(InvsqrtWordTest, AnnouncesItself) {
     const InvsqrtWordPlan plan = InvsqrtWordPlan::make(12, 1);
     Workspace w(plan.needs());
     RecordingStatus status;
-    invsqrt_word(plan, w.context, status, w.T, 10005);
+    invsqrt_word(plan, w.context, status, w.T, 10005, "InvSqrt(10005)...");
     EXPECT_TRUE(w.intact());
     EXPECT_EQ(status.sections, std::vector<std::string>{"InvSqrt(10005)..."});
     ASSERT_EQ(status.frames.size(), 3u);

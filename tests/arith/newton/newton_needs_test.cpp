@@ -72,7 +72,7 @@ std::vector<Operation> operations(const Plans& plans, const BigFloat& A, const B
     add(
         "inverse square root of a word", plans.invsqrt_word,
         [=, &plans, &status](const MultiplyContext& context, BigFloat& T) {
-            invsqrt_word(plans.invsqrt_word, context, status, T, 10005);
+            invsqrt_word(plans.invsqrt_word, context, status, T, 10005, "InvSqrt(10005)...");
         },
         [=, &plans, &status](const MultiplyContext& context, BigFloat& T, LinearWordBuffer b) {
             InvsqrtWord_BigFloatR::run(plans.invsqrt_word, context, status, T, 10005, plans.invsqrt_word.p,

@@ -12,8 +12,8 @@
 #include "arith/newton/power_word.h"
 #include "arith/newton/reciprocal.h"
 #include "newton_test_support.h"
+#include "support/changed_numbers.h"
 #include "support/effort.h"
-#include "support/one_changed_number.h"
 
 namespace trel {
 namespace {

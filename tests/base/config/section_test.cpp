@@ -60,7 +60,7 @@ TEST(ConfigSectionTest, NamesTheMember) {
                   kSee + "|Expected true or false.");
     EXPECT_EQ(said("{Inner : {} Other : {} }",
                    [](const Section& root) { root.read([](const Object& o) { o.check_keys({"Inner"}); }); }),
-              "\nOther: an object stands there." + kSee + "|Invalid Key: Other");
+              "\nThere is no setting Other." + kSee + "|Invalid Key: Other");
 }
 
 TEST(ConfigSectionTest, AValueThatItsReaderRefuses) {

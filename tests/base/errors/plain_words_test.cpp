@@ -66,6 +66,20 @@ TEST(PlainWordsTest, Files) {
                   ": Bad." + kSeeHelp);
 }
 
+// A sentence that ends in a list says what the list begins with.
+TEST(PlainWordsTest, FilesThatAreMissing) {
+    const auto words = [](const std::string& names) {
+        return plain_words(FileIO::FileException(
+            "f()", "The following needed files are missing or inaccessible:\n" + names + "Missing.", "x"));
+    };
+    const std::string head =
+        "\"" + os::absolute_path("x") + "\": The following needed files are missing or inaccessible: ";
+    EXPECT_EQ(words("a - 1.kvd\n"), head + "a - 1.kvd." + kSeeHelp);
+    EXPECT_EQ(words("a - 1.kvd\na - 2.kvd\na - 3.kvd\n"), head + "a - 1.kvd and 2 more." + kSeeHelp);
+    EXPECT_EQ(plain_words(FileIO::FileException("f()", "Odd:", "x")),
+              "\"" + os::absolute_path("x") + "\": Odd:." + kSeeHelp);
+}
+
 TEST(PlainWordsTest, ADetectedFaultIsTheMachines) {
     const std::string words = plain_words(AlgorithmFailedException("f()", "Convergence Failure"));
     for (const char* piece : {"memory", "heat", "power", "Run a memory\ntest"}) {

@@ -8,6 +8,7 @@
 
 #include "base/clock/timer.h"
 #include "base/errors/exceptions.h"
+#include "base/status/changing_frame.h"
 #include "base/status/status_scope.h"
 #include "support/capture_console.h"
 #include "support/masked.h"
@@ -54,6 +55,28 @@ TEST(LinearConsoleTest, PrintsTheLinesOfTheInterface) {
     status.Status_LineSectionAdd({'G', " done"});
     status.Status_LineSectionEnd();
     EXPECT_EQ(console.take(), "Writing...{G} done{w}\n");
+}
+
+// A text that changes is on the line all the time, and gone with its object.
+TEST(LinearConsoleTest, ChangingFramesStay) {
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode node(79, kNever);
+    {
+        ChangingFrame frame(node);
+        EXPECT_EQ(console.take(), "");
+        frame.show([] { return "1 digit"; });
+        EXPECT_TRUE(console.take().ends_with("1 digit"));
+        int made = 0;
+        // The next texts wait until people have read this one.
+        while (made == 0) {
+            frame.show([&] {
+                made++;
+                return "2 digits";
+            });
+        }
+        EXPECT_TRUE(console.take().ends_with("2 digits"));
+    }
+    EXPECT_EQ(console.take(), blanks(79));
 }
 
 TEST(LinearConsoleTest, SectionsPrintTheirNameAndTime) {

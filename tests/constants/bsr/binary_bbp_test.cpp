@@ -13,7 +13,8 @@
 #include "base/errors/exceptions.h"
 #include "constants/bsr/series_value.h"
 #include "reference/mpz_words.h"
-#include "support/one_changed_number.h"
+#include "support/changed_numbers.h"
+#include "support/effort.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -155,7 +156,8 @@ TEST(BinaryBBPTest, ExactBlocksStayInsideTheirPlan) {
             for (const i64 shift : {-1023, 0, 5, 1023}) {
                 if (shift != 0 && c != 1) continue;
                 const FractionSeries series(3000, 4000, power, shift, c);
-                for (const u64 n : {1, 2, 3, 7, 8, 9, 100, 101, 1001, 2900}) {
+                for (const u64 n : {1u, 2u, 3u, 7u, 8u, 9u, 100u, 101u, 1001 / kalvor_test::thinned(4),
+                                    2900 / kalvor_test::thinned(4)}) {
                     if (n > 1001 && power > 64) continue;
                     for (const u64 a : {u64(0), u64(57), u64(1) << 50}) {
                         const FractionSeries::Sum want = series.sum(a, a + n);
@@ -219,9 +221,9 @@ TEST(BinaryBBPTest, ResiduesOfEveryPowerOfTwo) {
 // Sums in blocks of any size, exact ones and cut ones, within what the precision promises of the largest
 // term.
 TEST(BinaryBBPTest, FloatingPointSums) {
-    for (const u64 p : {3, 40, 300}) {
+    for (const u64 p : {3u, 40u, 300 / kalvor_test::thinned(3)}) {
         for (const u64 power : {1, 10, 100}) {
-            if (power == 1 && p == 300) continue;
+            if (power == 1 && p >= 100) continue;
             for (const i64 shift : {-1023, 0, 700}) {
                 const u64 terms = FractionSeries::terms_for(p, power);
                 const FractionSeries series(terms, p, power, shift, 1000003, power == 10 ? 3 : 0);

@@ -129,9 +129,18 @@ TEST(BrentMcMillanTest, LeavesFarOut) {
 TEST(BrentMcMillanTest, ALeafWithoutRoomIsRefused) {
     const BrentMcMillanAB::Series series(7, 100);
     Word words[16];
-    ExactRange<Family> out;
-    for (ExactFloat& A : out) A = ExactFloat(words, 4);
-    EXPECT_THROW(Family::leaf(series, 0, 2, out, false, {}), trel::BufferTooSmallException);
+    for (const std::size_t small : {BrentMcMillanAB::kT, BrentMcMillanAB::kQ, BrentMcMillanAB::kR}) {
+        ExactRange<Family> out;
+        for (std::size_t i = 0; i < Family::kNumbers; i++) out[i] = ExactFloat(words, i == small ? 4 : 5);
+        try {
+            Family::leaf(series, 0, 2, out, false, {});
+            ADD_FAILURE() << small;
+        } catch (const trel::BufferTooSmallException& e) {
+            EXPECT_EQ(e.function, "BrentMcMillanAB_BSR_End()");
+            EXPECT_EQ(e.buffer_size, 4u);
+            EXPECT_EQ(e.required_size, 5u);
+        }
+    }
 }
 
 // A changed bit in any number of a block is found when its residues are compared.

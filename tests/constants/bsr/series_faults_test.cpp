@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -12,6 +11,8 @@
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/series_value.h"
 #include "support/capture_console.h"
+#include "support/changed_numbers.h"
+#include "support/effort.h"
 #include "support/pi_like_series.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -19,6 +20,7 @@
 using namespace kalvor;
 using namespace kalvor::BinarySplitting;
 using CommonP2B3::Family;
+using kalvor_test::ChangedNumbers;
 using trel::BigFloat;
 using trel::ComputationStages;
 using trel::ExactFloat;
@@ -26,32 +28,6 @@ using trel::MultiplyContext;
 using trel::RunMonitor;
 
 namespace {
-
-// Changes a bit at the chosen stages among those of one name.
-class Flips final : public ComputationStages {
-  public:
-    Flips(std::string name, std::vector<u64> at, u64 place)
-        : name_(std::move(name)), at_(std::move(at)), place_(place) {}
-
-    void at(const char* stage, void* memory, u64 bytes) override {
-        if (stage != name_ || bytes == 0) return;
-        const std::lock_guard lock(mutex_);
-        for (const u64 n : at_) {
-            if (n != count && n != kEvery) continue;
-            const u64 bit = place_ % (8 * bytes);
-            static_cast<u8*>(memory)[bit / 8] ^= static_cast<u8>(1u << bit % 8);
-        }
-        count++;
-    }
-    static constexpr u64 kEvery = ~u64(0);
-    u64 count = 0;
-
-  private:
-    const std::string name_;
-    const std::vector<u64> at_;
-    const u64 place_;
-    std::mutex mutex_;
-};
 
 std::vector<Word> contents(const ExactFloat& A) {
     std::vector<Word> words(A.T, A.T + A.L);
@@ -112,16 +88,16 @@ TEST_P(SeriesFaultsTest, ExactRangesAreDoneAgain) {
     constexpr u64 kTerms = 15000;
     std::mt19937_64 random(11);
     for (const char* name : {"piece", "range", "rest"}) {
-        Flips none(name, {}, 0);
+        ChangedNumbers none(name, {}, 0);
         const Outcome right = run_block(series, 0, kTerms, true, tds(), none);
         ASSERT_EQ(right.numbers.size(), 3u);
         EXPECT_EQ(right.corrected, 0u);
         EXPECT_GT(right.checked, 10u);
         ASSERT_GT(none.count, 10u) << name;
-        for (int round = 0; round < 25; round++) {
+        for (unsigned round = 0; round < 25 / kalvor_test::thinned(5); round++) {
             const u64 at = random() % none.count;
             SCOPED_TRACE(testing::Message() << name << " " << at << " of " << none.count);
-            Flips flip(name, {at}, random());
+            ChangedNumbers flip(name, {at}, random());
             const Outcome got = run_block(series, 0, kTerms, true, tds(), flip);
             EXPECT_EQ(got.error, "");
             EXPECT_EQ(got.numbers, right.numbers);
@@ -138,14 +114,14 @@ TEST_P(SeriesFaultsTest, RangesOfOtherTermsAreDoneAgain) {
         PiLikeSeries shorter{true, 9000};
         const PiLikeSeries& chosen = exact ? series : shorter;
         const u64 a = exact ? 0 : shorter.terms() / 4, b = exact ? 15000 : shorter.terms();
-        Flips none("terms", {}, 0);
+        ChangedNumbers none("terms", {}, 0);
         const Outcome right = run_block(chosen, a, b, exact, tds(), none);
         ASSERT_EQ(right.numbers.size(), 3u);
         ASSERT_GT(none.count, 20u);
-        for (int round = 0; round < 25; round++) {
+        for (unsigned round = 0; round < 25 / kalvor_test::thinned(5); round++) {
             const u64 at = random() % none.count;
             SCOPED_TRACE(testing::Message() << "terms " << at << " of " << none.count);
-            Flips flip("terms", {at}, random());
+            ChangedNumbers flip("terms", {at}, random());
             const Outcome got = run_block(chosen, a, b, exact, tds(), flip);
             EXPECT_EQ(got.error, "");
             EXPECT_EQ(got.numbers, right.numbers);
@@ -180,16 +156,16 @@ TEST_P(SeriesFaultsTest, FloatingPointBlocksAreDoneAgain) {
     const u64 terms = short_series.terms();
     std::mt19937_64 random(12);
     for (const char* name : {"piece", "range", "rest"}) {
-        Flips none(name, {}, 0);
+        ChangedNumbers none(name, {}, 0);
         const Outcome right = run_block(short_series, terms / 4, terms, false, tds(), none);
         ASSERT_EQ(right.numbers.size(), 3u);
         ASSERT_GT(none.count, 10u) << name;
         // The last pieces are the block's results, which belong to the sum of the blocks from here on.
         const u64 inner = name == std::string("piece") ? none.count - 3 : none.count;
-        for (int round = 0; round < 15; round++) {
+        for (unsigned round = 0; round < 15 / kalvor_test::thinned(5); round++) {
             const u64 at = random() % inner;
             SCOPED_TRACE(testing::Message() << name << " " << at << " of " << none.count);
-            Flips flip(name, {at}, random());
+            ChangedNumbers flip(name, {at}, random());
             const Outcome got = run_block(short_series, terms / 4, terms, false, tds(), flip);
             EXPECT_EQ(got.error, "");
             EXPECT_EQ(got.numbers, right.numbers);
@@ -202,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(Tasks, SeriesFaultsTest, testing::Values(1, 4));
 
 TEST(SeriesFaultTest, ARangeThatFailsTwiceEndsTheRun) {
     const PiLikeSeries series(true, 30000);
-    Flips flips("range", {Flips::kEvery}, 77);
+    ChangedNumbers flips("range", {ChangedNumbers::kEvery}, 77);
     const Outcome got = run_block(series, 0, 50, true, 1, flips);
     EXPECT_EQ(got.error, "Modular Redundancy Check Failed");
     EXPECT_EQ(got.corrected, 0u);
@@ -211,9 +187,9 @@ TEST(SeriesFaultTest, ARangeThatFailsTwiceEndsTheRun) {
 TEST(SeriesFaultTest, TheThirdCorrectionEndsTheRun) {
     const PiLikeSeries series(true, 30000);
     // Ranges have three numbers, and each is done again.
-    Flips two("range", {0, 9}, 77);
+    ChangedNumbers two("range", {0, 9}, 77);
     EXPECT_EQ(run_block(series, 0, 15000, true, 1, two).corrected, 2u);
-    Flips three("range", {0, 9, 18}, 77);
+    ChangedNumbers three("range", {0, 9, 18}, 77);
     const Outcome got = run_block(series, 0, 15000, true, 1, three);
     // With the earlier two, which may not have been reported yet.
     EXPECT_EQ(got.error.find("Three computation errors in one run: this machine cannot be trusted.\n"
@@ -227,7 +203,7 @@ TEST(SeriesFaultTest, TheThirdCorrectionEndsTheRun) {
 // With several tasks the error is met on other threads. It ends the run, not the process.
 TEST_P(SeriesFaultsTest, ARangeThatFailsTwiceOnAnyThreadEndsTheRun) {
     for (const bool exact : {true, false}) {
-        Flips flips("range", {Flips::kEvery}, 77);
+        ChangedNumbers flips("range", {ChangedNumbers::kEvery}, 77);
         const Outcome got = run_block(series, exact ? 0 : 5000, 15000, exact, tds(), flips);
         EXPECT_NE(got.error, "");
         EXPECT_TRUE(got.numbers.empty());
@@ -262,7 +238,7 @@ TEST_P(SeriesFaultsTest, BlocksAndTheSumThatWaits) {
     for (const u64 precision : {60, 519, 15000}) {
         const auto shared = std::make_shared<const PiLikeSeries>(true, precision);
         for (const char* name : {"block", "fold", "sum", "terms"}) {
-            Flips none(name, {}, 0);
+            ChangedNumbers none(name, {}, 0);
             const Outcome right = run_series(shared, tds(), none);
             ASSERT_EQ(right.numbers.size(), 1u);
             EXPECT_GE(right.checked, 2u);
@@ -270,11 +246,11 @@ TEST_P(SeriesFaultsTest, BlocksAndTheSumThatWaits) {
             if (precision == 15000) {
                 ASSERT_GE(none.count, 6u);
             }
-            const u64 step = std::max<u64>(1, none.count / 40);
+            const u64 step = std::max<u64>(1, none.count / (40 / kalvor_test::thinned(8)));
             for (u64 at = none.count % step; at < none.count; at += step) {
                 SCOPED_TRACE(testing::Message()
                              << precision << " words, " << name << " " << at << " of " << none.count);
-                Flips flip(name, {at}, random());
+                ChangedNumbers flip(name, {at}, random());
                 const Outcome got = run_series(shared, tds(), flip);
                 if (name == std::string("sum")) {
                     EXPECT_NE(got.error.find("A number was damaged in memory: "), std::string::npos)

@@ -10,8 +10,8 @@
 #include "base/errors/exceptions.h"
 #include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
+#include "support/changed_numbers.h"
 #include "support/message_of.h"
-#include "support/one_changed_number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <vector>
 
+#include "base/errors/exceptions.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/bsr/series_value.h"
+#include "constants/bsr/signed_terms.h"
 #include "reference/mpz_words.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -141,6 +143,29 @@ void expect_exact(const ListSeries& series, u64 a, u64 b, u64 tds, bool edge) {
         ASSERT_EQ(value(got[kR]), want.R);
     }
     for (const ExactFloat& A : got) ASSERT_EQ(A.residue, A.computed_residue());
+}
+
+// Leaves of a user's series fill their numbers by it, and hand on their names.
+TEST(SignedPolynomialTest, ANumberWithoutRoomIsRefused) {
+    const SignedPolynomial P({-7, 0, i64(1) << 62});
+    const u64 k = u64(1) << 51, words = P.words(k);
+    ASSERT_EQ(words, 3u);
+    Word buffer[4] = {};
+    for (const char* name :
+         {"SeriesHyperdescent_BSR_E()", "SeriesHypergeometric_BSR_E()", "SeriesBinaryBBP_BSR_E()"}) {
+        trel::ExactFloat A(buffer, words);
+        P.set(A, k, name);
+        EXPECT_EQ(reference::to_mpz(A.T, A.L), mpz_class((mpz_class(1) << 164) - 7));
+        A = trel::ExactFloat(buffer, words - 1);
+        try {
+            P.set(A, k, name);
+            ADD_FAILURE() << name;
+        } catch (const trel::BufferTooSmallException& e) {
+            EXPECT_EQ(e.function, name);
+            EXPECT_EQ(e.buffer_size, words - 1);
+            EXPECT_EQ(e.required_size, words);
+        }
+    }
 }
 
 TEST(SignedSumTest, ExactBlocks) {

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
+#include <utility>
 #include <vector>
 
 #include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
+#include "constants/builtin/arcsinlemn.h"
+#include "constants/builtin/gamma_c_series.h"
 #include "constants/builtin/huvent_terms.h"
 #include "reference/mpz_words.h"
 #include "reference/series_definitions.h"
@@ -195,6 +198,29 @@ TEST(BuiltInSeriesDeathTest, SmallBuffersAreRefused) {
                 << series.name << " " << small;
         }
     });
+}
+
+TEST(BuiltInSeriesDeathTest, SmallBuffersOfOtherLeavesAreRefused) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const GammaCSeries gamma(20, 100);
+    const ArcSinlemnSeries arc(ArcSinlemnArgument(7, 23), 100);
+    const std::pair<const BinarySplitting::CommonP2B3::Series*, std::string> leaves[] = {
+        {&gamma, "Gamma_C_BSR_End"}, {&arc, "ArcSinlemn_BSR_End"}};
+    Word words[64];
+    for (const auto& [series, name] : leaves) {
+        const auto& needs = series->term_words();
+        const u64 enough[3] = {needs.P, needs.Q, needs.R};
+        for (int small = 0; small < 3; small++) {
+            BasicIntR number[3];
+            for (int i = 0; i < 3; i++)
+                number[i] = BasicIntR(words + 20 * i, enough[i] - (i == small ? 1 : 0));
+            EXPECT_EXIT(
+                (print_to_stderr(), series->term(5, number[0], number[1], number[2])),
+                testing::ExitedWithCode(1),
+                "FATAL ERROR: Assertion Failure\n\nInvalid Function Parameters:   " + name + "\\(\\)\n")
+                << name << " " << small;
+        }
+    }
 }
 
 mpz_class huvent_P(const mpz_class& k) {

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "app/session/line_recorder.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/bsr/brent_mcmillan.h"
@@ -66,6 +67,12 @@ TEST(EulerGammaTest, TenThousandDigits) {
     }
 }
 
+// Blocks whose exact parts are summed by upper levels, because all their tasks at once would take more
+// memory.
+TEST(EulerGammaTest, ManyTasks) {
+    expect_both(1500, 64);
+}
+
 TEST(SlowEulerGammaTest, AHundredThousandDigits) {
     expect_both(5193, 2);
 }
@@ -119,6 +126,16 @@ TEST(EulerGammaTest, ASmallParameterPauses) {
     EXPECT_EQ(trel::Console::pause_count(), before + 1);
 }
 
+// A Status that is not a terminal can wait, too.
+TEST(EulerGammaTest, ASmallParameterPausesWhateverReports) {
+    kalvor_test::LineRecorder status;
+    EvaluatorRun(EulerGamma(GammaAlgorithm::plain, 3), 10, 1).value(status);
+    EXPECT_EQ(status.pauses, 1);
+    EXPECT_TRUE(status.text.find("Limit:  32\n") != std::string::npos) << status.text;
+    EvaluatorRun(EulerGamma(GammaAlgorithm::plain, 9), 10, 1).value(status);
+    EXPECT_EQ(status.pauses, 1);
+}
+
 TEST(EulerGammaTest, ASmallParameterIsSaid) {
     CaptureConsole console;
     trel::LinearConsoleNode status(79, 1.0);
@@ -130,6 +147,20 @@ TEST(EulerGammaTest, ASmallParameterIsSaid) {
                                   "Target: 444\nLimit:  32\n"),
               std::string::npos)
         << console.text();
+}
+
+// Eight bytes a digit, whatever the number of tasks.
+TEST(EulerGammaTest, Memory) {
+    for (const GammaAlgorithm algorithm : kAlgorithms) {
+        for (const u64 p : {51907, 519053}) {
+            for (const u64 tds : {1, 2, 7, 64}) {
+                const trel::Needs needs = EulerGamma(algorithm).make_evaluator({p, tds})->needs();
+                const double bytes =
+                    static_cast<double>(needs.bytes) + 8 * static_cast<double>(needs.result_words);
+                EXPECT_LE(bytes, 8 * 19.2659 * static_cast<double>(p)) << p << " " << tds;
+            }
+        }
+    }
 }
 
 TEST(EulerGammaTest, Labels) {

@@ -12,8 +12,10 @@
 #include "constants/builtin/catalan.h"
 #include "constants/builtin/huvent_terms.h"
 #include "reference/mpz_words.h"
+#include "support/changed_numbers.h"
+#include "support/damaged_run.h"
+#include "support/effort.h"
 #include "support/evaluator_run.h"
-#include "support/one_changed_number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -22,7 +24,9 @@ using namespace kalvor::BinarySplitting;
 using BinaryBBP::Family;
 using BinaryBBP::kP;
 using BinaryBBP::kQ;
+using kalvor_test::DamagedRun;
 using kalvor_test::OneChangedNumber;
+using kalvor_test::run_damaged;
 
 namespace {
 
@@ -116,42 +120,20 @@ TEST(HuventSeriesTest, BlocksOfAnyNumberOfTerms) {
     }
 }
 
-struct Outcome {
-    std::vector<Word> value;
-    std::string error;
-    u64 corrected = 0;
-};
-Outcome run(u64 p, trel::ComputationStages& stages) {
-    const auto evaluator = Catalan(CatalanAlgorithm::huvent).make_evaluator({p, 1});
-    Scratch result(trel::round_up_8(evaluator->needs().result_words) * sizeof(Word)),
-        working(evaluator->needs().bytes);
-    trel::RunMonitor monitor;
-    monitor.stages = &stages;
-    trel::BigFloat x(result.words(), evaluator->needs().result_words);
-    Outcome o;
-    try {
-        evaluator->run({{thread_framework(), 1, &monitor}, working.view(), nullptr}, null_status(), x);
-        o.value.assign(x.T, x.T + x.L);
-    } catch (const trel::StringException& e) {
-        o.error = e.message;
-    }
-    o.corrected = monitor.checks.corrected;
-    return o;
-}
-
 // A whole sum, with exact blocks and floating-point ones. The sum that waits cannot be done again.
 TEST(HuventSeriesTest, AChangedBitNeverComesThrough) {
     std::mt19937_64 random(24);
+    const auto evaluator = Catalan(CatalanAlgorithm::huvent).make_evaluator({300, 1});
     for (const char* stage : {"piece", "range", "rest", "block", "fold", "sum"}) {
         OneChangedNumber none(OneChangedNumber::kNever, 0, stage);
-        const Outcome right = run(300, none);
+        const DamagedRun right = run_damaged(*evaluator, none);
         ASSERT_EQ(right.error, "");
         ASSERT_GT(none.count, 1u) << stage;
-        for (int round = 0; round < 20; round++) {
+        for (unsigned round = 0; round < 20 / kalvor_test::thinned(4); round++) {
             const u64 at = random() % none.count;
             SCOPED_TRACE(testing::Message() << stage << " " << at << " of " << none.count);
             OneChangedNumber flip(at, random(), stage);
-            const Outcome got = run(300, flip);
+            const DamagedRun got = run_damaged(*evaluator, flip);
             if (stage == std::string("sum")) {
                 EXPECT_NE(got.error.find("A number was damaged in memory: "), std::string::npos) << got.error;
             } else {

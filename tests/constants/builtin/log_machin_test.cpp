@@ -187,7 +187,7 @@ TEST(LogMachinTest, FlippedBitsNeverComeOut) {
         Flip none(name, ~u64(0));
         const std::vector<trel::Word> right = compute(none, corrected);
         ASSERT_GT(none.count, 2u) << name;
-        for (u64 i = 0; i < 12; i++) {
+        for (u64 i = 0; i < 12; i += kalvor_test::thinned(3)) {
             Flip flip(name, i * none.count / 12);
             const std::vector<trel::Word> got = compute(flip, corrected);
             if (got.empty()) {
@@ -200,7 +200,7 @@ TEST(LogMachinTest, FlippedBitsNeverComeOut) {
         }
     }
     EXPECT_GT(mended, 10u);
-    EXPECT_GT(mended + ended, 40u);
+    EXPECT_GT(mended + ended, 40 / kalvor_test::thinned(3));
 }
 
 // Tasks do not cut leaves, whose numbers would be longer then.

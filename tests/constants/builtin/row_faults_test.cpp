@@ -2,7 +2,6 @@
 // series: the range is done again and comes out right, or the residues end the run.
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <random>
 #include <set>
 
@@ -11,13 +10,17 @@
 #include "constants/builtin/built_in_value.h"
 #include "constants/builtin/row_series.h"
 #include "reference/mpz_words.h"
-#include "support/capture_console.h"
+#include "support/changed_numbers.h"
+#include "support/damaged_run.h"
 #include "support/effort.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
 using namespace kalvor;
 using namespace kalvor::BinarySplitting;
+using kalvor_test::ChangedNumbers;
+using kalvor_test::DamagedRun;
+using kalvor_test::run_damaged;
 using trel::BSRModularCheckFailedException;
 using trel::u64;
 using trel::Word;
@@ -33,33 +36,13 @@ std::vector<const BuiltInSeries*> all_rows() {
     return rows;
 }
 
-// Changes a bit at the chosen stages of one name, and counts them.
-class Flips final : public trel::ComputationStages {
-  public:
-    explicit Flips(std::string name, std::set<u64> at = {}, u64 place = 0)
-        : name_(std::move(name)), at_(std::move(at)), place_(place) {}
-    void at(const char* stage, void* memory, u64 bytes) override {
-        if (stage != name_ || bytes == 0) return;
-        const std::lock_guard lock(mutex_);
-        if (!at_.contains(count++)) return;
-        const u64 bit = place_ % (8 * bytes);
-        static_cast<trel::u8*>(memory)[bit / 8] ^= static_cast<trel::u8>(1u << bit % 8);
-    }
-    u64 count = 0;
-
-  private:
-    const std::string name_;
-    const std::set<u64> at_;
-    const u64 place_;
-    std::mutex mutex_;
-};
-
 // P, Q, R of some terms in the middle, whose link is needed.
 struct Block {
     static constexpr u64 kFirst = 1000;
-    explicit Block(const BuiltInSeries& row) : series(row, 2000), b(kFirst + 2 * row.leaf_threshold + 1) {}
+    // Of a series that is too short for leaves of thousands of terms (factored_leaf_test.cpp).
+    explicit Block(const BuiltInSeries& row) : series(row, 7), b(kFirst + 2 * row.leaf_threshold + 1) {}
 
-    std::vector<mpz_class> run(Flips& flips, u64* corrected = nullptr) const {
+    std::vector<mpz_class> run(ChangedNumbers& flips, u64* corrected = nullptr) const {
         const BSR_BlockB<Family> plan(series, {kFirst, b, 100, 100}, false, true, 1);
         Scratch results(total_words(plan.capacities()) * sizeof(Word)), stack(plan.needs().bytes);
         trel::AlignedBufferC memory = results.view();
@@ -86,7 +69,7 @@ TEST(RowFaultsTest, LeavesAndMerges) {
     std::mt19937_64 random(21);
     for (const BuiltInSeries* row : all_rows()) {
         const Block block(*row);
-        Flips none("piece");
+        ChangedNumbers none("piece");
         const std::vector<mpz_class> right = block.run(none);
         // Three leaves and two merges at least, of three numbers each.
         ASSERT_GE(none.count, 15u);
@@ -95,12 +78,12 @@ TEST(RowFaultsTest, LeavesAndMerges) {
             SCOPED_TRACE(testing::Message()
                          << row->name << ", number " << at % 3 + 1 << " of piece " << at / 3);
             const u64 place = random();
-            Flips once("piece", {at}, place);
+            ChangedNumbers once("piece", {at}, place);
             u64 corrected = 0;
             EXPECT_EQ(block.run(once, &corrected), right);
             EXPECT_EQ(corrected, 1u);
             // And again when the range is done again.
-            Flips twice("piece", {at, at + none.count}, place);
+            ChangedNumbers twice("piece", {at, at + none.count}, place);
             try {
                 block.run(twice);
                 ADD_FAILURE();
@@ -120,20 +103,20 @@ TEST(RowFaultsTest, ResultsOfBlocks) {
     std::mt19937_64 random(22);
     for (const BuiltInSeries* row : all_rows()) {
         const Block block(*row);
-        Flips none("range");
+        ChangedNumbers none("range");
         const std::vector<mpz_class> right = block.run(none);
         // The block as a range, and once more when it is finished.
         ASSERT_EQ(none.count, 6u);
         for (u64 at = 0; at < 6; at++) {
             SCOPED_TRACE(testing::Message() << row->name << " " << at);
             const u64 place = random();
-            Flips once("range", {at}, place);
+            ChangedNumbers once("range", {at}, place);
             u64 corrected = 0;
             EXPECT_EQ(block.run(once, &corrected), right);
             EXPECT_EQ(corrected, 1u);
             // The same number of the range at the next look.
-            Flips twice("range", at < 3 ? std::set<u64>{at, at + 3} : std::set<u64>{at, at + 3, at + 6},
-                        place);
+            ChangedNumbers twice(
+                "range", at < 3 ? std::set<u64>{at, at + 3} : std::set<u64>{at, at + 3, at + 6}, place);
             try {
                 block.run(twice);
                 ADD_FAILURE();
@@ -147,39 +130,15 @@ TEST(RowFaultsTest, ResultsOfBlocks) {
     }
 }
 
-struct Outcome {
-    std::vector<Word> value;
-    std::string error;
-    u64 corrected = 0;
-};
-
-Outcome run_value(const BuiltInSeries& row, u64 p, Flips& flips) {
-    const auto evaluator = BuiltInValue(row, 1, "").make_evaluator({p, 1});
-    Scratch result(trel::round_up_8(evaluator->needs().result_words) * sizeof(Word)),
-        working(evaluator->needs().bytes);
-    trel::RunMonitor monitor;
-    monitor.stages = &flips;
-    trel::BigFloat x(result.words(), evaluator->needs().result_words);
-    Outcome o;
-    try {
-        evaluator->run({{thread_framework(), 1, &monitor}, working.view(), nullptr}, trel::null_status(), x);
-        o.value.assign(x.T, x.T + x.L);
-    } catch (const trel::StringException& e) {
-        o.error = e.message;
-    }
-    o.corrected = monitor.checks.corrected;
-    return o;
-}
-
 // A whole sum, with exact blocks and floating-point ones, whose inner pieces are exact. The sum that waits
 // for the next block cannot be done again, so that the run ends.
 TEST(RowFaultsTest, WholeSums) {
     std::mt19937_64 random(23);
     for (const BuiltInSeries* row : all_rows()) {
-        const u64 p = 300;
+        const auto evaluator = BuiltInValue(*row, 1, "").make_evaluator({300, 1});
         for (const std::string name : {"piece", "range", "rest", "block", "sum"}) {
-            Flips none(name);
-            const Outcome right = run_value(*row, p, none);
+            ChangedNumbers none(name);
+            const DamagedRun right = run_damaged(*evaluator, none);
             ASSERT_EQ(right.error, "") << row->name;
             ASSERT_GT(none.count, 1u) << row->name << " " << name;
             const bool few = none.count <= 12;
@@ -188,8 +147,8 @@ TEST(RowFaultsTest, WholeSums) {
                 const u64 at = few ? round : random() % none.count;
                 SCOPED_TRACE(testing::Message()
                              << row->name << " " << name << " " << at << " of " << none.count);
-                Flips flip(name, {at}, random());
-                const Outcome got = run_value(*row, p, flip);
+                ChangedNumbers flip(name, {at}, random());
+                const DamagedRun got = run_damaged(*evaluator, flip);
                 if (name == "sum") {
                     EXPECT_NE(got.error.find("A number was damaged in memory: "), std::string::npos)
                         << got.error;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "reference/mpz_words.h"
-#include "support/one_changed_number.h"
+#include "support/changed_numbers.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 

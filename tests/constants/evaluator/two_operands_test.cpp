@@ -14,7 +14,6 @@ using namespace kalvor;
 namespace {
 
 constexpr u64 kPrecision = 1000, kValueWords = 1008, kValueBytes = 8 * kValueWords;
-using PlanFirst = TwoOperands::PlanFirst;
 
 // A number that takes so many bytes to compute and, while it does, may do something else.
 class Known final : public EvaluatorFactory {
@@ -50,35 +49,32 @@ class Known final : public EvaluatorFactory {
 };
 
 TEST(TwoOperandsTest, TheSecondHasABudgetThatIsSmallerByItsValue) {
-    for (const PlanFirst order : {PlanFirst::first, PlanFirst::second}) {
-        const Known first(640000), second(128000);
-        const TwoOperands both({kPrecision, 3, 500000, 10000}, first, second, order);
-        EXPECT_EQ(first.requests.at(0).memory_budget, 500000u);
-        EXPECT_LE(second.requests.at(0).memory_budget, 500000 - kValueBytes);
-        EXPECT_GE(second.requests.at(0).memory_budget, 500000 - kValueBytes - 256);
-        EXPECT_EQ(both.work().size(), 2u);
-        EXPECT_EQ(both.second_words(), kValueWords);
-    }
+    const Known first(640000), second(128000);
+    const TwoOperands both({kPrecision, 3, 500000, 10000}, first, second);
+    EXPECT_EQ(first.requests.at(0).memory_budget, 500000u);
+    EXPECT_LE(second.requests.at(0).memory_budget, 500000 - kValueBytes);
+    EXPECT_GE(second.requests.at(0).memory_budget, 500000 - kValueBytes - 256);
+    EXPECT_EQ(both.work().size(), 2u);
+    EXPECT_EQ(both.second_words(), kValueWords);
 }
 
-// What one takes is there for the other in any case, whichever is planned first.
-TEST(TwoOperandsTest, WhatOneTakesCostsTheOtherNothing) {
+// What the second takes is there for the first in any case.
+TEST(TwoOperandsTest, WhatTheSecondTakesCostsTheFirstNothing) {
     const Known first(640000), second(128000);
-    const TwoOperands forward({kPrecision, 1}, first, second, PlanFirst::first);
-    EXPECT_EQ(first.requests.at(0).free_bytes, 0u);
-    EXPECT_LE(second.requests.at(0).free_bytes, 640000 - kValueBytes);
-    EXPECT_GE(second.requests.at(0).free_bytes, 640000 - kValueBytes - 256);
-    const TwoOperands backward({kPrecision, 1}, first, second, PlanFirst::second);
-    EXPECT_EQ(second.requests.at(1).free_bytes, 0u);
-    EXPECT_EQ(first.requests.at(1).free_bytes, 128000 + kValueBytes);
+    const TwoOperands both({kPrecision, 1}, first, second);
+    EXPECT_EQ(second.requests.at(0).free_bytes, 0u);
+    EXPECT_EQ(first.requests.at(0).free_bytes, 128000 + kValueBytes);
+    // And what is there for both, less the second value.
+    const TwoOperands roomy({kPrecision, 1, trel::kAnyRoom, 1000000}, first, second);
+    EXPECT_LE(second.requests.at(1).free_bytes, 1000000 - kValueBytes);
+    EXPECT_GE(second.requests.at(1).free_bytes, 1000000 - kValueBytes - 256);
+    EXPECT_EQ(first.requests.at(1).free_bytes, 1000000u);
 }
 
 TEST(TwoOperandsTest, RunsInExactlyWhatItPlans) {
     for (const u64 bytes : {u64(64000), u64(640000)}) {
         const Known first(640000), second(bytes);
-        TwoOperands both({kPrecision, 1}, first, second, PlanFirst::second);
-        EXPECT_EQ(both.needs().bytes, std::max<u64>(640000, bytes + kValueBytes));
-        both.take_cheaper_order();
+        const TwoOperands both({kPrecision, 1}, first, second);
         EXPECT_EQ(both.needs().bytes, std::max<u64>(640000, bytes + kValueBytes));
         Scratch result(kValueBytes), scratch(both.needs().bytes);
         BigFloat x(result.words(), kValueWords);
@@ -93,7 +89,7 @@ TEST(TwoOperandsTest, RunsInExactlyWhatItPlans) {
 TEST(TwoOperandsTest, AValueThatIsDamagedWhileItWaitsIsFound) {
     const Known first(64000);
     Known second(64000);
-    const TwoOperands both({kPrecision, 1}, first, second, PlanFirst::second);
+    const TwoOperands both({kPrecision, 1}, first, second);
     Scratch result(kValueBytes), scratch(both.needs().bytes);
     BigFloat x(result.words(), kValueWords);
     second.during_run = [&] { x.T[0] ^= 1; };

@@ -51,6 +51,11 @@ void lemniscate(mpfr_t x) {
     mpfr_clear(pi);
 }
 
+template <unsigned long n>
+void log_of(mpfr_t x) {
+    mpfr_log_ui(x, n, kR);
+}
+
 // Every node once or more, by itself.
 const std::vector<Case>& cases() {
     static const std::vector<Case> cases = {
@@ -114,6 +119,16 @@ const std::vector<Case>& cases() {
              mpfr_const_pi(x, kR);
              mpfr_log(x, x, kR);
          }},
+        // Integers as values, by the mean
+        {"{Log : {Integer : 2}}", log_of<2>},
+        {"{Log : {Integer : 3}}", log_of<3>},
+        {"{Log : {Integer : 10}}", log_of<10>},
+        {"{Log : {Integer : 11}}", log_of<11>},
+        {"{Log : {Integer : 97}}", log_of<97>},
+        {"{Log : {Integer : 251}}", log_of<251>},
+        {"{Log : {Integer : 257}}", log_of<257>},
+        {"{Log : {Integer : 1000003}}", log_of<1000003>},
+        {"{Log : {Integer : 2147483647}}", log_of<2147483647>},
         // Below one, and far away
         {"{Log : {Shift : [{Sqrt : 3} -1]}}",
          [](mpfr_t x) {
@@ -550,6 +565,17 @@ TEST(FormulaValuesTest, AHundredThousandTerms) {
               std::vector<std::string>{"Really?!?! You're gonna make me sum up 100000 elements?"});
     expect_formula("{LinearCombination : [" + terms + "]}", 10, 1,
                    [&](mpfr_t x) { mpfr_set_str(x, std::to_string(sum).c_str(), 10, kR); });
+}
+
+// A kilobyte and more for every node, which a formula of very many terms takes whatever its precision.
+TEST(FormulaValuesTest, ThePlanOfALongFormulaIsAnnounced) {
+    std::string terms;
+    for (int i = 0; i < 10000; i++) terms += "[1 1]";
+    const auto of = [](const std::string& text) {
+        return FormulaFactory(text).make_evaluator({10, 1})->plan_bytes();
+    };
+    EXPECT_GE(of("{LinearCombination : [" + terms + "]}"), 10001u * 1100);
+    EXPECT_LT(of("{LinearCombination : [[1 1][1 1]]}"), 10000u);
 }
 
 // The result's buffer serves for what waits: a quotient takes no more than the value that takes most of it.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "formula_support.h"
+#include "support/effort.h"
 
 using namespace kalvor;
 using kalvor_test::built;
@@ -71,9 +72,36 @@ void direct(mpfr_t x, const std::function<void(mpfr_t, unsigned long)>& P,
     mpfr_clears(product, term, nullptr);
 }
 
+// The same where Q(k) is a word: a hundred times as fast at 100,000 digits.
+void direct_by_words(mpfr_t x, const std::function<void(mpfr_t, unsigned long)>& multiply_by_P,
+                     const std::function<unsigned long(unsigned long)>& Q, unsigned long terms) {
+    mpfr_t quotient, term;
+    mpfr_inits2(mpfr_get_prec(x), quotient, term, nullptr);
+    mpfr_set_ui(quotient, 1, kR);
+    mpfr_set_ui(x, 0, kR);
+    for (unsigned long k = 1; k <= terms; k++) {
+        mpfr_div_ui(quotient, quotient, Q(k), kR);
+        mpfr_set(term, quotient, kR);
+        multiply_by_P(term, k);
+        mpfr_add(x, x, term, kR);
+    }
+    mpfr_clears(quotient, term, nullptr);
+}
+
 const Want kLog2 = [](mpfr_t x) { mpfr_const_log2(x, kR); };
 const Want kCatalan = [](mpfr_t x) { mpfr_const_catalan(x, kR); };
-const Want kZeta3 = [](mpfr_t x) { mpfr_zeta_ui(x, 3, kR); };
+// Computed once a precision: MPFR takes four seconds for 100,000 digits.
+const Want kZeta3 = [](mpfr_t x) {
+    static mpfr_t last;
+    static bool made = false;
+    if (!made || mpfr_get_prec(last) != mpfr_get_prec(x)) {
+        if (made) mpfr_clear(last);
+        mpfr_init2(last, mpfr_get_prec(x));
+        mpfr_zeta_ui(last, 3, kR);
+        made = true;
+    }
+    mpfr_set(x, last, kR);
+};
 const Want kPi = [](mpfr_t x) { mpfr_const_pi(x, kR); };
 void exp_of(mpfr_t x, long n) {
     mpfr_set_si(x, n, kR);
@@ -145,9 +173,8 @@ std::vector<Case> user_series() {
         // Bessel's I0(2), the sum of 1 / k!^2
         {hyperdescent("1", "0 0 1", coefficients("1", "1", "1")),
          [](mpfr_t x) {
-             direct(
-                 x, [](mpfr_t t, unsigned long) { mpfr_set_ui(t, 1, kR); },
-                 [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, k * k, kR); }, enough(x));
+             direct_by_words(
+                 x, [](mpfr_t, unsigned long) {}, [](unsigned long k) { return k * k; }, enough(x));
              mpfr_add_ui(x, x, 1, kR);
          }},
         // Sum of (k - 3) / k! = 3 - 2e
@@ -161,13 +188,12 @@ std::vector<Case> user_series() {
         // cancel.
         {hyperdescent("-120 274 -225 85 -15 1", "0 1", kPlain),
          [](mpfr_t x) {
-             direct(
+             direct_by_words(
                  x,
                  [](mpfr_t t, unsigned long k) {
-                     mpfr_set_ui(t, 1, kR);
                      for (long i = 1; i <= 5; i++) mpfr_mul_si(t, t, static_cast<long>(k) - i, kR);
                  },
-                 [](mpfr_t t, unsigned long k) { mpfr_mul_ui(t, t, k, kR); }, enough(x));
+                 [](unsigned long k) { return k; }, enough(x));
          }},
         // Rows of the built-in series
         {hypergeometric("15 -184 580", "225 -3240 14904 -23328 11664", "0 0 0 -32 64",
@@ -179,7 +205,7 @@ std::vector<Case> user_series() {
         {hypergeometric("0 0 0 0 0 -77 -250 -205", "32 320 1280 2560 2560 1024", "0 0 0 0 0 -1",
                         coefficients("1", "77", "64", "-1")),
          [](mpfr_t x) {
-             mpfr_zeta_ui(x, 3, kR);
+             kZeta3(x);
              inverse(x);
          }},
         // Sum of 0.7499^k / k = ln(10000 / 2501)
@@ -210,6 +236,20 @@ std::vector<Case> user_series() {
     return list;
 }
 
+// n / (Pi square^(1/2)) - first
+Want behind_the_first_term(unsigned long n, unsigned long square, unsigned long first) {
+    return [=](mpfr_t x) {
+        mpfr_t root;
+        mpfr_init2(root, mpfr_get_prec(x));
+        mpfr_sqrt_ui(root, square, kR);
+        mpfr_const_pi(x, kR);
+        mpfr_mul(x, x, root, kR);
+        mpfr_ui_div(x, n, x, kR);
+        mpfr_sub_ui(x, x, first, kR);
+        mpfr_clear(root);
+    };
+}
+
 std::vector<Case> built_in_series() {
     return {
         {"{Multiply : [{SeriesPiChudnovsky : {" + coefficients("1", "13591409", "4270934400", "-1") +
@@ -225,12 +265,47 @@ std::vector<Case> built_in_series() {
         {"{SeriesCatalanGuillera2008 : {" + coefficients("1", "2", "2") + "}}", kCatalan},
         {"{SeriesCatalanGuillera2019 : {" + coefficients("-1", "0", "2") + "}}", kCatalan},
         // The sums alone, with other coefficients
+        // The rest of a series for 1/Pi is small.
+        {"{SeriesPiChudnovsky : {" + kPlain + "}}", behind_the_first_term(4270934400, 10005, 13591409), 80},
+        {"{SeriesZeta3Wedeniwski : {" + kPlain + "}}",
+         [](mpfr_t x) {
+             kZeta3(x);
+             mpfr_mul_ui(x, x, 10368, kR);
+             mpfr_sub_ui(x, x, 12463, kR);
+         },
+         40},
+        // 2 G and -2 G, or without its first terms
+        {"{SeriesCatalanPilehoodShort : {" + coefficients("3", "0", "7", "-1") + "}}",
+         [](mpfr_t x) {
+             mpfr_const_catalan(x, kR);
+             mpfr_mul_ui(x, x, 6, kR);
+             mpfr_ui_div(x, 7, x, kR);
+         }},
+        {"{SeriesCatalanPilehoodLong : {" + coefficients("1", "5", "1") + "}}",
+         [](mpfr_t x) {
+             mpfr_const_catalan(x, kR);
+             mpfr_mul_ui(x, x, 2, kR);
+             mpfr_ui_sub(x, 5, x, kR);
+         }},
+        {"{SeriesCatalanGuillera2008 : {" + coefficients("2", "0", "3", "-1") + "}}",
+         [](mpfr_t x) {
+             mpfr_const_catalan(x, kR);
+             mpfr_sub_ui(x, x, 1, kR);
+             mpfr_mul_ui(x, x, 4, kR);
+             mpfr_ui_div(x, 3, x, kR);
+         }},
+        {"{SeriesCatalanGuillera2019 : {" + coefficients("1", "0", "1", "-1") + "}}",
+         [](mpfr_t x) {
+             mpfr_const_catalan(x, kR);
+             mpfr_mul_si(x, x, -2, kR);
+             inverse(x);
+         }},
         {"{SeriesZeta3AZ1 : {" + coefficients("-64", "3", "9223372036854775807", "-1") + "}}",
          [](mpfr_t x) {
              mpfr_t d;
              mpfr_init2(d, 64);
              mpfr_set_str(d, "9223372036854775807", 10, kR);
-             mpfr_zeta_ui(x, 3, kR);
+             kZeta3(x);
              mpfr_mul_ui(x, x, 64, kR);
              mpfr_sub_ui(x, x, 77, kR);
              mpfr_mul_si(x, x, -64, kR);
@@ -239,24 +314,14 @@ std::vector<Case> built_in_series() {
              mpfr_clear(d);
          },
          40},
-        {"{SeriesPiRamanujan : {" + kPlain + "}}",
-         [](mpfr_t x) {
-             mpfr_t root;
-             mpfr_init2(root, mpfr_get_prec(x));
-             mpfr_sqrt_ui(root, 8, kR);
-             mpfr_const_pi(x, kR);
-             mpfr_mul(x, x, root, kR);
-             mpfr_ui_div(x, 9801, x, kR);
-             mpfr_sub_ui(x, x, 1103, kR);
-             mpfr_clear(root);
-         },
-         40},
+        {"{SeriesPiRamanujan : {" + kPlain + "}}", behind_the_first_term(9801, 8, 1103), 40},
     };
 }
 
 void expect_cases(const std::vector<Case>& cases) {
     for (const Case& c : cases) {
-        for (const u64 p : {3, 4, 17, 60}) {
+        for (const u64 p : {3u, 60u, 4u, 17u}) {
+            if (p != 60 && p != 3 && kalvor_test::thinned_under_wine_too(2) != 1) continue;
             expect_formula(c.text, p, 1 + p % 3, c.want, c.bits);
             if (testing::Test::HasFailure()) return;
         }
@@ -271,8 +336,8 @@ TEST(SeriesNodesTest, BuiltInSeries) {
 }
 TEST(SlowSeriesNodesTest, AHundredThousandDigits) {
     for (const auto& list : {user_series(), built_in_series()}) {
-        for (const Case& c : list) {
-            for (const u64 p : {521, 5193}) expect_formula(c.text, p, 2, c.want, c.bits);
+        for (const u64 p : {521, 5193}) {
+            for (const Case& c : list) expect_formula(c.text, p, 2, c.want, c.bits);
         }
     }
 }
@@ -284,7 +349,9 @@ TEST(SeriesNodesTest, ADegreeOfAThousand) {
         zeros += "0 ";
         signs += std::to_string((i * i + 7) % 23 - 11) + " ";
     }
-    for (const u64 p : {5, 40}) {
+    constexpr u64 kPrecisions[] = {5, 40};
+    for (unsigned i = 0; i < std::size(kPrecisions); i += kalvor_test::thinned_under_wine_too(2)) {
+        const u64 p = kPrecisions[i];
         expect_formula(
             hyperdescent(zeros + "1", "0 1", kPlain), p, 2,
             [](mpfr_t x) {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "constants/formulas/invsqrt_word_node.h"
-#include "constants/formulas/multiply_node.h"
+#include "product_of.h"
+#include "support/changed_numbers.h"
 #include "support/message_of.h"
-#include "support/one_changed_number.h"
 #include "support/scratch.h"
 
 using namespace kalvor;
@@ -28,7 +28,7 @@ class ChangeAt final : public trel::ComputationStages {
 // 1/sqrt(2) 1/sqrt(3): the first stands in the result's words while the second is computed.
 TEST(WaitingValueTest, ChangedFirstFactorIsFound) {
     const u64 p = 2000;
-    const auto product = Formulas::MultiplyNode(std::make_unique<Formulas::InvsqrtWordNode>(2),
+    const auto product = kalvor_test::ProductOf(std::make_unique<Formulas::InvsqrtWordNode>(2),
                                                 std::make_unique<Formulas::InvsqrtWordNode>(3))
                              .make_evaluator({p, 1});
     Scratch result(trel::round_up_8(product->needs().result_words) * sizeof(trel::Word)),

@@ -136,6 +136,33 @@ TEST(TermSizerTest, PlansGrow) {
     EXPECT_GE(ones.log_size(0, 3).high, 0);
 }
 
+// The sizes in doubles: right to half a nat, and what plans take of them never falls and covers every range.
+TEST(TermSizerTest, SizesInDoubles) {
+    for (const auto& [name, p] : polynomials()) {
+        const PolynomialTermSizer sizer = make_sizer("Q(x)", p, 0.0, nullptr);
+        const double each = static_cast<double>(sizer.degree() + 1) * 44.4 / 1000;
+        for (const u64 a : {u64(0), u64(1), u64(4), u64(16), u64(900), u64(1) << 31, u64(1000000000000000)}) {
+            for (const u64 n : {u64(1), u64(2), u64(3), u64(100), u64(12345), u64(1) << 32}) {
+                ASSERT_NEAR(sizer.near_log_size(a, a + n), sizer.log_size(a, a + n).high, 0.5)
+                    << name << " " << a << " " << n;
+            }
+        }
+        EXPECT_EQ(sizer.near_log_size(7, 7), 0);
+        for (const u64 from : {u64(0), u64(1) << 20, (u64(1) << 32) - 60}) {
+            double last = sizer.near_log_size_to(from);
+            for (u64 k = from + 1; k <= from + 60; k++) {
+                const double next = sizer.near_log_size_to(k);
+                ASSERT_GT(next, last) << name << " " << k;
+                last = next;
+            }
+            ASSERT_GE(last - sizer.near_log_size_to(from), sizer.log_size(from, from + 60).high) << name;
+            const double more = last - sizer.log_size_to(from + 60).high;
+            ASSERT_GE(more, 0) << name;
+            ASSERT_LE(more, static_cast<double>(from + 60) * each) << name;
+        }
+    }
+}
+
 TEST(TermSizerTest, ExtraNats) {
     const IntegerPolynomial p({1, 0, 1});
     const DoubleDouble extra = trel::dd::ln2() * DoubleDouble(10.0);
@@ -227,6 +254,8 @@ TEST(LogProductsTest, RisingProducts) {
                     mpfr_add(sum.get(), sum.get(), term.get(), MPFR_RNDN);
                 }
                 const DoubleDouble got = ln_rising_product(u, b, n);
+                ASSERT_NEAR(near_ln_rising_product(u, b, n), got.high, magnitudes * 0x1p-44 + 0x1p-20)
+                    << u << " " << b << " " << n;
                 mpfr_sub_d(sum.get(), sum.get(), got.high, MPFR_RNDN);
                 mpfr_sub_d(sum.get(), sum.get(), got.low, MPFR_RNDN);
                 ASSERT_LE(std::fabs(mpfr_get_d(sum.get(), MPFR_RNDN)), (magnitudes + 1) * 0x1p-95)

@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
 #include <random>
 #include <set>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
@@ -37,6 +40,39 @@ TEST(BbpSumTest, Chunks) {
     EXPECT_EQ(chunk_size(200000, 1), 100001u);
     EXPECT_EQ(chunk_size(1000000000000, 4), 400000000u);
     EXPECT_EQ(chunk_size(12000, 65536), 10000u);
+}
+
+// The calling thread may be one of the workers, or the only one.
+TEST(BbpSumTest, TheCallerWorks) {
+    const SubSum s = at_offset(formula(kBellardBbp).sub_sums[0], 100000);
+    trel::RunMonitor other;
+    const FractionFloat right = sum_terms(s, 50000, 4, workers(2), other, [](u64) {});
+    for (const u64 threads : {1, 3}) {
+        Workers w = workers(threads);
+        w.caller_works = true;
+        trel::RunMonitor monitor, stopped, failing;
+        std::vector<u64> done;
+        w.processors = {0};
+        static std::atomic<u64> on_caller, elsewhere;
+        static std::atomic<std::thread::id> caller;
+        on_caller = elsewhere = 0;
+        caller = std::this_thread::get_id();
+        w.set_affinity = [](const std::vector<u32>&) -> trel::os::OsError {
+            (std::this_thread::get_id() == caller.load() ? on_caller : elsewhere)++;
+            return {};
+        };
+        const FractionFloat sum = sum_terms(s, 50000, 4, w, monitor, [&](u64 n) { done.push_back(n); });
+        EXPECT_EQ(sum.hexadecimal(40), right.hexadecimal(40));
+        EXPECT_EQ(on_caller, 1u);
+        EXPECT_EQ(elsewhere, threads - 1);
+        EXPECT_EQ(done.back(), 50000u);
+        // A stop reaches it too.
+        stopped.stop.request();
+        EXPECT_THROW(sum_terms(s, 50000, 4, w, stopped, [](u64) {}), trel::RunStopped);
+        w.processors = {};
+        w.modes = {{false, false, false}};
+        EXPECT_THROW(sum_terms(s, 50000, 4, w, failing, [](u64) {}), trel::InvalidParametersException);
+    }
 }
 
 // Every number of threads, mode and instruction set: the bits of the definition.

@@ -11,6 +11,7 @@
 #include "base/errors/exceptions.h"
 #include "digits/files/digit_counts.h"
 #include "digits/files/digit_hash.h"
+#include "digits/files/random_values.h"
 #include "reference/mpz_u64.h"
 
 using namespace kalvor;
@@ -19,13 +20,6 @@ using trel::u64;
 using trel::u8;
 
 namespace {
-
-std::vector<u8> random_values(u64 n, u32 radix, u64 seed) {
-    std::mt19937_64 random(seed);
-    std::vector<u8> values(n);
-    for (u8& v : values) v = static_cast<u8>(random() % radix);
-    return values;
-}
 
 // The number that the digits spell, mod 2^61 - 1, by GMP.
 u64 reference_hash(const std::vector<u8>& values, u32 radix) {

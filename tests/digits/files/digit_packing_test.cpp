@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "digits/files/random_values.h"
 #include "digits/files/word_digits.h"
 
 namespace kalvor {
@@ -48,12 +49,6 @@ class DigitPackingTest : public testing::TestWithParam<trel::Isa> {
 
 INSTANTIATE_TEST_SUITE_P(Levels, DigitPackingTest, testing::ValuesIn(trel::available_isas()),
                          [](const auto& info) { return trel::isa_name(info.param); });
-
-std::vector<u8> random_values(u64 n, u32 radix, std::mt19937_64& random) {
-    std::vector<u8> values(n);
-    for (u8& v : values) v = static_cast<u8>(random() % radix);
-    return values;
-}
 
 // From the definition.
 Word word_of(const u8* values, u32 per_word) {

@@ -11,6 +11,7 @@
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
+#include "digits/files/random_values.h"
 #include "fault/faulty_file.h"
 #include "platform/memory/guarded_heap.h"
 #include "support/capture_console.h"
@@ -23,18 +24,10 @@ using kalvor_test::message_of;
 using kalvor_test::TemporaryFolder;
 using trel::AlignedBufferC;
 using trel::serial_context;
-using trel::u32;
 using trel::u64;
 using trel::u8;
 
 namespace {
-
-std::vector<u8> random_values(u64 n, u32 radix, u64 seed) {
-    std::mt19937_64 random(seed);
-    std::vector<u8> values(n);
-    for (u8& v : values) v = static_cast<u8>(random() % radix);
-    return values;
-}
 
 std::string text_of(const std::vector<u8>& values) {
     std::string text;
@@ -292,6 +285,35 @@ TEST(TextWriterTest, ADestructorThatCannotNameItsFileWarns) {
         text.starts_with("\nWarning, unable to close a digit file properly\nUnable to rename file.\n"))
         << text;
     EXPECT_NE(text.find("Access Denied\n" + folder.file("x.txt") + "\n"), std::string::npos) << text;
+}
+
+// The file is whole and has its name: no more than a warning of the run.
+TEST(TextWriterTest, AHandleThatCannotBeClosedIsAWarning) {
+    const TemporaryFolder folder;
+    const std::vector<u8> values = random_values(10000, 10, 5);
+    for (const bool at_once : {true, false}) {
+        SCOPED_TRACE(at_once);
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::close, 1, FaultyFile::write_fault());
+        trel::RunMonitor monitor;
+        CaptureConsole console;
+        {
+            BasicTextWriter writer(folder.file("x"), "3.", 10, values.size(), 16384, &monitor.warnings,
+                                   disk.file_calls());
+            writer.store_digits(values.data(), 0, values.size(), {}, serial_context());
+            if (at_once) {
+                writer.finish();
+                writer.publish();
+            } else {
+                writer.close();
+            }
+        }
+        EXPECT_EQ(console.take(), "");
+        EXPECT_EQ(folder.read("x.txt"), "3." + text_of(values));
+        trel::LinearConsoleNode status(79, 1.0);
+        monitor.warnings.report(status);
+        EXPECT_EQ(console.take(), "\nRawFile::close(): Unable to close file.\n");
+    }
 }
 
 // A store that is tried again after a failure and succeeds counts.

@@ -155,14 +155,14 @@ TEST(DigitSinkTest, TheReadBackIsOfTheFormat) {
     const TemporaryFolder folder;
     Writing run(kDigits, kDigits, kDigits / 2);
     run.writer.convert();
-    const OutputStats stats = run.writer.write_dec_digits(folder.file("Dec"), bytes_format());
+    const OutputStats stats = write_file(run.writer, {10, kDigits}, folder.file("Dec"), bytes_format());
     run.writer.read_check(folder.file("Dec.bytes"), stats, 10, bytes_format());
     std::string damaged = folder.read("Dec.bytes");
     damaged[5000] = static_cast<char>((damaged[5000] + 1) % 10);
     folder.write("Dec.bytes", damaged);
     EXPECT_THROW(run.writer.read_check(folder.file("Dec.bytes"), stats, 10, bytes_format()),
                  trel::AlgorithmFailedException);
-    const OutputStats hex = run.writer.write_hex_digits(folder.file("Hex"), bytes_format());
+    const OutputStats hex = write_file(run.writer, {16, kDigits / 2}, folder.file("Hex"), bytes_format());
     run.writer.read_check(folder.file("Hex.bytes"), hex, 16, bytes_format());
     // A damaged write never gets the name.
     CaptureConsole console;
@@ -250,10 +250,10 @@ TEST(DigitSinkTest, SetsAreWrittenReadBackAndNamed) {
     EXPECT_EQ(output.written()[1].bytes, set_content(folder, "Dec", 3).size());
     EXPECT_EQ(output.written()[0].bytes, set_content(folder, "Hex", 1).size());
     // The same statistics as of text.
-    const OutputStats as_text = run.writer.write_dec_digits(folder.file("Text"));
+    const OutputStats as_text = write_file(run.writer, {10, kDigits}, folder.file("Text"));
     EXPECT_EQ(as_text.hash, dec.hash);
     EXPECT_TRUE(as_text.counts == dec.counts);
-    EXPECT_EQ(run.writer.write_hex_digits(folder.file("Text hex")).hash, hex.hash);
+    EXPECT_EQ(write_file(run.writer, {16, kDigits / 2}, folder.file("Text hex")).hash, hex.hash);
 }
 
 TEST(DigitSinkTest, SettingsSayTheFormatByANumber) {
@@ -292,7 +292,7 @@ TEST(DigitSinkTest, SetsAreCheckedByName) {
     const kalvor_test::TemporaryFolder folder;
     Writing run(kDigits, kDigits, kDigits / 2);
     run.writer.convert();
-    const OutputStats stats = run.writer.write_dec_digits(folder.file("Dec"), kKvdFormat, kPerFile);
+    const OutputStats stats = write_file(run.writer, {10, kDigits, kPerFile}, folder.file("Dec"), kKvdFormat);
     // From any file: the last one knows the total, the first does not.
     for (const char* name : {"Dec - 2.kvd", "Dec - 0.kvd"}) {
         run.writer.read_check(folder.file(name), stats, 10, kKvdFormat);

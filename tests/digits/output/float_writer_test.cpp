@@ -62,7 +62,7 @@ TEST_F(FloatWriterTest, MinusPiIsConvertedAsPi) {
     run.writer.convert();
     run.writer.verify();
     EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
-    run.writer.write_dec_digits(base("minus"));
+    write_file(run.writer, {10, 100}, base("minus"));
     EXPECT_EQ(contents(base("minus") + ".txt"), "3." + pi_digits(10, 100));
 }
 
@@ -91,7 +91,7 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
                             value.x);
         writer.convert();
         writer.verify();
-        const OutputStats stats = writer.write_dec_digits(base("budget"));
+        const OutputStats stats = write_file(writer, {10, digits}, base("budget"));
         EXPECT_GT(stats.seconds, 0);
         EXPECT_EQ(contents(base("budget") + ".txt"), "3." + pi_digits(10, digits));
         EXPECT_TRUE(memory.guards_intact());
@@ -117,7 +117,7 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
         run.writer.convert();
         run.writer.verify();
         const std::string want = pi_digits(10, digits);
-        const OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+        const OutputStats stats = write_file(run.writer, {10, digits}, base("Pi"));
         EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
         EXPECT_FALSE(exists(base("Pi (incomplete).txt")));
         for (int v = 0; v < 10; v++) {
@@ -136,7 +136,7 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
         const u64 hex = digits / 2 + 1;
         const std::string want_hex = pi_digits(16, hex);
         run.writer.verify_binary_words();
-        const OutputStats hex_stats = run.writer.write_hex_digits(base("PiHex"));
+        const OutputStats hex_stats = write_file(run.writer, {16, hex}, base("PiHex"));
         EXPECT_EQ(contents(base("PiHex.txt")), "3." + want_hex);
         const mpz_class hex_hash = mpz_class("3" + want_hex, 16) % ((mpz_class(1) << 61) - 1);
         EXPECT_EQ(hex_stats.hash, reference::u64_of(hex_hash));
@@ -238,11 +238,11 @@ TEST_F(FloatWriterTest, StatusTexts) {
     std::string text = console.take();
     EXPECT_EQ(text.find("Verifying Binary Output:\nBefore Hash = "), 0u);
     EXPECT_NE(text.find("\nAfter  Hash = "), std::string::npos);
-    const OutputStats stats = writer.write_dec_digits(base("Pi"));
+    const OutputStats stats = write_file(writer, {10, 3000}, base("Pi"));
     EXPECT_EQ(console.take().find("Writing Decimal Digits:\nTime:    "), 0u);
     (void)writer.stat_dec_digits();
     EXPECT_EQ(console.take().find("Processing Decimal Digits:\nTime:    "), 0u);
-    (void)writer.write_hex_digits(base("Hex"));
+    (void)write_file(writer, {16, 3000}, base("Hex"));
     EXPECT_EQ(console.take().find("Writing Hexadecimal Digits:\nTime:    "), 0u);
     (void)writer.stat_hex_digits();
     EXPECT_EQ(console.take().find("Processing Hexadecimal Digits:\nTime:    "), 0u);
@@ -255,12 +255,48 @@ TEST_F(FloatWriterTest, StatusTexts) {
               std::string::npos);
 }
 
+// The writer of both radices names the same function.
+TEST_F(FloatWriterTest, ScratchWithoutRoomForASectorIsRefused) {
+    Writing run(3000, 3000, 3000);
+    const Scratch small(3 * 4096);
+    FloatWriterB writer(run.plan, {trel::serial_context(), small.view(), nullptr}, trel::null_status(),
+                        run.value.x);
+    try {
+        (void)writer.stat_hex_digits();
+        ADD_FAILURE();
+    } catch (const trel::BufferTooSmallException& e) {
+        EXPECT_EQ(e.function, "FloatWriterS::write_hex_digits()");
+        EXPECT_EQ(e.buffer_size, 0U);
+        EXPECT_EQ(e.required_size, 4096U);
+    }
+}
+
+// What people see while it lasts.
+TEST_F(FloatWriterTest, ProgressOnATerminal) {
+    Writing run(3000, 3000, 3000);
+    CaptureConsole console(CaptureConsole::terminal);
+    trel::LinearConsoleNode status(79, 0);
+    FloatWriterB writer(run.plan, {trel::serial_context(), run.memory.view(), nullptr}, status, run.value.x);
+    writer.convert();
+    writer.verify();
+    const auto shows = [&](const std::string& text) {
+        EXPECT_NE(console.take().find("\r" + text + "\r"), std::string::npos) << text;
+    };
+    console.take();
+    const OutputStats stats = write_file(writer, {10, 3000}, base("Pi"));
+    shows("Writing...     3,000  digits written");
+    (void)writer.stat_dec_digits();
+    shows("Writing...     3,000  digits analyzed");
+    writer.read_check(base("Pi.txt"), stats, 10);
+    shows("Verifying...    3,000  digits hashed");
+}
+
 // ---- faults
 
 TEST_F(FloatWriterTest, DamagedFilesFailTheReadBack) {
     Writing run(5000, 5000, 100);
     run.writer.convert();
-    const OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+    const OutputStats stats = write_file(run.writer, {10, 5000}, base("Pi"));
     const std::string good = contents(base("Pi.txt"));
     const auto failure = [&](const std::string& text, u8 radix = 10) -> std::string {
         std::ofstream(base("Bad.txt"), std::ios::binary) << text;
@@ -412,7 +448,7 @@ TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     Writing run(5000, 5000, 100);
     run.writer.convert();
     run.writer.verify();
-    OutputStats stats = run.writer.write_dec_digits(base("Pi"));
+    OutputStats stats = write_file(run.writer, {10, 5000}, base("Pi"));
     std::string text = contents(base("Pi.txt"));
     std::swap(text[2], text[3]);
     std::ofstream(base("Pi.txt"), std::ios::binary) << text;
@@ -420,7 +456,7 @@ TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     stats.first = text.substr(0, 52);
     EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
     // The first digits, which a file may hold twice.
-    stats = run.writer.write_dec_digits(base("Pi"));
+    stats = write_file(run.writer, {10, 5000}, base("Pi"));
     run.writer.read_check(base("Pi.txt"), stats, 10);
     stats.first[40] ^= 1;
     EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
@@ -468,7 +504,7 @@ TEST_F(FloatWriterTest, TaskCounts) {
         Writing run(3000, 3000, 0, true, tds);
         run.writer.convert();
         run.writer.verify();
-        run.writer.write_dec_digits(base("Pi"));
+        write_file(run.writer, {10, 3000}, base("Pi"));
         EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
     }
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "digits/files/digit_sink.h"
 #include "digits/output/float_writer.h"
 #include "reference/mpz_words.h"
 #include "support/monitored_run.h"
@@ -76,6 +77,18 @@ struct Writing {
     trel::MonitoredRun monitored;
     FloatWriterB writer;
 };
+
+// Writes and publishes base_path in a format: what OutputFiles does for a run, without its questions.
+inline OutputStats write_file(FloatWriterB& digits, const DigitAmount& amount, const std::string& base_path,
+                              const std::string& format = kTextFormat) {
+    const auto sink = digit_format(format).make_sink(base_path, amount);
+    const bool decimal = amount.radix == 10;
+    const auto file =
+        sink->make_writer(decimal ? digits.first_dec_digits() : digits.first_hex_digits(), digits.warnings());
+    OutputStats stats = decimal ? digits.write_dec_digits(*file) : digits.write_hex_digits(*file);
+    file->publish();
+    return stats;
+}
 
 }  // namespace
 }  // namespace kalvor

@@ -5,10 +5,28 @@
 
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_text_writer.h"
+#include "digits/output/interrupted.h"
+#include "digits/viewer/extract_txt.h"
 #include "digits/viewer/viewer_files.h"
+#include "support/capture_console.h"
 
 namespace kalvor::DigitViewer2 {
 namespace {
+
+// A text file of 3000 digits on a machine with almost no memory.
+struct SmallPieces {
+    explicit SmallPieces(u64 least_piece = 1) : poor{[] { return u64(40000); }, least_piece} {
+        folder.write("a.txt", "3." + digits);
+        reader = open_digit_file(folder.file("a.txt"));
+    }
+    const kalvor_test::TemporaryFolder folder;
+    const std::string digits = random_digits(3000, 10, 1);
+    const ViewerCalls poor;
+    RunMonitor monitor;
+    const ParallelContext stoppable{serial_context().framework, 1, &monitor};
+    LinearConsoleNode status{79, 1.0};
+    std::unique_ptr<BasicDigitReader> reader;
+};
 
 TEST(ViewerTransferTest, PiecesAreHalvedUntilTheyFit) {
     const auto none = [](u64) { return u64(0); };
@@ -42,48 +60,93 @@ TEST(ViewerTransferTest, TheBudgetIsAQuarterOfTheFreeMemory) {
 
 // With almost no memory the range comes in many pieces, and nothing of it is lost.
 TEST(ViewerTransferTest, SmallPiecesMoveTheSameDigits) {
-    const kalvor_test::TemporaryFolder folder;
-    const std::string digits = random_digits(3000, 10, 1);
-    folder.write("a.txt", "3." + digits);
-    const auto reader = open_digit_file(folder.file("a.txt"));
-    const ViewerCalls poor = {[] { return u64(40000); }, 1};
-    LinearConsoleNode status(79, 1.0);
-    const ViewerRun run{serial_context(), status, poor};
-    BasicTextWriter writer(folder.file("b"), "3.", 10, 2000);
+    SmallPieces on;
+    const std::string& digits = on.digits;
+    const ViewerRun run{serial_context(), on.status, on.poor};
+    BasicTextWriter writer(on.folder.file("b"), "3.", 10, 2000);
     std::vector<u64> positions;
-    const DigitRangeStats moved =
-        transfer(*reader, 500, 2000, writer, 500, run, [&](u64 position) { positions.push_back(position); });
+    const DigitRangeStats moved = transfer(*on.reader, 500, 2000, writer, 500, run,
+                                           [&](u64 position) { positions.push_back(position); });
     EXPECT_EQ(moved.hash, plain_hash(digits.substr(500, 2000), 10));
     writer.close();
-    EXPECT_EQ(folder.read("b.txt"), "3." + digits.substr(500, 2000));
+    EXPECT_EQ(on.folder.read("b.txt"), "3." + digits.substr(500, 2000));
     EXPECT_GT(positions.size(), 1u);
     EXPECT_EQ(positions.back(), 2500u);
 
     DigitRangeStats stats(10);
     positions.clear();
-    transfer(*reader, 500, 2000, stats, run, [&](u64 position) { positions.push_back(position); });
+    transfer(*on.reader, 500, 2000, stats, run, [&](u64 position) { positions.push_back(position); });
     EXPECT_EQ(stats.hash, plain_hash(digits.substr(500, 2000), 10));
     EXPECT_GT(positions.size(), 1u);
     EXPECT_EQ(positions.back(), 2500u);
 }
 
 TEST(ViewerTransferTest, AnInterruptStopsItAndTheFileKeepsItsDraftName) {
-    const kalvor_test::TemporaryFolder folder;
-    folder.write("a.txt", "3." + random_digits(3000, 10, 1));
-    const auto reader = open_digit_file(folder.file("a.txt"));
-    RunMonitor monitor;
-    LinearConsoleNode status(79, 1.0);
-    const ParallelContext parallel{serial_context().framework, 1, &monitor};
-    const ViewerCalls poor = {[] { return u64(40000); }, 1};
+    SmallPieces on;
     {
-        BasicTextWriter writer(folder.file("b"), "3.", 10, 3000, BasicTextWriter::kDefaultBufferBytes,
-                               &monitor.warnings);
-        EXPECT_THROW(transfer(*reader, 0, 3000, writer, 0, {parallel, status, poor},
-                              [&](u64) { monitor.stop.request(); }),
+        BasicTextWriter writer(on.folder.file("b"), "3.", 10, 3000, BasicTextWriter::kDefaultBufferBytes,
+                               &on.monitor.warnings);
+        EXPECT_THROW(transfer(*on.reader, 0, 3000, writer, 0, {on.stoppable, on.status, on.poor},
+                              [&](u64) { on.monitor.stop.request(); }),
                      RunStopped);
     }
-    EXPECT_FALSE(folder.has("b.txt"));
-    EXPECT_TRUE(folder.has("b (incomplete).txt"));
+    EXPECT_FALSE(on.folder.has("b.txt"));
+    EXPECT_TRUE(on.folder.has("b (incomplete).txt"));
+}
+
+// On a terminal, behind the number the part of the whole that is done.
+TEST(ViewerTransferTest, TheProgressLineStandsBetweenTwoSteps) {
+    SmallPieces on;
+    CaptureConsole console(CaptureConsole::terminal);
+    LinearConsoleNode status(79, 0);
+    MovedDigits moved;
+    const ViewerRun run{serial_context(), status,  on.poor, FileIO::FileCalls::of_this_machine(),
+                        nullptr,          nullptr, &moved};
+    extract_txt(*on.reader, 1, 3000, on.folder.file("b"), run);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("Reading...  "), std::string::npos) << text;
+    EXPECT_NE(text.find(" s, moving, run "), std::string::npos) << text;
+    EXPECT_NE(text.find(" s, verifying, run "), std::string::npos) << text;
+    EXPECT_EQ(moved.text(), "100.00 % of the digits were moved, 100.00 % were read back.");
+    EXPECT_EQ(on.folder.read("b.txt"), "3." + on.digits);
+    // Elsewhere there is none.
+    CaptureConsole redirected;
+    extract_txt(*on.reader, 1, 3000, on.folder.file("b"), {serial_context(), status, on.poor});
+    EXPECT_EQ(redirected.text().find("..."), std::string::npos) << redirected.text();
+}
+
+TEST(ViewerTransferTest, HowFarAnActionIs) {
+    MovedDigits moved;
+    EXPECT_EQ(moved.text(), "");
+    moved.add(5);
+    EXPECT_EQ(moved.text(), "");
+    moved.begin("moved", 3000);
+    EXPECT_EQ(moved.text(), "0.00 % of the digits were moved.");
+    moved.add(400);
+    moved.add(600);
+    EXPECT_EQ(moved.text(), "33.33 % of the digits were moved.");
+    moved.add(2000);
+    moved.begin("read back", 3000);
+    moved.add(750);
+    EXPECT_EQ(moved.text(), "100.00 % of the digits were moved, 25.00 % were read back.");
+}
+
+// What an interrupt leaves is told with how far it came.
+TEST(ViewerTransferTest, AnInterruptTellsHowFarItCame) {
+    SmallPieces on(750);
+    MovedDigits moved;
+    const ViewerRun run{on.stoppable, on.status, on.poor, FileIO::FileCalls::of_this_machine(),
+                        nullptr,      nullptr,   &moved};
+    DigitRangeStats stats(10);
+    moved.begin("read", 3000);
+    EXPECT_THROW(transfer(*on.reader, 0, 3000, stats, run, [&](u64) { on.monitor.stop.request(); }),
+                 RunStopped);
+    const std::string far = moved.text();
+    EXPECT_TRUE(far.ends_with(" % of the digits were read.")) << far;
+    EXPECT_NE(far, "0.00 % of the digits were read.");
+    EXPECT_NE(far, "100.00 % of the digits were read.");
+    EXPECT_EQ(interrupted_text({}, far), "Interrupted. " + far);
+    EXPECT_EQ(interrupted_text({"a", "b"}, far), "Interrupted. " + far + " Kept: a, b");
 }
 
 }  // namespace

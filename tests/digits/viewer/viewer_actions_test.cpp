@@ -210,13 +210,16 @@ TEST_F(ViewerActionsTest, WhatTheFilesDoNotHaveIsNotAccessible) {
     // A total that is a multiple of the files' size is not known to them.
     const auto set = open_digit_file(folder_.file("set - 0.kvd"));
     EXPECT_EQ(effective_total(*set), ~u64(0));
+    const std::string refusal =
+        "This range of digits is not accessible.\n"
+        "The following needed files are missing or inaccessible:\nset - 2.kvd\n";
     CaptureConsole console;
     view_range(*set, 2000001, 10, run_);
-    EXPECT_EQ(console.take(), "This range of digits is not accessible.\n");
+    EXPECT_EQ(console.take(), refusal);
     view_range(*set, 1999991, 10, run_);
     EXPECT_EQ(console.take(), "\n" + rows(digits, 1999991, 10));
     compute_stats(*set, 1999991, 2000001, run_);
-    EXPECT_TRUE(console.take().ends_with("\nThis range of digits is not accessible.\n"));
+    EXPECT_TRUE(console.take().ends_with("\n" + refusal));
 }
 
 TEST(ViewerDestinationTest, BlankIsTheCurrentFolder) {

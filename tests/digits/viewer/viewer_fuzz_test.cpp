@@ -15,6 +15,7 @@
 #include "digits/viewer/viewer_files.h"
 #include "digits/viewer/viewer_menu.h"
 #include "support/capture_console.h"
+#include "support/effort.h"
 
 namespace kalvor::DigitViewer2 {
 namespace {
@@ -335,7 +336,7 @@ class ViewerFuzzTest : public testing::Test {
 };
 
 TEST_F(ViewerFuzzTest, TextFiles) {
-    for (int i = 0; i < 1500; i++) {
+    for (unsigned i = 0; i < 1500 / kalvor_test::thinned_under_wine_too(4); i++) {
         folder_.write("a.txt", text_file());
         SCOPED_TRACE(i);
         menu_case(folder_.file("a.txt"));
@@ -343,12 +344,12 @@ TEST_F(ViewerFuzzTest, TextFiles) {
         if (HasFatalFailure()) return;
     }
     // The cases reach what they are to reach.
-    EXPECT_GT(n_returned_, 300u);
-    EXPECT_GT(n_made_, 100u);
+    EXPECT_GT(n_returned_, 300 / kalvor_test::thinned_under_wine_too(4));
+    EXPECT_GT(n_made_, 100 / kalvor_test::thinned_under_wine_too(4));
 }
 
 TEST_F(ViewerFuzzTest, CompressedFiles) {
-    for (int i = 0; i < 1500; i++) {
+    for (unsigned i = 0; i < 1500 / kalvor_test::thinned_under_wine_too(4); i++) {
         folder_.write("set - 0.kvd", kvd_file(0));
         folder_.write("set - 1.kvd", kvd_file(1));
         const std::string path = folder_.file(below(4) == 0 ? "set - 1.kvd" : "set - 0.kvd");
@@ -357,20 +358,20 @@ TEST_F(ViewerFuzzTest, CompressedFiles) {
         command_case(path);
         if (HasFatalFailure()) return;
     }
-    EXPECT_GT(n_returned_, 300u);
-    EXPECT_GT(n_made_, 30u);
+    EXPECT_GT(n_returned_, 300 / kalvor_test::thinned_under_wine_too(4));
+    EXPECT_GT(n_made_, 30 / kalvor_test::thinned_under_wine_too(4));
 }
 
 // Enough digits to compress them.
 TEST_F(ViewerFuzzTest, AFileThatCanBeCompressed) {
     folder_.write("a.txt", "3." + random_digits(1200000, 10, 1));
-    for (int i = 0; i < 150; i++) {
+    for (unsigned i = 0; i < 150 / kalvor_test::thinned_under_wine_too(5); i++) {
         SCOPED_TRACE(i);
         menu_case(folder_.file("a.txt"));
         command_case(folder_.file("a.txt"));
         if (HasFatalFailure()) return;
     }
-    EXPECT_GT(n_made_, 10u);
+    EXPECT_GT(n_made_, 10 / kalvor_test::thinned_under_wine_too(5));
 }
 
 // Headers that promise more than any disk holds. What cannot be is refused before anything is made or

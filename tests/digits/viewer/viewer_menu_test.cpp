@@ -94,7 +94,9 @@ TEST_F(ViewerMenuTest, AFileWithoutDigitsAsksNothing) {
         console.type({folder_.file("b.txt"), choice, "1"});
         Menu_DigitViewer(serial_runner());
         EXPECT_EQ(console.lines_left(), 1u);
-        EXPECT_TRUE(console.take().ends_with("\nThis range of digits is not accessible.\n"));
+        EXPECT_TRUE(
+            console.take().ends_with("\nThis range of digits is not accessible.\n"
+                                     "There are no digits behind the point.\n"));
     }
 }
 
@@ -171,7 +173,8 @@ TEST_F(ViewerCommandTest, WhatAPromptWouldRefuseIsAnError) {
               "-end: 4 is out of range. Write a number from 5 to 1,200,000.");
     folder_.write("b.txt", "3.");
     for (const char* action : {"view", "stats", "extract"}) {
-        EXPECT_EQ(refused({folder_.file("b.txt"), action}), "This range of digits is not accessible.");
+        EXPECT_EQ(refused({folder_.file("b.txt"), action}),
+                  "This range of digits is not accessible.\nThere are no digits behind the point.");
     }
     EXPECT_TRUE(refused({a_, "extract"}).starts_with("-to is missing: "));
     EXPECT_TRUE(refused({a_, "compress"}).starts_with("-name is missing: "));
@@ -180,6 +183,39 @@ TEST_F(ViewerCommandTest, WhatAPromptWouldRefuseIsAnError) {
     EXPECT_EQ(refused({a_, "partial", "-C:1m", "-name", "x", "-ids:2"}), "No Digits to Recompress.");
     EXPECT_TRUE(refused({a_, "partial", "-ids:3-1"}).ends_with(" ends before it begins."));
     EXPECT_TRUE(refused({a_, "partial", "-ids:-1"}).find("is not a range") != std::string::npos);
+}
+
+// A script sees by the exit code that nothing was done.
+TEST_F(ViewerCommandTest, WhatTheFilesDoNotHaveIsAnError) {
+    write_set();
+    const std::string file = folder_.file("set - 0.kvd");
+    const std::vector<std::vector<std::string>> asked = {
+        {"view", "-start:1200001"},
+        {"stats", "-end:1200001"},
+        {"extract", "-end:1200001", "-to", folder_.file("x")},
+        {"compress", "-end:1200001", "-name", "x", "-to", folder_.file("")},
+        {"partial", "-C:1m", "-ids:1", "-name", "x", "-to", folder_.file("")},
+    };
+    for (std::vector<std::string> words : asked) {
+        words.insert(words.begin(), file);
+        EXPECT_EQ(refused(words),
+                  "This range of digits is not accessible.\n"
+                  "set - 1.kvd: Its last digit is number 1,200,000.")
+            << words[1];
+    }
+    EXPECT_FALSE(folder_.has("x.txt"));
+    EXPECT_FALSE(folder_.has("x - 0 (incomplete).kvd"));
+    EXPECT_FALSE(folder_.has("x - 1 (incomplete).kvd"));
+}
+
+// Who does not say where to end is told what there is.
+TEST_F(ViewerCommandTest, ATotalThatIsNotKnownNeedsAnEnd) {
+    write_set();
+    const std::string text =
+        "-end is missing: the file does not know how many digits there are; the first 1,200,000 are here. "
+        "See ";
+    EXPECT_TRUE(refused({folder_.file("set - 0.kvd"), "stats"}).starts_with(text));
+    EXPECT_TRUE(refused({folder_.file("set - 0.kvd"), "compress", "-name", "x"}).starts_with(text));
 }
 
 TEST_F(ViewerCommandTest, OptionsThatAnActionDoesNotLookAtAreRefused) {

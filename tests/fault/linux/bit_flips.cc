@@ -446,6 +446,7 @@ std::string found_in(const std::string& console) {
         return says("Operation: series")       ? "ranges of the series"
                : says("Operation: conversion") ? "the conversion"
                : says("Operation: digits")     ? "digits"
+               : says("Operation: last")       ? "the last digits"
                                                : "products";
     }
     if (says("The product does not fit its operands") || says("An operand was damaged in memory") ||
@@ -457,6 +458,7 @@ std::string found_in(const std::string& console) {
            : says("has crashed")                               ? "crashes"
            : says("Base Conversion Failed") || says("Overlap") ? "the conversion"
            : says("Digits changed in memory")                  ? "digits"
+           : says("BBP check failed")                          ? "the last digits"
                                                                : "other checks";
 }
 

@@ -113,6 +113,15 @@ TEST(LinuxFileTest, PipesAreRefusedByPosition) {
     close(ends[1]);
 }
 
+// Also while nobody writes into it, which would let the system's own call wait.
+TEST(LinuxFileTest, APipeWithANameIsNotReadAsAFile) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    const OpenedFile opened = open_file(folder.file("pipe").c_str(), FileAccess::read, {});
+    EXPECT_EQ(opened.handle, kNoFile);
+    EXPECT_EQ(opened.error.code, static_cast<u32>(ESPIPE));
+}
+
 TEST(LinuxFileTest, BackslashIsNoSeparator) {
     EXPECT_FALSE(is_path_separator('\\'));
 }

@@ -202,18 +202,35 @@ TEST_F(FaultsTest, TheEndOfUnbufferedWritingIsDurable) {
               "RawFile::flush()|FlushFileBuffers() failed.\n\nWrite Fault|5");
 }
 
-TEST_F(FaultsTest, ClosingFailsWithAWarningOnly) {
+// Each is a fact for the caller, and nothing is printed.
+TEST_F(FaultsTest, FailuresOfClosingAreKeptForTheCaller) {
+    using Texts = std::vector<std::string>;
+    const std::string not_closed = "RawFile::close(): Unable to close file.",
+                      not_deleted = "RawFile::close(): Unable to delete file.";
     CaptureConsole console;
     disk_.fail(Call::close, 1, FaultyFile::write_fault());
     disk_.fail(Call::remove, 1, FaultyFile::access_denied());
-    RawFile(folder_.file("f"), OpenMode::create, true, true, disk_.file_calls()).set_size(10);
-    EXPECT_EQ(console.take(),
-              "\nRawFile::close(): Unable to close file.\n\nRawFile::close(): Unable to delete file.\n");
+    RawFile temporary(folder_.file("f"), OpenMode::create, true, true, disk_.file_calls());
+    temporary.set_size(10);
+    temporary.close();
+    EXPECT_EQ(temporary.closing_failures(), (Texts{not_closed, not_deleted}));
     RawFile file(folder_.file("g"), OpenMode::create, true, false, disk_.file_calls());
     disk_.fail(Call::close, 2, FaultyFile::write_fault());
     file.close_and_set_size(5);
-    EXPECT_EQ(console.take(), "\nRawFile::close_and_set_size(): Unable to close file.\n");
+    EXPECT_EQ(file.closing_failures(), (Texts{"RawFile::close_and_set_size(): Unable to close file."}));
     EXPECT_EQ(folder_.read("g").size(), 5U);
+    RawFile reader(folder_.file("g"), OpenMode::read, true, false, disk_.file_calls());
+    disk_.fail(Call::close, 3, FaultyFile::write_fault());
+    reader.rename(folder_.file("h"));
+    EXPECT_EQ(reader.closing_failures(), (Texts{not_closed}));
+    RawFile kept(folder_.file("k"), OpenMode::create, true, false, disk_.file_calls());
+    disk_.fail(Call::remove, 2, FaultyFile::access_denied());
+    kept.close_and_remove();
+    EXPECT_EQ(kept.closing_failures(), (Texts{not_deleted}));
+    // A destructor has nobody to tell.
+    disk_.fail(Call::close, 5, FaultyFile::write_fault());
+    { RawFile gone(folder_.file("l"), OpenMode::create, true, false, disk_.file_calls()); }
+    EXPECT_EQ(console.take(), "");
 }
 
 TEST_F(FaultsTest, TemporaryFilesAreDeletedOnce) {

@@ -152,6 +152,7 @@ TEST(SettingsFileTest, FilesThatCannotBeRead) {
 
 TEST(SettingsFileTest, AFullDiskIsReported) {
     TemporaryFolder folder;
+    folder.write("x.cfg", "the settings of last week");
     FaultyFile disk;
     disk.disk_full_after(100);
     try {
@@ -160,6 +161,20 @@ TEST(SettingsFileTest, AFullDiskIsReported) {
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "WriteFile() failed.\n\nDisk is Full");
     }
+    EXPECT_EQ(folder.read("x.cfg"), "the settings of last week");
+    EXPECT_FALSE(folder.has("x (incomplete).cfg"));
+}
+
+// Who gives a link means the file behind it.
+TEST(SettingsFileTest, ALinkStaysALink) {
+    TemporaryFolder folder;
+    folder.write("real.cfg", "old");
+    std::error_code refused;
+    std::filesystem::create_symlink("real.cfg", folder.file("x.cfg"), refused);
+    if (refused) GTEST_SKIP() << "this user may not make links";
+    write_config_file(folder.file("x.cfg"), "CustomCompute", some_settings());
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("x.cfg")));
+    EXPECT_EQ(folder.read("real.cfg"), kHeader + kBody);
 }
 
 TEST(SettingsFileTest, AFileThatEndsEarlyIsReported) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -26,6 +27,37 @@ class Backwards final : public BasicParallelizer {
         a.run(0);
     }
 };
+
+// A bit of the count that memory sets for ever. A task that waits for the count is woken, and none begins to
+// wait. One that sleeps on is woken in the end by a count that is right, so that the test fails and does not
+// hang.
+TEST(PhaseEndTest, ACountThatIsTooLargeEndsThePhase) {
+    PhaseEnd end;
+    std::atomic<u64>& done = reinterpret_cast<std::atomic<u64>&>(end);
+    const std::atomic<u32>& sleepers = *reinterpret_cast<const std::atomic<u32>*>(&done + 1);
+    ASSERT_EQ(done, 0u);
+    end.finish_one(3);
+    ASSERT_EQ(done, 1u);
+    std::atomic<bool> awake{false};
+    std::thread waiting([&] {
+        end.wait(3);
+        awake = true;
+    });
+    while (sleepers == 0) std::this_thread::yield();
+    done |= u64(1) << 24;
+    end.finish_one(3);
+    const auto given_up = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!awake && std::chrono::steady_clock::now() < given_up) std::this_thread::yield();
+    EXPECT_TRUE(awake);
+    if (awake) {
+        end.wait(3);
+        EXPECT_GT(done, 3u);
+    } else {
+        done = 2;
+        end.finish_one(3);
+    }
+    waiting.join();
+}
 
 constexpr u64 kItems[] = {7, 0, 100, 1, 64, 3};
 constexpr u32 kPhases = std::size(kItems);

@@ -128,6 +128,12 @@ TEST(WmiQueryTest, EveryFailureHasItsText) {
     EXPECT_EQ(wmi_error(os::QueryFailure::none), "");
 }
 
+// The words of the question on Windows; that system's tests put it to the service.
+TEST(WmiQueryTest, AsksForAllObjectsOfAClass) {
+    EXPECT_STREQ(os::kQueryNamespace, "ROOT\\CIMV2");
+    EXPECT_EQ(os::query_text("Win32_PhysicalMemory"), "SELECT * FROM Win32_PhysicalMemory");
+}
+
 TEST(WmiQueryTest, AllObjectsOrTheFirst) {
     FakeQueries queries;
     const QueryCalls query{std::ref(queries)};

@@ -143,4 +143,25 @@ TEST(InterruptedRunTest, TheStressTesterEndsAsItAlwaysDoes) {
         << run.screen;
 }
 
+// The digit extractor, whose sub-sum would take a day.
+TEST(InterruptedRunTest, TheExtractorSaysHowFarItCame) {
+    const TemporaryFolder folder;
+    const ConsoleRun run = interrupt(folder, {"bbp", "-offset:10t", "-threads:2"}, "Summing...", false);
+    EXPECT_EQ(run.exit_code, kInterrupted) << run.screen;
+    EXPECT_EQ(kalvor_test::count(run.screen, "Interrupted. 0.00 % of the terms were summed."), 1)
+        << run.screen;
+}
+
+// The viewer, while it moves many digits.
+TEST(InterruptedRunTest, TheViewerSaysHowFarItCame) {
+    const TemporaryFolder folder;
+    folder.write("a.txt", "3." + std::string(200000000, '1'));
+    const ConsoleRun run =
+        interrupt(folder, {"digitviewer", "a.txt", "extract", "-to", "b.txt"}, "Reading...", false);
+    EXPECT_EQ(run.exit_code, kInterrupted) << run.screen;
+    EXPECT_EQ(kalvor_test::count(run.screen, "Interrupted. "), 1) << run.screen;
+    EXPECT_EQ(kalvor_test::count(run.screen, " % of the digits were moved"), 1) << run.screen;
+    EXPECT_FALSE(std::filesystem::exists(folder / "b.txt")) << run.screen;
+}
+
 }  // namespace

@@ -1,0 +1,97 @@
+// The floating-point merge that families have in common, in memory of exactly the planned size.
+#include "constants/bsr/merge_steps.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "constants/bsr/binary_bbp.h"
+#include "constants/bsr/common_p2b3.h"
+#include "reference/mpz_words.h"
+#include "support/scratch.h"
+#include "support/threads.h"
+
+using namespace kalvor;
+using namespace kalvor::BinarySplitting;
+
+namespace {
+
+// More than the products below have, so that nothing is cut off.
+constexpr u64 kPrecision = 1300;
+constexpr u64 kTWords = round_up_8(kPrecision + 4);
+
+struct RandomNumber {
+    RandomNumber(u64 L, u64 seed) : words(L), x(words.data(), L) {
+        std::mt19937_64 random(seed);
+        for (Word& w : words) w = random() | 1;
+        x.L = L;
+        x.sign = true;
+        x.seal(serial_context());
+    }
+    mpz_class value() const { return reference::to_mpz(words); }
+    std::vector<Word> words;
+    BigFloat x;
+};
+
+struct Lengths {
+    u64 P1, Q1, Q2, A, B;
+    u64 longest() const { return std::max(std::max(P1, Q1) + Q2, A + B); }
+};
+
+mpz_class value(const BigFloat& x) {
+    const mpz_class z = reference::magnitude_at(x, 0);
+    return x.sign ? z : mpz_class(-z);
+}
+
+// Q_words: of Q's buffer. Q_planned: as many of them as the plan knows of.
+void expect_merge(const Lengths& n, u64 Q_words, u64 Q_planned, u64 room) {
+    const RandomNumber P1(n.P1, 1), Q1(n.Q1, 2), Q2(n.Q2, 3), A(n.A, 4), B(n.B, 5);
+    const Needs needs = float_merge_needs(n.longest(), kTWords, Q_planned, room);
+    for (const bool subtract : {false, true}) {
+        Scratch P_memory(8 * kTWords), Q_memory(8 * Q_words), scratch(round_up_64(needs.bytes));
+        BigFloat P(P_memory.words(), kTWords), Q(Q_memory.words(), Q_words);
+        merge_floats({serial_context(), scratch.view(), nullptr}, P, Q, P1.x, Q1.x, Q2.x, A.x, B.x,
+                     kPrecision, kTWords, subtract);
+        const mpz_class first = P1.value() * Q2.value(), second = A.value() * B.value();
+        const mpz_class sum = subtract ? mpz_class(first - second) : mpz_class(first + second);
+        EXPECT_EQ(value(P), sum);
+        EXPECT_EQ(value(Q), mpz_class(Q1.value() * Q2.value()));
+        EXPECT_EQ(P.residue, P.computed_residue(serial_context()));
+        EXPECT_EQ(Q.residue, Q.computed_residue(serial_context()));
+    }
+}
+
+constexpr Lengths kLengths[] = {{500, 500, 500, 500, 500}, {600, 10, 600, 3, 5},   {0, 400, 500, 300, 300},
+                                {60, 60, 60, 600, 600},    {30, 100, 40, 20, 900}, {1, 1, 1, 1, 1}};
+
+TEST(MergeStepsTest, FloatsStayInsideTheirPlan) {
+    for (const Lengths& n : kLengths) {
+        SCOPED_TRACE(testing::Message() << n.P1 << " " << n.Q1 << " " << n.Q2 << " " << n.A << " " << n.B);
+        expect_merge(n, kTWords, kTWords, kAnyRoom);
+        // A B in the words of Q, or not; and where a shorter Q was planned for than there is.
+        expect_merge(n, kTWords, kTWords, 0);
+        expect_merge(n, kTWords - 8, kTWords - 8, 0);
+        expect_merge(n, kTWords, 0, 0);
+    }
+}
+
+// A plan for many ranges does not know how long the buffer of each Q is.
+template <class F>
+void expect_bounds_count() {
+    MergeSizes<F> sizes{};
+    sizes.left.fill(kTWords);
+    sizes.right.fill(kTWords);
+    sizes.out.fill(kTWords);
+    const Needs one = F::float_needs(sizes, kPrecision);
+    sizes.bounds = true;
+    const Needs many = F::float_needs(sizes, kPrecision);
+    EXPECT_EQ(many.bytes, one.above(F::float_words(kPrecision)).bytes);
+}
+
+TEST(MergeStepsTest, BoundsPromiseNoRoomInTheResult) {
+    expect_bounds_count<CommonP2B3::Family>();
+    expect_bounds_count<BinaryBBP::Family>();
+}
+
+}  // namespace
