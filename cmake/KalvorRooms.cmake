@@ -20,7 +20,11 @@ set(KALVOR_ISA_FLAGS_avx512 -march=x86-64-v4 -madx -mprefer-vector-width=512
 # For builds from nothing (CI). Not the default: ccache does not keep what is made so, it hides a missing include of the
 # library's headers, and GCC 12 then warns about its own library; so CI's release build does so for the tests alone.
 option(KALVOR_PRECOMPILED_HEADERS "Compile common headers only once" OFF)
-option(KALVOR_PRECOMPILED_TEST_HEADERS "Compile common headers of the tests only once" ${KALVOR_PRECOMPILED_HEADERS})
+set(precompile_tests ${KALVOR_PRECOMPILED_HEADERS})
+if(NOT "$ENV{CI}" STREQUAL "")
+  set(precompile_tests ON)
+endif()
+option(KALVOR_PRECOMPILED_TEST_HEADERS "Compile common headers of the tests only once" ${precompile_tests})
 set(KALVOR_COMMON_HEADERS <algorithm> <functional> <map> <memory> <mutex> <optional> <string> <vector>)
 
 # Drops the files and folders of another system.
