@@ -75,7 +75,9 @@ TEST(StartTest, AProgramThatMayBeRunButNotRead) {
     ASSERT_EQ(chmod((folder / "unreadable").c_str(), 0111), 0);
     kalvor_test::RunOptions options;
     options.folder = folder.path();
-    EXPECT_EQ(kalvor_test::run_this_test({"--child", "unreadable"}, options).exit_code, 0);
+    const int code = kalvor_test::run_this_test({"--child", "unreadable"}, options).exit_code;
+    if (code == 99) GTEST_SKIP() << "this root may not become another user";
+    EXPECT_EQ(code, 0);
     // What is read is the running program, whatever has its path by now.
     EXPECT_EQ(trel::os::executable_file(), "/proc/self/exe");
 }
