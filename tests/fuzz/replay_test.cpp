@@ -75,8 +75,8 @@ TEST_P(FuzzReplayTest, SeedsAndTheirMutations) {
     replay(GetParam(), 500);
 }
 
-// What needs rooms that the fuzzer's program does not have is tried here as often as it is there: a part of it
-// in every run of the slow suite; KALVOR_FUZZ_INPUTS=1000000 is all.
+// What needs rooms that the fuzzer's program does not have is tried here as often as it is there: a part of
+// it in every run of the slow suite; KALVOR_FUZZ_INPUTS=1000000 is all.
 int inputs_or(int usual) {
     const char* const asked = std::getenv("KALVOR_FUZZ_INPUTS");
     return asked == nullptr ? usual : std::atoi(asked);
