@@ -151,6 +151,11 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   add_custom_target(task_tests)
   kalvor_folders(folders ${CMAKE_SOURCE_DIR}/tests *_test.cpp)
   kalvor_keep_this_system(folders)
+  # CI's Windows build leaves out the tests of rooms that neither call the system nor hold kernels. The whole program's
+  # tests compute every constant there.
+  if(CMAKE_CROSSCOMPILING AND NOT "$ENV{CI}" STREQUAL "")
+    list(FILTER folders EXCLUDE REGEX "^constants/")
+  endif()
   foreach(folder IN LISTS folders)
     file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
     string(REPLACE "/" "_" name ${folder})
