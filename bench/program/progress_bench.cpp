@@ -1,6 +1,7 @@
 // How good the estimate of the time left is: Pi with output and verification in this process, looked at every
 // few milliseconds. Shows by how much elapsed plus left missed the run's real time at parts of it, and for
-// each phase the real part of the run and the model's.
+// each phase the real part of the run and the model's. An estimate at a tenth of the run that is off by more
+// than a quarter is an error: so much is promised.
 // The last argument 1 takes the processor time instead of the wall clock, which other work on the machine
 // disturbs.
 //   KALVOR_BENCH_DIGITS=100000000 adds a size
@@ -24,6 +25,10 @@
 #include "base/status/progress_ticker.h"
 
 namespace {
+
+// Percent of the run, and of its time.
+constexpr int kPromisedAt = 10;
+constexpr double kPromisedPercent = 25;
 
 struct Sample {
     double elapsed;
@@ -100,14 +105,17 @@ void BM_Progress(benchmark::State& state) {
             state.counters["expected_s"] = session.expected_seconds();
         }
         if (samples.empty()) return state.SkipWithError("the run was too short");
+        std::optional<double> broken;
         const double whole = samples.back().elapsed;
         state.SetIterationTime(whole);
         for (const int part : {5, 10, 25, 50, 75}) {
             const auto at = std::find_if(samples.begin(), samples.end(), [&](const Sample& sample) {
                 return sample.elapsed >= whole * part / 100;
             });
-            state.counters["off_%_at_" + std::to_string(part)] =
-                at->estimate < 0 ? std::nan("") : (at->estimate / whole - 1) * 100;
+            const double off = at->estimate < 0 ? std::nan("") : (at->estimate / whole - 1) * 100;
+            state.counters["off_%_at_" + std::to_string(part)] = off;
+            // Not a number is none: it does not compare.
+            if (part == kPromisedAt && !(std::abs(off) <= kPromisedPercent)) broken = off;
         }
         std::string label;
         for (std::size_t from = 0; from < samples.size();) {
@@ -120,6 +128,11 @@ void BM_Progress(benchmark::State& state) {
             from = to + 1;
         }
         state.SetLabel("% of the run (of the model): " + label);
+        if (broken) {
+            const std::string text = "the estimate at " + std::to_string(kPromisedAt) + " % is off by " +
+                                     trel::Console::format_fixed(*broken, 1) + " %";
+            return state.SkipWithError(text.c_str());
+        }
     }
 }
 

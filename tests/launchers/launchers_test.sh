@@ -292,6 +292,20 @@ if command -v script >/dev/null 2>&1; then
     has "$machine/out" "program: about"
 fi
 
+# What the first command of the README leaves in the checkout, and in an interrupted run.
+if command -v git >/dev/null 2>&1; then
+    case="what git ignores"
+    git init -q "$scratch/ignoring" 2>/dev/null
+    cp "$source/.gitignore" "$scratch/ignoring"
+    for file in "Pi - Dec - Chudnovsky.txt" "Pi - Hex - Chudnovsky.txt" "Pi - Dec - Chudnovsky (incomplete).txt" \
+        "Pi - 20261123-010401.txt" build/release/kalvor Kalvor-20261123-010401.dmp; do
+        git -C "$scratch/ignoring" check-ignore -q "$file" || fail "git does not ignore \"$file\""
+    done
+    for file in "Digits/Pi - Dec - Chudnovsky.txt" src/a.cpp notes.txt; do
+        ! git -C "$scratch/ignoring" check-ignore -q "$file" || fail "git ignores \"$file\""
+    done
+fi
+
 case="tests that were run again"
 mkdir -p "$scratch/again/Testing/Temporary"
 cat >"$scratch/again/Testing/Temporary/LastTest.log" <<'EOF'

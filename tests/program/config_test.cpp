@@ -348,7 +348,9 @@ TEST_F(ConfigTest, ConstantsWithOneSeriesOrAnother) {
 TEST_F(ConfigTest, RefusedSettingsLeaveNoFolders) {
     for (const std::string& text :
          {settings("\"ram\"", "\"rom\""), settings("\"spawn\"", "\"spwan\""), settings("\"mmap\"", "\"map\""),
-          settings("LargePages : \"disabled\"", "LargePages : \"maybe\"")}) {
+          settings("LargePages : \"disabled\"", "LargePages : \"maybe\""),
+          // A run that is refused: more memory than the machines that run tests have.
+          settings("DecimalDigits : 1000\r", "DecimalDigits : 10000000000000\r")}) {
         write("a.cfg", text);
         EXPECT_EQ(run({"a"}).exit_code, 1);
         EXPECT_FALSE(std::filesystem::exists(folder_ / "digits")) << text;

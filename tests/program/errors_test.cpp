@@ -83,6 +83,71 @@ TEST(ErrorsTest, UnknownWordsAndOptions) {
     }
 }
 
+// Whatever the action, a refusal names the page that helps.
+TEST(ErrorsTest, EveryActionShowsTheWayOut) {
+    TemporaryFolder folder;
+    const std::string digits = folder / "pi.txt";
+    { std::ofstream(digits) << "3.1415926535897932384626433832795028841971693993751"; }
+    const struct {
+        std::vector<std::string> arguments;
+        const char* page;
+        const char* text = "";
+    } cases[] = {
+        {{"custom", "e", "-dec:1000", "-bbp:8"},
+         "help custom",
+         "\n-bbp: \"8\" cannot be used for \"e\". Digits are computed without those before them for Pi "
+         "alone."},
+        {{"custom", "e", "-dec:1000", "-bbp:8"}, "help custom", "Option -bbp is only for Pi"},
+        {{"config"}, "help config"},
+        {{"config", "missing"}, "help config"},
+        {{"bench"}, "help bench"},
+        {{"bench", "7"}, "help bench"},
+        {{"bench", "25m", "-nosuch"}, "help bench"},
+        {{"bench", "25m", "-threads:0"}, "help bench"},
+        {{"stress", "nosuch"}, "help stress"},
+        {{"stress", "-cores:x"}, "help stress", "-cores: \"x\" is not a list of cores."},
+        {{"stress", "-cores:99999"}, "help stress", "Invalid core #: 99999"},
+        {{"stress", "-M:1x"}, "help stress", "-M: \"1x\" is not a memory size."},
+        {{"stress", "-M:0"}, "help stress", "-M: \"0\" is not an amount of memory."},
+        {{"stress", "-pertest:x"}, "help stress"},
+        {{"stress", "-stop:maybe"}, "help stress"},
+        {{"stress", "-save", ""}, "help stress", "-save needs a path."},
+        {{"bbp", "1b"}, "help bbp"},
+        {{"bbp", "-offset"}, "help bbp"},
+        {{"bbp", "-formula:2"}, "help bbp", "-formula: 2 is too large. Write a number from 0 to 1."},
+        {{"bbp", "-digits:1048577"}, "help bbp", "-digits: 1,048,577 is too large."},
+        {{"bbp", "-modes:ABD"}, "help bbp", "-modes: \"ABD\" names a mode that does not exist."},
+        {{"bbp", "-offset:900000t", "-digits:8", "-modes:A"}, "help bbp", "Cannot Start: "},
+        {{"digitviewer", "missing.txt"}, "help"},
+        {{"digitviewer", digits, "nosuch"}, "help digitviewer"},
+        {{"digitviewer", digits, "view", "-start:0"}, "help digitviewer"},
+        {{"digitviewer", digits, "view", "-start:1000"},
+         "help digitviewer",
+         "-start: 1,000 is out of range."},
+        {{"digitviewer", digits, "view", "-end:9", "-digits:9"}, "help digitviewer", "say the same thing"},
+        {{"digitviewer", digits, "view", "-to", "x"},
+         "help digitviewer",
+         "-to is not an option of \"view\"."},
+        {{"digitviewer", digits, "extract"}, "help digitviewer", "-to is missing"},
+        {{"digitviewer", digits, "compress"}, "help digitviewer", "Too few digits to compress."},
+        {{"digitviewer", digits, "partial", "-ids:x"}, "help digitviewer", "-ids: \"x\" is not a range."},
+        {{"digitviewer", digits, "partial", "-ids:4-3"}, "help digitviewer", "ends before it begins."},
+        {{"validate", "missing"}, "help"},
+        {{"benchio"}, "help"},
+        {{"slave"}, "help"},
+        {{"help", "nosuch"}, "help"},
+    };
+    for (const auto& [arguments, page, text] : cases) {
+        const ProgramRun run = run_in(folder, arguments);
+        std::string words;
+        for (const std::string& argument : arguments) words += argument + ' ';
+        EXPECT_EQ(run.exit_code, 1) << words;
+        EXPECT_NE(run.err.find(std::string("See \"kalvor ") + page), std::string::npos) << words << run.err;
+        EXPECT_NE(run.err.find(text), std::string::npos) << words << run.err;
+    }
+    EXPECT_EQ(folder.files(), std::vector<std::string>{"pi.txt"});
+}
+
 // None of these may begin a computation, let alone one of 100 digits that replaces a good file.
 TEST(ErrorsTest, WhatIsNoNumberOrSwitchIsRefused) {
     TemporaryFolder folder;
@@ -146,7 +211,8 @@ TEST(ErrorsTest, ActionsThatThisVersionDoesNotHave) {
     for (const auto& c : cases) {
         const ProgramRun run = run_in(folder, c.arguments);
         EXPECT_EQ(run.exit_code, 1) << c.what;
-        EXPECT_EQ(run.err, std::string("\n") + c.what + " is not available in this version.\n");
+        EXPECT_EQ(run.err,
+                  std::string("\n") + c.what + " is not available in this version.\nSee \"kalvor help\".\n");
         EXPECT_FALSE(run.has("Exception") || run.has("Invalid")) << run.out;
     }
 }
@@ -206,6 +272,7 @@ TEST(ErrorsTest, UnknownInstructionSetStopsTheProgram) {
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_EQ(run.err.find("\nKALVOR_ISA: \"mmx\" is not an instruction-set level. Accepted here: "), 0U)
         << run.err;
+    EXPECT_NE(run.err.find("\nSee \"kalvor help\".\n"), std::string::npos) << run.err;
     // Before anything else.
     EXPECT_FALSE(run.has("Decimal Digits:")) << run.out;
     EXPECT_EQ(run_in(folder, {"about"}, options).exit_code, 1);

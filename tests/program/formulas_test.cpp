@@ -154,7 +154,6 @@ TEST(FormulasTest, RefusalsOfTheText) {
         {file_of("{Sqrt : 16}"), "In Function: Sqrt(x)\n\nArgument is a perfect square: 16"},
         {file_of("{Divide : [2 8]}"), "In Function: Divide()\n\nUse Shift() to divide by a power-of-two."},
         {file_of("{ArcSinlemn : {x : 4 y : 5}}"), "Convergence is too slow: N / D < 0.75"},
-        {file_of("{InvNthRoot : [4294967297 2]}"), "LimitExceededException"},
     };
     for (const auto& [text, refusal] : cases) {
         TemporaryFolder folder;

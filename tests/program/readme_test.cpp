@@ -2,6 +2,7 @@
 // reader would.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
@@ -40,6 +41,31 @@ TEST(SlowReadmeTest, EveryCommandSucceeds) {
         const kalvor_test::ProgramRun run = kalvor_test::run_kalvor(command, options);
         EXPECT_EQ(run.exit_code, 0) << name << "\n" << run.out << run.err;
     }
+}
+
+// The page that the README promises for every line of a run has each label.
+TEST(FirstHourTest, EveryLabelOfARunIsExplained) {
+    const std::string page = kalvor_test::read_file(KALVOR_SOURCE_FOLDER "/docs/first-hour.md");
+    const size_t begin = page.find("\n## What a run prints\n"), end = page.find("\n## Ending a run\n");
+    ASSERT_NE(begin, std::string::npos);
+    ASSERT_NE(end, std::string::npos);
+    const std::string explained = page.substr(begin, end - begin);
+    const kalvor_test::TemporaryFolder folder;
+    const kalvor_test::ProgramRun run = kalvor_test::run_in(folder, {"custom", "pi", "-dec:20000"});
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    std::istringstream text(run.out);
+    unsigned labels = 0;
+    for (std::string line; std::getline(text, line);) {
+        // A letter first: lines of digits and the rest of a long line have no label.
+        if (line.empty() || line[0] < 'A' || line[0] > 'Z') continue;
+        const std::string label = line.substr(0, std::min(line.find(':'), line.find(" = ")));
+        if (label.size() == line.size()) continue;
+        labels++;
+        EXPECT_NE(explained.find(label), std::string::npos) << line;
+    }
+    EXPECT_GT(labels, 30u) << run.out;
+    EXPECT_NE(run.out.find("  (built-in)\n"), std::string::npos);
+    EXPECT_NE(explained.find("(built-in)"), std::string::npos);
 }
 
 }  // namespace

@@ -134,11 +134,11 @@ TEST(RootsTest, TheReportNamesTheConstant) {
     EXPECT_EQ(run.value("Algorithm:"), "Newton's Method");
     EXPECT_TRUE(run.has("\nSqrt(10005)\nInvSqrt...\nTime: ")) << run.out;
     EXPECT_TRUE(run.has("\nSmall Multiply...\nTime: ")) << run.out;
-    EXPECT_EQ(run.value("Verified:"), "radix conversion, written files (read back)");
+    EXPECT_EQ(run.value("Verified:"), "conversion, written files");
     const ProgramRun series = run_custom(folder, "lemniscate", 1000000, {"-od:0"});
     EXPECT_EQ(series.value("Constant:"), "Lemniscate Constant");
     EXPECT_EQ(series.value("Algorithm:"), "AGM-Pi");
-    EXPECT_EQ(series.value("Verified:").find("residues of "), 0u) << series.out;
+    EXPECT_EQ(series.value("Verified:").find("series residues ("), 0u) << series.out;
 }
 
 TEST(RootsTest, Refusals) {

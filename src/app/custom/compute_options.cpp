@@ -11,6 +11,7 @@
 #include "base/console/error_output.h"
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 #include "constants/catalog/catalog.h"
 #include "platform/fileio/settings_file.h"
 
@@ -130,7 +131,11 @@ namespace {
 
 void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
     if (!settings.constant->has_extractor())
-        throw InvalidParametersException("", "Option -bbp is only for " + names_with_extractor() + ".");
+        throw ExplainedException(
+            "Option -bbp is only for " + names_with_extractor() + ".",
+            "-bbp: \"" + std::to_string(settings.bbp_digits) + "\" cannot be used for \"" +
+                settings.constant->token() + "\". Digits are computed without those before them for " +
+                names_with_extractor() + " alone. Leave the option out.\n" + CommandLine::see_help(use.page));
     const u64 there = settings.size.hexadecimal_digits;
     if (settings.bbp_digits <= there) return;
     throw CommandLine::RefusedException("-bbp: the run has only " + Console::format_commas(there) +

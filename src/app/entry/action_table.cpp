@@ -119,7 +119,16 @@ const std::vector<ActionRow>& action_table() {
 
 bool run_action(ParameterList& parameters, const AuthorizationToken& token) {
     for (const ActionRow& action : action_table()) {
-        if (action.word == parameters.current().first) return action.run(parameters, token);
+        if (action.word != parameters.current().first) continue;
+        // Here, so that no refusal of any action is without its way out.
+        const std::string page = action.page ? "help " + action.word : "help";
+        try {
+            return action.run(parameters, token);
+        } catch (const CommandLine::RefusedException& e) {
+            throw CommandLine::RefusedException(CommandLine::with_way_out(e.what(), page));
+        } catch (const NotAvailableException& e) {
+            throw NotAvailableException(CommandLine::with_way_out(e.what(), page));
+        }
     }
     refuse_action(parameters);
 }

@@ -47,12 +47,13 @@ ConfigJob build_custom_compute(const Object& root, const AuthorizationToken& tok
     std::vector<std::string> warnings;
     auto settings = std::make_shared<ComputeSettings>(load_compute_settings(section.object(), warnings));
     for (const std::string& warning : warnings) Console::labelled_line("Warning", warning, 'Y');
-    // Last: settings that are refused leave no folder behind.
+    // Last, and only to see whether it can be done: settings that are refused leave no folder behind, and
+    // neither does a run that is refused. The run makes its folder itself.
     {
         constexpr u64 kLineWidth = 79;
         LinearConsoleNode console(kLineWidth, 1.0);
-        FileIO::prepare_output_folder(settings->path, FileIO::FileCalls::of_this_machine(),
-                                      FileIO::ask_again_through(console, &console));
+        const FileIO::PreparedFolder trial(settings->path, FileIO::FileCalls::of_this_machine(),
+                                           FileIO::ask_again_through(console, &console));
     }
     return [settings, token] {
         run_on_console(std::move(*settings), token);

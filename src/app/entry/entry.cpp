@@ -10,6 +10,7 @@
 #include "app/entry/usage.h"
 #include "app/menus/not_available.h"
 #include "base/command_line/console_settings.h"
+#include "base/command_line/option_table.h"
 #include "base/command_line/refusal.h"
 #include "base/console/console.h"
 #include "base/console/error_output.h"
@@ -41,7 +42,7 @@ bool run_main_body(ParameterList& parameters, const StartUpCalls& calls) {
     print_group_balance_check(calls.processor_group_sizes());
     if (calls.check_integrity) calls.check_integrity(settings.executable_path);
     if (const std::string error = isa_refusal(); !error.empty()) {
-        throw CommandLine::RefusedException(error);
+        throw CommandLine::RefusedException(CommandLine::with_way_out(error, "help"));
     }
     const AuthorizationToken token = calls.authorize();
     Console::set_color('w');

@@ -90,13 +90,13 @@ void print_result(const RunRecord& record, Status& status) {
 std::string checks_text(const RunChecks& checks, bool written) {
     std::vector<std::string> done, left_out;
     if (checks.series_checked != 0) {
-        done.push_back("residues of " + std::to_string(checks.series_checked) + " of " +
-                       std::to_string(checks.series_blocks) + " series blocks");
+        done.push_back("series residues (" + std::to_string(checks.series_checked) + " of " +
+                       std::to_string(checks.series_blocks) + ")");
     } else if (checks.series_blocks != 0) {
         left_out.push_back("series residues");
     }
-    (checks.conversion ? done : left_out).push_back("radix conversion");
-    if (written) (checks.files ? done : left_out).push_back("written files (read back)");
+    (checks.conversion ? done : left_out).push_back("conversion");
+    if (written) (checks.files ? done : left_out).push_back("written files");
     std::string text = done.empty() ? "nothing" : joined(done);
     if (!left_out.empty()) text += "; not checked: " + joined(left_out);
     if (checks.certain_digits) {

@@ -13,8 +13,8 @@ namespace kalvor {
 // checked.
 void print_run_report(const RunRecord& record, Status& status);
 
-// "Verified: ", without the word: "2 of 3 series blocks by their residues, conversion, written files"; what
-// was switched off follows as "not checked: ...".
+// "Verified: ", without the word: "series residues (2 of 3), conversion, written files"; what was switched
+// off follows as "not checked: ...". Short enough for one line of a terminal; series have tens of blocks.
 std::string checks_text(const RunChecks& checks, bool written);
 
 // "Checks: 12,345 products, 6,789 numbers, 0 errors"

@@ -46,13 +46,11 @@ std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes) 
 }
 
 AddressSpaceExceeded::AddressSpaceExceeded(const std::string& figures)
-    : RunError(kNoAddressSpace,
-               {{' ', "\n"},
-                {'R', figures + " Choose fewer digits.\n" + kSeeHelp + "\n"},
-                {'w', "\n"},
-                {'R', std::string(kNoAddressSpace) + "\n"},
-                {'w', "Fatal error encountered. Terminating program.\n"}},
-               Stream::error),
+    : RunError(kNoAddressSpace, {{' ', "\n"},
+                                 {'R', figures + " Choose fewer digits.\n" + kSeeHelp + "\n"},
+                                 {'w', "\n"},
+                                 {'R', std::string(kNoAddressSpace) + "\n"},
+                                 {'w', "Fatal error encountered. Terminating program.\n"}}),
       figures(figures) {}
 
 void check_memory(const os::MemoryStatus& machine, const MemoryDemand& demand, Status& status) {

@@ -210,8 +210,10 @@ void NormalFloatSession::run_phases() {
     wall_.restart();
     start_ = ClockReading::now();
     begin_record();
-    folder_ = FileIO::prepare_output_folder(settings_.path, *environment_.calls,
-                                            FileIO::ask_again_through(status_, terminal_));
+    // A run that is refused leaves no folder: it is kept when the digit files stand in it.
+    FileIO::PreparedFolder folder(settings_.path, *environment_.calls,
+                                  FileIO::ask_again_through(status_, terminal_));
+    folder_ = folder.prefix();
     record_.folder = folder_;
     record_.system = gather_unclocked_record(environment_.include_pii);
     check_memory();
@@ -237,6 +239,7 @@ void NormalFloatSession::run_phases() {
     allocate();
     output_ =
         std::make_unique<OutputFiles>(folder_, digit_file_requests(settings_), output_options(), status_);
+    folder.keep();
     end_phase();
 
     status_.Status_Label(kLabelWidth, "Begin Computation:", {'Y', date_time_text()});

@@ -1,6 +1,7 @@
 #include "base/clock/tsc_frequency.h"
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "os/affinity.h"
 #include "os/clock.h"
 #include "os/cpu.h"
@@ -72,9 +73,9 @@ TscRates measure_tsc(const FrequencyCalls& calls) {
 }
 
 void TscRates::require() const {
-    if (!affinity_known) Console::error_line("Unable to read thread affinity.");
+    if (!affinity_known) Console::print_problem("Unable to read thread affinity.");
     if (failure == nullptr) return;
-    Console::error_line(failure);
+    Console::print_problem(failure);
     Console::fatal_exit(1);
 }
 

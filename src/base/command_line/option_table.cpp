@@ -32,6 +32,10 @@ std::string see_help(const std::string& page) {
     return "See \"kalvor " + page + "\".";
 }
 
+std::string with_way_out(const std::string& refusal, const std::string& page) {
+    return refusal.find("\"kalvor help") != std::string::npos ? refusal : refusal + "\n" + see_help(page);
+}
+
 std::string refused_value(const OptionText& option, const std::string& value, const std::string& is_not,
                           const std::string& page) {
     return option.name + ": " + quoted(value) + is_not + "\n" + see_help(page);

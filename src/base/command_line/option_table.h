@@ -91,6 +91,9 @@ std::string unknown_option(const std::string& raw, const std::string& what,
 // `See "kalvor help custom".` for the page "help custom".
 std::string see_help(const std::string& page);
 
+// A refusal with that line behind it, unless it names a help page already.
+std::string with_way_out(const std::string& refusal, const std::string& page);
+
 // Values as the rules read them. Throw RefusedException.
 i64 count_of(const OptionText& option, const std::string& value, i64 least, const std::string& page);
 bool switch_of(const OptionText& option, const std::string& value, const std::string& page);

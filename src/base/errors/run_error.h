@@ -14,21 +14,18 @@ namespace trel {
 class RunError : public std::exception {
   public:
     const char* what() const noexcept override { return message_.c_str(); }
-    // The report on the console.
+    // The report, on the standard error.
     void print() const;
 
   protected:
-    enum class Stream { output, error };
     using Report = std::vector<Console::ColoredText>;
 
     // report: with its line ends; the last colour is 'w'.
-    RunError(std::string message, Report report, Stream stream)
-        : message_(std::move(message)), report_(std::move(report)), stream_(stream) {}
+    RunError(std::string message, Report report) : message_(std::move(message)), report_(std::move(report)) {}
 
   private:
     const std::string message_;
     const Report report_;
-    const Stream stream_;
 };
 
 }  // namespace trel

@@ -1,11 +1,12 @@
 #include "base/registry/named.h"
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 
 namespace trel {
 
 void refuse_registration(const std::string& line) {
-    Console::error_line(line);
+    Console::print_problem(line);
     Console::fatal_exit(1);
 }
 

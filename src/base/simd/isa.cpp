@@ -1,6 +1,7 @@
 #include "base/simd/isa.h"
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "os/cpu.h"
 #include "os/environment.h"
 
@@ -42,7 +43,7 @@ IsaChoice choice_of_the_user() {
 Isa decide() {
     const IsaChoice choice = choice_of_the_user();
     if (!choice.isa) {
-        Console::error_line(choice.error);
+        Console::print_problem(choice.error);
         Console::fatal_exit(1);
     }
     return *choice.isa;

@@ -10,7 +10,6 @@ namespace kalvor::Formulas {
 namespace {
 
 const char kInvNthRoot[] = "InvNthRoot()";
-constexpr u64 kLargestDegree = u64(1) << 32;
 
 class InvNthRootStep final : public Step {
   public:
@@ -41,8 +40,7 @@ class InvNthRootNode final : public VFormulaNode {
         const Config::Array& items = array_of(argument, 2, kInvNthRoot, "Set must have exactly 2 terms.");
         const i64 n = integer_of(items[0]);
         if (n < 3) throw InvalidParametersException(kInvNthRoot, "Degree must be greater than 2.");
-        n_ = static_cast<u64>(n);
-        if (n_ > kLargestDegree) throw LimitExceededException(kInvNthRoot, "Degree", kLargestDegree, n_);
+        n_ = static_cast<u64>(n);  // no upper bound: the root takes all degrees of 64 bits
         expect(items[1]);
     }
     std::unique_ptr<Step> make_step(const StepRequest& request) const override {

@@ -53,7 +53,7 @@ void add_group(Segments& line, const std::string& digits, u64 first, u64 n_asked
 
 }  // namespace
 
-BBPSettings::BBPSettings() : threads(std::max<u64>(os::active_processor_count(), 1)) {}
+BBPSettings::BBPSettings() : threads(os::usable_processor_count()) {}
 
 BBPSession::BBPSession(BBPSettings settings) {
     update_settings(settings);

@@ -205,9 +205,11 @@ OutputFiles::Choice OutputFiles::ask_for_space(const Entry& entry, int attempt) 
 // A folder that cannot be used leaves everything as it was; the next attempt asks again.
 void OutputFiles::move(Entry& entry, const std::string& folder) {
     try {
-        const std::string prefix = FileIO::prepare_output_folder(
-            folder, *options_.calls, FileIO::ask_again_through(status_, options_.terminal));
+        FileIO::PreparedFolder prepared(folder, *options_.calls,
+                                        FileIO::ask_again_through(status_, options_.terminal));
+        const std::string& prefix = prepared.prefix();
         auto sink = make(prefix, entry.request);
+        prepared.keep();
         (void)sink->reserve().failed();
         const std::vector<DigitSink::File> files = entry.sink->files();
         entry.sink->discard();

@@ -1,7 +1,5 @@
 #include "digits/viewer/viewer_console_run.h"
 
-#include <algorithm>
-
 #include "base/status/linear_console_node.h"
 #include "digits/output/interrupted.h"
 #include "os/cpu.h"
@@ -20,7 +18,7 @@ constexpr double kRefreshSeconds = 0.1;
 void run_on_console(const std::function<void(const ViewerRun& run)>& action) {
     RunMonitor monitor;
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
-    const u64 processors = std::max<u64>(os::active_processors().size(), 1);
+    const u64 processors = os::usable_processor_count();
     const auto framework = ParallelismSettings().framework->make_framework();
     const ParallelContext parallel{framework.get(), processors, &monitor};
     FileLedger files;

@@ -23,12 +23,15 @@ std::vector<u32> processors_of_machine(const std::string& root) {
     return processors;
 }
 
+std::vector<u32> processors_of_process(OsError (*get_affinity)(std::vector<u32>& processors),
+                                       const std::string& root) {
+    std::vector<u32> found;
+    if (get_affinity(found) || found.empty()) found = processors_of_machine(root);
+    return found;
+}
+
 const std::vector<u32>& active_processors() {
-    static const std::vector<u32> processors = [] {
-        std::vector<u32> found;
-        if (get_thread_affinity(found) || found.empty()) found = processors_of_machine("");
-        return found;
-    }();
+    static const std::vector<u32> processors = processors_of_process(get_thread_affinity, "");
     return processors;
 }
 
@@ -52,11 +55,12 @@ u32 processor_quota(const std::string& root) {
     return processor_quota_of_groups(root);
 }
 
+u32 usable_processor_count(const std::string& root) {
+    return processors_within_quota(active_processor_count(), processor_quota(root));
+}
+
 u32 usable_processor_count() {
-    static const u32 count = [] {
-        const u32 quota = processor_quota();
-        return quota == 0 ? active_processor_count() : std::min(quota, active_processor_count());
-    }();
+    static const u32 count = usable_processor_count("");
     return count;
 }
 

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "os/cpu.h"
+#include "os/linux/cpuid_topology.h"
 #include "os/linux/number_list.h"
 #include "os/linux/processor_list.h"
 
@@ -22,10 +23,10 @@ u32 count_nodes(const std::string& root) {
     return static_cast<u32>(std::set<u32>(nodes->begin(), nodes->end()).size());
 }
 
-// How many logical processors share a core and a package: what every processor says of itself.
-void count_by_cpuid(Topology& t) {
+}  // namespace
+
+void count_by_cpuid(Topology& t, CpuidRegisters (*cpuid)(u32 leaf, u32 subleaf)) {
     constexpr u32 kExtendedTopology = 0xb, kMostLevels = 8;
-    t.logical_cores = static_cast<u32>(processors_of_machine("").size());
     u32 of_core = 0, of_package = 0;
     for (u32 level = 0; level < kMostLevels; level++) {
         const CpuidRegisters r = cpuid(kExtendedTopology, level);
@@ -40,8 +41,6 @@ void count_by_cpuid(Topology& t) {
     t.sockets = std::min((t.logical_cores - 1) / of_package + 1, t.physical_cores);
 }
 
-}  // namespace
-
 Topology topology(const std::string& root) {
     Topology t;
     t.numa_nodes = count_nodes(root);
@@ -49,7 +48,9 @@ Topology topology(const std::string& root) {
     const auto online = read_number_list(folder + "/online");
     if (!online) {
         std::error_code error;
-        if (!std::filesystem::exists(folder, error)) count_by_cpuid(t);
+        if (std::filesystem::exists(folder, error)) return t;
+        t.logical_cores = static_cast<u32>(processors_of_machine("").size());
+        count_by_cpuid(t, cpuid);
         return t;
     }
     const std::set<u32> processors(online->begin(), online->end());

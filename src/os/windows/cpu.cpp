@@ -32,11 +32,12 @@ u32 processor_quota(const std::string&) {
     return static_cast<u32>((u64(active_processor_count()) * rate.CpuRate + kWhole - 1) / kWhole);
 }
 
+u32 usable_processor_count(const std::string& root) {
+    return processors_within_quota(active_processor_count(), processor_quota(root));
+}
+
 u32 usable_processor_count() {
-    static const u32 count = [] {
-        const u32 quota = processor_quota();
-        return quota == 0 ? active_processor_count() : std::min(quota, active_processor_count());
-    }();
+    static const u32 count = usable_processor_count("");
     return count;
 }
 

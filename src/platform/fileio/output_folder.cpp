@@ -1,6 +1,7 @@
 #include "platform/fileio/output_folder.h"
 
 #include <random>
+#include <utility>
 
 #include "os/file.h"
 #include "platform/fileio/error_text.h"
@@ -14,6 +15,12 @@ std::string random_name() {
     std::string name;
     for (int i = 0; i < 8; i++) name += "0123456789abcdef"[random() % 16];
     return name;
+}
+
+// One that somebody else has put something into meanwhile stays.
+void remove_made(const std::vector<std::string>& made, const FileCalls& calls) {
+    for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
+        (void)calls.remove_folder(folder->c_str());
 }
 
 }  // namespace
@@ -59,20 +66,29 @@ os::OsError check_writable(const std::string& prefix, const FileCalls& calls, co
     return closed;
 }
 
-std::string prepare_output_folder(const std::string& path, const FileCalls& calls,
-                                  const AskAgain& ask_again) {
+std::string prepare_output_folder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again,
+                                  std::vector<std::string>* made_here) {
     std::string prefix = folder_prefix(path);
     std::vector<std::string> made;
     const os::OsError created = create_folders(prefix, calls, &made);
     if (os::OsError error = check_writable(prefix, calls, ask_again)) {
         // The probe only finds that there is no folder; why there is none was said when it was to be made.
         if (error.category == os::ErrorCategory::not_found && created) error = created;
-        // One that somebody else has put something into meanwhile stays.
-        for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
-            (void)calls.remove_folder(folder->c_str());
+        remove_made(made, calls);
         throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);
     }
+    if (made_here != nullptr) *made_here = std::move(made);
     return prefix;
+}
+
+PreparedFolder::PreparedFolder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again)
+    : calls_(calls), prefix_(prepare_output_folder(path, calls, ask_again, &made_)) {}
+
+PreparedFolder::~PreparedFolder() {
+    try {
+        remove_made(made_, calls_);
+    } catch (...) {  // an empty folder is left
+    }
 }
 
 }  // namespace trel::FileIO

@@ -24,9 +24,28 @@ os::OsError check_writable(const std::string& prefix, const FileCalls& calls = F
                            const AskAgain& ask_again = {});
 
 // All three: returns the prefix. Throws FileException "Path is not writable."; then the folders that it made
-// are gone again.
+// are gone again. `made` as above.
 std::string prepare_output_folder(const std::string& path,
                                   const FileCalls& calls = FileCalls::of_this_machine(),
-                                  const AskAgain& ask_again = {});
+                                  const AskAgain& ask_again = {}, std::vector<std::string>* made = nullptr);
+
+// A folder of results that may not come about: what was made for it goes again with this object, unless it is
+// kept. A folder that something has been put into meanwhile stays. Throws what prepare_output_folder()
+// throws.
+class PreparedFolder {
+  public:
+    PreparedFolder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again = {});
+    ~PreparedFolder();
+    PreparedFolder(const PreparedFolder&) = delete;
+    PreparedFolder& operator=(const PreparedFolder&) = delete;
+
+    const std::string& prefix() const { return prefix_; }
+    void keep() noexcept { made_.clear(); }
+
+  private:
+    const FileCalls& calls_;
+    std::vector<std::string> made_;
+    const std::string prefix_;
+};
 
 }  // namespace trel::FileIO

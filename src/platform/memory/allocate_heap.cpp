@@ -7,18 +7,23 @@ namespace trel {
 namespace {
 
 constexpr const char* kFailed = "Large heap allocation failed.";
+// Whatever was asked for: the size, a limit, or pages of a kind that is not there.
+constexpr const char* kWayOut =
+    " of memory. Compute fewer digits, close other programs, or raise the memory limit of this process. "
+    "Where "
+    "large or locked pages are \"forced\", choose \"attempt\".\nSee \"kalvor help\".";
 
 }  // namespace
 
 AllocationFailed::AllocationFailed(u64 bytes)
-    : RunError(kFailed,
-               {{' ', "\n\n"},
-                {'R', std::string(kFailed) + "\n"},
-                {'w', "\n"},
-                {'w', "Failed Allocation: "},
-                {'Y', Console::format_bytes(bytes)},
-                {'w', "\n"}},
-               Stream::output),
+    : RunError(kFailed, {{' ', "\n"},
+                         {'R', "The system did not give " + Console::format_bytes(bytes) + kWayOut + "\n"},
+                         {'w', "\n\n"},
+                         {'R', std::string(kFailed) + "\n"},
+                         {'w', "\n"},
+                         {'w', "Failed Allocation: "},
+                         {'Y', Console::format_bytes(bytes)},
+                         {'w', "\n"}}),
       bytes_(bytes) {}
 
 HeapAllocation allocate_heap(const AllocatorConfig& config, const ParallelContext& parallel,

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/console/console.h"
+#include "base/console/error_output.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -78,7 +79,10 @@ GuardedBuffer::~GuardedBuffer() {
     try {
         free();
     } catch (const Exception& damage) {
-        damage.print();
+        {
+            const Console::ErrorOutput errors;
+            damage.print();
+        }
         Console::fatal_exit(1);
     }
 }

@@ -21,7 +21,7 @@ NumaUnknown::NumaUnknown(u32 code)
     : NumaUnknown("Fatal Error: GetNumaHighestNodeNumber() failed: " + std::to_string(code)) {}
 
 NumaUnknown::NumaUnknown(const std::string& text)
-    : RunError(text, {{' ', std::string(kTitle) + "\n"}, {'R', text + "\n"}, {'w', ""}}, Stream::output) {}
+    : RunError(text, {{' ', std::string(kTitle) + "\n"}, {'R', text + "\n"}, {'w', ""}}) {}
 
 NumaMap::NumaMap(const MemoryCalls& calls) {
     u32 highest = 0;

@@ -163,7 +163,8 @@ TEST_F(StartUpTest, TheStepsInTheirOrder) {
 }
 
 TEST_F(StartUpTest, PausesByHowItEnded) {
-    const std::string missing = "\n{R}Slave mode is not available in this version.\n{w}{w}\n";
+    const std::string missing =
+        "\n{R}Slave mode is not available in this version.\nSee \"kalvor help\".\n{w}{w}\n";
     for (const auto& [pause, after_success, after_failure] :
          {std::tuple("pause:0", false, true), std::tuple("pause:1", true, true),
           std::tuple("pause:-1", false, true), std::tuple("pause:-2", false, false)}) {

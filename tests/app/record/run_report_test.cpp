@@ -10,13 +10,23 @@ namespace kalvor {
 namespace {
 
 TEST(RunReportTest, WhatWasCheckedAndWhatWasNot) {
-    EXPECT_EQ(checks_text({8, 6, true, true}, true),
-              "residues of 6 of 8 series blocks, radix conversion, written files (read back)");
-    EXPECT_EQ(checks_text({8, 6, true, false}, false), "residues of 6 of 8 series blocks, radix conversion");
+    EXPECT_EQ(checks_text({8, 6, true, true}, true), "series residues (6 of 8), conversion, written files");
+    EXPECT_EQ(checks_text({8, 6, true, false}, false), "series residues (6 of 8), conversion");
     EXPECT_EQ(checks_text({8, 6, false, false}, true),
-              "residues of 6 of 8 series blocks; not checked: radix conversion, written files (read back)");
-    EXPECT_EQ(checks_text({1, 0, true, false}, false), "radix conversion; not checked: series residues");
-    EXPECT_EQ(checks_text({}, false), "nothing; not checked: radix conversion");
+              "series residues (6 of 8); not checked: conversion, written files");
+    EXPECT_EQ(checks_text({1, 0, true, false}, false), "conversion; not checked: series residues");
+    EXPECT_EQ(checks_text({}, false), "nothing; not checked: conversion");
+}
+
+// With any of the checks switched off and on, in a line of 79 columns.
+TEST(RunReportTest, TheChecksFitIntoOneLine) {
+    for (const u64 checked : {0, 99}) {
+        for (const bool conversion : {false, true}) {
+            for (const bool files : {false, true}) {
+                EXPECT_LE(checks_text({99, checked, conversion, files}, true).size(), 79U - 12);
+            }
+        }
+    }
 }
 
 TEST(RunReportTest, HowManyChecks) {
@@ -43,8 +53,7 @@ TEST(RunReportTest, DigitsFilesAndChecksCloseIt) {
         "\nWritten:    out/Pi.txt  (1,000,002 bytes)\n"
         "Written:    \\x1b]0;x\\x07/Pi.txt  (7 bytes)\n"
         "Written:    out/Pi - 0.kvd  (3 files, 1,053,231 bytes)\n"
-        "Verified:   residues of 2 of 3 series blocks, radix conversion, written files\n"
-        "            (read back)\n"
+        "Verified:   series residues (2 of 3), conversion, written files\n"
         "Checks:     12,345 products, 1 number, 0 errors\n";
     ASSERT_GE(text.size(), end.size());
     EXPECT_EQ(text.substr(text.size() - end.size()), end);

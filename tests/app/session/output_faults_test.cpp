@@ -15,6 +15,7 @@
 #include "fault/faulty_file.h"
 #include "fault/lock_step.h"
 #include "os/console.h"
+#include "platform/parallel/run_monitor.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
 #include "support/temporary_folder.h"
@@ -42,8 +43,8 @@ class OutputFaultsTest : public testing::Test {
         settings.parallelism.framework = trel::make_default_framework_config("none");
         try {
             trel::LinearConsoleNode status(79, 1.0);
-            NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), status, nullptr,
-                                {.calls = &calls})
+            NormalFloatSessionB(std::move(settings), kalvor_test::authorized(), status,
+                                on_terminal_ ? &status : nullptr, {.calls = &calls})
                 .run();
         } catch (const trel::FileIO::FileException&) {
             throw;
@@ -71,6 +72,7 @@ class OutputFaultsTest : public testing::Test {
         return folder_.read(out(hexadecimal ? kHexName : kName));
     }
 
+    bool on_terminal_ = false;
     std::optional<bool> minimum_space_;
     TemporaryFolder folder_;
 };
@@ -112,6 +114,7 @@ TEST_F(OutputFaultsTest, AFullVolumeAsksOnlyWhereBothEndsAreTerminals) {
     FaultyFile disk;
     disk.on_wait([&](double) { disk.disk_no_longer_full(); });
     disk.disk_full_after(5000);
+    on_terminal_ = true;
     run(disk.file_calls(), kDigits, false);
     EXPECT_EQ(disk.waits(), std::vector<double>(1, 60));
     EXPECT_EQ(console.lines_left(), 1U);
@@ -128,6 +131,34 @@ TEST_F(OutputFaultsTest, TheWantedSpaceReachesTheFiles) {
     minimum_space_ = false;
     run(disk.file_calls(), kDigits, false);
     EXPECT_TRUE(folder_.has(out(kName)));
+}
+
+// What nobody has set is decided by the time that the run is to take.
+TEST_F(OutputFaultsTest, LongRunsAreRefusedForWantOfSpace) {
+    const CaptureConsole console;
+    FaultyFile disk;
+    disk.free_space(1000);
+    const auto check = [&](u64 digits) {
+        ComputeSettings settings;
+        settings.set_decimal_digits(static_cast<trel::i64>(digits));
+        settings.path = folder_.file("out");
+        settings.parallelism.framework = trel::make_default_framework_config("none");
+        settings.parallelism.task_decomposition = 1;
+        trel::LinearConsoleNode status(79, 1.0);
+        // So much memory that it does not decide; it is not taken, because the run is stopped before.
+        NormalFloatSessionB session(
+            std::move(settings), kalvor_test::authorized(), status, nullptr,
+            {.memory_status =
+                 [] {
+                     return trel::os::MemoryStatus{u64(1) << 60, u64(1) << 60, ~u64(0)};
+                 },
+             .calls = &disk.file_calls()});
+        session.request_stop();
+        session.run();
+    };
+    // Hours in one task; a moment.
+    EXPECT_THROW(check(100000000000), trel::FileIO::FileException);
+    EXPECT_THROW(check(100000), trel::RunStopped);
 }
 
 TEST_F(OutputFaultsTest, SeveralRunsIntoOnePath) {

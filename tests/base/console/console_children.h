@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/console/console.h"
+#include "base/status/linear_console_node.h"
 #include "os/console.h"
 #include "support/child.h"
 
@@ -67,6 +68,14 @@ inline const kalvor_test::Child lines_child("Lines", [] {
     for (int i = 0; i < 3; i++) Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
     Console::print(os::wait_for_key() ? "[key]" : "[no key]");
     Console::print(Console::read_line(line) ? "[" + line + "]" : "[end]");
+    Console::print(">>");
+    Console::flush();
+});
+
+// Whether a run that shows itself here would ask its user.
+inline const kalvor_test::Child attended_child("Attended", [] {
+    Console::print("<<");
+    Console::print(LinearConsoleNode(79, 1.0).attended() ? "attended" : "alone");
     Console::print(">>");
     Console::flush();
 });

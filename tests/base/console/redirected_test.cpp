@@ -49,3 +49,8 @@ TEST(FatalExitTest, NeverBlocksWithoutATerminal) {
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_EQ(run.out, "<<\nbroken\n>>Press any key to continue . . . \n");
 }
+
+// Nobody could answer.
+TEST(RedirectedTest, IsNotAttended) {
+    EXPECT_EQ(on_pipes("Attended", "an answer\n"), "alone");
+}

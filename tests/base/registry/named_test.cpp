@@ -49,7 +49,6 @@ TEST(NamedDeathTest, ADuplicateEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto twice = [](const char* duplicate) {
         Console::set_pause_before_fatal_exit(false);
-        print_to_stderr();
         Named<int> numbers(duplicate);
         numbers.add("one", 1);
         numbers.add("two", 1);

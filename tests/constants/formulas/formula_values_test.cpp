@@ -40,6 +40,17 @@ void agm1_of_root(mpfr_t x, unsigned long n) {
     mpfr_agm(x, one, x, kR);
     mpfr_clear(one);
 }
+// x^(-1/n) for any n, by logarithms: mpfr_rootn_ui() takes a long, which is short on some systems.
+void inverse_root(mpfr_t x, const char* n) {
+    mpfr_t degree;
+    mpfr_init2(degree, 64);
+    mpfr_set_str(degree, n, 10, kR);
+    mpfr_log(x, x, kR);
+    mpfr_div(x, x, degree, kR);
+    mpfr_neg(x, x, kR);
+    mpfr_exp(x, x, kR);
+    mpfr_clear(degree);
+}
 // 2 Pi / AGM(1, 2^(1/2))
 void lemniscate(mpfr_t x) {
     mpfr_t pi;
@@ -285,6 +296,16 @@ const std::vector<Case>& cases() {
              mpfr_set_ui(x, 7, kR);
              mpfr_rootn_ui(x, x, 100, kR);
              mpfr_ui_div(x, 1, x, kR);
+         }},
+        {"{InvNthRoot : [4294967297 7]}",
+         [](mpfr_t x) {
+             mpfr_set_ui(x, 7, kR);
+             inverse_root(x, "4294967297");
+         }},
+        {"{InvNthRoot : [9223372036854775807 {Shift : [1 1000]}]}",
+         [](mpfr_t x) {
+             mpfr_set_ui_2exp(x, 1, 1000, kR);
+             inverse_root(x, "9223372036854775807");
          }},
         {"{AGM : {Sqrt : 2}}", [](mpfr_t x) { agm1_of_root(x, 2); }},
         {"{AGM : [{Pi : {}} 5]}",

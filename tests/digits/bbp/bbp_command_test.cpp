@@ -37,7 +37,7 @@ TEST(BbpCommandTest, Options) {
     s = parsed({"-digits:8", "-offset:0"});
     EXPECT_EQ(s.digits, 8u);
     EXPECT_EQ(s.offset, 0u);
-    EXPECT_EQ(s.threads, trel::os::active_processor_count());
+    EXPECT_EQ(s.threads, trel::os::usable_processor_count());
 }
 
 TEST(BbpCommandTest, ValuesThatAPromptWouldRefuse) {

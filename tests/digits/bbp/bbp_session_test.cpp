@@ -42,7 +42,7 @@ TEST(BbpSessionTest, Defaults) {
     EXPECT_EQ(s.formula, 0u);
     EXPECT_EQ(s.offset, 1000000000u);
     EXPECT_EQ(s.digits, 32u);
-    EXPECT_EQ(s.threads, trel::os::active_processor_count());
+    EXPECT_EQ(s.threads, trel::os::usable_processor_count());
     EXPECT_TRUE(s.pin_threads);
     EXPECT_EQ(s.modes, Modes{});
     EXPECT_EQ(session.figures().terms, 1000000048u);

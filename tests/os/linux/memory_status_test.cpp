@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <cstdio>
 
 #include "os/cpu.h"
@@ -105,26 +107,38 @@ TEST(MemoryStatusTest, OtherFormsOfLimits) {
 
 namespace {
 
-const kalvor_test::Child memory_child("memory status", [] {
+void print_memory_status() {
     const os::MemoryStatus status = os::memory_status();
     std::printf("<%llu %llu %llu>", status.total_physical, status.available_physical, status.address_space);
+}
+
+const kalvor_test::Child memory_child("memory status", print_memory_status);
+
+// As under "ulimit -d".
+const kalvor_test::Child limited_data_child("memory status with little data", [] {
+    const rlimit limit{u64(1) << 29, u64(1) << 29};
+    if (setrlimit(RLIMIT_DATA, &limit) == 0) print_memory_status();
 });
 
 }  // namespace
 
 // The sanitizers take address space as they like.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(MemoryStatusTest, TheLimitOfTheProcess) {
+TEST(MemoryStatusTest, TheLimitsOfTheProcess) {
+    const auto expect = [](const char* child, u64 limit, const kalvor_test::RunOptions& options) {
+        const std::string out = kalvor_test::run_this_test({"--child", child}, options).out;
+        const size_t begin = out.find('<');
+        ASSERT_NE(begin, std::string::npos) << out;
+        u64 total = 0, available = 0, space = 0;
+        ASSERT_EQ(std::sscanf(out.c_str() + begin, "<%llu %llu %llu>", &total, &available, &space), 3) << out;
+        EXPECT_LE(total, limit) << child;
+        EXPECT_LT(available, total) << child;     // the program itself
+        EXPECT_EQ(space, u64(1) << 47) << child;  // what the processor has
+    };
     kalvor_test::RunOptions options;
     options.memory_limit = u64(1) << 30;
-    const std::string out = kalvor_test::run_this_test({"--child", "memory status"}, options).out;
-    const size_t begin = out.find('<');
-    ASSERT_NE(begin, std::string::npos) << out;
-    u64 total = 0, available = 0, space = 0;
-    ASSERT_EQ(std::sscanf(out.c_str() + begin, "<%llu %llu %llu>", &total, &available, &space), 3) << out;
-    EXPECT_LE(total, u64(1) << 30);
-    EXPECT_LT(available, total);     // the program itself
-    EXPECT_EQ(space, u64(1) << 47);  // what the processor has
+    expect("memory status", u64(1) << 30, options);
+    expect("memory status with little data", u64(1) << 29, {});
 }
 #endif
 
@@ -154,8 +168,21 @@ TEST(ProcessorQuotaTest, OfControlGroups) {
     EXPECT_EQ(os::processor_quota(root.path()), 4u);
     root.file("/sys/fs/cgroup/cpuacct,cpu/docker/abc/cpu.cfs_period_us", "0\n");
     EXPECT_EQ(os::processor_quota(root.path()), 0u);
-    EXPECT_GE(os::usable_processor_count(), 1u);
-    EXPECT_LE(os::usable_processor_count(), os::active_processor_count());
+}
+
+// What defaults go by, whatever the machine has.
+TEST(ProcessorQuotaTest, LimitsWhatIsUsable) {
+    EXPECT_EQ(os::processors_within_quota(8, 0), 8u);
+    EXPECT_EQ(os::processors_within_quota(8, 3), 3u);
+    EXPECT_EQ(os::processors_within_quota(8, 8), 8u);
+    EXPECT_EQ(os::processors_within_quota(2, 3), 2u);
+    FakeRoot root;
+    EXPECT_EQ(os::usable_processor_count(root.path()), os::active_processor_count());
+    root.file("/proc/self/cgroup", "0::/\n");
+    root.file("/sys/fs/cgroup/cpu.max", "100000 100000\n");
+    EXPECT_EQ(os::usable_processor_count(root.path()), 1u);
+    EXPECT_EQ(os::usable_processor_count(),
+              os::processors_within_quota(os::active_processor_count(), os::processor_quota()));
 }
 
 // For a process that may not ask for its affinity.
@@ -164,6 +191,24 @@ TEST(ProcessorListTest, OfTheMachine) {
     EXPECT_GE(os::processors_of_machine(root.path()).size(), 1u);
     root.file("/sys/devices/system/cpu/online", "0,2-4\n");
     EXPECT_EQ(os::processors_of_machine(root.path()), (std::vector<u32>{0, 2, 3, 4}));
+}
+
+TEST(ProcessorListTest, OfAProcess) {
+    FakeRoot root;
+    root.file("/sys/devices/system/cpu/online", "0,2-4\n");
+    const auto told = [](std::vector<u32>& processors) {
+        processors = {3};
+        return os::OsError{};
+    };
+    EXPECT_EQ(os::processors_of_process(told, root.path()), std::vector<u32>{3});
+    // As in a sandbox; what a refused call leaves behind is not looked at.
+    const auto refused = [](std::vector<u32>& processors) {
+        processors = {3};
+        return os::OsError{1, os::ErrorCategory::access_denied};
+    };
+    EXPECT_EQ(os::processors_of_process(refused, root.path()), (std::vector<u32>{0, 2, 3, 4}));
+    const auto nothing = [](std::vector<u32>&) { return os::OsError{}; };
+    EXPECT_EQ(os::processors_of_process(nothing, root.path()), (std::vector<u32>{0, 2, 3, 4}));
 }
 
 // Limits of control groups do not shrink what is built in.

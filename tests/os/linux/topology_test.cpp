@@ -5,6 +5,7 @@
 #include <random>
 
 #include "os/cpu.h"
+#include "os/linux/cpuid_topology.h"
 #include "os/linux/number_list.h"
 #include "os/numa.h"
 #include "support/fake_root.h"
@@ -72,7 +73,10 @@ TEST(TopologyTest, WhatIsNotToldIsUnknown) {
     EXPECT_GE(by_cpuid.logical_cores, 1u);
     EXPECT_LE(by_cpuid.physical_cores, by_cpuid.logical_cores);
     EXPECT_LE(by_cpuid.sockets, by_cpuid.physical_cores);
-    EXPECT_EQ(by_cpuid.physical_cores == 0, by_cpuid.sockets == 0);
+    const os::CpuidRegisters first = os::cpuid(0xb, 0);
+    const bool tells = (first.ecx >> 8 & 255) == 1 && (first.ebx & 0xffff) != 0;
+    EXPECT_EQ(by_cpuid.physical_cores != 0, tells);
+    EXPECT_EQ(by_cpuid.sockets != 0, tells);
     EXPECT_EQ(by_cpuid.numa_nodes, 1u);  // no node folder: all memory is near
     root.folder(kCpu);
     EXPECT_EQ(counts(root), (Counts{0, 0, 0, 1}));
@@ -89,6 +93,41 @@ TEST(TopologyTest, WhatIsNotToldIsUnknown) {
     root.file(std::string(kCpu) + "/online", "0-x\n");
     root.file(std::string(kNode) + "/online", "many\n");
     EXPECT_EQ(counts(root), (Counts{0, 0, 0, 0}));
+}
+
+namespace {
+
+// Logical processors of a core and of a package, as leaf 11 tells them; none where it is missing.
+u32 of_core = 0, of_package = 0;
+
+os::CpuidRegisters fake_cpuid(u32 leaf, u32 level) {
+    if (leaf != 0xb || of_core == 0) return {};
+    if (level == 0) return {.ebx = of_core, .ecx = 1 << 8};
+    if (level == 1) return {.ebx = of_package, .ecx = 2 << 8 | 1};
+    return {.ecx = level};
+}
+
+Counts by_cpuid(u32 logical, u32 core, u32 package) {
+    of_core = core;
+    of_package = package;
+    os::Topology t;
+    t.logical_cores = logical;
+    os::count_by_cpuid(t, fake_cpuid);
+    return {t.logical_cores, t.physical_cores, t.sockets};
+}
+
+}  // namespace
+
+TEST(TopologyTest, ByWhatAProcessorSaysOfItself) {
+    EXPECT_EQ(by_cpuid(16, 2, 16), (Counts{16, 8, 1}));
+    EXPECT_EQ(by_cpuid(32, 2, 16), (Counts{32, 16, 2}));
+    EXPECT_EQ(by_cpuid(16, 1, 8), (Counts{16, 16, 2}));
+    // A guest has a part of a package, or not even a whole core.
+    EXPECT_EQ(by_cpuid(4, 2, 16), (Counts{4, 2, 1}));
+    EXPECT_EQ(by_cpuid(1, 2, 16), (Counts{1, 1, 1}));
+    // Processors that do not tell, or tell what cannot be.
+    EXPECT_EQ(by_cpuid(16, 0, 0), (Counts{16, 0, 0}));
+    EXPECT_EQ(by_cpuid(16, 4, 2), (Counts{16, 0, 0}));
 }
 
 TEST(TopologyTest, OfThisMachine) {

@@ -335,6 +335,9 @@ TEST(AllocateHeapTest, AFailureEndsTheRunWithItsReport) {
             e.print();
         }
         EXPECT_EQ(console.take(),
+                  "\n{R}The system did not give 1.00 EiB of memory. Compute fewer digits, close other "
+                  "programs, or raise the memory limit of this process. Where large or locked pages are "
+                  "\"forced\", choose \"attempt\".\nSee \"kalvor help\".\n{w}"
                   "\n\n{R}Large heap allocation failed.\n{w}\n{w}Failed Allocation: {Y}1.00 EiB{w}\n");
     }
     // Memory that is there can still be allocated.

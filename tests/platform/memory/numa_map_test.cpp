@@ -105,6 +105,16 @@ TEST(NumaMapTest, ASystemWithoutAnAnswer) {
     }
 }
 
+TEST(NumaMapDeathTest, ASystemWithoutAnAnswerIsAnError) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            NumaUnknown(120).print();
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "Fatal Error: GetNumaHighestNodeNumber.. failed: 120");
+}
+
 // Once a process, when the first setting is made of it.
 TEST(NumaMapDeathTest, TheUserSeesItOnce) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

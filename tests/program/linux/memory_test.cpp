@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <sstream>
 
 #include "app/session/memory_plan.h"
@@ -98,7 +99,8 @@ TEST(MemoryTest, WhatCannotBeHadIsRefusedWithTheSizeThatFits) {
     TemporaryFolder folder;
     kalvor_test::RunOptions options;
     options.folder = folder.path();
-    const ProgramRun run = run_kalvor({"skip-warnings", "custom", "pi", "-dec:10t"}, options);
+    const ProgramRun run =
+        run_kalvor({"skip-warnings", "custom", "pi", "-dec:10t", "-o", "new/deeper"}, options);
     const std::string said = run.out + run.err;
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_NE(said.find("There is insufficient physical memory.\nThe computation needs 4"), std::string::npos)
@@ -107,7 +109,7 @@ TEST(MemoryTest, WhatCannotBeHadIsRefusedWithTheSizeThatFits) {
     EXPECT_NE(said.find("0,000 digits.\nChoose fewer digits. On a command line -force:1 runs it anyway."),
               std::string::npos)
         << said;
-    EXPECT_TRUE(folder.files().empty());
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
 TEST(MemoryTest, AMillionDigits) {

@@ -214,3 +214,18 @@ TEST(TerminalTest, KeysAreWaitedForOnBothSidesOnly) {
     const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--child", "Lines"}, options);
     EXPECT_NE(run.out.find("[a][b][c][no key][next]"), std::string::npos) << run.out;
 }
+
+// A question about a full disk goes to a terminal whose keys can answer it, and to nobody else.
+TEST(TerminalTest, ARunIsAttendedWithBothSidesOnly) {
+    EXPECT_EQ(on_terminal("Attended", "").output, "attended");
+    const kalvor_test::TemporaryFolder folder;
+    const std::string file = folder / "out";
+    Screen terminal("Attended", nullptr, file.c_str());
+    terminal.end();
+    EXPECT_EQ(kalvor_test::read_file(file), "<<alone>>");
+    kalvor_test::RunOptions options;
+    options.terminal = true;
+    options.input = "an answer\n";
+    const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--child", "Attended"}, options);
+    EXPECT_EQ(run.out, "<<alone>>");
+}

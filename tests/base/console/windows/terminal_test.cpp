@@ -41,6 +41,30 @@ const kalvor_test::Child empty_no_color_child("EmptyNoColor", [] {
     kalvor_test::run_child("Colors");
 });
 
+// One side on the window, the other not: whether a key is waited for, and whether a run would ask its user.
+void print_who_is_there(DWORD redirected) {
+    const HANDLE before = GetStdHandle(redirected), window = GetStdHandle(STD_OUTPUT_HANDLE);
+    const HANDLE nothing =
+        CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                    OPEN_EXISTING, 0, nullptr);
+    SetStdHandle(redirected, nothing);
+    std::wstring seen = os::wait_for_key() ? L"[key]" : L"[no key]";
+    seen += LinearConsoleNode(79, 1.0).attended() ? L"[attended]" : L"[alone]";
+    SetStdHandle(redirected, before);
+    CloseHandle(nothing);
+    DWORD written = 0;
+    WriteConsoleW(window, seen.data(), static_cast<DWORD>(seen.size()), &written, nullptr);
+}
+const kalvor_test::Child no_output_child("NoOutput", [] { print_who_is_there(STD_OUTPUT_HANDLE); });
+const kalvor_test::Child no_input_child("NoInput", [] { print_who_is_there(STD_INPUT_HANDLE); });
+
+// A line that is longer than what is to be erased.
+const kalvor_test::Child erased_line_child("ErasedLine", [] {
+    Console::print("above\n" + std::string(90, 'x'));
+    Console::erase_line(79);
+    Console::print("[" + std::to_string(Console::columns()) + "]");
+});
+
 // More than the system takes in one call, and characters of more than one byte or unit.
 const kalvor_test::Child long_text_child("LongText", [] {
     std::string text;
@@ -110,4 +134,19 @@ TEST(TerminalTest, FatalExitPausesAndExitsWithItsCode) {
     const ConsoleRun run = run_on_console("FatalExit", "k");
     EXPECT_EQ(run.screen, "<<\n{12}broken\n{7}>>Press any key to continue . . .");
     EXPECT_EQ(run.exit_code, 7);
+}
+
+// Nobody sees a question when the output is not the window, and nobody can answer when the input is not.
+TEST(TerminalTest, KeysAreWaitedForOnBothSidesOnly) {
+    EXPECT_EQ(run_on_console("NoOutput", "k").screen, "[no key][alone]");
+    EXPECT_EQ(run_on_console("NoInput", "k").screen, "[no key][alone]");
+}
+
+TEST(TerminalTest, ARunIsAttendedOnAWindow) {
+    EXPECT_EQ(run_on_console("Attended").screen, "<<attended>>");
+}
+
+// The whole line of the window, whatever its width; what stands above it stays.
+TEST(TerminalTest, LinesAreErasedWhole) {
+    EXPECT_EQ(run_on_console("ErasedLine").screen, "above\n[100]");
 }
