@@ -104,7 +104,7 @@ class NormalFloatSession {
     void run_phases();
     void begin_record();
     // The line of the header that takes a moment to measure: at once, or late where the terminal can.
-    std::shared_ptr<Console::LateLine> print_base_frequency();
+    std::shared_ptr<LateLabel> print_base_frequency();
     // The value against digits that are computed another way. What differs is told at the end of the run.
     void check_value();
     void finish_checks(const DigitResults& digits);
