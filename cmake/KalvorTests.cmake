@@ -2,8 +2,8 @@
 # *_bench.cpp files of a folder under bench/ one benchmark program. They are left out when their libraries are
 # not installed, so the program itself builds without them. Folders "linux" and "windows" are for that system only.
 #
-# Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others; "tasks" the quick
-# tests of what runs tasks. Programs of the arithmetic floors are run once more with KALVOR_ISA=avx2 where both levels
+# Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others; "windows" those of the
+# slow ones that only Windows can run, so they run beside its quick ones; "tasks" the quick tests of what runs tasks. Programs of the arithmetic floors are run once more with KALVOR_ISA=avx2 where both levels
 # are built.
 
 enable_testing()
@@ -92,6 +92,9 @@ function(kalvor_register_test name target)
     set_tests_properties(${name}.slow PROPERTIES LABELS slow TIMEOUT 1800 ENVIRONMENT "${ARG_ENV}" COST 2)
     if(name MATCHES "^(program|constants/(builtin|formulas)|fuzz|platform/parallel)")
       set_tests_properties(${name}.slow PROPERTIES COST 3)
+    endif()
+    if(name MATCHES "/windows$")
+      set_property(TEST ${name}.slow APPEND PROPERTY LABELS windows)
     endif()
   endif()
   # Long ones begin first, so that none is left alone at the end.

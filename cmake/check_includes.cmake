@@ -27,14 +27,15 @@ function(room_of path out)
   set(${out} "${found}" PARENT_SCOPE)
 endfunction()
 
-# Computation reports through a Status, a run's warnings or what it returns. On these floors only the following
-# print by themselves.
-set(silent_floors arith constants digits platform)
+# Computation reports through a Status, a run's warnings or what it returns. On these floors, and in these rooms of the
+# application, only the following print by themselves.
+set(silent "^(arith|constants|digits|platform|app/session|app/record)/")
+# What prints, and an output in which a line's place is kept.
+set(console_headers base/console/console.h base/console/error_output.h base/console/late_line.h)
 set(console_files
   # menus and prompts
   constants/catalog/brent_constant.cpp
   constants/catalog/catalog_menu.cpp
-  constants/catalog/custom_constant.cpp  # its warnings and the file that it opens, too
   constants/catalog/log_constant.cpp
   constants/catalog/sqrt_constant.cpp
   digits/bbp/bbp_menu.cpp
@@ -43,9 +44,15 @@ set(console_files
   digits/viewer/extract_txt.cpp
   digits/viewer/view_range.cpp
   digits/viewer/viewer_menu.cpp
-  platform/memory/interleave_allocator.cpp  # its menu, and the map of nodes when a setting is made
-  platform/memory/node_list.cpp
   platform/parallel/tbb_framework.cpp
+  # menus and prompts, and what is told when a setting is made: before there is a run, which alone has warnings and
+  # a Status, and in the order in which files and options name the settings, on the main thread
+  constants/catalog/custom_constant.cpp  # the formula file that is opened, and what is odd in it
+  platform/memory/interleave_allocator.cpp  # the map of memory nodes
+  platform/memory/node_list.cpp  # that no node has memory to give
+  # commands that refuse a word of their command line
+  digits/bbp/bbp_command.cpp
+  digits/viewer/viewer_command.cpp
   # pages at the start of the program and in place of a run
   platform/sysinfo/core_numbers.cpp
   platform/sysinfo/feature_check.cpp
@@ -79,21 +86,18 @@ foreach(file IN LISTS files)
       message("src/${file}: ${from} may not include ${to} (\"${target}\")")
       math(EXPR errors "${errors} + 1")
     endif()
-    string(REGEX REPLACE "/.*" "" floor ${file})
-    if(target STREQUAL "base/console/console.h" AND floor IN_LIST silent_floors)
+    if(target IN_LIST console_headers AND file MATCHES "${silent}")
       list(APPEND console_files_found ${file})
       if(NOT file IN_LIST console_files)
-        message("src/${file}: ${floor} may not print (base/console/console.h): report through a Status or the "
-                "warnings of the run")
+        message("src/${file}: ${from} may not print (${target}): report through a Status or the warnings of the run")
         math(EXPR errors "${errors} + 1")
       endif()
     endif()
   endforeach()
   # An exception prints its report by itself.
-  string(REGEX REPLACE "/.*" "" floor ${file})
   file(STRINGS ${ROOT}/src/${file} printed REGEX "(\\.|->)print\\(\\)")
-  if(printed AND floor IN_LIST silent_floors AND NOT file IN_LIST console_files)
-    message("src/${file}: ${floor} may not print (${printed}): hand it to the warnings of the run")
+  if(printed AND file MATCHES "${silent}" AND NOT file IN_LIST console_files)
+    message("src/${file}: ${from} may not print (${printed}): hand it to the warnings of the run")
     math(EXPR errors "${errors} + 1")
   endif()
   file(STRINGS ${ROOT}/src/${file} banned REGEX "#[ \t]*include[ \t]*<(semaphore|barrier|latch|stop_token)>")

@@ -13,15 +13,14 @@ namespace kalvor_test {
 
 inline constexpr const char* kDraft = "out/Pi - Dec - Chudnovsky (incomplete).txt";
 inline constexpr const char* kFile = "out/Pi - Dec - Chudnovsky.txt";
-inline constexpr unsigned kShortRunBytes = 5000002;
 
 // Many seconds are left after the start.
 inline const std::vector<std::string> kLongRun = {"custom", "pi", "-dec:50m", "-o", "out"};
 inline const std::vector<std::string> kShortRun = {"custom", "pi", "-dec:5m", "-o", "out"};
-
-// At its last phases it has seconds left, so that an interrupt there must stop it.
+inline constexpr unsigned kShortRunBytes = 5000002;
+// The same moments with more work left behind them.
 inline const std::vector<std::string> kLateRun = {"custom", "pi", "-dec:20m", "-o", "out"};
-inline constexpr const char* kLateMoment = "Base Converting:";
+inline constexpr unsigned kLateRunBytes = 20000002;
 
 // A moment is what the program has printed by then.
 inline const std::vector<std::string> kMomentsOfLongRun = {
@@ -38,7 +37,7 @@ inline int count(const std::string& text, const std::string& what) {
 }
 
 // What is left must be what was said.
-inline void expect_said(const TemporaryFolder& folder, const std::string& text) {
+inline void expect_said(const TemporaryFolder& folder, const std::string& text, unsigned bytes) {
     ASSERT_EQ(count(text, "Interrupted. "), 1) << text;
     EXPECT_EQ(text.find("xception"), std::string::npos) << text;
     std::string line = text.substr(text.find("Interrupted. "));
@@ -52,7 +51,7 @@ inline void expect_said(const TemporaryFolder& folder, const std::string& text) 
     }
     EXPECT_EQ(line, kept.empty() ? "Interrupted. Nothing was kept." : "Interrupted. Kept: " + kept);
     if (file) {
-        EXPECT_EQ(std::filesystem::file_size(folder / kFile), kShortRunBytes);
+        EXPECT_EQ(std::filesystem::file_size(folder / kFile), bytes);
     }
 }
 
@@ -60,20 +59,35 @@ inline void expect_said(const TemporaryFolder& folder, const std::string& text) 
 inline void expect_stopped_early(const TemporaryFolder& folder, const std::string& text, int exit_code,
                                  int exit_code_of_interrupted) {
     EXPECT_EQ(exit_code, exit_code_of_interrupted) << text;
-    expect_said(folder, text);
+    expect_said(folder, text, 0);
     EXPECT_FALSE(std::filesystem::exists(folder / kFile));
 }
 
-// The short run may be faster than the interrupt; it has then done its work.
-inline void expect_stopped_or_complete(const TemporaryFolder& folder, const std::string& text, int exit_code,
-                                       int exit_code_of_interrupted) {
+// A run may be faster than the interrupt; it has then done its work, and this is false.
+inline bool expect_stopped_or_complete(const TemporaryFolder& folder, const std::string& text, int exit_code,
+                                       int exit_code_of_interrupted, unsigned bytes = kShortRunBytes) {
     if (count(text, "Verified: ") == 1 && count(text, "Interrupted. ") == 0) {
         EXPECT_TRUE(exit_code == 0 || exit_code == exit_code_of_interrupted) << text;
-        EXPECT_EQ(std::filesystem::file_size(folder / kFile), kShortRunBytes);
-    } else {
-        EXPECT_EQ(exit_code, exit_code_of_interrupted) << text;
-        expect_said(folder, text);
+        EXPECT_EQ(std::filesystem::file_size(folder / kFile), bytes);
+        return false;
     }
+    EXPECT_EQ(exit_code, exit_code_of_interrupted) << text;
+    expect_said(folder, text, bytes);
+    // The series, the numbers or the digits: the run was not at its last report.
+    return count(text, "Verified: ") == 0;
+}
+
+// An interrupt at a late moment stops the run. attempt(folder) interrupts one, expects the above of it and
+// says whether it was stopped. Little is left behind the last moments, so several runs may try; but not all
+// of them may be complete.
+template <class Attempt>
+void expect_stopped_late(const Attempt& attempt) {
+    constexpr int kAttempts = 5;
+    for (int i = 0; i < kAttempts; i++) {
+        const TemporaryFolder folder;
+        if (attempt(folder) || testing::Test::HasFailure()) return;
+    }
+    ADD_FAILURE() << kAttempts << " runs were complete before the interrupt";
 }
 
 }  // namespace kalvor_test

@@ -8,7 +8,7 @@
 
 namespace kalvor {
 
-// What the menu asks the machine.
+// What the menu asks the machine. A reading and no calls: its memory is that of the moment when it was made.
 struct BenchmarkMachine {
     u64 processors;  // logical ones that may be used
     os::MemoryStatus memory;

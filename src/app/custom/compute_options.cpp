@@ -143,24 +143,18 @@ void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
 }
 
 // What is left out in silence would be taken for something that the file does.
-void refuse_what_files_cannot_hold(const ComputeSettings& settings, const OptionUse& use) {
-    const std::pair<bool, const char*> given[] = {{!settings.log_path.empty(), "-log"},
-                                                  {settings.bbp_digits != 0, "-bbp"},
-                                                  {settings.overwrite, "-overwrite"},
-                                                  {settings.minimum_space.has_value(), "-minspace"},
-                                                  {settings.force, "-force"}};
-    const char* option = "";
-    for (const auto& [is_given, name] : given) {
-        if (is_given && *option == 0) option = name;
+void refuse_what_files_cannot_hold(const ComputeSettings& settings, const SettingsTable& table,
+                                   const OptionUse& use) {
+    for (const SettingRow& row : table) {
+        if (!row.lost_in_file || !row.lost_in_file(settings)) continue;
+        throw CommandLine::RefusedException("-save: a settings file cannot hold " + row.option.text.name +
+                                            ".\n" + CommandLine::see_help(use.page));
     }
-    if (*option == 0) return;
-    throw CommandLine::RefusedException(std::string("-save: a settings file cannot hold ") + option + ".\n" +
-                                        CommandLine::see_help(use.page));
 }
 
 }  // namespace
 
-ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use) {
+ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use, const SettingsTable& table) {
     ComputeSettings& settings = choices.settings;
     if (choices.threads) choose_threads(choices, use.page);
     print_warning(settings.set_decimal_digits(
@@ -174,7 +168,7 @@ ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use) {
     }
     print_warning(settings.check_compression());
     if (settings.bbp_digits != 0) check_bbp_digits(settings, use);
-    if (!choices.save_path.empty()) refuse_what_files_cannot_hold(settings, use);
+    if (!choices.save_path.empty()) refuse_what_files_cannot_hold(settings, table, use);
     if (!choices.save_path.empty())
         choices.save_path = FileIO::with_config_extension(std::move(choices.save_path));
     return {std::move(settings), std::move(choices.save_path)};
@@ -189,7 +183,7 @@ ComputeCommand parse_custom_options(ParameterList& parameters, const SettingsTab
         if (!read_compute_option(choices, parameters, options, kCustom))
             refuse_compute_option(parameters, options, kCustom);
     }
-    return settle(std::move(choices), kCustom);
+    return settle(std::move(choices), kCustom, table);
 }
 
 std::optional<RunRecord> run_or_save(ComputeCommand command, const AuthorizationToken& token) {

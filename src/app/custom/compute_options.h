@@ -43,8 +43,9 @@ bool read_compute_option(ComputeChoices& choices, CommandLine::ParameterList& pa
                                         const ComputeOptions& options, const OptionUse& use);
 
 // After the last option: what depends on two of them. Prints what had to be corrected. Throws what refuses a
-// combination.
-ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use);
+// combination. table: the rows of the options that were read.
+ComputeCommand settle(ComputeChoices&& choices, const OptionUse& use,
+                      const SettingsTable& table = compute_settings_table());
 
 // Everything behind the word "custom": the constant's token, then options. Refuses as the functions above.
 ComputeCommand parse_custom_options(CommandLine::ParameterList& parameters,

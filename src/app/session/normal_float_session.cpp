@@ -12,9 +12,7 @@
 #include "app/validation/validation_file.h"
 #include "base/clock/date_text.h"
 #include "base/clock/tsc_frequency.h"
-#include "base/console/console.h"
 #include "base/console/format.h"
-#include "base/console/late_line.h"
 #include "base/errors/exceptions.h"
 #include "base/status/progress_ticker.h"
 #include "base/status/status_scope.h"
@@ -168,19 +166,20 @@ void NormalFloatSession::require_checks() const {
     }
 }
 
-std::shared_ptr<Console::LateLine> NormalFloatSession::print_base_frequency() {
-    std::shared_ptr<Console::LateLine> late = terminal_ != nullptr ? terminal_->late_line() : nullptr;
+std::shared_ptr<LateLabel> NormalFloatSession::print_base_frequency() {
+    std::shared_ptr<LateLabel> late = terminal_ != nullptr ? terminal_->late_label() : nullptr;
     if (late == nullptr) {
         const SummaryLine line = base_frequency_line(measure_tsc_frequency());
         status_.Status_Label(line.width, line.name, line.value);
         return late;
     }
     SharedTscRates::of_this_machine().when_there([late](const TscRates* rates) {
-        late->arrive([rates] {
-            if (rates == nullptr || rates->failure != nullptr) return;
+        if (rates == nullptr || rates->failure != nullptr) {
+            late->drop();
+        } else {
             const SummaryLine line = base_frequency_line(rates->by_performance_counter);
-            Console::aligned_line(line.name, line.width, line.value.text, line.value.color);
-        });
+            late->arrive(line.width, line.name, line.value);
+        }
         // Now, and not when hours have been computed.
         if (rates != nullptr && rates->failure != nullptr) rates->require();
     });
@@ -224,7 +223,7 @@ void NormalFloatSession::run_phases() {
     if (!settings_.log_path.empty()) log_.open(settings_.log_path, *environment_.calls);
     // Behind it everything waits on its way to the screen, and not to be done. Not longer than this run.
     struct Late {
-        std::shared_ptr<Console::LateLine> line;
+        std::shared_ptr<LateLabel> line;
         ~Late() {
             if (line) line->wait();
         }

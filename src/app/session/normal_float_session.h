@@ -31,7 +31,8 @@ namespace kalvor {
 
 // What a run asks for outside of its settings.
 struct RunEnvironment {
-    // Of the machine, when the run begins.
+    // Of the machine, when the run begins. The one call that a run makes besides those of files, so it has no
+    // struct of its own.
     std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
     bool include_pii = false;        // whether its record may name the machine
     bool colors = false;             // whether the user has them
@@ -104,7 +105,7 @@ class NormalFloatSession {
     void run_phases();
     void begin_record();
     // The line of the header that takes a moment to measure: at once, or late where the terminal can.
-    std::shared_ptr<Console::LateLine> print_base_frequency();
+    std::shared_ptr<LateLabel> print_base_frequency();
     // The value against digits that are computed another way. What differs is told at the end of the run.
     void check_value();
     void finish_checks(const DigitResults& digits);

@@ -33,6 +33,7 @@ SettingRow switch_row(SettingRow row, bool S::*member) {
     row.option.text.value_form = ":<switch>";
     row.option.text.fallback = defaults.*member ? "on" : "off";
     row.option.value = SwitchValue<C>{[member](C& c, bool on) { c.settings.*member = on; }};
+    if (!row.of) row.lost_in_file = [member](const S& s) { return s.*member != S().*member; };
     return row;
 }
 
@@ -124,7 +125,8 @@ SettingsTable make_table() {
                    &S::overwrite),
         {.option = {{"-minspace", ":<switch>", "refuse if space lacks", "", "on above an hour"},
                     SwitchValue<C>{[](C& c, bool on) { c.settings.minimum_space = on; }}},
-         .meaning = "refuse to start when the disk has too little space, instead of warning"},
+         .meaning = "refuse to start when the disk has too little space, instead of warning",
+         .lost_in_file = [](const S& s) { return s.minimum_space.has_value(); }},
         switch_row({.option = {{"-force", "", "run without enough memory", ""}},
                     .meaning = "run although the machine has too little memory"},
                    &S::force),
@@ -136,14 +138,16 @@ SettingsTable make_table() {
         {.option = {{"-log", " <file>", "append the run's events to a file", ""},
                     NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = not_empty(path, "-log"); },
                                      "the events are appended to"}},
-         .meaning = "append every event of the run to a file, at once"},
+         .meaning = "append every event of the run to a file, at once",
+         .lost_in_file = [](const S& s) { return !s.log_path.empty(); }},
         {.option = {{"-bbp", ":<n>", "check last hex. digits (" + names_with_extractor() + ")", kRightBbp,
                      "32 up to 10m"},
                     CountValue<C>{8, set_bbp_digits}},
          .meaning = "only " + names_with_extractor() +
                     ": compute the last n hexadecimal digits (8 to 1,048,576) a second time by another "
                     "formula and compare; needs neither `-hex` nor files; runs of more than 10m digits and "
-                    "those with `-verify:0` do so only with this option"},
+                    "those with `-verify:0` do so only with this option",
+         .lost_in_file = [](const S& s) { return s.bbp_digits != 0; }},
         {.option = {{"-threads", ":<n>", "threads, 1 to 65,536", kRightTasks, "all processors"},
                     CountValue<C>{1, set_threads}},
          .meaning = "threads to compute with, 1 to 65,536"},

@@ -43,9 +43,13 @@ u64 largest_cached_product(const MultiplyAlgorithm& algorithm) {
 
 }  // namespace
 
+Needs needs_of_place(const MultiplyAlgorithm& algorithm, u64 words) {
+    const Needs product{2 * words, round_up_64(algorithm.sizes(2 * words).scratch), 2 * words};
+    return product.above(2 * words).above(words).above(words);
+}
+
 u64 product_bytes(const MultiplyAlgorithm& algorithm, u64 words) {
-    return 2 * round_up_64(words * sizeof(Word)) + round_up_64(2 * words * sizeof(Word)) +
-           round_up_64(algorithm.sizes(2 * words).scratch) + round_up_64(algorithm.table_bytes(2 * words));
+    return needs_of_place(algorithm, words).bytes + round_up_64(algorithm.table_bytes(2 * words));
 }
 
 u64 largest_operand(const MultiplyAlgorithm& algorithm, u64 bytes, u64 most) {

@@ -3,6 +3,7 @@
 
 #include "app/stress/stress_test.h"
 #include "arith/multiply/multiply_algorithm.h"
+#include "arith/multiply/needs.h"
 
 namespace kalvor {
 
@@ -16,8 +17,9 @@ const StressTest& hnt_stress();
 const StressTest& vst_stress();
 const StressTest& c17_stress();
 
-// What a product of two operands of `words` words takes: operands, product, transforms, the algorithm's own
-// tables. Bytes, a multiple of 64.
+// What a product of two operands of `words` words takes with them: operands, product, transforms.
+Needs needs_of_place(const MultiplyAlgorithm& algorithm, u64 words);
+// The same and the algorithm's own tables. Bytes, a multiple of 64.
 u64 product_bytes(const MultiplyAlgorithm& algorithm, u64 words);
 // The longest operands of at most `most` words whose product takes at most so many bytes; 0: none.
 u64 largest_operand(const MultiplyAlgorithm& algorithm, u64 bytes, u64 most);

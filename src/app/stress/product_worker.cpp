@@ -4,6 +4,7 @@
 
 #include "app/stress/product_stress.h"
 #include "arith/m61/m61.h"
+#include "arith/multiply/needs.h"
 #include "base/errors/exceptions.h"
 #include "platform/parallel/basic_parallelizer.h"
 
@@ -43,7 +44,7 @@ ProductWorker::ProductWorker(const WorkerPlace& place, const char* tag, const Mu
       manner_(manner),
       memory_(place.memory.get(), place.memory.size() / 64 * 64) {
     const u64 table_bytes = round_up_64(algorithm.table_bytes(2 * n_));
-    place_bytes_ = product_bytes(algorithm, n_) - table_bytes;
+    place_bytes_ = needs_of_place(algorithm, n_).bytes;
     ParallelContext parallel = serial_context();
     parallel.run = &place_.monitor;
     tables_ = std::make_unique<TransformTables>(algorithm, 2 * n_, memory_.spawn(table_bytes), parallel);
@@ -64,9 +65,9 @@ u64 ProductWorker::offset_of(u64 iteration) const {
 void ProductWorker::iterate(u64 iteration) {
     AlignedBufferC memory = memory_;
     memory.spawn(offset_of(iteration));
-    Word* const A = memory.spawn(round_up_64(n_ * sizeof(Word))).word_pointer();
-    Word* const B = memory.spawn(round_up_64(n_ * sizeof(Word))).word_pointer();
-    Word* const T = memory.spawn(round_up_64(2 * n_ * sizeof(Word))).word_pointer();
+    Word* const A = carve_words(memory, n_);
+    Word* const B = carve_words(memory, n_);
+    Word* const T = carve_words(memory, 2 * n_);
     ParallelContext parallel = serial_context();
     parallel.run = &place_.monitor;
     const MultiplyContext context{parallel, memory, tables_.get()};

@@ -224,19 +224,19 @@ class StressRun {
 
 }  // namespace
 
-StressCalls StressCalls::of_this_machine() {
-    StressCalls calls;
-    calls.cores = &CoreNumbers::of_this_machine();
-    calls.seconds = [timer = WallTimer()] { return timer.seconds(); };
-    calls.set_affinity = [](u32 processor) { return os::set_thread_affinity({processor}); };
-    // The nodes' own threads serve one region at a time.
-    const auto one_at_a_time = std::make_shared<std::mutex>();
-    calls.allocate = [one_at_a_time](u32, u64 bytes, bool local) {
-        if (local) return allocate_heap(MmapConfig(), serial_context(), kAlignmentLog2, bytes);
-        const std::lock_guard<std::mutex> lock(*one_at_a_time);
-        return allocate_heap(InterleaveConfig(), serial_context(), kAlignmentLog2, bytes);
-    };
-    calls.tests = stress_tests();
+const StressCalls& StressCalls::of_this_machine() {
+    // Never destroyed: workers use it while the process ends.
+    static const StressCalls& calls = *new StressCalls{
+        &CoreNumbers::of_this_machine(), [timer = WallTimer()] { return timer.seconds(); },
+        [](u32 processor) { return os::set_thread_affinity({processor}); },
+        [](u32, u64 bytes, bool local) {
+            if (local) return allocate_heap(MmapConfig(), serial_context(), kAlignmentLog2, bytes);
+            // The nodes' own threads serve one region at a time.
+            static std::mutex& one_at_a_time = *new std::mutex;
+            const std::lock_guard<std::mutex> lock(one_at_a_time);
+            return allocate_heap(InterleaveConfig(), serial_context(), kAlignmentLog2, bytes);
+        },
+        stress_tests()};
     return calls;
 }
 

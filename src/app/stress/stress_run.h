@@ -28,7 +28,7 @@ struct StressCalls {
     // What sees the stages of the products of a core; only tests have one.
     std::function<ComputationStages*(u32 core)> stages = {};
 
-    static StressCalls of_this_machine();
+    static const StressCalls& of_this_machine();
 };
 
 // Runs the enabled tests and reports each, with the cores that failed. False when a core failed or could not

@@ -18,7 +18,8 @@ namespace kalvor {
 inline constexpr std::array<const char*, 9> kStressTags = {"BKT", "BBP", "SFT", "FFT", "N32",
                                                            "N64", "HNT", "VST", "C17"};
 
-// The machine that the settings are for.
+// The machine that the settings are for. A reading and no calls: its memory is that of the moment when it was
+// made.
 struct StressMachine {
     const CoreNumbers* cores;
     u64 available_memory;  // bytes

@@ -77,7 +77,7 @@ class OperandDamaged final : public ConvolutionFailedException {
 inline constexpr u64 kMaxCorrected = 3;
 void operation_was_corrected(const ParallelContext& parallel, const char* function,
                              const std::string& operation, const std::string& found = "");
-// Whether the run has not met so many errors yet that nothing is done again.
+// True while the run may still repeat an operation: fewer than kMaxCorrected corrections so far.
 bool may_correct(const ParallelContext& parallel);
 // The words of an operand against the residue that they carry (goldilocks::kNone: nothing is compared) and
 // its value as just formed. True: the words fit but were misread, so what was formed must be formed again.

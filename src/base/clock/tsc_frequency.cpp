@@ -79,14 +79,15 @@ void TscRates::require() const {
     Console::fatal_exit(1);
 }
 
-FrequencyCalls FrequencyCalls::of_this_machine() {
-    return {os::get_thread_affinity,
-            os::set_thread_affinity,
-            os::read_tsc,
-            os::performance_counter,
-            os::performance_frequency,
-            os::system_clock_nanoseconds,
-            {}};
+const FrequencyCalls& FrequencyCalls::of_this_machine() {
+    static const FrequencyCalls calls{os::get_thread_affinity,
+                                      os::set_thread_affinity,
+                                      os::read_tsc,
+                                      os::performance_counter,
+                                      os::performance_frequency,
+                                      os::system_clock_nanoseconds,
+                                      {}};
+    return calls;
 }
 
 u64 measure_tsc_frequency() {

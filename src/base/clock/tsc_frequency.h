@@ -23,7 +23,7 @@ struct FrequencyCalls {
     // is not wanted any more; empty: the clock is read all the time.
     std::function<bool(double seconds)> pass;
 
-    static FrequencyCalls of_this_machine();
+    static const FrequencyCalls& of_this_machine();
 };
 
 // Ticks a second of the time-stamp counter, by two clocks over the same sixteenth of a second. Nothing is

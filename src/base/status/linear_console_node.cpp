@@ -37,6 +37,20 @@ class LinearConsoleIteration final : public StatusIterationNode {
     ProgressLine& line_;
 };
 
+class LateConsoleLabel final : public LateLabel {
+  public:
+    void arrive(u64 width, std::string_view name, const Console::ColoredText& value) override {
+        line_.arrive([&] { Console::aligned_line(name, width, value.text, value.color); });
+    }
+    void drop() override {
+        line_.arrive([] {});
+    }
+    void wait() override { line_.wait(); }
+
+  private:
+    Console::LateLine line_;
+};
+
 }  // namespace
 
 LinearConsoleNode::LinearConsoleNode(u64 line_width, double refresh_interval, const ProgressCalls& calls)
@@ -149,9 +163,9 @@ bool LinearConsoleNode::pause() {
     return pressed;
 }
 
-std::shared_ptr<Console::LateLine> LinearConsoleNode::late_line() {
+std::shared_ptr<LateLabel> LinearConsoleNode::late_label() {
     const Hidden hidden(line_);
-    return std::make_shared<Console::LateLine>();
+    return std::make_shared<LateConsoleLabel>();
 }
 
 bool LinearConsoleNode::dismiss() {

@@ -43,7 +43,7 @@ class LinearConsoleNode final : public LinearNode, public Terminal {
     std::optional<std::string> ask(std::string_view question) override;
     // The pause of the console.
     bool pause() override;
-    std::shared_ptr<Console::LateLine> late_line() override;
+    std::shared_ptr<LateLabel> late_label() override;
     void set_work(WorkMeter* meter) override;
     Work work() override;
 

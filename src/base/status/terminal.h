@@ -7,11 +7,22 @@
 #include <string>
 #include <string_view>
 
+#include "base/console/colors.h"
+#include "os/types.h"
+
 namespace trel {
 
-namespace Console {
-class LateLine;
-}
+// A line "name: value" of a report whose value is not known yet.
+class LateLabel {
+  public:
+    virtual ~LateLabel() = default;
+    // Any thread, once: what the line says, as Status_Label() is told it.
+    virtual void arrive(u64 width, std::string_view name, const Console::ColoredText& value) = 0;
+    // Any thread, in place of arrive(): there will be no line.
+    virtual void drop() = 0;
+    // Waits for one of the two.
+    virtual void wait() = 0;
+};
 
 // Beside the Status of a run that shows itself to somebody; any run is complete without one.
 class Terminal {
@@ -28,9 +39,9 @@ class Terminal {
     virtual std::optional<std::string> ask(std::string_view question) = 0;
     // Waits until somebody has read what stands above; false when nobody is there. The run's own thread.
     virtual bool pause() { return attended() && ask("Press Enter to continue . . . ").has_value(); }
-    // Keeps a place for a line of the report that is not known yet (base/console/late_line.h); nothing where
-    // whoever reports has to wait for it. The run's own thread.
-    virtual std::shared_ptr<Console::LateLine> late_line() { return nullptr; }
+    // Keeps a place for a line of the report that is not known yet: what is reported behind it is shown when
+    // the line has come. nullptr where whoever reports has to wait for the value. The run's own thread.
+    virtual std::shared_ptr<LateLabel> late_label() { return nullptr; }
 
   protected:
     ~Terminal() = default;

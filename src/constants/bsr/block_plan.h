@@ -225,6 +225,10 @@ class BSR_BlockB {
         }
         // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
         // not where the stack is deepest: it stands on the results of its own halves alone.
+        //
+        //   first merge:     | left | right | merge of [a, b)
+        //   further down:    | left | right | l | r | l | r |..| leaf's product and small words
+        //                    |<------------ chain ----------->|
         const u64 top = total_words(capacities(a, m, whom)) + total_words(capacities(m, b, whom));
         Needs needs = merge_needs(a, m, b, room_above(room, top), whom).above(top);
         const u64 chain = round_up_8(total_words(words) * 9 / 4) + 8192;
@@ -256,6 +260,10 @@ class BSR_BlockB {
     // term, so all ranges of a level are of one size to two terms; at one size a number's share grows or
     // shrinks along the index, so that it is largest at one of the two, to the words of spread_. `tds`: the
     // most that a range has. (The walk into both halves would take twice as long with each level.)
+    //
+    //   this level:   | first |  ...  |  ...  | last  |     |: where ranges meet
+    //   the next:     |FF |   |  ...  |  ...  |   |LL |     FF, LL: its first and last, the halves at the
+    //   ends
     struct Range {
         u64 a, b;
     };

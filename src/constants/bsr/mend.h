@@ -18,7 +18,7 @@ inline constexpr u64 kMendedWords = u64(1) << 20;
 // "series, terms 5 to 9" for the range [4, 9).
 std::string range_name(u64 a, u64 b);
 
-// Whether the run has not met so many errors yet that it has to end.
+// True while the run may still repeat a range: fewer than kMaxCorrected corrections so far.
 bool may_mend(const ParallelContext& parallel);
 // The first line of an error's text.
 std::string what_was_found(const Exception& error);

@@ -20,8 +20,8 @@ class LinearCombinationStep final : public Step {
         : Step(request.precision),
           coefficients_(std::move(coefficients)),
           words_(round_up_8(precision() + 4)) {
-        needs_.bytes = 2 * words_ * sizeof(Word);
         needs_.result_words = precision() + 4;
+        needs_ = needs_.above(words_).above(words_);
         for (const i64 c : coefficients_) {
             coefficient_bits_ = std::max<u64>(coefficient_bits_, std::bit_width(magnitude_of(c)));
         }

@@ -58,7 +58,7 @@ class FloatWriterB {
     // by verify() or by writing, is done again once in a run; a value that does not fit its residue ends it.
     void convert(const CBRv2::ConvertOptions& options = {});
     // Checks the conversion of the first `digits` digits (all computed ones). Throws "Too many digits.",
-    // AlgorithmFailedException. Digits that are written without it are checked then: no road leads past it.
+    // AlgorithmFailedException. Writing calls it first if nobody has.
     void verify(u64 digits);
     void verify() { verify(plan_.compute_digits); }
     // Hexadecimal digits: checks the value, and that its words pass unchanged through the buffer that output

@@ -6,6 +6,7 @@
 #include "base/console/console.h"
 #include "os/interrupt.h"
 #include "platform/fileio/file_calls.h"
+#include "platform/parallel/interruptible_run.h"
 
 namespace kalvor {
 
@@ -13,6 +14,8 @@ namespace {
 
 constexpr int kAttemptsToPrint = 20;
 constexpr auto kBetweenAttempts = std::chrono::milliseconds(10);
+// An interrupted run ends within two seconds, also one that does not stop on a terminal that does not print.
+static_assert(trel::kGraceMilliseconds + kAttemptsToPrint * kBetweenAttempts.count() < 2000);
 
 }  // namespace
 

@@ -2,14 +2,6 @@
 
 namespace trel {
 
-namespace {
-
-// The work polls several times a second, so by then it has long stopped; the process is to end within two
-// seconds whatever happens.
-constexpr u32 kGraceMilliseconds = 1500;
-
-}  // namespace
-
 bool run_interruptible(RunMonitor& monitor, const std::function<void()>& body,
                        const std::function<void()>& overdue) {
     {

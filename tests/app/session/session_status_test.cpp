@@ -1,7 +1,9 @@
 // A session reports through its Status alone, and sessions of one process share nothing.
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <filesystem>
+#include <mutex>
 
 #include "app/session/console_run.h"
 #include "app/session/line_recorder.h"
@@ -58,27 +60,82 @@ std::vector<std::string> lines_of(std::string_view text) {
     return lines;
 }
 
+// Keeps places for late lines in the text of a recorder.
+class LateTerminal final : public trel::Terminal {
+  public:
+    explicit LateTerminal(LineRecorder& recorder) : recorder_(recorder) {}
+    void tick() override {}
+    bool dismiss() override { return true; }
+    bool attended() const override { return false; }
+    std::optional<std::string> ask(std::string_view) override { return std::nullopt; }
+    std::shared_ptr<trel::LateLabel> late_label() override {
+        place_ = recorder_.text.size();
+        return label_ = std::make_shared<Label>();
+    }
+    // After the run: the late line, which is also put into its place.
+    std::string take_line() {
+        if (!label_) return "";
+        recorder_.text.insert(place_, label_->text);
+        return label_->text;
+    }
+
+  private:
+    struct Label final : trel::LateLabel {
+        void arrive(u64 width, std::string_view name, const trel::Console::ColoredText& value) override {
+            std::string line(name);
+            line.resize(width, ' ');
+            set(line + value.text + "\n");
+        }
+        void drop() override { set(""); }
+        void wait() override {
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [this] { return arrived; });
+        }
+        void set(const std::string& line) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            text = line;
+            arrived = true;
+            changed.notify_all();
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool arrived = false;
+        std::string text;
+    };
+
+    LineRecorder& recorder_;
+    std::size_t place_ = 0;
+    std::shared_ptr<Label> label_;
+};
+
 TEST(SessionStatusTest, ARecordingStatusHearsEveryLineOfTheConsole) {
     const TemporaryFolder folder;
-    ComputeSettings hexadecimal = settings_for(20000, folder.file("a"));
-    hexadecimal.enable_hex = true;
-    ComputeSettings same = settings_for(20000, folder.file("a"));
-    same.enable_hex = true;
+    const auto settings = [&] {
+        ComputeSettings made = settings_for(20000, folder.file("a"));
+        made.enable_hex = true;
+        return made;
+    };
 
     std::string shown;
     {
         CaptureConsole console;
         trel::LinearConsoleNode status(79, 1.0);
-        NormalFloatSessionB(std::move(hexadecimal), kalvor_test::authorized(), status, &status).run();
+        NormalFloatSessionB(settings(), kalvor_test::authorized(), status, &status).run();
         shown = console.take();
     }
-    std::filesystem::remove_all(folder.file("a"));
     CaptureConsole console;
-    LineRecorder recorder;
-    NormalFloatSessionB(std::move(same), kalvor_test::authorized(), recorder).run();
-    // Nothing went past it.
-    EXPECT_EQ(console.take(), "");
-    EXPECT_EQ(lines_of(recorder.text), lines_of(shown));
+    for (const bool with_terminal : {false, true}) {
+        std::filesystem::remove_all(folder.file("a"));
+        LineRecorder recorder;
+        LateTerminal terminal(recorder);
+        NormalFloatSessionB(settings(), kalvor_test::authorized(), recorder,
+                            with_terminal ? &terminal : nullptr)
+            .run();
+        // Nothing went past them, not even the line whose value comes late.
+        EXPECT_EQ(console.take(), "");
+        EXPECT_EQ(!terminal.take_line().empty(), with_terminal);
+        EXPECT_EQ(lines_of(recorder.text), lines_of(shown));
+    }
     EXPECT_NE(shown.find("Last Hexadecimal Digits:"), std::string::npos);
     EXPECT_NE(shown.find("Multi-core Efficiency:"), std::string::npos);
 }

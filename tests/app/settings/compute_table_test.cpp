@@ -16,6 +16,7 @@
 #include "app/entry/usage.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/settings/option_help.h"
+#include "base/command_line/refusal.h"
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
@@ -27,6 +28,7 @@ namespace kalvor {
 namespace {
 
 using trel::CommandLine::ParameterList;
+using trel::CommandLine::SwitchValue;
 using trel::CommandLine::WordValue;
 using trel::Config::Object;
 
@@ -218,6 +220,38 @@ TEST(ComputeTableTest, AnAddedRowIsWrittenAndReadBack) {
     } catch (const trel::ParseException& e) {
         EXPECT_EQ(e.message, "Output Format: Expected String, got Integer.");
     }
+}
+
+// What an option chooses is in the file that -save writes, or -save refuses it.
+TEST(ComputeTableTest, AnAddedOptionThatNoFileHoldsIsRefusedBySave) {
+    bool loud = false;
+    SettingsTable table = compute_settings_table();
+    table.push_back({.option = {{"-loud", "", "sing the digits", ""},
+                                SwitchValue<ComputeChoices>{[&](ComputeChoices&, bool on) { loud = on; }}},
+                     .lost_in_file = [&](const ComputeSettings&) { return loud; }});
+    const auto saved = [&](const char* word) {
+        const std::vector<std::string> words = {"kalvor", "pi", "-dec:100", word, "-save", "run"};
+        ParameterList parameters(words);
+        return parse_custom_options(parameters, table).save_path;
+    };
+    const CaptureConsole console;
+    EXPECT_EQ(saved("-loud:off"), "run.cfg");
+    try {
+        (void)saved("-loud");
+        FAIL() << "the file would lose it";
+    } catch (const trel::CommandLine::RefusedException& e) {
+        EXPECT_STREQ(e.what(), "-save: a settings file cannot hold -loud.\nSee \"kalvor help custom\".");
+    }
+}
+
+TEST(ComputeTableTest, EveryOptionIsHeldByAFileOrRefusedBySave) {
+    std::vector<std::string> neither;
+    for (const SettingRow& row : compute_settings_table()) {
+        EXPECT_FALSE(row.of && row.lost_in_file) << row.option.text.name;
+        if (!row.of && !row.lost_in_file) neither.push_back(row.option.text.name);
+    }
+    // The file itself; what the rows of tasks and of the framework hold; what this version refuses.
+    EXPECT_EQ(neither, (std::vector<std::string>{"-save", "-threads", "-M", "-minIO", "-swap"}));
 }
 
 TEST(ComputeTableTest, AnAddedRowReachesARemoteUserInterface) {

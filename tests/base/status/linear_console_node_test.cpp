@@ -57,6 +57,25 @@ TEST(LinearConsoleTest, PrintsTheLinesOfTheInterface) {
     EXPECT_EQ(console.take(), "Writing...{G} done{w}\n");
 }
 
+TEST(LinearConsoleTest, ALateLabelStandsInItsPlace) {
+    for (const bool comes : {true, false}) {
+        CaptureConsole console(CaptureConsole::terminal, true);
+        LinearConsoleNode node(79, kNever);
+        const std::shared_ptr<LateLabel> late = node.late_label();
+        node.Status_Line("behind it");
+        EXPECT_EQ(console.take(), "");
+        std::thread([&] {
+            if (comes) {
+                late->arrive(10, "Name:", {'T', "value"});
+            } else {
+                late->drop();
+            }
+        }).join();
+        late->wait();
+        EXPECT_EQ(console.take(), comes ? "{w}Name:     {T}value{w}\nbehind it\n" : "behind it\n");
+    }
+}
+
 // A text that changes is on the line all the time, and gone with its object.
 TEST(LinearConsoleTest, ChangingFramesStay) {
     CaptureConsole console(CaptureConsole::terminal);

@@ -9,6 +9,7 @@
 #include "constants/bsr/binary_bbp.h"
 #include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
+#include "support/number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
 
@@ -21,18 +22,12 @@ namespace {
 constexpr u64 kPrecision = 1300;
 constexpr u64 kTWords = round_up_8(kPrecision + 4);
 
-struct RandomNumber {
-    RandomNumber(u64 L, u64 seed) : words(L), x(words.data(), L) {
-        std::mt19937_64 random(seed);
-        for (Word& w : words) w = random() | 1;
-        x.L = L;
-        x.sign = true;
-        x.seal(serial_context());
-    }
-    mpz_class value() const { return reference::to_mpz(words); }
-    std::vector<Word> words;
-    BigFloat x;
-};
+std::vector<Word> random_words(u64 n, u64 seed) {
+    std::mt19937_64 random(seed);
+    std::vector<Word> words(n);
+    for (Word& w : words) w = random() | 1;
+    return words;
+}
 
 struct Lengths {
     u64 P1, Q1, Q2, A, B;
@@ -46,17 +41,19 @@ mpz_class value(const BigFloat& x) {
 
 // Q_words: of Q's buffer. Q_planned: as many of them as the plan knows of.
 void expect_merge(const Lengths& n, u64 Q_words, u64 Q_planned, u64 room) {
-    const RandomNumber P1(n.P1, 1), Q1(n.Q1, 2), Q2(n.Q2, 3), A(n.A, 4), B(n.B, 5);
+    using Number = kalvor_test::NumberOf<BigFloat>;
+    const Number P1(random_words(n.P1, 1)), Q1(random_words(n.Q1, 2)), Q2(random_words(n.Q2, 3)),
+        A(random_words(n.A, 4)), B(random_words(n.B, 5));
     const Needs needs = float_merge_needs(n.longest(), kTWords, Q_planned, room);
     for (const bool subtract : {false, true}) {
         Scratch P_memory(8 * kTWords), Q_memory(8 * Q_words), scratch(round_up_64(needs.bytes));
         BigFloat P(P_memory.words(), kTWords), Q(Q_memory.words(), Q_words);
-        merge_floats({serial_context(), scratch.view(), nullptr}, P, Q, P1.x, Q1.x, Q2.x, A.x, B.x,
-                     kPrecision, kTWords, subtract);
-        const mpz_class first = P1.value() * Q2.value(), second = A.value() * B.value();
+        merge_floats({serial_context(), scratch.view(), nullptr}, P, Q, P1.value, Q1.value, Q2.value, A.value,
+                     B.value, kPrecision, kTWords, subtract);
+        const mpz_class first = value(P1.value) * value(Q2.value), second = value(A.value) * value(B.value);
         const mpz_class sum = subtract ? mpz_class(first - second) : mpz_class(first + second);
         EXPECT_EQ(value(P), sum);
-        EXPECT_EQ(value(Q), mpz_class(Q1.value() * Q2.value()));
+        EXPECT_EQ(value(Q), mpz_class(value(Q1.value) * value(Q2.value)));
         EXPECT_EQ(P.residue, P.computed_residue(serial_context()));
         EXPECT_EQ(Q.residue, Q.computed_residue(serial_context()));
     }

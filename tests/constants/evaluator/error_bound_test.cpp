@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "reference/mpz_words.h"
+#include "support/number.h"
 
 using namespace kalvor;
 using trel::BigFloat;
@@ -30,13 +31,8 @@ struct Real {
     mpfr_t x;
 };
 
-// A number with words of its own.
-struct Number {
-    explicit Number(double value) : number(words, 4) { number.set_double(value, 0); }
-    Number(const Number&) = delete;
-    Number& operator=(const Number&) = delete;
-    Word words[4] = {};
-    BigFloat number;
+struct Number : kalvor_test::NumberOf<BigFloat> {
+    explicit Number(double x) : NumberOf(4) { value.set_double(x, 0); }
 };
 
 double log2_of(const PowerOfTwo& x) {
@@ -68,8 +64,8 @@ TEST(PowerOfTwoTest, ExponentsDoNotWrap) {
 TEST(PowerOfTwoTest, AroundANumber) {
     for (const double x : {1.0, 1.5, 2.0, 3.0, 0.75, 0x1p-63, 0x1p-64, 0x1p-65, 0x1p63, 0x1.8p64}) {
         const Number n(x);
-        EXPECT_EQ(log2_of(at_least(n.number)), std::floor(std::log2(x))) << x;
-        EXPECT_EQ(log2_of(above(n.number)), std::floor(std::log2(x)) + 1) << x;
+        EXPECT_EQ(log2_of(at_least(n.value)), std::floor(std::log2(x))) << x;
+        EXPECT_EQ(log2_of(above(n.value)), std::floor(std::log2(x)) + 1) << x;
     }
 }
 
@@ -160,7 +156,7 @@ TEST(ErrorBoundTest, RulesHoldAndAreClose) {
                         operation.exact(result.x, Real(x).x, Real(y).x);
                         const Number a(x), b(y), T(std::max(mpfr_get_d(result.x, MPFR_RNDN), 1e-300));
                         const ErrorBound bound =
-                            operation.rule(T.number, {a.number, within(ex)}, {b.number, within(ey)});
+                            operation.rule(T.value, {a.value, within(ex)}, {b.value, within(ey)});
                         const double seen = worst(operation, x, ex, y, ey);
                         const std::string what = std::string(operation.name) + " " + std::to_string(x) + " " +
                                                  std::to_string(y) + " " + std::to_string(ex) + " " +
@@ -183,13 +179,13 @@ TEST(ErrorBoundTest, RulesHoldAndAreClose) {
 TEST(ErrorBoundTest, OperandsThatMayBeZero) {
     const Number x(1.5), one(1.0);
     BigFloat zero;
-    const Approximation exact{one.number, ErrorBound::none()};
+    const Approximation exact{one.value, ErrorBound::none()};
     for (const double e : {-2.0, -1.0, 0.5, 3.0}) {
-        const Approximation doubtful{x.number, ErrorBound::within(PowerOfTwo{}.shifted(static_cast<i64>(e)))};
+        const Approximation doubtful{x.value, ErrorBound::within(PowerOfTwo{}.shifted(static_cast<i64>(e)))};
         const bool lost = e >= -1;
         EXPECT_EQ(quotient_error(exact, doubtful).is_unlimited(), lost) << e;
-        EXPECT_EQ(root_error(x.number, doubtful).is_unlimited(), lost) << e;
-        EXPECT_EQ(mean_error(x.number, exact, doubtful).is_unlimited(), lost) << e;
+        EXPECT_EQ(root_error(x.value, doubtful).is_unlimited(), lost) << e;
+        EXPECT_EQ(mean_error(x.value, exact, doubtful).is_unlimited(), lost) << e;
         EXPECT_EQ(logarithm_error(doubtful).is_unlimited(), lost) << e;
         EXPECT_FALSE(product_error(exact, doubtful).is_unlimited());
     }
@@ -200,8 +196,8 @@ TEST(ErrorBoundTest, OperandsThatMayBeZero) {
 
 TEST(ErrorBoundTest, WordsOfAResult) {
     const Number x(1.5);
-    EXPECT_EQ(ErrorBound::of_words(x.number, 100, 6).limit, (PowerOfTwo{-99, 6}));
-    EXPECT_EQ(ErrorBound::of_words(x.number, 100, 70).limit, (PowerOfTwo{-98, 6}));
+    EXPECT_EQ(ErrorBound::of_words(x.value, 100, 6).limit, (PowerOfTwo{-99, 6}));
+    EXPECT_EQ(ErrorBound::of_words(x.value, 100, 70).limit, (PowerOfTwo{-98, 6}));
     EXPECT_EQ(ErrorBound::within({-5, 60}).times_word(5).limit, (PowerOfTwo{-5, 63}));
     EXPECT_EQ(ErrorBound::within({-5, 60}).times_word(16).limit, (PowerOfTwo{-4, 1}));
     EXPECT_TRUE(ErrorBound::within({-5, 60}).times_word(0).exact);

@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <thread>
 
 #include "arith/multiply/product_check.h"
@@ -18,6 +14,7 @@
 #include "reference/mpz_words.h"
 #include "support/capture_console.h"
 #include "support/scratch.h"
+#include "support/temporary_folder.h"
 
 namespace kalvor {
 namespace {
@@ -30,26 +27,11 @@ using trel::u64;
 using trel::u8;
 using trel::Word;
 
-std::string contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 class FloatWriterTest : public testing::Test {
   protected:
-    FloatWriterTest() {
-        directory_ = std::filesystem::temp_directory_path() /
-                     ("kalvor-output-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" +
-                      std::to_string(std::random_device()()));
-        std::filesystem::create_directories(directory_);
-    }
-    ~FloatWriterTest() override { std::filesystem::remove_all(directory_); }
-    std::string base(const char* name) { return (directory_ / name).string(); }
-    bool exists(const std::string& path) { return std::filesystem::exists(path); }
+    std::string base(const char* name) const { return folder_ / name; }
 
-    std::filesystem::path directory_;
+    const kalvor_test::TemporaryFolder folder_;
 };
 
 TEST_F(FloatWriterTest, MinusPiIsConvertedAsPi) {
@@ -63,7 +45,7 @@ TEST_F(FloatWriterTest, MinusPiIsConvertedAsPi) {
     run.writer.verify();
     EXPECT_NE(console.text().find("Output will be flipped positive..."), std::string::npos);
     write_file(run.writer, {10, 100}, base("minus"));
-    EXPECT_EQ(contents(base("minus") + ".txt"), "3." + pi_digits(10, 100));
+    EXPECT_EQ(folder_.read("minus.txt"), "3." + pi_digits(10, 100));
 }
 
 // A budget makes the plan smaller as long as levels can be dropped, and the digits stay.
@@ -93,7 +75,7 @@ TEST_F(FloatWriterTest, BudgetOfTheConversion) {
         writer.verify();
         const OutputStats stats = write_file(writer, {10, digits}, base("budget"));
         EXPECT_GT(stats.seconds, 0);
-        EXPECT_EQ(contents(base("budget") + ".txt"), "3." + pi_digits(10, digits));
+        EXPECT_EQ(folder_.read("budget.txt"), "3." + pi_digits(10, digits));
         EXPECT_TRUE(memory.guards_intact());
     }
 }
@@ -118,8 +100,8 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
         run.writer.verify();
         const std::string want = pi_digits(10, digits);
         const OutputStats stats = write_file(run.writer, {10, digits}, base("Pi"));
-        EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
-        EXPECT_FALSE(exists(base("Pi (incomplete).txt")));
+        EXPECT_EQ(folder_.read("Pi.txt"), "3." + want);
+        EXPECT_FALSE(folder_.has("Pi (incomplete).txt"));
         for (int v = 0; v < 10; v++) {
             EXPECT_EQ(stats.counts.count[v], static_cast<u64>(std::count(want.begin(), want.end(), '0' + v)));
         }
@@ -137,7 +119,7 @@ TEST_F(FloatWriterTest, FileAndStatistics) {
         const std::string want_hex = pi_digits(16, hex);
         run.writer.verify_binary_words();
         const OutputStats hex_stats = write_file(run.writer, {16, hex}, base("PiHex"));
-        EXPECT_EQ(contents(base("PiHex.txt")), "3." + want_hex);
+        EXPECT_EQ(folder_.read("PiHex.txt"), "3." + want_hex);
         const mpz_class hex_hash = mpz_class("3" + want_hex, 16) % ((mpz_class(1) << 61) - 1);
         EXPECT_EQ(hex_stats.hash, reference::u64_of(hex_hash));
         EXPECT_EQ(hex_stats.last.text, want_hex.substr(hex_stats.last.start));
@@ -297,9 +279,9 @@ TEST_F(FloatWriterTest, DamagedFilesFailTheReadBack) {
     Writing run(5000, 5000, 100);
     run.writer.convert();
     const OutputStats stats = write_file(run.writer, {10, 5000}, base("Pi"));
-    const std::string good = contents(base("Pi.txt"));
+    const std::string good = folder_.read("Pi.txt");
     const auto failure = [&](const std::string& text, u8 radix = 10) -> std::string {
-        std::ofstream(base("Bad.txt"), std::ios::binary) << text;
+        folder_.write("Bad.txt", text);
         try {
             run.writer.read_check(base("Bad.txt"), stats, radix);
         } catch (const AlgorithmFailedException& e) {
@@ -449,9 +431,9 @@ TEST_F(FloatWriterTest, TheReadBackComparesWithTheVerifiedDigits) {
     run.writer.convert();
     run.writer.verify();
     OutputStats stats = write_file(run.writer, {10, 5000}, base("Pi"));
-    std::string text = contents(base("Pi.txt"));
+    std::string text = folder_.read("Pi.txt");
     std::swap(text[2], text[3]);
-    std::ofstream(base("Pi.txt"), std::ios::binary) << text;
+    folder_.write("Pi.txt", text);
     stats.hash = reference::u64_of(mpz_class("3" + text.substr(2)) % ((mpz_class(1) << 61) - 1));
     stats.first = text.substr(0, 52);
     EXPECT_THROW(run.writer.read_check(base("Pi.txt"), stats, 10), AlgorithmFailedException);
@@ -505,7 +487,7 @@ TEST_F(FloatWriterTest, TaskCounts) {
         run.writer.convert();
         run.writer.verify();
         write_file(run.writer, {10, 3000}, base("Pi"));
-        EXPECT_EQ(contents(base("Pi.txt")), "3." + want);
+        EXPECT_EQ(folder_.read("Pi.txt"), "3." + want);
     }
 }
 

@@ -142,6 +142,52 @@ int signal_of(const std::vector<std::string>& moments, const std::string& moment
     return kSignals[(std::find(moments.begin(), moments.end(), moment) - moments.begin()) % 3];
 }
 
+// What a terminal shows of a text: its lines, and the colour at the end of each, as the sequence that set it.
+// Knows what the program writes: colours, the erasing of a line, and the ends of lines.
+struct Screen {
+    explicit Screen(const std::string& text) {
+        for (std::size_t i = 0; i < text.size(); i++) {
+            if (text[i] == '\n') {
+                lines.emplace_back();
+                colors.push_back(colors.back());
+                column = 0;
+            } else if (text[i] == '\r') {
+                column = 0;
+            } else if (text[i] == '\x1b') {
+                const std::size_t end = std::min(text.find_first_of("mK", i), text.size() - 1);
+                if (text[end] == 'K') lines.back().resize(column);
+                if (text[end] == 'm') colors.back() = text.substr(i, end + 1 - i);
+                i = end;
+            } else {
+                if (lines.back().size() <= column) lines.back().resize(column + 1, ' ');
+                lines.back()[column++] = text[i];
+            }
+        }
+    }
+    bool has(const std::string& what) const {
+        return std::any_of(lines.begin(), lines.end(),
+                           [&](const std::string& line) { return line.find(what) != std::string::npos; });
+    }
+    std::vector<std::string> lines{""};
+    std::vector<std::string> colors{""};
+    std::size_t column = 0;
+};
+
+constexpr const char* kProgress = ", run ";  // "Series, run 12 %, about 3 s left"
+
+// Nothing of the progress line is left, and the program's last line and what comes behind it have the usual
+// colour.
+void expect_clean_screen(const std::string& text) {
+    const std::size_t last = text.find("Interrupted. ");
+    ASSERT_NE(last, std::string::npos) << text;
+    const Screen before(text.substr(0, last)), after(text);
+    EXPECT_FALSE(after.has(kProgress)) << text;
+    EXPECT_EQ(before.lines.back(), "") << text;
+    EXPECT_EQ(before.colors.back(), "\x1b[0m") << text;
+    EXPECT_EQ(after.colors.back(), "\x1b[0m") << text;
+    EXPECT_EQ(after.lines.back(), "") << text;
+}
+
 class InterruptedEarlyTest : public testing::TestWithParam<std::string> {};
 
 TEST_P(InterruptedEarlyTest, EarlyOnEndsByTheSignal) {
@@ -152,33 +198,54 @@ TEST_P(InterruptedEarlyTest, EarlyOnEndsByTheSignal) {
     run.interrupt(number);
     const int code = run.end();
     kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + number);
+    expect_clean_screen(run.text());
 }
 
 INSTANTIATE_TEST_SUITE_P(Moments, InterruptedEarlyTest, testing::ValuesIn(kMomentsOfLongRun));
 
 class InterruptedLateTest : public testing::TestWithParam<std::string> {};
 
-TEST_P(InterruptedLateTest, EndsByTheSignalOrIsComplete) {
-    const int number = signal_of(kMomentsOfShortRun, GetParam());
-    const TemporaryFolder folder;
-    ProgramOnPipe run(folder, kShortRun, true);
-    ASSERT_TRUE(run.wait_for(GetParam())) << run.text();
+// Whether it was stopped.
+bool interrupt_late(const TemporaryFolder& folder, const std::vector<std::string>& words,
+                    const std::string& moment, unsigned bytes) {
+    const int number = signal_of(kMomentsOfShortRun, moment);
+    ProgramOnPipe run(folder, words, true);
+    EXPECT_TRUE(run.wait_for(moment)) << run.text();
     run.interrupt(number);
     const int code = run.end();
-    kalvor_test::expect_stopped_or_complete(folder, run.text(), code, 128 + number);
+    const bool stopped =
+        kalvor_test::expect_stopped_or_complete(folder, run.text(), code, 128 + number, bytes);
+    if (stopped) expect_clean_screen(run.text());
+    return stopped;
 }
 
-// The short run may end before the interrupt on a fast machine; this one may not.
-TEST(SlowInterruptedLateTest, TheConversionIsStopped) {
+TEST_P(InterruptedLateTest, EndsByTheSignalOrIsComplete) {
     const TemporaryFolder folder;
-    ProgramOnPipe run(folder, kalvor_test::kLateRun, true);
-    ASSERT_TRUE(run.wait_for(kalvor_test::kLateMoment)) << run.text();
-    run.interrupt(SIGTERM);
-    const int code = run.end();
-    kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + SIGTERM);
+    (void)interrupt_late(folder, kShortRun, GetParam(), kalvor_test::kShortRunBytes);
 }
 
+class SlowInterruptedLateTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(SlowInterruptedLateTest, EndsByTheSignal) {
+    kalvor_test::expect_stopped_late([&](const TemporaryFolder& folder) {
+        return interrupt_late(folder, kalvor_test::kLateRun, GetParam(), kalvor_test::kLateRunBytes);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(SlowMoments, SlowInterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 INSTANTIATE_TEST_SUITE_P(Moments, InterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
+
+// While the series is summed: a progress line is on the screen then.
+TEST(InterruptedRunTest, TheProgressLineGoes) {
+    const TemporaryFolder folder;
+    ProgramOnPipe run(folder, kLongRun, true);
+    // It stays for a second.
+    ASSERT_TRUE(run.wait_for(" left")) << run.text();
+    run.interrupt(SIGINT);
+    const int code = run.end();
+    kalvor_test::expect_stopped_early(folder, run.text(), code, 128 + SIGINT);
+    expect_clean_screen(run.text());
+}
 
 // A terminal that goes away means nothing to a run that was started not to care.
 TEST(InterruptedRunTest, AnIgnoredSignalStaysIgnored) {
