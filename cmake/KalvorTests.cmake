@@ -216,9 +216,12 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
   endforeach()
 endif()
 
-# Damages the running program's memory from outside and counts what comes of it. The digits are compared with MPFR's.
+# Damages the running program's memory from outside and counts what comes of it. The digits are compared with MPFR's,
+# or with those of another algorithm.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND GMP_LIBRARY AND MPFR_LIBRARY)
-  add_executable(bit_flips EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/fault/linux/bit_flips.cc)
+  add_executable(bit_flips EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/fault/linux/bit_flips.cc
+                                            ${CMAKE_SOURCE_DIR}/tests/fault/linux/reference_digits.cc)
+  target_include_directories(bit_flips PRIVATE ${CMAKE_SOURCE_DIR}/tests)
   target_compile_definitions(bit_flips PRIVATE KALVOR_PROGRAM_PATH="$<TARGET_FILE:kalvor>")
   target_link_libraries(bit_flips PRIVATE ${MPFR_LIBRARY} ${GMP_LIBRARY})
   set_target_properties(bit_flips PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)

@@ -21,7 +21,6 @@
 namespace harmonic {
 
 using kalvor::BinarySplitting::MergeSizes;
-using trel::AlignedBufferC;
 using trel::BasicIntR;
 using trel::BigFloat;
 using trel::carve;
@@ -96,7 +95,7 @@ struct Family {
     }
 
     // One term or two.
-    static void leaf(const Series&, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC) {
+    static void leaf(const MultiplyContext&, const Series&, u64 a, u64 b, Exact& out, bool edge) {
         using u128 = unsigned __int128;
         const u128 k = a + 1, l = b - a == 2 ? a + 2 : 0;
         set(out[kQ], l == 0 ? k : k * l);

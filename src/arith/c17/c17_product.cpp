@@ -108,20 +108,22 @@ void C17Product::look_at_rounding() {
 
 template <class Items, class F>
 void C17Product::run(const double* data, u32 n_phases, Items&& items, F&& f) {
-    // With several tasks a phase begins while others are still asking for items of the one before.
-    const bool staged = tasks_ < 2 && parallel_.run != nullptr && parallel_.run->stages != nullptr;
-    u32 last_phase = 0;
-    const auto items_and_stage = [&](u32 phase) noexcept {
-        if (staged && phase != last_phase) {
-            last_phase = phase;
-            parallel_.stage("pass", data, setup_.sizes.data_bytes);
-        }
-        return items(phase);
-    };
-    run_phases(parallel_, tasks_, n_phases, items_and_stage, [&](u64 task, u32 phase, u64 i) noexcept {
+    const auto items_of_phase = [&](u32 phase) noexcept { return items(phase); };
+    const auto do_item = [&](u64 task, u32 phase, u64 i) noexcept {
         f(task, phase, i);
         look_at_rounding();
-    });
+    };
+    if (parallel_.run == nullptr || parallel_.run->stages == nullptr) {
+        return run_phases(parallel_, tasks_, n_phases, items_of_phase, do_item);
+    }
+    // One phase at a time: in one go a phase begins while other tasks are still asking for items of the one
+    // before, so that nobody has the data to himself.
+    for (u32 phase = 0; phase < n_phases; phase++) {
+        if (phase != 0) parallel_.stage("pass", data, setup_.sizes.data_bytes);
+        run_phases(
+            parallel_, tasks_, 1, [&](u32) noexcept { return items_of_phase(phase); },
+            [&](u64 task, u32, u64 i) noexcept { do_item(task, phase, i); });
+    }
 }
 
 // ---- the three sweeps

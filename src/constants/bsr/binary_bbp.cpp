@@ -49,7 +49,8 @@ Needs Family::float_needs(const MergeSizes<Family>& sizes, u64 precision) {
                              sizes.room);
 }
 
-void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool, AlignedBufferC memory) {
+void Family::leaf(const MultiplyContext& context, const Series& series, u64 a, u64 b, Exact& out, bool) {
+    AlignedBufferC memory = context.scratch;
     series.leaf(a, b, out[kP], out[kQ], carve_words(memory, series.leaf_scratch_words(a, b)));
     strip_zero_words(out[kQ]);
 }

@@ -81,7 +81,8 @@ struct Family {
     static u64 split(const Series& series, u64 a, u64 b) { return series.split(a, b); }
     static Needs merge_needs(const MergeSizes<Family>& sizes);
     static Needs float_needs(const MergeSizes<Family>& sizes, u64 precision);
-    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
+    static void leaf(const MultiplyContext& context, const Series& series, u64 a, u64 b, Exact& out,
+                     bool edge);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                       Exact& out, bool edge);
     static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,

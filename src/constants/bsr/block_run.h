@@ -155,7 +155,7 @@ class BlockRun {
     }
     void unchecked(const MultiplyContext& context, u64 a, u64 b, ExactRange<F>& out) const {
         if (b - a < plan_.series().leaf_threshold()) {
-            F::leaf(plan_.series(), a, b, out, plan_.edge(b), context.scratch);
+            F::leaf(context, plan_.series(), a, b, out, plan_.edge(b));
             out.terms = {a, b};
         } else {
             const u64 m = plan_.split(a, b);

@@ -217,7 +217,7 @@ void set(ExactFloat& out, const BasicInt& A) {
 
 }  // namespace
 
-void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC) {
+void Family::leaf(const MultiplyContext&, const Series& series, u64 a, u64 b, Exact& out, bool edge) {
     for (const std::size_t i : {kT, kQ, kR}) require(out[i]);
     const bool two = b - a == 2;
     const u64 j = b, m = series.m();

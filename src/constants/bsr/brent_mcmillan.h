@@ -64,7 +64,8 @@ struct Family {
     static Needs float_needs(const MergeSizes<Family>& sizes, u64 precision);
 
     // One term or two. BufferTooSmallException naming "BrentMcMillanAB_BSR_End()".
-    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
+    static void leaf(const MultiplyContext& context, const Series& series, u64 a, u64 b, Exact& out,
+                     bool edge);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                       Exact& out, bool edge);
     static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,

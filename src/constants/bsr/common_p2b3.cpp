@@ -102,7 +102,8 @@ void Series::term(u64, BasicIntR&, BasicIntR&, BasicIntR&) const {
     throw InvalidParametersException("CommonP2B3::Series::term()", "Not Implemented");
 }
 
-void Series::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch) const {
+void Series::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+                  const ParallelContext&) const {
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR p = view(P), q = view(Q), r = view(R);
     // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
@@ -113,10 +114,11 @@ void Series::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, boo
     if (!edge) set_natural(R, r);
 }
 
-void Family::leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory) {
+void Family::leaf(const MultiplyContext& context, const Series& series, u64 a, u64 b, Exact& out, bool edge) {
+    AlignedBufferC memory = context.scratch;
     Word* scratch = carve_words(memory, series.leaf_scratch_words(a, b));
     if (edge) out[kR].clear();
-    series.leaf(a, b, out[kP], out[kQ], out[kR], edge, scratch);
+    series.leaf(a, b, out[kP], out[kQ], out[kR], edge, scratch, context.parallel);
     strip_zero_words(out[kQ]);
 }
 

@@ -42,8 +42,9 @@ class Series : public BinarySplitting::Series {
     virtual void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const;
     // The results of [a, b), fewer terms than the leaf threshold. R is left out at an edge. scratch:
     // leaf_scratch_words(), no more than most_leaf_words(). By default the magnitudes of bsr_end().
-    virtual void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
-                      Word* scratch) const;
+    // It runs on the calling thread, whatever the number of tasks.
+    virtual void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+                      const ParallelContext& parallel) const;
     virtual u64 leaf_scratch_words(u64 a, u64 b) const {
         return 4 * growth_words() * (b - a) + term_words_.R;
     }
@@ -88,7 +89,8 @@ struct Family {
     static u64 split(const Series& series, u64 a, u64 b) { return series.split(a, b); }
     static Needs merge_needs(const MergeSizes<Family>& sizes);
     static Needs float_needs(const MergeSizes<Family>& sizes, u64 precision);
-    static void leaf(const Series& series, u64 a, u64 b, Exact& out, bool edge, AlignedBufferC memory);
+    static void leaf(const MultiplyContext& context, const Series& series, u64 a, u64 b, Exact& out,
+                     bool edge);
     static void merge(const MultiplyContext& context, bool subtract, const Exact& left, const Exact& right,
                       Exact& out, bool edge);
     static void merge_float(const MultiplyContext& context, bool subtract, const Floats& left,

@@ -56,15 +56,14 @@ struct MergeSizes {
 //   split          where a range of two terms or more is split
 //   merge_needs    of the exact merge
 //   float_needs    of the floating-point merge at a precision, in words
-//   leaf           the word-level recursion
+//   leaf           the word-level recursion; context.scratch as the series says
 //   merge          exact; subtract: the right half has the other sign
 //   merge_float    right may come from the accumulator of a sum; results keep `precision` + 2 words, the link
 //                  `link_precision` + 2
 template <class F>
 concept SeriesFamily = std::derived_from<typename F::Series, Series> &&
     requires(const typename F::Series& series, u64 n, bool flag, const MergeSizes<F>& sizes,
-             const MultiplyContext& context, ExactRange<F>& exact, FloatRange<F>& floats,
-             AlignedBufferC memory) {
+             const MultiplyContext& context, ExactRange<F>& exact, FloatRange<F>& floats) {
     { F::kNumbers } -> std::convertible_to<std::size_t>;
     { F::kLink } -> std::convertible_to<std::size_t>;
     { F::kBanner } -> std::convertible_to<const char*>;
@@ -74,7 +73,7 @@ concept SeriesFamily = std::derived_from<typename F::Series, Series> &&
     { F::split(series, n, n) } -> std::same_as<u64>;
     { F::merge_needs(sizes) } -> std::same_as<Needs>;
     { F::float_needs(sizes, n) } -> std::same_as<Needs>;
-    F::leaf(series, n, n, exact, flag, memory);
+    F::leaf(context, series, n, n, exact, flag);
     F::merge(context, flag, exact, exact, exact, flag);
     F::merge_float(context, flag, floats, floats, floats, n, n, flag);
 };

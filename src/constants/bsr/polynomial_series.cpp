@@ -103,7 +103,8 @@ class HypergeometricSeries final : public CommonP2B3::Series {
                std::log(7.0);
     }
     u64 zero_bits_Q(u64, u64) const override { return 0; }
-    void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word*) const override {
+    void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word*,
+              const ParallelContext&) const override {
         constexpr const char* function = "SeriesHypergeometric_BSR_E()";
         data_->P.set(P, b, function);
         data_->Q.set(Q, b, function);

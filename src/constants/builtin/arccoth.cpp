@@ -98,9 +98,9 @@ u64 ArcCothSeries::zero_bits_Q(u64 a, u64 b) const {
     return (b - a) * static_cast<u64>(std::countr_zero(argument_.square));
 }
 
-void ArcCothSeries::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
-                         Word* scratch) const {
-    argument_.leaf->run(a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b));
+void ArcCothSeries::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+                         const ParallelContext& parallel) const {
+    argument_.leaf->run(a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b), parallel);
 }
 
 ArcCoth::ArcCoth(i64 coefficient, Word m, i64 power)

@@ -36,8 +36,8 @@ class ArcCothSeries final : public BinarySplitting::CommonP2B3::Series {
     u64 zero_bits_Q(u64 a, u64 b) const override;
     double log_size_P(u64 a, u64 b) const override { return log_size_Q(a, b); }
     double log_size_Q(u64 a, u64 b) const override;
-    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
-              Word* scratch) const override;
+    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+              const ParallelContext& parallel) const override;
 
     static u64 term_count(const ArcCothArgument& argument, u64 precision_words);
 

@@ -8,7 +8,9 @@
 
 #include "arith/multiply/needs.h"
 #include "arith/residue/goldilocks.h"
+#include "base/errors/exceptions.h"
 #include "base/errors/fatal.h"
+#include "constants/bsr/mend.h"
 #include "constants/builtin/leaf_words.h"
 
 namespace kalvor {
@@ -38,23 +40,30 @@ void bind(ExactFloat& A, const BasicIntR& B) {
 BasicIntR view(ExactFloat& A) {
     return BasicIntR(A.buffer, A.buffer_size);
 }
-// 1 times factors of up to a word, which are gathered into words first.
+// 1 times factors of up to a word, which are gathered into words first. The room is more than right factors
+// fill; damaged ones may fill it, or be 0.
 class WordProduct {
   public:
     explicit WordProduct(ExactFloat& out) : out_(out), product_(view(out)) { leaf::set(product_, Word(1)); }
     void multiply(Word w) {
         if (u128(factor_) * w >> 64 != 0) {
-            leaf::multiply(product_, factor_);
+            flush();
             factor_ = 1;
         }
         factor_ *= w;
     }
     void finish() {
-        leaf::multiply(product_, factor_);
+        flush();
         bind(out_, product_);
     }
 
   private:
+    void flush() {
+        if (product_.L == product_.buffer_size || factor_ == 0) {
+            throw AlgorithmFailedException("ArcCothLeaf::run()", "A factor of a term was damaged in memory.");
+        }
+        leaf::multiply(product_, factor_);
+    }
     ExactFloat& out_;
     BasicIntR product_;
     Word factor_ = 1;
@@ -241,6 +250,7 @@ void ArcCothLeaf::sum_reduced(const Run& run, u64 i, u64 n, Reduced& out, Aligne
         Plain plain{out.P, carve<ExactFloat>(memory, words_D(run, n))};
         sum_plain(run, run.a + i, n, plain, memory);
         out.P = plain.P;
+        out.under = plain.D.residue;
         return;
     }
     const u64 n2 = right_terms(n), n1 = n - n2;
@@ -264,6 +274,8 @@ void ArcCothLeaf::sum_reduced(const Run& run, u64 i, u64 n, Reduced& out, Aligne
         L2.finish();
     }
     out.powers = left.powers;  // now the larger ones
+    out.under = goldilocks::mul(left.under, goldilocks::mul(right.G.residue, rest1.residue));
+    demand(run, out.under == goldilocks::mul(right.under, goldilocks::mul(left.G.residue, rest2.residue)));
     ExactFloat c1 = carve<ExactFloat>(memory, right.G.L + rest1.L),
                c2 = carve<ExactFloat>(memory, left.G.L + rest2.L);
     const MultiplyContext context = run.context.with_scratch(memory);
@@ -287,7 +299,8 @@ void ArcCothLeaf::sieve(const Run& run, Word* rough) const {
         for (u64 k = (even % 2 == 0 ? even : even + p) / 2; k < run.n; k += p) {
             const u64 block = k < run.first_block ? 0 : 1 + (k - run.first_block) / kBlockTerms;
             u8& power = run.block_powers[block * count + j];
-            for (Word q = rough[k] * prime.inverse; q <= prime.most; q = rough[k] * prime.inverse) {
+            // A rest that was damaged to 0 is not divided for ever.
+            for (Word q = rough[k] * prime.inverse; q - 1 < prime.most; q = rough[k] * prime.inverse) {
                 rough[k] = q;
                 power++;
             }
@@ -295,10 +308,18 @@ void ArcCothLeaf::sieve(const Run& run, Word* rough) const {
     }
 }
 
+void ArcCothLeaf::demand(const Run& run, bool holds) {
+    if (holds) return;
+    throw AlgorithmFailedException("ArcCothLeaf::run()",
+                                   "Factors of the terms were damaged in memory: " +
+                                       BinarySplitting::range_name(run.a, run.a + run.n) + ".");
+}
+
 void ArcCothLeaf::run(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
-                      u64 scratch_words) const {
+                      u64 scratch_words, const ParallelContext& parallel) const {
     AlignedBufferC memory(scratch, scratch_words / 8 * 64);
     Run run{{serial_context(), memory, nullptr}, 0, a, b - a, 0, nullptr, nullptr};
+    run.context.parallel.run = parallel.run;
     run.context.parallel.inner_unchecked = true;
     run.bits = static_cast<u64>(std::bit_width(2 * b + 1));
     const u64 n = run.n;
@@ -315,7 +336,10 @@ void ArcCothLeaf::run(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R,
         run.rough = rough;
         run.block_powers =
             reinterpret_cast<u8*>(carve_words(memory, ((n / kBlockTerms + 1) * count + 7) / 8));
+        parallel.stage("primes", primes().data(), count * sizeof(Prime));
         sieve(run, rough);
+        parallel.stage("sieve", rough, n * sizeof(Word));
+        parallel.stage("sieve", run.block_powers, ((n - run.first_block) / kBlockTerms + 1) * count);
         Reduced all{P, carve<ExactFloat>(memory, words_D(run, n)), nullptr};
         sum_reduced(run, 0, n, all, memory);
         P = all.P;
@@ -326,6 +350,7 @@ void ArcCothLeaf::run(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R,
         }
         product.finish();
         D.set_mul(run.context.with_scratch(memory), all.G, L);
+        demand(run, D.residue == all.under);
     }
     // M^n of the powers that are there, the smallest first.
     const u64 words = n * static_cast<u64>(std::bit_width(square_)) / 64 + kLevels + 4;

@@ -12,6 +12,19 @@
 //
 // Right halves have a power of two times kWordTerms terms, so that the powers of M are made once. D takes the
 // place of R; Q = D M^n.
+//
+// What the sieve leaves waits in memory, and the words and residues of G and of the factors above are both
+// made of it, so that residues say nothing of a bit that changes there, nor of one in the table of primes.
+// But P of a block stands over the product of its odd numbers, which is made of their indices alone. So a
+// range carries the residue of the denominator D that its P stands over. For any numbers c1 and c2
+//
+//   P1 / (D1 M^n1) + P2 / (D2 M^n) = (P1 c1 M^n2 + P2 c2) / (D M^n)   where   D = D1 c1 = D2 c2
+//
+// Every merge demands D1 c1 = D2 c2 for the factors that it multiplies by, and the end demands D = G L,
+// modulo the prime of the residues. Whatever became of the sieve's results, P / (D M^n) is the sum where
+// these hold. One changed bit never passes: in a term's rest r it multiplies one side by (r +- 2^j) / r, in
+// an exponent by p^(+-2^j), j < 8. The prime divides neither 2^j nor an odd number of a term, and no prime
+// of the table has an order below 256. That costs four products of words a merge and one comparison.
 #pragma once
 
 #include <vector>
@@ -36,9 +49,10 @@ class ArcCothLeaf {
     // About what is saved of each of very many terms, for splits and blocks: not a bound.
     static double usually_saved_per_term();
 
-    // P, Q = D M^n and R = D, which is left out at an edge. scratch: kScratchWordsPerTerm for each.
+    // P, Q = D M^n and R = D, which is left out at an edge. scratch: kScratchWordsPerTerm for each. Throws
+    // AlgorithmFailedException where the factors of the terms were damaged.
     void run(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
-             u64 scratch_words) const;
+             u64 scratch_words, const ParallelContext& parallel) const;
     // What a run takes at most.
     static constexpr u64 kScratchWordsPerTerm = 48;
 
@@ -58,7 +72,8 @@ class ArcCothLeaf {
     };
     struct Reduced {
         ExactFloat P, G;
-        u8* powers;  // of each prime in L
+        u8* powers;     // of each prime in L
+        u64 under = 0;  // residue of the denominator that P stands over
     };
     // What a run works with.
     struct Run {
@@ -80,6 +95,7 @@ class ArcCothLeaf {
     void sum_plain(const Run& run, u64 a, u64 n, Plain& out, AlignedBufferC memory) const;
     void sum_reduced(const Run& run, u64 i, u64 n, Reduced& out, AlignedBufferC memory) const;
     void sieve(const Run& run, Word* rough) const;
+    static void demand(const Run& run, bool holds);
     // P = P1 c1 M^n2 + P2 c2
     void merge_P(const Run& run, ExactFloat& P, const ExactFloat& P1, const ExactFloat& c1, u64 n2,
                  const ExactFloat& P2, const ExactFloat& c2, AlignedBufferC memory) const;

@@ -8,6 +8,7 @@
 
 #include "arith/multiply/needs.h"
 #include "arith/residue/goldilocks.h"
+#include "base/errors/exceptions.h"
 #include "constants/bsr/merge_steps.h"
 #include "constants/builtin/leaf_words.h"
 
@@ -50,25 +51,35 @@ u32 zero_of(const LinearFactor& f, u64 p) {
     return static_cast<u32>(minus_offset * inverse % p);
 }
 
-// Factors gathered into as few words as they come.
+[[noreturn]] void damaged() {
+    throw AlgorithmFailedException("FactoredLeaf::run()", "Factors of the terms were damaged in memory.");
+}
+
+// Factors gathered into as few words as they come: right ones into no more than there is room for.
 class Gathered {
   public:
-    explicit Gathered(Word* words) : words_(words) {}
+    Gathered(Word* words, u64 room) : words_(words), room_(room) {}
     void take(Word w) {
         const u128 p = u128(open_) * w;
         if (p >> 64 == 0) {
             open_ = static_cast<Word>(p);
         } else {
-            words_[count_++] = std::exchange(open_, w);
+            put(std::exchange(open_, w));
         }
     }
     u64 finish() {
-        if (open_ != 1) words_[count_++] = open_;
+        if (open_ == 0) damaged();  // as it stays once a factor was
+        if (open_ != 1) put(open_);
         return count_;
     }
 
   private:
+    void put(Word w) {
+        if (count_ == room_) damaged();
+        words_[count_++] = w;
+    }
     Word* words_;
+    const u64 room_;
     Word open_ = 1;
     u64 count_ = 0;
 };
@@ -143,6 +154,7 @@ void FactoredLeaf::keep(Side& side, u64 block, u64 level, const Prime& prime, u6
         }
         open *= prime.word[fits];
         count -= fits;
+        if (side.kept[block] >= side.capacity) damaged();
         const u64 at = block * side.capacity + side.kept[block]++;
         side.words[at] = std::exchange(open, Word(1));
         side.levels[at] = static_cast<u8>(level);
@@ -226,11 +238,12 @@ void FactoredLeaf::sieve(Run& run) const {
             for (u64 i = zero >= rest ? zero - rest : zero + p - rest; i < run.n; i += p) {
                 u32 times = 0;
                 Word r = rough[i];
+                // A rest that was damaged to 0 is not divided for ever.
                 if (p == 2) {
-                    times = static_cast<u32>(std::countr_zero(r));
+                    times = static_cast<u32>(std::countr_zero(r)) % 64;
                     r >>= times;
                 } else {
-                    for (Word q = r * prime.inverse; q <= prime.most; q = r * prime.inverse) {
+                    for (Word q = r * prime.inverse; q - 1 < prime.most; q = r * prime.inverse) {
                         r = q;
                         times++;
                     }
@@ -314,8 +327,9 @@ void FactoredLeaf::product_of_rough(const Run& run, u64 block, bool of_Q, ExactF
                                     AlignedBufferC memory) const {
     const Side& side = of_Q ? run.side_Q : run.side_R;
     const u64 first = block * kBlockTerms, terms = std::min(kBlockTerms, run.n - first);
-    Word* gathered = carve_words(memory, sizes_.gathered(of_Q));
-    Gathered product(gathered);
+    const u64 room = sizes_.gathered(of_Q);
+    Word* gathered = carve_words(memory, room);
+    Gathered product(gathered, room);
     const Word* rough = run.rough + (of_Q ? 0 : Q_.factors.size() * run.n) + first;
     for (const LinearFactor& f : (of_Q ? Q_ : R_).factors) {
         for (u64 i = 0; i < terms; i++) {
@@ -323,6 +337,7 @@ void FactoredLeaf::product_of_rough(const Run& run, u64 block, bool of_Q, ExactF
         }
         rough += run.n;
     }
+    if (side.kept[block] > side.capacity) damaged();
     for (u64 i = 0; i < side.kept[block]; i++) {
         if (side.levels[block * side.capacity + i] == 0) product.take(side.words[block * side.capacity + i]);
     }
@@ -335,10 +350,13 @@ void FactoredLeaf::product_of_rough(const Run& run, u64 block, bool of_Q, ExactF
 ExactFloat FactoredLeaf::with_matched(const Run& run, const Side& side, u64 block, u64 blocks, u64 level,
                                       const ExactFloat& G, AlignedBufferC& memory) const {
     u64 most = 0;
-    for (u64 i = block; i < block + blocks; i++) most += side.kept[i] + kLevels;
+    for (u64 i = block; i < block + blocks; i++) {
+        if (side.kept[i] > side.capacity) damaged();
+        most += side.kept[i] + kLevels;
+    }
     AlignedBufferC inner = memory;
     Word* words = carve_words(inner, most);
-    Gathered gathered(words);
+    Gathered gathered(words, most);
     for (u64 i = block; i < block + blocks; i++) {
         const u64 at = i * side.capacity;
         for (u64 j = 0; j < side.kept[i]; j++) {
@@ -417,15 +435,23 @@ void FactoredLeaf::sum(const Run& run, u64 block, u64 blocks, Reduced& out, bool
 }
 
 void FactoredLeaf::run(const Series& series, u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R,
-                       bool edge, Word* scratch, u64 scratch_words) const {
+                       bool edge, Word* scratch, u64 scratch_words, const ParallelContext& parallel) const {
     AlignedBufferC memory(scratch, scratch_words / 8 * 64);
     Run run{series, {serial_context(), memory, nullptr}, a, b - a, nullptr, {}, {}};
+    run.context.parallel.run = parallel.run;
     run.context.parallel.inner_unchecked = true;
     const u64 blocks = FactoredSizes::blocks_of(run.n);
     run.rough = carve_words(memory, factors_ * run.n);
     run.side_Q = carve_side(blocks, sizes_.kept(true), memory);
     run.side_R = carve_side(blocks, sizes_.kept(false), memory);
     sieve(run);
+    parallel.stage("sieve", run.rough, factors_ * run.n * sizeof(Word));
+    for (const Side* side : {&run.side_Q, &run.side_R}) {
+        parallel.stage("sieve", side->words, blocks * side->capacity * sizeof(Word));
+        parallel.stage("sieve", side->levels, blocks * side->capacity);
+        parallel.stage("sieve", side->kept, blocks * sizeof(u32));
+        parallel.stage("sieve", side->open, blocks * kLevels * sizeof(Word));
+    }
     Reduced all{P, Q, R, 0, 0, 0};
     sum(run, 0, blocks, all, edge, memory);
     P = all.P;

@@ -41,8 +41,11 @@ class FactoredLeaf {
     static double saved(u64 n);
 
     // The results of [a, b), kFewestTerms terms and more; R is left out at an edge. scratch: scratch_words().
+    // Throws AlgorithmFailedException where damaged primes would leave their memory or make a number 0; of
+    // all other damage the results' residues tell.
     void run(const BinarySplitting::CommonP2B3::Series& series, u64 a, u64 b, ExactFloat& P, ExactFloat& Q,
-             ExactFloat& R, bool edge, Word* scratch, u64 scratch_words) const;
+             ExactFloat& R, bool edge, Word* scratch, u64 scratch_words,
+             const ParallelContext& parallel) const;
     // What a run over n terms takes, and what any run does.
     u64 scratch_words(u64 n) const { return sizes_.scratch_words(n); }
     u64 most_scratch_words() const { return sizes_.most_scratch_words(); }

@@ -133,11 +133,11 @@ u64 RowSeries::most_leaf_words() const {
     return std::max(plain_leaf_words(FactoredLeaf::kFewestTerms - 1), leaf_->most_scratch_words());
 }
 
-void RowSeries::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
-                     Word* scratch) const {
+void RowSeries::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+                     const ParallelContext& parallel) const {
     if (leaf_ == nullptr || b - a < FactoredLeaf::kFewestTerms)
-        return Series::leaf(a, b, P, Q, R, edge, scratch);
-    leaf_->run(*this, a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b));
+        return Series::leaf(a, b, P, Q, R, edge, scratch, parallel);
+    leaf_->run(*this, a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b), parallel);
 }
 
 }  // namespace kalvor

@@ -33,8 +33,8 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
     double log_size_R(u64 a, u64 b) const override;
     u64 zero_bits_Q(u64 a, u64 b) const override;
     void term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const override;
-    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge,
-              Word* scratch) const override;
+    void leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
+              const ParallelContext& parallel) const override;
     u64 leaf_scratch_words(u64 a, u64 b) const override;
     u64 most_leaf_words() const override;
     // Nats that the numbers of a range are less than the products of the terms' numbers, at least.

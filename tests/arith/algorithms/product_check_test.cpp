@@ -201,14 +201,25 @@ TEST_P(ProductCheckTest, NoFlipComesOutOfSeveralTasks) {
             const Outcome right = bench.run(operation, s, A, B, none);
             ASSERT_FALSE(right.thrown);
             ASSERT_EQ(right.corrected, 0u);
-            for (unsigned k = 0; k < 16 / thinned(2); k++) {
-                OneFlip flip(rng() % none.names.size(), rng());
+            // Between all passes, and at some of all stages.
+            std::vector<u64> stages;
+            for (u64 stage = 0; stage < none.names.size(); stage++) {
+                if (none.names[stage] == "pass") stages.push_back(stage);
+            }
+            ASSERT_FALSE(stages.empty());
+            const u64 passes = stages.size();
+            for (unsigned k = 0; k < 16 / thinned(2); k++) stages.push_back(rng() % none.names.size());
+            u64 found_in_passes = 0;
+            for (u64 k = 0; k < stages.size(); k++) {
+                OneFlip flip(stages[k], rng());
                 std::vector<Word> b = B;
                 const Outcome o = bench.run(operation, s, A, b, flip);
                 found += o.thrown || o.corrected != 0;
+                if (k < passes) found_in_passes += o.thrown || o.corrected != 0;
                 if (o.thrown) continue;
                 ASSERT_EQ(o.words, right.words) << flip.name;
             }
+            EXPECT_GT(found_in_passes, 0u);
         }
     }
     EXPECT_GT(found, 10u);

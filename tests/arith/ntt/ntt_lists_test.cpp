@@ -108,6 +108,21 @@ TEST(NttRecordsTest, EveryRecordAsListed) {
     EXPECT_TRUE(ntt_tuned_records(NttFamily::n64).empty());
 }
 
+// Products that wrap are compared modulo 2^192 - 1, or where a length has no factor three modulo 2^1024 - 1.
+// In a ring that neither divides nothing would be compared.
+TEST(NttRecordsTest, EveryRingHasTheModulusOfItsCheck) {
+    for (const NttFamily family : {NttFamily::c17, NttFamily::vst, NttFamily::n32, NttFamily::n64}) {
+        const bool of_48_bits = family == NttFamily::c17 || family == NttFamily::vst;
+        for (const auto& list : {ntt_tuned_records(family), ntt_general_records(family)}) {
+            for (const NttRecord& record : list) {
+                const u64 bits = ntt_capacity_bits(family, record);
+                EXPECT_TRUE(bits % 192 == 0 || (!of_48_bits && bits % 1024 == 0))
+                    << ntt_constants(family).short_name << " " << bits;
+            }
+        }
+    }
+}
+
 TEST(NttRecordsTest, ListOfVst) {
     EXPECT_EQ(ntt_general_records(NttFamily::vst).data(), ntt_general_records(NttFamily::c17).data());
     const auto vst = ntt_tuned_records(NttFamily::vst), c17 = ntt_tuned_records(NttFamily::c17);

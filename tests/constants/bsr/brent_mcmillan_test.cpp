@@ -103,7 +103,7 @@ TEST(BrentMcMillanTest, LeavesFarOut) {
         for (const u64 terms : {1, 2}) {
             trel::AlignedBufferC view = memory.view();
             auto out = carve_range<ExactFloat>(view, Capacities<Family>{8, 8, 8, 8});
-            Family::leaf(series, j - terms, j, out, false, {});
+            Family::leaf({trel::serial_context(), {}, nullptr}, series, j - terms, j, out, false);
             const mpz_class q = reference::mpz_of(j);
             const mpz_class n2 = mpz_class(1) << 100;
             // In units of the lowest power.
@@ -133,7 +133,7 @@ TEST(BrentMcMillanTest, ALeafWithoutRoomIsRefused) {
         ExactRange<Family> out;
         for (std::size_t i = 0; i < Family::kNumbers; i++) out[i] = ExactFloat(words, i == small ? 4 : 5);
         try {
-            Family::leaf(series, 0, 2, out, false, {});
+            Family::leaf({trel::serial_context(), {}, nullptr}, series, 0, 2, out, false);
             ADD_FAILURE() << small;
         } catch (const trel::BufferTooSmallException& e) {
             EXPECT_EQ(e.function, "BrentMcMillanAB_BSR_End()");

@@ -67,7 +67,8 @@ class ListSeries final : public CommonP2B3::Series {
         return bits;
     }
     std::optional<double> log_scale() const override { return scale_; }
-    void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word*) const override {
+    void leaf(u64, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word*,
+              const trel::ParallelContext&) const override {
         const Term& t = list_[b - 1];
         set(P, t.P);
         set(Q, t.Q);

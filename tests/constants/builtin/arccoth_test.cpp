@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <utility>
 
 #include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "constants/bsr/block_run.h"
+#include "support/changed_numbers.h"
+#include "support/effort.h"
 #include "support/evaluator_run.h"
 #include "support/message_of.h"
 
@@ -41,13 +44,18 @@ mpz_class arccoth(u64 c, u64 m, u64 words) {
 
 // The numbers of a leaf in buffers of the planned sizes.
 struct Leaf {
-    Leaf(const ArcCothSeries& series, u64 a, u64 b, bool edge = false)
+    Leaf(const ArcCothSeries& series, u64 a, u64 b, bool edge = false,
+         trel::ComputationStages* stages = nullptr)
         : words(BinarySplitting::CommonP2B3::Family::capacities(series, a, b)),
           memory(8 * (words[0] + words[1] + words[2])),
           scratch(8 * series.leaf_scratch_words(a, b)) {
         Word* at = memory.words();
         for (int i = 0; i < 3; at += words[i++]) numbers[i] = ExactFloat(at, words[i]);
-        series.leaf(a, b, numbers[0], numbers[1], numbers[2], edge, scratch.words());
+        trel::RunMonitor monitor;
+        monitor.stages = stages;
+        trel::ParallelContext parallel = trel::serial_context();
+        parallel.run = &monitor;
+        series.leaf(a, b, numbers[0], numbers[1], numbers[2], edge, scratch.words(), parallel);
     }
     bool guards_intact() const { return memory.guards_intact() && scratch.guards_intact(); }
     mpz_class value(int i) const {
@@ -164,6 +172,114 @@ TEST(ArcCothLeafTest, WhatIsSaved) {
     EXPECT_GT(ArcCothLeaf::usually_saved_per_term(), 4.4);
 }
 
+// One bit changed in what the sieve leaves, a term's rest or a power of a prime: a leaf ends with an error,
+// whichever it is.
+TEST(ArcCothLeafTest, NoFlipInTheSieveComesOut) {
+    std::mt19937_64 random(41);
+    for (const u64 n : {129, 256, 300, 1000, 4095}) {
+        for (const u64 m : {u64(2), u64(4801), kLargest}) {
+            const ArcCothSeries series(ArcCothArgument(m), 519054);
+            const u64 a = n == 300 ? 0 : 70000 + random() % 1000000;
+            kalvor_test::ChangedNumbers none("sieve");
+            const Leaf right(series, a, a + n, false, &none);
+            ASSERT_EQ(none.count, 2u);
+            for (u64 i = 0; i < 40 / kalvor_test::thinned(4); i++) {
+                const u64 place = random();
+                SCOPED_TRACE(testing::Message() << n << " " << m << " " << a << ", " << place);
+                kalvor_test::ChangedNumbers flip("sieve", {i % 2}, place);
+                EXPECT_THROW(Leaf(series, a, a + n, i % 4 < 2, &flip), trel::AlgorithmFailedException);
+            }
+        }
+    }
+}
+
+// Changes a bit of the table of primes for one leaf, and gives it back before the next one.
+class OneLeafsPrimes final : public trel::ComputationStages {
+  public:
+    explicit OneLeafsPrimes(u64 place) : place_(place) {}
+    ~OneLeafsPrimes() override { restore(); }
+    void at(const char* stage, void* memory, u64 bytes) override {
+        if (stage != std::string("primes")) return;
+        if (changed_ != nullptr) return restore();
+        if (done_) return;
+        const u64 bit = place_ % (8 * bytes);
+        done_ = true;
+        mask_ = static_cast<trel::u8>(1u << bit % 8);
+        changed_ = static_cast<trel::u8*>(memory) + bit / 8;
+        *changed_ ^= mask_;
+    }
+
+  private:
+    void restore() {
+        if (changed_ != nullptr) *changed_ ^= mask_;
+        changed_ = nullptr;
+    }
+    const u64 place_;
+    bool done_ = false;
+    trel::u8 mask_ = 0;
+    trel::u8* changed_ = nullptr;
+};
+
+// Results of leaves and of their merges. In what the sieve leaves every bit counts; in the table of primes
+// some are never read, and some leave a denominator that is right, though longer.
+TEST(ArcCothLeafTest, RangesWithDamagedFactorsAreDoneAgain) {
+    using Family = BinarySplitting::CommonP2B3::Family;
+    constexpr u64 kFirst = 5000, kTerms = 9001;
+    const ArcCothSeries series(ArcCothArgument(26), 519054);
+    const auto run = [&](trel::ComputationStages& stages, u64& corrected) {
+        const BinarySplitting::BSR_BlockB<Family> plan(series, {kFirst, kFirst + kTerms, 100000, 100000},
+                                                       false, true, 1);
+        Scratch results(BinarySplitting::total_words(plan.capacities()) * sizeof(Word)),
+            stack(plan.needs().bytes);
+        trel::AlignedBufferC memory = results.view();
+        auto range = BinarySplitting::carve_range<ExactFloat>(memory, plan.capacities());
+        trel::RunMonitor monitor;
+        monitor.stages = &stages;
+        BinarySplitting::BlockRun<Family>(plan).run(
+            {{thread_framework(), 1, &monitor}, stack.view(), nullptr}, trel::null_status(),
+            range);
+        corrected = monitor.checks.corrected;
+        return std::pair(reference::to_mpz(range[0].T, range[0].L),
+                         reference::to_mpz(range[1].T, range[1].L));
+    };
+    std::mt19937_64 random(42);
+    kalvor_test::ChangedNumbers none("sieve");
+    u64 corrected = 0;
+    const auto right = run(none, corrected);
+    EXPECT_EQ(corrected, 0u);
+    ASSERT_GE(none.count, 6u);
+    for (u64 at = 0; at < none.count; at++) {
+        kalvor_test::ChangedNumbers flip("sieve", {at}, random());
+        EXPECT_EQ(run(flip, corrected), right) << at;
+        EXPECT_EQ(corrected, 1u) << at;
+    }
+    u64 found = 0;
+    const u64 rounds = 40 / kalvor_test::thinned(4);
+    for (u64 i = 0; i < rounds; i++) {
+        const u64 place = random();
+        OneLeafsPrimes flip(place);
+        const auto got = run(flip, corrected);
+        if (corrected == 0) {
+            EXPECT_EQ(got.first * right.second, right.first * got.second) << place;
+            continue;
+        }
+        EXPECT_EQ(got, right) << place;
+        found++;
+    }
+    EXPECT_GT(4 * found, rounds);
+}
+
+// A change of an exponent below 256 of any prime of the table changes the residue.
+TEST(ArcCothLeafTest, NoSmallPowerOfAPrimeIsOne) {
+    for (u64 p = 3; p < 2048; p += 2) {
+        u64 power = 1;
+        for (int e = 1; e < 256; e++) {
+            power = trel::goldilocks::mul(power, p);
+            ASSERT_NE(power, 1u) << p << " " << e;
+        }
+    }
+}
+
 // Both variants name themselves where a destination is too small.
 TEST(ArcCothLeafDeathTest, DestinationsTooSmall) {
     const ArcCothSeries series(ArcCothArgument(26), 1000), far(ArcCothArgument(kLargest), 1000);
@@ -171,7 +287,7 @@ TEST(ArcCothLeafDeathTest, DestinationsTooSmall) {
     Scratch scratch(8 * (far.leaf_scratch_words(0, 1) + series.leaf_scratch_words(0, 32)));
     const auto run = [&](const ArcCothSeries& s, u64 a, u64 b) {
         ExactFloat P(words, 2), Q(words + 2, 2), R(words + 4, 2);
-        s.leaf(a, b, P, Q, R, false, scratch.words());
+        s.leaf(a, b, P, Q, R, false, scratch.words(), trel::serial_context());
     };
     EXPECT_DEATH(run(series, 0, 32), "ArcCoth_BSR_End_small\\(\\)");
     EXPECT_DEATH(run(far, u64(1) << 40, (u64(1) << 40) + 8), "ArcCoth_BSR_End_large\\(\\)");

@@ -163,8 +163,8 @@ class Flip final : public trel::ComputationStages {
     std::mutex mutex_;
 };
 
-// A flipped bit in a leaf's or merge's result, or in a block that waits: the value is the right one, because
-// the range was done again, or an exception ends the run.
+// A flipped bit in the factors or in the result of a leaf, in a merge's result, or in a block that waits: the
+// value is the right one, because the range was done again, or an exception ends the run.
 TEST(LogMachinTest, FlippedBitsNeverComeOut) {
     constexpr u64 kPrecision = 3000;
     const auto compute = [&](Flip& flip, u64& corrected) -> std::vector<trel::Word> {
@@ -183,7 +183,7 @@ TEST(LogMachinTest, FlippedBitsNeverComeOut) {
         return {x.T, x.T + x.L};
     };
     u64 corrected = 0, mended = 0, ended = 0;
-    for (const char* name : {"piece", "rest", "block", "sum"}) {
+    for (const char* name : {"sieve", "piece", "rest", "block", "sum"}) {
         Flip none(name, ~u64(0));
         const std::vector<trel::Word> right = compute(none, corrected);
         ASSERT_GT(none.count, 2u) << name;

@@ -2,14 +2,12 @@
 // random place of the kind of memory asked for. Then looks at what came of it. A program of its own, not a
 // test: `bit_flips --help` lists its options.
 //
-// A campaign goes round its settings: every size, algorithm, instruction set and number of tasks in turn.
+// A campaign goes round its settings: every constant, size, algorithm, instruction set, number of tasks and
+// place in turn.
 // Every run has a generator of its own, made from the seed and the run's number. So --first N --runs 1 takes
 // the same choices as run N of a long campaign. The moment is a share of the processor time of an undisturbed
 // run, from the beginning of its computation (or --from) to its end; where exactly the program stands then is
 // not the same twice.
-#include <gmp.h>
-#include <mpfr.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -35,6 +33,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fault/linux/reference_digits.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -45,12 +45,13 @@ using Clock = std::chrono::steady_clock;
 struct Options {
     std::string program = KALVOR_PROGRAM_PATH;
     u64 runs = 100, first = 0, seed = 1, jobs = 1;
+    std::vector<std::string> constants = {"pi"};
     std::vector<u64> digits = {1'000'000};
-    std::vector<std::string> tasks;       // empty: what the program chooses
-    std::vector<std::string> algorithms;  // likewise
-    std::vector<std::string> isas;        // KALVOR_ISA of the program; "own": its own choice
-    std::string place = "working";        // working, heap, stack, tables, code, any
-    std::string fault = "bit";            // bit, bits, zero, ones, exchange, stuck, mixed
+    std::vector<std::string> tasks;                 // empty: what the program chooses
+    std::vector<std::string> algorithms;            // likewise
+    std::vector<std::string> isas;                  // KALVOR_ISA of the program; "own": its own choice
+    std::vector<std::string> places = {"working"};  // working, second, heap, stack, tables, code, any
+    std::string fault = "bit";                      // bit, bits, zero, ones, exchange, stuck, mixed
     std::string from = "Begin Computation";
     std::vector<std::string> more;  // further arguments of the program
     bool verbose = false, summary = false;
@@ -58,30 +59,36 @@ struct Options {
 
 // One of the settings that a campaign goes round.
 struct Setting {
+    std::string constant;
     u64 digits = 0;
-    std::string tasks, algorithm, isa;
+    std::string tasks, algorithm, isa, place;
     std::vector<std::string> arguments() const {
         std::vector<std::string> all = {"-dec:" + std::to_string(digits)};
         if (!tasks.empty()) all.push_back("-TD:" + tasks);
         if (!algorithm.empty()) all.push_back("-algorithm:" + algorithm);
         return all;
     }
+    // The same digits.
+    std::string value() const { return constant + " " + std::to_string(digits); }
     // The same processor time, nearly.
-    std::string work() const { return std::to_string(digits) + " " + algorithm + " " + isa; }
+    std::string work() const { return value() + " " + algorithm + " " + isa; }
 };
 
 [[noreturn]] void usage(int code) {
     std::puts(
-        "bit_flips [options] [-- further options of `kalvor custom pi`]\n"
+        "bit_flips [options] [-- further options of `kalvor custom`]\n"
         "  --runs N      how many runs (100)\n"
         "  --first N     number of the first run (0)\n"
         "  --seed N      (1)\n"
+        "  --constant L  as `kalvor custom` names them: pi, log:2, e, gamma, ... (pi)\n"
         "  --digits L    decimal digits of each run (1000000)\n"
         "  --tasks L     tasks that the work is split into\n"
-        "  --algorithm L names of algorithms; all: every one\n"
+        "  --algorithm L names of algorithms of the first constant; all: every one of pi\n"
         "  --isa L       avx2, avx512, or own for the program's own choice\n"
         "  --jobs N      runs at the same time (1)\n"
-        "  --place P     working, heap, stack, tables, code, any (working)\n"
+        "  --place L     working, second (the next region of it: twiddle factors), heap, stack, tables, "
+        "code,\n"
+        "                any (working)\n"
         "  --from TEXT   no earlier than the program has printed this (Begin Computation)\n"
         "  --fault F     bit, bits (six of one word), zero, ones, exchange (64 bytes with the next 64), "
         "stuck,\n"
@@ -90,9 +97,11 @@ struct Setting {
         "  --verbose     a line for each run that was not harmless\n"
         "  --summary     one line for all runs instead of the table\n"
         "L: one or several, with commas between them; the runs take them in turn.\n"
-        "Exit code: 0 when no run delivered wrong digits or gave them their final name, hung, or ended "
-        "without\n"
-        "a report; else 1. Such runs are always printed.");
+        "Exit code: 0 when no run delivered wrong digits or gave them their final name, went past all "
+        "checks of\n"
+        "residues to be ended by the second computation of its last digits alone, hung, or ended without a "
+        "report;\n"
+        "else 1. Such runs are always printed.");
     std::exit(code);
 }
 
@@ -118,6 +127,8 @@ Options parse(int n, char** arguments) {
             o.first = std::stoull(value());
         } else if (a == "--seed") {
             o.seed = std::stoull(value());
+        } else if (a == "--constant") {
+            o.constants = list(value());
         } else if (a == "--digits") {
             o.digits.clear();
             for (const std::string& one : list(value())) o.digits.push_back(std::stoull(one));
@@ -133,7 +144,7 @@ Options parse(int n, char** arguments) {
         } else if (a == "--summary") {
             o.summary = true;
         } else if (a == "--place") {
-            o.place = value();
+            o.places = list(value());
         } else if (a == "--from") {
             o.from = value();
         } else if (a == "--fault") {
@@ -159,29 +170,19 @@ std::vector<Setting> settings_of(const Options& o) {
         return all;
     };
     std::vector<Setting> all;
-    for (const u64 digits : o.digits) {
-        for (const std::string& algorithm : or_own(o.algorithms)) {
-            for (const std::string& isa : or_own(o.isas)) {
-                for (const std::string& tasks : or_own(o.tasks)) {
-                    all.push_back({digits, tasks, algorithm, isa == "own" ? "" : isa});
+    const auto add = [&](const std::string& constant, u64 digits, const std::string& algorithm) {
+        for (const std::string& isa : or_own(o.isas)) {
+            for (const std::string& tasks : or_own(o.tasks)) {
+                for (const std::string& place : o.places) {
+                    all.push_back({constant, digits, tasks, algorithm, isa == "own" ? "" : isa, place});
                 }
             }
         }
+    };
+    for (const u64 digits : o.digits) {
+        for (const std::string& algorithm : or_own(o.algorithms)) add(o.constants[0], digits, algorithm);
+        for (std::size_t i = 1; i < o.constants.size(); i++) add(o.constants[i], digits, "");
     }
-    return all;
-}
-
-// "3." and the first digits, cut off, from a library that has nothing in common with the program.
-std::string right_digits(u64 digits) {
-    mpfr_t pi;
-    mpfr_init2(pi, static_cast<mpfr_prec_t>(static_cast<double>(digits) * 3.3219280948873626) + 128);
-    mpfr_const_pi(pi, MPFR_RNDN);
-    mpfr_exp_t exponent;
-    char* const text = mpfr_get_str(nullptr, &exponent, 10, digits + 11, pi, MPFR_RNDN);
-    std::string all = std::string(text, 1) + "." + std::string(text + 1, digits);
-    mpfr_free_str(text);
-    mpfr_clear(pi);
-    mpfr_free_cache();
     return all;
 }
 
@@ -220,9 +221,9 @@ std::vector<Mapping> mappings(pid_t pid) {
 }
 
 // The mappings of one kind. The working memory is the anonymous one with the most pages in use (stacks of
-// threads are long but empty); tables are the writable and the constant data of the program's file.
-std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const Options& o) {
-    const std::string& kind = o.place;
+// threads are long but empty), the second region the next one; tables are the writable and the constant data
+// of the program's file.
+std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const std::string& kind, const Options& o) {
     const std::string program = fs::canonical(o.program).string();
     std::vector<Mapping> chosen;
     for (const Mapping& m : all) {
@@ -235,12 +236,12 @@ std::vector<Mapping> of_kind(const std::vector<Mapping>& all, const Options& o) 
                                              : m.write && m.name.empty();
         if (fits && m.readable) chosen.push_back(m);
     }
-    if (kind == "working" && !chosen.empty()) {
-        chosen = {*std::max_element(chosen.begin(), chosen.end(), [](const Mapping& a, const Mapping& b) {
-            return a.resident < b.resident;
-        })};
-    }
-    return chosen;
+    if (kind != "working" && kind != "second") return chosen;
+    std::sort(chosen.begin(), chosen.end(),
+              [](const Mapping& a, const Mapping& b) { return a.resident > b.resident; });
+    const std::size_t which = kind == "second" ? 1 : 0;
+    if (which >= chosen.size()) return {};
+    return {chosen[which]};
 }
 
 bool read_memory(pid_t pid, u64 address, void* to, u64 n) {
@@ -271,7 +272,8 @@ double cpu_seconds_of(pid_t pid) {
 class Child {
   public:
     Child(const Options& o, const Setting& setting, const fs::path& folder) {
-        std::vector<std::string> words = {o.program, "custom", "pi", "-o", (folder / "out").string()};
+        std::vector<std::string> words = {o.program, "custom", setting.constant, "-o",
+                                          (folder / "out").string()};
         const std::vector<std::string> own = setting.arguments();
         words.insert(words.end(), own.begin(), own.end());
         words.insert(words.end(), o.more.begin(), o.more.end());
@@ -351,10 +353,16 @@ void pause_briefly() {
     nanosleep(&t, nullptr);
 }
 
-enum class Outcome { harmless, corrected, caught, wrong, hang, silent_end, not_placed };
-constexpr const char* kNames[] = {"harmless", "corrected",          "caught",    "WRONG",
+// late: only the second computation of the last digits said that the value was wrong. Before it the value was
+// held against its residue, so the damage had gone past every check that also longer runs and other constants
+// have.
+enum class Outcome { harmless, corrected, caught, wrong, late, hang, silent_end, not_placed };
+constexpr const char* kNames[] = {"harmless", "corrected",          "caught",    "WRONG", "PAST RESIDUES",
                                   "hang",     "end without report", "not placed"};
-constexpr int kOutcomes = 7;
+constexpr int kOutcomes = 8;
+constexpr bool is_bad(Outcome o) {
+    return o == Outcome::wrong || o == Outcome::late || o == Outcome::hang || o == Outcome::silent_end;
+}
 
 struct Fault {
     std::string kind;
@@ -363,13 +371,13 @@ struct Fault {
 };
 
 // Changes the stopped program's memory. Numbers are words of 64 bits, so places are multiples of eight.
-Fault damage(pid_t pid, const Options& o, std::mt19937_64& random) {
+Fault damage(pid_t pid, const Options& o, const std::string& kind, std::mt19937_64& random) {
     static const char* const kMixed[] = {"bit", "bits", "zero", "ones", "exchange", "stuck"};
     Fault f;
     f.kind = o.fault == "mixed" ? kMixed[random() % 6] : o.fault;
     const u64 where = random(), bits[6] = {random(), random(), random(), random(), random(), random()};
     f.bit = bits[0] % 64;
-    const std::vector<Mapping> places = of_kind(mappings(pid), o);
+    const std::vector<Mapping> places = of_kind(mappings(pid), kind, o);
     u64 size = 0;
     for (const Mapping& m : places) size += m.size();
     if (size == 0) return f;
@@ -450,15 +458,17 @@ std::string found_in(const std::string& console) {
                                                : "products";
     }
     if (says("The product does not fit its operands") || says("An operand was damaged in memory") ||
-        says("Coefficient is too large")) {
+        says("Coefficient is too large") || says("Coefficient is not an integer") ||
+        says("does not fit its residue")) {
         return "products";
     }
-    return says("A number was damaged in memory")              ? "numbers at rest"
-           : says("Modular Redundancy Check Failed")           ? "ranges of the series"
+    return says("A number was damaged in memory") ? "numbers at rest"
+           : says("Modular Redundancy Check Failed") || says("of the terms were damaged") ||
+                   says("of the series were lost")
+               ? "ranges of the series"
            : says("has crashed")                               ? "crashes"
            : says("Base Conversion Failed") || says("Overlap") ? "the conversion"
            : says("Digits changed in memory")                  ? "digits"
-           : says("BBP check failed")                          ? "the last digits"
                                                                : "other checks";
 }
 
@@ -515,7 +525,7 @@ Result one_run(const Options& o, const Setting& setting, u64 number, const Span&
             done = true;
             if (!child.stop()) break;
             r.during = last_words(folder);
-            r.fault = damage(child.pid(), o, random);
+            r.fault = damage(child.pid(), o, setting.place, random);
             child.resume();
         }
         if (done && r.fault.placed && r.fault.kind == "stuck") {
@@ -554,15 +564,53 @@ Result one_run(const Options& o, const Setting& setting, u64 number, const Span&
                                         : "code " + std::to_string(WEXITSTATUS(status))) +
                    ", " + last_words(folder);
     }
+    if (console.find("BBP check failed") != std::string::npos) r.outcome = Outcome::late;
     if (r.outcome == Outcome::caught) r.found_in = found_in(console);
     return r;
 }
 
 // What a campaign needs to know of its settings.
 struct Known {
-    std::map<u64, std::string> right;   // by size
-    std::map<std::string, Span> usual;  // by Setting::work()
+    std::map<std::string, std::string> right;  // by Setting::value()
+    std::map<std::string, Span> usual;         // by Setting::work()
 };
+
+struct Undisturbed {
+    Span span;
+    std::string digits;
+};
+Undisturbed run_undisturbed(const Options& o, const Setting& setting, const fs::path& folder) {
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    Child child(o, setting, folder);
+    Undisturbed run;
+    while (!child.ended()) {
+        if (run.span.begin == 0 && has_begun(o, folder)) {
+            run.span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
+        }
+        pause_briefly();
+    }
+    run.span.end = child.cpu_seconds();
+    const DigitFile file = digit_file(folder);
+    if (child.status() == 0 && file.named) run.digits = file.digits;
+    return run;
+}
+[[noreturn]] void undisturbed_failed(const fs::path& folder) {
+    std::fprintf(stderr, "The undisturbed run failed:\n%s\n", read_file(folder / "console.txt").c_str());
+    std::exit(2);
+}
+
+// What MPFR says, or an undisturbed run of another algorithm: the second one, or the first one where the
+// campaign is about that.
+std::string right_digits(const Options& o, const Setting& setting, const fs::path& folder) {
+    std::string right = reference_digits(setting.constant, setting.digits);
+    if (!right.empty()) return right;
+    Setting other = setting;
+    other.algorithm = setting.algorithm.empty() || setting.algorithm == "0" ? "1" : "0";
+    right = run_undisturbed(o, other, folder).digits;
+    if (right.empty()) undisturbed_failed(folder);
+    return right;
+}
 
 // One undisturbed run for each kind of work: what it delivers must be right, and the time it takes sets the
 // moments.
@@ -570,26 +618,12 @@ Known learn(const Options& o, const std::vector<Setting>& settings, const fs::pa
     Known known;
     for (u64 i = 0; i < std::min<u64>(o.runs, settings.size()); i++) {
         const Setting& setting = settings[(o.first + i) % settings.size()];
-        std::string& right = known.right[setting.digits];
-        if (right.empty()) right = right_digits(setting.digits);
+        std::string& right = known.right[setting.value()];
+        if (right.empty()) right = right_digits(o, setting, folder);
         if (known.usual.count(setting.work()) != 0) continue;
-        fs::remove_all(folder);
-        fs::create_directories(folder);
-        Child child(o, setting, folder);
-        Span span;
-        while (!child.ended()) {
-            if (span.begin == 0 && has_begun(o, folder))
-                span.begin = std::max(0.0, cpu_seconds_of(child.pid()));
-            pause_briefly();
-        }
-        span.end = child.cpu_seconds();
-        const DigitFile file = digit_file(folder);
-        if (child.status() != 0 || !file.named || file.digits != right) {
-            std::fprintf(stderr, "The undisturbed run failed:\n%s\n",
-                         read_file(folder / "console.txt").c_str());
-            std::exit(2);
-        }
-        known.usual[setting.work()] = span;
+        const Undisturbed run = run_undisturbed(o, setting, folder);
+        if (run.digits != right) undisturbed_failed(folder);
+        known.usual[setting.work()] = run.span;
     }
     return known;
 }
@@ -598,12 +632,13 @@ using Table = std::map<std::string, std::map<Outcome, u64>>;  // by fault
 
 void print_run(u64 number, const Setting& setting, const Result& r) {
     std::string arguments;
-    for (const std::string& a : setting.arguments()) arguments += a + " ";
-    std::printf("  run %llu: %s, %s at %.3f, %016llx bit %llu, %s%s, at \"%s\": %s\n",
+    for (const std::string& a : setting.arguments()) arguments += " " + a;
+    std::printf("  run %llu: %s, %s at %.3f, %s %016llx bit %llu, %s%s %s, at \"%s\": %s\n",
                 static_cast<unsigned long long>(number), kNames[static_cast<int>(r.outcome)],
-                r.fault.kind.c_str(), r.moment, static_cast<unsigned long long>(r.fault.address),
-                static_cast<unsigned long long>(r.fault.bit), arguments.c_str(), setting.isa.c_str(),
-                r.during.c_str(), r.report.c_str());
+                r.fault.kind.c_str(), r.moment, setting.place.c_str(),
+                static_cast<unsigned long long>(r.fault.address),
+                static_cast<unsigned long long>(r.fault.bit), setting.constant.c_str(), arguments.c_str(),
+                setting.isa.c_str(), r.during.c_str(), r.report.c_str());
     std::fflush(stdout);
 }
 
@@ -660,9 +695,9 @@ int main(int n, char** arguments) {
     const fs::path folder = pattern;
     const auto start = Clock::now();
     const Known known = learn(o, settings, folder / "run");
-    std::printf("%llu runs from %llu on, seed %llu, %zu settings, place %s, fault %s\n",
+    std::printf("%llu runs from %llu on, seed %llu, %zu settings, fault %s\n",
                 static_cast<unsigned long long>(o.runs), static_cast<unsigned long long>(o.first),
-                static_cast<unsigned long long>(o.seed), settings.size(), o.place.c_str(), o.fault.c_str());
+                static_cast<unsigned long long>(o.seed), settings.size(), o.fault.c_str());
     std::fflush(stdout);
 
     Table table;
@@ -680,16 +715,14 @@ int main(int n, char** arguments) {
             }
             const Setting& setting = settings[number % settings.size()];
             const Result r = one_run(o, setting, number, known.usual.at(setting.work()),
-                                     known.right.at(setting.digits), folder / std::to_string(job));
+                                     known.right.at(setting.value()), folder / std::to_string(job));
             const std::lock_guard<std::mutex> lock(mutex);
             table[r.fault.kind.empty() ? "(none)" : r.fault.kind][r.outcome]++;
             if (r.outcome == Outcome::corrected) tally[r.found_in].corrected++;
             if (r.outcome == Outcome::caught) tally[r.found_in].caught++;
-            const bool is_bad =
-                r.outcome == Outcome::wrong || r.outcome == Outcome::hang || r.outcome == Outcome::silent_end;
-            bad |= is_bad;
+            bad |= is_bad(r.outcome);
             const bool quiet = r.outcome == Outcome::harmless || r.outcome == Outcome::not_placed;
-            if (is_bad || (o.verbose && !quiet)) print_run(number, setting, r);
+            if (is_bad(r.outcome) || (o.verbose && !quiet)) print_run(number, setting, r);
         }
     };
     std::vector<std::thread> jobs;
