@@ -391,6 +391,28 @@ TEST(FormulasTest, LostDigitsAreTold) {
     EXPECT_TRUE(run.has(" decimal digits are certain.")) << run.out;
 }
 
+// So are those of a factor, wherever it stands among the others.
+TEST(FormulasTest, LostDigitsOfAFactorAreTold) {
+    // 2, and the square root of 2
+    const std::string locals =
+        "{c : {Shift : [{LinearCombination : [[1 {LinearCombination : [[1 {Pi : {}}] [1 {Shift : [1 "
+        "-1000]}]]}]"
+        " [-1 {Pi : {Algorithm : \"ramanujan\"}}]]} 1001]}} {r : {Sqrt : 2}}";
+    for (const char* factors :
+         {"\"c\" \"r\" 3", "\"r\" \"c\" 3", "3 \"r\" \"c\"", "\"c\" \"r\"", "\"r\" \"c\"", "\"c\" 3"}) {
+        const ProgramRun run =
+            run_formula("{Scope : {Locals : [" + locals + "] Formula : {Multiply : [" + factors + "]}}}");
+        EXPECT_EQ(run.exit_code, 0) << factors << run.err;
+        const std::string told = "Warning: Cancellation in the formula: only the first ";
+        const std::size_t at = run.out.find(told);
+        ASSERT_NE(at, std::string::npos) << factors << "\n" << run.out;
+        // Of 1000 digits and the few that words are rounded up to, 301 are lost.
+        const int certain = std::stoi(run.out.substr(at + told.size()));
+        EXPECT_GT(certain, 690) << factors;
+        EXPECT_LT(certain, 780) << factors;
+    }
+}
+
 TEST(FormulasTest, WarningsOfTheBuilder) {
     EXPECT_TRUE(run_formula("{Scope : {Locals : {x : {Pi : {}}} Formula : \"x\"}}")
                     .has("There is a new syntax for \"Scope\". Please switch to the new one."));
