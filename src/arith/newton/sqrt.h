@@ -20,9 +20,16 @@ struct SqrtFloatPlan : NewtonPlan {
 // T = A^(1/2), A > 0, else the errors of the inverse root. Where the levels of the inverse root are coupled
 // (coupled_root.h), 11 transforms of p words in all: 1.8 products. Elsewhere A A^(-1/2). T overlaps neither A
 // nor the buffer.
+//
+// Progress is shown in two frames: the inverse root, and the product by it. (Where the levels are coupled,
+// its last third is what is left of that product.)
 struct SqrtFloat_BigFloatR {
+    struct Labels {
+        const char* inverse_root = " 3Q ";
+        const char* product = " 4M ";
+    };
     static void run(const SqrtFloatPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
-                    const BigFloat& A, u64 p, LinearWordBuffer buffer);
+                    const BigFloat& A, u64 p, LinearWordBuffer buffer, const Labels& labels = {});
 };
 
 }  // namespace trel

@@ -116,7 +116,8 @@ void GammaCSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
 std::unique_ptr<Evaluator> GammaC::make_evaluator(const EvaluatorRequest& request) const {
     return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
         std::make_shared<const GammaCSeries>(m_, request.precision), {1, 1, Word(4) << m_, 1, false}, request,
-        BinarySplitting::SeriesMemory::full);
+        BinarySplitting::SeriesMemory::full,
+        {"Series C...   ", "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): "});
 }
 
 }  // namespace kalvor
