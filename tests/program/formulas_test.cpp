@@ -311,6 +311,8 @@ TEST(FormulasTest, RefusalsOfARun) {
         {"{AGM : [-2 3]}", "One of the inputs is negative."},
         {"{Log : {Shift : [-2 1]}}", "Log of a negative number is complex."},
         {"{Log : {Shift : [0 1]}}", "Log(0) is negative infinity."},
+        // The logarithm of a value of 1 is 0.
+        {"{Log : {Shift : [2 -1]}}", "Number is zero and out of range."},
         {"{LinearCombination : [[1 3] [-1 3]]}", "Number is zero and out of range."},
         {"{Shift : [{Pi : {}} 64]}", "Number is out of range."},
     };
