@@ -6,9 +6,9 @@
 #include <cmath>
 
 #include "app/session/line_recorder.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
-#include "constants/bsr/brent_mcmillan.h"
 #include "constants/builtin/gamma_c_series.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
@@ -216,34 +216,20 @@ TEST(EulerGammaTest, Labels) {
                       end}));
 }
 
-// The term counts of an independent model of high precision.
-TEST(BrentMcMillanSeriesTest, TermCounts) {
-    using BinarySplitting::BrentMcMillanAB::Series;
-    const struct { u64 p, m, AB; } cases[] = {{1, 5, 0}, {10, 7, 0}, {1000, 14, 0}};
-    for (const auto& c : cases) {
-        // The first term that is small enough, by doubles: far from a tie.
-        const double n = std::ldexp(1.0, static_cast<int>(c.m));
-        const auto size = [&](double x) { return 2 * (x * std::log(n) - std::lgamma(x + 1)); };
-        u64 first = static_cast<u64>(n);
-        while (size(static_cast<double>(first)) > size(n) - 44.3614195558365 * static_cast<double>(c.p) - 1)
-            first++;
-        EXPECT_NEAR(static_cast<double>(Series::term_count(c.m, c.p)), static_cast<double>(first + 2), 1);
-    }
-}
-
-TEST(GammaCTest, TermCounts) {
-    for (const u64 m : {3, 6, 9, 12}) {
-        for (const u64 p : {3, 10, 100}) {
-            const double n = std::ldexp(1.0, static_cast<int>(m));
-            const auto size = [&](double j) {
-                return 3 * std::lgamma(2 * j + 1) - 4 * std::lgamma(j + 1) - 2 * j * std::log(16 * n);
-            };
-            u64 first = 0;
-            while (first < (u64(2) << m) &&
-                   size(static_cast<double>(first)) > -44.3614195558365 * static_cast<double>(p) - 1)
-                first++;
-            const double want = std::min(static_cast<double>(first + 2), 2 * n);
-            EXPECT_NEAR(static_cast<double>(GammaCSeries::term_count(m, p)), want, 1) << m << " " << p;
+// A leaf's numbers by their definition, also far out, where products of words are longest.
+TEST(GammaCTest, Terms) {
+    for (const u64 m : {1, 50}) {
+        const GammaCSeries series(m, 10);
+        for (const u64 k : {u64(1), u64(2), u64(1000), (u64(1) << 51) - 1, u64(1) << 51}) {
+            trel::Word words[3][3];
+            trel::BasicIntR P(words[0], 3), Q(words[1], 3), R(words[2], 3);
+            series.term(k, P, Q, R);
+            const mpz_class j = reference::to_mpz(&k, 1), odd = 2 * j - 1;
+            EXPECT_EQ(reference::to_mpz(R.T, R.L), mpz_class(odd * odd * odd));
+            EXPECT_EQ(reference::to_mpz(P.T, P.L), mpz_class(odd * odd * odd));
+            EXPECT_EQ(reference::to_mpz(Q.T, Q.L), mpz_class(j << (2 * m + 5)));
+            EXPECT_EQ(Q.residue, trel::goldilocks::of_words(Q.T, Q.L));
+            EXPECT_EQ(R.residue, trel::goldilocks::of_words(R.T, R.L));
         }
     }
 }
