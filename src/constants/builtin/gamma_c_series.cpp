@@ -61,13 +61,15 @@ GammaCSeries::GammaCSeries(u64 m, u64 precision_words)
              kTermWords),
       m_(m) {}
 
+// Of the product of all denominators, and a constant.
 DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
-    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2();
+    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2() + dd::ln_ln2_64();
 }
 
 double GammaCSeries::log_size_to(u64 k) const {
     if (k >= kResolved) return log_size_to_dd(k).high;
-    return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
+    return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high +
+           dd::ln_ln2_64().high;
 }
 
 DoubleDouble GammaCSeries::log_remaining(u64 k) const {

@@ -92,6 +92,7 @@ TEST(LemniscateTest, TenThousandDigitsAndMore) {
             for (const Algorithm algorithm : kAlgorithms)
                 expect_value(Lemniscate(algorithm), p, tds, want, name(algorithm, p, tds));
         }
+        expect_value(Lemniscate(Algorithm::agm_pi, -1), p, 2, lemniscate(-1, p + kReferenceWords), "inverse");
     }
 }
 
@@ -100,6 +101,7 @@ TEST(SlowLemniscateTest, AMillionDigits) {
     const mpz_class want = lemniscate(1, p + kReferenceWords);
     for (const Algorithm algorithm : kAlgorithms)
         expect_value(Lemniscate(algorithm), p, 2, want, name(algorithm, p, 2));
+    expect_value(Lemniscate(Algorithm::agm_pi, -1), p, 2, lemniscate(-1, p + kReferenceWords), "inverse");
 }
 
 TEST(LemniscateTest, Powers) {

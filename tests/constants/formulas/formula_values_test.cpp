@@ -333,6 +333,13 @@ TEST(SlowFormulaValuesTest, EveryNodeToAHundredThousandDigits) {
     for (const Case& each : cases()) expect_formula(each.text, 5192, 2, each.want);
 }
 
+TEST(SlowFormulaValuesTest, ALogarithmOfAValueToAMillionDigits) {
+    expect_formula("{Log : {Shift : [11 -3]}}", 51908, 2, [](mpfr_t x) {
+        mpfr_set_d(x, 1.375, kR);
+        mpfr_log(x, x, kR);
+    });
+}
+
 // Every function that takes values, around every one, around every one, on a value above 1.
 TEST(FormulaValuesTest, NestedThreeDeepInExactMemory) {
     struct Function {
