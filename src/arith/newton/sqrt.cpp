@@ -42,7 +42,7 @@ SqrtFloatPlan SqrtFloatPlan::make(u64 p, u64 tds, const newton::CoupledRange& co
 
 void SqrtFloat_BigFloatR::run(const SqrtFloatPlan& plan, const MultiplyContext& context, Status& status,
                               BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer,
-                              const Labels& labels) {
+                              const SqrtLabels& labels) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
     if (T.buffer_size < p + 4) throw BufferTooSmallException(kRun, T.buffer_size, p + 4);
     // Without words that no level reads.
