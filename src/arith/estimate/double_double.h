@@ -51,7 +51,6 @@ namespace dd {
 const DoubleDouble& ln2();
 const DoubleDouble& ln2_64();      // 64 ln 2: nats per word
 const DoubleDouble& inv_ln2_64();  // 1 / (64 ln 2)
-const DoubleDouble& ln_ln2_64();   // ln(64 ln 2)
 const DoubleDouble& log10_e();
 const DoubleDouble& stirling();  // 1 - ln(2 pi) / 2
 }  // namespace dd

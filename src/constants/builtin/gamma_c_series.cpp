@@ -15,6 +15,12 @@ constexpr BinarySplitting::CommonP2B3::Series::TermWords kTermWords = {3, 3, 3};
 constexpr u64 kLeafThreshold = 8, kGrowthWords = 12;
 constexpr const char* kLeaf = "Gamma_C_BSR_End()";
 
+// ln(64 ln 2), the constant of the size of the denominators.
+const DoubleDouble& ln_of_word() {
+    static const DoubleDouble value = DoubleDouble::parse("3.792370162778007529490953570516389938999");
+    return value;
+}
+
 // ln x!, 0 for x = 0.
 DoubleDouble factorial(u64 x) {
     return x == 0 ? DoubleDouble(0.0) : ln_factorial(DoubleDouble::from_u64(x));
@@ -63,13 +69,13 @@ GammaCSeries::GammaCSeries(u64 m, u64 precision_words)
 
 // Of the product of all denominators, and a constant.
 DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
-    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2() + dd::ln_ln2_64();
+    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2() + ln_of_word();
 }
 
 double GammaCSeries::log_size_to(u64 k) const {
     if (k >= kResolved) return log_size_to_dd(k).high;
     return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high +
-           dd::ln_ln2_64().high;
+           ln_of_word().high;
 }
 
 DoubleDouble GammaCSeries::log_remaining(u64 k) const {

@@ -216,6 +216,19 @@ TEST(EulerGammaTest, Labels) {
                       end}));
 }
 
+// ln(Q(1) ... Q(k)) and the constant ln(64 ln 2).
+TEST(GammaCTest, Sizes) {
+    const GammaCSeries series(7, 100);
+    EXPECT_NEAR(series.log_size_to(0), std::log(64 * std::log(2.0)), 0.1);
+    EXPECT_NEAR(series.log_size_to_dd(0).high, std::log(64 * std::log(2.0)), 1e-12);
+    for (const u64 k : {1, 10, 1000}) {
+        const double exact = std::lgamma(static_cast<double>(k + 1)) +
+                             19.0 * std::log(2.0) * static_cast<double>(k) + std::log(64 * std::log(2.0));
+        EXPECT_NEAR(series.log_size_to(k), exact, 0.1);
+        EXPECT_NEAR(series.log_size_to_dd(k).high, exact, 0.1);
+    }
+}
+
 // A leaf's numbers by their definition, also far out, where products of words are longest.
 TEST(GammaCTest, Terms) {
     for (const u64 m : {1, 50}) {
