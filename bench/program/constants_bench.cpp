@@ -5,6 +5,10 @@
 //   KALVOR_BENCH_DIGITS="1000000 10000000"   the sizes
 //   KALVOR_BENCH_RUNS=3                      runs of each row
 //   KALVOR_BENCH_CONSTANTS="zeta3 catalan"   only these, beside Pi
+//   KALVOR_BENCH_TASKS=1                     tasks; with more than one a thread for each
+//
+// The algorithms of a constant are compared by the hashes of their digits. A row whose hash is not that of
+// the constant's first row fails.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -59,35 +63,54 @@ std::vector<std::string> words(const char* name, const char* otherwise) {
     return list;
 }
 
-// The program's time in seconds; negative when it fails, or does not know the algorithm.
-double run_kalvor(const Row& row, const std::string& digits) {
+struct Run {
+    double seconds = -1;  // negative when the program fails, or does not know the algorithm
+    std::string hash;     // of the decimal digits
+};
+
+// The part of the command line that says how many tasks there are.
+std::string parallelism() {
+    const std::string tasks = words("KALVOR_BENCH_TASKS", "1").at(0);
+    return " -TD:" + tasks + (tasks == "1" ? " -PF:none" : " -threads:" + tasks);
+}
+
+Run run_kalvor(const Row& row, const std::string& digits) {
     const std::string command = std::string(KALVOR_PROGRAM) + " pause:-2 skip-warnings custom " +
                                 row.constant + " -algorithm:" + row.algorithm + " -dec:" + digits +
-                                " -o constants-bench -od:0 -verify:0 -TD:1 -PF:none 2>&1";
+                                " -o constants-bench -od:0 -verify:0" + parallelism() + " 2>&1";
+    Run run;
     std::FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return -1;
+    if (pipe == nullptr) return run;
     double seconds = -1;
-    char line[512];
+    char line[512], hash[128];
     while (std::fgets(line, sizeof line, pipe) != nullptr) {
         std::sscanf(line, "Total Computation Time: %lf", &seconds);
+        if (std::sscanf(line, "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) = %127s", hash) == 1)
+            run.hash = hash;
     }
-    return pclose(pipe) == 0 ? seconds : -1;
+    if (pclose(pipe) == 0) run.seconds = seconds;
+    return run;
 }
 
 // One line of the table a row: it is made in the order of the rows, with Pi first.
 void BM_Constant(benchmark::State& state, const Row* row, std::string digits) {
     static std::map<std::string, double> pi, first;  // by digits; by constant and digits
+    static std::map<std::string, std::string> hashes;
+    const std::string key = row->constant + (" " + digits);
     double best = -1;
     for (auto _ : state) {
-        const double seconds = run_kalvor(*row, digits);
-        if (seconds < 0) {
+        const Run run = run_kalvor(*row, digits);
+        if (run.seconds < 0 || run.hash.empty()) {
             state.SkipWithError("the program failed");
             return;
         }
-        state.SetIterationTime(seconds);
-        if (best < 0 || seconds < best) best = seconds;
+        if (hashes.try_emplace(key, run.hash).first->second != run.hash) {
+            state.SkipWithError("the digits are not those of the first algorithm");
+            return;
+        }
+        state.SetIterationTime(run.seconds);
+        if (best < 0 || run.seconds < best) best = run.seconds;
     }
-    const std::string key = row->constant + (" " + digits);
     pi.try_emplace(digits, best);
     first.try_emplace(key, best);
     state.counters["best"] = best;

@@ -345,6 +345,44 @@ TEST_F(ConfigTest, ConstantsWithOneSeriesOrAnother) {
     EXPECT_NE(said(settings(pi, chosen("zeta3", "\"2\""))).find("Invalid Algorithm: 2"), std::string::npos);
 }
 
+// A command line's settings, saved and run from their file, give the digits of the constant by the algorithm
+// that was chosen.
+TEST_F(ConfigTest, EveryOtherConstantIsSavedAndRun) {
+    const struct {
+        const char *word, *algorithm, *object, *file, *begin;
+    } cases[] = {
+        {"sqrt:2", "newton", "Constant : \"sqrt\"\r\n            Argument : 2\r\n",
+         "Square Root of 2 - Dec - Newton's Method.txt", "1.4142135623"},
+        {"phi", "0", "Constant : \"goldenratio\"\r\n", "Golden Ratio - Dec - Newton's Method.txt",
+         "1.6180339887"},
+        {"e", "exp(-1)", "Constant : \"e\"\r\n", "e - Dec - exp(-1).txt", "2.7182818284"},
+        {"log:10", "machin-secondary", "Constant : \"log\"\r\n            Argument : 10\r\n",
+         "Log(10) - Dec - Machin (secondary).txt", "2.3025850929"},
+        {"lemniscate", "gauss", "Constant : \"lemniscate\"\r\n", "Lemniscate - Dec - Gauss.txt",
+         "5.2441151085"},
+        {"gamma", "1", "Constant : \"gamma\"\r\n", "Euler's Constant - Dec - Brent-McMillan.txt",
+         "0.5772156649"},
+        {"brent:11", "brent-refined", "Constant : \"brent\"\r\n            Argument : 11\r\n",
+         "Euler's Constant - Dec - Brent-McMillan (refined).txt", "0.5772156649"},
+    };
+    for (const auto& [word, algorithm, object, file, begin] : cases) {
+        RunOptions options;
+        options.folder = folder_.path();
+        const ProgramRun saved =
+            run_kalvor({"pause:-2", "skip-warnings", "custom", word, "-dec:1000",
+                        std::string("-algorithm:") + algorithm, "-o", "digits", "-save", "a"},
+                       options);
+        EXPECT_EQ(saved.exit_code, 0) << word << saved.out << saved.err;
+        const std::string text = kalvor_test::read_file(folder_ / "a.cfg");
+        EXPECT_NE(text.find(object), std::string::npos) << text;
+        const ProgramRun out = run({"a"});
+        EXPECT_EQ(out.exit_code, 0) << out.out << out.err;
+        const std::string digits = kalvor_test::read_file(folder_ / (std::string("digits/") + file));
+        EXPECT_EQ(digits.size(), 1002u) << file;
+        EXPECT_EQ(digits.substr(0, 12), begin);
+    }
+}
+
 TEST_F(ConfigTest, RefusedSettingsLeaveNoFolders) {
     for (const std::string& text :
          {settings("\"ram\"", "\"rom\""), settings("\"spawn\"", "\"spwan\""), settings("\"mmap\"", "\"map\""),

@@ -310,6 +310,8 @@ TEST(FormulasTest, RefusalsOfARun) {
         {"{AGM : [-2 3]}", "One of the inputs is negative."},
         {"{Log : {Shift : [-2 1]}}", "Log of a negative number is complex."},
         {"{Log : {Shift : [0 1]}}", "Log(0) is negative infinity."},
+        // The logarithm of a value of 1 is 0.
+        {"{Log : {Shift : [2 -1]}}", "Number is zero and out of range."},
         {"{LinearCombination : [[1 3] [-1 3]]}", "Number is zero and out of range."},
         {"{Shift : [{Pi : {}} 64]}", "Number is out of range."},
     };
@@ -388,6 +390,28 @@ TEST(FormulasTest, LostDigitsAreTold) {
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_TRUE(run.has("Warning: Cancellation in the formula: only the first ")) << run.out;
     EXPECT_TRUE(run.has(" decimal digits are certain.")) << run.out;
+}
+
+// So are those of a factor, wherever it stands among the others.
+TEST(FormulasTest, LostDigitsOfAFactorAreTold) {
+    // 2, and the square root of 2
+    const std::string locals =
+        "{c : {Shift : [{LinearCombination : [[1 {LinearCombination : [[1 {Pi : {}}] [1 {Shift : [1 "
+        "-1000]}]]}]"
+        " [-1 {Pi : {Algorithm : \"ramanujan\"}}]]} 1001]}} {r : {Sqrt : 2}}";
+    for (const char* factors :
+         {"\"c\" \"r\" 3", "\"r\" \"c\" 3", "3 \"r\" \"c\"", "\"c\" \"r\"", "\"r\" \"c\"", "\"c\" 3"}) {
+        const ProgramRun run =
+            run_formula("{Scope : {Locals : [" + locals + "] Formula : {Multiply : [" + factors + "]}}}");
+        EXPECT_EQ(run.exit_code, 0) << factors << run.err;
+        const std::string told = "Warning: Cancellation in the formula: only the first ";
+        const std::size_t at = run.out.find(told);
+        ASSERT_NE(at, std::string::npos) << factors << "\n" << run.out;
+        // Of 1000 digits and the few that words are rounded up to, 301 are lost.
+        const int certain = std::stoi(run.out.substr(at + told.size()));
+        EXPECT_GT(certain, 690) << factors;
+        EXPECT_LT(certain, 780) << factors;
+    }
 }
 
 TEST(FormulasTest, WarningsOfTheBuilder) {

@@ -13,6 +13,17 @@ void append(Lines& lines, const Lines& more) {
     lines.insert(lines.end(), more.begin(), more.end());
 }
 
+// A line a constant: how it is written, then its algorithms.
+Lines constant_help() {
+    Lines lines = {"Constants, and the names of their algorithms:"};
+    for (const ConstantUse& use : constant_uses()) {
+        std::string head = "   ";
+        for (const std::string& form : use.forms) head += (&form == &use.forms.front() ? " " : ", ") + form;
+        append(lines, CommandLine::names_beside(head, use.algorithms));
+    }
+    return lines;
+}
+
 }  // namespace
 
 Lines option_help(const SettingsTable& table) {
@@ -27,7 +38,7 @@ Lines option_help(const SettingsTable& table) {
 
 Lines custom_help(const SettingsTable& table) {
     Lines lines = {"Usage:  kalvor [console options] custom <constant> [options]", ""};
-    append(lines, CommandLine::wrapped_names("Constants:  ", constant_tokens()));
+    append(lines, constant_help());
     append(lines, {"", "Options, in any order:"});
     append(lines, option_help(table));
     const ComputeSettings usual;

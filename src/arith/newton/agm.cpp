@@ -176,8 +176,7 @@ void Mean::run(Status& status) {
             step_by_squares(frames->node());
         else
             step_by_product(frames->node());
-        StatusFrame frame(frames->node(), " 3Q ", digits_);
-        SqrtFloat_BigFloatR::run(plan_.root, context_, frame.node(), b_, B_, working_, buffer_);
+        SqrtFloat_BigFloatR::run(plan_.root, context_, frames->node(), b_, B_, working_, buffer_);
     } while (target < 2 * distance);
 
     frames.emplace(status, "Final");
@@ -232,10 +231,7 @@ void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
             StatusFrame frame(start.node(), " 0A ", digits);
             s.set_add(working, parallel, one, x);
         }
-        {
-            StatusFrame frame(start.node(), " 1Q ", digits);
-            SqrtFloat_BigFloatR::run(plan.root, context, frame.node(), b, x, working, rest);
-        }
+        SqrtFloat_BigFloatR::run(plan.root, context, start.node(), b, x, working, rest, {" 1Q ", " 2M "});
         StatusFrame frame(start.node(), " 3S ", digits);
         newton::set_half(working, parallel, T, s);
     }

@@ -107,9 +107,8 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
     correct(inner, status, T, x, e, side, held_x, y, p, {" U2M ", " O2M "});
 }
 
-void coupled_root_finish(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
-                         const BigFloat& s, BigFloat& d, u64 p) {
-    StatusFrame frame(status, " 0S ", status_digits(p));
+void coupled_root_finish(const MultiplyContext& context, BigFloat& T, const BigFloat& x, const BigFloat& s,
+                         BigFloat& d, u64 p) {
     const u64 previous = previous_precision(p);
     const HeldTransforms memory(context, p + kExtraWords, 1);
     BigFloatTransformR held_x(memory.transform(), memory.data(0), HeldWords::stay);

@@ -55,7 +55,7 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
 
 // T = A^(1/2) to p words: the first third of the level of p words, the only one that a square root needs.
 // x, s and d as above; d is used up. T: p + 4 words. Scratch: one held transform of p + 8 words.
-void coupled_root_finish(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& x,
-                         const BigFloat& s, BigFloat& d, u64 p);
+void coupled_root_finish(const MultiplyContext& context, BigFloat& T, const BigFloat& x, const BigFloat& s,
+                         BigFloat& d, u64 p);
 
 }  // namespace trel::newton

@@ -71,12 +71,20 @@ void Log_AGM_BigFloatR::run(const LogAgmPlan& plan, const MultiplyContext& conte
     }
     agm1(plan.mean, memory.context, status, b, a);
     b.mul_uW(parallel, 2);
-    large_division(plan.division, memory.context, status, a, pi, b);
-
+    {
+        // The product of Pi and the mean's inverse, in one step.
+        StatusSection section(status, "Large Multiply...");
+        StatusFrame frame(section.node(), "Multiplying: ");
+        const newton::RunMemory own(memory.context, plan.division.temporaries);
+        Division_BigFloatR::run(plan.division, own.context, frame.node(), a, pi, b, own.temporaries);
+    }
+    const i64 m = d * 64;
+    {
+        StatusSection section(status, "log2");
+        b.set_mul_uW(working, parallel, log2, m < 0 ? Word(0) - static_cast<Word>(m) : static_cast<Word>(m));
+    }
     StatusSection section(status, "Finishing Log(x)...");
     StatusFrame frame(section.node(), "Adding: ");
-    const i64 m = d * 64;
-    b.set_mul_uW(working, parallel, log2, m < 0 ? Word(0) - static_cast<Word>(m) : static_cast<Word>(m));
     if (m < 0) {
         T.set_add(working, parallel, a, b);
     } else {

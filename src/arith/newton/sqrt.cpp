@@ -41,7 +41,8 @@ SqrtFloatPlan SqrtFloatPlan::make(u64 p, u64 tds, const newton::CoupledRange& co
 }
 
 void SqrtFloat_BigFloatR::run(const SqrtFloatPlan& plan, const MultiplyContext& context, Status& status,
-                              BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer) {
+                              BigFloat& T, const BigFloat& A, u64 p, LinearWordBuffer buffer,
+                              const SqrtLabels& labels) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun);
     if (T.buffer_size < p + 4) throw BufferTooSmallException(kRun, T.buffer_size, p + 4);
     // Without words that no level reads.
@@ -49,16 +50,24 @@ void SqrtFloat_BigFloatR::run(const SqrtFloatPlan& plan, const MultiplyContext& 
     const newton::CoupledRange& coupled = plan.invsqrt.coupled;
     if (!coupled.contains(p)) {
         BigFloat x = carve<BigFloat>(buffer, inverse_words(p));
-        InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, status, x, a, p, buffer);
-        StatusFrame frame(status, " 3M ", status_digits(p));
+        {
+            StatusFrame frame(status, labels.inverse_root, status_digits(p));
+            InvsqrtFloat_BigFloatR::run(plan.invsqrt, context, frame.node(), x, a, p, buffer);
+        }
+        StatusFrame frame(status, labels.product, status_digits(p));
         return T.set_mul(p, context, a, x);
     }
     BigFloat x = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     BigFloat s = carve<BigFloat>(buffer, newton::root_estimate_words(p));
     BigFloat d = carve<BigFloat>(buffer, newton::root_error_words(p));
-    newton::coupled_estimate(coupled, context, status, x, a, {s, d, p}, newton::larger_of(buffer, T));
-    newton::coupled_root_finish(context, status, T, x.kept(context.parallel, newton::used_estimate_words(p)),
-                                s, d, p);
+    {
+        StatusFrame frame(status, labels.inverse_root, status_digits(p));
+        newton::coupled_estimate(coupled, context, frame.node(), x, a, {s, d, p},
+                                 newton::larger_of(buffer, T));
+    }
+    StatusFrame frame(status, labels.product, status_digits(p));
+    newton::coupled_root_finish(context, T, x.kept(context.parallel, newton::used_estimate_words(p)), s, d,
+                                p);
     // The last residual subtracts A's words without a product that would compare them.
     a.verify(context.parallel, "a root's argument");
 }

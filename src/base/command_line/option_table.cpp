@@ -108,6 +108,12 @@ std::vector<std::string> wrapped_names(const std::string& label, const std::vect
     return lines;
 }
 
+std::vector<std::string> names_beside(const std::string& label, const std::vector<std::string>& names) {
+    std::string head = label;
+    head.resize(std::max(kHelpColumn, head.size() + 1), ' ');
+    return wrapped_names(head, names);
+}
+
 std::vector<std::string> help_lines(const OptionText& option, const std::vector<std::string>& names) {
     if (option.help.empty()) return {};
     std::string what = option.help;

@@ -106,6 +106,8 @@ std::vector<std::string> help_lines(const OptionText& option, const std::vector<
 // Names behind a label, separated by commas, in lines of a page; the further lines begin below the first
 // name.
 std::vector<std::string> wrapped_names(const std::string& label, const std::vector<std::string>& names);
+// The same with the names in the column of the helps.
+std::vector<std::string> names_beside(const std::string& label, const std::vector<std::string>& names);
 
 template <class Settings>
 std::vector<std::string> names_of(const OptionTable<Settings>& table) {

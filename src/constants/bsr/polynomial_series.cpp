@@ -237,14 +237,6 @@ class BinaryBBPSeries final : public BinaryBBP::Series {
     double scale_ = 0;
 };
 
-template <class Family, class OneSeries, class... Arguments>
-std::unique_ptr<Evaluator> evaluator_of(const Coefficients& coefficients, const EvaluatorRequest& request,
-                                        Arguments&&... arguments) {
-    return make_series_evaluator<Family>(
-        std::make_shared<const OneSeries>(std::forward<Arguments>(arguments)..., request.precision),
-        coefficients, request, SeriesMemory::full);
-}
-
 }  // namespace
 
 SeriesHypergeometric_PolyData::SeriesHypergeometric_PolyData(const PolynomialCoefficients& p,
@@ -275,21 +267,40 @@ SeriesBinaryBBP_PolyData::SeriesBinaryBBP_PolyData(u64 power_of_two, const Polyn
       sizer_Q(sizer("Q(x)", q, remarks, DoubleDouble::from_u64(power) * dd::ln2())),
       log_scale(log_scale_of({p, q, nullptr, power})) {}
 
+std::shared_ptr<const CommonP2B3::Series> make_series(
+    const std::shared_ptr<const SeriesHypergeometric_PolyData>& data, u64 precision) {
+    return std::make_shared<const HypergeometricSeries>(data, precision);
+}
+
+std::shared_ptr<const Hyperdescent::Series> make_series(
+    const std::shared_ptr<const SeriesHyperdescent_PolyData>& data, u64 precision) {
+    return std::make_shared<const HyperdescentSeries>(data, precision);
+}
+
+std::shared_ptr<const BinaryBBP::Series> make_series(
+    const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data, bool alternating, i64 power_shift,
+    u64 precision) {
+    return std::make_shared<const BinaryBBPSeries>(data, alternating, power_shift, precision);
+}
+
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHypergeometric_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request) {
-    return evaluator_of<CommonP2B3::Family, HypergeometricSeries>(coefficients, request, data);
+    return make_series_evaluator<CommonP2B3::Family>(make_series(data, request.precision), coefficients,
+                                                     request, SeriesMemory::full);
 }
 
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHyperdescent_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request) {
-    return evaluator_of<Hyperdescent::Family, HyperdescentSeries>(coefficients, request, data);
+    return make_series_evaluator<Hyperdescent::Family>(make_series(data, request.precision), coefficients,
+                                                       request, SeriesMemory::full);
 }
 
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data,
                                           bool alternating, i64 power_shift, const Coefficients& coefficients,
                                           const EvaluatorRequest& request) {
-    return evaluator_of<BinaryBBP::Family, BinaryBBPSeries>(coefficients, request, data, alternating,
-                                                            power_shift);
+    return make_series_evaluator<BinaryBBP::Family>(
+        make_series(data, alternating, power_shift, request.precision), coefficients, request,
+        SeriesMemory::full);
 }
 
 }  // namespace kalvor::BinarySplitting

@@ -12,6 +12,9 @@
 #include <vector>
 
 #include "base/names/names.h"
+#include "constants/bsr/binary_bbp.h"
+#include "constants/bsr/common_p2b3.h"
+#include "constants/bsr/hyperdescent.h"
 #include "constants/bsr/series_value.h"
 #include "constants/bsr/signed_terms.h"
 #include "constants/evaluator/evaluator.h"
@@ -56,12 +59,20 @@ struct SeriesBinaryBBP_PolyData {
     double log_scale;                          // for PowerShift 0
 };
 
+// The series to a precision in words. s_k is (-1)^k where `alternating`, else 1.
+std::shared_ptr<const CommonP2B3::Series> make_series(
+    const std::shared_ptr<const SeriesHypergeometric_PolyData>& data, u64 precision);
+std::shared_ptr<const Hyperdescent::Series> make_series(
+    const std::shared_ptr<const SeriesHyperdescent_PolyData>& data, u64 precision);
+std::shared_ptr<const BinaryBBP::Series> make_series(
+    const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data, bool alternating, i64 power_shift,
+    u64 precision);
+
 // The value ((P S + Q) / D)^power.
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHypergeometric_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request);
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesHyperdescent_PolyData>& data,
                                           const Coefficients& coefficients, const EvaluatorRequest& request);
-// s_k is (-1)^k where `alternating`, else 1.
 std::unique_ptr<Evaluator> make_evaluator(const std::shared_ptr<const SeriesBinaryBBP_PolyData>& data,
                                           bool alternating, i64 power_shift, const Coefficients& coefficients,
                                           const EvaluatorRequest& request);

@@ -108,8 +108,9 @@ class PSR_SeriesB {
         return words_of(series_.log_size_dd(series_.first(), series_.terms()).high) /
                static_cast<double>(series_.precision());
     }
-    std::string banner() const {
-        return std::string(F::kBanner) + Console::format_commas(series_.terms()) +
+    // name: in place of the family's.
+    std::string banner(const char* name = F::kBanner) const {
+        return name + Console::format_commas(series_.terms()) +
                " terms  (Expansion Factor = " + Console::format_fixed(expansion_factor(), 3) + ")";
     }
 

@@ -11,9 +11,10 @@
 namespace kalvor::BinarySplitting {
 
 SeriesValuePlan::SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds,
-                                 DivisionTransforms transforms)
+                                 DivisionTransforms transforms, const SeriesTexts& texts)
     : precision_(precision_words),
       coefficients_(coefficients),
+      texts_(texts),
       division_(DivisionPlan::make(precision_words, tds, transforms)),
       numerator_words_(round_up_8(precision_words + 6)),
       needs_(division_.needs().above(numerator_words_)) {}
@@ -32,6 +33,14 @@ Word magnitude(i128 c) {
 PowerOfTwo above_exp(double nats) {
     return PowerOfTwo{}.shifted(static_cast<i64>(std::floor(nats / dd::ln2().high)) + 1);
 }
+
+// A frame that counts the steps of a finishing step.
+struct ProgressFrame {
+    ProgressFrame(Status& status, const char* text)
+        : frame(status, text), progress(frame.node(), Status::IterationMode::percentage, 4) {}
+    StatusFrame frame;
+    StatusIteration progress;
+};
 
 // What a sum of terms of up to `largest` loses of its bits when it comes out as N.
 PowerOfTwo cancelled(const PowerOfTwo& largest, const BigFloat& N) {
@@ -89,12 +98,13 @@ ErrorBound SeriesValuePlan::run(const MultiplyContext& context, Status& status, 
     PowerOfTwo largest;
     {
         StatusSection section(status, "Finishing Series");
-        StatusFrame frame(section.node(), "Summing: ");
-        StatusIteration progress(frame.node(), Status::IterationMode::percentage, 4);
-        largest = numerator(context.parallel, progress, P, Q, N, log_scale);
-        progress.update(3);
+        std::optional<ProgressFrame> frame;
+        frame.emplace(section.node(), texts_.numerator);
+        largest = numerator(context.parallel, frame->progress, P, Q, N, log_scale);
+        frame->progress.update(3);
+        if (texts_.denominator) frame.emplace(section.node(), texts_.denominator);
         Q.mul_uW(context.parallel, coefficients_.D);
-        progress.update(4);
+        frame->progress.update(4);
     }
     if (N.L == 0) {
         N.verify(context.parallel, "the numerator");

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -27,11 +28,18 @@ struct Coefficients {
     bool negative_sum;  // the first term is negative: S = -P/Q
 };
 
+// What a sum and its finishing step are announced with, where it is not the usual.
+struct SeriesTexts {
+    const char* banner = nullptr;  // in place of the family's
+    const char* numerator = "Summing: ";
+    const char* denominator = nullptr;  // none: as the numerator
+};
+
 // The finishing step alone.
 class SeriesValuePlan {
   public:
     SeriesValuePlan(u64 precision_words, const Coefficients& coefficients, u64 tds,
-                    DivisionTransforms transforms = DivisionTransforms::kept);
+                    DivisionTransforms transforms = DivisionTransforms::kept, const SeriesTexts& texts = {});
 
     const Needs& needs() const { return needs_; }
     double work() const;
@@ -48,6 +56,7 @@ class SeriesValuePlan {
 
     u64 precision_;
     Coefficients coefficients_;
+    SeriesTexts texts_;
     DivisionPlan division_;
     u64 numerator_words_;
     Needs needs_;
@@ -72,16 +81,17 @@ class SeriesEvaluator final : public Evaluator {
   public:
     // The series' precision is that of the request.
     SeriesEvaluator(std::shared_ptr<const typename F::Series> series, const Coefficients& coefficients,
-                    const EvaluatorRequest& request, SeriesMemory memory)
+                    const EvaluatorRequest& request, SeriesMemory memory, const SeriesTexts& texts = {})
         : series_(std::move(series)),
           value_(series_->precision(), coefficients, request.tds,
-                 memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none),
+                 memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none, texts),
           // Q is no longer than the numerator.
           sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
                request.tds,
                std::max(request.free_bytes, value_.needs().above(series_->precision() + 6).bytes)) {
         needs_ = sum_.needs().maximum(value_.needs().above(sum_.accumulator_words()));
         needs_.result_words = std::max(value_.needs().result_words, sum_.needs().result_words);
+        banner_ = texts.banner ? sum_.banner(texts.banner) : sum_.banner();
     }
 
     const Needs& needs() const override { return needs_; }
@@ -99,7 +109,7 @@ class SeriesEvaluator final : public Evaluator {
         FloatRange<F> sum;
         {
             status.work().enter("series");
-            StatusSection section(status, sum_.banner());
+            StatusSection section(status, banner_);
             sum = sum_.run(context, section.node(), x.buffer);
         }
         AlignedBufferC memory = context.scratch;
@@ -112,17 +122,19 @@ class SeriesEvaluator final : public Evaluator {
     const SeriesValuePlan value_;
     const PSR_SeriesB<F> sum_;
     Needs needs_;
+    std::string banner_;
 };
 
 // With reduced memory where the full one would be over the request's budget and that is less.
 template <SeriesFamily F>
 std::unique_ptr<Evaluator> make_series_evaluator(const std::shared_ptr<const typename F::Series>& series,
                                                  const Coefficients& coefficients,
-                                                 const EvaluatorRequest& request, SeriesMemory memory) {
-    auto evaluator = std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, memory);
+                                                 const EvaluatorRequest& request, SeriesMemory memory,
+                                                 const SeriesTexts& texts = {}) {
+    auto evaluator = std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, memory, texts);
     if (memory == SeriesMemory::full && evaluator->needs().bytes > request.memory_budget) {
         auto reduced =
-            std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, SeriesMemory::reduced);
+            std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, SeriesMemory::reduced, texts);
         if (reduced->needs().bytes < evaluator->needs().bytes) return reduced;
     }
     return evaluator;

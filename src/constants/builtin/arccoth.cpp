@@ -109,6 +109,12 @@ ArcCoth::ArcCoth(i64 coefficient, Word m, i64 power)
     if (coefficient == 0) throw InvalidParametersException(kSeries, "CoefficientP cannot be zero.");
 }
 
+std::string ArcCoth::label() const {
+    const std::string argument = "ArcCoth( " + std::to_string(argument_.m) + " ):";
+    if (coefficient_ == 1) return argument;
+    return (coefficient_ == -1 ? "-" : std::to_string(coefficient_)) + " " + argument;
+}
+
 // (c S + c) / m
 std::unique_ptr<Evaluator> ArcCoth::make_evaluator(const EvaluatorRequest& request) const {
     return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(

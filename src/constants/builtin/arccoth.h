@@ -9,6 +9,8 @@
 // Leaves take common factors out of the numbers of a range (arccoth_leaf.h).
 #pragma once
 
+#include <string>
+
 #include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
 #include "constants/builtin/arccoth_leaf.h"
@@ -53,6 +55,8 @@ class ArcCoth final : public EvaluatorFactory {
     // Throws the same as the argument, for a coefficient of 0, and for a power other than 1 and -1.
     ArcCoth(i64 coefficient, Word m, i64 power = 1);
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
+    // What those who run it announce it with: "18 ArcCoth( 26 ):".
+    std::string label() const;
 
   private:
     const i64 coefficient_;

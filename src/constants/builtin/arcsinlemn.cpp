@@ -10,6 +10,11 @@
 namespace kalvor {
 namespace {
 
+// Of a number that is a word with a sign.
+Word magnitude_of_word(i128 c) {
+    return static_cast<Word>(c < 0 ? -c : c);
+}
+
 const char kSeries[] = "ArcSinlemn_Series_BigFloatR()";
 const char kLeaf[] = "ArcSinlemn_BSR_End()";
 
@@ -100,23 +105,30 @@ void ArcSinlemnSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) con
     leaf::multiply(Q, argument_.y4);
 }
 
-ArcSinlemn::ArcSinlemn(Word coefficient, Word x, Word y) : coefficient_(coefficient), argument_(x, y) {
+ArcSinlemn::ArcSinlemn(i128 coefficient, Word x, Word y, i64 power)
+    : coefficient_(coefficient), argument_(x, y), power_(power == 1 ? 1 : -1) {
+    if (power != 1 && power != -1) throw InvalidParametersException(kSeries, "Power must be 1 or -1.");
     if (coefficient == 0) throw InvalidParametersException(kSeries, "CoefficientP cannot be zero.");
-    if (u128(coefficient) * x >> 64 != 0) {
+    if (u128(magnitude_of_word(coefficient)) * x >> 64 != 0) {
         throw InvalidParametersException(kSeries, "x * coef does not fit into a machine word.");
     }
 }
 
-std::string ArcSinlemn::argument_text() const {
-    return std::to_string(argument_.x) + "/" + std::to_string(argument_.y);
+// A coefficient of 1 has two blanks behind the bracket.
+std::string ArcSinlemn::label() const {
+    const std::string argument = std::to_string(argument_.x) + "/" + std::to_string(argument_.y) + " ):";
+    if (coefficient_ == 1) return "ArcSinlemn(  " + argument;
+    if (coefficient_ == -1) return "- ArcSinlemn(  " + argument;
+    return (coefficient_ < 0 ? "-" : "") + std::to_string(magnitude_of_word(coefficient_)) + " ArcSinlemn( " +
+           argument;
 }
 
 // (c x S + c x) / y
 std::unique_ptr<Evaluator> ArcSinlemn::make_evaluator(const EvaluatorRequest& request) const {
-    const Word numerator = coefficient_ * argument_.x;
+    const i128 numerator = coefficient_ * static_cast<i128>(argument_.x);
     return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
         std::make_shared<const ArcSinlemnSeries>(argument_, request.precision),
-        {numerator, numerator, argument_.y, 1, false}, request, BinarySplitting::SeriesMemory::full);
+        {numerator, numerator, argument_.y, power_, false}, request, BinarySplitting::SeriesMemory::full);
 }
 
 }  // namespace kalvor

@@ -43,20 +43,21 @@ class ArcSinlemnSeries final : public BinarySplitting::CommonP2B3::Series {
     const DoubleDouble growth_, full_;
 };
 
-// coefficient * arcsinlemn(x/y).
+// (coefficient * arcsinlemn(x/y))^power.
 class ArcSinlemn final : public EvaluatorFactory {
   public:
-    // Throws the same as the argument, and when coefficient * x exceeds a word.
-    ArcSinlemn(Word coefficient, Word x, Word y);
+    // Throws the same as the argument, for a coefficient of 0, when |coefficient| * x exceeds a word, and for
+    // a power other than 1 and -1.
+    ArcSinlemn(i128 coefficient, Word x, Word y, i64 power = 1);
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 
-    Word coefficient() const { return coefficient_; }
-    // "7/23"
-    std::string argument_text() const;
+    // What those who run it announce it with: "8 ArcSinlemn( 1/2 ):".
+    std::string label() const;
 
   private:
-    const Word coefficient_;
+    const i128 coefficient_;
     const ArcSinlemnArgument argument_;
+    const int power_;
 };
 
 }  // namespace kalvor

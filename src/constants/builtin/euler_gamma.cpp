@@ -158,7 +158,7 @@ class BrentMcMillan final : public Evaluator {
         const MultiplyContext rest = context.with_scratch(memory);
         BigFloat& sums = N;  // Q^2 + R, until N is needed
         {
-            StatusSection section(status, "Summing: ");
+            StatusFrame frame(status, "Summing: ");
             S.set_sqr(p_, rest, sum[AB::kQ]);
             sums.set_add(p_, context.parallel, S, sum[AB::kR]);
             D.set_mul(p_, rest, sum[AB::kQ], sums);
@@ -181,13 +181,18 @@ class BrentMcMillan final : public Evaluator {
                  term = carve<BigFloat>(rest.scratch, C_precision_ + 6);
         {
             StatusSection section(status, "Squaring...");
+            StatusFrame frame(section.node(), "Squaring: ");
             square.set_sqr(C_precision_, rest, inverse);
+        }
+        {
+            // C stands for its numerator, and what the denominators have to do with it is done.
+            StatusFrame frame(status, "Finalizing: P * S: ");
             term.set_mul(C_precision_, rest, C, square);
         }
         const Approximation root{inverse, ErrorBound::of_words(inverse, C_precision_, 2)};
         const ErrorBound square_error =
             ErrorBound::sum({product_error(root, root), ErrorBound::of_words(square, C_precision_, 0)});
-        StatusSection section(status, "Substracting");
+        StatusSection section(status, "Subtracting...");
         StatusFrame frame(section.node(), "Subtracting: ");
         ErrorBound error =
             product_error({C, C_error}, {square, square_error}) + ErrorBound::of_words(term, C_precision_, 0);
@@ -200,7 +205,7 @@ class BrentMcMillan final : public Evaluator {
         BigFloat ln = carve<BigFloat>(memory, ln2_words_);
         const ErrorBound error = ln2_->run(context.with_scratch(memory), status, ln);
         result.verify(context.parallel, "A / B, which waited for ln 2");
-        StatusSection section(status, "Finishing: ");
+        StatusFrame frame(status, "Finishing: ");
         if (m_ == 0) return ErrorBound::none();
         ln.mul_uW(context.parallel, m_);
         return error.times_word(m_) + subtract(context.parallel, result, ln);

@@ -15,6 +15,12 @@ constexpr BinarySplitting::CommonP2B3::Series::TermWords kTermWords = {3, 3, 3};
 constexpr u64 kLeafThreshold = 8, kGrowthWords = 12;
 constexpr const char* kLeaf = "Gamma_C_BSR_End()";
 
+// ln(64 ln 2), the constant of the size of the denominators.
+const DoubleDouble& ln_of_word() {
+    static const DoubleDouble value = DoubleDouble::parse("3.792370162778007529490953570516389938999");
+    return value;
+}
+
 // ln x!, 0 for x = 0.
 DoubleDouble factorial(u64 x) {
     return x == 0 ? DoubleDouble(0.0) : ln_factorial(DoubleDouble::from_u64(x));
@@ -61,13 +67,15 @@ GammaCSeries::GammaCSeries(u64 m, u64 precision_words)
              kTermWords),
       m_(m) {}
 
+// Of the product of all denominators, and a constant.
 DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
-    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2();
+    return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2() + ln_of_word();
 }
 
 double GammaCSeries::log_size_to(u64 k) const {
     if (k >= kResolved) return log_size_to_dd(k).high;
-    return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high;
+    return factorial_double(k) + static_cast<double>(k) * static_cast<double>(2 * m_ + 5) * dd::ln2().high +
+           ln_of_word().high;
 }
 
 DoubleDouble GammaCSeries::log_remaining(u64 k) const {
@@ -116,7 +124,8 @@ void GammaCSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
 std::unique_ptr<Evaluator> GammaC::make_evaluator(const EvaluatorRequest& request) const {
     return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
         std::make_shared<const GammaCSeries>(m_, request.precision), {1, 1, Word(4) << m_, 1, false}, request,
-        BinarySplitting::SeriesMemory::full);
+        BinarySplitting::SeriesMemory::full,
+        {"Series C...   ", "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): "});
 }
 
 }  // namespace kalvor

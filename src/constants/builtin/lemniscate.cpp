@@ -15,15 +15,14 @@
 namespace kalvor {
 namespace {
 
-// The sum or difference of two arcsines. The second is added to the first where that has waited.
+// The sum of two arcsines, the larger one first. The second, which may be negative, is added to the first
+// where that has waited.
 class LemniscateMachin final : public Evaluator {
   public:
-    LemniscateMachin(const ArcSinlemn& first, const ArcSinlemn& second, bool subtract, std::string label,
+    LemniscateMachin(const ArcSinlemn& first, const ArcSinlemn& second, std::string label,
                      const EvaluatorRequest& request)
         : operands_(request, first, second),
-          words_{"the first arcsine, which waited for the second", text_of(first, ""),
-                 text_of(second, subtract ? "-" : "")},
-          subtract_(subtract),
+          words_{"the first arcsine, which waited for the second", first.label(), second.label()},
           label_(std::move(label)),
           needs_(operands_.needs()) {
         // A word for the carry of the sum.
@@ -41,21 +40,15 @@ class LemniscateMachin final : public Evaluator {
         StatusSection section(status, "Accumulate...");
         StatusFrame frame(section.node(), "Adding: ");
         const i64 bottom = result.exp;
-        combine_ip(context.parallel, result, values.second, subtract_);
+        combine_ip(context.parallel, result, values.second, result.sign != values.second.sign);
         // Words of the second below the first one's are dropped.
         const ErrorBound dropped = ErrorBound::within(PowerOfTwo{bottom, 0});
         return ErrorBound::sum({values.first_error, values.second_error, dropped});
     }
 
   private:
-    // "-4 ArcSinlemn( 7/137 ):"
-    static std::string text_of(const ArcSinlemn& term, const std::string& sign) {
-        return sign + std::to_string(term.coefficient()) + " ArcSinlemn( " + term.argument_text() + " ):";
-    }
-
     const TwoOperands operands_;
     const TwoOperands::Words words_;
-    const bool subtract_;
     const std::string label_;
     Needs needs_;
 };
@@ -105,10 +98,10 @@ std::unique_ptr<Evaluator> Lemniscate::make_evaluator(const EvaluatorRequest& re
         case LemniscateAlgorithm::agm_pi:
             return std::make_unique<LemniscateAgmPi>(inverse_ ? kInverseByAgmPi : kByAgmPi, request);
         case LemniscateAlgorithm::gauss:
-            return std::make_unique<LemniscateMachin>(ArcSinlemn(8, 1, 2), ArcSinlemn(4, 7, 23), false,
+            return std::make_unique<LemniscateMachin>(ArcSinlemn(8, 1, 2), ArcSinlemn(4, 7, 23),
                                                       "Lemniscate - Gauss", request);
         case LemniscateAlgorithm::sebah:
-            return std::make_unique<LemniscateMachin>(ArcSinlemn(8, 2, 3), ArcSinlemn(4, 7, 137), true,
+            return std::make_unique<LemniscateMachin>(ArcSinlemn(8, 2, 3), ArcSinlemn(-4, 7, 137),
                                                       "Lemniscate - Sebah", request);
     }
     throw InvalidParametersException("FormulaS_Lemniscate::run()", "Invalid Algorithm");

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <map>
 
+#include "base/clock/timer.h"
+#include "base/console/console.h"
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
 #include "constants/builtin/log_relations.h"
@@ -50,6 +53,7 @@ GeneratedLogFormula generate(u64 x, LogFormulaKind kind, const LogFormula* exclu
     if (x == 0) throw InvalidParametersException(kGenerator, "Error: Log(0)");
     if (x == 1) return {};
     if (x > kLargestArgument) not_derived(kGenerator);
+    const WallTimer timer;
     LogSearch search(x, kind, excluded);
     const LogRecord* entry = find_log_record(kind, x);
     if (entry != nullptr) search.offer(entry->formula());
@@ -58,7 +62,8 @@ GeneratedLogFormula generate(u64 x, LogFormulaKind kind, const LogFormula* exclu
     for (const LogSearch::Strategy& strategy : kStrategies) search.run(strategy);
     if (!search.best()) not_derived(kGenerator);
     verify_log_formula(x, *search.best());
-    return {*search.best(), entry != nullptr && search.best()->cost() < entry_cost, search.points()};
+    return {*search.best(), entry != nullptr && search.best()->cost() < entry_cost, search.points(),
+            timer.seconds()};
 }
 
 }  // namespace
@@ -146,6 +151,13 @@ std::string log_formula_text(u64 x, const LogFormula& formula) {
 const char* generating_label(LogFormulaKind kind) {
     return kind == LogFormulaKind::primary ? "Generating Primary Formula...       "
                                            : "Generating Secondary Formula...     ";
+}
+
+void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated) {
+    constexpr int kDecimals = 3;
+    Console::print_line(generating_label(kind) + Console::format_fixed(generated.seconds, kDecimals) +
+                        " seconds");
+    if (generated.better_than_table) Console::print_line(kHeuristicIsBetter);
 }
 
 }  // namespace kalvor

@@ -14,6 +14,7 @@ struct GeneratedLogFormula {
     bool better_than_table = false;
     // Points that the search visited, what its time goes by: at most 20,000 a strategy.
     u64 points = 0;
+    double seconds = 0;  // that it took
 };
 
 // What a user is told of such a result.
@@ -49,5 +50,8 @@ void verify_log_formula(u64 x, const LogFormula& formula);
 std::string log_formula_text(u64 x, const LogFormula& formula);
 // "Generating Primary Formula...       ", to which the time is added.
 const char* generating_label(LogFormulaKind kind);
+// What a user who asked for the formula is told of the search: the label with the time, and whether the
+// tables have a worse one.
+void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated);
 
 }  // namespace kalvor

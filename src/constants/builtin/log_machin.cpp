@@ -17,17 +17,6 @@ namespace {
 // for its carry.
 constexpr u64 kSumWords = 2;
 
-// "18 ArcCoth( 26 ):"
-std::string label_of(const LogTerm& term) {
-    std::string sign;
-    if (term.c == -1) {
-        sign = "- ";
-    } else if (term.c != 1) {
-        sign = std::to_string(term.c) + " ";
-    }
-    return sign + "ArcCoth( " + std::to_string(term.m) + " ):";
-}
-
 // sum += term, to the sum's words or, where the term is the larger one and has the other sign, to the term's.
 // Returns what the dropped words may come to.
 ErrorBound accumulate(const ParallelContext& parallel, BigFloat& sum, BigFloat& term, u64 precision) {
@@ -57,7 +46,8 @@ class LogSum final : public Evaluator {
     LogSum(u64 x, const LogFormula& formula, const EvaluatorRequest& request)
         : precision_(request.precision), label_("Log( " + std::to_string(x) + " )") {
         for (const LogTerm& term : formula.terms) {
-            terms_.push_back({ArcCoth(term.c, term.m).make_evaluator(request), label_of(term)});
+            const ArcCoth value(term.c, term.m);
+            terms_.push_back({value.make_evaluator(request), value.label()});
             Needs needs = terms_.back().value->needs();
             result_words_ = std::max(result_words_, round_up_8(needs.result_words + kSumWords));
             if (terms_.size() > 1) needs = needs.above(round_up_8(needs.result_words + kSumWords));

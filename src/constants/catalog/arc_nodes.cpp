@@ -5,6 +5,7 @@
 #include "base/errors/exceptions.h"
 #include "constants/builtin/arccoth.h"
 #include "constants/builtin/arcsinlemn.h"
+#include "constants/builtin/built_in_value.h"
 #include "constants/formulas/arguments.h"
 #include "constants/formulas/function_registry.h"
 #include "constants/formulas/leaf_node.h"
@@ -53,13 +54,10 @@ std::unique_ptr<VFormulaNode> make_arcsinlemn(const Config::Node& argument, cons
     }
     const int power = Formulas::power_of(object, kArcSinlemn);
     if (coefficient == 0) throw InvalidParametersException(kArcSinlemn, kZeroCoefficient);
-    const Word c = Formulas::magnitude_of(coefficient);
-    return std::make_unique<LeafNode>(
-        place,
-        [c, x, y](const EvaluatorRequest& request) {
-            return ArcSinlemn(c, static_cast<Word>(x), static_cast<Word>(y)).make_evaluator(request);
-        },
-        Formulas::LeafValue{coefficient < 0, power == -1});
+    return std::make_unique<LeafNode>(place, [coefficient, x, y, power](const EvaluatorRequest& request) {
+        const ArcSinlemn value(coefficient, static_cast<Word>(x), static_cast<Word>(y), power);
+        return labelled(value.make_evaluator(request), value.label());
+    });
 }
 
 // The largest number whose square is a word.
@@ -79,13 +77,10 @@ std::unique_ptr<VFormulaNode> make_arccoth(const Config::Node& argument, const P
     }
     const int power = Formulas::power_of(object, kArcCoth);
     if (coefficient == 0) throw InvalidParametersException(kArcCoth, kZeroCoefficient);
-    const Word c = Formulas::magnitude_of(coefficient);
-    return std::make_unique<LeafNode>(
-        place,
-        [c, x](const EvaluatorRequest& request) {
-            return ArcCoth(c, static_cast<Word>(x)).make_evaluator(request);
-        },
-        Formulas::LeafValue{coefficient < 0, power == -1});
+    return std::make_unique<LeafNode>(place, [coefficient, x, power](const EvaluatorRequest& request) {
+        const ArcCoth value(coefficient, static_cast<Word>(x), power);
+        return labelled(value.make_evaluator(request), value.label());
+    });
 }
 
 const Formulas::FunctionRegistration<LeafNode> g_arccoth("ArcCoth", make_arccoth);

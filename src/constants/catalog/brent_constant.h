@@ -9,6 +9,8 @@ class BrentConstant final : public Constant {
   public:
     static constexpr std::string_view kToken = "brent";
     static constexpr bool kTakesArgument = true;
+    static constexpr std::string_view kArgument = "k";
+    static constexpr std::string_view kAlgorithms[] = {"brent-refined", "brent-original"};
 
     // argument: k of n = 2^k, 1 to 50. Throws InvalidParametersException "Argument must be greater than 0.",
     // k + " is out of range.", and what text is not a number.

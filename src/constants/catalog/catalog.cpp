@@ -1,5 +1,7 @@
 #include "constants/catalog/catalog.h"
 
+#include <utility>
+
 #include "base/errors/exceptions.h"
 
 namespace kalvor {
@@ -155,6 +157,22 @@ std::unique_ptr<Constant> make_constant(std::string_view token, std::string_view
 
 std::unique_ptr<Constant> load_constant(const Object& object) {
     return catalog().load(object);
+}
+
+std::vector<ConstantUse> constant_uses() {
+    std::vector<ConstantUse> uses;
+    for (const CatalogRow& row : catalog_rows()) {
+        const ConstantFactory* const factory = catalog().factory(row);
+        if (!factory) continue;
+        const std::string argument(factory->argument_name());
+        ConstantUse use;
+        for (const std::string_view token : row.tokens) {
+            use.forms.push_back(std::string(token) + (argument.empty() ? "" : ":<" + argument + ">"));
+        }
+        use.algorithms = factory->algorithm_tokens();
+        uses.push_back(std::move(use));
+    }
+    return uses;
 }
 
 std::vector<std::string> constant_tokens() {

@@ -4,6 +4,7 @@
 // registers a factory for its row; the token of a row without one is as unknown as any other word.
 #pragma once
 
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
@@ -26,6 +27,10 @@ class ConstantFactory {
     virtual std::unique_ptr<Constant> make(std::string_view argument) const = 0;
     // Whether a command line's word may have an argument; the constant's object then has the key "Argument".
     virtual bool takes_argument() const { return false; }
+    // What that argument is called in forms ("n"); empty without takes_argument().
+    virtual std::string_view argument_name() const { return {}; }
+    // Constant::algorithm_tokens(), which are the same for every argument; none where there is no choice.
+    virtual std::vector<std::string> algorithm_tokens() const { return make({})->algorithm_tokens(); }
     // From the whole "Constant" object, whose token has been looked at. By default the keys "Constant",
     // "Argument" if there is one, and "Algorithm", and no others; integers are taken as their text.
     virtual std::unique_ptr<Constant> load(const Config::Object& object) const;
@@ -33,7 +38,8 @@ class ConstantFactory {
     virtual std::unique_ptr<Constant> ask() const { return make({}); }
 };
 
-// The factory of a class that its argument makes, and its own ask() and load() where it has them.
+// The factory of a class that its argument makes, and its own ask() and load() where it has them. A class
+// with an argument says in kArgument and kAlgorithms what a factory tells of it without one.
 template <class C>
 class ConstantFactoryOf final : public ConstantFactory {
   public:
@@ -41,6 +47,20 @@ class ConstantFactoryOf final : public ConstantFactory {
         return std::make_unique<C>(argument);
     }
     bool takes_argument() const override { return C::kTakesArgument; }
+    std::string_view argument_name() const override {
+        if constexpr (C::kTakesArgument) {
+            return C::kArgument;
+        } else {
+            return {};
+        }
+    }
+    std::vector<std::string> algorithm_tokens() const override {
+        if constexpr (C::kTakesArgument) {
+            return {std::begin(C::kAlgorithms), std::end(C::kAlgorithms)};
+        } else {
+            return ConstantFactory::algorithm_tokens();
+        }
+    }
     std::unique_ptr<Constant> load(const Config::Object& object) const override {
         if constexpr (requires { C::load(object); }) {
             return C::load(object);
@@ -102,6 +122,12 @@ std::unique_ptr<Constant> load_constant(const Config::Object& object);
 inline constexpr std::string_view kUsualConstant = "pi";
 // Every token that make_constant() takes, in the order of the rows.
 std::vector<std::string> constant_tokens();
+// For each row with a factory: how its constant is written on a command line ("sqrt:<n>"; "goldenratio",
+// "phi"), and the words of its algorithms.
+struct ConstantUse {
+    std::vector<std::string> forms, algorithms;
+};
+std::vector<ConstantUse> constant_uses();
 // Of those, whether the token may have an argument behind a colon.
 bool constant_takes_argument(std::string_view token);
 // The names of the rows whose constant has an extractor, with ", " between them.

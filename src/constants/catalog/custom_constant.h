@@ -1,6 +1,8 @@
 // A constant that a user gives by a formula, as an entry of the list of constants.
 #pragma once
 
+#include <array>
+
 #include "constants/catalog/constant.h"
 #include "constants/formulas/formula_evaluator.h"
 #include "constants/formulas/formula_file.h"
@@ -11,6 +13,8 @@ class CustomConstant final : public Constant {
   public:
     static constexpr std::string_view kToken = "custom";
     static constexpr bool kTakesArgument = true;
+    static constexpr std::string_view kArgument = "file";
+    static constexpr std::array<std::string_view, 0> kAlgorithms = {};
 
     // argument: the path of a formula file (formula_file.h says where it is looked for); the one that is
     // opened is printed, and so are the builder's warnings. Throws InvalidParametersException "No formula

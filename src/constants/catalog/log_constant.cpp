@@ -25,6 +25,12 @@ i64 checked(std::string_view text) {
     return n;
 }
 
+GeneratedLogFormulas reported(GeneratedLogFormulas formulas) {
+    report_generation(LogFormulaKind::primary, formulas.primary);
+    report_generation(LogFormulaKind::secondary, formulas.secondary);
+    return formulas;
+}
+
 std::string terms_text(const GeneratedLogFormula& generated) {
     return " Machin-like Formula (" + std::to_string(generated.formula.terms.size()) + " terms)";
 }
@@ -32,7 +38,7 @@ std::string terms_text(const GeneratedLogFormula& generated) {
 }  // namespace
 
 LogConstant::LogConstant(std::string_view argument)
-    : n_(checked(argument)), formulas_(generate_log_formulas(static_cast<u64>(n_))) {}
+    : n_(checked(argument)), formulas_(reported(generate_log_formulas(static_cast<u64>(n_)))) {}
 
 std::unique_ptr<Constant> LogConstant::ask() {
     Console::print_line("Log(n)");

@@ -10,9 +10,12 @@ class LogConstant final : public Constant {
   public:
     static constexpr std::string_view kToken = "log";
     static constexpr bool kTakesArgument = true;
+    static constexpr std::string_view kArgument = "n";
+    static constexpr std::string_view kAlgorithms[] = {"machin-primary", "machin-secondary"};
 
     // argument: n, a count as people write it (value_text.h). Throws InvalidParametersException "Argument
-    // must be greater than 1.", n + " is out of range.", and what text is not a number.
+    // must be greater than 1.", n + " is out of range.", and what text is not a number. How long the search
+    // for its formulas took is printed.
     explicit LogConstant(std::string_view argument);
     // From the menu: asks for n.
     static std::unique_ptr<Constant> ask();

@@ -9,6 +9,8 @@ class SqrtConstant final : public Constant {
   public:
     static constexpr std::string_view kToken = "sqrt";
     static constexpr bool kTakesArgument = true;
+    static constexpr std::string_view kArgument = "n";
+    static constexpr std::string_view kAlgorithms[] = {"newton"};
 
     // argument: n, a count as people write it (value_text.h). Throws InvalidParametersException n + " is out
     // of range.", n + " is a perfect square.", and what text is not a number.

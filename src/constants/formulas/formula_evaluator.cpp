@@ -61,11 +61,11 @@ class FormulaEvaluator final : public Evaluator {
                 continue;
             }
             if (operation.kind == Operation::Kind::copy_to_result) {
-                if (value.own.buffer == result.buffer) {
-                    result = value.own;
+                if (value.value.buffer == result.buffer) {
+                    result = value.value;
                 } else {
-                    value.own.verify(context.parallel, kWaited);
-                    result.set_BigFloat(value.own.L, context.parallel, value.own);
+                    value.value.verify(context.parallel, kWaited);
+                    result.set_BigFloat(value.value.L, context.parallel, value.value);
                 }
                 return value.error;
             }
@@ -73,8 +73,8 @@ class FormulaEvaluator final : public Evaluator {
             const Step& step = *planned.step;
             const auto operand = [&](std::size_t child) {
                 Value& x = values[planned.operands[child]];
-                if (x.made + 1 != i) x.own.verify(context.parallel, kWaited);
-                return Operand{&x.own, x.error};
+                if (x.made + 1 != i) x.value.verify(context.parallel, kWaited);
+                return Operand{&x.value, x.error};
             };
             if (operation.kind == Operation::Kind::finish || operation.begins) {
                 begin(value, at(operation.place, step, words, result));
@@ -85,23 +85,20 @@ class FormulaEvaluator final : public Evaluator {
                 for (std::size_t child = 0; child < planned.operands.size(); child++) {
                     operands.push_back(operand(child));
                 }
-                value.error = step.finish(own, status, operands, value.own);
+                value.error = step.finish(own, status, operands, value.value);
             } else {
-                Accumulated sum{value.own, value.error, value.taken, value.first, value.errors};
                 const Operand x = operand(operation.child);
-                step.take(own, status, operation.child, x, sum);
-                value.error = sum.error;
-                value.errors = sum.errors;
+                step.take(own, status, operation.child, x, value);
                 if (value.taken++ == 0) value.first = x.value;
             }
             if (operation.moves_to != kNowhere) {
                 BigFloat moved = at(operation.moves_to, step, words, result);
-                moved.set_BigFloat(value.own.L, context.parallel, value.own);
-                value.own = moved;
+                moved.set_BigFloat(value.value.L, context.parallel, value.value);
+                value.value = moved;
             }
             value.made = i;
         }
-        result = values[plan_.root].own;
+        result = values[plan_.root].value;
         return values[plan_.root].error;
     }
 
@@ -110,12 +107,8 @@ class FormulaEvaluator final : public Evaluator {
     static constexpr u64 kBytesOfValue = 1200;
     static constexpr const char* kWaited = "a value of the formula, which waited for another";
 
-    struct Value {
-        BigFloat own;
-        ErrorBound error;
-        u64 taken = 0;
-        const BigFloat* first = nullptr;
-        ErrorSum errors;
+    // Of a step that does not accumulate: its number and its bound alone.
+    struct Value : Accumulated {
         std::size_t made = 0;  // by which operation
     };
 
@@ -126,11 +119,8 @@ class FormulaEvaluator final : public Evaluator {
     }
 
     static void begin(Value& value, const BigFloat& buffer) {
-        value.own = buffer;
-        value.own.clear();
-        value.error = ErrorBound::none();
-        value.taken = 0;
-        value.errors = {};
+        static_cast<Accumulated&>(value) = {.value = buffer, .error = ErrorBound::none()};
+        value.value.clear();
     }
 
     // The working memory of a step: as much as it asked for and no more.

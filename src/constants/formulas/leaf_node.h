@@ -11,21 +11,14 @@ namespace kalvor::Formulas {
 
 using MakeEvaluator = std::function<std::unique_ptr<Evaluator>(const EvaluatorRequest&)>;
 
-// What becomes of the evaluator's value x.
-struct LeafValue {
-    bool negative = false;  // -x
-    bool inverse = false;   // 1/x
-};
-
 class LeafNode final : public VFormulaNode {
   public:
     // make is asked for every precision that a plan is made for, and may throw.
-    LeafNode(const Place& place, MakeEvaluator make, LeafValue value = {});
+    LeafNode(const Place& place, MakeEvaluator make);
     std::unique_ptr<Step> make_step(const StepRequest& request) const override;
 
   private:
     const MakeEvaluator make_;
-    const LeafValue value_;
 };
 
 }  // namespace kalvor::Formulas

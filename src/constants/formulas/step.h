@@ -30,9 +30,9 @@ struct Operand {
     operator Approximation() const { return {*value, error}; }
 };
 
-// A value that grows with each child.
+// A value that grows with each child. All of it is kept from one child to the next.
 struct Accumulated {
-    BigFloat& value;
+    BigFloat value;
     ErrorBound error;
     u64 taken = 0;
     const BigFloat* first = nullptr;  // the first operand; for comparing, it may be gone

@@ -80,6 +80,29 @@ TEST(UsagePageTest, HasARowForEveryOption) {
     }
 }
 
+// The page on "custom" says of every constant what its argument is and which algorithms there are.
+TEST(UsagePageTest, ConstantsWithTheirArgumentsAndAlgorithms) {
+    std::string page;
+    for (const std::string& line : kalvor::custom_help()) page += line + "\n";
+    const std::string head = "\nConstants, and the names of their algorithms:\n";
+    const size_t at = page.find(head);
+    ASSERT_NE(at, std::string::npos) << page;
+    const size_t begin = at + head.size();
+    EXPECT_EQ(page.substr(begin, page.find("\n\n", begin) + 1 - begin),
+              "    sqrt:<n>                newton\n"
+              "    goldenratio, phi        newton\n"
+              "    e                       exp(1), exp(-1)\n"
+              "    pi                      chudnovsky, ramanujan, chudnovsky-reduced,\n"
+              "                            ramanujan-reduced\n"
+              "    log:<n>                 machin-primary, machin-secondary\n"
+              "    zeta3, apery, zeta(3)   wedeniwski, az\n"
+              "    catalan                 pilehrood-short, 1, pilehrood-long, 3, 4, 5\n"
+              "    lemniscate              agm-pi, gauss, sebah\n"
+              "    gamma                   brent-refined, brent-original\n"
+              "    brent:<k>               brent-refined, brent-original\n"
+              "    custom:<file>\n");
+}
+
 // A terminal of 80 columns shows every page without wrapping.
 TEST(UsagePageTest, EveryPageFits) {
     int pages = 0;

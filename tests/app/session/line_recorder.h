@@ -22,7 +22,10 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
         for (const ColoredText& segment : segments) text += segment.text;
         text += "\n";
     }
-    void Status_Line(std::string_view line) override { text += std::string(line) + "\n"; }
+    void Status_Line(std::string_view line) override {
+        text += std::string(line) + "\n";
+        steps.emplace_back(line);
+    }
     void Status_Label(trel::u64 width, std::string_view name, const ColoredText& value) override {
         std::string label(name);
         label.resize(width, ' ');
@@ -42,6 +45,7 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
     void Status_MicroSectionEnd() override { text += "Time:    \n"; }
     Status& push_node(const ColoredText& frame) override {
         frames.push_back(frame.text);
+        steps.push_back(frame.text);
         if (stop_at_frame) stop_at_frame();
         return *this;
     }
@@ -59,6 +63,7 @@ class LineRecorder final : public trel::Status, public trel::StatusIterationNode
 
     std::string text;
     std::vector<std::string> frames;  // of the progress line
+    std::vector<std::string> steps;   // lines and frames in their order
     int pauses = 0;
     // Data records, and where in the text the first one came.
     std::vector<std::string> records, record_names;

@@ -260,14 +260,15 @@ TEST(AgmTest, AnnouncesItself) {
     for (const std::string& frame : status.frames) {
         const std::string label = frame.substr(0, 5);
         if (label != " 0S 4" && label != " 1M 4" && label != " O2M " && label != " U2M " &&
-            label != " 0S 2" && label != " 1M 2" && label != " 3M 4")
+            label != " 0S 2" && label != " 1M 2")
             frames.push_back(frame);
     }
     // 22 words; AGM(1, 2): the means 1.5 and 1.414 agree in about one digit, and twice as many after each
     // step
-    const std::vector<std::string> want = {"(start)", " 0A 423", " 1Q 423", " 3S 423", "AGM: ?",  "( ? )",
-                                           " 0A 423", "AGM: 1",  "( 1 )",   " 2M 423", " 1A 423", " 2M 423",
-                                           " 5S 423", " 3Q 423", " 0A 423", "AGM: 3",  "( 3 )",   " 1A 423"};
+    const std::vector<std::string> want = {"(start)", " 0A 423", " 1Q 423", " 2M 423", " 3S 423",
+                                           "AGM: ?",  "( ? )",   " 0A 423", "AGM: 1",  "( 1 )",
+                                           " 2M 423", " 1A 423", " 2M 423", " 5S 423", " 3Q 423",
+                                           " 4M 423", " 0A 423", "AGM: 3",  "( 3 )",   " 1A 423"};
     ASSERT_GE(frames.size(), want.size());
     EXPECT_EQ(std::vector<std::string>(frames.begin(), frames.begin() + static_cast<long>(want.size())),
               want);

@@ -136,8 +136,11 @@ TEST(LogAgmTest, Refusals) {
 TEST(LogAgmTest, AnnouncesItself) {
     const Number two({2});
     const LogRun run(two.value, 20, 1);
-    EXPECT_EQ(run.status.sections, (std::vector<std::string>{"Scaling...", "AGM(1,x)...", "Large Division...",
-                                                             "Finishing Log(x)..."}));
+    EXPECT_EQ(run.status.sections, (std::vector<std::string>{"Scaling...", "AGM(1,x)...", "Large Multiply...",
+                                                             "log2", "Finishing Log(x)..."}));
+    EXPECT_EQ(run.status.count("Multiplying: "), 1u);
+    EXPECT_EQ(run.status.count("Iterating: "), 0u);
+    EXPECT_EQ(run.status.frames.back(), "Adding: ");
     EXPECT_EQ(run.status.depth, 0u);
 }
 

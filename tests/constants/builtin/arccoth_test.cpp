@@ -330,6 +330,13 @@ TEST(ArcCothTest, Values) {
     }
 }
 
+TEST(ArcCothTest, Labels) {
+    EXPECT_EQ(ArcCoth(1, 26).label(), "ArcCoth( 26 ):");
+    EXPECT_EQ(ArcCoth(-1, 26).label(), "- ArcCoth( 26 ):");
+    EXPECT_EQ(ArcCoth(18, 26).label(), "18 ArcCoth( 26 ):");
+    EXPECT_EQ(ArcCoth(-2, 4801).label(), "-2 ArcCoth( 4801 ):");
+}
+
 TEST(ArcCothTest, Refusals) {
     const auto refused = [](i64 c, Word m, i64 power) {
         return message_of<InvalidParametersException>(Form::message, [&] { ArcCoth(c, m, power); });

@@ -6,9 +6,9 @@
 #include <cmath>
 
 #include "app/session/line_recorder.h"
+#include "arith/residue/goldilocks.h"
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
-#include "constants/bsr/brent_mcmillan.h"
 #include "constants/builtin/gamma_c_series.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
@@ -163,45 +163,86 @@ TEST(EulerGammaTest, Memory) {
     }
 }
 
-TEST(EulerGammaTest, Labels) {
-    CaptureConsole console;
-    trel::LinearConsoleNode status(79, 1.0);
-    EvaluatorRun run(EulerGamma(GammaAlgorithm::refined), 1000, 1);
-    run.value(status);
-    EXPECT_NE(console.text().find("EulerGamma - Brent-McMillan (refined): (n = 2^13)\nSeries A and B...  "),
-              std::string::npos)
-        << console.text();
-    EXPECT_EQ(console.text().find("Warning"), std::string::npos);
+// What it reports of itself, in its order: without the blocks of its sums, the steps of its divisions, and
+// the numbers of terms.
+std::vector<std::string> steps_of(GammaAlgorithm algorithm, u64 p) {
+    kalvor_test::LineRecorder status;
+    EvaluatorRun(EulerGamma(algorithm), p, 1).value(status);
+    std::vector<std::string> steps;
+    for (std::string step : status.steps) {
+        if (step.starts_with(" ") || step.starts_with("Series: ") || step.starts_with("-  ")) continue;
+        if (const std::size_t terms = step.find("...  "); terms != std::string::npos) {
+            EXPECT_NE(step.find(" terms  (Expansion Factor = "), std::string::npos) << step;
+            step.resize(step.find_first_of("0123456789"));
+        }
+        steps.push_back(step);
+    }
+    return steps;
 }
 
-// The term counts of an independent model of high precision.
-TEST(BrentMcMillanSeriesTest, TermCounts) {
-    using BinarySplitting::BrentMcMillanAB::Series;
-    const struct { u64 p, m, AB; } cases[] = {{1, 5, 0}, {10, 7, 0}, {1000, 14, 0}};
-    for (const auto& c : cases) {
-        // The first term that is small enough, by doubles: far from a tie.
-        const double n = std::ldexp(1.0, static_cast<int>(c.m));
-        const auto size = [&](double x) { return 2 * (x * std::log(n) - std::lgamma(x + 1)); };
-        u64 first = static_cast<u64>(n);
-        while (size(static_cast<double>(first)) > size(n) - 44.3614195558365 * static_cast<double>(c.p) - 1)
-            first++;
-        EXPECT_NEAR(static_cast<double>(Series::term_count(c.m, c.p)), static_cast<double>(first + 2), 1);
+TEST(EulerGammaTest, Labels) {
+    using Steps = std::vector<std::string>;
+    const auto joined = [](std::initializer_list<Steps> parts) {
+        Steps all;
+        for (const Steps& part : parts) all.insert(all.end(), part.begin(), part.end());
+        return all;
+    };
+    const Steps division = {"Large Division...", "Iterating: "};
+    const Steps arccoth = joined({{"Series CommonP2B3...  ", "Finishing Series", "Summing: "}, division});
+    const Steps next = {"Accumulate...", "Adding: "};
+    const Steps ln2 = joined({{"Log( 2 )", "18 ArcCoth( 26 ):"},
+                              arccoth,
+                              {"-2 ArcCoth( 4801 ):"},
+                              arccoth,
+                              next,
+                              {"8 ArcCoth( 8749 ):"},
+                              arccoth,
+                              next});
+    const Steps end = joined({ln2, {"Finishing: "}});
+    const Steps sums = {"Series A and B...  ", "Summing: "};
+    EXPECT_EQ(steps_of(GammaAlgorithm::plain, 300),
+              joined({{"EulerGamma - Brent-McMillan: (n = 2^12)"}, sums, division, end}));
+    const Steps series_C = joined(
+        {{"Series C...   ", "Finishing Series", "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): "}, division});
+    const Steps subtraction = {"Squaring...", "Squaring: ", "Finalizing: P * S: ", "Subtracting...",
+                               "Subtracting: "};
+    EXPECT_EQ(steps_of(GammaAlgorithm::refined, 300),
+              joined({{"EulerGamma - Brent-McMillan (refined): (n = 2^11)"},
+                      sums,
+                      division,
+                      division,
+                      series_C,
+                      subtraction,
+                      end}));
+}
+
+// ln(Q(1) ... Q(k)) and the constant ln(64 ln 2).
+TEST(GammaCTest, Sizes) {
+    const GammaCSeries series(7, 100);
+    EXPECT_NEAR(series.log_size_to(0), std::log(64 * std::log(2.0)), 0.1);
+    EXPECT_NEAR(series.log_size_to_dd(0).high, std::log(64 * std::log(2.0)), 1e-12);
+    for (const u64 k : {1, 10, 1000}) {
+        const double exact = std::lgamma(static_cast<double>(k + 1)) +
+                             19.0 * std::log(2.0) * static_cast<double>(k) + std::log(64 * std::log(2.0));
+        EXPECT_NEAR(series.log_size_to(k), exact, 0.1);
+        EXPECT_NEAR(series.log_size_to_dd(k).high, exact, 0.1);
     }
 }
 
-TEST(GammaCTest, TermCounts) {
-    for (const u64 m : {3, 6, 9, 12}) {
-        for (const u64 p : {3, 10, 100}) {
-            const double n = std::ldexp(1.0, static_cast<int>(m));
-            const auto size = [&](double j) {
-                return 3 * std::lgamma(2 * j + 1) - 4 * std::lgamma(j + 1) - 2 * j * std::log(16 * n);
-            };
-            u64 first = 0;
-            while (first < (u64(2) << m) &&
-                   size(static_cast<double>(first)) > -44.3614195558365 * static_cast<double>(p) - 1)
-                first++;
-            const double want = std::min(static_cast<double>(first + 2), 2 * n);
-            EXPECT_NEAR(static_cast<double>(GammaCSeries::term_count(m, p)), want, 1) << m << " " << p;
+// A leaf's numbers by their definition, also far out, where products of words are longest.
+TEST(GammaCTest, Terms) {
+    for (const u64 m : {1, 50}) {
+        const GammaCSeries series(m, 10);
+        for (const u64 k : {u64(1), u64(2), u64(1000), (u64(1) << 51) - 1, u64(1) << 51}) {
+            trel::Word words[3][3];
+            trel::BasicIntR P(words[0], 3), Q(words[1], 3), R(words[2], 3);
+            series.term(k, P, Q, R);
+            const mpz_class j = reference::to_mpz(&k, 1), odd = 2 * j - 1;
+            EXPECT_EQ(reference::to_mpz(R.T, R.L), mpz_class(odd * odd * odd));
+            EXPECT_EQ(reference::to_mpz(P.T, P.L), mpz_class(odd * odd * odd));
+            EXPECT_EQ(reference::to_mpz(Q.T, Q.L), mpz_class(j << (2 * m + 5)));
+            EXPECT_EQ(Q.residue, trel::goldilocks::of_words(Q.T, Q.L));
+            EXPECT_EQ(R.residue, trel::goldilocks::of_words(R.T, R.L));
         }
     }
 }

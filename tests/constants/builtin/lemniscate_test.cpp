@@ -92,6 +92,7 @@ TEST(LemniscateTest, TenThousandDigitsAndMore) {
             for (const Algorithm algorithm : kAlgorithms)
                 expect_value(Lemniscate(algorithm), p, tds, want, name(algorithm, p, tds));
         }
+        expect_value(Lemniscate(Algorithm::agm_pi, -1), p, 2, lemniscate(-1, p + kReferenceWords), "inverse");
     }
 }
 
@@ -100,6 +101,7 @@ TEST(SlowLemniscateTest, AMillionDigits) {
     const mpz_class want = lemniscate(1, p + kReferenceWords);
     for (const Algorithm algorithm : kAlgorithms)
         expect_value(Lemniscate(algorithm), p, 2, want, name(algorithm, p, 2));
+    expect_value(Lemniscate(Algorithm::agm_pi, -1), p, 2, lemniscate(-1, p + kReferenceWords), "inverse");
 }
 
 TEST(LemniscateTest, Powers) {
@@ -187,6 +189,34 @@ TEST(ArcSinlemnTest, RationalArguments) {
             if (HasFatalFailure()) return;
         }
     }
+}
+
+// Of any sign, and inverted in the one division that ends the series.
+TEST(ArcSinlemnTest, SignsAndInverses) {
+    for (const u64 p : {3, 20, 100}) {
+        const mpz_class value = arcsinlemn(12, 3, 4, p + kReferenceWords + 2);
+        const mpz_class one = reference::shifted(1, static_cast<i64>(2 * (p + kReferenceWords + 2)));
+        expect_value(ArcSinlemn(12, 3, 4, -1), p, 2, reference::shifted(one / value, -2), "inverse");
+        for (const i64 power : {1, -1}) {
+            EvaluatorRun plus(ArcSinlemn(12, 3, 4, power), p, 1), minus(ArcSinlemn(-12, 3, 4, power), p, 1);
+            const trel::BigFloat x = plus.value(), y = minus.value();
+            EXPECT_TRUE(x.sign);
+            EXPECT_FALSE(y.sign);
+            const i64 bottom = -static_cast<i64>(p + kReferenceWords);
+            EXPECT_EQ(reference::magnitude_at(x, bottom), reference::magnitude_at(y, bottom));
+            EXPECT_EQ(plus.evaluator->work().size(), 2u);
+        }
+    }
+    EXPECT_EQ(message_of<InvalidParametersException>(Form::message, [] { ArcSinlemn(1, 1, 2, 2); }),
+              "Power must be 1 or -1.");
+}
+
+TEST(ArcSinlemnTest, Labels) {
+    EXPECT_EQ(ArcSinlemn(1, 1, 2).label(), "ArcSinlemn(  1/2 ):");
+    EXPECT_EQ(ArcSinlemn(-1, 1, 2).label(), "- ArcSinlemn(  1/2 ):");
+    EXPECT_EQ(ArcSinlemn(8, 1, 2).label(), "8 ArcSinlemn( 1/2 ):");
+    EXPECT_EQ(ArcSinlemn(-4, 7, 137).label(), "-4 ArcSinlemn( 7/137 ):");
+    EXPECT_EQ(ArcSinlemn(~Word(0), 1, 3).label(), "18446744073709551615 ArcSinlemn( 1/3 ):");
 }
 
 // The first omitted term is below the precision, and numbers of terms around the thresholds of leaves are

@@ -126,6 +126,14 @@ TEST(SlowZeta3CatalanTest, ZetaToAHundredThousandDigits) {
     }
 }
 
+TEST(SlowZeta3CatalanTest, InversesToAHundredThousandDigits) {
+    const u64 p = 5193;
+    const mpz_class zeta3 = constant(true, -1, p + kReferenceWords),
+                    catalan = constant(false, -1, p + kReferenceWords);
+    for (const Road& road : roads())
+        expect_value(*road.make(-1), p, 2, road.zeta3 ? zeta3 : catalan, road.name());
+}
+
 TEST(SlowZeta3CatalanTest, AMillionDigits) {
     const u64 p = 51908;
     const mpz_class catalan = constant(false, 1, p + kReferenceWords);

@@ -42,6 +42,8 @@ constexpr CatalogRow kTwoRows[] = {
 class Tenths final : public Constant {
   public:
     static constexpr bool kTakesArgument = true;
+    static constexpr std::string_view kArgument = "n";
+    static constexpr std::string_view kAlgorithms[] = {"shift", "1"};
     explicit Tenths(std::string_view n) : n_(trel::CommandLine::parse_scaled_integer(std::string(n))) {
         if (n_ < 1) {
             throw trel::InvalidParametersException("Tenths", std::to_string(n_) + " is out of range.");
@@ -136,6 +138,33 @@ TEST(CatalogTest, EveryTokenMakesTheConstantThatHasIt) {
         if (catalog().factory(*row)->takes_argument()) continue;
         EXPECT_EQ(&make_constant(token, "")->row(), row) << token;
     }
+}
+
+// A factory knows what its constants say once they are made.
+TEST(CatalogTest, UsesOfConstants) {
+    const auto uses = constant_uses();
+    std::size_t i = 0;
+    for (const CatalogRow& row : catalog_rows()) {
+        const ConstantFactory* const factory = catalog().factory(row);
+        if (!factory) continue;
+        ASSERT_LT(i, uses.size());
+        const ConstantUse& use = uses[i++];
+        ASSERT_EQ(use.forms.size(), row.tokens.size());
+        EXPECT_EQ(factory->takes_argument(), use.forms[0].ends_with('>')) << use.forms[0];
+        EXPECT_TRUE(use.forms[0].starts_with(row.tokens[0]));
+        const std::string name(row.tokens[0]);
+        if (name == "custom") {
+            EXPECT_EQ(use.forms, std::vector<std::string>{"custom:<file>"});
+            EXPECT_TRUE(use.algorithms.empty());
+            continue;
+        }
+        const CaptureConsole console;
+        const auto constant = make_constant(name, factory->takes_argument() ? "2" : "");
+        EXPECT_EQ(use.algorithms, constant->algorithm_tokens()) << name;
+    }
+    EXPECT_EQ(i, uses.size());
+    EXPECT_EQ(uses.front().forms, std::vector<std::string>{"sqrt:<n>"});
+    EXPECT_EQ(uses[1].forms, (std::vector<std::string>{"goldenratio", "phi"}));
 }
 
 // What a command line hands over behind the colon reaches the constant, and a refusal is the constant's own.

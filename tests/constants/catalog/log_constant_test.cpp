@@ -5,6 +5,7 @@
 #include "base/errors/exceptions.h"
 #include "constants/catalog/catalog.h"
 #include "support/capture_console.h"
+#include "support/masked.h"
 #include "support/message_of.h"
 
 using namespace kalvor;
@@ -96,6 +97,24 @@ TEST(LogConstantTest, ObjectsMakeTheRoundTrip) {
     object.add_string("Algorithm", "machin-primary");
     EXPECT_EQ(message_of<InvalidParametersException>(Form::message, [&] { load_constant(object); }),
               "Argument must be greater than 1.");
+}
+
+// Whoever asks for a logarithm sees that its formulas were searched for.
+TEST(LogConstantTest, TheSearchIsReported) {
+    const auto said = [](const char* n) {
+        const CaptureConsole console;
+        make_constant("log", n);
+        return kalvor_test::without_numbers_behind(
+            "Primary Formula...       ",
+            kalvor_test::without_numbers_behind("Secondary Formula...     ", console.text()));
+    };
+    EXPECT_EQ(said("10"),
+              "Generating Primary Formula...       <number> seconds\n"
+              "Generating Secondary Formula...     <number> seconds\n");
+    EXPECT_EQ(said("29"),
+              "Generating Primary Formula...       <number> seconds\n"
+              "Generating Secondary Formula...     <number> seconds\n"
+              "The heuristic has found a better formula than the table entry.\n");
 }
 
 TEST(LogConstantTest, Menus) {

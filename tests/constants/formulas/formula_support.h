@@ -14,6 +14,7 @@
 #include "constants/formulas/build.h"
 #include "constants/formulas/formula_evaluator.h"
 #include "reference/mpz_words.h"
+#include "support/documented_errors.h"
 #include "support/evaluator_run.h"
 
 namespace kalvor_test {
@@ -31,11 +32,13 @@ inline BuiltFormula built(const std::string& text) {
     return out;
 }
 
-// "location: message" of what building says; "built" where it says nothing.
+// "location: message" of what building says, which must be in the list of errors that users have; "built"
+// where it says nothing.
 inline std::string refusal(const std::string& text) {
     try {
         built(text);
     } catch (const trel::StringException& e) {
+        EXPECT_TRUE(is_documented(e.message)) << e.message;
         return e.function + ": " + e.message;
     }
     return "built";

@@ -357,6 +357,13 @@ TEST(SlowFormulaValuesTest, EveryNodeToAHundredThousandDigits) {
     for (const Case& each : cases()) expect_formula(each.text, 5192, 2, each.want);
 }
 
+TEST(SlowFormulaValuesTest, ALogarithmOfAValueToAMillionDigits) {
+    expect_formula("{Log : {Shift : [11 -3]}}", 51908, 2, [](mpfr_t x) {
+        mpfr_set_d(x, 1.375, kR);
+        mpfr_log(x, x, kR);
+    });
+}
+
 // Every function that takes values, around every one, around every one, on a value above 1.
 TEST(FormulaValuesTest, NestedThreeDeepInExactMemory) {
     struct Function {
@@ -444,6 +451,88 @@ TEST(FormulaValuesTest, CancelledWordsAreInTheBound) {
     EXPECT_GE(error.limit, (PowerOfTwo{-44, 0}));
     expect_formula(
         text, 40, 1, [](mpfr_t x) { mpfr_set_ui_2exp(x, 1, -640, kR); }, 20 + 64 * 10);
+}
+
+// 2, of which ten words are lost.
+const char* const kLossy =
+    "{Shift : [{LinearCombination : [[1 {LinearCombination : [[1 {Pi : {}}] [1 {Shift : [1 -640]}]]}]"
+    " [-1 {Pi : {Algorithm : \"ramanujan\"}}]]} 641]}";
+
+// The text with the lossy value as "c" and the square root of 3 as "r". Variables are taken in the order of
+// the text.
+std::string of_lossy(const std::string& text) {
+    return std::string("{Scope : {Locals : [{c : ") + kLossy + "} {r : {Sqrt : 3}}] Formula : " + text + "}}";
+}
+
+// Whatever a node makes of a value, and wherever the value stands among its arguments, the words that it has
+// lost are lost from the result.
+TEST(FormulaValuesTest, LostWordsReachTheResultOfEveryNode) {
+    const auto times_root = [](unsigned long factor) {
+        return [factor](mpfr_t x) {
+            mpfr_sqrt_ui(x, 3, kR);
+            mpfr_mul_ui(x, x, factor, kR);
+        };
+    };
+    const struct {
+        const char* text;
+        std::function<void(mpfr_t)> want;
+    } cases[] = {
+        {"{Multiply : [\"c\" \"r\" 5]}", times_root(10)},
+        {"{Multiply : [\"c\" 5 \"r\"]}", times_root(10)},
+        {"{Multiply : [\"r\" \"c\" 5]}", times_root(10)},
+        {"{Multiply : [5 \"c\" \"r\"]}", times_root(10)},
+        {"{Multiply : [\"r\" 5 \"c\"]}", times_root(10)},
+        {"{Multiply : [\"c\" 5 7]}", [](mpfr_t x) { mpfr_set_ui(x, 70, kR); }},
+        {"{Multiply : [\"c\" \"c\" \"r\" 3 5 7]}", times_root(420)},
+        {"{LinearCombination : [[3 \"c\"] [1 5] [1 7]]}", [](mpfr_t x) { mpfr_set_ui(x, 18, kR); }},
+        {"{LinearCombination : [[1 5] [3 \"c\"] [1 7]]}", [](mpfr_t x) { mpfr_set_ui(x, 18, kR); }},
+        {"{LinearCombination : [[1 5] [1 7] [3 \"c\"]]}", [](mpfr_t x) { mpfr_set_ui(x, 18, kR); }},
+        {"{Divide : [\"c\" 7]}",
+         [](mpfr_t x) {
+             mpfr_set_ui(x, 2, kR);
+             mpfr_div_ui(x, x, 7, kR);
+         }},
+        {"{Divide : [\"c\" \"r\"]}",
+         [](mpfr_t x) {
+             mpfr_sqrt_ui(x, 3, kR);
+             mpfr_ui_div(x, 2, x, kR);
+         }},
+        {"{Divide : [\"r\" \"c\"]}",
+         [](mpfr_t x) {
+             mpfr_sqrt_ui(x, 3, kR);
+             mpfr_div_ui(x, x, 2, kR);
+         }},
+        {"{Power : [\"c\" 5]}", [](mpfr_t x) { mpfr_set_ui(x, 32, kR); }},
+        {"{Power : [\"c\" -1]}", [](mpfr_t x) { mpfr_set_d(x, 0.5, kR); }},
+        {"{Sqrt : \"c\"}", [](mpfr_t x) { mpfr_sqrt_ui(x, 2, kR); }},
+        {"{Invsqrt : \"c\"}",
+         [](mpfr_t x) {
+             mpfr_sqrt_ui(x, 2, kR);
+             mpfr_ui_div(x, 1, x, kR);
+         }},
+        {"{InvNthRoot : [3 \"c\"]}",
+         [](mpfr_t x) {
+             mpfr_set_ui(x, 2, kR);
+             mpfr_cbrt(x, x, kR);
+             mpfr_ui_div(x, 1, x, kR);
+         }},
+        {"{AGM : \"c\"}", [](mpfr_t x) { agm1_of_root(x, 4); }},
+        {"{AGM : [\"c\" 1]}", [](mpfr_t x) { agm1_of_root(x, 4); }},
+        {"{AGM : [1 \"c\"]}", [](mpfr_t x) { agm1_of_root(x, 4); }},
+        {"{Log : \"c\"}", [](mpfr_t x) { mpfr_const_log2(x, kR); }},
+        {"{Scope : {Locals : [{pi : {Pi : {}}} {l : {Log : 2}}] Formula : "
+         "{Log-AGM : {Pi : \"pi\" Log2 : \"l\" Argument : \"c\"}}}}",
+         [](mpfr_t x) { mpfr_const_log2(x, kR); }},
+    };
+    for (const auto& c : cases) {
+        const std::string text = of_lossy(c.text);
+        expect_formula(text, 40, 1, c.want, 40 + 64 * 10);
+        bool zero = false;
+        const ErrorBound error = error_of(text, 40, zero);
+        EXPECT_FALSE(error.exact) << text;
+        // Of 40 words 30 are left, and the few that plans add to them.
+        EXPECT_GE(error.limit, (PowerOfTwo{-35, 0})) << text;
+    }
 }
 
 TEST(FormulaValuesTest, LargeCoefficientsThatCancel) {

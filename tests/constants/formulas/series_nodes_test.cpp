@@ -385,6 +385,56 @@ TEST(SeriesNodesTest, ADegreeOfAThousand) {
     }
 }
 
+// Every number of a series is as large as it can be written, of either sign.
+TEST(SeriesNodesTest, TheLargestCoefficientsEverywhere) {
+    const std::string c = "9223372036854775807", minus = "-" + c;
+    const std::string P = c + " " + minus + " " + c, Q = c + " " + c;
+    // (c S + c) / c and (-c S + c) / c of the sum of term(k) / down(1) ... down(k), where c has gone.
+    const auto value = [](long sign, unsigned long terms, bool product,
+                          const std::function<mpq_class(long)>& term) {
+        return [=](mpfr_t x) {
+            mpq_class sum, down = 1;
+            for (unsigned long k = 1; k <= terms; k++) {
+                if (product) down *= k + 1;
+                sum += term(static_cast<long>(k)) / down;
+            }
+            sum = 1 + sign * sum;
+            mpfr_set_q(x, sum.get_mpq_t(), kR);
+        };
+    };
+    mpz_class large;
+    mpz_ui_pow_ui(large.get_mpz_t(), 2, 63);
+    large -= 1;
+    const auto square = [](long k) { return mpq_class(k * k - k + 1); };
+    const auto power = [](const mpz_class& base, long n) {
+        mpz_class result;
+        mpz_pow_ui(result.get_mpz_t(), base.get_mpz_t(), static_cast<unsigned long>(n));
+        return result;
+    };
+    expect_formula(hyperdescent(P, Q, coefficients(minus, c, c)), 20, 2,
+                   value(-1, 40, true, [=](long k) { return mpq_class(square(k) / power(large, k - 1)); }));
+    expect_formula(
+        hypergeometric(P, Q, minus, coefficients(c, c, c)), 20, 1,
+        value(1, 300, true, [=](long k) { return mpq_class(k % 2 != 0 ? square(k) : -square(k)); }));
+    expect_formula(bbp(P, Q, powers("true", -1, 0), coefficients(c, c, c, "-1")), 20, 2, [=](mpfr_t x) {
+        value(1, 1700, false, [=](long k) {
+            const mpq_class one = square(k) / (power(2, k) * (k + 1));
+            return mpq_class(k % 2 == 0 ? one : mpq_class(-one));
+        })(x);
+        inverse(x);
+    });
+    expect_formula("{SeriesETaylor : {Alternating : \"true\" " + coefficients(minus, c, c) + "}}", 20, 1,
+                   [](mpfr_t x) {
+                       exp_of(x, -1);
+                       mpfr_ui_sub(x, 1, x, kR);
+                   });
+    expect_formula("{SeriesZeta3AZ1 : {" + coefficients(c, minus, c) + "}}", 20, 1, [](mpfr_t x) {
+        kZeta3(x);
+        mpfr_mul_ui(x, x, 64, kR);
+        mpfr_sub_ui(x, x, 78, kR);
+    });
+}
+
 // What cancels widens the bound of the error, and never more than that.
 TEST(SeriesNodesTest, SumsThatCancel) {
     // 10^18 (e - 1) - 1718281828459045235
