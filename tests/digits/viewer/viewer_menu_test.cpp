@@ -66,6 +66,27 @@ TEST_F(ViewerMenuTest, OfASetWithFoldersToSearch) {
                                   head("    " + folder_.file("other/") + "\n") + "option: ");
 }
 
+// Menus fit 80 columns; a long folder goes on under its column.
+TEST_F(ViewerMenuTest, LongFoldersAndFirstDigitsAreWrapped) {
+    write_set();
+    CaptureConsole console;
+    console.type({folder_.file("set - 1.kvd"), "5", std::string(300, 'x')});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_EQ(kalvor_test::too_wide(text), "");
+    EXPECT_NE(text.find("\n    " + std::string(75, 'x') + "\n    " + std::string(75, 'x') + "\n"),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), 'x'),
+              300 + std::count(kTitle.begin(), kTitle.end(), 'x') +
+                  2 * std::count(kOptions.begin(), kOptions.end(), 'x'))
+        << text;
+    folder_.write("long.txt", std::string(60, '1') + ".25");
+    console.type({folder_.file("long.txt")});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
+}
+
 TEST_F(ViewerMenuTest, ATotalThatIsNotKnownSaysSo) {
     write_set();
     CaptureConsole console;
