@@ -34,6 +34,14 @@ inline constexpr std::size_t kBlockHead = 2 * sizeof(void*);
     }
     return static_cast<char*>(memory) + fuzz::kBlockHead;
 }
+// The sanitizers' own would not call the one above.
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    try {
+        return operator new(bytes);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 [[gnu::noinline]] void operator delete(void* block) noexcept {
     if (block == nullptr) return;
     void* const memory = static_cast<char*>(block) - fuzz::kBlockHead;
@@ -41,5 +49,8 @@ inline constexpr std::size_t kBlockHead = 2 * sizeof(void*);
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    operator delete(block);
+}
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept {
     operator delete(block);
 }
