@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "fuzz/counted_memory.h"
 #include "fuzz/targets.h"
 
 namespace {
@@ -32,6 +33,17 @@ std::vector<std::string> seeds_of(const std::string& target) {
     return seeds;
 }
 
+// What any input may take: one that promises much gets no more.
+constexpr std::size_t kMostMemory = std::size_t(64) << 20;
+
+// The memory that the target has taken beyond what was there.
+std::size_t memory_of(const fuzz::Target& target, std::string_view input) {
+    const std::size_t before = fuzz::CountedMemory::now;
+    fuzz::CountedMemory::begin();
+    target.run(input);
+    return fuzz::CountedMemory::most - before;
+}
+
 // Every seed, and so many mutations of each.
 void replay(const fuzz::Target& target, int mutations) {
     const std::vector<std::string> seeds = seeds_of(target.name);
@@ -40,7 +52,7 @@ void replay(const fuzz::Target& target, int mutations) {
     const auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
     const std::string marks("\"\\/:,[]{}-\r\n \t0A\0\xff", 19);
     for (const std::string& seed : seeds) {
-        target.run(seed);
+        ASSERT_LE(memory_of(target, seed), kMostMemory);
         for (int i = 0; i < mutations; i++) {
             std::string input = seed;
             for (size_t changes = 1 + pick(4); changes > 0 && !input.empty(); changes--) {
@@ -64,8 +76,21 @@ void replay(const fuzz::Target& target, int mutations) {
                     }
                 }
             }
-            target.run(input);
+            ASSERT_LE(memory_of(target, input), kMostMemory);
         }
+    }
+}
+
+TEST(FuzzMemoryTest, WhatATargetTakesIsCounted) {
+    static std::size_t wanted;
+    const fuzz::Target taker = {"taker", [](std::string_view input) {
+                                    const std::string first(wanted, input[0]), second(1000, input[0]);
+                                    fuzz::require(first[0] == second[0], "both are there");
+                                }};
+    for (const std::size_t bytes : {std::size_t(5000), kMostMemory}) {
+        wanted = bytes;
+        EXPECT_GT(memory_of(taker, "x"), bytes + 1000);
+        EXPECT_LT(memory_of(taker, "x"), bytes + 2000);
     }
 }
 

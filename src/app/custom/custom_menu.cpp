@@ -106,7 +106,7 @@ void edit(ComputeSettings& settings, const SettingsTable& table, u64 choice) {
         case kFormat:
             return output_format_menu(settings);
         case kMode:
-            return mode_menu(memory_text(memory));
+            return mode_menu(*settings.constant, memory_text(memory));
         case kParallelism:
             return parallelism_menu(settings.parallelism);
         case kMemory:

@@ -5,13 +5,22 @@
 
 namespace kalvor {
 
-void mode_menu(const std::string& ram_memory) {
+namespace {
+
+// memory: what the mode takes.
+void print_mode(const char* label, bool supported, const std::string& memory) {
+    Console::print(label, 'w');
+    Console::print_line(supported ? memory : "Not Supported", supported ? 'Y' : 'd');
+}
+
+}  // namespace
+
+void mode_menu(const Constant& constant, const std::string& ram_memory) {
     Console::print_line("\n\nSelect a Mode:\n", 'w');
     Console::print_line("Option      Mode            Memory      Disk Memory\n", 'w');
-    Console::print(" 1      Ram Only            ", 'w');
-    Console::print_line(ram_memory, 'Y');
-    Console::print(" 2      Swap Mode           ", 'w');
-    Console::print_line("Not Supported", 'd');
+    print_mode(" 1      Ram Only            ", constant.supports(ComputationMode::ram), ram_memory);
+    // Nothing plans swap mode yet, so there is no figure of it.
+    print_mode(" 2      Swap Mode           ", constant.supports(ComputationMode::swap), "");
     Console::new_line();
     for (const char* line : {"    *Disk usage varies with the amount of memory that is being used.",
                              "    More memory usually means more disk usage. The value shown here is for",

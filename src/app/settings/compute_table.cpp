@@ -209,9 +209,9 @@ constexpr FileMember kFileMembers[] = {
     {"Parallelism", ParallelismSettings::kContext, FileMember::object_of_settings},
     {"Allocator", "Memory Allocator", FileMember::object_of_settings},
     {"Memory", "", FileMember::not_read},
-    {"Checkpointing", "", FileMember::not_read},
+    {"Checkpointing", ParallelismSettings::kContext, FileMember::not_read},
     {"FarMemoryTuning", "", FileMember::not_read},
-    {"FarMemoryConfig", "", FileMember::not_read},
+    {"FarMemoryConfig", "FarMemory", FileMember::not_read},
 };
 
 }  // namespace

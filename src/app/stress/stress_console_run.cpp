@@ -2,6 +2,7 @@
 
 #include "base/console/console.h"
 #include "base/status/linear_console_node.h"
+#include "digits/output/interrupted.h"
 #include "platform/parallel/interruptible_run.h"
 
 namespace kalvor {
@@ -17,8 +18,11 @@ bool run_stress_on_console(const StressSettings& settings, const StressCalls& ca
     RunMonitor monitor;
     LinearConsoleNode console(kLineWidth, kRefreshSeconds);
     bool passed = false;
-    const bool stopped =
-        run_interruptible(monitor, [&] { passed = run_stress(settings, console, monitor, calls); });
+    // The closing lines of a run that is overdue were printed by then, unless it was still getting its
+    // memory.
+    const bool stopped = run_interruptible(
+        monitor, [&] { passed = run_stress(settings, console, monitor, calls); },
+        [&] { end_busy_run("Interrupted.", console); });
     if (stopped) {
         Console::flush();
         throw RunStopped();

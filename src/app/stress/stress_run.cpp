@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -19,6 +20,9 @@ namespace kalvor {
 namespace {
 
 constexpr u64 kAlignmentLog2 = 6;
+// What an interrupted run waits for cores that are slow to stop, before it prints its closing lines. The
+// process is to end within two seconds.
+constexpr double kStopSeconds = 1;
 
 // For a program that listens.
 class StressTestIteration final : public DataRecord {
@@ -140,6 +144,10 @@ class StressRun {
             if (all_done && (ended || settings_.stop_on_error || now - start >= least_seconds())) break;
             if (all_done) team.rest();
             if (ended && !monitor_.stop.requested()) continue;
+            if (monitor_.stop.requested()) {
+                if (!stopping_since_) stopping_since_ = now;
+                if (now - *stopping_since_ >= kStopSeconds) break;
+            }
             over_ = over_ || monitor_.stop.requested() || has_passed(settings_.seconds_total, now - start_);
             if (monitor_.stop.requested()) {
                 team.stop();
@@ -219,6 +227,7 @@ class StressRun {
     double start_ = 0;
     u64 turn_ = 0;
     bool over_ = false;
+    std::optional<double> stopping_since_;
     bool failed_ = false;
 };
 

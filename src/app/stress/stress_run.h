@@ -32,7 +32,8 @@ struct StressCalls {
 };
 
 // Runs the enabled tests and reports each, with the cores that failed. False when a core failed or could not
-// be tested at all, or when no test could run. The monitor's stop flag ends it with the usual closing lines.
+// be tested at all, or when no test could run. The monitor's stop flag ends it with the usual closing lines;
+// they do not wait for cores that are slow to stop, the end of the function does.
 bool run_stress(const StressSettings& settings, Status& status, RunMonitor& monitor,
                 const StressCalls& calls);
 

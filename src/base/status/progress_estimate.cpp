@@ -13,6 +13,9 @@ constexpr double kLeastKnown = 0.005;
 // without.
 constexpr double kWarmUp = 0.03, kSeenWarm = 0.01;
 
+// Nobody waits for the end of what takes no longer.
+constexpr double kLeastElapsed = 2;
+
 std::string two(u64 large, const char* large_unit, u64 small, const char* small_unit) {
     return std::to_string(large) + large_unit + std::to_string(small) + small_unit;
 }
@@ -64,7 +67,8 @@ std::string progress_text(const ProgressView& view) {
     std::string text =
         "run " + std::to_string(static_cast<u64>(std::clamp(view.fraction, 0.0, 1.0) * 100)) + " %";
     if (!view.phase.empty()) text = view.phase + ", " + text;
-    if (view.left >= 0) text += ", about " + duration_text(view.left) + " left";
+    if (view.left >= 0 && view.elapsed >= kLeastElapsed)
+        text += ", about " + duration_text(view.left) + " left";
     return text;
 }
 

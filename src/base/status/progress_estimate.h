@@ -33,7 +33,7 @@ class ProgressEstimate {
 
 // "24 s", "3 min 20 s", "5 h 12 min", "3 d 4 h"
 std::string duration_text(double seconds);
-// "series, run 35 %, about 24 s left"
+// "series, run 35 %, about 24 s left"; the time left from two seconds on.
 std::string progress_text(const ProgressView& view);
 
 }  // namespace trel

@@ -16,6 +16,9 @@
 
 namespace kalvor {
 
+// Where the numbers of a computation are.
+enum class ComputationMode { ram, swap };
+
 enum class CatalogGroup { fast, moderate, slow, other };
 
 // A constant as menus show it and settings name it, whether this version computes it or not.
@@ -75,6 +78,9 @@ class Constant : public EvaluatorFactory {
         (void)radix;
         return 1;
     }
+
+    // This version has no swap mode for any constant.
+    virtual bool supports(ComputationMode mode) const { return mode == ComputationMode::ram; }
 
     // Whether hexadecimal digits of it can be computed at any position without those before them
     // (digits/bbp).

@@ -45,7 +45,8 @@ struct BbpTileC {
 
 struct BbpKernels {
     const char* isa;
-    // r = 2^x modulo m in every lane, |r| < 2 m: mode A and mode B.
+    // r = 2^x modulo m in every lane, |r| < 2 m: mode A and mode B. Both take the same short squarings where
+    // m is at most 90,000,000 in a whole flight of vectors.
     void (*power_a)(BbpTile& tile, const BbpTerms& terms) noexcept;
     void (*power_b)(BbpTile& tile, const BbpTerms& terms) noexcept;
     // sums[8 j + lane] += limbs j = 0 .. n_limbs - 1 of the first n terms; r goes on to the limbs behind

@@ -120,7 +120,7 @@ void power(BbpTile& tile, const BbpTerms& terms) noexcept {
         // The first lane has the largest exponent. Lanes behind the last term compute anything at all.
         const u64 n_squarings = i < terms.n ? squarings_of(x[0], m0) : 0;
         const bool exact = m0 + kTerms * terms.divisor_step <= kExactLimit;
-        if (kind == Power::a && exact) {
+        if (exact) {
             power_of_flight<Power::exact>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
         } else {
             power_of_flight<kind>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);

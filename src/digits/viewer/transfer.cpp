@@ -60,13 +60,12 @@ u64 memory_budget(const ViewerCalls& calls) {
     return std::min(calls.available_memory(), kMostMemory) / 4;
 }
 
-u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch, u64 least) {
-    const u64 floor = std::min(count, std::max<u64>(least, 1));
+u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch) {
     u64 c = 2 * std::min(count, kMaxPiece);
     do {
         c = (c + 1) / 2;
-    } while (c > floor && c + scratch(c) > budget);
-    return std::max(c, floor);
+    } while (c > 1 && c + scratch(c) > budget);
+    return c;
 }
 
 DigitRangeStats transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDigitWriter& writer,
@@ -76,7 +75,7 @@ DigitRangeStats transfer(BasicDigitReader& reader, u64 start, u64 count, BasicDi
     const auto needed = [&](u64 digits) {
         return std::max(reader.buffer_size(digits, kScratchLimit), writer.buffer_size(digits, kScratchLimit));
     };
-    const u64 c = piece_size(count, memory_budget(run.calls), needed, run.calls.least_piece);
+    const u64 c = piece_size(count, memory_budget(run.calls), needed);
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment), digits(c, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);
@@ -103,7 +102,7 @@ void transfer(BasicDigitReader& reader, u64 start, u64 count, DigitRangeStats& s
     if (count == 0) return;
     // The reader counts and hashes as it reads: there are no digits to keep.
     const auto needed = [&](u64 digits) { return reader.buffer_size(digits, kScratchLimit); };
-    const u64 c = piece_size(count, memory_budget(run.calls), needed, run.calls.least_piece);
+    const u64 c = piece_size(count, memory_budget(run.calls), needed);
     const u64 bytes = scratch_bytes(needed(std::min(c, kStep)));
     GuardedBuffer scratch_memory(bytes, kAlignment);
     const AlignedBufferC scratch(scratch_memory.get(), bytes);

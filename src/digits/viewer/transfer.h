@@ -14,8 +14,8 @@ namespace kalvor::DigitViewer2 {
 u64 memory_budget(const ViewerCalls& calls);
 
 // Digits of a piece: `count`, at most 10^9, halved until a piece of a byte a digit and its scratch, which is
-// scratch(piece) bytes, fit into the budget. At least `least` of them, whatever the budget.
-u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch, u64 least = 1);
+// scratch(piece) bytes, fit into the budget. At least one, whatever the budget.
+u64 piece_size(u64 count, u64 budget, const std::function<u64(u64 piece)>& scratch);
 
 // Called when a piece is done, with the position of its last digit. From the thread that called transfer().
 using AfterPiece = std::function<void(u64 position)>;

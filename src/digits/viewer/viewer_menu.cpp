@@ -3,6 +3,7 @@
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
+#include "base/console/wrapped_line.h"
 #include "base/prompt/prompt.h"
 #include "digits/files/basic_kvd_set_reader.h"
 #include "digits/files/open_digit_file.h"
@@ -39,12 +40,18 @@ std::string shown_first_digits(const BasicDigitReader& reader) {
     return CommandLine::shown(reader.first_digits(), kMost);
 }
 
+// A long value goes on below itself.
+void print_wrapped(const std::string& label, const std::string& value, Console::ColorLetter color) {
+    Console::print(label, 'w');
+    Console::wrapped_line(value, label.size(), color);
+}
+
 void print_head(const BasicDigitReader& reader) {
-    Console::labelled_line("First Digits", shown_first_digits(reader), 'Y');
+    print_wrapped("First Digits: ", shown_first_digits(reader), 'Y');
 }
 
 void print_head(const BasicKvdSetReader& reader) {
-    Console::labelled_line("First Digits", shown_first_digits(reader), 'Y');
+    print_wrapped("First Digits: ", shown_first_digits(reader), 'Y');
     Console::labelled_line("Digits after Decimal Place",
                            reader.total_digits() == 0 ? "Unknown - Extended File Format"
                                                       : Console::format_commas(reader.total_digits()),
@@ -52,7 +59,7 @@ void print_head(const BasicKvdSetReader& reader) {
     Console::labelled_line("Digits per File", Console::format_commas(reader.digits_per_file()), 'G');
     Console::print_line("Search paths:", 'w');
     for (const std::string& folder : reader.search_folders()) {
-        Console::print_line("    " + (folder.empty() ? "./" : CommandLine::shown_path(folder)), 'T');
+        print_wrapped("    ", folder.empty() ? "./" : CommandLine::shown_path(folder), 'T');
     }
 }
 

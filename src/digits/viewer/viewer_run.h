@@ -16,8 +16,6 @@ namespace kalvor::DigitViewer2 {
 // What the viewer asks the machine for.
 struct ViewerCalls {
     u64 (*available_memory)();  // physical, bytes; 0 = unknown
-    // Digits of a piece whatever that says. The program would not run where there is no room for them.
-    u64 least_piece = u64(1) << 24;
 
     static const ViewerCalls& of_this_machine();
 };

@@ -13,6 +13,7 @@
 #include "base/prompt/number_text.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/columns.h"
 #include "support/message_of.h"
 #include "support/temporary_folder.h"
 
@@ -132,10 +133,29 @@ TEST(BenchmarkMenuTest, ListOfThePowersOfTwo) {
         << text;
 }
 
+TEST(BenchmarkMenuTest, FitsEightyColumns) {
+    CaptureConsole console;
+    console.type({"1", "0"});
+    EXPECT_THROW(run_benchmark_menu(authorized(), BenchmarkSizes::usual(), machine(2, u64(1) << 50)),
+                 EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_NE(text.find("128G"), std::string::npos);
+    EXPECT_EQ(kalvor_test::too_wide(text), "");
+}
+
 // Sizes that a test can run.
 constexpr BenchmarkSize kSmall[] = {{"5k", 5000, 1}};
 constexpr BenchmarkSize kPowers[] = {{"4K", 4096, 12}, {"8K", 8192, 13}};
 constexpr BenchmarkSizes kSmallSizes{kSmall, kPowers};
+
+// The rest of the line behind a text.
+std::string behind(const std::string& text, const std::string& what) {
+    const std::size_t at = text.find(what);
+    EXPECT_NE(at, std::string::npos) << what << "\n" << text;
+    if (at == std::string::npos) return "";
+    const std::size_t from = at + what.size();
+    return text.substr(from, text.find_first_of("\r\n", from) - from);
+}
 
 class BenchCommandTest : public testing::Test {
   protected:
@@ -195,6 +215,12 @@ TEST_F(BenchCommandTest, MenuRunsAnAnswerOfEitherKind) {
         EXPECT_NE(console.text().find("Decimal Digits:       8,192\n"), std::string::npos) << console.text();
         EXPECT_NE(console.text().find("None"), std::string::npos);
         EXPECT_EQ(folder_.read("Pi - Dec - Chudnovsky.txt").size(), 8194u);
+        // The list has told what the run then announces.
+        const std::string listed = behind(console.text(), "  8K   -             8,192                ");
+        const std::string path = behind(console.text(), "\nValidation File: ");
+        const std::string announced = behind(folder_.read(path), "\r\nTotal Memory:          ");
+        EXPECT_NE(announced.find("(" + listed + ")"), std::string::npos) << announced << " " << listed;
+        std::filesystem::remove(folder_.file(path));
     }
 }
 

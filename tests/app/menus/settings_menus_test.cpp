@@ -5,8 +5,10 @@
 #include "app/menus/mode_menu.h"
 #include "app/menus/parallelism_menu.h"
 #include "base/errors/exceptions.h"
+#include "constants/catalog/catalog.h"
 #include "platform/parallel/framework_registry.h"
 #include "support/capture_console.h"
+#include "support/columns.h"
 
 namespace kalvor {
 namespace {
@@ -116,10 +118,34 @@ TEST(MemoryMenuTest, ShowsWhatTheRunTakesAndEditsTheAllocator) {
     EXPECT_THROW(memory_menu({1, 1}, allocator), EndOfStreamException);
 }
 
+// With the lines of every framework and allocator, and every list.
+TEST(SettingsMenusTest, FitEightyColumns) {
+    ParallelismSettings settings(65536);
+    for (u64 i = 0; i < framework_names().size(); i++) {
+        CaptureConsole console;
+        console.type({"2", "65536", "3", std::to_string(i), "0"});
+        parallelism_menu(settings);
+        EXPECT_EQ(settings.framework->name(), framework_names()[i]);
+        EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
+    }
+    ChoiceSetting<AllocatorConfig> allocator("Allocator", "", allocator_choices(), "malloc");
+    for (u64 i = 0; i < allocator_names().size(); i++) {
+        CaptureConsole console;
+        console.type({"2", std::to_string(i), "0"});
+        memory_menu({~u64(0) >> 2, ~u64(0) >> 2}, allocator);
+        EXPECT_EQ(allocator->name(), allocator_names()[i]);
+        EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
+    }
+    CaptureConsole console;
+    console.type({"1"});
+    mode_menu(*make_constant("pi", ""), "1,023 PiB");
+    EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
+}
+
 TEST(ModeMenuTest, ShowsBothModes) {
     CaptureConsole console;
     console.type({"0", "3", "2"});
-    mode_menu("51.0 MiB");
+    mode_menu(*make_constant("pi", ""), "51.0 MiB");
     EXPECT_EQ(console.take(),
               "\n\nSelect a Mode:\n\nOption      Mode            Memory      Disk Memory\n\n"
               " 1      Ram Only            51.0 MiB\n"
@@ -133,7 +159,35 @@ TEST(ModeMenuTest, ShowsBothModes) {
               "    Disk usage estimates is for the amount of logical data. Overheads such as\n"
               "    redundant RAID will cause the actual disk requirement to be higher than\n"
               "    what is displayed.\n\noption: option: option: ");
-    EXPECT_THROW(mode_menu(""), EndOfStreamException);
+    EXPECT_THROW(mode_menu(*make_constant("pi", ""), ""), EndOfStreamException);
+}
+
+// Pi, but for no mode.
+class ModelessPi final : public Constant {
+  public:
+    const CatalogRow& row() const override { return pi_->row(); }
+    std::string name_short() const override { return pi_->name_short(); }
+    std::string name_long() const override { return pi_->name_long(); }
+    std::vector<AlgorithmRow> algorithms() const override { return pi_->algorithms(); }
+    bool supports(ComputationMode) const override { return false; }
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
+        return pi_->make_evaluator(request);
+    }
+
+  private:
+    const std::unique_ptr<Constant> pi_ = make_constant("pi", "");
+};
+
+TEST(ModeMenuTest, TheConstantSaysWhichModesItHas) {
+    CaptureConsole console;
+    console.type({"1"});
+    mode_menu(ModelessPi(), "51.0 MiB");
+    const std::string text = console.take();
+    EXPECT_NE(
+        text.find(" 1      Ram Only            Not Supported\n 2      Swap Mode           Not Supported\n"),
+        std::string::npos)
+        << text;
+    EXPECT_EQ(text.find("51.0 MiB"), std::string::npos);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "constants/catalog/catalog.h"
 #include "support/authorized.h"
 #include "support/capture_console.h"
+#include "support/effort.h"
 #include "support/temporary_folder.h"
 
 namespace kalvor {
@@ -120,6 +121,26 @@ TEST(SessionTokenTest, CarriesTheLargestSize) {
     EXPECT_EQ(failure([&] { NormalFloatSessionB(settings_for(1001, folder.path()), token, status); }),
               "NormalFloatSessionB::NormalFloatSessionB(): Size Limit Exceeded.\n\nPlease contact the "
               "developer at bugs@kalvor.example.");
+}
+
+// Every bit of a file that a run has written counts.
+TEST(SessionEndTest, NoBitOfItsValidationFileMayChange) {
+    const TemporaryFolder folder;
+    const CaptureConsole console;
+    LineRecorder status;
+    NormalFloatSessionB(settings_for(100, folder.path()), authorized(), status).run();
+    const std::vector<std::string> files = validation_files(folder);
+    ASSERT_EQ(files.size(), 1u);
+    std::string file = folder.read(files[0]);
+    ASSERT_GT(file.size(), 2000u);
+    for (std::size_t i = 0; i < file.size(); i += kalvor_test::thinned(10)) {
+        for (int bit = 0; bit < 8; bit++) {
+            file[i] = static_cast<char>(file[i] ^ (1 << bit));
+            ASSERT_NE(validate(file).result, Validation::passed) << i << " " << bit;
+            file[i] = static_cast<char>(file[i] ^ (1 << bit));
+        }
+    }
+    EXPECT_EQ(validate(file).result, Validation::passed);
 }
 
 TEST(SessionEndTest, TheRecordsComeBehindTheTimesAndTheFileIsLast) {

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
+#include "support/changed_members.h"
+#include "support/message_of.h"
 
 using namespace kalvor;
 using trel::Config::Object;
@@ -20,6 +23,25 @@ ComputeSettings load(const std::string& text, std::vector<std::string>& warnings
 ComputeSettings load(const std::string& text) {
     std::vector<std::string> warnings;
     return load(text, warnings);
+}
+
+// Settings with every framework and every allocator once.
+std::vector<std::unique_ptr<Object>> every_kind_of_settings() {
+    std::vector<std::unique_ptr<Object>> all;
+    const auto add = [&](const std::string& framework, const std::string& allocator) {
+        ComputeSettings settings;
+        settings.parallelism.framework.choose(framework);
+        settings.parallelism.task_decomposition = 4;
+        settings.allocator.choose(allocator);
+        all.push_back(save_compute_settings(settings));
+    };
+    for (const std::string& name : trel::framework_names()) add(name, "malloc");
+    for (const std::string& name : trel::allocator_names()) add("none", name);
+    return all;
+}
+
+std::string refusal(const std::string& text) {
+    return kalvor_test::message_of(kalvor_test::Form::message, [&] { (void)load(text); });
 }
 
 }  // namespace
@@ -157,6 +179,121 @@ TEST(ComputeSettingsObjectTest, ReadingMakesNoFolder) {
     ComputeSettings settings;
     settings.path = "/nonexistent/for/sure";
     EXPECT_EQ(load(save_compute_settings(settings)->to_acfg()).path, "/nonexistent/for/sure");
+}
+
+TEST(ComputeSettingsObjectTest, NoMemberMayBeMissing) {
+    const CaptureConsole console;
+    for (const auto& object : every_kind_of_settings()) {
+        for (const std::string& path : kalvor_test::member_paths(*object)) {
+            EXPECT_THROW((void)load(kalvor_test::without_member(*object, path)), trel::KeyNotFoundException)
+                << path;
+            EXPECT_EQ(refusal(kalvor_test::without_member(*object, path)), path.substr(path.rfind('.') + 1));
+        }
+    }
+}
+
+// What is said names the part of the settings, where it has a name.
+TEST(ComputeSettingsObjectTest, NoMemberMayHaveAnotherType) {
+    const std::map<std::string, std::string> contexts = {
+        {"Constant", "Custom Compute: "},
+        {"Constant.Constant", "Custom Compute: "},
+        {"Constant.Algorithm", "Custom Compute: "},
+        {"ComputeSize", "Computation Size: "},
+        {"ComputeSize.DecimalDigits", "Computation Size: "},
+        {"ComputeSize.EnableHexDigits", "Computation Size: "},
+        {"Output", "Output Format: "},
+        {"Output.Path", "Output Format: "},
+        {"Output.OutputEnable", "Output Format: "},
+        {"Output.DigitsPerFile", "Output Format: "},
+        {"OutputVerify", "Custom Compute: "},
+        {"Parallelism", "Parallel Framework: "},
+        {"Parallelism.TaskDecomposition", "Parallel Framework: "},
+        {"Parallelism.Framework", "Parallel Framework: "},
+        {"Allocator", "Memory Allocator: "},
+    };
+    const CaptureConsole console;
+    for (const auto& object : every_kind_of_settings()) {
+        for (const std::string& path : kalvor_test::member_paths(*object)) {
+            const kalvor_test::WrongType wrong =
+                kalvor_test::wrong_type_for(kalvor_test::member_at(*object, path));
+            const auto context = contexts.find(path);
+            EXPECT_EQ(refusal(kalvor_test::with_member(*object, path, wrong.value)),
+                      (context == contexts.end() ? "" : context->second) + wrong.message)
+                << path;
+        }
+    }
+}
+
+TEST(ComputeSettingsObjectTest, NoMemberMayStandThereTwice) {
+    const CaptureConsole console;
+    for (const auto& object : every_kind_of_settings()) {
+        for (const std::string& path : kalvor_test::member_paths(*object)) {
+            const std::string said = refusal(kalvor_test::with_member_twice(*object, path));
+            EXPECT_TRUE(said.starts_with("Line ") && said.ends_with(": Duplicate key in object."))
+                << path << ": " << said;
+        }
+    }
+}
+
+// The largest and the smallest number that can be read: each count takes what it can of them, or refuses. One
+// beyond is no number.
+TEST(ComputeSettingsObjectTest, CountsAtBothEndsOf64Bits) {
+    const CaptureConsole console;
+    const auto count_of = [](const std::string& text, const std::string& path) {
+        return std::to_string(kalvor_test::member_at(*save_compute_settings(load(text)), path)
+                                  .as<trel::Config::Integer>()
+                                  .value);
+    };
+    const std::string most = "9223372036854775807", least = "-9223372036854775807";
+    const std::string tasks = "Task decomposition must be between 1 and 65,536.";
+    const std::map<std::string, std::pair<std::string, std::string>> known = {
+        {"ComputeSize.DecimalDigits", {"1000000000000000", "100"}},
+        {"Output.DigitsPerFile", {"50000000", "50000000"}},  // of the 50,000,000 that there are
+        {"Parallelism.TaskDecomposition", {tasks, tasks}},
+    };
+    u64 counts = 0;
+    for (const auto& object : every_kind_of_settings()) {
+        for (const std::string& path : kalvor_test::member_paths(*object)) {
+            if (kalvor_test::member_at(*object, path).type() != trel::Config::NodeType::integer) continue;
+            counts++;
+            for (const char* beyond : {"9223372036854775808", "-9223372036854775808"}) {
+                const std::string said = refusal(kalvor_test::with_member(*object, path, beyond));
+                EXPECT_TRUE(said.starts_with("Line ") && said.ends_with(": Integer literal is too large."))
+                    << path << ": " << said;
+            }
+            for (const std::string& end : {most, least}) {
+                const std::string text = kalvor_test::with_member(*object, path, end);
+                std::string outcome = refusal(text);
+                if (outcome == "nothing thrown") {
+                    outcome = count_of(text, path);
+                    const std::string again = save_compute_settings(load(text))->to_acfg();
+                    EXPECT_EQ(save_compute_settings(load(again))->to_acfg(), again) << path;
+                }
+                const auto expected = known.find(path);
+                if (expected == known.end()) continue;
+                EXPECT_EQ(outcome, end == most ? expected->second.first : expected->second.second) << path;
+            }
+        }
+    }
+    EXPECT_GT(counts, 3 * trel::framework_names().size());
+}
+
+// Whatever bytes a path has, it comes back; what a user interface shows of it is one line.
+TEST(ComputeSettingsObjectTest, PathsOfAnyBytesComeBack) {
+    const CaptureConsole console;
+    for (const std::string path : {"a \"quoted\" b", "back\\slash\\", "line\nfeed\r\n", "tab\t and \x1b[2J",
+                                   "J\xc3\xb6rg \xe6\x95\xb0/\xf0\x9f\x98\x80", "{ Path : \"x\" }",
+                                   "// no comment", "C:\\temp\\", "\"", "\\\"", "\n"}) {
+        ComputeSettings settings;
+        settings.path = path;
+        const std::string text = save_compute_settings(settings)->to_acfg();
+        EXPECT_EQ(load(text).path, path);
+        EXPECT_EQ(save_compute_settings(load(text))->to_acfg(), text);
+        const std::string shown =
+            compute_settings_selector(settings)->get_object("Output").get_object("Path").get_string(
+                "DisplayText");
+        EXPECT_EQ(shown.find_first_of("\n\r\x1b"), std::string::npos) << shown;
+    }
 }
 
 // Files that are wrong in one or two places are refused in one of the ways that are allowed, or mean settings

@@ -270,6 +270,20 @@ TEST(ComputeTableTest, AnAddedRowIsInTheTablesOfTheDocs) {
     EXPECT_NE(rows[2].find(", Flavour : sweet or sour }"), std::string::npos) << rows[2];
 }
 
+// The name that a part of the settings has in type errors. That of "Checkpointing" is borrowed, as files and
+// programs know it.
+TEST(ComputeTableTest, ContextsOfTheMembers) {
+    std::string contexts;
+    for (const FileMember& member : compute_file_members()) {
+        contexts += std::string(member.key) + ": " + member.context + "\n";
+    }
+    EXPECT_EQ(contexts,
+              "Constant: Custom Compute\nComputeSize: Computation Size\nOutput: Output Format\n"
+              "OutputVerify: Custom Compute\nMode: \nParallelism: Parallel Framework\n"
+              "Allocator: Memory Allocator\nMemory: \nCheckpointing: Parallel Framework\n"
+              "FarMemoryTuning: \nFarMemoryConfig: FarMemory\n");
+}
+
 // When this fails, the left side is what belongs into the page.
 TEST(ComputeTableTest, TheTablesOfTheDocsAreThoseOfTheRows) {
     EXPECT_EQ(joined(readme_rows(compute_settings_table())),

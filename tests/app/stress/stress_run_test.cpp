@@ -360,6 +360,77 @@ TEST(StressRunTest, StopsWhenAsked) {
     EXPECT_TRUE(machine.text().ends_with("\nTest Finished. Waiting for threads to terminate...\n"));
 }
 
+// A terminal's text, and the moment at which the run says that it has ended.
+class LastLineSink final : public trel::Console::Sink {
+  public:
+    explicit LastLineSink(std::function<void()> ended)
+        : ended_(std::move(ended)), before_(trel::Console::set_sink(this)) {}
+    ~LastLineSink() override { trel::Console::set_sink(before_); }
+    void write(std::string_view text) override {
+        text_ += text;
+        if (text_.ends_with("\nTest Finished. Waiting for threads to terminate...\n")) ended_();
+    }
+    void set_color(trel::Console::ColorLetter) override {}
+    bool is_terminal() const override { return false; }
+    void erase_line(u64) override {}
+    const std::string& text() const { return text_; }
+
+  private:
+    std::function<void()> ended_;
+    trel::Console::Sink* before_;
+    std::string text_;
+};
+
+// A core is in the middle of something long and does not look at the stop flag: the run's closing lines come
+// all the same, before the process is ended as one that does not stop.
+TEST(StressRunTest, ClosingLinesDoNotWaitForASlowCore) {
+    std::atomic<bool> released{false};
+    RunMonitor monitor;
+    class SlowTest final : public StressTest {
+      public:
+        SlowTest(RunMonitor& run, const std::atomic<bool>& released)
+            : StressTest({"BKT", "Slow", "words", "None", 0}, true), run_(run), released_(released) {}
+        u64 size_for(u64) const override { return 1; }
+        std::unique_ptr<StressWorker> make_worker(const WorkerPlace&) const override {
+            struct Worker final : StressWorker {
+                explicit Worker(const SlowTest& test) : test(test) {}
+                void iterate(u64) override {
+                    test.run_.stop.request();
+                    while (!test.released_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+                const SlowTest& test;
+            };
+            return std::make_unique<Worker>(*this);
+        }
+
+      private:
+        RunMonitor& run_;
+        const std::atomic<bool>& released_;
+    };
+    const SlowTest test(monitor, released);
+    const StressTest* const tests[] = {&test};
+    PlayedMachine machine(1);
+    machine.only({"BKT"});
+    machine.settings().seconds_per_test = 0;
+    machine.calls().tests = tests;
+    // A tenth of a second from one look to the next; a run that waits for its core for ten seconds gets it.
+    double now = 0;
+    machine.calls().seconds = [&] {
+        now += 0.1;
+        if (now > 10) released = true;
+        return now;
+    };
+    bool waited_for = true;
+    LastLineSink sink([&] {
+        waited_for = released;
+        released = true;
+    });
+    LinearConsoleNode status(79, 1.0);
+    EXPECT_TRUE(run_stress(machine.settings(), status, monitor, machine.calls()));
+    EXPECT_FALSE(waited_for);
+    EXPECT_NE(sink.text().find("\nPassed\n  Test Time:  "), std::string::npos) << sink.text();
+}
+
 // Throws what it is told to.
 class ThrowingTest final : public StressTest {
   public:

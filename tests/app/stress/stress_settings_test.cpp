@@ -9,6 +9,7 @@
 #include "base/config/parser.h"
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
+#include "support/changed_members.h"
 #include "support/message_of.h"
 
 namespace kalvor {
@@ -114,6 +115,25 @@ TEST(StressSettingsTest, WhatFilesMayNotSay) {
     for (const char* key : {"LogicalCores", "AllocateLocally", "TotalMemory", "SecondsPerTest",
                             "SecondsTotal", "StopOnError", "Tests"}) {
         EXPECT_EQ(refusal(std::string(key) + " :", "Another :"), key);
+    }
+    const auto tree = Config::parse_acfg(kObject);
+    const auto& object = tree->as<Config::Object>();
+    const auto said = [](const std::string& text) {
+        return message_of(Form::message, [&] { loaded(text); });
+    };
+    for (const std::string& key : kalvor_test::member_paths(object)) {
+        const auto wrong = kalvor_test::wrong_type_for(object.get(key));
+        EXPECT_EQ(said(kalvor_test::with_member(object, key, wrong.value)), "Stress Test: " + wrong.message)
+            << key;
+        EXPECT_TRUE(said(kalvor_test::with_member_twice(object, key)).ends_with(": Duplicate key in object."))
+            << key;
+        if (object.get(key).type() != Config::NodeType::integer) continue;
+        EXPECT_EQ(said(kalvor_test::with_member(object, key, "-9223372036854775807")),
+                  "Invalid " + key + ": -9223372036854775807");
+        EXPECT_EQ(said(kalvor_test::with_member(object, key, "9223372036854775807")), "nothing thrown");
+        EXPECT_TRUE(said(kalvor_test::with_member(object, key, "9223372036854775808"))
+                        .ends_with(": Integer literal is too large."))
+            << key;
     }
     const CoreNumbers groups = CoreNumbers::of({{0, 1}, {64, 65}});
     EXPECT_EQ(message_of(Form::message,

@@ -162,6 +162,29 @@ TEST(ProgressEstimateTest, Texts) {
     EXPECT_EQ(duration_text(2 * 86400), "2 d 0 h");
     EXPECT_EQ(progress_text({"series", 12, 0.359, 23.9}), "series, run 35 %, about 24 s left");
     EXPECT_EQ(progress_text({"series", 1, 0.001, -1}), "series, run 0 %");
+    EXPECT_EQ(progress_text({"series", 1.999, 0.359, 23.9}), "series, run 35 %");
+    EXPECT_EQ(progress_text({"series", 2, 0.359, 23.9}), "series, run 35 %, about 24 s left");
+}
+
+// What is over in a moment needs no estimate of it.
+TEST(ProgressLineTest, TheTimeLeftIsShownAfterTwoSeconds) {
+    FakeClock clock;
+    TerminalSink terminal(0);
+    LinearConsoleNode node(79, 0, clock.calls);
+    WorkMeter meter({{"reading", 10, 100}});
+    const StatusWork work(node, &meter);
+    meter.enter("reading");
+    StatusFrame frame(node, "A");
+    const auto shown = [&](double seconds, double work) {
+        clock.pass(seconds);
+        meter.add(work);
+        terminal.take();
+        node.tick();
+        return terminal.take();
+    };
+    EXPECT_EQ(shown(1, 10), "<A  1 s, reading, run 10 %");
+    EXPECT_EQ(shown(0.9, 10), "<A  2 s, reading, run 20 %");
+    EXPECT_EQ(shown(0.1, 20), "<A  2 s, reading, run 40 %, about 2 s left");
 }
 
 TEST(ProgressLineTest, EndsWithTheWholeRun) {

@@ -4,6 +4,7 @@
 
 #include "base/errors/exceptions.h"
 #include "support/capture_console.h"
+#include "support/columns.h"
 
 namespace kalvor::BBPv2 {
 namespace {
@@ -153,6 +154,16 @@ TEST(BbpMenuTest, ModesAndWhatCannotStart) {
         << large;
     const std::string colored = shown({"6", "1", "2", "3", "0"}, true);
     EXPECT_NE(colored.find("  6     Modes:                    {R}none{w}\n"), std::string::npos) << colored;
+}
+
+TEST(BbpMenuTest, FitsEightyColumns) {
+    for (const char* formula : {"0", "1"}) {
+        std::string text =
+            shown({"1", formula, "2", "922337203684428988", "3", "1048576", "4", "65536", "6", "0"});
+        EXPECT_NE(text.find("922,337,203,684,428,988\n"), std::string::npos) << text;
+        EXPECT_NE(text.find("65,536 threads\n"), std::string::npos) << text;
+        EXPECT_EQ(kalvor_test::too_wide(text), "");
+    }
 }
 
 TEST(BbpMenuTest, StartsTheComputation) {

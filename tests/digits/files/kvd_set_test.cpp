@@ -341,6 +341,32 @@ TEST_F(KvdSetTest, WhatIsMissingHasAName) {
     EXPECT_EQ(known.what_is_missing(900, 51), "The last digit is number 950.");
 }
 
+// Between the look at all files of a range and the reading of the first one, which was closed again meanwhile
+// because a process may have only so many open.
+TEST_F(KvdSetTest, AFileThatVanishesIsNamed) {
+    constexpr u64 kFiles = 300;
+    const std::vector<u8> digits = random_digits(100 * kFiles, 10, 7);
+    for (const bool statistics : {false, true}) {
+        write_set(folder_, "x", 10, 100, digits);
+        FaultyFile disk;
+        u64 opened = 0;
+        disk.on_call([&](FaultyFile::Call call) {
+            if (call != FaultyFile::Call::open || ++opened != kFiles) return;
+            EXPECT_TRUE(std::filesystem::remove(folder_.file("x - 0.kvd")));
+        });
+        BasicKvdSetReader reader(folder_.file("x - 299.kvd"), disk.file_calls());
+        EXPECT_EQ(refusal_of([&] {
+                      if (statistics) {
+                          (void)stats_of(reader, 0, 100 * kFiles, 12288);
+                      } else {
+                          load(reader, 0, 100 * kFiles, 12288);
+                      }
+                  }),
+                  "FileException|BasicKvdSetReader::load_file()|Unable to open file #0");
+        EXPECT_EQ(opened, kFiles + 1);
+    }
+}
+
 TEST_F(KvdSetTest, EveryFolderIsLookedIn) {
     const std::vector<u8> digits = random_digits(350, 10, 8);
     std::filesystem::create_directory(folder_.file("a"));

@@ -391,6 +391,36 @@ TEST(TextReaderTest, RadixAndPoint) {
     EXPECT_EQ(reader("0." + std::string(62, '1') + "f"), 10);
 }
 
+// Nothing but digits stands behind the point: among the first bytes it is seen when the file is opened,
+// further on when it is read.
+TEST(TextReaderTest, LineEndsZeroBytesAndByteOrderMarks) {
+    const TemporaryFolder folder;
+    const auto opened = [&](const std::string& content, u8 radix) {
+        folder.write("f.txt", content);
+        return message_of([&] { BasicTextReader(folder.file("f.txt"), radix); });
+    };
+    const auto read = [&](const std::string& content, u8 radix) {
+        folder.write("f.txt", content);
+        BasicTextReader reader(folder.file("f.txt"), radix);
+        return message_of([&] { load(reader, 0, reader.total_digits()); });
+    };
+    const std::string digits(100, '1');
+    for (const std::string& other : {std::string("\r\n"), std::string("\n"), std::string(1, '\0'),
+                                     std::string("\xef\xbb\xbf"), std::string(" ")}) {
+        for (const std::string& early : {"3.14" + other, "3." + other + digits, other + "3.14"}) {
+            EXPECT_EQ(opened(early, 0), "TextReader::BasicTextReader()|Invalid Digit") << early;
+        }
+        for (const u8 radix : {u8(0), u8(10), u8(16)}) {
+            EXPECT_EQ(read("3." + digits + other, radix), "BasicTextReader::process_txt()|Invalid Digit")
+                << other;
+            EXPECT_EQ(read("3." + digits + other + digits, radix),
+                      "BasicTextReader::process_txt()|Invalid Digit");
+        }
+        EXPECT_EQ(read("3.14" + other, 10), "BasicTextReader::process_txt()|Invalid Digit");
+    }
+    EXPECT_EQ(read("3." + digits, 0), "nothing thrown");
+}
+
 TEST(TextReaderTest, AnyRangeWithAnyScratch) {
     const TemporaryFolder folder;
     for (const u8 radix : {u8(10), u8(16)}) {

@@ -15,13 +15,13 @@ namespace {
 
 // A text file of 3000 digits on a machine with almost no memory.
 struct SmallPieces {
-    explicit SmallPieces(u64 least_piece = 1) : poor{[] { return u64(40000); }, least_piece} {
+    SmallPieces() {
         folder.write("a.txt", "3." + digits);
         reader = open_digit_file(folder.file("a.txt"));
     }
     const kalvor_test::TemporaryFolder folder;
     const std::string digits = random_digits(3000, 10, 1);
-    const ViewerCalls poor;
+    const ViewerCalls poor{[] { return u64(40000); }};
     RunMonitor monitor;
     const ParallelContext stoppable{serial_context().framework, 1, &monitor};
     LinearConsoleNode status{79, 1.0};
@@ -39,17 +39,14 @@ TEST(ViewerTransferTest, PiecesAreHalvedUntilTheyFit) {
     EXPECT_EQ(piece_size(5, 1, none), 1u);
 }
 
-// A machine that says that it has no memory still moves more than a digit at a time.
-TEST(ViewerTransferTest, PiecesHaveAFloor) {
+// Also where the system does not tell how much memory is free.
+TEST(ViewerTransferTest, PiecesEndAtOneDigit) {
     const auto scratch = [](u64) { return u64(4096); };
     for (const u64 count : {u64(1), u64(99), u64(100), u64(101), u64(1000000000), ~u64(0)}) {
-        EXPECT_EQ(piece_size(count, 0, scratch, 100), std::min<u64>(count, 100)) << count;
-        EXPECT_EQ(piece_size(count, 0, scratch, 0), 1u) << count;
+        EXPECT_EQ(piece_size(count, 0, scratch), 1u) << count;
+        EXPECT_EQ(piece_size(count, 4097, scratch), 1u) << count;
     }
-    EXPECT_EQ(piece_size(
-                  1000, 600, [](u64) { return u64(0); }, 100),
-              500u);
-    EXPECT_EQ(ViewerCalls::of_this_machine().least_piece, u64(1) << 24);
+    EXPECT_EQ(piece_size(100, 4098, scratch), 2u);
 }
 
 TEST(ViewerTransferTest, TheBudgetIsAQuarterOfTheFreeMemory) {
@@ -79,6 +76,51 @@ TEST(ViewerTransferTest, SmallPiecesMoveTheSameDigits) {
     EXPECT_EQ(stats.hash, plain_hash(digits.substr(500, 2000), 10));
     EXPECT_GT(positions.size(), 1u);
     EXPECT_EQ(positions.back(), 2500u);
+}
+
+// What a transfer takes stays within a quarter of the free memory, digits and scratch together.
+TEST(ViewerTransferTest, PiecesAndScratchStayWithinAQuarter) {
+    SmallPieces on;
+    // Scratch takes two sectors, even for one digit.
+    for (const u64 free : {u64(0), u64(33000), u64(34000), u64(40000), u64(1) << 20}) {
+        static u64 told;
+        told = free;
+        const ViewerCalls calls{[] { return told; }};
+        const ViewerRun run{serial_context(), on.status, calls};
+        BasicTextWriter writer(on.folder.file("b"), "3.", 10, 3000);
+        u64 last = 0, longest = 0;
+        transfer(*on.reader, 0, 3000, writer, 0, run, [&](u64 position) {
+            longest = std::max(longest, position - last);
+            last = position;
+        });
+        EXPECT_EQ(last, 3000u);
+        const u64 limit = u64(1) << 30;
+        const u64 taken =
+            longest + std::max(on.reader->buffer_size(longest, limit), writer.buffer_size(longest, limit));
+        if (longest > 1) {
+            EXPECT_LE(taken, free / 4) << free;
+        }
+        if (free == 0) {
+            EXPECT_EQ(longest, 1u);
+        }
+        if (free == u64(1) << 20) {
+            EXPECT_EQ(longest, 3000u);
+        }
+        writer.close();
+        DigitRangeStats stats(10);
+        last = longest = 0;
+        transfer(*on.reader, 0, 3000, stats, run, [&](u64 position) {
+            longest = std::max(longest, position - last);
+            last = position;
+        });
+        EXPECT_EQ(stats.hash, plain_hash(on.digits, 10)) << free;
+        if (longest > 1) {
+            EXPECT_LE(longest + on.reader->buffer_size(longest, limit), free / 4) << free;
+        }
+        if (free == 0) {
+            EXPECT_EQ(longest, 1u);
+        }
+    }
 }
 
 TEST(ViewerTransferTest, AnInterruptStopsItAndTheFileKeepsItsDraftName) {
@@ -133,7 +175,7 @@ TEST(ViewerTransferTest, HowFarAnActionIs) {
 
 // What an interrupt leaves is told with how far it came.
 TEST(ViewerTransferTest, AnInterruptTellsHowFarItCame) {
-    SmallPieces on(750);
+    SmallPieces on;
     MovedDigits moved;
     const ViewerRun run{on.stoppable, on.status, on.poor, FileIO::FileCalls::of_this_machine(),
                         nullptr,      nullptr,   &moved};

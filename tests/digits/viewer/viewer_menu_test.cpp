@@ -10,6 +10,7 @@
 #include "digits/viewer/viewer_command.h"
 #include "digits/viewer/viewer_files.h"
 #include "support/capture_console.h"
+#include "support/columns.h"
 #include "support/message_of.h"
 
 namespace kalvor::DigitViewer2 {
@@ -64,6 +65,22 @@ TEST_F(ViewerMenuTest, OfASetWithFoldersToSearch) {
     };
     EXPECT_EQ(console.take(), kTitle + head("") + "\nEnter directory:\nPath: " +
                                   head("    " + folder_.file("other/") + "\n") + "option: ");
+}
+
+// Menus fit 80 columns; a long folder goes on under its column.
+TEST_F(ViewerMenuTest, LongFoldersAndFirstDigitsAreWrapped) {
+    write_set();
+    CaptureConsole console;
+    console.type({folder_.file("set - 1.kvd"), "5", std::string(300, 'x')});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    const std::string text = console.take();
+    EXPECT_EQ(kalvor_test::too_wide(text), "");
+    const std::string full = "    " + std::string(75, 'x') + "\n";
+    EXPECT_NE(text.find("\n" + full + full + full + full + "    /\n"), std::string::npos) << text;
+    folder_.write("long.txt", std::string(60, '1') + ".25");
+    console.type({folder_.file("long.txt")});
+    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
+    EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
 }
 
 TEST_F(ViewerMenuTest, ATotalThatIsNotKnownSaysSo) {

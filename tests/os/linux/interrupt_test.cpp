@@ -76,6 +76,23 @@ const kalvor_test::Child twice("twice", [] {
     std::this_thread::sleep_for(std::chrono::minutes(10));
 });
 
+// In the middle of a progress line, which only a terminal has.
+const kalvor_test::Child twice_in_a_line("twice in a line", [] {
+    std::atomic<bool> called{false};
+    os::InterruptWatch watch(
+        [&] {
+            std::printf("progress");
+            std::fflush(stdout);
+            called = true;
+            std::this_thread::sleep_for(std::chrono::minutes(10));
+        },
+        [] {}, kNever);
+    kill(getpid(), SIGINT);
+    wait_until(called);
+    kill(getpid(), SIGINT);
+    std::this_thread::sleep_for(std::chrono::minutes(10));
+});
+
 const kalvor_test::Child ignored("ignored", [] {
     signal(SIGHUP, SIG_IGN);
     signal(SIGINT, SIG_IGN);
@@ -159,6 +176,21 @@ TEST(InterruptWatchTest, ASecondSignalEndsTheProcessAtOnce) {
     const kalvor_test::ProgramRun result = run("twice");
     EXPECT_EQ(result.out, "first\n");
     EXPECT_EQ(result.exit_code, 128 + SIGTERM);
+}
+
+// The progress line is erased, the colour is the usual one, and the next line begins at its left. Where the
+// terminal knows no such codes, the line just ends; a pipe gets nothing.
+TEST(InterruptWatchTest, ASecondSignalLeavesTheTerminalAsItWas) {
+    for (const auto& [kind, end] : {std::pair("xterm", "\r\x1b[K\x1b[0m\r\n"), std::pair("dumb", "\r\n")}) {
+        kalvor_test::RunOptions options;
+        options.terminal = true;
+        options.environment = {std::string("TERM=") + kind};
+        const kalvor_test::ProgramRun result =
+            kalvor_test::run_this_test({"--child", "twice in a line"}, options);
+        EXPECT_EQ(result.out, std::string("progress") + end) << kind;
+        EXPECT_EQ(result.exit_code, 128 + SIGINT) << kind;
+    }
+    EXPECT_EQ(run("twice in a line").out, "progress");
 }
 
 TEST(InterruptWatchTest, WhatWasIgnoredAtTheStartStaysIgnored) {

@@ -118,6 +118,30 @@ TEST(MemoryTest, AMillionDigits) {
         for (const char* allocator : {"mmap", "malloc"}) expect_as_announced(compute("1m", tasks, allocator));
 }
 
+// The stress test uses all of the memory that it was given, and little more.
+TEST(MemoryTest, TheStressTestStaysWithinWhatItWasGiven) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    TemporaryFolder folder;
+    const ProgramRun run = kalvor_test::run_in(
+        folder, {"stress", "BKT", "FFT", "-pertest:1", "-total:2", "-M:128M", "-cores:0"});
+    ASSERT_EQ(run.exit_code, 0) << run.out << run.err;
+    EXPECT_GE(peak_bytes(run), 128 * kMiB) << run.out;
+    EXPECT_LE(peak_bytes(run), (128 + 64) * kMiB) << run.out;
+}
+
+// However long the file: its digits are not all read.
+TEST(MemoryTest, ViewingDigitsTakesLittleMoreThanTheProgram) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
+    TemporaryFolder folder;
+    folder.write("a.txt", "3." + std::string(50000000, '1'));
+    const ProgramRun about = kalvor_test::run_in(folder, {"about"});
+    const ProgramRun view =
+        kalvor_test::run_in(folder, {"digitviewer", "a.txt", "view", "-start:25000000", "-digits:100000"});
+    ASSERT_EQ(about.exit_code, 0);
+    ASSERT_EQ(view.exit_code, 0) << view.err;
+    EXPECT_LE(peak_bytes(view), peak_bytes(about) + 8 * kMiB);
+}
+
 // Beyond what is announced a run takes only the program's fixed part, which the smallest run shows. A digit
 // file would add its writer's buffer of 4 MiB, which small files do not fill.
 TEST(SlowMemoryTest, TenMillionDigits) {
