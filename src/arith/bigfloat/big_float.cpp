@@ -44,14 +44,6 @@ u64 magnitude_residue(const ParallelContext& parallel, const BigFloat& A, i64 bo
     return A.sign ? r : carried::neg(r);
 }
 
-// A zero that carries the residue of another number has lost its words.
-bool is_zero(const BigFloat& A, const char* operation) {
-    if (A.L != 0) return false;
-    if (carried::known(A.residue) && A.residue != 0)
-        number_is_damaged(operation, "a number without words", 0, A.residue, 0);
-    return true;
-}
-
 // T = A + B or A - B, given B's sign as it enters the sum.
 void add_signed(BigFloat& T, u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B,
                 bool sign_B) {
@@ -134,7 +126,7 @@ ProductOperands product_operands(const ParallelContext& parallel, const char* op
                                  const BigFloat& A, const BigFloat& B) {
     take_up(parallel, operation, A);
     take_up(parallel, operation, B);
-    ProductOperands o{A.kept_if_cheap(parallel, p + 2), B.kept_if_cheap(parallel, p + 2), 0, 0, 0};
+    ProductOperands o{A.kept(parallel, p + 2), B.kept(parallel, p + 2), 0, 0, 0};
     o.n = o.A.L + o.B.L;
     o.kept = std::min(o.n, p + 2);
     o.dropped = o.n - o.kept;
@@ -195,6 +187,10 @@ void check_number(const BigFloat& A, const char* operation, const char* role) {
     if (found != A.residue) number_is_damaged(operation, role, A.L, A.residue, found);
 }
 
+void words_are_lost(const BigFloat& A, const char* operation) {
+    number_is_damaged(operation, "a number without words", 0, A.residue, 0);
+}
+
 void BigFloat::verify(const ParallelContext& parallel, const char* name) const {
     if (!carried::known(residue)) return;
     parallel.stage("number", T, L * sizeof(Word));
@@ -247,12 +243,12 @@ void BigFloat::set_double(double x, i64 e) {
 }
 
 void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
-    if (A.L == 0 || B.L == 0) {
+    constexpr const char* function = "BigFloat::set_uadd()";
+    if (is_zero(A, function) || is_zero(B, function)) {
         set_BigFloat(p, parallel, A.L == 0 ? B : A);
         if (L != 0) set_sign(true);
         return;
     }
-    constexpr const char* function = "BigFloat::set_uadd()";
     take_up(parallel, function, A);
     take_up(parallel, function, B);
     const i64 top = std::max(A.mag(), B.mag());
@@ -270,12 +266,12 @@ void BigFloat::set_uadd(u64 p, const ParallelContext& parallel, const BigFloat& 
 }
 
 void BigFloat::set_usub(u64 p, const ParallelContext& parallel, const BigFloat& A, const BigFloat& B) {
-    if (A.L == 0 && B.L == 0) return clear();
-    if (B.L == 0) {
-        set_BigFloat(p, parallel, A);
-        return set_sign(true);
-    }
     constexpr const char* function = "BigFloat::set_usub()";
+    if (is_zero(B, function)) {
+        set_BigFloat(p, parallel, A);
+        if (L != 0) set_sign(true);
+        return;
+    }
     take_up(parallel, function, A);
     take_up(parallel, function, B);
     const i64 top = A.L == 0 ? B.mag() : std::max(A.mag(), B.mag());
@@ -434,11 +430,11 @@ void BigFloat::set_sqr(u64 p, const MultiplyContext& context, const BigFloat& A)
 }
 
 int BigFloat::set_mul_small(u64 p, const MultiplyContext& context, const BigFloat& A, const BigFloat& B) {
-    if (A.L == 0 || B.L == 0) {
+    constexpr const char* function = "BigFloat::set_mul_small()";
+    if (is_zero(A, function) || is_zero(B, function)) {
         clear();
         return 0;
     }
-    constexpr const char* function = "BigFloat::set_mul_small()";
     const ProductOperands o = product_operands(context.parallel, function, p, A, B);
     start_result(*this, o.kept, function);
     u64 found = carried::kNone;

@@ -11,6 +11,8 @@
 namespace trel {
 namespace {
 
+constexpr const char* kForward = "BigFloatTransformR::forward()";
+
 // Words below the requested window that every product delivers as well.
 constexpr i64 kGuardWords = 2;
 
@@ -24,6 +26,13 @@ bool overlap(const BigFloat& T, u64 m, const BigFloat& A) {
     return bp_overlap(T.buffer, m, A.T, A.L);
 }
 
+// No word of the product lies in the window: then no product compares the operands, and a length or exponent
+// that has changed must not drop it.
+void leave_out(const ParallelContext& parallel, BigFloat& T, const BigFloat& A) {
+    A.verify(parallel, "a factor below or above the window");
+    T.clear();
+}
+
 // Of its words alone, as the transforms see them.
 u64 words_residue(const BigFloat& A) {
     return carried::unplaced(A.residue, A.exp, A.sign);
@@ -32,28 +41,39 @@ u64 words_residue(const BigFloat& A) {
 }  // namespace
 
 void BigFloatTransformR::place(const BigFloat& A) {
-    held_ = true;
-    exp_ = A.exp;
-    L_ = A.L;
-    sign_ = A.sign;
+    place_ = second_place_ = {A.exp, A.L, A.sign};
+}
+
+const BigFloatTransformR::Place& BigFloatTransformR::held_place(const ParallelContext& parallel,
+                                                                const char* function) const {
+    parallel.stage("place", &place_, sizeof(place_));
+    if (place_ != second_place_)
+        throw AlgorithmFailedException(function,
+                                       "A number was damaged in memory: the place of a held transform.");
+    return place_;
 }
 
 BigFloat BigFloatTransformR::operand(const ParallelContext& parallel, const BigFloat& A, u64 p) const {
-    take_up(parallel, "BigFloatTransformR::forward()", A);
+    take_up(parallel, kForward, A);
     const BigFloat cut = A.kept_if_cheap(parallel, p + 2);
     if (cut.L > transform_.convolution_words()) {
-        throw TransformTooSmallException("BigFloatTransformR::forward()", "Transform length is too small.");
+        throw TransformTooSmallException(kForward, "Transform length is too small.");
     }
     return cut;
 }
 
 void BigFloatTransformR::forward(const MultiplyContext& context, const BigFloat& A, u64 p) {
     held_ = false;
-    if (A.L == 0) return place(BigFloat());
-    const BigFloat cut = operand(context.parallel, A, p);
-    AlignedBufferC memory = context.scratch;
-    hold(context.parallel, cut, memory.spawn(transform_.scratch_bytes()).get());
-    place(cut);
+    if (is_zero(A, kForward)) {
+        place(BigFloat());
+    } else {
+        const BigFloat cut = operand(context.parallel, A, p);
+        // First the place, as it is when the words are compared with the residue.
+        place(cut);
+        AlignedBufferC memory = context.scratch;
+        hold(context.parallel, cut, memory.spawn(transform_.scratch_bytes()).get());
+    }
+    held_ = true;
 }
 
 void BigFloatTransformR::hold(const ParallelContext& parallel, const BigFloat& cut, void* scratch) {
@@ -62,7 +82,7 @@ void BigFloatTransformR::hold(const ParallelContext& parallel, const BigFloat& c
 }
 
 void BigFloatTransformR::expect(const BigFloat& T, u64 n) {
-    if (source_ == nullptr || !bp_overlap(T.buffer, n, source_, L_)) return;
+    if (source_ == nullptr || !bp_overlap(T.buffer, n, source_, place_.L)) return;
     transform_.forget_words(data_);
     source_ = nullptr;
 }
@@ -99,9 +119,14 @@ void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, c
                                  bool sign, const char* function, Make&& make) {
     if (window.m > T.buffer_size) throw BufferTooSmallException(function, T.buffer_size, window.m);
     T.T = T.buffer;
-    const u64 found = make(T.T);
+    // The place stands twice while the product is made.
     T.exp = window.b;
     T.sign = sign;
+    const u64 found = make(T.T);
+    parallel.stage("place", &T.exp, sizeof(T.exp));
+    parallel.stage("place", &T.sign, sizeof(T.sign));
+    if (T.exp != window.b || T.sign != sign)
+        throw AlgorithmFailedException(function, "A number was damaged in memory: the place of a product.");
     T.L = bp_nonzero_length(T.T, window.m, parallel);
     if (T.L == 0) {
         T.exp = 0;
@@ -124,10 +149,10 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, co
                                  i64 ie, i64 te) {
     constexpr const char* function = "BigFloatTransformR::sqr_r_x()";
     held_ = false;
-    if (A.L == 0) return T.clear();
+    if (is_zero(A, function)) return T.clear();
     const BigFloat a = operand(context.parallel, A, p);
     const Window window = params(ie - kGuardWords, te, 2 * a.exp, 2 * a.L);
-    if (window.empty) return T.clear();
+    if (window.empty) return leave_out(context.parallel, T, a);
     if (!overlap(T, window.m, a)) {
         AlignedBufferC memory = context.scratch;
         void* const work = memory.spawn(scratch_bytes()).get();
@@ -146,11 +171,14 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, 
                                    const BigFloat& B, u64 pB, i64 ie, i64 te) {
     constexpr const char* function = "BigFloatTransformR::mul_rr_xx()";
     held_ = false;
-    if (A.L == 0 || B.L == 0) return T.clear();
+    if (is_zero(A, function) || is_zero(B, function)) return T.clear();
     const BigFloat a = operand(context.parallel, A, pA);
     const BigFloat b = operand(context.parallel, B, pB);
     const Window window = params(ie - kGuardWords, te, a.exp + b.exp, a.L + b.L);
-    if (window.empty) return T.clear();
+    if (window.empty) {
+        a.verify(context.parallel, "a factor below or above the window");
+        return leave_out(context.parallel, T, b);
+    }
     const bool sign = a.sign == b.sign;
     // Without a transform the product may need less memory and fewer trips through it.
     if ((data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) && !overlap(T, window.m, a) &&
@@ -189,19 +217,20 @@ void BigFloatTransformR::mul_rf_xf(const MultiplyContext& context, BigFloat& T, 
 
 void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B,
                                            u64 p, i64 ie, i64 te, const char* function) {
-    if (L_ == 0 || B.L == 0) return T.clear();
+    const Place& held = held_place(context.parallel, function);
+    if (held.L == 0 || is_zero(B, function)) return T.clear();
     const BigFloat b = operand(context.parallel, B, p);
-    const Window window = params(ie - kGuardWords, te, exp_ + b.exp, L_ + b.L);
-    if (window.empty) return T.clear();
+    const Window window = params(ie - kGuardWords, te, held.exp + b.exp, held.L + b.L);
+    if (window.empty) return leave_out(context.parallel, T, b);
+    const bool sign = (held.positive != 0) == b.sign;
     expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
     if (overlap(T, window.m, b)) {
         transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
-        inverse(context, T, window, sign_ == b.sign, memory.data, data_, memory.data, memory.scratch,
-                function);
+        inverse(context, T, window, sign, memory.data, data_, memory.data, memory.scratch, function);
         return;
     }
-    produce(context.parallel, T, window, sign_ == b.sign, function, [&](Word* words) {
+    produce(context.parallel, T, window, sign, function, [&](Word* words) {
         return transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L, data_,
                                         memory.data, memory.scratch, words_residue(b));
     });
@@ -209,14 +238,15 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFl
 
 void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
                                    i64 ie, i64 te) {
+    constexpr const char* function = "BigFloatTransformR::sqr_rx_xf()";
     forward(context, A, p);
-    if (L_ == 0) return T.clear();
-    const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
+    const Place& held = held_place(context.parallel, function);
+    if (held.L == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, 2 * held.exp, 2 * held.L);
     if (window.empty) return T.clear();
     expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
-    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch,
-            "BigFloatTransformR::sqr_rx_xf()");
+    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
 }
 
 // In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few
@@ -227,8 +257,9 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     const char* function = "BigFloatTransformR::sqr_rx_xf_minus()";
     forward(context, A, p);
     const i64 W = static_cast<i64>(transform_.convolution_words());
-    const i64 e0 = 2 * exp_;
-    if (L_ == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
+    const Place& held = held_place(context.parallel, function);
+    const i64 e0 = 2 * held.exp;
+    if (held.L == 0 || ie < e0 || ie >= te || te > e0 + W) throw window_not_deliverable(function, ie, te);
     const Window window{false, ie, static_cast<u64>(te - ie), static_cast<u64>(ie - e0),
                         static_cast<u64>(te - e0)};
     expect(T, window.m);
@@ -271,13 +302,15 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& 
         throw InvalidParametersException(function, "Mismatching Transform Parameters");
     }
     held_ = false;
-    if (L_ == 0 || other.L_ == 0) return T.clear();
-    const Window window = params(ie - kGuardWords, te, exp_ + other.exp_, L_ + other.L_);
+    const Place &a = held_place(context.parallel, function),
+                &b = other.held_place(context.parallel, function);
+    if (a.L == 0 || b.L == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, a.exp + b.exp, a.L + b.L);
     if (window.empty) return T.clear();
     expect(T, window.m);
     other.expect(T, window.m);
     AlignedBufferC memory = context.scratch;
-    inverse(context, T, window, sign_ == other.sign_, data_, data_, other.data_,
+    inverse(context, T, window, a.positive == b.positive, data_, data_, other.data_,
             memory.spawn(transform_.scratch_bytes()).get(), function);
 }
 
@@ -285,8 +318,9 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& context, BigFloat& 
     const char* function = "BigFloatTransformR::inverse_fsqr()";
     if (!held_) throw InvalidTransformException(function, "Invalid Transform Parameters");
     held_ = false;
-    if (L_ == 0) return T.clear();
-    const Window window = params(ie - kGuardWords, te, 2 * exp_, 2 * L_);
+    const Place& held = held_place(context.parallel, function);
+    if (held.L == 0) return T.clear();
+    const Window window = params(ie - kGuardWords, te, 2 * held.exp, 2 * held.L);
     if (window.empty) return T.clear();
     expect(T, window.m);
     AlignedBufferC memory = context.scratch;

@@ -80,13 +80,25 @@ class BigFloatTransformR {
 
     const Transform& transform() const { return transform_; }
     bool held() const { return held_; }
-    i64 exp() const { return exp_; }
-    u64 length() const { return L_; }
+    i64 exp() const { return place_.exp; }
+    u64 length() const { return place_.L; }
 
   private:
+    // Of the number whose transform is held. The product's place and sign follow from it, and no residue
+    // shows a change, because the product's is formed with the same place.
+    struct Place {
+        i64 exp = 0;
+        u64 L = 0;
+        u64 positive = 1;  // a word, of which every bit is compared
+
+        bool operator==(const Place&) const = default;
+    };
+
     // A's top p + 2 words; TransformTooSmallException when they exceed the convolution.
     BigFloat operand(const ParallelContext& parallel, const BigFloat& A, u64 p) const;
     void place(const BigFloat& A);
+    // AlgorithmFailedException where the two copies of the place differ.
+    const Place& held_place(const ParallelContext& parallel, const char* function) const;
     void product_with_held(const MultiplyContext& context, BigFloat& T, const BigFloat& B, u64 p, i64 ie,
                            i64 te, const char* function);
     // T's sign, exponent and residue after `make(words)` has written the window's words at `words` and
@@ -106,9 +118,7 @@ class BigFloatTransformR {
     bool words_stay_;
     const Word* source_ = nullptr;  // the words that stay
     bool held_ = false;
-    i64 exp_ = 0;
-    u64 L_ = 0;
-    bool sign_ = true;
+    Place place_, second_place_;
 };
 
 }  // namespace trel

@@ -9,10 +9,22 @@
 #include "base/errors/exceptions.h"
 
 namespace trel {
+namespace {
+
+// Whether nothing of B reaches A's words. Then no sum carries B's residue on, and it is compared here: a
+// length or exponent that has changed must not drop it.
+bool is_below(const ParallelContext& parallel, const BigFloat& A, const BigFloat& B, const char* function) {
+    if (is_zero(B, function)) return true;
+    if (B.mag() > A.exp) return false;
+    B.verify(parallel, "a number below the sum's words");
+    return true;
+}
+
+}  // namespace
 
 void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract) {
     constexpr const char* function = "combine_ip()";
-    if (B.L == 0 || B.mag() <= A.exp) return;
+    if (is_below(parallel, A, B, function)) return;
     const i64 top = std::max(A.mag(), B.mag());
     const i64 begin = std::max(A.exp, std::min(B.exp, A.mag()));
     const i64 end = B.mag();
@@ -48,7 +60,7 @@ void combine_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B,
 
 void combine_signed_ip(const ParallelContext& parallel, BigFloat& A, const BigFloat& B, bool subtract) {
     constexpr const char* function = "combine_signed_ip()";
-    if (B.L == 0 || B.mag() <= A.exp) return;
+    if (is_below(parallel, A, B, function)) return;
     if ((A.sign == B.sign) != subtract) return combine_ip(parallel, A, B, false);
     if (cmp_magnitude(A, B) >= 0) {
         combine_ip(parallel, A, B, true);
@@ -79,7 +91,10 @@ void combine_signed_ip(const ParallelContext& parallel, BigFloat& A, const BigFl
 
 void cut_below(const ParallelContext& parallel, BigFloat& A, i64 floor) {
     take_up(parallel, "cut_below()", A);
-    if (floor >= A.mag()) return A.clear();
+    if (floor >= A.mag()) {
+        if (!is_zero(A, "cut_below()")) A.verify(parallel, "a number below the words that are kept");
+        return A.clear();
+    }
     const BigFloat view = A.kept(parallel, static_cast<u64>(A.mag() - floor));
     std::memmove(A.buffer, view.T, view.L * sizeof(Word));
     A.T = A.buffer;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
+#include "arith/residue/carried.h"
 
 namespace trel {
 
@@ -25,6 +26,17 @@ inline void hand_over([[maybe_unused]] const char* operation, [[maybe_unused]] c
 #ifdef KALVOR_CHECK_NUMBERS
     check_number(T, operation, "the result");
 #endif
+}
+
+// Throws as verify() does: zero words with the residue of another number.
+[[noreturn]] void words_are_lost(const BigFloat& A, const char* operation);
+
+// Whether A is zero. An operation that leaves zeros out asks here: a length that has changed to 0 must not
+// drop the number.
+inline bool is_zero(const BigFloat& A, const char* operation) {
+    if (A.L != 0) return false;
+    if (carried::known(A.residue) && A.residue != 0) words_are_lost(A, operation);
+    return true;
 }
 
 }  // namespace trel

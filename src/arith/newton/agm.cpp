@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "arith/bigfloat/number_check.h"
 #include "arith/estimate/double_double.h"
 #include "arith/multiply/product_needs.h"
 #include "arith/newton/recursion.h"
@@ -15,6 +16,7 @@
 namespace trel {
 namespace {
 
+const char kMean[] = "Mean::run()";
 const char kRun1[] = "AGM1_BigFloatR::run()";
 const char kRun2[] = "AGM2_BigFloatR::run()";
 
@@ -168,8 +170,11 @@ void Mean::run(Status& status) {
             StatusFrame frame(frames->node(), " 0A ", digits_);
             d.set_sub(working_, parallel_, a_, b_);
         }
-        if (d.L == 0) break;
+        parallel_.stage("distance", &d, sizeof(d));
+        if (is_zero(d, kMean)) break;
         distance = d.mag() - std::min(a_.mag(), b_.mag());
+        // Only d says that these steps are enough.
+        if (2 * distance <= target) d.verify(parallel_, "the distance of two means");
         frames.emplace(status, agreeing_digits(a_, b_, d));
         if (distance < target) break;
         if (are_near(a_, b_))
@@ -194,7 +199,7 @@ void Mean::run(Status& status) {
 void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& a,
                          BigFloat& b, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun2);
-    if (a.L == 0 || b.L == 0) {
+    if (is_zero(a, kRun2) || is_zero(b, kRun2)) {
         a.clear();
         b.clear();
         return;
@@ -211,7 +216,7 @@ void AGM2_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, St
 void AGM1_BigFloatR::run(const AGMPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                          const BigFloat& x, u64 p, LinearWordBuffer buffer) {
     newton::check_plan(plan.p, plan.tds, p, context.parallel.tds, kRun1);
-    if (x.L == 0) return T.clear();
+    if (is_zero(x, kRun1)) return T.clear();
     if (!x.sign) throw InvalidParametersException(kRun1, "AGM of negative number.");
     const u64 working = working_precision(p);
     const u64 digits = status_digits(working);

@@ -64,7 +64,7 @@ CoupledRange CoupledRange::of(const AlgorithmTable& table) {
 
 void coupled_root_start(const MultiplyContext& context, const CoupledRoot& root, const BigFloat& A,
                         const BigFloat& x, u64 p, const char* function) {
-    root.s.set_mul(p + 1, context, A, x);
+    root.s.set_mul(p + 1, context, A.kept_if_cheap(context.parallel, p + 3), x);
     set_length(context.parallel, root.s, p + 2);
     const HeldTransforms memory(context, p + kExtraWords, 1);
     BigFloatTransformR held(memory.transform(), memory.data(0), HeldWords::stay);

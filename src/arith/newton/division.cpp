@@ -4,6 +4,7 @@
 #include <string>
 
 #include "arith/bigfloat/big_float_transform.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/kernels/word_array.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/dispatch.h"
@@ -132,7 +133,7 @@ void Division_BigFloatR::run(const DivisionPlan& plan, const MultiplyContext& co
     if (buffer.size() < plan.temporaries)
         throw BufferTooSmallException(kRun, buffer.size(), plan.temporaries);
     if (T.buffer_size < plan.result) throw BufferTooSmallException(kRun, T.buffer_size, plan.result);
-    if (A.L == 0) return T.clear();
+    if (is_zero(A, kRun)) return T.clear();
     A.check_normalization();
 
     if (p < newton::kTransformPrecision) {

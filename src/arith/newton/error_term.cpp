@@ -30,7 +30,7 @@ void negate(const ParallelContext& parallel, BigFloat& T) {
 }
 
 Estimate checked(const BigFloat& T, Estimate side, u64 previous_p, const char* function) {
-    if (T.L == 0) return Estimate::exact;
+    if (is_zero(T, function)) return Estimate::exact;
     if (T.mag() > error_bound(previous_p)) fail_size(function, side, previous_p, T.mag());
     return side;
 }
@@ -64,7 +64,7 @@ Estimate take_error_at_units(const ParallelContext& parallel, BigFloat& T, u64 p
 
 Estimate take_error_below(const ParallelContext& parallel, BigFloat& T, i64 t, u64 previous_p,
                           const char* function) {
-    if (T.L == 0) return Estimate::exact;
+    if (is_zero(T, function)) return Estimate::exact;
     const Word top = T.word_at(t - 1);
     if (top == 0) return checked(T, Estimate::over, previous_p, function);
     if (top != ~Word(0)) fail_top(function, top);

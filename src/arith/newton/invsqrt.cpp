@@ -162,7 +162,7 @@ void invsqrt_basic_step(const MultiplyContext& context, BigFloat& T, const BigFl
 
     x.set_BigFloat(previous, parallel, T);
     square.set_sqr(p, context, x);
-    T.set_mul(p, context, A, square);
+    T.set_mul(p, context, A.kept_if_cheap(parallel, p + 2), square);
     const Estimate side = take_error_at_units(parallel, T, previous, kBasicRun);
     halve(parallel, T);
     correct_basic(context, T, x, side, y, p);

@@ -46,7 +46,10 @@ void Log_AGM_BigFloatR::run(const LogAgmPlan& plan, const MultiplyContext& conte
     if (x.L == 0) throw InvalidParametersException(kRun, "Log(0) is negative infinity.");
     if (!x.sign) throw InvalidParametersException(kRun, "Log of a negative number is complex.");
     status.Status_Line("Log(x) - AGM:");
-    if (is_one(x)) return T.clear();
+    if (is_one(x)) {
+        x.verify(context.parallel, "a logarithm's argument");
+        return T.clear();
+    }
 
     const ParallelContext& parallel = context.parallel;
     const u64 working = plan.mean.p;

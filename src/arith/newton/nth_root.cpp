@@ -178,7 +178,7 @@ void nth_root_basic_step(const MultiplyContext& context, BigFloat& T, const BigF
 
     x.set_BigFloat(previous + 1, parallel, T);
     power_above(context, T, x, n, working, y);
-    y.set_mul(working, context, A, T);
+    y.set_mul(working, context, A.kept_if_cheap(parallel, working + 2), T);
     T.set_sub(working, parallel, y, x);
     divide_by_small(parallel, y, T, n, lowest_kept(x, p));
     T.set_sub(working, parallel, x, y);

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "arith/bigfloat/big_float_transform.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/bigfloat/power_transform.h"
 #include "arith/bigfloat/transform_helper.h"
 #include "arith/multiply/algorithm_table.h"
@@ -106,7 +107,7 @@ void power(const MultiplyContext& context, Status& status, BigFloat& T, const Bi
     if (T.buffer_size < p + kResultExtra)
         throw BufferTooSmallException(kRun, T.buffer_size, p + kResultExtra);
     if (n == 0) return;
-    if (base.L == 0) return T.clear();
+    if (is_zero(base, kRun)) return T.clear();
     const BigFloat A = base.kept(context.parallel, p + 3);
     if (n == 1) return T.set_BigFloat(p + 1, context.parallel, A);
 

@@ -87,7 +87,7 @@ void reciprocal_basic_step(const MultiplyContext& context, BigFloat& T, const Bi
     BigFloat y = carve<BigFloat>(buffer, previous + 2);
 
     x.set_BigFloat(previous, parallel, T);
-    T.set_mul(p, context, A, x);
+    T.set_mul(p, context, A.kept_if_cheap(parallel, p + 2), x);
     const Estimate side = take_error_at_units(parallel, T, previous, kBasicRun);
     correct_basic(context, T, x, side, y, p);
 }

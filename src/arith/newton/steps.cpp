@@ -69,7 +69,11 @@ void divide_by_large_word(const ParallelContext& parallel, BigFloat& T, const Bi
 void divide_by_small(const ParallelContext& parallel, BigFloat& T, const BigFloat& A, u64 n, i64 lowest) {
     if (n == 1) return T.set_BigFloat(A.L, parallel, A);
     // Even a quotient of one word has an empty word above it.
-    if (A.L == 0 || A.mag() <= lowest) return T.clear();
+    if (is_zero(A, "newton::divide_by_small()")) return T.clear();
+    if (A.mag() <= lowest) {
+        A.verify(parallel, "a quotient's numerator below the last word");
+        return T.clear();
+    }
     const u64 words = std::max<u64>(static_cast<u64>(A.mag() - lowest), 2);
     if (std::has_single_bit(n)) {
         T.set_mul_uW(words, parallel, A, Word(1) << (64 - std::countr_zero(n)));

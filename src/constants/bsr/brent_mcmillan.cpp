@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
 #include "constants/polynomials/log_products.h"
@@ -298,15 +299,16 @@ namespace {
 
 // A += B, to `precision` words below the larger top.
 void add(const ParallelContext& parallel, u64 precision, BigFloat& A, const BigFloat& B) {
-    if (B.L == 0) return;
+    constexpr const char* function = "BrentMcMillanAB::merge_float()";
+    if (is_zero(B, function)) return;
     const i64 lowest = std::max(A.mag(), B.mag()) - static_cast<i64>(precision) - 2;
     if (A.L != 0 && A.exp < lowest) cut_below(parallel, A, lowest);
-    if (A.L == 0) {
+    if (is_zero(A, function)) {
         A.set_BigFloat(precision, parallel, B);
         return;
     }
     const i64 floor = std::max(B.exp, lowest);
-    if (A.exp > floor) extend_down(A, floor, "BrentMcMillanAB::merge_float()");
+    if (A.exp > floor) extend_down(A, floor, function);
     combine_ip(parallel, A, B, false);
 }
 

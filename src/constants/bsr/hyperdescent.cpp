@@ -1,6 +1,7 @@
 #include "constants/bsr/hyperdescent.h"
 
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/multiply/product_needs.h"
 #include "constants/bsr/merge_steps.h"
 
@@ -59,7 +60,7 @@ void Family::merge_float(const MultiplyContext& context, bool subtract, const Fl
         P.set_mul(precision, context, P1, Q2);
         Q.set_mul(precision, context, Q1, Q2);
     }
-    if (P2.L == 0) return;
+    if (is_zero(P2, "Hyperdescent::merge_float()")) return;
     if (make_room_for(context.parallel, P, P2.mag(), P2.exp, precision)) {
         combine_signed_ip(context.parallel, P, P2, subtract);
     } else {

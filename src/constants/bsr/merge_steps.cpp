@@ -4,6 +4,7 @@
 
 #include "arith/bigfloat/big_float_transform.h"
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/multiply/product_needs.h"
 #include "base/errors/exceptions.h"
 
@@ -71,7 +72,7 @@ bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bo
     // One word more than P has beside a number that is not longer.
     const i64 lowest = top - window - 3;
     if (P.L != 0 && P.exp < lowest) cut_below(parallel, P, lowest);
-    if (P.L == 0) return false;
+    if (is_zero(P, "make_room_for()")) return false;
     // A denominator may have dropped zero words, so that its product ends above words that still count.
     const i64 floor = std::max({bottom, P.mag() - window - 2, lowest});
     if (P.exp > floor) extend_down(P, floor, "make_room_for()");
@@ -80,7 +81,8 @@ bool make_room_for(const ParallelContext& parallel, BigFloat& P, i64 top, i64 bo
 
 void add_product(const MultiplyContext& context, BigFloat& P, const BigFloat& A, const BigFloat& B,
                  u64 precision, bool subtract, BigFloat& T) {
-    if (A.L == 0 || B.L == 0) return;
+    constexpr const char* function = "add_product()";
+    if (is_zero(A, function) || is_zero(B, function)) return;
     const i64 top = A.mag() + B.mag();
     if (!make_room_for(context.parallel, P, top, A.exp + B.exp, precision)) {
         P.set_mul(precision, context, A, B);
@@ -88,7 +90,12 @@ void add_product(const MultiplyContext& context, BigFloat& P, const BigFloat& A,
         return;
     }
     const i64 reach = top - P.exp;
-    if (reach <= 0) return;
+    if (reach <= 0) {
+        // No sum carries their residues on.
+        A.verify(context.parallel, "a factor below the sum's words");
+        B.verify(context.parallel, "a factor below the sum's words");
+        return;
+    }
     T.set_mul(std::min(static_cast<u64>(reach), precision), context, A, B);
     combine_signed_ip(context.parallel, P, T, subtract);
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/newton/newton_work.h"
 #include "base/errors/exceptions.h"
 
@@ -71,7 +72,7 @@ PowerOfTwo SeriesValuePlan::numerator(const ParallelContext& parallel, StatusIte
     if (coefficients_.Q < 0) N.set_sign(!N.sign);
     largest = std::max(largest, above(N));
     progress.update(2);
-    if (P.L == 0) return largest;
+    if (is_zero(P, function)) return largest;
     const i64 top = std::max(N.mag(), P.mag());
     const i64 bottom = top - static_cast<i64>(precision_) - 4;
     if (N.exp < bottom) cut_below(parallel, N, bottom);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "base/names/names.h"
 #include "base/status/status_scope.h"
 #include "constants/builtin/arccoth.h"
@@ -20,7 +21,7 @@ constexpr u64 kSumWords = 2;
 // sum += term, to the sum's words or, where the term is the larger one and has the other sign, to the term's.
 // Returns what the dropped words may come to.
 ErrorBound accumulate(const ParallelContext& parallel, BigFloat& sum, BigFloat& term, u64 precision) {
-    if (sum.L == 0) {
+    if (is_zero(sum, "LogSum::accumulate()")) {
         sum.set_BigFloat(precision, parallel, term);
         return ErrorBound::none();
     }

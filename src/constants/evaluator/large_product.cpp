@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/bigfloat/number_check.h"
 #include "arith/estimate/product_work.h"
 #include "arith/multiply/product_needs.h"
 #include "arith/residue/carried.h"
@@ -57,7 +58,13 @@ void LargeProduct::run(const MultiplyContext& context, Status& status, BigFloat&
     bottom.residue = carried::sub(y.residue, above.residue);
     while (bottom.L > 0 && bottom.T[bottom.L - 1] == 0) bottom.L--;
     const i64 reach = x.mag() + bottom.mag() - T.exp;
-    if (bottom.L > 0 && reach > 0) {
+    if (is_zero(bottom, "LargeProduct::run()")) {
+        // The upper words were all.
+    } else if (reach <= 0) {
+        // No product carries their residues on.
+        x.verify(context.parallel, "a factor above the product's words");
+        bottom.verify(context.parallel, "a factor below the product's words");
+    } else {
         const u64 words = static_cast<u64>(reach) + kOverlap;
         lower.set_mul(static_cast<u64>(reach), rest, x.kept(context.parallel, words),
                       bottom.kept(context.parallel, words));

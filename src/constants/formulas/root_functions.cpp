@@ -1,4 +1,5 @@
 // "Invsqrt" and "Sqrt": the inverse square root, or the square root, of an integer or a value.
+#include "arith/bigfloat/number_check.h"
 #include "arith/multiply/product_needs.h"
 #include "arith/newton/invsqrt.h"
 #include "arith/newton/newton_work.h"
@@ -39,7 +40,7 @@ class RootStep final : public Step {
     ErrorBound finish(const MultiplyContext& context, Status& status, std::span<const Operand> x,
                       BigFloat& result) const override {
         const BigFloat& A = *x[0].value;
-        if (!inverse_ && A.L == 0) {
+        if (!inverse_ && is_zero(A, "RootStep::finish()")) {
             result.clear();
             return x[0].error.exact ? ErrorBound::none() : ErrorBound::unlimited();
         }

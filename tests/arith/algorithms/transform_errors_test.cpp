@@ -5,6 +5,7 @@
 #include <cmath>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "arith/ntt/ntt_support.h"
 #include "product_flips.h"
@@ -49,8 +50,10 @@ class Wave final : public ComputationStages {
     void at(const char* stage, void* memory, u64 bytes) override {
         if (done_ || std::string(stage) != "coefficients") return;
         done_ = true;
+        size = bytes;
         static_cast<double*>(memory)[place_ % (bytes / sizeof(double))] += height_;
     }
+    u64 size = 0;  // bytes of the transform
 
   private:
     u64 place_;
@@ -80,6 +83,38 @@ TEST(TransformErrorsTest, WavesNearIntegersAreFound) {
         }
     }
     EXPECT_GT(found, 60000u);
+}
+
+// A whole product of just too many words runs on the record below and is compared modulo 2^192 - 1 alone. The
+// look at the coefficients finds the waves whose values add up to 0.
+TEST(TransformErrorsTest, WavesOfWholeProductsOnTheRecordBelowAreFound) {
+    const MultiplyAlgorithm& fft = algorithm_called("FFT");
+    std::mt19937_64 rng(61);
+    for (const auto& [LA, LB] : {std::pair(u64(690), u64(680)), {690, 690}}) {
+        Scratch scratch(fft.mSBsize(LA + LB));
+        const std::vector<Word> A = operand(Kind::random, LA, 1), B = operand(Kind::random, LB, 2);
+        std::vector<Word> right(LA + LB), T(LA + LB);
+        const auto multiply = [&](const ParallelContext& parallel, std::vector<Word>& to) {
+            fft.mul({parallel, scratch.view()}, to.data(), A.data(), LA, B.data(), LB);
+        };
+        multiply(serial_context(), right);
+        TransformHolder fits;
+        fft.make_transform(fits, LA + LB, {serial_context(), {}});
+        const double scale = static_cast<double>(fits->data_bytes() / 8);
+        u64 found = 0;
+        for (int k = 0; k < 3000; k++) {
+            Wave wave(rng(), scale * std::ldexp(static_cast<double>(rng() >> 11), -51));
+            RunMonitor monitor;
+            monitor.stages = &wave;
+            ParallelContext parallel = serial_context();
+            parallel.run = &monitor;
+            multiply(parallel, T);
+            ASSERT_LT(wave.size, fits->data_bytes() - Transform::kLabelBytes) << "the record that fits";
+            ASSERT_EQ(T, right) << k;
+            found += monitor.checks.corrected;
+        }
+        EXPECT_GT(found, 2500u);
+    }
 }
 
 // Products that are not compared one by one have the look at the coefficients all the same.

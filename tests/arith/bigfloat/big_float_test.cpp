@@ -613,6 +613,12 @@ TEST(BigFloatTest, NumbersThatVanishAreNoticed) {
     EXPECT_THROW(T->set_mul(9, context, B, gone), AlgorithmFailedException);
     EXPECT_THROW(T->set_mul(9, context, gone, B), AlgorithmFailedException);
     EXPECT_THROW(T->set_sqr(9, context, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_uadd(9, parallel, gone, B), AlgorithmFailedException);
+    EXPECT_THROW(T->set_uadd(9, parallel, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_usub(9, parallel, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_usub(9, parallel, gone, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_mul_small(9, context, B, gone), AlgorithmFailedException);
+    EXPECT_THROW(T->set_mul_small(9, context, gone, B), AlgorithmFailedException);
     EXPECT_THROW(T->set_mul_uW(9, parallel, gone, 3), AlgorithmFailedException);
     EXPECT_THROW(T->set_div_sW(9, parallel, gone, 3), AlgorithmFailedException);
     BigFloat in_place = gone;

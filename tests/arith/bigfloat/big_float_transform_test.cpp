@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -240,6 +241,70 @@ TEST_P(WindowedProductsTest, ZeroOperandsAndEmptyWindows) {
         expect_zero();
         t.object->mul_rf_xf(context, T, A, 9, 0, 20);
         EXPECT_EQ(T->L, 5u);
+    }
+}
+
+// Operands whose length or exponent has changed so that nothing of the product is left in the window.
+TEST_P(WindowedProductsTest, NumbersThatVanishAreNoticed) {
+    Bound t(GetParam(), 20);
+    const MultiplyContext context = t.context();
+    Number A({1, 2, 3}, 4, false), T(10);
+    BigFloat gone = A.value, below = A.value;
+    gone.L = 0;
+    below.exp -= 64;
+    for (const BigFloat& damaged : {gone, below}) {
+        EXPECT_THROW(t.object->mul_rr_xx(context, T, A, 9, damaged, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->mul_rr_xx(context, T, damaged, 9, A, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->sqr_r_x(context, T, damaged, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->mul_rr_xf(context, T, A, 9, damaged, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->mul_rf_xf(context, T, damaged, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->sqr_rx_xf(context, T, damaged, 9, 0, 20), AlgorithmFailedException);
+        EXPECT_THROW(t.object->forward(context, damaged, 9), AlgorithmFailedException);
+    }
+}
+
+// A bit of the place, length or sign of a held transform changes, or of the place of a product while it is
+// made. The product's residue would fit.
+TEST_P(WindowedProductsTest, ChangedPlacesAreFound) {
+    Bound t(GetParam(), 20);
+    Number A({1, 2, 3}, 4, false), B({4, 5}, -1, true), T(10);
+    RunMonitor monitor;
+    MultiplyContext context = t.context();
+    context.parallel.run = &monitor;
+    const std::function<void()> operations[] = {
+        [&] { t.object->mul_rr_xx(context, T, A, 9, B, 9, 0, 20); },
+        [&] { t.object->sqr_r_x(context, T, A, 9, 0, 20); },
+        [&] { t.object->mul_rr_xf(context, T, A, 9, B, 9, 0, 20); },
+        [&] {
+            t.object->forward(context, A, 9);
+            t.object->mul_rf_xf(context, T, B, 9, 0, 20);
+        },
+        [&] { t.object->sqr_rx_xf(context, T, A, 9, 0, 20); },
+        [&] {
+            t.object->forward(context, A, 9);
+            t.other->forward(context, B, 9);
+            t.object->inverse_fmul(context, T, *t.other, 0, 20);
+        },
+        [&] {
+            t.object->forward(context, A, 9);
+            t.object->inverse_fsqr(context, T, 0, 20);
+        },
+    };
+    // Place and sign of the product, and the places of the transforms that are held.
+    const u64 stages[] = {2, 2, 3, 3, 3, 4, 3};
+    for (u64 k = 0; k < std::size(operations); k++) {
+        kalvor_test::OneChangedNumber counter(kalvor_test::OneChangedNumber::kNever, 0, "place");
+        monitor.stages = &counter;
+        operations[k]();
+        T->verify(parallel, "the product");
+        ASSERT_EQ(counter.count, stages[k]) << k;
+        for (u64 i = 0; i < counter.count; i++) {
+            for (u64 bit = 0; bit < 192; bit += 8) {
+                kalvor_test::OneChangedNumber change(i, bit, "place");
+                monitor.stages = &change;
+                EXPECT_THROW(operations[k](), AlgorithmFailedException) << k << " " << i << " " << bit;
+            }
+        }
     }
 }
 

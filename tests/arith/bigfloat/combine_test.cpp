@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/errors/exceptions.h"
+#include "number.h"
 #include "reference/mpz_words.h"
 
 using namespace trel;
@@ -130,4 +131,28 @@ TEST(CombineTest, WordsBelowAPlaceAreCut) {
         }
         EXPECT_EQ(A.residue, A.computed_residue(serial_context()));
     }
+}
+
+// Numbers whose length or exponent has changed so that nothing of them would be added or kept.
+TEST(CombineTest, NumbersThatVanishAreNoticed) {
+    const ParallelContext& parallel = serial_context();
+    Number A({5, 6, 7}, 2, true, 8), B({1, 2, 3, 4}, 1, true);
+    BigFloat gone = B.value, below = B.value;
+    gone.L = 0;
+    below.exp -= 64;
+    for (const BigFloat& damaged : {gone, below}) {
+        EXPECT_THROW(combine_ip(parallel, A, damaged, false), AlgorithmFailedException);
+        EXPECT_THROW(combine_signed_ip(parallel, A, damaged, true), AlgorithmFailedException);
+        BigFloat cut = damaged;
+        EXPECT_THROW(cut_below(parallel, cut, 2), AlgorithmFailedException);
+    }
+    A->verify(parallel, "the sum");
+    // Below A's words, and as it was.
+    Number small({9, 9}, -2);
+    combine_ip(parallel, A, small, false);
+    combine_signed_ip(parallel, A, small, true);
+    cut_below(parallel, small, 5);
+    EXPECT_EQ(small->L, 0u);
+    A->verify(parallel, "the sum");
+    EXPECT_EQ(A->L, 3u);
 }

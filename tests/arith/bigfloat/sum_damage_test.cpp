@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/newton/steps.h"
+#include "arith/newton/window_difference.h"
 #include "base/errors/exceptions.h"
 #include "number.h"
 #include "support/scratch.h"
@@ -45,10 +47,27 @@ const Operation kOperations[] = {
     {"set_div_sW, cut", false, false, [](C, N T, N A, N) { T.set_div_sW(20, parallel, A, 1000003); }},
     {"set_mul", true, false, [](C c, N T, N A, N B) { T.set_mul(60, c, A, B); }},
     {"set_mul, cut", true, false, [](C c, N T, N A, N B) { T.set_mul(20, c, A, B); }},
+    // More words are cut off than stay.
+    {"set_mul, short", true, false, [](C c, N T, N A, N B) { T.set_mul(1, c, A, B); }},
     {"set_sqr", false, false, [](C c, N T, N A, N) { T.set_sqr(70, c, A); }},
+    {"set_sqr, short", false, false, [](C c, N T, N A, N) { T.set_sqr(5, c, A); }},
+    {"set_mul_small", true, false, [](C c, N T, N A, N B) { T.set_mul_small(60, c, A, B); }},
+    {"set_mul_small, cut", true, false, [](C c, N T, N A, N B) { T.set_mul_small(20, c, A, B); }},
+    // A window inside both numbers, one that crosses their tops, and one in which A is below B.
+    {"rsub", true, false, [](C, N T, N A, N B) { T.set_rsub(12, parallel, A, B, 22, true); }},
+    {"rsub, above", true, false, [](C, N T, N A, N B) { T.set_rsub(30, parallel, A, B, 40, true); }},
+    {"rsub, turned", true, false, [](C, N T, N A, N B) { T.set_rsub(20, parallel, B, A, 31, false); }},
+    {"words_between", false, false, [](C, N T, N A, N) { T = newton::words_between(parallel, A, 5, 25); }},
+    {"divide_by_small", false, false,
+     [](C, N T, N A, N) { newton::divide_by_small(parallel, T, A, 1000003, A.exp - 4); }},
+    {"divide_by_small, large word", false, false,
+     [](C, N T, N A, N) { newton::divide_by_small(parallel, T, A, ~Word(0) - 58, A.exp - 4); }},
+    {"divide_by_small, large word, cut", false, false,
+     [](C, N T, N A, N) { newton::divide_by_small(parallel, T, A, ~Word(0) - 58, A.exp + 9); }},
     {"combine, add", true, true, [](C, N, N A, N B) { combine_ip(parallel, A, B, false); }},
     {"combine, subtract", true, true, [](C, N, N A, N B) { combine_ip(parallel, A, B, true); }},
     {"combine with signs", true, true, [](C, N, N A, N B) { combine_signed_ip(parallel, A, B, true); }},
+    {"extend_down", false, true, [](C, N, N A, N) { extend_down(A, A.exp - 4, "extend_down()"); }},
     {"cut_below", false, true, [](C, N, N A, N) { cut_below(parallel, A, A.exp + 7); }},
     {"add_ip", false, true, [](C, N, N A, N) { A.add_ip(5, A.exp + 3); }},
     {"sign and place", false, true,
@@ -106,6 +125,12 @@ TEST(SumDamageTest, AChangedBitOfAnOperandIsInTheResultAndNotInItsResidue) {
             ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat& A, BigFloat&) { A.residue ^= 64; }));
             ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat& A, BigFloat&) { A.exp++; }));
             ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat& A, BigFloat&) { A.L--; }));
+            if (!operation.takes_B) continue;
+            ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat&, BigFloat& B) { B.residue ^= 64; }));
+            ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat&, BigFloat& B) { B.exp++; }));
+            ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat&, BigFloat& B) { B.L--; }));
+            // So far down that nothing of it is left in the result.
+            ASSERT_FALSE(fits(operation, a, b, exp, [](BigFloat&, BigFloat& B) { B.exp -= 1024; }));
         }
     }
 }

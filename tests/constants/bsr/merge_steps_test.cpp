@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
+#include <utility>
 #include <vector>
 
+#include "arith/multiply/product_needs.h"
+#include "base/errors/exceptions.h"
 #include "constants/bsr/binary_bbp.h"
 #include "constants/bsr/common_p2b3.h"
 #include "reference/mpz_words.h"
@@ -89,6 +93,66 @@ void expect_bounds_count() {
 TEST(MergeStepsTest, BoundsPromiseNoRoomInTheResult) {
     expect_bounds_count<CommonP2B3::Family>();
     expect_bounds_count<BinaryBBP::Family>();
+}
+
+// A product that is added to P, with P's words high above its own, at them, and where the precision is short:
+// then more words of the factors are cut off than stay.
+void expect_sum_or_exception(const std::function<void(BigFloat& P, BigFloat& A, BigFloat& B)>& damage,
+                             i64 P_exp, u64 precision, bool& found) {
+    const ParallelContext& parallel = serial_context();
+    RandomNumber A(20, 4), B(20, 5), p(10, 6);
+    Scratch P_memory(8 * kTWords), T_memory(8 * kTWords), scratch(round_up_64(product_needs(40).bytes));
+    BigFloat P(P_memory.words(), kTWords), T(T_memory.words(), kTWords);
+    P.set_BigFloat(kPrecision, parallel, p.x);
+    P.move(P_exp);
+    damage(P, A.x, B.x);
+    found = false;
+    try {
+        add_product({parallel, scratch.view(), nullptr}, P, A.x, B.x, precision, false, T);
+        P.verify(parallel, "the sum");
+    } catch (const AlgorithmFailedException&) {
+        found = true;
+    }
+}
+
+TEST(MergeStepsTest, FactorsOfASumAreComparedWhereNoLaterLookExists) {
+    // The product has the words 0 .. 39.
+    for (const auto& [P_exp, precision] : {std::pair(i64(35), u64(5)), {10, 60}, {100, 5}, {-100, 5}}) {
+        SCOPED_TRACE(testing::Message() << P_exp << " " << precision);
+        bool found = true;
+        expect_sum_or_exception([](BigFloat&, BigFloat&, BigFloat&) {}, P_exp, precision, found);
+        EXPECT_FALSE(found);
+        for (u64 i = 0; i < 20; i++) {
+            expect_sum_or_exception([i](BigFloat&, BigFloat& A, BigFloat&) { A.T[i] ^= 64; }, P_exp,
+                                    precision, found);
+            EXPECT_TRUE(found) << "word " << i << " of A";
+            expect_sum_or_exception([i](BigFloat&, BigFloat&, BigFloat& B) { B.T[i] ^= 64; }, P_exp,
+                                    precision, found);
+            EXPECT_TRUE(found) << "word " << i << " of B";
+        }
+    }
+}
+
+TEST(MergeStepsTest, NumbersThatVanishAreNoticed) {
+    bool found = false;
+    for (const i64 P_exp : {10, 35}) {
+        const u64 precision = 30;
+        expect_sum_or_exception([](BigFloat&, BigFloat& A, BigFloat&) { A.L = 0; }, P_exp, precision, found);
+        EXPECT_TRUE(found);
+        expect_sum_or_exception([](BigFloat&, BigFloat&, BigFloat& B) { B.L = 0; }, P_exp, precision, found);
+        EXPECT_TRUE(found);
+        expect_sum_or_exception([](BigFloat&, BigFloat& A, BigFloat&) { A.exp -= 1024; }, P_exp, precision,
+                                found);
+        EXPECT_TRUE(found);
+        expect_sum_or_exception([](BigFloat&, BigFloat&, BigFloat& B) { B.exp -= 1024; }, P_exp, precision,
+                                found);
+        EXPECT_TRUE(found);
+        expect_sum_or_exception([](BigFloat& P, BigFloat&, BigFloat&) { P.L = 0; }, P_exp, precision, found);
+        EXPECT_TRUE(found);
+        expect_sum_or_exception([](BigFloat& P, BigFloat&, BigFloat&) { P.exp -= 1024; }, P_exp, precision,
+                                found);
+        EXPECT_TRUE(found);
+    }
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 
 #include <random>
 #include <set>
+#include <string>
 #include <vector>
 
+#include "base/errors/exceptions.h"
 #include "reference/mpz_words.h"
 #include "support/changed_numbers.h"
 #include "support/scratch.h"
@@ -101,6 +103,45 @@ TEST(LargeProductTest, ChangedOperandsAreFound) {
             }
         }
     }
+}
+
+// Changes length or exponent of a factor when the first step has taken its upper words.
+class Shortened final : public trel::ComputationStages {
+  public:
+    Shortened(BigFloat& y, u64 L, i64 exp) : y_(y), L_(L), exp_(exp) {}
+    void at(const char* stage, void*, u64) override {
+        if (std::string(stage) != "number") return;
+        y_.L = L_;
+        y_.exp = exp_;
+    }
+
+  private:
+    BigFloat& y_;
+    const u64 L_;
+    const i64 exp_;
+};
+
+TEST(LargeProductTest, LowerWordsThatVanishAreNoticed) {
+    const u64 p = 300;
+    const LargeProduct product(p, 0);
+    Scratch result(trel::round_up_8(product.needs().result_words) * sizeof(Word));
+    Scratch scratch(product.needs().bytes);
+    const u64 upper = p + 2 - (p + 2) / 2;
+    const auto run = [&](u64 L, i64 exp) {
+        std::mt19937_64 random(5);
+        const Operand x(p + 2, 0, true, random);
+        Operand y(p + 2, 5, true, random);
+        Shortened shortened(y.value, L, exp);
+        trel::RunMonitor monitor;
+        monitor.stages = &shortened;
+        BigFloat T(result.words(), product.needs().result_words);
+        product.run({{thread_framework(), 1, &monitor}, scratch.view(), nullptr}, trel::null_status(), T,
+                    x.value, y.value);
+        T.verify(trel::serial_context(), "the product");
+    };
+    run(p + 2, 5);
+    EXPECT_THROW(run(upper, 5), trel::AlgorithmFailedException);
+    EXPECT_THROW(run(p + 2, 5 - 1024), trel::AlgorithmFailedException);
 }
 
 // Zero words in the lower half, and a square.
