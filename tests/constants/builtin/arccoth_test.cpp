@@ -236,8 +236,7 @@ TEST(ArcCothLeafTest, RangesWithDamagedFactorsAreDoneAgain) {
         trel::RunMonitor monitor;
         monitor.stages = &stages;
         BinarySplitting::BlockRun<Family>(plan).run(
-            {{thread_framework(), 1, &monitor}, stack.view(), nullptr}, trel::null_status(),
-            range);
+            {{thread_framework(), 1, &monitor}, stack.view(), nullptr}, trel::null_status(), range);
         corrected = monitor.checks.corrected;
         return std::pair(reference::to_mpz(range[0].T, range[0].L),
                          reference::to_mpz(range[1].T, range[1].L));
