@@ -343,7 +343,7 @@ TEST(FactoredLeafTest, FaultsAreFound) {
                     }
                     found += corrected;
                 }
-                EXPECT_GE(2 * found, rounds * none.count / 2) << name;
+                EXPECT_GE(kPartsOfASieve * found, rounds * none.count) << name;
             }
         }
     }
