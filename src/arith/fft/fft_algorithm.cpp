@@ -38,8 +38,8 @@ const FftSharedTables* shared_tables(const MultiplyContext& context) {
 // Worth it while the small product costs less than the points that it saves: 30 ns a word against 4 ns a
 // point; operands that reach into the upper half of the points take some of that gain.
 //
-// The product is compared modulo 2^192 - 1 and not, as transforms do, modulo 2^61 - 1 as well: that would cost
-// it nearly 2 % (docs/reliability.md: Waves of the FFT).
+// The product is compared modulo 2^192 - 1 and not, as transforms do, modulo 2^61 - 1 as well: that would
+// cost it nearly 2 % (docs/reliability.md: Waves of the FFT).
 struct ShortRecord {
     const FftParameters* record = nullptr;  // nullptr: take the record that fits
     u64 words = 0;                          // W
