@@ -169,7 +169,7 @@ TEST(SlowMemoryTest, TenMillionDigitsOfOtherConstants) {
     } cases[] = {{"sqrt:2", 4.5}, {"goldenratio", 4.5}, {"e", 5.3},        {"log:2", 5.8},
                  {"zeta3", 6.3},  {"catalan", 6.3},     {"lemniscate", 8}, {"gamma", 8, 1}};
     for (const auto& [constant, bytes, millions] : cases) {
-        const bool full = millions == 10;
+        const bool full = millions > 1;
         const ProgramRun small = compute(full ? "1m" : "100k", "2", "mmap", "-od:0", constant);
         const ProgramRun run = compute(full ? "10m" : "1m", "2", "mmap", "-od:0", constant);
         ASSERT_EQ(small.exit_code, 0) << small.out;
