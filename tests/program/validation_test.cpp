@@ -22,7 +22,7 @@ TEST(ValidationTest, TheFileOfARunIsCheckedByTheWord) {
     EXPECT_TRUE(sound.has("Validation Passed!\n")) << sound.out;
     EXPECT_EQ(run_in(folder, {"validate", path.substr(0, path.size() - 4)}).exit_code, 0);
 
-    std::string text = folder.read(path);
+    std::string text = kalvor_test::read_file(path);
     const std::size_t digits = text.find("1,000");
     ASSERT_NE(digits, std::string::npos) << text;
     text[digits] = '2';

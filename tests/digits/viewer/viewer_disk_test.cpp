@@ -167,7 +167,7 @@ TEST_F(ViewerDiskTest, OpeningAndViewingReadsLittle) {
 // Another amount of memory for every action: the digits are the same.
 TEST_F(ViewerDiskTest, RandomPiecesMoveTheSameDigits) {
     static std::mt19937_64 memory(5);
-    const ViewerCalls calls = {[] { return u64(30000 + memory() % 200000); }, 1};
+    const ViewerCalls calls = {[] { return u64(30000 + memory() % 200000); }};
     const ViewerRun run{serial_context(), status_, calls};
     std::mt19937_64 random(6);
     for (const u8 radix : {u8(10), u8(16)}) {
@@ -302,7 +302,7 @@ TEST_F(ViewerDiskTest, TheLedgerKnowsEveryFile) {
     FileLedger drafts;
     RunMonitor monitor;
     const ParallelContext parallel{serial_context().framework, 1, &monitor};
-    const ViewerCalls poor = {[] { return u64(40000); }, 1};
+    const ViewerCalls poor = {[] { return u64(40000); }};
     FileIO::FileCalls calls = FileIO::FileCalls::of_this_machine();
     calls.write = [&](i64 handle, const void* buffer, u64 offset, u64 bytes) {
         monitor.stop.request();
