@@ -100,15 +100,16 @@ TEST(MergeStepsTest, BoundsPromiseNoRoomInTheResult) {
 void expect_sum_or_exception(const std::function<void(BigFloat& P, BigFloat& A, BigFloat& B)>& damage,
                              i64 P_exp, u64 precision, bool& found) {
     const ParallelContext& parallel = serial_context();
-    RandomNumber A(20, 4), B(20, 5), p(10, 6);
+    using Number = kalvor_test::NumberOf<BigFloat>;
+    Number A(random_words(20, 4)), B(random_words(20, 5)), p(random_words(10, 6));
     Scratch P_memory(8 * kTWords), T_memory(8 * kTWords), scratch(round_up_64(product_needs(40).bytes));
     BigFloat P(P_memory.words(), kTWords), T(T_memory.words(), kTWords);
-    P.set_BigFloat(kPrecision, parallel, p.x);
+    P.set_BigFloat(kPrecision, parallel, p.value);
     P.move(P_exp);
-    damage(P, A.x, B.x);
+    damage(P, A.value, B.value);
     found = false;
     try {
-        add_product({parallel, scratch.view(), nullptr}, P, A.x, B.x, precision, false, T);
+        add_product({parallel, scratch.view(), nullptr}, P, A.value, B.value, precision, false, T);
         P.verify(parallel, "the sum");
     } catch (const AlgorithmFailedException&) {
         found = true;

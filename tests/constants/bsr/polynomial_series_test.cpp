@@ -78,7 +78,9 @@ mpz_class R_of(const mpz_class& k) {
 TEST(PolynomialSeriesTest, LeavesOfHypergeometricSeries) {
     const auto data = std::make_shared<const SeriesHypergeometric_PolyData>(kP, kQ, kR, nullptr);
     const auto series = make_series(data, 20);
-    const auto leaf = [&](Numbers& n) { series->leaf(kFar - 1, kFar, n.P, n.Q, n.R, false, nullptr); };
+    const auto leaf = [&](Numbers& n) {
+        series->leaf(kFar - 1, kFar, n.P, n.Q, n.R, false, nullptr, trel::serial_context());
+    };
     Numbers numbers;
     leaf(numbers);
     EXPECT_EQ(value(numbers.P), P_of(far_index()));
