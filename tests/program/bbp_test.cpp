@@ -57,7 +57,7 @@ TEST(BbpTest, WhatCannotStartIsAnError) {
     TemporaryFolder folder;
     const ProgramRun run = run_in(folder, {"bbp", "-offset:922337203684428988"});
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.err, "\nCannot Start: Divisor exceeds limit of 2^61 - 1.\n");
+    EXPECT_EQ(run.err, "\nCannot Start: Divisor exceeds limit of 2^61 - 1.\nSee \"kalvor help bbp\".\n");
     const ProgramRun unknown = run_in(folder, {"bbp", "1b"});
     EXPECT_EQ(unknown.exit_code, 1);
     EXPECT_TRUE(unknown.has("\nInvalid Parameter: 1b\n")) << unknown.err;

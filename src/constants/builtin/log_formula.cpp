@@ -4,8 +4,6 @@
 #include <map>
 
 #include "base/clock/timer.h"
-#include "base/console/console.h"
-#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/names/names.h"
 #include "constants/builtin/log_relations.h"
@@ -151,13 +149,6 @@ std::string log_formula_text(u64 x, const LogFormula& formula) {
 const char* generating_label(LogFormulaKind kind) {
     return kind == LogFormulaKind::primary ? "Generating Primary Formula...       "
                                            : "Generating Secondary Formula...     ";
-}
-
-void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated) {
-    constexpr int kDecimals = 3;
-    Console::print_line(generating_label(kind) + Console::format_fixed(generated.seconds, kDecimals) +
-                        " seconds");
-    if (generated.better_than_table) Console::print_line(kHeuristicIsBetter);
 }
 
 }  // namespace kalvor

@@ -50,8 +50,5 @@ void verify_log_formula(u64 x, const LogFormula& formula);
 std::string log_formula_text(u64 x, const LogFormula& formula);
 // "Generating Primary Formula...       ", to which the time is added.
 const char* generating_label(LogFormulaKind kind);
-// What a user who asked for the formula is told of the search: the label with the time, and whether the
-// tables have a worse one.
-void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated);
 
 }  // namespace kalvor

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "base/console/console.h"
+#include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 #include "constants/builtin/log_machin.h"
@@ -23,6 +24,15 @@ i64 checked(std::string_view text) {
     if (n < kSmallest) throw InvalidParametersException(function, "Argument must be greater than 1.");
     if (n > kLargest) throw InvalidParametersException(function, std::to_string(n) + " is out of range.");
     return n;
+}
+
+// What a user who asked for the formula is told of the search: the label with the time, and whether the
+// tables have a worse one.
+void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated) {
+    constexpr int kDecimals = 3;
+    Console::print_line(generating_label(kind) + Console::format_fixed(generated.seconds, kDecimals) +
+                        " seconds");
+    if (generated.better_than_table) Console::print_line(kHeuristicIsBetter);
 }
 
 GeneratedLogFormulas reported(GeneratedLogFormulas formulas) {

@@ -354,7 +354,8 @@ TEST(FatalPathsTest, DuplicateRegistrationBeforeMain) {
     options.environment = {"KALVOR_TEST_EARLY_DUPLICATE=1"};
     const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--gtest_list_tests"}, options);
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.out, "\nDuplicate Exception Type\nPress any key to continue . . . \n");
+    EXPECT_EQ(run.out, "Press any key to continue . . . \n");
+    EXPECT_EQ(run.err, "\nDuplicate Exception Type\n");
 }
 
 TEST(FatalPathsTest, DuplicateRegistration) {

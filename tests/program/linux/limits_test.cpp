@@ -25,13 +25,11 @@ TEST(LimitsTest, MoreMemoryThanTheMachineGivesIsRefusedBeforeAnythingIsComputed)
             run_kalvor({"pause:-2", "custom", "pi", "-dec:200m", force ? "-force:1" : "-force:0"}, options);
         EXPECT_EQ(run.exit_code, 1);
         // The limit counts as the machine's memory; with -force the system itself refuses.
-        for (const char* text :
-             force ? std::initializer_list<const char*>{"\nThe system did not give ",
-                                                        " of memory. Compute fewer ",
-                                                        "\nSee \"kalvor help\".\n",
-                                                        "\nLarge heap allocation failed.\n",
-                                                        "\nFailed Allocation: "}
-                   : std::initializer_list<const char*>{"The computation needs", " are free: at most "}) {
+        const std::vector<std::string> refused = {"The computation needs", " are free: at most "};
+        const std::vector<std::string> not_given = {
+            "\nThe system did not give ", " of memory. Compute fewer ", "\nSee \"kalvor help\".\n",
+            "\nLarge heap allocation failed.\n", "\nFailed Allocation: "};
+        for (const std::string& text : force ? not_given : refused) {
             EXPECT_NE(run.err.find(text), std::string::npos) << text << run.err;
             EXPECT_EQ(run.out.find(text), std::string::npos) << text << run.out;
         }
