@@ -1,6 +1,7 @@
 #include "arith/bigfloat/big_float_transform.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "arith/bigfloat/number_check.h"
@@ -125,8 +126,11 @@ void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, c
     const u64 found = make(T.T);
     parallel.stage("place", &T.exp, sizeof(T.exp));
     parallel.stage("place", &T.sign, sizeof(T.sign));
-    if (T.exp != window.b || T.sign != sign)
+    // The sign by its byte, which a changed bit can make neither true nor false.
+    if (T.exp != window.b || std::memcmp(&T.sign, &sign, sizeof(sign)) != 0) {
+        T.clear();
         throw AlgorithmFailedException(function, "A number was damaged in memory: the place of a product.");
+    }
     T.L = bp_nonzero_length(T.T, window.m, parallel);
     if (T.L == 0) {
         T.exp = 0;
