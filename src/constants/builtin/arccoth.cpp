@@ -110,7 +110,7 @@ ArcCoth::ArcCoth(i64 coefficient, Word m, i64 power)
 }
 
 std::string ArcCoth::label() const {
-    const std::string argument = "ArcCoth( " + std::to_string(argument_.m) + " ):";
+    std::string argument = "ArcCoth( " + std::to_string(argument_.m) + " ):";
     if (coefficient_ == 1) return argument;
     return (coefficient_ == -1 ? "-" : std::to_string(coefficient_)) + " " + argument;
 }
