@@ -3,8 +3,8 @@
 # not installed, so the program itself builds without them. Folders "linux" and "windows" are for that system only.
 #
 # Labels: "quick" is every test whose suite name does not begin with "Slow"; "slow" the others; "windows" those of the
-# slow ones that only Windows can run, so they run beside its quick ones; "tasks" the quick tests of what runs tasks. Programs of the arithmetic floors are run once more with KALVOR_ISA=avx2 where both levels
-# are built.
+# slow ones that only Windows can run, so they run beside its quick ones; "tasks" the quick tests of what runs tasks.
+# Programs of the arithmetic floors are run once more with KALVOR_ISA=avx2 where both levels are built.
 
 enable_testing()
 
@@ -164,6 +164,7 @@ if(GTest_FOUND AND GMP_LIBRARY AND MPFR_LIBRARY)
     string(REPLACE "/" "_" name ${folder})
     add_executable(test_${name} ${files} $<TARGET_OBJECTS:test_main>)
     target_link_libraries(test_${name} PRIVATE kalvor_test_support)
+    kalvor_compile_together(test_${name} ${files})
     if(KALVOR_PRECOMPILED_TEST_HEADERS)
       target_precompile_headers(test_${name} REUSE_FROM test_main)
     endif()

@@ -20,7 +20,7 @@ namespace {
 
 using S = ComputeSettings;
 using C = ComputeChoices;
-using Word = const std::string&;
+using Name = const std::string&;
 
 constexpr i64 kAnyCount = -0x7FFFFFFFFFFFFFFF;
 constexpr const char* kRightBbp = "Write a number from 8 to 1,048,576.";
@@ -40,7 +40,7 @@ SettingRow switch_row(SettingRow row, bool S::*member) {
 // An option that only swap mode has: known, not on the help page, refused.
 SettingRow swap_mode_row(const char* name) {
     return {.option = {{name, ":<value>", "", "It belongs to swap mode, which this version does not have."},
-                       WordValue<C>{[name](C&, Word) {
+                       WordValue<C>{[name](C&, Name) {
                            throw InvalidParametersException(
                                "", std::string("Option ") + name + " is not supported for this mode.");
                        }}}};
@@ -63,7 +63,7 @@ void set_bbp_digits(C& c, i64 digits) {
 }
 
 // A script's unset variable is not meant as no file.
-Word not_empty(Word path, const char* option) {
+Name not_empty(Name path, const char* option) {
     if (path.empty()) throw InvalidParametersException("", std::string(option) + ": the path is empty.");
     return path;
 }
@@ -98,7 +98,7 @@ SettingsTable make_table() {
          .menu_number = 2,
          .option = {{"-algorithm", ":<name>", "by name or number (from 0)", "",
                      S().constant->algorithm_tokens().front(), true},
-                    WordValue<C>{[](C& c, Word token) { c.settings.constant->select_algorithm(token); }},
+                    WordValue<C>{[](C& c, Name token) { c.settings.constant->select_algorithm(token); }},
                     [](const C& c) { return c.settings.constant->algorithm_tokens(); }},
          .meaning = "the series, by its name or its number from 0 on (the reduced ones take 9 to 17 % less "
                     "memory)"},
@@ -107,7 +107,7 @@ SettingsTable make_table() {
          .values = "folder, empty for the current one",
          .menu_number = 5,
          .option = {{"-o", " <folder>", "folder for the digits, made when it is missing", ""},
-                    NextWordValue<C>{[](C& c, Word path) { c.settings.path = path; },
+                    NextWordValue<C>{[](C& c, Name path) { c.settings.path = path; },
                                      "the digits go into the folder"}}},
         switch_row({.of = switch_setting("OutputEnable", "     Digit Output:", &S::output_enable),
                     .member = "Output",
@@ -131,12 +131,12 @@ SettingsTable make_table() {
                     .meaning = "run although the machine has too little memory"},
                    &S::force),
         {.option = {{"-save", " <file>", "write a settings file, run nothing", ""},
-                    NextWordValue<C>{[](C& c, Word path) { c.save_path = not_empty(path, "-save"); },
+                    NextWordValue<C>{[](C& c, Name path) { c.save_path = not_empty(path, "-save"); },
                                      "the settings are written to"}},
          .meaning = "write the settings to a file for `config` (`.cfg` is added to a name without a dot) "
                     "instead of running"},
         {.option = {{"-log", " <file>", "append the run's events to a file", ""},
-                    NextWordValue<C>{[](C& c, Word path) { c.settings.log_path = not_empty(path, "-log"); },
+                    NextWordValue<C>{[](C& c, Name path) { c.settings.log_path = not_empty(path, "-log"); },
                                      "the events are appended to"}},
          .meaning = "append every event of the run to a file, at once",
          .lost_in_file = [](const S& s) { return !s.log_path.empty(); }},
@@ -165,24 +165,24 @@ SettingsTable make_table() {
          .values = "name, and the framework's own members",
          .menu_number = 9,
          .option = {{"-PF", ":<name>", "parallel framework", "", kDefaultFramework},
-                    WordValue<C>{[](C& c, Word name) {
+                    WordValue<C>{[](C& c, Name name) {
                         c.settings.parallelism.framework.choose(name);
                         c.framework_chosen = true;
                     }},
                     [](const C&) { return framework_names(); },
-                    [](Word name) { return left_out_reason(name); }}},
+                    [](Name name) { return left_out_reason(name); }}},
         {.of = allocator_setting(),
          .member = "Allocator",
          .values = "name, and the allocator's own members",
          .option = {{"-MA", ":<name>", "memory allocator", "", kDefaultAllocator},
-                    WordValue<C>{[](C& c, Word name) { c.settings.allocator.choose(name); }},
+                    WordValue<C>{[](C& c, Name name) { c.settings.allocator.choose(name); }},
                     [](const C&) { return allocator_names(); }}},
         {.of = mode_setting(),
          .member = "Mode",
          .values = R"("ram")",
          .menu_number = 8,
          .option = {{"-mode", ":ram", "everything in memory", ""},
-                    WordValue<C>{[](C&, Word mode) { check_mode(mode, "-mode:ram"); }},
+                    WordValue<C>{[](C&, Name mode) { check_mode(mode, "-mode:ram"); }},
                     [](const C&) { return std::vector<std::string>{"ram"}; }}},
         {.of = digit_format_setting(),
          .member = "Output",

@@ -10,11 +10,13 @@
 
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_digit_reader.h"
+#include "digits/files/loaded_digits.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
 namespace {
 
+using kalvor_test::load;
 using trel::serial_context;
 using trel::u32;
 using trel::u64;
@@ -64,17 +66,6 @@ inline std::vector<Word> words_of(const std::vector<u8>& digits, u32 radix) {
         words.push_back(word);
     }
     return words;
-}
-
-inline std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16,
-                            const trel::ParallelContext& parallel = serial_context()) {
-    const trel::GuardedBuffer scratch(scratch_bytes, 4096);
-    std::vector<u8> values(count + 1, 0xEE);
-    reader.load_digits(values.data(), start, count, trel::AlignedBufferC(scratch.get(), scratch_bytes),
-                       parallel);
-    EXPECT_EQ(values.back(), 0xEE);
-    values.pop_back();
-    return values;
 }
 
 inline DigitRangeStats stats_of(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16,

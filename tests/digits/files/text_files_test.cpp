@@ -11,6 +11,7 @@
 #include "digits/files/basic_text_reader.h"
 #include "digits/files/basic_text_writer.h"
 #include "digits/files/digit_hash.h"
+#include "digits/files/loaded_digits.h"
 #include "digits/files/random_values.h"
 #include "fault/faulty_file.h"
 #include "platform/memory/guarded_heap.h"
@@ -20,6 +21,7 @@
 #include "support/temporary_folder.h"
 
 using namespace kalvor;
+using kalvor_test::load;
 using kalvor_test::message_of;
 using kalvor_test::TemporaryFolder;
 using trel::AlignedBufferC;
@@ -33,16 +35,6 @@ std::string text_of(const std::vector<u8>& values) {
     std::string text;
     for (const u8 v : values) text += "0123456789abcdef"[v];
     return text;
-}
-
-std::vector<u8> load(BasicDigitReader& reader, u64 start, u64 count, u64 scratch_bytes = 1 << 16) {
-    const trel::GuardedBuffer scratch(scratch_bytes, 4096);
-    std::vector<u8> values(count + 1, 0xEE);
-    reader.load_digits(values.data(), start, count, AlignedBufferC(scratch.get(), scratch_bytes),
-                       serial_context());
-    EXPECT_EQ(values.back(), 0xEE);
-    values.pop_back();
-    return values;
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ using kalvor_test::TemporaryFolder;
 
 namespace {
 
-constexpr u64 kLog2 = 12, kBlock = u64(1) << kLog2;
+constexpr u64 kLog2 = 12;
+constexpr u64 kBlock = u64(1) << kLog2;
 constexpr u32 kSeed = 987654321;
 
 GuardedBuffer random_bytes(u64 n, u64 seed) {
