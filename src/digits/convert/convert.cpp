@@ -112,9 +112,10 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
         throw BufferTooSmallException("convertL()", context.scratch.size(), needed);
     }
 
+    const bool parallel = plan_.forks(l, tds);
     std::optional<StatusFrame> frame;
     if (n >= kStatusWords) {
-        frame.emplace(status, tds >= 2 ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
+        frame.emplace(status, parallel ? " -> 2 x " : " -> 1 x ", H * kDigitsPerWord);
         frame->node().refresh();
     }
     Status& inner_status = frame ? frame->node() : null_status();
@@ -124,7 +125,6 @@ Word Converter::convert_range(u64 k, const MultiplyContext& context, Status& sta
     Word* const g = carve_words(inner.scratch, plan_.level[l].lower_words + 1);
     const RadixFraction lower = lower_fraction(l, inner, f, plan_.length(n - H), g);
     const RadixFraction upper = f.top(plan_.level[l].input_words);
-    const bool parallel = tds >= 2 && l > 0;
     Halves r = parallel ? convert_T(l, inner, status, out, n, H, upper, lower)
                         : convert_L(l, inner, inner_status, out, n, H, upper, lower);
 

@@ -91,8 +91,8 @@ Needs ConvertPlanP::split_needs(u64 l, u64 range_tds) const {
     // The top power is transformed where it is used.
     Needs needs = l + 1 == levels ? v.plain : v.held;
     if (l > 0)
-        needs.take_maximum(range_tds >= 2 ? split_needs(l - 1, (range_tds + 1) / 2).twice()
-                                          : split_needs(l - 1, 1));
+        needs.take_maximum(forks(l, range_tds) ? split_needs(l - 1, (range_tds + 1) / 2).twice()
+                                               : split_needs(l - 1, range_tds));
     return needs.above(v.lower_words + 1);
 }
 
@@ -118,6 +118,21 @@ void ConvertPlanP::make_sizes() {
     }
 }
 
+// Every fork keeps the lower fractions of both halves at once, so each level of forks holds as many words as
+// the value has. Where the range is long, its product alone keeps the tasks busy: its halves then run one
+// after the other, at as many levels from the top as it takes to need a quarter more than one task at most.
+void ConvertPlanP::bound_forks() {
+    const u64 asked = tds;
+    const auto bytes = [this](u64 tasks) {
+        tds = tasks;
+        make_sizes();
+        return needs().bytes + 8 * n;
+    };
+    forks_below = levels;
+    const u64 bound = bytes(1) / 4 * 5;
+    while (bytes(asked) > bound && forks_below > kSerialLevels) forks_below--;
+}
+
 ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u64 tds) {
     if (radix < 2 || radix_words < 1) {
         throw InvalidParametersException("ConvertPlanP::make()", "Invalid Parameters");
@@ -137,7 +152,7 @@ ConvertPlanP ConvertPlanP::make(Word radix, u64 radix_words, u64 budget_bytes, u
         const u64 k = std::min(std::max(plan.levels, kSerialLevels) - kSerialLevels, ceil_log2(tds));
         plan.tds = std::min(u64(1) << k, std::max<u64>(tds, 1));
         plan.make_levels();
-        plan.make_sizes();
+        plan.bound_forks();
         if (plan.needs().bytes + 8 * plan.n <= budget_bytes) break;
         if (plan.levels < kMinDroppableLevels) break;
         plan.levels--;

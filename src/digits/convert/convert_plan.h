@@ -43,6 +43,9 @@ class ConvertPlanP {
     u64 length(u64 n_radix_words) const;
     // Of a split at `l` and everything below it, run by so many tasks.
     Needs split_needs(u64 l, u64 range_tds) const;
+    // Whether the halves of a split at `l` run beside each other. Otherwise they run one after the other,
+    // each with all the tasks.
+    bool forks(u64 l, u64 range_tds) const { return range_tds >= 2 && l > 0 && l < forks_below; }
     // b * 2^levels: what the power table reaches in one recursion; longer outputs are peeled.
     u64 top_words() const { return b << levels; }
     // Fatal unless tds is within the plan.
@@ -55,7 +58,9 @@ class ConvertPlanP {
     u64 n;               // radix words
     u64 b;               // base length
     u64 levels;
-    u64 tds;  // tasks that a run may use
+    u64 tds;          // tasks that a run may use
+    u64 forks_below;  // level from which on splits do not fork: many forks near the top would take much
+                      // memory
     std::vector<Level> level;
     std::array<Word, 16> base_power;  // R^b without its zero words
     u64 base_power_words;
@@ -66,6 +71,7 @@ class ConvertPlanP {
     void make_levels();
     void make_base_power();
     void make_sizes();
+    void bound_forks();
 };
 
 }  // namespace kalvor::CBRv2

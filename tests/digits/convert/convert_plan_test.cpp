@@ -90,6 +90,21 @@ TEST(ConvertPlanTest, BudgetCountsAllRadixWords) {
     }
 }
 
+// Many tasks take a quarter more than one at most: then splits near the top do not fork. Few tasks always do.
+TEST(ConvertPlanTest, ManyTasksTakeLittleMoreMemoryThanOne) {
+    for (const u64 n : {u64(53000), u64(526318), u64(5263160)}) {
+        const auto bytes = [n](const ConvertPlanP& plan) { return plan.needs().bytes + 8 * n; };
+        const ConvertPlanP one = ConvertPlanP::make(kRadix19, n, kNoBudget, 1);
+        for (const u64 tasks : {2, 4, 8, 64, 1000}) {
+            const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, tasks);
+            EXPECT_LE(bytes(plan), bytes(one) / 4 * 5) << n << " " << tasks;
+            EXPECT_EQ(plan.levels, one.levels) << n << " " << tasks;
+            EXPECT_EQ(plan.forks(plan.levels - 1, plan.tds), tasks <= 8 || n == 53000) << n << " " << tasks;
+            EXPECT_TRUE(plan.forks(7, 2)) << n << " " << tasks;
+        }
+    }
+}
+
 // ceil((n + 1) log2(R) / 64) + 2
 TEST(ConvertPlanTest, LengthHoldsTheRadixWordsAndTwoMore) {
     const ConvertPlanP plan = ConvertPlanP::make(kRadix19, 20, kNoBudget, 1);

@@ -281,6 +281,17 @@ TEST(ConvertTest, Threads) {
     EXPECT_EQ(out, run(n, words));
 }
 
+// Splits near the top whose halves run one after the other, above ones that fork; in exactly the planned
+// memory.
+TEST(ConvertTest, ForksBelowTheTop) {
+    const u64 n = 200000;
+    const ConvertPlanP plan = ConvertPlanP::make(kRadix19, n, kNoBudget, 64);
+    ASSERT_FALSE(plan.forks(plan.levels - 1, plan.tds));
+    ASSERT_TRUE(plan.forks(plan.forks_below - 1, plan.tds));
+    const std::vector<Word> F = random_fraction(plan.length(n), n);
+    EXPECT_EQ(run(plan, F, plan.tds), run(n, F));
+}
+
 TEST(ConvertTest, PlanTasks) {
     EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 9, kNoBudget, 64).tds, 2u);   // 9 levels
     EXPECT_EQ(ConvertPlanP::make(kRadix19, 9 << 10, kNoBudget, 64).tds, 4u);  // 10 levels

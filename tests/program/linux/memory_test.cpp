@@ -194,9 +194,17 @@ TEST(SlowMemoryTest, ManyTasks) {
 
 TEST(SlowMemoryTest, ManyTasksOfOtherConstants) {
     if (kSanitized) GTEST_SKIP() << "the sanitizer's own memory counts too";
-    for (const char* constant : {"sqrt:2", "e", "log:2", "zeta3", "catalan", "lemniscate"}) {
-        const ProgramRun one = compute("1m", "1", "mmap", "-od:0", constant);
-        const ProgramRun many = compute("1m", "64", "mmap", "-od:0", constant);
+    for (const auto& [constant, digits] :
+         std::initializer_list<std::pair<const char*, const char*>>{{"sqrt:2", "1m"},
+                                                                    {"sqrt:2", "10m"},
+                                                                    {"e", "1m"},
+                                                                    {"e", "10m"},
+                                                                    {"log:2", "1m"},
+                                                                    {"zeta3", "1m"},
+                                                                    {"catalan", "1m"},
+                                                                    {"lemniscate", "1m"}}) {
+        const ProgramRun one = compute(digits, "1", "mmap", "-od:0", constant);
+        const ProgramRun many = compute(digits, "64", "mmap", "-od:0", constant);
         ASSERT_EQ(one.exit_code, 0) << one.out;
         ASSERT_EQ(many.exit_code, 0) << many.out;
         EXPECT_LT(announced_bytes(many), 1.3 * announced_bytes(one)) << constant;
