@@ -42,7 +42,7 @@ u64 words_residue(const BigFloat& A) {
 }  // namespace
 
 void BigFloatTransformR::place(const BigFloat& A) {
-    place_ = second_place_ = {A.exp, A.L, A.sign};
+    place_ = second_place_ = {A.exp, A.L, A.sign, words_residue(A)};
 }
 
 const BigFloatTransformR::Place& BigFloatTransformR::held_place(const ParallelContext& parallel,
@@ -141,12 +141,34 @@ void BigFloatTransformR::produce(const ParallelContext& parallel, BigFloat& T, c
     hand_over(function, T);
 }
 
-void BigFloatTransformR::inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign,
-                                 void* work, const void* X, const void* Y, void* scratch,
-                                 const char* function) const {
+template <class Make>
+bool BigFloatTransformR::multiply(const MultiplyContext& context, BigFloat& T, const Window& window,
+                                  bool sign, const char* function, const TransformOperands& of,
+                                  Make&& make) const {
+    bool by_transform = true;
     produce(context.parallel, T, window, sign, function, [&](Word* words) {
+        return or_else([&] { return make(words); },
+                       [&](const ConvolutionFailedException&) {
+                           by_transform = false;
+                           return multiply_below(context, transform_, words, window.skip, window.total, of);
+                       });
+    });
+    return by_transform;
+}
+
+bool BigFloatTransformR::inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign,
+                                 void* work, const void* X, const void* Y, void* scratch,
+                                 const char* function, const TransformOperands& of) const {
+    return multiply(context, T, window, sign, function, of, [&](Word* words) {
         return transform_.inverse(context.parallel, words, window.skip, window.total, work, X, Y, scratch);
     });
+}
+
+bool BigFloatTransformR::square_held(const MultiplyContext& context, BigFloat& T, const Window& window,
+                                     void* work, void* scratch, const char* function) const {
+    const u64 L = place_.L, residue = place_.residue;
+    return inverse(context, T, window, true, work, data_, data_, scratch, function,
+                   {source_, L, source_, L, {residue, residue}});
 }
 
 void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
@@ -160,15 +182,17 @@ void BigFloatTransformR::sqr_r_x(const MultiplyContext& context, BigFloat& T, co
     if (!overlap(T, window.m, a)) {
         AlignedBufferC memory = context.scratch;
         void* const work = memory.spawn(scratch_bytes()).get();
-        produce(context.parallel, T, window, true, function, [&](Word* words) {
-            return transform_.square_plain(context.parallel, words, window.skip, window.total, a.T, a.L, work,
-                                           words_residue(a));
-        });
+        const u64 residue = words_residue(a);
+        multiply(context, T, window, true, function, {a.T, a.L, a.T, a.L, {residue, residue}},
+                 [&](Word* words) {
+                     return transform_.square_plain(context.parallel, words, window.skip, window.total, a.T,
+                                                    a.L, work, residue);
+                 });
         return;
     }
     const TransformMemory memory(transform_, context.scratch);
     transform_.forward(context.parallel, memory.data, a.T, a.L, memory.scratch, words_residue(a));
-    inverse(context, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function);
+    inverse(context, T, window, true, memory.data, memory.data, memory.data, memory.scratch, function, {});
 }
 
 void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA,
@@ -184,22 +208,24 @@ void BigFloatTransformR::mul_rr_xx(const MultiplyContext& context, BigFloat& T, 
         return leave_out(context.parallel, T, b);
     }
     const bool sign = a.sign == b.sign;
+    const bool a_stays = !overlap(T, window.m, a), b_stays = !overlap(T, window.m, b);
+    const TransformOperands of{
+        a_stays ? a.T : nullptr, a.L, b_stays ? b.T : nullptr, b.L, {words_residue(a), words_residue(b)}};
     // Without a transform the product may need less memory and fewer trips through it.
-    if ((data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) && !overlap(T, window.m, a) &&
-        !overlap(T, window.m, b)) {
+    if ((data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) && of.are_there()) {
         AlignedBufferC memory = context.scratch;
         void* const work = memory.spawn(transform_.plain_bytes()).get();
-        produce(context.parallel, T, window, sign, function, [&](Word* words) {
+        multiply(context, T, window, sign, function, of, [&](Word* words) {
             return transform_.multiply_plain(context.parallel, words, window.skip, window.total, a.T, a.L,
-                                             b.T, b.L, work, words_residue(a), words_residue(b));
+                                             b.T, b.L, work, of.carried.a, of.carried.b);
         });
         return;
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
     const TransformMemory memory(transform_, context.scratch);
-    transform_.forward(context.parallel, data_, a.T, a.L, memory.scratch, words_residue(a));
-    transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
-    inverse(context, T, window, sign, data_, data_, memory.data, memory.scratch, function);
+    transform_.forward(context.parallel, data_, a.T, a.L, memory.scratch, of.carried.a, a_stays);
+    transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, of.carried.b, b_stays);
+    inverse(context, T, window, sign, data_, data_, memory.data, memory.scratch, function, of);
 }
 
 void BigFloatTransformR::mul_rr_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 pA,
@@ -231,13 +257,15 @@ void BigFloatTransformR::product_with_held(const MultiplyContext& context, BigFl
     const TransformMemory memory(transform_, context.scratch);
     if (overlap(T, window.m, b)) {
         transform_.forward(context.parallel, memory.data, b.T, b.L, memory.scratch, words_residue(b));
-        inverse(context, T, window, sign, memory.data, data_, memory.data, memory.scratch, function);
+        inverse(context, T, window, sign, memory.data, data_, memory.data, memory.scratch, function, {});
         return;
     }
-    produce(context.parallel, T, window, sign, function, [&](Word* words) {
-        return transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L, data_,
-                                        memory.data, memory.scratch, words_residue(b));
-    });
+    const u64 residue = words_residue(b);
+    multiply(context, T, window, sign, function, {source_, held.L, b.T, b.L, {held.residue, residue}},
+             [&](Word* words) {
+                 return transform_.multiply_held(context.parallel, words, window.skip, window.total, b.T, b.L,
+                                                 data_, memory.data, memory.scratch, residue);
+             });
 }
 
 void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& context, BigFloat& T, const BigFloat& A, u64 p,
@@ -250,7 +278,7 @@ void BigFloatTransformR::sqr_rx_xf(const MultiplyContext& context, BigFloat& T, 
     if (window.empty) return T.clear();
     expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
-    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
+    square_held(context, T, window, memory.data, memory.scratch, function);
 }
 
 // In the ring of the convolution A^2 - B is the small difference, up to multiples of 2^(64 W) -+ 1: a few
@@ -268,7 +296,7 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
                         static_cast<u64>(te - e0)};
     expect(T, window.m);
     const TransformMemory memory(transform_, context.scratch);
-    inverse(context, T, window, true, memory.data, data_, data_, memory.scratch, function);
+    const bool folds = square_held(context, T, window, memory.data, memory.scratch, function);
     const ParallelContext& parallel = context.parallel;
     // The products that read B next compare it; here its words are read in part.
     take_up(parallel, function, B);
@@ -281,11 +309,11 @@ void BigFloatTransformR::sqr_rx_xf_minus(const MultiplyContext& context, BigFloa
     u64 r = carried::sub(T.residue, B.residue_between(parallel, ie, te));
     r = carried::add(r, units(bp_sub(T.T, square, {B.T, B.L, B.exp}, 0, ie, te, parallel)));
     const PlacedWords folded{above.T, above.L, above.exp};
-    if (transform_.fold() == Fold::cyclic) {
+    if (folds && transform_.fold() == Fold::cyclic) {
         r = carried::sub(r, above.residue_between(parallel, ie, te));
         r = carried::add(r, units(bp_sub(T.T, square, folded, 0, ie, te, parallel)));
     }
-    if (transform_.fold() == Fold::negacyclic) {
+    if (folds && transform_.fold() == Fold::negacyclic) {
         r = carried::add(r, above.residue_between(parallel, ie, te));
         r = carried::sub(r, units(bp_add(T.T, square, folded, 0, ie, te, parallel)));
     }
@@ -315,7 +343,8 @@ void BigFloatTransformR::inverse_fmul(const MultiplyContext& context, BigFloat& 
     other.expect(T, window.m);
     AlignedBufferC memory = context.scratch;
     inverse(context, T, window, a.positive == b.positive, data_, data_, other.data_,
-            memory.spawn(transform_.scratch_bytes()).get(), function);
+            memory.spawn(transform_.scratch_bytes()).get(), function,
+            {source_, a.L, other.source_, b.L, {a.residue, b.residue}});
 }
 
 void BigFloatTransformR::inverse_fsqr(const MultiplyContext& context, BigFloat& T, i64 ie, i64 te) {
@@ -328,8 +357,7 @@ void BigFloatTransformR::inverse_fsqr(const MultiplyContext& context, BigFloat& 
     if (window.empty) return T.clear();
     expect(T, window.m);
     AlignedBufferC memory = context.scratch;
-    inverse(context, T, window, true, data_, data_, data_, memory.spawn(transform_.scratch_bytes()).get(),
-            function);
+    square_held(context, T, window, data_, memory.spawn(transform_.scratch_bytes()).get(), function);
 }
 
 }  // namespace trel

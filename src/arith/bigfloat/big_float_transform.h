@@ -2,6 +2,7 @@
 #pragma once
 
 #include "arith/bigfloat/big_float.h"
+#include "arith/multiply/dispatch.h"
 #include "arith/multiply/transform.h"
 
 namespace trel {
@@ -13,6 +14,11 @@ namespace trel {
 // words below ie), a context whose scratch holds scratch_bytes(), and writes T from its buffer's start. An
 // empty window or a zero operand gives T = 0. Plain operands are cut to p + 2 words; T's buffer may lie over
 // them.
+//
+// A product that the transform does wrong twice is done by the next lower algorithm that the scratch has room
+// for, where the words of both operands are still there: T lies clear of them, and those of the held
+// transform stay (HeldWords). Where T lies over a plain operand it is not even repeated: clear of it is
+// better.
 class BigFloatTransformR {
   public:
     struct Window {
@@ -90,6 +96,7 @@ class BigFloatTransformR {
         i64 exp = 0;
         u64 L = 0;
         u64 positive = 1;  // a word, of which every bit is compared
+        u64 residue = 0;   // of the words alone
 
         bool operator==(const Place&) const = default;
     };
@@ -106,8 +113,17 @@ class BigFloatTransformR {
     template <class Make>
     static void produce(const ParallelContext& parallel, BigFloat& T, const Window& window, bool sign,
                         const char* function, Make&& make);
-    void inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign, void* work,
-                 const void* X, const void* Y, void* scratch, const char* function) const;
+    // The same of a product of `of`: make(words) uses the transform. Whether it did: otherwise a lower
+    // algorithm has made T, in which nothing has folded.
+    template <class Make>
+    bool multiply(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign,
+                  const char* function, const TransformOperands& of, Make&& make) const;
+    bool inverse(const MultiplyContext& context, BigFloat& T, const Window& window, bool sign, void* work,
+                 const void* X, const void* Y, void* scratch, const char* function,
+                 const TransformOperands& of) const;
+    // T = held^2 by `work`.
+    bool square_held(const MultiplyContext& context, BigFloat& T, const Window& window, void* work,
+                     void* scratch, const char* function) const;
 
     void hold(const ParallelContext& parallel, const BigFloat& cut, void* scratch);
     // Before a product is written to n words of T.

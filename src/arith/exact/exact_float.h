@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "arith/exact/basic_int.h"
+#include "arith/multiply/dispatch.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/transform.h"
 #include "arith/residue/carried.h"
@@ -97,6 +98,10 @@ int compare_magnitudes(const ExactFloat& A, const ExactFloat& B);
 // over plain operands: they are then transformed before the product is written. With a floor: when the
 // product's exponent exceeds it, the product is placed (exponent - floor) words above the buffer's start,
 // headroom for an addition below it.
+//
+// A product that the transform does wrong twice is done by the next lower algorithm that the scratch has room
+// for, where the words of both operands are still there: T lies clear of them, and those of the held
+// transform stay (HeldWords).
 class ExactFloatTransformR {
   public:
     // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object. nullptr serves mul_rr_xx
@@ -143,8 +148,17 @@ class ExactFloatTransformR {
     bool prepare(ExactFloat& T, const Operand& A, const Operand& B, i64 floor, const char* function) const;
     // The rest of T when its words stand.
     static void finish(ExactFloat& T, const Operand& A, const Operand& B);
-    void inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A, const Operand& B,
-                 void* work, const void* X, const void* Y, void* scratch) const;
+    // T = A B by product(), which uses the transform, or by a lower algorithm. wA, wB: the operands' words,
+    // nullptr where they are gone.
+    template <class Product>
+    void multiply(const MultiplyContext& context, ExactFloat& T, const Operand& A, const Word* wA,
+                  const Operand& B, const Word* wB, Product&& product) const;
+    void inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A, const Word* wA,
+                 const Operand& B, const Word* wB, void* work, const void* X, const void* Y,
+                 void* scratch) const;
+    // T = A held, of which T lies clear.
+    void multiply_held(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, void* work,
+                       void* scratch) const;
     void mul_rr(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
                 i64 floor, bool keep, const char* function);
     void mul_rf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, i64 floor,

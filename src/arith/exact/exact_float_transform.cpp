@@ -37,11 +37,31 @@ void ExactFloatTransformR::finish(ExactFloat& T, const Operand& A, const Operand
     T.residue = goldilocks::mul(A.residue, B.residue);
 }
 
-void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A,
-                                   const Operand& B, void* work, const void* X, const void* Y,
-                                   void* scratch) const {
-    transform_.inverse(context.parallel, T.T, 0, T.L, work, X, Y, scratch);
+template <class Product>
+void ExactFloatTransformR::multiply(const MultiplyContext& context, ExactFloat& T, const Operand& A,
+                                    const Word* wA, const Operand& B, const Word* wB,
+                                    Product&& product) const {
+    or_else(product, [&](const ConvolutionFailedException&) {
+        const u64 a = trel::carried::unplaced(A.residue, A.exp, A.sign),
+                  b = trel::carried::unplaced(B.residue, B.exp, B.sign);
+        return multiply_below(context, transform_, T.T, 0, T.L, {wA, A.L, wB, B.L, {a, b}});
+    });
     finish(T, A, B);
+}
+
+void ExactFloatTransformR::inverse(const MultiplyContext& context, ExactFloat& T, const Operand& A,
+                                   const Word* wA, const Operand& B, const Word* wB, void* work,
+                                   const void* X, const void* Y, void* scratch) const {
+    multiply(context, T, A, wA, B, wB,
+             [&] { return transform_.inverse(context.parallel, T.T, 0, T.L, work, X, Y, scratch); });
+}
+
+void ExactFloatTransformR::multiply_held(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
+                                         void* work, void* scratch) const {
+    multiply(context, T, operand(A), A.T, A_, source_, [&] {
+        return transform_.multiply_held(context.parallel, T.T, 0, T.L, A.T, A.L, data_, work, scratch,
+                                        carried(context, A));
+    });
 }
 
 void ExactFloatTransformR::forward(const MultiplyContext& context, const ExactFloat& A) {
@@ -81,14 +101,16 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
         // Without a transform the product may need less memory and fewer trips through it.
         if (square) {
             void* const work = memory.spawn(scratch_bytes()).get();
-            transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work, carried(context, a));
-            return finish(T, operand(a), operand(b));
+            return multiply(context, T, operand(a), a.T, operand(b), b.T, [&] {
+                return transform_.square_plain(parallel, T.T, 0, T.L, a.T, a.L, work, carried(context, a));
+            });
         }
         if (data_ == nullptr || transform_.plain_bytes() <= scratch_bytes()) {
             void* const work = memory.spawn(transform_.plain_bytes()).get();
-            transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work, carried(context, a),
-                                      carried(context, b));
-            return finish(T, operand(a), operand(b));
+            return multiply(context, T, operand(a), a.T, operand(b), b.T, [&] {
+                return transform_.multiply_plain(parallel, T.T, 0, T.L, a.T, a.L, b.T, b.L, work,
+                                                 carried(context, a), carried(context, b));
+            });
         }
     }
     if (data_ == nullptr) throw InvalidTransformException(function, "Invalid Transform Parameters");
@@ -97,14 +119,15 @@ void ExactFloatTransformR::mul_rr(const MultiplyContext& context, ExactFloat& T,
     hold(context, a, scratch);
     expect(T);
     held_ = keep;
-    if (square)
-        return inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, data_, scratch);
-    if (keep && !overlap(T, b)) {
-        transform_.multiply_held(parallel, T.T, 0, T.L, b.T, b.L, data_, other, scratch, carried(context, b));
-        return finish(T, operand(a), operand(b));
+    const Word* const words = overlap(T, a) ? nullptr : a.T;
+    if (square) {
+        return inverse(context, T, A_, words, A_, words, keep ? other : data_, data_, data_, scratch);
     }
-    transform_.forward(parallel, other, b.T, b.L, scratch, carried(context, b));
-    inverse(context, T, operand(a), operand(b), keep ? other : data_, data_, other, scratch);
+    const bool b_stays = !overlap(T, b);
+    if (keep && b_stays) return multiply_held(context, T, b, other, scratch);
+    transform_.forward(parallel, other, b.T, b.L, scratch, carried(context, b), b_stays);
+    inverse(context, T, A_, words, operand(b), b_stays ? b.T : nullptr, keep ? other : data_, data_, other,
+            scratch);
 }
 
 void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
@@ -114,13 +137,9 @@ void ExactFloatTransformR::mul_rf(const MultiplyContext& context, ExactFloat& T,
     if (prepare(T, operand(a), A_, floor, function)) return;
     expect(T);
     const auto [other, scratch] = TransformMemory(transform_, context.scratch);
-    if (!overlap(T, a)) {
-        transform_.multiply_held(context.parallel, T.T, 0, T.L, a.T, a.L, data_, other, scratch,
-                                 carried(context, a));
-        return finish(T, operand(a), A_);
-    }
+    if (!overlap(T, a)) return multiply_held(context, T, a, other, scratch);
     transform_.forward(context.parallel, other, a.T, a.L, scratch, carried(context, a));
-    inverse(context, T, operand(a), A_, other, other, data_, scratch);
+    inverse(context, T, operand(a), nullptr, A_, source_, other, other, data_, scratch);
 }
 
 void ExactFloatTransformR::mul_rr_xx(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A,
@@ -160,11 +179,14 @@ void ExactFloatTransformR::inverse_fmul(const MultiplyContext& context, ExactFlo
     }
     if (prepare(T, A_, other.A_, kNoFloor, function)) return;
     expect(T);
-    if (other.source_ != nullptr && bp_overlap(T.T, T.L, other.source_, other.A_.L))
+    const Word* other_words = other.source_;
+    if (other_words != nullptr && bp_overlap(T.T, T.L, other_words, other.A_.L)) {
         transform_.forget_words(other.data_);
+        other_words = nullptr;
+    }
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    inverse(context, T, A_, other.A_, data_, data_, other.data_, scratch);
+    inverse(context, T, A_, source_, other.A_, other_words, data_, data_, other.data_, scratch);
 }
 
 void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& context, ExactFloat& T) {
@@ -175,7 +197,7 @@ void ExactFloatTransformR::inverse_fsqr(const MultiplyContext& context, ExactFlo
     expect(T);
     AlignedBufferC memory = context.scratch;
     void* scratch = memory.spawn(transform_.scratch_bytes()).get();
-    inverse(context, T, A_, A_, data_, data_, data_, scratch);
+    inverse(context, T, A_, source_, A_, source_, data_, data_, data_, scratch);
 }
 
 }  // namespace trel

@@ -81,14 +81,13 @@ const AlgorithmTable::Item& AlgorithmTable::item(u64 words) const {
     throw LimitExceededException("AlgorithmTable::get_algorithm()", "", 0, words);
 }
 
-const MultiplyAlgorithm* AlgorithmTable::below(u64 words, u64 bytes) const {
-    const MultiplyAlgorithm* const failed = &get_algorithm(words);
+const MultiplyAlgorithm* AlgorithmTable::below(const MultiplyAlgorithm& failed, u64 words, u64 bytes) const {
     bool is_below = false;
     for (auto item = items_.rbegin(); item != items_.rend(); ++item) {
         if (is_below && item->max_words >= words && item->algorithm->sizes(words).scratch <= bytes) {
             return item->algorithm;
         }
-        is_below = is_below || item->algorithm == failed;
+        is_below = is_below || item->algorithm == &failed;
     }
     return nullptr;
 }

@@ -55,9 +55,9 @@ class AlgorithmTable {
     const MultiplyAlgorithm& get_algorithm(u64 words) const { return *item(words).algorithm; }
     const MultiplyAlgorithm32& get_algorithm32(u64 words) const { return *item(words).algorithm32; }
 
-    // The next lower algorithm of 64-bit words that does a product of `words` words in `bytes` of scratch;
-    // nullptr: there is none. For a product at which the algorithm of its size has failed.
-    const MultiplyAlgorithm* below(u64 words, u64 bytes) const;
+    // The next algorithm of 64-bit words lower than one that has failed, and that does a product of `words`
+    // words in `bytes` of scratch; nullptr: there is none.
+    const MultiplyAlgorithm* below(const MultiplyAlgorithm& failed, u64 words, u64 bytes) const;
 
     const std::string& name() const { return name_; }
     u32 word_bits() const { return word_bits_; }

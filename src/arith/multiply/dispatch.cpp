@@ -5,9 +5,7 @@
 #include <utility>
 
 #include "arith/multiply/algorithm_table.h"
-#include "arith/multiply/floating_point_control.h"
 #include "arith/multiply/multiply_algorithm.h"
-#include "arith/multiply/product_check.h"
 
 namespace trel {
 namespace {
@@ -52,28 +50,47 @@ CutProduct cut(const ParallelContext& parallel, u64 skip, u64 total, Factor A, F
     return {skip, total, A.cut(parallel, low_a, total), B.cut(parallel, low_b, total)};
 }
 
-// product(algorithm) with the algorithm of that size. A product that the algorithm has done wrong twice is
-// done by the next lower one.
+// product(algorithm) with the next algorithm below `failed`. In the handler of what that has thrown, which
+// goes on where there is none.
+template <class Product>
+auto by_lower(const MultiplyContext& context, const MultiplyAlgorithm& failed, const std::string& name,
+              const char* operation, u64 words, Product&& product) {
+    const MultiplyAlgorithm* const lower = basic_table64().below(failed, words, context.scratch.size());
+    if (lower == nullptr) throw;
+    const auto result = product(*lower);
+    const std::string by = "an algorithm below " + name;
+    product_was_corrected({context.parallel, by.c_str(), operation, words});
+    return result;
+}
+
+// product(algorithm) with the algorithm of that size, or else with the next lower one.
 template <class Product>
 auto with_lower(const MultiplyContext& context, const char* operation, u64 words, Product&& product) {
     const MultiplyAlgorithm& algorithm = basic_table64().get_algorithm(words);
-    try {
-        return product(algorithm);
-    } catch (const WronglyRounded&) {
-        throw;
-    } catch (const OperandDamaged&) {
-        throw;
-    } catch (const ConvolutionFailedException& error) {
-        const MultiplyAlgorithm* const lower = basic_table64().below(words, context.scratch.size());
-        if (lower == nullptr) throw;
-        const auto result = product(*lower);
-        const std::string failed = "an algorithm below " + error.function;
-        product_was_corrected({context.parallel, failed.c_str(), operation, words});
-        return result;
-    }
+    return or_else([&] { return product(algorithm); },
+                   [&](const ConvolutionFailedException& error) {
+                       return by_lower(context, algorithm, error.function, operation, words, product);
+                   });
 }
 
 }  // namespace
+
+u64 multiply_below(const MultiplyContext& context, const Transform& failed, Word* T, u64 skip, u64 total,
+                   const TransformOperands& of) {
+    const AlgorithmEntry* const entry = find_algorithm(TableSlot::basic64, failed.name());
+    const u64 n = of.LA + of.LB, end = std::min(total, n);
+    // What nothing compares is repeated as a part of something larger.
+    if (!of.are_there() || entry == nullptr || skip >= end || !failed.is_checked(context.parallel)) throw;
+    const bool square = of.A == of.B && of.LA == of.LB;
+    const u64 residue = by_lower(
+        context, *entry->algorithm, failed.name(), square ? "square" : "product", n,
+        [&](const MultiplyAlgorithm& lower) {
+            return square ? lower.sqr_skip(context, T, skip, end, of.A, of.LA, of.carried.a)
+                          : lower.mul_skip(context, T, skip, end, of.A, of.LA, of.B, of.LB, of.carried);
+        });
+    std::fill(T + (end - skip), T + (total - skip), 0);
+    return residue;
+}
 
 u64 multiply_full(const MultiplyContext& context, Word* T, const Word* A, u64 LA, const Word* B, u64 LB,
                   Carried carried) {

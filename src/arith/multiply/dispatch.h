@@ -8,8 +8,11 @@
 // is done by the next lower algorithm that the scratch memory allows.
 #pragma once
 
+#include "arith/multiply/floating_point_control.h"
 #include "arith/multiply/multiply_context.h"
+#include "arith/multiply/product_check.h"
 #include "arith/multiply/transform.h"
+#include "base/errors/exceptions.h"
 #include "os/types.h"
 
 namespace trel {
@@ -31,6 +34,40 @@ int multiply_truncated_small(const MultiplyContext& context, Word* T, u64 skip, 
 enum class Wraps { never, may };
 void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context,
                     Wraps wraps = Wraps::may);
+
+// The words of which a transform makes a product. nullptr: they have gone since.
+struct TransformOperands {
+    const Word* A = nullptr;
+    u64 LA = 0;
+    const Word* B = nullptr;
+    u64 LB = 0;
+    Carried carried;
+
+    bool are_there() const { return A != nullptr && B != nullptr; }
+};
+
+// product(), or otherwise(error) where an algorithm has done it wrong twice. Damaged operands and wrong
+// rounding are nothing that another algorithm would mend.
+template <class Product, class Otherwise>
+auto or_else(Product&& product, Otherwise&& otherwise) {
+    try {
+        return product();
+    } catch (const WronglyRounded&) {
+        throw;
+    } catch (const OperandDamaged&) {
+        throw;
+    } catch (const ConvolutionFailedException& error) {
+        return otherwise(error);
+    }
+}
+
+// T[0..total - skip) = words skip .. total - 1 of A B, or of A^2 (A == B and LA == LB), which the transform
+// has done wrong twice: from their words, by the next lower algorithm that the scratch memory has room for.
+// Nothing folds, whatever the transform does. In the handler of the transform's exception, which goes on
+// where the words are gone or there is no such algorithm.
+u64 multiply_below(const MultiplyContext& context, const Transform& failed, Word* T, u64 skip, u64 total,
+                   const TransformOperands& of);
+
 // Scratch bytes of the truncated and full entries for a product of `words` words.
 u64 multiply_scratch_bytes(u64 words);
 

@@ -20,8 +20,8 @@ Transform::Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 
       label_at_(data_bytes),
       spare_bytes_(windows == Windows::whole ? round_up_64(convolution_bits / 8) : 0) {
     const u64 words = convolution_words();
-    if (period_ == 0)
-        period_ = words % 3 != 0 && words % RingResidue::kMaxWords == 0 ? RingResidue::kMaxWords : 3;
+    // Three words where nothing else divides the ring: products that fit it can be compared all the same.
+    if (period_ == 0) period_ = words % 3 == 0 ? 3 : words % 16 == 0 ? 16 : words % 8 == 0 ? 8 : 3;
     data_bytes_ += operand_label::bytes(period_);
     if (plain_bytes_ == 0) plain_bytes_ = 2 * data_bytes_ + scratch_bytes_;
     scratch_bytes_ += spare_bytes_;

@@ -43,7 +43,7 @@ enum class HeldWords { change, stay };
 class Transform {
   public:
     // At the end of the data of a transform: what is known of the operand, twice. The longer one for rings
-    // whose residues have sixteen words.
+    // whose residues have up to sixteen words.
     static constexpr u64 kLabelBytes = operand_label::bytes(3);
     static constexpr u64 kLongLabelBytes = operand_label::bytes(RingResidue::kMaxWords);
 
@@ -129,8 +129,8 @@ class Transform {
     enum class Windows { accounted, whole };
 
     // Bytes of data and scratch as the algorithm needs them; what the checks need comes on top. plain: of
-    // do_multiply_plain(); 0: two data and the scratch. period: words of a residue, 3 or 16; 0: as the ring's
-    // length demands.
+    // do_multiply_plain(); 0: two data and the scratch. period: words of a residue, 3, 8 or 16; 0: as the
+    // ring's length demands.
     Transform(Windows windows, u64 convolution_bits, u64 data_bytes, u64 scratch_bytes, u64 plain_bytes = 0,
               u32 period = 0);
 

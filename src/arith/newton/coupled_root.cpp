@@ -41,12 +41,14 @@ void set_residual(const MultiplyContext& context, const CoupledRoot& root, BigFl
     d.set_sign(side == Estimate::under);
 }
 
-// d = x d / 2, of which x's transform is held: what s lacks of the root.
+// d = x d / 2, of which x's transform is held: what s lacks of the root. The product stands in `place` first,
+// so that d's words are still there where it is wrong.
 void halve_product(const MultiplyContext& context, BigFloatTransformR& held_x, const BigFloat& x, BigFloat& d,
-                   u64 previous) {
+                   u64 previous, BigFloat place) {
     if (d.L == 0) return;
     const i64 top = x.mag() + d.mag();
-    held_x.mul_rf_xf(context, d, d, previous, top - static_cast<i64>(previous), top);
+    held_x.mul_rf_xf(context, place, d, previous, top - static_cast<i64>(previous), top);
+    d.set_BigFloat(d.buffer_size, context.parallel, place);
     halve(context.parallel, d);
 }
 
@@ -86,7 +88,7 @@ void coupled_root_step(const MultiplyContext& context, Status& status, BigFloat&
     {
         StatusFrame frame(status, " 0S ", status_digits(p));
         held_x.forward(inner, x, previous);
-        halve_product(inner, held_x, x, d, previous);
+        halve_product(inner, held_x, x, d, previous, root);
         root.set_add(p + 1, parallel, s, d);
         set_length(parallel, root, p + 2);
         if (above != nullptr) set_residual(inner, *above, held_s, A, p, function);
@@ -113,7 +115,7 @@ void coupled_root_finish(const MultiplyContext& context, BigFloat& T, const BigF
     const HeldTransforms memory(context, p + kExtraWords, 1);
     BigFloatTransformR held_x(memory.transform(), memory.data(0), HeldWords::stay);
     held_x.forward(memory.context(), x, previous);
-    halve_product(memory.context(), held_x, x, d, previous);
+    halve_product(memory.context(), held_x, x, d, previous, T);
     T.set_add(p, context.parallel, s, d);
 }
 

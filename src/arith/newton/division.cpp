@@ -111,14 +111,13 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
 
     StatusFrame frame(status, " 2M ", status_digits(p));
     const i64 lowest = y.mag() - static_cast<i64>(p);
+    // Clear of its operands, which serve again where the product is wrong: T's words are free.
     if (keep) {
-        // It is written over x.
-        held.mul_rf_xf(memory.context(), e, d, q + 3, lowest, x_top + d.mag());
+        held.mul_rf_xf(memory.context(), T, d, q + 3, lowest, x_top + d.mag());
     } else {
-        // A product without transforms is written clear of its operands: T's words are free again.
         held.mul_rr_xx(memory.context(), T, x, q, d, q + 3, lowest, x_top + d.mag());
-        e.set_BigFloat(e.buffer_size, parallel, T);
     }
+    e.set_BigFloat(e.buffer_size, parallel, T);
     T.set_add(p, parallel, y, e);
     return crossing;
 }

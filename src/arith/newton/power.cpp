@@ -72,11 +72,12 @@ void power_held(const MultiplyContext& context, Status& status, BigFloat*& now, 
     make_transform(of_products, sizes.product, inner);
     PowerTransform transform(memory.transform());
     transform.replace(*of_products);
-    BigFloatTransformR held(transform.get(), memory.data(0));
+    BigFloatTransformR held(transform.get(), memory.data(0), HeldWords::stay);
     const i64 kept = static_cast<i64>(p + 1);
     const auto square = [&](BigFloat& product, const BigFloat& x) {
         if (held.held()) return product.set_sqr(p + 1, inner, x);
-        held.sqr_rx_xf(inner, product, x, p + 1, 2 * x.mag() - kept, 2 * x.mag());
+        // x is A still. A's words stay, x's do not.
+        held.sqr_rx_xf(inner, product, A, p + 1, 2 * A.mag() - kept, 2 * A.mag());
     };
     const auto multiply = [&](BigFloat*& x, BigFloat*& product) {
         const i64 top = x->mag() + A.mag();

@@ -27,7 +27,7 @@ constexpr u64 kMaxTasks = 64;
 }  // namespace
 
 u32 RingResidue::place(u64 at) const {
-    return static_cast<u32>(p == 3 ? at % 3 : at % kMaxWords);
+    return static_cast<u32>(p == 3 ? at % 3 : at & (p - 1));
 }
 
 void RingResidue::add_at(u32 i, u128 value) {

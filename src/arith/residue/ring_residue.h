@@ -10,14 +10,14 @@
 namespace trel {
 
 // Three words serve every product that does not wrap and every ring whose length is a multiple of three
-// words. Words that are a power of two apart have different weights then. Sixteen words serve rings of 2^c
-// words.
+// words. Words that are a power of two apart have different weights then. Sixteen or eight words serve rings
+// of a multiple of so many words.
 struct RingResidue {
     static constexpr u32 kMaxWords = 16;
 
     explicit RingResidue(u32 p = 3) : p(p) {}
 
-    u32 p;                   // 3 or 16
+    u32 p;                   // 3, 8 or 16
     Word w[kMaxWords] = {};  // below 2^(64 p)
 
     // += A[0..n) 2^(64 at). Long arrays are shared out to the tasks.
@@ -47,7 +47,8 @@ struct RingSumKernels {
     static constexpr u64 kBlock = 48;  // words: a multiple of 3, 16 and 8
 
     // words[i] and high[i], i < 24 (or 16), are the sums modulo 2^64 of the words i, i + 24, i + 48, ... (of
-    // every 16th word) of `blocks` blocks, fewer than 2^30, and of those words' high halves.
+    // every 16th word) of `blocks` blocks, fewer than 2^30, and of those words' high halves. Where p is 8,
+    // two of the sixteen sums make one.
     void (*sum24)(const Word* A, u64 blocks, u64* words, u64* high);
     void (*sum16)(const Word* A, u64 blocks, u64* words, u64* high);
 };

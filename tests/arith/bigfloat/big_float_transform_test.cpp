@@ -299,7 +299,7 @@ TEST_P(WindowedProductsTest, ChangedPlacesAreFound) {
         T->verify(parallel, "the product");
         ASSERT_EQ(counter.count, stages[k]) << k;
         for (u64 i = 0; i < counter.count; i++) {
-            for (u64 bit = 0; bit < 192; bit += 8) {
+            for (u64 bit = 0; bit < 256; bit += 8) {
                 kalvor_test::OneChangedNumber change(i, bit, "place");
                 monitor.stages = &change;
                 EXPECT_THROW(operations[k](), AlgorithmFailedException) << k << " " << i << " " << bit;

@@ -265,6 +265,53 @@ TEST(HntTransformTest, ChangedBitsBetweenLevelsAreFound) {
 }
 
 // Residues of points give those of coefficients.
+// Rings that are a multiple of neither three nor sixteen words: a bit that changes in the words of a product
+// that wraps is found by every eighth word.
+TEST(HntTransformTest, ProductsThatWrapAroundAMultipleOfEightWordsAreCompared) {
+    class FlipWords final : public ComputationStages {
+      public:
+        explicit FlipWords(u64 place) : place_(place) {}
+        void at(const char* stage, void* memory, u64 bytes) override {
+            if (std::string(stage) != "product" || flipped) return;
+            flipped = true;
+            static_cast<u8*>(memory)[place_ / 8 % bytes] ^= static_cast<u8>(1u << place_ % 8);
+        }
+        bool flipped = false;
+
+      private:
+        u64 place_;
+    };
+    std::mt19937_64 rng(67);
+    std::vector<u64> lengths;
+    for (const auto list : {hnt_list_a(), hnt_list_b()}) {
+        for (const HntParameters& p : list) {
+            const u64 W = p.capacity_bits() / 64;
+            if (W % 3 == 0 || W % 16 == 0) continue;
+            ASSERT_EQ(p.capacity_bits() % 512, 0u);
+            lengths.push_back(W);
+            const HntTransform t(p);
+            const auto A = operand(Kind::random, W, 1), B = operand(Kind::random, W / 2, 2);
+            const std::vector<Word> right = multiply(t, serial_context(), A, B, W / 2, W);
+            Scratch memory(t.plain_bytes());
+            for (int k = 0; k < (W < 100 ? 30 : 3); k++) {
+                FlipWords flip(rng());
+                RunMonitor monitor;
+                monitor.stages = &flip;
+                ParallelContext parallel = serial_context();
+                parallel.run = &monitor;
+                std::vector<Word> T(W - W / 2);
+                const u64 residue = t.multiply_plain(parallel, T.data(), W / 2, W, A.data(), W, B.data(),
+                                                     W / 2, memory.view().get());
+                ASSERT_TRUE(flip.flipped);
+                ASSERT_EQ(T, right) << W;
+                ASSERT_EQ(residue, goldilocks::of_words(T.data(), T.size())) << W;
+                ASSERT_EQ(monitor.checks.corrected, 1u) << W;
+            }
+        }
+    }
+    EXPECT_EQ(lengths, (std::vector<u64>{8, 40, 56, 46072}));
+}
+
 TEST(ResidueTransformTest, IsACyclicConvolution) {
     std::mt19937_64 rng(67);
     namespace r = residue_transform;

@@ -315,5 +315,40 @@ TEST(NumberDamageTest, HeldTransformsAreMadeAnew) {
     }
 }
 
+// A product of the last level comes out wrong twice: a lower algorithm does it, of the words that are all
+// still there.
+TEST(NumberDamageTest, ProductsThatFailTwiceAreDoneByALowerAlgorithm) {
+    struct Case {
+        Computation computation;
+        u64 products;  // of the last level, by Code 17
+    };
+    const u64 p = 3600;
+    for (const Case& c : {Case{reciprocal(p), 2},
+                          {root_of_word(p), 2},
+                          {root(p, 10000), 3},
+                          {root(p, 1000), 3},
+                          {square_root(2 * p), 1},
+                          {power(p, p, 5), 3},
+                          {division(p, DivisionTransforms::kept), 3},
+                          {division(p, DivisionTransforms::none), 3}}) {
+        Computation ample = c.computation;
+        // Room for the lower algorithm.
+        ample.workspace = [&] {
+            Workspace w = c.computation.workspace();
+            return Workspace(w.T.buffer_size, w.temporaries.size(), w.context.scratch.size() * 6);
+        };
+        ChangedNumbers counter("product");
+        const Outcome right = outcome(ample, counter);
+        ASSERT_GE(counter.count, c.products) << ample.name;
+        for (u64 i = counter.count - c.products; i < counter.count; i++) {
+            ChangedNumbers change("product", {i, i + 1}, 1000 + 37 * i);
+            const Outcome now = outcome(ample, change);
+            ASSERT_FALSE(now.found) << ample.name << ", product " << i << " of " << counter.count;
+            ASSERT_TRUE(agree(right, now, ample.p)) << ample.name << ", product " << i;
+            EXPECT_EQ(now.corrected, 1u) << ample.name << ", product " << i;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace trel

@@ -28,7 +28,7 @@ mpz_class value_of(const RingResidue& r) {
 TEST(RingResidueTest, AgreesWithGmp) {
     std::mt19937_64 rng(1);
     SpawnFramework spawn(8);
-    for (const u32 p : {3u, 16u}) {
+    for (const u32 p : {3u, 8u, 16u}) {
         const mpz_class m = modulus_of(p);
         for (const u64 n : {0, 1, 2, 3, 47, 48, 511, 512, 513, 1000, 300000}) {
             std::vector<Word> A(n + 1);
@@ -41,7 +41,7 @@ TEST(RingResidueTest, AgreesWithGmp) {
             by_tasks.add(ParallelContext{&spawn, 3}, A.data(), n, at);
             EXPECT_TRUE(by_tasks.equals(r));
             EXPECT_TRUE(value_of(r.times(r)) == mpz_class(right * right % m));
-            for (const u64 bits : {0, 1, 64, 100, 128, 192, 1023, 1024, 64 * 1000 + 63}) {
+            for (const u64 bits : {0, 1, 64, 100, 128, 192, 511, 512, 1023, 1024, 64 * 1000 + 63}) {
                 EXPECT_TRUE(value_of(r.rotated(bits)) == mpz_class((right << bits) % m)) << bits;
             }
             RingResidue difference = r;
