@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "os/console.h"
+#include "os/windows/console_events.h"
 
 namespace trel::os {
 namespace {
@@ -19,7 +20,9 @@ constexpr UINT kInterruptedExitCode = 0xC000013A;
 std::atomic<bool> interrupted{false};
 std::atomic<HANDLE> wake_up{nullptr};
 
-BOOL WINAPI on_event(DWORD event) {
+}  // namespace
+
+BOOL WINAPI on_console_event(DWORD event) {
     // The second one does not wait for anybody.
     if (interrupted.exchange(true)) {
         leave_terminal(true);
@@ -31,8 +34,6 @@ BOOL WINAPI on_event(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }
-
-}  // namespace
 
 struct InterruptWatch::State {
     std::function<void()> first, overdue;
@@ -69,13 +70,13 @@ InterruptWatch::InterruptWatch(std::function<void()> first, std::function<void()
     }
     interrupted = false;
     state.outer = wake_up.exchange(state.interrupt);
-    SetConsoleCtrlHandler(on_event, TRUE);
+    SetConsoleCtrlHandler(on_console_event, TRUE);
 }
 
 InterruptWatch::~InterruptWatch() {
     State& state = *state_;
     if (state.thread.joinable()) {
-        SetConsoleCtrlHandler(on_event, FALSE);
+        SetConsoleCtrlHandler(on_console_event, FALSE);
         wake_up = state.outer;
         SetEvent(state.end);
         state.thread.join();
