@@ -30,7 +30,7 @@ struct BbpRequest {
 inline constexpr u64 kMostDecimalDigitsUnasked = 10000000;
 inline constexpr u64 kHexadecimalDigitsUnasked = 32;
 // The digits that the settings ask for, or else those: where the constant's digits can be computed alone,
-// there are enough of them, and the user wants results verified. On as many threads as the run, but for those
+// there are enough of them, and the user wants results verified. On as many threads as the run, less those
 // that would find next to nothing to do.
 BbpRequest bbp_request(const ComputeSettings& settings, const ComputeSize& size);
 

@@ -76,7 +76,7 @@ struct FileMember {
     enum Kind { setting, object_of_settings, not_read };
 
     const char* key;
-    const char* context;  // in type errors; of what is not read for whoever will read it
+    const char* context;  // in type errors; of a member that is not read, for its later reader
     Kind kind;
 };
 

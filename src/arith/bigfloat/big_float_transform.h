@@ -25,7 +25,8 @@ class BigFloatTransformR {
 
     // data: transform.data_bytes() bytes that will hold the forward transform. nullptr serves sqr_r_x and
     // mul_rr_xx with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
-    // words: of the number whose transform is held. They may be overwritten by a product all the same.
+    // words: whether those of the number stay while its transform is held. Even then a product may be written
+    // over them.
     BigFloatTransformR(const Transform& transform, void* data, HeldWords words = HeldWords::change)
         : transform_(transform), data_(data), words_stay_(words == HeldWords::stay) {}
 

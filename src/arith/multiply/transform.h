@@ -24,7 +24,7 @@
 
 namespace trel {
 
-// What becomes of the words of a product at and above word W. Let the product be L + H 2^(64 W) with L of W
+// What happens to the words of a product at and above word W. Let the product be L + H 2^(64 W) with L of W
 // words. The result is, modulo 2^(64 W),
 //
 //     cyclic:      L + H - c

@@ -188,10 +188,10 @@ class BSR_BlockB {
         return F::merge_needs(
             {capacities(a, m, whom), inner_capacities(m, b, whom), inner_capacities(a, b, whom), room});
     }
-    // Both halves one after the other. They are of one size but for a few words, so what the left one needs
-    // stands below what the right one needs above the left one's results: a plan follows the right one alone,
-    // one path for any number of terms. Only where that ends in a leaf and the left one is split once more,
-    // the plan follows the left one as well.
+    // Both halves one after the other. Their sizes differ by a few words at most. The right one runs above
+    // the left one's results and so needs more memory: the plan follows the right one alone, one path for any
+    // number of terms. Only if that path ends in a leaf while the left half is split once more, the plan
+    // follows the left one as well.
     template <class Half>
     Needs halves(u64 a, u64 m, u64 b, u64 room, For whom, Half&& half) const {
         const u64 left = total_words(capacities(a, m, whom));
@@ -223,8 +223,8 @@ class BSR_BlockB {
                 return needs_sequential(from, to, levels - 1, rest, whom);
             });
         }
-        // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
-        // not where the stack is deepest: it stands on the results of its own halves alone.
+        // Halves of halves: apart from padding the sizes form a geometric series. The merge that needs most
+        // is not where the stack is deepest: it stands on the results of its own halves alone.
         //
         //   first merge:     | left | right | merge of [a, b)
         //   further down:    | left | right | l | r | l | r |..| leaf's product and small words

@@ -227,7 +227,7 @@ class BlockRun {
         status.work().add(plan_.merge_work(a, m, b));
     }
 
-    // Results that nobody will look at as exact numbers again.
+    // Results that are not read as exact numbers again.
     void run_verified(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
                       ExactRange<F>& out) const {
         run_B(context, status, a, b, depth, out);

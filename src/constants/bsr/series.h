@@ -22,7 +22,7 @@ class Series {
         u64 growth_words;        // scratch words that a leaf takes per term
         bool alternating;        // terms are magnitudes, every second one is subtracted
         u64 first = 0;           // below N
-        bool one_block = false;  // summed as one exact block; nobody asks what its tail needs
+        bool one_block = false;  // summed as one exact block; the needs of its tail are not asked for
     };
 
     explicit Series(const Parameters& parameters) : parameters_(parameters) {}

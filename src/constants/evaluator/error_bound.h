@@ -38,8 +38,8 @@ struct ErrorBound {
     // Nothing is known of the value.
     static ErrorBound unlimited();
     static ErrorBound within(const PowerOfTwo& limit) { return {false, limit}; }
-    // Of a result that is right to p words of its own but for 2^bits units of the last of them. A zero is
-    // what cancellation left, so that nothing is known of it.
+    // Of a result of p words with an error of at most 2^bits units of the last word. If the result is zero,
+    // cancellation has left nothing of it, so the bound is unlimited.
     static ErrorBound of_words(const BigFloat& A, u64 p, u32 bits);
 
     bool is_unlimited() const;

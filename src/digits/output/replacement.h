@@ -16,7 +16,7 @@ struct Replacement {
     std::string remark;         // "Replacing <path> (1,000,000 digits)."; empty: nothing is there
 };
 
-// How a refusal speaks of whoever wants to write.
+// How a refusal names the action that wants to write.
 struct ReplacementWords {
     const char* function = "OutputFiles()";
     const char* maker = "this run makes";  // so many digits

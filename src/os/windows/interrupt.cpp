@@ -23,14 +23,14 @@ std::atomic<HANDLE> wake_up{nullptr};
 }  // namespace
 
 BOOL WINAPI on_console_event(DWORD event) {
-    // The second one does not wait for anybody.
+    // The second one ends the process at once.
     if (interrupted.exchange(true)) {
         leave_terminal(true);
         TerminateProcess(GetCurrentProcess(), kInterruptedExitCode);
     }
     SetEvent(wake_up);
-    // The system ends the process when this returns from a window that closes, a user who logs off, or a
-    // machine that shuts down; the watch's thread is quicker.
+    // After a closed window, a log-off or a shutdown the system ends the process when this returns. So it
+    // does not return: the watch's thread ends the run and the process.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }
