@@ -16,7 +16,7 @@ namespace trel {
 class LateLabel {
   public:
     virtual ~LateLabel() = default;
-    // Any thread, once: what the line says, as Status_Label() is told it.
+    // Any thread, once: the text of the line, as for Status_Label().
     virtual void arrive(u64 width, std::string_view name, const Console::ColoredText& value) = 0;
     // Any thread, in place of arrive(): there will be no line.
     virtual void drop() = 0;

@@ -1,4 +1,4 @@
-// What is told of a writer whose destructor could not do its work.
+// The warning about a writer whose destructor could not close its file.
 #pragma once
 
 #include <string>

@@ -110,7 +110,7 @@ std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Re
     return sink;
 }
 
-// Before anything is computed: the space is there and taken, or the user is told.
+// Before anything is computed: the space is reserved, or the user learns that it is missing.
 void OutputFiles::reserve_space() {
     if (entries_.empty()) return;
     std::vector<Request> requests;
