@@ -40,7 +40,7 @@ constexpr u32 processors_within_quota(u32 active, u32 quota) {
     return quota != 0 && quota < active ? quota : active;
 }
 u32 usable_processor_count(const std::string& root);
-// Of this machine, asked once.
+// For this machine; the system is asked once.
 u32 usable_processor_count();
 // The active processors in ascending order, by the system's numbers (Windows: 64 * group + number in the
 // group).

@@ -31,8 +31,8 @@ namespace kalvor {
 
 // What a run asks for outside of its settings.
 struct RunEnvironment {
-    // Of the machine, when the run begins. The one call that a run makes besides those of files, so it has no
-    // struct of its own.
+    // The machine's memory when the run begins. The one call that a run makes besides those of files, so it
+    // has no struct of its own.
     std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
     bool include_pii = false;        // whether its record may name the machine
     bool colors = false;             // whether the user has them

@@ -85,8 +85,8 @@ class BigFloatTransformR {
     u64 length() const { return place_.L; }
 
   private:
-    // Of the number whose transform is held. The product's place and sign follow from it, and no residue
-    // shows a change, because the product's is formed with the same place.
+    // Place of the number whose transform is held. The product's place and sign follow from it, and no
+    // residue shows a change, because the product's is formed with the same place.
     struct Place {
         i64 exp = 0;
         u64 L = 0;

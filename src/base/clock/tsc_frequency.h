@@ -82,8 +82,8 @@ class SharedTscRates {
     const std::unique_ptr<State> state_;
 };
 
-// Of this machine, by the performance counter; measured once a process. Ends the process when the machine
-// refuses.
+// The rate on this machine by the performance counter; measured once a process. Ends the process when the
+// machine refuses.
 u64 measure_tsc_frequency();
 // The same by the system's wall clock.
 u64 measure_tsc_frequency_by_system_clock();

@@ -73,7 +73,7 @@ class BSR_BlockB {
     u64 tds() const { return tds_; }
     // Upper levels whose halves are summed one after the other, each with all tasks.
     u64 depth() const { return depth_; }
-    // Of the results.
+    // The capacities of the results.
     const Capacities<F>& capacities() const { return capacities_; }
     const Needs& needs() const { return needs_; }
     // What a run adds to the meter of its status.

@@ -54,7 +54,7 @@ class Series {
     // Nats of precision that the sum's tail from index k on still needs: decreasing, within [0, full
     // precision]. InvalidParametersException "Not Implemented" where a series does not know.
     virtual DoubleDouble log_remaining(u64 k) const;
-    // Of series whose terms have signs of their own, so that they may cancel: ln of a bound of all terms and
+    // For series whose terms have signs of their own, so that they may cancel: ln of a bound of all terms and
     // of their sum. The precision, and with it log_remaining(), is relative to that. None: to the sum itself.
     virtual std::optional<double> log_scale() const { return {}; }
     // log_remaining() rounded up to words.

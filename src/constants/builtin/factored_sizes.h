@@ -37,7 +37,7 @@ class FactoredSizes {
     FactoredSizes(const FactoredNumber& Q, const FactoredNumber& R, u64 last,
                   const BinarySplitting::CommonP2B3::Series::TermWords& term, u64 longest);
 
-    // Of n terms' numbers, while they are computed.
+    // Words of n terms' numbers, while they are computed.
     u64 P(u64 n) const { return words(std::max(bits_Q_, bits_R_), n - 1) + term_.P + 2; }
     u64 Q(u64 n) const { return words(bits_Q_, n) + 1; }
     u64 R(u64 n) const { return words(bits_R_, n) + 1; }
@@ -55,7 +55,7 @@ class FactoredSizes {
     static u64 product_scratch_words(u64 n);
     // What a run over n terms takes, a multiple of 8.
     u64 scratch_words(u64 n) const { return scratch_[blocks_of(n) - 1]; }
-    // Of the longest leaf.
+    // Scratch words of the longest leaf.
     u64 most_scratch_words() const { return scratch_.back(); }
 
     static u64 blocks_of(u64 n) { return (n + kBlockTerms - 1) / kBlockTerms; }

@@ -46,7 +46,7 @@ enum class Power {
     a,      // m < 2^49
     b       // m < 2^51
 };
-// Of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
+// The limit of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
 constexpr u64 kExactLimit = 90000000;
 
 // r r 2^bit modulo m.

@@ -110,7 +110,7 @@ class SectorWindow {
 
     GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
     u64 window_ = 0;        // of the buffer in the file
-    // Of the buffer:
+    // Places in the buffer:
     u64 cursor_ = 0;
     u64 known_ = 0;                        // [0, known_) is as it shall be in the file
     u64 dirty_begin_ = 0, dirty_end_ = 0;  // not yet in the file

@@ -39,7 +39,7 @@ class OutputFiles {
         // As settings say it: 0 = a text file, all ones = one compressed file, otherwise a set of them.
         void set_digits_per_file(u64 setting);
     };
-    // Of a set: its first file, and the bytes of all.
+    // For a set: its first file, and the bytes of all.
     struct WrittenFile {
         std::string path;  // of a set's first file
         u64 bytes;         // of all its files

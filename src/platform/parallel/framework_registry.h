@@ -38,7 +38,7 @@ class FrameworkConfig : public SettingsObject {
     std::string summary(u64 tds) const;
 };
 
-// Of a machine with several processors: the winner of Pi to 10 million digits.
+// On a machine with several processors: the fastest for Pi to 10 million digits.
 inline constexpr const char* kDefaultFramework = "cilk";
 
 using FrameworkType = ChoiceType<FrameworkConfig>;
