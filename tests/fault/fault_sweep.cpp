@@ -10,6 +10,7 @@ using namespace trel;
 using Call = FaultyFile::Call;
 using trel::FileIO::FileException;
 
+namespace kalvor_test {
 namespace {
 
 class KeyConsole final : public Console::Sink {
@@ -187,3 +188,5 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
             return;
     }
 }
+
+}  // namespace kalvor_test
