@@ -36,7 +36,7 @@ struct StartUpCalls {
     // After it: what the sessions of this process are shown.
     std::function<AuthorizationToken()> authorize = [] { return authorization(); };
 
-    // Sessions of at most so many decimal digits.
+    // Sessions of at most `size_limit` decimal digits.
     static constexpr u64 kSizeLimit = 1000000000000000;
     static AuthorizationToken authorization(u64 size_limit = kSizeLimit);
 

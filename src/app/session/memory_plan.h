@@ -33,7 +33,7 @@ struct RunPlan {
 };
 
 // The largest number of decimal digits, rounded down to two significant digits, that a run with these
-// settings but another size can compute in so many bytes; 0 when not even the smallest size fits. At most the
+// settings but another size can compute in the bytes; 0 when not even the smallest size fits. At most the
 // digits of the settings.
 u64 digits_that_fit(const ComputeSettings& settings, u64 bytes);
 

@@ -154,11 +154,11 @@ class BSR_BlockB {
     // Levels below a task's range that the plan follows exactly, down to ranges of kPlanTerms.
     static constexpr int kPlanLevels = 6;
     static constexpr u64 kPlanTerms = 2048;
-    // Task levels of so many tasks are followed into both halves of every range; larger ones by their
-    // outermost ranges.
+    // Task levels of up to this number of tasks are followed into both halves of every range; larger ones by
+    // their outermost ranges.
     static constexpr u64 kFollowedTasks = 16;
-    // Blocks so many times as long as their precision have floating-point levels that are followed into both
-    // halves kFloatLevels deep, and by their outermost ranges below that.
+    // Blocks longer than this multiple of their precision have floating-point levels that are followed into
+    // both halves kFloatLevels deep, and by their outermost ranges below that.
     static constexpr double kFollowedShare = 64;
     static constexpr int kFloatLevels = 4;
     // Upper levels tried in vain before the plan takes the memory it needs.

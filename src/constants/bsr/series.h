@@ -77,7 +77,7 @@ class Series {
 
 // Nats as words.
 double words_of(double nats);
-// Words that hold a number of so many nats: one for the fraction, one for what doubles lose.
+// Words that hold a number of `nats` nats: one for the fraction, one for what doubles lose.
 u64 whole_words_of(double nats);
 
 }  // namespace kalvor::BinarySplitting

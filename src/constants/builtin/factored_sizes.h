@@ -30,7 +30,7 @@ class FactoredSizes {
     // Words are filled to the last prime that fits, and primes have 11 bits.
     static constexpr u64 kPrimeBits = 11;
     static constexpr u64 kFullBits = 64 - kPrimeBits;
-    // Products of words one by one up to so many, of halves of them above.
+    // Up to this length words are multiplied one by one, above it the halves are.
     static constexpr u64 kSingleWords = 8;
 
     // For leaves of `longest` terms at most, each up to number `last` of the series.

@@ -41,7 +41,7 @@ class ConvertPlanP {
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.
     u64 length(u64 n_radix_words) const;
-    // The needs of a split at `l` and everything below it, run by so many tasks.
+    // The needs of a split at `l` and everything below it, run by range_tds tasks.
     Needs split_needs(u64 l, u64 range_tds) const;
     // b * 2^levels: what the power table reaches in one recursion; longer outputs are peeled.
     u64 top_words() const { return b << levels; }

@@ -59,8 +59,8 @@ class KvdSetFiles {
 
 class BasicKvdSetWriter final : public BasicDigitWriter {
   public:
-    // Files beyond so many are closed until there is something to do with them; into a complete one nothing
-    // can then be written any more. The first file stays open: it keeps other runs away from the set.
+    // Files beyond this number are closed until there is something to do with them; into a complete one
+    // nothing can then be written any more. The first file stays open: it keeps other runs away from the set.
     static constexpr u64 kOpenFiles = 200;
     // Files that were begun and are not complete keep their window in memory up to this number of them; those
     // that were used least recently give theirs back.

@@ -76,7 +76,7 @@ class DigitFormat {
     }
     // What the output takes at most.
     virtual u64 most_bytes(const DigitAmount& amount) const = 0;
-    // What it takes for a number whose integer part has so many digits.
+    // The same for a number whose integer part has that many digits.
     virtual u64 exact_bytes(const DigitAmount& amount, u64 integer_digits) const = 0;
     // What make_sink() would refuse now; makes nothing.
     virtual void check(const std::string& base, const DigitAmount& amount,

@@ -88,7 +88,7 @@ u64 digits_of_file(const DigitAmount& amount, u64 id) {
     return std::min(D, amount.digits - std::min(amount.digits, id * D));
 }
 
-// Bytes of a file of a set whose number has an integer part of so many digits. Headers of ids with as many
+// Bytes of a file of a set whose number has an integer part of that many digits. Headers of ids with as many
 // digits are equally long.
 u64 exact_file_bytes(const DigitAmount& amount, u64 integer_digits, u64 id) {
     const u64 D = digits_per_file_of(amount), digits = digits_of_file(amount, id);

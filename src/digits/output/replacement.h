@@ -19,7 +19,7 @@ struct Replacement {
 // How a refusal names the action that wants to write.
 struct ReplacementWords {
     const char* function = "OutputFiles()";
-    const char* maker = "this run makes";  // so many digits
+    const char* maker = "this run makes";  // "... 1,000 digits"
     const char* way_out =
         "Move it away or choose another folder. On a command line -overwrite:1 replaces it.";
 };
