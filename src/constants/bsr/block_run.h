@@ -2,10 +2,13 @@
 //
 // What is checked, and where:
 //
-//   ranges of up to kRangeWords words      their results, once: every sum and product in them follows by
-//   residues longer ones                            their products one by one, with the residues that the
-//   operands carry exact results that leave the block,    once more, by kvb_Verify_BSR() or become
-//   floating-point numbers floating-point halves                  before they are merged
+//   ranges of up to kRangeWords words        their results, once: every sum and product in them follows
+//                                            by residues
+//   longer ranges                            their products one by one, with the residues that the operands
+//                                            carry
+//   exact results that leave the block, or   once more, by kvb_Verify_BSR()
+//   become floating-point numbers
+//   floating-point halves                    before they are merged
 //
 // A range that fails is done again from its terms (mend.h).
 #pragma once
