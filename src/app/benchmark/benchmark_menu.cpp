@@ -3,6 +3,7 @@
 #include "app/benchmark/benchmark_run.h"
 #include "app/menus/can_start.h"
 #include "app/session/memory_plan.h"
+#include "app/session/start_check.h"
 #include "base/command_line/shown_text.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
