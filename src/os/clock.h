@@ -7,8 +7,8 @@
 
 namespace trel::os {
 
-// Ticks of the system's steady performance counter and how many there are in a second. 0 when the system
-// refuses, which none of today's does; base/clock makes an error of it.
+// Ticks of the system's steady performance counter and how many there are in a second. 0 if the system
+// refuses, which no current system does; base/clock makes an error of it.
 u64 performance_counter();
 u64 performance_frequency();
 // Name of the hardware clock that the system keeps time with ("tsc", "hpet", ...); empty when unknown. `root`

@@ -35,12 +35,12 @@ u32 active_processor_count();
 // Processors beyond it only take turns. `root` is put before the paths of the system's files (tests).
 u32 processor_quota(const std::string& root = "");
 // How many threads can really run at a time: the active processors or the quota (0 = none), whichever is
-// less. What defaults go by.
+// less. Defaults are made for this number.
 constexpr u32 processors_within_quota(u32 active, u32 quota) {
     return quota != 0 && quota < active ? quota : active;
 }
 u32 usable_processor_count(const std::string& root);
-// Of this machine, asked once.
+// For this machine; the system is asked once.
 u32 usable_processor_count();
 // The active processors in ascending order, by the system's numbers (Windows: 64 * group + number in the
 // group).

@@ -74,7 +74,7 @@ OsError remove_file(const char* path);
 // closed at the latest.
 OsError rename_open_file(i64 handle, const char* from, const char* to);
 OsError remove_open_file(i64 handle, const char* path);
-// Whether waiting may help: somebody else may free space on the device, but nobody moves a limit.
+// Whether waiting may help: another process may free space on the device, but a limit stays.
 bool space_may_come(OsError error);
 bool is_folder(const char* path);
 // Whether the file is marked as not to be written, or its folder's volume is.

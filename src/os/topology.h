@@ -7,7 +7,7 @@
 
 namespace trel::os {
 
-// Of the whole machine, whatever this process may use. 0 = the system does not tell.
+// Counts of the whole machine, whatever this process may use. 0 = the system does not tell.
 struct Topology {
     u32 logical_cores = 0;
     u32 physical_cores = 0;

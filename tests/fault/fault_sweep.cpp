@@ -4,28 +4,15 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "fault/key_console.h"
 #include "platform/fileio/error_text.h"
 
 using namespace trel;
 using Call = FaultyFile::Call;
 using trel::FileIO::FileException;
 
+namespace kalvor_test {
 namespace {
-
-class KeyConsole final : public Console::Sink {
-  public:
-    explicit KeyConsole(int keys) : keys_(keys), before_(Console::set_sink(this)) {}
-    ~KeyConsole() override { Console::set_sink(before_); }
-    void write(std::string_view text) override { text_ += text; }
-    void set_color(Console::ColorLetter) override {}
-    bool is_terminal() const override { return false; }
-    bool wait_for_key() override { return keys_-- > 0; }
-    std::string text_;
-
-  private:
-    int keys_;
-    Sink* before_;
-};
 
 void install(FaultyFile& disk, const FaultPoint& point) {
     const bool reading = point.made.call == Call::read;
@@ -187,3 +174,5 @@ void expect_reported(const FaultPoint& point, const FaultOutcome& outcome) {
             return;
     }
 }
+
+}  // namespace kalvor_test

@@ -8,6 +8,8 @@
 
 #include "fault/faulty_file.h"
 
+namespace kalvor_test {
+
 struct FaultPoint {
     enum Kind { error, refused_position, short_count, flipped_bit };
 
@@ -48,3 +50,13 @@ std::vector<trel::os::OsError> errors_of_all_categories();
 // failed removal is told; reserving space, flushing and making folders may fail in silence; everything else
 // is an exception that carries the text and the number.
 void expect_reported(const FaultPoint& point, const FaultOutcome& outcome);
+
+}  // namespace kalvor_test
+
+// Tests use the names alone.
+using kalvor_test::errors_of_all_categories;
+using kalvor_test::expect_reported;
+using kalvor_test::FaultOutcome;
+using kalvor_test::FaultPoint;
+using kalvor_test::FaultSweep;
+using kalvor_test::usual_error;

@@ -6,6 +6,7 @@
 using namespace trel;
 using trel::FileIO::FileCalls;
 
+namespace kalvor_test {
 namespace {
 
 constexpr u64 kSector = 4096;
@@ -229,3 +230,5 @@ os::OsError FaultyFile::read_fault() {
 os::OsError FaultyFile::access_denied() {
     return {13, os::ErrorCategory::access_denied};
 }
+
+}  // namespace kalvor_test

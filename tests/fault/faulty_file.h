@@ -12,6 +12,8 @@
 #include "os/file.h"
 #include "platform/fileio/file_calls.h"
 
+namespace kalvor_test {
+
 class FaultyFile {
   public:
     FaultyFile();
@@ -116,3 +118,8 @@ class FaultyFile {
     std::vector<double> waits_;
     std::optional<trel::u64> free_space_;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::FaultyFile;

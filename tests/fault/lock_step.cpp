@@ -7,6 +7,7 @@
 #include "base/console/console.h"
 #include "fault/faulty_file.h"
 
+namespace kalvor_test {
 namespace {
 
 class Steps {
@@ -87,3 +88,5 @@ void run_in_lock_step(const std::vector<std::function<void(const trel::FileIO::F
     }
     for (std::thread& thread : running) thread.join();
 }
+
+}  // namespace kalvor_test

@@ -7,29 +7,22 @@
 #include <vector>
 
 #include "constants/catalog/catalog.h"
+#include "support/constant_program.h"
 #include "support/effort.h"
-#include "support/run_program.h"
 
 namespace {
 
+using kalvor_test::kDecHash;
 using kalvor_test::ProgramRun;
-using kalvor_test::run_kalvor;
-using kalvor_test::RunOptions;
 using kalvor_test::TemporaryFolder;
 
-constexpr const char* kHash = "Dec Hash: Floor(|x| * 10^dec) mod (2^61 - 1) =";
 // Of "brent": far above the need.
 constexpr const char* kHighParameter = kalvor_test::thinned(2) == 1 ? "22" : "15";
 
-ProgramRun compute(const std::string& word, const std::string& digits,
-                   const std::vector<std::string>& more = {}) {
+ProgramRun compute(const std::string& word, unsigned long digits, std::vector<std::string> more = {}) {
     const TemporaryFolder folder;
-    RunOptions options;
-    options.folder = folder.path();
-    std::vector<std::string> arguments = {"pause:-2", "skip-warnings", "custom", word, "-dec:" + digits,
-                                          "-o",       "out",           "-od:0"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    ProgramRun run = run_kalvor(arguments, options);
+    more.insert(more.begin(), "-od:0");
+    ProgramRun run = kalvor_test::run_custom(folder, word, digits, more);
     EXPECT_TRUE(kalvor_test::files_but_validation(folder).empty()) << word;
     return run;
 }
@@ -47,7 +40,7 @@ std::vector<std::pair<std::string, std::string>> words() {
     return list;
 }
 
-void expect_equal_hashes(const std::string& digits) {
+void expect_equal_hashes(unsigned long digits) {
     EXPECT_GE(words().size(), 8u);
     for (const auto& [token, argument] : words()) {
         const std::string word = argument.empty() ? token : token + ":" + argument;
@@ -56,7 +49,7 @@ void expect_equal_hashes(const std::string& digits) {
             const ProgramRun run =
                 compute(word, digits, {"-algorithm:" + std::to_string(algorithm.number), "-TD:2"});
             ASSERT_EQ(run.exit_code, 0) << word << " " << algorithm.token << "\n" << run.out << run.err;
-            const std::string this_hash = run.value(kHash);
+            const std::string this_hash = run.value(kDecHash);
             EXPECT_FALSE(this_hash.empty()) << word;
             EXPECT_FALSE(run.has("certain")) << word << " " << algorithm.token << "\n" << run.out;
             if (hash.empty()) hash = this_hash;
@@ -66,10 +59,10 @@ void expect_equal_hashes(const std::string& digits) {
 }
 
 TEST(ConstantsProgramTest, EveryRoadLeadsToTheSameDigits) {
-    expect_equal_hashes("1234");
+    expect_equal_hashes(1234);
 }
 TEST(SlowConstantsProgramTest, EveryRoadLeadsToTheSameMillionDigits) {
-    expect_equal_hashes("1000000");
+    expect_equal_hashes(1000000);
 }
 
 TEST(ConstantsProgramTest, Refusals) {
@@ -86,7 +79,7 @@ TEST(ConstantsProgramTest, Refusals) {
         {"brent:50", "50 is out of range."},
     };
     for (const auto& [word, refusal] : cases) {
-        const ProgramRun run = compute(word, "100");
+        const ProgramRun run = compute(word, 100);
         EXPECT_EQ(run.exit_code, 1) << word;
         EXPECT_TRUE(run.has(refusal)) << word << "\n" << run.out << run.err;
         EXPECT_FALSE(run.has("Working Memory")) << word << "\n" << run.out;
@@ -95,11 +88,11 @@ TEST(ConstantsProgramTest, Refusals) {
 
 // More than its precision takes, and less: the run goes on, and says what is certain.
 TEST(ConstantsProgramTest, ParametersOfTheUsersOwn) {
-    const ProgramRun gamma = compute("gamma", "1000");
-    const ProgramRun more = compute(std::string("brent:") + kHighParameter, "1000", {"-TD:2"});
-    EXPECT_EQ(more.value(kHash), gamma.value(kHash)) << more.out;
-    EXPECT_FALSE(more.value(kHash).empty());
-    const ProgramRun less = compute("brent:5", "1000");
+    const ProgramRun gamma = compute("gamma", 1000);
+    const ProgramRun more = compute(std::string("brent:") + kHighParameter, 1000, {"-TD:2"});
+    EXPECT_EQ(more.value(kDecHash), gamma.value(kDecHash)) << more.out;
+    EXPECT_FALSE(more.value(kDecHash).empty());
+    const ProgramRun less = compute("brent:5", 1000);
     EXPECT_EQ(less.exit_code, 0);
     EXPECT_TRUE(less.has("The current parameter is too small to meet the target precision.")) << less.out;
     EXPECT_TRUE(less.has(" decimal digits are certain.")) << less.out;

@@ -1,22 +1,20 @@
 // Formulas by the whole program: found where they may be, digits as MPFR has them, refusals before anything
 // is computed or written, settings that go round.
-#include <gmpxx.h>
 #include <gtest/gtest.h>
-#include <mpfr.h>
 
 #include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "support/run_program.h"
+#include "reference/mpfr_digits.h"
+#include "support/constant_program.h"
 
 namespace {
 
 using kalvor_test::ProgramRun;
 using kalvor_test::read_file;
-using kalvor_test::run_kalvor;
-using kalvor_test::RunOptions;
+using kalvor_test::run_custom;
 using kalvor_test::TemporaryFolder;
 
 std::string file_of(const std::string& formula) {
@@ -25,55 +23,34 @@ std::string file_of(const std::string& formula) {
            formula + " } }\n";
 }
 
-ProgramRun run_in_folder(const TemporaryFolder& folder, std::vector<std::string> arguments) {
-    RunOptions options;
-    options.folder = folder.path();
-    arguments.insert(arguments.begin(), {"pause:-2", "skip-warnings"});
-    return run_kalvor(arguments, options);
-}
-
-ProgramRun compute(const TemporaryFolder& folder, const std::string& word, unsigned long digits,
-                   const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments = {"custom", word, "-dec:" + std::to_string(digits), "-o", "out"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return run_in_folder(folder, arguments);
-}
-
 // The run of a file with the formula, in a folder of its own that has nothing else.
 ProgramRun run_formula(const std::string& formula, unsigned long digits = 1000,
                        const std::vector<std::string>& more = {}) {
     TemporaryFolder folder;
     folder.write("f.cfg", file_of(formula));
-    return compute(folder, "custom:f", digits, more);
+    return run_custom(folder, "custom:f", digits, more);
 }
 
 // 2 Pi / phi^2
 std::string golden_angle(unsigned base, unsigned long digits) {
-    mpz_class scale;
-    mpz_ui_pow_ui(scale.get_mpz_t(), base, digits);
-    mpfr_t x, phi;
-    mpfr_inits2(static_cast<mpfr_prec_t>(mpz_sizeinbase(scale.get_mpz_t(), 2) + 128), x, phi,
-                static_cast<mpfr_ptr>(nullptr));
-    mpfr_sqrt_ui(phi, 5, MPFR_RNDN);
-    mpfr_add_ui(phi, phi, 1, MPFR_RNDN);
-    mpfr_sqr(phi, phi, MPFR_RNDN);
-    mpfr_const_pi(x, MPFR_RNDN);
-    mpfr_mul_ui(x, x, 8, MPFR_RNDN);
-    mpfr_div(x, x, phi, MPFR_RNDN);
-    mpfr_mul_z(x, x, scale.get_mpz_t(), MPFR_RNDD);
-    mpz_class z;
-    mpfr_get_z(z.get_mpz_t(), x, MPFR_RNDD);
-    mpfr_clears(x, phi, static_cast<mpfr_ptr>(nullptr));
-    std::string text = z.get_str(static_cast<int>(base));
-    text.insert(text.size() - digits, ".");
-    return text;
+    return kalvor_test::mpfr_digits(base, digits, [](mpfr_ptr x) {
+        mpfr_t phi;
+        mpfr_init2(phi, mpfr_get_prec(x));
+        mpfr_sqrt_ui(phi, 5, MPFR_RNDN);
+        mpfr_add_ui(phi, phi, 1, MPFR_RNDN);
+        mpfr_sqr(phi, phi, MPFR_RNDN);
+        mpfr_const_pi(x, MPFR_RNDN);
+        mpfr_mul_ui(x, x, 8, MPFR_RNDN);
+        mpfr_div(x, x, phi, MPFR_RNDN);
+        mpfr_clear(phi);
+    });
 }
 
 TEST(FormulasTest, AnExampleByItsNameAlone) {
     for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL}) {
         TemporaryFolder folder;
-        const ProgramRun run =
-            compute(folder, "custom:Golden angle", digits, {"-hex:1", digits % 2 == 0 ? "-TD:2" : "-TD:1"});
+        const ProgramRun run = run_custom(folder, "custom:Golden angle", digits,
+                                          {"-hex:1", digits % 2 == 0 ? "-TD:2" : "-TD:1"});
         ASSERT_EQ(run.exit_code, 0) << run.out << run.err;
         EXPECT_TRUE(run.has("Custom Formulas/Golden angle.cfg\n")) << run.out;
         EXPECT_EQ(run.value("Constant:"), "Custom Formula: Golden Angle");
@@ -92,15 +69,15 @@ TEST(FormulasTest, TheSixthCandidate) {
     TemporaryFolder folder;
     std::filesystem::create_directory(folder / "Custom Formulas");
     folder.write("Custom Formulas/x.cfg", file_of("{Sqrt : 2}"));
-    ProgramRun run = compute(folder, "custom:x", 100, {"-od:0"});
+    ProgramRun run = run_custom(folder, "custom:x", 100, {"-od:0"});
     EXPECT_TRUE(run.has("Opening: Custom Formulas/x.cfg\n")) << run.out;
     EXPECT_EQ(run.exit_code, 0);
     folder.write("Custom Formulas/x", file_of("{Sqrt : 3}"));
-    EXPECT_TRUE(compute(folder, "custom:x", 100, {"-od:0"}).has("Opening: Custom Formulas/x\n"));
+    EXPECT_TRUE(run_custom(folder, "custom:x", 100, {"-od:0"}).has("Opening: Custom Formulas/x\n"));
     folder.write("x.cfg", file_of("{Sqrt : 5}"));
-    EXPECT_TRUE(compute(folder, "custom:x", 100, {"-od:0"}).has("Opening: x.cfg\n"));
+    EXPECT_TRUE(run_custom(folder, "custom:x", 100, {"-od:0"}).has("Opening: x.cfg\n"));
     folder.write("x", file_of("{Sqrt : 7}"));
-    run = compute(folder, "custom:x", 100, {"-od:0"});
+    run = run_custom(folder, "custom:x", 100, {"-od:0"});
     EXPECT_TRUE(run.has("Opening: x\n"));
     EXPECT_TRUE(run.has("2.6457513110")) << run.out;
 }
@@ -108,7 +85,7 @@ TEST(FormulasTest, TheSixthCandidate) {
 void expect_refusal(const TemporaryFolder& folder, const std::string& word, const std::string& text,
                     const std::vector<std::string>& more = {}) {
     const std::vector<std::string> before = folder.files();
-    const ProgramRun run = compute(folder, word, 1000, more);
+    const ProgramRun run = run_custom(folder, word, 1000, more);
     EXPECT_EQ(run.exit_code, 1) << text;
     EXPECT_TRUE(run.has(text)) << text << "\n" << run.out << run.err;
     EXPECT_FALSE(run.has("Working Memory")) << text;
@@ -159,7 +136,7 @@ TEST(FormulasTest, RefusalsOfTheText) {
         TemporaryFolder folder;
         folder.write("f.cfg", text);
         expect_refusal(folder, "custom:f", refusal);
-        EXPECT_TRUE(compute(folder, "custom:f", 1000).has("Opening: f.cfg\n"));
+        EXPECT_TRUE(run_custom(folder, "custom:f", 1000).has("Opening: f.cfg\n"));
     }
 }
 
@@ -318,7 +295,7 @@ TEST(FormulasTest, RefusalsOfARun) {
     for (const auto& [formula, refusal] : cases) {
         TemporaryFolder folder;
         folder.write("f.cfg", file_of(formula));
-        const ProgramRun run = compute(folder, "custom:f", 1000);
+        const ProgramRun run = run_custom(folder, "custom:f", 1000);
         EXPECT_EQ(run.exit_code, 1) << formula;
         EXPECT_TRUE(run.has(refusal)) << formula << "\n" << run.out << run.err;
         EXPECT_EQ(folder.files(), std::vector<std::string>{"f.cfg"}) << formula;
@@ -331,7 +308,7 @@ TEST(FormulasTest, ALongSumIsCertain) {
     for (int i = 0; i < 3000; i++) terms += "[1 {Sqrt : 2}] ";
     TemporaryFolder folder;
     folder.write("f.cfg", file_of("{LinearCombination : [" + terms + "]}"));
-    const ProgramRun run = compute(folder, "custom:f", 1000, {"-od:0"});
+    const ProgramRun run = run_custom(folder, "custom:f", 1000, {"-od:0"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_FALSE(run.has("certain")) << run.out;
     EXPECT_TRUE(run.has("4242.6406871192 8514640506")) << run.out;
@@ -345,7 +322,7 @@ TEST(FormulasTest, ALongProductIsCertain) {
     folder.write("f.cfg", file_of("{Scope : {Locals : [{r : {Sqrt : {Divide : [{Pi : {}} 3]}}}]"
                                   " Formula : {Shift : [{Multiply : [" +
                                   factors + "]} -100]}}}"));
-    const ProgramRun run = compute(folder, "custom:f", 1000, {"-od:0"});
+    const ProgramRun run = run_custom(folder, "custom:f", 1000, {"-od:0"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_FALSE(run.has("certain")) << run.out;
     // (Pi / 3)^1500 / 2^100
@@ -442,7 +419,7 @@ TEST(FormulasTest, SettingsRunAFormula) {
             " OutputVerify : \"true\" Mode : \"ram\""
             " Parallelism : { TaskDecomposition : 1 Framework : \"none\" }"
             " Allocator : { Allocator : \"mmap\" LargePages : \"disabled\" LockedPages : \"disabled\" } } }");
-    const ProgramRun run = run_in_folder(folder, {"config", "s"});
+    const ProgramRun run = kalvor_test::run_in_folder(folder, {"config", "s"});
     EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
     EXPECT_EQ(run.value("Constant:"), "Custom Formula: A long name");
     EXPECT_EQ(read_file(folder / "digits/Short - Dec - Road.txt").substr(0, 12), "1.4142135623");

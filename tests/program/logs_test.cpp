@@ -1,11 +1,6 @@
 // Logarithms by the whole program: the digits are MPFR's by both formulas, and what cannot be computed is
 // refused before anything is.
-#include <gmpxx.h>
-#include <gtest/gtest.h>
-#include <mpfr.h>
-
-#include <filesystem>
-
+#include "reference/mpfr_digits.h"
 #include "support/constant_program.h"
 #include "support/effort.h"
 
@@ -39,23 +34,10 @@ class Logarithm {
     mpfr_t x_;
 };
 
-// floor(ln n base^digits), with its point.
 std::string logarithm(unsigned long n, unsigned base, unsigned long digits) {
     static Logarithm known;
-    mpz_class scale;
-    mpz_ui_pow_ui(scale.get_mpz_t(), base, digits);
-    const mpfr_prec_t bits = static_cast<mpfr_prec_t>(mpz_sizeinbase(scale.get_mpz_t(), 2) + 128);
-    const mpfr_t& ln = known.of(n, bits);
-    mpfr_t x;
-    mpfr_init2(x, mpfr_get_prec(ln));
-    mpfr_mul_z(x, ln, scale.get_mpz_t(), MPFR_RNDD);
-    mpz_class z;
-    mpfr_get_z(z.get_mpz_t(), x, MPFR_RNDD);
-    mpfr_clear(x);
-    std::string text = z.get_str(static_cast<int>(base));
-    if (text.size() <= digits) text.insert(0, digits + 1 - text.size(), '0');
-    text.insert(text.size() - digits, ".");
-    return text;
+    return kalvor_test::mpfr_digits(
+        base, digits, [n](mpfr_ptr x) { mpfr_set(x, known.of(n, mpfr_get_prec(x)), MPFR_RNDN); });
 }
 
 void check(unsigned long n, const std::string& algorithm, unsigned long digits, const std::string& tasks) {

@@ -1,9 +1,6 @@
 // zeta(3) and Catalan's constant by the whole program: the digits are MPFR's, the roads to one constant
 // agree, and what cannot be computed is refused before anything is.
-#include <gmpxx.h>
-#include <gtest/gtest.h>
-#include <mpfr.h>
-
+#include "reference/mpfr_digits.h"
 #include "support/constant_program.h"
 
 namespace {
@@ -16,30 +13,11 @@ using kalvor_test::Road;
 using kalvor_test::run_custom;
 using kalvor_test::TemporaryFolder;
 
-mpz_class power_of(unsigned base, unsigned long n) {
-    mpz_class z;
-    mpz_ui_pow_ui(z.get_mpz_t(), base, n);
-    return z;
-}
-
-// floor(x base^digits)
-mpz_class value_of(bool zeta3, unsigned base, unsigned long digits) {
-    const mpz_class scale = power_of(base, digits);
-    mpfr_t x;
-    mpfr_init2(x, static_cast<mpfr_prec_t>(mpz_sizeinbase(scale.get_mpz_t(), 2) + 128));
-    zeta3 ? mpfr_zeta_ui(x, 3, MPFR_RNDN) : mpfr_const_catalan(x, MPFR_RNDN);
-    mpfr_mul_z(x, x, scale.get_mpz_t(), MPFR_RNDD);
-    mpz_class z;
-    mpfr_get_z(z.get_mpz_t(), x, MPFR_RNDD);
-    mpfr_clear(x);
-    return z;
-}
 // As it stands in a file.
 std::string text_of(bool zeta3, unsigned base, unsigned long digits) {
-    std::string text = value_of(zeta3, base, digits).get_str(static_cast<int>(base));
-    if (!zeta3) text.insert(0, "0");
-    text.insert(1, ".");
-    return text;
+    return kalvor_test::mpfr_digits(base, digits, [zeta3](mpfr_ptr x) {
+        zeta3 ? mpfr_zeta_ui(x, 3, MPFR_RNDN) : mpfr_const_catalan(x, MPFR_RNDN);
+    });
 }
 
 Road road_to(bool zeta3, const std::string& word, const std::string& option, const std::string& algorithm) {
@@ -64,11 +42,7 @@ const std::vector<Road>& roads() {
 }
 
 TEST(SeriesConstantsProgramTest, DigitsOfEveryRoad) {
-    for (const Road& road : roads()) {
-        for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL})
-            check_digits(road, digits, digits % 2 == 0 ? "2" : "1");
-        check_digits(road, 1000, "7");
-    }
+    kalvor_test::check_every_road(roads());
 }
 
 TEST(SlowSeriesConstantsProgramTest, AHundredThousandDigitsAndMore) {
@@ -109,25 +83,13 @@ TEST(SeriesConstantsProgramTest, TheReportNamesTheConstant) {
     EXPECT_TRUE(catalan.has("\nCatalan - Pilehrood (2010-short):\nSeries CommonP2B3...  ")) << catalan.out;
 }
 
-// Nothing is allocated or written.
 TEST(SeriesConstantsProgramTest, Refusals) {
-    const struct {
-        std::vector<std::string> words;
-        const char* text;
-    } cases[] = {{{"zeta3", "-algorithm:2"}, "Invalid Algorithm: 2"},
-                 {{"zeta3", "-algorithm:pilehrood-short"}, "Invalid Algorithm: pilehrood-short"},
-                 {{"catalan", "-algorithm:6"}, "Invalid Algorithm: 6"},
-                 {{"catalan", "-algorithm:lupas"}, "Invalid Algorithm: lupas"},
-                 {{"catalan:2"}, "The constant \"catalan\" takes no argument: 2"}};
-    for (const auto& [words, text] : cases) {
-        TemporaryFolder folder;
-        std::vector<std::string> more(words.begin() + 1, words.end());
-        const ProgramRun run = run_custom(folder, words.front(), 1000, more);
-        EXPECT_EQ(run.exit_code, 1) << text;
-        EXPECT_TRUE(run.has(text)) << text << "\n" << run.err;
-        EXPECT_FALSE(run.has("Working Memory")) << text;
-        EXPECT_TRUE(folder.files().empty()) << text;
-    }
+    kalvor_test::check_refusals(
+        {{{"zeta3", "-algorithm:2"}, "Invalid Algorithm: 2"},
+         {{"zeta3", "-algorithm:pilehrood-short"}, "Invalid Algorithm: pilehrood-short"},
+         {{"catalan", "-algorithm:6"}, "Invalid Algorithm: 6"},
+         {{"catalan", "-algorithm:lupas"}, "Invalid Algorithm: lupas"},
+         {{"catalan:2"}, "The constant \"catalan\" takes no argument: 2"}});
 }
 
 }  // namespace

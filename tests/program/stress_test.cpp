@@ -19,7 +19,7 @@ TEST(StressTest, ARunOfTwoSeconds) {
     EXPECT_TRUE(run.has("\nIteration 1\n\nRunning BKT - Basecase + Karatsuba\nPassed\n  Test Time:  "))
         << run.out;
     EXPECT_NE(run.out.find(kFinished), std::string::npos) << run.out;
-    // Neither progress nor colours where nobody sees them. A share of locked memory is no progress.
+    // Neither progress nor colours in redirected output. A share of locked memory is not progress.
     EXPECT_FALSE(run.has(" %") || run.has("\r") || run.has("\x1b")) << run.out;
     EXPECT_TRUE(folder.files().empty());
 }

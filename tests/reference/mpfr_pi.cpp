@@ -1,38 +1,23 @@
 #include "reference/mpfr_pi.h"
 
-#include <gmp.h>
-#include <mpfr.h>
+#include "reference/mpfr_digits.h"
 
 namespace kalvor_test {
 namespace {
 
-// floor(Pi * scale) where scale = base^n; 64 guard bits make a wrong last digit as unlikely as 2^-60.
-std::string scaled_pi(unsigned long n, int base) {
-    mpz_t scale, value;
-    mpz_inits(scale, value, nullptr);
-    mpz_ui_pow_ui(scale, static_cast<unsigned long>(base), n);
-    mpfr_t pi;
-    mpfr_init2(pi, static_cast<mpfr_prec_t>(mpz_sizeinbase(scale, 2) + 64));
-    mpfr_const_pi(pi, MPFR_RNDD);
-    mpfr_mul_z(pi, pi, scale, MPFR_RNDD);
-    mpfr_get_z(value, pi, MPFR_RNDD);
-    std::string text(n + 3, '\0');
-    mpz_get_str(text.data(), base, value);
-    text.resize(n + 1);
-    text.insert(1, ".");
-    mpfr_clear(pi);
+std::string digits_of_pi(unsigned base, unsigned long n) {
+    std::string text = mpfr_digits(base, n, [](mpfr_ptr x) { mpfr_const_pi(x, MPFR_RNDN); });
     mpfr_free_cache();
-    mpz_clears(scale, value, nullptr);
     return text;
 }
 
 }  // namespace
 
 std::string mpfr_pi_decimal(unsigned long n) {
-    return scaled_pi(n, 10);
+    return digits_of_pi(10, n);
 }
 std::string mpfr_pi_hexadecimal(unsigned long n) {
-    return scaled_pi(n, 16);
+    return digits_of_pi(16, n);
 }
 
 }  // namespace kalvor_test

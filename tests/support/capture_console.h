@@ -10,6 +10,8 @@
 
 #include "base/console/console.h"
 
+namespace kalvor_test {
+
 // Installed for its life; restores the sink that was there before.
 class CaptureConsole final : public trel::Console::Sink {
   public:
@@ -86,3 +88,10 @@ std::string report_pattern(const Exception& exception) {
     }
     return pattern;
 }
+
+}  // namespace kalvor_test
+
+// Tests use the names alone.
+using kalvor_test::CaptureConsole;
+using kalvor_test::print_to_stderr;
+using kalvor_test::report_pattern;

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/run_program.h"
@@ -23,15 +24,20 @@ struct Road {
     std::function<std::string(unsigned base, unsigned long digits)> text;
 };
 
-// Runs "custom" in the folder; its files go to "out" there.
-inline ProgramRun run_custom(const TemporaryFolder& folder, const std::string& word, unsigned long digits,
-                             const std::vector<std::string>& more) {
+// Runs the program in the folder, and never waits for a key.
+inline ProgramRun run_in_folder(const TemporaryFolder& folder, std::vector<std::string> arguments) {
     RunOptions options;
     options.folder = folder.path();
-    std::vector<std::string> arguments = {
-        "pause:-2", "skip-warnings", "custom", word, "-dec:" + std::to_string(digits), "-o", "out"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.insert(arguments.begin(), {"pause:-2", "skip-warnings"});
     return run_kalvor(arguments, options);
+}
+
+// The same with "custom", whose files go to "out" there.
+inline ProgramRun run_custom(const TemporaryFolder& folder, const std::string& word, unsigned long digits,
+                             const std::vector<std::string>& more = {}) {
+    std::vector<std::string> arguments = {"custom", word, "-dec:" + std::to_string(digits), "-o", "out"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run_in_folder(folder, std::move(arguments));
 }
 
 // Decimal and hexadecimal digits of the road, every one.
@@ -51,6 +57,17 @@ inline void check_digits(const Road& road, unsigned long digits, const std::stri
     const std::size_t point = hexadecimal.find('.');
     ASSERT_NE(point, std::string::npos);
     ASSERT_TRUE(hexadecimal == road.text(16, hexadecimal.size() - point - 1)) << what;
+}
+
+// Each road at several lengths, with one, two and seven tasks.
+inline void check_every_road(const std::vector<Road>& roads, bool all_lengths = true) {
+    for (const Road& road : roads) {
+        for (const unsigned long digits : {100UL, 101UL, 1000UL, 10000UL}) {
+            if (digits != 100 && digits != 10000 && !all_lengths) continue;
+            check_digits(road, digits, digits % 2 == 0 ? "2" : "1");
+        }
+        check_digits(road, 1000, "7");
+    }
 }
 
 // Words of "custom" and the sentence that refuses them. Nothing is allocated or written.

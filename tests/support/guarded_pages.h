@@ -3,6 +3,8 @@
 
 #include "os/types.h"
 
+namespace kalvor_test {
+
 class GuardedPages {
   public:
     // At least `bytes` zeroed bytes, rounded up to whole pages. Throws std::runtime_error when the system
@@ -22,3 +24,8 @@ class GuardedPages {
     trel::u64 bytes_;  // a multiple of the page
     char* begin_;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::GuardedPages;

@@ -18,7 +18,7 @@
 #include "arith/multiply/product_needs.h"
 #include "constants/bsr/family.h"
 
-namespace harmonic {
+namespace kalvor_test::harmonic {
 
 using kalvor::BinarySplitting::MergeSizes;
 using trel::BasicIntR;
@@ -205,4 +205,7 @@ struct Family {
 
 static_assert(kalvor::BinarySplitting::SeriesFamily<Family>);
 
-}  // namespace harmonic
+}  // namespace kalvor_test::harmonic
+
+// Tests use the inner name alone.
+namespace harmonic = kalvor_test::harmonic;

@@ -9,6 +9,8 @@
 
 #include "os/types.h"
 
+namespace kalvor_test {
+
 class MiniDump {
   public:
     using u16 = trel::u16;
@@ -142,3 +144,8 @@ class MiniDump {
     bool ok_ = true;
     bool valid_ = false;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::MiniDump;

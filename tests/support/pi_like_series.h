@@ -7,6 +7,8 @@
 
 #include "constants/bsr/common_p2b3.h"
 
+namespace kalvor_test {
+
 class PiLikeSeries final : public kalvor::BinarySplitting::CommonP2B3::Series {
   public:
     using u64 = trel::u64;
@@ -62,3 +64,8 @@ class PiLikeSeries final : public kalvor::BinarySplitting::CommonP2B3::Series {
 
     bool chudnovsky_;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::PiLikeSeries;

@@ -11,6 +11,8 @@
 #include "os/types.h"
 #include "platform/memory/aligned_buffer.h"
 
+namespace kalvor_test {
+
 class Scratch {
   public:
     // bytes: a multiple of 64 where a view() is taken
@@ -45,3 +47,8 @@ class Scratch {
     std::vector<unsigned char> memory_;
     unsigned char* data_;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::Scratch;

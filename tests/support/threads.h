@@ -6,6 +6,8 @@
 
 #include "platform/parallel/basic_parallelizer.h"
 
+namespace kalvor_test {
+
 class ThreadFramework final : public trel::BasicParallelizer {
   public:
     void run_in_parallel(trel::BasicAction& action, trel::u64 begin, trel::u64 end) override {
@@ -25,3 +27,9 @@ inline trel::BasicParallelizer* thread_framework() {
     static ThreadFramework framework;
     return &framework;
 }
+
+}  // namespace kalvor_test
+
+// Tests use the names alone.
+using kalvor_test::thread_framework;
+using kalvor_test::ThreadFramework;

@@ -1,7 +1,7 @@
 #include "app/benchmark/benchmark_menu.h"
 
 #include "app/benchmark/benchmark_run.h"
-#include "app/session/memory_check.h"
+#include "app/menus/can_start.h"
 #include "app/session/memory_plan.h"
 #include "app/session/start_check.h"
 #include "base/command_line/shown_text.h"
@@ -149,20 +149,6 @@ bool settle_replacement(ComputeSettings& settings) {
     return settings.overwrite;
 }
 
-// Whether a run may begin; prints why not, so that another size can be chosen.
-bool can_start(const ComputeSettings& settings, const BenchmarkMachine& machine) {
-    try {
-        check_start(settings, machine.memory);
-        return true;
-    } catch (const Exception& e) {
-        e.print();
-    } catch (const AddressSpaceExceeded& e) {
-        Console::error_line(e.what());
-        Console::wrapped_line(e.figures, 0, 'Y');
-    }
-    return false;
-}
-
 }  // namespace
 
 BenchmarkMachine BenchmarkMachine::of_this_machine() {
@@ -175,7 +161,7 @@ bool run_benchmark_menu(const AuthorizationToken& token, const BenchmarkSizes& s
     const Type type = ask_type(machine);
     for (;;) {
         ComputeSettings settings = settings_for(ask_size(sizes, machine, type).digits, type);
-        if (settle_replacement(settings) && can_start(settings, machine))
+        if (settle_replacement(settings) && can_start(settings, machine.memory))
             return run_benchmark({std::move(settings), ""}, token);
     }
 }

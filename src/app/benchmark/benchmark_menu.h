@@ -17,7 +17,7 @@ struct BenchmarkMachine {
 };
 
 // Asks for the kind and the size, and runs it. Throws what the run throws, and EndOfStreamException when
-// nobody answers.
+// the input ends.
 bool run_benchmark_menu(const AuthorizationToken& token,
                         const BenchmarkSizes& sizes = BenchmarkSizes::usual(),
                         const BenchmarkMachine& machine = BenchmarkMachine::of_this_machine());

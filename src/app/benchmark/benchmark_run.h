@@ -7,7 +7,7 @@
 
 namespace kalvor {
 
-// The settings of a computation of Pi to so many decimal digits.
+// The settings of a computation of Pi to that many decimal digits.
 ComputeSettings benchmark_settings(u64 decimal_digits);
 // Says that the digits are right when they were compared with known ones.
 void report_benchmark(const RunRecord& record);

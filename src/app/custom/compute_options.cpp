@@ -142,7 +142,7 @@ void check_bbp_digits(const ComputeSettings& settings, const OptionUse& use) {
                                         " hexadecimal digits.\n" + CommandLine::see_help(use.page));
 }
 
-// What is left out in silence would be taken for something that the file does.
+// Refused, because a user would expect the file to hold what was silently left out.
 void refuse_what_files_cannot_hold(const ComputeSettings& settings, const SettingsTable& table,
                                    const OptionUse& use) {
     for (const SettingRow& row : table) {

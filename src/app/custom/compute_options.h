@@ -33,7 +33,7 @@ using ComputeOptions = CommandLine::OptionTable<ComputeChoices>;
 ComputeOptions options_named(const SettingsTable& table, std::span<const std::string_view> names);
 
 // Reads the option at the cursor and moves past it. False for a word that is none of them: nothing is read or
-// printed. What cannot be used is told in a sentence first; then RefusedException,
+// printed. What cannot be used is reported in a sentence first; then RefusedException,
 // InvalidParametersException and the like are thrown.
 bool read_compute_option(ComputeChoices& choices, CommandLine::ParameterList& parameters,
                          const ComputeOptions& options, const OptionUse& use);

@@ -3,19 +3,17 @@
 #include <optional>
 
 #include "app/custom/output_format_menu.h"
+#include "app/menus/can_start.h"
 #include "app/menus/config_files.h"
 #include "app/menus/memory_menu.h"
 #include "app/menus/mode_menu.h"
 #include "app/menus/parallelism_menu.h"
 #include "app/session/console_run.h"
-#include "app/session/memory_check.h"
 #include "app/session/memory_plan.h"
-#include "app/session/start_check.h"
 #include "app/settings/compute_settings_object.h"
 #include "app/settings/output_bytes.h"
 #include "base/console/console.h"
 #include "base/console/format.h"
-#include "base/console/wrapped_line.h"
 #include "base/errors/exceptions.h"
 #include "base/prompt/prompt.h"
 #include "platform/fileio/output_folder.h"
@@ -123,20 +121,6 @@ void edit(ComputeSettings& settings, const SettingsTable& table, u64 choice) {
                 if (row->menu_number == choice) row->setting(settings)->edit();
             }
     }
-}
-
-// Whether a run may begin; prints why not.
-bool can_start(const ComputeSettings& settings) {
-    try {
-        check_start(settings);
-        return true;
-    } catch (const Exception& e) {
-        e.print();
-    } catch (const AddressSpaceExceeded& e) {
-        Console::error_line(e.what());
-        Console::wrapped_line(e.figures, 0, 'Y');
-    }
-    return false;
 }
 
 }  // namespace

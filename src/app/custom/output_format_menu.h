@@ -7,7 +7,7 @@
 namespace kalvor {
 
 // Asks once. Compressed files of too few digits are refused: the digits then go into text files. Throws
-// EndOfStreamException when nobody answers.
+// EndOfStreamException at the end of the input.
 void output_format_menu(ComputeSettings& settings);
 
 }  // namespace kalvor

@@ -31,12 +31,12 @@ struct StartUpCalls {
     std::function<void(i32 level)> set_process_priority;
     std::function<ProcessorFeatures()> detect_features;
     std::function<std::vector<u32>()> processor_group_sizes;
-    // Of the program's own file. Empty: a build that is not sealed (integrity.h).
+    // Checks the program's own file. Empty: a build that is not sealed (integrity.h).
     std::function<void(const std::string& executable_path)> check_integrity;
     // After it: what the sessions of this process are shown.
     std::function<AuthorizationToken()> authorize = [] { return authorization(); };
 
-    // Sessions of at most so many decimal digits.
+    // Sessions of at most `size_limit` decimal digits.
     static constexpr u64 kSizeLimit = 1000000000000000;
     static AuthorizationToken authorization(u64 size_limit = kSizeLimit);
 

@@ -21,8 +21,8 @@ using MainMenuActions = std::array<MainMenuAction, 8>;
 MainMenuActions main_menu_actions(const AuthorizationToken& token);
 
 // Banner, menu, choice; runs the chosen entry and returns what that returns. An entry that this version does
-// not have says so and leads back to the menu. Throws EndOfStreamException when nobody answers, and what the
-// entry throws.
+// not have says so and leads back to the menu. Throws EndOfStreamException at the end of the input, and what
+// the entry throws.
 bool run_main_menu(const MainMenuActions& actions);
 
 }  // namespace kalvor

@@ -25,7 +25,7 @@ struct ActionMenu {
 // Shows the menu, reads a choice and runs the entry, or with "Run All" (choice 0, the entries then begin at
 // 1) every available entry in order. After one that fails it prints "Tests Failed" and pauses. An entry that
 // is not available says so and leads back to the menu. False when one has failed. Throws EndOfStreamException
-// when nobody answers.
+// at the end of the input.
 bool show_action_menu(const ActionMenu& menu, bool offer_run_all);
 
 }  // namespace kalvor

@@ -42,7 +42,7 @@ BbpRequest bbp_request(const ComputeSettings& settings, const ComputeSize& size)
         if (!unasked) return request;
         request.digits = kHexadecimalDigitsUnasked;
     }
-    // Of smaller sizes, which are only planned.
+    // Sizes with fewer digits than that are only planned.
     request.digits = std::min(request.digits, request.last);
     const ParallelismSettings& parallelism = settings.parallelism;
     request.threads =

@@ -17,20 +17,20 @@ namespace kalvor {
 // Which digits of a run are computed a second time, and by how many threads.
 struct BbpRequest {
     u64 last = 0;    // the last hexadecimal digit of the run
-    u64 digits = 0;  // so many up to it; 0: none
+    u64 digits = 0;  // how many up to it; 0: none
     u64 threads = 1;
 
     double seconds() const;  // how long it takes on one core of today, about
     u64 bytes() const;       // of memory
 };
 
-// What a run does unasked up to so many decimal digits, a fifteenth to a twentieth of its time. There a run
-// takes about as long as before the checks; of longer ones all checks together would take more than the 4 %
-// that they may (docs/reliability.md, "What it costs").
+// A run does this unasked up to this number of decimal digits. It takes a fifteenth to a twentieth of its
+// time. There a run takes about as long as before the checks; of longer ones all checks together would take
+// more than the 4 % that they may (docs/reliability.md, "What it costs").
 inline constexpr u64 kMostDecimalDigitsUnasked = 10000000;
 inline constexpr u64 kHexadecimalDigitsUnasked = 32;
 // The digits that the settings ask for, or else those: where the constant's digits can be computed alone,
-// there are enough of them, and the user wants results verified. On as many threads as the run, but for those
+// there are enough of them, and the user wants results verified. On as many threads as the run, less those
 // that would find next to nothing to do.
 BbpRequest bbp_request(const ComputeSettings& settings, const ComputeSize& size);
 

@@ -1,4 +1,4 @@
-// What a remote user interface is told of settings before it runs them.
+// What a remote user interface learns about settings before it runs them.
 #pragma once
 
 #include <memory>

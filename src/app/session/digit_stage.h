@@ -39,9 +39,9 @@ class DigitStage {
     void convert();
     // Behind the conversion.
     FloatReaderB decimal_digits() const { return writer_.decimal_reader(); }
-    // Verification, comparison with known digits, output. Digits that differ are told, and then no file is
-    // written: digits that are wrong never have a final name. files: has every radix of the request when that
-    // writes files.
+    // Verification, comparison with known digits, output. Digits that differ are reported, and then no file
+    // is written: digits that are wrong never have a final name. files: has every radix of the request when
+    // that writes files.
     DigitResults write(const DigitRequest& request, OutputFiles& files);
 
   private:

@@ -13,7 +13,7 @@ namespace kalvor {
 
 struct MemoryDemand {
     u64 bytes;
-    // The largest number of digits that so many bytes are enough for; asked only when something is missing.
+    // The largest number of digits that the bytes are enough for; asked only when something is missing.
     std::function<u64(u64 bytes)> digits_that_fit;
     bool forced = false;  // run although the memory is not there
 };
@@ -21,7 +21,7 @@ struct MemoryDemand {
 // "needs 46.1 GiB, 22.0 are free: at most 4,500,000,000 digits"
 std::string memory_figures(u64 needed, u64 free, u64 digits);
 
-// Why this machine cannot give so many bytes; empty when it can.
+// Why this machine cannot give the bytes; empty when it can.
 std::string address_space_error(const os::MemoryStatus& machine, u64 bytes);
 std::string physical_memory_warning(const os::MemoryStatus& machine, u64 bytes);
 

@@ -32,8 +32,9 @@ struct RunPlan {
     MemoryPlan memory;
 };
 
-// The largest number of decimal digits with two significant digits that the settings, but for their size, can
-// compute in so many bytes; 0 when not even the smallest size fits. At most the digits of the settings.
+// The largest number of decimal digits, rounded down to two significant digits, that a run with these
+// settings but another size can compute in the bytes; 0 when not even the smallest size fits. At most the
+// digits of the settings.
 u64 digits_that_fit(const ComputeSettings& settings, u64 bytes);
 
 }  // namespace kalvor

@@ -216,7 +216,7 @@ void NormalFloatSession::run_phases() {
     record_.folder = folder_;
     record_.system = gather_unclocked_record(environment_.include_pii);
     check_memory();
-    // What stands in the way of the digit files is told now; they are made when nothing else can end the run
+    // Obstacles to the digit files are reported now; the files are made when nothing else can end the run
     // before it computes.
     OutputFiles::check(folder_, digit_file_requests(settings_), output_options());
     // Not before: a run that is refused leaves no log.

@@ -31,8 +31,8 @@ namespace kalvor {
 
 // What a run asks for outside of its settings.
 struct RunEnvironment {
-    // Of the machine, when the run begins. The one call that a run makes besides those of files, so it has no
-    // struct of its own.
+    // The machine's memory when the run begins. The one call that a run makes besides those of files, so it
+    // has no struct of its own.
     std::function<os::MemoryStatus()> memory_status = [] { return os::memory_status(); };
     bool include_pii = false;        // whether its record may name the machine
     bool colors = false;             // whether the user has them
@@ -106,13 +106,13 @@ class NormalFloatSession {
     void begin_record();
     // The line of the header that takes a moment to measure: at once, or late where the terminal can.
     std::shared_ptr<LateLabel> print_base_frequency();
-    // The value against digits that are computed another way. What differs is told at the end of the run.
+    // The value against digits that are computed another way. A difference is reported at the end of the run.
     void check_value();
     void finish_checks(const DigitResults& digits);
     void finish_record();
     // Throws AlgorithmFailedException for digits that were compared and differ.
     void require_checks() const;
-    // Between two phases: what they had to warn of is told, and a stop takes effect.
+    // Between two phases: their warnings are reported, and a stop takes effect.
     void end_phase();
     DigitRequest digit_request() const;
     OutputOptions output_options();

@@ -12,8 +12,8 @@
 namespace kalvor {
 
 // The machine, the constant with its algorithm, the digits, the mode, the tasks and the start time of the
-// record. mode: "Ram Only". The machine's last line is printed by the caller, who knows the number when it
-// has been measured.
+// record. mode: "Ram Only". The caller prints the machine's last line, whose number may still be
+// in the making.
 void print_run_header(const ComputeSettings& settings, const RunRecord& record, const std::string& mode,
                       Status& status, const std::function<void()>& print_base_frequency);
 

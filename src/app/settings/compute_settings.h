@@ -31,7 +31,7 @@ struct ComputeSettings {
     static constexpr u64 kLeastDigitsPerFile = 1000000;
     i64 digits_per_file = 0;  // of compressed files; 0: text files
     std::string log_path;     // every event is also appended to this file; empty: to none
-    u64 bbp_digits = 0;       // so many of the last hexadecimal digits are computed a second time
+    u64 bbp_digits = 0;       // how many of the last hexadecimal digits are computed a second time
     ParallelismSettings parallelism;
     ChoiceSetting<AllocatorConfig> allocator{"Allocator", "    Memory Allocator:       ", allocator_choices(),
                                              kDefaultAllocator};

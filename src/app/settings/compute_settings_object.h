@@ -12,7 +12,7 @@ namespace kalvor {
 
 // Reads every setting of the table that files have; all are required. The members of swap mode are allowed
 // and not looked at. Digit counts out of bounds and compression of too few digits are corrected; `warnings`
-// receives what there is to say about it. What is wrong with a member is told in a sentence, then thrown.
+// receives what there is to say about it. What is wrong with a member is reported in a sentence, then thrown.
 // Nothing else happens: the output folder is not looked at.
 //
 // Throws ParseException and KeyNotFoundException for what is missing or of the wrong type,

@@ -191,9 +191,8 @@ SettingsTable make_table() {
          .option = {{"-C", ":<n>", "digits per compressed file", "", "text files"},
                     CountValue<C>{kAnyCount, [](C& c, i64 count) { c.settings.digits_per_file = count; }}},
          .other_word = "-compress",
-         .meaning = "write compressed files (.kvd) of so many digits each, a million or more; `-1`: all "
-                    "digits in one "
-                    "file"},
+         .meaning = "write compressed files (.kvd) of n digits each, n a million or more; `-1`: all digits "
+                    "in one file"},
         swap_mode_row("-M"),
         swap_mode_row("-minIO"),
         swap_mode_row("-swap"),

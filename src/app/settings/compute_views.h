@@ -3,7 +3,7 @@
 //
 // edit() changes what the settings hold. Three lines of the menu of a computation ask for more than that and
 // lie above this room: the modes (app/menus/mode_menu.h), tasks and framework (parallelism_menu.h), the
-// allocator and its own lines (memory_menu.h). Whoever shows that menu calls those for these three rows.
+// allocator and its own lines (memory_menu.h). The code that shows the menu calls those for these three rows.
 #pragma once
 
 #include <memory>

@@ -49,11 +49,11 @@ struct SettingRow {
     const char* other_word = "";  // that means the same
     std::string meaning = {};
 
-    // Of a row that is an option only: whether these settings have it otherwise than by default, which a file
-    // would lose. Empty where the settings of other rows hold what the option chooses.
+    // For a row that is an option only: whether these settings have it otherwise than by default, which a
+    // file would lose. Empty where the settings of other rows hold what the option chooses.
     std::function<bool(const ComputeSettings&)> lost_in_file = {};
 
-    // Of a row that is more than an option.
+    // Only for a row that is more than an option.
     std::shared_ptr<Setting> setting(ComputeSettings& settings, SettingWarnings* warnings = nullptr) const {
         return of(settings, warnings);
     }
@@ -76,7 +76,7 @@ struct FileMember {
     enum Kind { setting, object_of_settings, not_read };
 
     const char* key;
-    const char* context;  // in type errors; of what is not read for whoever will read it
+    const char* context;  // in type errors; of a member that is not read, for its later reader
     Kind kind;
 };
 

@@ -21,7 +21,7 @@ const StressTest& c17_stress();
 Needs needs_of_place(const MultiplyAlgorithm& algorithm, u64 words);
 // The same and the algorithm's own tables. Bytes, a multiple of 64.
 u64 product_bytes(const MultiplyAlgorithm& algorithm, u64 words);
-// The longest operands of at most `most` words whose product takes at most so many bytes; 0: none.
+// The longest operands of at most `most` words whose product takes at most `bytes` bytes; 0: none.
 u64 largest_operand(const MultiplyAlgorithm& algorithm, u64 bytes, u64 most);
 
 // A test as its figures have it.
@@ -46,7 +46,7 @@ class ProductStress final : public StressTest {
     u64 size_for(u64 bytes) const override;
     std::unique_ptr<StressWorker> make_worker(const WorkerPlace& place) const override;
 
-    // Words of the operands in so many bytes; 0: nothing fits.
+    // Words of the operands that fit into the bytes; 0: nothing fits.
     u64 operand_words(u64 bytes) const;
     const MultiplyAlgorithm& algorithm() const { return *algorithm_; }
 

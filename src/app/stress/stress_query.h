@@ -1,4 +1,4 @@
-// What a remote user interface is told of the stress tester's settings before it runs them.
+// What a remote user interface learns about the stress tester's settings before it runs them.
 #pragma once
 
 #include <memory>

@@ -53,7 +53,7 @@ class StressTeam {
 
     // Lets the threads leave turn t after their iteration; last: they begin no other.
     void end_turn(u64 turn, bool last);
-    // Lets them leave whatever they do, at their next poll.
+    // Stops them at their next poll.
     void stop();
 
     // Waits for news, but not long. True when every thread has left the turn or has failed in it.

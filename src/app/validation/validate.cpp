@@ -60,8 +60,8 @@ Validation::Result check_version(std::string_view version) {
     return known ? Validation::passed : Validation::invalid_file;
 }
 
-// Of the last line that begins so: the settings, which may hold any text, stand above the times, and lines of
-// the event log begin with a date.
+// From the last line that begins so: the settings, which may hold any text, stand above the times, and lines
+// of the event log begin with a date.
 std::string_view last_value_behind(std::string_view file, std::string_view label) {
     const std::size_t at = file.rfind("\n" + std::string(label));
     return at == std::string_view::npos ? std::string_view() : value_behind(file.substr(at + 1), label);

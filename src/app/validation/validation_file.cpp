@@ -185,7 +185,8 @@ class NewFile {
                 if (is_taken(draft_path)) continue;
                 return {e.error_code, os::ErrorCategory::other};
             }
-            // Nobody else takes the name while the draft is held; who had it before may be done by now.
+            // No other process takes the name while the draft is held; an earlier holder may have finished by
+            // now.
             if (!is_taken(final_path)) return {};
             file->discard();
         }

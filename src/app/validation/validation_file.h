@@ -15,7 +15,7 @@ namespace kalvor {
 // From the byte-order mark to the event log, which is what is signed, and a line end. Lines end in CR LF.
 std::string validation_text(const RunRecord& record);
 
-// Who hears of a file that is written; they outlive it.
+// Where the writing of a file is reported. These outlive it.
 struct ValidationOutput {
     Status& status;
     Terminal* terminal = nullptr;  // asks what to do about a file that cannot be made

@@ -12,7 +12,7 @@ namespace kalvor {
 // Prints what is to be said of the file; true when it passed. ".txt" is added to a path that does not end in
 // it, or has no more than its four characters. Throws FileException when it cannot be read.
 bool run_validator(const std::string& path);
-// Asks for the path. Throws EndOfStreamException when nobody answers.
+// Asks for the path. Throws EndOfStreamException at the end of the input.
 bool run_validator_menu();
 // "validate [<file>]": the cursor stands on the word. Throws RefusedException for a second path.
 bool run_validate(CommandLine::ParameterList& parameters);

@@ -38,7 +38,7 @@ u64 offset_in_buffer(const BigFloat& T) {
     return static_cast<u64>(T.T - T.buffer);
 }
 
-// Of |A| without the words below `bottom`.
+// The residue of |A| without the words below `bottom`.
 u64 magnitude_residue(const ParallelContext& parallel, const BigFloat& A, i64 bottom) {
     const u64 r = carried::sub(A.residue, A.residue_between(parallel, A.exp, bottom));
     return A.sign ? r : carried::neg(r);
@@ -88,8 +88,8 @@ void normalize_difference(BigFloat& T, const ParallelContext& parallel) {
     }
 }
 
-// Of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) / divisor,
-// the remainder with the dividend's sign.
+// The residue of the quotient by a word that the modulus does not divide: (dividend - remainder 2^(64 exp)) /
+// divisor, the remainder with the dividend's sign.
 u64 quotient_residue(u64 dividend, Word remainder, i64 exp, bool sign, Word divisor) {
     if (!carried::known(dividend)) return carried::kNone;
     const u64 exact = carried::sub(dividend, carried::of_word(remainder, exp, sign));

@@ -28,9 +28,9 @@ class BigFloat {
     u64 L = 0;
     i64 exp = 0;
     bool sign = false;
-    // Of the value, sign and exponent included, modulo 2^64 - 2^32 + 1 (arith/residue/goldilocks.h); 0 for
-    // zero. Whoever writes words, exponent or sign sets it, from the operands' residues or from the words as
-    // they are written; goldilocks::kNone while nothing is known.
+    // The value's residue, sign and exponent included, modulo 2^64 - 2^32 + 1 (arith/residue/goldilocks.h); 0
+    // for zero. Code that writes words, exponent or sign sets it, from the operands' residues or from the
+    // words as they are written; goldilocks::kNone while nothing is known.
     u64 residue = goldilocks::kNone;
     Word* buffer = nullptr;
     u64 buffer_size = 0;

@@ -34,7 +34,7 @@ void leave_out(const ParallelContext& parallel, BigFloat& T, const BigFloat& A) 
     T.clear();
 }
 
-// Of its words alone, as the transforms see them.
+// The residue of its words alone, as the transforms see them.
 u64 words_residue(const BigFloat& A) {
     return carried::unplaced(A.residue, A.exp, A.sign);
 }

@@ -31,7 +31,8 @@ class BigFloatTransformR {
 
     // data: transform.data_bytes() bytes that will hold the forward transform. nullptr serves sqr_r_x and
     // mul_rr_xx with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
-    // words: of the number whose transform is held. They may be overwritten by a product all the same.
+    // words: whether those of the number stay while its transform is held. Even then a product may be written
+    // over them.
     BigFloatTransformR(const Transform& transform, void* data, HeldWords words = HeldWords::change)
         : transform_(transform), data_(data), words_stay_(words == HeldWords::stay) {}
 
@@ -90,8 +91,8 @@ class BigFloatTransformR {
     u64 length() const { return place_.L; }
 
   private:
-    // Of the number whose transform is held. The product's place and sign follow from it, and no residue
-    // shows a change, because the product's is formed with the same place.
+    // Place of the number whose transform is held. The product's place and sign follow from it, and no
+    // residue shows a change, because the product's is formed with the same place.
     struct Place {
         i64 exp = 0;
         u64 L = 0;

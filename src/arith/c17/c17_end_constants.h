@@ -29,7 +29,7 @@ struct C17SetConstants {
     C17PrimeConstants primes[C17EndConstants::kMaxPrimes];
 };
 
-// Of the C17 set (a, b); made on first use, any thread.
+// The constants of the C17 set (a, b); made on first use, any thread.
 const C17SetConstants& c17_set_constants(const NttPrimeSet& set);
 
 }  // namespace trel

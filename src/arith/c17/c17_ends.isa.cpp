@@ -116,7 +116,7 @@ TREL_INLINE void reduce_groups(const C17PrimeConstants& c, const double*& limbs,
 }
 
 // Four groups at once: the sums of one are a chain of dependent operations, too long for the processor to
-// look past. Only so many points at a time go through all primes that their limbs stay in the first cache.
+// look past. All primes take a few points at a time, whose limbs stay in the first cache.
 template <u32 a>
 void reduce_points(const C17EndConstants* constants, u32 first, u32 n, const double* limbs, u64 count,
                    double* out, u64 stride) {

@@ -66,9 +66,9 @@ C17Plan make_c17_plan(const NttRecord& r, u32 max_log_radix) {
     while (plan.log_columns > 6 && (u64(plan.a) * plan.rows() << plan.log_columns) * 8 > kSweepBytes) {
         plan.log_columns--;
     }
-    // The buffers of so many tasks should take no more than an eighth of a transform. With 512 columns a task
-    // needs up to seven times the memory that it needs with 64, for the same time within 2 % (2^14 to 2^18
-    // words).
+    // The buffers of this number of tasks should take no more than an eighth of a transform. With 512 columns
+    // a task needs up to seven times the memory that it needs with 64, for the same time within 2 % (2^14 to
+    // 2^18 words).
     constexpr u64 kTasksInAnEighth = 32;
     constexpr u32 kEnoughLogColumns = 7;
     while (plan.log_columns > kEnoughLogColumns &&

@@ -116,8 +116,8 @@ void C17Product::run(const double* data, u32 n_phases, Items&& items, F&& f) {
     if (parallel_.run == nullptr || parallel_.run->stages == nullptr) {
         return run_phases(parallel_, tasks_, n_phases, items_of_phase, do_item);
     }
-    // One phase at a time: in one go a phase begins while other tasks are still asking for items of the one
-    // before, so that nobody has the data to himself.
+    // One phase at a time: otherwise tasks begin a phase while others still ask for items of the one before,
+    // and the observer of the stages never has the data to itself.
     for (u32 phase = 0; phase < n_phases; phase++) {
         if (phase != 0) parallel_.stage("pass", data, setup_.sizes.data_bytes);
         run_phases(

@@ -64,7 +64,7 @@ class C17Product {
     // scratch: scratch_bytes of the sizes
     C17Product(const C17Setup& setup, const ParallelContext& parallel, void* scratch);
     const ParallelContext& parallel() const { return parallel_; }
-    // What the windows of this object leave out is added to it. nullptr: nobody asks.
+    // Adds to it what the windows of this object leave out; nullptr: to nothing.
     void account_to(C17Rest* rest) { rest_ = rest; }
 
     void forward(double* data, const Word* A, u64 L);

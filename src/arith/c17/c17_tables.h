@@ -16,7 +16,7 @@ struct C17SetTables {
     C17Prime primes[kC17MaxPrimes];
 };
 
-// Of the set of (a, b), a = 7 to 11, b = 1, 3, 5 or 7. Any thread.
+// The tables of the set (a, b), a = 7 to 11, b = 1, 3, 5 or 7. Any thread.
 const C17SetTables& c17_set_tables(u32 a, u32 b);
 
 }  // namespace trel

@@ -106,7 +106,8 @@ class ExactFloatTransformR {
   public:
     // data: transform.data_bytes() bytes, 64-byte aligned. Both outlive the object. nullptr serves mul_rr_xx
     // with a T clear of the operands; the context's scratch then holds plain_scratch_bytes().
-    // words: of the number whose transform is held. They may be overwritten by a product all the same.
+    // words: whether those of the number stay while its transform is held. Even then a product may be written
+    // over them.
     ExactFloatTransformR(const Transform& transform, void* data, HeldWords words = HeldWords::change)
         : transform_(transform), data_(data), words_stay_(words == HeldWords::stay) {}
 

@@ -6,7 +6,7 @@
 
 namespace trel {
 
-// Of a record of the parameter table. None (false) where no divisor is known.
+// The modulus of a record of the parameter table. None (false) where no divisor is known.
 const OddModulus& fft_modulus(const FftParameters& parameters);
 // Whether it finds errors in every branch of the transform; damaged operands and words it finds in any case.
 bool fft_modulus_is_good(const FftParameters& parameters);

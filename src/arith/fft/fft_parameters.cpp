@@ -28,8 +28,8 @@ constexpr FftParameters kTable[] = {
 };
 static_assert(std::size(kTable) == 105);
 
-// The entries for products of 0, 256, 512, ... bits, as far as short products go: those are so many that a
-// search would show.
+// The entries for products of 0, 256, 512, ... bits, as far as short products go: short products are
+// so frequent that a search would show.
 constexpr u64 kGrain = 256;
 constexpr u64 kShortBits = 208896;
 static_assert(std::size(kTable) < 256 &&

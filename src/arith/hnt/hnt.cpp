@@ -24,7 +24,7 @@ namespace {
 constexpr u64 kMaxTasks = 8;
 // Transforms of less data run on one task.
 constexpr u64 kParallelBytes = u64(1) << 19;
-// Tasks go through so many levels together; below those, each task works on nodes of its own.
+// Tasks go through this number of levels together; below those, each task works on nodes of its own.
 constexpr u32 kSharedLevels = 4;
 
 // The product of two elements of n words needs a convolution of twice their bits: one of their own length

@@ -9,9 +9,9 @@ namespace trel {
 
 class TransformTables;
 
-// Products of at most so many words are short: where ParallelContext::inner_unchecked is set they are not
-// checked one by one, because whoever set it checks, and repeats, a larger step as a whole. The end of the
-// floating-point FFT in the default table.
+// Products of at most this many words are short: where ParallelContext::inner_unchecked is set they are not
+// checked one by one, because the code that set it checks, and repeats, a larger step as a whole. The end of
+// the floating-point FFT in the default table.
 inline constexpr u64 kShortProductWords = 3264;
 
 // Passed by const reference; a callee that needs part of the memory for itself copies the context, carves the

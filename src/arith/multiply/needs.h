@@ -23,7 +23,7 @@ struct Needs {
         both.take_maximum(other);
         return both;
     }
-    // The same when so many words are carved from the scratch memory first, which moves by whole lines of it.
+    // The same when `words` words are carved from the scratch memory first, which moves by whole lines of it.
     Needs above(u64 words) const {
         return {result_words, bytes + round_up_8(words) * sizeof(Word), product_words};
     }
@@ -33,7 +33,7 @@ struct Needs {
 
 // Room that is never short, in bytes.
 inline constexpr u64 kAnyRoom = ~u64(0);
-// What is left of a room above so many words.
+// What is left of a room above that many words.
 inline u64 room_above(u64 room, u64 words) {
     if (room == kAnyRoom) return room;
     const u64 bytes = round_up_8(words) * sizeof(Word);

@@ -145,7 +145,7 @@ void operation_was_corrected(const ParallelContext& parallel, const char* functi
     if (parallel.run == nullptr) return;
     parallel.run->corrections.add(found.empty() ? operation : operation + " (" + found + ")");
     if (parallel.run->checks.corrected.fetch_add(1) + 1 < kMaxCorrected) return;
-    // Where this ends the process nobody reports the warnings.
+    // The exception carries them: where it ends the process, the warnings are not reported.
     std::string message = "Three computation errors in one run: this machine cannot be trusted.";
     for (const std::string& corrected : parallel.run->corrections.all()) message += "\n    " + corrected;
     throw AlgorithmFailedException(function, message);

@@ -24,7 +24,7 @@
 
 namespace trel {
 
-// What becomes of the words of a product at and above word W. Let the product be L + H 2^(64 W) with L of W
+// What happens to the words of a product at and above word W. Let the product be L + H 2^(64 W) with L of W
 // words. The result is, modulo 2^(64 W),
 //
 //     cyclic:      L + H - c
@@ -124,8 +124,8 @@ class Transform {
     virtual const char* name() const = 0;
 
   protected:
-    // Who leaves out words of the ring accounts for them himself, or hands out the whole ring when asked, for
-    // which there is a spare place in the scratch memory.
+    // A transform that leaves out words of the ring accounts for them itself, or hands out the whole ring
+    // when asked, for which there is a spare place in the scratch memory.
     enum class Windows { accounted, whole };
 
     // Bytes of data and scratch as the algorithm needs them; what the checks need comes on top. plain: of

@@ -11,7 +11,7 @@
 namespace trel::newton {
 namespace {
 
-// Of a level's convolution beyond its precision.
+// Words of a level's convolution beyond its precision.
 constexpr u64 kExtraWords = 8;
 
 // Exactly n words: the square of a shorter number would fold in sight of its last words.

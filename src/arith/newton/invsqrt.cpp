@@ -37,7 +37,7 @@ u64 words_cut(u64 p, const newton::CoupledRange& coupled) {
            std::max(newton::correction_words(p) + newton::root_error_words(p), below);
 }
 
-// Of a level that is not coupled: x's transform is held while A x^2 is made.
+// The needs of a level that is not coupled: x's transform is held while A x^2 is made.
 Needs plain_needs(u64 p) {
     const MultiplySizes held = basic_table64().mSBsizes(p + 8);
     return held.held_product(p + 8)
@@ -76,7 +76,7 @@ InvsqrtFloatPlan InvsqrtFloatPlan::make(u64 p, u64 tds, const newton::CoupledRan
     plan.tds = tds;
     plan.basic_p = std::min(p, newton::kTransformPrecision);
     plan.result = p + 4;
-    // Of a plain level above the coupled ones, and of the highest of those.
+    // The temporaries of a plain level above the coupled ones, and of the highest of those.
     const u64 highest = std::min(p, std::max(coupled.first, coupled.last));
     plan.temporaries =
         round_up_8(std::max({words_cut(p, coupled), words_cut(highest, coupled), basic_words(plan.basic_p)}));

@@ -15,8 +15,8 @@ namespace {
 const char kRun[] = "Log_AGM_BigFloatR::run()";
 
 constexpr u64 kLeastPrecision = 3;
-// Of the working precision beyond what is asked for: one because m ln 2 and the quotient are larger than
-// their difference, one for what the steps of the mean round off.
+// Words of the working precision beyond what is asked for: one because m ln 2 and the quotient are larger
+// than their difference, one for what the steps of the mean round off.
 constexpr u64 kGuardWords = 2;
 
 bool is_one(const BigFloat& A) {

@@ -42,7 +42,7 @@ std::vector<NttRecord> best_of(std::vector<Candidate> candidates) {
     return records;
 }
 
-// The best of all records of a family with at least so many points and a capacity in a range.
+// The best of all records of a family with at least `min_points` points and a capacity in a range.
 std::vector<NttRecord> best_records(NttFamily family, u64 min_points, u64 min_bits, u64 max_bits) {
     const NttFamilyConstants& constants = ntt_constants(family);
     std::vector<Candidate> candidates;

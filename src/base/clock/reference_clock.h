@@ -15,7 +15,7 @@ std::string reference_clock_kind(u64 performance_frequency, u64 tsc_frequency);
 // The same from the system's own name of the clock ("hpet", "acpi_pm", "tsc").
 std::string reference_clock_kind(std::string_view clock_source);
 
-// Of this machine: by the clock's name where the system tells it, by frequency elsewhere.
+// The clock of this machine: by its name where the system tells it, by frequency elsewhere.
 std::string get_reference_clock_kind();
 
 // What a report shows to let a reader judge the clocks of a run.

@@ -42,7 +42,7 @@ struct TscRates {
 // One measurement, with the calling thread pinned to one processor.
 TscRates measure_tsc(const FrequencyCalls& calls);
 
-// One measurement for all who need it. Any thread.
+// One measurement that all callers share. Any thread.
 class SharedTscRates {
   public:
     explicit SharedTscRates(FrequencyCalls calls);
@@ -56,8 +56,8 @@ class SharedTscRates {
     const TscRates& wait();
     // The same without waiting: nullptr while there is nothing.
     const TscRates* look() const;
-    // Calls `action` when the rates are there: on the thread that measures them, on this one when they are
-    // there already or nobody measures. With nullptr when the measurement was abandoned.
+    // Calls `action` when the rates are there: on the thread that measures them, or on this one if they are
+    // there already or are not being measured. With nullptr when the measurement was abandoned.
     void when_there(std::function<void(const TscRates*)> action);
 
     // While one lives, the rates are measured on a thread of its own; at once, unless they are there or
@@ -82,8 +82,8 @@ class SharedTscRates {
     const std::unique_ptr<State> state_;
 };
 
-// Of this machine, by the performance counter; measured once a process. Ends the process when the machine
-// refuses.
+// The rate on this machine by the performance counter; measured once a process. Ends the process when the
+// machine refuses.
 u64 measure_tsc_frequency();
 // The same by the system's wall clock.
 u64 measure_tsc_frequency_by_system_clock();

@@ -39,7 +39,7 @@ class ParameterList {
     const std::string* next() const { return cursor_ + 1 < words_.size() ? &words_[cursor_ + 1] : nullptr; }
 
     const std::vector<std::string>& words() const { return words_; }
-    // Of the next word among words().
+    // The next word's place among words().
     u64 position() const { return cursor_; }
 
   private:

@@ -13,9 +13,9 @@ inline constexpr u64 kLongestShown = 200;  // bytes of a value or path
 inline constexpr u64 kLongestShownPath = 1000;
 inline constexpr u64 kLongestShownReport = 4000;  // bytes of a message of several lines
 
-// One line: control characters, marks that turn the direction of writing, and bytes that are no UTF-8 become
-// "\x1b" and the like. Beyond `longest` bytes the text is cut behind a whole character, and its full length
-// is told.
+// One line: control characters, marks that turn the direction of writing, and bytes that are not UTF-8
+// become "\x1b" and the like. Beyond `longest` bytes the text is cut behind a whole character, and its full
+// length is added.
 std::string shown(std::string_view text, u64 longest = kLongestShown);
 // The same with its line feeds and tabs.
 std::string shown_lines(std::string_view text, u64 longest = kLongestShownReport);

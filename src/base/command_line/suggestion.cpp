@@ -56,7 +56,7 @@ std::string nearest_name(std::string_view word, const std::vector<std::string>& 
     for (const std::string& name : names) {
         const std::string candidate = core_of(name);
         const u64 distance = edit_distance(core, candidate);
-        // Of two letters none may be wrong: everything would be near.
+        // In a word of two letters none may be wrong: otherwise everything would be near.
         const u64 allowed = (std::max(core.size(), candidate.size())) / 3;
         if (distance <= allowed && distance < least) {
             least = distance;

@@ -1,4 +1,4 @@
-// An object of a settings file on its way into settings: whatever is wrong with a member is told to the user
+// An object of a settings file on its way into settings: what is wrong with a member is reported to the user
 // with the member's whole name and what stands there.
 #pragma once
 

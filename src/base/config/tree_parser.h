@@ -36,7 +36,7 @@ class TreeParser {
         bool is_array() const { return node->type() == NodeType::array; }
         std::unique_ptr<Node> node;
         std::string key;  // of an object's member that is being read
-        // Of a form with commas, what may come next: the end or an element at first, then a comma or the end,
+        // In a form with commas, what may come next: the end or an element at first, then a comma or the end,
         // then an element.
         enum class Expect { first, comma, element } expect = Expect::first;
     };

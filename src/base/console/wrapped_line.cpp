@@ -13,7 +13,7 @@ bool begins_character(char c) {
     return (static_cast<u8>(c) & 0xC0) != 0x80;
 }
 
-// How many bytes of the text fit into so many columns: all of it, or up to the last blank, or as many as fit.
+// How many bytes of the text fit into the columns: all of it, or up to the last blank, or as many as fit.
 std::size_t fitting(std::string_view text, u64 columns) {
     std::size_t end = 0, blank = 0;
     for (u64 used = 0; end < text.size(); end++) {

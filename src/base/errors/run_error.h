@@ -9,8 +9,8 @@
 
 namespace trel {
 
-// Thrown before a run has results. Whoever started the run prints it, or tells its message to a client, and
-// may start another one. It is not transported.
+// Thrown before a run has results. The caller that started the run prints it, or sends its message to a
+// client, and may start another one. It is not transported.
 class RunError : public std::exception {
   public:
     const char* what() const noexcept override { return message_.c_str(); }

@@ -1,4 +1,4 @@
-// A named record of results, for whoever listens to a computation by program.
+// A named record of results, for programs that follow a computation.
 #pragma once
 
 #include <string>

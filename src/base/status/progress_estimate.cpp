@@ -13,7 +13,7 @@ constexpr double kLeastKnown = 0.005;
 // without.
 constexpr double kWarmUp = 0.03, kSeenWarm = 0.01;
 
-// Nobody waits for the end of what takes no longer.
+// In seconds: shorter runs need no estimate.
 constexpr double kLeastElapsed = 2;
 
 std::string two(u64 large, const char* large_unit, u64 small, const char* small_unit) {

@@ -84,7 +84,7 @@ class ProgressLine {
     // Ticks a second; 0 in the first sixteenth of a second, while they are measured.
     double frequency();
     bool is_due(u64 now);
-    // Of the meter's run, in seconds.
+    // Seconds of the meter's run.
     double elapsed(u64 now);
     bool empty() const { return segments_.empty() && !count_; }
     // After something was removed.

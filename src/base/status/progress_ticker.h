@@ -8,7 +8,7 @@
 
 namespace trel {
 
-// Calls `tick` from a thread of its own, every so many seconds, until it is destroyed. Where no
+// Calls `tick` from a thread of its own, at this interval in seconds, until it is destroyed. Where no
 // thread can be started nothing is called: the line is then drawn when the computation reports.
 class ProgressTicker {
   public:

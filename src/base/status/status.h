@@ -38,7 +38,7 @@ class Status {
     virtual void Data_(const DataRecord&) {}
     virtual void Warning(std::string_view text) = 0;
     virtual void PauseWarning(std::string_view text) = 0;
-    // Waits until somebody has read the lines above; nothing where nobody can.
+    // Waits until the user has read the lines above; does nothing if no user is there.
     virtual void Pause() {}
     // For a fault that leaves no sound state: ends the process. An error of the run is an exception
     // (base/errors/run_error.h).

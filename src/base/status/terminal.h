@@ -1,5 +1,5 @@
-// What only a terminal can do: it has a progress line, which is drawn between reports, and somebody may sit
-// at it who answers questions.
+// What only a terminal can do: show a progress line between reports, and ask questions that a user may
+// answer.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ namespace trel {
 class LateLabel {
   public:
     virtual ~LateLabel() = default;
-    // Any thread, once: what the line says, as Status_Label() is told it.
+    // Any thread, once: the text of the line, as for Status_Label().
     virtual void arrive(u64 width, std::string_view name, const Console::ColoredText& value) = 0;
     // Any thread, in place of arrive(): there will be no line.
     virtual void drop() = 0;
@@ -24,7 +24,7 @@ class LateLabel {
     virtual void wait() = 0;
 };
 
-// Beside the Status of a run that shows itself to somebody; any run is complete without one.
+// Stands beside the Status of a run that a user watches. A run is complete without one.
 class Terminal {
   public:
     // Any thread: draws the progress line while the computation is busy elsewhere.
@@ -32,15 +32,15 @@ class Terminal {
     // Any thread: takes the progress line off the screen and does not draw it again. Does not wait: false
     // when another thread is drawing or printing.
     virtual bool dismiss() = 0;
-    // Whether somebody can answer a question.
+    // Whether a user can answer a question.
     virtual bool attended() const = 0;
     // Prints the question as it stands and waits for the line that answers it; nothing at the end of the
     // input. The run's own thread.
     virtual std::optional<std::string> ask(std::string_view question) = 0;
-    // Waits until somebody has read what stands above; false when nobody is there. The run's own thread.
+    // Waits until the user has read what stands above; false if no user is there. The run's own thread.
     virtual bool pause() { return attended() && ask("Press Enter to continue . . . ").has_value(); }
     // Keeps a place for a line of the report that is not known yet: what is reported behind it is shown when
-    // the line has come. nullptr where whoever reports has to wait for the value. The run's own thread.
+    // the line has come. nullptr if the caller has to wait for the value. The run's own thread.
     virtual std::shared_ptr<LateLabel> late_label() { return nullptr; }
 
   protected:

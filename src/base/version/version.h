@@ -19,7 +19,7 @@ struct VersionRecord {
 
 inline constexpr VersionRecord kVersion{};
 
-// Who made it.
+// The makers.
 struct Maker {
     // The attribution, whose first word stands out.
     const char* first_word = "The";

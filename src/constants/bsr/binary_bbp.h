@@ -31,16 +31,16 @@ class Series : public BinarySplitting::Series {
         : BinarySplitting::Series(parameters), term_words_(term_words), power_(power) {}
 
     u64 power() const { return power_; }
-    // Of one term's buffers: its power of two may take a word more than P(k).
+    // Words of one term's buffers: its power of two may take a word more than P(k).
     TermWords leaf_words() const { return {term_words_.P + 1, term_words_.Q}; }
-    // Of the numbers of n terms, while they are computed. P is a sum of n products of one P and n - 1 Q, the
-    // first of them higher than the last by the power of two between them; that lies anywhere in a word, the
-    // sum of n takes one more, and the addition wants one above.
+    // Words of the numbers of n terms, while they are computed. P is a sum of n products of one P and n - 1
+    // Q, the first of them higher than the last by the power of two between them; that lies anywhere in a
+    // word, the sum of n takes one more, and the addition wants one above.
     TermWords words_of_terms(u64 n) const {
         if (n == 1) return leaf_words();
         return {term_words_.P + (n - 1) * term_words_.Q + (n - 1) * power_ / 64 + 4, n * term_words_.Q};
     }
-    // Of each further term together.
+    // Words that each further term adds to all numbers together.
     u64 growth() const { return std::max(term_words_.P, term_words_.Q) + term_words_.Q + power_ / 64 + 1; }
 
     // Sizes of a range's numbers, never below the truth. That of P bounds |P1 Q2| + |P2 Q1| for every merge

@@ -73,7 +73,7 @@ class BSR_BlockB {
     u64 tds() const { return tds_; }
     // Upper levels whose halves are summed one after the other, each with all tasks.
     u64 depth() const { return depth_; }
-    // Of the results.
+    // The capacities of the results.
     const Capacities<F>& capacities() const { return capacities_; }
     const Needs& needs() const { return needs_; }
     // What a run adds to the meter of its status.
@@ -154,11 +154,11 @@ class BSR_BlockB {
     // Levels below a task's range that the plan follows exactly, down to ranges of kPlanTerms.
     static constexpr int kPlanLevels = 6;
     static constexpr u64 kPlanTerms = 2048;
-    // Task levels of so many tasks are followed into both halves of every range; larger ones by their
-    // outermost ranges.
+    // Task levels of up to this number of tasks are followed into both halves of every range; larger ones by
+    // their outermost ranges.
     static constexpr u64 kFollowedTasks = 16;
-    // Blocks so many times as long as their precision have floating-point levels that are followed into both
-    // halves kFloatLevels deep, and by their outermost ranges below that.
+    // Blocks longer than this multiple of their precision have floating-point levels that are followed into
+    // both halves kFloatLevels deep, and by their outermost ranges below that.
     static constexpr double kFollowedShare = 64;
     static constexpr int kFloatLevels = 4;
     // Upper levels tried in vain before the plan takes the memory it needs.
@@ -188,10 +188,10 @@ class BSR_BlockB {
         return F::merge_needs(
             {capacities(a, m, whom), inner_capacities(m, b, whom), inner_capacities(a, b, whom), room});
     }
-    // Both halves one after the other. They are of one size but for a few words, so what the left one needs
-    // stands below what the right one needs above the left one's results: a plan follows the right one alone,
-    // one path for any number of terms. Only where that ends in a leaf and the left one is split once more,
-    // the plan follows the left one as well.
+    // Both halves one after the other. Their sizes differ by a few words at most. The right one runs above
+    // the left one's results and so needs more memory: the plan follows the right one alone, one path for any
+    // number of terms. Only if that path ends in a leaf while the left half is split once more, the plan
+    // follows the left one as well.
     template <class Half>
     Needs halves(u64 a, u64 m, u64 b, u64 room, For whom, Half&& half) const {
         const u64 left = total_words(capacities(a, m, whom));
@@ -223,8 +223,8 @@ class BSR_BlockB {
                 return needs_sequential(from, to, levels - 1, rest, whom);
             });
         }
-        // Halves of halves: the sizes form a geometric series, but for padding. The merge that needs most is
-        // not where the stack is deepest: it stands on the results of its own halves alone.
+        // Halves of halves: apart from padding the sizes form a geometric series. The merge that needs most
+        // is not where the stack is deepest: it stands on the results of its own halves alone.
         //
         //   first merge:     | left | right | merge of [a, b)
         //   further down:    | left | right | l | r | l | r |..| leaf's product and small words

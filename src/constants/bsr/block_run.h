@@ -2,10 +2,13 @@
 //
 // What is checked, and where:
 //
-//   ranges of up to kRangeWords words      their results, once: every sum and product in them follows by
-//   residues longer ones                            their products one by one, with the residues that the
-//   operands carry exact results that leave the block,    once more, by kvb_Verify_BSR() or become
-//   floating-point numbers floating-point halves                  before they are merged
+//   ranges of up to kRangeWords words        their results, once: every sum and product in them follows
+//                                            by residues
+//   longer ranges                            their products one by one, with the residues that the operands
+//                                            carry
+//   exact results that leave the block, or   once more, by kvb_Verify_BSR()
+//   become floating-point numbers
+//   floating-point halves                    before they are merged
 //
 // A range that fails is done again from its terms (mend.h).
 #pragma once
@@ -227,7 +230,7 @@ class BlockRun {
         status.work().add(plan_.merge_work(a, m, b));
     }
 
-    // Results that nobody will look at as exact numbers again.
+    // Results that are not read as exact numbers again.
     void run_verified(const MultiplyContext& context, Status& status, u64 a, u64 b, u64 depth,
                       ExactRange<F>& out) const {
         run_B(context, status, a, b, depth, out);

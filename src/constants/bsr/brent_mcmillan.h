@@ -9,7 +9,7 @@
 //
 //   Q = Q1 Q2,   P = P1 Q2 + P2 Q1,   R = R1 Q2^2 + R2,   T = Q2 (T1 Q2^2 + P1 R2) + T2 Q1.
 //
-// Of the whole sum, (0, N]: B = 1 + R / Q^2 and A = T / Q^3.
+// For the whole sum, (0, N]: B = 1 + R / Q^2 and A = T / Q^3.
 #pragma once
 
 #include "base/names/names.h"
@@ -29,7 +29,7 @@ class Series final : public BinarySplitting::Series {
     DoubleDouble log_size_to_dd(u64 k) const override;
     double log_largest(u64 a, u64 b) const override;
     DoubleDouble log_remaining(u64 k) const override;
-    // Of Q, and of R in units of its lowest power of n.
+    // ln of Q, and of R in units of its lowest power of n.
     double log_size_Q(u64 a, u64 b) const;
     double log_size_R(u64 a, u64 b) const;
 

@@ -106,7 +106,8 @@ void Series::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, boo
                   const ParallelContext&) const {
     const auto view = [](const ExactFloat& A) { return BasicIntR(A.buffer, A.buffer_size); };
     BasicIntR p = view(P), q = view(Q), r = view(R);
-    // A single term's R is made on the way to its P; it needs a place even where nobody needs it.
+    // A single term's P is computed from its R, so R needs a place even at the edge, where it is not a
+    // result.
     if (edge) r = b - a == 1 ? BasicIntR(scratch, term_words_.R) : BasicIntR();
     bsr_end(a, b, p, q, r, scratch + term_words_.R);
     set_natural(P, p);

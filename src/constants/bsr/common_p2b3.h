@@ -26,10 +26,11 @@ class Series : public BinarySplitting::Series {
     // The most words of one term's numbers.
     struct TermWords {
         u64 P, Q, R;
-        // Of each further term together: P of a range grows by a Q or an R, which may be longer than a P.
+        // Words that each further term adds to all numbers together: P of a range grows by a Q or an R, which
+        // may be longer than a P.
         u64 growth() const { return std::max({P, Q, R}) + Q + R; }
-        // Of the numbers of n terms, while they are computed. P is a sum of n products of one P and n - 1 of
-        // the others, so that one word more holds it, and its sums want one above.
+        // Words of the numbers of n terms, while they are computed. P is a sum of n products of one P and n -
+        // 1 of the others, so that one word more holds it, and its sums want one above.
         TermWords of(u64 n) const {
             return n == 1 ? *this : TermWords{P + (n - 1) * std::max(Q, R) + 2, n * Q, n * R};
         }
@@ -65,7 +66,7 @@ class Series : public BinarySplitting::Series {
     // which is below 4 growth_words() per term. R is left out when its buffer is empty and the range has more
     // than one term.
     void bsr_end(u64 a, u64 b, BasicIntR& P, BasicIntR& Q, BasicIntR& R, Word* scratch) const;
-    // Of n terms.
+    // Scratch words for n terms.
     u64 bsr_end_words(u64 n) const;
 
   private:

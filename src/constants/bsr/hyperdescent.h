@@ -23,10 +23,10 @@ class Series : public BinarySplitting::Series {
     // The most words of one term's numbers.
     struct TermWords {
         u64 P, Q;
-        // Of each further term together.
+        // Words that each further term adds to all numbers together.
         u64 growth() const { return std::max(P, Q) + Q; }
-        // Of the numbers of n terms, while they are computed: a word for the sum of n products of one P and
-        // up to n - 1 of the others, and one above.
+        // Words of the numbers of n terms, while they are computed: a word for the sum of n products of one P
+        // and up to n - 1 of the others, and one above.
         TermWords of(u64 n) const { return n == 1 ? *this : TermWords{P + (n - 1) * Q + 2, n * Q}; }
     };
 

@@ -11,7 +11,7 @@
 
 namespace kalvor::BinarySplitting {
 
-// Of one series. One thread at a time.
+// The memo of one series. One thread at a time.
 template <SeriesFamily F>
 class PlanMemo {
   public:

@@ -75,7 +75,7 @@ double log_scale_of(const ScaledTerms& terms) {
     const double power = static_cast<double>(terms.power) * kLog2;
     const bool fractions = terms.power != 0;
 
-    // Of the factors of term k beside P(k) / Q(k), and of what the precision of the place before it leaves
+    // ln of the factors of term k beside P(k) / Q(k), and of what the precision of the place before it leaves
     // out.
     double factors = 0, scale = kNothing;
     for (u64 k = 1; k <= kSingleTerms; k++) {

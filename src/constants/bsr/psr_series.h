@@ -135,9 +135,9 @@ class PSR_SeriesB {
     }
 
   private:
-    // Up to so many blocks are planned one by one and kept. Of more, rows of blocks that are alike (they have
-    // the same precision, and sizes of the same limit) are planned by their first and last one, with what an
-    // inner one may take beyond them.
+    // Up to this number blocks are planned one by one and kept. Of more, rows of blocks that are alike (they
+    // have the same precision, and sizes of the same limit) are planned by their first and last one, with
+    // what an inner one may take beyond them.
     static constexpr std::size_t kPlannedBlocks = 64;
     enum class Sample { none, itself, its_like };
 

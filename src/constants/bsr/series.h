@@ -22,7 +22,7 @@ class Series {
         u64 growth_words;        // scratch words that a leaf takes per term
         bool alternating;        // terms are magnitudes, every second one is subtracted
         u64 first = 0;           // below N
-        bool one_block = false;  // summed as one exact block; nobody asks what its tail needs
+        bool one_block = false;  // summed as one exact block; the needs of its tail are not asked for
     };
 
     explicit Series(const Parameters& parameters) : parameters_(parameters) {}
@@ -54,7 +54,7 @@ class Series {
     // Nats of precision that the sum's tail from index k on still needs: decreasing, within [0, full
     // precision]. InvalidParametersException "Not Implemented" where a series does not know.
     virtual DoubleDouble log_remaining(u64 k) const;
-    // Of series whose terms have signs of their own, so that they may cancel: ln of a bound of all terms and
+    // For series whose terms have signs of their own, so that they may cancel: ln of a bound of all terms and
     // of their sum. The precision, and with it log_remaining(), is relative to that. None: to the sum itself.
     virtual std::optional<double> log_scale() const { return {}; }
     // log_remaining() rounded up to words.
@@ -77,7 +77,7 @@ class Series {
 
 // Nats as words.
 double words_of(double nats);
-// Words that hold a number of so many nats: one for the fraction, one for what doubles lose.
+// Words that hold a number of `nats` nats: one for the fraction, one for what doubles lose.
 u64 whole_words_of(double nats);
 
 }  // namespace kalvor::BinarySplitting

@@ -10,14 +10,14 @@
 
 namespace kalvor::BinarySplitting {
 
-// Everything below and with the merge of a range whose largest result has so many words. It grows faster than
+// Everything below and with the merge of a range whose largest result has `words` words. It grows faster than
 // its argument, so that a merge is what a range is more than its halves, however it was split.
 inline double range_work(double words) {
     const double levels = std::log2(std::max(words, 2.0));
     return 1.65 * words * levels * levels;
 }
 
-// The products of a merge in floating point, cut to so many words.
+// The products of a merge in floating point, cut to `precision` words.
 inline double float_merge_work(u64 precision) {
     return 5 * product_work(static_cast<double>(precision));
 }

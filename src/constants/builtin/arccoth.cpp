@@ -62,7 +62,7 @@ ArcCothSeries::ArcCothSeries(const ArcCothArgument& argument, u64 precision_word
       growth_(argument.gain + dd::ln2()),
       full_(DoubleDouble::from_u64(precision_words) * dd::ln2_64()) {}
 
-// The sizes of long ranges, but for the first terms: where 2k + 1 is less than what is saved a term sizes
+// The sizes of long ranges, without the first terms: where 2k + 1 is less than what a term saves, the sizes
 // would fall.
 double ArcCothSeries::log_size_to(u64 k) const {
     const double x = static_cast<double>(k), slow = std::min(x, kSlowTerms);

@@ -55,7 +55,7 @@ class ArcCoth final : public EvaluatorFactory {
     // Throws the same as the argument, for a coefficient of 0, and for a power other than 1 and -1.
     ArcCoth(i64 coefficient, Word m, i64 power = 1);
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
-    // What those who run it announce it with: "18 ArcCoth( 26 ):".
+    // The heading of its run: "18 ArcCoth( 26 ):".
     std::string label() const;
 
   private:

@@ -10,7 +10,7 @@
 namespace kalvor {
 namespace {
 
-// Of a number that is a word with a sign.
+// The magnitude of a number that is a word with a sign.
 Word magnitude_of_word(i128 c) {
     return static_cast<Word>(c < 0 ? -c : c);
 }

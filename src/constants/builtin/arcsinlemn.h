@@ -51,7 +51,7 @@ class ArcSinlemn final : public EvaluatorFactory {
     ArcSinlemn(i128 coefficient, Word x, Word y, i64 power = 1);
     std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
 
-    // What those who run it announce it with: "8 ArcSinlemn( 1/2 ):".
+    // The heading of its run: "8 ArcSinlemn( 1/2 ):".
     std::string label() const;
 
   private:

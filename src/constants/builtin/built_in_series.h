@@ -31,7 +31,7 @@ struct BuiltInSeries {
     Word leading_Q;    // C of Q(k) = C k^degree (1 + ...)
     double shift = 0;  // the sum of b / a over Q's factors ak + b: Q(k) is about C k^degree (1 + shift / k)
     // P(k) = R(k) p(k): p's degree and p(1), which is the sum of positive coefficients. 0 and 0 where P is a
-    // polynomial alone, which is smaller than Q but for the first term.
+    // polynomial alone, which is smaller than Q from the second term on.
     u64 fold_degree = 0;
     Word fold_at_1 = 0;
     // Q(k) and R(k) where sums leave out what the terms share (factored_leaf.h), else without factors.

@@ -29,7 +29,7 @@ const LogMachin& logarithm_of_2() {
     return log;
 }
 
-// Of A / B and of ln n, whose integer parts cancel: a word more than gamma has.
+// The precision of A / B and of ln n, whose integer parts cancel: a word more than gamma has.
 u64 working_precision(u64 p) {
     return p + 1;
 }

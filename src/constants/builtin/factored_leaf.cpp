@@ -295,7 +295,7 @@ void FactoredLeaf::sum_words(const Run& run, u64 a, u64 n, Piece& out, AlignedBu
     if (out.R.buffer_size != 0) out.R.set_BasicInt(R);
 }
 
-// Q and R are left out where they have no buffers, but for their residues.
+// Q and R without buffers are not computed; only their residues are.
 void FactoredLeaf::sum_piece(const Run& run, u64 a, u64 n, Piece& out, AlignedBufferC memory) const {
     if (n <= kWordTerms) return sum_words(run, a, n, out, memory);
     u64 n1 = kWordTerms;

@@ -33,7 +33,7 @@ class FactoredLeaf {
     // Ranges below this are left as they are.
     static constexpr u64 kFewestTerms = 256;
 
-    // Of a series of so many terms, with numbers of so many words each.
+    // For a series of `terms` terms, each with numbers of the words in `term`.
     FactoredLeaf(const FactoredNumber& Q, const FactoredNumber& R, u64 terms,
                  const BinarySplitting::CommonP2B3::Series::TermWords& term);
 

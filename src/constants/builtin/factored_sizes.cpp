@@ -118,7 +118,7 @@ u64 FactoredSizes::merge(u64 blocks, bool matched_above) const {
     }
     const u64 T = R(n1) + P(n2), both = std::max(P(n1), Q(n1)) + Q(n2);
     const u64 products = std::max(words_of(product_needs(T)), words_of(kept_product_needs(both, kAnyRoom)));
-    // Where nothing is matched above, the words are gathered all the same, and are none.
+    // If nothing is matched above, the gathered words are none, but gathering takes its memory.
     const u64 gathering = round_up_8(left * (std::max(kept(true), kept(false)) + kLevels));
     return std::max({gathering, matching, R1 + Q2 + round_up_8(T) + products});
 }

@@ -30,14 +30,14 @@ class FactoredSizes {
     // Words are filled to the last prime that fits, and primes have 11 bits.
     static constexpr u64 kPrimeBits = 11;
     static constexpr u64 kFullBits = 64 - kPrimeBits;
-    // Products of words one by one up to so many, of halves of them above.
+    // Up to this length words are multiplied one by one, above it the halves are.
     static constexpr u64 kSingleWords = 8;
 
     // For leaves of `longest` terms at most, each up to number `last` of the series.
     FactoredSizes(const FactoredNumber& Q, const FactoredNumber& R, u64 last,
                   const BinarySplitting::CommonP2B3::Series::TermWords& term, u64 longest);
 
-    // Of n terms' numbers, while they are computed.
+    // Words of n terms' numbers, while they are computed.
     u64 P(u64 n) const { return words(std::max(bits_Q_, bits_R_), n - 1) + term_.P + 2; }
     u64 Q(u64 n) const { return words(bits_Q_, n) + 1; }
     u64 R(u64 n) const { return words(bits_R_, n) + 1; }
@@ -55,7 +55,7 @@ class FactoredSizes {
     static u64 product_scratch_words(u64 n);
     // What a run over n terms takes, a multiple of 8.
     u64 scratch_words(u64 n) const { return scratch_[blocks_of(n) - 1]; }
-    // Of the longest leaf.
+    // Scratch words of the longest leaf.
     u64 most_scratch_words() const { return scratch_.back(); }
 
     static u64 blocks_of(u64 n) { return (n + kBlockTerms - 1) / kBlockTerms; }

@@ -10,7 +10,7 @@
 namespace kalvor {
 namespace {
 
-// Of a term's numbers for j up to 2^51 and m up to 50.
+// Words of a term's numbers for j up to 2^51 and m up to 50.
 constexpr BinarySplitting::CommonP2B3::Series::TermWords kTermWords = {3, 3, 3};
 constexpr u64 kLeafThreshold = 8, kGrowthWords = 12;
 constexpr const char* kLeaf = "Gamma_C_BSR_End()";
@@ -67,7 +67,7 @@ GammaCSeries::GammaCSeries(u64 m, u64 precision_words)
              kTermWords),
       m_(m) {}
 
-// Of the product of all denominators, and a constant.
+// ln of the product of all denominators, plus a constant.
 DoubleDouble GammaCSeries::log_size_to_dd(u64 k) const {
     return factorial(k) + DoubleDouble::from_u64(k * (2 * m_ + 5)) * dd::ln2() + ln_of_word();
 }

@@ -12,12 +12,12 @@ struct GeneratedLogFormula {
     LogFormula formula;
     // x is a prime of the table, and its row costs more.
     bool better_than_table = false;
-    // Points that the search visited, what its time goes by: at most 20,000 a strategy.
+    // Points that the search visited, at most 20,000 a strategy; its time is proportional to them.
     u64 points = 0;
     double seconds = 0;  // that it took
 };
 
-// What a user is told of such a result.
+// The report of such a result.
 inline constexpr const char* kHeuristicIsBetter =
     "The heuristic has found a better formula than the table entry.";
 

@@ -31,7 +31,7 @@ class LogSearch {
     // A formula from elsewhere.
     void offer(const LogFormula& formula);
 
-    // Points visited so far, what the time goes by.
+    // Points visited so far; the time is proportional to them.
     u64 points() const { return points_; }
 
     // The best so far. Its terms are in the order of the arguments.

@@ -42,7 +42,7 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
 
   private:
     RowSeries(const BuiltInSeries& row, u64 precision_words, std::shared_ptr<const FactoredLeaf> leaf);
-    // Of leaf() as it is in the base class, of n terms.
+    // Scratch words of the base class's leaf() for n terms.
     u64 plain_leaf_words(u64 n) const { return term_words().R + bsr_end_words(n); }
     // The terms of which F saves something, of k.
     static double saving_terms(double k);

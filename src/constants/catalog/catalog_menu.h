@@ -9,7 +9,7 @@ namespace kalvor {
 
 // Shows every row, asks for a number, and what the constant wants to know. nullptr: keep what was chosen
 // before. The number of a row without a factory is answered, and asked for again. Throws EndOfStreamException
-// when nobody answers.
+// at the end of the input.
 std::unique_ptr<Constant> choose_constant_menu(const Catalog& catalog = kalvor::catalog());
 
 }  // namespace kalvor

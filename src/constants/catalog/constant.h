@@ -68,7 +68,7 @@ class Constant : public EvaluatorFactory {
     std::vector<std::string> algorithm_tokens() const;
     // By number, token or alias. Throws InvalidParametersException "Invalid Algorithm: " + token.
     virtual void select_algorithm(std::string_view token);
-    // Lists them, asks for one and selects it. Throws EndOfStreamException when nobody answers.
+    // Lists them, asks for one and selects it. Throws EndOfStreamException at the end of the input.
     void algorithm_menu();
 
     virtual u64 min_decimal_digits() const { return 100; }

@@ -26,8 +26,8 @@ i64 checked(std::string_view text) {
     return n;
 }
 
-// What a user who asked for the formula is told of the search: the label with the time, and whether the
-// tables have a worse one.
+// The report of a search that the user asked for: the label with the time, and whether the tables have a
+// worse formula.
 void report_generation(LogFormulaKind kind, const GeneratedLogFormula& generated) {
     constexpr int kDecimals = 3;
     Console::print_line(generating_label(kind) + Console::format_fixed(generated.seconds, kDecimals) +

@@ -50,7 +50,7 @@ Value value_of(const Config::Object& object, const char* function) {
     const i64 Q = object.get_integer("CoefficientQ");
     const i64 D = object.get_integer("CoefficientD");
     if (D < 1) refuse(function, "CoefficientD must be positive.");
-    // Of a plain 64-bit number it always does.
+    // A plain 64-bit number always fits.
     if (static_cast<i64>(static_cast<Word>(D)) != D) refuse(function, "CoefficientD is too large.");
     return {P, Q, D, power};
 }

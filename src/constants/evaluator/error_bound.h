@@ -38,8 +38,8 @@ struct ErrorBound {
     // Nothing is known of the value.
     static ErrorBound unlimited();
     static ErrorBound within(const PowerOfTwo& limit) { return {false, limit}; }
-    // Of a result that is right to p words of its own but for 2^bits units of the last of them. A zero is
-    // what cancellation left, so that nothing is known of it.
+    // The bound of a result of p words with an error of at most 2^bits units of the last word. If the result
+    // is zero, cancellation has left nothing of it, so the bound is unlimited.
     static ErrorBound of_words(const BigFloat& A, u64 p, u32 bits);
 
     bool is_unlimited() const;
@@ -77,9 +77,9 @@ struct Approximation {
 // would double the bound with each.
 class ShareSum {
   public:
-    // Of a factor, or of a rounding of the product.
+    // The error of a factor, or of a rounding of the product.
     void add(const Approximation& x);
-    // Of the product T; unlimited once a factor may be zero, or the shares are not small.
+    // The bound of the product T; unlimited once a factor may be zero, or the shares are not small.
     ErrorBound of(const BigFloat& T) const;
 
   private:

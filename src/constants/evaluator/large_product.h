@@ -19,8 +19,8 @@ namespace kalvor {
 
 class LargeProduct {
   public:
-    // Of values of at most precision + 2 words. room: bytes of memory beside operands and result that cost
-    // nothing.
+    // The product of values of at most precision + 2 words. room: bytes of memory beside operands and result
+    // that cost nothing.
     LargeProduct(u64 precision, u64 room);
 
     // Beside the operands.

@@ -107,7 +107,7 @@ class FormulaEvaluator final : public Evaluator {
     static constexpr u64 kBytesOfValue = 1200;
     static constexpr const char* kWaited = "a value of the formula, which waited for another";
 
-    // Of a step that does not accumulate: its number and its bound alone.
+    // A step that does not accumulate has its number and its bound alone.
     struct Value : Accumulated {
         std::size_t made = 0;  // by which operation
     };

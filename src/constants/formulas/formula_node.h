@@ -19,7 +19,7 @@ namespace kalvor::Formulas {
 class ScopeNode;
 class VFormulaNode;
 
-// Warnings of the builder go there; whoever loads a formula prints them.
+// Takes the warnings of the builder; the caller that loads a formula prints them.
 using WarningSink = std::function<void(const std::string&)>;
 
 // Where a node is made: below a node, or as a root (nullptr).

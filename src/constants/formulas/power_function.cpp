@@ -13,7 +13,7 @@ namespace {
 
 const char kPower[] = "Power()";
 const char kPowerOf[] = "Power(x, p)";
-// Of the working precision beyond the result's: n squarings and products lose up to 64 bits.
+// Words of the working precision beyond the result's: n squarings and products lose up to 64 bits.
 constexpr u64 kGuardWords = 2;
 
 // The relative rounding error of a power, 2 |n| units of the word one beyond the working precision, in units

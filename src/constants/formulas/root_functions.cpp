@@ -79,7 +79,7 @@ class RootNode final : public VFormulaNode {
     const bool inverse_;
 };
 
-// Of an integer by the iteration for words.
+// The root of an integer by the iteration for words.
 template <class WordNode>
 std::unique_ptr<VFormulaNode> make_root(const Config::Node& x, const Place& place, const char* function,
                                         bool inverse) {

@@ -256,7 +256,7 @@ class Planner {
         const u64 bytes_alone = give_places(alone, 0);
         u64 shared_words = own_words;
         for (std::size_t i = 0; i < items_.size(); i++) {
-            // Of values that have a few words more, not of those that are much more precise.
+            // Only values with a few words more count, not those that are much more precise.
             const u64 words = step(i) == nullptr ? 0 : words_of_value(*step(i));
             if (words <= own_words + kWordsMore) shared_words = std::max(shared_words, words);
         }

@@ -12,7 +12,8 @@
 // The caller's result is a place too, in which values may wait for each other until the formula's own is
 // made; that one is then made in working memory and moved, where this takes less memory in all.
 //
-// Time and memory of a plan are linear in the number of nodes but for the values that are alive at a time.
+// Time and memory of planning grow linearly with the number of nodes, except for the part that depends on
+// how many values are alive at a time.
 #pragma once
 
 #include <memory>

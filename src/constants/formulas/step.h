@@ -47,7 +47,7 @@ class Step {
     Step(const Step&) = delete;
     Step& operator=(const Step&) = delete;
 
-    // Of one call: memory beside operands and result, and the result's buffer.
+    // The needs of one call: memory beside operands and result, and the result's buffer.
     const Needs& needs() const { return needs_; }
     // Bits by which the children's values must be better than this one's.
     virtual u64 extra_bits() const { return 2; }
@@ -65,7 +65,7 @@ class Step {
 
   protected:
     u64 precision() const { return precision_; }
-    // Of operands that are as precise as they should be, and may have a few words more.
+    // The error of cutting operands that are as precise as they should be, and may have a few words more.
     ErrorBound cut(const BigFloat& x, const BigFloat& result) const {
         return x.L <= precision_ + 1 ? ErrorBound::none() : ErrorBound::of_words(result, precision_, 1);
     }

@@ -27,7 +27,7 @@ class IntegerPolynomial {
     friend IntegerPolynomial operator+(const IntegerPolynomial& a, const IntegerPolynomial& b);
     friend IntegerPolynomial operator-(const IntegerPolynomial& a, const IntegerPolynomial& b);
     friend IntegerPolynomial operator*(const IntegerPolynomial& a, const IntegerPolynomial& b);
-    // Of values: 2x / 2 = x / 1.
+    // Compares values: 2x / 2 = x / 1.
     friend bool operator==(const IntegerPolynomial& a, const IntegerPolynomial& b);
     IntegerPolynomial derivative() const;
 

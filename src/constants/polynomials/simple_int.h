@@ -39,7 +39,7 @@ class SimpleInt {
 
     bool is_zero() const { return words_.empty(); }
     int sign() const { return words_.empty() ? 0 : negative_ ? -1 : 1; }
-    // Of the magnitude; 0 for 0.
+    // Bits of the magnitude; 0 for 0.
     u64 bit_length() const;
     // Zero bits at the low end of the magnitude; 0 for 0.
     u64 trailing_zeros() const;

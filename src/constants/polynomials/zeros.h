@@ -12,7 +12,7 @@
 
 namespace kalvor::Polynomials {
 
-// What the user is told although the work goes on.
+// Warnings for the user; the work goes on.
 using Remarks = std::vector<Warnings::Line>;
 
 // The only zero of `p` in [low, high], p square-free: either low = high is the zero, or p has different signs

@@ -47,7 +47,7 @@ constexpr u64 kMaxDigits = 1048576;
 // Computed beyond the digits that were asked for: rounding of the terms spoils fewer.
 constexpr u64 kExtraDigits = 16;
 
-// Of a computation of `digits` digits behind `offset`.
+// The figures of a computation of `digits` digits behind `offset`.
 struct Figures {
     u64 working_digits;
     u64 precision;  // words of 32 bits

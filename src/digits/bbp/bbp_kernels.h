@@ -15,8 +15,8 @@
 namespace kalvor {
 
 constexpr u64 kBbpTile = 1024;
-// |q| <= 2^49 + 1 in any mode, and a lane gets at most one limb of a term: of every eighth one, but for mode
-// C's tail, which adds every term to lane 0.
+// |q| <= 2^49 + 1 in any mode, and a lane gets at most one limb of a term: of every eighth one, except in
+// mode C's tail, which adds every term to lane 0.
 constexpr u64 kBbpFoldTerms = u64(1) << 15;
 // The largest divisors of the modes; modes A and B are proved up to here, mode C below 2^61.
 constexpr u64 kBbpLimitA = (u64(1) << 49) - 1;

@@ -46,7 +46,7 @@ enum class Power {
     a,      // m < 2^49
     b       // m < 2^51
 };
-// Of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
+// The limit of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
 constexpr u64 kExactLimit = 90000000;
 
 // r r 2^bit modulo m.
@@ -170,7 +170,7 @@ TREL_INLINE F64x8 f64_of_i62(U64x8 x) {
     const F64x8 high = f64_of_52(shift_right(y, 32)) - broadcast(1073741824.0);
     return fma(high, broadcast(4294967296.0), f64_of_52(y & broadcast(u64(0xffffffff))));
 }
-// q is the nearest integer to r 2^48 / m but for an error below 1/5; returns r 2^48 - q m.
+// q is r 2^48 / m with an error below 1/5, rounded to the nearest integer; returns r 2^48 - q m.
 TREL_INLINE U64x8 next_limb(U64x8 r, U64x8 m, F64x8 scaled_inverse, U64x8& q) {
     q = bits_of(fma(f64_of_i62(r), scaled_inverse, broadcast(kRounder))) - broadcast(kRounderBits);
     return shift_left(r, 48) - mul_lo(q, m);

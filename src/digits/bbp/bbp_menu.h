@@ -6,7 +6,7 @@
 namespace kalvor::BBPv2 {
 
 // Shows the settings and changes them until "0" starts the computation; returns after it. Throws
-// EndOfStreamException when nobody answers.
+// EndOfStreamException at the end of the input.
 void run_bbp_menu(BBPSettings settings = {});
 
 }  // namespace kalvor::BBPv2

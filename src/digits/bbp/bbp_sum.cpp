@@ -67,7 +67,7 @@ class Sum {
         }
     }
 
-    // With the mutex held. The first failure is the one that is told.
+    // With the mutex held. The first failure is the one that is reported.
     void fail(std::exception_ptr failure) {
         if (!failure_) failure_ = std::move(failure);
         stopped_ = true;

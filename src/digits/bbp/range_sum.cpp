@@ -13,7 +13,7 @@ namespace {
 constexpr u64 kLimbBlock = 256;
 // While lanes of a tail still join: 768 bits, because 2^-767 is still a normal double.
 constexpr u64 kTailBlock = 16;
-// Of the tail in mode C, whose terms are divided one by one.
+// Terms of the tail in mode C, which are divided one by one.
 constexpr u64 kTailTermsC = 16;
 
 // 2^-n, n <= 1022

@@ -41,7 +41,7 @@ class ConvertPlanP {
 
     // Fraction words for n radix words and their overlap word: ceil((n + 1) log2(R) / 64) + 2.
     u64 length(u64 n_radix_words) const;
-    // Of a split at `l` and everything below it, run by so many tasks.
+    // The needs of a split at `l` and everything below it, run by range_tds tasks.
     Needs split_needs(u64 l, u64 range_tds) const;
     // Whether the halves of a split at `l` run beside each other. Otherwise they run one after the other,
     // each with all the tasks.

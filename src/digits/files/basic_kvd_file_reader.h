@@ -31,7 +31,7 @@ class BasicKvdFileReader final : public BasicDigitReader {
     DigitRange get_range() const { return shape_.range; }
 
     std::string first_digits() const override { return shape_.first_digits; }
-    // Of the set: 0 in every file but a last one that is not full.
+    // Those of the set: 0 in every file but a last one that is not full.
     u64 total_digits() const override { return parsed_.header.total_digits; }
     // Within this file.
     bool is_in_range(u64 start, u64 count) const override;

@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kMaking = "BasicKvdFileWriter::BasicKvdFileWriter()";
 constexpr const char* kStoring = "BasicKvdFileWriter::store_digits_B()";
 
-// Never a decimal word: what was not written is told from digits.
+// Never a decimal word, so a word that was not written differs from any digits.
 constexpr u8 kFresh = 0xFF;
 
 DigitFileShape shape_of(const KvdFileSpec& spec, const std::string& path) {
@@ -46,7 +46,7 @@ DigitFileShape shape_of(const KvdFileSpec& spec, const std::string& path) {
     return shape;
 }
 
-// What is wrong with the file is told before it is made.
+// An error in the arguments is reported before the file is made.
 std::unique_ptr<PublishedFile> make_file(const std::string& base_path, const KvdFileSpec& spec,
                                          const FileCalls& calls) {
     shape_of(spec, BasicKvdFileWriter::final_path(base_path));

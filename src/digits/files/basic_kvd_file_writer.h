@@ -38,7 +38,7 @@ class BasicKvdFileWriter final : public BasicDigitWriter {
 
     DigitRange get_range() const { return {window_.shape().begin, window_.shape().end}; }
     bool is_complete();
-    // Of a file as the constructor would make it. Throws what that throws.
+    // Bytes of a file as the constructor would make it. Throws what that throws.
     static u64 bytes(const KvdFileSpec& spec);
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and

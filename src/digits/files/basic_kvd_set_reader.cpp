@@ -21,7 +21,7 @@ constexpr const char* kIncomplete = " (incomplete).kvd";
 constexpr u64 kOpenFiles = 256;
 // A header may promise any number of files.
 constexpr u64 kMostMissing = 10000;
-// Those that people are told of where nobody has promised them.
+// Missing files that a message names if no header has promised them.
 constexpr u64 kMostNamed = 10;
 constexpr const char* kMissing = "The following needed files are missing or inaccessible:\n";
 

@@ -140,8 +140,8 @@ BasicKvdSetWriter::BasicKvdSetWriter(std::unique_ptr<KvdSetFiles> own, KvdSetFil
       warnings_(warnings) {}
 
 BasicKvdSetWriter::~BasicKvdSetWriter() {
-    // What was finished and not published did not pass its check: the files keep their names. For files that
-    // somebody else keeps there is no check any more either; their writers leave them or warn.
+    // What was finished and not published did not pass its check: the files keep their names. Files that the
+    // caller keeps are not checked any more either; their writers leave them or warn.
     if (is_finished_ || is_closed_ || own_ == nullptr) return;
     try {
         close();

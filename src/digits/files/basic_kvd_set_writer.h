@@ -59,8 +59,8 @@ class KvdSetFiles {
 
 class BasicKvdSetWriter final : public BasicDigitWriter {
   public:
-    // Files beyond so many are closed until there is something to do with them; into a complete one nothing
-    // can then be written any more. The first file stays open: it keeps other runs away from the set.
+    // Files beyond this number are closed until there is something to do with them; into a complete one
+    // nothing can then be written any more. The first file stays open: it keeps other runs away from the set.
     static constexpr u64 kOpenFiles = 200;
     // Files that were begun and are not complete keep their window in memory up to this number of them; those
     // that were used least recently give theirs back.
@@ -72,7 +72,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
                       Warnings* warnings = nullptr,
                       const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
-    // Into files that somebody else keeps; they outlive the writer. Only publish() and close() then name
+    // Into files that the caller keeps; they outlive the writer. Only publish() and close() then name
     // files: those of a writer that is destroyed were not checked.
     BasicKvdSetWriter(KvdSetFiles& files, std::string_view first_digits, u8 radix, u64 digits_per_file,
                       u64 total_digits, u64 window_bytes = SectorWindow::kDefaultBytes,
@@ -119,7 +119,7 @@ class BasicKvdSetWriter final : public BasicDigitWriter {
     void let_go_of_files();
     void rest_windows(u64 used, bool is_complete);
 
-    const std::unique_ptr<KvdSetFiles> own_;  // empty when somebody else keeps the files
+    const std::unique_ptr<KvdSetFiles> own_;  // empty if the caller keeps the files
     KvdSetFiles& files_;
     const std::string first_digits_;
     const u8 radix_;

@@ -29,7 +29,7 @@ DigitFileShape shape_of(std::string_view first_digits, u64 total_digits, const s
     return {std::string(first_digits.substr(0, point + 1)), point + 1 + total_digits, 0, total_digits};
 }
 
-// What is wrong with the digits is told before a file is made for them.
+// An error in the digits is reported before a file is made for them.
 std::unique_ptr<PublishedFile> make_file(const std::string& base_path, std::string_view first_digits,
                                          u8 radix, const FileCalls& calls) {
     checked_radix(radix);

@@ -37,7 +37,7 @@ class DigitSink {
         std::string draft_path, final_path;
     };
     virtual ~DigitSink();
-    // Of a set: those of its first file.
+    // For a set: those of its first file.
     virtual const std::string& draft_path() const = 0;
     virtual const std::string& final_path() const = 0;
     // Those that were made by now.
@@ -57,7 +57,7 @@ class DigitSink {
     // abandoned there may be another. warnings: of the run, or nullptr.
     virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
                                                           Warnings* warnings) = 0;
-    // Of the output, until it is published.
+    // The size of the output, until it is published.
     virtual u64 bytes() const = 0;
     // Deletes the drafts.
     virtual void discard() = 0;
@@ -76,7 +76,7 @@ class DigitFormat {
     }
     // What the output takes at most.
     virtual u64 most_bytes(const DigitAmount& amount) const = 0;
-    // What it takes for a number whose integer part has so many digits.
+    // The same for a number whose integer part has that many digits.
     virtual u64 exact_bytes(const DigitAmount& amount, u64 integer_digits) const = 0;
     // What make_sink() would refuse now; makes nothing.
     virtual void check(const std::string& base, const DigitAmount& amount,

@@ -1,4 +1,4 @@
-// What is told of a writer whose destructor could not do its work.
+// The warning about a writer whose destructor could not close its file.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace kalvor {
 
-// warnings: of the run. nullptr: nobody wants to know.
+// warnings: of the run. nullptr: the failure is not reported.
 inline void warn_of_failed_closing(Warnings* warnings, const Exception& error) {
     if (warnings == nullptr) return;
     std::vector<Warnings::Line> lines{{"Warning, unable to close a digit file properly", ' ', true}};

@@ -26,7 +26,7 @@ namespace {
 // Files that are made and reserved before the computation. More of them would be more handles than some
 // systems give; the others are made when their digits come. Their space is asked for, but not reserved.
 constexpr u64 kHeldFiles = 64;
-// Of a header whose numbers have 20 digits, and whose number has an integer part of 64 bits.
+// Bytes of a header whose numbers have 20 digits, and whose number has an integer part of 64 bits.
 constexpr u64 kMostHeaderBytes = 280;
 
 u64 digits_per_file_of(const DigitAmount& amount) {
@@ -88,8 +88,8 @@ u64 digits_of_file(const DigitAmount& amount, u64 id) {
     return std::min(D, amount.digits - std::min(amount.digits, id * D));
 }
 
-// Of a file of a set whose number has an integer part of so many digits. Headers of ids with as many digits
-// are equally long.
+// Bytes of a file of a set whose number has an integer part of that many digits. Headers of ids with as many
+// digits are equally long.
 u64 exact_file_bytes(const DigitAmount& amount, u64 integer_digits, u64 id) {
     const u64 D = digits_per_file_of(amount), digits = digits_of_file(amount, id);
     KvdHeader header;

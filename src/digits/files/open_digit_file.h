@@ -15,7 +15,7 @@ namespace kalvor {
 // extension of ours.
 std::string_view digit_file_extension(std::string_view path);
 
-// ".txt": a text file, whose radix is told from its digits; ".kvd": the set that the file belongs to, with
+// ".txt": a text file, whose radix follows from its digits; ".kvd": the set that the file belongs to, with
 // further folders to look for its files in. Throws FileException "This file is incomplete." for one that is
 // still written, InvalidParametersException "No Extension found.", "Unrecognized Extension: ...", and what
 // the readers throw. function: where these errors say that they are found.

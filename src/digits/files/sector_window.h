@@ -40,8 +40,8 @@ class SectorWindow {
     // window_bytes: the size of one write. warnings: of the run, or nullptr; hears of an incomplete file.
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
                  DigitFileShape shape, u64 window_bytes, Warnings* warnings);
-    // close(), but a complete file that is not owned keeps its incomplete name: nobody has checked it. Throws
-    // nothing: what goes wrong is a warning of the run.
+    // close(), but a complete file that is not owned keeps its incomplete name: it has not been checked.
+    // Throws nothing: what goes wrong is a warning of the run.
     ~SectorWindow();
     SectorWindow(const SectorWindow&) = delete;
     SectorWindow& operator=(const SectorWindow&) = delete;
@@ -100,7 +100,7 @@ class SectorWindow {
 
     std::mutex mutex_;
     const DigitFileShape shape_;
-    const std::unique_ptr<FileIO::PublishedFile> own_;  // empty when somebody else owns the file
+    const std::unique_ptr<FileIO::PublishedFile> own_;  // empty if the caller owns the file
     FileIO::PublishedFile& file_;
     Warnings* const warnings_;
     const u64 capacity_;  // of the window; behind it a sector for what reaches over its end
@@ -110,7 +110,7 @@ class SectorWindow {
 
     GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
     u64 window_ = 0;        // of the buffer in the file
-    // Of the buffer:
+    // Places in the buffer:
     u64 cursor_ = 0;
     u64 known_ = 0;                        // [0, known_) is as it shall be in the file
     u64 dirty_begin_ = 0, dirty_end_ = 0;  // not yet in the file

@@ -243,7 +243,7 @@ FloatReaderB FloatWriterB::hexadecimal_reader() const {
 // changes in memory is in what was written or counted and in the hash, or in neither.
 OutputStats FloatWriterB::output(FloatReaderB reader, u64 digits, const char* section_name,
                                  BasicDigitWriter* file) {
-    // Digits that nothing was held against leave on no road.
+    // No digits leave unverified, whichever function writes them.
     if (reader.radix() == 10 && !expected_dec_) verify(plan_.compute_digits);
     if (reader.radix() == 16 && !expected_hex_) expect_binary_words();
     status_.work().enter("writing");

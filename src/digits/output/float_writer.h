@@ -85,7 +85,7 @@ class FloatWriterB {
                     const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
 
-    // Of the run; nullptr where nobody listens.
+    // The warnings of the run; nullptr: they are dropped.
     Warnings* warnings() const {
         return context_.parallel.run == nullptr ? nullptr : &context_.parallel.run->warnings;
     }

@@ -35,7 +35,7 @@ void print_interrupted(const std::string& text) {
 }
 
 void end_busy_run(const std::string& text, Terminal& terminal) {
-    // A thread that cannot get rid of its output, because nobody reads it, is not waited for.
+    // A thread that is stuck writing output that is not read is not waited for.
     for (int i = 0; i < kAttemptsToPrint; i++) {
         if (terminal.dismiss()) {
             print_interrupted(text);

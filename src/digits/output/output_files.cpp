@@ -96,7 +96,7 @@ void OutputFiles::check(const std::string& folder, const std::vector<Request>& r
 }
 
 std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Request& request) const {
-    // The draft first: what is found under the final name is then nobody else's work in progress.
+    // The draft first: once it is held, a file under the final name cannot be another run's work in progress.
     auto sink = format_of(request).make_sink(folder + request.base_name, request.amount(), *options_.calls);
     if (options_.ledger) {
         for (const DigitSink::File& file : sink->files()) options_.ledger->made(file.draft_path);
@@ -110,7 +110,7 @@ std::unique_ptr<DigitSink> OutputFiles::make(const std::string& folder, const Re
     return sink;
 }
 
-// Before anything is computed: the space is there and taken, or the user is told.
+// Before anything is computed: the space is reserved, or the user learns that it is missing.
 void OutputFiles::reserve_space() {
     if (entries_.empty()) return;
     std::vector<Request> requests;

@@ -39,7 +39,7 @@ class OutputFiles {
         // As settings say it: 0 = a text file, all ones = one compressed file, otherwise a set of them.
         void set_digits_per_file(u64 setting);
     };
-    // Of a set: its first file, and the bytes of all.
+    // For a set: its first file, and the bytes of all.
     struct WrittenFile {
         std::string path;  // of a set's first file
         u64 bytes;         // of all its files
@@ -59,9 +59,9 @@ class OutputFiles {
                       const OutputOptions& options);
 
     // Writes the digits of one radix, reads them back when `verify` says so, and publishes the file. Where
-    // the volume is full the digits are kept and the user is asked what to do; where there is nobody to ask
-    // it is tried again every minute, ten times. Throws FileException, and what read_check() throws: the file
-    // then stays under its incomplete name, and what had the final name stays.
+    // the volume is full the digits are kept and the user is asked what to do; without a terminal
+    // writing is tried again every minute, ten times. Throws FileException, and what read_check() throws: the
+    // file then stays under its incomplete name, and what had the final name stays.
     OutputStats write(FloatWriterB& digits, u8 radix, bool verify);
 
     // In the order in which they were written.

@@ -16,10 +16,10 @@ struct Replacement {
     std::string remark;         // "Replacing <path> (1,000,000 digits)."; empty: nothing is there
 };
 
-// How a refusal speaks of whoever wants to write.
+// How a refusal names the action that wants to write.
 struct ReplacementWords {
     const char* function = "OutputFiles()";
-    const char* maker = "this run makes";  // so many digits
+    const char* maker = "this run makes";  // "... 1,000 digits"
     const char* way_out =
         "Move it away or choose another folder. On a command line -overwrite:1 replaces it.";
 };

@@ -21,7 +21,7 @@ void extract_txt(BasicDigitReader& reader, u64 start, u64 end, const std::string
     const DigitAmount amount = {reader.radix(), count};
     const std::string target = format.final_path(base);
     require_other_files(reader, target);
-    // The draft first: what is found under the final name is then nobody else's work in progress.
+    // The draft first: once it is held, a file under the final name cannot be another run's work in progress.
     const auto sink = format.make_sink(base, amount, run.files);
     announce_replacement(kTextFormat, target, reader.radix(), count, run);
     // A header may promise so many digits that their bytes cannot be counted.

@@ -13,7 +13,7 @@ namespace kalvor::DigitViewer2 {
 // One thread counts, any thread reads.
 class MovedDigits {
   public:
-    // A part of the action begins, two at the most: so many digits are to be "moved", or "read back".
+    // A part of the action begins, two at the most: the digits are to be "moved", or "read back".
     void begin(const char* done, u64 digits);
     void add(u64 digits);
 

@@ -54,7 +54,7 @@ class ActionProgress {
 void check_written(BasicDigitReader& written, u64 start, u64 count, const DigitRangeStats& stats,
                    const ViewerRun& run);
 
-// Of the run; nullptr without one.
+// The warnings of the run; nullptr without one.
 Warnings* warnings_of(const ViewerRun& run);
 
 // "label: value"

@@ -14,7 +14,7 @@ namespace kalvor::DigitViewer2 {
 namespace {
 
 constexpr u64 kMaxPiece = 1000000000;            // digits
-constexpr u64 kScratchLimit = u64(1) << 30;      // bytes that readers and writers are told of
+constexpr u64 kScratchLimit = u64(1) << 30;      // bytes that readers and writers are offered
 constexpr u64 kMostMemory = 0x6FFFFFFFFFFFFFF9;  // bytes
 // Digits between two looks at the stop flag: a few milliseconds from memory, a tenth of a second from a disk.
 constexpr u64 kStep = u64(1) << 24;

@@ -64,7 +64,7 @@ T needed(const std::optional<T>& value, const char* option, const char* what) {
                            CommandLine::see_help(kPage));
 }
 
-// Of a set that does not know its total.
+// For a set that does not know its total.
 void require_end(const BasicDigitReader& reader, const ViewerOptions& options) {
     if (options.end) return;
     const auto* const set = dynamic_cast<const BasicKvdSetReader*>(&reader);

@@ -34,7 +34,7 @@ void print_option(u64 number, const char* text) {
     Console::print(text, 'T');
 }
 
-// The first digits come from the file: whatever it holds, it moves no cursor.
+// The first digits come from the file: control characters in it must not reach the terminal.
 std::string shown_first_digits(const BasicDigitReader& reader) {
     constexpr u64 kMost = 100;
     return CommandLine::shown(reader.first_digits(), kMost);

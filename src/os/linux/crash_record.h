@@ -1,4 +1,4 @@
-// What a signal handler is told.
+// What a signal handler receives.
 #pragma once
 
 #include <signal.h>

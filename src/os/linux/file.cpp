@@ -55,7 +55,8 @@ int open_for(const char* path, FileAccess access, int mode, bool& unbuffered, bo
         return handle;
     }
     if (access == FileAccess::take_over) {
-        // Nothing waits for the other end of a pipe. Who may not write may still hold the file.
+        // O_NONBLOCK: opening a pipe does not wait for its other end. A process without the right to write
+        // may still hold the file.
         mode |= O_NOFOLLOW | O_NONBLOCK;
         unbuffered = false;
         const int handle = retry_interrupted([&] { return open(path, mode); });

@@ -50,7 +50,7 @@ void on_signal(int signal) {
     errno = saved_errno;
 }
 
-// Another thread may be stuck writing what nobody reads; it holds the stream.
+// Another thread may hold the stream because it is stuck writing output that is not read.
 void flush_unless_held(std::FILE* stream) {
     if (ftrylockfile(stream) != 0) return;
     std::fflush(stream);

@@ -123,7 +123,7 @@ OsError commit_memory(void* pages, u64 bytes) {
 }
 
 OsError numa_nodes_of_pages(void* const* pages, u64 n, i32* nodes) {
-    // Without target nodes nothing moves and the nodes are told.
+    // Without target nodes no page moves, and the call answers with the nodes.
     if (syscall(SYS_move_pages, 0, n, pages, nullptr, nodes, 0) < 0) return error_of(errno);
     return {};
 }

@@ -15,7 +15,7 @@ namespace trel::os {
 constexpr u32 kListLimit = 65536;
 std::optional<std::vector<u32>> parse_number_list(std::string_view text);
 
-// Of the file's first line; nothing when it cannot be read.
+// The numbers of the file's first line; nothing when it cannot be read.
 std::optional<std::vector<u32>> read_number_list(const std::string& path);
 
 // The decimal number, with a sign or without, that the file begins with.

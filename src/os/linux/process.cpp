@@ -21,8 +21,8 @@ constexpr char kOwnFile[] = "/proc/self/exe";
 
 void open_if_closed(int descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) return;
-    // The lowest free number is this one. Without a null device anything takes its place that nobody can
-    // write to.
+    // open() takes the lowest free number, which is this one. Without a null device a read-only folder
+    // serves.
     if (open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY) == -1) {
         [[maybe_unused]] const int placeholder = open("/", O_RDONLY | O_DIRECTORY);
     }

@@ -49,7 +49,7 @@ OpenedFile open_file(const char* path, FileAccess access, FileFlags flags) {
                            : access == FileAccess::create_new ? CREATE_NEW
                                                               : OPEN_EXISTING;
     DWORD attributes = flags.write_through ? FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
-    // Of a link the link itself.
+    // If the name is a link, the link itself is opened.
     if (exclusive) attributes |= FILE_FLAG_OPEN_REPARSE_POINT;
     const auto open = [&](bool unbuffered) {
         const auto call = [&](DWORD wanted) {

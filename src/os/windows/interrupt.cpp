@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "os/console.h"
+#include "os/windows/console_events.h"
 
 namespace trel::os {
 namespace {
@@ -19,20 +20,20 @@ constexpr UINT kInterruptedExitCode = 0xC000013A;
 std::atomic<bool> interrupted{false};
 std::atomic<HANDLE> wake_up{nullptr};
 
-BOOL WINAPI on_event(DWORD event) {
-    // The second one does not wait for anybody.
+}  // namespace
+
+BOOL WINAPI on_console_event(DWORD event) {
+    // The second one ends the process at once.
     if (interrupted.exchange(true)) {
         leave_terminal(true);
         TerminateProcess(GetCurrentProcess(), kInterruptedExitCode);
     }
     SetEvent(wake_up);
-    // The system ends the process when this returns from a window that closes, a user who logs off, or a
-    // machine that shuts down; the watch's thread is quicker.
+    // After a closed window, a log-off or a shutdown the system ends the process when this returns. So it
+    // does not return: the watch's thread ends the run and the process.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }
-
-}  // namespace
 
 struct InterruptWatch::State {
     std::function<void()> first, overdue;
@@ -69,13 +70,13 @@ InterruptWatch::InterruptWatch(std::function<void()> first, std::function<void()
     }
     interrupted = false;
     state.outer = wake_up.exchange(state.interrupt);
-    SetConsoleCtrlHandler(on_event, TRUE);
+    SetConsoleCtrlHandler(on_console_event, TRUE);
 }
 
 InterruptWatch::~InterruptWatch() {
     State& state = *state_;
     if (state.thread.joinable()) {
-        SetConsoleCtrlHandler(on_event, FALSE);
+        SetConsoleCtrlHandler(on_console_event, FALSE);
         wake_up = state.outer;
         SetEvent(state.end);
         state.thread.join();

@@ -113,7 +113,8 @@ void set_process_priority(i32 level, bool only_lower) {
 void exit_process(int code) {
     std::fflush(stdout);
     std::fflush(stderr);
-    // Not even the libraries are told: a thread that ends here may hold a lock that they would wait for.
+    // The libraries are not notified either: a thread that ends here may hold a lock that they would wait
+    // for.
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     std::abort();
 }

@@ -63,7 +63,7 @@ class PoolWork {
 
     void (*const run_)(void*);
     void* const argument_;
-    std::atomic<bool> queued_{false};  // submitted and begun by nobody
+    std::atomic<bool> queued_{false};  // submitted and not begun
     PTP_WORK work_;
 };
 

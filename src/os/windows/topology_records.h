@@ -8,7 +8,7 @@
 
 namespace trel::os {
 
-// Of records of different sizes (SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX), one after the other. One that is
+// From records of different sizes (SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX), one after the other. One that is
 // cut off ends them.
 Topology topology_of(std::span<const std::byte> records);
 

@@ -1,5 +1,5 @@
-// Changes of a folder that must not be lost to a moment's trouble: tried again as long as somebody asks for
-// it, at most once a second. Where nobody does they throw a FileException instead of spinning.
+// Changes of a folder that a passing failure must not prevent: an attempt is repeated as long as the caller
+// asks for it, at most once a second. Without such a request they throw a FileException and do not spin.
 #pragma once
 
 #include <functional>
@@ -21,7 +21,7 @@ struct Refusal {
 // Whether to try again, on the thread that tries. Empty: never.
 using AskAgain = std::function<bool(const Refusal& refusal)>;
 
-// Reports the refusal and tries again when somebody at the terminal presses a key. nullptr: there is no
+// Reports the refusal and tries again when the user at the terminal presses a key. nullptr: there is no
 // terminal, so nothing is reported or tried again; the exception says it all. Both outlive what is returned.
 AskAgain ask_again_through(Status& status, Terminal* terminal);
 

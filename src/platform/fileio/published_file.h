@@ -1,6 +1,6 @@
-// A file that has another name until it is whole. What every writer of results needs: nobody else writes it,
-// nobody reads half of it, and what had its final name before stays until the new file is complete, checked
-// and on the device.
+// A file that has another name until it is whole. Every writer of results needs this: no other process writes
+// the file, no reader sees half of it, and an older file of the final name stays until the new one is
+// complete, checked and on the device.
 //
 //   PublishedFile file(draft, target)    exclusive creation under the draft's name; held from here to the end
 //   file.reserve(bytes)                  the space, before a long computation

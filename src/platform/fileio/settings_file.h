@@ -10,7 +10,7 @@
 
 namespace trel::FileIO {
 
-// Larger files are refused unread: somebody named the wrong one. A tree takes up to 30 times the memory of
+// Larger files are refused unread: the name is probably a mistake. A tree takes up to 30 times the memory of
 // its text.
 inline constexpr u64 kMaxTextFileBytes = u64(16) << 20;
 

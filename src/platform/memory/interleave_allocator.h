@@ -21,7 +21,7 @@ class InterleaveConfig final : public AllocatorConfigOf<InterleaveConfig> {
     InterleaveConfig();
     // Does not ask the nodes for their memory. Throws what the settings throw.
     explicit InterleaveConfig(const Config::Object& object);
-    // Of a machine that tests play.
+    // For a machine that a test imitates.
     InterleaveConfig(const MemoryCalls& calls, const NumaMap& map, NodeWorkers& workers);
 
     bool acquire_permissions(const ParallelContext& parallel) const override;

@@ -55,7 +55,7 @@ void NodeList::edit() {
         }
         chosen.push_back(static_cast<u32>(number));
     }
-    // Not before here: when nobody answers, the list stays.
+    // Not before here: at the end of the input, the list stays.
     numbers = chosen.empty() ? defaults() : chosen;
 }
 

@@ -34,7 +34,7 @@ class NodeWorker {
     NodeWorker(const NodeWorker&) = delete;
     NodeWorker& operator=(const NodeWorker&) = delete;
 
-    // `join` is told when the task has finished.
+    // `join` is notified when the task has finished.
     void push(std::function<void()> task, os::JoinCounter& join);
 
   private:

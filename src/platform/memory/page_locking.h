@@ -16,7 +16,7 @@ namespace trel {
 bool acquire_lock_privilege();
 // What went wrong with that otherwise than that the right is missing. Nothing on later calls.
 std::vector<Warnings::Line> lock_privilege_warnings_once();
-// What the user is told, once per process, when pages could not be locked although that was asked for: the
+// The advice to the user, once per process, when pages could not be locked although that was asked for: the
 // missing right and what can be done here. Nothing on later calls.
 std::optional<std::string> lock_advice_once();
 

@@ -24,7 +24,7 @@ class BasicParallelizer {
   public:
     virtual ~BasicParallelizer();
 
-    // What its threads had to warn of. They belong to no dispatch: whoever made the framework reports it.
+    // Warnings of its threads. These belong to no dispatch, so the maker of the framework reports them.
     Warnings& warnings() { return warnings_; }
 
     // Runs action.run(i) once for every i in [begin, end); returns when all have finished. The calling thread

@@ -57,7 +57,7 @@ class CilkConfig final : public FrameworkConfigOf<CilkConfig> {
     }
 
     NumberSetting threads;
-    // A library is code of somebody else's, so that only the user's settings bring it in.
+    // A library is foreign code, so it is loaded only if the user's settings ask for it.
     WordSetting runtime;
 
   protected:

@@ -26,7 +26,7 @@ class FrameworkConfig : public SettingsObject {
     virtual std::unique_ptr<FrameworkConfig> clone() const = 0;
     // Threads that the framework runs on; 0 = not fixed, shown as "?".
     virtual u64 worker_threads() const { return 0; }
-    // Makes the framework run on so many threads, 2 or more; false when it has no limit of its own.
+    // Limits the framework to this number of threads, 2 or more; false when it has no limit of its own.
     virtual bool limit_threads(u64) { return false; }
     // {"Framework" : name, and each setting : {"Value", "DisplayText"}} for a remote user interface.
     Config::Object to_selector() const;
@@ -38,7 +38,7 @@ class FrameworkConfig : public SettingsObject {
     std::string summary(u64 tds) const;
 };
 
-// Of a machine with several processors: the winner of Pi to 10 million digits.
+// On a machine with several processors: the fastest for Pi to 10 million digits.
 inline constexpr const char* kDefaultFramework = "cilk";
 
 using FrameworkType = ChoiceType<FrameworkConfig>;

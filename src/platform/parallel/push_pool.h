@@ -62,7 +62,7 @@ class PushPool {
   public:
     struct Settings {
         u64 most_workers;
-        bool start_all_at_once;  // at the first offer; otherwise one at a time as offers find nobody
+        bool start_all_at_once;  // at the first offer; otherwise one for each offer that finds no idle worker
         bool randomize;          // where a walk over the workers begins
         u64 base_group;          // processor group of the creator
         Warnings& warnings;      // of the framework

@@ -1,4 +1,4 @@
-// "pushpool": standing workers to which tasks are pushed; a task that nobody takes runs at once in the
+// "pushpool": standing workers to which tasks are pushed; a task that no worker takes runs at once in the
 // dispatching thread, so nested dispatch never waits for a free worker.
 #pragma once
 

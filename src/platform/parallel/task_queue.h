@@ -28,7 +28,7 @@ class TaskQueue {
     TaskQueue& operator=(const TaskQueue&) = delete;
 
     // Queues a task under a number one above the largest queued one (0 for an empty queue), which is
-    // returned. `join` is told when the task has finished. Throws InvalidParametersException "Queue is
+    // returned. `join` is notified when the task has finished. Throws InvalidParametersException "Queue is
     // closed.", LimitExceededException "ID limit exceeded.", std::bad_alloc; then nothing was queued.
     u64 push_back(BasicAction& action, u64 index, os::JoinCounter& join);
     // The same for [begin, end), under successive numbers; returns the last one. The range is not empty.

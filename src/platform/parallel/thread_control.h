@@ -39,7 +39,7 @@ u64 most_pool_threads();
 
 // With one group there is nothing to place, and a thread stays where its creator, or somebody from outside,
 // has put it. Otherwise: puts the calling thread on the whole processor group index mod (number of groups)
-// and checks that it is there. A failure is told once per process. Worker number i of a set of threads
+// and checks that it is there. A failure is reported once per process. Worker number i of a set of threads
 // whose creator was given the base b passes b + i + 1, so that successive threads fill successive groups.
 std::vector<Warnings::Line> set_thread_group(
     u64 index, const ThreadGroupCalls& calls = ThreadGroupCalls::of_this_machine());

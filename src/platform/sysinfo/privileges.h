@@ -1,4 +1,4 @@
-// The rights that some facilities ask the system for, and what the user is told without them.
+// The rights that some facilities ask the system for, and the words for the user when one is missing.
 #pragma once
 
 #include <string>

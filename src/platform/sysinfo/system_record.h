@@ -67,7 +67,8 @@ struct MachineCalls {
 SystemRecord gather_system_record(bool include_pii,
                                   const MachineCalls& calls = MachineCalls::of_this_machine());
 
-// The same but for the clocks, which take a moment to measure; and those, which waits for them.
+// The same in two steps: everything except the clocks, which take a moment to measure; then the clocks, for
+// which it waits.
 SystemRecord gather_unclocked_record(bool include_pii,
                                      const MachineCalls& calls = MachineCalls::of_this_machine());
 void add_clocks(SystemRecord& record, const MachineCalls& calls = MachineCalls::of_this_machine());

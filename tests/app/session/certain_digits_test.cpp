@@ -122,7 +122,7 @@ TEST(CertainDigitsTest, ACarryThatMayReachTheDigitsIsSaid) {
     EXPECT_EQ(open_carry(error, row(18, '9'), 38, printed), 17u);
     EXPECT_EQ(open_carry(error, row(37, '9'), 39, printed), 36u);
 
-    // By chance, exact, near to zero, known to be no row, or behind the digits.
+    // By chance, exact, near to zero, known not to be a row, or behind the digits.
     EXPECT_EQ(open_carry(error, row(39, '9'), 40, printed), std::nullopt);
     EXPECT_EQ(open_carry(ErrorBound::none(), row(31, '9'), 40, printed), std::nullopt);
     EXPECT_EQ(open_carry(error, row(0, '0'), 40, printed, 0), std::nullopt);

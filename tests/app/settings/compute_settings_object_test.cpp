@@ -234,7 +234,7 @@ TEST(ComputeSettingsObjectTest, NoMemberMayStandThereTwice) {
 }
 
 // The largest and the smallest number that can be read: each count takes what it can of them, or refuses. One
-// beyond is no number.
+// beyond is not a number.
 TEST(ComputeSettingsObjectTest, CountsAtBothEndsOf64Bits) {
     const CaptureConsole console;
     const auto count_of = [](const std::string& text, const std::string& path) {

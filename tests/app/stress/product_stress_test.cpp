@@ -154,16 +154,29 @@ class Seen {
     u64 n_bytes = 0;
 };
 
+// A core's memory, its monitor and what it computed.
+struct Core {
+    explicit Core(u64 bytes = kMiB) : scratch(bytes) {}
+    WorkerPlace place(u32 core = 0, u64 seed = 0) {
+        return {scratch.view(), core, seed, monitor, seen.fault};
+    }
+
+    const Scratch scratch;
+    RunMonitor monitor;
+    Seen seen;
+};
+
+void iterate(StressWorker& worker, u64 iterations) {
+    for (u64 i = 0; i < iterations; i++) worker.iterate(i);
+}
+
 TEST(ProductWorkerTest, MovesThroughAllOfItsMemory) {
     for (const char* tag : {"FFT", "C17", "N64"}) {
         const ProductStress& test = product(tag);
         const u64 words = 3000, bytes = product_bytes(test.algorithm(), words);
         const u64 memory_bytes = round_up_64(bytes * 7 / 2);
-        const Scratch scratch(memory_bytes);
-        RunMonitor monitor;
-        Seen seen;
-        ProductWorker worker({scratch.view(), 0, 1, monitor, seen.fault}, tag, test.algorithm(), words,
-                             {false, true});
+        Core core(memory_bytes);
+        ProductWorker worker(core.place(0, 1), tag, test.algorithm(), words, {false, true});
         ASSERT_GE(worker.places(), 3u);
         // No place reaches beyond the next one's beginning by more than a place, and the last ends with the
         // memory.
@@ -177,21 +190,18 @@ TEST(ProductWorkerTest, MovesThroughAllOfItsMemory) {
         }
         EXPECT_EQ(worker.offset_of(worker.places() - 1) + place + tables, memory_bytes);
         EXPECT_EQ(worker.offset_of(worker.places()), 0u);
-        for (u64 i = 0; i < 2 * worker.places(); i++) worker.iterate(i);
-        EXPECT_EQ(seen.places.size(), worker.places());
-        EXPECT_EQ(seen.n_bytes, 16 * words);
+        iterate(worker, 2 * worker.places());
+        EXPECT_EQ(core.seen.places.size(), worker.places());
+        EXPECT_EQ(core.seen.n_bytes, 16 * words);
     }
 }
 
 TEST(ProductWorkerTest, OperandsAreNewEveryTime) {
     const ProductStress& test = product("SFT");
-    const auto hashes = [&](u32 core, u64 seed) {
-        Scratch scratch(kMiB);
-        RunMonitor monitor;
-        Seen seen;
-        const auto worker = test.make_worker({scratch.view(), core, seed, monitor, seen.fault});
-        for (u64 i = 0; i < 8; i++) worker->iterate(i);
-        return seen.hashes;
+    const auto hashes = [&](u32 number, u64 seed) {
+        Core core;
+        iterate(*test.make_worker(core.place(number, seed)), 8);
+        return core.seen.hashes;
     };
     std::set<u64> all;
     for (u32 core = 0; core < 3; core++) {
@@ -204,15 +214,22 @@ TEST(ProductWorkerTest, OperandsAreNewEveryTime) {
     EXPECT_EQ(all.size(), 9u * 8u);
 }
 
+// The algorithm of BKT, for algorithms that differ from it in their products.
+class OfBasecase : public MultiplyAlgorithm {
+  public:
+    MultiplySizes sizes(u64 words) const override { return inner.sizes(words); }
+    void make_transform(TransformHolder& holder, u64 words, const MultiplyContext& context) const override {
+        inner.make_transform(holder, words, context);
+    }
+
+  protected:
+    const MultiplyAlgorithm& inner = product("BKT").algorithm();
+};
+
 // Squares go another way than products, and both are to be tried.
 TEST(ProductWorkerTest, EveryFourthIterationMultiplies) {
-    class Noted final : public MultiplyAlgorithm {
+    class Noted final : public OfBasecase {
       public:
-        MultiplySizes sizes(u64 words) const override { return inner.sizes(words); }
-        void make_transform(TransformHolder& holder, u64 words,
-                            const MultiplyContext& context) const override {
-            inner.make_transform(holder, words, context);
-        }
         u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const override {
             calls += 's';
             return inner.sqr(context, T, A, L, carried);
@@ -222,39 +239,28 @@ TEST(ProductWorkerTest, EveryFourthIterationMultiplies) {
             calls += std::equal(A, A + LA, B, B + LB) ? '=' : 'm';
             return inner.mul(context, T, A, LA, B, LB, carried);
         }
-        const MultiplyAlgorithm& inner = product("BKT").algorithm();
         mutable std::string calls;
     };
     for (const bool one_operand : {false, true}) {
         const Noted noted;
-        Scratch scratch(kMiB);
-        RunMonitor monitor;
-        const StressFault none;
-        ProductWorker worker({scratch.view(), 0, 0, monitor, none}, "SFT", noted, 300, {one_operand, false});
-        for (u64 i = 0; i < 8; i++) worker.iterate(i);
+        Core core;
+        ProductWorker worker(core.place(), "SFT", noted, 300, {one_operand, false});
+        iterate(worker, 8);
         EXPECT_EQ(noted.calls, one_operand ? "ssssssss" : "sssmsssm");
     }
 }
 
 TEST(ProductWorkerTest, AnOldProductIsNotTakenForANewOne) {
-    // An algorithm that does nothing after the first time.
-    class Lazy final : public MultiplyAlgorithm {
+    // Does nothing after the first time.
+    class Lazy final : public OfBasecase {
       public:
-        MultiplySizes sizes(u64 words) const override { return inner.sizes(words); }
-        void make_transform(TransformHolder& holder, u64 words,
-                            const MultiplyContext& context) const override {
-            inner.make_transform(holder, words, context);
-        }
         u64 sqr(const MultiplyContext& context, Word* T, const Word* A, u64 L, u64 carried) const override {
             return calls++ == 0 ? inner.sqr(context, T, A, L, carried) : 0;
         }
-        const MultiplyAlgorithm& inner = product("BKT").algorithm();
         mutable int calls = 0;
     } lazy;
-    Scratch scratch(kMiB);
-    RunMonitor monitor;
-    const StressFault none;
-    ProductWorker worker({scratch.view(), 0, 0, monitor, none}, "BKT", lazy, 512, {true, false});
+    Core core;
+    ProductWorker worker(core.place(), "BKT", lazy, 512, {true, false});
     worker.iterate(0);
     EXPECT_THROW(worker.iterate(1), AlgorithmFailedException);
 }

@@ -16,6 +16,48 @@ namespace {
 using kalvor_test::Kind;
 using kalvor_test::operand;
 
+// A product of two operands of half as many words each.
+Shape full(u64 words) {
+    const u64 h = words / 2;
+    return {"full", words, h, h, 0, 2 * h};
+}
+// One that is a third longer than the transform, in the window that nothing wraps into.
+Shape wrapped(u64 words, const Bench& bench) {
+    const u64 W = bench.transform->convolution_words(), n = W + W / 3;
+    return {"wrapped", words, n / 2, n - n / 2, n - W, W};
+}
+
+// Random operands, and their product without a fault.
+struct Trial {
+    Trial(Bench& bench, Operation operation, const Shape& shape)
+        : bench(bench),
+          operation(operation),
+          shape(shape),
+          A(operand(Kind::random, shape.LA, 1)),
+          B(operand(Kind::random, shape.LB, 2)),
+          right(with(none)) {}
+    Outcome with(ComputationStages& fault) { return bench.run(operation, shape, A, B, fault); }
+    // The fault left no wrong words.
+    bool harmless(const Outcome& o) const { return o.thrown || o.words == right.words; }
+
+    Bench& bench;
+    const Operation operation;
+    const Shape shape;
+    const std::vector<Word> A, B;
+    OneFlip none;  // has the names of the stages
+    const Outcome right;
+};
+
+bool was_found(const Outcome& o) {
+    return o.thrown || o.corrected != 0;
+}
+
+// Less than 2^most units of a coefficient, for a transform of so many bytes.
+double random_height(std::mt19937_64& rng, u64 data_bytes, int most) {
+    return static_cast<double>(data_bytes / sizeof(double)) *
+           std::ldexp(static_cast<double>(rng() >> 11), most - 53);
+}
+
 // A change of the spectrum that is a few units high comes out as a wave over coefficients that lie a multiple
 // of 192 bits apart. Rounded, its values often add up to 0, so that no sum of every third word shows it. But
 // most of them are not integers, and those that are do not cancel modulo 2^61 - 1.
@@ -25,19 +67,16 @@ TEST(TransformErrorsTest, SmallWavesOfTheFftAreFound) {
     u64 found = 0;
     for (const u64 words : {216, 720, 2048}) {
         Bench bench(fft, words);
-        const u64 h = words / 2;
-        const Shape s{"full", words, h, h, 0, 2 * h};
-        const std::vector<Word> A = operand(Kind::random, h, 1), B = operand(Kind::random, h, 2);
-        OneFlip none;
-        const Outcome right = bench.run(Operation::plain, s, A, B, none);
-        const u64 stage = static_cast<u64>(std::find(none.names.begin(), none.names.end(), "coefficients") -
-                                           none.names.begin());
-        ASSERT_LT(stage, none.names.size());
+        Trial trial(bench, Operation::plain, full(words));
+        const std::vector<std::string>& names = trial.none.names;
+        const u64 stage =
+            static_cast<u64>(std::find(names.begin(), names.end(), "coefficients") - names.begin());
+        ASSERT_LT(stage, names.size());
         for (int k = 0; k < 1500; k++) {
             OneFlip flip(stage, rng());
-            const Outcome o = bench.run(Operation::plain, s, A, B, flip);
-            found += o.thrown || o.corrected != 0;
-            ASSERT_TRUE(o.thrown || o.words == right.words) << words;
+            const Outcome o = trial.with(flip);
+            found += was_found(o);
+            ASSERT_TRUE(trial.harmless(o)) << words;
         }
     }
     EXPECT_GT(found, 2500u);
@@ -68,18 +107,13 @@ TEST(TransformErrorsTest, WavesNearIntegersAreFound) {
     u64 found = 0;
     for (const u64 words : {30, 60, 96, 216}) {
         Bench bench(fft, words);
-        const u64 h = words / 2;
-        const Shape s{"full", words, h, h, 0, 2 * h};
-        const std::vector<Word> A = operand(Kind::random, h, 1), B = operand(Kind::random, h, 2);
-        OneFlip none;
-        const Outcome right = bench.run(Operation::plain, s, A, B, none);
-        const double scale = static_cast<double>(bench.transform->data_bytes() / 8);
+        Trial trial(bench, Operation::plain, full(words));
         for (int k = 0; k < 20000; k++) {
             const u64 place = rng();
-            Wave wave(place, scale * std::ldexp(static_cast<double>(rng() >> 11), -51));
-            const Outcome o = bench.run(Operation::plain, s, A, B, wave);
-            ASSERT_TRUE(o.thrown || o.words == right.words) << words << " " << place;
-            found += o.thrown || o.corrected != 0;
+            Wave wave(place, random_height(rng, bench.transform->data_bytes(), 2));
+            const Outcome o = trial.with(wave);
+            ASSERT_TRUE(trial.harmless(o)) << words << " " << place;
+            found += was_found(o);
         }
     }
     EXPECT_GT(found, 60000u);
@@ -100,10 +134,9 @@ TEST(TransformErrorsTest, WavesOfWholeProductsOnTheRecordBelowAreFound) {
         multiply(serial_context(), right);
         TransformHolder fits;
         fft.make_transform(fits, LA + LB, {serial_context(), {}});
-        const double scale = static_cast<double>(fits->data_bytes() / 8);
         u64 found = 0;
         for (int k = 0; k < 3000; k++) {
-            Wave wave(rng(), scale * std::ldexp(static_cast<double>(rng() >> 11), -51));
+            Wave wave(rng(), random_height(rng, fits->data_bytes(), 2));
             RunMonitor monitor;
             monitor.stages = &wave;
             ParallelContext parallel = serial_context();
@@ -125,13 +158,10 @@ TEST(TransformErrorsTest, TheFftLooksAtCoefficientsOfUncheckedProductsToo) {
     for (const u64 words : {60, 216, 720}) {
         Bench bench(fft, words);
         bench.unchecked_product = true;
-        const u64 h = words / 2;
-        const Shape s{"full", words, h, h, 0, 2 * h};
-        const std::vector<Word> A = operand(Kind::random, h, 1), B = operand(Kind::random, h, 2);
-        const double scale = static_cast<double>(bench.transform->data_bytes() / 8);
+        Trial trial(bench, Operation::plain, full(words));
         for (int k = 0; k < 100; k++) {
-            Wave wave(rng(), scale * std::ldexp(static_cast<double>(rng() >> 11), -50));
-            const Outcome o = bench.run(Operation::plain, s, A, B, wave);
+            Wave wave(rng(), random_height(rng, bench.transform->data_bytes(), 3));
+            const Outcome o = trial.with(wave);
             ASSERT_EQ(o.checked, 0u);
             thrown += o.thrown;
         }
@@ -148,26 +178,23 @@ TEST(TransformErrorsTest, EveryBranchOfTheHntIsFound) {
     u64 lengths = 0;
     for (const u64 words : {12, 180, 300, 768, 1200, 2000}) {
         Bench bench(hnt, words);
-        const u64 W = bench.transform->convolution_words(), n = W + W / 3, h = words / 2;
-        for (const Shape& s :
-             {Shape{"full", words, h, h, 0, 2 * h}, Shape{"wrapped", words, n / 2, n - n / 2, n - W, W}}) {
-            const std::vector<Word> A = operand(Kind::random, s.LA, 1), B = operand(Kind::random, s.LB, 2);
-            OneFlip none;
-            const Outcome right = bench.run(Operation::transforms, s, A, B, none);
-            ASSERT_EQ(right.checked, 1u);
+        for (const Shape& shape : {full(words), wrapped(words, bench)}) {
+            Trial trial(bench, Operation::transforms, shape);
+            ASSERT_EQ(trial.right.checked, 1u);
             // the pass after the product of the points
-            u64 stage = none.names.size();
-            while (none.names[--stage] != "coefficients") {
+            const std::vector<std::string>& names = trial.none.names;
+            u64 stage = names.size();
+            while (names[--stage] != "coefficients") {
             }
-            while (none.names[--stage] != "pass") {
+            while (names[--stage] != "pass") {
             }
-            while (none.names[--stage] != "pass") {
+            while (names[--stage] != "pass") {
             }
             for (int k = 0; k < 300; k++) {
                 OneFlip flip(stage, rng());
-                const Outcome o = bench.run(Operation::transforms, s, A, B, flip);
-                ASSERT_TRUE(o.thrown || o.words == right.words) << W << " " << flip.name;
-                ASSERT_TRUE(o.corrected == 1 || o.thrown) << W;
+                const Outcome o = trial.with(flip);
+                ASSERT_TRUE(trial.harmless(o)) << words << " " << shape.name << " " << flip.name;
+                ASSERT_TRUE(o.corrected == 1 || o.thrown) << words << " " << shape.name;
             }
         }
         lengths++;
@@ -206,18 +233,15 @@ TEST(TransformErrorsTest, ErrorsInEveryBranchOfWrappedProductsAreFound) {
     for (u64 words = 1; words <= kShortProductWords;) {
         const u64 asked = fft.wrapped_words(words);
         Bench bench(fft, asked);
-        const u64 W = bench.transform->convolution_words(), n = W + W / 3, a = n / 2;
-        const Shape s{"wrapped", asked, a, n - a, n - W, W};
-        const std::vector<Word> A = operand(Kind::random, a, 1), B = operand(Kind::random, n - a, 2);
-        OneFlip none;
-        const Outcome right = bench.run(Operation::transforms, s, A, B, none);
-        ASSERT_EQ(right.checked, 1u) << W;
+        const u64 W = bench.transform->convolution_words();
+        Trial trial(bench, Operation::transforms, wrapped(asked, bench));
+        ASSERT_EQ(trial.right.checked, 1u) << W;
         for (const char* stage : {"data", "coefficients"}) {
             for (int k = 0; k < 30; k++) {
                 OneSign fault(stage, rng());
-                const Outcome o = bench.run(Operation::transforms, s, A, B, fault);
-                ASSERT_TRUE(o.thrown || o.words == right.words) << W << " " << stage;
-                found += o.thrown || o.corrected != 0;
+                const Outcome o = trial.with(fault);
+                ASSERT_TRUE(trial.harmless(o)) << W << " " << stage;
+                found += was_found(o);
             }
         }
         lengths++;
@@ -243,15 +267,10 @@ TEST(TransformErrorsTest, ErrorsOfOnePrimeNeedAllThreeWords) {
     const MultiplyAlgorithm& c17 = algorithm_called("C17");
     for (const u64 words : {3300, 4000, 5000, 6500}) {
         Bench bench(c17, words);
-        const Shape s{"high", words, words / 2, words / 2, words / 2, words};
-        const std::vector<Word> A = operand(Kind::random, words / 2, 1),
-                                B = operand(Kind::random, words / 2, 2);
-        OneFlip none;
-        const Outcome right = bench.run(Operation::transforms, s, A, B, none);
+        Trial trial(bench, Operation::transforms, {"high", words, words / 2, words / 2, words / 2, words});
         for (int k = 0; k < 20; k++) {
             OneSign fault("data", rng());
-            const Outcome o = bench.run(Operation::transforms, s, A, B, fault);
-            ASSERT_TRUE(o.thrown || o.words == right.words) << words;
+            ASSERT_TRUE(trial.harmless(trial.with(fault))) << words;
         }
     }
 }

@@ -21,6 +21,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/status.h"
 #include "reference/mpz_u64.h"
+#include "support/capture_console.h"
 #include "support/number.h"
 #include "support/scratch.h"
 #include "support/threads.h"
@@ -283,6 +284,22 @@ std::string thrown(F&& f) {
         return std::string(e.get_typename()) + " " + e.function + " " + e.message;
     }
     return "";
+}
+
+// run(A), with a number whose top word is zero, ends the process.
+template <class Run>
+void expect_unnormalised_is_fatal(const Run& run) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto run_it = [&] {
+        print_to_stderr();
+        Word words[2] = {5, 0};
+        BigFloat A(words, 2);
+        A.L = 2;
+        A.sign = true;
+        run(A);
+    };
+    EXPECT_EXIT(run_it(), ::testing::ExitedWithCode(1),
+                "BigFloat::check_normalization\\(\\): Top word is zero\\.");
 }
 
 }  // namespace kalvor_test

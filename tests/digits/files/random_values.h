@@ -6,7 +6,7 @@
 
 #include "os/types.h"
 
-namespace {
+namespace kalvor_test {
 
 inline std::vector<trel::u8> random_values(trel::u64 n, trel::u32 radix, std::mt19937_64& random) {
     std::vector<trel::u8> values(n);
@@ -18,4 +18,7 @@ inline std::vector<trel::u8> random_values(trel::u64 n, trel::u32 radix, trel::u
     return random_values(n, radix, random);
 }
 
-}  // namespace
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::random_values;

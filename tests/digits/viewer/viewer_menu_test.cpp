@@ -6,9 +6,8 @@
 #include "base/command_line/parameter_list.h"
 #include "base/errors/exceptions.h"
 #include "digits/files/basic_kvd_set_reader.h"
-#include "digits/viewer/compress.h"
 #include "digits/viewer/viewer_command.h"
-#include "digits/viewer/viewer_files.h"
+#include "digits/viewer/viewer_menu_texts.h"
 #include "support/capture_console.h"
 #include "support/columns.h"
 #include "support/message_of.h"
@@ -16,27 +15,17 @@
 namespace kalvor::DigitViewer2 {
 namespace {
 
-const std::string kOptions =
-    "What would you like to do?\n\n"
-    "  0     View a small range of digits.\n"
-    "  1     Compute Stats (Digit Counts + Hash).\n"
-    "  2     Extract digits into a .txt file.\n"
-    "  3     Compress digits 1 - N into one or more .kvd files.\n"
-    "  4     Compress a subset of digits into .kvd files.\n";
-const std::string kQuestion = "\nEnter your choice:\noption: ";
-const std::string kTitle =
-    "\nKalvor Digit Viewer v2.5.313\n\n"
-    "Enter the path of the file (include .txt or .kvd extensions):\nPath: ";
-
 class ViewerMenuTest : public testing::Test {
   protected:
     ViewerMenuTest() { folder_.write("a.txt", "3." + digits_); }
-    void write_set() const {
+    void write_set() const { DigitViewer2::write_set(folder_, digits_.size()); }
+    // What is printed until the input ends, at a question behind the last of these lines.
+    static std::string until_nobody_answers(const std::vector<std::string>& lines) {
         CaptureConsole console;
-        const auto reader = open_digit_file(folder_.file("a.txt"));
-        LinearConsoleNode status(79, 1.0);
-        compress_all(*reader, digits_.size(), {folder_.file("set"), 1000000},
-                     ViewerRun{serial_context(), status});
+        for (const std::string& line : lines) console.type({line});
+        EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException) << lines.size();
+        EXPECT_EQ(console.lines_left(), 0u);
+        return console.take();
     }
     const std::string digits_ = random_digits(1200000, 10, 1);
     const kalvor_test::TemporaryFolder folder_;
@@ -46,49 +35,34 @@ TEST_F(ViewerMenuTest, OfATextFile) {
     CaptureConsole console;
     console.type({folder_.file("a.txt"), "5", "0", "1", "3"});
     Menu_DigitViewer(serial_runner());
-    EXPECT_EQ(console.take(), kTitle + "\n\nText File\nFirst Digits: 3." + digits_.substr(0, 62) +
-                                  "\nDigits after Decimal Place: 1,200,000\n" + kOptions + kQuestion +
+    EXPECT_EQ(console.take(), kMenuTitle + menu_of_text(digits_) +
                                   "option: \n\nView a Range of Digits\nStarting Digit: Digits to View: \n" +
                                   digits_.substr(0, 3) + "\n");
 }
 
 TEST_F(ViewerMenuTest, OfASetWithFoldersToSearch) {
     write_set();
-    CaptureConsole console;
-    console.type({folder_.file("set - 1.kvd"), "5", folder_.file("other"), "9"});
-    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
-    const auto head = [&](const std::string& more) {
-        return "\n\nCompressed Digit File\nFirst Digits: 3." + digits_.substr(0, 50) +
-               "\nDigits after Decimal Place: 1,200,000\nDigits per File: 1,000,000\nSearch paths:\n    " +
-               folder_.file("") + "\n" + more + kOptions +
-               "  5     Add search directory. (if .kvd files are in multiple paths)\n" + kQuestion;
-    };
-    EXPECT_EQ(console.take(), kTitle + head("") + "\nEnter directory:\nPath: " +
-                                  head("    " + folder_.file("other/") + "\n") + "option: ");
+    const std::string folder = folder_.file(""), other = folder_.file("other");
+    EXPECT_EQ(until_nobody_answers({folder_.file("set - 1.kvd"), "5", other, "9"}),
+              kMenuTitle + menu_of_set(digits_, {folder}) +
+                  "\nEnter directory:\nPath: " + menu_of_set(digits_, {folder, other + "/"}) + "option: ");
 }
 
 // Menus fit 80 columns; a long folder goes on under its column.
 TEST_F(ViewerMenuTest, LongFoldersAndFirstDigitsAreWrapped) {
     write_set();
-    CaptureConsole console;
-    console.type({folder_.file("set - 1.kvd"), "5", std::string(300, 'x')});
-    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
-    const std::string text = console.take();
+    const std::string text = until_nobody_answers({folder_.file("set - 1.kvd"), "5", std::string(300, 'x')});
     EXPECT_EQ(kalvor_test::too_wide(text), "");
     const std::string full = "    " + std::string(75, 'x') + "\n";
     EXPECT_NE(text.find("\n" + full + full + full + full + "    /\n"), std::string::npos) << text;
     folder_.write("long.txt", std::string(60, '1') + ".25");
-    console.type({folder_.file("long.txt")});
-    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
-    EXPECT_EQ(kalvor_test::too_wide(console.take()), "");
+    EXPECT_EQ(kalvor_test::too_wide(until_nobody_answers({folder_.file("long.txt")})), "");
 }
 
 TEST_F(ViewerMenuTest, ATotalThatIsNotKnownSaysSo) {
     write_set();
-    CaptureConsole console;
-    console.type({folder_.file("set - 0.kvd")});
-    EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException);
-    EXPECT_NE(console.text().find("Digits after Decimal Place: Unknown - Extended File Format\n"),
+    EXPECT_NE(until_nobody_answers({folder_.file("set - 0.kvd")})
+                  .find("Digits after Decimal Place: Unknown - Extended File Format\n"),
               std::string::npos);
 }
 
@@ -130,11 +104,11 @@ TEST_F(ViewerMenuTest, NobodyThereAtAnyQuestion) {
     for (const std::string file : {"a.txt", "set - 1.kvd"}) {
         for (const auto& session : sessions) {
             for (std::size_t typed = 0; typed < session.size(); typed++) {
-                CaptureConsole console;
-                console.type({folder_.file(file)});
-                for (std::size_t i = 0; i < typed; i++) console.type({session[i]});
-                EXPECT_THROW(Menu_DigitViewer(serial_runner()), EndOfStreamException) << file << typed;
-                EXPECT_EQ(console.lines_left(), 0u);
+                SCOPED_TRACE(file + " " + std::to_string(typed));
+                std::vector<std::string> lines(session.begin(),
+                                               session.begin() + static_cast<std::ptrdiff_t>(typed));
+                lines.insert(lines.begin(), folder_.file(file));
+                until_nobody_answers(lines);
             }
         }
     }

@@ -6,45 +6,21 @@
 #include "base/console/format.h"
 #include "base/errors/exceptions.h"
 #include "digits/output/digit_stats.h"
-#include "digits/viewer/compress.h"
-#include "digits/viewer/viewer_files.h"
 #include "digits/viewer/viewer_menu.h"
-#include "support/capture_console.h"
+#include "digits/viewer/viewer_menu_texts.h"
 
 namespace kalvor::DigitViewer2 {
 namespace {
-
-const std::string kBegin =
-    "\nKalvor Digit Viewer v2.5.313\n\n"
-    "Enter the path of the file (include .txt or .kvd extensions):\nPath: \n\n";
-const std::string kOptions =
-    "What would you like to do?\n\n"
-    "  0     View a small range of digits.\n"
-    "  1     Compute Stats (Digit Counts + Hash).\n"
-    "  2     Extract digits into a .txt file.\n"
-    "  3     Compress digits 1 - N into one or more .kvd files.\n"
-    "  4     Compress a subset of digits into .kvd files.\n";
-const std::string kMore = "  5     Add search directory. (if .kvd files are in multiple paths)\n";
-const std::string kQuestion = "\nEnter your choice:\noption: ";
 
 class ViewerTranscriptTest : public testing::Test {
   protected:
     ViewerTranscriptTest() {
         folder_.write("a.txt", "3." + digits_);
-        CaptureConsole console;
-        const auto reader = open_digit_file(folder_.file("a.txt"));
-        LinearConsoleNode status(79, 1.0);
-        compress_all(*reader, digits_.size(), {folder_.file("set"), 1000000},
-                     ViewerRun{serial_context(), status});
+        write_set(folder_, digits_.size());
     }
 
     std::string menu(bool set) const {
-        if (!set)
-            return kBegin + "Text File\nFirst Digits: 3." + digits_.substr(0, 62) +
-                   "\nDigits after Decimal Place: 2,500,000\n" + kOptions + kQuestion;
-        return kBegin + "Compressed Digit File\nFirst Digits: 3." + digits_.substr(0, 50) +
-               "\nDigits after Decimal Place: 2,500,000\nDigits per File: 1,000,000\nSearch paths:\n    " +
-               folder_.file("") + "\n" + kOptions + kMore + kQuestion;
+        return kMenuTitle + (set ? menu_of_set(digits_, {folder_.file("")}) : menu_of_text(digits_));
     }
     // The same answers to the menu of a text file and of a set: what is printed behind the menu.
     // And `made` are the files that each of both makes.

@@ -7,7 +7,9 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
+#include "os/windows/console_events.h"
 #include "support/child.h"
 #include "support/windows/console_window.h"
 
@@ -82,12 +84,46 @@ const kalvor_test::Child ignored("ignored", [] {
     std::_Exit(0);
 });
 
+// Only the system can send these events, so the handler is called here as the system would.
+void is_ended_by(DWORD event) {
+    static std::atomic<bool> returned{false};
+    std::atomic<bool> stopped{false};
+    {
+        os::InterruptWatch watch(
+            [&] {
+                say("first");
+                stopped = true;
+            },
+            [] { say("overdue"); }, kNever);
+        std::thread([event] {
+            os::on_console_event(event);
+            returned = true;
+        }).detach();
+        wait_until(stopped);
+        // A handler that waits leaves no trace, only time; one that returns would have done so at once.
+        Sleep(300);
+    }
+    say(returned ? "returned" : "stopped");
+    os::end_as_interrupted();
+}
+const kalvor_test::Child window_closes("window closes", [] { is_ended_by(CTRL_CLOSE_EVENT); });
+const kalvor_test::Child user_logs_off("user logs off", [] { is_ended_by(CTRL_LOGOFF_EVENT); });
+const kalvor_test::Child machine_stops("machine stops", [] { is_ended_by(CTRL_SHUTDOWN_EVENT); });
+
 }  // namespace
 
 TEST(InterruptWatchTest, AFirstInterruptIsHandedOverAndTheProcessEndsByIt) {
     const kalvor_test::ConsoleRun run = kalvor_test::run_on_console("control c");
     EXPECT_EQ(run.screen, "first\nstopped");
     EXPECT_EQ(run.exit_code, kInterrupted);
+}
+
+TEST(InterruptWatchTest, AWindowThatClosesWaitsUntilTheWorkHasStopped) {
+    for (const char* const child : {"window closes", "user logs off", "machine stops"}) {
+        const kalvor_test::ConsoleRun run = kalvor_test::run_on_console(child);
+        EXPECT_EQ(run.screen, "first\nstopped") << child;
+        EXPECT_EQ(run.exit_code, kInterrupted) << child;
+    }
 }
 
 TEST(InterruptWatchTest, WorkThatDoesNotStopInTimeIsOverdue) {

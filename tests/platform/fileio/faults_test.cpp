@@ -6,6 +6,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "fault/faulty_file.h"
+#include "fault/key_console.h"
 #include "platform/fileio/checksummed_file.h"
 #include "platform/fileio/error_text.h"
 #include "platform/fileio/persistent.h"
@@ -18,27 +19,12 @@
 using namespace trel;
 using namespace trel::FileIO;
 using kalvor_test::Form;
+using kalvor_test::KeyConsole;
 using kalvor_test::message_of;
 using kalvor_test::TemporaryFolder;
 using Call = FaultyFile::Call;
 
 namespace {
-
-// Answers pauses: a key the first `keys` times, then the end of the input.
-class KeyConsole final : public Console::Sink {
-  public:
-    explicit KeyConsole(int keys) : keys_(keys), before_(Console::set_sink(this)) {}
-    ~KeyConsole() override { Console::set_sink(before_); }
-    void write(std::string_view text) override { text_ += text; }
-    void set_color(Console::ColorLetter) override {}
-    bool is_terminal() const override { return false; }
-    bool wait_for_key() override { return keys_-- > 0; }
-    std::string text_;
-
-  private:
-    int keys_;
-    Sink* before_;
-};
 
 class FaultsTest : public ::testing::Test {
   protected:

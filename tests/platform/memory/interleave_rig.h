@@ -5,6 +5,8 @@
 #include "platform/memory/interleave_allocator.h"
 #include "platform/memory/node_workers.h"
 
+namespace kalvor_test {
+
 struct InterleaveRig {
     explicit InterleaveRig(FakeMachine& machine)
         : calls(machine.calls()), map(calls), config(calls, map, workers) {}
@@ -14,3 +16,8 @@ struct InterleaveRig {
     trel::NodeWorkers workers;
     trel::InterleaveConfig config;
 };
+
+}  // namespace kalvor_test
+
+// Tests use the name alone.
+using kalvor_test::InterleaveRig;

@@ -15,6 +15,7 @@
 #include "base/errors/exceptions.h"
 #include "platform/parallel/bounded_dispatch.h"
 #include "platform/parallel/framework_registry.h"
+#include "platform/parallel/meeting.h"
 #include "platform/parallel/spawn_framework.h"
 #include "support/capture_console.h"
 #include "support/framework_cases.h"
@@ -201,17 +202,7 @@ TEST(SpawnFrameworkTest, EachTaskButTheLastHasAThreadOfItsOwn) {
     ASSERT_EQ(second.in_caller_.size(), 0U);
     for (const u64 n : {2, 16, 17, 64}) {
         // Every task waits for all others: fewer threads than tasks could never finish.
-        struct Meeting final : BasicAction {
-            explicit Meeting(u64 n) : missing(n) {}
-            void run(u64) override {
-                std::unique_lock<std::mutex> lock(mutex);
-                if (--missing == 0) all_here.notify_all();
-                all_here.wait(lock, [&] { return missing == 0; });
-            }
-            std::mutex mutex;
-            std::condition_variable all_here;
-            u64 missing;
-        } meeting(n);
+        kalvor_test::Meeting meeting(n);
         framework.run_in_parallel(meeting, 0, n);
         EXPECT_EQ(meeting.missing, 0U);
     }

@@ -20,6 +20,7 @@
 #include "platform/parallel/bisection.h"
 #include "platform/parallel/cilk_framework.h"
 #include "platform/parallel/cpp_async_framework.h"
+#include "platform/parallel/meeting.h"
 #include "platform/parallel/push_pool_framework.h"
 #include "platform/parallel/task_queue_framework.h"
 #include "platform/parallel/thread_control.h"
@@ -36,23 +37,11 @@
 
 using namespace trel;
 using kalvor_test::Form;
+using kalvor_test::Meeting;
 using kalvor_test::message_of;
 using kalvor_test::Recorder;
 
 namespace {
-
-// n tasks that wait for each other: they finish only if n threads run them at the same time.
-struct Meeting final : BasicAction {
-    explicit Meeting(u64 n) : missing(n) {}
-    void run(u64) override {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (--missing == 0) all_here.notify_all();
-        all_here.wait(lock, [&] { return missing == 0; });
-    }
-    std::mutex mutex;
-    std::condition_variable all_here;
-    u64 missing;
-};
 
 // Whether n threads run a dispatch of n at the same time.
 bool meets_at_once(BasicParallelizer& framework, u64 n) {

@@ -8,6 +8,8 @@
 using trel::u64;
 namespace os = trel::os;
 
+namespace kalvor_test {
+
 GuardedPages::GuardedPages(u64 bytes) {
     const u64 page = os::page_size();
     bytes_ = (bytes + page - 1) / page * page;
@@ -24,3 +26,5 @@ GuardedPages::~GuardedPages() {
     const u64 page = os::page_size();
     munmap(begin_ - page, bytes_ + 2 * page);
 }
+
+}  // namespace kalvor_test
