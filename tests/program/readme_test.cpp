@@ -76,7 +76,10 @@ std::string label_of(const std::string& line) {
     if (end == std::string::npos) return "";
     // "1,416 terms  (Expansion Factor = 1.708)"
     const std::size_t begin = line.find(" terms  (");
-    return begin < end ? line.substr(begin + 9, end - begin - 9) : line.substr(0, end);
+    std::string label = begin < end ? line.substr(begin + 9, end - begin - 9) : line.substr(0, end);
+    // Names that stand below each other: "After  Hash".
+    for (std::size_t at; (at = label.find("  ")) != std::string::npos;) label.erase(at, 1);
+    return label;
 }
 
 // The page that the README promises for every line of a run has each label.
