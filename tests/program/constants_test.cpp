@@ -83,6 +83,9 @@ TEST(ConstantsProgramTest, Refusals) {
         EXPECT_EQ(run.exit_code, 1) << word;
         EXPECT_TRUE(run.has(refusal)) << word << "\n" << run.out << run.err;
         EXPECT_FALSE(run.has("Working Memory")) << word << "\n" << run.out;
+        // What was meant and where to read on.
+        EXPECT_NE(run.err.find(word), std::string::npos) << word << "\n" << run.err;
+        EXPECT_NE(run.err.find("See \"kalvor help custom\"."), std::string::npos) << word << "\n" << run.err;
     }
 }
 

@@ -92,7 +92,7 @@ void load(ComputeSettings& settings, const SettingsTable& table) {
     load_from_menu(kAction, [&](const Config::Object& object) {
         SettingWarnings warnings;
         ComputeSettings loaded = load_compute_settings(object, warnings, table);
-        FileIO::prepare_output_folder(loaded.path);
+        FileIO::try_output_folder(loaded.path);
         settings = std::move(loaded);
         for (const std::string& warning : warnings) print_warning(warning);
     });

@@ -52,8 +52,8 @@ ConfigJob build_custom_compute(const Object& root, const AuthorizationToken& tok
     {
         constexpr u64 kLineWidth = 79;
         LinearConsoleNode console(kLineWidth, 1.0);
-        const FileIO::PreparedFolder trial(settings->path, FileIO::FileCalls::of_this_machine(),
-                                           FileIO::ask_again_through(console, &console));
+        FileIO::try_output_folder(settings->path, FileIO::FileCalls::of_this_machine(),
+                                  FileIO::ask_again_through(console, &console));
     }
     return [settings, token] {
         run_on_console(std::move(*settings), token);

@@ -133,7 +133,7 @@ class PathView final : public ViewOfSettings {
         Console::print_line("This is where both the digits and the validation file will be written to.");
         const std::string path = Prompt::read_text("Path", 'T');
         try {
-            FileIO::prepare_output_folder(path);
+            FileIO::try_output_folder(path);
         } catch (const FileIO::FileException&) {
             Console::print_line("Path is not writable.");
             return;

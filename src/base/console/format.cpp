@@ -5,25 +5,13 @@
 
 namespace trel::Console {
 
-namespace {
-
-template <class Number>
-std::string list_of(std::span<const Number> numbers) {
+std::string format_list(std::span<const u32> numbers) {
     std::string text;
-    for (const Number number : numbers) {
+    for (const u32 number : numbers) {
         if (!text.empty()) text += ", ";
         text += std::to_string(number);
     }
     return text;
-}
-
-}  // namespace
-
-std::string format_list(std::span<const u32> numbers) {
-    return list_of(numbers);
-}
-std::string format_list(std::span<const u64> numbers) {
-    return list_of(numbers);
 }
 
 std::string format_commas(u64 value) {

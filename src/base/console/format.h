@@ -17,9 +17,8 @@ std::string format_commas(u64 value);
 std::string format_bytes(u64 value);
 // Fixed-point decimal text with `decimals` digits, independent of the locale.
 std::string format_fixed(double value, int decimals);
-// "0, 2, 4": cores, processors, memory nodes. One form everywhere.
+// "0, 2, 4", in the order in which they stand. Cores and processors: core_list_text() of platform/sysinfo.
 std::string format_list(std::span<const u32> numbers);
-std::string format_list(std::span<const u64> numbers);
 // "59.500 seconds  ( 0.992 minutes )"
 std::string format_time(double seconds);
 

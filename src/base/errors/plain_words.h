@@ -17,8 +17,8 @@ class SettingsFileException final : public FileIO::FileException {
 // A bad value with words of its own.
 class ExplainedException final : public InvalidParametersException {
   public:
-    ExplainedException(std::string message, std::string words)
-        : InvalidParametersException("", std::move(message)), words(std::move(words)) {}
+    ExplainedException(std::string message, std::string words, std::string function = "")
+        : InvalidParametersException(std::move(function), std::move(message)), words(std::move(words)) {}
 
     std::string words;
 };

@@ -2,6 +2,7 @@
 
 #include "base/console/console.h"
 #include "base/errors/exceptions.h"
+#include "base/errors/plain_words.h"
 #include "base/prompt/prompt.h"
 #include "constants/builtin/euler_gamma.h"
 #include "constants/catalog/catalog.h"
@@ -54,8 +55,12 @@ std::unique_ptr<Evaluator> BrentConstant::make_evaluator(const EvaluatorRequest&
         return EulerGamma(static_cast<GammaAlgorithm>(algorithm()), k).make_evaluator(request);
     } catch (const LimitExceededException&) {
         if (k <= EulerGamma::parameter_for(request.precision)) throw;
-        throw InvalidParametersException("BrentConstant::make_evaluator()",
-                                         std::to_string(k) + " is out of range.");
+        throw ExplainedException(std::to_string(k) + " is out of range.",
+                                 "brent:" + std::to_string(k) +
+                                     " has a parameter that is far too large for so few digits. Take a "
+                                     "smaller one, or \"gamma\", which finds its own.\n"
+                                     "See \"kalvor help custom\".",
+                                 "BrentConstant::make_evaluator()");
     }
 }
 

@@ -1,7 +1,6 @@
 #include "platform/fileio/output_folder.h"
 
 #include <random>
-#include <utility>
 
 #include "os/file.h"
 #include "platform/fileio/error_text.h"
@@ -17,6 +16,28 @@ std::string random_name() {
     return name;
 }
 
+// Makes the folder of a prefix and its missing parents, as far as that is possible. The error of the last
+// call: why the folder itself is missing, if it is. `made` gets the folders that were made, parents first.
+os::OsError create_folders(const std::string& prefix, const FileCalls& calls,
+                           std::vector<std::string>& made) {
+    // Parents first; one that exists already is not an error, and a real failure shows when the folder is
+    // used.
+    os::OsError first, last;
+    for (std::size_t i = 1; i < prefix.size(); i++) {
+        if (os::is_path_separator(prefix[i])) {
+            const std::string folder = prefix.substr(0, i);
+            last = calls.create_folder(folder.c_str());
+            if (!last) made.push_back(folder);
+            // A parent that is missing is the consequence of the failure before; one that is there is not
+            // one.
+            if (last.category == os::ErrorCategory::not_found || last.category == os::ErrorCategory::exists)
+                continue;
+            first = last;
+        }
+    }
+    return last.category == os::ErrorCategory::not_found && first ? first : last;
+}
+
 // One that somebody else has put something into meanwhile stays.
 void remove_made(const std::vector<std::string>& made, const FileCalls& calls) {
     for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
@@ -28,26 +49,6 @@ void remove_made(const std::vector<std::string>& made, const FileCalls& calls) {
 std::string folder_prefix(const std::string& path) {
     if (path.empty() || path.back() == '/' || path.back() == '\\') return path;
     return path + '/';
-}
-
-os::OsError create_folders(const std::string& prefix, const FileCalls& calls,
-                           std::vector<std::string>* made) {
-    // Parents first; one that exists already is not an error, and a real failure shows when the folder is
-    // used.
-    os::OsError first, last;
-    for (std::size_t i = 1; i < prefix.size(); i++) {
-        if (os::is_path_separator(prefix[i])) {
-            const std::string folder = prefix.substr(0, i);
-            last = calls.create_folder(folder.c_str());
-            if (!last && made != nullptr) made->push_back(folder);
-            // A parent that is missing is the consequence of the failure before; one that is there is not
-            // one.
-            if (last.category == os::ErrorCategory::not_found || last.category == os::ErrorCategory::exists)
-                continue;
-            first = last;
-        }
-    }
-    return last.category == os::ErrorCategory::not_found && first ? first : last;
 }
 
 os::OsError check_writable(const std::string& prefix, const FileCalls& calls, const AskAgain& ask_again) {
@@ -66,29 +67,26 @@ os::OsError check_writable(const std::string& prefix, const FileCalls& calls, co
     return closed;
 }
 
-std::string prepare_output_folder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again,
-                                  std::vector<std::string>* made_here) {
-    std::string prefix = folder_prefix(path);
-    std::vector<std::string> made;
-    const os::OsError created = create_folders(prefix, calls, &made);
-    if (os::OsError error = check_writable(prefix, calls, ask_again)) {
+PreparedFolder::PreparedFolder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again)
+    : calls_(calls), prefix_(folder_prefix(path)) {
+    const os::OsError created = create_folders(prefix_, calls_, made_);
+    if (os::OsError error = check_writable(prefix_, calls_, ask_again)) {
         // The probe only finds that there is no folder; why there is none was said when it was to be made.
         if (error.category == os::ErrorCategory::not_found && created) error = created;
-        remove_made(made, calls);
-        throw FileException("prepare_output_folder()", "Path is not writable.", path, error.code);
+        remove_made(made_, calls_);
+        throw FileException("PreparedFolder()", "Path is not writable.", path, error.code);
     }
-    if (made_here != nullptr) *made_here = std::move(made);
-    return prefix;
 }
-
-PreparedFolder::PreparedFolder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again)
-    : calls_(calls), prefix_(prepare_output_folder(path, calls, ask_again, &made_)) {}
 
 PreparedFolder::~PreparedFolder() {
     try {
         remove_made(made_, calls_);
     } catch (...) {  // an empty folder is left
     }
+}
+
+void try_output_folder(const std::string& path, const FileCalls& calls, const AskAgain& ask_again) {
+    const PreparedFolder trial(path, calls, ask_again);
 }
 
 }  // namespace trel::FileIO

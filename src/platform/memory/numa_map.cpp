@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/console/format.h"
 #include "base/errors/exceptions.h"
+#include "platform/sysinfo/core_numbers.h"
 
 namespace trel {
 namespace {
@@ -40,14 +40,14 @@ NumaMap::NumaMap(const MemoryCalls& calls) {
                 lines_.push_back({"Warning: Skipping invalid KAFFINITY mask.", 'R'});
                 continue;
             }
-            const u64 core = static_cast<u64>(found - all.begin());
+            const u32 core = static_cast<u32>(found - all.begin());
             node.cores.push_back(core);
             node_of_core_[core] = number;
         }
         std::sort(node.cores.begin(), node.cores.end());
     }
     for (const auto& [number, node] : nodes_) {
-        lines_.push_back({"    Node " + width_2(number) + ":  " + Console::format_list(node.cores)});
+        lines_.push_back({"    Node " + width_2(number) + ":  " + core_list_text(node.cores)});
     }
 }
 

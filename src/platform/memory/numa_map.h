@@ -25,7 +25,7 @@ class NumaMap {
   public:
     struct Node {
         std::vector<u32> processors;  // by the system's numbers: what a thread is bound to
-        std::vector<u64> cores;       // by the program's numbers, ascending
+        std::vector<u32> cores;       // by the program's numbers, ascending
     };
 
     // Asks the system. Throws NumaUnknown when it has no answer.

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <string>
 
-#include "base/console/format.h"
 #include "base/errors/one_shot_warning.h"
 #include "os/affinity.h"
 #include "os/cpu.h"
+#include "platform/sysinfo/core_numbers.h"
 
 namespace trel {
 namespace {
@@ -86,9 +86,9 @@ Lines set_thread_group(u64 index, const ThreadGroupCalls& calls) {
     Lines lines{raised("Warning: Unable to set processor group affinity: " + std::to_string(code))};
     if (!setting) {
         lines.push_back(red("Expected Group: " + std::to_string(group)));
-        lines.push_back(red("Expected Mask : " + Console::format_list(wanted)));
+        lines.push_back(red("Expected Mask : " + core_list_text(wanted)));
         lines.push_back(red("Actual Group  : " + std::to_string(calls.current_group())));
-        lines.push_back(red("Actual Mask   : " + Console::format_list(actual)));
+        lines.push_back(red("Actual Mask   : " + core_list_text(actual)));
     }
     lines.push_back(suppression());
     return lines;

@@ -48,7 +48,8 @@ class CoreGroup {
     std::vector<u32> cores_;
 };
 
-// Ascending numbers as ranges: "0-3, 8"; "(none)" for none.
+// Ascending numbers of cores or processors, neighbours as ranges: "0, 2, 4", "0-3, 8"; "(none)" for none.
+// However many cores a machine has, the list stays readable, and every list of cores is written like this.
 std::string core_list_text(std::span<const u32> cores);
 
 // What a person or a command line names.

@@ -271,6 +271,21 @@ TEST(CustomMenuTest, AFileThatIsRefusedChangesNothing) {
     }
 }
 
+// A folder that is entered or stands in a file is only tried. Its run makes it; who leaves, or is refused,
+// leaves nothing.
+TEST(CustomMenuTest, TheFolderIsMadeByTheRunAlone) {
+    TemporaryFolder folder;
+    ComputeSettings settings = small_settings();
+    settings.path = folder.file("loaded/deeper");
+    FileIO::write_config_file(folder.file("it.cfg"), "CustomCompute", save_compute_settings(settings));
+    // The second one needs more memory than a machine has.
+    EXPECT_TRUE(ends_with(shown(small_settings(), {"20", folder.file("it")}), "\n\noption: "));
+    shown(small_settings(), {"5", folder.file("entered/deeper")});
+    shown(small_settings(10000000000000), {"5", folder.file("refused"), "0"});
+    EXPECT_EQ(folder.files(), std::vector<std::string>{"it.cfg"});
+    EXPECT_FALSE(folder.has("loaded") || folder.has("entered") || folder.has("refused"));
+}
+
 // The folder is looked at before anything is taken over.
 TEST(CustomMenuTest, AFileWhoseFolderCannotBeMadeChangesNothing) {
     TemporaryFolder folder;

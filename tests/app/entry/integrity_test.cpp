@@ -71,12 +71,13 @@ TEST_F(IntegrityTest, AFileThatCannotBeReadIsAnError) {
 
 TEST_F(IntegrityDeathTest, ADamagedProgramDoesNotRun) {
     folder_.write("good", sealed("abc"));
-    CaptureConsole console;
-    check_integrity("path", folder_.file("good"));
-    EXPECT_EQ(console.text(), "");
+    {
+        CaptureConsole console;
+        check_integrity("path", folder_.file("good"));
+        EXPECT_EQ(console.text(), "");
+    }
     EXPECT_EXIT(
         {
-            print_to_stderr();
             trel::Console::set_pause_before_fatal_exit(false);
             folder_.write("bad", "abc");
             check_integrity(folder_.file("bad"), folder_.file("bad"));

@@ -462,6 +462,8 @@ TEST(ComputeTableTest, TheLinesOfTheMenuEditTheSettings) {
         "Path: ";
     EXPECT_EQ(edit(settings, 5, {folder.file("a b")}), question);
     EXPECT_EQ(settings.path, folder.file("a b"));
+    // It was only tried; the run makes it.
+    EXPECT_FALSE(folder.has("a b"));
     // What cannot be written to is refused, and the path stays as it is.
     folder.write("file", "");
     EXPECT_EQ(edit(settings, 5, {folder.file("file/x")}), question + "Path is not writable.\n");

@@ -11,7 +11,7 @@ using Console::format_time;
 TEST(FormatListTest, CommaAndBlank) {
     EXPECT_EQ(Console::format_list(std::vector<u32>{}), "");
     EXPECT_EQ(Console::format_list(std::vector<u32>{7}), "7");
-    EXPECT_EQ(Console::format_list(std::vector<u64>{0, 2, 4}), "0, 2, 4");
+    EXPECT_EQ(Console::format_list(std::vector<u32>{0, 4, 2}), "0, 4, 2");
 }
 
 TEST(FormatNumberTest, Modes) {

@@ -383,7 +383,6 @@ TEST(FatalPathsTest, AssertionFailure) {
 TEST(FatalPathsTest, AnAssertionFailureWaitsForNobodyWhenToldSo) {
     EXPECT_EXIT(
         {
-            print_to_stderr();
             Console::set_pause_before_fatal_exit(false);
             assertion_failure("text ", "f()", "");
         },
@@ -414,7 +413,6 @@ TEST(FatalPathsTest, TheirColours) {
 TEST(FatalPathsTest, ThreadEdges) {
     auto die_of = [](const std::function<void()>& thrower, std::string_view line,
                      std::string_view unknown = {}) {
-        print_to_stderr();
         Console::set_pause_before_fatal_exit(false);
         std::thread([&] {
             try {

@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+#include "support/run_program.h"
+
 using namespace trel;
 
 namespace {
@@ -31,6 +33,18 @@ TEST(ChooseIsaTest, RefusalsNameTheValueAndWhatIsAccepted) {
               "KALVOR_ISA: \"avx512\" is not available on this machine. Accepted here: \"avx2\".");
     EXPECT_FALSE(choose_isa("AVX2", kBoth).isa);
     EXPECT_FALSE(choose_isa("avx2 ", kBoth).isa);
+}
+
+// The first question ends a process whose user has named no level that there is.
+TEST(ActiveIsaTest, AnUnknownNameEndsTheProcess) {
+    kalvor_test::RunOptions options;
+    options.environment = {"KALVOR_ISA=mmx"};
+    const kalvor_test::ProgramRun run =
+        kalvor_test::run_this_test({"--gtest_filter=ActiveIsaTest.IsOneOfTheAvailable"}, options);
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_NE(run.err.find("\nKALVOR_ISA: \"mmx\" is not an instruction-set level."), std::string::npos)
+        << run.err;
+    EXPECT_EQ(run.out.find("KALVOR_ISA"), std::string::npos) << run.out;
 }
 
 TEST(ActiveIsaTest, IsOneOfTheAvailable) {

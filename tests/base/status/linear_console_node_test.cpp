@@ -427,6 +427,15 @@ TEST(LinearConsoleTest, AFatalErrorEndsTheProgram) {
         testing::ExitedWithCode(1), "^\n.R.broken\n.w.Fatal error encountered. Terminating program.\n.w.$");
 }
 
+// As an error, without and with somebody who watches.
+TEST(LinearConsoleTest, AFatalErrorGoesToTheErrorStream) {
+    Console::set_pause_before_fatal_exit(false);
+    constexpr const char* kText = "^\nbroken\nFatal error encountered. Terminating program.\n$";
+    EXPECT_EXIT(LinearConsoleNode(79, 1.0).FatalError("broken"), testing::ExitedWithCode(1), kText);
+    EXPECT_EXIT(null_status().FatalError("broken"), testing::ExitedWithCode(1), kText);
+    Console::set_pause_before_fatal_exit(true);
+}
+
 TEST(LinearConsoleTest, AsksTheUser) {
     CaptureConsole console(CaptureConsole::terminal);
     LinearConsoleNode node(79, 1.0);

@@ -384,7 +384,7 @@ TEST_P(SweepsTest, PrepareOutputFolder) {
     };
     sweep.operation = [&](const FileCalls& calls) {
         LinearConsoleNode console(79, 1.0);
-        got = prepare_output_folder(path("x/y"), calls, ask_again_through(console, &console));
+        got = PreparedFolder(path("x/y"), calls, ask_again_through(console, &console)).prefix();
     };
     sweep.check = [&](const FaultPoint& point, const FaultOutcome& outcome) {
         EXPECT_EQ(got, path("x/y/"));
@@ -422,13 +422,17 @@ TEST(OutputFolderTest, PrefixesAndNewFolders) {
     EXPECT_EQ(folder_prefix("C:\\a\\"), "C:\\a\\");
     EXPECT_EQ(folder_prefix("/"), "/");
     const TemporaryFolder folder;
-    EXPECT_EQ(prepare_output_folder(folder.file("p/q/r")), folder.file("p/q/r/"));
+    {
+        PreparedFolder kept(folder.file("p/q/r"));
+        EXPECT_EQ(kept.prefix(), folder.file("p/q/r/"));
+        kept.keep();
+    }
     EXPECT_TRUE(std::filesystem::is_directory(folder.file("p/q/r")));
     EXPECT_TRUE(std::filesystem::is_empty(folder.file("p/q/r")));
     // A file stands where a folder should be.
     folder.write("f", "content");
     try {
-        prepare_output_folder(folder.file("f/g"));
+        try_output_folder(folder.file("f/g"));
         ADD_FAILURE();
     } catch (const FileException& e) {
         EXPECT_EQ(e.message, "Path is not writable.");
@@ -444,7 +448,7 @@ TEST(OutputFolderTest, ARefusedPathLeavesNoFolders) {
     std::filesystem::create_directory(folder.file("there"));
     const std::string too_long(300, 'x');
     for (const char* parents : {"there/a/b/", "c/"}) {
-        EXPECT_THROW(prepare_output_folder(folder.file(parents + too_long)), FileException) << parents;
+        EXPECT_THROW(try_output_folder(folder.file(parents + too_long)), FileException) << parents;
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.file("there")));
     EXPECT_FALSE(std::filesystem::exists(folder.file("c")));
@@ -454,9 +458,28 @@ TEST(OutputFolderTest, ARefusedPathLeavesNoFolders) {
         folder.write("d/e/file", "content");
         return os::OpenedFile{.error = {4711, os::ErrorCategory::access_denied}};
     };
-    EXPECT_THROW(prepare_output_folder(folder.file("d/e/f"), calls), FileException);
+    EXPECT_THROW(try_output_folder(folder.file("d/e/f"), calls), FileException);
     EXPECT_FALSE(std::filesystem::exists(folder.file("d/e/f")));
     EXPECT_EQ(folder.read("d/e/file"), "content");
+}
+
+// What is not kept goes with its object: what it has made, as long as nothing stands in it.
+TEST(OutputFolderTest, WhatIsNotKeptGoesAgain) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("there"));
+    {
+        const PreparedFolder made(folder.file("there/a/b"));
+        EXPECT_TRUE(std::filesystem::is_directory(folder.file("there/a/b")));
+    }
+    try_output_folder(folder.file("there"));
+    try_output_folder(folder.file("there/a"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("there")));
+    {
+        const PreparedFolder used(folder.file("there/a/b"));
+        folder.write("there/a/file", "content");
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder.file("there/a/b")));
+    EXPECT_EQ(folder.read("there/a/file"), "content");
 }
 
 // A folder that cannot be made is told with the reason of that, not with "not found", which is what follows.
@@ -475,7 +498,7 @@ TEST(OutputFolderTest, TellsWhyAFolderCannotBeMade) {
                        : os::OsError{4712, os::ErrorCategory::not_found};
         };
         try {
-            prepare_output_folder(folder.file(path), calls);
+            try_output_folder(folder.file(path), calls);
             ADD_FAILURE() << path;
         } catch (const FileException& e) {
             EXPECT_EQ(e.error_code, 4711U) << path;

@@ -7,6 +7,7 @@
 #include <new>
 #include <random>
 
+#include "base/console/console.h"
 #include "base/errors/exceptions.h"
 #include "platform/memory/aligned_buffer.h"
 #include "support/message_of.h"
@@ -77,6 +78,16 @@ TEST(GuardedHeapTest, OverrunAndUnderrunShowWhenFreed) {
     block[100] ^= 1;
     EXPECT_NO_THROW(aligned_free(block));
     EXPECT_NO_THROW(aligned_free(nullptr));
+}
+
+// Nobody catches what a destructor finds.
+TEST(GuardedBufferDeathTest, AnOverrunEndsTheProcess) {
+    const auto overrun = [] {
+        Console::set_pause_before_fatal_exit(false);
+        const GuardedBuffer buffer(100, 64);
+        static_cast<u8*>(buffer.get())[100] ^= 1;
+    };
+    EXPECT_EXIT(overrun(), testing::ExitedWithCode(1), "aligned_free.*\n\nMemory buffer has been overrun.\n");
 }
 
 TEST(GuardedHeapTest, ExhaustionIsTheStandardFailure) {

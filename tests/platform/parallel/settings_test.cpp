@@ -513,7 +513,7 @@ TEST(ThreadControlDeathTest, FailuresAreReportedOnce) {
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
                 "^\nWarning: Unable to set processor group affinity: 0\n"
-                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 3, 4, 5\n" +
+                "Expected Group: 2\nExpected Mask : 20-21\nActual Group  : 1\nActual Mask   : 3-5\n" +
                     last);
     EXPECT_EXIT(fail_twice({three_groups, list_none, success, read_others, group_one}),
                 ::testing::ExitedWithCode(0),
@@ -527,8 +527,8 @@ TEST(ThreadControlDeathTest, FailuresAreRed) {
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, read_others, group_one}, true),
                 ::testing::ExitedWithCode(0),
                 "^\n\\{R\\}Warning: Unable to set processor group affinity: 0\n\\{w\\}"
-                "\\{R\\}Expected Group: 2\\{w\\}\n\\{R\\}Expected Mask : 20, 21\\{w\\}\n"
-                "\\{R\\}Actual Group  : 1\\{w\\}\n\\{R\\}Actual Mask   : 3, 4, 5\\{w\\}\n"
+                "\\{R\\}Expected Group: 2\\{w\\}\n\\{R\\}Expected Mask : 20-21\\{w\\}\n"
+                "\\{R\\}Actual Group  : 1\\{w\\}\n\\{R\\}Actual Mask   : 3-5\\{w\\}\n"
                 "\\{R\\}Further messages of this message will be suppressed.\\{w\\}\n$");
 }
 
@@ -542,7 +542,7 @@ TEST(ThreadControlDeathTest, TheGroupIsCheckedToo) {
     };
     EXPECT_EXIT(fail_twice({three_groups, list_two_processors, success, as_wanted, group_one}),
                 ::testing::ExitedWithCode(0),
-                "Expected Group: 2\nExpected Mask : 20, 21\nActual Group  : 1\nActual Mask   : 20, 21\n");
+                "Expected Group: 2\nExpected Mask : 20-21\nActual Group  : 1\nActual Mask   : 20-21\n");
     CaptureConsole console;
     EXPECT_TRUE(
         set_thread_group(5, {three_groups, list_two_processors, success, as_wanted, group_two}).empty());

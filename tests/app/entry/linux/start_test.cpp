@@ -1,16 +1,25 @@
 // The program as a shell starts it: streams that are closed, limits of the user's.
 #include <gtest/gtest.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 #include "app/entry/integrity.h"
 #include "app/entry/stack_check.h"
+#include "os/cpu.h"
+#include "os/linux/processor_list.h"
 #include "os/process.h"
 #include "support/capture_console.h"
 #include "support/child.h"
@@ -42,6 +51,28 @@ const kalvor_test::Child no_reader_child("into a closed pipe", [] {
     _exit(98);
 });
 
+// From here on nobody tells this process its processors, or lets it choose them; what it starts neither.
+bool refuse_affinity() {
+    sock_filter lines[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_sched_getaffinity, 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_sched_setaffinity, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter{std::size(lines), lines};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+const kalvor_test::Child sandbox_child("in a sandbox", [] {
+    if (!refuse_affinity()) _exit(99);
+    const std::string program = kalvor_test::kalvor_path();
+    execl(program.c_str(), "kalvor", "skip-warnings", "pause:-2", "custom", "pi", "-dec:1000", "-o", "out",
+          nullptr);
+    _exit(98);
+});
+
 // A program's file that its user may run but not read; nobody reads as root.
 const kalvor_test::Child unreadable_child("unreadable", [] {
     if (geteuid() == 0 && seteuid(65534) != 0) _exit(99);
@@ -67,6 +98,22 @@ TEST(StartTest, WithAReaderThatHasGone) {
     options.folder = folder.path();
     EXPECT_LE(kalvor_test::run_this_test({"--child", "into a closed pipe"}, options).exit_code, 1);
     EXPECT_EQ(read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1002u);
+}
+
+// The processors of the machine are those of the run then.
+TEST(StartTest, WhereTheAffinityIsRefused) {
+    const TemporaryFolder folder;
+    kalvor_test::RunOptions options;
+    options.folder = folder.path();
+    const kalvor_test::ProgramRun run = kalvor_test::run_this_test({"--child", "in a sandbox"}, options);
+    if (run.exit_code == 99) GTEST_SKIP() << "system calls cannot be refused here";
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(read_file(folder / "out/Pi - Dec - Chudnovsky.txt").size(), 1002u);
+    const auto machine = static_cast<trel::u32>(trel::os::processors_of_machine("").size());
+    const std::string threads =
+        " / " + std::to_string(trel::os::processors_within_quota(machine, trel::os::processor_quota()));
+    const std::string text = run.value("Multi-Threading:") + " ";
+    EXPECT_NE(text.find(threads + " "), std::string::npos) << text;
 }
 
 TEST(StartTest, AProgramThatMayBeRunButNotRead) {
