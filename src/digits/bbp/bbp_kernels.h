@@ -53,7 +53,7 @@ struct BbpKernels {
     // them. With `last` the last limb becomes that of the truncated quotient. n is rounded up to whole
     // groups of kBbpGroup, so r must be 0 in the lanes behind.
     void (*limbs)(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept;
-    // The same for mode C; -m < r < 2 m. Below m = 2^30 its squarings are short ones, too.
+    // The same for mode C; -m < r < 2 m. Below m = 2^30 its squarings and limbs are short ones.
     void (*power_c)(BbpTileC& tile, const BbpTerms& terms) noexcept;
     void (*limbs_c)(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept;
 };

@@ -337,36 +337,83 @@ void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
     for (u64 i = terms.n; i < n; i++) tile.r[i] = 0;
 }
 
+// Limbs of kShortFlightC vectors with m <= kShortLimitC. r 2^48 - q m lies between -2^31 and 2^31, so that
+// the low 32 bits of -q m are all of it.
+void short_limbs_c(u64* sums, u64 n_limbs, u64* words, const u64* m, const double* inverse, bool last) {
+    F64x8 r[kShortFlightC];
+    alignas(64) double scaled[8 * kShortFlightC];
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) {
+        r[v] = f64_of_bits(load(words + 8 * v) + broadcast(kRounderBits)) - broadcast(kRounder);
+        store(scaled + 8 * v, load(inverse + 8 * v) * broadcast(k2_48));
+    }
+    // 2^52 + 2^31 - (2^52 + (u ^ 2^31)) is -u for u as a signed number of 32 bits.
+    const U64x8 low = broadcast(u64(0xffffffff)), flip = broadcast(u64(0x4330000080000000));
+    const F64x8 top = broadcast(4503599627370496.0 + 2147483648.0);
+    TREL_KEEP_LOOP
+    for (u64 j = 0; j < n_limbs; j++) {
+        U64x8 sum = load(sums + 8 * j) - broadcast(kShortFlightC * kRounderBits);
+        TREL_UNROLL
+        for (u64 v = 0; v < kShortFlightC; v++) {
+            const U64x8 biased = bits_of(fma(r[v], load(scaled + 8 * v), broadcast(kRounder)));
+            sum = sum + biased;
+            r[v] = top - f64_of_bits((mul_32(biased, load(m + 8 * v)) & low) ^ flip);
+        }
+        store(sums + 8 * j, sum);
+    }
+    U64x8 above = zero_u64();
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) {
+        above = above + shift_right(bits_of(r[v]), 63);
+        store(words + 8 * v, i64_of_f64(r[v]));
+    }
+    if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+}
+
+constexpr u64 kLimbVectorsC = 4;
+
+// The same of kLimbVectorsC vectors and any m.
+void long_limbs_c(u64* sums, u64 n_limbs, u64* words, const u64* divisors, const double* inverse, bool last) {
+    U64x8 r[kLimbVectorsC], m[kLimbVectorsC];
+    F64x8 scaled[kLimbVectorsC];
+    TREL_UNROLL
+    for (u64 v = 0; v < kLimbVectorsC; v++) {
+        r[v] = load(words + 8 * v);
+        m[v] = load(divisors + 8 * v);
+        scaled[v] = load(inverse + 8 * v) * broadcast(k2_48);
+    }
+    TREL_KEEP_LOOP
+    for (u64 j = 0; j < n_limbs; j++) {
+        U64x8 sum = load(sums + 8 * j);
+        TREL_UNROLL
+        for (u64 v = 0; v < kLimbVectorsC; v++) {
+            U64x8 q;
+            r[v] = next_limb(r[v], m[v], scaled[v], q);
+            sum = sum + q;
+        }
+        store(sums + 8 * j, sum);
+    }
+    U64x8 above = zero_u64();
+    TREL_UNROLL
+    for (u64 v = 0; v < kLimbVectorsC; v++) {
+        above = above + shift_right(r[v], 63);
+        store(words + 8 * v, r[v]);
+    }
+    if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+}
+
 void limbs_c(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept {
-    constexpr u64 kVectors = 4;
     n = whole_groups(n);
-    for (u64 i = 0; i < n; i += 8 * kVectors) {
-        U64x8 r[kVectors], m[kVectors];
-        F64x8 scaled[kVectors];
-        TREL_UNROLL
-        for (u64 v = 0; v < kVectors; v++) {
-            r[v] = load(tile.r + i + 8 * v);
-            m[v] = load(tile.m + i + 8 * v);
-            scaled[v] = load(tile.inverse + i + 8 * v) * broadcast(k2_48);
+    for (u64 i = 0; i < n; i += 8 * kShortFlightC) {
+        U64x8 largest = zero_u64();  // not below the largest m, and below 2^30 where all are
+        for (u64 v = 0; v < kShortFlightC; v++) largest = largest | load(tile.m + i + 8 * v);
+        if (bits_of_mask(less(largest, broadcast(kShortLimitC + 1))) == 0xff) {
+            short_limbs_c(sums, n_limbs, tile.r + i, tile.m + i, tile.inverse + i, last);
+            continue;
         }
-        TREL_KEEP_LOOP
-        for (u64 j = 0; j < n_limbs; j++) {
-            U64x8 sum = load(sums + 8 * j);
-            TREL_UNROLL
-            for (u64 v = 0; v < kVectors; v++) {
-                U64x8 q;
-                r[v] = next_limb(r[v], m[v], scaled[v], q);
-                sum = sum + q;
-            }
-            store(sums + 8 * j, sum);
+        for (u64 at = i; at < i + 8 * kShortFlightC; at += 8 * kLimbVectorsC) {
+            long_limbs_c(sums, n_limbs, tile.r + at, tile.m + at, tile.inverse + at, last);
         }
-        U64x8 above = zero_u64();
-        TREL_UNROLL
-        for (u64 v = 0; v < kVectors; v++) {
-            above = above + shift_right(r[v], 63);
-            store(tile.r + i + 8 * v, r[v]);
-        }
-        if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
     }
 }
 
