@@ -47,7 +47,7 @@ SectorWindow::~SectorWindow() {
     } catch (const Exception& error) {
         warn_of_failed_closing(warnings_, error);
     }
-    wait_for_writer();
+    end_writer();
 }
 
 // ---- bytes
@@ -80,15 +80,49 @@ void SectorWindow::make_known(u64 end) {
     }
 }
 
+// The thread of the other half.
+void SectorWindow::OtherHalf::run() {
+    std::unique_lock<os::Mutex> lock(mutex);
+    for (;;) {
+        changed.wait(lock, [&] { return state != State::idle; });
+        if (state == State::ending) return;
+        lock.unlock();
+        try {
+            file->store(buffer.bytes() + from, offset + from, to - from);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        state = State::idle;
+        changed.notify_all();
+    }
+}
+
+void SectorWindow::OtherHalf::set(State next) {
+    const std::lock_guard<os::Mutex> lock(mutex);
+    state = next;
+    changed.notify_all();
+}
+
 void SectorWindow::wait_for_writer() {
-    if (other_.writer.joinable()) other_.writer.join();
+    if (!other_.writer.joinable()) return;
+    std::unique_lock<os::Mutex> lock(other_.mutex);
+    other_.changed.wait(lock, [&] { return other_.state == OtherHalf::State::idle; });
+}
+
+void SectorWindow::end_writer() {
+    if (!other_.writer.joinable()) return;
+    wait_for_writer();
+    other_.set(OtherHalf::State::ending);
+    other_.writer.join();
+    other_.state = OtherHalf::State::idle;
 }
 
 // Waits for the other half. What failed before is tried once more.
 void SectorWindow::settle() {
     if (other_.from == other_.to) return;
     failed_ = true;  // until it is done
-    if (other_.writer.joinable()) {
+    if (std::exchange(other_.is_given, false)) {
         wait_for_writer();
         if (other_.failure) std::rethrow_exception(std::exchange(other_.failure, nullptr));
     } else {
@@ -131,17 +165,14 @@ void SectorWindow::begin_write() {
     other_.from = dirty_begin_ / kSectorBytes * kSectorBytes;
     other_.to = whole_sectors(end);
     other_.offset = window_;
+    other_.file = &file_.file();
     try {
-        other_.writer = std::thread([&half = other_, &file = file_.file()] {
-            try {
-                file.store(half.buffer.bytes() + half.from, half.offset + half.from, half.to - half.from);
-            } catch (...) {
-                half.failure = std::current_exception();
-            }
-        });
+        if (!other_.writer.joinable()) other_.writer = std::thread([this] { other_.run(); });
     } catch (...) {
-        // No thread to be had: settle() writes.
+        return;  // no thread to be had: settle() writes
     }
+    other_.is_given = true;
+    other_.set(OtherHalf::State::writing);
 }
 
 // The next window; what reached over the end of this one is at its beginning.
@@ -199,6 +230,7 @@ u8* SectorWindow::known(u64 bytes) {
 void SectorWindow::rest() {
     if (buffer_.get() == nullptr) return;
     write_all();
+    end_writer();
     buffer_.free();
     other_.buffer.free();
     cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;

@@ -18,6 +18,7 @@
 
 #include "base/names/names.h"
 #include "base/status/warnings.h"
+#include "os/sync.h"
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
 #include "platform/fileio/sparse_ranges.h"
@@ -39,7 +40,7 @@ class SectorWindow {
   public:
     static constexpr u64 kDefaultBytes = u64(4) << 20;
     // From here on the bytes of a window are two halves, of which one is written while the other is filled. A
-    // thread takes some 20 microseconds to begin, the disk much longer for half of this.
+    // thread takes some 10 microseconds to wake up, the disk much longer for half of this.
     static constexpr u64 kLeastHalved = u64(512) << 10;
 
     // One of own and file is the file. What is not owned outlives the window, and its owner has it checked:
@@ -104,6 +105,7 @@ class SectorWindow {
     void write_all();
     void begin_write();
     void wait_for_writer();
+    void end_writer();
     void settle();
     void move_on();
     void fill_gaps();
@@ -129,10 +131,20 @@ class SectorWindow {
     // The other half, [from, to) of which is being brought to `offset` of the file, or could not be. Until
     // settle() the file belongs to the thread.
     struct OtherHalf {
+        void run();
+        enum class State { idle, writing, ending };
+        void set(State next);
+
         GuardedBuffer buffer;
         u64 from = 0, to = 0, offset = 0;
+        FileIO::RawFile* file = nullptr;
+        bool is_given = false;  // to the thread, which may have done it by now
         std::exception_ptr failure;
+        // It waits for its next half: a new thread would be the last to get a processor where others want it.
         std::thread writer;
+        os::Mutex mutex;
+        os::ConditionVariable changed;
+        State state = State::idle;
     };
     OtherHalf other_;
 
