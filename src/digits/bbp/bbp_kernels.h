@@ -46,14 +46,14 @@ struct BbpTileC {
 struct BbpKernels {
     const char* isa;
     // r = 2^x modulo m in every lane, |r| < 2 m: mode A and mode B. Both take the same short squarings where
-    // m is at most 90,000,000 in a whole flight of vectors.
+    // m is at most 90,000,000 in a whole flight of vectors. Mode B corrects doublings from m = 2^50 on.
     void (*power_a)(BbpTile& tile, const BbpTerms& terms) noexcept;
     void (*power_b)(BbpTile& tile, const BbpTerms& terms) noexcept;
     // sums[8 j + lane] += limbs j = 0 .. n_limbs - 1 of the first n terms; r goes on to the limbs behind
     // them. With `last` the last limb becomes that of the truncated quotient. n is rounded up to whole
     // groups of kBbpGroup, so r must be 0 in the lanes behind.
     void (*limbs)(u64* sums, u64 n_limbs, BbpTile& tile, u64 n, bool last) noexcept;
-    // The same for mode C; -m < r < 2 m.
+    // The same for mode C; -m < r < 2 m. Below m = 2^30 its squarings and limbs are short ones.
     void (*power_c)(BbpTileC& tile, const BbpTerms& terms) noexcept;
     void (*limbs_c)(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept;
 };

@@ -44,21 +44,26 @@ TREL_INLINE F64x8 rounded(F64x8 x_biased) {
 enum class Power {
     exact,  // m <= kExactLimit: r r needs no second half
     a,      // m < 2^49
+    early,  // m <= kEarlyLimit: r is doubled before it is multiplied
     b       // m < 2^51
 };
 // The limit of Power::exact: |r| <= m (1 + 2^-25), whose square is below 2^53.
 constexpr u64 kExactLimit = 90000000;
+constexpr u64 kEarlyLimit = (u64(1) << 50) - 1;
 
 // r r 2^bit modulo m.
-//   exact, a:  |r| < 2 m          b:  |r| <= m
+//   exact, a:  |r| < 2 m          early, b:  |r| <= m
 template <Power kind>
 TREL_INLINE F64x8 square_and_double(F64x8 r, F64x8 m, F64x8 inverse, U64x8 x, U64x8 bit) {
-    const F64x8 high = r * r;
+    const Mask8 doubled = has_bit(x, bit);
+    const F64x8 factor = kind == Power::early ? add_masked(doubled, r, r) : r;
+    const F64x8 high = r * factor;
     const F64x8 q = rounded(fma(high, inverse, broadcast(kRounder)));
     F64x8 rest = fnma(q, m, high);
-    if constexpr (kind != Power::exact) rest = rest + fms(r, r, high);
-    const Mask8 doubled = has_bit(x, bit);
-    if constexpr (kind == Power::b) {
+    if constexpr (kind != Power::exact) rest = rest + fms(r, factor, high);
+    if constexpr (kind == Power::early) {
+        return rest;
+    } else if constexpr (kind == Power::b) {
         // 2 r - m or 2 r + m, so that the residue stays within m.
         return double_minus_masked(doubled, rest, with_sign(m, rest));
     } else {
@@ -119,9 +124,11 @@ void power(BbpTile& tile, const BbpTerms& terms) noexcept {
         const u64 m0 = terms.divisor + i * terms.divisor_step;
         // The first lane has the largest exponent. Lanes behind the last term compute anything at all.
         const u64 n_squarings = i < terms.n ? squarings_of(x[0], m0) : 0;
-        const bool exact = m0 + kTerms * terms.divisor_step <= kExactLimit;
-        if (exact) {
+        const u64 m_end = m0 + kTerms * terms.divisor_step;
+        if (m_end <= kExactLimit) {
             power_of_flight<Power::exact>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
+        } else if (kind == Power::b && m_end <= kEarlyLimit) {
+            power_of_flight<Power::early>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
         } else {
             power_of_flight<kind>(tile.r + i, tile.m + i, tile.inverse + i, x, n_squarings);
         }
@@ -194,100 +201,219 @@ TREL_INLINE U64x8 montgomery_square(U64x8 r, U64x8 m, U64x8 m_high, U64x8 m_inve
     return add_masked(has_bit(x, bit), reduced, reduced);
 }
 
-constexpr u64 kFlightC = sizeof(Mask8) == 1 ? 16 : 4;
+// The same for m <= kShortLimitC and 2^32 in the place of 2^64: one step. r r / 2^32 is below m, so the
+// result lies in (-m, m) before m is added.
+TREL_INLINE U64x8 short_montgomery_square(U64x8 r, U64x8 m, U64x8 m_inverse, U64x8 x, U64x8 bit) {
+    const U64x8 square = mul_32(r, r);
+    const U64x8 u = mul_32(square, m_inverse);
+    const U64x8 rest = shift_right(square, 32) - shift_right(mul_32(u, m), 32);
+    const U64x8 reduced = add_where_negative(rest, m);
+    return add_masked(has_bit(x, bit), reduced, reduced);
+}
+constexpr u64 kShortLimitC = (u64(1) << 30) - 1;
 
-void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
-    constexpr u64 kTerms = 8 * kFlightC;
-    const u64 n = whole_groups(terms.n);
+// m^-1 modulo 2^32, m odd: 5 bits, and each step doubles them.
+TREL_INLINE U64x8 inverse_32(U64x8 m) {
+    U64x8 inverse = (m + m + m) ^ broadcast(u64(2));
+    for (int step = 0; step < 3; step++) {
+        inverse = mul_32(inverse, broadcast(u64(2)) - mul_32(inverse, m));
+    }
+    return inverse;
+}
+// x >> n by an arithmetic shift, |x| < 2^62.
+TREL_INLINE U64x8 leading_bits(U64x8 x, u64 n) {
+    return shift_right(x + broadcast(u64(1) << 62), static_cast<unsigned>(n)) -
+           broadcast((u64(1) << 62) >> n);
+}
+
+constexpr u64 kFlightC = sizeof(Mask8) == 1 ? 16 : 4;
+constexpr u64 kShortFlightC = sizeof(Mask8) == 1 ? 16 : 8;
+
+// The terms i ... of a tile that are in flight together. Terms behind the last one (terms.n may be 0) compute
+// anything at all.
+void flight_c(BbpTileC& tile, u64 i, const BbpTerms& terms) {
     U64x8 divisors = ramp(terms.divisor, terms.divisor_step);
     // Montgomery's squaring takes 2^(64 + z) to 2^(64 + 2 z): z goes to x - 64 by the bits of x - 64, which
     // may be negative.
     U64x8 exponents = ramp(terms.exponent - 64, u64(0) - terms.exponent_step);
-    const U64x8 divisor_step = broadcast(8 * terms.divisor_step);
-    const U64x8 exponent_step = broadcast(8 * terms.exponent_step);
-    for (u64 i = 0; i < n; i += kTerms) {
-        U64x8 r[kFlightC];
-        alignas(64) u64 x[kTerms], m_high[kTerms], m_inverse[kTerms];
-        const u64* const m = tile.m + i;
-        const u64 x0 = terms.exponent - i * terms.exponent_step;
-        const u64 n_bits = i < terms.n && x0 >= 64 ? bits_in(x0 - 64) : 0;
-        const u64 n_squarings = n_bits > 5 ? n_bits - 5 : 0;
+    const u64 n_bits = terms.n != 0 && terms.exponent >= 64 ? bits_in(terms.exponent - 64) : 0;
+    const u64 n_squarings = n_bits > 5 ? n_bits - 5 : 0;
+    constexpr u64 kTerms = 8 * kFlightC;
+    U64x8 r[kFlightC];
+    alignas(64) u64 x[kTerms], m_high[kTerms], m_inverse[kTerms];
+    const u64* const m = tile.m + i;
+    TREL_UNROLL
+    for (u64 v = 0; v < kFlightC; v++) {
+        store(tile.m + i + 8 * v, divisors);
+        store(m_high + 8 * v, shift_right(divisors, 32));
+        store(x + 8 * v, exponents);
+        store(m_inverse + 8 * v, inverse_32(divisors));
+        const F64x8 reciprocal = broadcast(1.0) / f64_of_i62(divisors);
+        store(tile.inverse + i + 8 * v, reciprocal);
+        // The leading bits as z = -63 .. 31. 2^(64 + z) comes in two steps, 2^(16 + z) modulo m and a limb;
+        // below z = -16 it fits by itself.
+        const U64x8 lead = leading_bits(exponents, n_squarings);
+        const F64x8 power = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 16)), 52));
+        const Mask8 is_small = less(lead + broadcast(u64(64)), broadcast(u64(48)));
+        const F64x8 small = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 64)), 52));
+        const F64x8 first = select(is_small, power, small);
+        const U64x8 q = i64_of_f64(first * reciprocal);
+        const U64x8 start = i64_of_f64(first) - mul_lo(q, divisors);
+        U64x8 limb;
+        const U64x8 scaled = next_limb(start, divisors, reciprocal * broadcast(k2_48), limb);
+        const U64x8 signed_r = select(is_small, scaled, start);
+        r[v] = add_where_negative(signed_r, divisors);
+        divisors = divisors + broadcast(8 * terms.divisor_step);
+        exponents = exponents - broadcast(8 * terms.exponent_step);
+    }
+    TREL_KEEP_LOOP
+    for (u64 s = n_squarings; s > 0; s--) {
+        const U64x8 bit = broadcast(u64(1) << (s - 1));
         TREL_UNROLL
         for (u64 v = 0; v < kFlightC; v++) {
-            store(tile.m + i + 8 * v, divisors);
-            store(m_high + 8 * v, shift_right(divisors, 32));
-            store(x + 8 * v, exponents);
-            // m^-1 modulo 2^32: 5 bits, and each step doubles them.
-            U64x8 inverse = (divisors + divisors + divisors) ^ broadcast(u64(2));
-            for (int step = 0; step < 3; step++) {
-                inverse = mul_32(inverse, broadcast(u64(2)) - mul_32(inverse, divisors));
-            }
-            store(m_inverse + 8 * v, inverse);
-            const F64x8 reciprocal = broadcast(1.0) / f64_of_i62(divisors);
-            store(tile.inverse + i + 8 * v, reciprocal);
-            // The leading bits as z = -63 .. 31, by an arithmetic shift. 2^(64 + z) comes in two steps, 2^(16
-            // + z) modulo m and a limb; below z = -16 it fits by itself.
-            const U64x8 lead =
-                shift_right(exponents + broadcast(u64(1) << 62), static_cast<unsigned>(n_squarings)) -
-                broadcast((u64(1) << 62) >> n_squarings);
-            const F64x8 power = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 16)), 52));
-            const Mask8 is_small = less(lead + broadcast(u64(64)), broadcast(u64(48)));
-            const F64x8 small = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 64)), 52));
-            const F64x8 first = select(is_small, power, small);
-            const U64x8 q = i64_of_f64(first * reciprocal);
-            const U64x8 start = i64_of_f64(first) - mul_lo(q, divisors);
-            U64x8 limb;
-            const U64x8 scaled = next_limb(start, divisors, reciprocal * broadcast(k2_48), limb);
-            const U64x8 signed_r = select(is_small, scaled, start);
-            r[v] = add_where_negative(signed_r, divisors);
-            divisors = divisors + divisor_step;
-            exponents = exponents - exponent_step;
+            r[v] = montgomery_square(r[v], load(m + 8 * v), load(m_high + 8 * v), load(m_inverse + 8 * v),
+                                     load(x + 8 * v), bit);
         }
-        TREL_KEEP_LOOP
-        for (u64 s = n_squarings; s > 0; s--) {
-            const U64x8 bit = broadcast(u64(1) << (s - 1));
-            TREL_UNROLL
-            for (u64 v = 0; v < kFlightC; v++) {
-                r[v] = montgomery_square(r[v], load(m + 8 * v), load(m_high + 8 * v), load(m_inverse + 8 * v),
-                                         load(x + 8 * v), bit);
-            }
-        }
+    }
+    TREL_UNROLL
+    for (u64 v = 0; v < kFlightC; v++) store(tile.r + i + 8 * v, r[v]);
+}
+
+// The same with short squarings, which go by the bits of x - 32.
+void short_flight_c(BbpTileC& tile, u64 i, const BbpTerms& terms) {
+    U64x8 divisors = ramp(terms.divisor, terms.divisor_step);
+    U64x8 exponents = ramp(terms.exponent - 32, u64(0) - terms.exponent_step);
+    const u64 n_bits = terms.n != 0 && terms.exponent >= 32 ? bits_in(terms.exponent - 32) : 0;
+    // One less where 2^63 / m is not below 2^51.
+    const u64 n_leading = terms.divisor >= u64(1) << 13 ? 5 : 4;
+    const u64 n_squarings = n_bits > n_leading ? n_bits - n_leading : 0;
+    constexpr u64 kTerms = 8 * kShortFlightC;
+    U64x8 r[kShortFlightC];
+    alignas(64) u64 x[kTerms], m_inverse[kTerms];
+    const u64* const m = tile.m + i;
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) {
+        store(tile.m + i + 8 * v, divisors);
+        store(x + 8 * v, exponents);
+        store(m_inverse + 8 * v, inverse_32(divisors));
+        const F64x8 divisor = f64_of_52(divisors);
+        const F64x8 reciprocal = broadcast(1.0) / divisor;
+        store(tile.inverse + i + 8 * v, reciprocal);
+        // The leading bits as z = -31 .. 31; 2^(32 + z) modulo m by one rounding.
+        const U64x8 lead = leading_bits(exponents, n_squarings);
+        const F64x8 power = f64_of_bits(shift_left(lead + broadcast(u64(1023 + 32)), 52));
+        const F64x8 q = rounded(fma(power, reciprocal, broadcast(kRounder)));
+        r[v] = add_where_negative(i64_of_f64(fnma(q, divisor, power)), divisors);
+        divisors = divisors + broadcast(8 * terms.divisor_step);
+        exponents = exponents - broadcast(8 * terms.exponent_step);
+    }
+    TREL_KEEP_LOOP
+    for (u64 s = n_squarings; s > 0; s--) {
+        const U64x8 bit = broadcast(u64(1) << (s - 1));
         TREL_UNROLL
-        for (u64 v = 0; v < kFlightC; v++) store(tile.r + i + 8 * v, r[v]);
+        for (u64 v = 0; v < kShortFlightC; v++) {
+            r[v] =
+                short_montgomery_square(r[v], load(m + 8 * v), load(m_inverse + 8 * v), load(x + 8 * v), bit);
+        }
+    }
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) store(tile.r + i + 8 * v, r[v]);
+}
+
+void power_c(BbpTileC& tile, const BbpTerms& terms) noexcept {
+    const u64 n = whole_groups(terms.n);
+    for (u64 i = 0; i < n;) {
+        const BbpTerms rest{i < terms.n ? terms.n - i : 0, terms.divisor + i * terms.divisor_step,
+                            terms.divisor_step, terms.exponent - i * terms.exponent_step,
+                            terms.exponent_step};
+        if (rest.divisor + 8 * kShortFlightC * terms.divisor_step <= kShortLimitC) {
+            short_flight_c(tile, i, rest);
+            i += 8 * kShortFlightC;
+        } else {
+            flight_c(tile, i, rest);
+            i += 8 * kFlightC;
+        }
     }
     for (u64 i = terms.n; i < n; i++) tile.r[i] = 0;
 }
 
+// Limbs of kShortFlightC vectors with m <= kShortLimitC. r 2^48 - q m lies between -2^31 and 2^31, so that
+// the low 32 bits of -q m are all of it.
+void short_limbs_c(u64* sums, u64 n_limbs, u64* words, const u64* m, const double* inverse, bool last) {
+    F64x8 r[kShortFlightC];
+    alignas(64) double scaled[8 * kShortFlightC];
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) {
+        r[v] = f64_of_bits(load(words + 8 * v) + broadcast(kRounderBits)) - broadcast(kRounder);
+        store(scaled + 8 * v, load(inverse + 8 * v) * broadcast(k2_48));
+    }
+    // 2^52 + 2^31 - (2^52 + (u ^ 2^31)) is -u for u as a signed number of 32 bits.
+    const U64x8 low = broadcast(u64(0xffffffff)), flip = broadcast(u64(0x4330000080000000));
+    const F64x8 top = broadcast(4503599627370496.0 + 2147483648.0);
+    TREL_KEEP_LOOP
+    for (u64 j = 0; j < n_limbs; j++) {
+        U64x8 sum = load(sums + 8 * j) - broadcast(kShortFlightC * kRounderBits);
+        TREL_UNROLL
+        for (u64 v = 0; v < kShortFlightC; v++) {
+            const U64x8 biased = bits_of(fma(r[v], load(scaled + 8 * v), broadcast(kRounder)));
+            sum = sum + biased;
+            r[v] = top - f64_of_bits((mul_32(biased, load(m + 8 * v)) & low) ^ flip);
+        }
+        store(sums + 8 * j, sum);
+    }
+    U64x8 above = zero_u64();
+    TREL_UNROLL
+    for (u64 v = 0; v < kShortFlightC; v++) {
+        above = above + shift_right(bits_of(r[v]), 63);
+        store(words + 8 * v, i64_of_f64(r[v]));
+    }
+    if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+}
+
+constexpr u64 kLimbVectorsC = 4;
+
+// The same of kLimbVectorsC vectors and any m.
+void long_limbs_c(u64* sums, u64 n_limbs, u64* words, const u64* divisors, const double* inverse, bool last) {
+    U64x8 r[kLimbVectorsC], m[kLimbVectorsC];
+    F64x8 scaled[kLimbVectorsC];
+    TREL_UNROLL
+    for (u64 v = 0; v < kLimbVectorsC; v++) {
+        r[v] = load(words + 8 * v);
+        m[v] = load(divisors + 8 * v);
+        scaled[v] = load(inverse + 8 * v) * broadcast(k2_48);
+    }
+    TREL_KEEP_LOOP
+    for (u64 j = 0; j < n_limbs; j++) {
+        U64x8 sum = load(sums + 8 * j);
+        TREL_UNROLL
+        for (u64 v = 0; v < kLimbVectorsC; v++) {
+            U64x8 q;
+            r[v] = next_limb(r[v], m[v], scaled[v], q);
+            sum = sum + q;
+        }
+        store(sums + 8 * j, sum);
+    }
+    U64x8 above = zero_u64();
+    TREL_UNROLL
+    for (u64 v = 0; v < kLimbVectorsC; v++) {
+        above = above + shift_right(r[v], 63);
+        store(words + 8 * v, r[v]);
+    }
+    if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
+}
+
 void limbs_c(u64* sums, u64 n_limbs, BbpTileC& tile, u64 n, bool last) noexcept {
-    constexpr u64 kVectors = 4;
     n = whole_groups(n);
-    for (u64 i = 0; i < n; i += 8 * kVectors) {
-        U64x8 r[kVectors], m[kVectors];
-        F64x8 scaled[kVectors];
-        TREL_UNROLL
-        for (u64 v = 0; v < kVectors; v++) {
-            r[v] = load(tile.r + i + 8 * v);
-            m[v] = load(tile.m + i + 8 * v);
-            scaled[v] = load(tile.inverse + i + 8 * v) * broadcast(k2_48);
+    for (u64 i = 0; i < n; i += 8 * kShortFlightC) {
+        U64x8 largest = zero_u64();  // not below the largest m, and below 2^30 where all are
+        for (u64 v = 0; v < kShortFlightC; v++) largest = largest | load(tile.m + i + 8 * v);
+        if (bits_of_mask(less(largest, broadcast(kShortLimitC + 1))) == 0xff) {
+            short_limbs_c(sums, n_limbs, tile.r + i, tile.m + i, tile.inverse + i, last);
+            continue;
         }
-        TREL_KEEP_LOOP
-        for (u64 j = 0; j < n_limbs; j++) {
-            U64x8 sum = load(sums + 8 * j);
-            TREL_UNROLL
-            for (u64 v = 0; v < kVectors; v++) {
-                U64x8 q;
-                r[v] = next_limb(r[v], m[v], scaled[v], q);
-                sum = sum + q;
-            }
-            store(sums + 8 * j, sum);
+        for (u64 at = i; at < i + 8 * kShortFlightC; at += 8 * kLimbVectorsC) {
+            long_limbs_c(sums, n_limbs, tile.r + at, tile.m + at, tile.inverse + at, last);
         }
-        U64x8 above = zero_u64();
-        TREL_UNROLL
-        for (u64 v = 0; v < kVectors; v++) {
-            above = above + shift_right(r[v], 63);
-            store(tile.r + i + 8 * v, r[v]);
-        }
-        if (last) store(sums + 8 * (n_limbs - 1), load(sums + 8 * (n_limbs - 1)) - above);
     }
 }
 

@@ -24,7 +24,7 @@ struct KvdFileSpec {
 
 class BasicKvdFileWriter final : public BasicDigitWriter {
   public:
-    // base_path: with the id. window_bytes: the size of one write. warnings: of the run; hears of an
+    // base_path: with the id. window_bytes: the memory of the window. warnings: of the run; hears of an
     // incomplete file. Throws InvalidParametersException "File ID is out of range.", "Invalid Range - Failed:
     // s < e" (no digits a file), "Internal Overflow"; FileException "Unsupported Radix", "Invalid Digits per
     // File" (one that no reader takes); InconsistentMetaData.

@@ -17,7 +17,7 @@ class BasicTextWriter final : public BasicDigitWriter {
     static constexpr u64 kDefaultBufferBytes = SectorWindow::kDefaultBytes;
 
     // first_digits: the number's text; what stands behind its "." is not written. radix 10 or 16.
-    // buffer_bytes: the size of one write. warnings: of the run; hears of an incomplete file. Throws
+    // buffer_bytes: the memory of the window. warnings: of the run; hears of an incomplete file. Throws
     // InvalidParametersException "Invalid radix.", FileException "No decimal place was found.".
     BasicTextWriter(const std::string& base_path, std::string_view first_digits, u8 radix, u64 total_digits,
                     u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/command_line/shown_text.h"
 #include "base/errors/exceptions.h"
@@ -27,7 +28,9 @@ SectorWindow::SectorWindow(std::unique_ptr<PublishedFile> own, PublishedFile* fi
       own_(std::move(own)),
       file_(own_ ? *own_ : *file),
       warnings_(warnings),
-      capacity_(std::max(whole_sectors(window_bytes), whole_sectors(shape_.head.size()) + kSectorBytes)) {
+      halved_(window_bytes >= kLeastHalved),
+      capacity_(std::max(whole_sectors(halved_ ? window_bytes / 2 : window_bytes),
+                         whole_sectors(shape_.head.size()) + kSectorBytes)) {
     open_at(0);
     std::memcpy(buffer_.get(), shape_.head.data(), shape_.head.size());
     advance(shape_.head.size());
@@ -44,6 +47,7 @@ SectorWindow::~SectorWindow() {
     } catch (const Exception& error) {
         warn_of_failed_closing(warnings_, error);
     }
+    end_writer();
 }
 
 // ---- bytes
@@ -65,6 +69,7 @@ void SectorWindow::make_known(u64 end) {
         const u64 sector = known_ / kSectorBytes * kSectorBytes;
         const u64 next = sector + kSectorBytes;
         if (in_file_.covers(window_ + sector, window_ + next)) {
+            settle();
             const GuardedBuffer there(kSectorBytes, kSectorBytes);
             file_.file().load(there.get(), window_ + sector, kSectorBytes);
             std::memcpy(buffer_.bytes() + known_, there.bytes() + (known_ - sector), next - known_);
@@ -75,8 +80,63 @@ void SectorWindow::make_known(u64 end) {
     }
 }
 
+// The thread of the other half.
+void SectorWindow::OtherHalf::run() {
+    std::unique_lock<os::Mutex> lock(mutex);
+    for (;;) {
+        changed.wait(lock, [&] { return state != State::idle; });
+        if (state == State::ending) return;
+        lock.unlock();
+        try {
+            file->store(buffer.bytes() + from, offset + from, to - from);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        state = State::idle;
+        changed.notify_all();
+    }
+}
+
+void SectorWindow::OtherHalf::set(State next) {
+    const std::lock_guard<os::Mutex> lock(mutex);
+    state = next;
+    changed.notify_all();
+}
+
+void SectorWindow::wait_for_writer() {
+    if (!other_.writer.joinable()) return;
+    std::unique_lock<os::Mutex> lock(other_.mutex);
+    other_.changed.wait(lock, [&] { return other_.state == OtherHalf::State::idle; });
+}
+
+void SectorWindow::end_writer() {
+    if (!other_.writer.joinable()) return;
+    wait_for_writer();
+    other_.set(OtherHalf::State::ending);
+    other_.writer.join();
+    other_.state = OtherHalf::State::idle;
+}
+
+// Waits for the other half. What failed before is tried once more.
+void SectorWindow::settle() {
+    if (other_.from == other_.to) return;
+    failed_ = true;  // until it is done
+    if (std::exchange(other_.is_given, false)) {
+        wait_for_writer();
+        if (other_.failure) std::rethrow_exception(std::exchange(other_.failure, nullptr));
+    } else {
+        file_.file().store(other_.buffer.bytes() + other_.from, other_.offset + other_.from,
+                           other_.to - other_.from);
+    }
+    in_file_.add(other_.offset + other_.from, other_.offset + other_.to);
+    other_.from = other_.to = 0;
+    failed_ = false;
+}
+
 // Brings what is new in front of `end` into the file.
 void SectorWindow::write_up_to(u64 end) {
+    settle();
     end = std::min(end, dirty_end_);
     if (dirty_begin_ >= end) return;
     failed_ = true;  // until it is done
@@ -93,11 +153,38 @@ void SectorWindow::write_all() {
     write_up_to(dirty_end_);
 }
 
+// The full half goes to the disk by itself; the window goes on in the other one.
+void SectorWindow::begin_write() {
+    settle();
+    const u64 end = std::min(capacity_, dirty_end_);
+    const bool is_dirty = dirty_begin_ < end;
+    if (is_dirty) make_known(whole_sectors(end));
+    if (other_.buffer.get() == nullptr) other_.buffer = GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
+    std::swap(other_.buffer, buffer_);
+    if (!is_dirty) return;
+    other_.from = dirty_begin_ / kSectorBytes * kSectorBytes;
+    other_.to = whole_sectors(end);
+    other_.offset = window_;
+    other_.file = &file_.file();
+    try {
+        if (!other_.writer.joinable()) other_.writer = std::thread([this] { other_.run(); });
+    } catch (...) {
+        return;  // no thread to be had: settle() writes
+    }
+    other_.is_given = true;
+    other_.set(OtherHalf::State::writing);
+}
+
 // The next window; what reached over the end of this one is at its beginning.
 void SectorWindow::move_on() {
-    write_up_to(capacity_);
+    if (halved_) {
+        begin_write();
+    } else {
+        write_up_to(capacity_);
+    }
+    const GuardedBuffer& full = halved_ ? other_.buffer : buffer_;
     const auto beyond = [&](u64 position) { return position - std::min(position, capacity_); };
-    std::memmove(buffer_.bytes(), buffer_.bytes() + capacity_, beyond(known_));
+    std::memmove(buffer_.bytes(), full.bytes() + capacity_, beyond(known_));
     window_ += capacity_;
     cursor_ -= capacity_;
     known_ = beyond(known_);
@@ -143,7 +230,9 @@ u8* SectorWindow::known(u64 bytes) {
 void SectorWindow::rest() {
     if (buffer_.get() == nullptr) return;
     write_all();
+    end_writer();
     buffer_.free();
+    other_.buffer.free();
     cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;
 }
 
@@ -205,6 +294,7 @@ void SectorWindow::publish() {
 void SectorWindow::abandon() {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_closed_ = true;
+    wait_for_writer();  // its file may be another window's from now on
 }
 
 void SectorWindow::end(bool may_publish) {
@@ -213,9 +303,12 @@ void SectorWindow::end(bool may_publish) {
     is_closed_ = true;
     // Whatever fails, the file is not left open for a second attempt.
     struct Closer {
-        PublishedFile& file;
-        ~Closer() { file.leave(); }
-    } closer{file_};
+        SectorWindow& window;
+        ~Closer() {
+            window.wait_for_writer();
+            window.file_.leave();
+        }
+    } closer{*this};
     if (is_finished_ || is_complete()) {
         if (!is_finished_) finish_locked();
         if (may_publish) publish_locked();

@@ -5,15 +5,20 @@
 //   file      |head|  ...  |sector|sector|sector|  ...          window_ on a sector
 //   buffer                 |known.......|      |overhang|
 //                               ^ cursor
+//
+// A full window that is not small goes to the disk on a thread of its own, while the next one is filled.
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <span>
 #include <string>
+#include <thread>
 
 #include "base/names/names.h"
 #include "base/status/warnings.h"
+#include "os/sync.h"
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
 #include "platform/fileio/sparse_ranges.h"
@@ -34,10 +39,13 @@ struct DigitFileShape {
 class SectorWindow {
   public:
     static constexpr u64 kDefaultBytes = u64(4) << 20;
+    // From here on the bytes of a window are two halves, of which one is written while the other is filled. A
+    // thread takes some 10 microseconds to wake up, the disk much longer for half of this.
+    static constexpr u64 kLeastHalved = u64(512) << 10;
 
     // One of own and file is the file. What is not owned outlives the window, and its owner has it checked:
     // only publish() and close() give it its final name.
-    // window_bytes: the size of one write. warnings: of the run, or nullptr; hears of an incomplete file.
+    // window_bytes: the memory of the window. warnings: of the run, or nullptr; hears of an incomplete file.
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
                  DigitFileShape shape, u64 window_bytes, Warnings* warnings);
     // close(), but a complete file that is not owned keeps its incomplete name: it has not been checked.
@@ -95,6 +103,10 @@ class SectorWindow {
     void make_known(u64 end);
     void write_up_to(u64 end);
     void write_all();
+    void begin_write();
+    void wait_for_writer();
+    void end_writer();
+    void settle();
     void move_on();
     void fill_gaps();
 
@@ -103,10 +115,11 @@ class SectorWindow {
     const std::unique_ptr<FileIO::PublishedFile> own_;  // empty if the caller owns the file
     FileIO::PublishedFile& file_;
     Warnings* const warnings_;
+    const bool halved_;
     const u64 capacity_;  // of the window; behind it a sector for what reaches over its end
     bool is_closed_ = false;
     bool is_finished_ = false;
-    bool failed_ = false;  // the last attempt to bring the window into the file failed
+    bool failed_ = false;  // the last attempt to bring the window into the file failed, as far as is known
 
     GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
     u64 window_ = 0;        // of the buffer in the file
@@ -114,6 +127,26 @@ class SectorWindow {
     u64 cursor_ = 0;
     u64 known_ = 0;                        // [0, known_) is as it shall be in the file
     u64 dirty_begin_ = 0, dirty_end_ = 0;  // not yet in the file
+
+    // The other half, [from, to) of which is being brought to `offset` of the file, or could not be. Until
+    // settle() the file belongs to the thread.
+    struct OtherHalf {
+        void run();
+        enum class State { idle, writing, ending };
+        void set(State next);
+
+        GuardedBuffer buffer;
+        u64 from = 0, to = 0, offset = 0;
+        FileIO::RawFile* file = nullptr;
+        bool is_given = false;  // to the thread, which may have done it by now
+        std::exception_ptr failure;
+        // It waits for its next half: a new thread would be the last to get a processor where others want it.
+        std::thread writer;
+        os::Mutex mutex;
+        os::ConditionVariable changed;
+        State state = State::idle;
+    };
+    OtherHalf other_;
 
     u64 end_ = 0;                   // of the bytes that were ever put in, in the file
     FileIO::SparseRanges in_file_;  // whole sectors that were written; the others are never read

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 #include <random>
 #include <vector>
@@ -21,6 +22,9 @@ using trel::u64;
 
 // Up to here squares of residues fit into a double, and no residue is brought below m by the sign.
 constexpr u64 kShortSquarings = 90000000;
+// Mode B doubles before it squares up to here, mode C has squarings of one step.
+constexpr u64 kEarlyDoublings = (u64(1) << 50) - 1;
+constexpr u64 kOneStep = (u64(1) << 30) - 1;
 
 class BbpKernelsTest : public testing::TestWithParam<trel::Isa> {
   protected:
@@ -101,7 +105,10 @@ TEST_P(BbpKernelsTest, PowersOfModeA) {
 TEST_P(BbpKernelsTest, PowersOfModeB) {
     std::mt19937_64 rng(12);
     for (u64 i = 0; i < 3000 / kalvor_test::thinned(10); i++) {
-        const u64 limit = i % 4 == 0 ? kShortSquarings : i % 4 == 1 ? kShortSquarings + 1000000 : kBbpLimitB;
+        // 2000 more: a tile begins with the one form and ends with the other.
+        const u64 limit =
+            std::array<u64, 6>{kShortSquarings,        kShortSquarings + 1000000, kEarlyDoublings,
+                               kEarlyDoublings + 2000, kEarlyDoublings + 9000,    kBbpLimitB}[i % 6];
         const BbpTerms terms = random_terms(rng, limit, 55);
         kernels().power_b(*tile_, terms);
         ASSERT_NO_FATAL_FAILURE(expect_powers(*tile_, terms, 1)) << "i " << i;
@@ -125,7 +132,8 @@ TEST_P(BbpKernelsTest, ModeBTakesTheShortSquarings) {
 TEST_P(BbpKernelsTest, PowersOfModeC) {
     std::mt19937_64 rng(13);
     for (u64 i = 0; i < 3000 / kalvor_test::thinned(10); i++) {
-        const BbpTerms terms = random_terms(rng, kBbpLimitC, 61);
+        const u64 limit = std::array<u64, 4>{kOneStep, kOneStep + 2000, kOneStep + 9000, kBbpLimitC}[i % 4];
+        const BbpTerms terms = random_terms(rng, limit, 61);
         kernels().power_c(*tile_c_, terms);
         ASSERT_NO_FATAL_FAILURE(expect_powers(*tile_c_, terms)) << "i " << i;
     }
@@ -213,8 +221,9 @@ TEST_P(BbpKernelsTest, LimbsOfModeC) {
         std::fill_n(tile_c_->m, kBbpTile, 3);
         mpz_class want;
         for (u64 t = 0; t < n; t++) {
-            const u64 m =
-                (rng() % 3 ? kBbpLimitC - rng() % 1000 : 3 + (rng() >> rng() % 64) % (kBbpLimitC - 3)) | 1;
+            // All of a flight below 2^30, all but a few, or any.
+            const u64 limit = i % 3 == 0 || (i % 3 == 1 && rng() % 100 != 0) ? kOneStep : kBbpLimitC;
+            const u64 m = (rng() % 3 ? limit - rng() % 1000 : 3 + (rng() >> rng() % 64) % (limit - 3)) | 1;
             u64 r = rng() % 4 == 0 ? 2 * m - 1 - rng() % 2 : 1 + rng() % (2 * m - 1);
             if (r % m == 0) r--;
             tile_c_->m[t] = m;

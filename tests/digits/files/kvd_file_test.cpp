@@ -1,8 +1,12 @@
 // One compressed digit file, written and read.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "digits/files/basic_kvd_file_reader.h"
 #include "digits/files/basic_kvd_file_writer.h"
@@ -141,6 +145,128 @@ TEST(KvdFileTest, PiecesFromSeveralThreads) {
     }
     for (std::thread& thread : threads) thread.join();
     writer.close();
+    EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, kDigits, 0, 0, digits));
+}
+
+// Windows that are written while the next one is filled: a file of several, in and out of order.
+TEST(KvdFileTest, LargeWindowsGiveTheSameBytes) {
+    const kalvor_test::TemporaryFolder folder;
+    constexpr u64 kDigits = 2500009;
+    const std::vector<u8> digits = random_digits(kDigits, 10, 25);
+    const std::string want = reference_kvd("3.", 10, kDigits, 0, 0, digits);
+    std::mt19937_64 random(25);
+    for (const bool in_order : {true, false}) {
+        std::vector<Piece> pieces = random_pieces(0, kDigits, 200000, random);
+        if (in_order) std::ranges::sort(pieces, {}, &Piece::start);
+        BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, kDigits, 0, 0}, SectorWindow::kLeastHalved);
+        std::vector<std::thread> threads;
+        for (u64 t = 0; t < 2; t++) {
+            threads.emplace_back([&, t] {
+                for (u64 i = t; i < pieces.size(); i += 2) {
+                    writer.store_digits_B(digits.data() + pieces[i].start, pieces[i].start, pieces[i].count);
+                }
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        writer.close();
+        EXPECT_TRUE(folder.read("x.kvd") == want) << in_order;
+    }
+}
+
+// The first write, of some 620,000 digits, does not end before more digits were taken.
+TEST(KvdFileTest, AWindowIsFilledWhileTheOneBeforeIsWritten) {
+    const kalvor_test::TemporaryFolder folder;
+    constexpr u64 kDigits = 2000000, kPiece = 50000;
+    const std::vector<u8> digits = random_digits(kDigits, 10, 26);
+    std::mutex mutex;
+    std::condition_variable changed;
+    u64 stored = 0;
+    bool is_first = true, went_on = false;
+    const std::thread::id caller = std::this_thread::get_id();
+    FaultyFile disk;
+    disk.on_call([&](FaultyFile::Call call) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (call != FaultyFile::Call::write || !std::exchange(is_first, false)) return;
+        went_on = std::this_thread::get_id() != caller &&
+                  changed.wait_for(lock, std::chrono::seconds(20), [&] { return stored >= 700000; });
+    });
+    BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, kDigits, 0, 0}, SectorWindow::kLeastHalved,
+                              nullptr, disk.file_calls());
+    for (u64 at = 0; at < kDigits; at += kPiece) {
+        writer.store_digits_B(digits.data() + at, at, kPiece);
+        const std::lock_guard<std::mutex> lock(mutex);
+        stored += kPiece;
+        changed.notify_all();
+    }
+    writer.close();
+    EXPECT_TRUE(went_on);
+    EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, kDigits, 0, 0, digits));
+}
+
+// Whichever write fails, a later call tells it, and one more attempt makes up for it.
+TEST(KvdFileTest, FailuresOfAWindowBeforeAreToldAndMadeUpFor) {
+    const kalvor_test::TemporaryFolder folder;
+    constexpr u64 kDigits = 2500000, kPiece = 100000;
+    const std::vector<u8> digits = random_digits(kDigits, 10, 27);
+    const std::string want = reference_kvd("3.", 10, kDigits, 0, 0, digits);
+    for (u64 n = 1;; n++) {
+        CaptureConsole console;
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, n, FaultyFile::write_fault());
+        BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, kDigits, 0, 0}, SectorWindow::kLeastHalved,
+                                  nullptr, disk.file_calls());
+        u64 failures = 0;
+        for (u64 at = 0; at < kDigits; at += kPiece) {
+            const auto store = [&] { writer.store_digits_B(digits.data() + at, at, kPiece); };
+            const std::string message = refusal_of(store);
+            if (message == "nothing thrown") continue;
+            EXPECT_NE(message.find("Write Fault"), std::string::npos) << message;
+            EXPECT_FALSE(writer.is_complete());
+            failures++;
+            store();
+        }
+        const bool failed = disk.count(FaultyFile::Call::write) >= n && failures == 1;
+        EXPECT_TRUE(failed || failures == 0) << failures;
+        writer.close();
+        ASSERT_TRUE(folder.read("x.kvd") == want) << n;
+        if (!failed) {
+            EXPECT_GE(n, 4U);
+            break;
+        }
+    }
+}
+
+// Nobody asks again after a failure: the file keeps its draft's name, and its last window is not waited for
+// in vain.
+TEST(KvdFileTest, AWriterThatIsGivenUpWaitsForItsWindow) {
+    const kalvor_test::TemporaryFolder folder;
+    constexpr u64 kDigits = 2500000, kHalf = 700000;
+    const std::vector<u8> digits = random_digits(kDigits, 10, 28), others(kDigits, 7);
+    const KvdFileSpec spec{"3.", 10, kDigits, 0, 0};
+    {
+        FaultyFile disk;
+        disk.fail(FaultyFile::Call::write, 1, FaultyFile::write_fault());
+        CaptureConsole console;
+        trel::MonitoredRun run;
+        {
+            BasicKvdFileWriter writer(folder.file("y"), spec, SectorWindow::kLeastHalved, &run.warnings(),
+                                      disk.file_calls());
+            writer.store_digits_B(digits.data(), 0, kHalf);
+        }
+        EXPECT_FALSE(folder.has("y.kvd"));
+        run.show();
+        EXPECT_NE(console.text().find("WriteFile() failed."), std::string::npos) << console.text();
+    }
+    trel::FileIO::PublishedFile file(folder.file("x (incomplete).kvd"), folder.file("x.kvd"));
+    {
+        BasicKvdFileWriter first(file, spec, SectorWindow::kLeastHalved);
+        first.store_digits_B(others.data(), 0, kHalf);
+        first.abandon();
+        BasicKvdFileWriter second(file, spec, SectorWindow::kLeastHalved);
+        second.store_digits_B(digits.data(), 0, kDigits);
+        second.finish();
+        second.publish();
+    }
     EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, kDigits, 0, 0, digits));
 }
 
