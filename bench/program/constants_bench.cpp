@@ -7,10 +7,16 @@
 //   KALVOR_BENCH_CONSTANTS="zeta3 catalan"   only these, beside Pi
 //   KALVOR_BENCH_TASKS=1                     tasks; with more than one a thread for each
 //
+// Floors and aims count in units of Pi's time as it was when they were counted, against the GMP yardstick.
+// What has made Pi faster since then does not shorten the unit, which is measured by the yardstick in the
+// same run.
+//
 // The algorithms of a constant are compared by the hashes of their digits. A row whose hash is not that of
 // the constant's first row fails.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -18,12 +24,14 @@
 #include <string>
 #include <vector>
 
+#include "gmp_chudnovsky.h"
+
 namespace {
 
 struct Row {
     const char* constant;
     const char* algorithm;
-    // Against Pi, for the default algorithms; 0: compared with another row.
+    // In units, for the default algorithms; 0: compared with another row.
     double floor, aim;
 };
 
@@ -92,9 +100,35 @@ Run run_kalvor(const Row& row, const std::string& digits) {
     return run;
 }
 
+// The time of the yardstick, the smallest of as many runs as the program has.
+double yardstick(unsigned long digits, long runs) {
+    using Clock = std::chrono::steady_clock;
+    double best = -1;
+    for (long i = 0; i < runs; i++) {
+        const Clock::time_point start = Clock::now();
+        benchmark::DoNotOptimize(gmp_pi(digits));
+        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        if (best < 0 || seconds < best) best = seconds;
+    }
+    return best;
+}
+
+// What floors and aims count in; 0 for digits and tasks that have none.
+double unit(const std::string& digits, double pi, long runs) {
+    static constexpr struct {
+        const char* digits;
+        double of_pi;  // the yardstick's time by Pi's when floors and aims were counted
+    } kYardsticks[] = {{"1000000", 4.4}, {"10000000", 6.1}};
+    if (words("KALVOR_BENCH_TASKS", "1").at(0) != "1") return 0;
+    for (const auto& [size, of_pi] : kYardsticks) {
+        if (digits == size) return std::max(pi, yardstick(std::stoul(digits), runs) / of_pi);
+    }
+    return 0;
+}
+
 // One line of the table a row: it is made in the order of the rows, with Pi first.
 void BM_Constant(benchmark::State& state, const Row* row, std::string digits) {
-    static std::map<std::string, double> pi, first;  // by digits; by constant and digits
+    static std::map<std::string, double> pi, units, first;  // by digits; by constant and digits
     static std::map<std::string, std::string> hashes;
     const std::string key = row->constant + (" " + digits);
     double best = -1;
@@ -111,11 +145,15 @@ void BM_Constant(benchmark::State& state, const Row* row, std::string digits) {
         state.SetIterationTime(run.seconds);
         if (best < 0 || run.seconds < best) best = run.seconds;
     }
-    pi.try_emplace(digits, best);
+    if (pi.try_emplace(digits, best).second) units[digits] = unit(digits, best, state.iterations());
     first.try_emplace(key, best);
     state.counters["best"] = best;
     state.counters["to_pi"] = best / pi[digits];
     state.counters["to_default"] = best / first[key];
+    if (units[digits] > 0) {
+        state.counters["unit"] = units[digits];
+        state.counters["to_unit"] = best / units[digits];
+    }
     // Gamma's are at a million digits, the others' at ten.
     const bool counted = digits == (std::string(row->constant) == "gamma" ? "1000000" : "10000000");
     if (row->floor > 0 && counted) {

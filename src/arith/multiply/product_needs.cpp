@@ -29,6 +29,13 @@ bool KeptTransform::fits(const MultiplyContext& context, u64 product_words, u64 
     return kept_product_needs(product_words, kAnyRoom).above(words).bytes <= context.scratch.size();
 }
 
+bool KeptTransform::two_fit(const MultiplyContext& context, u64 product_words) {
+    const auto transform_words = [](u64 words) { return basic_table64().mSBsizes(words).transform_words(); };
+    static const u64 of_short = transform_words(kShortProductWords);
+    return fits(context, product_words,
+                product_words <= kShortProductWords ? of_short : transform_words(product_words));
+}
+
 KeptTransform::KeptTransform(const MultiplyContext& outer, u64 product_words) : context(outer) {
     make_transform(holder, product_words, outer, Wraps::never);
     data = context.scratch.spawn(holder->data_bytes()).get();

@@ -18,6 +18,8 @@ u64 basecase_words();
 struct KeptTransform {
     // Whether the context has room for it above `words` words more. Short products have no transforms.
     static bool fits(const MultiplyContext& context, u64 product_words, u64 words);
+    // The same for two transforms that are kept at once.
+    static bool two_fit(const MultiplyContext& context, u64 product_words);
     KeptTransform(const MultiplyContext& outer, u64 product_words);
 
     TransformHolder holder;

@@ -16,6 +16,26 @@ u64 words_of_T(u64 P2, u64 Q1, u64 P) {
     return round_up_8(std::max(P2 + Q1, P));
 }
 
+// T = P2 Q1, P = P1 Q2 above `floor`, and Q = Q1 Q2: with the room for it Q1 and Q2 are transformed once
+// each, seven transforms instead of eight.
+void multiply_all(const MultiplyContext& context, ExactFloat& T, ExactFloat& P, ExactFloat& Q,
+                  const BinaryBBP::Family::Exact& left, const BinaryBBP::Family::Exact& right, i64 floor) {
+    const ExactFloat &P1 = left[kP], &Q1 = left[kQ], &P2 = right[kP], &Q2 = right[kQ];
+    const u64 n = std::max({P1.L + Q2.L, Q1.L + Q2.L, P2.L + Q1.L});
+    if (!KeptTransform::two_fit(context, n)) {
+        T.set_mul(context, P2, Q1);
+        return multiply_both(context, P, Q, P1, Q1, Q2, floor);
+    }
+    KeptTransform transform(context, n);
+    MultiplyContext& inner = transform.context;
+    void* const second = inner.scratch.spawn(transform.holder->data_bytes()).get();
+    ExactFloatTransformR of_Q1(*transform.holder, transform.data, HeldWords::stay);
+    ExactFloatTransformR of_Q2(*transform.holder, second, HeldWords::stay);
+    of_Q1.mul_rr_xf(inner, T, Q1, P2);
+    of_Q2.mul_rr_xf(inner, P, Q2, P1, floor);
+    of_Q1.inverse_fmul(inner, Q, of_Q2);
+}
+
 }  // namespace
 
 void set_power_and_sign(ExactFloat& P, i64 bits, bool negative) {
@@ -59,11 +79,10 @@ void Family::merge(const MultiplyContext& context, bool, const Exact& left, cons
                    bool) {
     MultiplyContext inner = context;
     ExactFloat T = carve<ExactFloat>(inner.scratch, round_up_8(right[kP].L + left[kQ].L));
-    T.set_mul(inner, right[kP], left[kQ]);
     // The right half's powers of two are the lower ones. Beside a zero, nothing has to grow down.
-    const i64 top = left[kP].exp + right[kQ].exp;
-    const i64 floor = left[kP].L == 0 || T.L == 0 ? top : T.exp;
-    multiply_both(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+    const bool alone = left[kP].L == 0 || right[kP].L == 0;
+    const ExactFloat &lower = alone ? left[kP] : right[kP], &times = alone ? right[kQ] : left[kQ];
+    multiply_all(inner, T, out[kP], out[kQ], left, right, lower.exp + times.exp);
     out[kP].add_signed_ip(context.parallel, T, false);
     strip_zero_words(out[kQ]);
 }

@@ -70,6 +70,11 @@ double size_to(const PolynomialTermSizer& sizer, u64 k, u64 terms) {
     return terms <= PolynomialTermSizer::kNearTerms ? sizer.near_log_size_to(k) : sizer.log_size_to(k).high;
 }
 
+DoubleDouble remaining(const HypergeometricSizes& sizes, u64 terms, u64 p, u64 k) {
+    return terms <= HypergeometricSizes::kNearTerms ? sizes.near_log_remaining(p, k)
+                                                    : sizes.log_remaining(p, k);
+}
+
 double nats(u64 words) {
     return static_cast<double>(words) * dd::ln2_64().high;
 }
@@ -93,7 +98,9 @@ class HypergeometricSeries final : public CommonP2B3::Series {
 
     double log_size_to(u64 k) const override { return size_to(data_->sizer_Q, k, terms()); }
     DoubleDouble log_size_to_dd(u64 k) const override { return data_->sizer_Q.log_size_to(k); }
-    DoubleDouble log_remaining(u64 k) const override { return sizes(*data_).log_remaining(precision(), k); }
+    DoubleDouble log_remaining(u64 k) const override {
+        return remaining(sizes(*data_), terms(), precision(), k);
+    }
     std::optional<double> log_scale() const override { return scale_; }
     double log_size_Q(u64 a, u64 b) const override { return size_of(data_->sizer_Q, a, b) + kSlack; }
     double log_size_R(u64 a, u64 b) const override { return size_of(data_->sizer_R, a, b) + kSlack; }
@@ -143,7 +150,9 @@ class HyperdescentSeries final : public Hyperdescent::Series {
 
     double log_size_to(u64 k) const override { return size_to(data_->sizer_Q, k, terms()); }
     DoubleDouble log_size_to_dd(u64 k) const override { return data_->sizer_Q.log_size_to(k); }
-    DoubleDouble log_remaining(u64 k) const override { return sizes(*data_).log_remaining(precision(), k); }
+    DoubleDouble log_remaining(u64 k) const override {
+        return remaining(sizes(*data_), terms(), precision(), k);
+    }
     std::optional<double> log_scale() const override { return scale_; }
     double log_size_Q(u64 a, u64 b) const override { return size_of(data_->sizer_Q, a, b) + kSlack; }
     // Q times a sum of P(k).

@@ -68,8 +68,14 @@ class SeriesValuePlan {
 inline constexpr u32 kValueErrorBits = 6;
 
 // How much memory the sum of a series takes: blocks of up to the precision and a division that keeps a
-// transform, or blocks half as large and a division that makes it twice.
-enum class SeriesMemory { full, reduced };
+// transform; blocks shorter by a sixteenth, where three numbers are as long as the precision; or blocks half
+// as large and a division that makes the transform twice.
+enum class SeriesMemory { full, shorter, reduced };
+
+inline u64 longest_block(SeriesMemory memory, u64 precision) {
+    if (memory == SeriesMemory::full) return precision;
+    return memory == SeriesMemory::shorter ? precision - precision / 16 : precision / 2;
+}
 
 // Sum and finishing step. Working memory:
 //
@@ -84,10 +90,10 @@ class SeriesEvaluator final : public Evaluator {
                     const EvaluatorRequest& request, SeriesMemory memory, const SeriesTexts& texts = {})
         : series_(std::move(series)),
           value_(series_->precision(), coefficients, request.tds,
-                 memory == SeriesMemory::full ? DivisionTransforms::kept : DivisionTransforms::none, texts),
+                 memory == SeriesMemory::reduced ? DivisionTransforms::none : DivisionTransforms::kept,
+                 texts),
           // Q is no longer than the numerator.
-          sum_(*series_, memory == SeriesMemory::full ? series_->precision() : series_->precision() / 2,
-               request.tds,
+          sum_(*series_, longest_block(memory, series_->precision()), request.tds,
                std::max(request.free_bytes, value_.needs().above(series_->precision() + 6).bytes)) {
         needs_ = sum_.needs().maximum(value_.needs().above(sum_.accumulator_words()));
         needs_.result_words = std::max(value_.needs().result_words, sum_.needs().result_words);
@@ -132,7 +138,7 @@ std::unique_ptr<Evaluator> make_series_evaluator(const std::shared_ptr<const typ
                                                  const EvaluatorRequest& request, SeriesMemory memory,
                                                  const SeriesTexts& texts = {}) {
     auto evaluator = std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, memory, texts);
-    if (memory == SeriesMemory::full && evaluator->needs().bytes > request.memory_budget) {
+    if (memory != SeriesMemory::reduced && evaluator->needs().bytes > request.memory_budget) {
         auto reduced =
             std::make_unique<SeriesEvaluator<F>>(series, coefficients, request, SeriesMemory::reduced, texts);
         if (reduced->needs().bytes < evaluator->needs().bytes) return reduced;

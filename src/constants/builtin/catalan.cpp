@@ -21,7 +21,13 @@ std::unique_ptr<Evaluator> Catalan::make_evaluator(const EvaluatorRequest& reque
                         "Catalan - Huvent (2006):");
     }
     const BuiltInSeries& row = catalan_series()[static_cast<std::size_t>(algorithm_)];
-    return BuiltInValue(row, power_, "Catalan - " + std::string(row.name) + ":").make_evaluator(request);
+    // R of Lupas' series is hardly shorter than Q.
+    using BinarySplitting::SeriesMemory;
+    const bool long_R = algorithm_ == CatalanAlgorithm::lupas;
+    return BuiltInValue(row, row.coefficient_P, row.coefficient_Q, row.coefficient_D, power_,
+                        long_R ? SeriesMemory::shorter : SeriesMemory::full,
+                        "Catalan - " + std::string(row.name) + ":")
+        .make_evaluator(request);
 }
 
 }  // namespace kalvor

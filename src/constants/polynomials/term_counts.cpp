@@ -1,6 +1,7 @@
 #include "constants/polynomials/term_counts.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "base/names/names.h"
 
@@ -55,9 +56,16 @@ u64 HypergeometricSizes::terms(u64 p) const {
 
 DoubleDouble HypergeometricSizes::log_remaining(u64 p, u64 k) const {
     const DoubleDouble r = R == nullptr ? DoubleDouble() : R->log_size(0, k);
-    const u64 degrees = degree_P + Q->degree() + (R == nullptr ? 0 : R->degree());
-    const DoubleDouble extra = DoubleDouble::from_u64(degrees) * ln(DoubleDouble::from_u64(k + 1));
+    const DoubleDouble extra = DoubleDouble::from_u64(degrees()) * ln(DoubleDouble::from_u64(k + 1));
     return clamped(nats(p) - Q->log_size(0, k) + r + extra, nats(p));
+}
+
+// Sums of 2^24 logarithms for each of two times 62 zeros are off by 2^-7 together.
+DoubleDouble HypergeometricSizes::near_log_remaining(u64 p, u64 k) const {
+    constexpr double kNearSlack = 0x1p-6;
+    const double r = R == nullptr ? 0 : R->near_log_size(0, k);
+    const double extra = static_cast<double>(degrees()) * std::log(static_cast<double>(k) + 1);
+    return clamped(nats(p) + DoubleDouble(r - Q->near_log_size(0, k) + extra + kNearSlack), nats(p));
 }
 
 u64 binary_bbp_terms(u64 p, u64 degree_P, u64 power) {

@@ -21,9 +21,14 @@ struct HypergeometricSizes {
     u64 terms(u64 p) const;
     // Nats that the tail from index k on still needs, 0 to those of p.
     DoubleDouble log_remaining(u64 p, u64 k) const;
+    // The same from sizes in doubles, up to kNearTerms terms: above it by less than 1/32, up to p. Plans and
+    // runs ask it of every range, and an answer takes two logarithms for each zero.
+    static constexpr u64 kNearTerms = u64(1) << 24;
+    DoubleDouble near_log_remaining(u64 p, u64 k) const;
 
   private:
     DoubleDouble log_term(u64 n) const;
+    u64 degrees() const { return degree_P + Q->degree() + (R == nullptr ? 0 : R->degree()); }
 };
 
 // Terms that fall by 2^power each; P gets a word for each degree.

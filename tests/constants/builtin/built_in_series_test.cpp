@@ -244,7 +244,8 @@ TEST(HuventTermsTest, TermsAndValue) {
         for (const int f : {201, 401, 403, 601, 605, 1201, 1205, 1207, 1211}) q *= f / 100 * k + f % 100;
         return mpz_class(q * q);
     };
-    for (const u64 k : {1ull, 2ull, 3ull, 99ull, (1ull << 51) - 1, (1ull << 52) - 1}) {
+    for (const u64 k : {1ull, 2ull, 3ull, 99ull, 5536578ull, (1ull << 32) - 1, 1ull << 32, (1ull << 51) - 1,
+                        (1ull << 52) - 1}) {
         catalan_huvent_term(k, P, Q);
         ASSERT_EQ(reference::to_mpz(P.T, P.L), huvent_P(reference::mpz_of(k))) << k;
         ASSERT_EQ(reference::to_mpz(Q.T, Q.L), Q_of(reference::mpz_of(k))) << k;

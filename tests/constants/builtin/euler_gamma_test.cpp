@@ -153,11 +153,14 @@ TEST(EulerGammaTest, ASmallParameterIsSaid) {
 TEST(EulerGammaTest, Memory) {
     for (const GammaAlgorithm algorithm : kAlgorithms) {
         for (const u64 p : {51907, 519053}) {
+            double of_one_task = 0;
             for (const u64 tds : {1, 2, 7, 64}) {
                 const trel::Needs needs = EulerGamma(algorithm).make_evaluator({p, tds})->needs();
                 const double bytes =
                     static_cast<double>(needs.bytes) + 8 * static_cast<double>(needs.result_words);
                 EXPECT_LE(bytes, 8 * 19.2659 * static_cast<double>(p)) << p << " " << tds;
+                if (tds == 1) of_one_task = bytes;
+                EXPECT_LE(bytes, 1.3 * of_one_task) << p << " " << tds;
             }
         }
     }

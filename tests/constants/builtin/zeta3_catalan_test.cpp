@@ -191,16 +191,16 @@ TEST(Zeta3CatalanTest, StepsAreAnnounced) {
     }
 }
 
-// Bytes a digit at ten million, with the value.
+// Bytes a digit at ten million, with the value: for zeta(3) and the first series of Catalan's constant, and
+// for the others.
 TEST(Zeta3CatalanTest, Memory) {
     const u64 p = 519054;
     for (const Road& road : roads()) {
         const auto evaluator = road.make(1)->make_evaluator({p, 1});
         const double bytes =
             static_cast<double>(evaluator->needs().bytes + 8 * evaluator->needs().result_words);
-        // R of Lupas' series is hardly shorter than Q.
         const bool lupas = road.name() == "Lupas (2000)";
-        EXPECT_LT(bytes, (lupas ? 6.7 : 6.3) * 1e7) << road.name();
+        EXPECT_LT(bytes, (lupas ? 6.59 : 6.3) * 1e7) << road.name();
     }
 }
 

@@ -111,6 +111,31 @@ TEST(TermCountsTest, Hypergeometric) {
     }
 }
 
+// What runs ask of every range is above what it stands for by next to nothing, and falls as well.
+TEST(TermCountsTest, RemainingFromDoubles) {
+    for (const Family& family : kFamilies) {
+        IntegerPolynomial R({1}), Q({1});
+        for (const Factor& f : family.R) R = R * f.polynomial();
+        for (const Factor& f : family.Q) Q = Q * f.polynomial();
+        const PolynomialTermSizer sizer_R = make_sizer("R(x)", R, 0.0, nullptr);
+        const PolynomialTermSizer sizer_Q = make_sizer("Q(x)", Q, 0.0, nullptr);
+        const HypergeometricSizes sizes{family.R.empty() ? nullptr : &sizer_R, &sizer_Q, family.degree_P};
+        for (const u64 p : {u64(1), u64(20), u64(1000), u64(30000)}) {
+            const u64 terms = std::min(sizes.terms(p), HypergeometricSizes::kNearTerms);
+            const u64 step = std::max<u64>(1, terms / 1000);
+            double last = number(bits(p)) * (1 + 1e-12);
+            for (u64 k = 0; k <= terms; k += step) {
+                const double exact = sizes.log_remaining(p, k).high;
+                const double near = sizes.near_log_remaining(p, k).high;
+                ASSERT_GE(near, exact) << family.name << " " << p << " " << k;
+                ASSERT_LE(near, exact + 0x1p-5) << family.name << " " << p << " " << k;
+                ASSERT_LE(near, last) << family.name << " " << p << " " << k;
+                last = near;
+            }
+        }
+    }
+}
+
 TEST(TermCountsTest, BinaryBBP) {
     for (const u64 p : precisions()) {
         for (const u64 power : {1, 3, 4, 10, 64, 1000, 1023, 1024}) {
