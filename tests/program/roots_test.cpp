@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "reference/mpfr_digits.h"
+#include "reference/mpfr_lemniscate.h"
 #include "support/constant_program.h"
 #include "support/effort.h"
 
@@ -26,17 +27,7 @@ mpz_class golden(unsigned base, unsigned long digits) {
     return (root(5, base, digits) + power_of(base, digits)) / 2;
 }
 std::string lemniscate(unsigned base, unsigned long digits) {
-    return kalvor_test::mpfr_digits(base, digits, [](mpfr_ptr x) {
-        mpfr_t mean;
-        mpfr_init2(mean, mpfr_get_prec(x));
-        mpfr_sqrt_ui(mean, 2, MPFR_RNDN);
-        mpfr_set_ui(x, 1, MPFR_RNDN);
-        mpfr_agm(mean, x, mean, MPFR_RNDN);
-        mpfr_const_pi(x, MPFR_RNDN);
-        mpfr_mul_ui(x, x, 2, MPFR_RNDN);
-        mpfr_div(x, x, mean, MPFR_RNDN);
-        mpfr_clear(mean);
-    });
+    return kalvor_test::mpfr_digits(base, digits, kalvor_test::set_lemniscate);
 }
 
 // An integer's text with its point, as a function of base and digits.

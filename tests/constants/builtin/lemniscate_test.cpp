@@ -10,6 +10,7 @@
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
 #include "constants/builtin/arcsinlemn.h"
+#include "reference/mpfr_lemniscate.h"
 #include "support/capture_console.h"
 #include "support/effort.h"
 #include "support/evaluator_run.h"
@@ -34,19 +35,14 @@ constexpr Algorithm kAlgorithms[] = {Algorithm::agm_pi, Algorithm::gauss, Algori
 
 // floor((2 Pi / AGM(1, 2^(1/2)))^power 2^(64 words))
 mpz_class lemniscate(int power, u64 words) {
-    mpfr_t x, mean, one;
-    mpfr_inits2(static_cast<mpfr_prec_t>(64 * words + 128), x, mean, one, static_cast<mpfr_ptr>(nullptr));
-    mpfr_sqrt_ui(mean, 2, MPFR_RNDN);
-    mpfr_set_ui(one, 1, MPFR_RNDN);
-    mpfr_agm(mean, one, mean, MPFR_RNDN);
-    mpfr_const_pi(x, MPFR_RNDN);
-    mpfr_mul_ui(x, x, 2, MPFR_RNDN);
-    mpfr_div(x, x, mean, MPFR_RNDN);
+    mpfr_t x;
+    mpfr_init2(x, static_cast<mpfr_prec_t>(64 * words + 128));
+    kalvor_test::set_lemniscate(x);
     if (power < 0) mpfr_ui_div(x, 1, x, MPFR_RNDN);
     mpfr_mul_2ui(x, x, 64 * words, MPFR_RNDN);
     mpz_class z;
     mpfr_get_z(z.get_mpz_t(), x, MPFR_RNDD);
-    mpfr_clears(x, mean, one, static_cast<mpfr_ptr>(nullptr));
+    mpfr_clear(x);
     return z;
 }
 

@@ -65,22 +65,40 @@ const Family kFamilies[] = {
     {"1 / k!", {}, {{1, 0, 1}}, 0, 1, 0.5},
 };
 
+IntegerPolynomial product_of(const std::vector<Factor>& factors) {
+    IntegerPolynomial product({1});
+    for (const Factor& f : factors) product = product * f.polynomial();
+    return product;
+}
+
+// The sizers of a family, and what refers to them.
+class FamilySizers {
+  public:
+    explicit FamilySizers(const Family& family) : family_(family) {}
+    HypergeometricSizes sizes() const {
+        return {family_.R.empty() ? nullptr : &sizer_R_, &sizer_Q_, family_.degree_P};
+    }
+    // deg R - deg Q
+    double degree() const { return static_cast<double>(R_.degree() - Q_.degree()); }
+
+  private:
+    const Family& family_;
+    IntegerPolynomial R_ = product_of(family_.R), Q_ = product_of(family_.Q);
+    PolynomialTermSizer sizer_R_ = make_sizer("R(x)", R_, 0.0, nullptr);
+    PolynomialTermSizer sizer_Q_ = make_sizer("Q(x)", Q_, 0.0, nullptr);
+};
+
 TEST(TermCountsTest, Hypergeometric) {
     for (const Family& family : kFamilies) {
-        IntegerPolynomial R({1}), Q({1});
-        for (const Factor& f : family.R) R = R * f.polynomial();
-        for (const Factor& f : family.Q) Q = Q * f.polynomial();
-        const PolynomialTermSizer sizer_R = make_sizer("R(x)", R, 0.0, nullptr);
-        const PolynomialTermSizer sizer_Q = make_sizer("Q(x)", Q, 0.0, nullptr);
-        const HypergeometricSizes sizes{family.R.empty() ? nullptr : &sizer_R, &sizer_Q, family.degree_P};
+        const FamilySizers sizers(family);
+        const HypergeometricSizes sizes = sizers.sizes();
         const auto product = [](const std::vector<Factor>& factors, u64 n) {
             Real sum;
             for (const Factor& f : factors) sum = sum + f.product(n);
             return sum;
         };
         const auto log_term = [&](u64 n) {
-            const double degrees =
-                static_cast<double>(R.degree() - Q.degree()) + static_cast<double>(family.degree_P);
+            const double degrees = sizers.degree() + static_cast<double>(family.degree_P);
             return product(family.R, n) - product(family.Q, n) + Real(degrees) * ln(Real::of(n));
         };
         for (const u64 p : precisions()) {
@@ -114,12 +132,8 @@ TEST(TermCountsTest, Hypergeometric) {
 // What runs ask of every range is above what it stands for by next to nothing, and falls as well.
 TEST(TermCountsTest, RemainingFromDoubles) {
     for (const Family& family : kFamilies) {
-        IntegerPolynomial R({1}), Q({1});
-        for (const Factor& f : family.R) R = R * f.polynomial();
-        for (const Factor& f : family.Q) Q = Q * f.polynomial();
-        const PolynomialTermSizer sizer_R = make_sizer("R(x)", R, 0.0, nullptr);
-        const PolynomialTermSizer sizer_Q = make_sizer("Q(x)", Q, 0.0, nullptr);
-        const HypergeometricSizes sizes{family.R.empty() ? nullptr : &sizer_R, &sizer_Q, family.degree_P};
+        const FamilySizers sizers(family);
+        const HypergeometricSizes sizes = sizers.sizes();
         for (const u64 p : {u64(1), u64(20), u64(1000), u64(30000)}) {
             const u64 terms = std::min(sizes.terms(p), HypergeometricSizes::kNearTerms);
             const u64 step = std::max<u64>(1, terms / 1000);

@@ -128,6 +128,20 @@ TEST(KvdFileTest, PiecesInAnyOrder) {
     }
 }
 
+// Thread t stores the pieces t, t + n_threads, t + 2 n_threads ...
+void store_from_threads(BasicKvdFileWriter& writer, const std::vector<u8>& digits,
+                        const std::vector<Piece>& pieces, u64 n_threads) {
+    std::vector<std::thread> threads;
+    for (u64 t = 0; t < n_threads; t++) {
+        threads.emplace_back([&, t] {
+            for (u64 i = t; i < pieces.size(); i += n_threads) {
+                writer.store_digits_B(digits.data() + pieces[i].start, pieces[i].start, pieces[i].count);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
 TEST(KvdFileTest, PiecesFromSeveralThreads) {
     const kalvor_test::TemporaryFolder folder;
     constexpr u64 kDigits = 100003;
@@ -135,15 +149,7 @@ TEST(KvdFileTest, PiecesFromSeveralThreads) {
     std::mt19937_64 random(5);
     const std::vector<Piece> pieces = random_pieces(0, kDigits, 700, random);
     BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, kDigits, 0, 0}, 8192);
-    std::vector<std::thread> threads;
-    for (u64 t = 0; t < 4; t++) {
-        threads.emplace_back([&, t] {
-            for (u64 i = t; i < pieces.size(); i += 4) {
-                writer.store_digits_B(digits.data() + pieces[i].start, pieces[i].start, pieces[i].count);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    store_from_threads(writer, digits, pieces, 4);
     writer.close();
     EXPECT_TRUE(folder.read("x.kvd") == reference_kvd("3.", 10, kDigits, 0, 0, digits));
 }
@@ -159,15 +165,7 @@ TEST(KvdFileTest, LargeWindowsGiveTheSameBytes) {
         std::vector<Piece> pieces = random_pieces(0, kDigits, 200000, random);
         if (in_order) std::ranges::sort(pieces, {}, &Piece::start);
         BasicKvdFileWriter writer(folder.file("x"), {"3.", 10, kDigits, 0, 0}, SectorWindow::kLeastHalved);
-        std::vector<std::thread> threads;
-        for (u64 t = 0; t < 2; t++) {
-            threads.emplace_back([&, t] {
-                for (u64 i = t; i < pieces.size(); i += 2) {
-                    writer.store_digits_B(digits.data() + pieces[i].start, pieces[i].start, pieces[i].count);
-                }
-            });
-        }
-        for (std::thread& thread : threads) thread.join();
+        store_from_threads(writer, digits, pieces, 2);
         writer.close();
         EXPECT_TRUE(folder.read("x.kvd") == want) << in_order;
     }

@@ -7,39 +7,25 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <thread>
 
 #include "support/child.h"
+#include "support/interrupt_child.h"
 #include "support/run_program.h"
 
 using namespace trel;
+using kalvor_test::kNever;
+using kalvor_test::say;
+using kalvor_test::StoppedWork;
+using kalvor_test::wait_until;
 
 namespace {
 
-// Long enough that no test meets it unless it is meant to.
-constexpr u32 kNever = 600000;
-
-void say(const char* text) {
-    std::printf("%s\n", text);
-    std::fflush(stdout);
-}
-
-void wait_until(const std::atomic<bool>& what) {
-    while (!what) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
 void stop_cooperatively(int signal) {
-    std::atomic<bool> stopped{false};
     {
-        os::InterruptWatch watch(
-            [&] {
-                say("first");
-                stopped = true;
-            },
-            [] { say("overdue"); }, kNever);
+        const StoppedWork work;
         kill(getpid(), signal);
-        wait_until(stopped);
+        work.wait();
     }
     say("stopped");
     os::end_as_interrupted();

@@ -5,43 +5,30 @@
 #include <windows.h>
 
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
 #include "os/windows/console_events.h"
 #include "support/child.h"
+#include "support/interrupt_child.h"
 #include "support/windows/console_window.h"
 
 using namespace trel;
+using kalvor_test::kNever;
+using kalvor_test::say;
+using kalvor_test::StoppedWork;
+using kalvor_test::wait_until;
 
 namespace {
 
-// Long enough that no test meets it unless it is meant to.
-constexpr u32 kNever = 600000;
 constexpr int kInterrupted = static_cast<int>(0xC000013A);
-
-void say(const char* text) {
-    std::printf("%s\n", text);
-    std::fflush(stdout);
-}
-
-void wait_until(const std::atomic<bool>& what) {
-    while (!what) Sleep(1);
-}
 
 // Ctrl-C only: Wine delivers Ctrl-Break to nobody.
 const kalvor_test::Child control_c("control c", [] {
-    std::atomic<bool> stopped{false};
     {
-        os::InterruptWatch watch(
-            [&] {
-                say("first");
-                stopped = true;
-            },
-            [] { say("overdue"); }, kNever);
+        const StoppedWork work;
         GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
-        wait_until(stopped);
+        work.wait();
     }
     say("stopped");
     os::end_as_interrupted();
@@ -87,19 +74,13 @@ const kalvor_test::Child ignored("ignored", [] {
 // Only the system can send these events, so the handler is called here as the system would.
 void is_ended_by(DWORD event) {
     static std::atomic<bool> returned{false};
-    std::atomic<bool> stopped{false};
     {
-        os::InterruptWatch watch(
-            [&] {
-                say("first");
-                stopped = true;
-            },
-            [] { say("overdue"); }, kNever);
+        const StoppedWork work;
         std::thread([event] {
             os::on_console_event(event);
             returned = true;
         }).detach();
-        wait_until(stopped);
+        work.wait();
         // A handler that waits leaves no trace, only time; one that returns would have done so at once.
         Sleep(300);
     }
