@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "arith/bigfloat/combine.h"
-#include "arith/multiply/product_needs.h"
 #include "arith/newton/division.h"
 #include "arith/newton/newton_work.h"
 #include "base/console/format.h"
@@ -52,9 +51,11 @@ ErrorBound method_error(u64 k) {
     return ErrorBound::within(PowerOfTwo{}.shifted(2 - static_cast<i64>(bits)));
 }
 
-// Working memory:
+// Working memory, one after the other:
 //
-//   [1 / B][the sums, then the numbers of the fraction, then C, then ln 2]
+//   [the sums][numbers of their fraction, of which Q^2 and Q^2 + R are kept for C][the division]
+//   [Q^2][Q^2 + R][C / B^2][what C takes]
+//   [ln 2][what it takes]
 //
 // The sum's numerator waits in the result's words.
 class BrentMcMillan final : public Evaluator {
@@ -71,21 +72,18 @@ class BrentMcMillan final : public Evaluator {
           sum_(series_, p_, request.tds),
           division_(DivisionPlan::make(p_, request.tds)),
           number_words_(round_up_8(p_ + 6)) {
-        needs_ = sum_.needs().maximum(division_.needs().above(sum_.accumulator_words() + 3 * number_words_));
+        u64 waiting = 0;  // words of Q^2 and Q^2 + R
         if (refined_) {
-            inverse_.emplace(DivisionPlan::make(C_precision_, request.tds));
-            inverse_words_ = round_up_8(inverse_->result);
-            needs_.take_maximum(inverse_->needs().above(sum_.accumulator_words() + 3 * number_words_));
-            C_ = GammaC(m_).make_evaluator({C_precision_, request.tds});
+            C_.emplace(m_, EvaluatorRequest{C_precision_, request.tds});
             C_words_ = round_up_8(C_->needs().result_words);
-            const u64 products = 2 * round_up_8(C_precision_ + 6);
-            needs_.take_maximum(C_->needs().above(C_words_));
-            needs_.take_maximum(product_needs(2 * (C_words_ + inverse_words_)).above(C_words_ + products));
+            waiting = 2 * C_->fraction_words();
+            needs_ = C_->needs().above(waiting + C_words_);
         }
+        needs_.take_maximum(sum_.needs());
+        needs_.take_maximum(division_.needs().above(sum_.accumulator_words() + 3 * number_words_ + waiting));
         ln2_ = logarithm_of_2().make_evaluator({p_, request.tds});
         ln2_words_ = round_up_8(ln2_->needs().result_words + 1);
         needs_.take_maximum(ln2_->needs().above(ln2_words_));
-        needs_ = needs_.above(inverse_words_);
         needs_.result_words =
             std::max(sum_.needs().result_words, std::max(number_words_, round_up_8(division_.result + 1)));
     }
@@ -99,27 +97,25 @@ class BrentMcMillan final : public Evaluator {
     }
     std::vector<WorkPhase> work() const override {
         const double sum = sum_.work();
-        double division = newton::division_work(division_.p, division_.q);
-        if (inverse_) division += newton::division_work(inverse_->p, inverse_->q);
+        const double division = newton::division_work(division_.p, division_.q);
         std::vector<WorkPhase> phases = {{"series", sum * kWorkSeconds, sum},
                                          {"division", division * kWorkSeconds, division}};
-        for (const Evaluator* part : {C_.get(), ln2_.get()}) {
-            if (!part) continue;
-            for (WorkPhase& phase : part->work()) phases.push_back(std::move(phase));
-        }
+        const auto add = [&phases](std::vector<WorkPhase> more) {
+            for (WorkPhase& phase : more) phases.push_back(std::move(phase));
+        };
+        if (C_) add(C_->work());
+        add(ln2_->work());
         return phases;
     }
 
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& result) const override {
         status.Status_Line(label_);
         warn_of_small_parameter(status);
-        AlignedBufferC memory = context.scratch;
-        BigFloat inverse = carve<BigFloat>(memory, inverse_words_);
-        const MultiplyContext rest = context.with_scratch(memory);
-        fraction(rest, status, result, inverse);
+        BigFloat S, R;  // those of C
+        fraction(context, status, result, S, R);
         ErrorBound error = ErrorBound::of_words(result, p_, kErrorBits) + method_error(k_);
-        if (refined_) error = error + subtract_C(rest, status, result, inverse);
-        error = error + subtract_logarithm(rest, status, result);
+        if (C_) error = error + subtract_C(context, status, result, S, R);
+        error = error + subtract_logarithm(context, status, result);
         if (result.L > result_precision_ + 2) result = result.kept(context.parallel, result_precision_ + 2);
         return error + ErrorBound::of_words(result, result_precision_, 0);
     }
@@ -140,8 +136,9 @@ class BrentMcMillan final : public Evaluator {
         status.Pause();
     }
 
-    // result = A / B = T / (Q (Q^2 + R)), inverse = 1 / B = Q^2 / (Q^2 + R).
-    void fraction(const MultiplyContext& context, Status& status, BigFloat& result, BigFloat& inverse) const {
+    // result = A / B = T / (Q (Q^2 + R)). S and R are Q^2 and Q^2 + R, as C needs them: 1 / B = S / R.
+    void fraction(const MultiplyContext& context, Status& status, BigFloat& result, BigFloat& S_of_C,
+                  BigFloat& R_of_C) const {
         FloatNumbers sum;
         {
             status.work().enter("series");
@@ -155,6 +152,10 @@ class BrentMcMillan final : public Evaluator {
         memory.spawn_words(sum_.accumulator_words());
         BigFloat S = carve<BigFloat>(memory, number_words_), D = carve<BigFloat>(memory, number_words_),
                  N = carve<BigFloat>(memory, number_words_);
+        if (C_) {
+            S_of_C = carve<BigFloat>(memory, C_->fraction_words());
+            R_of_C = carve<BigFloat>(memory, C_->fraction_words());
+        }
         const MultiplyContext rest = context.with_scratch(memory);
         BigFloat& sums = N;  // Q^2 + R, until N is needed
         {
@@ -163,39 +164,27 @@ class BrentMcMillan final : public Evaluator {
             sums.set_add(p_, context.parallel, S, sum[AB::kR]);
             D.set_mul(p_, rest, sum[AB::kQ], sums);
         }
-        if (refined_) large_division(*inverse_, rest, status, inverse, S, sums);
+        if (C_) {
+            S_of_C.set_BigFloat(C_precision_ + 2, context.parallel, S);
+            R_of_C.set_BigFloat(C_precision_ + 2, context.parallel, sums);
+        }
         N.set_BigFloat(p_ + 2, context.parallel, sum[AB::kT]);
         large_division(division_, rest, status, result, N, D);
     }
 
-    // result -= C / B^2
-    ErrorBound subtract_C(const MultiplyContext& context, Status& status, BigFloat& result,
-                          BigFloat& inverse) const {
+    // result -= C / B^2. S and R lie above everything that is used here.
+    ErrorBound subtract_C(const MultiplyContext& context, Status& status, BigFloat& result, const BigFloat& S,
+                          const BigFloat& R) const {
         AlignedBufferC memory = context.scratch;
-        BigFloat C = carve<BigFloat>(memory, C_words_);
-        MultiplyContext rest = context.with_scratch(memory);
-        const ErrorBound C_error = C_->run(rest, status, C);
-        inverse.verify(context.parallel, "1 / B, which waited for C");
+        BigFloat S_of_C = carve<BigFloat>(memory, C_->fraction_words()),
+                 R_of_C = carve<BigFloat>(memory, C_->fraction_words());
+        S_of_C.set_BigFloat(C_precision_ + 2, context.parallel, S);
+        R_of_C.set_BigFloat(C_precision_ + 2, context.parallel, R);
+        BigFloat term = carve<BigFloat>(memory, C_words_);
+        const ErrorBound error = C_->run(context.with_scratch(memory), status, S_of_C, R_of_C, term);
         result.verify(context.parallel, "A / B, which waited for C");
-        BigFloat square = carve<BigFloat>(rest.scratch, C_precision_ + 6),
-                 term = carve<BigFloat>(rest.scratch, C_precision_ + 6);
-        {
-            StatusSection section(status, "Squaring...");
-            StatusFrame frame(section.node(), "Squaring: ");
-            square.set_sqr(C_precision_, rest, inverse);
-        }
-        {
-            // C stands for its numerator, and what the denominators have to do with it is done.
-            StatusFrame frame(status, "Finalizing: P * S: ");
-            term.set_mul(C_precision_, rest, C, square);
-        }
-        const Approximation root{inverse, ErrorBound::of_words(inverse, C_precision_, 2)};
-        const ErrorBound square_error =
-            ErrorBound::sum({product_error(root, root), ErrorBound::of_words(square, C_precision_, 0)});
         StatusSection section(status, "Subtracting...");
         StatusFrame frame(section.node(), "Subtracting: ");
-        ErrorBound error =
-            product_error({C, C_error}, {square, square_error}) + ErrorBound::of_words(term, C_precision_, 0);
         return error + subtract(context.parallel, result, term);
     }
 
@@ -233,9 +222,9 @@ class BrentMcMillan final : public Evaluator {
     const BinarySplitting::PSR_SeriesB<AB::Family> sum_;
     const DivisionPlan division_;
     const u64 number_words_;
-    std::optional<DivisionPlan> inverse_;
-    std::unique_ptr<Evaluator> C_, ln2_;
-    u64 inverse_words_ = 0, C_words_ = 0, ln2_words_ = 0;
+    std::optional<GammaCTerm> C_;  // of the refined method
+    std::unique_ptr<Evaluator> ln2_;
+    u64 C_words_ = 0, ln2_words_ = 0;
     Needs needs_;
 };
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "arith/multiply/product_needs.h"
+#include "arith/newton/newton_work.h"
+#include "base/status/status_scope.h"
 #include "constants/bsr/series_value.h"
 #include "constants/builtin/leaf_words.h"
 #include "constants/polynomials/log_products.h"
@@ -120,12 +123,75 @@ void GammaCSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
     Q.mul_uW(Word(32) << m_);
 }
 
-// (S + 1) / 2^(m + 2)
-std::unique_ptr<Evaluator> GammaC::make_evaluator(const EvaluatorRequest& request) const {
-    return BinarySplitting::make_series_evaluator<BinarySplitting::CommonP2B3::Family>(
-        std::make_shared<const GammaCSeries>(m_, request.precision), {1, 1, Word(4) << m_, 1, false}, request,
-        BinarySplitting::SeriesMemory::full,
-        {"Series C...   ", "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): "});
+GammaCTerm::GammaCTerm(u64 m, const EvaluatorRequest& request)
+    : m_(m),
+      precision_(request.precision),
+      series_(m, precision_),
+      number_words_(round_up_8(precision_ + 8)),
+      division_(DivisionPlan::make(precision_, request.tds)),
+      sum_(series_, precision_, request.tds,
+           division_.needs().above(series_.precision() + 6 + number_words_).bytes),
+      banner_(sum_.banner("Series C...   ")) {
+    needs_ = sum_.needs().maximum(division_.needs()
+                                      .maximum(product_needs(2 * number_words_))
+                                      .above(sum_.accumulator_words() + number_words_));
+    needs_.result_words = std::max({sum_.needs().result_words, division_.result, number_words_});
+}
+
+std::vector<WorkPhase> GammaCTerm::work() const {
+    const double sum = sum_.work(), division = newton::division_work(division_.p, division_.q);
+    return {{"series", sum * kWorkSeconds, sum}, {"division", division * kWorkSeconds, division}};
+}
+
+// With the sum P / Q: C = (Q + P) / (Q 2^(m + 2)).
+ErrorBound GammaCTerm::run(const MultiplyContext& context, Status& status, BigFloat& S, BigFloat& D,
+                           BigFloat& x) const {
+    // Products are a little longer than the value, so that only the sum and the division count as wrong.
+    const u64 p = precision_ + 2;
+    BinarySplitting::FloatRange<BinarySplitting::CommonP2B3::Family> sum;
+    {
+        status.work().enter("series");
+        StatusSection section(status, banner_);
+        sum = sum_.run(context, section.node(), x.buffer);
+    }
+    status.work().enter("division");
+    BigFloat &P = sum[BinarySplitting::CommonP2B3::kP], &Q = sum[BinarySplitting::CommonP2B3::kQ];
+    P.verify(context.parallel, "the sum's numerator");
+    Q.verify(context.parallel, "the sum's denominator");
+    S.verify(context.parallel, "a factor that waited for the sum");
+    D.verify(context.parallel, "a factor that waited for the sum");
+    AlignedBufferC memory = context.scratch;
+    memory.spawn_words(sum_.accumulator_words());
+    BigFloat N = carve<BigFloat>(memory, number_words_);
+    const MultiplyContext rest = context.with_scratch(memory);
+    {
+        StatusSection section(status, "Finishing Series");
+        {
+            StatusFrame frame(section.node(), "Finishing: P + Q: ");
+            N.set_add(p, context.parallel, Q, P);
+        }
+        StatusFrame frame(section.node(), "Finishing: Q * 2^(k+2): ");
+        Q.mul_uW(context.parallel, Word(4) << m_);
+    }
+    // Each result takes the place of a number that is not needed any more. P stood in x's buffer.
+    BigFloat square_S(x.buffer, x.buffer_size), square_D(S.buffer, S.buffer_size);
+    {
+        StatusSection section(status, "Squaring...");
+        StatusFrame frame(section.node(), "Squaring: ");
+        square_S.set_sqr(p, rest, S);
+        square_D.set_sqr(p, rest, D);
+    }
+    BigFloat numerator(D.buffer, D.buffer_size), denominator(N.buffer, N.buffer_size);
+    {
+        StatusFrame frame(status, "Finalizing: P * S: ");
+        numerator.set_mul(p, rest, N, square_S);
+    }
+    {
+        StatusFrame frame(status, "Finalizing: Q * R: ");
+        denominator.set_mul(p, rest, Q, square_D);
+    }
+    large_division(division_, rest, status, x, numerator, denominator);
+    return ErrorBound::of_words(x, precision_, BinarySplitting::kValueErrorBits);
 }
 
 }  // namespace kalvor

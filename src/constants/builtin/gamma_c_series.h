@@ -7,8 +7,13 @@
 //   P(j) = R(j) = (2j - 1)^3,   Q(j) = j 2^(2m + 5)
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "arith/newton/division.h"
 #include "base/names/names.h"
 #include "constants/bsr/common_p2b3.h"
+#include "constants/bsr/psr_series.h"
 #include "constants/evaluator/evaluator.h"
 
 namespace kalvor {
@@ -34,14 +39,38 @@ class GammaCSeries final : public BinarySplitting::CommonP2B3::Series {
     const u64 m_;
 };
 
-// C.
-class GammaC final : public EvaluatorFactory {
+// C (S / D)^2 for a fraction of the caller's: with C = P' / Q' that is one division, of P' S^2 by Q' D^2.
+// Working memory:
+//
+//   [the sum's accumulator: Q][the rest of the sum, then a numerator and what products and division take]
+//
+// The sum's P waits in the result's buffer.
+class GammaCTerm {
   public:
-    explicit GammaC(u64 m) : m_(m) {}
-    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override;
+    // request.precision: of the result.
+    GammaCTerm(u64 m, const EvaluatorRequest& request);
+    // The sum's plan points at the series.
+    GammaCTerm(const GammaCTerm&) = delete;
+    GammaCTerm& operator=(const GammaCTerm&) = delete;
+
+    const Needs& needs() const { return needs_; }
+    SeriesBlocks series_blocks() const { return {sum_.blocks(), sum_.blocks()}; }
+    // The phases "series" and "division".
+    std::vector<WorkPhase> work() const;
+    // x = C (S / D)^2. S and D are positive, right to this precision, and used up; each of their buffers has
+    // fraction_words(). Buffer of x and context.scratch: needs().
+    ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& S, BigFloat& D,
+                   BigFloat& x) const;
+    u64 fraction_words() const { return number_words_; }
 
   private:
-    const u64 m_;
+    const u64 m_, precision_;
+    const GammaCSeries series_;
+    const u64 number_words_;
+    const DivisionPlan division_;
+    const BinarySplitting::PSR_SeriesB<BinarySplitting::CommonP2B3::Family> sum_;
+    const std::string banner_;
+    Needs needs_;
 };
 
 }  // namespace kalvor

@@ -3,7 +3,13 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cmath>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "app/session/line_recorder.h"
 #include "arith/residue/goldilocks.h"
@@ -13,10 +19,12 @@
 #include "support/capture_console.h"
 #include "support/effort.h"
 #include "support/evaluator_run.h"
+#include "support/gamma_c_value.h"
 
 using namespace kalvor;
 using kalvor_test::EvaluatorRun;
 using kalvor_test::expect_value;
+using kalvor_test::GammaCValue;
 using kalvor_test::kReferenceWords;
 using trel::u64;
 
@@ -207,14 +215,14 @@ TEST(EulerGammaTest, Labels) {
     const Steps sums = {"Series A and B...  ", "Summing: "};
     EXPECT_EQ(steps_of(GammaAlgorithm::plain, 300),
               joined({{"EulerGamma - Brent-McMillan: (n = 2^12)"}, sums, division, end}));
-    const Steps series_C = joined(
-        {{"Series C...   ", "Finishing Series", "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): "}, division});
-    const Steps subtraction = {"Squaring...", "Squaring: ", "Finalizing: P * S: ", "Subtracting...",
-                               "Subtracting: "};
+    const Steps series_C = joined({{"Series C...   ", "Finishing Series",
+                                    "Finishing: P + Q: ", "Finishing: Q * 2^(k+2): ", "Squaring...",
+                                    "Squaring: ", "Finalizing: P * S: ", "Finalizing: Q * R: "},
+                                   division});
+    const Steps subtraction = {"Subtracting...", "Subtracting: "};
     EXPECT_EQ(steps_of(GammaAlgorithm::refined, 300),
               joined({{"EulerGamma - Brent-McMillan (refined): (n = 2^11)"},
                       sums,
-                      division,
                       division,
                       series_C,
                       subtraction,
@@ -252,10 +260,21 @@ TEST(GammaCTest, Terms) {
     }
 }
 
-// C = 1/(4n) (1 + sum of the terms), against exact fractions.
+struct CFactory final : EvaluatorFactory {
+    explicit CFactory(u64 m, GammaCValue::Words S = {1}, GammaCValue::Words D = {1})
+        : m(m), S(std::move(S)), D(std::move(D)) {}
+    std::unique_ptr<Evaluator> make_evaluator(const EvaluatorRequest& request) const override {
+        return std::make_unique<GammaCValue>(m, request, S, D);
+    }
+    const u64 m;
+    const GammaCValue::Words S, D;
+};
+
+// C = 1/(4n) (1 + sum of the terms), against exact fractions; and its product by the square of a fraction.
 TEST(GammaCTest, Values) {
+    std::mt19937_64 random(5);
     for (const u64 m : {1, 4, 7}) {
-        for (const u64 p : {3, 5, 20}) {
+        for (const u64 p : {3, 5, 20, 300}) {
             mpq_class sum = 1, term = 1;
             for (unsigned long j = 1; j <= (2ul << m); j++) {
                 const mpz_class odd = 2 * j - 1;
@@ -266,8 +285,22 @@ TEST(GammaCTest, Values) {
                 sum += term;
             }
             sum /= mpq_class(mpz_class(4) << m);
-            const mpz_class want = (sum.get_num() << (64 * (p + kReferenceWords))) / sum.get_den();
-            expect_value(GammaC(m), p, 2, want, "m=" + std::to_string(m) + " p=" + std::to_string(p));
+            const auto scaled = [&](const mpq_class& x) {
+                return mpz_class((x.get_num() << (64 * (p + kReferenceWords))) / x.get_den());
+            };
+            const std::string what = "m=" + std::to_string(m) + " p=" + std::to_string(p);
+            expect_value(CFactory(m), p, 2, scaled(sum), what);
+            // Numbers with bits in all their words, and of one word.
+            for (const u64 L : {u64(1), p + 2}) {
+                GammaCValue::Words S(L), D(L);
+                for (u64 i = 0; i < L; i++) S[i] = random(), D[i] = random();
+                S.back() |= u64(1) << 63;
+                D.back() |= u64(1) << 63;
+                mpq_class fraction(reference::to_mpz(S.data(), L), reference::to_mpz(D.data(), L));
+                fraction.canonicalize();
+                expect_value(CFactory(m, S, D), p, 2, scaled(sum * fraction * fraction),
+                             what + " L=" + std::to_string(L));
+            }
         }
     }
 }
