@@ -14,21 +14,6 @@ namespace {
 // Zero words go in lines of 8 words from this length on, singly below.
 constexpr u64 kLineWords = 256;
 
-// T = A * B, placed so that an addition can grow it down to `floor`.
-void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
-                    i64 floor) {
-    const i64 exp = A.exp + B.exp;
-    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
-    if (T.buffer_size < headroom) {
-        throw BufferTooSmallException("multiply_both()", T.buffer_size, headroom);
-    }
-    ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
-    upper.set_mul(context, A, B);
-    upper.buffer = T.buffer;
-    upper.buffer_size = T.buffer_size;
-    T = upper;
-}
-
 }  // namespace
 
 void strip_zero_words(ExactFloat& Q) {
@@ -41,6 +26,20 @@ void set_natural(ExactFloat& A, const BasicInt& B) {
     A.exp = 0;
     A.sign = true;
     A.residue = B.residue;
+}
+
+void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                    i64 floor) {
+    const i64 exp = A.exp + B.exp;
+    const u64 headroom = exp > floor ? static_cast<u64>(exp - floor) : 0;
+    if (T.buffer_size < headroom) {
+        throw BufferTooSmallException("multiply_above()", T.buffer_size, headroom);
+    }
+    ExactFloat upper(T.buffer + headroom, T.buffer_size - headroom);
+    upper.set_mul(context, A, B);
+    upper.buffer = T.buffer;
+    upper.buffer_size = T.buffer_size;
+    T = upper;
 }
 
 void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,

@@ -22,6 +22,10 @@ void strip_zero_words(ExactFloat& Q);
 // A = B as an exact number that is not negative.
 void set_natural(ExactFloat& A, const BasicInt& B);
 
+// T = A B, placed so that an addition can grow it down to `floor`.
+void multiply_above(const MultiplyContext& context, ExactFloat& T, const ExactFloat& A, const ExactFloat& B,
+                    i64 floor);
+
 // P = P1 Q2 and Q = Q1 Q2, P placed so that an addition can grow it down to `floor`. Q2 is transformed once.
 // context.scratch: kept_product_needs() of the longer product.
 void multiply_both(const MultiplyContext& context, ExactFloat& P, ExactFloat& Q, const ExactFloat& P1,

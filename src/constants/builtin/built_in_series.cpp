@@ -11,6 +11,9 @@ namespace {
 constexpr const char* kLn1024 = "6.931471805599453094172321214581765680755";
 
 // Linear factors of Q(k) and R(k).
+constexpr LinearFactor kPiQ[] = {{1, 0, 3}};
+constexpr LinearFactor kChudnovskyR[] = {{2, -1, 1}, {6, -5, 1}, {6, -1, 1}};
+constexpr LinearFactor kRamanujanR[] = {{2, -1, 1}, {4, -3, 1}, {4, -1, 1}};
 constexpr LinearFactor kWedeniwskiQ[] = {{3, 1, 1}, {3, 2, 1}, {4, 1, 3}, {4, 3, 3}};
 constexpr LinearFactor kWedeniwskiR[] = {{1, 0, 5}, {2, -1, 3}};
 constexpr LinearFactor kAmdeberhanZeilbergerQ[] = {{2, 1, 5}};
@@ -45,6 +48,8 @@ constexpr BuiltInSeries kPi[] = {
      .leading_Q = 10939058860032000,
      .fold_degree = 1,
      .fold_at_1 = 558731543,
+     .factored_Q = {10939058860032000, kPiQ},
+     .factored_R = {1, kChudnovskyR},
      .zero_bits = pi_chudnovsky_zero_bits},
     // The gain is a little less than ln(396^4 / 256).
     {.name = "Ramanujan (1910)",
@@ -65,6 +70,8 @@ constexpr BuiltInSeries kPi[] = {
      .leading_Q = 3073907232,
      .fold_degree = 1,
      .fold_at_1 = 27493,
+     .factored_Q = {3073907232, kPiQ},
+     .factored_R = {1, kRamanujanR},
      .zero_bits = pi_ramanujan_zero_bits},
 };
 

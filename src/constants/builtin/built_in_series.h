@@ -34,7 +34,7 @@ struct BuiltInSeries {
     // polynomial alone, which is smaller than Q from the second term on.
     u64 fold_degree = 0;
     Word fold_at_1 = 0;
-    // Q(k) and R(k) where sums leave out what the terms share (factored_leaf.h), else without factors.
+    // Q(k) and R(k) by their linear factors: sums leave out what the terms share (factored_leaf.h).
     FactoredNumber factored_Q = {}, factored_R = {};
     u64 (*zero_bits)(u64 n) = nullptr;  // the power of two in Q(1) ... Q(n); null where they are odd
 };

@@ -395,6 +395,7 @@ void FactoredLeaf::sum(const Run& run, u64 block, u64 blocks, Reduced& out, bool
     if (blocks == 1) {
         sum_block(run, block, out, memory);
         product_of_rough(run, block, true, out.Q, memory);
+        BinarySplitting::strip_zero_words(out.Q);
         if (!edge) product_of_rough(run, block, false, out.R, memory);
         return;
     }
@@ -421,11 +422,12 @@ void FactoredLeaf::sum(const Run& run, u64 block, u64 blocks, Reduced& out, bool
     const MultiplyContext context = run.context.with_scratch(memory);
     T.set_mul(context, R1, right.P);
     if (Q2.T == right.Q.T) {
-        BinarySplitting::multiply_both(context, out.P, out.Q, left.P, left.Q, Q2, 0);
+        BinarySplitting::multiply_both(context, out.P, out.Q, left.P, left.Q, Q2, T.exp);
     } else {
-        out.P.set_mul(context, left.P, Q2);
+        BinarySplitting::multiply_above(context, out.P, left.P, Q2, T.exp);
         out.Q.set_mul(context, left.Q, right.Q);
     }
+    BinarySplitting::strip_zero_words(out.Q);
     out.P.add_signed_ip(context.parallel, T, false);
     if (!edge) out.R.set_mul(context, left.R, right.R);
     out.whole_P = goldilocks::add(goldilocks::mul(left.whole_P, right.whole_Q),

@@ -9,6 +9,8 @@
 // P / Q stays the sum of the range, and R what its right neighbours are multiplied by. Nothing is divided:
 // what is never matched (G) is multiplied for each range, and Q2 / g is G times what is matched further up.
 //
+// Zero words of Q, which R does not take out where it is odd, go to its exponent.
+//
 // Blocks of kBlockTerms terms are summed as they are; primes are matched between blocks, each with the
 // nearest that is free, so that at most one block's worth of them is left over.
 #pragma once

@@ -14,7 +14,8 @@ struct LinearFactor {
     i32 offset;
     u32 power;
 };
-// Q(k) or R(k): a constant without primes above 3, times linear factors.
+// Q(k) or R(k): a constant whose primes are among those that are sieved (below 2048), times linear
+// factors.
 struct FactoredNumber {
     Word constant = 1;
     std::span<const LinearFactor> factors;

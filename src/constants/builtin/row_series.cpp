@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "arith/estimate/double_double.h"
+#include "constants/bsr/merge_steps.h"
 
 namespace kalvor {
 namespace {
@@ -24,7 +25,6 @@ constexpr u64 kShortestLeaf = 1638;
 constexpr double kSavingFrom = 1000;
 
 std::shared_ptr<const FactoredLeaf> leaf_of(const BuiltInSeries& row, u64 precision_words) {
-    if (row.factored_Q.factors.empty()) return nullptr;
     const u64 terms = built_in_terms(row.gain, precision_words);
     if (terms < FactoredLeaf::kFewestTerms) return nullptr;
     using Words = BinarySplitting::CommonP2B3::Series::TermWords;
@@ -122,7 +122,12 @@ void RowSeries::term(u64 k, BasicIntR& P, BasicIntR& Q, BasicIntR& R) const {
     row_.term(k, P, Q, R);
 }
 
-// Fewer terms than a factored leaf wants are summed as they are.
+// Fewer terms than a factored leaf wants are summed as they are. Then Q still has the powers of two for which
+// its buffer has no place.
+u64 RowSeries::plain_leaf_words(u64 n) const {
+    return round_up_8(n * row_.words_Q) + term_words().R + bsr_end_words(n);
+}
+
 u64 RowSeries::leaf_scratch_words(u64 a, u64 b) const {
     if (leaf_ == nullptr) return Series::leaf_scratch_words(a, b);
     return b - a < FactoredLeaf::kFewestTerms ? plain_leaf_words(b - a) : leaf_->scratch_words(b - a);
@@ -135,9 +140,14 @@ u64 RowSeries::most_leaf_words() const {
 
 void RowSeries::leaf(u64 a, u64 b, ExactFloat& P, ExactFloat& Q, ExactFloat& R, bool edge, Word* scratch,
                      const ParallelContext& parallel) const {
-    if (leaf_ == nullptr || b - a < FactoredLeaf::kFewestTerms)
-        return Series::leaf(a, b, P, Q, R, edge, scratch, parallel);
-    leaf_->run(*this, a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b), parallel);
+    if (leaf_ == nullptr) return Series::leaf(a, b, P, Q, R, edge, scratch, parallel);
+    if (b - a >= FactoredLeaf::kFewestTerms)
+        return leaf_->run(*this, a, b, P, Q, R, edge, scratch, leaf_scratch_words(a, b), parallel);
+    const u64 words = (b - a) * row_.words_Q;
+    ExactFloat whole(scratch, words);
+    Series::leaf(a, b, P, whole, R, edge, scratch + round_up_8(words), parallel);
+    BinarySplitting::strip_zero_words(whole);
+    Q.set_ExactFloat(whole, parallel);
 }
 
 }  // namespace kalvor

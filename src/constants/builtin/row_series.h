@@ -7,7 +7,7 @@
 //   R   d ln(b! / a!) + (b - a) (ln C - gain): its factors are ak - b, b >= 0
 //   P   Q times P(a + 1) / Q(a + 1), as a sum is no more than its first term, or little more
 //
-// Rows that name their linear factors have leaves of thousands of terms that leave out shared factors; then
+// Series of some hundred terms and more have leaves of thousands of terms that leave out shared factors; then
 // all three are less by what is saved.
 #pragma once
 
@@ -42,8 +42,8 @@ class RowSeries final : public BinarySplitting::CommonP2B3::Series {
 
   private:
     RowSeries(const BuiltInSeries& row, u64 precision_words, std::shared_ptr<const FactoredLeaf> leaf);
-    // Scratch words of the base class's leaf() for n terms.
-    u64 plain_leaf_words(u64 n) const { return term_words().R + bsr_end_words(n); }
+    // Scratch words of a leaf of n terms as they are.
+    u64 plain_leaf_words(u64 n) const;
     // The terms of which F saves something, of k.
     static double saving_terms(double k);
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "constants/bsr/brent_mcmillan.h"
@@ -65,7 +66,10 @@ class Walk {
 };
 
 // Terms of a task's range that is far from the shortest that are split.
-constexpr u64 kLongRange = 4000;
+template <class Series>
+u64 long_range(const Series& series) {
+    return std::max<u64>(4000, 2 * series.leaf_threshold());
+}
 
 template <class F>
 void expect_close(const typename F::Series& series, u64 a, u64 b, bool edge, u64 tds, u64 room) {
@@ -77,7 +81,7 @@ void expect_close(const typename F::Series& series, u64 a, u64 b, bool edge, u64
     EXPECT_GE(plan.needs().bytes, walked.bytes);
     EXPECT_GE(plan.needs().product_words, walked.product_words);
     // Where ranges are about as short as those that are not split, the plan takes all of them for split.
-    if (b - a < 2 * tds * kLongRange) return;
+    if (b - a < 2 * tds * long_range(series)) return;
     EXPECT_LE(static_cast<double>(plan.needs().bytes), 1.08 * static_cast<double>(walked.bytes));
     EXPECT_LE(static_cast<double>(plan.needs().product_words),
               1.01 * static_cast<double>(walked.product_words));
@@ -85,7 +89,7 @@ void expect_close(const typename F::Series& series, u64 a, u64 b, bool edge, u64
 
 TEST(BlockPlanTest, ManyTasksCoverEveryRange) {
     for (const BuiltInSeries& row : kalvor::pi_series()) {
-        const RowSeries near(row, 2000000), far(row, u64(1) << 47);
+        const RowSeries near(row, 10000000), far(row, u64(1) << 47);
         for (const u64 tds : {129, 150, 256, 700}) {
             for (const u64 room : {kAnyRoom, u64(0)}) {
                 for (const bool edge : {false, true}) {
@@ -95,7 +99,7 @@ TEST(BlockPlanTest, ManyTasksCoverEveryRange) {
                     expect(near, 0, 300000);
                     expect(near, 0, 777777);
                     expect(near, 12345, 900001);
-                    expect(near, 54321, 54321 + 8000 * tds);
+                    expect(near, 54321, 54321 + 16400 * tds);
                     expect(far, 123456789012, 123457789012);
                     // Where doubles no longer tell terms apart.
                     expect(far, (u64(1) << 48) - 100, (u64(1) << 48) + 300000);

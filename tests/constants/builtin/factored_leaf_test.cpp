@@ -36,6 +36,7 @@ std::vector<Case> cases() {
                          const std::vector<SeriesDefinition>& definitions) {
         for (u64 i = 0; i < rows.size(); i++) list.push_back({&rows[i], definitions[i]});
     };
+    add(pi_series(), reference::pi_definitions());
     add(zeta3_series(), reference::zeta3_definitions());
     add(catalan_series(), reference::catalan_definitions());
     return list;
