@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "arith/bigfloat/combine.h"
+#include "arith/multiply/product_needs.h"
 #include "arith/newton/division.h"
 #include "arith/newton/newton_work.h"
 #include "base/console/format.h"
@@ -80,7 +81,9 @@ class BrentMcMillan final : public Evaluator {
             needs_ = C_->needs().above(waiting + C_words_);
         }
         needs_.take_maximum(sum_.needs());
-        needs_.take_maximum(division_.needs().above(sum_.accumulator_words() + 3 * number_words_ + waiting));
+        needs_.take_maximum(division_.needs()
+                                .maximum(product_needs(2 * (p_ + 4)))
+                                .above(sum_.accumulator_words() + 3 * number_words_ + waiting));
         ln2_ = logarithm_of_2().make_evaluator({p_, request.tds});
         ln2_words_ = round_up_8(ln2_->needs().result_words + 1);
         needs_.take_maximum(ln2_->needs().above(ln2_words_));

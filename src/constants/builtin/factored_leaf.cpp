@@ -86,9 +86,10 @@ class Gathered {
 
 }  // namespace
 
-// R has a power p^i of a prime p above 3 at least 8 floor(m / p^i) times among m terms, if its degree is 8,
-// and Q as well. What R has of it in the first m of n terms finds as much in Q among the m terms that follow
-// behind a block. The sum of ln p max(0, floor((n - 32) / p^i) - 1) over the primes is above n (ln n - 3.28)
+// R of degree d has a power p^i of a prime p above 3 at least d floor(m / p^i) times among m terms, and Q as
+// well; primes of the constants only add to that. What R has of it in the first m of n terms finds as much in
+// Q among the m terms that follow behind a block. For each of the d, the sum of ln p max(0, floor((n - 32) /
+// p^i) - 1) over the primes is above n (ln n - 3.28)
 // - 100 from kFewestTerms to kTerms.
 double FactoredLeaf::saved(u64 n) {
     if (n < kFewestTerms) return 0;

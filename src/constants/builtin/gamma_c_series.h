@@ -57,8 +57,8 @@ class GammaCTerm {
     SeriesBlocks series_blocks() const { return {sum_.blocks(), sum_.blocks()}; }
     // The phases "series" and "division".
     std::vector<WorkPhase> work() const;
-    // x = C (S / D)^2. S and D are positive, right to this precision, and used up; each of their buffers has
-    // fraction_words(). Buffer of x and context.scratch: needs().
+    // x = C (S / D)^2. S and D are positive and used up; what they are wrong by is not counted; each of their
+    // buffers has fraction_words(). Buffer of x and context.scratch: needs().
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& S, BigFloat& D,
                    BigFloat& x) const;
     u64 fraction_words() const { return number_words_; }

@@ -7,8 +7,8 @@
 //   R   d ln(b! / a!) + (b - a) (ln C - gain): its factors are ak - b, b >= 0
 //   P   Q times P(a + 1) / Q(a + 1), as a sum is no more than its first term, or little more
 //
-// Series of some hundred terms and more have leaves of thousands of terms that leave out shared factors; then
-// all three are less by what is saved.
+// Series of a few hundred terms and more have leaves of thousands of terms that leave out shared factors;
+// then all three are less by what is saved.
 #pragma once
 
 #include <memory>

@@ -109,6 +109,26 @@ TEST(EulerGammaTest, ForcedParameters) {
     }
 }
 
+// The products of the fraction are then the longest, because the sums are short. In memory of exactly the
+// planned size; the value is wrong by design.
+TEST(EulerGammaTest, ParametersFarBelowTheNeed) {
+    struct {
+        GammaAlgorithm algorithm;
+        u64 k, p;
+    } const cases[] = {{GammaAlgorithm::refined, 10, 20000},
+                       {GammaAlgorithm::refined, 12, 77860},
+                       {GammaAlgorithm::plain, 9, 103813},
+                       {GammaAlgorithm::plain, 11, 155720}};
+    for (u64 i = 0; i < std::size(cases) / kalvor_test::thinned(4); i++) {
+        const auto& c = cases[i];
+        EvaluatorRun run(EulerGamma(c.algorithm, c.k), c.p, 1);
+        const trel::BigFloat x = run.value();
+        EXPECT_TRUE(run.result.guards_intact() && run.working.guards_intact()) << c.p;
+        const mpz_class top = reference::magnitude_at(x, -1);
+        EXPECT_EQ(mpz_class(top >> 32), mpz_class(euler(1) >> 32)) << c.p;
+    }
+}
+
 // Blocks far longer than their precision, in memory of exactly the planned size.
 TEST(EulerGammaTest, ParametersFarAboveTheNeed) {
     for (const u64 p : {8, 40}) {
