@@ -37,7 +37,6 @@ BbpRequest bbp_request(const ComputeSettings& settings, const ComputeSize& size)
     BbpRequest request{size.hexadecimal_digits, settings.bbp_digits, 1};
     if (request.digits == 0) {
         const bool unasked = settings.constant->has_extractor() && settings.output_verify &&
-                             size.decimal_digits <= kMostDecimalDigitsUnasked &&
                              size.hexadecimal_digits >= kHexadecimalDigitsUnasked;
         if (!unasked) return request;
         request.digits = kHexadecimalDigitsUnasked;

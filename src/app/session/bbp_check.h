@@ -24,10 +24,8 @@ struct BbpRequest {
     u64 bytes() const;       // of memory
 };
 
-// A run does this unasked up to this number of decimal digits. It takes a fifteenth to a twentieth of its
-// time. There a run takes about as long as before the checks; of longer ones all checks together would take
-// more than the 4 % that they may (docs/reliability.md, "What it costs").
-inline constexpr u64 kMostDecimalDigitsUnasked = 10000000;
+// A run computes so many unasked, in a twentieth of its time or a little more (docs/reliability.md, "What it
+// costs").
 inline constexpr u64 kHexadecimalDigitsUnasked = 32;
 // The digits that the settings ask for, or else those: where the constant's digits can be computed alone,
 // there are enough of them, and the user wants results verified. On as many threads as the run, less those

@@ -109,18 +109,15 @@ TEST(RunWorkTest, PhasesAreThoseOfTheSettings) {
     const std::string constant = "memory;series;division;square root;multiplication;";
     const std::string digits = "conversion;verification;writing;";
     EXPECT_EQ(names(), constant + "BBP check;" + digits + "reading back;");
-    settings.set_decimal_digits(10000001);
-    EXPECT_EQ(names(), constant + digits + "reading back;");
-    settings.bbp_digits = 32;
+    settings.set_decimal_digits(100000000);
     EXPECT_EQ(names(), constant + "BBP check;" + digits + "reading back;");
-    settings.bbp_digits = 0;
     settings.enable_hex = true;
-    EXPECT_EQ(names(), constant + digits + "reading back;writing;reading back;");
+    EXPECT_EQ(names(), constant + "BBP check;" + digits + "reading back;writing;reading back;");
     settings.output_verify = false;
     settings.enable_hex = false;
     EXPECT_EQ(names(), constant + digits);
-    settings.set_decimal_digits(1000000);
-    EXPECT_EQ(names(), constant + digits);
+    settings.bbp_digits = 32;
+    EXPECT_EQ(names(), constant + "BBP check;" + digits);
 }
 
 TEST(RunWorkTest, LargerRunsTakeLonger) {
