@@ -62,19 +62,18 @@ ErrorBound method_error(u64 k) {
 class BrentMcMillan final : public Evaluator {
   public:
     BrentMcMillan(GammaAlgorithm algorithm, u64 k, const EvaluatorRequest& request)
-        : refined_(algorithm == GammaAlgorithm::refined),
-          k_(k),
-          m_(refined_ ? k - 1 : k),
+        : k_(k),
+          m_(algorithm == GammaAlgorithm::refined ? k - 1 : k),
           result_precision_(request.precision),
           p_(working_precision(request.precision)),
-          C_precision_(refined_ ? precision_of_C(m_, p_) : 0),
+          C_precision_(algorithm == GammaAlgorithm::refined ? precision_of_C(m_, p_) : 0),
           label_(label_of(algorithm, m_)),
           series_(m_, p_),
           sum_(series_, p_, request.tds),
           division_(DivisionPlan::make(p_, request.tds)),
           number_words_(round_up_8(p_ + 6)) {
         u64 waiting = 0;  // words of Q^2 and Q^2 + R
-        if (refined_) {
+        if (algorithm == GammaAlgorithm::refined) {
             C_.emplace(m_, EvaluatorRequest{C_precision_, request.tds});
             C_words_ = round_up_8(C_->needs().result_words);
             waiting = 2 * C_->fraction_words();
@@ -217,7 +216,6 @@ class BrentMcMillan final : public Evaluator {
 
     using FloatNumbers = BinarySplitting::FloatRange<AB::Family>;
 
-    const bool refined_;
     const u64 k_, m_;
     const u64 result_precision_, p_, C_precision_;
     const std::string label_;
