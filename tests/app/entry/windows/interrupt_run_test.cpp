@@ -126,9 +126,7 @@ TEST_P(SlowInterruptedLateTest, EndsAsAnInterruptedProcess) {
     });
 }
 
-// Behind these much is left; a run here takes several seconds.
-INSTANTIATE_TEST_SUITE_P(SlowMoments, SlowInterruptedLateTest,
-                         testing::Values("Large Division", "Base Converting:"));
+INSTANTIATE_TEST_SUITE_P(SlowMoments, SlowInterruptedLateTest, testing::ValuesIn(kMomentsOfShortRun));
 
 // Ctrl-C means nothing to a run that was started not to care.
 TEST(InterruptedRunTest, AnIgnoredInterruptStaysIgnored) {
