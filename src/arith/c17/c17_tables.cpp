@@ -12,13 +12,17 @@
 namespace trel {
 namespace {
 
-using u128 = unsigned __int128;
-
-// Arithmetic modulo one prime below 2^48.
+// Arithmetic modulo one prime below 2^48, on numbers below it.
 struct Field {
     u64 p;
+    double inverse_p = 1.0 / static_cast<double>(p);
 
-    u64 mul(u64 x, u64 y) const { return static_cast<u64>(u128(x) * y % p); }
+    // The quotient, below 2^48, is estimated to less than one, so that the rest is above -p and below 2 p.
+    u64 mul(u64 x, u64 y) const {
+        const i64 quotient = static_cast<i64>(static_cast<double>(x) * static_cast<double>(y) * inverse_p);
+        const i64 rest = static_cast<i64>(x * y - static_cast<u64>(quotient) * p), prime = static_cast<i64>(p);
+        return static_cast<u64>(rest < 0 ? rest + prime : rest >= prime ? rest - prime : rest);
+    }
     u64 add(u64 x, u64 y) const { return (x + y) % p; }
     u64 sub(u64 x, u64 y) const { return (x + p - y) % p; }
     u64 power(u64 x, u64 e) const {
@@ -30,22 +34,25 @@ struct Field {
 };
 
 void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64>& rho, u32 depths) {
-    // T[i] for indices with few bits: those of shift 0, and all that are i 2^u
-    const auto T = [&](u64 i) {
-        u64 r = 1;
-        for (u32 l = 0; i != 0; l++, i >>= 1) {
-            if (i & 1) r = F.mul(r, rho[l]);
-        }
-        return r;
-    };
-    for (u64 i = 0; i < 64; i++) d.low[i] = F.balanced(T(i));
+    // T[i] for indices with few bits: those of shift 0, and all that are i 2^u; the product of the rho_l of its bits
+    std::array<u64, 64> T;
+    T[0] = 1;
+    for (u64 i = 1; i < 64; i++) {
+        const u64 top = static_cast<u64>(std::bit_width(i)) - 1;
+        T[i] = F.mul(T[i - (u64(1) << top)], rho[top]);
+    }
+    for (u64 i = 0; i < 64; i++) d.low[i] = F.balanced(T[i]);
     const double heap[8] = {1, 1, d.low[0], d.low[1], d.low[0], d.low[1], d.low[2], d.low[3]};
     std::copy_n(heap, 8, d.heap);
-    for (u64 i = 0; i < 16; i++) d.stride8[i] = F.balanced(T(i << 3));
-    for (u64 i = 0; i < 16; i++) {
-        for (u32 u = 0; u < C17PrimeTables::kDepths; u++) {
-            const bool exists = u + static_cast<u32>(std::bit_width(i)) <= depths;
-            d.child[i][u] = exists ? F.balanced(T(i << u)) : 1.0;
+    for (u32 u = 0; u < C17PrimeTables::kDepths; u++) {
+        T[0] = 1;
+        for (u64 i = 0; i < 16; i++) {
+            const u32 bits = static_cast<u32>(std::bit_width(i));
+            if (i != 0) T[i] = F.mul(T[i - (u64(1) << (bits - 1))], rho[u + bits - 1]);
+            d.child[i][u] = u + bits <= depths ? F.balanced(T[i]) : 1.0;
+        }
+        if (u == 3) {
+            for (u64 i = 0; i < 16; i++) d.stride8[i] = F.balanced(T[i]);
         }
     }
 }
@@ -60,13 +67,15 @@ std::unique_ptr<C17PrimeTables> make_prime_tables(u64 p) {
     u64 g = 2;
     while (F.power(g, (p - 1) / 2) != p - 1) g++;
     std::array<u64, 64> rho{}, inverse{};
-    u64 r = F.power(g, (p - 1) >> twos);  // of order 2^twos
+    u64 r = F.power(g, (p - 1) >> twos), s = F.inverse(r);  // of order 2^twos
     rho.fill(1);
     inverse.fill(1);
     const u32 depths = twos - 1;  // rho_l has order 2^(l+2) <= 2^twos
-    for (u32 l = depths; l-- > 0; r = F.mul(r, r)) {
+    for (u32 l = depths; l-- > 0;) {
         rho[l] = r;
-        inverse[l] = F.inverse(r);
+        inverse[l] = s;
+        r = F.mul(r, r);
+        s = F.mul(s, s);
     }
     fill(t->forward, F, rho, depths);
     fill(t->inverse, F, inverse, depths);

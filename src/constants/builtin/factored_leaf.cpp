@@ -141,24 +141,36 @@ FactoredLeaf::Side FactoredLeaf::carve_side(u64 blocks, u64 capacity, AlignedBuf
 // A word takes primes as long as one more fits: when it is full it is above 2^64 / p.
 void FactoredLeaf::keep(Side& side, u64 block, u64 level, const Prime& prime, u64 count) {
     Word& open = side.open[block * kLevels + level];
-    while (count != 0) {
-        u64 fits = std::min<u64>(count, prime.most_power);
-        const u128 p = u128(open) * prime.word[fits];
+    if (count <= prime.most_power) [[likely]] {
+        const u128 p = u128(open) * prime.word[count];
         if (p >> 64 == 0) {
             open = static_cast<Word>(p);
-            count -= fits;
-            continue;
+            return;
         }
-        if (--fits != 0) {
-            const Word room = std::numeric_limits<Word>::max() / open;
+    }
+    fill(side, block, level, prime, count);
+}
+
+// count primes do not fit.
+void FactoredLeaf::fill(Side& side, u64 block, u64 level, const Prime& prime, u64 count) {
+    Word& open = side.open[block * kLevels + level];
+    for (;;) {
+        const Word room = std::numeric_limits<Word>::max() / open;
+        u64 fits;
+        if (count <= 3) {  // nearly always, and without a jump that cannot be foreseen
+            fits = u64(count > 1 && prime.word[1] <= room) + u64(count > 2 && prime.word[2] <= room);
+        } else {
+            fits = std::min<u64>(count, prime.most_power);
             while (prime.word[fits] > room) fits--;
         }
-        open *= prime.word[fits];
-        count -= fits;
         if (side.kept[block] >= side.capacity) damaged();
         const u64 at = block * side.capacity + side.kept[block]++;
-        side.words[at] = std::exchange(open, Word(1));
+        side.words[at] = open * prime.word[fits];
         side.levels[at] = static_cast<u8>(level);
+        count -= fits;
+        open = prime.word[std::min<u64>(count, prime.most_power)];
+        if (count <= prime.most_power) return;
+        count -= prime.most_power;
     }
 }
 
@@ -169,20 +181,7 @@ void FactoredLeaf::match(Run& run, const Prime& prime, const u32* in_Q, const u3
         u32 block, count;
     };
     Free free[kBlocks];
-    u64 frees = 0;
-    const auto multiply = [&prime](u64& residue, u64 count) {
-        for (; count != 0; count -= std::min<u64>(count, prime.most_power)) {
-            const Word w = prime.word[std::min<u64>(count, prime.most_power)];
-            residue = goldilocks::mul(residue, goldilocks::of_word(w));
-        }
-    };
-    // Most of them fit.
-    const auto kept_by = [&prime](Side& side, u64 block, u64 level, u64 count) {
-        Word& open = side.open[block * kLevels + level];
-        const u128 p = u128(open) * prime.word[std::min<u64>(count, prime.most_power)];
-        if (count > prime.most_power || p >> 64 != 0) return keep(side, block, level, prime, count);
-        open = static_cast<Word>(p);
-    };
+    u64 frees = 0, matched = 0;
     for (u64 half = 0; half < kBlocks / 64; half++) {
         for (u64 rest = touched[half]; rest != 0; rest &= rest - 1) {
             const u64 block = 64 * half + static_cast<u64>(std::countr_zero(rest));
@@ -191,21 +190,24 @@ void FactoredLeaf::match(Run& run, const Prime& prime, const u32* in_Q, const u3
                 Free& from = free[frees - 1];
                 const u32 count = std::min(wanted, from.count);
                 const u64 level = static_cast<u64>(std::bit_width(from.block ^ block));
-                multiply(run.matched, count);
+                matched += count;
                 // Neighbours that are merged first never hold it.
                 if (level != 1) {
-                    kept_by(run.side_R, from.block, level, count);
-                    kept_by(run.side_Q, block, level, count);
+                    keep(run.side_R, from.block, level, prime, count);
+                    keep(run.side_Q, block, level, prime, count);
                 }
                 wanted -= count;
                 from.count -= count;
                 if (from.count == 0) frees--;
             }
-            kept_by(run.side_Q, block, 0, wanted);
+            keep(run.side_Q, block, 0, prime, wanted);
             if (in_R[block] != 0) free[frees++] = {static_cast<u32>(block), in_R[block]};
         }
     }
-    for (u64 i = 0; i < frees; i++) kept_by(run.side_R, free[i].block, 0, free[i].count);
+    for (u64 i = 0; i < frees; i++) keep(run.side_R, free[i].block, 0, prime, free[i].count);
+    if (matched != 0) {
+        run.matched = goldilocks::mul(run.matched, goldilocks::pow(prime.p, matched));
+    }
 }
 
 void FactoredLeaf::sieve(Run& run) const {
@@ -333,8 +335,13 @@ void FactoredLeaf::product_of_rough(const Run& run, u64 block, bool of_Q, ExactF
     Gathered product(gathered, room);
     const Word* rough = run.rough + (of_Q ? 0 : Q_.factors.size() * run.n) + first;
     for (const LinearFactor& f : (of_Q ? Q_ : R_).factors) {
-        for (u64 i = 0; i < terms; i++) {
-            for (u32 j = 0; j < f.power; j++) product.take(rough[i]);
+        // What a power repeats is gathered once.
+        Word once[kBlockTerms];
+        Gathered shared(once, kBlockTerms);
+        for (u64 i = 0; i < terms; i++) shared.take(rough[i]);
+        const u64 words = shared.finish();
+        for (u32 j = 0; j < f.power; j++) {
+            for (u64 i = 0; i < words; i++) product.take(once[i]);
         }
         rough += run.n;
     }

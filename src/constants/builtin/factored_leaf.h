@@ -99,6 +99,7 @@ class FactoredLeaf {
     void sieve(Run& run) const;
     void match(Run& run, const Prime& prime, const u32* in_Q, const u32* in_R, const u64* touched) const;
     static void keep(Side& side, u64 block, u64 level, const Prime& prime, u64 count);
+    static void fill(Side& side, u64 block, u64 level, const Prime& prime, u64 count);
     void sum_words(const Run& run, u64 a, u64 n, Piece& out, AlignedBufferC memory) const;
     void sum_piece(const Run& run, u64 a, u64 n, Piece& out, AlignedBufferC memory) const;
     void sum_block(const Run& run, u64 block, Reduced& out, AlignedBufferC memory) const;
