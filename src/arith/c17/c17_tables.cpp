@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 
+#include "arith/residue/modulus48.h"
 #include "arith/residue/residue_power.h"
 
 namespace trel {
@@ -15,14 +16,9 @@ namespace {
 // Arithmetic modulo one prime below 2^48, on numbers below it.
 struct Field {
     u64 p;
-    double inverse_p = 1.0 / static_cast<double>(p);
+    Modulus48 modulus{p};
 
-    // The quotient, below 2^48, is estimated to less than one, so that the rest is above -p and below 2 p.
-    u64 mul(u64 x, u64 y) const {
-        const i64 quotient = static_cast<i64>(static_cast<double>(x) * static_cast<double>(y) * inverse_p);
-        const i64 rest = static_cast<i64>(x * y - static_cast<u64>(quotient) * p), prime = static_cast<i64>(p);
-        return static_cast<u64>(rest < 0 ? rest + prime : rest >= prime ? rest - prime : rest);
-    }
+    u64 mul(u64 x, u64 y) const { return modulus.mul(x, y); }
     u64 add(u64 x, u64 y) const { return (x + y) % p; }
     u64 sub(u64 x, u64 y) const { return (x + p - y) % p; }
     u64 power(u64 x, u64 e) const {
@@ -34,7 +30,8 @@ struct Field {
 };
 
 void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64>& rho, u32 depths) {
-    // T[i] for indices with few bits: those of shift 0, and all that are i 2^u; the product of the rho_l of its bits
+    // T[i] for indices with few bits: those of shift 0, and all that are i 2^u; the product of the rho_l of
+    // its bits
     std::array<u64, 64> T;
     T[0] = 1;
     for (u64 i = 1; i < 64; i++) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <mutex>
 
+#include "arith/residue/modulus48.h"
+#include "arith/residue/residue_power.h"
 #include "base/errors/exceptions.h"
 
 namespace trel {
@@ -57,31 +59,33 @@ const FamilyRule& rule_of(NttFamily family) {
     return family == NttFamily::n32 ? kN32 : family == NttFamily::n64 ? kN64 : kC17;
 }
 
-u64 multiply_mod(u64 x, u64 y, u64 p) {
-    return static_cast<u64>(u128(x) * y % p);
-}
-
-// Strong test to the first twelve primes as bases: exact for every odd n below 2^64 (Sorenson and Webster,
-// 2015). n > 37.
-bool is_prime(u64 n) {
+// Strong test to the first `bases` primes as bases. multiply(x, y) is the product modulo n, which is odd and
+// above 37.
+template <class Multiply>
+bool passes(u64 n, u64 bases, Multiply&& multiply) {
     constexpr u64 kBases[] = {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37};
     for (const u64 q : kBases) {
         if (n % q == 0) return false;
     }
     const int twos = std::countr_zero(n - 1);
-    const u64 odd = (n - 1) >> twos;
-    for (const u64 base : kBases) {
-        u64 x = 1;
-        for (u64 bit = std::bit_floor(odd); bit != 0; bit >>= 1) {
-            x = multiply_mod(x, x, n);
-            if (odd & bit) x = multiply_mod(x, base, n);
-        }
+    for (u64 j = 0; j < bases; j++) {
+        u64 x = residue_power(kBases[j], (n - 1) >> twos, multiply);
         if (x == 1) continue;
         int i = 0;
-        while (x != n - 1 && ++i < twos) x = multiply_mod(x, x, n);
+        while (x != n - 1 && ++i < twos) x = multiply(x, x);
         if (x != n - 1) return false;
     }
     return true;
+}
+
+// Exact: seven bases below 341,550,071,728,321, which is above 2^48 (Jaeschke, 1993), twelve below 2^64
+// (Sorenson and Webster, 2015).
+bool is_prime(u64 n) {
+    if (n >> 48 == 0) {
+        const Modulus48 modulus(n);
+        return passes(n, 7, [&](u64 x, u64 y) { return modulus.mul(x, y); });
+    }
+    return passes(n, 12, [n](u64 x, u64 y) { return static_cast<u64>(u128(x) * y % n); });
 }
 
 struct Slot {
