@@ -89,8 +89,7 @@ class Gathered {
 // R of degree d has a power p^i of a prime p above 3 at least d floor(m / p^i) times among m terms, and Q as
 // well; primes of the constants only add to that. What R has of it in the first m of n terms finds as much in
 // Q among the m terms that follow behind a block. For each of the d, the sum of ln p max(0, floor((n - 32) /
-// p^i) - 1) over the primes is above n (ln n - 3.28)
-// - 100 from kFewestTerms to kTerms.
+// p^i) - 1) over the primes is above n (ln n - 3.28) - 100 from kFewestTerms to kTerms.
 double FactoredLeaf::saved(u64 n) {
     if (n < kFewestTerms) return 0;
     const double terms = static_cast<double>(n);
@@ -103,6 +102,7 @@ FactoredLeaf::FactoredLeaf(const FactoredNumber& Q, const FactoredNumber& R, u64
       R_(R),
       factors_(Q.factors.size() + R.factors.size()),
       sizes_(Q, R, terms, term, std::min(terms, kTerms - 1)) {
+    Word rest_Q = Q.constant, rest_R = R.constant;
     for (u32 n = 2; n < kPrimeLimit; n += n == 2 ? 1 : 2) {
         bool is_prime = true;
         for (u32 q = 3; q * q <= n && is_prime; q += 2) is_prime = n % q != 0;
@@ -118,9 +118,14 @@ FactoredLeaf::FactoredLeaf(const FactoredNumber& Q, const FactoredNumber& R, u64
                 prime.zeros.push_back(zero_of(f, n));
             }
         }
-        for (Word c = Q_.constant; c % n == 0; c /= n) prime.in_Q++;
-        for (Word c = R_.constant; c % n == 0; c /= n) prime.in_R++;
+        for (; rest_Q != 0 && rest_Q % n == 0; rest_Q /= n) prime.in_Q++;
+        for (; rest_R != 0 && rest_R % n == 0; rest_R /= n) prime.in_R++;
         primes_.push_back(std::move(prime));
+    }
+    // What the sieve does not see would be missing in the numbers.
+    if (rest_Q != 1 || rest_R != 1) {
+        throw InvalidParametersException("FactoredLeaf::FactoredLeaf()",
+                                         "A constant has a prime that is not sieved.");
     }
 }
 

@@ -35,7 +35,8 @@ class FactoredLeaf {
     // Ranges below this are left as they are.
     static constexpr u64 kFewestTerms = 256;
 
-    // For a series of `terms` terms, each with numbers of the words in `term`.
+    // For a series of `terms` terms, each with numbers of the words in `term`. InvalidParametersException
+    // where a constant is 0 or has a prime above 2047.
     FactoredLeaf(const FactoredNumber& Q, const FactoredNumber& R, u64 terms,
                  const BinarySplitting::CommonP2B3::Series::TermWords& term);
 

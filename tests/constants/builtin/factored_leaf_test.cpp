@@ -240,6 +240,21 @@ TEST(FactoredLeafTest, LeavesTakeLittleMemory) {
 }
 
 // Ranges of a few hundred terms stay as they are, and so do short series.
+// The numbers of a leaf would lack them, and every run would end as if memory was damaged.
+TEST(FactoredLeafTest, ConstantsWithPrimesThatAreNotSievedAreRefused) {
+    const BuiltInSeries& row = pi_series()[0];
+    const FactoredLeaf whole(row.factored_Q, row.factored_R, 10000, {row.words_P, row.words_Q, row.words_R});
+    for (const trel::Word constant : {trel::Word(2053), trel::Word(2048 * 2053), trel::Word(0)}) {
+        FactoredNumber Q = row.factored_Q, R = row.factored_R;
+        (constant % 2 == 0 ? Q : R).constant = constant;
+        EXPECT_THROW(FactoredLeaf(Q, R, 10000, {row.words_P, row.words_Q, row.words_R}),
+                     trel::InvalidParametersException);
+    }
+    FactoredNumber Q = row.factored_Q;
+    Q.constant = 2039 * 2039;
+    const FactoredLeaf largest(Q, row.factored_R, 10000, {row.words_P, row.words_Q, row.words_R});
+}
+
 TEST(FactoredLeafTest, ShortRangesAreWhole) {
     for (const Case& c : cases()) {
         const RowSeries series(*c.row, kPrecision);
