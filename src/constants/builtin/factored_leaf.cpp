@@ -160,6 +160,7 @@ void FactoredLeaf::keep(Side& side, u64 block, u64 level, const Prime& prime, u6
 void FactoredLeaf::fill(Side& side, u64 block, u64 level, const Prime& prime, u64 count) {
     Word& open = side.open[block * kLevels + level];
     for (;;) {
+        if (open == 0) damaged();
         const Word room = std::numeric_limits<Word>::max() / open;
         u64 fits;
         if (count <= 3) {  // nearly always, and without a jump that cannot be foreseen
