@@ -230,6 +230,10 @@ void NormalFloatSession::run_phases() {
     } late;
     print_run_header(settings_, record_, mode(), status_, [&] { late.line = print_base_frequency(); });
     framework_ = settings_.parallelism.framework->make_framework();
+    // Its first thread takes half a millisecond to start, so it starts before anything waits for it.
+    if (parallel().tds > 1)
+        fork_join(
+            parallel(), [] {}, [] {});
     WorkMeter meter(work());
     const StatusWork metered(status_, meter.read().total > 0 ? &meter : nullptr);
     std::optional<ProgressTicker> ticker;

@@ -128,13 +128,23 @@ void Family::merge(const MultiplyContext& context, bool subtract, const Exact& l
     MultiplyContext inner = context;
     const u64 n = round_up_8(left[kR].L + right[kP].L);
     ExactFloat T = carve<ExactFloat>(inner.scratch, n);
-    if (edge) {
-        T.set_mul(inner, left[kR], right[kP]);
-        out[kR].clear();
-    } else {
-        multiply_by_R1(inner, T, out[kR], left[kR], right[kP], right[kR]);
-    }
-    multiply_both(inner, out[kP], out[kQ], left[kP], left[kQ], right[kQ], T.exp);
+    // T's exponent, known before T is.
+    const i64 floor = left[kR].L == 0 || right[kP].L == 0 ? 0 : left[kR].exp + right[kP].exp;
+    const u64 longest = std::max(std::max(left[kP].L, left[kQ].L) + right[kQ].L,
+                                 left[kR].L + std::max(right[kP].L, right[kR].L));
+    independent_products(
+        inner, longest,
+        [&](const MultiplyContext& its) {
+            if (edge) {
+                T.set_mul(its, left[kR], right[kP]);
+                out[kR].clear();
+            } else {
+                multiply_by_R1(its, T, out[kR], left[kR], right[kP], right[kR]);
+            }
+        },
+        [&](const MultiplyContext& its) {
+            multiply_both(its, out[kP], out[kQ], left[kP], left[kQ], right[kQ], floor);
+        });
     out[kP].add_signed_ip(context.parallel, T, subtract);
     strip_zero_words(out[kQ]);
 }

@@ -5,7 +5,9 @@
 #include "arith/exact/exact_float.h"
 #include "arith/multiply/multiply_context.h"
 #include "arith/multiply/needs.h"
+#include "arith/multiply/product_needs.h"
 #include "base/names/names.h"
+#include "platform/parallel/fork_join_catching.h"
 
 namespace kalvor::BinarySplitting {
 
@@ -18,6 +20,27 @@ inline constexpr u64 kUnstripped = 16;
 // A denominator gives up the zero words at its bottom (its powers of two): in lines of 8 words, singly where
 // it is short.
 void strip_zero_words(ExactFloat& Q);
+
+// Products of up to this many words are done by one task each.
+inline constexpr u64 kUndividedWords = u64(1) << 13;
+
+// a(context) and b(context), which do products of at most `words` words and need nothing of one another: as
+// two tasks with half of the memory each where a product is too short to be divided among tasks and the
+// halves have room for products one by one, otherwise one after the other.
+template <class A, class B>
+void independent_products(const MultiplyContext& context, u64 words, A&& a, B&& b) {
+    const u64 tds = context.parallel.tds;
+    if (tds >= 2 && words <= kUndividedWords) {
+        const MemoryHalves half(context.scratch);
+        if (half.first.size() >= product_needs(words).bytes) {
+            return fork_join_catching(
+                context.parallel, [&] { a(context.with_scratch(half.first).with_tds(tds / 2)); },
+                [&] { b(context.with_scratch(half.second).with_tds(tds - tds / 2)); });
+        }
+    }
+    a(context);
+    b(context);
+}
 
 // A = B as an exact number that is not negative.
 void set_natural(ExactFloat& A, const BasicInt& B);

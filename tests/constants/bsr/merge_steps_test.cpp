@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <random>
 #include <utility>
@@ -157,3 +158,67 @@ TEST(MergeStepsTest, NumbersThatVanishAreNoticed) {
 }
 
 }  // namespace
+
+// ---- products that need nothing of one another
+
+namespace {
+
+struct Seen {
+    u64 tds = 0, bytes = 0;
+    const void* memory = nullptr;
+};
+
+struct BothSeen {
+    Seen a, b;
+};
+
+BothSeen independent(u64 tds, u64 words, u64 bytes) {
+    Scratch scratch(bytes);
+    BothSeen seen;
+    const auto look = [](Seen& to) {
+        return [&to](const MultiplyContext& its) {
+            AlignedBufferC memory = its.scratch;
+            to = {its.parallel.tds, memory.size(), memory.spawn(64).word_pointer()};
+        };
+    };
+    independent_products({ParallelContext{thread_framework(), tds}, scratch.view(), nullptr}, words,
+                         look(seen.a), look(seen.b));
+    return seen;
+}
+
+}  // namespace
+
+TEST(MergeStepsTest, IndependentShortProductsRunAtOnceWhereBothHaveRoom) {
+    const u64 room = round_up_64(product_needs(kUndividedWords).bytes);
+    const BothSeen at_once = independent(3, kUndividedWords, 2 * room);
+    EXPECT_EQ(at_once.a.tds + at_once.b.tds, 3u);
+    EXPECT_NE(at_once.a.memory, at_once.b.memory);
+    EXPECT_EQ(at_once.a.bytes, room);
+    EXPECT_EQ(at_once.b.bytes, room);
+    // One task, products that are divided themselves, no room for two.
+    for (const BothSeen& seen :
+         {independent(1, kUndividedWords, 2 * room), independent(2, kUndividedWords + 1, 2 * room),
+          independent(2, kUndividedWords, 2 * room - 64)}) {
+        EXPECT_EQ(seen.a.memory, seen.b.memory);
+        EXPECT_EQ(seen.a.bytes, seen.b.bytes);
+        EXPECT_EQ(seen.a.tds, seen.b.tds);
+    }
+}
+
+TEST(MergeStepsTest, AnErrorOfOneOfTwoProductsComesAfterTheOtherOne) {
+    const u64 room = round_up_64(product_needs(kUndividedWords).bytes);
+    Scratch scratch(2 * room);
+    for (const bool first : {true, false}) {
+        std::atomic<int> finished = 0;
+        const auto product = [&](bool fails) {
+            return [&finished, fails](const MultiplyContext&) {
+                finished++;
+                if (fails) throw AlgorithmFailedException("product()", "Damaged.");
+            };
+        };
+        EXPECT_THROW(independent_products({ParallelContext{thread_framework(), 2}, scratch.view(), nullptr},
+                                          kUndividedWords, product(first), product(!first)),
+                     AlgorithmFailedException);
+        EXPECT_EQ(finished, 2);
+    }
+}
