@@ -26,7 +26,9 @@ struct Field {
     }
     u64 inverse(u64 x) const { return power(x, p - 2); }
     // The representative of least magnitude.
-    double balanced(u64 x) const { return x > p / 2 ? -static_cast<double>(p - x) : static_cast<double>(x); }
+    double balanced(u64 x) const {
+        return static_cast<double>(static_cast<i64>(x) - static_cast<i64>(x > p / 2 ? p : 0));
+    }
 };
 
 void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64>& rho, u32 depths) {
@@ -41,11 +43,18 @@ void fill(C17PrimeTables::Direction& d, const Field& F, const std::array<u64, 64
     for (u64 i = 0; i < 64; i++) d.low[i] = F.balanced(T[i]);
     const double heap[8] = {1, 1, d.low[0], d.low[1], d.low[0], d.low[1], d.low[2], d.low[3]};
     std::copy_n(heap, 8, d.heap);
-    for (u32 u = 0; u < C17PrimeTables::kDepths; u++) {
-        T[0] = 1;
+    // Each depth has half of its products from the depth below: i 2^u is i/2 2^(u+1). Three depths more give
+    // the last ones all that they have.
+    T.fill(1);
+    for (u32 u = C17PrimeTables::kDepths + 3; u-- > 0;) {
+        for (u64 i = 16; i > 0;) {
+            i -= 2;
+            T[i] = T[i / 2];
+            T[i + 1] = F.mul(T[i], rho[u]);
+        }
+        if (u >= C17PrimeTables::kDepths) continue;
         for (u64 i = 0; i < 16; i++) {
             const u32 bits = static_cast<u32>(std::bit_width(i));
-            if (i != 0) T[i] = F.mul(T[i - (u64(1) << (bits - 1))], rho[u + bits - 1]);
             d.child[i][u] = u + bits <= depths ? F.balanced(T[i]) : 1.0;
         }
         if (u == 3) {

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <mutex>
+#include <utility>
 
 #include "arith/residue/modulus48.h"
 #include "arith/residue/residue_power.h"
@@ -59,33 +60,41 @@ const FamilyRule& rule_of(NttFamily family) {
     return family == NttFamily::n32 ? kN32 : family == NttFamily::n64 ? kN64 : kC17;
 }
 
-// Strong test to the first `bases` primes as bases. multiply(x, y) is the product modulo n, which is odd and
-// above 37.
-template <class Multiply>
-bool passes(u64 n, u64 bases, Multiply&& multiply) {
-    constexpr u64 kBases[] = {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37};
-    for (const u64 q : kBases) {
-        if (n % q == 0) return false;
+// Jacobi's symbol of a modulo n, odd n.
+int jacobi(u64 a, u64 n) {
+    int sign = 1;
+    for (a %= n; a != 0; a %= n) {
+        const int twos = std::countr_zero(a);
+        a >>= twos;
+        if (twos % 2 != 0 && (n % 8 == 3 || n % 8 == 5)) sign = -sign;
+        if (a % 4 == 3 && n % 4 == 3) sign = -sign;
+        std::swap(a, n);
     }
-    const int twos = std::countr_zero(n - 1);
-    for (u64 j = 0; j < bases; j++) {
-        u64 x = residue_power(kBases[j], (n - 1) >> twos, multiply);
-        if (x == 1) continue;
-        int i = 0;
-        while (x != n - 1 && ++i < twos) x = multiply(x, x);
-        if (x != n - 1) return false;
-    }
-    return true;
+    return n == 1 ? sign : 0;
 }
 
-// Exact: seven bases below 341,550,071,728,321, which is above 2^48 (Jaeschke, 1993), twelve below 2^64
-// (Sorenson and Webster, 2015).
+// Whether n = k 2^e + 1 is prime, k < 2^e, e > 1: exactly if q^((n-1)/2) = -1 for a q with the symbol -1
+// (Proth, 1878). The symbol of q modulo n is that of n modulo q, because n is 1 modulo 4. A square has no
+// such q; of other numbers below 2^64 none lacks one this long.
+template <class Multiply>
+bool is_proth_prime(u64 n, Multiply&& multiply) {
+    constexpr u64 kLastBase = 1000;
+    // Most others have a small factor, found without a product.
+    for (u64 q = 3; q < 64; q += 2) {
+        if (n % q == 0) return n == q;
+    }
+    for (u64 q = 3; q < kLastBase; q += 2) {
+        if (jacobi(n, q) == -1) return residue_power(q, (n - 1) / 2, multiply) == n - 1;
+    }
+    return false;
+}
+
 bool is_prime(u64 n) {
     if (n >> 48 == 0) {
         const Modulus48 modulus(n);
-        return passes(n, 7, [&](u64 x, u64 y) { return modulus.mul(x, y); });
+        return is_proth_prime(n, [&](u64 x, u64 y) { return modulus.mul(x, y); });
     }
-    return passes(n, 12, [n](u64 x, u64 y) { return static_cast<u64>(u128(x) * y % n); });
+    return is_proth_prime(n, [n](u64 x, u64 y) { return static_cast<u64>(u128(x) * y % n); });
 }
 
 struct Slot {

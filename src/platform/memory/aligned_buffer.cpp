@@ -12,22 +12,9 @@ AlignedBufferC::AlignedBufferC(void* pointer, u64 bytes) : pointer_(pointer), by
     }
 }
 
-AlignedBufferC AlignedBufferC::take(u64 bytes, const char* function) {
+void AlignedBufferC::refuse(u64 bytes, const char* function) const {
     if (bytes_ < bytes) throw BufferTooSmallException(function, bytes_, bytes);
-    if (bytes % 64 != 0) throw InvalidParametersException(function, "Size is misaligned.");
-    AlignedBufferC piece(pointer_, bytes);
-    pointer_ = static_cast<char*>(pointer_) + bytes;
-    bytes_ -= bytes;
-    return piece;
-}
-
-AlignedBufferC AlignedBufferC::spawn(u64 bytes) {
-    return take(bytes, "AlignedBufferC::spawn()");
-}
-
-AlignedBufferC AlignedBufferC::spawn_words(u64 words) {
-    const u64 bytes = words > ~u64(0) / sizeof(Word) ? ~u64(0) : words * sizeof(Word);
-    return take(bytes, "AlignedBufferC::spawn_words()");
+    throw InvalidParametersException(function, "Size is misaligned.");
 }
 
 AlignedBufferC AlignedBufferC::extract_aligned(u64 bytes, u64 alignment) {

@@ -15,9 +15,12 @@ class AlignedBufferC {
 
     // Takes `bytes` (a multiple of 64) off the front. Throws BufferTooSmallException (sizes in bytes; this
     // buffer is unchanged) or InvalidParametersException "Size is misaligned.".
-    AlignedBufferC spawn(u64 bytes);
+    AlignedBufferC spawn(u64 bytes) { return take(bytes, "AlignedBufferC::spawn()"); }
     // The same for `words` 64-bit words (a multiple of 8).
-    AlignedBufferC spawn_words(u64 words);
+    AlignedBufferC spawn_words(u64 words) {
+        const u64 bytes = words > ~u64(0) / sizeof(Word) ? ~u64(0) : words * sizeof(Word);
+        return take(bytes, "AlignedBufferC::spawn_words()");
+    }
     // Takes `bytes` off the front and returns the part of them that starts at the first multiple of
     // `alignment`.
     AlignedBufferC extract_aligned(u64 bytes, u64 alignment);
@@ -28,7 +31,18 @@ class AlignedBufferC {
     u64 words() const { return bytes_ / 8; }
 
   private:
-    AlignedBufferC take(u64 bytes, const char* function);
+    // In sight of its callers: the small numbers of a series are carved by the ten thousand.
+    AlignedBufferC take(u64 bytes, const char* function) {
+        if (bytes_ < bytes || bytes % 64 != 0) [[unlikely]]
+            refuse(bytes, function);
+        AlignedBufferC piece;
+        piece.pointer_ = pointer_;
+        piece.bytes_ = bytes;
+        pointer_ = static_cast<char*>(pointer_) + bytes;
+        bytes_ -= bytes;
+        return piece;
+    }
+    [[noreturn]] void refuse(u64 bytes, const char* function) const;
 
     void* pointer_ = nullptr;
     u64 bytes_ = 0;
