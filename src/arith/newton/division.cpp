@@ -76,8 +76,7 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     const u64 p = plan.p;
     const u64 q = plan.q;
     BigFloat y = carve<BigFloat>(buffer, plan.y);
-    BigFloat d = carve<BigFloat>(buffer, plan.correction);
-    BigFloat e(x.buffer, x.buffer_size);
+    BigFloat r = carve<BigFloat>(buffer, plan.correction);
     const i64 x_top = x.mag();
 
     const bool keep = plan.transforms == DivisionTransforms::kept;
@@ -96,7 +95,6 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
 
     const i64 bottom = A.mag() - static_cast<i64>(p);
     const i64 w = std::min(A.mag(), A.mag() - static_cast<i64>(q) + 3);
-    BigFloat& r = T;
     {
         StatusFrame frame(status, " 1M ", status_digits(p));
         BigFloatTransformR product(memory.transform(), nullptr);
@@ -105,19 +103,20 @@ Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context,
     }
     r.set_sign(A.sign);
 
-    // The words at and above w cancel.
+    // The words at and above w cancel. B has been used: T may stand in its place from here on.
+    BigFloat d(T.buffer, T.buffer_size);
     const BigFloat a = words_between(parallel, A, bottom - 2, w);
     const Crossing crossing = subtract_windows(parallel, d, q + 3, a, r, w, kRun);
 
     StatusFrame frame(status, " 2M ", status_digits(p));
     const i64 lowest = y.mag() - static_cast<i64>(p);
-    // Clear of its operands, which serve again where the product is wrong: T's words are free.
+    // Clear of its operands, which serve again where the product is wrong: the remainder's words are free.
+    BigFloat e(r.buffer, r.buffer_size);
     if (keep) {
-        held.mul_rf_xf(memory.context(), T, d, q + 3, lowest, x_top + d.mag());
+        held.mul_rf_xf(memory.context(), e, d, q + 3, lowest, x_top + d.mag());
     } else {
-        held.mul_rr_xx(memory.context(), T, x, q, d, q + 3, lowest, x_top + d.mag());
+        held.mul_rr_xx(memory.context(), e, x, q, d, q + 3, lowest, x_top + d.mag());
     }
-    e.set_BigFloat(e.buffer_size, parallel, T);
     T.set_add(p, parallel, y, e);
     return crossing;
 }

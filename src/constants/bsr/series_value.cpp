@@ -18,7 +18,9 @@ SeriesValuePlan::SeriesValuePlan(u64 precision_words, const Coefficients& coeffi
       texts_(texts),
       division_(DivisionPlan::make(precision_words, tds, transforms)),
       numerator_words_(round_up_8(precision_words + 6)),
-      needs_(division_.needs().above(numerator_words_)) {}
+      needs_(division_.needs().maximum(Needs{}.above(numerator_words_))) {
+    needs_.result_words = std::max(needs_.result_words, numerator_words_);
+}
 
 double SeriesValuePlan::work() const {
     return newton::division_work(division_.p, division_.q);
@@ -88,7 +90,8 @@ PowerOfTwo SeriesValuePlan::numerator(const ParallelContext& parallel, StatusIte
     return largest;
 }
 
-// N / D with D = coefD Q, or D / N.
+// N / D with D = coefD Q, or D / N. The divisor moves to x's words, where the quotient takes its place, and a
+// dividend N to Q's, so that the division has all of the memory. It reads no more than is moved.
 ErrorBound SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                                 BigFloat& x, std::optional<double> log_scale) const {
     status.work().enter("division");
@@ -116,12 +119,16 @@ ErrorBound SeriesValuePlan::run(const MultiplyContext& context, Status& status, 
         return ErrorBound::within(limit.shifted(kValueErrorBits));
     }
     const PowerOfTwo lost = cancelled(largest, N);
-    const MultiplyContext rest = context.with_scratch(memory);
+    const u64 moved = precision_ + 2;
     if (coefficients_.power < 0) {
-        large_division(division_, rest, status, x, Q, N);
+        x.set_BigFloat(moved, context.parallel, N);
     } else {
-        large_division(division_, rest, status, x, N, Q);
+        x.set_BigFloat(moved, context.parallel, Q);
+        Q = BigFloat(Q.buffer, Q.buffer_size);
+        Q.set_BigFloat(moved, context.parallel, N);
     }
+    const BigFloat divisor = x;
+    large_division(division_, context, status, x, Q, divisor);
     ErrorBound error = ErrorBound::of_words(x, precision_, kValueErrorBits);
     // Two bits of it are roundings of these bounds.
     if (lost > PowerOfTwo{0, 2}) error.limit = error.limit * lost;
