@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "base/errors/exceptions.h"
-#include "platform/fileio/raw_file.h"
+#include "platform/fileio/small_file.h"
 
 namespace kalvor {
 
@@ -14,19 +13,6 @@ constexpr const char* kFile = "Username.txt";
 constexpr std::string_view kTag = "Username:";
 // A larger file is something else.
 constexpr u64 kMostBytes = u64(1) << 20;
-
-std::optional<std::string> read_file(const std::string& path, const FileIO::FileCalls& calls) {
-    try {
-        FileIO::RawFile file(path, FileIO::OpenMode::read, false, false, calls);
-        const u64 bytes = file.size();
-        if (bytes > kMostBytes) return std::nullopt;
-        std::string text(bytes, '\0');
-        file.load(text.data(), 0, bytes);
-        return text;
-    } catch (const FileIO::FileException&) {
-        return std::nullopt;
-    }
-}
 
 }  // namespace
 
@@ -48,7 +34,7 @@ std::string user_name_of(std::string_view file) {
 
 std::string user_line(const std::string& executable_directory, const FileIO::FileCalls& calls) {
     for (const char* above : {"", "../"}) {
-        if (const auto text = read_file(executable_directory + above + kFile, calls))
+        if (const auto text = FileIO::read_small_file(executable_directory + above + kFile, kMostBytes, calls))
             return user_name_of(*text);
     }
     return kNoUserFile;

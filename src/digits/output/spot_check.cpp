@@ -6,9 +6,8 @@
 #include <optional>
 
 #include "base/console/format.h"
-#include "base/errors/exceptions.h"
 #include "os/process.h"
-#include "platform/fileio/raw_file.h"
+#include "platform/fileio/small_file.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
@@ -60,25 +59,12 @@ std::optional<Entry> parse_line(std::string_view line) {
     return Entry{*position, *value};
 }
 
-std::optional<std::string> read_file(const std::string& path, const FileIO::FileCalls& calls) {
-    try {
-        FileIO::RawFile file(path, FileIO::OpenMode::read, false, false, calls);
-        const u64 bytes = file.size();
-        if (bytes > kMaxTableBytes) return std::nullopt;
-        std::string text(bytes, '\0');
-        file.load(text.data(), 0, text.size());
-        return text;
-    } catch (const FileIO::FileException&) {
-        return std::nullopt;
-    }
-}
-
 std::optional<std::string> find_table(const std::string& name, const std::string& program_folder,
                                       const FileIO::FileCalls& calls) {
     for (const char* folder : kFolders) {
         std::string path = program_folder;
         path.append(folder).append(name).append(".txt");
-        std::optional<std::string> text = read_file(path, calls);
+        std::optional<std::string> text = FileIO::read_small_file(path, kMaxTableBytes, calls);
         if (text) return text;
     }
     return std::nullopt;

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <numeric>
+#include <utility>
 
 #include "base/clock/reference_clock.h"
 #include "base/clock/tsc_frequency.h"
-#include "base/errors/expected_exceptions.h"
 #include "os/clock.h"
 #include "os/cpu.h"
 #include "os/machine.h"
@@ -34,12 +34,9 @@ u64 bytes_of(const std::optional<std::string>& text) {
 void ask_for_board(SystemRecord& record, bool include_pii, const QueryCalls& query) {
     std::vector<std::string> properties = {"Manufacturer", "Product", "Version"};
     if (include_pii) properties.push_back("SerialNumber");
-    WmiObject board(properties.size());
-    try {
-        board = query_wmi_first("Win32_BaseBoard", properties, query);
-        board.resize(properties.size());
-    } catch (const Environment::WMI_Exception&) {
-    }
+    std::vector<WmiObject> boards = query_wmi_or_nothing("Win32_BaseBoard", properties, query);
+    WmiObject board = boards.empty() ? WmiObject{} : std::move(boards.front());
+    board.resize(properties.size());
     record.board_manufacturer = or_unknown(board[0]);
     record.board_product = or_unknown(board[1]);
     record.board_version = or_unknown(board[2]);
@@ -47,13 +44,10 @@ void ask_for_board(SystemRecord& record, bool include_pii, const QueryCalls& que
 }
 
 void ask_for_modules(SystemRecord& record, const QueryCalls& query) {
-    try {
-        for (WmiObject& module : query_wmi("Win32_PhysicalMemory", {"PartNumber", "Capacity"}, query)) {
-            module.resize(2);
-            record.modules.push_back({or_unknown(module[0]), bytes_of(module[1])});
-        }
-    } catch (const Environment::WMI_Exception&) {
-        record.modules.clear();
+    for (WmiObject& module :
+         query_wmi_or_nothing("Win32_PhysicalMemory", {"PartNumber", "Capacity"}, query)) {
+        module.resize(2);
+        record.modules.push_back({or_unknown(module[0]), bytes_of(module[1])});
     }
 }
 

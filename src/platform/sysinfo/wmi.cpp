@@ -30,6 +30,14 @@ std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vecto
     return std::move(result.objects);
 }
 
+std::vector<WmiObject> query_wmi_or_nothing(const std::string& class_name,
+                                            const std::vector<std::string>& properties,
+                                            const QueryCalls& calls) {
+    os::QueryResult result = calls.query(class_name, properties);
+    if (result.failure != os::QueryFailure::none) return {};
+    return std::move(result.objects);
+}
+
 WmiObject query_wmi_first(const std::string& class_name, const std::vector<std::string>& properties,
                           const QueryCalls& calls) {
     std::vector<WmiObject> objects = query_wmi(class_name, properties, calls);

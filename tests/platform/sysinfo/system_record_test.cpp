@@ -145,6 +145,7 @@ TEST(WmiQueryTest, AllObjectsOrTheFirst) {
     EXPECT_EQ(query_wmi_first("Win32_PhysicalMemory", {"PartNumber"}, query), WmiObject{std::nullopt});
     queries.module_failure = os::QueryFailure::connection;
     EXPECT_THROW(query_wmi_first("Win32_PhysicalMemory", {"PartNumber"}, query), Environment::WMI_Exception);
+    EXPECT_TRUE(query_wmi_or_nothing("Win32_PhysicalMemory", {"PartNumber"}, query).empty());
 }
 
 TEST(SystemRecordTest, GathersEverything) {
