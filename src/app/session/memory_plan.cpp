@@ -6,6 +6,7 @@
 #include "app/session/bbp_check.h"
 #include "arith/multiply/transform_tables.h"
 #include "base/errors/exceptions.h"
+#include "digits/files/sector_window.h"
 
 namespace kalvor {
 
@@ -14,7 +15,7 @@ namespace {
 constexpr u64 kMiB = u64(1) << 20;
 // Resident beside the regions when nothing is written: 9.5 to 11.3 MiB measured.
 constexpr u64 kProgramBytes = 11 * kMiB + kMiB / 2;
-// A digit file's writer keeps its text in a buffer of 4 MiB.
+// A digit file's writer keeps its text in a window of 4 MiB, in working memory where that has room for it.
 constexpr u64 kOutputBytes = 4 * kMiB + kMiB / 4;
 // What a task's thread touches of its stack.
 constexpr u64 kThreadBytes = 32 << 10;
@@ -47,7 +48,9 @@ RunPlan RunPlan::make(const ComputeSettings& settings, const ComputeSize& size) 
     MemoryPlan& memory = plan.memory;
     memory.working_memory = both.above(needs.result_words).bytes;
     memory.twiddle_tables = round_up_64(TransformTables::bytes(plan.max_product_words));
-    memory.output = settings.output_enable ? kOutputBytes : 0;
+    const bool in_working_memory =
+        settings.digits_per_file == 0 && plan.writer.window_bytes(both.bytes) >= SectorWindow::kLeastLent;
+    memory.output = settings.output_enable && !in_working_memory ? kOutputBytes : 0;
     memory.program = kProgramBytes + kThreadBytes * settings.parallelism.logical_cores +
                      (memory.working_memory + memory.twiddle_tables) / kPageTableShare +
                      bbp_request(settings, size).bytes() + plan.constant->plan_bytes();

@@ -48,10 +48,10 @@ BasicTextWriter::BasicTextWriter(const std::string& base_path, std::string_view 
               shape_of(first_digits, total_digits, base_path), buffer_bytes, warnings) {}
 
 BasicTextWriter::BasicTextWriter(PublishedFile& file, std::string_view first_digits, u8 radix,
-                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings)
+                                 u64 total_digits, u64 buffer_bytes, Warnings* warnings, AlignedBufferC lent)
     : radix_(checked_radix(radix)),
-      window_(nullptr, &file, shape_of(first_digits, total_digits, file.final_path()), buffer_bytes,
-              warnings) {}
+      window_(nullptr, &file, shape_of(first_digits, total_digits, file.final_path()), buffer_bytes, warnings,
+              lent) {}
 
 void BasicTextWriter::store_digits(const u8* values, u64 start, u64 count, AlignedBufferC,
                                    const ParallelContext&) {

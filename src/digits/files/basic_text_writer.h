@@ -23,9 +23,11 @@ class BasicTextWriter final : public BasicDigitWriter {
                     u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr,
                     const FileIO::FileCalls& calls = FileIO::FileCalls::of_this_machine());
     // Into a file that was made before, from its beginning. The file outlives the writer, which does not
-    // close it unless it publishes it; it may be written once more by another writer.
+    // close it unless it publishes it; it may be written once more by another writer. lent: see
+    // SectorWindow.
     BasicTextWriter(FileIO::PublishedFile& file, std::string_view first_digits, u8 radix, u64 total_digits,
-                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr);
+                    u64 buffer_bytes = kDefaultBufferBytes, Warnings* warnings = nullptr,
+                    AlignedBufferC lent = {});
 
     // Throws InvalidParametersException "Invalid Digit" (of the range at most a part is then written, and
     // none of it counts as written), "File is closed.", "Out of range.". scratch is not used.

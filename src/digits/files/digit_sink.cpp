@@ -25,10 +25,10 @@ class FileSink final : public DigitSink {
     void replace_read_only() override { file_.replace_read_only(); }
     void ask_again(FileIO::AskAgain again) override { file_.ask_again(std::move(again)); }
     void on_begun(std::function<void(const File&)> begun) override { begun_ = std::move(begun); }
-    std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                  Warnings* warnings) override {
+    std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits, Warnings* warnings,
+                                                  AlignedBufferC lent) override {
         if (begun_) begun_({draft_path(), final_path()});
-        return format_.make_writer(file_, first_digits, amount_.radix, amount_.digits, warnings);
+        return format_.make_writer(file_, first_digits, amount_.radix, amount_.digits, warnings, lent);
     }
     u64 bytes() const override { return file_.file().size(); }
     void discard() override { file_.discard(); }

@@ -18,6 +18,7 @@
 #include "os/error.h"
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
+#include "platform/memory/aligned_buffer.h"
 
 namespace kalvor {
 
@@ -54,9 +55,10 @@ class DigitSink {
     // What is to be done when a final name cannot be given: PublishedFile::ask_again().
     virtual void ask_again(FileIO::AskAgain ask_again) = 0;
     // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
-    // abandoned there may be another. warnings: of the run, or nullptr.
-    virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                          Warnings* warnings) = 0;
+    // abandoned there may be another. warnings: of the run, or nullptr. lent: memory that nobody else uses
+    // while digits are stored, for the writer to take in place of its own where it can.
+    virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits, Warnings* warnings,
+                                                          AlignedBufferC lent = {}) = 0;
     // The size of the output, until it is published.
     virtual u64 bytes() const = 0;
     // Deletes the drafts.
@@ -107,7 +109,7 @@ class FileFormat : public DigitFormat {
                                          const FileIO::FileCalls& calls) const final;
     virtual std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file,
                                                           std::string_view first_digits, u8 radix, u64 digits,
-                                                          Warnings* warnings) const = 0;
+                                                          Warnings* warnings, AlignedBufferC lent) const = 0;
 
   protected:
     explicit FileFormat(std::string ending) : ending_(std::move(ending)) {}

@@ -131,8 +131,9 @@ class KvdSink final : public DigitSink {
             begun({file.draft_path(), file.final_path()});
         });
     }
-    std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits,
-                                                  Warnings* warnings) override {
+    // The windows of a set come and go, and several are open at once: they take their own memory.
+    std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits, Warnings* warnings,
+                                                  AlignedBufferC) override {
         files_.note_failure(nullptr);
         return std::make_unique<BasicKvdSetWriter>(files_, first_digits, amount_.radix,
                                                    digits_per_file_of(amount_), amount_.digits,

@@ -1,6 +1,7 @@
 #include "digits/files/sector_window.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -23,7 +24,7 @@ u64 whole_sectors(u64 bytes) {
 }  // namespace
 
 SectorWindow::SectorWindow(std::unique_ptr<PublishedFile> own, PublishedFile* file, DigitFileShape shape,
-                           u64 window_bytes, Warnings* warnings)
+                           u64 window_bytes, Warnings* warnings, AlignedBufferC lent)
     : shape_(std::move(shape)),
       own_(std::move(own)),
       file_(own_ ? *own_ : *file),
@@ -31,8 +32,14 @@ SectorWindow::SectorWindow(std::unique_ptr<PublishedFile> own, PublishedFile* fi
       halved_(window_bytes >= kLeastHalved),
       capacity_(std::max(whole_sectors(halved_ ? window_bytes / 2 : window_bytes),
                          whole_sectors(shape_.head.size()) + kSectorBytes)) {
+    const u64 misfit = reinterpret_cast<std::uintptr_t>(lent.get()) % kSectorBytes;
+    const u64 lost = misfit == 0 ? 0 : kSectorBytes - misfit;
+    if (lent.size() >= lost + (halved_ ? 2 : 1) * half_bytes()) {
+        lent_[0] = static_cast<u8*>(lent.get()) + lost;
+        if (halved_) lent_[1] = lent_[0] + half_bytes();
+    }
     open_at(0);
-    std::memcpy(buffer_.get(), shape_.head.data(), shape_.head.size());
+    std::memcpy(buffer_.bytes(), shape_.head.data(), shape_.head.size());
     advance(shape_.head.size());
 }
 
@@ -52,11 +59,19 @@ SectorWindow::~SectorWindow() {
 
 // ---- bytes
 
+void SectorWindow::Half::take(u8* lent, u64 bytes) {
+    if (lent == nullptr) own_ = GuardedBuffer(bytes, kSectorBytes);
+    bytes_ = lent == nullptr ? own_.bytes() : lent;
+}
+
+void SectorWindow::Half::free() {
+    own_.free();
+    bytes_ = nullptr;
+}
+
 // An empty window whose cursor is at `offset`.
 void SectorWindow::open_at(u64 offset) {
-    if (buffer_.get() == nullptr) {
-        buffer_ = GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
-    }
+    if (buffer_.bytes() == nullptr) buffer_.take(lent_[0], half_bytes());
     window_ = offset / kSectorBytes * kSectorBytes;
     cursor_ = known_ = dirty_begin_ = dirty_end_ = 0;
     make_known(offset - window_);
@@ -159,7 +174,7 @@ void SectorWindow::begin_write() {
     const u64 end = std::min(capacity_, dirty_end_);
     const bool is_dirty = dirty_begin_ < end;
     if (is_dirty) make_known(whole_sectors(end));
-    if (other_.buffer.get() == nullptr) other_.buffer = GuardedBuffer(capacity_ + kSectorBytes, kSectorBytes);
+    if (other_.buffer.bytes() == nullptr) other_.buffer.take(lent_[1], half_bytes());
     std::swap(other_.buffer, buffer_);
     if (!is_dirty) return;
     other_.from = dirty_begin_ / kSectorBytes * kSectorBytes;
@@ -182,7 +197,7 @@ void SectorWindow::move_on() {
     } else {
         write_up_to(capacity_);
     }
-    const GuardedBuffer& full = halved_ ? other_.buffer : buffer_;
+    const Half& full = halved_ ? other_.buffer : buffer_;
     const auto beyond = [&](u64 position) { return position - std::min(position, capacity_); };
     std::memmove(buffer_.bytes(), full.bytes() + capacity_, beyond(known_));
     window_ += capacity_;
@@ -193,7 +208,7 @@ void SectorWindow::move_on() {
 }
 
 void SectorWindow::seek(u64 offset) {
-    if (buffer_.get() != nullptr && offset >= window_ && offset - window_ <= known_) {
+    if (buffer_.bytes() != nullptr && offset >= window_ && offset - window_ <= known_) {
         cursor_ = offset - window_;
         return;
     }
@@ -228,7 +243,7 @@ u8* SectorWindow::known(u64 bytes) {
 }
 
 void SectorWindow::rest() {
-    if (buffer_.get() == nullptr) return;
+    if (buffer_.bytes() == nullptr) return;
     write_all();
     end_writer();
     buffer_.free();

@@ -9,6 +9,7 @@
 // A full window that is not small goes to the disk on a thread of its own, while the next one is filled.
 #pragma once
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -22,6 +23,7 @@
 #include "os/types.h"
 #include "platform/fileio/published_file.h"
 #include "platform/fileio/sparse_ranges.h"
+#include "platform/memory/aligned_buffer.h"
 #include "platform/memory/guarded_heap.h"
 
 namespace kalvor {
@@ -42,12 +44,21 @@ class SectorWindow {
     // From here on the bytes of a window are two halves, of which one is written while the other is filled. A
     // thread takes some 10 microseconds to wake up, the disk much longer for half of this.
     static constexpr u64 kLeastHalved = u64(512) << 10;
+    // Lent memory of this size, of any alignment, is worth a window that is shorter than the usual one.
+    static constexpr u64 kLeastLent = u64(1) << 20;
+    // The window for a writer that is lent so many bytes: one that fits into them, or the usual one.
+    static constexpr u64 window_bytes(u64 lent_bytes) {
+        constexpr u64 kBeside = 5 * FileIO::kSectorBytes;
+        return lent_bytes < kLeastLent ? kDefaultBytes : std::min(kDefaultBytes, lent_bytes - kBeside);
+    }
 
     // One of own and file is the file. What is not owned outlives the window, and its owner has it checked:
     // only publish() and close() give it its final name.
     // window_bytes: the memory of the window. warnings: of the run, or nullptr; hears of an incomplete file.
+    // lent: memory that nobody else uses while digits are stored, in place of the window's own where it
+    // holds it: window_bytes().
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
-                 DigitFileShape shape, u64 window_bytes, Warnings* warnings);
+                 DigitFileShape shape, u64 window_bytes, Warnings* warnings, AlignedBufferC lent = {});
     // close(), but a complete file that is not owned keeps its incomplete name: it has not been checked.
     // Throws nothing: what goes wrong is a warning of the run.
     ~SectorWindow();
@@ -121,8 +132,22 @@ class SectorWindow {
     bool is_finished_ = false;
     bool failed_ = false;  // the last attempt to bring the window into the file failed, as far as is known
 
-    GuardedBuffer buffer_;  // may be empty: then nothing is known and nothing to be written
-    u64 window_ = 0;        // of the buffer in the file
+    // The memory of a half, lent or its own.
+    class Half {
+      public:
+        void take(u8* lent, u64 bytes);
+        u8* bytes() const { return bytes_; }
+        void free();
+
+      private:
+        GuardedBuffer own_;
+        u8* bytes_ = nullptr;
+    };
+    u64 half_bytes() const { return capacity_ + FileIO::kSectorBytes; }
+    u8* lent_[2] = {nullptr, nullptr};
+
+    Half buffer_;     // may be empty: then nothing is known and nothing to be written
+    u64 window_ = 0;  // of the buffer in the file
     // Places in the buffer:
     u64 cursor_ = 0;
     u64 known_ = 0;                        // [0, known_) is as it shall be in the file
@@ -135,7 +160,7 @@ class SectorWindow {
         enum class State { idle, writing, ending };
         void set(State next);
 
-        GuardedBuffer buffer;
+        Half buffer;
         u64 from = 0, to = 0, offset = 0;
         FileIO::RawFile* file = nullptr;
         bool is_given = false;  // to the thread, which may have done it by now

@@ -24,9 +24,10 @@ class TextFormat final : public FileFormat {
         return integer_digits + 1 + amount.digits;
     }
     std::unique_ptr<BasicDigitWriter> make_writer(FileIO::PublishedFile& file, std::string_view first_digits,
-                                                  u8 radix, u64 digits, Warnings* warnings) const override {
+                                                  u8 radix, u64 digits, Warnings* warnings,
+                                                  AlignedBufferC lent) const override {
         return std::make_unique<BasicTextWriter>(file, first_digits, radix, digits,
-                                                 BasicTextWriter::kDefaultBufferBytes, warnings);
+                                                 SectorWindow::window_bytes(lent.size()), warnings, lent);
     }
     std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix,
                                                   const FileIO::FileCalls& calls) const override {

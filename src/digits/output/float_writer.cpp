@@ -44,7 +44,8 @@ u64 extend_cut_word(u64 hash, Word word, u64 digits, u8 radix) {
 // The two areas of the output buffer.
 struct OutputBuffer {
     // Throws BufferTooSmallException. It names the same function for every radix.
-    explicit OutputBuffer(AlignedBufferC scratch) {
+    explicit OutputBuffer(AlignedBufferC whole) {
+        AlignedBufferC scratch = whole.spawn(std::min(whole.size() / 64 * 64, kOutputBytes));
         const u64 misfit = reinterpret_cast<std::uintptr_t>(scratch.get()) % kSector;
         const u64 lost = misfit == 0 ? 0 : kSector - misfit;
         const u64 W = scratch.size() < lost ? 0 : (scratch.size() - lost) / kBytesPerWord;
@@ -87,6 +88,10 @@ WriterPlan WriterPlan::make(u64 value_words, u64 compute_digits, u64 output_digi
     return plan;
 }
 
+u64 WriterPlan::window_bytes(u64 bytes) const {
+    return room_above(room_above(bytes, conversion.n), kScratchForOutput / sizeof(Word));
+}
+
 FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& context, Status& status,
                            const BigFloat& value)
     : plan_(plan), context_(context), status_(status), value_(value) {
@@ -94,6 +99,14 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
         throw InvalidParametersException("FloatWriterB()", "compute < output");
     }
     radix_words_ = carve_words(context_.scratch, plan.conversion.n);
+}
+
+AlignedBufferC FloatWriterB::window_memory(u8 radix) const {
+    const bool verified = radix == 10 ? expected_dec_.has_value() : expected_hex_.has_value();
+    AlignedBufferC memory = context_.scratch;
+    if (!verified || memory.size() < kScratchForOutput) return {};
+    memory.spawn(kScratchForOutput);
+    return memory;
 }
 
 void FloatWriterB::convert(const CBRv2::ConvertOptions& options) {

@@ -37,6 +37,9 @@ struct WriterPlan {
     u64 hex_digits = 0;      // hexadecimal digits written, 0 = none
     bool verify = false;     // files are read back
     Needs needs;             // beside the value
+
+    // Of `bytes` bytes of working memory, how many are window_memory().
+    u64 window_bytes(u64 bytes) const;
     CBRv2::ConvertPlanP conversion{};
 
     // budget_bytes: what the conversion may take, radix words included; short of it the conversion runs with
@@ -84,6 +87,10 @@ class FloatWriterB {
     void read_check(const std::string& file, const OutputStats& stats, u8 radix,
                     const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
+
+    // What neither writing nor its check touches, for the window of the file: once the digits are verified.
+    // Restoring them uses it again.
+    AlignedBufferC window_memory(u8 radix) const;
 
     // The warnings of the run; nullptr: they are dropped.
     Warnings* warnings() const {

@@ -149,7 +149,7 @@ OutputStats OutputFiles::write(FloatWriterB& digits, u8 radix, bool verify) {
         {
             DigitSink& sink = *entry->sink;
             const std::string first = radix == 10 ? digits.first_dec_digits() : digits.first_hex_digits();
-            const auto writer = sink.make_writer(first, digits.warnings());
+            const auto writer = sink.make_writer(first, digits.warnings(), digits.window_memory(radix));
             OutputStats stats;
             try {
                 stats = radix == 10 ? digits.write_dec_digits(*writer) : digits.write_hex_digits(*writer);

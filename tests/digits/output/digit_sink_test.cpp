@@ -101,7 +101,8 @@ class BytesFormat final : public FileFormat {
     u64 most_bytes(const DigitAmount& amount) const override { return amount.digits + 2 * kSectorBytes; }
     u64 exact_bytes(const DigitAmount& amount, u64) const override { return amount.digits; }
     std::unique_ptr<BasicDigitWriter> make_writer(PublishedFile& file, std::string_view first_digits,
-                                                  u8 radix, u64 digits, trel::Warnings*) const override {
+                                                  u8 radix, u64 digits, trel::Warnings*,
+                                                  trel::AlignedBufferC) const override {
         return std::make_unique<BytesWriter>(file, first_digits, radix, digits);
     }
     std::unique_ptr<BasicDigitReader> make_reader(const std::string& path, u8 radix,
