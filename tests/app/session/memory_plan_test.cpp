@@ -20,11 +20,18 @@ u64 total(const ComputeSettings& settings, u64 digits) {
 TEST(MemoryPlanTest, TheProgramAndItsOutputCount) {
     ComputeSettings settings;
     settings.set_decimal_digits(1000000);
-    const MemoryPlan written = RunPlan::make(settings, settings.size).memory;
+    const MemoryPlan text = RunPlan::make(settings, settings.size).memory;
+    settings.digits_per_file = ComputeSettings::kOneFile;
+    const MemoryPlan compressed = RunPlan::make(settings, settings.size).memory;
     settings.output_enable = false;
     const MemoryPlan counted = RunPlan::make(settings, settings.size).memory;
     EXPECT_GE(counted.program, u64(7) << 20);
-    EXPECT_GE(written.total() - counted.total(), u64(4) << 20);
+    // The window of a text file stands in working memory.
+    EXPECT_EQ(text.total(), counted.total());
+    EXPECT_GE(compressed.total() - counted.total(), u64(4) << 20);
+    ComputeSettings few;
+    few.set_decimal_digits(1000);
+    EXPECT_GE(RunPlan::make(few, few.size).memory.output, u64(4) << 20);
     EXPECT_EQ(counted.total(), counted.working_memory + counted.twiddle_tables + counted.program);
 }
 

@@ -206,6 +206,33 @@ TEST(DivisionTest, TaskCountsGiveTheSameWords) {
     }
 }
 
+TEST(DivisionTest, TheQuotientMayTakeTheDivisorsPlace) {
+    std::mt19937_64 rng(21);
+    for (const u64 p : {0, 1, 3, 9, 10, 11, 12, 13, 40, 41, 300, 1501, 20000}) {
+        for (int round = 0; round < 24; round++) {
+            const Number A(make_words(shape_of(rng() % 8), operand_length(p, rng), rng),
+                           static_cast<i64>(rng() % 9) - 4, rng() % 2 != 0);
+            const Number B(make_words(shape_of(rng() % 8), 1 + rng() % (p + 2), rng), 2, rng() % 2 != 0);
+            const auto transforms = round % 2 == 0 ? DivisionTransforms::kept : DivisionTransforms::none;
+            const DivisionPlan plan = DivisionPlan::make(p, round % 3 + 1, transforms);
+            Workspace apart = workspace(plan), inside = workspace(plan);
+            Division_BigFloatR::run(plan, apart.context, null_status(), apart.T, A.value, B.value,
+                                    apart.buffer());
+            inside.T.set_BigFloat(p, serial_context(), B.value);
+            const BigFloat divisor = inside.T;
+            Division_BigFloatR::run(plan, inside.context, null_status(), inside.T, A.value, divisor,
+                                    inside.buffer());
+            ASSERT_TRUE(inside.intact()) << p;
+            ASSERT_EQ(inside.T.exp, apart.T.exp) << p;
+            ASSERT_EQ(inside.T.sign, apart.T.sign) << p;
+            ASSERT_EQ(std::vector<Word>(inside.T.T, inside.T.T + inside.T.L),
+                      std::vector<Word>(apart.T.T, apart.T.T + apart.T.L))
+                << p;
+            inside.T.verify(serial_context(), "quotient");
+        }
+    }
+}
+
 // Without a kept transform a division takes the memory of its longest product.
 TEST(DivisionTest, NoKeptTransformIsLessMemory) {
     for (u64 p : {1000, 20000, 1000000, 20000000}) {

@@ -161,12 +161,12 @@ TEST(PiPlanTest, ReducedMemoryIsLess) {
 }
 
 // Blocks and division both: either alone would leave the other's peak. From 20 to 300 million digits.
-TEST(PiPlanTest, ReducedMemoryIsAtLeastEightPercentLess) {
+TEST(PiPlanTest, ReducedMemoryIsAtLeastThreePercentLess) {
     for (const trel::u64 p : {1038104, 5190513, 15571538}) {
         for (const trel::u64 tds : {1, 2, 64}) {
             for (const int algorithm : {0, 1}) {
                 const auto bytes = [&](int which) { return static_cast<double>(bytes_of(which, p, tds)); };
-                EXPECT_LT(bytes(algorithm + 2), 0.92 * bytes(algorithm))
+                EXPECT_LT(bytes(algorithm + 2), 0.97 * bytes(algorithm))
                     << p << " " << tds << " " << algorithm;
             }
         }

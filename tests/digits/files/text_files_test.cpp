@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <random>
 #include <string>
 #include <thread>
@@ -55,6 +56,63 @@ TEST(TextWriterTest, FileHoldsPointAndDigitsOnly) {
                       "BasicTextWriter::store_digits()|File is closed.");
             writer.close();
         }
+    }
+}
+
+// The window stands in memory that is lent where that holds it, and in no byte beside it.
+TEST(TextWriterTest, LentMemoryHoldsTheWindow) {
+    using trel::FileIO::PublishedFile;
+    const TemporaryFolder folder;
+    const u64 n = 3 * SectorWindow::kLeastHalved;
+    const std::vector<u8> values = random_values(n, 10, 5);
+    // One half, or two of half the window; each has a sector more.
+    struct Case {
+        u64 window, needed;
+    };
+    for (const Case c :
+         {Case{8192, 8192 + 4096}, Case{SectorWindow::kLeastHalved, SectorWindow::kLeastHalved + 2 * 4096}}) {
+        for (const u64 offset : {0, 64}) {
+            for (const bool fits : {false, true}) {
+                SCOPED_TRACE(testing::Message() << c.window << " " << offset << " " << fits);
+                const trel::GuardedBuffer memory(c.needed + 2 * 4096, 4096);
+                std::memset(memory.get(), 0x5a, memory.size());
+                // From a sector on, or from behind its first bytes.
+                u8* const from = memory.bytes() + offset;
+                const u64 bytes = c.needed + (offset == 0 ? 0 : 4096 - offset) - (fits ? 0 : 64);
+                PublishedFile file(folder.file("draft"), folder.file("final"));
+                {
+                    BasicTextWriter writer(file, "3.1", 10, n, c.window, nullptr,
+                                           AlignedBufferC(from, bytes));
+                    for (u64 at = 0; at < n; at += 50000) {
+                        writer.store_digits(values.data() + at, at, std::min<u64>(50000, n - at), {},
+                                            serial_context());
+                    }
+                    writer.finish();
+                    EXPECT_EQ(load(*writer.read_back(), 0, n), values);
+                    writer.publish();
+                }
+                EXPECT_EQ(folder.read("final"), "3." + text_of(values));
+                const auto untouched = [](const u8* begin, const u8* end) {
+                    return std::all_of(begin, end, [](u8 byte) { return byte == 0x5a; });
+                };
+                EXPECT_EQ(untouched(from, from + bytes), !fits);
+                EXPECT_TRUE(untouched(memory.bytes(), from));
+                EXPECT_TRUE(untouched(from + bytes, memory.bytes() + memory.size()));
+            }
+        }
+    }
+}
+
+TEST(TextWriterTest, TheWindowFitsIntoWhatIsLent) {
+    constexpr u64 least = SectorWindow::kLeastLent, most = SectorWindow::kDefaultBytes;
+    EXPECT_EQ(SectorWindow::window_bytes(0), most);
+    EXPECT_EQ(SectorWindow::window_bytes(least - 64), most);
+    for (u64 lent = least; lent < 2 * most; lent += 37 * 64) {
+        const u64 window = SectorWindow::window_bytes(lent);
+        ASSERT_GE(window, SectorWindow::kLeastHalved);
+        ASSERT_LE(window, most);
+        // Halves of whole sectors with one more each, and a start that is no sector's.
+        ASSERT_LE(4095 + 2 * ((window / 2 + 4095) / 4096 + 1) * 4096, lent);
     }
 }
 

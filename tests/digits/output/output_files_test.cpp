@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <filesystem>
 #include <functional>
+#include <string>
 
 #include "base/errors/exceptions.h"
 #include "base/status/linear_console_node.h"
+#include "digits/files/sector_window.h"
 #include "digits/output/pi_writing.h"
 #include "fault/faulty_file.h"
 #include "os/volume.h"
@@ -80,6 +83,83 @@ TEST_F(OutputFilesTest, BothRadixesAreWrittenCheckedAndNamed) {
     EXPECT_EQ(output.written()[1].path, folder_.file("Dec.txt"));
     EXPECT_EQ(output.written()[1].bytes, kDigits + 2);
     EXPECT_EQ(console_.text(), "");
+}
+
+// A run with more working memory than its conversion takes.
+struct RunWithRoom {
+    static constexpr u64 kDigits = 700000;
+    explicit RunWithRoom(trel::ComputationStages* stages = nullptr)
+        : value(value_words(kDigits)),
+          plan(WriterPlan::make(value_words(kDigits) + 1, kDigits, kDigits, kDigits / 2, true, 2)),
+          memory(plan.needs.bytes + SectorWindow::kLeastLent) {
+        value.x.seal(trel::serial_context());
+        monitor.stages = stages;
+    }
+    FloatWriterB writer() {
+        return FloatWriterB(plan, {{thread_framework(), 2, &monitor}, memory.view(), nullptr},
+                            trel::null_status(), value.x);
+    }
+    Pi value;
+    WriterPlan plan;
+    Scratch memory;
+    trel::RunMonitor monitor;
+};
+
+// Once the digits are verified, and behind them and what output takes, the memory is the window's.
+TEST(OutputWindowTest, StandsInWorkingMemory) {
+    const TemporaryFolder folder;
+    trel::LinearConsoleNode status(79, 1.0);
+    const CaptureConsole console;
+    RunWithRoom run;
+    FloatWriterB digits = run.writer();
+    digits.convert();
+    EXPECT_EQ(digits.window_memory(10).size(), 0u);
+    EXPECT_EQ(digits.window_memory(16).size(), 0u);
+    digits.verify();
+    EXPECT_EQ(digits.window_memory(16).size(), 0u);
+    digits.verify_binary_words();
+    const u8* const end = static_cast<u8*>(run.memory.data()) + run.memory.size();
+    for (const u8 radix : {u8(10), u8(16)}) {
+        const trel::AlignedBufferC window = digits.window_memory(radix);
+        EXPECT_GE(window.size(), SectorWindow::kLeastLent);
+        EXPECT_EQ(window.size(), run.plan.window_bytes(run.memory.size()));
+        EXPECT_EQ(static_cast<u8*>(window.get()) + window.size(), end);
+    }
+    OutputFiles output(folder.file(""),
+                       {{16, "Hex", RunWithRoom::kDigits / 2}, {10, "Dec", RunWithRoom::kDigits}}, {},
+                       status);
+    (void)output.write(digits, 16, true);
+    (void)output.write(digits, 10, true);
+    EXPECT_EQ(folder.read("Hex.txt"), "3." + pi_digits(16, RunWithRoom::kDigits / 2));
+    EXPECT_EQ(folder.read("Dec.txt"), "3." + pi_digits(10, RunWithRoom::kDigits));
+    // The digits went through the end of the memory.
+    const u8* const window = static_cast<u8*>(digits.window_memory(10).get());
+    const std::string begin = "3.14159265";
+    EXPECT_NE(std::search(window, end, begin.begin(), begin.end()), end);
+}
+
+// Radix words that change behind their verification are converted again in the memory where the window of the
+// abandoned file stood.
+TEST(OutputWindowTest, AConversionTakesItsMemoryBack) {
+    struct Damage final : trel::ComputationStages {
+        void at(const char* stage, void* memory, u64) override {
+            if (std::string(stage) == "verified words" && count++ == 0) static_cast<Word*>(memory)[3] ^= 1;
+        }
+        u64 count = 0;
+    } damage;
+    const TemporaryFolder folder;
+    trel::LinearConsoleNode status(79, 1.0);
+    const CaptureConsole console;
+    RunWithRoom run(&damage);
+    FloatWriterB digits = run.writer();
+    digits.convert();
+    digits.verify();
+    ASSERT_GE(digits.window_memory(10).size(), SectorWindow::kLeastLent);
+    OutputFiles output(folder.file(""), {{10, "Dec", RunWithRoom::kDigits}}, {}, status);
+    (void)output.write(digits, 10, true);
+    EXPECT_EQ(damage.count, 2u);
+    EXPECT_EQ(run.monitor.checks.corrected, 1u);
+    EXPECT_EQ(folder.read("Dec.txt"), "3." + pi_digits(10, RunWithRoom::kDigits));
 }
 
 // The space is taken before the computation, and a run that ends early leaves nothing.
