@@ -34,7 +34,8 @@ std::string user_name_of(std::string_view file) {
 
 std::string user_line(const std::string& executable_directory, const FileIO::FileCalls& calls) {
     for (const char* above : {"", "../"}) {
-        if (const auto text = FileIO::read_small_file(executable_directory + above + kFile, kMostBytes, calls))
+        if (const auto text =
+                FileIO::read_small_file(executable_directory + above + kFile, kMostBytes, calls))
             return user_name_of(*text);
     }
     return kNoUserFile;

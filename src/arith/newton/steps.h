@@ -135,8 +135,8 @@ void nth_root_expanded_step(const MultiplyContext& context, Status& status, BigF
 void nth_root_factored_step(const MultiplyContext& context, Status& status, BigFloat& T, const BigFloat& A,
                             u64 n, const BigFloat& x, u64 p, LinearWordBuffer buffer);
 
-// T = A/B to p words from x = 1/B to q = p/2 + 1 words (at most q + 2), p >= 10. T may stand in B's words. The
-// two other temporaries are cut from the buffer.
+// T = A/B to p words from x = 1/B to q = p/2 + 1 words (at most q + 2), p >= 10. T may stand in B's words.
+// The two other temporaries are cut from the buffer.
 Crossing division_step(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                        const BigFloat& A, const BigFloat& B, const BigFloat& x, LinearWordBuffer buffer);
 

@@ -44,8 +44,8 @@ class SeriesValuePlan {
     const Needs& needs() const { return needs_; }
     double work() const;
     // x to the plan's precision, with what may be wrong with it. P and Q are used up; P may stand in x's
-    // buffer, and Q's holds precision + 4 words. context.scratch holds needs(). log_scale: see Series. ArithmeticException "Divide by zero."
-    // where 1 / x is zero.
+    // buffer, and Q's holds precision + 4 words. context.scratch holds needs(). log_scale: see Series.
+    // ArithmeticException "Divide by zero." where 1 / x is zero.
     ErrorBound run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q, BigFloat& x,
                    std::optional<double> log_scale = {}) const;
 

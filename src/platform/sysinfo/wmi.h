@@ -26,8 +26,8 @@ using WmiObject = std::vector<std::optional<std::string>>;
 std::vector<WmiObject> query_wmi(const std::string& class_name, const std::vector<std::string>& properties,
                                  const QueryCalls& calls = QueryCalls::of_this_machine());
 
-// The same, and nothing when the query does not succeed: a virtual machine has no such tables, and most systems
-// show those of the memory to the administrator alone.
+// The same, and nothing when the query does not succeed: a virtual machine has no such tables, and most
+// systems show those of the memory to the administrator alone.
 std::vector<WmiObject> query_wmi_or_nothing(const std::string& class_name,
                                             const std::vector<std::string>& properties,
                                             const QueryCalls& calls = QueryCalls::of_this_machine());
