@@ -70,10 +70,11 @@ endfunction()
 # Rooms in which nothing runs long: made for size, because every page of the program counts as memory of a run.
 set(KALVOR_SMALL_ROOMS "^(os|base/(clock|command_line|config|console|errors|prompt|registry|settings|status)|platform/(fileio|memory|sysinfo)|constants/(catalog|evaluator|formulas|polynomials)|digits/(files|output|viewer)|app/.*)$")
 # But for their loops over all words or digits.
-set(KALVOR_LOOPS platform/memory/fill_pattern.cpp digits/files/digit_hash.cpp digits/files/digit_kernels.cpp
+set(KALVOR_LOOPS app/stress/product_worker.cpp platform/memory/fill_pattern.cpp digits/files/digit_hash.cpp digits/files/digit_kernels.cpp
     digits/output/float_reader.cpp digits/output/float_writer.cpp)
 list(TRANSFORM KALVOR_LOOPS PREPEND ${CMAKE_SOURCE_DIR}/src/)
 set_property(SOURCE ${KALVOR_LOOPS} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O3>)
+set_property(SOURCE ${KALVOR_LOOPS} PROPERTY SKIP_PRECOMPILE_HEADERS ON)
 
 # Matches the objects that the linker puts last: see late_files.txt.
 function(kalvor_read_late_files out)
@@ -137,10 +138,16 @@ function(kalvor_add_rooms)
         target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-Os>)
       endif()
       if(KALVOR_PRECOMPILED_HEADERS)
-        if(room STREQUAL "os")
-          target_precompile_headers(os PRIVATE ${KALVOR_COMMON_HEADERS})
+        # The compiler takes them only where it optimizes as it did for their owner.
+        if(room MATCHES ${KALVOR_SMALL_ROOMS})
+          set(owner os)
         else()
-          target_precompile_headers(${target} REUSE_FROM os)
+          set(owner base_hash)
+        endif()
+        if(target STREQUAL owner)
+          target_precompile_headers(${owner} PRIVATE ${KALVOR_COMMON_HEADERS})
+        else()
+          target_precompile_headers(${target} REUSE_FROM ${owner})
         endif()
       endif()
       if(room STREQUAL "platform/parallel" AND TBB_FOUND)

@@ -100,7 +100,7 @@ SettingsTable make_table() {
                      S().constant->algorithm_tokens().front(), true},
                     WordValue<C>{[](C& c, Name token) { c.settings.constant->select_algorithm(token); }},
                     [](const C& c) { return c.settings.constant->algorithm_tokens(); }},
-         .meaning = "the series, by its name or its number from 0 on (the reduced ones take 4 to 14 % less "
+         .meaning = "the series, by its name or its number from 0 on (the reduced ones take 4 to 16 % less "
                     "memory)"},
         {.of = path_setting(),
          .member = "Output",

@@ -25,7 +25,7 @@ DivisionPlan DivisionPlan::make(u64 p, u64 tds, DivisionTransforms transforms) {
     plan.tds = tds;
     plan.reciprocal = ReciprocalPlan::make(plan.q, tds);
     const MultiplySizes sizes = basic_table64().get_algorithm(p + 9).sizes(p + 9);
-    plan.x = round_up_8(std::max(p - plan.q + 5, plan.reciprocal.result));
+    plan.x = round_up_8(plan.reciprocal.result);
     plan.y = (plan.q + 9) & ~u64(7);
     plan.correction = (plan.q + 12) & ~u64(7);
     plan.result = p + 2;

@@ -19,7 +19,7 @@ struct DivisionPlan : NewtonPlan {
 };
 
 struct Division_BigFloatR {
-    // T = A / B to the plan's p words. T may stand in B's words, which are then lost.
+    // T = A / B to the plan's p words. T may stand in B's words, which are then lost; A lies clear of it.
     static void run(const DivisionPlan& plan, const MultiplyContext& context, Status& status, BigFloat& T,
                     const BigFloat& A, const BigFloat& B, LinearWordBuffer buffer);
 };

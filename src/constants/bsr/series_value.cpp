@@ -91,7 +91,8 @@ PowerOfTwo SeriesValuePlan::numerator(const ParallelContext& parallel, StatusIte
 }
 
 // N / D with D = coefD Q, or D / N. The divisor moves to x's words, where the quotient takes its place, and a
-// dividend N to Q's, so that the division has all of the memory. It reads no more than is moved.
+// dividend N to Q's, so that the division has all of the memory. What is moved, precision + 4 words, is what
+// it reads.
 ErrorBound SeriesValuePlan::run(const MultiplyContext& context, Status& status, BigFloat& P, BigFloat& Q,
                                 BigFloat& x, std::optional<double> log_scale) const {
     status.work().enter("division");

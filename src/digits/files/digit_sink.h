@@ -56,7 +56,7 @@ class DigitSink {
     virtual void ask_again(FileIO::AskAgain ask_again) = 0;
     // first_digits: integer part, "." and any digits. The sink outlives the writer; after a writer that was
     // abandoned there may be another. warnings: of the run, or nullptr. lent: memory that nobody else uses
-    // while digits are stored, for the writer to take in place of its own where it can.
+    // until the writer is finished, abandoned or gone, for it to take in place of its own where it can.
     virtual std::unique_ptr<BasicDigitWriter> make_writer(std::string_view first_digits, Warnings* warnings,
                                                           AlignedBufferC lent = {}) = 0;
     // The size of the output, until it is published.

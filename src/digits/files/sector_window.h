@@ -55,8 +55,8 @@ class SectorWindow {
     // One of own and file is the file. What is not owned outlives the window, and its owner has it checked:
     // only publish() and close() give it its final name.
     // window_bytes: the memory of the window. warnings: of the run, or nullptr; hears of an incomplete file.
-    // lent: memory that nobody else uses while digits are stored, in place of the window's own where it
-    // holds it: window_bytes().
+    // lent: memory that nobody else uses until finish(), abandon() or the destructor, in place of the
+    // window's own where it holds it: window_bytes().
     SectorWindow(std::unique_ptr<FileIO::PublishedFile> own, FileIO::PublishedFile* file,
                  DigitFileShape shape, u64 window_bytes, Warnings* warnings, AlignedBufferC lent = {});
     // close(), but a complete file that is not owned keeps its incomplete name: it has not been checked.
@@ -102,7 +102,7 @@ class SectorWindow {
     // incomplete name. Closing twice does nothing. After a write that failed no other is tried: its exception
     // has told what is wrong.
     void close() { end(true); }
-    // No more attempts, no warning.
+    // No more attempts, no warning. Lent memory is free afterwards.
     void abandon();
 
   private:

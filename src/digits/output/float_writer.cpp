@@ -102,9 +102,9 @@ FloatWriterB::FloatWriterB(const WriterPlan& plan, const MultiplyContext& contex
 }
 
 AlignedBufferC FloatWriterB::window_memory(u8 radix) const {
-    const bool verified = radix == 10 ? expected_dec_.has_value() : expected_hex_.has_value();
     AlignedBufferC memory = context_.scratch;
-    if (!verified || memory.size() < kScratchForOutput) return {};
+    // Hexadecimal digits are verified and restored without scratch.
+    if ((radix == 10 && !expected_dec_) || memory.size() < kScratchForOutput) return {};
     memory.spawn(kScratchForOutput);
     return memory;
 }

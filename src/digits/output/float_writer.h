@@ -88,8 +88,8 @@ class FloatWriterB {
                     const std::string& format = kTextFormat);
     void read_check(BasicDigitReader& file, const OutputStats& stats);
 
-    // What neither writing nor its check touches, for the window of the file: once the digits are verified.
-    // Restoring them uses it again.
+    // What writing does not touch, for the window of the file; of decimal digits once they are verified. The
+    // check may read over it, because the window is in the file by then, and restoring the digits may use it.
     AlignedBufferC window_memory(u8 radix) const;
 
     // The warnings of the run; nullptr: they are dropped.

@@ -84,14 +84,20 @@ void expect_found_or_harmless(const Computation& c, u64 most, std::mt19937_64& r
 }
 
 // Operands of each run are made anew, because the change may meet them.
-Computation division(u64 p, DivisionTransforms transforms) {
+enum class QuotientPlace { apart, divisor };
+Computation division(u64 p, DivisionTransforms transforms, QuotientPlace place = QuotientPlace::apart) {
     const auto plan = std::make_shared<const DivisionPlan>(DivisionPlan::make(p, 1, transforms));
     return {"division", p, [=] { return Workspace(plan->result, plan->temporaries, plan->products.bytes); },
             [=](Workspace& w) {
                 std::mt19937_64 rng(91);
                 const Number A(make_words(Shape::random, p + 2, rng)),
                     B(make_words(Shape::random, p + 1, rng), 3);
-                Division_BigFloatR::run(*plan, w.context, null_status(), w.T, A.value, B.value, w.buffer());
+                BigFloat divisor = B.value;
+                if (place == QuotientPlace::divisor) {
+                    w.T.set_BigFloat(p, serial_context(), B.value);
+                    divisor = w.T;
+                }
+                Division_BigFloatR::run(*plan, w.context, null_status(), w.T, A.value, divisor, w.buffer());
             }};
 }
 Computation reciprocal(u64 p) {
@@ -210,11 +216,14 @@ INSTANTIATE_TEST_SUITE_P(
     Newton, NumberDamageTest,
     testing::Values(division(8, DivisionTransforms::kept), division(60, DivisionTransforms::kept),
                     division(700, DivisionTransforms::kept), division(700, DivisionTransforms::none),
-                    reciprocal(300), root(60, 1000), root(700, 10000), root(700, 84), root_of_word(60),
-                    root_of_word(700), nth_root(60, 3, true), nth_root(600, 4, false), power(300, 1, 77),
-                    power(300, 302, 5), mean(80), square_root(60), square_root(2700), mean_of_two(80),
-                    logarithm(80), power_of_word(300, 10, 1500), power_of_word(300, 7, 9000),
-                    signed_power(300, -5), signed_power(300, 7)),
+                    division(60, DivisionTransforms::kept, QuotientPlace::divisor),
+                    division(700, DivisionTransforms::kept, QuotientPlace::divisor),
+                    division(700, DivisionTransforms::none, QuotientPlace::divisor), reciprocal(300),
+                    root(60, 1000), root(700, 10000), root(700, 84), root_of_word(60), root_of_word(700),
+                    nth_root(60, 3, true), nth_root(600, 4, false), power(300, 1, 77), power(300, 302, 5),
+                    mean(80), square_root(60), square_root(2700), mean_of_two(80), logarithm(80),
+                    power_of_word(300, 10, 1500), power_of_word(300, 7, 9000), signed_power(300, -5),
+                    signed_power(300, 7)),
     [](const auto& info) {
         std::string name = std::string(info.param.name) + " " + std::to_string(info.index);
         std::replace(name.begin(), name.end(), ' ', '_');
@@ -298,7 +307,8 @@ TEST(NumberDamageTest, HeldTransformsAreMadeAnew) {
     std::mt19937_64 rng(17);
     for (const Computation& c :
          {reciprocal(700), reciprocal(4000), root(700, 3000), root_of_word(700),
-          division(700, DivisionTransforms::kept), division(4000, DivisionTransforms::kept)}) {
+          division(700, DivisionTransforms::kept), division(4000, DivisionTransforms::kept),
+          division(700, DivisionTransforms::kept, QuotientPlace::divisor)}) {
         OneChangedNumber counter(OneChangedNumber::kNever, 0, "data");
         const Outcome right = outcome(c, counter);
         ASSERT_GT(counter.count, 3u) << c.name;
@@ -330,7 +340,8 @@ TEST(NumberDamageTest, ProductsThatFailTwiceAreDoneByALowerAlgorithm) {
                           {square_root(2 * p), 1},
                           {power(p, p, 5), 3},
                           {division(p, DivisionTransforms::kept), 3},
-                          {division(p, DivisionTransforms::none), 3}}) {
+                          {division(p, DivisionTransforms::none), 3},
+                          {division(p, DivisionTransforms::kept, QuotientPlace::divisor), 3}}) {
         Computation ample = c.computation;
         // Room for the lower algorithm.
         ample.workspace = [&] {
