@@ -23,10 +23,12 @@ constexpr u64 kOverlap = 2;
 LargeProduct::LargeProduct(u64 precision, u64 room) : precision_(precision) {
     const u64 words = precision + 2;
     needs_ = product_needs(2 * words + kSpareWords);
-    if (needs_.bytes > room) {
-        low_ = words / 2;
-        low_product_words_ = round_up_8(precision - low_ + kSpareWords);
-        needs_ = product_needs(std::max(2 * words - low_, 2 * low_) + kSpareWords).above(low_product_words_);
+    // The first that fits, or a half. Both steps together are the longer the more words are left to the
+    // second.
+    for (u64 eighths = 1; eighths <= 4 && needs_.bytes > room; eighths++) {
+        low_ = words * eighths / 8;
+        low_product_words_ = round_up_8(low_ + kSpareWords);
+        needs_ = product_needs(2 * words - low_ + kSpareWords).above(low_product_words_);
     }
     // One word for the carry of the last addition.
     needs_.result_words = precision + 3;

@@ -1,9 +1,9 @@
 // The product of two values as the last step of a formula. Its whole transform is often the longest of a
-// computation. Where that would take more memory than there is anyway, the product is done in two steps with
-// three quarters of the length:
+// computation. Where that would take more memory than there is anyway, the product is done in two steps;
+// where a half of y is left to the second, they take three quarters of the length:
 //
-//           |  upper half of y  |  lower half of y  |
-//   all of x        first              second: the upper half of x alone, added to the first
+//           |  upper words of y  |  lower words of y: an eighth to a half  |
+//   all of x        first          second: as many upper words of x alone, added to the first
 //
 // What is left out lies below the guard words.
 #pragma once
@@ -34,7 +34,7 @@ class LargeProduct {
 
   private:
     u64 precision_;
-    u64 low_ = 0;                // words of y's lower half
+    u64 low_ = 0;                // words of y that are left to the second step
     u64 low_product_words_ = 0;  // of its product's buffer
     Needs needs_;
 };

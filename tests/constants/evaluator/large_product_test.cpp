@@ -56,12 +56,27 @@ void check(u64 p, u64 room, u64 tds, const BigFloat& x, const BigFloat& y) {
     }
 }
 
+// Rooms for one step, and for two that leave fewer and fewer words to the first.
+std::vector<u64> rooms_of(u64 p) {
+    std::vector<u64> rooms = {trel::kAnyRoom};
+    u64 bytes = LargeProduct(p, trel::kAnyRoom).needs().bytes;
+    for (;;) {
+        const u64 less = LargeProduct(p, bytes - 1).needs().bytes;
+        if (less >= bytes) break;
+        rooms.push_back(less);
+        bytes = less;
+    }
+    rooms.push_back(0);
+    return rooms;
+}
+
 TEST(LargeProductTest, OperandsOfAnyLength) {
     std::mt19937_64 random(1);
     for (const u64 p : {3, 4, 5, 6, 7, 8, 9, 16, 33, 100, 101, 1000, 4001}) {
-        for (const u64 room : {u64(0), trel::kAnyRoom}) {
-            const std::set<u64> lengths = {1,         2,     p / 4 + 1, p / 2, p / 2 + 1, p / 2 + 2,
-                                           3 * p / 5, p - 2, 3 * p / 4, p,     p + 1,     p + 2};
+        for (const u64 room : rooms_of(p)) {
+            const std::set<u64> lengths = {1,         2,         p / 4 + 1, p / 2,     p / 2 + 1,
+                                           p / 2 + 2, 3 * p / 5, p - 2,     3 * p / 4, 7 * p / 8,
+                                           p,         p + 1,     p + 2};
             for (const u64 x_words : lengths) {
                 for (const u64 y_words : lengths) {
                     const Operand x(x_words, -static_cast<i64>(p), random() % 2 == 0, random);
@@ -77,7 +92,7 @@ TEST(LargeProductTest, OperandsOfAnyLength) {
 // A bit of either operand changed when one of the steps takes it up, in any word that is left to read.
 TEST(LargeProductTest, ChangedOperandsAreFound) {
     const u64 p = 300;
-    for (const u64 room : {u64(0), trel::kAnyRoom}) {
+    for (const u64 room : rooms_of(p)) {
         const LargeProduct product(p, room);
         Scratch result(trel::round_up_8(product.needs().result_words) * sizeof(Word));
         Scratch scratch(product.needs().bytes);
@@ -94,7 +109,7 @@ TEST(LargeProductTest, ChangedOperandsAreFound) {
         };
         kalvor_test::OneChangedNumber counter;
         run(counter);
-        ASSERT_GE(counter.count, room == 0 ? 6u : 2u);
+        ASSERT_GE(counter.count, room == trel::kAnyRoom ? 2u : 6u);
         std::mt19937_64 random(4);
         for (u64 i = 0; i < counter.count; i++) {
             for (int place = 0; place < 5; place++) {
@@ -164,7 +179,14 @@ TEST(LargeProductTest, RoomDecides) {
     const u64 p = 20000;
     const LargeProduct whole(p, trel::kAnyRoom), halves(p, 0);
     EXPECT_EQ(LargeProduct(p, whole.needs().bytes).needs().bytes, whole.needs().bytes);
-    EXPECT_EQ(LargeProduct(p, whole.needs().bytes - 1).needs().bytes, halves.needs().bytes);
+    // Less room, less memory, and never more than there is, down to the halves.
+    const std::vector<u64> rooms = rooms_of(p);
+    EXPECT_GE(rooms.size(), 4u);
+    for (std::size_t i = 1; i + 1 < rooms.size(); i++) {
+        EXPECT_LE(LargeProduct(p, rooms[i]).needs().bytes, rooms[i]);
+        EXPECT_GE(rooms[i], halves.needs().bytes);
+    }
+    EXPECT_EQ(rooms[rooms.size() - 2], halves.needs().bytes);
     EXPECT_LT(halves.needs().bytes, whole.needs().bytes);
     EXPECT_LT(halves.needs().product_words, whole.needs().product_words);
 }
